@@ -1,0 +1,63 @@
+# Helpers that the folders' CMakeLists.txt share.
+
+# distnet_add_library(<name> SHARED|STATIC [source…])
+# A folder without sources yet becomes an interface library, so that what links it still configures.
+function(distnet_add_library name kind)
+    if(ARGN)
+        add_library(${name} ${kind} ${ARGN})
+    else()
+        message(STATUS "${name}: no sources yet")
+        add_library(${name} INTERFACE)
+    endif()
+endfunction()
+
+# distnet_link(<name> <library…>): links publicly; works for a folder without sources too.
+function(distnet_link name)
+    get_target_property(type ${name} TYPE)
+    if(type STREQUAL "INTERFACE_LIBRARY")
+        target_link_libraries(${name} INTERFACE ${ARGN})
+    else()
+        target_link_libraries(${name} PUBLIC ${ARGN})
+    endif()
+endfunction()
+
+# distnet_service_sources(<source…>): called in each folder of the service. The list is built twice: as the shipped
+# library, and as objects for tests.
+function(distnet_service_sources)
+    foreach(source IN LISTS ARGN)
+        set_property(GLOBAL APPEND PROPERTY DISTNET_SERVICE_SOURCES "${CMAKE_CURRENT_SOURCE_DIR}/${source}")
+    endforeach()
+endfunction()
+
+# distnet_add_test(<name> <source…> [LIBS <library…>] [DAEMON] [TIMEOUT <seconds>])
+# Builds one GoogleTest program and registers each of its cases as "<name>/<case>", labelled with the folder.
+# DAEMON: the test starts the built programs. They are built before it, and DISTNET_BIN_DIR names their folder.
+# TIMEOUT: per case, in seconds; 60 unless given.
+function(distnet_add_test name)
+    cmake_parse_arguments(PARSE_ARGV 1 arg "DAEMON" "TIMEOUT" "LIBS")
+    if(NOT arg_TIMEOUT)
+        set(arg_TIMEOUT 60)
+    endif()
+    file(RELATIVE_PATH label "${PROJECT_SOURCE_DIR}/tests" "${CMAKE_CURRENT_SOURCE_DIR}")
+
+    add_executable(${name} ${arg_UNPARSED_ARGUMENTS})
+    set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/test-bin")
+    target_link_libraries(${name} PRIVATE ${arg_LIBS} distnet_test_support GTest::gmock GTest::gtest_main)
+    if(arg_DAEMON)
+        target_compile_definitions(${name} PRIVATE DISTNET_BIN_DIR="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
+        foreach(program distnetd distnetctl distnet_service)
+            if(TARGET ${program})
+                add_dependencies(${name} ${program})
+            endif()
+        endforeach()
+    endif()
+
+    gtest_discover_tests(${name}
+        TEST_PREFIX "${name}/"
+        DISCOVERY_MODE PRE_TEST
+        DISCOVERY_TIMEOUT 60
+        PROPERTIES
+            LABELS "${label}"
+            TIMEOUT ${arg_TIMEOUT}
+            ENVIRONMENT "LSAN_OPTIONS=suppressions=${PROJECT_SOURCE_DIR}/tests/support/lsan.supp:print_suppressions=0")
+endfunction()

@@ -1,0 +1,17 @@
+# What `cmake --install` lays out: bin/, lib/ and include/distnet/.
+#
+# The libraries go to lib/ and not to the multi-architecture folder, because distnetd looks for the service library
+# in ../lib from where it lies. A program that uses the client library adds include/distnet to its include path.
+
+foreach(target distnet_platform distnet_service distnet_client distnetd distnetctl)
+    if(TARGET ${target})
+        get_target_property(type ${target} TYPE)
+        if(NOT type STREQUAL "INTERFACE_LIBRARY")
+            install(TARGETS ${target} RUNTIME DESTINATION bin LIBRARY DESTINATION lib)
+        endif()
+    endif()
+endforeach()
+
+install(DIRECTORY client platform DESTINATION include/distnet FILES_MATCHING PATTERN "*.h")
+install(FILES distributed/services/service/i_distnet_service.h
+    DESTINATION include/distnet/distributed/services/service OPTIONAL)

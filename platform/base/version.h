@@ -1,0 +1,13 @@
+// The version of this build, for --version, the daemon's first line and the host's status answer.
+// Any thread. The number is set once, in the top CMakeLists.txt.
+#ifndef DISTNET_PLATFORM_BASE_VERSION_H
+#define DISTNET_PLATFORM_BASE_VERSION_H
+
+namespace Vexo {
+
+// Returns "major.minor.patch", NUL-terminated, with static storage. Never blocks, never fails.
+const char *DistNetVersion();
+
+}  // namespace Vexo
+
+#endif  // DISTNET_PLATFORM_BASE_VERSION_H
