@@ -2,7 +2,7 @@
 
 namespace Vexo {
 
-const char *DistNetVersion()
+const char* DistNetVersion()
 {
     return DISTNET_VERSION;
 }

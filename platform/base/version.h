@@ -6,7 +6,7 @@
 namespace Vexo {
 
 // Returns "major.minor.patch", NUL-terminated, with static storage. Never blocks, never fails.
-const char *DistNetVersion();
+const char* DistNetVersion();
 
 }  // namespace Vexo
 
