@@ -1,7 +1,6 @@
 // The version of this build, for --version, the daemon's first line and the host's status answer.
 // Any thread. The number is set once, in the top CMakeLists.txt.
-#ifndef DISTNET_PLATFORM_BASE_VERSION_H
-#define DISTNET_PLATFORM_BASE_VERSION_H
+#pragma once
 
 namespace Vexo {
 
@@ -9,5 +8,3 @@ namespace Vexo {
 const char* DistNetVersion();
 
 }  // namespace Vexo
-
-#endif  // DISTNET_PLATFORM_BASE_VERSION_H

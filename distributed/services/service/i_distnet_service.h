@@ -1,0 +1,42 @@
+// IDistNetService: the remote interface of ability 1163. Parcels of each request, in order: docs/ipc.md. Callers need the
+// system-app flag and PERMISSION_CONNECTIVITY_INTERNAL. Results are int32 codes, 0 for success; their table is
+// distributed/services/service/distnet_errors.h. Every operation blocks until the service has answered.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "platform/device_manager/device_manager.h"
+#include "platform/ipc/iremote_object.h"
+
+namespace Vexo::NetManagerStandard {
+
+using DistributedHardware::DmDeviceInfo;
+
+// Request codes. The jump from 4 to 1001 is fixed: clients depend on the numbers.
+enum class DistNetInterfaceCode : uint32_t {
+    START_SERVICE = 0,
+    RELEASE_SERVICE = 1,
+    START_DISTRIBUTED_NETWORK = 2,
+    STOP_DISTRIBUTED_NETWORK = 3,
+    GET_AVAILABLE_DEVICE_LIST = 4,
+    GET_REMOTE_DEVICE_INFO = 1001,
+};
+
+class IDistNetService : public IRemoteBroker {
+public:
+    DECLARE_INTERFACE_DESCRIPTOR(u"Vexo.NetManagerStandard.IDistNetService")
+
+    // state: the ability's state (SystemAbilityState).
+    virtual int32_t StartService(uint32_t& state) = 0;
+    virtual int32_t ReleaseService(uint32_t& state) = 0;
+    // The two integers are carried through and not interpreted.
+    virtual int32_t StartDistributedNetwork(int32_t, int32_t, const std::string& networkId) = 0;
+    virtual int32_t StopDistributedNetwork(int32_t, int32_t, const std::string& networkId) = 0;
+    virtual int32_t GetAvailableDeviceList(std::vector<DmDeviceInfo>& deviceList) = 0;
+    // items: names of capability items; result: a JSON object with a member for each known one.
+    virtual int32_t GetRemoteDeviceInfo(std::vector<std::string> items, std::string& result) = 0;
+};
+
+}  // namespace Vexo::NetManagerStandard

@@ -1,0 +1,22 @@
+// Ability ids: the names under which a device's abilities are registered and found. The one table.
+#pragma once
+
+#include <cstdint>
+
+namespace Vexo {
+
+inline constexpr int32_t WIFI_DEVICE_SYS_ABILITY_ID = 1120;
+inline constexpr int32_t WIFI_HOTSPOT_SYS_ABILITY_ID = 1121;
+inline constexpr int32_t COMM_DISTRIBUTED_NET_ABILITY_ID = 1163;  // the service itself; loaded on demand
+inline constexpr int32_t DISTNET_HOST_ABILITY_ID = 1164;          // the daemon about itself (host/i_distnet_host.h)
+inline constexpr int32_t COMMON_EVENT_SERVICE_ID = 3299;
+inline constexpr int32_t TELEPHONY_CORE_SERVICE_SYS_ABILITY_ID = 4010;
+inline constexpr int32_t TELEPHONY_CELLULAR_DATA_SYS_ABILITY_ID = 4011;
+inline constexpr int32_t SOFTBUS_SERVER_SA_ID = 4700;
+inline constexpr int32_t DISTRIBUTED_HARDWARE_DEVICEMANAGER_SA_ID = 4802;
+inline constexpr int32_t COLL_FWK_SA_ID = 70635;
+
+// "Wi-Fi hotspot" for 1121, and so on; "ability" for an id that is not in the table.
+const char* AbilityName(int32_t systemAbilityId);
+
+}  // namespace Vexo

@@ -1,0 +1,52 @@
+// The access policy: which users and groups are what to this device. Read once at start from a JSON file:
+//   {"entries": [{"user": "root", "token_type": "native", "system_app": true},
+//                {"group": "netdev", "token_type": "application", "privilege_level": 2, "system_app": true,
+//                 "permissions": ["vexo.permission.CONNECTIVITY_INTERNAL"]}]}
+// The first entry that names the caller's user, else the first that names one of its groups, holds; nobody else is more than
+// a shell. A user or group may also be given by number. Load touches the disk and the user database; Install is called once,
+// by the host, before the IPC server starts; the rest is in memory, any thread.
+#pragma once
+
+#include <filesystem>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/access/accesstoken_kit.h"
+#include "platform/base/result.h"
+#include "platform/ipc/ipc_skeleton.h"
+
+namespace Vexo::Security {
+
+struct PolicyEntry {
+    std::string user;   // exactly one of user and group is set
+    std::string group;
+    ATokenTypeEnum tokenType = TOKEN_SHELL;
+    ATokenAplEnum privilegeLevel = APL_NORMAL;
+    bool systemApp = false;
+    std::vector<std::string> permissions;
+};
+
+struct AccessPolicy {
+    std::vector<PolicyEntry> entries;
+
+    // root native with the system-app flag; group netdev an application of level 2 with the flag and the permission.
+    static AccessPolicy ShippedDefault();
+    // Only root: what holds when the file is missing or damaged.
+    static AccessPolicy RootOnly();
+    // The error names file, entry and key, and what is allowed.
+    static Result<AccessPolicy> Load(const std::filesystem::path& file);
+    static Result<AccessPolicy> Parse(const std::string& json, const std::string& fileName);
+};
+
+// Makes the policy the one that tokens are taken from. Tokens handed out before become unknown.
+void InstallAccessPolicy(AccessPolicy policy);
+
+// The caller's identity under the installed policy: the same token for the same user, groups and entry. Without a policy
+// everyone is refused (a shell).
+CallerIdentity IdentifyCaller(const PeerCredentials& peer);
+
+// This process as a native caller with the system-app flag: what the daemon is to its own abilities.
+CallerIdentity IdentifySelf();
+
+}  // namespace Vexo::Security

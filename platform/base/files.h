@@ -1,0 +1,22 @@
+// Whole-file helpers: read with a size limit, write by rename so that a reader sees the old text or the new, never a
+// part. They block on the disk; any thread; no state.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstddef>
+#include <filesystem>
+#include <string>
+#include <string_view>
+
+#include "platform/base/result.h"
+
+namespace Vexo {
+
+// The file's bytes; an error names the file and the cause (missing, not readable, larger than maxBytes).
+Result<std::string> ReadWholeFile(const std::filesystem::path& path, size_t maxBytes);
+
+// Writes text to a temporary file in the same folder (created exclusively, with mode), syncs it and renames it over path.
+Result<void> WriteFileAtomically(const std::filesystem::path& path, std::string_view text, mode_t mode);
+
+}  // namespace Vexo

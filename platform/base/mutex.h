@@ -1,0 +1,95 @@
+// Mutex, MutexLock and CondVar: the standard ones with clang's thread-safety annotations, so that a member marked
+// GUARDED_BY(mutex_) is checked at compile time (clang -Wthread-safety). Any thread.
+// https://releases.llvm.org/14.0.0/tools/clang/docs/ThreadSafetyAnalysis.html
+#pragma once
+
+#include <chrono>
+#include <condition_variable>
+#include <mutex>
+
+#if defined(__clang__)
+#define VEXO_THREAD_ANNOTATION(x) __attribute__((x))
+#else
+#define VEXO_THREAD_ANNOTATION(x)
+#endif
+
+#define CAPABILITY(x) VEXO_THREAD_ANNOTATION(capability(x))
+#define SCOPED_CAPABILITY VEXO_THREAD_ANNOTATION(scoped_lockable)
+#define GUARDED_BY(x) VEXO_THREAD_ANNOTATION(guarded_by(x))
+#define PT_GUARDED_BY(x) VEXO_THREAD_ANNOTATION(pt_guarded_by(x))
+#define REQUIRES(...) VEXO_THREAD_ANNOTATION(requires_capability(__VA_ARGS__))
+#define EXCLUDES(...) VEXO_THREAD_ANNOTATION(locks_excluded(__VA_ARGS__))
+#define ACQUIRE(...) VEXO_THREAD_ANNOTATION(acquire_capability(__VA_ARGS__))
+#define RELEASE(...) VEXO_THREAD_ANNOTATION(release_capability(__VA_ARGS__))
+#define TRY_ACQUIRE(...) VEXO_THREAD_ANNOTATION(try_acquire_capability(__VA_ARGS__))
+#define NO_THREAD_SAFETY_ANALYSIS VEXO_THREAD_ANNOTATION(no_thread_safety_analysis)
+
+namespace Vexo {
+
+class CAPABILITY("mutex") Mutex {
+public:
+    void lock() ACQUIRE() { mutex_.lock(); }
+    void unlock() RELEASE() { mutex_.unlock(); }
+    bool try_lock() TRY_ACQUIRE(true) { return mutex_.try_lock(); }
+
+private:
+    friend class CondVar;
+    std::mutex mutex_;
+};
+
+class SCOPED_CAPABILITY MutexLock {
+public:
+    explicit MutexLock(Mutex& mutex) ACQUIRE(mutex) : mutex_(mutex) { mutex_.lock(); }
+    ~MutexLock() RELEASE()
+    {
+        if (held_) {
+            mutex_.unlock();
+        }
+    }
+    MutexLock(const MutexLock&) = delete;
+    MutexLock& operator=(const MutexLock&) = delete;
+
+    // Let go for a call that must not run under the lock, and take it again.
+    void Unlock() RELEASE()
+    {
+        held_ = false;
+        mutex_.unlock();
+    }
+    void Lock() ACQUIRE()
+    {
+        mutex_.lock();
+        held_ = true;
+    }
+
+private:
+    Mutex& mutex_;
+    bool held_ = true;
+};
+
+// Waits release the mutex, which the caller holds before and after. Waits may wake spuriously: loop on a condition.
+class CondVar {
+public:
+    void Wait(Mutex& mutex) REQUIRES(mutex)
+    {
+        std::unique_lock<std::mutex> lock(mutex.mutex_, std::adopt_lock);
+        condition_.wait(lock);
+        lock.release();
+    }
+
+    // False when the deadline has passed.
+    bool WaitUntil(Mutex& mutex, std::chrono::steady_clock::time_point deadline) REQUIRES(mutex)
+    {
+        std::unique_lock<std::mutex> lock(mutex.mutex_, std::adopt_lock);
+        const bool intime = condition_.wait_until(lock, deadline) == std::cv_status::no_timeout;
+        lock.release();
+        return intime;
+    }
+
+    void NotifyOne() noexcept { condition_.notify_one(); }
+    void NotifyAll() noexcept { condition_.notify_all(); }
+
+private:
+    std::condition_variable condition_;
+};
+
+}  // namespace Vexo

@@ -1,0 +1,99 @@
+// Intrusive reference counting: RefBase is the counted base class, sptr<T> the owning pointer.
+// Thread-safe: counts are atomic, so an object may be shared and released from any thread. The object itself is not
+// guarded. An object that is reached through several interfaces inherits RefBase virtually from each of them.
+// A static object that must outlive every sptr is pinned with one IncStrongRef() that nothing releases.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+
+namespace Vexo {
+
+class RefBase {
+public:
+    RefBase(const RefBase&) = delete;
+    RefBase& operator=(const RefBase&) = delete;
+
+    void IncStrongRef() const noexcept { strong_.fetch_add(1, std::memory_order_relaxed); }
+
+    // Destroys the object when this was the last reference.
+    void DecStrongRef() const noexcept
+    {
+        if (strong_.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+            delete this;
+        }
+    }
+
+    int32_t GetSptrRefCount() const noexcept { return strong_.load(std::memory_order_relaxed); }
+
+protected:
+    RefBase() = default;
+    virtual ~RefBase() = default;
+
+private:
+    mutable std::atomic<int32_t> strong_{0};
+};
+
+template <typename T>
+class sptr {
+public:
+    sptr() noexcept = default;
+    sptr(std::nullptr_t) noexcept {}
+    // Takes one reference; the object must have been made with new (or be pinned).
+    sptr(T* object) noexcept : object_(object) { Acquire(); }
+    sptr(const sptr& other) noexcept : object_(other.object_) { Acquire(); }
+    sptr(sptr&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
+    template <typename U>
+    sptr(const sptr<U>& other) noexcept : object_(other.GetRefPtr())
+    {
+        Acquire();
+    }
+    ~sptr() { Release(); }
+
+    sptr& operator=(sptr other) noexcept
+    {
+        std::swap(object_, other.object_);
+        return *this;
+    }
+
+    T* GetRefPtr() const noexcept { return object_; }
+    T* operator->() const noexcept { return object_; }
+    T& operator*() const noexcept { return *object_; }
+    explicit operator bool() const noexcept { return object_ != nullptr; }
+    bool operator==(const sptr& other) const noexcept { return object_ == other.object_; }
+    bool operator==(std::nullptr_t) const noexcept { return object_ == nullptr; }
+    bool operator<(const sptr& other) const noexcept { return object_ < other.object_; }
+
+    // The same object seen as U, or an empty pointer when it is none.
+    template <typename U>
+    sptr<U> Cast() const
+    {
+        return sptr<U>(dynamic_cast<U*>(object_));
+    }
+
+private:
+    void Acquire() const noexcept
+    {
+        if (object_ != nullptr) {
+            object_->IncStrongRef();
+        }
+    }
+    void Release() noexcept
+    {
+        if (object_ != nullptr) {
+            object_->DecStrongRef();
+        }
+    }
+
+    T* object_ = nullptr;
+};
+
+template <typename T, typename... Args>
+sptr<T> MakeSptr(Args&&... args)
+{
+    return sptr<T>(new T(std::forward<Args>(args)...));
+}
+
+}  // namespace Vexo

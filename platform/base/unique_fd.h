@@ -1,0 +1,37 @@
+// UniqueFd: sole owner of a file descriptor; closes it on destruction. Not thread-safe.
+#pragma once
+
+#include <unistd.h>
+
+#include <utility>
+
+namespace Vexo {
+
+class UniqueFd {
+public:
+    UniqueFd() = default;
+    explicit UniqueFd(int fd) noexcept : fd_(fd) {}
+    UniqueFd(UniqueFd&& other) noexcept : fd_(std::exchange(other.fd_, -1)) {}
+    UniqueFd& operator=(UniqueFd&& other) noexcept
+    {
+        Reset(std::exchange(other.fd_, -1));
+        return *this;
+    }
+    ~UniqueFd() { Reset(); }
+
+    int Get() const noexcept { return fd_; }
+    explicit operator bool() const noexcept { return fd_ >= 0; }
+    int Release() noexcept { return std::exchange(fd_, -1); }
+    void Reset(int fd = -1) noexcept
+    {
+        if (fd_ >= 0) {
+            ::close(fd_);
+        }
+        fd_ = fd;
+    }
+
+private:
+    int fd_ = -1;
+};
+
+}  // namespace Vexo

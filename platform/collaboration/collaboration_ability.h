@@ -1,0 +1,86 @@
+// The collaboration framework: wakes an ability on a peer and keeps it company while the two work together. Acts on the ability
+// registered as 70635. Any thread.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "platform/base/refbase.h"
+
+namespace Vexo::CollaborationFwk {
+
+// Results of the framework; 0 is success.
+enum CollaborationResult : int32_t {
+    COLLABORATION_OK = 0,
+    COLLABORATION_UNAVAILABLE = 1,      // 70635 is not there
+    COLLABORATION_NULL_TARGET = 2,
+    COLLABORATION_NO_SUCH_PEER = 3,     // not a device of this account that is online
+    COLLABORATION_PEER_FAILED = 4,      // the peer could not start the ability
+    COLLABORATION_TIMED_OUT = 5,
+    COLLABORATION_NO_SUCH_SESSION = 6,
+};
+
+// Whom to collaborate with, and through which ability there.
+class TargetInfo : public RefBase {
+public:
+    // flags, action and parameters are handed to the peer's framework unread.
+    TargetInfo(std::string networkId, uint32_t flags, std::string action, std::string parameters,
+               int32_t systemAbilityId);
+
+    const std::string& GetNetworkId() const { return networkId_; }
+    int32_t GetSystemAbilityId() const { return systemAbilityId_; }
+
+private:
+    const std::string networkId_;
+    const uint32_t flags_;
+    const std::string action_;
+    const std::string parameters_;
+    const int32_t systemAbilityId_;
+};
+
+// One running collaboration.
+class StartInfo : public RefBase {
+public:
+    StartInfo(int32_t sessionId, std::string networkId, bool inbound);
+
+    int32_t GetCollaborationSessionId() const { return sessionId_; }
+    const std::string& GetNetworkId() const { return networkId_; }
+    bool IsInbound() const { return inbound_; }  // the peer started it
+
+private:
+    const int32_t sessionId_;
+    const std::string networkId_;
+    const bool inbound_;
+};
+
+struct StartResult {
+    int32_t code = COLLABORATION_OK;
+    int32_t sessionId = 0;  // positive on success
+};
+
+// What stands behind CollaborationAbility: the object registered as 70635. Same contracts.
+class ICollaborationService : public virtual RefBase {
+public:
+    virtual StartResult StartCollaboration(int32_t systemAbilityId, const sptr<TargetInfo>& target) = 0;
+    virtual int32_t StopCollaboration(int32_t sessionId) = 0;
+    virtual int32_t GetCollaborationStartInfos(int32_t systemAbilityId, std::vector<sptr<StartInfo>>& infos) = 0;
+};
+
+class CollaborationAbility {
+public:
+    static CollaborationAbility& GetInstance();
+
+    // Wakes the target's ability and answers within 5 s. A second start to the same peer reuses the first one's session; it expires
+    // 30 s after its last use. A null target is refused. Blocks; not from a callback of the framework.
+    StartResult StartCollaboration(int32_t systemAbilityId, const sptr<TargetInfo>& target);
+    // Ends it on both sides. Does not wait for the peer.
+    int32_t StopCollaboration(int32_t sessionId);
+    // The collaborations of that ability that run now, both directions.
+    int32_t GetCollaborationStartInfos(int32_t systemAbilityId, std::vector<sptr<StartInfo>>& infos);
+
+private:
+    CollaborationAbility() = default;
+};
+
+}  // namespace Vexo::CollaborationFwk

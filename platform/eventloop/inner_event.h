@@ -1,0 +1,45 @@
+// InnerEvent: what a handler posts: either a numeric id with a parameter, for EventHandler::ProcessEvent, or a named
+// task. Made with Get, moved into SendEvent; not shared between threads before that.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+namespace Vexo::AppExecFwk {
+
+// Who posted an event: file, function and line, for the diagnosis of a stuck runner.
+struct Caller {
+    std::string file;
+    std::string function;
+    int32_t line = 0;
+};
+
+class InnerEvent {
+public:
+    using Pointer = std::unique_ptr<InnerEvent>;
+    using Callback = std::function<void()>;
+
+    static Pointer Get(uint32_t innerEventId, int64_t param = 0, const Caller& caller = {});
+    static Pointer Get(const Callback& callback, const std::string& name = "", const Caller& caller = {});
+
+    // 0 for a task: an event that carries no numeric id counts as 0.
+    uint32_t GetInnerEventId() const { return innerEventId_; }
+    int64_t GetParam() const { return param_; }
+    bool HasTask() const { return callback_ != nullptr; }
+    const Callback& GetTaskCallback() const { return callback_; }
+    const std::string& GetTaskName() const { return taskName_; }
+    const Caller& GetCaller() const { return caller_; }
+
+private:
+    InnerEvent() = default;
+
+    uint32_t innerEventId_ = 0;
+    int64_t param_ = 0;
+    Callback callback_;
+    std::string taskName_;
+    Caller caller_;
+};
+
+}  // namespace Vexo::AppExecFwk

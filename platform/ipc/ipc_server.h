@@ -1,0 +1,56 @@
+// IpcServer: listens on an AF_UNIX SOCK_SEQPACKET socket and runs requests. Elastic workers share one epoll, so a request is
+// read, run and answered on one thread; requests of one connection run in order, of different connections at once; an
+// idle client costs nothing. Bad datagrams get an error reply and one log line, and the connection stays usable.
+// Wire format: platform/ipc/wire.h. Start and Stop from one thread; the dispatcher is called on workers.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "platform/base/nocopyable.h"
+#include "platform/base/result.h"
+#include "platform/ipc/ipc_skeleton.h"
+#include "platform/ipc/parcel.h"
+#include "platform/ipc/wire.h"
+
+namespace Vexo::Ipc {
+
+// Runs one request, with the caller's identity set on the thread. Returns the status of the reply; the reply parcel goes back
+// in every case. May block for minutes.
+using Dispatcher = std::function<int32_t(const IpcHeader& request, MessageParcel& data, MessageParcel& reply)>;
+
+// Turns kernel credentials into an identity, once per connection.
+using Identifier = std::function<CallerIdentity(const PeerCredentials& peer)>;
+
+struct IpcServerOptions {
+    std::string socketPath;
+    mode_t socketMode = 0666;  // who may connect; what they may do is the access policy's
+    size_t maxConnections = 4096;
+    size_t maxThreads = 256;
+    std::chrono::milliseconds threadIdleLimit{10'000};
+};
+
+struct IpcServerCounts {
+    size_t connections = 0;
+    size_t threads = 0;
+};
+
+class IpcServer : public NoCopyable {
+public:
+    // Binds and starts serving. Replaces a socket file that nobody listens on; refuses one that is in use. The error says
+    // which path and why.
+    static Result<std::unique_ptr<IpcServer>> Start(IpcServerOptions options, Identifier identify, Dispatcher dispatch);
+
+    virtual ~IpcServer() = default;
+    // Accepts and reads nothing more and unlinks the socket; requests that run end by themselves.
+    virtual void StopAccepting() = 0;
+    virtual IpcServerCounts Counts() const = 0;
+
+protected:
+    IpcServer() = default;
+};
+
+}  // namespace Vexo::Ipc

@@ -1,0 +1,52 @@
+// IPCSkeleton: who called. On a thread that runs a transaction it names the caller, whose process id comes from the kernel;
+// anywhere else it names this process. Identities are per thread and nest: a scope restores what was there before.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <vector>
+
+#include "platform/base/nocopyable.h"
+
+namespace Vexo {
+
+// Credentials of a connected peer as the kernel recorded them when it connected (unix(7), SO_PEERCRED and SO_PEERGROUPS).
+struct PeerCredentials {
+    pid_t pid = 0;
+    uid_t uid = 0;
+    gid_t gid = 0;
+    std::vector<gid_t> groups;  // supplementary ones
+};
+
+struct CallerIdentity {
+    pid_t pid = 0;
+    uid_t uid = 0;
+    uint32_t tokenId = 0;       // access token (platform/access/accesstoken_kit.h)
+    uint64_t fullTokenId = 0;   // token id in the low half, attribute bits above
+};
+
+class IPCSkeleton {
+public:
+    static pid_t GetCallingPid();
+    static uid_t GetCallingUid();
+    static uint32_t GetCallingTokenID();
+    static uint64_t GetCallingFullTokenID();
+
+    // The identity of this process, for calls outside a transaction. The host sets it once at start.
+    static void SetSelfIdentity(const CallerIdentity& identity);
+    static CallerIdentity SelfIdentity();
+};
+
+// For its life, the calling thread acts for the given caller.
+class CallerScope : public NoCopyable {
+public:
+    explicit CallerScope(const CallerIdentity& identity);
+    ~CallerScope();
+
+private:
+    const CallerIdentity* previous_;
+    CallerIdentity identity_;
+};
+
+}  // namespace Vexo

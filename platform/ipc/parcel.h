@@ -1,0 +1,91 @@
+// Parcel and MessageParcel: the values of one request or reply, in order, as little-endian bytes aligned to four.
+//   bool, int32, uint32, uint16   4 bytes (narrow values widened)        int64, uint64, double   8 bytes
+//   string      int32 length n, n bytes, a NUL, padding to 4              u16string   int32 units, units, a NUL unit, padding
+//   vector<string>   int32 count, then the strings
+// A failed read returns false and leaves the position and the output unchanged; a write that would exceed the capacity
+// returns false and leaves the parcel unchanged. Not thread-safe: one owner at a time.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Vexo {
+
+// What one datagram can carry: 160 KiB less its header (platform/ipc/wire.h).
+inline constexpr size_t MAX_PARCEL_SIZE = 160 * 1024 - 16;
+
+class Parcel {
+public:
+    Parcel() = default;
+    virtual ~Parcel() = default;
+    Parcel(const Parcel&) = delete;
+    Parcel& operator=(const Parcel&) = delete;
+    Parcel(Parcel&&) = default;
+    Parcel& operator=(Parcel&&) = default;
+
+    bool WriteBool(bool value);
+    bool WriteInt32(int32_t value);
+    bool WriteUint32(uint32_t value);
+    bool WriteUint16(uint16_t value);
+    bool WriteInt64(int64_t value);
+    bool WriteUint64(uint64_t value);
+    bool WriteDouble(double value);
+    bool WriteString(std::string_view value);
+    bool WriteString16(std::u16string_view value);
+    bool WriteStringVector(const std::vector<std::string>& values);
+
+    bool ReadBool(bool& value);
+    bool ReadInt32(int32_t& value);
+    bool ReadUint32(uint32_t& value);
+    bool ReadUint16(uint16_t& value);
+    bool ReadInt64(int64_t& value);
+    bool ReadUint64(uint64_t& value);
+    bool ReadDouble(double& value);
+    bool ReadString(std::string& value);
+    bool ReadString16(std::u16string& value);
+    // Refuses a count that the remaining bytes cannot hold before anything is allocated for it.
+    bool ReadStringVector(std::vector<std::string>& values);
+
+    const uint8_t* GetData() const { return bytes_.data(); }
+    size_t GetDataSize() const { return bytes_.size(); }
+    size_t GetReadableBytes() const { return bytes_.size() - readPosition_; }
+
+    // Replaces the content with a copy of size bytes and rewinds; false when larger than the capacity.
+    bool ParseFrom(const void* data, size_t size);
+    // Empties the parcel and keeps its memory.
+    void Clear();
+    // At most MAX_PARCEL_SIZE; a smaller one makes writes fail earlier.
+    void SetMaxCapacity(size_t bytes);
+
+private:
+    bool Append(const void* data, size_t size);
+    bool Take(void* out, size_t size);
+
+    std::vector<uint8_t> bytes_;
+    size_t readPosition_ = 0;
+    size_t maxCapacity_ = MAX_PARCEL_SIZE;
+};
+
+class MessageParcel : public Parcel {
+public:
+    // The interface token: the descriptor of the interface that a request is for, as UTF-16.
+    bool WriteInterfaceToken(std::u16string_view descriptor) { return WriteString16(descriptor); }
+    // Empty when there is none or it is damaged.
+    std::u16string ReadInterfaceToken();
+};
+
+// How a request is sent. Only synchronous requests exist: every request has a reply.
+class MessageOption {
+public:
+    enum Flags : int32_t { TF_SYNC = 0 };
+    explicit MessageOption(int32_t flags = TF_SYNC) : flags_(flags) {}
+    int32_t GetFlags() const { return flags_; }
+
+private:
+    int32_t flags_;
+};
+
+}  // namespace Vexo

@@ -1,0 +1,42 @@
+// ISoftBusService: what stands behind the plain functions of session.h: the object registered as ability 4700. The real one is
+// SoftBusServer (softbus_server.h); tests register their own. Same contracts as the functions; any thread.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "platform/base/refbase.h"
+#include "platform/softbus/softbus_types.h"
+
+namespace Vexo::SoftBus {
+
+// A device of this account whose certificate was verified in a handshake. Ids are 64 hex characters.
+struct Node {
+    std::string networkId;
+    std::string deviceId;
+    std::string deviceName;
+    uint16_t deviceTypeId = 0;
+    bool online = false;
+    int64_t lastSeenMs = 0;  // milliseconds since 1970, UTC
+};
+
+// Device types that a node announces.
+enum DeviceTypeId : uint16_t { DEVICE_TYPE_UNKNOWN = 0, DEVICE_TYPE_PHONE = 1, DEVICE_TYPE_TABLET = 2, DEVICE_TYPE_LAPTOP = 3 };
+
+class ISoftBusService : public virtual RefBase {
+public:
+    virtual int CreateSessionServer(const std::string& pkgName, const std::string& sessionName,
+                                    const ISessionListener& listener) = 0;
+    virtual int RemoveSessionServer(const std::string& pkgName, const std::string& sessionName) = 0;
+    virtual int OpenSession(const std::string& mySessionName, const std::string& peerSessionName,
+                            const std::string& peerNetworkId, const SessionAttribute& attr) = 0;
+    virtual void CloseSession(int sessionId) = 0;
+    virtual int SendBytes(int sessionId, const void* data, unsigned int len) = 0;
+    virtual int GetPeerNetworkId(int sessionId, std::string& networkId) = 0;
+    // Every device met since start, online first, then by name. Memory only.
+    virtual std::vector<Node> Nodes() = 0;
+    // The device itself.
+    virtual Node LocalNode() = 0;
+};
+
+}  // namespace Vexo::SoftBus

@@ -1,0 +1,42 @@
+// Transport: provides the byte streams that TLS runs over: a TCP transport here, others (Bluetooth) in backends. The soft
+// bus tries transports in the order of the link types that an opener names.
+// Called on the soft bus's reactor thread; must not block. Completions run on that thread too, never inside the call.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/base/result.h"
+#include "platform/base/unique_fd.h"
+#include "platform/softbus/softbus_types.h"
+
+namespace Vexo::SoftBus {
+
+// Where a peer can be reached over one transport, in the transport's own notation ("192.0.2.7:40117" for TCP).
+struct PeerAddress {
+    std::string transport;  // Transport::Name()
+    std::string address;
+};
+
+class Transport {
+public:
+    // A connected, non-blocking stream socket, or why there is none.
+    using Connected = std::function<void(Result<UniqueFd>)>;
+    using Accepted = std::function<void(UniqueFd stream, const std::string& from)>;
+
+    virtual ~Transport() = default;
+
+    virtual std::string Name() const = 0;                       // "tcp"
+    virtual bool Carries(LinkType type) const = 0;              // whether it is a way of that link type
+    // Starts accepting; the bound address that peers use comes back ("127.0.0.1:40117").
+    virtual Result<std::string> Listen(Accepted accepted) = 0;
+    // Checks the notation of an address, for configuration.
+    virtual Result<void> CheckAddress(const std::string& address) const = 0;
+    virtual void Connect(const std::string& address, std::chrono::milliseconds limit, Connected done) = 0;
+    virtual void Stop() = 0;
+};
+
+}  // namespace Vexo::SoftBus

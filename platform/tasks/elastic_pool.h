@@ -1,0 +1,61 @@
+// ElasticPool: worker threads for work that may block for minutes. It grows whenever every worker is busy, shrinks after
+// a worker has idled for 10 s, and queues only beyond its thread limit, with one warning. An idle pool without workers
+// makes no wake-ups. Strand: runs what is posted to it in order, one at a time, on a pool.
+// Used by the task runtime (ffrt.h), by the session and status callbacks, by loading. Any thread may post.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "platform/base/nocopyable.h"
+
+namespace Vexo::Tasks {
+
+inline constexpr size_t MAX_POOL_THREADS = 256;
+inline constexpr size_t MAX_POOL_QUEUE = 65536;  // work that waits for a thread; beyond it a post is refused
+inline constexpr std::chrono::seconds POOL_THREAD_IDLE_LIMIT{10};
+
+using Work = std::function<void()>;
+
+class ElasticPool : public NoCopyable {
+public:
+    // name labels the threads (at most 15 bytes are shown by the system).
+    explicit ElasticPool(std::string name, size_t maxThreads = MAX_POOL_THREADS);
+    // Runs what is queued, then joins. A worker blocked in its work blocks the destructor: the host ends without it.
+    ~ElasticPool();
+
+    // Does not block. False when the queue is full: the work will not run. An exception that leaves the work is logged
+    // and ends there.
+    bool Post(Work work);
+
+    size_t ThreadCount() const;
+    size_t QueuedCount() const;
+
+    // The pool shared by strands and helpers of the platform; lives to the end of the process.
+    static ElasticPool& Shared();
+
+private:
+    class State;
+    std::shared_ptr<State> state_;
+};
+
+// Work posted to a strand runs in posting order, never two at a time. Destroying the strand lets queued work run.
+class Strand : public NoCopyable {
+public:
+    explicit Strand(ElasticPool& pool = ElasticPool::Shared());
+    ~Strand();
+
+    bool Post(Work work);
+    // Blocks until everything posted before has run. Not from work of this strand.
+    void Drain();
+    bool RunsOnThisThread() const;
+
+private:
+    class State;
+    std::shared_ptr<State> state_;
+};
+
+}  // namespace Vexo::Tasks

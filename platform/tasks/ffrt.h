@@ -1,0 +1,114 @@
+// ffrt: the task runtime that the service runs on. Tasks have a name and may block for minutes; a general task has no
+// dependencies and no order; a queue runs its tasks one after the other. Every submission copies the callable into storage
+// that the runtime owns, invokes it once and destroys it. A task that lets an exception out is logged and ends.
+// All functions may be called from any thread, tasks included. Built on elastic_pool.h and timers.h.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "platform/base/mutex.h"
+
+// ---- Task attributes -------------------------------------------------------------------------------------------
+struct ffrt_task_attr_t {
+    std::string name;
+    uint64_t delay_us = 0;
+};
+void ffrt_task_attr_init(ffrt_task_attr_t* attr);
+void ffrt_task_attr_destroy(ffrt_task_attr_t* attr);
+void ffrt_task_attr_set_name(ffrt_task_attr_t* attr, const char* name);
+void ffrt_task_attr_set_delay(ffrt_task_attr_t* attr, uint64_t delay_us);
+
+// ---- Function storage ------------------------------------------------------------------------------------------
+enum ffrt_function_kind_t { ffrt_function_kind_general, ffrt_function_kind_queue };
+struct ffrt_function_t;  // owned by the runtime from submission on
+
+namespace ffrt {
+// Copies the callable. The storage must be handed to exactly one submission, which takes it over.
+ffrt_function_t* create_function_wrapper(const std::function<void()>& callable, ffrt_function_kind_t kind);
+}  // namespace ffrt
+
+// ---- General tasks ---------------------------------------------------------------------------------------------
+// Starts a task without input or output dependencies. Does not block. A task that the full runtime refuses is destroyed and
+// not waited for.
+void ffrt_submit(ffrt_function_t* function, const ffrt_task_attr_t* attr);
+
+// Blocks until every task submitted so far from the calling context has finished. The context is the running task when
+// called inside one, else the thread.
+void ffrt_wait();
+
+// ---- Queues ----------------------------------------------------------------------------------------------------
+namespace ffrt {
+class queue_state;
+class queue_task;
+// Names a task that was submitted to a queue; empty when the runtime refused it. Copies name the same task.
+using task_handle = std::shared_ptr<queue_task>;
+
+// A serial queue: tasks run one at a time in submission order; a delayed one becomes due after its delay. The destructor
+// drops tasks that have not started and waits for the one that runs.
+class queue {
+public:
+    explicit queue(const char* name);
+    ~queue();
+    queue(const queue&) = delete;
+    queue& operator=(const queue&) = delete;
+
+    const std::shared_ptr<queue_state>& state() const { return state_; }
+
+private:
+    std::shared_ptr<queue_state> state_;
+};
+}  // namespace ffrt
+
+void ffrt_queue_submit(ffrt::queue& queue, ffrt_function_t* function, const ffrt_task_attr_t* attr);
+ffrt::task_handle ffrt_queue_submit_h(ffrt::queue& queue, ffrt_function_t* function, const ffrt_task_attr_t* attr);
+// 0 when the task had not started and will not run; 1 when it has started, is unknown or was cancelled before.
+int ffrt_queue_cancel(ffrt::queue& queue, const ffrt::task_handle& handle);
+
+// ---- Mutex and condition variable ------------------------------------------------------------------------------
+// Storage of 64 bytes that init fills. All return 0 on success, else ffrt_error (a null argument or an object that was not
+// initialised), ffrt_error_busy or ffrt_error_timedout.
+enum ffrt_error_t : int { ffrt_success = 0, ffrt_error = -1, ffrt_error_busy = 16, ffrt_error_timedout = 110 };
+struct alignas(8) ffrt_mutex_t {
+    unsigned char storage[64];
+};
+struct alignas(8) ffrt_cond_t {
+    unsigned char storage[64];
+};
+struct ffrt_mutexattr_t;  // no attributes exist: pass null
+struct ffrt_condattr_t;
+int ffrt_mutex_init(ffrt_mutex_t* mutex, const ffrt_mutexattr_t* attr);
+int ffrt_mutex_lock(ffrt_mutex_t* mutex);
+int ffrt_mutex_unlock(ffrt_mutex_t* mutex);
+int ffrt_mutex_trylock(ffrt_mutex_t* mutex);
+int ffrt_mutex_destroy(ffrt_mutex_t* mutex);
+int ffrt_cond_init(ffrt_cond_t* cond, const ffrt_condattr_t* attr);
+int ffrt_cond_signal(ffrt_cond_t* cond);
+int ffrt_cond_broadcast(ffrt_cond_t* cond);
+int ffrt_cond_wait(ffrt_cond_t* cond, ffrt_mutex_t* mutex);
+// The caller holds the mutex. deadline is on the steady clock.
+int ffrt_cond_timedwait(ffrt_cond_t* cond, ffrt_mutex_t* mutex, std::chrono::steady_clock::time_point deadline);
+int ffrt_cond_destroy(ffrt_cond_t* cond);
+
+// ---- Asynchronous call with a future ---------------------------------------------------------------------------
+namespace ffrt {
+enum class future_status { ready, timeout };
+class async_state;
+
+// The completion of one async call; shared with the task, so either may go first.
+class future {
+public:
+    explicit future(std::shared_ptr<async_state> state);
+    // Waits at most timeout. A completion that coincides with the deadline counts as ready.
+    future_status wait_for(std::chrono::nanoseconds timeout) const;
+
+private:
+    std::shared_ptr<async_state> state_;
+};
+
+// Runs a copy of the callable as a detached runtime thread named "thread". Nothing waits for it but the future.
+future async(const std::function<void()>& callable);
+}  // namespace ffrt

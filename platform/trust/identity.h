@@ -1,0 +1,52 @@
+// A device's identity and account, as files in one folder of its own (mode 0700):
+//   device.key   the device's private key, PEM PKCS#8 (RFC 5958), P-256, mode 0600; never leaves the device
+//   device.id    64 hex characters, random: names the device to its owner and does not lead to the network id
+//   device.crt   the device's X.509 certificate, issued by the account (PEM); absent before enrolment
+//   account.crt  the account's self-signed CA certificate (PEM): the one trust anchor; its common name is the account's name
+//   account.key  the account's private key, only on the device that created the account, mode 0600
+// The network id is the lower-case hex SHA-256 of the device's public key (DER SubjectPublicKeyInfo, RFC 5280).
+// Functions block on the disk and on key generation; any thread. Files are created atomically; a key that others can read, a
+// damaged file, or a certificate of another key is refused with an error that names the file.
+#pragma once
+
+#include <openssl/evp.h>
+#include <openssl/x509.h>
+
+#include <chrono>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "platform/base/result.h"
+
+namespace Vexo::Trust {
+
+struct OpenSslDeleter {
+    void operator()(EVP_PKEY* key) const noexcept { EVP_PKEY_free(key); }
+    void operator()(X509* certificate) const noexcept { X509_free(certificate); }
+};
+using PrivateKey = std::unique_ptr<EVP_PKEY, OpenSslDeleter>;
+using Certificate = std::unique_ptr<X509, OpenSslDeleter>;
+
+struct Identity {
+    std::string networkId;  // 64 lower-case hex characters
+    std::string deviceId;   // 64 lower-case hex characters
+    PrivateKey key;
+    Certificate certificate;         // null before enrolment
+    Certificate accountCertificate;  // null before enrolment
+    std::string accountName;         // empty before enrolment
+    bool holdsAccountKey = false;
+
+    bool Enrolled() const { return certificate != nullptr && accountCertificate != nullptr; }
+    std::chrono::system_clock::time_point CertificateExpiry() const;  // only when enrolled
+};
+
+// Loads the identity; creates folder, key and device id on first use.
+Result<Identity> LoadOrCreateIdentity(const std::filesystem::path& folder);
+// Loads; an error when there is none.
+Result<Identity> LoadIdentity(const std::filesystem::path& folder);
+
+// Network id of a public key: 64 lower-case hex characters.
+std::string NetworkIdOf(EVP_PKEY* key);
+
+}  // namespace Vexo::Trust
