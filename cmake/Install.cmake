@@ -13,5 +13,7 @@ foreach(target distnet_platform distnet_service distnet_client distnetd distnetc
 endforeach()
 
 install(DIRECTORY client platform DESTINATION include/distnet FILES_MATCHING PATTERN "*.h")
-install(FILES distributed/services/service/i_distnet_service.h
-    DESTINATION include/distnet/distributed/services/service OPTIONAL)
+# What the client's headers include of the other folders.
+install(FILES distributed/services/service/i_distnet_service.h distributed/services/service/distnet_errors.h
+    DESTINATION include/distnet/distributed/services/service)
+install(FILES host/i_distnet_host.h DESTINATION include/distnet/host)
