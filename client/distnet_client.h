@@ -1,0 +1,90 @@
+// distnet_client: the service from any program. One DistNetClient is one connection to the daemon; each call blocks until the
+// answer is there or its limit has passed, and never throws. A dead or absent daemon is an error in the result, not a crash.
+// Calls of one client run one at a time; any thread. Closing the client (or its destruction) releases the service, so that
+// an idle daemon can unload it. Result codes: distributed/services/service/distnet_errors.h.
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace Vexo::Client {
+
+inline constexpr const char* DEFAULT_SOCKET = "/run/distnet/ipc.sock";
+
+// How a call ended, before any code of the service is looked at.
+enum class CallStatus : int32_t {
+    ANSWERED = 0,      // code says what the service answered
+    UNREACHABLE = 1,   // no daemon, or it went away during the call
+    REFUSED = 2,       // this caller lacks the permission (code 201)
+    TIMED_OUT = 3,     // no answer within the limit; the client is closed
+    BAD_ANSWER = 4,    // the answer cannot be read: another version, or not our daemon
+};
+
+struct CallResult {
+    CallStatus status = CallStatus::ANSWERED;
+    int32_t code = 0;       // when ANSWERED or REFUSED
+    std::string message;    // one sentence for a person when it did not succeed; empty on success
+
+    bool Succeeded() const { return status == CallStatus::ANSWERED && code == 0; }
+};
+
+struct Device {
+    std::string deviceId;
+    std::string name;
+    uint16_t typeId = 0;
+    std::string networkId;
+    int32_t range = 0;
+    int32_t networkType = 0;
+    int32_t authForm = 0;
+    std::string extraData;
+};
+
+class DistNetClient {
+public:
+    // Connects. On failure the client is null and result says why.
+    static std::unique_ptr<DistNetClient> Connect(const std::string& socketPath, CallResult& result);
+    ~DistNetClient();
+    DistNetClient(const DistNetClient&) = delete;
+    DistNetClient& operator=(const DistNetClient&) = delete;
+
+    // Applies to each later call. 30 s at first.
+    void SetLimit(std::chrono::milliseconds limit);
+
+    // ---- ability 1163, loaded on demand -------------------------------------------------------------------
+    CallResult StartService(uint32_t& state);
+    CallResult ReleaseService(uint32_t& state);
+    // Asks the peer (64 hex characters) for its hotspot and joins it. Code 0: the join has been started, see WaitForWifi.
+    CallResult StartDistributedNetwork(int32_t first, int32_t second, const std::string& networkId);
+    CallResult StopDistributedNetwork(int32_t first, int32_t second, const std::string& networkId);
+    CallResult GetAvailableDeviceList(std::vector<Device>& devices);
+    // json: an object with a member for each known item. A failed item shows in its value only.
+    CallResult GetRemoteDeviceInfo(const std::vector<std::string>& items, std::string& json);
+
+    // ---- ability 1164, the daemon about itself; never loads the service; answers are JSON objects (docs/ipc.md) ----
+    CallResult GetStatus(std::string& json);
+    CallResult GetCounts(std::string& json);
+    CallResult GetDevices(std::string& json);
+    // Returns when this device's Wi-Fi differs from (attempt, state) or after wait, whichever is first.
+    CallResult WaitForWifi(uint32_t attempt, int32_t state, std::chrono::milliseconds wait, std::string& json);
+
+    // Releases the service if this client used it, and closes. Bounded by 1 s. Idempotent.
+    void Close();
+
+private:
+    class Impl;
+    explicit DistNetClient(std::unique_ptr<Impl> impl);
+    std::unique_ptr<Impl> impl_;
+};
+
+// The code's name ("DISTNET_ERR_LINK"), its meaning, and what a person can do next; for an unknown code "unknown code".
+struct CodeText {
+    const char* name;
+    const char* meaning;
+    const char* advice;
+};
+CodeText DescribeCode(int32_t code);
+
+}  // namespace Vexo::Client
