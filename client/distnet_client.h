@@ -1,7 +1,8 @@
-// distnet_client: the service from any program. One DistNetClient is one connection to the daemon; each call blocks until the
-// answer is there or its limit has passed, and never throws. A dead or absent daemon is an error in the result, not a crash.
-// Calls of one client run one at a time; any thread. Closing the client (or its destruction) releases the service, so that
-// an idle daemon can unload it. Result codes: distributed/services/service/distnet_errors.h.
+// distnet_client: the service from any program. One DistNetClient is one connection to the daemon; each call blocks
+// until the answer is there or its limit has passed, and never throws. A dead or absent daemon is an error in the
+// result, not a crash. Calls of one client run one at a time; any thread. Closing the client (or its destruction)
+// releases the service, so that an idle daemon can unload it. Result codes:
+// distributed/services/service/distnet_errors.h.
 #pragma once
 
 #include <chrono>
@@ -16,17 +17,17 @@ inline constexpr const char* DEFAULT_SOCKET = "/run/distnet/ipc.sock";
 
 // How a call ended, before any code of the service is looked at.
 enum class CallStatus : int32_t {
-    ANSWERED = 0,      // code says what the service answered
-    UNREACHABLE = 1,   // no daemon, or it went away during the call
-    REFUSED = 2,       // this caller lacks the permission (code 201)
-    TIMED_OUT = 3,     // no answer within the limit; the client is closed
-    BAD_ANSWER = 4,    // the answer cannot be read: another version, or not our daemon
+    ANSWERED = 0,     // code says what the service answered
+    UNREACHABLE = 1,  // no daemon, or it went away during the call
+    REFUSED = 2,      // this caller lacks the permission (code 201)
+    TIMED_OUT = 3,    // no answer within the limit; the client is closed
+    BAD_ANSWER = 4,   // the answer cannot be read: another version, or not our daemon
 };
 
 struct CallResult {
     CallStatus status = CallStatus::ANSWERED;
-    int32_t code = 0;       // when ANSWERED or REFUSED
-    std::string message;    // one sentence for a person when it did not succeed; empty on success
+    int32_t code = 0;     // when ANSWERED or REFUSED
+    std::string message;  // one sentence for a person when it did not succeed; empty on success
 
     bool Succeeded() const { return status == CallStatus::ANSWERED && code == 0; }
 };
@@ -56,7 +57,8 @@ public:
     // ---- ability 1163, loaded on demand -------------------------------------------------------------------
     CallResult StartService(uint32_t& state);
     CallResult ReleaseService(uint32_t& state);
-    // Asks the peer (64 hex characters) for its hotspot and joins it. Code 0: the join has been started, see WaitForWifi.
+    // Asks the peer (64 hex characters) for its hotspot and joins it. Code 0: the join has been started, see
+    // WaitForWifi.
     CallResult StartDistributedNetwork(int32_t first, int32_t second, const std::string& networkId);
     CallResult StopDistributedNetwork(int32_t first, int32_t second, const std::string& networkId);
     CallResult GetAvailableDeviceList(std::vector<Device>& devices);

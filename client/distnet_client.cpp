@@ -1,0 +1,243 @@
+#include "client/distnet_client.h"
+
+#include <mutex>
+#include <utility>
+
+#include "client/remote_call.h"
+#include "distributed/services/service/distnet_errors.h"
+#include "distributed/services/service/i_distnet_service.h"
+#include "host/i_distnet_host.h"
+#include "platform/ability/ability_ids.h"
+
+namespace Vexo::Client {
+
+namespace {
+
+using Host::HostInterfaceCode;
+using NetManagerStandard::DistNetInterfaceCode;
+
+constexpr std::chrono::milliseconds DEFAULT_LIMIT{30'000};
+constexpr std::chrono::milliseconds CLOSE_LIMIT{1'000};
+
+// int32 device count of a hostile answer: what the parcel cannot hold is refused before anything is reserved.
+constexpr size_t MIN_DEVICE_SIZE = 48;
+
+bool ReadDevice(MessageParcel& reply, Device& device)
+{
+    return reply.ReadString(device.deviceId) && reply.ReadString(device.name) && reply.ReadUint16(device.typeId) &&
+           reply.ReadString(device.networkId) && reply.ReadInt32(device.range) && reply.ReadInt32(device.networkType) &&
+           reply.ReadInt32(device.authForm) && reply.ReadString(device.extraData);
+}
+
+bool ReadDevices(MessageParcel& reply, std::vector<Device>& devices)
+{
+    uint32_t count = 0;
+    if (!reply.ReadUint32(count) || count > reply.GetReadableBytes() / MIN_DEVICE_SIZE) {
+        return false;
+    }
+    std::vector<Device> read(count);
+    for (Device& device : read) {
+        if (!ReadDevice(reply, device)) {
+            return false;
+        }
+    }
+    devices = std::move(read);
+    return true;
+}
+
+}  // namespace
+
+class DistNetClient::Impl {
+public:
+    explicit Impl(std::shared_ptr<Ipc::IpcConnection> connection, std::string socketPath)
+        : call_(std::move(connection), std::move(socketPath))
+    {
+    }
+
+    void SetLimit(std::chrono::milliseconds limit)
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        limit_ = limit;
+    }
+
+    CallResult State(DistNetInterfaceCode code, uint32_t& state)
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        return StateLocked(code, state, limit_);
+    }
+
+    CallResult Network(DistNetInterfaceCode code, int32_t first, int32_t second, const std::string& networkId)
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        return Service(
+            code,
+            [&](MessageParcel& data) {
+                return data.WriteInt32(first) && data.WriteInt32(second) && data.WriteString(networkId);
+            },
+            ReadCodeOnly);
+    }
+
+    CallResult Devices(std::vector<Device>& devices)
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        return Service(
+            DistNetInterfaceCode::GET_AVAILABLE_DEVICE_LIST, WriteNothing,
+            [&](MessageParcel& reply, int32_t& code) { return reply.ReadInt32(code) && ReadDevices(reply, devices); });
+    }
+
+    CallResult RemoteInfo(const std::vector<std::string>& items, std::string& json)
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        // The one reply that carries no result code: an empty text says that the service was not running.
+        return Service(
+            DistNetInterfaceCode::GET_REMOTE_DEVICE_INFO,
+            [&](MessageParcel& data) { return data.WriteStringVector(items); },
+            [&](MessageParcel& reply, int32_t& code) {
+                const bool read = reply.ReadString(json);
+                code = json.empty() ? NetManagerStandard::DISTNET_ERR_GENERAL : 0;
+                return read;
+            });
+    }
+
+    CallResult Text(HostInterfaceCode code, const RemoteCall::Writer& write, std::string& json,
+                    std::chrono::milliseconds extra = {})
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        return call_.Run(
+            {DISTNET_HOST_ABILITY_ID, static_cast<uint32_t>(code), Host::IDistNetHost::GetDescriptor()}, write,
+            [&](MessageParcel& reply, int32_t& result) {
+                return reply.ReadInt32(result) && (result != 0 || reply.ReadString(json));
+            },
+            limit_ + extra);
+    }
+
+    void Close()
+    {
+        const std::lock_guard<std::mutex> lock(mutex_);
+        if (usedService_ && call_.IsOpen()) {
+            uint32_t state = 0;
+            (void)StateLocked(DistNetInterfaceCode::RELEASE_SERVICE, state, CLOSE_LIMIT);
+        }
+        call_.Close();
+    }
+
+    static bool WriteNothing(MessageParcel&) { return true; }
+
+private:
+    static bool ReadCodeOnly(MessageParcel& reply, int32_t& code) { return reply.ReadInt32(code); }
+
+    CallResult StateLocked(DistNetInterfaceCode code, uint32_t& state, std::chrono::milliseconds limit)
+    {
+        return Service(
+            code, WriteNothing,
+            [&](MessageParcel& reply, int32_t& result) { return reply.ReadInt32(result) && reply.ReadUint32(state); },
+            limit);
+    }
+
+    CallResult Service(DistNetInterfaceCode code, const RemoteCall::Writer& write, const RemoteCall::Reader& read)
+    {
+        return Service(code, write, read, limit_);
+    }
+
+    CallResult Service(DistNetInterfaceCode code, const RemoteCall::Writer& write, const RemoteCall::Reader& read,
+                       std::chrono::milliseconds limit)
+    {
+        usedService_ = code != DistNetInterfaceCode::RELEASE_SERVICE;
+        return call_.Run({COMM_DISTRIBUTED_NET_ABILITY_ID, static_cast<uint32_t>(code),
+                          NetManagerStandard::IDistNetService::GetDescriptor()},
+                         write, read, limit);
+    }
+
+    std::mutex mutex_;  // one call at a time; guards what follows
+    RemoteCall call_;
+    std::chrono::milliseconds limit_ = DEFAULT_LIMIT;
+    bool usedService_ = false;  // the service counts this process among its clients
+};
+
+DistNetClient::DistNetClient(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}
+
+DistNetClient::~DistNetClient()
+{
+    Close();
+}
+
+std::unique_ptr<DistNetClient> DistNetClient::Connect(const std::string& socketPath, CallResult& result)
+{
+    auto connection = Ipc::IpcConnection::Connect(socketPath);
+    if (!connection) {
+        result = {CallStatus::UNREACHABLE, 0, connection.Message()};
+        return nullptr;
+    }
+    result = {};
+    auto impl = std::make_unique<Impl>(std::move(connection.Value()), socketPath);
+    return std::unique_ptr<DistNetClient>(new DistNetClient(std::move(impl)));
+}
+
+void DistNetClient::SetLimit(std::chrono::milliseconds limit)
+{
+    impl_->SetLimit(limit);
+}
+
+CallResult DistNetClient::StartService(uint32_t& state)
+{
+    return impl_->State(DistNetInterfaceCode::START_SERVICE, state);
+}
+
+CallResult DistNetClient::ReleaseService(uint32_t& state)
+{
+    return impl_->State(DistNetInterfaceCode::RELEASE_SERVICE, state);
+}
+
+CallResult DistNetClient::StartDistributedNetwork(int32_t first, int32_t second, const std::string& networkId)
+{
+    return impl_->Network(DistNetInterfaceCode::START_DISTRIBUTED_NETWORK, first, second, networkId);
+}
+
+CallResult DistNetClient::StopDistributedNetwork(int32_t first, int32_t second, const std::string& networkId)
+{
+    return impl_->Network(DistNetInterfaceCode::STOP_DISTRIBUTED_NETWORK, first, second, networkId);
+}
+
+CallResult DistNetClient::GetAvailableDeviceList(std::vector<Device>& devices)
+{
+    return impl_->Devices(devices);
+}
+
+CallResult DistNetClient::GetRemoteDeviceInfo(const std::vector<std::string>& items, std::string& json)
+{
+    return impl_->RemoteInfo(items, json);
+}
+
+CallResult DistNetClient::GetStatus(std::string& json)
+{
+    return impl_->Text(HostInterfaceCode::GET_STATUS, Impl::WriteNothing, json);
+}
+
+CallResult DistNetClient::GetCounts(std::string& json)
+{
+    return impl_->Text(HostInterfaceCode::GET_COUNTS, Impl::WriteNothing, json);
+}
+
+CallResult DistNetClient::GetDevices(std::string& json)
+{
+    return impl_->Text(HostInterfaceCode::GET_DEVICES, Impl::WriteNothing, json);
+}
+
+CallResult DistNetClient::WaitForWifi(uint32_t attempt, int32_t state, std::chrono::milliseconds wait,
+                                      std::string& json)
+{
+    return impl_->Text(
+        HostInterfaceCode::WAIT_FOR_WIFI,
+        [&](MessageParcel& data) {
+            return data.WriteUint32(attempt) && data.WriteInt32(state) &&
+                   data.WriteUint32(static_cast<uint32_t>(wait.count()));
+        },
+        json, wait);
+}
+
+void DistNetClient::Close()
+{
+    impl_->Close();
+}
+
+}  // namespace Vexo::Client
