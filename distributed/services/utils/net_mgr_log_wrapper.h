@@ -1,0 +1,16 @@
+// The service's log macros: one line to the platform log under the service's label. Any thread; a call never fails.
+// Formats and their check at compile time: platform/dfx/log.h. Every text starts with a space, by which the service's
+// lines are told apart when logs are read without their tags; identifiers are anonymised first (common_utils.h).
+#pragma once
+
+#include "platform/dfx/log.h"
+
+namespace Vexo::NetManagerStandard {
+
+inline constexpr QuviewDFX::LogLabel NETMGR_EXT_LOG_LABEL{0xD0015B0, "DistributedNet"};
+
+}  // namespace Vexo::NetManagerStandard
+
+#define NETMGR_EXT_LOGE(...) ::Vexo::QuviewDFX::LogError(::Vexo::NetManagerStandard::NETMGR_EXT_LOG_LABEL, __VA_ARGS__)
+#define NETMGR_EXT_LOGW(...) ::Vexo::QuviewDFX::LogWarn(::Vexo::NetManagerStandard::NETMGR_EXT_LOG_LABEL, __VA_ARGS__)
+#define NETMGR_EXT_LOGI(...) ::Vexo::QuviewDFX::LogInfo(::Vexo::NetManagerStandard::NETMGR_EXT_LOG_LABEL, __VA_ARGS__)
