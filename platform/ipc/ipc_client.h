@@ -12,25 +12,40 @@
 #include "platform/base/result.h"
 #include "platform/base/unique_fd.h"
 #include "platform/ipc/iremote_object.h"
+#include "platform/ipc/wire.h"
 
 namespace Vexo::Ipc {
 
 class IpcConnection : public NoCopyable {
 public:
-    // The error names the socket and the cause ("no such file", "nobody listens", "permission denied").
+    // Waits at most 5 s for a busy listener. The error names the socket and the cause ("no such file", "nobody
+    // listens", "permission denied").
     static Result<std::shared_ptr<IpcConnection>> Connect(const std::string& socketPath);
 
-    // Sends one request and waits for its reply. Returns the reply's status, IPC_CLOSED, IPC_TIMED_OUT or IPC_BAD_DATAGRAM.
+    // Sends one request and waits for its reply; the limit covers the wait for callers before. Returns the reply's
+    // status, IPC_CLOSED, IPC_TIMED_OUT or IPC_BAD_DATAGRAM. The connection stays open when the limit passes before
+    // anything was sent.
     int32_t Transact(uint32_t abilityId, uint32_t code, const MessageParcel& data, MessageParcel& reply,
                      std::chrono::milliseconds limit);
+    // False once closed from either side. Does not block.
     bool IsOpen() const;
+    // Does not block. A call that is under way returns IPC_CLOSED.
     void Close();
 
 private:
     explicit IpcConnection(UniqueFd socket);
 
+    int32_t Exchange(int socket, const IpcHeader& request, const MessageParcel& data, MessageParcel& reply,
+                     std::chrono::steady_clock::time_point deadline);
+    int32_t Receive(int socket, uint32_t abilityId, MessageParcel& reply,
+                    std::chrono::steady_clock::time_point deadline);
+
     mutable Mutex mutex_;
+    CondVar idle_;
+    bool busy_ GUARDED_BY(mutex_) = false;    // a call is under way; it owns buffer_ and alone closes the socket
+    bool closed_ GUARDED_BY(mutex_) = false;  // no further call; the socket goes with the call under way
     UniqueFd socket_ GUARDED_BY(mutex_);
+    std::unique_ptr<uint8_t[]> buffer_;  // one datagram; made by the first call
 };
 
 class RemoteProxy : public IRemoteObject {

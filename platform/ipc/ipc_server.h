@@ -1,8 +1,10 @@
-// IpcServer: listens on an AF_UNIX SOCK_SEQPACKET socket and runs requests. Elastic workers share one epoll, so a request is
-// read, run and answered on one thread; requests of one connection run in order, of different connections at once; an
-// idle client costs nothing. Bad datagrams get an error reply and one log line, and the connection stays usable.
-// Wire format: platform/ipc/wire.h. Start and Stop from one thread; the dispatcher is called on workers.
+// IpcServer: listens on an AF_UNIX SOCK_SEQPACKET socket and runs requests. Elastic workers share one epoll, so a
+// request is read, run and answered on one thread; requests of one connection run in order, of different connections at
+// once; an idle client costs nothing. Bad datagrams get an error reply and one log line, and the connection stays
+// usable. Wire format: platform/ipc/wire.h. Start and Stop from one thread; the dispatcher is called on workers.
 #pragma once
+
+#include <sys/types.h>
 
 #include <chrono>
 #include <cstddef>
@@ -18,8 +20,8 @@
 
 namespace Vexo::Ipc {
 
-// Runs one request, with the caller's identity set on the thread. Returns the status of the reply; the reply parcel goes back
-// in every case. May block for minutes.
+// Runs one request, with the caller's identity set on the thread. Returns the status of the reply; the reply parcel
+// goes back in every case. May block for minutes.
 using Dispatcher = std::function<int32_t(const IpcHeader& request, MessageParcel& data, MessageParcel& reply)>;
 
 // Turns kernel credentials into an identity, once per connection.
@@ -31,6 +33,7 @@ struct IpcServerOptions {
     size_t maxConnections = 4096;
     size_t maxThreads = 256;
     std::chrono::milliseconds threadIdleLimit{10'000};
+    std::chrono::milliseconds sendLimit{2'000};  // a client that leaves its replies unread for so long is closed
 };
 
 struct IpcServerCounts {
@@ -40,13 +43,15 @@ struct IpcServerCounts {
 
 class IpcServer : public NoCopyable {
 public:
-    // Binds and starts serving. Replaces a socket file that nobody listens on; refuses one that is in use. The error says
-    // which path and why.
+    // Binds and starts serving. Replaces a socket file that nobody listens on; refuses one that is in use. The error
+    // says which path and why.
     static Result<std::unique_ptr<IpcServer>> Start(IpcServerOptions options, Identifier identify, Dispatcher dispatch);
 
+    // Stops accepting, blocks until the requests that run have ended, and closes every connection.
     virtual ~IpcServer() = default;
-    // Accepts and reads nothing more and unlinks the socket; requests that run end by themselves.
+    // Accepts and reads nothing more and unlinks the socket; requests that run are answered. Does not wait for them.
     virtual void StopAccepting() = 0;
+    // Any thread.
     virtual IpcServerCounts Counts() const = 0;
 
 protected:

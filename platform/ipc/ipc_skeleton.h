@@ -1,5 +1,6 @@
-// IPCSkeleton: who called. On a thread that runs a transaction it names the caller, whose process id comes from the kernel;
-// anywhere else it names this process. Identities are per thread and nest: a scope restores what was there before.
+// IPCSkeleton: who called. On a thread that runs a transaction it names the caller, whose process id comes from the
+// kernel; anywhere else it names this process. Identities are per thread and nest: a scope restores what was there
+// before.
 #pragma once
 
 #include <sys/types.h>
@@ -11,7 +12,8 @@
 
 namespace Vexo {
 
-// Credentials of a connected peer as the kernel recorded them when it connected (unix(7), SO_PEERCRED and SO_PEERGROUPS).
+// Credentials of a connected peer as the kernel recorded them when it connected (unix(7), SO_PEERCRED and
+// SO_PEERGROUPS).
 struct PeerCredentials {
     pid_t pid = 0;
     uid_t uid = 0;
@@ -22,8 +24,8 @@ struct PeerCredentials {
 struct CallerIdentity {
     pid_t pid = 0;
     uid_t uid = 0;
-    uint32_t tokenId = 0;       // access token (platform/access/accesstoken_kit.h)
-    uint64_t fullTokenId = 0;   // token id in the low half, attribute bits above
+    uint32_t tokenId = 0;      // access token (platform/access/accesstoken_kit.h)
+    uint64_t fullTokenId = 0;  // token id in the low half, attribute bits above
 };
 
 class IPCSkeleton {

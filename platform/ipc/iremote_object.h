@@ -1,7 +1,7 @@
 // IRemoteObject, IRemoteBroker and the stubs: the two sides of a remote interface. A caller holds an IRemoteObject and
 // sends it requests; a stub receives them in OnRemoteRequest on an IPC worker, several at once.
-// An interface I derives from IRemoteBroker, names itself with DECLARE_INTERFACE_DESCRIPTOR and is served by a class that
-// derives from IRemoteStub<I>. Threads and identity of the caller: platform/ipc/ipc_skeleton.h.
+// An interface I derives from IRemoteBroker, names itself with DECLARE_INTERFACE_DESCRIPTOR and is served by a class
+// that derives from IRemoteStub<I>. Threads and identity of the caller: platform/ipc/ipc_skeleton.h.
 #pragma once
 
 #include <cstdint>
@@ -33,15 +33,15 @@ public:
     virtual sptr<IRemoteObject> AsObject() = 0;
 };
 
-#define DECLARE_INTERFACE_DESCRIPTOR(DESCRIPTOR)              \
+#define DECLARE_INTERFACE_DESCRIPTOR(DESCRIPTOR)                    \
     static inline const std::u16string metaDescriptor_{DESCRIPTOR}; \
-    static const std::u16string& GetDescriptor()              \
-    {                                                         \
-        return metaDescriptor_;                               \
+    static const std::u16string& GetDescriptor()                    \
+    {                                                               \
+        return metaDescriptor_;                                     \
     }
 
-// The receiving side. A request sent from inside the process runs OnRemoteRequest on the calling thread as a nested call
-// whose caller is the process itself.
+// The receiving side. A request sent from inside the process runs OnRemoteRequest on the calling thread as a nested
+// call whose caller is the process itself.
 class IPCObjectStub : public IRemoteObject {
 public:
     explicit IPCObjectStub(std::u16string descriptor = {}) : IRemoteObject(std::move(descriptor)) {}

@@ -1,15 +1,17 @@
 // Parcel and MessageParcel: the values of one request or reply, in order, as little-endian bytes aligned to four.
 //   bool, int32, uint32, uint16   4 bytes (narrow values widened)        int64, uint64, double   8 bytes
-//   string      int32 length n, n bytes, a NUL, padding to 4              u16string   int32 units, units, a NUL unit, padding
-//   vector<string>   int32 count, then the strings
-// A failed read returns false and leaves the position and the output unchanged; a write that would exceed the capacity
-// returns false and leaves the parcel unchanged. Not thread-safe: one owner at a time.
+//   string      int32 length n, n bytes, a NUL, padding to 4              u16string   int32 units, units, a NUL unit,
+//   padding vector<string>   int32 count, then the strings
+// A bool other than 0 and 1 and a uint16 above 65535 are damaged. A failed read returns false and leaves the position
+// and the output unchanged; a write that would exceed the capacity returns false and leaves the parcel unchanged. Not
+// thread-safe: one owner at a time.
 #pragma once
 
 #include <cstddef>
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 namespace Vexo {
@@ -23,8 +25,20 @@ public:
     virtual ~Parcel() = default;
     Parcel(const Parcel&) = delete;
     Parcel& operator=(const Parcel&) = delete;
-    Parcel(Parcel&&) = default;
-    Parcel& operator=(Parcel&&) = default;
+    // A parcel that was moved from is empty and usable.
+    Parcel(Parcel&& other) noexcept
+        : bytes_(std::exchange(other.bytes_, {})),
+          readPosition_(std::exchange(other.readPosition_, 0)),
+          maxCapacity_(other.maxCapacity_)
+    {
+    }
+    Parcel& operator=(Parcel&& other) noexcept
+    {
+        bytes_ = std::exchange(other.bytes_, {});
+        readPosition_ = std::exchange(other.readPosition_, 0);
+        maxCapacity_ = other.maxCapacity_;
+        return *this;
+    }
 
     bool WriteBool(bool value);
     bool WriteInt32(int32_t value);
@@ -55,14 +69,21 @@ public:
 
     // Replaces the content with a copy of size bytes and rewinds; false when larger than the capacity.
     bool ParseFrom(const void* data, size_t size);
-    // Empties the parcel and keeps its memory.
+    // As new, but keeps its memory.
     void Clear();
     // At most MAX_PARCEL_SIZE; a smaller one makes writes fail earlier.
     void SetMaxCapacity(size_t bytes);
 
 private:
-    bool Append(const void* data, size_t size);
-    bool Take(void* out, size_t size);
+    template <typename T>
+    bool WriteFixed(T value);
+    template <typename T>
+    bool ReadFixed(T& value);
+    // A text of either character type: int32 length, the units, a NUL unit, padding.
+    template <typename Char>
+    bool WriteText(std::basic_string_view<Char> value);
+    template <typename Char>
+    bool ReadText(std::basic_string<Char>& value);
 
     std::vector<uint8_t> bytes_;
     size_t readPosition_ = 0;

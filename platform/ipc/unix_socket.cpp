@@ -1,0 +1,198 @@
+#include "platform/ipc/unix_socket.h"
+
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <system_error>
+
+#include "platform/ipc/wire.h"
+
+namespace Vexo::Ipc {
+namespace {
+
+constexpr std::chrono::milliseconds PROBE_LIMIT{1000};
+
+std::string ErrorText(int error)
+{
+    return std::generic_category().message(error);
+}
+
+Error SocketError(const std::string& path, const std::string& cause)
+{
+    return Error{path + ": " + cause};
+}
+
+Result<sockaddr_un> AddressOf(const std::string& path)
+{
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (path.empty() || path.size() >= sizeof(address.sun_path)) {
+        return SocketError(path.empty() ? "(empty)" : path,
+                           "a socket path has 1 to " + std::to_string(sizeof(address.sun_path) - 1) + " characters");
+    }
+    std::memcpy(address.sun_path, path.data(), path.size());
+    return address;
+}
+
+UniqueFd NewSocket()
+{
+    return UniqueFd(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
+}
+
+// 0, or the errno of the call.
+int Connect(int socket, const sockaddr_un& address)
+{
+    return ::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0 ? 0 : errno;
+}
+
+int Bind(int socket, const sockaddr_un& address)
+{
+    return ::bind(socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0 ? 0 : errno;
+}
+
+timeval ToTimeval(std::chrono::microseconds limit)
+{
+    // Zero would mean no limit.
+    const auto count = std::max<int64_t>(limit.count(), 1);
+    return timeval{static_cast<time_t>(count / 1'000'000), static_cast<suseconds_t>(count % 1'000'000)};
+}
+
+// Removes the socket file of a listener that is gone.
+Result<void> RemoveStale(const std::string& path, const sockaddr_un& address)
+{
+    struct stat status {};
+    if (::lstat(path.c_str(), &status) != 0) {
+        return errno == ENOENT ? Result<void>() : SocketError(path, ErrorText(errno));
+    }
+    if (!S_ISSOCK(status.st_mode)) {
+        return SocketError(path, "exists and is no socket; remove it or name another path");
+    }
+    const UniqueFd probe = NewSocket();
+    SetSendLimit(probe.Get(), PROBE_LIMIT);
+    const int error = Connect(probe.Get(), address);
+    if (error == ECONNREFUSED) {
+        return ::unlink(path.c_str()) == 0 || errno == ENOENT ? Result<void>() : SocketError(path, ErrorText(errno));
+    }
+    if (error == 0 || error == EAGAIN || error == EPROTOTYPE) {
+        return SocketError(path, "in use by another process");
+    }
+    return SocketError(path, "exists and cannot be probed (" + ErrorText(error) + ")");
+}
+
+}  // namespace
+
+Result<UniqueFd> ListenOn(const std::string& path, mode_t mode)
+{
+    Result<sockaddr_un> address = AddressOf(path);
+    if (!address) {
+        return address.TakeError();
+    }
+    UniqueFd socket(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    if (!socket) {
+        return SocketError(path, ErrorText(errno));
+    }
+    // The mode is set before the file exists, so that nobody else can slip in; chmod then undoes the process's umask.
+    ::fchmod(socket.Get(), mode);
+    int error = Bind(socket.Get(), address.Value());
+    if (error == EADDRINUSE) {
+        Result<void> removed = RemoveStale(path, address.Value());
+        if (!removed) {
+            return removed.TakeError();
+        }
+        error = Bind(socket.Get(), address.Value());
+    }
+    if (error != 0) {
+        return SocketError(path, "cannot create the socket (" + ErrorText(error) + ")");
+    }
+    if (::chmod(path.c_str(), mode) != 0 || ::listen(socket.Get(), SOMAXCONN) != 0) {
+        const int cause = errno;
+        ::unlink(path.c_str());
+        return SocketError(path, ErrorText(cause));
+    }
+    return socket;
+}
+
+Result<UniqueFd> ConnectTo(const std::string& path, std::chrono::milliseconds limit)
+{
+    Result<sockaddr_un> address = AddressOf(path);
+    if (!address) {
+        return address.TakeError();
+    }
+    UniqueFd socket = NewSocket();
+    if (!socket) {
+        return SocketError(path, ErrorText(errno));
+    }
+    SetSendLimit(socket.Get(), limit);  // connect(2) waits as long as a send
+    int error = Connect(socket.Get(), address.Value());
+    while (error == EINTR) {
+        error = Connect(socket.Get(), address.Value());
+    }
+    switch (error) {
+        case 0:
+            ReserveSendBuffer(socket.Get());
+            return socket;
+        case ENOENT:
+        case ENOTDIR:
+            return SocketError(path, "no such file");
+        case ECONNREFUSED:
+            return SocketError(path, "nobody listens");
+        case EACCES:
+            return SocketError(path, "permission denied");
+        case EAGAIN:
+            return SocketError(path, "too busy to accept a connection");
+        case EPROTOTYPE:
+            return SocketError(path, "a socket of another kind");
+        default:
+            return SocketError(path, ErrorText(error));
+    }
+}
+
+void SetSendLimit(int socket, std::chrono::microseconds limit)
+{
+    const timeval value = ToTimeval(limit);
+    ::setsockopt(socket, SOL_SOCKET, SO_SNDTIMEO, &value, sizeof(value));
+}
+
+void SetReceiveLimit(int socket, std::chrono::microseconds limit)
+{
+    const timeval value = ToTimeval(limit);
+    ::setsockopt(socket, SOL_SOCKET, SO_RCVTIMEO, &value, sizeof(value));
+}
+
+void ReserveSendBuffer(int socket)
+{
+    const int size = static_cast<int>(MAX_DATAGRAM_SIZE) + 16 * 1024;
+    int current = 0;
+    socklen_t length = sizeof(current);
+    if (::getsockopt(socket, SOL_SOCKET, SO_SNDBUF, &current, &length) == 0 && current < size) {
+        ::setsockopt(socket, SOL_SOCKET, SO_SNDBUF, &size, sizeof(size));
+    }
+}
+
+bool ReadPeerCredentials(int socket, PeerCredentials& peer)
+{
+    ucred credentials{};
+    socklen_t length = sizeof(credentials);
+    if (::getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &credentials, &length) != 0) {
+        return false;
+    }
+    std::vector<gid_t> groups(32);
+    length = static_cast<socklen_t>(groups.size() * sizeof(gid_t));
+    int result = ::getsockopt(socket, SOL_SOCKET, SO_PEERGROUPS, groups.data(), &length);
+    if (result != 0 && errno == ERANGE) {
+        groups.resize(length / sizeof(gid_t));
+        result = ::getsockopt(socket, SOL_SOCKET, SO_PEERGROUPS, groups.data(), &length);
+    }
+    if (result != 0) {
+        return false;
+    }
+    groups.resize(length / sizeof(gid_t));
+    peer = PeerCredentials{credentials.pid, credentials.uid, credentials.gid, std::move(groups)};
+    return true;
+}
+
+}  // namespace Vexo::Ipc
