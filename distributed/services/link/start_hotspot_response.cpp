@@ -1,0 +1,123 @@
+// DataListener's framing and parsing of the start-hotspot response.
+#include <cstdlib>
+#include <memory>
+
+#include "distributed/services/link/data_listener.h"
+#include "distributed/services/service/distnet_errors.h"
+#include "distributed/services/utils/net_mgr_log_wrapper.h"
+#include "platform/base/securec.h"
+#include "platform/softbus/session.h"
+
+namespace Vexo::NetManagerStandard {
+namespace {
+
+constexpr uint32_t HEADER_SIZE = MESSAGE_TYPE_START_HOTSPOT_RESPONSE_LENGTH;
+constexpr uint32_t LENGTH_BYTES = 4;
+constexpr uint32_t LENGTH_OFFSET = 1;
+
+struct DeleteJson {
+    void operator()(cJSON* json) const { cJSON_Delete(json); }
+};
+
+void WriteLength(uint8_t* frame, uint32_t length)
+{
+    for (uint32_t i = 0; i < LENGTH_BYTES; ++i) {
+        frame[LENGTH_OFFSET + i] = static_cast<uint8_t>(length >> (8 * i));
+    }
+}
+
+uint32_t ReadLength(const uint8_t* frame)
+{
+    uint32_t length = 0;
+    for (uint32_t i = 0; i < LENGTH_BYTES; ++i) {
+        length |= static_cast<uint32_t>(frame[LENGTH_OFFSET + i]) << (8 * i);
+    }
+    return length;
+}
+
+const cJSON* NumberOf(const cJSON* json, const char* key)
+{
+    const cJSON* item = cJSON_GetObjectItemCaseSensitive(json, key);
+    return cJSON_IsNumber(item) ? item : nullptr;
+}
+
+void ReadString(const cJSON* json, const char* key, std::string& field)
+{
+    const cJSON* item = cJSON_GetObjectItemCaseSensitive(json, key);
+    if (cJSON_IsString(item) && item->valuestring != nullptr) {
+        field = item->valuestring;
+    }
+}
+
+}  // namespace
+
+int32_t DataListener::SendStartHotspotResponseMessage(int sessionId, const std::string& message)
+{
+    const size_t frameSize = message.size() + HEADER_SIZE;
+    if (frameSize > MAX_SEND_MESSAGE_SIZE) {
+        NETMGR_EXT_LOGE(" SendStartHotspotResponseMessage error: message.size() > MAX_SEND_MESSAGE_SIZE");
+        return DISTNET_ERR_INVALID_FRAME;
+    }
+    const MessageTlvStartHotspotResponse response{.value = message};
+    const MessageBytes frame(static_cast<uint8_t*>(std::calloc(frameSize, sizeof(uint8_t))));
+    if (!frame) {
+        NETMGR_EXT_LOGE(" SendStartHotspotResponseMessage: malloc memory failed");
+        return -1;
+    }
+    frame[0] = response.type;
+    WriteLength(frame.get(), static_cast<uint32_t>(message.size()));
+    if (memcpy_s(frame.get() + HEADER_SIZE, message.size(), message.data(), message.size()) != SECUREC_OK) {
+        NETMGR_EXT_LOGE(" memcpy memory failed");
+        return DISTNET_ERR_MESSAGE_COPY;
+    }
+    NETMGR_EXT_LOGI(" SendHelloMessage request: %{public}d, %{public}d, %{public}lu",
+                    static_cast<int32_t>(response.type), static_cast<int32_t>(response.length), response.value.size());
+    const int32_t ret = SendBytes(sessionId, frame.get(), static_cast<unsigned int>(frameSize));
+    if (ret != 0) {
+        NETMGR_EXT_LOGE(" SendBytes fail, errorCode:%{public}d", ret);
+        return DISTNET_ERR_SEND;
+    }
+    return DISTNET_SUCCESS;
+}
+
+int32_t DataListener::ParseStartHotspotResponseMessage(unsigned char* data, unsigned int len,
+                                                       Wifi::WifiDeviceConfig& config)
+{
+    if (len < HEADER_SIZE) {
+        NETMGR_EXT_LOGE(" len less MESSAGE_TYPE_START_HOTSPOT_RESPONSE_LENGTH");
+        return DISTNET_ERR_INVALID_FRAME;
+    }
+    const uint32_t declared = ReadLength(data);
+    const uint32_t received = len - HEADER_SIZE;
+    if (declared == 0 || received > declared) {
+        NETMGR_EXT_LOGE(" memcpy data fail size:%{public}d", static_cast<int32_t>(declared));
+        return DISTNET_ERR_MESSAGE_COPY;
+    }
+    // What was declared and did not come counts as zero bytes, which JSON treats as the end of the text: nothing is
+    // allocated for them, whatever a peer declares.
+    const std::unique_ptr<cJSON, DeleteJson> json(
+        cJSON_ParseWithLength(reinterpret_cast<const char*>(data + HEADER_SIZE), received));
+    if (!json) {
+        NETMGR_EXT_LOGE(" json parse error");
+        return DISTNET_ERR_MESSAGE_JSON;
+    }
+    // valueint is truncated, and saturates where the number is outside its range.
+    if (const cJSON* res = NumberOf(json.get(), "RES"); res != nullptr && res->valueint != 0) {
+        NETMGR_EXT_LOGE(" info[res] not success");
+        return res->valueint;
+    }
+    if (const cJSON* type = NumberOf(json.get(), "SECURITY_TYPE"); type != nullptr) {
+        config.keyMgmt = ParseKeyMgmt(static_cast<Wifi::KeyMgmt>(type->valueint));
+    }
+    ReadString(json.get(), "SSID", config.ssid);
+    ReadString(json.get(), "PRESHARED_KEY", config.preSharedKey);
+    NETMGR_EXT_LOGI(" ParseStartHotspotResponseMessage len:%{public}d", static_cast<int32_t>(declared));
+    return DISTNET_SUCCESS;
+}
+
+std::string DataListener::ParseKeyMgmt(Wifi::KeyMgmt keyMgmt)
+{
+    return KeyMgmtText(keyMgmt);
+}
+
+}  // namespace Vexo::NetManagerStandard

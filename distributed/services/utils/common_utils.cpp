@@ -1,0 +1,120 @@
+#include "distributed/services/utils/common_utils.h"
+
+#include <cstdint>
+#include <map>
+#include <mutex>
+
+#include "distributed/services/utils/net_mgr_log_wrapper.h"
+#include "platform/access/accesstoken_kit.h"
+#include "platform/ipc/ipc_skeleton.h"
+
+namespace Vexo::NetManagerStandard::CommonUtils {
+namespace {
+
+using Security::AccessTokenID;
+using Security::AccessTokenKit;
+
+constexpr size_t MASKED_LENGTH = 6;
+constexpr const char* STRING_MASK = "******";
+constexpr size_t DEVICE_ID_MIN_LENGTH = 10;
+constexpr size_t DEVICE_ID_SHOWN_LENGTH = 5;
+constexpr const char* SHORT_DEVICE_ID_MASK = "***";
+constexpr const char* DEVICE_ID_JOINER = "**";
+
+bool IsNameGiven(const std::string& strPermission)
+{
+    if (strPermission.empty()) {
+        NETMGR_EXT_LOGE(" permission check failed，permission name is empty.");
+        return false;
+    }
+    return true;
+}
+
+bool IsGrantedToApplication(AccessTokenID callerToken, const std::string& strPermission)
+{
+    Security::HapTokenInfo info{};
+    AccessTokenKit::GetHapTokenInfo(callerToken, info);
+    return (info.apl == Security::APL_SYSTEM_BASIC || info.apl == Security::APL_SYSTEM_CORE) &&
+           AccessTokenKit::VerifyAccessToken(callerToken, strPermission) == Security::PERMISSION_GRANTED;
+}
+
+}  // namespace
+
+bool CheckPermission(const std::string& strPermission)
+{
+    if (!IsNameGiven(strPermission)) {
+        return false;
+    }
+    const AccessTokenID callerToken = IPCSkeleton::GetCallingTokenID();
+    const Security::ATokenTypeEnum tokenType = AccessTokenKit::GetTokenTypeFlag(callerToken);
+    if (tokenType == Security::TOKEN_NATIVE) {
+        return true;
+    }
+    if (tokenType != Security::TOKEN_HAP) {
+        NETMGR_EXT_LOGE(" permission check failed, callerToken:%{public}u, tokenType:%{public}d", callerToken,
+                        static_cast<int32_t>(tokenType));
+    } else if (IsGrantedToApplication(callerToken, strPermission)) {
+        return true;
+    }
+    NETMGR_EXT_LOGE(" permission check failed, permission:%{public}s, callerToken:%{public}u, tokenType:%{public}d",
+                    strPermission, callerToken, static_cast<int32_t>(tokenType));
+    return false;
+}
+
+bool CheckPermissionWithCache(const std::string& strPermission)
+{
+    static std::mutex cacheMutex;
+    static std::map<AccessTokenID, bool> verdicts;  // guarded by cacheMutex
+    if (!IsNameGiven(strPermission)) {
+        return false;
+    }
+    const AccessTokenID callerToken = IPCSkeleton::GetCallingTokenID();
+    {
+        const std::lock_guard<std::mutex> guard(cacheMutex);
+        if (const auto known = verdicts.find(callerToken); known != verdicts.end()) {
+            return known->second;
+        }
+    }
+    const bool verdict = CheckPermission(strPermission);
+    const std::lock_guard<std::mutex> guard(cacheMutex);
+    // A verdict of a first check that ran at the same time stands.
+    return verdicts.try_emplace(callerToken, verdict).first->second;
+}
+
+std::string GetAnonymousStr(const std::string& input)
+{
+    std::string text;
+    for (const char byte : input) {
+        text += std::to_string(static_cast<int8_t>(byte));
+    }
+    // For a text of fewer than six characters the position wraps and the replacement reports it as out of range: a
+    // caller that hands over something shorter than an identifier is told so, and nothing unmasked comes back.
+    return text.replace(text.size() - MASKED_LENGTH, MASKED_LENGTH, STRING_MASK);
+}
+
+std::string GetAnonymousDeviceID(const std::string& deviceId)
+{
+    if (deviceId.size() < DEVICE_ID_MIN_LENGTH) {
+        return SHORT_DEVICE_ID_MASK;
+    }
+    return deviceId.substr(0, DEVICE_ID_SHOWN_LENGTH) + DEVICE_ID_JOINER +
+           deviceId.substr(deviceId.size() - DEVICE_ID_SHOWN_LENGTH);
+}
+
+std::vector<std::string> Split(const std::string& str, const std::string& sep)
+{
+    std::vector<std::string> parts;
+    std::string rest = str;
+    while (!rest.empty()) {
+        const size_t end = rest.find(sep);
+        if (end == std::string::npos) {
+            parts.push_back(rest);
+            break;
+        }
+        parts.push_back(rest.substr(0, end));
+        rest.erase(0, end + sep.size());
+    }
+    return parts;
+}
+
+}  // namespace Vexo::NetManagerStandard::CommonUtils
