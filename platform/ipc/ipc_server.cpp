@@ -1,6 +1,7 @@
 #include "platform/ipc/ipc_server.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <pthread.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
@@ -34,6 +35,8 @@ constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Ipc"};
 // A client that sends nothing but bad datagrams fills its own socket, not the log.
 constexpr uint32_t MAX_BAD_DATAGRAM_LINES = 16;
 constexpr int MAX_ACCEPTS_AT_ONCE = 64;
+constexpr std::chrono::milliseconds LINGER_LIMIT{2};
+constexpr size_t MAX_LINGERING = 8;
 // A parcel that grew beyond this gives its memory back after the request.
 constexpr size_t KEPT_PARCEL_SIZE = 16 * 1024;
 
@@ -85,7 +88,11 @@ private:
     void AcceptAll();
     void Accept(UniqueFd socket);
     void TurnAway(UniqueFd socket, IpcStatus status, const char* why);
-    void Serve(Connection& connection, uint32_t events, Buffers& buffers);
+    void Serve(Connection& connection, Buffers& buffers);
+    ssize_t Receive(const Connection& connection, Buffers& buffers, int flags);
+    ssize_t Linger(const Connection& connection, Buffers& buffers);
+    bool PeerIsGone(const Connection& connection);
+    bool Answer(Connection& connection, size_t size, Buffers& buffers);
     int32_t Dispatch(const Connection& connection, const IpcHeader& request, Buffers& buffers);
     void NoteBadDatagram(Connection& connection, const char* what, size_t size);
     bool SendReply(const Connection& connection, uint32_t abilityId, int32_t status, const MessageParcel& reply);
@@ -105,7 +112,8 @@ private:
     UniqueFd reserve_;  // given up to accept, and turn away, a client when descriptors run out
     bool turningAway_ = false;
 
-    std::atomic<size_t> waiting_{0};  // workers in epoll_wait
+    std::atomic<size_t> waiting_{0};    // workers in epoll_wait
+    std::atomic<size_t> lingering_{0};  // workers that wait at a connection's own socket
     std::atomic<bool> stopping_{false};
     std::atomic<bool> saturationTold_{false};
 
@@ -186,8 +194,7 @@ void Server::Work()
         if (event.data.ptr == &listener_) {
             AcceptAll();
         } else {
-            Serve(*static_cast<Connection*>(event.data.ptr), event.events, buffers);
-            buffers.Trim();
+            Serve(*static_cast<Connection*>(event.data.ptr), buffers);
         }
     }
     const MutexLock lock(mutex_);
@@ -295,6 +302,7 @@ void Server::Accept(UniqueFd socket)
     }
     turningAway_ = false;
     SetSendLimit(socket.Get(), options_.sendLimit);
+    SetReceiveLimit(socket.Get(), LINGER_LIMIT);
     ReserveSendBuffer(socket.Get());
     auto connection = std::make_unique<Connection>(Connection{std::move(socket), identify_(peer), 0});
     Connection* raw = connection.get();
@@ -322,39 +330,75 @@ void Server::TurnAway(UniqueFd socket, IpcStatus status, const char* why)
     SendReply(Connection{std::move(socket), {}, 0}, 0, status, MessageParcel());
 }
 
-void Server::Serve(Connection& connection, uint32_t events, Buffers& buffers)
+void Server::Serve(Connection& connection, Buffers& buffers)
 {
-    // MSG_TRUNC: the result is the datagram's own size, recv(2). Without room for control data the kernel closes
-    // descriptors that a client sends along.
-    const ssize_t size =
-        ::recv(connection.socket.Get(), buffers.datagram.get(), MAX_DATAGRAM_SIZE, MSG_TRUNC | MSG_DONTWAIT);
-    if (size < 0 && (errno == EAGAIN || errno == EINTR)) {
+    ssize_t size = Receive(connection, buffers, MSG_DONTWAIT);
+    while (size >= 0) {
+        if (size == 0 && PeerIsGone(connection)) {
+            break;
+        }
+        if (!Answer(connection, static_cast<size_t>(size), buffers)) {
+            break;
+        }
+        buffers.Trim();
+        size = Linger(connection, buffers);
+    }
+    if (size < 0 && errno == EAGAIN) {
         Arm(connection);
-        return;
-    }
-    if (size < 0 || (size == 0 && (events & (EPOLLRDHUP | EPOLLHUP)) != 0)) {
+    } else {
         Drop(connection);
-        return;
     }
+}
+
+// The size of the datagram that was read, or -1.
+ssize_t Server::Receive(const Connection& connection, Buffers& buffers, int flags)
+{
+    ssize_t size = -1;
+    do {
+        // MSG_TRUNC: the result is the datagram's own size, recv(2). Without room for control data the kernel closes
+        // descriptors that a client sends along.
+        size = ::recv(connection.socket.Get(), buffers.datagram.get(), MAX_DATAGRAM_SIZE, MSG_TRUNC | flags);
+    } while (size < 0 && errno == EINTR);
+    return size;
+}
+
+// A client in the middle of its work asks again at once: waiting for it a moment at its own socket saves arming the
+// epoll and the wake-up of a second worker. Only while another worker minds the epoll, and only few.
+ssize_t Server::Linger(const Connection& connection, Buffers& buffers)
+{
+    if (stopping_ || waiting_.load() == 0 || lingering_.load() >= MAX_LINGERING) {
+        errno = EAGAIN;
+        return -1;
+    }
+    ++lingering_;
+    const ssize_t size = Receive(connection, buffers, 0);
+    --lingering_;
+    return size;
+}
+
+bool Server::PeerIsGone(const Connection& connection)
+{
+    pollfd state{connection.socket.Get(), POLLRDHUP, 0};
+    return ::poll(&state, 1, 0) == 1;  // else the client sent an empty datagram
+}
+
+// Runs one datagram as a request and replies. False when the connection is of no more use.
+bool Server::Answer(Connection& connection, size_t size, Buffers& buffers)
+{
     IpcHeader request;
-    int32_t status = IPC_BAD_DATAGRAM;
     buffers.data.Clear();
     buffers.reply.Clear();
-    const char* fault = DecodeHeader(buffers.datagram.get(), static_cast<size_t>(size), request);
+    const char* fault = DecodeHeader(buffers.datagram.get(), size, request);
     if (fault == nullptr && (request.flags & IPC_FLAG_REPLY) != 0) {
         fault = "a reply";
     }
-    if (fault == nullptr) {
-        buffers.data.ParseFrom(buffers.datagram.get() + IPC_HEADER_SIZE, static_cast<size_t>(size) - IPC_HEADER_SIZE);
-        status = Dispatch(connection, request, buffers);
-    } else {
-        NoteBadDatagram(connection, fault, static_cast<size_t>(size));
+    if (fault != nullptr) {
+        NoteBadDatagram(connection, fault, size);
+        return SendReply(connection, request.abilityId, IPC_BAD_DATAGRAM, buffers.reply);
     }
-    if (SendReply(connection, request.abilityId, status, buffers.reply)) {
-        Arm(connection);
-    } else {
-        Drop(connection);
-    }
+    buffers.data.ParseFrom(buffers.datagram.get() + IPC_HEADER_SIZE, size - IPC_HEADER_SIZE);
+    const int32_t status = Dispatch(connection, request, buffers);
+    return SendReply(connection, request.abilityId, status, buffers.reply);
 }
 
 int32_t Server::Dispatch(const Connection& connection, const IpcHeader& request, Buffers& buffers)
