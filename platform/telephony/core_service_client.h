@@ -1,6 +1,7 @@
 // CoreServiceClient and CellularDataClient: SIM, radio and mobile data of this device. They act on the abilities that a backend
-// registers (platform/telephony/telephony_service.h) and answer TELEPHONY_UNAVAILABLE without them. Any thread; calls return
-// within 700 ms; a radio state comes later, in the callback, exactly once.
+// registers as 4010 (an ICoreService) and 4011 (an ICellularData), and answer TELEPHONY_UNAVAILABLE without them. Any thread;
+// calls return within 700 ms (10 s when the modem does not answer at all); a radio state comes later, in the callback,
+// exactly once.
 #pragma once
 
 #include <cstdint>
