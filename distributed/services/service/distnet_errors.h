@@ -7,23 +7,23 @@ namespace Vexo::NetManagerStandard {
 
 enum DistNetResult : int32_t {
     DISTNET_SUCCESS = 0,
-    DISTNET_ERR_PERMISSION_DENIED = 201,        // caller not a system application, or a required permission missing
-    DISTNET_ERR_REPLY_REFUSAL = 301,            // the reply parcel could not take the error code
-    DISTNET_ERR_INVALID_FRAME = 401,            // a link message of a size that its kind does not allow
-    DISTNET_ERR_GENERAL = 2200003,              // service not running, peer not of the same account, task not run, …
-    DISTNET_ERR_NO_DEVICE = 1004500001,         // the trusted device list is empty
+    DISTNET_ERR_PERMISSION_DENIED = 201,  // caller not a system application, or a required permission missing
+    DISTNET_ERR_REPLY_REFUSAL = 301,      // the reply parcel could not take the error code
+    DISTNET_ERR_INVALID_FRAME = 401,      // a link message of a size that its kind does not allow
+    DISTNET_ERR_GENERAL = 2200003,        // service not running, peer not of the same account, task not run, …
+    DISTNET_ERR_NO_DEVICE = 1004500001,   // the trusted device list is empty
     DISTNET_ERR_COLLABORATION_START = 1004500002,
-    DISTNET_ERR_LINK = 1004500003,              // session could not be opened, or the hotspot request failed
-    DISTNET_ERR_READ_DATA = 1004500103,         // a request's arguments could not be read
-    DISTNET_ERR_WRITE_REPLY = 1004500105,       // a reply value could not be written
+    DISTNET_ERR_LINK = 1004500003,         // session could not be opened, or the hotspot request failed
+    DISTNET_ERR_READ_DATA = 1004500103,    // a request's arguments could not be read
+    DISTNET_ERR_WRITE_REPLY = 1004500105,  // a reply value could not be written
     DISTNET_ERR_DESCRIPTOR_MISMATCH = 1004500108,
     DISTNET_ERR_AWARENESS_ARGUMENT = 1004500111,
     DISTNET_ERR_NO_NET_INFO = 1004500112,
     DISTNET_ERR_CONFIGURATION_CENTER = 1004500113,
     DISTNET_ERR_MESSAGE_COPY = 1004500114,
     DISTNET_ERR_MESSAGE_JSON = 1004500115,
-    DISTNET_ERR_HOTSPOT_TIMEOUT = 1004500116,   // the start-hotspot request was not answered in time
-    DISTNET_ERR_RESPONSE_BUFFER = 1004500117,   // no memory for a response on the collaboration channel
+    DISTNET_ERR_HOTSPOT_TIMEOUT = 1004500116,  // the start-hotspot request was not answered in time
+    DISTNET_ERR_RESPONSE_BUFFER = 1004500117,  // no memory for a response on the collaboration channel
     DISTNET_ERR_SESSION_SERVER = 1004500121,
     DISTNET_ERR_OPEN_SESSION = 1004500122,
     DISTNET_ERR_SEND = 1004500123,
@@ -35,9 +35,9 @@ enum DistNetResult : int32_t {
 enum HotspotFailure : int32_t {
     HOTSPOT_FAIL_COLLABORATION = -100,
     HOTSPOT_FAIL_OPEN_SESSION = -99,
-    HOTSPOT_FAIL_REQUEST_OPEN = -98,   // has a message of its own, but no operation returns it
-    HOTSPOT_FAIL_PEER = -97,           // the peer answered with a failure
-    HOTSPOT_FAIL_REQUEST = -96,        // any other failure of the exchange, in events
+    HOTSPOT_FAIL_REQUEST_OPEN = -98,  // has a message of its own, but no operation returns it
+    HOTSPOT_FAIL_PEER = -97,          // the peer answered with a failure
+    HOTSPOT_FAIL_REQUEST = -96,       // any other failure of the exchange, in events
     HOTSPOT_FAIL_ADD_CONFIG = -94,
     HOTSPOT_FAIL_CONNECT = -93,
 };

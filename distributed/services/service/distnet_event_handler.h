@@ -1,0 +1,29 @@
+// DistNetEventHandler: the service's numeric events, dispatched by id. ProcessEvent runs on the thread of the runner
+// that the handler is made on (platform/eventloop/event_handler.h). It does not own the service, which must outlive it.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+
+#include "platform/eventloop/event_handler.h"
+
+namespace Vexo::NetManagerStandard {
+
+class DistNetService;
+
+inline constexpr uint32_t EVENT_REQUEST_PATH_TIMEOUT = 2;
+inline constexpr uint32_t EVENT_STOP_DISTRIBUTED_NETWORK = 3;
+
+class DistNetEventHandler : public AppExecFwk::EventHandler {
+public:
+    // service may be null: every event is then ignored.
+    DistNetEventHandler(const std::shared_ptr<AppExecFwk::EventRunner>& runner, DistNetService* service);
+
+    // Other ids are ignored, as is an event without one.
+    void ProcessEvent(const AppExecFwk::InnerEvent::Pointer& event) override;
+
+private:
+    DistNetService* const service_;
+};
+
+}  // namespace Vexo::NetManagerStandard

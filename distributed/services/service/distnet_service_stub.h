@@ -1,0 +1,61 @@
+// DistNetServiceStub: the receiving side of IDistNetService. It checks the interface token, that the caller is a system
+// application, and its permission; keeps the set of client processes that the release of the service asks about; reads
+// the arguments, calls the operation and writes the reply. Runs on IPC workers, several requests at once. Parcel
+// layouts: docs/ipc.md; operations: distnet_service.h; codes: distnet_errors.h.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "distributed/services/service/i_distnet_service.h"
+#include "platform/ipc/iremote_object.h"
+#include "platform/ipc/parcel.h"
+
+namespace Vexo::NetManagerStandard {
+
+class DistNetServiceStub : public IRemoteStub<IDistNetService> {
+public:
+    // Blocks as long as the operation. Returns 0 or a DistNetResult; for a request that is refused or unknown what the
+    // platform's default handler returns, with the refusal's code in the reply.
+    int OnRemoteRequest(uint32_t code, MessageParcel& data, MessageParcel& reply, MessageOption& option) override;
+
+protected:
+    // True while a process has sent a request and not yet released the service.
+    bool HasClients();
+
+private:
+    struct PermissionAndUid {
+        std::set<std::string> permissions;
+        std::set<uint32_t> uids;  // carried, not consulted
+    };
+    using RequestHandler = int32_t (DistNetServiceStub::*)(MessageParcel& data, MessageParcel& reply);
+
+    static bool CheckSystemApp();
+    static bool CheckPermission(const std::set<std::string>& permissions);
+    static bool CheckPermissionWithCache(const std::set<std::string>& permissions);
+    int32_t OnDescriptorMismatch(uint32_t code, MessageParcel& data, MessageParcel& reply, MessageOption& option);
+    int32_t OnPermissionDenied(uint32_t code, MessageParcel& data, MessageParcel& reply, MessageOption& option);
+    int32_t Refuse(int32_t reason, uint32_t code, MessageParcel& data, MessageParcel& reply, MessageOption& option);
+    void RecordClient(uint32_t code);
+
+    int32_t OnStartService(MessageParcel& data, MessageParcel& reply);
+    int32_t OnReleaseService(MessageParcel& data, MessageParcel& reply);
+    int32_t OnStartDistributedNetwork(MessageParcel& data, MessageParcel& reply);
+    int32_t OnStopDistributedNetwork(MessageParcel& data, MessageParcel& reply);
+    int32_t OngetAvailableDeviceList(MessageParcel& data, MessageParcel& reply);
+    int32_t OnGetRemoteDeviceInfo(MessageParcel& data, MessageParcel& reply);
+    int32_t DmDeviceInfoMarshalling(MessageParcel& reply, const std::vector<DmDeviceInfo>& deviceList);
+
+    static const PermissionAndUid originPermissionAndUid_;
+    static const std::map<uint32_t, std::pair<RequestHandler, PermissionAndUid>> memberFuncMap_;
+
+    std::mutex clientPidsMutex_;
+    std::set<int32_t> clientPids_;  // guarded by clientPidsMutex_
+};
+
+}  // namespace Vexo::NetManagerStandard
