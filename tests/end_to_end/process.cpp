@@ -1,0 +1,91 @@
+#include "tests/end_to_end/process.h"
+
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <fstream>
+#include <iterator>
+#include <thread>
+
+#include "tests/support/temp_folder.h"
+
+extern char** environ;
+
+namespace Vexo::EndToEnd {
+
+bool Eventually(const std::function<bool()>& condition)
+{
+    const auto deadline = std::chrono::steady_clock::now() + PATIENCE;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return true;
+}
+
+std::string ReadText(const std::filesystem::path& file)
+{
+    std::ifstream stream(file, std::ios::binary);
+    return {std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+}
+
+Process::Process(const std::vector<std::string>& command, std::filesystem::path output) : output_(std::move(output))
+{
+    std::vector<char*> arguments;
+    for (const std::string& word : command) {
+        arguments.push_back(const_cast<char*>(word.c_str()));
+    }
+    arguments.push_back(nullptr);
+    posix_spawn_file_actions_t actions;
+    posix_spawn_file_actions_init(&actions);
+    posix_spawn_file_actions_addopen(&actions, STDIN_FILENO, "/dev/null", O_RDONLY, 0);
+    posix_spawn_file_actions_addopen(&actions, STDOUT_FILENO, output_.c_str(), O_WRONLY | O_CREAT | O_APPEND, 0600);
+    posix_spawn_file_actions_adddup2(&actions, STDOUT_FILENO, STDERR_FILENO);
+    if (posix_spawn(&pid_, arguments[0], &actions, nullptr, arguments.data(), environ) != 0) {
+        pid_ = -1;
+    }
+    posix_spawn_file_actions_destroy(&actions);
+}
+
+Process::~Process()
+{
+    if (pid_ > 0) {
+        kill(pid_, SIGKILL);
+        waitpid(pid_, nullptr, 0);
+    }
+}
+
+void Process::Signal(int signal) const
+{
+    if (pid_ > 0) {
+        kill(pid_, signal);
+    }
+}
+
+int Process::Wait()
+{
+    int status = 0;
+    const bool ended = Eventually([&] { return waitpid(pid_, &status, WNOHANG) == pid_; });
+    if (!ended) {
+        return -1;
+    }
+    pid_ = -1;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
+}
+
+Finished Ctl(const std::vector<std::string>& arguments)
+{
+    const Tests::TempFolder folder;
+    std::vector<std::string> command{DISTNET_BIN_DIR "/distnetctl"};
+    command.insert(command.end(), arguments.begin(), arguments.end());
+    Process process(command, folder.Path() / "output");
+    const int exitCode = process.Wait();
+    return {exitCode, process.Output()};
+}
+
+}  // namespace Vexo::EndToEnd

@@ -1,0 +1,50 @@
+// Programs of the project as child processes of a test: started with their output in files, ended by their pid.
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+namespace Vexo::EndToEnd {
+
+// The limit of a wait: generous, because a sanitizer on a busy machine is ten times slower. A wait ends when its
+// condition holds.
+inline constexpr std::chrono::seconds PATIENCE{30};
+
+// Polls until the condition holds; false when PATIENCE ran out.
+bool Eventually(const std::function<bool()>& condition);
+
+std::string ReadText(const std::filesystem::path& file);
+
+class Process {
+public:
+    // Starts program with arguments, both outputs going to the file.
+    Process(const std::vector<std::string>& command, std::filesystem::path output);
+    ~Process();  // kills it if it runs
+    Process(const Process&) = delete;
+    Process& operator=(const Process&) = delete;
+
+    pid_t Pid() const { return pid_; }
+    void Signal(int signal) const;
+    // Waits for its end: its exit code, 128 + signal, or -1 when PATIENCE ran out.
+    int Wait();
+    std::string Output() const { return ReadText(output_); }
+
+private:
+    const std::filesystem::path output_;
+    pid_t pid_ = -1;
+};
+
+struct Finished {
+    int exitCode = -1;
+    std::string output;  // standard output and standard error, as a terminal would show them
+};
+
+// Runs distnetctl to its end.
+Finished Ctl(const std::vector<std::string>& arguments);
+
+}  // namespace Vexo::EndToEnd

@@ -1,0 +1,172 @@
+#include "tests/end_to_end/world.h"
+
+#include <cjson/cJSON.h>
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <fstream>
+
+#include "platform/trust/account.h"
+#include "platform/trust/identity.h"
+
+namespace Vexo::EndToEnd {
+
+namespace {
+
+struct JsonDeleter {
+    void operator()(cJSON* json) const { cJSON_Delete(json); }
+};
+using Json = std::unique_ptr<cJSON, JsonDeleter>;
+
+std::string Member(const std::string& text, const std::string& key)
+{
+    const Json document(cJSON_Parse(text.c_str()));
+    const cJSON* at = document.get();
+    for (size_t from = 0; at != nullptr && from <= key.size();) {
+        const size_t dot = std::min(key.find('.', from), key.size());
+        at = cJSON_GetObjectItemCaseSensitive(at, key.substr(from, dot - from).c_str());
+        from = dot + 1;
+    }
+    if (cJSON_IsString(at)) {
+        return at->valuestring;
+    }
+    return cJSON_IsNumber(at) ? std::to_string(at->valueint) : "";
+}
+
+}  // namespace
+
+Device::Device(std::filesystem::path world, std::string name) : world_(std::move(world)), name_(std::move(name))
+{
+    mkdir(StateDir().c_str(), 0700);
+}
+
+void Device::Start(bool finds)
+{
+    const std::filesystem::path file = world_ / (name_ + ".json");
+    std::ofstream(file) << R"({"state_dir": ")" << name_ << R"(", "device": {"name": ")" << name_
+                        << R"(", "type": "phone"}, "softbus": {"listen": "127.0.0.1")"
+                        << (finds ? R"(, "announce_dir": "link")" : "")
+                        << R"(}, "access": {"policy": "policy.json"}, "simulated": {"air_dir": "air"}})";
+    daemon_ = std::make_unique<Process>(std::vector<std::string>{DISTNET_BIN_DIR "/distnetd", "--config", file},
+                                        StateDir() / "daemon.log");
+    ASSERT_TRUE(Eventually([&] { return Connect() != nullptr; })) << Log();
+}
+
+int Device::Stop()
+{
+    daemon_->Signal(SIGTERM);
+    const int exitCode = daemon_->Wait();
+    daemon_.reset();
+    return exitCode;
+}
+
+void Device::Kill()
+{
+    daemon_.reset();
+}
+
+std::string Device::NetworkId() const
+{
+    const auto identity = Trust::LoadIdentity(Identity());
+    return identity ? identity.Value().networkId : "";
+}
+
+std::unique_ptr<Client::DistNetClient> Device::Connect() const
+{
+    Client::CallResult result;
+    return Client::DistNetClient::Connect(Socket(), result);
+}
+
+Finished Device::Ctl(std::vector<std::string> arguments) const
+{
+    arguments.insert(arguments.begin(), {"--socket", Socket()});
+    return EndToEnd::Ctl(arguments);
+}
+
+void Device::Set(const std::vector<std::string>& assignments) const
+{
+    std::vector<std::string> arguments{"sim", "set", "--state", StateDir()};
+    arguments.insert(arguments.end(), assignments.begin(), assignments.end());
+    const Finished finished = EndToEnd::Ctl(arguments);
+    ASSERT_EQ(finished.exitCode, 0) << finished.output;
+}
+
+std::string Device::Status(const std::string& key) const
+{
+    std::string json;
+    const auto client = Connect();
+    return client && client->GetStatus(json).Succeeded() ? Member(json, key) : "";
+}
+
+int Device::Count(const std::string& key) const
+{
+    std::string json;
+    const auto client = Connect();
+    const std::string text = client && client->GetCounts(json).Succeeded() ? Member(json, key) : "";
+    return text.empty() ? -1 : std::stoi(text);
+}
+
+bool Device::Sees(const std::string& networkId) const
+{
+    std::string json;
+    const auto client = Connect();
+    if (!client || !client->GetDevices(json).Succeeded()) {
+        return false;
+    }
+    const Json document(cJSON_Parse(json.c_str()));
+    const cJSON* device = nullptr;
+    cJSON_ArrayForEach(device, cJSON_GetObjectItemCaseSensitive(document.get(), "devices"))
+    {
+        const cJSON* id = cJSON_GetObjectItemCaseSensitive(device, "network_id");
+        if (cJSON_IsString(id) && networkId == id->valuestring) {
+            return cJSON_IsTrue(cJSON_GetObjectItemCaseSensitive(device, "online")) != 0;
+        }
+    }
+    return false;
+}
+
+World::World()
+{
+    mkdir((Path() / "link").c_str(), 0700);
+    mkdir((Path() / "air").c_str(), 0700);
+    std::ofstream(Path() / "policy.json")
+        << R"({"entries": [{"user": ")" << getuid() << R"(", "token_type": "native", "system_app": true}]})";
+}
+
+Device& World::Add(const std::string& name)
+{
+    auto device = std::make_unique<Device>(Path(), name);
+    if (devices_.empty()) {
+        const auto made = Trust::CreateAccount(device->Identity(), "home", name);
+        EXPECT_TRUE(made) << (made ? "" : made.Message());
+    } else {
+        const auto request = Trust::MakeRequest(device->Identity(), name);
+        const auto chain = Trust::Admit(devices_.at("laptop")->Identity(), request.Value());
+        EXPECT_TRUE(Trust::Install(device->Identity(), chain.Value()));
+    }
+    return *(devices_[name] = std::move(device));
+}
+
+Device& World::AddStranger(const std::string& name)
+{
+    auto device = std::make_unique<Device>(Path(), name);
+    EXPECT_TRUE(Trust::CreateAccount(device->Identity(), "elsewhere", name));
+    return *(devices_[name] = std::move(device));
+}
+
+void World::StartLaptopAndPhone()
+{
+    Add("laptop").Start();
+    Add("phone").Start();
+    ASSERT_TRUE(Eventually([&] { return Found((*this)["laptop"], (*this)["phone"]); }))
+        << (*this)["laptop"].Log() << (*this)["phone"].Log();
+}
+
+bool World::Found(const Device& one, const Device& other)
+{
+    return one.Sees(other.NetworkId()) && other.Sees(one.NetworkId());
+}
+
+}  // namespace Vexo::EndToEnd

@@ -1,0 +1,75 @@
+// A world of simulated devices for one test: a folder with an account, an air and a link that its devices share. Each
+// device is a real distnetd, reached through the client library and distnetctl.
+#pragma once
+
+#include <filesystem>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "client/distnet_client.h"
+#include "tests/end_to_end/process.h"
+#include "tests/support/temp_folder.h"
+
+namespace Vexo::EndToEnd {
+
+class Device {
+public:
+    Device(std::filesystem::path world, std::string name);
+
+    // Writes its configuration and starts its daemon. With finds false it neither announces itself nor looks for
+    // others.
+    void Start(bool finds = true);
+    // Ends the daemon: by SIGTERM, waiting for its exit code; or at once.
+    int Stop();
+    void Kill();
+    Process& Daemon() { return *daemon_; }
+    bool Runs() const { return daemon_ != nullptr; }
+
+    const std::string& Name() const { return name_; }
+    std::string NetworkId() const;
+    std::filesystem::path StateDir() const { return world_ / name_; }
+    std::filesystem::path Identity() const { return StateDir() / "identity"; }
+    std::string Socket() const { return (StateDir() / "ipc.sock").string(); }
+    std::string Log() const { return ReadText(StateDir() / "daemon.log"); }
+    std::string Events() const { return ReadText(StateDir() / "events.jsonl"); }
+
+    // Null when the daemon does not answer.
+    std::unique_ptr<Client::DistNetClient> Connect() const;
+    // distnetctl with this device's socket.
+    Finished Ctl(std::vector<std::string> arguments) const;
+    // distnetctl sim set KEY=VALUE…; the daemon follows soon after.
+    void Set(const std::vector<std::string>& assignments) const;
+    // A member of the host's status, dotted ("wifi.state", "service"); numbers as text, empty when absent.
+    std::string Status(const std::string& key) const;
+    int Count(const std::string& key) const;
+    bool Sees(const std::string& networkId) const;
+
+private:
+    const std::filesystem::path world_;
+    const std::string name_;
+    std::unique_ptr<Process> daemon_;
+};
+
+class World {
+public:
+    World();
+
+    // Makes a device and enrols it: the first one makes the account.
+    Device& Add(const std::string& name);
+    // A device with an account of its own.
+    Device& AddStranger(const std::string& name);
+    // Adds laptop and phone, starts both and waits until they have found each other.
+    void StartLaptopAndPhone();
+    static bool Found(const Device& one, const Device& other);
+
+    Device& operator[](const std::string& name) { return *devices_.at(name); }
+    const std::filesystem::path& Path() const { return folder_.Path(); }
+
+private:
+    const Tests::TempFolder folder_;
+    std::map<std::string, std::unique_ptr<Device>> devices_;
+};
+
+}  // namespace Vexo::EndToEnd

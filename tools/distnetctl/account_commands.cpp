@@ -1,0 +1,132 @@
+#include <array>
+#include <chrono>
+#include <ctime>
+#include <utility>
+
+#include "platform/base/files.h"
+#include "platform/trust/account.h"
+#include "platform/trust/identity.h"
+#include "tools/distnetctl/commands.h"
+#include "tools/distnetctl/json.h"
+
+namespace Vexo::Ctl {
+
+namespace {
+
+constexpr size_t MAX_ENROLMENT_FILE = 64 * 1024;
+constexpr mode_t ENROLMENT_FILE_MODE = 0644;  // holds public keys only
+
+std::filesystem::path IdentityFolder(const GlobalOptions& options)
+{
+    return options.stateDir / "identity";
+}
+
+std::string DateOf(std::chrono::system_clock::time_point time)
+{
+    const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
+    std::tm parts{};
+    gmtime_r(&seconds, &parts);
+    std::array<char, 16> text{};
+    (void)std::strftime(text.data(), text.size(), "%Y-%m-%d", &parts);
+    return text.data();
+}
+
+Json FileDetails(const std::filesystem::path& file)
+{
+    Json details = NewObject();
+    cJSON_AddStringToObject(details.get(), "file", file.c_str());
+    return details;
+}
+
+}  // namespace
+
+int RunAccountCreate(const GlobalOptions& options, Output& output, const std::string& name,
+                     const std::string& deviceName)
+{
+    if (auto created = Trust::CreateAccount(IdentityFolder(options), name, deviceName); !created) {
+        return output.Finish(NotDone(created.Message(), ""));
+    }
+    return output.Finish(
+        Done("Account \"" + name +
+             "\" made; this device is its first, and holds its key.\n"
+             "Restart distnetd to use it. On each further device: `distnetctl account request FILE`."));
+}
+
+int RunAccountShow(const GlobalOptions& options, Output& output)
+{
+    auto loaded = Trust::LoadIdentity(IdentityFolder(options));
+    if (!loaded) {
+        return output.Finish(
+            NotDone(loaded.Message(), "`distnetctl account create NAME` or `account request FILE` makes it."));
+    }
+    const Trust::Identity& identity = loaded.Value();
+    Json details = NewObject();
+    cJSON_AddStringToObject(details.get(), "network_id", identity.networkId.c_str());
+    cJSON_AddStringToObject(details.get(), "device_id", identity.deviceId.c_str());
+    cJSON_AddBoolToObject(details.get(), "enrolled", identity.Enrolled());
+    cJSON_AddStringToObject(details.get(), "account", identity.accountName.c_str());
+    cJSON_AddBoolToObject(details.get(), "holds_account_key", identity.holdsAccountKey);
+    output.Line(Column("network id", 14) + identity.networkId);
+    if (!identity.Enrolled()) {
+        output.Line(Column("account", 14) + "none: this device is not enrolled");
+        return output.Finish(Done("", std::move(details)));
+    }
+    const std::string expiry = DateOf(identity.CertificateExpiry());
+    cJSON_AddStringToObject(details.get(), "valid_until", expiry.c_str());
+    output.Line(Column("account", 14) + "\"" + identity.accountName + "\"" +
+                (identity.holdsAccountKey ? ", whose key this device holds" : ""));
+    output.Line(Column("certificate", 14) + "valid until " + expiry);
+    return output.Finish(Done("", std::move(details)));
+}
+
+int RunAccountRequest(const GlobalOptions& options, Output& output, const std::filesystem::path& file,
+                      const std::string& deviceName)
+{
+    auto request = Trust::MakeRequest(IdentityFolder(options), deviceName);
+    if (!request) {
+        return output.Finish(NotDone(request.Message(), ""));
+    }
+    if (auto written = WriteFileAtomically(file, request.Value(), ENROLMENT_FILE_MODE); !written) {
+        return output.Finish(NotDone(written.Message(), ""));
+    }
+    return output.Finish(Done("Request written to " + file.string() +
+                                  ". Take it to the device that made the account, and there:\n"
+                                  "  distnetctl account admit " +
+                                  file.filename().string() + " -o answer.pem",
+                              FileDetails(file)));
+}
+
+int RunAccountAdmit(const GlobalOptions& options, Output& output, const std::filesystem::path& request,
+                    const std::filesystem::path& answer)
+{
+    auto text = ReadWholeFile(request, MAX_ENROLMENT_FILE);
+    if (!text) {
+        return output.Finish(NotDone(text.Message(), ""));
+    }
+    auto chain = Trust::Admit(IdentityFolder(options), text.Value());
+    if (!chain) {
+        return output.Finish(NotDone(request.string() + ": " + chain.Message(), ""));
+    }
+    if (auto written = WriteFileAtomically(answer, chain.Value(), ENROLMENT_FILE_MODE); !written) {
+        return output.Finish(NotDone(written.Message(), ""));
+    }
+    return output.Finish(Done("Admitted. Take " + answer.string() +
+                                  " back to the new device, and there:\n"
+                                  "  distnetctl account install " +
+                                  answer.filename().string(),
+                              FileDetails(answer)));
+}
+
+int RunAccountInstall(const GlobalOptions& options, Output& output, const std::filesystem::path& file)
+{
+    auto text = ReadWholeFile(file, MAX_ENROLMENT_FILE);
+    if (!text) {
+        return output.Finish(NotDone(text.Message(), ""));
+    }
+    if (auto installed = Trust::Install(IdentityFolder(options), text.Value()); !installed) {
+        return output.Finish(NotDone(file.string() + ": " + installed.Message(), ""));
+    }
+    return output.Finish(Done("This device belongs to the account now. Restart distnetd to use it."));
+}
+
+}  // namespace Vexo::Ctl

@@ -1,0 +1,204 @@
+#include "tools/distnetctl/app.h"
+
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <string_view>
+
+#include "platform/base/version.h"
+#include "tools/distnetctl/commands.h"
+
+namespace Vexo::Ctl {
+
+namespace {
+
+// What the command line asked for; filled by CLI11, then run.
+struct Request {
+    GlobalOptions options;
+    std::function<int(Output&)> run;
+    std::string peer;
+    std::string name;
+    std::string deviceName;
+    std::string file;
+    std::string answerFile;
+    std::vector<std::string> items;
+    std::vector<std::string> assignments;
+    bool noWait = false;
+};
+
+std::string HostName()
+{
+    std::array<char, 65> name{};
+    return gethostname(name.data(), name.size() - 1) == 0 ? std::string(name.data()) : std::string("device");
+}
+
+CLI::App* AddCommand(CLI::App& parent, Request& request, const std::string& name, const std::string& description,
+                     const std::string& examples, std::function<int(Output&)> run)
+{
+    CLI::App* command = parent.add_subcommand(name, description);
+    command->footer("Examples:\n" + examples);
+    command->callback([&request, run = std::move(run)] { request.run = run; });
+    return command;
+}
+
+CLI::App* AddGroup(CLI::App& parent, const std::string& name, const std::string& description)
+{
+    CLI::App* group = parent.add_subcommand(name, description);
+    group->require_subcommand(1);
+    return group;
+}
+
+void AddState(CLI::App* command, Request& request)
+{
+    command->add_option("--state", request.options.stateDir, "The device's state folder (state_dir of its daemon)")
+        ->capture_default_str();
+}
+
+void AddNetworkCommands(CLI::App& app, Request& request)
+{
+    AddCommand(app, request, "devices", "List the devices of this account that have been met",
+               "  distnetctl devices\n  distnetctl --json devices",
+               [&](Output& output) { return RunDevices(request.options, output); });
+
+    CLI::App* start = AddCommand(
+        app, request, "start", "Get this device online through a peer's hotspot",
+        "  distnetctl start phone\n  distnetctl --timeout 60 start 7f3a\n  distnetctl --json start phone --no-wait",
+        [&](Output& output) { return RunStart(request.options, output, request.peer, !request.noWait); });
+    start->add_option("PEER", request.peer, "Its name, its network id, or the beginning of either")->required();
+    start->add_flag("--no-wait", request.noWait, "Do not wait until this device's Wi-Fi has joined");
+
+    CLI::App* stop = AddCommand(app, request, "stop", "Tell the service that a peer's network is no longer needed",
+                                "  distnetctl stop phone",
+                                [&](Output& output) { return RunStop(request.options, output, request.peer); });
+    stop->add_option("PEER", request.peer, "Its name, its network id, or the beginning of either")->required();
+
+    CLI::App* info = AddCommand(app, request, "info", "Show what this device can offer to others",
+                                "  distnetctl info\n  distnetctl info hotspotName bssid",
+                                [&](Output& output) { return RunInfo(request.options, output, request.items); });
+    info->add_option("ITEM", request.items, "What to show")
+        ->default_val(std::vector<std::string>{"supportSmartHotSpot", "hotspotName", "bssid"});
+}
+
+void AddDaemonCommands(CLI::App& app, Request& request)
+{
+    AddCommand(app, request, "status", "Show how the daemon, its abilities and this device's Wi-Fi stand",
+               "  distnetctl status\n  distnetctl --socket ./phone/ipc.sock status",
+               [&](Output& output) { return RunStatus(request.options, output); });
+    CLI::App* service = AddGroup(app, "service", "Hold the service");
+    AddCommand(*service, request, "hold", "Keep the service running until Ctrl-C", "  distnetctl service hold",
+               [&](Output& output) { return RunServiceHold(request.options, output); });
+}
+
+void AddAccountCommands(CLI::App& app, Request& request)
+{
+    CLI::App* account = AddGroup(app, "account", "Make an account, and enrol devices by files");
+    CLI::App* create = AddCommand(
+        *account, request, "create", "Make an account; this device becomes its first",
+        "  distnetctl account create home\n"
+        "  distnetctl account create home --state ./laptop --device-name laptop",
+        [&](Output& output) { return RunAccountCreate(request.options, output, request.name, request.deviceName); });
+    create->add_option("NAME", request.name, "What the account is called")->required();
+    create->add_option("--device-name", request.deviceName, "What this device is called")->capture_default_str();
+    AddState(create, request);
+
+    CLI::App* show = AddCommand(*account, request, "show", "Show this device's identity and account",
+                                "  distnetctl account show --state ./laptop",
+                                [&](Output& output) { return RunAccountShow(request.options, output); });
+    AddState(show, request);
+
+    CLI::App* ask = AddCommand(*account, request, "request", "On a new device: write a request to join (PKCS#10)",
+                               "  distnetctl account request phone.csr", [&](Output& output) {
+                                   return RunAccountRequest(request.options, output, request.file, request.deviceName);
+                               });
+    ask->add_option("FILE", request.file, "Where the request goes")->required();
+    ask->add_option("--device-name", request.deviceName, "What this device is called")->capture_default_str();
+    AddState(ask, request);
+
+    CLI::App* admit = AddCommand(
+        *account, request, "admit", "On the device that made the account: answer a request with a certificate (X.509)",
+        "  distnetctl account admit phone.csr -o phone.pem",
+        [&](Output& output) { return RunAccountAdmit(request.options, output, request.file, request.answerFile); });
+    admit->add_option("FILE", request.file, "The request")->required();
+    admit->add_option("-o,--output", request.answerFile, "Where the certificate and its chain go")->required();
+    AddState(admit, request);
+
+    CLI::App* install = AddCommand(*account, request, "install", "On the new device: install the certificate",
+                                   "  distnetctl account install phone.pem", [&](Output& output) {
+                                       return RunAccountInstall(request.options, output, request.file);
+                                   });
+    install->add_option("FILE", request.file, "The answer of `account admit`")->required();
+    AddState(install, request);
+}
+
+void AddSimCommands(CLI::App& app, Request& request)
+{
+    CLI::App* sim = AddGroup(app, "sim", "A simulated device: its screen, radios, SIMs and faults");
+    CLI::App* show = AddCommand(*sim, request, "show", "Show what the simulated device is set to",
+                                "  distnetctl sim show --state ./phone",
+                                [&](Output& output) { return RunSimShow(request.options, output); });
+    AddState(show, request);
+    CLI::App* set = AddCommand(*sim, request, "set", "Change the simulated device; its daemon follows at once",
+                               "  distnetctl sim set --state ./phone screen=off\n"
+                               "  distnetctl sim set --state ./phone faults.hotspot.enable.code=5",
+                               [&](Output& output) { return RunSimSet(request.options, output, request.assignments); });
+    set->add_option("KEY=VALUE", request.assignments, "Keys as `sim show` lists them")->required();
+    AddState(set, request);
+}
+
+bool WantsColour(bool terminal)
+{
+    const char* noColour = std::getenv("NO_COLOR");
+    return terminal && (noColour == nullptr || *noColour == '\0');
+}
+
+// Before parsing has succeeded the flag can only be looked for.
+bool AsksForJson(int argc, const char* const* argv)
+{
+    return std::any_of(argv, argv + argc, [](const char* word) { return std::string_view(word) == "--json"; });
+}
+
+int ReportParseError(const CLI::App& app, const CLI::ParseError& error, Output& output)
+{
+    if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
+        return app.exit(error);  // --help, --version
+    }
+    return output.Finish(UsageError(error.what(), "`distnetctl --help` lists the commands."));
+}
+
+}  // namespace
+
+int RunApp(int argc, const char* const* argv)
+{
+    const bool terminal = isatty(STDOUT_FILENO) == 1;
+    Request request;
+    request.deviceName = HostName();
+    CLI::App app("DistNet: get this device online through another device of yours", "distnetctl");
+    app.require_subcommand(1);
+    app.fallthrough();
+    app.set_version_flag("--version", std::string("distnetctl ") + DistNetVersion());
+    app.add_flag("--json", request.options.json, "Print one JSON object instead of readable lines");
+    app.add_option("--socket", request.options.socket, "The daemon's socket")->capture_default_str();
+    app.add_option("--timeout", request.options.timeoutSeconds, "Longest wait for an answer, in seconds")
+        ->check(CLI::Range(0.1, 3600.0))
+        ->capture_default_str();
+    app.footer(
+        "Exit codes: 0 done, 1 failed, 2 usage, 3 daemon not reachable, 4 not permitted,\n"
+        "5 timed out, 130 interrupted.\n\nExamples:\n  distnetctl devices\n  distnetctl start phone");
+    AddNetworkCommands(app, request);
+    AddDaemonCommands(app, request);
+    AddAccountCommands(app, request);
+    AddSimCommands(app, request);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError& error) {
+        Output output(AsksForJson(argc, argv), terminal, WantsColour(terminal));
+        return ReportParseError(app, error, output);
+    }
+    Output output(request.options.json, terminal, WantsColour(terminal));
+    return request.run(output);
+}
+
+}  // namespace Vexo::Ctl

@@ -1,0 +1,57 @@
+#include "tools/distnetctl/interrupt.h"
+
+#include <pthread.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <thread>
+
+#include "client/distnet_client.h"
+#include "tools/distnetctl/output.h"
+
+namespace Vexo::Ctl {
+
+namespace {
+
+sigset_t Interrupts()
+{
+    sigset_t set;
+    sigemptyset(&set);
+    sigaddset(&set, SIGINT);
+    sigaddset(&set, SIGTERM);
+    return set;
+}
+
+}  // namespace
+
+void BlockInterrupts()
+{
+    const sigset_t set = Interrupts();
+    pthread_sigmask(SIG_BLOCK, &set, nullptr);
+    (void)std::signal(SIGPIPE, SIG_IGN);
+}
+
+void WaitForInterrupt()
+{
+    const sigset_t set = Interrupts();
+    int signal = 0;
+    while (sigwait(&set, &signal) != 0) {
+    }
+}
+
+void EndOnInterrupt(const std::string& socketPath)
+{
+    std::thread([socketPath] {
+        WaitForInterrupt();
+        Client::CallResult result;
+        if (const auto client = Client::DistNetClient::Connect(socketPath, result)) {
+            client->SetLimit(std::chrono::seconds(1));
+            uint32_t state = 0;
+            (void)client->ReleaseService(state);
+        }
+        (void)!write(STDERR_FILENO, "\n", 1);
+        _exit(EXIT_INTERRUPTED);
+    }).detach();
+}
+
+}  // namespace Vexo::Ctl

@@ -1,0 +1,8 @@
+#include "tools/distnetctl/app.h"
+#include "tools/distnetctl/interrupt.h"
+
+int main(int argc, char** argv)
+{
+    Vexo::Ctl::BlockInterrupts();
+    return Vexo::Ctl::RunApp(argc, argv);
+}

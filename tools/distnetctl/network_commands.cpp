@@ -1,0 +1,155 @@
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <ctime>
+
+#include "tools/distnetctl/commands.h"
+#include "tools/distnetctl/json.h"
+#include "tools/distnetctl/peers.h"
+
+namespace Vexo::Ctl {
+
+namespace {
+
+// "now", "5 min ago", "2 h ago", "3 d ago" of an RFC 3339 time in UTC.
+std::string Ago(const Peer& peer)
+{
+    if (peer.online) {
+        return "now";
+    }
+    std::tm parts{};
+    if (strptime(peer.lastSeen.c_str(), "%Y-%m-%dT%H:%M:%S", &parts) == nullptr) {
+        return "unknown";
+    }
+    const int64_t seconds = std::max<int64_t>(0, std::time(nullptr) - timegm(&parts));
+    struct Unit {
+        int64_t seconds;
+        const char* name;
+    };
+    for (const Unit& unit : {Unit{86400, "d"}, Unit{3600, "h"}, Unit{60, "min"}}) {
+        if (seconds >= unit.seconds) {
+            return std::to_string(seconds / unit.seconds) + " " + unit.name + " ago";
+        }
+    }
+    return std::to_string(seconds) + " s ago";
+}
+
+Json DeviceDetails(const std::string& json)
+{
+    Json details = NewObject();
+    const Json document = ParseJson(json);
+    AddMember(details.get(), "devices", Json(cJSON_DetachItemFromObjectCaseSensitive(document.get(), "devices")));
+    return details;
+}
+
+// A capability item for a person: its label, and its value in words.
+std::string InfoLine(const cJSON* item)
+{
+    static constexpr std::array<std::array<const char*, 2>, 3> LABELS{
+        {{"supportSmartHotSpot", "can share mobile data"}, {"hotspotName", "hotspot name"}, {"bssid", "Wi-Fi BSSID"}}};
+    std::string label = item->string;
+    for (const auto& row : LABELS) {
+        if (label == row[0]) {
+            label = row[1];
+        }
+    }
+    const cJSON* value = cJSON_GetObjectItemCaseSensitive(item, "value");
+    std::string text = "not available";
+    if (cJSON_IsBool(value)) {
+        text = cJSON_IsTrue(value) != 0 ? "yes" : "no";
+    } else if (cJSON_IsString(value) && *value->valuestring != '\0') {
+        text = value->valuestring;
+    }
+    return Column(label, 24) + text;
+}
+
+}  // namespace
+
+int RunDevices(const GlobalOptions& options, Output& output)
+{
+    Outcome failure;
+    const auto client = ConnectClient(options, failure);
+    if (!client) {
+        return output.Finish(std::move(failure));
+    }
+    std::string json;
+    const Client::CallResult call = client->GetDevices(json);
+    if (!call.Succeeded()) {
+        return output.Finish(FromCall(call));
+    }
+    const std::vector<Peer> peers = ParsePeers(json);
+    if (peers.empty()) {
+        return output.Finish(Done(output.IsJson() ? "no other device of this account has been met"
+                                                  : "No other device of this account has been met since the daemon "
+                                                    "started.\n`distnetctl account` enrols one.",
+                                  DeviceDetails(json)));
+    }
+    output.Line("NAME                 TYPE      NETWORK ID     LAST SEEN   STATE");
+    for (const Peer& peer : peers) {
+        output.Line(Column(peer.name, 20) + " " + Column(peer.type, 9) + " " + Column(ShortId(peer.networkId), 14) +
+                    " " + Column(Ago(peer), 11) + " " + (peer.online ? "reachable" : "away"));
+    }
+    return output.Finish(Done(output.IsJson() ? std::to_string(peers.size()) + " devices" : "", DeviceDetails(json)));
+}
+
+int RunStop(const GlobalOptions& options, Output& output, const std::string& word)
+{
+    Outcome failure;
+    const auto client = ConnectClient(options, failure);
+    if (!client) {
+        return output.Finish(std::move(failure));
+    }
+    std::string json;
+    Client::CallResult call = client->GetDevices(json);
+    if (!call.Succeeded()) {
+        return output.Finish(FromCall(call));
+    }
+    Result<Peer> peer = ResolvePeer(word, ParsePeers(json));
+    if (!peer) {
+        return output.Finish(UsageError(peer.Message(), "`distnetctl devices` lists them."));
+    }
+    call = client->StopDistributedNetwork(0, 0, peer.Value().networkId);
+    if (!call.Succeeded()) {
+        return output.Finish(FromCall(call));
+    }
+    const std::string& name = peer.Value().name;
+    Json details = NewObject();
+    cJSON_AddStringToObject(details.get(), "peer", name.c_str());
+    cJSON_AddStringToObject(details.get(), "network_id", peer.Value().networkId.c_str());
+    return output.Finish(Done("The service has taken note that " + name +
+                                  " is no longer needed. It closes nothing: this\ndevice stays on the Wi-Fi, and " +
+                                  name + "'s hotspot stays on until it is switched off there.",
+                              std::move(details)));
+}
+
+int RunInfo(const GlobalOptions& options, Output& output, const std::vector<std::string>& items)
+{
+    Outcome failure;
+    const auto client = ConnectClient(options, failure);
+    if (!client) {
+        return output.Finish(std::move(failure));
+    }
+    std::string json;
+    const Client::CallResult call = client->GetRemoteDeviceInfo(items, json);
+    if (!call.Succeeded()) {
+        return output.Finish(FromCall(call));
+    }
+    Json answer = ParseJson(json);
+    const cJSON* item = nullptr;
+    cJSON_ArrayForEach(item, answer.get())
+    {
+        output.Line(InfoLine(item));
+    }
+    const bool any = answer && answer->child != nullptr;
+    Json details = NewObject();
+    AddMember(details.get(), "items", std::move(answer));
+    if (!any) {
+        Outcome outcome =
+            NotDone("the service knows none of these items", "It knows supportSmartHotSpot, hotspotName and bssid.");
+        outcome.details = std::move(details);
+        return output.Finish(std::move(outcome));
+    }
+    return output.Finish(Done("", std::move(details)));
+}
+
+}  // namespace Vexo::Ctl

@@ -1,0 +1,186 @@
+#include "tools/distnetctl/output.h"
+
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <utility>
+
+namespace Vexo::Ctl {
+
+namespace {
+
+size_t CountCodePoints(const std::string& text)
+{
+    size_t count = 0;
+    for (const char c : text) {
+        count += (static_cast<unsigned char>(c) & 0xC0U) != 0x80U ? 1 : 0;
+    }
+    return count;
+}
+
+// The bytes of the first count code points.
+size_t PrefixBytes(const std::string& text, size_t count)
+{
+    size_t at = 0;
+    while (at < text.size() && count > 0) {
+        ++at;
+        while (at < text.size() && (static_cast<unsigned char>(text[at]) & 0xC0U) == 0x80U) {
+            ++at;
+        }
+        --count;
+    }
+    return at;
+}
+
+}  // namespace
+
+Outcome Done(std::string message, Json details)
+{
+    return {EXIT_DONE, 0, "OK", std::move(message), "", std::move(details)};
+}
+
+Outcome UsageError(std::string message, std::string advice)
+{
+    return {EXIT_USAGE, CODE_USAGE, "USAGE", std::move(message), std::move(advice), nullptr};
+}
+
+Outcome NotDone(std::string message, std::string advice)
+{
+    return {EXIT_FAILED, CODE_NOT_DONE, "NOT_DONE", std::move(message), std::move(advice), nullptr};
+}
+
+Outcome FromCall(const Client::CallResult& result)
+{
+    switch (result.status) {
+        case Client::CallStatus::UNREACHABLE:
+            return {EXIT_UNREACHABLE,
+                    CODE_UNREACHABLE,
+                    "UNREACHABLE",
+                    result.message,
+                    "Start it with `systemctl start distnet`, or name another socket with --socket.",
+                    nullptr};
+        case Client::CallStatus::REFUSED:
+            return {EXIT_NOT_PERMITTED, result.code, Client::DescribeCode(result.code).name,
+                    result.message,     "",          nullptr};
+        case Client::CallStatus::TIMED_OUT:
+            return {EXIT_TIMED_OUT, CODE_TIMED_OUT, "TIMED_OUT", result.message, "Allow more with --timeout SECONDS.",
+                    nullptr};
+        case Client::CallStatus::BAD_ANSWER:
+            return {EXIT_FAILED, CODE_BAD_ANSWER, "BAD_ANSWER", result.message, "", nullptr};
+        case Client::CallStatus::ANSWERED:
+            break;
+    }
+    const Client::CodeText text = Client::DescribeCode(result.code);
+    return {EXIT_FAILED, result.code, text.name, result.message, text.advice, nullptr};
+}
+
+Output::Output(bool json, bool terminal, bool colour) : json_(json), terminal_(terminal), colour_(colour) {}
+
+void Output::ClearStatus()
+{
+    if (statusShown_) {
+        std::fputs("\r\033[K", stdout);
+        statusShown_ = false;
+    }
+}
+
+void Output::Line(const std::string& text)
+{
+    if (!json_) {
+        ClearStatus();
+        std::printf("%s\n", text.c_str());
+        std::fflush(stdout);
+    }
+}
+
+void Output::Status(const std::string& text)
+{
+    if (json_) {
+        return;
+    }
+    if (terminal_) {
+        ClearStatus();
+        std::fputs(text.c_str(), stdout);
+        statusShown_ = true;
+        std::fflush(stdout);
+    } else {
+        Line(text);
+    }
+}
+
+std::string Output::Tick() const
+{
+    return colour_ ? "\033[32m✓\033[0m" : "✓";
+}
+
+std::string Output::Cross() const
+{
+    return colour_ ? "\033[31m✗\033[0m" : "✗";
+}
+
+int Output::Finish(Outcome outcome)
+{
+    if (json_) {
+        return FinishJson(std::move(outcome));
+    }
+    ClearStatus();
+    if (outcome.exitCode == EXIT_DONE) {
+        if (!outcome.message.empty()) {
+            std::printf("%s\n", outcome.message.c_str());
+        }
+        return EXIT_DONE;
+    }
+    std::fflush(stdout);
+    std::fprintf(stderr, "distnetctl: %s%s\n", outcome.message.c_str(),
+                 !outcome.message.empty() && outcome.message.back() == '.' ? "" : ".");
+    if (!outcome.advice.empty()) {
+        std::fprintf(stderr, "  %s%s\n", outcome.advice.c_str(), outcome.advice.back() == '.' ? "" : ".");
+    }
+    return outcome.exitCode;
+}
+
+int Output::FinishJson(Outcome outcome)
+{
+    Json object = NewObject();
+    cJSON_AddNumberToObject(object.get(), "code", outcome.code);
+    cJSON_AddStringToObject(object.get(), "name", outcome.name.c_str());
+    cJSON_AddStringToObject(object.get(), "message", outcome.message.c_str());
+    if (!outcome.advice.empty()) {
+        cJSON_AddStringToObject(object.get(), "advice", outcome.advice.c_str());
+    }
+    while (outcome.details && outcome.details->child != nullptr) {
+        cJSON* member = cJSON_DetachItemViaPointer(outcome.details.get(), outcome.details->child);
+        const std::string key = member->string;
+        cJSON_AddItemToObject(object.get(), key.c_str(), member);
+    }
+    const std::unique_ptr<char, decltype(&cJSON_free)> text(cJSON_PrintUnformatted(object.get()), &cJSON_free);
+    std::printf("%s\n", text.get());
+    return outcome.exitCode;
+}
+
+std::string DurationText(double milliseconds)
+{
+    std::array<char, 32> text{};
+    if (milliseconds < 1000) {
+        std::snprintf(text.data(), text.size(), "%.0f ms", std::ceil(milliseconds));
+    } else {
+        std::snprintf(text.data(), text.size(), "%.1f s", milliseconds / 1000);
+    }
+    return text.data();
+}
+
+std::string Column(const std::string& text, size_t width)
+{
+    const size_t length = CountCodePoints(text);
+    if (length <= width) {
+        return text + std::string(width - length, ' ');
+    }
+    return text.substr(0, PrefixBytes(text, width - 1)) + "…";
+}
+
+std::string ShortId(const std::string& networkId)
+{
+    return networkId.size() <= 12 ? networkId : networkId.substr(0, 5) + "…" + networkId.substr(networkId.size() - 5);
+}
+
+}  // namespace Vexo::Ctl

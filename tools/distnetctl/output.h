@@ -1,0 +1,81 @@
+// What distnetctl says: readable lines for a person, or one JSON object, and the exit code that goes with it. A command
+// builds one Outcome and hands it to Output::Finish; nothing else writes to standard output. Used from the main thread.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+#include "client/distnet_client.h"
+#include "tools/distnetctl/json.h"
+
+namespace Vexo::Ctl {
+
+enum ExitCode : int {
+    EXIT_DONE = 0,
+    EXIT_FAILED = 1,  // the service answered with a failure, or what was asked could not be done
+    EXIT_USAGE = 2,
+    EXIT_UNREACHABLE = 3,  // the daemon cannot be reached
+    EXIT_NOT_PERMITTED = 4,
+    EXIT_TIMED_OUT = 5,
+    EXIT_INTERRUPTED = 130,  // Ctrl-C, as shells number it
+};
+
+// Codes of the JSON object for failures that no code of the service names.
+enum LocalCode : int32_t {
+    CODE_UNREACHABLE = -1,
+    CODE_TIMED_OUT = -2,
+    CODE_BAD_ANSWER = -3,
+    CODE_USAGE = -4,
+    CODE_NOT_DONE = -5,  // refused or failed on this side, before or after the service answered
+};
+
+struct Outcome {
+    int exitCode = EXIT_DONE;
+    int32_t code = 0;
+    std::string name = "OK";
+    std::string message;  // one sentence
+    std::string advice;   // what to do next; may be empty
+    Json details;         // further members of the JSON object; may be null
+};
+
+Outcome Done(std::string message, Json details = nullptr);
+Outcome UsageError(std::string message, std::string advice);
+Outcome NotDone(std::string message, std::string advice);
+// From a call that did not succeed. subject begins the sentence ("phone", "the daemon").
+Outcome FromCall(const Client::CallResult& result);
+
+class Output {
+public:
+    Output(bool json, bool terminal, bool colour);
+
+    bool IsJson() const { return json_; }
+
+    // A line of the readable form; nothing with --json.
+    void Line(const std::string& text);
+    // On a terminal, a line that the next Status, Line or Finish overwrites: what is being waited for.
+    void Status(const std::string& text);
+    // Marks for lines: a tick or a cross, coloured on a terminal; the words beside them carry the meaning.
+    std::string Tick() const;
+    std::string Cross() const;
+
+    // Writes the outcome: the JSON object, or the message (a failure to standard error). Returns the exit code.
+    int Finish(Outcome outcome);
+
+private:
+    void ClearStatus();
+    int FinishJson(Outcome outcome);
+
+    const bool json_;
+    const bool terminal_;
+    const bool colour_;
+    bool statusShown_ = false;
+};
+
+// "41 ms", "3.1 s".
+std::string DurationText(double milliseconds);
+// text cut to width columns, the cut marked; or padded with spaces. Counts UTF-8 code points.
+std::string Column(const std::string& text, size_t width);
+// "7f3a1…c21e4" of a network id; shorter text as it is.
+std::string ShortId(const std::string& networkId);
+
+}  // namespace Vexo::Ctl

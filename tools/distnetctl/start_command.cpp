@@ -1,0 +1,191 @@
+#include <algorithm>
+#include <string>
+
+#include "tools/distnetctl/commands.h"
+#include "tools/distnetctl/interrupt.h"
+#include "tools/distnetctl/json.h"
+#include "tools/distnetctl/peers.h"
+
+namespace Vexo::Ctl {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr std::chrono::seconds MAX_SINGLE_WAIT{50};  // the daemon answers a wait within a minute
+
+// Where this device's Wi-Fi stands, as the daemon reports it.
+struct Wifi {
+    bool present = false;
+    std::string state;
+    uint32_t attempt = 0;
+    std::string ssid;
+    std::string address;
+    std::string reason;
+};
+
+Wifi ParseWifi(const cJSON* object)
+{
+    return {IsTrue(object, "present"), TextOf(object, "state"),   static_cast<uint32_t>(NumberOf(object, "attempt")),
+            TextOf(object, "ssid"),    TextOf(object, "address"), TextOf(object, "reason")};
+}
+
+// The number of a state's name on the wire (Wifi::WifiLinkState).
+int32_t StateNumber(const std::string& state)
+{
+    static constexpr const char* NAMES[] = {"idle", "connecting", "connected", "failed", "disconnected"};
+    const auto* const found = std::find(std::begin(NAMES), std::end(NAMES), state);
+    return static_cast<int32_t>(found - std::begin(NAMES));
+}
+
+Json WifiDetails(const Wifi& wifi)
+{
+    Json object = NewObject();
+    cJSON_AddBoolToObject(object.get(), "present", wifi.present);
+    cJSON_AddStringToObject(object.get(), "state", wifi.state.c_str());
+    cJSON_AddStringToObject(object.get(), "ssid", wifi.ssid.c_str());
+    cJSON_AddStringToObject(object.get(), "address", wifi.address.c_str());
+    cJSON_AddStringToObject(object.get(), "reason", wifi.reason.c_str());
+    return object;
+}
+
+double MillisecondsSince(Clock::time_point from)
+{
+    return std::chrono::duration<double, std::milli>(Clock::now() - from).count();
+}
+
+// One start, from the question to the joined network.
+class Start {
+public:
+    Start(const GlobalOptions& options, Output& output, Client::DistNetClient& client, Peer peer)
+        : options_(options), output_(output), client_(client), peer_(std::move(peer)), details_(NewObject())
+    {
+        cJSON_AddStringToObject(details_.get(), "peer", peer_.name.c_str());
+        cJSON_AddStringToObject(details_.get(), "network_id", peer_.networkId.c_str());
+    }
+
+    Outcome Run(bool wait)
+    {
+        std::string json;
+        Client::CallResult call = client_.GetStatus(json);
+        if (!call.Succeeded()) {
+            return FromCall(call);
+        }
+        const Json status = ParseJson(json);
+        const Wifi before = ParseWifi(cJSON_GetObjectItemCaseSensitive(status.get(), "wifi"));
+
+        output_.Status(Column(peer_.name, 12) + "  … waiting for its hotspot");
+        const auto asked = Clock::now();
+        call = client_.StartDistributedNetwork(0, 0, peer_.networkId);
+        const double requestMs = MillisecondsSince(asked);
+        cJSON_AddNumberToObject(details_.get(), "request_ms", requestMs);
+        if (!call.Succeeded()) {
+            return Refused(call, requestMs);
+        }
+        output_.Line(Column(peer_.name, 12) + "  " + output_.Tick() + " hotspot ready   " + DurationText(requestMs));
+        if (!before.present) {
+            return WithDetails(NotDone(peer_.name + " opened its hotspot, but this device has no Wi-Fi to join it with",
+                                       "Switch this device's Wi-Fi on, then start again."));
+        }
+        return wait ? WaitForJoin(before) : NotWaited();
+    }
+
+private:
+    Outcome WithDetails(Outcome outcome)
+    {
+        outcome.details = std::move(details_);
+        return outcome;
+    }
+
+    Outcome Refused(const Client::CallResult& call, double requestMs)
+    {
+        Outcome outcome = FromCall(call);
+        if (call.status == Client::CallStatus::ANSWERED) {
+            output_.Line(Column(peer_.name, 12) + "  " + output_.Cross() + " hotspot         failed after " +
+                         DurationText(requestMs));
+            outcome.message = peer_.name + " did not get this device online (code " + std::to_string(call.code) +
+                              "): " + call.message;
+        }
+        return WithDetails(std::move(outcome));
+    }
+
+    Outcome NotWaited()
+    {
+        return WithDetails(
+            Done(peer_.name + " opened its hotspot; this device is joining it. `distnetctl status` shows how."));
+    }
+
+    Outcome WaitForJoin(const Wifi& before)
+    {
+        const auto began = Clock::now();
+        const auto deadline = began + options_.Timeout();
+        output_.Status(Column("", 12) + "  … joining its Wi-Fi");
+        Wifi wifi = before;
+        while (wifi.attempt == before.attempt || (wifi.state != "connected" && wifi.state != "failed")) {
+            const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
+            if (left.count() <= 0) {
+                AddMember(details_.get(), "wifi", WifiDetails(wifi));
+                return WithDetails({EXIT_TIMED_OUT, CODE_TIMED_OUT, "TIMED_OUT",
+                                    peer_.name + " opened its hotspot, but its Wi-Fi was not joined within " +
+                                        DurationText(options_.timeoutSeconds * 1000),
+                                    "`distnetctl status` shows where this device's Wi-Fi stands.", nullptr});
+            }
+            std::string json;
+            const auto call = client_.WaitForWifi(wifi.attempt, StateNumber(wifi.state),
+                                                  std::min<std::chrono::milliseconds>(left, MAX_SINGLE_WAIT), json);
+            if (!call.Succeeded()) {
+                return WithDetails(FromCall(call));
+            }
+            wifi = ParseWifi(ParseJson(json).get());
+            if (!wifi.present) {
+                return WithDetails(NotDone("this device's Wi-Fi went away while it joined " + peer_.name, ""));
+            }
+        }
+        return Joined(wifi, MillisecondsSince(began));
+    }
+
+    Outcome Joined(const Wifi& wifi, double joinMs)
+    {
+        cJSON_AddNumberToObject(details_.get(), "join_ms", joinMs);
+        AddMember(details_.get(), "wifi", WifiDetails(wifi));
+        if (wifi.state == "failed") {
+            output_.Line(Column("", 12) + "  " + output_.Cross() + " Wi-Fi           failed after " +
+                         DurationText(joinMs));
+            return WithDetails(NotDone("joining \"" + wifi.ssid + "\" failed: " + wifi.reason,
+                                       "See that " + peer_.name + "'s hotspot is on and in reach, then start again."));
+        }
+        output_.Line(Column("", 12) + "  " + output_.Tick() + " Wi-Fi joined    " + DurationText(joinMs) + "   \"" +
+                     wifi.ssid + "\"" + (wifi.address.empty() ? "" : "  " + wifi.address));
+        return WithDetails(Done("You are online through " + peer_.name + "."));
+    }
+
+    const GlobalOptions& options_;
+    Output& output_;
+    Client::DistNetClient& client_;
+    const Peer peer_;
+    Json details_;
+};
+
+}  // namespace
+
+int RunStart(const GlobalOptions& options, Output& output, const std::string& word, bool wait)
+{
+    Outcome failure;
+    const auto client = ConnectClient(options, failure);
+    if (!client) {
+        return output.Finish(std::move(failure));
+    }
+    EndOnInterrupt(options.socket);
+    std::string json;
+    const Client::CallResult call = client->GetDevices(json);
+    if (!call.Succeeded()) {
+        return output.Finish(FromCall(call));
+    }
+    Result<Peer> peer = ResolvePeer(word, ParsePeers(json));
+    if (!peer) {
+        return output.Finish(UsageError(peer.Message(), "`distnetctl devices` lists them."));
+    }
+    return output.Finish(Start(options, output, *client, peer.Value()).Run(wait));
+}
+
+}  // namespace Vexo::Ctl
