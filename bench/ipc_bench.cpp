@@ -1,0 +1,213 @@
+// What a local request costs beside the least it can cost: a bare blocking SOCK_SEQPACKET ping-pong. Server and client
+// are two processes pinned to one CPU, since waking an idle virtual CPU would hide everything else. The measurements
+// alternate, so that a change of the machine's load meets both.
+//   ipc_bench [REQUESTS]     prints median and 99th percentile of each in microseconds, and their ratios
+#include <sched.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <csignal>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "platform/base/unique_fd.h"
+#include "platform/ipc/ipc_client.h"
+#include "platform/ipc/ipc_server.h"
+#include "platform/ipc/iremote_object.h"
+#include "platform/ipc/unix_socket.h"
+#include "platform/ipc/wire.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using namespace Vexo;
+
+constexpr size_t REQUEST_SIZE = 100;
+constexpr size_t REPLY_SIZE = 16;
+constexpr int ROUNDS = 10;
+constexpr int IDLE_CLIENTS = 400;
+
+class EmptyStub : public IPCObjectStub {
+public:
+    int OnRemoteRequest(uint32_t, MessageParcel&, MessageParcel&, MessageOption&) override { return IPC_OK; }
+};
+
+void Check(bool good, const char* what)
+{
+    if (!good) {
+        std::perror(what);
+        std::exit(1);
+    }
+}
+
+void PinToOneCpu()
+{
+    cpu_set_t allowed;
+    Check(::sched_getaffinity(0, sizeof(allowed), &allowed) == 0, "sched_getaffinity");
+    cpu_set_t one;
+    CPU_ZERO(&one);
+    for (int cpu = CPU_SETSIZE - 1; cpu >= 0; --cpu) {
+        if (CPU_ISSET(cpu, &allowed)) {
+            CPU_SET(cpu, &one);
+            break;
+        }
+    }
+    Check(::sched_setaffinity(0, sizeof(one), &one) == 0, "sched_setaffinity");
+}
+
+pid_t RunChild(const std::function<void()>& body)
+{
+    const pid_t child = ::fork();
+    Check(child >= 0, "fork");
+    if (child == 0) {
+        ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+        body();
+        ::_exit(0);
+    }
+    return child;
+}
+
+pid_t StartEcho(int socket)
+{
+    return RunChild([socket] {
+        std::array<uint8_t, REQUEST_SIZE> buffer{};
+        while (::recv(socket, buffer.data(), buffer.size(), 0) > 0) {
+            ::send(socket, buffer.data(), REPLY_SIZE, MSG_NOSIGNAL);
+        }
+    });
+}
+
+pid_t StartServer(const std::string& path)
+{
+    return RunChild([&path] {
+        const auto stub = MakeSptr<EmptyStub>();
+        auto server = Ipc::IpcServer::Start(
+            Ipc::IpcServerOptions{.socketPath = path},
+            [](const PeerCredentials& peer) {
+                return CallerIdentity{peer.pid, peer.uid, 1, 1};
+            },
+            [&stub](const Ipc::IpcHeader& request, MessageParcel& data, MessageParcel& reply) {
+                MessageOption option;
+                return stub->OnRemoteRequest(request.code, data, reply, option);
+            });
+        Check(server.Ok(), "server");
+        ::pause();
+    });
+}
+
+UniqueFd ConnectTo(const std::string& path)
+{
+    for (int attempt = 0; attempt < 1000; ++attempt) {
+        auto socket = Ipc::ConnectTo(path, std::chrono::seconds(1));
+        if (socket) {
+            return std::move(socket.Value());
+        }
+        ::usleep(1000);
+    }
+    Check(false, "connect");
+    return UniqueFd();
+}
+
+struct Series {
+    const char* name;
+    std::function<void()> once;
+    std::vector<double> microseconds;
+    double median = 0;
+    double p99 = 0;
+};
+
+void Measure(Series& series, int count)
+{
+    for (int i = 0; i < count / 10; ++i) {
+        series.once();
+    }
+    for (int i = 0; i < count; ++i) {
+        const Clock::time_point start = Clock::now();
+        series.once();
+        series.microseconds.push_back(std::chrono::duration<double, std::micro>(Clock::now() - start).count());
+    }
+}
+
+void Summarise(Series& series)
+{
+    std::sort(series.microseconds.begin(), series.microseconds.end());
+    series.median = series.microseconds[series.microseconds.size() / 2];
+    series.p99 = series.microseconds[series.microseconds.size() * 99 / 100];
+}
+
+// Request and reply as bytes: what a client in any language does.
+void PingPong(int socket, const std::array<uint8_t, REQUEST_SIZE>& request)
+{
+    std::array<uint8_t, REQUEST_SIZE> reply{};
+    Check(::send(socket, request.data(), request.size(), MSG_NOSIGNAL) == ssize_t{REQUEST_SIZE}, "send");
+    Check(::recv(socket, reply.data(), reply.size(), 0) == ssize_t{REPLY_SIZE}, "recv");
+}
+
+}  // namespace
+
+int main(int count, char** arguments)
+{
+    const int requests = count > 1 ? std::atoi(arguments[1]) : 200'000;
+    Check(requests >= ROUNDS * 100, "ipc_bench [REQUESTS], at least 1000");
+    PinToOneCpu();
+    std::string folder = std::filesystem::temp_directory_path() / "ipc_bench_XXXXXX";
+    Check(::mkdtemp(folder.data()) != nullptr, "mkdtemp");
+    const std::string path = folder + "/ipc.sock";
+
+    int pair[2];
+    Check(::socketpair(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0, pair) == 0, "socketpair");
+    const UniqueFd bareSocket(pair[0]);
+    const UniqueFd echoSocket(pair[1]);
+    const pid_t echo = StartEcho(pair[1]);
+    const pid_t server = StartServer(path);
+    const UniqueFd raw = ConnectTo(path);
+    auto connection = Ipc::IpcConnection::Connect(path);
+    Check(connection.Ok(), "connect");
+
+    std::array<uint8_t, REQUEST_SIZE> request{};
+    Ipc::EncodeHeader(Ipc::IpcHeader{0, 1, 1}, request.data());
+    MessageParcel data;
+    MessageParcel reply;
+    data.ParseFrom(request.data() + Ipc::IPC_HEADER_SIZE, REQUEST_SIZE - Ipc::IPC_HEADER_SIZE);
+
+    std::vector<UniqueFd> idle;
+    std::vector<Series> series;
+    series.push_back({"bare ping-pong", [&] { PingPong(bareSocket.Get(), request); }, {}});
+    series.push_back({"server, raw client", [&] { PingPong(raw.Get(), request); }, {}});
+    series.push_back(
+        {"server, IpcConnection",
+         [&] { Check(connection.Value()->Transact(1, 1, data, reply, std::chrono::seconds(5)) == IPC_OK, "transact"); },
+         {}});
+    for (int round = 0; round < ROUNDS; ++round) {
+        for (Series& one : series) {
+            Measure(one, requests / ROUNDS);
+        }
+    }
+    for (int i = 0; i < IDLE_CLIENTS; ++i) {
+        idle.push_back(ConnectTo(path));
+    }
+    series.push_back({"server, 400 more clients idle", [&] { PingPong(raw.Get(), request); }, {}});
+    Measure(series.back(), requests);
+
+    std::printf("%d requests of 100 B, replies of 16 B, pinned to one CPU\n", requests);
+    for (Series& one : series) {
+        Summarise(one);
+        std::printf("%-30s median %6.2f us   p99 %6.2f us   ratio %.2f\n", one.name, one.median, one.p99,
+                    one.median / series.front().median);
+    }
+    ::kill(server, SIGKILL);
+    ::kill(echo, SIGKILL);
+    ::waitpid(server, nullptr, 0);
+    ::waitpid(echo, nullptr, 0);
+    std::filesystem::remove_all(folder);
+    return 0;
+}
