@@ -1,0 +1,53 @@
+#include "platform/base/text.h"
+
+#include <algorithm>
+
+namespace Vexo {
+namespace {
+
+// Three rows of the alignment table are enough: a swap of neighbours reaches back two.
+size_t AlignmentDistance(std::string_view left, std::string_view right)
+{
+    std::vector<size_t> beforePrevious(right.size() + 1);
+    std::vector<size_t> previous(right.size() + 1);
+    std::vector<size_t> current(right.size() + 1);
+    for (size_t column = 0; column <= right.size(); ++column) {
+        previous[column] = column;
+    }
+    for (size_t row = 1; row <= left.size(); ++row) {
+        current[0] = row;
+        for (size_t column = 1; column <= right.size(); ++column) {
+            const size_t replaced = previous[column - 1] + (left[row - 1] == right[column - 1] ? 0 : 1);
+            current[column] = std::min({replaced, previous[column] + 1, current[column - 1] + 1});
+            if (row > 1 && column > 1 && left[row - 1] == right[column - 2] && left[row - 2] == right[column - 1]) {
+                current[column] = std::min(current[column], beforePrevious[column - 2] + 1);
+            }
+        }
+        beforePrevious.swap(previous);
+        previous.swap(current);
+    }
+    return previous[right.size()];
+}
+
+}  // namespace
+
+std::string ClosestOf(std::string_view word, const std::vector<std::string>& candidates)
+{
+    const size_t limit = word.size() < 3 ? 1 : std::max<size_t>(2, word.size() / 3);
+    size_t best = limit + 1;
+    std::string closest;
+    for (const std::string& candidate : candidates) {
+        const size_t lengthGap = std::max(candidate.size(), word.size()) - std::min(candidate.size(), word.size());
+        if (lengthGap >= best) {
+            continue;
+        }
+        const size_t distance = AlignmentDistance(word, candidate);
+        if (distance < best) {
+            best = distance;
+            closest = candidate;
+        }
+    }
+    return closest;
+}
+
+}  // namespace Vexo
