@@ -1,6 +1,6 @@
-// The configuration of distnetd: one JSON file, read once at start. docs/configuration.md is its table. Strict: an unknown key, a
-// wrong type or a value out of range is refused with file, key and what is allowed. Relative paths are relative to the file's
-// folder. Value types; no threads.
+// The configuration of distnetd: one JSON file, read once at start. docs/configuration.md is its table. Strict: an
+// unknown key, a wrong type or a value out of range is refused with file, key and what is allowed. Relative paths are
+// relative to the file's folder. Value types; no threads.
 #pragma once
 
 #include <cstdint>
@@ -13,31 +13,46 @@
 namespace Vexo::Host {
 
 struct Configuration {
-    std::string platform = "simulated";            // "platform"
-    std::filesystem::path stateDir;                // "state_dir": required
-    std::string deviceName;                        // "device.name": required, 1 to 64 bytes
-    uint16_t deviceTypeId = 0;                     // "device.type": "phone", "tablet", "laptop", "unknown"
-    std::filesystem::path ipcSocket;               // "ipc.socket": default STATE_DIR/ipc.sock
-    uint32_t ipcSocketMode = 0666;                 // "ipc.socket_mode": octal text, "0600" to "0666"
-    std::string softbusListen = "127.0.0.1";       // "softbus.listen": an address of this machine
-    uint16_t softbusPort = 0;                      // "softbus.port": 0 picks a free one
-    std::vector<std::string> softbusPeers;         // "softbus.peers": "address:port" each
-    std::filesystem::path announceDir;             // "softbus.announce_dir": empty: no announcements
-    std::filesystem::path accessPolicy;            // "access.policy": empty: the shipped default
-    std::vector<std::filesystem::path> policyRoots;  // "config_policy.roots": lowest priority first
-    std::filesystem::path airDir;                  // "simulated.air_dir": default STATE_DIR/air
-    std::filesystem::path serviceLibrary;          // "service.library": default libdistnet_service.so beside the program
+    std::string platform = "simulated";       // "platform"
+    std::filesystem::path stateDir;           // "state_dir": required
+    std::string deviceName;                   // "device.name": required, 1 to 64 bytes
+    uint16_t deviceTypeId = 0;                // "device.type": "phone", "tablet", "laptop", "unknown"
+    std::filesystem::path ipcSocket;          // "ipc.socket": default STATE_DIR/ipc.sock
+    uint32_t ipcSocketMode = 0666;            // "ipc.socket_mode": octal text, "0600" to "0666"
+    std::string softbusListen = "127.0.0.1";  // "softbus.listen": an address of this machine
+    uint16_t softbusPort = 0;                 // "softbus.port": 0 picks a free one
+    std::vector<std::string> softbusPeers;    // "softbus.peers": "address:port" each
+    std::filesystem::path announceDir;        // "softbus.announce_dir": empty: no announcements
+    std::filesystem::path accessPolicy;       // "access.policy": empty: the shipped default
+    // "config_policy.roots": lowest priority first
+    std::vector<std::filesystem::path> policyRoots{"/usr/share/distnet", "/etc/distnet"};
+    std::filesystem::path airDir;          // "simulated.air_dir": default STATE_DIR/air
+    std::filesystem::path serviceLibrary;  // "service.library": default: beside the program or in ../lib
     QuviewDFX::LogLevel logLevel = QuviewDFX::LogLevel::INFO;  // "log.level": "debug", "info", "warning", "error"
-    std::filesystem::path eventsFile;              // "events.file": default STATE_DIR/events.jsonl
+    std::filesystem::path eventsFile;                          // "events.file": default STATE_DIR/events.jsonl
 };
 
-// Every fault of the file, one message each ("distnetd.json: softbus.port: 70000 is out of range (0 to 65535; …)"); none: usable.
+// Every fault of the file, one message each ("distnetd.json: softbus.port: 70000 is out of range (0 to 65535; …)");
+// none: usable.
 struct ConfigurationResult {
     Configuration configuration;
     std::vector<std::string> faults;
 };
 
+// One key of the file, for --help and docs/configuration.md.
+struct ConfigurationKey {
+    const char* name;      // "softbus.port"
+    const char* allowed;   // "0 to 65535; 0 picks a free port"
+    const char* fallback;  // what holds when the file does not say, or "required"
+    const char* meaning;
+};
+
+// Every key, in the order of the page.
+std::vector<ConfigurationKey> ConfigurationKeys();
+
+// Reads the file; a missing, unreadable or too large one is a fault too. Blocks on the disk.
 ConfigurationResult LoadConfiguration(const std::filesystem::path& file);
+// The same for a text that was read already; file names it in faults and is what relative paths start from.
 ConfigurationResult ParseConfiguration(const std::string& json, const std::filesystem::path& file);
 
 }  // namespace Vexo::Host

@@ -1,0 +1,277 @@
+#include "host/configuration_keys.h"
+
+#include <arpa/inet.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <optional>
+#include <string_view>
+
+#include "host/named_values.h"
+
+namespace Vexo::Host {
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr size_t MAX_DEVICE_NAME = 64;
+constexpr const char* IS_NO_TEXT = "is not a text";
+constexpr const char* IS_NO_VALUE = "is none of its values";
+constexpr const char* IS_NO_LIST = "is not a list of texts";
+
+template <typename Value, size_t count>
+std::string ApplyNamed(const cJSON& value, const NamedValue<Value> (&names)[count], Value& out)
+{
+    if (!cJSON_IsString(&value)) {
+        return IS_NO_TEXT;
+    }
+    for (const NamedValue<Value>& named : names) {
+        if (std::string_view(named.name) == value.valuestring) {
+            out = named.value;
+            return {};
+        }
+    }
+    return IS_NO_VALUE;
+}
+
+std::string ApplyPath(const cJSON& value, const fs::path& folder, fs::path& out)
+{
+    if (!cJSON_IsString(&value)) {
+        return IS_NO_TEXT;
+    }
+    if (value.valuestring[0] == '\0') {
+        return "is empty";
+    }
+    out = folder / value.valuestring;
+    return {};
+}
+
+bool IsAddress(const std::string& text)
+{
+    in6_addr parsed{};
+    return inet_pton(AF_INET, text.c_str(), &parsed) == 1 || inet_pton(AF_INET6, text.c_str(), &parsed) == 1;
+}
+
+// "192.0.2.7:4700" or "[2001:db8::7]:4700".
+bool IsAddressAndPort(std::string_view text)
+{
+    const size_t colon = text.rfind(':');
+    if (colon == std::string_view::npos) {
+        return false;
+    }
+    std::string_view address = text.substr(0, colon);
+    const std::string_view port = text.substr(colon + 1);
+    const bool bracketed = address.starts_with('[') && address.ends_with(']');
+    if (bracketed) {
+        address = address.substr(1, address.size() - 2);
+    }
+    if (bracketed != (address.find(':') != std::string_view::npos) || !IsAddress(std::string(address))) {
+        return false;
+    }
+    uint16_t number = 0;
+    const auto [end, error] = std::from_chars(port.data(), port.data() + port.size(), number);
+    return error == std::errc() && end == port.data() + port.size() && number != 0;
+}
+
+std::string ApplyPlatform(const cJSON& value, const fs::path&, Configuration& out)
+{
+    static const NamedValue<std::string> names[] = {{"simulated", "simulated"}};
+    return ApplyNamed(value, names, out.platform);
+}
+
+std::string ApplyDeviceName(const cJSON& value, const fs::path&, Configuration& out)
+{
+    if (!cJSON_IsString(&value)) {
+        return IS_NO_TEXT;
+    }
+    const std::string_view name = value.valuestring;
+    if (name.empty() || name.size() > MAX_DEVICE_NAME) {
+        return "has " + std::to_string(name.size()) + " bytes";
+    }
+    if (std::any_of(name.begin(), name.end(),
+                    [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; })) {
+        return "has control characters";
+    }
+    out.deviceName = name;
+    return {};
+}
+
+std::string ApplyDeviceType(const cJSON& value, const fs::path&, Configuration& out)
+{
+    return ApplyNamed(value, DEVICE_TYPE_NAMES, out.deviceTypeId);
+}
+
+std::string ApplySocketMode(const cJSON& value, const fs::path&, Configuration& out)
+{
+    if (!cJSON_IsString(&value)) {
+        return IS_NO_TEXT;
+    }
+    const std::string_view text = value.valuestring;
+    uint32_t mode = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), mode, 8);
+    if (error != std::errc() || end != text.data() + text.size()) {
+        return "is not an octal number";
+    }
+    // The owner must reach the socket, and a socket is read and written, never executed.
+    if (mode < 0600 || mode > 0666 || (mode & 0111) != 0) {
+        return "is out of range";
+    }
+    out.ipcSocketMode = mode;
+    return {};
+}
+
+std::string ApplyListen(const cJSON& value, const fs::path&, Configuration& out)
+{
+    if (!cJSON_IsString(&value)) {
+        return IS_NO_TEXT;
+    }
+    if (!IsAddress(value.valuestring)) {
+        return "is not an IP address";
+    }
+    out.softbusListen = value.valuestring;
+    return {};
+}
+
+std::string ApplyPort(const cJSON& value, const fs::path&, Configuration& out)
+{
+    if (!cJSON_IsNumber(&value)) {
+        return "is not a number";
+    }
+    if (std::trunc(value.valuedouble) != value.valuedouble) {
+        return "is not a whole number";
+    }
+    if (value.valuedouble < 0 || value.valuedouble > UINT16_MAX) {
+        return "is out of range";
+    }
+    out.softbusPort = static_cast<uint16_t>(value.valuedouble);
+    return {};
+}
+
+// Nullopt unless the value is a list of texts that are not empty.
+std::optional<std::vector<std::string>> TextsOf(const cJSON& value)
+{
+    if (!cJSON_IsArray(&value)) {
+        return std::nullopt;
+    }
+    std::vector<std::string> texts;
+    for (const cJSON* entry = value.child; entry != nullptr; entry = entry->next) {
+        if (!cJSON_IsString(entry) || entry->valuestring[0] == '\0') {
+            return std::nullopt;
+        }
+        texts.emplace_back(entry->valuestring);
+    }
+    return texts;
+}
+
+std::string ApplyPeers(const cJSON& value, const fs::path&, Configuration& out)
+{
+    std::optional<std::vector<std::string>> peers = TextsOf(value);
+    if (!peers) {
+        return IS_NO_LIST;
+    }
+    for (const std::string& peer : *peers) {
+        if (!IsAddressAndPort(peer)) {
+            return "holds \"" + peer + "\", which is not an address and a port";
+        }
+    }
+    out.softbusPeers = std::move(*peers);
+    return {};
+}
+
+std::string ApplyPolicyRoots(const cJSON& value, const fs::path& folder, Configuration& out)
+{
+    const std::optional<std::vector<std::string>> roots = TextsOf(value);
+    if (!roots) {
+        return IS_NO_LIST;
+    }
+    out.policyRoots.clear();
+    for (const std::string& root : *roots) {
+        out.policyRoots.push_back(folder / root);
+    }
+    return {};
+}
+
+std::string ApplyLogLevel(const cJSON& value, const fs::path&, Configuration& out)
+{
+    using QuviewDFX::LogLevel;
+    static constexpr NamedValue<LogLevel> names[] = {
+        {"debug", LogLevel::DEBUG}, {"info", LogLevel::INFO}, {"warning", LogLevel::WARN}, {"error", LogLevel::ERROR}};
+    return ApplyNamed(value, names, out.logLevel);
+}
+
+template <fs::path Configuration::*member>
+std::string ApplyPathTo(const cJSON& value, const fs::path& folder, Configuration& out)
+{
+    return ApplyPath(value, folder, out.*member);
+}
+
+}  // namespace
+
+const std::vector<KeyRule>& KeyRules()
+{
+    static const std::vector<KeyRule> rules = {
+        {{"platform", "\"simulated\"", "\"simulated\"", "what the device's radios, SIMs, screen and battery are"},
+         ApplyPlatform},
+        {{"state_dir", "a path", REQUIRED_KEY, "the device's own folder: identity, state, lock; created when missing"},
+         ApplyPathTo<&Configuration::stateDir>},
+        {{"device.name", "1 to 64 bytes, no control characters", REQUIRED_KEY, "what other devices call this one"},
+         ApplyDeviceName},
+        {{"device.type", "\"phone\", \"tablet\", \"laptop\" or \"unknown\"", "\"unknown\"",
+          "what kind of device it is"},
+         ApplyDeviceType},
+        {{"ipc.socket", "a path of at most 107 bytes", "STATE_DIR/ipc.sock", "where local programs connect"},
+         ApplyPathTo<&Configuration::ipcSocket>},
+        {{"ipc.socket_mode", "octal text, \"0600\" to \"0666\"", "\"0666\"",
+          "who may connect; what they may do is the access policy's"},
+         ApplySocketMode},
+        {{"softbus.listen", "an IPv4 or IPv6 address", "\"127.0.0.1\"", "the address where peers reach this device"},
+         ApplyListen},
+        {{"softbus.port", "0 to 65535; 0 picks a free port", "0", "the TCP port where peers reach this device"},
+         ApplyPort},
+        {{"softbus.peers", "a list of \"ADDRESS:PORT\", port 1 to 65535", "[]",
+          "where to look for devices of the account"},
+         ApplyPeers},
+        {{"softbus.announce_dir", "a path", "no announcements",
+          "a folder shared by devices that announce themselves there"},
+         ApplyPathTo<&Configuration::announceDir>},
+        {{"access.policy", "a path", "the shipped policy", "which users and groups may use the daemon"},
+         ApplyPathTo<&Configuration::accessPolicy>},
+        {{"config_policy.roots", "a list of paths", "[\"/usr/share/distnet\", \"/etc/distnet\"]",
+          "where the service's own configuration files are found, lowest priority first"},
+         ApplyPolicyRoots},
+        {{"simulated.air_dir", "a path", "STATE_DIR/air", "the air that simulated radios share"},
+         ApplyPathTo<&Configuration::airDir>},
+        {{"service.library", "a path", "libdistnet_service.so beside distnetd or in ../lib",
+          "the service, loaded on demand"},
+         ApplyPathTo<&Configuration::serviceLibrary>},
+        {{"log.level", "\"debug\", \"info\", \"warning\" or \"error\"", "\"info\"",
+          "log lines below it are not written"},
+         ApplyLogLevel},
+        {{"events.file", "a path", "STATE_DIR/events.jsonl", "system events, one JSON object a line"},
+         ApplyPathTo<&Configuration::eventsFile>},
+    };
+    return rules;
+}
+
+const KeyRule* FindKeyRule(const std::string& name)
+{
+    const auto& rules = KeyRules();
+    const auto found =
+        std::find_if(rules.begin(), rules.end(), [&](const KeyRule& rule) { return name == rule.key.name; });
+    return found != rules.end() ? &*found : nullptr;
+}
+
+void FillDerivedPaths(Configuration& configuration)
+{
+    const auto fill = [&](fs::path& path, const char* name) {
+        if (path.empty()) {
+            path = configuration.stateDir / name;
+        }
+    };
+    fill(configuration.ipcSocket, "ipc.sock");
+    fill(configuration.airDir, "air");
+    fill(configuration.eventsFile, "events.jsonl");
+}
+
+}  // namespace Vexo::Host

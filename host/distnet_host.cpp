@@ -1,0 +1,193 @@
+#include "host/distnet_host.h"
+
+#include <cjson/cJSON.h>
+#include <unistd.h>
+
+#include <ctime>
+#include <filesystem>
+#include <memory>
+
+#include "host/named_values.h"
+#include "platform/base/version.h"
+#include "platform/collaboration/collaboration_ability.h"
+#include "platform/tasks/elastic_pool.h"
+#include "platform/wifi/wifi_device.h"
+
+namespace Vexo::Host {
+namespace {
+
+struct JsonDeleter {
+    void operator()(cJSON* value) const noexcept { cJSON_Delete(value); }
+};
+using JsonPtr = std::unique_ptr<cJSON, JsonDeleter>;
+
+void AddText(cJSON* object, const char* name, const std::string& text)
+{
+    cJSON_AddStringToObject(object, name, text.c_str());
+}
+
+void AddNumber(cJSON* object, const char* name, uint64_t number)
+{
+    cJSON_AddNumberToObject(object, name, static_cast<double>(number));
+}
+
+int32_t Print(const JsonPtr& object, std::string& json)
+{
+    char* text = cJSON_PrintUnformatted(object.get());
+    json = text != nullptr ? text : "{}";
+    cJSON_free(text);
+    return HOST_OK;
+}
+
+std::string Rfc3339(int64_t millisecondsSince1970)
+{
+    const std::time_t seconds = static_cast<std::time_t>(millisecondsSince1970 / 1000);
+    std::tm utc{};
+    gmtime_r(&seconds, &utc);
+    char text[sizeof "YYYYYYYYYY-MM-DDTHH:MM:SSZ"] = {};
+    return std::string(text, std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc));
+}
+
+size_t EntriesOf(const char* folder)
+{
+    std::error_code error;
+    size_t count = 0;
+    for (std::filesystem::directory_iterator entry(folder, error), end; !error && entry != end;
+         entry.increment(error)) {
+        ++count;
+    }
+    return count;
+}
+
+void FillWifi(cJSON* wifi, const std::shared_ptr<Wifi::WifiDevice>& device, const Wifi::WifiLinkInfo& info)
+{
+    cJSON_AddBoolToObject(wifi, "present", device != nullptr);
+    AddText(wifi, "state", NameOf(WIFI_STATE_NAMES, info.state));
+    cJSON_AddNumberToObject(wifi, "state_code", static_cast<int32_t>(info.state));
+    AddNumber(wifi, "attempt", info.attempt);
+    AddText(wifi, "ssid", info.ssid);
+    AddText(wifi, "address", info.address);
+    AddText(wifi, "reason", info.reason);
+}
+
+void FillAbilities(cJSON* abilities, const SystemAbilityManager& manager, const std::string& platform)
+{
+    for (const int32_t id : manager.ListSystemAbilities()) {
+        cJSON* ability = cJSON_CreateObject();
+        cJSON_AddNumberToObject(ability, "id", id);
+        AddText(ability, "name", AbilityName(id));
+        AddText(ability, "backend", BackendOf(id, platform));
+        cJSON_AddItemToArray(abilities, ability);
+    }
+}
+
+}  // namespace
+
+std::string BackendOf(int32_t systemAbilityId, const std::string& platform)
+{
+    switch (systemAbilityId) {
+        case COMM_DISTRIBUTED_NET_ABILITY_ID:
+            return "service";
+        case DISTNET_HOST_ABILITY_ID:
+            return "host";
+        case SOFTBUS_SERVER_SA_ID:
+        case DISTRIBUTED_HARDWARE_DEVICEMANAGER_SA_ID:
+        case COLL_FWK_SA_ID:
+            return "platform";
+        default:
+            return platform;
+    }
+}
+
+DistNetHost::DistNetHost(HostFacts facts) : facts_(std::move(facts)) {}
+
+int32_t DistNetHost::GetStatus(std::string& json)
+{
+    using namespace std::chrono;
+    const JsonPtr status(cJSON_CreateObject());
+    AddText(status.get(), "version", DistNetVersion());
+    cJSON_AddNumberToObject(status.get(), "pid", getpid());
+    cJSON* device = cJSON_AddObjectToObject(status.get(), "device");
+    AddText(device, "name", facts_.configuration.deviceName);
+    AddText(device, "type", NameOf(DEVICE_TYPE_NAMES, facts_.configuration.deviceTypeId));
+    AddText(device, "network_id", facts_.networkId);
+    if (facts_.accountName.empty()) {
+        cJSON_AddNullToObject(status.get(), "account");
+    } else {
+        AddText(status.get(), "account", facts_.accountName);
+    }
+    AddText(status.get(), "platform", facts_.configuration.platform);
+    FillAbilities(cJSON_AddArrayToObject(status.get(), "abilities"), *facts_.abilities, facts_.configuration.platform);
+    const bool running = static_cast<bool>(facts_.abilities->GetSystemAbility(COMM_DISTRIBUTED_NET_ABILITY_ID));
+    AddText(status.get(), "service", running ? "running" : "stopped");
+    cJSON* link = cJSON_AddObjectToObject(status.get(), "link");
+    if (facts_.softBus) {
+        AddText(link, "listen", facts_.softBus->ListenAddress());
+    } else {
+        cJSON_AddNullToObject(link, "listen");
+    }
+    const auto wifi = Wifi::WifiDevice::GetInstance(WIFI_DEVICE_SYS_ABILITY_ID);
+    FillWifi(cJSON_AddObjectToObject(status.get(), "wifi"), wifi, wifi ? wifi->GetLinkInfo() : Wifi::WifiLinkInfo{});
+    const auto uptime = duration_cast<milliseconds>(steady_clock::now() - started_);
+    AddNumber(status.get(), "uptime_ms", static_cast<uint64_t>(uptime.count()));
+    return Print(status, json);
+}
+
+int32_t DistNetHost::WaitForWifi(uint32_t attempt, int32_t state, uint32_t limitMs, std::string& json)
+{
+    const auto wifi = Wifi::WifiDevice::GetInstance(WIFI_DEVICE_SYS_ABILITY_ID);
+    if (wifi == nullptr) {
+        return HOST_NO_WIFI;
+    }
+    Wifi::WifiLinkInfo known;
+    known.attempt = attempt;
+    known.state = static_cast<Wifi::WifiLinkState>(state);
+    const JsonPtr answer(cJSON_CreateObject());
+    FillWifi(answer.get(), wifi, wifi->WaitForChange(known, std::chrono::milliseconds(limitMs)));
+    return Print(answer, json);
+}
+
+int32_t DistNetHost::GetCounts(std::string& json)
+{
+    const SoftBus::SoftBusCounts link = facts_.softBus ? facts_.softBus->Counts() : SoftBus::SoftBusCounts{};
+    const Ipc::IpcServerCounts ipc = facts_.ipcCounts ? facts_.ipcCounts() : Ipc::IpcServerCounts{};
+    std::vector<sptr<CollaborationFwk::StartInfo>> collaborations;
+    CollaborationFwk::CollaborationAbility::GetInstance().GetCollaborationStartInfos(COMM_DISTRIBUTED_NET_ABILITY_ID,
+                                                                                     collaborations);
+    const size_t queued = Tasks::ElasticPool::Shared().QueuedCount();
+
+    const JsonPtr counts(cJSON_CreateObject());
+    AddNumber(counts.get(), "sessions", link.sessions);
+    AddNumber(counts.get(), "pending_opens", link.pendingOpens);
+    AddNumber(counts.get(), "session_servers", link.servers);
+    AddNumber(counts.get(), "presence_links", link.presenceLinks);
+    AddNumber(counts.get(), "collaborations", collaborations.size());
+    AddNumber(counts.get(), "ipc_connections", ipc.connections);
+    AddNumber(counts.get(), "ipc_threads", ipc.threads);
+    AddNumber(counts.get(), "threads", EntriesOf("/proc/self/task"));
+    // Less the one that the count itself holds open.
+    const size_t descriptors = EntriesOf("/proc/self/fd");
+    AddNumber(counts.get(), "descriptors", descriptors > 0 ? descriptors - 1 : 0);
+    AddNumber(counts.get(), "queued_tasks", queued);
+    AddNumber(counts.get(), "pending", link.pendingOpens + collaborations.size() + queued);
+    return Print(counts, json);
+}
+
+int32_t DistNetHost::GetDevices(std::string& json)
+{
+    const JsonPtr answer(cJSON_CreateObject());
+    cJSON* devices = cJSON_AddArrayToObject(answer.get(), "devices");
+    for (const SoftBus::Node& node : facts_.softBus ? facts_.softBus->Nodes() : std::vector<SoftBus::Node>{}) {
+        cJSON* device = cJSON_CreateObject();
+        AddText(device, "name", node.deviceName);
+        AddText(device, "type", NameOf(DEVICE_TYPE_NAMES, node.deviceTypeId));
+        AddText(device, "network_id", node.networkId);
+        AddText(device, "device_id", node.deviceId);
+        cJSON_AddBoolToObject(device, "online", node.online);
+        AddText(device, "last_seen", Rfc3339(node.lastSeenMs));
+        cJSON_AddItemToArray(devices, device);
+    }
+    return Print(answer, json);
+}
+
+}  // namespace Vexo::Host

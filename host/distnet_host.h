@@ -1,0 +1,45 @@
+// DistNetHost: what the daemon says about itself (ability 1164), as JSON (docs/ipc.md). It asks the registry and the
+// platform each time and never loads the service. Called on IPC workers, several at once; WaitForWifi blocks until its
+// limit, the others do not.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <string>
+
+#include "host/configuration.h"
+#include "host/distnet_host_stub.h"
+#include "platform/ability/system_ability_manager.h"
+#include "platform/ipc/ipc_server.h"
+#include "platform/softbus/softbus_server.h"
+
+namespace Vexo::Host {
+
+// What a daemon is, given once.
+struct HostFacts {
+    Configuration configuration;
+    std::string networkId;
+    std::string accountName;  // empty before enrolment
+    sptr<SystemAbilityManager> abilities;
+    sptr<SoftBus::SoftBusServer> softBus;  // null before enrolment
+    std::function<Ipc::IpcServerCounts()> ipcCounts;
+};
+
+class DistNetHost : public DistNetHostStub {
+public:
+    explicit DistNetHost(HostFacts facts);
+
+    int32_t GetStatus(std::string& json) override;
+    int32_t WaitForWifi(uint32_t attempt, int32_t state, uint32_t limitMs, std::string& json) override;
+    int32_t GetCounts(std::string& json) override;
+    int32_t GetDevices(std::string& json) override;
+
+private:
+    const HostFacts facts_;
+    const std::chrono::steady_clock::time_point started_ = std::chrono::steady_clock::now();
+};
+
+// What stands behind an ability of that id in a daemon of that platform: "simulated", "platform", "host" or "service".
+std::string BackendOf(int32_t systemAbilityId, const std::string& platform);
+
+}  // namespace Vexo::Host

@@ -1,0 +1,91 @@
+#include "host/distnet_host_stub.h"
+
+#include "platform/access/accesstoken_kit.h"
+#include "platform/dfx/log.h"
+#include "platform/ipc/ipc_skeleton.h"
+
+namespace Vexo::Host {
+namespace {
+
+constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Host"};
+constexpr const char* REQUIRED_PERMISSION = "vexo.permission.CONNECTIVITY_INTERNAL";
+constexpr uint32_t MAX_WIFI_WAIT_MS = 60'000;
+
+bool IsKnown(uint32_t code)
+{
+    return code >= static_cast<uint32_t>(HostInterfaceCode::GET_STATUS) &&
+           code <= static_cast<uint32_t>(HostInterfaceCode::GET_DEVICES);
+}
+
+// A native caller holds every permission; an application must be of a system level and have been granted it.
+bool CallerHoldsPermission()
+{
+    using namespace Security;
+    const AccessTokenID token = IPCSkeleton::GetCallingTokenID();
+    const ATokenTypeEnum type = AccessTokenKit::GetTokenTypeFlag(token);
+    if (type != TOKEN_HAP) {
+        return type == TOKEN_NATIVE;
+    }
+    HapTokenInfo info;
+    return AccessTokenKit::GetHapTokenInfo(token, info) == ACCESS_TOKEN_OK && info.apl >= APL_SYSTEM_BASIC &&
+           AccessTokenKit::VerifyAccessToken(token, REQUIRED_PERMISSION) == PERMISSION_GRANTED;
+}
+
+bool CallerMayAsk()
+{
+    return Security::TokenIdKit::IsSystemAppByFullTokenID(IPCSkeleton::GetCallingFullTokenID()) &&
+           CallerHoldsPermission();
+}
+
+int Refuse(MessageParcel& reply, HostResult result)
+{
+    reply.WriteInt32(result);
+    return IPC_UNKNOWN_REQUEST;
+}
+
+}  // namespace
+
+int DistNetHostStub::OnRemoteRequest(uint32_t code, MessageParcel& data, MessageParcel& reply, MessageOption& option)
+{
+    if (data.ReadInterfaceToken() != GetDescriptor()) {
+        QuviewDFX::LogError(LABEL, " refused pid %{public}d: its request is for another interface",
+                            IPCSkeleton::GetCallingPid());
+        return Refuse(reply, HOST_BAD_REQUEST);
+    }
+    if (!IsKnown(code)) {
+        return IPCObjectStub::OnRemoteRequest(code, data, reply, option);
+    }
+    if (!CallerMayAsk()) {
+        QuviewDFX::LogError(LABEL, " refused pid %{public}d, uid %{public}u: not permitted",
+                            IPCSkeleton::GetCallingPid(), IPCSkeleton::GetCallingUid());
+        return Refuse(reply, HOST_NOT_PERMITTED);
+    }
+    std::string json;
+    const int32_t result = Run(static_cast<HostInterfaceCode>(code), data, json);
+    const bool written = reply.WriteInt32(result) && (result != HOST_OK || reply.WriteString(json));
+    return written ? IPC_OK : IPC_BAD_DATAGRAM;
+}
+
+int32_t DistNetHostStub::Run(HostInterfaceCode code, MessageParcel& data, std::string& json)
+{
+    switch (code) {
+        case HostInterfaceCode::GET_STATUS:
+            return GetStatus(json);
+        case HostInterfaceCode::GET_COUNTS:
+            return GetCounts(json);
+        case HostInterfaceCode::GET_DEVICES:
+            return GetDevices(json);
+        case HostInterfaceCode::WAIT_FOR_WIFI:
+            break;
+    }
+    uint32_t attempt = 0;
+    int32_t state = 0;
+    uint32_t limitMs = 0;
+    if (!data.ReadUint32(attempt) || !data.ReadInt32(state) || !data.ReadUint32(limitMs) ||
+        limitMs > MAX_WIFI_WAIT_MS) {
+        return HOST_BAD_REQUEST;
+    }
+    return WaitForWifi(attempt, state, limitMs, json);
+}
+
+}  // namespace Vexo::Host

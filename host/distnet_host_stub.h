@@ -1,0 +1,23 @@
+// DistNetHostStub: the receiving side of IDistNetHost. It lets in whom the service lets in (the same interface-token,
+// system-app and permission checks), reads the arguments and writes the answer. Called on IPC workers, several at once;
+// keeps no state. What the operations answer: host/distnet_host.h; parcels: docs/ipc.md.
+#pragma once
+
+#include <string>
+
+#include "host/i_distnet_host.h"
+#include "platform/ipc/iremote_object.h"
+
+namespace Vexo::Host {
+
+class DistNetHostStub : public IRemoteStub<IDistNetHost> {
+public:
+    // IPC_OK when the reply carries the operation's result; IPC_UNKNOWN_REQUEST for a refusal (its code is in the
+    // reply) and for an unknown request code (the reply is empty).
+    int OnRemoteRequest(uint32_t code, MessageParcel& data, MessageParcel& reply, MessageOption& option) override;
+
+private:
+    int32_t Run(HostInterfaceCode code, MessageParcel& data, std::string& json);
+};
+
+}  // namespace Vexo::Host

@@ -1,0 +1,43 @@
+// The words that stand for values in the configuration and in the host ability's answers: one table a kind. Constant
+// data; any thread.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+#include "platform/softbus/softbus_service.h"
+#include "platform/wifi/wifi_types.h"
+
+namespace Vexo::Host {
+
+template <typename Value>
+struct NamedValue {
+    const char* name;
+    Value value;
+};
+
+inline constexpr NamedValue<uint16_t> DEVICE_TYPE_NAMES[] = {{"phone", SoftBus::DEVICE_TYPE_PHONE},
+                                                             {"tablet", SoftBus::DEVICE_TYPE_TABLET},
+                                                             {"laptop", SoftBus::DEVICE_TYPE_LAPTOP},
+                                                             {"unknown", SoftBus::DEVICE_TYPE_UNKNOWN}};
+
+inline constexpr NamedValue<Wifi::WifiLinkState> WIFI_STATE_NAMES[] = {
+    {"idle", Wifi::WifiLinkState::IDLE},
+    {"connecting", Wifi::WifiLinkState::CONNECTING},
+    {"connected", Wifi::WifiLinkState::CONNECTED},
+    {"failed", Wifi::WifiLinkState::FAILED},
+    {"disconnected", Wifi::WifiLinkState::DISCONNECTED}};
+
+// "unknown" for a value without a word.
+template <typename Value, size_t count>
+const char* NameOf(const NamedValue<Value> (&names)[count], Value value)
+{
+    for (const NamedValue<Value>& named : names) {
+        if (named.value == value) {
+            return named.name;
+        }
+    }
+    return "unknown";
+}
+
+}  // namespace Vexo::Host

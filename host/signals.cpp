@@ -1,0 +1,45 @@
+#include "host/signals.h"
+
+#include <cerrno>
+
+namespace Vexo::Host {
+
+EndSignals::EndSignals()
+{
+    sigemptyset(&signals_);
+    for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
+        sigaddset(&signals_, signal);
+    }
+    pthread_sigmask(SIG_BLOCK, &signals_, nullptr);
+    // A peer or a client that went away is an error of the write, not the daemon's end.
+    signal(SIGPIPE, SIG_IGN);
+}
+
+int EndSignals::Wait()
+{
+    int taken = 0;
+    while ((taken = sigwaitinfo(&signals_, nullptr)) < 0) {
+    }
+    return taken;
+}
+
+int EndSignals::WaitFor(std::chrono::milliseconds limit)
+{
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    for (;;) {
+        const auto left =
+            std::chrono::duration_cast<std::chrono::nanoseconds>(deadline - std::chrono::steady_clock::now());
+        if (left.count() <= 0) {
+            return 0;
+        }
+        constexpr long nanosecondsPerSecond = 1'000'000'000;
+        const timespec rest{static_cast<time_t>(left.count() / nanosecondsPerSecond),
+                            left.count() % nanosecondsPerSecond};
+        const int taken = sigtimedwait(&signals_, nullptr, &rest);
+        if (taken > 0 || errno == EAGAIN) {
+            return taken > 0 ? taken : 0;
+        }
+    }
+}
+
+}  // namespace Vexo::Host

@@ -1,0 +1,179 @@
+#include "host/distnet_host.h"
+
+#include <cjson/cJSON.h>
+#include <gtest/gtest.h>
+
+#include <memory>
+
+#include "platform/access/policy.h"
+#include "platform/wifi/wifi_device.h"
+
+namespace Vexo::Host {
+namespace {
+
+constexpr const char* PERMISSION = "vexo.permission.CONNECTIVITY_INTERNAL";
+
+struct Document {
+    explicit Document(const std::string& text) : json(cJSON_Parse(text.c_str()), cJSON_Delete) {}
+    const cJSON* At(const char* key) const { return cJSON_GetObjectItemCaseSensitive(json.get(), key); }
+
+    std::unique_ptr<cJSON, void (*)(cJSON*)> json;
+};
+
+class JoinedWifi : public IPCObjectStub, public Wifi::WifiDevice {
+public:
+    int32_t GetDeviceConfigs(std::vector<Wifi::WifiDeviceConfig>&, bool) override { return 0; }
+    int32_t AddDeviceConfig(const Wifi::WifiDeviceConfig&, int&, bool) override { return 0; }
+    int32_t ConnectToDevice(const Wifi::WifiDeviceConfig&) override { return 0; }
+    Wifi::WifiLinkInfo GetLinkInfo() override { return {Wifi::WifiLinkState::CONNECTED, 3, "air", "192.0.2.7", ""}; }
+    Wifi::WifiLinkInfo WaitForChange(const Wifi::WifiLinkInfo& known, std::chrono::milliseconds limit) override
+    {
+        asked = known;
+        askedLimit = limit;
+        return GetLinkInfo();
+    }
+
+    Wifi::WifiLinkInfo asked;
+    std::chrono::milliseconds askedLimit{0};
+};
+
+// Users by number; the kernel's credentials are all that tells them apart.
+enum User : uid_t { NATIVE = 61001, NATIVE_NO_SYSTEM, APP, APP_NORMAL, APP_NO_PERMISSION, APP_NO_SYSTEM, STRANGER };
+
+class HostAbility : public ::testing::Test {
+protected:
+    HostAbility()
+    {
+        using namespace Security;
+        const auto entry = [](User user, ATokenTypeEnum type, ATokenAplEnum level, bool system, bool granted) {
+            return PolicyEntry{std::to_string(user),
+                               "",
+                               type,
+                               level,
+                               system,
+                               granted ? std::vector<std::string>{PERMISSION} : std::vector<std::string>{}};
+        };
+        InstallAccessPolicy(
+            {{entry(NATIVE, TOKEN_NATIVE, APL_NORMAL, true, false),
+              entry(NATIVE_NO_SYSTEM, TOKEN_NATIVE, APL_NORMAL, false, false),
+              entry(APP, TOKEN_HAP, APL_SYSTEM_BASIC, true, true), entry(APP_NORMAL, TOKEN_HAP, APL_NORMAL, true, true),
+              entry(APP_NO_PERMISSION, TOKEN_HAP, APL_SYSTEM_CORE, true, false),
+              entry(APP_NO_SYSTEM, TOKEN_HAP, APL_SYSTEM_CORE, false, true)}});
+        SystemAbilityManagerClient::GetInstance().SetSystemAbilityManager(abilities);
+        HostFacts facts;
+        facts.configuration.deviceName = "phone";
+        facts.configuration.deviceTypeId = SoftBus::DEVICE_TYPE_PHONE;
+        facts.networkId = "ab";
+        facts.abilities = abilities;
+        host = MakeSptr<DistNetHost>(std::move(facts));
+        abilities->AddSystemAbility(DISTNET_HOST_ABILITY_ID, host->AsObject());
+        data.WriteInterfaceToken(IDistNetHost::GetDescriptor());
+    }
+    ~HostAbility() override { SystemAbilityManagerClient::GetInstance().SetSystemAbilityManager(nullptr); }
+
+    int Ask(User user, HostInterfaceCode code)
+    {
+        const CallerScope caller(Security::IdentifyCaller({1, user, user, {}}));
+        MessageOption option;
+        return host->OnRemoteRequest(static_cast<uint32_t>(code), data, reply, option);
+    }
+
+    int32_t Result()
+    {
+        int32_t result = -1;
+        EXPECT_TRUE(reply.ReadInt32(result));
+        return result;
+    }
+
+    Document Answer()
+    {
+        std::string json;
+        EXPECT_EQ(Result(), HOST_OK);
+        EXPECT_TRUE(reply.ReadString(json));
+        return Document(json);
+    }
+
+    sptr<SystemAbilityManager> abilities = MakeSptr<SystemAbilityManager>();
+    sptr<DistNetHost> host;
+    MessageParcel data;
+    MessageParcel reply;
+};
+
+TEST_F(HostAbility, RefusesWhomTheServiceWouldRefuse)
+{
+    for (const User user : {NATIVE_NO_SYSTEM, APP_NORMAL, APP_NO_PERMISSION, APP_NO_SYSTEM, STRANGER}) {
+        data.Clear();
+        data.WriteInterfaceToken(IDistNetHost::GetDescriptor());
+        reply.Clear();
+        EXPECT_EQ(Ask(user, HostInterfaceCode::GET_STATUS), IPC_UNKNOWN_REQUEST) << user;
+        EXPECT_EQ(Result(), HOST_NOT_PERMITTED) << user;
+        EXPECT_EQ(reply.GetReadableBytes(), 0U) << user;
+    }
+}
+
+TEST_F(HostAbility, AnswersNativeCallersAndPermittedSystemApplications)
+{
+    EXPECT_EQ(Ask(NATIVE, HostInterfaceCode::GET_STATUS), IPC_OK);
+    EXPECT_STREQ(cJSON_GetStringValue(Answer().At("service")), "stopped");
+    reply.Clear();
+    data.Clear();
+    data.WriteInterfaceToken(IDistNetHost::GetDescriptor());
+    EXPECT_EQ(Ask(APP, HostInterfaceCode::GET_COUNTS), IPC_OK);
+    EXPECT_GE(cJSON_GetNumberValue(Answer().At("descriptors")), 3);
+}
+
+TEST_F(HostAbility, RefusesARequestForAnotherInterfaceAndIgnoresAnUnknownCode)
+{
+    data.Clear();
+    data.WriteInterfaceToken(u"Vexo.DistNet.IDistNetHos");
+    EXPECT_EQ(Ask(NATIVE, HostInterfaceCode::GET_STATUS), IPC_UNKNOWN_REQUEST);
+    EXPECT_EQ(Result(), HOST_BAD_REQUEST);
+    data.Clear();
+    reply.Clear();
+    data.WriteInterfaceToken(IDistNetHost::GetDescriptor());
+    EXPECT_EQ(Ask(NATIVE, static_cast<HostInterfaceCode>(5)), IPC_UNKNOWN_REQUEST);
+    EXPECT_EQ(reply.GetDataSize(), 0U);
+}
+
+TEST_F(HostAbility, StatusBeforeEnrolmentNamesDeviceAndAbilitiesButNoAccountAndNoLink)
+{
+    ASSERT_EQ(Ask(NATIVE, HostInterfaceCode::GET_STATUS), IPC_OK);
+    const Document status = Answer();
+    EXPECT_TRUE(cJSON_IsNull(status.At("account")));
+    EXPECT_TRUE(cJSON_IsNull(cJSON_GetObjectItem(status.At("link"), "listen")));
+    EXPECT_STREQ(cJSON_GetStringValue(cJSON_GetObjectItem(status.At("device"), "type")), "phone");
+    ASSERT_EQ(cJSON_GetArraySize(status.At("abilities")), 1);
+    const cJSON* ability = cJSON_GetArrayItem(status.At("abilities"), 0);
+    EXPECT_EQ(cJSON_GetNumberValue(cJSON_GetObjectItem(ability, "id")), DISTNET_HOST_ABILITY_ID);
+    EXPECT_STREQ(cJSON_GetStringValue(cJSON_GetObjectItem(ability, "backend")), "host");
+    EXPECT_TRUE(cJSON_IsFalse(cJSON_GetObjectItem(status.At("wifi"), "present")));
+}
+
+TEST_F(HostAbility, WaitForWifiHandsOnWhatTheCallerKnowsAndRefusesABadWait)
+{
+    const auto wait = [&](uint32_t limitMs) {
+        data.Clear();
+        reply.Clear();
+        data.WriteInterfaceToken(IDistNetHost::GetDescriptor());
+        data.WriteUint32(2);
+        data.WriteInt32(static_cast<int32_t>(Wifi::WifiLinkState::CONNECTING));
+        data.WriteUint32(limitMs);
+        EXPECT_EQ(Ask(NATIVE, HostInterfaceCode::WAIT_FOR_WIFI), IPC_OK);
+    };
+    wait(1);
+    EXPECT_EQ(Result(), HOST_NO_WIFI);
+    const sptr<JoinedWifi> wifi = MakeSptr<JoinedWifi>();
+    abilities->AddSystemAbility(WIFI_DEVICE_SYS_ABILITY_ID, sptr<IRemoteObject>(wifi));
+    wait(60'001);
+    EXPECT_EQ(Result(), HOST_BAD_REQUEST);
+    wait(60'000);
+    const Document answer = Answer();
+    EXPECT_STREQ(cJSON_GetStringValue(answer.At("state")), "connected");
+    EXPECT_EQ(cJSON_GetNumberValue(answer.At("attempt")), 3);
+    EXPECT_EQ(wifi->asked.attempt, 2U);
+    EXPECT_EQ(wifi->asked.state, Wifi::WifiLinkState::CONNECTING);
+    EXPECT_EQ(wifi->askedLimit, std::chrono::minutes(1));
+}
+
+}  // namespace
+}  // namespace Vexo::Host
