@@ -47,7 +47,8 @@ public:
     void Unlock();
 
 private:
-    ffrt_mutex_t* mutex_ = nullptr;
+    // volatile: without it a compiler may leave out the destructor's last store.
+    ffrt_mutex_t* volatile mutex_ = nullptr;
 };
 
 // The runtime's condition variable, to signal only. Its storage stays like that of Mutex.
@@ -60,7 +61,7 @@ public:
     void NotifyAll();
 
 private:
-    ffrt_cond_t* cond_ = nullptr;
+    ffrt_cond_t* volatile cond_ = nullptr;
 };
 
 }  // namespace Vexo::NetManagerStandard

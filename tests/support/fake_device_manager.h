@@ -1,0 +1,33 @@
+// FakeDeviceManager: ability 4802 for tests. Every network id but "stranger…" is of this account.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/device_manager/device_manager.h"
+#include "platform/ipc/iremote_object.h"
+
+namespace Vexo::Tests {
+
+class FakeDeviceManager : public IPCObjectStub, public DistributedHardware::IDeviceManagerService {
+public:
+    int32_t initResult = 0;
+    std::string package;
+    std::vector<DistributedHardware::DmDeviceInfo> devices;
+
+    int32_t InitDeviceManager(const std::string& pkgName, std::shared_ptr<DistributedHardware::DmInitCallback>) override
+    {
+        package = pkgName;
+        return initResult;
+    }
+    int32_t GetTrustedDeviceList(const std::string&, const std::string&,
+                                 std::vector<DistributedHardware::DmDeviceInfo>& deviceList) override
+    {
+        deviceList = devices;
+        return DistributedHardware::DM_OK;
+    }
+    bool IsSameAccount(const std::string& networkId) override { return networkId.rfind("stranger", 0) != 0; }
+};
+
+}  // namespace Vexo::Tests

@@ -1,0 +1,72 @@
+// FakeWifiHotspot (1121) and FakeWifiDevice (1120): results are set before use, calls are counted or recorded.
+#pragma once
+
+#include <atomic>
+#include <vector>
+
+#include "platform/ipc/iremote_object.h"
+#include "platform/wifi/wifi_device.h"
+#include "platform/wifi/wifi_hotspot.h"
+
+namespace Vexo::Tests {
+
+class FakeWifiHotspot : public IPCObjectStub, public Wifi::WifiHotspot {
+public:
+    bool active = false;
+    int32_t activeResult = 0;
+    int32_t enableResult = 0;
+    int32_t configResult = 0;
+    Wifi::HotspotConfig config;
+    std::atomic<int> enables{0};
+
+    int32_t IsHotspotActive(bool& isActive) override
+    {
+        isActive = active;
+        return activeResult;
+    }
+    int32_t EnableHotspot(Wifi::ServiceType) override
+    {
+        ++enables;
+        return enableResult;
+    }
+    int32_t DisableHotspot(Wifi::ServiceType) override { return 0; }
+    int32_t GetHotspotConfig(Wifi::HotspotConfig& out) override
+    {
+        out = config;
+        return configResult;
+    }
+};
+
+class FakeWifiDevice : public IPCObjectStub, public Wifi::WifiDevice {
+public:
+    int32_t configsResult = 0;
+    int32_t addResult = 0;
+    int32_t connectResult = 0;
+    std::vector<Wifi::WifiDeviceConfig> stored;
+    std::vector<Wifi::WifiDeviceConfig> added;
+    std::atomic<int> connects{0};
+
+    int32_t GetDeviceConfigs(std::vector<Wifi::WifiDeviceConfig>& configs, bool) override
+    {
+        configs = stored;
+        return configsResult;
+    }
+    int32_t AddDeviceConfig(const Wifi::WifiDeviceConfig& config, int& networkId, bool) override
+    {
+        added.push_back(config);
+        networkId = 1;
+        return addResult;
+    }
+    int32_t ConnectToDevice(const Wifi::WifiDeviceConfig&) override
+    {
+        ++connects;
+        return connectResult;
+    }
+    Wifi::WifiLinkInfo GetLinkInfo() override { return {}; }
+    Wifi::WifiLinkInfo WaitForChange(const Wifi::WifiLinkInfo& known, std::chrono::milliseconds) override
+    {
+        return known;
+    }
+};
+
+}  // namespace Vexo::Tests
