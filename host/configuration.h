@@ -21,7 +21,7 @@ struct Configuration {
     uint32_t ipcSocketMode = 0666;            // "ipc.socket_mode": octal text, "0600" to "0666"
     std::string softbusListen = "127.0.0.1";  // "softbus.listen": an address of this machine
     uint16_t softbusPort = 0;                 // "softbus.port": 0 picks a free one
-    std::vector<std::string> softbusPeers;    // "softbus.peers": "address:port" each
+    std::vector<std::string> softbusPeers;    // "softbus.peers": "host:port" each
     std::filesystem::path announceDir;        // "softbus.announce_dir": empty: no announcements
     std::filesystem::path accessPolicy;       // "access.policy": empty: the shipped default
     // "config_policy.roots": lowest priority first

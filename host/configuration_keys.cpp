@@ -16,6 +16,7 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr size_t MAX_DEVICE_NAME = 64;
+constexpr size_t MAX_HOST_NAME = 253;
 constexpr const char* IS_NO_TEXT = "is not a text";
 constexpr const char* IS_NO_VALUE = "is none of its values";
 constexpr const char* IS_NO_LIST = "is not a list of texts";
@@ -53,20 +54,25 @@ bool IsAddress(const std::string& text)
     return inet_pton(AF_INET, text.c_str(), &parsed) == 1 || inet_pton(AF_INET6, text.c_str(), &parsed) == 1;
 }
 
-// "192.0.2.7:4700" or "[2001:db8::7]:4700".
-bool IsAddressAndPort(std::string_view text)
+bool IsHostName(std::string_view text)
+{
+    return !text.empty() && text.size() <= MAX_HOST_NAME && std::all_of(text.begin(), text.end(), [](char c) {
+        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' || c == '.' ||
+               c == '_';
+    });
+}
+
+// "192.0.2.7:4700", "[2001:db8::7]:4700" or "phone.example:4700".
+bool IsHostAndPort(std::string_view text)
 {
     const size_t colon = text.rfind(':');
     if (colon == std::string_view::npos) {
         return false;
     }
-    std::string_view address = text.substr(0, colon);
+    const std::string_view host = text.substr(0, colon);
     const std::string_view port = text.substr(colon + 1);
-    const bool bracketed = address.starts_with('[') && address.ends_with(']');
-    if (bracketed) {
-        address = address.substr(1, address.size() - 2);
-    }
-    if (bracketed != (address.find(':') != std::string_view::npos) || !IsAddress(std::string(address))) {
+    const bool bracketed = host.starts_with('[') && host.ends_with(']');
+    if (bracketed ? !IsAddress(std::string(host.substr(1, host.size() - 2))) : !IsHostName(host)) {
         return false;
     }
     uint16_t number = 0;
@@ -171,8 +177,8 @@ std::string ApplyPeers(const cJSON& value, const fs::path&, Configuration& out)
         return IS_NO_LIST;
     }
     for (const std::string& peer : *peers) {
-        if (!IsAddressAndPort(peer)) {
-            return "holds \"" + peer + "\", which is not an address and a port";
+        if (!IsHostAndPort(peer)) {
+            return "holds \"" + peer + "\", which is not a host and a port";
         }
     }
     out.softbusPeers = std::move(*peers);
@@ -229,7 +235,7 @@ const std::vector<KeyRule>& KeyRules()
          ApplyListen},
         {{"softbus.port", "0 to 65535; 0 picks a free port", "0", "the TCP port where peers reach this device"},
          ApplyPort},
-        {{"softbus.peers", "a list of \"ADDRESS:PORT\", port 1 to 65535", "[]",
+        {{"softbus.peers", "a list of \"HOST:PORT\", port 1 to 65535, IPv6 in brackets", "[]",
           "where to look for devices of the account"},
          ApplyPeers},
         {{"softbus.announce_dir", "a path", "no announcements",

@@ -1,6 +1,7 @@
-// IDistNetHost: what the daemon says about itself (ability 1164): status, Wi-Fi state and counts. It never loads the service.
-// Requests carry the interface token; the caller needs the same rights as for the service; a refusal is an int32 result in the
-// reply. Replies start with int32 result; the text that follows on success is one JSON object whose keys docs/ipc.md lists.
+// IDistNetHost: what the daemon says about itself (ability 1164): status, Wi-Fi state and counts. It never loads the
+// service. Requests carry the interface token; the caller needs the same rights as for the service; a refusal is an
+// int32 result in the reply. Replies start with int32 result; the text that follows on success is one JSON object whose
+// keys docs/ipc.md lists.
 #pragma once
 
 #include <cstdint>
@@ -11,18 +12,18 @@
 namespace Vexo::Host {
 
 enum class HostInterfaceCode : uint32_t {
-    GET_STATUS = 1,       // ->  int32 result, string json
-    WAIT_FOR_WIFI = 2,    // uint32 attempt, int32 state, uint32 limit in ms  ->  int32 result, string json.
-                          //   Answers as soon as attempt or state differ from those given, or at the limit (at most 60 s)
-    GET_COUNTS = 3,       // ->  int32 result, string json
-    GET_DEVICES = 4,      // ->  int32 result, string json: every device of the account met since start, online or away
+    GET_STATUS = 1,     // ->  int32 result, string json
+    WAIT_FOR_WIFI = 2,  // uint32 attempt, int32 state, uint32 limit in ms  ->  int32 result, string json.
+                        //   Answers as soon as attempt or state differ from those given, or at the limit (at most 60 s)
+    GET_COUNTS = 3,     // ->  int32 result, string json
+    GET_DEVICES = 4,    // ->  int32 result, string json: every device of the account met since start, online or away
 };
 
 enum HostResult : int32_t {
     HOST_OK = 0,
     HOST_NOT_PERMITTED = 201,
-    HOST_NO_WIFI = 1,           // WAIT_FOR_WIFI: this device has no Wi-Fi ability
-    HOST_BAD_REQUEST = 2,       // arguments missing or out of range
+    HOST_NO_WIFI = 1,      // WAIT_FOR_WIFI: this device has no Wi-Fi ability
+    HOST_BAD_REQUEST = 2,  // arguments missing or out of range
 };
 
 class IDistNetHost : public IRemoteBroker {

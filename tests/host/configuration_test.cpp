@@ -45,11 +45,11 @@ INSTANTIATE_TEST_SUITE_P(
         FaultCase{R"("softbus": {"listen": "home"})",
                   "softbus.listen: \"home\" is not an IP address (an IPv4 or IPv6 address)"},
         FaultCase{R"("softbus": {"peers": ["::1:9"]})",
-                  "softbus.peers: [\"::1:9\"] holds \"::1:9\", which is not an address and a port "
-                  "(a list of \"ADDRESS:PORT\", port 1 to 65535)"},
+                  "softbus.peers: [\"::1:9\"] holds \"::1:9\", which is not a host and a port "
+                  "(a list of \"HOST:PORT\", port 1 to 65535, IPv6 in brackets)"},
         FaultCase{R"("softbus": {"peers": ["127.0.0.1:0"]})",
-                  "softbus.peers: [\"127.0.0.1:0\"] holds \"127.0.0.1:0\", which is not an address and a port "
-                  "(a list of \"ADDRESS:PORT\", port 1 to 65535)"},
+                  "softbus.peers: [\"127.0.0.1:0\"] holds \"127.0.0.1:0\", which is not a host and a port "
+                  "(a list of \"HOST:PORT\", port 1 to 65535, IPv6 in brackets)"},
         FaultCase{R"("softbus": 3)",
                   "softbus: 3 is not an object (an object with \"listen\", \"port\", \"peers\", "
                   "\"announce_dir\")"},
@@ -93,8 +93,9 @@ TEST(Configuration, RefusesASocketPathThatTheSystemCannotBind)
 
 TEST(Configuration, TakesPathsFromTheFilesFolderAndDefaultsFromTheStateFolder)
 {
-    const ConfigurationResult result = Parse(
-        std::string(MINIMAL) + R"(, "softbus": {"peers": ["[::1]:9", "10.0.0.1:65535"]}, "access": {"policy": "/p"})");
+    const ConfigurationResult result =
+        Parse(std::string(MINIMAL) +
+              R"(, "softbus": {"peers": ["[::1]:9", "phone.example:65535"]}, "access": {"policy": "/p"})");
     ASSERT_THAT(result.faults, IsEmpty());
     const Configuration& configuration = result.configuration;
     EXPECT_EQ(configuration.stateDir, "etc/s");
@@ -102,7 +103,7 @@ TEST(Configuration, TakesPathsFromTheFilesFolderAndDefaultsFromTheStateFolder)
     EXPECT_EQ(configuration.airDir, "etc/s/air");
     EXPECT_EQ(configuration.eventsFile, "etc/s/events.jsonl");
     EXPECT_EQ(configuration.accessPolicy, "/p");
-    EXPECT_THAT(configuration.softbusPeers, ElementsAre("[::1]:9", "10.0.0.1:65535"));
+    EXPECT_THAT(configuration.softbusPeers, ElementsAre("[::1]:9", "phone.example:65535"));
     EXPECT_EQ(configuration.policyRoots.size(), 2U);
 }
 
