@@ -42,9 +42,14 @@ constexpr size_t KEPT_PARCEL_SIZE = 16 * 1024;
 
 // Only the worker that the epoll handed the connection to touches it, until it arms the connection again.
 struct Connection {
-    UniqueFd socket;
-    CallerIdentity caller;
+    Connection(UniqueFd peer, const CallerIdentity& identity) : socket(std::move(peer)), caller(identity) {}
+
+    const UniqueFd socket;
+    const CallerIdentity caller;
     uint32_t badDatagrams = 0;
+    // Held while it is armed. The next worker gets it from the kernel, whose ordering the language does not know:
+    // taking this lock first makes the hand-over visible.
+    Mutex handOver;
 };
 
 // What one worker reads into and answers from, kept from request to request. The system gives the pages of the buffer
@@ -304,7 +309,7 @@ void Server::Accept(UniqueFd socket)
     SetSendLimit(socket.Get(), options_.sendLimit);
     SetReceiveLimit(socket.Get(), LINGER_LIMIT);
     ReserveSendBuffer(socket.Get());
-    auto connection = std::make_unique<Connection>(Connection{std::move(socket), identify_(peer), 0});
+    auto connection = std::make_unique<Connection>(std::move(socket), identify_(peer));
     Connection* raw = connection.get();
     {
         const MutexLock lock(mutex_);
@@ -327,11 +332,14 @@ void Server::TurnAway(UniqueFd socket, IpcStatus status, const char* why)
         LogError(LABEL, "clients are turned away: %{public}s", why);
     }
     SetSendLimit(socket.Get(), std::chrono::microseconds(1));
-    SendReply(Connection{std::move(socket), {}, 0}, 0, status, MessageParcel());
+    SendReply(Connection(std::move(socket), {}), 0, status, MessageParcel());
 }
 
 void Server::Serve(Connection& connection, Buffers& buffers)
 {
+    {
+        const MutexLock handOver(connection.handOver);
+    }
     ssize_t size = Receive(connection, buffers, MSG_DONTWAIT);
     while (size >= 0) {
         if (size == 0 && PeerIsGone(connection)) {
@@ -448,6 +456,7 @@ bool Server::SendReply(const Connection& connection, uint32_t abilityId, int32_t
 void Server::Arm(Connection& connection)
 {
     epoll_event event{EPOLLIN | EPOLLRDHUP | EPOLLONESHOT, {.ptr = &connection}};
+    const MutexLock handOver(connection.handOver);
     ::epoll_ctl(epoll_.Get(), EPOLL_CTL_MOD, connection.socket.Get(), &event);
 }
 
