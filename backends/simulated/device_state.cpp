@@ -1,0 +1,98 @@
+#include "backends/simulated/device_state.h"
+
+#include <fcntl.h>
+#include <sys/file.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "backends/simulated/device_state_keys.h"
+#include "platform/base/files.h"
+#include "platform/base/unique_fd.h"
+
+namespace Vexo::Simulated {
+namespace {
+
+constexpr size_t MAX_STATE_FILE_BYTES = 64 * 1024;
+constexpr mode_t STATE_FILE_MODE = 0600;  // it may hold the hotspot's key
+
+// An exclusive lock on the folder itself, held by whoever reads the file in order to replace it.
+Result<UniqueFd> LockFolder(const std::filesystem::path& folder)
+{
+    UniqueFd fd(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    int locked = -1;
+    if (fd) {
+        do {
+            locked = ::flock(fd.Get(), LOCK_EX);
+        } while (locked != 0 && errno == EINTR);
+    }
+    if (locked != 0) {
+        return Error{folder.string() + ": " + std::strerror(errno)};
+    }
+    return fd;
+}
+
+}  // namespace
+
+Result<void> SetByPath(DeviceState& state, std::string_view key, std::string_view value)
+{
+    const StateKey* const row = FindStateKey(key);
+    if (row == nullptr) {
+        return UnknownStateKey(key);
+    }
+    return row->Assign(state, row->FromText(value));
+}
+
+std::vector<DeviceStateEntry> DescribeDeviceState(const DeviceState& state)
+{
+    const DeviceState defaults;
+    std::vector<DeviceStateEntry> entries;
+    for (const StateKey& key : StateKeys()) {
+        const std::string value = key.Show(state);
+        entries.push_back({key.name, key.secret ? (value.empty() ? "generated" : "set") : value, key.Allowed(),
+                           key.help, value == key.Show(defaults)});
+    }
+    return entries;
+}
+
+Result<DeviceState> LoadDeviceState(const std::filesystem::path& folder)
+{
+    Result<std::string> text = ReadWholeFile(folder / DEVICE_STATE_FILE, MAX_STATE_FILE_BYTES);
+    if (!text) {
+        return text.TakeError();
+    }
+    return ParseDeviceState(text.Value());
+}
+
+Result<void> SaveDeviceState(const std::filesystem::path& folder, const DeviceState& state)
+{
+    return WriteFileAtomically(folder / DEVICE_STATE_FILE, SerializeDeviceState(state), STATE_FILE_MODE);
+}
+
+Result<DeviceState> UpdateDeviceState(const std::filesystem::path& folder, const std::vector<std::string>& assignments)
+{
+    Result<UniqueFd> lock = LockFolder(folder);
+    if (!lock) {
+        return lock.TakeError();
+    }
+    Result<DeviceState> state = LoadDeviceState(folder);
+    if (!state) {
+        return state;
+    }
+    for (const std::string& assignment : assignments) {
+        const size_t equals = assignment.find('=');
+        if (equals == std::string::npos) {
+            return Error{assignment + ": a value is missing (KEY=VALUE)"};
+        }
+        const std::string_view text(assignment);
+        if (Result<void> set = SetByPath(state.Value(), text.substr(0, equals), text.substr(equals + 1)); !set) {
+            return set.TakeError();
+        }
+    }
+    if (Result<void> saved = SaveDeviceState(folder, state.Value()); !saved) {
+        return saved.TakeError();
+    }
+    return state;
+}
+
+}  // namespace Vexo::Simulated

@@ -1,0 +1,106 @@
+// DeviceState: what device-state.json says about a simulated device: screen, battery, SIMs, radios, Wi-Fi and injected
+// faults. The file is input only: whoever changes it replaces it by rename, and a running device follows. One table of
+// keys (device_state_keys.cpp) drives parsing, setting, showing and the documentation. Value types and functions
+// without state; any thread; those that name a folder block on the disk.
+#pragma once
+
+#include <array>
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/base/result.h"
+#include "platform/telephony/core_service_client.h"
+
+namespace Vexo::Simulated {
+
+inline constexpr const char* DEVICE_STATE_FILE = "device-state.json";
+
+enum class HotspotSecurity : int32_t { OPEN = 0, WPA2 = 1, WPA3 = 2 };
+// "open", "wpa2", "wpa3": in the state file and in the air.
+const char* SecurityName(HotspotSecurity security);
+
+// The platform calls that can be given a fault, in the order of PlatformCallName.
+enum class PlatformCall : size_t {
+    HOTSPOT_IS_ACTIVE,
+    HOTSPOT_ENABLE,
+    HOTSPOT_DISABLE,
+    HOTSPOT_GET_CONFIG,
+    WIFI_GET_CONFIGS,
+    WIFI_ADD_CONFIG,
+    WIFI_CONNECT,
+    TELEPHONY_SIM_STATE,
+    TELEPHONY_RADIO_STATE,
+    TELEPHONY_RADIO_CALLBACK,  // the answer to a radio state query: its errorCode, its delay; no_answer: not before the
+                               // device stops
+    TELEPHONY_CELLULAR_DATA,
+    COUNT
+};
+// "hotspot.enable" for HOTSPOT_ENABLE: the key below "faults".
+const char* PlatformCallName(PlatformCall call);
+
+// What a call does instead of working: waits, then answers the code if it is not 0. noAnswer: waits 10 s and answers
+// the interface's own code for a silent radio.
+struct Fault {
+    int32_t code = 0;
+    std::chrono::milliseconds delay{0};
+    bool noAnswer = false;
+    bool operator==(const Fault&) const = default;
+};
+
+// The defaults are a healthy phone. Member by member the keys of the file: DescribeDeviceState says what each means.
+struct DeviceState {
+    bool screenOn = true;
+    bool batteryLow = false;
+    bool cellularData = true;
+    std::array<Telephony::SimState, Telephony::SIM_SLOT_COUNT> sims{Telephony::SimState::LOADED,
+                                                                    Telephony::SimState::NOT_PRESENT};
+    std::array<bool, Telephony::SIM_SLOT_COUNT> radio{true, false};
+    bool wifiEnabled = true;
+    bool stationPresent = true;
+    bool hotspotPresent = true;
+    std::chrono::milliseconds joinTime{0};
+    std::string hotspotSsid;  // empty: made from the device's name
+    std::string hotspotKey;   // empty: generated. Secret
+    HotspotSecurity hotspotSecurity = HotspotSecurity::WPA2;
+    std::chrono::milliseconds hotspotStartTime{0};
+    bool hotspotActiveAtStart = false;
+    std::array<Fault, static_cast<size_t>(PlatformCall::COUNT)> faults;
+
+    const Fault& FaultOf(PlatformCall call) const { return faults[static_cast<size_t>(call)]; }
+    bool operator==(const DeviceState&) const = default;
+};
+
+// Parses a whole file. Keys that are missing keep their defaults. The error names the file, the dotted key, what is
+// wrong with it and what is allowed; it never holds a Wi-Fi key.
+Result<DeviceState> ParseDeviceState(const std::string& json, const std::string& fileName = DEVICE_STATE_FILE);
+
+// The file's text: every key, faults only where there is one. ParseDeviceState of it gives the same state.
+std::string SerializeDeviceState(const DeviceState& state);
+
+// Sets one key from text as a person types it ("sims.0.state", "ready"). On an error the state is unchanged.
+Result<void> SetByPath(DeviceState& state, std::string_view key, std::string_view value);
+
+// One row of the table of keys, with the value that the state has.
+struct DeviceStateEntry {
+    std::string key;      // "sims.0.state"
+    std::string value;    // as SetByPath takes it; of the Wi-Fi key only "set" or "generated"
+    std::string allowed;  // "on or off", "0 to 60000", …
+    std::string help;     // what the key means, one phrase
+    bool isDefault = false;
+};
+std::vector<DeviceStateEntry> DescribeDeviceState(const DeviceState& state);
+
+// Reads the file of a state folder. A missing file is an error.
+Result<DeviceState> LoadDeviceState(const std::filesystem::path& folder);
+// Replaces the file by rename, mode 0600.
+Result<void> SaveDeviceState(const std::filesystem::path& folder, const DeviceState& state);
+
+// Applies assignments ("screen=off", …) to the file of a state folder, all or none, and returns the new state.
+// Concurrent updates wait for each other, so that none is lost.
+Result<DeviceState> UpdateDeviceState(const std::filesystem::path& folder, const std::vector<std::string>& assignments);
+
+}  // namespace Vexo::Simulated

@@ -1,0 +1,149 @@
+#include <cjson/cJSON.h>
+
+#include <algorithm>
+#include <memory>
+#include <set>
+
+#include "backends/simulated/device_state_keys.h"
+
+namespace Vexo::Simulated {
+namespace {
+
+using JsonOwner = std::unique_ptr<cJSON, decltype(&cJSON_Delete)>;
+
+StateValue ValueOf(const cJSON* item)
+{
+    if (cJSON_IsBool(item)) {
+        return cJSON_IsTrue(item) != 0;
+    }
+    if (cJSON_IsNumber(item)) {
+        return item->valuedouble;
+    }
+    if (cJSON_IsString(item)) {
+        return std::string(item->valuestring);
+    }
+    return NotScalar{cJSON_IsNull(item) ? "null" : cJSON_IsArray(item) ? "a list" : "an object"};
+}
+
+std::string Where(const std::string& json, const char* end)
+{
+    const auto offset = std::min(static_cast<size_t>(end - json.data()), json.size());
+    const size_t lineStart = offset == 0 ? std::string::npos : json.rfind('\n', offset - 1);
+    const auto line = 1 + std::count(json.begin(), json.begin() + static_cast<std::ptrdiff_t>(offset), '\n');
+    const size_t column = lineStart == std::string::npos ? offset + 1 : offset - lineStart;
+    return "line " + std::to_string(line) + ", column " + std::to_string(column);
+}
+
+// Walks the document and assigns every leaf to the key that its path spells.
+class Reader {
+public:
+    explicit Reader(DeviceState& state) : state_(state) {}
+
+    Result<void> Read(const cJSON* item, const std::string& name)
+    {
+        if (!name.empty() && !seen_.insert(name).second) {
+            return Error{name + ": given twice"};
+        }
+        if (const StateKey* const key = FindStateKey(name)) {
+            return key->Assign(state_, ValueOf(item));
+        }
+        if (!name.empty() && !IsStateGroup(name)) {
+            return UnknownStateKey(name);
+        }
+        const bool isList = !name.empty() && IsStateList(name);
+        if (isList ? !cJSON_IsArray(item) : !cJSON_IsObject(item)) {
+            return Error{(name.empty() ? "the whole file" : name) + ": must be " + (isList ? "a list" : "an object")};
+        }
+        size_t index = 0;
+        for (const cJSON* child = item->child; child != nullptr; child = child->next) {
+            const std::string own = isList ? std::to_string(index++) : child->string;
+            // A dot inside a name would spell another key's path.
+            if (own.find('.') != std::string::npos) {
+                return UnknownStateKey("\"" + own + "\"");
+            }
+            if (Result<void> read = Read(child, name.empty() ? own : name + "." + own); !read) {
+                return read;
+            }
+        }
+        return {};
+    }
+
+private:
+    DeviceState& state_;
+    std::set<std::string> seen_;
+};
+
+cJSON* ChildOf(cJSON* parent, const std::string& name, bool isList)
+{
+    cJSON* child = cJSON_IsArray(parent) != 0 ? cJSON_GetArrayItem(parent, std::stoi(name))
+                                              : cJSON_GetObjectItemCaseSensitive(parent, name.c_str());
+    if (child == nullptr) {
+        child = isList ? cJSON_CreateArray() : cJSON_CreateObject();
+        if (cJSON_IsArray(parent) != 0) {
+            cJSON_AddItemToArray(parent, child);
+        } else {
+            cJSON_AddItemToObject(parent, name.c_str(), child);
+        }
+    }
+    return child;
+}
+
+cJSON* MakeLeaf(const StateKey& key, const DeviceState& state)
+{
+    switch (key.kind) {
+        case StateKey::Kind::BOOLEAN:
+            return cJSON_CreateBool(key.number(state));
+        case StateKey::Kind::NUMBER:
+            return cJSON_CreateNumber(key.number(state));
+        default:
+            return cJSON_CreateString(key.Show(state).c_str());
+    }
+}
+
+}  // namespace
+
+Result<DeviceState> ParseDeviceState(const std::string& json, const std::string& fileName)
+{
+    const auto refuse = [&](const std::string& what) { return Error{fileName + ": " + what}; };
+    // Text behind a NUL byte would be ignored by the parser.
+    if (const size_t nul = json.find('\0'); nul != std::string::npos) {
+        return refuse("not valid JSON at " + Where(json, json.data() + nul));
+    }
+    const char* end = json.data();
+    const JsonOwner document(cJSON_ParseWithOpts(json.c_str(), &end, 1), &cJSON_Delete);
+    if (!document) {
+        return refuse("not valid JSON at " + Where(json, end));
+    }
+    DeviceState state;
+    if (const Result<void> read = Reader(state).Read(document.get(), ""); !read) {
+        return refuse(read.Message());
+    }
+    return state;
+}
+
+std::string SerializeDeviceState(const DeviceState& state)
+{
+    const DeviceState defaults;
+    const JsonOwner document(cJSON_CreateObject(), &cJSON_Delete);
+    for (const StateKey& key : StateKeys()) {
+        if (key.omittedByDefault && key.Show(state) == key.Show(defaults)) {
+            continue;
+        }
+        cJSON* parent = document.get();
+        size_t start = 0;
+        for (size_t dot = key.name.find('.'); dot != std::string::npos; dot = key.name.find('.', start)) {
+            parent = ChildOf(parent, key.name.substr(start, dot - start), IsStateList(key.name.substr(0, dot)));
+            start = dot + 1;
+        }
+        cJSON* const leaf = MakeLeaf(key, state);
+        if (cJSON_IsArray(parent) != 0) {
+            cJSON_AddItemToArray(parent, leaf);
+        } else {
+            cJSON_AddItemToObject(parent, key.name.substr(start).c_str(), leaf);
+        }
+    }
+    const std::unique_ptr<char, decltype(&cJSON_free)> text(cJSON_Print(document.get()), &cJSON_free);
+    return text ? std::string(text.get()) + "\n" : std::string();
+}
+
+}  // namespace Vexo::Simulated

@@ -1,0 +1,39 @@
+#include "backends/simulated/live_state.h"
+
+namespace Vexo::Simulated {
+
+std::shared_ptr<const DeviceState> LiveState::Get() const
+{
+    MutexLock lock(mutex_);
+    return state_;
+}
+
+void LiveState::Replace(const DeviceState& state)
+{
+    auto next = std::make_shared<const DeviceState>(state);
+    MutexLock lock(mutex_);
+    state_ = std::move(next);
+}
+
+int32_t LiveState::ApplyFault(PlatformCall call, int32_t noAnswerCode)
+{
+    MutexLock lock(mutex_);
+    const Fault fault = state_->FaultOf(call);
+    const std::chrono::milliseconds wait = fault.noAnswer ? noAnswerLimit_ : fault.delay;
+    const auto deadline = std::chrono::steady_clock::now() + wait;
+    while (!stopped_ && wait.count() > 0 && stopping_.WaitUntil(mutex_, deadline)) {
+    }
+    if (stopped_) {
+        return noAnswerCode;
+    }
+    return fault.noAnswer ? noAnswerCode : fault.code;
+}
+
+void LiveState::Stop()
+{
+    MutexLock lock(mutex_);
+    stopped_ = true;
+    stopping_.NotifyAll();
+}
+
+}  // namespace Vexo::Simulated

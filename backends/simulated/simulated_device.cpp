@@ -1,0 +1,228 @@
+#include "backends/simulated/simulated_device.h"
+
+#include <algorithm>
+#include <system_error>
+#include <utility>
+
+#include "platform/dfx/log.h"
+#include "platform/events/common_event_support.h"
+
+namespace Vexo::Simulated {
+namespace {
+
+using EventFwk::CommonEventSupport;
+
+constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "SimulatedDevice"};
+constexpr size_t MIN_NETWORK_ID_LENGTH = 4;
+constexpr size_t MAX_NETWORK_ID_LENGTH = 64;
+
+bool Always(const DeviceState&)
+{
+    return true;
+}
+
+bool HasStation(const DeviceState& state)
+{
+    return state.stationPresent;
+}
+
+bool HasHotspot(const DeviceState& state)
+{
+    return state.hotspotPresent;
+}
+
+// It becomes part of a file name.
+bool IsNetworkId(const std::string& text)
+{
+    return text.size() >= MIN_NETWORK_ID_LENGTH && text.size() <= MAX_NETWORK_ID_LENGTH &&
+           std::all_of(text.begin(), text.end(), [](char c) {
+               return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z');
+           });
+}
+
+Result<void> MakeFolder(const std::filesystem::path& folder)
+{
+    std::error_code error;
+    std::filesystem::create_directories(folder, error);
+    if (error) {
+        return Error{folder.string() + ": " + error.message()};
+    }
+    return {};
+}
+
+void LogChanges(const DeviceState& before, const DeviceState& after)
+{
+    const std::vector<DeviceStateEntry> old = DescribeDeviceState(before);
+    const std::vector<DeviceStateEntry> now = DescribeDeviceState(after);
+    for (size_t i = 0; i < now.size(); ++i) {
+        if (old[i].value != now[i].value) {
+            QuviewDFX::LogInfo(LABEL, "%{public}s: %{public}s, was %{public}s", now[i].key, now[i].value, old[i].value);
+        }
+    }
+}
+
+}  // namespace
+
+Result<std::unique_ptr<SimulatedDevice>> SimulatedDevice::Start(const SimulatedDeviceOptions& options)
+{
+    sptr<ISystemAbilityManager> registry = options.registry;
+    if (!registry) {
+        registry = SystemAbilityManagerClient::GetInstance().GetSystemAbilityManager();
+    }
+    if (!registry) {
+        return Error{"a simulated device needs a system-ability manager to register its abilities with"};
+    }
+    if (!IsNetworkId(options.networkId)) {
+        return Error{"a simulated device's network id must have 4 to 64 letters and digits"};
+    }
+    std::unique_ptr<SimulatedDevice> device(new SimulatedDevice(options, std::move(registry)));
+    if (Result<void> begun = device->Begin(); !begun) {
+        return begun.TakeError();
+    }
+    return device;
+}
+
+SimulatedDevice::SimulatedDevice(const SimulatedDeviceOptions& options, sptr<ISystemAbilityManager> registry)
+    : stateDir_(options.stateDir),
+      registry_(std::move(registry)),
+      air_(options.airDir, options.networkId),
+      live_(std::make_shared<LiveState>(options.noAnswerLimit)),
+      events_(MakeSptr<EventFwk::CommonEventServer>()),
+      coreService_(MakeSptr<SimulatedCoreService>(live_)),
+      cellularData_(MakeSptr<SimulatedCellularData>(live_)),
+      station_(MakeSptr<SimulatedWifiDevice>(live_, air_, events_, options.searchLimit)),
+      hotspot_(MakeSptr<SimulatedHotspot>(live_, air_, options.deviceName))
+{
+    abilities_ = {
+        {COMMON_EVENT_SERVICE_ID, events_, Always},
+        {TELEPHONY_CORE_SERVICE_SYS_ABILITY_ID, coreService_, Always},
+        {TELEPHONY_CELLULAR_DATA_SYS_ABILITY_ID, cellularData_, Always},
+        {WIFI_DEVICE_SYS_ABILITY_ID, station_, HasStation},
+        {WIFI_HOTSPOT_SYS_ABILITY_ID, hotspot_, HasHotspot},
+    };
+}
+
+SimulatedDevice::~SimulatedDevice()
+{
+    Stop();
+    for (const Ability& ability : abilities_) {
+        if (ability.isRegistered) {
+            registry_->RemoveSystemAbility(ability.id);
+        }
+    }
+}
+
+Result<void> SimulatedDevice::Begin()
+{
+    for (const std::filesystem::path& folder : {stateDir_, air_.Folder()}) {
+        if (Result<void> made = MakeFolder(folder); !made) {
+            return made;
+        }
+    }
+    // What an earlier run that ended without Stop() left behind.
+    air_.Withdraw();
+    std::error_code error;
+    if (!std::filesystem::exists(stateDir_ / DEVICE_STATE_FILE, error)) {
+        if (Result<void> saved = SaveDeviceState(stateDir_, DeviceState{}); !saved) {
+            return saved;
+        }
+    }
+    Result<std::unique_ptr<FolderWatcher>> watcher = FolderWatcher::Start(stateDir_, [this](const std::string& name) {
+        if (name.empty() || name == DEVICE_STATE_FILE) {
+            reloads_.Post([this] { Follow(); });
+        }
+    });
+    if (!watcher) {
+        return watcher.TakeError();
+    }
+    watcher_ = std::move(watcher.Value());
+    reloads_.Post([this] {
+        if (const std::optional<DeviceState> state = Read()) {
+            live_->Replace(*state);
+        }
+        RegisterAbilities(*live_->Get());
+        hotspot_->SetActive(live_->Get()->hotspotActiveAtStart);
+        hotspot_->OnStateChanged();
+    });
+    reloads_.Drain();
+    return {};
+}
+
+void SimulatedDevice::Stop()
+{
+    if (std::exchange(stopped_, true)) {
+        return;
+    }
+    watcher_.reset();
+    live_->Stop();
+    coreService_->Stop();
+    station_->Stop();
+    hotspot_->Stop();
+    reloads_.Drain();
+}
+
+std::optional<DeviceState> SimulatedDevice::Read()
+{
+    Result<DeviceState> loaded = LoadDeviceState(stateDir_);
+    if (loaded) {
+        lastComplaint_.clear();
+        return std::move(loaded.Value());
+    }
+    if (lastComplaint_ != loaded.Message()) {
+        // One replacement can be told more than once.
+        lastComplaint_ = loaded.Message();
+        QuviewDFX::LogError(LABEL, "%{public}s; the state before it stays", lastComplaint_);
+    }
+    return std::nullopt;
+}
+
+void SimulatedDevice::Follow()
+{
+    const std::shared_ptr<const DeviceState> before = live_->Get();
+    const std::optional<DeviceState> next = Read();
+    if (!next || *next == *before) {
+        return;
+    }
+    LogChanges(*before, *next);
+    live_->Replace(*next);
+    RegisterAbilities(*next);
+    hotspot_->OnStateChanged();
+    station_->OnStateChanged();
+    PublishChanges(*before, *next);
+}
+
+void SimulatedDevice::PublishChanges(const DeviceState& before, const DeviceState& after)
+{
+    const auto publish = [this](const std::string& action) {
+        EventFwk::Want want;
+        want.SetAction(action);
+        events_->PublishCommonEvent(EventFwk::CommonEventData(want));
+    };
+    if (before.screenOn != after.screenOn) {
+        publish(after.screenOn ? CommonEventSupport::COMMON_EVENT_SCREEN_ON
+                               : CommonEventSupport::COMMON_EVENT_SCREEN_OFF);
+    }
+    if (!before.batteryLow && after.batteryLow) {
+        publish(CommonEventSupport::COMMON_EVENT_BATTERY_LOW);
+    }
+}
+
+void SimulatedDevice::RegisterAbilities(const DeviceState& state)
+{
+    for (Ability& ability : abilities_) {
+        const bool isPresent = ability.isPresent(state);
+        if (isPresent == ability.isRegistered) {
+            continue;
+        }
+        ability.isRegistered = isPresent;
+        if (isPresent) {
+            registry_->AddSystemAbility(ability.id, ability.object);
+        } else {
+            registry_->RemoveSystemAbility(ability.id);
+        }
+        QuviewDFX::LogInfo(LABEL, "ability %{public}d %{public}s: %{public}s", ability.id, AbilityName(ability.id),
+                           isPresent ? "simulated" : "removed");
+    }
+}
+
+}  // namespace Vexo::Simulated

@@ -1,0 +1,219 @@
+#include "backends/simulated/simulated_hotspot.h"
+
+#include <sys/random.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <utility>
+
+#include "platform/dfx/log.h"
+
+namespace Vexo::Simulated {
+namespace {
+
+using std::chrono::steady_clock;
+
+constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "SimulatedHotspot"};
+constexpr size_t MAX_SSID_BYTES = 32;
+constexpr size_t SSID_ID_DIGITS = 4;
+constexpr size_t GENERATED_KEY_LENGTH = 16;
+
+// "phone-7f3a". A long name is cut between characters, not within one.
+std::string MakeDefaultSsid(std::string name, const std::string& networkId)
+{
+    const std::string suffix = "-" + networkId.substr(0, SSID_ID_DIGITS);
+    size_t length = std::min(name.size(), MAX_SSID_BYTES - suffix.size());
+    while (length > 0 && length < name.size() && (static_cast<unsigned char>(name[length]) & 0xC0U) == 0x80U) {
+        --length;
+    }
+    name.resize(length);
+    return name + suffix;
+}
+
+// 80 random bits from 32 characters that nobody mistakes for one another.
+std::string GenerateKey()
+{
+    constexpr std::string_view ALPHABET = "abcdefghijkmnpqrstuvwxyz23456789";
+    static_assert(ALPHABET.size() == 32);
+    std::array<unsigned char, GENERATED_KEY_LENGTH> bytes{};
+    ssize_t filled = -1;
+    do {
+        filled = ::getrandom(bytes.data(), bytes.size(), 0);
+    } while (filled < 0 && errno == EINTR);
+    if (filled != static_cast<ssize_t>(bytes.size())) {
+        QuviewDFX::LogError(LABEL, "the kernel gives no random bytes for a hotspot key");
+        std::abort();
+    }
+    std::string key;
+    for (const unsigned char byte : bytes) {
+        key += ALPHABET[byte % ALPHABET.size()];
+    }
+    return key;
+}
+
+Wifi::KeyMgmt KeyMgmtOf(HotspotSecurity security)
+{
+    switch (security) {
+        case HotspotSecurity::OPEN:
+            return Wifi::KeyMgmt::NONE;
+        case HotspotSecurity::WPA2:
+            return Wifi::KeyMgmt::WPA2_PSK;
+        case HotspotSecurity::WPA3:
+            break;
+    }
+    return Wifi::KeyMgmt::SAE;
+}
+
+}  // namespace
+
+SimulatedHotspot::SimulatedHotspot(std::shared_ptr<LiveState> live, Air air, std::string deviceName)
+    : live_(std::move(live)),
+      air_(std::move(air)),
+      defaultSsid_(MakeDefaultSsid(std::move(deviceName), air_.NetworkId())),
+      generatedKey_(GenerateKey())
+{
+}
+
+int32_t SimulatedHotspot::IsHotspotActive(bool& isActive)
+{
+    if (const int32_t fault = live_->ApplyFault(PlatformCall::HOTSPOT_IS_ACTIVE, Wifi::WIFI_NO_ANSWER); fault != 0) {
+        return fault;
+    }
+    MutexLock lock(mutex_);
+    isActive = active_;
+    return Wifi::WIFI_OK;
+}
+
+int32_t SimulatedHotspot::EnableHotspot(Wifi::ServiceType type)
+{
+    if (const int32_t fault = live_->ApplyFault(PlatformCall::HOTSPOT_ENABLE, Wifi::WIFI_NO_ANSWER); fault != 0) {
+        return fault;
+    }
+    if (type != Wifi::ServiceType::DEFAULT) {
+        return Wifi::WIFI_NOT_SUPPORTED;
+    }
+    if (!live_->Get()->wifiEnabled) {
+        return Wifi::WIFI_DISABLED;
+    }
+    SetActive(true);
+    return Wifi::WIFI_OK;
+}
+
+int32_t SimulatedHotspot::DisableHotspot(Wifi::ServiceType type)
+{
+    if (const int32_t fault = live_->ApplyFault(PlatformCall::HOTSPOT_DISABLE, Wifi::WIFI_NO_ANSWER); fault != 0) {
+        return fault;
+    }
+    if (type != Wifi::ServiceType::DEFAULT) {
+        return Wifi::WIFI_NOT_SUPPORTED;
+    }
+    SetActive(false);
+    return Wifi::WIFI_OK;
+}
+
+int32_t SimulatedHotspot::GetHotspotConfig(Wifi::HotspotConfig& config)
+{
+    if (const int32_t fault = live_->ApplyFault(PlatformCall::HOTSPOT_GET_CONFIG, Wifi::WIFI_NO_ANSWER); fault != 0) {
+        return fault;
+    }
+    const Settings settings = CurrentSettings();
+    config.SetSsid(settings.ssid);
+    config.SetPreSharedKey(settings.key);
+    config.SetSecurityType(KeyMgmtOf(settings.security));
+    return Wifi::WIFI_OK;
+}
+
+SimulatedHotspot::Settings SimulatedHotspot::CurrentSettings() const
+{
+    const std::shared_ptr<const DeviceState> state = live_->Get();
+    Settings settings;
+    settings.ssid = state->hotspotSsid.empty() ? defaultSsid_ : state->hotspotSsid;
+    settings.security = state->hotspotSecurity;
+    if (settings.security != HotspotSecurity::OPEN) {
+        settings.key = state->hotspotKey.empty() ? generatedKey_ : state->hotspotKey;
+    }
+    return settings;
+}
+
+void SimulatedHotspot::SetActive(bool active)
+{
+    const std::chrono::milliseconds start = live_->Get()->hotspotStartTime;
+    const sptr<SimulatedHotspot> self(this);
+    MutexLock lock(mutex_);
+    if (stopped_ || active == active_) {
+        return;
+    }
+    active_ = active;
+    Tasks::CancelTimer(std::exchange(timer_, 0));
+    if (active && start.count() > 0) {
+        visibleFrom_ = steady_clock::now() + start;
+        timer_ = Tasks::RunAfter(start, [self] { self->OnStateChanged(); });
+        return;
+    }
+    visibleFrom_ = steady_clock::now();
+    strand_.Post([self] { self->Refresh(); });
+}
+
+void SimulatedHotspot::OnStateChanged()
+{
+    const std::shared_ptr<const DeviceState> state = live_->Get();
+    if (!state->wifiEnabled || !state->hotspotPresent) {
+        SetActive(false);
+    }
+    strand_.Post([self = sptr<SimulatedHotspot>(this)] { self->Refresh(); });
+}
+
+AirRecord SimulatedHotspot::MakeRecord()
+{
+    const Settings settings = CurrentSettings();
+    if (settings != proven_) {
+        proven_ = settings;
+        proof_ = settings.security == HotspotSecurity::OPEN ? "" : MakeKeyProof(settings.ssid, settings.key);
+    }
+    return {settings.ssid, air_.Bssid(), settings.security, proof_, AIR_ADDRESS_RANGE};
+}
+
+void SimulatedHotspot::Refresh()
+{
+    bool wanted = false;
+    {
+        MutexLock lock(mutex_);
+        wanted = active_ && visibleFrom_ <= steady_clock::now();
+    }
+    std::optional<AirRecord> record;
+    if (wanted) {
+        record = MakeRecord();
+    }
+    if (record == published_) {
+        return;
+    }
+    published_ = record;
+    if (!record) {
+        air_.Withdraw();
+        QuviewDFX::LogInfo(LABEL, "hotspot off");
+        return;
+    }
+    if (const Result<void> written = air_.Publish(*record); !written) {
+        QuviewDFX::LogError(LABEL, "the hotspot does not come up: %{public}s", written.Message());
+        air_.Withdraw();
+        published_.reset();
+        SetActive(false);
+        return;
+    }
+    QuviewDFX::LogInfo(LABEL, "hotspot on: \"%{public}s\" (%{public}s)", record->ssid, SecurityName(record->security));
+}
+
+void SimulatedHotspot::Stop()
+{
+    {
+        MutexLock lock(mutex_);
+        stopped_ = true;
+        active_ = false;
+        Tasks::CancelTimer(std::exchange(timer_, 0));
+    }
+    strand_.Post([self = sptr<SimulatedHotspot>(this)] { self->Refresh(); });
+    strand_.Drain();
+}
+
+}  // namespace Vexo::Simulated

@@ -1,0 +1,72 @@
+// SimulatedHotspot: the access point of a simulated device (ability 1121). On means: this device has a record in the
+// air. Any thread may call it; the air is written on a strand of its own, so that no call waits for the disk.
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "backends/simulated/air.h"
+#include "backends/simulated/live_state.h"
+#include "platform/base/mutex.h"
+#include "platform/ipc/iremote_object.h"
+#include "platform/tasks/elastic_pool.h"
+#include "platform/tasks/timers.h"
+#include "platform/wifi/wifi_hotspot.h"
+
+namespace Vexo::Simulated {
+
+class SimulatedHotspot : public IPCObjectStub, public Wifi::WifiHotspot {
+public:
+    // A key is generated now and used while the state names none. Stop() must be called before the last reference goes.
+    SimulatedHotspot(std::shared_ptr<LiveState> live, Air air, std::string deviceName);
+
+    // True from the moment EnableHotspot accepted, though the record may still be on its way.
+    int32_t IsHotspotActive(bool& isActive) override;
+    // WIFI_DISABLED while Wi-Fi is switched off. Enabling an active hotspot changes nothing.
+    int32_t EnableHotspot(Wifi::ServiceType type) override;
+    int32_t DisableHotspot(Wifi::ServiceType type) override;
+    // Also while the hotspot is off.
+    int32_t GetHotspotConfig(Wifi::HotspotConfig& config) override;
+
+    // On or off, whatever faults the calls have.
+    void SetActive(bool active);
+    // To be called after the live state changed: the air follows.
+    void OnStateChanged();
+    // Off for good; returns when the record is out of the air.
+    void Stop();
+
+private:
+    struct Settings {
+        std::string ssid;
+        std::string key;  // secret; empty when open
+        HotspotSecurity security = HotspotSecurity::WPA2;
+        bool operator==(const Settings&) const = default;
+    };
+
+    Settings CurrentSettings() const;
+    AirRecord MakeRecord();
+    // Brings the air in line with what is wanted; on strand_ only.
+    void Refresh();
+
+    const std::shared_ptr<LiveState> live_;
+    const Air air_;
+    const std::string defaultSsid_;
+    const std::string generatedKey_;
+
+    Mutex mutex_;
+    bool active_ GUARDED_BY(mutex_) = false;
+    bool stopped_ GUARDED_BY(mutex_) = false;
+    std::chrono::steady_clock::time_point visibleFrom_ GUARDED_BY(mutex_);
+    Tasks::TimerId timer_ GUARDED_BY(mutex_) = 0;
+
+    // Touched on strand_ only.
+    std::optional<AirRecord> published_;
+    Settings proven_;  // what proof_ was made of; making one is slow
+    std::string proof_;
+
+    Tasks::Strand strand_;  // own synchronisation
+};
+
+}  // namespace Vexo::Simulated

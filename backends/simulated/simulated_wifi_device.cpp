@@ -1,0 +1,347 @@
+#include "backends/simulated/simulated_wifi_device.h"
+
+#include <algorithm>
+#include <array>
+#include <string_view>
+#include <utility>
+
+#include "platform/dfx/log.h"
+#include "platform/events/common_event_support.h"
+
+namespace Vexo::Simulated {
+namespace {
+
+using std::chrono::steady_clock;
+using Wifi::WifiDeviceConfig;
+using Wifi::WifiLinkInfo;
+using Wifi::WifiLinkState;
+
+constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "SimulatedWifi"};
+constexpr size_t MAX_SSID_BYTES = 32;
+constexpr size_t MIN_KEY_BYTES = 8;
+constexpr size_t MAX_KEY_BYTES = 63;
+
+int32_t Validate(const WifiDeviceConfig& config)
+{
+    if (config.ssid.empty() || config.ssid.size() > MAX_SSID_BYTES) {
+        return Wifi::WIFI_INVALID_CONFIG;
+    }
+    const bool isKey = config.preSharedKey.size() >= MIN_KEY_BYTES && config.preSharedKey.size() <= MAX_KEY_BYTES;
+    if (config.keyMgmt == "WPA-PSK") {
+        return isKey ? Wifi::WIFI_OK : Wifi::WIFI_INVALID_CONFIG;
+    }
+    if (config.keyMgmt == "NONE") {
+        return config.preSharedKey.empty() ? Wifi::WIFI_OK : Wifi::WIFI_INVALID_CONFIG;
+    }
+    if (config.keyMgmt.empty()) {
+        return isKey || config.preSharedKey.empty() ? Wifi::WIFI_OK : Wifi::WIFI_INVALID_CONFIG;
+    }
+    return config.keyMgmt == "WPA-EAP" ? Wifi::WIFI_OK : Wifi::WIFI_NOT_SUPPORTED;
+}
+
+bool AllowsSecurity(const std::string& keyMgmt, HotspotSecurity security)
+{
+    return keyMgmt.empty() || (keyMgmt == "NONE" && security == HotspotSecurity::OPEN) ||
+           (keyMgmt == "WPA-PSK" && security == HotspotSecurity::WPA2);
+}
+
+bool IsSameNetwork(const WifiDeviceConfig& one, const WifiDeviceConfig& other)
+{
+    return one.ssid == other.ssid && one.keyMgmt == other.keyMgmt;
+}
+
+bool IsLooking(WifiLinkState state)
+{
+    return state == WifiLinkState::CONNECTING || state == WifiLinkState::CONNECTED;
+}
+
+EventFwk::NetConnState EventCodeOf(WifiLinkState state)
+{
+    switch (state) {
+        case WifiLinkState::CONNECTED:
+            return EventFwk::NetConnState::CONNECTED;
+        case WifiLinkState::FAILED:
+            return EventFwk::NetConnState::FAILED;
+        default:
+            return EventFwk::NetConnState::DISCONNECTED;
+    }
+}
+
+}  // namespace
+
+SimulatedWifiDevice::SimulatedWifiDevice(std::shared_ptr<LiveState> live, Air air,
+                                         sptr<EventFwk::ICommonEventService> events,
+                                         std::chrono::milliseconds searchLimit)
+    : live_(std::move(live)), air_(std::move(air)), events_(std::move(events)), searchLimit_(searchLimit)
+{
+}
+
+int32_t SimulatedWifiDevice::GetDeviceConfigs(std::vector<WifiDeviceConfig>& configs, bool isCandidate)
+{
+    if (const int32_t fault = live_->ApplyFault(PlatformCall::WIFI_GET_CONFIGS, Wifi::WIFI_NO_ANSWER); fault != 0) {
+        return fault;
+    }
+    MutexLock lock(mutex_);
+    configs.clear();
+    for (const StoredConfig& stored : configs_) {
+        if (!isCandidate || stored.isCandidate) {
+            configs.push_back(stored.config);
+        }
+    }
+    return Wifi::WIFI_OK;
+}
+
+int32_t SimulatedWifiDevice::AddDeviceConfig(const WifiDeviceConfig& config, int& networkId, bool isCandidate)
+{
+    if (const int32_t fault = live_->ApplyFault(PlatformCall::WIFI_ADD_CONFIG, Wifi::WIFI_NO_ANSWER); fault != 0) {
+        return fault;
+    }
+    if (const int32_t invalid = Validate(config); invalid != Wifi::WIFI_OK) {
+        return invalid;
+    }
+    MutexLock lock(mutex_);
+    auto it = std::find_if(configs_.begin(), configs_.end(),
+                           [&](const StoredConfig& stored) { return IsSameNetwork(stored.config, config); });
+    if (it == configs_.end()) {
+        it = configs_.insert(configs_.end(), StoredConfig{});
+    }
+    it->config = config;
+    it->config.networkId = static_cast<int>(it - configs_.begin());
+    it->isCandidate = isCandidate;
+    networkId = it->config.networkId;
+    return Wifi::WIFI_OK;
+}
+
+int32_t SimulatedWifiDevice::ConnectToDevice(const WifiDeviceConfig& config)
+{
+    if (const int32_t fault = live_->ApplyFault(PlatformCall::WIFI_CONNECT, Wifi::WIFI_NO_ANSWER); fault != 0) {
+        return fault;
+    }
+    if (!live_->Get()->wifiEnabled) {
+        return Wifi::WIFI_DISABLED;
+    }
+    {
+        MutexLock lock(mutex_);
+        WifiDeviceConfig wanted = config;
+        if (config.ssid.empty() && config.networkId >= 0 && static_cast<size_t>(config.networkId) < configs_.size()) {
+            wanted = configs_[static_cast<size_t>(config.networkId)].config;
+        }
+        if (const int32_t invalid = Validate(wanted); invalid != Wifi::WIFI_OK) {
+            return invalid;
+        }
+        if (stopped_) {
+            return Wifi::WIFI_FAILED;
+        }
+        wanted_ = std::move(wanted);
+        info_ = {WifiLinkState::CONNECTING, info_.attempt + 1, wanted_.ssid, "", ""};
+        deadline_ = steady_clock::now() + searchLimit_;
+        changed_.NotifyAll();
+    }
+    if (!PostLook()) {
+        MutexLock lock(mutex_);
+        info_.state = WifiLinkState::FAILED;
+        info_.reason = "too much work waits on this device";
+        changed_.NotifyAll();
+        return Wifi::WIFI_FAILED;
+    }
+    return Wifi::WIFI_OK;
+}
+
+WifiLinkInfo SimulatedWifiDevice::GetLinkInfo()
+{
+    MutexLock lock(mutex_);
+    return info_;
+}
+
+WifiLinkInfo SimulatedWifiDevice::WaitForChange(const WifiLinkInfo& known, std::chrono::milliseconds limit)
+{
+    const auto deadline = steady_clock::now() + limit;
+    MutexLock lock(mutex_);
+    while (!stopped_ && info_.state == known.state && info_.attempt == known.attempt) {
+        if (!changed_.WaitUntil(mutex_, deadline)) {
+            break;
+        }
+    }
+    return info_;
+}
+
+void SimulatedWifiDevice::OnStateChanged()
+{
+    PostLook();
+}
+
+void SimulatedWifiDevice::Stop()
+{
+    {
+        MutexLock lock(mutex_);
+        stopped_ = true;
+        changed_.NotifyAll();
+    }
+    PostLook();
+    strand_.Drain();
+}
+
+bool SimulatedWifiDevice::PostLook()
+{
+    return strand_.Post([self = sptr<SimulatedWifiDevice>(this)] { self->Look(); });
+}
+
+void SimulatedWifiDevice::Look()
+{
+    WifiLinkInfo info;
+    WifiDeviceConfig wanted;
+    steady_clock::time_point deadline;
+    {
+        MutexLock lock(mutex_);
+        if (!stopped_) {
+            info = info_;
+            wanted = wanted_;
+            deadline = deadline_;
+        }
+    }
+    if (!IsLooking(info.state)) {
+        StopLooking();
+        return;
+    }
+    const WifiLinkState ended =
+        info.state == WifiLinkState::CONNECTED ? WifiLinkState::DISCONNECTED : WifiLinkState::FAILED;
+    const std::shared_ptr<const DeviceState> state = live_->Get();
+    if (!state->wifiEnabled || !state->stationPresent) {
+        End(info.attempt, ended, state->stationPresent ? "Wi-Fi is switched off" : "this device has no Wi-Fi any more",
+            "");
+        return;
+    }
+    if (!StartWatching()) {
+        End(info.attempt, ended, "the air cannot be watched", "");
+        return;
+    }
+    const Sighting sighting = Sight(wanted);
+    if (info.state == WifiLinkState::CONNECTING) {
+        LookWhileConnecting(info.attempt, deadline, sighting);
+    } else if (!sighting.matches) {
+        End(info.attempt, ended, sighting.visible ? sighting.reason : "the hotspot is gone", "");
+    }
+}
+
+void SimulatedWifiDevice::LookWhileConnecting(uint32_t attempt, steady_clock::time_point deadline,
+                                              const Sighting& sighting)
+{
+    const auto now = steady_clock::now();
+    if (!sighting.visible && now < deadline) {
+        joiningAttempt_ = 0;
+        LookAgainAt(deadline);
+        return;
+    }
+    if (sighting.visible && joiningAttempt_ != attempt) {
+        joiningAttempt_ = attempt;
+        joinedAt_ = now + live_->Get()->joinTime;
+    }
+    if (sighting.visible && now < joinedAt_) {
+        LookAgainAt(joinedAt_);
+        return;
+    }
+    End(attempt, sighting.matches ? WifiLinkState::CONNECTED : WifiLinkState::FAILED, sighting.reason, sighting.bssid);
+}
+
+SimulatedWifiDevice::Sighting SimulatedWifiDevice::Sight(const WifiDeviceConfig& wanted)
+{
+    Sighting sighting;
+    sighting.reason = "no hotspot called \"" + wanted.ssid + "\" is visible";
+    for (const AirRecord& record : air_.Look()) {
+        if (record.ssid != wanted.ssid) {
+            continue;
+        }
+        const std::string mismatch = MismatchOf(wanted, record);
+        if (mismatch.empty()) {
+            return {true, true, record.bssid, ""};
+        }
+        sighting = {true, false, record.bssid, mismatch};
+    }
+    return sighting;
+}
+
+std::string SimulatedWifiDevice::MismatchOf(const WifiDeviceConfig& wanted, const AirRecord& record)
+{
+    if (!AllowsSecurity(wanted.keyMgmt, record.security)) {
+        return "security differs: the hotspot uses " + std::string(SecurityName(record.security)) +
+               ", the configuration says " + wanted.keyMgmt;
+    }
+    if (record.security == HotspotSecurity::OPEN) {
+        return "";
+    }
+    if (wanted.preSharedKey.empty()) {
+        return "the hotspot needs a key";
+    }
+    if (provenSsid_ != wanted.ssid || provenKey_ != wanted.preSharedKey) {
+        provenSsid_ = wanted.ssid;
+        provenKey_ = wanted.preSharedKey;
+        proof_ = MakeKeyProof(wanted.ssid, wanted.preSharedKey);
+    }
+    return proof_ == record.keyProof ? "" : "wrong key";
+}
+
+void SimulatedWifiDevice::LookAgainAt(steady_clock::time_point time)
+{
+    Tasks::CancelTimer(timer_);
+    const auto delay = std::chrono::ceil<std::chrono::microseconds>(time - steady_clock::now());
+    timer_ = Tasks::RunAfter(std::max(delay, std::chrono::microseconds(0)),
+                             [self = sptr<SimulatedWifiDevice>(this)] { self->PostLook(); });
+}
+
+bool SimulatedWifiDevice::StartWatching()
+{
+    if (watcher_) {
+        return true;
+    }
+    // The reference that the watcher holds ends in StopLooking, at the latest from Stop().
+    Result<std::unique_ptr<FolderWatcher>> watcher = FolderWatcher::Start(
+        air_.Folder(), [self = sptr<SimulatedWifiDevice>(this)](const std::string&) { self->PostLook(); });
+    if (!watcher) {
+        QuviewDFX::LogError(LABEL, "cannot watch the air: %{public}s", watcher.Message());
+        return false;
+    }
+    watcher_ = std::move(watcher.Value());
+    return true;
+}
+
+void SimulatedWifiDevice::StopLooking()
+{
+    Tasks::CancelTimer(std::exchange(timer_, 0));
+    watcher_.reset();
+    joiningAttempt_ = 0;
+}
+
+void SimulatedWifiDevice::End(uint32_t attempt, WifiLinkState state, const std::string& reason,
+                              const std::string& bssid)
+{
+    std::string ssid;
+    {
+        MutexLock lock(mutex_);
+        if (stopped_ || info_.attempt != attempt) {
+            return;
+        }
+        info_.state = state;
+        info_.reason = reason;
+        info_.address = state == WifiLinkState::CONNECTED ? air_.StationAddress() : "";
+        ssid = info_.ssid;
+        for (StoredConfig& stored : configs_) {
+            if (state == WifiLinkState::CONNECTED && IsSameNetwork(stored.config, wanted_)) {
+                stored.config.bssid = bssid;
+            }
+        }
+        changed_.NotifyAll();
+    }
+    if (state == WifiLinkState::CONNECTED) {
+        QuviewDFX::LogInfo(LABEL, "connected to \"%{public}s\"", ssid);
+        Tasks::CancelTimer(std::exchange(timer_, 0));
+    } else {
+        QuviewDFX::LogInfo(LABEL, "not connected to \"%{public}s\": %{public}s", ssid, reason);
+        StopLooking();
+    }
+    EventFwk::Want want;
+    want.SetAction(EventFwk::CommonEventSupport::COMMON_EVENT_CONNECTIVITY_CHANGE)
+        .SetParam(EventFwk::CommonEventSupport::NET_TYPE_PARAMETER, static_cast<int32_t>(EventFwk::NetType::WIFI));
+    events_->PublishCommonEvent(EventFwk::CommonEventData(want, static_cast<int32_t>(EventCodeOf(state))));
+}
+
+}  // namespace Vexo::Simulated

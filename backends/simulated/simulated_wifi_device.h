@@ -1,0 +1,99 @@
+// SimulatedWifiDevice: the station of a simulated device (ability 1120). An attempt to connect looks for the hotspot in
+// the air until it is there and compares security and key; a connection lasts as long as the hotspot's record does.
+// While it looks or is connected a watcher of the air folder tells of changes, so nothing polls. Any thread may call
+// it; looking runs on a strand of its own. Each end of an attempt and of a connection publishes a connectivity event of
+// type WIFI: CONNECTED, FAILED or DISCONNECTED. An attempt that a newer one replaced ends silently.
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "backends/simulated/air.h"
+#include "backends/simulated/live_state.h"
+#include "platform/base/folder_watcher.h"
+#include "platform/base/mutex.h"
+#include "platform/events/common_event_manager.h"
+#include "platform/ipc/iremote_object.h"
+#include "platform/tasks/elastic_pool.h"
+#include "platform/tasks/timers.h"
+#include "platform/wifi/wifi_device.h"
+
+namespace Vexo::Simulated {
+
+// How long an attempt looks for a hotspot that is not there.
+inline constexpr std::chrono::seconds SEARCH_LIMIT{5};
+
+class SimulatedWifiDevice : public IPCObjectStub, public Wifi::WifiDevice {
+public:
+    // events: where connectivity events are published. Stop() must be called before the last reference goes.
+    SimulatedWifiDevice(std::shared_ptr<LiveState> live, Air air, sptr<EventFwk::ICommonEventService> events,
+                        std::chrono::milliseconds searchLimit = SEARCH_LIMIT);
+
+    int32_t GetDeviceConfigs(std::vector<Wifi::WifiDeviceConfig>& configs, bool isCandidate) override;
+    // Ids count from 0; a configuration with the SSID and key management of a stored one replaces it and keeps its id.
+    int32_t AddDeviceConfig(const Wifi::WifiDeviceConfig& config, int& networkId, bool isCandidate) override;
+    // With an empty SSID, the stored configuration of config.networkId is meant.
+    int32_t ConnectToDevice(const Wifi::WifiDeviceConfig& config) override;
+
+    Wifi::WifiLinkInfo GetLinkInfo() override;
+    // Returns at once when the device has stopped.
+    Wifi::WifiLinkInfo WaitForChange(const Wifi::WifiLinkInfo& known, std::chrono::milliseconds limit) override;
+
+    // To be called after the live state changed: Wi-Fi that is off or gone ends attempt and connection.
+    void OnStateChanged();
+    // Ends attempt, connection and waits, silently; returns when nothing of it runs any more.
+    void Stop();
+
+private:
+    struct StoredConfig {
+        Wifi::WifiDeviceConfig config;
+        bool isCandidate = false;
+    };
+    struct Sighting {
+        bool visible = false;
+        bool matches = false;
+        std::string bssid;
+        std::string reason;  // why it does not match
+    };
+
+    bool PostLook();
+    // Looks into the air and moves the link on; these run on strand_ only.
+    void Look();
+    void LookWhileConnecting(uint32_t attempt, std::chrono::steady_clock::time_point deadline,
+                             const Sighting& sighting);
+    Sighting Sight(const Wifi::WifiDeviceConfig& wanted);
+    std::string MismatchOf(const Wifi::WifiDeviceConfig& wanted, const AirRecord& record);
+    void LookAgainAt(std::chrono::steady_clock::time_point time);
+    void StopLooking();
+    bool StartWatching();
+    // Ends attempt or connection in this state, unless a newer attempt has begun.
+    void End(uint32_t attempt, Wifi::WifiLinkState state, const std::string& reason, const std::string& bssid);
+
+    const std::shared_ptr<LiveState> live_;
+    const Air air_;
+    const sptr<EventFwk::ICommonEventService> events_;
+    const std::chrono::milliseconds searchLimit_;
+
+    Mutex mutex_;
+    CondVar changed_;
+    std::vector<StoredConfig> configs_ GUARDED_BY(mutex_);
+    Wifi::WifiLinkInfo info_ GUARDED_BY(mutex_);
+    Wifi::WifiDeviceConfig wanted_ GUARDED_BY(mutex_);  // of the current attempt or connection
+    std::chrono::steady_clock::time_point deadline_ GUARDED_BY(mutex_);
+    bool stopped_ GUARDED_BY(mutex_) = false;
+
+    // Touched on strand_ only.
+    std::unique_ptr<FolderWatcher> watcher_;
+    Tasks::TimerId timer_ = 0;
+    uint32_t joiningAttempt_ = 0;  // the attempt that joinedAt_ belongs to
+    std::chrono::steady_clock::time_point joinedAt_;
+    std::string provenSsid_;  // what proof_ was made of; making one is slow
+    std::string provenKey_;
+    std::string proof_;
+
+    Tasks::Strand strand_;  // own synchronisation
+};
+
+}  // namespace Vexo::Simulated
