@@ -1,6 +1,6 @@
 // ISystemAbilityManager: the one registry of this device's abilities, and SystemAbilityManagerClient, the way to it. A
-// backend registers what the machine has; everyone else looks it up here, each time. Any thread; nothing blocks unless said.
-// The manager that the host installs: platform/ability/system_ability_manager.h.
+// backend registers what the machine has; everyone else looks it up here, each time. Any thread; nothing blocks unless
+// said. The manager that the host installs: platform/ability/system_ability_manager.h.
 #pragma once
 
 #include <cstdint>
@@ -16,6 +16,7 @@ enum SystemAbilityManagerResult : int32_t {
     ERR_INVALID_ARGUMENT = 22,
     ERR_NOT_FOUND = 2,
     ERR_NOT_ON_DEMAND = 3,  // this ability is not loaded or unloaded on demand
+    ERR_NOT_STARTED = 4,    // its library or its start failed, it did not start in time, or nothing is loaded any more
 };
 
 class ISystemAbilityManager : public virtual RefBase {
@@ -25,15 +26,19 @@ public:
     // Registers or replaces; status listeners hear of an id that was not there before.
     virtual int32_t AddSystemAbility(int32_t systemAbilityId, const sptr<IRemoteObject>& ability) = 0;
     virtual int32_t RemoveSystemAbility(int32_t systemAbilityId) = 0;
-    // The listener hears of every later arrival and departure of that id, and at once (on a platform thread) when it is present.
+    // The listener hears of every later arrival and departure of that id, and at once (on a platform thread) when it is
+    // present. Subscribing twice to the same id is no error and changes nothing. The manager holds the listener until
+    // it unsubscribes.
     virtual int32_t SubscribeSystemAbility(int32_t systemAbilityId,
                                            const sptr<ISystemAbilityStatusChange>& listener) = 0;
+    // What had not been delivered is dropped; a call that runs at that moment goes on.
     virtual int32_t UnSubscribeSystemAbility(int32_t systemAbilityId,
                                              const sptr<ISystemAbilityStatusChange>& listener) = 0;
-    // Blocks until the on-demand ability runs (ERR_OK) or could not be started within 5 s. Not on an IPC worker's behalf only:
-    // loading itself happens on the platform's loading thread.
+    // Blocks until the on-demand ability runs (ERR_OK) or could not be started within 5 s (ERR_NOT_STARTED). Loading
+    // itself happens on the platform's loading thread, whoever asks.
     virtual int32_t LoadSystemAbility(int32_t systemAbilityId) = 0;
-    // Accepts and returns; the ability stops once its transactions have ended. A request that comes meanwhile starts it again.
+    // Accepts and returns; the ability stops once its transactions have ended. A request that comes meanwhile starts it
+    // again.
     virtual int32_t UnloadSystemAbility(int32_t systemAbilityId) = 0;
     // Tells the listeners of a present ability that it was added, again: it has news for them.
     virtual int32_t AnnounceSystemAbility(int32_t systemAbilityId) = 0;

@@ -1,6 +1,10 @@
-// SystemAbilityManager: the registry of one daemon, with on-demand loading and unloading. The host makes it, tells it which
-// abilities are loaded on demand and how, installs it with SystemAbilityManagerClient and routes IPC requests through Dispatch.
-// Any thread. Loading and stopping run on a thread of the manager's own, never on the caller's.
+// SystemAbilityManager: the registry of one daemon, with on-demand loading and unloading. The host makes it, tells it
+// which abilities are loaded on demand and how, installs it with SystemAbilityManagerClient and routes IPC requests
+// through Dispatch. Any thread. Loading and stopping run on a thread of the manager's own, never on the caller's, one
+// after the other: OnStart and OnStop must not wait for another on-demand ability. Life of such an ability:
+//   NOT_LOADED --request or load--> LOADING --OnStart published--> LOADED --unload--> UNLOADING --OnStop--> NOT_LOADED
+// A request waits while it loads and while it unloads; a failed start fails those that wait, and the next request tries
+// again.
 #pragma once
 
 #include <chrono>
@@ -27,8 +31,9 @@ public:
 
     void AddOnDemandAbility(int32_t systemAbilityId, Loader loader);
 
-    // Runs one request against the ability it names: loads an on-demand one first, waiting at most ABILITY_LOAD_LIMIT, and
-    // counts the transaction so that unloading waits for it. Returns OnRemoteRequest's result or an IpcStatus.
+    // Runs one request on the calling thread against the ability it names: loads an on-demand one first, waiting at
+    // most ABILITY_LOAD_LIMIT, and counts the transaction so that unloading waits for it. Returns OnRemoteRequest's
+    // result, IPC_UNKNOWN_ABILITY (also for an object that takes no requests) or IPC_ABILITY_UNAVAILABLE.
     int32_t Dispatch(const Ipc::IpcHeader& request, MessageParcel& data, MessageParcel& reply);
 
     std::vector<int32_t> ListSystemAbilities() const;  // registered now, ascending

@@ -1,5 +1,5 @@
-// SystemAbilityStatusChangeStub: hears of abilities that appear and disappear. Called on a thread of the platform, in order
-// for one listener, never on the thread that registered or subscribed and under no lock.
+// SystemAbilityStatusChangeStub: hears of abilities that appear and disappear. Called on a thread of the platform, in
+// order for one listener, never on the thread that registered or subscribed and under no lock.
 #pragma once
 
 #include <cstdint>

@@ -1,0 +1,111 @@
+#include "platform/ability/system_ability.h"
+
+#include <exception>
+#include <map>
+
+#include "platform/ability/iservice_registry.h"
+#include "platform/base/mutex.h"
+#include "platform/dfx/log.h"
+
+namespace Vexo {
+namespace {
+
+constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Ability"};
+
+struct RegisteredAbilities {
+    Mutex mutex;
+    std::map<int32_t, SystemAbility*> byId GUARDED_BY(mutex);
+};
+
+RegisteredAbilities& Registered()
+{
+    static RegisteredAbilities registered;
+    return registered;
+}
+
+// Runs a step of the ability's own code. False when it let an exception out.
+template <typename Step>
+bool Guarded(int32_t id, const char* name, Step step)
+{
+    try {
+        step();
+        return true;
+    } catch (const std::exception& failure) {
+        QuviewDFX::LogError(LABEL, "%{public}s of ability %{public}d let an exception out: %{public}s", name, id,
+                            failure.what());
+    } catch (...) {
+        QuviewDFX::LogError(LABEL, "%{public}s of ability %{public}d let an exception out", name, id);
+    }
+    return false;
+}
+
+}  // namespace
+
+SystemAbility::SystemAbility(int32_t systemAbilityId, bool runOnCreate)
+    : systemAbilityId_(systemAbilityId), runOnCreate_(runOnCreate)
+{
+}
+
+bool SystemAbility::MakeAndRegisterAbility(SystemAbility* ability)
+{
+    if (ability == nullptr) {
+        return false;
+    }
+    RegisteredAbilities& registered = Registered();
+    const MutexLock lock(registered.mutex);
+    if (!registered.byId.emplace(ability->systemAbilityId_, ability).second) {
+        return false;
+    }
+    // It is an object with static storage: without the pin the last sptr to it would delete it.
+    if (const auto* counted = dynamic_cast<RefBase*>(ability)) {
+        counted->IncStrongRef();
+    }
+    return true;
+}
+
+SystemAbility* SystemAbility::FindRegistered(int32_t systemAbilityId)
+{
+    RegisteredAbilities& registered = Registered();
+    const MutexLock lock(registered.mutex);
+    const auto found = registered.byId.find(systemAbilityId);
+    return found == registered.byId.end() ? nullptr : found->second;
+}
+
+bool SystemAbility::Start()
+{
+    published_ = false;
+    const bool started = Guarded(systemAbilityId_, "OnStart", [this] { OnStart(); });
+    if (!started || !published_) {
+        Withdraw();
+        return false;
+    }
+    state_ = SystemAbilityState::ACTIVE;
+    return true;
+}
+
+void SystemAbility::Stop()
+{
+    Guarded(systemAbilityId_, "OnStop", [this] { OnStop(); });
+    Withdraw();
+    state_ = SystemAbilityState::NOT_LOADED;
+}
+
+void SystemAbility::Withdraw()
+{
+    const sptr<ISystemAbilityManager> manager = SystemAbilityManagerClient::GetInstance().GetSystemAbilityManager();
+    if (published_.exchange(false) && manager) {
+        manager->RemoveSystemAbility(systemAbilityId_);
+    }
+}
+
+bool SystemAbility::Publish(const sptr<IRemoteObject>& object)
+{
+    const sptr<ISystemAbilityManager> manager = SystemAbilityManagerClient::GetInstance().GetSystemAbilityManager();
+    if (!manager || !object || manager->AddSystemAbility(systemAbilityId_, object) != ERR_OK) {
+        return false;
+    }
+    published_ = true;
+    return true;
+}
+
+}  // namespace Vexo

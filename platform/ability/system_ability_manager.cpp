@@ -1,0 +1,408 @@
+#include "platform/ability/system_ability_manager.h"
+
+#include <exception>
+#include <map>
+#include <utility>
+
+#include "platform/ability/status_listeners.h"
+#include "platform/base/mutex.h"
+#include "platform/dfx/log.h"
+#include "platform/tasks/elastic_pool.h"
+
+namespace Vexo {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Ability"};
+
+enum class Phase { NOT_LOADED, LOADING, LOADED, UNLOADING };
+
+struct Entry {
+    sptr<IRemoteObject> object;
+    IPCObjectStub* stub = nullptr;  // the same object when it takes requests, else null
+};
+
+struct OnDemand {
+    int32_t id;
+    SystemAbilityManager::Loader loader;  // constant
+    Phase phase = Phase::NOT_LOADED;
+    size_t running = 0;             // transactions
+    size_t waiting = 0;             // callers that want it loaded
+    uint64_t failures = 0;          // starts that failed so far
+    bool unloadWhenLoaded = false;  // the unload came while it was loading
+};
+
+bool RunLoader(const OnDemand& ability)
+{
+    try {
+        return ability.loader();
+    } catch (const std::exception& failure) {
+        QuviewDFX::LogError(LABEL, "loading ability %{public}d failed: %{public}s", ability.id, failure.what());
+    }
+    return false;
+}
+
+}  // namespace
+
+// Shared with the work on the lifecycle strand, which may outlive the manager.
+class SystemAbilityManager::State : public std::enable_shared_from_this<State> {
+public:
+    void AddOnDemand(int32_t id, Loader loader);
+    int32_t Dispatch(const Ipc::IpcHeader& request, MessageParcel& data, MessageParcel& reply);
+    int32_t Load(int32_t id);
+    int32_t Unload(int32_t id);
+    void StopLoading();
+
+    std::vector<int32_t> List();
+    sptr<IRemoteObject> Find(int32_t id);
+    int32_t Add(int32_t id, const sptr<IRemoteObject>& object);
+    int32_t Remove(int32_t id);
+    int32_t Announce(int32_t id);
+    int32_t Subscribe(int32_t id, const sptr<ISystemAbilityStatusChange>& listener);
+    int32_t Unsubscribe(int32_t id, const sptr<ISystemAbilityStatusChange>& listener);
+
+private:
+    // Counts one transaction of an on-demand ability for its life; null for any other ability.
+    class Transaction : public NoCopyable {
+    public:
+        Transaction(State& state, OnDemand* ability) : state_(state), ability_(ability) {}
+        ~Transaction()
+        {
+            if (ability_ != nullptr) {
+                state_.EndTransaction(*ability_);
+            }
+        }
+
+    private:
+        State& state_;
+        OnDemand* const ability_;
+    };
+
+    OnDemand* FindOnDemand(int32_t id) REQUIRES(mutex_);
+    int32_t WhyNotOnDemand(int32_t id) REQUIRES(mutex_);
+    bool AwaitLoaded(OnDemand& ability) REQUIRES(mutex_);
+    bool BeginLoading(OnDemand& ability) REQUIRES(mutex_);
+    void StopWhenIdle(OnDemand& ability) REQUIRES(mutex_);
+    void EndTransaction(OnDemand& ability);
+    // On the lifecycle strand.
+    void RunLoad(OnDemand& ability);
+    void RunStop(OnDemand& ability);
+
+    Tasks::Strand lifecycle_;
+    Mutex mutex_;
+    CondVar phaseChanged_;
+    std::map<int32_t, Entry> registry_ GUARDED_BY(mutex_);
+    std::map<int32_t, OnDemand> onDemand_ GUARDED_BY(mutex_);  // entries stay where they are
+    StatusListeners listeners_ GUARDED_BY(mutex_);
+    bool loadingStopped_ GUARDED_BY(mutex_) = false;
+};
+
+// ---- On-demand life
+// --------------------------------------------------------------------------------------------------
+
+void SystemAbilityManager::State::AddOnDemand(int32_t id, Loader loader)
+{
+    const MutexLock lock(mutex_);
+    onDemand_.emplace(id, OnDemand{id, std::move(loader)});
+}
+
+OnDemand* SystemAbilityManager::State::FindOnDemand(int32_t id)
+{
+    const auto found = onDemand_.find(id);
+    return found == onDemand_.end() ? nullptr : &found->second;
+}
+
+int32_t SystemAbilityManager::State::WhyNotOnDemand(int32_t id)
+{
+    return registry_.count(id) != 0 ? ERR_NOT_ON_DEMAND : ERR_NOT_FOUND;
+}
+
+int32_t SystemAbilityManager::State::Dispatch(const Ipc::IpcHeader& request, MessageParcel& data, MessageParcel& reply)
+{
+    const auto id = static_cast<int32_t>(request.abilityId);
+    Entry target;
+    OnDemand* ability = nullptr;
+    {
+        const MutexLock lock(mutex_);
+        ability = FindOnDemand(id);
+        if (ability != nullptr && !AwaitLoaded(*ability)) {
+            return IPC_ABILITY_UNAVAILABLE;
+        }
+        const auto found = registry_.find(id);
+        if (found == registry_.end() || found->second.stub == nullptr) {
+            return IPC_UNKNOWN_ABILITY;
+        }
+        target = found->second;
+        if (ability != nullptr) {
+            ++ability->running;
+        }
+    }
+    const Transaction transaction(*this, ability);
+    MessageOption option;
+    return target.stub->OnRemoteRequest(request.code, data, reply, option);
+}
+
+void SystemAbilityManager::State::EndTransaction(OnDemand& ability)
+{
+    const MutexLock lock(mutex_);
+    --ability.running;
+    StopWhenIdle(ability);
+}
+
+bool SystemAbilityManager::State::AwaitLoaded(OnDemand& ability)
+{
+    if (ability.phase == Phase::LOADED) {
+        return true;
+    }
+    const Clock::time_point deadline = Clock::now() + ABILITY_LOAD_LIMIT;
+    const uint64_t failuresBefore = ability.failures;
+    bool inTime = true;
+    ++ability.waiting;
+    while (ability.phase != Phase::LOADED && inTime && ability.failures == failuresBefore) {
+        if (loadingStopped_ && ability.phase != Phase::LOADING) {
+            break;
+        }
+        if (ability.phase == Phase::NOT_LOADED && !BeginLoading(ability)) {
+            break;
+        }
+        inTime = phaseChanged_.WaitUntil(mutex_, deadline);
+    }
+    --ability.waiting;
+    return ability.phase == Phase::LOADED;
+}
+
+bool SystemAbilityManager::State::BeginLoading(OnDemand& ability)
+{
+    ability.phase = Phase::LOADING;
+    ability.unloadWhenLoaded = false;
+    if (!lifecycle_.Post([self = shared_from_this(), &ability] { self->RunLoad(ability); })) {
+        ability.phase = Phase::NOT_LOADED;
+        return false;
+    }
+    return true;
+}
+
+void SystemAbilityManager::State::RunLoad(OnDemand& ability)
+{
+    SystemAbility* object = RunLoader(ability) ? SystemAbility::FindRegistered(ability.id) : nullptr;
+    const bool started = object != nullptr && object->Start();
+    if (!started) {
+        QuviewDFX::LogError(LABEL, "ability %{public}d did not start", ability.id);
+    }
+    const MutexLock lock(mutex_);
+    ability.phase = started ? Phase::LOADED : Phase::NOT_LOADED;
+    ability.failures += started ? 0 : 1;
+    if (started && ability.unloadWhenLoaded && ability.waiting == 0) {
+        ability.phase = Phase::UNLOADING;
+        StopWhenIdle(ability);
+    }
+    phaseChanged_.NotifyAll();
+}
+
+int32_t SystemAbilityManager::State::Load(int32_t id)
+{
+    const MutexLock lock(mutex_);
+    OnDemand* ability = FindOnDemand(id);
+    if (ability == nullptr) {
+        return WhyNotOnDemand(id);
+    }
+    return AwaitLoaded(*ability) ? ERR_OK : ERR_NOT_STARTED;
+}
+
+int32_t SystemAbilityManager::State::Unload(int32_t id)
+{
+    const MutexLock lock(mutex_);
+    OnDemand* ability = FindOnDemand(id);
+    if (ability == nullptr) {
+        return WhyNotOnDemand(id);
+    }
+    if (ability->phase == Phase::LOADING) {
+        ability->unloadWhenLoaded = true;
+    } else if (ability->phase == Phase::LOADED) {
+        ability->phase = Phase::UNLOADING;
+        StopWhenIdle(*ability);
+    }
+    return ERR_OK;
+}
+
+void SystemAbilityManager::State::StopWhenIdle(OnDemand& ability)
+{
+    if (ability.phase != Phase::UNLOADING || ability.running != 0) {
+        return;
+    }
+    if (!lifecycle_.Post([self = shared_from_this(), &ability] { self->RunStop(ability); })) {
+        QuviewDFX::LogError(LABEL, "ability %{public}d stays: too much work waits", ability.id);
+        ability.phase = Phase::LOADED;
+        phaseChanged_.NotifyAll();
+    }
+}
+
+void SystemAbilityManager::State::RunStop(OnDemand& ability)
+{
+    if (SystemAbility* object = SystemAbility::FindRegistered(ability.id)) {
+        object->Stop();
+    }
+    const MutexLock lock(mutex_);
+    ability.phase = Phase::NOT_LOADED;
+    phaseChanged_.NotifyAll();
+}
+
+void SystemAbilityManager::State::StopLoading()
+{
+    const MutexLock lock(mutex_);
+    loadingStopped_ = true;
+    phaseChanged_.NotifyAll();
+}
+
+// ---- Registry
+// --------------------------------------------------------------------------------------------------------
+
+std::vector<int32_t> SystemAbilityManager::State::List()
+{
+    const MutexLock lock(mutex_);
+    std::vector<int32_t> ids;
+    for (const auto& [id, entry] : registry_) {
+        ids.push_back(id);
+    }
+    return ids;
+}
+
+sptr<IRemoteObject> SystemAbilityManager::State::Find(int32_t id)
+{
+    const MutexLock lock(mutex_);
+    const auto found = registry_.find(id);
+    return found == registry_.end() ? nullptr : found->second.object;
+}
+
+int32_t SystemAbilityManager::State::Add(int32_t id, const sptr<IRemoteObject>& object)
+{
+    if (!object) {
+        return ERR_INVALID_ARGUMENT;
+    }
+    // What it replaces is released after the lock: its destructor may call the manager.
+    Entry entry{object, dynamic_cast<IPCObjectStub*>(object.GetRefPtr())};
+    const MutexLock lock(mutex_);
+    const auto [place, isNew] = registry_.try_emplace(id);
+    std::swap(place->second, entry);
+    if (isNew) {
+        listeners_.Tell(id, StatusListeners::Event::ADDED);
+    }
+    return ERR_OK;
+}
+
+int32_t SystemAbilityManager::State::Remove(int32_t id)
+{
+    Entry removed;
+    const MutexLock lock(mutex_);
+    const auto found = registry_.find(id);
+    if (found == registry_.end()) {
+        return ERR_NOT_FOUND;
+    }
+    std::swap(found->second, removed);
+    registry_.erase(found);
+    listeners_.Tell(id, StatusListeners::Event::REMOVED);
+    return ERR_OK;
+}
+
+int32_t SystemAbilityManager::State::Announce(int32_t id)
+{
+    const MutexLock lock(mutex_);
+    if (registry_.count(id) == 0) {
+        return ERR_NOT_FOUND;
+    }
+    listeners_.Tell(id, StatusListeners::Event::ADDED);
+    return ERR_OK;
+}
+
+int32_t SystemAbilityManager::State::Subscribe(int32_t id, const sptr<ISystemAbilityStatusChange>& listener)
+{
+    if (!listener) {
+        return ERR_INVALID_ARGUMENT;
+    }
+    const MutexLock lock(mutex_);
+    if (listeners_.Add(id, listener) && registry_.count(id) != 0) {
+        listeners_.TellOne(id, StatusListeners::Event::ADDED, listener);
+    }
+    return ERR_OK;
+}
+
+int32_t SystemAbilityManager::State::Unsubscribe(int32_t id, const sptr<ISystemAbilityStatusChange>& listener)
+{
+    if (!listener) {
+        return ERR_INVALID_ARGUMENT;
+    }
+    const MutexLock lock(mutex_);
+    return listeners_.Remove(id, listener) ? ERR_OK : ERR_NOT_FOUND;
+}
+
+// ---- The manager in front
+// --------------------------------------------------------------------------------------------
+
+SystemAbilityManager::SystemAbilityManager() : state_(std::make_shared<State>()) {}
+
+SystemAbilityManager::~SystemAbilityManager() = default;
+
+void SystemAbilityManager::AddOnDemandAbility(int32_t systemAbilityId, Loader loader)
+{
+    state_->AddOnDemand(systemAbilityId, std::move(loader));
+}
+
+int32_t SystemAbilityManager::Dispatch(const Ipc::IpcHeader& request, MessageParcel& data, MessageParcel& reply)
+{
+    return state_->Dispatch(request, data, reply);
+}
+
+std::vector<int32_t> SystemAbilityManager::ListSystemAbilities() const
+{
+    return state_->List();
+}
+
+void SystemAbilityManager::StopLoading()
+{
+    state_->StopLoading();
+}
+
+sptr<IRemoteObject> SystemAbilityManager::GetSystemAbility(int32_t systemAbilityId)
+{
+    return state_->Find(systemAbilityId);
+}
+
+int32_t SystemAbilityManager::AddSystemAbility(int32_t systemAbilityId, const sptr<IRemoteObject>& ability)
+{
+    return state_->Add(systemAbilityId, ability);
+}
+
+int32_t SystemAbilityManager::RemoveSystemAbility(int32_t systemAbilityId)
+{
+    return state_->Remove(systemAbilityId);
+}
+
+int32_t SystemAbilityManager::SubscribeSystemAbility(int32_t systemAbilityId,
+                                                     const sptr<ISystemAbilityStatusChange>& listener)
+{
+    return state_->Subscribe(systemAbilityId, listener);
+}
+
+int32_t SystemAbilityManager::UnSubscribeSystemAbility(int32_t systemAbilityId,
+                                                       const sptr<ISystemAbilityStatusChange>& listener)
+{
+    return state_->Unsubscribe(systemAbilityId, listener);
+}
+
+int32_t SystemAbilityManager::LoadSystemAbility(int32_t systemAbilityId)
+{
+    return state_->Load(systemAbilityId);
+}
+
+int32_t SystemAbilityManager::UnloadSystemAbility(int32_t systemAbilityId)
+{
+    return state_->Unload(systemAbilityId);
+}
+
+int32_t SystemAbilityManager::AnnounceSystemAbility(int32_t systemAbilityId)
+{
+    return state_->Announce(systemAbilityId);
+}
+
+}  // namespace Vexo
