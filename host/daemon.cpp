@@ -1,0 +1,247 @@
+#include "host/daemon.h"
+
+#include <thread>
+
+#include "host/distnet_host.h"
+#include "host/memory.h"
+#include "platform/access/policy.h"
+#include "platform/base/version.h"
+#include "platform/config_policy/config_policy.h"
+#include "platform/dfx/sinks.h"
+#include "platform/ipc/ipc_skeleton.h"
+
+namespace Vexo::Host {
+namespace {
+
+constexpr const char* IDENTITY_FOLDER = "identity";
+constexpr std::chrono::milliseconds DRAIN_STEP{5};
+
+std::string Quoted(const std::string& text)
+{
+    return "\"" + text + "\"";
+}
+
+std::string AbilityLine(int32_t systemAbilityId, const std::string& what)
+{
+    return "ability " + std::to_string(systemAbilityId) + " " + AbilityName(systemAbilityId) + ": " + what;
+}
+
+// Makes the daemon small again once the service has stopped.
+class ServiceWatch : public SystemAbilityStatusChangeStub {
+public:
+    void OnAddSystemAbility(int32_t, const std::string&) override {}
+    void OnRemoveSystemAbility(int32_t, const std::string&) override { ReleaseUnusedMemory(); }
+};
+
+// "127.0.0.1:0", "[::1]:0".
+std::string ListenAddress(const Configuration& configuration)
+{
+    const std::string& address = configuration.softbusListen;
+    const bool version6 = address.find(':') != std::string::npos;
+    return (version6 ? "[" + address + "]" : address) + ":" + std::to_string(configuration.softbusPort);
+}
+
+}  // namespace
+
+Daemon::Daemon(const Configuration& configuration)
+    : configuration_(configuration), library_(FindServiceLibrary(configuration.serviceLibrary))
+{
+}
+
+Result<std::unique_ptr<Daemon>> Daemon::Start(const Configuration& configuration, const Say& say)
+{
+    std::unique_ptr<Daemon> daemon(new Daemon(configuration));
+    say(std::string("distnetd ") + DistNetVersion() + ": " + configuration.platform + " device " +
+        Quoted(configuration.deviceName) + ", state in " + configuration.stateDir.string());
+    Result<void> done = daemon->PrepareFolders();
+    if (done) {
+        done = daemon->PrepareRecords();
+    }
+    if (done) {
+        daemon->InstallAccess(say);
+        daemon->InstallAbilities();
+        done = daemon->StartDevice(say);
+    }
+    if (done) {
+        done = daemon->StartLink(say);
+    }
+    if (done) {
+        daemon->PublishHost();
+        done = daemon->Listen(say);
+    }
+    if (!done) {
+        daemon->Drain();
+        return done.TakeError();
+    }
+    return daemon;
+}
+
+Result<void> Daemon::PrepareFolders()
+{
+    Result<StateFolder> folder = StateFolder::Acquire(configuration_.stateDir);
+    if (!folder) {
+        return folder.TakeError();
+    }
+    folder_ = std::make_unique<StateFolder>(std::move(folder.Value()));
+    for (const std::filesystem::path& needed :
+         {configuration_.airDir, configuration_.announceDir, configuration_.ipcSocket.parent_path(),
+          configuration_.eventsFile.parent_path()}) {
+        if (Result<void> made = MakeFolder(needed); !made) {
+            return made;
+        }
+    }
+    return {};
+}
+
+Result<void> Daemon::PrepareRecords()
+{
+    QuviewDFX::SetLogSink(QuviewDFX::MakeStderrLogSink());
+    QuviewDFX::SetLogLevel(configuration_.logLevel);
+    auto events = QuviewDFX::MakeJsonLinesSysEventSink(configuration_.eventsFile);
+    if (!events) {
+        return events.TakeError();
+    }
+    QuviewDFX::SetSysEventSink(std::move(events.Value()));
+    Result<Trust::Identity> identity = Trust::LoadOrCreateIdentity(configuration_.stateDir / IDENTITY_FOLDER);
+    if (!identity) {
+        return identity.TakeError();
+    }
+    identity_ = std::move(identity.Value());
+    return {};
+}
+
+void Daemon::InstallAccess(const Say& say)
+{
+    using namespace Security;
+    AccessPolicy policy = AccessPolicy::ShippedDefault();
+    if (!configuration_.accessPolicy.empty()) {
+        Result<AccessPolicy> loaded = AccessPolicy::Load(configuration_.accessPolicy);
+        if (loaded) {
+            policy = std::move(loaded.Value());
+        } else {
+            policy = AccessPolicy::RootOnly();
+            say("access: only root is let in, because the policy cannot be used: " + loaded.Message());
+        }
+    }
+    InstallAccessPolicy(std::move(policy));
+    IPCSkeleton::SetSelfIdentity(IdentifySelf());
+}
+
+void Daemon::InstallAbilities()
+{
+    SetConfigPolicyRoots(configuration_.policyRoots);
+    abilities_ = MakeSptr<SystemAbilityManager>();
+    abilities_->AddOnDemandAbility(COMM_DISTRIBUTED_NET_ABILITY_ID, [this] { return library_.Open(); });
+    abilities_->SubscribeSystemAbility(COMM_DISTRIBUTED_NET_ABILITY_ID, MakeSptr<ServiceWatch>());
+    SystemAbilityManagerClient::GetInstance().SetSystemAbilityManager(abilities_);
+}
+
+Result<void> Daemon::StartDevice(const Say& say)
+{
+    Simulated::SimulatedDeviceOptions options;
+    options.stateDir = configuration_.stateDir;
+    options.airDir = configuration_.airDir;
+    options.deviceName = configuration_.deviceName;
+    options.networkId = identity_.networkId;
+    auto device = Simulated::SimulatedDevice::Start(options);
+    if (!device) {
+        return device.TakeError();
+    }
+    device_ = std::move(device.Value());
+    for (const int32_t id : abilities_->ListSystemAbilities()) {
+        say(AbilityLine(id, configuration_.platform));
+    }
+    return {};
+}
+
+Result<void> Daemon::StartLink(const Say& say)
+{
+    if (!identity_.Enrolled()) {
+        say("no account, so no link to other devices: make one with `distnetctl account create`, or ask to join one "
+            "with "
+            "`distnetctl account request`; then restart distnetd");
+        return {};
+    }
+    SoftBus::SoftBusOptions options;
+    options.deviceName = configuration_.deviceName;
+    options.deviceTypeId = configuration_.deviceTypeId;
+    options.listenAddress = ListenAddress(configuration_);
+    options.peerAddresses = configuration_.softbusPeers;
+    options.announceFolder = configuration_.announceDir;
+    auto server = SoftBus::SoftBusServer::Start(identity_, std::move(options));
+    if (!server) {
+        return server.TakeError();
+    }
+    softBus_ = server.Value();
+    abilities_->AddSystemAbility(SOFTBUS_SERVER_SA_ID, softBus_);
+    return {};
+}
+
+void Daemon::PublishHost()
+{
+    HostFacts facts;
+    facts.configuration = configuration_;
+    facts.networkId = identity_.networkId;
+    facts.accountName = identity_.accountName;
+    facts.abilities = abilities_;
+    facts.softBus = softBus_;
+    facts.ipcCounts = [this] {
+        const Ipc::IpcServer* server = counted_.load();
+        return server != nullptr ? server->Counts() : Ipc::IpcServerCounts{};
+    };
+    abilities_->AddSystemAbility(DISTNET_HOST_ABILITY_ID, MakeSptr<DistNetHost>(std::move(facts))->AsObject());
+}
+
+Result<void> Daemon::Listen(const Say& say)
+{
+    Ipc::IpcServerOptions options;
+    options.socketPath = configuration_.ipcSocket;
+    options.socketMode = configuration_.ipcSocketMode;
+    auto server = Ipc::IpcServer::Start(std::move(options), Security::IdentifyCaller,
+                                        [this](const Ipc::IpcHeader& request, MessageParcel& data,
+                                               MessageParcel& reply) { return Run(request, data, reply); });
+    if (!server) {
+        return server.TakeError();
+    }
+    ipc_ = std::move(server.Value());
+    counted_ = ipc_.get();
+    say("listening on " + configuration_.ipcSocket.string() +
+        (softBus_ ? "; link on " + softBus_->ListenAddress() : "; no link"));
+    return {};
+}
+
+int32_t Daemon::Run(const Ipc::IpcHeader& request, MessageParcel& data, MessageParcel& reply)
+{
+    if (request.abilityId != DISTNET_HOST_ABILITY_ID) {
+        return abilities_->Dispatch(request, data, reply);
+    }
+    ++asking_;
+    const int32_t status = abilities_->Dispatch(request, data, reply);
+    --asking_;
+    return status;
+}
+
+void Daemon::Drain()
+{
+    const auto deadline = std::chrono::steady_clock::now() + DRAIN_LIMIT;
+    if (ipc_) {
+        ipc_->StopAccepting();
+    }
+    if (abilities_) {
+        abilities_->StopLoading();
+    }
+    if (device_) {
+        device_->Stop();
+    }
+    if (softBus_) {
+        softBus_->Stop();
+    }
+    // A worker leaves once its reply is sent. Those that answer for the host may wait for a minute and have nothing to
+    // lose.
+    while (ipc_ && ipc_->Counts().threads > asking_ && std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::sleep_for(DRAIN_STEP);
+    }
+    QuviewDFX::SetSysEventSink(nullptr);
+}
+
+}  // namespace Vexo::Host

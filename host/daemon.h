@@ -1,0 +1,67 @@
+// Daemon: the composition of one device: it makes the platform's services from the configuration, registers them, and
+// opens the local socket last, when everything behind it stands. It is never destroyed while the process lives: the
+// service's threads run beside it to the end. Start and Drain on one thread each; the order of both is in daemon.cpp.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "backends/simulated/simulated_device.h"
+#include "host/configuration.h"
+#include "host/service_library.h"
+#include "host/state_folder.h"
+#include "platform/ability/system_ability_manager.h"
+#include "platform/base/nocopyable.h"
+#include "platform/base/result.h"
+#include "platform/ipc/ipc_server.h"
+#include "platform/softbus/softbus_server.h"
+#include "platform/trust/identity.h"
+
+namespace Vexo::Host {
+
+// How long requests that run get to end by themselves once the daemon is told to go.
+inline constexpr std::chrono::milliseconds DRAIN_LIMIT{1500};
+
+class Daemon : public NoCopyable {
+public:
+    // Takes one line for the person who watches the daemon start; no newline at its end.
+    using Say = std::function<void(const std::string& line)>;
+
+    // Starts everything; blocks on the disk, and on key generation at a device's first start. The error says what could
+    // not be started and why; nothing is left behind but the folders that were made.
+    static Result<std::unique_ptr<Daemon>> Start(const Configuration& configuration, const Say& say);
+
+    // No new work from here on: the socket is gone, nothing is loaded, opens and radio queries fail and sessions close.
+    // Returns once the requests that ran have ended, at the latest when the limit has passed since the call. The
+    // process must end next.
+    void Drain();
+
+private:
+    explicit Daemon(const Configuration& configuration);
+
+    Result<void> PrepareFolders();
+    Result<void> PrepareRecords();
+    void InstallAccess(const Say& say);
+    void InstallAbilities();
+    Result<void> StartDevice(const Say& say);
+    Result<void> StartLink(const Say& say);
+    void PublishHost();
+    Result<void> Listen(const Say& say);
+    int32_t Run(const Ipc::IpcHeader& request, MessageParcel& data, MessageParcel& reply);
+
+    const Configuration configuration_;
+    ServiceLibrary library_;
+    std::unique_ptr<StateFolder> folder_;
+    Trust::Identity identity_;
+    sptr<SystemAbilityManager> abilities_;
+    std::unique_ptr<Simulated::SimulatedDevice> device_;
+    sptr<SoftBus::SoftBusServer> softBus_;  // null before enrolment
+    std::unique_ptr<Ipc::IpcServer> ipc_;
+    std::atomic<Ipc::IpcServer*> counted_{nullptr};  // ipc_, once it stands: its first request may come before that
+    std::atomic<size_t> asking_{0};                  // requests under way that the host itself answers
+};
+
+}  // namespace Vexo::Host

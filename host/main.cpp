@@ -1,0 +1,140 @@
+// distnetd: reads its configuration, becomes a device, and serves until it is told to end.
+// Exit codes: 0 ended as told; 1 could not start; 2 usage or configuration; 128 + signal when a second signal cut the
+// end short.
+
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdio>
+#include <ctime>
+#include <iostream>
+#include <sstream>
+#include <string>
+#include <thread>
+
+#include "host/daemon.h"
+#include "host/memory.h"
+#include "host/signals.h"
+#include "platform/base/version.h"
+
+namespace {
+
+using Vexo::Host::Configuration;
+using Vexo::Host::ConfigurationResult;
+using Vexo::Host::Daemon;
+
+enum ExitCode : int { EXIT_DONE = 0, EXIT_NOT_STARTED = 1, EXIT_USAGE = 2, EXIT_CUT_SHORT = 128 };
+
+struct Options {
+    std::string file;
+    bool checkOnly = false;
+};
+
+// The text in lines of at most 80 columns, each after the indentation.
+std::string Wrapped(const std::string& text, const std::string& indentation)
+{
+    constexpr size_t columns = 80;
+    std::istringstream words(text);
+    std::string lines;
+    std::string line = indentation;
+    for (std::string word; words >> word; line += word) {
+        if (line.size() + 1 + word.size() > columns) {
+            lines += line + "\n";
+            line = indentation;
+        } else if (line.size() > indentation.size()) {
+            line += " ";
+        }
+    }
+    return lines + line + "\n";
+}
+
+std::string KeyList()
+{
+    std::string list = "Keys of the file:\n";
+    for (const auto& key : Vexo::Host::ConfigurationKeys()) {
+        list += std::string("  ") + key.name + "\n";
+        list += Wrapped(std::string(key.meaning) + ": " + key.allowed + " (default: " + key.fallback + ")", "      ");
+    }
+    return list;
+}
+
+void Say(const std::string& line)
+{
+    std::string text;
+    if (isatty(STDOUT_FILENO) == 1) {
+        const std::time_t now = std::time(nullptr);
+        std::tm local{};
+        localtime_r(&now, &local);
+        char clock[sizeof "HH:MM:SS "] = {};
+        text.assign(clock, std::strftime(clock, sizeof clock, "%H:%M:%S ", &local));
+    }
+    text += line + "\n";
+    // One write a line, so that it is whole beside the log's lines; nobody reading it is no reason to stop.
+    [[maybe_unused]] const ssize_t written = write(STDOUT_FILENO, text.data(), text.size());
+}
+
+// The exit code when the arguments are all there is to do (help, version, a fault), else -1.
+int ParseArguments(int count, char** arguments, Options& options)
+{
+    CLI::App app(
+        "distnetd: gets this device online through another device of the same account, and serves its own hotspot.");
+    app.add_option("--config", options.file, "The configuration: one JSON file")->required()->type_name("FILE");
+    app.add_flag("--check-config", options.checkOnly, "Check the file, name every fault and end");
+    app.set_version_flag("--version", std::string("distnetd ") + Vexo::DistNetVersion());
+    app.footer([] { return KeyList(); });
+    try {
+        app.parse(count, arguments);
+    } catch (const CLI::ParseError& error) {
+        const int code = app.exit(error, std::cout, std::cerr);
+        return code == 0 ? EXIT_DONE : EXIT_USAGE;
+    }
+    return -1;
+}
+
+// Ends the process. The service's threads may be in the middle of anything, so no destructor runs beside them.
+[[noreturn]] void End(Vexo::Host::EndSignals& signals, Daemon& daemon)
+{
+    std::thread([&daemon] {
+        daemon.Drain();
+        _exit(EXIT_DONE);
+    }).detach();
+    // The drain has its own limit; this one holds if it is stuck.
+    const int second = signals.WaitFor(Vexo::Host::DRAIN_LIMIT + std::chrono::milliseconds(200));
+    _exit(second != 0 ? EXIT_CUT_SHORT + second : EXIT_DONE);
+}
+
+int Serve(const Configuration& configuration)
+{
+    Vexo::Host::EndSignals signals;
+    auto started = Daemon::Start(configuration, Say);
+    if (!started) {
+        std::cerr << "distnetd: " << started.Message() << std::endl;
+        _exit(EXIT_NOT_STARTED);
+    }
+    Vexo::Host::ReleaseUnusedMemory();
+    signals.Wait();
+    End(signals, *started.Value());
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    Vexo::Host::ShareOneHeap();
+    Options options;
+    if (const int code = ParseArguments(argc, argv, options); code >= 0) {
+        return code;
+    }
+    const ConfigurationResult loaded = Vexo::Host::LoadConfiguration(options.file);
+    for (const std::string& fault : loaded.faults) {
+        std::cerr << fault << "\n";
+    }
+    if (!loaded.faults.empty()) {
+        return EXIT_USAGE;
+    }
+    if (options.checkOnly) {
+        std::cout << options.file << ": no faults\n";
+        return EXIT_DONE;
+    }
+    return Serve(loaded.configuration);
+}
