@@ -2,9 +2,11 @@
 //   {"entries": [{"user": "root", "token_type": "native", "system_app": true},
 //                {"group": "netdev", "token_type": "application", "privilege_level": 2, "system_app": true,
 //                 "permissions": ["vexo.permission.CONNECTIVITY_INTERNAL"]}]}
-// The first entry that names the caller's user, else the first that names one of its groups, holds; nobody else is more than
-// a shell. A user or group may also be given by number. Load touches the disk and the user database; Install is called once,
-// by the host, before the IPC server starts; the rest is in memory, any thread.
+// Keys of an entry: "user" or "group", one of them, a name or a number; "token_type": "application", "native" or
+// "shell"; "privilege_level": 1 to 3, 1 unless given; "system_app": false unless given; "permissions": none unless
+// given. The first entry that names the caller's user, else the first that names one of its groups, holds; nobody else
+// is more than a shell. A name that the machine does not know names nobody. Load touches the disk, Install the user
+// database; Install is called once, by the host, before the IPC server starts; the rest is in memory, any thread.
 #pragma once
 
 #include <filesystem>
@@ -19,7 +21,7 @@
 namespace Vexo::Security {
 
 struct PolicyEntry {
-    std::string user;   // exactly one of user and group is set
+    std::string user;  // exactly one of user and group is set
     std::string group;
     ATokenTypeEnum tokenType = TOKEN_SHELL;
     ATokenAplEnum privilegeLevel = APL_NORMAL;
@@ -42,11 +44,12 @@ struct AccessPolicy {
 // Makes the policy the one that tokens are taken from. Tokens handed out before become unknown.
 void InstallAccessPolicy(AccessPolicy policy);
 
-// The caller's identity under the installed policy: the same token for the same user, groups and entry. Without a policy
-// everyone is refused (a shell).
+// The caller's identity under the installed policy: the same token for the same user and entry. Without a policy
+// everyone is a shell.
 CallerIdentity IdentifyCaller(const PeerCredentials& peer);
 
-// This process as a native caller with the system-app flag: what the daemon is to its own abilities.
+// This process as a native caller with the system-app flag: what the daemon is to its own abilities. Holds under any
+// policy.
 CallerIdentity IdentifySelf();
 
 }  // namespace Vexo::Security
