@@ -16,7 +16,8 @@ namespace Vexo {
 // The file's bytes; an error names the file and the cause (missing, not readable, larger than maxBytes).
 Result<std::string> ReadWholeFile(const std::filesystem::path& path, size_t maxBytes);
 
-// Writes text to a temporary file in the same folder (created exclusively, with mode), syncs it and renames it over path.
+// Writes text to a temporary file in the same folder (created exclusively, with mode), syncs it and renames it over
+// path.
 Result<void> WriteFileAtomically(const std::filesystem::path& path, std::string_view text, mode_t mode);
 
 }  // namespace Vexo

@@ -1,5 +1,5 @@
-// Configuration policy: finds a configuration file below an ordered list of roots, lowest priority first. The host sets the
-// roots once at start; look-ups may run on any thread and touch the disk.
+// Configuration policy: finds a configuration file below an ordered list of roots, lowest priority first. The host sets
+// the roots once at start; look-ups may run on any thread and touch the disk.
 #pragma once
 
 #include <cstddef>

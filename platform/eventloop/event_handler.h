@@ -1,6 +1,6 @@
-// EventHandler: posts events and named tasks to an EventRunner and removes them again by name. Removal is per owner: only
-// the handler that posted a task can remove it, and a queued task outlives its handler. Any thread.
-// Without a runner SendEvent is false and RemoveTask does nothing.
+// EventHandler: posts events and named tasks to an EventRunner and removes them again by name. Removal is per owner:
+// only the handler that posted a task can remove it, and a queued task outlives its handler. Any thread. Without a
+// runner SendEvent is false and RemoveTask does nothing.
 #pragma once
 
 #include <cstdint>
@@ -20,8 +20,8 @@ public:
     explicit EventHandler(const std::shared_ptr<EventRunner>& runner = nullptr);
     virtual ~EventHandler();
 
-    // Takes the event over. False without a runner, with a null event or a negative delay. A numeric event that is due after
-    // its handler is gone is dropped; a task still runs. Handlers are held by shared_ptr for numeric events.
+    // Takes the event over. False without a runner, with a null event or a negative delay. A numeric event that is due
+    // after its handler is gone is dropped; a task still runs. Handlers are held by shared_ptr for numeric events.
     bool SendEvent(InnerEvent::Pointer event, int64_t delayTimeMs = 0, Priority priority = Priority::LOW);
     bool SendEvent(uint32_t innerEventId, int64_t param = 0, int64_t delayTimeMs = 0);
 

@@ -1,5 +1,6 @@
-// EventRunner: one thread that runs posted events when they are due. Shared by the handlers made on it (event_handler.h);
-// the thread ends when the last of them lets go. Events already queued outlive the handler that posted them.
+// EventRunner: one thread that runs posted events when they are due. Shared by the handlers made on it
+// (event_handler.h); the thread ends when the last of them lets go. Events already queued outlive the handler that
+// posted them.
 #pragma once
 
 #include <memory>

@@ -1,7 +1,7 @@
-// ElasticPool: worker threads for work that may block for minutes. It grows whenever every worker is busy, shrinks after
-// a worker has idled for 10 s, and queues only beyond its thread limit, with one warning. An idle pool without workers
-// makes no wake-ups. Strand: runs what is posted to it in order, one at a time, on a pool.
-// Used by the task runtime (ffrt.h), by the session and status callbacks, by loading. Any thread may post.
+// ElasticPool: worker threads for work that may block for minutes. It grows whenever every worker is busy, shrinks
+// after a worker has idled for 10 s, and queues only beyond its thread limit, with one warning. An idle pool without
+// workers makes no wake-ups. Strand: runs what is posted to it in order, one at a time, on a pool. Used by the task
+// runtime (ffrt.h), by the session and status callbacks, by loading. Any thread may post.
 #pragma once
 
 #include <chrono>

@@ -1,6 +1,6 @@
 // ffrt: the task runtime that the service runs on. Tasks have a name and may block for minutes; a general task has no
-// dependencies and no order; a queue runs its tasks one after the other. Every submission copies the callable into storage
-// that the runtime owns, invokes it once and destroys it. A task that lets an exception out is logged and ends.
+// dependencies and no order; a queue runs its tasks one after the other. Every submission copies the callable into
+// storage that the runtime owns, invokes it once and destroys it. A task that lets an exception out is logged and ends.
 // All functions may be called from any thread, tasks included. Built on elastic_pool.h and timers.h.
 #pragma once
 
@@ -32,8 +32,8 @@ ffrt_function_t* create_function_wrapper(const std::function<void()>& callable, 
 }  // namespace ffrt
 
 // ---- General tasks ---------------------------------------------------------------------------------------------
-// Starts a task without input or output dependencies. Does not block. A task that the full runtime refuses is destroyed and
-// not waited for.
+// Starts a task without input or output dependencies. Does not block. A task that the full runtime refuses is destroyed
+// and not waited for.
 void ffrt_submit(ffrt_function_t* function, const ffrt_task_attr_t* attr);
 
 // Blocks until every task submitted so far from the calling context has finished. The context is the running task when
@@ -47,8 +47,8 @@ class queue_task;
 // Names a task that was submitted to a queue; empty when the runtime refused it. Copies name the same task.
 using task_handle = std::shared_ptr<queue_task>;
 
-// A serial queue: tasks run one at a time in submission order; a delayed one becomes due after its delay. The destructor
-// drops tasks that have not started and waits for the one that runs.
+// A serial queue: tasks run one at a time in submission order; a delayed one becomes due after its delay. The
+// destructor drops tasks that have not started and waits for the one that runs.
 class queue {
 public:
     explicit queue(const char* name);
@@ -69,8 +69,8 @@ ffrt::task_handle ffrt_queue_submit_h(ffrt::queue& queue, ffrt_function_t* funct
 int ffrt_queue_cancel(ffrt::queue& queue, const ffrt::task_handle& handle);
 
 // ---- Mutex and condition variable ------------------------------------------------------------------------------
-// Storage of 64 bytes that init fills. All return 0 on success, else ffrt_error (a null argument or an object that was not
-// initialised), ffrt_error_busy or ffrt_error_timedout.
+// Storage of 64 bytes that init fills. All return 0 on success, else ffrt_error (a null argument or an object that was
+// not initialised), ffrt_error_busy or ffrt_error_timedout.
 enum ffrt_error_t : int { ffrt_success = 0, ffrt_error = -1, ffrt_error_busy = 16, ffrt_error_timedout = 110 };
 struct alignas(8) ffrt_mutex_t {
     unsigned char storage[64];

@@ -1,5 +1,5 @@
-// Timers: the one source of delays of the platform. A thread that sleeps until the next deadline (not at all while there is
-// none) posts the work to a pool. Any thread may arm and cancel.
+// Timers: the one source of delays of the platform. A thread that sleeps until the next deadline (not at all while
+// there is none) posts the work to a pool. Any thread may arm and cancel.
 #pragma once
 
 #include <chrono>

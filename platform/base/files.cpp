@@ -1,0 +1,93 @@
+#include "platform/base/files.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <random>
+
+#include "platform/base/unique_fd.h"
+
+namespace Vexo {
+
+namespace {
+
+Error FileError(const std::filesystem::path& path, const std::string& what, int number)
+{
+    return Error{path.string() + ": " + what + ": " + std::strerror(number)};
+}
+
+bool WriteAll(int fd, std::string_view text)
+{
+    while (!text.empty()) {
+        const ssize_t written = ::write(fd, text.data(), text.size());
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        if (written <= 0) {
+            return false;
+        }
+        text.remove_prefix(static_cast<size_t>(written));
+    }
+    return true;
+}
+
+// A name beside path that no other writer uses.
+std::filesystem::path TemporaryName(const std::filesystem::path& path)
+{
+    std::random_device source;
+    return path.parent_path() / ("." + path.filename().string() + "." + std::to_string(::getpid()) + "." +
+                                 std::to_string(source()) + ".tmp");
+}
+
+}  // namespace
+
+Result<std::string> ReadWholeFile(const std::filesystem::path& path, size_t maxBytes)
+{
+    const UniqueFd file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    if (!file) {
+        return FileError(path, "cannot be read", errno);
+    }
+    std::string content;
+    std::array<char, 16384> buffer{};
+    for (;;) {
+        const ssize_t count = ::read(file.Get(), buffer.data(), buffer.size());
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count < 0) {
+            return FileError(path, "cannot be read", errno);
+        }
+        if (count == 0) {
+            return content;
+        }
+        if (content.size() + static_cast<size_t>(count) > maxBytes) {
+            return Error{path.string() + ": larger than the " + std::to_string(maxBytes) + " bytes that are allowed"};
+        }
+        content.append(buffer.data(), static_cast<size_t>(count));
+    }
+}
+
+Result<void> WriteFileAtomically(const std::filesystem::path& path, std::string_view text, mode_t mode)
+{
+    const std::filesystem::path temporary = TemporaryName(path);
+    UniqueFd file(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
+    if (!file) {
+        return FileError(path, "cannot be written", errno);
+    }
+    // The process's umask must not widen or narrow what the caller asked for.
+    const bool written = ::fchmod(file.Get(), mode) == 0 && WriteAll(file.Get(), text) && ::fsync(file.Get()) == 0;
+    const int number = errno;
+    file.Reset();
+    if (written && ::rename(temporary.c_str(), path.c_str()) == 0) {
+        return {};
+    }
+    const int cause = written ? errno : number;
+    ::unlink(temporary.c_str());
+    return FileError(path, "cannot be written", cause);
+}
+
+}  // namespace Vexo

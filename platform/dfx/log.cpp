@@ -1,0 +1,174 @@
+#include "platform/dfx/log.h"
+
+#include <unistd.h>
+
+#include <array>
+#include <atomic>
+#include <charconv>
+#include <ctime>
+#include <memory>
+#include <string>
+
+#include "platform/base/mutex.h"
+#include "platform/dfx/sink_holder.h"
+#include "platform/dfx/sinks.h"
+
+namespace Vexo::QuviewDFX {
+
+namespace {
+
+std::atomic<LogLevel> g_level{LogLevel::INFO};
+
+// Never destroyed: threads log until the process is gone.
+SinkHolder<LogSink>& Holder()
+{
+    static auto* const holder = new SinkHolder<LogSink>;  // NOLINT(cppcoreguidelines-owning-memory)
+    return *holder;
+}
+
+char LevelLetter(LogLevel level)
+{
+    switch (level) {
+        case LogLevel::DEBUG:
+            return 'D';
+        case LogLevel::INFO:
+            return 'I';
+        case LogLevel::WARN:
+            return 'W';
+        case LogLevel::ERROR:
+            return 'E';
+        case LogLevel::FATAL:
+            return 'F';
+    }
+    return '?';
+}
+
+class StderrLogSink final : public LogSink {
+public:
+    void Write(const LogRecord& record) noexcept override
+    {
+        try {
+            thread_local std::string line;
+            line.clear();
+            AppendTime(line);
+            line += {' ', LevelLetter(record.level), ' '};
+            line += record.label.tag;
+            line += ':';
+            if (!record.message.starts_with(' ')) {
+                line += ' ';
+            }
+            AppendPrintable(line, record.message);
+            line += '\n';
+            (void)!::write(STDERR_FILENO, line.data(), line.size());
+        } catch (...) {
+            // Without memory for the line there is nobody left to tell.
+        }
+    }
+
+private:
+    static void AppendTime(std::string& line)
+    {
+        timespec now{};
+        clock_gettime(CLOCK_REALTIME, &now);
+        tm parts{};
+        localtime_r(&now.tv_sec, &parts);
+        std::array<char, 24> text{};
+        const size_t length = std::strftime(text.data(), text.size(), "%H:%M:%S.", &parts);
+        line.append(text.data(), length);
+        const auto milliseconds = static_cast<unsigned>(now.tv_nsec / 1'000'000);
+        line += {static_cast<char>('0' + milliseconds / 100), static_cast<char>('0' + milliseconds / 10 % 10),
+                 static_cast<char>('0' + milliseconds % 10)};
+    }
+
+    // One record is one line, whatever a peer's name holds.
+    static void AppendPrintable(std::string& line, std::string_view message)
+    {
+        for (const char c : message) {
+            line += (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) ? '?' : c;
+        }
+    }
+};
+
+void AppendArgument(std::string& out, const LogArgument& argument)
+{
+    std::array<char, 24> digits{};
+    std::to_chars_result end{digits.data(), {}};
+    switch (argument.kind) {
+        case LogArgument::Kind::TEXT:
+            out += argument.text;
+            return;
+        case LogArgument::Kind::SIGNED:
+            end = std::to_chars(digits.data(), digits.data() + digits.size(), argument.number);
+            break;
+        case LogArgument::Kind::UNSIGNED:
+        case LogArgument::Kind::UNSIGNED_LONG:
+            end = std::to_chars(digits.data(), digits.data() + digits.size(), argument.unsignedNumber);
+            break;
+    }
+    out.append(digits.data(), static_cast<size_t>(end.ptr - digits.data()));
+}
+
+// The format has been checked against the arguments when the program was compiled.
+void Format(std::string& out, std::string_view format, const LogArgument* arguments)
+{
+    constexpr std::string_view PUBLIC = "{public}";
+    constexpr std::string_view PRIVATE = "{private}";
+    for (size_t at = format.find('%'); at != std::string_view::npos; at = format.find('%')) {
+        out += format.substr(0, at);
+        format.remove_prefix(at + 1);
+        const bool isPublic = format.starts_with(PUBLIC);
+        if (isPublic) {
+            format.remove_prefix(PUBLIC.size());
+            AppendArgument(out, *arguments);
+        } else {
+            format.remove_prefix(format.starts_with(PRIVATE) ? PRIVATE.size() : 0);
+            out += "<private>";
+        }
+        ++arguments;
+        format.remove_prefix(format.starts_with('l') ? 2 : 1);
+    }
+    out += format;
+}
+
+}  // namespace
+
+bool IsLoggable(LogLevel level) noexcept
+{
+    return level >= g_level.load(std::memory_order_relaxed);
+}
+
+void SetLogLevel(LogLevel level) noexcept
+{
+    g_level.store(level, std::memory_order_relaxed);
+}
+
+void WriteLog(LogLevel level, const LogLabel& label, std::string_view format, const LogArgument* arguments,
+              size_t /*count*/) noexcept
+{
+    try {
+        std::string message;
+        message.reserve(256);
+        Format(message, format, arguments);
+        std::shared_ptr<LogSink> sink = Holder().Get();
+        if (!sink) {
+            static StderrLogSink fallback;
+            fallback.Write({level, label, message});
+            return;
+        }
+        sink->Write({level, label, message});
+    } catch (...) {
+        // A log call never fails: without memory the record is lost.
+    }
+}
+
+void SetLogSink(std::shared_ptr<LogSink> sink)
+{
+    Holder().Set(std::move(sink));
+}
+
+std::shared_ptr<LogSink> MakeStderrLogSink()
+{
+    return std::make_shared<StderrLogSink>();
+}
+
+}  // namespace Vexo::QuviewDFX
