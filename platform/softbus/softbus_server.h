@@ -1,7 +1,7 @@
-// SoftBusServer: the device's soft bus: discovery, presence and sessions over TLS. The host makes it with the device's identity,
-// registers it as ability 4700 and stops it at the end. One reactor thread does sockets, TLS and timers; callbacks run on
-// session strands. How it works inside: docs/link.md.
-// Timing: connect and handshake end within 5 s; a session that is silent for 6 s (pinged after 2 s) is closed.
+// SoftBusServer: the device's soft bus: discovery, presence and sessions over TLS. The host makes it with the device's
+// identity, registers it as ability 4700 and stops it at the end. One reactor thread does sockets, TLS and timers;
+// callbacks run on session strands. How it works inside: docs/link.md. Timing: connect and handshake end within 5 s; a
+// session that is silent for 6 s (pinged after 2 s) is closed.
 #pragma once
 
 #include <chrono>
@@ -12,6 +12,7 @@
 
 #include "platform/ipc/iremote_object.h"
 #include "platform/softbus/softbus_service.h"
+#include "platform/softbus/transport.h"
 #include "platform/trust/identity.h"
 
 namespace Vexo::SoftBus {
@@ -19,15 +20,16 @@ namespace Vexo::SoftBus {
 struct SoftBusOptions {
     std::string deviceName;
     uint16_t deviceTypeId = DEVICE_TYPE_UNKNOWN;
-    std::string listenAddress = "127.0.0.1:0";     // TCP; port 0 picks a free one
-    std::vector<std::string> peerAddresses;        // tried again and again, ever more rarely, while nobody answers
-    std::filesystem::path announceFolder;          // shared with other devices; empty: no announcements
+    std::string listenAddress = "127.0.0.1:0";  // TCP; port 0 picks a free one
+    std::vector<std::string> peerAddresses;     // tried again and again, ever more rarely, while nobody answers
+    std::filesystem::path announceFolder;       // shared with other devices; empty: no announcements
     size_t maxSessions = 1024;
     size_t maxQueuedBytes = 8 * 1024 * 1024;       // per session, not yet taken by the kernel
+    std::vector<TransportFactory> moreTransports;  // beside TCP, in order of preference
 };
 
 struct SoftBusCounts {
-    size_t sessions = 0;         // open, both directions
+    size_t sessions = 0;  // open, both directions
     size_t pendingOpens = 0;
     size_t servers = 0;
     size_t presenceLinks = 0;
@@ -41,7 +43,8 @@ public:
     // The address that peers use, with the port really bound.
     virtual std::string ListenAddress() const = 0;
     virtual SoftBusCounts Counts() const = 0;
-    // Fails opens, closes sessions after what was accepted is delivered (within 1 s), ends discovery. Blocks for that. Idempotent.
+    // Fails opens, closes sessions after what was accepted is delivered (within 1 s), ends discovery. Blocks for that.
+    // Idempotent.
     virtual void Stop() = 0;
 };
 

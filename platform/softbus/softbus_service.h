@@ -1,5 +1,5 @@
-// ISoftBusService: what stands behind the plain functions of session.h: the object registered as ability 4700. The real one is
-// SoftBusServer (softbus_server.h); tests register their own. Same contracts as the functions; any thread.
+// ISoftBusService: what stands behind the plain functions of session.h: the object registered as ability 4700. The real
+// one is SoftBusServer (softbus_server.h); tests register their own. Same contracts as the functions; any thread.
 #pragma once
 
 #include <string>
@@ -21,7 +21,12 @@ struct Node {
 };
 
 // Device types that a node announces.
-enum DeviceTypeId : uint16_t { DEVICE_TYPE_UNKNOWN = 0, DEVICE_TYPE_PHONE = 1, DEVICE_TYPE_TABLET = 2, DEVICE_TYPE_LAPTOP = 3 };
+enum DeviceTypeId : uint16_t {
+    DEVICE_TYPE_UNKNOWN = 0,
+    DEVICE_TYPE_PHONE = 1,
+    DEVICE_TYPE_TABLET = 2,
+    DEVICE_TYPE_LAPTOP = 3
+};
 
 class ISoftBusService : public virtual RefBase {
 public:

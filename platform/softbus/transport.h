@@ -1,8 +1,9 @@
-// Transport: provides the byte streams that TLS runs over: a TCP transport here, others (Bluetooth) in backends. The soft
-// bus tries transports in the order of the link types that an opener names.
-// Called on the soft bus's reactor thread; must not block. Completions run on that thread too, never inside the call.
+// Transport: provides the byte streams that TLS runs over: a TCP transport here, others (Bluetooth) in backends. The
+// soft bus tries transports in the order of the link types that an opener names. Called on the soft bus's reactor
+// thread; must not block. Completions run on that thread too, never inside the call.
 #pragma once
 
+#include <asio/io_context.hpp>
 #include <chrono>
 #include <functional>
 #include <memory>
@@ -19,6 +20,8 @@ namespace Vexo::SoftBus {
 struct PeerAddress {
     std::string transport;  // Transport::Name()
     std::string address;
+
+    bool operator==(const PeerAddress&) const = default;
 };
 
 class Transport {
@@ -29,14 +32,24 @@ public:
 
     virtual ~Transport() = default;
 
-    virtual std::string Name() const = 0;                       // "tcp"
-    virtual bool Carries(LinkType type) const = 0;              // whether it is a way of that link type
+    virtual std::string Name() const = 0;           // "tcp"
+    virtual bool Carries(LinkType type) const = 0;  // whether it is a way of that link type
     // Starts accepting; the bound address that peers use comes back ("127.0.0.1:40117").
     virtual Result<std::string> Listen(Accepted accepted) = 0;
     // Checks the notation of an address, for configuration.
     virtual Result<void> CheckAddress(const std::string& address) const = 0;
     virtual void Connect(const std::string& address, std::chrono::milliseconds limit, Connected done) = 0;
+    // The address to use for a peer that says it listens at announced and whose connection came from seenFrom: a peer
+    // that listens on all its interfaces does not know which of its addresses leads to it.
+    virtual std::string Reachable(const std::string& announced, const std::string& /*seenFrom*/) const
+    {
+        return announced;
+    }
+    // No accepting and no completion from now on. Idempotent.
     virtual void Stop() = 0;
 };
+
+// Makes a transport whose sockets and completions are the reactor's. Called once, before the reactor runs.
+using TransportFactory = std::function<std::shared_ptr<Transport>(asio::io_context& reactor)>;
 
 }  // namespace Vexo::SoftBus

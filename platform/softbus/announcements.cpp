@@ -1,0 +1,155 @@
+#include "platform/softbus/announcements.h"
+
+#include <cjson/cJSON.h>
+
+#include <utility>
+
+#include "platform/base/files.h"
+#include "platform/softbus/frame.h"
+#include "platform/softbus/softbus_log.h"
+
+namespace Vexo::SoftBus {
+
+namespace {
+
+constexpr int ANNOUNCEMENT_VERSION = 1;
+constexpr char FILE_SUFFIX[] = ".json";
+
+struct JsonDeleter {
+    void operator()(cJSON* json) const noexcept { cJSON_Delete(json); }
+    void operator()(char* text) const noexcept { cJSON_free(text); }
+};
+using JsonPtr = std::unique_ptr<cJSON, JsonDeleter>;
+
+std::string TextOf(const cJSON* object, const char* key)
+{
+    const cJSON* item = cJSON_GetObjectItemCaseSensitive(object, key);
+    return cJSON_IsString(item) ? item->valuestring : "";
+}
+
+// The network id that a file name stands for; empty for a file that is no announcement, a half-written one included.
+std::string NetworkIdOfFile(const std::string& fileName)
+{
+    const std::filesystem::path path(fileName);
+    return path.extension() == FILE_SUFFIX && IsHexId(path.stem().string()) ? path.stem().string() : std::string();
+}
+
+}  // namespace
+
+std::string EncodeAnnouncement(const Announcement& announcement)
+{
+    const JsonPtr json(cJSON_CreateObject());
+    cJSON_AddNumberToObject(json.get(), "version", ANNOUNCEMENT_VERSION);
+    cJSON_AddStringToObject(json.get(), "network_id", announcement.networkId.c_str());
+    cJSON_AddStringToObject(json.get(), "transport", announcement.where.transport.c_str());
+    cJSON_AddStringToObject(json.get(), "address", announcement.where.address.c_str());
+    const std::unique_ptr<char, JsonDeleter> text(cJSON_PrintUnformatted(json.get()));
+    return text ? std::string(text.get()) + "\n" : std::string();
+}
+
+Result<Announcement> DecodeAnnouncement(const std::string& text)
+{
+    const JsonPtr json(cJSON_ParseWithLength(text.data(), text.size()));
+    if (!cJSON_IsObject(json.get())) {
+        return Error{"it is not a JSON object"};
+    }
+    const cJSON* version = cJSON_GetObjectItemCaseSensitive(json.get(), "version");
+    if (!cJSON_IsNumber(version) || version->valuedouble != ANNOUNCEMENT_VERSION) {
+        return Error{"version: expected 1"};
+    }
+    Announcement announcement{TextOf(json.get(), "network_id"),
+                              {TextOf(json.get(), "transport"), TextOf(json.get(), "address")}};
+    if (!IsHexId(announcement.networkId)) {
+        return Error{"network_id: expected 64 lower-case hex characters"};
+    }
+    if (announcement.where.transport.empty() || announcement.where.address.empty()) {
+        return Error{"transport and address: expected texts that are not empty"};
+    }
+    return announcement;
+}
+
+Announcements::Announcements(std::filesystem::path folder, const Announcement& own, Changed changed)
+    : folder_(std::move(folder)), ownFileName_(own.networkId + FILE_SUFFIX), changed_(std::move(changed))
+{
+}
+
+Announcements::~Announcements()
+{
+    Withdraw();
+}
+
+Result<std::unique_ptr<Announcements>> Announcements::Start(const std::filesystem::path& folder,
+                                                            const Announcement& own, Changed changed)
+{
+    std::error_code error;
+    std::filesystem::create_directories(folder, error);
+    if (error) {
+        return Error{"announce folder " + folder.string() + ": " + error.message()};
+    }
+    std::unique_ptr<Announcements> made(new Announcements(folder, own, std::move(changed)));
+    auto watcher = FolderWatcher::Start(folder, [raw = made.get()](const std::string& name) {
+        if (name.empty()) {
+            raw->Scan();
+        } else {
+            raw->Look(name);
+        }
+    });
+    if (!watcher) {
+        return watcher.TakeError();
+    }
+    made->watcher_ = std::move(watcher.Value());
+    // Others may have to read it under another user id, and there is nothing secret in it.
+    constexpr mode_t READABLE_BY_ALL = 0644;
+    auto written = WriteFileAtomically(folder / made->ownFileName_, EncodeAnnouncement(own), READABLE_BY_ALL);
+    if (!written) {
+        return written.TakeError();
+    }
+    made->Scan();
+    return made;
+}
+
+void Announcements::Withdraw()
+{
+    if (watcher_) {
+        watcher_.reset();
+        std::error_code ignored;
+        std::filesystem::remove(folder_ / ownFileName_, ignored);
+    }
+}
+
+void Announcements::Scan()
+{
+    std::error_code error;
+    for (std::filesystem::directory_iterator entry(folder_, error), end; !error && entry != end;
+         entry.increment(error)) {
+        Look(entry->path().filename().string());
+    }
+}
+
+void Announcements::Look(const std::string& fileName)
+{
+    const std::string networkId = NetworkIdOfFile(fileName);
+    if (networkId.empty() || fileName == ownFileName_) {
+        return;
+    }
+    // The first scan and the watcher may look at one file at the same time: who reads last must report last.
+    MutexLock lock(lookMutex_);
+    const std::filesystem::path path = folder_ / fileName;
+    std::error_code error;
+    if (!std::filesystem::exists(path, error)) {
+        changed_(networkId, std::nullopt);
+        return;
+    }
+    const Result<std::string> text = ReadWholeFile(path, MAX_ANNOUNCEMENT_BYTES);
+    const Result<Announcement> announcement = text ? DecodeAnnouncement(text.Value()) : Error{text.Message()};
+    if (!announcement) {
+        QuviewDFX::LogWarn(LOG_SOFTBUS, "announcement %{public}s ignored: %{public}s", fileName,
+                           announcement.Message());
+    } else if (announcement.Value().networkId != networkId) {
+        QuviewDFX::LogWarn(LOG_SOFTBUS, "announcement %{public}s ignored: it names another device", fileName);
+    } else {
+        changed_(networkId, announcement.Value().where);
+    }
+}
+
+}  // namespace Vexo::SoftBus

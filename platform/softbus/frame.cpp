@@ -1,0 +1,282 @@
+#include "platform/softbus/frame.h"
+
+#include <algorithm>
+
+namespace Vexo::SoftBus {
+
+namespace {
+
+struct KindRule {
+    FrameKind kind;
+    const char* name;
+    size_t minBytes;
+    size_t maxBytes;
+};
+
+constexpr KindRule KIND_RULES[] = {
+    {FrameKind::HELLO, "HELLO", 1, MAX_HELLO_BYTES},
+    {FrameKind::OPEN, "OPEN", 1, MAX_OPEN_BYTES},
+    {FrameKind::OPENED, "OPENED", 4, 4},
+    {FrameKind::DATA, "DATA", 1, MAX_SESSION_BYTES},
+    {FrameKind::PING, "PING", 0, 0},
+    {FrameKind::CLOSE, "CLOSE", 0, 0},
+};
+
+// A declared length is only a claim: memory beyond this is taken as the bytes arrive.
+constexpr size_t PAYLOAD_RESERVE_BYTES = 64 * 1024;
+
+constexpr size_t ID_CHARACTERS = NETWORK_ID_BUF_LEN - 1;
+constexpr size_t MAX_TEXT = 255;
+
+template <typename Number>
+void AppendNumber(std::string& out, Number value)
+{
+    for (size_t i = 0; i < sizeof(Number); ++i) {
+        out.push_back(static_cast<char>((value >> (8 * i)) & 0xFF));
+    }
+}
+
+void AppendText(std::string& out, std::string_view text, size_t limit = MAX_TEXT)
+{
+    text = text.substr(0, limit);
+    out.push_back(static_cast<char>(static_cast<uint8_t>(text.size())));
+    out.append(text);
+}
+
+// Reads fields off the front of a payload; after the first field that does not fit, everything fails.
+class FieldReader {
+public:
+    explicit FieldReader(std::string_view bytes) : rest_(bytes) {}
+
+    template <typename Number>
+    Number Take()
+    {
+        Number value = 0;
+        if (!Need(sizeof(Number))) {
+            return value;
+        }
+        for (size_t i = 0; i < sizeof(Number); ++i) {
+            value = static_cast<Number>(value | (static_cast<Number>(static_cast<uint8_t>(rest_[i])) << (8 * i)));
+        }
+        rest_.remove_prefix(sizeof(Number));
+        return value;
+    }
+
+    std::string TakeText()
+    {
+        const size_t length = Take<uint8_t>();
+        if (!Need(length)) {
+            return {};
+        }
+        std::string text(rest_.substr(0, length));
+        rest_.remove_prefix(length);
+        return text;
+    }
+
+    bool Good() const { return good_; }
+    bool AtEnd() const { return rest_.empty(); }
+
+private:
+    bool Need(size_t bytes)
+    {
+        good_ = good_ && rest_.size() >= bytes;
+        return good_;
+    }
+
+    std::string_view rest_;
+    bool good_ = true;
+};
+
+bool HasNul(const std::string& text)
+{
+    return text.find('\0') != std::string::npos;
+}
+
+// The checks that HELLO and OPEN share once their fields are read.
+Result<void> CheckEnd(const char* what, const FieldReader& reader, uint8_t version)
+{
+    if (!reader.Good()) {
+        return Error{std::string(what) + " ends within a field"};
+    }
+    if (version == 0) {
+        return Error{std::string(what) + " has version 0; versions start at 1"};
+    }
+    if (version == LINK_VERSION && !reader.AtEnd()) {
+        return Error{std::string(what) + " has bytes after its last field"};
+    }
+    return {};
+}
+
+}  // namespace
+
+FrameDecoder::Status FrameDecoder::CheckHeader()
+{
+    uint32_t length = 0;
+    for (size_t i = 0; i < sizeof(length); ++i) {
+        length |= static_cast<uint32_t>(static_cast<uint8_t>(header_[i])) << (8 * i);
+    }
+    const auto kind = static_cast<uint8_t>(header_[sizeof(length)]);
+    const auto rule = std::find_if(std::begin(KIND_RULES), std::end(KIND_RULES),
+                                   [kind](const KindRule& r) { return static_cast<uint8_t>(r.kind) == kind; });
+    if (rule == std::end(KIND_RULES)) {
+        problem_ = "unknown frame kind " + std::to_string(kind);
+        return Status::BROKEN;
+    }
+    if (length < rule->minBytes || length > rule->maxBytes) {
+        problem_ = std::string(rule->name) + " of " + std::to_string(length) + " bytes; " +
+                   std::to_string(rule->minBytes) + " to " + std::to_string(rule->maxBytes) + " are allowed";
+        return Status::BROKEN;
+    }
+    payloadBytes_ = length;
+    payload_.reserve(std::min(payloadBytes_, PAYLOAD_RESERVE_BYTES));
+    return Status::FRAME;
+}
+
+FrameDecoder::Status FrameDecoder::Next(std::string_view& input, Frame& frame)
+{
+    if (!problem_.empty()) {
+        return Status::BROKEN;
+    }
+    if (header_.size() < FRAME_HEADER_BYTES) {
+        const size_t part = std::min(FRAME_HEADER_BYTES - header_.size(), input.size());
+        header_.append(input.substr(0, part));
+        input.remove_prefix(part);
+        if (header_.size() < FRAME_HEADER_BYTES) {
+            return Status::MORE;
+        }
+        if (CheckHeader() == Status::BROKEN) {
+            return Status::BROKEN;
+        }
+    }
+    const size_t part = std::min(payloadBytes_ - payload_.size(), input.size());
+    payload_.append(input.substr(0, part));
+    input.remove_prefix(part);
+    if (payload_.size() < payloadBytes_) {
+        return Status::MORE;
+    }
+    frame.kind = static_cast<FrameKind>(header_.back());
+    frame.payload = std::move(payload_);
+    header_.clear();
+    payload_ = {};
+    return Status::FRAME;
+}
+
+std::string EncodeHeader(FrameKind kind, size_t payloadBytes)
+{
+    std::string out;
+    out.reserve(FRAME_HEADER_BYTES);
+    AppendNumber(out, static_cast<uint32_t>(payloadBytes));
+    out.push_back(static_cast<char>(kind));
+    return out;
+}
+
+std::string EncodeHello(const Hello& hello)
+{
+    std::string out;
+    out.push_back(static_cast<char>(LINK_VERSION));
+    AppendNumber(out, hello.deviceTypeId);
+    AppendText(out, hello.deviceId);
+    AppendText(out, hello.deviceName, DEVICE_NAME_BUF_LEN - 1);
+    const size_t count = std::min(hello.addresses.size(), MAX_HELLO_ADDRESSES);
+    out.push_back(static_cast<char>(static_cast<uint8_t>(count)));
+    for (size_t i = 0; i < count; ++i) {
+        AppendText(out, hello.addresses[i].transport);
+        AppendText(out, hello.addresses[i].address);
+    }
+    return out;
+}
+
+Result<Hello> DecodeHello(std::string_view payload)
+{
+    FieldReader reader(payload);
+    Hello hello;
+    const auto version = reader.Take<uint8_t>();
+    hello.deviceTypeId = reader.Take<uint16_t>();
+    hello.deviceId = reader.TakeText();
+    hello.deviceName = reader.TakeText();
+    const size_t count = reader.Take<uint8_t>();
+    if (count > MAX_HELLO_ADDRESSES) {
+        return Error{"HELLO names " + std::to_string(count) + " addresses; at most 8 are allowed"};
+    }
+    for (size_t i = 0; i < count; ++i) {
+        std::string transport = reader.TakeText();
+        std::string address = reader.TakeText();
+        if (HasNul(transport) || HasNul(address)) {
+            return Error{"HELLO has a NUL in an address"};
+        }
+        hello.addresses.push_back({std::move(transport), std::move(address)});
+    }
+    if (auto end = CheckEnd("HELLO", reader, version); !end) {
+        return end.TakeError();
+    }
+    if (!IsHexId(hello.deviceId)) {
+        return Error{"HELLO has a device id that is not 64 hex characters"};
+    }
+    if (hello.deviceName.empty() || hello.deviceName.size() >= DEVICE_NAME_BUF_LEN || HasNul(hello.deviceName)) {
+        return Error{"HELLO has a device name that is not 1 to 127 bytes without NUL"};
+    }
+    return hello;
+}
+
+std::string EncodeOpen(const Open& open)
+{
+    std::string out;
+    out.push_back(static_cast<char>(LINK_VERSION));
+    out.push_back(static_cast<char>(static_cast<uint8_t>(open.dataType)));
+    AppendText(out, open.serverName);
+    AppendText(out, open.openerName);
+    return out;
+}
+
+Result<Open> DecodeOpen(std::string_view payload)
+{
+    FieldReader reader(payload);
+    Open open;
+    const auto version = reader.Take<uint8_t>();
+    open.dataType = reader.Take<uint8_t>();
+    open.serverName = reader.TakeText();
+    open.openerName = reader.TakeText();
+    if (auto end = CheckEnd("OPEN", reader, version); !end) {
+        return end.TakeError();
+    }
+    if (open.dataType != TYPE_MESSAGE && open.dataType != TYPE_BYTES && open.dataType != TYPE_STREAM) {
+        return Error{"OPEN has data type " + std::to_string(open.dataType) + "; 1, 2 and 4 are allowed"};
+    }
+    if (open.serverName.empty() || open.openerName.empty() || HasNul(open.serverName) || HasNul(open.openerName)) {
+        return Error{"OPEN has a session name that is empty or holds a NUL"};
+    }
+    return open;
+}
+
+std::string EncodeOpened(int32_t result)
+{
+    std::string out;
+    AppendNumber(out, static_cast<uint32_t>(result));
+    return out;
+}
+
+Result<int32_t> DecodeOpened(std::string_view payload)
+{
+    FieldReader reader(payload);
+    const auto result = static_cast<int32_t>(reader.Take<uint32_t>());
+    if (!reader.Good() || !reader.AtEnd() || result > 0) {
+        return Error{"OPENED does not hold 0 or a negative result"};
+    }
+    return result;
+}
+
+bool IsHexId(std::string_view text)
+{
+    return text.size() == ID_CHARACTERS && std::all_of(text.begin(), text.end(), [](char c) {
+               return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f');
+           });
+}
+
+std::string ShortId(std::string_view id)
+{
+    constexpr size_t SHOWN = 4;
+    return id.size() < 4 * SHOWN ? "…"
+                                 : std::string(id.substr(0, SHOWN)) + "…" + std::string(id.substr(id.size() - SHOWN));
+}
+
+}  // namespace Vexo::SoftBus

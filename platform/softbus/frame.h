@@ -1,0 +1,87 @@
+// Frames: what devices say to each other inside TLS, byte by byte. Pure functions and a pure decoder; no state is
+// shared, so any thread may use them. Numbers are little-endian. What the frames mean in a conversation: docs/link.md.
+//
+//   frame    u32 length of the payload | u8 kind | payload
+//   text     u8 length | that many bytes
+//   HELLO    u8 version (1) | u16 device type | text device id (64 hex) | text device name (UTF-8, 1 to 127 bytes)
+//            | u8 count (0 to 8) of addresses, each: text transport | text address
+//   OPEN     u8 version (1) | u8 data type (1, 2 or 4) | text name of the session server asked for | text name of the
+//   opener's own OPENED   i32 result: 0, or a negative SoftBusResult DATA     one message, 1 to 4,194,304 bytes PING
+//   empty: the sender is alive CLOSE    empty: the sender ends the connection on purpose and sends nothing more
+//
+// HELLO and OPEN of a later version may carry more fields after those of version 1; a reader skips them.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "platform/base/result.h"
+#include "platform/softbus/transport.h"
+
+namespace Vexo::SoftBus {
+
+enum class FrameKind : uint8_t { HELLO = 1, OPEN = 2, OPENED = 3, DATA = 4, PING = 5, CLOSE = 6 };
+
+inline constexpr size_t FRAME_HEADER_BYTES = 5;
+inline constexpr size_t MAX_HELLO_BYTES = 8192;
+inline constexpr size_t MAX_OPEN_BYTES = 1024;
+inline constexpr size_t MAX_HELLO_ADDRESSES = 8;
+inline constexpr size_t MAX_SESSION_NAME = 255;
+inline constexpr uint8_t LINK_VERSION = 1;
+
+struct Frame {
+    FrameKind kind = FrameKind::PING;
+    std::string payload;
+};
+
+// Cuts a byte stream into frames. A header that breaks the rules is refused before its payload is waited for.
+class FrameDecoder {
+public:
+    enum class Status { MORE, FRAME, BROKEN };
+
+    // Takes bytes off the front of input until a frame is whole (FRAME, moved into frame), input is used up (MORE) or
+    // the stream breaks the rules (BROKEN, for good; Problem() says how).
+    Status Next(std::string_view& input, Frame& frame);
+    const std::string& Problem() const { return problem_; }
+
+private:
+    Status CheckHeader();
+
+    std::string header_;
+    std::string payload_;
+    size_t payloadBytes_ = 0;
+    std::string problem_;
+};
+
+// The five bytes before a payload of that length.
+std::string EncodeHeader(FrameKind kind, size_t payloadBytes);
+
+// What a device tells of itself when a presence connection opens.
+struct Hello {
+    uint16_t deviceTypeId = 0;
+    std::string deviceId;
+    std::string deviceName;
+    std::vector<PeerAddress> addresses;  // where it listens
+};
+std::string EncodeHello(const Hello& hello);  // payload; texts longer than the format allows are cut
+Result<Hello> DecodeHello(std::string_view payload);
+
+struct Open {
+    int32_t dataType = 0;
+    std::string serverName;  // the session server that is asked for
+    std::string openerName;
+};
+std::string EncodeOpen(const Open& open);
+Result<Open> DecodeOpen(std::string_view payload);
+
+std::string EncodeOpened(int32_t result);
+Result<int32_t> DecodeOpened(std::string_view payload);
+
+// Whether text is 64 lower-case hex characters, as network ids and device ids are.
+bool IsHexId(std::string_view text);
+// An id as log lines show it: "7f3a…c21e".
+std::string ShortId(std::string_view id);
+
+}  // namespace Vexo::SoftBus

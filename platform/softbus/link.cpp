@@ -1,0 +1,504 @@
+#include "platform/softbus/link.h"
+
+#include <openssl/err.h>
+#include <sys/socket.h>
+
+#include <array>
+#include <asio/post.hpp>
+#include <cerrno>
+#include <cstring>
+
+#include "platform/dfx/log.h"
+#include "platform/softbus/socket_bio.h"
+#include "platform/softbus/softbus_log.h"
+
+namespace Vexo::SoftBus {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr size_t RECORD_BYTES = 16 * 1024;  // the most that one TLS record carries (RFC 8446, 5.1)
+// What one link may read before the others get their turn.
+constexpr int RECORDS_PER_TURN = 16;
+
+bool IsUnexpectedEof()
+{
+    return ERR_GET_REASON(ERR_peek_error()) == SSL_R_UNEXPECTED_EOF_WHILE_READING;
+}
+
+std::string SystemError(int error)
+{
+    return error == 0 ? "the peer went away" : std::strerror(error);
+}
+
+}  // namespace
+
+std::shared_ptr<Link> Link::Make(asio::io_context& reactor, UniqueFd stream, Role role,
+                                 std::shared_ptr<Trust::TlsContext> tls, const std::string& peerNetworkId,
+                                 size_t maxQueuedBytes)
+{
+    Trust::SslPtr ssl = role == Role::CLIENT ? tls->NewClient(peerNetworkId) : tls->NewServer();
+    if (!ssl || !AttachSocket(ssl.get(), stream.Get())) {
+        return nullptr;
+    }
+    SSL_set_mode(ssl.get(),
+                 SSL_MODE_RELEASE_BUFFERS | SSL_MODE_ENABLE_PARTIAL_WRITE | SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER);
+    // Header and body of a record come with one system call.
+    SSL_set_read_ahead(ssl.get(), 1);
+    return std::shared_ptr<Link>(
+        new Link(reactor, std::move(stream), role, std::move(tls), std::move(ssl), maxQueuedBytes));
+}
+
+Link::Link(asio::io_context& reactor, UniqueFd stream, Role role, std::shared_ptr<Trust::TlsContext> tls,
+           Trust::SslPtr ssl, size_t maxQueuedBytes)
+    : reactor_(reactor),
+      role_(role),
+      queue_(maxQueuedBytes),
+      tls_(std::move(tls)),
+      socket_(reactor, stream.Release()),
+      deadline_(reactor),
+      ssl_(std::move(ssl)),
+      lastReceived_(Clock::now()),
+      lastSent_(lastReceived_)
+{
+}
+
+Link::~Link() = default;
+
+void Link::Start(std::shared_ptr<LinkOwner> owner)
+{
+    owner_ = std::move(owner);
+    SetDeadline(HANDSHAKE_LIMIT);
+    asio::post(reactor_, [self = shared_from_this()] { self->Handshake(); });
+}
+
+void Link::Established()
+{
+    // Unlike cancel, this also disarms a wait that has expired and is on its way.
+    deadline_.expires_at(Clock::time_point::max());
+}
+
+void Link::SetDeadline(std::chrono::milliseconds limit)
+{
+    deadline_.expires_after(limit);
+    deadline_.async_wait([self = shared_from_this()](const asio::error_code& error) {
+        if (error || self->deadline_.expiry() > Clock::now()) {
+            return;
+        }
+        if (self->state_ == State::HANDSHAKE || self->state_ == State::READY) {
+            self->End(LinkEnd::TIMED_OUT, "no handshake and first frame within the limit");
+        } else {
+            self->Release();
+        }
+    });
+}
+
+// --- waiting for the socket ---
+
+void Link::WaitReadable()
+{
+    if (waitsReadable_ || state_ == State::ENDED) {
+        return;
+    }
+    waitsReadable_ = true;
+    socket_.async_wait(asio::posix::descriptor_base::wait_read,
+                       [self = shared_from_this()](const asio::error_code& error) {
+                           self->waitsReadable_ = false;
+                           if (!error) {
+                               self->OnReadable();
+                           }
+                       });
+}
+
+void Link::WaitWritable()
+{
+    if (waitsWritable_ || state_ == State::ENDED) {
+        return;
+    }
+    waitsWritable_ = true;
+    socket_.async_wait(asio::posix::descriptor_base::wait_write,
+                       [self = shared_from_this()](const asio::error_code& error) {
+                           self->waitsWritable_ = false;
+                           if (error) {
+                               return;
+                           }
+                           if (self->state_ == State::HANDSHAKE) {
+                               self->Handshake();
+                           } else {
+                               self->WriteSome();
+                           }
+                       });
+}
+
+void Link::OnReadable()
+{
+    switch (state_) {
+        case State::HANDSHAKE:
+            Handshake();
+            break;
+        case State::READY:
+            ReadSome();
+            break;
+        case State::CLOSING:
+        case State::LINGERING:
+            Discard();
+            break;
+        case State::ENDED:
+            break;
+    }
+}
+
+// --- handshake ---
+
+void Link::Handshake()
+{
+    if (state_ != State::HANDSHAKE) {
+        return;
+    }
+    ERR_clear_error();
+    errno = 0;
+    const int result = role_ == Role::CLIENT ? SSL_connect(ssl_.get()) : SSL_accept(ssl_.get());
+    if (result == 1) {
+        HandshakeDone();
+        return;
+    }
+    const int systemError = errno;
+    switch (SSL_get_error(ssl_.get(), result)) {
+        case SSL_ERROR_WANT_READ:
+            WaitReadable();
+            break;
+        case SSL_ERROR_WANT_WRITE:
+            WaitWritable();
+            break;
+        case SSL_ERROR_SSL:
+            if (IsUnexpectedEof()) {
+                End(LinkEnd::BROKEN, SystemError(0));
+            } else {
+                End(LinkEnd::REFUSED, tls_->DescribeFailure(ssl_.get()));
+            }
+            break;
+        default:
+            End(LinkEnd::BROKEN, SystemError(systemError));
+            break;
+    }
+}
+
+void Link::HandshakeDone()
+{
+    Result<std::string> peer = tls_->VerifiedPeer(ssl_.get());
+    if (!peer) {
+        End(LinkEnd::REFUSED, peer.Message());
+        return;
+    }
+    peerNetworkId_ = std::move(peer.Value());
+    state_ = State::READY;
+    lastReceived_ = Clock::now();
+    lastSent_ = lastReceived_;
+    const std::shared_ptr<LinkOwner> owner = owner_;
+    owner->OnReady();
+    if (state_ == State::READY || state_ == State::CLOSING) {
+        WriteSome();
+    }
+    if (state_ == State::READY) {
+        ReadSome();
+    }
+}
+
+// --- reading ---
+
+void Link::ResumeReading()
+{
+    if (!paused_) {
+        return;
+    }
+    paused_ = false;
+    lastReceived_ = Clock::now();
+    ReadLater();
+}
+
+void Link::ReadLater()
+{
+    asio::post(reactor_, [self = shared_from_this()] {
+        if (self->state_ == State::READY) {
+            self->ReadSome();
+        }
+    });
+}
+
+void Link::ReadSome()
+{
+    std::array<char, RECORD_BYTES> buffer;  // NOLINT(cppcoreguidelines-pro-type-member-init): OpenSSL fills it
+    if (!DecodeUnread()) {
+        return;
+    }
+    for (int record = 0; record < RECORDS_PER_TURN; ++record) {
+        ERR_clear_error();
+        errno = 0;
+        const int got = SSL_read(ssl_.get(), buffer.data(), static_cast<int>(buffer.size()));
+        if (got <= 0) {
+            ReadFailed(got);
+            return;
+        }
+        lastReceived_ = Clock::now();
+        if (!Decode({buffer.data(), static_cast<size_t>(got)})) {
+            return;
+        }
+    }
+    ReadLater();
+}
+
+// False when reading must not go on: the link is paused, closing or ended.
+bool Link::DecodeUnread()
+{
+    if (paused_ || state_ != State::READY) {
+        return false;
+    }
+    if (unread_.empty()) {
+        return true;
+    }
+    const std::string input = std::move(unread_);
+    unread_.clear();
+    return Decode(input);
+}
+
+bool Link::Decode(std::string_view input)
+{
+    while (!input.empty()) {
+        Frame frame;
+        const FrameDecoder::Status status = decoder_.Next(input, frame);
+        if (status == FrameDecoder::Status::MORE) {
+            break;
+        }
+        if (status == FrameDecoder::Status::BROKEN) {
+            Refuse(decoder_.Problem());
+            return false;
+        }
+        firstFrameSeen_ = true;
+        if (frame.kind == FrameKind::CLOSE) {
+            End(LinkEnd::CLOSED, "closed by the peer");
+            return false;
+        }
+        const std::shared_ptr<LinkOwner> owner = owner_;
+        owner->OnFrame(frame.kind, std::move(frame.payload));
+        if (state_ != State::READY) {
+            return false;
+        }
+        if (paused_) {
+            unread_.assign(input);
+            return false;
+        }
+    }
+    return true;
+}
+
+void Link::ReadFailed(int result)
+{
+    const int systemError = errno;
+    switch (SSL_get_error(ssl_.get(), result)) {
+        case SSL_ERROR_WANT_READ:
+            WaitReadable();
+            break;
+        case SSL_ERROR_WANT_WRITE:
+            WaitWritable();
+            WaitReadable();
+            break;
+        case SSL_ERROR_ZERO_RETURN:
+            End(LinkEnd::CLOSED, "closed by the peer");
+            break;
+        case SSL_ERROR_SSL:
+            // In TLS 1.3 a client learns only now that the server did not accept its certificate.
+            if (IsUnexpectedEof()) {
+                End(LinkEnd::BROKEN, SystemError(0));
+            } else {
+                End(firstFrameSeen_ ? LinkEnd::BROKEN : LinkEnd::REFUSED, tls_->DescribeFailure(ssl_.get()));
+            }
+            break;
+        default:
+            End(LinkEnd::BROKEN, SystemError(systemError));
+            break;
+    }
+}
+
+// --- writing ---
+
+SendQueue::Pushed Link::Send(FrameKind kind, const void* payload, size_t bytes)
+{
+    const SendQueue::Pushed pushed = queue_.Push(kind, payload, bytes);
+    if (pushed == SendQueue::Pushed::QUEUED_WAKE) {
+        asio::post(reactor_, [self = shared_from_this()] { self->WriteSome(); });
+    }
+    return pushed;
+}
+
+void Link::WriteSome()
+{
+    if (state_ != State::READY && state_ != State::CLOSING) {
+        return;
+    }
+    while (true) {
+        if (written_ == writing_.size()) {
+            written_ = 0;
+            writing_ = {};
+            if (!queue_.Take(writing_)) {
+                break;
+            }
+        }
+        if (!WriteChunk()) {
+            return;
+        }
+    }
+    if (state_ == State::CLOSING) {
+        SayGoodbye();
+    }
+}
+
+// False when the socket takes no more for now, or the link has ended.
+bool Link::WriteChunk()
+{
+    ERR_clear_error();
+    errno = 0;
+    const int sent = SSL_write(ssl_.get(), writing_.data() + written_, static_cast<int>(writing_.size() - written_));
+    if (sent > 0) {
+        written_ += static_cast<size_t>(sent);
+        queue_.Sent(static_cast<size_t>(sent));
+        lastSent_ = Clock::now();
+        return true;
+    }
+    const int systemError = errno;
+    switch (SSL_get_error(ssl_.get(), sent)) {
+        case SSL_ERROR_WANT_WRITE:
+            WaitWritable();
+            break;
+        case SSL_ERROR_WANT_READ:
+            WaitReadable();
+            break;
+        default:
+            // What the peer sent before it went away is still to be read, and reading finds the end.
+            if (state_ == State::READY && !paused_) {
+                queue_.Close();
+                writing_ = {};
+                written_ = 0;
+                ReadLater();
+            } else {
+                End(LinkEnd::BROKEN, SystemError(systemError));
+            }
+            break;
+    }
+    return false;
+}
+
+// --- ends ---
+
+void Link::Close()
+{
+    if (state_ == State::HANDSHAKE) {
+        Abort();
+        return;
+    }
+    if (state_ != State::READY) {
+        return;
+    }
+    state_ = State::CLOSING;
+    owner_.reset();
+    SetDeadline(CLOSE_LIMIT);
+    queue_.PushLast(FrameKind::CLOSE);
+    asio::post(reactor_, [self = shared_from_this()] {
+        self->WriteSome();
+        // A peer that keeps sending must not be blocked by our not reading while we write our last.
+        self->WaitReadable();
+    });
+}
+
+// Everything queued is with the kernel: close_notify, and no more.
+void Link::SayGoodbye()
+{
+    ERR_clear_error();
+    const int result = SSL_shutdown(ssl_.get());
+    if (result < 0 && SSL_get_error(ssl_.get(), result) == SSL_ERROR_WANT_WRITE) {
+        WaitWritable();
+        return;
+    }
+    StartLinger();
+}
+
+// Closing a socket that holds unread bytes resets the connection, and the peer would lose what it has not read yet. So:
+// say that nothing more comes, and read until the peer has closed its side too.
+void Link::StartLinger()
+{
+    state_ = State::LINGERING;
+    ::shutdown(socket_.native_handle(), SHUT_WR);
+    Discard();
+}
+
+void Link::Discard()
+{
+    std::array<char, RECORD_BYTES> buffer;  // NOLINT(cppcoreguidelines-pro-type-member-init): the kernel fills it
+    for (int record = 0; record < RECORDS_PER_TURN; ++record) {
+        const ssize_t got = ::recv(socket_.native_handle(), buffer.data(), buffer.size(), 0);
+        if (got < 0 && (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR)) {
+            break;
+        }
+        if (got <= 0) {
+            // While CLOSING the peer may have shut its sending side only: what is queued still goes out.
+            if (got < 0 || state_ == State::LINGERING) {
+                Release();
+            }
+            return;
+        }
+    }
+    WaitReadable();
+}
+
+void Link::Abort()
+{
+    owner_.reset();
+    Release();
+}
+
+void Link::Refuse(const std::string& why)
+{
+    QuviewDFX::LogWarn(LOG_SOFTBUS, "link with %{public}s ended: %{public}s", ShortId(peerNetworkId_), why);
+    End(LinkEnd::REFUSED, why);
+}
+
+void Link::End(LinkEnd end, const std::string& why)
+{
+    const std::shared_ptr<LinkOwner> owner = std::move(owner_);
+    owner_.reset();
+    if (end == LinkEnd::REFUSED && state_ != State::ENDED) {
+        // The alert that tells the peer why has been sent; it must arrive.
+        queue_.Close();
+        ssl_.reset();
+        SetDeadline(CLOSE_LIMIT);
+        StartLinger();
+    } else {
+        Release();
+    }
+    if (owner) {
+        owner->OnEnded(end, why);
+    }
+}
+
+void Link::Release()
+{
+    if (state_ == State::ENDED) {
+        return;
+    }
+    // OpenSSL takes a connection that ends without close_notify for one whose session must not be resumed. Frames say
+    // where a conversation ends, so nothing can be cut off unnoticed and the ticket stays good.
+    if (state_ != State::HANDSHAKE && ssl_) {
+        SSL_set_shutdown(ssl_.get(), SSL_SENT_SHUTDOWN | SSL_RECEIVED_SHUTDOWN);
+    }
+    state_ = State::ENDED;
+    queue_.Close();
+    Established();
+    asio::error_code ignored;
+    socket_.close(ignored);
+    ssl_.reset();
+    writing_ = {};
+    unread_ = {};
+    written_ = 0;
+}
+
+}  // namespace Vexo::SoftBus

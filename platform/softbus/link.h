@@ -1,0 +1,135 @@
+// Link: one authenticated TLS connection that carries frames. It does the handshake, checks the peer, cuts what arrives
+// into frames for its owner, writes what is queued, and ends in one of four ways. Send may be called from any thread;
+// everything else on the reactor thread, where the owner is called too. A link keeps itself and its owner alive while
+// the connection lives. What the frames are: frame.h; who owns links: sessions.h, presence.h.
+#pragma once
+
+#include <asio/io_context.hpp>
+#include <asio/posix/stream_descriptor.hpp>
+#include <asio/steady_timer.hpp>
+#include <chrono>
+#include <memory>
+#include <string>
+
+#include "platform/base/nocopyable.h"
+#include "platform/base/unique_fd.h"
+#include "platform/softbus/frame.h"
+#include "platform/softbus/send_queue.h"
+#include "platform/trust/tls_context.h"
+
+namespace Vexo::SoftBus {
+
+// Limit for the handshake and for the first frame after it.
+inline constexpr std::chrono::milliseconds HANDSHAKE_LIMIT{5000};
+// How long a link that closes may take to deliver what was accepted before.
+inline constexpr std::chrono::milliseconds CLOSE_LIMIT{1000};
+
+enum class LinkEnd {
+    CLOSED,     // the peer said that it closes
+    BROKEN,     // the connection broke, or the peer went away without a word
+    REFUSED,    // TLS failed, the certificate is not good, or a frame breaks the rules
+    TIMED_OUT,  // the handshake or the first frame took too long
+};
+
+class LinkOwner {
+public:
+    virtual ~LinkOwner() = default;
+    // The handshake is done and the peer is verified. Bytes of the peer may be used from now on.
+    virtual void OnReady() {}
+    // One frame; CLOSE is handled by the link and does not come here.
+    virtual void OnFrame(FrameKind kind, std::string payload) = 0;
+    // Once, as the last call; not after Close or Abort.
+    virtual void OnEnded(LinkEnd end, const std::string& why) = 0;
+};
+
+class Link : public std::enable_shared_from_this<Link>, public NoCopyable {
+public:
+    enum class Role { CLIENT, SERVER };
+
+    // Takes a connected non-blocking stream socket. Null when memory is short. peerNetworkId: whom a client expects, or
+    // empty.
+    static std::shared_ptr<Link> Make(asio::io_context& reactor, UniqueFd stream, Role role,
+                                      std::shared_ptr<Trust::TlsContext> tls, const std::string& peerNetworkId,
+                                      size_t maxQueuedBytes);
+    ~Link();
+
+    // Starts the handshake; the owner hears nothing before this returns. HANDSHAKE_LIMIT runs until Established.
+    void Start(std::shared_ptr<LinkOwner> owner);
+    void SetOwner(std::shared_ptr<LinkOwner> owner) { owner_ = std::move(owner); }
+    // The first frame has been accepted: the limit no longer runs.
+    void Established();
+
+    // Queues a frame. Any thread.
+    SendQueue::Pushed Send(FrameKind kind, const void* payload, size_t bytes);
+    SendQueue::Pushed Send(FrameKind kind, const std::string& payload = {})
+    {
+        return Send(kind, payload.data(), payload.size());
+    }
+
+    // While paused no frame comes, and the end of the connection is not noticed.
+    void PauseReading() { paused_ = true; }
+    void ResumeReading();
+    bool ReadingPaused() const { return paused_; }
+
+    // Delivers what was queued, says CLOSE and ends, within CLOSE_LIMIT. The owner is let go at once.
+    void Close();
+    // Ends now; what was queued is lost.
+    void Abort();
+    // The owner found a frame that breaks the rules: logs one line and ends, telling the owner.
+    void Refuse(const std::string& why);
+
+    const std::string& PeerNetworkId() const { return peerNetworkId_; }  // verified, once ready
+    std::chrono::steady_clock::time_point LastReceived() const { return lastReceived_; }
+    std::chrono::steady_clock::time_point LastSent() const { return lastSent_; }
+    bool SendQueueEmpty() const { return queue_.Empty(); }
+
+private:
+    enum class State { HANDSHAKE, READY, CLOSING, LINGERING, ENDED };
+
+    Link(asio::io_context& reactor, UniqueFd stream, Role role, std::shared_ptr<Trust::TlsContext> tls,
+         Trust::SslPtr ssl, size_t maxQueuedBytes);
+
+    void Handshake();
+    void HandshakeDone();
+    void WaitReadable();
+    void WaitWritable();
+    void OnReadable();
+    void ReadSome();
+    void ReadLater();
+    bool DecodeUnread();
+    bool Decode(std::string_view input);
+    void ReadFailed(int result);
+    void WriteSome();
+    bool WriteChunk();
+    void SayGoodbye();
+    void StartLinger();
+    void Discard();
+    void End(LinkEnd end, const std::string& why);
+    void Release();
+    void SetDeadline(std::chrono::milliseconds limit);
+
+    asio::io_context& reactor_;
+    const Role role_;
+    SendQueue queue_;
+    const std::shared_ptr<Trust::TlsContext> tls_;
+
+    // The reactor's.
+    asio::posix::stream_descriptor socket_;
+    asio::steady_timer deadline_;
+    Trust::SslPtr ssl_;
+    std::shared_ptr<LinkOwner> owner_;
+    State state_ = State::HANDSHAKE;
+    bool paused_ = false;
+    bool waitsReadable_ = false;
+    bool waitsWritable_ = false;
+    bool firstFrameSeen_ = false;
+    std::string peerNetworkId_;
+    FrameDecoder decoder_;
+    std::string unread_;   // decrypted but not decoded: it arrived before a pause
+    std::string writing_;  // taken from the queue
+    size_t written_ = 0;   // of writing_
+    std::chrono::steady_clock::time_point lastReceived_;
+    std::chrono::steady_clock::time_point lastSent_;
+};
+
+}  // namespace Vexo::SoftBus

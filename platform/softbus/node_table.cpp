@@ -1,0 +1,84 @@
+#include "platform/softbus/node_table.h"
+
+#include <algorithm>
+#include <chrono>
+#include <tuple>
+
+namespace Vexo::SoftBus {
+
+int64_t WallClockMs()
+{
+    using namespace std::chrono;
+    return duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
+}
+
+bool NodeTable::LinkUp(const std::string& networkId, const Hello& hello)
+{
+    MutexLock lock(mutex_);
+    Entry& entry = entries_[networkId];
+    const bool wasOnline = entry.node.online;
+    entry.node = {networkId, hello.deviceId, hello.deviceName, hello.deviceTypeId, true, WallClockMs()};
+    std::vector<PeerAddress> addresses = hello.addresses;
+    for (const PeerAddress& known : entry.addresses) {
+        const bool isNew = std::find(addresses.begin(), addresses.end(), known) == addresses.end();
+        if (entry.links > 0 && isNew && addresses.size() < 2 * MAX_HELLO_ADDRESSES) {
+            addresses.push_back(known);
+        }
+    }
+    entry.addresses = std::move(addresses);
+    ++entry.links;
+    return !wasOnline;
+}
+
+size_t NodeTable::LinkDown(const std::string& networkId)
+{
+    MutexLock lock(mutex_);
+    Entry& entry = entries_[networkId];
+    entry.node.lastSeenMs = WallClockMs();
+    return entry.links > 0 ? --entry.links : 0;
+}
+
+bool NodeTable::MarkOffline(const std::string& networkId)
+{
+    MutexLock lock(mutex_);
+    const auto found = entries_.find(networkId);
+    if (found == entries_.end() || found->second.links > 0) {
+        return false;
+    }
+    return std::exchange(found->second.node.online, false);
+}
+
+bool NodeTable::IsOnline(const std::string& networkId) const
+{
+    MutexLock lock(mutex_);
+    const auto found = entries_.find(networkId);
+    return found != entries_.end() && found->second.node.online;
+}
+
+std::vector<PeerAddress> NodeTable::Addresses(const std::string& networkId) const
+{
+    MutexLock lock(mutex_);
+    const auto found = entries_.find(networkId);
+    return found == entries_.end() ? std::vector<PeerAddress>{} : found->second.addresses;
+}
+
+std::vector<Node> NodeTable::List() const
+{
+    std::vector<Node> nodes;
+    {
+        MutexLock lock(mutex_);
+        for (const auto& [networkId, entry] : entries_) {
+            nodes.push_back(entry.node);
+        }
+    }
+    const int64_t now = WallClockMs();
+    for (Node& node : nodes) {
+        node.lastSeenMs = node.online ? now : node.lastSeenMs;
+    }
+    std::sort(nodes.begin(), nodes.end(), [](const Node& a, const Node& b) {
+        return std::tie(b.online, a.deviceName, a.networkId) < std::tie(a.online, b.deviceName, b.networkId);
+    });
+    return nodes;
+}
+
+}  // namespace Vexo::SoftBus

@@ -1,0 +1,44 @@
+// ReactorContext: what presence and sessions share of their soft bus. The reactor thread's, but for the node table,
+// which locks itself, and the values that never change.
+#pragma once
+
+#include <asio/io_context.hpp>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/base/nocopyable.h"
+#include "platform/softbus/link.h"
+#include "platform/softbus/node_table.h"
+#include "platform/softbus/transport.h"
+
+namespace Vexo::SoftBus {
+
+struct ReactorContext : public NoCopyable {
+    // Callbacks that outlive the soft bus hold it too.
+    const std::shared_ptr<asio::io_context> reactor = std::make_shared<asio::io_context>(1);
+    std::shared_ptr<Trust::TlsContext> tls;
+    std::vector<std::shared_ptr<Transport>> transports;
+    std::string ownNetworkId;
+    Hello ownHello;
+    size_t maxQueuedBytes = 0;
+    NodeTable nodes;
+
+    // Null for a name that no transport has.
+    Transport* FindTransport(const std::string& name) const
+    {
+        for (const auto& transport : transports) {
+            if (transport->Name() == name) {
+                return transport.get();
+            }
+        }
+        return nullptr;
+    }
+
+    std::shared_ptr<Link> MakeLink(UniqueFd stream, Link::Role role, const std::string& peerNetworkId) const
+    {
+        return Link::Make(*reactor, std::move(stream), role, tls, peerNetworkId, maxQueuedBytes);
+    }
+};
+
+}  // namespace Vexo::SoftBus

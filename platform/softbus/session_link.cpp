@@ -1,0 +1,318 @@
+#include "platform/softbus/session_link.h"
+
+#include <algorithm>
+
+#include "platform/softbus/softbus_log.h"
+
+namespace Vexo::SoftBus {
+
+namespace {
+
+// What the opener is told when a link ended before the peer answered.
+int ResultOf(LinkEnd end)
+{
+    switch (end) {
+        case LinkEnd::BROKEN:
+            return SOFTBUS_NO_LINK;
+        case LinkEnd::TIMED_OUT:
+            return SOFTBUS_TIMED_OUT;
+        case LinkEnd::CLOSED:
+        case LinkEnd::REFUSED:
+            break;
+    }
+    return SOFTBUS_PEER_REFUSED;
+}
+
+}  // namespace
+
+Sessions::SessionLink::SessionLink(Sessions& sessions, SessionPtr session)
+    : sessions_(sessions), session_(std::move(session)), timer_(*sessions.context_.reactor)
+{
+}
+
+// Each stage has one use for the timer; setting it anew ends the one before.
+template <typename Action>
+void Sessions::SessionLink::At(Clock::time_point when, Action action)
+{
+    timer_.expires_at(when);
+    timer_.async_wait([self = shared_from_this(), action](const asio::error_code& error) {
+        if (!error && self->timer_.expiry() <= Clock::now()) {
+            action(*self);
+        }
+    });
+}
+
+// --- opening ---
+
+void Sessions::SessionLink::Open()
+{
+    At(Clock::now() + OWN_SERVER_WAIT, [](SessionLink& self) {
+        QuviewDFX::LogWarn(LOG_SOFTBUS, "session %{public}d: no session server \"%{public}s\" appeared",
+                           self.session_->Id(), self.session_->Request().serverName);
+        self.sessions_.table_->Remove(self.session_->Id());
+        self.Forget();
+    });
+    ServerAppeared();
+}
+
+void Sessions::SessionLink::ServerAppeared()
+{
+    if (stage_ != Stage::WAITS_FOR_SERVER) {
+        return;
+    }
+    auto server = sessions_.table_->FindServer(session_->Request().serverName);
+    if (!server) {
+        return;
+    }
+    session_->SetServer(std::move(server));
+    stage_ = Stage::OPENING;
+    addresses_ = sessions_.Route(session_->Request());
+    openDeadline_ = Clock::now() + OPEN_LIMIT;
+    At(openDeadline_, [](SessionLink& self) { self.Tell(SOFTBUS_TIMED_OUT); });
+    TryNextAddress();
+}
+
+void Sessions::SessionLink::TryNextAddress()
+{
+    if (nextAddress_ >= addresses_.size()) {
+        Tell(result_);
+        return;
+    }
+    const PeerAddress& where = addresses_[nextAddress_++];
+    Transport* transport = sessions_.context_.FindTransport(where.transport);
+    if (transport == nullptr) {
+        TryNextAddress();
+        return;
+    }
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(openDeadline_ - Clock::now());
+    transport->Connect(where.address, std::min(left, HANDSHAKE_LIMIT),
+                       [self = shared_from_this()](Result<UniqueFd> stream) {
+                           if (self->stage_ != Stage::OPENING) {
+                               return;
+                           }
+                           if (stream) {
+                               self->ConnectedBy(std::move(stream.Value()));
+                           } else {
+                               self->TryNextAddress();
+                           }
+                       });
+}
+
+void Sessions::SessionLink::ConnectedBy(UniqueFd stream)
+{
+    const SessionRequest& request = session_->Request();
+    link_ = sessions_.context_.MakeLink(std::move(stream), Link::Role::CLIENT, request.peerNetworkId);
+    if (!link_) {
+        Tell(SOFTBUS_LIMIT);
+        return;
+    }
+    link_->Send(FrameKind::OPEN, EncodeOpen({request.dataType, request.peerServerName, request.serverName}));
+    link_->Start(shared_from_this());
+}
+
+void Sessions::SessionLink::Opened(const std::string& payload)
+{
+    const Result<int32_t> result = DecodeOpened(payload);
+    if (!result) {
+        link_->Refuse(result.Message());
+    } else if (result.Value() == SOFTBUS_OK) {
+        link_->Established();
+        Tell(SOFTBUS_OK);
+    } else {
+        // What a peer's code means is its own business, but that it has no room is worth knowing.
+        Tell(result.Value() == SOFTBUS_LIMIT ? SOFTBUS_LIMIT : SOFTBUS_PEER_REFUSED);
+    }
+}
+
+// Delivers the opened callback, not before its time. What the peer sends meanwhile waits in the socket.
+void Sessions::SessionLink::Tell(int result)
+{
+    if (stage_ != Stage::OPENING && stage_ != Stage::TELLS) {
+        return;
+    }
+    stage_ = Stage::TELLS;
+    result_ = result;
+    if (result != SOFTBUS_OK && link_) {
+        link_->Close();
+        link_.reset();
+    }
+    if (link_) {
+        link_->PauseReading();
+    }
+    TellNow();
+}
+
+void Sessions::SessionLink::TellNow()
+{
+    const Clock::time_point now = Clock::now();
+    const Clock::time_point returned = session_->ReturnedAt();
+    const Clock::time_point earliest = (returned == Clock::time_point::max() ? now : returned) + OPENED_DELAY;
+    if (earliest > now) {
+        At(earliest, [](SessionLink& self) { self.TellNow(); });
+        return;
+    }
+    if (result_ == SOFTBUS_OK) {
+        BeginOpen();
+        link_->ResumeReading();
+    } else {
+        sessions_.table_->Remove(session_->Id());
+        session_->DeliverOpened(result_);
+        Forget();
+    }
+}
+
+void Sessions::SessionLink::Accept(const std::shared_ptr<Link>& link, std::shared_ptr<SessionServer> server)
+{
+    session_->SetServer(std::move(server));
+    link_ = link;
+    link_->SetOwner(shared_from_this());
+    link_->Established();
+    link_->Send(FrameKind::OPENED, EncodeOpened(SOFTBUS_OK));
+    BeginOpen();
+}
+
+// --- open ---
+
+void Sessions::SessionLink::BeginOpen()
+{
+    stage_ = Stage::OPEN;
+    ++sessions_.openCount_;
+    sessions_.CountPending();
+    session_->SetOpen(link_);
+    session_->DeliverOpened(SOFTBUS_OK);
+    Beat();
+}
+
+void Sessions::SessionLink::OnFrame(FrameKind kind, std::string payload)
+{
+    if (stage_ == Stage::OPENING && kind == FrameKind::OPENED) {
+        Opened(payload);
+    } else if (stage_ == Stage::OPEN && kind == FrameKind::DATA) {
+        session_->DeliverBytes(std::move(payload), link_);
+    } else if (kind != FrameKind::PING) {
+        link_->Refuse("a frame that has no place in a session");
+    }
+}
+
+// Both sides make themselves heard, so a side that is busy sending, or that does not read for a while because its
+// callbacks are slow, is not taken for gone.
+void Sessions::SessionLink::Beat()
+{
+    const Clock::time_point now = Clock::now();
+    if (!link_->ReadingPaused() && now - link_->LastReceived() >= SILENCE_LIMIT) {
+        const std::shared_ptr<Link> link = link_;
+        OnEnded(LinkEnd::TIMED_OUT, "the peer fell silent");
+        link->Abort();
+        return;
+    }
+    Clock::time_point nextPing = link_->LastSent() + PING_PAUSE;
+    if (nextPing <= now) {
+        if (link_->SendQueueEmpty()) {
+            link_->Send(FrameKind::PING);
+        }
+        nextPing = now + PING_PAUSE;
+    }
+    const Clock::time_point silentAt =
+        link_->ReadingPaused() ? Clock::time_point::max() : link_->LastReceived() + SILENCE_LIMIT;
+    At(std::min(nextPing, silentAt), [](SessionLink& self) { self.Beat(); });
+}
+
+// --- ends ---
+
+void Sessions::SessionLink::Close(int resultIfOpening)
+{
+    if (stage_ == Stage::OPEN) {
+        link_->Close();
+        Forget();
+    } else if (stage_ == Stage::WAITS_FOR_SERVER) {
+        Forget();
+    } else {
+        Tell(stage_ == Stage::TELLS && result_ != SOFTBUS_OK ? result_ : resultIfOpening);
+    }
+}
+
+void Sessions::SessionLink::OnEnded(LinkEnd end, const std::string& why)
+{
+    if (stage_ == Stage::OPEN) {
+        if (end != LinkEnd::CLOSED) {
+            QuviewDFX::LogWarn(LOG_SOFTBUS, "session %{public}d with %{public}s ended: %{public}s", session_->Id(),
+                               ShortId(session_->Request().peerNetworkId), why);
+        }
+        session_->SetClosed();
+        session_->DeliverClosed(sessions_.table_);
+        Forget();
+        return;
+    }
+    link_.reset();
+    if (stage_ == Stage::OPENING) {
+        result_ = ResultOf(end);
+        QuviewDFX::LogInfo(LOG_SOFTBUS, "session %{public}d: %{public}s did not open: %{public}s", session_->Id(),
+                           ShortId(session_->Request().peerNetworkId), why);
+        TryNextAddress();
+    } else if (stage_ == Stage::TELLS) {
+        Tell(ResultOf(end));
+    }
+}
+
+void Sessions::SessionLink::Forget()
+{
+    if (stage_ == Stage::OPEN) {
+        --sessions_.openCount_;
+    }
+    stage_ = Stage::ENDED;
+    link_.reset();
+    timer_.expires_at(Clock::time_point::max());
+    const auto self = shared_from_this();
+    sessions_.links_.erase(session_->Id());
+    sessions_.CountPending();
+}
+
+// --- a peer that waits ---
+
+Sessions::WaitingPeer::WaitingPeer(Sessions& sessions, std::shared_ptr<Link> link, struct Open open)
+    : sessions_(sessions), link_(std::move(link)), open_(std::move(open)), timer_(*sessions.context_.reactor)
+{
+}
+
+void Sessions::WaitingPeer::Start()
+{
+    link_->SetOwner(shared_from_this());
+    link_->Established();
+    timer_.expires_after(ACCEPT_WAIT);
+    timer_.async_wait([self = shared_from_this()](const asio::error_code& error) {
+        if (!error && self->sessions_.waitingPeers_.count(self) != 0) {
+            self->Refuse(SOFTBUS_NO_SUCH_SERVER);
+        }
+    });
+}
+
+void Sessions::WaitingPeer::ServerAppeared()
+{
+    if (auto server = sessions_.table_->FindServer(open_.serverName)) {
+        OnEnded(LinkEnd::CLOSED, {});
+        sessions_.Accept(link_, open_, std::move(server));
+    }
+}
+
+void Sessions::WaitingPeer::Refuse(int result)
+{
+    link_->Send(FrameKind::OPENED, EncodeOpened(result));
+    link_->Close();
+    OnEnded(LinkEnd::CLOSED, {});
+}
+
+void Sessions::WaitingPeer::OnFrame(FrameKind kind, std::string /*payload*/)
+{
+    if (kind != FrameKind::PING) {
+        link_->Refuse("a frame before the session is open");
+    }
+}
+
+void Sessions::WaitingPeer::OnEnded(LinkEnd /*end*/, const std::string& /*why*/)
+{
+    timer_.cancel();
+    sessions_.waitingPeers_.erase(shared_from_this());
+    sessions_.CountPending();
+}
+
+}  // namespace Vexo::SoftBus

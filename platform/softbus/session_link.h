@@ -1,0 +1,82 @@
+// SessionLink: one session on the reactor, from the request to its end, and WaitingPeer: a peer's open that waits for
+// its session server. Private to sessions.cpp and session_link.cpp.
+#pragma once
+
+#include <asio/steady_timer.hpp>
+#include <chrono>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/softbus/sessions.h"
+
+namespace Vexo::SoftBus {
+
+class Sessions::SessionLink : public LinkOwner, public std::enable_shared_from_this<SessionLink> {
+public:
+    SessionLink(Sessions& sessions, SessionPtr session);
+
+    // Outbound: as soon as this side's server exists.
+    void Open();
+    void ServerAppeared();
+    // Inbound.
+    void Accept(const std::shared_ptr<Link>& link, std::shared_ptr<SessionServer> server);
+    // This side closes, with that result for the opened callback if it has not come yet.
+    void Close(int resultIfOpening);
+
+    void OnFrame(FrameKind kind, std::string payload) override;
+    void OnEnded(LinkEnd end, const std::string& why) override;
+
+private:
+    enum class Stage {
+        WAITS_FOR_SERVER,
+        OPENING,
+        TELLS,  // the result is known, and waits for OPENED_DELAY
+        OPEN,
+        ENDED,
+    };
+    using Clock = std::chrono::steady_clock;
+
+    void TryNextAddress();
+    void ConnectedBy(UniqueFd stream);
+    void Opened(const std::string& payload);
+    void Tell(int result);
+    void TellNow();
+    void BeginOpen();
+    void Beat();
+    void Forget();
+    template <typename Action>
+    void At(Clock::time_point when, Action action);
+
+    Sessions& sessions_;
+    const SessionPtr session_;
+    Stage stage_ = Stage::WAITS_FOR_SERVER;
+    std::shared_ptr<Link> link_;
+    asio::steady_timer timer_;
+    Clock::time_point openDeadline_;
+    std::vector<PeerAddress> addresses_;
+    size_t nextAddress_ = 0;
+    int result_ = SOFTBUS_NO_LINK;  // of the open, so far
+};
+
+class Sessions::WaitingPeer : public LinkOwner, public std::enable_shared_from_this<WaitingPeer> {
+public:
+    WaitingPeer(Sessions& sessions, std::shared_ptr<Link> link, struct Open open);
+
+    void Start();
+    void ServerAppeared();
+    // Answers with that failure and ends.
+    void Refuse(int result);
+    const std::string& ServerName() const { return open_.serverName; }
+
+    void OnFrame(FrameKind kind, std::string payload) override;
+    void OnEnded(LinkEnd end, const std::string& why) override;
+
+private:
+    Sessions& sessions_;
+    const std::shared_ptr<Link> link_;
+    const struct Open open_;
+    asio::steady_timer timer_;
+};
+
+}  // namespace Vexo::SoftBus

@@ -1,0 +1,133 @@
+// SessionTable: the session servers and sessions of one soft bus, as callers and the reactor share them, and the
+// callbacks that tell a session's server about it. Any thread; each class locks itself; no callback runs under a lock.
+#pragma once
+
+#include <asio/io_context.hpp>
+#include <atomic>
+#include <chrono>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/base/mutex.h"
+#include "platform/base/nocopyable.h"
+#include "platform/softbus/link.h"
+#include "platform/softbus/softbus_types.h"
+#include "platform/tasks/elastic_pool.h"
+
+namespace Vexo::SoftBus {
+
+// Reading stops while more than this waits for a session's callbacks.
+inline constexpr size_t MAX_UNDELIVERED_BYTES = 8 * 1024 * 1024;
+inline constexpr size_t MAX_SESSION_SERVERS = 64;
+
+// One name that is served, by whom, and the listener, which can be replaced while sessions are open.
+class SessionServer : public NoCopyable {
+public:
+    SessionServer(std::string pkgName, const ISessionListener& listener)
+        : pkgName_(std::move(pkgName)), listener_(listener)
+    {
+    }
+
+    const std::string& PkgName() const { return pkgName_; }
+    ISessionListener Listener() const EXCLUDES(mutex_);
+    void Replace(const ISessionListener& listener) EXCLUDES(mutex_);
+
+private:
+    const std::string pkgName_;
+    mutable Mutex mutex_;
+    ISessionListener listener_ GUARDED_BY(mutex_);
+};
+
+// What an opener asked for, or a peer.
+struct SessionRequest {
+    bool outbound = false;
+    std::string serverName;      // of this side
+    std::string peerServerName;  // of the other side
+    std::string peerNetworkId;
+    int32_t dataType = 0;
+    std::vector<int32_t> linkTypes;
+};
+
+class SessionTable;
+
+class Session : public std::enable_shared_from_this<Session>, public NoCopyable {
+public:
+    Session(int id, SessionRequest request, std::shared_ptr<asio::io_context> reactor)
+        : id_(id), request_(std::move(request)), reactor_(std::move(reactor))
+    {
+    }
+
+    int Id() const { return id_; }
+    const SessionRequest& Request() const { return request_; }
+
+    // The reactor's: whom the callbacks go to, then the link that carries the bytes from now on.
+    void SetServer(std::shared_ptr<SessionServer> server) { server_ = std::move(server); }
+    void SetOpen(const std::shared_ptr<Link>& link) EXCLUDES(mutex_);
+    // Null before SetOpen and after SetClosed.
+    std::shared_ptr<Link> OpenLink() const EXCLUDES(mutex_);
+    void SetClosed() EXCLUDES(mutex_);
+    // This side has closed it: bytes and closed callbacks that have not begun are left out.
+    void Silence() { silenced_ = true; }
+
+    // The end of OpenSession, before which the opened callback must not come; time_point::max() until then.
+    std::chrono::steady_clock::time_point ReturnedAt() const { return returnedAt_.load(); }
+    void SetReturnedAt(std::chrono::steady_clock::time_point when) { returnedAt_ = when; }
+
+    // Put callbacks on the session's strand. Bytes pause the link when too much waits, and resume it.
+    void DeliverOpened(int result);
+    void DeliverBytes(std::string payload, const std::shared_ptr<Link>& link);
+    void DeliverClosed(std::shared_ptr<SessionTable> table);
+
+private:
+    void CallBytes(const ISessionListener& listener, const std::string& payload) const;
+    void Post(Tasks::Work work);
+
+    const int id_;
+    const SessionRequest request_;
+    const std::shared_ptr<asio::io_context> reactor_;
+    std::shared_ptr<SessionServer> server_;  // set before the first callback is posted, constant then
+    std::atomic<bool> silenced_{false};
+    std::atomic<size_t> undelivered_{0};
+    std::atomic<std::chrono::steady_clock::time_point> returnedAt_{std::chrono::steady_clock::time_point::max()};
+    mutable Mutex mutex_;
+    std::shared_ptr<Link> link_ GUARDED_BY(mutex_);
+    Tasks::Strand strand_;
+};
+
+using SessionPtr = std::shared_ptr<Session>;
+
+class SessionTable : public NoCopyable {
+public:
+    SessionTable(size_t maxSessions, std::shared_ptr<asio::io_context> reactor)
+        : maxSessions_(maxSessions), reactor_(std::move(reactor))
+    {
+    }
+
+    // SoftBusResult of CreateSessionServer and RemoveSessionServer.
+    int AddServer(const std::string& pkgName, const std::string& name, const ISessionListener& listener)
+        EXCLUDES(mutex_);
+    int RemoveServer(const std::string& pkgName, const std::string& name) EXCLUDES(mutex_);
+    // Null when the name is not served.
+    std::shared_ptr<SessionServer> FindServer(const std::string& name) const EXCLUDES(mutex_);
+    size_t ServerCount() const EXCLUDES(mutex_);
+
+    // A new session under a new id; null when there are maxSessions.
+    SessionPtr Add(SessionRequest request) EXCLUDES(mutex_);
+    SessionPtr Find(int id) const EXCLUDES(mutex_);
+    // Null when it is not there (any more): whoever gets the session decides how it ends.
+    SessionPtr Remove(int id) EXCLUDES(mutex_);
+    // All of them, or those whose own side is that server.
+    std::vector<SessionPtr> List(const std::string& serverName = {}) const EXCLUDES(mutex_);
+
+private:
+    const size_t maxSessions_;
+    const std::shared_ptr<asio::io_context> reactor_;
+    mutable Mutex mutex_;
+    std::map<std::string, std::shared_ptr<SessionServer>> servers_ GUARDED_BY(mutex_);
+    std::map<int, SessionPtr> sessions_ GUARDED_BY(mutex_);
+    int lastId_ GUARDED_BY(mutex_) = 0;
+};
+
+}  // namespace Vexo::SoftBus

@@ -1,0 +1,118 @@
+#include "platform/softbus/sessions.h"
+
+#include <algorithm>
+
+#include "platform/softbus/session_link.h"
+#include "platform/softbus/softbus_log.h"
+
+namespace Vexo::SoftBus {
+
+Sessions::Sessions(ReactorContext& context, std::shared_ptr<SessionTable> table)
+    : context_(context), table_(std::move(table))
+{
+}
+
+Sessions::~Sessions() = default;
+
+std::vector<PeerAddress> Sessions::Route(const SessionRequest& request) const
+{
+    const std::vector<PeerAddress> known = context_.nodes.Addresses(request.peerNetworkId);
+    std::vector<PeerAddress> route;
+    for (const int32_t type : request.linkTypes) {
+        for (const auto& transport : context_.transports) {
+            if (!transport->Carries(static_cast<LinkType>(type))) {
+                continue;
+            }
+            for (const PeerAddress& address : known) {
+                if (address.transport == transport->Name() &&
+                    std::find(route.begin(), route.end(), address) == route.end()) {
+                    route.push_back(address);
+                }
+            }
+        }
+    }
+    return route;
+}
+
+void Sessions::Open(const SessionPtr& session)
+{
+    const auto link = std::make_shared<SessionLink>(*this, session);
+    links_.emplace(session->Id(), link);
+    CountPending();
+    link->Open();
+    if (stopped_) {
+        link->Close(SOFTBUS_UNAVAILABLE);
+    }
+}
+
+void Sessions::Close(const SessionPtr& session)
+{
+    const auto found = links_.find(session->Id());
+    if (found != links_.end()) {
+        const auto link = found->second;
+        link->Close(SOFTBUS_NO_SUCH_SESSION);
+    }
+}
+
+void Sessions::ServerAppeared(const std::string& name)
+{
+    for (const auto& [id, link] : std::map<int, std::shared_ptr<SessionLink>>(links_)) {
+        link->ServerAppeared();
+    }
+    for (const auto& peer : std::set<std::shared_ptr<WaitingPeer>>(waitingPeers_)) {
+        if (peer->ServerName() == name) {
+            peer->ServerAppeared();
+        }
+    }
+}
+
+void Sessions::AdoptInbound(const std::shared_ptr<Link>& link, const std::string& payload)
+{
+    const Result<struct Open> open = DecodeOpen(payload);
+    if (!open) {
+        link->Refuse(open.Message());
+        return;
+    }
+    const auto waiting = std::make_shared<WaitingPeer>(*this, link, open.Value());
+    waitingPeers_.insert(waiting);
+    CountPending();
+    waiting->Start();
+    if (stopped_) {
+        waiting->Refuse(SOFTBUS_UNAVAILABLE);
+    } else {
+        waiting->ServerAppeared();
+    }
+}
+
+void Sessions::Accept(const std::shared_ptr<Link>& link, const struct Open& open, std::shared_ptr<SessionServer> server)
+{
+    const SessionPtr session =
+        table_->Add({false, open.serverName, open.openerName, link->PeerNetworkId(), open.dataType, {}});
+    if (!session) {
+        QuviewDFX::LogWarn(LOG_SOFTBUS, "a session from %{public}s is refused: too many are open",
+                           ShortId(link->PeerNetworkId()));
+        link->Send(FrameKind::OPENED, EncodeOpened(SOFTBUS_LIMIT));
+        link->Close();
+        return;
+    }
+    const auto sessionLink = std::make_shared<SessionLink>(*this, session);
+    links_.emplace(session->Id(), sessionLink);
+    sessionLink->Accept(link, std::move(server));
+}
+
+void Sessions::Stop()
+{
+    stopped_ = true;
+    for (const auto& [id, link] : std::map<int, std::shared_ptr<SessionLink>>(links_)) {
+        if (const SessionPtr session = table_->Remove(id)) {
+            session->Silence();
+            session->SetClosed();
+        }
+        link->Close(SOFTBUS_UNAVAILABLE);
+    }
+    for (const auto& peer : std::set<std::shared_ptr<WaitingPeer>>(waitingPeers_)) {
+        peer->Refuse(SOFTBUS_UNAVAILABLE);
+    }
+}
+
+}  // namespace Vexo::SoftBus

@@ -1,0 +1,72 @@
+// Sessions: the reactor's half of sessions: opens them over the links that the opener named, answers peers that open
+// them, moves frames between links and callbacks, notices silence. What callers share with it: session_table.h. The
+// reactor's, but for Route and the counts; nothing blocks. Timers run only while a session opens or is open.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "platform/base/nocopyable.h"
+#include "platform/softbus/reactor_context.h"
+#include "platform/softbus/session_table.h"
+
+namespace Vexo::SoftBus {
+
+// From the start of an open to its result. A little more than ACCEPT_WAIT, so that the peer's answer comes first.
+inline constexpr std::chrono::milliseconds OPEN_LIMIT{6000};
+// How long an open waits for this side's session server to appear.
+inline constexpr std::chrono::milliseconds OWN_SERVER_WAIT{10'000};
+// How long a peer's open waits for the session server that it asks for.
+inline constexpr std::chrono::milliseconds ACCEPT_WAIT{5000};
+// The opened callback comes at least this long after OpenSession returned, so that its caller can note the id first.
+inline constexpr std::chrono::microseconds OPENED_DELAY{1100};
+// A side that has sent nothing for this long sends PING; one that has heard nothing for SILENCE_LIMIT takes the peer
+// for gone.
+inline constexpr std::chrono::milliseconds PING_PAUSE{2000};
+inline constexpr std::chrono::milliseconds SILENCE_LIMIT{6000};
+
+class Sessions : public NoCopyable {
+public:
+    Sessions(ReactorContext& context, std::shared_ptr<SessionTable> table);
+    ~Sessions();
+
+    // The addresses that the link types lead to, in their order. Any thread.
+    std::vector<PeerAddress> Route(const SessionRequest& request) const;
+
+    void Open(const SessionPtr& session);
+    // The caller has taken the session out of the table.
+    void Close(const SessionPtr& session);
+    // A session server was created: opens that waited for it go on.
+    void ServerAppeared(const std::string& name);
+    // A link that another device opened, and its first frame.
+    void AdoptInbound(const std::shared_ptr<Link>& link, const std::string& open);
+    // Fails what is opening, closes what is open.
+    void Stop();
+
+    size_t OpenCount() const { return openCount_.load(); }
+    size_t PendingCount() const { return pendingCount_.load(); }
+
+private:
+    class SessionLink;
+    class WaitingPeer;
+    friend class SessionLink;
+    friend class WaitingPeer;
+
+    void Accept(const std::shared_ptr<Link>& link, const struct Open& open, std::shared_ptr<SessionServer> server);
+    void CountPending() { pendingCount_ = links_.size() + waitingPeers_.size() - openCount_.load(); }
+
+    ReactorContext& context_;
+    const std::shared_ptr<SessionTable> table_;
+    std::map<int, std::shared_ptr<SessionLink>> links_;  // by session id
+    std::set<std::shared_ptr<WaitingPeer>> waitingPeers_;
+    std::atomic<size_t> openCount_{0};
+    std::atomic<size_t> pendingCount_{0};
+    bool stopped_ = false;
+};
+
+}  // namespace Vexo::SoftBus

@@ -1,0 +1,338 @@
+#include "platform/softbus/softbus_server.h"
+
+#include <pthread.h>
+
+#include <algorithm>
+#include <asio/executor_work_guard.hpp>
+#include <asio/post.hpp>
+#include <thread>
+
+#include "platform/base/mutex.h"
+#include "platform/softbus/announcements.h"
+#include "platform/softbus/inbound_links.h"
+#include "platform/softbus/presence.h"
+#include "platform/softbus/sessions.h"
+#include "platform/softbus/softbus_log.h"
+#include "platform/softbus/tcp_transport.h"
+
+namespace Vexo::SoftBus {
+
+namespace {
+
+// CLOSE_LIMIT and a little.
+constexpr std::chrono::milliseconds STOP_LIMIT{1200};
+
+class Server final : public SoftBusServer {
+public:
+    explicit Server(SoftBusOptions options);
+    ~Server() override { Stop(); }
+
+    Result<void> Begin(const Trust::Identity& identity);
+
+    std::string ListenAddress() const override { return listenAddress_; }
+    SoftBusCounts Counts() const override;
+    void Stop() override;
+
+    int CreateSessionServer(const std::string& pkgName, const std::string& sessionName,
+                            const ISessionListener& listener) override;
+    int RemoveSessionServer(const std::string& pkgName, const std::string& sessionName) override;
+    int OpenSession(const std::string& mySessionName, const std::string& peerSessionName,
+                    const std::string& peerNetworkId, const SessionAttribute& attr) override;
+    void CloseSession(int sessionId) override;
+    int SendBytes(int sessionId, const void* data, unsigned int len) override;
+    int GetPeerNetworkId(int sessionId, std::string& networkId) override;
+    std::vector<Node> Nodes() override { return context_.nodes.List(); }
+    Node LocalNode() override;
+
+private:
+    Result<void> Listen();
+    Result<void> Discover();
+    void RunReactor() EXCLUDES(lifeMutex_);
+    // False once the soft bus stops; else the work will run on the reactor.
+    template <typename WorkOnReactor>
+    bool PostWhileRunning(WorkOnReactor work) EXCLUDES(lifeMutex_);
+
+    const SoftBusOptions options_;
+    ReactorContext context_;
+    const std::shared_ptr<SessionTable> table_;
+    Presence presence_;
+    Sessions sessions_;
+    InboundLinks inbound_;
+    std::string listenAddress_;
+    std::unique_ptr<Announcements> announcements_;
+
+    Mutex lifeMutex_;
+    bool running_ GUARDED_BY(lifeMutex_) = false;
+    bool reactorDone_ GUARDED_BY(lifeMutex_) = false;
+    CondVar reactorEnded_;
+    Mutex stopMutex_;  // held by Stop, so that a second call returns when the first is done
+    asio::executor_work_guard<asio::io_context::executor_type> work_;
+    std::thread thread_ GUARDED_BY(stopMutex_);
+};
+
+Server::Server(SoftBusOptions options)
+    : options_(std::move(options)),
+      table_(std::make_shared<SessionTable>(options_.maxSessions, context_.reactor)),
+      presence_(context_),
+      sessions_(context_, table_),
+      inbound_(context_, presence_, sessions_),
+      work_(asio::make_work_guard(*context_.reactor))
+{
+    context_.maxQueuedBytes = options_.maxQueuedBytes;
+}
+
+// --- life ---
+
+Result<void> Server::Begin(const Trust::Identity& identity)
+{
+    if (!identity.Enrolled()) {
+        return Error{"the soft bus needs an identity that is enrolled in an account"};
+    }
+    if (options_.deviceName.empty() || options_.deviceName.size() >= DEVICE_NAME_BUF_LEN) {
+        return Error{"the device name must have 1 to " + std::to_string(DEVICE_NAME_BUF_LEN - 1) + " bytes"};
+    }
+    auto tls = Trust::TlsContext::Make(identity);
+    if (!tls) {
+        return tls.TakeError();
+    }
+    context_.tls = std::move(tls.Value());
+    context_.ownNetworkId = identity.networkId;
+    context_.ownHello = {options_.deviceTypeId, identity.deviceId, options_.deviceName, {}};
+    if (auto listening = Listen(); !listening) {
+        return listening;
+    }
+    {
+        MutexLock stopLock(stopMutex_);
+        MutexLock lock(lifeMutex_);
+        running_ = true;
+        thread_ = std::thread([this] { RunReactor(); });
+    }
+    return Discover();
+}
+
+Result<void> Server::Listen()
+{
+    const auto tcp = std::make_shared<TcpTransport>(*context_.reactor, options_.listenAddress);
+    for (const std::string& address : options_.peerAddresses) {
+        if (auto usable = tcp->CheckAddress(address); !usable) {
+            return usable;
+        }
+    }
+    context_.transports.push_back(tcp);
+    for (const TransportFactory& make : options_.moreTransports) {
+        context_.transports.push_back(make(*context_.reactor));
+    }
+    for (const auto& transport : context_.transports) {
+        auto bound = transport->Listen([this, name = transport->Name()](UniqueFd stream, const std::string& from) {
+            inbound_.Accepted(std::move(stream), {name, from});
+        });
+        if (bound) {
+            context_.ownHello.addresses.push_back({transport->Name(), bound.Value()});
+        } else if (transport == tcp) {
+            return bound.TakeError();
+        } else {
+            QuviewDFX::LogWarn(LOG_SOFTBUS, "no links over %{public}s: %{public}s", transport->Name(), bound.Message());
+        }
+    }
+    listenAddress_ = context_.ownHello.addresses.front().address;
+    return {};
+}
+
+Result<void> Server::Discover()
+{
+    for (const std::string& address : options_.peerAddresses) {
+        PostWhileRunning([this, address] { presence_.AddConfigured({"tcp", address}); });
+    }
+    if (options_.announceFolder.empty()) {
+        return {};
+    }
+    auto started = Announcements::Start(
+        options_.announceFolder, {context_.ownNetworkId, context_.ownHello.addresses.front()},
+        [this](const std::string& networkId, const std::optional<PeerAddress>& where) {
+            PostWhileRunning([this, networkId, where] { presence_.SetAnnounced(networkId, where); });
+        });
+    if (!started) {
+        Stop();
+        return started.TakeError();
+    }
+    announcements_ = std::move(started.Value());
+    return {};
+}
+
+void Server::Stop()
+{
+    MutexLock stopLock(stopMutex_);
+    if (!thread_.joinable()) {
+        return;
+    }
+    if (announcements_) {
+        announcements_->Withdraw();
+    }
+    {
+        MutexLock lock(lifeMutex_);
+        running_ = false;
+        asio::post(*context_.reactor, [this] {
+            for (const auto& transport : context_.transports) {
+                transport->Stop();
+            }
+            inbound_.Stop();
+            sessions_.Stop();
+            presence_.Stop();
+            work_.reset();
+        });
+    }
+    // The reactor returns when its last link has ended, which each does within CLOSE_LIMIT. Only a name that is still
+    // being resolved can keep it longer.
+    const auto deadline = std::chrono::steady_clock::now() + STOP_LIMIT;
+    {
+        MutexLock lock(lifeMutex_);
+        while (!reactorDone_ && reactorEnded_.WaitUntil(lifeMutex_, deadline)) {
+        }
+    }
+    context_.reactor->stop();
+    thread_.join();
+}
+
+void Server::RunReactor()
+{
+    pthread_setname_np(pthread_self(), "softbus");
+    context_.reactor->run();
+    MutexLock lock(lifeMutex_);
+    reactorDone_ = true;
+    reactorEnded_.NotifyAll();
+}
+
+template <typename WorkOnReactor>
+bool Server::PostWhileRunning(WorkOnReactor work)
+{
+    MutexLock lock(lifeMutex_);
+    if (running_) {
+        asio::post(*context_.reactor, std::move(work));
+    }
+    return running_;
+}
+
+SoftBusCounts Server::Counts() const
+{
+    return {sessions_.OpenCount(), sessions_.PendingCount(), table_->ServerCount(), presence_.LinkCount()};
+}
+
+Node Server::LocalNode()
+{
+    return {context_.ownNetworkId, context_.ownHello.deviceId, options_.deviceName, options_.deviceTypeId, true,
+            WallClockMs()};
+}
+
+// --- sessions ---
+
+bool IsGoodName(const std::string& name)
+{
+    return !name.empty() && name.size() <= MAX_SESSION_NAME && name.find('\0') == std::string::npos;
+}
+
+int Server::CreateSessionServer(const std::string& pkgName, const std::string& sessionName,
+                                const ISessionListener& listener)
+{
+    if (!IsGoodName(pkgName) || !IsGoodName(sessionName)) {
+        return SOFTBUS_INVALID_PARAM;
+    }
+    const int result = table_->AddServer(pkgName, sessionName, listener);
+    if (result == SOFTBUS_OK && !PostWhileRunning([this, sessionName] { sessions_.ServerAppeared(sessionName); })) {
+        return SOFTBUS_UNAVAILABLE;
+    }
+    return result;
+}
+
+int Server::RemoveSessionServer(const std::string& pkgName, const std::string& sessionName)
+{
+    const int result = table_->RemoveServer(pkgName, sessionName);
+    if (result == SOFTBUS_OK) {
+        for (const SessionPtr& session : table_->List(sessionName)) {
+            CloseSession(session->Id());
+        }
+    }
+    return result;
+}
+
+int Server::OpenSession(const std::string& mySessionName, const std::string& peerSessionName,
+                        const std::string& peerNetworkId, const SessionAttribute& attr)
+{
+    if (!IsGoodName(mySessionName) || !IsGoodName(peerSessionName) || peerNetworkId.empty() || attr.linkTypeNum < 1 ||
+        attr.linkTypeNum > LINK_TYPE_COUNT ||
+        (attr.dataType != TYPE_MESSAGE && attr.dataType != TYPE_BYTES && attr.dataType != TYPE_STREAM)) {
+        return SOFTBUS_INVALID_PARAM;
+    }
+    if (!context_.nodes.IsOnline(peerNetworkId)) {
+        return SOFTBUS_NO_SUCH_PEER;
+    }
+    SessionRequest request{
+        true,          mySessionName, peerSessionName,
+        peerNetworkId, attr.dataType, {std::begin(attr.linkType), std::begin(attr.linkType) + attr.linkTypeNum}};
+    if (sessions_.Route(request).empty()) {
+        return SOFTBUS_NO_LINK;
+    }
+    const SessionPtr session = table_->Add(std::move(request));
+    if (!session) {
+        return SOFTBUS_LIMIT;
+    }
+    if (!PostWhileRunning([this, session] { sessions_.Open(session); })) {
+        table_->Remove(session->Id());
+        return SOFTBUS_UNAVAILABLE;
+    }
+    session->SetReturnedAt(std::chrono::steady_clock::now());
+    return session->Id();
+}
+
+void Server::CloseSession(int sessionId)
+{
+    if (const SessionPtr session = table_->Remove(sessionId)) {
+        session->Silence();
+        session->SetClosed();
+        PostWhileRunning([this, session] { sessions_.Close(session); });
+    }
+}
+
+int Server::SendBytes(int sessionId, const void* data, unsigned int len)
+{
+    if (data == nullptr || len == 0 || len > MAX_SESSION_BYTES) {
+        return SOFTBUS_INVALID_PARAM;
+    }
+    const SessionPtr session = table_->Find(sessionId);
+    const std::shared_ptr<Link> link = session ? session->OpenLink() : nullptr;
+    if (!link) {
+        return SOFTBUS_NO_SUCH_SESSION;
+    }
+    switch (link->Send(FrameKind::DATA, data, len)) {
+        case SendQueue::Pushed::QUEUED:
+        case SendQueue::Pushed::QUEUED_WAKE:
+            return SOFTBUS_OK;
+        case SendQueue::Pushed::FULL:
+            return SOFTBUS_QUEUE_FULL;
+        case SendQueue::Pushed::CLOSED:
+            break;
+    }
+    return SOFTBUS_NO_SUCH_SESSION;
+}
+
+int Server::GetPeerNetworkId(int sessionId, std::string& networkId)
+{
+    const SessionPtr session = table_->Find(sessionId);
+    if (!session || !session->OpenLink()) {
+        return SOFTBUS_NO_SUCH_SESSION;
+    }
+    networkId = session->Request().peerNetworkId;
+    return SOFTBUS_OK;
+}
+
+}  // namespace
+
+Result<sptr<SoftBusServer>> SoftBusServer::Start(const Trust::Identity& identity, SoftBusOptions options)
+{
+    const auto server = MakeSptr<Server>(std::move(options));
+    if (auto begun = server->Begin(identity); !begun) {
+        return begun.TakeError();
+    }
+    return sptr<SoftBusServer>(server);
+}
+
+}  // namespace Vexo::SoftBus

@@ -1,0 +1,336 @@
+#include "platform/softbus/tcp_transport.h"
+
+#include <fcntl.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
+
+#include <array>
+#include <asio/connect.hpp>
+#include <asio/ip/address.hpp>
+#include <asio/post.hpp>
+#include <cerrno>
+#include <charconv>
+#include <cstring>
+#include <optional>
+
+#include "platform/softbus/softbus_log.h"
+
+namespace Vexo::SoftBus {
+
+namespace {
+
+using asio::ip::tcp;
+
+// Out of descriptors: the connection stays in the kernel's queue, and trying again at once would spin.
+constexpr std::chrono::milliseconds ACCEPT_PAUSE{100};
+
+constexpr int KEEPALIVE_IDLE_S = 10;
+constexpr int KEEPALIVE_INTERVAL_S = 2;
+constexpr int KEEPALIVE_PROBES = 3;
+// Unacknowledged data gives up as fast as unanswered probes do.
+constexpr int USER_TIMEOUT_MS = (KEEPALIVE_IDLE_S + KEEPALIVE_INTERVAL_S * KEEPALIVE_PROBES) * 1000;
+
+struct HostPort {
+    std::string host;
+    uint16_t port = 0;
+};
+
+Result<HostPort> SplitAddress(const std::string& address)
+{
+    const auto complain = [&address](const char* why) {
+        return Error{"address \"" + address + "\" " + why + "; expected HOST:PORT, IPv6 hosts in brackets"};
+    };
+    const size_t colon = address.rfind(':');
+    if (colon == std::string::npos) {
+        return complain("has no port");
+    }
+    HostPort result{address.substr(0, colon), 0};
+    if (result.host.size() >= 2 && result.host.front() == '[' && result.host.back() == ']') {
+        result.host = result.host.substr(1, result.host.size() - 2);
+    } else if (result.host.find(':') != std::string::npos) {
+        return complain("has an IPv6 host without brackets");
+    }
+    if (result.host.empty() || result.host.size() > 253 || result.host.find('\0') != std::string::npos) {
+        return complain("has no good host");
+    }
+    const char* begin = address.data() + colon + 1;
+    const char* end = address.data() + address.size();
+    const auto [stopped, error] = std::from_chars(begin, end, result.port);
+    if (error != std::errc() || stopped != end) {
+        return complain("has no port of 0 to 65535");
+    }
+    return result;
+}
+
+std::optional<tcp::endpoint> NumericEndpoint(const HostPort& where)
+{
+    asio::error_code error;
+    const asio::ip::address address = asio::ip::make_address(where.host, error);
+    return error ? std::nullopt : std::optional(tcp::endpoint(address, where.port));
+}
+
+std::string ToText(const tcp::endpoint& endpoint)
+{
+    const std::string host = endpoint.address().to_string();
+    return (endpoint.address().is_v6() ? "[" + host + "]" : host) + ":" + std::to_string(endpoint.port());
+}
+
+void SetOption(int fd, int level, int name, int value)
+{
+    // Each only improves on what the kernel does anyway; a socket without it still works.
+    static_cast<void>(::setsockopt(fd, level, name, &value, sizeof(value)));
+}
+
+void Prepare(int fd)
+{
+    static_cast<void>(::fcntl(fd, F_SETFD, FD_CLOEXEC));
+    SetOption(fd, IPPROTO_TCP, TCP_NODELAY, 1);
+    SetOption(fd, SOL_SOCKET, SO_KEEPALIVE, 1);
+    SetOption(fd, IPPROTO_TCP, TCP_KEEPIDLE, KEEPALIVE_IDLE_S);
+    SetOption(fd, IPPROTO_TCP, TCP_KEEPINTVL, KEEPALIVE_INTERVAL_S);
+    SetOption(fd, IPPROTO_TCP, TCP_KEEPCNT, KEEPALIVE_PROBES);
+    SetOption(fd, IPPROTO_TCP, TCP_USER_TIMEOUT, USER_TIMEOUT_MS);
+}
+
+}  // namespace
+
+// One connect: resolves if it must, tries each endpoint, ends by completion or by the limit.
+class TcpTransport::Attempt : public std::enable_shared_from_this<Attempt> {
+public:
+    Attempt(asio::io_context& reactor, std::string address)
+        : address_(std::move(address)), resolver_(reactor), socket_(reactor), limit_(reactor)
+    {
+    }
+
+    void Start(asio::io_context& reactor, std::chrono::milliseconds limit, Transport::Connected done)
+    {
+        done_ = std::move(done);
+        limit_.expires_after(limit);
+        limit_.async_wait([self = shared_from_this()](const asio::error_code& error) {
+            if (!error) {
+                self->Finish(Error{self->address_ + " does not answer"});
+            }
+        });
+        const Result<HostPort> where = SplitAddress(address_);
+        if (!where) {
+            asio::post(reactor, [self = shared_from_this(), why = where.Message()] { self->Finish(Error{why}); });
+        } else if (const auto endpoint = NumericEndpoint(where.Value())) {
+            ConnectTo(std::array{*endpoint});
+        } else {
+            resolver_.async_resolve(
+                where.Value().host, std::to_string(where.Value().port),
+                [self = shared_from_this()](const asio::error_code& error, const tcp::resolver::results_type& found) {
+                    if (error) {
+                        self->Finish(Error{self->address_ + ": " + error.message()});
+                    } else {
+                        self->ConnectTo(found);
+                    }
+                });
+        }
+    }
+
+    void Cancel()
+    {
+        done_ = nullptr;
+        Close();
+    }
+
+private:
+    template <typename Endpoints>
+    void ConnectTo(const Endpoints& endpoints)
+    {
+        if (!done_) {
+            return;
+        }
+        asio::async_connect(socket_, endpoints,
+                            [self = shared_from_this()](const asio::error_code& error, const tcp::endpoint&) {
+                                if (error) {
+                                    self->Finish(Error{self->address_ + ": " + error.message()});
+                                } else {
+                                    self->Connected();
+                                }
+                            });
+    }
+
+    void Connected()
+    {
+        if (!done_) {
+            return;
+        }
+        asio::error_code error;
+        socket_.non_blocking(true, error);
+        UniqueFd stream(socket_.release(error));
+        if (error) {
+            Finish(Error{address_ + ": " + error.message()});
+            return;
+        }
+        Prepare(stream.Get());
+        Finish(std::move(stream));
+    }
+
+    void Finish(Result<UniqueFd> result)
+    {
+        const Transport::Connected done = std::move(done_);
+        Cancel();
+        if (done) {
+            done(std::move(result));
+        }
+    }
+
+    void Close()
+    {
+        limit_.cancel();
+        resolver_.cancel();
+        asio::error_code ignored;
+        socket_.close(ignored);
+    }
+
+    const std::string address_;
+    tcp::resolver resolver_;
+    tcp::socket socket_;
+    asio::steady_timer limit_;
+    Transport::Connected done_;
+};
+
+TcpTransport::TcpTransport(asio::io_context& reactor, std::string listenAddress)
+    : reactor_(reactor), listenAddress_(std::move(listenAddress)), acceptor_(reactor), acceptPause_(reactor)
+{
+}
+
+TcpTransport::~TcpTransport() = default;
+
+Result<std::string> TcpTransport::Listen(Accepted accepted)
+{
+    const Result<HostPort> where = SplitAddress(listenAddress_);
+    if (!where) {
+        return Error{where.Message()};
+    }
+    const auto endpoint = NumericEndpoint(where.Value());
+    if (!endpoint) {
+        return Error{"listen address \"" + listenAddress_ + "\" has no numeric host"};
+    }
+    asio::error_code error;
+    acceptor_.open(endpoint->protocol(), error);
+    if (!error) {
+        static_cast<void>(::fcntl(acceptor_.native_handle(), F_SETFD, FD_CLOEXEC));
+        acceptor_.set_option(tcp::acceptor::reuse_address(true), error);
+        acceptor_.bind(*endpoint, error);
+    }
+    if (!error) {
+        acceptor_.listen(asio::socket_base::max_listen_connections, error);
+    }
+    if (!error) {
+        acceptor_.non_blocking(true, error);
+    }
+    const tcp::endpoint bound = error ? *endpoint : acceptor_.local_endpoint(error);
+    if (error) {
+        asio::error_code ignored;
+        acceptor_.close(ignored);
+        return Error{"cannot listen on " + listenAddress_ + ": " + error.message()};
+    }
+    accepted_ = std::move(accepted);
+    AcceptNext();
+    return ToText(bound);
+}
+
+void TcpTransport::AcceptNext()
+{
+    acceptor_.async_wait(tcp::acceptor::wait_read, [self = shared_from_this()](const asio::error_code& error) {
+        if (!error && !self->stopped_) {
+            self->AcceptAll();
+        }
+    });
+}
+
+void TcpTransport::AcceptAll()
+{
+    while (true) {
+        sockaddr_storage from{};
+        socklen_t length = sizeof(from);
+        UniqueFd stream(::accept4(acceptor_.native_handle(), reinterpret_cast<sockaddr*>(&from), &length,
+                                  SOCK_NONBLOCK | SOCK_CLOEXEC));
+        if (!stream) {
+            if (errno == ECONNABORTED || errno == EINTR) {
+                continue;
+            }
+            if (errno == EAGAIN || errno == EWOULDBLOCK) {
+                AcceptNext();
+                return;
+            }
+            QuviewDFX::LogError(LOG_SOFTBUS, "accepting a link failed: %{public}s", std::strerror(errno));
+            acceptPause_.expires_after(ACCEPT_PAUSE);
+            acceptPause_.async_wait([self = shared_from_this()](const asio::error_code& error) {
+                if (!error && !self->stopped_) {
+                    self->AcceptNext();
+                }
+            });
+            return;
+        }
+        Prepare(stream.Get());
+        tcp::endpoint peer;
+        peer.resize(length);
+        std::memcpy(peer.data(), &from, length);
+        accepted_(std::move(stream), ToText(peer));
+        if (stopped_) {
+            return;
+        }
+    }
+}
+
+Result<void> TcpTransport::CheckAddress(const std::string& address) const
+{
+    const Result<HostPort> where = SplitAddress(address);
+    if (!where) {
+        return Error{where.Message()};
+    }
+    if (where.Value().port == 0) {
+        return Error{"address \"" + address + "\" has port 0; 1 to 65535 are allowed"};
+    }
+    return {};
+}
+
+void TcpTransport::Connect(const std::string& address, std::chrono::milliseconds limit, Connected done)
+{
+    if (stopped_) {
+        return;
+    }
+    const auto attempt = std::make_shared<Attempt>(reactor_, address);
+    attempts_.insert(attempt);
+    attempt->Start(reactor_, limit,
+                   [this, self = shared_from_this(), weak = std::weak_ptr(attempt),
+                    done = std::move(done)](Result<UniqueFd> stream) {
+                       attempts_.erase(weak.lock());
+                       done(std::move(stream));
+                   });
+}
+
+std::string TcpTransport::Reachable(const std::string& announced, const std::string& seenFrom) const
+{
+    Result<HostPort> where = SplitAddress(announced);
+    const Result<HostPort> seen = SplitAddress(seenFrom);
+    if (!where || !seen) {
+        return announced;
+    }
+    const auto endpoint = NumericEndpoint(where.Value());
+    const auto source = NumericEndpoint(seen.Value());
+    if (!endpoint || !source || !endpoint->address().is_unspecified()) {
+        return announced;
+    }
+    return ToText(tcp::endpoint(source->address(), endpoint->port()));
+}
+
+void TcpTransport::Stop()
+{
+    stopped_ = true;
+    accepted_ = nullptr;
+    acceptPause_.cancel();
+    asio::error_code ignored;
+    acceptor_.close(ignored);
+    for (const auto& attempt : attempts_) {
+        attempt->Cancel();
+    }
+    attempts_.clear();
+}
+
+}  // namespace Vexo::SoftBus

@@ -1,0 +1,47 @@
+// TcpTransport: TCP connections, the way of link types 1 and 2. An address is "192.0.2.7:40117", "[2001:db8::7]:40117"
+// or "host.example:40117"; names are resolved when connecting, without blocking the reactor. Sockets have TCP_NODELAY,
+// and the kernel's keepalive finds out about a peer that vanished, so that an idle link needs no traffic and no wake-up
+// of ours (tcp(7)). Threads: transport.h.
+#pragma once
+
+#include <asio/ip/tcp.hpp>
+#include <asio/steady_timer.hpp>
+#include <memory>
+#include <set>
+#include <string>
+
+#include "platform/base/nocopyable.h"
+#include "platform/softbus/transport.h"
+
+namespace Vexo::SoftBus {
+
+class TcpTransport : public Transport, public std::enable_shared_from_this<TcpTransport>, public NoCopyable {
+public:
+    // listenAddress is numeric; port 0 picks a free one.
+    TcpTransport(asio::io_context& reactor, std::string listenAddress);
+    ~TcpTransport() override;
+
+    std::string Name() const override { return "tcp"; }
+    bool Carries(LinkType type) const override { return type == LINK_TYPE_WIFI_5G || type == LINK_TYPE_WIFI_2G; }
+    Result<std::string> Listen(Accepted accepted) override;
+    Result<void> CheckAddress(const std::string& address) const override;
+    void Connect(const std::string& address, std::chrono::milliseconds limit, Connected done) override;
+    std::string Reachable(const std::string& announced, const std::string& seenFrom) const override;
+    void Stop() override;
+
+private:
+    class Attempt;
+
+    void AcceptNext();
+    void AcceptAll();
+
+    asio::io_context& reactor_;
+    const std::string listenAddress_;
+    asio::ip::tcp::acceptor acceptor_;
+    asio::steady_timer acceptPause_;
+    Accepted accepted_;
+    std::set<std::shared_ptr<Attempt>> attempts_;
+    bool stopped_ = false;
+};
+
+}  // namespace Vexo::SoftBus
