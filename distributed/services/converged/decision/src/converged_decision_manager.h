@@ -1,6 +1,6 @@
 // ConvergedDecisionManager: the front of the decision subsystem that the service holds. It starts the decision center
-// (decision_center.h) and forwards path requests and releases to it. Stateless; any thread; nothing blocks but the first
-// Init, which reads the configuration files.
+// (decision_center.h) and forwards path requests and releases to it. Stateless; any thread; nothing blocks but the
+// first Init, which reads the configuration files.
 #pragma once
 
 #include <cstdint>

@@ -1,0 +1,53 @@
+#include "distributed/services/converged/configuration/configuration_center_manager.h"
+
+#include "distributed/services/service/distnet_errors.h"
+#include "distributed/services/utils/net_mgr_log_wrapper.h"
+#include "distributed/services/utils/singleton.h"
+
+namespace Vexo::NetManagerStandard {
+
+std::shared_ptr<ConfigurationCenterManager> ConfigurationCenterManager::instance_;
+std::mutex ConfigurationCenterManager::instanceLock_;
+std::atomic<bool> ConfigurationCenterManager::isInstanceCreated_{false};
+
+std::shared_ptr<ConfigurationCenterInterface> ConfigurationCenterInterface::GetInstance()
+{
+    return ConfigurationCenterManager::GetInstance();
+}
+
+std::shared_ptr<ConfigurationCenterManager> ConfigurationCenterManager::GetInstance()
+{
+    return GetOrCreateInstance(instance_, instanceLock_, isInstanceCreated_);
+}
+
+int32_t ConfigurationCenterManager::InitConfigurationCenter()
+{
+    NETMGR_EXT_LOGI(" Init ConfigurationCenter.");
+    auto parser = std::make_shared<ConfigurationParser>();
+    const bool isLoaded = parser->LoadConfiguration();
+    {
+        // Held only now that it is filled, so that a look-up never reads a map that grows. It is held in either case.
+        const std::lock_guard<std::mutex> guard(parserMutex_);
+        parser_.swap(parser);
+    }
+    return isLoaded ? DISTNET_SUCCESS : DISTNET_ERR_CONFIGURATION_CENTER;
+}
+
+bool ConfigurationCenterManager::GetDeviceNetFeature(const std::string& deviceType, bool& isUseNetwork,
+                                                     bool& isProvideNetwork)
+{
+    return Parser()->GetDeviceNetFeature(deviceType, isUseNetwork, isProvideNetwork);
+}
+
+bool ConfigurationCenterManager::GetDeviceNetOffTime(const std::string& deviceType, int& netOffTime)
+{
+    return Parser()->GetDeviceNetOffTime(deviceType, netOffTime);
+}
+
+std::shared_ptr<ConfigurationParser> ConfigurationCenterManager::Parser()
+{
+    const std::lock_guard<std::mutex> guard(parserMutex_);
+    return parser_;
+}
+
+}  // namespace Vexo::NetManagerStandard

@@ -1,0 +1,36 @@
+// ConfigurationCenterManager: the process-wide configuration center. It owns the parser that the last
+// InitConfigurationCenter filled and answers from it. Any thread. Operations: configuration_center_interface.h.
+#pragma once
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "distributed/services/converged/configuration/configuration_center_interface.h"
+#include "distributed/services/converged/configuration/configuration_parser.h"
+
+namespace Vexo::NetManagerStandard {
+
+class ConfigurationCenterManager : public ConfigurationCenterInterface {
+public:
+    // Lives as long as the process.
+    static std::shared_ptr<ConfigurationCenterManager> GetInstance();
+
+    bool GetDeviceNetFeature(const std::string& deviceType, bool& isUseNetwork, bool& isProvideNetwork) override;
+    bool GetDeviceNetOffTime(const std::string& deviceType, int& netOffTime) override;
+    ~ConfigurationCenterManager() override = default;
+    int32_t InitConfigurationCenter() override;
+
+private:
+    std::shared_ptr<ConfigurationParser> Parser();
+
+    std::mutex parserMutex_;                       // never held over a call
+    std::shared_ptr<ConfigurationParser> parser_;  // guarded by parserMutex_; not changed once it is here
+
+    static std::shared_ptr<ConfigurationCenterManager> instance_;
+    static std::mutex instanceLock_;
+    static std::atomic<bool> isInstanceCreated_;
+};
+
+}  // namespace Vexo::NetManagerStandard

@@ -1,0 +1,93 @@
+#include "distributed/services/converged/configuration/converged_security.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "distributed/services/utils/net_mgr_log_wrapper.h"
+#include "platform/access/accesstoken_kit.h"
+#include "platform/ipc/ipc_skeleton.h"
+
+namespace Vexo::NetManagerStandard {
+
+using Security::AccessTokenID;
+using Security::AccessTokenKit;
+using Security::ATokenTypeEnum;
+
+namespace {
+
+constexpr const char* CONFIGURATION_PATH_PREFIX = "/system/etc/communication/netmanager_converged";
+constexpr int32_t MAX_FILE_SIZE_BYTES = 0x20000000;
+
+}  // namespace
+
+bool ConvergedSecurity::CheckFilePath(const std::string& path)
+{
+    if (!FileSecurity::GetInstance().VerifyFilePath(path)) {
+        NETMGR_EXT_LOGE(" invalid file path.");
+        return false;
+    }
+    return true;
+}
+
+bool ConvergedSecurity::CheckFileSize(int fd)
+{
+    if (!FileSecurity::GetInstance().VerifyFileSize(fd, MAX_FILE_SIZE_BYTES)) {
+        // One closing line for every refused file, also when its size was the reason.
+        NETMGR_EXT_LOGE(" invalid file path.");
+        return false;
+    }
+    return true;
+}
+
+bool ConvergedSecurity::CheckPermission(const std::string& permission)
+{
+    if (permission.empty()) {
+        NETMGR_EXT_LOGE(" permission check failed, permission name is empty.");
+        return false;
+    }
+    const AccessTokenID token = IPCSkeleton::GetCallingTokenID();
+    const ATokenTypeEnum tokenType = AccessTokenKit::GetTokenTypeFlag(token);
+    if (tokenType == Security::TOKEN_NATIVE) {
+        return true;
+    }
+    if (tokenType != Security::TOKEN_HAP) {
+        NETMGR_EXT_LOGE(" tokenType:%{public}d invalid", static_cast<int32_t>(tokenType));
+    } else if (AccessTokenKit::VerifyAccessToken(token, permission) == Security::PERMISSION_GRANTED) {
+        return true;
+    }
+    NETMGR_EXT_LOGE(" permission check failed, permission:%{public}s, token:%u, type:%{public}d", permission, token,
+                    static_cast<int32_t>(tokenType));
+    return false;
+}
+
+ConvergedSecurity::FileSecurity::FileSecurity() : allowedPrefixes_{CONFIGURATION_PATH_PREFIX} {}
+
+ConvergedSecurity::FileSecurity& ConvergedSecurity::FileSecurity::GetInstance()
+{
+    static FileSecurity instance;
+    return instance;
+}
+
+bool ConvergedSecurity::FileSecurity::VerifyFilePath(const std::string& path) const
+{
+    return std::any_of(allowedPrefixes_.begin(), allowedPrefixes_.end(),
+                       [&path](const std::string& prefix) { return path.starts_with(prefix); });
+}
+
+bool ConvergedSecurity::FileSecurity::VerifyFileSize(int fd, int32_t maxSize) const
+{
+    if (fd < 0) {
+        NETMGR_EXT_LOGE(" open file fail");
+        return false;
+    }
+    const auto size = static_cast<int32_t>(lseek(fd, 0, SEEK_END));
+    if (size >= 1 && size <= maxSize) {
+        lseek(fd, 0, SEEK_SET);
+        return true;
+    }
+    NETMGR_EXT_LOGE(" file over maxSize");
+    return false;
+}
+
+}  // namespace Vexo::NetManagerStandard
