@@ -1,7 +1,8 @@
 // Accounts and enrolment by files in standard formats; private keys never leave their device. On the first device
-// CreateAccount; on each further one WriteRequest (PKCS#10, RFC 2986), then Admit on the device that holds the account's key
-// (X.509, RFC 5280; the answer file is the device's certificate followed by the account's, both PEM), then Install.
-// Functions block on the disk and on key generation; any thread. Nothing that exists is overwritten or lost on failure.
+// CreateAccount; on each further one WriteRequest (PKCS#10, RFC 2986), then Admit on the device that holds the
+// account's key (X.509, RFC 5280; the answer file is the device's certificate followed by the account's, both PEM),
+// then Install. Functions block on the disk and on key generation; any thread. Nothing that exists is overwritten or
+// lost on failure.
 #pragma once
 
 #include <chrono>
@@ -24,13 +25,13 @@ Result<void> CreateAccount(const std::filesystem::path& folder, const std::strin
 // A PEM PKCS#10 request for this device's key.
 Result<std::string> MakeRequest(const std::filesystem::path& folder, const std::string& deviceName);
 
-// Checks the request's own signature and issues a certificate for its key, valid from now for validity; returns the PEM chain.
-// Refused when this device does not hold the account's key.
+// Checks the request's own signature and issues a certificate for its key, valid from now for validity; returns the PEM
+// chain. Refused when this device does not hold the account's key.
 Result<std::string> Admit(const std::filesystem::path& folder, const std::string& requestPem,
                           std::chrono::hours validity = DEVICE_VALIDITY);
 
-// Installs the chain that Admit made. Refused when it is for another key, does not verify, has expired, or the device has an
-// account already.
+// Installs the chain that Admit made. Refused when it is for another key, does not verify, has expired, or the device
+// has an account already.
 Result<void> Install(const std::filesystem::path& folder, const std::string& chainPem);
 
 }  // namespace Vexo::Trust

@@ -1,7 +1,7 @@
-// TlsContext: how this device speaks TLS 1.3 (RFC 8446) with devices of its account, and with nobody else: both sides present a
-// certificate, and a certificate counts only if this account's key signed it and it is valid now. A session may be resumed by
-// ticket with the peer it was made with; the peer's certificate is checked again then.
-// Immutable after creation but for its session cache, which locks itself; any thread.
+// TlsContext: how this device speaks TLS 1.3 (RFC 8446) with devices of its account, and with nobody else: both sides
+// present a certificate, and a certificate counts only if this account's key signed it and it is valid now. A session
+// may be resumed by ticket with the peer it was made with; the peer's certificate is checked again then. Immutable
+// after creation but for its session cache, which locks itself; any thread.
 #pragma once
 
 #include <openssl/ssl.h>
@@ -26,13 +26,13 @@ public:
     static Result<std::shared_ptr<TlsContext>> Make(const Identity& identity);
     virtual ~TlsContext() = default;
 
-    // A TLS object for one connection; null only when memory is short. For a client, peerNetworkId is the device that must answer
-    // (empty: whoever does), and the ticket of an earlier session with it is offered.
+    // A TLS object for one connection; null only when memory is short. For a client, peerNetworkId is the device that
+    // must answer (empty: whoever does), and the ticket of an earlier session with it is offered.
     virtual SslPtr NewClient(const std::string& peerNetworkId) = 0;
     virtual SslPtr NewServer() = 0;
 
-    // After the handshake: the verified peer's network id; an error when its certificate is missing, not of this account, expired,
-    // or (client) not the device that was asked for. Must succeed before a byte of the peer is used.
+    // After the handshake: the verified peer's network id; an error when its certificate is missing, not of this
+    // account, expired, or (client) not the device that was asked for. Must succeed before a byte of the peer is used.
     virtual Result<std::string> VerifiedPeer(SSL* ssl) = 0;
     // Why a handshake failed, for a log line: OpenSSL's reason and the certificate verification result.
     virtual std::string DescribeFailure(SSL* ssl) = 0;

@@ -1,0 +1,244 @@
+#include "platform/trust/account.h"
+
+#include <openssl/x509.h>
+#include <openssl/x509v3.h>
+
+#include <algorithm>
+
+#include "platform/trust/identity_files.h"
+#include "platform/trust/openssl_util.h"
+
+namespace Vexo::Trust {
+
+namespace {
+
+constexpr long X509_VERSION_3_VALUE = 2;        // the field holds the version less one (RFC 5280)
+constexpr long REQUEST_VERSION_1_VALUE = 0;     // RFC 2986
+constexpr int SERIAL_BITS = 159;                // at most 20 bytes, positive
+constexpr long CLOCK_SKEW_SECONDS = 24 * 3600;  // a device whose clock is behind still finds it valid
+
+Result<void> CheckName(const std::string& name, const char* what)
+{
+    if (name.empty() || name.size() > MAX_ACCOUNT_NAME) {
+        return Error{std::string(what) + " \"" + name + "\": 1 to " + std::to_string(MAX_ACCOUNT_NAME) +
+                     " bytes are allowed"};
+    }
+    for (const char c : name) {
+        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) {
+            return Error{std::string(what) + ": control characters are not allowed"};
+        }
+    }
+    return {};
+}
+
+bool SetCommonName(X509_NAME* name, const std::string& text)
+{
+    return X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_UTF8, reinterpret_cast<const unsigned char*>(text.data()),
+                                      static_cast<int>(text.size()), -1, 0) == 1;
+}
+
+bool SetRandomSerial(X509* certificate)
+{
+    const OpenSslPtr<BIGNUM> serial(BN_new());
+    return serial && BN_rand(serial.get(), SERIAL_BITS, BN_RAND_TOP_ONE, BN_RAND_BOTTOM_ANY) == 1 &&
+           BN_to_ASN1_INTEGER(serial.get(), X509_get_serialNumber(certificate)) != nullptr;
+}
+
+bool AddExtension(X509* certificate, X509* issuer, int nid, const char* value)
+{
+    X509V3_CTX context;
+    X509V3_set_ctx(&context, issuer, certificate, nullptr, nullptr, 0);
+    const OpenSslPtr<X509_EXTENSION> extension(X509V3_EXT_conf_nid(nullptr, &context, nid, value));
+    return extension && X509_add_ext(certificate, extension.get(), -1) == 1;
+}
+
+// A certificate with everything but extensions and signature.
+Certificate MakeDraft(EVP_PKEY* subjectKey, const std::string& commonName, std::chrono::hours validity)
+{
+    Certificate certificate(X509_new());
+    const long seconds = static_cast<long>(std::chrono::seconds(validity).count());
+    if (!certificate || X509_set_version(certificate.get(), X509_VERSION_3_VALUE) != 1 ||
+        !SetRandomSerial(certificate.get()) || X509_set_pubkey(certificate.get(), subjectKey) != 1 ||
+        !SetCommonName(X509_get_subject_name(certificate.get()), commonName) ||
+        X509_gmtime_adj(X509_getm_notBefore(certificate.get()), std::min(-CLOCK_SKEW_SECONDS, seconds - 1)) ==
+            nullptr ||
+        X509_gmtime_adj(X509_getm_notAfter(certificate.get()), seconds) == nullptr) {
+        return nullptr;
+    }
+    return certificate;
+}
+
+Certificate MakeAccountCertificate(EVP_PKEY* key, const std::string& name)
+{
+    Certificate certificate = MakeDraft(key, name, ACCOUNT_VALIDITY);
+    if (!certificate || X509_set_issuer_name(certificate.get(), X509_get_subject_name(certificate.get())) != 1 ||
+        !AddExtension(certificate.get(), certificate.get(), NID_basic_constraints, "critical,CA:TRUE,pathlen:0") ||
+        !AddExtension(certificate.get(), certificate.get(), NID_key_usage, "critical,keyCertSign") ||
+        !AddExtension(certificate.get(), certificate.get(), NID_subject_key_identifier, "hash") ||
+        X509_sign(certificate.get(), key, EVP_sha256()) == 0) {
+        return nullptr;
+    }
+    return certificate;
+}
+
+Certificate MakeDeviceCertificate(EVP_PKEY* deviceKey, const std::string& deviceName, X509* account,
+                                  EVP_PKEY* accountKey, std::chrono::hours validity)
+{
+    Certificate certificate = MakeDraft(deviceKey, deviceName, validity);
+    if (!certificate || X509_set_issuer_name(certificate.get(), X509_get_subject_name(account)) != 1 ||
+        !AddExtension(certificate.get(), account, NID_basic_constraints, "critical,CA:FALSE") ||
+        !AddExtension(certificate.get(), account, NID_key_usage, "critical,digitalSignature") ||
+        !AddExtension(certificate.get(), account, NID_ext_key_usage, "serverAuth,clientAuth") ||
+        !AddExtension(certificate.get(), account, NID_subject_key_identifier, "hash") ||
+        !AddExtension(certificate.get(), account, NID_authority_key_identifier, "keyid:always") ||
+        X509_sign(certificate.get(), accountKey, EVP_sha256()) == 0) {
+        return nullptr;
+    }
+    return certificate;
+}
+
+// The account's key of this folder: one that an interrupted creation left behind is used, not replaced.
+Result<PrivateKey> EnsureAccountKey(const std::filesystem::path& folder)
+{
+    const std::filesystem::path file = folder / ACCOUNT_KEY_FILE;
+    if (std::filesystem::exists(file)) {
+        return ReadKeyFile(file);
+    }
+    PrivateKey key = GenerateKey();
+    if (!key) {
+        return Error{file.string() + ": no key: " + OpenSslReason()};
+    }
+    if (auto written = WriteKeyFile(file, key.get()); !written) {
+        return written.TakeError();
+    }
+    return key;
+}
+
+// The account's certificate first: an enrolment counts from the moment the device's own is there.
+Result<void> WriteEnrolment(const std::filesystem::path& folder, X509* account, X509* device)
+{
+    if (auto written = WriteCertificateFile(folder / ACCOUNT_CERTIFICATE_FILE, account); !written) {
+        return written;
+    }
+    return WriteCertificateFile(folder / DEVICE_CERTIFICATE_FILE, device);
+}
+
+Result<Identity> LoadUnenrolled(const std::filesystem::path& folder)
+{
+    auto identity = LoadOrCreateIdentity(folder);
+    if (identity && identity.Value().Enrolled()) {
+        return Error{folder.string() + ": this device belongs to the account \"" + identity.Value().accountName +
+                     "\" already; move the folder away to start anew"};
+    }
+    return identity;
+}
+
+}  // namespace
+
+Result<void> CreateAccount(const std::filesystem::path& folder, const std::string& accountName,
+                           const std::string& deviceName)
+{
+    if (auto checked = CheckName(accountName, "account name"); !checked) {
+        return checked;
+    }
+    if (auto checked = CheckName(deviceName, "device name"); !checked) {
+        return checked;
+    }
+    auto identity = LoadUnenrolled(folder);
+    if (!identity) {
+        return identity.TakeError();
+    }
+    auto accountKey = EnsureAccountKey(folder);
+    if (!accountKey) {
+        return accountKey.TakeError();
+    }
+    const Certificate account = MakeAccountCertificate(accountKey.Value().get(), accountName);
+    const Certificate device = account ? MakeDeviceCertificate(identity.Value().key.get(), deviceName, account.get(),
+                                                               accountKey.Value().get(), DEVICE_VALIDITY)
+                                       : nullptr;
+    if (!device) {
+        return Error{folder.string() + ": the certificates could not be made: " + OpenSslReason()};
+    }
+    return WriteEnrolment(folder, account.get(), device.get());
+}
+
+Result<std::string> MakeRequest(const std::filesystem::path& folder, const std::string& deviceName)
+{
+    if (auto checked = CheckName(deviceName, "device name"); !checked) {
+        return checked.TakeError();
+    }
+    auto identity = LoadUnenrolled(folder);
+    if (!identity) {
+        return identity.TakeError();
+    }
+    EVP_PKEY* key = identity.Value().key.get();
+    const OpenSslPtr<X509_REQ> request(X509_REQ_new());
+    if (!request || X509_REQ_set_version(request.get(), REQUEST_VERSION_1_VALUE) != 1 ||
+        !SetCommonName(X509_REQ_get_subject_name(request.get()), deviceName) ||
+        X509_REQ_set_pubkey(request.get(), key) != 1 || X509_REQ_sign(request.get(), key, EVP_sha256()) == 0) {
+        return Error{folder.string() + ": the request could not be made: " + OpenSslReason()};
+    }
+    return RequestToPem(request.get());
+}
+
+Result<std::string> Admit(const std::filesystem::path& folder, const std::string& requestPem,
+                          std::chrono::hours validity)
+{
+    auto identity = LoadIdentity(folder);
+    if (!identity) {
+        return identity.TakeError();
+    }
+    if (!identity.Value().Enrolled() || !identity.Value().holdsAccountKey) {
+        return Error{"this device does not hold the account's key; admit on the device that made the account"};
+    }
+    auto accountKey = ReadKeyFile(folder / ACCOUNT_KEY_FILE);
+    if (!accountKey) {
+        return accountKey.TakeError();
+    }
+    const OpenSslPtr<X509_REQ> request = RequestFromPem(requestPem);
+    if (!request) {
+        return Error{"not a certificate request (PKCS#10) in PEM: " + OpenSslReason()};
+    }
+    EVP_PKEY* key = X509_REQ_get0_pubkey(request.get());
+    if (key == nullptr || X509_REQ_verify(request.get(), key) != 1) {
+        (void)OpenSslReason();
+        return Error{"the request is not signed by the key that it is for"};
+    }
+    if (EVP_PKEY_is_a(key, "EC") != 1) {
+        return Error{"the request is for a key of another kind than P-256"};
+    }
+    const std::string name = CommonNameOf(X509_REQ_get_subject_name(request.get()));
+    if (auto checked = CheckName(name, "the request's device name"); !checked) {
+        return checked.TakeError();
+    }
+    X509* account = identity.Value().accountCertificate.get();
+    const Certificate device = MakeDeviceCertificate(key, name, account, accountKey.Value().get(), validity);
+    if (!device) {
+        return Error{"the certificate could not be made: " + OpenSslReason()};
+    }
+    return CertificateToPem(device.get()) + CertificateToPem(account);
+}
+
+Result<void> Install(const std::filesystem::path& folder, const std::string& chainPem)
+{
+    auto identity = LoadUnenrolled(folder);
+    if (!identity) {
+        return identity.TakeError();
+    }
+    const std::vector<Certificate> chain = CertificatesFromPem(chainPem);
+    if (chain.size() != 2) {
+        return Error{"not a device's certificate followed by its account's, in PEM"};
+    }
+    X509* device = chain[0].get();
+    X509* account = chain[1].get();
+    if (X509_check_private_key(device, identity.Value().key.get()) != 1) {
+        (void)OpenSslReason();
+        return Error{"the certificate is for another device's key; install it where the request was made"};
+    }
+    if (auto verified = VerifyAgainst(device, account); !verified) {
+        return Error{"the certificate is refused: " + verified.Message()};
+    }
+    return WriteEnrolment(folder, account, device);
+}
+
+}  // namespace Vexo::Trust

@@ -1,0 +1,170 @@
+#include "platform/trust/identity.h"
+
+#include <openssl/rand.h>
+#include <openssl/sha.h>
+#include <openssl/x509.h>
+
+#include <algorithm>
+#include <array>
+#include <ctime>
+
+#include "platform/base/files.h"
+#include "platform/trust/identity_files.h"
+#include "platform/trust/openssl_util.h"
+
+namespace Vexo::Trust {
+
+namespace {
+
+constexpr size_t ID_BYTES = 32;
+constexpr size_t ID_LENGTH = 2 * ID_BYTES;
+
+std::string HexOf(const std::array<unsigned char, ID_BYTES>& bytes)
+{
+    constexpr const char* DIGITS = "0123456789abcdef";
+    std::string text;
+    for (const unsigned char byte : bytes) {
+        text += DIGITS[byte >> 4U];
+        text += DIGITS[byte & 0xFU];
+    }
+    return text;
+}
+
+bool IsId(const std::string& text)
+{
+    return text.size() == ID_LENGTH && text.find_first_not_of("0123456789abcdef") == std::string::npos;
+}
+
+Result<std::string> ReadDeviceId(const std::filesystem::path& file)
+{
+    auto text = ReadWholeFile(file, 2 * ID_LENGTH);
+    if (!text) {
+        return text;
+    }
+    std::string id = text.Value();
+    if (id.ends_with('\n')) {
+        id.pop_back();
+    }
+    if (!IsId(id)) {
+        return Error{file.string() + ": not a device id of 64 hex characters"};
+    }
+    return id;
+}
+
+// A device that has no key yet gets one; one that lost its key but has a certificate is not given another silently.
+Result<void> CreateMissing(const std::filesystem::path& folder)
+{
+    const std::filesystem::path keyFile = folder / DEVICE_KEY_FILE;
+    const std::filesystem::path idFile = folder / DEVICE_ID_FILE;
+    if (!std::filesystem::exists(idFile)) {
+        std::array<unsigned char, ID_BYTES> random{};
+        if (RAND_bytes(random.data(), static_cast<int>(random.size())) != 1) {
+            return Error{idFile.string() + ": no random bytes: " + OpenSslReason()};
+        }
+        if (auto written = WriteFileAtomically(idFile, HexOf(random) + "\n", 0600); !written) {
+            return written;
+        }
+    }
+    if (std::filesystem::exists(keyFile)) {
+        return {};
+    }
+    if (std::filesystem::exists(folder / DEVICE_CERTIFICATE_FILE)) {
+        return Error{keyFile.string() +
+                     ": missing, though the device has a certificate; restore it, or move the folder away "
+                     "and enrol again"};
+    }
+    const PrivateKey key = GenerateKey();
+    return key ? WriteKeyFile(keyFile, key.get()) : Error{keyFile.string() + ": no key: " + OpenSslReason()};
+}
+
+// Certificate and anchor, or neither.
+Result<void> LoadEnrolment(const std::filesystem::path& folder, Identity& identity)
+{
+    const std::filesystem::path certificateFile = folder / DEVICE_CERTIFICATE_FILE;
+    const std::filesystem::path accountFile = folder / ACCOUNT_CERTIFICATE_FILE;
+    // The account's certificate is written first and the device's last: without the latter an enrolment has not been
+    // completed.
+    if (!std::filesystem::exists(certificateFile)) {
+        return {};
+    }
+    auto account = ReadCertificateFile(accountFile);
+    if (!account) {
+        return Error{account.Message()};
+    }
+    auto certificate = ReadCertificateFile(certificateFile);
+    if (!certificate) {
+        return Error{certificate.Message()};
+    }
+    if (X509_check_private_key(certificate.Value().get(), identity.key.get()) != 1) {
+        (void)OpenSslReason();
+        return Error{certificateFile.string() + ": for another key than " + DEVICE_KEY_FILE};
+    }
+    // An expired certificate still says who this device is; peers refuse it, and it is shown.
+    const auto verified = VerifyAgainst(certificate.Value().get(), account.Value().get());
+    if (!verified && verified.Message() != VerifyErrorText(X509_V_ERR_CERT_HAS_EXPIRED)) {
+        return Error{certificateFile.string() + ": refused: " + verified.Message()};
+    }
+    identity.accountName = CommonNameOf(X509_get_subject_name(account.Value().get()));
+    identity.certificate = std::move(certificate.Value());
+    identity.accountCertificate = std::move(account.Value());
+    identity.holdsAccountKey = std::filesystem::exists(folder / ACCOUNT_KEY_FILE);
+    return {};
+}
+
+}  // namespace
+
+std::string NetworkIdOf(EVP_PKEY* key)
+{
+    unsigned char* encoded = nullptr;
+    const int length = i2d_PUBKEY(key, &encoded);
+    if (length <= 0) {
+        return "";
+    }
+    std::array<unsigned char, ID_BYTES> digest{};
+    SHA256(encoded, static_cast<size_t>(length), digest.data());
+    OPENSSL_free(encoded);
+    return HexOf(digest);
+}
+
+std::chrono::system_clock::time_point Identity::CertificateExpiry() const
+{
+    std::tm parts{};
+    ASN1_TIME_to_tm(X509_get0_notAfter(certificate.get()), &parts);
+    return std::chrono::system_clock::from_time_t(timegm(&parts));
+}
+
+Result<Identity> LoadIdentity(const std::filesystem::path& folder)
+{
+    if (auto checked = CheckIdentityFolder(folder); !checked) {
+        return checked.TakeError();
+    }
+    Identity identity;
+    auto key = ReadKeyFile(folder / DEVICE_KEY_FILE);
+    if (!key) {
+        return key.TakeError();
+    }
+    identity.key = std::move(key.Value());
+    identity.networkId = NetworkIdOf(identity.key.get());
+    auto deviceId = ReadDeviceId(folder / DEVICE_ID_FILE);
+    if (!deviceId) {
+        return deviceId.TakeError();
+    }
+    identity.deviceId = deviceId.Value();
+    if (auto loaded = LoadEnrolment(folder, identity); !loaded) {
+        return loaded.TakeError();
+    }
+    return identity;
+}
+
+Result<Identity> LoadOrCreateIdentity(const std::filesystem::path& folder)
+{
+    if (auto prepared = PrepareIdentityFolder(folder); !prepared) {
+        return prepared.TakeError();
+    }
+    if (auto created = CreateMissing(folder); !created) {
+        return created.TakeError();
+    }
+    return LoadIdentity(folder);
+}
+
+}  // namespace Vexo::Trust

@@ -1,0 +1,106 @@
+#include "platform/trust/identity_files.h"
+
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <cstring>
+#include <system_error>
+
+#include "platform/base/files.h"
+#include "platform/trust/openssl_util.h"
+
+namespace Vexo::Trust {
+
+namespace {
+
+constexpr size_t MAX_FILE_SIZE = 64 * 1024;
+constexpr mode_t OTHERS = S_IRWXG | S_IRWXO;
+constexpr mode_t KEY_MODE = 0600;
+constexpr mode_t CERTIFICATE_MODE = 0644;
+
+}  // namespace
+
+Result<void> CheckIdentityFolder(const std::filesystem::path& folder)
+{
+    struct stat status {};
+    if (::stat(folder.c_str(), &status) != 0) {
+        return Error{folder.string() + ": no identity here: " + std::strerror(errno)};
+    }
+    if (!S_ISDIR(status.st_mode)) {
+        return Error{folder.string() + ": not a folder"};
+    }
+    if ((status.st_mode & OTHERS) != 0) {
+        return Error{folder.string() + ": other users can enter it; its keys may be known to them. If not: chmod 700 " +
+                     folder.string()};
+    }
+    return {};
+}
+
+Result<void> PrepareIdentityFolder(const std::filesystem::path& folder)
+{
+    std::error_code error;
+    if (folder.has_parent_path()) {
+        std::filesystem::create_directories(folder.parent_path(), error);
+    }
+    if (::mkdir(folder.c_str(), S_IRWXU) != 0 && errno != EEXIST) {
+        return Error{folder.string() + ": cannot be made: " + std::strerror(errno)};
+    }
+    return CheckIdentityFolder(folder);
+}
+
+Result<PrivateKey> ReadKeyFile(const std::filesystem::path& file)
+{
+    struct stat status {};
+    if (::lstat(file.c_str(), &status) != 0) {
+        return Error{file.string() + ": " + std::strerror(errno)};
+    }
+    if (!S_ISREG(status.st_mode) || (status.st_mode & OTHERS) != 0) {
+        return Error{file.string() + ": other users can read this key; it may be known to them. If not: chmod 600 " +
+                     file.string()};
+    }
+    const auto text = ReadWholeFile(file, MAX_FILE_SIZE);
+    if (!text) {
+        return Error{text.Message()};
+    }
+    PrivateKey key = KeyFromPem(text.Value());
+    if (!key) {
+        return Error{file.string() + ": not a private key in PEM: " + OpenSslReason()};
+    }
+    if (EVP_PKEY_is_a(key.get(), "EC") != 1) {
+        return Error{file.string() + ": a key of another kind than P-256"};
+    }
+    return key;
+}
+
+Result<Certificate> ReadCertificateFile(const std::filesystem::path& file)
+{
+    const auto text = ReadWholeFile(file, MAX_FILE_SIZE);
+    if (!text) {
+        return Error{text.Message()};
+    }
+    std::vector<Certificate> certificates = CertificatesFromPem(text.Value());
+    if (certificates.size() != 1) {
+        return Error{file.string() + ": not one certificate in PEM: " + OpenSslReason()};
+    }
+    return std::move(certificates.front());
+}
+
+Result<void> WriteKeyFile(const std::filesystem::path& file, EVP_PKEY* key)
+{
+    const std::string pem = KeyToPem(key);
+    if (pem.empty()) {
+        return Error{file.string() + ": the key could not be encoded: " + OpenSslReason()};
+    }
+    return WriteFileAtomically(file, pem, KEY_MODE);
+}
+
+Result<void> WriteCertificateFile(const std::filesystem::path& file, X509* certificate)
+{
+    const std::string pem = CertificateToPem(certificate);
+    if (pem.empty()) {
+        return Error{file.string() + ": the certificate could not be encoded: " + OpenSslReason()};
+    }
+    return WriteFileAtomically(file, pem, CERTIFICATE_MODE);
+}
+
+}  // namespace Vexo::Trust

@@ -1,0 +1,28 @@
+// The files of an identity folder: names, and the checks that every read of a secret makes. Used by platform/trust
+// only. Functions block on the disk; any thread.
+#pragma once
+
+#include <filesystem>
+#include <string>
+
+#include "platform/base/result.h"
+#include "platform/trust/identity.h"
+
+namespace Vexo::Trust {
+
+inline constexpr const char* DEVICE_KEY_FILE = "device.key";
+inline constexpr const char* DEVICE_ID_FILE = "device.id";
+inline constexpr const char* DEVICE_CERTIFICATE_FILE = "device.crt";
+inline constexpr const char* ACCOUNT_CERTIFICATE_FILE = "account.crt";
+inline constexpr const char* ACCOUNT_KEY_FILE = "account.key";
+
+// Makes the folder (0700) with its parents if it is missing; refuses one that others may enter.
+Result<void> PrepareIdentityFolder(const std::filesystem::path& folder);
+Result<void> CheckIdentityFolder(const std::filesystem::path& folder);
+
+Result<PrivateKey> ReadKeyFile(const std::filesystem::path& file);
+Result<Certificate> ReadCertificateFile(const std::filesystem::path& file);
+Result<void> WriteKeyFile(const std::filesystem::path& file, EVP_PKEY* key);
+Result<void> WriteCertificateFile(const std::filesystem::path& file, X509* certificate);
+
+}  // namespace Vexo::Trust

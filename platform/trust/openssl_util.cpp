@@ -1,0 +1,152 @@
+#include "platform/trust/openssl_util.h"
+
+#include <openssl/ec.h>
+#include <openssl/err.h>
+
+#include <array>
+
+namespace Vexo::Trust {
+
+namespace {
+
+OpenSslPtr<BIO> ReaderOf(const std::string& text)
+{
+    return OpenSslPtr<BIO>(BIO_new_mem_buf(text.data(), static_cast<int>(text.size())));
+}
+
+template <typename Write>
+std::string Written(Write write)
+{
+    const OpenSslPtr<BIO> bio(BIO_new(BIO_s_mem()));
+    if (!bio || write(bio.get()) != 1) {
+        return "";
+    }
+    char* data = nullptr;
+    const long size = BIO_get_mem_data(bio.get(), &data);
+    return {data, static_cast<size_t>(size)};
+}
+
+// Keys of this system have no passphrase; without this OpenSSL would ask on the terminal.
+int NoPassphrase(char* /*buffer*/, int /*size*/, int /*writing*/, void* /*context*/)
+{
+    return -1;
+}
+
+}  // namespace
+
+std::string OpenSslReason()
+{
+    const unsigned long error = ERR_get_error();
+    ERR_clear_error();
+    const char* reason = error != 0 ? ERR_reason_error_string(error) : nullptr;
+    return reason != nullptr ? reason : "no reason given";
+}
+
+PrivateKey GenerateKey()
+{
+    return PrivateKey(EVP_EC_gen("P-256"));
+}
+
+std::string KeyToPem(EVP_PKEY* key)
+{
+    return Written(
+        [key](BIO* bio) { return PEM_write_bio_PKCS8PrivateKey(bio, key, nullptr, nullptr, 0, nullptr, nullptr); });
+}
+
+PrivateKey KeyFromPem(const std::string& pem)
+{
+    return PrivateKey(PEM_read_bio_PrivateKey(ReaderOf(pem).get(), nullptr, NoPassphrase, nullptr));
+}
+
+std::string CertificateToPem(X509* certificate)
+{
+    return Written([certificate](BIO* bio) { return PEM_write_bio_X509(bio, certificate); });
+}
+
+std::vector<Certificate> CertificatesFromPem(const std::string& pem)
+{
+    std::vector<Certificate> certificates;
+    const OpenSslPtr<BIO> bio = ReaderOf(pem);
+    for (;;) {
+        Certificate certificate(PEM_read_bio_X509(bio.get(), nullptr, NoPassphrase, nullptr));
+        if (!certificate) {
+            break;
+        }
+        certificates.push_back(std::move(certificate));
+    }
+    // The end of the text ends a good file; anything else is damage.
+    if (ERR_GET_REASON(ERR_peek_last_error()) != PEM_R_NO_START_LINE) {
+        certificates.clear();
+    } else if (!certificates.empty()) {
+        ERR_clear_error();
+    }
+    return certificates;
+}
+
+std::string RequestToPem(X509_REQ* request)
+{
+    return Written([request](BIO* bio) { return PEM_write_bio_X509_REQ(bio, request); });
+}
+
+OpenSslPtr<X509_REQ> RequestFromPem(const std::string& pem)
+{
+    return OpenSslPtr<X509_REQ>(PEM_read_bio_X509_REQ(ReaderOf(pem).get(), nullptr, NoPassphrase, nullptr));
+}
+
+std::string CommonNameOf(const X509_NAME* name)
+{
+    const int at = X509_NAME_get_index_by_NID(name, NID_commonName, -1);
+    if (at < 0) {
+        return "";
+    }
+    unsigned char* text = nullptr;
+    const int length = ASN1_STRING_to_UTF8(&text, X509_NAME_ENTRY_get_data(X509_NAME_get_entry(name, at)));
+    if (length < 0) {
+        return "";
+    }
+    std::string result(reinterpret_cast<const char*>(text), static_cast<size_t>(length));
+    OPENSSL_free(text);
+    return result;
+}
+
+Certificate Share(X509* certificate)
+{
+    X509_up_ref(certificate);
+    return Certificate(certificate);
+}
+
+Result<void> VerifyAgainst(X509* certificate, X509* anchor)
+{
+    const OpenSslPtr<X509_STORE> store(X509_STORE_new());
+    const OpenSslPtr<X509_STORE_CTX> context(X509_STORE_CTX_new());
+    if (!store || !context || X509_STORE_add_cert(store.get(), anchor) != 1 ||
+        X509_STORE_CTX_init(context.get(), store.get(), certificate, nullptr) != 1) {
+        return Error{OpenSslReason()};
+    }
+    if (X509_verify_cert(context.get()) != 1) {
+        ERR_clear_error();
+        return Error{VerifyErrorText(X509_STORE_CTX_get_error(context.get()))};
+    }
+    return {};
+}
+
+std::string VerifyErrorText(long error)
+{
+    switch (error) {
+        case X509_V_ERR_CERT_HAS_EXPIRED:
+            return "it has expired";
+        case X509_V_ERR_CERT_NOT_YET_VALID:
+            return "it is not valid yet; is the clock right?";
+        case X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT:
+        case X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT_LOCALLY:
+        case X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT:
+        case X509_V_ERR_SELF_SIGNED_CERT_IN_CHAIN:
+        case X509_V_ERR_UNABLE_TO_VERIFY_LEAF_SIGNATURE:
+        case X509_V_ERR_CERT_SIGNATURE_FAILURE:
+            return "it is not signed by this account";
+        default:
+            return X509_verify_cert_error_string(error);
+    }
+}
+
+}  // namespace Vexo::Trust

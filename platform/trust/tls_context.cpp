@@ -1,0 +1,202 @@
+#include "platform/trust/tls_context.h"
+
+#include <openssl/err.h>
+
+#include <map>
+#include <utility>
+
+#include "platform/base/mutex.h"
+#include "platform/trust/openssl_util.h"
+
+namespace Vexo::Trust {
+
+namespace {
+
+constexpr const char* CIPHERS = "TLS_AES_128_GCM_SHA256:TLS_CHACHA20_POLY1305_SHA256:TLS_AES_256_GCM_SHA384";
+constexpr const char* GROUPS = "X25519:P-256";
+constexpr unsigned char SESSION_CONTEXT[] = "distnet-link";
+constexpr size_t MAX_TICKETS = 256;  // peers; an account has a handful
+
+struct ContextDeleter {
+    void operator()(SSL_CTX* context) const noexcept { SSL_CTX_free(context); }
+};
+using ContextPtr = std::unique_ptr<SSL_CTX, ContextDeleter>;
+
+struct SessionDeleter {
+    void operator()(SSL_SESSION* session) const noexcept { SSL_SESSION_free(session); }
+};
+using SessionPtr = std::unique_ptr<SSL_SESSION, SessionDeleter>;
+
+// Which device a connection asked for, hung on the SSL object as its application data.
+struct WantedPeer {
+    std::string networkId;
+};
+
+void FreeWantedPeer(void* /*parent*/, void* peer, CRYPTO_EX_DATA* /*data*/, int /*index*/, long /*number*/,
+                    void* /*argument*/)
+{
+    const std::unique_ptr<WantedPeer> owned(static_cast<WantedPeer*>(peer));
+}
+
+int WantedPeerIndex()
+{
+    static const int index = SSL_get_ex_new_index(0, nullptr, nullptr, nullptr, FreeWantedPeer);
+    return index;
+}
+
+std::string PeerNetworkId(const SSL* ssl)
+{
+    const Certificate certificate(SSL_get1_peer_certificate(ssl));
+    return certificate ? NetworkIdOf(X509_get0_pubkey(certificate.get())) : "";
+}
+
+class OpenSslTlsContext final : public TlsContext {
+public:
+    static Result<std::shared_ptr<TlsContext>> Make(const Identity& identity)
+    {
+        if (!identity.Enrolled()) {
+            return Error{"this device is not enrolled in an account"};
+        }
+        auto context = std::make_shared<OpenSslTlsContext>();
+        context->client_ = context->MakeContext(TLS_client_method(), identity);
+        context->server_ = context->MakeContext(TLS_server_method(), identity);
+        context->account_ = Share(identity.accountCertificate.get());
+        if (!context->client_ || !context->server_) {
+            return Error{"TLS could not be set up: " + OpenSslReason()};
+        }
+        SSL_CTX_set_session_cache_mode(context->client_.get(), SSL_SESS_CACHE_CLIENT | SSL_SESS_CACHE_NO_INTERNAL);
+        SSL_CTX_sess_set_new_cb(context->client_.get(), KeepTicket);
+        // Tickets carry their own state; the server remembers nothing.
+        SSL_CTX_set_session_cache_mode(context->server_.get(), SSL_SESS_CACHE_OFF);
+        SSL_CTX_set_num_tickets(context->server_.get(), 1);
+        return std::shared_ptr<TlsContext>(std::move(context));
+    }
+
+    SslPtr NewClient(const std::string& peerNetworkId) override
+    {
+        SslPtr ssl(SSL_new(client_.get()));
+        if (!ssl) {
+            return nullptr;
+        }
+        SSL_set_connect_state(ssl.get());
+        auto wanted = std::make_unique<WantedPeer>(WantedPeer{peerNetworkId});
+        if (SSL_set_ex_data(ssl.get(), WantedPeerIndex(), wanted.get()) == 1) {
+            (void)wanted.release();  // the SSL object owns it now
+        }
+        if (const SessionPtr ticket = TakeTicket(peerNetworkId)) {
+            SSL_set_session(ssl.get(), ticket.get());
+        }
+        return ssl;
+    }
+
+    SslPtr NewServer() override
+    {
+        SslPtr ssl(SSL_new(server_.get()));
+        if (ssl) {
+            SSL_set_accept_state(ssl.get());
+        }
+        return ssl;
+    }
+
+    Result<std::string> VerifiedPeer(SSL* ssl) override
+    {
+        const Certificate certificate(SSL_get1_peer_certificate(ssl));
+        if (!certificate || SSL_get_verify_result(ssl) != X509_V_OK) {
+            return Error{"the peer has no certificate that this account vouches for"};
+        }
+        // A resumed session vouches for the certificate of its first handshake, which may have expired since.
+        if (SSL_session_reused(ssl) == 1) {
+            if (auto verified = VerifyAgainst(certificate.get(), account_.get()); !verified) {
+                return Error{"the peer's certificate is refused: " + verified.Message()};
+            }
+        }
+        std::string networkId = NetworkIdOf(X509_get0_pubkey(certificate.get()));
+        const auto* wanted = static_cast<const WantedPeer*>(SSL_get_ex_data(ssl, WantedPeerIndex()));
+        if (wanted != nullptr && !wanted->networkId.empty() && wanted->networkId != networkId) {
+            return Error{"another device of the account answered"};
+        }
+        return networkId;
+    }
+
+    std::string DescribeFailure(SSL* ssl) override
+    {
+        const long verified = SSL_get_verify_result(ssl);
+        const unsigned long error = ERR_peek_last_error();
+        const std::string reason = OpenSslReason();
+        if (verified != X509_V_OK) {
+            return "the peer's certificate is refused: " + VerifyErrorText(verified);
+        }
+        if (ERR_GET_REASON(error) == SSL_R_PEER_DID_NOT_RETURN_A_CERTIFICATE) {
+            return "the peer sent no certificate";
+        }
+        return error == 0 ? "the peer closed the connection" : reason;
+    }
+
+    void Forget(const std::string& peerNetworkId) override
+    {
+        const MutexLock lock(mutex_);
+        tickets_.erase(peerNetworkId);
+    }
+
+private:
+    ContextPtr MakeContext(const SSL_METHOD* method, const Identity& identity)
+    {
+        ContextPtr context(SSL_CTX_new(method));
+        if (!context || SSL_CTX_set_min_proto_version(context.get(), TLS1_3_VERSION) != 1 ||
+            SSL_CTX_set_ciphersuites(context.get(), CIPHERS) != 1 ||
+            SSL_CTX_set1_groups_list(context.get(), GROUPS) != 1 ||
+            SSL_CTX_use_certificate(context.get(), identity.certificate.get()) != 1 ||
+            SSL_CTX_use_PrivateKey(context.get(), identity.key.get()) != 1 ||
+            X509_STORE_add_cert(SSL_CTX_get_cert_store(context.get()), identity.accountCertificate.get()) != 1 ||
+            SSL_CTX_set_session_id_context(context.get(), SESSION_CONTEXT, sizeof(SESSION_CONTEXT) - 1) != 1) {
+            return nullptr;
+        }
+        SSL_CTX_set_verify(context.get(), SSL_VERIFY_PEER | SSL_VERIFY_FAIL_IF_NO_PEER_CERT, nullptr);
+        SSL_CTX_set_mode(context.get(), SSL_MODE_RELEASE_BUFFERS | SSL_MODE_ENABLE_PARTIAL_WRITE |
+                                            SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER);
+        SSL_CTX_set_options(context.get(), SSL_OP_NO_COMPRESSION);
+        SSL_CTX_set_app_data(context.get(), this);
+        return context;
+    }
+
+    // Called by OpenSSL when the server has sent a ticket; 1 takes the reference over.
+    static int KeepTicket(SSL* ssl, SSL_SESSION* session)
+    {
+        auto* self = static_cast<OpenSslTlsContext*>(SSL_CTX_get_app_data(SSL_get_SSL_CTX(ssl)));
+        const std::string networkId = PeerNetworkId(ssl);
+        SessionPtr previous(session);  // released after the lock
+        const MutexLock lock(self->mutex_);
+        if (!networkId.empty() && (self->tickets_.size() < MAX_TICKETS || self->tickets_.contains(networkId))) {
+            self->tickets_[networkId].swap(previous);
+        }
+        return 1;
+    }
+
+    // A ticket is used once (RFC 8446, appendix C.4); the resumed session brings the next.
+    SessionPtr TakeTicket(const std::string& networkId)
+    {
+        const MutexLock lock(mutex_);
+        const auto it = tickets_.find(networkId);
+        if (it == tickets_.end()) {
+            return nullptr;
+        }
+        SessionPtr ticket = std::move(it->second);
+        tickets_.erase(it);
+        return ticket;
+    }
+
+    ContextPtr client_;
+    ContextPtr server_;
+    Certificate account_;
+    Mutex mutex_;
+    std::map<std::string, SessionPtr> tickets_ GUARDED_BY(mutex_);  // by network id
+};
+
+}  // namespace
+
+Result<std::shared_ptr<TlsContext>> TlsContext::Make(const Identity& identity)
+{
+    return OpenSslTlsContext::Make(identity);
+}
+
+}  // namespace Vexo::Trust
