@@ -1,5 +1,5 @@
-// The collaboration framework: wakes an ability on a peer and keeps it company while the two work together. Acts on the ability
-// registered as 70635. Any thread.
+// The collaboration framework: wakes an ability on a peer and keeps it company while the two work together. Acts on the
+// ability registered as 70635. Any thread.
 #pragma once
 
 #include <cstdint>
@@ -13,10 +13,10 @@ namespace Vexo::CollaborationFwk {
 // Results of the framework; 0 is success.
 enum CollaborationResult : int32_t {
     COLLABORATION_OK = 0,
-    COLLABORATION_UNAVAILABLE = 1,      // 70635 is not there
+    COLLABORATION_UNAVAILABLE = 1,  // 70635 is not there
     COLLABORATION_NULL_TARGET = 2,
-    COLLABORATION_NO_SUCH_PEER = 3,     // not a device of this account that is online
-    COLLABORATION_PEER_FAILED = 4,      // the peer could not start the ability
+    COLLABORATION_NO_SUCH_PEER = 3,  // not a device of this account that is online
+    COLLABORATION_PEER_FAILED = 4,   // the peer could not start the ability
     COLLABORATION_TIMED_OUT = 5,
     COLLABORATION_NO_SUCH_SESSION = 6,
 };
@@ -29,6 +29,9 @@ public:
                int32_t systemAbilityId);
 
     const std::string& GetNetworkId() const { return networkId_; }
+    uint32_t GetFlags() const { return flags_; }
+    const std::string& GetAction() const { return action_; }
+    const std::string& GetParameters() const { return parameters_; }
     int32_t GetSystemAbilityId() const { return systemAbilityId_; }
 
 private:
@@ -71,8 +74,9 @@ class CollaborationAbility {
 public:
     static CollaborationAbility& GetInstance();
 
-    // Wakes the target's ability and answers within 5 s. A second start to the same peer reuses the first one's session; it expires
-    // 30 s after its last use. A null target is refused. Blocks; not from a callback of the framework.
+    // Wakes the target's ability and answers within 5 s. A second start to the same peer reuses the first one's
+    // session; it expires 30 s after its last use. A null target is refused. Blocks; not from a callback of the
+    // framework.
     StartResult StartCollaboration(int32_t systemAbilityId, const sptr<TargetInfo>& target);
     // Ends it on both sides. Does not wait for the peer.
     int32_t StopCollaboration(int32_t sessionId);

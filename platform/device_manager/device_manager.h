@@ -1,5 +1,5 @@
-// DeviceManager: the trusted devices of this account, as the soft bus has met them. Look-ups are in memory and never block;
-// any thread. It acts on the ability registered as 4802 and answers DM_UNAVAILABLE, nothing or false without it.
+// DeviceManager: the trusted devices of this account, as the soft bus has met them. Look-ups are in memory and never
+// block; any thread. It acts on the ability registered as 4802 and answers DM_UNAVAILABLE, nothing or false without it.
 #pragma once
 
 #include <cstdint>
@@ -12,10 +12,10 @@
 namespace Vexo::DistributedHardware {
 
 inline constexpr int32_t DM_OK = 0;
-inline constexpr int32_t DM_UNAVAILABLE = -1;    // 4802 is not there
+inline constexpr int32_t DM_UNAVAILABLE = -1;  // 4802 is not there
 inline constexpr int32_t DM_INVALID_PARAM = -2;
 
-inline constexpr size_t DM_MAX_DEVICE_ID_LEN = 65;    // 64 hex characters and a NUL
+inline constexpr size_t DM_MAX_DEVICE_ID_LEN = 65;  // 64 hex characters and a NUL
 inline constexpr size_t DM_MAX_DEVICE_NAME_LEN = 128;
 
 // How the two devices know each other.
@@ -29,7 +29,7 @@ struct DmDeviceInfo {
     int32_t range = 0;        // distance in metres; -1 unknown
     int32_t networkType = 0;  // LinkType of the link it was met on
     DmAuthForm authForm = INVALID_TYPE;
-    std::string extraData;    // JSON object: {"online": bool, "last_seen": RFC 3339}
+    std::string extraData;  // JSON object: {"online": bool, "last_seen": RFC 3339}
 };
 
 class DmInitCallback {

@@ -1,0 +1,38 @@
+// DeviceManagerServer: the device manager of this device, over the soft bus's list of nodes. The host makes it and
+// registers it as ability 4802. Any thread; nothing blocks.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/base/mutex.h"
+#include "platform/device_manager/device_manager.h"
+#include "platform/ipc/iremote_object.h"
+#include "platform/softbus/softbus_service.h"
+#include "platform/tasks/elastic_pool.h"
+
+namespace Vexo::DistributedHardware {
+
+class DeviceManagerServer : public IDeviceManagerService, public IPCObjectStub {
+public:
+    explicit DeviceManagerServer(sptr<SoftBus::ISoftBusService> softBus);
+
+    int32_t InitDeviceManager(const std::string& pkgName, std::shared_ptr<DmInitCallback> callback) override;
+    int32_t GetTrustedDeviceList(const std::string& pkgName, const std::string& extra,
+                                 std::vector<DmDeviceInfo>& deviceList) override;
+    bool IsSameAccount(const std::string& networkId) override;
+
+    // Tells every registered package that the device manager has gone, on a platform thread. Called when 4802 is
+    // removed.
+    void Shutdown();
+
+private:
+    const sptr<SoftBus::ISoftBusService> softBus_;
+    Tasks::Strand strand_;
+    Mutex mutex_;
+    std::map<std::string, std::shared_ptr<DmInitCallback>> callbacks_ GUARDED_BY(mutex_);  // by package
+};
+
+}  // namespace Vexo::DistributedHardware
