@@ -7,6 +7,7 @@
 #include "platform/access/policy.h"
 #include "platform/base/version.h"
 #include "platform/config_policy/config_policy.h"
+#include "platform/device_manager/device_manager_server.h"
 #include "platform/dfx/sinks.h"
 #include "platform/ipc/ipc_skeleton.h"
 
@@ -60,7 +61,7 @@ Result<std::unique_ptr<Daemon>> Daemon::Start(const Configuration& configuration
     if (done) {
         daemon->InstallAccess(say);
         daemon->InstallAbilities();
-        done = daemon->StartDevice(say);
+        done = daemon->StartDevice();
     }
     if (done) {
         done = daemon->StartLink(say);
@@ -136,7 +137,7 @@ void Daemon::InstallAbilities()
     SystemAbilityManagerClient::GetInstance().SetSystemAbilityManager(abilities_);
 }
 
-Result<void> Daemon::StartDevice(const Say& say)
+Result<void> Daemon::StartDevice()
 {
     Simulated::SimulatedDeviceOptions options;
     options.stateDir = configuration_.stateDir;
@@ -148,18 +149,14 @@ Result<void> Daemon::StartDevice(const Say& say)
         return device.TakeError();
     }
     device_ = std::move(device.Value());
-    for (const int32_t id : abilities_->ListSystemAbilities()) {
-        say(AbilityLine(id, configuration_.platform));
-    }
     return {};
 }
 
 Result<void> Daemon::StartLink(const Say& say)
 {
     if (!identity_.Enrolled()) {
-        say("no account, so no link to other devices: make one with `distnetctl account create`, or ask to join one "
-            "with "
-            "`distnetctl account request`; then restart distnetd");
+        say("no account, so no link to other devices: `distnetctl account create` or "
+            "`account request`, then restart distnetd");
         return {};
     }
     SoftBus::SoftBusOptions options;
@@ -168,12 +165,23 @@ Result<void> Daemon::StartLink(const Say& say)
     options.listenAddress = ListenAddress(configuration_);
     options.peerAddresses = configuration_.softbusPeers;
     options.announceFolder = configuration_.announceDir;
-    auto server = SoftBus::SoftBusServer::Start(identity_, std::move(options));
-    if (!server) {
-        return server.TakeError();
+    auto softBus = SoftBus::SoftBusServer::Start(identity_, std::move(options));
+    if (!softBus) {
+        return softBus.TakeError();
     }
-    softBus_ = server.Value();
+    softBus_ = softBus.Value();
     abilities_->AddSystemAbility(SOFTBUS_SERVER_SA_ID, softBus_);
+    say(AbilityLine(SOFTBUS_SERVER_SA_ID, "TLS 1.3 over TCP"));
+    abilities_->AddSystemAbility(DISTRIBUTED_HARDWARE_DEVICEMANAGER_SA_ID,
+                                 MakeSptr<DistributedHardware::DeviceManagerServer>(softBus_));
+    say(AbilityLine(DISTRIBUTED_HARDWARE_DEVICEMANAGER_SA_ID, "account " + Quoted(identity_.accountName)));
+    auto collaboration = CollaborationFwk::CollaborationServer::Start();
+    if (!collaboration) {
+        return collaboration.TakeError();
+    }
+    collaboration_ = collaboration.Value();
+    abilities_->AddSystemAbility(COLL_FWK_SA_ID, collaboration_);
+    say(AbilityLine(COLL_FWK_SA_ID, "wakes ability " + std::to_string(COMM_DISTRIBUTED_NET_ABILITY_ID)));
     return {};
 }
 
@@ -232,6 +240,9 @@ void Daemon::Drain()
     }
     if (device_) {
         device_->Stop();
+    }
+    if (collaboration_) {
+        collaboration_->Stop();
     }
     if (softBus_) {
         softBus_->Stop();

@@ -16,6 +16,7 @@
 #include "platform/ability/system_ability_manager.h"
 #include "platform/base/nocopyable.h"
 #include "platform/base/result.h"
+#include "platform/collaboration/collaboration_server.h"
 #include "platform/ipc/ipc_server.h"
 #include "platform/softbus/softbus_server.h"
 #include "platform/trust/identity.h"
@@ -46,7 +47,7 @@ private:
     Result<void> PrepareRecords();
     void InstallAccess(const Say& say);
     void InstallAbilities();
-    Result<void> StartDevice(const Say& say);
+    Result<void> StartDevice();
     Result<void> StartLink(const Say& say);
     void PublishHost();
     Result<void> Listen(const Say& say);
@@ -58,7 +59,9 @@ private:
     Trust::Identity identity_;
     sptr<SystemAbilityManager> abilities_;
     std::unique_ptr<Simulated::SimulatedDevice> device_;
-    sptr<SoftBus::SoftBusServer> softBus_;  // null before enrolment
+    // Null before enrolment.
+    sptr<SoftBus::SoftBusServer> softBus_;
+    sptr<CollaborationFwk::CollaborationServer> collaboration_;
     std::unique_ptr<Ipc::IpcServer> ipc_;
     std::atomic<Ipc::IpcServer*> counted_{nullptr};  // ipc_, once it stands: its first request may come before that
     std::atomic<size_t> asking_{0};                  // requests under way that the host itself answers

@@ -48,7 +48,7 @@ int Refuse(MessageParcel& reply, HostResult result)
 int DistNetHostStub::OnRemoteRequest(uint32_t code, MessageParcel& data, MessageParcel& reply, MessageOption& option)
 {
     if (data.ReadInterfaceToken() != GetDescriptor()) {
-        QuviewDFX::LogError(LABEL, " refused pid %{public}d: its request is for another interface",
+        QuviewDFX::LogError(LABEL, "refused pid %{public}d: its request is for another interface",
                             IPCSkeleton::GetCallingPid());
         return Refuse(reply, HOST_BAD_REQUEST);
     }
@@ -56,7 +56,7 @@ int DistNetHostStub::OnRemoteRequest(uint32_t code, MessageParcel& data, Message
         return IPCObjectStub::OnRemoteRequest(code, data, reply, option);
     }
     if (!CallerMayAsk()) {
-        QuviewDFX::LogError(LABEL, " refused pid %{public}d, uid %{public}u: not permitted",
+        QuviewDFX::LogError(LABEL, "refused pid %{public}d, uid %{public}u: not permitted",
                             IPCSkeleton::GetCallingPid(), IPCSkeleton::GetCallingUid());
         return Refuse(reply, HOST_NOT_PERMITTED);
     }

@@ -35,15 +35,15 @@ bool ServiceLibrary::Open()
         // Not closed, ever: its singletons and threads outlive each start and stop of the ability.
         if (dlopen(path_.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE) == nullptr) {
             const char* cause = dlerror();
-            QuviewDFX::LogError(LABEL, " the service cannot be loaded: %{public}s",
+            QuviewDFX::LogError(LABEL, "the service cannot be loaded: %{public}s",
                                 cause != nullptr ? cause : path_.c_str());
             return false;
         }
         opened_ = true;
     }
     if (SystemAbility::FindRegistered(COMM_DISTRIBUTED_NET_ABILITY_ID) == nullptr) {
-        QuviewDFX::LogError(LABEL, " %{public}s is not the service: it registered no ability %{public}d",
-                            path_.native(), COMM_DISTRIBUTED_NET_ABILITY_ID);
+        QuviewDFX::LogError(LABEL, "%{public}s is not the service: it registered no ability %{public}d", path_.native(),
+                            COMM_DISTRIBUTED_NET_ABILITY_ID);
         return false;
     }
     return true;
