@@ -12,8 +12,9 @@ struct InstalledManager {
 
 InstalledManager& Installed()
 {
-    static InstalledManager installed;
-    return installed;
+    // Never destroyed: threads may use it until the process is gone.
+    static auto* const installed = new InstalledManager;  // NOLINT(cppcoreguidelines-owning-memory)
+    return *installed;
 }
 
 }  // namespace

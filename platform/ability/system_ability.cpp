@@ -19,8 +19,9 @@ struct RegisteredAbilities {
 
 RegisteredAbilities& Registered()
 {
-    static RegisteredAbilities registered;
-    return registered;
+    // Never destroyed: threads may use it until the process is gone.
+    static auto* const registered = new RegisteredAbilities;  // NOLINT(cppcoreguidelines-owning-memory)
+    return *registered;
 }
 
 // Runs a step of the ability's own code. False when it let an exception out.

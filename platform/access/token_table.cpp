@@ -30,8 +30,9 @@ const TokenFacts& Match(const std::vector<ResolvedEntry>& entries, const PeerCre
 
 TokenTable& TokenTable::Instance()
 {
-    static TokenTable table;
-    return table;
+    // Never destroyed: threads may use it until the process is gone.
+    static auto* const table = new TokenTable;  // NOLINT(cppcoreguidelines-owning-memory)
+    return *table;
 }
 
 TokenTable::TokenTable() : self_{TOKEN_NATIVE, APL_SYSTEM_CORE, true, {}, "this process"}, nobody_{}

@@ -16,8 +16,9 @@ struct Self {
 
 Self& TheSelf()
 {
-    static Self self;
-    return self;
+    // Never destroyed: threads may use it until the process is gone.
+    static auto* const self = new Self;  // NOLINT(cppcoreguidelines-owning-memory)
+    return *self;
 }
 
 CallerIdentity CurrentIdentity()

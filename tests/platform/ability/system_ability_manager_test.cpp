@@ -1,0 +1,247 @@
+#include "platform/ability/system_ability_manager.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <functional>
+#include <future>
+#include <list>
+#include <stdexcept>
+#include <thread>
+
+namespace Vexo {
+namespace {
+
+constexpr std::chrono::seconds PATIENCE{10};
+
+class FunctionStub : public IPCObjectStub {
+public:
+    explicit FunctionStub(std::function<int()> function) : function_(std::move(function)) {}
+    int OnRemoteRequest(uint32_t, MessageParcel&, MessageParcel&, MessageOption&) override { return function_(); }
+
+private:
+    const std::function<int()> function_;
+};
+
+class TestAbility : public SystemAbility {
+public:
+    explicit TestAbility(int32_t id) : SystemAbility(id, true) {}
+
+    std::function<int()> onRequest = [] { return IPC_OK; };
+    std::function<bool()> onStart = [] { return true; };  // whether to publish
+    std::atomic<int> starts{0};
+    std::atomic<int> stops{0};
+
+protected:
+    void OnStart() override
+    {
+        ++starts;
+        if (onStart()) {
+            Publish(MakeSptr<FunctionStub>([this] { return onRequest(); }));
+        }
+    }
+    void OnStop() override { ++stops; }
+};
+
+// A registered ability lives as long as the process, its threads included, so each test takes a new one.
+TestAbility& NewAbility()
+{
+    static auto* const abilities = new std::list<TestAbility>;  // NOLINT(cppcoreguidelines-owning-memory)
+    TestAbility& ability = abilities->emplace_back(static_cast<int32_t>(90'000 + abilities->size()));
+    EXPECT_TRUE(SystemAbility::MakeAndRegisterAbility(&ability));
+    return ability;
+}
+
+class SystemAbilityManagerTest : public ::testing::Test {
+protected:
+    SystemAbilityManagerTest()
+    {
+        SystemAbilityManagerClient::GetInstance().SetSystemAbilityManager(manager_);
+        manager_->AddOnDemandAbility(id_, [this] {
+            loadedOn_ = std::this_thread::get_id();
+            return ++loads_ > failingLoads_;
+        });
+    }
+    ~SystemAbilityManagerTest() override { SystemAbilityManagerClient::GetInstance().SetSystemAbilityManager(nullptr); }
+
+    int32_t Request(int32_t id)
+    {
+        MessageParcel data;
+        MessageParcel reply;
+        return manager_->Dispatch(Ipc::IpcHeader{0, static_cast<uint32_t>(id), 1}, data, reply);
+    }
+    std::future<int32_t> RequestInBackground()
+    {
+        return std::async(std::launch::async, [this] { return Request(id_); });
+    }
+    bool Eventually(const std::function<bool()>& condition, std::chrono::milliseconds limit = PATIENCE)
+    {
+        const auto deadline = std::chrono::steady_clock::now() + limit;
+        while (!condition() && std::chrono::steady_clock::now() < deadline) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        }
+        return condition();
+    }
+
+    TestAbility& ability_ = NewAbility();
+    const int32_t id_ = ability_.GetSystemAbilityId();
+    const sptr<SystemAbilityManager> manager_ = MakeSptr<SystemAbilityManager>();
+    std::atomic<int> loads_{0};
+    std::atomic<int> failingLoads_{0};
+    std::atomic<std::thread::id> loadedOn_{};
+};
+
+TEST_F(SystemAbilityManagerTest, FirstRequestsStartTheAbilityOnceOnAnotherThread)
+{
+    EXPECT_EQ(manager_->GetSystemAbility(id_), nullptr);
+    std::vector<std::future<int32_t>> requests;
+    for (int i = 0; i < 8; ++i) {
+        requests.push_back(RequestInBackground());
+    }
+    EXPECT_EQ(Request(id_), IPC_OK);
+    for (auto& request : requests) {
+        EXPECT_EQ(request.get(), IPC_OK);
+    }
+    EXPECT_EQ(loads_, 1);
+    EXPECT_EQ(ability_.starts, 1);
+    EXPECT_NE(loadedOn_.load(), std::this_thread::get_id());
+    EXPECT_EQ(ability_.GetAbilityState(), SystemAbilityState::ACTIVE);
+    EXPECT_EQ(manager_->LoadSystemAbility(id_), ERR_OK);
+    EXPECT_EQ(manager_->ListSystemAbilities(), std::vector<int32_t>{id_});
+}
+
+TEST_F(SystemAbilityManagerTest, UnloadFromItsOwnTransactionReturnsAtOnceAndStopsTheAbilityAfterIt)
+{
+    ability_.onRequest = [this] {
+        EXPECT_EQ(manager_->UnloadSystemAbility(id_), ERR_OK);
+        EXPECT_EQ(manager_->UnloadSystemAbility(id_), ERR_OK);
+        EXPECT_FALSE(Eventually([this] { return ability_.stops != 0; }, std::chrono::milliseconds(20)));
+        return IPC_OK;
+    };
+    EXPECT_EQ(Request(id_), IPC_OK);
+    EXPECT_TRUE(Eventually([this] { return ability_.GetAbilityState() == SystemAbilityState::NOT_LOADED; }));
+    EXPECT_EQ(ability_.stops, 1);
+    EXPECT_EQ(manager_->GetSystemAbility(id_), nullptr);
+    ability_.onRequest = [] { return IPC_OK; };
+    EXPECT_EQ(Request(id_), IPC_OK);
+    EXPECT_EQ(ability_.starts, 2);
+}
+
+TEST_F(SystemAbilityManagerTest, RequestDuringUnloadingWaitsAndStartsTheAbilityAgain)
+{
+    std::promise<void> release;
+    std::atomic<int> entered{0};
+    ability_.onRequest = [&] {
+        if (++entered == 1) {
+            release.get_future().wait();
+        }
+        return ability_.stops.load();
+    };
+    std::future<int32_t> first = RequestInBackground();
+    ASSERT_TRUE(Eventually([&] { return entered == 1; }));
+    EXPECT_EQ(manager_->UnloadSystemAbility(id_), ERR_OK);
+    std::future<int32_t> second = RequestInBackground();
+    EXPECT_EQ(second.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
+    EXPECT_EQ(entered, 1);
+    release.set_value();
+    EXPECT_EQ(first.get(), 0);
+    EXPECT_EQ(second.get(), 1);
+    EXPECT_EQ(ability_.starts, 2);
+}
+
+TEST_F(SystemAbilityManagerTest, UnloadDuringTheStartGivesWayToTheRequestThatWaits)
+{
+    std::promise<void> entered;
+    std::promise<void> release;
+    ability_.onStart = [&] {
+        entered.set_value();
+        release.get_future().wait();
+        return true;
+    };
+    std::future<int32_t> request = RequestInBackground();
+    entered.get_future().wait();
+    EXPECT_EQ(manager_->UnloadSystemAbility(id_), ERR_OK);
+    release.set_value();
+    EXPECT_EQ(request.get(), IPC_OK);
+    EXPECT_EQ(ability_.stops, 0);
+}
+
+TEST_F(SystemAbilityManagerTest, FailedStartFailsThoseThatWaitAndTheNextRequestTriesAgain)
+{
+    const struct {
+        const char* fault;
+        std::function<bool()> onStart;
+    } table[] = {
+        {"nothing published", [] { return false; }},
+        {"exception", []() -> bool { throw std::runtime_error("broken"); }},
+    };
+    failingLoads_ = 1;
+    EXPECT_EQ(Request(id_), IPC_ABILITY_UNAVAILABLE);
+    EXPECT_EQ(ability_.starts, 0);
+    for (const auto& row : table) {
+        SCOPED_TRACE(row.fault);
+        ability_.onStart = row.onStart;
+        EXPECT_EQ(Request(id_), IPC_ABILITY_UNAVAILABLE);
+        EXPECT_EQ(manager_->LoadSystemAbility(id_), ERR_NOT_STARTED);
+    }
+    ability_.onStart = [] { return true; };
+    EXPECT_EQ(Request(id_), IPC_OK);
+}
+
+TEST_F(SystemAbilityManagerTest, AfterStopLoadingNothingStartsAndWhatRunsIsServed)
+{
+    EXPECT_EQ(Request(id_), IPC_OK);
+    manager_->StopLoading();
+    EXPECT_EQ(Request(id_), IPC_OK);
+    EXPECT_EQ(manager_->UnloadSystemAbility(id_), ERR_OK);
+    EXPECT_EQ(Request(id_), IPC_ABILITY_UNAVAILABLE);
+    EXPECT_EQ(ability_.starts, 1);
+}
+
+TEST_F(SystemAbilityManagerTest, OnlyStubsTakeRequests)
+{
+    class NoStub : public IRemoteObject {
+    public:
+        NoStub() : IRemoteObject(u"") {}
+        int SendRequest(uint32_t, MessageParcel&, MessageParcel&, MessageOption&) override { return IPC_OK; }
+    };
+    EXPECT_EQ(manager_->AddSystemAbility(1120, MakeSptr<NoStub>()), ERR_OK);
+    EXPECT_EQ(manager_->AddSystemAbility(1121, MakeSptr<FunctionStub>([] { return 77; })), ERR_OK);
+    EXPECT_EQ(Request(1120), IPC_UNKNOWN_ABILITY);
+    EXPECT_EQ(Request(1121), 77);
+    EXPECT_EQ(Request(4711), IPC_UNKNOWN_ABILITY);
+}
+
+TEST_F(SystemAbilityManagerTest, WhatCannotBeDoneHasItsCode)
+{
+    EXPECT_EQ(manager_->AddSystemAbility(1121, MakeSptr<FunctionStub>([] { return 0; })), ERR_OK);
+    EXPECT_EQ(manager_->AddSystemAbility(1120, nullptr), ERR_INVALID_ARGUMENT);
+    EXPECT_EQ(manager_->LoadSystemAbility(1121), ERR_NOT_ON_DEMAND);
+    EXPECT_EQ(manager_->UnloadSystemAbility(1121), ERR_NOT_ON_DEMAND);
+    EXPECT_EQ(manager_->LoadSystemAbility(4711), ERR_NOT_FOUND);
+    EXPECT_EQ(manager_->UnloadSystemAbility(4711), ERR_NOT_FOUND);
+    EXPECT_EQ(manager_->RemoveSystemAbility(4711), ERR_NOT_FOUND);
+    EXPECT_EQ(manager_->AnnounceSystemAbility(4711), ERR_NOT_FOUND);
+    EXPECT_EQ(manager_->UnloadSystemAbility(id_), ERR_OK);
+    EXPECT_FALSE(SystemAbility::MakeAndRegisterAbility(&ability_));
+}
+
+TEST(SystemAbilityTest, RegisteredObjectIsPinned)
+{
+    class Counted : public SystemAbility, public virtual RefBase {
+    public:
+        Counted() : SystemAbility(80'000, true) {}
+    };
+    static Counted counted;
+    static const bool registered = SystemAbility::MakeAndRegisterAbility(&counted);
+    ASSERT_TRUE(registered);
+    {
+        const sptr<RefBase> passing(&counted);
+    }
+    EXPECT_EQ(counted.GetSptrRefCount(), 1);
+    EXPECT_EQ(SystemAbility::FindRegistered(80'000), &counted);
+    EXPECT_FALSE(counted.Start());
+}
+
+}  // namespace
+}  // namespace Vexo
