@@ -52,11 +52,13 @@ Result<void> MakeFolder(const std::filesystem::path& folder)
 
 void LogChanges(const DeviceState& before, const DeviceState& after)
 {
+    const auto shown = [](const std::string& value) { return value.empty() ? std::string("empty") : value; };
     const std::vector<DeviceStateEntry> old = DescribeDeviceState(before);
     const std::vector<DeviceStateEntry> now = DescribeDeviceState(after);
     for (size_t i = 0; i < now.size(); ++i) {
         if (old[i].value != now[i].value) {
-            QuviewDFX::LogInfo(LABEL, "%{public}s: %{public}s, was %{public}s", now[i].key, now[i].value, old[i].value);
+            QuviewDFX::LogInfo(LABEL, "%{public}s: %{public}s, was %{public}s", now[i].key, shown(now[i].value),
+                               shown(old[i].value));
         }
     }
 }
@@ -183,12 +185,12 @@ void SimulatedDevice::Follow()
     if (!next || *next == *before) {
         return;
     }
-    LogChanges(*before, *next);
     live_->Replace(*next);
     RegisterAbilities(*next);
     hotspot_->OnStateChanged();
     station_->OnStateChanged();
     PublishChanges(*before, *next);
+    LogChanges(*before, *next);
 }
 
 void SimulatedDevice::PublishChanges(const DeviceState& before, const DeviceState& after)

@@ -1,0 +1,284 @@
+#include "backends/simulated/simulated_device.h"
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <future>
+#include <iterator>
+
+#include "platform/base/files.h"
+#include "tests/backends/simulated/simulated_world.h"
+#include "tests/platform/events/recording_subscriber.h"
+
+namespace Vexo::Simulated {
+namespace {
+
+using EventFwk::CommonEventSupport;
+using Tests::Eventually;
+using Tests::TestDevice;
+
+class SimulatedDeviceTest : public testing::Test {
+protected:
+    TestDevice MakeDevice(const std::vector<std::string>& assignments = {})
+    {
+        return TestDevice(folder_.Path(), "phone", NETWORK_ID, assignments);
+    }
+    void WriteState(const std::string& text)
+    {
+        ASSERT_TRUE(WriteFileAtomically(folder_.Path() / "phone" / DEVICE_STATE_FILE, text, 0600));
+    }
+
+    static constexpr const char* NETWORK_ID = "7f3a11";
+    const Tests::TempFolder folder_;
+    const Tests::LogCapture log_;
+};
+
+class RadioAnswer : public Telephony::INetworkSearchCallbackStub {
+public:
+    void OnGetRadioStateCallback(bool isOn, int32_t errorCode) override
+    {
+        ++calls;
+        thread = std::this_thread::get_id();
+        answer.set_value({isOn, errorCode});
+    }
+    std::atomic<int> calls{0};
+    std::thread::id thread;
+    std::promise<std::pair<bool, int32_t>> answer;
+};
+
+TEST_F(SimulatedDeviceTest, AMissingStateFileIsWrittenWithTheDefaultsForItsOwnerOnly)
+{
+    const TestDevice device = MakeDevice();
+    EXPECT_EQ(LoadDeviceState(device.Options().stateDir).Value(), DeviceState{});
+    const auto permissions = std::filesystem::status(device.Options().stateDir / DEVICE_STATE_FILE).permissions();
+    EXPECT_EQ(permissions, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+}
+
+TEST_F(SimulatedDeviceTest, ScreenAndBatteryChangesBecomeEvents)
+{
+    TestDevice device = MakeDevice({"screen=off"});
+    const auto events = Tests::RecordingSubscriber::To({CommonEventSupport::COMMON_EVENT_SCREEN_ON,
+                                                        CommonEventSupport::COMMON_EVENT_SCREEN_OFF,
+                                                        CommonEventSupport::COMMON_EVENT_BATTERY_LOW});
+    device.Events()->SubscribeCommonEvent(events);
+    std::vector<std::string> expected;
+    for (const auto& [assignment, action] : std::vector<std::pair<std::string, std::string>>{
+             {"screen=on", CommonEventSupport::COMMON_EVENT_SCREEN_ON},
+             {"battery_low=true", CommonEventSupport::COMMON_EVENT_BATTERY_LOW},
+             {"battery_low=false", ""},
+             {"screen=off", CommonEventSupport::COMMON_EVENT_SCREEN_OFF}}) {
+        const std::string key = assignment.substr(0, assignment.find('='));
+        const size_t told = log_.Count(key + ": ");
+        device.Set({assignment});
+        ASSERT_TRUE(log_.WaitFor(key + ": ", told + 1));
+        if (!action.empty()) {
+            expected.push_back(action + " -1 0");
+        }
+        EXPECT_EQ(events->WaitFor(expected.size()), expected) << assignment;
+    }
+}
+
+TEST_F(SimulatedDeviceTest, RadiosComeAndGoInTheRegistry)
+{
+    TestDevice device = MakeDevice({"wifi.hotspot_present=false"});
+    EXPECT_FALSE(device.Hotspot());
+    EXPECT_TRUE(device.Station());
+    EXPECT_TRUE(device.Core() && device.Data() && device.Events());
+    device.Set({"wifi.hotspot_present=true", "wifi.station_present=false"});
+    EXPECT_TRUE(Eventually([&] { return device.Hotspot() && !device.Station(); }));
+    EXPECT_EQ(device.Hotspot()->EnableHotspot(Wifi::ServiceType::DEFAULT), Wifi::WIFI_OK);
+    EXPECT_TRUE(Eventually([&] { return device.Air().size() == 1; }));
+    device.Set({"wifi.hotspot_present=false"});
+    EXPECT_TRUE(Eventually([&] { return !device.Hotspot() && device.Air().empty(); }));
+    device.End();
+    EXPECT_FALSE(device.Events());
+}
+
+TEST_F(SimulatedDeviceTest, WifiThatIsSwitchedOffRefusesWorkAndEndsItsHotspot)
+{
+    TestDevice device = MakeDevice({"hotspot.active_at_start=true"});
+    EXPECT_TRUE(Eventually([&] { return device.Air().size() == 1; }));
+    device.Set({"wifi.enabled=false"});
+    EXPECT_TRUE(Eventually([&] { return device.Air().empty(); }));
+    EXPECT_EQ(device.Hotspot()->EnableHotspot(Wifi::ServiceType::DEFAULT), Wifi::WIFI_DISABLED);
+    EXPECT_EQ(device.Station()->ConnectToDevice({-1, "Garden", "", "", "NONE"}), Wifi::WIFI_DISABLED);
+}
+
+TEST_F(SimulatedDeviceTest, ADamagedStateFileIsNamedOnceAndTheStateBeforeItStays)
+{
+    TestDevice device = MakeDevice({"sims.0.state=ready"});
+    Telephony::SimState sim{};
+    for (const char* damage : {"{\"scren\": \"off\"}", "{", R"({"radio": [3]})"}) {
+        const size_t complaints = log_.Count("the state before it stays");
+        WriteState(damage);
+        ASSERT_TRUE(log_.WaitFor("the state before it stays", complaints + 1)) << damage;
+        EXPECT_EQ(device.Core()->GetSimState(0, sim), 0);
+        EXPECT_EQ(sim, Telephony::SimState::READY);
+    }
+    WriteState(R"({"sims": [{"state": "locked"}]})");
+    EXPECT_TRUE(Eventually([&] {
+        device.Core()->GetSimState(0, sim);
+        return sim == Telephony::SimState::LOCKED;
+    }));
+    EXPECT_EQ(log_.Count("the state before it stays"), 3U);
+}
+
+TEST_F(SimulatedDeviceTest, AStateFileDamagedAtStartLeavesTheDefaultsAndTheFileAsItIs)
+{
+    TestDevice device = MakeDevice();
+    device.End();
+    WriteState("{\"scren\"");
+    device.Start();
+    EXPECT_EQ(log_.Count("device-state.json: not valid JSON at line 1"), 1U);
+    Telephony::SimState sim{};
+    EXPECT_EQ(device.Core()->GetSimState(0, sim), 0);
+    EXPECT_EQ(sim, Telephony::SimState::LOADED);
+    EXPECT_FALSE(LoadDeviceState(device.Options().stateDir));
+}
+
+TEST_F(SimulatedDeviceTest, EveryCallTakesItsFault)
+{
+    TestDevice device = MakeDevice();
+    struct Case {
+        PlatformCall call;
+        int32_t noAnswer;
+        std::function<int32_t()> run;
+    };
+    bool flag = false;
+    int id = 0;
+    Telephony::SimState sim{};
+    Wifi::HotspotConfig hotspotConfig;
+    std::vector<Wifi::WifiDeviceConfig> configs;
+    const Wifi::WifiDeviceConfig config{-1, "Garden", "", "", "NONE"};
+    constexpr auto DEFAULT = Wifi::ServiceType::DEFAULT;
+    const std::vector<Case> cases{
+        {PlatformCall::HOTSPOT_IS_ACTIVE, Wifi::WIFI_NO_ANSWER,
+         [&] { return device.Hotspot()->IsHotspotActive(flag); }},
+        {PlatformCall::HOTSPOT_ENABLE, Wifi::WIFI_NO_ANSWER, [&] { return device.Hotspot()->EnableHotspot(DEFAULT); }},
+        {PlatformCall::HOTSPOT_DISABLE, Wifi::WIFI_NO_ANSWER,
+         [&] { return device.Hotspot()->DisableHotspot(DEFAULT); }},
+        {PlatformCall::HOTSPOT_GET_CONFIG, Wifi::WIFI_NO_ANSWER,
+         [&] { return device.Hotspot()->GetHotspotConfig(hotspotConfig); }},
+        {PlatformCall::WIFI_GET_CONFIGS, Wifi::WIFI_NO_ANSWER,
+         [&] { return device.Station()->GetDeviceConfigs(configs, false); }},
+        {PlatformCall::WIFI_ADD_CONFIG, Wifi::WIFI_NO_ANSWER,
+         [&] { return device.Station()->AddDeviceConfig(config, id, false); }},
+        {PlatformCall::WIFI_CONNECT, Wifi::WIFI_NO_ANSWER, [&] { return device.Station()->ConnectToDevice(config); }},
+        {PlatformCall::TELEPHONY_SIM_STATE, Telephony::TELEPHONY_NO_ANSWER,
+         [&] { return device.Core()->GetSimState(0, sim); }},
+        {PlatformCall::TELEPHONY_RADIO_STATE, Telephony::TELEPHONY_NO_ANSWER,
+         [&] { return device.Core()->GetRadioState(0, MakeSptr<RadioAnswer>()); }},
+        {PlatformCall::TELEPHONY_RADIO_CALLBACK, Telephony::TELEPHONY_NO_ANSWER,
+         [&] {
+             const auto answer = MakeSptr<RadioAnswer>();
+             EXPECT_EQ(device.Core()->GetRadioState(0, answer), Telephony::TELEPHONY_OK);
+             return answer->answer.get_future().get().second;
+         }},
+        {PlatformCall::TELEPHONY_CELLULAR_DATA, Telephony::TELEPHONY_NO_ANSWER,
+         [&] { return device.Data()->IsCellularDataEnabled(flag); }},
+    };
+    ASSERT_EQ(cases.size(), static_cast<size_t>(PlatformCall::COUNT));
+    for (const Case& c : cases) {
+        SCOPED_TRACE(PlatformCallName(c.call));
+        const std::string key = std::string("faults.") + PlatformCallName(c.call);
+        EXPECT_EQ(c.run(), 0);
+        device.Set({key + ".code=-7", key + ".delay_ms=30"});
+        ASSERT_TRUE(log_.WaitFor(key + ".delay_ms: 30"));
+        const auto begun = std::chrono::steady_clock::now();
+        EXPECT_EQ(c.run(), -7);
+        EXPECT_GE(std::chrono::steady_clock::now() - begun, std::chrono::milliseconds(30));
+        if (c.call != PlatformCall::TELEPHONY_RADIO_CALLBACK) {
+            device.Set({key + ".no_answer=true"});
+            ASSERT_TRUE(log_.WaitFor(key + ".no_answer: true"));
+            EXPECT_EQ(c.run(), c.noAnswer);
+        }
+        device.Set({key + ".code=0", key + ".delay_ms=0", key + ".no_answer=false"});
+        ASSERT_TRUE(log_.WaitFor(key + ".delay_ms: 0"));
+    }
+}
+
+TEST_F(SimulatedDeviceTest, StoppingEndsWaitsAndOpenRadioQueriesWithAnError)
+{
+    TestDevice device = MakeDevice({"faults.wifi.get_configs.delay_ms=60000", "hotspot.active_at_start=true",
+                                    "faults.telephony.radio_callback.no_answer=true"});
+    EXPECT_TRUE(Eventually([&] { return device.Air().size() == 1; }));
+    const auto station = device.Station();
+    auto slow = std::async(std::launch::async, [station] {
+        std::vector<Wifi::WifiDeviceConfig> configs;
+        return station->GetDeviceConfigs(configs, false);
+    });
+    auto waiting =
+        std::async(std::launch::async, [station] { return station->WaitForChange({}, std::chrono::minutes(1)).state; });
+    const auto answer = MakeSptr<RadioAnswer>();
+    EXPECT_EQ(device.Core()->GetRadioState(0, answer), Telephony::TELEPHONY_OK);
+    device.Stop();
+    EXPECT_EQ(slow.get(), Wifi::WIFI_NO_ANSWER);
+    EXPECT_EQ(waiting.get(), Wifi::WifiLinkState::IDLE);
+    EXPECT_EQ(answer->answer.get_future().get(), std::make_pair(false, int32_t{Telephony::TELEPHONY_NO_ANSWER}));
+    EXPECT_TRUE(device.Air().empty());
+    EXPECT_NE(device.Hotspot()->EnableHotspot(Wifi::ServiceType::DEFAULT), Wifi::WIFI_OK);
+    EXPECT_EQ(answer->calls, 1);
+}
+
+TEST_F(SimulatedDeviceTest, RadioStateComesInTheCallbackOnAnotherThread)
+{
+    TestDevice device = MakeDevice({"radio.0=off", "radio.1=on"});
+    for (const int32_t slot : {0, 1}) {
+        const auto answer = MakeSptr<RadioAnswer>();
+        EXPECT_EQ(device.Core()->GetRadioState(slot, answer), Telephony::TELEPHONY_OK);
+        EXPECT_EQ(answer->answer.get_future().get(), std::make_pair(slot == 1, int32_t{0}));
+        EXPECT_NE(answer->thread, std::this_thread::get_id());
+    }
+    Telephony::SimState sim{};
+    EXPECT_EQ(device.Core()->GetRadioState(2, MakeSptr<RadioAnswer>()), Telephony::TELEPHONY_NO_SUCH_SLOT);
+    EXPECT_EQ(device.Core()->GetRadioState(0, nullptr), Telephony::TELEPHONY_INVALID_ARGUMENT);
+    EXPECT_EQ(device.Core()->GetSimState(-1, sim), Telephony::TELEPHONY_NO_SUCH_SLOT);
+}
+
+TEST_F(SimulatedDeviceTest, AGeneratedHotspotIsNamedAfterItsDeviceAndItsKeyIsNowhereInAirOrLog)
+{
+    TestDevice device = MakeDevice({"hotspot.active_at_start=true"});
+    Wifi::HotspotConfig config;
+    ASSERT_EQ(device.Hotspot()->GetHotspotConfig(config), Wifi::WIFI_OK);
+    EXPECT_EQ(config.GetSsid(), "phone-7f3a");
+    EXPECT_EQ(config.GetPreSharedKey().size(), 16U);
+    EXPECT_TRUE(Eventually([&] { return device.Air().size() == 1; }));
+    std::ifstream record(device.Options().airDir / "hotspot-7f3a11.json");
+    const std::string text{std::istreambuf_iterator<char>(record), {}};
+    EXPECT_NE(text.find("phone-7f3a"), std::string::npos);
+    EXPECT_EQ(text.find(config.GetPreSharedKey()), std::string::npos);
+    EXPECT_FALSE(log_.Contains(config.GetPreSharedKey()));
+}
+
+TEST_F(SimulatedDeviceTest, TheAirKeepsDamagedAndLeftOverRecordsFromStations)
+{
+    TestDevice device = MakeDevice();
+    const std::filesystem::path air = device.Options().airDir;
+    const AirRecord good{"Garden", "02:00:5e:10:00:01", HotspotSecurity::OPEN, "", AIR_ADDRESS_RANGE};
+    AirRecord unproven = good;
+    unproven.security = HotspotSecurity::WPA2;
+    for (const std::string& damaged : {std::string("{"), std::string("[]"), std::string(R"({"version": 2})"),
+                                       std::string(R"({"version": 1, "ssid": 5})"), SerializeAirRecord(unproven)}) {
+        ASSERT_TRUE(WriteFileAtomically(air / "hotspot-bad.json", damaged, 0644));
+        EXPECT_TRUE(device.Air().empty()) << damaged;
+    }
+    ASSERT_TRUE(WriteFileAtomically(air / "hotspot-7f3a11.json", SerializeAirRecord(good), 0644));
+    EXPECT_EQ(device.Air(), std::vector<AirRecord>{good});
+    device.End();
+    device.Start();
+    EXPECT_TRUE(device.Air().empty()) << "a record of an earlier run of the same device";
+}
+
+TEST_F(SimulatedDeviceTest, StartAndJoinTakeTheTimeThatTheStateSays)
+{
+    TestDevice phone = MakeDevice({"hotspot.start_ms=40", "hotspot.security=open"});
+    TestDevice laptop(folder_.Path(), "laptop", "b04d22", {"wifi.join_ms=40"});
+    const auto begun = std::chrono::steady_clock::now();
+    EXPECT_EQ(phone.Hotspot()->EnableHotspot(Wifi::ServiceType::DEFAULT), Wifi::WIFI_OK);
+    EXPECT_EQ(laptop.Station()->ConnectToDevice({-1, "phone-7f3a", "", "", ""}), Wifi::WIFI_OK);
+    EXPECT_TRUE(Eventually([&] { return laptop.Station()->GetLinkInfo().state == Wifi::WifiLinkState::CONNECTED; }));
+    EXPECT_GE(std::chrono::steady_clock::now() - begun, std::chrono::milliseconds(80));
+}
+
+}  // namespace
+}  // namespace Vexo::Simulated

@@ -1,0 +1,102 @@
+// SimulatedWorld: devices with a registry and a state folder each, in one air. Built for the tests of the simulated
+// backend.
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "backends/simulated/simulated_device.h"
+#include "tests/support/fake_ability_manager.h"
+#include "tests/support/log_capture.h"
+#include "tests/support/temp_folder.h"
+
+namespace Vexo::Tests {
+
+// True as soon as the condition holds; false when it did not within the limit.
+inline bool Eventually(const std::function<bool()>& condition)
+{
+    const auto deadline = std::chrono::steady_clock::now() + WAIT_LIMIT;
+    while (!condition()) {
+        if (std::chrono::steady_clock::now() > deadline) {
+            return false;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    return true;
+}
+
+class TestDevice {
+public:
+    // assignments: what the state file says before the device starts, as for `sim set`.
+    TestDevice(const std::filesystem::path& world, const std::string& name, const std::string& networkId,
+               const std::vector<std::string>& assignments = {})
+    {
+        options_.stateDir = world / name;
+        options_.airDir = world / "air";
+        options_.deviceName = name;
+        options_.networkId = networkId;
+        options_.registry = registry_;
+        options_.searchLimit = std::chrono::milliseconds(300);
+        options_.noAnswerLimit = std::chrono::milliseconds(50);
+        std::filesystem::create_directories(options_.stateDir);
+        if (!assignments.empty()) {
+            Simulated::DeviceState state;
+            for (const std::string& text : assignments) {
+                const size_t equals = text.find('=');
+                EXPECT_TRUE(Simulated::SetByPath(state, text.substr(0, equals), text.substr(equals + 1)));
+            }
+            EXPECT_TRUE(Simulated::SaveDeviceState(options_.stateDir, state));
+        }
+        Start();
+    }
+
+    void Start()
+    {
+        auto started = Simulated::SimulatedDevice::Start(options_);
+        ASSERT_TRUE(started) << started.Message();
+        device_ = std::move(started.Value());
+    }
+    void End() { device_.reset(); }
+    void Stop() { device_->Stop(); }
+
+    void Set(const std::vector<std::string>& assignments)
+    {
+        const auto updated = Simulated::UpdateDeviceState(options_.stateDir, assignments);
+        ASSERT_TRUE(updated) << updated.Message();
+    }
+
+    template <typename Interface>
+    sptr<Interface> Find(int32_t systemAbilityId)
+    {
+        return registry_->GetSystemAbility(systemAbilityId).Cast<Interface>();
+    }
+    sptr<Wifi::WifiHotspot> Hotspot() { return Find<Wifi::WifiHotspot>(WIFI_HOTSPOT_SYS_ABILITY_ID); }
+    sptr<Wifi::WifiDevice> Station() { return Find<Wifi::WifiDevice>(WIFI_DEVICE_SYS_ABILITY_ID); }
+    sptr<Telephony::ICoreService> Core()
+    {
+        return Find<Telephony::ICoreService>(TELEPHONY_CORE_SERVICE_SYS_ABILITY_ID);
+    }
+    sptr<Telephony::ICellularData> Data()
+    {
+        return Find<Telephony::ICellularData>(TELEPHONY_CELLULAR_DATA_SYS_ABILITY_ID);
+    }
+    sptr<EventFwk::ICommonEventService> Events()
+    {
+        return Find<EventFwk::ICommonEventService>(COMMON_EVENT_SERVICE_ID);
+    }
+    const Simulated::SimulatedDeviceOptions& Options() const { return options_; }
+
+    // What another device sees of the air.
+    std::vector<Simulated::AirRecord> Air() const { return Simulated::Air(options_.airDir, "observer").Look(); }
+
+private:
+    const sptr<FakeAbilityManager> registry_ = MakeSptr<FakeAbilityManager>();
+    Simulated::SimulatedDeviceOptions options_;
+    std::unique_ptr<Simulated::SimulatedDevice> device_;
+};
+
+}  // namespace Vexo::Tests

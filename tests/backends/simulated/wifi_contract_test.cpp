@@ -1,0 +1,50 @@
+#include "tests/platform/wifi/wifi_contract.h"
+
+#include "tests/backends/simulated/simulated_world.h"
+
+namespace Vexo::Tests {
+namespace {
+
+template <typename T>
+std::shared_ptr<T> Shared(const sptr<T>& object)
+{
+    return {object.GetRefPtr(), [object](T*) {}};
+}
+
+class SimulatedWifiWorld : public WifiWorld {
+public:
+    std::shared_ptr<Wifi::WifiHotspot> Hotspot() override { return Shared(phone_.Hotspot()); }
+    std::shared_ptr<Wifi::WifiDevice> Station() override { return Shared(laptop_.Station()); }
+    void SetHotspot(const std::string& ssid, const std::string& key, Security security) override
+    {
+        const auto wanted = static_cast<Simulated::HotspotSecurity>(security);
+        phone_.Set({"hotspot.ssid=" + ssid, "hotspot.key=" + key,
+                    std::string("hotspot.security=") + Simulated::SecurityName(wanted)});
+        const std::string proof = security == Security::OPEN ? "" : Simulated::MakeKeyProof(ssid, key);
+        EXPECT_TRUE(Eventually([&] {
+            bool isActive = false;
+            phone_.Hotspot()->IsHotspotActive(isActive);
+            const auto air = phone_.Air();
+            Wifi::HotspotConfig config;
+            phone_.Hotspot()->GetHotspotConfig(config);
+            return isActive ? air.size() == 1 && air[0].security == wanted && air[0].keyProof == proof
+                            : config.GetSsid() == ssid;
+        }));
+    }
+    void Subscribe(const std::shared_ptr<EventFwk::CommonEventSubscriber>& subscriber) override
+    {
+        laptop_.Events()->SubscribeCommonEvent(subscriber);
+    }
+
+private:
+    TempFolder folder_;
+    TestDevice phone_{folder_.Path(), "phone", "7f3a11"};
+    TestDevice laptop_{folder_.Path(), "laptop", "b04d22"};
+};
+
+INSTANTIATE_TEST_SUITE_P(Simulated, WifiContract, testing::Values([]() -> std::unique_ptr<WifiWorld> {
+                             return std::make_unique<SimulatedWifiWorld>();
+                         }));
+
+}  // namespace
+}  // namespace Vexo::Tests

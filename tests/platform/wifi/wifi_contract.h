@@ -1,0 +1,221 @@
+// The contract suite of WifiHotspot and WifiDevice: what every backend's radios promise together. A backend's test
+// derives from WifiWorld, includes this header and instantiates WifiContract with a function that makes its world.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "platform/wifi/wifi_device.h"
+#include "platform/wifi/wifi_hotspot.h"
+#include "tests/platform/events/recording_subscriber.h"
+
+namespace Vexo::Tests {
+
+enum class Security { OPEN, WPA2, WPA3 };
+
+// One device that is a hotspot and one that joins, in reach of each other.
+class WifiWorld {
+public:
+    virtual ~WifiWorld() = default;
+    virtual std::shared_ptr<Wifi::WifiHotspot> Hotspot() = 0;
+    virtual std::shared_ptr<Wifi::WifiDevice> Station() = 0;
+    // Returns when the hotspot answers so and, if it is on, is seen so.
+    virtual void SetHotspot(const std::string& ssid, const std::string& key, Security security) = 0;
+    // The station's connectivity events go to the subscriber.
+    virtual void Subscribe(const std::shared_ptr<EventFwk::CommonEventSubscriber>& subscriber) = 0;
+};
+
+class WifiContract : public testing::TestWithParam<std::function<std::unique_ptr<WifiWorld>()>> {
+protected:
+    static constexpr const char* SSID = "Garden";
+    static constexpr const char* KEY = "not-a-real-key";
+
+    void SetUp() override
+    {
+        world_->Subscribe(events_);
+        world_->SetHotspot(SSID, KEY, Security::WPA2);
+    }
+
+    void EnableHotspot() { ASSERT_EQ(world_->Hotspot()->EnableHotspot(Wifi::ServiceType::DEFAULT), Wifi::WIFI_OK); }
+
+    static Wifi::WifiDeviceConfig Config(const std::string& ssid, const std::string& key, const std::string& keyMgmt)
+    {
+        return {-1, ssid, "", key, keyMgmt};
+    }
+
+    // Connects and waits for how it ends.
+    Wifi::WifiLinkInfo Join(const Wifi::WifiDeviceConfig& config)
+    {
+        EXPECT_EQ(world_->Station()->ConnectToDevice(config), Wifi::WIFI_OK);
+        return WaitWhile(Wifi::WifiLinkState::CONNECTING);
+    }
+    Wifi::WifiLinkInfo WaitWhile(Wifi::WifiLinkState state)
+    {
+        const auto deadline = std::chrono::steady_clock::now() + WAIT_LIMIT;
+        Wifi::WifiLinkInfo info = world_->Station()->GetLinkInfo();
+        while (info.state == state && std::chrono::steady_clock::now() < deadline) {
+            info = world_->Station()->WaitForChange(info, WAIT_LIMIT);
+        }
+        return info;
+    }
+    static std::string ConnectivityEvent(EventFwk::NetConnState state)
+    {
+        return EventFwk::CommonEventSupport::COMMON_EVENT_CONNECTIVITY_CHANGE + " 1 " +
+               std::to_string(static_cast<int32_t>(state));
+    }
+
+    const std::unique_ptr<WifiWorld> world_ = GetParam()();
+    const std::shared_ptr<RecordingSubscriber> events_ =
+        RecordingSubscriber::To({EventFwk::CommonEventSupport::COMMON_EVENT_CONNECTIVITY_CHANGE});
+};
+
+TEST_P(WifiContract, WhatTheHotspotSaysRightAfterItIsEnabledLetsTheStationJoin)
+{
+    struct Case {
+        Security security;
+        Wifi::KeyMgmt keyMgmt;
+        const char* asked;
+    };
+    uint32_t attempt = 0;
+    for (const Case& c :
+         {Case{Security::OPEN, Wifi::KeyMgmt::NONE, "NONE"}, Case{Security::WPA2, Wifi::KeyMgmt::WPA2_PSK, "WPA-PSK"},
+          Case{Security::WPA2, Wifi::KeyMgmt::WPA2_PSK, ""}, Case{Security::WPA3, Wifi::KeyMgmt::SAE, ""}}) {
+        world_->SetHotspot(SSID, KEY, c.security);
+        EnableHotspot();
+        EnableHotspot();
+        bool isActive = false;
+        EXPECT_EQ(world_->Hotspot()->IsHotspotActive(isActive), Wifi::WIFI_OK);
+        EXPECT_TRUE(isActive);
+        Wifi::HotspotConfig hotspot;
+        ASSERT_EQ(world_->Hotspot()->GetHotspotConfig(hotspot), Wifi::WIFI_OK);
+        EXPECT_EQ(hotspot.GetSsid(), SSID);
+        EXPECT_EQ(hotspot.GetSecurityType(), c.keyMgmt);
+        EXPECT_EQ(hotspot.GetPreSharedKey(), c.security == Security::OPEN ? "" : KEY);
+
+        const Wifi::WifiLinkInfo info = Join(Config(hotspot.GetSsid(), hotspot.GetPreSharedKey(), c.asked));
+        EXPECT_EQ(info.state, Wifi::WifiLinkState::CONNECTED) << info.reason;
+        EXPECT_EQ(info.attempt, ++attempt);
+        EXPECT_FALSE(info.address.empty());
+        EXPECT_TRUE(
+            events_->WaitForCopies(ConnectivityEvent(EventFwk::NetConnState::CONNECTED), static_cast<int>(attempt)));
+    }
+}
+
+TEST_P(WifiContract, AnAttemptThatCannotSucceedFailsWithItsReason)
+{
+    struct Case {
+        const char* ssid;
+        const char* key;
+        const char* keyMgmt;
+        Security security;
+        const char* reason;
+    };
+    EnableHotspot();
+    size_t failures = 0;
+    for (const Case& c : {Case{SSID, "another-key", "WPA-PSK", Security::WPA2, "wrong key"},
+                          Case{SSID, "", "", Security::WPA2, "needs a key"},
+                          Case{SSID, KEY, "WPA-PSK", Security::WPA3, "security differs"},
+                          Case{SSID, "", "NONE", Security::WPA2, "security differs"},
+                          Case{SSID, KEY, "WPA-EAP", Security::WPA2, "security differs"},
+                          Case{"Cellar", KEY, "WPA-PSK", Security::WPA2, "no hotspot called \"Cellar\" is visible"}}) {
+        world_->SetHotspot(SSID, KEY, c.security);
+        const Wifi::WifiLinkInfo info = Join(Config(c.ssid, c.key, c.keyMgmt));
+        EXPECT_EQ(info.state, Wifi::WifiLinkState::FAILED);
+        EXPECT_NE(info.reason.find(c.reason), std::string::npos) << info.reason;
+        EXPECT_EQ(info.address, "");
+        EXPECT_EQ(events_->WaitFor(++failures).back(), ConnectivityEvent(EventFwk::NetConnState::FAILED));
+    }
+}
+
+TEST_P(WifiContract, AnAttemptWaitsForAHotspotThatAppearsLater)
+{
+    ASSERT_EQ(world_->Station()->ConnectToDevice(Config(SSID, KEY, "WPA-PSK")), Wifi::WIFI_OK);
+    EXPECT_EQ(world_->Station()->GetLinkInfo().state, Wifi::WifiLinkState::CONNECTING);
+    EnableHotspot();
+    EXPECT_EQ(WaitWhile(Wifi::WifiLinkState::CONNECTING).state, Wifi::WifiLinkState::CONNECTED);
+}
+
+TEST_P(WifiContract, AHotspotThatEndsOrChangesItsKeyDisconnectsItsStation)
+{
+    EnableHotspot();
+    for (const bool ends : {false, true}) {
+        ASSERT_EQ(Join(Config(SSID, KEY, "")).state, Wifi::WifiLinkState::CONNECTED);
+        if (ends) {
+            EXPECT_EQ(world_->Hotspot()->DisableHotspot(Wifi::ServiceType::DEFAULT), Wifi::WIFI_OK);
+        } else {
+            world_->SetHotspot(SSID, "another-key", Security::WPA2);
+        }
+        const Wifi::WifiLinkInfo info = WaitWhile(Wifi::WifiLinkState::CONNECTED);
+        EXPECT_EQ(info.state, Wifi::WifiLinkState::DISCONNECTED);
+        EXPECT_EQ(info.reason, ends ? "the hotspot is gone" : "wrong key");
+        EXPECT_EQ(info.address, "");
+        EXPECT_EQ(events_->WaitFor(ends ? 4 : 2).back(), ConnectivityEvent(EventFwk::NetConnState::DISCONNECTED));
+        world_->SetHotspot(SSID, KEY, Security::WPA2);
+    }
+}
+
+TEST_P(WifiContract, ANewerAttemptReplacesAnOlderOneSilently)
+{
+    EnableHotspot();
+    ASSERT_EQ(world_->Station()->ConnectToDevice(Config("Cellar", KEY, "")), Wifi::WIFI_OK);
+    const Wifi::WifiLinkInfo info = Join(Config(SSID, KEY, ""));
+    EXPECT_EQ(info.state, Wifi::WifiLinkState::CONNECTED);
+    EXPECT_EQ(info.attempt, 2U);
+    EXPECT_EQ(info.ssid, SSID);
+    EXPECT_EQ(Join(Config(SSID, "another-key", "")).attempt, 3U);
+    EXPECT_EQ(events_->WaitFor(2), (std::vector<std::string>{ConnectivityEvent(EventFwk::NetConnState::CONNECTED),
+                                                             ConnectivityEvent(EventFwk::NetConnState::FAILED)}));
+}
+
+TEST_P(WifiContract, ConfigurationsAreStoredOnceAndTellTheirHotspotsAddressAfterAJoin)
+{
+    EnableHotspot();
+    const auto station = world_->Station();
+    int first = -1;
+    int again = -1;
+    int second = -1;
+    EXPECT_EQ(station->AddDeviceConfig(Config(SSID, "another-key", ""), first, false), Wifi::WIFI_OK);
+    EXPECT_EQ(station->AddDeviceConfig(Config("Cellar", "", "NONE"), second, true), Wifi::WIFI_OK);
+    EXPECT_EQ(station->AddDeviceConfig(Config(SSID, KEY, ""), again, false), Wifi::WIFI_OK);
+    EXPECT_EQ(again, first);
+    EXPECT_NE(second, first);
+    Wifi::WifiDeviceConfig byId;
+    byId.networkId = first;
+    EXPECT_EQ(Join(byId).state, Wifi::WifiLinkState::CONNECTED);
+
+    std::vector<Wifi::WifiDeviceConfig> configs;
+    EXPECT_EQ(station->GetDeviceConfigs(configs, true), Wifi::WIFI_OK);
+    ASSERT_EQ(configs.size(), 1U);
+    EXPECT_EQ(configs[0].ssid, "Cellar");
+    EXPECT_EQ(station->GetDeviceConfigs(configs, false), Wifi::WIFI_OK);
+    ASSERT_EQ(configs.size(), 2U);
+    EXPECT_EQ(configs[0].preSharedKey, KEY);
+    EXPECT_EQ(configs[0].bssid.size(), std::string("02:00:5e:10:00:01").size());
+}
+
+TEST_P(WifiContract, AConfigurationThatNoNetworkCanHaveIsRefused)
+{
+    struct Case {
+        Wifi::WifiDeviceConfig config;
+        int32_t result;
+    };
+    for (const Case& c : {Case{Config("", KEY, ""), Wifi::WIFI_INVALID_CONFIG},
+                          Case{Config(std::string(33, 's'), KEY, ""), Wifi::WIFI_INVALID_CONFIG},
+                          Case{Config(SSID, "7 bytes", ""), Wifi::WIFI_INVALID_CONFIG},
+                          Case{Config(SSID, std::string(64, 'k'), "WPA-PSK"), Wifi::WIFI_INVALID_CONFIG},
+                          Case{Config(SSID, "", "WPA-PSK"), Wifi::WIFI_INVALID_CONFIG},
+                          Case{Config(SSID, KEY, "NONE"), Wifi::WIFI_INVALID_CONFIG},
+                          Case{Config(SSID, KEY, "CARRIER-PIGEON"), Wifi::WIFI_NOT_SUPPORTED}}) {
+        int id = -1;
+        EXPECT_EQ(world_->Station()->AddDeviceConfig(c.config, id, false), c.result) << c.config.ssid;
+        EXPECT_EQ(world_->Station()->ConnectToDevice(c.config), c.result) << c.config.ssid;
+        EXPECT_EQ(id, -1);
+    }
+    EXPECT_EQ(world_->Station()->GetLinkInfo().attempt, 0U);
+    EXPECT_EQ(world_->Station()->GetLinkInfo().state, Wifi::WifiLinkState::IDLE);
+}
+
+}  // namespace Vexo::Tests
