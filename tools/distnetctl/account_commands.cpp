@@ -56,8 +56,10 @@ int RunAccountShow(const GlobalOptions& options, Output& output)
 {
     auto loaded = Trust::LoadIdentity(IdentityFolder(options));
     if (!loaded) {
-        return output.Finish(
-            NotDone(loaded.Message(), "`distnetctl account create NAME` or `account request FILE` makes it."));
+        const bool exists = std::filesystem::exists(IdentityFolder(options));
+        return output.Finish(NotDone(loaded.Message(), exists ? ""
+                                                              : "`distnetctl account create NAME` or `account request "
+                                                                "FILE` makes it."));
     }
     const Trust::Identity& identity = loaded.Value();
     Json details = NewObject();

@@ -8,6 +8,7 @@
 #include <cstdlib>
 #include <string_view>
 
+#include "platform/base/text.h"
 #include "platform/base/version.h"
 #include "tools/distnetctl/commands.h"
 
@@ -160,12 +161,32 @@ bool AsksForJson(int argc, const char* const* argv)
     return std::any_of(argv, argv + argc, [](const char* word) { return std::string_view(word) == "--json"; });
 }
 
+// A word where a command should stand, which is none; empty when there is no such word.
+std::string UnknownCommand(const CLI::App& app)
+{
+    const CLI::App* at = &app;
+    while (!at->get_subcommands().empty()) {
+        at = at->get_subcommands().front();
+    }
+    const std::vector<std::string> rest = at->remaining();
+    return at->get_subcommands({}).empty() || rest.empty() ? "" : rest.front();
+}
+
 int ReportParseError(const CLI::App& app, const CLI::ParseError& error, Output& output)
 {
     if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
         return app.exit(error);  // --help, --version
     }
-    return output.Finish(UsageError(error.what(), "`distnetctl --help` lists the commands."));
+    std::string message = error.what();
+    if (const std::string word = UnknownCommand(app); !word.empty()) {
+        std::vector<std::string> names;
+        for (const CLI::App* command : app.get_subcommands({})) {
+            names.push_back(command->get_name());
+        }
+        const std::string close = ClosestOf(word, names);
+        message = "there is no command \"" + word + "\"" + (close.empty() ? "" : "; did you mean \"" + close + "\"?");
+    }
+    return output.Finish(UsageError(message, "`distnetctl --help` lists the commands."));
 }
 
 }  // namespace

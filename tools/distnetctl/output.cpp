@@ -18,6 +18,11 @@ size_t CountCodePoints(const std::string& text)
     return count;
 }
 
+bool EndsSentence(const std::string& text)
+{
+    return text.ends_with('.') || text.ends_with('?');
+}
+
 // The bytes of the first count code points.
 size_t PrefixBytes(const std::string& text, size_t count)
 {
@@ -131,10 +136,9 @@ int Output::Finish(Outcome outcome)
         return EXIT_DONE;
     }
     std::fflush(stdout);
-    std::fprintf(stderr, "distnetctl: %s%s\n", outcome.message.c_str(),
-                 !outcome.message.empty() && outcome.message.back() == '.' ? "" : ".");
+    std::fprintf(stderr, "distnetctl: %s%s\n", outcome.message.c_str(), EndsSentence(outcome.message) ? "" : ".");
     if (!outcome.advice.empty()) {
-        std::fprintf(stderr, "  %s%s\n", outcome.advice.c_str(), outcome.advice.back() == '.' ? "" : ".");
+        std::fprintf(stderr, "  %s%s\n", outcome.advice.c_str(), EndsSentence(outcome.advice) ? "" : ".");
     }
     return outcome.exitCode;
 }

@@ -1,0 +1,115 @@
+// The life of the service and of the daemon, through real processes: who keeps the service running, how it comes back, and
+// what refused callers, second daemons and signals meet.
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <csignal>
+#include <fstream>
+
+#include "tests/end_to_end/world.h"
+
+namespace Vexo::EndToEnd {
+namespace {
+
+class LifeTest : public testing::Test {
+protected:
+    void SetUp() override { device_.Start(); }
+    bool ServiceBecomes(const std::string& state)
+    {
+        return Eventually([&] { return device_.Status("service") == state; });
+    }
+
+    World world_;
+    Device& device_{world_.Add("laptop")};
+};
+
+TEST_F(LifeTest, TheLastHolderUnloadsTheServiceAndTheNextRequestStartsItAgain)
+{
+    EXPECT_EQ(device_.Status("service"), "stopped");
+    // Two programs: the service counts processes.
+    Process holder({DISTNET_BIN_DIR "/distnetctl", "--socket", device_.Socket(), "service", "hold"},
+                   world_.Path() / "hold.log");
+    ASSERT_TRUE(Eventually([&] { return holder.Output().find("held") != std::string::npos; })) << holder.Output();
+    const auto client = device_.Connect();
+    uint32_t state = 0;
+    ASSERT_TRUE(client->StartService(state).Succeeded());
+    ASSERT_TRUE(client->ReleaseService(state).Succeeded());
+    EXPECT_EQ(device_.Status("service"), "running") << "still held by the other program";
+    holder.Signal(SIGINT);
+    EXPECT_EQ(holder.Wait(), 0);
+    EXPECT_TRUE(ServiceBecomes("stopped")) << device_.Log();
+
+    for (int round = 0; round < 20; ++round) {  // requests that meet the service while it stops
+        ASSERT_TRUE(client->StartService(state).Succeeded()) << round;
+        ASSERT_TRUE(client->ReleaseService(state).Succeeded()) << round;
+    }
+    EXPECT_TRUE(ServiceBecomes("stopped"));
+}
+
+TEST_F(LifeTest, AnInterruptedCommandReleasesTheService)
+{
+    Device& phone = world_.Add("phone");
+    phone.Start();
+    ASSERT_TRUE(Eventually([&] { return World::Found(device_, phone); }));
+    phone.Set({"faults.hotspot.enable.no_answer=true"});
+    Process start({DISTNET_BIN_DIR "/distnetctl", "--socket", device_.Socket(), "start", "phone"},
+                  world_.Path() / "start.log");
+    ASSERT_TRUE(ServiceBecomes("running"));
+    start.Signal(SIGINT);
+    EXPECT_EQ(start.Wait(), 130);
+    EXPECT_TRUE(ServiceBecomes("stopped")) << device_.Log();
+}
+
+TEST_F(LifeTest, ASecondDaemonOfTheSameStateFolderIsRefused)
+{
+    Process second({DISTNET_BIN_DIR "/distnetd", "--config", world_.Path() / "laptop.json"}, world_.Path() / "second.log");
+    EXPECT_EQ(second.Wait(), 1);
+    EXPECT_NE(second.Output().find(std::to_string(device_.Daemon().Pid())), std::string::npos) << second.Output();
+    EXPECT_NE(device_.Connect(), nullptr);
+}
+
+TEST_F(LifeTest, TerminationEndsItWithSuccessEvenWhileATaskBlocks)
+{
+    device_.Set({"faults.telephony.radio_callback.no_answer=true"});
+    const auto client = device_.Connect();
+    std::string json;
+    client->SetLimit(std::chrono::milliseconds(300));
+    ASSERT_TRUE(Eventually([&] {
+        return client->GetRemoteDeviceInfo({"supportSmartHotSpot"}, json).status == Client::CallStatus::TIMED_OUT;
+    }));
+    const auto told = std::chrono::steady_clock::now();
+    EXPECT_EQ(device_.Stop(), 0);
+    EXPECT_LT(std::chrono::steady_clock::now() - told, std::chrono::seconds(5));
+    EXPECT_FALSE(std::filesystem::exists(world_.Path() / "laptop" / "ipc.sock"));
+}
+
+TEST(PolicyTest, ACallerWithoutTheRightIsRefusedWithExitCodeFour)
+{
+    World world;
+    Device& device = world.Add("laptop");
+    // Nobody but a user that does not exist may ask.
+    std::ofstream(world.Path() / "policy.json")
+        << R"({"entries": [{"user": "4294967294", "token_type": "native", "system_app": true}]})";
+    device.Start();
+    for (const std::vector<std::string>& command :
+         {std::vector<std::string>{"status"}, {"devices"}, {"info"}, {"start", std::string(64, 'a')}}) {
+        const Finished finished = device.Ctl(command);
+        EXPECT_EQ(finished.exitCode, 4) << command.front() << finished.output;
+        EXPECT_NE(finished.output.find("refuses this user"), std::string::npos) << finished.output;
+    }
+}
+
+TEST(UnreachableTest, AnAbsentDaemonIsExitCodeThreeAndOneJsonObject)
+{
+    const Finished plain = Ctl({"--socket", "/nonexistent/ipc.sock", "devices"});
+    EXPECT_EQ(plain.exitCode, 3);
+    EXPECT_NE(plain.output.find("/nonexistent/ipc.sock"), std::string::npos) << plain.output;
+    const Finished json = Ctl({"--json", "--socket", "/nonexistent/ipc.sock", "start", "phone"});
+    EXPECT_EQ(json.exitCode, 3);
+    EXPECT_EQ(json.output.rfind("{\"code\":", 0), 0u) << json.output;
+    EXPECT_EQ(std::count(json.output.begin(), json.output.end(), '\n'), 1) << json.output;
+}
+
+}  // namespace
+}  // namespace Vexo::EndToEnd
