@@ -27,11 +27,15 @@ std::string AbilityLine(int32_t systemAbilityId, const std::string& what)
     return "ability " + std::to_string(systemAbilityId) + " " + AbilityName(systemAbilityId) + ": " + what;
 }
 
-// Makes the daemon small again once the service has stopped.
-class ServiceWatch : public SystemAbilityStatusChangeStub {
+// Hears of the service's start and stop and of the peers' requests.
+class ActivityWatch : public SystemAbilityStatusChangeStub {
 public:
-    void OnAddSystemAbility(int32_t, const std::string&) override {}
-    void OnRemoveSystemAbility(int32_t, const std::string&) override { ReleaseUnusedMemory(); }
+    explicit ActivityWatch(std::shared_ptr<IdleMemory> memory) : memory_(std::move(memory)) {}
+    void OnAddSystemAbility(int32_t, const std::string&) override { memory_->Note(); }
+    void OnRemoveSystemAbility(int32_t, const std::string&) override { memory_->Note(); }
+
+private:
+    const std::shared_ptr<IdleMemory> memory_;
 };
 
 // "127.0.0.1:0", "[::1]:0".
@@ -70,6 +74,7 @@ Result<std::unique_ptr<Daemon>> Daemon::Start(const Configuration& configuration
         daemon->PublishHost();
         done = daemon->Listen(say);
     }
+    daemon->memory_->Note();
     if (!done) {
         daemon->Drain();
         return done.TakeError();
@@ -133,7 +138,9 @@ void Daemon::InstallAbilities()
     SetConfigPolicyRoots(configuration_.policyRoots);
     abilities_ = MakeSptr<SystemAbilityManager>();
     abilities_->AddOnDemandAbility(COMM_DISTRIBUTED_NET_ABILITY_ID, [this] { return library_.Open(); });
-    abilities_->SubscribeSystemAbility(COMM_DISTRIBUTED_NET_ABILITY_ID, MakeSptr<ServiceWatch>());
+    for (const int32_t id : {COMM_DISTRIBUTED_NET_ABILITY_ID, COLL_FWK_SA_ID}) {
+        abilities_->SubscribeSystemAbility(id, MakeSptr<ActivityWatch>(memory_));
+    }
     SystemAbilityManagerClient::GetInstance().SetSystemAbilityManager(abilities_);
 }
 
@@ -165,6 +172,7 @@ Result<void> Daemon::StartLink(const Say& say)
     options.listenAddress = ListenAddress(configuration_);
     options.peerAddresses = configuration_.softbusPeers;
     options.announceFolder = configuration_.announceDir;
+    options.onlineChanged = [memory = memory_] { memory->Note(); };
     auto softBus = SoftBus::SoftBusServer::Start(identity_, std::move(options));
     if (!softBus) {
         return softBus.TakeError();

@@ -11,6 +11,7 @@
 
 #include "backends/simulated/simulated_device.h"
 #include "host/configuration.h"
+#include "host/memory.h"
 #include "host/service_library.h"
 #include "host/state_folder.h"
 #include "platform/ability/system_ability_manager.h"
@@ -54,6 +55,7 @@ private:
     int32_t Run(const Ipc::IpcHeader& request, MessageParcel& data, MessageParcel& reply);
 
     const Configuration configuration_;
+    const std::shared_ptr<IdleMemory> memory_ = IdleMemory::Make();
     ServiceLibrary library_;
     std::unique_ptr<StateFolder> folder_;
     Trust::Identity identity_;

@@ -111,7 +111,6 @@ int Serve(const Configuration& configuration)
         std::cerr << "distnetd: " << started.Message() << std::endl;
         _exit(EXIT_NOT_STARTED);
     }
-    Vexo::Host::ReleaseUnusedMemory();
     signals.Wait();
     End(signals, *started.Value());
 }

@@ -6,8 +6,9 @@
 #include <cinttypes>
 #include <cstdint>
 #include <cstdio>
-#include <cstring>
 #include <memory>
+
+#include "platform/tasks/timers.h"
 
 namespace Vexo::Host {
 namespace {
@@ -74,6 +75,36 @@ void ReleaseUnusedMemory()
         }
     }
     LetGo(current);
+}
+
+std::shared_ptr<IdleMemory> IdleMemory::Make(std::chrono::milliseconds quiet)
+{
+    return std::shared_ptr<IdleMemory>(new IdleMemory(quiet));
+}
+
+void IdleMemory::Note()
+{
+    last_ = std::chrono::steady_clock::now();
+    if (!armed_.exchange(true)) {
+        Arm(quiet_);
+    }
+}
+
+void IdleMemory::Arm(std::chrono::milliseconds delay)
+{
+    Tasks::RunAfter(delay, [self = shared_from_this()] { self->ReleaseIfQuiet(); });
+}
+
+void IdleMemory::ReleaseIfQuiet()
+{
+    // Disarmed before the look at the time: what happens from here on arms anew.
+    armed_ = false;
+    const auto passed = std::chrono::steady_clock::now() - last_.load();
+    if (passed >= quiet_) {
+        ReleaseUnusedMemory();
+    } else if (!armed_.exchange(true)) {
+        Arm(std::chrono::ceil<std::chrono::milliseconds>(quiet_ - passed));
+    }
 }
 
 }  // namespace Vexo::Host

@@ -1,6 +1,12 @@
 // Gives back memory that an idle daemon holds for nothing. Any thread.
 #pragma once
 
+#include <atomic>
+#include <chrono>
+#include <memory>
+
+#include "platform/base/nocopyable.h"
+
 namespace Vexo::Host {
 
 // Before any other thread exists: threads share one heap. They are mostly asleep, and a heap of its own for each would
@@ -11,5 +17,23 @@ void ShareOneHeap();
 // start-up reads much code that an idle daemon does not, and what is needed again comes back from the page cache. Takes
 // about a millisecond.
 void ReleaseUnusedMemory();
+
+// Releases unused memory once, each time the daemon has been quiet for a while after something happened. Costs an idle
+// daemon nothing: a timer runs only between the two.
+class IdleMemory : public NoCopyable, public std::enable_shared_from_this<IdleMemory> {
+public:
+    static std::shared_ptr<IdleMemory> Make(std::chrono::milliseconds quiet = std::chrono::seconds(3));
+    // Something happened. Does not block.
+    void Note();
+
+private:
+    explicit IdleMemory(std::chrono::milliseconds quiet) : quiet_(quiet) {}
+    void Arm(std::chrono::milliseconds delay);
+    void ReleaseIfQuiet();
+
+    const std::chrono::milliseconds quiet_;
+    std::atomic<std::chrono::steady_clock::time_point> last_{};
+    std::atomic<bool> armed_{false};
+};
 
 }  // namespace Vexo::Host

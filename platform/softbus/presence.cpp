@@ -245,6 +245,7 @@ bool Presence::Known(const LinkPtr& link, const std::string& payload)
     ++linkCount_;
     if (context_.nodes.LinkUp(networkId, hello.Value())) {
         QuviewDFX::LogInfo(LOG_SOFTBUS, "device %{public}s is online", ShortId(networkId));
+        context_.NoteOnlineChanged();
     }
     if (link->candidate_) {
         link->candidate_->pause = {};
@@ -318,6 +319,7 @@ void Presence::GoOffline(const std::string& networkId)
 {
     if (context_.nodes.MarkOffline(networkId)) {
         QuviewDFX::LogInfo(LOG_SOFTBUS, "device %{public}s went offline", ShortId(networkId));
+        context_.NoteOnlineChanged();
     }
 }
 

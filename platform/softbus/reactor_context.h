@@ -3,6 +3,7 @@
 #pragma once
 
 #include <asio/io_context.hpp>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -22,7 +23,15 @@ struct ReactorContext : public NoCopyable {
     std::string ownNetworkId;
     Hello ownHello;
     size_t maxQueuedBytes = 0;
+    std::function<void()> onlineChanged;
     NodeTable nodes;
+
+    void NoteOnlineChanged() const
+    {
+        if (onlineChanged) {
+            onlineChanged();
+        }
+    }
 
     // Null for a name that no transport has.
     Transport* FindTransport(const std::string& name) const

@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -24,7 +25,8 @@ struct SoftBusOptions {
     std::vector<std::string> peerAddresses;     // tried again and again, ever more rarely, while nobody answers
     std::filesystem::path announceFolder;       // shared with other devices; empty: no announcements
     size_t maxSessions = 1024;
-    size_t maxQueuedBytes = 8 * 1024 * 1024;       // per session, not yet taken by the kernel
+    size_t maxQueuedBytes = 8 * 1024 * 1024;  // per session, not yet taken by the kernel
+    std::function<void()> onlineChanged;      // a device came online or left; on the reactor thread, must not block
     std::vector<TransportFactory> moreTransports;  // beside TCP, in order of preference
 };
 

@@ -5,6 +5,7 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <fstream>
 #include <numeric>
 #include <string>
@@ -73,6 +74,25 @@ TEST(ReleaseUnusedMemory, KeepsReadOnlyPagesThatDifferFromTheirFile)
     mprotect(file.bytes, SIZE, PROT_READ);
     ReleaseUnusedMemory();
     EXPECT_EQ(file.Sum(), 7L * static_cast<long>(SIZE) + 1);
+}
+
+TEST(IdleMemory, ReleasesOnceTheDaemonHasBeenQuiet)
+{
+    using namespace std::chrono;
+    const Mapped file;
+    ASSERT_NE(file.bytes, MAP_FAILED);
+    mprotect(file.bytes, SIZE, PROT_READ);
+    ASSERT_EQ(file.Sum(), 7L * static_cast<long>(SIZE));
+    const auto quiet = milliseconds(50);
+    const auto memory = IdleMemory::Make(quiet);
+    const auto noted = steady_clock::now();
+    memory->Note();
+    memory->Note();
+    while (ResidentPages(file.bytes) != 0 && steady_clock::now() < noted + seconds(5)) {
+        usleep(1000);
+    }
+    EXPECT_EQ(ResidentPages(file.bytes), 0U);
+    EXPECT_GE(steady_clock::now() - noted, quiet);
 }
 
 }  // namespace
