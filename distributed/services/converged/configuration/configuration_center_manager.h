@@ -10,6 +10,10 @@
 #include "distributed/services/converged/configuration/configuration_center_interface.h"
 #include "distributed/services/converged/configuration/configuration_parser.h"
 
+namespace Vexo::Tests {
+class ConfigurationCenterAccess;
+}
+
 namespace Vexo::NetManagerStandard {
 
 class ConfigurationCenterManager : public ConfigurationCenterInterface {
@@ -23,6 +27,8 @@ public:
     int32_t InitConfigurationCenter() override;
 
 private:
+    friend class Tests::ConfigurationCenterAccess;  // hands over a filled parser, which no file can give
+
     std::shared_ptr<ConfigurationParser> Parser();
 
     std::mutex parserMutex_;                       // never held over a call

@@ -1,0 +1,177 @@
+// Typed reads of JSON members, and files on their way to JSON.
+#include "distributed/services/converged/configuration/distributed_json_util.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <fstream>
+#include <limits>
+#include <memory>
+
+#include "platform/config_policy/config_policy.h"
+#include "tests/support/log_capture.h"
+#include "tests/support/temp_folder.h"
+
+namespace Vexo::Tests {
+namespace {
+
+using Json = NetManagerStandard::DistributedJsonUtil;
+using Document = std::unique_ptr<cJSON, decltype(&cJSON_Delete)>;
+
+Document Parse(const std::string& text)
+{
+    return {cJSON_Parse(text.c_str()), &cJSON_Delete};
+}
+
+void Write(const std::filesystem::path& file, const std::string& text)
+{
+    std::ofstream(file) << text;
+}
+
+// One read of each type; the outputs say whether they were written.
+struct Reads {
+    std::string text = "untouched";
+    int32_t int32 = -77;
+    uint32_t uint32 = 77;
+    int64_t int64 = -77;
+    uint64_t uint64 = 77;
+    double number = 7.7;
+    bool flag = true;
+    cJSON* object = nullptr;
+    cJSON* array = nullptr;
+    std::string successes;  // one letter each: s i u I U d b o a
+
+    Reads(const cJSON* json, const std::string& key)
+    {
+        successes += Json::GetStringFromJsonObj(json, key, text) ? "s" : "";
+        successes += Json::GetIntFromJsonObj(json, key, &int32) ? "i" : "";
+        successes += Json::GetUIntFromJsonObj(json, key, &uint32) ? "u" : "";
+        successes += Json::GetInt64FromJsonObj(json, key, &int64) ? "I" : "";
+        successes += Json::GetUInt64FromJsonObj(json, key, &uint64) ? "U" : "";
+        successes += Json::GetDoubleFromJsonObj(json, key, &number) ? "d" : "";
+        successes += Json::GetBoolFromJsonObj(json, key, &flag) ? "b" : "";
+        successes += Json::GetObjFromJsonObj(json, key, &object) ? "o" : "";
+        successes += Json::GetArrayFromJsonObj(json, key, &array) ? "a" : "";
+    }
+};
+
+TEST(DistributedJsonUtilTest, AMemberIsReadAsItsOwnTypeOnlyAndOutputsAreWrittenOnlyOnSuccess)
+{
+    const Document json = Parse(R"({"text": "7", "number": 7, "no": false, "yes": true, "null": null,
+                                    "object": {"a": 1}, "array": [1, 2]})");
+    cJSON_AddItemToObjectCS(json.get(), "constantKey", cJSON_CreateNumber(7));
+    const std::pair<const char*, const char*> cases[] = {
+        {"text", "s"},  {"number", "iuIUd"}, {"no", "b"},         {"yes", "b"}, {"null", ""}, {"object", "o"},
+        {"array", "a"}, {"missing", ""},     {"constantKey", ""}, {"TEXT", ""}, {"", ""},
+    };
+    for (const auto& [key, successes] : cases) {
+        const Reads reads(json.get(), key);
+        EXPECT_EQ(reads.successes, successes) << key;
+        EXPECT_EQ(reads.text, reads.successes == "s" ? "7" : "untouched") << key;
+        EXPECT_EQ(reads.int32, reads.successes == "iuIUd" ? 7 : -77) << key;
+        EXPECT_EQ(reads.flag, std::string(key) != "no") << key;
+    }
+    EXPECT_EQ(Reads(nullptr, "text").successes, "");
+    EXPECT_EQ(Reads(json.get(), "object").object, cJSON_GetObjectItem(json.get(), "object"));
+    EXPECT_EQ(cJSON_GetArraySize(Reads(json.get(), "array").array), 2);
+}
+
+TEST(DistributedJsonUtilTest, NumbersAreCutTowardZeroAndSaturate)
+{
+    using I32 = std::numeric_limits<int32_t>;
+    using U32 = std::numeric_limits<uint32_t>;
+    using I64 = std::numeric_limits<int64_t>;
+    using U64 = std::numeric_limits<uint64_t>;
+    const struct {
+        double number;
+        int32_t int32;
+        uint32_t uint32;
+        int64_t int64;
+        uint64_t uint64;
+    } cases[] = {
+        {7.9, 7, 7, 7, 7},
+        {-7.9, -7, U32::max() - 6, -7, 0},
+        {-0.5, 0, 0, 0, 0},
+        {2147483647.5, I32::max(), 2147483647U, 2147483647, 2147483647U},
+        {2147483648.0, I32::max(), 2147483648U, 2147483648, 2147483648U},
+        {-2147483649.0, I32::min(), 2147483647U, -2147483649, 0},
+        {4294967301.0, I32::max(), 5, 4294967301, 4294967301U},  // 2^32 + 5
+        {9223372036854774784.0, I32::max(), U32::max() - 1023, I64::max() - 1023, 9223372036854774784U},
+        {9223372036854775808.0, I32::max(), U32::max(), I64::max(), 9223372036854775808U},  // 2^63
+        {18446744073709551616.0, I32::max(), U32::max(), I64::max(), U64::max()},           // 2^64
+        {-1e300, I32::min(), 0, I64::min(), 0},
+        {std::nan(""), 0, 0, 0, 0},
+    };
+    for (const auto& row : cases) {
+        const Document json = Parse("{}");
+        cJSON_AddNumberToObject(json.get(), "n", row.number);
+        const Reads reads(json.get(), "n");
+        EXPECT_EQ(reads.int32, row.int32) << row.number;
+        EXPECT_EQ(reads.uint32, row.uint32) << row.number;
+        EXPECT_EQ(reads.int64, row.int64) << row.number;
+        EXPECT_EQ(reads.uint64, row.uint64) << row.number;
+        EXPECT_TRUE(reads.number == row.number || std::isnan(row.number));
+    }
+}
+
+TEST(DistributedJsonUtilTest, ADamagedTextIsRefusedWithThePlaceOfItsError)
+{
+    const LogCapture log;
+    cJSON* value = nullptr;
+    ASSERT_TRUE(Json::GetObjFromJsonStr(R"({"a": 1})", &value));
+    const Document owner(value, &cJSON_Delete);
+    EXPECT_FALSE(Json::GetObjFromJsonStr("", &value));
+    EXPECT_EQ(value, owner.get());
+    EXPECT_FALSE(log.Contains(" errorMsg is "));
+    EXPECT_FALSE(Json::GetObjFromJsonStr(R"({"a": oops})", &value));
+    EXPECT_EQ(value, nullptr);
+    EXPECT_TRUE(log.Contains(" errorMsg is oops}"));
+}
+
+TEST(DistributedJsonUtilTest, FilesAreReadWholeThroughLinksAndRefusedWhenEmptyOrMissing)
+{
+    const TempFolder folder;
+    const std::string text(100'000, 'x');
+    Write(folder.Path() / "file", text);
+    Write(folder.Path() / "empty", "");
+    std::filesystem::create_symlink("file", folder.Path() / "link");
+
+    std::string content;
+    EXPECT_TRUE(Json::ReadFileToString(folder.Path() / "link", content));
+    EXPECT_EQ(content, text);
+    const LogCapture log;
+    EXPECT_FALSE(Json::ReadFileToString(folder.Path() / "missing", content));
+    EXPECT_FALSE(log.Contains(" "));
+    EXPECT_FALSE(Json::ReadFileToString(folder.Path() / "empty", content));
+    EXPECT_TRUE(log.Contains(" file over maxSize"));
+    EXPECT_TRUE(log.Contains(" invalid file path."));
+    EXPECT_FALSE(Json::ReadFileToString(folder.Path(), content));  // a folder opens, and cannot be read
+
+    std::string realPath;
+    EXPECT_TRUE(Json::GetRealPath((folder.Path() / "." / "link").string(), realPath));
+    EXPECT_EQ(realPath, std::filesystem::canonical(folder.Path() / "file"));
+    EXPECT_FALSE(Json::GetRealPath("/" + std::string(4096, '.'), realPath));
+}
+
+TEST(DistributedJsonUtilTest, ThePolicysHighestFileIsParsedAndNothingIsHandedBack)
+{
+    const LogCapture log;
+    const TempFolder low;
+    const TempFolder high;
+    SetConfigPolicyRoots({low.Path(), high.Path()});
+    cJSON* document = nullptr;
+    EXPECT_FALSE(Json::LoadJsonObjFromTarselPath(document, "a.json"));
+    EXPECT_EQ(log.Count(" Json file path error."), 1U);
+    Write(low.Path() / "a.json", R"({"a": 1})");
+    EXPECT_TRUE(Json::LoadJsonObjFromTarselPath(document, "a.json"));
+    EXPECT_EQ(document, nullptr);
+    Write(high.Path() / "a.json", "[1,");
+    EXPECT_FALSE(Json::LoadJsonObjFromTarselPath(document, "a.json"));
+    EXPECT_TRUE(log.Contains(" errorMsg is "));
+    Write(high.Path() / "a.json", "");
+    EXPECT_FALSE(Json::LoadJsonObjFromTarselPath(document, "a.json"));
+    EXPECT_EQ(log.Count(" Cannot read json file to string."), 1U);
+}
+
+}  // namespace
+}  // namespace Vexo::Tests
