@@ -101,7 +101,7 @@ Certificate MakeDeviceCertificate(EVP_PKEY* deviceKey, const std::string& device
 Result<PrivateKey> EnsureAccountKey(const std::filesystem::path& folder)
 {
     const std::filesystem::path file = folder / ACCOUNT_KEY_FILE;
-    if (std::filesystem::exists(file)) {
+    if (FileExists(file)) {
         return ReadKeyFile(file);
     }
     PrivateKey key = GenerateKey();
@@ -204,7 +204,7 @@ Result<std::string> Admit(const std::filesystem::path& folder, const std::string
         (void)OpenSslReason();
         return Error{"the request is not signed by the key that it is for"};
     }
-    if (EVP_PKEY_is_a(key, "EC") != 1) {
+    if (!IsP256(key)) {
         return Error{"the request is for a key of another kind than P-256"};
     }
     const std::string name = CommonNameOf(X509_REQ_get_subject_name(request.get()));
@@ -235,8 +235,15 @@ Result<void> Install(const std::filesystem::path& folder, const std::string& cha
         (void)OpenSslReason();
         return Error{"the certificate is for another device's key; install it where the request was made"};
     }
-    if (auto verified = VerifyAgainst(device, account); !verified) {
-        return Error{"the certificate is refused: " + verified.Message()};
+    if (auto verified = VerifySignedBy(device, account); !verified) {
+        return verified;
+    }
+    if (auto valid = VerifyValidNow(device); !valid) {
+        return Error{valid.Message() + "; have it made anew on the device that holds the account's key"};
+    }
+    if (FileExists(folder / ACCOUNT_KEY_FILE)) {
+        return Error{(folder / ACCOUNT_KEY_FILE).string() +
+                     ": this device was making an account of its own; complete that, or move the key away"};
     }
     return WriteEnrolment(folder, account, device);
 }

@@ -46,7 +46,8 @@ Result<std::string> ReadDeviceId(const std::filesystem::path& file)
         id.pop_back();
     }
     if (!IsId(id)) {
-        return Error{file.string() + ": not a device id of 64 hex characters"};
+        return Error{file.string() +
+                     ": not a device id of 64 hex characters; restore it, or remove it and a new one is made"};
     }
     return id;
 }
@@ -56,7 +57,15 @@ Result<void> CreateMissing(const std::filesystem::path& folder)
 {
     const std::filesystem::path keyFile = folder / DEVICE_KEY_FILE;
     const std::filesystem::path idFile = folder / DEVICE_ID_FILE;
-    if (!std::filesystem::exists(idFile)) {
+    if (FileExists(idFile) && FileExists(keyFile)) {
+        return {};
+    }
+    // The daemon and a tool may both be at a device's first start: the second takes what the first has made.
+    const auto lock = LockIdentityFolder(folder);
+    if (!lock) {
+        return Error{lock.Message()};
+    }
+    if (!FileExists(idFile)) {
         std::array<unsigned char, ID_BYTES> random{};
         if (RAND_bytes(random.data(), static_cast<int>(random.size())) != 1) {
             return Error{idFile.string() + ": no random bytes: " + OpenSslReason()};
@@ -65,16 +74,33 @@ Result<void> CreateMissing(const std::filesystem::path& folder)
             return written;
         }
     }
-    if (std::filesystem::exists(keyFile)) {
+    if (FileExists(keyFile)) {
         return {};
     }
-    if (std::filesystem::exists(folder / DEVICE_CERTIFICATE_FILE)) {
-        return Error{keyFile.string() +
-                     ": missing, though the device has a certificate; restore it, or move the folder away "
-                     "and enrol again"};
+    if (FileExists(folder / DEVICE_CERTIFICATE_FILE)) {
+        return Error{keyFile.string() + ": missing, though the device has a certificate" + RESTORE_OR_ENROL};
     }
     const PrivateKey key = GenerateKey();
     return key ? WriteKeyFile(keyFile, key.get()) : Error{keyFile.string() + ": no key: " + OpenSslReason()};
+}
+
+// Whether this device holds the account's key; an error when the key that lies there is of no use.
+Result<bool> HoldsAccountKey(const std::filesystem::path& folder, X509* account)
+{
+    const std::filesystem::path file = folder / ACCOUNT_KEY_FILE;
+    if (!FileExists(file)) {
+        return false;
+    }
+    const auto key = ReadKeyFile(file);
+    if (!key) {
+        return Error{key.Message()};
+    }
+    if (X509_check_private_key(account, key.Value().get()) != 1) {
+        (void)OpenSslReason();
+        return Error{file.string() + ": the key of another account than " + ACCOUNT_CERTIFICATE_FILE +
+                     "; move it away"};
+    }
+    return true;
 }
 
 // Certificate and anchor, or neither.
@@ -84,7 +110,7 @@ Result<void> LoadEnrolment(const std::filesystem::path& folder, Identity& identi
     const std::filesystem::path accountFile = folder / ACCOUNT_CERTIFICATE_FILE;
     // The account's certificate is written first and the device's last: without the latter an enrolment has not been
     // completed.
-    if (!std::filesystem::exists(certificateFile)) {
+    if (!FileExists(certificateFile)) {
         return {};
     }
     auto account = ReadCertificateFile(accountFile);
@@ -97,21 +123,35 @@ Result<void> LoadEnrolment(const std::filesystem::path& folder, Identity& identi
     }
     if (X509_check_private_key(certificate.Value().get(), identity.key.get()) != 1) {
         (void)OpenSslReason();
-        return Error{certificateFile.string() + ": for another key than " + DEVICE_KEY_FILE};
+        return Error{certificateFile.string() + ": for another key than " + DEVICE_KEY_FILE + RESTORE_OR_ENROL};
     }
     // An expired certificate still says who this device is; peers refuse it, and it is shown.
-    const auto verified = VerifyAgainst(certificate.Value().get(), account.Value().get());
-    if (!verified && verified.Message() != VerifyErrorText(X509_V_ERR_CERT_HAS_EXPIRED)) {
-        return Error{certificateFile.string() + ": refused: " + verified.Message()};
+    if (const auto verified = VerifySignedBy(certificate.Value().get(), account.Value().get()); !verified) {
+        return Error{certificateFile.string() + ": " + verified.Message() + " (" + ACCOUNT_CERTIFICATE_FILE + ")" +
+                     RESTORE_OR_ENROL};
+    }
+    auto holdsAccountKey = HoldsAccountKey(folder, account.Value().get());
+    if (!holdsAccountKey) {
+        return holdsAccountKey.TakeError();
     }
     identity.accountName = CommonNameOf(X509_get_subject_name(account.Value().get()));
     identity.certificate = std::move(certificate.Value());
     identity.accountCertificate = std::move(account.Value());
-    identity.holdsAccountKey = std::filesystem::exists(folder / ACCOUNT_KEY_FILE);
+    identity.holdsAccountKey = holdsAccountKey.Value();
     return {};
 }
 
 }  // namespace
+
+void OpenSslDeleter::operator()(EVP_PKEY* key) const noexcept
+{
+    EVP_PKEY_free(key);
+}
+
+void OpenSslDeleter::operator()(X509* certificate) const noexcept
+{
+    X509_free(certificate);
+}
 
 std::string NetworkIdOf(EVP_PKEY* key)
 {

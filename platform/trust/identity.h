@@ -2,15 +2,16 @@
 //   device.key   the device's private key, PEM PKCS#8 (RFC 5958), P-256, mode 0600; never leaves the device
 //   device.id    64 hex characters, random: names the device to its owner and does not lead to the network id
 //   device.crt   the device's X.509 certificate, issued by the account (PEM); absent before enrolment
-//   account.crt  the account's self-signed CA certificate (PEM): the one trust anchor; its common name is the account's
-//   name account.key  the account's private key, only on the device that created the account, mode 0600
+//   account.crt  the account's self-signed CA certificate (PEM): the one trust anchor; carries the name
+//   account.key  the account's private key, like device.key; only on the device that created the account
 // The network id is the lower-case hex SHA-256 of the device's public key (DER SubjectPublicKeyInfo, RFC 5280).
 // Functions block on the disk and on key generation; any thread. Files are created atomically; a key that others can
-// read, a damaged file, or a certificate of another key is refused with an error that names the file.
+// read, a damaged file, or a certificate of another key is refused with an error that names the file and what to do.
+// Whether certificates are valid now is not asked here (a clock may still be wrong) but in each handshake, by the peer.
+// Next: account.h (enrolment), tls_context.h (use).
 #pragma once
 
-#include <openssl/evp.h>
-#include <openssl/x509.h>
+#include <openssl/types.h>
 
 #include <chrono>
 #include <filesystem>
@@ -22,8 +23,8 @@
 namespace Vexo::Trust {
 
 struct OpenSslDeleter {
-    void operator()(EVP_PKEY* key) const noexcept { EVP_PKEY_free(key); }
-    void operator()(X509* certificate) const noexcept { X509_free(certificate); }
+    void operator()(EVP_PKEY* key) const noexcept;
+    void operator()(X509* certificate) const noexcept;
 };
 using PrivateKey = std::unique_ptr<EVP_PKEY, OpenSslDeleter>;
 using Certificate = std::unique_ptr<X509, OpenSslDeleter>;

@@ -1,5 +1,7 @@
 #include "platform/trust/identity_files.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 
 #include <cerrno>
@@ -19,6 +21,12 @@ constexpr mode_t KEY_MODE = 0600;
 constexpr mode_t CERTIFICATE_MODE = 0644;
 
 }  // namespace
+
+bool FileExists(const std::filesystem::path& file)
+{
+    std::error_code unknown;
+    return std::filesystem::exists(std::filesystem::symlink_status(file, unknown));
+}
 
 Result<void> CheckIdentityFolder(const std::filesystem::path& folder)
 {
@@ -48,13 +56,25 @@ Result<void> PrepareIdentityFolder(const std::filesystem::path& folder)
     return CheckIdentityFolder(folder);
 }
 
+Result<UniqueFd> LockIdentityFolder(const std::filesystem::path& folder)
+{
+    UniqueFd lock(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!lock || ::flock(lock.Get(), LOCK_EX) != 0) {
+        return Error{folder.string() + ": cannot be locked: " + std::strerror(errno)};
+    }
+    return lock;
+}
+
 Result<PrivateKey> ReadKeyFile(const std::filesystem::path& file)
 {
     struct stat status {};
     if (::lstat(file.c_str(), &status) != 0) {
-        return Error{file.string() + ": " + std::strerror(errno)};
+        return Error{file.string() + ": no key here: " + std::strerror(errno) + RESTORE_OR_ENROL};
     }
-    if (!S_ISREG(status.st_mode) || (status.st_mode & OTHERS) != 0) {
+    if (!S_ISREG(status.st_mode)) {
+        return Error{file.string() + ": not a plain file" + RESTORE_OR_ENROL};
+    }
+    if ((status.st_mode & OTHERS) != 0) {
         return Error{file.string() + ": other users can read this key; it may be known to them. If not: chmod 600 " +
                      file.string()};
     }
@@ -64,10 +84,10 @@ Result<PrivateKey> ReadKeyFile(const std::filesystem::path& file)
     }
     PrivateKey key = KeyFromPem(text.Value());
     if (!key) {
-        return Error{file.string() + ": not a private key in PEM: " + OpenSslReason()};
+        return Error{file.string() + ": not a private key in PEM: " + OpenSslReason() + RESTORE_OR_ENROL};
     }
-    if (EVP_PKEY_is_a(key.get(), "EC") != 1) {
-        return Error{file.string() + ": a key of another kind than P-256"};
+    if (!IsP256(key.get())) {
+        return Error{file.string() + ": a key of another kind than P-256" + RESTORE_OR_ENROL};
     }
     return key;
 }
@@ -76,11 +96,11 @@ Result<Certificate> ReadCertificateFile(const std::filesystem::path& file)
 {
     const auto text = ReadWholeFile(file, MAX_FILE_SIZE);
     if (!text) {
-        return Error{text.Message()};
+        return Error{text.Message() + RESTORE_OR_ENROL};
     }
     std::vector<Certificate> certificates = CertificatesFromPem(text.Value());
     if (certificates.size() != 1) {
-        return Error{file.string() + ": not one certificate in PEM: " + OpenSslReason()};
+        return Error{file.string() + ": not one certificate in PEM: " + OpenSslReason() + RESTORE_OR_ENROL};
     }
     return std::move(certificates.front());
 }

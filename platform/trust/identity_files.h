@@ -6,6 +6,7 @@
 #include <string>
 
 #include "platform/base/result.h"
+#include "platform/base/unique_fd.h"
 #include "platform/trust/identity.h"
 
 namespace Vexo::Trust {
@@ -16,9 +17,17 @@ inline constexpr const char* DEVICE_CERTIFICATE_FILE = "device.crt";
 inline constexpr const char* ACCOUNT_CERTIFICATE_FILE = "account.crt";
 inline constexpr const char* ACCOUNT_KEY_FILE = "account.key";
 
+// False also when it cannot be known; what is then tried with the file says why.
+bool FileExists(const std::filesystem::path& file);
+
+// What a person does about a file of an identity that is damaged or missing, as the end of a message.
+inline constexpr const char* RESTORE_OR_ENROL = "; restore it, or move the folder away and enrol again";
+
 // Makes the folder (0700) with its parents if it is missing; refuses one that others may enter.
 Result<void> PrepareIdentityFolder(const std::filesystem::path& folder);
 Result<void> CheckIdentityFolder(const std::filesystem::path& folder);
+// Keeps other processes that lock the folder waiting until the result goes (flock(2)).
+Result<UniqueFd> LockIdentityFolder(const std::filesystem::path& folder);
 
 Result<PrivateKey> ReadKeyFile(const std::filesystem::path& file);
 Result<Certificate> ReadCertificateFile(const std::filesystem::path& file);

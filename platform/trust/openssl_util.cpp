@@ -4,6 +4,7 @@
 #include <openssl/err.h>
 
 #include <array>
+#include <string_view>
 
 namespace Vexo::Trust {
 
@@ -45,6 +46,13 @@ std::string OpenSslReason()
 PrivateKey GenerateKey()
 {
     return PrivateKey(EVP_EC_gen("P-256"));
+}
+
+bool IsP256(const EVP_PKEY* key)
+{
+    std::array<char, 32> group{};
+    return EVP_PKEY_is_a(key, "EC") == 1 && EVP_PKEY_get_group_name(key, group.data(), group.size(), nullptr) == 1 &&
+           std::string_view(group.data()) == SN_X9_62_prime256v1;
 }
 
 std::string KeyToPem(EVP_PKEY* key)
@@ -109,13 +117,7 @@ std::string CommonNameOf(const X509_NAME* name)
     return result;
 }
 
-Certificate Share(X509* certificate)
-{
-    X509_up_ref(certificate);
-    return Certificate(certificate);
-}
-
-Result<void> VerifyAgainst(X509* certificate, X509* anchor)
+Result<void> VerifySignedBy(X509* certificate, X509* anchor)
 {
     const OpenSslPtr<X509_STORE> store(X509_STORE_new());
     const OpenSslPtr<X509_STORE_CTX> context(X509_STORE_CTX_new());
@@ -123,9 +125,22 @@ Result<void> VerifyAgainst(X509* certificate, X509* anchor)
         X509_STORE_CTX_init(context.get(), store.get(), certificate, nullptr) != 1) {
         return Error{OpenSslReason()};
     }
+    X509_VERIFY_PARAM_set_flags(X509_STORE_CTX_get0_param(context.get()), X509_V_FLAG_NO_CHECK_TIME);
     if (X509_verify_cert(context.get()) != 1) {
         ERR_clear_error();
         return Error{VerifyErrorText(X509_STORE_CTX_get_error(context.get()))};
+    }
+    return {};
+}
+
+Result<void> VerifyValidNow(const X509* certificate)
+{
+    // 0 says that the time could not be read: a damaged certificate is not valid either.
+    if (X509_cmp_current_time(X509_get0_notAfter(certificate)) <= 0) {
+        return Error{VerifyErrorText(X509_V_ERR_CERT_HAS_EXPIRED)};
+    }
+    if (X509_cmp_current_time(X509_get0_notBefore(certificate)) >= 0) {
+        return Error{VerifyErrorText(X509_V_ERR_CERT_NOT_YET_VALID)};
     }
     return {};
 }
@@ -134,16 +149,16 @@ std::string VerifyErrorText(long error)
 {
     switch (error) {
         case X509_V_ERR_CERT_HAS_EXPIRED:
-            return "it has expired";
+            return "certificate has expired";
         case X509_V_ERR_CERT_NOT_YET_VALID:
-            return "it is not valid yet; is the clock right?";
+            return "certificate is not valid yet; is the clock right?";
         case X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT:
         case X509_V_ERR_UNABLE_TO_GET_ISSUER_CERT_LOCALLY:
         case X509_V_ERR_DEPTH_ZERO_SELF_SIGNED_CERT:
         case X509_V_ERR_SELF_SIGNED_CERT_IN_CHAIN:
         case X509_V_ERR_UNABLE_TO_VERIFY_LEAF_SIGNATURE:
         case X509_V_ERR_CERT_SIGNATURE_FAILURE:
-            return "it is not signed by this account";
+            return "certificate not signed by this account";
         default:
             return X509_verify_cert_error_string(error);
     }

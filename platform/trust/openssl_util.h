@@ -30,6 +30,7 @@ using OpenSslPtr = std::unique_ptr<T, OpenSslObjectDeleter>;
 std::string OpenSslReason();
 
 PrivateKey GenerateKey();
+bool IsP256(const EVP_PKEY* key);
 std::string KeyToPem(EVP_PKEY* key);
 PrivateKey KeyFromPem(const std::string& pem);
 std::string CertificateToPem(X509* certificate);
@@ -39,12 +40,13 @@ std::string RequestToPem(X509_REQ* request);
 OpenSslPtr<X509_REQ> RequestFromPem(const std::string& pem);
 
 std::string CommonNameOf(const X509_NAME* name);
-// Another reference to the same certificate.
-Certificate Share(X509* certificate);
 
-// Checks that anchor's key signed certificate and that both are valid now; an error says what is wrong in words.
-Result<void> VerifyAgainst(X509* certificate, X509* anchor);
-// "it has expired", "it is not valid yet", "it is not signed by this account", else OpenSSL's words.
+// Checks that anchor's key signed certificate; an error says what is wrong in words.
+Result<void> VerifySignedBy(X509* certificate, X509* anchor);
+// Checks that the clock is within the certificate's validity.
+Result<void> VerifyValidNow(const X509* certificate);
+// "certificate has expired", "certificate is not valid yet", "certificate not signed by this account", else OpenSSL's
+// words for an X509_V_ERR code.
 std::string VerifyErrorText(long error);
 
 }  // namespace Vexo::Trust

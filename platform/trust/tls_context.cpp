@@ -60,7 +60,6 @@ public:
         auto context = std::make_shared<OpenSslTlsContext>();
         context->client_ = context->MakeContext(TLS_client_method(), identity);
         context->server_ = context->MakeContext(TLS_server_method(), identity);
-        context->account_ = Share(identity.accountCertificate.get());
         if (!context->client_ || !context->server_) {
             return Error{"TLS could not be set up: " + OpenSslReason()};
         }
@@ -80,9 +79,10 @@ public:
         }
         SSL_set_connect_state(ssl.get());
         auto wanted = std::make_unique<WantedPeer>(WantedPeer{peerNetworkId});
-        if (SSL_set_ex_data(ssl.get(), WantedPeerIndex(), wanted.get()) == 1) {
-            (void)wanted.release();  // the SSL object owns it now
+        if (SSL_set_ex_data(ssl.get(), WantedPeerIndex(), wanted.get()) != 1) {
+            return nullptr;
         }
+        (void)wanted.release();  // the SSL object owns it now
         if (const SessionPtr ticket = TakeTicket(peerNetworkId)) {
             SSL_set_session(ssl.get(), ticket.get());
         }
@@ -102,15 +102,18 @@ public:
     {
         const Certificate certificate(SSL_get1_peer_certificate(ssl));
         if (!certificate || SSL_get_verify_result(ssl) != X509_V_OK) {
-            return Error{"the peer has no certificate that this account vouches for"};
+            return Error{"peer sent no certificate of this account"};
         }
-        // A resumed session vouches for the certificate of its first handshake, which may have expired since.
+        // The signature was checked in a first handshake with this context, but a session may be resumed after expiry.
         if (SSL_session_reused(ssl) == 1) {
-            if (auto verified = VerifyAgainst(certificate.get(), account_.get()); !verified) {
-                return Error{"the peer's certificate is refused: " + verified.Message()};
+            if (auto valid = VerifyValidNow(certificate.get()); !valid) {
+                return valid.TakeError();
             }
         }
         std::string networkId = NetworkIdOf(X509_get0_pubkey(certificate.get()));
+        if (networkId.empty()) {
+            return Error{"peer's certificate has no usable key: " + OpenSslReason()};
+        }
         const auto* wanted = static_cast<const WantedPeer*>(SSL_get_ex_data(ssl, WantedPeerIndex()));
         if (wanted != nullptr && !wanted->networkId.empty() && wanted->networkId != networkId) {
             return Error{"another device of the account answered"};
@@ -124,10 +127,10 @@ public:
         const unsigned long error = ERR_peek_last_error();
         const std::string reason = OpenSslReason();
         if (verified != X509_V_OK) {
-            return "the peer's certificate is refused: " + VerifyErrorText(verified);
+            return VerifyErrorText(verified);
         }
         if (ERR_GET_REASON(error) == SSL_R_PEER_DID_NOT_RETURN_A_CERTIFICATE) {
-            return "the peer sent no certificate";
+            return "peer sent no certificate";
         }
         return error == 0 ? "the peer closed the connection" : reason;
     }
@@ -187,7 +190,6 @@ private:
 
     ContextPtr client_;
     ContextPtr server_;
-    Certificate account_;
     Mutex mutex_;
     std::map<std::string, SessionPtr> tickets_ GUARDED_BY(mutex_);  // by network id
 };

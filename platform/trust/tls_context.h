@@ -22,7 +22,8 @@ using SslPtr = std::unique_ptr<SSL, SslDeleter>;
 
 class TlsContext : public NoCopyable {
 public:
-    // The identity must be enrolled. Keeps its own references to key and certificates.
+    // The identity must be enrolled. Keeps its own references to key and certificates. It must outlive the TLS objects
+    // that it makes.
     static Result<std::shared_ptr<TlsContext>> Make(const Identity& identity);
     virtual ~TlsContext() = default;
 
@@ -34,7 +35,8 @@ public:
     // After the handshake: the verified peer's network id; an error when its certificate is missing, not of this
     // account, expired, or (client) not the device that was asked for. Must succeed before a byte of the peer is used.
     virtual Result<std::string> VerifiedPeer(SSL* ssl) = 0;
-    // Why a handshake failed, for a log line: OpenSSL's reason and the certificate verification result.
+    // Why a handshake failed, for a log line: "certificate not signed by this account", "certificate has expired",
+    // "peer sent no certificate", else OpenSSL's reason. Call it on the thread and right after the call that failed.
     virtual std::string DescribeFailure(SSL* ssl) = 0;
     // Forgets the tickets of a peer.
     virtual void Forget(const std::string& peerNetworkId) = 0;
