@@ -4,6 +4,7 @@
 //   ipc_bench [REQUESTS]     prints median and 99th percentile of each in microseconds, and their ratios
 #include <sched.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 
@@ -19,6 +20,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/ability/system_ability_manager.h"
+#include "platform/access/policy.h"
 #include "platform/base/unique_fd.h"
 #include "platform/ipc/ipc_client.h"
 #include "platform/ipc/ipc_server.h"
@@ -34,12 +37,43 @@ using namespace Vexo;
 constexpr size_t REQUEST_SIZE = 100;
 constexpr size_t REPLY_SIZE = 16;
 constexpr int ROUNDS = 10;
-constexpr int IDLE_CLIENTS = 400;
+constexpr int IDLE_CLIENTS = 1000;
+
+constexpr uint32_t EMPTY_ABILITY = 1;    // answers at once
+constexpr uint32_t CHECKED_ABILITY = 2;  // behind the registry; checks its caller as the service does
 
 class EmptyStub : public IPCObjectStub {
 public:
     int OnRemoteRequest(uint32_t, MessageParcel&, MessageParcel&, MessageOption&) override { return IPC_OK; }
 };
+
+class CheckedStub : public IPCObjectStub {
+public:
+    int OnRemoteRequest(uint32_t, MessageParcel&, MessageParcel&, MessageOption&) override
+    {
+        using namespace Security;
+        const AccessTokenID token = IPCSkeleton::GetCallingTokenID();
+        HapTokenInfo info;
+        const bool granted = TokenIdKit::IsSystemAppByFullTokenID(IPCSkeleton::GetCallingFullTokenID()) &&
+                             AccessTokenKit::GetTokenTypeFlag(token) == TOKEN_HAP &&
+                             AccessTokenKit::GetHapTokenInfo(token, info) == ACCESS_TOKEN_OK &&
+                             info.apl >= APL_SYSTEM_BASIC &&
+                             AccessTokenKit::VerifyAccessToken(token, CONNECTIVITY_INTERNAL_PERMISSION) == 0;
+        return granted ? IPC_OK : IPC_UNKNOWN_REQUEST;
+    }
+};
+
+void LetThisUserIn()
+{
+    Security::AccessPolicy policy;
+    policy.entries.push_back({.user = std::to_string(::getuid()),
+                              .group = {},
+                              .tokenType = Security::TOKEN_HAP,
+                              .privilegeLevel = Security::APL_SYSTEM_BASIC,
+                              .systemApp = true,
+                              .permissions = {Security::CONNECTIVITY_INTERNAL_PERMISSION}});
+    Security::InstallAccessPolicy(std::move(policy));
+}
 
 void Check(bool good, const char* what)
 {
@@ -62,6 +96,15 @@ void PinToOneCpu()
         }
     }
     Check(::sched_setaffinity(0, sizeof(one), &one) == 0, "sched_setaffinity");
+}
+
+// Room for the idle clients, here and in the server.
+void RaiseDescriptorLimit()
+{
+    rlimit limit{};
+    Check(::getrlimit(RLIMIT_NOFILE, &limit) == 0, "getrlimit");
+    limit.rlim_cur = limit.rlim_max;
+    Check(::setrlimit(RLIMIT_NOFILE, &limit) == 0, "setrlimit");
 }
 
 pid_t RunChild(const std::function<void()>& body)
@@ -89,16 +132,19 @@ pid_t StartEcho(int socket)
 pid_t StartServer(const std::string& path)
 {
     return RunChild([&path] {
+        LetThisUserIn();
         const auto stub = MakeSptr<EmptyStub>();
-        auto server = Ipc::IpcServer::Start(
-            Ipc::IpcServerOptions{.socketPath = path},
-            [](const PeerCredentials& peer) {
-                return CallerIdentity{peer.pid, peer.uid, 1, 1};
-            },
-            [&stub](const Ipc::IpcHeader& request, MessageParcel& data, MessageParcel& reply) {
-                MessageOption option;
-                return stub->OnRemoteRequest(request.code, data, reply, option);
-            });
+        const auto manager = MakeSptr<SystemAbilityManager>();
+        manager->AddSystemAbility(CHECKED_ABILITY, MakeSptr<CheckedStub>());
+        auto server =
+            Ipc::IpcServer::Start(Ipc::IpcServerOptions{.socketPath = path}, Security::IdentifyCaller,
+                                  [&](const Ipc::IpcHeader& request, MessageParcel& data, MessageParcel& reply) {
+                                      if (request.abilityId == CHECKED_ABILITY) {
+                                          return manager->Dispatch(request, data, reply);
+                                      }
+                                      MessageOption option;
+                                      return int32_t{stub->OnRemoteRequest(request.code, data, reply, option)};
+                                  });
         Check(server.Ok(), "server");
         ::pause();
     });
@@ -150,6 +196,8 @@ void PingPong(int socket, const std::array<uint8_t, REQUEST_SIZE>& request)
     std::array<uint8_t, REQUEST_SIZE> reply{};
     Check(::send(socket, request.data(), request.size(), MSG_NOSIGNAL) == ssize_t{REQUEST_SIZE}, "send");
     Check(::recv(socket, reply.data(), reply.size(), 0) == ssize_t{REPLY_SIZE}, "recv");
+    const bool refused = std::any_of(reply.begin() + 12, reply.begin() + 16, [](uint8_t byte) { return byte != 0; });
+    Check(!refused, "status of the reply");
 }
 
 }  // namespace
@@ -159,6 +207,7 @@ int main(int count, char** arguments)
     const int requests = count > 1 ? std::atoi(arguments[1]) : 200'000;
     Check(requests >= ROUNDS * 100, "ipc_bench [REQUESTS], at least 1000");
     PinToOneCpu();
+    RaiseDescriptorLimit();
     std::string folder = std::filesystem::temp_directory_path() / "ipc_bench_XXXXXX";
     Check(::mkdtemp(folder.data()) != nullptr, "mkdtemp");
     const std::string path = folder + "/ipc.sock";
@@ -173,20 +222,27 @@ int main(int count, char** arguments)
     auto connection = Ipc::IpcConnection::Connect(path);
     Check(connection.Ok(), "connect");
 
+    const std::array<uint8_t, REQUEST_SIZE> bareRequest{};
     std::array<uint8_t, REQUEST_SIZE> request{};
-    Ipc::EncodeHeader(Ipc::IpcHeader{0, 1, 1}, request.data());
+    std::array<uint8_t, REQUEST_SIZE> checkedRequest{};
+    Ipc::EncodeHeader(Ipc::IpcHeader{0, EMPTY_ABILITY, 1}, request.data());
+    Ipc::EncodeHeader(Ipc::IpcHeader{0, CHECKED_ABILITY, 1}, checkedRequest.data());
     MessageParcel data;
     MessageParcel reply;
     data.ParseFrom(request.data() + Ipc::IPC_HEADER_SIZE, REQUEST_SIZE - Ipc::IPC_HEADER_SIZE);
 
     std::vector<UniqueFd> idle;
     std::vector<Series> series;
-    series.push_back({"bare ping-pong", [&] { PingPong(bareSocket.Get(), request); }, {}});
+    series.push_back({"bare ping-pong", [&] { PingPong(bareSocket.Get(), bareRequest); }, {}});
     series.push_back({"server, raw client", [&] { PingPong(raw.Get(), request); }, {}});
-    series.push_back(
-        {"server, IpcConnection",
-         [&] { Check(connection.Value()->Transact(1, 1, data, reply, std::chrono::seconds(5)) == IPC_OK, "transact"); },
-         {}});
+    series.push_back({"server, IpcConnection",
+                      [&] {
+                          Check(connection.Value()->Transact(EMPTY_ABILITY, 1, data, reply, std::chrono::seconds(5)) ==
+                                    IPC_OK,
+                                "transact");
+                      },
+                      {}});
+    series.push_back({"server, registry, permission", [&] { PingPong(raw.Get(), checkedRequest); }, {}});
     for (int round = 0; round < ROUNDS; ++round) {
         for (Series& one : series) {
             Measure(one, requests / ROUNDS);
@@ -195,7 +251,7 @@ int main(int count, char** arguments)
     for (int i = 0; i < IDLE_CLIENTS; ++i) {
         idle.push_back(ConnectTo(path));
     }
-    series.push_back({"server, 400 more clients idle", [&] { PingPong(raw.Get(), request); }, {}});
+    series.push_back({"server, 1000 more clients idle", [&] { PingPong(raw.Get(), request); }, {}});
     Measure(series.back(), requests);
 
     std::printf("%d requests of 100 B, replies of 16 B, pinned to one CPU\n", requests);
