@@ -110,13 +110,18 @@ void Sessions::SessionLink::ConnectedBy(UniqueFd stream)
     link_->Start(shared_from_this());
 }
 
+void Sessions::SessionLink::OnReady()
+{
+    // From here on the limit of the whole open counts: the peer may wait for its session server.
+    link_->Established();
+}
+
 void Sessions::SessionLink::Opened(const std::string& payload)
 {
     const Result<int32_t> result = DecodeOpened(payload);
     if (!result) {
         link_->Refuse(result.Message());
     } else if (result.Value() == SOFTBUS_OK) {
-        link_->Established();
         Tell(SOFTBUS_OK);
     } else {
         // What a peer's code means is its own business, but that it has no room is worth knowing.
@@ -156,8 +161,8 @@ void Sessions::SessionLink::TellNow()
         link_->ResumeReading();
     } else {
         sessions_.table_->Remove(session_->Id());
-        session_->DeliverOpened(result_);
         Forget();
+        session_->DeliverOpened(result_);
     }
 }
 
@@ -239,8 +244,8 @@ void Sessions::SessionLink::OnEnded(LinkEnd end, const std::string& why)
                                ShortId(session_->Request().peerNetworkId), why);
         }
         session_->SetClosed();
-        session_->DeliverClosed(sessions_.table_);
         Forget();
+        session_->DeliverClosed(sessions_.table_);
         return;
     }
     link_.reset();
@@ -262,7 +267,6 @@ void Sessions::SessionLink::Forget()
     stage_ = Stage::ENDED;
     link_.reset();
     timer_.expires_at(Clock::time_point::max());
-    const auto self = shared_from_this();
     sessions_.links_.erase(session_->Id());
     sessions_.CountPending();
 }

@@ -24,6 +24,7 @@ public:
     // This side closes, with that result for the opened callback if it has not come yet.
     void Close(int resultIfOpening);
 
+    void OnReady() override;
     void OnFrame(FrameKind kind, std::string payload) override;
     void OnEnded(LinkEnd end, const std::string& why) override;
 
