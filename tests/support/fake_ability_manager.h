@@ -63,7 +63,7 @@ public:
     template <typename Fake>
     sptr<Fake> Add(int32_t systemAbilityId)
     {
-        const auto fake = MakeSptr<Fake>();
+        sptr<Fake> fake = MakeSptr<Fake>();
         manager->AddSystemAbility(systemAbilityId, fake);
         return fake;
     }

@@ -18,7 +18,7 @@ public:
 private:
     union Storage {
         Storage() : service() {}
-        ~Storage() {}
+        ~Storage() {}  // NOLINT(modernize-use-equals-default): a union with such a member has no default one
         DistNetService service;
     };
     Storage storage_;

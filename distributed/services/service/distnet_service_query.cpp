@@ -185,6 +185,7 @@ int32_t DistNetService::GetRemoteDeviceInfo(std::vector<std::string> items, std:
     return RunSynchronously([this, &items, &result] { return GetRemoteDeviceInfoAsync(items, result); });
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): works on a copy of its own, as the remote interface does
 int32_t DistNetService::GetRemoteDeviceInfoAsync(std::vector<std::string> items, std::string& result)
 {
     const std::lock_guard<std::mutex> lock(remoteInfoMutex_);

@@ -64,7 +64,7 @@ TEST_F(SoftBusAdapterTest, OpensAByteSessionOverTheLinksInOrder)
     EXPECT_TRUE(softBus_->AllClosed().empty());
 }
 
-TEST_F(SoftBusAdapterTest, InvalidParametersNeverReachTheSoftBus)
+TEST_F(SoftBusAdapterTest, RefusedOpenLeavesNoSession)
 {
     int sessionId = 0;
     const SessionAttribute attribute{};
@@ -73,11 +73,7 @@ TEST_F(SoftBusAdapterTest, InvalidParametersNeverReachTheSoftBus)
     EXPECT_EQ(adapter_->OpenSoftBusSession(PEER, SESSION_NAME, nullptr, sessionId), 1004500124);
     EXPECT_EQ(log_.Count("  OpenSession fail, invalid param!"), 3U);
     EXPECT_TRUE(softBus_->AllOpened().empty());
-}
 
-TEST_F(SoftBusAdapterTest, RefusedOpenLeavesNoSession)
-{
-    int sessionId = 0;
     softBus_->openResult = SOFTBUS_NO_SUCH_PEER;
     EXPECT_EQ(adapter_->OpenSoftBusSession(PEER, sessionId), 1004500122);
     EXPECT_TRUE(log_.Contains("  OpenSession fail errCode = -3"));
@@ -148,15 +144,6 @@ TEST_F(SoftBusAdapterTest, StringTravelsWithItsTerminatorUpToItsLimit)
     softBus_->sendResult = SOFTBUS_QUEUE_FULL;
     EXPECT_EQ(adapter_->SendSoftBusStr(SESSION, text), SOFTBUS_QUEUE_FULL);
     EXPECT_EQ(adapter_->SendHelloMessage(SESSION), 1004500123);
-}
-
-TEST_F(SoftBusAdapterTest, WithoutASoftBusEveryCallFails)
-{
-    registry_.manager->RemoveSystemAbility(SOFTBUS_SERVER_SA_ID);
-    int sessionId = 0;
-    EXPECT_EQ(adapter_->CreateSoftBusSessionServer(), 1004500121);
-    EXPECT_EQ(adapter_->OpenSoftBusSession(PEER, sessionId), 1004500122);
-    EXPECT_EQ(adapter_->SendStartHotspotMessage(SESSION), 1004500123);
 }
 
 TEST(DeviceManagerAdapterTest, ListsDevicesWithMaskedNetworkIds)

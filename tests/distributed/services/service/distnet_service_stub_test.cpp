@@ -17,6 +17,11 @@ const std::string PEER(64, 'b');
 // with it.
 enum User : uid_t { SYSTEM = 70011, WITHOUT_PERMISSION = 70012, ORDINARY = 70013 };
 
+std::string Bytes(const MessageParcel& parcel)
+{
+    return {reinterpret_cast<const char*>(parcel.GetData()), parcel.GetDataSize()};
+}
+
 class RecordingStub : public DistNetServiceStub {
 public:
     int32_t StartService(uint32_t& state) override
@@ -218,19 +223,18 @@ TEST_F(DistNetServiceStubTest, DeviceListFollowsItsResultEvenWhenEmpty)
     device.extraData = "{}";
     stub_->devices = {device};
     EXPECT_EQ(Request(4), 0);
-    EXPECT_EQ(NextInt(), 0);
-    EXPECT_EQ(NextInt(), 1);
-    EXPECT_EQ(NextString(), "device-1");
-    EXPECT_EQ(NextString(), "phone");
-    uint16_t typeId = 0;
-    EXPECT_TRUE(reply_.ReadUint16(typeId));
-    EXPECT_EQ(typeId, 14);
-    EXPECT_EQ(NextString(), PEER);
-    EXPECT_EQ(NextInt(), -1);
-    EXPECT_EQ(NextInt(), 2);
-    EXPECT_EQ(NextInt(), 1);
-    EXPECT_EQ(NextString(), "{}");
-    EXPECT_EQ(reply_.GetReadableBytes(), 0U);
+    MessageParcel expected;
+    expected.WriteInt32(0);
+    expected.WriteUint32(1);
+    expected.WriteString("device-1");
+    expected.WriteString("phone");
+    expected.WriteUint16(14);
+    expected.WriteString(PEER);
+    expected.WriteInt32(-1);
+    expected.WriteInt32(2);
+    expected.WriteInt32(1);
+    expected.WriteString("{}");
+    EXPECT_EQ(Bytes(reply_), Bytes(expected));
 }
 
 TEST_F(DistNetServiceStubTest, ClientHoldsTheServiceFromItsFirstRequestToItsRelease)

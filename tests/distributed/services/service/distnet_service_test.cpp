@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <future>
 
 #include "distributed/services/link/soft_bus_adapter.h"
@@ -15,15 +16,12 @@
 #include "tests/support/fake_collaboration.h"
 #include "tests/support/fake_device_manager.h"
 #include "tests/support/fake_soft_bus.h"
-#include "tests/support/fake_telephony.h"
-#include "tests/support/fake_wifi.h"
 #include "tests/support/log_capture.h"
 
 namespace Vexo::NetManagerStandard {
 namespace {
 
 using namespace Tests;
-using Telephony::SimState;
 
 const std::string PEER(64, 'c');
 const std::string PEER_IN_EVENTS = "DEVICE_ID=ccccc**ccccc";
@@ -180,6 +178,8 @@ struct StartFailure {
     int outcome;
     int32_t expected;
     const char* event;
+
+    friend void PrintTo(const StartFailure& failure, std::ostream* out) { *out << failure.name; }
 };
 
 class StartFailureTest : public StartNetworkTest, public testing::WithParamInterface<StartFailure> {};
@@ -228,10 +228,9 @@ TEST_F(StartNetworkTest, PeerOfAnotherAccountIsRefusedWithoutATrace)
 TEST_F(StartNetworkTest, StartsAtTheSameTimeRunOneAfterTheOther)
 {
     collaboration_->startCode = 4;
-    std::vector<std::future<int32_t>> starts;
-    for (int i = 0; i < 4; ++i) {
-        starts.push_back(
-            std::async(std::launch::async, [this] { return service_.StartDistributedNetwork(0, 0, PEER); }));
+    std::array<std::future<int32_t>, 4> starts;
+    for (auto& start : starts) {
+        start = std::async(std::launch::async, [this] { return service_.StartDistributedNetwork(0, 0, PEER); });
     }
     for (auto& start : starts) {
         EXPECT_EQ(start.get(), 1004500002);

@@ -15,6 +15,14 @@ namespace {
 
 using Tests::WAIT_LIMIT;
 
+// An object whose destructor a test calls itself.
+template <typename T>
+union Undestroyed {
+    Undestroyed() : object() {}
+    ~Undestroyed() {}  // NOLINT(modernize-use-equals-default): a union with such a member has no default one
+    T object;
+};
+
 TEST(FfrtUtilsTest, SyncSubmissionAlsoWaitsForWhatItsContextSubmittedBefore)
 {
     std::promise<void> gate;
@@ -80,44 +88,36 @@ TEST(FfrtUtilsTest, QueueRunsItsTasksInOrderAndADelayedOneCanBeCancelled)
 
 TEST(FfrtUtilsTest, MutexExcludesOtherThreadsAndDoesNothingOnceDestroyed)
 {
-    union Storage {
-        Storage() : mutex() {}
-        ~Storage() {}
-        FFRTUtils::Mutex mutex;
-    } storage;
+    Undestroyed<FFRTUtils::Mutex> storage;
     const auto tryElsewhere = [&] {
         return std::async(std::launch::async,
                           [&] {
-                              const bool taken = storage.mutex.TryLock();
+                              const bool taken = storage.object.TryLock();
                               if (taken) {
-                                  storage.mutex.Unlock();
+                                  storage.object.Unlock();
                               }
                               return taken;
                           })
             .get();
     };
-    storage.mutex.Lock();
+    storage.object.Lock();
     EXPECT_FALSE(tryElsewhere());
-    storage.mutex.Unlock();
+    storage.object.Unlock();
     EXPECT_TRUE(tryElsewhere());
 
-    storage.mutex.Lock();
-    storage.mutex.~Mutex();
-    storage.mutex.Lock();  // would block on the lock that is still held
-    EXPECT_FALSE(storage.mutex.TryLock());
-    storage.mutex.Unlock();
+    storage.object.Lock();
+    storage.object.~Mutex();
+    storage.object.Lock();  // would block on the lock that is still held
+    EXPECT_FALSE(storage.object.TryLock());
+    storage.object.Unlock();
 }
 
 TEST(FfrtUtilsTest, SignallingAConditionNobodyWaitsForIsHarmless)
 {
-    union Storage {
-        Storage() : condition() {}
-        ~Storage() {}
-        FFRTUtils::ConditionVariable condition;
-    } storage;
-    EXPECT_NO_FATAL_FAILURE(storage.condition.NotifyOne());
-    storage.condition.~ConditionVariable();
-    EXPECT_NO_FATAL_FAILURE(storage.condition.NotifyAll());
+    Undestroyed<FFRTUtils::ConditionVariable> storage;
+    EXPECT_NO_FATAL_FAILURE(storage.object.NotifyOne());
+    storage.object.~ConditionVariable();
+    EXPECT_NO_FATAL_FAILURE(storage.object.NotifyAll());
 }
 
 }  // namespace
