@@ -19,6 +19,7 @@ enum CollaborationResult : int32_t {
     COLLABORATION_PEER_FAILED = 4,   // the peer could not start the ability
     COLLABORATION_TIMED_OUT = 5,
     COLLABORATION_NO_SUCH_SESSION = 6,
+    COLLABORATION_TOO_LARGE = 7,  // action and parameters do not fit one message
 };
 
 // Whom to collaborate with, and through which ability there.

@@ -1,8 +1,12 @@
-// The messages that two collaboration frameworks exchange over their session, as parcels (platform/ipc/parcel.h),
-// little-endian:
-//   START   uint32 1, uint32 request, int32 ability id, uint32 flags, string action, string parameters
-//   ANSWER  uint32 2, uint32 request, int32 code (CollaborationResult)
-// Pure functions.
+// The messages that two collaboration frameworks exchange over their session; one message of the session each. All
+// numbers are little-endian; a string is an int32 length n, n bytes, a NUL, and zeros up to the next multiple of four.
+//   START    bytes 0-3   uint32 1                  ANSWER   bytes 0-3   uint32 2
+//            bytes 4-7   uint32 request                     bytes 4-7   uint32 request: that of the start
+//            bytes 8-11  int32 id of the ability            bytes 8-11  int32 code: 0, the ability runs, else it does
+//            to wake                                                    not (CollaborationResult)
+//            bytes 12-15 uint32 flags
+//            string action, string parameters
+// Nothing may follow. Pure functions; any thread.
 #pragma once
 
 #include <cstdint>

@@ -25,8 +25,8 @@ struct Current {
 
 Current& CurrentServer()
 {
-    static auto* const current =
-        new Current;  // NOLINT(cppcoreguidelines-owning-memory): callbacks may come to the very end
+    // Never destroyed: callbacks may come until the process is gone.
+    static auto* const current = new Current;  // NOLINT(cppcoreguidelines-owning-memory)
     return *current;
 }
 
@@ -60,20 +60,12 @@ void BytesAdapter(int sessionId, const void* data, unsigned int size)
 
 constexpr ISessionListener LISTENER{OpenedAdapter, ClosedAdapter, BytesAdapter, nullptr, nullptr, nullptr};
 
-template <typename Message>
-int SendMessage(int32_t sessionId, const Message& message)
-{
-    Parcel parcel;
-    return Encode(message, parcel)
-               ? SendBytes(sessionId, parcel.GetData(), static_cast<unsigned int>(parcel.GetDataSize()))
-               : SOFTBUS_INVALID_PARAM;
-}
-
 int32_t FromSoftBus(int result)
 {
     switch (result) {
         case SOFTBUS_NO_SUCH_PEER:
         case SOFTBUS_NO_LINK:
+        case SOFTBUS_INVALID_PARAM:  // a network id that none can have
             return COLLABORATION_NO_SUCH_PEER;
         case SOFTBUS_UNAVAILABLE:
             return COLLABORATION_UNAVAILABLE;
@@ -82,6 +74,11 @@ int32_t FromSoftBus(int result)
         default:
             return COLLABORATION_PEER_FAILED;
     }
+}
+
+int Send(int32_t sessionId, const Parcel& parcel)
+{
+    return SendBytes(sessionId, parcel.GetData(), static_cast<unsigned int>(parcel.GetDataSize()));
 }
 
 }  // namespace
@@ -113,14 +110,16 @@ void CollaborationServer::Stop()
         if (std::exchange(stopped_, true)) {
             return;
         }
-        sessions_.clear();
-        outbound_.clear();
-        changed_.NotifyAll();
+        while (!sessions_.empty()) {
+            End(sessions_.begin()->second, COLLABORATION_UNAVAILABLE);
+        }
     }
     (void)RemoveSessionServer(COLLABORATION_PACKAGE, COLLABORATION_SESSION);
     const MutexLock lock(CurrentServer().mutex);
     CurrentServer().server = nullptr;
 }
+
+// ---- Starting here
 
 StartResult CollaborationServer::StartCollaboration(int32_t systemAbilityId, const sptr<TargetInfo>& target)
 {
@@ -128,103 +127,127 @@ StartResult CollaborationServer::StartCollaboration(int32_t systemAbilityId, con
         return {COLLABORATION_NULL_TARGET, 0};
     }
     const Deadline deadline = Clock::now() + options_.answerLimit;
-    for (;;) {
-        int32_t sessionId = 0;
+    int32_t code = COLLABORATION_TIMED_OUT;
+    do {
+        SessionPtr session;
         bool reused = false;
-        int32_t code = EnsureSession(target->GetNetworkId(), deadline, sessionId, reused);
+        code = EnsureSession(target->GetNetworkId(), deadline, session, reused);
         if (code == COLLABORATION_OK) {
-            code = Ask(sessionId, *target, systemAbilityId, deadline);
+            code = Ask(session, *target, systemAbilityId, deadline);
         }
         if (code == COLLABORATION_OK) {
-            return {COLLABORATION_OK, sessionId};
+            return {COLLABORATION_OK, session->id};
         }
-        // A session that was kept may have died with a peer that has come back since: one fresh one may do.
-        if (!reused || code != COLLABORATION_NO_SUCH_SESSION) {
-            return {code == COLLABORATION_NO_SUCH_SESSION ? COLLABORATION_PEER_FAILED : code, 0};
+        // A session that was kept may have died with a peer that has come back since: a fresh one may do.
+        if (!reused) {
+            break;
         }
-    }
+    } while (code == COLLABORATION_NO_SUCH_SESSION && Clock::now() < deadline);
+    return {code == COLLABORATION_NO_SUCH_SESSION ? COLLABORATION_PEER_FAILED : code, 0};
 }
 
-int32_t CollaborationServer::EnsureSession(const std::string& networkId, Deadline deadline, int32_t& sessionId,
+int32_t CollaborationServer::EnsureSession(const std::string& networkId, Deadline deadline, SessionPtr& session,
                                            bool& reused)
 {
     const MutexLock lock(mutex_);
     const auto known = outbound_.find(networkId);
-    reused = known != outbound_.end();
-    if (reused) {
-        sessionId = known->second;
-    } else {
-        if (stopped_) {
-            return COLLABORATION_UNAVAILABLE;
-        }
-        SessionAttribute attribute{TYPE_BYTES, 3, {LINK_TYPE_WIFI_5G, LINK_TYPE_WIFI_2G, LINK_TYPE_BR}};
-        // Under the lock: the opened callback, on another thread, must find the session.
-        sessionId = OpenSession(COLLABORATION_SESSION, COLLABORATION_SESSION, networkId.c_str(), "", &attribute);
-        if (sessionId < 0) {
-            return FromSoftBus(sessionId);
-        }
-        outbound_[networkId] = sessionId;
-        sessions_[sessionId] = Session{networkId, false, false, {}, Clock::now()};
-        ArmExpiry(sessionId, options_.expiry);
+    if (known != outbound_.end()) {
+        session = known->second;
+        session->lastUse = Clock::now();
+    } else if (const int32_t code = BeginSession(networkId, session); code != COLLABORATION_OK) {
+        return code;
     }
-    for (;;) {
-        const auto session = sessions_.find(sessionId);
-        if (session == sessions_.end()) {
-            return reused ? COLLABORATION_NO_SUCH_SESSION : COLLABORATION_PEER_FAILED;
-        }
-        if (session->second.open) {
-            return COLLABORATION_OK;
-        }
-        if (!changed_.WaitUntil(mutex_, deadline)) {
+    reused = session->stage == Stage::OPEN;
+    while (session->stage == Stage::OPENING) {
+        if (!changed_.WaitUntil(mutex_, deadline) && session->stage == Stage::OPENING) {
             return COLLABORATION_TIMED_OUT;
         }
     }
+    return session->stage == Stage::OPEN ? COLLABORATION_OK : session->failure;
 }
 
-int32_t CollaborationServer::Ask(int32_t sessionId, const TargetInfo& target, int32_t systemAbilityId,
+int32_t CollaborationServer::BeginSession(const std::string& networkId, SessionPtr& session)
+{
+    if (stopped_) {
+        return COLLABORATION_UNAVAILABLE;
+    }
+    const SessionAttribute attribute{TYPE_BYTES, 3, {LINK_TYPE_WIFI_5G, LINK_TYPE_WIFI_2G, LINK_TYPE_BR}};
+    // Under the lock: the opened callback, on another thread, must find the session.
+    const int id = OpenSession(COLLABORATION_SESSION, COLLABORATION_SESSION, networkId.c_str(), "", &attribute);
+    if (id < 0) {
+        return FromSoftBus(id);
+    }
+    session = std::make_shared<Session>(Session{id, networkId, false});
+    outbound_[networkId] = session;
+    sessions_[id] = session;
+    return COLLABORATION_OK;
+}
+
+int32_t CollaborationServer::Ask(const SessionPtr& session, const TargetInfo& target, int32_t systemAbilityId,
                                  Deadline deadline)
 {
-    MutexLock lock(mutex_);
-    const uint32_t request = ++lastRequest_;
-    pending_[request] = Pending{sessionId, false, COLLABORATION_OK};
-    lock.Unlock();
-    const int sent = SendMessage(sessionId, StartMessage{request, systemAbilityId, target.GetFlags(),
-                                                         target.GetAction(), target.GetParameters()});
-    lock.Lock();
-    while (sent == SOFTBUS_OK && !pending_[request].answered && sessions_.contains(sessionId)) {
+    Pending pending{session->id};
+    uint32_t request = 0;
+    {
+        const MutexLock lock(mutex_);
+        request = ++lastRequest_;
+        pending_[request] = &pending;
+    }
+    Parcel parcel;
+    const bool fits = Encode(StartMessage{request, target.GetSystemAbilityId(), target.GetFlags(), target.GetAction(),
+                                          target.GetParameters()},
+                             parcel);
+    const int sent = fits ? Send(session->id, parcel) : SOFTBUS_OK;
+
+    const MutexLock lock(mutex_);
+    while (fits && sent == SOFTBUS_OK && !pending.answered && session->stage == Stage::OPEN) {
         if (!changed_.WaitUntil(mutex_, deadline)) {
             break;
         }
     }
-    const Pending result = pending_[request];
     pending_.erase(request);
-    const auto session = sessions_.find(sessionId);
-    if (result.answered) {
-        if (session != sessions_.end() && result.code == COLLABORATION_OK) {
-            session->second.abilities.insert(systemAbilityId);
-            session->second.lastUse = Clock::now();
-        }
-        return result.code;
+    if (!fits) {
+        return COLLABORATION_TOO_LARGE;
     }
-    if (sent != SOFTBUS_OK && sent != SOFTBUS_NO_SUCH_SESSION) {
-        return FromSoftBus(sent);
+    if (pending.answered) {
+        if (pending.code != COLLABORATION_OK) {
+            return COLLABORATION_PEER_FAILED;
+        }
+        session->abilities.insert(systemAbilityId);
+        session->lastUse = Clock::now();
+        return COLLABORATION_OK;
     }
     if (sent == SOFTBUS_NO_SUCH_SESSION) {
-        Remove(sessionId);
+        End(session, COLLABORATION_PEER_FAILED);
     }
-    return sessions_.contains(sessionId) ? COLLABORATION_TIMED_OUT : COLLABORATION_NO_SUCH_SESSION;
+    if (session->stage == Stage::ENDED) {
+        return COLLABORATION_NO_SUCH_SESSION;
+    }
+    return sent == SOFTBUS_OK ? COLLABORATION_TIMED_OUT : FromSoftBus(sent);
 }
+
+void CollaborationServer::HandleAnswer(int32_t sessionId, const AnswerMessage& answer)
+{
+    const MutexLock lock(mutex_);
+    const auto pending = pending_.find(answer.request);
+    // An answer that nobody waits for any more, or that came over another session, decides nothing.
+    if (pending != pending_.end() && pending->second->sessionId == sessionId) {
+        pending->second->answered = true;
+        pending->second->code = answer.code;
+        changed_.NotifyAll();
+    }
+}
+
+// ---- What runs
 
 int32_t CollaborationServer::StopCollaboration(int32_t sessionId)
 {
-    {
-        const MutexLock lock(mutex_);
-        if (!sessions_.contains(sessionId)) {
-            return COLLABORATION_NO_SUCH_SESSION;
-        }
-        Remove(sessionId);
+    const MutexLock lock(mutex_);
+    const auto session = sessions_.find(sessionId);
+    if (session == sessions_.end()) {
+        return COLLABORATION_NO_SUCH_SESSION;
     }
-    CloseSession(sessionId);
+    Close(session->second);
     return COLLABORATION_OK;
 }
 
@@ -232,75 +255,91 @@ int32_t CollaborationServer::GetCollaborationStartInfos(int32_t systemAbilityId,
 {
     const MutexLock lock(mutex_);
     infos.clear();
-    for (const auto& [sessionId, session] : sessions_) {
-        if (session.open && session.abilities.contains(systemAbilityId)) {
-            infos.push_back(MakeSptr<StartInfo>(sessionId, session.networkId, session.inbound));
+    for (const auto& [id, session] : sessions_) {
+        if (session->abilities.contains(systemAbilityId)) {
+            infos.push_back(MakeSptr<StartInfo>(id, session->networkId, session->inbound));
         }
     }
     return COLLABORATION_OK;
 }
 
-void CollaborationServer::Remove(int32_t sessionId)
+void CollaborationServer::End(SessionPtr session, int32_t failure)
 {
-    const auto session = sessions_.find(sessionId);
-    if (session == sessions_.end()) {
+    if (session->stage == Stage::ENDED) {
         return;
     }
-    const auto outbound = outbound_.find(session->second.networkId);
-    if (outbound != outbound_.end() && outbound->second == sessionId) {
-        outbound_.erase(outbound);
+    session->stage = Stage::ENDED;
+    session->failure = failure;
+    (void)Tasks::CancelTimer(session->expiry);
+    if (!session->inbound) {
+        outbound_.erase(session->networkId);
     }
-    sessions_.erase(session);
+    sessions_.erase(session->id);
     changed_.NotifyAll();
 }
 
-void CollaborationServer::ArmExpiry(int32_t sessionId, std::chrono::milliseconds delay)
+// Under the lock: an opened callback that is on its way must not take the session, forgotten but still open, for one
+// that the peer has opened.
+void CollaborationServer::Close(const SessionPtr& session)
 {
-    Tasks::RunAfter(delay, [self = sptr<CollaborationServer>(this), sessionId] { self->Expire(sessionId); });
+    const int32_t id = session->id;
+    End(session, COLLABORATION_PEER_FAILED);
+    CloseSession(id);
 }
 
-// The side that opened a session ends it once it has not been used for the expiry.
+void CollaborationServer::ArmExpiry(const SessionPtr& session, std::chrono::milliseconds delay)
+{
+    session->expiry =
+        Tasks::RunAfter(delay, [self = sptr<CollaborationServer>(this), id = session->id] { self->Expire(id); });
+}
+
 void CollaborationServer::Expire(int32_t sessionId)
 {
-    {
-        const MutexLock lock(mutex_);
-        const auto session = sessions_.find(sessionId);
-        if (session == sessions_.end()) {
-            return;
-        }
-        const auto idle = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - session->second.lastUse);
-        if (idle < options_.expiry) {
-            ArmExpiry(sessionId, options_.expiry - idle);
-            return;
-        }
-        Remove(sessionId);
+    const MutexLock lock(mutex_);
+    const auto found = sessions_.find(sessionId);
+    if (found == sessions_.end()) {
+        return;
     }
-    CloseSession(sessionId);
+    const SessionPtr session = found->second;
+    const auto idle = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - session->lastUse);
+    if (idle < options_.expiry) {
+        ArmExpiry(session, options_.expiry - idle);
+    } else {
+        Close(session);
+    }
 }
+
+// ---- From the soft bus, on session strands
 
 void CollaborationServer::OnOpened(int32_t sessionId, int32_t result)
 {
     const MutexLock lock(mutex_);
     const auto session = sessions_.find(sessionId);
     if (session != sessions_.end()) {
-        session->second.open = true;
         if (result != SOFTBUS_OK) {
-            Remove(sessionId);
+            End(session->second, FromSoftBus(result));
+            return;
         }
+        session->second->stage = Stage::OPEN;
+        session->second->lastUse = Clock::now();
+        ArmExpiry(session->second, options_.expiry);
         changed_.NotifyAll();
         return;
     }
     std::array<char, NETWORK_ID_BUF_LEN> networkId{};
     if (result == SOFTBUS_OK && !stopped_ &&
         GetPeerDeviceId(sessionId, networkId.data(), static_cast<unsigned int>(networkId.size())) == SOFTBUS_OK) {
-        sessions_[sessionId] = Session{networkId.data(), true, true, {}, Clock::now()};
+        sessions_[sessionId] = std::make_shared<Session>(Session{sessionId, networkId.data(), true, Stage::OPEN});
     }
 }
 
 void CollaborationServer::OnClosed(int32_t sessionId)
 {
     const MutexLock lock(mutex_);
-    Remove(sessionId);
+    const auto session = sessions_.find(sessionId);
+    if (session != sessions_.end()) {
+        End(session->second, COLLABORATION_PEER_FAILED);
+    }
 }
 
 void CollaborationServer::OnBytes(int32_t sessionId, const void* data, uint32_t size)
@@ -310,53 +349,56 @@ void CollaborationServer::OnBytes(int32_t sessionId, const void* data, uint32_t 
         HandleStart(sessionId, *start);
     } else if (const auto* answer = std::get_if<AnswerMessage>(&message)) {
         HandleAnswer(sessionId, *answer);
-    } else {
+    } else if (StopCollaboration(sessionId) == COLLABORATION_OK) {
         QuviewDFX::LogWarn(LABEL, "session %{public}d: a damaged message of %{public}u bytes; closed", sessionId, size);
-        (void)StopCollaboration(sessionId);
     }
 }
+
+// ---- Starts that a peer asks for
 
 void CollaborationServer::HandleStart(int32_t sessionId, const StartMessage& start)
 {
     // Loading may take seconds, and a session's strand must not.
-    Tasks::ElasticPool::Shared().Post(
-        [self = sptr<CollaborationServer>(this), sessionId, start] { self->WakeAndAnswer(sessionId, start); });
-}
-
-void CollaborationServer::WakeAndAnswer(int32_t sessionId, const StartMessage& start)
-{
-    int32_t code = COLLABORATION_PEER_FAILED;
-    const auto manager = SystemAbilityManagerClient::GetInstance().GetSystemAbilityManager();
-    // A peer may wake the service and nothing else of this device.
-    if (manager && start.systemAbilityId == COMM_DISTRIBUTED_NET_ABILITY_ID &&
-        manager->LoadSystemAbility(start.systemAbilityId) == ERR_OK) {
-        {
-            const MutexLock lock(mutex_);
-            const auto session = sessions_.find(sessionId);
-            if (session == sessions_.end()) {
-                return;
-            }
-            session->second.abilities.insert(start.systemAbilityId);
-            session->second.lastUse = Clock::now();
-        }
-        (void)manager->AnnounceSystemAbility(COLL_FWK_SA_ID);
-        code = COLLABORATION_OK;
-    } else {
-        QuviewDFX::LogWarn(LABEL, "session %{public}d: ability %{public}d is not to be woken or did not start",
-                           sessionId, start.systemAbilityId);
+    const bool posted = Tasks::ElasticPool::Shared().Post(
+        [self = sptr<CollaborationServer>(this), sessionId, id = start.systemAbilityId, request = start.request] {
+            self->Answer(sessionId, request, self->Wake(sessionId, id));
+        });
+    if (!posted) {
+        Answer(sessionId, start.request, COLLABORATION_PEER_FAILED);
     }
-    (void)SendMessage(sessionId, AnswerMessage{start.request, code});
 }
 
-void CollaborationServer::HandleAnswer(int32_t sessionId, const AnswerMessage& answer)
+int32_t CollaborationServer::Wake(int32_t sessionId, int32_t systemAbilityId)
 {
-    const MutexLock lock(mutex_);
-    const auto pending = pending_.find(answer.request);
-    // An answer that nobody waits for any more, or that came over another session, decides nothing.
-    if (pending != pending_.end() && pending->second.sessionId == sessionId) {
-        pending->second.answered = true;
-        pending->second.code = answer.code;
-        changed_.NotifyAll();
+    if (systemAbilityId != COMM_DISTRIBUTED_NET_ABILITY_ID) {
+        QuviewDFX::LogWarn(LABEL, "session %{public}d: ability %{public}d is not for a peer to wake", sessionId,
+                           systemAbilityId);
+        return COLLABORATION_PEER_FAILED;
+    }
+    const auto manager = SystemAbilityManagerClient::GetInstance().GetSystemAbilityManager();
+    const int32_t loaded = manager ? manager->LoadSystemAbility(systemAbilityId) : ERR_NOT_FOUND;
+    if (loaded != ERR_OK) {
+        QuviewDFX::LogWarn(LABEL, "session %{public}d: ability %{public}d did not start: %{public}d", sessionId,
+                           systemAbilityId, loaded);
+        return COLLABORATION_PEER_FAILED;
+    }
+    {
+        const MutexLock lock(mutex_);
+        const auto session = sessions_.find(sessionId);
+        if (session == sessions_.end()) {
+            return COLLABORATION_NO_SUCH_SESSION;
+        }
+        session->second->abilities.insert(systemAbilityId);
+    }
+    (void)manager->AnnounceSystemAbility(COLL_FWK_SA_ID);
+    return COLLABORATION_OK;
+}
+
+void CollaborationServer::Answer(int32_t sessionId, uint32_t request, int32_t code)
+{
+    Parcel parcel;
+    if (Encode(AnswerMessage{request, code}, parcel)) {
+        (void)Send(sessionId, parcel);  // a session that ended meanwhile needs no answer
     }
 }
 

@@ -17,6 +17,7 @@
 #include "platform/collaboration/collaboration_ability.h"
 #include "platform/collaboration/collaboration_message.h"
 #include "platform/ipc/iremote_object.h"
+#include "platform/tasks/timers.h"
 
 namespace Vexo::CollaborationFwk {
 
@@ -24,8 +25,8 @@ inline constexpr const char* COLLABORATION_PACKAGE = "vexo.distnet";
 inline constexpr const char* COLLABORATION_SESSION = "vexo.distnet.collaboration";
 
 struct CollaborationOptions {
-    std::chrono::milliseconds answerLimit{5'000};
-    std::chrono::milliseconds expiry{30'000};  // after the last start
+    std::chrono::milliseconds answerLimit{5'000};  // for a whole start
+    std::chrono::milliseconds expiry{30'000};  // of a session, after its last use; the side that opened it closes it
 };
 
 class CollaborationServer : public ICollaborationService, public IPCObjectStub {
@@ -48,40 +49,54 @@ private:
     template <typename T, typename... Args>
     friend sptr<T> Vexo::MakeSptr(Args&&... args);
 
+    enum class Stage { OPENING, OPEN, ENDED };
+    // One session to or from a peer. Its members are guarded by mutex_, but for id and networkId, which are constant.
     struct Session {
+        int32_t id;
         std::string networkId;
-        bool inbound = false;
-        bool open = false;
-        std::set<int32_t> abilities;  // that a start named and the peer, or we, could wake
-        std::chrono::steady_clock::time_point lastUse;
+        bool inbound;
+        Stage stage = Stage::OPENING;
+        int32_t failure = COLLABORATION_OK;  // once ended: what those hear who waited for it to open
+        std::set<int32_t> abilities = {};    // whose collaborations run over it
+        std::chrono::steady_clock::time_point lastUse = {};
+        Tasks::TimerId expiry = 0;  // of an open outbound session
     };
-    struct Pending {  // a start that waits for its answer
-        int32_t sessionId = 0;
+    using SessionPtr = std::shared_ptr<Session>;
+    // A start that waits for its answer; lives on the stack of Ask, guarded by mutex_.
+    struct Pending {
+        int32_t sessionId;
         bool answered = false;
         int32_t code = COLLABORATION_OK;
     };
+    using Deadline = std::chrono::steady_clock::time_point;
 
     explicit CollaborationServer(CollaborationOptions options);
 
-    using Deadline = std::chrono::steady_clock::time_point;
-    // The open session to the peer: an existing one (reused) or a new one. A CollaborationResult.
-    int32_t EnsureSession(const std::string& networkId, Deadline deadline, int32_t& sessionId, bool& reused);
-    int32_t Ask(int32_t sessionId, const TargetInfo& target, int32_t systemAbilityId, Deadline deadline);
-    void Remove(int32_t sessionId) REQUIRES(mutex_);
-    void ArmExpiry(int32_t sessionId, std::chrono::milliseconds delay);
-    void Expire(int32_t sessionId);
-    void HandleStart(int32_t sessionId, const StartMessage& start);
-    void WakeAndAnswer(int32_t sessionId, const StartMessage& start);
+    // Waits for the open session to the peer: the known one (reused, if it was open already) or a new one. A
+    // CollaborationResult.
+    int32_t EnsureSession(const std::string& networkId, Deadline deadline, SessionPtr& session, bool& reused);
+    int32_t BeginSession(const std::string& networkId, SessionPtr& session) REQUIRES(mutex_);
+    // Sends the start and waits for its answer. COLLABORATION_NO_SUCH_SESSION: the session ended first.
+    int32_t Ask(const SessionPtr& session, const TargetInfo& target, int32_t systemAbilityId, Deadline deadline);
     void HandleAnswer(int32_t sessionId, const AnswerMessage& answer);
+
+    void End(SessionPtr session, int32_t failure) REQUIRES(mutex_);
+    void Close(const SessionPtr& session) REQUIRES(mutex_);
+    void ArmExpiry(const SessionPtr& session, std::chrono::milliseconds delay) REQUIRES(mutex_);
+    void Expire(int32_t sessionId);
+
+    void HandleStart(int32_t sessionId, const StartMessage& start);
+    int32_t Wake(int32_t sessionId, int32_t systemAbilityId);
+    void Answer(int32_t sessionId, uint32_t request, int32_t code);
 
     const CollaborationOptions options_;
     Mutex mutex_;
-    CondVar changed_;  // a session opened or closed, or an answer came
+    CondVar changed_;  // a session opened or ended, or an answer came
     bool stopped_ GUARDED_BY(mutex_) = false;
     uint32_t lastRequest_ GUARDED_BY(mutex_) = 0;
-    std::map<int32_t, Session> sessions_ GUARDED_BY(mutex_);      // by session id, both directions
-    std::map<std::string, int32_t> outbound_ GUARDED_BY(mutex_);  // network id → the session that we opened
-    std::map<uint32_t, Pending> pending_ GUARDED_BY(mutex_);      // by request
+    std::map<int32_t, SessionPtr> sessions_ GUARDED_BY(mutex_);      // not ended, by id, both directions
+    std::map<std::string, SessionPtr> outbound_ GUARDED_BY(mutex_);  // those that this side opened, by network id
+    std::map<uint32_t, Pending*> pending_ GUARDED_BY(mutex_);        // by request
 };
 
 }  // namespace Vexo::CollaborationFwk
