@@ -13,8 +13,7 @@ namespace {
 constexpr const char16_t* TOKEN = u"Vexo.NetManagerStandard.IDistNetService";
 const std::string PEER(64, 'b');
 
-// Users of the test's policy: a system application with the permission, one without it, and an ordinary application
-// with it.
+// Users of the test's policy: a system application with the permission, one without it, an ordinary application.
 enum User : uid_t { SYSTEM = 70011, WITHOUT_PERMISSION = 70012, ORDINARY = 70013 };
 
 std::string Bytes(const MessageParcel& parcel)
@@ -71,7 +70,7 @@ protected:
         const std::vector<std::string> permission{"vexo.permission.CONNECTIVITY_INTERNAL"};
         InstallAccessPolicy({{{std::to_string(SYSTEM), "", TOKEN_HAP, APL_SYSTEM_BASIC, true, permission},
                               {std::to_string(WITHOUT_PERMISSION), "", TOKEN_HAP, APL_SYSTEM_BASIC, true, {}},
-                              {std::to_string(ORDINARY), "", TOKEN_HAP, APL_SYSTEM_BASIC, false, permission}}});
+                              {std::to_string(ORDINARY), "", TOKEN_HAP, APL_SYSTEM_BASIC, false, {}}}});
         arguments_.WriteInterfaceToken(TOKEN);
     }
     int Request(uint32_t code, User user = SYSTEM, pid_t pid = 100)

@@ -68,6 +68,7 @@ TEST_F(PermissionTest, FirstCachedVerdictStandsForEveryPermissionOfThatCaller)
     EXPECT_TRUE(As(BASIC, CheckPermissionWithCache, OTHER));
     EXPECT_FALSE(As(CORE, CheckPermissionWithCache, OTHER));
     EXPECT_FALSE(As(CORE, CheckPermissionWithCache, GRANTED));
+    EXPECT_EQ(log_.Count(" permission check failed, permission:"), 1U) << "a remembered verdict is not asked again";
     EXPECT_FALSE(As(BASIC, CheckPermission, OTHER)) << "only the cached check remembers";
 }
 
