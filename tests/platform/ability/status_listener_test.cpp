@@ -75,21 +75,13 @@ TEST_F(StatusListenerTest, HearsArrivalsAndDeparturesInOrderOnAnotherThread)
     EXPECT_FALSE(listener_->HeardOnThread(std::this_thread::get_id()));
 }
 
-TEST_F(StatusListenerTest, SubscribingToAPresentAbilityIsToldOnceOnAnotherThread)
+TEST_F(StatusListenerTest, SubscribingToAPresentAbilityAndAnnouncingAreNewsAndReplacingIsNone)
 {
     manager_->AddSystemAbility(ABILITY, object_);
-    manager_->AddSystemAbility(ABILITY, MakeSptr<IPCObjectStub>());
     ASSERT_EQ(manager_->SubscribeSystemAbility(ABILITY, listener_), ERR_OK);
     ASSERT_EQ(manager_->SubscribeSystemAbility(ABILITY, listener_), ERR_OK);
-    manager_->RemoveSystemAbility(ABILITY);
-    EXPECT_EQ(listener_->Heard(2), (std::vector<int32_t>{ABILITY, -ABILITY}));
+    EXPECT_EQ(listener_->Heard(1), std::vector<int32_t>{ABILITY});
     EXPECT_FALSE(listener_->HeardOnThread(std::this_thread::get_id()));
-}
-
-TEST_F(StatusListenerTest, ReplacingIsNoNewsAndAnnouncingIs)
-{
-    ASSERT_EQ(manager_->SubscribeSystemAbility(ABILITY, listener_), ERR_OK);
-    manager_->AddSystemAbility(ABILITY, object_);
     manager_->AddSystemAbility(ABILITY, MakeSptr<IPCObjectStub>());
     EXPECT_EQ(manager_->AnnounceSystemAbility(ABILITY), ERR_OK);
     manager_->RemoveSystemAbility(ABILITY);

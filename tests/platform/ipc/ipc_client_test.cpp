@@ -1,7 +1,5 @@
 #include "platform/ipc/ipc_client.h"
 
-#include <atomic>
-#include <fstream>
 #include <future>
 
 #include "tests/platform/ipc/ipc_test_server.h"
@@ -11,20 +9,6 @@ namespace {
 
 class IpcClientTest : public IpcTestServer {
 protected:
-    ~IpcClientTest() override { server_.reset(); }
-
-    // A server whose request 1 waits for the release; the others answer at once.
-    void ServeGate()
-    {
-        Serve([this](const IpcHeader& request, MessageParcel&, MessageParcel&) {
-            if (request.code == 1) {
-                entered_ = true;
-                released_.wait();
-            }
-            return IPC_OK;
-        });
-    }
-
     std::future<int32_t> CallGate(const std::shared_ptr<IpcConnection>& connection)
     {
         return std::async(std::launch::async, [connection] {
@@ -34,9 +18,6 @@ protected:
         });
     }
 
-    std::atomic<bool> entered_{false};
-    std::promise<void> release_;
-    std::shared_future<void> released_ = release_.get_future().share();
     MessageParcel data_;
     MessageParcel reply_;
 };
@@ -56,16 +37,20 @@ TEST_F(IpcClientTest, FailedConnectNamesSocketAndCause)
     }
 }
 
-TEST_F(IpcClientTest, ProxySendsToItsAbility)
+TEST_F(IpcClientTest, ProxySendsToItsAbilityAndNoticesAVanishedServer)
 {
     ServeEcho();
-    const auto proxy = MakeSptr<RemoteProxy>(Connect(), TEST_ABILITY, PATIENCE);
+    const auto connection = Connect();
+    const auto proxy = MakeSptr<RemoteProxy>(connection, TEST_ABILITY, PATIENCE);
     MessageOption option;
     int32_t value = 0;
     ASSERT_TRUE(data_.WriteInt32(11));
     EXPECT_EQ(proxy->SendRequest(1, data_, reply_, option), IPC_OK);
     EXPECT_TRUE(reply_.ReadInt32(value));
     EXPECT_EQ(value, 11);
+    server_.reset();
+    EXPECT_FALSE(connection->IsOpen());
+    EXPECT_EQ(proxy->SendRequest(1, data_, reply_, option), IPC_CLOSED);
 }
 
 TEST_F(IpcClientTest, LateReplyClosesTheConnection)
@@ -75,7 +60,7 @@ TEST_F(IpcClientTest, LateReplyClosesTheConnection)
     EXPECT_EQ(connection->Transact(TEST_ABILITY, 1, data_, reply_, std::chrono::milliseconds(20)), IPC_TIMED_OUT);
     EXPECT_FALSE(connection->IsOpen());
     EXPECT_EQ(connection->Transact(TEST_ABILITY, 2, data_, reply_, PATIENCE), IPC_CLOSED);
-    release_.set_value();
+    Release();
 }
 
 TEST_F(IpcClientTest, CallerThatCannotGetItsTurnTimesOutAndLeavesTheConnectionOpen)
@@ -83,9 +68,9 @@ TEST_F(IpcClientTest, CallerThatCannotGetItsTurnTimesOutAndLeavesTheConnectionOp
     ServeGate();
     const auto connection = Connect();
     std::future<int32_t> first = CallGate(connection);
-    ASSERT_TRUE(Eventually([this] { return entered_.load(); }));
+    ASSERT_TRUE(Entered(1));
     EXPECT_EQ(connection->Transact(TEST_ABILITY, 2, data_, reply_, std::chrono::milliseconds(20)), IPC_TIMED_OUT);
-    release_.set_value();
+    Release();
     EXPECT_EQ(first.get(), IPC_OK);
     EXPECT_EQ(connection->Transact(TEST_ABILITY, 2, data_, reply_, PATIENCE), IPC_OK);
 }
@@ -95,22 +80,10 @@ TEST_F(IpcClientTest, CloseEndsTheCallUnderWay)
     ServeGate();
     const auto connection = Connect();
     std::future<int32_t> call = CallGate(connection);
-    ASSERT_TRUE(Eventually([this] { return entered_.load(); }));
+    ASSERT_TRUE(Entered(1));
     connection->Close();
     EXPECT_EQ(call.get(), IPC_CLOSED);
-    release_.set_value();
-}
-
-TEST_F(IpcClientTest, VanishedServerIsNoticed)
-{
-    ServeEcho();
-    const auto connection = Connect();
-    ASSERT_TRUE(data_.WriteInt32(1));
-    EXPECT_EQ(connection->Transact(TEST_ABILITY, 1, data_, reply_, PATIENCE), IPC_OK);
-    EXPECT_TRUE(connection->IsOpen());
-    server_.reset();
-    EXPECT_FALSE(connection->IsOpen());
-    EXPECT_EQ(connection->Transact(TEST_ABILITY, 1, data_, reply_, PATIENCE), IPC_CLOSED);
+    Release();
 }
 
 TEST_F(IpcClientTest, ReplyThatDoesNotAnswerTheRequestClosesTheConnection)

@@ -12,35 +12,37 @@
 namespace Vexo::Ipc {
 namespace {
 
-using IpcServerTest = IpcTestServer;
+class IpcServerTest : public IpcTestServer {
+protected:
+    std::vector<UniqueFd> SendFromNewClients(int count, uint32_t code)
+    {
+        std::vector<UniqueFd> sockets;
+        for (int i = 0; i < count; ++i) {
+            sockets.push_back(ConnectRaw());
+            EXPECT_TRUE(SendRaw(sockets.back(), RequestOf(0, code)));
+        }
+        return sockets;
+    }
+    void ExpectDone(const std::vector<UniqueFd>& sockets)
+    {
+        for (const UniqueFd& socket : sockets) {
+            EXPECT_EQ(ReceiveRaw(socket).status, IPC_OK);
+        }
+    }
+};
 
-TEST_F(IpcServerTest, ReplyCarriesStatusAndParcelOfARefusalToo)
-{
-    Serve([](const IpcHeader& request, MessageParcel&, MessageParcel& reply) {
-        EXPECT_EQ(request.abilityId, TEST_ABILITY);
-        reply.WriteInt32(201);
-        return static_cast<int32_t>(request.code);
-    });
-    MessageParcel data;
-    MessageParcel reply;
-    int32_t value = 0;
-    EXPECT_EQ(Connect()->Transact(TEST_ABILITY, 305, data, reply, PATIENCE), 305);
-    EXPECT_TRUE(reply.ReadInt32(value));
-    EXPECT_EQ(value, 201);
-}
-
-TEST_F(IpcServerTest, LargestParcelTravelsBothWays)
+TEST_F(IpcServerTest, LargestParcelTravelsBothWaysWithARefusalToo)
 {
     Serve([](const IpcHeader&, MessageParcel& data, MessageParcel& reply) {
         std::string text;
-        return data.ReadString(text) && reply.WriteString(text) ? IPC_OK : IPC_UNKNOWN_REQUEST;
+        return data.ReadString(text) && reply.WriteString(text) ? IPC_UNKNOWN_REQUEST : IPC_OK;
     });
     const std::string text(MAX_PARCEL_SIZE - 8, 'x');
     MessageParcel data;
     MessageParcel reply;
     std::string echoed;
     ASSERT_TRUE(data.WriteString(text));
-    EXPECT_EQ(Connect()->Transact(TEST_ABILITY, 1, data, reply, PATIENCE), IPC_OK);
+    EXPECT_EQ(Connect()->Transact(TEST_ABILITY, 1, data, reply, PATIENCE), IPC_UNKNOWN_REQUEST);
     EXPECT_TRUE(reply.ReadString(echoed));
     EXPECT_TRUE(echoed == text);
 }
@@ -70,54 +72,23 @@ TEST_F(IpcServerTest, RequestsOfOneConnectionRunInOrderAndOneAtATime)
 
 TEST_F(IpcServerTest, SixtyFourBlockedRequestsDoNotDelayTheNext)
 {
-    constexpr size_t BLOCKED = 64;
-    std::promise<void> release;
-    const std::shared_future<void> released = release.get_future().share();
-    std::atomic<size_t> blocked{0};
-    Serve([&](const IpcHeader& request, MessageParcel&, MessageParcel&) {
-        if (request.code == 1) {
-            ++blocked;
-            released.wait();
-        }
-        return IPC_OK;
-    });
-    std::vector<UniqueFd> sockets;
-    for (size_t i = 0; i < BLOCKED; ++i) {
-        sockets.push_back(ConnectRaw());
-        ASSERT_TRUE(SendRaw(sockets.back(), RequestOf(0, 1)));
-    }
-    EXPECT_TRUE(Eventually([&] { return blocked == BLOCKED; }));
-    const UniqueFd next = ConnectRaw();
-    EXPECT_TRUE(SendRaw(next, RequestOf(0, 2)));
-    EXPECT_EQ(ReceiveRaw(next).status, IPC_OK);
-    EXPECT_EQ(blocked, BLOCKED);
-    release.set_value();
-    for (const UniqueFd& socket : sockets) {
-        EXPECT_EQ(ReceiveRaw(socket).status, IPC_OK);
-    }
+    ServeGate();
+    const std::vector<UniqueFd> blocked = SendFromNewClients(64, 1);
+    EXPECT_TRUE(Entered(64));
+    ExpectDone(SendFromNewClients(1, 2));
+    Release();
+    ExpectDone(blocked);
 }
 
 TEST_F(IpcServerTest, RequestsBeyondTheThreadLimitWaitAndAreServed)
 {
     options_.maxThreads = 2;
-    std::promise<void> release;
-    const std::shared_future<void> released = release.get_future().share();
-    Serve([&](const IpcHeader& request, MessageParcel&, MessageParcel&) {
-        if (request.code == 1) {
-            released.wait();
-        }
-        return IPC_OK;
-    });
-    std::vector<UniqueFd> sockets;
-    for (int i = 0; i < 4; ++i) {
-        sockets.push_back(ConnectRaw());
-        ASSERT_TRUE(SendRaw(sockets.back(), RequestOf(0, 1)));
-    }
-    EXPECT_TRUE(Eventually([&] { return server_->Counts().threads == 2; }));
-    release.set_value();
-    for (const UniqueFd& socket : sockets) {
-        EXPECT_EQ(ReceiveRaw(socket).status, IPC_OK);
-    }
+    ServeGate();
+    const std::vector<UniqueFd> clients = SendFromNewClients(4, 1);
+    EXPECT_TRUE(Entered(2));
+    EXPECT_EQ(server_->Counts().threads, 2U);
+    Release();
+    ExpectDone(clients);
 }
 
 TEST_F(IpcServerTest, IdleWorkersLeaveButTheLast)
@@ -187,18 +158,12 @@ TEST_F(IpcServerTest, ClientThatLeavesItsRepliesUnreadIsClosedAndHoldsNoWorker)
 
 TEST_F(IpcServerTest, ClientMayLeaveWhileItsRequestRuns)
 {
-    std::promise<void> entered;
-    std::promise<void> release;
-    Serve([&](const IpcHeader&, MessageParcel&, MessageParcel&) {
-        entered.set_value();
-        release.get_future().wait();
-        return IPC_OK;
-    });
+    ServeGate();
     UniqueFd socket = ConnectRaw();
     ASSERT_TRUE(SendRaw(socket, RequestOf(1)));
-    entered.get_future().wait();
+    ASSERT_TRUE(Entered(1));
     socket.Reset();
-    release.set_value();
+    Release();
     EXPECT_TRUE(Eventually([&] { return server_->Counts().connections == 0; }));
 }
 
@@ -261,7 +226,11 @@ TEST_F(IpcServerTest, SocketFileOfADeadServerIsReplacedAndThatOfALivingOneRefuse
         ASSERT_TRUE(dead);
         ASSERT_TRUE(std::filesystem::exists(options_.socketPath));
     }
+    options_.socketMode = 0622;
     ServeEcho();
+    struct stat status {};
+    ASSERT_EQ(::stat(options_.socketPath.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 0777, 0622U);  // whatever the umask
     const auto second = IpcServer::Start(options_, nullptr, nullptr);
     ASSERT_FALSE(second);
     EXPECT_EQ(second.Message(), options_.socketPath + ": in use by another process");
@@ -291,30 +260,15 @@ TEST_F(IpcServerTest, SocketPathThatCannotServeIsNamedWithItsCause)
     EXPECT_TRUE(std::filesystem::exists(file));
 }
 
-TEST_F(IpcServerTest, SocketHasTheModeItWasGivenWhateverTheUmask)
-{
-    options_.socketMode = 0622;
-    ServeEcho();
-    struct stat status {};
-    ASSERT_EQ(::stat(options_.socketPath.c_str(), &status), 0);
-    EXPECT_EQ(status.st_mode & 0777, 0622U);
-}
-
 TEST_F(IpcServerTest, AfterStopAcceptingTheSocketIsGoneAndARunningRequestIsAnswered)
 {
-    std::promise<void> entered;
-    std::promise<void> release;
-    Serve([&](const IpcHeader&, MessageParcel&, MessageParcel&) {
-        entered.set_value();
-        release.get_future().wait();
-        return IPC_OK;
-    });
+    ServeGate();
     const UniqueFd socket = ConnectRaw();
     ASSERT_TRUE(SendRaw(socket, RequestOf(1)));
-    entered.get_future().wait();
+    ASSERT_TRUE(Entered(1));
     server_->StopAccepting();
     EXPECT_FALSE(std::filesystem::exists(options_.socketPath));
-    release.set_value();
+    Release();
     EXPECT_EQ(ReceiveRaw(socket).status, IPC_OK);
     EXPECT_TRUE(Eventually([&] { return server_->Counts().threads == 0; }));
 }

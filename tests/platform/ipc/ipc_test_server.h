@@ -6,9 +6,11 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <filesystem>
 #include <functional>
+#include <future>
 #include <memory>
 #include <string>
 #include <thread>
@@ -72,6 +74,23 @@ protected:
         });
     }
 
+    // Request 1 waits until Release; the others are answered at once.
+    void ServeGate()
+    {
+        Serve([this](const IpcHeader& request, MessageParcel&, MessageParcel&) {
+            if (request.code == 1) {
+                ++entered_;
+                released_.wait();
+            }
+            return IPC_OK;
+        });
+    }
+    void Release() { release_.set_value(); }
+    bool Entered(size_t count)
+    {
+        return Eventually([this, count] { return entered_ == count; });
+    }
+
     std::shared_ptr<IpcConnection> Connect() const
     {
         auto connection = IpcConnection::Connect(options_.socketPath);
@@ -87,6 +106,9 @@ protected:
         return std::move(socket.Value());
     }
 
+    std::atomic<size_t> entered_{0};
+    std::promise<void> release_;
+    std::shared_future<void> released_ = release_.get_future().share();
     std::filesystem::path folder_;
     IpcServerOptions options_;
     std::unique_ptr<IpcServer> server_;
