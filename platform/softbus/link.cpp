@@ -22,11 +22,6 @@ constexpr size_t RECORD_BYTES = 16 * 1024;  // the most that one TLS record carr
 // What one link may read before the others get their turn.
 constexpr int RECORDS_PER_TURN = 16;
 
-bool IsUnexpectedEof()
-{
-    return ERR_GET_REASON(ERR_peek_error()) == SSL_R_UNEXPECTED_EOF_WHILE_READING;
-}
-
 std::string SystemError(int error)
 {
     return error == 0 ? "the peer went away" : std::strerror(error);
@@ -149,6 +144,19 @@ void Link::OnReadable()
     }
 }
 
+// True when OpenSSL only waits for the socket: the call that it wants again is arranged.
+bool Link::MustWait(int sslError)
+{
+    if (sslError == SSL_ERROR_WANT_READ) {
+        WaitReadable();
+    } else if (sslError == SSL_ERROR_WANT_WRITE) {
+        WaitWritable();
+    } else {
+        return false;
+    }
+    return true;
+}
+
 // --- handshake ---
 
 void Link::Handshake()
@@ -164,23 +172,9 @@ void Link::Handshake()
         return;
     }
     const int systemError = errno;
-    switch (SSL_get_error(ssl_.get(), result)) {
-        case SSL_ERROR_WANT_READ:
-            WaitReadable();
-            break;
-        case SSL_ERROR_WANT_WRITE:
-            WaitWritable();
-            break;
-        case SSL_ERROR_SSL:
-            if (IsUnexpectedEof()) {
-                End(LinkEnd::BROKEN, SystemError(0));
-            } else {
-                End(LinkEnd::REFUSED, tls_->DescribeFailure(ssl_.get()));
-            }
-            break;
-        default:
-            End(LinkEnd::BROKEN, SystemError(systemError));
-            break;
+    const int error = SSL_get_error(ssl_.get(), result);
+    if (!MustWait(error)) {
+        EndByTls(error, systemError);
     }
 }
 
@@ -295,28 +289,11 @@ bool Link::Decode(std::string_view input)
 void Link::ReadFailed(int result)
 {
     const int systemError = errno;
-    switch (SSL_get_error(ssl_.get(), result)) {
-        case SSL_ERROR_WANT_READ:
-            WaitReadable();
-            break;
-        case SSL_ERROR_WANT_WRITE:
-            WaitWritable();
-            WaitReadable();
-            break;
-        case SSL_ERROR_ZERO_RETURN:
-            End(LinkEnd::CLOSED, "closed by the peer");
-            break;
-        case SSL_ERROR_SSL:
-            // In TLS 1.3 a client learns only now that the server did not accept its certificate.
-            if (IsUnexpectedEof()) {
-                End(LinkEnd::BROKEN, SystemError(0));
-            } else {
-                End(firstFrameSeen_ ? LinkEnd::BROKEN : LinkEnd::REFUSED, tls_->DescribeFailure(ssl_.get()));
-            }
-            break;
-        default:
-            End(LinkEnd::BROKEN, SystemError(systemError));
-            break;
+    const int error = SSL_get_error(ssl_.get(), result);
+    if (!MustWait(error)) {
+        EndByTls(error, systemError);
+    } else if (error == SSL_ERROR_WANT_WRITE) {
+        WaitReadable();
     }
 }
 
@@ -366,24 +343,17 @@ bool Link::WriteChunk()
         return true;
     }
     const int systemError = errno;
-    switch (SSL_get_error(ssl_.get(), sent)) {
-        case SSL_ERROR_WANT_WRITE:
-            WaitWritable();
-            break;
-        case SSL_ERROR_WANT_READ:
-            WaitReadable();
-            break;
-        default:
-            // What the peer sent before it went away is still to be read, and reading finds the end.
-            if (state_ == State::READY && !paused_) {
-                queue_.Close();
-                writing_ = {};
-                written_ = 0;
-                ReadLater();
-            } else {
-                End(LinkEnd::BROKEN, SystemError(systemError));
-            }
-            break;
+    if (MustWait(SSL_get_error(ssl_.get(), sent))) {
+        return false;
+    }
+    if (state_ == State::READY && !paused_) {
+        // What the peer sent before it went away is still to be read, and reading finds the end.
+        queue_.Close();
+        writing_ = {};
+        written_ = 0;
+        ReadLater();
+    } else {
+        End(LinkEnd::BROKEN, SystemError(systemError));
     }
     return false;
 }
@@ -454,6 +424,20 @@ void Link::Abort()
 {
     owner_.reset();
     Release();
+}
+
+void Link::EndByTls(int sslError, int systemError)
+{
+    if (sslError == SSL_ERROR_ZERO_RETURN) {
+        End(LinkEnd::CLOSED, "closed by the peer");
+    } else if (sslError != SSL_ERROR_SSL) {
+        End(LinkEnd::BROKEN, SystemError(systemError));
+    } else if (ERR_GET_REASON(ERR_peek_error()) == SSL_R_UNEXPECTED_EOF_WHILE_READING) {
+        End(LinkEnd::BROKEN, SystemError(0));
+    } else {
+        // In TLS 1.3 a client learns only after its handshake that the server did not accept its certificate.
+        End(firstFrameSeen_ ? LinkEnd::BROKEN : LinkEnd::REFUSED, tls_->DescribeFailure(ssl_.get()));
+    }
 }
 
 void Link::Refuse(const std::string& why)

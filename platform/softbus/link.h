@@ -94,6 +94,7 @@ private:
     void WaitReadable();
     void WaitWritable();
     void OnReadable();
+    bool MustWait(int sslError);
     void ReadSome();
     void ReadLater();
     bool DecodeUnread();
@@ -104,6 +105,7 @@ private:
     void SayGoodbye();
     void StartLinger();
     void Discard();
+    void EndByTls(int sslError, int systemError);
     void End(LinkEnd end, const std::string& why);
     void Release();
     void SetDeadline(std::chrono::milliseconds limit);

@@ -103,11 +103,12 @@ void Sessions::Accept(const std::shared_ptr<Link>& link, const struct Open& open
 void Sessions::Stop()
 {
     stopped_ = true;
+    for (const SessionPtr& session : table_->List()) {
+        session->Silence();
+        session->SetClosed();
+        table_->Remove(session->Id());
+    }
     for (const auto& [id, link] : std::map<int, std::shared_ptr<SessionLink>>(links_)) {
-        if (const SessionPtr session = table_->Remove(id)) {
-            session->Silence();
-            session->SetClosed();
-        }
         link->Close(SOFTBUS_UNAVAILABLE);
     }
     for (const auto& peer : std::set<std::shared_ptr<WaitingPeer>>(waitingPeers_)) {

@@ -82,8 +82,9 @@ template <int Slot>
 struct Listener {
     static Recorder& Events()
     {
-        static Recorder recorder;
-        return recorder;
+        // Never destroyed: a callback may still run when the program ends.
+        static Recorder* const recorder = std::make_unique<Recorder>().release();
+        return *recorder;
     }
     static ISessionListener Table()
     {
