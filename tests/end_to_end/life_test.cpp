@@ -1,12 +1,19 @@
-// The life of the service and of the daemon, through real processes: who keeps the service running, how it comes back, and
-// what refused callers, second daemons and signals meet.
+// The life of the service and of the daemon, through real processes: who keeps the service running, how it comes back,
+// and what refused callers, second daemons and signals meet.
 
 #include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
 
 #include <algorithm>
+#include <array>
 #include <csignal>
 #include <fstream>
 
+#include "platform/ability/ability_ids.h"
+#include "platform/base/unique_fd.h"
+#include "platform/ipc/ipc_client.h"
+#include "platform/ipc/wire.h"
 #include "tests/end_to_end/world.h"
 
 namespace Vexo::EndToEnd {
@@ -61,9 +68,38 @@ TEST_F(LifeTest, AnInterruptedCommandReleasesTheService)
     EXPECT_TRUE(ServiceBecomes("stopped")) << device_.Log();
 }
 
+TEST_F(LifeTest, AForgedTokenAndHostileDatagramsAreAnsweredAndTheDaemonGoesOn)
+{
+    const auto connected = Ipc::IpcConnection::Connect(device_.Socket());
+    ASSERT_TRUE(connected);
+    MessageParcel data;
+    MessageParcel reply;
+    data.WriteInterfaceToken(u"Vexo.NetManagerStandard.IDistNetServicf");
+    EXPECT_EQ(connected.Value()->Transact(COMM_DISTRIBUTED_NET_ABILITY_ID, 0, data, reply, PATIENCE),
+              IPC_UNKNOWN_REQUEST);
+    int32_t code = 0;
+    EXPECT_TRUE(reply.ReadInt32(code));
+    EXPECT_EQ(code, 1004500108);
+
+    const UniqueFd raw(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
+    sockaddr_un to{};
+    to.sun_family = AF_UNIX;
+    device_.Socket().copy(to.sun_path, sizeof(to.sun_path) - 1);
+    ASSERT_EQ(::connect(raw.Get(), reinterpret_cast<const sockaddr*>(&to), sizeof(to)), 0);
+    for (const size_t size : {size_t{1}, size_t{15}, size_t{16}, Ipc::MAX_DATAGRAM_SIZE + 1}) {
+        const std::string bytes(size, '\xFF');
+        ASSERT_EQ(::send(raw.Get(), bytes.data(), size, MSG_NOSIGNAL), static_cast<ssize_t>(size));
+        std::array<uint8_t, 64> answer{};
+        EXPECT_EQ(::recv(raw.Get(), answer.data(), answer.size(), 0), static_cast<ssize_t>(Ipc::IPC_HEADER_SIZE))
+            << size;
+    }
+    EXPECT_EQ(device_.Status("device.name"), "laptop");
+}
+
 TEST_F(LifeTest, ASecondDaemonOfTheSameStateFolderIsRefused)
 {
-    Process second({DISTNET_BIN_DIR "/distnetd", "--config", world_.Path() / "laptop.json"}, world_.Path() / "second.log");
+    Process second({DISTNET_BIN_DIR "/distnetd", "--config", world_.Path() / "laptop.json"},
+                   world_.Path() / "second.log");
     EXPECT_EQ(second.Wait(), 1);
     EXPECT_NE(second.Output().find(std::to_string(device_.Daemon().Pid())), std::string::npos) << second.Output();
     EXPECT_NE(device_.Connect(), nullptr);

@@ -1,5 +1,5 @@
-// The main job through real processes: two daemons of one account, a start in each direction, and what a failing step does to
-// code, event and the next request.
+// The main job through real processes: two daemons of one account, a start in each direction, and what a failing step
+// does to code, event and the next request.
 
 #include <gtest/gtest.h>
 
@@ -84,10 +84,15 @@ TEST_F(StartTest, TenClientsAtOnceAreAllServed)
 
 struct FaultRow {
     const char* name;
-    const char* device;       // whose simulated radio fails
+    const char* device;  // whose simulated radio fails
     const char* assignment;
-    const char* event;        // what the requester's event says
+    const char* event;  // what the requester's event says
 };
+
+void PrintTo(const FaultRow& row, std::ostream* out)
+{
+    *out << row.name;
+}
 
 class FaultTest : public StartTest, public testing::WithParamInterface<FaultRow> {};
 

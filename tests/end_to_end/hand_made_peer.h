@@ -1,0 +1,59 @@
+// HandMadePeer: a device of the account that lives in the test process: real link, real certificate, but what it
+// answers is the test's to say. One at a time in a process.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/ability/system_ability_manager.h"
+#include "platform/base/mutex.h"
+#include "platform/collaboration/collaboration_server.h"
+#include "platform/softbus/softbus_server.h"
+#include "tests/end_to_end/world.h"
+
+namespace Vexo::EndToEnd {
+
+inline constexpr const char* HOTSPOT_PACKAGE = "vexo.communication.network_connectivity_ext";
+inline constexpr const char* HOTSPOT_SESSION = "vexo.communication.network_connectivity_ext.distributed";
+
+class HandMadePeer {
+public:
+    // device: enrolled, its daemon not running.
+    HandMadePeer(const World& world, const Device& device);
+    ~HandMadePeer();
+    HandMadePeer(const HandMadePeer&) = delete;
+    HandMadePeer& operator=(const HandMadePeer&) = delete;
+
+    const std::string& NetworkId() const { return networkId_; }
+    bool Sees(const std::string& networkId) const;
+
+    // What it sends back when a request arrives; empty: nothing.
+    void AnswerWith(std::string frame);
+    // Opens a session to a device, sends the bytes and returns the first message that comes back; empty when the
+    // session ends or nothing comes.
+    std::string Ask(const std::string& networkId, const std::string& bytes);
+
+private:
+    static int OnOpened(int sessionId, int result);
+    static void OnClosed(int sessionId);
+    static void OnBytes(int sessionId, const void* data, unsigned int size);
+
+    std::string networkId_;
+    sptr<SystemAbilityManager> manager_;
+    sptr<SoftBus::SoftBusServer> softBus_;
+    sptr<CollaborationFwk::CollaborationServer> collaboration_;
+    Mutex mutex_;
+    CondVar changed_;
+    std::string answer_ GUARDED_BY(mutex_);
+    int asked_ GUARDED_BY(mutex_) = 0;  // the session that Ask opened
+    bool opened_ GUARDED_BY(mutex_) = false;
+    bool ended_ GUARDED_BY(mutex_) = false;
+    std::string reply_ GUARDED_BY(mutex_);
+};
+
+// A type-4 frame with the JSON text; declared: what its header says instead of the text's length.
+std::string ResponseFrame(const std::string& json, int64_t declared = -1);
+
+}  // namespace Vexo::EndToEnd
