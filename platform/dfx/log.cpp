@@ -7,9 +7,9 @@
 #include <charconv>
 #include <ctime>
 #include <memory>
+#include <memory_resource>
 #include <string>
 
-#include "platform/base/mutex.h"
 #include "platform/dfx/sink_holder.h"
 #include "platform/dfx/sinks.h"
 
@@ -17,14 +17,13 @@ namespace Vexo::QuviewDFX {
 
 namespace {
 
+// A line is built on the stack up to this length, and beyond it on the heap.
+constexpr size_t STACK_BYTES = 512;
+using Text = std::pmr::string;
+
 std::atomic<LogLevel> g_level{LogLevel::INFO};
 
-// Never destroyed: threads log until the process is gone.
-SinkHolder<LogSink>& Holder()
-{
-    static auto* const holder = new SinkHolder<LogSink>;  // NOLINT(cppcoreguidelines-owning-memory)
-    return *holder;
-}
+constinit NeverDestroyed<SinkHolder<LogSink>> g_sink;
 
 char LevelLetter(LogLevel level)
 {
@@ -48,8 +47,10 @@ public:
     void Write(const LogRecord& record) noexcept override
     {
         try {
-            thread_local std::string line;
-            line.clear();
+            std::array<char, STACK_BYTES> stack;
+            std::pmr::monotonic_buffer_resource memory(stack.data(), stack.size());
+            Text line(&memory);
+            line.reserve(STACK_BYTES - 1);
             AppendTime(line);
             line += {' ', LevelLetter(record.level), ' '};
             line += record.label.tag;
@@ -66,7 +67,7 @@ public:
     }
 
 private:
-    static void AppendTime(std::string& line)
+    static void AppendTime(Text& line)
     {
         timespec now{};
         clock_gettime(CLOCK_REALTIME, &now);
@@ -81,7 +82,7 @@ private:
     }
 
     // One record is one line, whatever a peer's name holds.
-    static void AppendPrintable(std::string& line, std::string_view message)
+    static void AppendPrintable(Text& line, std::string_view message)
     {
         for (const char c : message) {
             line += (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) ? '?' : c;
@@ -89,7 +90,7 @@ private:
     }
 };
 
-void AppendArgument(std::string& out, const LogArgument& argument)
+void AppendArgument(Text& out, const LogArgument& argument)
 {
     std::array<char, 24> digits{};
     std::to_chars_result end{digits.data(), {}};
@@ -109,7 +110,7 @@ void AppendArgument(std::string& out, const LogArgument& argument)
 }
 
 // The format has been checked against the arguments when the program was compiled.
-void Format(std::string& out, std::string_view format, const LogArgument* arguments)
+void Format(Text& out, std::string_view format, const LogArgument* arguments)
 {
     constexpr std::string_view PUBLIC = "{public}";
     constexpr std::string_view PRIVATE = "{private}";
@@ -146,16 +147,16 @@ void WriteLog(LogLevel level, const LogLabel& label, std::string_view format, co
               size_t /*count*/) noexcept
 {
     try {
-        std::string message;
-        message.reserve(256);
+        std::array<char, STACK_BYTES> stack;
+        std::pmr::monotonic_buffer_resource memory(stack.data(), stack.size());
+        Text message(&memory);
+        message.reserve(STACK_BYTES - 1);
         Format(message, format, arguments);
-        std::shared_ptr<LogSink> sink = Holder().Get();
-        if (!sink) {
-            static StderrLogSink fallback;
-            fallback.Write({level, label, message});
-            return;
+        if (const std::shared_ptr<LogSink> sink = g_sink.value.Get()) {
+            sink->Write({level, label, message});
+        } else {
+            StderrLogSink().Write({level, label, message});
         }
-        sink->Write({level, label, message});
     } catch (...) {
         // A log call never fails: without memory the record is lost.
     }
@@ -163,7 +164,7 @@ void WriteLog(LogLevel level, const LogLabel& label, std::string_view format, co
 
 void SetLogSink(std::shared_ptr<LogSink> sink)
 {
-    Holder().Set(std::move(sink));
+    g_sink.value.Set(std::move(sink));
 }
 
 std::shared_ptr<LogSink> MakeStderrLogSink()

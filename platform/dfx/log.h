@@ -80,7 +80,9 @@ LogArgument MakeLogArgument(const T& value)
 {
     constexpr LogArgument::Kind kind = LogKindOf<T>();
     LogArgument argument{kind, 0, 0, {}};
-    if constexpr (kind == LogArgument::Kind::TEXT) {
+    if constexpr (std::is_pointer_v<T>) {
+        argument.text = value != nullptr ? std::string_view(value) : "(null)";
+    } else if constexpr (kind == LogArgument::Kind::TEXT) {
         argument.text = std::string_view(value);
     } else if constexpr (kind == LogArgument::Kind::SIGNED) {
         argument.number = static_cast<int64_t>(value);

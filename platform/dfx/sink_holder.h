@@ -1,5 +1,5 @@
 // SinkHolder: the current sink of one kind, replaced as a whole. Readers take their own reference under a lock that is
-// held for a pointer copy only; a flag answers "is there one?" without it.
+// held for a pointer copy only; a flag answers "is there one?" without it. Any thread.
 #pragma once
 
 #include <atomic>
@@ -35,6 +35,16 @@ private:
     std::atomic<bool> set_{false};
     Mutex mutex_;
     std::shared_ptr<Sink> sink_ GUARDED_BY(mutex_);
+};
+
+// A global that is constant-initialised and never destroyed: threads report until the process is gone, and reaching it
+// costs no check.
+template <typename T>
+union NeverDestroyed {
+    constexpr NeverDestroyed() : value() {}
+    ~NeverDestroyed() {}  // NOLINT(modernize-use-equals-default): "= default" would be deleted
+
+    T value;
 };
 
 }  // namespace Vexo::QuviewDFX

@@ -9,6 +9,8 @@
 #include <cerrno>
 #include <cstring>
 #include <ctime>
+#include <cwchar>
+#include <locale>
 
 #include "platform/base/unique_fd.h"
 #include "platform/dfx/sink_holder.h"
@@ -21,12 +23,7 @@ constexpr int REFUSED = -1;       // a name that is none
 constexpr int WRITE_FAILED = -2;  // the sink lost it
 constexpr size_t MAX_NAME = 32;
 
-// Never destroyed: threads report until the process is gone.
-SinkHolder<SysEventSink>& Holder()
-{
-    static auto* const holder = new SinkHolder<SysEventSink>;  // NOLINT(cppcoreguidelines-owning-memory)
-    return *holder;
-}
+constinit NeverDestroyed<SinkHolder<SysEventSink>> g_sink;
 
 bool IsName(const std::string& name)
 {
@@ -48,6 +45,28 @@ std::string Rfc3339(std::chrono::system_clock::time_point time)
     return std::string(text.data(), length) + "." + fraction + "Z";
 }
 
+// JSON text is UTF-8 (RFC 8259, 8.1): what is none, and a NUL, which would end the text, becomes U+FFFD.
+std::string AsUtf8(std::string text)
+{
+    using Utf8 = std::codecvt<char32_t, char8_t, std::mbstate_t>;
+    std::replace(text.begin(), text.end(), '\0', '\xFF');
+    std::string result;
+    std::string_view rest = text;
+    while (!rest.empty()) {
+        std::mbstate_t state{};
+        const auto* begin = reinterpret_cast<const char8_t*>(rest.data());
+        const int valid =
+            std::use_facet<Utf8>(std::locale::classic()).length(state, begin, begin + rest.size(), rest.size());
+        result += rest.substr(0, static_cast<size_t>(valid));
+        rest.remove_prefix(static_cast<size_t>(valid));
+        if (!rest.empty()) {
+            result += "\xEF\xBF\xBD";
+            rest.remove_prefix(1);
+        }
+    }
+    return result;
+}
+
 std::string JsonLine(const SysEventRecord& record)
 {
     const std::unique_ptr<cJSON, decltype(&cJSON_Delete)> object(cJSON_CreateObject(), &cJSON_Delete);
@@ -60,7 +79,8 @@ std::string JsonLine(const SysEventRecord& record)
         if (const auto* number = std::get_if<int32_t>(&parameter.value)) {
             cJSON_AddNumberToObject(parameters, parameter.key.c_str(), *number);
         } else {
-            cJSON_AddStringToObject(parameters, parameter.key.c_str(), std::get<std::string>(parameter.value).c_str());
+            cJSON_AddStringToObject(parameters, parameter.key.c_str(),
+                                    AsUtf8(std::get<std::string>(parameter.value)).c_str());
         }
     }
     const std::unique_ptr<char, decltype(&cJSON_free)> text(cJSON_PrintUnformatted(object.get()), &cJSON_free);
@@ -97,13 +117,13 @@ int QuSysEvent::WriteRecord(const std::string& domain, const std::string& name, 
     if (!IsName(domain) || !IsName(name) || !keysAreNames) {
         return REFUSED;
     }
-    const std::shared_ptr<SysEventSink> sink = Holder().Get();
+    const std::shared_ptr<SysEventSink> sink = g_sink.value.Get();
     return sink ? sink->Write({std::chrono::system_clock::now(), domain, name, type, std::move(parameters)}) : 0;
 }
 
 void SetSysEventSink(std::shared_ptr<SysEventSink> sink)
 {
-    Holder().Set(std::move(sink));
+    g_sink.value.Set(std::move(sink));
 }
 
 Result<std::shared_ptr<SysEventSink>> MakeJsonLinesSysEventSink(const std::filesystem::path& file)

@@ -9,20 +9,14 @@ namespace {
 
 using QuviewDFX::TracePhase;
 
-// Never destroyed: threads trace until the process is gone.
-QuviewDFX::SinkHolder<QuviewDFX::TraceSink>& Holder()
-{
-    static auto* const holder =
-        new QuviewDFX::SinkHolder<QuviewDFX::TraceSink>;  // NOLINT(cppcoreguidelines-owning-memory)
-    return *holder;
-}
+constinit QuviewDFX::NeverDestroyed<QuviewDFX::SinkHolder<QuviewDFX::TraceSink>> g_sink;
 
 void WriteTrace(TracePhase phase, uint64_t tag, std::string_view name, int32_t taskId)
 {
-    if (!Holder().IsSet()) {
+    if (!g_sink.value.IsSet()) {
         return;
     }
-    if (const auto sink = Holder().Get()) {
+    if (const auto sink = g_sink.value.Get()) {
         sink->Write(phase, tag, name, taskId);
     }
 }
@@ -53,7 +47,7 @@ namespace QuviewDFX {
 
 void SetTraceSink(std::shared_ptr<TraceSink> sink)
 {
-    Holder().Set(std::move(sink));
+    g_sink.value.Set(std::move(sink));
 }
 
 }  // namespace QuviewDFX

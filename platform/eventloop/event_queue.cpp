@@ -1,5 +1,6 @@
 #include "platform/eventloop/event_queue.h"
 
+#include <algorithm>
 #include <exception>
 #include <utility>
 
@@ -8,6 +9,8 @@
 namespace Vexo::AppExecFwk {
 
 namespace {
+
+constexpr std::chrono::hours LONGEST_DELAY{24 * 365 * 10};  // a longer one could overflow the clock
 
 void DeliverGuarded(const EventQueue::Deliver& deliver, const std::string& taskName)
 {
@@ -28,8 +31,9 @@ void EventQueue::Add(std::chrono::milliseconds delay, uint32_t priority, uint64_
 {
     const MutexLock lock(mutex_);
     if (!stopped_) {
-        entries_.emplace(Place{Clock::now() + delay, priority, ++posted_},
-                         Entry{owner, std::move(taskName), std::move(deliver)});
+        entries_.emplace(
+            Place{Clock::now() + std::min<std::chrono::milliseconds>(delay, LONGEST_DELAY), priority, ++posted_},
+            Entry{owner, std::move(taskName), std::move(deliver)});
         changed_.NotifyAll();
     }
 }

@@ -11,13 +11,21 @@
 
 #include "platform/base/mutex.h"
 #include "platform/dfx/log.h"
+#include "platform/tasks/timers.h"
 
 namespace Vexo::Tasks {
 
 namespace {
 
+using Clock = std::chrono::steady_clock;
+
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Tasks"};
 constexpr size_t MAX_THREAD_NAME = 15;  // pthread_setname_np(3)
+
+struct Job {
+    Work work;
+    Work finished;  // may be empty
+};
 
 void RunGuarded(const Work& work)
 {
@@ -38,24 +46,34 @@ class ElasticPool::State : public std::enable_shared_from_this<State> {
 public:
     State(std::string name, size_t maxThreads) : name_(name.substr(0, MAX_THREAD_NAME)), maxThreads_(maxThreads) {}
 
-    bool Post(Work work) EXCLUDES(mutex_)
+    bool Post(Job job) EXCLUDES(mutex_)
     {
+        if (!job.work) {
+            return false;
+        }
         MutexLock lock(mutex_);
         if (!idle_.empty()) {
             const std::shared_ptr<Worker> worker = std::move(idle_.back());
             idle_.pop_back();
-            worker->work = std::move(work);
+            worker->job = std::move(job);
             lock.Unlock();
             worker->handed.NotifyOne();
             return true;
         }
-        if (threads_ < maxThreads_ && StartWorker(work)) {
-            return true;
+        if (threads_ < maxThreads_) {
+            ++threads_;
+            lock.Unlock();
+            if (StartWorker(job)) {
+                return true;
+            }
+            lock.Lock();
+            --threads_;
+            gone_.NotifyAll();
         }
         if (threads_ == 0 || queue_.size() >= MAX_POOL_QUEUE) {
             return false;
         }
-        queue_.push_back(std::move(work));
+        queue_.push_back(std::move(job));
         if (!warned_) {
             warned_ = true;
             const auto threads = static_cast<uint32_t>(threads_);
@@ -68,11 +86,12 @@ public:
     // Lets idle workers go and waits until all have gone.
     void Close() EXCLUDES(mutex_)
     {
-        MutexLock lock(mutex_);
+        const MutexLock lock(mutex_);
         closing_ = true;
         for (const auto& worker : idle_) {
-            worker->handed.NotifyOne();
+            Retire(*worker);
         }
+        idle_.clear();
         while (threads_ > 0) {
             gone_.Wait(mutex_);
         }
@@ -92,70 +111,116 @@ public:
 
 private:
     struct Worker {
-        Work work;  // handed over under mutex_; empty while idle
+        Job job;             // handed over under mutex_; empty while idle
+        bool leave = false;  // under mutex_
+        Clock::time_point idleSince;
         CondVar handed;
     };
 
-    bool StartWorker(Work& work) REQUIRES(mutex_)
+    // False when the system has no thread to give; the job is then as it was. Not under the lock: it takes the kernel
+    // long.
+    bool StartWorker(Job& job) EXCLUDES(mutex_)
     {
         auto worker = std::make_shared<Worker>();
-        worker->work = std::move(work);
+        worker->job = std::move(job);
         try {
             std::thread([state = shared_from_this(), worker] { state->Run(worker); }).detach();
         } catch (const std::system_error&) {
-            work = std::move(worker->work);
+            job = std::move(worker->job);
             return false;
         }
-        ++threads_;
         return true;
     }
 
     void Run(const std::shared_ptr<Worker>& worker) EXCLUDES(mutex_)
     {
         pthread_setname_np(pthread_self(), name_.c_str());
-        Work work = std::exchange(worker->work, nullptr);
-        while (work) {
-            RunGuarded(work);
-            work = nullptr;
-            work = Next(worker);
+        Job job = std::exchange(worker->job, {});
+        while (job.work) {
+            RunGuarded(job.work);
+            job.work = nullptr;
+            job = Next(worker, job.finished);
         }
-        const MutexLock lock(mutex_);
+    }
+
+    // The next job, or none when this worker is to go.
+    Job Next(const std::shared_ptr<Worker>& worker, const Work& finished) EXCLUDES(mutex_)
+    {
+        MutexLock lock(mutex_);
+        Job next;
+        if (!queue_.empty()) {
+            next = std::move(queue_.front());
+            queue_.pop_front();
+        } else if (!closing_) {
+            warned_ = false;
+            worker->idleSince = Clock::now();
+            idle_.push_back(worker);
+            ArmTrim();
+        }
+        const bool mayWait = !closing_;
+        if (finished) {
+            lock.Unlock();
+            finished();
+            lock.Lock();
+        }
+        if (next.work) {
+            return next;
+        }
+        if (!mayWait) {
+            Retire(*worker);
+        }
+        // Without a deadline, which the kernel would set and remove at every hand-over: Trim ends an idle worker.
+        while (!worker->job.work && !worker->leave) {
+            worker->handed.Wait(mutex_);
+        }
+        return std::exchange(worker->job, {});
+    }
+
+    // The worker stops counting as a thread under the lock that saw no job for it, so that no job is ever queued in the
+    // belief that it will come back.
+    void Retire(Worker& worker) REQUIRES(mutex_)
+    {
+        worker.leave = true;
+        worker.handed.NotifyOne();
         --threads_;
         gone_.NotifyAll();
     }
 
-    // The next work, or none when this worker is to go.
-    Work Next(const std::shared_ptr<Worker>& worker) EXCLUDES(mutex_)
+    void ArmTrim() REQUIRES(mutex_)
+    {
+        if (trimArmed_ || idle_.empty()) {
+            return;
+        }
+        const auto left = idle_.front()->idleSince + POOL_THREAD_IDLE_LIMIT - Clock::now();
+        trimArmed_ = CallAfter(std::chrono::ceil<std::chrono::microseconds>(left), [weak = weak_from_this()] {
+                         if (const auto state = weak.lock()) {
+                             state->Trim();
+                         }
+                     }) != 0;
+    }
+
+    // Retires who has idled for long; on the timer thread.
+    void Trim() EXCLUDES(mutex_)
     {
         const MutexLock lock(mutex_);
-        if (!queue_.empty()) {
-            Work work = std::move(queue_.front());
-            queue_.pop_front();
-            return work;
+        trimArmed_ = false;
+        const Clock::time_point limit = Clock::now() - POOL_THREAD_IDLE_LIMIT;
+        auto kept = idle_.begin();
+        for (; kept != idle_.end() && (*kept)->idleSince <= limit; ++kept) {
+            Retire(**kept);
         }
-        warned_ = false;
-        if (closing_) {
-            return nullptr;
-        }
-        idle_.push_back(worker);
-        const auto deadline = std::chrono::steady_clock::now() + POOL_THREAD_IDLE_LIMIT;
-        while (!worker->work) {
-            const bool inTime = worker->handed.WaitUntil(mutex_, deadline);
-            if (!worker->work && (!inTime || closing_)) {
-                std::erase(idle_, worker);
-                return nullptr;
-            }
-        }
-        return std::exchange(worker->work, nullptr);
+        idle_.erase(idle_.begin(), kept);
+        ArmTrim();
     }
 
     const std::string name_;
     const size_t maxThreads_;
     Mutex mutex_;
-    std::deque<Work> queue_ GUARDED_BY(mutex_);
-    std::vector<std::shared_ptr<Worker>> idle_ GUARDED_BY(mutex_);  // the most recently idle last
+    std::deque<Job> queue_ GUARDED_BY(mutex_);
+    std::vector<std::shared_ptr<Worker>> idle_ GUARDED_BY(mutex_);  // the longest idle first
     size_t threads_ GUARDED_BY(mutex_) = 0;
     bool closing_ GUARDED_BY(mutex_) = false;
+    bool trimArmed_ GUARDED_BY(mutex_) = false;
     bool warned_ GUARDED_BY(mutex_) = false;
     CondVar gone_;
 };
@@ -170,9 +235,9 @@ ElasticPool::~ElasticPool()
     state_->Close();
 }
 
-bool ElasticPool::Post(Work work)
+bool ElasticPool::Post(Work work, Work finished)
 {
-    return state_->Post(std::move(work));
+    return state_->Post({std::move(work), std::move(finished)});
 }
 
 size_t ElasticPool::ThreadCount() const
@@ -198,28 +263,28 @@ public:
 
     bool Post(Work work) EXCLUDES(mutex_)
     {
-        {
-            const MutexLock lock(mutex_);
-            queue_.push_back(std::move(work));
-            if (active_) {
-                return true;
-            }
-            active_ = true;
-        }
-        if (pool_.Post([state = shared_from_this()] { state->Run(); })) {
+        Work refused;  // released after the lock
+        const MutexLock lock(mutex_);
+        queue_.push_back(std::move(work));
+        ++posted_;
+        if (active_) {
             return true;
         }
-        const MutexLock lock(mutex_);
-        active_ = false;
-        queue_.clear();
-        drained_.NotifyAll();
-        return false;
+        // Under the lock: nobody may post behind work that the pool then refuses.
+        active_ = pool_.Post([state = shared_from_this()] { state->Run(); });
+        if (!active_) {
+            refused = std::move(queue_.back());
+            queue_.pop_back();
+            --posted_;
+        }
+        return active_;
     }
 
     void Drain() EXCLUDES(mutex_)
     {
         const MutexLock lock(mutex_);
-        while (active_) {
+        const uint64_t last = posted_;
+        while (ran_ < last) {
             drained_.Wait(mutex_);
         }
     }
@@ -242,16 +307,19 @@ private:
             RunGuarded(work);
             work = nullptr;  // what it holds may post here again
             lock.Lock();
+            ++ran_;
+            drained_.NotifyAll();
         }
         running_ = {};
         active_ = false;
-        drained_.NotifyAll();
     }
 
     ElasticPool& pool_;
     Mutex mutex_;
     std::deque<Work> queue_ GUARDED_BY(mutex_);
     bool active_ GUARDED_BY(mutex_) = false;
+    uint64_t posted_ GUARDED_BY(mutex_) = 0;
+    uint64_t ran_ GUARDED_BY(mutex_) = 0;
     std::thread::id running_ GUARDED_BY(mutex_);
     CondVar drained_;
 };

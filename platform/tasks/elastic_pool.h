@@ -27,9 +27,13 @@ public:
     // Runs what is queued, then joins. A worker blocked in its work blocks the destructor: the host ends without it.
     ~ElasticPool();
 
-    // Does not block. False when the queue is full: the work will not run. An exception that leaves the work is logged
-    // and ends there.
-    bool Post(Work work);
+    // Does not block. False when the work will not run: it is empty, the queue is full, or the system refuses even the
+    // first thread. An exception that leaves the work is logged and ends there.
+    //
+    // finished, when given, runs on the same thread once the work has ended and its worker is free again: the place to
+    // wake whoever waits for the work, so that what the woken thread posts next finds that worker. It must neither
+    // block nor throw.
+    bool Post(Work work, Work finished = nullptr);
 
     size_t ThreadCount() const;
     size_t QueuedCount() const;
@@ -48,6 +52,7 @@ public:
     explicit Strand(ElasticPool& pool = ElasticPool::Shared());
     ~Strand();
 
+    // As ElasticPool::Post.
     bool Post(Work work);
     // Blocks until everything posted before has run. Not from work of this strand.
     void Drain();

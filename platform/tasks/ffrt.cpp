@@ -2,44 +2,53 @@
 // ffrt_sync.cpp.
 #include "platform/tasks/ffrt.h"
 
+#include <atomic>
+#include <exception>
 #include <utility>
 
+#include "platform/base/mutex.h"
+#include "platform/dfx/log.h"
 #include "platform/tasks/elastic_pool.h"
 #include "platform/tasks/ffrt_function.h"
 
-namespace {
-
-// What ffrt_wait waits for: the unfinished tasks of one thread, or of one running task. Shared with those tasks, since
-// a thread may end before them.
+// The unfinished tasks of one thread, or of one running task. Shared with those tasks, since a thread may end before
+// them.
 class WaitContext {
 public:
-    void Add()
-    {
-        const Vexo::MutexLock lock(mutex_);
-        ++unfinished_;
-    }
+    void Add() { unfinished_.fetch_add(1, std::memory_order_relaxed); }
 
-    void Finish()
+    void Finish() EXCLUDES(mutex_)
     {
-        Vexo::MutexLock lock(mutex_);
-        if (--unfinished_ == 0) {
-            finished_.NotifyAll();
+        if (unfinished_.fetch_sub(1, std::memory_order_acq_rel) > 1) {
+            return;
         }
+        {
+            // A waiter that has read the count before now is asleep once this lock is free.
+            const Vexo::MutexLock lock(mutex_);
+        }
+        finished_.NotifyOne();  // a context has one thread: nobody else waits for it
     }
 
-    void Wait()
+    void Wait() EXCLUDES(mutex_)
     {
+        if (unfinished_.load(std::memory_order_acquire) == 0) {
+            return;
+        }
         const Vexo::MutexLock lock(mutex_);
-        while (unfinished_ > 0) {
+        while (unfinished_.load(std::memory_order_acquire) > 0) {
             finished_.Wait(mutex_);
         }
     }
 
 private:
+    std::atomic<size_t> unfinished_{0};
     Vexo::Mutex mutex_;
     Vexo::CondVar finished_;
-    size_t unfinished_ GUARDED_BY(mutex_) = 0;
 };
+
+namespace {
+
+constexpr Vexo::QuviewDFX::LogLabel LABEL{Vexo::QuviewDFX::LOG_DOMAIN_PLATFORM, "Tasks"};
 
 // Made when the context first submits: most tasks submit nothing.
 thread_local std::shared_ptr<WaitContext> t_context;
@@ -52,38 +61,47 @@ const std::shared_ptr<WaitContext>& CurrentContext()
     return t_context;
 }
 
-Vexo::Tasks::ElasticPool& Pool()
+// Runs when a task has ended and its worker is free again.
+void Finish(ffrt_function_t* ended)
 {
-    // Never destroyed: tasks may run until the process is gone.
-    static auto* const pool = new Vexo::Tasks::ElasticPool("ffrt");  // NOLINT(cppcoreguidelines-owning-memory)
-    return *pool;
+    const std::unique_ptr<ffrt_function_t> function(ended);
+    if (function->context) {
+        function->context->Finish();
+    }
 }
 
-struct GeneralTask {
-    std::unique_ptr<ffrt_function_t> function;
-    std::string name;
-    std::shared_ptr<WaitContext> context;
-};
-
-void RunGeneralTask(GeneralTask& task)
+// Takes the function over; false when the runtime refused it. What the pool gets is a bare pointer, which fits in its
+// std::function without an allocation; the pool runs both parts of whatever it accepts exactly once.
+bool Start(std::unique_ptr<ffrt_function_t> function)
 {
-    RunTaskFunction(std::move(task.function), task.name);
-    task.context->Finish();
+    ffrt_function_t* const raw = function.get();
+    if (!RuntimePool().Post([raw] { raw->Run(); }, [raw] { Finish(raw); })) {
+        return false;
+    }
+    (void)function.release();
+    return true;
 }
 
 }  // namespace
 
-void RunTaskFunction(std::unique_ptr<ffrt_function_t> function, const std::string& name)
+void ffrt_function_t::Run()
 {
-    const std::shared_ptr<WaitContext> outer = std::exchange(t_context, nullptr);
-    function->Run(name);
-    function.reset();
-    t_context = outer;
+    try {
+        callable();
+    } catch (const std::exception& exception) {
+        Vexo::QuviewDFX::LogError(LABEL, "task %{public}s ended by an exception: %{public}s", name, exception.what());
+    } catch (...) {
+        Vexo::QuviewDFX::LogError(LABEL, "task %{public}s ended by an exception of unknown type", name);
+    }
+    callable = nullptr;
+    t_context = nullptr;  // the worker's next task has a context of its own
 }
 
 Vexo::Tasks::ElasticPool& RuntimePool()
 {
-    return Pool();
+    // Never destroyed: tasks may run until the process is gone.
+    static auto* const pool = new Vexo::Tasks::ElasticPool("ffrt");  // NOLINT(cppcoreguidelines-owning-memory)
+    return *pool;
 }
 
 void ffrt_task_attr_init(ffrt_task_attr_t* attr)
@@ -117,13 +135,15 @@ void ffrt_submit(ffrt_function_t* function, const ffrt_task_attr_t* attr)
     if (function == nullptr) {
         return;
     }
-    auto task = std::make_shared<GeneralTask>();
-    task->function.reset(function);
-    task->name = attr != nullptr ? attr->name : "";
-    task->context = CurrentContext();
-    task->context->Add();
-    if (!Pool().Post([task] { RunGeneralTask(*task); })) {
-        task->context->Finish();
+    std::unique_ptr<ffrt_function_t> owned(function);
+    if (attr != nullptr) {
+        owned->name = attr->name;
+    }
+    const std::shared_ptr<WaitContext>& context = CurrentContext();
+    owned->context = context;
+    context->Add();
+    if (!Start(std::move(owned))) {
+        context->Finish();
     }
 }
 
@@ -192,15 +212,10 @@ future_status future::wait_for(std::chrono::nanoseconds timeout) const
 future async(const std::function<void()>& callable)
 {
     auto state = std::make_shared<async_state>();
-    std::shared_ptr<ffrt_function_t> function(create_function_wrapper(callable, ffrt_function_kind_general));
-    const bool accepted = Pool().Post([state, function = std::move(function)]() mutable {
-        const std::shared_ptr<WaitContext> outer = std::exchange(t_context, nullptr);
-        function->Run("thread");
-        function.reset();
-        t_context = outer;
-        state->complete();
-    });
-    (void)accepted;  // refused by a full runtime: the future times out
+    const auto function = std::make_shared<ffrt_function_t>(callable, ffrt_function_kind_general);
+    function->name = "thread";
+    // Refused by a full runtime: the future times out.
+    (void)RuntimePool().Post([function] { function->Run(); }, [state] { state->complete(); });
     return future(state);
 }
 

@@ -9,21 +9,24 @@
 #include "platform/tasks/elastic_pool.h"
 #include "platform/tasks/ffrt.h"
 
+class WaitContext;  // what ffrt_wait waits for; see ffrt.cpp
+
+// One allocation holds all that a submission needs, since it is on the path of every request.
 struct ffrt_function_t {
     ffrt_function_t(std::function<void()> function, ffrt_function_kind_t functionKind)
         : callable(std::move(function)), kind(functionKind)
     {
     }
 
-    // Invokes the callable; an exception that it lets out is logged with the task's name and ends there.
-    void Run(const std::string& taskName) const;
+    // Invokes the callable in a waiting context of its own, and destroys it. An exception that it lets out is logged
+    // with the task's name and ends there.
+    void Run();
 
-    const std::function<void()> callable;
+    std::function<void()> callable;
     const ffrt_function_kind_t kind;
+    std::string name;
+    std::shared_ptr<WaitContext> context;  // of the submitter; empty when nothing waits for the task
 };
-
-// Runs a task's function on this thread in a waiting context of its own, and destroys it.
-void RunTaskFunction(std::unique_ptr<ffrt_function_t> function, const std::string& name);
 
 // The pool that tasks run on.
 Vexo::Tasks::ElasticPool& RuntimePool();

@@ -1,6 +1,7 @@
 // Mutex and condition variable of the task runtime: the standard ones, placed in the storage that the caller owns.
 #include <condition_variable>
 #include <cstdint>
+#include <cstring>
 #include <mutex>
 #include <new>
 
@@ -8,146 +9,168 @@
 
 namespace {
 
-constexpr uint64_t INITIALISED_MUTEX = 0x6D75746578212121;
-constexpr uint64_t INITIALISED_COND = 0x636F6E6464212121;
+// Storage holds a mark that says what init placed there, then the object. The mark is no member of the object: a
+// compiler may drop a write to a member of what is about to be destroyed.
+using Mark = uint64_t;
+constexpr Mark INITIALISED_MUTEX = 0x6D75746578212121;
+constexpr Mark INITIALISED_COND = 0x636F6E6464212121;
+constexpr Mark DESTROYED = 0;
 
-struct MutexBody {
-    uint64_t mark = INITIALISED_MUTEX;
-    std::mutex mutex;
-};
-struct CondBody {
-    uint64_t mark = INITIALISED_COND;
-    std::condition_variable condition;
-};
-static_assert(sizeof(MutexBody) <= sizeof(ffrt_mutex_t) && alignof(MutexBody) <= alignof(ffrt_mutex_t));
-static_assert(sizeof(CondBody) <= sizeof(ffrt_cond_t) && alignof(CondBody) <= alignof(ffrt_cond_t));
-
-// Null for a null argument and for storage that init has not filled.
-MutexBody* BodyOf(ffrt_mutex_t* mutex)
+constexpr Mark MarkFor(const ffrt_mutex_t*)
 {
-    auto* body = reinterpret_cast<MutexBody*>(mutex);
-    return body != nullptr && body->mark == INITIALISED_MUTEX ? body : nullptr;
+    return INITIALISED_MUTEX;
 }
 
-CondBody* BodyOf(ffrt_cond_t* cond)
+constexpr Mark MarkFor(const ffrt_cond_t*)
 {
-    auto* body = reinterpret_cast<CondBody*>(cond);
-    return body != nullptr && body->mark == INITIALISED_COND ? body : nullptr;
+    return INITIALISED_COND;
+}
+
+template <typename Object, typename Storage>
+int Place(Storage* storage, bool hasAttributes)
+{
+    static_assert(sizeof(Mark) + sizeof(Object) <= sizeof(Storage::storage));
+    static_assert(alignof(Object) <= alignof(Storage) && sizeof(Mark) % alignof(Object) == 0);
+    if (storage == nullptr || hasAttributes) {
+        return ffrt_error;
+    }
+    const Mark mark = MarkFor(storage);
+    std::memcpy(storage->storage, &mark, sizeof(mark));
+    new (storage->storage + sizeof(mark)) Object;
+    return ffrt_success;
+}
+
+// Null for a null argument and for storage that init has not filled.
+template <typename Object, typename Storage>
+Object* ObjectIn(Storage* storage)
+{
+    Mark mark = DESTROYED;
+    if (storage != nullptr) {
+        std::memcpy(&mark, storage->storage, sizeof(mark));
+    }
+    return mark == MarkFor(storage) ? std::launder(reinterpret_cast<Object*>(storage->storage + sizeof(mark)))
+                                    : nullptr;
+}
+
+std::mutex* MutexIn(ffrt_mutex_t* mutex)
+{
+    return ObjectIn<std::mutex>(mutex);
+}
+
+std::condition_variable* CondIn(ffrt_cond_t* cond)
+{
+    return ObjectIn<std::condition_variable>(cond);
+}
+
+template <typename Object, typename Storage>
+int Destroy(Storage* storage)
+{
+    auto* object = ObjectIn<Object>(storage);
+    if (object == nullptr) {
+        return ffrt_error;
+    }
+    object->~Object();
+    std::memcpy(storage->storage, &DESTROYED, sizeof(DESTROYED));
+    return ffrt_success;
+}
+
+// Runs wait(condition, lock) on the mutex that the caller holds.
+template <typename Wait>
+int WaitHolding(ffrt_cond_t* cond, ffrt_mutex_t* mutex, Wait wait)
+{
+    std::condition_variable* condition = CondIn(cond);
+    std::mutex* held = MutexIn(mutex);
+    if (condition == nullptr || held == nullptr) {
+        return ffrt_error;
+    }
+    std::unique_lock<std::mutex> lock(*held, std::adopt_lock);
+    const std::cv_status status = wait(*condition, lock);
+    lock.release();
+    return status == std::cv_status::timeout ? ffrt_error_timedout : ffrt_success;
 }
 
 }  // namespace
 
 int ffrt_mutex_init(ffrt_mutex_t* mutex, const ffrt_mutexattr_t* attr)
 {
-    if (mutex == nullptr || attr != nullptr) {
-        return ffrt_error;
-    }
-    new (mutex->storage) MutexBody;
-    return ffrt_success;
+    return Place<std::mutex>(mutex, attr != nullptr);
 }
 
 int ffrt_mutex_lock(ffrt_mutex_t* mutex)
 {
-    MutexBody* body = BodyOf(mutex);
-    if (body == nullptr) {
+    std::mutex* object = MutexIn(mutex);
+    if (object == nullptr) {
         return ffrt_error;
     }
-    body->mutex.lock();
+    object->lock();
     return ffrt_success;
 }
 
 int ffrt_mutex_unlock(ffrt_mutex_t* mutex)
 {
-    MutexBody* body = BodyOf(mutex);
-    if (body == nullptr) {
+    std::mutex* object = MutexIn(mutex);
+    if (object == nullptr) {
         return ffrt_error;
     }
-    body->mutex.unlock();
+    object->unlock();
     return ffrt_success;
 }
 
 int ffrt_mutex_trylock(ffrt_mutex_t* mutex)
 {
-    MutexBody* body = BodyOf(mutex);
-    if (body == nullptr) {
+    std::mutex* object = MutexIn(mutex);
+    if (object == nullptr) {
         return ffrt_error;
     }
-    return body->mutex.try_lock() ? ffrt_success : ffrt_error_busy;
+    return object->try_lock() ? ffrt_success : ffrt_error_busy;
 }
 
 int ffrt_mutex_destroy(ffrt_mutex_t* mutex)
 {
-    MutexBody* body = BodyOf(mutex);
-    if (body == nullptr) {
-        return ffrt_error;
-    }
-    body->mark = 0;
-    body->~MutexBody();
-    return ffrt_success;
+    return Destroy<std::mutex>(mutex);
 }
 
 int ffrt_cond_init(ffrt_cond_t* cond, const ffrt_condattr_t* attr)
 {
-    if (cond == nullptr || attr != nullptr) {
-        return ffrt_error;
-    }
-    new (cond->storage) CondBody;
-    return ffrt_success;
+    return Place<std::condition_variable>(cond, attr != nullptr);
 }
 
 int ffrt_cond_signal(ffrt_cond_t* cond)
 {
-    CondBody* body = BodyOf(cond);
-    if (body == nullptr) {
+    std::condition_variable* object = CondIn(cond);
+    if (object == nullptr) {
         return ffrt_error;
     }
-    body->condition.notify_one();
+    object->notify_one();
     return ffrt_success;
 }
 
 int ffrt_cond_broadcast(ffrt_cond_t* cond)
 {
-    CondBody* body = BodyOf(cond);
-    if (body == nullptr) {
+    std::condition_variable* object = CondIn(cond);
+    if (object == nullptr) {
         return ffrt_error;
     }
-    body->condition.notify_all();
+    object->notify_all();
     return ffrt_success;
 }
 
 int ffrt_cond_wait(ffrt_cond_t* cond, ffrt_mutex_t* mutex)
 {
-    CondBody* body = BodyOf(cond);
-    MutexBody* held = BodyOf(mutex);
-    if (body == nullptr || held == nullptr) {
-        return ffrt_error;
-    }
-    std::unique_lock<std::mutex> lock(held->mutex, std::adopt_lock);
-    body->condition.wait(lock);
-    lock.release();
-    return ffrt_success;
+    return WaitHolding(cond, mutex, [](std::condition_variable& condition, std::unique_lock<std::mutex>& lock) {
+        condition.wait(lock);
+        return std::cv_status::no_timeout;
+    });
 }
 
 int ffrt_cond_timedwait(ffrt_cond_t* cond, ffrt_mutex_t* mutex, std::chrono::steady_clock::time_point deadline)
 {
-    CondBody* body = BodyOf(cond);
-    MutexBody* held = BodyOf(mutex);
-    if (body == nullptr || held == nullptr) {
-        return ffrt_error;
-    }
-    std::unique_lock<std::mutex> lock(held->mutex, std::adopt_lock);
-    const std::cv_status status = body->condition.wait_until(lock, deadline);
-    lock.release();
-    return status == std::cv_status::timeout ? ffrt_error_timedout : ffrt_success;
+    return WaitHolding(cond, mutex, [deadline](std::condition_variable& condition, std::unique_lock<std::mutex>& lock) {
+        return condition.wait_until(lock, deadline);
+    });
 }
 
 int ffrt_cond_destroy(ffrt_cond_t* cond)
 {
-    CondBody* body = BodyOf(cond);
-    if (body == nullptr) {
-        return ffrt_error;
-    }
-    body->mark = 0;
-    body->~CondBody();
-    return ffrt_success;
+    return Destroy<std::condition_variable>(cond);
 }

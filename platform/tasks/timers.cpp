@@ -2,18 +2,23 @@
 
 #include <pthread.h>
 
+#include <algorithm>
 #include <map>
+#include <system_error>
 #include <thread>
 #include <unordered_map>
 #include <utility>
 
 #include "platform/base/mutex.h"
+#include "platform/dfx/log.h"
 
 namespace Vexo::Tasks {
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
+
+constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Tasks"};
 
 class TimerThread {
 public:
@@ -24,19 +29,19 @@ public:
         return *instance;
     }
 
-    TimerId Arm(std::chrono::microseconds delay, Work work, ElasticPool& pool) EXCLUDES(mutex_)
+    TimerId Arm(std::chrono::microseconds delay, Work work, ElasticPool* pool) EXCLUDES(mutex_)
     {
         const MutexLock lock(mutex_);
+        if (!running_ && !Start()) {
+            return 0;
+        }
         const TimerId id = ++lastId_;
         // Capped so that a delay of centuries cannot overflow the clock.
         const Clock::time_point due = Clock::now() + std::min<std::chrono::microseconds>(delay, LONGEST_DELAY);
         const bool first = entries_.empty() || due < entries_.begin()->first.first;
-        entries_.emplace(Key{due, id}, Entry{std::move(work), &pool});
+        entries_.emplace(Key{due, id}, Entry{std::move(work), pool});
         dueTimes_.emplace(id, due);
-        if (!running_) {
-            running_ = true;
-            std::thread([this] { Run(); }).detach();
-        } else if (first) {
+        if (first) {
             changed_.NotifyOne();
         }
         return id;
@@ -62,8 +67,28 @@ private:
     using Key = std::pair<Clock::time_point, TimerId>;
     struct Entry {
         Work work;
-        ElasticPool* pool = nullptr;
+        ElasticPool* pool = nullptr;  // none: the work runs here
     };
+
+    static void Fire(Entry entry)
+    {
+        if (entry.pool == nullptr) {
+            entry.work();
+        } else if (!entry.pool->Post(std::move(entry.work))) {
+            QuviewDFX::LogError(LABEL, "the pool is full: delayed work is lost");
+        }
+    }
+
+    bool Start() REQUIRES(mutex_)
+    {
+        try {
+            std::thread([this] { Run(); }).detach();
+            running_ = true;
+        } catch (const std::system_error& error) {
+            QuviewDFX::LogError(LABEL, "no thread for timers: %{public}s", error.what());
+        }
+        return running_;
+    }
 
     void Run() EXCLUDES(mutex_)
     {
@@ -83,7 +108,7 @@ private:
             entries_.erase(entries_.begin());
             dueTimes_.erase(next.second);
             lock.Unlock();
-            entry.pool->Post(std::move(entry.work));
+            Fire(std::move(entry));
             lock.Lock();
         }
     }
@@ -100,7 +125,18 @@ private:
 
 TimerId RunAfter(std::chrono::microseconds delay, Work work, ElasticPool& pool)
 {
-    return TimerThread::Instance().Arm(delay, std::move(work), pool);
+    if (delay.count() > 0) {
+        return TimerThread::Instance().Arm(delay, std::move(work), &pool);
+    }
+    if (!pool.Post(std::move(work))) {
+        QuviewDFX::LogError(LABEL, "the pool is full: work is lost");
+    }
+    return 0;
+}
+
+TimerId CallAfter(std::chrono::microseconds delay, Work work)
+{
+    return TimerThread::Instance().Arm(delay, std::move(work), nullptr);
 }
 
 bool CancelTimer(TimerId id)

@@ -11,10 +11,14 @@ namespace Vexo::Tasks {
 
 using TimerId = uint64_t;  // 0 names no timer
 
-// Runs work once on the pool after delay (steady clock). Does not block.
+// Runs work once on the pool after delay (steady clock; at most ten years count). Does not block. Work without a delay
+// is handed to the pool at once and has no timer: 0. So has work that is refused for want of a thread, which is logged.
 TimerId RunAfter(std::chrono::microseconds delay, Work work, ElasticPool& pool = ElasticPool::Shared());
 
-// True when the work had not been handed to the pool yet and will not run.
+// Runs work once on the timer thread itself, where it must not block: for the pools' own upkeep. Else as RunAfter.
+TimerId CallAfter(std::chrono::microseconds delay, Work work);
+
+// True when the work had not been started or handed to its pool yet and will not run.
 bool CancelTimer(TimerId id);
 
 }  // namespace Vexo::Tasks
