@@ -1,5 +1,5 @@
-// CommonEventManager: publishes and subscribes to the system's common events. Acts on the ability registered as 3299; every
-// function is false without it. Any thread; delivery is on the common-event thread, never inside a call.
+// CommonEventManager: publishes and subscribes to the system's common events. Acts on the ability registered as 3299;
+// every function is false without it. Any thread; delivery is on the common-event thread, never inside a call.
 #pragma once
 
 #include <memory>

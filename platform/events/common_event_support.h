@@ -16,7 +16,15 @@ public:
     static const std::string NET_TYPE_PARAMETER;  // "NetType"
 };
 
-enum class NetType : int32_t { CELLULAR = 0, WIFI = 1, BLUETOOTH = 2, ETHERNET = 3, VPN = 4, WIFI_AWARE = 5, OTHER = 6 };
+enum class NetType : int32_t {
+    CELLULAR = 0,
+    WIFI = 1,
+    BLUETOOTH = 2,
+    ETHERNET = 3,
+    VPN = 4,
+    WIFI_AWARE = 5,
+    OTHER = 6
+};
 
 enum class NetConnState : int32_t {
     UNKNOWN = 0,

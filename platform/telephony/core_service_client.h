@@ -1,7 +1,7 @@
-// CoreServiceClient and CellularDataClient: SIM, radio and mobile data of this device. They act on the abilities that a backend
-// registers as 4010 (an ICoreService) and 4011 (an ICellularData), and answer TELEPHONY_UNAVAILABLE without them. Any thread;
-// calls return within 700 ms (10 s when the modem does not answer at all); a radio state comes later, in the callback,
-// exactly once.
+// CoreServiceClient and CellularDataClient: SIM, radio and mobile data of this device. They act on the abilities that a
+// backend registers as 4010 (an ICoreService) and 4011 (an ICellularData), and answer TELEPHONY_UNAVAILABLE without
+// them. Any thread; calls return within 700 ms (10 s when the modem does not answer at all); a radio state comes later,
+// in the callback, exactly once.
 #pragma once
 
 #include <cstdint>
@@ -13,9 +13,9 @@ namespace Vexo::Telephony {
 // Results of telephony calls; 0 is success.
 enum TelephonyResult : int32_t {
     TELEPHONY_OK = 0,
-    TELEPHONY_UNAVAILABLE = 1,   // no such service on this device
+    TELEPHONY_UNAVAILABLE = 1,  // no such service on this device
     TELEPHONY_NO_SUCH_SLOT = 2,
-    TELEPHONY_NO_ANSWER = 3,     // the modem did not answer in time
+    TELEPHONY_NO_ANSWER = 3,  // the modem did not answer in time
     TELEPHONY_INVALID_ARGUMENT = 4,
 };
 

@@ -1,4 +1,5 @@
-// INetworkSearchCallback: the asynchronous answer to a radio state query. Called on a platform thread, never on the asking one.
+// INetworkSearchCallback: the asynchronous answer to a radio state query. Called on a platform thread, never on the
+// asking one.
 #pragma once
 
 #include <cstdint>

@@ -1,5 +1,6 @@
-// WifiDevice: this device as a station (ability 1120). Implemented by a backend. Any thread; every call returns within 700 ms,
-// having started what takes longer (10 s when the radio does not answer at all). Results: WifiResult or the radio's own.
+// WifiDevice: this device as a station (ability 1120). Implemented by a backend. Any thread; every call returns within
+// 700 ms, having started what takes longer (10 s when the radio does not answer at all). Results: WifiResult or the
+// radio's own.
 #pragma once
 
 #include <chrono>
@@ -14,7 +15,8 @@ namespace Vexo::Wifi {
 
 class WifiDevice : public virtual RefBase {
 public:
-    // What is registered under that ability id now, or null. instanceId: the radio; only 0 exists. The pointer keeps the object.
+    // What is registered under that ability id now, or null. instanceId: the radio; only 0 exists. The pointer keeps
+    // the object.
     static std::shared_ptr<WifiDevice> GetInstance(int32_t systemAbilityId, int32_t instanceId = 0);
 
     // The stored configurations; isCandidate: only those that a program proposed.

@@ -1,5 +1,6 @@
-// WifiHotspot: this device's access point (ability 1121). Implemented by a backend. Any thread; every call returns within
-// 700 ms, having started what takes longer (10 s when the radio does not answer at all). Results: WifiResult or the radio's own.
+// WifiHotspot: this device's access point (ability 1121). Implemented by a backend. Any thread; every call returns
+// within 700 ms, having started what takes longer (10 s when the radio does not answer at all). Results: WifiResult or
+// the radio's own.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +13,8 @@ namespace Vexo::Wifi {
 
 class WifiHotspot : public virtual RefBase {
 public:
-    // What is registered under that ability id now, or null. instanceId: the radio; only 0 exists. The pointer keeps the object.
+    // What is registered under that ability id now, or null. instanceId: the radio; only 0 exists. The pointer keeps
+    // the object.
     static std::shared_ptr<WifiHotspot> GetInstance(int32_t systemAbilityId, int32_t instanceId = 0);
 
     virtual int32_t IsHotspotActive(bool& isActive) = 0;

@@ -8,7 +8,7 @@ namespace Vexo::Wifi {
 
 // How a network is secured. The numbers travel between devices.
 enum class KeyMgmt : int32_t {
-    NONE = 0,       // open
+    NONE = 0,  // open
     WPA_PSK = 1,
     WPA_EAP = 2,
     IEEE8021X = 3,
@@ -16,15 +16,15 @@ enum class KeyMgmt : int32_t {
     OSEN = 5,
     FT_PSK = 6,
     FT_EAP = 7,
-    SAE = 8,        // WPA3 personal
+    SAE = 8,  // WPA3 personal
 };
 
 // Results of Wi-Fi calls; 0 is success.
 enum WifiResult : int32_t {
     WIFI_OK = 0,
-    WIFI_NO_ANSWER = 1,         // the radio did not answer in time
-    WIFI_DISABLED = 2,          // switched off or blocked
-    WIFI_INVALID_CONFIG = 3,    // SSID not of 1 to 32 bytes, or a key that its security does not allow
+    WIFI_NO_ANSWER = 1,       // the radio did not answer in time
+    WIFI_DISABLED = 2,        // switched off or blocked
+    WIFI_INVALID_CONFIG = 3,  // SSID not of 1 to 32 bytes, or a key that its security does not allow
     WIFI_NOT_SUPPORTED = 4,
     WIFI_FAILED = 5,
 };
@@ -48,11 +48,11 @@ private:
 };
 
 struct WifiDeviceConfig {
-    int networkId = -1;         // set by AddDeviceConfig
+    int networkId = -1;  // set by AddDeviceConfig
     std::string ssid;
-    std::string bssid;          // "02:00:5e:10:00:01", empty when unknown
+    std::string bssid;  // "02:00:5e:10:00:01", empty when unknown
     std::string preSharedKey;
-    std::string keyMgmt;        // "NONE", "WPA-PSK", "WPA-EAP"; empty: as the air says
+    std::string keyMgmt;  // "NONE", "WPA-PSK", "WPA-EAP"; empty: as the air says
 };
 
 // Where this device's Wi-Fi stands, for those who wait for it.
@@ -60,10 +60,10 @@ enum class WifiLinkState : int32_t { IDLE = 0, CONNECTING = 1, CONNECTED = 2, FA
 
 struct WifiLinkInfo {
     WifiLinkState state = WifiLinkState::IDLE;
-    uint32_t attempt = 0;       // counts ConnectToDevice calls that were accepted
+    uint32_t attempt = 0;  // counts ConnectToDevice calls that were accepted
     std::string ssid;
-    std::string address;        // when connected: "192.168.43.17"
-    std::string reason;         // when failed or disconnected: "no hotspot of that name is visible", "wrong key", …
+    std::string address;  // when connected: "192.168.43.17"
+    std::string reason;   // when failed or disconnected: "no hotspot of that name is visible", "wrong key", …
 };
 
 }  // namespace Vexo::Wifi

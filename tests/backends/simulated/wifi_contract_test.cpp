@@ -20,15 +20,20 @@ public:
         const auto wanted = static_cast<Simulated::HotspotSecurity>(security);
         phone_.Set({"hotspot.ssid=" + ssid, "hotspot.key=" + key,
                     std::string("hotspot.security=") + Simulated::SecurityName(wanted)});
-        const std::string proof = security == Security::OPEN ? "" : Simulated::MakeKeyProof(ssid, key);
+        const bool isOpen = security == Security::OPEN;
+        const std::string proof = isOpen ? "" : Simulated::MakeKeyProof(ssid, key);
+        const Wifi::KeyMgmt keyMgmt = isOpen                       ? Wifi::KeyMgmt::NONE
+                                      : security == Security::WPA2 ? Wifi::KeyMgmt::WPA2_PSK
+                                                                   : Wifi::KeyMgmt::SAE;
         EXPECT_TRUE(Eventually([&] {
+            Wifi::HotspotConfig config;
             bool isActive = false;
+            phone_.Hotspot()->GetHotspotConfig(config);
             phone_.Hotspot()->IsHotspotActive(isActive);
             const auto air = phone_.Air();
-            Wifi::HotspotConfig config;
-            phone_.Hotspot()->GetHotspotConfig(config);
-            return isActive ? air.size() == 1 && air[0].security == wanted && air[0].keyProof == proof
-                            : config.GetSsid() == ssid;
+            return config.GetSsid() == ssid && config.GetPreSharedKey() == (isOpen ? "" : key) &&
+                   config.GetSecurityType() == keyMgmt &&
+                   (!isActive || (air.size() == 1 && air[0].security == wanted && air[0].keyProof == proof));
         }));
     }
     void Subscribe(const std::shared_ptr<EventFwk::CommonEventSubscriber>& subscriber) override
