@@ -1,0 +1,392 @@
+// What a session costs beside the least that TLS can cost: a bare OpenSSL pair that connects, shakes hands and
+// exchanges one byte. Everything runs in one process pinned to one CPU, since waking an idle virtual CPU would hide
+// everything else.
+//   softbus_bench [ROUNDS]    prints medians of opening, echoing 3 bytes, and the memory of a session
+// A contract holds the opener's own callback back until 1 ms after OpenSession, so the peer's callback is timed too.
+#include <malloc.h>
+#include <netinet/tcp.h>
+#include <sched.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <asio/io_context.hpp>
+#include <asio/ip/tcp.hpp>
+#include <chrono>
+#include <condition_variable>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/softbus/socket_bio.h"
+#include "platform/softbus/softbus_server.h"
+#include "platform/trust/account.h"
+#include "platform/trust/tls_context.h"
+
+namespace {
+
+using namespace Vexo;
+using SoftBus::SoftBusServer;
+using Clock = std::chrono::steady_clock;
+using Microseconds = std::chrono::duration<double, std::micro>;
+
+constexpr char PKG[] = "bench";
+constexpr char NAME[] = "bench.session";
+constexpr int MEMORY_SESSIONS = 400;
+constexpr int ECHOES_PER_ROUND = 20;
+
+void Check(bool good, const char* what)
+{
+    if (!good) {
+        std::fprintf(stderr, "softbus_bench: %s failed\n", what);
+        std::exit(1);
+    }
+}
+
+template <typename T>
+T Take(Result<T> result)
+{
+    if (!result) {
+        std::fprintf(stderr, "softbus_bench: %s\n", result.Message().c_str());
+        std::exit(1);
+    }
+    return std::move(result.Value());
+}
+
+void PinToOneCpu()
+{
+    cpu_set_t one;
+    CPU_ZERO(&one);
+    CPU_SET(static_cast<size_t>(::sched_getcpu()), &one);
+    Check(::sched_setaffinity(0, sizeof(one), &one) == 0, "sched_setaffinity");
+}
+
+double Median(std::vector<double> values)
+{
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+// A counter that callbacks raise and the measuring thread waits for.
+class Signal {
+public:
+    void Raise(int id)
+    {
+        const std::lock_guard lock(mutex_);
+        lastId_ = id;
+        when_ = Clock::now();
+        ++count_;
+        changed_.notify_one();
+    }
+    Clock::time_point WaitFor(size_t count)
+    {
+        std::unique_lock lock(mutex_);
+        Check(changed_.wait_for(lock, std::chrono::seconds(20), [&] { return count_ >= count; }), "waiting");
+        return when_;
+    }
+    size_t Count()
+    {
+        const std::lock_guard lock(mutex_);
+        return count_;
+    }
+    int LastId()
+    {
+        const std::lock_guard lock(mutex_);
+        return lastId_;
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable changed_;
+    Clock::time_point when_;
+    size_t count_ = 0;
+    int lastId_ = 0;
+};
+
+struct Side {
+    Trust::Identity identity;
+    std::shared_ptr<Trust::TlsContext> tls;
+};
+
+// The least: blocking sockets, one thread a side.
+class BarePair {
+public:
+    BarePair(Side& client, Side& server)
+        : client_(client), server_(server), acceptor_(context_, {asio::ip::tcp::v4(), 0})
+    {
+        thread_ = std::thread([this] { Serve(); });
+    }
+    ~BarePair()
+    {
+        ::shutdown(acceptor_.native_handle(), SHUT_RDWR);
+        thread_.join();
+    }
+
+    double Open(bool resume) { return Run(resume, 0).first; }
+    double Echo() { return Run(true, ECHOES_PER_ROUND).second; }
+
+private:
+    // Microseconds of opening, and of one echo.
+    std::pair<double, double> Run(bool resume, int echoes)
+    {
+        const auto began = Clock::now();
+        asio::ip::tcp::socket socket(context_);
+        socket.connect({asio::ip::address_v4::loopback(), acceptor_.local_endpoint().port()});
+        socket.set_option(asio::ip::tcp::no_delay(true));
+        const auto ssl = client_.tls->NewClient(resume ? server_.identity.networkId : std::string());
+        SoftBus::AttachSocket(ssl.get(), socket.native_handle());
+        Check(SSL_connect(ssl.get()) == 1 && client_.tls->VerifiedPeer(ssl.get()).Ok(), "bare connect");
+        char bytes[3] = {};
+        Check(SSL_read(ssl.get(), bytes, 1) == 1, "bare read");
+        const double opened = Microseconds(Clock::now() - began).count();
+        Check(SSL_session_reused(ssl.get()) == (resume ? 1 : 0), "resuming as asked");
+        const auto beganEcho = Clock::now();
+        for (int i = 0; i < echoes; ++i) {
+            Check(SSL_write(ssl.get(), bytes, 3) == 3 && SSL_read(ssl.get(), bytes, 3) == 3, "bare echo");
+        }
+        const double echo = Microseconds(Clock::now() - beganEcho).count() / std::max(echoes, 1);
+        SSL_shutdown(ssl.get());
+        return {opened, echo};
+    }
+
+    void Serve()
+    {
+        while (true) {
+            asio::ip::tcp::socket socket(context_);
+            asio::error_code error;
+            acceptor_.accept(socket, error);
+            if (error) {
+                return;
+            }
+            socket.set_option(asio::ip::tcp::no_delay(true));
+            const auto ssl = server_.tls->NewServer();
+            SoftBus::AttachSocket(ssl.get(), socket.native_handle());
+            Check(SSL_accept(ssl.get()) == 1 && server_.tls->VerifiedPeer(ssl.get()).Ok(), "bare accept");
+            char bytes[3] = {};
+            SSL_write(ssl.get(), bytes, 1);
+            while (SSL_read(ssl.get(), bytes, 3) == 3) {
+                SSL_write(ssl.get(), bytes, 3);
+            }
+        }
+    }
+
+    Side& client_;
+    Side& server_;
+    asio::io_context context_;
+    asio::ip::tcp::acceptor acceptor_;
+    std::thread thread_;
+};
+
+sptr<SoftBusServer> g_phone;
+Signal g_laptopOpened;
+Signal g_phoneOpened;
+Signal g_laptopBytes;
+
+ISessionListener LaptopListener()
+{
+    ISessionListener listener{};
+    listener.OnSessionOpened = [](int id, int result) {
+        Check(result == 0, "opening a session");
+        g_laptopOpened.Raise(id);
+        return 0;
+    };
+    listener.OnBytesReceived = [](int id, const void*, unsigned int) { g_laptopBytes.Raise(id); };
+    return listener;
+}
+
+ISessionListener PhoneListener()
+{
+    ISessionListener listener{};
+    listener.OnSessionOpened = [](int id, int) {
+        g_phoneOpened.Raise(id);
+        return 0;
+    };
+    listener.OnBytesReceived = [](int id, const void* data, unsigned int length) {
+        g_phone->SendBytes(id, data, length);
+    };
+    return listener;
+}
+
+class SessionPair {
+public:
+    SessionPair(const Side& laptop, const Side& phone) : phoneId_(phone.identity.networkId)
+    {
+        SoftBus::SoftBusOptions options;
+        options.deviceName = "phone";
+        g_phone = Take(SoftBusServer::Start(phone.identity, options));
+        options.deviceName = "laptop";
+        options.peerAddresses = {g_phone->ListenAddress()};
+        laptop_ = Take(SoftBusServer::Start(laptop.identity, options));
+        laptop_->CreateSessionServer(PKG, NAME, LaptopListener());
+        g_phone->CreateSessionServer(PKG, NAME, PhoneListener());
+        WaitUntil([this] { return laptop_->Counts().presenceLinks == 1 && g_phone->Counts().presenceLinks == 1; });
+    }
+    ~SessionPair()
+    {
+        laptop_->Stop();
+        g_phone->Stop();
+        g_phone = nullptr;
+    }
+
+    struct Times {
+        double peersCallback;
+        double ownCallback;
+        double echo;
+    };
+    Times OpenAndEcho()
+    {
+        const size_t own = g_laptopOpened.Count();
+        const size_t peers = g_phoneOpened.Count();
+        const auto began = Clock::now();
+        const int id = Start();
+        Times times{};
+        times.ownCallback = Microseconds(g_laptopOpened.WaitFor(own + 1) - began).count();
+        times.peersCallback = Microseconds(g_phoneOpened.WaitFor(peers + 1) - began).count();
+        const auto beganEcho = Clock::now();
+        for (int i = 0; i < ECHOES_PER_ROUND; ++i) {
+            const size_t before = g_laptopBytes.Count();
+            laptop_->SendBytes(id, "abc", 3);
+            g_laptopBytes.WaitFor(before + 1);
+        }
+        times.echo = Microseconds(Clock::now() - beganEcho).count() / ECHOES_PER_ROUND;
+        laptop_->CloseSession(id);
+        WaitUntil([] { return g_phone->Counts().sessions == 0; });
+        return times;
+    }
+
+    // All at once: one may resume by the ticket at hand, the others shake hands in full. Microseconds each.
+    double OpenTogether(int count)
+    {
+        const size_t before = g_laptopOpened.Count();
+        const auto began = Clock::now();
+        std::vector<int> ids;
+        for (int i = 0; i < count; ++i) {
+            ids.push_back(Start());
+        }
+        const double each =
+            Microseconds(g_laptopOpened.WaitFor(before + static_cast<size_t>(count)) - began).count() / count;
+        CloseAll(ids);
+        return each;
+    }
+
+    // KiB that one end of one session adds to what this process holds.
+    double MemoryKiB()
+    {
+        const double before = HeldKiB();
+        std::vector<int> ids;
+        for (int i = 0; i < MEMORY_SESSIONS; ++i) {
+            const size_t opened = g_laptopOpened.Count();
+            ids.push_back(Start());
+            g_laptopOpened.WaitFor(opened + 1);
+        }
+        const double after = HeldKiB();
+        CloseAll(ids);
+        return (after - before) / (2.0 * MEMORY_SESSIONS);
+    }
+
+private:
+    static void WaitUntil(const std::function<bool()>& condition)
+    {
+        while (!condition()) {
+            std::this_thread::sleep_for(std::chrono::microseconds(200));
+        }
+    }
+
+    static double HeldKiB()
+    {
+        std::ifstream statm("/proc/self/statm");
+        double all = 0;
+        double resident = 0;
+        statm >> all >> resident;
+        return resident * static_cast<double>(::sysconf(_SC_PAGESIZE)) / 1024;
+    }
+
+    int Start()
+    {
+        SessionAttribute attribute;
+        attribute.dataType = TYPE_BYTES;
+        attribute.linkTypeNum = 1;
+        attribute.linkType[0] = LINK_TYPE_WIFI_5G;
+        const int id = laptop_->OpenSession(NAME, NAME, phoneId_, attribute);
+        Check(id > 0, "OpenSession");
+        return id;
+    }
+
+    void CloseAll(const std::vector<int>& ids)
+    {
+        for (const int id : ids) {
+            laptop_->CloseSession(id);
+        }
+        WaitUntil([] { return g_phone->Counts().sessions == 0; });
+    }
+
+    const std::string phoneId_;
+    sptr<SoftBusServer> laptop_;
+};
+
+Side MakeSide(const std::filesystem::path& folder)
+{
+    Side side{Take(Trust::LoadIdentity(folder)), nullptr};
+    side.tls = Take(Trust::TlsContext::Make(side.identity));
+    return side;
+}
+
+void Row(const char* what, double value, double base)
+{
+    std::printf("%-52s %9.1f us   x %.2f\n", what, value, value / base);
+}
+
+void Measure(const std::filesystem::path& folder, int rounds)
+{
+    Check(Trust::CreateAccount(folder / "laptop", "bench", "laptop").Ok(), "creating an account");
+    const std::string request = Take(Trust::MakeRequest(folder / "phone", "phone"));
+    Check(Trust::Install(folder / "phone", Take(Trust::Admit(folder / "laptop", request))).Ok(), "admitting a device");
+    Side laptop = MakeSide(folder / "laptop");
+    Side phone = MakeSide(folder / "phone");
+
+    BarePair bare(laptop, phone);
+    SessionPair sessions(laptop, phone);
+    bare.Open(false);
+    std::vector<double> full, resumed, bareEcho, own, peers, echo, together;
+    constexpr int TOGETHER = 16;
+    for (int round = 0; round < rounds; ++round) {
+        full.push_back(bare.Open(false));
+        resumed.push_back(bare.Open(true));
+        bareEcho.push_back(bare.Echo());
+        const auto times = sessions.OpenAndEcho();
+        own.push_back(times.ownCallback);
+        peers.push_back(times.peersCallback);
+        echo.push_back(times.echo);
+        if (round % 10 == 0) {
+            together.push_back(sessions.OpenTogether(TOGETHER));
+        }
+    }
+    Row("bare pair, full handshake", Median(full), Median(full));
+    Row("16 sessions opened at once, each", Median(together), Median(full));
+    Row("bare pair, resumed", Median(resumed), Median(resumed));
+    Row("OpenSession to the peer's opened callback (resumed)", Median(peers), Median(resumed));
+    Row("OpenSession to the own opened callback (>= 1 ms)", Median(own), Median(resumed));
+    Row("bare pair, echo of 3 B", Median(bareEcho), Median(bareEcho));
+    Row("session, echo of 3 B", Median(echo), Median(bareEcho));
+    std::printf("%-52s %9.1f KiB\n", "memory of a session, one end", sessions.MemoryKiB());
+}
+
+}  // namespace
+
+int main(int argumentCount, char** arguments)
+{
+    const int rounds = argumentCount > 1 ? std::atoi(arguments[1]) : 200;
+    std::string folder = (std::filesystem::temp_directory_path() / "softbus-bench.XXXXXX").string();
+    Check(rounds > 0, "reading ROUNDS");
+    Check(::mkdtemp(folder.data()) != nullptr, "making a temporary folder");
+    PinToOneCpu();
+    Measure(folder, rounds);
+    std::filesystem::remove_all(folder);
+    return 0;
+}
