@@ -16,6 +16,8 @@ namespace Vexo::Ctl {
 
 namespace {
 
+constexpr size_t HELP_COLUMN = 18;  // where descriptions begin, so that help fits 80 columns
+
 // What the command line asked for; filled by CLI11, then run.
 struct Request {
     GlobalOptions options;
@@ -71,7 +73,7 @@ void AddNetworkCommands(CLI::App& app, Request& request)
     start->add_option("PEER", request.peer, "Its name, its network id, or the beginning of either")->required();
     start->add_flag("--no-wait", request.noWait, "Do not wait until this device's Wi-Fi has joined");
 
-    CLI::App* stop = AddCommand(app, request, "stop", "Tell the service that a peer's network is no longer needed",
+    CLI::App* stop = AddCommand(app, request, "stop", "Tell the service that a peer is no longer needed",
                                 "  distnetctl stop phone",
                                 [&](Output& output) { return RunStop(request.options, output, request.peer); });
     stop->add_option("PEER", request.peer, "Its name, its network id, or the beginning of either")->required();
@@ -85,7 +87,7 @@ void AddNetworkCommands(CLI::App& app, Request& request)
 
 void AddDaemonCommands(CLI::App& app, Request& request)
 {
-    AddCommand(app, request, "status", "Show how the daemon, its abilities and this device's Wi-Fi stand",
+    AddCommand(app, request, "status", "Show how the daemon and this device's Wi-Fi stand",
                "  distnetctl status\n  distnetctl --socket ./phone/ipc.sock status",
                [&](Output& output) { return RunStatus(request.options, output); });
     CLI::App* service = AddGroup(app, "service", "Hold the service");
@@ -197,6 +199,7 @@ int RunApp(int argc, const char* const* argv)
     Request request;
     request.deviceName = HostName();
     CLI::App app("DistNet: get this device online through another device of yours", "distnetctl");
+    app.get_formatter()->column_width(HELP_COLUMN);
     app.require_subcommand(1);
     app.fallthrough();
     app.set_version_flag("--version", std::string("distnetctl ") + DistNetVersion());

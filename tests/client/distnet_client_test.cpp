@@ -1,0 +1,207 @@
+// The client library against a daemon that answers by script: every way a call can end, hostile replies included.
+
+#include "client/distnet_client.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <future>
+
+#include "distributed/services/service/distnet_errors.h"
+#include "platform/ipc/ipc_server.h"
+#include "platform/ipc/ipc_types.h"
+#include "tests/support/temp_folder.h"
+
+namespace Vexo::Client {
+namespace {
+
+using Script = std::function<int32_t(const Ipc::IpcHeader&, MessageParcel&, MessageParcel&)>;
+
+class ClientTest : public testing::Test {
+protected:
+    void Serve(Script script)
+    {
+        Ipc::IpcServerOptions options;
+        options.socketPath = Socket();
+        auto server = Ipc::IpcServer::Start(
+            options,
+            [](const PeerCredentials& peer) {
+                return CallerIdentity{peer.pid, peer.uid, 1, 1};
+            },
+            std::move(script));
+        ASSERT_TRUE(server) << server.Message();
+        server_ = std::move(server.Value());
+    }
+
+    std::unique_ptr<DistNetClient> Connect()
+    {
+        CallResult result;
+        auto client = DistNetClient::Connect(Socket(), result);
+        EXPECT_NE(client, nullptr) << result.message;
+        return client;
+    }
+
+    std::string Socket() const { return (folder_.Path() / "ipc.sock").string(); }
+
+    const Tests::TempFolder folder_;
+    std::unique_ptr<Ipc::IpcServer> server_;
+};
+
+TEST_F(ClientTest, SendsEachOperationAsDocumentedAndReadsItsReply)
+{
+    std::vector<std::pair<uint32_t, std::string>> seen;
+    Serve([&](const Ipc::IpcHeader& header, MessageParcel& data, MessageParcel& reply) {
+        const std::u16string token = data.ReadInterfaceToken();
+        int32_t first = 0;
+        int32_t second = 0;
+        std::string text;
+        std::vector<std::string> items;
+        switch (header.code) {
+            case 0:
+            case 1:
+                EXPECT_TRUE(reply.WriteInt32(0) && reply.WriteUint32(7));
+                break;
+            case 2:
+            case 3:
+                EXPECT_TRUE(data.ReadInt32(first) && data.ReadInt32(second) && data.ReadString(text));
+                text += std::to_string(first) + std::to_string(second);
+                EXPECT_TRUE(reply.WriteInt32(0));
+                break;
+            case 4:
+                EXPECT_TRUE(reply.WriteInt32(0) && reply.WriteUint32(1) && reply.WriteString("id") &&
+                            reply.WriteString("phone") && reply.WriteUint16(1) && reply.WriteString("net") &&
+                            reply.WriteInt32(-1) && reply.WriteInt32(2) && reply.WriteInt32(1) &&
+                            reply.WriteString("{}"));
+                break;
+            default:
+                EXPECT_TRUE(data.ReadStringVector(items));
+                EXPECT_TRUE(reply.WriteString("{\"x\":" + std::to_string(items.size()) + "}"));
+        }
+        EXPECT_EQ(token, u"Vexo.NetManagerStandard.IDistNetService");
+        EXPECT_EQ(header.abilityId, 1163u);
+        seen.emplace_back(header.code, text);
+        return 0;
+    });
+    {
+        const auto client = Connect();
+        uint32_t state = 0;
+        std::vector<Device> devices;
+        std::string json;
+        EXPECT_TRUE(client->StartService(state).Succeeded());
+        EXPECT_EQ(state, 7u);
+        EXPECT_TRUE(client->StartDistributedNetwork(1, 2, "peer").Succeeded());
+        EXPECT_TRUE(client->StopDistributedNetwork(3, 4, "peer").Succeeded());
+        ASSERT_TRUE(client->GetAvailableDeviceList(devices).Succeeded());
+        ASSERT_EQ(devices.size(), 1u);
+        EXPECT_EQ(devices[0].name, "phone");
+        EXPECT_EQ(devices[0].networkType, 2);
+        EXPECT_TRUE(client->GetRemoteDeviceInfo({"a", "b"}, json).Succeeded());
+        EXPECT_EQ(json, "{\"x\":2}");
+    }
+    const std::vector<std::pair<uint32_t, std::string>> expected{{0, ""}, {2, "peer12"}, {3, "peer34"},
+                                                                 {4, ""}, {1001, ""},    {1, ""}};
+    EXPECT_EQ(seen, expected) << "the last is the release that closing sends";
+}
+
+struct ReplyRow {
+    const char* name;
+    int32_t status;
+    std::function<void(MessageParcel&)> write;
+    CallStatus callStatus;
+    int32_t code;
+};
+
+void PrintTo(const ReplyRow& row, std::ostream* out)
+{
+    *out << row.name;
+}
+
+class ReplyTest : public ClientTest, public testing::WithParamInterface<ReplyRow> {};
+
+TEST_P(ReplyTest, TurnsIntoItsCallStatus)
+{
+    const ReplyRow& row = GetParam();
+    Serve([&](const Ipc::IpcHeader&, MessageParcel&, MessageParcel& reply) {
+        row.write(reply);
+        return row.status;
+    });
+    const auto client = Connect();
+    std::vector<Device> devices;
+    const CallResult result = client->GetAvailableDeviceList(devices);
+    EXPECT_EQ(result.status, row.callStatus) << result.message;
+    EXPECT_EQ(result.code, row.code);
+    EXPECT_FALSE(result.message.empty());
+    EXPECT_TRUE(devices.empty());
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Replies, ReplyTest,
+    testing::Values(
+        ReplyRow{"Refused", IPC_UNKNOWN_REQUEST, [](auto& reply) { reply.WriteInt32(201); }, CallStatus::REFUSED, 201},
+        ReplyRow{"WrongToken", IPC_UNKNOWN_REQUEST, [](auto& reply) { reply.WriteInt32(1004500108); },
+                 CallStatus::ANSWERED, 1004500108},
+        ReplyRow{"UnknownCode", IPC_UNKNOWN_REQUEST, [](auto&) {}, CallStatus::BAD_ANSWER, 0},
+        ReplyRow{"NotLoaded", IPC_ABILITY_UNAVAILABLE, [](auto&) {}, CallStatus::UNREACHABLE, 0},
+        ReplyRow{"ArgumentsUnread", 1004500103, [](auto&) {}, CallStatus::ANSWERED, 1004500103},
+        ReplyRow{"Empty", 0, [](auto&) {}, CallStatus::BAD_ANSWER, 0},
+        ReplyRow{"NoList", 0, [](auto& reply) { reply.WriteInt32(0); }, CallStatus::BAD_ANSWER, 0},
+        ReplyRow{"HugeCount", 0, [](auto& reply) { (void)(reply.WriteInt32(0) && reply.WriteUint32(0xFFFFFFFF)); },
+                 CallStatus::BAD_ANSWER, 0},
+        ReplyRow{"CutOff", 0,
+                 [](auto& reply) {
+                     (void)(reply.WriteInt32(0) && reply.WriteUint32(1) && reply.WriteString(std::string(60, 'x')));
+                 },
+                 CallStatus::BAD_ANSWER, 0}),
+    [](const auto& row) { return std::string(row.param.name); });
+
+TEST_F(ClientTest, ADaemonThatIsSilentEndsTheCallAtItsLimitAndTheNextSaysSo)
+{
+    std::promise<void> release;
+    const auto released = release.get_future().share();
+    Serve([released](const Ipc::IpcHeader&, MessageParcel&, MessageParcel&) {
+        released.wait();
+        return 0;
+    });
+    const auto client = Connect();
+    client->SetLimit(std::chrono::milliseconds(50));
+    std::string json;
+    EXPECT_EQ(client->GetStatus(json).status, CallStatus::TIMED_OUT);
+    EXPECT_EQ(client->GetStatus(json).status, CallStatus::UNREACHABLE);
+    release.set_value();
+}
+
+TEST_F(ClientTest, ADaemonThatGoesAwayDuringACallIsUnreachable)
+{
+    std::promise<void> asked;
+    std::promise<void> release;
+    Serve([&](const Ipc::IpcHeader&, MessageParcel&, MessageParcel&) {
+        asked.set_value();
+        release.get_future().wait();
+        return 0;
+    });
+    const auto client = Connect();
+    auto call = std::async(std::launch::async, [&] {
+        std::string json;
+        return client->GetStatus(json);
+    });
+    asked.get_future().wait();
+    auto gone = std::async(std::launch::async, [&] { server_.reset(); });
+    release.set_value();
+    const CallResult result = call.get();
+    gone.wait();
+    EXPECT_NE(result.status, CallStatus::TIMED_OUT) << result.message;
+    std::string json;
+    EXPECT_EQ(client->GetStatus(json).status, CallStatus::UNREACHABLE);
+}
+
+TEST(DescribeCodeTest, EveryKnownCodeHasAMeaningAndAnUnknownOneSaysSo)
+{
+    for (const int32_t code : {201, 301, 401, 2200003, 1004500001, 1004500003, 1004500116, 1004500125}) {
+        EXPECT_STRNE(DescribeCode(code).name, "UNKNOWN") << code;
+        EXPECT_STRNE(DescribeCode(code).advice, "") << code;
+    }
+    EXPECT_STREQ(DescribeCode(42).name, "UNKNOWN");
+}
+
+}  // namespace
+}  // namespace Vexo::Client

@@ -1,0 +1,104 @@
+// What distnetctl makes of words: which device is meant, how lines are laid out, and that its page tells the truth.
+
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <iterator>
+#include <regex>
+
+#include "client/distnet_client.h"
+#include "tools/distnetctl/app.h"
+#include "tools/distnetctl/output.h"
+#include "tools/distnetctl/peers.h"
+
+namespace Vexo::Ctl {
+namespace {
+
+const std::string PHONE_ID = "7f3a" + std::string(60, '1');
+const std::string TABLET_ID = "7f3b" + std::string(60, '2');
+
+std::vector<Peer> Peers()
+{
+    return ParsePeers(R"({"devices":[{"name":"phone","type":"phone","network_id":")" + PHONE_ID +
+                      R"(","online":true},{"name":"phablet","network_id":")" + TABLET_ID + R"("}]})");
+}
+
+struct PeerRow {
+    const char* name;
+    std::string word;
+    std::string found;  // network id, empty for an error
+    const char* error;
+};
+
+void PrintTo(const PeerRow& row, std::ostream* out)
+{
+    *out << row.name;
+}
+
+class PeerTest : public testing::TestWithParam<PeerRow> {};
+
+TEST_P(PeerTest, NamesOneDeviceOrSaysWhyNot)
+{
+    const PeerRow& row = GetParam();
+    const auto peer = ResolvePeer(row.word, Peers());
+    ASSERT_EQ(peer.Ok(), !row.found.empty());
+    if (peer) {
+        EXPECT_EQ(peer.Value().networkId, row.found);
+    } else {
+        EXPECT_NE(peer.Message().find(row.error), std::string::npos) << peer.Message();
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(Words, PeerTest,
+                         testing::Values(PeerRow{"Name", "phone", PHONE_ID, ""},
+                                         PeerRow{"Id", TABLET_ID, TABLET_ID, ""},
+                                         PeerRow{"UniqueNamePrefix", "pha", TABLET_ID, ""},
+                                         PeerRow{"UniqueIdPrefix", "7f3b", TABLET_ID, ""},
+                                         PeerRow{"AmbiguousPrefix", "ph", "", "could be any of phone"},
+                                         PeerRow{"Misspelt", "fone", "", "did you mean \"phone\"?"},
+                                         PeerRow{"Nothing", "", "", "no trusted device"},
+                                         PeerRow{"UnknownId", std::string(64, 'c'), std::string(64, 'c'), ""},
+                                         PeerRow{"AlmostAnId", std::string(63, 'c'), "", "no trusted device"}),
+                         [](const auto& row) { return std::string(row.param.name); });
+
+TEST(LayoutTest, ColumnsCountCharactersAndMarkWhatIsCut)
+{
+    EXPECT_EQ(Column("Büro", 6), "Büro  ");
+    EXPECT_EQ(Column("Bürorechner", 5), "Büro…");
+    EXPECT_EQ(DurationText(0.2), "1 ms");
+    EXPECT_EQ(DurationText(3100), "3.1 s");
+}
+
+TEST(UsageTest, WrongWordsEndWithTwoAndHelpFitsATerminal)
+{
+    for (const std::vector<const char*>& words : {std::vector<const char*>{"distnetctl"},
+                                                  {"distnetctl", "frobnicate"},
+                                                  {"distnetctl", "start"},
+                                                  {"distnetctl", "--timeout", "0", "devices"},
+                                                  {"distnetctl", "sim", "set", "--state", "/nonexistent", "x"}}) {
+        EXPECT_EQ(RunApp(static_cast<int>(words.size()), words.data()), EXIT_USAGE) << words.back();
+    }
+    testing::internal::CaptureStdout();
+    const char* help[] = {"distnetctl", "--help"};
+    EXPECT_EQ(RunApp(2, help), 0);
+    std::istringstream lines(testing::internal::GetCapturedStdout());
+    for (std::string line; std::getline(lines, line);) {
+        EXPECT_LE(line.size(), 80u) << line;
+    }
+}
+
+TEST(PageTest, ListsEveryCodeWithItsMeaning)
+{
+    std::ifstream stream(DISTNET_SOURCE_DIR "/docs/distnetctl.md");
+    const std::string page{std::istreambuf_iterator<char>(stream), std::istreambuf_iterator<char>()};
+    const std::string codes = page.substr(page.find("## Result codes of the service"));
+    const std::regex row(R"(\| (-?\d+) \| ([^|]*) \|)");
+    int rows = 0;
+    for (std::sregex_iterator it(codes.begin(), codes.end(), row), end; it != end; ++it, ++rows) {
+        EXPECT_EQ((*it)[2], Client::DescribeCode(std::stoi((*it)[1])).meaning) << (*it)[1];
+    }
+    EXPECT_EQ(rows, 23) << "as many as distnet_errors.h has";
+}
+
+}  // namespace
+}  // namespace Vexo::Ctl
