@@ -74,11 +74,11 @@ StateKey Range(StateKey key, int64_t min, int64_t max)
     return key;
 }
 
-#define MEMBER(EXPRESSION)            \
-    [=](DeviceState & state) -> auto& \
-    {                                 \
-        return state.EXPRESSION;      \
-    }
+#define MEMBER(EXPRESSION) ([=](DeviceState & state) -> auto& { return state.EXPRESSION; })
+[=](DeviceState& state) -> auto&
+{
+    return state.EXPRESSION;
+}
 
 void AddTelephonyKeys(std::vector<StateKey>& keys)
 {
