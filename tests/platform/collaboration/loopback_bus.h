@@ -1,142 +1,88 @@
 // LoopbackBus: ability 4700 for tests, on which this device is its own peer: each open makes two sessions of the one
-// session server, the opener's and the peer's, so that a single collaboration framework plays both sides. Callbacks
-// come on a strand, in order. Faults are switched on by a test.
+// session server, so that a single collaboration framework plays both sides. Callbacks come on a strand, in order.
 #pragma once
 
 #include <atomic>
 #include <map>
-#include <optional>
 #include <string>
+#include <utility>
 
-#include "platform/base/mutex.h"
-#include "platform/ipc/iremote_object.h"
-#include "platform/softbus/softbus_service.h"
 #include "platform/tasks/elastic_pool.h"
+#include "tests/support/fake_soft_bus.h"
 
 namespace Vexo::Tests {
 
-class LoopbackBus : public IPCObjectStub, public SoftBus::ISoftBusService {
+class LoopbackBus : public FakeSoftBus {
 public:
     inline static const std::string PEER = std::string(64, 'a');
 
+    // Faults.
     std::atomic<int> openedResult{SOFTBUS_OK};  // of the opened callback
-    std::atomic<bool> opens{true};              // false: no callback comes
     std::atomic<bool> delivers{true};           // false: what is sent is lost
     std::atomic<int> openings{0};
 
-    int CreateSessionServer(const std::string&, const std::string&, const ISessionListener& table) override
-    {
-        const MutexLock lock(mutex_);
-        listener_ = table;
-        return SOFTBUS_OK;
-    }
-    int RemoveSessionServer(const std::string&, const std::string&) override
-    {
-        const MutexLock lock(mutex_);
-        others_.clear();
-        return SOFTBUS_OK;
-    }
     int OpenSession(const std::string&, const std::string&, const std::string& networkId,
                     const SessionAttribute&) override
     {
         if (networkId != PEER) {
             return SOFTBUS_NO_SUCH_PEER;
         }
-        ++openings;
-        const MutexLock lock(mutex_);
-        const int opener = ++lastId_;
+        const int opener = ++openings * 2;
         if (openedResult == SOFTBUS_OK) {
-            const int peer = ++lastId_;
-            others_[opener] = peer;
-            others_[peer] = opener;
-            Post([peer](auto& table) { table.OnSessionOpened(peer, SOFTBUS_OK); });
+            const std::lock_guard lock(mutex_);
+            others_[opener] = opener + 1;
+            others_[opener + 1] = opener;
+            strand_.Post([this, opener] { listener.OnSessionOpened(opener + 1, SOFTBUS_OK); });
         }
-        if (opens) {
-            Post([opener, result = openedResult.load()](auto& table) { table.OnSessionOpened(opener, result); });
-        }
+        strand_.Post([this, opener, result = openedResult.load()] { listener.OnSessionOpened(opener, result); });
         return opener;
     }
     void CloseSession(int sessionId) override
     {
-        const MutexLock lock(mutex_);
-        if (const auto other = Forget(sessionId)) {
-            Post([id = *other](auto& table) { table.OnSessionClosed(id); });
+        if (const int other = Break(sessionId)) {
+            strand_.Post([this, other] { listener.OnSessionClosed(other); });
         }
     }
     int SendBytes(int sessionId, const void* data, unsigned int len) override
     {
-        const MutexLock lock(mutex_);
-        const auto found = others_.find(sessionId);
-        if (found == others_.end()) {
-            return SOFTBUS_NO_SUCH_SESSION;
+        const int other = Other(sessionId);
+        if (other != 0 && delivers) {
+            Deliver(other, std::string(static_cast<const char*>(data), len));
         }
-        if (delivers) {
-            Deliver(found->second, std::string(static_cast<const char*>(data), len));
-        }
-        return SOFTBUS_OK;
+        return other != 0 ? SOFTBUS_OK : SOFTBUS_NO_SUCH_SESSION;
     }
     int GetPeerNetworkId(int sessionId, std::string& networkId) override
     {
-        const MutexLock lock(mutex_);
         networkId = PEER;
-        return others_.contains(sessionId) ? SOFTBUS_OK : SOFTBUS_NO_SUCH_SESSION;
+        return Other(sessionId) != 0 ? SOFTBUS_OK : SOFTBUS_NO_SUCH_SESSION;
     }
-    std::vector<SoftBus::Node> Nodes() override { return {}; }
-    SoftBus::Node LocalNode() override { return {}; }
 
     // The other side of a session; 0 once it is closed.
-    int Other(int sessionId) const
+    int Other(int sessionId)
     {
-        const MutexLock lock(mutex_);
-        const auto found = others_.find(sessionId);
-        return found == others_.end() ? 0 : found->second;
+        const std::lock_guard lock(mutex_);
+        return others_.contains(sessionId) ? others_[sessionId] : 0;
     }
-    // Bytes that the framework never sends, as from the peer.
-    void Inject(int sessionId, const std::string& bytes)
+    void Deliver(int sessionId, const std::string& bytes)
     {
-        const MutexLock lock(mutex_);
-        Deliver(sessionId, bytes);
+        strand_.Post([this, sessionId, bytes] {
+            listener.OnBytesReceived(sessionId, bytes.data(), static_cast<unsigned int>(bytes.size()));
+        });
     }
-    // The link breaks: both sides hear of it, or, when unnoticed, neither.
-    void Break(int sessionId, bool unnoticed = false)
+    // Ends a session without a word to either side; returns the other one.
+    int Break(int sessionId)
     {
-        const MutexLock lock(mutex_);
-        const auto other = Forget(sessionId);
-        if (other && !unnoticed) {
-            Post([sessionId](auto& table) { table.OnSessionClosed(sessionId); });
-            Post([id = *other](auto& table) { table.OnSessionClosed(id); });
-        }
+        const int other = Other(sessionId);
+        const std::lock_guard lock(mutex_);
+        others_.erase(sessionId);
+        others_.erase(other);
+        return other;
     }
     void Drain() { strand_.Drain(); }
 
 private:
-    std::optional<int> Forget(int sessionId) REQUIRES(mutex_)
-    {
-        const auto found = others_.find(sessionId);
-        if (found == others_.end()) {
-            return std::nullopt;
-        }
-        const int other = found->second;
-        others_.erase(found);
-        others_.erase(other);
-        return other;
-    }
-    void Deliver(int sessionId, std::string bytes) REQUIRES(mutex_)
-    {
-        Post([sessionId, bytes = std::move(bytes)](auto& table) {
-            table.OnBytesReceived(sessionId, bytes.data(), static_cast<unsigned int>(bytes.size()));
-        });
-    }
-    template <typename Call>
-    void Post(Call call) REQUIRES(mutex_)
-    {
-        strand_.Post([table = listener_, call = std::move(call)] { call(table); });
-    }
-
-    mutable Mutex mutex_;
-    ISessionListener listener_ GUARDED_BY(mutex_){};
-    std::map<int, int> others_ GUARDED_BY(mutex_);
-    int lastId_ GUARDED_BY(mutex_) = 0;
+    std::mutex mutex_;
+    std::map<int, int> others_;  // guarded by mutex_
     Tasks::Strand strand_;
 };
 
