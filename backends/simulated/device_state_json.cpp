@@ -61,7 +61,9 @@ public:
             if (own.find('.') != std::string::npos) {
                 return UnknownStateKey("\"" + own + "\"");
             }
-            if (Result<void> read = Read(child, name.empty() ? own : name + "." + own); !read) {
+            std::string path = name.empty() ? "" : name + ".";
+            path += own;
+            if (Result<void> read = Read(child, path); !read) {
                 return read;
             }
         }

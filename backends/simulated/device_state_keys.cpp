@@ -74,11 +74,8 @@ StateKey Range(StateKey key, int64_t min, int64_t max)
     return key;
 }
 
+// An accessor of one member, for Key().
 #define MEMBER(EXPRESSION) ([=](DeviceState & state) -> auto& { return state.EXPRESSION; })
-[=](DeviceState& state) -> auto&
-{
-    return state.EXPRESSION;
-}
 
 void AddTelephonyKeys(std::vector<StateKey>& keys)
 {
