@@ -77,7 +77,7 @@ protected:
     StartResult Start(const std::string& networkId = LoopbackBus::PEER, int32_t toWake = SERVICE,
                       const std::string& parameters = "")
     {
-        return ability.StartCollaboration(SERVICE, MakeSptr<TargetInfo>(networkId, 0, "", parameters, toWake));
+        return ability.StartCollaboration(SERVICE, MakeSptr<TargetInfo>(networkId, 0U, "", parameters, toWake));
     }
     int32_t Started()
     {

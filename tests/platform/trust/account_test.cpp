@@ -30,7 +30,7 @@ class AccountTest : public testing::Test {
 protected:
     void SetUp() override { devices.Create("laptop"); }
 
-    const Devices devices;
+    Devices devices;
     const fs::path laptop = devices.Folder("laptop");
     const fs::path phone = devices.Folder("phone");
 };

@@ -69,7 +69,7 @@ TEST(IdentityTest, ThatIsDamagedIsRefusedByNameAndLeftAsItIs)
     };
     int number = 0;
     for (const auto& [what, file, blamed, advice] : cases) {
-        const Devices devices;
+        const Devices devices{};
         devices.Create("laptop");
         devices.Create("other", "elsewhere");
         const std::string folder = devices.Folder("laptop");
@@ -88,7 +88,7 @@ TEST(IdentityTest, ThatIsDamagedIsRefusedByNameAndLeftAsItIs)
 
 TEST(IdentityTest, IsMadeOnceForAllWhoAskAtOnceAndReadableByItsOwnerOnly)
 {
-    const Devices devices;
+    const Devices devices{};
     const fs::path folder = devices.Folder("laptop");
     EXPECT_FALSE(LoadIdentity(folder));
     std::vector<std::string> made(8);

@@ -91,7 +91,7 @@ protected:
         accountKey = std::move(ReadKeyFile(devices.Folder("laptop") / ACCOUNT_KEY_FILE).Value());
     }
 
-    const Devices devices;
+    Devices devices;
     Identity laptop;
     Identity phone;
     Context atLaptop;
