@@ -1,11 +1,10 @@
 #include "distributed/services/converged/configuration/converged_security.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 
 #include "distributed/services/utils/net_mgr_log_wrapper.h"
 #include "platform/access/accesstoken_kit.h"
+#include "platform/base/open_file.h"
 #include "platform/ipc/ipc_skeleton.h"
 
 namespace Vexo::NetManagerStandard {
@@ -81,9 +80,9 @@ bool ConvergedSecurity::FileSecurity::VerifyFileSize(int fd, int32_t maxSize) co
         NETMGR_EXT_LOGE(" open file fail");
         return false;
     }
-    const auto size = static_cast<int32_t>(lseek(fd, 0, SEEK_END));
+    const auto size = static_cast<int32_t>(SeekToEnd(fd));
     if (size >= 1 && size <= maxSize) {
-        lseek(fd, 0, SEEK_SET);
+        SeekToStart(fd);
         return true;
     }
     NETMGR_EXT_LOGE(" file over maxSize");

@@ -1,18 +1,13 @@
 #include "distributed/services/converged/configuration/distributed_json_util.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <array>
-#include <cerrno>
 #include <cmath>
 #include <cstdlib>
 #include <limits>
 
 #include "distributed/services/converged/configuration/converged_security.h"
 #include "distributed/services/utils/net_mgr_log_wrapper.h"
-#include "platform/base/unique_fd.h"
+#include "platform/base/open_file.h"
 #include "platform/config_policy/config_policy.h"
 
 namespace Vexo::NetManagerStandard {
@@ -84,26 +79,6 @@ cJSON* Parse(const std::string& text)
         NETMGR_EXT_LOGE(" errorMsg is %{public}s", end);
     }
     return document;
-}
-
-// Reads until the content is full or the file ends before that; false when a read fails.
-bool ReadFully(int fd, std::string& content)
-{
-    size_t done = 0;
-    while (done < content.size()) {
-        const ssize_t count = read(fd, content.data() + done, content.size() - done);
-        if (count < 0 && errno == EINTR) {
-            continue;
-        }
-        if (count < 0) {
-            return false;
-        }
-        if (count == 0) {
-            content.resize(done);  // cut short while it was read
-        }
-        done += static_cast<size_t>(count);
-    }
-    return true;
 }
 
 }  // namespace
@@ -198,16 +173,16 @@ bool DistributedJsonUtil::ReadFileToString(const std::string& path, std::string&
     if (!GetRealPath(path, realPath)) {
         return false;
     }
-    const UniqueFd file(open(realPath.c_str(), O_RDONLY | O_CLOEXEC));
+    const UniqueFd file = OpenForReading(realPath);
     if (!file || !ConvergedSecurity::CheckFileSize(file.Get())) {
         return false;
     }
-    struct stat status {};
-    if (fstat(file.Get(), &status) != 0 || status.st_size < 1) {
+    const int64_t size = FileStatusSize(file.Get());
+    if (size < 1) {
         return true;
     }
-    content.resize(static_cast<size_t>(status.st_size));
-    return ReadFully(file.Get(), content);
+    content.resize(static_cast<size_t>(size));
+    return ReadInto(file.Get(), content);
 }
 
 bool DistributedJsonUtil::LoadJsonObjFromFile(cJSON* json, const std::string& path)
