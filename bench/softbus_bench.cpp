@@ -3,10 +3,9 @@
 // everything else.
 //   softbus_bench [ROUNDS]    prints medians of opening, echoing 3 bytes, and the memory of a session
 // A contract holds the opener's own callback back until 1 ms after OpenSession, so the peer's callback is timed too.
-#include <malloc.h>
-#include <netinet/tcp.h>
 #include <sched.h>
 #include <sys/socket.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -73,6 +72,45 @@ double Median(std::vector<double> values)
     return values[values.size() / 2];
 }
 
+// Microseconds, by the wall and of this process's processor time.
+struct Cost {
+    double wall;
+    double cpu;
+};
+
+class Stopwatch {
+public:
+    Cost Elapsed(Clock::time_point end = Clock::now()) const
+    {
+        return {Microseconds(end - wall_).count(), CpuMicroseconds() - cpu_};
+    }
+
+private:
+    static double CpuMicroseconds()
+    {
+        timespec now{};
+        Check(::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now) == 0, "clock_gettime");
+        return static_cast<double>(now.tv_sec) * 1e6 + static_cast<double>(now.tv_nsec) / 1e3;
+    }
+
+    const Clock::time_point wall_ = Clock::now();
+    const double cpu_ = CpuMicroseconds();
+};
+
+class Costs {
+public:
+    void Add(Cost cost)
+    {
+        wall_.push_back(cost.wall);
+        cpu_.push_back(cost.cpu);
+    }
+    Cost Medians() const { return {Median(wall_), Median(cpu_)}; }
+
+private:
+    std::vector<double> wall_;
+    std::vector<double> cpu_;
+};
+
 // A counter that callbacks raise and the measuring thread waits for.
 class Signal {
 public:
@@ -114,6 +152,11 @@ struct Side {
     std::shared_ptr<Trust::TlsContext> tls;
 };
 
+Cost Each(Cost all, int count)
+{
+    return {all.wall / count, all.cpu / count};
+}
+
 // The least: blocking sockets, one thread a side.
 class BarePair {
 public:
@@ -128,14 +171,14 @@ public:
         thread_.join();
     }
 
-    double Open(bool resume) { return Run(resume, 0).first; }
-    double Echo() { return Run(true, ECHOES_PER_ROUND).second; }
+    Cost Open(bool resume) { return Run(resume, 0).first; }
+    Cost Echo() { return Run(true, ECHOES_PER_ROUND).second; }
 
 private:
-    // Microseconds of opening, and of one echo.
-    std::pair<double, double> Run(bool resume, int echoes)
+    // Of opening, and of one echo.
+    std::pair<Cost, Cost> Run(bool resume, int echoes)
     {
-        const auto began = Clock::now();
+        const Stopwatch opening;
         asio::ip::tcp::socket socket(context_);
         socket.connect({asio::ip::address_v4::loopback(), acceptor_.local_endpoint().port()});
         socket.set_option(asio::ip::tcp::no_delay(true));
@@ -144,13 +187,13 @@ private:
         Check(SSL_connect(ssl.get()) == 1 && client_.tls->VerifiedPeer(ssl.get()).Ok(), "bare connect");
         char bytes[3] = {};
         Check(SSL_read(ssl.get(), bytes, 1) == 1, "bare read");
-        const double opened = Microseconds(Clock::now() - began).count();
+        const Cost opened = opening.Elapsed();
         Check(SSL_session_reused(ssl.get()) == (resume ? 1 : 0), "resuming as asked");
-        const auto beganEcho = Clock::now();
+        const Stopwatch echoing;
         for (int i = 0; i < echoes; ++i) {
             Check(SSL_write(ssl.get(), bytes, 3) == 3 && SSL_read(ssl.get(), bytes, 3) == 3, "bare echo");
         }
-        const double echo = Microseconds(Clock::now() - beganEcho).count() / std::max(echoes, 1);
+        const Cost echo = Each(echoing.Elapsed(), std::max(echoes, 1));
         SSL_shutdown(ssl.get());
         return {opened, echo};
     }
@@ -235,42 +278,41 @@ public:
     }
 
     struct Times {
-        double peersCallback;
-        double ownCallback;
-        double echo;
+        Cost peersCallback;  // processor time: until both callbacks have come
+        Cost ownCallback;
+        Cost echo;
     };
     Times OpenAndEcho()
     {
         const size_t own = g_laptopOpened.Count();
         const size_t peers = g_phoneOpened.Count();
-        const auto began = Clock::now();
+        const Stopwatch opening;
         const int id = Start();
         Times times{};
-        times.ownCallback = Microseconds(g_laptopOpened.WaitFor(own + 1) - began).count();
-        times.peersCallback = Microseconds(g_phoneOpened.WaitFor(peers + 1) - began).count();
-        const auto beganEcho = Clock::now();
+        times.ownCallback = opening.Elapsed(g_laptopOpened.WaitFor(own + 1));
+        times.peersCallback = opening.Elapsed(g_phoneOpened.WaitFor(peers + 1));
+        const Stopwatch echoing;
         for (int i = 0; i < ECHOES_PER_ROUND; ++i) {
             const size_t before = g_laptopBytes.Count();
             laptop_->SendBytes(id, "abc", 3);
             g_laptopBytes.WaitFor(before + 1);
         }
-        times.echo = Microseconds(Clock::now() - beganEcho).count() / ECHOES_PER_ROUND;
+        times.echo = Each(echoing.Elapsed(), ECHOES_PER_ROUND);
         laptop_->CloseSession(id);
         WaitUntil([] { return g_phone->Counts().sessions == 0; });
         return times;
     }
 
-    // All at once: one may resume by the ticket at hand, the others shake hands in full. Microseconds each.
-    double OpenTogether(int count)
+    // All at once: one may resume by the ticket at hand, the others shake hands in full. What each costs.
+    Cost OpenTogether(int count)
     {
         const size_t before = g_laptopOpened.Count();
-        const auto began = Clock::now();
+        const Stopwatch opening;
         std::vector<int> ids;
         for (int i = 0; i < count; ++i) {
             ids.push_back(Start());
         }
-        const double each =
-            Microseconds(g_laptopOpened.WaitFor(before + static_cast<size_t>(count)) - began).count() / count;
+        const Cost each = Each(opening.Elapsed(g_laptopOpened.WaitFor(before + static_cast<size_t>(count))), count);
         CloseAll(ids);
         return each;
     }
@@ -337,9 +379,12 @@ Side MakeSide(const std::filesystem::path& folder)
     return side;
 }
 
-void Row(const char* what, double value, double base)
+void Row(const char* what, const Costs& costs, const Costs& least)
 {
-    std::printf("%-52s %9.1f us   x %.2f\n", what, value, value / base);
+    const Cost cost = costs.Medians();
+    const Cost base = least.Medians();
+    std::printf("%-52s %8.1f us  x %.2f   %8.1f us  x %.2f\n", what, cost.wall, cost.wall / base.wall, cost.cpu,
+                cost.cpu / base.cpu);
 }
 
 void Measure(const std::filesystem::path& folder, int rounds)
@@ -353,27 +398,28 @@ void Measure(const std::filesystem::path& folder, int rounds)
     BarePair bare(laptop, phone);
     SessionPair sessions(laptop, phone);
     bare.Open(false);
-    std::vector<double> full, resumed, bareEcho, own, peers, echo, together;
+    Costs full, resumed, bareEcho, own, peers, echo, together;
     constexpr int TOGETHER = 16;
     for (int round = 0; round < rounds; ++round) {
-        full.push_back(bare.Open(false));
-        resumed.push_back(bare.Open(true));
-        bareEcho.push_back(bare.Echo());
+        full.Add(bare.Open(false));
+        resumed.Add(bare.Open(true));
+        bareEcho.Add(bare.Echo());
         const auto times = sessions.OpenAndEcho();
-        own.push_back(times.ownCallback);
-        peers.push_back(times.peersCallback);
-        echo.push_back(times.echo);
+        own.Add(times.ownCallback);
+        peers.Add(times.peersCallback);
+        echo.Add(times.echo);
         if (round % 10 == 0) {
-            together.push_back(sessions.OpenTogether(TOGETHER));
+            together.Add(sessions.OpenTogether(TOGETHER));
         }
     }
-    Row("bare pair, full handshake", Median(full), Median(full));
-    Row("16 sessions opened at once, each", Median(together), Median(full));
-    Row("bare pair, resumed", Median(resumed), Median(resumed));
-    Row("OpenSession to the peer's opened callback (resumed)", Median(peers), Median(resumed));
-    Row("OpenSession to the own opened callback (>= 1 ms)", Median(own), Median(resumed));
-    Row("bare pair, echo of 3 B", Median(bareEcho), Median(bareEcho));
-    Row("session, echo of 3 B", Median(echo), Median(bareEcho));
+    std::printf("%-52s %20s   %20s\n", "", "by the wall", "processor time");
+    Row("bare pair, full handshake", full, full);
+    Row("16 sessions opened at once, each", together, full);
+    Row("bare pair, resumed", resumed, resumed);
+    Row("OpenSession to the peer's opened callback (resumed)", peers, resumed);
+    Row("OpenSession to the own opened callback (>= 1 ms)", own, resumed);
+    Row("bare pair, echo of 3 B", bareEcho, bareEcho);
+    Row("session, echo of 3 B", echo, bareEcho);
     std::printf("%-52s %9.1f KiB\n", "memory of a session, one end", sessions.MemoryKiB());
 }
 

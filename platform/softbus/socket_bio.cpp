@@ -83,6 +83,7 @@ bool AttachSocket(SSL* ssl, int fd)
     if (bio == nullptr) {
         return false;
     }
+    // NOLINTNEXTLINE(performance-no-int-to-ptr): it is only ever turned back into the number
     BIO_set_data(bio, reinterpret_cast<void*>(static_cast<intptr_t>(fd)));
     BIO_set_init(bio, 1);
     SSL_set_bio(ssl, bio, bio);

@@ -124,8 +124,8 @@ TEST_F(DiscoveryTest, ItsOwnAddressIsNotADevice)
     everywhere.listenAddress = "0.0.0.0" + port;
     const auto phoneBus = StartBus(phone, "phone");
     const auto laptopBus = StartBus(laptop, "laptop", {"127.0.0.1" + port, phoneBus->ListenAddress()}, everywhere);
-    ASSERT_TRUE(Eventually(
-        [&] { return SeesOnline(phoneBus, laptop.networkId) && SeesOnline(laptopBus, phone.networkId); }));
+    ASSERT_TRUE(
+        Eventually([&] { return SeesOnline(phoneBus, laptop.networkId) && SeesOnline(laptopBus, phone.networkId); }));
     EXPECT_EQ(laptopBus->Nodes().size(), 1u);
     EXPECT_EQ(laptopBus->Counts().presenceLinks, 1u);
 

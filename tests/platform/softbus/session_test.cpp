@@ -167,7 +167,7 @@ TEST_F(SessionTest, LargestMessagePassesAndALargerOneIsRefused)
 
 TEST_F(SessionTest, APeerThatDoesNotTakeBytesFillsTheQueueAndLosesNothing)
 {
-    const auto [mine, theirs] = OpenPair();
+    const std::pair<int, int> ids = OpenPair();
     std::atomic<bool> hold{true};
     std::atomic<size_t> taken{0};
     atPhone.OnEvent([&](const Event& event) {
@@ -178,7 +178,7 @@ TEST_F(SessionTest, APeerThatDoesNotTakeBytesFillsTheQueueAndLosesNothing)
     size_t accepted = 0;
     int result = SOFTBUS_OK;
     ASSERT_TRUE(Eventually([&] {
-        while ((result = Send(laptop, mine, megabyte)) == SOFTBUS_OK) {
+        while ((result = Send(laptop, ids.first, megabyte)) == SOFTBUS_OK) {
             ++accepted;
         }
         // Full for good only when the pause at the other end has reached this one.
@@ -187,7 +187,7 @@ TEST_F(SessionTest, APeerThatDoesNotTakeBytesFillsTheQueueAndLosesNothing)
     EXPECT_LT(accepted, 64u) << "the other end must stop reading";
     hold = false;
     EXPECT_TRUE(Eventually([&] { return taken == accepted * megabyte.size(); }));
-    EXPECT_EQ(atPhone.Count(Kind::CLOSED, theirs), 0u);
+    EXPECT_EQ(atPhone.Count(Kind::CLOSED, ids.second), 0u);
     atPhone.OnEvent(nullptr);
 }
 
