@@ -263,8 +263,9 @@ int32_t CollaborationServer::GetCollaborationStartInfos(int32_t systemAbilityId,
     return COLLABORATION_OK;
 }
 
-void CollaborationServer::End(SessionPtr session, int32_t failure)
+void CollaborationServer::End(const SessionPtr& ended, int32_t failure)
 {
+    const SessionPtr session = ended;  // the one given may be the map's own
     if (session->stage == Stage::ENDED) {
         return;
     }

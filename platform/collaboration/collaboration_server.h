@@ -80,7 +80,7 @@ private:
     int32_t Ask(const SessionPtr& session, const TargetInfo& target, int32_t systemAbilityId, Deadline deadline);
     void HandleAnswer(int32_t sessionId, const AnswerMessage& answer);
 
-    void End(SessionPtr session, int32_t failure) REQUIRES(mutex_);
+    void End(const SessionPtr& ended, int32_t failure) REQUIRES(mutex_);
     void Close(const SessionPtr& session) REQUIRES(mutex_);
     void ArmExpiry(const SessionPtr& session, std::chrono::milliseconds delay) REQUIRES(mutex_);
     void Expire(int32_t sessionId);

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <array>
 #include <functional>
 #include <future>
 #include <thread>
@@ -115,9 +116,9 @@ TEST_F(CollaborationTest, EachStartWakesThePeersServiceOverOneSessionListedOnBot
     EXPECT_EQ(Running(), (std::vector<int32_t>{session, -bus->Other(session)}));
     EXPECT_TRUE(Running(SERVICE + 1).empty());
 
-    std::vector<std::future<int32_t>> later;
-    for (int i = 0; i < 8; ++i) {
-        later.push_back(std::async(std::launch::async, [this] { return Started(); }));
+    std::array<std::future<int32_t>, 8> later;
+    for (auto& result : later) {
+        result = std::async(std::launch::async, [this] { return Started(); });
     }
     for (auto& result : later) {
         EXPECT_EQ(result.get(), session);

@@ -94,6 +94,7 @@ TEST(IdentityTest, IsMadeOnceForAllWhoAskAtOnceAndReadableByItsOwnerOnly)
     std::vector<std::string> made(8);
     {
         std::vector<std::jthread> threads;
+        threads.reserve(made.size());
         for (std::string& ids : made) {
             threads.emplace_back([&ids, &folder] {
                 const auto identity = LoadOrCreateIdentity(folder);
