@@ -265,7 +265,8 @@ int32_t CollaborationServer::GetCollaborationStartInfos(int32_t systemAbilityId,
 
 void CollaborationServer::End(const SessionPtr& ended, int32_t failure)
 {
-    const SessionPtr session = ended;  // the one given may be the map's own
+    // A copy, because the one given may be the map's own.
+    const SessionPtr session = ended;  // NOLINT(performance-unnecessary-copy-initialization): see above
     if (session->stage == Stage::ENDED) {
         return;
     }
