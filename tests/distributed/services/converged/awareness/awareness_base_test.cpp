@@ -56,41 +56,29 @@ TEST(BaseAwarenessTest, KeepsOfARequestTheOfferedEventsThatShareABit)
     }
 }
 
-TEST(BaseAwarenessTest, AFurtherRegistrationReplacesTheMaskAndAnUnknownRemovalChangesNothing)
+TEST(BaseAwarenessTest, AFurtherRegistrationReplacesTheMaskAndTellsTheCurrentStateOnRequest)
 {
-    Source source({0x100, 0x200});
+    Source source({0x100, 0x200, 0x400});
+    for (const int state : {1, 2}) {  // the first function of an event stays
+        for (const int32_t event : {0x100, 0x200, 0x400}) {
+            source.AddNotifyNowFuncToMap(
+                event, [event, state](const auto& callback) { callback->OnConnectivityChanged(event, state); });
+        }
+    }
     const auto listener = std::make_shared<RecordingListener>();
     source.AddCallback(listener, 0x100, false);
-    source.AddCallback(listener, 0x200, false);
+    source.AddCallback(listener, 0xe00, true);
+    EXPECT_THAT(listener->Take(), UnorderedElementsAre("net 512 1", "net 1024 1"));
     source.AddCallback(listener, 0x800, false);
     source.RemoveCallback(std::make_shared<RecordingListener>());
     source.Notify(0x100);
     source.Notify(0x200);
     EXPECT_THAT(listener->Take(), ElementsAre("net 512 0"));
-
     source.RemoveCallback(listener);
     source.Notify(0x200);
     EXPECT_THAT(listener->Take(), IsEmpty());
-}
-
-TEST(BaseAwarenessTest, ANewListenerIsToldTheCurrentStateOfItsEventsOnlyOnRequest)
-{
-    Source source({0x100, 0x200, 0x400});
-    for (const int32_t event : {0x100, 0x200, 0x400}) {
-        const auto tell = [event](int state) {
-            return [event, state](const auto& callback) { callback->OnConnectivityChanged(event, state); };
-        };
-        source.AddNotifyNowFuncToMap(event, tell(1));
-        source.AddNotifyNowFuncToMap(event, tell(2));  // the first one stays
-    }
-    const auto listener = std::make_shared<RecordingListener>();
-    source.AddCallback(listener, 0x500, false);
-    EXPECT_THAT(listener->Take(), IsEmpty());
-    source.AddCallback(listener, 0xd00, true);
-    EXPECT_THAT(listener->Take(), UnorderedElementsAre("net 256 1", "net 1024 1"));
-    source.NotifyOnFirstRegister(std::make_shared<RecordingListener>(), 0x700);
-    source.NotifyOnFirstRegister(listener, 0x200);
-    EXPECT_THAT(listener->Take(), ElementsAre("net 512 1"));
+    source.NotifyOnFirstRegister(listener, 0x300);
+    EXPECT_THAT(listener->Take(), UnorderedElementsAre("net 256 1", "net 512 1"));
 }
 
 }  // namespace

@@ -40,17 +40,14 @@ const std::string CLOSED = " Close net share.";
 void Configure(bool isUse, bool isProvide, int64_t closeTimeMs)
 {
     const auto flag = [](bool isSet) { return isSet ? "true" : "false"; };
-    const std::string device = std::string(R"([{"type": "default", "use_network": )") + flag(isUse) +
-                               R"(, "provide_network": )" + flag(isProvide) + "}]";
-    const std::string scenario =
-        R"([{"type": "default", "screen_off_auto_close_time": )" + std::to_string(closeTimeMs) + "}]";
+    const std::string caps = std::string(R"([{"type": "default", "use_network": )") + flag(isUse) +
+                             R"(, "provide_network": )" + flag(isProvide) + R"(, "screen_off_auto_close_time": )" +
+                             std::to_string(closeTimeMs) + "}]";
     auto parser = std::make_shared<ConfigurationParser>();
-    cJSON* deviceCaps = cJSON_Parse(device.c_str());
-    cJSON* scenarioCaps = cJSON_Parse(scenario.c_str());
-    parser->ParseDeviceCapsOfDevice(deviceCaps);
-    parser->ParseDeviceCapsOfScenario(scenarioCaps);
-    cJSON_Delete(deviceCaps);
-    cJSON_Delete(scenarioCaps);
+    cJSON* json = cJSON_Parse(caps.c_str());
+    parser->ParseDeviceCapsOfDevice(json);
+    parser->ParseDeviceCapsOfScenario(json);
+    cJSON_Delete(json);
     ConfigurationCenterAccess::SetParser(std::move(parser));
 }
 
@@ -66,6 +63,13 @@ protected:
         reached.get_future().wait();
     }
 
+    // Holds back what is due until RunUntil.
+    void Block()
+    {
+        handler->SendEvent(InnerEvent::Get([this] { release.get_future().wait(); }));
+    }
+
+    std::promise<void> release;
     const LogCapture log;
     const std::shared_ptr<EventRunner> runner = EventRunner::Create("decision-test");
     const std::shared_ptr<EventHandler> handler = std::make_shared<EventHandler>(runner);
@@ -91,11 +95,11 @@ TEST_F(DecisionCenterTest, AScreenThatGoesOffClosesAfterTheConfiguredTimeIfBothF
 TEST_F(DecisionCenterTest, AScreenThatComesOnLeavesWhatWasScheduled)
 {
     Configure(true, true, 1);
-    std::promise<void> release;
-    handler->SendEvent(InnerEvent::Get([&release] { release.get_future().wait(); }));
+    Block();
     Screen(false);
     Screen(false);
     Screen(true);
+    std::make_shared<DecisionCenter>()->OnScreenStateChanged(false, runner);  // does nothing once its center has gone
     release.set_value();
     RunUntil(2ms);
     EXPECT_EQ(log.Count(CLOSED), 2U);
@@ -104,25 +108,10 @@ TEST_F(DecisionCenterTest, AScreenThatComesOnLeavesWhatWasScheduled)
 TEST_F(DecisionCenterTest, TheClosingGoesByTheFlagsOfTheMomentItRuns)
 {
     Configure(true, true, 1);
-    std::promise<void> release;
-    handler->SendEvent(InnerEvent::Get([&release] { release.get_future().wait(); }));
+    Block();
     Screen(false);
     Configure(true, false, 1);
     Screen(true);
-    release.set_value();
-    RunUntil(2ms);
-    EXPECT_FALSE(log.Contains(CLOSED));
-}
-
-TEST_F(DecisionCenterTest, AClosingThatOutlivesItsCenterDoesNothing)
-{
-    Configure(true, true, 1);
-    std::promise<void> release;
-    handler->SendEvent(InnerEvent::Get([&release] { release.get_future().wait(); }));
-    {
-        const auto shortLived = std::make_shared<DecisionCenter>();
-        shortLived->OnScreenStateChanged(false, runner);
-    }
     release.set_value();
     RunUntil(2ms);
     EXPECT_FALSE(log.Contains(CLOSED));
