@@ -49,7 +49,13 @@ std::string Rfc3339(std::chrono::system_clock::time_point time)
 std::string AsUtf8(std::string text)
 {
     using Utf8 = std::codecvt<char32_t, char8_t, std::mbstate_t>;
-    std::replace(text.begin(), text.end(), '\0', '\xFF');
+    for (size_t at = 0; at < text.size(); ++at) {
+        // The library takes encoded surrogates, which RFC 3629 excludes, for characters.
+        const bool surrogate = text[at] == '\xED' && at + 1 < text.size() && (text[at + 1] & 0x20) != 0;
+        if (text[at] == '\0' || surrogate) {
+            text[at] = '\xFF';
+        }
+    }
     std::string result;
     std::string_view rest = text;
     while (!rest.empty()) {

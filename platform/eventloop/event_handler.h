@@ -14,7 +14,7 @@ namespace Vexo::AppExecFwk {
 
 class EventHandler : public std::enable_shared_from_this<EventHandler> {
 public:
-    // Scheduling classes among events due at the same time; smaller runs first.
+    // Scheduling classes among events due in the same millisecond; smaller runs first.
     enum class Priority : uint32_t { VIP = 0, IMMEDIATE = 1, HIGH = 2, LOW = 3, IDLE = 4 };
 
     explicit EventHandler(const std::shared_ptr<EventRunner>& runner = nullptr);

@@ -24,6 +24,15 @@ void DeliverGuarded(const EventQueue::Deliver& deliver, const std::string& taskN
     }
 }
 
+// Due times are whole milliseconds, never early, so that priorities decide among what comes together.
+EventQueue::Clock::time_point DueAfter(std::chrono::milliseconds delay)
+{
+    const EventQueue::Clock::time_point now = EventQueue::Clock::now();
+    return delay.count() == 0 ? std::chrono::floor<std::chrono::milliseconds>(now)
+                              : std::chrono::ceil<std::chrono::milliseconds>(
+                                    now + std::min<std::chrono::milliseconds>(delay, LONGEST_DELAY));
+}
+
 }  // namespace
 
 void EventQueue::Add(std::chrono::milliseconds delay, uint32_t priority, uint64_t owner, std::string taskName,
@@ -31,9 +40,8 @@ void EventQueue::Add(std::chrono::milliseconds delay, uint32_t priority, uint64_
 {
     const MutexLock lock(mutex_);
     if (!stopped_) {
-        entries_.emplace(
-            Place{Clock::now() + std::min<std::chrono::milliseconds>(delay, LONGEST_DELAY), priority, ++posted_},
-            Entry{owner, std::move(taskName), std::move(deliver)});
+        entries_.emplace(Place{DueAfter(delay), priority, ++posted_},
+                         Entry{owner, std::move(taskName), std::move(deliver)});
         changed_.NotifyAll();
     }
 }

@@ -152,7 +152,6 @@ private:
             next = std::move(queue_.front());
             queue_.pop_front();
         } else if (!closing_) {
-            warned_ = false;
             worker->idleSince = Clock::now();
             idle_.push_back(worker);
             ArmTrim();
@@ -208,6 +207,7 @@ private:
         auto kept = idle_.begin();
         for (; kept != idle_.end() && (*kept)->idleSince <= limit; ++kept) {
             Retire(**kept);
+            warned_ = false;  // the load has fallen
         }
         idle_.erase(idle_.begin(), kept);
         ArmTrim();

@@ -61,10 +61,12 @@ public:
 
     void close() EXCLUDES(mutex_)
     {
-        decltype(waiting_) dropped;  // what the tasks hold is released after the lock
-        const Vexo::MutexLock lock(mutex_);
-        dropped.swap(waiting_);
+        Vexo::MutexLock lock(mutex_);
+        decltype(waiting_) dropped = std::exchange(waiting_, {});
         disarm();
+        lock.Unlock();
+        dropped.clear();
+        lock.Lock();
         while (running_ && runner_ != std::this_thread::get_id()) {
             idle_.Wait(mutex_);
         }

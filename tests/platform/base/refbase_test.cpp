@@ -1,0 +1,78 @@
+#include "platform/base/refbase.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <atomic>
+#include <thread>
+#include <vector>
+
+#include "platform/base/securec.h"
+
+namespace Vexo {
+namespace {
+
+struct Left : virtual RefBase {};
+struct Right : virtual RefBase {};
+struct Both : Left, Right {
+    explicit Both(std::atomic<int>& counter) : destroyed(counter) {}
+    ~Both() override { ++destroyed; }
+    std::atomic<int>& destroyed;
+};
+
+TEST(RefBaseTest, TheLastOfAllKindsOfReferenceDestroysTheObject)
+{
+    std::atomic<int> destroyed{0};
+    sptr<Both> both = MakeSptr<Both>(destroyed);
+    sptr<Left> left = both;
+    sptr<RefBase> base = left;
+    EXPECT_EQ(both->GetSptrRefCount(), 3);
+    EXPECT_EQ(base.Cast<Right>()->GetSptrRefCount(), 4);
+    EXPECT_EQ(MakeSptr<Left>().Cast<Right>(), nullptr);
+    both = std::move(both);
+    base = nullptr;
+    left = nullptr;
+    EXPECT_EQ(destroyed, 0);
+    both = nullptr;
+    EXPECT_EQ(destroyed, 1);
+}
+
+TEST(RefBaseTest, ReferencesMayComeAndGoOnManyThreads)
+{
+    std::atomic<int> destroyed{0};
+    sptr<Both> shared = MakeSptr<Both>(destroyed);
+    std::vector<std::thread> threads;
+    for (int i = 0; i < 4; ++i) {
+        threads.emplace_back([mine = shared] {
+            for (int k = 0; k < 2000; ++k) {
+                const sptr<Left> copy = mine;
+                EXPECT_NE(copy, nullptr);
+            }
+        });
+    }
+    shared = nullptr;
+    for (std::thread& thread : threads) {
+        thread.join();
+    }
+    threads.clear();
+    EXPECT_EQ(destroyed, 1);
+}
+
+TEST(SecurecTest, ACopyOrFillBeyondTheDestinationFailsAndTouchesNothing)
+{
+    std::array<char, 4> buffer{'a', 'b', 'c', 'd'};
+    const auto original = buffer;
+    EXPECT_EQ(memcpy_s(buffer.data(), 4, "12345", 5), SECUREC_TOO_LARGE);
+    EXPECT_EQ(memset_s(buffer.data(), 4, 0, 5), SECUREC_TOO_LARGE);
+    EXPECT_EQ(memcpy_s(buffer.data(), 0, "1", 0), SECUREC_INVALID);
+    EXPECT_EQ(memcpy_s(nullptr, 4, "1", 1), SECUREC_INVALID);
+    EXPECT_EQ(memcpy_s(buffer.data(), 4, nullptr, 1), SECUREC_INVALID);
+    EXPECT_EQ(memset_s(nullptr, 4, 0, 1), SECUREC_INVALID);
+    EXPECT_EQ(buffer, original);
+    EXPECT_EQ(memset_s(buffer.data(), 4, 'x', 1), SECUREC_OK);
+    EXPECT_EQ(memcpy_s(buffer.data() + 1, 3, "yz", 2), SECUREC_OK);
+    EXPECT_EQ(buffer, (std::array<char, 4>{'x', 'y', 'z', 'd'}));
+}
+
+}  // namespace
+}  // namespace Vexo

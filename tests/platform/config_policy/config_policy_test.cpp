@@ -1,0 +1,63 @@
+#include "platform/config_policy/config_policy.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <fstream>
+#include <string>
+
+#include "tests/support/temp_folder.h"
+
+namespace Vexo {
+namespace {
+
+class ConfigPolicyTest : public testing::Test {
+protected:
+    ConfigPolicyTest()
+    {
+        for (const char* file : {"low/etc/both.json", "low/etc/low.json", "high/etc/both.json", "secret"}) {
+            std::filesystem::create_directories((folder_.Path() / file).parent_path());
+            std::ofstream(folder_.Path() / file) << "{}";
+        }
+        std::filesystem::create_directories(folder_.Path() / "high/etc/low.json");  // a folder is no file
+        SetConfigPolicyRoots({folder_.Path() / "low", folder_.Path() / "high"});
+    }
+    ~ConfigPolicyTest() override { SetConfigPolicyRoots({}); }
+
+    std::string Find(const char* suffix, size_t size = MAX_POLICY_PATH_LENGTH)
+    {
+        std::array<char, MAX_POLICY_PATH_LENGTH> buffer{};
+        const char* found = GetOneCfgFile(suffix, buffer.data(), size);
+        EXPECT_TRUE(found == nullptr || found == buffer.data());
+        return found == nullptr ? "" : found;
+    }
+
+    Tests::TempFolder folder_;
+};
+
+TEST_F(ConfigPolicyTest, TheFileOfTheHighestRootThatHasOneIsFound)
+{
+    EXPECT_EQ(Find("etc/both.json"), folder_.Path() / "high/etc/both.json");
+    EXPECT_EQ(Find("etc/low.json"), folder_.Path() / "low/etc/low.json");
+    EXPECT_EQ(Find("etc/none.json"), "");
+}
+
+TEST_F(ConfigPolicyTest, ASuffixThatLeadsOutOfItsRootIsRefused)
+{
+    const std::string absolute = folder_.Path() / "secret";
+    for (const char* suffix : {"", "../secret", "etc/../../secret", "etc/../etc/both.json", absolute.c_str(),
+                               static_cast<const char*>(nullptr)}) {
+        EXPECT_EQ(Find(suffix), "") << (suffix == nullptr ? "null" : suffix);
+    }
+}
+
+TEST_F(ConfigPolicyTest, APathThatDoesNotFitWithItsTerminatorIsRefused)
+{
+    const std::string path = folder_.Path() / "high/etc/both.json";
+    EXPECT_EQ(Find("etc/both.json", path.size()), "");
+    EXPECT_EQ(Find("etc/both.json", path.size() + 1), path);
+    EXPECT_EQ(GetOneCfgFile("etc/both.json", nullptr, MAX_POLICY_PATH_LENGTH), nullptr);
+}
+
+}  // namespace
+}  // namespace Vexo

@@ -1,0 +1,158 @@
+#include "platform/eventloop/event_handler.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <stdexcept>
+#include <string>
+#include <thread>
+
+#include "tests/platform/tasks/signals.h"
+
+namespace Vexo::AppExecFwk {
+namespace {
+
+using Priority = EventHandler::Priority;
+using Tests::Gate;
+using Tests::Trail;
+
+class EventHandlerTest : public testing::Test {
+protected:
+    // Keeps the runner busy until the gate opens, so that what is posted meanwhile is due together.
+    void Hold() { handler_->SendEvent(InnerEvent::Get(gate_.Way()), 0, Priority::VIP); }
+    InnerEvent::Pointer Task(const std::string& name)
+    {
+        return InnerEvent::Get([this, name] { ran_.Add(name); }, name);
+    }
+
+    Trail<std::string> ran_;
+    Gate gate_;
+    std::shared_ptr<EventRunner> runner_ = EventRunner::Create("test");
+    std::shared_ptr<EventHandler> handler_ = std::make_shared<EventHandler>(runner_);
+};
+
+TEST_F(EventHandlerTest, RunsByDueTimeAndThenInOrderOfPosting)
+{
+    Hold();
+    EXPECT_TRUE(handler_->SendEvent(Task("late"), 400, Priority::VIP));
+    EXPECT_TRUE(handler_->SendEvent(Task("first")));
+    EXPECT_TRUE(handler_->SendEvent(Task("second")));
+    EXPECT_TRUE(handler_->SendEvent(Task("soon"), 2, Priority::VIP));
+    EXPECT_TRUE(handler_->SendEvent(Task("never"), std::numeric_limits<int64_t>::max()));
+    gate_.Open();
+    EXPECT_EQ(ran_.WaitFor(4), (std::vector<std::string>{"first", "second", "soon", "late"}));
+}
+
+TEST_F(EventHandlerTest, OfEventsDueInTheSameMillisecondTheHigherPriorityRunsFirst)
+{
+    const auto millisecond = [] {
+        return std::chrono::floor<std::chrono::milliseconds>(std::chrono::steady_clock::now());
+    };
+    for (int attempt = 0; attempt < 50; ++attempt) {
+        Trail<uint32_t> order;
+        Gate gate;
+        handler_->SendEvent(InnerEvent::Get(gate.Way()), 0, Priority::VIP);
+        const auto begin = millisecond();
+        for (const uint32_t priority : {4U, 3U, 2U, 1U, 0U}) {
+            handler_->SendEvent(InnerEvent::Get([&, priority] { order.Add(priority); }), 0, Priority{priority});
+        }
+        const bool together = millisecond() == begin;
+        gate.Open();
+        const auto seen = order.WaitFor(5);
+        if (together) {
+            EXPECT_EQ(seen, (std::vector<uint32_t>{0, 1, 2, 3, 4}));
+            return;
+        }
+    }
+    FAIL() << "five posts never came within one millisecond";
+}
+
+TEST_F(EventHandlerTest, OnlyTheHandlerThatPostedATaskRemovesItAndTheTaskOutlivesIt)
+{
+    EventHandler other(runner_);
+    Hold();
+    auto poster = std::make_shared<EventHandler>(runner_);
+    EXPECT_TRUE(poster->SendEvent(Task("kept")));
+    EXPECT_TRUE(poster->SendEvent(Task("removed")));
+    EXPECT_TRUE(poster->SendEvent(Task("removed"), 1));
+    EXPECT_TRUE(other.SendEvent(Task("removed elsewhere")));
+    other.RemoveTask("kept");
+    other.RemoveTask("removed elsewhere");
+    poster->RemoveTask("removed");
+    poster.reset();
+    EXPECT_TRUE(other.SendEvent(Task("last"), 5));
+    gate_.Open();
+    EXPECT_EQ(ran_.WaitFor(2), (std::vector<std::string>{"kept", "last"}));
+}
+
+TEST_F(EventHandlerTest, WithoutARunnerOrWithAWrongEventNothingIsPosted)
+{
+    EventHandler empty(nullptr);
+    EXPECT_FALSE(empty.SendEvent(Task("no runner")));
+    EXPECT_FALSE(empty.SendEvent(7));
+    empty.RemoveTask("no runner");
+    EXPECT_FALSE(handler_->SendEvent(nullptr));
+    EXPECT_FALSE(handler_->SendEvent(Task("in the past"), -1));
+    EXPECT_TRUE(handler_->SendEvent(Task("good")));
+    EXPECT_EQ(ran_.WaitFor(1), (std::vector<std::string>{"good"}));
+}
+
+TEST_F(EventHandlerTest, ANumericEventReachesItsHandlerOnTheRunnersThreadAndNotAfterItsEnd)
+{
+    struct Recorder : EventHandler {
+        Recorder(const std::shared_ptr<EventRunner>& onRunner, Trail<std::string>& trail)
+            : EventHandler(onRunner), runner(onRunner.get()), ran(trail)
+        {
+        }
+        void ProcessEvent(const InnerEvent::Pointer& event) override
+        {
+            EXPECT_TRUE(runner->IsCurrentRunnerThread());
+            ran.Add(std::to_string(event->GetInnerEventId()) + ":" + std::to_string(event->GetParam()) + ":" +
+                    event->GetCaller().function);
+        }
+        EventRunner* runner;
+        Trail<std::string>& ran;
+    };
+    EXPECT_FALSE(runner_->IsCurrentRunnerThread());
+    const auto recorder = std::make_shared<Recorder>(runner_, ran_);
+    auto gone = std::make_shared<Recorder>(runner_, ran_);
+    Hold();
+    gone->SendEvent(1);
+    gone.reset();
+    recorder->SendEvent(InnerEvent::Get(2, 40, Caller{"file", "Post", 3}));
+    gate_.Open();
+    EXPECT_EQ(ran_.WaitFor(1), (std::vector<std::string>{"2:40:Post"}));
+}
+
+TEST_F(EventHandlerTest, AnExceptionIsLoggedAndTheRunnerGoesOn)
+{
+    const Tests::LogCapture log;
+    handler_->SendEvent(InnerEvent::Get([] { throw std::runtime_error("oh"); }, "bad"));
+    handler_->SendEvent(Task("good"));
+    EXPECT_EQ(ran_.WaitFor(1).size(), 1U);
+    EXPECT_TRUE(log.Contains("event bad ended by an exception: oh"));
+}
+
+TEST_F(EventHandlerTest, TheLastHolderEndsTheRunnerAlsoFromItsOwnThread)
+{
+    Hold();
+    handler_->SendEvent(Task("dropped"), 60'000);
+    auto own = InnerEvent::Get([this, handler = handler_]() mutable {
+        ran_.Add("ran");
+        handler.reset();  // with the event itself gone, nothing holds the runner
+    });
+    handler_->SendEvent(std::move(own));
+    const std::weak_ptr<EventRunner> watched = runner_;
+    handler_.reset();
+    runner_.reset();
+    gate_.Open();
+    EXPECT_EQ(ran_.WaitFor(1), (std::vector<std::string>{"ran"}));
+    const auto limit = std::chrono::steady_clock::now() + Tests::WAIT_LIMIT;
+    while (!watched.expired() && std::chrono::steady_clock::now() < limit) {
+        std::this_thread::yield();
+    }
+    EXPECT_TRUE(watched.expired());
+}
+
+}  // namespace
+}  // namespace Vexo::AppExecFwk

@@ -1,0 +1,228 @@
+#include "platform/tasks/ffrt.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <cstring>
+#include <future>
+#include <stdexcept>
+#include <thread>
+
+#include "tests/platform/tasks/signals.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using Vexo::Tests::Gate;
+using Vexo::Tests::LogCapture;
+using Vexo::Tests::Trail;
+
+void Submit(const std::function<void()>& task)
+{
+    ffrt_submit(ffrt::create_function_wrapper(task, ffrt_function_kind_general), nullptr);
+}
+
+ffrt::task_handle SubmitTo(ffrt::queue& queue, std::chrono::microseconds delay, const std::function<void()>& task)
+{
+    ffrt_task_attr_t attr;
+    ffrt_task_attr_init(&attr);
+    ffrt_task_attr_set_delay(&attr, static_cast<uint64_t>(delay.count()));
+    return ffrt_queue_submit_h(queue, ffrt::create_function_wrapper(task, ffrt_function_kind_queue), &attr);
+}
+
+TEST(FfrtWaitTest, WaitsForTheTasksOfItsThreadAndForNoOthers)
+{
+    Gate others;
+    Trail<int> blocked;
+    std::thread other([&] {
+        Submit([&blocked, way = others.Way()] {
+            blocked.Add(0);
+            way();
+        });
+    });
+    other.join();  // and its waiting context goes on without it
+    ASSERT_EQ(blocked.WaitFor(1).size(), 1U);
+
+    std::atomic<int> finished{0};
+    for (int i = 0; i < 20; ++i) {
+        Submit([&] { ++finished; });
+    }
+    ffrt_wait();
+    EXPECT_EQ(finished, 20);
+}
+
+TEST(FfrtWaitTest, InsideATaskWaitsForWhatThatTaskSubmitted)
+{
+    Gate outside;
+    Submit(outside.Way());
+    Trail<int> inner;
+    Submit([&] {
+        for (int i = 0; i < 5; ++i) {
+            Submit([&] { inner.Add(1); });
+        }
+        ffrt_wait();
+        inner.Add(2);  // while the task of the outer context still blocks
+    });
+    EXPECT_EQ(inner.WaitFor(6), (std::vector<int>{1, 1, 1, 1, 1, 2}));
+    outside.Open();
+    ffrt_wait();
+}
+
+TEST(FfrtWaitTest, ATaskThatThrowsCountsAsFinishedAndIsLoggedByName)
+{
+    const LogCapture log;
+    ffrt_task_attr_t attr;
+    ffrt_task_attr_init(&attr);
+    ffrt_task_attr_set_name(&attr, "Doomed");
+    ffrt_submit(ffrt::create_function_wrapper([] { throw std::runtime_error("bad day"); }, ffrt_function_kind_general),
+                &attr);
+    ffrt_task_attr_destroy(&attr);
+    ffrt_wait();
+    EXPECT_TRUE(log.Contains("task Doomed ended by an exception: bad day"));
+}
+
+TEST(FfrtWaitTest, WhatACallableHoldsIsGoneWhenTheWaitReturns)
+{
+    auto held = std::make_shared<int>(1);
+    Submit([held] {});
+    ffrt_wait();
+    EXPECT_EQ(held.use_count(), 1);
+}
+
+TEST(FfrtQueueTest, RunsOneAtATimeByDueTimeAndThenInOrderOfSubmission)
+{
+    Trail<int> order;
+    Gate gate;
+    ffrt::queue queue("test");
+    SubmitTo(queue, 0us, gate.Way());
+    SubmitTo(queue, 400ms, [&] { order.Add(4); });
+    SubmitTo(queue, 0us, [&] { order.Add(1); });
+    SubmitTo(queue, 0us, [&] {
+        order.Add(2);
+        throw std::runtime_error("the queue goes on");
+    });
+    SubmitTo(queue, 1ms, [&] { order.Add(3); });
+    gate.Open();
+    EXPECT_EQ(order.WaitFor(4), (std::vector<int>{1, 2, 3, 4}));
+}
+
+TEST(FfrtQueueTest, ASoonerTaskDoesNotWaitForTheTimerOfALaterOne)
+{
+    Trail<int> order;
+    ffrt::queue queue("test");
+    const auto late = SubmitTo(queue, std::chrono::microseconds(INT64_MAX), [&] { order.Add(9); });
+    SubmitTo(queue, 20ms, [&] { order.Add(1); });
+    EXPECT_EQ(order.WaitFor(1), (std::vector<int>{1}));
+    EXPECT_EQ(ffrt_queue_cancel(queue, late), 0);
+}
+
+TEST(FfrtQueueTest, ExactlyOneOfRunAndCancelWins)
+{
+    constexpr size_t COUNT = 400;
+    Trail<int> ran;
+    ffrt::queue queue("test");
+    std::vector<ffrt::task_handle> tasks;
+    for (size_t i = 0; i < COUNT; ++i) {
+        tasks.push_back(SubmitTo(queue, std::chrono::microseconds(i * 10), [&] { ran.Add(0); }));
+    }
+    std::atomic<size_t> cancelled{0};
+    const auto cancelAll = [&] {
+        for (auto task = tasks.rbegin(); task != tasks.rend(); ++task) {
+            cancelled += ffrt_queue_cancel(queue, *task) == 0 ? 1 : 0;
+        }
+    };
+    std::thread rival(cancelAll);
+    cancelAll();
+    rival.join();
+    EXPECT_EQ(ran.WaitFor(COUNT - cancelled).size(), COUNT - cancelled);
+    EXPECT_EQ(ffrt_queue_cancel(queue, nullptr), 1);
+}
+
+TEST(FfrtQueueTest, ItsDestructorDropsWhatWaitsAndWaitsForWhatRuns)
+{
+    auto held = std::make_shared<int>(0);
+    std::atomic<bool> ended{false};
+    Trail<int> begun;
+    Gate gate;
+    auto queue = std::make_unique<ffrt::queue>("test");
+    SubmitTo(*queue, 0us, [&, way = gate.Way()] {
+        begun.Add(0);
+        way();
+        ended = true;
+    });
+    SubmitTo(*queue, 0us, [held] { ++*held; });
+    SubmitTo(*queue, 10ms, [held] { ++*held; });
+    ASSERT_EQ(begun.WaitFor(1).size(), 1U);
+    std::thread opener([&] {
+        while (held.use_count() > 1) {
+            std::this_thread::yield();
+        }
+        gate.Open();
+    });
+    queue.reset();
+    EXPECT_TRUE(ended);
+    opener.join();
+    EXPECT_EQ(*held, 0);
+}
+
+TEST(FfrtAsyncTest, ReadyOnceTheCallEndedEvenByAnExceptionAndTimedOutBefore)
+{
+    const LogCapture log;
+    Gate gate;
+    const ffrt::future blocked = ffrt::async(gate.Way());
+    EXPECT_EQ(blocked.wait_for(10ms), ffrt::future_status::timeout);
+    gate.Open();
+    EXPECT_EQ(blocked.wait_for(Vexo::Tests::WAIT_LIMIT), ffrt::future_status::ready);
+    EXPECT_EQ(blocked.wait_for(0ms), ffrt::future_status::ready);
+    EXPECT_EQ(ffrt::async([] { throw 1; }).wait_for(Vexo::Tests::WAIT_LIMIT), ffrt::future_status::ready);
+    EXPECT_TRUE(log.Contains("task thread ended by an exception of unknown type"));
+}
+
+TEST(FfrtSyncTest, StorageThatInitHasNotFilledOrDestroyHasEmptiedIsRefused)
+{
+    ffrt_mutex_t mutex;
+    ffrt_cond_t cond;
+    std::memset(&mutex, 0x5A, sizeof(mutex));
+    std::memset(&cond, 0x5A, sizeof(cond));
+    const auto refusals = [&](ffrt_mutex_t* m, ffrt_cond_t* c) {
+        return std::vector<int>{ffrt_mutex_lock(m),    ffrt_mutex_trylock(m),         ffrt_mutex_unlock(m),
+                                ffrt_mutex_destroy(m), ffrt_cond_signal(c),           ffrt_cond_broadcast(c),
+                                ffrt_cond_wait(c, m),  ffrt_cond_timedwait(c, m, {}), ffrt_cond_destroy(c)};
+    };
+    const std::vector<int> all(9, ffrt_error);
+    EXPECT_EQ(refusals(nullptr, nullptr), all);
+    EXPECT_EQ(refusals(&mutex, &cond), all);
+    ASSERT_EQ(ffrt_mutex_init(&mutex, nullptr), ffrt_success);
+    ASSERT_EQ(ffrt_cond_init(&cond, nullptr), ffrt_success);
+    EXPECT_EQ(ffrt_mutex_destroy(&mutex), ffrt_success);
+    EXPECT_EQ(ffrt_cond_destroy(&cond), ffrt_success);
+    EXPECT_EQ(refusals(&mutex, &cond), all);
+    EXPECT_EQ(ffrt_mutex_init(nullptr, nullptr), ffrt_error);
+}
+
+TEST(FfrtSyncTest, AConditionWakesItsWaiterOrTimesOut)
+{
+    ffrt_mutex_t mutex;
+    ffrt_cond_t cond;
+    ASSERT_EQ(ffrt_mutex_init(&mutex, nullptr), ffrt_success);
+    ASSERT_EQ(ffrt_cond_init(&cond, nullptr), ffrt_success);
+    bool set = false;
+    ffrt_mutex_lock(&mutex);
+    EXPECT_EQ(ffrt_cond_timedwait(&cond, &mutex, std::chrono::steady_clock::now() + 5ms), ffrt_error_timedout);
+    std::thread setter([&] {
+        ffrt_mutex_lock(&mutex);
+        EXPECT_EQ(std::async(std::launch::async, [&] { return ffrt_mutex_trylock(&mutex); }).get(), ffrt_error_busy);
+        set = true;
+        ffrt_mutex_unlock(&mutex);
+        ffrt_cond_broadcast(&cond);
+    });
+    while (!set) {
+        ASSERT_EQ(ffrt_cond_wait(&cond, &mutex), ffrt_success);
+    }
+    ffrt_mutex_unlock(&mutex);
+    setter.join();
+    ffrt_cond_destroy(&cond);
+    ffrt_mutex_destroy(&mutex);
+}
+
+}  // namespace

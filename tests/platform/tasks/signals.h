@@ -1,0 +1,62 @@
+// What tests of threads wait with: a gate that holds tasks, and a trail of what has happened so far. Any thread. What
+// adds to a trail does so last, so that the trail may go once all has been seen.
+#pragma once
+
+#include <condition_variable>
+#include <functional>
+#include <future>
+#include <mutex>
+#include <utility>
+#include <vector>
+
+#include "tests/support/log_capture.h"
+
+namespace Vexo::Tests {
+
+// Holds whoever goes its way until it is opened, at the latest by its destructor. A way outlives its gate.
+class Gate {
+public:
+    Gate() = default;
+    ~Gate() { Open(); }
+    Gate(const Gate&) = delete;
+    Gate& operator=(const Gate&) = delete;
+
+    void Open()
+    {
+        std::call_once(once_, [this] { promise_.set_value(); });
+    }
+    std::function<void()> Way() const
+    {
+        return [opened = opened_] { opened.wait(); };
+    }
+
+private:
+    std::promise<void> promise_;
+    const std::shared_future<void> opened_ = promise_.get_future().share();
+    std::once_flag once_;
+};
+
+template <typename T>
+class Trail {
+public:
+    void Add(T value)
+    {
+        const std::lock_guard lock(mutex_);
+        values_.push_back(std::move(value));
+        added_.notify_all();
+    }
+    // Blocks until count values are there, or the limit has passed; what is there then.
+    std::vector<T> WaitFor(size_t count)
+    {
+        std::unique_lock lock(mutex_);
+        added_.wait_for(lock, WAIT_LIMIT, [&] { return values_.size() >= count; });
+        return values_;
+    }
+
+private:
+    std::mutex mutex_;
+    std::condition_variable added_;
+    std::vector<T> values_;
+};
+
+}  // namespace Vexo::Tests
