@@ -180,8 +180,8 @@ Result<void> Daemon::StartLink(const Say& say)
     softBus_ = softBus.Value();
     abilities_->AddSystemAbility(SOFTBUS_SERVER_SA_ID, softBus_);
     say(AbilityLine(SOFTBUS_SERVER_SA_ID, "TLS 1.3 over TCP"));
-    abilities_->AddSystemAbility(DISTRIBUTED_HARDWARE_DEVICEMANAGER_SA_ID,
-                                 MakeSptr<DistributedHardware::DeviceManagerServer>(softBus_));
+    deviceManager_ = MakeSptr<DistributedHardware::DeviceManagerServer>(softBus_);
+    abilities_->AddSystemAbility(DISTRIBUTED_HARDWARE_DEVICEMANAGER_SA_ID, deviceManager_);
     say(AbilityLine(DISTRIBUTED_HARDWARE_DEVICEMANAGER_SA_ID, "account " + Quoted(identity_.accountName)));
     auto collaboration = CollaborationFwk::CollaborationServer::Start();
     if (!collaboration) {
@@ -251,6 +251,10 @@ void Daemon::Drain()
     }
     if (collaboration_) {
         collaboration_->Stop();
+    }
+    if (deviceManager_) {
+        abilities_->RemoveSystemAbility(DISTRIBUTED_HARDWARE_DEVICEMANAGER_SA_ID);
+        deviceManager_->Shutdown();
     }
     if (softBus_) {
         softBus_->Stop();

@@ -18,6 +18,7 @@
 #include "platform/base/nocopyable.h"
 #include "platform/base/result.h"
 #include "platform/collaboration/collaboration_server.h"
+#include "platform/device_manager/device_manager_server.h"
 #include "platform/ipc/ipc_server.h"
 #include "platform/softbus/softbus_server.h"
 #include "platform/trust/identity.h"
@@ -63,6 +64,7 @@ private:
     std::unique_ptr<Simulated::SimulatedDevice> device_;
     // Null before enrolment.
     sptr<SoftBus::SoftBusServer> softBus_;
+    sptr<DistributedHardware::DeviceManagerServer> deviceManager_;
     sptr<CollaborationFwk::CollaborationServer> collaboration_;
     std::unique_ptr<Ipc::IpcServer> ipc_;
     std::atomic<Ipc::IpcServer*> counted_{nullptr};  // ipc_, once it stands: its first request may come before that
