@@ -1,6 +1,6 @@
 // ConfigurationParser: the settings of this device's types, from device.json (does a type use the shared network, does
 // it provide it) and scenario.json (how long after the screen goes off its shared network closes). Filled by one
-// thread, then read by any. Everything that fails is logged and false. Formats: docs/configuration.md. Owner:
+// thread, then read by any. Everything that fails is logged and false. Formats: docs/files.md. Owner:
 // configuration_center_manager.h.
 #pragma once
 
