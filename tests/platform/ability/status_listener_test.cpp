@@ -1,15 +1,16 @@
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <thread>
 
 #include "platform/ability/system_ability_manager.h"
 #include "platform/base/mutex.h"
+#include "tests/support/eventually.h"
 
 namespace Vexo {
 namespace {
 
 constexpr int32_t ABILITY = WIFI_HOTSPOT_SYS_ABILITY_ID;
+constexpr int32_t RADIO = WIFI_DEVICE_SYS_ABILITY_ID;
 
 class RecordingListener : public SystemAbilityStatusChangeStub {
 public:
@@ -22,47 +23,47 @@ public:
     // The ids heard so far, those that left negative, once there are count of them.
     std::vector<int32_t> Heard(size_t count)
     {
-        const auto deadline = std::chrono::steady_clock::now() + std::chrono::seconds(10);
+        const auto deadline = std::chrono::steady_clock::now() + Tests::WAIT_LIMIT;
         const MutexLock lock(mutex_);
         while (heard_.size() < count && changed_.WaitUntil(mutex_, deadline)) {
         }
         return heard_;
-    }
-    bool HeardOnThread(std::thread::id thread)
-    {
-        const MutexLock lock(mutex_);
-        return heardOn_ == thread;
     }
 
 private:
     void Record(int32_t id, const std::string& deviceId)
     {
         EXPECT_EQ(deviceId, "");
+        EXPECT_NE(std::this_thread::get_id(), testThread_);
         manager_.ListSystemAbilities();
         const MutexLock lock(mutex_);
         heard_.push_back(id);
-        heardOn_ = std::this_thread::get_id();
         changed_.NotifyAll();
     }
 
+    const std::thread::id testThread_ = std::this_thread::get_id();
     SystemAbilityManager& manager_;
     Mutex mutex_;
     CondVar changed_;
     std::vector<int32_t> heard_ GUARDED_BY(mutex_);
-    std::thread::id heardOn_ GUARDED_BY(mutex_);
 };
 
 class StatusListenerTest : public ::testing::Test {
 protected:
+    StatusListenerTest()
+    {
+        EXPECT_EQ(manager_->SubscribeSystemAbility(ABILITY, nullptr), ERR_INVALID_ARGUMENT);
+        EXPECT_EQ(manager_->SubscribeSystemAbility(ABILITY, listener_), ERR_OK);
+        EXPECT_EQ(manager_->SubscribeSystemAbility(COMMON_EVENT_SERVICE_ID, listener_), ERR_OK);
+    }
+
     const sptr<SystemAbilityManager> manager_ = MakeSptr<SystemAbilityManager>();
     const sptr<RecordingListener> listener_ = MakeSptr<RecordingListener>(*manager_);
     const sptr<IRemoteObject> object_ = MakeSptr<IPCObjectStub>();
 };
 
-TEST_F(StatusListenerTest, HearsArrivalsAndDeparturesInOrderOnAnotherThread)
+TEST_F(StatusListenerTest, HearsArrivalsAndDeparturesInOrderOnAnotherThreadUntilItUnsubscribes)
 {
-    ASSERT_EQ(manager_->SubscribeSystemAbility(ABILITY, listener_), ERR_OK);
-    ASSERT_EQ(manager_->SubscribeSystemAbility(COMMON_EVENT_SERVICE_ID, listener_), ERR_OK);
     std::vector<int32_t> expected;
     for (int i = 0; i < 100; ++i) {
         manager_->AddSystemAbility(ABILITY, object_);
@@ -72,32 +73,25 @@ TEST_F(StatusListenerTest, HearsArrivalsAndDeparturesInOrderOnAnotherThread)
         expected.insert(expected.end(), {ABILITY, COMMON_EVENT_SERVICE_ID, -ABILITY, -COMMON_EVENT_SERVICE_ID});
     }
     EXPECT_EQ(listener_->Heard(expected.size()), expected);
-    EXPECT_FALSE(listener_->HeardOnThread(std::this_thread::get_id()));
-}
-
-TEST_F(StatusListenerTest, SubscribingToAPresentAbilityAndAnnouncingAreNewsAndReplacingIsNone)
-{
-    manager_->AddSystemAbility(ABILITY, object_);
-    ASSERT_EQ(manager_->SubscribeSystemAbility(ABILITY, listener_), ERR_OK);
-    ASSERT_EQ(manager_->SubscribeSystemAbility(ABILITY, listener_), ERR_OK);
-    EXPECT_EQ(listener_->Heard(1), std::vector<int32_t>{ABILITY});
-    EXPECT_FALSE(listener_->HeardOnThread(std::this_thread::get_id()));
-    manager_->AddSystemAbility(ABILITY, MakeSptr<IPCObjectStub>());
-    EXPECT_EQ(manager_->AnnounceSystemAbility(ABILITY), ERR_OK);
-    manager_->RemoveSystemAbility(ABILITY);
-    EXPECT_EQ(listener_->Heard(3), (std::vector<int32_t>{ABILITY, ABILITY, -ABILITY}));
-}
-
-TEST_F(StatusListenerTest, AfterUnsubscribingAListenerHearsOfOtherAbilitiesOnly)
-{
-    ASSERT_EQ(manager_->SubscribeSystemAbility(ABILITY, listener_), ERR_OK);
-    ASSERT_EQ(manager_->SubscribeSystemAbility(COMMON_EVENT_SERVICE_ID, listener_), ERR_OK);
     EXPECT_EQ(manager_->UnSubscribeSystemAbility(ABILITY, listener_), ERR_OK);
     EXPECT_EQ(manager_->UnSubscribeSystemAbility(ABILITY, listener_), ERR_NOT_FOUND);
     manager_->AddSystemAbility(ABILITY, object_);
     manager_->AddSystemAbility(COMMON_EVENT_SERVICE_ID, object_);
-    EXPECT_EQ(listener_->Heard(1), std::vector<int32_t>{COMMON_EVENT_SERVICE_ID});
-    EXPECT_EQ(manager_->SubscribeSystemAbility(ABILITY, nullptr), ERR_INVALID_ARGUMENT);
+    expected.push_back(COMMON_EVENT_SERVICE_ID);
+    EXPECT_EQ(listener_->Heard(expected.size()), expected);
+}
+
+TEST_F(StatusListenerTest, SubscribingToAPresentAbilityAndAnnouncingAreNewsAndReplacingIsNone)
+{
+    manager_->AddSystemAbility(RADIO, object_);
+    for (int i = 0; i < 2; ++i) {
+        ASSERT_EQ(manager_->SubscribeSystemAbility(RADIO, listener_), ERR_OK);
+        EXPECT_EQ(listener_->Heard(1), std::vector<int32_t>{RADIO});
+    }
+    manager_->AddSystemAbility(RADIO, MakeSptr<IPCObjectStub>());
+    EXPECT_EQ(manager_->AnnounceSystemAbility(RADIO), ERR_OK);
+    manager_->RemoveSystemAbility(RADIO);
+    EXPECT_EQ(listener_->Heard(3), (std::vector<int32_t>{RADIO, RADIO, -RADIO}));
 }
 
 }  // namespace
