@@ -8,7 +8,7 @@
 
 #include "platform/base/files.h"
 #include "tests/backends/simulated/simulated_world.h"
-#include "tests/platform/events/recording_subscriber.h"
+#include "tests/support/recording_subscriber.h"
 
 namespace Vexo::Simulated {
 namespace {

@@ -2,32 +2,17 @@
 // backend.
 #pragma once
 
-#include <chrono>
-#include <functional>
 #include <memory>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "backends/simulated/simulated_device.h"
+#include "tests/support/eventually.h"
 #include "tests/support/fake_ability_manager.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/temp_folder.h"
 
 namespace Vexo::Tests {
-
-// True as soon as the condition holds; false when it did not within the limit.
-inline bool Eventually(const std::function<bool()>& condition)
-{
-    const auto deadline = std::chrono::steady_clock::now() + WAIT_LIMIT;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
-    }
-    return true;
-}
 
 class TestDevice {
 public:

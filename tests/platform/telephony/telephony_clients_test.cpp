@@ -1,8 +1,8 @@
 #include <gtest/gtest.h>
 
 #include "platform/ability/ability_ids.h"
+#include "platform/telephony/core_service_client.h"
 #include "tests/support/fake_ability_manager.h"
-#include "tests/support/fake_telephony.h"
 
 namespace Vexo::Telephony {
 namespace {
@@ -16,23 +16,6 @@ TEST(TelephonyClientsTest, WithoutTheAbilitiesEveryCallSaysUnavailable)
     EXPECT_EQ(CoreServiceClient::GetInstance().GetRadioState(0, nullptr), TELEPHONY_UNAVAILABLE);
     EXPECT_EQ(CellularDataClient::GetInstance().IsCellularDataEnabled(isEnabled), TELEPHONY_UNAVAILABLE);
     EXPECT_EQ(state, SimState::READY);
-    EXPECT_TRUE(isEnabled);
-}
-
-TEST(TelephonyClientsTest, CallsReachTheAbilitiesWithTheirArgumentsAndResults)
-{
-    Tests::InstalledRegistry registry;
-    const auto core = registry.Add<Tests::FakeCoreService>(TELEPHONY_CORE_SERVICE_SYS_ABILITY_ID);
-    const auto data = registry.Add<Tests::FakeCellularData>(TELEPHONY_CELLULAR_DATA_SYS_ABILITY_ID);
-    core->sims = {SimState::LOCKED, SimState::LOADED};
-    core->radios[1] = {TELEPHONY_NO_ANSWER, false, false, 0};
-    data->isEnabled = true;
-    SimState state = SimState::UNKNOWN;
-    bool isEnabled = false;
-    EXPECT_EQ(CoreServiceClient::GetInstance().GetSimState(1, state), TELEPHONY_OK);
-    EXPECT_EQ(state, SimState::LOADED);
-    EXPECT_EQ(CoreServiceClient::GetInstance().GetRadioState(1, nullptr), TELEPHONY_NO_ANSWER);
-    EXPECT_EQ(CellularDataClient::GetInstance().IsCellularDataEnabled(isEnabled), TELEPHONY_OK);
     EXPECT_TRUE(isEnabled);
 }
 

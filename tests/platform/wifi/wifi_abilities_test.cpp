@@ -12,8 +12,6 @@ TEST(WifiAbilitiesTest, TheInstanceIsWhatIsRegisteredNowAndIsKeptAliveByItsHolde
     Tests::InstalledRegistry registry;
     EXPECT_EQ(WifiHotspot::GetInstance(WIFI_HOTSPOT_SYS_ABILITY_ID, 0), nullptr);
     registry.Add<Tests::FakeWifiHotspot>(WIFI_HOTSPOT_SYS_ABILITY_ID)->active = true;
-    registry.Add<Tests::FakeWifiDevice>(WIFI_DEVICE_SYS_ABILITY_ID);
-    EXPECT_NE(WifiDevice::GetInstance(WIFI_DEVICE_SYS_ABILITY_ID), nullptr);
     EXPECT_EQ(WifiDevice::GetInstance(WIFI_HOTSPOT_SYS_ABILITY_ID), nullptr) << "another interface";
     EXPECT_EQ(WifiHotspot::GetInstance(WIFI_HOTSPOT_SYS_ABILITY_ID, 1), nullptr) << "a second radio";
 

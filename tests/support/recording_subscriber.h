@@ -1,8 +1,7 @@
-// RecordingSubscriber: keeps the common events it gets as "action type code" and lets a test wait for them.
+// RecordingSubscriber: keeps the common events it gets as "action type code" and lets a test wait for them. Any thread.
 #pragma once
 
 #include <algorithm>
-#include <chrono>
 #include <condition_variable>
 #include <memory>
 #include <mutex>
@@ -12,16 +11,13 @@
 
 #include "platform/events/common_event_subscriber.h"
 #include "platform/events/common_event_support.h"
-#include "tests/support/log_capture.h"
+#include "tests/support/eventually.h"
 
 namespace Vexo::Tests {
 
 class RecordingSubscriber : public EventFwk::CommonEventSubscriber {
 public:
-    explicit RecordingSubscriber(EventFwk::MatchingSkills skills)
-        : CommonEventSubscriber(EventFwk::CommonEventSubscribeInfo(std::move(skills)))
-    {
-    }
+    using CommonEventSubscriber::CommonEventSubscriber;
 
     static std::shared_ptr<RecordingSubscriber> To(const std::vector<std::string>& actions)
     {
@@ -29,7 +25,7 @@ public:
         for (const std::string& action : actions) {
             skills.AddEvent(action);
         }
-        return std::make_shared<RecordingSubscriber>(std::move(skills));
+        return std::make_shared<RecordingSubscriber>(EventFwk::CommonEventSubscribeInfo(std::move(skills)));
     }
 
     void OnReceiveEvent(const EventFwk::CommonEventData& data) override
@@ -57,13 +53,6 @@ public:
         std::unique_lock lock(mutex_);
         changed_.wait_for(lock, WAIT_LIMIT, [&] { return lines_.size() >= count; });
         return lines_;
-    }
-    // Blocks until the event has come count times.
-    bool WaitForCopies(const std::string& line, int count)
-    {
-        std::unique_lock lock(mutex_);
-        return changed_.wait_for(lock, WAIT_LIMIT,
-                                 [&] { return std::count(lines_.begin(), lines_.end(), line) >= count; });
     }
     std::thread::id Thread()
     {
