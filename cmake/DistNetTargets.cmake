@@ -1,26 +1,5 @@
 # Helpers that the folders' CMakeLists.txt share.
 
-# distnet_add_library(<name> SHARED|STATIC [source…])
-# A folder without sources yet becomes an interface library, so that what links it still configures.
-function(distnet_add_library name kind)
-    if(ARGN)
-        add_library(${name} ${kind} ${ARGN})
-    else()
-        message(STATUS "${name}: no sources yet")
-        add_library(${name} INTERFACE)
-    endif()
-endfunction()
-
-# distnet_link(<name> <library…>): links publicly; works for a folder without sources too.
-function(distnet_link name)
-    get_target_property(type ${name} TYPE)
-    if(type STREQUAL "INTERFACE_LIBRARY")
-        target_link_libraries(${name} INTERFACE ${ARGN})
-    else()
-        target_link_libraries(${name} PUBLIC ${ARGN})
-    endif()
-endfunction()
-
 # distnet_service_sources(<source…>): called in each folder of the service. The list is built twice: as the shipped
 # library, and as objects for tests.
 function(distnet_service_sources)
@@ -45,11 +24,7 @@ function(distnet_add_test name)
     target_link_libraries(${name} PRIVATE ${arg_LIBS} distnet_test_support GTest::gmock GTest::gtest_main)
     if(arg_DAEMON)
         target_compile_definitions(${name} PRIVATE DISTNET_BIN_DIR="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
-        foreach(program distnetd distnetctl distnet_service)
-            if(TARGET ${program})
-                add_dependencies(${name} ${program})
-            endif()
-        endforeach()
+        add_dependencies(${name} distnetd distnetctl distnet_service)
     endif()
 
     gtest_discover_tests(${name}

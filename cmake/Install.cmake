@@ -3,14 +3,8 @@
 # The libraries go to lib/ and not to the multi-architecture folder, because distnetd looks for the service library
 # in ../lib from where it lies. A program that uses the client library adds include/distnet to its include path.
 
-foreach(target distnet_platform distnet_service distnet_client distnetd distnetctl)
-    if(TARGET ${target})
-        get_target_property(type ${target} TYPE)
-        if(NOT type STREQUAL "INTERFACE_LIBRARY")
-            install(TARGETS ${target} RUNTIME DESTINATION bin LIBRARY DESTINATION lib)
-        endif()
-    endif()
-endforeach()
+install(TARGETS distnet_platform distnet_service distnet_client distnetd distnetctl
+    RUNTIME DESTINATION bin LIBRARY DESTINATION lib)
 
 install(DIRECTORY client platform DESTINATION include/distnet FILES_MATCHING PATTERN "*.h")
 # What the client's headers include of the other folders.
