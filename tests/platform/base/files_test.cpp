@@ -50,24 +50,6 @@ TEST(FilesTest, AFailedWriteNamesTheFileAndLeavesNothingBehind)
     EXPECT_EQ(EntriesOf(folder.Path()), 1U);
 }
 
-TEST(FilesTest, AReaderSeesTheOldTextOrTheNewNeverAPart)
-{
-    const Tests::TempFolder folder;
-    const auto file = folder.Path() / "text";
-    const std::string texts[] = {std::string(50'000, 'a'), std::string(70'000, 'b')};
-    ASSERT_TRUE(WriteFileAtomically(file, texts[0], 0600));
-    std::thread writer([&] {
-        for (size_t i = 1; i <= 40; ++i) {
-            EXPECT_TRUE(WriteFileAtomically(file, texts[i % 2], 0600));
-        }
-    });
-    for (int i = 0; i < 200; ++i) {
-        const auto read = ReadWholeFile(file, 70'000);
-        EXPECT_TRUE(read && (read.Value() == texts[0] || read.Value() == texts[1]));
-    }
-    writer.join();
-}
-
 TEST(FilesTest, WhatCannotBeReadOrIsTooLargeIsAnErrorThatSaysSo)
 {
     const Tests::TempFolder folder;
