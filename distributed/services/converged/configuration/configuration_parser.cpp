@@ -1,22 +1,11 @@
 #include "distributed/services/converged/configuration/configuration_parser.h"
 
+#include "distributed/services/converged/configuration/configuration_keys.h"
 #include "distributed/services/converged/configuration/distributed_json_util.h"
 #include "distributed/services/utils/net_mgr_log_wrapper.h"
 
 namespace Vexo::NetManagerStandard {
 namespace {
-
-constexpr const char* DEVICE_CONFIG_PATH = "etc/communication/network_connectivity_ext/device.json";
-constexpr const char* SCENARIO_CONFIG_PATH = "etc/communication/network_connectivity_ext/scenario.json";
-
-constexpr const char* KEY_DEVICE = "device";
-constexpr const char* KEY_SCENARIO = "scenario";
-constexpr const char* KEY_DEVICE_CAPS = "deviceCaps";
-constexpr const char* KEY_TYPE = "type";
-constexpr const char* KEY_NAME = "name";
-constexpr const char* KEY_USE_NETWORK = "use_network";
-constexpr const char* KEY_PROVIDE_NETWORK = "provide_network";
-constexpr const char* KEY_SCREEN_OFF_TIME = "screen_off_auto_close_time";
 
 void LogMissing(const char* key)
 {
