@@ -1,4 +1,4 @@
-// The source that common events feed.
+// The source that common events feed: registration, masks, current states and events.
 #include "distributed/services/converged/awareness/awareness_services.h"
 
 #include <gmock/gmock.h>
@@ -25,6 +25,7 @@ using NetManagerStandard::NetInfo;
 using NetManagerStandard::SystemAwareness;
 using testing::ElementsAre;
 using testing::IsEmpty;
+using testing::UnorderedElementsAre;
 
 constexpr int32_t ALL_EVENTS = 0x700;
 
@@ -59,114 +60,124 @@ public:
     bool PublishCommonEvent(const CommonEventData&) override { return false; }
 };
 
-TEST(SystemAwarenessTest, DeliversEveryEventAndRemembersTheKnownNetworkTypes)
-{
-    const InstalledRegistry registry;
-    SystemAwareness source;
-    const auto listener = std::make_shared<RecordingListener>();
-    source.AddCallback(listener, ALL_EVENTS, true);
-    EXPECT_THAT(listener->Take(), testing::UnorderedElementsAre("screen off", "battery fine"));
+class SystemAwarenessTest : public testing::Test {
+protected:
+    InstalledRegistry registry;
+    const sptr<EventService> service = registry.Add<EventService>(COMMON_EVENT_SERVICE_ID);
+    const std::shared_ptr<RecordingListener> listener = std::make_shared<RecordingListener>();
+    std::unique_ptr<SystemAwareness> source = std::make_unique<SystemAwareness>();
+};
 
+TEST_F(SystemAwarenessTest, KeepsOfARequestTheOfferedEventsThatShareABit)
+{
+    source->AddAwareEventsToSet(0x1800);
+    const std::pair<int32_t, int32_t> cases[] = {
+        {0, 0}, {-1, 0}, {0x2000, 0}, {0x2100, 0x100}, {0x800, 0x1800}, {0x7fffffff, 0x1f00},
+    };
+    for (const auto& [requested, filtered] : cases) {
+        const LogCapture log;
+        EXPECT_EQ(source->GetFilteredEvents(requested), filtered) << requested;
+        source->AddCallback(listener, requested, false);
+        EXPECT_EQ(log.Contains(" register events["), filtered > 0) << requested;
+        EXPECT_EQ(log.Contains("[" + std::to_string(filtered) + "] callback success."), filtered > 0) << requested;
+    }
+}
+
+TEST_F(SystemAwarenessTest, AFurtherRegistrationReplacesTheMaskAndTellsTheCurrentStateOnRequest)
+{
+    source->AddNotifyNowFuncToMap(0x100, [](const auto& callback) { callback->OnBatteryLowChanged(true); });
+    source->AddCallback(listener, 0x100, false);
+    source->AddCallback(listener, 0xc00, true);
+    EXPECT_THAT(listener->Take(), ElementsAre("battery fine"));
+    source->AddCallback(listener, 0x800, false);  // nothing of it is offered: the mask before it stays
+    source->RemoveCallback(std::make_shared<RecordingListener>());
+    source->HandleSystemEvent(Event(CommonEventSupport::COMMON_EVENT_SCREEN_ON));
+    source->HandleSystemEvent(Event(CommonEventSupport::COMMON_EVENT_BATTERY_LOW));
+    EXPECT_THAT(listener->Take(), ElementsAre("battery low"));
+    source->RemoveCallback(listener);
+    source->HandleSystemEvent(Event(CommonEventSupport::COMMON_EVENT_BATTERY_LOW));
+    EXPECT_THAT(listener->Take(), IsEmpty());
+    source->NotifyOnFirstRegister(listener, 0x500);
+    EXPECT_THAT(listener->Take(), UnorderedElementsAre("screen on", "battery low"))
+        << "an event's first function stays";
+}
+
+TEST_F(SystemAwarenessTest, DeliversEveryEventAndRemembersTheKnownNetworkTypes)
+{
+    source->AddCallback(listener, ALL_EVENTS, true);
+    EXPECT_THAT(listener->Take(), UnorderedElementsAre("screen off", "battery fine"));
     const std::pair<CommonEventData, std::vector<std::string>> cases[] = {
         {Event(CommonEventSupport::COMMON_EVENT_SCREEN_ON), {"screen on"}},
         {Event(CommonEventSupport::COMMON_EVENT_SCREEN_OFF), {"screen off"}},
         {Event(CommonEventSupport::COMMON_EVENT_BATTERY_LOW), {"battery low"}},
         {Connectivity(6, 2), {"net 6 2"}},
         {Connectivity(0, 5), {"net 0 5"}},
-        {Connectivity(3, 4), {"net 3 4"}},
-        {Connectivity(3, 0), {"net 3 0"}},
         {Event(CommonEventSupport::COMMON_EVENT_CONNECTIVITY_CHANGE), {"net -1 0"}},
         {Connectivity(7, 3), {"net 7 3"}},
         {Event("something.else"), {}},
     };
     for (const auto& [event, calls] : cases) {
-        source.HandleSystemEvent(event);
+        source->HandleSystemEvent(event);
         EXPECT_EQ(listener->Take(), calls);
     }
     NetInfo info;
-    EXPECT_EQ(source.GetCurrentNetInfo(info), 0);
+    EXPECT_EQ(source->GetCurrentNetInfo(info), 0);
     EXPECT_THAT(info.connStates, ElementsAre(5, 0, 0, 0, 0, 0, 2));
-
-    source.NotifyOnFirstRegister(listener, 0x200);
+    source->NotifyOnFirstRegister(listener, 0x200);
     EXPECT_THAT(listener->Take(), ElementsAre("net 0 5", "net 6 2"));
-    source.InitLocalStateCache();
-    source.NotifyOnFirstRegister(listener, 0x200);
-    EXPECT_THAT(listener->Take(), IsEmpty());
 }
 
-TEST(SystemAwarenessTest, SubscribesOnceTheServiceIsThereAndAgainOnlyAfterUnsubscribing)
+TEST_F(SystemAwarenessTest, SubscribesOnceTheServiceIsThereAndAgainOnlyAfterUnsubscribing)
 {
     const LogCapture log;
-    InstalledRegistry registry;
-    {
-        SystemAwareness source;
-        EXPECT_TRUE(log.Contains(" Subscribe:CES SA not ready, wait for the SA Added callback."));
-        const auto service = registry.Add<EventService>(COMMON_EVENT_SERVICE_ID);
-        service->isAccepting = false;
-        source.Subscribe();
-        EXPECT_TRUE(log.Contains(" system event register fail."));
-        service->isAccepting = true;
-        source.Subscribe();
-        EXPECT_EQ(service->subscribers.size(), 1U) << "a refused registration counts as subscribed";
-
-        source.UnSubscribe();
-        source.UnSubscribe();
-        EXPECT_EQ(service->removals, 1);
-        source.Subscribe();
-        ASSERT_EQ(service->subscribers.size(), 2U);
-        EXPECT_THAT(service->subscribers[1]->GetSubscribeInfo().GetMatchingSkills().GetEvents(),
-                    ElementsAre(CommonEventSupport::COMMON_EVENT_SCREEN_ON, CommonEventSupport::COMMON_EVENT_SCREEN_OFF,
-                                CommonEventSupport::COMMON_EVENT_BATTERY_LOW,
-                                CommonEventSupport::COMMON_EVENT_CONNECTIVITY_CHANGE));
-        registry.manager->RemoveSystemAbility(COMMON_EVENT_SERVICE_ID);
-    }
+    EXPECT_THAT(service->subscribers.at(0)->GetSubscribeInfo().GetMatchingSkills().GetEvents(),
+                ElementsAre(CommonEventSupport::COMMON_EVENT_SCREEN_ON, CommonEventSupport::COMMON_EVENT_SCREEN_OFF,
+                            CommonEventSupport::COMMON_EVENT_BATTERY_LOW,
+                            CommonEventSupport::COMMON_EVENT_CONNECTIVITY_CHANGE));
+    source->UnSubscribe();
+    source->UnSubscribe();
+    EXPECT_EQ(service->removals, 1);
+    service->isAccepting = false;
+    source->Subscribe();
+    EXPECT_TRUE(log.Contains(" system event register fail."));
+    source->Subscribe();
+    EXPECT_EQ(service->subscribers.size(), 2U) << "a refused registration counts as subscribed";
+    registry.manager->RemoveSystemAbility(COMMON_EVENT_SERVICE_ID);
+    source = std::make_unique<SystemAwareness>();
     EXPECT_TRUE(log.Contains(" system event unregister fail."));
-    EXPECT_TRUE(log.Contains(" ~SystemAwareness"));
+    EXPECT_TRUE(log.Contains(" Subscribe:CES SA not ready, wait for the SA Added callback."));
 }
 
-TEST(SystemAwarenessTest, AnEventThatIsStillQueuedWhenItsSourceGoesIsDropped)
+TEST_F(SystemAwarenessTest, AnEventThatIsStillQueuedWhenItsSourceGoesIsDropped)
 {
-    InstalledRegistry registry;
-    const auto service = registry.Add<EventService>(COMMON_EVENT_SERVICE_ID);
-    const auto listener = std::make_shared<RecordingListener>();
-    auto source = std::make_unique<SystemAwareness>();
     source->AddCallback(listener, ALL_EVENTS, false);
-    const std::shared_ptr<CommonEventSubscriber> subscriber = service->subscribers.at(0);
-
-    subscriber->OnReceiveEvent(Connectivity(1, 3));
-    FFRTUtils::SubmitTaskSync([] {});  // waits for the event's task too
-    EXPECT_THAT(listener->Take(), ElementsAre("net 1 3"));
-
-    source.reset();
-    subscriber->OnReceiveEvent(Connectivity(1, 5));
-    FFRTUtils::SubmitTaskSync([] {});
-    EXPECT_THAT(listener->Take(), IsEmpty());
+    for (const size_t heard : {1, 0}) {
+        service->subscribers.at(0)->OnReceiveEvent(Connectivity(1, 3));
+        FFRTUtils::SubmitTaskSync([] {});  // waits for the event's task too
+        EXPECT_EQ(listener->Take().size(), heard);
+        source.reset();
+    }
 }
 
-TEST(SystemAwarenessTest, ASourceGoesOnlyAfterTheHandlerThatRuns)
+TEST_F(SystemAwarenessTest, ASourceGoesOnlyAfterTheHandlerThatRuns)
 {
     struct BlockedListener : RecordingListener {
         std::promise<void> entered;
-        std::shared_future<void> sourceGone;
+        std::promise<void> sourceGone;
         std::future_status whileCalled{};
         void OnBatteryLowChanged(bool) override
         {
             entered.set_value();
-            whileCalled = sourceGone.wait_for(100ms);
+            whileCalled = sourceGone.get_future().wait_for(100ms);
         }
     };
-    InstalledRegistry registry;
-    const auto service = registry.Add<EventService>(COMMON_EVENT_SERVICE_ID);
-    const auto listener = std::make_shared<BlockedListener>();
-    std::promise<void> gone;
-    listener->sourceGone = gone.get_future().share();
-    auto source = std::make_unique<SystemAwareness>();
-    source->AddCallback(listener, ALL_EVENTS, false);
+    const auto blocked = std::make_shared<BlockedListener>();
+    source->AddCallback(blocked, ALL_EVENTS, false);
     service->subscribers.at(0)->OnReceiveEvent(Event(CommonEventSupport::COMMON_EVENT_BATTERY_LOW));
-    listener->entered.get_future().wait();
+    blocked->entered.get_future().wait();
     source.reset();
-    gone.set_value();
-    EXPECT_EQ(listener->whileCalled, std::future_status::timeout);
+    blocked->sourceGone.set_value();
+    EXPECT_EQ(blocked->whileCalled, std::future_status::timeout);
 }
 
 }  // namespace

@@ -1,7 +1,6 @@
 // RecordingListener: writes down what it is told, one word and its numbers a call. Any thread.
 #pragma once
 
-#include <condition_variable>
 #include <memory>
 #include <mutex>
 #include <string>
@@ -9,15 +8,14 @@
 #include <vector>
 
 #include "distributed/services/converged/awareness/awareness_center_callback.h"
-#include "tests/support/log_capture.h"
 
 namespace Vexo::Tests {
 
 class RecordingListener : public NetManagerStandard::AwarenessCenterCallback {
 public:
-    void OnScreenStateChanged(bool isScreenOn, std::shared_ptr<AppExecFwk::EventRunner> runner) override
+    void OnScreenStateChanged(bool isScreenOn, std::shared_ptr<AppExecFwk::EventRunner>) override
     {
-        Record((isScreenOn ? "screen on" : "screen off") + std::string(runner ? " with a runner" : ""));
+        Record(isScreenOn ? "screen on" : "screen off");
     }
     void OnConnectivityChanged(int netType, int connState) override
     {
@@ -31,22 +29,14 @@ public:
         const std::lock_guard lock(mutex_);
         return std::exchange(calls_, {});
     }
-    // Blocks until there are so many calls to take.
-    bool WaitFor(size_t count)
-    {
-        std::unique_lock lock(mutex_);
-        return called_.wait_for(lock, WAIT_LIMIT, [&] { return calls_.size() >= count; });
-    }
 
 private:
     void Record(std::string call)
     {
         const std::lock_guard lock(mutex_);
         calls_.push_back(std::move(call));
-        called_.notify_all();
     }
     std::mutex mutex_;
-    std::condition_variable called_;
     std::vector<std::string> calls_;
 };
 

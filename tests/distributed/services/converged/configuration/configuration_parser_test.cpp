@@ -7,6 +7,7 @@
 
 #include "distributed/services/converged/configuration/configuration_center_interface.h"
 #include "platform/config_policy/config_policy.h"
+#include "tests/support/json_document.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/temp_folder.h"
 
@@ -15,13 +16,6 @@ namespace {
 
 using NetManagerStandard::ConfigurationCenterInterface;
 using NetManagerStandard::ConfigurationParser;
-
-using Document = std::unique_ptr<cJSON, decltype(&cJSON_Delete)>;
-
-Document Parse(const std::string& text)
-{
-    return {cJSON_Parse(text.c_str()), &cJSON_Delete};
-}
 
 TEST(ConfigurationParserTest, DeviceTypesComeWithTheirFlagsFromKeysOfAnyCase)
 {
@@ -88,32 +82,21 @@ TEST(ConfigurationCenterTest, FilesAreLoadedButTheirSettingsAreNotHandedOver)
     std::filesystem::create_directories(files);
     SetConfigPolicyRoots({folder.Path()});
     const auto center = ConfigurationCenterInterface::GetInstance();
-    ASSERT_EQ(center, ConfigurationCenterInterface::GetInstance());
 
-    const std::pair<const char*, std::vector<std::string>> steps[] = {
-        {"", {" Init ConfigurationCenter.", " Json file path error.", " Load device config failed."}},
-        {"device.json", {" Json file path error.", " Load scenario config failed."}},
-        {"scenario.json",
-         {" Did't define device in json.", " Parse device config failed.", " Did't define scenario in json.",
-          " Parse scenario config failed."}},
-    };
-    for (const auto& [newFile, lines] : steps) {
+    const std::pair<const char*, const char*> steps[] = {{"", " Load device config failed."},
+                                                         {"device.json", " Load scenario config failed."},
+                                                         {"scenario.json", " Parse scenario config failed."}};
+    for (const auto& [newFile, line] : steps) {
         std::ofstream(files / newFile) << R"({"device": {"deviceCaps": [{"type": "default"}]}, "scenario": {}})";
         const LogCapture log;
         EXPECT_EQ(center->InitConfigurationCenter(), 1004500113);
-        for (const std::string& line : lines) {
-            EXPECT_EQ(log.Count(line), 1U) << line;
-        }
-        EXPECT_EQ(log.Contains(" Load "), lines.size() < 4);
-        EXPECT_EQ(log.Contains(" Parse "), lines.size() == 4);
+        EXPECT_EQ(log.Count(line), 1U) << line;
     }
-    const LogCapture log;
     bool isUse = false;
     bool isProvide = false;
     int time = 0;
     EXPECT_FALSE(center->GetDeviceNetFeature("default", isUse, isProvide));
     EXPECT_FALSE(center->GetDeviceNetOffTime("default", time));
-    EXPECT_EQ(log.Count(" Can't find default's config."), 2U);
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include "platform/events/common_event_server.h"
 #include "platform/events/common_event_support.h"
 #include "tests/support/fake_ability_manager.h"
+#include "tests/support/json_document.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/temp_folder.h"
 
@@ -37,17 +38,14 @@ using NetManagerStandard::DecisionCenter;
 const std::string CLOSED = " Close net share.";
 
 // Settings of device type "default"; a time of 0 is none.
-void Configure(bool isUse, bool isProvide, int64_t closeTimeMs)
+void Configure(const std::string& isUse, const std::string& isProvide, int64_t closeTimeMs)
 {
-    const auto flag = [](bool isSet) { return isSet ? "true" : "false"; };
-    const std::string caps = std::string(R"([{"type": "default", "use_network": )") + flag(isUse) +
-                             R"(, "provide_network": )" + flag(isProvide) + R"(, "screen_off_auto_close_time": )" +
-                             std::to_string(closeTimeMs) + "}]";
+    const std::string caps = R"([{"type": "default", "use_network": )" + isUse + R"(, "provide_network": )" +
+                             isProvide + R"(, "screen_off_auto_close_time": )" + std::to_string(closeTimeMs) + "}]";
+    const Document json = Parse(caps);
     auto parser = std::make_shared<ConfigurationParser>();
-    cJSON* json = cJSON_Parse(caps.c_str());
-    parser->ParseDeviceCapsOfDevice(json);
-    parser->ParseDeviceCapsOfScenario(json);
-    cJSON_Delete(json);
+    parser->ParseDeviceCapsOfDevice(json.get());
+    parser->ParseDeviceCapsOfScenario(json.get());
     ConfigurationCenterAccess::SetParser(std::move(parser));
 }
 
@@ -63,13 +61,6 @@ protected:
         reached.get_future().wait();
     }
 
-    // Holds back what is due until RunUntil.
-    void Block()
-    {
-        handler->SendEvent(InnerEvent::Get([this] { release.get_future().wait(); }));
-    }
-
-    std::promise<void> release;
     const LogCapture log;
     const std::shared_ptr<EventRunner> runner = EventRunner::Create("decision-test");
     const std::shared_ptr<EventHandler> handler = std::make_shared<EventHandler>(runner);
@@ -78,53 +69,45 @@ protected:
 
 TEST_F(DecisionCenterTest, AScreenThatGoesOffClosesAfterTheConfiguredTimeIfBothFlagsAreSet)
 {
-    for (const auto& [isUse, isProvide] : {std::pair{false, true}, {true, false}, {true, true}}) {
-        Configure(isUse, isProvide, 60);
-        const auto start = std::chrono::steady_clock::now();
+    for (const auto& [isUse, isProvide] : {std::pair{"false", "true"}, {"true", "false"}}) {
+        Configure(isUse, isProvide, 1);
         Screen(false);
-        if (isUse && isProvide) {
-            ASSERT_TRUE(log.WaitFor(CLOSED));
-            EXPECT_GE(std::chrono::steady_clock::now() - start, 60ms);
-        } else {
-            RunUntil(61ms);
-            EXPECT_FALSE(log.Contains(CLOSED));
-        }
+        RunUntil(2ms);
+        EXPECT_FALSE(log.Contains(CLOSED)) << isUse << isProvide;
     }
+    Configure("true", "true", 60);
+    const auto start = std::chrono::steady_clock::now();
+    Screen(false);
+    ASSERT_TRUE(log.WaitFor(CLOSED));
+    EXPECT_GE(std::chrono::steady_clock::now() - start, 60ms);
 }
 
-TEST_F(DecisionCenterTest, AScreenThatComesOnLeavesWhatWasScheduled)
+TEST_F(DecisionCenterTest, AScreenThatComesOnLeavesWhatWasScheduledWhichGoesByTheFlagsOfItsMoment)
 {
-    Configure(true, true, 1);
-    Block();
-    Screen(false);
-    Screen(false);
-    Screen(true);
-    std::make_shared<DecisionCenter>()->OnScreenStateChanged(false, runner);  // does nothing once its center has gone
-    release.set_value();
-    RunUntil(2ms);
-    EXPECT_EQ(log.Count(CLOSED), 2U);
-}
-
-TEST_F(DecisionCenterTest, TheClosingGoesByTheFlagsOfTheMomentItRuns)
-{
-    Configure(true, true, 1);
-    Block();
-    Screen(false);
-    Configure(true, false, 1);
-    Screen(true);
-    release.set_value();
-    RunUntil(2ms);
-    EXPECT_FALSE(log.Contains(CLOSED));
+    for (const char* isProvideThen : {"false", "true"}) {
+        std::promise<void> release;
+        handler->SendEvent(InnerEvent::Get([&release] { release.get_future().wait(); }));
+        Configure("true", "true", 1);
+        Screen(false);
+        Screen(false);
+        Configure("true", isProvideThen, 1);
+        Screen(true);
+        // Nothing comes of a center that has gone.
+        std::make_shared<DecisionCenter>()->OnScreenStateChanged(false, runner);
+        release.set_value();
+        RunUntil(2ms);
+        EXPECT_EQ(log.Count(CLOSED), isProvideThen == std::string("true") ? 2U : 0U);
+    }
 }
 
 TEST_F(DecisionCenterTest, WhatCannotBePostedIsLogged)
 {
-    Configure(true, true, 1);
+    Configure("true", "true", 1);
     center->OnScreenStateChanged(true, nullptr);
     EXPECT_FALSE(log.Contains(" post task failed."));
     center->OnScreenStateChanged(false, nullptr);
     EXPECT_EQ(log.Count(" post task failed."), 1U);
-    Configure(true, true, -1);
+    Configure("true", "true", -1);
     Screen(false);
     EXPECT_EQ(log.Count(" post task failed."), 2U);
 }
@@ -135,7 +118,7 @@ TEST_F(DecisionCenterTest, WithoutSettingsNothingIsScheduled)
     center->OnScreenStateChanged(false, nullptr);
     EXPECT_EQ(log.Count(" Get device net feature failed."), 1U);
 
-    Configure(false, true, 0);
+    Configure("false", "true", 0);
     center->OnScreenStateChanged(false, nullptr);
     EXPECT_EQ(log.Count(" Get device off time failed."), 1U);
     EXPECT_EQ(log.Count(" Get device parameters falied."), 2U);
@@ -169,24 +152,16 @@ TEST(ConvergedDecisionManagerTest, StartsTheSubsystemOnceAndScreenEventsReachIt)
     manager.DeInit();
     manager.Init();
     manager.InnerInitFirstStage();
-    EXPECT_EQ(log.Count(" InitDecisionCenter"), 2U);
     EXPECT_EQ(log.Count(" Init ConfigurationCenter."), 1U);
-    EXPECT_EQ(log.Count(" InitAwarenessCenter"), 1U);
     EXPECT_EQ(log.Count(" register events[1792] callback success."), 1U);
-
     EventFwk::CommonEventManager::PublishCommonEvent(
         EventFwk::CommonEventData(EventFwk::Want().SetAction(EventFwk::CommonEventSupport::COMMON_EVENT_SCREEN_OFF)));
     ASSERT_TRUE(log.WaitFor(" Get device parameters falied."));
-    for (const char* line : {" OnScreenStateChanged, off", " screenState:0", " Can't find default's config."}) {
-        EXPECT_EQ(log.Count(line), 1U) << line;
-    }
-
     uint16_t pathType = 7;
     int pathId = 9;
     EXPECT_EQ(manager.RequestPath(pathType, pathId), 2200003);
     EXPECT_EQ(manager.ReleasePath(pathType, pathId), 2200003);
-    EXPECT_EQ(pathType, 7);
-    EXPECT_EQ(pathId, 9);
+    EXPECT_TRUE(pathType == 7 && pathId == 9);
 }
 
 }  // namespace
