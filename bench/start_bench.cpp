@@ -1,5 +1,6 @@
-// A whole start between two daemons of this machine, through socket, collaboration, session and simulated radios: median and p99 of
-// 200 warm requests; and what an idle daemon costs: resident memory, and wake-ups over a minute (with --idle).
+// A whole start between two daemons of this machine, through socket, collaboration, session and simulated radios:
+// median and p99 of 200 warm requests; and what an idle daemon costs: resident memory, and wake-ups over a minute (with
+// --idle).
 
 #include <algorithm>
 #include <chrono>
@@ -49,7 +50,8 @@ std::string ResidentMemory(pid_t pid)
 
 void MeasureIdle(Device& device)
 {
-    std::this_thread::sleep_for(std::chrono::seconds(20));  // workers leave after 10 s, memory is given back after 3 s
+    std::this_thread::sleep_for(
+        std::chrono::seconds(50));  // the collaboration of the last start lives for 30 s, workers for 10 s
     const long before = VoluntarySwitches(device.Daemon().Pid());
     std::this_thread::sleep_for(std::chrono::seconds(60));
     std::printf("idle: %s resident, %ld wake-ups in 60 s\n", ResidentMemory(device.Daemon().Pid()).c_str(),
