@@ -2,7 +2,6 @@
 // recorded.
 #pragma once
 
-#include <atomic>
 #include <map>
 #include <mutex>
 
@@ -12,10 +11,7 @@ namespace Vexo::Tests {
 
 class FakeAbilityManager : public ISystemAbilityManager {
 public:
-    std::atomic<int32_t> unloadResult{ERR_OK};
-    std::atomic<int32_t> addResult{ERR_OK};
-    std::atomic<int> unloads{0};
-    std::atomic<int> additions{0};
+    int32_t unloadResult = ERR_OK;
 
     sptr<IRemoteObject> GetSystemAbility(int32_t id) override
     {
@@ -25,12 +21,9 @@ public:
     }
     int32_t AddSystemAbility(int32_t id, const sptr<IRemoteObject>& ability) override
     {
-        ++additions;
         const std::lock_guard lock(mutex_);
-        if (addResult == ERR_OK) {
-            abilities_[id] = ability;
-        }
-        return addResult;
+        abilities_[id] = ability;
+        return ERR_OK;
     }
     int32_t RemoveSystemAbility(int32_t id) override
     {
@@ -40,11 +33,7 @@ public:
     int32_t SubscribeSystemAbility(int32_t, const sptr<ISystemAbilityStatusChange>&) override { return ERR_OK; }
     int32_t UnSubscribeSystemAbility(int32_t, const sptr<ISystemAbilityStatusChange>&) override { return ERR_OK; }
     int32_t LoadSystemAbility(int32_t) override { return ERR_NOT_ON_DEMAND; }
-    int32_t UnloadSystemAbility(int32_t) override
-    {
-        ++unloads;
-        return unloadResult;
-    }
+    int32_t UnloadSystemAbility(int32_t) override { return unloadResult; }
     int32_t AnnounceSystemAbility(int32_t) override { return ERR_OK; }
 
 private:

@@ -12,14 +12,11 @@ namespace Vexo::Tests {
 
 class FakeDeviceManager : public IPCObjectStub, public DistributedHardware::IDeviceManagerService {
 public:
-    int32_t initResult = 0;
-    std::string package;
     std::vector<DistributedHardware::DmDeviceInfo> devices;
 
-    int32_t InitDeviceManager(const std::string& pkgName, std::shared_ptr<DistributedHardware::DmInitCallback>) override
+    int32_t InitDeviceManager(const std::string&, std::shared_ptr<DistributedHardware::DmInitCallback>) override
     {
-        package = pkgName;
-        return initResult;
+        return DistributedHardware::DM_OK;
     }
     int32_t GetTrustedDeviceList(const std::string&, const std::string&,
                                  std::vector<DistributedHardware::DmDeviceInfo>& deviceList) override

@@ -5,6 +5,7 @@
 #include <mutex>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "platform/ipc/iremote_object.h"
@@ -14,20 +15,27 @@ namespace Vexo::Tests {
 
 class FakeSoftBus : public IPCObjectStub, public SoftBus::ISoftBusService {
 public:
-    struct Sent {
-        int sessionId;
-        std::string bytes;
-    };
-    // Set before use. onOpen and onSend run on a thread of their own after the call; empty: nothing happens.
+    // Set before use. onOpen and onSend run on a thread of their own after a call that succeeds; empty: nothing
+    // happens.
     int serverResult = 0;
     int openResult = 7;
     int sendResult = 0;
     std::function<void()> onOpen;
-    std::function<void(const Sent&)> onSend;
+    std::function<void()> onSend;
+    // What it was given last.
+    std::string servedName;
+    ISessionListener listener{};
+    SessionAttribute attribute{};
+
+    // The calls since the last Take, in order: "open mine|peers|network id", "send 7 bytes", "close 7".
+    std::vector<std::string> Take()
+    {
+        const std::lock_guard lock(mutex_);
+        return std::exchange(calls_, {});
+    }
 
     int CreateSessionServer(const std::string&, const std::string& sessionName, const ISessionListener& table) override
     {
-        const std::lock_guard lock(mutex_);
         servedName = sessionName;
         listener = table;
         return serverResult;
@@ -36,52 +44,32 @@ public:
     int OpenSession(const std::string& mine, const std::string& peers, const std::string& networkId,
                     const SessionAttribute& attr) override
     {
-        const std::lock_guard lock(mutex_);
-        opened.push_back(mine + "|" + peers + "|" + networkId);
         attribute = attr;
-        if (openResult > 0 && onOpen) {
-            callbacks_.emplace_back(onOpen);
-        }
-        return openResult;
+        return Record("open " + mine + "|" + peers + "|" + networkId, openResult, openResult > 0 ? onOpen : nullptr);
     }
-    void CloseSession(int sessionId) override
-    {
-        const std::lock_guard lock(mutex_);
-        closed.push_back(sessionId);
-    }
+    void CloseSession(int sessionId) override { Record("close " + std::to_string(sessionId), 0, nullptr); }
     int SendBytes(int sessionId, const void* data, unsigned int len) override
     {
-        const std::lock_guard lock(mutex_);
-        sent.push_back({sessionId, std::string(static_cast<const char*>(data), len)});
-        if (sendResult == 0 && onSend) {
-            callbacks_.emplace_back(onSend, sent.back());
-        }
-        return sendResult;
+        return Record("send " + std::to_string(sessionId) + " " + std::string(static_cast<const char*>(data), len),
+                      sendResult, sendResult == 0 ? onSend : nullptr);
     }
     int GetPeerNetworkId(int, std::string&) override { return SOFTBUS_NO_SUCH_SESSION; }
     std::vector<SoftBus::Node> Nodes() override { return {}; }
     SoftBus::Node LocalNode() override { return {}; }
 
-    std::vector<Sent> AllSent() const { return Copy(sent); }
-    std::vector<int> AllClosed() const { return Copy(closed); }
-    std::vector<std::string> AllOpened() const { return Copy(opened); }
-
-    std::string servedName;
-    ISessionListener listener{};
-    SessionAttribute attribute{};
-
 private:
-    template <typename T>
-    std::vector<T> Copy(const std::vector<T>& values) const
+    int Record(const std::string& call, int result, const std::function<void()>& after)
     {
         const std::lock_guard lock(mutex_);
-        return values;
+        calls_.push_back(call);
+        if (after) {
+            callbacks_.emplace_back(after);
+        }
+        return result;
     }
 
-    mutable std::mutex mutex_;
-    std::vector<Sent> sent;
-    std::vector<int> closed;
-    std::vector<std::string> opened;
+    std::mutex mutex_;
+    std::vector<std::string> calls_;
     std::vector<std::jthread> callbacks_;  // last: joined before what they use goes
 };
 

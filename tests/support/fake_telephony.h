@@ -2,7 +2,6 @@
 #pragma once
 
 #include <array>
-#include <atomic>
 #include <thread>
 #include <vector>
 
@@ -22,7 +21,7 @@ public:
     int32_t simResult = 0;
     std::array<Telephony::SimState, Telephony::SIM_SLOT_COUNT> sims{};
     std::array<Radio, Telephony::SIM_SLOT_COUNT> radios{};
-    std::atomic<int> radioQueries{0};
+    int radioQueries = 0;
     sptr<Telephony::INetworkSearchCallback> lastCallback;
 
     int32_t GetSimState(int32_t slotId, Telephony::SimState& state) override

@@ -1,7 +1,6 @@
-// FakeWifiHotspot (1121) and FakeWifiDevice (1120): results are set before use, calls are counted or recorded.
+// FakeWifiHotspot (1121) and FakeWifiDevice (1120): results are set before use.
 #pragma once
 
-#include <atomic>
 #include <vector>
 
 #include "platform/ipc/iremote_object.h"
@@ -17,18 +16,13 @@ public:
     int32_t enableResult = 0;
     int32_t configResult = 0;
     Wifi::HotspotConfig config;
-    std::atomic<int> enables{0};
 
     int32_t IsHotspotActive(bool& isActive) override
     {
         isActive = active;
         return activeResult;
     }
-    int32_t EnableHotspot(Wifi::ServiceType) override
-    {
-        ++enables;
-        return enableResult;
-    }
+    int32_t EnableHotspot(Wifi::ServiceType) override { return enableResult; }
     int32_t DisableHotspot(Wifi::ServiceType) override { return 0; }
     int32_t GetHotspotConfig(Wifi::HotspotConfig& out) override
     {
@@ -44,17 +38,16 @@ public:
     int32_t connectResult = 0;
     std::vector<Wifi::WifiDeviceConfig> stored;
     std::vector<Wifi::WifiDeviceConfig> added;
-    std::atomic<int> connects{0};
+    int connects = 0;
 
     int32_t GetDeviceConfigs(std::vector<Wifi::WifiDeviceConfig>& configs, bool) override
     {
         configs = stored;
         return configsResult;
     }
-    int32_t AddDeviceConfig(const Wifi::WifiDeviceConfig& config, int& networkId, bool) override
+    int32_t AddDeviceConfig(const Wifi::WifiDeviceConfig& config, int&, bool) override
     {
         added.push_back(config);
-        networkId = 1;
         return addResult;
     }
     int32_t ConnectToDevice(const Wifi::WifiDeviceConfig&) override

@@ -1,36 +1,47 @@
 #include "distributed/services/link/data_listener.h"
 
-#include <gtest/gtest.h>
-
-#include <future>
-
-#include "distributed/services/link/soft_bus_adapter.h"
-#include "platform/ability/ability_ids.h"
-#include "tests/support/fake_ability_manager.h"
-#include "tests/support/fake_soft_bus.h"
+#include "tests/distributed/services/link/link_fixture.h"
 #include "tests/support/fake_wifi.h"
-#include "tests/support/log_capture.h"
 
 namespace Vexo::NetManagerStandard {
 namespace {
 
-constexpr int SESSION = 5;
+using testing::ElementsAre;
+using testing::IsEmpty;
+
 constexpr const char* SECRET = "example-passphrase";
-const std::string REQUEST("\x03\x02\x00", 3);
 const std::string FAILURE_ANSWER = "{\n\t\"RES\":\t-97\n}";
 const std::string SUCCESS_ANSWER =
     "{\n\t\"RES\":\t0,\n\t\"SSID\":\t\"phone-net\",\n\t\"PRESHARED_KEY\":\t\"example-passphrase\",\n"
     "\t\"SECURITY_TYPE\":\t4\n}";
 
-std::string ResponseFrame(const std::string& json)
+std::string Frame(uint32_t declared, const std::string& text)
 {
-    return std::string{'\x04', static_cast<char>(json.size()), 0, 0, 0} + json;
+    std::string frame{'\x04'};
+    for (int shift = 0; shift < 32; shift += 8) {
+        frame += static_cast<char>(declared >> shift);
+    }
+    return frame + text;
 }
 
-class DataListenerTest : public testing::Test {
-protected:
-    DataListenerTest() { SoftBusAdapter::GetInstance()->CreateSoftBusSessionServer(); }
+std::string Frame(const std::string& text)
+{
+    return Frame(static_cast<uint32_t>(text.size()), text);
+}
 
+// What parsing returns and leaves in a configuration: "code ssid|key|key management", each "-" before.
+std::string Parse(const std::string& frame)
+{
+    std::vector<unsigned char> bytes(frame.begin(), frame.end());  // exact size: a read past it is an error
+    Wifi::WifiDeviceConfig config;
+    config.ssid = config.preSharedKey = config.keyMgmt = "-";
+    const int32_t code = DataListener::GetInstance()->ParseStartHotspotResponseMessage(
+        bytes.data(), static_cast<unsigned int>(bytes.size()), config);
+    return std::to_string(code) + " " + config.ssid + "|" + config.preSharedKey + "|" + config.keyMgmt;
+}
+
+class DataListenerTest : public LinkTest {
+protected:
     void Receive(const std::string& bytes, int sessionId = SESSION)
     {
         softBus_->listener.OnBytesReceived(sessionId, bytes.data(), static_cast<unsigned int>(bytes.size()));
@@ -38,115 +49,127 @@ protected:
     // What a waiting request returns when this frame arrives.
     int32_t OutcomeOf(const std::string& frame)
     {
-        softBus_->onSend = [this, frame](const auto&) {
-            log_.WaitFor(" SendStartHotspotMessage wait result", ++requests_);
-            Receive(frame);
-        };
-        return SoftBusAdapter::GetInstance()->SendStartHotspotMessage(SESSION);
+        WhenRequestWaits([=, this] { Receive(frame); });
+        const int32_t outcome = adapter_->SendStartHotspotMessage(SESSION);
+        EXPECT_THAT(softBus_->Take(), ElementsAre(SEND + REQUEST, CLOSE)) << "posting closes the session";
+        return outcome;
     }
-
-    const Tests::LogCapture log_;
-    size_t requests_ = 0;
-    Tests::InstalledRegistry registry_;
-    const sptr<Tests::FakeSoftBus> softBus_ = registry_.Add<Tests::FakeSoftBus>(SOFTBUS_SERVER_SA_ID);
 };
 
-TEST_F(DataListenerTest, FramesOutsideTheLimitsReachNoHandler)
+TEST(ParseTest, EachFrameHasItsCodeAndFillsWhatItHolds)
+{
+    const std::string json = R"({"RES": 0, "SSID": "net", "PRESHARED_KEY": "example-key", "SECURITY_TYPE": 4})";
+    struct Case {
+        const char* what;
+        std::string frame;
+        const char* expected;
+    };
+    for (const Case& c : {
+             Case{"as sent", Frame(json), "0 net|example-key|WPA-PSK"},
+             Case{"declared longer than it is", Frame(0x7fffffff, json), "0 net|example-key|WPA-PSK"},
+             Case{"without RES", Frame(R"({"SSID":"net","SECURITY_TYPE":1.9})"), "0 net|-|WPA-PSK"},
+             Case{"4 bytes", std::string("\x04\0\0\0", 4), "401 -|-|-"},
+             Case{"declared length 0", Frame(0, json), "1004500114 -|-|-"},
+             Case{"more bytes than declared", Frame(1, json), "1004500114 -|-|-"},
+             Case{"nothing but a length", Frame(9, ""), "1004500115 -|-|-"},
+             Case{"no JSON", Frame("SSID"), "1004500115 -|-|-"},
+             Case{"cut off, the rest declared", Frame(99, R"({"RES":0)"), "1004500115 -|-|-"},
+             Case{"nested beyond the limit", Frame(std::string(5000, '[') + std::string(5000, ']')),
+                  "1004500115 -|-|-"},
+             Case{"fraction", Frame(R"({"RES": -97.9})"), "-97 -|-|-"},
+             Case{"beyond the range", Frame(R"({"RES": 1e300, "SSID": "net"})"), "2147483647 -|-|-"},
+             Case{"below the range", Frame(R"({"RES": -1e999, "SSID": "net"})"), "-2147483648 -|-|-"},
+             Case{"no object", Frame("[]"), "0 -|-|-"},
+             Case{"no keys", Frame(R"({"res":-97,"ssid":"net"})"), "0 -|-|-"},
+             Case{"other types", Frame(R"({"RES":"-97","SSID":1,"PRESHARED_KEY":null,"SECURITY_TYPE":"1"})"),
+                  "0 -|-|-"},
+         }) {
+        EXPECT_EQ(Parse(c.frame), c.expected) << c.what;
+    }
+    const std::pair<const char*, std::string> types[] = {{"0", "NONE"},    {"1", "WPA-PSK"}, {"2", "WPA-EAP"},
+                                                         {"3", "WPA-PSK"}, {"4", "WPA-PSK"}, {"5", ""},
+                                                         {"-1", ""},       {"1e300", ""}};
+    for (const auto& [type, expected] : types) {
+        EXPECT_EQ(Parse(Frame(std::string(R"({"SECURITY_TYPE":)") + type + "}")), "0 -|-|" + expected) << type;
+    }
+}
+
+TEST_F(DataListenerTest, ResponseIsSentUpToItsLimitAndFaultsHaveTheirCodes)
+{
+    const auto send = [](size_t size) {
+        return DataListener::GetInstance()->SendStartHotspotResponseMessage(SESSION, std::string(size, 'x'));
+    };
+    EXPECT_EQ(send(46076), 401);
+    EXPECT_EQ(send(0), 1004500114);
+    EXPECT_THAT(softBus_->Take(), IsEmpty());
+    EXPECT_EQ(send(46075), 0);
+    EXPECT_THAT(softBus_->Take(), ElementsAre(SEND + Frame(std::string(46075, 'x'))));
+    softBus_->sendResult = SOFTBUS_QUEUE_FULL;
+    EXPECT_EQ(send(1), 1004500123);
+}
+
+TEST_F(DataListenerTest, FramesOutsideTheLimitsOrOfOtherTypesReachNoHandler)
 {
     registry_.Add<Tests::FakeWifiHotspot>(WIFI_HOTSPOT_SYS_ABILITY_ID);
     std::string large(4194305, '\0');
     large[0] = '\x03';
-    Receive("\x03\x02");
-    Receive(large);
+    for (const std::string& frame :
+         {std::string("\x03\x02"), large, std::string("\x01\0\0", 3), std::string("\xff\0\0", 3)}) {
+        Receive(frame);
+    }
     Receive(REQUEST, -1);
     softBus_->listener.OnBytesReceived(SESSION, nullptr, 3);
-    EXPECT_EQ(log_.Count(" OnBytesReceived param check failed"), 4U);
-    EXPECT_TRUE(softBus_->AllSent().empty());
-
+    EXPECT_THAT(softBus_->Take(), IsEmpty());
     large.pop_back();
     Receive(large);
-    EXPECT_TRUE(log_.Contains(" HandleMessageStartHotSpot start")) << "4 MiB are allowed";
+    EXPECT_EQ(softBus_->Take().size(), 1U) << "4 MiB are allowed";
 }
 
-TEST_F(DataListenerTest, HelloAndUnknownTypesAreIgnored)
+TEST_F(DataListenerTest, ServingSideAnswersWithItsHotspotOrAFailure)
 {
-    for (const char type : {'\x00', '\x01', '\x02', '\x05', '\x09', '\xff'}) {
-        Receive(std::string{type, 0, 0});
-    }
-    EXPECT_TRUE(log_.Contains(" OnBytesReceived , messageType is 255"));
-    EXPECT_EQ(log_.Count(" OnBytesReceived"), 12U) << "two lines each, and nothing else";
-    EXPECT_TRUE(softBus_->AllSent().empty());
-    EXPECT_TRUE(softBus_->AllClosed().empty());
-}
+    Receive(REQUEST);
+    EXPECT_THAT(softBus_->Take(), IsEmpty()) << "silent without a hotspot service";
 
-TEST_F(DataListenerTest, ServingSideAnswersWithItsHotspotAndKeepsTheSessionOpen)
-{
     const auto hotspot = registry_.Add<Tests::FakeWifiHotspot>(WIFI_HOTSPOT_SYS_ABILITY_ID);
     hotspot->config.SetSsid("phone-net");
     hotspot->config.SetPreSharedKey(SECRET);
-    for (const bool active : {false, true}) {
-        hotspot->active = active;
+    const auto expectAnswer = [&](const std::string& json, auto... then) {
         Receive(REQUEST);
-        EXPECT_EQ(softBus_->AllSent().back().bytes, ResponseFrame(SUCCESS_ANSWER));
-        EXPECT_EQ(hotspot->enables, 1) << "an active hotspot is not enabled again";
-    }
-    EXPECT_TRUE(softBus_->AllClosed().empty());
-
-    softBus_->sendResult = SOFTBUS_NO_SUCH_SESSION;
-    Receive(REQUEST);
-    EXPECT_TRUE(log_.Contains(" SendStartHotspotResponseMessage error: 1004500123"));
-    EXPECT_EQ(softBus_->AllClosed(), std::vector<int>{SESSION});
-    EXPECT_FALSE(log_.Contains(SECRET));
-}
-
-TEST_F(DataListenerTest, ServingSideAnswersFailureAndClosesWhenTheHotspotFails)
-{
-    using Hotspot = Tests::FakeWifiHotspot;
-    struct Case {
-        int32_t Hotspot::*result;
-        const char* logged;
+        EXPECT_THAT(softBus_->Take(), ElementsAre(SEND + Frame(json), then...));
     };
-    for (const Case& c : {Case{&Hotspot::activeResult, " IsHotspotActive error: 2"},
-                          Case{&Hotspot::enableResult, " Enable hotspot error: 2"},
-                          Case{&Hotspot::configResult, " Get hotspot config error: 2"}}) {
-        const auto hotspot = registry_.Add<Hotspot>(WIFI_HOTSPOT_SYS_ABILITY_ID);
-        (*hotspot).*(c.result) = Wifi::WIFI_DISABLED;
-        const size_t closed = softBus_->AllClosed().size();
-        Receive(REQUEST);
-        EXPECT_TRUE(log_.Contains(c.logged)) << c.logged;
-        EXPECT_EQ(softBus_->AllSent().back().bytes, ResponseFrame(FAILURE_ANSWER)) << c.logged;
-        EXPECT_EQ(softBus_->AllClosed().size(), closed + 1) << c.logged;
-    }
-}
-
-TEST_F(DataListenerTest, ServingSideIsSilentWithoutAHotspotService)
-{
-    Receive(REQUEST);
-    EXPECT_TRUE(log_.Contains(" HandleMessageStartHotSpot start"));
-    EXPECT_TRUE(softBus_->AllSent().empty());
-    EXPECT_TRUE(softBus_->AllClosed().empty());
+    expectAnswer(SUCCESS_ANSWER);
+    hotspot->enableResult = Wifi::WIFI_DISABLED;
+    expectAnswer(FAILURE_ANSWER, CLOSE);
+    hotspot->active = true;
+    expectAnswer(SUCCESS_ANSWER);  // an active hotspot is not enabled again
+    hotspot->configResult = Wifi::WIFI_DISABLED;
+    expectAnswer(FAILURE_ANSWER, CLOSE);
+    hotspot->configResult = Wifi::WIFI_OK;
+    hotspot->activeResult = Wifi::WIFI_DISABLED;
+    expectAnswer(FAILURE_ANSWER, CLOSE);
+    hotspot->activeResult = Wifi::WIFI_OK;
+    softBus_->sendResult = SOFTBUS_NO_SUCH_SESSION;
+    expectAnswer(SUCCESS_ANSWER, CLOSE);
+    EXPECT_FALSE(log_.Contains(SECRET));
 }
 
 TEST_F(DataListenerTest, RequestingSidePostsHowJoiningWent)
 {
-    EXPECT_EQ(OutcomeOf(ResponseFrame(SUCCESS_ANSWER)), 0) << "without a Wi-Fi service the peer's part counts";
+    EXPECT_EQ(OutcomeOf(Frame(SUCCESS_ANSWER)), 0) << "without a Wi-Fi service the peer's part counts";
     const auto device = registry_.Add<Tests::FakeWifiDevice>(WIFI_DEVICE_SYS_ABILITY_ID);
-    EXPECT_EQ(OutcomeOf(ResponseFrame(FAILURE_ANSWER)), -97);
-    EXPECT_EQ(OutcomeOf(ResponseFrame("nonsense")), 1004500115);
+    EXPECT_EQ(OutcomeOf(Frame(FAILURE_ANSWER)), -97);
     EXPECT_TRUE(device->added.empty());
 
-    EXPECT_EQ(OutcomeOf(ResponseFrame(SUCCESS_ANSWER)), 0);
+    EXPECT_EQ(OutcomeOf(Frame(SUCCESS_ANSWER)), 0);
     ASSERT_EQ(device->added.size(), 1U);
-    EXPECT_EQ(device->added[0].ssid, "phone-net");
-    EXPECT_EQ(device->added[0].preSharedKey, SECRET);
+    EXPECT_EQ(device->added[0].ssid + device->added[0].preSharedKey, std::string("phone-net") + SECRET);
     EXPECT_EQ(device->added[0].keyMgmt, "WPA-PSK");
 
     device->connectResult = Wifi::WIFI_FAILED;
-    EXPECT_EQ(OutcomeOf(ResponseFrame(SUCCESS_ANSWER)), -93);
+    EXPECT_EQ(OutcomeOf(Frame(SUCCESS_ANSWER)), -93);
     device->addResult = Wifi::WIFI_INVALID_CONFIG;
-    EXPECT_EQ(OutcomeOf(ResponseFrame(SUCCESS_ANSWER)), -94);
+    EXPECT_EQ(OutcomeOf(Frame(SUCCESS_ANSWER)), -94);
     EXPECT_EQ(device->connects, 2) << "what could not be added is not connected to";
-    EXPECT_EQ(softBus_->AllClosed(), std::vector<int>(6, SESSION)) << "posting closes the session";
     EXPECT_FALSE(log_.Contains(SECRET));
 }
 

@@ -1,8 +1,7 @@
 #include "distributed/services/service/distnet_service_stub.h"
 
-#include <gtest/gtest.h>
+#include <gmock/gmock.h>
 
-#include "distributed/services/service/distnet_errors.h"
 #include "platform/access/policy.h"
 #include "platform/ipc/ipc_skeleton.h"
 #include "tests/support/log_capture.h"
@@ -10,56 +9,27 @@
 namespace Vexo::NetManagerStandard {
 namespace {
 
+using testing::_;
+using testing::DoAll;
+using testing::Return;
+using testing::SetArgReferee;
+
 constexpr const char16_t* TOKEN = u"Vexo.NetManagerStandard.IDistNetService";
+constexpr uint32_t CODES[] = {0, 1, 2, 3, 4, 1001};
 const std::string PEER(64, 'b');
 
 // Users of the test's policy: a system application with the permission, one without it, an ordinary application.
 enum User : uid_t { SYSTEM = 70011, WITHOUT_PERMISSION = 70012, ORDINARY = 70013 };
 
-std::string Bytes(const MessageParcel& parcel)
-{
-    return {reinterpret_cast<const char*>(parcel.GetData()), parcel.GetDataSize()};
-}
-
-class RecordingStub : public DistNetServiceStub {
+class MockStub : public DistNetServiceStub {
 public:
-    int32_t StartService(uint32_t& state) override
-    {
-        state = 1;
-        return Record("start service", 0);
-    }
-    int32_t ReleaseService(uint32_t& state) override
-    {
-        state = 2;
-        return Record(HasClients() ? "release, others hold it" : "release, the last", 0);
-    }
-    int32_t StartDistributedNetwork(int32_t a, int32_t b, const std::string& networkId) override
-    {
-        return Record("start " + std::to_string(a) + " " + std::to_string(b) + " " + networkId, 11);
-    }
-    int32_t StopDistributedNetwork(int32_t a, int32_t b, const std::string& networkId) override
-    {
-        return Record("stop " + std::to_string(a) + " " + std::to_string(b) + " " + networkId, 12);
-    }
-    int32_t GetAvailableDeviceList(std::vector<DmDeviceInfo>& deviceList) override
-    {
-        deviceList = devices;
-        return Record("list", devices.empty() ? DISTNET_ERR_NO_DEVICE : 0);
-    }
-    int32_t GetRemoteDeviceInfo(std::vector<std::string> items, std::string& result) override
-    {
-        result = "{}";
-        return Record("info " + std::to_string(items.size()), DISTNET_ERR_GENERAL);
-    }
-    std::vector<DmDeviceInfo> devices;
-    std::vector<std::string> calls;
-
-private:
-    int32_t Record(const std::string& call, int32_t result)
-    {
-        calls.push_back(call);
-        return result;
-    }
+    MOCK_METHOD(int32_t, StartService, (uint32_t&), (override));
+    MOCK_METHOD(int32_t, ReleaseService, (uint32_t&), (override));
+    MOCK_METHOD(int32_t, StartDistributedNetwork, (int32_t, int32_t, const std::string&), (override));
+    MOCK_METHOD(int32_t, StopDistributedNetwork, (int32_t, int32_t, const std::string&), (override));
+    MOCK_METHOD(int32_t, GetAvailableDeviceList, (std::vector<DmDeviceInfo>&), (override));
+    MOCK_METHOD(int32_t, GetRemoteDeviceInfo, (std::vector<std::string>, std::string&), (override));
+    using DistNetServiceStub::HasClients;
 };
 
 class DistNetServiceStubTest : public testing::Test {
@@ -72,6 +42,12 @@ protected:
                               {std::to_string(WITHOUT_PERMISSION), "", TOKEN_HAP, APL_SYSTEM_BASIC, true, {}},
                               {std::to_string(ORDINARY), "", TOKEN_HAP, APL_SYSTEM_BASIC, false, {}}}});
         arguments_.WriteInterfaceToken(TOKEN);
+    }
+    void WriteNetworkArguments()
+    {
+        arguments_.WriteInt32(3);
+        arguments_.WriteInt32(-4);
+        arguments_.WriteString(PEER);
     }
     int Request(uint32_t code, User user = SYSTEM, pid_t pid = 100)
     {
@@ -97,7 +73,8 @@ protected:
     }
 
     const Tests::LogCapture log_;
-    const sptr<RecordingStub> stub_ = MakeSptr<RecordingStub>();
+    // Strict: a request that is refused calls nothing.
+    const sptr<testing::StrictMock<MockStub>> stub_ = MakeSptr<testing::StrictMock<MockStub>>();
     MessageParcel arguments_;
     MessageParcel reply_;
     size_t replyCapacity_ = MAX_PARCEL_SIZE;
@@ -106,145 +83,128 @@ protected:
 TEST_F(DistNetServiceStubTest, TokenThatIsNotExactlyTheDescriptorIsRefused)
 {
     const std::u16string token = TOKEN;
-    std::u16string changed = token;
-    changed[20] = u'?';
-    for (const std::u16string& wrong : {changed, token + u'x', token.substr(1), std::u16string()}) {
+    for (const std::u16string& wrong : {token + u'x', token.substr(1), u'v' + token.substr(1), std::u16string()}) {
         arguments_.Clear();
         arguments_.WriteInterfaceToken(wrong);
         EXPECT_EQ(Request(0), IPC_UNKNOWN_REQUEST);
         EXPECT_EQ(NextInt(), 1004500108);
     }
     arguments_.Clear();
-    EXPECT_EQ(Request(0), IPC_UNKNOWN_REQUEST) << "no token at all";
-    EXPECT_EQ(log_.Count(" descriptor checked fail"), 5U);
-    EXPECT_TRUE(stub_->calls.empty());
+    EXPECT_EQ(Request(0, ORDINARY), IPC_UNKNOWN_REQUEST) << "no token at all";
+    EXPECT_EQ(NextInt(), 1004500108);
 }
 
-TEST_F(DistNetServiceStubTest, UnknownCodeGoesToTheDefaultHandlerWithoutAReply)
+TEST_F(DistNetServiceStubTest, CodeThenFlagThenPermissionThenArgumentsAreChecked)
 {
     for (const uint32_t code : {5U, 1000U, 1002U, 0xffffffffU}) {
         EXPECT_EQ(Request(code, ORDINARY), IPC_UNKNOWN_REQUEST) << code;
         EXPECT_EQ(reply_.GetDataSize(), 0U) << code;
     }
-}
-
-TEST_F(DistNetServiceStubTest, CallerIsRefusedBeforeItsArgumentsAreRead)
-{
-    for (const uint32_t code : {0U, 1U, 2U, 3U, 4U, 1001U}) {
-        EXPECT_EQ(Request(code, ORDINARY), IPC_UNKNOWN_REQUEST) << code;
-        EXPECT_EQ(NextInt(), 201) << code;
-        EXPECT_FALSE(log_.Contains("permission")) << "the flag is asked first";
+    for (const User user : {ORDINARY, WITHOUT_PERMISSION}) {
+        for (const uint32_t code : CODES) {
+            EXPECT_EQ(Request(code, user), IPC_UNKNOWN_REQUEST) << code;
+            EXPECT_EQ(NextInt(), 201) << code;
+        }
+        EXPECT_EQ(log_.Count(" permission denied!"), user == ORDINARY ? 0U : 6U);
     }
     EXPECT_EQ(log_.Count(" not system APP!"), 6U);
-    for (const uint32_t code : {0U, 1U, 2U, 3U, 4U, 1001U}) {
-        EXPECT_EQ(Request(code, WITHOUT_PERMISSION), IPC_UNKNOWN_REQUEST) << code;
-        EXPECT_EQ(NextInt(), 201) << code;
-    }
-    EXPECT_EQ(log_.Count(" permission denied!"), 6U);
-    EXPECT_TRUE(stub_->calls.empty());
-}
-
-TEST_F(DistNetServiceStubTest, FullReplyTurnsARefusalInto301AndAnAnswerInto1004500105)
-{
-    struct Case {
-        uint32_t code;
-        User user;
-        size_t capacity;
-        int expected;
-    };
-    arguments_.WriteInt32(1);
-    arguments_.WriteInt32(2);
-    arguments_.WriteString(PEER);
-    stub_->devices.resize(1);
-    for (const Case& c :
-         {Case{0, ORDINARY, 3, 301}, Case{0, WITHOUT_PERMISSION, 3, 301}, Case{0, SYSTEM, 0, 1004500105},
-          Case{0, SYSTEM, 4, 1004500105}, Case{1, SYSTEM, 7, 1004500105}, Case{2, SYSTEM, 3, 1004500105},
-          Case{3, SYSTEM, 3, 1004500105}, Case{4, SYSTEM, 3, 1004500105}, Case{4, SYSTEM, 4, 1004500105},
-          Case{4, SYSTEM, 30, 1004500105}}) {
-        replyCapacity_ = c.capacity;
-        EXPECT_EQ(Request(c.code, c.user), c.expected) << c.code << " with " << c.capacity << " bytes";
-    }
-    EXPECT_EQ(log_.Count(" OngetAvailableDeviceList DmDeviceInfoMarshalling fail"), 2U);
-    arguments_.Clear();
-    arguments_.WriteInterfaceToken(u"x");
-    replyCapacity_ = 3;
-    EXPECT_EQ(Request(0), 301);
-}
-
-TEST_F(DistNetServiceStubTest, MissingArgumentIsReportedAndNothingIsCalled)
-{
     arguments_.WriteInt32(1);
     for (const uint32_t code : {2U, 3U, 1001U}) {
         EXPECT_EQ(Request(code), 1004500103) << code;
         EXPECT_EQ(reply_.GetDataSize(), 0U) << code;
     }
-    EXPECT_TRUE(stub_->calls.empty());
+}
+
+TEST_F(DistNetServiceStubTest, FullReplyTurnsARefusalInto301AndAnAnswerInto1004500105)
+{
+    WriteNetworkArguments();
+    EXPECT_CALL(*stub_, StartService).Times(2);
+    EXPECT_CALL(*stub_, ReleaseService);
+    EXPECT_CALL(*stub_, StartDistributedNetwork);
+    EXPECT_CALL(*stub_, StopDistributedNetwork);
+    EXPECT_CALL(*stub_, GetAvailableDeviceList)
+        .WillRepeatedly(DoAll(SetArgReferee<0>(std::vector<DmDeviceInfo>(1)), Return(0)));
+    for (const auto& [code, capacity] :
+         std::vector<std::pair<uint32_t, size_t>>{{0, 0}, {0, 4}, {1, 7}, {2, 3}, {3, 3}, {4, 3}, {4, 4}, {4, 30}}) {
+        replyCapacity_ = capacity;
+        EXPECT_EQ(Request(code), 1004500105) << code << " with " << capacity << " bytes";
+    }
+    replyCapacity_ = 3;
+    EXPECT_EQ(Request(0, ORDINARY), 301);
+    EXPECT_EQ(Request(0, WITHOUT_PERMISSION), 301);
+    arguments_.Clear();
+    EXPECT_EQ(Request(0), 301);
 }
 
 TEST_F(DistNetServiceStubTest, ArgumentsAndAnswersTravelInOrder)
 {
+    EXPECT_CALL(*stub_, StartService).WillOnce(DoAll(SetArgReferee<0>(6), Return(5)));
     EXPECT_EQ(Request(0), 0);
-    EXPECT_EQ(NextInt(), 0);
-    EXPECT_EQ(NextInt(), 1) << "the state";
-    arguments_.WriteInt32(3);
-    arguments_.WriteInt32(-4);
-    arguments_.WriteString(PEER);
+    EXPECT_EQ(NextInt(), 5);
+    EXPECT_EQ(NextInt(), 6) << "the state";
+    WriteNetworkArguments();
+    EXPECT_CALL(*stub_, StartDistributedNetwork(3, -4, PEER)).WillOnce(Return(11));
     EXPECT_EQ(Request(2), 0);
     EXPECT_EQ(NextInt(), 11);
+    EXPECT_CALL(*stub_, StopDistributedNetwork(3, -4, PEER)).WillOnce(Return(12));
     EXPECT_EQ(Request(3), 0);
     EXPECT_EQ(NextInt(), 12);
 
     arguments_.Clear();
     arguments_.WriteInterfaceToken(TOKEN);
-    arguments_.WriteStringVector({"bssid", "bssid"});
+    const std::vector<std::string> items{"bssid", "bssid"};
+    arguments_.WriteStringVector(items);
+    EXPECT_CALL(*stub_, GetRemoteDeviceInfo(items, _)).WillOnce(DoAll(SetArgReferee<1>("{}"), Return(2200003)));
     EXPECT_EQ(Request(1001), 0);
     EXPECT_EQ(NextString(), "{}") << "the text alone, although the operation failed";
-    EXPECT_TRUE(log_.Contains(" GetRemoteDeviceInfo fail"));
-    EXPECT_EQ(stub_->calls,
-              (std::vector<std::string>{"start service", "start 3 -4 " + PEER, "stop 3 -4 " + PEER, "info 2"}));
 }
 
 TEST_F(DistNetServiceStubTest, DeviceListFollowsItsResultEvenWhenEmpty)
 {
+    DmDeviceInfo device{.deviceId = "device-1",
+                        .deviceName = "phone",
+                        .deviceTypeId = 14,
+                        .range = -1,
+                        .networkType = 2,
+                        .authForm = DistributedHardware::IDENTICAL_ACCOUNT,
+                        .extraData = "{}"};
+    PEER.copy(device.networkId, PEER.size());
+    EXPECT_CALL(*stub_, GetAvailableDeviceList)
+        .WillOnce(Return(1004500001))
+        .WillOnce(DoAll(SetArgReferee<0>(std::vector{device}), Return(0)));
     EXPECT_EQ(Request(4), 0);
     EXPECT_EQ(NextInt(), 1004500001);
     EXPECT_EQ(NextInt(), 0);
     EXPECT_EQ(reply_.GetReadableBytes(), 0U);
 
-    DmDeviceInfo device;
-    std::string("device-1").copy(device.deviceId, 8);
-    std::string("phone").copy(device.deviceName, 5);
-    PEER.copy(device.networkId, PEER.size());
-    device.deviceTypeId = 14;
-    device.range = -1;
-    device.networkType = 2;
-    device.authForm = DistributedHardware::IDENTICAL_ACCOUNT;
-    device.extraData = "{}";
-    stub_->devices = {device};
     EXPECT_EQ(Request(4), 0);
-    MessageParcel expected;
-    expected.WriteInt32(0);
-    expected.WriteUint32(1);
-    expected.WriteString("device-1");
-    expected.WriteString("phone");
-    expected.WriteUint16(14);
-    expected.WriteString(PEER);
-    expected.WriteInt32(-1);
-    expected.WriteInt32(2);
-    expected.WriteInt32(1);
-    expected.WriteString("{}");
-    EXPECT_EQ(Bytes(reply_), Bytes(expected));
+    EXPECT_EQ(NextInt(), 0);
+    EXPECT_EQ(NextInt(), 1) << "the count";
+    EXPECT_EQ(NextString(), "device-1");
+    EXPECT_EQ(NextString(), "phone");
+    uint16_t type = 0;
+    EXPECT_TRUE(reply_.ReadUint16(type));
+    EXPECT_EQ(type, 14);
+    EXPECT_EQ(NextString(), PEER);
+    for (const int32_t value : {-1, 2, 1}) {  // the range, the network type and the form of authentication
+        EXPECT_EQ(NextInt(), value);
+    }
+    EXPECT_EQ(NextString(), "{}");
+    EXPECT_EQ(reply_.GetReadableBytes(), 0U);
 }
 
 TEST_F(DistNetServiceStubTest, ClientHoldsTheServiceFromItsFirstRequestToItsRelease)
 {
+    EXPECT_CALL(*stub_, StartService);
+    EXPECT_CALL(*stub_, GetAvailableDeviceList);
+    EXPECT_CALL(*stub_, ReleaseService).WillRepeatedly([this](uint32_t&) { return stub_->HasClients() ? 1 : 0; });
     Request(0, SYSTEM, 100);
     Request(4, SYSTEM, 200);
     Request(0, ORDINARY, 300);  // refused: holds nothing
-    Request(1, SYSTEM, 100);
-    Request(1, SYSTEM, 200);
-    EXPECT_EQ(stub_->calls,
-              (std::vector<std::string>{"start service", "list", "release, others hold it", "release, the last"}));
+    for (const pid_t client : {100, 200}) {
+        Request(1, SYSTEM, client);
+        EXPECT_EQ(NextInt(), client == 100 ? 1 : 0) << "whether somebody still holds it";
+    }
 }
 
 }  // namespace
