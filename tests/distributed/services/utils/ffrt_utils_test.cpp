@@ -5,8 +5,7 @@
 #include <atomic>
 #include <future>
 #include <limits>
-#include <new>
-#include <thread>
+#include <memory>
 
 #include "tests/support/log_capture.h"
 
@@ -15,55 +14,33 @@ namespace {
 
 using Tests::WAIT_LIMIT;
 
-// An object whose destructor a test calls itself.
-template <typename T>
-union Undestroyed {
-    Undestroyed() : object() {}
-    ~Undestroyed() {}  // NOLINT(modernize-use-equals-default): a union with such a member has no default one
-    T object;
-};
-
 TEST(FfrtUtilsTest, SyncSubmissionAlsoWaitsForWhatItsContextSubmittedBefore)
 {
     std::promise<void> gate;
-    const auto opened = gate.get_future().share();
     std::atomic<int> finished{0};
-    FFRTUtils::SubmitTask([&] {
+    FFRTUtils::SubmitTask([&, opened = gate.get_future().share()] {
         opened.wait();
         ++finished;
     });
-    std::thread opener([&] { gate.set_value(); });
+    const auto opener = std::async(std::launch::async, [&] { gate.set_value(); });
     FFRTUtils::SubmitTaskSync([&] { ++finished; });
     EXPECT_EQ(finished, 2);
-    opener.join();
 }
 
 TEST(FfrtUtilsTest, TimeLimitReportsWhetherTheTaskFinishedAndNeverStopsIt)
 {
-    struct Case {
-        uint32_t timeoutMs;
-        bool blocks;
-        bool expected;
-    };
-    for (const Case& c : {Case{0, true, false}, Case{20, true, false}, Case{20000, false, true}}) {
-        const auto gate = std::make_shared<std::promise<void>>();
+    EXPECT_TRUE(FFRTUtils::SubmitTimeoutTask([] {}, 20000));
+    for (const uint32_t timeoutMs : {0U, 20U}) {
+        std::promise<void> gate;
         const auto ran = std::make_shared<std::promise<void>>();
-        auto done = ran->get_future();
-        if (!c.blocks) {
-            gate->set_value();
-        }
-        EXPECT_EQ(FFRTUtils::SubmitTimeoutTask(
-                      [opened = gate->get_future().share(), ran] {
-                          opened.wait();
-                          ran->set_value();
-                      },
-                      c.timeoutMs),
-                  c.expected)
-            << c.timeoutMs;
-        if (c.blocks) {
-            gate->set_value();
-        }
-        EXPECT_EQ(done.wait_for(WAIT_LIMIT), std::future_status::ready) << c.timeoutMs;
+        EXPECT_FALSE(FFRTUtils::SubmitTimeoutTask(
+            [opened = gate.get_future().share(), ran] {
+                opened.wait();
+                ran->set_value();
+            },
+            timeoutMs));
+        gate.set_value();
+        EXPECT_EQ(ran->get_future().wait_for(WAIT_LIMIT), std::future_status::ready) << timeoutMs;
     }
 }
 
@@ -86,38 +63,28 @@ TEST(FfrtUtilsTest, QueueRunsItsTasksInOrderAndADelayedOneCanBeCancelled)
     EXPECT_EQ(FFRTUtils::CancelTask(delayed, queue), 1);
 }
 
-TEST(FfrtUtilsTest, MutexExcludesOtherThreadsAndDoesNothingOnceDestroyed)
+TEST(FfrtUtilsTest, MutexExcludesOtherThreadsAndLocksAreHarmlessOnceDestroyed)
 {
-    Undestroyed<FFRTUtils::Mutex> storage;
-    const auto tryElsewhere = [&] {
-        return std::async(std::launch::async,
-                          [&] {
-                              const bool taken = storage.object.TryLock();
-                              if (taken) {
-                                  storage.object.Unlock();
-                              }
-                              return taken;
-                          })
-            .get();
+    struct Locks {
+        FFRTUtils::Mutex mutex;
+        FFRTUtils::ConditionVariable condition;
     };
-    storage.object.Lock();
+    alignas(Locks) std::byte storage[sizeof(Locks)];
+    auto& [mutex, condition] = *new (storage) Locks;
+    const auto tryElsewhere = [&lock = mutex] {
+        return std::async(std::launch::async, [&] { return lock.TryLock(); }).get();
+    };
+    mutex.Lock();
     EXPECT_FALSE(tryElsewhere());
-    storage.object.Unlock();
-    EXPECT_TRUE(tryElsewhere());
+    mutex.Unlock();
+    EXPECT_TRUE(mutex.TryLock());
+    condition.NotifyOne();  // nobody waits
 
-    storage.object.Lock();
-    storage.object.~Mutex();
-    storage.object.Lock();  // would block on the lock that is still held
-    EXPECT_FALSE(storage.object.TryLock());
-    storage.object.Unlock();
-}
-
-TEST(FfrtUtilsTest, SignallingAConditionNobodyWaitsForIsHarmless)
-{
-    Undestroyed<FFRTUtils::ConditionVariable> storage;
-    EXPECT_NO_FATAL_FAILURE(storage.object.NotifyOne());
-    storage.object.~ConditionVariable();
-    EXPECT_NO_FATAL_FAILURE(storage.object.NotifyAll());
+    std::destroy_at(reinterpret_cast<Locks*>(storage));
+    mutex.Lock();  // would block on the lock that is still held
+    EXPECT_FALSE(mutex.TryLock());
+    mutex.Unlock();
+    condition.NotifyAll();
 }
 
 }  // namespace
