@@ -34,42 +34,33 @@ TEST(DeviceStateTest, AWrittenStateReadsBackTheSameAndTheDefaultsLeaveFaultsOut)
 
 TEST(DeviceStateTest, ADamagedFileIsRefusedWithFileKeyAndWhatIsAllowed)
 {
-    struct Case {
-        const char* json;
-        const char* message;
+    const std::pair<const char*, const char*> cases[] = {
+        {"", "device-state.json: not valid JSON at line 1, column 1"},
+        {"{\"screen\": \"on\",\n \"radio\": [", "device-state.json: not valid JSON at line 2"},
+        {"[]", "device-state.json: the whole file: must be an object"},
+        {R"({"scren": "on"})", R"(device-state.json: scren: unknown key (did you mean "screen"?))"},
+        {R"({"screen": true})", "device-state.json: screen: true is not allowed (off or on)"},
+        {R"({"screen": "on", "screen": "off"})", "device-state.json: screen: given twice"},
+        {R"({"battery_low": "true"})",
+         R"(device-state.json: battery_low: the text "true" is not allowed (true or false))"},
+        {R"({"sims": "ready"})", "device-state.json: sims: must be a list"},
+        {R"({"sims": [{"state": "redy"}]})",
+         R"(device-state.json: sims.0.state: "redy" is not allowed (unknown, not_present, locked, )"
+         R"(not_ready, ready or loaded))"},
+        {R"({"radio": ["on", "on", "on"]})", "device-state.json: radio.2: unknown key"},
+        {R"({"wifi.join_ms": 3})", "device-state.json: \"wifi.join_ms\": unknown key"},
+        {R"({"wifi": {"join_ms": 60001}})", "device-state.json: wifi.join_ms: 60001 is out of range (0 to 60000)"},
+        {R"({"wifi": {"join_ms": 0.5}})", "device-state.json: wifi.join_ms: 0.5 is not a whole number (0 to 60000)"},
+        {R"({"wifi": {"join_ms": 1e400}})", "device-state.json: wifi.join_ms: inf is out of range"},
+        {R"({"hotspot": {"key": "seven.7"}})",
+         "device-state.json: hotspot.key: is 7 bytes long (empty, or 8 to 63 bytes)"},
+        {R"({"faults": {"hotspot": {"enabel": {"code": 1}}}})",
+         "device-state.json: faults.hotspot.enabel: unknown key"},
     };
-    for (const Case& c : {
-             Case{"", "device-state.json: not valid JSON at line 1, column 1"},
-             Case{"{\"screen\": \"on\",\n \"radio\": [", "device-state.json: not valid JSON at line 2"},
-             Case{"{} {}", "device-state.json: not valid JSON at line 1, column 4"},
-             Case{"[]", "device-state.json: the whole file: must be an object"},
-             Case{R"({"scren": "on"})", R"(device-state.json: scren: unknown key (did you mean "screen"?))"},
-             Case{R"({"screen": true})", "device-state.json: screen: true is not allowed (off or on)"},
-             Case{R"({"screen": {}})", "device-state.json: screen: an object is not allowed (off or on)"},
-             Case{R"({"screen": "on", "screen": "off"})", "device-state.json: screen: given twice"},
-             Case{R"({"battery_low": "true"})",
-                  R"(device-state.json: battery_low: the text "true" is not allowed (true or false))"},
-             Case{R"({"sims": "ready"})", "device-state.json: sims: must be a list"},
-             Case{R"({"sims": {"0": {"state": "ready"}}})", "device-state.json: sims: must be a list"},
-             Case{R"({"sims": [{"state": "redy"}]})",
-                  R"(device-state.json: sims.0.state: "redy" is not allowed (unknown, not_present, locked, )"
-                  R"(not_ready, ready or loaded))"},
-             Case{R"({"radio": ["on", "on", "on"]})", "device-state.json: radio.2: unknown key"},
-             Case{R"({"wifi": null})", "device-state.json: wifi: must be an object"},
-             Case{R"({"wifi.join_ms": 3})", "device-state.json: \"wifi.join_ms\": unknown key"},
-             Case{R"({"wifi": {"join_ms": 60001}})",
-                  "device-state.json: wifi.join_ms: 60001 is out of range (0 to 60000)"},
-             Case{R"({"wifi": {"join_ms": 0.5}})",
-                  "device-state.json: wifi.join_ms: 0.5 is not a whole number (0 to 60000)"},
-             Case{R"({"wifi": {"join_ms": 1e400}})", "device-state.json: wifi.join_ms: inf is out of range"},
-             Case{R"({"hotspot": {"key": "seven.7"}})",
-                  "device-state.json: hotspot.key: is 7 bytes long (empty, or 8 to 63 bytes)"},
-             Case{R"({"faults": {"hotspot": {"enabel": {"code": 1}}}})",
-                  "device-state.json: faults.hotspot.enabel: unknown key"},
-         }) {
-        const auto parsed = ParseDeviceState(c.json);
-        ASSERT_FALSE(parsed) << c.json;
-        EXPECT_EQ(parsed.Message().rfind(c.message, 0), 0U) << parsed.Message();
+    for (const auto& [json, message] : cases) {
+        const auto parsed = ParseDeviceState(json);
+        ASSERT_FALSE(parsed) << json;
+        EXPECT_EQ(parsed.Message().rfind(message, 0), 0U) << parsed.Message();
     }
     EXPECT_FALSE(ParseDeviceState(std::string("{}\0{", 4)));
 }

@@ -57,16 +57,16 @@ TEST_F(SimulatedDeviceTest, AMissingStateFileIsWrittenWithTheDefaultsForItsOwner
 TEST_F(SimulatedDeviceTest, ScreenAndBatteryChangesBecomeEvents)
 {
     TestDevice device = MakeDevice({"screen=off"});
-    const auto events = Tests::RecordingSubscriber::To({CommonEventSupport::COMMON_EVENT_SCREEN_ON,
-                                                        CommonEventSupport::COMMON_EVENT_SCREEN_OFF,
-                                                        CommonEventSupport::COMMON_EVENT_BATTERY_LOW});
+    const std::pair<std::string, std::string> changes[] = {
+        {"screen=on", CommonEventSupport::COMMON_EVENT_SCREEN_ON},
+        {"battery_low=true", CommonEventSupport::COMMON_EVENT_BATTERY_LOW},
+        {"battery_low=false", ""},
+        {"screen=off", CommonEventSupport::COMMON_EVENT_SCREEN_OFF},
+    };
+    const auto events = Tests::RecordingSubscriber::To({changes[0].second, changes[1].second, changes[3].second});
     device.Events()->SubscribeCommonEvent(events);
     std::vector<std::string> expected;
-    for (const auto& [assignment, action] : std::vector<std::pair<std::string, std::string>>{
-             {"screen=on", CommonEventSupport::COMMON_EVENT_SCREEN_ON},
-             {"battery_low=true", CommonEventSupport::COMMON_EVENT_BATTERY_LOW},
-             {"battery_low=false", ""},
-             {"screen=off", CommonEventSupport::COMMON_EVENT_SCREEN_OFF}}) {
+    for (const auto& [assignment, action] : changes) {
         const std::string key = assignment.substr(0, assignment.find('='));
         const size_t told = log_.Count(key + ": ");
         device.Set({assignment});
@@ -107,90 +107,73 @@ TEST_F(SimulatedDeviceTest, WifiThatIsSwitchedOffRefusesWorkAndEndsItsHotspot)
 TEST_F(SimulatedDeviceTest, ADamagedStateFileIsNamedOnceAndTheStateBeforeItStays)
 {
     TestDevice device = MakeDevice({"sims.0.state=ready"});
-    Telephony::SimState sim{};
-    for (const char* damage : {"{\"scren\": \"off\"}", "{", R"({"radio": [3]})"}) {
-        const size_t complaints = log_.Count("the state before it stays");
+    const auto simIs = [&](Telephony::SimState expected) {
+        Telephony::SimState sim{};
+        return device.Core()->GetSimState(0, sim) == 0 && sim == expected;
+    };
+    size_t complaints = 0;
+    for (const char* damage : {"{\"scren\": \"off\"}", R"({"radio": [3]})", "{"}) {
         WriteState(damage);
-        ASSERT_TRUE(log_.WaitFor("the state before it stays", complaints + 1)) << damage;
-        EXPECT_EQ(device.Core()->GetSimState(0, sim), 0);
-        EXPECT_EQ(sim, Telephony::SimState::READY);
+        ASSERT_TRUE(log_.WaitFor("the state before it stays", ++complaints)) << damage;
+        EXPECT_TRUE(simIs(Telephony::SimState::READY));
     }
     WriteState(R"({"sims": [{"state": "locked"}]})");
-    EXPECT_TRUE(Eventually([&] {
-        device.Core()->GetSimState(0, sim);
-        return sim == Telephony::SimState::LOCKED;
-    }));
+    EXPECT_TRUE(Eventually([&] { return simIs(Telephony::SimState::LOCKED); }));
     EXPECT_EQ(log_.Count("the state before it stays"), 3U);
-}
 
-TEST_F(SimulatedDeviceTest, AStateFileDamagedAtStartLeavesTheDefaultsAndTheFileAsItIs)
-{
-    TestDevice device = MakeDevice();
     device.End();
     WriteState("{\"scren\"");
     device.Start();
-    EXPECT_EQ(log_.Count("device-state.json: not valid JSON at line 1"), 1U);
-    Telephony::SimState sim{};
-    EXPECT_EQ(device.Core()->GetSimState(0, sim), 0);
-    EXPECT_EQ(sim, Telephony::SimState::LOADED);
-    EXPECT_FALSE(LoadDeviceState(device.Options().stateDir));
+    EXPECT_EQ(log_.Count("device-state.json: not valid JSON at line 1, column 9"), 1U);
+    EXPECT_TRUE(simIs(Telephony::SimState::LOADED)) << "before it, at a start, come the defaults";
+    EXPECT_FALSE(LoadDeviceState(device.Options().stateDir)) << "the file stays as it is";
 }
 
 TEST_F(SimulatedDeviceTest, EveryCallTakesItsFault)
 {
     TestDevice device = MakeDevice();
-    struct Case {
-        PlatformCall call;
-        int32_t noAnswer;
-        std::function<int32_t()> run;
-    };
+    const auto hotspot = device.Hotspot();
+    const auto station = device.Station();
+    const auto core = device.Core();
     bool flag = false;
     int id = 0;
     Telephony::SimState sim{};
     Wifi::HotspotConfig hotspotConfig;
     std::vector<Wifi::WifiDeviceConfig> configs;
     const Wifi::WifiDeviceConfig config{-1, "Garden", "", "", "NONE"};
-    constexpr auto DEFAULT = Wifi::ServiceType::DEFAULT;
-    const std::vector<Case> cases{
-        {PlatformCall::HOTSPOT_IS_ACTIVE, Wifi::WIFI_NO_ANSWER,
-         [&] { return device.Hotspot()->IsHotspotActive(flag); }},
-        {PlatformCall::HOTSPOT_ENABLE, Wifi::WIFI_NO_ANSWER, [&] { return device.Hotspot()->EnableHotspot(DEFAULT); }},
-        {PlatformCall::HOTSPOT_DISABLE, Wifi::WIFI_NO_ANSWER,
-         [&] { return device.Hotspot()->DisableHotspot(DEFAULT); }},
-        {PlatformCall::HOTSPOT_GET_CONFIG, Wifi::WIFI_NO_ANSWER,
-         [&] { return device.Hotspot()->GetHotspotConfig(hotspotConfig); }},
-        {PlatformCall::WIFI_GET_CONFIGS, Wifi::WIFI_NO_ANSWER,
-         [&] { return device.Station()->GetDeviceConfigs(configs, false); }},
-        {PlatformCall::WIFI_ADD_CONFIG, Wifi::WIFI_NO_ANSWER,
-         [&] { return device.Station()->AddDeviceConfig(config, id, false); }},
-        {PlatformCall::WIFI_CONNECT, Wifi::WIFI_NO_ANSWER, [&] { return device.Station()->ConnectToDevice(config); }},
-        {PlatformCall::TELEPHONY_SIM_STATE, Telephony::TELEPHONY_NO_ANSWER,
-         [&] { return device.Core()->GetSimState(0, sim); }},
-        {PlatformCall::TELEPHONY_RADIO_STATE, Telephony::TELEPHONY_NO_ANSWER,
-         [&] { return device.Core()->GetRadioState(0, MakeSptr<RadioAnswer>()); }},
-        {PlatformCall::TELEPHONY_RADIO_CALLBACK, Telephony::TELEPHONY_NO_ANSWER,
+    const std::pair<PlatformCall, std::function<int32_t()>> cases[] = {
+        {PlatformCall::HOTSPOT_IS_ACTIVE, [&] { return hotspot->IsHotspotActive(flag); }},
+        {PlatformCall::HOTSPOT_ENABLE, [&] { return hotspot->EnableHotspot(Wifi::ServiceType::DEFAULT); }},
+        {PlatformCall::HOTSPOT_DISABLE, [&] { return hotspot->DisableHotspot(Wifi::ServiceType::DEFAULT); }},
+        {PlatformCall::HOTSPOT_GET_CONFIG, [&] { return hotspot->GetHotspotConfig(hotspotConfig); }},
+        {PlatformCall::WIFI_GET_CONFIGS, [&] { return station->GetDeviceConfigs(configs, false); }},
+        {PlatformCall::WIFI_ADD_CONFIG, [&] { return station->AddDeviceConfig(config, id, false); }},
+        {PlatformCall::WIFI_CONNECT, [&] { return station->ConnectToDevice(config); }},
+        {PlatformCall::TELEPHONY_SIM_STATE, [&] { return core->GetSimState(0, sim); }},
+        {PlatformCall::TELEPHONY_RADIO_STATE, [&] { return core->GetRadioState(0, MakeSptr<RadioAnswer>()); }},
+        {PlatformCall::TELEPHONY_RADIO_CALLBACK,
          [&] {
              const auto answer = MakeSptr<RadioAnswer>();
-             EXPECT_EQ(device.Core()->GetRadioState(0, answer), Telephony::TELEPHONY_OK);
+             EXPECT_EQ(core->GetRadioState(0, answer), Telephony::TELEPHONY_OK);
              return answer->answer.get_future().get().second;
          }},
-        {PlatformCall::TELEPHONY_CELLULAR_DATA, Telephony::TELEPHONY_NO_ANSWER,
-         [&] { return device.Data()->IsCellularDataEnabled(flag); }},
+        {PlatformCall::TELEPHONY_CELLULAR_DATA, [&] { return device.Data()->IsCellularDataEnabled(flag); }},
     };
-    ASSERT_EQ(cases.size(), static_cast<size_t>(PlatformCall::COUNT));
-    for (const Case& c : cases) {
-        SCOPED_TRACE(PlatformCallName(c.call));
-        const std::string key = std::string("faults.") + PlatformCallName(c.call);
-        EXPECT_EQ(c.run(), 0);
+    ASSERT_EQ(std::size(cases), static_cast<size_t>(PlatformCall::COUNT));
+    for (const auto& [call, run] : cases) {
+        const std::string key = std::string("faults.") + PlatformCallName(call);
+        SCOPED_TRACE(key);
+        EXPECT_EQ(run(), 0);
         device.Set({key + ".code=-7", key + ".delay_ms=30"});
         ASSERT_TRUE(log_.WaitFor(key + ".delay_ms: 30"));
         const auto begun = std::chrono::steady_clock::now();
-        EXPECT_EQ(c.run(), -7);
+        EXPECT_EQ(run(), -7);
         EXPECT_GE(std::chrono::steady_clock::now() - begun, std::chrono::milliseconds(30));
-        if (c.call != PlatformCall::TELEPHONY_RADIO_CALLBACK) {
+        if (call != PlatformCall::TELEPHONY_RADIO_CALLBACK) {  // asked when the device stops
+            const bool isTelephony = key.find("telephony") != std::string::npos;
             device.Set({key + ".no_answer=true"});
             ASSERT_TRUE(log_.WaitFor(key + ".no_answer: true"));
-            EXPECT_EQ(c.run(), c.noAnswer);
+            EXPECT_EQ(run(), isTelephony ? int32_t{Telephony::TELEPHONY_NO_ANSWER} : int32_t{Wifi::WIFI_NO_ANSWER});
         }
         device.Set({key + ".code=0", key + ".delay_ms=0", key + ".no_answer=false"});
         ASSERT_TRUE(log_.WaitFor(key + ".delay_ms: 0"));
