@@ -2,99 +2,51 @@
 
 #include <arpa/inet.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
 
-#include "platform/base/files.h"
+#include "platform/trust/account.h"
 
 namespace Vexo::SoftBus::Tests {
 
-bool Eventually(const std::function<bool()>& condition)
-{
-    const auto deadline = std::chrono::steady_clock::now() + WAIT_LIMIT;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(2));
-    }
-    return true;
-}
-
-namespace {
-
-// What Install leaves behind, for a certificate that it would refuse.
-Result<void> InstallExpired(const std::filesystem::path& folder, const std::string& chain)
-{
-    const size_t second = chain.find("-----BEGIN", 1);
-    auto done = WriteFileAtomically(folder / "device.crt", chain.substr(0, second), 0600);
-    return done ? WriteFileAtomically(folder / "account.crt", chain.substr(second), 0600) : std::move(done);
-}
-
-}  // namespace
-
-Trust::Identity Account::NewDevice(std::chrono::hours validity)
+Trust::Identity Account::NewDevice()
 {
     const auto first = folder_.Path() / "0";
     const auto own = folder_.Path() / std::to_string(devices_);
     const std::string name = "device " + std::to_string(devices_);
-    Result<void> done;
-    if (devices_++ == 0) {
-        done = Trust::CreateAccount(own, "home", name);
-    } else {
-        const auto request = Trust::MakeRequest(own, name);
-        EXPECT_TRUE(request) << request.Message();
-        const auto chain = Trust::Admit(first, request.Value(), validity);
-        EXPECT_TRUE(chain) << chain.Message();
-        done = validity.count() > 0 ? Trust::Install(own, chain.Value()) : InstallExpired(own, chain.Value());
-    }
+    const auto done = devices_++ == 0
+                          ? Trust::CreateAccount(own, "home", name)
+                          : Trust::Install(own, Trust::Admit(first, Trust::MakeRequest(own, name).Value()).Value());
     EXPECT_TRUE(done) << done.Message();
-    auto identity = Trust::LoadIdentity(own);
-    EXPECT_TRUE(identity) << identity.Message();
-    return std::move(identity.Value());
+    return std::move(Trust::LoadIdentity(own).Value());
 }
 
-SessionAttribute ByteSession(std::vector<int32_t> linkTypes)
+void Recorder::Add(const Event& event)
 {
-    SessionAttribute attribute;
-    attribute.dataType = TYPE_BYTES;
-    attribute.linkTypeNum = LINK_TYPE_COUNT;
-    std::copy(linkTypes.begin(), linkTypes.end(), attribute.linkType);
-    return attribute;
-}
-
-void Recorder::Add(Event event)
-{
-    event.when = std::chrono::steady_clock::now();
-    event.thread = std::this_thread::get_id();
     MutexLock lock(mutex_);
     events_.push_back(event);
     const auto hook = hook_;
-    changed_.NotifyAll();
     lock.Unlock();
     if (hook) {
         hook(event);
     }
 }
 
-Event Recorder::WaitFor(const std::function<bool(const Event&)>& fits)
+Event Recorder::WaitFor(Kind kind, int id) const
 {
-    const auto deadline = std::chrono::steady_clock::now() + WAIT_LIMIT;
-    MutexLock lock(mutex_);
-    while (true) {
-        const auto found = std::find_if(events_.begin(), events_.end(), fits);
-        if (found != events_.end()) {
-            return *found;
-        }
-        if (!changed_.WaitUntil(mutex_, deadline)) {
-            ADD_FAILURE() << "the awaited callback did not come";
-            return {Event::Kind::CLOSED, -1, -1, {}, {}, {}};
-        }
-    }
+    Event found{kind, -1, -1};
+    EXPECT_TRUE(Eventually([&] {
+        const MutexLock lock(mutex_);
+        const auto at = std::find_if(events_.begin(), events_.end(), [=](const Event& event) {
+            return event.kind == kind && (id == 0 || event.id == id);
+        });
+        found = at != events_.end() ? *at : found;
+        return at != events_.end();
+    })) << "the awaited callback did not come";
+    return found;
 }
 
-size_t Recorder::Count(Event::Kind kind, int id) const
+size_t Recorder::Count(Kind kind, int id) const
 {
     const auto events = All();
     return static_cast<size_t>(std::count_if(events.begin(), events.end(),
@@ -103,19 +55,23 @@ size_t Recorder::Count(Event::Kind kind, int id) const
 
 std::vector<Event> Recorder::All() const
 {
-    MutexLock lock(mutex_);
+    const MutexLock lock(mutex_);
     return events_;
 }
 
-void Recorder::OnEvent(std::function<void(const Event&)> hook)
+void Recorder::OnEvent(Kind kind, const std::function<void(const Event&)>& act)
 {
-    MutexLock lock(mutex_);
-    hook_ = std::move(hook);
+    const MutexLock lock(mutex_);
+    hook_ = [=](const Event& event) {
+        if (event.kind == kind) {
+            act(event);
+        }
+    };
 }
 
 void Recorder::Clear()
 {
-    MutexLock lock(mutex_);
+    const MutexLock lock(mutex_);
     events_.clear();
     hook_ = nullptr;
 }
@@ -137,16 +93,21 @@ bool SeesOnline(const sptr<SoftBusServer>& bus, const std::string& networkId)
                        [&](const Node& node) { return node.networkId == networkId && node.online; });
 }
 
+bool Meet(const sptr<SoftBusServer>& one, const sptr<SoftBusServer>& other)
+{
+    return Eventually(
+        [&] { return SeesOnline(one, other->LocalNode().networkId) && SeesOnline(other, one->LocalNode().networkId); });
+}
+
 void PairTest::SetUp()
 {
     atLaptop.Clear();
     atPhone.Clear();
     phone = StartBus(phoneIdentity, "phone", {}, phoneOptions);
-    laptop = StartBus(laptopIdentity, "laptop", {phone->ListenAddress()}, laptopOptions);
+    laptop = StartBus(laptopIdentity, "laptop", {phone->ListenAddress()});
     ASSERT_EQ(laptop->CreateSessionServer(PKG, NAME, Listener<0>::Table()), 0);
     ASSERT_EQ(phone->CreateSessionServer(PKG, NAME, Listener<1>::Table()), 0);
-    ASSERT_TRUE(Eventually(
-        [&] { return SeesOnline(laptop, phoneIdentity.networkId) && SeesOnline(phone, laptopIdentity.networkId); }));
+    ASSERT_TRUE(Meet(laptop, phone));
 }
 
 void PairTest::TearDown()
@@ -155,41 +116,32 @@ void PairTest::TearDown()
     phone->Stop();
 }
 
+int PairTest::Open(const std::string& name)
+{
+    const int id = laptop->OpenSession(NAME, name, phoneIdentity.networkId, ByteSession());
+    EXPECT_GT(id, 0);
+    return id;
+}
+
 std::pair<int, int> PairTest::OpenPair()
 {
     atPhone.Clear();
-    const int id = laptop->OpenSession(NAME, NAME, phoneIdentity.networkId, ByteSession());
-    EXPECT_GT(id, 0);
-    EXPECT_EQ(atLaptop.WaitFor(Event::Kind::OPENED, id).result, SOFTBUS_OK);
-    const Event opened = atPhone.WaitFor(Event::Kind::OPENED);
-    EXPECT_EQ(opened.result, SOFTBUS_OK);
-    return {id, opened.id};
+    const int id = Open();
+    EXPECT_EQ(atLaptop.WaitFor(Kind::OPENED, id).result, SOFTBUS_OK);
+    return {id, atPhone.WaitFor(Kind::OPENED).id};
 }
 
 Bare::Bare(const std::string& address, const Trust::Identity& identity)
+    : context_(Trust::TlsContext::Make(identity).Value()), ssl_(context_->NewClient({}))
 {
-    auto context = Trust::TlsContext::Make(identity);
-    EXPECT_TRUE(context) << context.Message();
-    context_ = std::move(context.Value());
     const size_t colon = address.rfind(':');
     sockaddr_in to{};
     to.sin_family = AF_INET;
     to.sin_port = htons(static_cast<uint16_t>(std::stoi(address.substr(colon + 1))));
     inet_pton(AF_INET, address.substr(0, colon).c_str(), &to.sin_addr);
-    fd_ = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    EXPECT_EQ(::connect(fd_, reinterpret_cast<sockaddr*>(&to), sizeof(to)), 0);
-    ssl_ = context_->NewClient({});
-    SSL_set_fd(ssl_.get(), fd_);
-}
-
-Bare::~Bare()
-{
-    Crash();
-}
-
-bool Bare::Handshake()
-{
-    return SSL_connect(ssl_.get()) == 1;
+    fd_ = UniqueFd(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    EXPECT_EQ(::connect(fd_.Get(), reinterpret_cast<sockaddr*>(&to), sizeof(to)), 0);
+    SSL_set_fd(ssl_.get(), fd_.Get());
 }
 
 bool Bare::Write(const std::string& bytes)
@@ -199,39 +151,23 @@ bool Bare::Write(const std::string& bytes)
 
 bool Bare::ReadFrame(Frame& frame)
 {
-    char buffer[4096];
-    while (true) {
-        std::string_view input = unread_;
-        const auto status = decoder_.Next(input, frame);
-        unread_ = std::string(input);
-        if (status != FrameDecoder::Status::MORE) {
-            return status == FrameDecoder::Status::FRAME;
-        }
-        const int got = SSL_read(ssl_.get(), buffer, sizeof(buffer));
-        if (got <= 0) {
-            return false;
-        }
-        unread_.append(buffer, static_cast<size_t>(got));
+    auto status = FrameDecoder::Status::MORE;
+    for (char byte = 0; status == FrameDecoder::Status::MORE && SSL_read(ssl_.get(), &byte, 1) == 1;) {
+        std::string_view input(&byte, 1);
+        status = decoder_.Next(input, frame);
     }
+    return status == FrameDecoder::Status::FRAME;
 }
 
-bool Bare::WaitForEnd(std::chrono::milliseconds limit)
+bool Bare::WaitForEnd()
 {
-    const timeval wait{limit.count() / 1000, (limit.count() % 1000) * 1000};
-    ::setsockopt(fd_, SOL_SOCKET, SO_RCVTIMEO, &wait, sizeof(wait));
+    const timeval limit{8, 0};
+    ::setsockopt(fd_.Get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof(limit));
     char buffer[4096];
     ssize_t got = 0;
-    while ((got = ::recv(fd_, buffer, sizeof(buffer), 0)) > 0) {
+    while ((got = ::recv(fd_.Get(), buffer, sizeof(buffer), 0)) > 0) {
     }
     return got == 0 || errno != EAGAIN;
-}
-
-void Bare::Crash()
-{
-    if (fd_ >= 0) {
-        ::close(fd_);
-        fd_ = -1;
-    }
 }
 
 }  // namespace Vexo::SoftBus::Tests

@@ -5,7 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <chrono>
 #include <functional>
 #include <memory>
@@ -14,65 +13,60 @@
 #include <vector>
 
 #include "platform/base/mutex.h"
+#include "platform/base/unique_fd.h"
 #include "platform/softbus/frame.h"
 #include "platform/softbus/softbus_server.h"
-#include "platform/trust/account.h"
 #include "platform/trust/tls_context.h"
+#include "tests/support/eventually.h"
 #include "tests/support/temp_folder.h"
 
 namespace Vexo::SoftBus::Tests {
 
-inline constexpr std::chrono::seconds WAIT_LIMIT{20};
+using Vexo::Tests::Eventually;
+
 inline constexpr char PKG[] = "test.package";
 inline constexpr char NAME[] = "test.session";
 
-// Polls; for conditions that nobody signals. False after WAIT_LIMIT.
-bool Eventually(const std::function<bool()>& condition);
-
-// An account on disk; each device is admitted by the first one. A negative validity makes a certificate that has
-// expired.
+// An account on disk; each device is admitted by the first one.
 class Account {
 public:
-    Trust::Identity NewDevice(std::chrono::hours validity = Trust::DEVICE_VALIDITY);
+    Trust::Identity NewDevice();
 
 private:
     Vexo::Tests::TempFolder folder_;
     int devices_ = 0;
 };
 
-SessionAttribute ByteSession(std::vector<int32_t> linkTypes = {LINK_TYPE_WIFI_5G, LINK_TYPE_WIFI_2G, LINK_TYPE_BR});
+inline SessionAttribute ByteSession()
+{
+    return {TYPE_BYTES, 1, {LINK_TYPE_WIFI_5G}};
+}
+
+enum class Kind { OPENED, CLOSED, BYTES };
 
 struct Event {
-    enum class Kind { OPENED, CLOSED, BYTES };
     Kind kind;
     int id;
-    int result;         // of OPENED
-    std::string bytes;  // of BYTES
-    std::chrono::steady_clock::time_point when;
-    std::thread::id thread;
+    int result = 0;          // of OPENED
+    std::string bytes = {};  // of BYTES
+    std::chrono::steady_clock::time_point when = std::chrono::steady_clock::now();
+    std::thread::id thread = std::this_thread::get_id();
 };
 
 class Recorder {
 public:
-    void Add(Event event) EXCLUDES(mutex_);
-    // Waits until an event fits, and returns the first that does; fails the test after WAIT_LIMIT.
-    Event WaitFor(const std::function<bool(const Event&)>& fits) EXCLUDES(mutex_);
-    Event WaitFor(Event::Kind kind, int id)
-    {
-        return WaitFor([=](const Event& event) { return event.kind == kind && event.id == id; });
-    }
-    Event WaitFor(Event::Kind kind)
-    {
-        return WaitFor([=](const Event& event) { return event.kind == kind; });
-    }
-    size_t Count(Event::Kind kind, int id) const EXCLUDES(mutex_);
+    void Add(const Event& event) EXCLUDES(mutex_);
+    // Waits until such an event came, of any session if id is 0, and returns the first; fails the test at the limit.
+    Event WaitFor(Kind kind, int id = 0) const EXCLUDES(mutex_);
+    size_t Count(Kind kind, int id) const EXCLUDES(mutex_);
     std::vector<Event> All() const EXCLUDES(mutex_);
-    void OnEvent(std::function<void(const Event&)> hook) EXCLUDES(mutex_);
+    // What a callback does besides being recorded.
+    void OnEvent(Kind kind, const std::function<void(const Event&)>& act) EXCLUDES(mutex_);
+    // Forgets the events and what to do.
     void Clear() EXCLUDES(mutex_);
 
 private:
     mutable Mutex mutex_;
-    CondVar changed_;
     std::vector<Event> events_ GUARDED_BY(mutex_);
     std::function<void(const Event&)> hook_ GUARDED_BY(mutex_);
 };
@@ -90,12 +84,12 @@ struct Listener {
     {
         ISessionListener table{};
         table.OnSessionOpened = [](int id, int result) {
-            Events().Add({Event::Kind::OPENED, id, result, {}, {}, {}});
+            Events().Add({Kind::OPENED, id, result});
             return 0;
         };
-        table.OnSessionClosed = [](int id) { Events().Add({Event::Kind::CLOSED, id, 0, {}, {}, {}}); };
+        table.OnSessionClosed = [](int id) { Events().Add({Kind::CLOSED, id}); };
         table.OnBytesReceived = [](int id, const void* data, unsigned int length) {
-            Events().Add({Event::Kind::BYTES, id, 0, {static_cast<const char*>(data), length}, {}, {}});
+            Events().Add({Kind::BYTES, id, 0, {static_cast<const char*>(data), length}});
         };
         return table;
     }
@@ -104,20 +98,23 @@ struct Listener {
 sptr<SoftBusServer> StartBus(const Trust::Identity& identity, const std::string& name,
                              std::vector<std::string> peers = {}, SoftBusOptions options = {});
 bool SeesOnline(const sptr<SoftBusServer>& bus, const std::string& networkId);
+// Waits until each sees the other.
+bool Meet(const sptr<SoftBusServer>& one, const sptr<SoftBusServer>& other);
 
 // Two devices that know each other, both serving NAME.
 class PairTest : public testing::Test {
 protected:
     void SetUp() override;
     void TearDown() override;
-    // Opens from laptop to phone; both ids once both have their opened callback.
+    // Opens from laptop to phone a session of the server of that name, and returns its id at the laptop.
+    int Open(const std::string& name = NAME);
+    // Opens one; both ids once both have their opened callback.
     std::pair<int, int> OpenPair();
 
     Account account;
     Trust::Identity laptopIdentity = account.NewDevice();
     Trust::Identity phoneIdentity = account.NewDevice();
     SoftBusOptions phoneOptions;
-    SoftBusOptions laptopOptions;
     sptr<SoftBusServer> phone;
     sptr<SoftBusServer> laptop;
     Recorder& atLaptop = Listener<0>::Events();
@@ -128,11 +125,8 @@ protected:
 class Bare {
 public:
     Bare(const std::string& address, const Trust::Identity& identity);
-    ~Bare();
 
-    bool Connected() const { return fd_ >= 0; }
-    // Handshake and the proof that the peer took it: true when reading is answered by anything but an end.
-    bool Handshake();
+    bool Handshake() { return SSL_connect(ssl_.get()) == 1; }
     bool Write(const std::string& bytes);
     bool WriteFrame(FrameKind kind, const std::string& payload)
     {
@@ -140,17 +134,16 @@ public:
     }
     // The next frame, PINGs included; false at the end of the connection.
     bool ReadFrame(Frame& frame);
-    // Reads to the end; false when the connection is still open after limit.
-    bool WaitForEnd(std::chrono::milliseconds limit = std::chrono::milliseconds(8000));
-    // Ends the connection without a word of TLS, as a crash does.
-    void Crash();
+    // Reads to the end; false when the connection is still open after 8 s.
+    bool WaitForEnd();
+    // Ends the connection without a word of TLS.
+    void Crash() { fd_.Reset(); }
 
 private:
-    int fd_ = -1;
+    UniqueFd fd_;
     std::shared_ptr<Trust::TlsContext> context_;
     Trust::SslPtr ssl_;
     FrameDecoder decoder_;
-    std::string unread_;
 };
 
 }  // namespace Vexo::SoftBus::Tests
