@@ -1,5 +1,7 @@
 #include "tests/platform/wifi/wifi_contract.h"
 
+#include <array>
+
 #include "tests/backends/simulated/simulated_world.h"
 
 namespace Vexo::Tests {
@@ -22,9 +24,7 @@ public:
                     std::string("hotspot.security=") + Simulated::SecurityName(wanted)});
         const bool isOpen = security == Security::OPEN;
         const std::string proof = isOpen ? "" : Simulated::MakeKeyProof(ssid, key);
-        const Wifi::KeyMgmt keyMgmt = isOpen                       ? Wifi::KeyMgmt::NONE
-                                      : security == Security::WPA2 ? Wifi::KeyMgmt::WPA2_PSK
-                                                                   : Wifi::KeyMgmt::SAE;
+        const std::array keyMgmts{Wifi::KeyMgmt::NONE, Wifi::KeyMgmt::WPA2_PSK, Wifi::KeyMgmt::SAE};
         EXPECT_TRUE(Eventually([&] {
             Wifi::HotspotConfig config;
             bool isActive = false;
@@ -32,7 +32,7 @@ public:
             phone_.Hotspot()->IsHotspotActive(isActive);
             const auto air = phone_.Air();
             return config.GetSsid() == ssid && config.GetPreSharedKey() == (isOpen ? "" : key) &&
-                   config.GetSecurityType() == keyMgmt &&
+                   config.GetSecurityType() == keyMgmts.at(static_cast<size_t>(security)) &&
                    (!isActive || (air.size() == 1 && air[0].security == wanted && air[0].keyProof == proof));
         }));
     }

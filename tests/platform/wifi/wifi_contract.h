@@ -7,6 +7,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <tuple>
 
 #include "platform/wifi/wifi_device.h"
 #include "platform/wifi/wifi_hotspot.h"
@@ -74,16 +75,14 @@ protected:
 
 TEST_P(WifiContract, WhatTheHotspotSaysRightAfterItIsEnabledLetsTheStationJoin)
 {
-    struct Case {
-        Security security;
-        Wifi::KeyMgmt keyMgmt;
-        const char* asked;
+    const std::tuple<Security, Wifi::KeyMgmt, const char*> cases[] = {
+        {Security::OPEN, Wifi::KeyMgmt::NONE, "NONE"},
+        {Security::WPA2, Wifi::KeyMgmt::WPA2_PSK, "WPA-PSK"},
+        {Security::WPA3, Wifi::KeyMgmt::SAE, ""},
     };
     uint32_t attempt = 0;
-    for (const Case& c :
-         {Case{Security::OPEN, Wifi::KeyMgmt::NONE, "NONE"}, Case{Security::WPA2, Wifi::KeyMgmt::WPA2_PSK, "WPA-PSK"},
-          Case{Security::WPA2, Wifi::KeyMgmt::WPA2_PSK, ""}, Case{Security::WPA3, Wifi::KeyMgmt::SAE, ""}}) {
-        world_->SetHotspot(SSID, KEY, c.security);
+    for (const auto& [security, keyMgmt, asked] : cases) {
+        world_->SetHotspot(SSID, KEY, security);
         EnableHotspot();
         EnableHotspot();
         bool isActive = false;
@@ -91,10 +90,10 @@ TEST_P(WifiContract, WhatTheHotspotSaysRightAfterItIsEnabledLetsTheStationJoin)
         EXPECT_EQ(world_->Hotspot()->IsHotspotActive(isActive), Wifi::WIFI_OK);
         EXPECT_TRUE(isActive);
         ASSERT_EQ(world_->Hotspot()->GetHotspotConfig(hotspot), Wifi::WIFI_OK);
-        EXPECT_EQ(hotspot.GetSecurityType(), c.keyMgmt);
-        EXPECT_EQ(hotspot.GetPreSharedKey(), c.security == Security::OPEN ? "" : KEY);
+        EXPECT_EQ(hotspot.GetSecurityType(), keyMgmt);
+        EXPECT_EQ(hotspot.GetPreSharedKey(), security == Security::OPEN ? "" : KEY);
 
-        const Wifi::WifiLinkInfo info = Join(Config(hotspot.GetSsid(), hotspot.GetPreSharedKey(), c.asked));
+        const Wifi::WifiLinkInfo info = Join(Config(hotspot.GetSsid(), hotspot.GetPreSharedKey(), asked));
         EXPECT_EQ(info.state, Wifi::WifiLinkState::CONNECTED) << info.reason;
         EXPECT_EQ(info.attempt, ++attempt);
         EXPECT_FALSE(info.address.empty());
@@ -103,24 +102,21 @@ TEST_P(WifiContract, WhatTheHotspotSaysRightAfterItIsEnabledLetsTheStationJoin)
 
 TEST_P(WifiContract, AnAttemptThatCannotSucceedFailsWithItsReason)
 {
-    struct Case {
-        Wifi::WifiDeviceConfig config;
-        Security security;
-        const char* reason;
+    const std::tuple<Security, Wifi::WifiDeviceConfig, const char*> cases[] = {
+        {Security::WPA2, Config(SSID, "another-key", "WPA-PSK"), "wrong key"},
+        {Security::WPA2, Config(SSID, "", ""), "needs a key"},
+        {Security::WPA3, Config(SSID, KEY, "WPA-PSK"), "security differs"},
+        {Security::WPA2, Config(SSID, "", "NONE"), "security differs"},
+        {Security::WPA2, Config(SSID, KEY, "WPA-EAP"), "security differs"},
+        {Security::WPA2, Config("Cellar", KEY, "WPA-PSK"), "no hotspot called \"Cellar\" is visible"},
     };
     EnableHotspot();
     size_t failures = 0;
-    for (const Case& c :
-         {Case{Config(SSID, "another-key", "WPA-PSK"), Security::WPA2, "wrong key"},
-          Case{Config(SSID, "", ""), Security::WPA2, "needs a key"},
-          Case{Config(SSID, KEY, "WPA-PSK"), Security::WPA3, "security differs"},
-          Case{Config(SSID, "", "NONE"), Security::WPA2, "security differs"},
-          Case{Config(SSID, KEY, "WPA-EAP"), Security::WPA2, "security differs"},
-          Case{Config("Cellar", KEY, "WPA-PSK"), Security::WPA2, "no hotspot called \"Cellar\" is visible"}}) {
-        world_->SetHotspot(SSID, KEY, c.security);
-        const Wifi::WifiLinkInfo info = Join(c.config);
+    for (const auto& [security, config, reason] : cases) {
+        world_->SetHotspot(SSID, KEY, security);
+        const Wifi::WifiLinkInfo info = Join(config);
         EXPECT_EQ(info.state, Wifi::WifiLinkState::FAILED);
-        EXPECT_NE(info.reason.find(c.reason), std::string::npos) << info.reason;
+        EXPECT_NE(info.reason.find(reason), std::string::npos) << info.reason;
         EXPECT_EQ(events_->WaitFor(++failures).back(), ConnectivityEvent(EventFwk::NetConnState::FAILED));
     }
 }
