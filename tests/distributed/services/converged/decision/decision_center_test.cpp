@@ -100,35 +100,28 @@ TEST_F(DecisionCenterTest, AScreenThatComesOnLeavesWhatWasScheduledWhichGoesByTh
     }
 }
 
-TEST_F(DecisionCenterTest, WhatCannotBePostedIsLogged)
-{
-    Configure("true", "true", 1);
-    center->OnScreenStateChanged(true, nullptr);
-    EXPECT_FALSE(log.Contains(" post task failed."));
-    center->OnScreenStateChanged(false, nullptr);
-    EXPECT_EQ(log.Count(" post task failed."), 1U);
-    Configure("true", "true", -1);
-    Screen(false);
-    EXPECT_EQ(log.Count(" post task failed."), 2U);
-}
-
-TEST_F(DecisionCenterTest, WithoutSettingsNothingIsScheduled)
+TEST_F(DecisionCenterTest, WithoutSettingsOrARunnerNothingIsScheduledAndTheReasonIsLogged)
 {
     ConfigurationCenterAccess::SetParser(std::make_shared<ConfigurationParser>());
-    center->OnScreenStateChanged(false, nullptr);
+    Screen(false);
     EXPECT_EQ(log.Count(" Get device net feature failed."), 1U);
-
     Configure("false", "true", 0);
-    center->OnScreenStateChanged(false, nullptr);
+    Screen(false);
     EXPECT_EQ(log.Count(" Get device off time failed."), 1U);
     EXPECT_EQ(log.Count(" Get device parameters falied."), 2U);
-    EXPECT_FALSE(log.Contains(" post task failed."));
-
     int time = 12;
     bool isUse = true;
     bool isProvide = false;
     EXPECT_FALSE(center->GetDeviceParameter("default", time, isUse, isProvide));
     EXPECT_TRUE(!isUse && isProvide && time == 12) << "the look-up that succeeded has written, the other has not";
+
+    Configure("true", "true", 1);
+    center->OnScreenStateChanged(true, nullptr);
+    EXPECT_FALSE(log.Contains(" post task failed."));
+    center->OnScreenStateChanged(false, nullptr);
+    Configure("true", "true", -1);
+    Screen(false);
+    EXPECT_EQ(log.Count(" post task failed."), 2U);
 }
 
 TEST_F(DecisionCenterTest, OnlyAConnectedWifiCountsAsConnected)
