@@ -186,10 +186,9 @@ TEST_F(SystemAbilityManagerTest, WhatCannotBeDoneHasItsCode)
     EXPECT_FALSE(SystemAbility::MakeAndRegisterAbility(&ability_));
 }
 
-TEST(SystemAbilityTest, RegisteredObjectIsPinned)
+TEST(SystemAbilityTest, RegisteredObjectOutlivesThoseThatHoldIt)
 {
-    class Counted : public SystemAbility, public virtual RefBase {
-    public:
+    struct Counted : SystemAbility, virtual RefBase {
         Counted() : SystemAbility(80'000, true) {}
     };
     static Counted counted;
