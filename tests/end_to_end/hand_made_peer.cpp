@@ -1,6 +1,5 @@
 #include "tests/end_to_end/hand_made_peer.h"
 
-#include <atomic>
 #include <chrono>
 
 #include "platform/ability/system_ability.h"
@@ -11,7 +10,64 @@ namespace Vexo::EndToEnd {
 
 namespace {
 
-std::atomic<HandMadePeer*> g_peer{nullptr};
+using State = HandMadePeer::State;
+
+// Where callbacks, which carry no context, find the peer's state.
+struct Current {
+    Mutex mutex;
+    std::shared_ptr<State> state GUARDED_BY(mutex);
+};
+
+Current& CurrentPeer()
+{
+    static auto* const current = std::make_unique<Current>().release();  // callbacks may come to the very end
+    return *current;
+}
+
+std::shared_ptr<State> PeerState()
+{
+    const MutexLock lock(CurrentPeer().mutex);
+    return CurrentPeer().state ? CurrentPeer().state : std::make_shared<State>();
+}
+
+void SetPeerState(std::shared_ptr<State> state)
+{
+    const MutexLock lock(CurrentPeer().mutex);
+    CurrentPeer().state = std::move(state);
+}
+
+int OnOpened(int sessionId, int result)
+{
+    const std::shared_ptr<State> peer = PeerState();
+    const MutexLock lock(peer->mutex);
+    if (sessionId == peer->asked) {
+        (result == SOFTBUS_OK ? peer->opened : peer->ended) = true;
+        peer->changed.NotifyAll();
+    }
+    return 0;
+}
+
+void OnClosed(int sessionId)
+{
+    const std::shared_ptr<State> peer = PeerState();
+    const MutexLock lock(peer->mutex);
+    if (sessionId == peer->asked) {
+        peer->ended = true;
+        peer->changed.NotifyAll();
+    }
+}
+
+void OnBytes(int sessionId, const void* data, unsigned int size)
+{
+    const std::shared_ptr<State> peer = PeerState();
+    const MutexLock lock(peer->mutex);
+    if (sessionId == peer->asked) {
+        peer->reply.assign(static_cast<const char*>(data), size);
+        peer->changed.NotifyAll();
+    } else if (!peer->answer.empty()) {
+        SendBytes(sessionId, peer->answer.data(), static_cast<unsigned int>(peer->answer.size()));
+    }
+}
 
 // Stands for the service, so that it can be woken.
 class WakeOnly : public SystemAbility, public IPCObjectStub {
@@ -33,7 +89,7 @@ bool RegisterWakeOnly()
 
 HandMadePeer::HandMadePeer(const World& world, const Device& device) : manager_(MakeSptr<SystemAbilityManager>())
 {
-    g_peer = this;
+    SetPeerState(state_);
     manager_->AddOnDemandAbility(COMM_DISTRIBUTED_NET_ABILITY_ID, RegisterWakeOnly);
     SystemAbilityManagerClient::GetInstance().SetSystemAbilityManager(manager_);
     const auto identity = Trust::LoadIdentity(device.Identity());
@@ -53,7 +109,7 @@ HandMadePeer::~HandMadePeer()
 {
     collaboration_->Stop();
     softBus_->Stop();
-    g_peer = nullptr;
+    SetPeerState(nullptr);
 }
 
 bool HandMadePeer::Sees(const std::string& networkId) const
@@ -68,59 +124,27 @@ bool HandMadePeer::Sees(const std::string& networkId) const
 
 void HandMadePeer::AnswerWith(std::string frame)
 {
-    const MutexLock lock(mutex_);
-    answer_ = std::move(frame);
+    const MutexLock lock(state_->mutex);
+    state_->answer = std::move(frame);
 }
 
 std::string HandMadePeer::Ask(const std::string& networkId, const std::string& bytes)
 {
     const auto deadline = std::chrono::steady_clock::now() + PATIENCE;
     const SessionAttribute attribute{TYPE_BYTES, 1, {LINK_TYPE_WIFI_5G}};
-    MutexLock lock(mutex_);
-    opened_ = ended_ = false;
-    reply_.clear();
-    asked_ = OpenSession(HOTSPOT_SESSION, HOTSPOT_SESSION, networkId.c_str(), "", &attribute);
-    while (!opened_ && !ended_ && changed_.WaitUntil(mutex_, deadline)) {
+    MutexLock lock(state_->mutex);
+    state_->opened = state_->ended = false;
+    state_->reply.clear();
+    state_->asked = OpenSession(HOTSPOT_SESSION, HOTSPOT_SESSION, networkId.c_str(), "", &attribute);
+    while (!state_->opened && !state_->ended && state_->changed.WaitUntil(state_->mutex, deadline)) {
     }
-    if (opened_ && SendBytes(asked_, bytes.data(), static_cast<unsigned int>(bytes.size())) == SOFTBUS_OK) {
-        while (reply_.empty() && !ended_ && changed_.WaitUntil(mutex_, deadline)) {
+    if (state_->opened &&
+        SendBytes(state_->asked, bytes.data(), static_cast<unsigned int>(bytes.size())) == SOFTBUS_OK) {
+        while (state_->reply.empty() && !state_->ended && state_->changed.WaitUntil(state_->mutex, deadline)) {
         }
     }
-    CloseSession(asked_);
-    return reply_;
-}
-
-int HandMadePeer::OnOpened(int sessionId, int result)
-{
-    HandMadePeer* peer = g_peer;
-    const MutexLock lock(peer->mutex_);
-    if (sessionId == peer->asked_) {
-        (result == SOFTBUS_OK ? peer->opened_ : peer->ended_) = true;
-        peer->changed_.NotifyAll();
-    }
-    return 0;
-}
-
-void HandMadePeer::OnClosed(int sessionId)
-{
-    HandMadePeer* peer = g_peer;
-    const MutexLock lock(peer->mutex_);
-    if (sessionId == peer->asked_) {
-        peer->ended_ = true;
-        peer->changed_.NotifyAll();
-    }
-}
-
-void HandMadePeer::OnBytes(int sessionId, const void* data, unsigned int size)
-{
-    HandMadePeer* peer = g_peer;
-    const MutexLock lock(peer->mutex_);
-    if (sessionId == peer->asked_) {
-        peer->reply_.assign(static_cast<const char*>(data), size);
-        peer->changed_.NotifyAll();
-    } else if (!peer->answer_.empty()) {
-        SendBytes(sessionId, peer->answer_.data(), static_cast<unsigned int>(peer->answer_.size()));
-    }
+    CloseSession(state_->asked);
+    return state_->reply;
 }
 
 std::string ResponseFrame(const std::string& json, int64_t declared)

@@ -35,22 +35,23 @@ public:
     // session ends or nothing comes.
     std::string Ask(const std::string& networkId, const std::string& bytes);
 
-private:
-    static int OnOpened(int sessionId, int result);
-    static void OnClosed(int sessionId);
-    static void OnBytes(int sessionId, const void* data, unsigned int size);
+    // What its callbacks know; they may still run when the peer has gone.
+    struct State {
+        Mutex mutex;
+        CondVar changed;
+        std::string answer GUARDED_BY(mutex);
+        int asked GUARDED_BY(mutex) = 0;  // the session that Ask opened
+        bool opened GUARDED_BY(mutex) = false;
+        bool ended GUARDED_BY(mutex) = false;
+        std::string reply GUARDED_BY(mutex);
+    };
 
+private:
+    const std::shared_ptr<State> state_ = std::make_shared<State>();
     std::string networkId_;
     sptr<SystemAbilityManager> manager_;
     sptr<SoftBus::SoftBusServer> softBus_;
     sptr<CollaborationFwk::CollaborationServer> collaboration_;
-    Mutex mutex_;
-    CondVar changed_;
-    std::string answer_ GUARDED_BY(mutex_);
-    int asked_ GUARDED_BY(mutex_) = 0;  // the session that Ask opened
-    bool opened_ GUARDED_BY(mutex_) = false;
-    bool ended_ GUARDED_BY(mutex_) = false;
-    std::string reply_ GUARDED_BY(mutex_);
 };
 
 // A type-4 frame with the JSON text; declared: what its header says instead of the text's length.

@@ -42,6 +42,12 @@ Device::Device(std::filesystem::path world, std::string name) : world_(std::move
     mkdir(StateDir().c_str(), 0700);
 }
 
+Device::~Device()
+{
+    const std::string log = Log();
+    EXPECT_TRUE(log.find("Sanitizer") == std::string::npos && log.find("runtime error:") == std::string::npos) << log;
+}
+
 void Device::Start(bool finds)
 {
     const std::filesystem::path file = world_ / (name_ + ".json");

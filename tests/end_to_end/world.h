@@ -17,6 +17,10 @@ namespace Vexo::EndToEnd {
 class Device {
 public:
     Device(std::filesystem::path world, std::string name);
+    // Fails the test when a sanitizer has spoken in the daemon's log.
+    ~Device();
+    Device(const Device&) = delete;
+    Device& operator=(const Device&) = delete;
 
     // Writes its configuration and starts its daemon. With finds false it neither announces itself nor looks for
     // others.
