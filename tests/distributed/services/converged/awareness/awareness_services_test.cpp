@@ -151,7 +151,7 @@ TEST_F(SystemAwarenessTest, SubscribesOnceTheServiceIsThereAndAgainOnlyAfterUnsu
 TEST_F(SystemAwarenessTest, AnEventThatIsStillQueuedWhenItsSourceGoesIsDropped)
 {
     source->AddCallback(listener, ALL_EVENTS, false);
-    for (const size_t heard : {1, 0}) {
+    for (const size_t heard : {size_t{1}, size_t{0}}) {
         service->subscribers.at(0)->OnReceiveEvent(Connectivity(1, 3));
         FFRTUtils::SubmitTaskSync([] {});  // waits for the event's task too
         EXPECT_EQ(listener->Take().size(), heard);
