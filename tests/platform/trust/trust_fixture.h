@@ -34,6 +34,13 @@ private:
     Vexo::Tests::TempFolder folder_;
 };
 
+template <typename Value>
+void ExpectRefused(const Result<Value>& result, const std::string& why)
+{
+    ASSERT_FALSE(result) << why;
+    EXPECT_NE(result.Message().find(why), std::string::npos) << result.Message();
+}
+
 inline std::string Read(const std::filesystem::path& file)
 {
     return ReadWholeFile(file, 1 << 20).Value();
