@@ -3,9 +3,8 @@
 #pragma once
 
 #include <atomic>
-#include <map>
+#include <set>
 #include <string>
-#include <utility>
 
 #include "platform/tasks/elastic_pool.h"
 #include "tests/support/fake_soft_bus.h"
@@ -30,8 +29,7 @@ public:
         const int opener = ++openings * 2;
         if (openedResult == SOFTBUS_OK) {
             const std::lock_guard lock(mutex_);
-            others_[opener] = opener + 1;
-            others_[opener + 1] = opener;
+            open_.insert({opener, opener + 1});
             strand_.Post([this, opener] { listener.OnSessionOpened(opener + 1, SOFTBUS_OK); });
         }
         strand_.Post([this, opener, result = openedResult.load()] { listener.OnSessionOpened(opener, result); });
@@ -61,7 +59,7 @@ public:
     int Other(int sessionId)
     {
         const std::lock_guard lock(mutex_);
-        return others_.contains(sessionId) ? others_[sessionId] : 0;
+        return open_.contains(sessionId) ? sessionId ^ 1 : 0;
     }
     void Deliver(int sessionId, const std::string& bytes)
     {
@@ -74,15 +72,15 @@ public:
     {
         const int other = Other(sessionId);
         const std::lock_guard lock(mutex_);
-        others_.erase(sessionId);
-        others_.erase(other);
+        open_.erase(sessionId);
+        open_.erase(other);
         return other;
     }
     void Drain() { strand_.Drain(); }
 
 private:
     std::mutex mutex_;
-    std::map<int, int> others_;  // guarded by mutex_
+    std::set<int> open_;  // guarded by mutex_
     Tasks::Strand strand_;
 };
 
