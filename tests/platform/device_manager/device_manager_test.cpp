@@ -12,32 +12,22 @@
 namespace Vexo::DistributedHardware {
 namespace {
 
-using Vexo::Tests::FakeSoftBus;
-using Vexo::Tests::InstalledRegistry;
-
-constexpr char PACKAGE[] = "test.package";
-
-class BusWithNodes : public FakeSoftBus {
+class BusWithNodes : public Vexo::Tests::FakeSoftBus {
 public:
     std::vector<SoftBus::Node> nodes;
     std::vector<SoftBus::Node> Nodes() override { return nodes; }
 };
 
 // Says on which thread it was told; a second call would throw.
-class Callback : public DmInitCallback {
-public:
-    void OnRemoteDied() override { thread_.set_value(std::this_thread::get_id()); }
-    std::future<std::thread::id> Thread() { return thread_.get_future(); }
-
-private:
-    std::promise<std::thread::id> thread_;
+struct Callback : DmInitCallback {
+    void OnRemoteDied() override { thread.set_value(std::this_thread::get_id()); }
+    std::promise<std::thread::id> thread;
 };
 
-class DeviceManagerTest : public testing::Test {
-protected:
+struct DeviceManagerTest : testing::Test {
     DeviceManagerTest() { registry.manager->AddSystemAbility(DISTRIBUTED_HARDWARE_DEVICEMANAGER_SA_ID, server); }
 
-    const InstalledRegistry registry;
+    const Vexo::Tests::InstalledRegistry registry;
     const sptr<BusWithNodes> bus = MakeSptr<BusWithNodes>();
     const sptr<DeviceManagerServer> server = MakeSptr<DeviceManagerServer>(bus);
     DeviceManager& manager = DeviceManager::GetInstance();
@@ -51,39 +41,33 @@ TEST_F(DeviceManagerTest, ListsTheDevicesThatAreOnlineCutToTheRecordAndTrustsTho
                   {away, std::string(64, 'd'), "tablet", 2, false, 0}};
     std::vector<DmDeviceInfo> list(3);  // what was in it must not stay
 
-    EXPECT_EQ(manager.GetTrustedDeviceList(PACKAGE, "", list), DM_OK);
+    EXPECT_EQ(manager.GetTrustedDeviceList("package", "", list), DM_OK);
 
     ASSERT_EQ(list.size(), 1u);
     EXPECT_EQ(list[0].networkId, online);
     EXPECT_EQ(list[0].deviceId, std::string(DM_MAX_DEVICE_ID_LEN - 1, 'c'));
     EXPECT_EQ(list[0].deviceName, std::string(DM_MAX_DEVICE_NAME_LEN - 1, 'n'));
-    EXPECT_EQ(list[0].deviceTypeId, 1);
     EXPECT_EQ(list[0].extraData, R"({"online":true,"last_seen":"2026-11-21T09:20:30Z"})");
     EXPECT_TRUE(manager.IsSameAccount(online));
     EXPECT_TRUE(manager.IsSameAccount(away));
     EXPECT_FALSE(manager.IsSameAccount(std::string(64, 'e')));
 }
 
-TEST_F(DeviceManagerTest, TellsEachPackagesLastCallbackOnceAndOnItsOwnThreadThatItWentAway)
+TEST_F(DeviceManagerTest, TellsTheLastCallbackOnceAndOnItsOwnThreadThatItWentAway)
 {
     const auto replaced = std::make_shared<Callback>();
     const auto current = std::make_shared<Callback>();
-    EXPECT_EQ(manager.InitDeviceManager(PACKAGE, replaced), DM_OK);
-    EXPECT_EQ(manager.InitDeviceManager(PACKAGE, current), DM_OK);
-    EXPECT_EQ(manager.InitDeviceManager("", current), DM_INVALID_PARAM);
-    EXPECT_EQ(manager.InitDeviceManager(PACKAGE, nullptr), DM_INVALID_PARAM);
-    auto told = current->Thread();
-    auto notTold = replaced->Thread();
-
+    EXPECT_EQ(manager.InitDeviceManager("package", replaced), DM_OK);
+    EXPECT_EQ(manager.InitDeviceManager("package", current), DM_OK);
+    EXPECT_EQ(manager.InitDeviceManager("package", nullptr), DM_INVALID_PARAM);
     server->Shutdown();
     server->Shutdown();
-    registry.manager->RemoveSystemAbility(DISTRIBUTED_HARDWARE_DEVICEMANAGER_SA_ID);
-
+    auto told = current->thread.get_future();
     ASSERT_EQ(told.wait_for(std::chrono::seconds(10)), std::future_status::ready);
     EXPECT_NE(told.get(), std::this_thread::get_id());
-    EXPECT_EQ(notTold.wait_for(std::chrono::seconds(0)), std::future_status::timeout);
-    EXPECT_EQ(manager.InitDeviceManager(PACKAGE, current), DM_UNAVAILABLE);
-    EXPECT_FALSE(manager.IsSameAccount(online));
+    EXPECT_EQ(replaced->thread.get_future().wait_for(std::chrono::seconds(0)), std::future_status::timeout);
+    registry.manager->RemoveSystemAbility(DISTRIBUTED_HARDWARE_DEVICEMANAGER_SA_ID);
+    EXPECT_EQ(manager.InitDeviceManager("package", current), DM_UNAVAILABLE);
 }
 
 }  // namespace
