@@ -45,20 +45,15 @@ protected:
     HostAbility()
     {
         using namespace Security;
-        const auto entry = [](User user, ATokenTypeEnum type, ATokenAplEnum level, bool system, bool granted) {
-            return PolicyEntry{std::to_string(user),
-                               "",
-                               type,
-                               level,
-                               system,
-                               granted ? std::vector<std::string>{PERMISSION} : std::vector<std::string>{}};
+        const auto entry = [](User user, ATokenTypeEnum type, ATokenAplEnum level, bool system, const char* granted) {
+            return PolicyEntry{std::to_string(user), "", type, level, system, {granted}};
         };
-        InstallAccessPolicy(
-            {{entry(NATIVE, TOKEN_NATIVE, APL_NORMAL, true, false),
-              entry(NATIVE_NO_SYSTEM, TOKEN_NATIVE, APL_NORMAL, false, false),
-              entry(APP, TOKEN_HAP, APL_SYSTEM_BASIC, true, true), entry(APP_NORMAL, TOKEN_HAP, APL_NORMAL, true, true),
-              entry(APP_NO_PERMISSION, TOKEN_HAP, APL_SYSTEM_CORE, true, false),
-              entry(APP_NO_SYSTEM, TOKEN_HAP, APL_SYSTEM_CORE, false, true)}});
+        InstallAccessPolicy({{entry(NATIVE, TOKEN_NATIVE, APL_NORMAL, true, ""),
+                              entry(NATIVE_NO_SYSTEM, TOKEN_NATIVE, APL_NORMAL, false, ""),
+                              entry(APP, TOKEN_HAP, APL_SYSTEM_BASIC, true, PERMISSION),
+                              entry(APP_NORMAL, TOKEN_HAP, APL_NORMAL, true, PERMISSION),
+                              entry(APP_NO_PERMISSION, TOKEN_HAP, APL_SYSTEM_CORE, true, ""),
+                              entry(APP_NO_SYSTEM, TOKEN_HAP, APL_SYSTEM_CORE, false, PERMISSION)}});
         SystemAbilityManagerClient::GetInstance().SetSystemAbilityManager(abilities);
         HostFacts facts;
         facts.configuration.deviceName = "phone";
@@ -67,12 +62,19 @@ protected:
         facts.abilities = abilities;
         host = MakeSptr<DistNetHost>(std::move(facts));
         abilities->AddSystemAbility(DISTNET_HOST_ABILITY_ID, host->AsObject());
-        data.WriteInterfaceToken(IDistNetHost::GetDescriptor());
     }
     ~HostAbility() override { SystemAbilityManagerClient::GetInstance().SetSystemAbilityManager(nullptr); }
 
-    int Ask(User user, HostInterfaceCode code)
+    // Sends the token, then the words of body.
+    int Ask(User user, HostInterfaceCode code, const std::vector<uint32_t>& body = {},
+            const std::u16string& token = IDistNetHost::GetDescriptor())
     {
+        MessageParcel data;
+        data.WriteInterfaceToken(token);
+        for (const uint32_t word : body) {
+            data.WriteUint32(word);
+        }
+        reply.Clear();
         const CallerScope caller(Security::IdentifyCaller({1, user, user, {}}));
         MessageOption option;
         return host->OnRemoteRequest(static_cast<uint32_t>(code), data, reply, option);
@@ -95,42 +97,24 @@ protected:
 
     sptr<SystemAbilityManager> abilities = MakeSptr<SystemAbilityManager>();
     sptr<DistNetHost> host;
-    MessageParcel data;
     MessageParcel reply;
 };
 
-TEST_F(HostAbility, RefusesWhomTheServiceWouldRefuse)
+TEST_F(HostAbility, AnswersOnlyWhomTheServiceWouldAnswer)
 {
     for (const User user : {NATIVE_NO_SYSTEM, APP_NORMAL, APP_NO_PERMISSION, APP_NO_SYSTEM, STRANGER}) {
-        data.Clear();
-        data.WriteInterfaceToken(IDistNetHost::GetDescriptor());
-        reply.Clear();
         EXPECT_EQ(Ask(user, HostInterfaceCode::GET_STATUS), IPC_UNKNOWN_REQUEST) << user;
         EXPECT_EQ(Result(), HOST_NOT_PERMITTED) << user;
         EXPECT_EQ(reply.GetReadableBytes(), 0U) << user;
     }
-}
-
-TEST_F(HostAbility, AnswersNativeCallersAndPermittedSystemApplications)
-{
-    EXPECT_EQ(Ask(NATIVE, HostInterfaceCode::GET_STATUS), IPC_OK);
-    EXPECT_STREQ(cJSON_GetStringValue(Answer().At("service")), "stopped");
-    reply.Clear();
-    data.Clear();
-    data.WriteInterfaceToken(IDistNetHost::GetDescriptor());
     EXPECT_EQ(Ask(APP, HostInterfaceCode::GET_COUNTS), IPC_OK);
     EXPECT_GE(cJSON_GetNumberValue(Answer().At("descriptors")), 3);
 }
 
 TEST_F(HostAbility, RefusesARequestForAnotherInterfaceAndIgnoresAnUnknownCode)
 {
-    data.Clear();
-    data.WriteInterfaceToken(u"Vexo.DistNet.IDistNetHos");
-    EXPECT_EQ(Ask(NATIVE, HostInterfaceCode::GET_STATUS), IPC_UNKNOWN_REQUEST);
+    EXPECT_EQ(Ask(NATIVE, HostInterfaceCode::GET_STATUS, {}, u"Vexo.DistNet.IDistNetHos"), IPC_UNKNOWN_REQUEST);
     EXPECT_EQ(Result(), HOST_BAD_REQUEST);
-    data.Clear();
-    reply.Clear();
-    data.WriteInterfaceToken(IDistNetHost::GetDescriptor());
     EXPECT_EQ(Ask(NATIVE, static_cast<HostInterfaceCode>(5)), IPC_UNKNOWN_REQUEST);
     EXPECT_EQ(reply.GetDataSize(), 0U);
 }
@@ -152,13 +136,9 @@ TEST_F(HostAbility, StatusBeforeEnrolmentNamesDeviceAndAbilitiesButNoAccountAndN
 TEST_F(HostAbility, WaitForWifiHandsOnWhatTheCallerKnowsAndRefusesABadWait)
 {
     const auto wait = [&](uint32_t limitMs) {
-        data.Clear();
-        reply.Clear();
-        data.WriteInterfaceToken(IDistNetHost::GetDescriptor());
-        data.WriteUint32(2);
-        data.WriteInt32(static_cast<int32_t>(Wifi::WifiLinkState::CONNECTING));
-        data.WriteUint32(limitMs);
-        EXPECT_EQ(Ask(NATIVE, HostInterfaceCode::WAIT_FOR_WIFI), IPC_OK);
+        EXPECT_EQ(Ask(NATIVE, HostInterfaceCode::WAIT_FOR_WIFI,
+                      {2, static_cast<uint32_t>(Wifi::WifiLinkState::CONNECTING), limitMs}),
+                  IPC_OK);
     };
     wait(1);
     EXPECT_EQ(Result(), HOST_NO_WIFI);

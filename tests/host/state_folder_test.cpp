@@ -23,19 +23,6 @@ TEST(StateFolder, MakesMissingParentsForTheOwnerOnly)
     }
 }
 
-TEST(StateFolder, RefusesASecondHolderByProcessIdUntilTheFirstIsGone)
-{
-    const Tests::TempFolder world;
-    {
-        const Result<StateFolder> first = StateFolder::Acquire(world.Path());
-        ASSERT_TRUE(first);
-        const Result<StateFolder> second = StateFolder::Acquire(world.Path());
-        ASSERT_FALSE(second);
-        EXPECT_THAT(second.Message(), ::testing::HasSubstr("(pid " + std::to_string(getpid()) + ")"));
-    }
-    EXPECT_TRUE(StateFolder::Acquire(world.Path()));
-}
-
 TEST(StateFolder, NamesWhatStandsInItsWay)
 {
     const Tests::TempFolder world;
