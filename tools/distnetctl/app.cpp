@@ -73,9 +73,9 @@ void AddNetworkCommands(CLI::App& app, Request& request)
     start->add_option("PEER", request.peer, "Its name, its network id, or the beginning of either")->required();
     start->add_flag("--no-wait", request.noWait, "Do not wait until this device's Wi-Fi has joined");
 
-    CLI::App* stop = AddCommand(app, request, "stop", "Tell the service that a peer is no longer needed",
-                                "  distnetctl stop phone",
-                                [&](Output& output) { return RunStop(request.options, output, request.peer); });
+    CLI::App* stop =
+        AddCommand(app, request, "stop", "Tell the service that a peer is no longer needed", "  distnetctl stop phone",
+                   [&](Output& output) { return RunStop(request.options, output, request.peer); });
     stop->add_option("PEER", request.peer, "Its name, its network id, or the beginning of either")->required();
 
     CLI::App* info = AddCommand(app, request, "info", "Show what this device can offer to others",
