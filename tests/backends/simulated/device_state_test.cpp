@@ -10,28 +10,6 @@
 namespace Vexo::Simulated {
 namespace {
 
-TEST(DeviceStateTest, AWrittenStateReadsBackTheSameAndTheDefaultsLeaveFaultsOut)
-{
-    DeviceState state;
-    for (const auto& [key, value] :
-         std::vector<std::pair<const char*, const char*>>{{"screen", "off"},
-                                                          {"sims.1.state", "locked"},
-                                                          {"radio.1", "on"},
-                                                          {"wifi.join_ms", "60000"},
-                                                          {"hotspot.ssid", "Gar\"den\\ \xC3\xA9"},
-                                                          {"hotspot.security", "wpa3"},
-                                                          {"faults.hotspot.enable.code", "-2147483648"},
-                                                          {"faults.telephony.radio_callback.no_answer", "true"}}) {
-        ASSERT_TRUE(SetByPath(state, key, value)) << key;
-    }
-    const auto read = ParseDeviceState(SerializeDeviceState(state));
-    ASSERT_TRUE(read) << read.Message();
-    EXPECT_EQ(read.Value(), state);
-    EXPECT_EQ(read.Value().FaultOf(PlatformCall::HOTSPOT_ENABLE).code, std::numeric_limits<int32_t>::min());
-    EXPECT_EQ(SerializeDeviceState(DeviceState{}).find("faults"), std::string::npos);
-    EXPECT_EQ(ParseDeviceState("{}").Value(), DeviceState{});
-}
-
 TEST(DeviceStateTest, ADamagedFileIsRefusedWithFileKeyAndWhatIsAllowed)
 {
     const std::pair<const char*, const char*> cases[] = {
@@ -63,48 +41,6 @@ TEST(DeviceStateTest, ADamagedFileIsRefusedWithFileKeyAndWhatIsAllowed)
         EXPECT_EQ(parsed.Message().rfind(message, 0), 0U) << parsed.Message();
     }
     EXPECT_FALSE(ParseDeviceState(std::string("{}\0{", 4)));
-}
-
-TEST(DeviceStateTest, TypedValuesAreCheckedAndAFailedOneChangesNothing)
-{
-    DeviceState state;
-    for (const auto& [key, value] :
-         std::vector<std::pair<const char*, const char*>>{{"screen", "ON"},
-                                                          {"battery_low", "1"},
-                                                          {"wifi.join_ms", "12ms"},
-                                                          {"wifi.join_ms", ""},
-                                                          {"wifi.join_ms", "-1"},
-                                                          {"hotspot.ssid", "a name of more than thirty-two bytes"},
-                                                          {"sims", "ready"},
-                                                          {"sims.2.state", "ready"},
-                                                          {"", ""}}) {
-        EXPECT_FALSE(SetByPath(state, key, value)) << key << "=" << value;
-    }
-    EXPECT_EQ(state, DeviceState{});
-}
-
-TEST(DeviceStateTest, TheDescriptionListsEveryKeyAndNeverTheWifiKey)
-{
-    DeviceState state;
-    const auto valueOf = [&](const std::string& key) {
-        for (const DeviceStateEntry& entry : DescribeDeviceState(state)) {
-            if (entry.key == key) {
-                return entry.value + (entry.isDefault ? " (default)" : "");
-            }
-        }
-        return std::string("missing");
-    };
-    EXPECT_EQ(valueOf("hotspot.key"), "generated (default)");
-    EXPECT_EQ(valueOf("sims.0.state"), "loaded (default)");
-    ASSERT_TRUE(SetByPath(state, "hotspot.key", "not-a-real-key"));
-    EXPECT_EQ(valueOf("hotspot.key"), "set");
-    // What is shown can be typed: help, table and parser agree.
-    for (const DeviceStateEntry& entry : DescribeDeviceState(DeviceState{})) {
-        EXPECT_FALSE(entry.allowed.empty() || entry.help.empty()) << entry.key;
-        if (entry.key != "hotspot.key") {
-            EXPECT_TRUE(SetByPath(state, entry.key, entry.value)) << entry.key;
-        }
-    }
 }
 
 TEST(DeviceStateTest, AnUpdateIsAllOrNothingAndConcurrentOnesLoseNothing)

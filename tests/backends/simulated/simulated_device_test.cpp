@@ -38,11 +38,9 @@ public:
     void OnGetRadioStateCallback(bool isOn, int32_t errorCode) override
     {
         ++calls;
-        thread = std::this_thread::get_id();
         answer.set_value({isOn, errorCode});
     }
     std::atomic<int> calls{0};
-    std::thread::id thread;
     std::promise<std::pair<bool, int32_t>> answer;
 };
 
@@ -76,32 +74,6 @@ TEST_F(SimulatedDeviceTest, ScreenAndBatteryChangesBecomeEvents)
         }
         EXPECT_EQ(events->WaitFor(expected.size()), expected) << assignment;
     }
-}
-
-TEST_F(SimulatedDeviceTest, RadiosComeAndGoInTheRegistry)
-{
-    TestDevice device = MakeDevice({"wifi.hotspot_present=false"});
-    EXPECT_FALSE(device.Hotspot());
-    EXPECT_TRUE(device.Station());
-    EXPECT_TRUE(device.Core() && device.Data() && device.Events());
-    device.Set({"wifi.hotspot_present=true", "wifi.station_present=false"});
-    EXPECT_TRUE(Eventually([&] { return device.Hotspot() && !device.Station(); }));
-    EXPECT_EQ(device.Hotspot()->EnableHotspot(Wifi::ServiceType::DEFAULT), Wifi::WIFI_OK);
-    EXPECT_TRUE(Eventually([&] { return device.Air().size() == 1; }));
-    device.Set({"wifi.hotspot_present=false"});
-    EXPECT_TRUE(Eventually([&] { return !device.Hotspot() && device.Air().empty(); }));
-    device.End();
-    EXPECT_FALSE(device.Events());
-}
-
-TEST_F(SimulatedDeviceTest, WifiThatIsSwitchedOffRefusesWorkAndEndsItsHotspot)
-{
-    TestDevice device = MakeDevice({"hotspot.active_at_start=true"});
-    EXPECT_TRUE(Eventually([&] { return device.Air().size() == 1; }));
-    device.Set({"wifi.enabled=false"});
-    EXPECT_TRUE(Eventually([&] { return device.Air().empty(); }));
-    EXPECT_EQ(device.Hotspot()->EnableHotspot(Wifi::ServiceType::DEFAULT), Wifi::WIFI_DISABLED);
-    EXPECT_EQ(device.Station()->ConnectToDevice({-1, "Garden", "", "", "NONE"}), Wifi::WIFI_DISABLED);
 }
 
 TEST_F(SimulatedDeviceTest, ADamagedStateFileIsNamedOnceAndTheStateBeforeItStays)
@@ -203,21 +175,6 @@ TEST_F(SimulatedDeviceTest, StoppingEndsWaitsAndOpenRadioQueriesWithAnError)
     EXPECT_EQ(answer->calls, 1);
 }
 
-TEST_F(SimulatedDeviceTest, RadioStateComesInTheCallbackOnAnotherThread)
-{
-    TestDevice device = MakeDevice({"radio.0=off", "radio.1=on"});
-    for (const int32_t slot : {0, 1}) {
-        const auto answer = MakeSptr<RadioAnswer>();
-        EXPECT_EQ(device.Core()->GetRadioState(slot, answer), Telephony::TELEPHONY_OK);
-        EXPECT_EQ(answer->answer.get_future().get(), std::make_pair(slot == 1, int32_t{0}));
-        EXPECT_NE(answer->thread, std::this_thread::get_id());
-    }
-    Telephony::SimState sim{};
-    EXPECT_EQ(device.Core()->GetRadioState(2, MakeSptr<RadioAnswer>()), Telephony::TELEPHONY_NO_SUCH_SLOT);
-    EXPECT_EQ(device.Core()->GetRadioState(0, nullptr), Telephony::TELEPHONY_INVALID_ARGUMENT);
-    EXPECT_EQ(device.Core()->GetSimState(-1, sim), Telephony::TELEPHONY_NO_SUCH_SLOT);
-}
-
 TEST_F(SimulatedDeviceTest, AGeneratedHotspotIsNamedAfterItsDeviceAndItsKeyIsNowhereInAirOrLog)
 {
     TestDevice device = MakeDevice({"hotspot.active_at_start=true"});
@@ -250,17 +207,6 @@ TEST_F(SimulatedDeviceTest, TheAirKeepsDamagedAndLeftOverRecordsFromStations)
     device.End();
     device.Start();
     EXPECT_TRUE(device.Air().empty()) << "a record of an earlier run of the same device";
-}
-
-TEST_F(SimulatedDeviceTest, StartAndJoinTakeTheTimeThatTheStateSays)
-{
-    TestDevice phone = MakeDevice({"hotspot.start_ms=40", "hotspot.security=open"});
-    TestDevice laptop(folder_.Path(), "laptop", "b04d22", {"wifi.join_ms=40"});
-    const auto begun = std::chrono::steady_clock::now();
-    EXPECT_EQ(phone.Hotspot()->EnableHotspot(Wifi::ServiceType::DEFAULT), Wifi::WIFI_OK);
-    EXPECT_EQ(laptop.Station()->ConnectToDevice({-1, "phone-7f3a", "", "", ""}), Wifi::WIFI_OK);
-    EXPECT_TRUE(Eventually([&] { return laptop.Station()->GetLinkInfo().state == Wifi::WifiLinkState::CONNECTED; }));
-    EXPECT_GE(std::chrono::steady_clock::now() - begun, std::chrono::milliseconds(80));
 }
 
 }  // namespace

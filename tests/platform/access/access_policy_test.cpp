@@ -1,5 +1,4 @@
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include "platform/access/policy.h"
 
@@ -13,11 +12,6 @@ void InstallText(const std::string& json)
     Result<AccessPolicy> policy = AccessPolicy::Parse(json, "access.json");
     ASSERT_TRUE(policy) << policy.Message();
     InstallAccessPolicy(std::move(policy.Value()));
-}
-
-AccessTokenID TokenOf(uid_t user, gid_t group, std::vector<gid_t> groups = {})
-{
-    return IdentifyCaller(PeerCredentials{1, user, group, std::move(groups)}).tokenId;
 }
 
 std::string Describe(const CallerIdentity& caller)
@@ -64,32 +58,16 @@ TEST(AccessPolicyTest, FirstUserEntryThenFirstGroupEntryHolds)
     }
 }
 
-TEST(AccessPolicyTest, TokensLastUntilAnotherPolicyIsInstalledAndThatOfTheProcessItselfForGood)
+TEST(AccessPolicyTest, ShippedDefaultLetsRootAndNetdevInAndTheFallbackRootAloneAndOlderTokensEnd)
 {
-    const char* const policy = R"({"entries": [{"group": 500, "token_type": "application"}]})";
-    const CallerIdentity self = IdentifySelf();
-    InstallText(policy);
-    const AccessTokenID token = TokenOf(7, 500);
-    EXPECT_EQ(TokenOf(7, 8, {500, 9}), token);
-    EXPECT_NE(TokenOf(8, 500), token);
-    EXPECT_NE(TokenOf(7, 8), token);
-    InstallText(policy);
-    HapTokenInfo info;
-    EXPECT_EQ(AccessTokenKit::GetTokenTypeFlag(token), TOKEN_INVALID);
-    EXPECT_EQ(AccessTokenKit::GetHapTokenInfo(token, info), ACCESS_TOKEN_UNKNOWN);
-    EXPECT_NE(TokenOf(7, 500), token);
-    EXPECT_EQ(self.pid, ::getpid());
-    EXPECT_EQ(IdentifySelf().tokenId, self.tokenId);
-    EXPECT_EQ(Describe(self), "native, system app");
-}
-
-TEST(AccessPolicyTest, ShippedDefaultLetsRootAndNetdevInAndTheFallbackRootAlone)
-{
+    const AccessTokenID older = IdentifyCaller({1, 0, 0, {}}).tokenId;
+    EXPECT_NE(AccessTokenKit::GetTokenTypeFlag(older), TOKEN_INVALID);
     AccessPolicy shipped = AccessPolicy::ShippedDefault();
     ASSERT_EQ(shipped.entries.size(), 2U);
     EXPECT_EQ(shipped.entries[1].group, "netdev");
     shipped.entries[1].group = "500";  // not every machine has the group
     InstallAccessPolicy(shipped);
+    EXPECT_EQ(AccessTokenKit::GetTokenTypeFlag(older), TOKEN_INVALID);
     EXPECT_EQ(Describe(IdentifyCaller({1, 0, 0, {}})), "native, system app");
     EXPECT_EQ(Describe(IdentifyCaller({1, 7, 500, {}})), "application of level 2 by group 500, system app, granted");
     EXPECT_EQ(Describe(IdentifyCaller({1, 7, 65533, {}})), "shell");

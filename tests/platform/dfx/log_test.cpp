@@ -3,9 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <functional>
-#include <thread>
 
 #include "tests/support/log_capture.h"
 
@@ -76,30 +74,6 @@ TEST_F(LogTest, StandardErrorGetsOneLineARecordWhateverItHolds)
     SetLogSink(nullptr);  // the default
     EXPECT_THAT(written(log), testing::MatchesRegex(EXPECTED));
     EXPECT_THAT(written([] { LogInfo(LABEL, "no space"); }), testing::EndsWith("I Test: no space\n"));
-}
-
-TEST_F(LogTest, NoLineIsLostWhileSinksAreReplaced)
-{
-    struct Sink : LogSink {
-        explicit Sink(std::atomic<int>& counter) : writes(counter) {}
-        void Write(const LogRecord&) noexcept override { ++writes; }
-        std::atomic<int>& writes;
-    };
-    constexpr int LINES = 4000;
-    std::atomic<int> writes{0};
-    std::atomic<bool> writing{true};
-    SetLogSink(std::make_shared<Sink>(writes));
-    std::thread writer([&] {
-        for (int i = 0; i < LINES; ++i) {
-            LogInfo(LABEL, "line %{public}d", i);
-        }
-        writing = false;
-    });
-    while (writing) {
-        SetLogSink(std::make_shared<Sink>(writes));
-    }
-    writer.join();
-    EXPECT_EQ(writes, LINES);
 }
 
 }  // namespace

@@ -6,7 +6,6 @@
 #include <fstream>
 #include <thread>
 
-#include "platform/dfx/trace.h"
 #include "tests/support/temp_folder.h"
 
 namespace Vexo::QuviewDFX {
@@ -79,39 +78,6 @@ TEST_F(SysEventTest, LinesOfSeveralThreadsNeverMixAndEarlierOnesStay)
     for (const std::string& line : lines) {
         EXPECT_THAT(line, testing::MatchesRegex("\\{[^{}]*\\{[^{}]*\\}\\}"));
     }
-}
-
-TEST_F(SysEventTest, AFileThatCannotBeWrittenIsAnErrorThatNamesItAndALostEventANegativeCode)
-{
-    const auto sink = MakeJsonLinesSysEventSink(folder_.Path() / "missing" / "events");
-    ASSERT_FALSE(sink);
-    EXPECT_THAT(sink.Message(), testing::HasSubstr("missing/events: events cannot be written: No such file"));
-    SetSysEventSink(MakeJsonLinesSysEventSink("/dev/full").Value());
-    EXPECT_LT(QuSysEvent::Write("D", "N", QuSysEvent::FAULT), 0);
-    SetSysEventSink(nullptr);
-    EXPECT_EQ(QuSysEvent::Write("D", "N", QuSysEvent::FAULT), 0);
-}
-
-TEST(TraceTest, EveryCallReachesTheSinkUntilItIsRemoved)
-{
-    struct Calls : TraceSink {
-        void Write(TracePhase phase, uint64_t tag, std::string_view name, int32_t taskId) noexcept override
-        {
-            text += std::to_string(static_cast<int>(phase)) + " " + std::to_string(tag) + " " + std::string(name) +
-                    " " + std::to_string(taskId) + "\n";
-        }
-        std::string text;
-    };
-    const auto calls = std::make_shared<Calls>();
-    SetTraceSink(calls);
-    StartTrace(8, "outer");
-    StartAsyncTrace(8, "open", 7);
-    FinishAsyncTrace(8, "open", 7);
-    FinishTrace(8);
-    SetTraceSink(nullptr);
-    StartTrace(8, "unseen");
-    EXPECT_EQ(calls->text, "0 8 outer 0\n2 8 open 7\n3 8 open 7\n1 8  0\n");
-    EXPECT_EQ(calls.use_count(), 1);
 }
 
 }  // namespace

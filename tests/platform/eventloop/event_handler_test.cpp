@@ -43,37 +43,12 @@ TEST_F(EventHandlerTest, RunsByDueTimeAndThenInOrderOfPosting)
     EXPECT_EQ(ran_.WaitFor(4), (std::vector<std::string>{"first", "second", "soon", "late"}));
 }
 
-TEST_F(EventHandlerTest, OfEventsDueInTheSameMillisecondTheHigherPriorityRunsFirst)
-{
-    const auto millisecond = [] {
-        return std::chrono::floor<std::chrono::milliseconds>(std::chrono::steady_clock::now());
-    };
-    for (int attempt = 0; attempt < 50; ++attempt) {
-        Trail<uint32_t> order;
-        Gate gate;
-        handler_->SendEvent(InnerEvent::Get(gate.Way()), 0, Priority::VIP);
-        const auto begin = millisecond();
-        for (const uint32_t priority : {4U, 3U, 2U, 1U, 0U}) {
-            handler_->SendEvent(InnerEvent::Get([&, priority] { order.Add(priority); }), 0, Priority{priority});
-        }
-        const bool together = millisecond() == begin;
-        gate.Open();
-        const auto seen = order.WaitFor(5);
-        if (together) {
-            EXPECT_EQ(seen, (std::vector<uint32_t>{0, 1, 2, 3, 4}));
-            return;
-        }
-    }
-    FAIL() << "five posts never came within one millisecond";
-}
-
 TEST_F(EventHandlerTest, OnlyTheHandlerThatPostedATaskRemovesItAndTheTaskOutlivesIt)
 {
     EventHandler other(runner_);
     Hold();
     auto poster = std::make_shared<EventHandler>(runner_);
     EXPECT_TRUE(poster->SendEvent(Task("kept")));
-    EXPECT_TRUE(poster->SendEvent(Task("removed")));
     EXPECT_TRUE(poster->SendEvent(Task("removed"), 1));
     EXPECT_TRUE(other.SendEvent(Task("removed elsewhere")));
     other.RemoveTask("kept");
@@ -83,18 +58,6 @@ TEST_F(EventHandlerTest, OnlyTheHandlerThatPostedATaskRemovesItAndTheTaskOutlive
     EXPECT_TRUE(other.SendEvent(Task("last"), 5));
     gate_.Open();
     EXPECT_EQ(ran_.WaitFor(2), (std::vector<std::string>{"kept", "last"}));
-}
-
-TEST_F(EventHandlerTest, WithoutARunnerOrWithAWrongEventNothingIsPosted)
-{
-    EventHandler empty(nullptr);
-    EXPECT_FALSE(empty.SendEvent(Task("no runner")));
-    EXPECT_FALSE(empty.SendEvent(7));
-    empty.RemoveTask("no runner");
-    EXPECT_FALSE(handler_->SendEvent(nullptr));
-    EXPECT_FALSE(handler_->SendEvent(Task("in the past"), -1));
-    EXPECT_TRUE(handler_->SendEvent(Task("good")));
-    EXPECT_EQ(ran_.WaitFor(1), (std::vector<std::string>{"good"}));
 }
 
 TEST_F(EventHandlerTest, ANumericEventReachesItsHandlerOnTheRunnersThreadAndNotAfterItsEnd)
@@ -109,14 +72,11 @@ TEST_F(EventHandlerTest, ANumericEventReachesItsHandlerOnTheRunnersThreadAndNotA
         Trail<std::string>& ran;
     };
     const auto recorder = std::make_shared<Recorder>(runner_, ran_);
-    auto gone = std::make_shared<Recorder>(runner_, ran_);
     Hold();
-    gone->SendEvent(1);
-    gone.reset();
+    std::make_shared<Recorder>(runner_, ran_)->SendEvent(1);
     recorder->SendEvent(InnerEvent::Get([this] { EXPECT_TRUE(runner_->IsCurrentRunnerThread()); }));
     recorder->SendEvent(InnerEvent::Get([] { throw std::runtime_error("logged"); }));
     recorder->SendEvent(InnerEvent::Get(2, 40, Caller{"file", "Post", 3}));
-    EXPECT_FALSE(runner_->IsCurrentRunnerThread());
     gate_.Open();
     EXPECT_EQ(ran_.WaitFor(1), (std::vector<std::string>{"2:40:Post"}));
 }

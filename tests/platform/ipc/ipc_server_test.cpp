@@ -65,16 +65,6 @@ TEST_F(IpcServerTest, BlockedRequestsDelayOthersOnlyAtTheThreadLimitWhereTheyWai
     }
 }
 
-TEST_F(IpcServerTest, IdleWorkersLeaveButTheLast)
-{
-    options_.threadIdleLimit = std::chrono::milliseconds(20);
-    ServeEcho();
-    const UniqueFd socket = ConnectRaw();
-    ExpectEcho(socket);
-    EXPECT_TRUE(Eventually([&] { return server_->Counts().threads == 1; }));
-    ExpectEcho(socket);
-}
-
 TEST_F(IpcServerTest, BadDatagramIsRefusedAndTheConnectionStaysUsable)
 {
     constexpr size_t WHOLE = IPC_HEADER_SIZE + 4;
@@ -126,13 +116,28 @@ TEST_F(IpcServerTest, ExceptionOfAHandlerEndsInAnErrorReply)
     EXPECT_EQ(ReceiveRaw(Send()).status, IPC_HANDLER_FAILED);
 }
 
-TEST_F(IpcServerTest, ClientsBeyondTheLimitAreToldThatTheServerIsBusy)
+TEST_F(IpcServerTest, LateReplyAndAVanishedServerCloseTheConnection)
 {
-    options_.maxConnections = 1;
+    ServeGate();
+    auto connection = Connect();
+    EXPECT_EQ(connection->Transact(TEST_ABILITY, 1, data_, reply_, std::chrono::milliseconds(20)), IPC_TIMED_OUT);
+    EXPECT_EQ(connection->Transact(TEST_ABILITY, 2, data_, reply_, WAIT_LIMIT), IPC_CLOSED);
+    Release();
+    connection = Connect();
+    server_.reset();
+    EXPECT_FALSE(connection->IsOpen());
+}
+
+TEST_F(IpcServerTest, SocketHasItsModeAndAFileInItsPlaceIsKept)
+{
+    options_.socketMode = 0622;
     ServeEcho();
-    const UniqueFd first = ConnectRaw();
-    ExpectEcho(first);
-    EXPECT_EQ(Connect()->Transact(TEST_ABILITY, 1, data_, reply_, WAIT_LIMIT), IPC_BUSY);
+    const auto mode = std::filesystem::status(options_.socketPath).permissions();
+    EXPECT_EQ(mode, std::filesystem::perms{0622}) << "whatever the umask";
+    options_.socketPath = folder_.Path() / "notes";
+    std::ofstream(options_.socketPath) << "kept";
+    EXPECT_FALSE(IpcServer::Start(options_, nullptr, nullptr));
+    EXPECT_TRUE(std::filesystem::exists(options_.socketPath));
 }
 
 class NamesItsCaller : public IPCObjectStub {
@@ -163,45 +168,6 @@ TEST_F(IpcServerTest, CallerIsTheClientInARequestAndTheProcessItselfElsewhere)
     });
     EXPECT_EQ(ReceiveRaw(Send()).value, ::getpid());
     EXPECT_EQ(IPCSkeleton::GetCallingTokenID(), SELF_TOKEN);
-}
-
-TEST_F(IpcServerTest, SocketHasItsModeAndAPathThatCannotServeIsNamedWithItsCauseAndKept)
-{
-    options_.socketMode = 0622;
-    ServeEcho();
-    const auto mode = std::filesystem::status(options_.socketPath).permissions();
-    EXPECT_EQ(mode, std::filesystem::perms{0622}) << "whatever the umask";
-    const std::string file = folder_.Path() / "notes";
-    std::ofstream(file) << "kept";
-    const std::pair<std::string, const char*> table[] = {
-        {options_.socketPath, "in use by another process"},
-        {file, "exists and is no socket; remove it or name another path"},
-        {folder_.Path() / "missing" / "ipc.sock", "cannot create the socket (No such file or directory)"},
-        {std::string(108, 'x'), "a socket path has 1 to 107 characters"},
-    };
-    for (const auto& [path, cause] : table) {
-        IpcServerOptions options;
-        options.socketPath = path;
-        const auto server = IpcServer::Start(options, nullptr, nullptr);
-        ASSERT_FALSE(server) << path;
-        EXPECT_EQ(server.Message(), path + ": " + cause);
-    }
-    EXPECT_TRUE(std::filesystem::exists(file));
-    ExpectEcho(ConnectRaw());
-}
-
-TEST_F(IpcServerTest, AfterStopAcceptingARunningRequestIsAnsweredUnlessItsClientHasLeft)
-{
-    ServeGate();
-    const UniqueFd staying = Send();
-    UniqueFd leaving = Send();
-    ASSERT_TRUE(Entered(2));
-    leaving.Reset();
-    server_->StopAccepting();
-    EXPECT_FALSE(std::filesystem::exists(options_.socketPath));
-    Release();
-    EXPECT_EQ(ReceiveRaw(staying).status, IPC_OK);
-    EXPECT_TRUE(Eventually([&] { return server_->Counts().threads == 0; }));
 }
 
 }  // namespace

@@ -159,31 +159,6 @@ TEST_P(WifiContract, ANewerAttemptReplacesAnOlderOneSilently)
     EXPECT_EQ(events_->WaitFor(1), std::vector{ConnectivityEvent(EventFwk::NetConnState::CONNECTED)});
 }
 
-TEST_P(WifiContract, ConfigurationsAreStoredOnceAndTellTheirHotspotsAddressAfterAJoin)
-{
-    EnableHotspot();
-    const auto station = world_->Station();
-    int first = -1;
-    int again = -1;
-    int second = -1;
-    EXPECT_EQ(station->AddDeviceConfig(Config(SSID, "another-key", ""), first, false), Wifi::WIFI_OK);
-    EXPECT_EQ(station->AddDeviceConfig(Config("Cellar", "", "NONE"), second, true), Wifi::WIFI_OK);
-    EXPECT_EQ(station->AddDeviceConfig(Config(SSID, KEY, ""), again, false), Wifi::WIFI_OK);
-    EXPECT_EQ(again, first);
-    EXPECT_NE(second, first);
-    Wifi::WifiDeviceConfig byId;
-    byId.networkId = first;
-    EXPECT_EQ(Join(byId).state, Wifi::WifiLinkState::CONNECTED);
-
-    std::vector<Wifi::WifiDeviceConfig> configs;
-    EXPECT_EQ(station->GetDeviceConfigs(configs, true), Wifi::WIFI_OK);
-    EXPECT_EQ(configs.size(), 1U) << "the candidate alone";
-    EXPECT_EQ(station->GetDeviceConfigs(configs, false), Wifi::WIFI_OK);
-    ASSERT_EQ(configs.size(), 2U);
-    EXPECT_EQ(configs[0].preSharedKey, KEY);
-    EXPECT_EQ(configs[0].bssid.size(), std::string("02:00:5e:10:00:01").size());
-}
-
 TEST_P(WifiContract, AConfigurationThatNoNetworkCanHaveIsRefused)
 {
     const auto invalid = Wifi::WIFI_INVALID_CONFIG;
