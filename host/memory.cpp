@@ -26,6 +26,7 @@ bool ParseHeading(const char* line, Mapping& mapping)
 {
     char rights[5] = {};
     unsigned long inode = 0;
+    // The numbers are the kernel's own and fit. NOLINTNEXTLINE(cert-err34-c)
     if (std::sscanf(line, "%" SCNxPTR "-%" SCNxPTR " %4s %*x %*s %lu", &mapping.start, &mapping.end, rights, &inode) !=
         4) {
         return false;
@@ -39,7 +40,7 @@ bool ParseHeading(const char* line, Mapping& mapping)
 void LetGo(const Mapping& mapping)
 {
     if (mapping.ofFile && mapping.readOnly && !mapping.changed) {
-        // The address is this process's own; madvise takes it as a pointer.
+        // The address is this process's own; madvise takes it as a pointer. NOLINTNEXTLINE(performance-no-int-to-ptr)
         madvise(reinterpret_cast<void*>(mapping.start), mapping.end - mapping.start, MADV_DONTNEED);
     }
 }
@@ -67,6 +68,7 @@ void ReleaseUnusedMemory()
     while (std::fgets(line, sizeof line, smaps.get()) != nullptr) {
         Mapping next;
         unsigned long kibibytes = 0;
+        // NOLINTNEXTLINE(cert-err34-c): as above
         if (std::sscanf(line, "Anonymous: %lu", &kibibytes) == 1) {
             current.changed = kibibytes != 0;
         } else if (ParseHeading(line, next)) {

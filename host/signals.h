@@ -2,7 +2,7 @@
 // handler ever interrupts a call (signal(7), sigwaitinfo(2)); waiting costs no wake-up.
 #pragma once
 
-#include <signal.h>
+#include <csignal>
 
 #include <chrono>
 

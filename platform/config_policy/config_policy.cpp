@@ -41,10 +41,10 @@ char* GetOneCfgFile(const char* pathSuffix, char* buffer, size_t bufferLength)
     std::vector<std::filesystem::path> roots;
     {
         const MutexLock lock(PolicyRoots().mutex);
-        roots = PolicyRoots().lowestFirst;
+        roots.assign(PolicyRoots().lowestFirst.rbegin(), PolicyRoots().lowestFirst.rend());
     }
-    for (auto root = roots.rbegin(); root != roots.rend(); ++root) {
-        const std::string path = (*root / suffix).string();
+    for (const std::filesystem::path& root : roots) {  // highest priority first
+        const std::string path = (root / suffix).string();
         std::error_code ignored;
         if (std::filesystem::is_regular_file(path, ignored)) {
             if (path.size() >= std::min(bufferLength, MAX_POLICY_PATH_LENGTH)) {

@@ -44,7 +44,9 @@ void RunGuarded(const Work& work)
 // So work never waits behind a blocked worker below the limit.
 class ElasticPool::State : public std::enable_shared_from_this<State> {
 public:
-    State(std::string name, size_t maxThreads) : name_(name.substr(0, MAX_THREAD_NAME)), maxThreads_(maxThreads) {}
+    State(const std::string& name, size_t maxThreads) : name_(name.substr(0, MAX_THREAD_NAME)), maxThreads_(maxThreads)
+    {
+    }
 
     bool Post(Job job) EXCLUDES(mutex_)
     {
@@ -225,8 +227,7 @@ private:
     CondVar gone_;
 };
 
-ElasticPool::ElasticPool(std::string name, size_t maxThreads)
-    : state_(std::make_shared<State>(std::move(name), maxThreads))
+ElasticPool::ElasticPool(const std::string& name, size_t maxThreads) : state_(std::make_shared<State>(name, maxThreads))
 {
 }
 

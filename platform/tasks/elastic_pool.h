@@ -23,7 +23,7 @@ using Work = std::function<void()>;
 class ElasticPool : public NoCopyable {
 public:
     // name labels the threads (at most 15 bytes are shown by the system).
-    explicit ElasticPool(std::string name, size_t maxThreads = MAX_POOL_THREADS);
+    explicit ElasticPool(const std::string& name, size_t maxThreads = MAX_POOL_THREADS);
     // Runs what is queued, then joins. A worker blocked in its work blocks the destructor: the host ends without it.
     ~ElasticPool();
 

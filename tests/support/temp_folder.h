@@ -1,8 +1,7 @@
 // TempFolder: a fresh folder (mode 0700) that is removed with everything in it when the object goes.
 #pragma once
 
-#include <stdlib.h>
-
+#include <cstdlib>
 #include <filesystem>
 #include <string>
 #include <system_error>
