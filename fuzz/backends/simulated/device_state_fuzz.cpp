@@ -1,0 +1,42 @@
+// The file that is a simulated device, and each assignment that distnetctl makes in it.
+#include "backends/simulated/device_state.h"
+
+#include "fuzz/fuzz_target.h"
+
+namespace Vexo::Simulated {
+namespace {
+
+std::vector<std::string> Samples()
+{
+    DeviceState faulty;
+    faulty.faults[0] = {1, std::chrono::milliseconds(5), true};
+    faulty.hotspotSecurity = HotspotSecurity::WPA3;
+    return {SerializeDeviceState({}), SerializeDeviceState(faulty)};
+}
+
+bool Keeps(const DeviceState& state)
+{
+    const auto again = ParseDeviceState(SerializeDeviceState(state));
+    return again && again.Value() == state;
+}
+
+bool Run(std::string_view input)
+{
+    DeviceState changed;
+    const size_t separator = input.find('=');
+    const bool set = separator != std::string_view::npos &&
+                     SetByPath(changed, input.substr(0, separator), input.substr(separator + 1)).Ok();
+    Fuzz::Require(set ? Keeps(changed) : changed == DeviceState{}, "a key that was set is kept, else nothing changes");
+    const auto state = ParseDeviceState(std::string(input));
+    if (!state) {
+        Fuzz::Require(state.Message().starts_with(DEVICE_STATE_FILE), "a refusal names the file");
+        return set;
+    }
+    Fuzz::Require(Keeps(state.Value()), "a state that was parsed is written as it is");
+    return true;
+}
+
+const Fuzz::Registration REGISTRATION({"simulated_device_state", Samples, Run});
+
+}  // namespace
+}  // namespace Vexo::Simulated

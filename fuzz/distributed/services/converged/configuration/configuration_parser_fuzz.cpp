@@ -1,0 +1,58 @@
+// The settings of device types: a document that is taken as device.json and as scenario.json.
+#include "distributed/services/converged/configuration/configuration_parser.h"
+
+#include "distributed/services/converged/configuration/distributed_json_util.h"
+#include "fuzz/fuzz_target.h"
+
+namespace Vexo::NetManagerStandard {
+namespace {
+
+std::vector<std::string> Samples()
+{
+    return {R"({"device": {"version": "1.0", "deviceCaps": [
+                {"type": "phone", "use_network": true, "provide_network": false}, {"type": "watch"}]}})",
+            R"({"scenario": {"deviceCaps": [{"type": "phone", "screen_off_auto_close_time": 60000}, {"type": "a"}]}})"};
+}
+
+// Of an array's elements that have a text under "type", the first of each type must be known.
+bool KnowsElements(ConfigurationParser& parser, const cJSON* root)
+{
+    cJSON* device = nullptr;
+    cJSON* deviceCaps = nullptr;
+    if (!DistributedJsonUtil::GetObjFromJsonObj(root, "device", &device) ||
+        !DistributedJsonUtil::GetArrayFromJsonObj(device, "deviceCaps", &deviceCaps)) {
+        return true;
+    }
+    bool known = true;
+    std::string type;
+    for (const cJSON* element = deviceCaps->child; element != nullptr; element = element->next) {
+        bool uses = false;
+        bool provides = false;
+        if (DistributedJsonUtil::GetStringFromJsonObj(element, "type", type)) {
+            known = parser.GetDeviceNetFeature(type, uses, provides) && known;
+        }
+    }
+    return known;
+}
+
+bool Run(std::string_view input)
+{
+    cJSON* parsed = nullptr;
+    if (!DistributedJsonUtil::GetObjFromJsonStr(std::string(input), &parsed)) {
+        Fuzz::Require(parsed == nullptr, "a damaged text leaves no document");
+        return false;
+    }
+    const std::unique_ptr<cJSON, decltype(&cJSON_Delete)> root(parsed, &cJSON_Delete);
+    ConfigurationParser parser;
+    const bool isDevice = parser.ParseDeviceConfig(root.get());
+    const bool isScenario = parser.ParseScenarioConfig(root.get());
+    Fuzz::Require(KnowsElements(parser, root.get()), "each type of the document is known");
+    int time = 0;
+    Fuzz::Require(!parser.GetDeviceNetOffTime("phone", time) || (isScenario && time != 0), "a time is a scenario's");
+    return isDevice || isScenario;
+}
+
+const Fuzz::Registration REGISTRATION({"service_configuration", Samples, Run});
+
+}  // namespace
+}  // namespace Vexo::NetManagerStandard

@@ -1,0 +1,55 @@
+// A peer's answer to a start-hotspot request.
+#include "distributed/services/link/data_listener.h"
+#include "fuzz/fuzz_target.h"
+
+namespace Vexo::NetManagerStandard {
+namespace {
+
+std::string Framed(const std::string& json)
+{
+    std::string frame{MESSAGE_TYPE_START_HOTSPOT_RESPONSE};
+    for (int shift = 0; shift < 32; shift += 8) {
+        frame += static_cast<char>(json.size() >> shift);
+    }
+    return frame + json;
+}
+
+std::vector<std::string> Samples()
+{
+    return {Framed(R"({"RES": 0, "SSID": "net", "PRESHARED_KEY": "example-key", "SECURITY_TYPE": 4})")};
+}
+
+int32_t Parse(std::string_view frame, Wifi::WifiDeviceConfig& config)
+{
+    std::vector<unsigned char> bytes(frame.begin(), frame.end());
+    return DataListener::GetInstance()->ParseStartHotspotResponseMessage(
+        bytes.data(), static_cast<unsigned int>(bytes.size()), config);
+}
+
+bool Run(std::string_view input)
+{
+    Wifi::WifiDeviceConfig config;
+    config.ssid = config.preSharedKey = config.keyMgmt = "before";
+    if (Parse(input, config) != 0) {
+        Fuzz::Require(config.ssid == "before" && config.preSharedKey == "before" && config.keyMgmt == "before",
+                      "a refused answer changes nothing");
+        return false;
+    }
+    const std::unique_ptr<cJSON, decltype(&cJSON_Delete)> json(cJSON_CreateObject(), &cJSON_Delete);
+    cJSON_AddStringToObject(json.get(), "SSID", config.ssid.c_str());
+    cJSON_AddStringToObject(json.get(), "PRESHARED_KEY", config.preSharedKey.c_str());
+    const std::unique_ptr<char, decltype(&cJSON_free)> text(cJSON_PrintUnformatted(json.get()), &cJSON_free);
+    Wifi::WifiDeviceConfig again;
+    Fuzz::Require(
+        Parse(Framed(text.get()), again) == 0 && again.ssid == config.ssid && again.preSharedKey == config.preSharedKey,
+        "what was read can be sent on");
+    const std::string& kind = config.keyMgmt;
+    Fuzz::Require(kind.empty() || kind == "before" || kind == "NONE" || kind == "WPA-PSK" || kind == "WPA-EAP",
+                  "the key management is one that Wi-Fi knows");
+    return true;
+}
+
+const Fuzz::Registration REGISTRATION({"start_hotspot_response", Samples, Run});
+
+}  // namespace
+}  // namespace Vexo::NetManagerStandard

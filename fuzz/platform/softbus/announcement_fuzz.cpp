@@ -1,0 +1,32 @@
+// The file by which a device announces itself in a shared folder.
+#include "fuzz/fuzz_target.h"
+#include "platform/softbus/announcements.h"
+#include "platform/softbus/frame.h"
+
+namespace Vexo::SoftBus {
+namespace {
+
+std::vector<std::string> Samples()
+{
+    return {EncodeAnnouncement({std::string(64, 'a'), {"tcp", "127.0.0.1:40117"}})};
+}
+
+bool Run(std::string_view input)
+{
+    const auto decoded = DecodeAnnouncement(std::string(input));
+    if (!decoded) {
+        Fuzz::Require(!decoded.Message().empty(), "a refusal says why");
+        return false;
+    }
+    Fuzz::Require(IsHexId(decoded.Value().networkId), "an announcement names a device");
+    const auto again = DecodeAnnouncement(EncodeAnnouncement(decoded.Value()));
+    Fuzz::Require(
+        again && again.Value().networkId == decoded.Value().networkId && again.Value().where == decoded.Value().where,
+        "an announcement encodes to itself");
+    return true;
+}
+
+const Fuzz::Registration REGISTRATION({"softbus_announcement", Samples, Run});
+
+}  // namespace
+}  // namespace Vexo::SoftBus

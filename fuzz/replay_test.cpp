@@ -1,0 +1,66 @@
+// Every fuzz target with its samples, whole, cut short and with single bits flipped, always at the same places.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <exception>
+#include <ostream>
+
+#include "fuzz/fuzz_target.h"
+#include "platform/dfx/sinks.h"
+
+namespace Vexo::Fuzz {
+
+// How GoogleTest shows a parameter, and CTest a case.
+void PrintTo(const Target& target, std::ostream* out)
+{
+    *out << target.name;
+}
+
+namespace {
+
+// Per sample; longer ones are cut and flipped at evenly spaced places.
+constexpr size_t MAX_CUTS = 50;
+constexpr size_t MAX_FLIPS = 100;
+
+class Replay : public testing::TestWithParam<Target> {
+protected:
+    void SetUp() override { QuviewDFX::SetLogLevel(QuviewDFX::LogLevel::FATAL); }
+
+    // Whether the decoder accepted the input, which lies in memory of just its size: a sanitizer sees each read past
+    // it.
+    static bool Accepts(const std::string& input, const std::string& what)
+    {
+        const std::vector<char> exact(input.begin(), input.end());
+        try {
+            return GetParam().run({exact.data(), exact.size()});
+        } catch (const std::exception& failed) {
+            ADD_FAILURE() << what << ": not so: " << failed.what();
+            return false;
+        }
+    }
+};
+
+TEST_P(Replay, AcceptsItsSamplesAndBearsDamagedOnes)
+{
+    size_t number = 0;
+    size_t refused = 0;
+    for (const std::string& sample : GetParam().samples()) {
+        const std::string name = "sample " + std::to_string(number++);
+        EXPECT_TRUE(Accepts(sample, name)) << name << " is not valid";
+        for (size_t size = 0; size < sample.size(); size += sample.size() / MAX_CUTS + 1) {
+            refused += Accepts(sample.substr(0, size), name + " cut to " + std::to_string(size)) ? 0 : 1;
+        }
+        const size_t bits = sample.size() * 8;
+        for (size_t bit = 0; bit < bits; bit += bits / MAX_FLIPS + 1) {
+            std::string flipped = sample;
+            flipped[bit / 8] = static_cast<char>(flipped[bit / 8] ^ (1 << (bit % 8)));
+            refused += Accepts(flipped, name + " with bit " + std::to_string(bit) + " flipped") ? 0 : 1;
+        }
+    }
+    EXPECT_GT(refused, number) << "damage goes unnoticed";
+}
+
+INSTANTIATE_TEST_SUITE_P(Fuzz, Replay, testing::ValuesIn(Targets()));
+
+}  // namespace
+}  // namespace Vexo::Fuzz
