@@ -1,8 +1,8 @@
 // SimulatedDevice: the simulated backend of one device. It makes the abilities of the table below, registers those that
 // the device has, and follows device-state.json: a change of screen or battery becomes a common event, a radio that
 // comes or goes is registered or removed, everything else is what the abilities answer from then on.
-//   3299 common events   4010 telephony   4011 mobile data   1120 Wi-Fi device (wifi.station_present)
-//   1121 Wi-Fi hotspot (wifi.hotspot_present)
+//   3299 common events    4010 telephony    4011 mobile data
+//   1120 Wi-Fi device (wifi.station_present)    1121 Wi-Fi hotspot (wifi.hotspot_present)
 // The host makes one; any thread may use it. What each file key means: DescribeDeviceState in device_state.h.
 #pragma once
 

@@ -1,10 +1,10 @@
 // The system log: a label (domain and tag), a level, and a format whose specifiers are checked against the arguments
 // when the program is compiled. Any thread; a call never fails and never throws. Sinks: platform/dfx/sinks.h.
 //
-// Specifiers (no others compile):   %{public}d  int32 or smaller signed, bool      %{public}u  uint32 or smaller
-// unsigned
-//   %{public}lu  unsigned 64 bit    %{public}s  string, string_view, C string       %{private}… and plain %d %u %lu %s:
-//   accepted and written masked as <private>.
+// Specifiers; no others compile:
+//   %{public}d    int32 or smaller signed, bool       %{public}u    uint32 or smaller unsigned
+//   %{public}lu   unsigned 64 bit                     %{public}s    string, string_view, C string
+//   %{private}… and plain %d %u %lu %s are accepted and written masked as <private>.
 #pragma once
 
 #include <array>

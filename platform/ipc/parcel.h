@@ -1,7 +1,9 @@
 // Parcel and MessageParcel: the values of one request or reply, in order, as little-endian bytes aligned to four.
-//   bool, int32, uint32, uint16   4 bytes (narrow values widened)        int64, uint64, double   8 bytes
-//   string      int32 length n, n bytes, a NUL, padding to 4              u16string   int32 units, units, a NUL unit,
-//   padding vector<string>   int32 count, then the strings
+//   bool, int32, uint32, uint16   4 bytes (narrow values widened)
+//   int64, uint64, double         8 bytes
+//   string                        int32 length n, n bytes, a NUL, padding to 4
+//   u16string                     int32 units, units, a NUL unit, padding to 4
+//   vector<string>                int32 count, then the strings
 // A bool other than 0 and 1 and a uint16 above 65535 are damaged. A failed read returns false and leaves the position
 // and the output unchanged; a write that would exceed the capacity returns false and leaves the parcel unchanged. Not
 // thread-safe: one owner at a time.

@@ -1,8 +1,7 @@
 // The datagram of local IPC, byte by byte: a 16-byte header, then the parcel. One datagram is one message
 // (SOCK_SEQPACKET, unix(7)); little-endian. Request and reply alternate on a connection.
 //   offset 0  u32 magic 0x314E5344 ("DSN1")      4  u16 version (1)      6  u16 flags: bit 0 set in a reply
-//   offset 8  u32 ability id                     12 u32 request code; in a reply int32 status (IpcStatus or the
-//   callee's own)
+//   offset 8  u32 ability id      12  u32 request code; in a reply int32 status (IpcStatus or the callee's own)
 #pragma once
 
 #include <cstddef>

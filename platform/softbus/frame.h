@@ -5,9 +5,12 @@
 //   text     u8 length | that many bytes
 //   HELLO    u8 version (1) | u16 device type | text device id (64 hex) | text device name (UTF-8, 1 to 127 bytes)
 //            | u8 count (0 to 8) of addresses, each: text transport | text address
-//   OPEN     u8 version (1) | u8 data type (1, 2 or 4) | text name of the session server asked for | text name of the
-//   opener's own OPENED   i32 result: 0, or a negative SoftBusResult DATA     one message, 1 to 4,194,304 bytes PING
-//   empty: the sender is alive CLOSE    empty: the sender ends the connection on purpose and sends nothing more
+//   OPEN     u8 version (1) | u8 data type (1, 2 or 4) | text name of the session server asked for
+//            | text name of the opener's own
+//   OPENED   i32 result: 0, or a negative SoftBusResult
+//   DATA     one message, 1 to 4,194,304 bytes
+//   PING     empty: the sender is alive
+//   CLOSE    empty: the sender ends the connection on purpose and sends nothing more
 //
 // HELLO and OPEN of a later version may carry more fields after those of version 1; a reader skips them.
 #pragma once
