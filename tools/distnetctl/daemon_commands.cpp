@@ -29,14 +29,14 @@ std::string WifiText(const cJSON* wifi)
 // The names of the abilities, wrapped below 80 columns.
 void ShowAbilities(Output& output, const cJSON* abilities)
 {
-    std::string line = Column("abilities", 12);
+    std::string line = Column("abilities", 11);
     const cJSON* ability = nullptr;
     cJSON_ArrayForEach(ability, abilities)
     {
-        const std::string name = TextOf(ability, "name") + (ability->next != nullptr ? ", " : "");
+        const std::string name = " " + TextOf(ability, "name") + (ability->next != nullptr ? "," : "");
         if (line.size() + name.size() > 78) {
             output.Line(line);
-            line = Column("", 12);
+            line = Column("", 11);
         }
         line += name;
     }
