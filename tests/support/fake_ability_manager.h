@@ -11,8 +11,6 @@ namespace Vexo::Tests {
 
 class FakeAbilityManager : public ISystemAbilityManager {
 public:
-    int32_t unloadResult = ERR_OK;
-
     sptr<IRemoteObject> GetSystemAbility(int32_t id) override
     {
         const std::lock_guard lock(mutex_);
@@ -33,7 +31,7 @@ public:
     int32_t SubscribeSystemAbility(int32_t, const sptr<ISystemAbilityStatusChange>&) override { return ERR_OK; }
     int32_t UnSubscribeSystemAbility(int32_t, const sptr<ISystemAbilityStatusChange>&) override { return ERR_OK; }
     int32_t LoadSystemAbility(int32_t) override { return ERR_NOT_ON_DEMAND; }
-    int32_t UnloadSystemAbility(int32_t) override { return unloadResult; }
+    int32_t UnloadSystemAbility(int32_t) override { return ERR_OK; }
     int32_t AnnounceSystemAbility(int32_t) override { return ERR_OK; }
 
 private:

