@@ -249,6 +249,9 @@ Result<void> StateKey::Assign(DeviceState& state, const StateValue& value) const
         if (length != 0 && (length < min || length > max)) {
             return refuse("is " + std::to_string(length) + " bytes long");
         }
+        if (words->find('\0') != std::string::npos) {
+            return refuse("holds a NUL byte");  // the file would end there
+        }
         text(state) = *words;
         return {};
     }

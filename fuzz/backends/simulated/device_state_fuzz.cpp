@@ -11,7 +11,8 @@ std::vector<std::string> Samples()
     DeviceState faulty;
     faulty.faults[0] = {1, std::chrono::milliseconds(5), true};
     faulty.hotspotSecurity = HotspotSecurity::WPA3;
-    return {SerializeDeviceState({}), SerializeDeviceState(faulty)};
+    // The control character is one bit from a NUL, which the file could not hold.
+    return {SerializeDeviceState({}), SerializeDeviceState(faulty), "hotspot.key=example-\1"};
 }
 
 bool Keeps(const DeviceState& state)

@@ -61,6 +61,9 @@ std::string Pem(const char* what, std::string_view der)
 
 bool Admits(const std::string& request)
 {
+    if (!RequestFromPem(request)) {
+        return false;  // most inputs; Admit would first read the owner's keys
+    }
     const auto admitted = Admit(TheDevices().owner, request);
     if (!admitted) {
         Fuzz::Require(!admitted.Message().empty(), "a refusal says why");
@@ -75,6 +78,9 @@ bool Admits(const std::string& request)
 
 bool Installs(const std::string& chain)
 {
+    if (CertificatesFromPem(chain).empty()) {
+        return false;
+    }
     const bool installed = Install(TheDevices().other, chain).Ok();
     const auto certificate = TheDevices().other / "device.crt";
     Fuzz::Require(std::filesystem::exists(certificate) == installed, "a refused chain leaves nothing behind");
