@@ -63,7 +63,12 @@ protected:
         host = MakeSptr<DistNetHost>(std::move(facts));
         abilities->AddSystemAbility(DISTNET_HOST_ABILITY_ID, host->AsObject());
     }
-    ~HostAbility() override { SystemAbilityManagerClient::GetInstance().SetSystemAbilityManager(nullptr); }
+    ~HostAbility() override
+    {
+        // The host knows the registry, and the registry the host: neither would go before the other.
+        abilities->RemoveSystemAbility(DISTNET_HOST_ABILITY_ID);
+        SystemAbilityManagerClient::GetInstance().SetSystemAbilityManager(nullptr);
+    }
 
     // Sends the token, then the words of body.
     int Ask(User user, HostInterfaceCode code, const std::vector<uint32_t>& body = {},
