@@ -37,7 +37,7 @@ std::string Der(int (*encode)(const Object*, unsigned char**), const Object* obj
 {
     unsigned char* bytes = nullptr;
     const int size = encode(object, &bytes);
-    const std::string der(reinterpret_cast<const char*>(bytes), static_cast<size_t>(size));
+    std::string der(reinterpret_cast<const char*>(bytes), static_cast<size_t>(size));
     OPENSSL_free(bytes);
     return der;
 }
