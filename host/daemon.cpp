@@ -137,6 +137,7 @@ void Daemon::InstallAbilities()
 {
     SetConfigPolicyRoots(configuration_.policyRoots);
     abilities_ = MakeSptr<SystemAbilityManager>();
+    clients_ = std::make_unique<ServiceClients>(abilities_);
     abilities_->AddOnDemandAbility(COMM_DISTRIBUTED_NET_ABILITY_ID, [this] { return library_.Open(); });
     for (const int32_t id : {COMM_DISTRIBUTED_NET_ABILITY_ID, COLL_FWK_SA_ID}) {
         abilities_->SubscribeSystemAbility(id, MakeSptr<ActivityWatch>(memory_));
@@ -213,6 +214,7 @@ Result<void> Daemon::Listen(const Say& say)
     Ipc::IpcServerOptions options;
     options.socketPath = configuration_.ipcSocket;
     options.socketMode = configuration_.ipcSocketMode;
+    options.processGone = [this] { clients_->ReleaseForGoneProcess(); };
     auto server = Ipc::IpcServer::Start(std::move(options), Security::IdentifyCaller,
                                         [this](const Ipc::IpcHeader& request, MessageParcel& data,
                                                MessageParcel& reply) { return Run(request, data, reply); });
@@ -228,6 +230,9 @@ Result<void> Daemon::Listen(const Say& say)
 
 int32_t Daemon::Run(const Ipc::IpcHeader& request, MessageParcel& data, MessageParcel& reply)
 {
+    if (request.abilityId == COMM_DISTRIBUTED_NET_ABILITY_ID) {
+        return clients_->Dispatch(request, data, reply);
+    }
     if (request.abilityId != DISTNET_HOST_ABILITY_ID) {
         return abilities_->Dispatch(request, data, reply);
     }

@@ -12,6 +12,7 @@
 #include "backends/simulated/simulated_device.h"
 #include "host/configuration.h"
 #include "host/memory.h"
+#include "host/service_clients.h"
 #include "host/service_library.h"
 #include "host/state_folder.h"
 #include "platform/ability/system_ability_manager.h"
@@ -61,6 +62,7 @@ private:
     std::unique_ptr<StateFolder> folder_;
     Trust::Identity identity_;
     sptr<SystemAbilityManager> abilities_;
+    std::unique_ptr<ServiceClients> clients_;
     std::unique_ptr<Simulated::SimulatedDevice> device_;
     // Null before enrolment.
     sptr<SoftBus::SoftBusServer> softBus_;

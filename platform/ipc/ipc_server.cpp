@@ -9,6 +9,7 @@
 #include <sys/stat.h>
 #include <sys/uio.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cerrno>
 #include <cstring>
@@ -462,11 +463,21 @@ void Server::Arm(Connection& connection)
 
 void Server::Drop(Connection& connection)
 {
-    std::unique_ptr<Connection> owner;
-    const MutexLock lock(mutex_);
-    const auto found = connections_.find(&connection);
-    owner = std::move(found->second);
-    connections_.erase(found);
+    const CallerIdentity caller = connection.caller;
+    {
+        std::unique_ptr<Connection> owner;
+        const MutexLock lock(mutex_);
+        const auto found = connections_.find(&connection);
+        owner = std::move(found->second);
+        connections_.erase(found);
+        const bool stays = std::any_of(connections_.begin(), connections_.end(),
+                                       [&](const auto& other) { return other.first->caller.pid == caller.pid; });
+        if (stays || !options_.processGone) {
+            return;
+        }
+    }
+    const CallerScope scope(caller);
+    options_.processGone();
 }
 
 }  // namespace

@@ -27,6 +27,10 @@ using Dispatcher = std::function<int32_t(const IpcHeader& request, MessageParcel
 // Turns kernel credentials into an identity, once per connection.
 using Identifier = std::function<CallerIdentity(const PeerCredentials& peer)>;
 
+// Told on a worker when the last connection of a process has closed and its last request has ended, with that process's
+// identity set on the thread, as in a request. May block as a request may; must not throw.
+using ProcessGone = std::function<void()>;
+
 struct IpcServerOptions {
     std::string socketPath;
     mode_t socketMode = 0666;  // who may connect; what they may do is the access policy's
@@ -34,6 +38,7 @@ struct IpcServerOptions {
     size_t maxThreads = 256;
     std::chrono::milliseconds threadIdleLimit{10'000};
     std::chrono::milliseconds sendLimit{2'000};  // a client that leaves its replies unread for so long is closed
+    ProcessGone processGone;                     // may be empty
 };
 
 struct IpcServerCounts {

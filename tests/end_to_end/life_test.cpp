@@ -54,18 +54,20 @@ TEST_F(LifeTest, TheLastHolderUnloadsTheServiceAndTheNextRequestStartsItAgain)
     EXPECT_TRUE(ServiceBecomes("stopped"));
 }
 
-TEST_F(LifeTest, AnInterruptedCommandReleasesTheService)
+TEST_F(LifeTest, ACommandThatIsInterruptedOrKilledHoldsTheServiceNoLonger)
 {
     Device& phone = world_.Add("phone");
     phone.Start();
     ASSERT_TRUE(Eventually([&] { return World::Found(device_, phone); }));
     phone.Set({"faults.hotspot.enable.no_answer=true"});
-    Process start({DISTNET_BIN_DIR "/distnetctl", "--socket", device_.Socket(), "start", "phone"},
-                  world_.Path() / "start.log");
-    ASSERT_TRUE(ServiceBecomes("running"));
-    start.Signal(SIGINT);
-    EXPECT_EQ(start.Wait(), 130);
-    EXPECT_TRUE(ServiceBecomes("stopped")) << device_.Log();
+    for (const int signal : {SIGINT, SIGKILL}) {
+        Process start({DISTNET_BIN_DIR "/distnetctl", "--socket", device_.Socket(), "start", "phone"},
+                      world_.Path() / "start.log");
+        ASSERT_TRUE(ServiceBecomes("running"));
+        start.Signal(signal);
+        EXPECT_EQ(start.Wait(), 128 + signal);
+        EXPECT_TRUE(ServiceBecomes("stopped")) << signal << "\n" << device_.Log();
+    }
 }
 
 TEST_F(LifeTest, AForgedTokenAndHostileDatagramsAreAnsweredAndTheDaemonGoesOn)

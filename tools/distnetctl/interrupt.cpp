@@ -6,7 +6,6 @@
 #include <csignal>
 #include <thread>
 
-#include "client/distnet_client.h"
 #include "tools/distnetctl/output.h"
 
 namespace Vexo::Ctl {
@@ -39,16 +38,10 @@ void WaitForInterrupt()
     }
 }
 
-void EndOnInterrupt(const std::string& socketPath)
+void EndOnInterrupt()
 {
-    std::thread([socketPath] {
+    std::thread([] {
         WaitForInterrupt();
-        Client::CallResult result;
-        if (const auto client = Client::DistNetClient::Connect(socketPath, result)) {
-            client->SetLimit(std::chrono::seconds(1));
-            uint32_t state = 0;
-            (void)client->ReleaseService(state);
-        }
         (void)!write(STDERR_FILENO, "\n", 1);
         _exit(EXIT_INTERRUPTED);
     }).detach();

@@ -2,16 +2,14 @@
 // kernel.
 #pragma once
 
-#include <string>
-
 namespace Vexo::Ctl {
 
 // Blocks SIGINT and SIGTERM for this thread and those it starts. Call first in main. SIGPIPE is ignored.
 void BlockInterrupts();
 
-// From now on an interrupt releases the service for this process over a connection of its own (the service counts
-// processes), ends the terminal line and ends the process with EXIT_INTERRUPTED.
-void EndOnInterrupt(const std::string& socketPath);
+// From now on an interrupt ends the terminal line and the process, with EXIT_INTERRUPTED. The daemon releases the
+// service for a process that is gone.
+void EndOnInterrupt();
 
 // Blocks until an interrupt arrives. Instead of EndOnInterrupt.
 void WaitForInterrupt();

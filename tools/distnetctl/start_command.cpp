@@ -175,7 +175,7 @@ int RunStart(const GlobalOptions& options, Output& output, const std::string& wo
     if (!client) {
         return output.Finish(std::move(failure));
     }
-    EndOnInterrupt(options.socket);
+    EndOnInterrupt();
     std::string json;
     const Client::CallResult call = client->GetDevices(json);
     if (!call.Succeeded()) {
