@@ -20,6 +20,7 @@
 #include <string>
 #include <vector>
 
+#include "distributed/services/utils/ffrt_utils.h"
 #include "platform/ability/system_ability_manager.h"
 #include "platform/access/policy.h"
 #include "platform/base/unique_fd.h"
@@ -41,6 +42,7 @@ constexpr int IDLE_CLIENTS = 1000;
 
 constexpr uint32_t EMPTY_ABILITY = 1;    // answers at once
 constexpr uint32_t CHECKED_ABILITY = 2;  // behind the registry; checks its caller as the service does
+constexpr uint32_t TASK_ABILITY = 3;     // the same, and runs its work on the task runtime as the service does
 
 class EmptyStub : public IPCObjectStub {
 public:
@@ -60,6 +62,17 @@ public:
                              info.apl >= APL_SYSTEM_BASIC &&
                              AccessTokenKit::VerifyAccessToken(token, CONNECTIVITY_INTERNAL_PERMISSION) == 0;
         return granted ? IPC_OK : IPC_UNKNOWN_REQUEST;
+    }
+};
+
+class TaskStub : public CheckedStub {
+public:
+    int OnRemoteRequest(uint32_t code, MessageParcel& data, MessageParcel& reply, MessageOption& option) override
+    {
+        const int status = CheckedStub::OnRemoteRequest(code, data, reply, option);
+        int result = IPC_UNKNOWN_REQUEST;
+        NetManagerStandard::FFRTUtils::SubmitTaskSync([&] { result = status; });
+        return result;
     }
 };
 
@@ -136,10 +149,11 @@ pid_t StartServer(const std::string& path)
         const auto stub = MakeSptr<EmptyStub>();
         const auto manager = MakeSptr<SystemAbilityManager>();
         manager->AddSystemAbility(CHECKED_ABILITY, MakeSptr<CheckedStub>());
+        manager->AddSystemAbility(TASK_ABILITY, MakeSptr<TaskStub>());
         auto server =
             Ipc::IpcServer::Start(Ipc::IpcServerOptions{.socketPath = path}, Security::IdentifyCaller,
                                   [&](const Ipc::IpcHeader& request, MessageParcel& data, MessageParcel& reply) {
-                                      if (request.abilityId == CHECKED_ABILITY) {
+                                      if (request.abilityId != EMPTY_ABILITY) {
                                           return manager->Dispatch(request, data, reply);
                                       }
                                       MessageOption option;
@@ -226,7 +240,9 @@ int main(int count, char** arguments)
     std::array<uint8_t, REQUEST_SIZE> request{};
     std::array<uint8_t, REQUEST_SIZE> checkedRequest{};
     Ipc::EncodeHeader(Ipc::IpcHeader{0, EMPTY_ABILITY, 1}, request.data());
+    std::array<uint8_t, REQUEST_SIZE> taskRequest{};
     Ipc::EncodeHeader(Ipc::IpcHeader{0, CHECKED_ABILITY, 1}, checkedRequest.data());
+    Ipc::EncodeHeader(Ipc::IpcHeader{0, TASK_ABILITY, 1}, taskRequest.data());
     MessageParcel data;
     MessageParcel reply;
     data.ParseFrom(request.data() + Ipc::IPC_HEADER_SIZE, REQUEST_SIZE - Ipc::IPC_HEADER_SIZE);
@@ -243,6 +259,7 @@ int main(int count, char** arguments)
                       },
                       {}});
     series.push_back({"server, registry, permission", [&] { PingPong(raw.Get(), checkedRequest); }, {}});
+    series.push_back({"…, on the task runtime", [&] { PingPong(raw.Get(), taskRequest); }, {}});
     for (int round = 0; round < ROUNDS; ++round) {
         for (Series& one : series) {
             Measure(one, requests / ROUNDS);

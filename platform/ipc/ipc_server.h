@@ -38,7 +38,7 @@ struct IpcServerOptions {
     size_t maxThreads = 256;
     std::chrono::milliseconds threadIdleLimit{10'000};
     std::chrono::milliseconds sendLimit{2'000};  // a client that leaves its replies unread for so long is closed
-    ProcessGone processGone;                     // may be empty
+    ProcessGone processGone{};                   // may be empty
 };
 
 struct IpcServerCounts {
