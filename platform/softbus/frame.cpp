@@ -27,6 +27,7 @@ constexpr size_t PAYLOAD_RESERVE_BYTES = 64 * 1024;
 
 constexpr size_t ID_CHARACTERS = NETWORK_ID_BUF_LEN - 1;
 constexpr size_t MAX_TEXT = 255;
+constexpr int64_t MAX_CLOCK_MS = 253'402'300'799'999;  // the end of the year 9999
 
 template <typename Number>
 void AppendNumber(std::string& out, Number value)
@@ -93,7 +94,7 @@ bool HasNul(const std::string& text)
 }
 
 // The checks that HELLO and OPEN share once their fields are read.
-Result<void> CheckEnd(const char* what, const FieldReader& reader, uint8_t version)
+Result<void> CheckEnd(const char* what, const FieldReader& reader, uint8_t version, uint8_t known = LINK_VERSION)
 {
     if (!reader.Good()) {
         return Error{std::string(what) + " ends within a field"};
@@ -101,7 +102,7 @@ Result<void> CheckEnd(const char* what, const FieldReader& reader, uint8_t versi
     if (version == 0) {
         return Error{std::string(what) + " has version 0; versions start at 1"};
     }
-    if (version == LINK_VERSION && !reader.AtEnd()) {
+    if (version <= known && !reader.AtEnd()) {
         return Error{std::string(what) + " has bytes after its last field"};
     }
     return {};
@@ -173,7 +174,7 @@ std::string EncodeHeader(FrameKind kind, size_t payloadBytes)
 std::string EncodeHello(const Hello& hello)
 {
     std::string out;
-    out.push_back(static_cast<char>(LINK_VERSION));
+    out.push_back(static_cast<char>(hello.clockMs ? HELLO_CLOCK_VERSION : LINK_VERSION));
     AppendNumber(out, hello.deviceTypeId);
     AppendText(out, hello.deviceId);
     AppendText(out, hello.deviceName, DEVICE_NAME_BUF_LEN - 1);
@@ -182,6 +183,9 @@ std::string EncodeHello(const Hello& hello)
     for (size_t i = 0; i < count; ++i) {
         AppendText(out, hello.addresses[i].transport);
         AppendText(out, hello.addresses[i].address);
+    }
+    if (hello.clockMs) {
+        AppendNumber(out, static_cast<uint64_t>(*hello.clockMs));
     }
     return out;
 }
@@ -206,8 +210,14 @@ Result<Hello> DecodeHello(std::string_view payload)
         }
         hello.addresses.push_back({std::move(transport), std::move(address)});
     }
-    if (auto end = CheckEnd("HELLO", reader, version); !end) {
+    if (version >= HELLO_CLOCK_VERSION) {
+        hello.clockMs = static_cast<int64_t>(reader.Take<uint64_t>());
+    }
+    if (auto end = CheckEnd("HELLO", reader, version, HELLO_CLOCK_VERSION); !end) {
         return end.TakeError();
+    }
+    if (hello.clockMs.value_or(0) < 0 || hello.clockMs.value_or(0) > MAX_CLOCK_MS) {
+        return Error{"HELLO has a clock that is not between the years 1970 and 9999"};
     }
     if (!IsHexId(hello.deviceId)) {
         return Error{"HELLO has a device id that is not 64 hex characters"};

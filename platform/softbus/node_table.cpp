@@ -12,12 +12,25 @@ int64_t WallClockMs()
     return duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
 }
 
+namespace {
+
+std::chrono::milliseconds SteadyNow()
+{
+    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now().time_since_epoch());
+}
+
+}  // namespace
+
 bool NodeTable::LinkUp(const std::string& networkId, const Hello& hello)
 {
     MutexLock lock(mutex_);
     Entry& entry = entries_[networkId];
     const bool wasOnline = entry.node.online;
     entry.node = {networkId, hello.deviceId, hello.deviceName, hello.deviceTypeId, true, WallClockMs()};
+    entry.clockOverSteady.reset();
+    if (hello.clockMs) {
+        entry.clockOverSteady = std::chrono::milliseconds(*hello.clockMs) - SteadyNow();
+    }
     std::vector<PeerAddress> addresses = hello.addresses;
     for (const PeerAddress& known : entry.addresses) {
         const bool isNew = std::find(addresses.begin(), addresses.end(), known) == addresses.end();
@@ -65,13 +78,17 @@ std::vector<PeerAddress> NodeTable::Addresses(const std::string& networkId) cons
 std::vector<Node> NodeTable::List() const
 {
     std::vector<Node> nodes;
+    const int64_t now = WallClockMs();
+    const std::chrono::milliseconds ownOverSteady = std::chrono::milliseconds(now) - SteadyNow();
     {
         MutexLock lock(mutex_);
         for (const auto& [networkId, entry] : entries_) {
             nodes.push_back(entry.node);
+            if (entry.clockOverSteady) {
+                nodes.back().clockAhead = *entry.clockOverSteady - ownOverSteady;
+            }
         }
     }
-    const int64_t now = WallClockMs();
     for (Node& node : nodes) {
         node.lastSeenMs = node.online ? now : node.lastSeenMs;
     }

@@ -2,6 +2,7 @@
 // reached. The reactor writes, any thread reads; nothing blocks.
 #pragma once
 
+#include <chrono>
 #include <map>
 #include <optional>
 #include <string>
@@ -36,6 +37,8 @@ private:
         Node node;
         std::vector<PeerAddress> addresses;
         size_t links = 0;
+        // The device's clock less the time that passes whatever is done to clocks (std::chrono::steady_clock).
+        std::optional<std::chrono::milliseconds> clockOverSteady;
     };
 
     mutable Mutex mutex_;

@@ -47,7 +47,7 @@ public:
             presence_.links_.erase(shared_from_this());
             return;
         }
-        link_->Send(FrameKind::HELLO, EncodeHello(presence_.context_.ownHello));
+        link_->Send(FrameKind::HELLO, presence_.OwnHello());
     }
 
     void OnFrame(FrameKind kind, std::string payload) override
@@ -211,8 +211,15 @@ void Presence::AdoptInbound(const std::shared_ptr<Link>& link, const std::string
     const auto presenceLink = std::make_shared<PresenceLink>(*this, link, nullptr, from);
     links_.insert(presenceLink);
     link->SetOwner(presenceLink);
-    link->Send(FrameKind::HELLO, EncodeHello(context_.ownHello));
+    link->Send(FrameKind::HELLO, OwnHello());
     presenceLink->OnFrame(FrameKind::HELLO, hello);
+}
+
+std::string Presence::OwnHello() const
+{
+    Hello hello = context_.ownHello;
+    hello.clockMs = WallClockMs();
+    return EncodeHello(hello);
 }
 
 // False when the HELLO is damaged; the link has ended then.

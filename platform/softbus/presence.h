@@ -52,6 +52,7 @@ private:
     void DialLater(const CandidatePtr& candidate);
     void DialFailed(const CandidatePtr& candidate, bool refused, const std::string& why);
     bool Known(const LinkPtr& link, const std::string& payload);
+    std::string OwnHello() const;
     void Lost(const LinkPtr& link, LinkEnd end, const std::string& why);
     void Rescue(const std::string& networkId, const CandidatePtr& candidate);
     void GoOffline(const std::string& networkId);

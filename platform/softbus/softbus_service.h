@@ -2,6 +2,8 @@
 // one is SoftBusServer (softbus_server.h); tests register their own. Same contracts as the functions; any thread.
 #pragma once
 
+#include <chrono>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -18,6 +20,8 @@ struct Node {
     uint16_t deviceTypeId = 0;
     bool online = false;
     int64_t lastSeenMs = 0;  // milliseconds since 1970, UTC
+    // Its clock less this device's, provided that it was not set since it said HELLO; none when it did not tell.
+    std::optional<std::chrono::milliseconds> clockAhead = {};
 };
 
 // Device types that a node announces.

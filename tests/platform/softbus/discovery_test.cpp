@@ -124,9 +124,13 @@ TEST(NodeTableTest, ADeviceIsOnlineWhileOneLinkStandsAndKeepsWhereItWasFound)
     const std::string id(64, 'a');
     Hello hello{DEVICE_TYPE_TABLET, id, "tablet", {{"tcp", "one:1"}}};
     EXPECT_TRUE(nodes.LinkUp(id, hello));
+    EXPECT_EQ(nodes.List().front().clockAhead, std::nullopt) << "it did not tell";
     hello.addresses = {{"tcp", "two:2"}};
+    hello.clockMs = WallClockMs() + 3'600'000;
     EXPECT_FALSE(nodes.LinkUp(id, hello)) << "online already";
     EXPECT_EQ(nodes.Addresses(id), (std::vector<PeerAddress>{{"tcp", "two:2"}, {"tcp", "one:1"}}));
+    const auto ahead = nodes.List().front().clockAhead;
+    EXPECT_TRUE(ahead > std::chrono::minutes(59) && ahead < std::chrono::minutes(61));
     EXPECT_EQ(nodes.LinkDown(id), 1u);
     EXPECT_FALSE(nodes.MarkOffline(id));
     EXPECT_EQ(nodes.LinkDown(id), 0u);

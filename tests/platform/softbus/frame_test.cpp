@@ -18,7 +18,7 @@ const std::string ID(64, 'a');
 
 Hello SomeHello()
 {
-    return {DEVICE_TYPE_PHONE, ID, "phone", {{"tcp", "127.0.0.1:4000"}, {"rfcomm", "00:11:22:33:44:55"}}};
+    return {DEVICE_TYPE_PHONE, ID, "phone", {{"tcp", "127.0.0.1:4000"}, {"rfcomm", "00:11:22:33:44:55"}}, 1'000};
 }
 
 TEST(FrameDecoder, CutsTheSameFramesHoweverTheBytesArrive)
@@ -80,6 +80,10 @@ TEST(FramePayload, ComesBackAsItWent)
 {
     const std::string hello = EncodeHello(SomeHello());
     EXPECT_EQ(EncodeHello(DecodeHello(hello).Value()), hello);
+    EXPECT_EQ(DecodeHello(hello).Value().clockMs, 1'000);
+    Hello old = SomeHello();
+    old.clockMs.reset();
+    EXPECT_EQ(DecodeHello(EncodeHello(old)).Value().clockMs, std::nullopt) << "version 1 is still understood";
     const std::string open = EncodeOpen({TYPE_BYTES, std::string(255, 'n'), "b"});
     EXPECT_EQ(EncodeOpen(DecodeOpen(open).Value()), open);
     EXPECT_EQ(DecodeOpened(EncodeOpened(SOFTBUS_LIMIT)).Value(), SOFTBUS_LIMIT);
@@ -106,8 +110,14 @@ TEST(FramePayload, AHelloThatIsDamagedIsRefused)
         return EncodeHello(hello);
     };
     const std::string whole = EncodeHello(SomeHello());
-    const std::string none = with([](Hello& h) { h.addresses.clear(); });
-    const std::string address = with([](Hello& h) { h.addresses.resize(1); }).substr(none.size());
+    const auto ofVersion1 = [](size_t addresses) {
+        Hello hello = SomeHello();
+        hello.addresses.resize(addresses);
+        hello.clockMs.reset();
+        return EncodeHello(hello);
+    };
+    const std::string none = ofVersion1(0);
+    const std::string address = ofVersion1(1).substr(none.size());
     std::string nine = none.substr(0, none.size() - 1) + '\x09';
     for (int i = 0; i < 9; ++i) {
         nine += address;
@@ -121,12 +131,13 @@ TEST(FramePayload, AHelloThatIsDamagedIsRefused)
         {"NUL in the name", with([](Hello& h) { h.deviceName[0] = '\0'; })},
         {"NUL in an address", with([](Hello& h) { h.addresses[0].address[0] = '\0'; })},
         {"nine addresses", nine},
+        {"clock before 1970", with([](Hello& h) { h.clockMs = -1; })},
     };
     for (size_t cut = 0; cut < whole.size(); ++cut) {
         faults.emplace_back("cut off", whole.substr(0, cut));
     }
     ExpectRefused(DecodeHello, faults);
-    EXPECT_TRUE(DecodeHello('\2' + whole.substr(1) + "more")) << "a later version may have more fields";
+    EXPECT_TRUE(DecodeHello('\3' + whole.substr(1) + "more")) << "a later version may have more fields";
 }
 
 TEST(FramePayload, AnOpenThatIsDamagedIsRefused)
