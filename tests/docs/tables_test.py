@@ -1,0 +1,90 @@
+"""Holds the tables of docs/ to what the programs say of themselves.
+
+Usage: tables_test.py SOURCE_DIR BIN_DIR
+"""
+
+import pathlib
+import re
+import subprocess
+import sys
+import unittest
+
+SOURCE, BINARIES = (pathlib.Path(argument).resolve() for argument in sys.argv[1:3])
+
+
+def rows(page, heading):
+    """The cells of the first table below a heading of a page, back quotes removed."""
+    text = ("\n" + (SOURCE / "docs" / page).read_text()).split(f"\n{heading}\n")[1]
+    table = re.search(r"(?:^\|.*\n)+", text, re.M).group(0).splitlines()[2:]
+    return [[cell.strip().replace("`", "") for cell in line.strip("|").split("|")] for line in table]
+
+
+def run(program, *arguments):
+    return subprocess.run([BINARIES / program, *arguments], capture_output=True, text=True, timeout=20, check=True).stdout
+
+
+def commands(*path):
+    """Every command below path that has none below itself, with its help."""
+    text = run("distnetctl", *path, "--help")
+    below = re.search(r"^Subcommands:\n((?:  .*\n)+)", text, re.M)
+    if below is None:
+        return {" ".join(path): text}
+    names = re.findall(r"^  (\S+)", below.group(1), re.M)
+    return {name: help for child in names for name, help in commands(*path, child).items()}
+
+
+def numbers(header, enumeration):
+    text = re.search(rf"enum (?:class )?{enumeration}\b.*?\{{(.*?)\}};", (SOURCE / header).read_text(), re.S).group(1)
+    return set(re.findall(r"^\s*\w+ = (-?\d+)", text, re.M))
+
+
+class Tables(unittest.TestCase):
+    maxDiff = None
+
+    def test_every_configuration_key_with_its_values_default_and_meaning(self):
+        text = run("distnetd", "--help").split("Keys of the file:\n")[1]
+        told = re.findall(r"^  (\S+)\n((?:      .*\n)+)", text, re.M)
+        shown = {(key, " ".join(words.split())) for key, words in told}
+        self.assertGreater(len(shown), 10)
+        self.assertEqual(shown, {(key, f"{meaning}: {allowed} (default: {default})") for key, allowed, default, meaning
+                                 in rows("configuration.md", "STATE_DIR is the value of `state_dir`.")})
+
+    def test_every_command_and_option(self):
+        page = (SOURCE / "docs/distnetctl.md").read_text()
+        listed = page.split("# distnetctl\n")[1].split("PEER is")[0]
+        told = {re.match(r"[a-z]+(?: [a-z]+)*", cell).group(0) for cell in re.findall(r"`([a-z][^`]*)`(?=.*\|.*\|)", listed)}
+        self.assertEqual(told, set(commands()))
+        for command, text in commands().items():
+            for option in re.findall(r"^  (?:-\w,)?(--[a-z-]+)", text, re.M):
+                self.assertTrue(option == "--help" or re.search(rf"`[^`]*{option}\b", page), f"{command} {option}")
+
+    def test_every_exit_code_and_result_code(self):
+        for header, enumeration, page, heading in [
+                ("tools/distnetctl/output.h", "ExitCode", "distnetctl.md", "## Exit codes"),
+                ("tools/distnetctl/output.h", "LocalCode", "distnetctl.md", "## JSON"),
+                ("distributed/services/service/distnet_errors.h", "DistNetResult", "distnetctl.md",
+                 "## Result codes of the service"),
+                ("distributed/services/service/distnet_errors.h", "HotspotFailure", "errors.md", "## Failure codes in events"),
+                ("distributed/services/service/distnet_errors.h", "RemoteInfoFailure", "errors.md",
+                 "## Failure codes of capability items"),
+                ("distributed/services/service/i_distnet_service.h", "DistNetInterfaceCode", "ipc.md",
+                 "## Ability 1163: the service"),
+                ("host/i_distnet_host.h", "HostInterfaceCode", "ipc.md", "## Ability 1164: the daemon about itself"),
+                ("platform/ipc/ipc_types.h", "IpcStatus", "ipc.md",
+                 "Status 0 is success. Beside it a callee returns codes of its own (below), and the layer itself returns:")]:
+            with self.subTest(enumeration):
+                told = {row[0] for row in rows(page, heading)}
+                self.assertEqual(numbers(header, enumeration) - {"0"}, told - {"0"})
+        texts = re.findall(r'ROW\(\w+, "(.*?)"', (SOURCE / "client/code_text.cpp").read_text())
+        self.assertEqual(texts, [row[1] for row in rows("distnetctl.md", "## Result codes of the service")])
+
+    def test_every_event_with_its_parameters(self):
+        source = (SOURCE / "distributed/services/service/event_report.cpp").read_text()
+        keys = dict(re.findall(r'(KEY_\w+) = "(\w+)"', source))
+        written = {name: [keys[key] for key in re.findall(r"KEY_\w+", rest)]
+                   for name, rest in re.findall(r'"(NET_\w+)"(.*?);', source, re.S)}
+        self.assertEqual(written, {row[0]: re.findall(r"[A-Z_]+", row[3]) for row in rows("errors.md", "## System events")})
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])
