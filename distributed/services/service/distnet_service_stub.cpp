@@ -17,20 +17,26 @@ constexpr uint32_t RequestCode(DistNetInterfaceCode code)
     return static_cast<uint32_t>(code);
 }
 
-struct NetworkArguments {
+using StateOperation = int32_t (IDistNetService::*)(uint32_t& state);
+using NetworkOperation = int32_t (IDistNetService::*)(int32_t, int32_t, const std::string& networkId);
+
+int32_t AnswerState(IDistNetService& service, StateOperation operation, MessageParcel& reply)
+{
+    uint32_t state = 0;
+    const int32_t result = (service.*operation)(state);
+    return reply.WriteInt32(result) && reply.WriteUint32(state) ? DISTNET_SUCCESS : DISTNET_ERR_WRITE_REPLY;
+}
+
+int32_t AnswerNetwork(IDistNetService& service, NetworkOperation operation, MessageParcel& data, MessageParcel& reply)
+{
     int32_t first = 0;
     int32_t second = 0;
     std::string networkId;
-
-    bool Read(MessageParcel& data)
-    {
-        return data.ReadInt32(first) && data.ReadInt32(second) && data.ReadString(networkId);
+    if (!data.ReadInt32(first) || !data.ReadInt32(second) || !data.ReadString(networkId)) {
+        return DISTNET_ERR_READ_DATA;
     }
-};
-
-int32_t WriteResultAndState(MessageParcel& reply, int32_t result, uint32_t state)
-{
-    return reply.WriteInt32(result) && reply.WriteUint32(state) ? DISTNET_SUCCESS : DISTNET_ERR_WRITE_REPLY;
+    const int32_t result = (service.*operation)(first, second, networkId);
+    return reply.WriteInt32(result) ? DISTNET_SUCCESS : DISTNET_ERR_WRITE_REPLY;
 }
 
 bool WriteDevice(MessageParcel& reply, const DmDeviceInfo& device)
@@ -139,36 +145,22 @@ void DistNetServiceStub::RecordClient(uint32_t code)
 
 int32_t DistNetServiceStub::OnStartService(MessageParcel&, MessageParcel& reply)
 {
-    uint32_t state = 0;
-    const int32_t result = StartService(state);
-    return WriteResultAndState(reply, result, state);
+    return AnswerState(*this, &IDistNetService::StartService, reply);
 }
 
 int32_t DistNetServiceStub::OnReleaseService(MessageParcel&, MessageParcel& reply)
 {
-    uint32_t state = 0;
-    const int32_t result = ReleaseService(state);
-    return WriteResultAndState(reply, result, state);
+    return AnswerState(*this, &IDistNetService::ReleaseService, reply);
 }
 
 int32_t DistNetServiceStub::OnStartDistributedNetwork(MessageParcel& data, MessageParcel& reply)
 {
-    NetworkArguments arguments;
-    if (!arguments.Read(data)) {
-        return DISTNET_ERR_READ_DATA;
-    }
-    const int32_t result = StartDistributedNetwork(arguments.first, arguments.second, arguments.networkId);
-    return reply.WriteInt32(result) ? DISTNET_SUCCESS : DISTNET_ERR_WRITE_REPLY;
+    return AnswerNetwork(*this, &IDistNetService::StartDistributedNetwork, data, reply);
 }
 
 int32_t DistNetServiceStub::OnStopDistributedNetwork(MessageParcel& data, MessageParcel& reply)
 {
-    NetworkArguments arguments;
-    if (!arguments.Read(data)) {
-        return DISTNET_ERR_READ_DATA;
-    }
-    const int32_t result = StopDistributedNetwork(arguments.first, arguments.second, arguments.networkId);
-    return reply.WriteInt32(result) ? DISTNET_SUCCESS : DISTNET_ERR_WRITE_REPLY;
+    return AnswerNetwork(*this, &IDistNetService::StopDistributedNetwork, data, reply);
 }
 
 int32_t DistNetServiceStub::OngetAvailableDeviceList(MessageParcel&, MessageParcel& reply)
