@@ -38,8 +38,8 @@ Result<void> CheckIdentityFolder(const std::filesystem::path& folder)
         return Error{folder.string() + ": not a folder"};
     }
     if ((status.st_mode & OTHERS) != 0) {
-        return Error{folder.string() + ": other users can enter it; its keys may be known to them. If not: chmod 700 " +
-                     folder.string()};
+        return Error{folder.string() + ": other users can enter it; its keys may be known to them." + IF_NOT_KNOWN +
+                     "chmod 700 " + folder.string()};
     }
     return {};
 }
@@ -75,8 +75,8 @@ Result<PrivateKey> ReadKeyFile(const std::filesystem::path& file)
         return Error{file.string() + ": not a plain file" + RESTORE_OR_ENROL};
     }
     if ((status.st_mode & OTHERS) != 0) {
-        return Error{file.string() + ": other users can read this key; it may be known to them. If not: chmod 600 " +
-                     file.string()};
+        return Error{file.string() + ": other users can read this key; it may be known to them." + IF_NOT_KNOWN +
+                     "chmod 600 " + file.string()};
     }
     const auto text = ReadWholeFile(file, MAX_FILE_SIZE);
     if (!text) {

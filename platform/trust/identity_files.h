@@ -20,6 +20,8 @@ inline constexpr const char* ACCOUNT_KEY_FILE = "account.key";
 // False also when it cannot be known; what is then tried with the file says why.
 bool FileExists(const std::filesystem::path& file);
 
+// What a person does about a file that others could read, before the command that ends a message.
+inline constexpr const char* IF_NOT_KNOWN = " If not: ";
 // What a person does about a file of an identity that is damaged or missing, as the end of a message.
 inline constexpr const char* RESTORE_OR_ENROL = "; restore it, or move the folder away and enrol again";
 

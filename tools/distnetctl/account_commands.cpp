@@ -1,11 +1,9 @@
-#include <array>
-#include <chrono>
-#include <ctime>
 #include <utility>
 
 #include "platform/base/files.h"
 #include "platform/trust/account.h"
 #include "platform/trust/identity.h"
+#include "platform/trust/identity_checks.h"
 #include "tools/distnetctl/commands.h"
 #include "tools/distnetctl/json.h"
 
@@ -19,16 +17,6 @@ constexpr mode_t ENROLMENT_FILE_MODE = 0644;  // holds public keys only
 std::filesystem::path IdentityFolder(const GlobalOptions& options)
 {
     return options.stateDir / "identity";
-}
-
-std::string DateOf(std::chrono::system_clock::time_point time)
-{
-    const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
-    std::tm parts{};
-    gmtime_r(&seconds, &parts);
-    std::array<char, 16> text{};
-    (void)std::strftime(text.data(), text.size(), "%Y-%m-%d", &parts);
-    return text.data();
 }
 
 Json FileDetails(const std::filesystem::path& file)
@@ -73,7 +61,7 @@ int RunAccountShow(const GlobalOptions& options, Output& output)
         output.Line(Column("account", 14) + "none: this device is not enrolled");
         return output.Finish(Done("", std::move(details)));
     }
-    const std::string expiry = DateOf(identity.CertificateExpiry());
+    const std::string expiry = Trust::DateOf(identity.CertificateExpiry());
     cJSON_AddStringToObject(details.get(), "valid_until", expiry.c_str());
     output.Line(Column("account", 14) + "\"" + identity.accountName + "\"" +
                 (identity.holdsAccountKey ? ", whose key this device holds" : ""));

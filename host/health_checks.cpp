@@ -1,0 +1,246 @@
+#include "host/health_checks.h"
+
+#include <cjson/cJSON.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <memory>
+
+#include "backends/simulated/device_state.h"
+#include "host/socket_rights.h"
+#include "platform/ability/ability_ids.h"
+#include "platform/access/policy.h"
+#include "platform/base/version.h"
+#include "platform/trust/identity_checks.h"
+#include "platform/wifi/wifi_device.h"
+#include "platform/wifi/wifi_hotspot.h"
+
+namespace Vexo::Host {
+namespace {
+
+using namespace QuviewDFX;
+using std::chrono::milliseconds;
+
+constexpr const char* RESTART = "Restart the daemon: systemctl restart distnet";
+
+// "800 ms", "12 s", "5 min", "3 h".
+std::string About(milliseconds time)
+{
+    using namespace std::chrono;
+    if (time < 1s) {
+        return std::to_string(time.count()) + " ms";
+    }
+    if (time < 2min) {
+        return std::to_string(duration_cast<seconds>(time).count()) + " s";
+    }
+    return time < 2h ? std::to_string(duration_cast<minutes>(time).count()) + " min"
+                     : std::to_string(duration_cast<hours>(time).count()) + " h";
+}
+
+// The identity on the disk may be newer than the one that the daemon started with.
+void CheckTrust(const HealthFacts& facts, std::vector<HealthCheck>& checks)
+{
+    Trust::IdentityChecks found = Trust::CheckIdentity(facts.configuration.stateDir / "identity", facts.now);
+    if (!found.networkId.empty() && found.networkId != facts.networkId) {
+        found.identity = Unhealthy("identity", "replaced since the daemon started", RESTART);
+    }
+    if (found.account.good.value_or(false)) {
+        if (facts.devices) {
+            const size_t others = facts.devices->size();
+            found.account.message +=
+                " with " + std::to_string(others) + (others == 1 ? " other device met" : " other devices met");
+        } else {
+            found.account =
+                Unhealthy("account", found.account.message + ": enrolled since the daemon started", RESTART);
+        }
+    }
+    // Not compared, because that is for those who know peers: the one whose clock differs most decides.
+    std::optional<SoftBus::Node> farthest;
+    for (const SoftBus::Node& node : facts.devices.value_or(std::vector<SoftBus::Node>{})) {
+        if (node.online && node.clockAhead && (!farthest || abs(*node.clockAhead) > abs(*farthest->clockAhead))) {
+            farthest = node;
+        }
+    }
+    if (farthest && !found.clock.good) {
+        const milliseconds ahead = *farthest->clockAhead;
+        found.clock = Healthy("clock", "within " + About(std::max<milliseconds>(abs(ahead), std::chrono::seconds(1))) +
+                                           " of " + farthest->deviceName);
+        if (abs(ahead) > CLOCK_TOLERANCE) {
+            found.clock = Unhealthy(
+                "clock",
+                About(abs(ahead)) + (ahead.count() > 0 ? " behind " : " ahead of ") + farthest->deviceName + "'s",
+                "Set the one that is wrong: timedatectl set-ntp true");
+        }
+    }
+    checks.insert(checks.end(), {std::move(found.identity), std::move(found.account), std::move(found.clock)});
+}
+
+// Null when the file cannot be used.
+std::optional<Security::AccessPolicy> CheckPolicy(const std::filesystem::path& file, std::vector<HealthCheck>& checks)
+{
+    if (file.empty()) {
+        checks.push_back(Healthy("policy", "the shipped one: root and group netdev; it lets this user in"));
+        return Security::AccessPolicy::ShippedDefault();
+    }
+    Result<Security::AccessPolicy> policy = Security::AccessPolicy::Load(file);
+    if (!policy) {
+        checks.push_back(Unhealthy("policy", policy.Message() + "; from the next start it lets only root in",
+                                   "Mend it, then restart the daemon: systemctl restart distnet"));
+        return std::nullopt;
+    }
+    struct stat status {};
+    if (::stat(file.c_str(), &status) == 0 && (status.st_mode & S_IWOTH) != 0) {
+        checks.push_back(Unhealthy("policy", file.string() + " can be changed by every user",
+                                   "Close it: chmod o-w " + file.string()));
+    } else {
+        const size_t entries = policy.Value().entries.size();
+        checks.push_back(Healthy("policy", file.string() + ", " + std::to_string(entries) +
+                                               (entries == 1 ? " entry" : " entries") + "; it lets this user in"));
+    }
+    return std::move(policy.Value());
+}
+
+void CheckDaemon(const HealthFacts& facts, std::vector<HealthCheck>& checks)
+{
+    if (!facts.serviceRuns && ::access(facts.serviceLibrary.c_str(), R_OK) != 0) {
+        checks.push_back(Unhealthy(
+            "daemon", "the service cannot start: " + facts.serviceLibrary.string() + ": " + std::strerror(errno),
+            "Install it there, or name it with service.library in the daemon's configuration"));
+        return;
+    }
+    checks.push_back(Healthy("daemon", std::string(DistNetVersion()) + ", " + std::to_string(facts.abilities) +
+                                           " abilities present, service " +
+                                           (facts.serviceRuns ? "running" : "stopped (starts on demand)")));
+}
+
+void CheckPeers(const HealthFacts& facts, std::vector<HealthCheck>& checks)
+{
+    if (!facts.devices) {
+        checks.push_back(NotChecked("peers", "not checked: needs an account"));
+        return;
+    }
+    if (facts.devices->empty()) {
+        checks.push_back(Unhealthy("peers", "no device of the account has been met since the daemon started",
+                                   "See that one runs, and that softbus.peers or softbus.announce_dir of the "
+                                   "configuration lead to it"));
+        return;
+    }
+    const bool any = std::any_of(facts.devices->begin(), facts.devices->end(),
+                                 [](const SoftBus::Node& node) { return node.online; });
+    for (const SoftBus::Node& node : *facts.devices) {
+        const milliseconds away =
+            std::chrono::duration_cast<milliseconds>(facts.now.time_since_epoch()) - milliseconds(node.lastSeenMs);
+        const std::string gone =
+            node.deviceName + " is away, last seen " + About(std::max(away, milliseconds(0))) + " ago";
+        if (node.online) {
+            checks.push_back(Healthy("peer", node.deviceName + " is reachable"));
+        } else if (any) {
+            checks.push_back(NotChecked("peer", gone));
+        } else {
+            checks.push_back(
+                Unhealthy("peer", gone, "See that it is switched on and in reach; there: distnetctl doctor"));
+        }
+    }
+}
+
+// How to switch a key of a simulated device.
+std::string SimSet(const HealthFacts& facts, const std::string& assignment)
+{
+    return "distnetctl sim set --state " + facts.configuration.stateDir.string() + " " + assignment;
+}
+
+// The calls of one kind ("hotspot") that the simulated device is told to fail; fine when there is none.
+std::optional<HealthCheck> FaultOf(const HealthFacts& facts, const Simulated::DeviceState& state,
+                                   const std::string& check, const std::string& kind)
+{
+    for (const Simulated::DeviceStateEntry& entry : Simulated::DescribeDeviceState(state)) {
+        const bool fails = !entry.isDefault && !entry.key.ends_with(".delay_ms");
+        if (fails && entry.key.starts_with("faults." + kind + ".")) {
+            const std::string healthy = entry.key.ends_with(".code") ? "=0" : "=off";
+            return Unhealthy(check, "it is told to fail: " + entry.key + "=" + entry.value,
+                             "Take the fault away: " + SimSet(facts, entry.key + healthy));
+        }
+    }
+    return std::nullopt;
+}
+
+HealthCheck CheckRadio(const HealthFacts& facts, const Result<Simulated::DeviceState>& state)
+{
+    if (!state) {
+        return Unhealthy("radio", state.Message(),
+                         "Mend it, or start anew with the defaults: rm " +
+                             (facts.configuration.stateDir / Simulated::DEVICE_STATE_FILE).string() +
+                             ", then restart the daemon");
+    }
+    const auto wifi = Wifi::WifiDevice::GetInstance(WIFI_DEVICE_SYS_ABILITY_ID);
+    if (!wifi) {
+        return Unhealthy("radio", "this device has no Wi-Fi",
+                         "Give it some: " + SimSet(facts, "wifi.station_present=on"));
+    }
+    if (!state.Value().wifiEnabled) {
+        return Unhealthy("radio", "Wi-Fi is switched off", "Switch it on: " + SimSet(facts, "wifi.enabled=on"));
+    }
+    const Wifi::WifiLinkInfo info = wifi->GetLinkInfo();
+    const bool connected = info.state == Wifi::WifiLinkState::CONNECTED;
+    return FaultOf(facts, state.Value(), "radio", "wifi")
+        .value_or(Healthy("radio", connected ? "Wi-Fi is on, connected to \"" + info.ssid + "\"" : "Wi-Fi is on"));
+}
+
+HealthCheck CheckHotspot(const HealthFacts& facts, const Simulated::DeviceState& state)
+{
+    const auto hotspot = Wifi::WifiHotspot::GetInstance(WIFI_HOTSPOT_SYS_ABILITY_ID);
+    if (!hotspot) {
+        return Unhealthy("hotspot", "this device's Wi-Fi cannot be a hotspot",
+                         "Let it: " + SimSet(facts, "wifi.hotspot_present=on"));
+    }
+    if (auto fault = FaultOf(facts, state, "hotspot", "hotspot")) {
+        return *std::move(fault);
+    }
+    Wifi::HotspotConfig config;
+    bool active = false;
+    int32_t code = hotspot->GetHotspotConfig(config);
+    code = code != Wifi::WIFI_OK ? code : hotspot->IsHotspotActive(active);
+    if (code != Wifi::WIFI_OK) {
+        return Unhealthy("hotspot", "the radio does not tell how it stands (code " + std::to_string(code) + ")",
+                         "See the daemon's log: journalctl -u distnet");
+    }
+    return Healthy("hotspot", "\"" + config.GetSsid() + "\" " + (active ? "is open" : "can be opened"));
+}
+
+}  // namespace
+
+std::vector<HealthCheck> CheckHealth(const HealthFacts& facts)
+{
+    std::vector<HealthCheck> checks;
+    CheckTrust(facts, checks);
+    const auto policy = CheckPolicy(facts.configuration.accessPolicy, checks);
+    CheckDaemon(facts, checks);
+    checks.push_back(CheckSocket(facts.configuration, policy.value_or(Security::AccessPolicy::RootOnly())));
+    CheckPeers(facts, checks);
+    const auto state = Simulated::LoadDeviceState(facts.configuration.stateDir);
+    checks.push_back(CheckRadio(facts, state));
+    checks.push_back(checks.back().good.value_or(false) ? CheckHotspot(facts, state.Value())
+                                                        : NotChecked("hotspot", "not checked: needs the radio"));
+    return checks;
+}
+
+std::string HealthJson(const std::vector<HealthCheck>& checks)
+{
+    const std::unique_ptr<cJSON, decltype(&cJSON_Delete)> object(cJSON_CreateObject(), &cJSON_Delete);
+    cJSON* array = cJSON_AddArrayToObject(object.get(), "checks");
+    for (const HealthCheck& check : checks) {
+        cJSON* item = cJSON_CreateObject();
+        cJSON_AddStringToObject(item, "name", check.name.c_str());
+        cJSON_AddItemToObject(item, "ok", check.good ? cJSON_CreateBool(*check.good ? 1 : 0) : cJSON_CreateNull());
+        cJSON_AddStringToObject(item, "message", check.message.c_str());
+        cJSON_AddStringToObject(item, "advice", check.advice.c_str());
+        cJSON_AddItemToArray(array, item);
+    }
+    const std::unique_ptr<char, decltype(&cJSON_free)> text(cJSON_PrintUnformatted(object.get()), &cJSON_free);
+    return text ? text.get() : "{}";
+}
+
+}  // namespace Vexo::Host

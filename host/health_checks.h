@@ -1,0 +1,38 @@
+// What the daemon finds when `distnetctl doctor` asks how it is: identity, account, clock, policy, daemon, socket,
+// peers, radio, hotspot, in that order. It looks at files and at the registry each time, changes nothing and never
+// loads the service. Blocks on the disk and on the radio (10 s when that does not answer). Any thread.
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "host/configuration.h"
+#include "platform/dfx/health_check.h"
+#include "platform/softbus/softbus_service.h"
+
+namespace Vexo::Host {
+
+// Clocks of two devices that are further apart are called wrong.
+inline constexpr std::chrono::seconds CLOCK_TOLERANCE{60};
+
+struct HealthFacts {
+    Configuration configuration;
+    std::string networkId;                              // of the identity that the daemon started with
+    std::optional<std::vector<SoftBus::Node>> devices;  // met since start; none: the daemon runs without a link
+    size_t abilities = 0;                               // present now
+    bool serviceRuns = false;
+    std::filesystem::path serviceLibrary;
+    std::chrono::system_clock::time_point now = std::chrono::system_clock::now();
+};
+
+std::vector<QuviewDFX::HealthCheck> CheckHealth(const HealthFacts& facts);
+
+// {"checks": [{"name", "ok", "message", "advice"}, …]}
+std::string HealthJson(const std::vector<QuviewDFX::HealthCheck>& checks);
+
+}  // namespace Vexo::Host

@@ -1,0 +1,117 @@
+#include "host/socket_rights.h"
+
+#include <grp.h>
+#include <pwd.h>
+#include <sys/stat.h>
+
+#include <array>
+#include <cstdio>
+#include <string>
+
+namespace Vexo::Host {
+namespace {
+
+using namespace QuviewDFX;
+
+constexpr mode_t ALL_RIGHTS = 07777;
+
+// Who, beside root, can open the socket.
+struct Reach {
+    bool everyone = true;
+    bool group = true;  // the socket's group
+    std::string owner;
+    std::string groupName;
+};
+
+std::string OctalOf(mode_t mode)
+{
+    std::array<char, 8> text{};
+    std::snprintf(text.data(), text.size(), "%04o", static_cast<unsigned>(mode & ALL_RIGHTS));
+    return text.data();
+}
+
+// The name, or the number of one that the machine does not know.
+std::string UserName(uid_t user)
+{
+    passwd record{};
+    std::array<char, 4096> buffer{};
+    passwd* found = nullptr;
+    (void)::getpwuid_r(user, &record, buffer.data(), buffer.size(), &found);
+    return found != nullptr ? record.pw_name : std::to_string(user);
+}
+
+std::string GroupName(gid_t number)
+{
+    group record{};
+    std::array<char, 4096> buffer{};
+    group* found = nullptr;
+    (void)::getgrgid_r(number, &record, buffer.data(), buffer.size(), &found);
+    return found != nullptr ? record.gr_name : std::to_string(number);
+}
+
+// Connecting needs the right to write to the socket and to search each folder above it (unix(7)).
+Reach ReachOf(const std::filesystem::path& socket, const struct stat& status)
+{
+    Reach reach{(status.st_mode & S_IWOTH) != 0, (status.st_mode & S_IWGRP) != 0, UserName(status.st_uid),
+                GroupName(status.st_gid)};
+    const std::filesystem::path absolute = std::filesystem::absolute(socket);
+    for (std::filesystem::path folder = absolute.parent_path();; folder = folder.parent_path()) {
+        struct stat above {};
+        if (::stat(folder.c_str(), &above) == 0) {
+            const bool open = (above.st_mode & S_IXOTH) != 0;
+            reach.everyone = reach.everyone && open;
+            reach.group = reach.group && (above.st_gid == status.st_gid ? (above.st_mode & S_IXGRP) != 0 : open);
+        }
+        if (folder == folder.parent_path()) {
+            return reach;
+        }
+    }
+}
+
+// The first user or group of the policy that is let in but cannot come; empty when there is none.
+std::string ShutOut(const Security::AccessPolicy& policy, const Reach& reach)
+{
+    for (const Security::PolicyEntry& entry : policy.entries) {
+        const bool isRoot = entry.user == "root" || entry.user == "0" || entry.user == reach.owner;
+        const bool inGroup = !entry.group.empty() && entry.group == reach.groupName && reach.group;
+        if (entry.tokenType != Security::TOKEN_SHELL && !reach.everyone && !isRoot && !inGroup) {
+            return entry.user.empty() ? "group " + entry.group : "user " + entry.user;
+        }
+    }
+    return "";
+}
+
+std::string WhoCan(const Reach& reach)
+{
+    if (reach.everyone) {
+        return "every user may connect, the policy decides";
+    }
+    std::string who = reach.owner == "root" ? "root" : "root and " + reach.owner;
+    return "only " + who + (reach.group ? " and group " + reach.groupName : "") + " can connect";
+}
+
+}  // namespace
+
+HealthCheck CheckSocket(const Configuration& configuration, const Security::AccessPolicy& policy)
+{
+    const std::string path = configuration.ipcSocket.string();
+    struct stat status {};
+    if (::stat(path.c_str(), &status) != 0 || !S_ISSOCK(status.st_mode)) {
+        return Unhealthy("socket", path + " is no longer there", "Restart the daemon: systemctl restart distnet");
+    }
+    const mode_t wanted = configuration.ipcSocketMode;
+    if ((status.st_mode & ALL_RIGHTS) != wanted) {
+        return Unhealthy("socket",
+                         path + " has mode " + OctalOf(status.st_mode) + ", but ipc.socket_mode is " + OctalOf(wanted),
+                         "Set it back: chmod " + OctalOf(wanted) + " " + path);
+    }
+    const Reach reach = ReachOf(configuration.ipcSocket, status);
+    const std::string out = configuration.accessPolicy.empty() ? "" : ShutOut(policy, reach);
+    if (!out.empty()) {
+        return Unhealthy("socket", "the policy lets " + out + " in, but " + WhoCan(reach) + " to " + path,
+                         "Set ipc.socket_mode to \"0666\", and ipc.socket to a path in a folder that they can enter");
+    }
+    return Healthy("socket", path + " (" + OctalOf(status.st_mode) + "): " + WhoCan(reach));
+}
+
+}  // namespace Vexo::Host

@@ -1,0 +1,119 @@
+#include "platform/trust/identity_checks.h"
+
+#include <openssl/x509.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <ctime>
+
+#include "platform/trust/identity.h"
+#include "platform/trust/identity_files.h"
+
+namespace Vexo::Trust {
+
+namespace {
+
+using namespace QuviewDFX;
+using TimePoint = std::chrono::system_clock::time_point;
+
+constexpr std::chrono::hours EXPIRES_SOON{24 * 30};
+
+TimePoint TimeOf(const ASN1_TIME* time)
+{
+    std::tm parts{};
+    ASN1_TIME_to_tm(time, &parts);
+    return std::chrono::system_clock::from_time_t(timegm(&parts));
+}
+
+std::string EnrolAgain(const std::filesystem::path& folder)
+{
+    return "Restore it, or enrol again: mv " + folder.string() + " " + folder.string() +
+           ".old; distnetctl account request device.csr --state " + folder.parent_path().string();
+}
+
+// What LoadIdentity says is wrong, its words on what to do about it taken off the end.
+HealthCheck Damaged(const std::filesystem::path& folder, std::string message)
+{
+    if (message.ends_with(RESTORE_OR_ENROL)) {
+        message.erase(message.rfind(RESTORE_OR_ENROL));
+    } else if (const size_t at = message.rfind(IF_NOT_KNOWN); at != std::string::npos) {
+        const std::string command = message.substr(at + std::string(IF_NOT_KNOWN).size());
+        message.erase(at);
+        return Unhealthy("identity", message, "If nobody has read it: " + command);
+    }
+    return Unhealthy("identity", message, EnrolAgain(folder));
+}
+
+IdentityChecks Without(HealthCheck identity)
+{
+    return {std::move(identity), NotChecked("account", "not checked: needs the identity"),
+            NotChecked("clock", "not checked: needs the identity's certificate"), ""};
+}
+
+void CheckEnrolled(const std::filesystem::path& folder, const Identity& identity, TimePoint now, IdentityChecks& checks)
+{
+    const TimePoint start = std::max(TimeOf(X509_get0_notBefore(identity.certificate.get())),
+                                     TimeOf(X509_get0_notBefore(identity.accountCertificate.get())));
+    const TimePoint end =
+        std::min(identity.CertificateExpiry(), TimeOf(X509_get0_notAfter(identity.accountCertificate.get())));
+    const std::string until = "device key, certificate valid until " + DateOf(end);
+    checks.account = Healthy("account", "\"" + identity.accountName + "\"");
+    checks.clock = NotChecked("clock", "within the certificate's validity; not compared: no peer is reachable");
+    if (now >= end) {
+        checks.identity = Unhealthy("identity", "the certificate expired on " + DateOf(end), EnrolAgain(folder));
+        checks.clock = NotChecked("clock", "not checked: the certificate has expired by it");
+        return;
+    }
+    checks.identity = Healthy("identity", end - now < EXPIRES_SOON ? until + ": enrol again before then" : until);
+    if (now <= start) {
+        checks.clock =
+            Unhealthy("clock", "it is " + DateOf(now) + " by it, but the certificate is valid from " + DateOf(start),
+                      "Set it: timedatectl set-ntp true");
+    }
+}
+
+}  // namespace
+
+IdentityChecks CheckIdentity(const std::filesystem::path& folder, TimePoint now)
+{
+    if (::access(folder.c_str(), R_OK | X_OK) != 0 && (errno == EACCES || errno == ENOENT)) {
+        return Without(errno == EACCES
+                           ? NotChecked("identity", "not checked: this user may not read " + folder.string(),
+                                        "Ask as root: sudo distnetctl doctor")
+                           : Unhealthy("identity", "there is none in " + folder.string(),
+                                       "Name the device's state folder with --state DIR, or make one: "
+                                       "distnetctl account create NAME --state DIR"));
+    }
+    Result<Identity> loaded = LoadIdentity(folder);
+    if (!loaded) {
+        return Without(Damaged(folder, loaded.Message()));
+    }
+    const Identity& identity = loaded.Value();
+    IdentityChecks checks;
+    checks.networkId = identity.networkId;
+    if (identity.Enrolled()) {
+        CheckEnrolled(folder, identity, now, checks);
+        return checks;
+    }
+    const std::string state = " --state " + folder.parent_path().string();
+    checks.identity = Healthy("identity", "device key, no certificate yet");
+    checks.account = Unhealthy(
+        "account", "none: this device is not enrolled",
+        "Make one: distnetctl account create NAME" + state + "; or join one: distnetctl account request FILE" + state);
+    checks.clock = NotChecked("clock", "not checked: needs the identity's certificate");
+    return checks;
+}
+
+std::string DateOf(TimePoint time)
+{
+    const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
+    std::tm parts{};
+    gmtime_r(&seconds, &parts);
+    std::array<char, 16> text{};
+    (void)std::strftime(text.data(), text.size(), "%Y-%m-%d", &parts);
+    return text.data();
+}
+
+}  // namespace Vexo::Trust
