@@ -223,6 +223,33 @@ CallResult DistNetClient::GetDevices(std::string& json)
     return impl_->Text(HostInterfaceCode::GET_DEVICES, Impl::WriteNothing, json);
 }
 
+CallResult DistNetClient::GetEvents(uint64_t cursor, std::chrono::milliseconds wait, std::string& json)
+{
+    return impl_->Text(
+        HostInterfaceCode::GET_EVENTS,
+        [&](MessageParcel& data) {
+            return data.WriteUint64(cursor) && data.WriteUint32(static_cast<uint32_t>(wait.count()));
+        },
+        json, wait);
+}
+
+CallResult DistNetClient::StartTrace(std::chrono::milliseconds limit, bool detached, std::string& json)
+{
+    return impl_->Text(
+        HostInterfaceCode::START_TRACE,
+        [&](MessageParcel& data) {
+            return data.WriteUint32(static_cast<uint32_t>(limit.count())) && data.WriteBool(detached);
+        },
+        json);
+}
+
+CallResult DistNetClient::StopTrace(uint32_t recording, uint64_t offset, std::string& json)
+{
+    return impl_->Text(
+        HostInterfaceCode::STOP_TRACE,
+        [&](MessageParcel& data) { return data.WriteUint32(recording) && data.WriteUint64(offset); }, json);
+}
+
 CallResult DistNetClient::WaitForWifi(uint32_t attempt, int32_t state, std::chrono::milliseconds wait,
                                       std::string& json)
 {

@@ -69,6 +69,12 @@ public:
     CallResult GetStatus(std::string& json);
     CallResult GetCounts(std::string& json);
     CallResult GetDevices(std::string& json);
+    // Events that follow the cursor (0: the oldest), and the next cursor. Returns when there are some, or after wait.
+    CallResult GetEvents(uint64_t cursor, std::chrono::milliseconds wait, std::string& json);
+    // Records the daemon's spans, for limit at the longest. A detached recording is meant to outlive this program.
+    CallResult StartTrace(std::chrono::milliseconds limit, bool detached, std::string& json);
+    // Stops a recording (0: the oldest detached one) and returns its trace from offset on, in pieces.
+    CallResult StopTrace(uint32_t recording, uint64_t offset, std::string& json);
     // Returns when this device's Wi-Fi differs from (attempt, state) or after wait, whichever is first.
     CallResult WaitForWifi(uint32_t attempt, int32_t state, std::chrono::milliseconds wait, std::string& json);
 

@@ -30,6 +30,8 @@ struct Configuration {
     std::filesystem::path serviceLibrary;  // "service.library": default: beside the program or in ../lib
     QuviewDFX::LogLevel logLevel = QuviewDFX::LogLevel::INFO;  // "log.level": "debug", "info", "warning", "error"
     std::filesystem::path eventsFile;                          // "events.file": default STATE_DIR/events.jsonl
+    uint64_t eventsMaxBytes = 1024 * 1024;                     // "events.max_bytes": of each file
+    uint32_t eventsFiles = 4;                                  // "events.files": the current one included
 };
 
 // Every fault of the file, one message each ("distnetd.json: softbus.port: 70000 is out of range (0 to 65535; …)");

@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "host/named_values.h"
+#include "platform/dfx/event_file.h"
 
 namespace Vexo::Host {
 namespace {
@@ -139,7 +140,8 @@ std::string ApplyListen(const cJSON& value, const fs::path&, Configuration& out)
     return {};
 }
 
-std::string ApplyPort(const cJSON& value, const fs::path&, Configuration& out)
+template <auto member, uint64_t least, uint64_t most>
+std::string ApplyNumber(const cJSON& value, const fs::path&, Configuration& out)
 {
     if (!cJSON_IsNumber(&value)) {
         return "is not a number";
@@ -147,10 +149,10 @@ std::string ApplyPort(const cJSON& value, const fs::path&, Configuration& out)
     if (std::trunc(value.valuedouble) != value.valuedouble) {
         return "is not a whole number";
     }
-    if (value.valuedouble < 0 || value.valuedouble > UINT16_MAX) {
+    if (value.valuedouble < static_cast<double>(least) || value.valuedouble > static_cast<double>(most)) {
         return "is out of range";
     }
-    out.softbusPort = static_cast<uint16_t>(value.valuedouble);
+    out.*member = static_cast<std::remove_reference_t<decltype(out.*member)>>(value.valuedouble);
     return {};
 }
 
@@ -234,7 +236,7 @@ const std::vector<KeyRule>& KeyRules()
         {{"softbus.listen", "an IPv4 or IPv6 address", "\"127.0.0.1\"", "the address where peers reach this device"},
          ApplyListen},
         {{"softbus.port", "0 to 65535; 0 picks a free port", "0", "the TCP port where peers reach this device"},
-         ApplyPort},
+         ApplyNumber<&Configuration::softbusPort, 0, UINT16_MAX>},
         {{"softbus.peers", "a list of \"HOST:PORT\", port 1 to 65535, IPv6 in brackets", "[]",
           "where to look for devices of the account"},
          ApplyPeers},
@@ -256,6 +258,11 @@ const std::vector<KeyRule>& KeyRules()
          ApplyLogLevel},
         {{"events.file", "a path", "STATE_DIR/events.jsonl", "system events, one JSON object a line"},
          ApplyPathTo<&Configuration::eventsFile>},
+        {{"events.max_bytes", "65536 to 1073741824", "1048576",
+          "the size at which the events file is renamed to FILE.1, and FILE.1 to FILE.2"},
+         ApplyNumber<&Configuration::eventsMaxBytes, 65'536, 1'073'741'824>},
+        {{"events.files", "1 to 100", "4", "how many of these files there are at most"},
+         ApplyNumber<&Configuration::eventsFiles, 1, QuviewDFX::MAX_EVENT_FILES>},
     };
     return rules;
 }

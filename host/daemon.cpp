@@ -8,6 +8,7 @@
 #include "platform/base/version.h"
 #include "platform/config_policy/config_policy.h"
 #include "platform/device_manager/device_manager_server.h"
+#include "platform/dfx/journal.h"
 #include "platform/dfx/sinks.h"
 #include "platform/ipc/ipc_skeleton.h"
 
@@ -49,7 +50,9 @@ std::string ListenAddress(const Configuration& configuration)
 }  // namespace
 
 Daemon::Daemon(const Configuration& configuration)
-    : configuration_(configuration), library_(FindServiceLibrary(configuration.serviceLibrary))
+    : configuration_(configuration),
+      library_(FindServiceLibrary(configuration.serviceLibrary)),
+      traces_(std::make_shared<QuviewDFX::TraceRecorder>("distnetd " + configuration.deviceName))
 {
 }
 
@@ -60,7 +63,7 @@ Result<std::unique_ptr<Daemon>> Daemon::Start(const Configuration& configuration
         Quoted(configuration.deviceName) + ", state in " + configuration.stateDir.string());
     Result<void> done = daemon->PrepareFolders();
     if (done) {
-        done = daemon->PrepareRecords();
+        done = daemon->PrepareRecords(say);
     }
     if (done) {
         daemon->InstallAccess(say);
@@ -99,15 +102,35 @@ Result<void> Daemon::PrepareFolders()
     return {};
 }
 
-Result<void> Daemon::PrepareRecords()
+bool Daemon::UseJournal(const Say& say)
 {
-    QuviewDFX::SetLogSink(QuviewDFX::MakeStderrLogSink());
+    if (!QuviewDFX::IsStderrTheJournal()) {
+        return false;
+    }
+    auto log = QuviewDFX::MakeJournalLogSink();
+    auto events = QuviewDFX::MakeJournalSysEventSink();
+    if (!log || !events) {
+        say(log ? events.Message() : log.Message());
+        return false;
+    }
+    QuviewDFX::SetLogSink(log.Value());
+    QuviewDFX::SetSysEventSink(QuviewDFX::MakeTeeSysEventSink({events_, events.Value()}));
+    return true;
+}
+
+Result<void> Daemon::PrepareRecords(const Say& say)
+{
     QuviewDFX::SetLogLevel(configuration_.logLevel);
-    auto events = QuviewDFX::MakeJsonLinesSysEventSink(configuration_.eventsFile);
+    auto events = QuviewDFX::EventFile::Open(
+        {configuration_.eventsFile, configuration_.eventsMaxBytes, configuration_.eventsFiles});
     if (!events) {
         return events.TakeError();
     }
-    QuviewDFX::SetSysEventSink(std::move(events.Value()));
+    events_ = std::move(events.Value());
+    if (!UseJournal(say)) {
+        QuviewDFX::SetLogSink(QuviewDFX::MakeStderrLogSink());
+        QuviewDFX::SetSysEventSink(events_);
+    }
     Result<Trust::Identity> identity = Trust::LoadOrCreateIdentity(configuration_.stateDir / IDENTITY_FOLDER);
     if (!identity) {
         return identity.TakeError();
@@ -206,6 +229,8 @@ void Daemon::PublishHost()
         const Ipc::IpcServer* server = counted_.load();
         return server != nullptr ? server->Counts() : Ipc::IpcServerCounts{};
     };
+    facts.events = events_;
+    facts.traces = traces_;
     abilities_->AddSystemAbility(DISTNET_HOST_ABILITY_ID, MakeSptr<DistNetHost>(std::move(facts))->AsObject());
 }
 

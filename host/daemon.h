@@ -20,6 +20,8 @@
 #include "platform/base/result.h"
 #include "platform/collaboration/collaboration_server.h"
 #include "platform/device_manager/device_manager_server.h"
+#include "platform/dfx/event_file.h"
+#include "platform/dfx/trace_recorder.h"
 #include "platform/ipc/ipc_server.h"
 #include "platform/softbus/softbus_server.h"
 #include "platform/trust/identity.h"
@@ -47,7 +49,9 @@ private:
     explicit Daemon(const Configuration& configuration);
 
     Result<void> PrepareFolders();
-    Result<void> PrepareRecords();
+    Result<void> PrepareRecords(const Say& say);
+    // True when the journal takes the log lines; then events go there too.
+    bool UseJournal(const Say& say);
     void InstallAccess(const Say& say);
     void InstallAbilities();
     Result<void> StartDevice();
@@ -60,6 +64,8 @@ private:
     const std::shared_ptr<IdleMemory> memory_ = IdleMemory::Make();
     ServiceLibrary library_;
     std::unique_ptr<StateFolder> folder_;
+    std::shared_ptr<QuviewDFX::EventFile> events_;
+    const std::shared_ptr<QuviewDFX::TraceRecorder> traces_;
     Trust::Identity identity_;
     sptr<SystemAbilityManager> abilities_;
     std::unique_ptr<ServiceClients> clients_;

@@ -1,6 +1,6 @@
 // DistNetHost: what the daemon says about itself (ability 1164), as JSON (docs/ipc.md). It asks the registry and the
-// platform each time and never loads the service. Called on IPC workers, several at once; WaitForWifi blocks until its
-// limit, the others do not.
+// platform each time and never loads the service. Called on IPC workers, several at once; WaitForWifi and GetEvents block
+// until their limit, the others do not.
 #pragma once
 
 #include <chrono>
@@ -10,6 +10,8 @@
 #include "host/configuration.h"
 #include "host/distnet_host_stub.h"
 #include "platform/ability/system_ability_manager.h"
+#include "platform/dfx/event_file.h"
+#include "platform/dfx/trace_recorder.h"
 #include "platform/ipc/ipc_server.h"
 #include "platform/softbus/softbus_server.h"
 
@@ -23,6 +25,8 @@ struct HostFacts {
     sptr<SystemAbilityManager> abilities;
     sptr<SoftBus::SoftBusServer> softBus;  // null before enrolment
     std::function<Ipc::IpcServerCounts()> ipcCounts;
+    std::shared_ptr<QuviewDFX::EventFile> events;
+    std::shared_ptr<QuviewDFX::TraceRecorder> traces;
 };
 
 class DistNetHost : public DistNetHostStub {
@@ -33,6 +37,9 @@ public:
     int32_t WaitForWifi(uint32_t attempt, int32_t state, uint32_t limitMs, std::string& json) override;
     int32_t GetCounts(std::string& json) override;
     int32_t GetDevices(std::string& json) override;
+    int32_t GetEvents(uint64_t cursor, uint32_t limitMs, std::string& json) override;
+    int32_t StartTrace(uint32_t limitMs, bool detached, std::string& json) override;
+    int32_t StopTrace(uint32_t recording, uint64_t offset, std::string& json) override;
 
 private:
     const HostFacts facts_;

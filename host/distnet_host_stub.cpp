@@ -9,12 +9,12 @@ namespace {
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Host"};
 constexpr const char* REQUIRED_PERMISSION = "vexo.permission.CONNECTIVITY_INTERNAL";
-constexpr uint32_t MAX_WIFI_WAIT_MS = 60'000;
+constexpr uint32_t MAX_WAIT_MS = 60'000;
 
 bool IsKnown(uint32_t code)
 {
     return code >= static_cast<uint32_t>(HostInterfaceCode::GET_STATUS) &&
-           code <= static_cast<uint32_t>(HostInterfaceCode::GET_DEVICES);
+           code <= static_cast<uint32_t>(HostInterfaceCode::STOP_TRACE);
 }
 
 // A native caller holds every permission; an application must be of a system level and have been granted it.
@@ -75,17 +75,52 @@ int32_t DistNetHostStub::Run(HostInterfaceCode code, MessageParcel& data, std::s
             return GetCounts(json);
         case HostInterfaceCode::GET_DEVICES:
             return GetDevices(json);
+        case HostInterfaceCode::GET_EVENTS:
+            return RunGetEvents(data, json);
+        case HostInterfaceCode::START_TRACE:
+            return RunStartTrace(data, json);
+        case HostInterfaceCode::STOP_TRACE:
+            return RunStopTrace(data, json);
         case HostInterfaceCode::WAIT_FOR_WIFI:
-            break;
+            return RunWaitForWifi(data, json);
     }
+    return HOST_BAD_REQUEST;
+}
+
+int32_t DistNetHostStub::RunWaitForWifi(MessageParcel& data, std::string& json)
+{
     uint32_t attempt = 0;
     int32_t state = 0;
     uint32_t limitMs = 0;
     if (!data.ReadUint32(attempt) || !data.ReadInt32(state) || !data.ReadUint32(limitMs) ||
-        limitMs > MAX_WIFI_WAIT_MS) {
+        limitMs > MAX_WAIT_MS) {
         return HOST_BAD_REQUEST;
     }
     return WaitForWifi(attempt, state, limitMs, json);
+}
+
+int32_t DistNetHostStub::RunGetEvents(MessageParcel& data, std::string& json)
+{
+    uint64_t cursor = 0;
+    uint32_t limitMs = 0;
+    const bool good = data.ReadUint64(cursor) && data.ReadUint32(limitMs) && limitMs <= MAX_WAIT_MS;
+    return good ? GetEvents(cursor, limitMs, json) : HOST_BAD_REQUEST;
+}
+
+int32_t DistNetHostStub::RunStartTrace(MessageParcel& data, std::string& json)
+{
+    uint32_t limitMs = 0;
+    bool detached = false;
+    const bool good = data.ReadUint32(limitMs) && data.ReadBool(detached);
+    return good ? StartTrace(limitMs, detached, json) : HOST_BAD_REQUEST;
+}
+
+int32_t DistNetHostStub::RunStopTrace(MessageParcel& data, std::string& json)
+{
+    uint32_t recording = 0;
+    uint64_t offset = 0;
+    const bool good = data.ReadUint32(recording) && data.ReadUint64(offset);
+    return good ? StopTrace(recording, offset, json) : HOST_BAD_REQUEST;
 }
 
 }  // namespace Vexo::Host

@@ -18,6 +18,11 @@ public:
 
 private:
     int32_t Run(HostInterfaceCode code, MessageParcel& data, std::string& json);
+    // With the arguments of their names; HOST_BAD_REQUEST when they cannot be read.
+    int32_t RunWaitForWifi(MessageParcel& data, std::string& json);
+    int32_t RunGetEvents(MessageParcel& data, std::string& json);
+    int32_t RunStartTrace(MessageParcel& data, std::string& json);
+    int32_t RunStopTrace(MessageParcel& data, std::string& json);
 };
 
 }  // namespace Vexo::Host

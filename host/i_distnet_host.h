@@ -17,13 +17,19 @@ enum class HostInterfaceCode : uint32_t {
                         //   Answers as soon as attempt or state differ from those given, or at the limit (at most 60 s)
     GET_COUNTS = 3,     // ->  int32 result, string json
     GET_DEVICES = 4,    // ->  int32 result, string json: every device of the account met since start, online or away
+    GET_EVENTS = 5,     // uint64 cursor, uint32 limit in ms  ->  int32 result, string json: events that follow the
+                        //   cursor. Answers as soon as there are some, at the latest at the limit (at most 60 s)
+    START_TRACE = 6,    // uint32 limit in ms, bool detached  ->  int32 result, string json: a recording of spans
+    STOP_TRACE = 7,     // uint32 recording, uint64 offset  ->  int32 result, string json: a piece of its trace
 };
 
 enum HostResult : int32_t {
     HOST_OK = 0,
     HOST_NOT_PERMITTED = 201,
-    HOST_NO_WIFI = 1,      // WAIT_FOR_WIFI: this device has no Wi-Fi ability
-    HOST_BAD_REQUEST = 2,  // arguments missing or out of range
+    HOST_NO_WIFI = 1,       // WAIT_FOR_WIFI: this device has no Wi-Fi ability
+    HOST_BAD_REQUEST = 2,   // arguments missing or out of range
+    HOST_BUSY = 3,          // START_TRACE: as many recordings run as are allowed
+    HOST_NO_RECORDING = 4,  // STOP_TRACE: no such recording, or nothing at that offset
 };
 
 class IDistNetHost : public IRemoteBroker {
@@ -34,6 +40,9 @@ public:
     virtual int32_t WaitForWifi(uint32_t attempt, int32_t state, uint32_t limitMs, std::string& json) = 0;
     virtual int32_t GetCounts(std::string& json) = 0;
     virtual int32_t GetDevices(std::string& json) = 0;
+    virtual int32_t GetEvents(uint64_t cursor, uint32_t limitMs, std::string& json) = 0;
+    virtual int32_t StartTrace(uint32_t limitMs, bool detached, std::string& json) = 0;
+    virtual int32_t StopTrace(uint32_t recording, uint64_t offset, std::string& json) = 0;
 };
 
 }  // namespace Vexo::Host

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "platform/dfx/log.h"
+#include "platform/dfx/trace.h"
 
 namespace Vexo::Simulated {
 namespace {
@@ -77,6 +78,7 @@ SimulatedHotspot::SimulatedHotspot(std::shared_ptr<LiveState> live, Air air, std
 
 int32_t SimulatedHotspot::IsHotspotActive(bool& isActive)
 {
+    const TraceSpan span(SpanName::HOTSPOT_STATE);
     if (const int32_t fault = live_->ApplyFault(PlatformCall::HOTSPOT_IS_ACTIVE, Wifi::WIFI_NO_ANSWER); fault != 0) {
         return fault;
     }
@@ -87,6 +89,7 @@ int32_t SimulatedHotspot::IsHotspotActive(bool& isActive)
 
 int32_t SimulatedHotspot::EnableHotspot(Wifi::ServiceType type)
 {
+    const TraceSpan span(SpanName::HOTSPOT_ENABLE);
     if (const int32_t fault = live_->ApplyFault(PlatformCall::HOTSPOT_ENABLE, Wifi::WIFI_NO_ANSWER); fault != 0) {
         return fault;
     }
@@ -102,6 +105,7 @@ int32_t SimulatedHotspot::EnableHotspot(Wifi::ServiceType type)
 
 int32_t SimulatedHotspot::DisableHotspot(Wifi::ServiceType type)
 {
+    const TraceSpan span(SpanName::HOTSPOT_DISABLE);
     if (const int32_t fault = live_->ApplyFault(PlatformCall::HOTSPOT_DISABLE, Wifi::WIFI_NO_ANSWER); fault != 0) {
         return fault;
     }
@@ -114,6 +118,7 @@ int32_t SimulatedHotspot::DisableHotspot(Wifi::ServiceType type)
 
 int32_t SimulatedHotspot::GetHotspotConfig(Wifi::HotspotConfig& config)
 {
+    const TraceSpan span(SpanName::HOTSPOT_CONFIG);
     if (const int32_t fault = live_->ApplyFault(PlatformCall::HOTSPOT_GET_CONFIG, Wifi::WIFI_NO_ANSWER); fault != 0) {
         return fault;
     }

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "platform/dfx/log.h"
+#include "platform/dfx/trace.h"
 #include "platform/events/common_event_support.h"
 
 namespace Vexo::Simulated {
@@ -78,6 +79,7 @@ SimulatedWifiDevice::SimulatedWifiDevice(std::shared_ptr<LiveState> live, Air ai
 
 int32_t SimulatedWifiDevice::GetDeviceConfigs(std::vector<WifiDeviceConfig>& configs, bool isCandidate)
 {
+    const TraceSpan span(SpanName::WIFI_CONFIGS);
     if (const int32_t fault = live_->ApplyFault(PlatformCall::WIFI_GET_CONFIGS, Wifi::WIFI_NO_ANSWER); fault != 0) {
         return fault;
     }
@@ -93,6 +95,7 @@ int32_t SimulatedWifiDevice::GetDeviceConfigs(std::vector<WifiDeviceConfig>& con
 
 int32_t SimulatedWifiDevice::AddDeviceConfig(const WifiDeviceConfig& config, int& networkId, bool isCandidate)
 {
+    const TraceSpan span(SpanName::WIFI_ADD);
     if (const int32_t fault = live_->ApplyFault(PlatformCall::WIFI_ADD_CONFIG, Wifi::WIFI_NO_ANSWER); fault != 0) {
         return fault;
     }
@@ -114,6 +117,7 @@ int32_t SimulatedWifiDevice::AddDeviceConfig(const WifiDeviceConfig& config, int
 
 int32_t SimulatedWifiDevice::ConnectToDevice(const WifiDeviceConfig& config)
 {
+    const TraceSpan span(SpanName::WIFI_CONNECT);
     if (const int32_t fault = live_->ApplyFault(PlatformCall::WIFI_CONNECT, Wifi::WIFI_NO_ANSWER); fault != 0) {
         return fault;
     }

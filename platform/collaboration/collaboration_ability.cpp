@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "platform/ability/iservice_registry.h"
+#include "platform/dfx/trace.h"
 
 namespace Vexo::CollaborationFwk {
 
@@ -38,6 +39,7 @@ CollaborationAbility& CollaborationAbility::GetInstance()
 
 StartResult CollaborationAbility::StartCollaboration(int32_t systemAbilityId, const sptr<TargetInfo>& target)
 {
+    const TraceSpan span(SpanName::COLLABORATION);
     const auto service = Service();
     return service ? service->StartCollaboration(systemAbilityId, target) : StartResult{COLLABORATION_UNAVAILABLE, 0};
 }

@@ -1,8 +1,7 @@
 // SinkHolder: the current sink of one kind, replaced as a whole. Readers take their own reference under a lock that is
-// held for a pointer copy only; a flag answers "is there one?" without it. Any thread.
+// held for a pointer copy only. Any thread.
 #pragma once
 
-#include <atomic>
 #include <memory>
 #include <utility>
 
@@ -13,8 +12,6 @@ namespace Vexo::QuviewDFX {
 template <typename Sink>
 class SinkHolder {
 public:
-    bool IsSet() const noexcept { return set_.load(std::memory_order_acquire); }
-
     std::shared_ptr<Sink> Get()
     {
         const MutexLock lock(mutex_);
@@ -26,13 +23,11 @@ public:
         {
             const MutexLock lock(mutex_);
             sink_.swap(sink);
-            set_.store(sink_ != nullptr, std::memory_order_release);
         }
         // The previous sink is released here, outside the lock.
     }
 
 private:
-    std::atomic<bool> set_{false};
     Mutex mutex_;
     std::shared_ptr<Sink> sink_ GUARDED_BY(mutex_);
 };

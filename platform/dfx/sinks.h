@@ -5,15 +5,14 @@
 
 #include <chrono>
 #include <cstdint>
-#include <filesystem>
 #include <memory>
 #include <string>
 #include <string_view>
 #include <variant>
 #include <vector>
 
-#include "platform/base/result.h"
 #include "platform/dfx/log.h"
+#include "platform/dfx/trace.h"
 
 namespace Vexo::QuviewDFX {
 
@@ -49,12 +48,10 @@ public:
     virtual int32_t Write(const SysEventRecord& record) noexcept = 0;
 };
 
-enum class TracePhase : uint8_t { BEGIN, END, ASYNC_BEGIN, ASYNC_END };
-
 class TraceSink {
 public:
     virtual ~TraceSink() = default;
-    // name is empty for END; taskId is 0 for BEGIN and END, which pair by thread.
+    // name is empty for END and TASK_END; taskId is 0 for those of a thread.
     virtual void Write(TracePhase phase, uint64_t tag, std::string_view name, int32_t taskId) noexcept = 0;
 };
 
@@ -69,7 +66,8 @@ void SetLogLevel(LogLevel level) noexcept;
 // Readable lines: "HH:MM:SS.mmm I Tag: message", one write(2) a line.
 std::shared_ptr<LogSink> MakeStderrLogSink();
 
-// One JSON object a line, appended: {"time":RFC 3339,"domain":,"name":,"type":,"params":{}}. The error names the file.
-Result<std::shared_ptr<SysEventSink>> MakeJsonLinesSysEventSink(const std::filesystem::path& file);
+// Hands each event to all of them, in order; answers the first code that is not 0. A file: event_file.h; the journal:
+// journal.h.
+std::shared_ptr<SysEventSink> MakeTeeSysEventSink(std::vector<std::shared_ptr<SysEventSink>> sinks);
 
 }  // namespace Vexo::QuviewDFX

@@ -9,6 +9,7 @@
 #include <cstring>
 
 #include "platform/dfx/log.h"
+#include "platform/dfx/trace.h"
 #include "platform/softbus/socket_bio.h"
 #include "platform/softbus/softbus_log.h"
 
@@ -65,6 +66,7 @@ void Link::Start(std::shared_ptr<LinkOwner> owner)
 {
     owner_ = std::move(owner);
     SetDeadline(HANDSHAKE_LIMIT);
+    StartAsyncTrace(TRACE_TAG_PLATFORM, SpanName::HANDSHAKE, socket_.native_handle());
     asio::post(reactor_, [self = shared_from_this()] { self->Handshake(); });
 }
 
@@ -185,6 +187,7 @@ void Link::HandshakeDone()
         End(LinkEnd::REFUSED, peer.Message());
         return;
     }
+    FinishAsyncTrace(TRACE_TAG_PLATFORM, SpanName::HANDSHAKE, socket_.native_handle());
     peerNetworkId_ = std::move(peer.Value());
     state_ = State::READY;
     lastReceived_ = Clock::now();
@@ -474,6 +477,7 @@ void Link::Release()
     if (state_ != State::HANDSHAKE && ssl_) {
         SSL_set_shutdown(ssl_.get(), SSL_SENT_SHUTDOWN | SSL_RECEIVED_SHUTDOWN);
     }
+    FinishAsyncTrace(TRACE_TAG_PLATFORM, SpanName::HANDSHAKE, socket_.native_handle());
     state_ = State::ENDED;
     queue_.Close();
     Established();

@@ -3,6 +3,7 @@
 #include <asio/post.hpp>
 #include <limits>
 
+#include "platform/dfx/trace.h"
 #include "platform/softbus/softbus_log.h"
 
 namespace Vexo::SoftBus {
@@ -40,6 +41,7 @@ std::shared_ptr<Link> Session::OpenLink() const
 
 void Session::SetClosed()
 {
+    AnswerCame();
     MutexLock lock(mutex_);
     link_.reset();
 }
@@ -51,9 +53,24 @@ void Session::Post(Tasks::Work work)
     }
 }
 
+void Session::AwaitAnswer()
+{
+    if (QuviewDFX::IsTracing() && request_.outbound && !awaitsAnswer_.exchange(true)) {
+        StartAsyncTrace(TRACE_TAG_PLATFORM, SpanName::ANSWER, id_);
+    }
+}
+
+void Session::AnswerCame()
+{
+    if (awaitsAnswer_.load(std::memory_order_relaxed) && awaitsAnswer_.exchange(false)) {
+        FinishAsyncTrace(TRACE_TAG_PLATFORM, SpanName::ANSWER, id_);
+    }
+}
+
 void Session::DeliverOpened(int result)
 {
     Post([self = shared_from_this(), result] {
+        FinishAsyncTrace(TRACE_TAG_PLATFORM, SpanName::SESSION_OPEN, self->id_);
         const ISessionListener listener = self->server_->Listener();
         if (listener.OnSessionOpened != nullptr) {
             listener.OnSessionOpened(self->id_, result);
@@ -63,6 +80,7 @@ void Session::DeliverOpened(int result)
 
 void Session::DeliverBytes(std::string payload, const std::shared_ptr<Link>& link)
 {
+    AnswerCame();
     const size_t cost = payload.size() + MESSAGE_OVERHEAD_BYTES;
     if (undelivered_.fetch_add(cost) + cost > MAX_UNDELIVERED_BYTES) {
         link->PauseReading();

@@ -75,6 +75,10 @@ public:
     std::chrono::steady_clock::time_point ReturnedAt() const { return returnedAt_.load(); }
     void SetReturnedAt(std::chrono::steady_clock::time_point when) { returnedAt_ = when; }
 
+    // For traces: the other side is expected to send, and it has, or never will.
+    void AwaitAnswer();
+    void AnswerCame();
+
     // Put callbacks on the session's strand. Bytes pause the link when too much waits, and resume it.
     void DeliverOpened(int result);
     void DeliverBytes(std::string payload, const std::shared_ptr<Link>& link);
@@ -89,6 +93,7 @@ private:
     const std::shared_ptr<asio::io_context> reactor_;
     std::shared_ptr<SessionServer> server_;  // set before the first callback is posted, constant then
     std::atomic<bool> silenced_{false};
+    std::atomic<bool> awaitsAnswer_{false};
     std::atomic<size_t> undelivered_{0};
     std::atomic<std::chrono::steady_clock::time_point> returnedAt_{std::chrono::steady_clock::time_point::max()};
     mutable Mutex mutex_;

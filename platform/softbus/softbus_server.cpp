@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "platform/base/mutex.h"
+#include "platform/dfx/trace.h"
 #include "platform/softbus/announcements.h"
 #include "platform/softbus/inbound_links.h"
 #include "platform/softbus/presence.h"
@@ -276,6 +277,7 @@ int Server::OpenSession(const std::string& mySessionName, const std::string& pee
     if (!session) {
         return SOFTBUS_LIMIT;
     }
+    StartAsyncTrace(TRACE_TAG_PLATFORM, SpanName::SESSION_OPEN, session->Id());
     if (!PostWhileRunning([this, session] { sessions_.Open(session); })) {
         table_->Remove(session->Id());
         return SOFTBUS_UNAVAILABLE;
@@ -303,6 +305,8 @@ int Server::SendBytes(int sessionId, const void* data, unsigned int len)
     if (!link) {
         return SOFTBUS_NO_SUCH_SESSION;
     }
+    const TraceSpan span(SpanName::SEND);
+    session->AwaitAnswer();
     switch (link->Send(FrameKind::DATA, data, len)) {
         case SendQueue::Pushed::QUEUED:
         case SendQueue::Pushed::QUEUED_WAKE:

@@ -8,6 +8,7 @@
 
 #include "platform/base/mutex.h"
 #include "platform/dfx/log.h"
+#include "platform/dfx/trace.h"
 #include "platform/tasks/elastic_pool.h"
 #include "platform/tasks/ffrt_function.h"
 
@@ -94,6 +95,7 @@ void ffrt_function_t::Run()
         Vexo::QuviewDFX::LogError(LABEL, "task %{public}s ended by an exception of unknown type", name);
     }
     callable = nullptr;
+    Vexo::QuviewDFX::EndTaskSpans();
     t_context = nullptr;  // the worker's next task has a context of its own
 }
 

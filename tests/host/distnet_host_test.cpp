@@ -120,7 +120,7 @@ TEST_F(HostAbility, RefusesARequestForAnotherInterfaceAndIgnoresAnUnknownCode)
 {
     EXPECT_EQ(Ask(NATIVE, HostInterfaceCode::GET_STATUS, {}, u"Vexo.DistNet.IDistNetHos"), IPC_UNKNOWN_REQUEST);
     EXPECT_EQ(Result(), HOST_BAD_REQUEST);
-    EXPECT_EQ(Ask(NATIVE, static_cast<HostInterfaceCode>(5)), IPC_UNKNOWN_REQUEST);
+    EXPECT_EQ(Ask(NATIVE, static_cast<HostInterfaceCode>(99)), IPC_UNKNOWN_REQUEST);
     EXPECT_EQ(reply.GetDataSize(), 0U);
 }
 

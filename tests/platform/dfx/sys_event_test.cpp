@@ -6,6 +6,7 @@
 #include <fstream>
 #include <thread>
 
+#include "platform/dfx/event_file.h"
 #include "tests/support/temp_folder.h"
 
 namespace Vexo::QuviewDFX {
@@ -15,7 +16,7 @@ class SysEventTest : public testing::Test {
 protected:
     SysEventTest()
     {
-        auto sink = MakeJsonLinesSysEventSink(file_);
+        auto sink = EventFile::Open({file_});
         EXPECT_TRUE(sink) << sink.Message();
         SetSysEventSink(sink.Value());
     }
@@ -71,7 +72,8 @@ TEST_F(SysEventTest, LinesOfSeveralThreadsNeverMixAndEarlierOnesStay)
     std::thread other(write);
     write();
     other.join();
-    SetSysEventSink(MakeJsonLinesSysEventSink(file_).Value());
+    SetSysEventSink(nullptr);
+    SetSysEventSink(EventFile::Open({file_}).Value());
     EXPECT_EQ(QuSysEvent::Write("D", "LAST", QuSysEvent::STATISTIC), 0);
     const auto lines = Lines();
     EXPECT_EQ(lines.size(), 401U);

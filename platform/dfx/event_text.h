@@ -1,0 +1,21 @@
+// The texts that records become: times, JSON lines of system events, and text that may go into JSON. Pure functions;
+// any thread. Who writes them: event_file.h, journal.h.
+#pragma once
+
+#include <chrono>
+#include <string>
+
+#include "platform/dfx/sinks.h"
+
+namespace Vexo::QuviewDFX {
+
+// "2026-11-21T12:08:06.123Z" (RFC 3339, UTC, milliseconds). Of two such texts the later time is the greater text.
+std::string Rfc3339(std::chrono::system_clock::time_point time);
+
+// JSON text is UTF-8 (RFC 8259, 8.1): each byte that is none, and a NUL, which would end the text, becomes U+FFFD.
+std::string AsUtf8(std::string text);
+
+// {"time":RFC 3339,"domain":,"name":,"type":,"params":{}} and a newline; empty when memory is short.
+std::string EventLine(const SysEventRecord& record);
+
+}  // namespace Vexo::QuviewDFX

@@ -1,0 +1,343 @@
+#include "platform/dfx/trace_recorder.h"
+
+#include <cjson/cJSON.h>
+#include <pthread.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+
+#include "platform/dfx/event_text.h"
+
+namespace Vexo::QuviewDFX {
+namespace {
+
+using Json = std::unique_ptr<cJSON, decltype(&cJSON_Delete)>;
+
+constexpr size_t MAX_NAME_BYTES = 128;
+constexpr size_t ID_DIGITS = 32;  // a longer run of hex digits is an id
+constexpr size_t SHOWN_DIGITS = 5;
+constexpr const char* MASK = "**";
+
+bool IsHex(char c)
+{
+    return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
+}
+
+// The name as a recording may hold it: bounded, and with ids anonymised, whatever a caller has put into it.
+std::string SafeName(std::string_view name)
+{
+    std::string safe;
+    while (!name.empty()) {
+        const size_t run = static_cast<size_t>(std::find_if_not(name.begin(), name.end(), IsHex) - name.begin());
+        if (run >= ID_DIGITS) {
+            safe += name.substr(0, SHOWN_DIGITS);
+            safe += MASK;
+            safe += name.substr(run - SHOWN_DIGITS, SHOWN_DIGITS);
+        } else {
+            safe += name.substr(0, run);
+        }
+        name.remove_prefix(run);
+        if (!name.empty()) {
+            safe += name.front();
+            name.remove_prefix(1);
+        }
+    }
+    return safe.substr(0, MAX_NAME_BYTES);
+}
+
+int ThisThread()
+{
+    thread_local const int tid = ::gettid();
+    return tid;
+}
+
+std::string ThisThreadsName()
+{
+    std::array<char, 16> name{};  // pthread_getname_np(3)
+    return ::pthread_getname_np(::pthread_self(), name.data(), name.size()) == 0 ? name.data() : "";
+}
+
+double Microseconds(std::chrono::steady_clock::duration duration)
+{
+    return static_cast<double>(std::chrono::duration_cast<std::chrono::microseconds>(duration).count());
+}
+
+Json NewEvent(const char* phase, const std::string& name, int tid)
+{
+    Json event(cJSON_CreateObject(), &cJSON_Delete);
+    cJSON_AddStringToObject(event.get(), "ph", phase);
+    cJSON_AddStringToObject(event.get(), "name", AsUtf8(name).c_str());
+    cJSON_AddNumberToObject(event.get(), "pid", ::getpid());
+    cJSON_AddNumberToObject(event.get(), "tid", tid);
+    return event;
+}
+
+void AppendLine(std::string& text, const Json& event)
+{
+    const std::unique_ptr<char, decltype(&cJSON_free)> line(cJSON_PrintUnformatted(event.get()), &cJSON_free);
+    text += text.ends_with('[') ? "\n" : ",\n";
+    text += line ? line.get() : "{}";
+}
+
+void AppendName(std::string& text, const char* what, int tid, const std::string& name)
+{
+    const Json event = NewEvent("M", what, tid);
+    cJSON* arguments = cJSON_AddObjectToObject(event.get(), "args");
+    cJSON_AddStringToObject(arguments, "name", AsUtf8(name).c_str());
+    AppendLine(text, event);
+}
+
+}  // namespace
+
+TraceRecorder::TraceRecorder(std::string processName, Now now)
+    : processName_(std::move(processName)), now_(std::move(now))
+{
+}
+
+uint32_t TraceRecorder::Start(std::chrono::milliseconds limit, bool detached)
+{
+    const MutexLock lock(mutex_);
+    const Time now = now_();
+    FinishExpired(now);
+    if (recordings_.size() >= MAX_RECORDINGS) {
+        const auto ended = std::find_if(recordings_.begin(), recordings_.end(),
+                                        [](const auto& entry) { return entry.second.stopped; });
+        if (ended == recordings_.end()) {
+            return 0;
+        }
+        recordings_.erase(ended);
+    }
+    Recording& recording = recordings_[++lastRecording_];
+    recording.detached = detached;
+    recording.started = now;
+    recording.ends = now + std::min<std::chrono::milliseconds>(limit, RECORDING_LIMIT);
+    FollowRecordings();
+    return lastRecording_;
+}
+
+std::optional<TracePiece> TraceRecorder::Stop(uint32_t recording, size_t offset, size_t maxBytes)
+{
+    const MutexLock lock(mutex_);
+    const auto found = recording != 0 ? recordings_.find(recording)
+                                      : std::find_if(recordings_.begin(), recordings_.end(),
+                                                     [](const auto& entry) { return entry.second.detached; });
+    if (found == recordings_.end()) {
+        return std::nullopt;
+    }
+    Recording& stopped = found->second;
+    if (stopped.text.empty()) {
+        Finish(stopped, now_());
+        FollowRecordings();
+        stopped.text = Render(stopped);
+    }
+    if (offset >= stopped.text.size()) {
+        return std::nullopt;
+    }
+    TracePiece piece{
+        found->first,        stopped.text.substr(offset, maxBytes),
+        stopped.text.size(), stopped.spans.size(),
+        stopped.dropped,     std::chrono::duration_cast<std::chrono::milliseconds>(stopped.ends - stopped.started)};
+    if (const size_t newline = piece.text.rfind('\n'); newline != std::string::npos) {
+        piece.text.resize(newline + 1);
+    }
+    if (offset + piece.text.size() == stopped.text.size()) {
+        recordings_.erase(found);
+    }
+    return piece;
+}
+
+void TraceRecorder::Write(TracePhase phase, uint64_t tag, std::string_view name, int32_t taskId) noexcept
+{
+    try {
+        Span span;
+        span.name = SafeName(name);
+        span.tag = tag;
+        span.taskId = taskId;
+        span.tid = ThisThread();
+        const MutexLock lock(mutex_);
+        span.begin = now_();
+        FinishExpired(span.begin);
+        for (auto& [number, recording] : recordings_) {
+            if (!recording.stopped) {
+                Record(recording, phase, span);
+            }
+        }
+    } catch (...) {
+        // Without memory a span is lost, which the one who is traced must not notice.
+    }
+}
+
+void TraceRecorder::Record(Recording& recording, TracePhase phase, Span span)
+{
+    if (phase == TracePhase::ASYNC_BEGIN || phase == TracePhase::ASYNC_END) {
+        span.isAsync = true;
+        if (phase == TracePhase::ASYNC_BEGIN) {
+            BeginAsync(recording, std::move(span));
+        } else {
+            EndAsync(recording, span);
+        }
+        return;
+    }
+    if (phase == TracePhase::BEGIN) {
+        Begin(recording, std::move(span));
+        return;
+    }
+    // What began before the recording did has nothing open here.
+    const auto thread = recording.threads.find(span.tid);
+    if (thread == recording.threads.end()) {
+        return;
+    }
+    if (phase == TracePhase::END) {
+        EndInnermost(recording, thread->second, span.begin, End::FINISHED);
+        return;
+    }
+    while (thread->second.tooDeep > 0 || !thread->second.open.empty()) {
+        EndInnermost(recording, thread->second, span.begin, End::WITH_TASK);
+    }
+}
+
+TraceRecorder::Thread* TraceRecorder::ThreadOf(Recording& recording, int tid)
+{
+    const auto known = recording.threads.find(tid);
+    if (known != recording.threads.end()) {
+        return &known->second;
+    }
+    if (recording.threads.size() >= MAX_RECORDED_THREADS) {
+        return nullptr;
+    }
+    Thread& thread = recording.threads[tid];
+    thread.name = ThisThreadsName();
+    return &thread;
+}
+
+void TraceRecorder::Begin(Recording& recording, Span span)
+{
+    Thread* thread = ThreadOf(recording, span.tid);
+    if (thread == nullptr) {
+        ++recording.dropped;
+    } else if (thread->open.size() >= MAX_SPAN_DEPTH) {
+        ++thread->tooDeep;
+        ++recording.dropped;
+    } else {
+        thread->open.push_back(std::move(span));
+    }
+}
+
+void TraceRecorder::EndInnermost(Recording& recording, Thread& thread, Time when, End how)
+{
+    if (thread.tooDeep > 0) {
+        --thread.tooDeep;
+    } else if (!thread.open.empty()) {
+        Span span = std::move(thread.open.back());
+        thread.open.pop_back();
+        Keep(recording, std::move(span), when, how);
+    }
+}
+
+void TraceRecorder::BeginAsync(Recording& recording, Span span)
+{
+    if (recording.async.size() >= MAX_RECORDED_SPANS || ThreadOf(recording, span.tid) == nullptr) {
+        ++recording.dropped;
+        return;
+    }
+    std::pair<std::string, int32_t> key{span.name, span.taskId};
+    recording.async.insert_or_assign(std::move(key), std::move(span));
+}
+
+void TraceRecorder::EndAsync(Recording& recording, const Span& end)
+{
+    if (auto begun = recording.async.extract({end.name, end.taskId})) {
+        Keep(recording, std::move(begun.mapped()), end.begin, End::FINISHED);
+    }
+}
+
+void TraceRecorder::Keep(Recording& recording, Span span, Time end, End how)
+{
+    if (recording.spans.size() >= MAX_RECORDED_SPANS) {
+        ++recording.dropped;
+        return;
+    }
+    span.end = end;
+    span.how = how;
+    recording.spans.push_back(std::move(span));
+}
+
+void TraceRecorder::Finish(Recording& recording, Time when)
+{
+    if (std::exchange(recording.stopped, true)) {
+        return;
+    }
+    recording.ends = std::min(recording.ends, when);
+    for (auto& [tid, thread] : recording.threads) {
+        while (thread.tooDeep > 0 || !thread.open.empty()) {
+            EndInnermost(recording, thread, recording.ends, End::WITH_RECORDING);
+        }
+    }
+    for (auto& [key, span] : recording.async) {
+        Keep(recording, std::move(span), recording.ends, End::WITH_RECORDING);
+    }
+    recording.async.clear();
+}
+
+void TraceRecorder::FinishExpired(Time now)
+{
+    bool expired = false;
+    for (auto& [number, recording] : recordings_) {
+        if (!recording.stopped && now >= recording.ends) {
+            Finish(recording, now);
+            expired = true;
+        }
+    }
+    if (expired) {
+        FollowRecordings();
+    }
+}
+
+void TraceRecorder::FollowRecordings()
+{
+    const bool any =
+        std::any_of(recordings_.begin(), recordings_.end(), [](const auto& entry) { return !entry.second.stopped; });
+    SetTraceSink(any ? shared_from_this() : nullptr);
+}
+
+// Times are of CLOCK_MONOTONIC, so that the traces of several processes of a machine fit together.
+void TraceRecorder::AppendSpan(std::string& text, const Span& span)
+{
+    const Json event = NewEvent(span.isAsync ? "b" : "X", span.name, span.tid);
+    cJSON_AddStringToObject(event.get(), "cat", span.tag == TRACE_TAG_PLATFORM ? "platform" : "service");
+    cJSON* time = cJSON_AddNumberToObject(event.get(), "ts", Microseconds(span.begin.time_since_epoch()));
+    if (span.isAsync) {
+        cJSON_AddNumberToObject(event.get(), "id", span.taskId);
+    } else {
+        cJSON_AddNumberToObject(event.get(), "dur", Microseconds(span.end - span.begin));
+    }
+    if (span.how != End::FINISHED) {
+        cJSON* arguments = cJSON_AddObjectToObject(event.get(), "args");
+        cJSON_AddStringToObject(arguments, "unfinished",
+                                span.how == End::WITH_TASK ? "its task ended" : "the recording ended");
+    }
+    AppendLine(text, event);
+    if (span.isAsync) {
+        cJSON_SetValuestring(cJSON_GetObjectItemCaseSensitive(event.get(), "ph"), "e");
+        cJSON_SetNumberValue(time, Microseconds(span.end.time_since_epoch()));
+        AppendLine(text, event);
+    }
+}
+
+// One event a line.
+std::string TraceRecorder::Render(const Recording& recording) const
+{
+    std::string text = R"({"displayTimeUnit":"ms","otherData":{"dropped":)" + std::to_string(recording.dropped) +
+                       R"(},"traceEvents":[)";
+    AppendName(text, "process_name", 0, processName_);
+    for (const auto& [tid, thread] : recording.threads) {
+        AppendName(text, "thread_name", tid, thread.name);
+    }
+    for (const Span& span : recording.spans) {
+        AppendSpan(text, span);
+    }
+    return text + "\n]}\n";
+}
+
+}  // namespace Vexo::QuviewDFX
