@@ -87,10 +87,13 @@ bool RegisterWakeOnly()
 
 }  // namespace
 
-HandMadePeer::HandMadePeer(const World& world, const Device& device) : manager_(MakeSptr<SystemAbilityManager>())
+HandMadePeer::HandMadePeer(const World& world, const Device& device, Lacks lacks)
+    : manager_(MakeSptr<SystemAbilityManager>())
 {
     SetPeerState(state_);
-    manager_->AddOnDemandAbility(COMM_DISTRIBUTED_NET_ABILITY_ID, RegisterWakeOnly);
+    if (lacks != Lacks::SERVICE) {
+        manager_->AddOnDemandAbility(COMM_DISTRIBUTED_NET_ABILITY_ID, RegisterWakeOnly);
+    }
     SystemAbilityManagerClient::GetInstance().SetSystemAbilityManager(manager_);
     const auto identity = Trust::LoadIdentity(device.Identity());
     networkId_ = identity.Value().networkId;
@@ -102,7 +105,9 @@ HandMadePeer::HandMadePeer(const World& world, const Device& device) : manager_(
     collaboration_ = CollaborationFwk::CollaborationServer::Start().Value();
     manager_->AddSystemAbility(COLL_FWK_SA_ID, collaboration_);
     static const ISessionListener LISTENER{OnOpened, OnClosed, OnBytes, nullptr, nullptr, nullptr};
-    CreateSessionServer(HOTSPOT_PACKAGE, HOTSPOT_SESSION, &LISTENER);
+    if (lacks != Lacks::SESSION_SERVER) {
+        CreateSessionServer(HOTSPOT_PACKAGE, HOTSPOT_SESSION, &LISTENER);
+    }
 }
 
 HandMadePeer::~HandMadePeer()
@@ -128,20 +133,22 @@ void HandMadePeer::AnswerWith(std::string frame)
     state_->answer = std::move(frame);
 }
 
-std::string HandMadePeer::Ask(const std::string& networkId, const std::string& bytes)
+std::string HandMadePeer::Ask(const std::string& networkId, const std::vector<std::string>& messages,
+                              std::chrono::milliseconds patience)
 {
-    const auto deadline = std::chrono::steady_clock::now() + PATIENCE;
     const SessionAttribute attribute{TYPE_BYTES, 1, {LINK_TYPE_WIFI_5G}};
     MutexLock lock(state_->mutex);
     state_->opened = state_->ended = false;
     state_->reply.clear();
     state_->asked = OpenSession(HOTSPOT_SESSION, HOTSPOT_SESSION, networkId.c_str(), "", &attribute);
-    while (!state_->opened && !state_->ended && state_->changed.WaitUntil(state_->mutex, deadline)) {
+    const auto opened = std::chrono::steady_clock::now() + PATIENCE;
+    while (!state_->opened && !state_->ended && state_->changed.WaitUntil(state_->mutex, opened)) {
     }
-    if (state_->opened &&
-        SendBytes(state_->asked, bytes.data(), static_cast<unsigned int>(bytes.size())) == SOFTBUS_OK) {
-        while (state_->reply.empty() && !state_->ended && state_->changed.WaitUntil(state_->mutex, deadline)) {
-        }
+    for (const std::string& message : messages) {
+        SendBytes(state_->asked, message.data(), static_cast<unsigned int>(message.size()));
+    }
+    const auto answered = std::chrono::steady_clock::now() + patience;
+    while (state_->reply.empty() && !state_->ended && state_->changed.WaitUntil(state_->mutex, answered)) {
     }
     CloseSession(state_->asked);
     return state_->reply;

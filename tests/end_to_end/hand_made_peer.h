@@ -20,8 +20,11 @@ inline constexpr const char* HOTSPOT_SESSION = "vexo.communication.network_conne
 
 class HandMadePeer {
 public:
-    // device: enrolled, its daemon not running.
-    HandMadePeer(const World& world, const Device& device);
+    enum class Lacks { NOTHING, SERVICE, SESSION_SERVER };
+
+    // device: enrolled, its daemon not running. Without SERVICE nobody can wake it; without SESSION_SERVER it is woken,
+    // but accepts no session.
+    HandMadePeer(const World& world, const Device& device, Lacks lacks = Lacks::NOTHING);
     ~HandMadePeer();
     HandMadePeer(const HandMadePeer&) = delete;
     HandMadePeer& operator=(const HandMadePeer&) = delete;
@@ -31,9 +34,10 @@ public:
 
     // What it sends back when a request arrives; empty: nothing.
     void AnswerWith(std::string frame);
-    // Opens a session to a device, sends the bytes and returns the first message that comes back; empty when the
-    // session ends or nothing comes.
-    std::string Ask(const std::string& networkId, const std::string& bytes);
+    // Opens a session to a device, sends the messages and returns the first that comes back; empty when the session
+    // ends or nothing comes within patience.
+    std::string Ask(const std::string& networkId, const std::vector<std::string>& messages,
+                    std::chrono::milliseconds patience = PATIENCE);
 
     // What its callbacks know; they may still run when the peer has gone.
     struct State {

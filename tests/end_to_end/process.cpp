@@ -5,6 +5,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <csignal>
 #include <fstream>
 #include <iterator>
@@ -78,12 +79,14 @@ int Process::Wait()
     return WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 
-Finished Ctl(const std::vector<std::string>& arguments)
+Finished Ctl(const std::vector<std::string>& arguments, const std::filesystem::path& folder)
 {
-    const Tests::TempFolder folder;
+    static std::atomic<int> runs{0};
+    const Tests::TempFolder own;
     std::vector<std::string> command{DISTNET_BIN_DIR "/distnetctl"};
     command.insert(command.end(), arguments.begin(), arguments.end());
-    Process process(command, folder.Path() / "output");
+    Process process(command,
+                    (folder.empty() ? own.Path() : folder) / ("distnetctl-" + std::to_string(++runs) + ".log"));
     const int exitCode = process.Wait();
     return {exitCode, process.Output()};
 }

@@ -44,7 +44,7 @@ struct Finished {
     std::string output;  // standard output and standard error, as a terminal would show them
 };
 
-// Runs distnetctl to its end.
-Finished Ctl(const std::vector<std::string>& arguments);
+// Runs distnetctl to its end. Its output stays in a file of the folder, when one is given.
+Finished Ctl(const std::vector<std::string>& arguments, const std::filesystem::path& folder = {});
 
 }  // namespace Vexo::EndToEnd

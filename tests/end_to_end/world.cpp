@@ -7,13 +7,17 @@
 
 #include <csignal>
 #include <fstream>
+#include <random>
 
 #include "platform/trust/account.h"
 #include "platform/trust/identity.h"
+#include "tests/end_to_end/secrets.h"
 
 namespace Vexo::EndToEnd {
 
 namespace {
+
+constexpr size_t KEY_LENGTH = 16;
 
 struct JsonDeleter {
     void operator()(cJSON* json) const { cJSON_Delete(json); }
@@ -35,15 +39,28 @@ std::string Member(const std::string& text, const std::string& key)
     return cJSON_IsNumber(at) ? std::to_string(at->valueint) : "";
 }
 
+std::string MakeKey()
+{
+    std::random_device random;
+    std::string key;
+    while (key.size() < KEY_LENGTH) {
+        key += static_cast<char>('a' + random() % 26);
+    }
+    return key;
+}
+
 }  // namespace
 
-Device::Device(std::filesystem::path world, std::string name) : world_(std::move(world)), name_(std::move(name))
+Device::Device(std::filesystem::path world, std::string name)
+    : world_(std::move(world)), name_(std::move(name)), hotspotKey_(MakeKey())
 {
     mkdir(StateDir().c_str(), 0700);
+    std::ofstream(StateDir() / "device-state.json") << R"({"hotspot": {"key": ")" << hotspotKey_ << R"("}})";
 }
 
 Device::~Device()
 {
+    daemon_.reset();
     const std::string log = Log();
     EXPECT_TRUE(log.find("Sanitizer") == std::string::npos && log.find("runtime error:") == std::string::npos) << log;
 }
@@ -54,10 +71,19 @@ void Device::Start(bool finds)
     std::ofstream(file) << R"({"state_dir": ")" << name_ << R"(", "device": {"name": ")" << name_
                         << R"(", "type": "phone"}, "softbus": {"listen": "127.0.0.1")"
                         << (finds ? R"(, "announce_dir": "link")" : "")
-                        << R"(}, "access": {"policy": "policy.json"}, "simulated": {"air_dir": "air"}})";
+                        << R"(}, "access": {"policy": "policy.json"}, "config_policy": {"roots": [")" << name_
+                        << R"(/product"]}, "simulated": {"air_dir": "air"}})";
     daemon_ = std::make_unique<Process>(std::vector<std::string>{DISTNET_BIN_DIR "/distnetd", "--config", file},
                                         StateDir() / "daemon.log");
     ASSERT_TRUE(Eventually([&] { return Connect() != nullptr; })) << Log();
+}
+
+std::filesystem::path Device::WriteProductFile(const std::string& name, const std::string& text) const
+{
+    const std::filesystem::path folder = StateDir() / "product/etc/communication/network_connectivity_ext";
+    std::filesystem::create_directories(folder);
+    std::ofstream(folder / name) << text;
+    return folder / name;
 }
 
 int Device::Stop()
@@ -85,17 +111,25 @@ std::unique_ptr<Client::DistNetClient> Device::Connect() const
     return Client::DistNetClient::Connect(Socket(), result);
 }
 
+int32_t Device::Ask(const std::string& networkId) const
+{
+    const auto client = Connect();
+    const auto result = client ? client->StartDistributedNetwork(0, 0, networkId)
+                               : Client::CallResult{Client::CallStatus::UNREACHABLE, 0, ""};
+    return result.status == Client::CallStatus::ANSWERED ? result.code : -static_cast<int32_t>(result.status);
+}
+
 Finished Device::Ctl(std::vector<std::string> arguments) const
 {
     arguments.insert(arguments.begin(), {"--socket", Socket()});
-    return EndToEnd::Ctl(arguments);
+    return EndToEnd::Ctl(arguments, world_);
 }
 
 void Device::Set(const std::vector<std::string>& assignments) const
 {
     std::vector<std::string> arguments{"sim", "set", "--state", StateDir()};
     arguments.insert(arguments.end(), assignments.begin(), assignments.end());
-    const Finished finished = EndToEnd::Ctl(arguments);
+    const Finished finished = EndToEnd::Ctl(arguments, world_);
     ASSERT_EQ(finished.exitCode, 0) << finished.output;
 }
 
@@ -137,8 +171,24 @@ World::World()
 {
     mkdir((Path() / "link").c_str(), 0700);
     mkdir((Path() / "air").c_str(), 0700);
-    std::ofstream(Path() / "policy.json")
-        << R"({"entries": [{"user": ")" << getuid() << R"(", "token_type": "native", "system_app": true}]})";
+    SetPolicy(NATIVE_POLICY);
+}
+
+World::~World()
+{
+    for (const auto& [name, device] : devices_) {
+        secrets_.push_back(device->HotspotKey());
+    }
+    devices_.clear();  // the daemons have ended, and their files are complete
+    std::ofstream(Path() / "test.log") << log_.Text();
+    for (const std::string& finding : FindSecrets(Path(), secrets_)) {
+        ADD_FAILURE() << finding;
+    }
+}
+
+void World::SetPolicy(const std::string& members) const
+{
+    std::ofstream(Path() / "policy.json") << R"({"entries": [{"user": ")" << getuid() << R"(", )" << members << "}]}";
 }
 
 Device& World::Add(const std::string& name)

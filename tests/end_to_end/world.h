@@ -1,5 +1,6 @@
 // A world of simulated devices for one test: a folder with an account, an air and a link that its devices share. Each
-// device is a real distnetd, reached through the client library and distnetctl.
+// device is a real distnetd, reached through the client library and distnetctl. At its end a world looks through all
+// that was written below its folder: the test fails when a Wi-Fi key or a private key stands where it has no place.
 #pragma once
 
 #include <filesystem>
@@ -10,14 +11,18 @@
 
 #include "client/distnet_client.h"
 #include "tests/end_to_end/process.h"
+#include "tests/support/log_capture.h"
 #include "tests/support/temp_folder.h"
 
 namespace Vexo::EndToEnd {
 
+inline constexpr const char* NATIVE_POLICY = R"("token_type": "native", "system_app": true)";
+
 class Device {
 public:
+    // Makes its state folder, with a hotspot key of its own.
     Device(std::filesystem::path world, std::string name);
-    // Fails the test when a sanitizer has spoken in the daemon's log.
+    // Ends the daemon. Fails the test when a sanitizer has spoken in its log.
     ~Device();
     Device(const Device&) = delete;
     Device& operator=(const Device&) = delete;
@@ -25,6 +30,8 @@ public:
     // Writes its configuration and starts its daemon. With finds false it neither announces itself nor looks for
     // others.
     void Start(bool finds = true);
+    // A file of its device configuration; it has none unless written.
+    std::filesystem::path WriteProductFile(const std::string& name, const std::string& text) const;
     // Ends the daemon: by SIGTERM, waiting for its exit code; or at once.
     int Stop();
     void Kill();
@@ -35,12 +42,15 @@ public:
     std::string NetworkId() const;
     std::filesystem::path StateDir() const { return world_ / name_; }
     std::filesystem::path Identity() const { return StateDir() / "identity"; }
+    const std::string& HotspotKey() const { return hotspotKey_; }
     std::string Socket() const { return (StateDir() / "ipc.sock").string(); }
     std::string Log() const { return ReadText(StateDir() / "daemon.log"); }
     std::string Events() const { return ReadText(StateDir() / "events.jsonl"); }
 
     // Null when the daemon does not answer.
     std::unique_ptr<Client::DistNetClient> Connect() const;
+    // Asks that device for its hotspot: the service's code, or minus the CallStatus.
+    int32_t Ask(const std::string& networkId) const;
     // distnetctl with this device's socket.
     Finished Ctl(std::vector<std::string> arguments) const;
     // distnetctl sim set KEY=VALUE…; the daemon follows soon after.
@@ -53,12 +63,22 @@ public:
 private:
     const std::filesystem::path world_;
     const std::string name_;
+    const std::string hotspotKey_;
     std::unique_ptr<Process> daemon_;
 };
 
 class World {
 public:
     World();
+    ~World();
+    World(const World&) = delete;
+    World& operator=(const World&) = delete;
+
+    // Whom daemons that start from now on let in: the rest of the policy's entry for this user. NATIVE_POLICY unless
+    // set.
+    void SetPolicy(const std::string& members) const;
+    // A key that the test plays with, besides those of its devices: none may be written in the clear.
+    void KeepSecret(const std::string& key) { secrets_.push_back(key); }
 
     // Makes a device and enrols it: the first one makes the account.
     Device& Add(const std::string& name);
@@ -73,6 +93,8 @@ public:
 
 private:
     const Tests::TempFolder folder_;
+    const Tests::LogCapture log_;  // of the devices that the test plays itself
+    std::vector<std::string> secrets_;
     std::map<std::string, std::unique_ptr<Device>> devices_;
 };
 

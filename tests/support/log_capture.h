@@ -19,6 +19,7 @@ public:
 
     bool Contains(const std::string& text) const { return lines_->Count(text) > 0; }
     size_t Count(const std::string& text) const { return lines_->Count(text); }
+    std::string Text() const { return lines_->Text(); }
     // Blocks until count lines contain text.
     bool WaitFor(const std::string& text, size_t count = 1) const
     {
@@ -38,6 +39,15 @@ private:
             return static_cast<size_t>(std::count_if(lines.begin(), lines.end(), [&](const std::string& line) {
                 return line.find(text) != std::string::npos;
             }));
+        }
+        std::string Text()
+        {
+            const std::lock_guard lock(mutex);
+            std::string text;
+            for (const std::string& line : lines) {
+                text += line + '\n';
+            }
+            return text;
         }
         std::mutex mutex;
         std::vector<std::string> lines;

@@ -1,0 +1,86 @@
+#include "tests/end_to_end/secrets.h"
+
+#include <openssl/evp.h>
+
+#include <fstream>
+#include <sstream>
+#include <utility>
+
+#include "tests/end_to_end/process.h"
+
+namespace Vexo::EndToEnd {
+
+namespace {
+
+constexpr size_t PEM_LINE = 64;
+
+using Forbidden = std::vector<std::pair<std::string, std::string>>;  // text, and what it is
+
+void AddKey(Forbidden& forbidden, const std::string& key)
+{
+    std::string lower;
+    std::string upper;
+    for (const unsigned char byte : key) {
+        for (const int digit : {byte / 16, byte % 16}) {
+            lower += "0123456789abcdef"[digit];
+            upper += "0123456789ABCDEF"[digit];
+        }
+    }
+    // The last group of four depends on what follows the key.
+    std::string base64(4 * (key.size() / 3 + 1) + 1, '\0');
+    EVP_EncodeBlock(reinterpret_cast<unsigned char*>(base64.data()), reinterpret_cast<const unsigned char*>(key.data()),
+                    static_cast<int>(key.size()));
+    base64.resize(4 * (key.size() / 3));
+    for (const std::string& form : {key, lower, upper, base64}) {
+        forbidden.emplace_back(form, "a Wi-Fi key");
+    }
+}
+
+// The full lines of the body hold the secret number; the short last one is the end of the public key, which a
+// certificate may well show.
+void AddPrivateKey(Forbidden& forbidden, const std::filesystem::path& file)
+{
+    std::istringstream lines(ReadText(file));
+    for (std::string line; std::getline(lines, line);) {
+        if (line.size() == PEM_LINE) {
+            forbidden.emplace_back(line, "a private key (" + file.filename().string() + ")");
+        }
+    }
+}
+
+}  // namespace
+
+std::vector<std::string> FindSecrets(const std::filesystem::path& folder, const std::vector<std::string>& keys)
+{
+    Forbidden forbidden;
+    for (const std::string& key : keys) {
+        AddKey(forbidden, key);
+    }
+    std::vector<std::filesystem::path> files;
+    for (auto entry = std::filesystem::recursive_directory_iterator(folder); entry != end(entry); ++entry) {
+        const std::string name = entry->path().filename();
+        if (name == "product") {
+            entry.disable_recursion_pending();
+        } else if (name.ends_with(".key")) {
+            AddPrivateKey(forbidden, entry->path());
+        } else if (entry->is_regular_file() && name != "device-state.json") {
+            files.push_back(entry->path());
+        }
+    }
+    std::vector<std::string> findings;
+    for (const std::filesystem::path& file : files) {
+        std::istringstream lines(ReadText(file));
+        size_t number = 1;
+        for (std::string line; std::getline(lines, line); ++number) {
+            for (const auto& [text, what] : forbidden) {
+                if (line.find(text) != std::string::npos) {
+                    findings.push_back(std::filesystem::relative(file, folder).string() + ":" + std::to_string(number) +
+                                       ": holds " + what);
+                }
+            }
+        }
+    }
+    return findings;
+}
+
+}  // namespace Vexo::EndToEnd
