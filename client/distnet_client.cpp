@@ -223,6 +223,11 @@ CallResult DistNetClient::GetDevices(std::string& json)
     return impl_->Text(HostInterfaceCode::GET_DEVICES, Impl::WriteNothing, json);
 }
 
+CallResult DistNetClient::GetChecks(std::string& json)
+{
+    return impl_->Text(HostInterfaceCode::GET_CHECKS, Impl::WriteNothing, json);
+}
+
 CallResult DistNetClient::GetEvents(uint64_t cursor, std::chrono::milliseconds wait, std::string& json)
 {
     return impl_->Text(

@@ -69,6 +69,7 @@ public:
     CallResult GetStatus(std::string& json);
     CallResult GetCounts(std::string& json);
     CallResult GetDevices(std::string& json);
+    CallResult GetChecks(std::string& json);
     // Events that follow the cursor (0: the oldest), and the next cursor. Returns when there are some, or after wait.
     CallResult GetEvents(uint64_t cursor, std::chrono::milliseconds wait, std::string& json);
     // Records the daemon's spans, for limit at the longest. A detached recording is meant to outlive this program.

@@ -7,7 +7,9 @@
 #include <filesystem>
 #include <memory>
 
+#include "host/health_checks.h"
 #include "host/named_values.h"
+#include "host/service_library.h"
 #include "platform/base/version.h"
 #include "platform/collaboration/collaboration_ability.h"
 #include "platform/tasks/elastic_pool.h"
@@ -128,6 +130,11 @@ int32_t DistNetHost::GetStatus(std::string& json)
     }
     const auto wifi = Wifi::WifiDevice::GetInstance(WIFI_DEVICE_SYS_ABILITY_ID);
     FillWifi(cJSON_AddObjectToObject(status.get(), "wifi"), wifi, wifi ? wifi->GetLinkInfo() : Wifi::WifiLinkInfo{});
+    const HotspotNow hotspot = hotspot_.Ask();
+    cJSON* hotspotObject = cJSON_AddObjectToObject(status.get(), "hotspot");
+    cJSON_AddBoolToObject(hotspotObject, "present", hotspot.present);
+    cJSON_AddItemToObject(hotspotObject, "active",
+                          hotspot.active ? cJSON_CreateBool(*hotspot.active ? 1 : 0) : cJSON_CreateNull());
     const auto uptime = duration_cast<milliseconds>(steady_clock::now() - started_);
     AddNumber(status.get(), "uptime_ms", static_cast<uint64_t>(uptime.count()));
     return Print(status, json);
@@ -188,6 +195,21 @@ int32_t DistNetHost::GetDevices(std::string& json)
         cJSON_AddItemToArray(devices, device);
     }
     return Print(answer, json);
+}
+
+int32_t DistNetHost::GetChecks(std::string& json)
+{
+    HealthFacts facts;
+    facts.configuration = facts_.configuration;
+    facts.networkId = facts_.networkId;
+    if (facts_.softBus) {
+        facts.devices = facts_.softBus->Nodes();
+    }
+    facts.abilities = facts_.abilities->ListSystemAbilities().size();
+    facts.serviceRuns = static_cast<bool>(facts_.abilities->GetSystemAbility(COMM_DISTRIBUTED_NET_ABILITY_ID));
+    facts.serviceLibrary = FindServiceLibrary(facts_.configuration.serviceLibrary);
+    json = HealthJson(CheckHealth(facts));
+    return HOST_OK;
 }
 
 }  // namespace Vexo::Host

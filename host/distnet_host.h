@@ -1,6 +1,6 @@
 // DistNetHost: what the daemon says about itself (ability 1164), as JSON (docs/ipc.md). It asks the registry and the
 // platform each time and never loads the service. Called on IPC workers, several at once; WaitForWifi and GetEvents block
-// until their limit, the others do not.
+// until their limit, GetChecks on the disk and the radio, the others for no longer than 200 ms.
 #pragma once
 
 #include <chrono>
@@ -9,6 +9,7 @@
 
 #include "host/configuration.h"
 #include "host/distnet_host_stub.h"
+#include "host/hotspot_state.h"
 #include "platform/ability/system_ability_manager.h"
 #include "platform/dfx/event_file.h"
 #include "platform/dfx/trace_recorder.h"
@@ -40,9 +41,11 @@ public:
     int32_t GetEvents(uint64_t cursor, uint32_t limitMs, std::string& json) override;
     int32_t StartTrace(uint32_t limitMs, bool detached, std::string& json) override;
     int32_t StopTrace(uint32_t recording, uint64_t offset, std::string& json) override;
+    int32_t GetChecks(std::string& json) override;
 
 private:
     const HostFacts facts_;
+    HotspotState hotspot_;
     const std::chrono::steady_clock::time_point started_ = std::chrono::steady_clock::now();
 };
 

@@ -14,7 +14,7 @@ constexpr uint32_t MAX_WAIT_MS = 60'000;
 bool IsKnown(uint32_t code)
 {
     return code >= static_cast<uint32_t>(HostInterfaceCode::GET_STATUS) &&
-           code <= static_cast<uint32_t>(HostInterfaceCode::STOP_TRACE);
+           code <= static_cast<uint32_t>(HostInterfaceCode::GET_CHECKS);
 }
 
 // A native caller holds every permission; an application must be of a system level and have been granted it.
@@ -81,6 +81,8 @@ int32_t DistNetHostStub::Run(HostInterfaceCode code, MessageParcel& data, std::s
             return RunStartTrace(data, json);
         case HostInterfaceCode::STOP_TRACE:
             return RunStopTrace(data, json);
+        case HostInterfaceCode::GET_CHECKS:
+            return GetChecks(json);
         case HostInterfaceCode::WAIT_FOR_WIFI:
             return RunWaitForWifi(data, json);
     }

@@ -21,6 +21,7 @@ enum class HostInterfaceCode : uint32_t {
                         //   cursor. Answers as soon as there are some, at the latest at the limit (at most 60 s)
     START_TRACE = 6,    // uint32 limit in ms, bool detached  ->  int32 result, string json: a recording of spans
     STOP_TRACE = 7,     // uint32 recording, uint64 offset  ->  int32 result, string json: a piece of its trace
+    GET_CHECKS = 8,     // ->  int32 result, string json: what `distnetctl doctor` shows. Blocks on disk and radio
 };
 
 enum HostResult : int32_t {
@@ -43,6 +44,7 @@ public:
     virtual int32_t GetEvents(uint64_t cursor, uint32_t limitMs, std::string& json) = 0;
     virtual int32_t StartTrace(uint32_t limitMs, bool detached, std::string& json) = 0;
     virtual int32_t StopTrace(uint32_t recording, uint64_t offset, std::string& json) = 0;
+    virtual int32_t GetChecks(std::string& json) = 0;
 };
 
 }  // namespace Vexo::Host
