@@ -3,8 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
-
 namespace Vexo::Host {
 namespace {
 
@@ -89,23 +87,6 @@ TEST(Configuration, TakesPathsFromTheFilesFolderAndDefaultsFromTheStateFolder)
     EXPECT_EQ(configuration.accessPolicy, "/p");
     EXPECT_THAT(configuration.softbusPeers, ElementsAre("[::1]:9", "phone.example:65535"));
     EXPECT_EQ(configuration.policyRoots.size(), 2U);
-}
-
-TEST(Configuration, PageListsTheKeysOfTheTable)
-{
-    std::ifstream page(DISTNET_SOURCE_DIR "/docs/configuration.md");
-    std::vector<std::string> rows;
-    for (std::string line; std::getline(page, line);) {
-        if (line.starts_with("| `")) {
-            rows.push_back(line);
-        }
-    }
-    std::vector<std::string> expected;
-    for (const ConfigurationKey& key : ConfigurationKeys()) {
-        expected.push_back(std::string("| `") + key.name + "` | " + key.allowed + " | " + key.fallback + " | " +
-                           key.meaning + " |");
-    }
-    EXPECT_EQ(rows, expected);
 }
 
 }  // namespace
