@@ -56,4 +56,22 @@ int32_t CollaborationAbility::GetCollaborationStartInfos(int32_t systemAbilityId
     return service ? service->GetCollaborationStartInfos(systemAbilityId, infos) : COLLABORATION_UNAVAILABLE;
 }
 
+int32_t CollaborationAbility::RegisterCollaborationDataCallback(int32_t sessionId, const sptr<DataCallback>& callback)
+{
+    const auto service = Service();
+    return service ? service->RegisterCollaborationDataCallback(sessionId, callback) : COLLABORATION_UNAVAILABLE;
+}
+
+int32_t CollaborationAbility::UnRegisterCollaborationDataCallback(int32_t sessionId)
+{
+    const auto service = Service();
+    return service ? service->UnRegisterCollaborationDataCallback(sessionId) : COLLABORATION_UNAVAILABLE;
+}
+
+int32_t CollaborationAbility::SendCollaborationData(int32_t sessionId, const void* data, uint32_t size)
+{
+    const auto service = Service();
+    return service ? service->SendCollaborationData(sessionId, data, size) : COLLABORATION_UNAVAILABLE;
+}
+
 }  // namespace Vexo::CollaborationFwk

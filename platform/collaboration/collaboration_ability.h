@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "platform/base/refbase.h"
+#include "platform/collaboration/data_callback.h"
 
 namespace Vexo::CollaborationFwk {
 
@@ -19,7 +20,9 @@ enum CollaborationResult : int32_t {
     COLLABORATION_PEER_FAILED = 4,   // the peer could not start the ability
     COLLABORATION_TIMED_OUT = 5,
     COLLABORATION_NO_SUCH_SESSION = 6,
-    COLLABORATION_TOO_LARGE = 7,  // action and parameters do not fit one message
+    COLLABORATION_TOO_LARGE = 7,         // action and parameters, or the data, do not fit one message
+    COLLABORATION_INVALID_ARGUMENT = 8,  // a null callback, or no data
+    COLLABORATION_NOT_SENT = 9,          // the peer does not take what is sent
 };
 
 // Whom to collaborate with, and through which ability there.
@@ -69,6 +72,9 @@ public:
     virtual StartResult StartCollaboration(int32_t systemAbilityId, const sptr<TargetInfo>& target) = 0;
     virtual int32_t StopCollaboration(int32_t sessionId) = 0;
     virtual int32_t GetCollaborationStartInfos(int32_t systemAbilityId, std::vector<sptr<StartInfo>>& infos) = 0;
+    virtual int32_t RegisterCollaborationDataCallback(int32_t sessionId, const sptr<DataCallback>& callback) = 0;
+    virtual int32_t UnRegisterCollaborationDataCallback(int32_t sessionId) = 0;
+    virtual int32_t SendCollaborationData(int32_t sessionId, const void* data, uint32_t size) = 0;
 };
 
 class CollaborationAbility {
@@ -79,10 +85,21 @@ public:
     // session; it expires 30 s after its last use. A null target is refused. Blocks; not from a callback of the
     // framework.
     StartResult StartCollaboration(int32_t systemAbilityId, const sptr<TargetInfo>& target);
-    // Ends it on both sides. Does not wait for the peer.
+    // Ends it on both sides. Does not wait for the peer. What had arrived is still delivered to a registered callback.
     int32_t StopCollaboration(int32_t sessionId);
     // The collaborations of that ability that run now, both directions.
     int32_t GetCollaborationStartInfos(int32_t systemAbilityId, std::vector<sptr<StartInfo>>& infos);
+
+    // The data of a running collaboration, whichever side started it. None of them blocks.
+    // Registers who receives it, and tells the peer that this side is ready. One callback a collaboration: registering
+    // again is no error and replaces it. What came before the first callback has waited, in order: up to 64 messages
+    // and 1 MiB (data_channel.h); more end the collaboration, as do more for a callback that is slow.
+    int32_t RegisterCollaborationDataCallback(int32_t sessionId, const sptr<DataCallback>& callback);
+    // What waits is dropped. No error when there is no callback or the collaboration has ended.
+    int32_t UnRegisterCollaborationDataCallback(int32_t sessionId);
+    // Sends size bytes, 1 to 163,815, as one message; they are copied. It reaches the peer's callback once there is
+    // one, which OnDataReceiverReady tells.
+    int32_t SendCollaborationData(int32_t sessionId, const void* data, uint32_t size);
 
 private:
     CollaborationAbility() = default;

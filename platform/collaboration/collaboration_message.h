@@ -6,6 +6,8 @@
 //            to wake                                                    not (CollaborationResult)
 //            bytes 12-15 uint32 flags
 //            string action, string parameters
+//   DATA     bytes 0-3   uint32 3                  READY    bytes 0-3   uint32 4: a data callback is registered at the
+//            string       at least one byte                              sender
 // Nothing may follow. Pure functions; any thread.
 #pragma once
 
@@ -30,11 +32,21 @@ struct AnswerMessage {
     int32_t code = 0;
 };
 
+struct DataMessage {
+    std::string bytes;  // never empty
+};
+
+struct ReadyMessage {};
+
+using Message = std::variant<std::monostate, StartMessage, AnswerMessage, DataMessage, ReadyMessage>;
+
 // False when it does not fit.
 bool Encode(const StartMessage& message, Parcel& parcel);
 bool Encode(const AnswerMessage& message, Parcel& parcel);
+bool Encode(const DataMessage& message, Parcel& parcel);
+bool Encode(const ReadyMessage& message, Parcel& parcel);
 
 // Empty (monostate) for a message that is truncated, has bytes left over, or is of an unknown kind.
-std::variant<std::monostate, StartMessage, AnswerMessage> Decode(const void* data, size_t size);
+Message Decode(const void* data, size_t size);
 
 }  // namespace Vexo::CollaborationFwk

@@ -76,11 +76,6 @@ int32_t FromSoftBus(int result)
     }
 }
 
-int Send(int32_t sessionId, const Parcel& parcel)
-{
-    return SendBytes(sessionId, parcel.GetData(), static_cast<unsigned int>(parcel.GetDataSize()));
-}
-
 }  // namespace
 
 CollaborationServer::CollaborationServer(CollaborationOptions options) : options_(options) {}
@@ -117,6 +112,11 @@ void CollaborationServer::Stop()
     (void)RemoveSessionServer(COLLABORATION_PACKAGE, COLLABORATION_SESSION);
     const MutexLock lock(CurrentServer().mutex);
     CurrentServer().server = nullptr;
+}
+
+int CollaborationServer::Send(int32_t sessionId, const Parcel& parcel)
+{
+    return SendBytes(sessionId, parcel.GetData(), static_cast<unsigned int>(parcel.GetDataSize()));
 }
 
 // ---- Starting here
@@ -177,7 +177,7 @@ int32_t CollaborationServer::BeginSession(const std::string& networkId, SessionP
     if (id < 0) {
         return FromSoftBus(id);
     }
-    session = std::make_shared<Session>(Session{id, networkId, false});
+    session = std::make_shared<Session>(Session{.id = id, .networkId = networkId, .inbound = false});
     outbound_[networkId] = session;
     sessions_[id] = session;
     return COLLABORATION_OK;
@@ -277,6 +277,7 @@ void CollaborationServer::End(const SessionPtr& ended, int32_t failure)
         outbound_.erase(session->networkId);
     }
     sessions_.erase(session->id);
+    session->data->End();
     changed_.NotifyAll();
 }
 
@@ -331,7 +332,8 @@ void CollaborationServer::OnOpened(int32_t sessionId, int32_t result)
     std::array<char, NETWORK_ID_BUF_LEN> networkId{};
     if (result == SOFTBUS_OK && !stopped_ &&
         GetPeerDeviceId(sessionId, networkId.data(), static_cast<unsigned int>(networkId.size())) == SOFTBUS_OK) {
-        sessions_[sessionId] = std::make_shared<Session>(Session{sessionId, networkId.data(), true, Stage::OPEN});
+        sessions_[sessionId] = std::make_shared<Session>(
+            Session{.id = sessionId, .networkId = networkId.data(), .inbound = true, .stage = Stage::OPEN});
     }
 }
 
@@ -346,13 +348,21 @@ void CollaborationServer::OnClosed(int32_t sessionId)
 
 void CollaborationServer::OnBytes(int32_t sessionId, const void* data, uint32_t size)
 {
-    const auto message = Decode(data, size);
+    auto message = Decode(data, size);
+    const char* fault = nullptr;
     if (const auto* start = std::get_if<StartMessage>(&message)) {
         HandleStart(sessionId, *start);
     } else if (const auto* answer = std::get_if<AnswerMessage>(&message)) {
         HandleAnswer(sessionId, *answer);
-    } else if (StopCollaboration(sessionId) == COLLABORATION_OK) {
-        QuviewDFX::LogWarn(LABEL, "session %{public}d: a damaged message of %{public}u bytes; closed", sessionId, size);
+    } else if (auto* bytes = std::get_if<DataMessage>(&message)) {
+        fault = HandleData(sessionId, std::move(bytes->bytes)) ? nullptr : "one undelivered message too many";
+    } else if (std::holds_alternative<ReadyMessage>(message)) {
+        HandleReady(sessionId);
+    } else {
+        fault = "a damaged message";
+    }
+    if (fault != nullptr && StopCollaboration(sessionId) == COLLABORATION_OK) {
+        QuviewDFX::LogWarn(LABEL, "session %{public}d: %{public}s of %{public}u bytes; closed", sessionId, fault, size);
     }
 }
 

@@ -1,5 +1,5 @@
 // CollaborationServer: the collaboration framework of this device: one soft-bus session to each peer that it works
-// with, over which starts and their answers travel (collaboration_message.h). The host makes it once 4700 is
+// with, over which starts, their answers and data travel (collaboration_message.h). The host makes it once 4700 is
 // registered, and registers it as ability 70635. Any thread; StartCollaboration blocks, at most for the answer limit.
 // Callbacks of the soft bus arrive on session strands.
 #pragma once
@@ -16,6 +16,7 @@
 #include "platform/base/result.h"
 #include "platform/collaboration/collaboration_ability.h"
 #include "platform/collaboration/collaboration_message.h"
+#include "platform/collaboration/data_channel.h"
 #include "platform/ipc/iremote_object.h"
 #include "platform/tasks/timers.h"
 
@@ -39,6 +40,9 @@ public:
     StartResult StartCollaboration(int32_t systemAbilityId, const sptr<TargetInfo>& target) override;
     int32_t StopCollaboration(int32_t sessionId) override;
     int32_t GetCollaborationStartInfos(int32_t systemAbilityId, std::vector<sptr<StartInfo>>& infos) override;
+    int32_t RegisterCollaborationDataCallback(int32_t sessionId, const sptr<DataCallback>& callback) override;
+    int32_t UnRegisterCollaborationDataCallback(int32_t sessionId) override;
+    int32_t SendCollaborationData(int32_t sessionId, const void* data, uint32_t size) override;
 
     // From the soft bus, through the listener's plain functions.
     void OnOpened(int32_t sessionId, int32_t result);
@@ -50,7 +54,8 @@ private:
     friend sptr<T> Vexo::MakeSptr(Args&&... args);
 
     enum class Stage { OPENING, OPEN, ENDED };
-    // One session to or from a peer. Its members are guarded by mutex_, but for id and networkId, which are constant.
+    // One session to or from a peer. Its members are guarded by mutex_, but for id, networkId and data, which are
+    // constant.
     struct Session {
         int32_t id;
         std::string networkId;
@@ -60,6 +65,8 @@ private:
         std::set<int32_t> abilities = {};    // whose collaborations run over it
         std::chrono::steady_clock::time_point lastUse = {};
         Tasks::TimerId expiry = 0;  // of an open outbound session
+        bool readySent = false;
+        const std::shared_ptr<DataChannel> data = std::make_shared<DataChannel>(id);
     };
     using SessionPtr = std::shared_ptr<Session>;
     // A start that waits for its answer; lives on the stack of Ask, guarded by mutex_.
@@ -76,6 +83,9 @@ private:
     // CollaborationResult.
     int32_t EnsureSession(const std::string& networkId, Deadline deadline, SessionPtr& session, bool& reused);
     int32_t BeginSession(const std::string& networkId, SessionPtr& session) REQUIRES(mutex_);
+    static int Send(int32_t sessionId, const Parcel& parcel);
+    // The open session of that id, used now; null when there is none.
+    SessionPtr Use(int32_t sessionId) REQUIRES(mutex_);
     // Sends the start and waits for its answer. COLLABORATION_NO_SUCH_SESSION: the session ended first.
     int32_t Ask(const SessionPtr& session, const TargetInfo& target, int32_t systemAbilityId, Deadline deadline);
     void HandleAnswer(int32_t sessionId, const AnswerMessage& answer);
@@ -88,6 +98,10 @@ private:
     void HandleStart(int32_t sessionId, const StartMessage& start);
     int32_t Wake(int32_t sessionId, int32_t systemAbilityId);
     void Answer(int32_t sessionId, uint32_t request, int32_t code);
+
+    // False when the session takes no more.
+    bool HandleData(int32_t sessionId, std::string bytes);
+    void HandleReady(int32_t sessionId);
 
     const CollaborationOptions options_;
     Mutex mutex_;

@@ -176,6 +176,112 @@ TEST_F(CollaborationTest, AnEndedSessionIsGoneOnBothSidesAndTheNextStartOpensAno
     EXPECT_NE(Started(), session);
 }
 
+// Notes what it hears, and answers "ping" from inside the callback.
+class Receiver : public DataCallback {
+public:
+    void OnDataReceived(int sessionId, const char* data, unsigned int len) override
+    {
+        Note(std::string(data, len));
+        if (std::string(data, len) == "ping") {
+            EXPECT_EQ(CollaborationAbility::GetInstance().SendCollaborationData(sessionId, "pong", 4), 0);
+        }
+    }
+    void OnDataReceiverReady(int) override { ++ready; }
+    // Blocks until this, in this order, is what came.
+    bool Heard(const std::vector<std::string>& expected)
+    {
+        return Eventually([&] {
+            const std::lock_guard lock(mutex_);
+            return heard_ == expected;
+        });
+    }
+
+    std::atomic<int> ready{0};
+
+private:
+    void Note(std::string what)
+    {
+        const std::lock_guard lock(mutex_);
+        heard_.push_back(std::move(what));
+    }
+    std::mutex mutex_;
+    std::vector<std::string> heard_;
+};
+
+class DataTest : public CollaborationTest {
+protected:
+    int32_t Send(int32_t session, const std::string& text)
+    {
+        return ability.SendCollaborationData(session, text.data(), static_cast<uint32_t>(text.size()));
+    }
+    sptr<Receiver> Register(int32_t session)
+    {
+        const auto receiver = MakeSptr<Receiver>();
+        EXPECT_EQ(ability.RegisterCollaborationDataCallback(session, receiver), COLLABORATION_OK);
+        return receiver;
+    }
+};
+
+TEST_F(DataTest, DataWaitsForItsReceiverAndReadinessForBothAndNoneForTheOther)
+{
+    const int32_t here = Started();
+    const int32_t there = bus->Other(here);
+    Send(here, "one");
+    Send(here, "ping");
+    const auto receiver = Register(there);
+    EXPECT_TRUE(receiver->Heard({"one", "ping"}));
+    EXPECT_EQ(receiver->ready, 0);
+    const auto sender = Register(here);
+    EXPECT_TRUE(sender->Heard({"pong"}));
+    EXPECT_TRUE(Eventually([&] { return receiver->ready == 1 && sender->ready == 1; }));
+
+    const auto second = Register(there);
+    Send(here, "two");
+    EXPECT_TRUE(second->Heard({"two"}));
+    EXPECT_EQ(ability.UnRegisterCollaborationDataCallback(there), COLLABORATION_OK);
+    Send(here, "three");
+    const auto third = Register(there);
+    EXPECT_TRUE(third->Heard({"three"}));
+    EXPECT_TRUE(Eventually([&] { return third->ready == 1; }));
+    EXPECT_EQ(second->ready, 0) << "it took over from one that knew";
+    const auto last = Register(here);
+    Send(there, "bye");
+    EXPECT_EQ(ability.StopCollaboration(there), COLLABORATION_OK);
+    EXPECT_TRUE(last->Heard({"bye"})) << "what was sent before the end arrives";
+    EXPECT_TRUE(Eventually([&] { return last->GetSptrRefCount() == 1; }));
+    EXPECT_EQ(Send(here, "x"), COLLABORATION_NO_SUCH_SESSION);
+    EXPECT_EQ(ability.RegisterCollaborationDataCallback(here, last), COLLABORATION_NO_SUCH_SESSION);
+    EXPECT_EQ(ability.UnRegisterCollaborationDataCallback(here), COLLABORATION_OK);
+}
+
+TEST_F(DataTest, WhatCannotBeSentOrKeptIsRefused)
+{
+    const int32_t session = Started();
+    const int32_t peer = bus->Other(session);
+    EXPECT_EQ(ability.RegisterCollaborationDataCallback(session, nullptr), COLLABORATION_INVALID_ARGUMENT);
+    EXPECT_EQ(ability.SendCollaborationData(session, nullptr, 1), COLLABORATION_INVALID_ARGUMENT);
+    EXPECT_EQ(Send(session, ""), COLLABORATION_INVALID_ARGUMENT);
+    const std::string largest(163'815, 'x');
+    EXPECT_EQ(Send(session, largest + "x"), COLLABORATION_TOO_LARGE);
+    EXPECT_EQ(Send(session, largest), COLLABORATION_OK);
+    const auto receiver = Register(peer);
+    EXPECT_TRUE(receiver->Heard({largest}));
+    ability.StopCollaboration(session);
+
+    for (const auto& [count, size] : {std::pair(MAX_WAITING_MESSAGES, 1), std::pair(size_t{8}, 131'072)}) {
+        const Vexo::Tests::LogCapture log;
+        const int32_t next = Started();
+        for (size_t i = 0; i < count; ++i) {
+            EXPECT_EQ(Send(next, std::string(static_cast<size_t>(size), 'x')), COLLABORATION_OK);
+        }
+        bus->Drain();
+        EXPECT_EQ(Running().size(), 2U);
+        Send(next, "x");
+        EXPECT_TRUE(Eventually([] { return Running().empty(); }));
+        EXPECT_EQ(log.Count("one undelivered message too many"), 1U);
+    }
+}
+
 TEST_F(CollaborationTest, StoppingTheFrameworkFailsTheStartsThatWait)
 {
     Started();
@@ -191,11 +297,16 @@ TEST_F(CollaborationTest, MessagesAreTheDocumentedBytesAndADamagedOneEndsItsSess
 {
     const std::string start = Encoded(StartMessage{0x01020304, SERVICE, 5, "act", ""});
     const std::string answer = Encoded(AnswerMessage{0x01020304, -1});
+    const std::string data = Encoded(DataMessage{std::string("\3\2\0", 3)});
+    const std::string ready = Encoded(ReadyMessage{});
     EXPECT_EQ(start, std::string("\1\0\0\0\4\3\2\1\x8b\4\0\0\5\0\0\0\3\0\0\0act\0\0\0\0\0\0\0\0\0", 32));
     EXPECT_EQ(answer, std::string("\2\0\0\0\4\3\2\1\xff\xff\xff\xff", 12));
+    EXPECT_EQ(data, std::string("\3\0\0\0\3\0\0\0\3\2\0\0", 12));
+    EXPECT_EQ(ready, std::string("\4\0\0\0", 4));
 
-    std::vector<std::string> damaged{start + std::string(4, '\0'), answer + "x", "\x03" + start.substr(1)};
-    for (const std::string& whole : {start, answer}) {
+    std::vector<std::string> damaged{start + std::string(4, '\0'), answer + "x",          data + "x", ready + "x",
+                                     "\x05" + ready.substr(1),     Encoded(DataMessage{})};
+    for (const std::string& whole : {start, answer, data, ready}) {
         for (size_t length = 1; length < whole.size(); ++length) {
             damaged.push_back(whole.substr(0, length));
         }

@@ -25,6 +25,9 @@ public:
     }
     int32_t StopCollaboration(int32_t) override { return 0; }
     int32_t GetCollaborationStartInfos(int32_t, std::vector<sptr<StartInfo>>&) override { return 0; }
+    int32_t RegisterCollaborationDataCallback(int32_t, const sptr<DataCallback>&) override { return 0; }
+    int32_t UnRegisterCollaborationDataCallback(int32_t) override { return 0; }
+    int32_t SendCollaborationData(int32_t, const void*, uint32_t) override { return 0; }
 };
 
 class StartNetworkTest : public ServiceTest {

@@ -1,0 +1,85 @@
+#include "platform/collaboration/data_channel.h"
+
+#include <utility>
+
+namespace Vexo::CollaborationFwk {
+
+void DataChannel::Register(const sptr<DataCallback>& callback)
+{
+    sptr<DataCallback> replaced;  // released after the lock
+    const MutexLock lock(mutex_);
+    replaced = std::exchange(callback_, callback);
+    ReportReady();
+    // With a callback there, each message has brought its own delivery.
+    for (size_t i = 0; !replaced && i < waiting_.size(); ++i) {
+        (void)PostDelivery();
+    }
+}
+
+void DataChannel::Unregister()
+{
+    sptr<DataCallback> released;
+    const MutexLock lock(mutex_);
+    released = std::exchange(callback_, nullptr);
+    readyReported_ = false;
+    waiting_.clear();
+    waitingBytes_ = 0;
+}
+
+void DataChannel::PeerReady()
+{
+    const MutexLock lock(mutex_);
+    peerReady_ = true;
+    ReportReady();
+}
+
+// Not over the strand: a callback that makes its readiness wait must not hold up the data behind it, on which the end
+// of that wait may depend.
+void DataChannel::ReportReady()
+{
+    if (callback_ && peerReady_ && !readyReported_) {
+        readyReported_ = Tasks::ElasticPool::Shared().Post(
+            [callback = callback_, id = sessionId_] { callback->OnDataReceiverReady(id); });
+    }
+}
+
+bool DataChannel::Received(std::string bytes)
+{
+    const MutexLock lock(mutex_);
+    if (waiting_.size() == MAX_WAITING_MESSAGES || waitingBytes_ + bytes.size() > MAX_WAITING_BYTES) {
+        return false;
+    }
+    waitingBytes_ += bytes.size();
+    waiting_.push_back(std::move(bytes));
+    return !callback_ || PostDelivery();
+}
+
+void DataChannel::End()
+{
+    // Behind the deliveries: a peer may close right after its last message.
+    (void)strand_.Post([self = shared_from_this()] { self->Unregister(); });
+}
+
+bool DataChannel::PostDelivery()
+{
+    return strand_.Post([self = shared_from_this()] { self->DeliverNext(); });
+}
+
+void DataChannel::DeliverNext()
+{
+    sptr<DataCallback> callback;
+    std::string bytes;
+    {
+        const MutexLock lock(mutex_);
+        if (!callback_ || waiting_.empty()) {
+            return;
+        }
+        callback = callback_;
+        bytes = std::move(waiting_.front());
+        waiting_.pop_front();
+        waitingBytes_ -= bytes.size();
+    }
+    callback->OnDataReceived(sessionId_, bytes.data(), static_cast<unsigned int>(bytes.size()));
+}
+
+}  // namespace Vexo::CollaborationFwk
