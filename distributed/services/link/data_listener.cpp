@@ -1,85 +1,15 @@
 #include "distributed/services/link/data_listener.h"
 
-#include <cstdlib>
-
+#include "distributed/services/link/hotspot_exchange.h"
 #include "distributed/services/link/soft_bus_adapter.h"
+#include "distributed/services/link/start_hotspot_response.h"
 #include "distributed/services/service/distnet_errors.h"
 #include "distributed/services/utils/net_mgr_log_wrapper.h"
 #include "distributed/services/utils/singleton.h"
-#include "platform/ability/ability_ids.h"
 #include "platform/base/securec.h"
-#include "platform/wifi/wifi_device.h"
-#include "platform/wifi/wifi_hotspot.h"
+#include "platform/softbus/session.h"
 
 namespace Vexo::NetManagerStandard {
-namespace {
-
-struct FreeText {
-    void operator()(char* text) const { cJSON_free(text); }
-};
-
-std::string PrintJson(const cJSON* json)
-{
-    const std::unique_ptr<char, FreeText> text(cJSON_Print(json));
-    return text ? text.get() : "";
-}
-
-std::string PrintSuccessAnswer(cJSON* json, const Wifi::HotspotConfig& config)
-{
-    cJSON_AddNumberToObject(json, "RES", 0);
-    cJSON_AddStringToObject(json, "SSID", config.GetSsid().c_str());
-    cJSON_AddStringToObject(json, "PRESHARED_KEY", config.GetPreSharedKey().c_str());
-    cJSON_AddNumberToObject(json, "SECURITY_TYPE", static_cast<int32_t>(config.GetSecurityType()));
-    return PrintJson(json);
-}
-
-// Opens the hotspot where it is closed and reads how to join it. False after logging what failed.
-bool OpenHotspot(Wifi::WifiHotspot& hotspot, Wifi::HotspotConfig& config)
-{
-    bool isActive = false;
-    int32_t ret = hotspot.IsHotspotActive(isActive);
-    if (ret != Wifi::WIFI_OK) {
-        NETMGR_EXT_LOGE(" IsHotspotActive error: %{public}d", ret);
-        return false;
-    }
-    if (!isActive) {
-        ret = hotspot.EnableHotspot(Wifi::ServiceType::DEFAULT);
-        if (ret != Wifi::WIFI_OK) {
-            NETMGR_EXT_LOGE(" Enable hotspot error: %{public}d", ret);
-            return false;
-        }
-    }
-    ret = hotspot.GetHotspotConfig(config);
-    if (ret != Wifi::WIFI_OK) {
-        NETMGR_EXT_LOGE(" Get hotspot config error: %{public}d", ret);
-        return false;
-    }
-    return true;
-}
-
-// Adds the configuration and connects. The result that the waiting request is to return.
-int32_t JoinHotspot(const Wifi::WifiDeviceConfig& config)
-{
-    const std::shared_ptr<Wifi::WifiDevice> device = Wifi::WifiDevice::GetInstance(WIFI_DEVICE_SYS_ABILITY_ID, 0);
-    if (!device) {
-        // The peer did its part: its hotspot is open. A device without Wi-Fi of its own reports that as success.
-        return DISTNET_SUCCESS;
-    }
-    int networkId = 0;
-    int32_t ret = device->AddDeviceConfig(config, networkId, false);
-    if (ret != Wifi::WIFI_OK) {
-        NETMGR_EXT_LOGE(" Add device config error: %{public}d", ret);
-        return HOTSPOT_FAIL_ADD_CONFIG;
-    }
-    ret = device->ConnectToDevice(config);
-    if (ret != Wifi::WIFI_OK) {
-        NETMGR_EXT_LOGE(" ConnectToDevice error: %{public}d", ret);
-        return HOTSPOT_FAIL_CONNECT;
-    }
-    return DISTNET_SUCCESS;
-}
-
-}  // namespace
 
 std::shared_ptr<DataListener> DataListener::instance_;
 std::mutex DataListener::instanceMutex_;
@@ -125,7 +55,7 @@ void DataListener::OnBytesReceived(int sessionId, const void* data, unsigned int
         NETMGR_EXT_LOGE(" OnBytesReceived param check failed");
         return;
     }
-    const MessageBytes bytes(static_cast<uint8_t*>(std::calloc(len, sizeof(uint8_t))));
+    const MessageBytes bytes = ZeroedBytes(len);
     if (!bytes) {
         NETMGR_EXT_LOGE(" OnBytesReceived: malloc memory failed");
         return;
@@ -155,35 +85,27 @@ void DataListener::HandleMessageUnknownResponse(int, unsigned char*, unsigned in
 void DataListener::HandleMessageStartHotSpot(int sessionId, unsigned char* data, unsigned int)
 {
     NETMGR_EXT_LOGI(" HandleMessageStartHotSpot start");
-    cJSON* json = cJSON_CreateObject();
-    if (json == nullptr) {
-        return;
-    }
-    const std::shared_ptr<Wifi::WifiHotspot> hotspot = Wifi::WifiHotspot::GetInstance(WIFI_HOTSPOT_SYS_ABILITY_ID, 0);
-    if (!hotspot) {
-        cJSON_Delete(json);
+    const PreparedAnswer answer = PrepareAnswer();
+    if (answer.json == nullptr) {
         return;
     }
     std::string message;
-    // Read at once after enabling: the configuration is there before the radio is up, and the requester waits.
-    Wifi::HotspotConfig config;
-    if (!OpenHotspot(*hotspot, config)) {
-        HandlerSendStartMessage(sessionId, json, message, reinterpret_cast<char*>(data));
+    if (answer.result != Wifi::WIFI_OK) {
+        HandlerSendStartMessage(sessionId, answer.json, message, reinterpret_cast<char*>(data));
         return;
     }
     int result = 0;
-    HandlerParkData(sessionId, json, message, config, reinterpret_cast<char*>(data), result);
+    HandlerParkData(sessionId, answer.json, message, answer.config, reinterpret_cast<char*>(data), result);
     if (result != DISTNET_SUCCESS) {
         NETMGR_EXT_LOGE(" SendStartHotspotResponseMessage error: %{public}d", result);
         SoftBusAdapter::GetInstance()->CloseSoftBusSession(sessionId);
     }
-    cJSON_Delete(json);
+    cJSON_Delete(answer.json);
 }
 
 void DataListener::HandlerSendStartMessage(int sessionId, cJSON* json, std::string& message, char*)
 {
-    cJSON_AddNumberToObject(json, "RES", HOTSPOT_FAIL_PEER);
-    message = PrintJson(json);
+    message = PrintFailureAnswer(json, HOTSPOT_FAIL_PEER);
     SendStartHotspotResponseMessage(sessionId, message);
     SoftBusAdapter::GetInstance()->CloseSoftBusSession(sessionId);
     cJSON_Delete(json);
@@ -207,6 +129,39 @@ void DataListener::HandleMessageStartHotSpotResponse(int sessionId, unsigned cha
         result = JoinHotspot(config);
     }
     SoftBusAdapter::GetInstance()->CloseSessionCondition(sessionId, result);
+}
+
+int32_t DataListener::SendStartHotspotResponseMessage(int sessionId, const std::string& message)
+{
+    ResponseFrame frame;
+    int32_t ret = FrameStartHotspotResponse(message, frame);
+    if (ret == DISTNET_ERR_RESPONSE_BUFFER) {
+        NETMGR_EXT_LOGE(" SendStartHotspotResponseMessage: malloc memory failed");
+        return -1;
+    }
+    if (ret != DISTNET_SUCCESS) {
+        return ret;
+    }
+    const MessageTlvStartHotspotResponse response{.value = message};
+    NETMGR_EXT_LOGI(" SendHelloMessage request: %{public}d, %{public}d, %{public}lu",
+                    static_cast<int32_t>(response.type), static_cast<int32_t>(response.length), response.value.size());
+    ret = SendBytes(sessionId, frame.bytes.get(), frame.size);
+    if (ret != 0) {
+        NETMGR_EXT_LOGE(" SendBytes fail, errorCode:%{public}d", ret);
+        return DISTNET_ERR_SEND;
+    }
+    return DISTNET_SUCCESS;
+}
+
+int32_t DataListener::ParseStartHotspotResponseMessage(unsigned char* data, unsigned int len,
+                                                       Wifi::WifiDeviceConfig& config)
+{
+    return ParseStartHotspotResponse(data, len, config);
+}
+
+std::string DataListener::ParseKeyMgmt(Wifi::KeyMgmt keyMgmt)
+{
+    return KeyMgmtText(keyMgmt);
 }
 
 }  // namespace Vexo::NetManagerStandard

@@ -56,9 +56,7 @@ public:
     // Frames message as a start-hotspot response and sends it. 0, DISTNET_ERR_INVALID_FRAME when it is too large,
     // DISTNET_ERR_MESSAGE_COPY, DISTNET_ERR_SEND, or -1 without memory.
     int32_t SendStartHotspotResponseMessage(int sessionId, const std::string& message);
-    // Reads a start-hotspot response into config; a key that is missing or of another type leaves its field as it was.
-    // 0, DISTNET_ERR_INVALID_FRAME, DISTNET_ERR_MESSAGE_COPY, DISTNET_ERR_MESSAGE_JSON, or the peer's own non-zero
-    // "RES".
+    // As ParseStartHotspotResponse (start_hotspot_response.h).
     int32_t ParseStartHotspotResponseMessage(unsigned char* data, unsigned int len, Wifi::WifiDeviceConfig& config);
     std::string ParseKeyMgmt(Wifi::KeyMgmt keyMgmt);
 

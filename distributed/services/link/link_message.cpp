@@ -8,7 +8,7 @@ namespace {
 template <size_t Size>
 MessageBytes CopyBytes(const uint8_t (&bytes)[Size])
 {
-    MessageBytes copy(static_cast<uint8_t*>(std::calloc(Size, sizeof(uint8_t))));
+    MessageBytes copy = ZeroedBytes(Size);
     for (size_t i = 0; copy && i < Size; ++i) {
         copy[i] = bytes[i];
     }
@@ -16,6 +16,11 @@ MessageBytes CopyBytes(const uint8_t (&bytes)[Size])
 }
 
 }  // namespace
+
+MessageBytes ZeroedBytes(size_t size)
+{
+    return MessageBytes(static_cast<uint8_t*>(std::calloc(size, sizeof(uint8_t))));
+}
 
 MessageBytes MessageTlvHelloRequest::getBytes() const
 {

@@ -1,10 +1,11 @@
 // The messages of the device-to-device link: byte 0 is the type, the rest depends on it. Records without behaviour,
-// built and used on one thread. Sent by soft_bus_adapter.h and data_listener.h, received by data_listener.h.
+// built and used on one thread. Sent and received over soft bus sessions (soft_bus_adapter.h, data_listener.h) and over
+// collaborations (collaboration.h, collaboration_listener.h).
 //   hello                   01 02 00 03
 //   start hotspot           03 02 00          receivers look at the type only
 //   start hotspot response  04, u32 length little-endian, then that many bytes of JSON without a terminating NUL:
-//                           {"RES": 0, "SSID", "PRESHARED_KEY", "SECURITY_TYPE": a Wifi::KeyMgmt}, or {"RES": -97}
-//                           alone
+//                           {"RES": 0, "SSID", "PRESHARED_KEY", "SECURITY_TYPE": a Wifi::KeyMgmt}, or "RES" alone:
+//                           why not
 #pragma once
 
 #include <cstdint>
@@ -32,6 +33,9 @@ struct FreeMessageBytes {
     void operator()(uint8_t* bytes) const { std::free(bytes); }
 };
 using MessageBytes = std::unique_ptr<uint8_t[], FreeMessageBytes>;
+
+// size bytes of zero; null without memory.
+MessageBytes ZeroedBytes(size_t size);
 
 struct MessageTlvHelloRequest {
     uint8_t type = MESSAGE_TYPE_HELLO;

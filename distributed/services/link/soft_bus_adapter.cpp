@@ -1,6 +1,5 @@
 #include "distributed/services/link/soft_bus_adapter.h"
 
-#include <cstdlib>
 #include <utility>
 
 #include "distributed/services/link/data_listener.h"
@@ -202,7 +201,7 @@ int32_t SoftBusAdapter::SendSoftBusStr(int sessionId, std::string& msg)
         return DISTNET_ERR_SEND;
     }
     const size_t size = msg.size() + 1;
-    const MessageBytes bytes(static_cast<uint8_t*>(std::calloc(size, sizeof(uint8_t))));
+    const MessageBytes bytes = ZeroedBytes(size);
     if (!bytes) {
         NETMGR_EXT_LOGE(" SendSoftBusStr: malloc memory failed");
         return DISTNET_ERR_SEND;

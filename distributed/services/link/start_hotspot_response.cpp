@@ -1,12 +1,13 @@
-// DataListener's framing and parsing of the start-hotspot response.
-#include <cstdlib>
-#include <memory>
+#include "distributed/services/link/start_hotspot_response.h"
 
-#include "distributed/services/link/data_listener.h"
+#include <memory>
+#include <utility>
+
+#include <cjson/cJSON.h>
+
 #include "distributed/services/service/distnet_errors.h"
 #include "distributed/services/utils/net_mgr_log_wrapper.h"
 #include "platform/base/securec.h"
-#include "platform/softbus/session.h"
 
 namespace Vexo::NetManagerStandard {
 namespace {
@@ -51,37 +52,28 @@ void ReadString(const cJSON* json, const char* key, std::string& field)
 
 }  // namespace
 
-int32_t DataListener::SendStartHotspotResponseMessage(int sessionId, const std::string& message)
+int32_t FrameStartHotspotResponse(const std::string& message, ResponseFrame& frame)
 {
     const size_t frameSize = message.size() + HEADER_SIZE;
     if (frameSize > MAX_SEND_MESSAGE_SIZE) {
         NETMGR_EXT_LOGE(" SendStartHotspotResponseMessage error: message.size() > MAX_SEND_MESSAGE_SIZE");
         return DISTNET_ERR_INVALID_FRAME;
     }
-    const MessageTlvStartHotspotResponse response{.value = message};
-    const MessageBytes frame(static_cast<uint8_t*>(std::calloc(frameSize, sizeof(uint8_t))));
-    if (!frame) {
-        NETMGR_EXT_LOGE(" SendStartHotspotResponseMessage: malloc memory failed");
-        return -1;
+    MessageBytes bytes = ZeroedBytes(frameSize);
+    if (!bytes) {
+        return DISTNET_ERR_RESPONSE_BUFFER;
     }
-    frame[0] = response.type;
-    WriteLength(frame.get(), static_cast<uint32_t>(message.size()));
-    if (memcpy_s(frame.get() + HEADER_SIZE, message.size(), message.data(), message.size()) != SECUREC_OK) {
+    bytes[0] = MESSAGE_TYPE_START_HOTSPOT_RESPONSE;
+    WriteLength(bytes.get(), static_cast<uint32_t>(message.size()));
+    if (memcpy_s(bytes.get() + HEADER_SIZE, message.size(), message.data(), message.size()) != SECUREC_OK) {
         NETMGR_EXT_LOGE(" memcpy memory failed");
         return DISTNET_ERR_MESSAGE_COPY;
     }
-    NETMGR_EXT_LOGI(" SendHelloMessage request: %{public}d, %{public}d, %{public}lu",
-                    static_cast<int32_t>(response.type), static_cast<int32_t>(response.length), response.value.size());
-    const int32_t ret = SendBytes(sessionId, frame.get(), static_cast<unsigned int>(frameSize));
-    if (ret != 0) {
-        NETMGR_EXT_LOGE(" SendBytes fail, errorCode:%{public}d", ret);
-        return DISTNET_ERR_SEND;
-    }
+    frame = {std::move(bytes), static_cast<uint32_t>(frameSize)};
     return DISTNET_SUCCESS;
 }
 
-int32_t DataListener::ParseStartHotspotResponseMessage(unsigned char* data, unsigned int len,
-                                                       Wifi::WifiDeviceConfig& config)
+int32_t ParseStartHotspotResponse(const unsigned char* data, unsigned int len, Wifi::WifiDeviceConfig& config)
 {
     if (len < HEADER_SIZE) {
         NETMGR_EXT_LOGE(" len less MESSAGE_TYPE_START_HOTSPOT_RESPONSE_LENGTH");
@@ -107,17 +99,12 @@ int32_t DataListener::ParseStartHotspotResponseMessage(unsigned char* data, unsi
         return res->valueint;
     }
     if (const cJSON* type = NumberOf(json.get(), "SECURITY_TYPE"); type != nullptr) {
-        config.keyMgmt = ParseKeyMgmt(static_cast<Wifi::KeyMgmt>(type->valueint));
+        config.keyMgmt = KeyMgmtText(static_cast<Wifi::KeyMgmt>(type->valueint));
     }
     ReadString(json.get(), "SSID", config.ssid);
     ReadString(json.get(), "PRESHARED_KEY", config.preSharedKey);
     NETMGR_EXT_LOGI(" ParseStartHotspotResponseMessage len:%{public}d", static_cast<int32_t>(declared));
     return DISTNET_SUCCESS;
-}
-
-std::string DataListener::ParseKeyMgmt(Wifi::KeyMgmt keyMgmt)
-{
-    return KeyMgmtText(keyMgmt);
 }
 
 }  // namespace Vexo::NetManagerStandard

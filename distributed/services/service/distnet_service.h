@@ -26,6 +26,7 @@
 namespace Vexo::NetManagerStandard {
 
 class ConvergedDecisionManager;
+struct EventInfo;
 
 #ifdef DISTNET_TEST_BUILD
 inline std::atomic<std::chrono::milliseconds> RADIO_STATE_WAIT{std::chrono::seconds(180)};
@@ -54,6 +55,9 @@ public:
     int32_t StartDistributedNetwork(int32_t, int32_t, const std::string& networkId) override;
     int32_t StartDistributedNetworkAsync(int32_t, int32_t, const std::string& networkId);
     int32_t SoftBusStartDisNet(const std::string& networkId);
+    // The same exchange over the collaboration's own data channel (link/collaboration.h). For programs that load the
+    // service into their process: no request of the remote interface leads here. Blocks for at most some 25 s.
+    int32_t CollaborationStartDisNet(const std::string& networkId);
     // Always 0; closes nothing: the peer's hotspot closes by its own rules.
     int32_t StopDistributedNetwork(int32_t, int32_t, const std::string& networkId) override;
 
@@ -101,6 +105,8 @@ private:
     // Publishes the remote interface once and starts the decision manager's own start as a task.
     bool Init();
     std::shared_ptr<ConvergedDecisionManager> DecisionManager();
+    // Sends the fault event for a failed exchange on that session; DISTNET_ERR_LINK.
+    int32_t ReportHotspotFailure(EventInfo& info, int32_t sessionId, int32_t result);
     // Runs body on the task runtime and blocks. Its result, or DISTNET_ERR_GENERAL when the runtime did not run it.
     static int32_t RunSynchronously(const std::function<int32_t()>& body);
 

@@ -2,6 +2,7 @@
 #include <new>
 
 #include "distributed/services/converged/decision/src/converged_decision_manager.h"
+#include "distributed/services/link/collaboration.h"
 #include "distributed/services/link/soft_bus_adapter.h"
 #include "distributed/services/service/distnet_errors.h"
 #include "distributed/services/service/distnet_service.h"
@@ -92,6 +93,30 @@ int32_t DistNetService::SoftBusStartDisNet(const std::string& networkId)
         return DISTNET_SUCCESS;
     }
     NETMGR_EXT_LOGE(" SendStartHotspotMessage error");
+    return ReportHotspotFailure(info, sessionId, result);
+}
+
+int32_t DistNetService::CollaborationStartDisNet(const std::string& networkId)
+{
+    NETMGR_EXT_LOGI(" CollaborationStartDisNet start");
+    EventInfo info = EventFor(networkId);
+    int sessionId = 0;
+    const int32_t started = Collaboration::GetInstance().StartCollaboration(networkId, sessionId);
+    if (started != DISTNET_SUCCESS) {
+        NETMGR_EXT_LOGE(" StartCollaboration error, %{public}d", started);
+        ReportStartFailure(info, HOTSPOT_FAIL_COLLABORATION, CONNECT_ERROR_MESSAGE);
+        return DISTNET_ERR_COLLABORATION_START;
+    }
+    const int32_t result = Collaboration::GetInstance().SendStartHotspotMessage(sessionId);
+    if (result == DISTNET_SUCCESS) {
+        return DISTNET_SUCCESS;
+    }
+    NETMGR_EXT_LOGE(" SendStartHotspotMessage error, %{public}d", result);
+    return ReportHotspotFailure(info, sessionId, result);
+}
+
+int32_t DistNetService::ReportHotspotFailure(EventInfo& info, int32_t sessionId, int32_t result)
+{
     info.sessionId = sessionId;
     int32_t eventCode = 0;
     const std::string message = ErrCodeTransToMsg(result, eventCode);

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "distributed/services/converged/awareness/awareness_center_factory.h"
+#include "distributed/services/link/collaboration.h"
 #include "distributed/services/link/device_manager_adapter.h"
 #include "distributed/services/link/soft_bus_adapter.h"
 #include "distributed/services/service/distnet_errors.h"
@@ -168,6 +169,11 @@ void AwarenessCenterManager::HandleDeviceManagerServiceAdded()
 {
     NETMGR_EXT_LOGI(" HandleDeviceManagerServiceAdded");
     InitDmAdapter();
+}
+
+void AwarenessCenterManager::HandleCollFwkServiceAdded()
+{
+    Collaboration::GetInstance().InitCollaboration();
 }
 
 void AwarenessCenterManager::InitSoftbusAdapter()

@@ -44,7 +44,7 @@ public:
     void HandleSoftBusServiceRemoved() {}  // the session server comes back with the soft bus
     void HandleDeviceManagerServiceAdded();
     void HandleDeviceManagerServiceRemoved() {}
-    void HandleCollFwkServiceAdded() {}  // watched; nothing depends on it yet
+    void HandleCollFwkServiceAdded();  // also whenever a peer has started a collaboration
     void HandleCollFwkServiceRemoved() {}
 
     // The second halves of the handlers above; failures show in the log of what they call.

@@ -1,0 +1,104 @@
+#include "distributed/services/link/hotspot_exchange.h"
+
+#include <memory>
+
+#include "distributed/services/service/distnet_errors.h"
+#include "distributed/services/utils/net_mgr_log_wrapper.h"
+#include "platform/ability/ability_ids.h"
+#include "platform/wifi/wifi_device.h"
+#include "platform/wifi/wifi_hotspot.h"
+
+namespace Vexo::NetManagerStandard {
+namespace {
+
+struct FreeText {
+    void operator()(char* text) const { cJSON_free(text); }
+};
+
+std::string PrintJson(const cJSON* json)
+{
+    const std::unique_ptr<char, FreeText> text(cJSON_Print(json));
+    return text ? text.get() : "";
+}
+
+// Opens the hotspot where it is closed and reads how to join it. The code of the Wi-Fi call that failed, after
+// logging it.
+int32_t OpenHotspot(Wifi::WifiHotspot& hotspot, Wifi::HotspotConfig& config)
+{
+    bool isActive = false;
+    int32_t ret = hotspot.IsHotspotActive(isActive);
+    if (ret != Wifi::WIFI_OK) {
+        NETMGR_EXT_LOGE(" IsHotspotActive error: %{public}d", ret);
+        return ret;
+    }
+    if (!isActive) {
+        ret = hotspot.EnableHotspot(Wifi::ServiceType::DEFAULT);
+        if (ret != Wifi::WIFI_OK) {
+            NETMGR_EXT_LOGE(" Enable hotspot error: %{public}d", ret);
+            return ret;
+        }
+    }
+    ret = hotspot.GetHotspotConfig(config);
+    if (ret != Wifi::WIFI_OK) {
+        NETMGR_EXT_LOGE(" Get hotspot config error: %{public}d", ret);
+        return ret;
+    }
+    return Wifi::WIFI_OK;
+}
+
+}  // namespace
+
+PreparedAnswer PrepareAnswer()
+{
+    PreparedAnswer answer;
+    cJSON* json = cJSON_CreateObject();
+    if (json == nullptr) {
+        return answer;
+    }
+    const std::shared_ptr<Wifi::WifiHotspot> hotspot = Wifi::WifiHotspot::GetInstance(WIFI_HOTSPOT_SYS_ABILITY_ID, 0);
+    if (!hotspot) {
+        cJSON_Delete(json);
+        return answer;
+    }
+    answer.json = json;
+    // Read at once after enabling: the configuration is there before the radio is up, and the requester waits.
+    answer.result = OpenHotspot(*hotspot, answer.config);
+    return answer;
+}
+
+std::string PrintSuccessAnswer(cJSON* json, const Wifi::HotspotConfig& config)
+{
+    cJSON_AddNumberToObject(json, "RES", 0);
+    cJSON_AddStringToObject(json, "SSID", config.GetSsid().c_str());
+    cJSON_AddStringToObject(json, "PRESHARED_KEY", config.GetPreSharedKey().c_str());
+    cJSON_AddNumberToObject(json, "SECURITY_TYPE", static_cast<int32_t>(config.GetSecurityType()));
+    return PrintJson(json);
+}
+
+std::string PrintFailureAnswer(cJSON* json, int32_t result)
+{
+    cJSON_AddNumberToObject(json, "RES", result);
+    return PrintJson(json);
+}
+
+int32_t JoinHotspot(const Wifi::WifiDeviceConfig& config)
+{
+    const std::shared_ptr<Wifi::WifiDevice> device = Wifi::WifiDevice::GetInstance(WIFI_DEVICE_SYS_ABILITY_ID, 0);
+    if (!device) {
+        return DISTNET_SUCCESS;
+    }
+    int networkId = 0;
+    int32_t ret = device->AddDeviceConfig(config, networkId, false);
+    if (ret != Wifi::WIFI_OK) {
+        NETMGR_EXT_LOGE(" Add device config error: %{public}d", ret);
+        return HOTSPOT_FAIL_ADD_CONFIG;
+    }
+    ret = device->ConnectToDevice(config);
+    if (ret != Wifi::WIFI_OK) {
+        NETMGR_EXT_LOGE(" ConnectToDevice error: %{public}d", ret);
+        return HOTSPOT_FAIL_CONNECT;
+    }
+    return DISTNET_SUCCESS;
+}
+
+}  // namespace Vexo::NetManagerStandard
