@@ -9,12 +9,6 @@ namespace {
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-constexpr const char* SECRET = "example-passphrase";
-const std::string FAILURE_ANSWER = "{\n\t\"RES\":\t-97\n}";
-const std::string SUCCESS_ANSWER =
-    "{\n\t\"RES\":\t0,\n\t\"SSID\":\t\"phone-net\",\n\t\"PRESHARED_KEY\":\t\"example-passphrase\",\n"
-    "\t\"SECURITY_TYPE\":\t4\n}";
-
 std::string Frame(uint32_t declared, const std::string& text)
 {
     std::string frame{'\x04'};
@@ -104,31 +98,6 @@ TEST_F(DataListenerTest, FramesUpToFourMebibytesReachTheirHandler)
     EXPECT_THAT(softBus_->Take(), IsEmpty());
     Receive(REQUEST + std::string(4194301, '\0'));
     EXPECT_EQ(softBus_->Take().size(), 1U);
-}
-
-TEST_F(DataListenerTest, ServingSideAnswersWithItsHotspotOrAFailure)
-{
-    Receive(REQUEST);
-    EXPECT_THAT(softBus_->Take(), IsEmpty()) << "silent without a hotspot service";
-    const auto hotspot = registry_.Add<Tests::FakeWifiHotspot>(WIFI_HOTSPOT_SYS_ABILITY_ID);
-    hotspot->config.SetSsid("phone-net");
-    hotspot->config.SetPreSharedKey(SECRET);
-    hotspot->enableResult = Wifi::WIFI_DISABLED;
-    Receive(REQUEST);
-    EXPECT_THAT(softBus_->Take(), ElementsAre(SEND + Frame(FAILURE_ANSWER), CLOSE));
-    hotspot->active = true;  // not enabled again
-    Receive(REQUEST);
-    EXPECT_THAT(softBus_->Take(), ElementsAre(SEND + Frame(SUCCESS_ANSWER)));
-    softBus_->sendResult = SOFTBUS_NO_SUCH_SESSION;
-    Receive(REQUEST);
-    EXPECT_THAT(softBus_->Take(), ElementsAre(SEND + Frame(SUCCESS_ANSWER), CLOSE));
-    EXPECT_FALSE(log_.Contains(SECRET));
-}
-
-TEST_F(DataListenerTest, WithoutAWifiServiceThePeersSuccessCounts)
-{
-    WhenRequestWaits([this] { Receive(Frame(SUCCESS_ANSWER)); });
-    EXPECT_EQ(adapter_->SendStartHotspotMessage(SESSION), 0);
 }
 
 }  // namespace

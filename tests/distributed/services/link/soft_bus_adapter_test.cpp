@@ -36,17 +36,6 @@ TEST_F(SoftBusAdapterTest, OpensAByteSessionOverTheLinksInOrder)
     EXPECT_FALSE(log_.Contains(PEER));
 }
 
-TEST_F(SoftBusAdapterTest, RefusedOpenLeavesNoSession)
-{
-    softBus_->openResult = SOFTBUS_NO_SUCH_PEER;
-    EXPECT_EQ(adapter_->OpenSoftBusSession(PEER, sessionId_), 1004500122);
-    EXPECT_THAT(softBus_->Take(), ElementsAre(open_));
-    softBus_->openResult = SESSION;
-    AnswerOpenWith(SOFTBUS_PEER_REFUSED);
-    EXPECT_EQ(adapter_->OpenSoftBusSession(PEER, sessionId_), 1004500122);
-    EXPECT_THAT(softBus_->Take(), ElementsAre(open_, CLOSE));
-}
-
 TEST_F(SoftBusAdapterTest, OpenedCallbackBeforeTheWaitIsLostAndTheOpenTimesOut)
 {
     adapter_->SetPending(SESSION, 0);

@@ -31,6 +31,18 @@ protected:
     }
 };
 
+TEST_F(QueryTest, StoppedServiceRefusesWithoutATrace)
+{
+    service_.OnStop();
+    std::vector<DmDeviceInfo> devices;
+    std::string text;
+    EXPECT_EQ(service_.StartDistributedNetwork(0, 0, "peer"), 2200003);
+    EXPECT_EQ(service_.GetAvailableDeviceList(devices), 2200003);
+    EXPECT_EQ(service_.GetRemoteDeviceInfo({"bssid"}, text), 2200003);
+    EXPECT_EQ(service_.StopDistributedNetwork(0, 0, "peer"), 0);
+    EXPECT_THAT(events_->Take(), testing::IsEmpty());
+}
+
 TEST_F(QueryTest, DeviceIdTooShortToBeMaskedIsTheGeneralFailure)
 {
     std::vector<DmDeviceInfo> devices;
@@ -50,16 +62,6 @@ TEST_F(QueryTest, OnlyKnownItemsAreAnsweredEachTimeTheyAreNamed)
     const std::string bssid = Item("bssid", "string", "\"02:00:5e:10:00:01\"");
     EXPECT_EQ(Ask({"bssid", "hotspotName", "bssid"}),
               "{" + bssid + "," + Item("hotspotName", "string", R"("say \"hi\"")") + "," + bssid + "}");
-}
-
-TEST_F(QueryTest, FailedWifiItemIsEmptyAndReported)
-{
-    const std::string fault = "NETMANAGER NET_REMOTE_DEVICE_INFO_FAULT 1 ";
-    registry_.Add<FakeWifiHotspot>(WIFI_HOTSPOT_SYS_ABILITY_ID)->configResult = Wifi::WIFI_DISABLED;
-    EXPECT_EQ(Ask({"hotspotName", "bssid"}),
-              "{" + Item("hotspotName", "string", "\"\"") + "," + Item("bssid", "string", "\"\"") + "}");
-    EXPECT_THAT(events_->Take(), ElementsAre(BEHAVIOR_EVENT, fault + "ERROR_TYPE=-88 ERROR_MSG=get hotspot name error",
-                                             fault + "ERROR_TYPE=-89 ERROR_MSG=get current bssid error"));
 }
 
 TEST_F(QueryTest, SmartHotspotNeedsASimARadioAndMobileData)

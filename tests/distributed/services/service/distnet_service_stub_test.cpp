@@ -27,7 +27,6 @@ public:
     MOCK_METHOD(int32_t, StopDistributedNetwork, (int32_t, int32_t, const std::string&), (override));
     MOCK_METHOD(int32_t, GetAvailableDeviceList, (std::vector<DmDeviceInfo>&), (override));
     MOCK_METHOD(int32_t, GetRemoteDeviceInfo, (std::vector<std::string>, std::string&), (override));
-    using DistNetServiceStub::HasClients;
 };
 
 class DistNetServiceStubTest : public testing::Test {
@@ -64,20 +63,6 @@ protected:
     MessageParcel reply_;
     size_t replyCapacity_ = MAX_PARCEL_SIZE;
 };
-
-TEST_F(DistNetServiceStubTest, TokenThatIsNotExactlyTheDescriptorIsRefused)
-{
-    const std::u16string token = TOKEN;
-    for (const std::u16string& wrong : {token + u'x', token.substr(1), u'v' + token.substr(1), std::u16string()}) {
-        arguments_.Clear();
-        arguments_.WriteInterfaceToken(wrong);
-        EXPECT_EQ(Request(0), IPC_UNKNOWN_REQUEST);
-        EXPECT_EQ(NextInt(), 1004500108);
-    }
-    arguments_.Clear();
-    EXPECT_EQ(Request(0, ORDINARY), IPC_UNKNOWN_REQUEST) << "no token at all";
-    EXPECT_EQ(NextInt(), 1004500108);
-}
 
 TEST_F(DistNetServiceStubTest, CodeThenFlagThenPermissionThenArgumentsAreChecked)
 {
@@ -130,20 +115,6 @@ TEST_F(DistNetServiceStubTest, QueryAnswersWithItsTextAloneEvenWhenItFails)
     std::string text;
     EXPECT_TRUE(reply_.ReadString(text));
     EXPECT_EQ(text, "{}");
-}
-
-TEST_F(DistNetServiceStubTest, ClientHoldsTheServiceFromItsFirstRequestToItsRelease)
-{
-    EXPECT_CALL(*stub_, StartService);
-    EXPECT_CALL(*stub_, GetAvailableDeviceList);
-    EXPECT_CALL(*stub_, ReleaseService).WillRepeatedly([this](uint32_t&) { return stub_->HasClients() ? 1 : 0; });
-    Request(0, SYSTEM, 100);
-    Request(4, SYSTEM, 200);
-    Request(0, ORDINARY, 300);  // refused: holds nothing
-    for (const pid_t client : {100, 200}) {
-        Request(1, SYSTEM, client);
-        EXPECT_EQ(NextInt(), client == 100 ? 1 : 0) << "whether somebody still holds it";
-    }
 }
 
 }  // namespace
