@@ -82,7 +82,7 @@ void CheckTrust(const HealthFacts& facts, std::vector<HealthCheck>& checks)
 std::optional<Security::AccessPolicy> CheckPolicy(const std::filesystem::path& file, std::vector<HealthCheck>& checks)
 {
     if (file.empty()) {
-        checks.push_back(Healthy("policy", "the shipped one: root and group netdev; it lets this user in"));
+        checks.push_back(Healthy("policy", "the shipped one: root and group netdev; lets this user in"));
         return Security::AccessPolicy::ShippedDefault();
     }
     Result<Security::AccessPolicy> policy = Security::AccessPolicy::Load(file);
@@ -98,7 +98,7 @@ std::optional<Security::AccessPolicy> CheckPolicy(const std::filesystem::path& f
     } else {
         const size_t entries = policy.Value().entries.size();
         checks.push_back(Healthy("policy", file.string() + ", " + std::to_string(entries) +
-                                               (entries == 1 ? " entry" : " entries") + "; it lets this user in"));
+                                               (entries == 1 ? " entry" : " entries") + "; lets this user in"));
     }
     return std::move(policy.Value());
 }
@@ -111,8 +111,8 @@ void CheckDaemon(const HealthFacts& facts, std::vector<HealthCheck>& checks)
             "Install it there, or name it with service.library in the daemon's configuration"));
         return;
     }
-    checks.push_back(Healthy("daemon", std::string(DistNetVersion()) + ", " + std::to_string(facts.abilities) +
-                                           " abilities present, service " +
+    checks.push_back(Healthy("daemon", std::string("distnetd ") + DistNetVersion() + ", " +
+                                           std::to_string(facts.abilities) + " abilities present, service " +
                                            (facts.serviceRuns ? "running" : "stopped (starts on demand)")));
 }
 
@@ -159,7 +159,7 @@ std::optional<HealthCheck> FaultOf(const HealthFacts& facts, const Simulated::De
     for (const Simulated::DeviceStateEntry& entry : Simulated::DescribeDeviceState(state)) {
         const bool fails = !entry.isDefault && !entry.key.ends_with(".delay_ms");
         if (fails && entry.key.starts_with("faults." + kind + ".")) {
-            const std::string healthy = entry.key.ends_with(".code") ? "=0" : "=off";
+            const std::string healthy = entry.key.ends_with(".code") ? "=0" : "=false";
             return Unhealthy(check, "it is told to fail: " + entry.key + "=" + entry.value,
                              "Take the fault away: " + SimSet(facts, entry.key + healthy));
         }
@@ -178,10 +178,10 @@ HealthCheck CheckRadio(const HealthFacts& facts, const Result<Simulated::DeviceS
     const auto wifi = Wifi::WifiDevice::GetInstance(WIFI_DEVICE_SYS_ABILITY_ID);
     if (!wifi) {
         return Unhealthy("radio", "this device has no Wi-Fi",
-                         "Give it some: " + SimSet(facts, "wifi.station_present=on"));
+                         "Give it some: " + SimSet(facts, "wifi.station_present=true"));
     }
     if (!state.Value().wifiEnabled) {
-        return Unhealthy("radio", "Wi-Fi is switched off", "Switch it on: " + SimSet(facts, "wifi.enabled=on"));
+        return Unhealthy("radio", "Wi-Fi is switched off", "Switch it on: " + SimSet(facts, "wifi.enabled=true"));
     }
     const Wifi::WifiLinkInfo info = wifi->GetLinkInfo();
     const bool connected = info.state == Wifi::WifiLinkState::CONNECTED;
@@ -194,7 +194,7 @@ HealthCheck CheckHotspot(const HealthFacts& facts, const Simulated::DeviceState&
     const auto hotspot = Wifi::WifiHotspot::GetInstance(WIFI_HOTSPOT_SYS_ABILITY_ID);
     if (!hotspot) {
         return Unhealthy("hotspot", "this device's Wi-Fi cannot be a hotspot",
-                         "Let it: " + SimSet(facts, "wifi.hotspot_present=on"));
+                         "Let it: " + SimSet(facts, "wifi.hotspot_present=true"));
     }
     if (auto fault = FaultOf(facts, state, "hotspot", "hotspot")) {
         return *std::move(fault);

@@ -30,6 +30,7 @@ struct Request {
     std::vector<std::string> items;
     std::vector<std::string> assignments;
     bool noWait = false;
+    double intervalSeconds = 1;
 };
 
 std::string HostName()
@@ -97,6 +98,20 @@ void AddDaemonCommands(CLI::App& app, Request& request)
 
 void AddAccountCommands(CLI::App& app, Request& request)
 {
+    CLI::App* doctor = AddCommand(app, request, "doctor", "Check everything, and say how to mend what is wrong",
+                                  "  distnetctl doctor\n  distnetctl --socket ./phone/ipc.sock doctor",
+                                  [&](Output& output) { return RunDoctor(request.options, output); });
+    AddState(doctor, request);
+    CLI::App* watch =
+        AddCommand(app, request, "watch", "Show this device and its peers live; q or Ctrl-C ends it",
+                   "  distnetctl watch\n  distnetctl watch --interval 5\n  distnetctl --json watch > changes.jsonl",
+                   [&](Output& output) {
+                       return RunWatch(request.options, output,
+                                       std::chrono::milliseconds(static_cast<int64_t>(request.intervalSeconds * 1000)));
+                   });
+    watch->add_option("--interval", request.intervalSeconds, "How often to look, in seconds")
+        ->check(CLI::Range(0.1, 3600.0))
+        ->capture_default_str();
     CLI::App* account = AddGroup(app, "account", "Make an account, and enrol devices by files");
     CLI::App* create = AddCommand(
         *account, request, "create", "Make an account; this device becomes its first",

@@ -38,6 +38,13 @@ int RunInfo(const GlobalOptions& options, Output& output, const std::vector<std:
 int RunStatus(const GlobalOptions& options, Output& output);
 int RunServiceHold(const GlobalOptions& options, Output& output);
 
+// ---- How it is, and what happens (doctor_command.cpp, watch_command.cpp) -----------------------------------------
+int RunDoctor(const GlobalOptions& options, Output& output);
+int RunWatch(const GlobalOptions& options, Output& output, std::chrono::milliseconds interval);
+
+// ---- The daemon's records (events_command.cpp, trace_command.cpp) --------------------------------------------------
+int RunTraceStart(const GlobalOptions& options, Output& output);
+
 // ---- Account and enrolment (account_commands.cpp): files below the state folder -------------------------------------
 int RunAccountCreate(const GlobalOptions& options, Output& output, const std::string& name,
                      const std::string& deviceName);

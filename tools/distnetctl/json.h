@@ -6,6 +6,8 @@
 #include <memory>
 #include <string>
 
+#include "tools/distnetctl/printable.h"
+
 namespace Vexo::Ctl {
 
 struct JsonDeleter {
@@ -24,11 +26,11 @@ inline Json ParseJson(const std::string& text)
     return Json(cJSON_ParseWithLength(text.data(), text.size()));
 }
 
-// The member's text, or fallback when it is absent or no string.
+// The member's text as it may be shown, or fallback when it is absent or no string.
 inline std::string TextOf(const cJSON* object, const char* key, const std::string& fallback = "")
 {
     const cJSON* member = cJSON_GetObjectItemCaseSensitive(object, key);
-    return cJSON_IsString(member) ? member->valuestring : fallback;
+    return cJSON_IsString(member) ? Printable(member->valuestring) : fallback;
 }
 
 inline double NumberOf(const cJSON* object, const char* key, double fallback = 0)

@@ -1,7 +1,4 @@
-#include <algorithm>
 #include <array>
-#include <cstdio>
-#include <ctime>
 
 #include "tools/distnetctl/commands.h"
 #include "tools/distnetctl/json.h"
@@ -10,29 +7,6 @@
 namespace Vexo::Ctl {
 
 namespace {
-
-// "now", "5 min ago", "2 h ago", "3 d ago" of an RFC 3339 time in UTC.
-std::string Ago(const Peer& peer)
-{
-    if (peer.online) {
-        return "now";
-    }
-    std::tm parts{};
-    if (strptime(peer.lastSeen.c_str(), "%Y-%m-%dT%H:%M:%S", &parts) == nullptr) {
-        return "unknown";
-    }
-    const int64_t seconds = std::max<int64_t>(0, std::time(nullptr) - timegm(&parts));
-    struct Unit {
-        int64_t seconds;
-        const char* name;
-    };
-    for (const Unit& unit : {Unit{86400, "d"}, Unit{3600, "h"}, Unit{60, "min"}}) {
-        if (seconds >= unit.seconds) {
-            return std::to_string(seconds / unit.seconds) + " " + unit.name + " ago";
-        }
-    }
-    return std::to_string(seconds) + " s ago";
-}
 
 Json DeviceDetails(const std::string& json)
 {
@@ -84,10 +58,9 @@ int RunDevices(const GlobalOptions& options, Output& output)
                                                     "started.\n`distnetctl account` enrols one.",
                                   DeviceDetails(json)));
     }
-    output.Line("NAME                 TYPE      NETWORK ID     LAST SEEN   STATE");
+    output.Line(PEER_HEADING);
     for (const Peer& peer : peers) {
-        output.Line(Column(peer.name, 20) + " " + Column(peer.type, 9) + " " + Column(ShortId(peer.networkId), 14) +
-                    " " + Column(Ago(peer), 11) + " " + (peer.online ? "reachable" : "away"));
+        output.Line(PeerLine(peer));
     }
     return output.Finish(Done(output.IsJson() ? std::to_string(peers.size()) + " devices" : "", DeviceDetails(json)));
 }

@@ -9,15 +9,6 @@ namespace Vexo::Ctl {
 
 namespace {
 
-size_t CountCodePoints(const std::string& text)
-{
-    size_t count = 0;
-    for (const char c : text) {
-        count += (static_cast<unsigned char>(c) & 0xC0U) != 0x80U ? 1 : 0;
-    }
-    return count;
-}
-
 bool EndsSentence(const std::string& text)
 {
     return text.ends_with('.') || text.ends_with('?');
@@ -175,7 +166,7 @@ std::string DurationText(double milliseconds)
 
 std::string Column(const std::string& text, size_t width)
 {
-    const size_t length = CountCodePoints(text);
+    const size_t length = TextWidth(text);
     if (length <= width) {
         return text + std::string(width - length, ' ');
     }
@@ -186,5 +177,28 @@ std::string ShortId(const std::string& networkId)
 {
     return networkId.size() <= 12 ? networkId : networkId.substr(0, 5) + "…" + networkId.substr(networkId.size() - 5);
 }
+std::string LongDurationText(int64_t seconds)
+{
+    struct Unit {
+        int64_t seconds;
+        const char* name;
+    };
+    for (const Unit& unit : {Unit{86400, " d"}, Unit{3600, " h"}, Unit{60, " min"}}) {
+        if (seconds >= unit.seconds) {
+            return std::to_string(seconds / unit.seconds) + unit.name;
+        }
+    }
+    return std::to_string(seconds) + " s";
+}
+
+size_t TextWidth(const std::string& text)
+{
+    size_t count = 0;
+    for (const char c : text) {
+        count += (static_cast<unsigned char>(c) & 0xC0U) != 0x80U ? 1 : 0;
+    }
+    return count;
+}
+
 
 }  // namespace Vexo::Ctl

@@ -49,6 +49,8 @@ public:
     Output(bool json, bool terminal, bool colour);
 
     bool IsJson() const { return json_; }
+    bool IsTerminal() const { return terminal_; }
+    bool UsesColour() const { return colour_; }
 
     // A line of the readable form; nothing with --json.
     void Line(const std::string& text);
@@ -77,5 +79,9 @@ std::string DurationText(double milliseconds);
 std::string Column(const std::string& text, size_t width);
 // "7f3a1…c21e4" of a network id; shorter text as it is.
 std::string ShortId(const std::string& networkId);
+// "41 s", "5 min", "2 h", "3 d".
+std::string LongDurationText(int64_t seconds);
+// The columns that text takes: its UTF-8 code points.
+size_t TextWidth(const std::string& text);
 
 }  // namespace Vexo::Ctl

@@ -1,9 +1,11 @@
 #include "tools/distnetctl/peers.h"
 
 #include <algorithm>
+#include <ctime>
 
 #include "platform/base/text.h"
 #include "tools/distnetctl/json.h"
+#include "tools/distnetctl/output.h"
 
 namespace Vexo::Ctl {
 
@@ -63,6 +65,24 @@ std::vector<Peer> ParsePeers(const std::string& json)
                          IsTrue(device, "online"), TextOf(device, "last_seen")});
     }
     return peers;
+}
+
+std::string Ago(const Peer& peer)
+{
+    if (peer.online) {
+        return "now";
+    }
+    std::tm parts{};
+    if (strptime(peer.lastSeen.c_str(), "%Y-%m-%dT%H:%M:%S", &parts) == nullptr) {
+        return "unknown";
+    }
+    return LongDurationText(std::max<int64_t>(0, std::time(nullptr) - timegm(&parts))) + " ago";
+}
+
+std::string PeerLine(const Peer& peer)
+{
+    return Column(peer.name, 20) + " " + Column(peer.type, 9) + " " + Column(ShortId(peer.networkId), 14) + " " +
+           Column(Ago(peer), 11) + " " + (peer.online ? "reachable" : "away");
 }
 
 }  // namespace Vexo::Ctl

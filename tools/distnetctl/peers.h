@@ -1,4 +1,5 @@
-// Which device a person means by a name, a network id, or the beginning of either. Pure functions.
+// The devices of the account: how they are listed, and which one a person means by a name, a network id, or the
+// beginning of either. Functions without state.
 #pragma once
 
 #include <cstdint>
@@ -26,5 +27,11 @@ Result<Peer> ResolvePeer(const std::string& word, const std::vector<Peer>& peers
 
 // The devices of a GET_DEVICES answer.
 std::vector<Peer> ParsePeers(const std::string& json);
+
+// "now", "5 min ago", "2 h ago", "3 d ago".
+std::string Ago(const Peer& peer);
+// A line of the list of devices, under its heading.
+inline constexpr const char* PEER_HEADING = "NAME                 TYPE      NETWORK ID     LAST SEEN   STATE";
+std::string PeerLine(const Peer& peer);
 
 }  // namespace Vexo::Ctl

@@ -1,0 +1,167 @@
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <vector>
+
+#include "platform/dfx/health_check.h"
+#include "platform/trust/identity_checks.h"
+#include "tools/distnetctl/commands.h"
+#include "tools/distnetctl/json.h"
+#include "tools/distnetctl/status_view.h"
+
+namespace Vexo::Ctl {
+
+namespace {
+
+using namespace QuviewDFX;
+using Checks = std::vector<HealthCheck>;
+
+constexpr size_t NAME_WIDTH = 12;
+constexpr size_t TEXT_INDENT = NAME_WIDTH + 2;
+constexpr size_t TEXT_WIDTH = 80 - TEXT_INDENT;
+
+std::string UserName()
+{
+    const passwd* user = getpwuid(geteuid());
+    return user != nullptr ? user->pw_name : std::to_string(geteuid());
+}
+
+// The state folder whose files stand for the device when its daemon says nothing: the one that was named, else the one
+// that the named socket is in.
+std::filesystem::path StateFolder(const GlobalOptions& options)
+{
+    const std::filesystem::path beside = std::filesystem::path(options.socket).parent_path();
+    std::error_code unknown;
+    const bool isNamed = options.stateDir != GlobalOptions().stateDir;
+    const bool isBeside =
+        std::filesystem::exists(beside / "identity", unknown) || unknown == std::errc::permission_denied;
+    return !isNamed && isBeside ? beside : options.stateDir;
+}
+
+HealthCheck CheckSocketHere(const std::string& path)
+{
+    if (access(path.c_str(), R_OK | W_OK) == 0) {
+        return Healthy("socket", path + ": this user may connect");
+    }
+    if (errno != EACCES) {
+        return NotChecked("socket", "not checked: there is none at " + path);
+    }
+    return Unhealthy("socket", path + ": user " + UserName() + " may not connect",
+                     "Ask as root: sudo distnetctl doctor; for all, see ipc.socket_mode in the daemon's configuration");
+}
+
+// What can be said without the daemon's answer.
+Checks CheckHere(const GlobalOptions& options, const Client::CallResult& call)
+{
+    Trust::IdentityChecks found =
+        Trust::CheckIdentity(StateFolder(options) / "identity", std::chrono::system_clock::now());
+    Checks checks{std::move(found.identity), std::move(found.account), std::move(found.clock)};
+    HealthCheck policy = NotChecked("policy", "not checked: needs the daemon");
+    HealthCheck socket = CheckSocketHere(options.socket);
+    const Outcome failure = FromCall(call);
+    HealthCheck daemon = Unhealthy("daemon", "it does not answer: " + failure.message, failure.advice);
+    std::string reason = "not checked: needs the daemon";
+    if (call.status == Client::CallStatus::REFUSED) {
+        const std::string user = UserName();
+        policy = Unhealthy("policy", "it does not let user " + user + " in",
+                           "Join the group that it names (netdev as shipped), then log in again: sudo usermod -aG "
+                           "netdev " +
+                               user);
+        daemon = Healthy("daemon", "it answers");
+        reason = "not checked: the daemon does not tell this user";
+    } else if (call.status == Client::CallStatus::UNREACHABLE && !socket.good.value_or(true)) {
+        daemon = NotChecked("daemon", "not checked: needs the socket");
+    } else if (call.status != Client::CallStatus::UNREACHABLE) {
+        daemon.advice = "Restart it: systemctl restart distnet";
+    }
+    checks.insert(checks.end(), {std::move(policy), std::move(daemon), std::move(socket)});
+    for (const char* name : {"peers", "radio", "hotspot"}) {
+        checks.push_back(NotChecked(name, reason));
+    }
+    return checks;
+}
+
+Checks ParseChecks(const std::string& json)
+{
+    Checks checks;
+    const Json document = ParseJson(json);
+    const cJSON* check = nullptr;
+    cJSON_ArrayForEach(check, cJSON_GetObjectItemCaseSensitive(document.get(), "checks"))
+    {
+        const cJSON* ok = cJSON_GetObjectItemCaseSensitive(check, "ok");
+        checks.push_back({TextOf(check, "name"),
+                          cJSON_IsBool(ok) ? std::optional<bool>(cJSON_IsTrue(ok)) : std::nullopt,
+                          TextOf(check, "message"), TextOf(check, "advice")});
+    }
+    return checks;
+}
+
+Checks Examine(const GlobalOptions& options)
+{
+    Client::CallResult call;
+    const auto client = Client::DistNetClient::Connect(options.socket, call);
+    std::string json;
+    if (client) {
+        client->SetLimit(options.Timeout());
+        call = client->GetChecks(json);
+    }
+    if (!call.Succeeded()) {
+        return CheckHere(options, call);
+    }
+    return ParseChecks(json);
+}
+
+void Show(Output& output, const HealthCheck& check)
+{
+    const std::string mark = !check.good ? "–" : *check.good ? output.Tick() : output.Cross();
+    std::string before = Column(check.name, NAME_WIDTH) + mark + " ";
+    for (const std::string& piece : Wrap(check.message, TEXT_WIDTH)) {
+        output.Line(before + piece);
+        before = std::string(TEXT_INDENT, ' ');
+    }
+    for (const std::string& piece : Wrap(check.advice, TEXT_WIDTH)) {
+        output.Line(std::string(TEXT_INDENT, ' ') + piece);
+    }
+}
+
+Json DetailsOf(const Checks& checks)
+{
+    Json array(cJSON_CreateArray());
+    for (const HealthCheck& check : checks) {
+        Json item = NewObject();
+        cJSON_AddStringToObject(item.get(), "name", check.name.c_str());
+        AddMember(item.get(), "ok", check.good ? Json(cJSON_CreateBool(*check.good ? 1 : 0)) : nullptr);
+        cJSON_AddStringToObject(item.get(), "message", check.message.c_str());
+        cJSON_AddStringToObject(item.get(), "advice", check.advice.c_str());
+        cJSON_AddItemToArray(array.get(), item.release());
+    }
+    Json details = NewObject();
+    AddMember(details.get(), "checks", std::move(array));
+    return details;
+}
+
+}  // namespace
+
+int RunDoctor(const GlobalOptions& options, Output& output)
+{
+    const Checks checks = Examine(options);
+    for (const HealthCheck& check : checks) {
+        Show(output, check);
+    }
+    const auto problems = std::count_if(checks.begin(), checks.end(),
+                                        [](const HealthCheck& check) { return !check.good.value_or(true); });
+    const std::string summary =
+        problems == 0 ? "no problem found" : std::to_string(problems) + (problems == 1 ? " problem" : " problems");
+    output.Line(summary);
+    if (!output.IsJson()) {
+        return problems == 0 ? EXIT_DONE : EXIT_FAILED;
+    }
+    Outcome outcome = problems == 0 ? Done(summary) : NotDone(summary, "");
+    outcome.details = DetailsOf(checks);
+    return output.Finish(std::move(outcome));
+}
+
+}  // namespace Vexo::Ctl

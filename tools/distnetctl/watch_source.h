@@ -1,0 +1,53 @@
+// WatchSource: what `watch` looks at, read from the daemon again and again over one connection; a daemon that goes away
+// is asked for again at each look. Main thread only; a look blocks for at most the limit of a call.
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "client/distnet_client.h"
+#include "tools/distnetctl/json.h"
+#include "tools/distnetctl/peers.h"
+
+namespace Vexo::Ctl {
+
+struct WatchedEvent {
+    std::string time;  // RFC 3339, UTC
+    std::string name;
+    std::string params;      // "KEY=value KEY=value"
+    std::string paramsJson;  // the same as one object
+};
+
+// How things stood at one look. Texts are printable.
+struct Snapshot {
+    std::chrono::system_clock::time_point time;
+    Client::CallResult call;  // when it did not succeed, nothing below but the events counts
+    Json status;
+    Json counts;
+    std::vector<Peer> peers;
+    std::vector<WatchedEvent> events;  // new since the look before; at most MAX_WATCHED_EVENTS
+};
+
+inline constexpr size_t MAX_WATCHED_EVENTS = 100;
+
+class WatchSource {
+public:
+    // since: events before it do not count; RFC 3339 with milliseconds, UTC, or empty for all that the daemon keeps.
+    WatchSource(std::string socket, std::chrono::milliseconds limit, std::string since);
+
+    Snapshot Look();
+
+private:
+    Client::CallResult Ask(Snapshot& snapshot);
+    Client::CallResult AskForEvents(std::vector<WatchedEvent>& events);
+
+    const std::string socket_;
+    const std::chrono::milliseconds limit_;
+    std::unique_ptr<Client::DistNetClient> client_;
+    uint64_t cursor_ = 0;        // of the daemon that is connected
+    std::string lastEventTime_;  // a daemon that was started again tells its old events again
+};
+
+}  // namespace Vexo::Ctl

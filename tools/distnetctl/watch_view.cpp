@@ -1,0 +1,192 @@
+#include "tools/distnetctl/watch_view.h"
+
+#include <algorithm>
+#include <array>
+#include <ctime>
+
+#include "tools/distnetctl/output.h"
+#include "tools/distnetctl/status_view.h"
+
+namespace Vexo::Ctl {
+
+namespace {
+
+using Style = ScreenLine::Style;
+using TimePoint = std::chrono::system_clock::time_point;
+
+constexpr size_t ROOMY_ROWS = 20;      // fewer: only what changes is shown
+constexpr size_t PEER_ROW_WIDTH = 69;  // narrower: a peer's name and state only
+constexpr const char* AWAY = "away";
+
+std::string LocalText(TimePoint time, const char* format)
+{
+    const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
+    std::tm parts{};
+    localtime_r(&seconds, &parts);
+    std::array<char, 32> text{};
+    return std::string(text.data(), std::strftime(text.data(), text.size(), format, &parts));
+}
+
+// "12:08:06" of an event's RFC 3339 time, in local time; of an older one than a day "11-20 12:08"; other text as it is.
+std::string EventClock(const std::string& time, TimePoint now)
+{
+    std::tm parts{};
+    if (strptime(time.c_str(), "%Y-%m-%dT%H:%M:%S", &parts) == nullptr) {
+        return time;
+    }
+    const TimePoint then = std::chrono::system_clock::from_time_t(timegm(&parts));
+    return LocalText(then, now - then < std::chrono::hours(24) ? "%H:%M:%S" : "%m-%d %H:%M");
+}
+
+bool IsEssential(const std::string& label)
+{
+    static constexpr std::array LABELS{"device", "service", "Wi-Fi", "hotspot", "open"};
+    return std::find(LABELS.begin(), LABELS.end(), label) != LABELS.end();
+}
+
+void AddStatus(const Snapshot& snapshot, bool roomy, std::vector<ScreenLine>& picture)
+{
+    for (const StatusLine& line : StatusLines(snapshot.status.get(), snapshot.counts.get())) {
+        if (roomy || IsEssential(line.label)) {
+            picture.push_back({Labelled(line), line.label == "device" ? Style::HEADING : Style::PLAIN});
+        }
+    }
+}
+
+std::string NarrowPeerLine(const Peer& peer)
+{
+    return Column(peer.name, 16) + " " + (peer.online ? "reachable" : "away, " + Ago(peer));
+}
+
+// rows: at most, the heading included.
+void AddPeers(const std::vector<Peer>& peers, const ScreenSize& size, size_t rows, std::vector<ScreenLine>& picture)
+{
+    if (rows == 0) {
+        return;
+    }
+    const bool wide = size.columns >= PEER_ROW_WIDTH;
+    picture.push_back({peers.empty() ? "No peer has been met yet."
+                       : wide        ? PEER_HEADING
+                                     : "PEER             STATE",
+                       peers.empty() ? Style::PLAIN : Style::HEADING});
+    const size_t room = rows - 1;
+    const size_t shown = peers.size() <= room ? peers.size() : room > 0 ? room - 1 : 0;
+    for (size_t i = 0; i < shown; ++i) {
+        picture.push_back({wide ? PeerLine(peers[i]) : NarrowPeerLine(peers[i])});
+    }
+    if (shown < peers.size() && room > 0) {
+        picture.push_back({"… and " + std::to_string(peers.size() - shown) + " more"});
+    }
+}
+
+// rows: at most, the heading included; the newest events are shown.
+void AddEvents(const std::deque<WatchedEvent>& events, TimePoint now, size_t rows, std::vector<ScreenLine>& picture)
+{
+    if (rows < 2 || events.empty()) {
+        return;
+    }
+    picture.push_back({"LAST EVENTS", Style::HEADING});
+    for (size_t i = events.size() - std::min(rows - 1, events.size()); i < events.size(); ++i) {
+        const WatchedEvent& event = events[i];
+        picture.push_back({EventClock(event.time, now) + " " + event.name + " " + event.params});
+    }
+}
+
+}  // namespace
+
+std::string ClockText(std::chrono::system_clock::time_point time)
+{
+    return LocalText(time, "%H:%M:%S");
+}
+
+void WatchHistory::Take(const Snapshot& snapshot)
+{
+    events.insert(events.end(), snapshot.events.begin(), snapshot.events.end());
+    while (events.size() > MAX_WATCHED_EVENTS) {
+        events.pop_front();
+    }
+    if (snapshot.call.Succeeded()) {
+        awaySince.reset();
+    } else if (!awaySince) {
+        awaySince = snapshot.time;
+    }
+}
+
+std::vector<ScreenLine> Picture(const Snapshot& snapshot, const WatchHistory& history, const ScreenSize& size)
+{
+    std::vector<ScreenLine> picture;
+    const bool roomy = size.rows >= ROOMY_ROWS;
+    const size_t body = size.rows > 0 ? size.rows - 1 : 0;  // the last row is the foot's
+    const auto left = [&] { return body > picture.size() ? body - picture.size() : 0; };
+    const auto gap = [&] {
+        if (roomy) {
+            picture.emplace_back();
+        }
+    };
+    if (history.awaySince) {
+        picture.push_back({"daemon away since " + ClockText(*history.awaySince), Style::WRONG});
+        for (const std::string& piece : Wrap(Printable(snapshot.call.message), std::max<size_t>(size.columns, 1))) {
+            picture.push_back({piece});
+        }
+    } else {
+        AddStatus(snapshot, roomy, picture);
+        gap();
+        // A quarter of what is left is kept for events.
+        AddPeers(snapshot.peers, size, left() - left() / 4, picture);
+    }
+    gap();
+    AddEvents(history.events, snapshot.time, left(), picture);
+    picture.resize(body);
+    picture.push_back({ClockText(snapshot.time) + "  q quits"});
+    return picture;
+}
+
+// A value for each thing that a line is to tell of.
+ChangeFinder::Facts ChangeFinder::FactsOf(const Snapshot& snapshot)
+{
+    Facts facts;
+    facts[{"daemon", ""}] = {"", "answers"};
+    const cJSON* status = snapshot.status.get();
+    facts[{"service", ""}] = {"", TextOf(status, "service")};
+    facts[{"Wi-Fi", ""}] = {"", WifiText(cJSON_GetObjectItemCaseSensitive(status, "wifi"))};
+    facts[{"hotspot", ""}] = {"", HotspotText(cJSON_GetObjectItemCaseSensitive(status, "hotspot"))};
+    for (const char* key : {"sessions", "pending"}) {
+        facts[{key, ""}] = {"", std::to_string(static_cast<int>(NumberOf(snapshot.counts.get(), key)))};
+    }
+    const cJSON* ability = nullptr;
+    cJSON_ArrayForEach(ability, cJSON_GetObjectItemCaseSensitive(status, "abilities"))
+    {
+        facts[{"ability", std::to_string(static_cast<int>(NumberOf(ability, "id")))}] = {TextOf(ability, "name"),
+                                                                                         "present"};
+    }
+    for (const Peer& peer : snapshot.peers) {
+        facts[{"peer", peer.networkId}] = {peer.name, peer.online ? "reachable" : AWAY};
+    }
+    return facts;
+}
+
+std::vector<Change> ChangeFinder::Compare(const Snapshot& snapshot)
+{
+    std::vector<Change> changes;
+    // What a daemon that does not answer knew is not gone: it is compared when it is back.
+    const bool answers = snapshot.call.Succeeded();
+    Facts now = answers ? FactsOf(snapshot) : known_;
+    if (!answers) {
+        now[{"daemon", ""}] = {"", AWAY};
+    }
+    for (auto& [key, fact] : known_) {
+        if (!now.contains(key)) {
+            now[key] = {fact.name, "gone"};
+        }
+    }
+    for (const auto& [key, fact] : now) {
+        const auto before = known_.find(key);
+        if (before == known_.end() || before->second.value != fact.value) {
+            changes.push_back({key.first, fact.name, fact.value, before == known_.end() ? "" : before->second.value});
+        }
+    }
+    known_ = std::move(now);
+    return changes;
+}
+
+}  // namespace Vexo::Ctl
