@@ -101,57 +101,6 @@ TEST_F(SimulatedDeviceTest, ADamagedStateFileIsNamedOnceAndTheStateBeforeItStays
     EXPECT_FALSE(LoadDeviceState(device.Options().stateDir)) << "the file stays as it is";
 }
 
-TEST_F(SimulatedDeviceTest, EveryCallTakesItsFault)
-{
-    TestDevice device = MakeDevice();
-    const auto hotspot = device.Hotspot();
-    const auto station = device.Station();
-    const auto core = device.Core();
-    bool flag = false;
-    int id = 0;
-    Telephony::SimState sim{};
-    Wifi::HotspotConfig hotspotConfig;
-    std::vector<Wifi::WifiDeviceConfig> configs;
-    const Wifi::WifiDeviceConfig config{-1, "Garden", "", "", "NONE"};
-    const std::pair<PlatformCall, std::function<int32_t()>> cases[] = {
-        {PlatformCall::HOTSPOT_IS_ACTIVE, [&] { return hotspot->IsHotspotActive(flag); }},
-        {PlatformCall::HOTSPOT_ENABLE, [&] { return hotspot->EnableHotspot(Wifi::ServiceType::DEFAULT); }},
-        {PlatformCall::HOTSPOT_DISABLE, [&] { return hotspot->DisableHotspot(Wifi::ServiceType::DEFAULT); }},
-        {PlatformCall::HOTSPOT_GET_CONFIG, [&] { return hotspot->GetHotspotConfig(hotspotConfig); }},
-        {PlatformCall::WIFI_GET_CONFIGS, [&] { return station->GetDeviceConfigs(configs, false); }},
-        {PlatformCall::WIFI_ADD_CONFIG, [&] { return station->AddDeviceConfig(config, id, false); }},
-        {PlatformCall::WIFI_CONNECT, [&] { return station->ConnectToDevice(config); }},
-        {PlatformCall::TELEPHONY_SIM_STATE, [&] { return core->GetSimState(0, sim); }},
-        {PlatformCall::TELEPHONY_RADIO_STATE, [&] { return core->GetRadioState(0, MakeSptr<RadioAnswer>()); }},
-        {PlatformCall::TELEPHONY_RADIO_CALLBACK,
-         [&] {
-             const auto answer = MakeSptr<RadioAnswer>();
-             EXPECT_EQ(core->GetRadioState(0, answer), Telephony::TELEPHONY_OK);
-             return answer->answer.get_future().get().second;
-         }},
-        {PlatformCall::TELEPHONY_CELLULAR_DATA, [&] { return device.Data()->IsCellularDataEnabled(flag); }},
-    };
-    ASSERT_EQ(std::size(cases), static_cast<size_t>(PlatformCall::COUNT));
-    for (const auto& [call, run] : cases) {
-        const std::string key = std::string("faults.") + PlatformCallName(call);
-        SCOPED_TRACE(key);
-        EXPECT_EQ(run(), 0);
-        device.Set({key + ".code=-7", key + ".delay_ms=30"});
-        ASSERT_TRUE(log_.WaitFor(key + ".delay_ms: 30"));
-        const auto begun = std::chrono::steady_clock::now();
-        EXPECT_EQ(run(), -7);
-        EXPECT_GE(std::chrono::steady_clock::now() - begun, std::chrono::milliseconds(30));
-        if (call != PlatformCall::TELEPHONY_RADIO_CALLBACK) {  // asked when the device stops
-            const bool isTelephony = key.find("telephony") != std::string::npos;
-            device.Set({key + ".no_answer=true"});
-            ASSERT_TRUE(log_.WaitFor(key + ".no_answer: true"));
-            EXPECT_EQ(run(), isTelephony ? int32_t{Telephony::TELEPHONY_NO_ANSWER} : int32_t{Wifi::WIFI_NO_ANSWER});
-        }
-        device.Set({key + ".code=0", key + ".delay_ms=0", key + ".no_answer=false"});
-        ASSERT_TRUE(log_.WaitFor(key + ".delay_ms: 0"));
-    }
-}
-
 TEST_F(SimulatedDeviceTest, StoppingEndsWaitsAndOpenRadioQueriesWithAnError)
 {
     TestDevice device = MakeDevice({"faults.wifi.get_configs.delay_ms=60000", "hotspot.active_at_start=true",
