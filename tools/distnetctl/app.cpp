@@ -30,6 +30,10 @@ struct Request {
     std::vector<std::string> items;
     std::vector<std::string> assignments;
     bool noWait = false;
+    bool timing = false;
+    bool follow = false;
+    std::string since;
+    uint32_t recording = 0;
     double intervalSeconds = 1;
 };
 
@@ -70,9 +74,10 @@ void AddNetworkCommands(CLI::App& app, Request& request)
     CLI::App* start = AddCommand(
         app, request, "start", "Get this device online through a peer's hotspot",
         "  distnetctl start phone\n  distnetctl --timeout 60 start 7f3a\n  distnetctl --json start phone --no-wait",
-        [&](Output& output) { return RunStart(request.options, output, request.peer, !request.noWait); });
+        [&](Output& output) { return RunStart(request.options, output, request.peer, !request.noWait, request.timing); });
     start->add_option("PEER", request.peer, "Its name, its network id, or the beginning of either")->required();
     start->add_flag("--no-wait", request.noWait, "Do not wait until this device's Wi-Fi has joined");
+    start->add_flag("--timing", request.timing, "Show where the time went");
 
     CLI::App* stop =
         AddCommand(app, request, "stop", "Tell the service that a peer is no longer needed", "  distnetctl stop phone",
@@ -94,6 +99,27 @@ void AddDaemonCommands(CLI::App& app, Request& request)
     CLI::App* service = AddGroup(app, "service", "Hold the service");
     AddCommand(*service, request, "hold", "Keep the service running until Ctrl-C", "  distnetctl service hold",
                [&](Output& output) { return RunServiceHold(request.options, output); });
+}
+
+void AddRecordCommands(CLI::App& app, Request& request)
+{
+    CLI::App* events =
+        AddCommand(app, request, "events", "Show what happened: the daemon's system events",
+                   "  distnetctl events --since 10m\n  distnetctl events --since yesterday --follow\n"
+                   "  distnetctl --json events > events.jsonl",
+                   [&](Output& output) { return RunEvents(request.options, output, request.follow, request.since); });
+    events->add_flag("-f,--follow", request.follow, "Go on with what happens, until Ctrl-C");
+    events->add_option("--since", request.since, "10m, 2h or 1d ago; today, yesterday; or RFC 3339")->type_name("TIME");
+
+    CLI::App* trace = AddGroup(app, "trace", "Record what the daemon does, for a trace viewer");
+    AddCommand(*trace, request, "start", "Start a recording", "  distnetctl trace start",
+               [&](Output& output) { return RunTraceStart(request.options, output); });
+    CLI::App* stop = AddCommand(*trace, request, "stop", "Stop a recording and write its trace",
+                                "  distnetctl trace stop trace.json", [&](Output& output) {
+                                    return RunTraceStop(request.options, output, request.file, request.recording);
+                                });
+    stop->add_option("FILE", request.file, "Where the trace goes (trace-event JSON)")->required();
+    stop->add_option("--recording", request.recording, "Its number; the oldest of `trace start` unless given");
 }
 
 void AddAccountCommands(CLI::App& app, Request& request)
@@ -228,6 +254,7 @@ int RunApp(int argc, const char* const* argv)
         "5 timed out, 130 interrupted.\n\nExamples:\n  distnetctl devices\n  distnetctl start phone");
     AddNetworkCommands(app, request);
     AddDaemonCommands(app, request);
+    AddRecordCommands(app, request);
     AddAccountCommands(app, request);
     AddSimCommands(app, request);
     try {

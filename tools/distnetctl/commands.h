@@ -30,7 +30,7 @@ std::unique_ptr<Client::DistNetClient> ConnectClient(const GlobalOptions& option
 
 // ---- Network (network_commands.cpp, start_command.cpp) ----------------------------------------------------------
 int RunDevices(const GlobalOptions& options, Output& output);
-int RunStart(const GlobalOptions& options, Output& output, const std::string& peer, bool wait);
+int RunStart(const GlobalOptions& options, Output& output, const std::string& peer, bool wait, bool timing);
 int RunStop(const GlobalOptions& options, Output& output, const std::string& peer);
 int RunInfo(const GlobalOptions& options, Output& output, const std::vector<std::string>& items);
 
@@ -44,6 +44,11 @@ int RunWatch(const GlobalOptions& options, Output& output, std::chrono::millisec
 
 // ---- The daemon's records (events_command.cpp, trace_command.cpp) --------------------------------------------------
 int RunTraceStart(const GlobalOptions& options, Output& output);
+
+// ---- The daemon's records (events_command.cpp, trace_command.cpp) --------------------------------------------------
+int RunEvents(const GlobalOptions& options, Output& output, bool follow, const std::string& since);
+int RunTraceStart(const GlobalOptions& options, Output& output);
+int RunTraceStop(const GlobalOptions& options, Output& output, const std::filesystem::path& file, uint32_t recording);
 
 // ---- Account and enrolment (account_commands.cpp): files below the state folder -------------------------------------
 int RunAccountCreate(const GlobalOptions& options, Output& output, const std::string& name,

@@ -47,4 +47,13 @@ void EndOnInterrupt()
     }).detach();
 }
 
+void EndWellOnInterrupt(std::mutex& busy)
+{
+    std::thread([&busy] {
+        WaitForInterrupt();
+        const std::lock_guard<std::mutex> lock(busy);
+        _exit(EXIT_DONE);
+    }).detach();
+}
+
 }  // namespace Vexo::Ctl

@@ -2,6 +2,8 @@
 // kernel.
 #pragma once
 
+#include <mutex>
+
 namespace Vexo::Ctl {
 
 // Blocks SIGINT and SIGTERM for this thread and those it starts. Call first in main. SIGPIPE is ignored.
@@ -11,7 +13,11 @@ void BlockInterrupts();
 // service for a process that is gone.
 void EndOnInterrupt();
 
-// Blocks until an interrupt arrives. Instead of EndOnInterrupt.
+// From now on an interrupt ends the process with EXIT_DONE: for a command that runs until it is told to end. While busy
+// is held the end waits, so that no line is cut short.
+void EndWellOnInterrupt(std::mutex& busy);
+
+// Blocks until an interrupt arrives. Instead of the two above.
 void WaitForInterrupt();
 
 }  // namespace Vexo::Ctl

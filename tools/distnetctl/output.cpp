@@ -104,6 +104,19 @@ void Output::Status(const std::string& text)
     }
 }
 
+void Output::Object(const cJSON* object)
+{
+    if (json_) {
+        const std::unique_ptr<char, decltype(&cJSON_free)> text(cJSON_PrintUnformatted(object), &cJSON_free);
+        std::printf("%s\n", text.get());
+    }
+}
+
+bool Output::Flush()
+{
+    return std::fflush(stdout) == 0;
+}
+
 std::string Output::Tick() const
 {
     return colour_ ? "\033[32m✓\033[0m" : "✓";

@@ -54,6 +54,10 @@ public:
 
     // A line of the readable form; nothing with --json.
     void Line(const std::string& text);
+    // A line of machine output: one object of many; nothing without --json. The command then ends without an outcome.
+    void Object(const cJSON* object);
+    // Hands on what was written. False when nobody takes it any more.
+    bool Flush();
     // On a terminal, a line that the next Status, Line or Finish overwrites: what is being waited for.
     void Status(const std::string& text);
     // Marks for lines: a tick or a cross, coloured on a terminal; the words beside them carry the meaning.

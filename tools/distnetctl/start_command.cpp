@@ -1,10 +1,14 @@
 #include <algorithm>
+#include <optional>
 #include <string>
 
+#include "platform/dfx/trace_recorder.h"
 #include "tools/distnetctl/commands.h"
 #include "tools/distnetctl/interrupt.h"
 #include "tools/distnetctl/json.h"
 #include "tools/distnetctl/peers.h"
+#include "tools/distnetctl/recording.h"
+#include "tools/distnetctl/timing.h"
 
 namespace Vexo::Ctl {
 
@@ -64,7 +68,7 @@ public:
         cJSON_AddStringToObject(details_.get(), "network_id", peer_.networkId.c_str());
     }
 
-    Outcome Run(bool wait)
+    Outcome Run(bool wait, bool timing)
     {
         std::string json;
         Client::CallResult call = client_.GetStatus(json);
@@ -75,14 +79,15 @@ public:
         const Wifi before = ParseWifi(cJSON_GetObjectItemCaseSensitive(status.get(), "wifi"));
 
         output_.Status(Column(peer_.name, 12) + "  … waiting for its hotspot");
-        const auto asked = Clock::now();
-        call = client_.StartDistributedNetwork(0, 0, peer_.networkId);
-        const double requestMs = MillisecondsSince(asked);
+        asked_ = Clock::now();
+        call = timing ? AskTimed() : client_.StartDistributedNetwork(0, 0, peer_.networkId);
+        const double requestMs = MillisecondsSince(asked_);
         cJSON_AddNumberToObject(details_.get(), "request_ms", requestMs);
         if (!call.Succeeded()) {
             return Refused(call, requestMs);
         }
-        output_.Line(Column(peer_.name, 12) + "  " + output_.Tick() + " hotspot ready   " + DurationText(requestMs));
+        answeredWell_ = true;
+        StepLine(peer_.name, output_.Tick() + " hotspot ready   " + DurationText(requestMs));
         if (!before.present) {
             return WithDetails(NotDone(peer_.name + " opened its hotspot, but this device has no Wi-Fi to join it with",
                                        "Switch this device's Wi-Fi on, then start again."));
@@ -91,8 +96,60 @@ public:
     }
 
 private:
+    // The request while the daemon's spans are recorded. Without a recording it goes on all the same.
+    Client::CallResult AskTimed()
+    {
+        Outcome why;
+        const auto limit = std::min<std::chrono::milliseconds>(options_.Timeout(), QuviewDFX::RECORDING_LIMIT);
+        const uint32_t recording = StartRecording(client_, limit, false, why);
+        asked_ = Clock::now();
+        const Interval asked{SteadyNowMs(), 0};
+        Client::CallResult call = client_.StartDistributedNetwork(0, 0, peer_.networkId);
+        const double answeredMs = SteadyNowMs();
+        FetchedTrace trace;
+        if (recording != 0 && call.status != Client::CallStatus::TIMED_OUT &&
+            FetchRecording(client_, recording, trace, why)) {
+            timing_ = ParseTiming(trace.text, {asked.beginMs, answeredMs});
+        } else {
+            AddMember(details_.get(), "timing", nullptr);
+            output_.Line("No timing: " + (why.message.empty() ? call.message : why.message) + ".");
+        }
+        return call;
+    }
+
+    // The wait for the Wi-Fi is over, however it ended.
+    void WaitedForWifi()
+    {
+        if (timing_ && timing_->answer) {
+            timing_->total.endMs = SteadyNowMs();
+            timing_->wifi = Interval{timing_->answer->endMs, timing_->total.endMs};
+        }
+    }
+
+    // A step as it ends; with a timing all are shown together at the end.
+    void StepLine(const std::string& first, const std::string& step)
+    {
+        if (!timing_) {
+            output_.Line(Column(first, 12) + "  " + step);
+        }
+    }
+
+    void ShowTiming(const Outcome& outcome)
+    {
+        AddMember(details_.get(), "timing", TimingDetails(*timing_));
+        const StepNames names{output_.Tick(), output_.Cross(), peer_.name, joined_ ? "Wi-Fi joined" : "Wi-Fi asked"};
+        // A good answer that led nowhere, because there is no Wi-Fi to join with, is no failed step.
+        const bool failed = outcome.exitCode != EXIT_DONE && !(answeredWell_ && !timing_->wifi);
+        for (const std::string& line : TimingLines(*timing_, failed, names)) {
+            output_.Line(line);
+        }
+    }
+
     Outcome WithDetails(Outcome outcome)
     {
+        if (timing_) {
+            ShowTiming(outcome);
+        }
         outcome.details = std::move(details_);
         return outcome;
     }
@@ -101,8 +158,7 @@ private:
     {
         Outcome outcome = FromCall(call);
         if (call.status == Client::CallStatus::ANSWERED) {
-            output_.Line(Column(peer_.name, 12) + "  " + output_.Cross() + " hotspot         failed after " +
-                         DurationText(requestMs));
+            StepLine(peer_.name, output_.Cross() + " hotspot         failed after " + DurationText(requestMs));
             outcome.message = peer_.name + " did not get this device online (code " + std::to_string(call.code) +
                               "): " + call.message;
         }
@@ -124,6 +180,7 @@ private:
         while (wifi.attempt == before.attempt || (wifi.state != "connected" && wifi.state != "failed")) {
             const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
             if (left.count() <= 0) {
+                WaitedForWifi();
                 AddMember(details_.get(), "wifi", WifiDetails(wifi));
                 return WithDetails({EXIT_TIMED_OUT, CODE_TIMED_OUT, "TIMED_OUT",
                                     peer_.name + " opened its hotspot, but its Wi-Fi was not joined within " +
@@ -141,6 +198,7 @@ private:
                 return WithDetails(NotDone("this device's Wi-Fi went away while it joined " + peer_.name, ""));
             }
         }
+        WaitedForWifi();
         return Joined(wifi, MillisecondsSince(began));
     }
 
@@ -149,14 +207,16 @@ private:
         cJSON_AddNumberToObject(details_.get(), "join_ms", joinMs);
         AddMember(details_.get(), "wifi", WifiDetails(wifi));
         if (wifi.state == "failed") {
-            output_.Line(Column("", 12) + "  " + output_.Cross() + " Wi-Fi           failed after " +
-                         DurationText(joinMs));
+            StepLine("", output_.Cross() + " Wi-Fi           failed after " + DurationText(joinMs));
             return WithDetails(NotDone("joining \"" + wifi.ssid + "\" failed: " + wifi.reason,
                                        "See that " + peer_.name + "'s hotspot is on and in reach, then start again."));
         }
-        output_.Line(Column("", 12) + "  " + output_.Tick() + " Wi-Fi joined    " + DurationText(joinMs) + "   \"" +
-                     wifi.ssid + "\"" + (wifi.address.empty() ? "" : "  " + wifi.address));
-        return WithDetails(Done("You are online through " + peer_.name + "."));
+        const std::string network = "\"" + wifi.ssid + "\"";
+        StepLine("", output_.Tick() + " Wi-Fi joined    " + DurationText(joinMs) + "   " + network +
+                         (wifi.address.empty() ? "" : "  " + wifi.address));
+        joined_ = true;
+        return WithDetails(
+            Done("You are online through " + peer_.name + (timing_ ? ", on " + network : std::string()) + "."));
     }
 
     const GlobalOptions& options_;
@@ -164,11 +224,15 @@ private:
     Client::DistNetClient& client_;
     const Peer peer_;
     Json details_;
+    Clock::time_point asked_;
+    std::optional<Timing> timing_;
+    bool answeredWell_ = false;
+    bool joined_ = false;
 };
 
 }  // namespace
 
-int RunStart(const GlobalOptions& options, Output& output, const std::string& word, bool wait)
+int RunStart(const GlobalOptions& options, Output& output, const std::string& word, bool wait, bool timing)
 {
     Outcome failure;
     const auto client = ConnectClient(options, failure);
@@ -185,7 +249,7 @@ int RunStart(const GlobalOptions& options, Output& output, const std::string& wo
     if (!peer) {
         return output.Finish(UsageError(peer.Message(), "`distnetctl devices` lists them."));
     }
-    return output.Finish(Start(options, output, *client, peer.Value()).Run(wait));
+    return output.Finish(Start(options, output, *client, peer.Value()).Run(wait, timing));
 }
 
 }  // namespace Vexo::Ctl

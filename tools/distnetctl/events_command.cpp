@@ -1,0 +1,165 @@
+#include <array>
+#include <ctime>
+#include <mutex>
+
+#include "platform/dfx/event_text.h"
+#include "platform/dfx/sys_event.h"
+#include "tools/distnetctl/commands.h"
+#include "tools/distnetctl/interrupt.h"
+#include "tools/distnetctl/json.h"
+#include "tools/distnetctl/time_word.h"
+
+namespace Vexo::Ctl {
+namespace {
+
+constexpr std::chrono::seconds MAX_SINGLE_WAIT{50};  // the daemon answers a wait within a minute
+constexpr size_t COLUMNS = 80;
+constexpr size_t TIME_COLUMNS = 21;
+
+// "2026-11-21 12:08:06" here, of an event's time in UTC.
+std::string LocalTime(const std::string& utc)
+{
+    std::tm parts{};
+    if (strptime(utc.c_str(), "%Y-%m-%dT%H:%M:%S", &parts) == nullptr) {
+        return utc;
+    }
+    const std::time_t seconds = timegm(&parts);
+    localtime_r(&seconds, &parts);
+    std::array<char, TIME_COLUMNS> text{};
+    return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &parts)};
+}
+
+std::string ValueText(const cJSON* value)
+{
+    const std::unique_ptr<char, decltype(&cJSON_free)> text(cJSON_PrintUnformatted(value), &cJSON_free);
+    return text ? text.get() : "";
+}
+
+// Control characters of a value are escaped by JSON already; those of a name are none of the daemon's.
+std::string Printable(std::string text)
+{
+    for (char& c : text) {
+        c = static_cast<unsigned char>(c) < 0x20 || c == 0x7F ? '?' : c;
+    }
+    return text;
+}
+
+void ShowEvent(Output& output, const cJSON* event)
+{
+    std::string line = Column(LocalTime(TextOf(event, "time")), TIME_COLUMNS) + TextOf(event, "name");
+    if (static_cast<int>(NumberOf(event, "type")) == QuviewDFX::QuSysEvent::FAULT) {
+        line += " (fault)";
+    }
+    const cJSON* parameter = nullptr;
+    cJSON_ArrayForEach(parameter, cJSON_GetObjectItemCaseSensitive(event, "params"))
+    {
+        const std::string word = std::string(parameter->string) + "=" + ValueText(parameter);
+        if (line.size() + 2 + word.size() > COLUMNS) {
+            output.Line(Printable(line));
+            line = std::string(TIME_COLUMNS, ' ') + word;
+        } else {
+            line += "  " + word;
+        }
+    }
+    output.Line(Printable(line));
+}
+
+// Shows what the daemon has from a time on, and what is added while it is followed.
+class EventList {
+public:
+    EventList(Output& output, Client::DistNetClient& client, std::string since)
+        : output_(output), client_(client), since_(std::move(since))
+    {
+    }
+
+    // False when the daemon or whoever reads the output has gone; then failure says so.
+    bool ShowNext(std::chrono::milliseconds wait, Outcome& failure)
+    {
+        std::string json;
+        const Client::CallResult call = client_.GetEvents(cursor_, wait, json);
+        if (!call.Succeeded()) {
+            failure = FromCall(call);
+            return false;
+        }
+        const std::lock_guard<std::mutex> lock(printing_);
+        const Json page = ParseJson(json);
+        const auto next = static_cast<uint64_t>(NumberOf(page.get(), "cursor"));
+        progressed_ = next != cursor_;
+        cursor_ = next;
+        if (IsTrue(page.get(), "missed")) {
+            output_.Line("… some events were removed before they could be shown");
+        }
+        const cJSON* event = nullptr;
+        cJSON_ArrayForEach(event, cJSON_GetObjectItemCaseSensitive(page.get(), "events"))
+        {
+            // Times of one form and zone: text order is time order.
+            if (TextOf(event, "time") >= since_) {
+                Show(event);
+            }
+        }
+        if (!output_.Flush()) {
+            failure = NotDone("the output cannot be written", "");
+            return false;
+        }
+        return true;
+    }
+
+    bool Progressed() const { return progressed_; }
+    bool ShownAny() const { return shownAny_; }
+    std::mutex& Printing() { return printing_; }
+
+private:
+    void Show(const cJSON* event)
+    {
+        shownAny_ = true;
+        if (output_.IsJson()) {
+            output_.Object(event);
+        } else {
+            ShowEvent(output_, event);
+        }
+    }
+
+    Output& output_;
+    Client::DistNetClient& client_;
+    const std::string since_;
+    uint64_t cursor_ = 0;
+    bool progressed_ = false;
+    bool shownAny_ = false;
+    std::mutex printing_;
+};
+
+}  // namespace
+
+int RunEvents(const GlobalOptions& options, Output& output, bool follow, const std::string& since)
+{
+    std::string from;
+    if (!since.empty()) {
+        const auto time = ParseTime(since, std::chrono::system_clock::now());
+        if (!time) {
+            return output.Finish(UsageError("--since: " + time.Message(), ""));
+        }
+        from = QuviewDFX::Rfc3339(time.Value());
+    }
+    Outcome failure;
+    const auto client = ConnectClient(options, failure);
+    if (!client) {
+        return output.Finish(std::move(failure));
+    }
+    EventList events(output, *client, from);
+    if (follow) {
+        EndWellOnInterrupt(events.Printing());
+    }
+    std::chrono::milliseconds wait{0};
+    do {
+        if (!events.ShowNext(wait, failure)) {
+            return output.Finish(std::move(failure));
+        }
+        wait = events.Progressed() || !follow ? std::chrono::milliseconds(0) : MAX_SINGLE_WAIT;
+    } while (events.Progressed() || follow);
+    if (output.IsJson()) {
+        return EXIT_DONE;
+    }
+    return output.Finish(Done(events.ShownAny() ? "" : since.empty() ? "No events." : "No events since then."));
+}
+
+}  // namespace Vexo::Ctl

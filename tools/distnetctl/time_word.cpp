@@ -1,0 +1,92 @@
+#include "tools/distnetctl/time_word.h"
+
+#include <charconv>
+#include <ctime>
+#include <optional>
+#include <regex>
+
+namespace Vexo::Ctl {
+namespace {
+
+using std::chrono::system_clock;
+using Time = system_clock::time_point;
+
+constexpr int MAX_DIGITS = 6;  // of a number of units: more would be older than any event
+
+std::optional<Time> Ago(const std::string& word, Time now)
+{
+    static const std::regex FORM("(\\d+)([smhdw])( ago)?");
+    std::smatch parts;
+    if (!std::regex_match(word, parts, FORM) || parts[1].length() > MAX_DIGITS) {
+        return std::nullopt;
+    }
+    using namespace std::chrono;
+    const seconds unit = parts[2] == "s"   ? seconds(1)
+                         : parts[2] == "m" ? seconds(minutes(1))
+                         : parts[2] == "h" ? seconds(hours(1))
+                         : parts[2] == "d" ? seconds(days(1))
+                                           : seconds(weeks(1));
+    return now - unit * std::stol(parts[1]);
+}
+
+std::optional<Time> Midnight(const std::string& word, Time now)
+{
+    if (word != "today" && word != "yesterday") {
+        return std::nullopt;
+    }
+    const std::time_t seconds = system_clock::to_time_t(now);
+    std::tm parts{};
+    localtime_r(&seconds, &parts);
+    parts.tm_hour = parts.tm_min = parts.tm_sec = 0;
+    parts.tm_mday -= word == "yesterday" ? 1 : 0;
+    parts.tm_isdst = -1;  // a day ago may have had another offset
+    return system_clock::from_time_t(std::mktime(&parts));
+}
+
+// https://www.rfc-editor.org/rfc/rfc3339#section-5.6
+std::optional<Time> Rfc3339(const std::string& word)
+{
+    static const std::regex FORM(
+        "(\\d{4})-(\\d\\d)-(\\d\\d)[Tt ](\\d\\d):(\\d\\d):(\\d\\d)(?:\\.(\\d+))?(?:[Zz]|([+-])(\\d\\d):(\\d\\d))");
+    std::smatch match;
+    if (!std::regex_match(word, match, FORM)) {
+        return std::nullopt;
+    }
+    const auto number = [&](size_t at) { return match[at].matched ? std::stoi(match[at]) : 0; };
+    std::tm parts{};
+    parts.tm_year = number(1) - 1900;
+    parts.tm_mon = number(2) - 1;
+    parts.tm_mday = number(3);
+    parts.tm_hour = number(4);
+    parts.tm_min = number(5);
+    parts.tm_sec = std::min(number(6), 59);  // a leap second is taken for the one before it
+    const std::tm given = parts;
+    const std::time_t seconds = timegm(&parts);
+    // The library turns a 30th of February into a day of March.
+    if (number(6) > 60 || number(9) > 23 || number(10) > 59 || parts.tm_mon != given.tm_mon ||
+        parts.tm_mday != given.tm_mday || parts.tm_hour != given.tm_hour || parts.tm_min != given.tm_min) {
+        return std::nullopt;
+    }
+    const int offset = (number(9) * 60 + number(10)) * (match[8] == "-" ? -60 : 60);
+    const int milliseconds = std::stoi((match[7].str() + "000").substr(0, 3));
+    return system_clock::from_time_t(seconds - offset) + std::chrono::milliseconds(milliseconds);
+}
+
+}  // namespace
+
+Result<Time> ParseTime(const std::string& word, Time now)
+{
+    if (word == "now") {
+        return now;
+    }
+    for (const std::optional<Time>& time : {Ago(word, now), Midnight(word, now), Rfc3339(word)}) {
+        if (time) {
+            return *time;
+        }
+    }
+    return Error{"\"" + word +
+                 "\" is no time (30s, 10m, 2h, 1d or 2w ago; now, today, yesterday; or RFC 3339, as "
+                 "2026-11-21T12:08:06Z)"};
+}
+
+}  // namespace Vexo::Ctl

@@ -1,0 +1,146 @@
+#include "tools/distnetctl/timing.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <map>
+
+#include "platform/dfx/trace.h"
+#include "tools/distnetctl/output.h"
+
+namespace Vexo::Ctl {
+namespace {
+
+constexpr double MICROSECONDS = 1000;  // in a millisecond
+constexpr size_t NAME_COLUMNS = 16;
+constexpr size_t DURATION_COLUMNS = 7;
+constexpr size_t BAR_COLUMNS = 38;
+
+struct NamedSpan {
+    std::string name;
+    Interval when;
+};
+
+// The complete and the asynchronous spans of a trace, by begin.
+std::vector<NamedSpan> SpansOf(const std::string& trace)
+{
+    const Json document = ParseJson(trace);
+    std::vector<NamedSpan> spans;
+    std::map<std::pair<std::string, double>, double> begun;  // by name and id
+    const cJSON* event = nullptr;
+    cJSON_ArrayForEach(event, cJSON_GetObjectItemCaseSensitive(document.get(), "traceEvents"))
+    {
+        const std::string phase = TextOf(event, "ph");
+        const std::string name = TextOf(event, "name");
+        const std::pair<std::string, double> key{name, NumberOf(event, "id")};
+        const double time = NumberOf(event, "ts") / MICROSECONDS;
+        if (phase == "X") {
+            spans.push_back({name, {time, time + NumberOf(event, "dur") / MICROSECONDS}});
+        } else if (phase == "b") {
+            begun[key] = time;
+        } else if (phase == "e" && begun.count(key) != 0) {
+            spans.push_back({name, {begun[key], time}});
+        }
+    }
+    std::sort(spans.begin(), spans.end(),
+              [](const NamedSpan& left, const NamedSpan& right) { return left.when.beginMs < right.when.beginMs; });
+    return spans;
+}
+
+// The last span of that name that begins between the two times.
+std::optional<Interval> LastOf(const std::vector<NamedSpan>& spans, std::string_view name, double from, double until)
+{
+    std::optional<Interval> last;
+    for (const NamedSpan& span : spans) {
+        if (span.name == name && span.when.beginMs >= from && span.when.beginMs <= until) {
+            last = span.when;
+        }
+    }
+    return last;
+}
+
+std::string Bar(const Interval& step, const Interval& total)
+{
+    const auto column = [&](double time, double (*round)(double)) {
+        const double share = (time - total.beginMs) / std::max(total.Length(), 0.001);
+        return static_cast<size_t>(std::clamp(round(share * BAR_COLUMNS), 0.0, double{BAR_COLUMNS}));
+    };
+    const size_t from = std::min(column(step.beginMs, std::floor), BAR_COLUMNS - 1);
+    const size_t until = std::max(column(step.endMs, std::ceil), from + 1);
+    std::string bar(from, ' ');
+    for (size_t at = from; at < until; ++at) {
+        bar += "█";
+    }
+    return bar;
+}
+
+}  // namespace
+
+double SteadyNowMs()
+{
+    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+Timing ParseTiming(const std::string& trace, Interval asked)
+{
+    const std::vector<NamedSpan> spans = SpansOf(trace);
+    Timing timing;
+    timing.total = asked;
+    timing.collaboration = LastOf(spans, SpanName::COLLABORATION, asked.beginMs, asked.endMs);
+    if (timing.collaboration) {
+        timing.session = LastOf(spans, SpanName::SESSION_OPEN, timing.collaboration->endMs, asked.endMs);
+    }
+    if (timing.session) {
+        timing.answer = LastOf(spans, SpanName::ANSWER, timing.session->endMs, asked.endMs);
+    }
+    if (timing.answer && LastOf(spans, SpanName::WIFI_ADD, timing.answer->endMs, asked.endMs)) {
+        timing.wifi = Interval{timing.answer->endMs, asked.endMs};
+    }
+    return timing;
+}
+
+std::vector<std::string> TimingLines(const Timing& timing, bool failed, const StepNames& names)
+{
+    struct Step {
+        const std::optional<Interval>& when;
+        std::string good;
+        std::string bad;
+    };
+    const std::array<Step, 4> steps{
+        Step{timing.collaboration, "woken", "not woken"}, Step{timing.session, "session open", "no session"},
+        Step{timing.answer, "hotspot ready", "hotspot failed"}, Step{timing.wifi, names.wifi, "Wi-Fi failed"}};
+    const auto reached = static_cast<size_t>(
+        std::count_if(steps.begin(), steps.end(), [](const Step& step) { return step.when.has_value(); }));
+    std::vector<std::string> lines;
+    const auto add = [&](const std::string& mark, const std::string& name, const Interval& when,
+                         const std::string& bar) {
+        const std::string duration = DurationText(when.Length());
+        lines.push_back(Column(lines.empty() ? names.first : "", 12) + "  " + mark + " " + Column(name, NAME_COLUMNS) +
+                        std::string(DURATION_COLUMNS - std::min(duration.size(), DURATION_COLUMNS), ' ') + duration +
+                        bar);
+    };
+    for (size_t at = 0; at < reached; ++at) {
+        const bool bad = failed && at + 1 == reached;
+        add(bad ? names.cross : names.tick, bad ? steps[at].bad : steps[at].good, *steps[at].when,
+            "  " + Bar(*steps[at].when, timing.total));
+    }
+    add(" ", "total", timing.total, "");
+    return lines;
+}
+
+Json TimingDetails(const Timing& timing)
+{
+    Json details = NewObject();
+    const auto add = [&](const char* key, const std::optional<Interval>& when) {
+        AddMember(details.get(), key,
+                  Json(when ? cJSON_CreateNumber(std::round(when->Length() * MICROSECONDS) / MICROSECONDS) : nullptr));
+    };
+    add("collaboration_ms", timing.collaboration);
+    add("session_ms", timing.session);
+    add("answer_ms", timing.answer);
+    add("wifi_ms", timing.wifi);
+    add("total_ms", timing.total);
+    return details;
+}
+
+}  // namespace Vexo::Ctl
