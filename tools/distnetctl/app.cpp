@@ -74,7 +74,9 @@ void AddNetworkCommands(CLI::App& app, Request& request)
     CLI::App* start = AddCommand(
         app, request, "start", "Get this device online through a peer's hotspot",
         "  distnetctl start phone\n  distnetctl --timeout 60 start 7f3a\n  distnetctl --json start phone --no-wait",
-        [&](Output& output) { return RunStart(request.options, output, request.peer, !request.noWait, request.timing); });
+        [&](Output& output) {
+            return RunStart(request.options, output, request.peer, !request.noWait, request.timing);
+        });
     start->add_option("PEER", request.peer, "Its name, its network id, or the beginning of either")->required();
     start->add_flag("--no-wait", request.noWait, "Do not wait until this device's Wi-Fi has joined");
     start->add_flag("--timing", request.timing, "Show where the time went");
@@ -96,6 +98,20 @@ void AddDaemonCommands(CLI::App& app, Request& request)
     AddCommand(app, request, "status", "Show how the daemon and this device's Wi-Fi stand",
                "  distnetctl status\n  distnetctl --socket ./phone/ipc.sock status",
                [&](Output& output) { return RunStatus(request.options, output); });
+    CLI::App* doctor = AddCommand(app, request, "doctor", "Check everything, and say how to mend what is wrong",
+                                  "  distnetctl doctor\n  distnetctl --socket ./phone/ipc.sock doctor",
+                                  [&](Output& output) { return RunDoctor(request.options, output); });
+    AddState(doctor, request);
+    CLI::App* watch =
+        AddCommand(app, request, "watch", "Show this device and its peers live; q or Ctrl-C ends it",
+                   "  distnetctl watch\n  distnetctl watch --interval 5\n  distnetctl --json watch > changes.jsonl",
+                   [&](Output& output) {
+                       return RunWatch(request.options, output,
+                                       std::chrono::milliseconds(static_cast<int64_t>(request.intervalSeconds * 1000)));
+                   });
+    watch->add_option("--interval", request.intervalSeconds, "How often to look, in seconds")
+        ->check(CLI::Range(0.1, 3600.0))
+        ->capture_default_str();
     CLI::App* service = AddGroup(app, "service", "Hold the service");
     AddCommand(*service, request, "hold", "Keep the service running until Ctrl-C", "  distnetctl service hold",
                [&](Output& output) { return RunServiceHold(request.options, output); });
@@ -114,30 +130,15 @@ void AddRecordCommands(CLI::App& app, Request& request)
     CLI::App* trace = AddGroup(app, "trace", "Record what the daemon does, for a trace viewer");
     AddCommand(*trace, request, "start", "Start a recording", "  distnetctl trace start",
                [&](Output& output) { return RunTraceStart(request.options, output); });
-    CLI::App* stop = AddCommand(*trace, request, "stop", "Stop a recording and write its trace",
-                                "  distnetctl trace stop trace.json", [&](Output& output) {
-                                    return RunTraceStop(request.options, output, request.file, request.recording);
-                                });
+    CLI::App* stop = AddCommand(
+        *trace, request, "stop", "Stop a recording and write its trace", "  distnetctl trace stop trace.json",
+        [&](Output& output) { return RunTraceStop(request.options, output, request.file, request.recording); });
     stop->add_option("FILE", request.file, "Where the trace goes (trace-event JSON)")->required();
     stop->add_option("--recording", request.recording, "Its number; the oldest of `trace start` unless given");
 }
 
 void AddAccountCommands(CLI::App& app, Request& request)
 {
-    CLI::App* doctor = AddCommand(app, request, "doctor", "Check everything, and say how to mend what is wrong",
-                                  "  distnetctl doctor\n  distnetctl --socket ./phone/ipc.sock doctor",
-                                  [&](Output& output) { return RunDoctor(request.options, output); });
-    AddState(doctor, request);
-    CLI::App* watch =
-        AddCommand(app, request, "watch", "Show this device and its peers live; q or Ctrl-C ends it",
-                   "  distnetctl watch\n  distnetctl watch --interval 5\n  distnetctl --json watch > changes.jsonl",
-                   [&](Output& output) {
-                       return RunWatch(request.options, output,
-                                       std::chrono::milliseconds(static_cast<int64_t>(request.intervalSeconds * 1000)));
-                   });
-    watch->add_option("--interval", request.intervalSeconds, "How often to look, in seconds")
-        ->check(CLI::Range(0.1, 3600.0))
-        ->capture_default_str();
     CLI::App* account = AddGroup(app, "account", "Make an account, and enrol devices by files");
     CLI::App* create = AddCommand(
         *account, request, "create", "Make an account; this device becomes its first",

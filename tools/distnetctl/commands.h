@@ -43,9 +43,6 @@ int RunDoctor(const GlobalOptions& options, Output& output);
 int RunWatch(const GlobalOptions& options, Output& output, std::chrono::milliseconds interval);
 
 // ---- The daemon's records (events_command.cpp, trace_command.cpp) --------------------------------------------------
-int RunTraceStart(const GlobalOptions& options, Output& output);
-
-// ---- The daemon's records (events_command.cpp, trace_command.cpp) --------------------------------------------------
 int RunEvents(const GlobalOptions& options, Output& output, bool follow, const std::string& since);
 int RunTraceStart(const GlobalOptions& options, Output& output);
 int RunTraceStop(const GlobalOptions& options, Output& output, const std::filesystem::path& file, uint32_t recording);

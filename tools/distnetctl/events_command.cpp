@@ -7,6 +7,7 @@
 #include "tools/distnetctl/commands.h"
 #include "tools/distnetctl/interrupt.h"
 #include "tools/distnetctl/json.h"
+#include "tools/distnetctl/printable.h"
 #include "tools/distnetctl/time_word.h"
 
 namespace Vexo::Ctl {
@@ -35,15 +36,6 @@ std::string ValueText(const cJSON* value)
     return text ? text.get() : "";
 }
 
-// Control characters of a value are escaped by JSON already; those of a name are none of the daemon's.
-std::string Printable(std::string text)
-{
-    for (char& c : text) {
-        c = static_cast<unsigned char>(c) < 0x20 || c == 0x7F ? '?' : c;
-    }
-    return text;
-}
-
 void ShowEvent(Output& output, const cJSON* event)
 {
     std::string line = Column(LocalTime(TextOf(event, "time")), TIME_COLUMNS) + TextOf(event, "name");
@@ -53,15 +45,15 @@ void ShowEvent(Output& output, const cJSON* event)
     const cJSON* parameter = nullptr;
     cJSON_ArrayForEach(parameter, cJSON_GetObjectItemCaseSensitive(event, "params"))
     {
-        const std::string word = std::string(parameter->string) + "=" + ValueText(parameter);
-        if (line.size() + 2 + word.size() > COLUMNS) {
-            output.Line(Printable(line));
+        const std::string word = Printable(std::string(parameter->string) + "=" + ValueText(parameter));
+        if (TextWidth(line) + 2 + TextWidth(word) > COLUMNS) {
+            output.Line(line);
             line = std::string(TIME_COLUMNS, ' ') + word;
         } else {
             line += "  " + word;
         }
     }
-    output.Line(Printable(line));
+    output.Line(line);
 }
 
 // Shows what the daemon has from a time on, and what is added while it is followed.

@@ -177,19 +177,6 @@ std::string DurationText(double milliseconds)
     return text.data();
 }
 
-std::string Column(const std::string& text, size_t width)
-{
-    const size_t length = TextWidth(text);
-    if (length <= width) {
-        return text + std::string(width - length, ' ');
-    }
-    return text.substr(0, PrefixBytes(text, width - 1)) + "…";
-}
-
-std::string ShortId(const std::string& networkId)
-{
-    return networkId.size() <= 12 ? networkId : networkId.substr(0, 5) + "…" + networkId.substr(networkId.size() - 5);
-}
 std::string LongDurationText(int64_t seconds)
 {
     struct Unit {
@@ -213,5 +200,18 @@ size_t TextWidth(const std::string& text)
     return count;
 }
 
+std::string Column(const std::string& text, size_t width)
+{
+    const size_t length = TextWidth(text);
+    if (length <= width) {
+        return text + std::string(width - length, ' ');
+    }
+    return text.substr(0, PrefixBytes(text, width - 1)) + "…";
+}
+
+std::string ShortId(const std::string& networkId)
+{
+    return networkId.size() <= 12 ? networkId : networkId.substr(0, 5) + "…" + networkId.substr(networkId.size() - 5);
+}
 
 }  // namespace Vexo::Ctl

@@ -79,13 +79,13 @@ private:
 
 // "41 ms", "3.1 s".
 std::string DurationText(double milliseconds);
-// text cut to width columns, the cut marked; or padded with spaces. Counts UTF-8 code points.
-std::string Column(const std::string& text, size_t width);
-// "7f3a1…c21e4" of a network id; shorter text as it is.
-std::string ShortId(const std::string& networkId);
 // "41 s", "5 min", "2 h", "3 d".
 std::string LongDurationText(int64_t seconds);
 // The columns that text takes: its UTF-8 code points.
 size_t TextWidth(const std::string& text);
+// text cut to width columns, the cut marked; or padded with spaces. Counts UTF-8 code points.
+std::string Column(const std::string& text, size_t width);
+// "7f3a1…c21e4" of a network id; shorter text as it is.
+std::string ShortId(const std::string& networkId);
 
 }  // namespace Vexo::Ctl
