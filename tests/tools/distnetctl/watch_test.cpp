@@ -1,0 +1,116 @@
+// watch on a terminal that it must give back, and without one; what strangers' names may do to it.
+#include <gtest/gtest.h>
+#include <pty.h>
+#include <sys/wait.h>
+#include <utmp.h>
+
+#include <csignal>
+
+#include "platform/base/unique_fd.h"
+#include "tools/distnetctl/app.h"
+#include "tools/distnetctl/watch_view.h"
+
+namespace Vexo::Ctl {
+namespace {
+
+// Looks for a daemon that is not there, with output as its terminal or its standard output.
+pid_t StartWatch(int output)
+{
+    const pid_t child = fork();
+    if (child == 0) {
+        (void)(isatty(output) == 1 ? login_tty(output) : dup2(output, STDOUT_FILENO));
+        const char* words[] = {"distnetctl", "--socket", "/nonexistent/ipc.sock", "watch", "--interval", "0.1"};
+        _exit(RunApp(static_cast<int>(std::size(words)), words));
+    }
+    return child;
+}
+
+// Reads until the text has come count times, or the other side has ended.
+std::string ReadUntil(const UniqueFd& from, const std::string& text, int count = 1)
+{
+    std::string got;
+    for (char byte = 0; count > 0 && read(from.Get(), &byte, 1) == 1; count -= got.ends_with(text) ? 1 : 0) {
+        got += byte;
+    }
+    return got;
+}
+
+bool EndsWell(pid_t child)
+{
+    int status = -1;
+    return waitpid(child, &status, 0) == child && status == 0;
+}
+
+TEST(WatchTest, LeavesTheTerminalAsItWasHoweverItIsEnded)
+{
+    for (const char* key : {"q", "\3", ""}) {
+        int screen = -1;
+        int terminal = -1;
+        const winsize size{5, 30, 0, 0};
+        ASSERT_EQ(openpty(&screen, &terminal, nullptr, nullptr, &size), 0);
+        const UniqueFd shown(screen);
+        const UniqueFd kept(terminal);
+        termios before{}, during{}, after{};
+        tcgetattr(terminal, &before);
+        const pid_t child = StartWatch(terminal);
+        EXPECT_TRUE(ReadUntil(shown, "daemon away since", 2).starts_with("\033[?1049h\033[?25l"))
+            << "it goes on looking";
+        tcgetattr(terminal, &during);
+        EXPECT_EQ(during.c_lflag & (ICANON | ECHO), 0u);
+        EXPECT_EQ(*key == '\0' ? kill(child, SIGTERM) : write(screen, key, 1), *key == '\0' ? 0 : 1);
+        EXPECT_TRUE(ReadUntil(shown, "\033[?1049l").ends_with("\033[?25h\033[?1049l"));
+        EXPECT_TRUE(EndsWell(child));
+        tcgetattr(terminal, &after);
+        EXPECT_EQ(after.c_lflag, before.c_lflag);
+    }
+}
+
+TEST(WatchTest, TellsChangesInLinesWithoutATerminal)
+{
+    int ends[2] = {-1, -1};
+    ASSERT_EQ(pipe(ends), 0);
+    const UniqueFd lines(ends[0]);
+    const pid_t child = StartWatch(ends[1]);
+    close(ends[1]);
+    EXPECT_TRUE(ReadUntil(lines, "\n").substr(8).starts_with(" daemon: away: /nonexistent/ipc.sock"));
+    kill(child, SIGINT);
+    EXPECT_EQ(ReadUntil(lines, "\n"), "") << "nothing but that";
+    EXPECT_TRUE(EndsWell(child));
+}
+
+Snapshot Seen(const std::string& name, const std::string& online)
+{
+    Snapshot snapshot;
+    snapshot.status = ParseJson(R"({"service":"stopped"})");
+    snapshot.peers = ParsePeers(R"({"devices":[{"name":")" + name + R"(","online":)" + online + "}]}");
+    return snapshot;
+}
+
+TEST(WatchTest, NoNameOfAStrangerCommandsTheTerminalAndNoPictureIsTooHigh)
+{
+    for (const char* name : {"\\u001b[2J", "a\\nb", "\\u009b2J", "\xff\xfe", "\xe2\x80\xae evil", "\\u007f"}) {
+        for (const ScreenSize& size : {ScreenSize{80, 24}, ScreenSize{40, 10}, ScreenSize{1, 1}}) {
+            const std::vector<ScreenLine> picture = Picture(Seen(name, "true"), {}, size);
+            EXPECT_EQ(picture.size(), size.rows);
+            for (const ScreenLine& line : picture) {
+                EXPECT_EQ(Printable(line.text), line.text);
+            }
+        }
+    }
+}
+
+TEST(WatchTest, AChangeIsToldOnceAndADaemonThatLeftTakesNothingWithIt)
+{
+    ChangeFinder finder;
+    EXPECT_GT(finder.Compare(Seen("phone", "true")).size(), 4u) << "the first look tells all";
+    EXPECT_TRUE(finder.Compare(Seen("phone", "true")).empty());
+    Snapshot away;
+    away.call.status = Client::CallStatus::UNREACHABLE;
+    EXPECT_EQ(finder.Compare(away).size(), 1u);
+    const std::vector<Change> back = finder.Compare(Seen("phone", "false"));
+    ASSERT_EQ(back.size(), 2u);
+    EXPECT_EQ(back[1].name + " " + back[1].before + " " + back[1].value, "phone reachable away");
+}
+
+}  // namespace
+}  // namespace Vexo::Ctl
