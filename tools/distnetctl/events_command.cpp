@@ -30,12 +30,6 @@ std::string LocalTime(const std::string& utc)
     return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &parts)};
 }
 
-std::string ValueText(const cJSON* value)
-{
-    const std::unique_ptr<char, decltype(&cJSON_free)> text(cJSON_PrintUnformatted(value), &cJSON_free);
-    return text ? text.get() : "";
-}
-
 void ShowEvent(Output& output, const cJSON* event)
 {
     std::string line = Column(LocalTime(TextOf(event, "time")), TIME_COLUMNS) + TextOf(event, "name");
@@ -45,7 +39,7 @@ void ShowEvent(Output& output, const cJSON* event)
     const cJSON* parameter = nullptr;
     cJSON_ArrayForEach(parameter, cJSON_GetObjectItemCaseSensitive(event, "params"))
     {
-        const std::string word = Printable(std::string(parameter->string) + "=" + ValueText(parameter));
+        const std::string word = Printable(std::string(parameter->string) + "=" + JsonText(parameter));
         if (TextWidth(line) + 2 + TextWidth(word) > COLUMNS) {
             output.Line(line);
             line = std::string(TIME_COLUMNS, ' ') + word;

@@ -26,6 +26,13 @@ inline Json ParseJson(const std::string& text)
     return Json(cJSON_ParseWithLength(text.data(), text.size()));
 }
 
+// The value as JSON text; empty when memory is short.
+inline std::string JsonText(const cJSON* value)
+{
+    const std::unique_ptr<char, decltype(&cJSON_free)> text(cJSON_PrintUnformatted(value), &cJSON_free);
+    return text ? text.get() : "";
+}
+
 // The member's text as it may be shown, or fallback when it is absent or no string.
 inline std::string TextOf(const cJSON* object, const char* key, const std::string& fallback = "")
 {

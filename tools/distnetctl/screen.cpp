@@ -33,7 +33,7 @@ bool WriteWhole(std::string_view text)
 
 std::string Styled(const ScreenLine& line, size_t columns, bool colour)
 {
-    const std::string text = Column(line.text, columns);
+    std::string text = Column(line.text, columns);
     switch (line.style) {
         case ScreenLine::Style::HEADING:
             return "\033[1m" + text + "\033[0m";

@@ -1,11 +1,9 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <csignal>
-#include <cstdio>
-#include <ctime>
 
+#include "platform/dfx/event_text.h"
 #include "tools/distnetctl/commands.h"
 #include "tools/distnetctl/screen.h"
 #include "tools/distnetctl/wakeup.h"
@@ -17,24 +15,10 @@ namespace Vexo::Ctl {
 namespace {
 
 using SteadyClock = std::chrono::steady_clock;
+using TimePoint = std::chrono::system_clock::time_point;
 
 // A daemon that does not answer must not hold up q for longer.
 constexpr std::chrono::milliseconds LOOK_LIMIT{1000};
-
-std::string Rfc3339Now()
-{
-    using namespace std::chrono;
-    const auto now = system_clock::now().time_since_epoch();
-    const std::time_t seconds = duration_cast<std::chrono::seconds>(now).count();
-    std::tm parts{};
-    gmtime_r(&seconds, &parts);
-    std::array<char, 24> text{};
-    (void)std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &parts);
-    std::array<char, 8> milliseconds{};
-    std::snprintf(milliseconds.data(), milliseconds.size(), ".%03dZ",
-                  static_cast<int>(duration_cast<std::chrono::milliseconds>(now).count() % 1000));
-    return std::string(text.data()) + milliseconds.data();
-}
 
 // A look that the daemon refuses will be refused again.
 bool IsHopeless(const Snapshot& snapshot)
@@ -76,12 +60,6 @@ Snapshot ShowLive(WatchSource& source, Wakeup& wakeup, bool colour, std::chrono:
     return snapshot;
 }
 
-void PrintJson(const Json& line)
-{
-    const std::unique_ptr<char, decltype(&cJSON_free)> text(cJSON_PrintUnformatted(line.get()), &cJSON_free);
-    std::printf("%s\n", text.get());
-}
-
 Json NewLine(const char* kind, const std::string& time)
 {
     Json line = NewObject();
@@ -91,39 +69,30 @@ Json NewLine(const char* kind, const std::string& time)
 }
 
 // message: why a daemon does not answer; else empty.
-void Print(const Change& change, const std::string& message, bool json)
+void Show(Output& output, const Change& change, TimePoint seen, const std::string& message)
 {
-    if (json) {
-        const Json line = NewLine("change", Rfc3339Now());
-        cJSON_AddStringToObject(line.get(), "subject", change.subject.c_str());
-        cJSON_AddStringToObject(line.get(), "name", change.name.c_str());
-        cJSON_AddStringToObject(line.get(), "value", change.value.c_str());
-        AddMember(line.get(), "before",
-                  change.before.empty() ? nullptr : Json(cJSON_CreateString(change.before.c_str())));
-        cJSON_AddStringToObject(line.get(), "message", message.c_str());
-        PrintJson(line);
-        return;
-    }
-    const std::string name = change.name.empty() ? "" : " " + change.name;
-    const std::string why = message.empty() ? "" : ": " + message;
-    std::printf("%s %s%s: %s%s\n", ClockText(std::chrono::system_clock::now()).c_str(), change.subject.c_str(),
-                name.c_str(), change.value.c_str(), why.c_str());
+    const Json line = NewLine("change", QuviewDFX::Rfc3339(seen));
+    cJSON_AddStringToObject(line.get(), "subject", change.subject.c_str());
+    cJSON_AddStringToObject(line.get(), "name", change.name.c_str());
+    cJSON_AddStringToObject(line.get(), "value", change.value.c_str());
+    AddMember(line.get(), "before", change.before.empty() ? nullptr : Json(cJSON_CreateString(change.before.c_str())));
+    cJSON_AddStringToObject(line.get(), "message", message.c_str());
+    output.Object(line.get());
+    output.Line(ClockText(seen) + " " + change.subject + (change.name.empty() ? "" : " " + change.name) + ": " +
+                change.value + (message.empty() ? "" : ": " + message));
 }
 
-void Print(const WatchedEvent& event, std::chrono::system_clock::time_point seen, bool json)
+void Show(Output& output, const WatchedEvent& event, TimePoint seen)
 {
-    if (json) {
-        const Json line = NewLine("event", event.time);
-        cJSON_AddStringToObject(line.get(), "name", event.name.c_str());
-        AddMember(line.get(), "params", ParseJson(event.paramsJson));
-        PrintJson(line);
-        return;
-    }
-    std::printf("%s event %s: %s\n", ClockText(seen).c_str(), event.name.c_str(), event.params.c_str());
+    const Json line = NewLine("event", event.time);
+    cJSON_AddStringToObject(line.get(), "name", event.name.c_str());
+    AddMember(line.get(), "params", ParseJson(event.paramsJson));
+    output.Object(line.get());
+    output.Line(ClockText(seen) + " event " + event.name + ": " + event.params);
 }
 
 // A line for each change and each event, until it is quit or nobody reads any more.
-Snapshot ShowLines(WatchSource& source, Wakeup& wakeup, bool json, std::chrono::milliseconds interval)
+Snapshot ShowLines(WatchSource& source, Wakeup& wakeup, Output& output, std::chrono::milliseconds interval)
 {
     ChangeFinder finder;
     for (;;) {
@@ -133,13 +102,12 @@ Snapshot ShowLines(WatchSource& source, Wakeup& wakeup, bool json, std::chrono::
         }
         for (const Change& change : finder.Compare(snapshot)) {
             const bool isAway = change.subject == "daemon" && !snapshot.call.Succeeded();
-            Print(change, isAway ? snapshot.call.message : "", json);
+            Show(output, change, snapshot.time, isAway ? Printable(snapshot.call.message) : "");
         }
         for (const WatchedEvent& event : snapshot.events) {
-            Print(event, snapshot.time, json);
+            Show(output, event, snapshot.time);
         }
-        const auto next = SteadyClock::now() + interval;
-        if (std::fflush(stdout) != 0 || wakeup.Wait(next) == WakeReason::QUIT) {
+        if (!output.Flush() || wakeup.Wait(SteadyClock::now() + interval) == WakeReason::QUIT) {
             return snapshot;
         }
     }
@@ -152,9 +120,10 @@ int RunWatch(const GlobalOptions& options, Output& output, std::chrono::millisec
     const bool live = output.IsTerminal() && !output.IsJson();
     Wakeup wakeup(live);
     // The picture begins with what happened before; lines tell of what happens from now on.
-    WatchSource source(options.socket, std::min(options.Timeout(), LOOK_LIMIT), live ? "" : Rfc3339Now());
-    const Snapshot last = live ? ShowLive(source, wakeup, output.UsesColour(), interval)
-                               : ShowLines(source, wakeup, output.IsJson(), interval);
+    WatchSource source(options.socket, std::min(options.Timeout(), LOOK_LIMIT),
+                       live ? "" : QuviewDFX::Rfc3339(std::chrono::system_clock::now()));
+    const Snapshot last =
+        live ? ShowLive(source, wakeup, output.UsesColour(), interval) : ShowLines(source, wakeup, output, interval);
     return IsHopeless(last) ? output.Finish(FromCall(last.call)) : EXIT_DONE;
 }
 

@@ -8,12 +8,6 @@ namespace {
 
 constexpr size_t MAX_PARAM_BYTES = 200;
 
-std::string JsonText(const cJSON* value)
-{
-    const std::unique_ptr<char, decltype(&cJSON_free)> text(cJSON_PrintUnformatted(value), &cJSON_free);
-    return text ? text.get() : "";
-}
-
 std::string ParamsOf(const cJSON* params)
 {
     std::string text;
