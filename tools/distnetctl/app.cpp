@@ -5,6 +5,7 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cstdlib>
 #include <string_view>
 
@@ -17,6 +18,8 @@ namespace Vexo::Ctl {
 namespace {
 
 constexpr size_t HELP_COLUMN = 18;  // where descriptions begin, so that help fits 80 columns
+constexpr double MIN_SECONDS = 0.1;
+constexpr double MAX_SECONDS = 3600;
 
 // What the command line asked for; filled by CLI11, then run.
 struct Request {
@@ -43,6 +46,24 @@ std::string HostName()
     return gethostname(name.data(), name.size() - 1) == 0 ? std::string(name.data()) : std::string("device");
 }
 
+// In place of CLI::Range, which takes "nan" for a number within it.
+std::string CheckSeconds(const std::string& text)
+{
+    double seconds = 0;
+    const char* const last = text.data() + text.size();
+    const auto [end, error] = std::from_chars(text.data(), last, seconds);
+    const bool isNumber = error == std::errc() && end == last;
+    return isNumber && seconds >= MIN_SECONDS && seconds <= MAX_SECONDS
+               ? ""
+               : "\"" + text + "\" is not a number of seconds from 0.1 to 3600";
+}
+
+// A path: an empty one would stand for the current folder, or for nothing that an error could name.
+std::string CheckPath(const std::string& text)
+{
+    return text.empty() ? "an empty path" : "";
+}
+
 CLI::App* AddCommand(CLI::App& parent, Request& request, const std::string& name, const std::string& description,
                      const std::string& examples, std::function<int(Output&)> run)
 {
@@ -62,6 +83,7 @@ CLI::App* AddGroup(CLI::App& parent, const std::string& name, const std::string&
 void AddState(CLI::App* command, Request& request)
 {
     command->add_option("--state", request.options.stateDir, "The device's state folder (state_dir of its daemon)")
+        ->check(CheckPath)
         ->capture_default_str();
 }
 
@@ -110,7 +132,7 @@ void AddDaemonCommands(CLI::App& app, Request& request)
                                        std::chrono::milliseconds(static_cast<int64_t>(request.intervalSeconds * 1000)));
                    });
     watch->add_option("--interval", request.intervalSeconds, "How often to look, in seconds")
-        ->check(CLI::Range(0.1, 3600.0))
+        ->check(CheckSeconds)
         ->capture_default_str();
     CLI::App* service = AddGroup(app, "service", "Hold the service");
     AddCommand(*service, request, "hold", "Keep the service running until Ctrl-C", "  distnetctl service hold",
@@ -133,7 +155,7 @@ void AddRecordCommands(CLI::App& app, Request& request)
     CLI::App* stop = AddCommand(
         *trace, request, "stop", "Stop a recording and write its trace", "  distnetctl trace stop trace.json",
         [&](Output& output) { return RunTraceStop(request.options, output, request.file, request.recording); });
-    stop->add_option("FILE", request.file, "Where the trace goes (trace-event JSON)")->required();
+    stop->add_option("FILE", request.file, "Where the trace goes (trace-event JSON)")->required()->check(CheckPath);
     stop->add_option("--recording", request.recording, "Its number; the oldest of `trace start` unless given");
 }
 
@@ -158,7 +180,7 @@ void AddAccountCommands(CLI::App& app, Request& request)
                                "  distnetctl account request phone.csr", [&](Output& output) {
                                    return RunAccountRequest(request.options, output, request.file, request.deviceName);
                                });
-    ask->add_option("FILE", request.file, "Where the request goes")->required();
+    ask->add_option("FILE", request.file, "Where the request goes")->required()->check(CheckPath);
     ask->add_option("--device-name", request.deviceName, "What this device is called")->capture_default_str();
     AddState(ask, request);
 
@@ -166,15 +188,17 @@ void AddAccountCommands(CLI::App& app, Request& request)
         *account, request, "admit", "On the device that made the account: answer a request with a certificate (X.509)",
         "  distnetctl account admit phone.csr -o phone.pem",
         [&](Output& output) { return RunAccountAdmit(request.options, output, request.file, request.answerFile); });
-    admit->add_option("FILE", request.file, "The request")->required();
-    admit->add_option("-o,--output", request.answerFile, "Where the certificate and its chain go")->required();
+    admit->add_option("FILE", request.file, "The request")->required()->check(CheckPath);
+    admit->add_option("-o,--output", request.answerFile, "Where the certificate and its chain go")
+        ->required()
+        ->check(CheckPath);
     AddState(admit, request);
 
     CLI::App* install = AddCommand(*account, request, "install", "On the new device: install the certificate",
                                    "  distnetctl account install phone.pem", [&](Output& output) {
                                        return RunAccountInstall(request.options, output, request.file);
                                    });
-    install->add_option("FILE", request.file, "The answer of `account admit`")->required();
+    install->add_option("FILE", request.file, "The answer of `account admit`")->required()->check(CheckPath);
     AddState(install, request);
 }
 
@@ -246,9 +270,9 @@ int RunApp(int argc, const char* const* argv)
     app.fallthrough();
     app.set_version_flag("--version", std::string("distnetctl ") + DistNetVersion());
     app.add_flag("--json", request.options.json, "Print one JSON object instead of readable lines");
-    app.add_option("--socket", request.options.socket, "The daemon's socket")->capture_default_str();
+    app.add_option("--socket", request.options.socket, "The daemon's socket")->check(CheckPath)->capture_default_str();
     app.add_option("--timeout", request.options.timeoutSeconds, "Longest wait for an answer, in seconds")
-        ->check(CLI::Range(0.1, 3600.0))
+        ->check(CheckSeconds)
         ->capture_default_str();
     app.footer(
         "Exit codes: 0 done, 1 failed, 2 usage, 3 daemon not reachable, 4 not permitted,\n"

@@ -72,6 +72,8 @@ TEST(UsageTest, WrongWordsEndWithTwoAndHelpFitsATerminal)
                                                   {"distnetctl", "frobnicate"},
                                                   {"distnetctl", "start"},
                                                   {"distnetctl", "--timeout", "0", "devices"},
+                                                  {"distnetctl", "--timeout", "nan", "devices"},
+                                                  {"distnetctl", "account", "show", "--state", ""},
                                                   {"distnetctl", "sim", "set", "--state", "/nonexistent", "x"}}) {
         EXPECT_EQ(RunApp(static_cast<int>(words.size()), words.data()), EXIT_USAGE) << words.back();
     }
