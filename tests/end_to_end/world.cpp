@@ -52,7 +52,7 @@ std::string MakeKey()
 }  // namespace
 
 Device::Device(std::filesystem::path world, std::string name)
-    : world_(std::move(world)), name_(std::move(name)), hotspotKey_(MakeKey())
+    : world_(std::move(world)), name_(std::move(name)), hotspotKey_(MakeKey()), program_(DISTNET_BIN_DIR "/distnetd")
 {
     mkdir(StateDir().c_str(), 0700);
     std::ofstream(StateDir() / "device-state.json") << R"({"hotspot": {"key": ")" << hotspotKey_ << R"("}})";
@@ -73,8 +73,8 @@ void Device::Start(bool finds)
                         << (finds ? R"(, "announce_dir": "link")" : "")
                         << R"(}, "access": {"policy": "policy.json"}, "config_policy": {"roots": [")" << name_
                         << R"(/product"]}, "simulated": {"air_dir": "air"}})";
-    daemon_ = std::make_unique<Process>(std::vector<std::string>{DISTNET_BIN_DIR "/distnetd", "--config", file},
-                                        StateDir() / "daemon.log");
+    daemon_ =
+        std::make_unique<Process>(std::vector<std::string>{program_, "--config", file}, StateDir() / "daemon.log");
     ASSERT_TRUE(Eventually([&] { return Connect() != nullptr; })) << Log();
 }
 

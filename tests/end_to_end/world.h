@@ -27,6 +27,8 @@ public:
     Device(const Device&) = delete;
     Device& operator=(const Device&) = delete;
 
+    // What Start runs instead of distnetd.
+    void SetProgram(std::string program) { program_ = std::move(program); }
     // Writes its configuration and starts its daemon. With finds false it neither announces itself nor looks for
     // others.
     void Start(bool finds = true);
@@ -64,6 +66,7 @@ private:
     const std::filesystem::path world_;
     const std::string name_;
     const std::string hotspotKey_;
+    std::string program_;
     std::unique_ptr<Process> daemon_;
 };
 
