@@ -78,15 +78,23 @@ int ParseArguments(int count, char** arguments, Options& options)
 {
     CLI::App app(
         "distnetd: gets this device online through another device of the same account, and serves its own hotspot.");
-    app.add_option("--config", options.file, "The configuration: one JSON file")->required()->type_name("FILE");
+    app.add_option("--config", options.file, "The configuration: one JSON file")->type_name("FILE");
     app.add_flag("--check-config", options.checkOnly, "Check the file, name every fault and end");
     app.set_version_flag("--version", std::string("distnetd ") + Vexo::DistNetVersion());
     app.footer([] { return KeyList(); });
     try {
         app.parse(count, arguments);
+        // Asked for here, so that a misspelt option is named rather than this one missed.
+        if (options.file.empty()) {
+            throw CLI::RequiredError("--config FILE");
+        }
     } catch (const CLI::ParseError& error) {
-        const int code = app.exit(error, std::cout, std::cerr);
-        return code == 0 ? EXIT_DONE : EXIT_USAGE;
+        if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
+            app.exit(error);  // --help, --version
+            return EXIT_DONE;
+        }
+        std::cerr << "distnetd: " << error.what() << "\n  `distnetd --help` lists the options.\n";
+        return EXIT_USAGE;
     }
     return -1;
 }

@@ -84,6 +84,9 @@ Result<DeviceState> UpdateDeviceState(const std::filesystem::path& folder, const
         if (equals == std::string::npos) {
             return Error{assignment + ": a value is missing (KEY=VALUE)"};
         }
+        if (equals == 0) {
+            return Error{"\"" + assignment + "\": a key is missing (KEY=VALUE)"};
+        }
         const std::string_view text(assignment);
         if (Result<void> set = SetByPath(state.Value(), text.substr(0, equals), text.substr(equals + 1)); !set) {
             return set.TakeError();

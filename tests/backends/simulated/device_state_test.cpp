@@ -50,6 +50,7 @@ TEST(DeviceStateTest, AnUpdateIsAllOrNothingAndConcurrentOnesLoseNothing)
     ASSERT_TRUE(SaveDeviceState(folder.Path(), DeviceState{}));
     EXPECT_EQ(UpdateDeviceState(folder.Path(), {"screen=off", "battery_low"}).Message(),
               "battery_low: a value is missing (KEY=VALUE)");
+    EXPECT_EQ(UpdateDeviceState(folder.Path(), {"=off"}).Message(), "\"=off\": a key is missing (KEY=VALUE)");
     EXPECT_FALSE(UpdateDeviceState(folder.Path(), {"screen=off", "battery_low=maybe"}));
     EXPECT_EQ(LoadDeviceState(folder.Path()).Value(), DeviceState{});
     {
