@@ -1,6 +1,7 @@
 // The main job through real processes: two daemons of one account, a start in each direction, and what a person is told
 // when the joining fails.
 
+#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <thread>
@@ -34,6 +35,22 @@ TEST_F(StartTest, JoinsThePeersHotspotAndSaysSo)
     EXPECT_NE(Laptop().Events().find("NET_START_DIST_NETWORK_SUCCESS"), std::string::npos);
     EXPECT_EQ(Laptop().Events().find(Phone().NetworkId()), std::string::npos);
     EXPECT_EQ(Laptop().Log().find(Phone().NetworkId()), std::string::npos);
+}
+
+TEST_F(StartTest, TellsWhereItsTimeWentAndWhatHappened)
+{
+    const std::filesystem::path file = world_.Path() / "trace.json";
+    ASSERT_EQ(Laptop().Ctl({"trace", "start"}).exitCode, 0);
+    const Finished start = Laptop().Ctl({"--json", "start", "phone", "--timing"});
+    EXPECT_THAT(start.output, testing::ContainsRegex("\"timing\":.\"collaboration_ms\":[0-9.]+,\"session_ms\":[0-9.]+,"
+                                                     "\"answer_ms\":[0-9.]+,\"wifi_ms\":[0-9.]+,\"total_ms\":"));
+    const Finished events = Laptop().Ctl({"--json", "events", "--since", "10m"});
+    EXPECT_THAT(events.output, testing::ContainsRegex("^[{]\"time\".*_BEHAVIOR.*\n[{]\"time\".*_SUCCESS.*[}]\n$"));
+    ASSERT_EQ(Laptop().Ctl({"trace", "stop", file}).exitCode, 0);
+    for (const char* span : {"collaboration start", "TLS handshake", "send", "Wi-Fi connect", "NetworkAsync"}) {
+        EXPECT_THAT(ReadText(file), testing::HasSubstr(span));
+    }
+    EXPECT_THAT(ReadText(file), testing::Not(testing::HasSubstr(Phone().NetworkId())));
 }
 
 TEST_F(StartTest, WorksInBothDirectionsAtOnce)

@@ -3,10 +3,12 @@
 #include <cjson/cJSON.h>
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <memory>
 
 #include "platform/access/policy.h"
 #include "platform/wifi/wifi_device.h"
+#include "tests/support/temp_folder.h"
 
 namespace Vexo::Host {
 namespace {
@@ -60,6 +62,9 @@ protected:
         facts.configuration.deviceTypeId = SoftBus::DEVICE_TYPE_PHONE;
         facts.networkId = "ab";
         facts.abilities = abilities;
+        facts.events = QuviewDFX::EventFile::Open({folder.Path() / "events.jsonl"}).Value();
+        facts.traces = std::make_shared<QuviewDFX::TraceRecorder>("phone");
+        events = facts.events;
         host = MakeSptr<DistNetHost>(std::move(facts));
         abilities->AddSystemAbility(DISTNET_HOST_ABILITY_ID, host->AsObject());
     }
@@ -100,6 +105,8 @@ protected:
         return Document(json);
     }
 
+    const Tests::TempFolder folder;
+    std::shared_ptr<QuviewDFX::EventFile> events;
     sptr<SystemAbilityManager> abilities = MakeSptr<SystemAbilityManager>();
     sptr<DistNetHost> host;
     MessageParcel reply;
@@ -136,6 +143,30 @@ TEST_F(HostAbility, StatusBeforeEnrolmentNamesDeviceAndAbilitiesButNoAccountAndN
     EXPECT_EQ(cJSON_GetNumberValue(cJSON_GetObjectItem(ability, "id")), DISTNET_HOST_ABILITY_ID);
     EXPECT_STREQ(cJSON_GetStringValue(cJSON_GetObjectItem(ability, "backend")), "host");
     EXPECT_TRUE(cJSON_IsFalse(cJSON_GetObjectItem(status.At("wifi"), "present")));
+}
+
+TEST_F(HostAbility, EventsComeInPagesThatFitADatagramAndABadCursorIsRefused)
+{
+    std::ofstream(folder.Path() / "events.jsonl", std::ios::app) << "{ no JSON\n";
+    for (int i = 0; i < 30; ++i) {
+        events->Write({{}, "DOMAIN", "NAME", 4, {{"TEXT", std::string(10'000, '"')}}});
+    }
+    uint32_t cursor = 0;
+    int count = 0;
+    for (int page = 1; page > 0 && count < 30; count += page) {
+        ASSERT_EQ(Ask(NATIVE, HostInterfaceCode::GET_EVENTS, {cursor, 0, 0}), IPC_OK);
+        EXPECT_LT(reply.GetDataSize(), 160U * 1024 - 16);
+        const Document answer = Answer();
+        cursor = static_cast<uint32_t>(cJSON_GetNumberValue(answer.At("cursor")));
+        page = cJSON_GetArraySize(answer.At("events"));
+    }
+    EXPECT_EQ(count, 30);
+    for (const std::vector<uint32_t>& words : {std::vector<uint32_t>{cursor + 1, 0, 0}, {0, 0, 60'001}, {0, 0}}) {
+        EXPECT_EQ(Ask(NATIVE, HostInterfaceCode::GET_EVENTS, words), IPC_OK);
+        EXPECT_EQ(Result(), HOST_BAD_REQUEST);
+    }
+    EXPECT_EQ(Ask(NATIVE, HostInterfaceCode::STOP_TRACE, {7, 0, 0}), IPC_OK);
+    EXPECT_EQ(Result(), HOST_NO_RECORDING);
 }
 
 TEST_F(HostAbility, WaitForWifiHandsOnWhatTheCallerKnowsAndRefusesABadWait)

@@ -1,6 +1,5 @@
 #include "platform/dfx/journal.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/mount.h>
@@ -11,6 +10,7 @@
 
 #include <array>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 
 #include "platform/base/unique_fd.h"
@@ -18,53 +18,44 @@
 namespace Vexo::QuviewDFX {
 namespace {
 
-enum ChildResult : int { AS_EXPECTED = 0, NO_NAMESPACE = 1, NOT_SENT = 2, OTHER_FIELDS = 3, NO_RECEIVER = 4 };
+constexpr int NO_NAMESPACE = 77;
 
-const LogRecord LINE{LogLevel::WARN, {0xD0015B1, "Tag"}, " a line"};
-const SysEventRecord FAULT{{}, "NETMANAGER", "SOME_FAULT", 1, {{"ERROR_TYPE", -97}, {"ERROR_MSG", "two\nlines"}}};
+// What the journal takes for a line and for an event (systemd's native journal protocol).
+const std::string RECEIVED =
+    "MESSAGE=a line\nPRIORITY=4\nSYSLOG_IDENTIFIER=distnetd\nDISTNET_TAG=Tag\nDISTNET_LOG_DOMAIN=0xD0015B1\n"
+    "MESSAGE=FAULT ERROR_TYPE=-97 ERROR_MSG=a\tb\nPRIORITY=3\nSYSLOG_IDENTIFIER=distnetd\nDISTNET_EVENT=FAULT\n"
+    "DISTNET_DOMAIN=NETMANAGER\nDISTNET_TYPE=1\nDISTNET_PARAM_ERROR_TYPE=-97\nDISTNET_PARAM_ERROR_MSG=a\tb\n";
 
-// A journal's socket where libsystemd looks for it, in a mount namespace of the calling process.
-UniqueFd BindJournalSocket()
+// Serves the journal's socket where libsystemd looks for it, in namespaces of the calling process, and writes there.
+int SendToFakeJournal()
 {
-    UniqueFd receiver(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
-    const sockaddr_un address{AF_UNIX, "/run/systemd/journal/socket"};
-    const bool bound = ::mount("tmpfs", "/run", "tmpfs", 0, nullptr) == 0 && ::mkdir("/run/systemd", 0700) == 0 &&
-                       ::mkdir("/run/systemd/journal", 0700) == 0 &&
-                       ::bind(receiver.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-    return bound ? std::move(receiver) : UniqueFd();
-}
-
-ChildResult SendToFakeJournal()
-{
-    const std::string user = std::to_string(::getuid());
-    const std::string group = std::to_string(::getgid());
+    const auto onlyItself = [](uint32_t id) { return std::to_string(id) + " " + std::to_string(id) + " 1"; };
+    const std::string users = onlyItself(::getuid());
+    const std::string groups = onlyItself(::getgid());
     if (::unshare(CLONE_NEWUSER | CLONE_NEWNS) != 0) {
         return NO_NAMESPACE;
     }
-    std::ofstream("/proc/self/uid_map") << user << " " << user << " 1";
+    std::ofstream("/proc/self/uid_map") << users;
     std::ofstream("/proc/self/setgroups") << "deny";
-    std::ofstream("/proc/self/gid_map") << group << " " << group << " 1";
-    const UniqueFd receiver = BindJournalSocket();
-    const auto log = MakeJournalLogSink();
-    const auto events = MakeJournalSysEventSink();
-    if (!receiver || !log || !events) {
-        return NO_RECEIVER;
+    std::ofstream("/proc/self/gid_map") << groups;
+    const UniqueFd receiver(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    const sockaddr_un address{AF_UNIX, "/run/systemd/journal/socket"};
+    if (::mount("tmpfs", "/run", "tmpfs", 0, nullptr) != 0 ||
+        !std::filesystem::create_directories("/run/systemd/journal") ||
+        ::bind(receiver.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+        return 2;
     }
-    log.Value()->Write(LINE);
-    if (events.Value()->Write(FAULT) != 0) {
-        return NOT_SENT;
+    MakeJournalLogSink().Value()->Write({LogLevel::WARN, {0xD0015B1, "Tag"}, " a line"});
+    if (MakeJournalSysEventSink().Value()->Write(
+            {{}, "NETMANAGER", "FAULT", 1, {{"ERROR_TYPE", -97}, {"ERROR_MSG", "a\tb"}}}) != 0) {
+        return 3;
     }
-    std::array<char, 4096> first{};
-    std::array<char, 4096> second{};
-    const ssize_t line = ::recv(receiver.Get(), first.data(), first.size(), MSG_DONTWAIT);
-    const ssize_t event = ::recv(receiver.Get(), second.data(), second.size(), MSG_DONTWAIT);
-    // A value of several lines is sent with its length (systemd's native journal protocol).
-    const std::string length("ERROR_MSG\n\x09\0\0\0\0\0\0\0two\nlines\n", 28);
-    const std::string_view sent(second.data(), event > 0 ? static_cast<size_t>(event) : 0);
-    return line > 0 && std::string_view(first.data()).starts_with("MESSAGE=a line\nPRIORITY=4\n") &&
-                   sent.find("DISTNET_PARAM_ERROR_TYPE=-97\nDISTNET_PARAM_" + length) != std::string_view::npos
-               ? AS_EXPECTED
-               : OTHER_FIELDS;
+    std::string received;
+    std::array<char, 4096> datagram{};
+    for (ssize_t got = 0; got >= 0; got = ::recv(receiver.Get(), datagram.data(), datagram.size(), MSG_DONTWAIT)) {
+        received.append(datagram.data(), static_cast<size_t>(got));
+    }
+    return received == RECEIVED ? 0 : 4;
 }
 
 TEST(JournalTest, LinesAndEventsReachItsSocketWithTheirFields)
@@ -75,20 +66,10 @@ TEST(JournalTest, LinesAndEventsReachItsSocketWithTheirFields)
     }
     int status = 0;
     ASSERT_EQ(::waitpid(child, &status, 0), child);
-    ASSERT_TRUE(WIFEXITED(status));
-    if (WEXITSTATUS(status) == NO_NAMESPACE) {
+    if (WIFEXITED(status) && WEXITSTATUS(status) == NO_NAMESPACE) {
         GTEST_SKIP() << "no user namespace here: the machine forbids it, or a sanitizer has threads of its own";
     }
-    EXPECT_EQ(WEXITSTATUS(status), AS_EXPECTED);
-}
-
-TEST(JournalTest, FieldsNameWhatAPersonSelectsBy)
-{
-    EXPECT_THAT(JournalFields(LINE), testing::ElementsAre("MESSAGE=a line", "PRIORITY=4", "SYSLOG_IDENTIFIER=distnetd",
-                                                          "DISTNET_TAG=Tag", "DISTNET_LOG_DOMAIN=0xD0015B1"));
-    EXPECT_THAT(JournalFields(FAULT),
-                testing::IsSupersetOf({"PRIORITY=3", "DISTNET_EVENT=SOME_FAULT", "DISTNET_DOMAIN=NETMANAGER",
-                                       "DISTNET_TYPE=1", "DISTNET_PARAM_ERROR_TYPE=-97"}));
+    EXPECT_EQ(status, 0);
 }
 
 TEST(JournalTest, OnlyAStreamThatIsStandardErrorIsTheJournal)
@@ -96,12 +77,10 @@ TEST(JournalTest, OnlyAStreamThatIsStandardErrorIsTheJournal)
     struct stat status {};
     ASSERT_EQ(::fstat(STDERR_FILENO, &status), 0);
     const std::string own = std::to_string(status.st_dev) + ":" + std::to_string(status.st_ino);
-    for (const auto& [stream, is] : {std::pair{own, true}, {own + "1", false}, {std::string("0:0"), false}}) {
+    for (const auto& [stream, is] : {std::pair{own, true}, {own + "1", false}, {std::string(), false}}) {
         ::setenv("JOURNAL_STREAM", stream.c_str(), 1);
         EXPECT_EQ(IsStderrTheJournal(), is) << stream;
     }
-    ::unsetenv("JOURNAL_STREAM");
-    EXPECT_FALSE(IsStderrTheJournal());
 }
 
 }  // namespace

@@ -3,6 +3,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 #include "platform/tasks/ffrt.h"
 #include "tests/support/json_document.h"
 
@@ -15,44 +17,32 @@ class TraceRecorderTest : public testing::Test {
 protected:
     ~TraceRecorderTest() override { SetTraceSink(nullptr); }
 
-    // All of a recording, fetched in pieces of a few lines.
-    Tests::Document Fetch(uint32_t recording)
+    // "phase name why" of each event of a recording but the thread names, fetched in pieces of a few lines.
+    std::vector<std::string> Events(uint32_t recording)
     {
         std::string text;
-        do {
+        for (size_t bytes = 1; text.size() < bytes;) {
             const auto piece = recorder_->Stop(recording, text.size(), 400);
-            if (!piece) {
-                return Tests::Parse("");
-            }
-            text += piece->text;
-            last_ = *piece;
-        } while (text.size() < last_.bytes);
-        return Tests::Parse(text);
-    }
-    // "phase name (why unfinished)" of each event but the thread names, "!" for a field that viewers need and lack.
-    static std::vector<std::string> Events(const Tests::Document& trace)
-    {
+            text += piece ? piece->text : "";
+            bytes = piece ? piece->bytes : 0;
+        }
+        const Tests::Document trace = Tests::Parse(text);
         std::vector<std::string> events;
         const cJSON* event = nullptr;
         cJSON_ArrayForEach(event, cJSON_GetObjectItem(trace.get(), "traceEvents"))
         {
-            const auto text = [&](const char* key) {
-                return std::string(cJSON_GetObjectItem(event, key)->valuestring);
-            };
+            const std::string phase = cJSON_GetObjectItem(event, "ph")->valuestring;
             const cJSON* why = cJSON_GetObjectItem(cJSON_GetObjectItem(event, "args"), "unfinished");
-            const bool timed = cJSON_HasObjectItem(event, "ts") != 0 && cJSON_HasObjectItem(event, "tid") != 0 &&
-                               cJSON_HasObjectItem(event, text("ph") == "X" ? "dur" : "id") != 0;
-            if (text("name") != "thread_name") {
-                events.push_back(text("ph") + " " + text("name") + (why != nullptr ? why->valuestring : "") +
-                                 (timed || text("ph") == "M" ? "" : "!"));
-            }
+            EXPECT_TRUE(phase == "M" || cJSON_HasObjectItem(event, phase == "X" ? "dur" : "id") != 0);
+            events.push_back(phase + " " + cJSON_GetObjectItem(event, "name")->valuestring +
+                             (why != nullptr ? why->valuestring : ""));
         }
+        events.erase(std::remove(events.begin(), events.end(), "M thread_name"), events.end());
         return events;
     }
 
     std::chrono::steady_clock::time_point now_{std::chrono::hours(1)};
     const std::shared_ptr<TraceRecorder> recorder_ = std::make_shared<TraceRecorder>("test", [this] { return now_; });
-    TracePiece last_;
 };
 
 TEST_F(TraceRecorderTest, SpansEndOnceAndAnUnfinishedOneWithItsTaskOrTheRecording)
@@ -71,7 +61,7 @@ TEST_F(TraceRecorderTest, SpansEndOnceAndAnUnfinishedOneWithItsTaskOrTheRecordin
     FinishAsyncTrace(1, "async", 8);  // never started
     FinishAsyncTrace(1, "async", 7);
     StartTrace(1, "running ");
-    EXPECT_THAT(Events(Fetch(recording)),
+    EXPECT_THAT(Events(recording),
                 testing::ElementsAre("M process_name", "X left open its task ended", "X of aaaaa**a1234", "X outer",
                                      "b async", "e async", "X running the recording ended"));
     EXPECT_FALSE(recorder_->Stop(recording, 0, 400)) << "fetched and forgotten";

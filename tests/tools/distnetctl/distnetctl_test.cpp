@@ -2,11 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <map>
 #include <sstream>
 
 #include "tools/distnetctl/app.h"
 #include "tools/distnetctl/output.h"
 #include "tools/distnetctl/peers.h"
+#include "tools/distnetctl/time_word.h"
 
 namespace Vexo::Ctl {
 namespace {
@@ -64,6 +66,24 @@ TEST(LayoutTest, ColumnsCountCharactersAndMarkWhatIsCut)
     EXPECT_EQ(Column("Bürorechner", 5), "Büro…");
     EXPECT_EQ(DurationText(0.2), "1 ms");
     EXPECT_EQ(DurationText(3100), "3.1 s");
+}
+
+TEST(TimeTest, AnAgeADayOrRfc3339IsATimeAndAnythingElseAnError)
+{
+    const auto now = std::chrono::system_clock::from_time_t(1'795'262'886);  // 2026-11-21T12:08:06Z
+    for (const auto& [word, secondsAgo] : std::map<std::string, double>{{"now", 0},
+                                                                        {"90s", 90},
+                                                                        {"10m ago", 600},
+                                                                        {"2h", 7200},
+                                                                        {"2026-11-21T12:08:05.5Z", 0.5},
+                                                                        {"2026-11-21t14:08:00+02:00", 6}}) {
+        EXPECT_EQ(std::chrono::duration<double>(now - ParseTime(word, now).Value()).count(), secondsAgo) << word;
+    }
+    EXPECT_EQ(ParseTime("today", now).Value() - ParseTime("yesterday", now).Value(), std::chrono::hours(24));
+    for (const char* word : {"", "10", "10x", "-1h", "2026-11-21", "2026-02-30T00:00:00Z", "2026-11-21T12:08:06",
+                             "2026-11-21T24:00:00Z", "9999999d", "tomorrow"}) {
+        EXPECT_FALSE(ParseTime(word, now)) << word;
+    }
 }
 
 TEST(UsageTest, WrongWordsEndWithTwoAndHelpFitsATerminal)
