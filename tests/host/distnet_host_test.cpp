@@ -62,6 +62,7 @@ protected:
         facts.configuration.deviceTypeId = SoftBus::DEVICE_TYPE_PHONE;
         facts.networkId = "ab";
         facts.abilities = abilities;
+        std::ofstream(folder.Path() / "events.jsonl") << "{ no JSON\n";
         facts.events = QuviewDFX::EventFile::Open({folder.Path() / "events.jsonl"}).Value();
         facts.traces = std::make_shared<QuviewDFX::TraceRecorder>("phone");
         events = facts.events;
@@ -147,7 +148,6 @@ TEST_F(HostAbility, StatusBeforeEnrolmentNamesDeviceAndAbilitiesButNoAccountAndN
 
 TEST_F(HostAbility, EventsComeInPagesThatFitADatagramAndABadCursorIsRefused)
 {
-    std::ofstream(folder.Path() / "events.jsonl", std::ios::app) << "{ no JSON\n";
     for (int i = 0; i < 30; ++i) {
         events->Write({{}, "DOMAIN", "NAME", 4, {{"TEXT", std::string(10'000, '"')}}});
     }
