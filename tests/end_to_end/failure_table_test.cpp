@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <csignal>
+#include <fstream>
 #include <functional>
 #include <regex>
 #include <sstream>
@@ -105,6 +106,51 @@ Act StartWhile(const char* device, int signal, bool isServing)
     };
 }
 
+// Answers each message on a collaboration of the tablet.
+struct AnsweringCallback : CollaborationFwk::DataCallback {
+    explicit AnsweringCallback(std::string frame) : frame_(std::move(frame)) {}
+    void OnDataReceived(int sessionId, const char*, unsigned int) override
+    {
+        CollaborationFwk::CollaborationAbility::GetInstance().SendCollaborationData(
+            sessionId, frame_.data(), static_cast<unsigned int>(frame_.size()));
+    }
+    const std::string frame_;
+};
+
+// The exchange over the collaboration's data channel, through a laptop that can: with the phone, alive or killed, or
+// with a tablet that answers with the frame; with no frame it never becomes ready to receive.
+Act Collaborate(bool isKilled = false, bool isTablet = false, const std::string& frame = "")
+{
+    return [=](Stage& stage) {
+        stage.laptop.Kill();
+        stage.laptop.SetProgram(COLLABORATION_DAEMON);
+        stage.laptop.Start();
+        EXPECT_TRUE(stage.LogHas(stage.laptop, "InitHandleMessageMap"));
+        EXPECT_TRUE(Eventually([&] { return World::Found(stage.laptop, stage.phone); }));
+        if (isKilled) {
+            stage.phone.Kill();
+        } else if (isTablet) {
+            stage.BringTablet(Lacks::NOTHING);
+            stage.peer = stage.tablet->NetworkId();
+        }
+        std::ofstream(stage.laptop.StateDir() / "requests") << stage.peer << std::endl;
+        auto& framework = CollaborationFwk::CollaborationAbility::GetInstance();
+        std::vector<sptr<CollaborationFwk::StartInfo>> started;
+        if (!frame.empty() && Eventually([&] {
+                framework.GetCollaborationStartInfos(COMM_DISTRIBUTED_NET_ABILITY_ID, started);
+                return !started.empty();
+            })) {
+            framework.RegisterCollaborationDataCallback(started.front()->GetCollaborationSessionId(),
+                                                        MakeSptr<AnsweringCallback>(frame));
+        }
+        std::smatch code;
+        std::string log;
+        const std::regex line("collaboration start: ([0-9]+)\n");
+        EXPECT_TRUE(Eventually([&] { return std::regex_search(log = stage.laptop.Log(), code, line); }));
+        return code.empty() ? -1 : std::stoi(code[1]);
+    };
+}
+
 int32_t StartFromStranger(Stage& stage)
 {
     Device& stranger = stage.world.AddStranger("stranger");
@@ -139,12 +185,13 @@ int32_t TurnScreenOff(Stage& stage)
     return code;
 }
 
-Act Query(const char* item, const char* value)
+// An item that fails has no value, or false.
+Act Query(const char* item)
 {
     return [=](Stage& stage) {
         std::string json;
         const int32_t code = stage.laptop.Connect()->GetRemoteDeviceInfo({item}, json).code;
-        EXPECT_NE(json.find(std::string("\"value\":\t") + value), std::string::npos) << json;
+        EXPECT_TRUE(std::regex_search(json, std::regex("\"value\":\t(\"\"|false)"))) << json;
         return code;
     };
 }
@@ -202,33 +249,39 @@ Outcome Succeeds(const std::string& laptop = "", const std::string& phone = "")
             phone};
 }
 
-Outcome Fails(int32_t code, const char* session, const std::string& error, const std::string& laptop)
+std::string StartFails(int type, const std::string& message, const char* session = "[1-9]")
 {
-    return {code,
-            ASKED + Event("NETMANAGER_UE", "NET_START_DIST_NETWORK_FAIL", 4,
-                          std::string(R"("DEVICE_ID":"@","SESSION_ID":)") + session + "," + error),
-            laptop + "SoftBusStartDisNet error|"};
+    return Event(
+        "NETMANAGER_UE", "NET_START_DIST_NETWORK_FAIL", 4,
+        std::string(R"("DEVICE_ID":"@","SESSION_ID":)") + session + "," + Error(type, "AP connect fail, " + message));
 }
 
 Outcome NotReached(int32_t code, int type, const std::string& laptop)
 {
-    return Fails(code, "0", Error(type, "AP connect fail, connect error"), laptop);
+    return {code, ASKED + StartFails(type, "connect error", "0"), laptop + "SoftBusStartDisNet error|"};
 }
 
 Outcome NotServed(const std::string& laptop, int type = -96, const std::string& message = "request error")
 {
-    return Fails(DISTNET_ERR_LINK, "[1-9]", Error(type, "AP connect fail, " + message),
-                 laptop + "SendStartHotspotMessage error|");
+    return {DISTNET_ERR_LINK, ASKED + StartFails(type, message),
+            laptop + "SendStartHotspotMessage error|SoftBusStartDisNet error|"};
 }
 
-Outcome Unread(const std::string& error, int code, int type = -96, const char* message = "request error")
+// Over a collaboration, where only a failure is an event.
+Outcome NotExchanged(int result, const std::string& laptop, const std::string& phone = "")
 {
-    return NotServed(error + "|ParseStartHotspotResponseMessage error: " + std::to_string(code) + "|", type, message);
+    return {DISTNET_ERR_LINK, StartFails(-96, "request error"),
+            laptop + "SendStartHotspotMessage error, " + std::to_string(result) + "|", phone};
+}
+
+std::string NotParsed(const std::string& error, int code)
+{
+    return error + "|ParseStartHotspotResponseMessage error: " + std::to_string(code) + "|";
 }
 
 Outcome PeerFails(const std::string& phone)
 {
-    Outcome outcome = Unread("info\\[res] not success", -97, -97, "save wlan error");
+    Outcome outcome = NotServed(NotParsed("info\\[res] not success", -97), -97, "save wlan error");
     outcome.phone = phone;
     return outcome;
 }
@@ -348,6 +401,7 @@ constexpr const char* NO_ANSWER = "faults.hotspot.enable.no_answer=true";
 constexpr const char* OTHER_ACCOUNT = "IsSameAccount verify failed.|";
 constexpr const char* UNSENT = "SendBytes fail, errorCode:-[1-9]|SendStartHotspotResponseMessage error: 1004500123|";
 constexpr const char* REFUSED = "info\\[res] not success";
+constexpr const char* MAYBE_STOPPED = "*";  // StopCollaboration fails when the peer has stopped it before
 constexpr const char* WRONG_SIZE =
     "file over maxSize|invalid file path.|Cannot read json file to string.|Load device config failed.|";
 constexpr const char* NO_PERMISSION =
@@ -385,15 +439,16 @@ INSTANTIATE_TEST_SUITE_P(
         Row{"AnswerLargest", TabletSucceeds(LARGEST_SENT_JSON), Succeeds()},
         Row{"AnswerLargerThanSent", TabletSucceeds(LARGEST_SENT_JSON + 1), Succeeds()},
         Row{"AnswerDeclaresFourGigabytes", TabletSucceeds(0, 0xFFFFFFFF), Succeeds()},
-        Row{"AnswerDeclaresNothing", TabletSucceeds(0, 0), Unread("memcpy data fail size:0", 1004500114)},
-        Row{"AnswerDeclaresLess", TabletSucceeds(0, 7), Unread("memcpy data fail size:7", 1004500114)},
+        Row{"AnswerDeclaresNothing", TabletSucceeds(0, 0), NotServed(NotParsed("memcpy data fail size:0", 1004500114))},
+        Row{"AnswerDeclaresLess", TabletSucceeds(0, 7), NotServed(NotParsed("memcpy data fail size:7", 1004500114))},
         Row{"AnswerNotSaved", TabletAnswers(ResponseFrame(R"({"RES":-97})")), PeerFails("")},
         Row{"AnswerNotOpened", TabletAnswers(ResponseFrame(R"({"RES":-98})")),
-            Unread(REFUSED, -98, -98, "request open hotspot error")},
-        Row{"AnswerUnknownFailure", TabletAnswers(ResponseFrame(R"({"RES":7})")), Unread(REFUSED, 7)},
-        Row{"AnswerNotJson", TabletAnswers(ResponseFrame("{\"RES\":")), Unread("json parse error", 1004500115)},
+            NotServed(NotParsed(REFUSED, -98), -98, "request open hotspot error")},
+        Row{"AnswerUnknownFailure", TabletAnswers(ResponseFrame(R"({"RES":7})")), NotServed(NotParsed(REFUSED, 7))},
+        Row{"AnswerNotJson", TabletAnswers(ResponseFrame("{\"RES\":")),
+            NotServed(NotParsed("json parse error", 1004500115))},
         Row{"AnswerHeaderCutOff", TabletAnswers(std::string("\4\1\0", 3)),
-            Unread("len less MESSAGE_TYPE_START_HOTSPOT_RESPONSE_LENGTH", 401)},
+            NotServed(NotParsed("len less MESSAGE_TYPE_START_HOTSPOT_RESPONSE_LENGTH", 401))},
         Row{"AnswerTwoBytes", TabletAnswers("\4\1"),
             NotServed("OnBytesReceived param check failed|SendStartHotspotMessage wait over time|")},
         Row{"AnswerUnknownType", TabletAnswers("\11\2\1"), SILENT},
@@ -412,29 +467,51 @@ INSTANTIATE_TEST_SUITE_P(
         Row{"Connect", Start, NotServed("ConnectToDevice error: 5|"), "laptop", "faults.wifi.connect.code=5"},
         Row{"ConnectSlow", Start, SILENT, "laptop", "faults.wifi.connect.delay_ms=4000"},
         Row{"WithoutStation", Start, Succeeds(), "laptop", "wifi.station_present=false"},
-        Row{"NameWithoutHotspot", Query("hotspotName", "\"\""),
+        Row{"NameWithoutHotspot", Query("hotspotName"),
             Faults(-88, "get hotspot name error", "WifiHotspot wifiHotspotPtr == nullptr!|GetHotspotName fail|"),
             "laptop", "wifi.hotspot_present=false"},
-        Row{"Name", Query("hotspotName", "\"\""),
+        Row{"Name", Query("hotspotName"),
             Faults(-88, "get hotspot name error", "GetHotspotConfig error: 5|GetHotspotName fail|"), "laptop",
             "faults.hotspot.get_config.code=5"},
-        Row{"BssidWithoutStation", Query("bssid", "\"\""),
+        Row{"BssidWithoutStation", Query("bssid"),
             Faults(-89, "get current bssid error", "WifiDevice wifiDevicePtr == nullptr!|GetCurrentBssid fail|"),
             "laptop", "wifi.station_present=false"},
-        Row{"Bssid", Query("bssid", "\"\""),
+        Row{"Bssid", Query("bssid"),
             Faults(-89, "get current bssid error", "GetDeviceConfigs error: 5|GetCurrentBssid fail|"), "laptop",
             "faults.wifi.get_configs.code=5"},
-        Row{"SimState", Query("supportSmartHotSpot", "false"),
+        Row{"SimState", Query("supportSmartHotSpot"),
             Outcome{0, ANSWERED, "GetSimState 0 error, 5|GetSimState 1 error, 5|"}, "laptop",
             "faults.telephony.sim_state.code=5"},
-        Row{"RadioQuery", Query("supportSmartHotSpot", "false"),
-            Outcome{0, ANSWERED, "IsRadioOn error, 5|IsRadioOn error, 5|"}, "laptop",
-            "faults.telephony.radio_state.code=5"},
-        Row{"RadioAnswer", Query("supportSmartHotSpot", "false"),
+        Row{"RadioQuery", Query("supportSmartHotSpot"), Outcome{0, ANSWERED, "IsRadioOn error, 5|IsRadioOn error, 5|"},
+            "laptop", "faults.telephony.radio_state.code=5"},
+        Row{"RadioAnswer", Query("supportSmartHotSpot"),
             Outcome{0, ANSWERED, "OnGetRadioStateCallback error = 5|OnGetRadioStateCallback error = 5|"}, "laptop",
             "faults.telephony.radio_callback.code=5"},
-        Row{"CellularData", Query("supportSmartHotSpot", "false"),
-            Outcome{0, ANSWERED, "IsCellularDataEnabled error, 5|"}, "laptop", "faults.telephony.cellular_data.code=5"},
+        Row{"CellularData", Query("supportSmartHotSpot"), Outcome{0, ANSWERED, "IsCellularDataEnabled error, 5|"},
+            "laptop", "faults.telephony.cellular_data.code=5"},
+        // Collaborations
+        Row{"CollaborationWithKilled", Collaborate(true),
+            Outcome{DISTNET_ERR_COLLABORATION_START, StartFails(-100, "connect error", "0"),
+                    "StartCollaboration fail, [34]|StartCollaboration error, [34]|"}},
+        Row{"CollaborationNeverReady", Collaborate(false, true),
+            NotExchanged(1004500116, "SendStartHotspotMessage callback wait over time|")},
+        Row{"CollaborationWithoutHotspot", Collaborate(),
+            NotExchanged(1004500116, "SendStartHotspotMessage wait over time|"), "phone", "wifi.hotspot_present=false"},
+        Row{"CollaborationConfig", Collaborate(),
+            NotExchanged(5, NotParsed(REFUSED, 5) + MAYBE_STOPPED, "Get hotspot config error: 5|"), "phone",
+            "faults.hotspot.get_config.code=5"},
+        Row{"CollaborationAdd", Collaborate(), Outcome{0, "", "Add device config error: 5|"}, "laptop",
+            "faults.wifi.add_config.code=5"},
+        Row{"CollaborationConnect", Collaborate(), Outcome{0, "", "ConnectToDevice error: 5|"}, "laptop",
+            "faults.wifi.connect.code=5"},
+        Row{"CollaborationNotJson", Collaborate(false, true, ResponseFrame("{\"RES\":")),
+            NotExchanged(1004500115, NotParsed("json parse error", 1004500115))},
+        Row{"CollaborationMistyped", Collaborate(false, true, ResponseFrame(R"({"SSID":1,"PRESHARED_KEY":null})")),
+            Outcome{0, "", "Add device config error: [1-9]|"}},
+        Row{"CollaborationTwoBytes", Collaborate(false, true, "\4\1"),
+            NotExchanged(1004500116, "onDataReceived param check failed|SendStartHotspotMessage wait over time|")},
+        Row{"CollaborationUnknownType", Collaborate(false, true, "\1\2\3"),
+            NotExchanged(1004500116, "SendStartHotspotMessage wait over time|")},
         // Callers
         Row{"TokenOfAnother", Raw(0, 0, "Vexo.NetManagerStandard.IDistNetServicf"),
             Outcome{DISTNET_ERR_DESCRIPTOR_MISMATCH, "", "descriptor checked fail|"}},
