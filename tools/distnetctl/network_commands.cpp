@@ -32,7 +32,7 @@ std::string InfoLine(const cJSON* item)
     if (cJSON_IsBool(value)) {
         text = cJSON_IsTrue(value) != 0 ? "yes" : "no";
     } else if (cJSON_IsString(value) && *value->valuestring != '\0') {
-        text = value->valuestring;
+        text = Printable(value->valuestring);
     }
     return Column(label, 24) + text;
 }
