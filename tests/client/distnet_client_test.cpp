@@ -4,10 +4,8 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
 #include <future>
 
-#include "distributed/services/service/distnet_errors.h"
 #include "platform/ipc/ipc_server.h"
 #include "platform/ipc/ipc_types.h"
 #include "tests/support/temp_folder.h"
@@ -46,62 +44,6 @@ protected:
     const Tests::TempFolder folder_;
     std::unique_ptr<Ipc::IpcServer> server_;
 };
-
-TEST_F(ClientTest, SendsEachOperationAsDocumentedAndReadsItsReply)
-{
-    std::vector<std::pair<uint32_t, std::string>> seen;
-    Serve([&](const Ipc::IpcHeader& header, MessageParcel& data, MessageParcel& reply) {
-        const std::u16string token = data.ReadInterfaceToken();
-        int32_t first = 0;
-        int32_t second = 0;
-        std::string text;
-        std::vector<std::string> items;
-        switch (header.code) {
-            case 0:
-            case 1:
-                EXPECT_TRUE(reply.WriteInt32(0) && reply.WriteUint32(7));
-                break;
-            case 2:
-            case 3:
-                EXPECT_TRUE(data.ReadInt32(first) && data.ReadInt32(second) && data.ReadString(text));
-                text += std::to_string(first) + std::to_string(second);
-                EXPECT_TRUE(reply.WriteInt32(0));
-                break;
-            case 4:
-                EXPECT_TRUE(reply.WriteInt32(0) && reply.WriteUint32(1) && reply.WriteString("id") &&
-                            reply.WriteString("phone") && reply.WriteUint16(1) && reply.WriteString("net") &&
-                            reply.WriteInt32(-1) && reply.WriteInt32(2) && reply.WriteInt32(1) &&
-                            reply.WriteString("{}"));
-                break;
-            default:
-                EXPECT_TRUE(data.ReadStringVector(items));
-                EXPECT_TRUE(reply.WriteString("{\"x\":" + std::to_string(items.size()) + "}"));
-        }
-        EXPECT_EQ(token, u"Vexo.NetManagerStandard.IDistNetService");
-        EXPECT_EQ(header.abilityId, 1163u);
-        seen.emplace_back(header.code, text);
-        return 0;
-    });
-    {
-        const auto client = Connect();
-        uint32_t state = 0;
-        std::vector<Device> devices;
-        std::string json;
-        EXPECT_TRUE(client->StartService(state).Succeeded());
-        EXPECT_EQ(state, 7u);
-        EXPECT_TRUE(client->StartDistributedNetwork(1, 2, "peer").Succeeded());
-        EXPECT_TRUE(client->StopDistributedNetwork(3, 4, "peer").Succeeded());
-        ASSERT_TRUE(client->GetAvailableDeviceList(devices).Succeeded());
-        ASSERT_EQ(devices.size(), 1u);
-        EXPECT_EQ(devices[0].name, "phone");
-        EXPECT_EQ(devices[0].networkType, 2);
-        EXPECT_TRUE(client->GetRemoteDeviceInfo({"a", "b"}, json).Succeeded());
-        EXPECT_EQ(json, "{\"x\":2}");
-    }
-    const std::vector<std::pair<uint32_t, std::string>> expected{{0, ""}, {2, "peer12"}, {3, "peer34"},
-                                                                 {4, ""}, {1001, ""},    {1, ""}};
-    EXPECT_EQ(seen, expected) << "the last is the release that closing sends";
-}
 
 struct ReplyRow {
     const char* name;
@@ -168,30 +110,6 @@ TEST_F(ClientTest, ADaemonThatIsSilentEndsTheCallAtItsLimitAndTheNextSaysSo)
     EXPECT_EQ(client->GetStatus(json).status, CallStatus::TIMED_OUT);
     EXPECT_EQ(client->GetStatus(json).status, CallStatus::UNREACHABLE);
     release.set_value();
-}
-
-TEST_F(ClientTest, ADaemonThatGoesAwayDuringACallIsUnreachable)
-{
-    std::promise<void> asked;
-    std::promise<void> release;
-    Serve([&](const Ipc::IpcHeader&, MessageParcel&, MessageParcel&) {
-        asked.set_value();
-        release.get_future().wait();
-        return 0;
-    });
-    const auto client = Connect();
-    auto call = std::async(std::launch::async, [&] {
-        std::string json;
-        return client->GetStatus(json);
-    });
-    asked.get_future().wait();
-    auto gone = std::async(std::launch::async, [&] { server_.reset(); });
-    release.set_value();
-    const CallResult result = call.get();
-    gone.wait();
-    EXPECT_NE(result.status, CallStatus::TIMED_OUT) << result.message;
-    std::string json;
-    EXPECT_EQ(client->GetStatus(json).status, CallStatus::UNREACHABLE);
 }
 
 }  // namespace

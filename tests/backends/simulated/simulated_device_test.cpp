@@ -2,9 +2,7 @@
 
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <future>
-#include <iterator>
 
 #include "platform/base/files.h"
 #include "tests/backends/simulated/simulated_world.h"
@@ -122,21 +120,6 @@ TEST_F(SimulatedDeviceTest, StoppingEndsWaitsAndOpenRadioQueriesWithAnError)
     EXPECT_TRUE(device.Air().empty());
     EXPECT_NE(device.Hotspot()->EnableHotspot(Wifi::ServiceType::DEFAULT), Wifi::WIFI_OK);
     EXPECT_EQ(answer->calls, 1);
-}
-
-TEST_F(SimulatedDeviceTest, AGeneratedHotspotIsNamedAfterItsDeviceAndItsKeyIsNowhereInAirOrLog)
-{
-    TestDevice device = MakeDevice({"hotspot.active_at_start=true"});
-    Wifi::HotspotConfig config;
-    ASSERT_EQ(device.Hotspot()->GetHotspotConfig(config), Wifi::WIFI_OK);
-    EXPECT_EQ(config.GetSsid(), "phone-7f3a");
-    EXPECT_EQ(config.GetPreSharedKey().size(), 16U);
-    EXPECT_TRUE(Eventually([&] { return device.Air().size() == 1; }));
-    std::ifstream record(device.Options().airDir / "hotspot-7f3a11.json");
-    const std::string text{std::istreambuf_iterator<char>(record), {}};
-    EXPECT_NE(text.find("phone-7f3a"), std::string::npos);
-    EXPECT_EQ(text.find(config.GetPreSharedKey()), std::string::npos);
-    EXPECT_FALSE(log_.Contains(config.GetPreSharedKey()));
 }
 
 TEST_F(SimulatedDeviceTest, TheAirKeepsDamagedAndLeftOverRecordsFromStations)

@@ -14,7 +14,6 @@ using testing::Return;
 using testing::SetArgReferee;
 
 constexpr const char16_t* TOKEN = u"Vexo.NetManagerStandard.IDistNetService";
-constexpr uint32_t CODES[] = {0, 1, 2, 3, 4, 1001};
 
 // Users of the test's policy: a system application with the permission, one without it, an ordinary application.
 enum User : uid_t { SYSTEM = 70011, WITHOUT_PERMISSION = 70012, ORDINARY = 70013 };
@@ -63,25 +62,6 @@ protected:
     MessageParcel reply_;
     size_t replyCapacity_ = MAX_PARCEL_SIZE;
 };
-
-TEST_F(DistNetServiceStubTest, CodeThenFlagThenPermissionThenArgumentsAreChecked)
-{
-    for (const uint32_t code : {5U, 1000U, 1002U, 0xffffffffU}) {
-        EXPECT_EQ(Request(code, ORDINARY), IPC_UNKNOWN_REQUEST) << code;
-        EXPECT_EQ(reply_.GetDataSize(), 0U) << code;
-    }
-    for (const User user : {ORDINARY, WITHOUT_PERMISSION}) {
-        for (const uint32_t code : CODES) {
-            EXPECT_EQ(Request(code, user), IPC_UNKNOWN_REQUEST) << code;
-            EXPECT_EQ(NextInt(), 201) << code;
-        }
-    }
-    arguments_.WriteInt32(1);
-    for (const uint32_t code : {2U, 3U, 1001U}) {
-        EXPECT_EQ(Request(code), 1004500103) << code;
-        EXPECT_EQ(reply_.GetDataSize(), 0U) << code;
-    }
-}
 
 TEST_F(DistNetServiceStubTest, FullReplyTurnsARefusalInto301AndAnAnswerInto1004500105)
 {

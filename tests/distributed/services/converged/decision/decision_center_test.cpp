@@ -1,4 +1,4 @@
-// The screen logic on a real runner, and the whole subsystem behind its front.
+// The screen logic on a real runner.
 #include "distributed/services/converged/decision/src/decision_center.h"
 
 #include <gtest/gtest.h>
@@ -6,14 +6,8 @@
 #include <future>
 
 #include "distributed/services/converged/configuration/configuration_center_manager.h"
-#include "distributed/services/converged/decision/src/converged_decision_manager.h"
-#include "platform/config_policy/config_policy.h"
-#include "platform/events/common_event_server.h"
-#include "platform/events/common_event_support.h"
-#include "tests/support/fake_ability_manager.h"
 #include "tests/support/json_document.h"
 #include "tests/support/log_capture.h"
-#include "tests/support/temp_folder.h"
 
 namespace Vexo::Tests {
 
@@ -32,7 +26,6 @@ using AppExecFwk::EventHandler;
 using AppExecFwk::EventRunner;
 using AppExecFwk::InnerEvent;
 using NetManagerStandard::ConfigurationParser;
-using NetManagerStandard::ConvergedDecisionManager;
 using NetManagerStandard::DecisionCenter;
 
 const std::string CLOSED = " Close net share.";
@@ -112,24 +105,6 @@ TEST_F(DecisionCenterTest, WithoutSettingsOrARunnerNothingIsScheduled)
     EXPECT_FALSE(log.Contains(" post task failed."));
     center->OnScreenStateChanged(false, nullptr);
     EXPECT_TRUE(log.Contains(" post task failed."));
-}
-
-TEST(ConvergedDecisionManagerTest, StartsTheSubsystemOnceAndScreenEventsReachIt)
-{
-    const LogCapture log;
-    InstalledRegistry registry;
-    registry.Add<EventFwk::CommonEventServer>(COMMON_EVENT_SERVICE_ID);
-    const TempFolder folder;
-    SetConfigPolicyRoots({folder.Path()});
-
-    ConvergedDecisionManager manager;
-    manager.DeInit();
-    manager.Init();
-    manager.InnerInitFirstStage();
-    EXPECT_EQ(log.Count(" register events[1792] callback success."), 1U);
-    EventFwk::CommonEventManager::PublishCommonEvent(
-        EventFwk::CommonEventData(EventFwk::Want().SetAction(EventFwk::CommonEventSupport::COMMON_EVENT_SCREEN_OFF)));
-    ASSERT_TRUE(log.WaitFor(" Get device parameters falied."));
 }
 
 }  // namespace
