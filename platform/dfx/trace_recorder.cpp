@@ -102,47 +102,63 @@ uint32_t TraceRecorder::Start(std::chrono::milliseconds limit, bool detached)
     FinishExpired(now);
     if (recordings_.size() >= MAX_RECORDINGS) {
         const auto ended = std::find_if(recordings_.begin(), recordings_.end(),
-                                        [](const auto& entry) { return entry.second.stopped; });
+                                        [](const auto& entry) { return entry.second->stopped; });
         if (ended == recordings_.end()) {
             return 0;
         }
         recordings_.erase(ended);
     }
-    Recording& recording = recordings_[++lastRecording_];
-    recording.detached = detached;
-    recording.started = now;
-    recording.ends = now + std::min<std::chrono::milliseconds>(limit, RECORDING_LIMIT);
+    const auto recording = std::make_shared<Recording>();
+    recording->detached = detached;
+    recording->started = now;
+    recording->ends = now + std::min<std::chrono::milliseconds>(limit, RECORDING_LIMIT);
+    recordings_[++lastRecording_] = recording;
     FollowRecordings();
     return lastRecording_;
 }
 
-std::optional<TracePiece> TraceRecorder::Stop(uint32_t recording, size_t offset, size_t maxBytes)
+// Stopped, nobody writes to it any more. Null when there is none; a number of 0 becomes that of the one found.
+TraceRecorder::RecordingPtr TraceRecorder::FindAndFinish(uint32_t& recording)
 {
     const MutexLock lock(mutex_);
     const auto found = recording != 0 ? recordings_.find(recording)
                                       : std::find_if(recordings_.begin(), recordings_.end(),
-                                                     [](const auto& entry) { return entry.second.detached; });
+                                                     [](const auto& entry) { return entry.second->detached; });
     if (found == recordings_.end()) {
+        return nullptr;
+    }
+    recording = found->first;
+    Finish(*found->second, now_());
+    FollowRecordings();
+    return found->second;
+}
+
+std::optional<TracePiece> TraceRecorder::Stop(uint32_t recording, size_t offset, size_t maxBytes)
+{
+    const MutexLock stopLock(stopMutex_);
+    const RecordingPtr stopped = FindAndFinish(recording);
+    if (!stopped) {
         return std::nullopt;
     }
-    Recording& stopped = found->second;
-    if (stopped.text.empty()) {
-        Finish(stopped, now_());
-        FollowRecordings();
-        stopped.text = Render(stopped);
+    if (stopped->text.empty()) {
+        stopped->text = Render(*stopped);
     }
-    if (offset >= stopped.text.size()) {
+    if (offset >= stopped->text.size()) {
         return std::nullopt;
     }
-    TracePiece piece{
-        found->first,        stopped.text.substr(offset, maxBytes),
-        stopped.text.size(), stopped.spans.size(),
-        stopped.dropped,     std::chrono::duration_cast<std::chrono::milliseconds>(stopped.ends - stopped.started)};
+    const auto duration = std::chrono::duration_cast<std::chrono::milliseconds>(stopped->ends - stopped->started);
+    TracePiece piece{recording,
+                     stopped->text.substr(offset, maxBytes),
+                     stopped->text.size(),
+                     stopped->spans.size(),
+                     stopped->dropped,
+                     duration};
     if (const size_t newline = piece.text.rfind('\n'); newline != std::string::npos) {
         piece.text.resize(newline + 1);
     }
-    if (offset + piece.text.size() == stopped.text.size()) {
-        recordings_.erase(found);
+    if (offset + piece.text.size() == stopped->text.size()) {
+        const MutexLock lock(mutex_);
+        recordings_.erase(recording);
     }
     return piece;
 }
@@ -159,8 +175,8 @@ void TraceRecorder::Write(TracePhase phase, uint64_t tag, std::string_view name,
         span.begin = now_();
         FinishExpired(span.begin);
         for (auto& [number, recording] : recordings_) {
-            if (!recording.stopped) {
-                Record(recording, phase, span);
+            if (!recording->stopped) {
+                Record(*recording, phase, span);
             }
         }
     } catch (...) {
@@ -284,8 +300,8 @@ void TraceRecorder::FinishExpired(Time now)
 {
     bool expired = false;
     for (auto& [number, recording] : recordings_) {
-        if (!recording.stopped && now >= recording.ends) {
-            Finish(recording, now);
+        if (!recording->stopped && now >= recording->ends) {
+            Finish(*recording, now);
             expired = true;
         }
     }
@@ -297,7 +313,7 @@ void TraceRecorder::FinishExpired(Time now)
 void TraceRecorder::FollowRecordings()
 {
     const bool any =
-        std::any_of(recordings_.begin(), recordings_.end(), [](const auto& entry) { return !entry.second.stopped; });
+        std::any_of(recordings_.begin(), recordings_.end(), [](const auto& entry) { return !entry.second->stopped; });
     SetTraceSink(any ? shared_from_this() : nullptr);
 }
 

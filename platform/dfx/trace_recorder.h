@@ -1,7 +1,7 @@
 // TraceRecorder: records the process's spans in memory and gives them as a text in the trace-event JSON format, which
 // trace viewers open. Several recordings run at once, each bounded in time and number; what does not fit is counted.
-// Between recordings it is no sink, so that tracing costs nothing. Any thread; nothing blocks. What the text holds:
-// docs/traces.md.
+// Between recordings it is no sink, so that tracing costs nothing. Any thread; only Stop takes long, and nobody but
+// another Stop waits for it. What the text holds: docs/traces.md.
 #pragma once
 
 #include <chrono>
@@ -51,7 +51,7 @@ public:
     // Stops the recording at the first call, and gives its text from offset on, at most maxBytes of it. The last piece
     // forgets the recording. recording 0 is the oldest detached one. Empty when there is none of that number, or
     // nothing at that offset.
-    std::optional<TracePiece> Stop(uint32_t recording, size_t offset, size_t maxBytes) EXCLUDES(mutex_);
+    std::optional<TracePiece> Stop(uint32_t recording, size_t offset, size_t maxBytes) EXCLUDES(stopMutex_, mutex_);
 
     void Write(TracePhase phase, uint64_t tag, std::string_view name, int32_t taskId) noexcept override
         EXCLUDES(mutex_);
@@ -83,8 +83,9 @@ private:
         std::map<std::pair<std::string, int32_t>, Span> async;
         std::vector<Span> spans;
         size_t dropped = 0;
-        std::string text;  // once asked for
+        std::string text;  // once asked for, under stopMutex_
     };
+    using RecordingPtr = std::shared_ptr<Recording>;
 
     static void Record(Recording& recording, TracePhase phase, Span span);
     static void Begin(Recording& recording, Span span);
@@ -95,14 +96,16 @@ private:
     static Thread* ThreadOf(Recording& recording, int tid);
     static void Finish(Recording& recording, Time when);
     static void AppendSpan(std::string& text, const Span& span);
+    RecordingPtr FindAndFinish(uint32_t& recording) EXCLUDES(mutex_);
     void FinishExpired(Time now) REQUIRES(mutex_);
     void FollowRecordings() REQUIRES(mutex_);
     std::string Render(const Recording& recording) const;
 
     const std::string processName_;
     const Now now_;
+    Mutex stopMutex_;  // before mutex_
     Mutex mutex_;
-    std::map<uint32_t, Recording> recordings_ GUARDED_BY(mutex_);
+    std::map<uint32_t, RecordingPtr> recordings_ GUARDED_BY(mutex_);  // once stopped a recording is Stop's alone
     uint32_t lastRecording_ GUARDED_BY(mutex_) = 0;
 };
 
