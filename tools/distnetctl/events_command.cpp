@@ -58,7 +58,7 @@ public:
     {
     }
 
-    // False when the daemon or whoever reads the output has gone; then failure says so.
+    // False when the daemon does not answer; then failure says why.
     bool ShowNext(std::chrono::milliseconds wait, Outcome& failure)
     {
         std::string json;
@@ -83,15 +83,13 @@ public:
                 Show(event);
             }
         }
-        if (!output_.Flush()) {
-            failure = NotDone("the output cannot be written", "");
-            return false;
-        }
+        readerGone_ = !output_.Flush();
         return true;
     }
 
     bool Progressed() const { return progressed_; }
     bool ShownAny() const { return shownAny_; }
+    bool ReaderGone() const { return readerGone_; }
     std::mutex& Printing() { return printing_; }
 
 private:
@@ -111,6 +109,7 @@ private:
     uint64_t cursor_ = 0;
     bool progressed_ = false;
     bool shownAny_ = false;
+    bool readerGone_ = false;
     std::mutex printing_;
 };
 
@@ -139,6 +138,9 @@ int RunEvents(const GlobalOptions& options, Output& output, bool follow, const s
     do {
         if (!events.ShowNext(wait, failure)) {
             return output.Finish(std::move(failure));
+        }
+        if (events.ReaderGone()) {
+            return EXIT_DONE;  // as `head` does when it has seen enough
         }
         wait = events.Progressed() || !follow ? std::chrono::milliseconds(0) : MAX_SINGLE_WAIT;
     } while (events.Progressed() || follow);

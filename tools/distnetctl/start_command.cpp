@@ -107,8 +107,9 @@ private:
         Client::CallResult call = client_.StartDistributedNetwork(0, 0, peer_.networkId);
         const double answeredMs = SteadyNowMs();
         FetchedTrace trace;
-        if (recording != 0 && call.status != Client::CallStatus::TIMED_OUT &&
-            FetchRecording(client_, recording, trace, why)) {
+        // A call that timed out has closed its connection; what was recorded until then still shows where it stands.
+        const auto second = call.status == Client::CallStatus::TIMED_OUT ? ConnectClient(options_, why) : nullptr;
+        if (recording != 0 && FetchRecording(second ? *second : client_, recording, trace, why)) {
             timing_ = ParseTiming(trace.text, {asked.beginMs, answeredMs});
         } else {
             AddMember(details_.get(), "timing", nullptr);
