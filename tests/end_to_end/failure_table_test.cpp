@@ -175,6 +175,22 @@ Act StartWithProductFiles(const char* device, const char* scenario = nullptr, ui
     };
 }
 
+// Every file that a running device looks at holds junk: each is named once, and all stays as it was.
+int32_t StartAmidJunk(Stage& stage)
+{
+    const std::string id(64, 'a');
+    for (const std::string& file :
+         {"link/" + id + ".json", "air/hotspot-" + id + ".json", std::string("laptop/device-state.json")}) {
+        std::ofstream(stage.world.Path() / "junk") << "{\"version\":";
+        std::filesystem::rename(stage.world.Path() / "junk", stage.world.Path() / file);
+    }
+    const int32_t code = Start(stage);
+    for (const char* complaint : {"announcement aaaa", "air/hotspot-aaaa", "; the state before it"}) {
+        EXPECT_TRUE(stage.LogHas(stage.laptop, complaint)) << complaint;
+    }
+    return code;
+}
+
 int32_t TurnScreenOff(Stage& stage)
 {
     const int32_t code = Start(stage);
@@ -544,6 +560,7 @@ INSTANTIATE_TEST_SUITE_P(
         Row{"TooLargeFile", StartWithProductFiles("{}", nullptr, 0x20000001), Succeeds(WRONG_SIZE), "product"},
         Row{"FileNotJson", StartWithProductFiles("{\"device\": ?}"),
             Succeeds("errorMsg is ?}|Load device config failed.|"), "product"},
+        Row{"JunkEverywhere", StartAmidJunk, Succeeds()},
         Row{"NothingKnownAtScreenOff", TurnScreenOff, Succeeds("Get device net feature failed.|")}),
     [](const auto& row) { return row.param.name; });
 

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 #include <sys/un.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -123,6 +124,18 @@ TEST(PolicyTest, ACallerWithoutTheRightIsRefusedWithExitCodeFour)
         EXPECT_EQ(finished.exitCode, 4) << command.front() << finished.output;
         EXPECT_NE(finished.output.find("refuses this user"), std::string::npos) << finished.output;
     }
+}
+
+TEST(PolicyTest, ADamagedOneLetsRootAloneInAndIsNamed)
+{
+    World world;
+    Device& device = world.Add("laptop");
+    std::ofstream(world.Path() / "policy.json") << "{";
+    device.Start();
+    EXPECT_NE(device.Log().find("only root is let in, because the policy cannot be used: " +
+                                (world.Path() / "policy.json: not valid JSON (line 1)").string()),
+              std::string::npos);
+    EXPECT_EQ(device.Ctl({"status"}).exitCode, getuid() == 0 ? 0 : 4);
 }
 
 TEST(UnreachableTest, AnAbsentDaemonIsExitCodeThreeAndOneJsonObject)
