@@ -1,5 +1,8 @@
-// LogCapture: the log lines of a test, while it lives. Any thread may log.
+// LogCapture: the log lines of a test, while it lives. Any thread may log. At its end no line shows one of the keys
+// that tests play with.
 #pragma once
+
+#include <gtest/gtest.h>
 
 #include <algorithm>
 #include <memory>
@@ -15,7 +18,13 @@ namespace Vexo::Tests {
 class LogCapture {
 public:
     LogCapture() { QuviewDFX::SetLogSink(lines_); }
-    ~LogCapture() { QuviewDFX::SetLogSink(nullptr); }
+    ~LogCapture()
+    {
+        QuviewDFX::SetLogSink(nullptr);
+        for (const char* key : {"not-a-real-key", "example-key", "example-passphrase"}) {
+            EXPECT_FALSE(Contains(key)) << "a line shows a Wi-Fi key";
+        }
+    }
 
     bool Contains(const std::string& text) const { return lines_->Count(text) > 0; }
     size_t Count(const std::string& text) const { return lines_->Count(text); }
