@@ -1,6 +1,6 @@
 // DistNetHost: what the daemon says about itself (ability 1164), as JSON (docs/ipc.md). It asks the registry and the
-// platform each time and never loads the service. Called on IPC workers, several at once; WaitForWifi and GetEvents block
-// until their limit, GetChecks on the disk and the radio, the others for no longer than 200 ms.
+// platform each time and never loads the service. Called on IPC workers, several at once; WaitForWifi and GetEvents
+// block until their limit, GetChecks on the disk and the radio, the others for no longer than 200 ms.
 #pragma once
 
 #include <chrono>

@@ -94,8 +94,7 @@ int32_t DistNetHostStub::RunWaitForWifi(MessageParcel& data, std::string& json)
     uint32_t attempt = 0;
     int32_t state = 0;
     uint32_t limitMs = 0;
-    if (!data.ReadUint32(attempt) || !data.ReadInt32(state) || !data.ReadUint32(limitMs) ||
-        limitMs > MAX_WAIT_MS) {
+    if (!data.ReadUint32(attempt) || !data.ReadInt32(state) || !data.ReadUint32(limitMs) || limitMs > MAX_WAIT_MS) {
         return HOST_BAD_REQUEST;
     }
     return WaitForWifi(attempt, state, limitMs, json);
