@@ -427,7 +427,7 @@ const Outcome SILENT = NotServed("SendStartHotspotMessage wait over time|");
 
 INSTANTIATE_TEST_SUITE_P(
     Table, FailureTest,
-    testing::Values(
+    testing::ValuesIn(std::vector<Row>{
         // Peers
         Row{"PeerOfNoAccount", [](Stage& stage) { return stage.laptop.Ask(std::string(64, 'a')); },
             Outcome{DISTNET_ERR_GENERAL, "", OTHER_ACCOUNT}},
@@ -561,7 +561,7 @@ INSTANTIATE_TEST_SUITE_P(
         Row{"FileNotJson", StartWithProductFiles("{\"device\": ?}"),
             Succeeds("errorMsg is ?}|Load device config failed.|"), "product"},
         Row{"JunkEverywhere", StartAmidJunk, Succeeds()},
-        Row{"NothingKnownAtScreenOff", TurnScreenOff, Succeeds("Get device net feature failed.|")}),
+        Row{"NothingKnownAtScreenOff", TurnScreenOff, Succeeds("Get device net feature failed.|")}}),
     [](const auto& row) { return row.param.name; });
 
 }  // namespace
