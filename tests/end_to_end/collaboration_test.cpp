@@ -4,7 +4,6 @@
 
 #include <fstream>
 
-#include "tests/end_to_end/hand_made_peer.h"
 #include "tests/end_to_end/world.h"
 
 namespace Vexo::EndToEnd {
@@ -81,21 +80,6 @@ TEST_F(CollaborationTest, TwoDevicesThatAskEachOtherAreBothServed)
     EXPECT_EQ(Start(), "0") << laptop_.Log() << phone_.Log();
     size_t read = 0;
     EXPECT_EQ(Code(phone_, read), "0") << laptop_.Log() << phone_.Log();
-}
-
-TEST_F(CollaborationTest, APeerThatNeverReceivesIsNotAskedAndRunsIntoTheLimit)
-{
-    StartAsking(laptop_);
-    {
-        const HandMadePeer peer(world_, phone_);
-        ASSERT_TRUE(Eventually([&] { return laptop_.Sees(peer.NetworkId()) && peer.Sees(laptop_.NetworkId()); }));
-        EXPECT_EQ(Start(), REFUSED);
-    }
-    EXPECT_NE(laptop_.Log().find("SendStartHotspotMessage error, 1004500116\n"), std::string::npos) << laptop_.Log();
-    EXPECT_EQ(laptop_.Log().find("SendStartHotspotMessage request"), std::string::npos) << laptop_.Log();
-    phone_.Start();
-    Meet();
-    EXPECT_EQ(Start(), "0") << laptop_.Log();
 }
 
 }  // namespace

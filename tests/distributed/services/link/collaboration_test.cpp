@@ -28,17 +28,6 @@ public:
     }
 };
 
-class WifiDevice : public Tests::FakeWifiDevice {
-public:
-    std::string joined;
-    int32_t AddDeviceConfig(const Wifi::WifiDeviceConfig& config, int&, bool) override
-    {
-        joined = config.ssid + "|" + config.preSharedKey + "|" + config.keyMgmt;
-        return 0;
-    }
-    int32_t ConnectToDevice(const Wifi::WifiDeviceConfig&) override { return 9; }
-};
-
 class CollaborationChannelTest : public testing::Test {
 protected:
     CollaborationChannelTest()
@@ -48,9 +37,6 @@ protected:
         framework_ = CollaborationServer::Start().Value();
         registry_->AddSystemAbility(COLL_FWK_SA_ID, framework_);
         registry_->AddSystemAbility(WIFI_HOTSPOT_SYS_ABILITY_ID, hotspot_);
-        registry_->AddSystemAbility(WIFI_DEVICE_SYS_ABILITY_ID, device_);
-        hotspot_->config.SetSsid("phone-net");
-        hotspot_->config.SetPreSharedKey("example-passphrase");
     }
     ~CollaborationChannelTest() override
     {
@@ -72,7 +58,6 @@ protected:
     const sptr<Registry> registry_ = MakeSptr<Registry>();
     const sptr<LoopbackBus> bus_ = MakeSptr<LoopbackBus>();
     const sptr<Tests::FakeWifiHotspot> hotspot_ = MakeSptr<Tests::FakeWifiHotspot>();
-    const sptr<WifiDevice> device_ = MakeSptr<WifiDevice>();
     sptr<CollaborationServer> framework_;
     Collaboration& channel_ = Collaboration::GetInstance();
     int session_ = 0;
@@ -80,9 +65,7 @@ protected:
 
 TEST_F(CollaborationChannelTest, ExchangesEndWithTheirResultAndForgetTheirPeer)
 {
-    EXPECT_EQ(Exchange(), 0) << "an answer that parses counts, though joining failed";
-    EXPECT_EQ(device_->joined, "phone-net|example-passphrase|WPA-PSK");
-    EXPECT_TRUE(log_.Contains(" ConnectToDevice error: 9"));
+    EXPECT_EQ(Exchange(), 0);
     EXPECT_FALSE(channel_.GetReceiverReady(session_));
 
     channel_.StopCollaborationCondition(session_, -1);  // as a late answer would
@@ -90,7 +73,6 @@ TEST_F(CollaborationChannelTest, ExchangesEndWithTheirResultAndForgetTheirPeer)
     EXPECT_EQ(Exchange(), 7) << "the failing call's own code";
     hotspot_->configResult = 0;
     EXPECT_EQ(Exchange(), 0);
-    EXPECT_FALSE(log_.Contains("example-passphrase"));
 
     // The serving end, session 7, heard of its peer's receiver too. The peer ended it; a later start clears it away.
     EXPECT_TRUE(Eventually([this] { return channel_.GetReceiverReady(7); }));
