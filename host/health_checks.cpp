@@ -60,12 +60,12 @@ void CheckTrust(const HealthFacts& facts, std::vector<HealthCheck>& checks)
     // Not compared, because that is for those who know peers: the one whose clock differs most decides.
     std::optional<SoftBus::Node> farthest;
     for (const SoftBus::Node& node : facts.devices.value_or(std::vector<SoftBus::Node>{})) {
-        if (node.online && node.clockAhead && (!farthest || abs(*node.clockAhead) > abs(*farthest->clockAhead))) {
+        if (node.online && (!farthest || abs(node.clockAhead) > abs(farthest->clockAhead))) {
             farthest = node;
         }
     }
     if (farthest && !found.clock.good) {
-        const milliseconds ahead = *farthest->clockAhead;
+        const milliseconds ahead = farthest->clockAhead;
         found.clock = Healthy("clock", "within " + About(std::max<milliseconds>(abs(ahead), std::chrono::seconds(1))) +
                                            " of " + farthest->deviceName);
         if (abs(ahead) > CLOCK_TOLERANCE) {

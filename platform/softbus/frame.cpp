@@ -94,7 +94,7 @@ bool HasNul(const std::string& text)
 }
 
 // The checks that HELLO and OPEN share once their fields are read.
-Result<void> CheckEnd(const char* what, const FieldReader& reader, uint8_t version, uint8_t known = LINK_VERSION)
+Result<void> CheckEnd(const char* what, const FieldReader& reader, uint8_t version)
 {
     if (!reader.Good()) {
         return Error{std::string(what) + " ends within a field"};
@@ -102,7 +102,7 @@ Result<void> CheckEnd(const char* what, const FieldReader& reader, uint8_t versi
     if (version == 0) {
         return Error{std::string(what) + " has version 0; versions start at 1"};
     }
-    if (version <= known && !reader.AtEnd()) {
+    if (version == LINK_VERSION && !reader.AtEnd()) {
         return Error{std::string(what) + " has bytes after its last field"};
     }
     return {};
@@ -174,8 +174,9 @@ std::string EncodeHeader(FrameKind kind, size_t payloadBytes)
 std::string EncodeHello(const Hello& hello)
 {
     std::string out;
-    out.push_back(static_cast<char>(hello.clockMs ? HELLO_CLOCK_VERSION : LINK_VERSION));
+    out.push_back(static_cast<char>(LINK_VERSION));
     AppendNumber(out, hello.deviceTypeId);
+    AppendNumber(out, static_cast<uint64_t>(hello.clockMs));
     AppendText(out, hello.deviceId);
     AppendText(out, hello.deviceName, DEVICE_NAME_BUF_LEN - 1);
     const size_t count = std::min(hello.addresses.size(), MAX_HELLO_ADDRESSES);
@@ -183,9 +184,6 @@ std::string EncodeHello(const Hello& hello)
     for (size_t i = 0; i < count; ++i) {
         AppendText(out, hello.addresses[i].transport);
         AppendText(out, hello.addresses[i].address);
-    }
-    if (hello.clockMs) {
-        AppendNumber(out, static_cast<uint64_t>(*hello.clockMs));
     }
     return out;
 }
@@ -196,6 +194,7 @@ Result<Hello> DecodeHello(std::string_view payload)
     Hello hello;
     const auto version = reader.Take<uint8_t>();
     hello.deviceTypeId = reader.Take<uint16_t>();
+    hello.clockMs = static_cast<int64_t>(reader.Take<uint64_t>());
     hello.deviceId = reader.TakeText();
     hello.deviceName = reader.TakeText();
     const size_t count = reader.Take<uint8_t>();
@@ -210,13 +209,10 @@ Result<Hello> DecodeHello(std::string_view payload)
         }
         hello.addresses.push_back({std::move(transport), std::move(address)});
     }
-    if (version >= HELLO_CLOCK_VERSION) {
-        hello.clockMs = static_cast<int64_t>(reader.Take<uint64_t>());
-    }
-    if (auto end = CheckEnd("HELLO", reader, version, HELLO_CLOCK_VERSION); !end) {
+    if (auto end = CheckEnd("HELLO", reader, version); !end) {
         return end.TakeError();
     }
-    if (hello.clockMs.value_or(0) < 0 || hello.clockMs.value_or(0) > MAX_CLOCK_MS) {
+    if (hello.clockMs < 0 || hello.clockMs > MAX_CLOCK_MS) {
         return Error{"HELLO has a clock that is not between the years 1970 and 9999"};
     }
     if (!IsHexId(hello.deviceId)) {

@@ -3,9 +3,9 @@
 //
 //   frame    u32 length of the payload | u8 kind | payload
 //   text     u8 length | that many bytes
-//   HELLO    u8 version (1 or 2) | u16 device type | text device id (64 hex) | text device name (UTF-8, 1 to 127 bytes)
+//   HELLO    u8 version (1) | u16 device type | i64 the sender's clock, milliseconds since 1970, UTC
+//            | text device id (64 hex) | text device name (UTF-8, 1 to 127 bytes)
 //            | u8 count (0 to 8) of addresses, each: text transport | text address
-//            | from version 2: i64 the sender's clock, milliseconds since 1970 UTC
 //   OPEN     u8 version (1) | u8 data type (1, 2 or 4) | text name of the session server asked for
 //            | text name of the opener's own
 //   OPENED   i32 result: 0, or a negative SoftBusResult
@@ -13,11 +13,10 @@
 //   PING     empty: the sender is alive
 //   CLOSE    empty: the sender ends the connection on purpose and sends nothing more
 //
-// HELLO and OPEN of a later version may carry more fields after those known; a reader skips them.
+// HELLO and OPEN of a later version may carry more fields after those of version 1; a reader skips them.
 #pragma once
 
 #include <cstdint>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -35,7 +34,6 @@ inline constexpr size_t MAX_OPEN_BYTES = 1024;
 inline constexpr size_t MAX_HELLO_ADDRESSES = 8;
 inline constexpr size_t MAX_SESSION_NAME = 255;
 inline constexpr uint8_t LINK_VERSION = 1;
-inline constexpr uint8_t HELLO_CLOCK_VERSION = 2;  // of a HELLO that names the clock
 
 struct Frame {
     FrameKind kind = FrameKind::PING;
@@ -69,8 +67,8 @@ struct Hello {
     uint16_t deviceTypeId = 0;
     std::string deviceId;
     std::string deviceName;
-    std::vector<PeerAddress> addresses;   // where it listens
-    std::optional<int64_t> clockMs = {};  // its clock when it was sent; none from a device of version 1
+    std::vector<PeerAddress> addresses;  // where it listens
+    int64_t clockMs = 0;                 // its clock as it was sent: milliseconds since 1970, UTC
 };
 std::string EncodeHello(const Hello& hello);  // payload; texts longer than the format allows are cut
 Result<Hello> DecodeHello(std::string_view payload);

@@ -27,10 +27,7 @@ bool NodeTable::LinkUp(const std::string& networkId, const Hello& hello)
     Entry& entry = entries_[networkId];
     const bool wasOnline = entry.node.online;
     entry.node = {networkId, hello.deviceId, hello.deviceName, hello.deviceTypeId, true, WallClockMs()};
-    entry.clockOverSteady.reset();
-    if (hello.clockMs) {
-        entry.clockOverSteady = std::chrono::milliseconds(*hello.clockMs) - SteadyNow();
-    }
+    entry.clockOverSteady = std::chrono::milliseconds(hello.clockMs) - SteadyNow();
     std::vector<PeerAddress> addresses = hello.addresses;
     for (const PeerAddress& known : entry.addresses) {
         const bool isNew = std::find(addresses.begin(), addresses.end(), known) == addresses.end();
@@ -84,9 +81,7 @@ std::vector<Node> NodeTable::List() const
         MutexLock lock(mutex_);
         for (const auto& [networkId, entry] : entries_) {
             nodes.push_back(entry.node);
-            if (entry.clockOverSteady) {
-                nodes.back().clockAhead = *entry.clockOverSteady - ownOverSteady;
-            }
+            nodes.back().clockAhead = entry.clockOverSteady - ownOverSteady;
         }
     }
     for (Node& node : nodes) {

@@ -4,7 +4,6 @@
 
 #include <chrono>
 #include <map>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -38,7 +37,7 @@ private:
         std::vector<PeerAddress> addresses;
         size_t links = 0;
         // The device's clock less the time that passes whatever is done to clocks (std::chrono::steady_clock).
-        std::optional<std::chrono::milliseconds> clockOverSteady;
+        std::chrono::milliseconds clockOverSteady{0};
     };
 
     mutable Mutex mutex_;

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <chrono>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -20,8 +19,8 @@ struct Node {
     uint16_t deviceTypeId = 0;
     bool online = false;
     int64_t lastSeenMs = 0;  // milliseconds since 1970, UTC
-    // Its clock less this device's, provided that it was not set since it said HELLO; none when it did not tell.
-    std::optional<std::chrono::milliseconds> clockAhead = {};
+    // Its clock less this device's, provided that it was not set since it said HELLO.
+    std::chrono::milliseconds clockAhead{0};
 };
 
 // Device types that a node announces.
