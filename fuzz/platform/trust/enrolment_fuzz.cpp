@@ -1,5 +1,4 @@
-// What enrolment takes from another device: the request that Admit signs and the chain that Install keeps, as PEM or,
-// to get past its text form more often, as the DER inside.
+// What enrolment takes from another device: the request that Admit signs and the chain that Install keeps.
 #include "fuzz/fuzz_target.h"
 #include "platform/trust/account.h"
 #include "platform/trust/openssl_util.h"
@@ -15,14 +14,12 @@ struct Devices {
     std::filesystem::path other = folder.Path() / "other";
     std::string request;
     std::string chain;
-    std::string account;  // the chain's second certificate
 
     Devices()
     {
         Fuzz::Require(CreateAccount(owner, "account", "owner").Ok(), "an account can be made");
         request = MakeRequest(other, "other").Value();
         chain = Admit(owner, request).Value();
-        account = CertificateToPem(CertificatesFromPem(chain)[1].get());
     }
 };
 
@@ -32,31 +29,9 @@ const Devices& TheDevices()
     return devices;
 }
 
-template <typename Object>
-std::string Der(int (*encode)(const Object*, unsigned char**), const Object* object)
-{
-    unsigned char* bytes = nullptr;
-    const int size = encode(object, &bytes);
-    std::string der(reinterpret_cast<const char*>(bytes), static_cast<size_t>(size));
-    OPENSSL_free(bytes);
-    return der;
-}
-
 std::vector<std::string> Samples()
 {
-    const auto& [folder, owner, other, request, chain, account] = TheDevices();
-    return {request, chain, Der<X509_REQ>(i2d_X509_REQ, RequestFromPem(request).get()),
-            Der<X509>(i2d_X509, CertificatesFromPem(chain)[0].get())};
-}
-
-std::string Pem(const char* what, std::string_view der)
-{
-    const OpenSslPtr<BIO> bio(BIO_new(BIO_s_mem()));
-    PEM_write_bio(bio.get(), what, "", reinterpret_cast<const unsigned char*>(der.data()),
-                  static_cast<long>(der.size()));
-    char* text = nullptr;
-    const long size = BIO_get_mem_data(bio.get(), &text);
-    return {text, static_cast<size_t>(size)};
+    return {TheDevices().request, TheDevices().chain};
 }
 
 bool Admits(const std::string& request)
@@ -92,11 +67,7 @@ bool Installs(const std::string& chain)
 
 bool Run(std::string_view input)
 {
-    if (input.starts_with('-')) {
-        return input.find("REQUEST") != std::string_view::npos ? Admits(std::string(input))
-                                                               : Installs(std::string(input));
-    }
-    return Admits(Pem("CERTIFICATE REQUEST", input)) || Installs(Pem("CERTIFICATE", input) + TheDevices().account);
+    return input.find("REQUEST") != std::string_view::npos ? Admits(std::string(input)) : Installs(std::string(input));
 }
 
 const Fuzz::Registration REGISTRATION({"trust_enrolment", Samples, Run});

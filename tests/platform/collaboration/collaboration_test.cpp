@@ -113,26 +113,6 @@ TEST_F(CollaborationTest, EachStartWakesThePeersServiceOverOneSessionListedOnBot
     EXPECT_EQ(bus->openings, 1);
 }
 
-TEST_F(CollaborationTest, AStartThatCannotBeSaysWhy)
-{
-    EXPECT_EQ(ability.StartCollaboration(SERVICE, nullptr).code, COLLABORATION_NULL_TARGET);
-    EXPECT_EQ(Start(std::string(64, 'b')).code, COLLABORATION_NO_SUCH_PEER);
-    bus->openedResult = SOFTBUS_PEER_REFUSED;
-    EXPECT_EQ(Start().code, COLLABORATION_PEER_FAILED);
-    bus->openedResult = SOFTBUS_NO_LINK;
-    EXPECT_EQ(Start().code, COLLABORATION_NO_SUCH_PEER);
-    bus->openedResult = SOFTBUS_OK;
-    EXPECT_EQ(Start(LoopbackBus::PEER, SERVICE, std::string(MAX_PARCEL_SIZE, 'p')).code, COLLABORATION_TOO_LARGE);
-    EXPECT_EQ(Start(LoopbackBus::PEER, WIFI_HOTSPOT_SYS_ABILITY_ID).code, COLLABORATION_PEER_FAILED);
-    EXPECT_EQ(registry->loads, 0);
-    registry->loadResult = ERR_NOT_STARTED;
-    EXPECT_EQ(Start().code, COLLABORATION_PEER_FAILED);
-    EXPECT_EQ(registry->seenWhenAnnounced, 0);
-    EXPECT_TRUE(Running().empty());
-    registry->RemoveSystemAbility(SOFTBUS_SERVER_SA_ID);
-    EXPECT_EQ(Start().code, COLLABORATION_UNAVAILABLE);
-}
-
 TEST_F(CollaborationTest, AStartEndsAtItsLimitWhoeverElseAnswers)
 {
     Serve({100ms, 30s});

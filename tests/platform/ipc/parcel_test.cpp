@@ -11,12 +11,60 @@ namespace {
 
 using Bytes = std::vector<uint8_t>;
 
+// Reads the next value; the output is unchanged when that fails.
+template <typename T>
+bool ReadNext(MessageParcel& parcel, bool (Parcel::*read)(T&))
+{
+    T value{};
+    const bool isRead = (parcel.*read)(value);
+    EXPECT_TRUE(isRead || value == T{});
+    return isRead;
+}
+
 TEST(ParcelTest, TextsHaveLengthTerminatorAndPadding)
 {
     MessageParcel parcel;
     ASSERT_TRUE(parcel.WriteString("abcd") && parcel.WriteString16(u"z"));
     const Bytes expected{4, 0, 0, 0, 'a', 'b', 'c', 'd', 0, 0, 0, 0, 1, 0, 0, 0, 'z', 0, 0, 0};
     EXPECT_EQ(Bytes(parcel.GetData(), parcel.GetData() + parcel.GetDataSize()), expected);
+}
+
+template <auto Read>
+bool Reads(MessageParcel& parcel)
+{
+    return ReadNext(parcel, Read);
+}
+
+TEST(ParcelTest, DamagedBytesAreRefusedAndThePositionStays)
+{
+    const struct {
+        const char* fault;
+        Bytes bytes;
+        bool (*read)(MessageParcel&);
+    } table[] = {
+        {"nothing there", {}, Reads<&Parcel::ReadString>},
+        {"length -1", {0xFF, 0xFF, 0xFF, 0xFF, 0, 0, 0, 0}, Reads<&Parcel::ReadString>},
+        {"largest length", {0xFF, 0xFF, 0xFF, 0x7F, 0, 0, 0, 0}, Reads<&Parcel::ReadString>},
+        {"length beyond the end by the terminator", {4, 0, 0, 0, 'a', 'b', 'c', 'd'}, Reads<&Parcel::ReadString>},
+        {"no terminator", {3, 0, 0, 0, 'a', 'b', 'c', 'd'}, Reads<&Parcel::ReadString>},
+        {"padding cut off", {1, 0, 0, 0, 'a', 0}, Reads<&Parcel::ReadString>},
+        {"UTF-16 length that doubles past 2^32", {0xFF, 0xFF, 0xFF, 0x7F, 0, 0, 0, 0}, Reads<&Parcel::ReadString16>},
+        {"UTF-16 terminator half missing", {1, 0, 0, 0, 'a', 0, 0, 1}, Reads<&Parcel::ReadString16>},
+        {"count that nothing follows", {1, 0, 0, 0}, Reads<&Parcel::ReadStringVector>},
+        {"huge count", {0xFF, 0xFF, 0xFF, 0x7F, 0, 0, 0, 0, 0, 0, 0, 0}, Reads<&Parcel::ReadStringVector>},
+        {"second string damaged",
+         {2, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 9, 0, 0, 0, 0, 0, 0, 0},
+         Reads<&Parcel::ReadStringVector>},
+        {"uint16 of 65536", {0, 0, 1, 0}, Reads<&Parcel::ReadUint16>},
+        {"bool of 2", {2, 0, 0, 0}, Reads<&Parcel::ReadBool>},
+    };
+    for (const auto& damage : table) {
+        SCOPED_TRACE(damage.fault);
+        MessageParcel parcel;
+        ASSERT_TRUE(parcel.ParseFrom(damage.bytes.data(), damage.bytes.size()));
+        EXPECT_FALSE(damage.read(parcel));
+        EXPECT_EQ(parcel.GetReadableBytes(), damage.bytes.size());
+    }
 }
 
 TEST(ParcelTest, WriteBeyondTheCapacityFailsAndChangesNothing)

@@ -103,7 +103,7 @@ void PairTest::SetUp()
 {
     atLaptop.Clear();
     atPhone.Clear();
-    phone = StartBus(phoneIdentity, "phone", {}, phoneOptions);
+    phone = StartBus(phoneIdentity, "phone");
     laptop = StartBus(laptopIdentity, "laptop", {phone->ListenAddress()});
     ASSERT_EQ(laptop->CreateSessionServer(PKG, NAME, Listener<0>::Table()), 0);
     ASSERT_EQ(phone->CreateSessionServer(PKG, NAME, Listener<1>::Table()), 0);

@@ -114,7 +114,6 @@ protected:
     Account account;
     Trust::Identity laptopIdentity = account.NewDevice();
     Trust::Identity phoneIdentity = account.NewDevice();
-    SoftBusOptions phoneOptions;
     sptr<SoftBusServer> phone;
     sptr<SoftBusServer> laptop;
     Recorder& atLaptop = Listener<0>::Events();

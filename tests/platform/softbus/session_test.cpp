@@ -193,18 +193,6 @@ TEST_F(SessionTest, RemovingAServerClosesItsSessions)
     EXPECT_EQ(atPhone.Count(Kind::CLOSED, theirs), 0u);
 }
 
-class FewSessionsTest : public PairTest {
-protected:
-    FewSessionsTest() { phoneOptions.maxSessions = 1; }
-};
-
-TEST_F(FewSessionsTest, TheOpenerHearsThatThePeerHasNoRoom)
-{
-    OpenPair();
-    EXPECT_EQ(atLaptop.WaitFor(Kind::OPENED, Open()).result, SOFTBUS_LIMIT);
-    EXPECT_EQ(phone->OpenSession(NAME, NAME, laptopIdentity.networkId, ByteSession()), SOFTBUS_LIMIT);
-}
-
 TEST_F(SessionTest, PlainFunctionsCheckTheirArgumentsAndReachTheAbility)
 {
     const ISessionListener table = Listener<0>::Table();

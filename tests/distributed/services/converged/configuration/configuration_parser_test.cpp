@@ -1,20 +1,13 @@
-// What the parser takes from documents, and what the files give the configuration center.
+// What the parser takes from documents.
 #include "distributed/services/converged/configuration/configuration_parser.h"
 
 #include <gtest/gtest.h>
 
-#include <fstream>
-
-#include "distributed/services/converged/configuration/configuration_center_interface.h"
-#include "platform/config_policy/config_policy.h"
 #include "tests/support/json_document.h"
-#include "tests/support/log_capture.h"
-#include "tests/support/temp_folder.h"
 
 namespace Vexo::Tests {
 namespace {
 
-using NetManagerStandard::ConfigurationCenterInterface;
 using NetManagerStandard::ConfigurationParser;
 
 TEST(ConfigurationParserTest, DeviceTypesComeWithTheirFlagsFromKeysOfAnyCase)
@@ -57,30 +50,6 @@ TEST(ConfigurationParserTest, ADevicesListMayBeMissingButNotAScenarios)
     EXPECT_TRUE(parser.ParseDeviceConfig(Parse(R"({"device": {"deviceCaps": {}}})").get()));
     EXPECT_FALSE(parser.ParseDeviceConfig(Parse(R"({"Device": {}})").get()));
     EXPECT_FALSE(parser.ParseScenarioConfig(Parse(R"({"scenario": {"deviceCaps": {}}})").get()));
-}
-
-TEST(ConfigurationCenterTest, FilesAreLoadedButTheirSettingsAreNotHandedOver)
-{
-    const TempFolder folder;
-    const std::filesystem::path files = folder.Path() / "etc/communication/network_connectivity_ext";
-    std::filesystem::create_directories(files);
-    SetConfigPolicyRoots({folder.Path()});
-    const auto center = ConfigurationCenterInterface::GetInstance();
-
-    const std::pair<const char*, const char*> steps[] = {{"", " Load device config failed."},
-                                                         {"device.json", " Load scenario config failed."},
-                                                         {"scenario.json", " Parse scenario config failed."}};
-    for (const auto& [newFile, line] : steps) {
-        std::ofstream(files / newFile) << R"({"device": {"deviceCaps": [{"type": "default"}]}, "scenario": {}})";
-        const LogCapture log;
-        EXPECT_EQ(center->InitConfigurationCenter(), 1004500113);
-        EXPECT_EQ(log.Count(line), 1U) << line;
-    }
-    bool isUse = false;
-    bool isProvide = false;
-    int time = 0;
-    EXPECT_FALSE(center->GetDeviceNetFeature("default", isUse, isProvide));
-    EXPECT_FALSE(center->GetDeviceNetOffTime("default", time));
 }
 
 }  // namespace
