@@ -42,6 +42,13 @@ Modems::Modems(std::shared_ptr<Bus> bus, PresenceChanged changed) : bus_(std::mo
     service_ = bus_->OnService(strand_, SERVICE, [this](bool isThere) { Follow(isThere); });
 }
 
+void Modems::Stop()
+{
+    for (BusSubscription* subscription : {&service_, &properties_, &removed_, &added_}) {
+        subscription->End();
+    }
+}
+
 ModemSlots Modems::Get() const
 {
     MutexLock lock(mutex_);

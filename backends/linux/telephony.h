@@ -25,6 +25,8 @@ public:
     // Telephony is there while ModemManager runs and has a modem.
     Modems(std::shared_ptr<Bus> bus, PresenceChanged changed);
 
+    // Nothing is followed or told any more.
+    void Stop();
     // What ModemManager said last. Does not block.
     ModemSlots Get() const;
     // Asks the modem whether its radio is on. Blocks, for seconds when it does not answer.

@@ -1,0 +1,177 @@
+#include "backends/linux/linux_device.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/dfx/log.h"
+#include "platform/events/common_event_support.h"
+
+namespace Vexo::Linux {
+namespace {
+
+using EventFwk::CommonEventSupport;
+using EventFwk::Want;
+
+constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "LinuxDevice"};
+constexpr std::chrono::milliseconds PROBE_LIMIT{2000};
+
+}  // namespace
+
+Result<std::string> LinuxDevice::Probe(Bus& bus)
+{
+    constexpr const char* service = "org.freedesktop.NetworkManager";
+    const Result<std::string> version =
+        bus.GetProperty<std::string>({service, "/org/freedesktop/NetworkManager", service}, "Version", PROBE_LIMIT);
+    if (!version) {
+        return Error{"NetworkManager does not answer (" + version.Message() + ")"};
+    }
+    return "NetworkManager " + version.Value();
+}
+
+Result<std::unique_ptr<LinuxDevice>> LinuxDevice::Start(const LinuxDeviceOptions& options)
+{
+    sptr<ISystemAbilityManager> registry = options.registry;
+    if (!registry) {
+        registry = SystemAbilityManagerClient::GetInstance().GetSystemAbilityManager();
+    }
+    if (!registry || !options.bus) {
+        return Error{"a linux device needs a D-Bus connection, and a system-ability manager for its abilities"};
+    }
+    std::unique_ptr<LinuxDevice> device(new LinuxDevice(options.bus, std::move(registry)));
+    // What the daemons say meanwhile waits its turn.
+    device->registrations_.Post([&device] { device->Begin(); });
+    device->registrations_.Drain();
+    device->WaitForFirstLook();
+    return device;
+}
+
+LinuxDevice::LinuxDevice(std::shared_ptr<Bus> bus, sptr<ISystemAbilityManager> registry)
+    : bus_(std::move(bus)), registry_(std::move(registry)), events_(MakeSptr<EventFwk::CommonEventServer>())
+{
+}
+
+LinuxDevice::~LinuxDevice()
+{
+    Stop();
+    for (const Ability& ability : abilities_) {
+        if (ability.isRegistered) {
+            registry_->RemoveSystemAbility(ability.id);
+        }
+    }
+}
+
+void LinuxDevice::Begin()
+{
+    modems_ = std::make_shared<Modems>(bus_, Telling(MODEMS));
+    coreService_ = MakeSptr<LinuxCoreService>(modems_);
+    abilities_ = {
+        {COMMON_EVENT_SERVICE_ID, events_, {CONNECTIVITY, POWER, SCREEN}, true},
+        {TELEPHONY_CORE_SERVICE_SYS_ABILITY_ID, coreService_, {MODEMS}},
+        {TELEPHONY_CELLULAR_DATA_SYS_ABILITY_ID, MakeSptr<LinuxCellularData>(modems_), {MODEMS}},
+    };
+    connectivity_ = std::make_unique<Connectivity>(
+        bus_, Telling(CONNECTIVITY), [this](EventFwk::NetType type, EventFwk::NetConnState state) {
+            Want want;
+            want.SetAction(CommonEventSupport::COMMON_EVENT_CONNECTIVITY_CHANGE)
+                .SetParam(CommonEventSupport::NET_TYPE_PARAMETER, static_cast<int32_t>(type));
+            Publish(std::move(want), static_cast<int32_t>(state));
+        });
+    power_ = std::make_unique<Power>(
+        bus_, Telling(POWER), [this] { Publish(Want().SetAction(CommonEventSupport::COMMON_EVENT_BATTERY_LOW)); });
+    screen_ = std::make_unique<Screen>(bus_, Telling(SCREEN), [this](bool isOn) {
+        Publish(Want().SetAction(isOn ? CommonEventSupport::COMMON_EVENT_SCREEN_ON
+                                      : CommonEventSupport::COMMON_EVENT_SCREEN_OFF));
+    });
+    RegisterAbilities();
+}
+
+void LinuxDevice::WaitForFirstLook()
+{
+    const auto deadline = std::chrono::steady_clock::now() + FIRST_LOOK_LIMIT;
+    MutexLock lock(mutex_);
+    while (std::find(told_.begin(), told_.end(), false) != told_.end() && looked_.WaitUntil(mutex_, deadline)) {
+    }
+}
+
+void LinuxDevice::Stop()
+{
+    if (std::exchange(stopped_, true)) {
+        return;
+    }
+    coreService_->Stop();
+    modems_->Stop();
+    connectivity_.reset();
+    power_.reset();
+    screen_.reset();
+    registrations_.Drain();
+}
+
+std::vector<AbilityState> LinuxDevice::Abilities() const
+{
+    std::vector<AbilityState> states;
+    for (const Ability& ability : abilities_) {
+        states.push_back({ability.id, PresenceOf(ability)});
+    }
+    return states;
+}
+
+PresenceChanged LinuxDevice::Telling(Source source)
+{
+    return [this, source](const Presence& presence) {
+        registrations_.Post([this, source, presence] { Note(source, presence); });
+    };
+}
+
+void LinuxDevice::Note(Source source, const Presence& presence)
+{
+    bool isNews = false;
+    {
+        MutexLock lock(mutex_);
+        isNews = !told_[source] || presences_[source] != presence;
+        presences_[source] = presence;
+    }
+    if (isNews) {
+        QuviewDFX::LogInfo(LABEL, "%{public}s", presence.reason);
+        RegisterAbilities();
+    }
+    MutexLock lock(mutex_);
+    told_[source] = true;
+    looked_.NotifyAll();
+}
+
+void LinuxDevice::RegisterAbilities()
+{
+    for (Ability& ability : abilities_) {
+        const Presence presence = PresenceOf(ability);
+        if (presence.isThere == ability.isRegistered) {
+            continue;
+        }
+        ability.isRegistered = presence.isThere;
+        if (presence.isThere) {
+            registry_->AddSystemAbility(ability.id, ability.object);
+        } else {
+            registry_->RemoveSystemAbility(ability.id);
+        }
+        QuviewDFX::LogInfo(LABEL, "ability %{public}d %{public}s: %{public}s", ability.id, AbilityName(ability.id),
+                           presence.isThere ? "there" : "removed");
+    }
+}
+
+Presence LinuxDevice::PresenceOf(const Ability& ability) const
+{
+    MutexLock lock(mutex_);
+    Presence whole{ability.isAlwaysThere, {}};
+    for (const Source source : ability.sources) {
+        const Presence& part = presences_[source];
+        whole.isThere = whole.isThere || part.isThere;
+        whole.reason += (whole.reason.empty() ? "" : ", ") + part.reason;
+    }
+    return whole;
+}
+
+void LinuxDevice::Publish(Want want, int32_t code)
+{
+    events_->PublishCommonEvent(EventFwk::CommonEventData(std::move(want), code));
+}
+
+}  // namespace Vexo::Linux
