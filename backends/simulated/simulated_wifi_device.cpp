@@ -8,6 +8,7 @@
 #include "platform/dfx/log.h"
 #include "platform/dfx/trace.h"
 #include "platform/events/common_event_support.h"
+#include "platform/wifi/wifi_config.h"
 
 namespace Vexo::Simulated {
 namespace {
@@ -18,27 +19,6 @@ using Wifi::WifiLinkInfo;
 using Wifi::WifiLinkState;
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "SimulatedWifi"};
-constexpr size_t MAX_SSID_BYTES = 32;
-constexpr size_t MIN_KEY_BYTES = 8;
-constexpr size_t MAX_KEY_BYTES = 63;
-
-int32_t Validate(const WifiDeviceConfig& config)
-{
-    if (config.ssid.empty() || config.ssid.size() > MAX_SSID_BYTES) {
-        return Wifi::WIFI_INVALID_CONFIG;
-    }
-    const bool isKey = config.preSharedKey.size() >= MIN_KEY_BYTES && config.preSharedKey.size() <= MAX_KEY_BYTES;
-    if (config.keyMgmt == "WPA-PSK") {
-        return isKey ? Wifi::WIFI_OK : Wifi::WIFI_INVALID_CONFIG;
-    }
-    if (config.keyMgmt == "NONE") {
-        return config.preSharedKey.empty() ? Wifi::WIFI_OK : Wifi::WIFI_INVALID_CONFIG;
-    }
-    if (config.keyMgmt.empty()) {
-        return isKey || config.preSharedKey.empty() ? Wifi::WIFI_OK : Wifi::WIFI_INVALID_CONFIG;
-    }
-    return config.keyMgmt == "WPA-EAP" ? Wifi::WIFI_OK : Wifi::WIFI_NOT_SUPPORTED;
-}
 
 bool AllowsSecurity(const std::string& keyMgmt, HotspotSecurity security)
 {
@@ -99,7 +79,7 @@ int32_t SimulatedWifiDevice::AddDeviceConfig(const WifiDeviceConfig& config, int
     if (const int32_t fault = live_->ApplyFault(PlatformCall::WIFI_ADD_CONFIG, Wifi::WIFI_NO_ANSWER); fault != 0) {
         return fault;
     }
-    if (const int32_t invalid = Validate(config); invalid != Wifi::WIFI_OK) {
+    if (const int32_t invalid = Wifi::CheckConfig(config); invalid != Wifi::WIFI_OK) {
         return invalid;
     }
     MutexLock lock(mutex_);
@@ -130,7 +110,7 @@ int32_t SimulatedWifiDevice::ConnectToDevice(const WifiDeviceConfig& config)
         if (config.ssid.empty() && config.networkId >= 0 && static_cast<size_t>(config.networkId) < configs_.size()) {
             wanted = configs_[static_cast<size_t>(config.networkId)].config;
         }
-        if (const int32_t invalid = Validate(wanted); invalid != Wifi::WIFI_OK) {
+        if (const int32_t invalid = Wifi::CheckConfig(wanted); invalid != Wifi::WIFI_OK) {
             return invalid;
         }
         if (stopped_) {
