@@ -15,7 +15,7 @@ namespace Vexo::Host {
 struct Configuration {
     std::string platform = "simulated";       // "platform"
     std::filesystem::path stateDir;           // "state_dir": required
-    std::string deviceName;                   // "device.name": required, 1 to 64 bytes
+    std::string deviceName;                   // "device.name": default the host name
     uint16_t deviceTypeId = 0;                // "device.type": "phone", "tablet", "laptop", "unknown"
     std::filesystem::path ipcSocket;          // "ipc.socket": default STATE_DIR/ipc.sock
     uint32_t ipcSocketMode = 0666;            // "ipc.socket_mode": octal text, "0600" to "0666"

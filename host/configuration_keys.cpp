@@ -1,8 +1,10 @@
 #include "host/configuration_keys.h"
 
 #include <arpa/inet.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <optional>
@@ -223,7 +225,8 @@ const std::vector<KeyRule>& KeyRules()
          ApplyPlatform},
         {{"state_dir", "a path", REQUIRED_KEY, "the device's own folder: identity, state, lock; created when missing"},
          ApplyPathTo<&Configuration::stateDir>},
-        {{"device.name", "1 to 64 bytes, no control characters", REQUIRED_KEY, "what other devices call this one"},
+        {{"device.name", "1 to 64 bytes, no control characters", "the machine's host name",
+          "what other devices call this one"},
          ApplyDeviceName},
         {{"device.type", "\"phone\", \"tablet\", \"laptop\" or \"unknown\"", "\"unknown\"",
           "what kind of device it is"},
@@ -275,7 +278,7 @@ const KeyRule* FindKeyRule(const std::string& name)
     return found != rules.end() ? &*found : nullptr;
 }
 
-void FillDerivedPaths(Configuration& configuration)
+void FillDerived(Configuration& configuration)
 {
     const auto fill = [&](fs::path& path, const char* name) {
         if (path.empty()) {
@@ -285,6 +288,11 @@ void FillDerivedPaths(Configuration& configuration)
     fill(configuration.ipcSocket, "ipc.sock");
     fill(configuration.airDir, "air");
     fill(configuration.eventsFile, "events.jsonl");
+    if (configuration.deviceName.empty()) {
+        std::array<char, MAX_DEVICE_NAME + 1> name{};
+        const bool named = gethostname(name.data(), name.size() - 1) == 0 && name.front() != '\0';
+        configuration.deviceName = named ? name.data() : "device";
+    }
 }
 
 }  // namespace Vexo::Host
