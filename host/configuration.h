@@ -13,7 +13,7 @@
 namespace Vexo::Host {
 
 struct Configuration {
-    std::string platform = "simulated";       // "platform"
+    std::string platform;                     // "platform": "linux", "simulated"; empty: chosen at start
     std::filesystem::path stateDir;           // "state_dir": required
     std::string deviceName;                   // "device.name": default the host name
     uint16_t deviceTypeId = 0;                // "device.type": "phone", "tablet", "laptop", "unknown"
@@ -27,6 +27,7 @@ struct Configuration {
     // "config_policy.roots": lowest priority first
     std::vector<std::filesystem::path> policyRoots{"/usr/share/distnet", "/etc/distnet"};
     std::filesystem::path airDir;          // "simulated.air_dir": default STATE_DIR/air
+    std::string linuxBus;                  // "linux.bus": empty: the system bus
     std::filesystem::path serviceLibrary;  // "service.library": default: beside the program or in ../lib
     QuviewDFX::LogLevel logLevel = QuviewDFX::LogLevel::INFO;  // "log.level": "debug", "info", "warning", "error"
     std::filesystem::path eventsFile;                          // "events.file": default STATE_DIR/events.jsonl

@@ -85,7 +85,7 @@ bool IsHostAndPort(std::string_view text)
 
 std::string ApplyPlatform(const cJSON& value, const fs::path&, Configuration& out)
 {
-    static const NamedValue<std::string> names[] = {{"simulated", "simulated"}};
+    static const NamedValue<std::string> names[] = {{"linux", "linux"}, {"simulated", "simulated"}};
     return ApplyNamed(value, names, out.platform);
 }
 
@@ -202,6 +202,19 @@ std::string ApplyPolicyRoots(const cJSON& value, const fs::path& folder, Configu
     return {};
 }
 
+std::string ApplyLinuxBus(const cJSON& value, const fs::path&, Configuration& out)
+{
+    if (!cJSON_IsString(&value)) {
+        return IS_NO_TEXT;
+    }
+    const std::string_view address = value.valuestring;
+    if (address.find(':') == std::string_view::npos || address.find('=') == std::string_view::npos) {
+        return "is not a D-Bus address";
+    }
+    out.linuxBus = address;
+    return {};
+}
+
 std::string ApplyLogLevel(const cJSON& value, const fs::path&, Configuration& out)
 {
     using QuviewDFX::LogLevel;
@@ -221,7 +234,8 @@ std::string ApplyPathTo(const cJSON& value, const fs::path& folder, Configuratio
 const std::vector<KeyRule>& KeyRules()
 {
     static const std::vector<KeyRule> rules = {
-        {{"platform", "\"simulated\"", "\"simulated\"", "what the device's radios, SIMs, screen and battery are"},
+        {{"platform", "\"linux\" or \"simulated\"", "\"linux\" where NetworkManager answers, else \"simulated\"",
+          "whose radios, SIMs, screen and battery the device has: this machine's, or simulated ones"},
          ApplyPlatform},
         {{"state_dir", "a path", REQUIRED_KEY, "the device's own folder: identity, state, lock; created when missing"},
          ApplyPathTo<&Configuration::stateDir>},
@@ -253,6 +267,8 @@ const std::vector<KeyRule>& KeyRules()
          ApplyPolicyRoots},
         {{"simulated.air_dir", "a path", "STATE_DIR/air", "the air that simulated radios share"},
          ApplyPathTo<&Configuration::airDir>},
+        {{"linux.bus", "a D-Bus address, \"unix:path=…\"", "the system bus", "where this machine's daemons answer"},
+         ApplyLinuxBus},
         {{"service.library", "a path", "libdistnet_service.so beside distnetd or in ../lib",
           "the service, loaded on demand"},
          ApplyPathTo<&Configuration::serviceLibrary>},

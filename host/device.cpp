@@ -1,0 +1,89 @@
+#include "host/device.h"
+
+#include <utility>
+
+#include "backends/linux/linux_device.h"
+#include "backends/simulated/simulated_device.h"
+
+namespace Vexo::Host {
+namespace {
+
+class SimulatedPlatform final : public Device {
+public:
+    explicit SimulatedPlatform(std::unique_ptr<Simulated::SimulatedDevice> device) : device_(std::move(device)) {}
+    void Stop() override { device_->Stop(); }
+    // Which abilities there are follows the state file, and is logged each time.
+    std::vector<std::string> Lines() const override { return {}; }
+
+private:
+    const std::unique_ptr<Simulated::SimulatedDevice> device_;
+};
+
+class LinuxPlatform final : public Device {
+public:
+    explicit LinuxPlatform(std::unique_ptr<Linux::LinuxDevice> device) : device_(std::move(device)) {}
+    void Stop() override { device_->Stop(); }
+    std::vector<std::string> Lines() const override
+    {
+        std::vector<std::string> lines;
+        for (const Linux::AbilityState& ability : device_->Abilities()) {
+            lines.push_back(
+                AbilityLine(ability.id, (ability.presence.isThere ? "" : "not there: ") + ability.presence.reason));
+        }
+        return lines;
+    }
+
+private:
+    const std::unique_ptr<Linux::LinuxDevice> device_;
+};
+
+// The platform's own device as a Device, or what its start said.
+template <typename Platform, typename Started>
+Result<std::unique_ptr<Device>> AsDevice(Result<std::unique_ptr<Started>> started)
+{
+    if (!started) {
+        return started.TakeError();
+    }
+    return std::unique_ptr<Device>(std::make_unique<Platform>(std::move(started.Value())));
+}
+
+}  // namespace
+
+PlatformChoice ChoosePlatform(const Configuration& configuration)
+{
+    if (configuration.platform == PLATFORM_SIMULATED) {
+        return {PLATFORM_SIMULATED, "configured", nullptr};
+    }
+    std::shared_ptr<Linux::Bus> bus = Linux::Bus::Open(configuration.linuxBus);
+    if (configuration.platform == PLATFORM_LINUX) {
+        return {PLATFORM_LINUX, "configured", std::move(bus)};
+    }
+    const Result<std::string> found = Linux::LinuxDevice::Probe(*bus);
+    if (found) {
+        return {PLATFORM_LINUX, found.Value() + " answers", std::move(bus)};
+    }
+    return {PLATFORM_SIMULATED, "linux is passed over, because " + found.Message(), nullptr};
+}
+
+Result<std::unique_ptr<Device>> Device::Start(const PlatformChoice& choice, const Configuration& configuration,
+                                              const std::string& networkId)
+{
+    if (choice.platform == PLATFORM_LINUX) {
+        Linux::LinuxDeviceOptions options;
+        options.bus = choice.bus;
+        return AsDevice<LinuxPlatform>(Linux::LinuxDevice::Start(options));
+    }
+    Simulated::SimulatedDeviceOptions options;
+    options.stateDir = configuration.stateDir;
+    options.airDir = configuration.airDir;
+    options.deviceName = configuration.deviceName;
+    options.networkId = networkId;
+    return AsDevice<SimulatedPlatform>(Simulated::SimulatedDevice::Start(options));
+}
+
+std::string AbilityLine(int32_t systemAbilityId, const std::string& what)
+{
+    return "ability " + std::to_string(systemAbilityId) + " " + AbilityName(systemAbilityId) + ": " + what;
+}
+
+}  // namespace Vexo::Host
