@@ -1,8 +1,6 @@
 #include "backends/simulated/simulated_wifi_device.h"
 
 #include <algorithm>
-#include <array>
-#include <string_view>
 #include <utility>
 
 #include "platform/dfx/log.h"
@@ -24,11 +22,6 @@ bool AllowsSecurity(const std::string& keyMgmt, HotspotSecurity security)
 {
     return keyMgmt.empty() || (keyMgmt == "NONE" && security == HotspotSecurity::OPEN) ||
            (keyMgmt == "WPA-PSK" && security == HotspotSecurity::WPA2);
-}
-
-bool IsSameNetwork(const WifiDeviceConfig& one, const WifiDeviceConfig& other)
-{
-    return one.ssid == other.ssid && one.keyMgmt == other.keyMgmt;
 }
 
 bool IsLooking(WifiLinkState state)
@@ -63,13 +56,7 @@ int32_t SimulatedWifiDevice::GetDeviceConfigs(std::vector<WifiDeviceConfig>& con
     if (const int32_t fault = live_->ApplyFault(PlatformCall::WIFI_GET_CONFIGS, Wifi::WIFI_NO_ANSWER); fault != 0) {
         return fault;
     }
-    MutexLock lock(mutex_);
-    configs.clear();
-    for (const StoredConfig& stored : configs_) {
-        if (!isCandidate || stored.isCandidate) {
-            configs.push_back(stored.config);
-        }
-    }
+    configs = configs_.List(isCandidate);
     return Wifi::WIFI_OK;
 }
 
@@ -82,16 +69,7 @@ int32_t SimulatedWifiDevice::AddDeviceConfig(const WifiDeviceConfig& config, int
     if (const int32_t invalid = Wifi::CheckConfig(config); invalid != Wifi::WIFI_OK) {
         return invalid;
     }
-    MutexLock lock(mutex_);
-    auto it = std::find_if(configs_.begin(), configs_.end(),
-                           [&](const StoredConfig& stored) { return IsSameNetwork(stored.config, config); });
-    if (it == configs_.end()) {
-        it = configs_.insert(configs_.end(), StoredConfig{});
-    }
-    it->config = config;
-    it->config.networkId = static_cast<int>(it - configs_.begin());
-    it->isCandidate = isCandidate;
-    networkId = it->config.networkId;
+    networkId = configs_.Add(config, isCandidate);
     return Wifi::WIFI_OK;
 }
 
@@ -106,10 +84,7 @@ int32_t SimulatedWifiDevice::ConnectToDevice(const WifiDeviceConfig& config)
     }
     {
         MutexLock lock(mutex_);
-        WifiDeviceConfig wanted = config;
-        if (config.ssid.empty() && config.networkId >= 0 && static_cast<size_t>(config.networkId) < configs_.size()) {
-            wanted = configs_[static_cast<size_t>(config.networkId)].config;
-        }
+        WifiDeviceConfig wanted = configs_.Resolve(config);
         if (const int32_t invalid = Wifi::CheckConfig(wanted); invalid != Wifi::WIFI_OK) {
             return invalid;
         }
@@ -308,10 +283,8 @@ void SimulatedWifiDevice::End(uint32_t attempt, WifiLinkState state, const std::
         info_.reason = reason;
         info_.address = state == WifiLinkState::CONNECTED ? air_.StationAddress() : "";
         ssid = info_.ssid;
-        for (StoredConfig& stored : configs_) {
-            if (state == WifiLinkState::CONNECTED && IsSameNetwork(stored.config, wanted_)) {
-                stored.config.bssid = bssid;
-            }
+        if (state == WifiLinkState::CONNECTED) {
+            configs_.NoteBssid(wanted_, bssid);
         }
         changed_.NotifyAll();
     }
