@@ -125,16 +125,16 @@ void Connectivity::Follow(bool isThere)
     }
     const BusObject manager{SERVICE, "/org/freedesktop/NetworkManager", SERVICE};
     const Result<std::string> version = bus_->GetProperty<std::string>(manager, "Version");
-    changed_({true, "NetworkManager" + (version ? " " + version.Value() : "")});
     const auto devices = bus_->Call<std::vector<sdbus::ObjectPath>>(manager, "GetDevices", BUS_CALL_LIMIT);
-    if (!devices) {
+    if (devices) {
+        for (const sdbus::ObjectPath& device : devices.Value()) {
+            ReadDevice(device, std::nullopt);
+        }
+        Tell();
+    } else {
         QuviewDFX::LogWarn(LABEL, "NetworkManager does not say which devices there are: %{public}s", devices.Message());
-        return;
     }
-    for (const sdbus::ObjectPath& device : devices.Value()) {
-        ReadDevice(device, std::nullopt);
-    }
-    Tell();
+    changed_({true, "NetworkManager" + (version ? " " + version.Value() : "")});
 }
 
 void Connectivity::ReadDevice(const std::string& path, std::optional<uint32_t> toldState)

@@ -164,7 +164,7 @@ Presence LinuxDevice::PresenceOf(const Ability& ability) const
     for (const Source source : ability.sources) {
         const Presence& part = presences_[source];
         whole.isThere = whole.isThere || part.isThere;
-        whole.reason += (whole.reason.empty() ? "" : ", ") + part.reason;
+        whole.reason += (whole.reason.empty() ? "" : ", ") + (part.reason.empty() ? "no answer yet" : part.reason);
     }
     return whole;
 }

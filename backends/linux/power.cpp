@@ -38,13 +38,13 @@ void Power::Follow(bool isThere)
     }
     const Result<std::string> version =
         bus_->GetProperty<std::string>({SERVICE, "/org/freedesktop/UPower", SERVICE}, "DaemonVersion");
-    changed_({true, "UPower" + (version ? " " + version.Value() : "")});
     const Result<PropertyMap> battery = bus_->GetProperties(Battery());
     if (battery) {
         Note(battery.Value());
     } else {
         QuviewDFX::LogWarn(LABEL, "UPower does not say how the battery is: %{public}s", battery.Message());
     }
+    changed_({true, "UPower" + (version ? " " + version.Value() : "")});
 }
 
 void Power::Note(const PropertyMap& battery)

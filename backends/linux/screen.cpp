@@ -44,10 +44,10 @@ Screen::Screen(std::shared_ptr<Bus> bus, PresenceChanged changed, std::function<
 
 void Screen::Follow(bool isThere)
 {
-    changed_({isThere, isThere ? "logind" : "logind does not run"});
     if (isThere) {
         Read();
     }
+    changed_({isThere, isThere ? "logind" : "logind does not run"});
 }
 
 void Screen::Read()
