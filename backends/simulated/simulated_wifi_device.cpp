@@ -21,7 +21,7 @@ constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "SimulatedWi
 bool AllowsSecurity(const std::string& keyMgmt, HotspotSecurity security)
 {
     return keyMgmt.empty() || (keyMgmt == "NONE" && security == HotspotSecurity::OPEN) ||
-           (keyMgmt == "WPA-PSK" && security == HotspotSecurity::WPA2);
+           (keyMgmt == "WPA-PSK" && security != HotspotSecurity::OPEN);
 }
 
 bool IsLooking(WifiLinkState state)
