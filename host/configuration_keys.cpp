@@ -215,6 +215,19 @@ std::string ApplyLinuxBus(const cJSON& value, const fs::path&, Configuration& ou
     return {};
 }
 
+std::string ApplyHotspotSecurity(const cJSON& value, const fs::path&, Configuration& out)
+{
+    static constexpr NamedValue<Wifi::KeyMgmt> names[] = {
+        {"wpa2", Wifi::KeyMgmt::WPA2_PSK}, {"wpa3", Wifi::KeyMgmt::SAE}, {"open", Wifi::KeyMgmt::NONE}};
+    return ApplyNamed(value, names, out.hotspotSecurity);
+}
+
+std::string ApplyHotspotBand(const cJSON& value, const fs::path&, Configuration& out)
+{
+    static const NamedValue<std::string> names[] = {{"any", ""}, {"2.4 GHz", "bg"}, {"5 GHz", "a"}};
+    return ApplyNamed(value, names, out.hotspotBand);
+}
+
 std::string ApplyLogLevel(const cJSON& value, const fs::path&, Configuration& out)
 {
     using QuviewDFX::LogLevel;
@@ -269,6 +282,20 @@ const std::vector<KeyRule>& KeyRules()
          ApplyPathTo<&Configuration::airDir>},
         {{"linux.bus", "a D-Bus address, \"unix:path=…\"", "the system bus", "where this machine's daemons answer"},
          ApplyLinuxBus},
+        {{"hotspot.security", "\"wpa2\", \"wpa3\" or \"open\"", "\"wpa2\"",
+          "how a hotspot is secured that the daemon makes because the user has none"},
+         ApplyHotspotSecurity},
+        {{"hotspot.band", "\"any\", \"2.4 GHz\" or \"5 GHz\"", "\"any\"",
+          "where such a hotspot is; any: the driver's choice"},
+         ApplyHotspotBand},
+        {{"hotspot.channel", "0 to 196; 0: the driver's choice; else only with \"hotspot.band\"", "0",
+          "the channel of such a hotspot"},
+         ApplyNumber<&Configuration::hotspotChannel, 0, 196>},
+        {{"hotspot.idle_s", "10 to 86400", "300",
+          "after how many seconds without a station a hotspot is turned off that the daemon turned on"},
+         ApplyNumber<&Configuration::hotspotIdleS, 10, 86'400>},
+        {{"hotspot.idle_no_uplink_s", "10 to 86400", "60", "the same, while the hotspot leads nowhere"},
+         ApplyNumber<&Configuration::hotspotIdleNoUplinkS, 10, 86'400>},
         {{"service.library", "a path", "libdistnet_service.so beside distnetd or in ../lib",
           "the service, loaded on demand"},
          ApplyPathTo<&Configuration::serviceLibrary>},

@@ -71,6 +71,13 @@ Result<std::unique_ptr<Device>> Device::Start(const PlatformChoice& choice, cons
     if (choice.platform == PLATFORM_LINUX) {
         Linux::LinuxDeviceOptions options;
         options.bus = choice.bus;
+        options.wifi.hotspot.stateDir = configuration.stateDir;
+        options.wifi.hotspot.deviceName = configuration.deviceName;
+        options.wifi.hotspot.networkId = networkId;
+        options.wifi.hotspot.settings = {configuration.hotspotSecurity, configuration.hotspotBand,
+                                         configuration.hotspotChannel};
+        options.wifi.hotspot.limits.idle = std::chrono::seconds(configuration.hotspotIdleS);
+        options.wifi.hotspot.limits.idleWithoutUplink = std::chrono::seconds(configuration.hotspotIdleNoUplinkS);
         return AsDevice<LinuxPlatform>(Linux::LinuxDevice::Start(options));
     }
     Simulated::SimulatedDeviceOptions options;

@@ -37,7 +37,7 @@ Result<std::unique_ptr<LinuxDevice>> LinuxDevice::Start(const LinuxDeviceOptions
     if (!registry || !options.bus) {
         return Error{"a linux device needs a D-Bus connection, and a system-ability manager for its abilities"};
     }
-    std::unique_ptr<LinuxDevice> device(new LinuxDevice(options.bus, std::move(registry)));
+    std::unique_ptr<LinuxDevice> device(new LinuxDevice(options, std::move(registry)));
     // What the daemons say meanwhile waits its turn.
     device->registrations_.Post([&device] { device->Begin(); });
     device->registrations_.Drain();
@@ -45,8 +45,8 @@ Result<std::unique_ptr<LinuxDevice>> LinuxDevice::Start(const LinuxDeviceOptions
     return device;
 }
 
-LinuxDevice::LinuxDevice(std::shared_ptr<Bus> bus, sptr<ISystemAbilityManager> registry)
-    : bus_(std::move(bus)), registry_(std::move(registry)), events_(MakeSptr<EventFwk::CommonEventServer>())
+LinuxDevice::LinuxDevice(const LinuxDeviceOptions& options, sptr<ISystemAbilityManager> registry)
+    : options_(options), registry_(std::move(registry)), events_(MakeSptr<EventFwk::CommonEventServer>())
 {
 }
 
@@ -62,23 +62,31 @@ LinuxDevice::~LinuxDevice()
 
 void LinuxDevice::Begin()
 {
-    modems_ = std::make_shared<Modems>(bus_, Telling(MODEMS));
+    const std::shared_ptr<Bus>& bus = options_.bus;
+    modems_ = std::make_shared<Modems>(bus, Telling(MODEMS));
     coreService_ = MakeSptr<LinuxCoreService>(modems_);
+    // Of how attempts end NetworkManager tells all but those whose network was never in the air.
+    const auto linkEnded = [this](EventFwk::NetConnState state) {
+        if (state == EventFwk::NetConnState::FAILED) {
+            PublishConnectivity(EventFwk::NetType::WIFI, state);
+        }
+    };
+    wifi_ = std::make_unique<NetworkManagerWifi>(bus, options_.wifi,
+                                                 WifiListener{Telling(STATION), Telling(HOTSPOT), linkEnded});
     abilities_ = {
+        {WIFI_DEVICE_SYS_ABILITY_ID, wifi_->Station(), {STATION}},
+        {WIFI_HOTSPOT_SYS_ABILITY_ID, wifi_->Hotspot(), {HOTSPOT}},
         {COMMON_EVENT_SERVICE_ID, events_, {CONNECTIVITY, POWER, SCREEN}, true},
         {TELEPHONY_CORE_SERVICE_SYS_ABILITY_ID, coreService_, {MODEMS}},
         {TELEPHONY_CELLULAR_DATA_SYS_ABILITY_ID, MakeSptr<LinuxCellularData>(modems_), {MODEMS}},
     };
-    connectivity_ = std::make_unique<Connectivity>(
-        bus_, Telling(CONNECTIVITY), [this](EventFwk::NetType type, EventFwk::NetConnState state) {
-            Want want;
-            want.SetAction(CommonEventSupport::COMMON_EVENT_CONNECTIVITY_CHANGE)
-                .SetParam(CommonEventSupport::NET_TYPE_PARAMETER, static_cast<int32_t>(type));
-            Publish(std::move(want), static_cast<int32_t>(state));
-        });
-    power_ = std::make_unique<Power>(
-        bus_, Telling(POWER), [this] { Publish(Want().SetAction(CommonEventSupport::COMMON_EVENT_BATTERY_LOW)); });
-    screen_ = std::make_unique<Screen>(bus_, Telling(SCREEN), [this](bool isOn) {
+    connectivity_ = std::make_unique<Connectivity>(bus, Telling(CONNECTIVITY),
+                                                   [this](auto type, auto state) { PublishConnectivity(type, state); });
+    power_ = std::make_unique<Power>(bus, Telling(POWER), [this] {
+        Publish(Want().SetAction(CommonEventSupport::COMMON_EVENT_BATTERY_LOW));
+        wifi_->OnBatteryLow();
+    });
+    screen_ = std::make_unique<Screen>(bus, Telling(SCREEN), [this](bool isOn) {
         Publish(Want().SetAction(isOn ? CommonEventSupport::COMMON_EVENT_SCREEN_ON
                                       : CommonEventSupport::COMMON_EVENT_SCREEN_OFF));
     });
@@ -103,6 +111,7 @@ void LinuxDevice::Stop()
     connectivity_.reset();
     power_.reset();
     screen_.reset();
+    wifi_->Stop();
     registrations_.Drain();
 }
 
@@ -172,6 +181,14 @@ Presence LinuxDevice::PresenceOf(const Ability& ability) const
 void LinuxDevice::Publish(Want want, int32_t code)
 {
     events_->PublishCommonEvent(EventFwk::CommonEventData(std::move(want), code));
+}
+
+void LinuxDevice::PublishConnectivity(EventFwk::NetType type, EventFwk::NetConnState state)
+{
+    Want want;
+    want.SetAction(CommonEventSupport::COMMON_EVENT_CONNECTIVITY_CHANGE)
+        .SetParam(CommonEventSupport::NET_TYPE_PARAMETER, static_cast<int32_t>(type));
+    Publish(std::move(want), static_cast<int32_t>(state));
 }
 
 }  // namespace Vexo::Linux

@@ -2,6 +2,7 @@
 // abilities of the table below and registers each while the daemon behind it runs and has what it needs; a daemon that
 // goes takes its abilities with it and brings them back. Screen, battery and connectivity become common events.
 //   3299 common events: always; from NetworkManager, UPower and logind
+//   1120 Wi-Fi device, 1121 Wi-Fi hotspot: while NetworkManager has a radio that can
 //   4010 telephony, 4011 mobile data: while ModemManager has a modem
 // The host makes one; any thread may use it. What is read from where: docs/linux.md.
 #pragma once
@@ -14,6 +15,7 @@
 
 #include "backends/linux/bus.h"
 #include "backends/linux/connectivity.h"
+#include "backends/linux/network_manager_wifi.h"
 #include "backends/linux/power.h"
 #include "backends/linux/presence.h"
 #include "backends/linux/screen.h"
@@ -31,7 +33,8 @@ namespace Vexo::Linux {
 inline constexpr std::chrono::seconds FIRST_LOOK_LIMIT{3};
 
 struct LinuxDeviceOptions {
-    std::shared_ptr<Bus> bus;              // where the machine's daemons are
+    std::shared_ptr<Bus> bus;  // where the machine's daemons are
+    WifiOptions wifi;
     sptr<ISystemAbilityManager> registry;  // null: the process's own
 };
 
@@ -52,8 +55,8 @@ public:
     // Stops, and removes its abilities from the registry.
     ~LinuxDevice();
 
-    // Follows the daemons no longer. The abilities stay registered; telephony refuses work. Blocks for what runs on the
-    // device's strands; a second call does nothing.
+    // Takes back what was changed in NetworkManager, and follows the daemons no longer. The abilities stay registered
+    // and refuse work. Blocks for what runs on the device's strands; a second call does nothing.
     void Stop();
 
     // Every ability that such a device can have, in the order of the ids.
@@ -61,7 +64,7 @@ public:
 
 private:
     // What tells a presence of its own.
-    enum Source : size_t { CONNECTIVITY, POWER, SCREEN, MODEMS, SOURCE_COUNT };
+    enum Source : size_t { STATION, HOTSPOT, CONNECTIVITY, POWER, SCREEN, MODEMS, SOURCE_COUNT };
 
     struct Ability {
         int32_t id;
@@ -71,7 +74,7 @@ private:
         bool isRegistered = false;  // touched on registrations_ only, and after its life
     };
 
-    LinuxDevice(std::shared_ptr<Bus> bus, sptr<ISystemAbilityManager> registry);
+    LinuxDevice(const LinuxDeviceOptions& options, sptr<ISystemAbilityManager> registry);
 
     PresenceChanged Telling(Source source);
     void WaitForFirstLook();
@@ -82,8 +85,9 @@ private:
 
     Presence PresenceOf(const Ability& ability) const;
     void Publish(EventFwk::Want want, int32_t code = 0);
+    void PublishConnectivity(EventFwk::NetType type, EventFwk::NetConnState state);
 
-    const std::shared_ptr<Bus> bus_;
+    const LinuxDeviceOptions options_;
     const sptr<ISystemAbilityManager> registry_;
     const sptr<EventFwk::CommonEventServer> events_;
 
@@ -98,6 +102,7 @@ private:
     std::vector<Ability> abilities_;
     std::shared_ptr<Modems> modems_;
     sptr<LinuxCoreService> coreService_;
+    std::unique_ptr<NetworkManagerWifi> wifi_;
     std::unique_ptr<Connectivity> connectivity_;
     std::unique_ptr<Power> power_;
     std::unique_ptr<Screen> screen_;

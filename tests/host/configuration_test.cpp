@@ -35,6 +35,8 @@ TEST(Configuration, AFaultNamesKeyAndWhatIsAllowed)
         {R"("ipc": {"sockt": "x"})", "ipc.sockt: unknown key (did you mean \"ipc.socket\"?)"},
         {R"("ipc": {"colour": 1})", "ipc.colour: unknown key (here: \"socket\", \"socket_mode\")"},
         {R"("platform": "other")", "platform: \"other\" is none of its values (\"linux\" or \"simulated\")"},
+        {R"("hotspot": {"channel": 6})",
+         "hotspot.channel: a channel stands for nothing without its band (give \"hotspot.band\")"},
         {R"("linux": {"bus": "system"})",
          "linux.bus: \"system\" is not a D-Bus address (a D-Bus address, \"unix:path=…\")"},
         {R"("platform": "simulated", "platform": "simulated")", "platform: given twice (once)"},

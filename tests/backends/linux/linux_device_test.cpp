@@ -84,7 +84,11 @@ protected:
 
     void StartDevice()
     {
-        auto started = LinuxDevice::Start({Bus::Open(machine_.Address()), registry_});
+        LinuxDeviceOptions options;
+        options.bus = Bus::Open(machine_.Address());
+        options.registry = registry_;
+        options.wifi.hotspot.stateDir = machine_.Folder();
+        auto started = LinuxDevice::Start(options);
         ASSERT_TRUE(started) << started.Message();
         device_ = std::move(started.Value());
     }
