@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "backends/linux/daemon_version.h"
 #include "platform/dfx/log.h"
 
 namespace Vexo::Linux {
@@ -124,7 +125,7 @@ void Connectivity::Follow(bool isThere)
         return;
     }
     const BusObject manager{SERVICE, "/org/freedesktop/NetworkManager", SERVICE};
-    const Result<std::string> version = bus_->GetProperty<std::string>(manager, "Version");
+    const Result<std::string> version = AwaitVersion(*bus_, manager, "Version");
     const auto devices = bus_->Call<std::vector<sdbus::ObjectPath>>(manager, "GetDevices", BUS_CALL_LIMIT);
     if (devices) {
         for (const sdbus::ObjectPath& device : devices.Value()) {

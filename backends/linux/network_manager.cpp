@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "backends/linux/daemon_version.h"
 #include "platform/dfx/log.h"
 
 namespace Vexo::Linux {
@@ -59,7 +60,7 @@ AccessPoint AccessPointOf(const std::string& path, const PropertyMap& properties
 
 Result<std::string> NetworkManager::Version() const
 {
-    return bus_->GetProperty<std::string>(MANAGER, "Version", NETWORK_MANAGER_LIMIT);
+    return AwaitVersion(*bus_, MANAGER, "Version");
 }
 
 Result<bool> NetworkManager::IsWifiEnabled() const

@@ -71,6 +71,10 @@ void NetworkManagerWifi::OnService(bool isThere)
 {
     context_->isRunning = isThere;
     if (isThere) {
+        // Its objects come some time after its name.
+        if (const Result<std::string> version = context_->manager.Version(); !version) {
+            QuviewDFX::LogWarn(LABEL, "NetworkManager does not answer: %{public}s", version.Message());
+        }
         context_->TakeBackAll();
         OnChanged();
         return;

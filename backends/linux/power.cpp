@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "backends/linux/daemon_version.h"
 #include "platform/dfx/log.h"
 
 namespace Vexo::Linux {
@@ -37,7 +38,7 @@ void Power::Follow(bool isThere)
         return;
     }
     const Result<std::string> version =
-        bus_->GetProperty<std::string>({SERVICE, "/org/freedesktop/UPower", SERVICE}, "DaemonVersion");
+        AwaitVersion(*bus_, {SERVICE, "/org/freedesktop/UPower", SERVICE}, "DaemonVersion");
     const Result<PropertyMap> battery = bus_->GetProperties(Battery());
     if (battery) {
         Note(battery.Value());

@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "backends/linux/daemon_version.h"
 #include "platform/dfx/log.h"
 
 namespace Vexo::Linux {
@@ -69,7 +70,7 @@ void Modems::Follow(bool isThere)
     isThere_ = isThere;
     version_.clear();
     if (isThere) {
-        const Result<std::string> version = bus_->GetProperty<std::string>({SERVICE, ROOT, SERVICE}, "Version");
+        const Result<std::string> version = AwaitVersion(*bus_, {SERVICE, ROOT, SERVICE}, "Version");
         version_ = version ? " " + version.Value() : "";
     }
     Reload();
