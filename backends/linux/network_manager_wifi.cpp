@@ -101,9 +101,12 @@ void NetworkManagerWifi::TellPresence()
     if (context_->isRunning) {
         const Result<std::string> version = context_->manager.Version();
         const Result<std::vector<WifiRadio>> radios = context_->manager.Radios();
+        if (!radios) {
+            return;  // it is going, which will be told
+        }
         const std::string by = "NetworkManager" + (version ? " " + version.Value() : "");
         station.reason = hotspot.reason = by + ", no Wi-Fi device";
-        for (const WifiRadio& radio : radios ? radios.Value() : std::vector<WifiRadio>()) {
+        for (const WifiRadio& radio : radios.Value()) {
             if (!station.isThere) {
                 station = {true, by + ", " + radio.interface};
             }

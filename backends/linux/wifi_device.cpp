@@ -18,7 +18,7 @@ using Wifi::WifiLinkInfo;
 using Wifi::WifiLinkState;
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "LinuxStation"};
-constexpr milliseconds REASON_DELAY{200};  // the state's reason may come after the state
+constexpr milliseconds REASON_DELAY{200};
 constexpr milliseconds ADDRESS_DELAY{200};
 constexpr int MAX_REFUSALS = 2;
 
@@ -127,7 +127,7 @@ int32_t LinuxWifiDevice::Begin(const Wifi::WifiDeviceConfig& config)
 {
     const Result<bool> isEnabled = context_->manager.IsWifiEnabled();
     const Result<std::vector<WifiRadio>> radios = context_->manager.Radios();
-    if (!isEnabled || !radios) {
+    if (!context_->isRunning || !isEnabled || !radios) {
         return Wifi::WIFI_NO_ANSWER;
     }
     if (!isEnabled.Value()) {
@@ -162,13 +162,13 @@ int32_t LinuxWifiDevice::Begin(const Wifi::WifiDeviceConfig& config)
     return Wifi::WIFI_OK;
 }
 
-void LinuxWifiDevice::Look()
+void LinuxWifiDevice::Look(bool isTimed)
 {
     if (!attempt_) {
         return;
     }
     if (attempt_->isJoining) {
-        Follow();
+        Follow(isTimed);
     } else {
         Search();
     }
@@ -181,13 +181,14 @@ void LinuxWifiDevice::Search()
         End(WifiLinkState::FAILED, "Wi-Fi is switched off");
         return;
     }
-    if (!visible) {
+    if (!visible && context_->manager.Radios()) {
         End(WifiLinkState::FAILED, "this device has no Wi-Fi any more");
         return;
     }
+    const std::vector<AccessPoint> seen = visible ? visible.Value() : std::vector<AccessPoint>();
     const AccessPoint* best = nullptr;
     std::string mismatch;
-    for (const AccessPoint& one : visible.Value()) {
+    for (const AccessPoint& one : seen) {
         if (one.ssid != attempt_->config.ssid) {
             continue;
         }
@@ -242,7 +243,7 @@ void LinuxWifiDevice::Join(const AccessPoint& accessPoint)
     LookAgainIn(options_.lookAgain);
 }
 
-void LinuxWifiDevice::Follow()
+void LinuxWifiDevice::Follow(bool isTimed)
 {
     switch (context_->manager.StateOf(attempt_->change.activation)) {
         case ActivationState::ACTIVATED:
@@ -252,11 +253,13 @@ void LinuxWifiDevice::Follow()
             break;
         case ActivationState::DEACTIVATING:
         case ActivationState::GONE:
-            if (attempt_->reason == NmReason::NONE && !std::exchange(attempt_->hasSeenEnd, true)) {
+            // Without a reason, what tells it waits on the strand already, before what the timer posts.
+            if (const bool hasWaited = std::exchange(attempt_->hasSeenEnd, true) && isTimed;
+                attempt_->reason == NmReason::NONE && !hasWaited) {
                 LookAgainIn(REASON_DELAY);
-                return;
+            } else {
+                OnEnded();
             }
-            OnEnded();
             break;
         default:
             if (steady_clock::now() - attempt_->joiningSince > options_.joinLimit) {
@@ -382,7 +385,7 @@ void LinuxWifiDevice::LookAgainIn(milliseconds delay)
 {
     Tasks::CancelTimer(timer_);
     timer_ = Tasks::RunAfter(
-        delay, [self = sptr<LinuxWifiDevice>(this)] { self->context_->strand.Post([self] { self->Look(); }); });
+        delay, [self = sptr<LinuxWifiDevice>(this)] { self->context_->strand.Post([self] { self->Look(true); }); });
 }
 
 void LinuxWifiDevice::Stop()

@@ -53,7 +53,7 @@ public:
     Wifi::WifiLinkInfo WaitForChange(const Wifi::WifiLinkInfo& known, std::chrono::milliseconds limit) override;
 
     // On the strand: something about the radios has changed; a radio entered this state; NetworkManager has gone.
-    void OnChanged() { Look(); }
+    void OnChanged() { Look(false); }
     void OnRadioState(const std::string& radio, uint32_t state, NmReason reason);
     void OnGone();
     // Ends attempt, connection and waits, silently, takes everything back, and blocks until that is done.
@@ -78,10 +78,11 @@ private:
 
     // These run on the strand only.
     int32_t Begin(const Wifi::WifiDeviceConfig& config);
-    void Look();
+    // isTimed: from its own timer, not because something changed.
+    void Look(bool isTimed);
     void Search();
     void Join(const AccessPoint& accessPoint);
-    void Follow();
+    void Follow(bool isTimed);
     void OnActivated();
     void OnEnded();
     void SearchAgain();

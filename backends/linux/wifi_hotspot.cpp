@@ -163,8 +163,11 @@ int32_t LinuxWifiHotspot::Enable()
 {
     const Result<bool> isEnabled = context_->manager.IsWifiEnabled();
     Result<std::vector<WifiRadio>> radios = context_->manager.Radios();
-    if (isStopped_ || !isEnabled || !radios) {
-        return isStopped_ ? Wifi::WIFI_FAILED : ResultOf(isEnabled ? radios.Message() : isEnabled.Message());
+    if (isStopped_ || !context_->isRunning) {
+        return Wifi::WIFI_FAILED;
+    }
+    if (!isEnabled || !radios) {
+        return ResultOf(isEnabled ? radios.Message() : isEnabled.Message());
     }
     if (!isEnabled.Value()) {
         return Wifi::WIFI_DISABLED;
@@ -259,20 +262,34 @@ void LinuxWifiHotspot::Forget()
 
 void LinuxWifiHotspot::OnChanged()
 {
-    if (share_) {
-        const ActivationState state = context_->manager.StateOf(share_->change.activation);
-        if (state == ActivationState::DEACTIVATING || state == ActivationState::GONE) {
-            QuviewDFX::LogInfo(LABEL, "the hotspot on %{public}s ended", share_->interface);
-            const Share ended = *share_;
-            Forget();
-            context_->TakeBack(ended.change);
-            context_->Restore(ended.change, ended.radio);
-        }
+    if (share_ && context_->manager.StateOf(share_->change.activation) == ActivationState::GONE && !WasRenewed()) {
+        QuviewDFX::LogInfo(LABEL, "the hotspot on %{public}s ended", share_->interface);
+        const Share ended = *share_;
+        Forget();
+        context_->TakeBack(ended.change);
+        context_->Restore(ended.change, ended.radio);
     }
     const Result<std::vector<WifiRadio>> radios = context_->manager.Radios();
     SetOn(isOpening_ || share_ ||
           (radios && std::any_of(radios.Value().begin(), radios.Value().end(),
                                  [](const WifiRadio& one) { return one.IsHotspot(); })));
+}
+
+bool LinuxWifiHotspot::WasRenewed()
+{
+    const Result<std::vector<WifiRadio>> radios = context_->manager.Radios();
+    for (const WifiRadio& radio : radios ? radios.Value() : std::vector<WifiRadio>()) {
+        const Result<std::string> path = radio.path == share_->radio && !radio.activation.empty()
+                                             ? context_->manager.ProfileOf(radio.activation)
+                                             : Error{"another radio"};
+        const Result<Profile> profile = path ? context_->manager.ReadProfile(path.Value()) : Error{path.Message()};
+        if (profile && UuidOf(profile.Value()) == share_->change.profile) {
+            share_->change.activation = radio.activation;
+            context_->own.Note(share_->change);
+            return true;
+        }
+    }
+    return false;
 }
 
 void LinuxWifiHotspot::OnGone()

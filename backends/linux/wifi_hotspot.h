@@ -73,6 +73,8 @@ private:
     void OpenLater(const WifiRadio& radio);
     void Close(const char* reason);
     void Forget();
+    // Whether the same profile is active again, as after a change of its settings: still what this daemon turned on.
+    bool WasRenewed();
     Result<Chosen> Choose() const;
     Result<Wifi::HotspotConfig> ConfigInUse() const;
     int32_t ReadConfig(Wifi::HotspotConfig& config) const;
