@@ -24,7 +24,7 @@ struct PlatformChoice {
 };
 
 // The configured platform, whatever stands behind it; without one linux where NetworkManager answers, else simulated.
-// Blocks for NetworkManager's answer, at most 2 s.
+// Blocks for NetworkManager's answer, at most 5 s.
 PlatformChoice ChoosePlatform(const Configuration& configuration);
 
 class Device : public NoCopyable {

@@ -22,16 +22,17 @@ constexpr const char* WIRELESS = "org.freedesktop.NetworkManager.Device.Wireless
 constexpr uint32_t MODE_ACCESS_POINT = 3;
 
 // NMDeviceType → NetType
-constexpr std::array<std::pair<uint32_t, NetType>, 9> DEVICE_TYPES{{
+constexpr std::array<std::pair<uint32_t, NetType>, 10> DEVICE_TYPES{{
     {1, NetType::ETHERNET},
     {2, NetType::WIFI},
     {5, NetType::BLUETOOTH},
     {8, NetType::CELLULAR},
-    {9, NetType::OTHER},   // InfiniBand
-    {12, NetType::OTHER},  // ADSL
-    {16, NetType::VPN},    // TUN
-    {29, NetType::VPN},    // WireGuard
-    {31, NetType::OTHER},  // VRF
+    {9, NetType::OTHER},      // InfiniBand
+    {12, NetType::OTHER},     // ADSL
+    {16, NetType::VPN},       // TUN
+    {20, NetType::ETHERNET},  // veth, a container's way out
+    {29, NetType::VPN},       // WireGuard
+    {31, NetType::OTHER},     // VRF
 }};
 
 // The least NMDeviceState of each NetConnState, highest first.

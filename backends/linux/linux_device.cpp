@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "backends/linux/daemon_version.h"
 #include "platform/dfx/log.h"
 #include "platform/events/common_event_support.h"
 
@@ -13,7 +14,6 @@ using EventFwk::CommonEventSupport;
 using EventFwk::Want;
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "LinuxDevice"};
-constexpr std::chrono::milliseconds PROBE_LIMIT{2000};
 
 }  // namespace
 
@@ -21,7 +21,7 @@ Result<std::string> LinuxDevice::Probe(Bus& bus)
 {
     constexpr const char* service = "org.freedesktop.NetworkManager";
     const Result<std::string> version =
-        bus.GetProperty<std::string>({service, "/org/freedesktop/NetworkManager", service}, "Version", PROBE_LIMIT);
+        AwaitVersion(bus, {service, "/org/freedesktop/NetworkManager", service}, "Version");
     if (!version) {
         return Error{"NetworkManager does not answer (" + version.Message() + ")"};
     }
@@ -42,6 +42,7 @@ Result<std::unique_ptr<LinuxDevice>> LinuxDevice::Start(const LinuxDeviceOptions
     device->registrations_.Post([&device] { device->Begin(); });
     device->registrations_.Drain();
     device->WaitForFirstLook();
+    device->hasStarted_ = true;
     return device;
 }
 
@@ -54,7 +55,7 @@ LinuxDevice::~LinuxDevice()
 {
     Stop();
     for (const Ability& ability : abilities_) {
-        if (ability.isRegistered) {
+        if (ability.presence.isThere) {
             registry_->RemoveSystemAbility(ability.id);
         }
     }
@@ -140,7 +141,6 @@ void LinuxDevice::Note(Source source, const Presence& presence)
         presences_[source] = presence;
     }
     if (isNews) {
-        QuviewDFX::LogInfo(LABEL, "%{public}s", presence.reason);
         RegisterAbilities();
     }
     MutexLock lock(mutex_);
@@ -151,18 +151,21 @@ void LinuxDevice::Note(Source source, const Presence& presence)
 void LinuxDevice::RegisterAbilities()
 {
     for (Ability& ability : abilities_) {
-        const Presence presence = PresenceOf(ability);
-        if (presence.isThere == ability.isRegistered) {
+        const Presence now = PresenceOf(ability);
+        if (now == ability.presence) {
             continue;
         }
-        ability.isRegistered = presence.isThere;
-        if (presence.isThere) {
+        if (now.isThere && !ability.presence.isThere) {
             registry_->AddSystemAbility(ability.id, ability.object);
-        } else {
+        } else if (!now.isThere && ability.presence.isThere) {
             registry_->RemoveSystemAbility(ability.id);
         }
-        QuviewDFX::LogInfo(LABEL, "ability %{public}d %{public}s: %{public}s", ability.id, AbilityName(ability.id),
-                           presence.isThere ? "there" : "removed");
+        ability.presence = now;
+        if (!hasStarted_) {
+            continue;
+        }
+        QuviewDFX::LogInfo(LABEL, "ability %{public}d %{public}s%{public}s: %{public}s", ability.id,
+                           AbilityName(ability.id), now.isThere ? "" : " is not there", now.reason);
     }
 }
 
@@ -180,6 +183,8 @@ Presence LinuxDevice::PresenceOf(const Ability& ability) const
 
 void LinuxDevice::Publish(Want want, int32_t code)
 {
+    QuviewDFX::LogInfo(LABEL, "event %{public}s, network type %{public}d, code %{public}d", want.GetAction(),
+                       want.GetIntParam(CommonEventSupport::NET_TYPE_PARAMETER, -1), code);
     events_->PublishCommonEvent(EventFwk::CommonEventData(std::move(want), code));
 }
 

@@ -8,6 +8,7 @@
 #pragma once
 
 #include <array>
+#include <atomic>
 #include <chrono>
 #include <memory>
 #include <string>
@@ -47,7 +48,7 @@ struct AbilityState {
 class LinuxDevice : public NoCopyable {
 public:
     // "NetworkManager 1.42.4" when it answers on that bus; else why this machine cannot be such a device. Blocks for
-    // the answer, at most 2 s.
+    // the answer, at most BUS_CALL_LIMIT.
     static Result<std::string> Probe(Bus& bus);
 
     // Blocks until every daemon has been looked for, at most FIRST_LOOK_LIMIT. No daemon at all is no error.
@@ -71,7 +72,7 @@ private:
         sptr<IRemoteObject> object;
         std::vector<Source> sources;
         bool isAlwaysThere = false;
-        bool isRegistered = false;  // touched on registrations_ only, and after its life
+        Presence presence{};  // as it was registered; touched on registrations_ only, and after its life
     };
 
     LinuxDevice(const LinuxDeviceOptions& options, sptr<ISystemAbilityManager> registry);
@@ -95,6 +96,8 @@ private:
     CondVar looked_;
     std::array<Presence, SOURCE_COUNT> presences_ GUARDED_BY(mutex_);
     std::array<bool, SOURCE_COUNT> told_ GUARDED_BY(mutex_){};
+
+    std::atomic<bool> hasStarted_{false};  // changes are logged from then on; what is there at a start, its caller says
 
     Tasks::Strand registrations_;  // own synchronisation
 
