@@ -20,7 +20,8 @@ void AddKey(Forbidden& forbidden, const std::string& key)
 {
     std::string lower;
     std::string upper;
-    for (const unsigned char byte : key) {
+    for (const char letter : key) {
+        const auto byte = static_cast<unsigned char>(letter);
         for (const int digit : {byte / 16, byte % 16}) {
             lower += "0123456789abcdef"[digit];
             upper += "0123456789ABCDEF"[digit];
