@@ -23,12 +23,12 @@ constexpr mode_t KEY_MODE = 0600;
 std::string LoadOrMakeKey(const std::filesystem::path& file)
 {
     if (const Result<std::string> kept = ReadWholeFile(file, MAX_KEY_BYTES + 1)) {
-        const std::string key = kept.Value().substr(0, kept.Value().find('\n'));
+        std::string key = kept.Value().substr(0, kept.Value().find('\n'));
         if (key.size() >= MIN_KEY_BYTES) {
             return key;
         }
     }
-    const std::string key = Wifi::GenerateHotspotKey();
+    std::string key = Wifi::GenerateHotspotKey();
     if (const Result<void> written = WriteFileAtomically(file, key + "\n", KEY_MODE); !written) {
         QuviewDFX::LogWarn(LABEL, "the hotspot's key lasts for this run only: %{public}s", written.Message());
     }
