@@ -56,38 +56,18 @@ TEST(ModemSlots, MapsModemsAndSlotsInTheOrderOfTheirDevices)
         {"two slots, the first empty and in use",
          {{.device = "a", .state = -1, .failure = 2, .simSlots = secondOnly, .primarySlot = 1}},
          {{{"/Modem/0", SimState::NOT_PRESENT}, {"", SimState::NOT_READY}}}},
+        {"failed for another reason",
+         {{.device = "a", .state = -1, .failure = 1}},
+         {{{"/Modem/0", SimState::UNKNOWN}, empty}}},
+        {"a SIM in error", {{.device = "a", .state = -1, .failure = 3}}, {{{"/Modem/0", SimState::NOT_READY}, empty}}},
+        {"starting", {{.device = "a", .state = 1, .sim = "/"}}, {{{"/Modem/0", SimState::NOT_READY}, empty}}},
+        {"enabled without a SIM", {{.device = "a", .sim = "/"}}, {{{"/Modem/0", SimState::NOT_PRESENT}, empty}}},
         {"a third does not count",
          {{.device = "a", .simSlots = both, .primarySlot = 1}, {.device = "b"}},
          {{{"/Modem/0", SimState::LOADED}, {"", SimState::NOT_READY}}}},
     };
     for (const auto& one : cases) {
         EXPECT_EQ(SlotsOfModems(one.modems).slots, one.slots) << one.name;
-    }
-}
-
-TEST(ModemSlots, TellsSimRadioAndDataByTheModemsState)
-{
-    const struct {
-        int32_t state;
-        uint32_t failure;
-        const char* sim;
-        SimState expected;
-        bool isRadioOn;
-        bool isDataOn;
-    } cases[] = {
-        {-1, 1, "/SIM/0", SimState::UNKNOWN, false, false},   {-1, 2, "/", SimState::NOT_PRESENT, false, false},
-        {-1, 3, "/SIM/0", SimState::NOT_READY, false, false}, {-1, 5, "/SIM/0", SimState::NOT_PRESENT, false, false},
-        {1, 0, "/", SimState::NOT_READY, false, false},       {2, 0, "/SIM/0", SimState::LOCKED, false, false},
-        {3, 0, "/SIM/0", SimState::LOADED, false, false},     {3, 0, "/", SimState::NOT_PRESENT, false, false},
-        {5, 0, "/SIM/0", SimState::LOADED, false, false},     {6, 0, "/SIM/0", SimState::LOADED, true, false},
-        {8, 0, "/SIM/0", SimState::LOADED, true, false},      {10, 0, "/SIM/0", SimState::LOADED, true, true},
-        {11, 0, "/SIM/0", SimState::LOADED, true, true},
-    };
-    for (const auto& one : cases) {
-        const ModemSlots slots = SlotsOfModems({{.state = one.state, .failure = one.failure, .sim = one.sim}});
-        EXPECT_EQ(slots.slots[0].sim, one.expected) << one.state << " " << one.failure;
-        EXPECT_EQ(IsRadioOn(one.state), one.isRadioOn) << one.state;
-        EXPECT_EQ(slots.isDataOn, one.isDataOn) << one.state;
     }
 }
 
