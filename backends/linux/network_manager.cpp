@@ -21,6 +21,7 @@ constexpr uint32_t MODE_ACCESS_POINT = 3;           // NM_802_11_MODE_AP
 constexpr uint32_t AP_PRIVACY = 0x1;                // NM_802_11_AP_FLAGS_PRIVACY
 constexpr uint32_t KEY_MGMT_PSK = 0x100;            // NM_802_11_AP_SEC_KEY_MGMT_PSK
 constexpr uint32_t KEY_MGMT_SAE = 0x400;            // NM_802_11_AP_SEC_KEY_MGMT_SAE
+constexpr uint32_t KEY_MGMT_OWE_TM = 0x1000;        // NM_802_11_AP_SEC_KEY_MGMT_OWE_TM: open, and has a protected twin
 constexpr const char* SECURITY_SETTING = "802-11-wireless-security";
 
 BusObject ObjectOf(const std::string& path, const std::string& interface)
@@ -49,7 +50,7 @@ AccessPoint AccessPointOf(const std::string& path, const PropertyMap& properties
     found.ssid.assign(ssid.begin(), ssid.end());
     found.bssid = ValueIn<std::string>(properties, "HwAddress");
     found.strengthPercent = ValueIn<uint8_t>(properties, "Strength");
-    found.needsKey = security != 0 || (ValueIn<uint32_t>(properties, "Flags") & AP_PRIVACY) != 0;
+    found.needsKey = (security & ~KEY_MGMT_OWE_TM) != 0 || (ValueIn<uint32_t>(properties, "Flags") & AP_PRIVACY) != 0;
     found.allowsPsk = (security & KEY_MGMT_PSK) != 0;
     found.allowsSae = (security & KEY_MGMT_SAE) != 0;
     found.lastSeen = std::chrono::seconds(ValueIn<int32_t>(properties, "LastSeen", -1));

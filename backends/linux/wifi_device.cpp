@@ -207,9 +207,18 @@ void LinuxWifiDevice::Search()
     } else if (IsLate()) {
         End(WifiLinkState::FAILED, NotVisible(attempt_->config.ssid));
     } else {
-        context_->manager.RequestScan(attempt_->radio, attempt_->config.ssid);
+        Scan();
         const auto left = std::chrono::ceil<milliseconds>(attempt_->deadline - steady_clock::now());
         LookAgainIn(std::clamp(left, milliseconds(0), options_.lookAgain));
+    }
+}
+
+void LinuxWifiDevice::Scan()
+{
+    // The end of a scan is one of the changes that make it look again.
+    if (const auto now = steady_clock::now(); now >= attempt_->nextScan) {
+        attempt_->nextScan = now + options_.lookAgain;
+        context_->manager.RequestScan(attempt_->radio, attempt_->config.ssid);
     }
 }
 
@@ -313,7 +322,7 @@ void LinuxWifiDevice::OnEnded()
 void LinuxWifiDevice::SearchAgain()
 {
     attempt_->isJoining = false;
-    context_->manager.RequestScan(attempt_->radio, attempt_->config.ssid);
+    Scan();
     LookAgainIn(options_.lookAgain);
 }
 

@@ -65,8 +65,9 @@ private:
         Wifi::WifiDeviceConfig config;
         std::string radio;
         std::chrono::steady_clock::time_point deadline;
-        std::chrono::seconds begunAt{0};  // on the boot clock, as in access points
-        bool isJoining = false;           // or connected: NetworkManager has our profile
+        std::chrono::steady_clock::time_point nextScan;  // not before
+        std::chrono::seconds begunAt{0};                 // on the boot clock, as in access points
+        bool isJoining = false;                          // or connected: NetworkManager has our profile
         bool isConnected = false;
         bool hasSeenEnd = false;
         int refusals = 0;
@@ -81,6 +82,8 @@ private:
     // isTimed: from its own timer, not because something changed.
     void Look(bool isTimed);
     void Search();
+    // Asks for a scan, unless it has just asked.
+    void Scan();
     void Join(const AccessPoint& accessPoint);
     void Follow(bool isTimed);
     void OnActivated();
