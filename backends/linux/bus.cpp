@@ -37,7 +37,9 @@ struct PendingCall {
     std::function<void(sdbus::Message&)> write;
     std::function<void(sdbus::Message&)> read;     // may be empty
     std::function<void(Result<void>)> onFinished;  // on the loop's thread; once
-    std::unique_ptr<sdbus::IProxy> proxy;          // must outlive the library's callback
+    // Must outlive the library's callback, and go on the loop's thread, before the connection: the caller may hold this
+    // call for longer.
+    std::unique_ptr<sdbus::IProxy> proxy;
 };
 
 // What stays subscribed over reconnections. Used on the loop's thread only.
@@ -46,7 +48,7 @@ struct Listener {
     std::function<void(sdbus::Message&)> onMessage;
     std::function<void()> onConnected;     // may be empty
     std::function<void()> onDisconnected;  // may be empty; also when there is no bus at the start
-    sdbus::Slot slot;
+    sdbus::Slot slot;  // goes on the loop's thread, before the connection: a subscription may hold this for longer
 };
 
 // Where handlers run, until the subscription ends.
@@ -148,7 +150,18 @@ public:
 
 private:
     void Add(const std::shared_ptr<Listener>& listener);
-    void Remove(const std::shared_ptr<Listener>& listener) { listeners_.remove(listener); }
+    void Remove(const std::shared_ptr<Listener>& listener)
+    {
+        listener->slot.reset();
+        listeners_.remove(listener);
+    }
+    static void Release(std::list<std::shared_ptr<PendingCall>>& calls)
+    {
+        for (const std::shared_ptr<PendingCall>& call : calls) {
+            call->proxy.reset();
+        }
+        calls.clear();
+    }
     void Run();
     void RunWork();
     void Connect();
@@ -192,7 +205,7 @@ void Bus::Loop::Run()
         try {
             while (connection_ && connection_->processPendingRequest()) {
             }
-            finished_.clear();
+            Release(finished_);
             Poll();
         } catch (const sdbus::Error& error) {
             Disconnect(error.what());
@@ -269,11 +282,13 @@ void Bus::Loop::Disconnect(const char* cause)
     if (cause != nullptr) {
         QuviewDFX::LogWarn(LABEL, "%{public}s is gone: %{public}s", Name(), cause);
     }
-    finished_.clear();
-    for (std::list<std::shared_ptr<PendingCall>> calls = std::move(calls_); const auto& call : calls) {
+    Release(finished_);
+    std::list<std::shared_ptr<PendingCall>> calls;
+    calls.swap(calls_);
+    for (const std::shared_ptr<PendingCall>& call : calls) {
         call->onFinished(Error{std::string(BUS_DISCONNECTED) + ": " + Name() + " is gone"});
     }
-    calls_.clear();
+    Release(calls);
     for (const std::shared_ptr<Listener>& listener : listeners_) {
         listener->slot.reset();
         if (listener->onDisconnected) {
@@ -343,6 +358,7 @@ void Bus::Loop::Send(const std::shared_ptr<PendingCall>& call)
         call->proxy->callMethod(message, onAnswer, static_cast<uint64_t>(call->limit.count()));
     } catch (const sdbus::Error& error) {
         calls_.erase(entry);
+        call->proxy.reset();
         call->onFinished(Error{error.getName() + ": " + call->method + ": " + error.getMessage()});
     }
 }
