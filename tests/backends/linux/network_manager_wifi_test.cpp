@@ -49,7 +49,7 @@ protected:
     }
     void SetUp() override
     {
-        if (!air_.IsFake()) {
+        if (!IsFakeAir()) {
             GTEST_SKIP() << "these cases rule the NetworkManager that they run on";
         }
     }

@@ -22,6 +22,11 @@
 
 namespace Vexo::Tests {
 
+inline bool IsFakeAir()
+{
+    return getenv("DISTNET_TEST_PHONE_BUS") == nullptr;
+}
+
 // One machine of the air, as its daemon sees it.
 class WifiMachine {
 public:
@@ -30,11 +35,13 @@ public:
         options_.hotspot.stateDir = folder_.Path();
         options_.hotspot.deviceName = name;
         options_.hotspot.networkId = "7f3a11";
-        options_.hotspot.switchDelay = std::chrono::milliseconds(60);
-        options_.hotspot.limits.look = std::chrono::milliseconds(20);
-        options_.hotspot.countStations = [this](const std::string&) -> Result<size_t> { return stations.load(); };
-        options_.station.searchLimit = std::chrono::milliseconds(600);
-        options_.station.lookAgain = std::chrono::milliseconds(50);
+        if (IsFakeAir()) {  // real radios need the product's own limits
+            options_.hotspot.switchDelay = std::chrono::milliseconds(60);
+            options_.hotspot.limits.look = std::chrono::milliseconds(20);
+            options_.hotspot.countStations = [this](const std::string&) -> Result<size_t> { return stations.load(); };
+            options_.station.searchLimit = std::chrono::milliseconds(600);
+            options_.station.lookAgain = std::chrono::milliseconds(50);
+        }
     }
     ~WifiMachine() { End(); }
 
@@ -119,7 +126,7 @@ public:
 
     Air()
     {
-        if (getenv("DISTNET_TEST_PHONE_BUS") == nullptr) {
+        if (IsFakeAir()) {
             phone_.emplace();
             laptop_.emplace();
             phone_->Start("NetworkManager",
@@ -130,7 +137,6 @@ public:
         }
     }
 
-    bool IsFake() const { return phone_.has_value(); }
     PrivateMachine& Phone() { return *phone_; }
     PrivateMachine& Laptop() { return *laptop_; }
     std::string PhoneAddress() const { return phone_ ? phone_->Address() : getenv("DISTNET_TEST_PHONE_BUS"); }
