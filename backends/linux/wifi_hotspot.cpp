@@ -193,7 +193,8 @@ void LinuxWifiHotspot::OpenLater(const WifiRadio& radio)
     QuviewDFX::LogInfo(LABEL, "%{public}s is a station and becomes a hotspot in a moment", radio.interface);
     isOpening_ = true;
     SetOn(true);
-    Tasks::RunAfter(options_.switchDelay, [self = sptr<LinuxWifiHotspot>(this), radio] {
+    Tasks::CancelTimer(timer_);
+    timer_ = Tasks::RunAfter(options_.switchDelay, [self = sptr<LinuxWifiHotspot>(this), radio] {
         self->context_->strand.Post([self, radio] {
             if (std::exchange(self->isOpening_, false) && self->Open(radio) != Wifi::WIFI_OK) {
                 self->SetOn(false);
@@ -241,7 +242,7 @@ int32_t LinuxWifiHotspot::Open(const WifiRadio& radio)
 void LinuxWifiHotspot::Close(const char* reason)
 {
     if (std::exchange(isOpening_, false)) {
-        SetOn(false);
+        Forget();
     }
     if (!share_) {
         return;

@@ -8,6 +8,7 @@ test.Control.Do at /test, with JSON.
 
 import json
 import sys
+import time
 
 import dbus
 import dbus.mainloop.glib
@@ -328,6 +329,9 @@ class Control(Node):
     def capabilities(self, bits):
         self.machine.radio.put(NM + ".Device.Wireless", WirelessCapabilities=dbus.UInt32(bits))
         self.machine.radio.enter(30)
+
+    def be_busy(self, seconds):
+        time.sleep(seconds)
 
     def fail_next(self, reason):
         self.machine.failure = reason

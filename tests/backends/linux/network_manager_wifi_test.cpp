@@ -320,5 +320,26 @@ TEST_F(NetworkManagerWifiTest, AbilitiesComeAndGoWithNetworkManagerTheBusAndTheR
     EXPECT_TRUE(isThere(true));
 }
 
+TEST_F(NetworkManagerWifiTest, ACallThatGetsNoUsableAnswerInTimeSaysSo)
+{
+    Linux::Bus& bus = air_.Phone().Bus();
+    const Linux::BusObject manager{Linux::NETWORK_MANAGER, Linux::NETWORK_MANAGER_PATH, Linux::NETWORK_MANAGER};
+    const Linux::BusObject control{"test.Control", "/test", "test.Control"};
+    const std::pair<std::string, std::string> cases[] = {
+        {bus.Call(control, "Do", milliseconds(20), std::string(R"({"do": "be_busy", "seconds": 0.1})")).Message(),
+         Linux::BUS_NO_REPLY},
+        {bus.GetProperty<uint32_t>(manager, "Version").Message(),
+         "org.freedesktop.NetworkManager.Version has the type"},
+        {bus.Call<bool>(manager, "GetDevices", WAIT_LIMIT).Message(), "GetDevices answered with other types"},
+        {bus.Call({"no.such.service", "/", "no.such"}, "Do", WAIT_LIMIT).Message(),
+         "org.freedesktop.DBus.Error.ServiceUnknown"},
+        {bus.Call({"no name", "/", "no.such"}, "Do", WAIT_LIMIT).Message(), "org.freedesktop.DBus.Error"},
+    };
+    for (const auto& [message, beginning] : cases) {
+        EXPECT_TRUE(message.starts_with(beginning)) << message;
+    }
+    EXPECT_TRUE(bus.GetProperty<std::string>(manager, "Version"));
+}
+
 }  // namespace
 }  // namespace Vexo::Tests
