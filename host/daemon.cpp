@@ -226,6 +226,7 @@ void Daemon::PublishHost()
         const Ipc::IpcServer* server = counted_.load();
         return server != nullptr ? server->Counts() : Ipc::IpcServerCounts{};
     };
+    facts.deviceChecks = [this] { return device_->Checks(); };
     facts.events = events_;
     facts.traces = traces_;
     abilities_->AddSystemAbility(DISTNET_HOST_ABILITY_ID, MakeSptr<DistNetHost>(std::move(facts))->AsObject());

@@ -1,5 +1,7 @@
 #include "host/device.h"
 
+#include <algorithm>
+#include <array>
 #include <utility>
 
 #include "backends/linux/linux_device.h"
@@ -8,12 +10,47 @@
 namespace Vexo::Host {
 namespace {
 
+// How an ability appears in `distnetctl doctor`.
+struct AbilityCheck {
+    int32_t id;
+    const char* name;
+    bool isNeeded;  // without it the device cannot do what it is for
+    const char* advice;
+};
+
+constexpr std::array<AbilityCheck, 4> ABILITY_CHECKS{{
+    {WIFI_DEVICE_SYS_ABILITY_ID, "radio", true,
+     "Needs NetworkManager and a Wi-Fi device that it manages: systemctl start NetworkManager; nmcli device"},
+    {WIFI_HOTSPOT_SYS_ABILITY_ID, "hotspot", true,
+     "Needs NetworkManager and a Wi-Fi device that can be an access point: nmcli -f WIFI-PROPERTIES device show"},
+    {COMMON_EVENT_SERVICE_ID, "events", true, ""},
+    {TELEPHONY_CORE_SERVICE_SYS_ABILITY_ID, "modem", false,
+     "Mobile data needs ModemManager and a modem: systemctl start ModemManager; mmcli --list-modems"},
+}};
+
+const AbilityCheck* FindCheck(int32_t id)
+{
+    const auto* const found = std::find_if(ABILITY_CHECKS.begin(), ABILITY_CHECKS.end(),
+                                           [&](const AbilityCheck& check) { return check.id == id; });
+    return found != ABILITY_CHECKS.end() ? found : nullptr;
+}
+
+QuviewDFX::HealthCheck CheckOf(const AbilityCheck& check, const Linux::Presence& presence)
+{
+    if (presence.isThere) {
+        return QuviewDFX::Healthy(check.name, presence.reason);
+    }
+    return check.isNeeded ? QuviewDFX::Unhealthy(check.name, presence.reason, check.advice)
+                          : QuviewDFX::NotChecked(check.name, presence.reason, check.advice);
+}
+
 class SimulatedPlatform final : public Device {
 public:
     explicit SimulatedPlatform(std::unique_ptr<Simulated::SimulatedDevice> device) : device_(std::move(device)) {}
     void Stop() override { device_->Stop(); }
     // Which abilities there are follows the state file, and is logged each time.
     std::vector<std::string> Lines() const override { return {}; }
+    std::vector<QuviewDFX::HealthCheck> Checks() const override { return {}; }
 
 private:
     const std::unique_ptr<Simulated::SimulatedDevice> device_;
@@ -31,6 +68,16 @@ public:
                 AbilityLine(ability.id, (ability.presence.isThere ? "" : "not there: ") + ability.presence.reason));
         }
         return lines;
+    }
+    std::vector<QuviewDFX::HealthCheck> Checks() const override
+    {
+        std::vector<QuviewDFX::HealthCheck> checks;
+        for (const Linux::AbilityState& ability : device_->Abilities()) {
+            if (const AbilityCheck* check = FindCheck(ability.id); check != nullptr) {
+                checks.push_back(CheckOf(*check, ability.presence));
+            }
+        }
+        return checks;
     }
 
 private:

@@ -11,6 +11,7 @@
 #include "host/configuration.h"
 #include "platform/base/nocopyable.h"
 #include "platform/base/result.h"
+#include "platform/dfx/health_check.h"
 
 namespace Vexo::Host {
 
@@ -38,6 +39,9 @@ public:
     virtual void Stop() = 0;
     // One line an ability for the person who watches the daemon start: what is behind it, or why it is not there.
     virtual std::vector<std::string> Lines() const = 0;
+    // For `distnetctl doctor`: what is behind the radios, modems and events, and how to mend what is missing. None for
+    // a simulated device. Any thread.
+    virtual std::vector<QuviewDFX::HealthCheck> Checks() const = 0;
 };
 
 // "ability 4010 telephony: ModemManager 1.20.4, 1 modem"

@@ -12,6 +12,7 @@
 #include "host/device.h"
 #include "platform/base/unique_fd.h"
 #include "tests/backends/linux/private_machine.h"
+#include "tests/support/fake_ability_manager.h"
 
 namespace Vexo::Host {
 namespace {
@@ -38,6 +39,24 @@ TEST(Platform, IsTheConfiguredOneElseTheMachinesOwnWhereNetworkManagerAnswers)
     machine.StartMock("networkmanager", NETWORK_MANAGER);
     EXPECT_EQ(choose(""), "linux: NetworkManager 0.9.6.0 answers");
     EXPECT_EQ(choose("simulated"), "simulated: configured");
+}
+
+TEST(Platform, AMachineWithoutRadioAndModemSaysWhatItNeeds)
+{
+    Tests::PrivateMachine machine;
+    const Tests::InstalledRegistry registry;
+    machine.StartMock("networkmanager", NETWORK_MANAGER);
+    Configuration configuration;
+    configuration.stateDir = machine.Folder();
+    configuration.linuxBus = machine.Address();
+    auto device = Device::Start(ChoosePlatform(configuration), configuration, "7f3a11");
+    ASSERT_TRUE(device) << device.Message();
+    std::string checks;
+    for (const QuviewDFX::HealthCheck& check : device.Value()->Checks()) {
+        checks += check.name + (!check.good ? "? " : *check.good ? "+ " : "- ");
+        EXPECT_EQ(check.advice.empty(), check.good.value_or(false)) << check.message;
+    }
+    EXPECT_EQ(checks, "radio- hotspot- events+ modem? ");
 }
 
 // Plays the service manager's socket.
