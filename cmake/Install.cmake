@@ -1,13 +1,77 @@
-# What `cmake --install` lays out: bin/, lib/ and include/distnet/.
+# What `cmake --install` lays out, and the Debian packages that CPack makes of it (scripts/package).
 #
-# The libraries go to lib/ and not to the multi-architecture folder, because distnetd looks for the service library
-# in ../lib from where it lies. A program that uses the client library adds include/distnet to its include path.
+# The daemon lies beside the service library, which it looks for there; sbin/ has a link to it. The libraries are found by
+# the loader below /usr, and elsewhere by their place relative to the programs. What ties the daemon into a machine (unit,
+# user, D-Bus, polkit, configuration) names its paths, and is installed below /usr only.
+include(GNUInstallDirs)
+set(daemon_dir lib/distnet)
+set(is_system FALSE)
+if(CMAKE_INSTALL_PREFIX STREQUAL "/usr")
+    set(is_system TRUE)
+endif()
 
-install(TARGETS distnet_platform distnet_service distnet_client distnetd distnetctl
-    RUNTIME DESTINATION bin LIBRARY DESTINATION lib)
+foreach(library distnet_platform distnet_client)
+    set_target_properties(${library} PROPERTIES
+        VERSION ${PROJECT_VERSION} SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
+endforeach()
 
-install(DIRECTORY client platform DESTINATION include/distnet FILES_MATCHING PATTERN "*.h")
-# What the client's headers include of the other folders.
-install(FILES distributed/services/service/i_distnet_service.h distributed/services/service/distnet_errors.h
-    DESTINATION include/distnet/distributed/services/service)
-install(FILES host/i_distnet_host.h DESTINATION include/distnet/host)
+# install_rpath(<path to the libraries from the targets' folder> <target…>)
+function(install_rpath path)
+    if(is_system)
+        set(path "")
+    endif()
+    set_target_properties(${ARGN} PROPERTIES INSTALL_RPATH "${path}" BUILD_WITH_INSTALL_RPATH OFF)
+endfunction()
+install_rpath("$ORIGIN" distnet_platform distnet_client)
+install_rpath("$ORIGIN/../${CMAKE_INSTALL_LIBDIR}" distnetctl)
+install_rpath("$ORIGIN/../../${CMAKE_INSTALL_LIBDIR}" distnetd distnet_service)
+
+install(TARGETS distnetctl RUNTIME DESTINATION bin COMPONENT daemon)
+install(TARGETS distnetd distnet_service
+    RUNTIME DESTINATION ${daemon_dir} COMPONENT daemon
+    LIBRARY DESTINATION ${daemon_dir} COMPONENT daemon)
+install(CODE [[
+    set(sbin "$ENV{DESTDIR}${CMAKE_INSTALL_PREFIX}/sbin")
+    file(MAKE_DIRECTORY "${sbin}")
+    file(CREATE_LINK ../lib/distnet/distnetd "${sbin}/distnetd" SYMBOLIC)]] COMPONENT daemon)
+install(TARGETS distnet_platform distnet_client
+    LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT daemon NAMELINK_SKIP)
+
+install(TARGETS distnet_client LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development NAMELINK_ONLY)
+install(FILES client/distnet_client.h DESTINATION include/distnet/client COMPONENT development)
+install(FILES distributed/services/service/distnet_errors.h
+    DESTINATION include/distnet/distributed/services/service COMPONENT development)
+configure_file(packaging/distnet-client.pc.in packaging/distnet-client.pc @ONLY)
+install(FILES "${PROJECT_BINARY_DIR}/packaging/distnet-client.pc"
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+
+install(FILES packaging/completion/distnetctl.bash
+    DESTINATION share/bash-completion/completions RENAME distnetctl COMPONENT daemon)
+
+# ---- Manual pages: made of the pages in docs/ ---------------------------------------------------------------------
+find_program(LOWDOWN_PROGRAM lowdown)
+function(install_manual page text)
+    set(written "${PROJECT_BINARY_DIR}/packaging/${page}.gz")
+    get_filename_component(section "${page}" LAST_EXT)
+    string(SUBSTRING "${section}" 1 -1 section)
+    add_custom_command(OUTPUT "${written}"
+        COMMAND packaging/man/make-page ${page} ${PROJECT_VERSION} ${text} > "${written}.tmp"
+        COMMAND gzip -9nc "${written}.tmp" > "${written}"
+        DEPENDS packaging/man/make-page packaging/man/${page}.md ${text}
+        WORKING_DIRECTORY "${PROJECT_SOURCE_DIR}" VERBATIM)
+    install(FILES "${written}" DESTINATION share/man/man${section} COMPONENT daemon)
+    set_property(GLOBAL APPEND PROPERTY DISTNET_MANUAL "${written}")
+endfunction()
+if(LOWDOWN_PROGRAM)
+    install_manual(distnetctl.1 docs/distnetctl.md)
+    install_manual(distnetd.json.5 docs/configuration.md)
+    install_manual(distnetd.8 packaging/man/distnetd.md)
+    get_property(manual GLOBAL PROPERTY DISTNET_MANUAL)
+    add_custom_target(distnet_manual ALL DEPENDS ${manual})
+else()
+    message(STATUS "No manual pages: lowdown is not installed")
+endif()
+
+if(is_system)
+    include(cmake/SystemInstall.cmake)
+endif()

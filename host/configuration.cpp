@@ -159,7 +159,10 @@ private:
                 Fault(rule.key.name, std::string("missing (") + rule.key.allowed + ")");
             }
         }
-        FillDerivedPaths(configuration);
+        FillDerived(configuration);
+        if (configuration.hotspotChannel != 0 && configuration.hotspotBand.empty()) {
+            Fault("hotspot.channel", "a channel stands for nothing without its band (give \"hotspot.band\")");
+        }
         constexpr size_t socketPathLimit = sizeof(sockaddr_un::sun_path) - 1;
         if (const size_t length = configuration.ipcSocket.string().size(); length > socketPathLimit) {
             Fault("ipc.socket", "the path has " + std::to_string(length) + " bytes (at most " +

@@ -9,13 +9,14 @@
 #include <vector>
 
 #include "platform/dfx/log.h"
+#include "platform/wifi/wifi_types.h"
 
 namespace Vexo::Host {
 
 struct Configuration {
-    std::string platform = "simulated";       // "platform"
+    std::string platform;                     // "platform": "linux", "simulated"; empty: chosen at start
     std::filesystem::path stateDir;           // "state_dir": required
-    std::string deviceName;                   // "device.name": required, 1 to 64 bytes
+    std::string deviceName;                   // "device.name": default the host name
     uint16_t deviceTypeId = 0;                // "device.type": "phone", "tablet", "laptop", "unknown"
     std::filesystem::path ipcSocket;          // "ipc.socket": default STATE_DIR/ipc.sock
     uint32_t ipcSocketMode = 0666;            // "ipc.socket_mode": octal text, "0600" to "0666"
@@ -26,7 +27,13 @@ struct Configuration {
     std::filesystem::path accessPolicy;       // "access.policy": empty: the shipped default
     // "config_policy.roots": lowest priority first
     std::vector<std::filesystem::path> policyRoots{"/usr/share/distnet", "/etc/distnet"};
-    std::filesystem::path airDir;          // "simulated.air_dir": default STATE_DIR/air
+    std::filesystem::path airDir;                             // "simulated.air_dir": default STATE_DIR/air
+    std::string linuxBus;                                     // "linux.bus": empty: the system bus
+    Wifi::KeyMgmt hotspotSecurity = Wifi::KeyMgmt::WPA2_PSK;  // "hotspot.security": "wpa2", "wpa3", "open"
+    std::string hotspotBand;                                  // "hotspot.band": "bg", "a"; empty: the driver's choice
+    uint32_t hotspotChannel = 0;                              // "hotspot.channel": 0: the driver's choice
+    uint32_t hotspotIdleS = 300;                              // "hotspot.idle_s"
+    uint32_t hotspotIdleNoUplinkS = 60;                       // "hotspot.idle_no_uplink_s"
     std::filesystem::path serviceLibrary;  // "service.library": default: beside the program or in ../lib
     QuviewDFX::LogLevel logLevel = QuviewDFX::LogLevel::INFO;  // "log.level": "debug", "info", "warning", "error"
     std::filesystem::path eventsFile;                          // "events.file": default STATE_DIR/events.jsonl

@@ -1,8 +1,10 @@
 #include "host/configuration_keys.h"
 
 #include <arpa/inet.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <charconv>
 #include <cmath>
 #include <optional>
@@ -83,7 +85,7 @@ bool IsHostAndPort(std::string_view text)
 
 std::string ApplyPlatform(const cJSON& value, const fs::path&, Configuration& out)
 {
-    static const NamedValue<std::string> names[] = {{"simulated", "simulated"}};
+    static const NamedValue<std::string> names[] = {{"linux", "linux"}, {"simulated", "simulated"}};
     return ApplyNamed(value, names, out.platform);
 }
 
@@ -200,6 +202,32 @@ std::string ApplyPolicyRoots(const cJSON& value, const fs::path& folder, Configu
     return {};
 }
 
+std::string ApplyLinuxBus(const cJSON& value, const fs::path&, Configuration& out)
+{
+    if (!cJSON_IsString(&value)) {
+        return IS_NO_TEXT;
+    }
+    const std::string_view address = value.valuestring;
+    if (address.find(':') == std::string_view::npos || address.find('=') == std::string_view::npos) {
+        return "is not a D-Bus address";
+    }
+    out.linuxBus = address;
+    return {};
+}
+
+std::string ApplyHotspotSecurity(const cJSON& value, const fs::path&, Configuration& out)
+{
+    static constexpr NamedValue<Wifi::KeyMgmt> names[] = {
+        {"wpa2", Wifi::KeyMgmt::WPA2_PSK}, {"wpa3", Wifi::KeyMgmt::SAE}, {"open", Wifi::KeyMgmt::NONE}};
+    return ApplyNamed(value, names, out.hotspotSecurity);
+}
+
+std::string ApplyHotspotBand(const cJSON& value, const fs::path&, Configuration& out)
+{
+    static const NamedValue<std::string> names[] = {{"any", ""}, {"2.4 GHz", "bg"}, {"5 GHz", "a"}};
+    return ApplyNamed(value, names, out.hotspotBand);
+}
+
 std::string ApplyLogLevel(const cJSON& value, const fs::path&, Configuration& out)
 {
     using QuviewDFX::LogLevel;
@@ -219,11 +247,13 @@ std::string ApplyPathTo(const cJSON& value, const fs::path& folder, Configuratio
 const std::vector<KeyRule>& KeyRules()
 {
     static const std::vector<KeyRule> rules = {
-        {{"platform", "\"simulated\"", "\"simulated\"", "what the device's radios, SIMs, screen and battery are"},
+        {{"platform", "\"linux\" or \"simulated\"", "\"linux\" where NetworkManager answers, else \"simulated\"",
+          "whose radios, SIMs, screen and battery the device has: this machine's, or simulated ones"},
          ApplyPlatform},
         {{"state_dir", "a path", REQUIRED_KEY, "the device's own folder: identity, state, lock; created when missing"},
          ApplyPathTo<&Configuration::stateDir>},
-        {{"device.name", "1 to 64 bytes, no control characters", REQUIRED_KEY, "what other devices call this one"},
+        {{"device.name", "1 to 64 bytes, no control characters", "the machine's host name",
+          "what other devices call this one"},
          ApplyDeviceName},
         {{"device.type", "\"phone\", \"tablet\", \"laptop\" or \"unknown\"", "\"unknown\"",
           "what kind of device it is"},
@@ -250,6 +280,22 @@ const std::vector<KeyRule>& KeyRules()
          ApplyPolicyRoots},
         {{"simulated.air_dir", "a path", "STATE_DIR/air", "the air that simulated radios share"},
          ApplyPathTo<&Configuration::airDir>},
+        {{"linux.bus", "a D-Bus address, \"unix:path=…\"", "the system bus", "where this machine's daemons answer"},
+         ApplyLinuxBus},
+        {{"hotspot.security", "\"wpa2\", \"wpa3\" or \"open\"", "\"wpa2\"",
+          "how a hotspot is secured that the daemon makes because the user has none"},
+         ApplyHotspotSecurity},
+        {{"hotspot.band", "\"any\", \"2.4 GHz\" or \"5 GHz\"", "\"any\"",
+          "where such a hotspot is; any: the driver's choice"},
+         ApplyHotspotBand},
+        {{"hotspot.channel", "0 to 196; 0: the driver's choice; else only with \"hotspot.band\"", "0",
+          "the channel of such a hotspot"},
+         ApplyNumber<&Configuration::hotspotChannel, 0, 196>},
+        {{"hotspot.idle_s", "10 to 86400", "300",
+          "after how many seconds without a station a hotspot is turned off that the daemon turned on"},
+         ApplyNumber<&Configuration::hotspotIdleS, 10, 86'400>},
+        {{"hotspot.idle_no_uplink_s", "10 to 86400", "60", "the same, while the hotspot leads nowhere"},
+         ApplyNumber<&Configuration::hotspotIdleNoUplinkS, 10, 86'400>},
         {{"service.library", "a path", "libdistnet_service.so beside distnetd or in ../lib",
           "the service, loaded on demand"},
          ApplyPathTo<&Configuration::serviceLibrary>},
@@ -275,7 +321,7 @@ const KeyRule* FindKeyRule(const std::string& name)
     return found != rules.end() ? &*found : nullptr;
 }
 
-void FillDerivedPaths(Configuration& configuration)
+void FillDerived(Configuration& configuration)
 {
     const auto fill = [&](fs::path& path, const char* name) {
         if (path.empty()) {
@@ -285,6 +331,11 @@ void FillDerivedPaths(Configuration& configuration)
     fill(configuration.ipcSocket, "ipc.sock");
     fill(configuration.airDir, "air");
     fill(configuration.eventsFile, "events.jsonl");
+    if (configuration.deviceName.empty()) {
+        std::array<char, MAX_DEVICE_NAME + 1> name{};
+        const bool named = gethostname(name.data(), name.size() - 1) == 0 && name.front() != '\0';
+        configuration.deviceName = named ? name.data() : "device";
+    }
 }
 
 }  // namespace Vexo::Host

@@ -28,6 +28,6 @@ const std::vector<KeyRule>& KeyRules();
 const KeyRule* FindKeyRule(const std::string& name);
 
 // Gives the paths that follow from state_dir their values, where the file gave none.
-void FillDerivedPaths(Configuration& configuration);
+void FillDerived(Configuration& configuration);
 
 }  // namespace Vexo::Host

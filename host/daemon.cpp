@@ -4,6 +4,7 @@
 
 #include "host/distnet_host.h"
 #include "host/memory.h"
+#include "host/service_manager.h"
 #include "platform/access/policy.h"
 #include "platform/base/version.h"
 #include "platform/config_policy/config_policy.h"
@@ -21,11 +22,6 @@ constexpr std::chrono::milliseconds DRAIN_STEP{5};
 std::string Quoted(const std::string& text)
 {
     return "\"" + text + "\"";
-}
-
-std::string AbilityLine(int32_t systemAbilityId, const std::string& what)
-{
-    return "ability " + std::to_string(systemAbilityId) + " " + AbilityName(systemAbilityId) + ": " + what;
 }
 
 // Hears of the service's start and stop and of the peers' requests.
@@ -58,9 +54,13 @@ Daemon::Daemon(const Configuration& configuration)
 
 Result<std::unique_ptr<Daemon>> Daemon::Start(const Configuration& configuration, const Say& say)
 {
-    std::unique_ptr<Daemon> daemon(new Daemon(configuration));
-    say(std::string("distnetd ") + DistNetVersion() + ": " + configuration.platform + " device " +
+    const PlatformChoice choice = ChoosePlatform(configuration);
+    Configuration chosen = configuration;
+    chosen.platform = choice.platform;
+    std::unique_ptr<Daemon> daemon(new Daemon(chosen));
+    say(std::string("distnetd ") + DistNetVersion() + ": " + choice.platform + " device " +
         Quoted(configuration.deviceName) + ", state in " + configuration.stateDir.string());
+    say("platform " + choice.platform + ": " + choice.reason);
     Result<void> done = daemon->PrepareFolders();
     if (done) {
         done = daemon->PrepareRecords(say);
@@ -68,7 +68,7 @@ Result<std::unique_ptr<Daemon>> Daemon::Start(const Configuration& configuration
     if (done) {
         daemon->InstallAccess(say);
         daemon->InstallAbilities();
-        done = daemon->StartDevice();
+        done = daemon->StartDevice(choice, say);
     }
     if (done) {
         done = daemon->StartLink(say);
@@ -92,9 +92,8 @@ Result<void> Daemon::PrepareFolders()
         return folder.TakeError();
     }
     folder_ = std::make_unique<StateFolder>(std::move(folder.Value()));
-    for (const std::filesystem::path& needed :
-         {configuration_.airDir, configuration_.announceDir, configuration_.ipcSocket.parent_path(),
-          configuration_.eventsFile.parent_path()}) {
+    for (const std::filesystem::path& needed : {configuration_.announceDir, configuration_.ipcSocket.parent_path(),
+                                                configuration_.eventsFile.parent_path()}) {
         if (Result<void> made = MakeFolder(needed); !made) {
             return made;
         }
@@ -168,18 +167,16 @@ void Daemon::InstallAbilities()
     SystemAbilityManagerClient::GetInstance().SetSystemAbilityManager(abilities_);
 }
 
-Result<void> Daemon::StartDevice()
+Result<void> Daemon::StartDevice(const PlatformChoice& choice, const Say& say)
 {
-    Simulated::SimulatedDeviceOptions options;
-    options.stateDir = configuration_.stateDir;
-    options.airDir = configuration_.airDir;
-    options.deviceName = configuration_.deviceName;
-    options.networkId = identity_.networkId;
-    auto device = Simulated::SimulatedDevice::Start(options);
+    auto device = Device::Start(choice, configuration_, identity_.networkId);
     if (!device) {
         return device.TakeError();
     }
     device_ = std::move(device.Value());
+    for (const std::string& line : device_->Lines()) {
+        say(line);
+    }
     return {};
 }
 
@@ -229,6 +226,7 @@ void Daemon::PublishHost()
         const Ipc::IpcServer* server = counted_.load();
         return server != nullptr ? server->Counts() : Ipc::IpcServerCounts{};
     };
+    facts.deviceChecks = [this] { return device_->Checks(); };
     facts.events = events_;
     facts.traces = traces_;
     abilities_->AddSystemAbility(DISTNET_HOST_ABILITY_ID, MakeSptr<DistNetHost>(std::move(facts))->AsObject());
@@ -248,8 +246,10 @@ Result<void> Daemon::Listen(const Say& say)
     }
     ipc_ = std::move(server.Value());
     counted_ = ipc_.get();
-    say("listening on " + configuration_.ipcSocket.string() +
-        (softBus_ ? "; link on " + softBus_->ListenAddress() : "; no link"));
+    const std::string where = "listening on " + configuration_.ipcSocket.string() +
+                              (softBus_ ? "; link on " + softBus_->ListenAddress() : "; no link");
+    say(where);
+    NotifyServiceManager(ServiceState::READY, configuration_.platform + " device, " + where);
     return {};
 }
 
@@ -270,6 +270,7 @@ int32_t Daemon::Run(const Ipc::IpcHeader& request, MessageParcel& data, MessageP
 void Daemon::Drain()
 {
     const auto deadline = std::chrono::steady_clock::now() + DRAIN_LIMIT;
+    NotifyServiceManager(ServiceState::STOPPING, "ending; requests under way may finish");
     if (ipc_) {
         ipc_->StopAccepting();
     }

@@ -9,8 +9,8 @@
 #include <memory>
 #include <string>
 
-#include "backends/simulated/simulated_device.h"
 #include "host/configuration.h"
+#include "host/device.h"
 #include "host/memory.h"
 #include "host/service_clients.h"
 #include "host/service_library.h"
@@ -54,7 +54,7 @@ private:
     bool UseJournal(const Say& say);
     void InstallAccess(const Say& say);
     void InstallAbilities();
-    Result<void> StartDevice();
+    Result<void> StartDevice(const PlatformChoice& choice, const Say& say);
     Result<void> StartLink(const Say& say);
     void PublishHost();
     Result<void> Listen(const Say& say);
@@ -69,7 +69,7 @@ private:
     Trust::Identity identity_;
     sptr<SystemAbilityManager> abilities_;
     std::unique_ptr<ServiceClients> clients_;
-    std::unique_ptr<Simulated::SimulatedDevice> device_;
+    std::unique_ptr<Device> device_;
     // Null before enrolment.
     sptr<SoftBus::SoftBusServer> softBus_;
     sptr<DistributedHardware::DeviceManagerServer> deviceManager_;

@@ -208,6 +208,7 @@ int32_t DistNetHost::GetChecks(std::string& json)
     facts.abilities = facts_.abilities->ListSystemAbilities().size();
     facts.serviceRuns = static_cast<bool>(facts_.abilities->GetSystemAbility(COMM_DISTRIBUTED_NET_ABILITY_ID));
     facts.serviceLibrary = FindServiceLibrary(facts_.configuration.serviceLibrary);
+    facts.device = facts_.deviceChecks ? facts_.deviceChecks() : std::vector<QuviewDFX::HealthCheck>();
     json = HealthJson(CheckHealth(facts));
     return HOST_OK;
 }

@@ -12,6 +12,7 @@
 #include "host/hotspot_state.h"
 #include "platform/ability/system_ability_manager.h"
 #include "platform/dfx/event_file.h"
+#include "platform/dfx/health_check.h"
 #include "platform/dfx/trace_recorder.h"
 #include "platform/ipc/ipc_server.h"
 #include "platform/softbus/softbus_server.h"
@@ -26,6 +27,8 @@ struct HostFacts {
     sptr<SystemAbilityManager> abilities;
     sptr<SoftBus::SoftBusServer> softBus;  // null before enrolment
     std::function<Ipc::IpcServerCounts()> ipcCounts;
+    // What the device says of its radios and daemons (host/device.h); may be empty.
+    std::function<std::vector<QuviewDFX::HealthCheck>()> deviceChecks;
     std::shared_ptr<QuviewDFX::EventFile> events;
     std::shared_ptr<QuviewDFX::TraceRecorder> traces;
 };

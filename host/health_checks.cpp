@@ -10,6 +10,7 @@
 #include <memory>
 
 #include "backends/simulated/device_state.h"
+#include "host/device.h"
 #include "host/socket_rights.h"
 #include "platform/ability/ability_ids.h"
 #include "platform/access/policy.h"
@@ -220,6 +221,10 @@ std::vector<HealthCheck> CheckHealth(const HealthFacts& facts)
     CheckDaemon(facts, checks);
     checks.push_back(CheckSocket(facts.configuration, policy.value_or(Security::AccessPolicy::RootOnly())));
     CheckPeers(facts, checks);
+    if (facts.configuration.platform == PLATFORM_LINUX) {
+        checks.insert(checks.end(), facts.device.begin(), facts.device.end());
+        return checks;
+    }
     const auto state = Simulated::LoadDeviceState(facts.configuration.stateDir);
     checks.push_back(CheckRadio(facts, state));
     checks.push_back(checks.back().good.value_or(false) ? CheckHotspot(facts, state.Value())

@@ -1,6 +1,7 @@
 // What the daemon finds when `distnetctl doctor` asks how it is: identity, account, clock, policy, daemon, socket,
-// peers, radio, hotspot, in that order. It looks at files and at the registry each time, changes nothing and never
-// loads the service. Blocks on the disk and on the radio (10 s when that does not answer). Any thread.
+// peers, radio, hotspot, and on a Linux machine modem and events, in that order. It looks at files and at the registry
+// each time, changes nothing and never loads the service. Blocks on the disk and on the radio (10 s when that does not
+// answer). Any thread.
 #pragma once
 
 #include <sys/types.h>
@@ -27,6 +28,8 @@ struct HealthFacts {
     size_t abilities = 0;                               // present now
     bool serviceRuns = false;
     std::filesystem::path serviceLibrary;
+    // What the device says of its radios and daemons; empty for a simulated one, whose state file tells.
+    std::vector<QuviewDFX::HealthCheck> device;
     std::chrono::system_clock::time_point now = std::chrono::system_clock::now();
 };
 

@@ -1,14 +1,10 @@
 #include "backends/simulated/simulated_hotspot.h"
 
-#include <sys/random.h>
-
-#include <array>
-#include <cerrno>
-#include <cstdlib>
 #include <utility>
 
 #include "platform/dfx/log.h"
 #include "platform/dfx/trace.h"
+#include "platform/wifi/wifi_config.h"
 
 namespace Vexo::Simulated {
 namespace {
@@ -16,42 +12,6 @@ namespace {
 using std::chrono::steady_clock;
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "SimulatedHotspot"};
-constexpr size_t MAX_SSID_BYTES = 32;
-constexpr size_t SSID_ID_DIGITS = 4;
-constexpr size_t GENERATED_KEY_LENGTH = 16;
-
-// "phone-7f3a". A long name is cut between characters, not within one.
-std::string MakeDefaultSsid(std::string name, const std::string& networkId)
-{
-    const std::string suffix = "-" + networkId.substr(0, SSID_ID_DIGITS);
-    size_t length = std::min(name.size(), MAX_SSID_BYTES - suffix.size());
-    while (length > 0 && length < name.size() && (static_cast<unsigned char>(name[length]) & 0xC0U) == 0x80U) {
-        --length;
-    }
-    name.resize(length);
-    return name + suffix;
-}
-
-// 80 random bits from 32 characters that nobody mistakes for one another.
-std::string GenerateKey()
-{
-    constexpr std::string_view ALPHABET = "abcdefghijkmnpqrstuvwxyz23456789";
-    static_assert(ALPHABET.size() == 32);
-    std::array<unsigned char, GENERATED_KEY_LENGTH> bytes{};
-    ssize_t filled = -1;
-    do {
-        filled = ::getrandom(bytes.data(), bytes.size(), 0);
-    } while (filled < 0 && errno == EINTR);
-    if (filled != static_cast<ssize_t>(bytes.size())) {
-        QuviewDFX::LogError(LABEL, "the kernel gives no random bytes for a hotspot key");
-        std::abort();
-    }
-    std::string key;
-    for (const unsigned char byte : bytes) {
-        key += ALPHABET[byte % ALPHABET.size()];
-    }
-    return key;
-}
 
 Wifi::KeyMgmt KeyMgmtOf(HotspotSecurity security)
 {
@@ -71,8 +31,8 @@ Wifi::KeyMgmt KeyMgmtOf(HotspotSecurity security)
 SimulatedHotspot::SimulatedHotspot(std::shared_ptr<LiveState> live, Air air, std::string deviceName)
     : live_(std::move(live)),
       air_(std::move(air)),
-      defaultSsid_(MakeDefaultSsid(std::move(deviceName), air_.NetworkId())),
-      generatedKey_(GenerateKey())
+      defaultSsid_(Wifi::MakeHotspotSsid(std::move(deviceName), air_.NetworkId())),
+      generatedKey_(Wifi::GenerateHotspotKey())
 {
 }
 

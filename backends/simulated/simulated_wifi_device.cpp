@@ -1,13 +1,12 @@
 #include "backends/simulated/simulated_wifi_device.h"
 
 #include <algorithm>
-#include <array>
-#include <string_view>
 #include <utility>
 
 #include "platform/dfx/log.h"
 #include "platform/dfx/trace.h"
 #include "platform/events/common_event_support.h"
+#include "platform/wifi/wifi_config.h"
 
 namespace Vexo::Simulated {
 namespace {
@@ -18,37 +17,11 @@ using Wifi::WifiLinkInfo;
 using Wifi::WifiLinkState;
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "SimulatedWifi"};
-constexpr size_t MAX_SSID_BYTES = 32;
-constexpr size_t MIN_KEY_BYTES = 8;
-constexpr size_t MAX_KEY_BYTES = 63;
-
-int32_t Validate(const WifiDeviceConfig& config)
-{
-    if (config.ssid.empty() || config.ssid.size() > MAX_SSID_BYTES) {
-        return Wifi::WIFI_INVALID_CONFIG;
-    }
-    const bool isKey = config.preSharedKey.size() >= MIN_KEY_BYTES && config.preSharedKey.size() <= MAX_KEY_BYTES;
-    if (config.keyMgmt == "WPA-PSK") {
-        return isKey ? Wifi::WIFI_OK : Wifi::WIFI_INVALID_CONFIG;
-    }
-    if (config.keyMgmt == "NONE") {
-        return config.preSharedKey.empty() ? Wifi::WIFI_OK : Wifi::WIFI_INVALID_CONFIG;
-    }
-    if (config.keyMgmt.empty()) {
-        return isKey || config.preSharedKey.empty() ? Wifi::WIFI_OK : Wifi::WIFI_INVALID_CONFIG;
-    }
-    return config.keyMgmt == "WPA-EAP" ? Wifi::WIFI_OK : Wifi::WIFI_NOT_SUPPORTED;
-}
 
 bool AllowsSecurity(const std::string& keyMgmt, HotspotSecurity security)
 {
     return keyMgmt.empty() || (keyMgmt == "NONE" && security == HotspotSecurity::OPEN) ||
-           (keyMgmt == "WPA-PSK" && security == HotspotSecurity::WPA2);
-}
-
-bool IsSameNetwork(const WifiDeviceConfig& one, const WifiDeviceConfig& other)
-{
-    return one.ssid == other.ssid && one.keyMgmt == other.keyMgmt;
+           (keyMgmt == "WPA-PSK" && security != HotspotSecurity::OPEN);
 }
 
 bool IsLooking(WifiLinkState state)
@@ -83,13 +56,7 @@ int32_t SimulatedWifiDevice::GetDeviceConfigs(std::vector<WifiDeviceConfig>& con
     if (const int32_t fault = live_->ApplyFault(PlatformCall::WIFI_GET_CONFIGS, Wifi::WIFI_NO_ANSWER); fault != 0) {
         return fault;
     }
-    MutexLock lock(mutex_);
-    configs.clear();
-    for (const StoredConfig& stored : configs_) {
-        if (!isCandidate || stored.isCandidate) {
-            configs.push_back(stored.config);
-        }
-    }
+    configs = configs_.List(isCandidate);
     return Wifi::WIFI_OK;
 }
 
@@ -99,19 +66,10 @@ int32_t SimulatedWifiDevice::AddDeviceConfig(const WifiDeviceConfig& config, int
     if (const int32_t fault = live_->ApplyFault(PlatformCall::WIFI_ADD_CONFIG, Wifi::WIFI_NO_ANSWER); fault != 0) {
         return fault;
     }
-    if (const int32_t invalid = Validate(config); invalid != Wifi::WIFI_OK) {
+    if (const int32_t invalid = Wifi::CheckConfig(config); invalid != Wifi::WIFI_OK) {
         return invalid;
     }
-    MutexLock lock(mutex_);
-    auto it = std::find_if(configs_.begin(), configs_.end(),
-                           [&](const StoredConfig& stored) { return IsSameNetwork(stored.config, config); });
-    if (it == configs_.end()) {
-        it = configs_.insert(configs_.end(), StoredConfig{});
-    }
-    it->config = config;
-    it->config.networkId = static_cast<int>(it - configs_.begin());
-    it->isCandidate = isCandidate;
-    networkId = it->config.networkId;
+    networkId = configs_.Add(config, isCandidate);
     return Wifi::WIFI_OK;
 }
 
@@ -126,11 +84,8 @@ int32_t SimulatedWifiDevice::ConnectToDevice(const WifiDeviceConfig& config)
     }
     {
         MutexLock lock(mutex_);
-        WifiDeviceConfig wanted = config;
-        if (config.ssid.empty() && config.networkId >= 0 && static_cast<size_t>(config.networkId) < configs_.size()) {
-            wanted = configs_[static_cast<size_t>(config.networkId)].config;
-        }
-        if (const int32_t invalid = Validate(wanted); invalid != Wifi::WIFI_OK) {
+        WifiDeviceConfig wanted = configs_.Resolve(config);
+        if (const int32_t invalid = Wifi::CheckConfig(wanted); invalid != Wifi::WIFI_OK) {
             return invalid;
         }
         if (stopped_) {
@@ -328,10 +283,8 @@ void SimulatedWifiDevice::End(uint32_t attempt, WifiLinkState state, const std::
         info_.reason = reason;
         info_.address = state == WifiLinkState::CONNECTED ? air_.StationAddress() : "";
         ssid = info_.ssid;
-        for (StoredConfig& stored : configs_) {
-            if (state == WifiLinkState::CONNECTED && IsSameNetwork(stored.config, wanted_)) {
-                stored.config.bssid = bssid;
-            }
+        if (state == WifiLinkState::CONNECTED) {
+            configs_.NoteBssid(wanted_, bssid);
         }
         changed_.NotifyAll();
     }

@@ -18,6 +18,7 @@
 #include "platform/ipc/iremote_object.h"
 #include "platform/tasks/elastic_pool.h"
 #include "platform/tasks/timers.h"
+#include "platform/wifi/wifi_config_store.h"
 #include "platform/wifi/wifi_device.h"
 
 namespace Vexo::Simulated {
@@ -47,10 +48,6 @@ public:
     void Stop();
 
 private:
-    struct StoredConfig {
-        Wifi::WifiDeviceConfig config;
-        bool isCandidate = false;
-    };
     struct Sighting {
         bool visible = false;
         bool matches = false;
@@ -78,7 +75,6 @@ private:
 
     Mutex mutex_;
     CondVar changed_;
-    std::vector<StoredConfig> configs_ GUARDED_BY(mutex_);
     Wifi::WifiLinkInfo info_ GUARDED_BY(mutex_);
     Wifi::WifiDeviceConfig wanted_ GUARDED_BY(mutex_);  // of the current attempt or connection
     std::chrono::steady_clock::time_point deadline_ GUARDED_BY(mutex_);
@@ -93,7 +89,8 @@ private:
     std::string provenKey_;
     std::string proof_;
 
-    Tasks::Strand strand_;  // own synchronisation
+    Wifi::WifiConfigStore configs_;  // own synchronisation
+    Tasks::Strand strand_;           // own synchronisation
 };
 
 }  // namespace Vexo::Simulated

@@ -52,7 +52,8 @@ struct WifiDeviceConfig {
     std::string ssid;
     std::string bssid;  // "02:00:5e:10:00:01", empty when unknown
     std::string preSharedKey;
-    std::string keyMgmt;  // "NONE", "WPA-PSK", "WPA-EAP"; empty: as the air says
+    // "NONE"; "WPA-PSK": any security that a pre-shared key opens, WPA3 included; "WPA-EAP"; empty: as the air says.
+    std::string keyMgmt;
 };
 
 // Where this device's Wi-Fi stands, for those who wait for it.

@@ -68,8 +68,8 @@ Device::~Device()
 void Device::Start(bool finds)
 {
     const std::filesystem::path file = world_ / (name_ + ".json");
-    std::ofstream(file) << R"({"state_dir": ")" << name_ << R"(", "device": {"name": ")" << name_
-                        << R"(", "type": "phone"}, "softbus": {"listen": "127.0.0.1")"
+    std::ofstream(file) << R"({"platform": "simulated", "state_dir": ")" << name_ << R"(", "device": {"name": ")"
+                        << name_ << R"(", "type": "phone"}, "softbus": {"listen": "127.0.0.1")"
                         << (finds ? R"(, "announce_dir": "link")" : "")
                         << R"(}, "access": {"policy": "policy.json"}, "config_policy": {"roots": [")" << name_
                         << R"(/product"]}, "simulated": {"air_dir": "air"}})";

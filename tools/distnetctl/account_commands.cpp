@@ -6,6 +6,7 @@
 #include "platform/trust/identity_checks.h"
 #include "tools/distnetctl/commands.h"
 #include "tools/distnetctl/json.h"
+#include "tools/distnetctl/state_owner.h"
 
 namespace Vexo::Ctl {
 
@@ -17,6 +18,13 @@ constexpr mode_t ENROLMENT_FILE_MODE = 0644;  // holds public keys only
 std::filesystem::path IdentityFolder(const GlobalOptions& options)
 {
     return options.stateDir / "identity";
+}
+
+// The work on the identity folder, with the rights of the state folder's owner.
+template <typename Work>
+auto OnIdentity(const GlobalOptions& options, Work work)
+{
+    return AsOwnerOf(options.stateDir, [&] { return work(IdentityFolder(options)); });
 }
 
 Json FileDetails(const std::filesystem::path& file)
@@ -31,7 +39,8 @@ Json FileDetails(const std::filesystem::path& file)
 int RunAccountCreate(const GlobalOptions& options, Output& output, const std::string& name,
                      const std::string& deviceName)
 {
-    if (auto created = Trust::CreateAccount(IdentityFolder(options), name, deviceName); !created) {
+    const auto create = [&](const auto& folder) { return Trust::CreateAccount(folder, name, deviceName); };
+    if (auto created = OnIdentity(options, create); !created) {
         return output.Finish(NotDone(created.Message(), ""));
     }
     return output.Finish(
@@ -42,7 +51,7 @@ int RunAccountCreate(const GlobalOptions& options, Output& output, const std::st
 
 int RunAccountShow(const GlobalOptions& options, Output& output)
 {
-    auto loaded = Trust::LoadIdentity(IdentityFolder(options));
+    auto loaded = OnIdentity(options, Trust::LoadIdentity);
     if (!loaded) {
         const bool exists = std::filesystem::exists(IdentityFolder(options));
         return output.Finish(NotDone(loaded.Message(), exists ? ""
@@ -72,7 +81,7 @@ int RunAccountShow(const GlobalOptions& options, Output& output)
 int RunAccountRequest(const GlobalOptions& options, Output& output, const std::filesystem::path& file,
                       const std::string& deviceName)
 {
-    auto request = Trust::MakeRequest(IdentityFolder(options), deviceName);
+    auto request = OnIdentity(options, [&](const auto& folder) { return Trust::MakeRequest(folder, deviceName); });
     if (!request) {
         return output.Finish(NotDone(request.Message(), ""));
     }
@@ -93,7 +102,7 @@ int RunAccountAdmit(const GlobalOptions& options, Output& output, const std::fil
     if (!text) {
         return output.Finish(NotDone(text.Message(), ""));
     }
-    auto chain = Trust::Admit(IdentityFolder(options), text.Value());
+    auto chain = OnIdentity(options, [&](const auto& folder) { return Trust::Admit(folder, text.Value()); });
     if (!chain) {
         return output.Finish(NotDone(request.string() + ": " + chain.Message(), ""));
     }
@@ -113,7 +122,8 @@ int RunAccountInstall(const GlobalOptions& options, Output& output, const std::f
     if (!text) {
         return output.Finish(NotDone(text.Message(), ""));
     }
-    if (auto installed = Trust::Install(IdentityFolder(options), text.Value()); !installed) {
+    const auto install = [&](const auto& folder) { return Trust::Install(folder, text.Value()); };
+    if (auto installed = OnIdentity(options, install); !installed) {
         return output.Finish(NotDone(file.string() + ": " + installed.Message(), ""));
     }
     return output.Finish(Done("This device belongs to the account now. Restart distnetd to use it."));

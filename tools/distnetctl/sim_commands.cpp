@@ -1,6 +1,7 @@
 #include "backends/simulated/device_state.h"
 #include "tools/distnetctl/commands.h"
 #include "tools/distnetctl/json.h"
+#include "tools/distnetctl/state_owner.h"
 
 namespace Vexo::Ctl {
 
@@ -21,7 +22,7 @@ Json StateDetails(const Simulated::DeviceState& state)
 
 int RunSimShow(const GlobalOptions& options, Output& output)
 {
-    auto state = Simulated::LoadDeviceState(options.stateDir);
+    auto state = AsOwnerOf(options.stateDir, [&] { return Simulated::LoadDeviceState(options.stateDir); });
     if (!state) {
         return output.Finish(NotDone(state.Message(), "Name the device's state folder with --state DIR."));
     }
@@ -39,7 +40,8 @@ int RunSimShow(const GlobalOptions& options, Output& output)
 
 int RunSimSet(const GlobalOptions& options, Output& output, const std::vector<std::string>& assignments)
 {
-    auto state = Simulated::UpdateDeviceState(options.stateDir, assignments);
+    auto state =
+        AsOwnerOf(options.stateDir, [&] { return Simulated::UpdateDeviceState(options.stateDir, assignments); });
     if (!state) {
         return output.Finish(UsageError(state.Message(), "`distnetctl sim show` lists the keys and what they allow."));
     }

@@ -6,6 +6,7 @@
 
 #include "platform/base/files.h"
 #include "tests/backends/simulated/simulated_world.h"
+#include "tests/support/radio_answer.h"
 #include "tests/support/recording_subscriber.h"
 
 namespace Vexo::Simulated {
@@ -13,6 +14,7 @@ namespace {
 
 using EventFwk::CommonEventSupport;
 using Tests::Eventually;
+using Tests::RadioAnswer;
 using Tests::TestDevice;
 
 class SimulatedDeviceTest : public testing::Test {
@@ -29,17 +31,6 @@ protected:
     static constexpr const char* NETWORK_ID = "7f3a11";
     const Tests::TempFolder folder_;
     const Tests::LogCapture log_;
-};
-
-class RadioAnswer : public Telephony::INetworkSearchCallbackStub {
-public:
-    void OnGetRadioStateCallback(bool isOn, int32_t errorCode) override
-    {
-        ++calls;
-        answer.set_value({isOn, errorCode});
-    }
-    std::atomic<int> calls{0};
-    std::promise<std::pair<bool, int32_t>> answer;
 };
 
 TEST_F(SimulatedDeviceTest, AMissingStateFileIsWrittenWithTheDefaultsForItsOwnerOnly)

@@ -1,0 +1,188 @@
+// Bus: the one doorway to D-Bus. It owns a connection whose every read and write happens on a thread of its own, comes
+// back by itself when the bus was restarted, and restores what is subscribed. Calls block the calling thread within
+// their limit; handlers of signals and names run on the strand that the subscriber gave, in the bus's order, never
+// inside a call and under no lock. No exception of the library leaves it: failures are Results whose message starts
+// with the D-Bus error's name. Any thread may use it. The protocol:
+// https://dbus.freedesktop.org/doc/dbus-specification.html
+#pragma once
+
+#include <sdbus-c++/Message.h>
+#include <sdbus-c++/Types.h>
+
+#include <chrono>
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <tuple>
+#include <utility>
+
+#include "platform/base/nocopyable.h"
+#include "platform/base/result.h"
+#include "platform/tasks/elastic_pool.h"
+
+namespace Vexo::Linux {
+
+using PropertyMap = std::map<std::string, sdbus::Variant>;  // a{sv}
+
+// How long a call waits for its answer when nothing else is said.
+inline constexpr std::chrono::milliseconds BUS_CALL_LIMIT{5000};
+
+inline constexpr const char* BUS_NO_REPLY = "org.freedesktop.DBus.Error.NoReply";           // none within the limit
+inline constexpr const char* BUS_DISCONNECTED = "org.freedesktop.DBus.Error.Disconnected";  // there is no bus now
+
+// One interface of one object of a service, as calls and subscriptions name it.
+struct BusObject {
+    std::string service;    // "org.freedesktop.NetworkManager"
+    std::string path;       // "/org/freedesktop/NetworkManager"; empty in a subscription: of every object
+    std::string interface;  // "org.freedesktop.NetworkManager.Device"
+};
+
+// A variant's value, or the fallback when it holds another type.
+template <typename T>
+T ValueOf(const sdbus::Variant& variant, T fallback = T())
+{
+    return !variant.isEmpty() && variant.containsValueOfType<T>() ? variant.get<T>() : fallback;
+}
+
+// As ValueOf, for a key that may be missing.
+template <typename T>
+T ValueIn(const PropertyMap& properties, const std::string& key, T fallback = T())
+{
+    const auto found = properties.find(key);
+    return found == properties.end() ? fallback : ValueOf<T>(found->second, std::move(fallback));
+}
+
+// Ends what it stands for when it goes: no handler starts afterwards, and one that runs on another thread has ended
+// (so it must not go under a lock that its handler takes). Empty when default-made.
+class BusSubscription {
+public:
+    BusSubscription() = default;
+    explicit BusSubscription(std::function<void()> end) : end_(std::move(end)) {}
+    BusSubscription(BusSubscription&& other) noexcept : end_(std::exchange(other.end_, nullptr)) {}
+    BusSubscription& operator=(BusSubscription&& other) noexcept
+    {
+        if (this != &other) {
+            End();
+            end_ = std::exchange(other.end_, nullptr);
+        }
+        return *this;
+    }
+    ~BusSubscription() { End(); }
+
+    void End()
+    {
+        if (const auto end = std::exchange(end_, nullptr)) {
+            end();
+        }
+    }
+
+private:
+    std::function<void()> end_;
+};
+
+class Bus : public NoCopyable {
+public:
+    // Blocks for the first attempt to connect, whose failure is logged and tried again later. address: as in
+    // DBUS_SYSTEM_BUS_ADDRESS; empty: the system bus. Throws nothing; never null.
+    static std::shared_ptr<Bus> Open(const std::string& address = "");
+    // Fails calls that wait; returns when its thread has ended. Subscriptions may outlive it.
+    ~Bus();
+
+    bool IsConnected() const;
+
+    // Calls a method and blocks for its answer; a handler may call too. Arguments are D-Bus types (std::string, never a
+    // char pointer). Reply: the type of the one value that is returned, a std::tuple of several, or void.
+    template <typename Reply = void, typename... Arguments>
+    Result<Reply> Call(const BusObject& object, const std::string& method, std::chrono::milliseconds limit,
+                       const Arguments&... arguments);
+
+    template <typename T>
+    Result<T> GetProperty(const BusObject& object, const std::string& name,
+                          std::chrono::milliseconds limit = BUS_CALL_LIMIT);
+    Result<PropertyMap> GetProperties(const BusObject& object, std::chrono::milliseconds limit = BUS_CALL_LIMIT);
+    Result<void> SetProperty(const BusObject& object, const std::string& name, const sdbus::Variant& value,
+                             std::chrono::milliseconds limit = BUS_CALL_LIMIT);
+
+    // The handler gets each signal of that name: the path of its object, and its arguments. A signal whose arguments
+    // have other types is logged and dropped. The strand must outlive the subscription.
+    template <typename... Arguments>
+    [[nodiscard]] BusSubscription OnSignal(
+        Tasks::Strand& strand, const BusObject& object, const std::string& signal,
+        std::type_identity_t<std::function<void(const std::string& path, const Arguments&...)>> handler);
+
+    // The handler gets the properties of that interface that changed, with their new values.
+    [[nodiscard]] BusSubscription OnPropertiesChanged(
+        Tasks::Strand& strand, const BusObject& object,
+        std::function<void(const std::string& path, const PropertyMap& changed)> handler);
+
+    // The handler is told whether the service is there: soon after subscribing, and at each change; a service that was
+    // replaced goes and comes. While there is no bus nothing is there. When it is told true, signals subscribed before
+    // arrive again.
+    [[nodiscard]] BusSubscription OnService(Tasks::Strand& strand, const std::string& service,
+                                            std::function<void(bool isThere)> handler);
+
+private:
+    class Loop;
+    using Write = std::function<void(sdbus::Message&)>;
+    using Read = std::function<void(sdbus::Message&)>;
+    // Reads a signal's arguments and makes the work that hands them over.
+    using Unpack = std::function<Tasks::Work(sdbus::Message&)>;
+
+    explicit Bus(std::shared_ptr<Loop> loop) : loop_(std::move(loop)) {}
+
+    Result<void> Exchange(const BusObject& object, const std::string& method, std::chrono::milliseconds limit,
+                          Write write, Read read);
+    BusSubscription Listen(Tasks::Strand& strand, const BusObject& object, const std::string& signal, Unpack unpack);
+
+    const std::shared_ptr<Loop> loop_;
+};
+
+template <typename Reply, typename... Arguments>
+Result<Reply> Bus::Call(const BusObject& object, const std::string& method, std::chrono::milliseconds limit,
+                        const Arguments&... arguments)
+{
+    // Shared, because a caller whose limit has passed is gone when the answer comes after all.
+    Write write = [packed = std::tuple<Arguments...>(arguments...)](sdbus::Message& message) { message << packed; };
+    if constexpr (std::is_void_v<Reply>) {
+        return Exchange(object, method, limit, std::move(write), nullptr);
+    } else {
+        const auto reply = std::make_shared<Reply>();
+        Result<void> exchanged =
+            Exchange(object, method, limit, std::move(write), [reply](sdbus::Message& message) { message >> *reply; });
+        if (!exchanged) {
+            return exchanged.TakeError();
+        }
+        return std::move(*reply);
+    }
+}
+
+template <typename T>
+Result<T> Bus::GetProperty(const BusObject& object, const std::string& name, std::chrono::milliseconds limit)
+{
+    Result<sdbus::Variant> value = Call<sdbus::Variant>(
+        {object.service, object.path, "org.freedesktop.DBus.Properties"}, "Get", limit, object.interface, name);
+    if (!value) {
+        return value.TakeError();
+    }
+    if (!value.Value().template containsValueOfType<T>()) {
+        return Error{object.interface + "." + name + " has the type " + value.Value().peekValueType()};
+    }
+    return value.Value().template get<T>();
+}
+
+template <typename... Arguments>
+BusSubscription Bus::OnSignal(
+    Tasks::Strand& strand, const BusObject& object, const std::string& signal,
+    std::type_identity_t<std::function<void(const std::string& path, const Arguments&...)>> handler)
+{
+    return Listen(strand, object, signal, [handler = std::move(handler)](sdbus::Message& message) -> Tasks::Work {
+        std::tuple<Arguments...> arguments;
+        message >> arguments;
+        return [handler, path = message.getPath(), arguments = std::move(arguments)] {
+            std::apply([&](const Arguments&... argument) { handler(path, argument...); }, arguments);
+        };
+    });
+}
+
+}  // namespace Vexo::Linux

@@ -1,0 +1,203 @@
+#include "backends/linux/connectivity.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+#include <vector>
+
+#include "backends/linux/daemon_version.h"
+#include "platform/dfx/log.h"
+
+namespace Vexo::Linux {
+namespace {
+
+using EventFwk::NetConnState;
+using EventFwk::NetType;
+
+constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "LinuxConnectivity"};
+
+constexpr const char* SERVICE = "org.freedesktop.NetworkManager";
+constexpr const char* DEVICE = "org.freedesktop.NetworkManager.Device";
+constexpr const char* WIRELESS = "org.freedesktop.NetworkManager.Device.Wireless";
+constexpr uint32_t MODE_ACCESS_POINT = 3;
+
+// NMDeviceType → NetType
+constexpr std::array<std::pair<uint32_t, NetType>, 10> DEVICE_TYPES{{
+    {1, NetType::ETHERNET},
+    {2, NetType::WIFI},
+    {5, NetType::BLUETOOTH},
+    {8, NetType::CELLULAR},
+    {9, NetType::OTHER},      // InfiniBand
+    {12, NetType::OTHER},     // ADSL
+    {16, NetType::VPN},       // TUN
+    {20, NetType::ETHERNET},  // veth, a container's way out
+    {29, NetType::VPN},       // WireGuard
+    {31, NetType::OTHER},     // VRF
+}};
+
+// The least NMDeviceState of each NetConnState, highest first.
+constexpr std::array<std::pair<uint32_t, NetConnState>, 6> DEVICE_STATES{{
+    {120, NetConnState::FAILED},
+    {110, NetConnState::DISCONNECTING},
+    {100, NetConnState::CONNECTED},
+    {40, NetConnState::CONNECTING},
+    {20, NetConnState::IDLE},
+    {0, NetConnState::UNKNOWN},
+}};
+
+// NMVpnConnectionState
+NetConnState NetConnStateOfVpn(uint32_t state)
+{
+    constexpr std::array<NetConnState, 8> states{
+        NetConnState::UNKNOWN,    NetConnState::CONNECTING, NetConnState::CONNECTING, NetConnState::CONNECTING,
+        NetConnState::CONNECTING, NetConnState::CONNECTED,  NetConnState::FAILED,     NetConnState::DISCONNECTED};
+    return state < states.size() ? states[state] : NetConnState::UNKNOWN;
+}
+
+// Of several links of a kind the one that ranks highest speaks for it.
+int RankOf(NetConnState state)
+{
+    constexpr std::array<NetConnState, 6> ascending{NetConnState::IDLE,       NetConnState::DISCONNECTED,
+                                                    NetConnState::FAILED,     NetConnState::DISCONNECTING,
+                                                    NetConnState::CONNECTING, NetConnState::CONNECTED};
+    const auto* const found = std::find(ascending.begin(), ascending.end(), state);
+    return found == ascending.end() ? -1 : static_cast<int>(found - ascending.begin());
+}
+
+}  // namespace
+
+std::optional<NetType> NetTypeOf(uint32_t deviceType)
+{
+    const auto* const found = std::find_if(DEVICE_TYPES.begin(), DEVICE_TYPES.end(),
+                                           [&](const auto& known) { return known.first == deviceType; });
+    return found == DEVICE_TYPES.end() ? std::nullopt : std::optional(found->second);
+}
+
+NetConnState NetConnStateOf(uint32_t deviceState)
+{
+    return std::find_if(DEVICE_STATES.begin(), DEVICE_STATES.end(),
+                        [&](const auto& least) { return deviceState >= least.first; })
+        ->second;
+}
+
+Connectivity::Connectivity(std::shared_ptr<Bus> bus, PresenceChanged changed, StateChanged stateChanged)
+    : bus_(std::move(bus)), changed_(std::move(changed)), stateChanged_(std::move(stateChanged))
+{
+    const BusObject manager{SERVICE, "/org/freedesktop/NetworkManager", SERVICE};
+    added_ = bus_->OnSignal<sdbus::ObjectPath>(strand_, manager, "DeviceAdded",
+                                               [this](const std::string&, const sdbus::ObjectPath& device) {
+                                                   ReadDevice(device, std::nullopt);
+                                                   Tell();
+                                               });
+    removed_ = bus_->OnSignal<sdbus::ObjectPath>(
+        strand_, manager, "DeviceRemoved",
+        [this](const std::string&, const sdbus::ObjectPath& device) { Forget(device); });
+    states_ = bus_->OnSignal<uint32_t, uint32_t, uint32_t>(
+        strand_, {SERVICE, "", DEVICE}, "StateChanged",
+        [this](const std::string& path, uint32_t state, uint32_t, uint32_t) {
+            ReadDevice(path, state);
+            Tell();
+        });
+    vpnStates_ = bus_->OnSignal<uint32_t, uint32_t>(
+        strand_, {SERVICE, "", "org.freedesktop.NetworkManager.VPN.Connection"}, "VpnStateChanged",
+        [this](const std::string& path, uint32_t state, uint32_t) {
+            Note(path, NetType::VPN, NetConnStateOfVpn(state));
+            Tell();
+            if (const NetConnState now = NetConnStateOfVpn(state);
+                now == NetConnState::FAILED || now == NetConnState::DISCONNECTED) {
+                // Its object goes without a further word.
+                links_.erase(path);
+            }
+        });
+    service_ = bus_->OnService(strand_, SERVICE, [this](bool isThere) { Follow(isThere); });
+}
+
+void Connectivity::Follow(bool isThere)
+{
+    links_.clear();
+    if (!isThere) {
+        changed_({false, "NetworkManager does not run"});
+        // What the machine is connected to may go on, but nobody can say.
+        for (auto& [type, state] : told_) {
+            if (std::exchange(state, NetConnState::UNKNOWN) != NetConnState::UNKNOWN) {
+                stateChanged_(type, NetConnState::UNKNOWN);
+            }
+        }
+        return;
+    }
+    const BusObject manager{SERVICE, "/org/freedesktop/NetworkManager", SERVICE};
+    const Result<std::string> version = AwaitVersion(*bus_, manager, "Version");
+    const auto devices = bus_->Call<std::vector<sdbus::ObjectPath>>(manager, "GetDevices", BUS_CALL_LIMIT);
+    if (devices) {
+        for (const sdbus::ObjectPath& device : devices.Value()) {
+            ReadDevice(device, std::nullopt);
+        }
+        Tell();
+    } else {
+        QuviewDFX::LogWarn(LABEL, "NetworkManager does not say which devices there are: %{public}s", devices.Message());
+    }
+    changed_({true, "NetworkManager" + (version ? " " + version.Value() : "")});
+}
+
+void Connectivity::ReadDevice(const std::string& path, std::optional<uint32_t> toldState)
+{
+    const Result<PropertyMap> device = bus_->GetProperties({SERVICE, path, DEVICE});
+    if (!device) {
+        return;  // it has gone meanwhile
+    }
+    const std::optional<NetType> type = NetTypeOf(ValueIn<uint32_t>(device.Value(), "DeviceType"));
+    if (!type) {
+        return;
+    }
+    // What was told may have passed already: a failure lasts for a moment only.
+    NetConnState state = NetConnStateOf(toldState.value_or(ValueIn<uint32_t>(device.Value(), "State")));
+    if (type == NetType::WIFI && RankOf(state) > RankOf(NetConnState::IDLE)) {
+        const Result<uint32_t> mode = bus_->GetProperty<uint32_t>({SERVICE, path, WIRELESS}, "Mode");
+        if (mode && mode.Value() == MODE_ACCESS_POINT) {
+            state = NetConnState::IDLE;
+        }
+    }
+    Note(path, *type, state);
+}
+
+void Connectivity::Note(const std::string& path, NetType type, NetConnState state)
+{
+    const auto known = links_.find(path);
+    if (RankOf(state) <= RankOf(NetConnState::IDLE) && known != links_.end() &&
+        RankOf(known->second.state) > RankOf(NetConnState::IDLE)) {
+        state = NetConnState::DISCONNECTED;
+    }
+    links_.insert_or_assign(path, Link{type, state});
+}
+
+void Connectivity::Forget(const std::string& path)
+{
+    const auto gone = links_.find(path);
+    if (gone == links_.end()) {
+        return;
+    }
+    if (RankOf(gone->second.state) > RankOf(NetConnState::IDLE)) {
+        gone->second.state = NetConnState::DISCONNECTED;
+        Tell();
+    }
+    links_.erase(gone);
+}
+
+void Connectivity::Tell()
+{
+    std::map<NetType, NetConnState> best;
+    for (const auto& [path, link] : links_) {
+        const auto [entry, isNew] = best.emplace(link.type, link.state);
+        if (!isNew && RankOf(link.state) > RankOf(entry->second)) {
+            entry->second = link.state;
+        }
+    }
+    for (const auto& [type, state] : best) {
+        const auto [entry, isNew] = told_.emplace(type, NetConnState::UNKNOWN);
+        if (std::exchange(entry->second, state) != state) {
+            stateChanged_(type, state);
+        }
+    }
+}
+
+}  // namespace Vexo::Linux

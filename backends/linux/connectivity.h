@@ -1,0 +1,64 @@
+// Connectivity: how this machine is connected, by kind of network, from NetworkManager's devices and VPN connections.
+// Of several devices of one kind the best state counts. A change of a kind's state is told on a strand of its own. A
+// device that is an access point itself connects this machine to nothing.
+// https://networkmanager.dev/docs/api/1.42/
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "backends/linux/bus.h"
+#include "backends/linux/presence.h"
+#include "platform/base/nocopyable.h"
+#include "platform/events/common_event_support.h"
+#include "platform/tasks/elastic_pool.h"
+
+namespace Vexo::Linux {
+
+// The kind of network of a NetworkManager device type; none for devices that connect to none (bridges, loopback).
+std::optional<EventFwk::NetType> NetTypeOf(uint32_t deviceType);
+// The connection state of a NetworkManager device state.
+EventFwk::NetConnState NetConnStateOf(uint32_t deviceState);
+
+class Connectivity : public NoCopyable {
+public:
+    using StateChanged = std::function<void(EventFwk::NetType type, EventFwk::NetConnState state)>;
+
+    Connectivity(std::shared_ptr<Bus> bus, PresenceChanged changed, StateChanged stateChanged);
+
+private:
+    struct Link {
+        EventFwk::NetType type;
+        EventFwk::NetConnState state;
+    };
+
+    // These run on strand_ only.
+    void Follow(bool isThere);
+    // toldState: what a signal said of it, if one did.
+    void ReadDevice(const std::string& path, std::optional<uint32_t> toldState);
+    void Note(const std::string& path, EventFwk::NetType type, EventFwk::NetConnState state);
+    void Forget(const std::string& path);
+    // Tells what is different now.
+    void Tell();
+
+    const std::shared_ptr<Bus> bus_;
+    const PresenceChanged changed_;
+    const StateChanged stateChanged_;
+
+    // Touched on strand_ only.
+    std::map<std::string, Link> links_;  // by object path
+    std::map<EventFwk::NetType, EventFwk::NetConnState> told_;
+
+    Tasks::Strand strand_;  // own synchronisation
+    BusSubscription added_;
+    BusSubscription removed_;
+    BusSubscription states_;
+    BusSubscription vpnStates_;
+    BusSubscription service_;
+};
+
+}  // namespace Vexo::Linux

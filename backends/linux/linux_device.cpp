@@ -1,0 +1,199 @@
+#include "backends/linux/linux_device.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "backends/linux/daemon_version.h"
+#include "platform/dfx/log.h"
+#include "platform/events/common_event_support.h"
+
+namespace Vexo::Linux {
+namespace {
+
+using EventFwk::CommonEventSupport;
+using EventFwk::Want;
+
+constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "LinuxDevice"};
+
+}  // namespace
+
+Result<std::string> LinuxDevice::Probe(Bus& bus)
+{
+    constexpr const char* service = "org.freedesktop.NetworkManager";
+    const Result<std::string> version =
+        AwaitVersion(bus, {service, "/org/freedesktop/NetworkManager", service}, "Version");
+    if (!version) {
+        return Error{"NetworkManager does not answer (" + version.Message() + ")"};
+    }
+    return "NetworkManager " + version.Value();
+}
+
+Result<std::unique_ptr<LinuxDevice>> LinuxDevice::Start(const LinuxDeviceOptions& options)
+{
+    sptr<ISystemAbilityManager> registry = options.registry;
+    if (!registry) {
+        registry = SystemAbilityManagerClient::GetInstance().GetSystemAbilityManager();
+    }
+    if (!registry || !options.bus) {
+        return Error{"a linux device needs a D-Bus connection, and a system-ability manager for its abilities"};
+    }
+    std::unique_ptr<LinuxDevice> device(new LinuxDevice(options, std::move(registry)));
+    // What the daemons say meanwhile waits its turn.
+    device->registrations_.Post([&device] { device->Begin(); });
+    device->registrations_.Drain();
+    device->WaitForFirstLook();
+    device->hasStarted_ = true;
+    return device;
+}
+
+LinuxDevice::LinuxDevice(const LinuxDeviceOptions& options, sptr<ISystemAbilityManager> registry)
+    : options_(options), registry_(std::move(registry)), events_(MakeSptr<EventFwk::CommonEventServer>())
+{
+}
+
+LinuxDevice::~LinuxDevice()
+{
+    Stop();
+    for (const Ability& ability : abilities_) {
+        if (ability.presence.isThere) {
+            registry_->RemoveSystemAbility(ability.id);
+        }
+    }
+}
+
+void LinuxDevice::Begin()
+{
+    const std::shared_ptr<Bus>& bus = options_.bus;
+    modems_ = std::make_shared<Modems>(bus, Telling(MODEMS));
+    coreService_ = MakeSptr<LinuxCoreService>(modems_);
+    // Of how attempts end NetworkManager tells all but those whose network was never in the air.
+    const auto linkEnded = [this](EventFwk::NetConnState state) {
+        if (state == EventFwk::NetConnState::FAILED) {
+            PublishConnectivity(EventFwk::NetType::WIFI, state);
+        }
+    };
+    wifi_ = std::make_unique<NetworkManagerWifi>(bus, options_.wifi,
+                                                 WifiListener{Telling(STATION), Telling(HOTSPOT), linkEnded});
+    abilities_ = {
+        {WIFI_DEVICE_SYS_ABILITY_ID, wifi_->Station(), {STATION}},
+        {WIFI_HOTSPOT_SYS_ABILITY_ID, wifi_->Hotspot(), {HOTSPOT}},
+        {COMMON_EVENT_SERVICE_ID, events_, {CONNECTIVITY, POWER, SCREEN}, true},
+        {TELEPHONY_CORE_SERVICE_SYS_ABILITY_ID, coreService_, {MODEMS}},
+        {TELEPHONY_CELLULAR_DATA_SYS_ABILITY_ID, MakeSptr<LinuxCellularData>(modems_), {MODEMS}},
+    };
+    connectivity_ = std::make_unique<Connectivity>(bus, Telling(CONNECTIVITY),
+                                                   [this](auto type, auto state) { PublishConnectivity(type, state); });
+    power_ = std::make_unique<Power>(bus, Telling(POWER), [this] {
+        Publish(Want().SetAction(CommonEventSupport::COMMON_EVENT_BATTERY_LOW));
+        wifi_->OnBatteryLow();
+    });
+    screen_ = std::make_unique<Screen>(bus, Telling(SCREEN), [this](bool isOn) {
+        Publish(Want().SetAction(isOn ? CommonEventSupport::COMMON_EVENT_SCREEN_ON
+                                      : CommonEventSupport::COMMON_EVENT_SCREEN_OFF));
+    });
+    RegisterAbilities();
+}
+
+void LinuxDevice::WaitForFirstLook()
+{
+    const auto deadline = std::chrono::steady_clock::now() + FIRST_LOOK_LIMIT;
+    MutexLock lock(mutex_);
+    while (std::find(told_.begin(), told_.end(), false) != told_.end() && looked_.WaitUntil(mutex_, deadline)) {
+    }
+}
+
+void LinuxDevice::Stop()
+{
+    if (std::exchange(stopped_, true)) {
+        return;
+    }
+    coreService_->Stop();
+    modems_->Stop();
+    connectivity_.reset();
+    power_.reset();
+    screen_.reset();
+    wifi_->Stop();
+    registrations_.Drain();
+}
+
+std::vector<AbilityState> LinuxDevice::Abilities() const
+{
+    std::vector<AbilityState> states;
+    for (const Ability& ability : abilities_) {
+        states.push_back({ability.id, PresenceOf(ability)});
+    }
+    return states;
+}
+
+PresenceChanged LinuxDevice::Telling(Source source)
+{
+    return [this, source](const Presence& presence) {
+        registrations_.Post([this, source, presence] { Note(source, presence); });
+    };
+}
+
+void LinuxDevice::Note(Source source, const Presence& presence)
+{
+    bool isNews = false;
+    {
+        MutexLock lock(mutex_);
+        isNews = !told_[source] || presences_[source] != presence;
+        presences_[source] = presence;
+    }
+    if (isNews) {
+        RegisterAbilities();
+    }
+    MutexLock lock(mutex_);
+    told_[source] = true;
+    looked_.NotifyAll();
+}
+
+void LinuxDevice::RegisterAbilities()
+{
+    for (Ability& ability : abilities_) {
+        const Presence now = PresenceOf(ability);
+        if (now == ability.presence) {
+            continue;
+        }
+        if (now.isThere && !ability.presence.isThere) {
+            registry_->AddSystemAbility(ability.id, ability.object);
+        } else if (!now.isThere && ability.presence.isThere) {
+            registry_->RemoveSystemAbility(ability.id);
+        }
+        ability.presence = now;
+        if (!hasStarted_) {
+            continue;
+        }
+        QuviewDFX::LogInfo(LABEL, "ability %{public}d %{public}s%{public}s: %{public}s", ability.id,
+                           AbilityName(ability.id), now.isThere ? "" : " is not there", now.reason);
+    }
+}
+
+Presence LinuxDevice::PresenceOf(const Ability& ability) const
+{
+    MutexLock lock(mutex_);
+    Presence whole{ability.isAlwaysThere, {}};
+    for (const Source source : ability.sources) {
+        const Presence& part = presences_[source];
+        whole.isThere = whole.isThere || part.isThere;
+        whole.reason += (whole.reason.empty() ? "" : ", ") + (part.reason.empty() ? "no answer yet" : part.reason);
+    }
+    return whole;
+}
+
+void LinuxDevice::Publish(Want want, int32_t code)
+{
+    QuviewDFX::LogInfo(LABEL, "event %{public}s, network type %{public}d, code %{public}d", want.GetAction(),
+                       want.GetIntParam(CommonEventSupport::NET_TYPE_PARAMETER, -1), code);
+    events_->PublishCommonEvent(EventFwk::CommonEventData(std::move(want), code));
+}
+
+void LinuxDevice::PublishConnectivity(EventFwk::NetType type, EventFwk::NetConnState state)
+{
+    Want want;
+    want.SetAction(CommonEventSupport::COMMON_EVENT_CONNECTIVITY_CHANGE)
+        .SetParam(CommonEventSupport::NET_TYPE_PARAMETER, static_cast<int32_t>(type));
+    Publish(std::move(want), static_cast<int32_t>(state));
+}
+
+}  // namespace Vexo::Linux

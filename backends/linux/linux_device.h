@@ -1,0 +1,115 @@
+// LinuxDevice: the backend of a machine that runs NetworkManager, ModemManager, UPower and logind. It makes the
+// abilities of the table below and registers each while the daemon behind it runs and has what it needs; a daemon that
+// goes takes its abilities with it and brings them back. Screen, battery and connectivity become common events.
+//   3299 common events: always; from NetworkManager, UPower and logind
+//   1120 Wi-Fi device, 1121 Wi-Fi hotspot: while NetworkManager has a radio that can
+//   4010 telephony, 4011 mobile data: while ModemManager has a modem
+// The host makes one; any thread may use it. What is read from where: docs/linux.md.
+#pragma once
+
+#include <array>
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "backends/linux/bus.h"
+#include "backends/linux/connectivity.h"
+#include "backends/linux/network_manager_wifi.h"
+#include "backends/linux/power.h"
+#include "backends/linux/presence.h"
+#include "backends/linux/screen.h"
+#include "backends/linux/telephony.h"
+#include "platform/ability/iservice_registry.h"
+#include "platform/base/mutex.h"
+#include "platform/base/nocopyable.h"
+#include "platform/base/result.h"
+#include "platform/events/common_event_server.h"
+#include "platform/tasks/elastic_pool.h"
+
+namespace Vexo::Linux {
+
+// How long a start waits for the daemons to say that they are there; one that says so later is followed all the same.
+inline constexpr std::chrono::seconds FIRST_LOOK_LIMIT{3};
+
+struct LinuxDeviceOptions {
+    std::shared_ptr<Bus> bus;  // where the machine's daemons are
+    WifiOptions wifi;
+    sptr<ISystemAbilityManager> registry;  // null: the process's own
+};
+
+// How one ability of the backend stands.
+struct AbilityState {
+    int32_t id;
+    Presence presence;
+};
+
+class LinuxDevice : public NoCopyable {
+public:
+    // "NetworkManager 1.42.4" when it answers on that bus; else why this machine cannot be such a device. Blocks for
+    // the answer, at most BUS_CALL_LIMIT.
+    static Result<std::string> Probe(Bus& bus);
+
+    // Blocks until every daemon has been looked for, at most FIRST_LOOK_LIMIT. No daemon at all is no error.
+    static Result<std::unique_ptr<LinuxDevice>> Start(const LinuxDeviceOptions& options);
+    // Stops, and removes its abilities from the registry.
+    ~LinuxDevice();
+
+    // Takes back what was changed in NetworkManager, and follows the daemons no longer. The abilities stay registered
+    // and refuse work. Blocks for what runs on the device's strands; a second call does nothing.
+    void Stop();
+
+    // Every ability that such a device can have, in the order of the ids.
+    std::vector<AbilityState> Abilities() const;
+
+private:
+    // What tells a presence of its own.
+    enum Source : size_t { STATION, HOTSPOT, CONNECTIVITY, POWER, SCREEN, MODEMS, SOURCE_COUNT };
+
+    struct Ability {
+        int32_t id;
+        sptr<IRemoteObject> object;
+        std::vector<Source> sources;
+        bool isAlwaysThere = false;
+        Presence presence{};  // as it was registered; touched on registrations_ only, and after its life
+    };
+
+    LinuxDevice(const LinuxDeviceOptions& options, sptr<ISystemAbilityManager> registry);
+
+    PresenceChanged Telling(Source source);
+    void WaitForFirstLook();
+    // These run on registrations_ only.
+    void Begin();
+    void Note(Source source, const Presence& presence);
+    void RegisterAbilities();
+
+    Presence PresenceOf(const Ability& ability) const;
+    void Publish(EventFwk::Want want, int32_t code = 0);
+    void PublishConnectivity(EventFwk::NetType type, EventFwk::NetConnState state);
+
+    const LinuxDeviceOptions options_;
+    const sptr<ISystemAbilityManager> registry_;
+    const sptr<EventFwk::CommonEventServer> events_;
+
+    mutable Mutex mutex_;
+    CondVar looked_;
+    std::array<Presence, SOURCE_COUNT> presences_ GUARDED_BY(mutex_);
+    std::array<bool, SOURCE_COUNT> told_ GUARDED_BY(mutex_){};
+
+    std::atomic<bool> hasStarted_{false};  // changes are logged from then on; what is there at a start, its caller says
+
+    Tasks::Strand registrations_;  // own synchronisation
+
+    // Made by Begin, and the same from then on.
+    std::vector<Ability> abilities_;
+    std::shared_ptr<Modems> modems_;
+    sptr<LinuxCoreService> coreService_;
+    std::unique_ptr<NetworkManagerWifi> wifi_;
+    std::unique_ptr<Connectivity> connectivity_;
+    std::unique_ptr<Power> power_;
+    std::unique_ptr<Screen> screen_;
+    bool stopped_ = false;
+};
+
+}  // namespace Vexo::Linux

@@ -1,0 +1,45 @@
+// ModemSlots: what ModemManager says of its modems, as the SIM slots of a device. Two modems, or two slots of one, are
+// slots 0 and 1; further ones do not count. Pure functions; any thread.
+// https://www.freedesktop.org/software/ModemManager/api/latest/
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <map>
+#include <string>
+
+#include "backends/linux/bus.h"
+#include "platform/telephony/core_service_client.h"
+
+namespace Vexo::Linux {
+
+inline constexpr const char* MODEM_INTERFACE = "org.freedesktop.ModemManager1.Modem";
+
+// The answer of ModemManager's GetManagedObjects: path → interface → property → value.
+using ManagedObjects = std::map<sdbus::ObjectPath, std::map<std::string, PropertyMap>>;
+
+struct ModemSlot {
+    std::string modem;  // the path of the modem whose radio serves this slot; empty: none does
+    Telephony::SimState sim = Telephony::SimState::NOT_PRESENT;
+
+    bool operator==(const ModemSlot&) const = default;
+};
+
+struct ModemSlots {
+    std::array<ModemSlot, Telephony::SIM_SLOT_COUNT> slots;
+    size_t modemCount = 0;
+    bool isDataOn = false;  // a modem has a data connection, or is making one
+
+    bool operator==(const ModemSlots&) const = default;
+};
+
+// Modems are ordered by the device they are (its path in sysfs), which outlives a restart of ModemManager.
+ModemSlots SlotsOf(const ManagedObjects& objects);
+
+// The radio of a modem in this state (Modem.State) can carry calls and data.
+bool IsRadioOn(int32_t modemState);
+
+// Whether a change of that property may change what SlotsOf says.
+bool MattersToSlots(const std::string& property);
+
+}  // namespace Vexo::Linux

@@ -1,0 +1,276 @@
+#include "backends/linux/network_manager.h"
+
+#include <utility>
+
+#include "backends/linux/daemon_version.h"
+#include "platform/dfx/log.h"
+
+namespace Vexo::Linux {
+namespace {
+
+constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "NetworkManager"};
+
+const BusObject MANAGER{NETWORK_MANAGER, NETWORK_MANAGER_PATH, NETWORK_MANAGER};
+const BusObject SETTINGS{NETWORK_MANAGER, "/org/freedesktop/NetworkManager/Settings",
+                         "org.freedesktop.NetworkManager.Settings"};
+
+constexpr uint32_t DEVICE_TYPE_WIFI = 2;
+constexpr uint32_t STATE_UNMANAGED = 10;
+constexpr uint32_t CAPABILITY_ACCESS_POINT = 0x40;  // NM_WIFI_DEVICE_CAP_AP
+constexpr uint32_t MODE_ACCESS_POINT = 3;           // NM_802_11_MODE_AP
+constexpr uint32_t AP_PRIVACY = 0x1;                // NM_802_11_AP_FLAGS_PRIVACY
+constexpr uint32_t KEY_MGMT_PSK = 0x100;            // NM_802_11_AP_SEC_KEY_MGMT_PSK
+constexpr uint32_t KEY_MGMT_SAE = 0x400;            // NM_802_11_AP_SEC_KEY_MGMT_SAE
+constexpr uint32_t KEY_MGMT_OWE_TM = 0x1000;        // NM_802_11_AP_SEC_KEY_MGMT_OWE_TM: open, and has a protected twin
+constexpr const char* SECURITY_SETTING = "802-11-wireless-security";
+
+BusObject ObjectOf(const std::string& path, const std::string& interface)
+{
+    return {NETWORK_MANAGER, path, NETWORK_MANAGER + std::string(interface.empty() ? "" : ".") + interface};
+}
+
+// NetworkManager says "/" for none.
+std::string PathIn(const PropertyMap& properties, const std::string& key)
+{
+    const std::string path = ValueIn<sdbus::ObjectPath>(properties, key, sdbus::ObjectPath("/"));
+    return path == "/" ? "" : path;
+}
+
+sdbus::ObjectPath PathOrNone(const std::string& path)
+{
+    return sdbus::ObjectPath(path.empty() ? "/" : path);
+}
+
+AccessPoint AccessPointOf(const std::string& path, const PropertyMap& properties)
+{
+    const auto ssid = ValueIn<std::vector<uint8_t>>(properties, "Ssid");
+    const uint32_t security = ValueIn<uint32_t>(properties, "WpaFlags") | ValueIn<uint32_t>(properties, "RsnFlags");
+    AccessPoint found;
+    found.path = path;
+    found.ssid.assign(ssid.begin(), ssid.end());
+    found.bssid = ValueIn<std::string>(properties, "HwAddress");
+    found.strengthPercent = ValueIn<uint8_t>(properties, "Strength");
+    found.needsKey = (security & ~KEY_MGMT_OWE_TM) != 0 || (ValueIn<uint32_t>(properties, "Flags") & AP_PRIVACY) != 0;
+    found.allowsPsk = (security & KEY_MGMT_PSK) != 0;
+    found.allowsSae = (security & KEY_MGMT_SAE) != 0;
+    found.lastSeen = std::chrono::seconds(ValueIn<int32_t>(properties, "LastSeen", -1));
+    return found;
+}
+
+}  // namespace
+
+Result<std::string> NetworkManager::Version() const
+{
+    return AwaitVersion(*bus_, MANAGER, "Version");
+}
+
+Result<bool> NetworkManager::IsWifiEnabled() const
+{
+    Result<PropertyMap> manager = bus_->GetProperties(MANAGER, NETWORK_MANAGER_LIMIT);
+    if (!manager) {
+        return manager.TakeError();
+    }
+    return ValueIn<bool>(manager.Value(), "WirelessEnabled") &&
+           ValueIn<bool>(manager.Value(), "WirelessHardwareEnabled", true);
+}
+
+Result<bool> NetworkManager::HasUplink() const
+{
+    Result<PropertyMap> manager = bus_->GetProperties(MANAGER, NETWORK_MANAGER_LIMIT);
+    if (!manager) {
+        return manager.TakeError();
+    }
+    return !PathIn(manager.Value(), "PrimaryConnection").empty();
+}
+
+Result<WifiRadio> NetworkManager::ReadRadio(const std::string& path) const
+{
+    Result<PropertyMap> device = bus_->GetProperties(ObjectOf(path, "Device"), NETWORK_MANAGER_LIMIT);
+    if (!device) {
+        return device.TakeError();
+    }
+    WifiRadio radio;
+    radio.path = path;
+    radio.interface = ValueIn<std::string>(device.Value(), "Interface");
+    radio.state = ValueIn<uint32_t>(device.Value(), "State");
+    radio.activation = PathIn(device.Value(), "ActiveConnection");
+    if (ValueIn<uint32_t>(device.Value(), "DeviceType") != DEVICE_TYPE_WIFI || radio.state <= STATE_UNMANAGED) {
+        return Error{radio.interface + " is no Wi-Fi device that NetworkManager manages"};
+    }
+    Result<PropertyMap> wireless = bus_->GetProperties(ObjectOf(path, "Device.Wireless"), NETWORK_MANAGER_LIMIT);
+    if (!wireless) {
+        return wireless.TakeError();
+    }
+    radio.canBeAccessPoint =
+        (ValueIn<uint32_t>(wireless.Value(), "WirelessCapabilities") & CAPABILITY_ACCESS_POINT) != 0;
+    radio.isAccessPoint = ValueIn<uint32_t>(wireless.Value(), "Mode") == MODE_ACCESS_POINT;
+    return radio;
+}
+
+Result<std::vector<WifiRadio>> NetworkManager::Radios() const
+{
+    auto devices = bus_->Call<std::vector<sdbus::ObjectPath>>(MANAGER, "GetDevices", NETWORK_MANAGER_LIMIT);
+    if (!devices) {
+        return devices.TakeError();
+    }
+    std::vector<WifiRadio> radios;
+    for (const sdbus::ObjectPath& path : devices.Value()) {
+        if (Result<WifiRadio> radio = ReadRadio(path)) {
+            radios.push_back(std::move(radio.Value()));
+        }
+    }
+    return radios;
+}
+
+Result<std::vector<AccessPoint>> NetworkManager::AccessPoints(const std::string& radio) const
+{
+    auto paths = bus_->Call<std::vector<sdbus::ObjectPath>>(ObjectOf(radio, "Device.Wireless"), "GetAllAccessPoints",
+                                                            NETWORK_MANAGER_LIMIT);
+    if (!paths) {
+        return paths.TakeError();
+    }
+    std::vector<AccessPoint> found;
+    for (const sdbus::ObjectPath& path : paths.Value()) {
+        const Result<PropertyMap> properties =
+            bus_->GetProperties(ObjectOf(path, "AccessPoint"), NETWORK_MANAGER_LIMIT);
+        if (properties) {
+            found.push_back(AccessPointOf(path, properties.Value()));
+        }
+    }
+    std::erase_if(found, [](const AccessPoint& one) { return one.ssid.empty(); });
+    return found;
+}
+
+void NetworkManager::RequestScan(const std::string& radio, const std::string& ssid) const
+{
+    const std::vector<std::vector<uint8_t>> ssids{{ssid.begin(), ssid.end()}};
+    if (const Result<void> asked = bus_->Call(ObjectOf(radio, "Device.Wireless"), "RequestScan", NETWORK_MANAGER_LIMIT,
+                                              PropertyMap{{"ssids", ssids}});
+        !asked) {
+        QuviewDFX::LogInfo(LABEL, "no scan now: %{public}s", asked.Message());
+    }
+}
+
+std::string NetworkManager::AddressOf(const std::string& radio) const
+{
+    const Result<sdbus::ObjectPath> config =
+        bus_->GetProperty<sdbus::ObjectPath>(ObjectOf(radio, "Device"), "Ip4Config", NETWORK_MANAGER_LIMIT);
+    if (!config || config.Value() == "/") {
+        return "";
+    }
+    const Result<std::vector<PropertyMap>> addresses = bus_->GetProperty<std::vector<PropertyMap>>(
+        ObjectOf(config.Value(), "IP4Config"), "AddressData", NETWORK_MANAGER_LIMIT);
+    return addresses && !addresses.Value().empty() ? ValueIn<std::string>(addresses.Value().front(), "address") : "";
+}
+
+Result<Activation> NetworkManager::AddAndActivate(const SettingsMap& settings, const std::string& radio,
+                                                  const std::string& accessPoint) const
+{
+    const PropertyMap options{{"persist", std::string("volatile")}, {"bind-activation", std::string("dbus-client")}};
+    using Reply = std::tuple<sdbus::ObjectPath, sdbus::ObjectPath, PropertyMap>;
+    Result<Reply> added = bus_->Call<Reply>(MANAGER, "AddAndActivateConnection2", NETWORK_MANAGER_LIMIT, settings,
+                                            PathOrNone(radio), PathOrNone(accessPoint), options);
+    if (!added) {
+        return added.TakeError();
+    }
+    return Activation{std::get<0>(added.Value()), std::get<1>(added.Value())};
+}
+
+Result<Activation> NetworkManager::Activate(const std::string& profile, const std::string& radio) const
+{
+    Result<sdbus::ObjectPath> activated = bus_->Call<sdbus::ObjectPath>(
+        MANAGER, "ActivateConnection", NETWORK_MANAGER_LIMIT, PathOrNone(profile), PathOrNone(radio), PathOrNone(""));
+    if (!activated) {
+        return activated.TakeError();
+    }
+    return Activation{profile, activated.Value()};
+}
+
+void NetworkManager::Deactivate(const std::string& activation) const
+{
+    if (const Result<void> done =
+            bus_->Call(MANAGER, "DeactivateConnection", NETWORK_MANAGER_LIMIT, PathOrNone(activation));
+        !done) {
+        QuviewDFX::LogInfo(LABEL, "%{public}s was not active any more: %{public}s", activation, done.Message());
+    }
+}
+
+ActivationState NetworkManager::StateOf(const std::string& activation) const
+{
+    const Result<uint32_t> state =
+        bus_->GetProperty<uint32_t>(ObjectOf(activation, "Connection.Active"), "State", NETWORK_MANAGER_LIMIT);
+    return state ? static_cast<ActivationState>(state.Value()) : ActivationState::GONE;
+}
+
+Result<std::string> NetworkManager::ProfileOf(const std::string& activation) const
+{
+    Result<sdbus::ObjectPath> profile = bus_->GetProperty<sdbus::ObjectPath>(ObjectOf(activation, "Connection.Active"),
+                                                                             "Connection", NETWORK_MANAGER_LIMIT);
+    if (!profile) {
+        return profile.TakeError();
+    }
+    return std::string(profile.Value());
+}
+
+Result<std::vector<Profile>> NetworkManager::Profiles() const
+{
+    auto paths = bus_->Call<std::vector<sdbus::ObjectPath>>(SETTINGS, "ListConnections", NETWORK_MANAGER_LIMIT);
+    if (!paths) {
+        return paths.TakeError();
+    }
+    std::vector<Profile> profiles;
+    for (const sdbus::ObjectPath& path : paths.Value()) {
+        if (Result<Profile> profile = ReadProfile(path)) {
+            profiles.push_back(std::move(profile.Value()));
+        }
+    }
+    return profiles;
+}
+
+Result<Profile> NetworkManager::ReadProfile(const std::string& path) const
+{
+    Result<SettingsMap> settings =
+        bus_->Call<SettingsMap>(ObjectOf(path, "Settings.Connection"), "GetSettings", NETWORK_MANAGER_LIMIT);
+    if (!settings) {
+        return settings.TakeError();
+    }
+    return Profile{path, std::move(settings.Value())};
+}
+
+Result<Profile> NetworkManager::FindProfile(const std::string& uuid) const
+{
+    Result<sdbus::ObjectPath> path =
+        bus_->Call<sdbus::ObjectPath>(SETTINGS, "GetConnectionByUuid", NETWORK_MANAGER_LIMIT, uuid);
+    if (!path) {
+        return path.TakeError();
+    }
+    return ReadProfile(path.Value());
+}
+
+Result<Profile> NetworkManager::WithSecrets(Profile profile) const
+{
+    if (!profile.settings.contains(SECURITY_SETTING)) {
+        return profile;
+    }
+    Result<SettingsMap> secrets = bus_->Call<SettingsMap>(ObjectOf(profile.path, "Settings.Connection"), "GetSecrets",
+                                                          NETWORK_MANAGER_LIMIT, std::string(SECURITY_SETTING));
+    if (!secrets) {
+        return secrets.TakeError();
+    }
+    for (const auto& [name, value] : secrets.Value()[SECURITY_SETTING]) {
+        profile.settings[SECURITY_SETTING].insert_or_assign(name, value);
+    }
+    return profile;
+}
+
+void NetworkManager::Delete(const std::string& profile) const
+{
+    // A volatile one may have gone with its activation.
+    if (const Result<void> deleted =
+            bus_->Call(ObjectOf(profile, "Settings.Connection"), "Delete", NETWORK_MANAGER_LIMIT);
+        deleted) {
+        QuviewDFX::LogInfo(LABEL, "profile %{public}s deleted", profile);
+    }
+}
+
+}  // namespace Vexo::Linux

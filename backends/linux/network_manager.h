@@ -1,0 +1,133 @@
+// NetworkManager: its D-Bus interface as far as Wi-Fi needs it, with types instead of dictionaries. It keeps nothing:
+// every function asks the daemon, blocks for its answer at most NETWORK_MANAGER_LIMIT, and fails with the D-Bus error's
+// name. Any thread. A profile is NetworkManager's stored connection, an activation its active one; both are named by
+// their object paths. https://networkmanager.dev/docs/api/1.42/spec.html
+#pragma once
+
+#include <chrono>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "backends/linux/bus.h"
+
+namespace Vexo::Linux {
+
+using SettingsMap = std::map<std::string, PropertyMap>;  // a{sa{sv}}: a profile's settings by name
+
+inline constexpr const char* NETWORK_MANAGER = "org.freedesktop.NetworkManager";
+inline constexpr const char* NETWORK_MANAGER_PATH = "/org/freedesktop/NetworkManager";
+inline constexpr const char* NM_DEVICE_INTERFACE = "org.freedesktop.NetworkManager.Device";
+inline constexpr const char* NM_WIRELESS_INTERFACE = "org.freedesktop.NetworkManager.Device.Wireless";
+inline constexpr std::chrono::milliseconds NETWORK_MANAGER_LIMIT{5000};
+
+// NMDeviceState
+inline constexpr uint32_t NM_STATE_DISCONNECTED = 30;  // ready, connected to nothing
+inline constexpr uint32_t NM_STATE_PREPARE = 40;       // the first of an activation
+inline constexpr uint32_t NM_STATE_ACTIVATED = 100;
+inline constexpr uint32_t NM_STATE_FAILED = 120;
+
+// NMDeviceStateReason: why a radio is in its state.
+enum class NmReason : uint32_t {
+    NONE = 0,
+    UNKNOWN = 1,
+    CONFIG_UNAVAILABLE = 5,
+    CONFIG_EXPIRED = 6,
+    NO_SECRETS = 7,
+    SUPPLICANT_DISCONNECT = 8,
+    SUPPLICANT_CONFIG_FAILED = 9,
+    SUPPLICANT_FAILED = 10,
+    SUPPLICANT_TIMEOUT = 11,
+    DHCP_START_FAILED = 15,
+    DHCP_ERROR = 16,
+    DHCP_FAILED = 17,
+    SLEEPING = 37,
+    CONNECTION_REMOVED = 38,
+    USER_REQUESTED = 39,
+    SSID_NOT_FOUND = 53,
+    NEW_ACTIVATION = 60,
+};
+
+struct WifiRadio {
+    std::string path;
+    std::string interface;  // "wlan0"
+    uint32_t state = 0;
+    bool canBeAccessPoint = false;
+    bool isAccessPoint = false;  // its mode while it is activating or activated
+    std::string activation;      // empty: none
+
+    bool IsActive() const { return state >= NM_STATE_PREPARE && state <= NM_STATE_ACTIVATED; }
+    bool IsHotspot() const { return isAccessPoint && IsActive(); }
+    bool IsStation() const { return !isAccessPoint && IsActive(); }
+};
+
+struct AccessPoint {
+    std::string path;
+    std::string ssid;
+    std::string bssid;
+    uint8_t strengthPercent = 0;
+    bool needsKey = false;
+    bool allowsPsk = false;
+    bool allowsSae = false;
+    std::chrono::seconds lastSeen{-1};  // on the boot clock; -1: never
+};
+
+struct Profile {
+    std::string path;
+    SettingsMap settings;  // without secrets
+};
+
+struct Activation {
+    std::string profile;
+    std::string path;
+};
+
+enum class ActivationState : uint32_t { UNKNOWN = 0, ACTIVATING = 1, ACTIVATED = 2, DEACTIVATING = 3, GONE = 4 };
+
+class NetworkManager {
+public:
+    explicit NetworkManager(std::shared_ptr<Bus> bus) : bus_(std::move(bus)) {}
+
+    Result<std::string> Version() const;
+    // False while Wi-Fi is switched off, by software or by a switch of the machine.
+    Result<bool> IsWifiEnabled() const;
+    // Whether this machine has a connection that its traffic goes out by.
+    Result<bool> HasUplink() const;
+
+    // The Wi-Fi devices that NetworkManager manages, in its order.
+    Result<std::vector<WifiRadio>> Radios() const;
+    // What the radio has seen, hidden networks left out.
+    Result<std::vector<AccessPoint>> AccessPoints(const std::string& radio) const;
+    // Asks for a scan that also calls for this SSID. NetworkManager refuses one that follows another too soon, which is
+    // no matter.
+    void RequestScan(const std::string& radio, const std::string& ssid) const;
+    // The radio's IPv4 address, empty when it has none.
+    std::string AddressOf(const std::string& radio) const;
+
+    // Adds a profile that ends with its activation or with this program's presence on the bus, and activates it.
+    // accessPoint: empty, or what it is meant for.
+    Result<Activation> AddAndActivate(const SettingsMap& settings, const std::string& radio,
+                                      const std::string& accessPoint) const;
+    Result<Activation> Activate(const std::string& profile, const std::string& radio) const;
+    void Deactivate(const std::string& activation) const;
+    // GONE also when it does not exist any more.
+    ActivationState StateOf(const std::string& activation) const;
+    // The path of an activation's profile.
+    Result<std::string> ProfileOf(const std::string& activation) const;
+
+    Result<std::vector<Profile>> Profiles() const;
+    Result<Profile> ReadProfile(const std::string& path) const;
+    Result<Profile> FindProfile(const std::string& uuid) const;
+    // The profile's settings with its Wi-Fi key filled in, where it has one that NetworkManager keeps.
+    Result<Profile> WithSecrets(Profile profile) const;
+    void Delete(const std::string& profile) const;
+
+private:
+    Result<WifiRadio> ReadRadio(const std::string& path) const;
+
+    const std::shared_ptr<Bus> bus_;
+};
+
+}  // namespace Vexo::Linux

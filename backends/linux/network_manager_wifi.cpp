@@ -1,0 +1,140 @@
+#include "backends/linux/network_manager_wifi.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/dfx/log.h"
+
+namespace Vexo::Linux {
+namespace {
+
+constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "LinuxWifi"};
+
+const BusObject MANAGER{NETWORK_MANAGER, NETWORK_MANAGER_PATH, NETWORK_MANAGER};
+const BusObject ANY_DEVICE{NETWORK_MANAGER, "", NM_DEVICE_INTERFACE};
+const BusObject ANY_RADIO{NETWORK_MANAGER, "", NM_WIRELESS_INTERFACE};
+
+void TellOnce(std::optional<Presence>& told, Presence now, const PresenceChanged& tell)
+{
+    if (told != now) {
+        told = std::move(now);
+        tell(*told);
+    }
+}
+
+}  // namespace
+
+NetworkManagerWifi::NetworkManagerWifi(const std::shared_ptr<Bus>& bus, const WifiOptions& options,
+                                       WifiListener listener)
+    : listener_(std::move(listener)),
+      context_(std::make_shared<WifiContext>(bus, options.hotspot.stateDir)),
+      station_(MakeSptr<LinuxWifiDevice>(context_, options.station, listener_.linkEnded)),
+      hotspot_(MakeSptr<LinuxWifiHotspot>(context_, options.hotspot))
+{
+    Tasks::Strand& strand = context_->strand;
+    subscriptions_.push_back(bus->OnSignal<uint32_t, uint32_t, uint32_t>(
+        strand, ANY_DEVICE, "StateChanged",
+        [this](const std::string& radio, uint32_t state, uint32_t, uint32_t reason) {
+            station_->OnRadioState(radio, state, static_cast<NmReason>(reason));
+            OnChanged();
+        }));
+    for (const char* const signal : {"DeviceAdded", "DeviceRemoved"}) {
+        subscriptions_.push_back(bus->OnSignal<sdbus::ObjectPath>(
+            strand, MANAGER, signal, [this](const std::string&, const sdbus::ObjectPath&) { OnChanged(); }));
+    }
+    for (const char* const signal : {"AccessPointAdded", "AccessPointRemoved"}) {
+        subscriptions_.push_back(bus->OnSignal<sdbus::ObjectPath>(
+            strand, ANY_RADIO, signal,
+            [this](const std::string&, const sdbus::ObjectPath&) { station_->OnChanged(); }));
+    }
+    subscriptions_.push_back(
+        bus->OnPropertiesChanged(strand, ANY_RADIO, [this](const std::string&, const PropertyMap& changed) {
+            if (changed.contains("LastScan")) {
+                station_->OnChanged();
+            }
+        }));
+    subscriptions_.push_back(
+        bus->OnPropertiesChanged(strand, MANAGER, [this](const std::string&, const PropertyMap& changed) {
+            if (changed.contains("WirelessEnabled") || changed.contains("WirelessHardwareEnabled")) {
+                OnChanged();
+            }
+        }));
+    subscriptions_.push_back(bus->OnService(strand, NETWORK_MANAGER, [this](bool isThere) { OnService(isThere); }));
+}
+
+NetworkManagerWifi::~NetworkManagerWifi()
+{
+    Stop();
+}
+
+void NetworkManagerWifi::OnService(bool isThere)
+{
+    context_->isRunning = isThere;
+    if (isThere) {
+        // Its objects come some time after its name.
+        if (const Result<std::string> version = context_->manager.Version(); !version) {
+            QuviewDFX::LogWarn(LABEL, "NetworkManager does not answer: %{public}s", version.Message());
+        }
+        context_->TakeBackAll();
+        OnChanged();
+        return;
+    }
+    QuviewDFX::LogInfo(LABEL, "NetworkManager does not run");
+    station_->OnGone();
+    hotspot_->OnGone();
+    TellPresence();
+}
+
+void NetworkManagerWifi::OnChanged()
+{
+    if (context_->isRunning) {
+        station_->OnChanged();
+        hotspot_->OnChanged();
+        TellPresence();
+    }
+}
+
+void NetworkManagerWifi::TellPresence()
+{
+    Presence station{false, "NetworkManager does not run"};
+    Presence hotspot = station;
+    if (context_->isRunning) {
+        const Result<std::string> version = context_->manager.Version();
+        const Result<std::vector<WifiRadio>> radios = context_->manager.Radios();
+        if (!radios) {
+            return;  // it is going, which will be told
+        }
+        const std::string by = "NetworkManager" + (version ? " " + version.Value() : "");
+        station.reason = hotspot.reason = by + ", no Wi-Fi device";
+        for (const WifiRadio& radio : radios.Value()) {
+            if (!station.isThere) {
+                station = {true, by + ", " + radio.interface};
+            }
+            if (!hotspot.isThere && radio.canBeAccessPoint) {
+                hotspot = {true, by + ", " + radio.interface};
+            }
+        }
+        if (station.isThere && !hotspot.isThere) {
+            hotspot.reason = by + ", no Wi-Fi device can be an access point";
+        }
+    }
+    TellOnce(toldStation_, std::move(station), listener_.stationChanged);
+    TellOnce(toldHotspot_, std::move(hotspot), listener_.hotspotChanged);
+}
+
+void NetworkManagerWifi::OnBatteryLow()
+{
+    context_->strand.Post([hotspot = hotspot_] { hotspot->OnBatteryLow(); });
+}
+
+void NetworkManagerWifi::Stop()
+{
+    if (subscriptions_.empty()) {
+        return;
+    }
+    subscriptions_.clear();
+    station_->Stop();
+    hotspot_->Stop();
+}
+
+}  // namespace Vexo::Linux

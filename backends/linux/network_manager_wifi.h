@@ -1,0 +1,65 @@
+// NetworkManagerWifi: this machine's Wi-Fi: its station and its hotspot, kept in line with NetworkManager as that
+// comes, changes and goes. It tells for each ability whether the machine has it now; whoever made it registers them.
+// When NetworkManager comes, what an earlier run left in it is taken back first. The host makes one, through the Linux
+// device; any thread may use it.
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "backends/linux/presence.h"
+#include "backends/linux/wifi_context.h"
+#include "backends/linux/wifi_device.h"
+#include "backends/linux/wifi_hotspot.h"
+#include "platform/base/nocopyable.h"
+
+namespace Vexo::Linux {
+
+struct WifiOptions {
+    HotspotOptions hotspot;  // its state folder also keeps the record of changes
+    StationOptions station;
+};
+
+// What to be told of, on the Wi-Fi strand.
+struct WifiListener {
+    PresenceChanged stationChanged;  // ability 1120
+    PresenceChanged hotspotChanged;  // ability 1121
+    // How attempts and connections of the station end, for connectivity events. Attempts that NetworkManager never
+    // hears of (their network is not visible) are told here only.
+    LinkEnded linkEnded;
+};
+
+class NetworkManagerWifi : public NoCopyable {
+public:
+    NetworkManagerWifi(const std::shared_ptr<Bus>& bus, const WifiOptions& options, WifiListener listener);
+    // Stops.
+    ~NetworkManagerWifi();
+
+    const sptr<LinuxWifiDevice>& Station() const { return station_; }
+    const sptr<LinuxWifiHotspot>& Hotspot() const { return hotspot_; }
+
+    // Closes the hotspot if this daemon opened it. Does not block.
+    void OnBatteryLow();
+    // Takes back what was changed in NetworkManager; nothing is told afterwards. Blocks until that is done; a second
+    // call does nothing.
+    void Stop();
+
+private:
+    // These run on the Wi-Fi strand only.
+    void OnService(bool isThere);
+    void OnChanged();
+    void TellPresence();
+
+    const WifiListener listener_;
+    const std::shared_ptr<WifiContext> context_;
+    const sptr<LinuxWifiDevice> station_;
+    const sptr<LinuxWifiHotspot> hotspot_;
+
+    // Touched on the Wi-Fi strand only.
+    std::optional<Presence> toldStation_;
+    std::optional<Presence> toldHotspot_;
+
+    std::vector<BusSubscription> subscriptions_;  // end first
+};
+
+}  // namespace Vexo::Linux

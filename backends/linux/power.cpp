@@ -1,0 +1,63 @@
+#include "backends/linux/power.h"
+
+#include <utility>
+
+#include "backends/linux/daemon_version.h"
+#include "platform/dfx/log.h"
+
+namespace Vexo::Linux {
+namespace {
+
+constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "LinuxPower"};
+
+constexpr const char* SERVICE = "org.freedesktop.UPower";
+constexpr const char* WARNING_LEVEL = "WarningLevel";
+constexpr uint32_t WARNING_LOW = 3;  // 4 critical, 5 about to act
+
+// UPower's sum of all batteries.
+BusObject Battery()
+{
+    return {SERVICE, "/org/freedesktop/UPower/devices/DisplayDevice", "org.freedesktop.UPower.Device"};
+}
+
+}  // namespace
+
+Power::Power(std::shared_ptr<Bus> bus, PresenceChanged changed, std::function<void()> batteryLow)
+    : bus_(std::move(bus)), changed_(std::move(changed)), batteryLow_(std::move(batteryLow))
+{
+    properties_ = bus_->OnPropertiesChanged(strand_, Battery(),
+                                            [this](const std::string&, const PropertyMap& battery) { Note(battery); });
+    service_ = bus_->OnService(strand_, SERVICE, [this](bool isThere) { Follow(isThere); });
+}
+
+void Power::Follow(bool isThere)
+{
+    if (!isThere) {
+        // What was low before is told again only when it has recovered: a restart of UPower is no news.
+        changed_({false, "UPower does not run"});
+        return;
+    }
+    const Result<std::string> version =
+        AwaitVersion(*bus_, {SERVICE, "/org/freedesktop/UPower", SERVICE}, "DaemonVersion");
+    const Result<PropertyMap> battery = bus_->GetProperties(Battery());
+    if (battery) {
+        Note(battery.Value());
+    } else {
+        QuviewDFX::LogWarn(LABEL, "UPower does not say how the battery is: %{public}s", battery.Message());
+    }
+    changed_({true, "UPower" + (version ? " " + version.Value() : "")});
+}
+
+void Power::Note(const PropertyMap& battery)
+{
+    if (!battery.contains(WARNING_LEVEL)) {
+        return;
+    }
+    const bool isLow = ValueIn<uint32_t>(battery, WARNING_LEVEL) >= WARNING_LOW;
+    if (isLow && !std::exchange(isLow_, isLow)) {
+        batteryLow_();
+    }
+    isLow_ = isLow;
+}
+
+}  // namespace Vexo::Linux

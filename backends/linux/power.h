@@ -1,0 +1,36 @@
+// Power: the battery of this machine, from UPower. A battery that has become low is told once, until it is not low any
+// more. UPower decides what is low: the warning levels of its own configuration, of all batteries together, and only
+// while they empty. The callback runs on a strand of its own.
+// https://upower.freedesktop.org/docs/Device.html
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include "backends/linux/bus.h"
+#include "backends/linux/presence.h"
+#include "platform/base/nocopyable.h"
+#include "platform/tasks/elastic_pool.h"
+
+namespace Vexo::Linux {
+
+class Power : public NoCopyable {
+public:
+    Power(std::shared_ptr<Bus> bus, PresenceChanged changed, std::function<void()> batteryLow);
+
+private:
+    // These run on strand_ only.
+    void Follow(bool isThere);
+    void Note(const PropertyMap& battery);
+
+    const std::shared_ptr<Bus> bus_;
+    const PresenceChanged changed_;
+    const std::function<void()> batteryLow_;
+    bool isLow_ = false;  // touched on strand_ only
+
+    Tasks::Strand strand_;  // own synchronisation
+    BusSubscription properties_;
+    BusSubscription service_;
+};
+
+}  // namespace Vexo::Linux

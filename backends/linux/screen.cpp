@@ -1,0 +1,88 @@
+#include "backends/linux/screen.h"
+
+#include <utility>
+
+#include "platform/dfx/log.h"
+
+namespace Vexo::Linux {
+namespace {
+
+constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "LinuxScreen"};
+
+constexpr const char* SERVICE = "org.freedesktop.login1";
+constexpr const char* SESSION = "org.freedesktop.login1.Session";
+
+BusObject Manager()
+{
+    return {SERVICE, "/org/freedesktop/login1", "org.freedesktop.login1.Manager"};
+}
+
+BusObject FirstSeat()
+{
+    return {SERVICE, "/org/freedesktop/login1/seat/seat0", "org.freedesktop.login1.Seat"};
+}
+
+}  // namespace
+
+Screen::Screen(std::shared_ptr<Bus> bus, PresenceChanged changed, std::function<void(bool isOn)> screenChanged)
+    : bus_(std::move(bus)), changed_(std::move(changed)), screenChanged_(std::move(screenChanged))
+{
+    const auto read = [this](const std::string&, const PropertyMap&) { Read(); };
+    seat_ = bus_->OnPropertiesChanged(strand_, FirstSeat(), read);
+    session_ = bus_->OnPropertiesChanged(strand_, {SERVICE, "", SESSION}, read);
+    sleep_ = bus_->OnSignal<bool>(strand_, Manager(), "PrepareForSleep", [this](const std::string&, bool) { Read(); });
+    // logind knows the lid but does not tell when it moves; UPower does.
+    lid_ = bus_->OnPropertiesChanged(strand_,
+                                     {"org.freedesktop.UPower", "/org/freedesktop/UPower", "org.freedesktop.UPower"},
+                                     [this](const std::string&, const PropertyMap& changes) {
+                                         if (changes.contains("LidIsClosed")) {
+                                             Read();
+                                         }
+                                     });
+    service_ = bus_->OnService(strand_, SERVICE, [this](bool isThere) { Follow(isThere); });
+}
+
+void Screen::Follow(bool isThere)
+{
+    if (isThere) {
+        Read();
+    }
+    changed_({isThere, isThere ? "logind" : "logind does not run"});
+}
+
+void Screen::Read()
+{
+    const std::optional<bool> isOn = IsOn();
+    if (!isOn || isOn == isOn_) {
+        return;
+    }
+    if (std::exchange(isOn_, isOn)) {
+        screenChanged_(*isOn);
+    }
+}
+
+std::optional<bool> Screen::IsOn()
+{
+    const Result<PropertyMap> manager = bus_->GetProperties(Manager());
+    if (!manager) {
+        QuviewDFX::LogWarn(LABEL, "logind does not say how the lid is: %{public}s", manager.Message());
+        return std::nullopt;
+    }
+    if (ValueIn<bool>(manager.Value(), "LidClosed") && !ValueIn<bool>(manager.Value(), "Docked")) {
+        return false;
+    }
+    using Session = sdbus::Struct<std::string, sdbus::ObjectPath>;
+    const Result<Session> active = bus_->GetProperty<Session>(FirstSeat(), "ActiveSession");
+    if (!active || std::get<0>(active.Value()).empty()) {
+        // Nobody has logged in, or the machine has no seat: nothing that a user could have switched off.
+        return true;
+    }
+    const Result<PropertyMap> session = bus_->GetProperties({SERVICE, std::get<1>(active.Value()), SESSION});
+    if (!session) {
+        // It may have ended meanwhile; then the seat tells.
+        return std::nullopt;
+    }
+    return !ValueIn<bool>(session.Value(), "LockedHint") && !ValueIn<bool>(session.Value(), "IdleHint");
+}
+
+}  // namespace Vexo::Linux

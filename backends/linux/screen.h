@@ -1,0 +1,42 @@
+// Screen: whether someone looks at this machine, from logind: its first seat's active session is neither locked nor
+// idle, and the lid is open or the machine docked. docs/linux.md says what counts. Only a change is told, on a strand
+// of its own; the first reading is none.
+// https://www.freedesktop.org/software/systemd/man/252/org.freedesktop.login1.html
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+
+#include "backends/linux/bus.h"
+#include "backends/linux/presence.h"
+#include "platform/base/nocopyable.h"
+#include "platform/tasks/elastic_pool.h"
+
+namespace Vexo::Linux {
+
+class Screen : public NoCopyable {
+public:
+    Screen(std::shared_ptr<Bus> bus, PresenceChanged changed, std::function<void(bool isOn)> screenChanged);
+
+private:
+    // These run on strand_ only.
+    void Follow(bool isThere);
+    void Read();
+    // None when logind does not answer.
+    std::optional<bool> IsOn();
+
+    const std::shared_ptr<Bus> bus_;
+    const PresenceChanged changed_;
+    const std::function<void(bool isOn)> screenChanged_;
+    std::optional<bool> isOn_;  // touched on strand_ only
+
+    Tasks::Strand strand_;  // own synchronisation
+    BusSubscription seat_;
+    BusSubscription session_;
+    BusSubscription sleep_;
+    BusSubscription lid_;
+    BusSubscription service_;
+};
+
+}  // namespace Vexo::Linux

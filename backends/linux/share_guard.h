@@ -1,0 +1,61 @@
+// ShareGuard: decides when a hotspot that this daemon turned on must be turned off: when no station has been connected
+// for the idle limit, which is shorter while the hotspot leads nowhere. It only decides; time and facts are given to
+// it. Used on the Wi-Fi strand only; nothing blocks.
+#pragma once
+
+#include <chrono>
+
+namespace Vexo::Linux {
+
+// Why a hotspot was turned off: the REASON of the system event NET_SHARE_CLOSED.
+namespace ShareClosed {
+inline constexpr const char* ASKED = "ASKED";                              // by a call
+inline constexpr const char* IDLE = "IDLE";                                // no station for the idle limit
+inline constexpr const char* IDLE_WITHOUT_UPLINK = "IDLE_WITHOUT_UPLINK";  // the same, and nowhere to lead to
+inline constexpr const char* BATTERY_LOW = "BATTERY_LOW";
+inline constexpr const char* DAEMON_STOPPED = "DAEMON_STOPPED";
+inline constexpr const char* LEFT_OPEN = "LEFT_OPEN";  // found when the daemon, or NetworkManager, came back
+}  // namespace ShareClosed
+
+struct ShareLimits {
+    std::chrono::milliseconds idle{std::chrono::minutes(5)};
+    std::chrono::milliseconds idleWithoutUplink{std::chrono::minutes(1)};
+    std::chrono::milliseconds look{std::chrono::seconds(10)};  // how often the facts are gathered
+};
+
+class ShareGuard {
+public:
+    using Time = std::chrono::steady_clock::time_point;
+
+    explicit ShareGuard(const ShareLimits& limits) : limits_(limits) {}
+
+    const ShareLimits& Limits() const { return limits_; }
+    // The hotspot was turned on: the idle time begins.
+    void Open(Time now) { idleSince_ = uplinkLostAt_ = now; }
+
+    // The reason to close it now, a name of ShareClosed, or null. isUsed: a station is connected.
+    const char* Look(Time now, bool isUsed, bool hasUplink)
+    {
+        if (isUsed) {
+            idleSince_ = now;
+        }
+        if (hasUplink) {
+            uplinkLostAt_ = now;
+        }
+        if (now - idleSince_ >= limits_.idle) {
+            return ShareClosed::IDLE;
+        }
+        // Both have lasted that long: a station that left just now may be on its way back.
+        if (now - idleSince_ >= limits_.idleWithoutUplink && now - uplinkLostAt_ >= limits_.idleWithoutUplink) {
+            return ShareClosed::IDLE_WITHOUT_UPLINK;
+        }
+        return nullptr;
+    }
+
+private:
+    const ShareLimits limits_;
+    Time idleSince_;
+    Time uplinkLostAt_;
+};
+
+}  // namespace Vexo::Linux

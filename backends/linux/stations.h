@@ -1,0 +1,16 @@
+// How many stations a hotspot of this machine has, from the kernel's Wi-Fi interface (nl80211), which answers any user.
+// Blocks for the kernel's answer; any thread; no state.
+// https://wireless.wiki.kernel.org/en/developers/documentation/nl80211
+#pragma once
+
+#include <cstddef>
+#include <string>
+
+#include "platform/base/result.h"
+
+namespace Vexo::Linux {
+
+// interface: "wlan0". The error says which step failed: a kernel without Wi-Fi, an interface that is none.
+Result<size_t> CountStations(const std::string& interface);
+
+}  // namespace Vexo::Linux

@@ -1,0 +1,84 @@
+// Telephony over ModemManager: Modems follows what it says, and LinuxCoreService (ability 4010) and LinuxCellularData
+// (4011) answer from that: at once and without asking, except for a radio's state, which the modem is asked for. Any
+// thread; the answer about a radio comes on a strand of its own, exactly once for each accepted query. What a slot is,
+// and what its SIM's states mean: backends/linux/modem_slots.h.
+#pragma once
+
+#include <atomic>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include "backends/linux/bus.h"
+#include "backends/linux/modem_slots.h"
+#include "backends/linux/presence.h"
+#include "platform/base/mutex.h"
+#include "platform/base/nocopyable.h"
+#include "platform/ipc/iremote_object.h"
+#include "platform/tasks/elastic_pool.h"
+#include "platform/telephony/core_service_client.h"
+
+namespace Vexo::Linux {
+
+class Modems : public NoCopyable {
+public:
+    // Telephony is there while ModemManager runs and has a modem.
+    Modems(std::shared_ptr<Bus> bus, PresenceChanged changed);
+
+    // Nothing is followed or told any more.
+    void Stop();
+    // What ModemManager said last. Does not block.
+    ModemSlots Get() const;
+    // Asks the modem whether its radio is on. Blocks, for seconds when it does not answer.
+    Result<bool> AskRadio(const std::string& modem) const;
+
+private:
+    // These run on strand_ only.
+    void Follow(bool isThere);
+    void Reload();
+
+    const std::shared_ptr<Bus> bus_;
+    const PresenceChanged changed_;
+
+    mutable Mutex mutex_;
+    ModemSlots slots_ GUARDED_BY(mutex_);
+
+    bool isThere_ = false;  // touched on strand_ only; so is version_
+    std::string version_;
+
+    Tasks::Strand strand_;  // own synchronisation
+    BusSubscription added_;
+    BusSubscription removed_;
+    BusSubscription properties_;
+    BusSubscription service_;
+};
+
+class LinuxCoreService : public IPCObjectStub, public Telephony::ICoreService {
+public:
+    explicit LinuxCoreService(std::shared_ptr<Modems> modems) : modems_(std::move(modems)) {}
+
+    int32_t GetSimState(int32_t slotId, Telephony::SimState& state) override;
+    // A slot that no modem serves has a radio that is off.
+    int32_t GetRadioState(int32_t slotId, const sptr<Telephony::INetworkSearchCallback>& callback) override;
+
+    // New queries are refused. Those under way are answered, as long as the process lives.
+    void Stop() { stopped_ = true; }
+
+private:
+    const std::shared_ptr<Modems> modems_;
+    std::atomic<bool> stopped_{false};
+    Tasks::Strand answers_;  // own synchronisation
+};
+
+class LinuxCellularData : public IPCObjectStub, public Telephony::ICellularData {
+public:
+    explicit LinuxCellularData(std::shared_ptr<Modems> modems) : modems_(std::move(modems)) {}
+
+    // Mobile data counts as on while a modem has a data connection or is making one.
+    int32_t IsCellularDataEnabled(bool& enabled) override;
+
+private:
+    const std::shared_ptr<Modems> modems_;
+};
+
+}  // namespace Vexo::Linux

@@ -1,0 +1,415 @@
+#include "backends/linux/wifi_device.h"
+
+#include <algorithm>
+#include <array>
+#include <ctime>
+#include <utility>
+
+#include "platform/dfx/log.h"
+#include "platform/dfx/trace.h"
+#include "platform/wifi/wifi_config.h"
+
+namespace Vexo::Linux {
+namespace {
+
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
+using Wifi::WifiLinkInfo;
+using Wifi::WifiLinkState;
+
+constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "LinuxStation"};
+constexpr milliseconds REASON_DELAY{200};
+constexpr milliseconds ADDRESS_DELAY{200};
+constexpr int MAX_REFUSALS = 2;
+
+// The ends that another try does not mend, as a person reads them; null for the others.
+const char* LastingCauseOf(NmReason reason)
+{
+    switch (reason) {
+        case NmReason::NO_SECRETS:
+            return "wrong key";
+        case NmReason::CONFIG_UNAVAILABLE:
+        case NmReason::CONFIG_EXPIRED:
+        case NmReason::DHCP_START_FAILED:
+        case NmReason::DHCP_ERROR:
+        case NmReason::DHCP_FAILED:
+            return "no address";
+        case NmReason::USER_REQUESTED:
+        case NmReason::CONNECTION_REMOVED:
+            return "disconnected by somebody at this device";
+        case NmReason::NEW_ACTIVATION:
+            return "this device changed to another network";
+        case NmReason::SLEEPING:
+            return "this device went to sleep";
+        default:
+            return nullptr;
+    }
+}
+
+// Whoever ended it chose what comes next.
+bool IsSomebodysChoice(NmReason reason)
+{
+    return reason == NmReason::USER_REQUESTED || reason == NmReason::NEW_ACTIVATION;
+}
+
+std::chrono::seconds BootClock()
+{
+    timespec now{};
+    ::clock_gettime(CLOCK_BOOTTIME, &now);
+    return std::chrono::seconds(now.tv_sec);
+}
+
+std::string NotVisible(const std::string& ssid)
+{
+    return "no hotspot called \"" + ssid + "\" is visible";
+}
+
+EventFwk::NetConnState EventCodeOf(WifiLinkState state)
+{
+    return state == WifiLinkState::CONNECTED ? EventFwk::NetConnState::CONNECTED
+           : state == WifiLinkState::FAILED  ? EventFwk::NetConnState::FAILED
+                                             : EventFwk::NetConnState::DISCONNECTED;
+}
+
+}  // namespace
+
+LinuxWifiDevice::LinuxWifiDevice(std::shared_ptr<WifiContext> context, const StationOptions& options, LinkEnded ended)
+    : context_(std::move(context)), options_(options), ended_(std::move(ended))
+{
+}
+
+int32_t LinuxWifiDevice::GetDeviceConfigs(std::vector<Wifi::WifiDeviceConfig>& configs, bool isCandidate)
+{
+    const TraceSpan span(SpanName::WIFI_CONFIGS);
+    configs = configs_.List(isCandidate);
+    return Wifi::WIFI_OK;
+}
+
+int32_t LinuxWifiDevice::AddDeviceConfig(const Wifi::WifiDeviceConfig& config, int& networkId, bool isCandidate)
+{
+    const TraceSpan span(SpanName::WIFI_ADD);
+    if (const int32_t invalid = Wifi::CheckConfig(config); invalid != Wifi::WIFI_OK) {
+        return invalid;
+    }
+    networkId = configs_.Add(config, isCandidate);
+    return Wifi::WIFI_OK;
+}
+
+int32_t LinuxWifiDevice::ConnectToDevice(const Wifi::WifiDeviceConfig& config)
+{
+    const TraceSpan span(SpanName::WIFI_CONNECT);
+    const Wifi::WifiDeviceConfig wanted = configs_.Resolve(config);
+    if (const int32_t invalid = Wifi::CheckConfig(wanted); invalid != Wifi::WIFI_OK) {
+        return invalid;
+    }
+    return context_->RunAndWait([self = sptr<LinuxWifiDevice>(this), wanted] { return self->Begin(wanted); });
+}
+
+WifiLinkInfo LinuxWifiDevice::GetLinkInfo()
+{
+    MutexLock lock(mutex_);
+    return info_;
+}
+
+WifiLinkInfo LinuxWifiDevice::WaitForChange(const WifiLinkInfo& known, milliseconds limit)
+{
+    const auto deadline = steady_clock::now() + limit;
+    MutexLock lock(mutex_);
+    while (!stopped_ && info_.state == known.state && info_.attempt == known.attempt) {
+        if (!changed_.WaitUntil(mutex_, deadline)) {
+            break;
+        }
+    }
+    return info_;
+}
+
+int32_t LinuxWifiDevice::Begin(const Wifi::WifiDeviceConfig& config)
+{
+    const Result<bool> isEnabled = context_->manager.IsWifiEnabled();
+    const Result<std::vector<WifiRadio>> radios = context_->manager.Radios();
+    if (!context_->isRunning || !isEnabled || !radios) {
+        return Wifi::WIFI_NO_ANSWER;
+    }
+    if (!isEnabled.Value()) {
+        return Wifi::WIFI_DISABLED;
+    }
+    const auto& all = radios.Value();
+    const auto radio = std::find_if(all.begin(), all.end(), [](const WifiRadio& one) { return !one.IsHotspot(); });
+    if (radio == all.end()) {
+        return all.empty() ? Wifi::WIFI_NOT_SUPPORTED : Wifi::WIFI_FAILED;
+    }
+    Attempt next;
+    next.config = config;
+    next.radio = radio->path;
+    next.deadline = steady_clock::now() + options_.searchLimit;
+    next.begunAt = BootClock();
+    next.change.previous = attempt_ ? attempt_->change.previous : context_->NetworkOf(*radio);
+    if (attempt_) {
+        TakeBack();
+    }
+    {
+        MutexLock lock(mutex_);
+        if (stopped_) {
+            return Wifi::WIFI_FAILED;
+        }
+        next.number = info_.attempt + 1;
+        info_ = {WifiLinkState::CONNECTING, next.number, config.ssid, "", ""};
+        changed_.NotifyAll();
+    }
+    attempt_ = std::move(next);
+    QuviewDFX::LogInfo(LABEL, "looking for \"%{public}s\" on %{public}s", config.ssid, radio->interface);
+    LookAgainIn(milliseconds(0));
+    return Wifi::WIFI_OK;
+}
+
+void LinuxWifiDevice::Look(bool isTimed)
+{
+    if (!attempt_) {
+        return;
+    }
+    if (attempt_->isJoining) {
+        Follow(isTimed);
+    } else {
+        Search();
+    }
+}
+
+void LinuxWifiDevice::Search()
+{
+    const Result<std::vector<AccessPoint>> visible = context_->manager.AccessPoints(attempt_->radio);
+    if (const Result<bool> isEnabled = context_->manager.IsWifiEnabled(); isEnabled && !isEnabled.Value()) {
+        End(WifiLinkState::FAILED, "Wi-Fi is switched off");
+        return;
+    }
+    if (!visible && context_->manager.Radios()) {
+        End(WifiLinkState::FAILED, "this device has no Wi-Fi any more");
+        return;
+    }
+    const std::vector<AccessPoint> seen = visible ? visible.Value() : std::vector<AccessPoint>();
+    const AccessPoint* best = nullptr;
+    std::string mismatch;
+    for (const AccessPoint& one : seen) {
+        if (one.ssid != attempt_->config.ssid) {
+            continue;
+        }
+        const std::string reason = MismatchOf(attempt_->config, one);
+        if (reason.empty()) {
+            best = best == nullptr || one.strengthPercent > best->strengthPercent ? &one : best;
+        } else if (IsLate() || one.lastSeen >= attempt_->begunAt) {
+            // What was seen before the attempt may be how the hotspot was before it was turned on.
+            mismatch = reason;
+        }
+    }
+    if (best != nullptr) {
+        Join(*best);
+    } else if (!mismatch.empty()) {
+        End(WifiLinkState::FAILED, mismatch);
+    } else if (IsLate()) {
+        End(WifiLinkState::FAILED, NotVisible(attempt_->config.ssid));
+    } else {
+        Scan();
+        const auto left = std::chrono::ceil<milliseconds>(attempt_->deadline - steady_clock::now());
+        LookAgainIn(std::clamp(left, milliseconds(0), options_.lookAgain));
+    }
+}
+
+void LinuxWifiDevice::Scan()
+{
+    // The end of a scan is one of the changes that make it look again.
+    if (const auto now = steady_clock::now(); now >= attempt_->nextScan) {
+        attempt_->nextScan = now + options_.lookAgain;
+        context_->manager.RequestScan(attempt_->radio, attempt_->config.ssid);
+    }
+}
+
+void LinuxWifiDevice::Join(const AccessPoint& accessPoint)
+{
+    Attempt& attempt = *attempt_;
+    attempt.change.profile = MakeUuid();
+    attempt.change.isOurProfile = true;
+    attempt.reason = NmReason::NONE;
+    attempt.hasSeenEnd = false;
+    attempt.bssid = accessPoint.bssid;
+    context_->own.Note(attempt.change);
+    const Result<Activation> joining = context_->manager.AddAndActivate(
+        MakeStationProfile(attempt.change.profile, attempt.config, accessPoint), attempt.radio, accessPoint.path);
+    if (!joining) {
+        // Its text may repeat what was asked for, so only the error's name is shown.
+        const std::string name = joining.Message().substr(0, joining.Message().find(':'));
+        QuviewDFX::LogWarn(LABEL, "NetworkManager refuses to join: %{public}s", name);
+        TakeBack();
+        if (++attempt.refusals >= MAX_REFUSALS || IsLate()) {
+            End(WifiLinkState::FAILED, "NetworkManager refuses: " + name);
+        } else {
+            SearchAgain();
+        }
+        return;
+    }
+    attempt.change.activation = joining.Value().path;
+    attempt.isJoining = true;
+    attempt.joiningSince = steady_clock::now();
+    context_->own.Note(attempt.change);
+    LookAgainIn(options_.lookAgain);
+}
+
+void LinuxWifiDevice::Follow(bool isTimed)
+{
+    switch (context_->manager.StateOf(attempt_->change.activation)) {
+        case ActivationState::ACTIVATED:
+            if (!attempt_->isConnected) {
+                OnActivated();
+            }
+            break;
+        case ActivationState::DEACTIVATING:
+        case ActivationState::GONE:
+            // Without a reason, what tells it waits on the strand already, before what the timer posts.
+            if (const bool hasWaited = std::exchange(attempt_->hasSeenEnd, true) && isTimed;
+                attempt_->reason == NmReason::NONE && !hasWaited) {
+                LookAgainIn(REASON_DELAY);
+            } else {
+                OnEnded();
+            }
+            break;
+        default:
+            if (steady_clock::now() - attempt_->joiningSince > options_.joinLimit) {
+                End(WifiLinkState::FAILED, "the hotspot does not answer");
+            } else if (!attempt_->isConnected) {
+                LookAgainIn(options_.lookAgain);
+            }
+    }
+}
+
+void LinuxWifiDevice::OnActivated()
+{
+    const std::string address = context_->manager.AddressOf(attempt_->radio);
+    if (address.empty()) {
+        if (steady_clock::now() - attempt_->joiningSince > options_.joinLimit) {
+            End(WifiLinkState::FAILED, "no address");
+        } else {
+            LookAgainIn(ADDRESS_DELAY);
+        }
+        return;
+    }
+    Tasks::CancelTimer(std::exchange(timer_, 0));
+    attempt_->isConnected = true;
+    configs_.NoteBssid(attempt_->config, attempt_->bssid);
+    if (Tell(attempt_->number, WifiLinkState::CONNECTED, "", address)) {
+        QuviewDFX::LogInfo(LABEL, "connected to \"%{public}s\"", attempt_->config.ssid);
+        ended_(EventFwk::NetConnState::CONNECTED);
+    }
+}
+
+void LinuxWifiDevice::OnEnded()
+{
+    const NmReason reason = attempt_->reason;
+    const char* const cause = LastingCauseOf(reason);
+    if (attempt_->isConnected) {
+        End(WifiLinkState::DISCONNECTED, cause != nullptr ? cause : "the hotspot is gone");
+    } else if (cause != nullptr) {
+        End(WifiLinkState::FAILED, cause);
+    } else if (!IsLate()) {
+        QuviewDFX::LogInfo(LABEL, "\"%{public}s\" did not let this device in (reason %{public}u), trying again",
+                           attempt_->config.ssid, static_cast<uint32_t>(reason));
+        TakeBack();
+        SearchAgain();
+    } else {
+        End(WifiLinkState::FAILED, reason == NmReason::SSID_NOT_FOUND
+                                       ? NotVisible(attempt_->config.ssid)
+                                       : "the hotspot does not let this device in; most often the key is wrong");
+    }
+}
+
+void LinuxWifiDevice::SearchAgain()
+{
+    attempt_->isJoining = false;
+    Scan();
+    LookAgainIn(options_.lookAgain);
+}
+
+void LinuxWifiDevice::OnRadioState(const std::string& radio, uint32_t state, NmReason reason)
+{
+    if (!attempt_ || !attempt_->isJoining || radio != attempt_->radio) {
+        return;
+    }
+    // The radio passes through more states after a failure; what they say of it is less exact.
+    if (state == NM_STATE_PREPARE) {
+        attempt_->reason = NmReason::NONE;
+    } else if (state == NM_STATE_FAILED ||
+               (state != NM_STATE_ACTIVATED && (state <= NM_STATE_DISCONNECTED || state > NM_STATE_ACTIVATED) &&
+                attempt_->reason == NmReason::NONE)) {
+        attempt_->reason = reason;
+    }
+}
+
+void LinuxWifiDevice::OnGone()
+{
+    if (!attempt_) {
+        return;
+    }
+    // What was changed stays noted: it is taken back when NetworkManager has come back.
+    attempt_->change = {};
+    End(attempt_->isConnected ? WifiLinkState::DISCONNECTED : WifiLinkState::FAILED, "NetworkManager has gone");
+}
+
+void LinuxWifiDevice::TakeBack()
+{
+    if (!attempt_->change.profile.empty()) {
+        context_->TakeBack(attempt_->change);
+        attempt_->change.profile.clear();
+    }
+}
+
+void LinuxWifiDevice::End(WifiLinkState state, const std::string& reason)
+{
+    Tasks::CancelTimer(std::exchange(timer_, 0));
+    const bool isNews = Tell(attempt_->number, state, reason, "");
+    const bool isOwnEnd = !IsSomebodysChoice(attempt_->reason);
+    const bool hadRadio = !attempt_->change.activation.empty();
+    QuviewDFX::LogInfo(LABEL, "not connected to \"%{public}s\": %{public}s", attempt_->config.ssid, reason);
+    TakeBack();
+    configs_.Remove(attempt_->config);
+    if (isOwnEnd && hadRadio) {
+        context_->Restore(attempt_->change, attempt_->radio);
+    }
+    attempt_.reset();
+    if (isNews) {
+        ended_(EventCodeOf(state));
+    }
+}
+
+bool LinuxWifiDevice::Tell(uint32_t attempt, WifiLinkState state, const std::string& reason, const std::string& address)
+{
+    MutexLock lock(mutex_);
+    if (stopped_ || info_.attempt != attempt) {
+        return false;
+    }
+    info_.state = state;
+    info_.reason = reason;
+    info_.address = address;
+    changed_.NotifyAll();
+    return true;
+}
+
+void LinuxWifiDevice::LookAgainIn(milliseconds delay)
+{
+    Tasks::CancelTimer(timer_);
+    timer_ = Tasks::RunAfter(
+        delay, [self = sptr<LinuxWifiDevice>(this)] { self->context_->strand.Post([self] { self->Look(true); }); });
+}
+
+void LinuxWifiDevice::Stop()
+{
+    {
+        MutexLock lock(mutex_);
+        stopped_ = true;
+        changed_.NotifyAll();
+    }
+    context_->RunAndWait([self = sptr<LinuxWifiDevice>(this)]() -> int32_t {
+        if (self->attempt_) {
+            self->End(WifiLinkState::DISCONNECTED, "this device stopped");
+        }
+        return Wifi::WIFI_OK;
+    });
+}
+
+}  // namespace Vexo::Linux

@@ -1,0 +1,114 @@
+// LinuxWifiDevice: this machine's station (ability 1120) over NetworkManager. An attempt scans until its network is in
+// the air, takes the security from the beacon, and lets NetworkManager join with a temporary profile, again and again
+// until the search limit while what fails may still come up. How it ends: connected with an address, or failed: not
+// visible, another security, wrong key, no address. The profile goes with the connection, and the network that the
+// radio had before is activated again. Each end of an attempt and of a connection is told once; an attempt that a newer
+// one replaced ends silently. Any thread may call it; the work runs on the Wi-Fi strand (wifi_context.h).
+#pragma once
+
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "backends/linux/network_manager_profiles.h"
+#include "backends/linux/wifi_context.h"
+#include "platform/base/mutex.h"
+#include "platform/events/common_event_support.h"
+#include "platform/ipc/iremote_object.h"
+#include "platform/tasks/timers.h"
+#include "platform/wifi/wifi_config_store.h"
+#include "platform/wifi/wifi_device.h"
+
+namespace Vexo::Linux {
+
+struct StationOptions {
+    // How long an attempt looks for a hotspot, and begins joins that may still succeed.
+    std::chrono::milliseconds searchLimit{std::chrono::seconds(30)};
+    // How long one join may take beyond NetworkManager's own limits.
+    std::chrono::milliseconds joinLimit{std::chrono::seconds(90)};
+    // How often an attempt looks again when nothing tells it to.
+    std::chrono::milliseconds lookAgain{std::chrono::seconds(2)};
+};
+
+// CONNECTED, FAILED or DISCONNECTED; on the Wi-Fi strand.
+using LinkEnded = std::function<void(EventFwk::NetConnState state)>;
+
+class LinuxWifiDevice : public IPCObjectStub, public Wifi::WifiDevice {
+public:
+    // Stop() must be called before the last reference goes.
+    LinuxWifiDevice(std::shared_ptr<WifiContext> context, const StationOptions& options, LinkEnded ended);
+
+    // Those that were added here and have not ended; the user's own profiles are none of them.
+    int32_t GetDeviceConfigs(std::vector<Wifi::WifiDeviceConfig>& configs, bool isCandidate) override;
+    int32_t AddDeviceConfig(const Wifi::WifiDeviceConfig& config, int& networkId, bool isCandidate) override;
+    // With an empty SSID, the stored configuration of config.networkId is meant. WIFI_DISABLED while Wi-Fi is switched
+    // off, WIFI_NOT_SUPPORTED without a radio, WIFI_FAILED while the only radio is a hotspot.
+    int32_t ConnectToDevice(const Wifi::WifiDeviceConfig& config) override;
+
+    Wifi::WifiLinkInfo GetLinkInfo() override;
+    // Returns at once when the device has stopped.
+    Wifi::WifiLinkInfo WaitForChange(const Wifi::WifiLinkInfo& known, std::chrono::milliseconds limit) override;
+
+    // On the strand: something about the radios has changed; a radio entered this state; NetworkManager has gone.
+    void OnChanged() { Look(false); }
+    void OnRadioState(const std::string& radio, uint32_t state, NmReason reason);
+    void OnGone();
+    // Ends attempt, connection and waits, silently, takes everything back, and blocks until that is done.
+    void Stop();
+
+private:
+    struct Attempt {
+        uint32_t number = 0;
+        Wifi::WifiDeviceConfig config;
+        std::string radio;
+        std::chrono::steady_clock::time_point deadline;
+        std::chrono::steady_clock::time_point nextScan;  // not before
+        std::chrono::seconds begunAt{0};                 // on the boot clock, as in access points
+        bool isJoining = false;                          // or connected: NetworkManager has our profile
+        bool isConnected = false;
+        bool hasSeenEnd = false;
+        int refusals = 0;
+        NetworkChange change;
+        std::string bssid;
+        NmReason reason = NmReason::NONE;  // of the radio's last failure
+        std::chrono::steady_clock::time_point joiningSince;
+    };
+
+    // These run on the strand only.
+    int32_t Begin(const Wifi::WifiDeviceConfig& config);
+    // isTimed: from its own timer, not because something changed.
+    void Look(bool isTimed);
+    void Search();
+    // Asks for a scan, unless it has just asked.
+    void Scan();
+    void Join(const AccessPoint& accessPoint);
+    void Follow(bool isTimed);
+    void OnActivated();
+    void OnEnded();
+    void SearchAgain();
+    void LookAgainIn(std::chrono::milliseconds delay);
+    void End(Wifi::WifiLinkState state, const std::string& reason);
+    void TakeBack();
+    bool IsLate() const { return std::chrono::steady_clock::now() >= attempt_->deadline; }
+    // False when a newer attempt, or the end, came first.
+    bool Tell(uint32_t attempt, Wifi::WifiLinkState state, const std::string& reason, const std::string& address);
+
+    const std::shared_ptr<WifiContext> context_;
+    const StationOptions options_;
+    const LinkEnded ended_;
+
+    Mutex mutex_;
+    CondVar changed_;
+    Wifi::WifiLinkInfo info_ GUARDED_BY(mutex_);
+    bool stopped_ GUARDED_BY(mutex_) = false;
+
+    std::optional<Attempt> attempt_;  // touched on the strand only
+    Tasks::TimerId timer_ = 0;        // touched on the strand only
+
+    Wifi::WifiConfigStore configs_;  // own synchronisation
+};
+
+}  // namespace Vexo::Linux

@@ -1,0 +1,350 @@
+#include "backends/linux/wifi_hotspot.h"
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+#include "platform/base/files.h"
+#include "platform/dfx/log.h"
+#include "platform/dfx/trace.h"
+#include "platform/wifi/wifi_config.h"
+
+namespace Vexo::Linux {
+namespace {
+
+using std::chrono::steady_clock;
+
+constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "LinuxHotspot"};
+constexpr size_t MIN_KEY_BYTES = 8;
+constexpr size_t MAX_KEY_BYTES = 63;
+constexpr mode_t KEY_MODE = 0600;
+
+// The key of earlier runs, so that stations that joined then join again.
+std::string LoadOrMakeKey(const std::filesystem::path& file)
+{
+    if (const Result<std::string> kept = ReadWholeFile(file, MAX_KEY_BYTES + 1)) {
+        std::string key = kept.Value().substr(0, kept.Value().find('\n'));
+        if (key.size() >= MIN_KEY_BYTES) {
+            return key;
+        }
+    }
+    std::string key = Wifi::GenerateHotspotKey();
+    if (const Result<void> written = WriteFileAtomically(file, key + "\n", KEY_MODE); !written) {
+        QuviewDFX::LogWarn(LABEL, "the hotspot's key lasts for this run only: %{public}s", written.Message());
+    }
+    return key;
+}
+
+int32_t ResultOf(const std::string& message)
+{
+    return message.starts_with(BUS_NO_REPLY) ? Wifi::WIFI_NO_ANSWER : Wifi::WIFI_FAILED;
+}
+
+}  // namespace
+
+LinuxWifiHotspot::LinuxWifiHotspot(std::shared_ptr<WifiContext> context, HotspotOptions options)
+    : context_(std::move(context)),
+      options_(std::move(options)),
+      generatedKey_(LoadOrMakeKey(options_.stateDir / HOTSPOT_KEY_FILE)),
+      guard_(options_.limits)
+{
+}
+
+int32_t LinuxWifiHotspot::IsHotspotActive(bool& isActive)
+{
+    const TraceSpan span(SpanName::HOTSPOT_STATE);
+    MutexLock lock(mutex_);
+    isActive = isOn_;
+    return Wifi::WIFI_OK;
+}
+
+int32_t LinuxWifiHotspot::EnableHotspot(Wifi::ServiceType type)
+{
+    const TraceSpan span(SpanName::HOTSPOT_ENABLE);
+    if (type != Wifi::ServiceType::DEFAULT) {
+        return Wifi::WIFI_NOT_SUPPORTED;
+    }
+    return context_->RunAndWait([self = sptr<LinuxWifiHotspot>(this)] { return self->Enable(); });
+}
+
+int32_t LinuxWifiHotspot::DisableHotspot(Wifi::ServiceType type)
+{
+    const TraceSpan span(SpanName::HOTSPOT_DISABLE);
+    if (type != Wifi::ServiceType::DEFAULT) {
+        return Wifi::WIFI_NOT_SUPPORTED;
+    }
+    return context_->RunAndWait([self = sptr<LinuxWifiHotspot>(this)]() -> int32_t {
+        self->Close(ShareClosed::ASKED);
+        bool isOn = false;
+        self->IsHotspotActive(isOn);
+        return isOn ? Wifi::WIFI_FAILED : Wifi::WIFI_OK;
+    });
+}
+
+int32_t LinuxWifiHotspot::GetHotspotConfig(Wifi::HotspotConfig& config)
+{
+    const TraceSpan span(SpanName::HOTSPOT_CONFIG);
+    // Shared, because the work outlives a caller that waited too long.
+    const auto found = std::make_shared<Wifi::HotspotConfig>();
+    const int32_t result =
+        context_->RunAndWait([self = sptr<LinuxWifiHotspot>(this), found] { return self->ReadConfig(*found); });
+    if (result == Wifi::WIFI_OK) {
+        config = *found;
+    }
+    return result;
+}
+
+int32_t LinuxWifiHotspot::ReadConfig(Wifi::HotspotConfig& config) const
+{
+    Result<Wifi::HotspotConfig> inUse = ConfigInUse();
+    if (inUse) {
+        config = std::move(inUse.Value());
+        return Wifi::WIFI_OK;
+    }
+    Result<Chosen> chosen = Choose();
+    if (!chosen) {
+        QuviewDFX::LogWarn(LABEL, "no hotspot configuration: %{public}s", chosen.Message());
+        return ResultOf(chosen.Message());
+    }
+    config = std::move(chosen.Value().config);
+    return Wifi::WIFI_OK;
+}
+
+Result<Wifi::HotspotConfig> LinuxWifiHotspot::ConfigInUse() const
+{
+    const Result<std::vector<WifiRadio>> radios = context_->manager.Radios();
+    if (!radios) {
+        return Error{radios.Message()};
+    }
+    for (const WifiRadio& radio : radios.Value()) {
+        const Result<std::string> path =
+            radio.IsHotspot() ? context_->manager.ProfileOf(radio.activation) : Error{"no hotspot"};
+        Result<Profile> profile = path ? context_->manager.ReadProfile(path.Value()) : Error{path.Message()};
+        profile = profile ? context_->manager.WithSecrets(std::move(profile.Value())) : std::move(profile);
+        if (Wifi::HotspotConfig config; profile && ReadHotspotConfig(profile.Value(), config)) {
+            return config;
+        }
+    }
+    return Error{"no hotspot is on"};
+}
+
+Wifi::HotspotConfig LinuxWifiHotspot::MakeOwnConfig() const
+{
+    Wifi::HotspotConfig config;
+    config.SetSsid(Wifi::MakeHotspotSsid(options_.deviceName, options_.networkId));
+    config.SetSecurityType(options_.settings.security);
+    config.SetPreSharedKey(options_.settings.security == Wifi::KeyMgmt::NONE ? "" : generatedKey_);
+    return config;
+}
+
+Result<LinuxWifiHotspot::Chosen> LinuxWifiHotspot::Choose() const
+{
+    Result<std::vector<Profile>> profiles = context_->manager.Profiles();
+    if (!profiles) {
+        return profiles.TakeError();
+    }
+    std::vector<Profile>& candidates = profiles.Value();
+    std::erase_if(candidates, [](const Profile& one) { return !IsHotspotProfile(one) || IsOurs(one); });
+    std::stable_sort(candidates.begin(), candidates.end(),
+                     [](const Profile& one, const Profile& other) { return LastUseOf(one) > LastUseOf(other); });
+    for (Profile& candidate : candidates) {
+        Chosen chosen;
+        // Without its key, no peer could be told how to join it.
+        const Result<Profile> complete = context_->manager.WithSecrets(candidate);
+        if (complete && ReadHotspotConfig(complete.Value(), chosen.config)) {
+            chosen.usersOwn = std::move(candidate);
+            return chosen;
+        }
+    }
+    return Chosen{std::nullopt, MakeOwnConfig()};
+}
+
+int32_t LinuxWifiHotspot::Enable()
+{
+    const Result<bool> isEnabled = context_->manager.IsWifiEnabled();
+    Result<std::vector<WifiRadio>> radios = context_->manager.Radios();
+    if (isStopped_ || !context_->isRunning) {
+        return Wifi::WIFI_FAILED;
+    }
+    if (!isEnabled || !radios) {
+        return ResultOf(isEnabled ? radios.Message() : isEnabled.Message());
+    }
+    if (!isEnabled.Value()) {
+        return Wifi::WIFI_DISABLED;
+    }
+    std::vector<WifiRadio>& all = radios.Value();
+    if (isOpening_ || share_ || std::any_of(all.begin(), all.end(), [](const auto& one) { return one.IsHotspot(); })) {
+        return Wifi::WIFI_OK;
+    }
+    std::erase_if(all, [](const WifiRadio& one) { return !one.canBeAccessPoint; });
+    if (all.empty()) {
+        return Wifi::WIFI_NOT_SUPPORTED;
+    }
+    const auto idle = std::find_if(all.begin(), all.end(), [](const WifiRadio& one) { return !one.IsStation(); });
+    if (idle != all.end()) {
+        return Open(*idle);
+    }
+    OpenLater(all.front());
+    return Wifi::WIFI_OK;
+}
+
+void LinuxWifiHotspot::OpenLater(const WifiRadio& radio)
+{
+    QuviewDFX::LogInfo(LABEL, "%{public}s is a station and becomes a hotspot in a moment", radio.interface);
+    isOpening_ = true;
+    SetOn(true);
+    Tasks::CancelTimer(timer_);
+    timer_ = Tasks::RunAfter(options_.switchDelay, [self = sptr<LinuxWifiHotspot>(this), radio] {
+        self->context_->strand.Post([self, radio] {
+            if (std::exchange(self->isOpening_, false) && self->Open(radio) != Wifi::WIFI_OK) {
+                self->SetOn(false);
+            }
+        });
+    });
+}
+
+int32_t LinuxWifiHotspot::Open(const WifiRadio& radio)
+{
+    const Result<Chosen> chosen = Choose();
+    if (!chosen) {
+        return ResultOf(chosen.Message());
+    }
+    const std::optional<Profile>& usersOwn = chosen.Value().usersOwn;
+    NetworkChange change;
+    change.profile = usersOwn ? UuidOf(*usersOwn) : MakeUuid();
+    change.previous = context_->NetworkOf(radio);
+    change.isHotspot = true;
+    change.isOurProfile = !usersOwn;
+    context_->own.Note(change);
+    const Result<Activation> opened =
+        usersOwn ? context_->manager.Activate(usersOwn->path, radio.path)
+                 : context_->manager.AddAndActivate(
+                       MakeHotspotProfile(change.profile, chosen.Value().config, options_.settings), radio.path, "");
+    if (!opened) {
+        QuviewDFX::LogError(LABEL, "the hotspot does not open: %{public}s", opened.Message());
+        if (!opened.Message().starts_with(BUS_NO_REPLY)) {
+            context_->own.Forget(change.profile);
+        }
+        return ResultOf(opened.Message());
+    }
+    change.activation = opened.Value().path;
+    context_->own.Note(change);
+    QuviewDFX::LogInfo(LABEL, "opening hotspot \"%{public}s\" on %{public}s (%{public}s)",
+                       chosen.Value().config.GetSsid(), radio.interface,
+                       usersOwn ? "the user's profile" : "a temporary profile");
+    share_ = Share{change, radio.path, radio.interface};
+    guard_.Open(steady_clock::now());
+    SetOn(true);
+    GuardLater();
+    return Wifi::WIFI_OK;
+}
+
+void LinuxWifiHotspot::Close(const char* reason)
+{
+    if (std::exchange(isOpening_, false)) {
+        Forget();
+    }
+    if (!share_) {
+        return;
+    }
+    const Share closed = *share_;
+    Forget();
+    context_->TakeBack(closed.change);
+    ReportShareClosed(reason);
+    context_->Restore(closed.change, closed.radio);
+}
+
+void LinuxWifiHotspot::Forget()
+{
+    share_.reset();
+    Tasks::CancelTimer(std::exchange(timer_, 0));
+    SetOn(false);
+}
+
+void LinuxWifiHotspot::OnChanged()
+{
+    if (share_ && context_->manager.StateOf(share_->change.activation) == ActivationState::GONE && !WasRenewed()) {
+        QuviewDFX::LogInfo(LABEL, "the hotspot on %{public}s ended", share_->interface);
+        const Share ended = *share_;
+        Forget();
+        context_->TakeBack(ended.change);
+        context_->Restore(ended.change, ended.radio);
+    }
+    const Result<std::vector<WifiRadio>> radios = context_->manager.Radios();
+    SetOn(isOpening_ || share_ ||
+          (radios && std::any_of(radios.Value().begin(), radios.Value().end(),
+                                 [](const WifiRadio& one) { return one.IsHotspot(); })));
+}
+
+bool LinuxWifiHotspot::WasRenewed()
+{
+    const Result<std::vector<WifiRadio>> radios = context_->manager.Radios();
+    for (const WifiRadio& radio : radios ? radios.Value() : std::vector<WifiRadio>()) {
+        const Result<std::string> path = radio.path == share_->radio && !radio.activation.empty()
+                                             ? context_->manager.ProfileOf(radio.activation)
+                                             : Error{"another radio"};
+        const Result<Profile> profile = path ? context_->manager.ReadProfile(path.Value()) : Error{path.Message()};
+        if (profile && UuidOf(profile.Value()) == share_->change.profile) {
+            share_->change.activation = radio.activation;
+            context_->own.Note(share_->change);
+            return true;
+        }
+    }
+    return false;
+}
+
+void LinuxWifiHotspot::OnGone()
+{
+    // What was changed stays noted: it is taken back when NetworkManager has come back.
+    isOpening_ = false;
+    Forget();
+}
+
+void LinuxWifiHotspot::OnBatteryLow()
+{
+    Close(ShareClosed::BATTERY_LOW);
+}
+
+void LinuxWifiHotspot::Guard()
+{
+    if (!share_) {
+        return;
+    }
+    const Result<size_t> stations = options_.countStations(share_->interface);
+    const Result<bool> uplink = context_->manager.HasUplink();
+    if (!stations) {
+        QuviewDFX::LogWarn(LABEL, "cannot count stations, so none counts: %{public}s", stations.Message());
+    }
+    const char* const reason =
+        guard_.Look(steady_clock::now(), stations && stations.Value() > 0, !uplink || uplink.Value());
+    if (reason != nullptr) {
+        Close(reason);
+    } else {
+        GuardLater();
+    }
+}
+
+void LinuxWifiHotspot::GuardLater()
+{
+    Tasks::CancelTimer(timer_);
+    timer_ = Tasks::RunAfter(guard_.Limits().look, [self = sptr<LinuxWifiHotspot>(this)] {
+        self->context_->strand.Post([self] { self->Guard(); });
+    });
+}
+
+void LinuxWifiHotspot::SetOn(bool isOn)
+{
+    MutexLock lock(mutex_);
+    isOn_ = isOn;
+}
+
+void LinuxWifiHotspot::Stop()
+{
+    context_->RunAndWait([self = sptr<LinuxWifiHotspot>(this)]() -> int32_t {
+        self->isStopped_ = true;
+        self->Close(ShareClosed::DAEMON_STOPPED);
+        return Wifi::WIFI_OK;
+    });
+}
+
+}  // namespace Vexo::Linux

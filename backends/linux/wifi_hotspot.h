@@ -1,0 +1,101 @@
+// LinuxWifiHotspot: this machine's access point (ability 1121) over NetworkManager. Enabling activates the user's own
+// access-point profile where there is one whose key NetworkManager knows (the one used last), else a temporary one of
+// ours. What it turned on it also turns off, by share_guard.h; a hotspot that somebody else turned on is left alone.
+// Any thread may call it; the work runs on the Wi-Fi strand (wifi_context.h).
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "backends/linux/network_manager_profiles.h"
+#include "backends/linux/share_guard.h"
+#include "backends/linux/stations.h"
+#include "backends/linux/wifi_context.h"
+#include "platform/base/mutex.h"
+#include "platform/ipc/iremote_object.h"
+#include "platform/tasks/timers.h"
+#include "platform/wifi/wifi_hotspot.h"
+
+namespace Vexo::Linux {
+
+inline constexpr const char* HOTSPOT_KEY_FILE = "hotspot-key";  // in the state folder, mode 0600
+
+struct HotspotOptions {
+    std::filesystem::path stateDir;
+    std::string deviceName;  // with the network id it makes the SSID
+    std::string networkId;
+    HotspotSettings settings;  // of a hotspot of ours
+    ShareLimits limits;
+    // How long a radio that is a station stays one after enabling: the answer may have to get out through it.
+    std::chrono::milliseconds switchDelay{500};
+    std::function<Result<size_t>(const std::string& interface)> countStations = CountStations;
+};
+
+class LinuxWifiHotspot : public IPCObjectStub, public Wifi::WifiHotspot {
+public:
+    // Stop() must be called before the last reference goes.
+    LinuxWifiHotspot(std::shared_ptr<WifiContext> context, HotspotOptions options);
+
+    // True from the moment EnableHotspot accepted, and for a hotspot that somebody else turned on.
+    int32_t IsHotspotActive(bool& isActive) override;
+    // WIFI_DISABLED while Wi-Fi is switched off. Enabling while a hotspot is on changes nothing.
+    int32_t EnableHotspot(Wifi::ServiceType type) override;
+    // WIFI_FAILED when the hotspot is on by somebody else, and stays.
+    int32_t DisableHotspot(Wifi::ServiceType type) override;
+    // Of the hotspot that is on, else of the one that enabling would turn on.
+    int32_t GetHotspotConfig(Wifi::HotspotConfig& config) override;
+
+    // On the strand: something about the radios has changed; NetworkManager has gone; the battery is low.
+    void OnChanged();
+    void OnGone();
+    void OnBatteryLow();
+    // Turns off what it turned on, and blocks until that is done.
+    void Stop();
+
+private:
+    struct Chosen {
+        std::optional<Profile> usersOwn;
+        Wifi::HotspotConfig config;
+    };
+    struct Share {
+        NetworkChange change;
+        std::string radio;
+        std::string interface;
+    };
+
+    // These run on the strand only.
+    int32_t Enable();
+    int32_t Open(const WifiRadio& radio);
+    void OpenLater(const WifiRadio& radio);
+    void Close(const char* reason);
+    void Forget();
+    // Whether the same profile is active again, as after a change of its settings: still what this daemon turned on.
+    bool WasRenewed();
+    Result<Chosen> Choose() const;
+    Result<Wifi::HotspotConfig> ConfigInUse() const;
+    int32_t ReadConfig(Wifi::HotspotConfig& config) const;
+    void Guard();
+    void GuardLater();
+    void SetOn(bool isOn);
+    Wifi::HotspotConfig MakeOwnConfig() const;
+
+    const std::shared_ptr<WifiContext> context_;
+    const HotspotOptions options_;
+    const std::string generatedKey_;  // secret
+
+    Mutex mutex_;
+    bool isOn_ GUARDED_BY(mutex_) = false;
+
+    // Touched on the strand only.
+    std::optional<Share> share_;
+    bool isOpening_ = false;  // accepted, waiting for switchDelay
+    bool isStopped_ = false;
+    ShareGuard guard_;
+    Tasks::TimerId timer_ = 0;
+};
+
+}  // namespace Vexo::Linux

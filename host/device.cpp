@@ -1,0 +1,143 @@
+#include "host/device.h"
+
+#include <algorithm>
+#include <array>
+#include <utility>
+
+#include "backends/linux/linux_device.h"
+#include "backends/simulated/simulated_device.h"
+
+namespace Vexo::Host {
+namespace {
+
+// How an ability appears in `distnetctl doctor`.
+struct AbilityCheck {
+    int32_t id;
+    const char* name;
+    bool isNeeded;  // without it the device cannot do what it is for
+    const char* advice;
+};
+
+constexpr std::array<AbilityCheck, 4> ABILITY_CHECKS{{
+    {WIFI_DEVICE_SYS_ABILITY_ID, "radio", true,
+     "Needs NetworkManager and a Wi-Fi device that it manages: systemctl start NetworkManager; nmcli device"},
+    {WIFI_HOTSPOT_SYS_ABILITY_ID, "hotspot", true,
+     "Needs NetworkManager and a Wi-Fi device that can be an access point: nmcli -f WIFI-PROPERTIES device show"},
+    {COMMON_EVENT_SERVICE_ID, "events", true, ""},
+    {TELEPHONY_CORE_SERVICE_SYS_ABILITY_ID, "modem", false,
+     "Mobile data needs ModemManager and a modem: systemctl start ModemManager; mmcli --list-modems"},
+}};
+
+const AbilityCheck* FindCheck(int32_t id)
+{
+    const auto* const found = std::find_if(ABILITY_CHECKS.begin(), ABILITY_CHECKS.end(),
+                                           [&](const AbilityCheck& check) { return check.id == id; });
+    return found != ABILITY_CHECKS.end() ? found : nullptr;
+}
+
+QuviewDFX::HealthCheck CheckOf(const AbilityCheck& check, const Linux::Presence& presence)
+{
+    if (presence.isThere) {
+        return QuviewDFX::Healthy(check.name, presence.reason);
+    }
+    return check.isNeeded ? QuviewDFX::Unhealthy(check.name, presence.reason, check.advice)
+                          : QuviewDFX::NotChecked(check.name, presence.reason, check.advice);
+}
+
+class SimulatedPlatform final : public Device {
+public:
+    explicit SimulatedPlatform(std::unique_ptr<Simulated::SimulatedDevice> device) : device_(std::move(device)) {}
+    void Stop() override { device_->Stop(); }
+    // Which abilities there are follows the state file, and is logged each time.
+    std::vector<std::string> Lines() const override { return {}; }
+    std::vector<QuviewDFX::HealthCheck> Checks() const override { return {}; }
+
+private:
+    const std::unique_ptr<Simulated::SimulatedDevice> device_;
+};
+
+class LinuxPlatform final : public Device {
+public:
+    explicit LinuxPlatform(std::unique_ptr<Linux::LinuxDevice> device) : device_(std::move(device)) {}
+    void Stop() override { device_->Stop(); }
+    std::vector<std::string> Lines() const override
+    {
+        std::vector<std::string> lines;
+        for (const Linux::AbilityState& ability : device_->Abilities()) {
+            lines.push_back(
+                AbilityLine(ability.id, (ability.presence.isThere ? "" : "not there: ") + ability.presence.reason));
+        }
+        return lines;
+    }
+    std::vector<QuviewDFX::HealthCheck> Checks() const override
+    {
+        std::vector<QuviewDFX::HealthCheck> checks;
+        for (const Linux::AbilityState& ability : device_->Abilities()) {
+            if (const AbilityCheck* check = FindCheck(ability.id); check != nullptr) {
+                checks.push_back(CheckOf(*check, ability.presence));
+            }
+        }
+        return checks;
+    }
+
+private:
+    const std::unique_ptr<Linux::LinuxDevice> device_;
+};
+
+// The platform's own device as a Device, or what its start said.
+template <typename Platform, typename Started>
+Result<std::unique_ptr<Device>> AsDevice(Result<std::unique_ptr<Started>> started)
+{
+    if (!started) {
+        return started.TakeError();
+    }
+    return std::unique_ptr<Device>(std::make_unique<Platform>(std::move(started.Value())));
+}
+
+}  // namespace
+
+PlatformChoice ChoosePlatform(const Configuration& configuration)
+{
+    if (configuration.platform == PLATFORM_SIMULATED) {
+        return {PLATFORM_SIMULATED, "configured", nullptr};
+    }
+    std::shared_ptr<Linux::Bus> bus = Linux::Bus::Open(configuration.linuxBus);
+    if (configuration.platform == PLATFORM_LINUX) {
+        return {PLATFORM_LINUX, "configured", std::move(bus)};
+    }
+    const Result<std::string> found = Linux::LinuxDevice::Probe(*bus);
+    if (found) {
+        return {PLATFORM_LINUX, found.Value() + " answers", std::move(bus)};
+    }
+    return {PLATFORM_SIMULATED, "linux is passed over, because " + found.Message(), nullptr};
+}
+
+Result<std::unique_ptr<Device>> Device::Start(const PlatformChoice& choice, const Configuration& configuration,
+                                              const std::string& networkId)
+{
+    if (choice.platform == PLATFORM_LINUX) {
+        Linux::LinuxDeviceOptions options;
+        options.bus = choice.bus;
+        options.wifi.hotspot.stateDir = configuration.stateDir;
+        options.wifi.hotspot.deviceName = configuration.deviceName;
+        options.wifi.hotspot.networkId = networkId;
+        options.wifi.hotspot.settings = {configuration.hotspotSecurity, configuration.hotspotBand,
+                                         configuration.hotspotChannel};
+        options.wifi.hotspot.limits.idle = std::chrono::seconds(configuration.hotspotIdleS);
+        options.wifi.hotspot.limits.idleWithoutUplink = std::chrono::seconds(configuration.hotspotIdleNoUplinkS);
+        return AsDevice<LinuxPlatform>(Linux::LinuxDevice::Start(options));
+    }
+    Simulated::SimulatedDeviceOptions options;
+    options.stateDir = configuration.stateDir;
+    options.airDir = configuration.airDir;
+    options.deviceName = configuration.deviceName;
+    options.networkId = networkId;
+    return AsDevice<SimulatedPlatform>(Simulated::SimulatedDevice::Start(options));
+}
+
+std::string AbilityLine(int32_t systemAbilityId, const std::string& what)
+{
+    return "ability " + std::to_string(systemAbilityId) + " " + AbilityName(systemAbilityId) + ": " + what;
+}
+
+}  // namespace Vexo::Host

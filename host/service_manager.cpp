@@ -1,0 +1,21 @@
+#include "host/service_manager.h"
+
+#include <systemd/sd-daemon.h>
+
+#include <system_error>
+
+#include "platform/dfx/log.h"
+
+namespace Vexo::Host {
+
+void NotifyServiceManager(ServiceState state, const std::string& status)
+{
+    constexpr QuviewDFX::LogLabel label{QuviewDFX::LOG_DOMAIN_PLATFORM, "ServiceManager"};
+    const std::string text = (state == ServiceState::READY ? "READY=1\nSTATUS=" : "STOPPING=1\nSTATUS=") + status;
+    if (const int sent = ::sd_notify(0, text.c_str()); sent < 0) {
+        QuviewDFX::LogWarn(label, "systemd does not hear how this daemon stands: %{public}s",
+                           std::generic_category().message(-sent));
+    }
+}
+
+}  // namespace Vexo::Host

@@ -1,0 +1,70 @@
+# Completion of distnetctl for bash. What may be written is read from the program's own help, so this knows every command
+# of the version that is installed.
+
+# The words below a heading of the help of a command: _distnetctl_help HEADING [COMMAND…]
+_distnetctl_help()
+{
+    local heading=$1
+    shift
+    distnetctl "$@" --help 2>/dev/null | sed -n "/^$heading:/,/^\$/s/^  \([^ ].*\)/\1/p"
+}
+
+# The values of a member of the daemon's answer: _distnetctl_members MEMBER ARGUMENT…
+_distnetctl_members()
+{
+    local member=$1
+    shift
+    distnetctl --json --timeout 1 "$@" 2>/dev/null | grep -o "\"$member\":\"[^\"]*\"" | cut -d '"' -f 4
+}
+
+_distnetctl()
+{
+    local word=$2 before=$3 path=() passed=() value="" index options=--state,--socket,--output,-o
+    for ((index = 1; index < COMP_CWORD; ++index)); do
+        case ${COMP_WORDS[index]} in
+            --socket | --state)
+                passed+=("${COMP_WORDS[index]}" "${COMP_WORDS[index + 1]}")
+                ((++index))
+                ;;
+            --timeout | --output | -o | --device-name) ((++index)) ;;
+            -*) ;;
+            *) path+=("${COMP_WORDS[index]}") ;;
+        esac
+    done
+
+    COMPREPLY=()
+    if [[ ,$options, == *",$before,"* ]]; then
+        mapfile -t COMPREPLY < <(compgen -f -- "$word")
+        compopt -o filenames 2>/dev/null
+        return
+    elif [[ $before == --timeout || $before == --device-name ]]; then
+        return
+    elif [[ $word == -* ]]; then
+        value=$({ _distnetctl_help Options "${path[@]}"; _distnetctl_help Options; } | grep -o -e '--[a-z-]*')
+    else
+        case "${path[*]}" in
+            start | stop)
+                value=$(_distnetctl_members name "${passed[@]}" devices | tail -n +2)
+                # A name may hold spaces, which compgen would take for the end of a word.
+                local IFS=$'\n'
+                mapfile -t COMPREPLY < <(compgen -W "$value" -- "$word" | sed 's/[^[:alnum:]._-]/\\&/g')
+                return
+                ;;
+            "account request" | "account admit" | "account install")
+                mapfile -t COMPREPLY < <(compgen -f -- "$word")
+                compopt -o filenames 2>/dev/null
+                return
+                ;;
+            info | "info "*) value="supportSmartHotSpot hotspotName bssid" ;;
+            "sim set" | "sim set "*)
+                value=$(distnetctl "${passed[@]}" --json sim show 2>/dev/null | grep -o '"[A-Za-z0-9_.]*":"' |
+                    tr -d '":' | sed 's/$/=/')
+                compopt -o nospace 2>/dev/null
+                ;;
+            *) value=$(_distnetctl_help Subcommands "${path[@]}" | cut -d ' ' -f 1) ;;
+        esac
+    fi
+    mapfile -t COMPREPLY < <(compgen -W "$value" -- "$word")
+}
+
+complete -F _distnetctl distnetctl

@@ -1,0 +1,345 @@
+#include <fstream>
+#include <iostream>
+
+#include "tests/backends/linux/wifi_world.h"
+#include "tests/support/log_capture.h"
+
+namespace Vexo::Tests {
+namespace {
+
+using std::chrono::milliseconds;
+using Wifi::ServiceType;
+using Wifi::WifiLinkState;
+
+constexpr const char* KEY = "not-a-real-key";
+
+class Closings : public QuviewDFX::SysEventSink {
+public:
+    int32_t Write(const QuviewDFX::SysEventRecord& record) noexcept override
+    {
+        const std::lock_guard lock(mutex_);
+        lines_.push_back(record.name + " " + record.parameters[0].key + " " +
+                         std::get<std::string>(record.parameters[0].value));
+        return 0;
+    }
+    std::vector<std::string> Lines()
+    {
+        const std::lock_guard lock(mutex_);
+        return lines_;
+    }
+    static std::vector<std::string> Of(const std::string& reason) { return {"NET_SHARE_CLOSED REASON " + reason}; }
+
+private:
+    std::mutex mutex_;
+    std::vector<std::string> lines_;
+};
+
+class NetworkManagerWifiTest : public testing::Test {
+protected:
+    NetworkManagerWifiTest() { QuviewDFX::SetSysEventSink(closings_); }
+    ~NetworkManagerWifiTest() override
+    {
+        phone_.End();
+        laptop_.End();
+        QuviewDFX::SetSysEventSink(nullptr);
+        if (HasFailure()) {
+            std::cerr << log_.Text();
+        }
+        EXPECT_FALSE(log_.Contains(KEY));
+    }
+    void SetUp() override
+    {
+        if (!IsFakeAir()) {
+            GTEST_SKIP() << "these cases rule the NetworkManager that they run on";
+        }
+    }
+
+    std::string Phone() { return Air::State(air_.Phone()); }
+    std::string Laptop() { return Air::State(air_.Laptop()); }
+    static bool Has(const std::string& state, const std::string& text) { return state.find(text) != std::string::npos; }
+    void Do(PrivateMachine& machine, const std::string& command)
+    {
+        const Result<std::string> done = Air::Do(machine, command);
+        ASSERT_TRUE(done) << done.Message();
+    }
+    static std::string ActiveIs(const std::string& uuid)
+    {
+        return "\"active\": [" + (uuid.empty() ? "" : "\"" + uuid + "\"") + "]";
+    }
+    // The user's network at home, which the radio is in.
+    void BeAtHome(PrivateMachine& machine)
+    {
+        Linux::AccessPoint open;
+        Linux::SettingsMap home = Linux::MakeStationProfile(Air::USERS_NETWORK, {-1, "Garden", "", "", ""}, open);
+        home["connection"]["id"] = std::string("far away");
+        Air::StoreProfile(machine.Bus(), home);
+        Do(machine, R"({"do": "activate", "uuid": ")" + std::string(Air::USERS_NETWORK) + "\"}");
+        ASSERT_TRUE(Eventually([&] { return Has(Air::State(machine), ActiveIs(Air::USERS_NETWORK)); }));
+    }
+    static std::string ActivationIn(const std::string& state)
+    {
+        const size_t begin = state.find(std::string(Linux::NETWORK_MANAGER_PATH) + "/ActiveConnection/");
+        return state.substr(begin, state.find('"', begin) - begin);
+    }
+    void ShareGarden(Wifi::KeyMgmt security = Wifi::KeyMgmt::WPA2_PSK)
+    {
+        Air::StoreProfile(air_.Phone().Bus(), HotspotProfile("Garden", KEY, security));
+        Do(air_.Phone(), R"({"do": "activate", "uuid": ")" + std::string(Air::USERS_HOTSPOT) + "\"}");
+        ASSERT_TRUE(Eventually([&] { return Has(Phone(), ActiveIs(Air::USERS_HOTSPOT)); }));
+    }
+    Wifi::WifiLinkInfo Join(const std::string& ssid = "Garden")
+    {
+        EXPECT_EQ(laptop_.Station()->ConnectToDevice({-1, ssid, "", KEY, ""}), Wifi::WIFI_OK);
+        return Leave(WifiLinkState::CONNECTING);
+    }
+    Wifi::WifiLinkInfo Leave(WifiLinkState state)
+    {
+        Wifi::WifiLinkInfo info = laptop_.Station()->GetLinkInfo();
+        return info.state == state ? laptop_.Station()->WaitForChange(info, WAIT_LIMIT) : info;
+    }
+    std::string Journal(WifiMachine& machine)
+    {
+        std::ifstream file(machine.Folder() / Linux::NETWORK_CHANGES_FILE);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+
+    LogCapture log_;
+    const std::shared_ptr<Closings> closings_ = std::make_shared<Closings>();
+    Air air_;
+    WifiMachine phone_{air_.PhoneAddress(), "phone"};
+    WifiMachine laptop_{air_.LaptopAddress(), "laptop"};
+};
+
+TEST_F(NetworkManagerWifiTest, WithoutAProfileOfTheUserAHotspotOfOursComesAndGoesAndKeepsItsKey)
+{
+    std::string key;
+    for (const auto& [security, shown] : {std::pair{Wifi::KeyMgmt::WPA2_PSK, "\"key-mgmt\": \"wpa-psk\""},
+                                          std::pair{Wifi::KeyMgmt::SAE, "\"key-mgmt\": \"sae\""},
+                                          std::pair{Wifi::KeyMgmt::NONE, "\"method\": \"shared\""}}) {
+        phone_.Options().hotspot.settings = {security, "bg", 6};
+        phone_.Start();
+        ASSERT_EQ(phone_.Hotspot()->EnableHotspot(ServiceType::DEFAULT), Wifi::WIFI_OK);
+        EXPECT_TRUE(phone_.IsHotspotOn());
+        const Wifi::HotspotConfig config = phone_.Config();
+        EXPECT_EQ(config.GetSsid(), "phone-7f3a");
+        EXPECT_EQ(config.GetSecurityType(), security);
+        const bool isOpen = security == Wifi::KeyMgmt::NONE;
+        EXPECT_EQ(config.GetPreSharedKey().size(), isOpen ? 0U : 16U);
+        EXPECT_TRUE(isOpen || key.empty() || key == config.GetPreSharedKey());
+        key = isOpen ? key : config.GetPreSharedKey();
+        const std::string state = Phone();
+        for (const std::string text : {shown, "\"band\": \"bg\"", "\"channel\": 6", "distnet.temporary"}) {
+            EXPECT_TRUE(Has(state, text)) << text << " in " << state;
+        }
+        EXPECT_EQ(phone_.Hotspot()->DisableHotspot(ServiceType::DEFAULT), Wifi::WIFI_OK);
+        EXPECT_FALSE(phone_.IsHotspotOn());
+        EXPECT_TRUE(Has(Phone(), "\"profiles\": []")) << Phone();
+        EXPECT_EQ(Journal(phone_), "[]\n");
+        phone_.End();
+    }
+    EXPECT_EQ(closings_->Lines(), std::vector<std::string>(3, Closings::Of("ASKED")[0]));
+    const auto mode = std::filesystem::status(phone_.Folder() / Linux::HOTSPOT_KEY_FILE).permissions();
+    EXPECT_EQ(mode, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+    EXPECT_FALSE(log_.Contains(key));
+}
+
+TEST_F(NetworkManagerWifiTest, AHotspotThatTheUserTurnedOnIsLeftAlone)
+{
+    ShareGarden();
+    phone_.Options().hotspot.limits.idle = milliseconds(1);
+    phone_.Start();
+    EXPECT_TRUE(phone_.IsHotspotOn());
+    EXPECT_EQ(phone_.Hotspot()->EnableHotspot(ServiceType::DEFAULT), Wifi::WIFI_OK);
+    EXPECT_EQ(phone_.Config().GetPreSharedKey(), KEY);
+    EXPECT_EQ(phone_.Hotspot()->DisableHotspot(ServiceType::DEFAULT), Wifi::WIFI_FAILED);
+    phone_.Wifi().OnBatteryLow();
+    phone_.End();
+    EXPECT_TRUE(Has(Phone(), ActiveIs(Air::USERS_HOTSPOT)));
+    EXPECT_TRUE(closings_->Lines().empty());
+
+    // A key that somebody else keeps can be told to no peer: a hotspot of ours takes its place.
+    Do(air_.Phone(), R"({"do": "deactivate"})");
+    Do(air_.Phone(), R"({"do": "keep_key_elsewhere", "uuid": ")" + std::string(Air::USERS_HOTSPOT) + "\"}");
+    phone_.Start();
+    EXPECT_EQ(phone_.Config().GetSsid(), "phone-7f3a");
+}
+
+TEST_F(NetworkManagerWifiTest, AStationStaysOneUntilTheAnswerIsOutAndAgainAfterTheHotspot)
+{
+    BeAtHome(air_.Phone());
+    phone_.Start();
+    EXPECT_FALSE(phone_.IsHotspotOn());
+    ASSERT_EQ(phone_.Hotspot()->EnableHotspot(ServiceType::DEFAULT), Wifi::WIFI_OK);
+    EXPECT_TRUE(Has(Phone(), ActiveIs(Air::USERS_NETWORK))) << "the answer has not left yet";
+    EXPECT_TRUE(phone_.IsHotspotOn());
+    ASSERT_TRUE(Eventually([&] { return Has(Phone(), "\"mode\": \"ap\""); }));
+    EXPECT_TRUE(phone_.IsHotspotOn());
+    ASSERT_EQ(phone_.Hotspot()->DisableHotspot(ServiceType::DEFAULT), Wifi::WIFI_OK);
+    EXPECT_TRUE(Eventually([&] { return Has(Phone(), ActiveIs(Air::USERS_NETWORK)); }));
+}
+
+TEST_F(NetworkManagerWifiTest, AHotspotOfOursIsClosedWhenNobodyUsesItAndOnLowBattery)
+{
+    const milliseconds soon(150);
+    const milliseconds never = std::chrono::hours(1);
+    for (const auto& [idle, idleWithoutUplink, reason] :
+         {std::tuple{soon, never, "IDLE"}, std::tuple{never, soon, "IDLE_WITHOUT_UPLINK"},
+          std::tuple{never, never, "BATTERY_LOW"}}) {
+        const size_t before = closings_->Lines().size();
+        phone_.Options().hotspot.limits.idle = idle;
+        phone_.Options().hotspot.limits.idleWithoutUplink = idleWithoutUplink;
+        phone_.stations = 1;
+        phone_.Start();
+        ASSERT_EQ(phone_.Hotspot()->EnableHotspot(ServiceType::DEFAULT), Wifi::WIFI_OK);
+        EXPECT_FALSE(Eventually([&] { return !phone_.IsHotspotOn(); }, soon * 2)) << "a station is connected";
+        phone_.stations = 0;
+        if (idle == never && idleWithoutUplink == never) {
+            phone_.Wifi().OnBatteryLow();
+        }
+        EXPECT_TRUE(Eventually([&] { return closings_->Lines().size() > before; }));
+        EXPECT_EQ(closings_->Lines().back(), Closings::Of(reason)[0]);
+        EXPECT_TRUE(Eventually([&] { return Has(Phone(), ActiveIs("")); }));
+        phone_.End();
+    }
+}
+
+TEST_F(NetworkManagerWifiTest, AConnectionLeavesNoTraceAndGivesTheUsersNetworkBack)
+{
+    BeAtHome(air_.Laptop());
+    laptop_.Start();
+    ShareGarden(Wifi::KeyMgmt::SAE);
+    for (const int reason : {0, 5, 7}) {
+        Do(air_.Laptop(), R"({"do": "fail_next", "reason": )" + std::to_string(reason) + "}");
+        int id = -1;
+        EXPECT_EQ(laptop_.Station()->AddDeviceConfig({-1, "Garden", "", KEY, ""}, id, false), Wifi::WIFI_OK);
+        const Wifi::WifiLinkInfo info = Join();
+        EXPECT_EQ(info.reason, reason == 0 ? "" : reason == 5 ? "no address" : "wrong key");
+        if (reason == 0) {
+            EXPECT_EQ(info.address, "10.42.0.17");
+            const std::string state = Laptop();
+            for (const std::string text :
+                 {"\"autoconnect\": 0", "\"metered\": 1", "distnet.temporary", "\"key-mgmt\": \"sae\""}) {
+                EXPECT_TRUE(Has(state, text)) << text << " in " << state;
+            }
+            EXPECT_TRUE(Has(Journal(laptop_), Air::USERS_NETWORK));
+            Do(air_.Phone(), R"({"do": "deactivate"})");
+            EXPECT_EQ(Leave(WifiLinkState::CONNECTED).reason, "the hotspot is gone");
+            ShareGarden(Wifi::KeyMgmt::SAE);
+        }
+        // The user's own profile has the same SSID.
+        EXPECT_TRUE(Eventually([&] { return Has(Laptop(), ActiveIs(Air::USERS_NETWORK)); })) << Laptop();
+        EXPECT_TRUE(Has(Laptop(), "\"profiles\": [\"" + std::string(Air::USERS_NETWORK) + "\"]")) << Laptop();
+        std::vector<Wifi::WifiDeviceConfig> configs;
+        EXPECT_TRUE(Eventually([&] {
+            laptop_.Station()->GetDeviceConfigs(configs, false);
+            return configs.empty() && Journal(laptop_) == "[]\n";
+        }));
+    }
+}
+
+TEST_F(NetworkManagerWifiTest, AFailureThatMayPassIsTriedAgain)
+{
+    ShareGarden();
+    laptop_.Options().station.searchLimit = WAIT_LIMIT;
+    laptop_.Start();
+    Do(air_.Laptop(), R"({"do": "fail_next", "reason": 11})");
+    EXPECT_EQ(Join().state, WifiLinkState::CONNECTED);
+}
+
+TEST_F(NetworkManagerWifiTest, WhatACrashLeftIsTakenBackAtTheNextStart)
+{
+    const std::string left = "33333333-3333-4333-8333-333333333333";
+    Linux::SettingsMap ours = HotspotProfile("phone-7f3a", KEY, Wifi::KeyMgmt::WPA2_PSK);
+    ours["connection"]["uuid"] = left;
+    Air::StoreProfile(air_.Phone().Bus(), ours, false);
+    for (const bool isNoted : {true, false}) {
+        ShareGarden();
+        std::ofstream(phone_.Folder() / Linux::NETWORK_CHANGES_FILE)
+            << (isNoted ? R"([{"profile": ")" + std::string(Air::USERS_HOTSPOT) + R"(", "activation": ")" +
+                              ActivationIn(Phone()) + R"(", "previous": "", "hotspot": true, "our_profile": false}])"
+                        : "[{damaged");
+        phone_.Start();
+        // The profile with our mark goes; the user's stays, and stays on unless it was noted that we turned it on.
+        EXPECT_TRUE(Has(Phone(), "\"profiles\": [\"" + std::string(Air::USERS_HOTSPOT) + "\"]")) << Phone();
+        EXPECT_TRUE(Has(Phone(), ActiveIs(isNoted ? "" : Air::USERS_HOTSPOT))) << Phone();
+        phone_.End();
+    }
+    EXPECT_EQ(closings_->Lines(), std::vector<std::string>(2, Closings::Of("LEFT_OPEN")[0]));
+
+    // Without a next start, NetworkManager itself ends what its maker does not answer for any more.
+    {
+        const Linux::NetworkManager manager(Linux::Bus::Open(air_.PhoneAddress()));
+        const auto radios = manager.Radios();
+        ASSERT_TRUE(radios);
+        ASSERT_TRUE(manager.AddAndActivate(ours, radios.Value().front().path, ""));
+        EXPECT_TRUE(Has(Phone(), left));
+    }
+    EXPECT_TRUE(Eventually([&] { return !Has(Phone(), left); }));
+}
+
+TEST_F(NetworkManagerWifiTest, AbilitiesComeAndGoWithNetworkManagerTheBusAndTheRadio)
+{
+    ShareGarden();
+    laptop_.Start();
+    EXPECT_TRUE(laptop_.StationPresence().isThere);
+    EXPECT_EQ(laptop_.HotspotPresence(), (Linux::Presence{true, "NetworkManager 1.42.4, wlan1"}));
+    const auto isThere = [&](bool there) {
+        return Eventually(
+            [&] { return laptop_.StationPresence().isThere == there && laptop_.HotspotPresence().isThere == there; });
+    };
+
+    ASSERT_EQ(Join().state, WifiLinkState::CONNECTED);
+    Do(air_.Laptop(), R"({"do": "put", "WirelessEnabled": false})");
+    EXPECT_EQ(laptop_.Hotspot()->EnableHotspot(ServiceType::DEFAULT), Wifi::WIFI_DISABLED);
+    EXPECT_EQ(laptop_.Station()->ConnectToDevice({-1, "Garden", "", KEY, ""}), Wifi::WIFI_DISABLED);
+    Do(air_.Laptop(), R"({"do": "put", "WirelessEnabled": true})");
+
+    laptop_.Options().station.searchLimit = WAIT_LIMIT;
+    ASSERT_EQ(laptop_.Station()->ConnectToDevice({-1, "Cellar", "", KEY, ""}), Wifi::WIFI_OK);
+    Do(air_.Laptop(), R"({"do": "leave_bus"})");
+    EXPECT_TRUE(isThere(false));
+    EXPECT_EQ(laptop_.HotspotPresence().reason, "NetworkManager does not run");
+    EXPECT_EQ(Leave(WifiLinkState::CONNECTING).reason, "NetworkManager has gone");
+    EXPECT_NE(laptop_.Hotspot()->EnableHotspot(ServiceType::DEFAULT), Wifi::WIFI_OK);
+    Do(air_.Laptop(), R"({"do": "join_bus"})");
+    EXPECT_TRUE(isThere(true));
+    Do(air_.Laptop(), R"({"do": "capabilities", "bits": 63})");
+    EXPECT_TRUE(Eventually([&] { return !laptop_.HotspotPresence().isThere; }));
+    EXPECT_TRUE(laptop_.StationPresence().isThere);
+    EXPECT_EQ(laptop_.HotspotPresence().reason, "NetworkManager 1.42.4, no Wi-Fi device can be an access point");
+    EXPECT_EQ(laptop_.Hotspot()->EnableHotspot(ServiceType::DEFAULT), Wifi::WIFI_NOT_SUPPORTED);
+
+    air_.Laptop().End("bus");
+    EXPECT_TRUE(isThere(false));
+    const Result<std::string> unheard = laptop_.Bus().GetProperty<std::string>(
+        {Linux::NETWORK_MANAGER, Linux::NETWORK_MANAGER_PATH, Linux::NETWORK_MANAGER}, "Version");
+    ASSERT_FALSE(unheard);
+    EXPECT_TRUE(unheard.Message().starts_with(Linux::BUS_DISCONNECTED)) << unheard.Message();
+    air_.Laptop().StartBus();
+    air_.Laptop().Start("NetworkManager", {"/usr/bin/python3", FAKE_NETWORK_MANAGER, air_.LaptopAddress()});
+    EXPECT_TRUE(isThere(true));
+}
+
+TEST_F(NetworkManagerWifiTest, ACallThatGetsNoUsableAnswerInTimeSaysSo)
+{
+    Linux::Bus& bus = air_.Phone().Bus();
+    const Linux::BusObject manager{Linux::NETWORK_MANAGER, Linux::NETWORK_MANAGER_PATH, Linux::NETWORK_MANAGER};
+    const Linux::BusObject control{"test.Control", "/test", "test.Control"};
+    const std::pair<std::string, std::string> cases[] = {
+        {bus.Call(control, "Do", milliseconds(20), std::string(R"({"do": "be_busy", "seconds": 0.1})")).Message(),
+         Linux::BUS_NO_REPLY},
+        {bus.GetProperty<uint32_t>(manager, "Version").Message(),
+         "org.freedesktop.NetworkManager.Version has the type"},
+        {bus.Call<bool>(manager, "GetDevices", WAIT_LIMIT).Message(), "GetDevices answered with other types"},
+        {bus.Call({"no.such.service", "/", "no.such"}, "Do", WAIT_LIMIT).Message(),
+         "org.freedesktop.DBus.Error.ServiceUnknown"},
+        {bus.Call({"no name", "/", "no.such"}, "Do", WAIT_LIMIT).Message(), "org.freedesktop.DBus.Error"},
+    };
+    for (const auto& [message, beginning] : cases) {
+        EXPECT_TRUE(message.starts_with(beginning)) << message;
+    }
+    EXPECT_TRUE(bus.GetProperty<std::string>(manager, "Version"));
+}
+
+}  // namespace
+}  // namespace Vexo::Tests

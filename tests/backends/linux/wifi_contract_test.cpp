@@ -1,0 +1,55 @@
+#include <array>
+
+#include "tests/backends/linux/wifi_world.h"
+#include "tests/platform/wifi/wifi_contract.h"
+
+namespace Vexo::Tests {
+namespace {
+
+template <typename T, typename U>
+std::shared_ptr<T> Shared(const sptr<U>& object)
+{
+    return {object.GetRefPtr(), [object](T*) {}};
+}
+
+class NetworkManagerWorld : public WifiWorld {
+public:
+    NetworkManagerWorld()
+    {
+        phone_.Start();
+        laptop_.Start();
+    }
+    std::shared_ptr<Wifi::WifiHotspot> Hotspot() override { return Shared<Wifi::WifiHotspot>(phone_.Hotspot()); }
+    std::shared_ptr<Wifi::WifiDevice> Station() override { return Shared<Wifi::WifiDevice>(laptop_.Station()); }
+    void SetHotspot(const std::string& ssid, const std::string& key, Security security) override
+    {
+        constexpr std::array keyMgmts{Wifi::KeyMgmt::NONE, Wifi::KeyMgmt::WPA2_PSK, Wifi::KeyMgmt::SAE};
+        const Linux::SettingsMap profile = HotspotProfile(ssid, key, keyMgmts.at(static_cast<size_t>(security)));
+        const std::string path = Air::StoreProfile(phone_.Bus(), profile);
+        // A profile that is in use keeps its old settings until it is activated again.
+        const Linux::NetworkManager manager{std::shared_ptr<Linux::Bus>(&phone_.Bus(), [](Linux::Bus*) {})};
+        if (const auto radios = manager.Radios(); radios && phone_.IsHotspotOn()) {
+            EXPECT_TRUE(manager.Activate(path, radios.Value().front().path));
+            EXPECT_TRUE(Eventually([&] {
+                const auto now = manager.Radios();
+                return now && now.Value().front().IsHotspot() && now.Value().front().state == Linux::NM_STATE_ACTIVATED;
+            }));
+        }
+    }
+    void Subscribe(const std::shared_ptr<EventFwk::CommonEventSubscriber>& subscriber) override
+    {
+        laptop_.Events().SubscribeCommonEvent(subscriber);
+    }
+
+private:
+    Air air_;
+    WifiMachine phone_{air_.PhoneAddress(), "phone"};
+    WifiMachine laptop_{air_.LaptopAddress(), "laptop"};
+};
+
+INSTANTIATE_TEST_SUITE_P(NetworkManager, WifiContract, testing::Values([]() -> std::unique_ptr<WifiWorld> {
+                             return std::make_unique<NetworkManagerWorld>();
+                         }));
+
+}  // namespace
+}  // namespace Vexo::Tests

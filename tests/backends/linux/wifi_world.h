@@ -1,0 +1,191 @@
+// WifiWorld's parts over NetworkManager: machines whose Wi-Fi is under test, on the buses of fake_network_manager.py,
+// or on the real ones that DISTNET_TEST_PHONE_BUS and DISTNET_TEST_LAPTOP_BUS name (addresses as in
+// DBUS_SYSTEM_BUS_ADDRESS). Built for the tests of the Linux backend.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdlib>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "backends/linux/network_manager_wifi.h"
+#include "platform/events/common_event_server.h"
+#include "tests/backends/linux/private_machine.h"
+#include "tests/support/eventually.h"
+#include "tests/support/temp_folder.h"
+
+namespace Vexo::Tests {
+
+inline bool IsFakeAir()
+{
+    return getenv("DISTNET_TEST_PHONE_BUS") == nullptr;
+}
+
+// One machine of the air, as its daemon sees it.
+class WifiMachine {
+public:
+    WifiMachine(std::string address, const std::string& name) : address_(std::move(address))
+    {
+        options_.hotspot.stateDir = folder_.Path();
+        options_.hotspot.deviceName = name;
+        options_.hotspot.networkId = "7f3a11";
+        if (IsFakeAir()) {  // real radios need the product's own limits
+            options_.hotspot.switchDelay = std::chrono::milliseconds(60);
+            options_.hotspot.limits.look = std::chrono::milliseconds(20);
+            options_.hotspot.countStations = [this](const std::string&) -> Result<size_t> { return stations.load(); };
+            options_.station.searchLimit = std::chrono::milliseconds(600);
+            options_.station.lookAgain = std::chrono::milliseconds(50);
+        }
+    }
+    ~WifiMachine() { End(); }
+
+    Linux::WifiOptions& Options() { return options_; }
+    const std::filesystem::path& Folder() const { return folder_.Path(); }
+
+    // Returns when it was said whether there is a hotspot.
+    void Start()
+    {
+        Note(hotspot_, {});
+        bus_ = Linux::Bus::Open(address_);
+        wifi_ = std::make_unique<Linux::NetworkManagerWifi>(
+            bus_, options_,
+            Linux::WifiListener{[this](const Linux::Presence& now) { Note(station_, now); },
+                                [this](const Linux::Presence& now) { Note(hotspot_, now); },
+                                [this](EventFwk::NetConnState state) { Publish(state); }});
+        EXPECT_TRUE(Eventually([this] { return !HotspotPresence().reason.empty(); }));
+    }
+    void End()
+    {
+        wifi_.reset();
+        bus_.reset();
+    }
+
+    Linux::Bus& Bus() { return *bus_; }
+    Linux::NetworkManagerWifi& Wifi() { return *wifi_; }
+    const sptr<Linux::LinuxWifiHotspot>& Hotspot() { return wifi_->Hotspot(); }
+    const sptr<Linux::LinuxWifiDevice>& Station() { return wifi_->Station(); }
+    Linux::Presence StationPresence() { return Read(station_); }
+    Linux::Presence HotspotPresence() { return Read(hotspot_); }
+    EventFwk::CommonEventServer& Events() { return *events_; }
+    bool IsHotspotOn()
+    {
+        bool isOn = false;
+        EXPECT_EQ(Hotspot()->IsHotspotActive(isOn), Wifi::WIFI_OK);
+        return isOn;
+    }
+    Wifi::HotspotConfig Config()
+    {
+        Wifi::HotspotConfig config;
+        EXPECT_EQ(Hotspot()->GetHotspotConfig(config), Wifi::WIFI_OK);
+        return config;
+    }
+
+    std::atomic<size_t> stations{0};  // of its hotspot
+
+private:
+    void Note(Linux::Presence& known, const Linux::Presence& now)
+    {
+        const std::lock_guard lock(mutex_);
+        known = now;
+    }
+    Linux::Presence Read(const Linux::Presence& known)
+    {
+        const std::lock_guard lock(mutex_);
+        return known;
+    }
+    void Publish(EventFwk::NetConnState state)
+    {
+        EventFwk::Want want;
+        want.SetAction(EventFwk::CommonEventSupport::COMMON_EVENT_CONNECTIVITY_CHANGE)
+            .SetParam(EventFwk::CommonEventSupport::NET_TYPE_PARAMETER, static_cast<int32_t>(EventFwk::NetType::WIFI));
+        events_->PublishCommonEvent(EventFwk::CommonEventData(want, static_cast<int32_t>(state)));
+    }
+
+    const std::string address_;
+    const TempFolder folder_;
+    Linux::WifiOptions options_;
+    const sptr<EventFwk::CommonEventServer> events_ = MakeSptr<EventFwk::CommonEventServer>();
+    std::mutex mutex_;
+    Linux::Presence station_;
+    Linux::Presence hotspot_;
+    std::shared_ptr<Linux::Bus> bus_;
+    std::unique_ptr<Linux::NetworkManagerWifi> wifi_;
+};
+
+// A NetworkManager each for a phone and a laptop, real or not, and how a user stores a profile there.
+class Air {
+public:
+    static constexpr const char* USERS_HOTSPOT = "11111111-1111-4111-8111-111111111111";
+    static constexpr const char* USERS_NETWORK = "22222222-2222-4222-8222-222222222222";
+
+    Air()
+    {
+        if (IsFakeAir()) {
+            phone_.emplace();
+            laptop_.emplace();
+            phone_->Start("NetworkManager",
+                          {"/usr/bin/python3", FAKE_NETWORK_MANAGER, phone_->Address(), laptop_->Address()});
+            phone_->AwaitService(Linux::NETWORK_MANAGER, "NetworkManager");
+            const bool isThere = Eventually([&] { return static_cast<bool>(Do(*laptop_, "{\"do\": \"state\"}")); });
+            EXPECT_TRUE(isThere) << phone_->Output("NetworkManager");
+        }
+    }
+
+    PrivateMachine& Phone() { return *phone_; }
+    PrivateMachine& Laptop() { return *laptop_; }
+    std::string PhoneAddress() const { return phone_ ? phone_->Address() : getenv("DISTNET_TEST_PHONE_BUS"); }
+    std::string LaptopAddress() const { return laptop_ ? laptop_->Address() : getenv("DISTNET_TEST_LAPTOP_BUS"); }
+
+    // A command of fake_network_manager.py, whose answer is JSON.
+    static Result<std::string> Do(PrivateMachine& machine, const std::string& command)
+    {
+        return machine.Bus().Call<std::string>({"test.Control", "/test", "test.Control"}, "Do", Linux::BUS_CALL_LIMIT,
+                                               command);
+    }
+    static std::string State(PrivateMachine& machine)
+    {
+        const Result<std::string> state = Do(machine, "{\"do\": \"state\"}");
+        return state ? state.Value() : state.Message();
+    }
+
+    // Stores the profile as a user would, or changes the one of that UUID; returns its path.
+    static std::string StoreProfile(Linux::Bus& bus, Linux::SettingsMap settings, bool isUsers = true)
+    {
+        if (isUsers) {
+            settings.erase("user");
+        }
+        const Linux::NetworkManager manager{std::shared_ptr<Linux::Bus>(&bus, [](Linux::Bus*) {})};
+        const Linux::BusObject all{Linux::NETWORK_MANAGER, "/org/freedesktop/NetworkManager/Settings",
+                                   "org.freedesktop.NetworkManager.Settings"};
+        const std::string uuid = settings["connection"]["uuid"].get<std::string>();
+        if (const auto known = manager.FindProfile(uuid)) {
+            const auto updated = bus.Call({all.service, known.Value().path, all.interface + ".Connection"}, "Update",
+                                          WAIT_LIMIT, settings);
+            EXPECT_TRUE(updated) << updated.Message();
+            return known.Value().path;
+        }
+        const auto added = bus.Call<sdbus::ObjectPath>(all, "AddConnection", WAIT_LIMIT, settings);
+        EXPECT_TRUE(added) << added.Message();
+        return added ? std::string(added.Value()) : "";
+    }
+
+private:
+    std::optional<PrivateMachine> phone_;
+    std::optional<PrivateMachine> laptop_;
+};
+
+inline Linux::SettingsMap HotspotProfile(const std::string& ssid, const std::string& key, Wifi::KeyMgmt security)
+{
+    Wifi::HotspotConfig config;
+    config.SetSsid(ssid);
+    config.SetPreSharedKey(key);
+    return Linux::MakeHotspotProfile(Air::USERS_HOTSPOT, config, {security, "", 0});
+}
+
+}  // namespace Vexo::Tests

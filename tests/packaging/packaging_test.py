@@ -1,0 +1,75 @@
+"""Holds what a package adds to the programs (manuals, completion, configuration, the daemon's user) to the programs.
+
+Usage: packaging_test.py SOURCE_DIR BIN_DIR
+"""
+
+import os
+import pathlib
+import re
+import subprocess
+import sys
+import tempfile
+import unittest
+
+SOURCE, BINARIES = (pathlib.Path(argument).resolve() for argument in sys.argv[1:3])
+PACKAGING = SOURCE / "packaging"
+
+
+def run(*command, **options):
+    return subprocess.run(command, capture_output=True, text=True, timeout=30, check=True, **options).stdout
+
+
+def complete(*words, devices=""):
+    """What bash offers for the last word. The daemon's answer to `devices` is given."""
+    script = f"""PATH={BINARIES}:$PATH; source {PACKAGING}/completion/distnetctl.bash
+        distnetctl() {{ [[ "$*" == *devices ]] && printf '%s' "$DEVICES" || command distnetctl "$@"; }}
+        COMP_WORDS=(distnetctl "$@"); COMP_CWORD=$#; _distnetctl distnetctl "${{@: -1}}" "${{COMP_WORDS[$#-1]}}"
+        printf '%s\\n' "${{COMPREPLY[@]}}" """
+    return set(run("bash", "-c", script, "bash", *words, env={**os.environ, "DEVICES": devices}).split("\n")) - {""}
+
+
+class Packaging(unittest.TestCase):
+    def test_every_manual_is_whole_and_formats_without_warnings(self):
+        for page, text in {"distnetctl.1": "docs/distnetctl.md", "distnetd.json.5": "docs/configuration.md",
+                           "distnetd.8": "packaging/man/distnetd.md"}.items():
+            with self.subTest(page):
+                manual = run(PACKAGING / "man/make-page", page, "1.2.3", SOURCE / text)
+                groff = ["groff", "-man", "-Kutf8", "-Tutf8", "-rLL=200n", "-ww", "-Wfont"]
+                shown = subprocess.run(groff, input=manual, capture_output=True, text=True, check=True)
+                self.assertEqual(shown.stderr, "")
+                self.assertRegex(manual, rf"(?m)^\.SH\nNAME\n\.LP\n{re.escape(page[:-2])} - ")
+                for term in re.findall(r"(?m)^\| `([^`|]*)`", (SOURCE / text).read_text()):
+                    self.assertIn(term.replace("-", ""), re.sub(r"\x1b\[\d*m|[-‐−]", "", shown.stdout))
+        self.assertEqual(set(re.findall(r"--[a-z-]+", run(BINARIES / "distnetd", "--help"))) - {"--help"},
+                         set(re.findall(r"\| `(--[a-z-]+)", (PACKAGING / "man/distnetd.md").read_text())) - {"--help"})
+
+    def test_completion_offers_what_the_help_lists(self):
+        top = run(BINARIES / "distnetctl", "--help")
+        self.assertEqual(complete(""), set(re.findall(r"(?m)^  ([a-z]+)  +[A-Z]", top)))
+        self.assertEqual(complete("--json", "account", "a"), {"admit"})
+        options = re.findall(r"(?m)^  (?:-\w,)?(--[a-z-]+)", top + run(BINARIES / "distnetctl", "start", "--help"))
+        self.assertEqual(complete("start", "--"), set(options))
+        devices = '{"name":"OK","devices":[{"name":"phone","type":"phone"},{"name":"my laptop"}]}'
+        self.assertEqual(complete("--socket", "ipc.sock", "start", "", devices=devices), {"phone", "my\\ laptop"})
+        self.assertEqual(complete("account", "install", "/etc/hostn"), {"/etc/hostname"})
+
+    def test_the_shipped_configuration_has_no_faults(self):
+        run(BINARIES / "distnetd", "--check-config", "--config", PACKAGING / "distnetd.json")
+
+    @unittest.skipUnless(os.geteuid() == 0, "only root can act for another user")
+    def test_what_root_writes_into_a_state_folder_belongs_to_its_owner(self):
+        with tempfile.TemporaryDirectory() as folder:
+            state = pathlib.Path(folder, "state")
+            state.mkdir()
+            (state / "device-state.json").write_text("{}")
+            os.chmod(folder, 0o755)
+            os.chown(state, 64000, 64001)
+            request = pathlib.Path(folder, "request")
+            run(BINARIES / "distnetctl", "account", "request", request, "--state", state)
+            run(BINARIES / "distnetctl", "sim", "set", "screen=off", "--state", state)
+            self.assertEqual({(file.stat().st_uid, file.stat().st_gid) for file in state.rglob("*")}, {(64000, 64001)})
+            self.assertEqual(request.stat().st_uid, 0)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])
