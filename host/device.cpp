@@ -37,6 +37,10 @@ const AbilityCheck* FindCheck(int32_t id)
 
 QuviewDFX::HealthCheck CheckOf(const AbilityCheck& check, const Linux::Presence& presence)
 {
+    if (presence.reason.ends_with(Linux::SWITCHED_OFF)) {
+        return QuviewDFX::Unhealthy(check.name, presence.reason,
+                                    "Switch it on: rfkill unblock wifi; nmcli radio wifi on");
+    }
     if (presence.isThere) {
         return QuviewDFX::Healthy(check.name, presence.reason);
     }

@@ -105,13 +105,15 @@ void NetworkManagerWifi::TellPresence()
             return;  // it is going, which will be told
         }
         const std::string by = "NetworkManager" + (version ? " " + version.Value() : "");
+        const Result<bool> isEnabled = context_->manager.IsWifiEnabled();
+        const std::string how = isEnabled && !isEnabled.Value() ? SWITCHED_OFF : "";
         station.reason = hotspot.reason = by + ", no Wi-Fi device";
         for (const WifiRadio& radio : radios.Value()) {
             if (!station.isThere) {
-                station = {true, by + ", " + radio.interface};
+                station = {true, by + ", " + radio.interface + how};
             }
             if (!hotspot.isThere && radio.canBeAccessPoint) {
-                hotspot = {true, by + ", " + radio.interface};
+                hotspot = {true, by + ", " + radio.interface + how};
             }
         }
         if (station.isThere && !hotspot.isThere) {

@@ -15,6 +15,9 @@ struct Presence {
     bool operator==(const Presence&) const = default;
 };
 
+// How the reason of a radio ends that is there but switched off.
+inline constexpr const char* SWITCHED_OFF = ", switched off";
+
 using PresenceChanged = std::function<void(const Presence&)>;
 
 }  // namespace Vexo::Linux

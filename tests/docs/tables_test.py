@@ -81,10 +81,11 @@ class Tables(unittest.TestCase):
                          [tuple(row) for row in rows("distnetctl.md", "## Result codes of the service")])
 
     def test_every_event_with_its_parameters(self):
-        source = (SOURCE / "distributed/services/service/event_report.cpp").read_text()
+        source = "".join((SOURCE / file).read_text() for file in
+                         ("distributed/services/service/event_report.cpp", "backends/linux/wifi_context.cpp"))
         keys = dict(re.findall(r'(KEY_\w+) = "(\w+)"', source))
-        written = {name: [keys[key] for key in re.findall(r"KEY_\w+", rest)]
-                   for name, rest in re.findall(r'"(NET_\w+)"(.*?);', source, re.S)}
+        written = {name: [keys.get(key, key) for key in re.findall(r"\b(?:KEY_\w+|REASON)\b", rest)]
+                   for name, rest in re.findall(r'"(NET_[A-Z_]+)"(.*?);', source, re.S)}
         self.assertEqual(written, {row[0]: re.findall(r"[A-Z_]+", row[3]) for row in rows("errors.md", "## System events")})
 
 
