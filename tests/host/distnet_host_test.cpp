@@ -132,43 +132,6 @@ TEST_F(HostAbility, RefusesARequestForAnotherInterfaceAndIgnoresAnUnknownCode)
     EXPECT_EQ(reply.GetDataSize(), 0U);
 }
 
-TEST_F(HostAbility, StatusBeforeEnrolmentNamesDeviceAndAbilitiesButNoAccountAndNoLink)
-{
-    ASSERT_EQ(Ask(NATIVE, HostInterfaceCode::GET_STATUS), IPC_OK);
-    const Document status = Answer();
-    EXPECT_TRUE(cJSON_IsNull(status.At("account")));
-    EXPECT_TRUE(cJSON_IsNull(cJSON_GetObjectItem(status.At("link"), "listen")));
-    EXPECT_STREQ(cJSON_GetStringValue(cJSON_GetObjectItem(status.At("device"), "type")), "phone");
-    ASSERT_EQ(cJSON_GetArraySize(status.At("abilities")), 1);
-    const cJSON* ability = cJSON_GetArrayItem(status.At("abilities"), 0);
-    EXPECT_EQ(cJSON_GetNumberValue(cJSON_GetObjectItem(ability, "id")), DISTNET_HOST_ABILITY_ID);
-    EXPECT_STREQ(cJSON_GetStringValue(cJSON_GetObjectItem(ability, "backend")), "host");
-    EXPECT_TRUE(cJSON_IsFalse(cJSON_GetObjectItem(status.At("wifi"), "present")));
-}
-
-TEST_F(HostAbility, EventsComeInPagesThatFitADatagramAndABadCursorIsRefused)
-{
-    for (int i = 0; i < 30; ++i) {
-        events->Write({{}, "DOMAIN", "NAME", 4, {{"TEXT", std::string(10'000, '"')}}});
-    }
-    uint32_t cursor = 0;
-    int count = 0;
-    for (int page = 1; page > 0 && count < 30; count += page) {
-        ASSERT_EQ(Ask(NATIVE, HostInterfaceCode::GET_EVENTS, {cursor, 0, 0}), IPC_OK);
-        EXPECT_LT(reply.GetDataSize(), 160U * 1024 - 16);
-        const Document answer = Answer();
-        cursor = static_cast<uint32_t>(cJSON_GetNumberValue(answer.At("cursor")));
-        page = cJSON_GetArraySize(answer.At("events"));
-    }
-    EXPECT_EQ(count, 30);
-    for (const std::vector<uint32_t>& words : {std::vector<uint32_t>{cursor + 1, 0, 0}, {0, 0, 60'001}, {0, 0}}) {
-        EXPECT_EQ(Ask(NATIVE, HostInterfaceCode::GET_EVENTS, words), IPC_OK);
-        EXPECT_EQ(Result(), HOST_BAD_REQUEST);
-    }
-    EXPECT_EQ(Ask(NATIVE, HostInterfaceCode::STOP_TRACE, {7, 0, 0}), IPC_OK);
-    EXPECT_EQ(Result(), HOST_NO_RECORDING);
-}
-
 TEST_F(HostAbility, WaitForWifiHandsOnWhatTheCallerKnowsAndRefusesABadWait)
 {
     const auto wait = [&](uint32_t limitMs) {

@@ -10,7 +10,6 @@ namespace Vexo {
 namespace {
 
 constexpr int32_t ABILITY = WIFI_HOTSPOT_SYS_ABILITY_ID;
-constexpr int32_t RADIO = WIFI_DEVICE_SYS_ABILITY_ID;
 
 class RecordingListener : public SystemAbilityStatusChangeStub {
 public:
@@ -76,18 +75,6 @@ TEST_F(StatusListenerTest, HearsArrivalsAndDeparturesInOrderOnAnotherThreadUntil
     manager_->AddSystemAbility(COMMON_EVENT_SERVICE_ID, object_);
     expected.push_back(COMMON_EVENT_SERVICE_ID);
     EXPECT_EQ(listener_->Heard(expected.size()), expected);
-}
-
-TEST_F(StatusListenerTest, SubscribingToAPresentAbilityIsNewsOnceAndReplacingItIsNone)
-{
-    manager_->AddSystemAbility(RADIO, object_);
-    for (int i = 0; i < 2; ++i) {
-        ASSERT_EQ(manager_->SubscribeSystemAbility(RADIO, listener_), ERR_OK);
-        EXPECT_EQ(listener_->Heard(1), std::vector<int32_t>{RADIO});
-    }
-    manager_->AddSystemAbility(RADIO, MakeSptr<IPCObjectStub>());  // replacing is no news
-    manager_->RemoveSystemAbility(RADIO);
-    EXPECT_EQ(listener_->Heard(2), (std::vector<int32_t>{RADIO, -RADIO}));
 }
 
 }  // namespace

@@ -113,22 +113,6 @@ TEST_F(CollaborationTest, EachStartWakesThePeersServiceOverOneSessionListedOnBot
     EXPECT_EQ(bus->openings, 1);
 }
 
-TEST_F(CollaborationTest, AStartEndsAtItsLimitWhoeverElseAnswers)
-{
-    Serve({100ms, 30s});
-    const int32_t session = Started();
-    bus->delivers = false;
-    const auto begin = Clock::now();
-    auto waiting = std::async(std::launch::async, [this] { return Start().code; });
-    while (waiting.wait_for(10ms) != std::future_status::ready) {  // the peer's side was not asked, so it has no say
-        bus->Deliver(bus->Other(session), Encoded(AnswerMessage{2, COLLABORATION_OK}));
-    }
-    EXPECT_EQ(waiting.get(), COLLABORATION_TIMED_OUT);
-    EXPECT_GE(Clock::now() - begin, 100ms);
-    bus->delivers = true;
-    EXPECT_EQ(Started(), session);
-}
-
 TEST_F(CollaborationTest, ASessionExpiresOnBothSidesAWhileAfterItsLastUse)
 {
     constexpr auto EXPIRY = 200ms;

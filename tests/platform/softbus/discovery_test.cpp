@@ -4,7 +4,6 @@
 
 #include "platform/base/files.h"
 #include "platform/softbus/announcements.h"
-#include "platform/softbus/node_table.h"
 #include "tests/platform/softbus/device_fixture.h"
 #include "tests/support/log_capture.h"
 
@@ -116,26 +115,6 @@ TEST_F(DiscoveryTest, WhatCannotBeUsedIsRefusedAtTheStart)
         ASSERT_FALSE(started) << c.expected;
         EXPECT_NE(started.Message().find(c.expected), std::string::npos) << started.Message();
     }
-}
-
-TEST(NodeTableTest, ADeviceIsOnlineWhileOneLinkStandsAndKeepsWhereItWasFound)
-{
-    NodeTable nodes;
-    const std::string id(64, 'a');
-    Hello hello{DEVICE_TYPE_TABLET, id, "tablet", {{"tcp", "one:1"}}};
-    EXPECT_TRUE(nodes.LinkUp(id, hello));
-    hello.addresses = {{"tcp", "two:2"}};
-    hello.clockMs = WallClockMs() + 3'600'000;
-    EXPECT_FALSE(nodes.LinkUp(id, hello)) << "online already";
-    EXPECT_EQ(nodes.Addresses(id), (std::vector<PeerAddress>{{"tcp", "two:2"}, {"tcp", "one:1"}}));
-    const auto ahead = nodes.List().front().clockAhead;
-    EXPECT_TRUE(ahead > std::chrono::minutes(59) && ahead < std::chrono::minutes(61));
-    EXPECT_EQ(nodes.LinkDown(id), 1u);
-    EXPECT_FALSE(nodes.MarkOffline(id));
-    EXPECT_EQ(nodes.LinkDown(id), 0u);
-    EXPECT_TRUE(nodes.IsOnline(id)) << "until reconnecting has failed";
-    EXPECT_TRUE(nodes.MarkOffline(id));
-    EXPECT_FALSE(nodes.IsOnline(id));
 }
 
 }  // namespace

