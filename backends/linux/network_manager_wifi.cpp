@@ -109,11 +109,13 @@ void NetworkManagerWifi::TellPresence()
         const std::string how = isEnabled && !isEnabled.Value() ? SWITCHED_OFF : "";
         station.reason = hotspot.reason = by + ", no Wi-Fi device";
         for (const WifiRadio& radio : radios.Value()) {
+            std::string reason = by + ", " + radio.interface;
+            reason += how;
             if (!station.isThere) {
-                station = {true, by + ", " + radio.interface + how};
+                station = {true, reason};
             }
             if (!hotspot.isThere && radio.canBeAccessPoint) {
-                hotspot = {true, by + ", " + radio.interface + how};
+                hotspot = {true, std::move(reason)};
             }
         }
         if (station.isThere && !hotspot.isThere) {
