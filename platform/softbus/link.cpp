@@ -333,7 +333,7 @@ void Link::WriteSome()
     }
 }
 
-// False when the socket takes no more for now, or the link has ended.
+// False when the socket takes no more at the moment, or the link has ended.
 bool Link::WriteChunk()
 {
     ERR_clear_error();
