@@ -15,6 +15,7 @@ public:
         EXPECT_TRUE(
             EndToEnd::Eventually([this] { return modems_->Get().slots[0].sim == Telephony::SimState::LOADED; }));
     }
+    ~LinuxTelephonyWorld() override { modems_->Stop(); }
     sptr<Telephony::ICoreService> Core() override { return core_; }
     sptr<Telephony::ICellularData> Data() override { return MakeSptr<Linux::LinuxCellularData>(modems_); }
     void SetRadio(bool isOn) override
