@@ -228,6 +228,7 @@ void LinuxWifiDevice::Join(const AccessPoint& accessPoint)
     attempt.change.profile = MakeUuid();
     attempt.change.isOurProfile = true;
     attempt.reason = NmReason::NONE;
+    attempt.hasBegun = false;
     attempt.hasSeenEnd = false;
     attempt.bssid = accessPoint.bssid;
     context_->own.Note(attempt.change);
@@ -331,8 +332,12 @@ void LinuxWifiDevice::OnRadioState(const std::string& radio, uint32_t state, NmR
     if (!attempt_ || !attempt_->isJoining || radio != attempt_->radio) {
         return;
     }
+    if (!attempt_->hasBegun && reason == NmReason::NEW_ACTIVATION) {
+        return;  // this attempt itself ended what the radio was in
+    }
     // The radio passes through more states after a failure; what they say of it is less exact.
     if (state == NM_STATE_PREPARE) {
+        attempt_->hasBegun = true;
         attempt_->reason = NmReason::NONE;
     } else if (state == NM_STATE_FAILED ||
                (state != NM_STATE_ACTIVATED && (state <= NM_STATE_DISCONNECTED || state > NM_STATE_ACTIVATED) &&

@@ -69,6 +69,7 @@ private:
         std::chrono::seconds begunAt{0};                 // on the boot clock, as in access points
         bool isJoining = false;                          // or connected: NetworkManager has our profile
         bool isConnected = false;
+        bool hasBegun = false;  // the radio has left what it was in for this attempt
         bool hasSeenEnd = false;
         int refusals = 0;
         NetworkChange change;
