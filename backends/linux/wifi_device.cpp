@@ -218,7 +218,7 @@ void LinuxWifiDevice::Scan()
     // The end of a scan is one of the changes that make it look again.
     if (const auto now = steady_clock::now(); now >= attempt_->nextScan) {
         attempt_->nextScan = now + options_.lookAgain;
-        context_->manager.RequestScan(attempt_->radio, attempt_->config.ssid);
+        context_->manager.RequestScan(attempt_->radio);
     }
 }
 
