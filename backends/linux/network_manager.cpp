@@ -141,11 +141,11 @@ Result<std::vector<AccessPoint>> NetworkManager::AccessPoints(const std::string&
     return found;
 }
 
-void NetworkManager::RequestScan(const std::string& radio, const std::string& ssid) const
+void NetworkManager::RequestScan(const std::string& radio) const
 {
-    const std::vector<std::vector<uint8_t>> ssids{{ssid.begin(), ssid.end()}};
-    if (const Result<void> asked = bus_->Call(ObjectOf(radio, "Device.Wireless"), "RequestScan", NETWORK_MANAGER_LIMIT,
-                                              PropertyMap{{"ssids", ssids}});
+    // No SSID is named: NetworkManager 1.42 crashes when one is asked for again while it scans.
+    if (const Result<void> asked =
+            bus_->Call(ObjectOf(radio, "Device.Wireless"), "RequestScan", NETWORK_MANAGER_LIMIT, PropertyMap());
         !asked) {
         QuviewDFX::LogInfo(LABEL, "no scan now: %{public}s", asked.Message());
     }

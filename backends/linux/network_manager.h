@@ -100,9 +100,8 @@ public:
     Result<std::vector<WifiRadio>> Radios() const;
     // What the radio has seen, hidden networks left out.
     Result<std::vector<AccessPoint>> AccessPoints(const std::string& radio) const;
-    // Asks for a scan that also calls for this SSID. NetworkManager refuses one that follows another too soon, which is
-    // no matter.
-    void RequestScan(const std::string& radio, const std::string& ssid) const;
+    // NetworkManager refuses a scan that follows another too soon, which is no matter.
+    void RequestScan(const std::string& radio) const;
     // The radio's IPv4 address, empty when it has none.
     std::string AddressOf(const std::string& radio) const;
 

@@ -218,7 +218,7 @@ void LinuxWifiDevice::Scan()
     // The end of a scan is one of the changes that make it look again.
     if (const auto now = steady_clock::now(); now >= attempt_->nextScan) {
         attempt_->nextScan = now + options_.lookAgain;
-        context_->manager.RequestScan(attempt_->radio, attempt_->config.ssid);
+        context_->manager.RequestScan(attempt_->radio);
     }
 }
 
@@ -314,10 +314,20 @@ void LinuxWifiDevice::OnEnded()
         TakeBack();
         SearchAgain();
     } else {
-        End(WifiLinkState::FAILED, reason == NmReason::SSID_NOT_FOUND
+        End(WifiLinkState::FAILED, reason == NmReason::SSID_NOT_FOUND && !WasHeardWhileJoining()
                                        ? NotVisible(attempt_->config.ssid)
                                        : "the hotspot does not let this device in; most often the key is wrong");
     }
+}
+
+bool LinuxWifiDevice::WasHeardWhileJoining() const
+{
+    const auto tried = std::chrono::floor<std::chrono::seconds>(steady_clock::now() - attempt_->joiningSince);
+    const std::chrono::seconds since = BootClock() - tried;
+    const Result<std::vector<AccessPoint>> visible = context_->manager.AccessPoints(attempt_->radio);
+    return visible && std::any_of(visible.Value().begin(), visible.Value().end(), [&](const AccessPoint& one) {
+               return one.ssid == attempt_->config.ssid && one.lastSeen > since;
+           });
 }
 
 void LinuxWifiDevice::SearchAgain()

@@ -89,6 +89,8 @@ private:
     void Follow(bool isTimed);
     void OnActivated();
     void OnEnded();
+    // A station that WPA3 refuses for its key is told the same by NetworkManager as one whose hotspot is not there.
+    bool WasHeardWhileJoining() const;
     void SearchAgain();
     void LookAgainIn(std::chrono::milliseconds delay);
     void End(Wifi::WifiLinkState state, const std::string& reason);
