@@ -2,8 +2,7 @@
 // back by itself when the bus was restarted, and restores what is subscribed. Calls block the calling thread within
 // their limit; handlers of signals and names run on the strand that the subscriber gave, in the bus's order, never
 // inside a call and under no lock. No exception of the library leaves it: failures are Results whose message starts
-// with the D-Bus error's name. Any thread may use it. The protocol:
-// https://dbus.freedesktop.org/doc/dbus-specification.html
+// with the D-Bus error's name (sd-bus-errors(3)). Any thread may use it.
 #pragma once
 
 #include <sdbus-c++/Message.h>
