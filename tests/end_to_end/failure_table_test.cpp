@@ -12,229 +12,17 @@
 #include <thread>
 
 #include "distributed/services/service/distnet_errors.h"
-#include "platform/ability/ability_ids.h"
-#include "platform/ipc/ipc_client.h"
-#include "tests/end_to_end/hand_made_peer.h"
-#include "tests/end_to_end/world.h"
+#include "platform/ipc/ipc_types.h"
+#include "tests/end_to_end/failure_acts.h"
 
 namespace Vexo::EndToEnd {
 namespace {
 
 using namespace NetManagerStandard;
-using Lacks = HandMadePeer::Lacks;
 
 constexpr uint32_t START_NETWORK = 2;
 constexpr uint32_t REMOTE_INFO = 1001;
 constexpr size_t LARGEST_SENT_JSON = 46075;
-constexpr const char* HAND_MADE_KEY = "not-a-real-key";
-constexpr const char* DESCRIPTOR = "Vexo.NetManagerStandard.IDistNetService";
-const std::string REQUEST("\3\2\0", 3);
-
-struct Stage {
-    World world;
-    Device& laptop{world.Add("laptop")};
-    Device& phone{world.Add("phone")};
-    std::unique_ptr<HandMadePeer> tablet;
-    std::string peer = phone.NetworkId();  // whom the laptop asks
-
-    bool LogHas(const Device& device, const std::string& text) const
-    {
-        return Eventually([&] { return device.Log().find(text) != std::string::npos; });
-    }
-    void BringTablet(Lacks lacks)
-    {
-        world.KeepSecret(HAND_MADE_KEY);
-        tablet = std::make_unique<HandMadePeer>(world, world.Add("tablet"), lacks);
-        for (const Device* device : {&laptop, &phone}) {
-            EXPECT_TRUE(
-                Eventually([&] { return device->Sees(tablet->NetworkId()) && tablet->Sees(device->NetworkId()); }));
-        }
-    }
-};
-
-// ---- What is done; each returns the code that the caller got
-
-using Act = std::function<int32_t(Stage&)>;
-
-int32_t Start(Stage& stage)
-{
-    return stage.laptop.Ask(stage.peer);
-}
-
-// The laptop asks a tablet that answers with the frame.
-Act TabletAnswers(const std::string& frame, Lacks lacks = Lacks::NOTHING)
-{
-    return [=](Stage& stage) {
-        stage.BringTablet(lacks);
-        stage.tablet->AnswerWith(frame);
-        stage.peer = stage.tablet->NetworkId();
-        return Start(stage);
-    };
-}
-
-// A tablet sends the phone, whose service the laptop has woken, a message and a request; or it hangs up before it has
-// its answer.
-Act TabletSends(const std::string& message, bool waits = true)
-{
-    return [=](Stage& stage) {
-        stage.BringTablet(Lacks::NOTHING);
-        const int32_t code = Start(stage);
-        const std::string reply = stage.tablet->Ask(stage.phone.NetworkId(), {message, REQUEST},
-                                                    waits ? PATIENCE : std::chrono::milliseconds(0));
-        EXPECT_EQ(reply.substr(0, 1), waits ? "\4" : "") << stage.phone.Log();
-        return code;
-    };
-}
-
-// A process is killed or frozen: before the request, or once the phone has begun to serve it.
-Act StartWhile(const char* device, int signal, bool isServing)
-{
-    return [=](Stage& stage) {
-        const auto strike = [&] {
-            signal == SIGKILL ? stage.world[device].Kill() : stage.world[device].Daemon().Signal(signal);
-        };
-        if (!isServing) {
-            strike();
-            return Start(stage);
-        }
-        int32_t code = 0;
-        std::thread request([&] { code = Start(stage); });
-        EXPECT_TRUE(stage.LogHas(stage.phone, "HandleMessageStartHotSpot start"));
-        strike();
-        request.join();
-        return code;
-    };
-}
-
-// Answers each message on a collaboration of the tablet.
-struct AnsweringCallback : CollaborationFwk::DataCallback {
-    explicit AnsweringCallback(std::string frame) : frame_(std::move(frame)) {}
-    void OnDataReceived(int sessionId, const char*, unsigned int) override
-    {
-        CollaborationFwk::CollaborationAbility::GetInstance().SendCollaborationData(
-            sessionId, frame_.data(), static_cast<unsigned int>(frame_.size()));
-    }
-    const std::string frame_;
-};
-
-// The exchange over the collaboration's data channel, through a laptop that can: with the phone, alive or killed, or
-// with a tablet that answers with the frame; with no frame it never becomes ready to receive.
-Act Collaborate(bool isKilled = false, bool isTablet = false, const std::string& frame = "")
-{
-    return [=](Stage& stage) {
-        stage.laptop.Kill();
-        stage.laptop.SetProgram(COLLABORATION_DAEMON);
-        stage.laptop.Start();
-        EXPECT_TRUE(stage.LogHas(stage.laptop, "InitHandleMessageMap"));
-        EXPECT_TRUE(Eventually([&] { return World::Found(stage.laptop, stage.phone); }));
-        if (isKilled) {
-            stage.phone.Kill();
-        } else if (isTablet) {
-            stage.BringTablet(Lacks::NOTHING);
-            stage.peer = stage.tablet->NetworkId();
-        }
-        std::ofstream(stage.laptop.StateDir() / "requests") << stage.peer << std::endl;
-        auto& framework = CollaborationFwk::CollaborationAbility::GetInstance();
-        std::vector<sptr<CollaborationFwk::StartInfo>> started;
-        if (!frame.empty() && Eventually([&] {
-                framework.GetCollaborationStartInfos(COMM_DISTRIBUTED_NET_ABILITY_ID, started);
-                return !started.empty();
-            })) {
-            framework.RegisterCollaborationDataCallback(started.front()->GetCollaborationSessionId(),
-                                                        MakeSptr<AnsweringCallback>(frame));
-        }
-        std::smatch code;
-        std::string log;
-        const std::regex line("collaboration start: ([0-9]+)\n");
-        EXPECT_TRUE(Eventually([&] { return std::regex_search(log = stage.laptop.Log(), code, line); }));
-        return code.empty() ? -1 : std::stoi(code[1]);
-    };
-}
-
-int32_t StartFromStranger(Stage& stage)
-{
-    Device& stranger = stage.world.AddStranger("stranger");
-    stranger.Start();
-    const int32_t code = stranger.Ask(stage.phone.NetworkId());
-    EXPECT_TRUE(stage.LogHas(stranger, "E DistributedNet: IsSameAccount verify failed."));
-    EXPECT_FALSE(stage.phone.Sees(stranger.NetworkId()));
-    return code;
-}
-
-Act StartWithProductFiles(const char* device, const char* scenario = nullptr, uintmax_t size = 0)
-{
-    return [=](Stage& stage) {
-        const std::filesystem::path file = stage.laptop.WriteProductFile("device.json", device);
-        if (size > 0) {
-            std::filesystem::resize_file(file, size);
-        }
-        if (scenario != nullptr) {
-            stage.laptop.WriteProductFile("scenario.json", scenario);
-        }
-        return Start(stage);
-    };
-}
-
-// Every file that a running device looks at holds junk: each is named once, and all stays as it was.
-int32_t StartAmidJunk(Stage& stage)
-{
-    const std::string id(64, 'a');
-    for (const std::string& file :
-         {"link/" + id + ".json", "air/hotspot-" + id + ".json", std::string("laptop/device-state.json")}) {
-        std::ofstream(stage.world.Path() / "junk") << "{\"version\":";
-        std::filesystem::rename(stage.world.Path() / "junk", stage.world.Path() / file);
-    }
-    const int32_t code = Start(stage);
-    for (const char* complaint : {"announcement aaaa", "air/hotspot-aaaa", "; the state before it"}) {
-        EXPECT_TRUE(stage.LogHas(stage.laptop, complaint)) << complaint;
-    }
-    return code;
-}
-
-int32_t TurnScreenOff(Stage& stage)
-{
-    const int32_t code = Start(stage);
-    EXPECT_TRUE(stage.LogHas(stage.laptop, "register events[1792]"));
-    stage.laptop.Set({"screen=off"});
-    EXPECT_TRUE(stage.LogHas(stage.laptop, "Can't find default's config."));
-    EXPECT_TRUE(stage.LogHas(stage.laptop, "Get device parameters falied."));
-    return code;
-}
-
-// An item that fails has no value, or false.
-Act Query(const char* item)
-{
-    return [=](Stage& stage) {
-        std::string json;
-        const int32_t code = stage.laptop.Connect()->GetRemoteDeviceInfo({item}, json).code;
-        EXPECT_TRUE(std::regex_search(json, std::regex("\"value\":\t(\"\"|false)"))) << json;
-        return code;
-    };
-}
-
-int32_t ListDevicesWithoutPhone(Stage& stage)
-{
-    stage.phone.Kill();
-    EXPECT_TRUE(Eventually([&] { return !stage.laptop.Sees(stage.peer); }));
-    std::vector<Client::Device> devices;
-    return stage.laptop.Connect()->GetAvailableDeviceList(devices).code;
-}
-
-// One datagram of an interface token, an int32 and a list of items: the int32 of the reply where it has one, else the
-// status.
-Act Raw(uint32_t request, int32_t number, const std::string& token = DESCRIPTOR, size_t items = 0)
-{
-    return [=](Stage& stage) {
-        MessageParcel data;
-        MessageParcel reply;
-        data.WriteInterfaceToken(std::u16string(token.begin(), token.end()));
-        items > 0 ? data.WriteStringVector(std::vector<std::string>(items, "bssid")) : data.WriteInt32(number);
-        const auto connection = Ipc::IpcConnection::Connect(stage.laptop.Socket());
-        int32_t code = connection.Value()->Transact(COMM_DISTRIBUTED_NET_ABILITY_ID, request, data, reply, PATIENCE);
-        reply.ReadInt32(code);
-        return code;
-    };
-}
 
 // ---- What comes of it. Texts are patterns of fnmatch(3)
 
@@ -403,15 +191,6 @@ TEST_P(FailureTest, IsReportedAndTheNextRequestSucceeds)
 }
 
 // ---- The table
-
-// A tablet's success answer, padded with spaces to the size.
-Act TabletSucceeds(size_t size = 0, int64_t declared = -1)
-{
-    std::string json = R"({"RES":0,"SSID":"hand-made","PRESHARED_KEY":"@","SECURITY_TYPE":4})";
-    json.replace(json.find('@'), 1, HAND_MADE_KEY);
-    json.resize(std::max(size, json.size()), ' ');
-    return TabletAnswers(ResponseFrame(json, declared));
-}
 
 constexpr const char* NO_ANSWER = "faults.hotspot.enable.no_answer=true";
 constexpr const char* OTHER_ACCOUNT = "IsSameAccount verify failed.|";
