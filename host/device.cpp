@@ -37,7 +37,7 @@ const AbilityCheck* FindCheck(int32_t id)
 
 QuviewDFX::HealthCheck CheckOf(const AbilityCheck& check, const Linux::Presence& presence)
 {
-    if (presence.reason.ends_with(Linux::SWITCHED_OFF)) {
+    if (presence.isSwitchedOff) {
         return QuviewDFX::Unhealthy(check.name, presence.reason,
                                     "Switch it on: rfkill unblock wifi; nmcli radio wifi on");
     }

@@ -176,6 +176,7 @@ Presence LinuxDevice::PresenceOf(const Ability& ability) const
     for (const Source source : ability.sources) {
         const Presence& part = presences_[source];
         whole.isThere = whole.isThere || part.isThere;
+        whole.isSwitchedOff = whole.isSwitchedOff || part.isSwitchedOff;
         whole.reason += (whole.reason.empty() ? "" : ", ") + (part.reason.empty() ? "no answer yet" : part.reason);
     }
     return whole;

@@ -106,16 +106,16 @@ void NetworkManagerWifi::TellPresence()
         }
         const std::string by = "NetworkManager" + (version ? " " + version.Value() : "");
         const Result<bool> isEnabled = context_->manager.IsWifiEnabled();
-        const std::string how = isEnabled && !isEnabled.Value() ? SWITCHED_OFF : "";
+        const bool isOff = isEnabled && !isEnabled.Value();
         station.reason = hotspot.reason = by + ", no Wi-Fi device";
         for (const WifiRadio& radio : radios.Value()) {
             std::string reason = by + ", " + radio.interface;
-            reason += how;
+            reason += isOff ? ", switched off" : "";
             if (!station.isThere) {
-                station = {true, reason};
+                station = {true, reason, isOff};
             }
             if (!hotspot.isThere && radio.canBeAccessPoint) {
-                hotspot = {true, std::move(reason)};
+                hotspot = {true, std::move(reason), isOff};
             }
         }
         if (station.isThere && !hotspot.isThere) {

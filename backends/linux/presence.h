@@ -10,13 +10,11 @@ namespace Vexo::Linux {
 
 struct Presence {
     bool isThere = false;
-    std::string reason;  // "ModemManager 1.20.4, 1 modem"; what is missing: "ModemManager does not run"
+    std::string reason;          // "ModemManager 1.20.4, 1 modem"; what is missing: "ModemManager does not run"
+    bool isSwitchedOff = false;  // it is there and of no use until somebody switches it on
 
     bool operator==(const Presence&) const = default;
 };
-
-// How the reason of a radio ends that is there but switched off.
-inline constexpr const char* SWITCHED_OFF = ", switched off";
 
 using PresenceChanged = std::function<void(const Presence&)>;
 

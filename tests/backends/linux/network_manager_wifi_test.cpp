@@ -290,6 +290,7 @@ TEST_F(NetworkManagerWifiTest, AbilitiesComeAndGoWithNetworkManagerTheBusAndTheR
 
     ASSERT_EQ(Join().state, WifiLinkState::CONNECTED);
     Do(air_.Laptop(), R"({"do": "put", "WirelessEnabled": false})");
+    EXPECT_TRUE(Eventually([&] { return laptop_.StationPresence().isSwitchedOff; }));
     EXPECT_EQ(laptop_.Hotspot()->EnableHotspot(ServiceType::DEFAULT), Wifi::WIFI_DISABLED);
     EXPECT_EQ(laptop_.Station()->ConnectToDevice({-1, "Garden", "", KEY, ""}), Wifi::WIFI_DISABLED);
     Do(air_.Laptop(), R"({"do": "put", "WirelessEnabled": true})");
