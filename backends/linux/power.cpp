@@ -11,21 +11,20 @@ namespace {
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "LinuxPower"};
 
 constexpr const char* SERVICE = "org.freedesktop.UPower";
+const BusObject DAEMON{SERVICE, "/org/freedesktop/UPower", SERVICE};
+constexpr const char* VERSION = "DaemonVersion";
 constexpr const char* WARNING_LEVEL = "WarningLevel";
 constexpr uint32_t WARNING_LOW = 3;  // 4 critical, 5 about to act
 
-// UPower's sum of all batteries.
-BusObject Battery()
-{
-    return {SERVICE, "/org/freedesktop/UPower/devices/DisplayDevice", "org.freedesktop.UPower.Device"};
-}
+// The sum of all batteries.
+const BusObject BATTERY{SERVICE, "/org/freedesktop/UPower/devices/DisplayDevice", "org.freedesktop.UPower.Device"};
 
 }  // namespace
 
 Power::Power(std::shared_ptr<Bus> bus, PresenceChanged changed, std::function<void()> batteryLow)
     : bus_(std::move(bus)), changed_(std::move(changed)), batteryLow_(std::move(batteryLow))
 {
-    properties_ = bus_->OnPropertiesChanged(strand_, Battery(),
+    properties_ = bus_->OnPropertiesChanged(strand_, BATTERY,
                                             [this](const std::string&, const PropertyMap& battery) { Note(battery); });
     service_ = bus_->OnService(strand_, SERVICE, [this](bool isThere) { Follow(isThere); });
 }
@@ -33,13 +32,16 @@ Power::Power(std::shared_ptr<Bus> bus, PresenceChanged changed, std::function<vo
 void Power::Follow(bool isThere)
 {
     if (!isThere) {
+        // UPower runs once somebody asks it; whoever stops it later means it.
+        if (!std::exchange(wasAsked_, true) && bus_->GetProperty<std::string>(DAEMON, VERSION)) {
+            return;  // told again, now that it is there
+        }
         // What was low before is told again only when it has recovered: a restart of UPower is no news.
         changed_({false, "UPower does not run"});
         return;
     }
-    const Result<std::string> version =
-        AwaitVersion(*bus_, {SERVICE, "/org/freedesktop/UPower", SERVICE}, "DaemonVersion");
-    const Result<PropertyMap> battery = bus_->GetProperties(Battery());
+    const Result<std::string> version = AwaitVersion(*bus_, DAEMON, VERSION);
+    const Result<PropertyMap> battery = bus_->GetProperties(BATTERY);
     if (battery) {
         Note(battery.Value());
     } else {

@@ -1,6 +1,7 @@
 // Power: the battery of this machine, from UPower. A battery that has become low is told once, until it is not low any
 // more. UPower decides what is low: the warning levels of its own configuration, of all batteries together, and only
-// while they empty. The callback runs on a strand of its own.
+// while they empty. Where UPower does not run yet, it is started through the bus, once. The callback runs on a strand of
+// its own.
 // https://upower.freedesktop.org/docs/Device.html
 #pragma once
 
@@ -26,7 +27,10 @@ private:
     const std::shared_ptr<Bus> bus_;
     const PresenceChanged changed_;
     const std::function<void()> batteryLow_;
-    bool isLow_ = false;  // touched on strand_ only
+
+    // Touched on strand_ only.
+    bool isLow_ = false;
+    bool wasAsked_ = false;
 
     Tasks::Strand strand_;  // own synchronisation
     BusSubscription properties_;
