@@ -1,5 +1,6 @@
 #include "backends/linux/network_manager.h"
 
+#include <functional>
 #include <utility>
 
 #include "backends/linux/daemon_version.h"
@@ -7,6 +8,8 @@
 
 namespace Vexo::Linux {
 namespace {
+
+using Paths = std::vector<sdbus::ObjectPath>;
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "NetworkManager"};
 
@@ -26,7 +29,7 @@ constexpr const char* SECURITY_SETTING = "802-11-wireless-security";
 
 BusObject ObjectOf(const std::string& path, const std::string& interface)
 {
-    return {NETWORK_MANAGER, path, NETWORK_MANAGER + std::string(interface.empty() ? "" : ".") + interface};
+    return {NETWORK_MANAGER, path, NETWORK_MANAGER + std::string(".") + interface};
 }
 
 // NetworkManager says "/" for none.
@@ -41,20 +44,20 @@ sdbus::ObjectPath PathOrNone(const std::string& path)
     return sdbus::ObjectPath(path.empty() ? "/" : path);
 }
 
-AccessPoint AccessPointOf(const std::string& path, const PropertyMap& properties)
+// What can be read of the objects; one that went away meanwhile, or is of another kind, is left out.
+template <typename T>
+Result<std::vector<T>> ReadEach(Result<Paths> paths, const std::function<Result<T>(const std::string& path)>& read)
 {
-    const auto ssid = ValueIn<std::vector<uint8_t>>(properties, "Ssid");
-    const uint32_t security = ValueIn<uint32_t>(properties, "WpaFlags") | ValueIn<uint32_t>(properties, "RsnFlags");
-    AccessPoint found;
-    found.path = path;
-    found.ssid.assign(ssid.begin(), ssid.end());
-    found.bssid = ValueIn<std::string>(properties, "HwAddress");
-    found.strengthPercent = ValueIn<uint8_t>(properties, "Strength");
-    found.needsKey = (security & ~KEY_MGMT_OWE_TM) != 0 || (ValueIn<uint32_t>(properties, "Flags") & AP_PRIVACY) != 0;
-    found.allowsPsk = (security & KEY_MGMT_PSK) != 0;
-    found.allowsSae = (security & KEY_MGMT_SAE) != 0;
-    found.lastSeen = std::chrono::seconds(ValueIn<int32_t>(properties, "LastSeen", -1));
-    return found;
+    if (!paths) {
+        return paths.TakeError();
+    }
+    std::vector<T> all;
+    for (const sdbus::ObjectPath& path : paths.Value()) {
+        if (Result<T> one = read(path)) {
+            all.push_back(std::move(one.Value()));
+        }
+    }
+    return all;
 }
 
 }  // namespace
@@ -107,38 +110,41 @@ Result<WifiRadio> NetworkManager::ReadRadio(const std::string& path) const
     return radio;
 }
 
+Result<AccessPoint> NetworkManager::ReadAccessPoint(const std::string& path) const
+{
+    Result<PropertyMap> read = bus_->GetProperties(ObjectOf(path, "AccessPoint"), NETWORK_MANAGER_LIMIT);
+    if (!read) {
+        return read.TakeError();
+    }
+    const PropertyMap& properties = read.Value();
+    const auto ssid = ValueIn<std::vector<uint8_t>>(properties, "Ssid");
+    if (ssid.empty()) {
+        return Error{"the access point hides its name"};
+    }
+    const uint32_t security = ValueIn<uint32_t>(properties, "WpaFlags") | ValueIn<uint32_t>(properties, "RsnFlags");
+    AccessPoint found;
+    found.path = path;
+    found.ssid.assign(ssid.begin(), ssid.end());
+    found.bssid = ValueIn<std::string>(properties, "HwAddress");
+    found.strengthPercent = ValueIn<uint8_t>(properties, "Strength");
+    found.needsKey = (security & ~KEY_MGMT_OWE_TM) != 0 || (ValueIn<uint32_t>(properties, "Flags") & AP_PRIVACY) != 0;
+    found.allowsPsk = (security & KEY_MGMT_PSK) != 0;
+    found.allowsSae = (security & KEY_MGMT_SAE) != 0;
+    found.lastSeen = std::chrono::seconds(ValueIn<int32_t>(properties, "LastSeen", -1));
+    return found;
+}
+
 Result<std::vector<WifiRadio>> NetworkManager::Radios() const
 {
-    auto devices = bus_->Call<std::vector<sdbus::ObjectPath>>(MANAGER, "GetDevices", NETWORK_MANAGER_LIMIT);
-    if (!devices) {
-        return devices.TakeError();
-    }
-    std::vector<WifiRadio> radios;
-    for (const sdbus::ObjectPath& path : devices.Value()) {
-        if (Result<WifiRadio> radio = ReadRadio(path)) {
-            radios.push_back(std::move(radio.Value()));
-        }
-    }
-    return radios;
+    return ReadEach<WifiRadio>(bus_->Call<Paths>(MANAGER, "GetDevices", NETWORK_MANAGER_LIMIT),
+                               [this](const std::string& path) { return ReadRadio(path); });
 }
 
 Result<std::vector<AccessPoint>> NetworkManager::AccessPoints(const std::string& radio) const
 {
-    auto paths = bus_->Call<std::vector<sdbus::ObjectPath>>(ObjectOf(radio, "Device.Wireless"), "GetAllAccessPoints",
-                                                            NETWORK_MANAGER_LIMIT);
-    if (!paths) {
-        return paths.TakeError();
-    }
-    std::vector<AccessPoint> found;
-    for (const sdbus::ObjectPath& path : paths.Value()) {
-        const Result<PropertyMap> properties =
-            bus_->GetProperties(ObjectOf(path, "AccessPoint"), NETWORK_MANAGER_LIMIT);
-        if (properties) {
-            found.push_back(AccessPointOf(path, properties.Value()));
-        }
-    }
-    std::erase_if(found, [](const AccessPoint& one) { return one.ssid.empty(); });
-    return found;
+    return ReadEach<AccessPoint>(
+        bus_->Call<Paths>(ObjectOf(radio, "Device.Wireless"), "GetAllAccessPoints", NETWORK_MANAGER_LIMIT),
+        [this](const std::string& path) { return ReadAccessPoint(path); });
 }
 
 void NetworkManager::RequestScan(const std::string& radio) const
@@ -214,17 +220,8 @@ Result<std::string> NetworkManager::ProfileOf(const std::string& activation) con
 
 Result<std::vector<Profile>> NetworkManager::Profiles() const
 {
-    auto paths = bus_->Call<std::vector<sdbus::ObjectPath>>(SETTINGS, "ListConnections", NETWORK_MANAGER_LIMIT);
-    if (!paths) {
-        return paths.TakeError();
-    }
-    std::vector<Profile> profiles;
-    for (const sdbus::ObjectPath& path : paths.Value()) {
-        if (Result<Profile> profile = ReadProfile(path)) {
-            profiles.push_back(std::move(profile.Value()));
-        }
-    }
-    return profiles;
+    return ReadEach<Profile>(bus_->Call<Paths>(SETTINGS, "ListConnections", NETWORK_MANAGER_LIMIT),
+                             [this](const std::string& path) { return ReadProfile(path); });
 }
 
 Result<Profile> NetworkManager::ReadProfile(const std::string& path) const

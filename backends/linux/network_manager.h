@@ -125,6 +125,7 @@ public:
 
 private:
     Result<WifiRadio> ReadRadio(const std::string& path) const;
+    Result<AccessPoint> ReadAccessPoint(const std::string& path) const;
 
     const std::shared_ptr<Bus> bus_;
 };

@@ -14,7 +14,6 @@ namespace {
 
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
-using Wifi::WifiLinkInfo;
 using Wifi::WifiLinkState;
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "LinuxStation"};
@@ -105,24 +104,6 @@ int32_t LinuxWifiDevice::ConnectToDevice(const Wifi::WifiDeviceConfig& config)
     return context_->RunAndWait([self = sptr<LinuxWifiDevice>(this), wanted] { return self->Begin(wanted); });
 }
 
-WifiLinkInfo LinuxWifiDevice::GetLinkInfo()
-{
-    MutexLock lock(mutex_);
-    return info_;
-}
-
-WifiLinkInfo LinuxWifiDevice::WaitForChange(const WifiLinkInfo& known, milliseconds limit)
-{
-    const auto deadline = steady_clock::now() + limit;
-    MutexLock lock(mutex_);
-    while (!stopped_ && info_.state == known.state && info_.attempt == known.attempt) {
-        if (!changed_.WaitUntil(mutex_, deadline)) {
-            break;
-        }
-    }
-    return info_;
-}
-
 int32_t LinuxWifiDevice::Begin(const Wifi::WifiDeviceConfig& config)
 {
     const Result<bool> isEnabled = context_->manager.IsWifiEnabled();
@@ -147,15 +128,11 @@ int32_t LinuxWifiDevice::Begin(const Wifi::WifiDeviceConfig& config)
     if (attempt_) {
         TakeBack();
     }
-    {
-        MutexLock lock(mutex_);
-        if (stopped_) {
-            return Wifi::WIFI_FAILED;
-        }
-        next.number = info_.attempt + 1;
-        info_ = {WifiLinkState::CONNECTING, next.number, config.ssid, "", ""};
-        changed_.NotifyAll();
+    const std::optional<uint32_t> number = link_.Begin(config.ssid);
+    if (!number) {
+        return Wifi::WIFI_FAILED;
     }
+    next.number = *number;
     attempt_ = std::move(next);
     QuviewDFX::LogInfo(LABEL, "looking for \"%{public}s\" on %{public}s", config.ssid, radio->interface);
     LookAgainIn(milliseconds(0));
@@ -294,7 +271,7 @@ void LinuxWifiDevice::OnActivated()
     Tasks::CancelTimer(std::exchange(timer_, 0));
     attempt_->isConnected = true;
     configs_.NoteBssid(attempt_->config, attempt_->bssid);
-    if (Tell(attempt_->number, WifiLinkState::CONNECTED, "", address)) {
+    if (link_.MoveOn(attempt_->number, WifiLinkState::CONNECTED, "", address)) {
         QuviewDFX::LogInfo(LABEL, "connected to \"%{public}s\"", attempt_->config.ssid);
         ended_(EventFwk::NetConnState::CONNECTED);
     }
@@ -377,7 +354,7 @@ void LinuxWifiDevice::TakeBack()
 void LinuxWifiDevice::End(WifiLinkState state, const std::string& reason)
 {
     Tasks::CancelTimer(std::exchange(timer_, 0));
-    const bool isNews = Tell(attempt_->number, state, reason, "");
+    const bool isNews = link_.MoveOn(attempt_->number, state, reason, "");
     const bool isOwnEnd = !IsSomebodysChoice(attempt_->reason);
     const bool hadRadio = !attempt_->change.activation.empty();
     QuviewDFX::LogInfo(LABEL, "not connected to \"%{public}s\": %{public}s", attempt_->config.ssid, reason);
@@ -392,19 +369,6 @@ void LinuxWifiDevice::End(WifiLinkState state, const std::string& reason)
     }
 }
 
-bool LinuxWifiDevice::Tell(uint32_t attempt, WifiLinkState state, const std::string& reason, const std::string& address)
-{
-    MutexLock lock(mutex_);
-    if (stopped_ || info_.attempt != attempt) {
-        return false;
-    }
-    info_.state = state;
-    info_.reason = reason;
-    info_.address = address;
-    changed_.NotifyAll();
-    return true;
-}
-
 void LinuxWifiDevice::LookAgainIn(milliseconds delay)
 {
     Tasks::CancelTimer(timer_);
@@ -414,11 +378,7 @@ void LinuxWifiDevice::LookAgainIn(milliseconds delay)
 
 void LinuxWifiDevice::Stop()
 {
-    {
-        MutexLock lock(mutex_);
-        stopped_ = true;
-        changed_.NotifyAll();
-    }
+    link_.Stop();
     context_->RunAndWait([self = sptr<LinuxWifiDevice>(this)]() -> int32_t {
         if (self->attempt_) {
             self->End(WifiLinkState::DISCONNECTED, "this device stopped");

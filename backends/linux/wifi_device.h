@@ -15,12 +15,12 @@
 
 #include "backends/linux/network_manager_profiles.h"
 #include "backends/linux/wifi_context.h"
-#include "platform/base/mutex.h"
 #include "platform/events/common_event_support.h"
 #include "platform/ipc/iremote_object.h"
 #include "platform/tasks/timers.h"
 #include "platform/wifi/wifi_config_store.h"
 #include "platform/wifi/wifi_device.h"
+#include "platform/wifi/wifi_link.h"
 
 namespace Vexo::Linux {
 
@@ -48,9 +48,12 @@ public:
     // off, WIFI_NOT_SUPPORTED without a radio, WIFI_FAILED while the only radio is a hotspot.
     int32_t ConnectToDevice(const Wifi::WifiDeviceConfig& config) override;
 
-    Wifi::WifiLinkInfo GetLinkInfo() override;
+    Wifi::WifiLinkInfo GetLinkInfo() override { return link_.Get(); }
     // Returns at once when the device has stopped.
-    Wifi::WifiLinkInfo WaitForChange(const Wifi::WifiLinkInfo& known, std::chrono::milliseconds limit) override;
+    Wifi::WifiLinkInfo WaitForChange(const Wifi::WifiLinkInfo& known, std::chrono::milliseconds limit) override
+    {
+        return link_.WaitForChange(known, limit);
+    }
 
     // On the strand: something about the radios has changed; a radio entered this state; NetworkManager has gone.
     void OnChanged() { Look(false); }
@@ -96,21 +99,15 @@ private:
     void End(Wifi::WifiLinkState state, const std::string& reason);
     void TakeBack();
     bool IsLate() const { return std::chrono::steady_clock::now() >= attempt_->deadline; }
-    // False when a newer attempt, or the end, came first.
-    bool Tell(uint32_t attempt, Wifi::WifiLinkState state, const std::string& reason, const std::string& address);
 
     const std::shared_ptr<WifiContext> context_;
     const StationOptions options_;
     const LinkEnded ended_;
 
-    Mutex mutex_;
-    CondVar changed_;
-    Wifi::WifiLinkInfo info_ GUARDED_BY(mutex_);
-    bool stopped_ GUARDED_BY(mutex_) = false;
-
     std::optional<Attempt> attempt_;  // touched on the strand only
     Tasks::TimerId timer_ = 0;        // touched on the strand only
 
+    Wifi::WifiLink link_;            // own synchronisation
     Wifi::WifiConfigStore configs_;  // own synchronisation
 };
 

@@ -82,46 +82,25 @@ int32_t SimulatedWifiDevice::ConnectToDevice(const WifiDeviceConfig& config)
     if (!live_->Get()->wifiEnabled) {
         return Wifi::WIFI_DISABLED;
     }
+    const WifiDeviceConfig wanted = configs_.Resolve(config);
+    if (const int32_t invalid = Wifi::CheckConfig(wanted); invalid != Wifi::WIFI_OK) {
+        return invalid;
+    }
+    std::optional<uint32_t> attempt;
     {
         MutexLock lock(mutex_);
-        WifiDeviceConfig wanted = configs_.Resolve(config);
-        if (const int32_t invalid = Wifi::CheckConfig(wanted); invalid != Wifi::WIFI_OK) {
-            return invalid;
-        }
-        if (stopped_) {
-            return Wifi::WIFI_FAILED;
-        }
-        wanted_ = std::move(wanted);
-        info_ = {WifiLinkState::CONNECTING, info_.attempt + 1, wanted_.ssid, "", ""};
+        wanted_ = wanted;
         deadline_ = steady_clock::now() + searchLimit_;
-        changed_.NotifyAll();
+        attempt = link_.Begin(wanted.ssid);
+    }
+    if (!attempt) {
+        return Wifi::WIFI_FAILED;
     }
     if (!PostLook()) {
-        MutexLock lock(mutex_);
-        info_.state = WifiLinkState::FAILED;
-        info_.reason = "too much work waits on this device";
-        changed_.NotifyAll();
+        link_.MoveOn(*attempt, WifiLinkState::FAILED, "too much work waits on this device", "");
         return Wifi::WIFI_FAILED;
     }
     return Wifi::WIFI_OK;
-}
-
-WifiLinkInfo SimulatedWifiDevice::GetLinkInfo()
-{
-    MutexLock lock(mutex_);
-    return info_;
-}
-
-WifiLinkInfo SimulatedWifiDevice::WaitForChange(const WifiLinkInfo& known, std::chrono::milliseconds limit)
-{
-    const auto deadline = steady_clock::now() + limit;
-    MutexLock lock(mutex_);
-    while (!stopped_ && info_.state == known.state && info_.attempt == known.attempt) {
-        if (!changed_.WaitUntil(mutex_, deadline)) {
-            break;
-        }
-    }
-    return info_;
 }
 
 void SimulatedWifiDevice::OnStateChanged()
@@ -131,12 +110,11 @@ void SimulatedWifiDevice::OnStateChanged()
 
 void SimulatedWifiDevice::Stop()
 {
-    {
-        MutexLock lock(mutex_);
-        stopped_ = true;
-        changed_.NotifyAll();
-    }
-    PostLook();
+    link_.Stop();
+    strand_.Post([self = sptr<SimulatedWifiDevice>(this)] {
+        self->stopped_ = true;
+        self->StopLooking();
+    });
     strand_.Drain();
 }
 
@@ -152,13 +130,11 @@ void SimulatedWifiDevice::Look()
     steady_clock::time_point deadline;
     {
         MutexLock lock(mutex_);
-        if (!stopped_) {
-            info = info_;
-            wanted = wanted_;
-            deadline = deadline_;
-        }
+        info = link_.Get();
+        wanted = wanted_;
+        deadline = deadline_;
     }
-    if (!IsLooking(info.state)) {
+    if (stopped_ || !IsLooking(info.state)) {
         StopLooking();
         return;
     }
@@ -273,26 +249,21 @@ void SimulatedWifiDevice::StopLooking()
 void SimulatedWifiDevice::End(uint32_t attempt, WifiLinkState state, const std::string& reason,
                               const std::string& bssid)
 {
-    std::string ssid;
+    const bool isConnected = state == WifiLinkState::CONNECTED;
+    WifiDeviceConfig wanted;
     {
         MutexLock lock(mutex_);
-        if (stopped_ || info_.attempt != attempt) {
+        if (!link_.MoveOn(attempt, state, reason, isConnected ? air_.StationAddress() : "")) {
             return;
         }
-        info_.state = state;
-        info_.reason = reason;
-        info_.address = state == WifiLinkState::CONNECTED ? air_.StationAddress() : "";
-        ssid = info_.ssid;
-        if (state == WifiLinkState::CONNECTED) {
-            configs_.NoteBssid(wanted_, bssid);
-        }
-        changed_.NotifyAll();
+        wanted = wanted_;
     }
-    if (state == WifiLinkState::CONNECTED) {
-        QuviewDFX::LogInfo(LABEL, "connected to \"%{public}s\"", ssid);
+    if (isConnected) {
+        configs_.NoteBssid(wanted, bssid);
+        QuviewDFX::LogInfo(LABEL, "connected to \"%{public}s\"", wanted.ssid);
         Tasks::CancelTimer(std::exchange(timer_, 0));
     } else {
-        QuviewDFX::LogInfo(LABEL, "not connected to \"%{public}s\": %{public}s", ssid, reason);
+        QuviewDFX::LogInfo(LABEL, "not connected to \"%{public}s\": %{public}s", wanted.ssid, reason);
         StopLooking();
     }
     EventFwk::Want want;

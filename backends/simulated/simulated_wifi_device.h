@@ -20,6 +20,7 @@
 #include "platform/tasks/timers.h"
 #include "platform/wifi/wifi_config_store.h"
 #include "platform/wifi/wifi_device.h"
+#include "platform/wifi/wifi_link.h"
 
 namespace Vexo::Simulated {
 
@@ -38,9 +39,12 @@ public:
     // With an empty SSID, the stored configuration of config.networkId is meant.
     int32_t ConnectToDevice(const Wifi::WifiDeviceConfig& config) override;
 
-    Wifi::WifiLinkInfo GetLinkInfo() override;
+    Wifi::WifiLinkInfo GetLinkInfo() override { return link_.Get(); }
     // Returns at once when the device has stopped.
-    Wifi::WifiLinkInfo WaitForChange(const Wifi::WifiLinkInfo& known, std::chrono::milliseconds limit) override;
+    Wifi::WifiLinkInfo WaitForChange(const Wifi::WifiLinkInfo& known, std::chrono::milliseconds limit) override
+    {
+        return link_.WaitForChange(known, limit);
+    }
 
     // To be called after the live state changed: Wi-Fi that is off or gone ends attempt and connection.
     void OnStateChanged();
@@ -73,14 +77,12 @@ private:
     const sptr<EventFwk::ICommonEventService> events_;
     const std::chrono::milliseconds searchLimit_;
 
-    Mutex mutex_;
-    CondVar changed_;
-    Wifi::WifiLinkInfo info_ GUARDED_BY(mutex_);
-    Wifi::WifiDeviceConfig wanted_ GUARDED_BY(mutex_);  // of the current attempt or connection
+    Mutex mutex_;  // attempts begin and move on under it, so that these are theirs
+    Wifi::WifiDeviceConfig wanted_ GUARDED_BY(mutex_);
     std::chrono::steady_clock::time_point deadline_ GUARDED_BY(mutex_);
-    bool stopped_ GUARDED_BY(mutex_) = false;
 
     // Touched on strand_ only.
+    bool stopped_ = false;
     std::unique_ptr<FolderWatcher> watcher_;
     Tasks::TimerId timer_ = 0;
     uint32_t joiningAttempt_ = 0;  // the attempt that joinedAt_ belongs to
@@ -89,6 +91,7 @@ private:
     std::string provenKey_;
     std::string proof_;
 
+    Wifi::WifiLink link_;            // own synchronisation
     Wifi::WifiConfigStore configs_;  // own synchronisation
     Tasks::Strand strand_;           // own synchronisation
 };
