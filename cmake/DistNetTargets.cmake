@@ -30,6 +30,7 @@ function(distnet_add_test name)
 
     gtest_discover_tests(${name}
         TEST_PREFIX "${name}/"
+        NO_PRETTY_VALUES
         DISCOVERY_MODE PRE_TEST
         DISCOVERY_TIMEOUT 60
         PROPERTIES

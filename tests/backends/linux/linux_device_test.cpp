@@ -157,20 +157,27 @@ TEST_F(LinuxDeviceTest, TellsTheScreenByLidLockAndIdleness)
     EXPECT_TRUE(Has(COMMON_EVENT_SERVICE_ID));
 }
 
-TEST_F(LinuxDeviceTest, TellsABatteryThatHasBecomeLowOnceAlsoAfterARestartOfTheBus)
+TEST_F(LinuxDeviceTest, ALowBatteryIsToldOnceAlsoAfterARestartOfTheBusAndClosesTheHotspot)
 {
     const std::string path = "/org/freedesktop/UPower/devices/DisplayDevice";
     const auto warn = [&](uint32_t level) {
         Set({UPOWER, path, "org.freedesktop.UPower.Device"}, "WarningLevel", sdbus::Variant(level));
     };
     machine_.StartMock("upower", UPOWER);
+    machine_.Start("NetworkManager", {"/usr/bin/python3", FAKE_NETWORK_MANAGER, machine_.Address()});
+    machine_.AwaitService(NETWORK_MANAGER_NAME, "NetworkManager");
     StartDevice();
+    const auto hotspot = Wifi::WifiHotspot::GetInstance(WIFI_HOTSPOT_SYS_ABILITY_ID);
+    ASSERT_TRUE(hotspot);
+    ASSERT_EQ(hotspot->EnableHotspot(Wifi::ServiceType::DEFAULT), Wifi::WIFI_OK);
     const auto events = Tests::RecordingSubscriber::To({CommonEventSupport::COMMON_EVENT_BATTERY_LOW});
     ASSERT_TRUE(EventFwk::CommonEventManager::SubscribeCommonEvent(events));
     warn(2);  // discharging
     warn(3);
     warn(4);
     EXPECT_EQ(events->WaitFor(1).size(), 1U);
+    bool isActive = true;
+    EXPECT_TRUE(Eventually([&] { return hotspot->IsHotspotActive(isActive) == Wifi::WIFI_OK && !isActive; }));
     machine_.End("bus");
     EXPECT_TRUE(
         Eventually([&] { return ReasonOf(COMMON_EVENT_SERVICE_ID).find("UPower does not run") != std::string::npos; }));

@@ -43,8 +43,8 @@ public:
 
 private:
     Air air_;
-    WifiMachine phone_{air_.PhoneAddress(), "phone"};
-    WifiMachine laptop_{air_.LaptopAddress(), "laptop"};
+    WifiMachine phone_{air_.Phone().Address(), "phone"};
+    WifiMachine laptop_{air_.Laptop().Address(), "laptop"};
 };
 
 INSTANTIATE_TEST_SUITE_P(NetworkManager, WifiContract, testing::Values([]() -> std::unique_ptr<WifiWorld> {

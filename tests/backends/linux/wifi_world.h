@@ -1,16 +1,13 @@
-// WifiWorld's parts over NetworkManager: machines whose Wi-Fi is under test, on the buses of fake_network_manager.py,
-// or on the real ones that DISTNET_TEST_PHONE_BUS and DISTNET_TEST_LAPTOP_BUS name (addresses as in
-// DBUS_SYSTEM_BUS_ADDRESS). Built for the tests of the Linux backend.
+// WifiWorld's parts over NetworkManager: machines whose Wi-Fi is under test, on the buses of fake_network_manager.py.
+// Built for the tests of the Linux backend; scripts/radio-lab has the real NetworkManager.
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <atomic>
 #include <chrono>
-#include <cstdlib>
 #include <memory>
 #include <mutex>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,11 +19,6 @@
 
 namespace Vexo::Tests {
 
-inline bool IsFakeAir()
-{
-    return getenv("DISTNET_TEST_PHONE_BUS") == nullptr;
-}
-
 // One machine of the air, as its daemon sees it.
 class WifiMachine {
 public:
@@ -35,13 +27,11 @@ public:
         options_.hotspot.stateDir = folder_.Path();
         options_.hotspot.deviceName = name;
         options_.hotspot.networkId = "7f3a11";
-        if (IsFakeAir()) {  // real radios need the product's own limits
-            options_.hotspot.switchDelay = std::chrono::milliseconds(60);
-            options_.hotspot.limits.look = std::chrono::milliseconds(20);
-            options_.hotspot.countStations = [this](const std::string&) -> Result<size_t> { return stations.load(); };
-            options_.station.searchLimit = std::chrono::milliseconds(600);
-            options_.station.lookAgain = std::chrono::milliseconds(50);
-        }
+        options_.hotspot.switchDelay = std::chrono::milliseconds(60);
+        options_.hotspot.limits.look = std::chrono::milliseconds(20);
+        options_.hotspot.countStations = [this](const std::string&) -> Result<size_t> { return stations.load(); };
+        options_.station.searchLimit = std::chrono::milliseconds(600);
+        options_.station.lookAgain = std::chrono::milliseconds(50);
     }
     ~WifiMachine() { End(); }
 
@@ -118,7 +108,7 @@ private:
     std::unique_ptr<Linux::NetworkManagerWifi> wifi_;
 };
 
-// A NetworkManager each for a phone and a laptop, real or not, and how a user stores a profile there.
+// A NetworkManager each for a phone and a laptop, and how a user stores a profile there.
 class Air {
 public:
     static constexpr const char* USERS_HOTSPOT = "11111111-1111-4111-8111-111111111111";
@@ -126,21 +116,14 @@ public:
 
     Air()
     {
-        if (IsFakeAir()) {
-            phone_.emplace();
-            laptop_.emplace();
-            phone_->Start("NetworkManager",
-                          {"/usr/bin/python3", FAKE_NETWORK_MANAGER, phone_->Address(), laptop_->Address()});
-            phone_->AwaitService(Linux::NETWORK_MANAGER, "NetworkManager");
-            const bool isThere = Eventually([&] { return static_cast<bool>(Do(*laptop_, "{\"do\": \"state\"}")); });
-            EXPECT_TRUE(isThere) << phone_->Output("NetworkManager");
-        }
+        phone_.Start("NetworkManager", {"/usr/bin/python3", FAKE_NETWORK_MANAGER, phone_.Address(), laptop_.Address()});
+        phone_.AwaitService(Linux::NETWORK_MANAGER, "NetworkManager");
+        const bool isThere = Eventually([&] { return static_cast<bool>(Do(laptop_, "{\"do\": \"state\"}")); });
+        EXPECT_TRUE(isThere) << phone_.Output("NetworkManager");
     }
 
-    PrivateMachine& Phone() { return *phone_; }
-    PrivateMachine& Laptop() { return *laptop_; }
-    std::string PhoneAddress() const { return phone_ ? phone_->Address() : getenv("DISTNET_TEST_PHONE_BUS"); }
-    std::string LaptopAddress() const { return laptop_ ? laptop_->Address() : getenv("DISTNET_TEST_LAPTOP_BUS"); }
+    PrivateMachine& Phone() { return phone_; }
+    PrivateMachine& Laptop() { return laptop_; }
 
     // A command of fake_network_manager.py, whose answer is JSON.
     static Result<std::string> Do(PrivateMachine& machine, const std::string& command)
@@ -176,8 +159,8 @@ public:
     }
 
 private:
-    std::optional<PrivateMachine> phone_;
-    std::optional<PrivateMachine> laptop_;
+    PrivateMachine phone_;
+    PrivateMachine laptop_;
 };
 
 inline Linux::SettingsMap HotspotProfile(const std::string& ssid, const std::string& key, Wifi::KeyMgmt security)
