@@ -13,6 +13,7 @@
 #include <thread>
 #include <vector>
 
+#include "platform/base/awaited.h"
 #include "platform/base/mutex.h"
 #include "platform/base/unique_fd.h"
 #include "platform/dfx/log.h"
@@ -386,34 +387,19 @@ bool Bus::IsConnected() const
 Result<void> Bus::Exchange(const BusObject& object, const std::string& method, milliseconds limit, Write write,
                            Read read)
 {
-    struct Outcome {
-        Mutex mutex;
-        CondVar changed;
-        std::optional<Result<void>> result GUARDED_BY(mutex);
-    };
-    const auto outcome = std::make_shared<Outcome>();
+    const auto outcome = std::make_shared<Awaited<Result<void>>>();
     const auto call = std::make_shared<PendingCall>();
     call->object = object;
     call->method = method;
     call->limit = std::max(limit, milliseconds(1));
     call->write = std::move(write);
     call->read = std::move(read);
-    call->onFinished = [outcome](Result<void> result) {
-        MutexLock lock(outcome->mutex);
-        outcome->result = std::move(result);
-        outcome->changed.NotifyAll();
-    };
+    call->onFinished = [outcome](Result<void> result) { outcome->Set(std::move(result)); };
     if (!loop_->Post([loop = loop_.get(), call] { loop->Send(call); })) {
         return Error{std::string(BUS_DISCONNECTED) + ": this program has left the bus"};
     }
-    const auto deadline = steady_clock::now() + limit;
-    MutexLock lock(outcome->mutex);
-    while (!outcome->result && outcome->changed.WaitUntil(outcome->mutex, deadline)) {
-    }
-    if (!outcome->result) {
-        return Error{std::string(BUS_NO_REPLY) + ": " + object.service + " did not answer " + method + " in time"};
-    }
-    return *outcome->result;
+    return outcome->WaitUntil(steady_clock::now() + limit)
+        .value_or(Error{std::string(BUS_NO_REPLY) + ": " + object.service + " did not answer " + method + " in time"});
 }
 
 Result<PropertyMap> Bus::GetProperties(const BusObject& object, milliseconds limit)

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "backends/linux/daemon_version.h"
+#include "backends/linux/network_manager.h"
 #include "platform/dfx/log.h"
 
 namespace Vexo::Linux {
@@ -15,11 +16,6 @@ using EventFwk::NetConnState;
 using EventFwk::NetType;
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "LinuxConnectivity"};
-
-constexpr const char* SERVICE = "org.freedesktop.NetworkManager";
-constexpr const char* DEVICE = "org.freedesktop.NetworkManager.Device";
-constexpr const char* WIRELESS = "org.freedesktop.NetworkManager.Device.Wireless";
-constexpr uint32_t MODE_ACCESS_POINT = 3;
 
 // NMDeviceType → NetType
 constexpr std::array<std::pair<uint32_t, NetType>, 10> DEVICE_TYPES{{
@@ -83,23 +79,22 @@ NetConnState NetConnStateOf(uint32_t deviceState)
 Connectivity::Connectivity(std::shared_ptr<Bus> bus, PresenceChanged changed, StateChanged stateChanged)
     : bus_(std::move(bus)), changed_(std::move(changed)), stateChanged_(std::move(stateChanged))
 {
-    const BusObject manager{SERVICE, "/org/freedesktop/NetworkManager", SERVICE};
-    added_ = bus_->OnSignal<sdbus::ObjectPath>(strand_, manager, "DeviceAdded",
+    added_ = bus_->OnSignal<sdbus::ObjectPath>(strand_, NM_MANAGER, "DeviceAdded",
                                                [this](const std::string&, const sdbus::ObjectPath& device) {
                                                    ReadDevice(device, std::nullopt);
                                                    Tell();
                                                });
     removed_ = bus_->OnSignal<sdbus::ObjectPath>(
-        strand_, manager, "DeviceRemoved",
+        strand_, NM_MANAGER, "DeviceRemoved",
         [this](const std::string&, const sdbus::ObjectPath& device) { Forget(device); });
     states_ = bus_->OnSignal<uint32_t, uint32_t, uint32_t>(
-        strand_, {SERVICE, "", DEVICE}, "StateChanged",
+        strand_, {NETWORK_MANAGER, "", NM_DEVICE_INTERFACE}, "StateChanged",
         [this](const std::string& path, uint32_t state, uint32_t, uint32_t) {
             ReadDevice(path, state);
             Tell();
         });
     vpnStates_ = bus_->OnSignal<uint32_t, uint32_t>(
-        strand_, {SERVICE, "", "org.freedesktop.NetworkManager.VPN.Connection"}, "VpnStateChanged",
+        strand_, {NETWORK_MANAGER, "", "org.freedesktop.NetworkManager.VPN.Connection"}, "VpnStateChanged",
         [this](const std::string& path, uint32_t state, uint32_t) {
             Note(path, NetType::VPN, NetConnStateOfVpn(state));
             Tell();
@@ -109,7 +104,7 @@ Connectivity::Connectivity(std::shared_ptr<Bus> bus, PresenceChanged changed, St
                 links_.erase(path);
             }
         });
-    service_ = bus_->OnService(strand_, SERVICE, [this](bool isThere) { Follow(isThere); });
+    service_ = bus_->OnService(strand_, NETWORK_MANAGER, [this](bool isThere) { Follow(isThere); });
 }
 
 void Connectivity::Follow(bool isThere)
@@ -125,9 +120,8 @@ void Connectivity::Follow(bool isThere)
         }
         return;
     }
-    const BusObject manager{SERVICE, "/org/freedesktop/NetworkManager", SERVICE};
-    const Result<std::string> version = AwaitVersion(*bus_, manager, "Version");
-    const auto devices = bus_->Call<std::vector<sdbus::ObjectPath>>(manager, "GetDevices", BUS_CALL_LIMIT);
+    const Result<std::string> version = AwaitVersion(*bus_, NM_MANAGER, "Version");
+    const auto devices = bus_->Call<std::vector<sdbus::ObjectPath>>(NM_MANAGER, "GetDevices", BUS_CALL_LIMIT);
     if (devices) {
         for (const sdbus::ObjectPath& device : devices.Value()) {
             ReadDevice(device, std::nullopt);
@@ -141,7 +135,7 @@ void Connectivity::Follow(bool isThere)
 
 void Connectivity::ReadDevice(const std::string& path, std::optional<uint32_t> toldState)
 {
-    const Result<PropertyMap> device = bus_->GetProperties({SERVICE, path, DEVICE});
+    const Result<PropertyMap> device = bus_->GetProperties({NETWORK_MANAGER, path, NM_DEVICE_INTERFACE});
     if (!device) {
         return;  // it has gone meanwhile
     }
@@ -152,8 +146,9 @@ void Connectivity::ReadDevice(const std::string& path, std::optional<uint32_t> t
     // What was told may have passed already: a failure lasts for a moment only.
     NetConnState state = NetConnStateOf(toldState.value_or(ValueIn<uint32_t>(device.Value(), "State")));
     if (type == NetType::WIFI && RankOf(state) > RankOf(NetConnState::IDLE)) {
-        const Result<uint32_t> mode = bus_->GetProperty<uint32_t>({SERVICE, path, WIRELESS}, "Mode");
-        if (mode && mode.Value() == MODE_ACCESS_POINT) {
+        const Result<uint32_t> mode =
+            bus_->GetProperty<uint32_t>({NETWORK_MANAGER, path, NM_WIRELESS_INTERFACE}, "Mode");
+        if (mode && mode.Value() == NM_MODE_ACCESS_POINT) {
             state = NetConnState::IDLE;
         }
     }

@@ -19,9 +19,7 @@ constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "LinuxDevice
 
 Result<std::string> LinuxDevice::Probe(Bus& bus)
 {
-    constexpr const char* service = "org.freedesktop.NetworkManager";
-    const Result<std::string> version =
-        AwaitVersion(bus, {service, "/org/freedesktop/NetworkManager", service}, "Version");
+    const Result<std::string> version = AwaitVersion(bus, NM_MANAGER, "Version");
     if (!version) {
         return Error{"NetworkManager does not answer (" + version.Message() + ")"};
     }

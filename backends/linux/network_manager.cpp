@@ -13,14 +13,12 @@ using Paths = std::vector<sdbus::ObjectPath>;
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "NetworkManager"};
 
-const BusObject MANAGER{NETWORK_MANAGER, NETWORK_MANAGER_PATH, NETWORK_MANAGER};
 const BusObject SETTINGS{NETWORK_MANAGER, "/org/freedesktop/NetworkManager/Settings",
                          "org.freedesktop.NetworkManager.Settings"};
 
 constexpr uint32_t DEVICE_TYPE_WIFI = 2;
 constexpr uint32_t STATE_UNMANAGED = 10;
 constexpr uint32_t CAPABILITY_ACCESS_POINT = 0x40;  // NM_WIFI_DEVICE_CAP_AP
-constexpr uint32_t MODE_ACCESS_POINT = 3;           // NM_802_11_MODE_AP
 constexpr uint32_t AP_PRIVACY = 0x1;                // NM_802_11_AP_FLAGS_PRIVACY
 constexpr uint32_t KEY_MGMT_PSK = 0x100;            // NM_802_11_AP_SEC_KEY_MGMT_PSK
 constexpr uint32_t KEY_MGMT_SAE = 0x400;            // NM_802_11_AP_SEC_KEY_MGMT_SAE
@@ -64,12 +62,12 @@ Result<std::vector<T>> ReadEach(Result<Paths> paths, const std::function<Result<
 
 Result<std::string> NetworkManager::Version() const
 {
-    return AwaitVersion(*bus_, MANAGER, "Version");
+    return AwaitVersion(*bus_, NM_MANAGER, "Version");
 }
 
 Result<bool> NetworkManager::IsWifiEnabled() const
 {
-    Result<PropertyMap> manager = bus_->GetProperties(MANAGER, NETWORK_MANAGER_LIMIT);
+    Result<PropertyMap> manager = bus_->GetProperties(NM_MANAGER, NETWORK_MANAGER_LIMIT);
     if (!manager) {
         return manager.TakeError();
     }
@@ -79,7 +77,7 @@ Result<bool> NetworkManager::IsWifiEnabled() const
 
 Result<bool> NetworkManager::HasUplink() const
 {
-    Result<PropertyMap> manager = bus_->GetProperties(MANAGER, NETWORK_MANAGER_LIMIT);
+    Result<PropertyMap> manager = bus_->GetProperties(NM_MANAGER, NETWORK_MANAGER_LIMIT);
     if (!manager) {
         return manager.TakeError();
     }
@@ -106,7 +104,7 @@ Result<WifiRadio> NetworkManager::ReadRadio(const std::string& path) const
     }
     radio.canBeAccessPoint =
         (ValueIn<uint32_t>(wireless.Value(), "WirelessCapabilities") & CAPABILITY_ACCESS_POINT) != 0;
-    radio.isAccessPoint = ValueIn<uint32_t>(wireless.Value(), "Mode") == MODE_ACCESS_POINT;
+    radio.isAccessPoint = ValueIn<uint32_t>(wireless.Value(), "Mode") == NM_MODE_ACCESS_POINT;
     return radio;
 }
 
@@ -136,7 +134,7 @@ Result<AccessPoint> NetworkManager::ReadAccessPoint(const std::string& path) con
 
 Result<std::vector<WifiRadio>> NetworkManager::Radios() const
 {
-    return ReadEach<WifiRadio>(bus_->Call<Paths>(MANAGER, "GetDevices", NETWORK_MANAGER_LIMIT),
+    return ReadEach<WifiRadio>(bus_->Call<Paths>(NM_MANAGER, "GetDevices", NETWORK_MANAGER_LIMIT),
                                [this](const std::string& path) { return ReadRadio(path); });
 }
 
@@ -174,7 +172,7 @@ Result<Activation> NetworkManager::AddAndActivate(const SettingsMap& settings, c
 {
     const PropertyMap options{{"persist", std::string("volatile")}, {"bind-activation", std::string("dbus-client")}};
     using Reply = std::tuple<sdbus::ObjectPath, sdbus::ObjectPath, PropertyMap>;
-    Result<Reply> added = bus_->Call<Reply>(MANAGER, "AddAndActivateConnection2", NETWORK_MANAGER_LIMIT, settings,
+    Result<Reply> added = bus_->Call<Reply>(NM_MANAGER, "AddAndActivateConnection2", NETWORK_MANAGER_LIMIT, settings,
                                             PathOrNone(radio), PathOrNone(accessPoint), options);
     if (!added) {
         return added.TakeError();
@@ -184,8 +182,9 @@ Result<Activation> NetworkManager::AddAndActivate(const SettingsMap& settings, c
 
 Result<Activation> NetworkManager::Activate(const std::string& profile, const std::string& radio) const
 {
-    Result<sdbus::ObjectPath> activated = bus_->Call<sdbus::ObjectPath>(
-        MANAGER, "ActivateConnection", NETWORK_MANAGER_LIMIT, PathOrNone(profile), PathOrNone(radio), PathOrNone(""));
+    Result<sdbus::ObjectPath> activated =
+        bus_->Call<sdbus::ObjectPath>(NM_MANAGER, "ActivateConnection", NETWORK_MANAGER_LIMIT, PathOrNone(profile),
+                                      PathOrNone(radio), PathOrNone(""));
     if (!activated) {
         return activated.TakeError();
     }
@@ -195,7 +194,7 @@ Result<Activation> NetworkManager::Activate(const std::string& profile, const st
 void NetworkManager::Deactivate(const std::string& activation) const
 {
     if (const Result<void> done =
-            bus_->Call(MANAGER, "DeactivateConnection", NETWORK_MANAGER_LIMIT, PathOrNone(activation));
+            bus_->Call(NM_MANAGER, "DeactivateConnection", NETWORK_MANAGER_LIMIT, PathOrNone(activation));
         !done) {
         QuviewDFX::LogInfo(LABEL, "%{public}s was not active any more: %{public}s", activation, done.Message());
     }

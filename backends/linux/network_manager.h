@@ -21,7 +21,9 @@ inline constexpr const char* NETWORK_MANAGER = "org.freedesktop.NetworkManager";
 inline constexpr const char* NETWORK_MANAGER_PATH = "/org/freedesktop/NetworkManager";
 inline constexpr const char* NM_DEVICE_INTERFACE = "org.freedesktop.NetworkManager.Device";
 inline constexpr const char* NM_WIRELESS_INTERFACE = "org.freedesktop.NetworkManager.Device.Wireless";
+inline const BusObject NM_MANAGER{NETWORK_MANAGER, NETWORK_MANAGER_PATH, NETWORK_MANAGER};
 inline constexpr std::chrono::milliseconds NETWORK_MANAGER_LIMIT{5000};
+inline constexpr uint32_t NM_MODE_ACCESS_POINT = 3;  // NM_802_11_MODE_AP
 
 // NMDeviceState
 inline constexpr uint32_t NM_STATE_DISCONNECTED = 30;  // ready, connected to nothing

@@ -10,7 +10,6 @@ namespace {
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "LinuxWifi"};
 
-const BusObject MANAGER{NETWORK_MANAGER, NETWORK_MANAGER_PATH, NETWORK_MANAGER};
 const BusObject ANY_DEVICE{NETWORK_MANAGER, "", NM_DEVICE_INTERFACE};
 const BusObject ANY_RADIO{NETWORK_MANAGER, "", NM_WIRELESS_INTERFACE};
 
@@ -40,7 +39,7 @@ NetworkManagerWifi::NetworkManagerWifi(const std::shared_ptr<Bus>& bus, const Wi
         }));
     for (const char* const signal : {"DeviceAdded", "DeviceRemoved"}) {
         subscriptions_.push_back(bus->OnSignal<sdbus::ObjectPath>(
-            strand, MANAGER, signal, [this](const std::string&, const sdbus::ObjectPath&) { OnChanged(); }));
+            strand, NM_MANAGER, signal, [this](const std::string&, const sdbus::ObjectPath&) { OnChanged(); }));
     }
     for (const char* const signal : {"AccessPointAdded", "AccessPointRemoved"}) {
         subscriptions_.push_back(bus->OnSignal<sdbus::ObjectPath>(
@@ -54,7 +53,7 @@ NetworkManagerWifi::NetworkManagerWifi(const std::shared_ptr<Bus>& bus, const Wi
             }
         }));
     subscriptions_.push_back(
-        bus->OnPropertiesChanged(strand, MANAGER, [this](const std::string&, const PropertyMap& changed) {
+        bus->OnPropertiesChanged(strand, NM_MANAGER, [this](const std::string&, const PropertyMap& changed) {
             if (changed.contains("WirelessEnabled") || changed.contains("WirelessHardwareEnabled")) {
                 OnChanged();
             }

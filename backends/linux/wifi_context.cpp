@@ -1,13 +1,12 @@
 #include "backends/linux/wifi_context.h"
 
 #include <algorithm>
-#include <optional>
 #include <utility>
 #include <vector>
 
 #include "backends/linux/network_manager_profiles.h"
 #include "backends/linux/share_guard.h"
-#include "platform/base/mutex.h"
+#include "platform/base/awaited.h"
 #include "platform/dfx/log.h"
 #include "platform/dfx/sys_event.h"
 #include "platform/wifi/wifi_types.h"
@@ -33,26 +32,12 @@ void ReportShareClosed(const std::string& reason)
 
 int32_t WifiContext::RunAndWait(std::function<int32_t()> work)
 {
-    struct Outcome {
-        Mutex mutex;
-        CondVar changed;
-        std::optional<int32_t> result GUARDED_BY(mutex);
-    };
-    const auto outcome = std::make_shared<Outcome>();
+    const auto result = std::make_shared<Awaited<int32_t>>();
     const auto deadline = std::chrono::steady_clock::now() + WIFI_CALL_LIMIT;
-    const bool isPosted = strand.Post([outcome, work = std::move(work)] {
-        const int32_t result = work();
-        MutexLock lock(outcome->mutex);
-        outcome->result = result;
-        outcome->changed.NotifyAll();
-    });
-    if (!isPosted) {
+    if (!strand.Post([result, work = std::move(work)] { result->Set(work()); })) {
         return Wifi::WIFI_FAILED;
     }
-    MutexLock lock(outcome->mutex);
-    while (!outcome->result && outcome->changed.WaitUntil(outcome->mutex, deadline)) {
-    }
-    return outcome->result.value_or(Wifi::WIFI_NO_ANSWER);
+    return result->WaitUntil(deadline).value_or(Wifi::WIFI_NO_ANSWER);
 }
 
 void WifiContext::TakeBack(const NetworkChange& change)
