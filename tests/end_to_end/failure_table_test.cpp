@@ -187,9 +187,7 @@ TEST_P(FailureTest, IsReportedAndTheNextRequestSucceeds)
     Mend();
     const Device& next = isRefused_ ? stage_.phone : stage_.laptop;
     const std::string other = (isRefused_ ? stage_.laptop : stage_.phone).NetworkId();
-    EXPECT_TRUE(stage_.collaborates ? Eventually([&] { return AskToCollaborate(next, other) == 0; })
-                                    : next.Ask(other) == 0)
-        << next.Log();
+    EXPECT_EQ(stage_.collaborates ? AskToCollaborate(next, other) : next.Ask(other), 0) << next.Log();
     EXPECT_TRUE(Eventually([&] { return next.Status("wifi.state") == "connected"; })) << next.Log();
 }
 
