@@ -36,8 +36,9 @@ class CheckIncludes(unittest.TestCase):
     def test_names_file_and_line_of_each_breach_and_nothing_else(self):
         with tempfile.TemporaryDirectory() as folder:
             for is_broken in False, True:
-                files = dict.fromkeys(HEADERS, []) | {path: allowed + refused * is_broken
-                                                      for path, (allowed, refused) in CASES.items() if allowed or is_broken}
+                files = dict.fromkeys(HEADERS, [])
+                files |= {path: allowed + refused * is_broken for path, (allowed, refused) in CASES.items()
+                          if allowed or is_broken}
                 for path, includes in files.items():
                     file = pathlib.Path(folder, path)
                     file.parent.mkdir(parents=True, exist_ok=True)
