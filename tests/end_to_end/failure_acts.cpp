@@ -63,8 +63,7 @@ Act TabletSends(const std::string& message, bool waits)
     return [=](Stage& stage) {
         stage.BringTablet(Lacks::NOTHING);
         const int32_t code = Start(stage);
-        const std::string reply = stage.tablet->Ask(stage.phone.NetworkId(), {message, REQUEST},
-                                                    waits ? PATIENCE : std::chrono::milliseconds(0));
+        const std::string reply = stage.tablet->Ask(stage.phone.NetworkId(), {message, REQUEST}, waits);
         EXPECT_EQ(reply.substr(0, 1), waits ? "\4" : "") << stage.phone.Log();
         return code;
     };
@@ -89,36 +88,59 @@ Act StartWhile(const char* device, int signal, bool isServing)
     };
 }
 
+// Starts a device as one that can ask over a collaboration, and waits until it could handle the answer.
+void StartCollaborator(Stage& stage, Device& device)
+{
+    device.Kill();
+    device.SetProgram(COLLABORATION_DAEMON);
+    device.Start();
+    EXPECT_TRUE(stage.LogHas(device, "InitHandleMessageMap"));
+    EXPECT_TRUE(Eventually([&] { return World::Found(stage.laptop, stage.phone); }));
+    stage.collaborates = true;
+}
+
+int32_t AskToCollaborate(const Device& device, const std::string& peer, const std::function<void()>& meanwhile)
+{
+    const size_t before = device.Log().size();
+    std::ofstream(device.StateDir() / "requests") << peer << std::endl;
+    meanwhile();
+    std::smatch code;
+    std::string log;
+    const std::regex line("collaboration start: ([0-9]+)\n");
+    EXPECT_TRUE(Eventually([&] { return std::regex_search(log = device.Log().substr(before), code, line); }));
+    return code.empty() ? -1 : std::stoi(code[1]);
+}
+
 Act Collaborate(bool isKilled, bool isTablet, const std::string& frame)
 {
     return [=](Stage& stage) {
-        stage.laptop.Kill();
-        stage.laptop.SetProgram(COLLABORATION_DAEMON);
-        stage.laptop.Start();
-        EXPECT_TRUE(stage.LogHas(stage.laptop, "InitHandleMessageMap"));
-        EXPECT_TRUE(Eventually([&] { return World::Found(stage.laptop, stage.phone); }));
+        StartCollaborator(stage, stage.laptop);
         if (isKilled) {
             stage.phone.Kill();
         } else if (isTablet) {
             stage.BringTablet(Lacks::NOTHING);
             stage.peer = stage.tablet->NetworkId();
         }
-        std::ofstream(stage.laptop.StateDir() / "requests") << stage.peer << std::endl;
-        auto& framework = CollaborationFwk::CollaborationAbility::GetInstance();
-        std::vector<sptr<CollaborationFwk::StartInfo>> started;
-        if (!frame.empty() && Eventually([&] {
-                framework.GetCollaborationStartInfos(COMM_DISTRIBUTED_NET_ABILITY_ID, started);
-                return !started.empty();
-            })) {
-            framework.RegisterCollaborationDataCallback(started.front()->GetCollaborationSessionId(),
-                                                        MakeSptr<AnsweringCallback>(frame));
-        }
-        std::smatch code;
-        std::string log;
-        const std::regex line("collaboration start: ([0-9]+)\n");
-        EXPECT_TRUE(Eventually([&] { return std::regex_search(log = stage.laptop.Log(), code, line); }));
-        return code.empty() ? -1 : std::stoi(code[1]);
+        return AskToCollaborate(stage.laptop, stage.peer, [&] {
+            auto& framework = CollaborationFwk::CollaborationAbility::GetInstance();
+            std::vector<sptr<CollaborationFwk::StartInfo>> started;
+            if (!frame.empty() && Eventually([&] {
+                    framework.GetCollaborationStartInfos(COMM_DISTRIBUTED_NET_ABILITY_ID, started);
+                    return !started.empty();
+                })) {
+                framework.RegisterCollaborationDataCallback(started.front()->GetCollaborationSessionId(),
+                                                            MakeSptr<AnsweringCallback>(frame));
+            }
+        });
     };
+}
+
+int32_t CollaborateBothWays(Stage& stage)
+{
+    StartCollaborator(stage, stage.laptop);
+    StartCollaborator(stage, stage.phone);
+    return AskToCollaborate(stage.laptop, stage.peer,
+                            [&] { EXPECT_EQ(AskToCollaborate(stage.phone, stage.laptop.NetworkId()), 0); });
 }
 
 int32_t StartFromStranger(Stage& stage)

@@ -21,6 +21,7 @@ struct Stage {
     Device& phone{world.Add("phone")};
     std::unique_ptr<HandMadePeer> tablet;
     std::string peer = phone.NetworkId();  // whom the laptop asks
+    bool collaborates = false;             // it asks over a collaboration
 
     bool LogHas(const Device& device, const std::string& text) const;
     // A third device, played by the test, that both others see.
@@ -47,6 +48,12 @@ Act StartWhile(const char* device, int signal, bool isServing);
 // The exchange over the collaboration's data channel, through a laptop that can: with the phone, alive or killed, or
 // with a tablet that answers with the frame; with no frame it never becomes ready to receive.
 Act Collaborate(bool isKilled = false, bool isTablet = false, const std::string& frame = "");
+
+int32_t CollaborateBothWays(Stage& stage);
+
+// Has a device of such an act start over a collaboration, and returns the code once it is there.
+int32_t AskToCollaborate(
+    const Device& device, const std::string& peer, const std::function<void()>& meanwhile = [] {});
 
 int32_t StartFromStranger(Stage& stage);
 

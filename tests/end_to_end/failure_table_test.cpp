@@ -186,7 +186,8 @@ TEST_P(FailureTest, IsReportedAndTheNextRequestSucceeds)
     }
     Mend();
     const Device& next = isRefused_ ? stage_.phone : stage_.laptop;
-    EXPECT_EQ(next.Ask((isRefused_ ? stage_.laptop : stage_.phone).NetworkId()), 0);
+    const std::string other = (isRefused_ ? stage_.laptop : stage_.phone).NetworkId();
+    EXPECT_EQ(stage_.collaborates ? AskToCollaborate(next, other) : next.Ask(other), 0) << next.Log();
     EXPECT_TRUE(Eventually([&] { return next.Status("wifi.state") == "connected"; })) << next.Log();
 }
 
@@ -285,6 +286,7 @@ INSTANTIATE_TEST_SUITE_P(
         Row{"CellularData", Query("supportSmartHotSpot"), Outcome{0, ANSWERED, "IsCellularDataEnabled error, 5|"},
             "laptop", "faults.telephony.cellular_data.code=5"},
         // Collaborations
+        Row{"CollaborationsBothWays", CollaborateBothWays, Outcome{0, "", ""}},
         Row{"CollaborationWithKilled", Collaborate(true),
             Outcome{DISTNET_ERR_COLLABORATION_START, StartFails(-100, "connect error", "0"),
                     "StartCollaboration fail, [34]|StartCollaboration error, [34]|"}},

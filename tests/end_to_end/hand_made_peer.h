@@ -2,16 +2,14 @@
 // answers is the test's to say. One at a time in a process.
 #pragma once
 
-#include <functional>
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "platform/ability/system_ability_manager.h"
-#include "platform/base/mutex.h"
 #include "platform/collaboration/collaboration_server.h"
-#include "platform/softbus/softbus_server.h"
 #include "tests/end_to_end/world.h"
+#include "tests/platform/softbus/device_fixture.h"
+#include "tests/support/response_frame.h"
 
 namespace Vexo::EndToEnd {
 
@@ -32,33 +30,21 @@ public:
     const std::string& NetworkId() const { return networkId_; }
     bool Sees(const std::string& networkId) const;
 
-    // What it sends back when a request arrives; empty: nothing.
-    void AnswerWith(std::string frame);
-    // Opens a session to a device, sends the messages and returns the first that comes back; empty when the session
-    // ends or nothing comes within patience.
-    std::string Ask(const std::string& networkId, const std::vector<std::string>& messages,
-                    std::chrono::milliseconds patience = PATIENCE);
-
-    // What its callbacks know; they may still run when the peer has gone.
-    struct State {
-        Mutex mutex;
-        CondVar changed;
-        std::string answer GUARDED_BY(mutex);
-        int asked GUARDED_BY(mutex) = 0;  // the session that Ask opened
-        bool opened GUARDED_BY(mutex) = false;
-        bool ended GUARDED_BY(mutex) = false;
-        std::string reply GUARDED_BY(mutex);
-    };
+    // What it sends back when bytes arrive; unless told, nothing.
+    void AnswerWith(const std::string& frame);
+    // Opens a session to a device, sends the messages and returns the first that comes back, unless it does not wait.
+    std::string Ask(const std::string& networkId, const std::vector<std::string>& messages, bool waits = true);
 
 private:
-    const std::shared_ptr<State> state_ = std::make_shared<State>();
+    using PeerListener = SoftBus::Tests::Listener<2>;
+
+    SoftBus::Tests::Recorder& events_ = PeerListener::Events();
     std::string networkId_;
     sptr<SystemAbilityManager> manager_;
     sptr<SoftBus::SoftBusServer> softBus_;
     sptr<CollaborationFwk::CollaborationServer> collaboration_;
 };
 
-// A type-4 frame with the JSON text; declared: what its header says instead of the text's length.
-std::string ResponseFrame(const std::string& json, int64_t declared = -1);
+using Tests::ResponseFrame;
 
 }  // namespace Vexo::EndToEnd

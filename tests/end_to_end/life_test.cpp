@@ -2,17 +2,12 @@
 // and what refused callers, second daemons and signals meet.
 
 #include <gtest/gtest.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <csignal>
 #include <fstream>
 
-#include "platform/base/unique_fd.h"
-#include "platform/ipc/wire.h"
 #include "tests/end_to_end/world.h"
 
 namespace Vexo::EndToEnd {
@@ -67,23 +62,6 @@ TEST_F(LifeTest, ACommandThatIsInterruptedOrKilledHoldsTheServiceNoLonger)
         EXPECT_EQ(start.Wait(), 128 + signal);
         EXPECT_TRUE(ServiceBecomes("stopped")) << signal << "\n" << device_.Log();
     }
-}
-
-TEST_F(LifeTest, HostileDatagramsAreAnsweredAndTheDaemonGoesOn)
-{
-    const UniqueFd raw(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
-    sockaddr_un to{};
-    to.sun_family = AF_UNIX;
-    device_.Socket().copy(to.sun_path, sizeof(to.sun_path) - 1);
-    ASSERT_EQ(::connect(raw.Get(), reinterpret_cast<const sockaddr*>(&to), sizeof(to)), 0);
-    for (const size_t size : {size_t{1}, size_t{15}, size_t{16}, Ipc::MAX_DATAGRAM_SIZE + 1}) {
-        const std::string bytes(size, '\xFF');
-        ASSERT_EQ(::send(raw.Get(), bytes.data(), size, MSG_NOSIGNAL), static_cast<ssize_t>(size));
-        std::array<uint8_t, 64> answer{};
-        EXPECT_EQ(::recv(raw.Get(), answer.data(), answer.size(), 0), static_cast<ssize_t>(Ipc::IPC_HEADER_SIZE))
-            << size;
-    }
-    EXPECT_EQ(device_.Status("device.name"), "laptop");
 }
 
 TEST_F(LifeTest, ASecondDaemonOfTheSameStateFolderIsRefused)

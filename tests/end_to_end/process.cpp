@@ -9,25 +9,12 @@
 #include <csignal>
 #include <fstream>
 #include <iterator>
-#include <thread>
 
 #include "tests/support/temp_folder.h"
 
 extern char** environ;
 
 namespace Vexo::EndToEnd {
-
-bool Eventually(const std::function<bool()>& condition)
-{
-    const auto deadline = std::chrono::steady_clock::now() + PATIENCE;
-    while (!condition()) {
-        if (std::chrono::steady_clock::now() > deadline) {
-            return false;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(5));
-    }
-    return true;
-}
 
 std::string ReadText(const std::filesystem::path& file)
 {

@@ -5,18 +5,15 @@
 
 #include <chrono>
 #include <filesystem>
-#include <functional>
 #include <string>
 #include <vector>
 
+#include "tests/support/eventually.h"
+
 namespace Vexo::EndToEnd {
 
-// The limit of a wait: generous, because a sanitizer on a busy machine is ten times slower. A wait ends when its
-// condition holds.
-inline constexpr std::chrono::seconds PATIENCE{30};
-
-// Polls until the condition holds; false when PATIENCE ran out.
-bool Eventually(const std::function<bool()>& condition);
+using Tests::Eventually;
+inline constexpr std::chrono::seconds PATIENCE = Tests::WAIT_LIMIT;
 
 std::string ReadText(const std::filesystem::path& file);
 

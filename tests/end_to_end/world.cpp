@@ -1,6 +1,5 @@
 #include "tests/end_to_end/world.h"
 
-#include <cjson/cJSON.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -12,6 +11,7 @@
 #include "platform/trust/account.h"
 #include "platform/trust/identity.h"
 #include "tests/end_to_end/secrets.h"
+#include "tests/support/json_document.h"
 
 namespace Vexo::EndToEnd {
 
@@ -19,14 +19,9 @@ namespace {
 
 constexpr size_t KEY_LENGTH = 16;
 
-struct JsonDeleter {
-    void operator()(cJSON* json) const { cJSON_Delete(json); }
-};
-using Json = std::unique_ptr<cJSON, JsonDeleter>;
-
 std::string Member(const std::string& text, const std::string& key)
 {
-    const Json document(cJSON_Parse(text.c_str()));
+    const Tests::Document document = Tests::Parse(text);
     const cJSON* at = document.get();
     for (size_t from = 0; at != nullptr && from <= key.size();) {
         const size_t dot = std::min(key.find('.', from), key.size());
@@ -155,7 +150,7 @@ bool Device::Sees(const std::string& networkId) const
     if (!client || !client->GetDevices(json).Succeeded()) {
         return false;
     }
-    const Json document(cJSON_Parse(json.c_str()));
+    const Tests::Document document = Tests::Parse(json);
     const cJSON* device = nullptr;
     cJSON_ArrayForEach(device, cJSON_GetObjectItemCaseSensitive(document.get(), "devices"))
     {

@@ -6,7 +6,7 @@
 
 namespace Vexo::Tests {
 
-inline constexpr std::chrono::seconds WAIT_LIMIT{20};  // generous, because sanitizers are slow
+inline constexpr std::chrono::seconds WAIT_LIMIT{30};  // generous: a sanitizer on a busy machine is ten times slower
 
 // Polls until the condition holds; false when it did not within the limit.
 template <typename Condition>
@@ -17,7 +17,7 @@ bool Eventually(const Condition& condition, std::chrono::milliseconds limit = WA
         if (std::chrono::steady_clock::now() > deadline) {
             return false;
         }
-        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        std::this_thread::sleep_for(std::chrono::milliseconds(2));
     }
     return true;
 }

@@ -1,19 +1,20 @@
-// FakeSoftBus: ability 4700 for tests. It records what the service does and calls back on threads of its own, as told.
+// FakeSoftBus: ability 4700 for tests: a trail of what the service does, "open mine|peers|network id", "send 7 bytes"
+// or "close 7", which calls back on threads of its own, as told.
 #pragma once
 
 #include <functional>
 #include <mutex>
 #include <string>
 #include <thread>
-#include <utility>
 #include <vector>
 
 #include "platform/ipc/iremote_object.h"
 #include "platform/softbus/softbus_service.h"
+#include "tests/support/signals.h"
 
 namespace Vexo::Tests {
 
-class FakeSoftBus : public IPCObjectStub, public SoftBus::ISoftBusService {
+class FakeSoftBus : public IPCObjectStub, public SoftBus::ISoftBusService, public Trail<std::string> {
 public:
     // Set before use. onOpen and onSend run on a thread of their own after a call that succeeds; empty: nothing
     // happens.
@@ -24,13 +25,6 @@ public:
     // What it was given last.
     ISessionListener listener{};
     SessionAttribute attribute{};
-
-    // The calls since the last Take, in order: "open mine|peers|network id", "send 7 bytes", "close 7".
-    std::vector<std::string> Take()
-    {
-        const std::lock_guard lock(mutex_);
-        return std::exchange(calls_, {});
-    }
 
     int CreateSessionServer(const std::string&, const std::string&, const ISessionListener& table) override
     {
@@ -57,16 +51,15 @@ public:
 private:
     int Record(const std::string& call, int result, const std::function<void()>& after)
     {
-        const std::lock_guard lock(mutex_);
-        calls_.push_back(call);
+        Add(call);
         if (after) {
+            const std::lock_guard lock(mutex_);
             callbacks_.emplace_back(after);
         }
         return result;
     }
 
     std::mutex mutex_;
-    std::vector<std::string> calls_;
     std::vector<std::jthread> callbacks_;  // last: joined before what they use goes
 };
 

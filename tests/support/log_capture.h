@@ -6,12 +6,11 @@
 
 #include <algorithm>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include "platform/dfx/sinks.h"
-#include "tests/support/eventually.h"
+#include "tests/support/signals.h"
 
 namespace Vexo::Tests {
 
@@ -26,9 +25,21 @@ public:
         }
     }
 
-    bool Contains(const std::string& text) const { return lines_->Count(text) > 0; }
-    size_t Count(const std::string& text) const { return lines_->Count(text); }
-    std::string Text() const { return lines_->Text(); }
+    bool Contains(const std::string& text) const { return Count(text) > 0; }
+    size_t Count(const std::string& text) const
+    {
+        const std::vector<std::string> lines = lines_->WaitFor(0);
+        return static_cast<size_t>(std::count_if(
+            lines.begin(), lines.end(), [&](const std::string& line) { return line.find(text) != std::string::npos; }));
+    }
+    std::string Text() const
+    {
+        std::string text;
+        for (const std::string& line : lines_->WaitFor(0)) {
+            text += line + '\n';
+        }
+        return text;
+    }
     // Blocks until count lines contain text.
     bool WaitFor(const std::string& text, size_t count = 1) const
     {
@@ -36,32 +47,10 @@ public:
     }
 
 private:
-    struct Lines : QuviewDFX::LogSink {
-        void Write(const QuviewDFX::LogRecord& record) noexcept override
-        {
-            const std::lock_guard lock(mutex);
-            lines.emplace_back(record.message);
-        }
-        size_t Count(const std::string& text)
-        {
-            const std::lock_guard lock(mutex);
-            return static_cast<size_t>(std::count_if(lines.begin(), lines.end(), [&](const std::string& line) {
-                return line.find(text) != std::string::npos;
-            }));
-        }
-        std::string Text()
-        {
-            const std::lock_guard lock(mutex);
-            std::string text;
-            for (const std::string& line : lines) {
-                text += line + '\n';
-            }
-            return text;
-        }
-        std::mutex mutex;
-        std::vector<std::string> lines;
+    struct Sink : QuviewDFX::LogSink, Trail<std::string> {
+        void Write(const QuviewDFX::LogRecord& record) noexcept override { Add(std::string(record.message)); }
     };
-    const std::shared_ptr<Lines> lines_ = std::make_shared<Lines>();
+    const std::shared_ptr<Sink> lines_ = std::make_shared<Sink>();
 };
 
 }  // namespace Vexo::Tests

@@ -3,15 +3,15 @@
 #include <thread>
 
 #include "platform/ability/system_ability_manager.h"
-#include "platform/base/mutex.h"
-#include "tests/support/eventually.h"
+#include "tests/support/signals.h"
 
 namespace Vexo {
 namespace {
 
 constexpr int32_t ABILITY = WIFI_HOTSPOT_SYS_ABILITY_ID;
 
-class RecordingListener : public SystemAbilityStatusChangeStub {
+// The ids that came, and those that left, negative.
+class RecordingListener : public SystemAbilityStatusChangeStub, public Tests::Trail<int32_t> {
 public:
     // Each callback asks the manager, which would never end under the manager's lock. The manager holds the listener.
     explicit RecordingListener(SystemAbilityManager& asks) : manager_(asks) {}
@@ -19,31 +19,16 @@ public:
     void OnAddSystemAbility(int32_t id, const std::string&) override { Record(id); }
     void OnRemoveSystemAbility(int32_t id, const std::string&) override { Record(-id); }
 
-    // The ids heard so far, those that left negative, once there are count of them.
-    std::vector<int32_t> Heard(size_t count)
-    {
-        const auto deadline = std::chrono::steady_clock::now() + Tests::WAIT_LIMIT;
-        const MutexLock lock(mutex_);
-        while (heard_.size() < count && changed_.WaitUntil(mutex_, deadline)) {
-        }
-        return heard_;
-    }
-
 private:
     void Record(int32_t id)
     {
         EXPECT_NE(std::this_thread::get_id(), testThread_);
         manager_.ListSystemAbilities();
-        const MutexLock lock(mutex_);
-        heard_.push_back(id);
-        changed_.NotifyAll();
+        Add(id);
     }
 
     const std::thread::id testThread_ = std::this_thread::get_id();
     SystemAbilityManager& manager_;
-    Mutex mutex_;
-    CondVar changed_;
-    std::vector<int32_t> heard_ GUARDED_BY(mutex_);
 };
 
 class StatusListenerTest : public ::testing::Test {
@@ -69,12 +54,12 @@ TEST_F(StatusListenerTest, HearsArrivalsAndDeparturesInOrderOnAnotherThreadUntil
         manager_->RemoveSystemAbility(COMMON_EVENT_SERVICE_ID);
         expected.insert(expected.end(), {ABILITY, COMMON_EVENT_SERVICE_ID, -ABILITY, -COMMON_EVENT_SERVICE_ID});
     }
-    EXPECT_EQ(listener_->Heard(expected.size()), expected);
+    EXPECT_EQ(listener_->WaitFor(expected.size()), expected);
     EXPECT_EQ(manager_->UnSubscribeSystemAbility(ABILITY, listener_), ERR_OK);
     manager_->AddSystemAbility(ABILITY, object_);
     manager_->AddSystemAbility(COMMON_EVENT_SERVICE_ID, object_);
     expected.push_back(COMMON_EVENT_SERVICE_ID);
-    EXPECT_EQ(listener_->Heard(expected.size()), expected);
+    EXPECT_EQ(listener_->WaitFor(expected.size()), expected);
 }
 
 }  // namespace

@@ -35,14 +35,13 @@ std::vector<int32_t> Running(int32_t ability = SERVICE)
 // Notes what is loaded, and what a status listener would find when the framework is announced.
 class Registry : public Vexo::Tests::FakeAbilityManager {
 public:
-    std::atomic<int32_t> loadResult{ERR_OK};
     std::atomic<int> loads{0};
     std::atomic<int> seenWhenAnnounced{0};
 
     int32_t LoadSystemAbility(int32_t id) override
     {
         loads += id == SERVICE ? 1 : 1000;
-        return loadResult;
+        return ERR_OK;
     }
     int32_t AnnounceSystemAbility(int32_t id) override
     {
@@ -73,10 +72,9 @@ protected:
         server = CollaborationServer::Start(options).Value();
         registry->AddSystemAbility(COLL_FWK_SA_ID, server);
     }
-    StartResult Start(const std::string& networkId = LoopbackBus::PEER, int32_t toWake = SERVICE,
-                      const std::string& parameters = "")
+    StartResult Start()
     {
-        return ability.StartCollaboration(SERVICE, MakeSptr<TargetInfo>(networkId, 0U, "", parameters, toWake));
+        return ability.StartCollaboration(SERVICE, MakeSptr<TargetInfo>(LoopbackBus::PEER, 0U, "", "", SERVICE));
     }
     int32_t Started()
     {
@@ -141,35 +139,20 @@ TEST_F(CollaborationTest, AnEndedSessionIsGoneOnBothSidesAndTheNextStartOpensAno
 }
 
 // Notes what it hears, and answers "ping" from inside the callback.
-class Receiver : public DataCallback {
+class Receiver : public DataCallback, public Vexo::Tests::Trail<std::string> {
 public:
     void OnDataReceived(int sessionId, const char* data, unsigned int len) override
     {
-        Note(std::string(data, len));
+        Add(std::string(data, len));
         if (std::string(data, len) == "ping") {
             EXPECT_EQ(CollaborationAbility::GetInstance().SendCollaborationData(sessionId, "pong", 4), 0);
         }
     }
     void OnDataReceiverReady(int) override { ++ready; }
     // Blocks until this, in this order, is what came.
-    bool Heard(const std::vector<std::string>& expected)
-    {
-        return Eventually([&] {
-            const std::lock_guard lock(mutex_);
-            return heard_ == expected;
-        });
-    }
+    bool Heard(const std::vector<std::string>& expected) { return WaitFor(expected.size()) == expected; }
 
     std::atomic<int> ready{0};
-
-private:
-    void Note(std::string what)
-    {
-        const std::lock_guard lock(mutex_);
-        heard_.push_back(std::move(what));
-    }
-    std::mutex mutex_;
-    std::vector<std::string> heard_;
 };
 
 class DataTest : public CollaborationTest {
@@ -268,14 +251,8 @@ TEST_F(CollaborationTest, MessagesAreTheDocumentedBytesAndADamagedOneEndsItsSess
     EXPECT_EQ(data, std::string("\3\0\0\0\3\0\0\0\3\2\0\0", 12));
     EXPECT_EQ(ready, std::string("\4\0\0\0", 4));
 
-    std::vector<std::string> damaged{start + std::string(4, '\0'), answer + "x",          data + "x", ready + "x",
-                                     "\x05" + ready.substr(1),     Encoded(DataMessage{})};
-    for (const std::string& whole : {start, answer, data, ready}) {
-        for (size_t length = 1; length < whole.size(); ++length) {
-            damaged.push_back(whole.substr(0, length));
-        }
-    }
-    for (const std::string& bytes : damaged) {
+    for (const std::string& bytes : {start + std::string(4, '\0'), answer + "x", data + "x", ready + "x",
+                                     "\x05" + ready.substr(1), Encoded(DataMessage{}), start.substr(0, 20)}) {
         const int peer = bus->Other(Started());
         const int loads = registry->loads;
         const Vexo::Tests::LogCapture log;

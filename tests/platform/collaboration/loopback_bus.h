@@ -15,9 +15,7 @@ class LoopbackBus : public FakeSoftBus {
 public:
     inline static const std::string PEER = std::string(64, 'a');
 
-    // Faults.
-    std::atomic<int> openedResult{SOFTBUS_OK};  // of the opened callback
-    std::atomic<bool> delivers{true};           // false: what is sent is lost
+    std::atomic<bool> delivers{true};  // false: what is sent is lost
     std::atomic<int> openings{0};
 
     int OpenSession(const std::string&, const std::string&, const std::string& networkId,
@@ -27,12 +25,11 @@ public:
             return SOFTBUS_NO_SUCH_PEER;
         }
         const int opener = ++openings * 2;
-        if (openedResult == SOFTBUS_OK) {
-            const std::lock_guard lock(mutex_);
-            open_.insert({opener, opener + 1});
-            strand_.Post([this, opener] { listener.OnSessionOpened(opener + 1, SOFTBUS_OK); });
+        const std::lock_guard lock(mutex_);
+        open_.insert({opener, opener + 1});
+        for (const int side : {opener + 1, opener}) {
+            strand_.Post([this, side] { listener.OnSessionOpened(side, SOFTBUS_OK); });
         }
-        strand_.Post([this, opener, result = openedResult.load()] { listener.OnSessionOpened(opener, result); });
         return opener;
     }
     void CloseSession(int sessionId) override

@@ -7,7 +7,7 @@
 #include <string>
 #include <thread>
 
-#include "tests/platform/tasks/signals.h"
+#include "tests/support/signals.h"
 
 namespace Vexo::AppExecFwk {
 namespace {

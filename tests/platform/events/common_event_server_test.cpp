@@ -38,7 +38,7 @@ TEST_F(CommonEventServerTest, WantedEventsArriveInOrderOnAnotherThreadWhileTheSu
     EXPECT_EQ(subscriber_->WaitFor(1).size(), 1U);
     subscriber_->Hold(false);
     EXPECT_EQ(subscriber_->WaitFor(20), expected);
-    EXPECT_NE(subscriber_->Thread(), std::this_thread::get_id());
+    EXPECT_NE(subscriber_->thread.load(), std::this_thread::get_id());
 }
 
 TEST_F(CommonEventServerTest, UnsubscribingDropsWhatWasPublishedBeforeAndResubscribingDoesNotBringItBack)

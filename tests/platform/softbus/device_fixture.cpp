@@ -1,30 +1,15 @@
 #include "tests/platform/softbus/device_fixture.h"
 
-#include <arpa/inet.h>
 #include <sys/socket.h>
 
 #include <algorithm>
 
-#include "platform/trust/account.h"
-
 namespace Vexo::SoftBus::Tests {
 
-Trust::Identity Account::NewDevice()
+void Recorder::Record(const Event& event)
 {
-    const auto first = folder_.Path() / "0";
-    const auto own = folder_.Path() / std::to_string(devices_);
-    const std::string name = "device " + std::to_string(devices_);
-    const auto done = devices_++ == 0
-                          ? Trust::CreateAccount(own, "home", name)
-                          : Trust::Install(own, Trust::Admit(first, Trust::MakeRequest(own, name).Value()).Value());
-    EXPECT_TRUE(done) << done.Message();
-    return std::move(Trust::LoadIdentity(own).Value());
-}
-
-void Recorder::Add(const Event& event)
-{
+    Add(event);
     MutexLock lock(mutex_);
-    events_.push_back(event);
     const auto hook = hook_;
     lock.Unlock();
     if (hook) {
@@ -32,31 +17,25 @@ void Recorder::Add(const Event& event)
     }
 }
 
-Event Recorder::WaitFor(Kind kind, int id) const
+Event Recorder::WaitFor(Kind kind, int id)
 {
     Event found{kind, -1, -1};
     EXPECT_TRUE(Eventually([&] {
-        const MutexLock lock(mutex_);
-        const auto at = std::find_if(events_.begin(), events_.end(), [=](const Event& event) {
+        const std::vector<Event> events = All();
+        const auto at = std::find_if(events.begin(), events.end(), [=](const Event& event) {
             return event.kind == kind && (id == 0 || event.id == id);
         });
-        found = at != events_.end() ? *at : found;
-        return at != events_.end();
+        found = at != events.end() ? *at : found;
+        return at != events.end();
     })) << "the awaited callback did not come";
     return found;
 }
 
-size_t Recorder::Count(Kind kind, int id) const
+size_t Recorder::Count(Kind kind, int id)
 {
     const auto events = All();
     return static_cast<size_t>(std::count_if(events.begin(), events.end(),
                                              [=](const Event& event) { return event.kind == kind && event.id == id; }));
-}
-
-std::vector<Event> Recorder::All() const
-{
-    const MutexLock lock(mutex_);
-    return events_;
 }
 
 void Recorder::OnEvent(Kind kind, const std::function<void(const Event&)>& act)
@@ -72,7 +51,7 @@ void Recorder::OnEvent(Kind kind, const std::function<void(const Event&)>& act)
 void Recorder::Clear()
 {
     const MutexLock lock(mutex_);
-    events_.clear();
+    Take();
     hook_ = nullptr;
 }
 
@@ -134,14 +113,9 @@ std::pair<int, int> PairTest::OpenPair()
 Bare::Bare(const std::string& address, const Trust::Identity& identity)
     : context_(Trust::TlsContext::Make(identity).Value()), ssl_(context_->NewClient({}))
 {
-    const size_t colon = address.rfind(':');
-    sockaddr_in to{};
-    to.sin_family = AF_INET;
-    to.sin_port = htons(static_cast<uint16_t>(std::stoi(address.substr(colon + 1))));
-    inet_pton(AF_INET, address.substr(0, colon).c_str(), &to.sin_addr);
-    fd_ = UniqueFd(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    EXPECT_EQ(::connect(fd_.Get(), reinterpret_cast<sockaddr*>(&to), sizeof(to)), 0);
-    SSL_set_fd(ssl_.get(), fd_.Get());
+    BIO* const tcp = BIO_new_connect(address.c_str());
+    SSL_set_bio(ssl_.get(), tcp, tcp);
+    EXPECT_EQ(BIO_do_connect(tcp), 1);
 }
 
 bool Bare::Write(const std::string& bytes)
@@ -162,10 +136,10 @@ bool Bare::ReadFrame(Frame& frame)
 bool Bare::WaitForEnd()
 {
     const timeval limit{8, 0};
-    ::setsockopt(fd_.Get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof(limit));
+    ::setsockopt(SSL_get_fd(ssl_.get()), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof(limit));
     char buffer[4096];
     ssize_t got = 0;
-    while ((got = ::recv(fd_.Get(), buffer, sizeof(buffer), 0)) > 0) {
+    while ((got = ::recv(SSL_get_fd(ssl_.get()), buffer, sizeof(buffer), 0)) > 0) {
     }
     return got == 0 || errno != EAGAIN;
 }

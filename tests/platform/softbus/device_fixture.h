@@ -1,6 +1,5 @@
-// Devices for soft bus tests: identities of one account made in a temporary folder, soft buses over loopback, and a
-// recorder of what the callbacks of a session server say. Bare: a peer that speaks TLS and frames by hand, to do what a
-// good one never would.
+// Devices for soft bus tests: soft buses over loopback, and a recorder of what the callbacks of a session server say.
+// Bare: a peer that speaks TLS and frames by hand, to do what a good one never would.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -13,12 +12,11 @@
 #include <vector>
 
 #include "platform/base/mutex.h"
-#include "platform/base/unique_fd.h"
 #include "platform/softbus/frame.h"
 #include "platform/softbus/softbus_server.h"
 #include "platform/trust/tls_context.h"
-#include "tests/support/eventually.h"
-#include "tests/support/temp_folder.h"
+#include "tests/platform/trust/trust_fixture.h"
+#include "tests/support/signals.h"
 
 namespace Vexo::SoftBus::Tests {
 
@@ -26,16 +24,6 @@ using Vexo::Tests::Eventually;
 
 inline constexpr char PKG[] = "test.package";
 inline constexpr char NAME[] = "test.session";
-
-// An account on disk; each device is admitted by the first one.
-class Account {
-public:
-    Trust::Identity NewDevice();
-
-private:
-    Vexo::Tests::TempFolder folder_;
-    int devices_ = 0;
-};
 
 inline SessionAttribute ByteSession()
 {
@@ -53,21 +41,21 @@ struct Event {
     std::thread::id thread = std::this_thread::get_id();
 };
 
-class Recorder {
+class Recorder : public Vexo::Tests::Trail<Event> {
 public:
-    void Add(const Event& event) EXCLUDES(mutex_);
+    // Adds it, and does what OnEvent says.
+    void Record(const Event& event) EXCLUDES(mutex_);
     // Waits until such an event came, of any session if id is 0, and returns the first; fails the test at the limit.
-    Event WaitFor(Kind kind, int id = 0) const EXCLUDES(mutex_);
-    size_t Count(Kind kind, int id) const EXCLUDES(mutex_);
-    std::vector<Event> All() const EXCLUDES(mutex_);
+    Event WaitFor(Kind kind, int id = 0);
+    size_t Count(Kind kind, int id);
+    std::vector<Event> All() { return Trail::WaitFor(0); }
     // What a callback does besides being recorded.
     void OnEvent(Kind kind, const std::function<void(const Event&)>& act) EXCLUDES(mutex_);
     // Forgets the events and what to do.
     void Clear() EXCLUDES(mutex_);
 
 private:
-    mutable Mutex mutex_;
-    std::vector<Event> events_ GUARDED_BY(mutex_);
+    Mutex mutex_;
     std::function<void(const Event&)> hook_ GUARDED_BY(mutex_);
 };
 
@@ -84,12 +72,12 @@ struct Listener {
     {
         ISessionListener table{};
         table.OnSessionOpened = [](int id, int result) {
-            Events().Add({Kind::OPENED, id, result});
+            Events().Record({Kind::OPENED, id, result});
             return 0;
         };
-        table.OnSessionClosed = [](int id) { Events().Add({Kind::CLOSED, id}); };
+        table.OnSessionClosed = [](int id) { Events().Record({Kind::CLOSED, id}); };
         table.OnBytesReceived = [](int id, const void* data, unsigned int length) {
-            Events().Add({Kind::BYTES, id, 0, {static_cast<const char*>(data), length}});
+            Events().Record({Kind::BYTES, id, 0, {static_cast<const char*>(data), length}});
         };
         return table;
     }
@@ -111,9 +99,9 @@ protected:
     // Opens one; both ids once both have their opened callback.
     std::pair<int, int> OpenPair();
 
-    Account account;
-    Trust::Identity laptopIdentity = account.NewDevice();
-    Trust::Identity phoneIdentity = account.NewDevice();
+    Trust::Tests::Devices account;
+    Trust::Identity laptopIdentity = account.Enrol("laptop");
+    Trust::Identity phoneIdentity = account.Enrol("phone");
     sptr<SoftBusServer> phone;
     sptr<SoftBusServer> laptop;
     Recorder& atLaptop = Listener<0>::Events();
@@ -125,6 +113,7 @@ class Bare {
 public:
     Bare(const std::string& address, const Trust::Identity& identity);
 
+    void TrustAnyServer() { SSL_set_verify(ssl_.get(), SSL_VERIFY_NONE, nullptr); }
     bool Handshake() { return SSL_connect(ssl_.get()) == 1; }
     bool Write(const std::string& bytes);
     bool WriteFrame(FrameKind kind, const std::string& payload)
@@ -136,10 +125,9 @@ public:
     // Reads to the end; false when the connection is still open after 8 s.
     bool WaitForEnd();
     // Ends the connection without a word of TLS.
-    void Crash() { fd_.Reset(); }
+    void Crash() { SSL_set_bio(ssl_.get(), nullptr, nullptr); }
 
 private:
-    UniqueFd fd_;
     std::shared_ptr<Trust::TlsContext> context_;
     Trust::SslPtr ssl_;
     FrameDecoder decoder_;

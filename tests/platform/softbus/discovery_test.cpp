@@ -17,9 +17,9 @@ protected:
         return Eventually([&] { return SeesOnline(at, phone.networkId) == online; });
     }
 
-    Account account;
-    Trust::Identity phone = account.NewDevice();
-    Trust::Identity laptop = account.NewDevice();
+    Trust::Tests::Devices account;
+    Trust::Identity phone = account.Enrol("phone");
+    Trust::Identity laptop = account.Enrol("laptop");
     Vexo::Tests::TempFolder folder;
 };
 

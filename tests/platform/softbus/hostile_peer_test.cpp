@@ -31,7 +31,7 @@ protected:
     }
     std::unique_ptr<Bare> Connect() { return std::make_unique<Bare>(phone->ListenAddress(), identity); }
 
-    Trust::Identity identity = account.NewDevice();
+    Trust::Identity identity = account.Enrol("peer");
     std::unique_ptr<Bare> peer;
 };
 
@@ -44,6 +44,7 @@ TEST_F(HostilePeerTest, BrokenFramesCloseTheConnectionWithOneLine)
     } faults[] = {
         {"unknown kind", EncodeHeader(static_cast<FrameKind>(99), 0), "unknown frame kind 99"},
         {"DATA before OPEN", EncodeHeader(FrameKind::DATA, 1) + "x", "neither HELLO nor OPEN"},
+        {"DATA too long", EncodeHeader(FrameKind::DATA, MAX_SESSION_BYTES + 1), "DATA of 4194305 bytes"},
         {"damaged HELLO", EncodeHeader(FrameKind::HELLO, 3) + "abc", "HELLO ends within a field"},
         {"damaged OPEN", EncodeHeader(FrameKind::OPEN, 3) + "abc", "OPEN ends within a field"},
     };
@@ -56,6 +57,16 @@ TEST_F(HostilePeerTest, BrokenFramesCloseTheConnectionWithOneLine)
         EXPECT_TRUE(log.WaitFor(fault.line)) << fault.fault;
     }
     EXPECT_TRUE(atPhone.All().empty());
+}
+
+TEST_F(HostilePeerTest, AStrangerIsClosedWithTheReason)
+{
+    const Vexo::Tests::LogCapture log;
+    Bare stranger(phone->ListenAddress(), Trust::Tests::Devices().Enrol("stranger"));
+    stranger.TrustAnyServer();
+    stranger.Handshake();
+    EXPECT_TRUE(stranger.WaitForEnd());
+    EXPECT_TRUE(log.WaitFor("certificate not signed by this account"));
 }
 
 TEST_F(HostilePeerTest, ACrashAndAFrameOutOfPlaceEndASessionWithOneClosedAfterWhatWasSent)

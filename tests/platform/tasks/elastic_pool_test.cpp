@@ -5,7 +5,7 @@
 #include <numeric>
 #include <stdexcept>
 
-#include "tests/platform/tasks/signals.h"
+#include "tests/support/log_capture.h"
 
 namespace Vexo::Tasks {
 namespace {
@@ -13,24 +13,6 @@ namespace {
 using Tests::Gate;
 using Tests::LogCapture;
 using Tests::Trail;
-
-TEST(ElasticPoolTest, BlockedWorkDoesNotDelayTheNext)
-{
-    constexpr size_t BLOCKED = 64;
-    Trail<int> begun;
-    Trail<int> ran;
-    ElasticPool pool("test");
-    Gate gate;
-    for (size_t i = 0; i < BLOCKED; ++i) {
-        ASSERT_TRUE(pool.Post([&begun, way = gate.Way()] {
-            begun.Add(0);
-            way();
-        }));
-    }
-    ASSERT_TRUE(pool.Post([&] { ran.Add(1); }));
-    EXPECT_EQ(ran.WaitFor(1).size(), 1U);
-    EXPECT_EQ(begun.WaitFor(BLOCKED).size(), BLOCKED);
-}
 
 TEST(ElasticPoolTest, BeyondItsThreadsWorkWaitsInOrderWithOneWarningAndOnlyAFullQueueRefuses)
 {

@@ -70,22 +70,13 @@ Identity WithExpiry(Identity identity, EVP_PKEY* accountKey, std::time_t notAfte
 
 class TlsContextTest : public testing::Test {
 protected:
-    void SetUp() override
-    {
-        devices.Create("laptop");
-        ASSERT_TRUE(Install(devices.Folder("phone"), devices.Chain("phone", "laptop")));
-        laptop = devices.Load("laptop");
-        phone = devices.Load("phone");
-        atLaptop = ContextOf(laptop);
-        atPhone = ContextOf(phone);
-        accountKey = std::move(ReadKeyFile(devices.Folder("laptop") / ACCOUNT_KEY_FILE).Value());
-    }
+    void SetUp() override { accountKey = std::move(ReadKeyFile(devices.Folder("laptop") / ACCOUNT_KEY_FILE).Value()); }
 
     Devices devices;
-    Identity laptop;  // holds the account's key
-    Identity phone;
-    Context atLaptop;
-    Context atPhone;
+    const Identity laptop = devices.Enrol("laptop");  // holds the account's key
+    const Identity phone = devices.Enrol("phone");
+    const Context atLaptop = ContextOf(laptop);
+    const Context atPhone = ContextOf(phone);
     PrivateKey accountKey;
 };
 
@@ -109,8 +100,16 @@ TEST_F(TlsContextTest, ADeviceThatIsNotOfTheAccountNowAndAnOlderProtocolAreRefus
     devices.Create("stranger", "home");  // the same name, another key
     const Context strange = ContextOf(devices.Load("stranger"));
     const Context expired = ContextOf(WithExpiry(devices.Load("phone"), accountKey.get(), std::time(nullptr) - 60));
-    EXPECT_EQ(Connect(atLaptop, strange).failure, "certificate not signed by this account");
-    EXPECT_EQ(Connect(atLaptop, expired).failure, "certificate has expired");
+    for (const auto& [peer, why] :
+         {std::pair(strange, "certificate not signed by this account"), {expired, "certificate has expired"}}) {
+        EXPECT_EQ(Connect(atLaptop, peer).failure, why);
+        SslPtr careless = peer->NewClient("");
+        SSL_set_verify(careless.get(), SSL_VERIFY_NONE, nullptr);
+        EXPECT_EQ(Connect(std::move(careless), peer, atPhone).failure, why) << "by the server";
+    }
+    SslPtr bare = atLaptop->NewClient("");
+    SSL_certs_clear(bare.get());
+    EXPECT_EQ(Connect(std::move(bare), atLaptop, atPhone).failure, "peer sent no certificate");
     SslPtr older = atLaptop->NewClient("");
     SSL_set_min_proto_version(older.get(), TLS1_2_VERSION);
     SSL_set_max_proto_version(older.get(), TLS1_2_VERSION);

@@ -29,9 +29,20 @@ public:
         return Admit(Folder(holder), MakeRequest(Folder(device), device).Value(), validity).Value();
     }
     Identity Load(const std::string& device) const { return std::move(LoadIdentity(Folder(device)).Value()); }
+    // A new device's identity: the first one makes the account and admits the others.
+    Identity Enrol(const std::string& device)
+    {
+        if (first_.empty()) {
+            Create(first_ = device);
+        } else {
+            EXPECT_TRUE(Install(Folder(device), Chain(device, first_)));
+        }
+        return Load(device);
+    }
 
 private:
     Vexo::Tests::TempFolder folder_;
+    std::string first_;
 };
 
 template <typename Value>

@@ -1,22 +1,14 @@
 // A peer's answer to a start-hotspot request.
 #include "distributed/services/link/data_listener.h"
 #include "fuzz/fuzz_target.h"
+#include "tests/support/response_frame.h"
 
 namespace Vexo::NetManagerStandard {
 namespace {
 
-std::string Framed(const std::string& json)
-{
-    std::string frame{MESSAGE_TYPE_START_HOTSPOT_RESPONSE};
-    for (int shift = 0; shift < 32; shift += 8) {
-        frame += static_cast<char>(json.size() >> shift);
-    }
-    return frame + json;
-}
-
 std::vector<std::string> Samples()
 {
-    return {Framed(R"({"RES": 0, "SSID": "net", "PRESHARED_KEY": "example-key", "SECURITY_TYPE": 4})")};
+    return {Tests::ResponseFrame(R"({"RES": 0, "SSID": "net", "PRESHARED_KEY": "example-key", "SECURITY_TYPE": 4})")};
 }
 
 int32_t Parse(std::string_view frame, Wifi::WifiDeviceConfig& config)
@@ -40,9 +32,9 @@ bool Run(std::string_view input)
     cJSON_AddStringToObject(json.get(), "PRESHARED_KEY", config.preSharedKey.c_str());
     const std::unique_ptr<char, decltype(&cJSON_free)> text(cJSON_PrintUnformatted(json.get()), &cJSON_free);
     Wifi::WifiDeviceConfig again;
-    Fuzz::Require(
-        Parse(Framed(text.get()), again) == 0 && again.ssid == config.ssid && again.preSharedKey == config.preSharedKey,
-        "what was read can be sent on");
+    Fuzz::Require(Parse(Tests::ResponseFrame(text.get()), again) == 0 && again.ssid == config.ssid &&
+                      again.preSharedKey == config.preSharedKey,
+                  "what was read can be sent on");
     const std::string& kind = config.keyMgmt;
     Fuzz::Require(kind.empty() || kind == "before" || kind == "NONE" || kind == "WPA-PSK" || kind == "WPA-EAP",
                   "the key management is one that Wi-Fi knows");

@@ -2,26 +2,14 @@
 
 #include "tests/distributed/services/link/link_fixture.h"
 #include "tests/support/fake_wifi.h"
+#include "tests/support/response_frame.h"
 
 namespace Vexo::NetManagerStandard {
 namespace {
 
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-std::string Frame(uint32_t declared, const std::string& text)
-{
-    std::string frame{'\x04'};
-    for (int shift = 0; shift < 32; shift += 8) {
-        frame += static_cast<char>(declared >> shift);
-    }
-    return frame + text;
-}
-
-std::string Frame(const std::string& text)
-{
-    return Frame(static_cast<uint32_t>(text.size()), text);
-}
+using Tests::ResponseFrame;
 
 // What parsing returns and leaves in a configuration: "code ssid|key|key management", each "-" before.
 std::string Parse(const std::string& frame)
@@ -51,19 +39,19 @@ TEST(ParseTest, EachFrameHasItsCodeAndFillsWhatItHolds)
         const char* expected;
     };
     for (const Case& c : {
-             Case{"as sent", Frame(json), "0 net|example-key|WPA-PSK"},
-             Case{"declared longer than it is", Frame(0x7fffffff, json), "0 net|example-key|WPA-PSK"},
-             Case{"without RES", Frame(R"({"SSID":"net","SECURITY_TYPE":1.9})"), "0 net|-|WPA-PSK"},
+             Case{"as sent", ResponseFrame(json), "0 net|example-key|WPA-PSK"},
+             Case{"declared longer than it is", ResponseFrame(json, 0x7fffffff), "0 net|example-key|WPA-PSK"},
+             Case{"without RES", ResponseFrame(R"({"SSID":"net","SECURITY_TYPE":1.9})"), "0 net|-|WPA-PSK"},
              Case{"4 bytes", std::string("\x04\0\0\0", 4), "401 -|-|-"},
-             Case{"declared length 0", Frame(0, json), "1004500114 -|-|-"},
-             Case{"more bytes than declared", Frame(1, json), "1004500114 -|-|-"},
-             Case{"cut off, the rest declared", Frame(99, R"({"RES":0)"), "1004500115 -|-|-"},
-             Case{"nested beyond the limit", Frame(std::string(5000, '[') + std::string(5000, ']')),
+             Case{"declared length 0", ResponseFrame(json, 0), "1004500114 -|-|-"},
+             Case{"more bytes than declared", ResponseFrame(json, 1), "1004500114 -|-|-"},
+             Case{"cut off, the rest declared", ResponseFrame(R"({"RES":0)", 99), "1004500115 -|-|-"},
+             Case{"nested beyond the limit", ResponseFrame(std::string(5000, '[') + std::string(5000, ']')),
                   "1004500115 -|-|-"},
-             Case{"fraction", Frame(R"({"RES": -97.9})"), "-97 -|-|-"},
-             Case{"beyond the range", Frame(R"({"RES": 1e300, "SSID": "net"})"), "2147483647 -|-|-"},
-             Case{"no keys", Frame(R"({"res":-97,"ssid":"net"})"), "0 -|-|-"},
-             Case{"other types", Frame(R"({"RES":"-97","SSID":1,"PRESHARED_KEY":null,"SECURITY_TYPE":"1"})"),
+             Case{"fraction", ResponseFrame(R"({"RES": -97.9})"), "-97 -|-|-"},
+             Case{"beyond the range", ResponseFrame(R"({"RES": 1e300, "SSID": "net"})"), "2147483647 -|-|-"},
+             Case{"no keys", ResponseFrame(R"({"res":-97,"ssid":"net"})"), "0 -|-|-"},
+             Case{"other types", ResponseFrame(R"({"RES":"-97","SSID":1,"PRESHARED_KEY":null,"SECURITY_TYPE":"1"})"),
                   "0 -|-|-"},
          }) {
         EXPECT_EQ(Parse(c.frame), c.expected) << c.what;
@@ -72,7 +60,7 @@ TEST(ParseTest, EachFrameHasItsCodeAndFillsWhatItHolds)
                                                          {"3", "WPA-PSK"}, {"4", "WPA-PSK"}, {"5", ""},
                                                          {"-1", ""},       {"1e300", ""}};
     for (const auto& [type, expected] : types) {
-        EXPECT_EQ(Parse(Frame(std::string(R"({"SECURITY_TYPE":)") + type + "}")), "0 -|-|" + expected) << type;
+        EXPECT_EQ(Parse(ResponseFrame(std::string(R"({"SECURITY_TYPE":)") + type + "}")), "0 -|-|" + expected) << type;
     }
 }
 
@@ -85,7 +73,7 @@ TEST_F(DataListenerTest, ResponseIsSentUpToItsLimitAndFaultsHaveTheirCodes)
     EXPECT_EQ(send(0), 1004500114);
     EXPECT_THAT(softBus_->Take(), IsEmpty());
     EXPECT_EQ(send(46075), 0);
-    EXPECT_THAT(softBus_->Take(), ElementsAre(SEND + Frame(std::string(46075, 'x'))));
+    EXPECT_THAT(softBus_->Take(), ElementsAre(SEND + ResponseFrame(std::string(46075, 'x'))));
     softBus_->sendResult = SOFTBUS_QUEUE_FULL;
     EXPECT_EQ(send(1), 1004500123);
 }

@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <utility>
 #include <variant>
 
 #include "distributed/services/service/distnet_service.h"
@@ -14,7 +13,8 @@
 
 namespace Vexo::NetManagerStandard {
 
-class EventLines : public QuviewDFX::SysEventSink {
+// Each event as "DOMAIN NAME type KEY=value KEY=value".
+class EventLines : public QuviewDFX::SysEventSink, public Tests::Trail<std::string> {
 public:
     int32_t Write(const QuviewDFX::SysEventRecord& record) noexcept override
     {
@@ -23,20 +23,9 @@ public:
             const auto* number = std::get_if<int32_t>(&value);
             line += " " + key + "=" + (number != nullptr ? std::to_string(*number) : std::get<std::string>(value));
         }
-        const std::lock_guard lock(mutex_);
-        lines_.push_back(line);
+        Add(line);
         return 0;
     }
-    // The events since the last Take, each as "DOMAIN NAME type KEY=value KEY=value".
-    std::vector<std::string> Take()
-    {
-        const std::lock_guard lock(mutex_);
-        return std::exchange(lines_, {});
-    }
-
-private:
-    std::mutex mutex_;
-    std::vector<std::string> lines_;
 };
 
 class ServiceTest : public testing::Test {

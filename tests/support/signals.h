@@ -1,5 +1,5 @@
-// What tests of threads wait with: a gate that holds tasks, and a trail of what has happened so far. Any thread. What
-// adds to a trail does so last, so that the trail may go once all has been seen.
+// What tests of threads wait with: a gate that holds tasks, and a trail of what has happened so far, which fakes and
+// listeners keep too. Any thread. What adds to a trail does so last, so that the trail may go once all has been seen.
 #pragma once
 
 #include <condition_variable>
@@ -9,7 +9,7 @@
 #include <utility>
 #include <vector>
 
-#include "tests/support/log_capture.h"
+#include "tests/support/eventually.h"
 
 namespace Vexo::Tests {
 
@@ -51,6 +51,12 @@ public:
         std::unique_lock lock(mutex_);
         added_.wait_for(lock, WAIT_LIMIT, [&] { return values_.size() >= count; });
         return values_;
+    }
+    // The values since the last Take.
+    std::vector<T> Take()
+    {
+        const std::lock_guard lock(mutex_);
+        return std::exchange(values_, {});
     }
 
 private:

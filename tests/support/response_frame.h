@@ -1,0 +1,20 @@
+// ResponseFrame: a peer's answer to a start-hotspot request as it travels: type 4, length (little-endian), JSON text.
+#pragma once
+
+#include <cstdint>
+#include <string>
+
+namespace Vexo::Tests {
+
+// declared: what the header says instead of the text's length.
+inline std::string ResponseFrame(const std::string& json, int64_t declared = -1)
+{
+    const auto length = static_cast<uint32_t>(declared >= 0 ? declared : static_cast<int64_t>(json.size()));
+    std::string frame{4};
+    for (unsigned shift = 0; shift < 32; shift += 8) {
+        frame += static_cast<char>((length >> shift) & 0xFFU);
+    }
+    return frame + json;
+}
+
+}  // namespace Vexo::Tests
