@@ -8,13 +8,13 @@
 #include <cstdio>
 #include <ctime>
 #include <iostream>
-#include <sstream>
 #include <string>
 #include <thread>
 
 #include "host/daemon.h"
 #include "host/memory.h"
 #include "host/signals.h"
+#include "platform/base/text.h"
 #include "platform/base/version.h"
 
 namespace {
@@ -30,30 +30,18 @@ struct Options {
     bool checkOnly = false;
 };
 
-// The text in lines of at most 80 columns, each after the indentation.
-std::string Wrapped(const std::string& text, const std::string& indentation)
-{
-    constexpr size_t columns = 80;
-    std::istringstream words(text);
-    std::string lines;
-    std::string line = indentation;
-    for (std::string word; words >> word; line += word) {
-        if (line.size() + 1 + word.size() > columns) {
-            lines += line + "\n";
-            line = indentation;
-        } else if (line.size() > indentation.size()) {
-            line += " ";
-        }
-    }
-    return lines + line + "\n";
-}
+constexpr size_t COLUMNS = 80;
 
 std::string KeyList()
 {
     std::string list = "Keys of the file:\n";
     for (const auto& key : Vexo::Host::ConfigurationKeys()) {
         list += std::string("  ") + key.name + "\n";
-        list += Wrapped(std::string(key.meaning) + ": " + key.allowed + " (default: " + key.fallback + ")", "      ");
+        const std::string text = std::string(key.meaning) + ": " + key.allowed + " (default: " + key.fallback + ")";
+        const std::string indentation(6, ' ');
+        for (const std::string& line : Vexo::Wrap(text, COLUMNS - indentation.size())) {
+            list += indentation + line + "\n";
+        }
     }
     return list;
 }

@@ -10,6 +10,7 @@
 #include <array>
 #include <csignal>
 #include <fstream>
+#include <sstream>
 
 #include "platform/base/unique_fd.h"
 #include "platform/ipc/wire.h"
@@ -95,6 +96,26 @@ TEST_F(LifeTest, ASecondDaemonOfTheSameStateFolderIsRefused)
     EXPECT_NE(device_.Connect(), nullptr);
 }
 
+TEST_F(LifeTest, AFollowerOfEventsStaysWhileTheDaemonIsAwayAndTellsEachEventOnce)
+{
+    const Process follower({DISTNET_BIN_DIR "/distnetctl", "--json", "--socket", device_.Socket(), "events", "-f"},
+                           world_.Path() / "follow.log");
+    const auto told = [&] {
+        std::istringstream lines(follower.Output());
+        std::string events;
+        for (std::string line; std::getline(lines, line);) {
+            events += line.starts_with('{') ? line + "\n" : "";
+        }
+        return events;
+    };
+    for (int round = 0; round < 3; ++round) {
+        EXPECT_EQ(device_.Ctl({"info"}).exitCode, 0);
+        EXPECT_TRUE(Eventually([&] { return told() == device_.Events(); })) << follower.Output();
+        EXPECT_EQ(device_.Stop(), 0);
+        device_.Start();
+    }
+}
+
 TEST_F(LifeTest, TerminationEndsItWithSuccessEvenWhileATaskBlocks)
 {
     device_.Set({"faults.telephony.radio_callback.no_answer=true"});
@@ -133,7 +154,7 @@ TEST(PolicyTest, ADamagedOneLetsRootAloneInAndIsNamed)
     std::ofstream(world.Path() / "policy.json") << "{";
     device.Start();
     EXPECT_NE(device.Log().find("only root is let in, because the policy cannot be used: " +
-                                (world.Path() / "policy.json: not valid JSON (line 1)").string()),
+                                (world.Path() / "policy.json:1:2: the JSON ends too early").string()),
               std::string::npos);
     EXPECT_EQ(device.Ctl({"status"}).exitCode, getuid() == 0 ? 0 : 4);
 }

@@ -95,7 +95,7 @@ int RunTraceStop(const GlobalOptions& options, Output& output, const std::filesy
         return output.Finish(NotDone(written.Message(), ""));
     }
     Json details = NewObject();
-    cJSON_AddStringToObject(details.get(), "file", file.c_str());
+    AddText(details.get(), "file", file);
     cJSON_AddNumberToObject(details.get(), "recording", trace.recording);
     cJSON_AddNumberToObject(details.get(), "spans", trace.spans);
     cJSON_AddNumberToObject(details.get(), "dropped", trace.dropped);

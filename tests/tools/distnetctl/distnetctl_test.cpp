@@ -98,8 +98,11 @@ TEST(UsageTest, WrongWordsEndWithTwoAndHelpFitsATerminal)
         EXPECT_EQ(RunApp(static_cast<int>(words.size()), words.data()), EXIT_USAGE) << words.back();
     }
     testing::internal::CaptureStdout();
-    const char* help[] = {"distnetctl", "--help"};
-    EXPECT_EQ(RunApp(2, help), 0);
+    for (const std::vector<const char*>& words : {std::vector<const char*>{"distnetctl", "--help"},
+                                                  {"distnetctl", "account", "--help"},
+                                                  {"distnetctl", "events", "--help"}}) {
+        EXPECT_EQ(RunApp(static_cast<int>(words.size()), words.data()), 0);
+    }
     std::istringstream lines(testing::internal::GetCapturedStdout());
     for (std::string line; std::getline(lines, line);) {
         EXPECT_LE(line.size(), 80u) << line;
