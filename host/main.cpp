@@ -14,6 +14,7 @@
 #include "host/daemon.h"
 #include "host/memory.h"
 #include "host/signals.h"
+#include "platform/base/open_file.h"
 #include "platform/base/text.h"
 #include "platform/base/version.h"
 
@@ -65,7 +66,8 @@ void Say(const std::string& line)
 int ParseArguments(int count, char** arguments, Options& options)
 {
     CLI::App app(
-        "distnetd: gets this device online through another device of the same account, and serves its own hotspot.");
+        "distnetd: gets this device online through another device of the same account,\nand serves its own hotspot.",
+        "distnetd");
     app.add_option("--config", options.file, "The configuration: one JSON file")->type_name("FILE");
     app.add_flag("--check-config", options.checkOnly, "Check the file, name every fault and end");
     app.set_version_flag("--version", std::string("distnetd ") + Vexo::DistNetVersion());
@@ -115,6 +117,7 @@ int Serve(const Configuration& configuration)
 
 int main(int argc, char** argv)
 {
+    Vexo::KeepStandardStreams();
     Vexo::Host::ShareOneHeap();
     Options options;
     if (const int code = ParseArguments(argc, argv, options); code >= 0) {

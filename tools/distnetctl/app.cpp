@@ -306,7 +306,7 @@ int RunApp(int argc, const char* const* argv)
         return ReportParseError(app, error, output);
     }
     Output output(request.options.json, terminal, WantsColour(terminal));
-    return request.run(output);
+    return output.End(request.run(output));
 }
 
 }  // namespace Vexo::Ctl

@@ -1,8 +1,10 @@
 #include "tools/distnetctl/output.h"
 
 #include <array>
+#include <cerrno>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <utility>
 
 #include "platform/base/text.h"
@@ -94,7 +96,7 @@ void Output::Line(const std::string& text)
     if (!json_) {
         ClearStatus();
         std::printf("%s\n", text.c_str());
-        std::fflush(stdout);
+        (void)Flush();
     }
 }
 
@@ -107,7 +109,7 @@ void Output::Status(const std::string& text)
         ClearStatus();
         std::fputs(text.c_str(), stdout);
         statusShown_ = true;
-        std::fflush(stdout);
+        (void)Flush();
     } else {
         Line(text);
     }
@@ -122,13 +124,25 @@ void Output::Object(const cJSON* object)
 
 bool Output::Flush()
 {
-    return std::fflush(stdout) == 0;
+    if (std::fflush(stdout) != 0 && writeError_ == 0) {
+        writeError_ = errno;
+    }
+    return writeError_ == 0;
+}
+
+int Output::End(int exitCode)
+{
+    if (Flush() || writeError_ == EPIPE) {
+        return exitCode;
+    }
+    Notice(std::string("standard output: ") + std::strerror(writeError_));
+    return EXIT_FAILED;
 }
 
 void Output::Notice(const std::string& text)
 {
     ClearStatus();
-    std::fflush(stdout);
+    (void)Flush();
     std::fprintf(stderr, "distnetctl: %s\n", text.c_str());
 }
 
@@ -154,7 +168,7 @@ int Output::Finish(Outcome outcome)
         }
         return EXIT_DONE;
     }
-    std::fflush(stdout);
+    (void)Flush();
     std::fprintf(stderr, "distnetctl: %s%s\n", outcome.message.c_str(), EndsSentence(outcome.message) ? "" : ".");
     if (!outcome.advice.empty()) {
         std::fprintf(stderr, "  %s%s\n", outcome.advice.c_str(), EndsSentence(outcome.advice) ? "" : ".");

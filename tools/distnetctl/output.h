@@ -60,7 +60,7 @@ public:
     void Line(const std::string& text);
     // A line of machine output: one object of many; nothing without --json. The command then ends without an outcome.
     void Object(const cJSON* object);
-    // Hands on what was written. False when nobody takes it any more.
+    // Hands on what was written. False when it could not be, now or before.
     bool Flush();
     // On a terminal, a line that the next Status, Line or Finish overwrites: what is being waited for.
     void Status(const std::string& text);
@@ -72,6 +72,9 @@ public:
 
     // Writes the outcome: the JSON object, or the message (a failure to standard error). Returns the exit code.
     int Finish(Outcome outcome);
+    // Before the process ends: the exit code that it shall end with, EXIT_FAILED instead, with a line on standard
+    // error, when something could not be written. A reader that left early (EPIPE) has seen what it wanted.
+    int End(int exitCode);
 
 private:
     void ClearStatus();
@@ -81,6 +84,7 @@ private:
     const bool terminal_;
     const bool colour_;
     bool statusShown_ = false;
+    int writeError_ = 0;  // errno of the first write that failed
 };
 
 // "41 ms", "3.1 s".

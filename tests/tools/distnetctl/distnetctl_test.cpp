@@ -1,10 +1,12 @@
 // What distnetctl makes of words: which device is meant and how lines are laid out.
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <map>
 #include <sstream>
 
+#include "platform/base/open_file.h"
 #include "tools/distnetctl/app.h"
 #include "tools/distnetctl/output.h"
 #include "tools/distnetctl/peers.h"
@@ -84,6 +86,16 @@ TEST(TimeTest, AnAgeADayOrRfc3339IsATimeAndAnythingElseAnError)
                              "2026-11-21T24:00:00Z", "9999999d", "tomorrow"}) {
         EXPECT_FALSE(ParseTime(word, now)) << word;
     }
+}
+
+TEST(StreamsTest, AClosedOutputIsNotTakenByWhatIsOpenedNext)
+{
+    const auto openedNext = [] {
+        close(STDOUT_FILENO);
+        KeepStandardStreams();
+        return dup(STDIN_FILENO);
+    };
+    EXPECT_EXIT(_exit(openedNext() > STDERR_FILENO ? 0 : 1), testing::ExitedWithCode(0), "");
 }
 
 TEST(UsageTest, WrongWordsEndWithTwoAndHelpFitsATerminal)
