@@ -6,6 +6,7 @@
 #include "platform/dfx/event_text.h"
 #include "platform/dfx/sys_event.h"
 #include "tools/distnetctl/commands.h"
+#include "tools/distnetctl/event_reader.h"
 #include "tools/distnetctl/interrupt.h"
 #include "tools/distnetctl/json.h"
 #include "tools/distnetctl/printable.h"
@@ -62,45 +63,37 @@ public:
     // The same, once connected. Blocks for an event until wait has passed.
     bool ShowNext(std::chrono::milliseconds wait, Outcome& failure)
     {
-        std::string json;
-        const Client::CallResult call = client_->GetEvents(cursor_, wait, json);
+        EventPage page;
+        const Client::CallResult call = reader_.Read(*client_, wait, page);
         if (!call.Succeeded()) {
             failure = FromCall(call);
             return false;
         }
         const std::lock_guard<std::mutex> lock(printing_);
-        const Json page = ParseJson(json);
-        const auto next = static_cast<uint64_t>(NumberOf(page.get(), "cursor"));
-        progressed_ = next != cursor_;
-        cursor_ = next;
-        bool missed = IsTrue(page.get(), "missed");
-        const cJSON* event = nullptr;
-        cJSON_ArrayForEach(event, cJSON_GetObjectItemCaseSensitive(page.get(), "events"))
-        {
-            Take(event);
-        }
-        if (!progressed_ && !resumeAfter_.empty()) {
-            // What was shown last is no longer kept, so all that is kept came after it.
-            resumeAfter_.clear();
-            cursor_ = 0;
-            progressed_ = missed = true;
-        }
-        if (missed) {
+        progressed_ = page.more;
+        if (page.missed) {
             output_.Line("… some events were removed before they could be shown");
+        }
+        const cJSON* event = nullptr;
+        cJSON_ArrayForEach(event, page.events.get())
+        {
+            // Times of one form and zone: text order is time order.
+            if (TextOf(event, "time") >= since_) {
+                Show(event);
+            }
         }
         readerGone_ = !output_.Flush();
         return true;
     }
 
-    // Blocks until a daemon that has gone is back. It counts its events anew, and tells all that its files keep.
+    // Blocks until a daemon that has gone is back.
     void WaitForReturn()
     {
         Outcome ignored;
         do {
             std::this_thread::sleep_for(RETRY_AFTER);
         } while (!Connect(ignored));
-        cursor_ = 0;
-        resumeAfter_ = last_;
+        reader_.Reconnected();
     }
 
     bool Progressed() const { return progressed_; }
@@ -109,18 +102,13 @@ public:
     std::mutex& Printing() { return printing_; }
 
 private:
-    void Take(const cJSON* event)
+    void Show(const cJSON* event)
     {
-        std::string text = JsonText(event);
-        if (!resumeAfter_.empty()) {
-            resumeAfter_ = text == resumeAfter_ ? "" : resumeAfter_;
-            return;
-        }
-        last_ = std::move(text);
-        // Times of one form and zone: text order is time order.
-        if (TextOf(event, "time") >= since_) {
-            shownAny_ = true;
-            output_.IsJson() ? output_.Object(event) : ShowEvent(output_, event);
+        shownAny_ = true;
+        if (output_.IsJson()) {
+            output_.Object(event);
+        } else {
+            ShowEvent(output_, event);
         }
     }
 
@@ -128,9 +116,7 @@ private:
     Output& output_;
     const std::string since_;
     std::unique_ptr<Client::DistNetClient> client_;
-    uint64_t cursor_ = 0;  // of the daemon that is connected
-    std::string last_;     // the last event that was looked at
-    std::string resumeAfter_;
+    EventReader reader_;
     bool progressed_ = false;
     bool shownAny_ = false;
     bool readerGone_ = false;
