@@ -90,12 +90,8 @@ TEST(TimeTest, AnAgeADayOrRfc3339IsATimeAndAnythingElseAnError)
 
 TEST(StreamsTest, AClosedOutputIsNotTakenByWhatIsOpenedNext)
 {
-    const auto openedNext = [] {
-        close(STDOUT_FILENO);
-        KeepStandardStreams();
-        return dup(STDIN_FILENO);
-    };
-    EXPECT_EXIT(_exit(openedNext() > STDERR_FILENO ? 0 : 1), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT((close(STDOUT_FILENO), KeepStandardStreams(), _exit(dup(STDIN_FILENO) > STDERR_FILENO ? 0 : 1)),
+                testing::ExitedWithCode(0), "");
 }
 
 TEST(UsageTest, WrongWordsEndWithTwoAndHelpFitsATerminal)
