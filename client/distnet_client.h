@@ -22,6 +22,7 @@ enum class CallStatus : int32_t {
     REFUSED = 2,      // this caller lacks the permission (code 201)
     TIMED_OUT = 3,    // no answer within the limit; the client is closed
     BAD_ANSWER = 4,   // the answer cannot be read: another version, or not our daemon
+    NOT_LOADED = 5,   // the daemon answers, but its service could not be started
 };
 
 struct CallResult {
@@ -55,10 +56,11 @@ public:
     void SetLimit(std::chrono::milliseconds limit);
 
     // ---- ability 1163, loaded on demand -------------------------------------------------------------------
+    // state: how the service stands then: 0 not loaded, 1 active, 2 idle.
     CallResult StartService(uint32_t& state);
     CallResult ReleaseService(uint32_t& state);
     // Asks the peer (64 hex characters) for its hotspot and joins it. Code 0: the join has been started, see
-    // WaitForWifi.
+    // WaitForWifi. first and second are carried to the service, which does not interpret them; 0 will do.
     CallResult StartDistributedNetwork(int32_t first, int32_t second, const std::string& networkId);
     CallResult StopDistributedNetwork(int32_t first, int32_t second, const std::string& networkId);
     CallResult GetAvailableDeviceList(std::vector<Device>& devices);

@@ -49,8 +49,14 @@ CallResult RemoteCall::FromStatus(int32_t status, MessageParcel& reply, const Re
             return {CallStatus::TIMED_OUT, 0,
                     "the daemon on " + socketPath_ + " did not answer within " + std::to_string(limit.count()) + " ms"};
         case IPC_ABILITY_UNAVAILABLE:
-            return {CallStatus::UNREACHABLE, 0,
+            return {CallStatus::NOT_LOADED, 0,
                     "the daemon on " + socketPath_ + " could not start the service; its log says why"};
+        case IPC_BUSY:
+            return {CallStatus::BAD_ANSWER, 0,
+                    "the daemon on " + socketPath_ + " is busy with too many requests; try again in a moment"};
+        case IPC_HANDLER_FAILED:
+            return {CallStatus::BAD_ANSWER, 0,
+                    "the daemon on " + socketPath_ + " failed at this request; its log says why"};
         default:
             return FromRefusal(status, reply);
     }

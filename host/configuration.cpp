@@ -1,14 +1,13 @@
 #include "host/configuration.h"
 
-#include <cjson/cJSON.h>
 #include <sys/un.h>
 
 #include <algorithm>
-#include <memory>
 #include <string_view>
 
 #include "host/configuration_keys.h"
 #include "platform/base/files.h"
+#include "platform/base/json.h"
 #include "platform/base/text.h"
 
 namespace Vexo::Host {
@@ -17,29 +16,13 @@ namespace {
 constexpr size_t MAX_CONFIGURATION_BYTES = 64 * 1024;
 constexpr size_t MAX_SHOWN_VALUE = 40;
 
-struct JsonDeleter {
-    void operator()(cJSON* value) const noexcept { cJSON_Delete(value); }
-};
-using JsonPtr = std::unique_ptr<cJSON, JsonDeleter>;
-
 std::string Shown(const cJSON& value)
 {
-    char* text = cJSON_PrintUnformatted(&value);
-    std::string shown = text != nullptr ? text : "the value";
-    cJSON_free(text);
+    std::string shown = JsonText(&value);
     if (shown.size() > MAX_SHOWN_VALUE) {
         shown = shown.substr(0, MAX_SHOWN_VALUE) + "…";
     }
     return shown;
-}
-
-// "line:column" of an offset, both from 1; the column counts bytes.
-std::string PositionOf(std::string_view text, size_t offset)
-{
-    const std::string_view before = text.substr(0, offset);
-    const auto line = std::count(before.begin(), before.end(), '\n') + 1;
-    const size_t lineStart = before.rfind('\n') == std::string_view::npos ? 0 : before.rfind('\n') + 1;
-    return std::to_string(line) + ":" + std::to_string(offset - lineStart + 1);
 }
 
 // Walks the document once, filling the configuration and collecting every fault.
@@ -49,36 +32,19 @@ public:
 
     ConfigurationResult Run(const std::string& text)
     {
-        const JsonPtr document = ParseJson(text);
-        if (document != nullptr && cJSON_IsObject(document.get())) {
-            Walk(*document, "");
+        const Result<Json> document = ParseWholeJson(text);
+        if (!document) {
+            result_.faults.push_back(file_.string() + ":" + document.Message() + " (one JSON object)");
+        } else if (const Json& value = document.Value(); cJSON_IsObject(value.get())) {
+            Walk(*value, "");
             RequireAndDefault();
-        } else if (document != nullptr) {
-            result_.faults.push_back(file_.string() + ": " + Shown(*document) + " is not an object (one JSON object)");
+        } else {
+            result_.faults.push_back(file_.string() + ": " + Shown(*value) + " is not an object (one JSON object)");
         }
         return std::move(result_);
     }
 
 private:
-    JsonPtr ParseJson(const std::string& text)
-    {
-        const char* end = nullptr;
-        JsonPtr document(cJSON_ParseWithLengthOpts(text.data(), text.size(), &end, 0));
-        size_t offset = end != nullptr ? static_cast<size_t>(end - text.data()) : 0;
-        if (document != nullptr) {
-            // A NUL would end names and values early without a word.
-            const size_t nul = text.find('\0');
-            offset = nul != std::string::npos ? nul : text.find_first_not_of(" \t\r\n", offset);
-            if (offset == std::string::npos) {
-                return document;
-            }
-        }
-        offset = std::min(offset, text.size());
-        result_.faults.push_back(file_.string() + ":" + PositionOf(text, offset) +
-                                 ": not JSON from here on (one JSON object)");
-        return nullptr;
-    }
-
     void Walk(const cJSON& object, const std::string& prefix)
     {
         std::vector<std::string> seen;

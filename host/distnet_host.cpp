@@ -1,54 +1,22 @@
 #include "host/distnet_host.h"
 
-#include <cjson/cJSON.h>
 #include <unistd.h>
 
-#include <ctime>
 #include <filesystem>
 #include <memory>
 
 #include "host/health_checks.h"
 #include "host/named_values.h"
 #include "host/service_library.h"
+#include "platform/base/json.h"
 #include "platform/base/version.h"
 #include "platform/collaboration/collaboration_ability.h"
+#include "platform/dfx/event_text.h"
 #include "platform/tasks/elastic_pool.h"
 #include "platform/wifi/wifi_device.h"
 
 namespace Vexo::Host {
 namespace {
-
-struct JsonDeleter {
-    void operator()(cJSON* value) const noexcept { cJSON_Delete(value); }
-};
-using JsonPtr = std::unique_ptr<cJSON, JsonDeleter>;
-
-void AddText(cJSON* object, const char* name, const std::string& text)
-{
-    cJSON_AddStringToObject(object, name, text.c_str());
-}
-
-void AddNumber(cJSON* object, const char* name, uint64_t number)
-{
-    cJSON_AddNumberToObject(object, name, static_cast<double>(number));
-}
-
-int32_t Print(const JsonPtr& object, std::string& json)
-{
-    char* text = cJSON_PrintUnformatted(object.get());
-    json = text != nullptr ? text : "{}";
-    cJSON_free(text);
-    return HOST_OK;
-}
-
-std::string Rfc3339(int64_t millisecondsSince1970)
-{
-    const std::time_t seconds = static_cast<std::time_t>(millisecondsSince1970 / 1000);
-    std::tm utc{};
-    gmtime_r(&seconds, &utc);
-    char text[sizeof "YYYYYYYYYY-MM-DDTHH:MM:SSZ"] = {};
-    return std::string(text, std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc));
-}
 
 size_t EntriesOf(const char* folder)
 {
@@ -106,7 +74,7 @@ DistNetHost::DistNetHost(HostFacts facts) : facts_(std::move(facts)) {}
 int32_t DistNetHost::GetStatus(std::string& json)
 {
     using namespace std::chrono;
-    const JsonPtr status(cJSON_CreateObject());
+    const Json status = NewObject();
     AddText(status.get(), "version", DistNetVersion());
     cJSON_AddNumberToObject(status.get(), "pid", getpid());
     cJSON* device = cJSON_AddObjectToObject(status.get(), "device");
@@ -137,7 +105,8 @@ int32_t DistNetHost::GetStatus(std::string& json)
                           hotspot.active ? cJSON_CreateBool(*hotspot.active ? 1 : 0) : cJSON_CreateNull());
     const auto uptime = duration_cast<milliseconds>(steady_clock::now() - started_);
     AddNumber(status.get(), "uptime_ms", static_cast<uint64_t>(uptime.count()));
-    return Print(status, json);
+    json = JsonText(status.get());
+    return HOST_OK;
 }
 
 int32_t DistNetHost::WaitForWifi(uint32_t attempt, int32_t state, uint32_t limitMs, std::string& json)
@@ -149,9 +118,10 @@ int32_t DistNetHost::WaitForWifi(uint32_t attempt, int32_t state, uint32_t limit
     Wifi::WifiLinkInfo known;
     known.attempt = attempt;
     known.state = static_cast<Wifi::WifiLinkState>(state);
-    const JsonPtr answer(cJSON_CreateObject());
+    const Json answer = NewObject();
     FillWifi(answer.get(), wifi, wifi->WaitForChange(known, std::chrono::milliseconds(limitMs)));
-    return Print(answer, json);
+    json = JsonText(answer.get());
+    return HOST_OK;
 }
 
 int32_t DistNetHost::GetCounts(std::string& json)
@@ -163,7 +133,7 @@ int32_t DistNetHost::GetCounts(std::string& json)
                                                                                      collaborations);
     const size_t queued = Tasks::ElasticPool::Shared().QueuedCount();
 
-    const JsonPtr counts(cJSON_CreateObject());
+    const Json counts = NewObject();
     AddNumber(counts.get(), "sessions", link.sessions);
     AddNumber(counts.get(), "pending_opens", link.pendingOpens);
     AddNumber(counts.get(), "session_servers", link.servers);
@@ -177,12 +147,13 @@ int32_t DistNetHost::GetCounts(std::string& json)
     AddNumber(counts.get(), "descriptors", descriptors > 0 ? descriptors - 1 : 0);
     AddNumber(counts.get(), "queued_tasks", queued);
     AddNumber(counts.get(), "pending", link.pendingOpens + collaborations.size() + queued);
-    return Print(counts, json);
+    json = JsonText(counts.get());
+    return HOST_OK;
 }
 
 int32_t DistNetHost::GetDevices(std::string& json)
 {
-    const JsonPtr answer(cJSON_CreateObject());
+    const Json answer = NewObject();
     cJSON* devices = cJSON_AddArrayToObject(answer.get(), "devices");
     for (const SoftBus::Node& node : facts_.softBus ? facts_.softBus->Nodes() : std::vector<SoftBus::Node>{}) {
         cJSON* device = cJSON_CreateObject();
@@ -191,10 +162,11 @@ int32_t DistNetHost::GetDevices(std::string& json)
         AddText(device, "network_id", node.networkId);
         AddText(device, "device_id", node.deviceId);
         cJSON_AddBoolToObject(device, "online", node.online);
-        AddText(device, "last_seen", Rfc3339(node.lastSeenMs));
+        AddText(device, "last_seen", QuviewDFX::Rfc3339Seconds(node.lastSeenMs / 1000));
         cJSON_AddItemToArray(devices, device);
     }
-    return Print(answer, json);
+    json = JsonText(answer.get());
+    return HOST_OK;
 }
 
 int32_t DistNetHost::GetChecks(std::string& json)
@@ -209,7 +181,7 @@ int32_t DistNetHost::GetChecks(std::string& json)
     facts.serviceRuns = static_cast<bool>(facts_.abilities->GetSystemAbility(COMM_DISTRIBUTED_NET_ABILITY_ID));
     facts.serviceLibrary = FindServiceLibrary(facts_.configuration.serviceLibrary);
     facts.device = facts_.deviceChecks ? facts_.deviceChecks() : std::vector<QuviewDFX::HealthCheck>();
-    json = HealthJson(CheckHealth(facts));
+    json = JsonText(QuviewDFX::HealthJson(CheckHealth(facts)).get());
     return HOST_OK;
 }
 

@@ -1,42 +1,26 @@
 // DistNetHost: the daemon's records: its events and its traces.
-#include <cjson/cJSON.h>
-
 #include <algorithm>
 #include <chrono>
-#include <memory>
 
 #include "host/distnet_host.h"
+#include "platform/base/json.h"
 #include "platform/dfx/log.h"
 
 namespace Vexo::Host {
 namespace {
-
-using JsonPtr = std::unique_ptr<cJSON, decltype(&cJSON_Delete)>;
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Host"};
 
 // Of one answer: as JSON in JSON every character may take two bytes, and an answer has at most 160 KiB.
 constexpr size_t MAX_PIECE_BYTES = 64 * 1024;
 
-void AddNumber(const JsonPtr& object, const char* name, uint64_t number)
-{
-    cJSON_AddNumberToObject(object.get(), name, static_cast<double>(number));
-}
-
-int32_t Print(const JsonPtr& object, std::string& json)
-{
-    const std::unique_ptr<char, decltype(&cJSON_free)> text(cJSON_PrintUnformatted(object.get()), &cJSON_free);
-    json = text ? text.get() : "{}";
-    return HOST_OK;
-}
-
 // The objects of JSON lines; what an editor has damaged is left out.
-JsonPtr ObjectsOf(std::string_view lines)
+Json ObjectsOf(std::string_view lines)
 {
-    JsonPtr objects(cJSON_CreateArray(), &cJSON_Delete);
+    Json objects(cJSON_CreateArray());
     while (!lines.empty()) {
         const size_t end = std::min(lines.find('\n'), lines.size() - 1);
-        JsonPtr object(cJSON_ParseWithLength(lines.data(), end), &cJSON_Delete);
+        Json object = ParseJson(lines.substr(0, end));
         if (cJSON_IsObject(object.get())) {
             cJSON_AddItemToArray(objects.get(), object.release());
         }
@@ -57,11 +41,12 @@ int32_t DistNetHost::GetEvents(uint64_t cursor, uint32_t limitMs, std::string& j
         QuviewDFX::LogWarn(LABEL, "events: %{public}s", page.Message());
         return HOST_BAD_REQUEST;
     }
-    const JsonPtr answer(cJSON_CreateObject(), &cJSON_Delete);
-    AddNumber(answer, "cursor", page.Value().next);
+    const Json answer = NewObject();
+    AddNumber(answer.get(), "cursor", page.Value().next);
     cJSON_AddBoolToObject(answer.get(), "missed", page.Value().missed);
-    cJSON_AddItemToObject(answer.get(), "events", ObjectsOf(page.Value().lines).release());
-    return Print(answer, json);
+    AddMember(answer.get(), "events", ObjectsOf(page.Value().lines));
+    json = JsonText(answer.get());
+    return HOST_OK;
 }
 
 int32_t DistNetHost::StartTrace(uint32_t limitMs, bool detached, std::string& json)
@@ -73,9 +58,10 @@ int32_t DistNetHost::StartTrace(uint32_t limitMs, bool detached, std::string& js
     if (recording == 0) {
         return HOST_BUSY;
     }
-    const JsonPtr answer(cJSON_CreateObject(), &cJSON_Delete);
-    AddNumber(answer, "recording", recording);
-    return Print(answer, json);
+    const Json answer = NewObject();
+    AddNumber(answer.get(), "recording", recording);
+    json = JsonText(answer.get());
+    return HOST_OK;
 }
 
 int32_t DistNetHost::StopTrace(uint32_t recording, uint64_t offset, std::string& json)
@@ -87,14 +73,15 @@ int32_t DistNetHost::StopTrace(uint32_t recording, uint64_t offset, std::string&
     if (!piece) {
         return HOST_NO_RECORDING;
     }
-    const JsonPtr answer(cJSON_CreateObject(), &cJSON_Delete);
-    AddNumber(answer, "recording", piece->recording);
-    AddNumber(answer, "spans", piece->spans);
-    AddNumber(answer, "dropped", piece->dropped);
-    AddNumber(answer, "duration_ms", static_cast<uint64_t>(piece->duration.count()));
-    AddNumber(answer, "bytes", piece->bytes);
-    cJSON_AddStringToObject(answer.get(), "text", piece->text.c_str());
-    return Print(answer, json);
+    const Json answer = NewObject();
+    AddNumber(answer.get(), "recording", piece->recording);
+    AddNumber(answer.get(), "spans", piece->spans);
+    AddNumber(answer.get(), "dropped", piece->dropped);
+    AddNumber(answer.get(), "duration_ms", static_cast<uint64_t>(piece->duration.count()));
+    AddNumber(answer.get(), "bytes", piece->bytes);
+    AddText(answer.get(), "text", piece->text);
+    json = JsonText(answer.get());
+    return HOST_OK;
 }
 
 }  // namespace Vexo::Host

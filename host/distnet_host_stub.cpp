@@ -9,7 +9,7 @@ namespace {
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Host"};
 constexpr const char* REQUIRED_PERMISSION = "vexo.permission.CONNECTIVITY_INTERNAL";
-constexpr uint32_t MAX_WAIT_MS = 60'000;
+constexpr auto MAX_WAIT_MS = static_cast<uint32_t>(HOST_MAX_WAIT.count());
 
 bool IsKnown(uint32_t code)
 {

@@ -1,19 +1,18 @@
 #include "host/health_checks.h"
 
-#include <cjson/cJSON.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <memory>
 
 #include "backends/simulated/device_state.h"
 #include "host/device.h"
 #include "host/socket_rights.h"
 #include "platform/ability/ability_ids.h"
 #include "platform/access/policy.h"
+#include "platform/base/text.h"
 #include "platform/base/version.h"
 #include "platform/trust/identity_checks.h"
 #include "platform/wifi/wifi_device.h"
@@ -23,23 +22,8 @@ namespace Vexo::Host {
 namespace {
 
 using namespace QuviewDFX;
-using std::chrono::milliseconds;
 
 constexpr const char* RESTART = "Restart the daemon: systemctl restart distnet";
-
-// "800 ms", "12 s", "5 min", "3 h".
-std::string About(milliseconds time)
-{
-    using namespace std::chrono;
-    if (time < 1s) {
-        return std::to_string(time.count()) + " ms";
-    }
-    if (time < 2min) {
-        return std::to_string(duration_cast<seconds>(time).count()) + " s";
-    }
-    return time < 2h ? std::to_string(duration_cast<minutes>(time).count()) + " min"
-                     : std::to_string(duration_cast<hours>(time).count()) + " h";
-}
 
 // The identity on the disk may be newer than the one that the daemon started with.
 void CheckTrust(const HealthFacts& facts, std::vector<HealthCheck>& checks)
@@ -66,14 +50,14 @@ void CheckTrust(const HealthFacts& facts, std::vector<HealthCheck>& checks)
         }
     }
     if (farthest && !found.clock.good) {
-        const milliseconds ahead = farthest->clockAhead;
-        found.clock = Healthy("clock", "within " + About(std::max<milliseconds>(abs(ahead), std::chrono::seconds(1))) +
+        const auto ahead = std::chrono::duration_cast<std::chrono::seconds>(farthest->clockAhead);
+        found.clock = Healthy("clock", "within " + RoughDuration(std::max(abs(ahead), std::chrono::seconds(1))) +
                                            " of " + farthest->deviceName);
-        if (abs(ahead) > CLOCK_TOLERANCE) {
-            found.clock = Unhealthy(
-                "clock",
-                About(abs(ahead)) + (ahead.count() > 0 ? " behind " : " ahead of ") + farthest->deviceName + "'s",
-                "Set the one that is wrong: timedatectl set-ntp true");
+        if (abs(farthest->clockAhead) > CLOCK_TOLERANCE) {
+            found.clock = Unhealthy("clock",
+                                    RoughDuration(abs(ahead)) + (ahead.count() > 0 ? " behind " : " ahead of ") +
+                                        farthest->deviceName + "'s",
+                                    "Set the one that is wrong: timedatectl set-ntp true");
         }
     }
     checks.insert(checks.end(), {std::move(found.identity), std::move(found.account), std::move(found.clock)});
@@ -132,10 +116,10 @@ void CheckPeers(const HealthFacts& facts, std::vector<HealthCheck>& checks)
     const bool any = std::any_of(facts.devices->begin(), facts.devices->end(),
                                  [](const SoftBus::Node& node) { return node.online; });
     for (const SoftBus::Node& node : *facts.devices) {
-        const milliseconds away =
-            std::chrono::duration_cast<milliseconds>(facts.now.time_since_epoch()) - milliseconds(node.lastSeenMs);
+        const auto away = std::chrono::duration_cast<std::chrono::seconds>(facts.now.time_since_epoch() -
+                                                                           std::chrono::milliseconds(node.lastSeenMs));
         const std::string gone =
-            node.deviceName + " is away, last seen " + About(std::max(away, milliseconds(0))) + " ago";
+            node.deviceName + " is away, last seen " + RoughDuration(std::max(away, std::chrono::seconds(0))) + " ago";
         if (node.online) {
             checks.push_back(Healthy("peer", node.deviceName + " is reachable"));
         } else if (any) {
@@ -230,22 +214,6 @@ std::vector<HealthCheck> CheckHealth(const HealthFacts& facts)
     checks.push_back(checks.back().good.value_or(false) ? CheckHotspot(facts, state.Value())
                                                         : NotChecked("hotspot", "not checked: needs the radio"));
     return checks;
-}
-
-std::string HealthJson(const std::vector<HealthCheck>& checks)
-{
-    const std::unique_ptr<cJSON, decltype(&cJSON_Delete)> object(cJSON_CreateObject(), &cJSON_Delete);
-    cJSON* array = cJSON_AddArrayToObject(object.get(), "checks");
-    for (const HealthCheck& check : checks) {
-        cJSON* item = cJSON_CreateObject();
-        cJSON_AddStringToObject(item, "name", check.name.c_str());
-        cJSON_AddItemToObject(item, "ok", check.good ? cJSON_CreateBool(*check.good ? 1 : 0) : cJSON_CreateNull());
-        cJSON_AddStringToObject(item, "message", check.message.c_str());
-        cJSON_AddStringToObject(item, "advice", check.advice.c_str());
-        cJSON_AddItemToArray(array, item);
-    }
-    const std::unique_ptr<char, decltype(&cJSON_free)> text(cJSON_PrintUnformatted(object.get()), &cJSON_free);
-    return text ? text.get() : "{}";
 }
 
 }  // namespace Vexo::Host

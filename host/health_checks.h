@@ -35,7 +35,4 @@ struct HealthFacts {
 
 std::vector<QuviewDFX::HealthCheck> CheckHealth(const HealthFacts& facts);
 
-// {"checks": [{"name", "ok", "message", "advice"}, …]}
-std::string HealthJson(const std::vector<QuviewDFX::HealthCheck>& checks);
-
 }  // namespace Vexo::Host

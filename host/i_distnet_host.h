@@ -1,9 +1,10 @@
-// IDistNetHost: what the daemon says about itself (ability 1164): status, Wi-Fi state and counts. It never loads the
-// service. Requests carry the interface token; the caller needs the same rights as for the service; a refusal is an
-// int32 result in the reply. Replies start with int32 result; the text that follows on success is one JSON object whose
-// keys docs/ipc.md lists.
+// IDistNetHost: what the daemon says about itself (ability 1164): status, devices, counts, events, traces and checks.
+// It never loads the service. Requests carry the interface token; the caller needs the same rights as for the service;
+// a refusal is an int32 result in the reply. Replies start with int32 result; the text that follows on success is one
+// JSON object whose keys docs/ipc.md lists.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <string>
 
@@ -23,6 +24,9 @@ enum class HostInterfaceCode : uint32_t {
     STOP_TRACE = 7,     // uint32 recording, uint64 offset  ->  int32 result, string json: a piece of its trace
     GET_CHECKS = 8,     // ->  int32 result, string json: what `distnetctl doctor` shows. Blocks on disk and radio
 };
+
+// The longest wait that WAIT_FOR_WIFI and GET_EVENTS take; HOST_BAD_REQUEST for a longer one.
+inline constexpr std::chrono::milliseconds HOST_MAX_WAIT{60'000};
 
 enum HostResult : int32_t {
     HOST_OK = 0,

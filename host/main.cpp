@@ -8,13 +8,14 @@
 #include <cstdio>
 #include <ctime>
 #include <iostream>
-#include <sstream>
 #include <string>
 #include <thread>
 
 #include "host/daemon.h"
 #include "host/memory.h"
 #include "host/signals.h"
+#include "platform/base/open_file.h"
+#include "platform/base/text.h"
 #include "platform/base/version.h"
 
 namespace {
@@ -30,30 +31,18 @@ struct Options {
     bool checkOnly = false;
 };
 
-// The text in lines of at most 80 columns, each after the indentation.
-std::string Wrapped(const std::string& text, const std::string& indentation)
-{
-    constexpr size_t columns = 80;
-    std::istringstream words(text);
-    std::string lines;
-    std::string line = indentation;
-    for (std::string word; words >> word; line += word) {
-        if (line.size() + 1 + word.size() > columns) {
-            lines += line + "\n";
-            line = indentation;
-        } else if (line.size() > indentation.size()) {
-            line += " ";
-        }
-    }
-    return lines + line + "\n";
-}
+constexpr size_t COLUMNS = 80;
 
 std::string KeyList()
 {
     std::string list = "Keys of the file:\n";
     for (const auto& key : Vexo::Host::ConfigurationKeys()) {
         list += std::string("  ") + key.name + "\n";
-        list += Wrapped(std::string(key.meaning) + ": " + key.allowed + " (default: " + key.fallback + ")", "      ");
+        const std::string text = std::string(key.meaning) + ": " + key.allowed + " (default: " + key.fallback + ")";
+        const std::string indentation(6, ' ');
+        for (const std::string& line : Vexo::Wrap(text, COLUMNS - indentation.size())) {
+            list += indentation + line + "\n";
+        }
     }
     return list;
 }
@@ -77,7 +66,8 @@ void Say(const std::string& line)
 int ParseArguments(int count, char** arguments, Options& options)
 {
     CLI::App app(
-        "distnetd: gets this device online through another device of the same account, and serves its own hotspot.");
+        "distnetd: gets this device online through another device of the same account,\nand serves its own hotspot.",
+        "distnetd");
     app.add_option("--config", options.file, "The configuration: one JSON file")->type_name("FILE");
     app.add_flag("--check-config", options.checkOnly, "Check the file, name every fault and end");
     app.set_version_flag("--version", std::string("distnetd ") + Vexo::DistNetVersion());
@@ -127,6 +117,7 @@ int Serve(const Configuration& configuration)
 
 int main(int argc, char** argv)
 {
+    Vexo::KeepStandardStreams();
     Vexo::Host::ShareOneHeap();
     Options options;
     if (const int code = ParseArguments(argc, argv, options); code >= 0) {

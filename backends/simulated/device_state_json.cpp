@@ -1,15 +1,11 @@
-#include <cjson/cJSON.h>
-
-#include <algorithm>
 #include <memory>
 #include <set>
 
 #include "backends/simulated/device_state_keys.h"
+#include "platform/base/json.h"
 
 namespace Vexo::Simulated {
 namespace {
-
-using JsonOwner = std::unique_ptr<cJSON, decltype(&cJSON_Delete)>;
 
 StateValue ValueOf(const cJSON* item)
 {
@@ -23,15 +19,6 @@ StateValue ValueOf(const cJSON* item)
         return std::string(item->valuestring);
     }
     return NotScalar{cJSON_IsNull(item) ? "null" : cJSON_IsArray(item) ? "a list" : "an object"};
-}
-
-std::string Where(const std::string& json, const char* end)
-{
-    const auto offset = std::min(static_cast<size_t>(end - json.data()), json.size());
-    const size_t lineStart = offset == 0 ? std::string::npos : json.rfind('\n', offset - 1);
-    const auto line = 1 + std::count(json.begin(), json.begin() + static_cast<std::ptrdiff_t>(offset), '\n');
-    const size_t column = lineStart == std::string::npos ? offset + 1 : offset - lineStart;
-    return "line " + std::to_string(line) + ", column " + std::to_string(column);
 }
 
 // Walks the document and assigns every leaf to the key that its path spells.
@@ -106,19 +93,13 @@ cJSON* MakeLeaf(const StateKey& key, const DeviceState& state)
 
 Result<DeviceState> ParseDeviceState(const std::string& json, const std::string& fileName)
 {
-    const auto refuse = [&](const std::string& what) { return Error{fileName + ": " + what}; };
-    // Text behind a NUL byte would be ignored by the parser.
-    if (const size_t nul = json.find('\0'); nul != std::string::npos) {
-        return refuse("not valid JSON at " + Where(json, json.data() + nul));
-    }
-    const char* end = json.data();
-    const JsonOwner document(cJSON_ParseWithOpts(json.c_str(), &end, 1), &cJSON_Delete);
+    const Result<Json> document = ParseWholeJson(json);
     if (!document) {
-        return refuse("not valid JSON at " + Where(json, end));
+        return Error{fileName + ":" + document.Message()};
     }
     DeviceState state;
-    if (const Result<void> read = Reader(state).Read(document.get(), ""); !read) {
-        return refuse(read.Message());
+    if (const Result<void> read = Reader(state).Read(document.Value().get(), ""); !read) {
+        return Error{fileName + ": " + read.Message()};
     }
     return state;
 }
@@ -126,7 +107,7 @@ Result<DeviceState> ParseDeviceState(const std::string& json, const std::string&
 std::string SerializeDeviceState(const DeviceState& state)
 {
     const DeviceState defaults;
-    const JsonOwner document(cJSON_CreateObject(), &cJSON_Delete);
+    const Json document = NewObject();
     for (const StateKey& key : StateKeys()) {
         if (key.omittedByDefault && key.Show(state) == key.Show(defaults)) {
             continue;

@@ -19,25 +19,27 @@ _distnetctl_members()
 
 _distnetctl()
 {
-    local word=$2 before=$3 path=() passed=() value="" index options=--state,--socket,--output,-o
+    local word=$2 before=$3 path=() passed=() value="" index files=--state,--socket,--output,-o
+    local values=--timeout,--output,-o,--device-name,--interval,--since,--recording
     for ((index = 1; index < COMP_CWORD; ++index)); do
         case ${COMP_WORDS[index]} in
             --socket | --state)
                 passed+=("${COMP_WORDS[index]}" "${COMP_WORDS[index + 1]}")
                 ((++index))
                 ;;
-            --timeout | --output | -o | --device-name) ((++index)) ;;
-            -*) ;;
+            -*) [[ ,$values, == *",${COMP_WORDS[index]},"* ]] && ((++index)) ;;
             *) path+=("${COMP_WORDS[index]}") ;;
         esac
     done
 
     COMPREPLY=()
-    if [[ ,$options, == *",$before,"* ]]; then
+    if [[ ,$files, == *",$before,"* ]]; then
         mapfile -t COMPREPLY < <(compgen -f -- "$word")
         compopt -o filenames 2>/dev/null
         return
-    elif [[ $before == --timeout || $before == --device-name ]]; then
+    elif [[ $before == --since ]]; then
+        value="10m 2h 1d today yesterday"
+    elif [[ ,$values, == *",$before,"* ]]; then
         return
     elif [[ $word == -* ]]; then
         value=$({ _distnetctl_help Options "${path[@]}"; _distnetctl_help Options; } | grep -o -e '--[a-z-]*')
@@ -50,15 +52,15 @@ _distnetctl()
                 mapfile -t COMPREPLY < <(compgen -W "$value" -- "$word" | sed 's/[^[:alnum:]._-]/\\&/g')
                 return
                 ;;
-            "account request" | "account admit" | "account install")
+            "account request" | "account admit" | "account install" | "trace stop")
                 mapfile -t COMPREPLY < <(compgen -f -- "$word")
                 compopt -o filenames 2>/dev/null
                 return
                 ;;
             info | "info "*) value="supportSmartHotSpot hotspotName bssid" ;;
             "sim set" | "sim set "*)
-                value=$(distnetctl "${passed[@]}" --json sim show 2>/dev/null | grep -o '"[A-Za-z0-9_.]*":"' |
-                    tr -d '":' | sed 's/$/=/')
+                value=$(distnetctl --json sim show "${passed[@]}" 2>/dev/null | sed -n 's/.*"state":{//p' |
+                    grep -o '"[A-Za-z0-9_.]*":"' | tr -d '":' | sed 's/$/=/')
                 compopt -o nospace 2>/dev/null
                 ;;
             *) value=$(_distnetctl_help Subcommands "${path[@]}" | cut -d ' ' -f 1) ;;

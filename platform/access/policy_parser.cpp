@@ -1,22 +1,15 @@
-#include <cjson/cJSON.h>
-
-#include <algorithm>
 #include <cmath>
 #include <limits>
-#include <memory>
 #include <set>
 
 #include "platform/access/policy.h"
 #include "platform/base/files.h"
+#include "platform/base/json.h"
 
 namespace Vexo::Security {
 namespace {
 
 constexpr size_t MAX_POLICY_SIZE = 256 * 1024;
-
-struct JsonDeleter {
-    void operator()(cJSON* json) const { cJSON_Delete(json); }
-};
 
 // Where a complaint is about: the file, and the entry by its index once there is one.
 class Place {
@@ -144,15 +137,11 @@ Result<PolicyEntry> ParseEntry(const Place& place, const cJSON& json)
 Result<AccessPolicy> AccessPolicy::Parse(const std::string& json, const std::string& fileName)
 {
     const Place place(fileName);
-    const char* end = nullptr;
-    const std::unique_ptr<cJSON, JsonDeleter> document(
-        cJSON_ParseWithLengthOpts(json.c_str(), json.size() + 1, &end, 1));
-    if (document == nullptr) {
-        const auto offset = end == nullptr ? 0 : end - json.c_str();
-        const auto line =
-            1 + std::count(json.begin(), json.begin() + std::min<ptrdiff_t>(offset, std::ssize(json)), '\n');
-        return place.Fault("not valid JSON (line " + std::to_string(line) + ")");
+    const Result<Json> parsed = ParseWholeJson(json);
+    if (!parsed) {
+        return Error{fileName + ":" + parsed.Message()};
     }
+    const Json& document = parsed.Value();
     if (!cJSON_IsObject(document.get())) {
         return place.Fault(R"(must be an object with the one key "entries")");
     }

@@ -8,6 +8,15 @@
 
 namespace Vexo {
 
+void KeepStandardStreams()
+{
+    for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (::fcntl(fd, F_GETFD) < 0) {
+            (void)::open("/dev/null", O_RDONLY);  // takes the lowest number that is free, which is this one
+        }
+    }
+}
+
 UniqueFd OpenForReading(const std::string& path)
 {
     return UniqueFd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));

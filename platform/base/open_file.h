@@ -9,6 +9,9 @@
 
 namespace Vexo {
 
+// Gives standard input, output and error that are closed something to be: what is opened next would take their number,
+// and get what is printed. First in main. Writing to such an output fails with EBADF.
+void KeepStandardStreams();
 // Read-only and closed on exec; empty when it cannot be opened.
 UniqueFd OpenForReading(const std::string& path);
 // In bytes, from the file's status; -1 when there is none.

@@ -1,6 +1,8 @@
 #include "platform/base/text.h"
 
 #include <algorithm>
+#include <sstream>
+#include <utility>
 
 namespace Vexo {
 namespace {
@@ -48,6 +50,39 @@ std::string ClosestOf(std::string_view word, const std::vector<std::string>& can
         }
     }
     return closest;
+}
+
+size_t TextWidth(std::string_view text)
+{
+    return static_cast<size_t>(std::count_if(text.begin(), text.end(),
+                                             [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) != 0x80U; }));
+}
+
+std::vector<std::string> Wrap(const std::string& text, size_t width)
+{
+    std::vector<std::string> pieces;
+    std::istringstream words(text);
+    std::string word;
+    while (words >> word) {
+        if (pieces.empty() || TextWidth(pieces.back()) + 1 + TextWidth(word) > width) {
+            pieces.push_back(word);
+        } else {
+            pieces.back() += " " + word;
+        }
+    }
+    return pieces;
+}
+
+std::string RoughDuration(std::chrono::seconds time)
+{
+    using namespace std::chrono;
+    for (const auto& [unit, name] :
+         {std::pair<seconds, const char*>{days(1), " d"}, {hours(1), " h"}, {minutes(1), " min"}}) {
+        if (time >= unit) {
+            return std::to_string(time / unit) + name;
+        }
+    }
+    return std::to_string(time.count()) + " s";
 }
 
 }  // namespace Vexo

@@ -1,6 +1,8 @@
-// Text for people: what they probably meant. No state; any thread; nothing blocks.
+// Text for people: what they probably meant, and lines that fit their screen. No state; any thread; nothing blocks.
 #pragma once
 
+#include <chrono>
+#include <cstddef>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -11,5 +13,14 @@ namespace Vexo {
 // in a word of one or two), are missing, added, different or swapped with their neighbour (the optimal string alignment
 // distance). Empty when none is that close; of equally close ones the first. Compares bytes; case is a difference.
 std::string ClosestOf(std::string_view word, const std::vector<std::string>& candidates);
+
+// The columns that text takes: its UTF-8 code points.
+size_t TextWidth(std::string_view text);
+
+// Text broken at spaces so that no piece is wider than width, where its words allow that.
+std::vector<std::string> Wrap(const std::string& text, size_t width);
+
+// "41 s", "5 min", "2 h", "3 d": rounded down to the largest unit.
+std::string RoughDuration(std::chrono::seconds time);
 
 }  // namespace Vexo

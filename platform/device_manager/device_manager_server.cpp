@@ -1,9 +1,9 @@
 #include "platform/device_manager/device_manager_server.h"
 
 #include <algorithm>
-#include <array>
-#include <ctime>
 #include <utility>
+
+#include "platform/dfx/event_text.h"
 
 namespace Vexo::DistributedHardware {
 
@@ -19,12 +19,8 @@ void CopyBounded(char (&to)[Size], const std::string& from)
 
 std::string ExtraData(const SoftBus::Node& node)
 {
-    const std::time_t seconds = node.lastSeenMs / 1000;
-    std::tm parts{};
-    gmtime_r(&seconds, &parts);
-    std::array<char, 32> time{};
-    (void)std::strftime(time.data(), time.size(), "%Y-%m-%dT%H:%M:%SZ", &parts);
-    return std::string(R"({"online":)") + (node.online ? "true" : "false") + R"(,"last_seen":")" + time.data() + "\"}";
+    return std::string(R"({"online":)") + (node.online ? "true" : "false") + R"(,"last_seen":")" +
+           QuviewDFX::Rfc3339Seconds(node.lastSeenMs / 1000) + "\"}";
 }
 
 DmDeviceInfo InfoOf(const SoftBus::Node& node)

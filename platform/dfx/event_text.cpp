@@ -1,26 +1,28 @@
 #include "platform/dfx/event_text.h"
 
-#include <cjson/cJSON.h>
-
 #include <array>
-#include <ctime>
 #include <cwchar>
 #include <locale>
-#include <memory>
+
+#include "platform/base/json.h"
 
 namespace Vexo::QuviewDFX {
+
+std::string Rfc3339Seconds(std::time_t seconds)
+{
+    tm parts{};
+    gmtime_r(&seconds, &parts);
+    std::array<char, 32> text{};
+    return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &parts)};
+}
 
 std::string Rfc3339(std::chrono::system_clock::time_point time)
 {
     const auto milliseconds = std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch()).count();
-    const std::time_t seconds = milliseconds / 1000;
-    tm parts{};
-    gmtime_r(&seconds, &parts);
-    std::array<char, 32> text{};
-    const size_t length = std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S", &parts);
+    std::string text = Rfc3339Seconds(milliseconds / 1000);
     std::string fraction = std::to_string(milliseconds % 1000);
     fraction.insert(0, 3 - fraction.size(), '0');
-    return std::string(text.data(), length) + "." + fraction + "Z";
+    return text.insert(text.size() - 1, "." + fraction);
 }
 
 std::string AsUtf8(std::string text)
@@ -52,22 +54,21 @@ std::string AsUtf8(std::string text)
 
 std::string EventLine(const SysEventRecord& record)
 {
-    const std::unique_ptr<cJSON, decltype(&cJSON_Delete)> object(cJSON_CreateObject(), &cJSON_Delete);
-    cJSON_AddStringToObject(object.get(), "time", Rfc3339(record.time).c_str());
-    cJSON_AddStringToObject(object.get(), "domain", record.domain.c_str());
-    cJSON_AddStringToObject(object.get(), "name", record.name.c_str());
+    const Json object = NewObject();
+    AddText(object.get(), "time", Rfc3339(record.time));
+    AddText(object.get(), "domain", record.domain);
+    AddText(object.get(), "name", record.name);
     cJSON_AddNumberToObject(object.get(), "type", record.type);
     cJSON* parameters = cJSON_AddObjectToObject(object.get(), "params");
     for (const SysEventParameter& parameter : record.parameters) {
         if (const auto* number = std::get_if<int32_t>(&parameter.value)) {
             cJSON_AddNumberToObject(parameters, parameter.key.c_str(), *number);
         } else {
-            cJSON_AddStringToObject(parameters, parameter.key.c_str(),
-                                    AsUtf8(std::get<std::string>(parameter.value)).c_str());
+            AddText(parameters, parameter.key.c_str(), AsUtf8(std::get<std::string>(parameter.value)));
         }
     }
-    const std::unique_ptr<char, decltype(&cJSON_free)> text(cJSON_PrintUnformatted(object.get()), &cJSON_free);
-    return text ? std::string(text.get()) + "\n" : std::string();
+    const std::string text = JsonText(object.get());
+    return text.empty() ? text : text + "\n";
 }
 
 }  // namespace Vexo::QuviewDFX

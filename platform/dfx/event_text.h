@@ -3,6 +3,7 @@
 #pragma once
 
 #include <chrono>
+#include <ctime>
 #include <string>
 
 #include "platform/dfx/sinks.h"
@@ -11,6 +12,8 @@ namespace Vexo::QuviewDFX {
 
 // "2026-11-21T12:08:06.123Z" (RFC 3339, UTC, milliseconds). Of two such texts the later time is the greater text.
 std::string Rfc3339(std::chrono::system_clock::time_point time);
+// The same without milliseconds, of seconds since 1970.
+std::string Rfc3339Seconds(std::time_t seconds);
 
 // JSON text is UTF-8 (RFC 8259, 8.1): each byte that is none, and a NUL, which would end the text, becomes U+FFFD.
 std::string AsUtf8(std::string text);

@@ -6,6 +6,9 @@
 #include <optional>
 #include <string>
 #include <utility>
+#include <vector>
+
+#include "platform/base/json.h"
 
 namespace Vexo::QuviewDFX {
 
@@ -30,5 +33,8 @@ inline HealthCheck NotChecked(std::string name, std::string message, std::string
 {
     return {std::move(name), std::nullopt, std::move(message), std::move(advice)};
 }
+
+// {"checks": [{"name", "ok", "message", "advice"}, …]}; ok is null for what was not checked.
+Json HealthJson(const std::vector<HealthCheck>& checks);
 
 }  // namespace Vexo::QuviewDFX

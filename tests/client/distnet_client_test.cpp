@@ -83,7 +83,7 @@ INSTANTIATE_TEST_SUITE_P(
         ReplyRow{"WrongToken", IPC_UNKNOWN_REQUEST, [](auto& reply) { reply.WriteInt32(1004500108); },
                  CallStatus::ANSWERED, 1004500108},
         ReplyRow{"UnknownCode", IPC_UNKNOWN_REQUEST, [](auto&) {}, CallStatus::BAD_ANSWER, 0},
-        ReplyRow{"NotLoaded", IPC_ABILITY_UNAVAILABLE, [](auto&) {}, CallStatus::UNREACHABLE, 0},
+        ReplyRow{"NotLoaded", IPC_ABILITY_UNAVAILABLE, [](auto&) {}, CallStatus::NOT_LOADED, 0},
         ReplyRow{"ArgumentsUnread", 1004500103, [](auto&) {}, CallStatus::ANSWERED, 1004500103},
         ReplyRow{"Empty", 0, [](auto&) {}, CallStatus::BAD_ANSWER, 0},
         ReplyRow{"NoList", 0, [](auto& reply) { reply.WriteInt32(0); }, CallStatus::BAD_ANSWER, 0},

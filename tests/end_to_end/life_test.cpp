@@ -73,6 +73,19 @@ TEST_F(LifeTest, ASecondDaemonOfTheSameStateFolderIsRefused)
     EXPECT_NE(device_.Connect(), nullptr);
 }
 
+TEST_F(LifeTest, AFollowerOfEventsStaysWhileTheDaemonIsAwayAndTellsEachEventOnce)
+{
+    const Process follower(
+        {"/bin/sh", "-c", "exec " DISTNET_BIN_DIR "/distnetctl --json events -f 2>&- --socket " + device_.Socket()},
+        world_.Path() / "follow.log");
+    for (int round = 0; round < 3; ++round) {
+        EXPECT_EQ(device_.Ctl({"info"}).exitCode, 0);
+        EXPECT_TRUE(Eventually([&] { return follower.Output() == device_.Events(); })) << follower.Output();
+        EXPECT_EQ(device_.Stop(), 0);
+        device_.Start();
+    }
+}
+
 TEST_F(LifeTest, TerminationEndsItWithSuccessEvenWhileATaskBlocks)
 {
     device_.Set({"faults.telephony.radio_callback.no_answer=true"});
@@ -111,7 +124,7 @@ TEST(PolicyTest, ADamagedOneLetsRootAloneInAndIsNamed)
     std::ofstream(world.Path() / "policy.json") << "{";
     device.Start();
     EXPECT_NE(device.Log().find("only root is let in, because the policy cannot be used: " +
-                                (world.Path() / "policy.json: not valid JSON (line 1)").string()),
+                                (world.Path() / "policy.json:1:2: the JSON ends too early").string()),
               std::string::npos);
     EXPECT_EQ(device.Ctl({"status"}).exitCode, getuid() == 0 ? 0 : 4);
 }

@@ -62,11 +62,18 @@ TEST(Configuration, CollectsEveryFaultOfTheFile)
 
 TEST(Configuration, SaysWhereTextStopsBeingJson)
 {
-    const auto faults = [](const std::string& text) { return ParseConfiguration(text, "f").faults; };
-    EXPECT_THAT(faults("{\n  \"a\": ?}"), ElementsAre("f:2:8: not JSON from here on (one JSON object)"));
-    EXPECT_THAT(faults(std::string("{}\0", 3)), ElementsAre("f:1:3: not JSON from here on (one JSON object)"));
-    EXPECT_THAT(faults(""), ElementsAre("f:1:1: not JSON from here on (one JSON object)"));
-    EXPECT_THAT(faults("[1]"), ElementsAre("f: [1] is not an object (one JSON object)"));
+    const std::pair<std::string, const char*> cases[] = {
+        {"{\n  \"a\": ?}", ":2:8: not JSON from here on"},
+        {"{} x", ":1:4: not JSON from here on"},
+        {std::string("{}\0", 3), ":1:3: not JSON from here on"},
+        {"", ":1:1: the JSON ends too early"},
+        {"{\n  \"a\": {\n", ":2:9: the JSON ends too early"},
+        {"{\"a\": \"b\n", ":1:9: the JSON ends too early"},
+        {"[1]", ": [1] is not an object"},
+    };
+    for (const auto& [text, fault] : cases) {
+        EXPECT_THAT(ParseConfiguration(text, "f").faults, ElementsAre(std::string("f") + fault + " (one JSON object)"));
+    }
 }
 
 TEST(Configuration, RefusesAFileThatCannotBeReadAndASocketPathThatCannotBeBound)

@@ -30,7 +30,7 @@ auto OnIdentity(const GlobalOptions& options, Work work)
 Json FileDetails(const std::filesystem::path& file)
 {
     Json details = NewObject();
-    cJSON_AddStringToObject(details.get(), "file", file.c_str());
+    AddText(details.get(), "file", file);
     return details;
 }
 
@@ -60,10 +60,10 @@ int RunAccountShow(const GlobalOptions& options, Output& output)
     }
     const Trust::Identity& identity = loaded.Value();
     Json details = NewObject();
-    cJSON_AddStringToObject(details.get(), "network_id", identity.networkId.c_str());
-    cJSON_AddStringToObject(details.get(), "device_id", identity.deviceId.c_str());
+    AddText(details.get(), "network_id", identity.networkId);
+    AddText(details.get(), "device_id", identity.deviceId);
     cJSON_AddBoolToObject(details.get(), "enrolled", identity.Enrolled());
-    cJSON_AddStringToObject(details.get(), "account", identity.accountName.c_str());
+    AddText(details.get(), "account", identity.accountName);
     cJSON_AddBoolToObject(details.get(), "holds_account_key", identity.holdsAccountKey);
     output.Line(Column("network id", 14) + identity.networkId);
     if (!identity.Enrolled()) {
@@ -71,7 +71,7 @@ int RunAccountShow(const GlobalOptions& options, Output& output)
         return output.Finish(Done("", std::move(details)));
     }
     const std::string expiry = Trust::DateOf(identity.CertificateExpiry());
-    cJSON_AddStringToObject(details.get(), "valid_until", expiry.c_str());
+    AddText(details.get(), "valid_until", expiry);
     output.Line(Column("account", 14) + "\"" + identity.accountName + "\"" +
                 (identity.holdsAccountKey ? ", whose key this device holds" : ""));
     output.Line(Column("certificate", 14) + "valid until " + expiry);

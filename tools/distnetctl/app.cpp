@@ -58,17 +58,18 @@ std::string CheckSeconds(const std::string& text)
                : "\"" + text + "\" is not a number of seconds from 0.1 to 3600";
 }
 
-// A path: an empty one would stand for the current folder, or for nothing that an error could name.
-std::string CheckPath(const std::string& text)
+// An empty path would stand for the current folder, an empty time for all times: mostly a variable that was not set.
+std::string CheckGiven(const std::string& text)
 {
-    return text.empty() ? "an empty path" : "";
+    return text.empty() ? "must not be empty" : "";
 }
 
 CLI::App* AddCommand(CLI::App& parent, Request& request, const std::string& name, const std::string& description,
                      const std::string& examples, std::function<int(Output&)> run)
 {
     CLI::App* command = parent.add_subcommand(name, description);
-    command->footer("Examples:\n" + examples);
+    command->footer("Examples:\n" + examples +
+                    "\n\nWith every command: --json, --socket and --timeout, see `distnetctl --help`.");
     command->callback([&request, run = std::move(run)] { request.run = run; });
     return command;
 }
@@ -83,7 +84,7 @@ CLI::App* AddGroup(CLI::App& parent, const std::string& name, const std::string&
 void AddState(CLI::App* command, Request& request)
 {
     command->add_option("--state", request.options.stateDir, "The device's state folder (state_dir of its daemon)")
-        ->check(CheckPath)
+        ->check(CheckGiven)
         ->capture_default_str();
 }
 
@@ -147,7 +148,9 @@ void AddRecordCommands(CLI::App& app, Request& request)
                    "  distnetctl --json events > events.jsonl",
                    [&](Output& output) { return RunEvents(request.options, output, request.follow, request.since); });
     events->add_flag("-f,--follow", request.follow, "Go on with what happens, until Ctrl-C");
-    events->add_option("--since", request.since, "10m, 2h or 1d ago; today, yesterday; or RFC 3339")->type_name("TIME");
+    events->add_option("--since", request.since, "10m, 2h or 1d ago; today, yesterday; or RFC 3339")
+        ->check(CheckGiven)
+        ->type_name("TIME");
 
     CLI::App* trace = AddGroup(app, "trace", "Record what the daemon does, for a trace viewer");
     AddCommand(*trace, request, "start", "Start a recording", "  distnetctl trace start",
@@ -155,7 +158,7 @@ void AddRecordCommands(CLI::App& app, Request& request)
     CLI::App* stop = AddCommand(
         *trace, request, "stop", "Stop a recording and write its trace", "  distnetctl trace stop trace.json",
         [&](Output& output) { return RunTraceStop(request.options, output, request.file, request.recording); });
-    stop->add_option("FILE", request.file, "Where the trace goes (trace-event JSON)")->required()->check(CheckPath);
+    stop->add_option("FILE", request.file, "Where the trace goes (trace-event JSON)")->required()->check(CheckGiven);
     stop->add_option("--recording", request.recording, "Its number; the oldest of `trace start` unless given");
 }
 
@@ -180,25 +183,25 @@ void AddAccountCommands(CLI::App& app, Request& request)
                                "  distnetctl account request phone.csr", [&](Output& output) {
                                    return RunAccountRequest(request.options, output, request.file, request.deviceName);
                                });
-    ask->add_option("FILE", request.file, "Where the request goes")->required()->check(CheckPath);
+    ask->add_option("FILE", request.file, "Where the request goes")->required()->check(CheckGiven);
     ask->add_option("--device-name", request.deviceName, "What this device is called")->capture_default_str();
     AddState(ask, request);
 
-    CLI::App* admit = AddCommand(
-        *account, request, "admit", "On the device that made the account: answer a request with a certificate (X.509)",
-        "  distnetctl account admit phone.csr -o phone.pem",
-        [&](Output& output) { return RunAccountAdmit(request.options, output, request.file, request.answerFile); });
-    admit->add_option("FILE", request.file, "The request")->required()->check(CheckPath);
+    CLI::App* admit = AddCommand(*account, request, "admit", "On the account's first device: answer a request (X.509)",
+                                 "  distnetctl account admit phone.csr -o phone.pem", [&](Output& output) {
+                                     return RunAccountAdmit(request.options, output, request.file, request.answerFile);
+                                 });
+    admit->add_option("FILE", request.file, "The request")->required()->check(CheckGiven);
     admit->add_option("-o,--output", request.answerFile, "Where the certificate and its chain go")
         ->required()
-        ->check(CheckPath);
+        ->check(CheckGiven);
     AddState(admit, request);
 
     CLI::App* install = AddCommand(*account, request, "install", "On the new device: install the certificate",
                                    "  distnetctl account install phone.pem", [&](Output& output) {
                                        return RunAccountInstall(request.options, output, request.file);
                                    });
-    install->add_option("FILE", request.file, "The answer of `account admit`")->required()->check(CheckPath);
+    install->add_option("FILE", request.file, "The answer of `account admit`")->required()->check(CheckGiven);
     AddState(install, request);
 }
 
@@ -229,15 +232,23 @@ bool AsksForJson(int argc, const char* const* argv)
     return std::any_of(argv, argv + argc, [](const char* word) { return std::string_view(word) == "--json"; });
 }
 
-// A word where a command should stand, which is none; empty when there is no such word.
-std::string UnknownCommand(const CLI::App& app)
+// What is wrong where one of a group's commands should stand.
+std::string WrongCommand(const CLI::App& group, const std::vector<std::string>& rest)
 {
-    const CLI::App* at = &app;
-    while (!at->get_subcommands().empty()) {
-        at = at->get_subcommands().front();
+    std::vector<std::string> names;
+    std::string list;
+    for (const CLI::App* command : group.get_subcommands({})) {
+        names.push_back(command->get_name());
+        list += (list.empty() ? "" : ", ") + names.back();
     }
-    const std::vector<std::string> rest = at->remaining();
-    return at->get_subcommands({}).empty() || rest.empty() ? "" : rest.front();
+    if (rest.empty()) {
+        return "a command is missing: one of " + list;
+    }
+    if (rest.front().starts_with('-')) {
+        return "there is no option \"" + rest.front() + "\"";
+    }
+    const std::string close = ClosestOf(rest.front(), names);
+    return "there is no command \"" + rest.front() + "\"" + (close.empty() ? "" : "; did you mean \"" + close + "\"?");
 }
 
 int ReportParseError(const CLI::App& app, const CLI::ParseError& error, Output& output)
@@ -245,16 +256,17 @@ int ReportParseError(const CLI::App& app, const CLI::ParseError& error, Output& 
     if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
         return app.exit(error);  // --help, --version
     }
-    std::string message = error.what();
-    if (const std::string word = UnknownCommand(app); !word.empty()) {
-        std::vector<std::string> names;
-        for (const CLI::App* command : app.get_subcommands({})) {
-            names.push_back(command->get_name());
-        }
-        const std::string close = ClosestOf(word, names);
-        message = "there is no command \"" + word + "\"" + (close.empty() ? "" : "; did you mean \"" + close + "\"?");
+    const CLI::App* command = &app;
+    std::string words = app.get_name();
+    while (!command->get_subcommands().empty()) {
+        command = command->get_subcommands().front();
+        words += " " + command->get_name();
     }
-    return output.Finish(UsageError(message, "`distnetctl --help` lists the commands."));
+    const auto kind = static_cast<CLI::ExitCodes>(error.get_exit_code());
+    const bool isWrongCommand = !command->get_subcommands({}).empty() &&
+                                (kind == CLI::ExitCodes::RequiredError || kind == CLI::ExitCodes::ExtrasError);
+    return output.Finish(UsageError(isWrongCommand ? WrongCommand(*command, app.remaining(true)) : error.what(),
+                                    "`" + words + " --help` shows how to use it."));
 }
 
 }  // namespace
@@ -270,9 +282,14 @@ int RunApp(int argc, const char* const* argv)
     app.fallthrough();
     app.set_version_flag("--version", std::string("distnetctl ") + DistNetVersion());
     app.add_flag("--json", request.options.json, "Print one JSON object instead of readable lines");
-    app.add_option("--socket", request.options.socket, "The daemon's socket")->check(CheckPath)->capture_default_str();
+    // Of an option given twice the last one counts, so that an alias with options can be overruled.
+    app.add_option("--socket", request.options.socket, "The daemon's socket")
+        ->check(CheckGiven)
+        ->take_last()
+        ->capture_default_str();
     app.add_option("--timeout", request.options.timeoutSeconds, "Longest wait for an answer, in seconds")
         ->check(CheckSeconds)
+        ->take_last()
         ->capture_default_str();
     app.footer(
         "Exit codes: 0 done, 1 failed, 2 usage, 3 daemon not reachable, 4 not permitted,\n"
@@ -289,7 +306,7 @@ int RunApp(int argc, const char* const* argv)
         return ReportParseError(app, error, output);
     }
     Output output(request.options.json, terminal, WantsColour(terminal));
-    return request.run(output);
+    return output.End(request.run(output));
 }
 
 }  // namespace Vexo::Ctl

@@ -1,3 +1,6 @@
+#include <unistd.h>
+
+#include <cerrno>
 #include <utility>
 
 #include "tools/distnetctl/commands.h"
@@ -13,10 +16,13 @@ std::unique_ptr<Client::DistNetClient> ConnectClient(const GlobalOptions& option
     auto client = Client::DistNetClient::Connect(options.socket, result);
     if (client) {
         client->SetLimit(options.Timeout());
-    } else {
-        failure = FromCall(result);
+        return client;
     }
-    return client;
+    failure = FromCall(result);
+    if (access(options.socket.c_str(), R_OK | W_OK) != 0 && errno == EACCES) {
+        failure.advice = "Ask as root; for all, see ipc.socket_mode in the daemon's configuration.";
+    }
+    return nullptr;
 }
 
 int RunStatus(const GlobalOptions& options, Output& output)

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <vector>
 
+#include "platform/base/text.h"
 #include "platform/dfx/health_check.h"
 #include "platform/trust/identity_checks.h"
 #include "tools/distnetctl/commands.h"
@@ -21,7 +22,7 @@ using Checks = std::vector<HealthCheck>;
 
 constexpr size_t NAME_WIDTH = 12;
 constexpr size_t TEXT_INDENT = NAME_WIDTH + 2;
-constexpr size_t TEXT_WIDTH = 80 - TEXT_INDENT;
+constexpr size_t TEXT_WIDTH = COLUMNS - TEXT_INDENT;
 
 std::string UserName()
 {
@@ -127,22 +128,6 @@ void Show(Output& output, const HealthCheck& check)
     }
 }
 
-Json DetailsOf(const Checks& checks)
-{
-    Json array(cJSON_CreateArray());
-    for (const HealthCheck& check : checks) {
-        Json item = NewObject();
-        cJSON_AddStringToObject(item.get(), "name", check.name.c_str());
-        AddMember(item.get(), "ok", check.good ? Json(cJSON_CreateBool(*check.good ? 1 : 0)) : nullptr);
-        cJSON_AddStringToObject(item.get(), "message", check.message.c_str());
-        cJSON_AddStringToObject(item.get(), "advice", check.advice.c_str());
-        cJSON_AddItemToArray(array.get(), item.release());
-    }
-    Json details = NewObject();
-    AddMember(details.get(), "checks", std::move(array));
-    return details;
-}
-
 }  // namespace
 
 int RunDoctor(const GlobalOptions& options, Output& output)
@@ -160,7 +145,7 @@ int RunDoctor(const GlobalOptions& options, Output& output)
         return problems == 0 ? EXIT_DONE : EXIT_FAILED;
     }
     Outcome outcome = problems == 0 ? Done(summary) : NotDone(summary, "");
-    outcome.details = DetailsOf(checks);
+    outcome.details = HealthJson(checks);
     return output.Finish(std::move(outcome));
 }
 

@@ -1,10 +1,12 @@
-#include <array>
-#include <ctime>
 #include <mutex>
+#include <thread>
 
+#include "host/i_distnet_host.h"
+#include "platform/base/text.h"
 #include "platform/dfx/event_text.h"
 #include "platform/dfx/sys_event.h"
 #include "tools/distnetctl/commands.h"
+#include "tools/distnetctl/event_reader.h"
 #include "tools/distnetctl/interrupt.h"
 #include "tools/distnetctl/json.h"
 #include "tools/distnetctl/printable.h"
@@ -13,21 +15,14 @@
 namespace Vexo::Ctl {
 namespace {
 
-constexpr std::chrono::seconds MAX_SINGLE_WAIT{50};  // the daemon answers a wait within a minute
-constexpr size_t COLUMNS = 80;
+constexpr std::chrono::milliseconds RETRY_AFTER{500};  // how often a daemon that has gone is looked for
 constexpr size_t TIME_COLUMNS = 21;
 
 // "2026-11-21 12:08:06" here, of an event's time in UTC.
 std::string LocalTime(const std::string& utc)
 {
-    std::tm parts{};
-    if (strptime(utc.c_str(), "%Y-%m-%dT%H:%M:%S", &parts) == nullptr) {
-        return utc;
-    }
-    const std::time_t seconds = timegm(&parts);
-    localtime_r(&seconds, &parts);
-    std::array<char, TIME_COLUMNS> text{};
-    return {text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S", &parts)};
+    const auto time = ParseRfc3339(utc);
+    return time ? LocalText(*time, "%Y-%m-%d %H:%M:%S") : utc;
 }
 
 void ShowEvent(Output& output, const cJSON* event)
@@ -53,30 +48,34 @@ void ShowEvent(Output& output, const cJSON* event)
 // Shows what the daemon has from a time on, and what is added while it is followed.
 class EventList {
 public:
-    EventList(Output& output, Client::DistNetClient& client, std::string since)
-        : output_(output), client_(client), since_(std::move(since))
+    EventList(const GlobalOptions& options, Output& output, std::string since)
+        : options_(options), output_(output), since_(std::move(since))
     {
     }
 
     // False when the daemon does not answer; then failure says why.
+    bool Connect(Outcome& failure)
+    {
+        client_ = ConnectClient(options_, failure);
+        return client_ != nullptr;
+    }
+
+    // The same, once connected. Blocks for an event until wait has passed.
     bool ShowNext(std::chrono::milliseconds wait, Outcome& failure)
     {
-        std::string json;
-        const Client::CallResult call = client_.GetEvents(cursor_, wait, json);
+        EventPage page;
+        const Client::CallResult call = reader_.Read(*client_, wait, page);
         if (!call.Succeeded()) {
             failure = FromCall(call);
             return false;
         }
         const std::lock_guard<std::mutex> lock(printing_);
-        const Json page = ParseJson(json);
-        const auto next = static_cast<uint64_t>(NumberOf(page.get(), "cursor"));
-        progressed_ = next != cursor_;
-        cursor_ = next;
-        if (IsTrue(page.get(), "missed")) {
+        progressed_ = page.more;
+        if (page.missed) {
             output_.Line("… some events were removed before they could be shown");
         }
         const cJSON* event = nullptr;
-        cJSON_ArrayForEach(event, cJSON_GetObjectItemCaseSensitive(page.get(), "events"))
+        cJSON_ArrayForEach(event, page.events.get())
         {
             // Times of one form and zone: text order is time order.
             if (TextOf(event, "time") >= since_) {
@@ -85,6 +84,16 @@ public:
         }
         readerGone_ = !output_.Flush();
         return true;
+    }
+
+    // Blocks until a daemon that has gone is back.
+    void WaitForReturn()
+    {
+        Outcome ignored;
+        do {
+            std::this_thread::sleep_for(RETRY_AFTER);
+        } while (!Connect(ignored));
+        reader_.Reconnected();
     }
 
     bool Progressed() const { return progressed_; }
@@ -103,10 +112,11 @@ private:
         }
     }
 
+    const GlobalOptions& options_;
     Output& output_;
-    Client::DistNetClient& client_;
     const std::string since_;
-    uint64_t cursor_ = 0;
+    std::unique_ptr<Client::DistNetClient> client_;
+    EventReader reader_;
     bool progressed_ = false;
     bool shownAny_ = false;
     bool readerGone_ = false;
@@ -126,23 +136,28 @@ int RunEvents(const GlobalOptions& options, Output& output, bool follow, const s
         from = QuviewDFX::Rfc3339(time.Value());
     }
     Outcome failure;
-    const auto client = ConnectClient(options, failure);
-    if (!client) {
+    EventList events(options, output, from);
+    if (!events.Connect(failure)) {
         return output.Finish(std::move(failure));
     }
-    EventList events(output, *client, from);
     if (follow) {
         EndWellOnInterrupt(events.Printing());
     }
     std::chrono::milliseconds wait{0};
     do {
         if (!events.ShowNext(wait, failure)) {
-            return output.Finish(std::move(failure));
+            if (!follow || failure.exitCode != EXIT_UNREACHABLE) {
+                return output.Finish(std::move(failure));
+            }
+            output.Notice(failure.message + "; waiting until it is back");
+            events.WaitForReturn();
+            wait = std::chrono::milliseconds(0);
+            continue;
         }
         if (events.ReaderGone()) {
             return EXIT_DONE;  // as `head` does when it has seen enough
         }
-        wait = events.Progressed() || !follow ? std::chrono::milliseconds(0) : MAX_SINGLE_WAIT;
+        wait = events.Progressed() || !follow ? std::chrono::milliseconds(0) : Host::HOST_MAX_WAIT;
     } while (events.Progressed() || follow);
     if (output.IsJson()) {
         return EXIT_DONE;

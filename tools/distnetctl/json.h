@@ -1,37 +1,13 @@
-// Owned cJSON trees and the few reads and writes that distnetctl needs. Not thread-safe.
+// Reading the daemon's answers, so that what they say may be shown: members of a JSON object, with a fallback for each.
+// Pure functions; any thread. Trees and their text: platform/base/json.h.
 #pragma once
 
-#include <cjson/cJSON.h>
-
-#include <memory>
 #include <string>
 
+#include "platform/base/json.h"
 #include "tools/distnetctl/printable.h"
 
 namespace Vexo::Ctl {
-
-struct JsonDeleter {
-    void operator()(cJSON* json) const noexcept { cJSON_Delete(json); }
-};
-using Json = std::unique_ptr<cJSON, JsonDeleter>;
-
-inline Json NewObject()
-{
-    return Json(cJSON_CreateObject());
-}
-
-// Null when the text is no JSON.
-inline Json ParseJson(const std::string& text)
-{
-    return Json(cJSON_ParseWithLength(text.data(), text.size()));
-}
-
-// The value as JSON text; empty when memory is short.
-inline std::string JsonText(const cJSON* value)
-{
-    const std::unique_ptr<char, decltype(&cJSON_free)> text(cJSON_PrintUnformatted(value), &cJSON_free);
-    return text ? text.get() : "";
-}
 
 // The member's text as it may be shown, or fallback when it is absent or no string.
 inline std::string TextOf(const cJSON* object, const char* key, const std::string& fallback = "")
@@ -49,12 +25,6 @@ inline double NumberOf(const cJSON* object, const char* key, double fallback = 0
 inline bool IsTrue(const cJSON* object, const char* key)
 {
     return cJSON_IsTrue(cJSON_GetObjectItemCaseSensitive(object, key)) != 0;
-}
-
-// Moves a tree into the object under that key; a null tree becomes null.
-inline void AddMember(cJSON* object, const char* key, Json member)
-{
-    cJSON_AddItemToObject(object, key, member ? member.release() : cJSON_CreateNull());
 }
 
 }  // namespace Vexo::Ctl

@@ -1,8 +1,10 @@
+#include "platform/base/open_file.h"
 #include "tools/distnetctl/app.h"
 #include "tools/distnetctl/interrupt.h"
 
 int main(int argc, char** argv)
 {
+    Vexo::KeepStandardStreams();
     Vexo::Ctl::BlockInterrupts();
     return Vexo::Ctl::RunApp(argc, argv);
 }

@@ -72,27 +72,18 @@ int RunStop(const GlobalOptions& options, Output& output, const std::string& wor
     if (!client) {
         return output.Finish(std::move(failure));
     }
-    std::string json;
-    Client::CallResult call = client->GetDevices(json);
-    if (!call.Succeeded()) {
-        return output.Finish(FromCall(call));
-    }
-    Result<Peer> peer = ResolvePeer(word, ParsePeers(json));
+    const std::optional<Peer> peer = FindPeer(*client, word, failure);
     if (!peer) {
-        return output.Finish(UsageError(peer.Message(), "`distnetctl devices` lists them."));
+        return output.Finish(std::move(failure));
     }
-    call = client->StopDistributedNetwork(0, 0, peer.Value().networkId);
+    const Client::CallResult call = client->StopDistributedNetwork(0, 0, peer->networkId);
     if (!call.Succeeded()) {
         return output.Finish(FromCall(call));
     }
-    const std::string& name = peer.Value().name;
-    Json details = NewObject();
-    cJSON_AddStringToObject(details.get(), "peer", name.c_str());
-    cJSON_AddStringToObject(details.get(), "network_id", peer.Value().networkId.c_str());
-    return output.Finish(Done("The service has taken note that " + name +
-                                  " is no longer needed. It closes nothing: this\ndevice stays on the Wi-Fi, and " +
-                                  name + "'s hotspot stays on until it is switched off there.",
-                              std::move(details)));
+    return output.Finish(Done("The service has taken note that " + peer->name +
+                                  " is no longer needed.\nIt closes nothing: this device stays on the Wi-Fi, and " +
+                                  peer->name + "'s\nhotspot stays on until it is switched off there.",
+                              PeerDetails(*peer)));
 }
 
 int RunInfo(const GlobalOptions& options, Output& output, const std::vector<std::string>& items)

@@ -1,9 +1,13 @@
 #include "tools/distnetctl/output.h"
 
 #include <array>
+#include <cerrno>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <utility>
+
+#include "platform/base/text.h"
 
 namespace Vexo::Ctl {
 
@@ -55,6 +59,13 @@ Outcome FromCall(const Client::CallResult& result)
                     result.message,
                     "Start it with `systemctl start distnet`, or name another socket with --socket.",
                     nullptr};
+        case Client::CallStatus::NOT_LOADED:
+            return {EXIT_UNREACHABLE,
+                    CODE_UNREACHABLE,
+                    "UNREACHABLE",
+                    result.message,
+                    "`distnetctl doctor` checks the service's library; the log: `journalctl -u distnet`.",
+                    nullptr};
         case Client::CallStatus::REFUSED:
             return {EXIT_NOT_PERMITTED, result.code, Client::DescribeCode(result.code).name,
                     result.message,     "",          nullptr};
@@ -85,7 +96,7 @@ void Output::Line(const std::string& text)
     if (!json_) {
         ClearStatus();
         std::printf("%s\n", text.c_str());
-        std::fflush(stdout);
+        (void)Flush();
     }
 }
 
@@ -98,7 +109,7 @@ void Output::Status(const std::string& text)
         ClearStatus();
         std::fputs(text.c_str(), stdout);
         statusShown_ = true;
-        std::fflush(stdout);
+        (void)Flush();
     } else {
         Line(text);
     }
@@ -107,14 +118,32 @@ void Output::Status(const std::string& text)
 void Output::Object(const cJSON* object)
 {
     if (json_) {
-        const std::unique_ptr<char, decltype(&cJSON_free)> text(cJSON_PrintUnformatted(object), &cJSON_free);
-        std::printf("%s\n", text.get());
+        std::printf("%s\n", JsonText(object).c_str());
     }
 }
 
 bool Output::Flush()
 {
-    return std::fflush(stdout) == 0;
+    if (std::fflush(stdout) != 0 && writeError_ == 0) {
+        writeError_ = errno;
+    }
+    return writeError_ == 0;
+}
+
+int Output::End(int exitCode)
+{
+    if (Flush() || writeError_ == EPIPE) {
+        return exitCode;
+    }
+    Notice(std::string("standard output: ") + std::strerror(writeError_));
+    return EXIT_FAILED;
+}
+
+void Output::Notice(const std::string& text)
+{
+    ClearStatus();
+    (void)Flush();
+    std::fprintf(stderr, "distnetctl: %s\n", text.c_str());
 }
 
 std::string Output::Tick() const
@@ -139,7 +168,7 @@ int Output::Finish(Outcome outcome)
         }
         return EXIT_DONE;
     }
-    std::fflush(stdout);
+    (void)Flush();
     std::fprintf(stderr, "distnetctl: %s%s\n", outcome.message.c_str(), EndsSentence(outcome.message) ? "" : ".");
     if (!outcome.advice.empty()) {
         std::fprintf(stderr, "  %s%s\n", outcome.advice.c_str(), EndsSentence(outcome.advice) ? "" : ".");
@@ -151,18 +180,17 @@ int Output::FinishJson(Outcome outcome)
 {
     Json object = NewObject();
     cJSON_AddNumberToObject(object.get(), "code", outcome.code);
-    cJSON_AddStringToObject(object.get(), "name", outcome.name.c_str());
-    cJSON_AddStringToObject(object.get(), "message", outcome.message.c_str());
+    AddText(object.get(), "name", outcome.name);
+    AddText(object.get(), "message", outcome.message);
     if (!outcome.advice.empty()) {
-        cJSON_AddStringToObject(object.get(), "advice", outcome.advice.c_str());
+        AddText(object.get(), "advice", outcome.advice);
     }
     while (outcome.details && outcome.details->child != nullptr) {
         cJSON* member = cJSON_DetachItemViaPointer(outcome.details.get(), outcome.details->child);
         const std::string key = member->string;
         cJSON_AddItemToObject(object.get(), key.c_str(), member);
     }
-    const std::unique_ptr<char, decltype(&cJSON_free)> text(cJSON_PrintUnformatted(object.get()), &cJSON_free);
-    std::printf("%s\n", text.get());
+    std::printf("%s\n", JsonText(object.get()).c_str());
     return outcome.exitCode;
 }
 
@@ -175,29 +203,6 @@ std::string DurationText(double milliseconds)
         std::snprintf(text.data(), text.size(), "%.1f s", milliseconds / 1000);
     }
     return text.data();
-}
-
-std::string LongDurationText(int64_t seconds)
-{
-    struct Unit {
-        int64_t seconds;
-        const char* name;
-    };
-    for (const Unit& unit : {Unit{86400, " d"}, Unit{3600, " h"}, Unit{60, " min"}}) {
-        if (seconds >= unit.seconds) {
-            return std::to_string(seconds / unit.seconds) + unit.name;
-        }
-    }
-    return std::to_string(seconds) + " s";
-}
-
-size_t TextWidth(const std::string& text)
-{
-    size_t count = 0;
-    for (const char c : text) {
-        count += (static_cast<unsigned char>(c) & 0xC0U) != 0x80U ? 1 : 0;
-    }
-    return count;
 }
 
 std::string Column(const std::string& text, size_t width)

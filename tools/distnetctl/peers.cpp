@@ -1,11 +1,10 @@
 #include "tools/distnetctl/peers.h"
 
 #include <algorithm>
-#include <ctime>
 
 #include "platform/base/text.h"
 #include "tools/distnetctl/json.h"
-#include "tools/distnetctl/output.h"
+#include "tools/distnetctl/time_word.h"
 
 namespace Vexo::Ctl {
 
@@ -44,13 +43,36 @@ Result<Peer> ResolvePeer(const std::string& word, const std::vector<Peer>& peers
     }
     if (IsNetworkId(word)) {
         Peer unknown;
-        unknown.name = word.substr(0, 5) + "…" + word.substr(word.size() - 5);
+        unknown.name = ShortId(word);
         unknown.networkId = word;
         return unknown;
     }
     const std::string close = ClosestOf(word, names);
     return Error{"no trusted device is called \"" + word + "\"" +
                  (close.empty() ? "" : "; did you mean \"" + close + "\"?")};
+}
+
+std::optional<Peer> FindPeer(Client::DistNetClient& client, const std::string& word, Outcome& failure)
+{
+    std::string json;
+    if (const Client::CallResult call = client.GetDevices(json); !call.Succeeded()) {
+        failure = FromCall(call);
+        return std::nullopt;
+    }
+    Result<Peer> peer = ResolvePeer(word, ParsePeers(json));
+    if (!peer) {
+        failure = UsageError(peer.Message(), "`distnetctl devices` lists them.");
+        return std::nullopt;
+    }
+    return std::move(peer.Value());
+}
+
+Json PeerDetails(const Peer& peer)
+{
+    Json details = NewObject();
+    AddText(details.get(), "peer", peer.name);
+    AddText(details.get(), "network_id", peer.networkId);
+    return details;
 }
 
 std::vector<Peer> ParsePeers(const std::string& json)
@@ -72,11 +94,12 @@ std::string Ago(const Peer& peer)
     if (peer.online) {
         return "now";
     }
-    std::tm parts{};
-    if (strptime(peer.lastSeen.c_str(), "%Y-%m-%dT%H:%M:%S", &parts) == nullptr) {
+    const auto seen = ParseRfc3339(peer.lastSeen);
+    if (!seen) {
         return "unknown";
     }
-    return LongDurationText(std::max<int64_t>(0, std::time(nullptr) - timegm(&parts))) + " ago";
+    const auto passed = std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now() - *seen);
+    return RoughDuration(std::max(passed, std::chrono::seconds(0))) + " ago";
 }
 
 std::string PeerLine(const Peer& peer)

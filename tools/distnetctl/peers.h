@@ -1,12 +1,14 @@
 // The devices of the account: how they are listed, and which one a person means by a name, a network id, or the
-// beginning of either. Functions without state.
+// beginning of either. Functions without state; FindPeer blocks for the daemon's answer.
 #pragma once
 
-#include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "client/distnet_client.h"
 #include "platform/base/result.h"
+#include "tools/distnetctl/output.h"
 
 namespace Vexo::Ctl {
 
@@ -24,6 +26,12 @@ bool IsNetworkId(const std::string& word);
 // The one peer that the word names: its name or network id as a whole, else the only one that begins with it. A whole
 // network id that nobody has is passed through: the service decides. The error suggests a name that is close.
 Result<Peer> ResolvePeer(const std::string& word, const std::vector<Peer>& peers);
+
+// The same among the devices that the daemon knows; none with the outcome that says why.
+std::optional<Peer> FindPeer(Client::DistNetClient& client, const std::string& word, Outcome& failure);
+
+// {"peer", "network_id"}: what begins the details of an outcome that is about one peer.
+Json PeerDetails(const Peer& peer);
 
 // The devices of a GET_DEVICES answer.
 std::vector<Peer> ParsePeers(const std::string& json);

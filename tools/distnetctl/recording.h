@@ -20,7 +20,8 @@ struct FetchedTrace {
     double durationMs = 0;
 };
 
-// The recording's number, or the outcome that says why there is none.
+// The recording's number, or 0 with the outcome that says why there is none. It ends by itself after limit; a detached
+// one outlives this program.
 uint32_t StartRecording(Client::DistNetClient& client, std::chrono::milliseconds limit, bool detached,
                         Outcome& failure);
 

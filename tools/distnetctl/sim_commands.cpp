@@ -1,4 +1,5 @@
 #include "backends/simulated/device_state.h"
+#include "platform/base/text.h"
 #include "tools/distnetctl/commands.h"
 #include "tools/distnetctl/json.h"
 #include "tools/distnetctl/state_owner.h"
@@ -7,11 +8,13 @@ namespace Vexo::Ctl {
 
 namespace {
 
+constexpr const char* NAME_THE_FOLDER = "Name the state folder of a simulated device with --state DIR.";
+
 Json StateDetails(const Simulated::DeviceState& state)
 {
     Json values = NewObject();
     for (const Simulated::DeviceStateEntry& entry : Simulated::DescribeDeviceState(state)) {
-        cJSON_AddStringToObject(values.get(), entry.key.c_str(), entry.value.c_str());
+        AddText(values.get(), entry.key.c_str(), entry.value);
     }
     Json details = NewObject();
     AddMember(details.get(), "state", std::move(values));
@@ -24,14 +27,18 @@ int RunSimShow(const GlobalOptions& options, Output& output)
 {
     auto state = AsOwnerOf(options.stateDir, [&] { return Simulated::LoadDeviceState(options.stateDir); });
     if (!state) {
-        return output.Finish(NotDone(state.Message(), "Name the device's state folder with --state DIR."));
+        return output.Finish(NotDone(state.Message(), NAME_THE_FOLDER));
     }
     output.Line("KEY                             VALUE         ALLOWED");
     for (const Simulated::DeviceStateEntry& entry : Simulated::DescribeDeviceState(state.Value())) {
         const bool unusedFault = entry.key.starts_with("faults.") && entry.isDefault;
         if (!unusedFault) {
-            output.Line(Column(entry.key, 31) + " " + Column(entry.value.empty() ? "-" : entry.value, 13) + " " +
-                        entry.allowed.substr(0, 33));
+            std::string before =
+                Column(entry.key, 31) + " " + Column(entry.value.empty() ? "-" : entry.value, 13) + " ";
+            for (const std::string& piece : Wrap(entry.allowed, COLUMNS - TextWidth(before))) {
+                output.Line(before + piece);
+                before = std::string(TextWidth(before), ' ');
+            }
         }
     }
     output.Line("Faults: faults.CALL.code, .delay_ms, .no_answer; shown when set.");
@@ -43,7 +50,10 @@ int RunSimSet(const GlobalOptions& options, Output& output, const std::vector<st
     auto state =
         AsOwnerOf(options.stateDir, [&] { return Simulated::UpdateDeviceState(options.stateDir, assignments); });
     if (!state) {
-        return output.Finish(UsageError(state.Message(), "`distnetctl sim show` lists the keys and what they allow."));
+        std::error_code unknown;
+        const bool isThere = std::filesystem::exists(options.stateDir / Simulated::DEVICE_STATE_FILE, unknown);
+        return output.Finish(UsageError(
+            state.Message(), isThere ? "`distnetctl sim show` lists the keys and what they allow." : NAME_THE_FOLDER));
     }
     return output.Finish(Done("Set; the device's daemon follows at once.", StateDetails(state.Value())));
 }

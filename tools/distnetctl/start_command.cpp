@@ -2,6 +2,7 @@
 #include <optional>
 #include <string>
 
+#include "host/i_distnet_host.h"
 #include "platform/dfx/trace_recorder.h"
 #include "tools/distnetctl/commands.h"
 #include "tools/distnetctl/interrupt.h"
@@ -16,12 +17,11 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr std::chrono::seconds MAX_SINGLE_WAIT{50};  // the daemon answers a wait within a minute
-
 // Where this device's Wi-Fi stands, as the daemon reports it.
 struct Wifi {
     bool present = false;
     std::string state;
+    int32_t stateCode = 0;  // the same, as WaitForWifi takes it
     uint32_t attempt = 0;
     std::string ssid;
     std::string address;
@@ -30,26 +30,23 @@ struct Wifi {
 
 Wifi ParseWifi(const cJSON* object)
 {
-    return {IsTrue(object, "present"), TextOf(object, "state"),   static_cast<uint32_t>(NumberOf(object, "attempt")),
-            TextOf(object, "ssid"),    TextOf(object, "address"), TextOf(object, "reason")};
-}
-
-// The number of a state's name on the wire (Wifi::WifiLinkState).
-int32_t StateNumber(const std::string& state)
-{
-    static constexpr const char* NAMES[] = {"idle", "connecting", "connected", "failed", "disconnected"};
-    const auto* const found = std::find(std::begin(NAMES), std::end(NAMES), state);
-    return static_cast<int32_t>(found - std::begin(NAMES));
+    return {IsTrue(object, "present"),
+            TextOf(object, "state"),
+            static_cast<int32_t>(NumberOf(object, "state_code")),
+            static_cast<uint32_t>(NumberOf(object, "attempt")),
+            TextOf(object, "ssid"),
+            TextOf(object, "address"),
+            TextOf(object, "reason")};
 }
 
 Json WifiDetails(const Wifi& wifi)
 {
     Json object = NewObject();
     cJSON_AddBoolToObject(object.get(), "present", wifi.present);
-    cJSON_AddStringToObject(object.get(), "state", wifi.state.c_str());
-    cJSON_AddStringToObject(object.get(), "ssid", wifi.ssid.c_str());
-    cJSON_AddStringToObject(object.get(), "address", wifi.address.c_str());
-    cJSON_AddStringToObject(object.get(), "reason", wifi.reason.c_str());
+    AddText(object.get(), "state", wifi.state);
+    AddText(object.get(), "ssid", wifi.ssid);
+    AddText(object.get(), "address", wifi.address);
+    AddText(object.get(), "reason", wifi.reason);
     return object;
 }
 
@@ -62,10 +59,8 @@ double MillisecondsSince(Clock::time_point from)
 class Start {
 public:
     Start(const GlobalOptions& options, Output& output, Client::DistNetClient& client, Peer peer)
-        : options_(options), output_(output), client_(client), peer_(std::move(peer)), details_(NewObject())
+        : options_(options), output_(output), client_(client), peer_(std::move(peer)), details_(PeerDetails(peer_))
     {
-        cJSON_AddStringToObject(details_.get(), "peer", peer_.name.c_str());
-        cJSON_AddStringToObject(details_.get(), "network_id", peer_.networkId.c_str());
     }
 
     Outcome Run(bool wait, bool timing)
@@ -189,8 +184,8 @@ private:
                                     "`distnetctl status` shows where this device's Wi-Fi stands.", nullptr});
             }
             std::string json;
-            const auto call = client_.WaitForWifi(wifi.attempt, StateNumber(wifi.state),
-                                                  std::min<std::chrono::milliseconds>(left, MAX_SINGLE_WAIT), json);
+            const auto call =
+                client_.WaitForWifi(wifi.attempt, wifi.stateCode, std::min(left, Host::HOST_MAX_WAIT), json);
             if (!call.Succeeded()) {
                 return WithDetails(FromCall(call));
             }
@@ -241,16 +236,11 @@ int RunStart(const GlobalOptions& options, Output& output, const std::string& wo
         return output.Finish(std::move(failure));
     }
     EndOnInterrupt();
-    std::string json;
-    const Client::CallResult call = client->GetDevices(json);
-    if (!call.Succeeded()) {
-        return output.Finish(FromCall(call));
-    }
-    Result<Peer> peer = ResolvePeer(word, ParsePeers(json));
+    std::optional<Peer> peer = FindPeer(*client, word, failure);
     if (!peer) {
-        return output.Finish(UsageError(peer.Message(), "`distnetctl devices` lists them."));
+        return output.Finish(std::move(failure));
     }
-    return output.Finish(Start(options, output, *client, peer.Value()).Run(wait, timing));
+    return output.Finish(Start(options, output, *client, *std::move(peer)).Run(wait, timing));
 }
 
 }  // namespace Vexo::Ctl

@@ -1,7 +1,6 @@
 #include "tools/distnetctl/status_view.h"
 
-#include <sstream>
-
+#include "platform/base/text.h"
 #include "tools/distnetctl/json.h"
 #include "tools/distnetctl/output.h"
 
@@ -10,7 +9,7 @@ namespace Vexo::Ctl {
 namespace {
 
 constexpr size_t LABEL_WIDTH = 12;
-constexpr size_t TEXT_WIDTH = 80 - LABEL_WIDTH;
+constexpr size_t TEXT_WIDTH = COLUMNS - LABEL_WIDTH;
 
 std::string AbilityNames(const cJSON* abilities)
 {
@@ -70,7 +69,7 @@ std::vector<StatusLine> StatusLines(const cJSON* status, const cJSON* counts)
                        ShortId(TextOf(device, "network_id"))},
         {"account", account.empty() ? "none: see `distnetctl account --help`" : "\"" + account + "\""},
         {"daemon", "distnetd " + TextOf(status, "version") + ", " + TextOf(status, "platform") + ", up " +
-                       LongDurationText(static_cast<int64_t>(NumberOf(status, "uptime_ms") / 1000))},
+                       RoughDuration(std::chrono::seconds(static_cast<int64_t>(NumberOf(status, "uptime_ms") / 1000)))},
         {"service", service + (service == "stopped" ? " (starts on demand)" : "")}};
     const cJSON* abilities = cJSON_GetObjectItemCaseSensitive(status, "abilities");
     for (std::string& piece : Wrap(AbilityNames(abilities), TEXT_WIDTH)) {
@@ -93,21 +92,6 @@ std::vector<StatusLine> StatusLines(const cJSON* status, const cJSON* counts)
 std::string Labelled(const StatusLine& line)
 {
     return Column(line.label, LABEL_WIDTH) + line.text;
-}
-
-std::vector<std::string> Wrap(const std::string& text, size_t width)
-{
-    std::vector<std::string> pieces;
-    std::istringstream words(text);
-    std::string word;
-    while (words >> word) {
-        if (pieces.empty() || TextWidth(pieces.back()) + 1 + TextWidth(word) > width) {
-            pieces.push_back(word);
-        } else {
-            pieces.back() += " " + word;
-        }
-    }
-    return pieces;
 }
 
 }  // namespace Vexo::Ctl

@@ -24,7 +24,4 @@ std::string HotspotText(const cJSON* hotspot);
 // The line with its label in front, in 12 columns.
 std::string Labelled(const StatusLine& line);
 
-// Text broken at spaces so that no piece is wider than width, where its words allow that.
-std::vector<std::string> Wrap(const std::string& text, size_t width);
-
 }  // namespace Vexo::Ctl

@@ -1,6 +1,6 @@
 #include "tools/distnetctl/time_word.h"
 
-#include <charconv>
+#include <array>
 #include <ctime>
 #include <optional>
 #include <regex>
@@ -43,13 +43,15 @@ std::optional<Time> Midnight(const std::string& word, Time now)
     return system_clock::from_time_t(std::mktime(&parts));
 }
 
+}  // namespace
+
 // https://www.rfc-editor.org/rfc/rfc3339#section-5.6
-std::optional<Time> Rfc3339(const std::string& word)
+std::optional<Time> ParseRfc3339(const std::string& text)
 {
     static const std::regex FORM(
         "(\\d{4})-(\\d\\d)-(\\d\\d)[Tt ](\\d\\d):(\\d\\d):(\\d\\d)(?:\\.(\\d+))?(?:[Zz]|([+-])(\\d\\d):(\\d\\d))");
     std::smatch match;
-    if (!std::regex_match(word, match, FORM)) {
+    if (!std::regex_match(text, match, FORM)) {
         return std::nullopt;
     }
     const auto number = [&](size_t at) { return match[at].matched ? std::stoi(match[at]) : 0; };
@@ -72,14 +74,12 @@ std::optional<Time> Rfc3339(const std::string& word)
     return system_clock::from_time_t(seconds - offset) + std::chrono::milliseconds(milliseconds);
 }
 
-}  // namespace
-
 Result<Time> ParseTime(const std::string& word, Time now)
 {
     if (word == "now") {
         return now;
     }
-    for (const std::optional<Time>& time : {Ago(word, now), Midnight(word, now), Rfc3339(word)}) {
+    for (const std::optional<Time>& time : {Ago(word, now), Midnight(word, now), ParseRfc3339(word)}) {
         if (time) {
             return *time;
         }
@@ -87,6 +87,15 @@ Result<Time> ParseTime(const std::string& word, Time now)
     return Error{"\"" + word +
                  "\" is no time (30s, 10m, 2h, 1d or 2w ago; now, today, yesterday; or RFC 3339, as "
                  "2026-11-21T12:08:06Z)"};
+}
+
+std::string LocalText(Time time, const char* format)
+{
+    const std::time_t seconds = system_clock::to_time_t(time);
+    std::tm parts{};
+    localtime_r(&seconds, &parts);
+    std::array<char, 32> text{};
+    return {text.data(), std::strftime(text.data(), text.size(), format, &parts)};
 }
 
 }  // namespace Vexo::Ctl

@@ -1,7 +1,9 @@
-// What a person means by a time: "10m" (ago), "yesterday", or a time of RFC 3339. Pure function; any thread.
+// Times as people write and read them: "10m" (ago), "yesterday", a time of RFC 3339; and in local time. Pure but for
+// the local time zone; any thread.
 #pragma once
 
 #include <chrono>
+#include <optional>
 #include <string>
 
 #include "platform/base/result.h"
@@ -12,5 +14,11 @@ namespace Vexo::Ctl {
 // time); or RFC 3339 with date, time and offset. The error says what is allowed.
 Result<std::chrono::system_clock::time_point> ParseTime(const std::string& word,
                                                         std::chrono::system_clock::time_point now);
+
+// Of RFC 3339 with date, time and offset; none for anything else.
+std::optional<std::chrono::system_clock::time_point> ParseRfc3339(const std::string& text);
+
+// In local time, in the form of strftime(3).
+std::string LocalText(std::chrono::system_clock::time_point time, const char* format);
 
 }  // namespace Vexo::Ctl

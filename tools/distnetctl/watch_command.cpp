@@ -64,7 +64,7 @@ Json NewLine(const char* kind, const std::string& time)
 {
     Json line = NewObject();
     cJSON_AddStringToObject(line.get(), "kind", kind);
-    cJSON_AddStringToObject(line.get(), "time", time.c_str());
+    AddText(line.get(), "time", time);
     return line;
 }
 
@@ -72,11 +72,11 @@ Json NewLine(const char* kind, const std::string& time)
 void Show(Output& output, const Change& change, TimePoint seen, const std::string& message)
 {
     const Json line = NewLine("change", QuviewDFX::Rfc3339(seen));
-    cJSON_AddStringToObject(line.get(), "subject", change.subject.c_str());
-    cJSON_AddStringToObject(line.get(), "name", change.name.c_str());
-    cJSON_AddStringToObject(line.get(), "value", change.value.c_str());
+    AddText(line.get(), "subject", change.subject);
+    AddText(line.get(), "name", change.name);
+    AddText(line.get(), "value", change.value);
     AddMember(line.get(), "before", change.before.empty() ? nullptr : Json(cJSON_CreateString(change.before.c_str())));
-    cJSON_AddStringToObject(line.get(), "message", message.c_str());
+    AddText(line.get(), "message", message);
     output.Object(line.get());
     output.Line(ClockText(seen) + " " + change.subject + (change.name.empty() ? "" : " " + change.name) + ": " +
                 change.value + (message.empty() ? "" : ": " + message));
@@ -85,7 +85,7 @@ void Show(Output& output, const Change& change, TimePoint seen, const std::strin
 void Show(Output& output, const WatchedEvent& event, TimePoint seen)
 {
     const Json line = NewLine("event", event.time);
-    cJSON_AddStringToObject(line.get(), "name", event.name.c_str());
+    AddText(line.get(), "name", event.name);
     AddMember(line.get(), "params", ParseJson(event.paramsJson));
     output.Object(line.get());
     output.Line(ClockText(seen) + " event " + event.name + ": " + event.params);

@@ -23,7 +23,7 @@ std::string ParamsOf(const cJSON* params)
 }  // namespace
 
 WatchSource::WatchSource(std::string socket, std::chrono::milliseconds limit, std::string since)
-    : socket_(std::move(socket)), limit_(limit), lastEventTime_(std::move(since))
+    : socket_(std::move(socket)), limit_(limit), since_(std::move(since))
 {
 }
 
@@ -33,7 +33,7 @@ Snapshot WatchSource::Look()
     snapshot.time = std::chrono::system_clock::now();
     if (!client_) {
         client_ = Client::DistNetClient::Connect(socket_, snapshot.call);
-        cursor_ = 0;
+        reader_.Reconnected();
         if (client_) {
             client_->SetLimit(limit_);
         }
@@ -70,29 +70,25 @@ Client::CallResult WatchSource::Ask(Snapshot& snapshot)
 Client::CallResult WatchSource::AskForEvents(std::vector<WatchedEvent>& events)
 {
     for (;;) {
-        std::string json;
-        Client::CallResult call = client_->GetEvents(cursor_, std::chrono::milliseconds(0), json);
+        EventPage page;
+        Client::CallResult call = reader_.Read(*client_, std::chrono::milliseconds(0), page);
         if (!call.Succeeded()) {
             return call;
         }
-        const Json page = ParseJson(json);
-        const auto next = static_cast<uint64_t>(NumberOf(page.get(), "cursor", static_cast<double>(cursor_)));
         const cJSON* event = nullptr;
-        cJSON_ArrayForEach(event, cJSON_GetObjectItemCaseSensitive(page.get(), "events"))
+        cJSON_ArrayForEach(event, page.events.get())
         {
             const cJSON* params = cJSON_GetObjectItemCaseSensitive(event, "params");
-            if (std::string time = TextOf(event, "time"); time > lastEventTime_) {
+            if (std::string time = TextOf(event, "time"); time >= since_) {
                 events.push_back({std::move(time), TextOf(event, "name"), ParamsOf(params), JsonText(params)});
             }
         }
         if (events.size() > MAX_WATCHED_EVENTS) {
             events.erase(events.begin(), events.end() - static_cast<ptrdiff_t>(MAX_WATCHED_EVENTS));
         }
-        if (next == cursor_) {
-            lastEventTime_ = events.empty() ? lastEventTime_ : events.back().time;
+        if (!page.more) {
             return call;
         }
-        cursor_ = next;
     }
 }
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "client/distnet_client.h"
+#include "tools/distnetctl/event_reader.h"
 #include "tools/distnetctl/json.h"
 #include "tools/distnetctl/peers.h"
 
@@ -45,9 +46,9 @@ private:
 
     const std::string socket_;
     const std::chrono::milliseconds limit_;
+    const std::string since_;
     std::unique_ptr<Client::DistNetClient> client_;
-    uint64_t cursor_ = 0;        // of the daemon that is connected
-    std::string lastEventTime_;  // a daemon that was started again tells its old events again
+    EventReader reader_;
 };
 
 }  // namespace Vexo::Ctl

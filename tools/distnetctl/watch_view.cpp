@@ -2,10 +2,11 @@
 
 #include <algorithm>
 #include <array>
-#include <ctime>
 
+#include "platform/base/text.h"
 #include "tools/distnetctl/output.h"
 #include "tools/distnetctl/status_view.h"
+#include "tools/distnetctl/time_word.h"
 
 namespace Vexo::Ctl {
 
@@ -18,24 +19,14 @@ constexpr size_t ROOMY_ROWS = 20;      // fewer: only what changes is shown
 constexpr size_t PEER_ROW_WIDTH = 69;  // narrower: a peer's name and state only
 constexpr const char* AWAY = "away";
 
-std::string LocalText(TimePoint time, const char* format)
-{
-    const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
-    std::tm parts{};
-    localtime_r(&seconds, &parts);
-    std::array<char, 32> text{};
-    return std::string(text.data(), std::strftime(text.data(), text.size(), format, &parts));
-}
-
 // "12:08:06" of an event's RFC 3339 time, in local time; of an older one than a day "11-20 12:08"; other text as it is.
 std::string EventClock(const std::string& time, TimePoint now)
 {
-    std::tm parts{};
-    if (strptime(time.c_str(), "%Y-%m-%dT%H:%M:%S", &parts) == nullptr) {
+    const auto parsed = ParseRfc3339(time);
+    if (!parsed) {
         return time;
     }
-    const TimePoint then = std::chrono::system_clock::from_time_t(timegm(&parts));
-    return LocalText(then, now - then < std::chrono::hours(24) ? "%H:%M:%S" : "%m-%d %H:%M");
+    return LocalText(*parsed, now - *parsed < std::chrono::hours(24) ? "%H:%M:%S" : "%m-%d %H:%M");
 }
 
 bool IsEssential(const std::string& label)

@@ -85,7 +85,7 @@ TEST_F(SimulatedDeviceTest, ADamagedStateFileIsNamedOnceAndTheStateBeforeItStays
     device.End();
     WriteState("{\"scren\"");
     device.Start();
-    EXPECT_EQ(log_.Count("device-state.json: not valid JSON at line 1, column 9"), 1U);
+    EXPECT_EQ(log_.Count("device-state.json:1:9: the JSON ends too early"), 1U);
     EXPECT_TRUE(simIs(Telephony::SimState::LOADED)) << "before it, at a start, come the defaults";
     EXPECT_FALSE(LoadDeviceState(device.Options().stateDir)) << "the file stays as it is";
 }

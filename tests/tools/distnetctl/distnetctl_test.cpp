@@ -1,10 +1,12 @@
 // What distnetctl makes of words: which device is meant and how lines are laid out.
 
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <map>
 #include <sstream>
 
+#include "platform/base/open_file.h"
 #include "tools/distnetctl/app.h"
 #include "tools/distnetctl/output.h"
 #include "tools/distnetctl/peers.h"
@@ -86,6 +88,12 @@ TEST(TimeTest, AnAgeADayOrRfc3339IsATimeAndAnythingElseAnError)
     }
 }
 
+TEST(StreamsTest, AClosedOutputIsNotTakenByWhatIsOpenedNext)
+{
+    EXPECT_EXIT((close(STDOUT_FILENO), KeepStandardStreams(), _exit(dup(STDIN_FILENO) > STDERR_FILENO ? 0 : 1)),
+                testing::ExitedWithCode(0), "");
+}
+
 TEST(UsageTest, WrongWordsEndWithTwoAndHelpFitsATerminal)
 {
     for (const std::vector<const char*>& words : {std::vector<const char*>{"distnetctl"},
@@ -98,8 +106,11 @@ TEST(UsageTest, WrongWordsEndWithTwoAndHelpFitsATerminal)
         EXPECT_EQ(RunApp(static_cast<int>(words.size()), words.data()), EXIT_USAGE) << words.back();
     }
     testing::internal::CaptureStdout();
-    const char* help[] = {"distnetctl", "--help"};
-    EXPECT_EQ(RunApp(2, help), 0);
+    for (const std::vector<const char*>& words : {std::vector<const char*>{"distnetctl", "--help"},
+                                                  {"distnetctl", "account", "--help"},
+                                                  {"distnetctl", "events", "--help"}}) {
+        EXPECT_EQ(RunApp(static_cast<int>(words.size()), words.data()), 0);
+    }
     std::istringstream lines(testing::internal::GetCapturedStdout());
     for (std::string line; std::getline(lines, line);) {
         EXPECT_LE(line.size(), 80u) << line;

@@ -1,0 +1,59 @@
+// Json: a cJSON tree with an owner, and the reading and writing of JSON text that the platform, the daemon and its tool
+// share. Functions without state; nothing blocks. A tree belongs to one thread at a time. What is left to cJSON itself
+// (members, kinds): cjson/cJSON.h.
+#pragma once
+
+#include <cjson/cJSON.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "platform/base/result.h"
+
+namespace Vexo {
+
+struct JsonDeleter {
+    void operator()(cJSON* json) const noexcept { cJSON_Delete(json); }
+};
+// Null where memory is short, too; cJSON takes a null tree for an empty one.
+using Json = std::unique_ptr<cJSON, JsonDeleter>;
+
+inline Json NewObject()
+{
+    return Json(cJSON_CreateObject());
+}
+
+// Null when the text does not begin with JSON.
+inline Json ParseJson(std::string_view text)
+{
+    return Json(cJSON_ParseWithLength(text.data(), text.size()));
+}
+
+// For text that a person may have written: one JSON value and nothing else. The error begins with line and column
+// (in bytes), both from 1: "7:3: the JSON ends too early", "2:8: not JSON from here on".
+Result<Json> ParseWholeJson(const std::string& text);
+
+// The value as JSON text without spaces; empty when memory is short.
+std::string JsonText(const cJSON* value);
+
+// A member for the object, which must not have it yet.
+inline void AddText(cJSON* object, const char* key, const std::string& text)
+{
+    cJSON_AddStringToObject(object, key, text.c_str());
+}
+
+// The same; beyond 2^53 a JSON number is not exact (RFC 8259, 6).
+inline void AddNumber(cJSON* object, const char* key, uint64_t number)
+{
+    cJSON_AddNumberToObject(object, key, static_cast<double>(number));
+}
+
+// Moves a tree into the object under that key; a null tree becomes null.
+inline void AddMember(cJSON* object, const char* key, Json member)
+{
+    cJSON_AddItemToObject(object, key, member ? member.release() : cJSON_CreateNull());
+}
+
+}  // namespace Vexo
