@@ -1,13 +1,11 @@
 #include "backends/linux/own_profiles.h"
 
-#include <cjson/cJSON.h>
-
 #include <array>
-#include <memory>
 #include <system_error>
 #include <utility>
 
 #include "platform/base/files.h"
+#include "platform/base/json.h"
 #include "platform/dfx/log.h"
 
 namespace Vexo::Linux {
@@ -16,8 +14,6 @@ namespace {
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "OwnProfiles"};
 constexpr size_t MAX_FILE_BYTES = 65536;
 constexpr mode_t FILE_MODE = 0600;
-
-using JsonOwner = std::unique_ptr<cJSON, decltype(&cJSON_Delete)>;
 
 constexpr std::array<std::pair<const char*, std::string NetworkChange::*>, 3> TEXTS{
     {{"profile", &NetworkChange::profile},
@@ -28,26 +24,25 @@ constexpr std::array<std::pair<const char*, bool NetworkChange::*>, 2> FLAGS{
 
 std::string Serialize(const std::vector<NetworkChange>& changes)
 {
-    const JsonOwner document(cJSON_CreateArray(), &cJSON_Delete);
+    const Json document(cJSON_CreateArray());
     for (const NetworkChange& change : changes) {
         cJSON* const entry = cJSON_CreateObject();
         for (const auto& [name, member] : TEXTS) {
-            cJSON_AddStringToObject(entry, name, (change.*member).c_str());
+            AddText(entry, name, change.*member);
         }
         for (const auto& [name, member] : FLAGS) {
             cJSON_AddBoolToObject(entry, name, change.*member);
         }
         cJSON_AddItemToArray(document.get(), entry);
     }
-    const std::unique_ptr<char, decltype(&cJSON_free)> text(cJSON_Print(document.get()), &cJSON_free);
-    return text ? std::string(text.get()) + "\n" : std::string();
+    return IndentedJson(document.get());
 }
 
 }  // namespace
 
 Result<std::vector<NetworkChange>> ParseNetworkChanges(const std::string& json)
 {
-    const JsonOwner document(cJSON_ParseWithLength(json.data(), json.size()), &cJSON_Delete);
+    const Json document = ParseJson(json);
     if (!cJSON_IsArray(document.get())) {
         return Error{"not a JSON array"};
     }

@@ -1,18 +1,17 @@
 #include "backends/simulated/air.h"
 
-#include <cjson/cJSON.h>
 #include <openssl/evp.h>
 
 #include <algorithm>
 #include <array>
 #include <cctype>
 #include <cstdint>
-#include <memory>
 #include <optional>
 #include <system_error>
 #include <utility>
 
 #include "platform/base/files.h"
+#include "platform/base/json.h"
 #include "platform/dfx/log.h"
 
 namespace Vexo::Simulated {
@@ -27,7 +26,6 @@ constexpr size_t DIGEST_BYTES = 32;
 constexpr unsigned FIRST_HOST = 2;  // .1 is the hotspot itself
 constexpr unsigned HOST_COUNT = 253;
 
-using JsonOwner = std::unique_ptr<cJSON, decltype(&cJSON_Delete)>;
 using Digest = std::array<unsigned char, DIGEST_BYTES>;
 
 std::string Hex(const unsigned char* bytes, size_t size)
@@ -76,7 +74,7 @@ std::string MakeKeyProof(const std::string& ssid, const std::string& key)
 
 Result<AirRecord> ParseAirRecord(const std::string& json)
 {
-    const JsonOwner document(cJSON_ParseWithLength(json.data(), json.size()), &cJSON_Delete);
+    const Json document = ParseJson(json);
     if (!cJSON_IsObject(document.get())) {
         return Error{"not a JSON object"};
     }
@@ -115,15 +113,14 @@ Result<AirRecord> ParseAirRecord(const std::string& json)
 
 std::string SerializeAirRecord(const AirRecord& record)
 {
-    const JsonOwner document(cJSON_CreateObject(), &cJSON_Delete);
+    const Json document = NewObject();
     cJSON_AddNumberToObject(document.get(), "version", RECORD_VERSION);
-    cJSON_AddStringToObject(document.get(), "ssid", record.ssid.c_str());
-    cJSON_AddStringToObject(document.get(), "bssid", record.bssid.c_str());
-    cJSON_AddStringToObject(document.get(), "security", SecurityName(record.security));
-    cJSON_AddStringToObject(document.get(), "key_proof", record.keyProof.c_str());
-    cJSON_AddStringToObject(document.get(), "address_range", record.addressRange.c_str());
-    const std::unique_ptr<char, decltype(&cJSON_free)> text(cJSON_Print(document.get()), &cJSON_free);
-    return text ? std::string(text.get()) + "\n" : std::string();
+    AddText(document.get(), "ssid", record.ssid);
+    AddText(document.get(), "bssid", record.bssid);
+    AddText(document.get(), "security", SecurityName(record.security));
+    AddText(document.get(), "key_proof", record.keyProof);
+    AddText(document.get(), "address_range", record.addressRange);
+    return IndentedJson(document.get());
 }
 
 std::filesystem::path Air::RecordPath() const

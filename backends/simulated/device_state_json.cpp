@@ -1,4 +1,3 @@
-#include <memory>
 #include <set>
 
 #include "backends/simulated/device_state_keys.h"
@@ -125,8 +124,7 @@ std::string SerializeDeviceState(const DeviceState& state)
             cJSON_AddItemToObject(parent, key.name.substr(start).c_str(), leaf);
         }
     }
-    const std::unique_ptr<char, decltype(&cJSON_free)> text(cJSON_Print(document.get()), &cJSON_free);
-    return text ? std::string(text.get()) + "\n" : std::string();
+    return IndentedJson(document.get());
 }
 
 }  // namespace Vexo::Simulated

@@ -3,6 +3,16 @@
 #include <algorithm>
 
 namespace Vexo {
+namespace {
+
+// Printed by cJSON, which hands over memory of its own.
+std::string Taken(char* printed)
+{
+    const std::unique_ptr<char, decltype(&cJSON_free)> text(printed, &cJSON_free);
+    return text ? text.get() : "";
+}
+
+}  // namespace
 
 Result<Json> ParseWholeJson(const std::string& text)
 {
@@ -30,8 +40,13 @@ Result<Json> ParseWholeJson(const std::string& text)
 
 std::string JsonText(const cJSON* value)
 {
-    const std::unique_ptr<char, decltype(&cJSON_free)> text(cJSON_PrintUnformatted(value), &cJSON_free);
-    return text ? text.get() : "";
+    return Taken(cJSON_PrintUnformatted(value));
+}
+
+std::string IndentedJson(const cJSON* value)
+{
+    const std::string text = Taken(cJSON_Print(value));
+    return text.empty() ? text : text + "\n";
 }
 
 }  // namespace Vexo

@@ -37,6 +37,8 @@ Result<Json> ParseWholeJson(const std::string& text);
 
 // The value as JSON text without spaces; empty when memory is short.
 std::string JsonText(const cJSON* value);
+// The same for files that people open: indented, with a newline at the end.
+std::string IndentedJson(const cJSON* value);
 
 // A member for the object, which must not have it yet.
 inline void AddText(cJSON* object, const char* key, const std::string& text)

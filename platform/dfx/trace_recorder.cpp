@@ -1,18 +1,16 @@
 #include "platform/dfx/trace_recorder.h"
 
-#include <cjson/cJSON.h>
 #include <pthread.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 
+#include "platform/base/json.h"
 #include "platform/dfx/event_text.h"
 
 namespace Vexo::QuviewDFX {
 namespace {
-
-using Json = std::unique_ptr<cJSON, decltype(&cJSON_Delete)>;
 
 constexpr size_t MAX_NAME_BYTES = 128;
 constexpr size_t ID_DIGITS = 32;  // a longer run of hex digits is an id
@@ -65,9 +63,9 @@ double Microseconds(std::chrono::steady_clock::duration duration)
 
 Json NewEvent(const char* phase, const std::string& name, int tid)
 {
-    Json event(cJSON_CreateObject(), &cJSON_Delete);
-    cJSON_AddStringToObject(event.get(), "ph", phase);
-    cJSON_AddStringToObject(event.get(), "name", AsUtf8(name).c_str());
+    Json event = NewObject();
+    AddText(event.get(), "ph", phase);
+    AddText(event.get(), "name", AsUtf8(name));
     cJSON_AddNumberToObject(event.get(), "pid", ::getpid());
     cJSON_AddNumberToObject(event.get(), "tid", tid);
     return event;
@@ -75,9 +73,8 @@ Json NewEvent(const char* phase, const std::string& name, int tid)
 
 void AppendLine(std::string& text, const Json& event)
 {
-    const std::unique_ptr<char, decltype(&cJSON_free)> line(cJSON_PrintUnformatted(event.get()), &cJSON_free);
     text += text.ends_with('[') ? "\n" : ",\n";
-    text += line ? line.get() : "{}";
+    text += JsonText(event.get());
 }
 
 void AppendName(std::string& text, const char* what, int tid, const std::string& name)

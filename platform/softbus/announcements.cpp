@@ -1,10 +1,9 @@
 #include "platform/softbus/announcements.h"
 
-#include <cjson/cJSON.h>
-
 #include <utility>
 
 #include "platform/base/files.h"
+#include "platform/base/json.h"
 #include "platform/softbus/frame.h"
 #include "platform/softbus/softbus_log.h"
 
@@ -14,12 +13,6 @@ namespace {
 
 constexpr int ANNOUNCEMENT_VERSION = 1;
 constexpr char FILE_SUFFIX[] = ".json";
-
-struct JsonDeleter {
-    void operator()(cJSON* json) const noexcept { cJSON_Delete(json); }
-    void operator()(char* text) const noexcept { cJSON_free(text); }
-};
-using JsonPtr = std::unique_ptr<cJSON, JsonDeleter>;
 
 std::string TextOf(const cJSON* object, const char* key)
 {
@@ -38,18 +31,17 @@ std::string NetworkIdOfFile(const std::string& fileName)
 
 std::string EncodeAnnouncement(const Announcement& announcement)
 {
-    const JsonPtr json(cJSON_CreateObject());
+    const Json json = NewObject();
     cJSON_AddNumberToObject(json.get(), "version", ANNOUNCEMENT_VERSION);
-    cJSON_AddStringToObject(json.get(), "network_id", announcement.networkId.c_str());
-    cJSON_AddStringToObject(json.get(), "transport", announcement.where.transport.c_str());
-    cJSON_AddStringToObject(json.get(), "address", announcement.where.address.c_str());
-    const std::unique_ptr<char, JsonDeleter> text(cJSON_PrintUnformatted(json.get()));
-    return text ? std::string(text.get()) + "\n" : std::string();
+    AddText(json.get(), "network_id", announcement.networkId);
+    AddText(json.get(), "transport", announcement.where.transport);
+    AddText(json.get(), "address", announcement.where.address);
+    return JsonText(json.get()) + "\n";
 }
 
 Result<Announcement> DecodeAnnouncement(const std::string& text)
 {
-    const JsonPtr json(cJSON_ParseWithLength(text.data(), text.size()));
+    const Json json = ParseJson(text);
     if (!cJSON_IsObject(json.get())) {
         return Error{"it is not a JSON object"};
     }
