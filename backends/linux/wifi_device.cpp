@@ -123,8 +123,10 @@ int32_t LinuxWifiDevice::Begin(const Wifi::WifiDeviceConfig& config)
     next.config = config;
     next.radio = radio->path;
     next.deadline = steady_clock::now() + options_.searchLimit;
-    // NetworkManager takes a scan only every 10 s: the first must not come before a hotspot that is just being opened.
-    next.nextScan = steady_clock::now() + options_.lookAgain;
+    if (radio->IsStation()) {
+        // It scans at most every 10 s then: not before a hotspot that is just being opened can be in the air.
+        next.nextScan = steady_clock::now() + options_.lookAgain;
+    }
     next.begunAt = BootClock();
     next.change.previous = attempt_ ? attempt_->change.previous : context_->NetworkOf(*radio);
     if (attempt_) {
