@@ -30,7 +30,7 @@ public:
         options_.hotspot.switchDelay = std::chrono::milliseconds(60);
         options_.hotspot.limits.look = std::chrono::milliseconds(20);
         options_.hotspot.countStations = [this](const std::string&) -> Result<size_t> { return stations.load(); };
-        options_.station.searchLimit = std::chrono::milliseconds(600);
+        options_.station.searchLimit = std::chrono::seconds(3);  // longer than a busy machine takes for a call
         options_.station.lookAgain = std::chrono::milliseconds(50);
     }
     ~WifiMachine() { End(); }
