@@ -376,8 +376,10 @@ void LinuxWifiDevice::End(WifiLinkState state, const std::string& reason)
 void LinuxWifiDevice::LookAgainIn(milliseconds delay)
 {
     Tasks::CancelTimer(timer_);
-    timer_ = Tasks::RunAfter(
-        delay, [self = sptr<LinuxWifiDevice>(this)] { self->context_->strand.Post([self] { self->Look(true); }); });
+    // A timer that fired before it was replaced may have posted its look already: that is not the one waited for.
+    timer_ = Tasks::RunAfter(delay, [self = sptr<LinuxWifiDevice>(this), wait = ++wait_] {
+        self->context_->strand.Post([self, wait] { self->Look(wait == self->wait_); });
+    });
 }
 
 void LinuxWifiDevice::Stop()
