@@ -377,8 +377,8 @@ void LinuxWifiDevice::LookAgainIn(milliseconds delay)
 {
     Tasks::CancelTimer(timer_);
     // A timer that fired before it was replaced may have posted its look already: that is not the one waited for.
-    timer_ = Tasks::RunAfter(delay, [self = sptr<LinuxWifiDevice>(this), wait = ++wait_] {
-        self->context_->strand.Post([self, wait] { self->Look(wait == self->wait_); });
+    timer_ = Tasks::RunAfter(delay, [self = sptr<LinuxWifiDevice>(this), number = ++timersSet_] {
+        self->context_->strand.Post([self, number] { self->Look(number == self->timersSet_); });
     });
 }
 

@@ -106,7 +106,7 @@ private:
 
     std::optional<Attempt> attempt_;  // touched on the strand only
     Tasks::TimerId timer_ = 0;        // touched on the strand only
-    uint32_t wait_ = 0;               // touched on the strand only; counts what timer_ was set for
+    uint32_t timersSet_ = 0;          // touched on the strand only; the number of the latest
 
     Wifi::WifiLink link_;            // own synchronisation
     Wifi::WifiConfigStore configs_;  // own synchronisation

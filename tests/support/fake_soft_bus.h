@@ -10,7 +10,7 @@
 
 #include "platform/ipc/iremote_object.h"
 #include "platform/softbus/softbus_service.h"
-#include "tests/support/signals.h"
+#include "tests/support/trail.h"
 
 namespace Vexo::Tests {
 

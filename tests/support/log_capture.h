@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "platform/dfx/sinks.h"
-#include "tests/support/signals.h"
+#include "tests/support/trail.h"
 
 namespace Vexo::Tests {
 

@@ -9,7 +9,7 @@
 
 #include "platform/events/common_event_subscriber.h"
 #include "platform/events/common_event_support.h"
-#include "tests/support/signals.h"
+#include "tests/support/trail.h"
 
 namespace Vexo::Tests {
 

@@ -27,9 +27,9 @@ public:
     void Reconnected();
 
 private:
-    uint64_t cursor_ = 0;  // of the daemon that is connected
-    std::string last_;     // the last event read, as JSON text
-    std::string resumeAfter_;
+    uint64_t cursor_ = 0;      // of the daemon that is connected
+    std::string last_;         // the last event read, as JSON text
+    std::string resumeAfter_;  // what comes before, and this event, was read from an earlier connection; empty: nothing
 };
 
 }  // namespace Vexo::Ctl

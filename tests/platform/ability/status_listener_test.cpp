@@ -3,7 +3,7 @@
 #include <thread>
 
 #include "platform/ability/system_ability_manager.h"
-#include "tests/support/signals.h"
+#include "tests/support/trail.h"
 
 namespace Vexo {
 namespace {

@@ -7,7 +7,7 @@
 #include <string>
 #include <thread>
 
-#include "tests/support/signals.h"
+#include "tests/support/trail.h"
 
 namespace Vexo::AppExecFwk {
 namespace {

@@ -16,7 +16,7 @@
 #include "platform/softbus/softbus_server.h"
 #include "platform/trust/tls_context.h"
 #include "tests/platform/trust/trust_fixture.h"
-#include "tests/support/signals.h"
+#include "tests/support/trail.h"
 
 namespace Vexo::SoftBus::Tests {
 

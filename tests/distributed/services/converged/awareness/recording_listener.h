@@ -5,7 +5,7 @@
 #include <string>
 
 #include "distributed/services/converged/awareness/awareness_center_callback.h"
-#include "tests/support/signals.h"
+#include "tests/support/trail.h"
 
 namespace Vexo::Tests {
 
