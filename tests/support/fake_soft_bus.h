@@ -3,9 +3,7 @@
 #pragma once
 
 #include <functional>
-#include <mutex>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "platform/ipc/iremote_object.h"
@@ -48,19 +46,17 @@ public:
     std::vector<SoftBus::Node> Nodes() override { return {}; }
     SoftBus::Node LocalNode() override { return {}; }
 
+    CallbackThreads callbacks;
+
 private:
     int Record(const std::string& call, int result, const std::function<void()>& after)
     {
         Add(call);
         if (after) {
-            const std::lock_guard lock(mutex_);
-            callbacks_.emplace_back(after);
+            callbacks.Run(after);
         }
         return result;
     }
-
-    std::mutex mutex_;
-    std::vector<std::jthread> callbacks_;  // last: joined before what they use goes
 };
 
 }  // namespace Vexo::Tests

@@ -1,4 +1,5 @@
-// FakeWifiHotspot (1121) and FakeWifiDevice (1120): results are set before use.
+// FakeWifiHotspot (1121) and FakeWifiDevice (1120): results are set before use. The device keeps a trail of what it is
+// asked to join: "add ssid", "connect ssid".
 #pragma once
 
 #include <vector>
@@ -6,6 +7,7 @@
 #include "platform/ipc/iremote_object.h"
 #include "platform/wifi/wifi_device.h"
 #include "platform/wifi/wifi_hotspot.h"
+#include "tests/support/trail.h"
 
 namespace Vexo::Tests {
 
@@ -30,7 +32,7 @@ public:
     }
 };
 
-class FakeWifiDevice : public IPCObjectStub, public Wifi::WifiDevice {
+class FakeWifiDevice : public IPCObjectStub, public Wifi::WifiDevice, public Trail<std::string> {
 public:
     std::vector<Wifi::WifiDeviceConfig> stored;
 
@@ -39,8 +41,16 @@ public:
         configs = stored;
         return 0;
     }
-    int32_t AddDeviceConfig(const Wifi::WifiDeviceConfig&, int&, bool) override { return 0; }
-    int32_t ConnectToDevice(const Wifi::WifiDeviceConfig&) override { return 0; }
+    int32_t AddDeviceConfig(const Wifi::WifiDeviceConfig& config, int&, bool) override
+    {
+        Add("add " + config.ssid);
+        return 0;
+    }
+    int32_t ConnectToDevice(const Wifi::WifiDeviceConfig& config) override
+    {
+        Add("connect " + config.ssid);
+        return 0;
+    }
     Wifi::WifiLinkInfo GetLinkInfo() override { return {}; }
     Wifi::WifiLinkInfo WaitForChange(const Wifi::WifiLinkInfo& known, std::chrono::milliseconds) override
     {

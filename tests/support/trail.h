@@ -1,11 +1,13 @@
 // What tests of threads wait with: a gate that holds tasks, and a trail of what has happened so far, which fakes and
-// listeners keep too. Any thread. What adds to a trail does so last, so that the trail may go once all has been seen.
+// listeners keep too; and the threads on which a fake calls back. Any thread. What adds to a trail does so last, so
+// that the trail may go once all has been seen.
 #pragma once
 
 #include <condition_variable>
 #include <functional>
 #include <future>
 #include <mutex>
+#include <thread>
 #include <utility>
 #include <vector>
 
@@ -34,6 +36,29 @@ private:
     std::promise<void> promise_;
     const std::shared_future<void> opened_ = promise_.get_future().share();
     std::once_flag once_;
+};
+
+// Runs each callback on a thread of its own; the destructor waits for them. A callback that may hold the last reference
+// to the owner is joined before.
+class CallbackThreads {
+public:
+    void Run(const std::function<void()>& callback)
+    {
+        const std::lock_guard lock(mutex_);
+        threads_.emplace_back(callback);
+    }
+    void Join()
+    {
+        std::vector<std::jthread> threads;
+        {
+            const std::lock_guard lock(mutex_);
+            threads.swap(threads_);
+        }
+    }
+
+private:
+    std::mutex mutex_;
+    std::vector<std::jthread> threads_;
 };
 
 template <typename T>

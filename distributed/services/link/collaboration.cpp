@@ -117,14 +117,17 @@ int32_t Collaboration::StopCollaboration(int sessionId)
     return DISTNET_SUCCESS;
 }
 
+bool Collaboration::ClaimAnswer(int sessionId)
+{
+    return hotspotAnswer_.Claim(sessionId);
+}
+
 void Collaboration::StopCollaborationCondition(int sessionId, int result)
 {
-    const std::lock_guard<std::mutex> lock(hotspotMutex_);
-    NETMGR_EXT_LOGI(" StopCollaborationCondition, sessionId = %{public}d", sessionId);
-    StopCollaboration(sessionId);
-    isHotspotResultReady_ = true;
-    hotspotResult_ = result;
-    hotspotCondition_.notify_all();
+    hotspotAnswer_.Post(sessionId, result, [this, sessionId] {
+        NETMGR_EXT_LOGI(" StopCollaborationCondition, sessionId = %{public}d", sessionId);
+        StopCollaboration(sessionId);
+    });
 }
 
 void Collaboration::SetReceiverReady(int sessionId)
@@ -175,9 +178,7 @@ int32_t Collaboration::SendStartHotspotMessage(int sessionId)
 
 int32_t Collaboration::RequestHotspot(int sessionId)
 {
-    std::unique_lock<std::mutex> lock(hotspotMutex_);
-    // A late answer to an earlier request must not decide this one.
-    isHotspotResultReady_ = false;
+    AwaitedAnswer::Request waiting(hotspotAnswer_, sessionId);
     const MessageTlvStartHotspotRequest request;
     NETMGR_EXT_LOGI(" SendStartHotspotMessage request: %{public}d", static_cast<int32_t>(request.type));
     const int32_t ret =
@@ -187,13 +188,13 @@ int32_t Collaboration::RequestHotspot(int sessionId)
         return DISTNET_ERR_SEND;
     }
     NETMGR_EXT_LOGI(" SendStartHotspotMessage wait");
-    if (!hotspotCondition_.wait_for(lock, COLLABORATION_ANSWER_WAIT, [this] { return isHotspotResultReady_; })) {
+    const std::optional<int32_t> result = waiting.WaitForResult(COLLABORATION_ANSWER_WAIT);
+    if (!result) {
         NETMGR_EXT_LOGE(" SendStartHotspotMessage wait over time");
         return DISTNET_ERR_HOTSPOT_TIMEOUT;
     }
-    isHotspotResultReady_ = false;
-    NETMGR_EXT_LOGI(" SendStartHotspotMessage result: %{public}d", hotspotResult_);
-    return hotspotResult_;
+    NETMGR_EXT_LOGI(" SendStartHotspotMessage result: %{public}d", *result);
+    return *result;
 }
 
 }  // namespace Vexo::NetManagerStandard

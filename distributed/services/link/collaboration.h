@@ -2,7 +2,8 @@
 // (platform/collaboration/collaboration_ability.h) instead of a soft bus session: it starts and stops collaborations,
 // and lets a requester wait first for its peer's receiver and then for the answer. CollaborationCallback is what the
 // framework calls, on its own threads; received messages go to collaboration_listener.h. Any thread. Locks, in order:
-// receiverMutex_, hotspotMutex_, readyEntriesMutex_. Results: service/distnet_errors.h and the framework's own.
+// receiverMutex_, those of hotspotAnswer_, readyEntriesMutex_. Results: service/distnet_errors.h and the framework's
+// own.
 #pragma once
 
 #include <chrono>
@@ -12,6 +13,7 @@
 #include <mutex>
 #include <string>
 
+#include "distributed/services/link/awaited_answer.h"
 #include "platform/base/nocopyable.h"
 #include "platform/collaboration/data_callback.h"
 
@@ -38,7 +40,10 @@ public:
     int32_t StartCollaboration(const std::string& deviceId, int& sessionId);
     // Receives no longer and ends the collaboration. Does not block; the framework's code of the step that failed.
     int32_t StopCollaboration(int sessionId);
-    // Stops and posts the outcome of the request that waits, whichever collaboration it was sent on.
+    // True when a received answer may be acted on: a request waits on that collaboration, and this is its first answer.
+    // Its outcome is then posted. Blocks while a request is being sent.
+    bool ClaimAnswer(int sessionId);
+    // Stops the collaboration and posts the outcome of the request that waits on it.
     void StopCollaborationCondition(int sessionId, int result);
 
     // From the framework: the peer receives on that collaboration. Blocks while a request waits for its answer.
@@ -58,10 +63,7 @@ private:
     // Sends the request and waits for what is posted.
     int32_t RequestHotspot(int sessionId);
 
-    bool isHotspotResultReady_ = false;  // guarded by hotspotMutex_, as is the result
-    int32_t hotspotResult_ = 0;
-    std::condition_variable hotspotCondition_;
-    std::mutex hotspotMutex_;
+    AwaitedAnswer hotspotAnswer_;
 
     // Held for a whole request, except while it waits for the receiver.
     std::mutex receiverMutex_;

@@ -105,6 +105,11 @@ void CollaborationListener::HandlerParkData(int sessionId, cJSON* json, const Wi
 void CollaborationListener::HandleMessageStartHotSpotResponse(int sessionId, unsigned char* data, unsigned int len)
 {
     NETMGR_EXT_LOGI(" HandleMessageStartHotSpotResponse start");
+    Collaboration& collaboration = Collaboration::GetInstance();
+    if (!collaboration.ClaimAnswer(sessionId)) {
+        collaboration.StopCollaboration(sessionId);
+        return;
+    }
     Wifi::WifiDeviceConfig config;
     const int32_t result = ParseStartHotspotResponseMessage(data, len, config);
     if (result != DISTNET_SUCCESS) {
@@ -114,7 +119,7 @@ void CollaborationListener::HandleMessageStartHotSpotResponse(int sessionId, uns
         // The peer has done its part, and that is what the waiting request hears; a failed join is in the log.
         (void)JoinHotspot(config);
     }
-    Collaboration::GetInstance().StopCollaborationCondition(sessionId, result);
+    collaboration.StopCollaborationCondition(sessionId, result);
 }
 
 int32_t CollaborationListener::SendStartHotspotResponseMessage(int sessionId, const std::string& message)

@@ -32,8 +32,8 @@ public:
     // Handlers; data is valid during the call.
     // Opens the hotspot and answers. Silent when there is no hotspot service: the requester times out.
     void HandleMessageStartHotSpot(int sessionId, unsigned char* data, unsigned int len);
-    // Adds the received configuration, connects, and posts what parsing said: 0 also when joining failed. Always stops
-    // the collaboration.
+    // Adds the received configuration, connects, and posts what parsing said: 0 also when joining failed. Drops an
+    // answer that no request of this device waits for. Stops the collaboration in every case.
     void HandleMessageStartHotSpotResponse(int sessionId, unsigned char* data, unsigned int len);
     void HandleMessageUnknown(int sessionId, unsigned char* data, unsigned int len);
 

@@ -121,6 +121,11 @@ void DataListener::HandlerParkData(int sessionId, cJSON* json, std::string& mess
 void DataListener::HandleMessageStartHotSpotResponse(int sessionId, unsigned char* data, unsigned int len)
 {
     NETMGR_EXT_LOGI(" HandleMessageStartHotSpotResponse start");
+    const std::shared_ptr<SoftBusAdapter> adapter = SoftBusAdapter::GetInstance();
+    if (!adapter->ClaimAnswer(sessionId)) {
+        adapter->CloseSoftBusSession(sessionId);
+        return;
+    }
     Wifi::WifiDeviceConfig config;
     int32_t result = ParseStartHotspotResponseMessage(data, len, config);
     if (result != DISTNET_SUCCESS) {
@@ -128,7 +133,7 @@ void DataListener::HandleMessageStartHotSpotResponse(int sessionId, unsigned cha
     } else {
         result = JoinHotspot(config);
     }
-    SoftBusAdapter::GetInstance()->CloseSessionCondition(sessionId, result);
+    adapter->CloseSessionCondition(sessionId, result);
 }
 
 int32_t DataListener::SendStartHotspotResponseMessage(int sessionId, const std::string& message)

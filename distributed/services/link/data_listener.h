@@ -40,7 +40,8 @@ public:
     void HandleMessageHelloResponse(int sessionId, unsigned char* data, unsigned int len);
     // Opens the hotspot and answers. Silent when there is no hotspot service: the requester times out.
     void HandleMessageStartHotSpot(int sessionId, unsigned char* data, unsigned int len);
-    // Adds the received configuration, connects, and posts 0 or what failed; always closes the session.
+    // Adds the received configuration, connects, and posts 0 or what failed. Drops an answer that no request of this
+    // device waits for. Closes the session in every case.
     void HandleMessageStartHotSpotResponse(int sessionId, unsigned char* data, unsigned int len);
     void HandleMessageUnknown(int sessionId, unsigned char* data, unsigned int len);
     void HandleMessageUnknownResponse(int sessionId, unsigned char* data, unsigned int len);

@@ -224,9 +224,7 @@ int32_t SoftBusAdapter::SendHelloMessage(int sessionId)
 
 int32_t SoftBusAdapter::SendStartHotspotMessage(int sessionId)
 {
-    std::unique_lock<std::mutex> lock(hotspotMutex_);
-    // A late answer to an earlier request must not decide this one.
-    isHotspotResultReady_ = false;
+    AwaitedAnswer::Request waiting(hotspotAnswer_, sessionId);
     const MessageTlvStartHotspotRequest request;
     NETMGR_EXT_LOGI(" SendStartHotspotMessage request: %{public}d", static_cast<int32_t>(request.type));
     if (SendSoftBusBytes(sessionId, request.getBytes().get(), sizeof(request)) != DISTNET_SUCCESS) {
@@ -235,24 +233,27 @@ int32_t SoftBusAdapter::SendStartHotspotMessage(int sessionId)
         return DISTNET_ERR_SEND;
     }
     NETMGR_EXT_LOGI(" SendStartHotspotMessage wait result");
-    if (!hotspotCondition_.wait_for(lock, START_HOTSPOT_ANSWER_WAIT, [this] { return isHotspotResultReady_; })) {
+    const std::optional<int32_t> result = waiting.WaitForResult(START_HOTSPOT_ANSWER_WAIT);
+    if (!result) {
         NETMGR_EXT_LOGE(" SendStartHotspotMessage wait over time");
         CloseSoftBusSession(sessionId);
         return DISTNET_ERR_HOTSPOT_TIMEOUT;
     }
-    isHotspotResultReady_ = false;
-    NETMGR_EXT_LOGI(" SendStartHotspotMessage result: %{public}d", hotspotResult_);
-    return hotspotResult_;
+    NETMGR_EXT_LOGI(" SendStartHotspotMessage result: %{public}d", *result);
+    return *result;
+}
+
+bool SoftBusAdapter::ClaimAnswer(int sessionId)
+{
+    return hotspotAnswer_.Claim(sessionId);
 }
 
 void SoftBusAdapter::CloseSessionCondition(int sessionId, int result)
 {
-    const std::lock_guard<std::mutex> lock(hotspotMutex_);
-    NETMGR_EXT_LOGI(" CloseSessionCondition, sessionId = %{public}d", sessionId);
-    CloseSoftBusSession(sessionId);
-    isHotspotResultReady_ = true;
-    hotspotResult_ = result;
-    hotspotCondition_.notify_all();
+    hotspotAnswer_.Post(sessionId, result, [this, sessionId] {
+        NETMGR_EXT_LOGI(" CloseSessionCondition, sessionId = %{public}d", sessionId);
+        CloseSoftBusSession(sessionId);
+    });
 }
 
 int32_t SoftBusAdapter::GetPhysicalDeviceInfo(const std::string& pkgName, NodeBasicInfo** info, int* infoNum)

@@ -14,6 +14,7 @@
 #include <shared_mutex>
 #include <string>
 
+#include "distributed/services/link/awaited_answer.h"
 #include "platform/base/nocopyable.h"
 #include "platform/softbus/softbus_types.h"
 
@@ -76,8 +77,10 @@ public:
     // One request at a time: others wait their turn. Returns the posted result; DISTNET_ERR_SEND or
     // DISTNET_ERR_HOTSPOT_TIMEOUT after closing the session.
     int32_t SendStartHotspotMessage(int sessionId);
-    // Closes the session and posts the outcome of the request that waits, whichever session it was sent on: 0, or what
-    // failed.
+    // True when a received answer may be acted on: a request waits on that session, and this is its first answer. Its
+    // outcome is then posted. Blocks while a request is being sent.
+    bool ClaimAnswer(int sessionId);
+    // Closes the session and posts the outcome of the request that waits on it: 0, or what failed.
     void CloseSessionCondition(int sessionId, int result);
 
     // The online devices as one block that the caller releases with FreeNodeInfo; the soft bus's own result.
@@ -90,10 +93,7 @@ private:
     std::shared_mutex pendingMutex_;  // always taken exclusively; never held while waiting
     std::map<int32_t, std::shared_ptr<PendingSession>> pendingSessions_;  // guarded by pendingMutex_
 
-    bool isHotspotResultReady_ = false;  // guarded by hotspotMutex_, as is the result
-    int32_t hotspotResult_ = 0;
-    std::condition_variable hotspotCondition_;
-    std::mutex hotspotMutex_;  // held for a whole request, except while it waits
+    AwaitedAnswer hotspotAnswer_;
 
     static std::shared_ptr<SoftBusAdapter> instance_;
     static std::mutex instanceMutex_;

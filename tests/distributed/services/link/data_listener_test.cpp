@@ -1,8 +1,6 @@
 #include "distributed/services/link/data_listener.h"
 
 #include "tests/distributed/services/link/link_fixture.h"
-#include "tests/support/fake_wifi.h"
-#include "tests/support/response_frame.h"
 
 namespace Vexo::NetManagerStandard {
 namespace {
@@ -22,13 +20,7 @@ std::string Parse(const std::string& frame)
     return std::to_string(code) + " " + config.ssid + "|" + config.preSharedKey + "|" + config.keyMgmt;
 }
 
-class DataListenerTest : public LinkTest {
-protected:
-    void Receive(const std::string& bytes, int sessionId = SESSION)
-    {
-        softBus_->listener.OnBytesReceived(sessionId, bytes.data(), static_cast<unsigned int>(bytes.size()));
-    }
-};
+using DataListenerTest = LinkTest;
 
 TEST(ParseTest, EachFrameHasItsCodeAndFillsWhatItHolds)
 {
@@ -76,6 +68,23 @@ TEST_F(DataListenerTest, ResponseIsSentUpToItsLimitAndFaultsHaveTheirCodes)
     EXPECT_THAT(softBus_->Take(), ElementsAre(SEND + ResponseFrame(std::string(46075, 'x'))));
     softBus_->sendResult = SOFTBUS_QUEUE_FULL;
     EXPECT_EQ(send(1), 1004500123);
+}
+
+TEST_F(DataListenerTest, OnlyTheFirstAnswerOnTheSessionOfTheWaitingRequestIsJoined)
+{
+    Receive(AnswerOf("unasked"), OTHER_SESSION);
+    WhenRequestWaits([this] {
+        Receive(AnswerOf("third"), OTHER_SESSION);
+        Receive(AnswerOf("asked"));
+        Receive(AnswerOf("again"));
+    });
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(adapter_->SendStartHotspotMessage(SESSION), 0);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, START_HOTSPOT_ANSWER_WAIT) << "the answer wakes the request";
+    softBus_->callbacks.Join();
+    EXPECT_THAT(softBus_->Take(), ElementsAre(CLOSE_OTHER, SEND + REQUEST, CLOSE_OTHER, CLOSE, CLOSE));
+    EXPECT_THAT(wifi_->Take(), ElementsAre("add asked", "connect asked"));
+    EXPECT_EQ(log_.Count(DROPPED), 3U);
 }
 
 TEST_F(DataListenerTest, FramesUpToFourMebibytesReachTheirHandler)

@@ -1,4 +1,4 @@
-// LinkTest: the service's end of the link, on a soft bus that a test controls.
+// LinkTest: the service's end of the link, on a soft bus and a Wi-Fi that a test controls.
 #pragma once
 
 #include <gmock/gmock.h>
@@ -7,17 +7,33 @@
 #include "platform/ability/ability_ids.h"
 #include "tests/support/fake_ability_manager.h"
 #include "tests/support/fake_soft_bus.h"
+#include "tests/support/fake_wifi.h"
 #include "tests/support/log_capture.h"
+#include "tests/support/response_frame.h"
 
 namespace Vexo::NetManagerStandard {
 
 inline constexpr int SESSION = 7;  // what FakeSoftBus answers
 inline const std::string SEND = "send 7 ";
 inline const std::string CLOSE = "close 7";
+inline constexpr int OTHER_SESSION = 8;
+inline const std::string CLOSE_OTHER = "close 8";
+inline const std::string DROPPED = " hotspot answer dropped: no request waits for it, sessionId = ";
 inline const std::string REQUEST("\x03\x02\x00", 3);
+
+// A peer's success answer.
+inline std::string AnswerOf(const std::string& ssid)
+{
+    return Tests::ResponseFrame(R"({"RES": 0, "SSID": ")" + ssid + R"("})");
+}
 
 class LinkTest : public testing::Test {
 protected:
+    void TearDown() override { softBus_->callbacks.Join(); }
+    void Receive(const std::string& bytes, int sessionId = SESSION)
+    {
+        softBus_->listener.OnBytesReceived(sessionId, bytes.data(), static_cast<unsigned int>(bytes.size()));
+    }
     // Runs answer, once, when the request that follows waits for its result.
     void WhenRequestWaits(const std::function<void()>& answer)
     {
@@ -31,6 +47,7 @@ protected:
     size_t requests_ = 0;
     Tests::InstalledRegistry registry_;
     const sptr<Tests::FakeSoftBus> softBus_ = registry_.Add<Tests::FakeSoftBus>(SOFTBUS_SERVER_SA_ID);
+    const sptr<Tests::FakeWifiDevice> wifi_ = registry_.Add<Tests::FakeWifiDevice>(WIFI_DEVICE_SYS_ABILITY_ID);
     const std::shared_ptr<SoftBusAdapter> adapter_ = SoftBusAdapter::GetInstance();
     const int32_t served_ = adapter_->CreateSoftBusSessionServer();
 };

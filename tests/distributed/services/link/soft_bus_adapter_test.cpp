@@ -29,7 +29,10 @@ protected:
 TEST_F(SoftBusAdapterTest, OpensAByteSessionOverTheLinksInOrder)
 {
     AnswerOpenWith(0);
+    const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(adapter_->OpenSoftBusSession(PEER, sessionId_), 0);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, SESSION_OPEN_WAIT) << "the callback wakes the opener";
+    EXPECT_EQ(sessionId_, SESSION);
     EXPECT_EQ(softBus_->attribute.dataType, TYPE_BYTES);
     EXPECT_EQ(softBus_->attribute.linkTypeNum, 10);
     EXPECT_THAT(softBus_->attribute.linkType, ElementsAre(1, 2, 4, 0, 0, 0, 0, 0, 0, 0));
@@ -66,9 +69,14 @@ TEST_F(SoftBusAdapterTest, RequestReturnsWhatIsPostedAndForgetsALateAnswer)
     const auto start = std::chrono::steady_clock::now();
     EXPECT_EQ(adapter_->SendStartHotspotMessage(SESSION), 1004500116);
     EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::seconds(3));
+    EXPECT_THAT(softBus_->Take(), ElementsAre(SEND + REQUEST, CLOSE));
+    Receive(AnswerOf("late"));
+    EXPECT_THAT(wifi_->Take(), testing::IsEmpty());
+    EXPECT_EQ(log_.Count(DROPPED), 1U);
+    EXPECT_THAT(softBus_->Take(), ElementsAre(CLOSE));
     softBus_->sendResult = SOFTBUS_NO_SUCH_SESSION;
     EXPECT_EQ(adapter_->SendStartHotspotMessage(SESSION), 1004500123);
-    EXPECT_THAT(softBus_->Take(), ElementsAre(SEND + REQUEST, CLOSE, SEND + REQUEST, CLOSE));
+    EXPECT_THAT(softBus_->Take(), ElementsAre(SEND + REQUEST, CLOSE));
 }
 
 TEST_F(SoftBusAdapterTest, StringTravelsWithItsTerminatorUpToItsLimit)

@@ -1,0 +1,59 @@
+#include "distributed/services/link/awaited_answer.h"
+
+#include "distributed/services/utils/net_mgr_log_wrapper.h"
+
+namespace Vexo::NetManagerStandard {
+
+AwaitedAnswer::Request::Request(AwaitedAnswer& awaited, int sessionId)
+    : awaited_(awaited), turn_(awaited.turnMutex_), lock_(awaited.hotspotMutex_)
+{
+    awaited_.stage_ = Stage::ASKED;
+    awaited_.sessionId_ = sessionId;
+    awaited_.isHotspotResultReady_ = false;
+}
+
+AwaitedAnswer::Request::~Request()
+{
+    if (awaited_.stage_ == Stage::CLAIMED && !awaited_.isHotspotResultReady_) {
+        awaited_.handledTooLong_.insert(awaited_.sessionId_);
+    }
+    awaited_.stage_ = Stage::IDLE;
+}
+
+std::optional<int32_t> AwaitedAnswer::Request::WaitForResult(std::chrono::milliseconds limit)
+{
+    if (!awaited_.hotspotCondition_.wait_for(lock_, limit, [this] { return awaited_.isHotspotResultReady_; })) {
+        return std::nullopt;
+    }
+    return awaited_.hotspotResult_;
+}
+
+bool AwaitedAnswer::Claim(int sessionId)
+{
+    const std::lock_guard<std::mutex> lock(hotspotMutex_);
+    if (stage_ != Stage::ASKED || sessionId_ != sessionId) {
+        NETMGR_EXT_LOGE(" hotspot answer dropped: no request waits for it, sessionId = %{public}d", sessionId);
+        return false;
+    }
+    stage_ = Stage::CLAIMED;
+    return true;
+}
+
+void AwaitedAnswer::Post(int sessionId, int32_t result, const std::function<void()>& end)
+{
+    const std::lock_guard<std::mutex> lock(hotspotMutex_);
+    const bool isTooLate = handledTooLong_.erase(sessionId) > 0;
+    const bool isAwaited = stage_ != Stage::IDLE && sessionId_ == sessionId && !isHotspotResultReady_;
+    if (isTooLate && isAwaited) {
+        return;
+    }
+    end();
+    if (isAwaited) {
+        stage_ = Stage::CLAIMED;
+        isHotspotResultReady_ = true;
+        hotspotResult_ = result;
+        hotspotCondition_.notify_all();
+    }
+}
+
+}  // namespace Vexo::NetManagerStandard

@@ -1,0 +1,81 @@
+#include "distributed/services/link/awaited_answer.h"
+
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <thread>
+
+namespace Vexo::NetManagerStandard {
+namespace {
+
+using namespace std::chrono_literals;
+using Request = AwaitedAnswer::Request;
+
+constexpr int SESSION = 7;
+
+// Waits, as requests do, until the other thread has done its part. False when a result came meanwhile.
+bool WaitsUntil(Request& request, const std::atomic<bool>& isDone)
+{
+    bool isEmpty = true;
+    while (isEmpty && !isDone) {
+        isEmpty = !request.WaitForResult(1ms);
+    }
+    return isEmpty;
+}
+
+TEST(AwaitedAnswerTest, AnswerThatIsHandledLongerThanItsRequestWaitsDecidesNoLaterRequest)
+{
+    struct Case {
+        int next;
+        int ended;  // how often the handled answer's session is ended
+    };
+    // A collaboration keeps its id from one request to the next; a soft bus session does not.
+    for (const auto& [next, ended] : {Case{SESSION + 1, 1}, Case{SESSION, 0}}) {
+        AwaitedAnswer awaited;
+        {
+            Request first(awaited, SESSION);
+            std::atomic<bool> isClaimed{false};
+            const std::jthread handler([&] {
+                EXPECT_TRUE(awaited.Claim(SESSION));
+                isClaimed = true;
+            });
+            EXPECT_TRUE(WaitsUntil(first, isClaimed));
+        }
+        int ends = 0;
+        std::atomic<bool> isPosted{false};
+        std::jthread handler;  // joined after the request, which it may wait for
+        {
+            Request second(awaited, next);
+            handler = std::jthread([&, next = next] {
+                awaited.Post(SESSION, -94, [&] { ++ends; });
+                isPosted = true;
+                EXPECT_TRUE(awaited.Claim(next));
+                EXPECT_FALSE(awaited.Claim(next)) << "only the first answer counts";
+                awaited.Post(next, 0, [] {});
+            });
+            WaitsUntil(second, isPosted);
+            EXPECT_EQ(second.WaitForResult(30s), 0);
+        }
+        handler.join();
+        EXPECT_EQ(ends, ended) << next;
+    }
+}
+
+TEST(AwaitedAnswerTest, RequestsTakeTurns)
+{
+    AwaitedAnswer awaited;
+    std::atomic<bool> isSecond{false};
+    std::jthread other;
+    {
+        Request first(awaited, SESSION);
+        other = std::jthread([&] {
+            const Request second(awaited, SESSION + 1);
+            isSecond = true;
+        });
+        first.WaitForResult(50ms);
+        EXPECT_FALSE(isSecond);
+    }
+}
+
+}  // namespace
+}  // namespace Vexo::NetManagerStandard
