@@ -65,16 +65,29 @@ void HandMadePeer::AnswerWith(const std::string& frame)
     });
 }
 
-std::string HandMadePeer::Ask(const std::string& networkId, const std::vector<std::string>& messages, bool waits)
+int HandMadePeer::Open(const std::string& networkId)
 {
     const int id = softBus_->OpenSession(HOTSPOT_SESSION, HOTSPOT_SESSION, networkId, SoftBus::Tests::ByteSession());
     EXPECT_EQ(events_.WaitFor(SoftBus::Tests::Kind::OPENED, id).result, SOFTBUS_OK);
+    return id;
+}
+
+std::string HandMadePeer::Ask(const std::string& networkId, const std::vector<std::string>& messages, bool waits)
+{
+    const int id = Open(networkId);
     for (const std::string& message : messages) {
         softBus_->SendBytes(id, message.data(), static_cast<unsigned int>(message.size()));
     }
     const std::string reply = waits ? events_.WaitFor(SoftBus::Tests::Kind::BYTES, id).bytes : "";
     softBus_->CloseSession(id);
     return reply;
+}
+
+void HandMadePeer::SendUntilClosed(const std::string& networkId, const std::string& message)
+{
+    const int id = Open(networkId);
+    softBus_->SendBytes(id, message.data(), static_cast<unsigned int>(message.size()));
+    events_.WaitFor(SoftBus::Tests::Kind::CLOSED, id);
 }
 
 }  // namespace Vexo::EndToEnd

@@ -34,8 +34,12 @@ public:
     void AnswerWith(const std::string& frame);
     // Opens a session to a device, sends the messages and returns the first that comes back, unless it does not wait.
     std::string Ask(const std::string& networkId, const std::vector<std::string>& messages, bool waits = true);
+    // Opens a session to a device, sends the message and waits until the device closes the session.
+    void SendUntilClosed(const std::string& networkId, const std::string& message);
 
 private:
+    int Open(const std::string& networkId);
+
     using PeerListener = SoftBus::Tests::Listener<2>;
 
     SoftBus::Tests::Recorder& events_ = PeerListener::Events();

@@ -2,9 +2,10 @@
 
 #include <gtest/gtest.h>
 
+#include <future>
 #include <regex>
 
-#include "tests/end_to_end/hand_made_peer.h"
+#include "tests/end_to_end/failure_acts.h"
 
 namespace Vexo::EndToEnd {
 namespace {
@@ -30,6 +31,33 @@ TEST(LinkTest, ARequestIsAnsweredWithAFrameAsDocumented)
         "\t\"PRESHARED_KEY\":\t\"([a-z2-9]{16})\",\n\t\"SECURITY_TYPE\":\t4\n\\}");
     EXPECT_TRUE(std::regex_match(json, parts, documented)) << json.substr(0, 40);
     world.KeepSecret(parts[1]);
+}
+
+TEST(LinkTest, AnswerOfADeviceThatWasNotAskedJoinsNoNetwork)
+{
+    const std::string answer = ResponseFrame(R"({"RES":0,"SSID":"not-asked","SECURITY_TYPE":0})");
+    Stage stage;
+    stage.phone.Set({"hotspot.ssid=asked", "faults.hotspot.enable.delay_ms=1500"});
+    stage.laptop.Start();
+    stage.phone.Start();
+    stage.BringTablet(Lacks::NOTHING);
+    ASSERT_TRUE(Eventually([&] { return World::Found(stage.laptop, stage.phone); }));
+    uint32_t state = 0;
+    ASSERT_TRUE(stage.laptop.Connect()->StartService(state).Succeeded());
+
+    stage.tablet->SendUntilClosed(stage.laptop.NetworkId(), answer);
+    EXPECT_EQ(stage.laptop.Status("wifi.attempt"), "0");
+
+    auto start = std::async(std::launch::async, [&] { return Start(stage); });
+    EXPECT_TRUE(stage.LogHas(stage.phone, "HandleMessageStartHotSpot start"));
+    stage.tablet->SendUntilClosed(stage.laptop.NetworkId(), answer);
+    EXPECT_EQ(stage.laptop.Status("wifi.attempt"), "0") << "the start is pending";
+    EXPECT_EQ(start.get(), 0) << stage.laptop.Log();
+    EXPECT_EQ(stage.laptop.Status("wifi.attempt"), "1");
+    EXPECT_EQ(stage.laptop.Status("wifi.ssid"), "asked");
+    const std::regex dropped("hotspot answer dropped: no request waits for it, sessionId = [1-9]");
+    const std::string log = stage.laptop.Log();
+    EXPECT_EQ(std::distance(std::sregex_iterator(log.begin(), log.end(), dropped), std::sregex_iterator()), 2) << log;
 }
 
 }  // namespace
