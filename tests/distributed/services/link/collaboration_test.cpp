@@ -8,6 +8,7 @@ namespace Vexo::NetManagerStandard {
 namespace {
 
 using testing::ElementsAre;
+using testing::HasSubstr;
 
 class CollaborationTest : public LinkTest {
 protected:
@@ -44,6 +45,44 @@ TEST_F(CollaborationTest, OnlyTheFirstAnswerOnTheCollaborationOfTheWaitingReques
                                                 "unregister 7", "stop 7", "unregister 7", "stop 7"));
     EXPECT_THAT(wifi_->Take(), ElementsAre("add asked", "connect asked"));
     EXPECT_EQ(log_.Count(DROPPED), 3U);
+}
+
+TEST_F(CollaborationTest, RequestThatCannotBeMadeFailsAtOnceAndStopsNothing)
+{
+    framework_->registerResult = CollaborationFwk::COLLABORATION_NO_SUCH_SESSION;
+    EXPECT_EQ(collaboration_.SendStartHotspotMessage(SESSION), CollaborationFwk::COLLABORATION_NO_SUCH_SESSION);
+    EXPECT_THAT(framework_->Take(), ElementsAre("register 7"));
+    framework_->registerResult = 0;
+    framework_->sendResult = CollaborationFwk::COLLABORATION_NOT_SENT;
+    EXPECT_EQ(collaboration_.SendStartHotspotMessage(SESSION), 1004500123);
+    EXPECT_THAT(framework_->Take(), ElementsAre("register 7", "send 7 " + REQUEST));
+}
+
+TEST_F(CollaborationTest, OpenHotspotIsNotEnabledAgainAndAFailureIsAnsweredWithItsCodeAndStops)
+{
+    const auto hotspot = registry_.Add<Tests::FakeWifiHotspot>(WIFI_HOTSPOT_SYS_ABILITY_ID);
+    struct Case {
+        const char* what;
+        int32_t config;
+        int32_t send;
+        const char* answer;
+        bool isStopped;
+    };
+    hotspot->active = true;
+    hotspot->enableResult = 9;
+    for (const Case& c : {
+             Case{"open already", 0, 0, "\"RES\":\t0,", false},
+             Case{"no configuration", 5, 0, "\"RES\":\t5\n", true},
+             Case{"not sent", 0, CollaborationFwk::COLLABORATION_NOT_SENT, "\"RES\":\t0,", true},
+         }) {
+        hotspot->configResult = c.config;
+        framework_->sendResult = c.send;
+        Receive(REQUEST);
+        const std::vector<std::string> calls = framework_->Take();
+        ASSERT_EQ(calls.size(), c.isStopped ? 3U : 1U) << c.what;
+        EXPECT_THAT(calls.front(), HasSubstr(c.answer)) << c.what;
+        EXPECT_EQ(calls.back() == "stop 7", c.isStopped) << c.what;
+    }
 }
 
 }  // namespace

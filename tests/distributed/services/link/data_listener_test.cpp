@@ -6,6 +6,7 @@ namespace Vexo::NetManagerStandard {
 namespace {
 
 using testing::ElementsAre;
+using testing::HasSubstr;
 using testing::IsEmpty;
 using Tests::ResponseFrame;
 
@@ -85,6 +86,38 @@ TEST_F(DataListenerTest, OnlyTheFirstAnswerOnTheSessionOfTheWaitingRequestIsJoin
     EXPECT_THAT(softBus_->Take(), ElementsAre(CLOSE_OTHER, SEND + REQUEST, CLOSE_OTHER, CLOSE, CLOSE));
     EXPECT_THAT(wifi_->Take(), ElementsAre("add asked", "connect asked"));
     EXPECT_EQ(log_.Count(DROPPED), 3U);
+}
+
+TEST_F(DataListenerTest, OpenHotspotIsNotEnabledAgainAndAFailureClosesTheSession)
+{
+    const auto hotspot = registry_.Add<Tests::FakeWifiHotspot>(WIFI_HOTSPOT_SYS_ABILITY_ID);
+    const std::string failure = SEND + ResponseFrame("{\n\t\"RES\":\t-97\n}");
+    const std::string success = "\"RES\":\t0,";
+    struct Case {
+        const char* what;
+        bool isActive;
+        int32_t enable;
+        int32_t config;
+        int send;
+        std::string answer;
+        bool isClosed;
+    };
+    for (const Case& c : {
+             Case{"open already", true, 5, 0, 0, success, false},
+             Case{"not enabled", false, 5, 0, 0, failure, true},
+             Case{"no configuration", false, 0, 5, 0, failure, true},
+             Case{"not sent", false, 0, 0, SOFTBUS_QUEUE_FULL, success, true},
+         }) {
+        hotspot->active = c.isActive;
+        hotspot->enableResult = c.enable;
+        hotspot->configResult = c.config;
+        softBus_->sendResult = c.send;
+        Receive(REQUEST);
+        std::vector<std::string> calls = softBus_->Take();
+        ASSERT_EQ(calls.size(), c.isClosed ? 2U : 1U) << c.what;
+        EXPECT_THAT(calls.front(), HasSubstr(c.answer)) << c.what;
+        EXPECT_EQ(calls.back() == CLOSE, c.isClosed) << c.what;
+    }
 }
 
 TEST_F(DataListenerTest, FramesUpToFourMebibytesReachTheirHandler)

@@ -39,6 +39,21 @@ TEST_F(SoftBusAdapterTest, OpensAByteSessionOverTheLinksInOrder)
     EXPECT_FALSE(log_.Contains(PEER));
 }
 
+TEST_F(SoftBusAdapterTest, OpenRefusesBadArgumentsAndLeavesNoSessionOpenAfterAFailure)
+{
+    const SessionAttribute attribute{};
+    EXPECT_EQ(adapter_->OpenSoftBusSession("", sessionId_), 1004500124);
+    EXPECT_EQ(adapter_->OpenSoftBusSession(PEER, "", &attribute, sessionId_), 1004500124);
+    EXPECT_EQ(adapter_->OpenSoftBusSession(PEER, SESSION_NAME, nullptr, sessionId_), 1004500124);
+    EXPECT_THAT(softBus_->Take(), testing::IsEmpty());
+    AnswerOpenWith(SOFTBUS_NO_SUCH_SESSION);
+    EXPECT_EQ(adapter_->OpenSoftBusSession(PEER, sessionId_), 1004500122);
+    EXPECT_THAT(softBus_->Take(), ElementsAre(open_, CLOSE));
+    softBus_->openResult = SOFTBUS_NO_SUCH_SESSION;
+    EXPECT_EQ(adapter_->OpenSoftBusSession(PEER, sessionId_), 1004500122);
+    EXPECT_THAT(softBus_->Take(), ElementsAre(open_));
+}
+
 TEST_F(SoftBusAdapterTest, OpenedCallbackBeforeTheWaitIsLostAndTheOpenTimesOut)
 {
     adapter_->SetPending(SESSION, 0);
