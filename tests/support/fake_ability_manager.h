@@ -1,5 +1,5 @@
-// FakeAbilityManager: a registry installed for the life of a test. It loads nothing, and a subscription is only
-// recorded.
+// FakeAbilityManager: a registry installed for the life of a test. It loads and unloads nothing. Results are set before
+// use.
 #pragma once
 
 #include <map>
@@ -11,6 +11,10 @@ namespace Vexo::Tests {
 
 class FakeAbilityManager : public ISystemAbilityManager {
 public:
+    int32_t addResult = ERR_OK;
+    int32_t unloadResult = ERR_OK;
+    int unloads = 0;
+
     sptr<IRemoteObject> GetSystemAbility(int32_t id) override
     {
         const std::lock_guard lock(mutex_);
@@ -20,8 +24,10 @@ public:
     int32_t AddSystemAbility(int32_t id, const sptr<IRemoteObject>& ability) override
     {
         const std::lock_guard lock(mutex_);
-        abilities_[id] = ability;
-        return ERR_OK;
+        if (addResult == ERR_OK) {
+            abilities_[id] = ability;
+        }
+        return addResult;
     }
     int32_t RemoveSystemAbility(int32_t id) override
     {
@@ -31,7 +37,11 @@ public:
     int32_t SubscribeSystemAbility(int32_t, const sptr<ISystemAbilityStatusChange>&) override { return ERR_OK; }
     int32_t UnSubscribeSystemAbility(int32_t, const sptr<ISystemAbilityStatusChange>&) override { return ERR_OK; }
     int32_t LoadSystemAbility(int32_t) override { return ERR_NOT_ON_DEMAND; }
-    int32_t UnloadSystemAbility(int32_t) override { return ERR_OK; }
+    int32_t UnloadSystemAbility(int32_t) override
+    {
+        ++unloads;
+        return unloadResult;
+    }
     int32_t AnnounceSystemAbility(int32_t) override { return ERR_OK; }
 
 private:
