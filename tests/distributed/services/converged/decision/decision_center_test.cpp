@@ -6,6 +6,7 @@
 #include <future>
 
 #include "distributed/services/converged/configuration/configuration_center_manager.h"
+#include "distributed/services/converged/decision/src/converged_decision_manager.h"
 #include "tests/support/json_document.h"
 #include "tests/support/log_capture.h"
 
@@ -105,6 +106,30 @@ TEST_F(DecisionCenterTest, WithoutSettingsOrARunnerNothingIsScheduled)
     EXPECT_FALSE(log.Contains(" post task failed."));
     center->OnScreenStateChanged(false, nullptr);
     EXPECT_TRUE(log.Contains(" post task failed."));
+}
+
+TEST_F(DecisionCenterTest, WifiFlagFollowsTheStateOfWifiAlone)
+{
+    struct Case {
+        int netType;
+        int connState;
+        bool isWifiConnected;
+    };
+    for (const Case& c : {Case{0, 3, false}, Case{1, 3, true}, Case{0, 5, true}, Case{1, 2, false}}) {
+        center->OnConnectivityChanged(c.netType, c.connState);
+        EXPECT_EQ(center->IsWifiConnected(), c.isWifiConnected) << c.netType << " " << c.connState;
+    }
+}
+
+TEST_F(DecisionCenterTest, PathsAreRefusedAndTheirReferencesStay)
+{
+    NetManagerStandard::ConvergedDecisionManager manager;
+    uint16_t pathType = 7;
+    int pathId = 9;
+    EXPECT_EQ(manager.RequestPath(pathType, pathId), 2200003);
+    EXPECT_EQ(manager.ReleasePath(pathType, pathId), 2200003);
+    EXPECT_EQ(pathType, 7);
+    EXPECT_EQ(pathId, 9);
 }
 
 }  // namespace
