@@ -9,6 +9,7 @@
 #include "host/named_values.h"
 #include "host/service_library.h"
 #include "platform/base/json.h"
+#include "platform/base/utf8.h"
 #include "platform/base/version.h"
 #include "platform/collaboration/collaboration_ability.h"
 #include "platform/dfx/event_text.h"
@@ -35,7 +36,7 @@ void FillWifi(cJSON* wifi, const std::shared_ptr<Wifi::WifiDevice>& device, cons
     AddText(wifi, "state", NameOf(WIFI_STATE_NAMES, info.state));
     cJSON_AddNumberToObject(wifi, "state_code", static_cast<int32_t>(info.state));
     AddNumber(wifi, "attempt", info.attempt);
-    AddText(wifi, "ssid", info.ssid);
+    AddText(wifi, "ssid", EscapeBytes(info.ssid));
     AddText(wifi, "address", info.address);
     AddText(wifi, "reason", info.reason);
 }

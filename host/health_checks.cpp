@@ -13,6 +13,7 @@
 #include "platform/ability/ability_ids.h"
 #include "platform/access/policy.h"
 #include "platform/base/text.h"
+#include "platform/base/utf8.h"
 #include "platform/base/version.h"
 #include "platform/trust/identity_checks.h"
 #include "platform/wifi/wifi_device.h"
@@ -171,7 +172,8 @@ HealthCheck CheckRadio(const HealthFacts& facts, const Result<Simulated::DeviceS
     const Wifi::WifiLinkInfo info = wifi->GetLinkInfo();
     const bool connected = info.state == Wifi::WifiLinkState::CONNECTED;
     return FaultOf(facts, state.Value(), "radio", "wifi")
-        .value_or(Healthy("radio", connected ? "Wi-Fi is on, connected to \"" + info.ssid + "\"" : "Wi-Fi is on"));
+        .value_or(Healthy("radio",
+                          connected ? "Wi-Fi is on, connected to \"" + EscapeBytes(info.ssid) + "\"" : "Wi-Fi is on"));
 }
 
 HealthCheck CheckHotspot(const HealthFacts& facts, const Simulated::DeviceState& state)
@@ -192,7 +194,7 @@ HealthCheck CheckHotspot(const HealthFacts& facts, const Simulated::DeviceState&
         return Unhealthy("hotspot", "the radio does not tell how it stands (code " + std::to_string(code) + ")",
                          "See the daemon's log: journalctl -u distnet");
     }
-    return Healthy("hotspot", "\"" + config.GetSsid() + "\" " + (active ? "is open" : "can be opened"));
+    return Healthy("hotspot", "\"" + EscapeBytes(config.GetSsid()) + "\" " + (active ? "is open" : "can be opened"));
 }
 
 }  // namespace

@@ -9,7 +9,7 @@ namespace {
 std::string Taken(char* printed)
 {
     const std::unique_ptr<char, decltype(&cJSON_free)> text(printed, &cJSON_free);
-    return text ? text.get() : "";
+    return text ? EscapeJson(text.get()) : "";
 }
 
 }  // namespace

@@ -11,6 +11,7 @@
 #include <string_view>
 
 #include "platform/base/result.h"
+#include "platform/base/utf8.h"
 
 namespace Vexo {
 
@@ -35,15 +36,16 @@ inline Json ParseJson(std::string_view text)
 // (in bytes), both from 1: "7:3: the JSON ends too early", "2:8: not JSON from here on".
 Result<Json> ParseWholeJson(const std::string& text);
 
-// The value as JSON text without spaces; empty when memory is short.
+// The value as JSON text without spaces, in UTF-8 (RFC 8259, 8.1) and safe to print whatever the tree was parsed from
+// (EscapeJson of platform/base/utf8.h); empty when memory is short.
 std::string JsonText(const cJSON* value);
 // The same for files that people open: indented, with a newline at the end.
 std::string IndentedJson(const cJSON* value);
 
-// A member for the object, which must not have it yet.
+// A member for the object, which must not have it yet. What a JSON string cannot hold is escaped (EscapeInvalid).
 inline void AddText(cJSON* object, const char* key, const std::string& text)
 {
-    cJSON_AddStringToObject(object, key, text.c_str());
+    cJSON_AddStringToObject(object, key, EscapeInvalid(text).c_str());
 }
 
 // The same; beyond 2^53 a JSON number is not exact (RFC 8259, 6).

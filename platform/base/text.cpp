@@ -4,6 +4,8 @@
 #include <sstream>
 #include <utility>
 
+#include "platform/base/utf8.h"
+
 namespace Vexo {
 namespace {
 
@@ -54,8 +56,7 @@ std::string ClosestOf(std::string_view word, const std::vector<std::string>& can
 
 size_t TextWidth(std::string_view text)
 {
-    return static_cast<size_t>(std::count_if(text.begin(), text.end(),
-                                             [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) != 0x80U; }));
+    return CodePointCount(text);
 }
 
 std::vector<std::string> Wrap(const std::string& text, size_t width)

@@ -14,7 +14,7 @@ namespace Vexo {
 // distance). Empty when none is that close; of equally close ones the first. Compares bytes; case is a difference.
 std::string ClosestOf(std::string_view word, const std::vector<std::string>& candidates);
 
-// The columns that text takes: its UTF-8 code points.
+// The columns that text takes: its code points (platform/base/utf8.h).
 size_t TextWidth(std::string_view text);
 
 // Text broken at spaces so that no piece is wider than width, where its words allow that.

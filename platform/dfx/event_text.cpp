@@ -1,8 +1,6 @@
 #include "platform/dfx/event_text.h"
 
 #include <array>
-#include <cwchar>
-#include <locale>
 
 #include "platform/base/json.h"
 
@@ -25,33 +23,6 @@ std::string Rfc3339(std::chrono::system_clock::time_point time)
     return text.insert(text.size() - 1, "." + fraction);
 }
 
-std::string AsUtf8(std::string text)
-{
-    using Utf8 = std::codecvt<char32_t, char8_t, std::mbstate_t>;
-    for (size_t at = 0; at < text.size(); ++at) {
-        // The library takes encoded surrogates, which RFC 3629 excludes, for characters.
-        const bool surrogate = text[at] == '\xED' && at + 1 < text.size() && (text[at + 1] & 0x20) != 0;
-        if (text[at] == '\0' || surrogate) {
-            text[at] = '\xFF';
-        }
-    }
-    std::string result;
-    std::string_view rest = text;
-    while (!rest.empty()) {
-        std::mbstate_t state{};
-        const auto* begin = reinterpret_cast<const char8_t*>(rest.data());
-        const int valid =
-            std::use_facet<Utf8>(std::locale::classic()).length(state, begin, begin + rest.size(), rest.size());
-        result += rest.substr(0, static_cast<size_t>(valid));
-        rest.remove_prefix(static_cast<size_t>(valid));
-        if (!rest.empty()) {
-            result += "\xEF\xBF\xBD";
-            rest.remove_prefix(1);
-        }
-    }
-    return result;
-}
-
 std::string EventLine(const SysEventRecord& record)
 {
     const Json object = NewObject();
@@ -64,7 +35,7 @@ std::string EventLine(const SysEventRecord& record)
         if (const auto* number = std::get_if<int32_t>(&parameter.value)) {
             cJSON_AddNumberToObject(parameters, parameter.key.c_str(), *number);
         } else {
-            AddText(parameters, parameter.key.c_str(), AsUtf8(std::get<std::string>(parameter.value)));
+            AddText(parameters, parameter.key.c_str(), std::get<std::string>(parameter.value));
         }
     }
     const std::string text = JsonText(object.get());

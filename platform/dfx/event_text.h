@@ -1,5 +1,5 @@
-// The texts that records become: times, JSON lines of system events, and text that may go into JSON. Pure functions;
-// any thread. Who writes them: event_file.h, journal.h.
+// The texts that records become: times, and JSON lines of system events. Pure functions; any thread. Who writes them:
+// event_file.h, journal.h.
 #pragma once
 
 #include <chrono>
@@ -14,9 +14,6 @@ namespace Vexo::QuviewDFX {
 std::string Rfc3339(std::chrono::system_clock::time_point time);
 // The same without milliseconds, of seconds since 1970.
 std::string Rfc3339Seconds(std::time_t seconds);
-
-// JSON text is UTF-8 (RFC 8259, 8.1): each byte that is none, and a NUL, which would end the text, becomes U+FFFD.
-std::string AsUtf8(std::string text);
 
 // {"time":RFC 3339,"domain":,"name":,"type":,"params":{}} and a newline; empty when memory is short.
 std::string EventLine(const SysEventRecord& record);

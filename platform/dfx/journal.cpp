@@ -12,7 +12,7 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "platform/dfx/event_text.h"
+#include "platform/base/utf8.h"
 #include "platform/dfx/sys_event.h"
 
 namespace Vexo::QuviewDFX {
@@ -105,7 +105,7 @@ private:
 std::string TextOf(const SysEventParameter& parameter)
 {
     const auto* number = std::get_if<int32_t>(&parameter.value);
-    return number != nullptr ? std::to_string(*number) : AsUtf8(std::get<std::string>(parameter.value));
+    return number != nullptr ? std::to_string(*number) : EscapeHidden(std::get<std::string>(parameter.value));
 }
 
 }  // namespace
@@ -142,9 +142,8 @@ std::vector<std::string> JournalFields(const LogRecord& record)
     (void)std::snprintf(domain.data(), domain.size(), "0x%X", record.label.domain);
     std::string_view message = record.message;
     message.remove_prefix(message.starts_with(' ') ? 1 : 0);
-    return {"MESSAGE=" + AsUtf8(std::string(message)), "PRIORITY=" + std::to_string(PriorityOf(record.level)),
-            IDENTIFIER, std::string("DISTNET_TAG=") + record.label.tag,
-            std::string("DISTNET_LOG_DOMAIN=") + domain.data()};
+    return {"MESSAGE=" + std::string(message), "PRIORITY=" + std::to_string(PriorityOf(record.level)), IDENTIFIER,
+            std::string("DISTNET_TAG=") + record.label.tag, std::string("DISTNET_LOG_DOMAIN=") + domain.data()};
 }
 
 std::vector<std::string> JournalFields(const SysEventRecord& record)

@@ -10,6 +10,7 @@
 #include <memory_resource>
 #include <string>
 
+#include "platform/base/utf8.h"
 #include "platform/dfx/sink_holder.h"
 #include "platform/dfx/sinks.h"
 
@@ -58,7 +59,7 @@ public:
             if (!record.message.starts_with(' ')) {
                 line += ' ';
             }
-            AppendPrintable(line, record.message);
+            line += record.message;
             line += '\n';
             (void)!::write(STDERR_FILENO, line.data(), line.size());
         } catch (...) {
@@ -80,14 +81,6 @@ private:
         line += {static_cast<char>('0' + milliseconds / 100), static_cast<char>('0' + milliseconds / 10 % 10),
                  static_cast<char>('0' + milliseconds % 10)};
     }
-
-    // One record is one line, whatever a peer's name holds.
-    static void AppendPrintable(Text& line, std::string_view message)
-    {
-        for (const char c : message) {
-            line += (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) ? '?' : c;
-        }
-    }
 };
 
 void AppendArgument(Text& out, const LogArgument& argument)
@@ -96,7 +89,12 @@ void AppendArgument(Text& out, const LogArgument& argument)
     std::to_chars_result end{digits.data(), {}};
     switch (argument.kind) {
         case LogArgument::Kind::TEXT:
-            out += argument.text;
+            // What a peer or a file says may hold anything: no sink shows it as it is.
+            if (IsPrintableAscii(argument.text)) {
+                out += argument.text;
+            } else {
+                out += EscapeHidden(argument.text);
+            }
             return;
         case LogArgument::Kind::SIGNED:
             end = std::to_chars(digits.data(), digits.data() + digits.size(), argument.number);

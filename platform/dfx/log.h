@@ -1,5 +1,7 @@
 // The system log: a label (domain and tag), a level, and a format whose specifiers are checked against the arguments
-// when the program is compiled. Any thread; a call never fails and never throws. Sinks: platform/dfx/sinks.h.
+// when the program is compiled. A text argument is escaped (EscapeHidden of platform/base/utf8.h), so that a record is
+// one line and safe to show whatever a peer sent. Any thread; a call never fails and never throws. Sinks:
+// platform/dfx/sinks.h.
 //
 // Specifiers; no others compile:
 //   %{public}d    int32 or smaller signed, bool       %{public}u    uint32 or smaller unsigned

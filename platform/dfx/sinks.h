@@ -19,7 +19,9 @@ namespace Vexo::QuviewDFX {
 struct LogRecord {
     LogLevel level;
     LogLabel label;
-    std::string_view message;  // formatted, private arguments masked; valid during the call
+    // Formatted, private arguments masked, hidden characters and bytes that are no UTF-8 escaped: one line that is safe
+    // to show. Valid during the call.
+    std::string_view message;
 };
 
 class LogSink {

@@ -65,7 +65,7 @@ Json NewEvent(const char* phase, const std::string& name, int tid)
 {
     Json event = NewObject();
     AddText(event.get(), "ph", phase);
-    AddText(event.get(), "name", AsUtf8(name));
+    AddText(event.get(), "name", name);
     cJSON_AddNumberToObject(event.get(), "pid", ::getpid());
     cJSON_AddNumberToObject(event.get(), "tid", tid);
     return event;
@@ -81,7 +81,7 @@ void AppendName(std::string& text, const char* what, int tid, const std::string&
 {
     const Json event = NewEvent("M", what, tid);
     cJSON* arguments = cJSON_AddObjectToObject(event.get(), "args");
-    cJSON_AddStringToObject(arguments, "name", AsUtf8(name).c_str());
+    AddText(arguments, "name", name);
     AppendLine(text, event);
 }
 

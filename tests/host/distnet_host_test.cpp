@@ -27,7 +27,11 @@ public:
     int32_t GetDeviceConfigs(std::vector<Wifi::WifiDeviceConfig>&, bool) override { return 0; }
     int32_t AddDeviceConfig(const Wifi::WifiDeviceConfig&, int&, bool) override { return 0; }
     int32_t ConnectToDevice(const Wifi::WifiDeviceConfig&) override { return 0; }
-    Wifi::WifiLinkInfo GetLinkInfo() override { return {Wifi::WifiLinkState::CONNECTED, 3, "air", "192.0.2.7", ""}; }
+    Wifi::WifiLinkInfo GetLinkInfo() override
+    {
+        using namespace std::string_literals;
+        return {Wifi::WifiLinkState::CONNECTED, 3, "a\0\\\xFF\u009B"s, "192.0.2.7", ""};
+    }
     Wifi::WifiLinkInfo WaitForChange(const Wifi::WifiLinkInfo& known, std::chrono::milliseconds limit) override
     {
         asked = known;
@@ -149,6 +153,7 @@ TEST_F(HostAbility, WaitForWifiHandsOnWhatTheCallerKnowsAndRefusesABadWait)
     const Document answer = Answer();
     EXPECT_STREQ(cJSON_GetStringValue(answer.At("state")), "connected");
     EXPECT_EQ(cJSON_GetNumberValue(answer.At("attempt")), 3);
+    EXPECT_STREQ(cJSON_GetStringValue(answer.At("ssid")), R"(a\x00\\\xff\xc2\x9b)") << "whole, whatever bytes it has";
     EXPECT_EQ(wifi->asked.attempt, 2U);
     EXPECT_EQ(wifi->asked.state, Wifi::WifiLinkState::CONNECTING);
     EXPECT_EQ(wifi->askedLimit, std::chrono::minutes(1));

@@ -1,6 +1,7 @@
 #include <utility>
 
 #include "platform/base/files.h"
+#include "platform/base/utf8.h"
 #include "platform/trust/account.h"
 #include "platform/trust/identity.h"
 #include "platform/trust/identity_checks.h"
@@ -72,7 +73,7 @@ int RunAccountShow(const GlobalOptions& options, Output& output)
     }
     const std::string expiry = Trust::DateOf(identity.CertificateExpiry());
     AddText(details.get(), "valid_until", expiry);
-    output.Line(Column("account", 14) + "\"" + identity.accountName + "\"" +
+    output.Line(Column("account", 14) + "\"" + EscapeHidden(identity.accountName) + "\"" +
                 (identity.holdsAccountKey ? ", whose key this device holds" : ""));
     output.Line(Column("certificate", 14) + "valid until " + expiry);
     return output.Finish(Done("", std::move(details)));

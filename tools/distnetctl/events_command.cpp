@@ -3,13 +3,13 @@
 
 #include "host/i_distnet_host.h"
 #include "platform/base/text.h"
+#include "platform/base/utf8.h"
 #include "platform/dfx/event_text.h"
 #include "platform/dfx/sys_event.h"
 #include "tools/distnetctl/commands.h"
 #include "tools/distnetctl/event_reader.h"
 #include "tools/distnetctl/interrupt.h"
 #include "tools/distnetctl/json.h"
-#include "tools/distnetctl/printable.h"
 #include "tools/distnetctl/time_word.h"
 
 namespace Vexo::Ctl {
@@ -34,7 +34,7 @@ void ShowEvent(Output& output, const cJSON* event)
     const cJSON* parameter = nullptr;
     cJSON_ArrayForEach(parameter, cJSON_GetObjectItemCaseSensitive(event, "params"))
     {
-        const std::string word = Printable(std::string(parameter->string) + "=" + JsonText(parameter));
+        const std::string word = EscapeHidden(std::string(parameter->string) + "=" + JsonText(parameter));
         if (TextWidth(line) + 2 + TextWidth(word) > COLUMNS) {
             output.Line(line);
             line = std::string(TIME_COLUMNS, ' ') + word;

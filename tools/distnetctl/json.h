@@ -5,7 +5,7 @@
 #include <string>
 
 #include "platform/base/json.h"
-#include "tools/distnetctl/printable.h"
+#include "platform/base/utf8.h"
 
 namespace Vexo::Ctl {
 
@@ -13,7 +13,7 @@ namespace Vexo::Ctl {
 inline std::string TextOf(const cJSON* object, const char* key, const std::string& fallback = "")
 {
     const cJSON* member = cJSON_GetObjectItemCaseSensitive(object, key);
-    return cJSON_IsString(member) ? Printable(member->valuestring) : fallback;
+    return cJSON_IsString(member) ? EscapeHidden(member->valuestring) : fallback;
 }
 
 inline double NumberOf(const cJSON* object, const char* key, double fallback = 0)

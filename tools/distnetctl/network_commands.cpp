@@ -1,5 +1,6 @@
 #include <array>
 
+#include "platform/base/utf8.h"
 #include "tools/distnetctl/commands.h"
 #include "tools/distnetctl/json.h"
 #include "tools/distnetctl/peers.h"
@@ -32,7 +33,7 @@ std::string InfoLine(const cJSON* item)
     if (cJSON_IsBool(value)) {
         text = cJSON_IsTrue(value) != 0 ? "yes" : "no";
     } else if (cJSON_IsString(value) && *value->valuestring != '\0') {
-        text = Printable(value->valuestring);
+        text = EscapeHidden(value->valuestring);
     }
     return Column(label, 24) + text;
 }

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "platform/base/text.h"
+#include "platform/base/utf8.h"
 
 namespace Vexo::Ctl {
 
@@ -16,20 +17,6 @@ namespace {
 bool EndsSentence(const std::string& text)
 {
     return text.ends_with('.') || text.ends_with('?');
-}
-
-// The bytes of the first count code points.
-size_t PrefixBytes(const std::string& text, size_t count)
-{
-    size_t at = 0;
-    while (at < text.size() && count > 0) {
-        ++at;
-        while (at < text.size() && (static_cast<unsigned char>(text[at]) & 0xC0U) == 0x80U) {
-            ++at;
-        }
-        --count;
-    }
-    return at;
 }
 
 }  // namespace
@@ -211,7 +198,7 @@ std::string Column(const std::string& text, size_t width)
     if (length <= width) {
         return text + std::string(width - length, ' ');
     }
-    return text.substr(0, PrefixBytes(text, width - 1)) + "…";
+    return std::string(FirstCodePoints(text, width - 1)) + "…";
 }
 
 std::string ShortId(const std::string& networkId)

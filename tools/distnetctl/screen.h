@@ -21,7 +21,7 @@ struct ScreenSize {
 struct ScreenLine {
     enum class Style { PLAIN, HEADING, WRONG };
 
-    std::string text;  // Printable; cut to the width
+    std::string text;  // as EscapeHidden leaves it; cut to the width
     Style style = Style::PLAIN;
 };
 

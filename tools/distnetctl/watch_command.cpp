@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <csignal>
 
+#include "platform/base/utf8.h"
 #include "platform/dfx/event_text.h"
 #include "tools/distnetctl/commands.h"
 #include "tools/distnetctl/screen.h"
@@ -102,7 +103,7 @@ Snapshot ShowLines(WatchSource& source, Wakeup& wakeup, Output& output, std::chr
         }
         for (const Change& change : finder.Compare(snapshot)) {
             const bool isAway = change.subject == "daemon" && !snapshot.call.Succeeded();
-            Show(output, change, snapshot.time, isAway ? Printable(snapshot.call.message) : "");
+            Show(output, change, snapshot.time, isAway ? EscapeHidden(snapshot.call.message) : "");
         }
         for (const WatchedEvent& event : snapshot.events) {
             Show(output, event, snapshot.time);

