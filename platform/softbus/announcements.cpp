@@ -4,6 +4,7 @@
 
 #include "platform/base/files.h"
 #include "platform/base/json.h"
+#include "platform/base/utf8.h"
 #include "platform/softbus/frame.h"
 #include "platform/softbus/softbus_log.h"
 
@@ -41,6 +42,9 @@ std::string EncodeAnnouncement(const Announcement& announcement)
 
 Result<Announcement> DecodeAnnouncement(const std::string& text)
 {
+    if (!IsUtf8(text)) {
+        return Error{"it is not UTF-8"};
+    }
     const Json json = ParseJson(text);
     if (!cJSON_IsObject(json.get())) {
         return Error{"it is not a JSON object"};

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "platform/base/utf8.h"
+
 namespace Vexo::SoftBus {
 
 namespace {
@@ -39,7 +41,7 @@ void AppendNumber(std::string& out, Number value)
 
 void AppendText(std::string& out, std::string_view text, size_t limit = MAX_TEXT)
 {
-    text = text.substr(0, limit);
+    text = CutToBytes(text, limit);
     out.push_back(static_cast<char>(static_cast<uint8_t>(text.size())));
     out.append(text);
 }
@@ -88,9 +90,9 @@ private:
     bool good_ = true;
 };
 
-bool HasNul(const std::string& text)
+bool IsText(const std::string& text)
 {
-    return text.find('\0') != std::string::npos;
+    return IsUtf8(text) && text.find('\0') == std::string::npos;
 }
 
 // The checks that HELLO and OPEN share once their fields are read.
@@ -204,8 +206,8 @@ Result<Hello> DecodeHello(std::string_view payload)
     for (size_t i = 0; i < count; ++i) {
         std::string transport = reader.TakeText();
         std::string address = reader.TakeText();
-        if (HasNul(transport) || HasNul(address)) {
-            return Error{"HELLO has a NUL in an address"};
+        if (!IsText(transport) || !IsText(address)) {
+            return Error{"HELLO has an address that is not UTF-8 without NUL"};
         }
         hello.addresses.push_back({std::move(transport), std::move(address)});
     }
@@ -218,8 +220,8 @@ Result<Hello> DecodeHello(std::string_view payload)
     if (!IsHexId(hello.deviceId)) {
         return Error{"HELLO has a device id that is not 64 hex characters"};
     }
-    if (hello.deviceName.empty() || hello.deviceName.size() >= DEVICE_NAME_BUF_LEN || HasNul(hello.deviceName)) {
-        return Error{"HELLO has a device name that is not 1 to 127 bytes without NUL"};
+    if (hello.deviceName.empty() || hello.deviceName.size() >= DEVICE_NAME_BUF_LEN || !IsText(hello.deviceName)) {
+        return Error{"HELLO has a device name that is not 1 to 127 bytes of UTF-8 without NUL"};
     }
     return hello;
 }
@@ -248,8 +250,8 @@ Result<Open> DecodeOpen(std::string_view payload)
     if (open.dataType != TYPE_MESSAGE && open.dataType != TYPE_BYTES && open.dataType != TYPE_STREAM) {
         return Error{"OPEN has data type " + std::to_string(open.dataType) + "; 1, 2 and 4 are allowed"};
     }
-    if (open.serverName.empty() || open.openerName.empty() || HasNul(open.serverName) || HasNul(open.openerName)) {
-        return Error{"OPEN has a session name that is empty or holds a NUL"};
+    if (open.serverName.empty() || open.openerName.empty() || !IsText(open.serverName) || !IsText(open.openerName)) {
+        return Error{"OPEN has a session name that is empty or not UTF-8 without NUL"};
     }
     return open;
 }

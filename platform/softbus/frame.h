@@ -2,9 +2,9 @@
 // shared, so any thread may use them. Numbers are little-endian. What the frames mean in a conversation: docs/link.md.
 //
 //   frame    u32 length of the payload | u8 kind | payload
-//   text     u8 length | that many bytes
+//   text     u8 length | that many bytes of UTF-8 without NUL
 //   HELLO    u8 version (1) | u16 device type | i64 the sender's clock, milliseconds since 1970, UTC
-//            | text device id (64 hex) | text device name (UTF-8, 1 to 127 bytes)
+//            | text device id (64 hex) | text device name (1 to 127 bytes)
 //            | u8 count (0 to 8) of addresses, each: text transport | text address
 //   OPEN     u8 version (1) | u8 data type (1, 2 or 4) | text name of the session server asked for
 //            | text name of the opener's own
@@ -70,7 +70,7 @@ struct Hello {
     std::vector<PeerAddress> addresses;  // where it listens
     int64_t clockMs = 0;                 // its clock as it was sent: milliseconds since 1970, UTC
 };
-std::string EncodeHello(const Hello& hello);  // payload; texts longer than the format allows are cut
+std::string EncodeHello(const Hello& hello);  // payload; texts longer than the format allows are cut at a character
 Result<Hello> DecodeHello(std::string_view payload);
 
 struct Open {

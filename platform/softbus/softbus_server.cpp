@@ -8,6 +8,7 @@
 #include <thread>
 
 #include "platform/base/mutex.h"
+#include "platform/base/utf8.h"
 #include "platform/dfx/trace.h"
 #include "platform/softbus/announcements.h"
 #include "platform/softbus/inbound_links.h"
@@ -90,8 +91,9 @@ Result<void> Server::Begin(const Trust::Identity& identity)
     if (!identity.Enrolled()) {
         return Error{"the soft bus needs an identity that is enrolled in an account"};
     }
-    if (options_.deviceName.empty() || options_.deviceName.size() >= DEVICE_NAME_BUF_LEN) {
-        return Error{"the device name must have 1 to " + std::to_string(DEVICE_NAME_BUF_LEN - 1) + " bytes"};
+    if (options_.deviceName.empty() || options_.deviceName.size() >= DEVICE_NAME_BUF_LEN ||
+        !IsUtf8(options_.deviceName)) {
+        return Error{"the device name must have 1 to " + std::to_string(DEVICE_NAME_BUF_LEN - 1) + " bytes of UTF-8"};
     }
     auto tls = Trust::TlsContext::Make(identity);
     if (!tls) {
@@ -229,7 +231,7 @@ Node Server::LocalNode()
 
 bool IsGoodName(const std::string& name)
 {
-    return !name.empty() && name.size() <= MAX_SESSION_NAME && name.find('\0') == std::string::npos;
+    return !name.empty() && name.size() <= MAX_SESSION_NAME && IsUtf8(name) && name.find('\0') == std::string::npos;
 }
 
 int Server::CreateSessionServer(const std::string& pkgName, const std::string& sessionName,

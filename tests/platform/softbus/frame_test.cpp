@@ -84,6 +84,8 @@ TEST(FramePayload, AHelloThatIsDamagedIsRefused)
         {"upper-case device id", with([](Hello& h) { h.deviceId[5] = 'A'; })},
         {"empty name", with([](Hello& h) { h.deviceName.clear(); })},
         {"NUL in the name", with([](Hello& h) { h.deviceName[0] = '\0'; })},
+        {"a name that is no UTF-8", with([](Hello& h) { h.deviceName[0] = '\xFF'; })},
+        {"a transport that is no UTF-8", with([](Hello& h) { h.addresses[0].transport[0] = '\x80'; })},
         {"NUL in an address", with([](Hello& h) { h.addresses[0].address[0] = '\0'; })},
         {"nine addresses", nine},
         {"clock before 1970", with([](Hello& h) { h.clockMs = -1; })},
@@ -92,6 +94,11 @@ TEST(FramePayload, AHelloThatIsDamagedIsRefused)
         faults.emplace_back("cut off", whole.substr(0, cut));
     }
     ExpectRefused(DecodeHello, faults);
+    std::string longName = "x";
+    while (longName.size() < 2 * DEVICE_NAME_BUF_LEN) {
+        longName += "\u00E9";
+    }
+    EXPECT_TRUE(DecodeHello(with([&](Hello& h) { h.deviceName = longName; }))) << "it is cut between characters";
     EXPECT_TRUE(DecodeHello('\2' + whole.substr(1) + "more")) << "a later version may have more fields";
 }
 
@@ -100,6 +107,8 @@ TEST(FramePayload, AnOpenThatIsDamagedIsRefused)
     ExpectRefused(DecodeOpen, {{"data type 3", EncodeOpen({3, "a", "b"})},
                                {"empty server name", EncodeOpen({TYPE_BYTES, "", "b"})},
                                {"empty opener name", EncodeOpen({TYPE_BYTES, "a", ""})},
+                               {"a server name that is no UTF-8", EncodeOpen({TYPE_BYTES, "\xC0\xAF", "b"})},
+                               {"an opener name that is no UTF-8", EncodeOpen({TYPE_BYTES, "a", "\xED\xA0\x80"})},
                                {"a byte too many", EncodeOpen({TYPE_BYTES, "a", "b"}) + "x"},
                                {"a field cut off", EncodeOpen({TYPE_BYTES, "a", "bc"}).substr(0, 6)}});
     EXPECT_TRUE(DecodeOpen(EncodeOpen({TYPE_BYTES, std::string(255, 'n'), "b"})));
@@ -112,6 +121,7 @@ TEST(Announcement, ThatIsDamagedIsRefused)
     ExpectRefused(DecodeAnnouncement,
                   {{"version 2", R"({"version": 2, )" + id + R"("transport": "t", "address": "a"})"},
                    {"id too short", R"({"version": 1, "network_id": "abc", "transport": "t", "address": "a"})"},
+                   {"not UTF-8", R"({"version": 1, )" + id + "\"transport\": \"t\", \"address\": \"\xFF\"}"},
                    {"number as text", R"({"version": 1, )" + id + R"("transport": 7, "address": "a"})"},
                    {"no address", R"({"version": 1, )" + id + R"("transport": "t"})"}});
 }
