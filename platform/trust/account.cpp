@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "platform/base/utf8.h"
 #include "platform/trust/identity_files.h"
 #include "platform/trust/openssl_util.h"
 
@@ -20,13 +21,14 @@ constexpr long CLOCK_SKEW_SECONDS = 24 * 3600;  // a device whose clock is behin
 Result<void> CheckName(const std::string& name, const char* what)
 {
     if (name.empty() || name.size() > MAX_ACCOUNT_NAME) {
-        return Error{std::string(what) + " \"" + name + "\": 1 to " + std::to_string(MAX_ACCOUNT_NAME) +
+        return Error{std::string(what) + " \"" + EscapeHidden(name) + "\": 1 to " + std::to_string(MAX_ACCOUNT_NAME) +
                      " bytes are allowed"};
     }
-    for (const char c : name) {
-        if (static_cast<unsigned char>(c) < 0x20 || c == 0x7F) {
-            return Error{std::string(what) + ": control characters are not allowed"};
-        }
+    if (!IsUtf8(name)) {
+        return Error{std::string(what) + ": not UTF-8"};
+    }
+    if (EscapeHidden(name) != name) {
+        return Error{std::string(what) + ": control characters, of the writing direction too, are not allowed"};
     }
     return {};
 }

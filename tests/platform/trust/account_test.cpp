@@ -50,6 +50,8 @@ TEST_F(AccountTest, RefusesRequestsThatProveNothing)
     ExpectRefused(Admit(laptop, RequestFor(one.get(), two.get())), "not signed by the key");
     ExpectRefused(Admit(laptop, RequestFor(large.get(), large.get())), "another kind than P-256");
     ExpectRefused(Admit(laptop, RequestFor(one.get(), one.get())), "1 to 64 bytes");
+    ExpectRefused(CreateAccount(phone, "caf\xE9", "phone"), "not UTF-8");
+    ExpectRefused(CreateAccount(phone, "home", "\u202Eenohp"), "control characters");
     ExpectRefused(Admit(laptop, "-----BEGIN CERTIFICATE REQUEST-----\nAAAA\n"), "not a certificate request");
 }
 
