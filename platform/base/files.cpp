@@ -4,7 +4,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <cstring>
 #include <random>
@@ -15,9 +14,9 @@ namespace Vexo {
 
 namespace {
 
-Error FileError(const std::filesystem::path& path, const std::string& what, int number)
+Error WriteError(const std::filesystem::path& path, int number)
 {
-    return Error{path.string() + ": " + what + ": " + std::strerror(number)};
+    return Error{path.string() + ": cannot be written: " + std::strerror(number)};
 }
 
 bool WriteAll(int fd, std::string_view text)
@@ -45,30 +44,10 @@ std::filesystem::path TemporaryName(const std::filesystem::path& path)
 
 }  // namespace
 
-Result<std::string> ReadWholeFile(const std::filesystem::path& path, size_t maxBytes)
+Result<std::string> ReadWholeFile(const std::filesystem::path& path, size_t maxBytes, LastLink link)
 {
-    const UniqueFd file(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
-    if (!file) {
-        return FileError(path, "cannot be read", errno);
-    }
-    std::string content;
-    std::array<char, 16384> buffer{};
-    for (;;) {
-        const ssize_t count = ::read(file.Get(), buffer.data(), buffer.size());
-        if (count < 0 && errno == EINTR) {
-            continue;
-        }
-        if (count < 0) {
-            return FileError(path, "cannot be read", errno);
-        }
-        if (count == 0) {
-            return content;
-        }
-        if (content.size() + static_cast<size_t>(count) > maxBytes) {
-            return Error{path.string() + ": larger than the " + std::to_string(maxBytes) + " bytes that are allowed"};
-        }
-        content.append(buffer.data(), static_cast<size_t>(count));
-    }
+    Result<UniqueFd> file = OpenRegularFile(path, link);
+    return file ? ReadToEnd(file.Value().Get(), path, maxBytes) : file.TakeError();
 }
 
 Result<void> WriteFileAtomically(const std::filesystem::path& path, std::string_view text, mode_t mode)
@@ -76,7 +55,7 @@ Result<void> WriteFileAtomically(const std::filesystem::path& path, std::string_
     const std::filesystem::path temporary = TemporaryName(path);
     UniqueFd file(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
     if (!file) {
-        return FileError(path, "cannot be written", errno);
+        return WriteError(path, errno);
     }
     // The process's umask must not widen or narrow what the caller asked for.
     const bool written = ::fchmod(file.Get(), mode) == 0 && WriteAll(file.Get(), text) && ::fsync(file.Get()) == 0;
@@ -87,7 +66,7 @@ Result<void> WriteFileAtomically(const std::filesystem::path& path, std::string_
     }
     const int cause = written ? errno : number;
     ::unlink(temporary.c_str());
-    return FileError(path, "cannot be written", cause);
+    return WriteError(path, cause);
 }
 
 }  // namespace Vexo

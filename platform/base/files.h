@@ -9,12 +9,15 @@
 #include <string>
 #include <string_view>
 
+#include "platform/base/open_file.h"
 #include "platform/base/result.h"
 
 namespace Vexo {
 
-// The file's bytes; an error names the file and the cause (missing, not readable, larger than maxBytes).
-Result<std::string> ReadWholeFile(const std::filesystem::path& path, size_t maxBytes);
+// The bytes of a regular file; an error names the file and the cause (missing, not readable, no regular file, larger
+// than maxBytes). REFUSED for a file in a folder that other users may write.
+Result<std::string> ReadWholeFile(const std::filesystem::path& path, size_t maxBytes,
+                                  LastLink link = LastLink::FOLLOWED);
 
 // Writes text to a temporary file in the same folder (created exclusively, with mode), syncs it and renames it over
 // path.

@@ -4,9 +4,20 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <array>
 #include <cerrno>
+#include <cstring>
 
 namespace Vexo {
+
+namespace {
+
+Error ReadError(const std::filesystem::path& path, const std::string& why)
+{
+    return Error{path.string() + ": cannot be read: " + why};
+}
+
+}  // namespace
 
 void KeepStandardStreams()
 {
@@ -17,9 +28,50 @@ void KeepStandardStreams()
     }
 }
 
+Result<UniqueFd> OpenRegularFile(const std::filesystem::path& path, LastLink link)
+{
+    const int linkFlag = link == LastLink::REFUSED ? O_NOFOLLOW : 0;
+    UniqueFd file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | linkFlag));
+    if (!file) {
+        const bool isRefusedLink = errno == ELOOP && link == LastLink::REFUSED;
+        return ReadError(path, isRefusedLink ? "it is a symbolic link" : std::strerror(errno));
+    }
+    struct stat status {};
+    if (::fstat(file.Get(), &status) != 0) {
+        return ReadError(path, std::strerror(errno));
+    }
+    if (!S_ISREG(status.st_mode)) {
+        return ReadError(path, "it is not a regular file");
+    }
+    return file;
+}
+
 UniqueFd OpenForReading(const std::string& path)
 {
-    return UniqueFd(::open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    Result<UniqueFd> file = OpenRegularFile(path);
+    return file ? std::move(file.Value()) : UniqueFd();
+}
+
+Result<std::string> ReadToEnd(int fd, const std::filesystem::path& path, size_t maxBytes)
+{
+    std::string content;
+    std::array<char, 16384> buffer{};
+    for (;;) {
+        const ssize_t count = ::read(fd, buffer.data(), buffer.size());
+        if (count < 0 && errno == EINTR) {
+            continue;
+        }
+        if (count < 0) {
+            return ReadError(path, std::strerror(errno));
+        }
+        if (count == 0) {
+            return content;
+        }
+        if (content.size() + static_cast<size_t>(count) > maxBytes) {
+            return Error{path.string() + ": larger than the " + std::to_string(maxBytes) + " bytes that are allowed"};
+        }
+        content.append(buffer.data(), static_cast<size_t>(count));
+    }
 }
 
 int64_t FileStatusSize(int fd)

@@ -12,6 +12,7 @@ namespace Vexo {
 namespace {
 
 using testing::HasSubstr;
+using testing::StartsWith;
 
 size_t EntriesOf(const std::filesystem::path& folder)
 {
@@ -45,6 +46,37 @@ TEST(FilesTest, AFailedWriteNamesTheFileAndLeavesNothingBehind)
         EXPECT_THAT(written.Message(), HasSubstr(path.string() + ": cannot be written: "));
     }
     EXPECT_EQ(EntriesOf(folder.Path()), 1U);
+}
+
+// Opening a FIFO would wait for a writer that never comes.
+TEST(FilesTest, OnlyARegularFileIsReadAndOnlyWhereItLiesIfLinksAreRefused)
+{
+    const Tests::TempFolder folder;
+    std::ofstream(folder.Path() / "file") << "text";
+    ASSERT_EQ(::mkfifo((folder.Path() / "fifo").c_str(), 0600), 0);
+    std::filesystem::create_symlink("file", folder.Path() / "link");
+    std::filesystem::create_symlink("fifo", folder.Path() / "to-fifo");
+    const struct {
+        const char* name;
+        LastLink link;
+        const char* refused;  // null: read
+    } cases[] = {
+        {"file", LastLink::REFUSED, nullptr},
+        {"link", LastLink::FOLLOWED, nullptr},
+        {"link", LastLink::REFUSED, "it is a symbolic link"},
+        {"fifo", LastLink::FOLLOWED, "it is not a regular file"},
+        {"to-fifo", LastLink::FOLLOWED, "it is not a regular file"},
+        {".", LastLink::FOLLOWED, "it is not a regular file"},
+        {"none", LastLink::REFUSED, "No such file"},
+    };
+    for (const auto& c : cases) {
+        const auto path = folder.Path() / c.name;
+        const auto text = ReadWholeFile(path, 4, c.link);
+        EXPECT_EQ(text.Ok(), c.refused == nullptr) << c.name;
+        EXPECT_THAT(text ? text.Value() : text.Message(),
+                    StartsWith(c.refused == nullptr ? "text" : path.string() + ": cannot be read: " + c.refused));
+    }
+    EXPECT_THAT(ReadWholeFile(folder.Path() / "file", 3).Message(), HasSubstr("larger than the 3 bytes"));
 }
 
 }  // namespace
