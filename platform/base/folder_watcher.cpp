@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstring>
 #include <thread>
+#include <utility>
 
 #include "platform/base/unique_fd.h"
 
@@ -15,14 +16,20 @@ namespace Vexo {
 
 namespace {
 
-constexpr uint32_t WATCHED = IN_CREATE | IN_MOVED_TO | IN_MOVED_FROM | IN_CLOSE_WRITE | IN_DELETE;
+constexpr uint32_t FOLDER_EVENTS =
+    IN_CREATE | IN_MOVED_TO | IN_MOVED_FROM | IN_CLOSE_WRITE | IN_DELETE | IN_MOVE_SELF | IN_ONLYDIR;
+// Of an ancestor of a folder that is gone: what may bring it back, or take the ancestor away too.
+constexpr uint32_t ANCESTOR_EVENTS = IN_CREATE | IN_MOVED_TO | IN_MOVE_SELF | IN_ONLYDIR;
+constexpr int NOT_WATCHED = -1;
 
 class InotifyWatcher final : public FolderWatcher {
 public:
-    InotifyWatcher(UniqueFd inotify, UniqueFd stop, Callback callback)
-        : inotify_(std::move(inotify)),
+    InotifyWatcher(std::filesystem::path folder, UniqueFd inotify, int folderWatch, UniqueFd stop, Callback callback)
+        : folder_(std::move(folder)),
+          inotify_(std::move(inotify)),
           stop_(std::move(stop)),
           callback_(std::move(callback)),
+          folderWatch_(folderWatch),
           thread_([this] { Run(); })
     {
     }
@@ -56,18 +63,77 @@ private:
         const ssize_t size = ::read(inotify_.Get(), buffer.data(), buffer.size());
         for (ssize_t at = 0; at < size;) {
             const auto* event = reinterpret_cast<const inotify_event*>(buffer.data() + at);
-            if ((event->mask & IN_Q_OVERFLOW) != 0) {
-                callback_("");
-            } else if (event->len > 0) {
-                callback_(event->name);
-            }
+            OnEvent(*event, event->len > 0 ? event->name : "");
             at += static_cast<ssize_t>(sizeof(inotify_event) + event->len);
+        }
+        if (folderWatch_ == NOT_WATCHED) {
+            WatchAgain();
         }
     }
 
+    void OnEvent(const inotify_event& event, const std::string& name)
+    {
+        // The kernel ends the watch of what is removed or unmounted; of what is moved away, this side does.
+        const bool isGone = (event.mask & (IN_IGNORED | IN_MOVE_SELF)) != 0;
+        if ((event.mask & IN_Q_OVERFLOW) != 0) {
+            callback_("");
+        } else if (event.wd == folderWatch_ && isGone) {
+            Forget(folderWatch_);
+            callback_("");
+        } else if (event.wd == folderWatch_ && !name.empty()) {
+            callback_(name);
+        } else if (event.wd == ancestorWatch_ && isGone) {
+            Forget(ancestorWatch_);
+        }
+    }
+
+    // Watches the folder again, or its nearest ancestor until the folder is back.
+    void WatchAgain()
+    {
+        for (;;) {
+            folderWatch_ = ::inotify_add_watch(inotify_.Get(), folder_.c_str(), FOLDER_EVENTS);
+            if (folderWatch_ != NOT_WATCHED) {
+                Forget(ancestorWatch_);
+                callback_("");
+                return;
+            }
+            const int known = ancestorWatch_;
+            ancestorWatch_ = WatchNearestAncestor();
+            if (ancestorWatch_ == known) {
+                return;
+            }
+            if (known != NOT_WATCHED) {
+                (void)::inotify_rm_watch(inotify_.Get(), known);
+            }
+            // The folder may have come back before the ancestor was watched.
+        }
+    }
+
+    int WatchNearestAncestor()
+    {
+        std::filesystem::path ancestor = folder_;
+        int watch = NOT_WATCHED;
+        while (watch == NOT_WATCHED && ancestor.has_relative_path()) {
+            ancestor = ancestor.parent_path();
+            watch = ::inotify_add_watch(inotify_.Get(), ancestor.c_str(), ANCESTOR_EVENTS);
+        }
+        return watch;
+    }
+
+    void Forget(int& watch)
+    {
+        if (watch != NOT_WATCHED) {
+            (void)::inotify_rm_watch(inotify_.Get(), std::exchange(watch, NOT_WATCHED));
+        }
+    }
+
+    const std::filesystem::path folder_;  // absolute, so that each ancestor has a name
     const UniqueFd inotify_;
     const UniqueFd stop_;
     const Callback callback_;
+    // The thread's.
+    int folderWatch_;
+    int ancestorWatch_ = NOT_WATCHED;
     std::thread thread_;  // last: it uses the others
 };
 
@@ -75,13 +141,17 @@ private:
 
 Result<std::unique_ptr<FolderWatcher>> FolderWatcher::Start(const std::filesystem::path& folder, Callback callback)
 {
+    std::error_code error;
+    std::filesystem::path absolute = std::filesystem::absolute(folder, error);
     UniqueFd inotify(::inotify_init1(IN_CLOEXEC | IN_NONBLOCK));
     UniqueFd stop(::eventfd(0, EFD_CLOEXEC));
-    if (!inotify || !stop || ::inotify_add_watch(inotify.Get(), folder.c_str(), WATCHED | IN_ONLYDIR) < 0) {
-        return Error{folder.string() + ": cannot be watched: " + std::strerror(errno)};
+    const int watch =
+        error || !inotify || !stop ? NOT_WATCHED : ::inotify_add_watch(inotify.Get(), absolute.c_str(), FOLDER_EVENTS);
+    if (watch == NOT_WATCHED) {
+        return Error{folder.string() + ": cannot be watched: " + (error ? error.message() : std::strerror(errno))};
     }
-    return std::unique_ptr<FolderWatcher>(
-        std::make_unique<InotifyWatcher>(std::move(inotify), std::move(stop), std::move(callback)));
+    return std::unique_ptr<FolderWatcher>(std::make_unique<InotifyWatcher>(
+        std::move(absolute), std::move(inotify), watch, std::move(stop), std::move(callback)));
 }
 
 }  // namespace Vexo

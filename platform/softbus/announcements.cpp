@@ -65,7 +65,7 @@ Result<Announcement> DecodeAnnouncement(const std::string& text)
 }
 
 Announcements::Announcements(std::filesystem::path folder, const Announcement& own, Changed changed)
-    : folder_(std::move(folder)), ownFileName_(own.networkId + FILE_SUFFIX), changed_(std::move(changed))
+    : folder_(std::move(folder)), own_(own), ownFileName_(own.networkId + FILE_SUFFIX), changed_(std::move(changed))
 {
 }
 
@@ -85,7 +85,7 @@ Result<std::unique_ptr<Announcements>> Announcements::Start(const std::filesyste
     std::unique_ptr<Announcements> made(new Announcements(folder, own, std::move(changed)));
     auto watcher = FolderWatcher::Start(folder, [raw = made.get()](const std::string& name) {
         if (name.empty()) {
-            raw->Scan();
+            raw->ScanAgain();
         } else {
             raw->Look(name);
         }
@@ -94,10 +94,7 @@ Result<std::unique_ptr<Announcements>> Announcements::Start(const std::filesyste
         return watcher.TakeError();
     }
     made->watcher_ = std::move(watcher.Value());
-    // Others may have to read it under another user id, and there is nothing secret in it.
-    constexpr mode_t READABLE_BY_ALL = 0644;
-    auto written = WriteFileAtomically(folder / made->ownFileName_, EncodeAnnouncement(own), READABLE_BY_ALL);
-    if (!written) {
+    if (auto written = made->Announce(); !written) {
         return written.TakeError();
     }
     made->Scan();
@@ -111,6 +108,35 @@ void Announcements::Withdraw()
         std::error_code ignored;
         std::filesystem::remove(folder_ / ownFileName_, ignored);
     }
+}
+
+Result<void> Announcements::Announce() const
+{
+    // Others may have to read it under another user id, and there is nothing secret in it.
+    constexpr mode_t READABLE_BY_ALL = 0644;
+    return WriteFileAtomically(folder_ / ownFileName_, EncodeAnnouncement(own_), READABLE_BY_ALL);
+}
+
+// The folder has gone, or is back, or events were lost.
+void Announcements::ScanAgain()
+{
+    std::error_code error;
+    if (std::filesystem::is_directory(folder_, error) && !std::filesystem::exists(folder_ / ownFileName_, error)) {
+        if (const auto written = Announce(); !written) {
+            QuviewDFX::LogWarn(LOG_SOFTBUS, "this device is not announced: %{public}s", written.Message());
+        }
+    }
+    std::set<std::string> known;
+    {
+        const MutexLock lock(lookMutex_);
+        known = announced_;
+    }
+    for (const std::string& networkId : known) {
+        if (const std::string fileName = networkId + FILE_SUFFIX; !std::filesystem::exists(folder_ / fileName, error)) {
+            Look(fileName);
+        }
+    }
+    Scan();
 }
 
 void Announcements::Scan()
@@ -133,10 +159,11 @@ void Announcements::Look(const std::string& fileName)
     const std::filesystem::path path = folder_ / fileName;
     std::error_code error;
     if (!std::filesystem::exists(path, error)) {
+        announced_.erase(networkId);
         changed_(networkId, std::nullopt);
         return;
     }
-    const Result<std::string> text = ReadWholeFile(path, MAX_ANNOUNCEMENT_BYTES);
+    const Result<std::string> text = ReadWholeFile(path, MAX_ANNOUNCEMENT_BYTES, LastLink::REFUSED);
     const Result<Announcement> announcement = text ? DecodeAnnouncement(text.Value()) : Error{text.Message()};
     if (!announcement) {
         QuviewDFX::LogWarn(LOG_SOFTBUS, "announcement %{public}s ignored: %{public}s", fileName,
@@ -144,6 +171,7 @@ void Announcements::Look(const std::string& fileName)
     } else if (announcement.Value().networkId != networkId) {
         QuviewDFX::LogWarn(LOG_SOFTBUS, "announcement %{public}s ignored: it names another device", fileName);
     } else {
+        announced_.insert(networkId);
         changed_(networkId, announcement.Value().where);
     }
 }

@@ -9,6 +9,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <string>
 
 #include "platform/base/folder_watcher.h"
@@ -35,7 +36,8 @@ public:
     // Another device's announcement came or changed (its place is set), or it is gone.
     using Changed = std::function<void(const std::string& networkId, const std::optional<PeerAddress>& where)>;
 
-    // Announces own, reports what is there, and watches. Creates the folder if it is missing.
+    // Announces own, reports what is there, and watches. Creates the folder if it is missing. A folder that is removed
+    // later takes all announcements with it; when it is back, own is announced again.
     static Result<std::unique_ptr<Announcements>> Start(const std::filesystem::path& folder, const Announcement& own,
                                                         Changed changed);
     ~Announcements();
@@ -46,13 +48,17 @@ public:
 private:
     Announcements(std::filesystem::path folder, const Announcement& own, Changed changed);
 
-    void Scan();
-    void Look(const std::string& fileName);
+    Result<void> Announce() const;
+    void ScanAgain() EXCLUDES(lookMutex_);
+    void Scan() EXCLUDES(lookMutex_);
+    void Look(const std::string& fileName) EXCLUDES(lookMutex_);
 
     const std::filesystem::path folder_;
+    const Announcement own_;
     const std::string ownFileName_;
     const Changed changed_;
     Mutex lookMutex_;
+    std::set<std::string> announced_ GUARDED_BY(lookMutex_);  // network ids that changed_ has named a place for
     std::unique_ptr<FolderWatcher> watcher_;
 };
 

@@ -1,4 +1,6 @@
 // How devices find each other, and how they leave the list.
+#include <sys/stat.h>
+
 #include <filesystem>
 #include <fstream>
 
@@ -6,6 +8,7 @@
 #include "platform/softbus/announcements.h"
 #include "tests/platform/softbus/device_fixture.h"
 #include "tests/support/log_capture.h"
+#include "tests/support/trail.h"
 
 namespace Vexo::SoftBus::Tests {
 namespace {
@@ -68,6 +71,58 @@ TEST_F(DiscoveryTest, AnnouncementsBringDevicesTogetherAndDamagedOnesAreIgnoredW
     phoneBus->Stop();
     EXPECT_FALSE(std::filesystem::exists(file)) << "it announces itself no longer";
     EXPECT_TRUE(PhoneIs(false, laptopBus));
+}
+
+TEST_F(DiscoveryTest, AnAnnouncementThatIsNoFileBlocksNeitherStartNorLife)
+{
+    const Vexo::Tests::LogCapture log;
+    SoftBusOptions options;
+    options.announceFolder = folder.Path();
+    const auto makeFifo = [this](const std::string& networkId) {
+        return ::mkfifo((folder.Path() / (networkId + ".json")).c_str(), 0600);
+    };
+    const std::string early(64, 'd');
+    const std::string late(64, 'e');
+    ASSERT_EQ(makeFifo(early), 0);
+    const auto laptopBus = StartBus(laptop, "laptop", {}, options);
+    EXPECT_EQ(log.Count(early + ".json ignored"), 1u);
+    ASSERT_EQ(makeFifo(late), 0);
+    EXPECT_TRUE(log.WaitFor(late + ".json ignored"));
+    const auto phoneBus = StartBus(phone, "phone", {}, options);
+    EXPECT_TRUE(Meet(laptopBus, phoneBus));
+}
+
+TEST_F(DiscoveryTest, AnAnnounceFolderThatIsMadeAnewBringsDevicesTogether)
+{
+    SoftBusOptions options;
+    options.announceFolder = folder.Path() / "announced";
+    const auto laptopBus = StartBus(laptop, "laptop", {}, options);
+    const auto file = options.announceFolder / (laptop.networkId + ".json");
+    ASSERT_TRUE(std::filesystem::exists(file));
+    std::filesystem::remove_all(options.announceFolder);
+    std::filesystem::create_directory(options.announceFolder);
+    EXPECT_TRUE(Eventually([&] { return std::filesystem::exists(file); })) << "it announces itself again";
+    const auto phoneBus = StartBus(phone, "phone", {}, options);
+    EXPECT_TRUE(Meet(laptopBus, phoneBus));
+}
+
+TEST_F(DiscoveryTest, AnnouncementsAreGoneWithTheirFolder)
+{
+    const Announcement own{laptop.networkId, {"tcp", "127.0.0.1:1"}};
+    const auto announced = folder.Path() / "announced";
+    std::filesystem::create_directory(announced);
+    const auto file = announced / (phone.networkId + ".json");
+    const std::string text = EncodeAnnouncement({phone.networkId, {"tcp", "127.0.0.1:2"}});
+    ASSERT_TRUE(WriteFileAtomically(file, text, 0644));
+    Vexo::Tests::Trail<std::string> changes;
+    const auto made = Announcements::Start(
+        announced, own, [&](const std::string&, const auto& where) { changes.Add(where ? "there" : "gone"); });
+    ASSERT_TRUE(made) << made.Message();
+    EXPECT_EQ(changes.WaitFor(1).back(), "there");
+    std::filesystem::rename(announced, folder.Path() / "elsewhere");
+    EXPECT_TRUE(Eventually([&] { return changes.WaitFor(0).back() == "gone"; }));
+    std::filesystem::rename(folder.Path() / "elsewhere", announced);
+    EXPECT_TRUE(Eventually([&] { return changes.WaitFor(0).back() == "there"; }));
 }
 
 TEST_F(DiscoveryTest, ADeviceThatListensEverywhereIsReachedWhereItWasSeenAndDoesNotMeetItself)
