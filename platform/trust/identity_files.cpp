@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
@@ -18,7 +19,27 @@ namespace {
 constexpr size_t MAX_FILE_SIZE = 64 * 1024;
 constexpr mode_t OTHERS = S_IRWXG | S_IRWXO;
 constexpr mode_t KEY_MODE = 0600;
+constexpr uid_t ROOT = 0;
 constexpr mode_t CERTIFICATE_MODE = 0644;
+
+// Checks that nobody but this process's user, and root, can read or exchange the open key.
+Result<void> CheckKept(int fd, const std::filesystem::path& file)
+{
+    struct stat status {};
+    if (::fstat(fd, &status) != 0) {
+        return Error{file.string() + ": cannot be checked: " + std::strerror(errno)};
+    }
+    if (status.st_uid != ::geteuid() && status.st_uid != ROOT) {
+        return Error{file.string() + ": belongs to user " + std::to_string(status.st_uid) +
+                     ", who knows this key and can exchange it." + IF_NOT_KNOWN + "chown " +
+                     std::to_string(::geteuid()) + " " + file.string()};
+    }
+    if ((status.st_mode & OTHERS) != 0) {
+        return Error{file.string() + ": other users can read this key; it may be known to them." + IF_NOT_KNOWN +
+                     "chmod 600 " + file.string()};
+    }
+    return {};
+}
 
 }  // namespace
 
@@ -67,18 +88,15 @@ Result<UniqueFd> LockIdentityFolder(const std::filesystem::path& folder)
 
 Result<PrivateKey> ReadKeyFile(const std::filesystem::path& file)
 {
-    struct stat status {};
-    if (::lstat(file.c_str(), &status) != 0) {
-        return Error{file.string() + ": no key here: " + std::strerror(errno) + RESTORE_OR_ENROL};
+    const auto opened = OpenRegularFile(file, LastLink::REFUSED);
+    if (!opened) {
+        return Error{opened.Message() + RESTORE_OR_ENROL};
     }
-    if (!S_ISREG(status.st_mode)) {
-        return Error{file.string() + ": not a plain file" + RESTORE_OR_ENROL};
+    // Of what is open, so that nobody exchanges the file between the check and the reading.
+    if (auto kept = CheckKept(opened.Value().Get(), file); !kept) {
+        return kept.TakeError();
     }
-    if ((status.st_mode & OTHERS) != 0) {
-        return Error{file.string() + ": other users can read this key; it may be known to them." + IF_NOT_KNOWN +
-                     "chmod 600 " + file.string()};
-    }
-    const auto text = ReadWholeFile(file, MAX_FILE_SIZE);
+    const auto text = ReadToEnd(opened.Value().Get(), file, MAX_FILE_SIZE);
     if (!text) {
         return Error{text.Message()};
     }

@@ -11,6 +11,7 @@
 #include "platform/trust/identity_checks.h"
 #include "tools/distnetctl/commands.h"
 #include "tools/distnetctl/json.h"
+#include "tools/distnetctl/state_owner.h"
 #include "tools/distnetctl/status_view.h"
 
 namespace Vexo::Ctl {
@@ -57,8 +58,12 @@ HealthCheck CheckSocketHere(const std::string& path)
 // What can be said without the daemon's answer.
 Checks CheckHere(const GlobalOptions& options, const Client::CallResult& call)
 {
-    Trust::IdentityChecks found =
-        Trust::CheckIdentity(StateFolder(options) / "identity", std::chrono::system_clock::now());
+    const std::filesystem::path stateDir = StateFolder(options);
+    Trust::IdentityChecks found;
+    {
+        const StateOwner owner(stateDir);  // a key must belong to whoever reads it
+        found = Trust::CheckIdentity(stateDir / "identity", std::chrono::system_clock::now());
+    }
     Checks checks{std::move(found.identity), std::move(found.account), std::move(found.clock)};
     HealthCheck policy = NotChecked("policy", "not checked: needs the daemon");
     HealthCheck socket = CheckSocketHere(options.socket);

@@ -1,6 +1,7 @@
 #include "platform/trust/identity.h"
 
 #include <openssl/ec.h>
+#include <unistd.h>
 
 #include <array>
 #include <future>
@@ -66,6 +67,25 @@ TEST(IdentityTest, ThatIsDamagedIsRefusedByNameAndLeftAsItIs)
         EXPECT_EQ(loaded.Message().find(folder + blamed + ":"), 0u) << loaded.Message();
         EXPECT_EQ(Contents(folder), before);
     }
+}
+
+TEST(IdentityTest, AKeyOfAnotherUserIsRefused)
+{
+    if (::geteuid() != 0) {
+        GTEST_SKIP() << "only root can give a file away";
+    }
+    constexpr uid_t OTHER = 65534;
+    const Devices devices{};
+    devices.Create("laptop");
+    for (const char* name : {DEVICE_KEY_FILE, ACCOUNT_KEY_FILE}) {
+        const std::string file = devices.Folder("laptop") / name;
+        ASSERT_EQ(::chown(file.c_str(), OTHER, 0), 0);
+        const auto loaded = LoadIdentity(devices.Folder("laptop"));
+        ExpectRefused(loaded, file + ": belongs to user 65534");
+        ExpectRefused(loaded, "If not: chown 0 " + file);
+        ASSERT_EQ(::chown(file.c_str(), 0, 0), 0);
+    }
+    EXPECT_TRUE(LoadIdentity(devices.Folder("laptop")));
 }
 
 TEST(IdentityTest, IsMadeOnceForAllWhoAskAtOnceAndReadableByItsOwnerOnly)
