@@ -8,7 +8,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "platform/dfx/log.h"
+#include "platform/dfx/guard.h"
 #include "platform/dfx/trace.h"
 #include "platform/softbus/socket_bio.h"
 #include "platform/softbus/softbus_log.h"
@@ -102,8 +102,9 @@ void Link::WaitReadable()
     socket_.async_wait(asio::posix::descriptor_base::wait_read,
                        [self = shared_from_this()](const asio::error_code& error) {
                            self->waitsReadable_ = false;
-                           if (!error) {
-                               self->OnReadable();
+                           const auto read = [&self] { self->OnReadable(); };
+                           if (!error && !QuviewDFX::RunGuarded(LOG_SOFTBUS, "reading a link", read)) {
+                               self->End(LinkEnd::BROKEN, "a fault of this device");
                            }
                        });
 }

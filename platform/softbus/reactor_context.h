@@ -9,8 +9,10 @@
 #include <vector>
 
 #include "platform/base/nocopyable.h"
+#include "platform/dfx/guard.h"
 #include "platform/softbus/link.h"
 #include "platform/softbus/node_table.h"
+#include "platform/softbus/softbus_log.h"
 #include "platform/softbus/transport.h"
 
 namespace Vexo::SoftBus {
@@ -29,7 +31,7 @@ struct ReactorContext : public NoCopyable {
     void NoteOnlineChanged() const
     {
         if (onlineChanged) {
-            onlineChanged();
+            QuviewDFX::RunGuarded(LOG_SOFTBUS, "online callback", onlineChanged);
         }
     }
 

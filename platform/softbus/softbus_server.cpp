@@ -9,6 +9,7 @@
 
 #include "platform/base/mutex.h"
 #include "platform/base/utf8.h"
+#include "platform/dfx/guard.h"
 #include "platform/dfx/trace.h"
 #include "platform/softbus/announcements.h"
 #include "platform/softbus/inbound_links.h"
@@ -200,7 +201,9 @@ void Server::Stop()
 void Server::RunReactor()
 {
     pthread_setname_np(pthread_self(), "softbus");
-    context_.reactor->run();
+    // What was being done when an exception came is lost; the reactor's other work goes on.
+    while (!QuviewDFX::RunGuarded(LOG_SOFTBUS, "reactor work", [this] { context_.reactor->run(); })) {
+    }
     MutexLock lock(lifeMutex_);
     reactorDone_ = true;
     reactorEnded_.NotifyAll();

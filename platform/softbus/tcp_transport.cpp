@@ -14,6 +14,7 @@
 #include <cstring>
 #include <optional>
 
+#include "platform/dfx/guard.h"
 #include "platform/softbus/softbus_log.h"
 
 namespace Vexo::SoftBus {
@@ -267,11 +268,14 @@ void TcpTransport::AcceptAll()
             });
             return;
         }
-        Prepare(stream.Get());
-        tcp::endpoint peer;
-        peer.resize(length);
-        std::memcpy(peer.data(), &from, length);
-        accepted_(std::move(stream), ToText(peer));
+        // One link that fails must not end accepting.
+        QuviewDFX::RunGuarded(LOG_SOFTBUS, "accepting", [&] {
+            Prepare(stream.Get());
+            tcp::endpoint peer;
+            peer.resize(length);
+            std::memcpy(peer.data(), &from, length);
+            accepted_(std::move(stream), ToText(peer));
+        });
         if (stopped_) {
             return;
         }

@@ -3,9 +3,11 @@
 
 #include <algorithm>
 #include <atomic>
+#include <stdexcept>
 
 #include "tests/platform/softbus/device_fixture.h"
 #include "tests/support/fake_ability_manager.h"
+#include "tests/support/log_capture.h"
 
 namespace Vexo::SoftBus::Tests {
 namespace {
@@ -155,6 +157,44 @@ TEST_F(SessionTest, FiftyOpenAtOnceAndThoseOfThePeerHaveIdsOfTheirOwn)
     laptop->Stop();
     EXPECT_TRUE(Eventually([&] { return phone->Counts().sessions == 0; }));
     EXPECT_EQ(atLaptop.Count(Kind::CLOSED, ids.back()), 0u);
+}
+
+// A way of the link type for Bluetooth whose connects throw.
+class ThrowingTransport : public Transport {
+public:
+    std::string Name() const override { return "throwing"; }
+    bool Carries(LinkType type) const override { return type == LINK_TYPE_BR; }
+    Result<std::string> Listen(Accepted /*accepted*/) override { return std::string("here"); }
+    Result<void> CheckAddress(const std::string& /*address*/) const override { return {}; }
+    void Connect(const std::string& /*address*/, std::chrono::milliseconds /*limit*/, Connected /*done*/) override
+    {
+        throw std::runtime_error("no connect today");
+    }
+    void Stop() override {}
+};
+
+TEST_F(SessionTest, AnExceptionOnTheReactorIsOneLineAndTheDeviceGoesOn)
+{
+    SoftBusOptions options;
+    options.moreTransports = {[](asio::io_context&) { return std::make_shared<ThrowingTransport>(); }};
+    options.onlineChanged = [] { throw std::runtime_error("nobody cares"); };
+    const auto tablet = StartBus(account.Enrol("tablet"), "tablet", {}, options);
+    options.onlineChanged = nullptr;
+    const Trust::Identity watchIdentity = account.Enrol("watch");
+    const Vexo::Tests::LogCapture log;
+    const auto watch = StartBus(watchIdentity, "watch", {tablet->ListenAddress()}, options);
+    ASSERT_EQ(tablet->CreateSessionServer(PKG, NAME, Listener<0>::Table()), 0);
+    ASSERT_EQ(watch->CreateSessionServer(PKG, NAME, Listener<1>::Table()), 0);
+    ASSERT_TRUE(Meet(tablet, watch));
+    EXPECT_TRUE(log.WaitFor("online callback ended by an exception: nobody cares"));
+
+    const SessionAttribute byBluetooth{TYPE_BYTES, 1, {LINK_TYPE_BR}};
+    EXPECT_GT(tablet->OpenSession(NAME, NAME, watchIdentity.networkId, byBluetooth), 0);
+    EXPECT_TRUE(log.WaitFor("reactor work ended by an exception: no connect today"));
+    const int id = tablet->OpenSession(NAME, NAME, watchIdentity.networkId, ByteSession());
+    EXPECT_EQ(atLaptop.WaitFor(Kind::OPENED, id).result, 0);
+    watch->Stop();
+    EXPECT_TRUE(Eventually([&] { return !SeesOnline(tablet, watchIdentity.networkId); }));
 }
 
 TEST_F(SessionTest, WaitsForItsOwnServerAndForThePeers)
