@@ -262,6 +262,7 @@ public:
     {
         SoftBus::SoftBusOptions options;
         options.deviceName = "phone";
+        options.peerShare = options.maxSessions;  // more than one peer may have open are measured
         g_phone = Take(SoftBusServer::Start(phone.identity, options));
         options.deviceName = "laptop";
         options.peerAddresses = {g_phone->ListenAddress()};

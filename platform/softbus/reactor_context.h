@@ -25,6 +25,7 @@ struct ReactorContext : public NoCopyable {
     std::string ownNetworkId;
     Hello ownHello;
     size_t maxQueuedBytes = 0;
+    size_t peerShare = 0;  // sessions that one peer may have opened
     std::function<void()> onlineChanged;
     NodeTable nodes;
 

@@ -125,7 +125,8 @@ void Sessions::SessionLink::Opened(const std::string& payload)
         Tell(SOFTBUS_OK);
     } else {
         // What a peer's code means is its own business, but that it has no room is worth knowing.
-        Tell(result.Value() == SOFTBUS_LIMIT ? SOFTBUS_LIMIT : SOFTBUS_PEER_REFUSED);
+        const bool isFull = result.Value() == SOFTBUS_LIMIT || result.Value() == SOFTBUS_PEER_SHARE;
+        Tell(isFull ? result.Value() : SOFTBUS_PEER_REFUSED);
     }
 }
 

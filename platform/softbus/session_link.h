@@ -69,6 +69,7 @@ public:
     // Answers with that failure and ends.
     void Refuse(int result);
     const std::string& ServerName() const { return open_.serverName; }
+    const std::string& PeerNetworkId() const { return link_->PeerNetworkId(); }
 
     void OnFrame(FrameKind kind, std::string payload) override;
     void OnEnded(LinkEnd end, const std::string& why) override;

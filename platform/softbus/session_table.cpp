@@ -1,5 +1,6 @@
 #include "platform/softbus/session_table.h"
 
+#include <algorithm>
 #include <asio/post.hpp>
 #include <limits>
 
@@ -200,6 +201,15 @@ SessionPtr SessionTable::Remove(int id)
     SessionPtr session = std::move(found->second);
     sessions_.erase(found);
     return session;
+}
+
+size_t SessionTable::InboundCount(const std::string& peerNetworkId) const
+{
+    MutexLock lock(mutex_);
+    return static_cast<size_t>(std::count_if(sessions_.begin(), sessions_.end(), [&](const auto& entry) {
+        const SessionRequest& request = entry.second->Request();
+        return !request.outbound && request.peerNetworkId == peerNetworkId;
+    }));
 }
 
 std::vector<SessionPtr> SessionTable::List(const std::string& serverName) const

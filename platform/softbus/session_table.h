@@ -123,6 +123,8 @@ public:
     SessionPtr Find(int id) const EXCLUDES(mutex_);
     // Null when it is not there (any more): whoever gets the session decides how it ends.
     SessionPtr Remove(int id) EXCLUDES(mutex_);
+    // How many the peer has opened.
+    size_t InboundCount(const std::string& peerNetworkId) const EXCLUDES(mutex_);
     // All of them, or those whose own side is that server.
     std::vector<SessionPtr> List(const std::string& serverName = {}) const EXCLUDES(mutex_);
 

@@ -7,6 +7,18 @@
 
 namespace Vexo::SoftBus {
 
+namespace {
+
+void RefuseOpen(const std::shared_ptr<Link>& link, SoftBusResult result, const char* why)
+{
+    QuviewDFX::LogWarn(LOG_SOFTBUS, "a session from %{public}s is refused: %{public}s", ShortId(link->PeerNetworkId()),
+                       why);
+    link->Send(FrameKind::OPENED, EncodeOpened(result));
+    link->Close();
+}
+
+}  // namespace
+
 Sessions::Sessions(ReactorContext& context, std::shared_ptr<SessionTable> table)
     : context_(context), table_(std::move(table))
 {
@@ -73,6 +85,10 @@ void Sessions::AdoptInbound(const std::shared_ptr<Link>& link, const std::string
         link->Refuse(open.Message());
         return;
     }
+    if (OpenedBy(link->PeerNetworkId()) >= context_.peerShare) {
+        RefuseOpen(link, SOFTBUS_PEER_SHARE, "that device has its share open");
+        return;
+    }
     const auto waiting = std::make_shared<WaitingPeer>(*this, link, open.Value());
     waitingPeers_.insert(waiting);
     CountPending();
@@ -84,15 +100,20 @@ void Sessions::AdoptInbound(const std::shared_ptr<Link>& link, const std::string
     }
 }
 
+// The sessions of that peer, and its opens that wait for a session server.
+size_t Sessions::OpenedBy(const std::string& peerNetworkId) const
+{
+    const auto waiting = std::count_if(waitingPeers_.begin(), waitingPeers_.end(),
+                                       [&](const auto& peer) { return peer->PeerNetworkId() == peerNetworkId; });
+    return table_->InboundCount(peerNetworkId) + static_cast<size_t>(waiting);
+}
+
 void Sessions::Accept(const std::shared_ptr<Link>& link, const struct Open& open, std::shared_ptr<SessionServer> server)
 {
     const SessionPtr session =
         table_->Add({false, open.serverName, open.openerName, link->PeerNetworkId(), open.dataType, {}});
     if (!session) {
-        QuviewDFX::LogWarn(LOG_SOFTBUS, "a session from %{public}s is refused: too many are open",
-                           ShortId(link->PeerNetworkId()));
-        link->Send(FrameKind::OPENED, EncodeOpened(SOFTBUS_LIMIT));
-        link->Close();
+        RefuseOpen(link, SOFTBUS_LIMIT, "too many are open");
         return;
     }
     const auto sessionLink = std::make_shared<SessionLink>(*this, session);

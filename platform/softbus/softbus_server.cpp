@@ -82,6 +82,7 @@ Server::Server(SoftBusOptions options)
       work_(asio::make_work_guard(*context_.reactor))
 {
     context_.maxQueuedBytes = options_.maxQueuedBytes;
+    context_.peerShare = options_.peerShare;
     context_.onlineChanged = options_.onlineChanged;
 }
 

@@ -18,6 +18,10 @@
 
 namespace Vexo::SoftBus {
 
+// How many sessions one peer may have opened to this device, those that wait for a session server included: an eighth
+// of what there may be, so that no peer keeps others, or this device's own opens, from theirs.
+inline constexpr size_t MAX_SESSIONS_OF_PEER = 128;
+
 struct SoftBusOptions {
     std::string deviceName;
     uint16_t deviceTypeId = DEVICE_TYPE_UNKNOWN;
@@ -25,6 +29,7 @@ struct SoftBusOptions {
     std::vector<std::string> peerAddresses;     // tried again and again, ever more rarely, while nobody answers
     std::filesystem::path announceFolder;       // shared with other devices; empty: no announcements
     size_t maxSessions = 1024;
+    size_t peerShare = MAX_SESSIONS_OF_PEER;  // of maxSessions
     size_t maxQueuedBytes = 8 * 1024 * 1024;  // per session, not yet taken by the kernel
     std::function<void()> onlineChanged;      // a device came online or left; on the reactor thread, must not block
     std::vector<TransportFactory> moreTransports;  // beside TCP, in order of preference

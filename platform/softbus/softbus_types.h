@@ -27,7 +27,8 @@ enum SoftBusResult : int32_t {
     SOFTBUS_QUEUE_FULL = -7,       // the peer does not take what is sent
     SOFTBUS_TIMED_OUT = -8,
     SOFTBUS_NO_SUCH_SERVER = -9,
-    SOFTBUS_LIMIT = -10,  // too many sessions or servers
+    SOFTBUS_LIMIT = -10,       // too many sessions or servers
+    SOFTBUS_PEER_SHARE = -11,  // this device has opened as many sessions to the peer as one device may
 };
 
 struct SessionAttribute {

@@ -108,6 +108,43 @@ TEST_F(HostilePeerTest, ASilentPeerIsPingedAndGivenUpAfterSixSecondsWhileAnIdleO
     EXPECT_EQ(atPhone.WaitFor(Kind::BYTES, theirs).bytes, "still here");
 }
 
+TEST_F(HostilePeerTest, OnePeerHoldsItsShareOfSessionsAndOthersFindRoom)
+{
+    SoftBusOptions options;
+    options.peerShare = 3;
+    const auto small = StartBus(account.Enrol("small"), "small", {phone->ListenAddress()}, options);
+    const std::string smallId = small->LocalNode().networkId;
+    ASSERT_EQ(small->CreateSessionServer(PKG, NAME, Listener<0>::Table()), 0);
+    ASSERT_TRUE(Meet(small, phone));
+    const Vexo::Tests::LogCapture log;
+    // The peer opens one after another; the last of its share waits for a server that nobody has.
+    std::vector<std::unique_ptr<Bare>> opens;
+    const auto answer = [&](const char* server, bool waits) {
+        opens.push_back(std::make_unique<Bare>(small->ListenAddress(), identity));
+        EXPECT_TRUE(opens.back()->Handshake());
+        EXPECT_TRUE(opens.back()->WriteFrame(FrameKind::OPEN, EncodeOpen({TYPE_BYTES, server, "bare"})));
+        Frame frame;
+        return !waits && opens.back()->ReadFrame(frame) ? DecodeOpened(frame.payload).Value() : 1;
+    };
+    EXPECT_EQ(answer(NAME, false), SOFTBUS_OK);
+    EXPECT_EQ(answer(NAME, false), SOFTBUS_OK);
+    answer("test.never", true);
+    ASSERT_TRUE(Eventually([&] { return small->Counts().pendingOpens == 1; }));
+    EXPECT_EQ(answer(NAME, false), SOFTBUS_PEER_SHARE);
+    EXPECT_EQ(log.Count("is refused: that device has its share open"), 1u);
+
+    const auto openedTo = [&](const sptr<SoftBusServer>& by, Recorder& at, const std::string& whom) {
+        const int id = by->OpenSession(NAME, NAME, whom, ByteSession());
+        return at.WaitFor(Kind::OPENED, id).result;
+    };
+    atPhone.Clear();
+    EXPECT_EQ(openedTo(phone, atPhone, smallId), SOFTBUS_OK) << "another peer";
+    atLaptop.Clear();
+    EXPECT_EQ(openedTo(small, atLaptop, phoneIdentity.networkId), SOFTBUS_OK) << "its own open";
+    opens.front().reset();
+    ASSERT_TRUE(Eventually([&] { return answer(NAME, false) == SOFTBUS_OK; })) << "once one has ended";
+}
+
 TEST_F(HostilePeerTest, ConnectionsThatSayNothingAreClosedAndDoNotStopOthers)
 {
     std::vector<std::unique_ptr<Bare>> mute(70);
