@@ -83,11 +83,18 @@ Certificate MakeAccountCertificate(EVP_PKEY* key, const std::string& name)
     return certificate;
 }
 
+// A device belongs to its account no longer than there is one.
+bool LimitExpiry(X509* certificate, const ASN1_TIME* last)
+{
+    return ASN1_TIME_compare(X509_get0_notAfter(certificate), last) <= 0 || X509_set1_notAfter(certificate, last) == 1;
+}
+
 Certificate MakeDeviceCertificate(EVP_PKEY* deviceKey, const std::string& deviceName, X509* account,
                                   EVP_PKEY* accountKey, std::chrono::hours validity)
 {
     Certificate certificate = MakeDraft(deviceKey, deviceName, validity);
     if (!certificate || X509_set_issuer_name(certificate.get(), X509_get_subject_name(account)) != 1 ||
+        !LimitExpiry(certificate.get(), X509_get0_notAfter(account)) ||
         !AddExtension(certificate.get(), account, NID_basic_constraints, "critical,CA:FALSE") ||
         !AddExtension(certificate.get(), account, NID_key_usage, "critical,digitalSignature") ||
         !AddExtension(certificate.get(), account, NID_ext_key_usage, "serverAuth,clientAuth") ||
@@ -214,6 +221,9 @@ Result<std::string> Admit(const std::filesystem::path& folder, const std::string
         return checked.TakeError();
     }
     X509* account = identity.Value().accountCertificate.get();
+    if (auto valid = VerifyValidNow(account); !valid) {
+        return Error{"the account's " + valid.Message() + "; make a new account and enrol its devices again"};
+    }
     const Certificate device = MakeDeviceCertificate(key, name, account, accountKey.Value().get(), validity);
     if (!device) {
         return Error{"the certificate could not be made: " + OpenSslReason()};
@@ -242,6 +252,9 @@ Result<void> Install(const std::filesystem::path& folder, const std::string& cha
     }
     if (auto valid = VerifyValidNow(device); !valid) {
         return Error{valid.Message() + "; have it made anew on the device that holds the account's key"};
+    }
+    if (auto valid = VerifyValidNow(account); !valid) {
+        return Error{"the account's " + valid.Message() + "; join an account that is valid"};
     }
     if (FileExists(folder / ACCOUNT_KEY_FILE)) {
         return Error{(folder / ACCOUNT_KEY_FILE).string() +

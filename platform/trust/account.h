@@ -25,8 +25,9 @@ Result<void> CreateAccount(const std::filesystem::path& folder, const std::strin
 // A PEM PKCS#10 request for this device's key.
 Result<std::string> MakeRequest(const std::filesystem::path& folder, const std::string& deviceName);
 
-// Checks the request's own signature and issues a certificate for its key, valid from now for validity; returns the PEM
-// chain. Refused when this device does not hold the account's key.
+// Checks the request's own signature and issues a certificate for its key, valid from now for validity, but no longer
+// than the account; returns the PEM chain. Refused when this device does not hold the account's key, or the account has
+// expired.
 Result<std::string> Admit(const std::filesystem::path& folder, const std::string& requestPem,
                           std::chrono::hours validity = DEVICE_VALIDITY);
 

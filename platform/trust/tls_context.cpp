@@ -60,7 +60,8 @@ public:
         auto context = std::make_shared<OpenSslTlsContext>();
         context->client_ = context->MakeContext(TLS_client_method(), identity);
         context->server_ = context->MakeContext(TLS_server_method(), identity);
-        if (!context->client_ || !context->server_) {
+        context->account_.reset(X509_dup(identity.accountCertificate.get()));
+        if (!context->client_ || !context->server_ || !context->account_) {
             return Error{"TLS could not be set up: " + OpenSslReason()};
         }
         SSL_CTX_set_session_cache_mode(context->client_.get(), SSL_SESS_CACHE_CLIENT | SSL_SESS_CACHE_NO_INTERNAL);
@@ -108,6 +109,9 @@ public:
         if (SSL_session_reused(ssl) == 1) {
             if (auto valid = VerifyValidNow(certificate.get()); !valid) {
                 return valid.TakeError();
+            }
+            if (const auto valid = VerifyValidNow(account_.get()); !valid) {
+                return Error{"the account's " + valid.Message()};
             }
         }
         std::string networkId = NetworkIdOf(X509_get0_pubkey(certificate.get()));
@@ -190,6 +194,7 @@ private:
 
     ContextPtr client_;
     ContextPtr server_;
+    Certificate account_;
     Mutex mutex_;
     std::map<std::string, SessionPtr> tickets_ GUARDED_BY(mutex_);  // by network id
 };

@@ -1,7 +1,7 @@
 // TlsContext: how this device speaks TLS 1.3 (RFC 8446) with devices of its account, and with nobody else: both sides
 // present a certificate, and a certificate counts only if this account's key signed it and it is valid now. A session
-// may be resumed by ticket with the peer it was made with; the peer's certificate is checked again then. Immutable
-// after creation but for its session cache, which locks itself; any thread.
+// may be resumed by ticket with the peer it was made with; the peer's and the account's validity are checked again
+// then. Immutable after creation but for its session cache, which locks itself; any thread.
 #pragma once
 
 #include <openssl/ssl.h>

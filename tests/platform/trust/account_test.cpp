@@ -72,6 +72,29 @@ TEST_F(AccountTest, RefusesChainsThatDoNotFitTheDevice)
     ExpectRefused(Install(phone, strange), "\"home\"");
 }
 
+TEST_F(AccountTest, ADeviceBelongsToItNoLongerThanItLasts)
+{
+    const auto accountFile = laptop / ACCOUNT_CERTIFICATE_FILE;
+    const Certificate account = std::move(ReadCertificateFile(accountFile).Value());
+    const PrivateKey key = std::move(ReadKeyFile(laptop / ACCOUNT_KEY_FILE).Value());
+    const auto endAfter = [&](std::chrono::seconds time) {
+        const Certificate changed = EndingAt(account.get(), key.get(), std::time(nullptr) + time.count());
+        EXPECT_TRUE(WriteCertificateFile(accountFile, changed.get()));
+    };
+    endAfter(std::chrono::hours(48));
+    const std::string chain = devices.Chain("phone", "laptop");
+    ASSERT_TRUE(Install(phone, chain));
+    const Identity joined = devices.Load("phone");
+    EXPECT_EQ(ASN1_TIME_compare(X509_get0_notAfter(joined.certificate.get()),
+                                X509_get0_notAfter(joined.accountCertificate.get())),
+              0);
+    const std::string briefer = devices.Chain("tablet", "laptop", std::chrono::hours(1));
+    endAfter(std::chrono::hours(-1));
+    ExpectRefused(Admit(laptop, MakeRequest(devices.Folder("watch"), "watch").Value()), "account's certificate has");
+    const std::string late = briefer.substr(0, briefer.rfind("-----BEGIN")) + Read(accountFile);
+    ExpectRefused(Install(devices.Folder("tablet"), late), "account's certificate has expired");
+}
+
 TEST_F(AccountTest, CompletesWhatACrashLeftHalfDone)
 {
     const std::string key = Read(laptop / ACCOUNT_KEY_FILE);

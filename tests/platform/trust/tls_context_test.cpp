@@ -61,10 +61,7 @@ Connection Connect(const Context& client, const Context& server, const std::stri
 // identity with another certificate of its account for the same key, whose validity ends at notAfter.
 Identity WithExpiry(Identity identity, EVP_PKEY* accountKey, std::time_t notAfter)
 {
-    Certificate certificate(X509_dup(identity.certificate.get()));
-    ASN1_TIME_set(X509_getm_notAfter(certificate.get()), notAfter);
-    EXPECT_GT(X509_sign(certificate.get(), accountKey, EVP_sha256()), 0);
-    identity.certificate = std::move(certificate);
+    identity.certificate = EndingAt(identity.certificate.get(), accountKey, notAfter);
     return identity;
 }
 
@@ -155,6 +152,28 @@ TEST_F(TlsContextTest, ACertificateThatExpiredSinceIsRefusedOnResumption)
     const Connection fromBrief = Connect(brief, atLaptop, laptop.networkId);
     ASSERT_EQ(SSL_session_reused(fromBrief.server.get()), 1);
     EXPECT_FALSE(atLaptop->VerifiedPeer(fromBrief.server.get()));
+}
+
+TEST_F(TlsContextTest, AnAccountThatExpiredSinceIsRefusedOnResumption)
+{
+    const std::time_t end = std::time(nullptr) + 2;
+    Identity identity = devices.Load("phone");
+    identity.accountCertificate = EndingAt(identity.accountCertificate.get(), accountKey.get(), end);
+    const Context brief = ContextOf(identity);
+    ASSERT_TRUE(Connect(atLaptop, brief, phone.networkId).done);
+    ASSERT_TRUE(Connect(brief, atLaptop, laptop.networkId).done);
+    while (std::time(nullptr) <= end) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    for (const bool isClient : {true, false}) {
+        const Connection connection =
+            isClient ? Connect(brief, atLaptop, laptop.networkId) : Connect(atLaptop, brief, phone.networkId);
+        SSL* const own = isClient ? connection.client.get() : connection.server.get();
+        ASSERT_EQ(SSL_session_reused(own), 1);
+        const auto peer = brief->VerifiedPeer(own);
+        ASSERT_FALSE(peer) << isClient;
+        EXPECT_EQ(peer.Message(), "the account's certificate has expired");
+    }
 }
 
 }  // namespace

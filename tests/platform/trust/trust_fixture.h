@@ -3,6 +3,7 @@
 
 #include <gtest/gtest.h>
 
+#include <ctime>
 #include <filesystem>
 #include <string>
 
@@ -13,6 +14,15 @@
 #include "tests/support/temp_folder.h"
 
 namespace Vexo::Trust::Tests {
+
+// The same certificate signed anew, with a validity that ends at notAfter.
+inline Certificate EndingAt(X509* certificate, EVP_PKEY* accountKey, std::time_t notAfter)
+{
+    Certificate changed(X509_dup(certificate));
+    ASN1_TIME_set(X509_getm_notAfter(changed.get()), notAfter);
+    EXPECT_GT(X509_sign(changed.get(), accountKey, EVP_sha256()), 0);
+    return changed;
+}
 
 class Devices {
 public:
