@@ -55,8 +55,8 @@ public:
     int32_t StartDistributedNetwork(int32_t, int32_t, const std::string& networkId) override;
     int32_t StartDistributedNetworkAsync(int32_t, int32_t, const std::string& networkId);
     int32_t SoftBusStartDisNet(const std::string& networkId);
-    // The same exchange over the collaboration's own data channel (link/collaboration.h). For programs that load the
-    // service into their process: no request of the remote interface leads here. Blocks for at most some 25 s.
+    // The same exchange over the collaboration's own data channel (link/collaboration.h). No request of the remote
+    // interface leads here, so only code in the service's own process can call it. Blocks for at most some 25 s.
     int32_t CollaborationStartDisNet(const std::string& networkId);
     // Always 0; closes nothing: the peer's hotspot closes by its own rules.
     int32_t StopDistributedNetwork(int32_t, int32_t, const std::string& networkId) override;
