@@ -35,6 +35,11 @@ protected:
     std::unique_ptr<Bare> peer;
 };
 
+std::string Framed(FrameKind kind, const std::string& payload)
+{
+    return EncodeHeader(kind, payload.size()) + payload;
+}
+
 TEST_F(HostilePeerTest, BrokenFramesCloseTheConnectionWithOneLine)
 {
     const struct {
@@ -46,6 +51,10 @@ TEST_F(HostilePeerTest, BrokenFramesCloseTheConnectionWithOneLine)
         {"DATA before OPEN", EncodeHeader(FrameKind::DATA, 1) + "x", "neither HELLO nor OPEN"},
         {"DATA too long", EncodeHeader(FrameKind::DATA, MAX_SESSION_BYTES + 1), "DATA of 4194305 bytes"},
         {"damaged HELLO", EncodeHeader(FrameKind::HELLO, 3) + "abc", "HELLO ends within a field"},
+        {"a name that is no UTF-8", Framed(FrameKind::HELLO, EncodeHello({0, identity.deviceId, "\xFF", {}, 0})),
+         "not 1 to 127 bytes of UTF-8"},
+        {"a session name that is no UTF-8", Framed(FrameKind::OPEN, EncodeOpen({TYPE_BYTES, "\xC0\xAF", "b"})),
+         "empty or not UTF-8"},
         {"damaged OPEN", EncodeHeader(FrameKind::OPEN, 3) + "abc", "OPEN ends within a field"},
     };
     for (const auto& fault : faults) {
