@@ -96,7 +96,7 @@ SettingsMap MakeStationProfile(const std::string& uuid, const Wifi::WifiDeviceCo
     return profile;
 }
 
-std::string MismatchOf(const Wifi::WifiDeviceConfig& config, const AccessPoint& accessPoint)
+std::optional<Wifi::LinkEnd> MismatchOf(const Wifi::WifiDeviceConfig& config, const AccessPoint& accessPoint)
 {
     const bool takesKey = accessPoint.allowsPsk || accessPoint.allowsSae;
     const bool asksKey = config.keyMgmt == "WPA-PSK";
@@ -107,10 +107,14 @@ std::string MismatchOf(const Wifi::WifiDeviceConfig& config, const AccessPoint& 
                                     : accessPoint.allowsPsk ? "WPA2"
                                     : accessPoint.allowsSae ? "WPA3"
                                                             : "something that no key opens";
-        return "security differs: the hotspot uses " + offered + ", the configuration says " +
-               (config.keyMgmt.empty() ? "a key" : config.keyMgmt);
+        return Wifi::LinkEnd{Wifi::JoinFailure::SECURITY_DIFFERS,
+                             "security differs: the hotspot uses " + offered + ", the configuration says " +
+                                 (config.keyMgmt.empty() ? "a key" : config.keyMgmt)};
     }
-    return accessPoint.needsKey && config.preSharedKey.empty() ? "the hotspot needs a key" : "";
+    if (accessPoint.needsKey && config.preSharedKey.empty()) {
+        return Wifi::LinkEnd{Wifi::JoinFailure::KEY_NEEDED, "the hotspot needs a key"};
+    }
+    return std::nullopt;
 }
 
 bool IsOurs(const Profile& profile)

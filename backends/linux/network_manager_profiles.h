@@ -4,9 +4,11 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "backends/linux/network_manager.h"
+#include "platform/wifi/wifi_link.h"
 #include "platform/wifi/wifi_types.h"
 
 namespace Vexo::Linux {
@@ -29,8 +31,8 @@ SettingsMap MakeHotspotProfile(const std::string& uuid, const Wifi::HotspotConfi
 SettingsMap MakeStationProfile(const std::string& uuid, const Wifi::WifiDeviceConfig& config,
                                const AccessPoint& accessPoint);
 
-// Why a station with this configuration cannot join, as a person reads it; empty when it can try.
-std::string MismatchOf(const Wifi::WifiDeviceConfig& config, const AccessPoint& accessPoint);
+// Why a station with this configuration cannot join; none when it can try.
+std::optional<Wifi::LinkEnd> MismatchOf(const Wifi::WifiDeviceConfig& config, const AccessPoint& accessPoint);
 
 bool IsOurs(const Profile& profile);
 bool IsHotspotProfile(const Profile& profile);

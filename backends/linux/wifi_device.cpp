@@ -14,6 +14,8 @@ namespace {
 
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
+namespace JoinFailure = Wifi::JoinFailure;
+using Wifi::LinkEnd;
 using Wifi::WifiLinkState;
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "LinuxStation"};
@@ -21,27 +23,27 @@ constexpr milliseconds REASON_DELAY{200};
 constexpr milliseconds ADDRESS_DELAY{200};
 constexpr int MAX_REFUSALS = 2;
 
-// The ends that another try does not mend, as a person reads them; null for the others.
-const char* LastingCauseOf(NmReason reason)
+// The ends that another try does not mend; none for the others.
+std::optional<LinkEnd> LastingCauseOf(NmReason reason)
 {
     switch (reason) {
         case NmReason::NO_SECRETS:
-            return "wrong key";
+            return LinkEnd{JoinFailure::WRONG_KEY, "wrong key"};
         case NmReason::CONFIG_UNAVAILABLE:
         case NmReason::CONFIG_EXPIRED:
         case NmReason::DHCP_START_FAILED:
         case NmReason::DHCP_ERROR:
         case NmReason::DHCP_FAILED:
-            return "no address";
+            return LinkEnd{JoinFailure::NO_ADDRESS, "no address"};
         case NmReason::USER_REQUESTED:
         case NmReason::CONNECTION_REMOVED:
-            return "disconnected by somebody at this device";
+            return LinkEnd{JoinFailure::ENDED_HERE, "disconnected by somebody at this device"};
         case NmReason::NEW_ACTIVATION:
-            return "this device changed to another network";
+            return LinkEnd{JoinFailure::ENDED_HERE, "this device changed to another network"};
         case NmReason::SLEEPING:
-            return "this device went to sleep";
+            return LinkEnd{JoinFailure::ENDED_HERE, "this device went to sleep"};
         default:
-            return nullptr;
+            return std::nullopt;
     }
 }
 
@@ -56,18 +58,6 @@ std::chrono::seconds BootClock()
     timespec now{};
     ::clock_gettime(CLOCK_BOOTTIME, &now);
     return std::chrono::seconds(now.tv_sec);
-}
-
-std::string NotVisible(const std::string& ssid)
-{
-    return "no hotspot called \"" + ssid + "\" is visible";
-}
-
-EventFwk::NetConnState EventCodeOf(WifiLinkState state)
-{
-    return state == WifiLinkState::CONNECTED ? EventFwk::NetConnState::CONNECTED
-           : state == WifiLinkState::FAILED  ? EventFwk::NetConnState::FAILED
-                                             : EventFwk::NetConnState::DISCONNECTED;
 }
 
 }  // namespace
@@ -159,34 +149,34 @@ void LinuxWifiDevice::Search()
 {
     const Result<std::vector<AccessPoint>> visible = context_->manager.AccessPoints(attempt_->radio);
     if (const Result<bool> isEnabled = context_->manager.IsWifiEnabled(); isEnabled && !isEnabled.Value()) {
-        End(WifiLinkState::FAILED, "Wi-Fi is switched off");
+        End({JoinFailure::WIFI_OFF, "Wi-Fi is switched off"});
         return;
     }
     if (!visible && context_->manager.Radios()) {
-        End(WifiLinkState::FAILED, "this device has no Wi-Fi any more");
+        End({JoinFailure::WIFI_OFF, "this device has no Wi-Fi any more"});
         return;
     }
     const std::vector<AccessPoint> seen = visible ? visible.Value() : std::vector<AccessPoint>();
     const AccessPoint* best = nullptr;
-    std::string mismatch;
+    std::optional<LinkEnd> mismatch;
     for (const AccessPoint& one : seen) {
         if (one.ssid != attempt_->config.ssid) {
             continue;
         }
-        const std::string reason = MismatchOf(attempt_->config, one);
-        if (reason.empty()) {
+        std::optional<LinkEnd> reason = MismatchOf(attempt_->config, one);
+        if (!reason) {
             best = best == nullptr || one.strengthPercent > best->strengthPercent ? &one : best;
         } else if (IsLate() || one.lastSeen >= attempt_->begunAt) {
             // What was seen before the attempt may be how the hotspot was before it was turned on.
-            mismatch = reason;
+            mismatch = std::move(reason);
         }
     }
     if (best != nullptr) {
         Join(*best);
-    } else if (!mismatch.empty()) {
-        End(WifiLinkState::FAILED, mismatch);
+    } else if (mismatch) {
+        End(*mismatch);
     } else if (IsLate()) {
-        End(WifiLinkState::FAILED, NotVisible(attempt_->config.ssid));
+        End(Wifi::NotVisible(attempt_->config.ssid));
     } else {
         Scan();
         const auto left = std::chrono::ceil<milliseconds>(attempt_->deadline - steady_clock::now());
@@ -221,7 +211,7 @@ void LinuxWifiDevice::Join(const AccessPoint& accessPoint)
         QuviewDFX::LogWarn(LABEL, "NetworkManager refuses to join: %{public}s", name);
         TakeBack();
         if (++attempt.refusals >= MAX_REFUSALS || IsLate()) {
-            End(WifiLinkState::FAILED, "NetworkManager refuses: " + name);
+            End({JoinFailure::RADIO_FAILED, "NetworkManager refuses: " + name});
         } else {
             SearchAgain();
         }
@@ -254,7 +244,7 @@ void LinuxWifiDevice::Follow(bool isTimed)
             break;
         default:
             if (steady_clock::now() - attempt_->joiningSince > options_.joinLimit) {
-                End(WifiLinkState::FAILED, "the hotspot does not answer");
+                End({JoinFailure::NO_ANSWER, "the hotspot does not answer"});
             } else if (!attempt_->isConnected) {
                 LookAgainIn(options_.lookAgain);
             }
@@ -266,7 +256,7 @@ void LinuxWifiDevice::OnActivated()
     const std::string address = context_->manager.AddressOf(attempt_->radio);
     if (address.empty()) {
         if (steady_clock::now() - attempt_->joiningSince > options_.joinLimit) {
-            End(WifiLinkState::FAILED, "no address");
+            End({JoinFailure::NO_ADDRESS, "no address"});
         } else {
             LookAgainIn(ADDRESS_DELAY);
         }
@@ -275,7 +265,7 @@ void LinuxWifiDevice::OnActivated()
     Tasks::CancelTimer(std::exchange(timer_, 0));
     attempt_->isConnected = true;
     configs_.NoteBssid(attempt_->config, attempt_->bssid);
-    if (link_.MoveOn(attempt_->number, WifiLinkState::CONNECTED, "", address)) {
+    if (link_.Connect(attempt_->number, address)) {
         QuviewDFX::LogInfo(LABEL, "connected to \"%{public}s\"", attempt_->config.ssid);
         ended_(EventFwk::NetConnState::CONNECTED);
     }
@@ -284,20 +274,18 @@ void LinuxWifiDevice::OnActivated()
 void LinuxWifiDevice::OnEnded()
 {
     const NmReason reason = attempt_->reason;
-    const char* const cause = LastingCauseOf(reason);
-    if (attempt_->isConnected) {
-        End(WifiLinkState::DISCONNECTED, cause != nullptr ? cause : "the hotspot is gone");
-    } else if (cause != nullptr) {
-        End(WifiLinkState::FAILED, cause);
+    const std::optional<LinkEnd> cause = LastingCauseOf(reason);
+    if (attempt_->isConnected || cause) {
+        End(cause.value_or(LinkEnd{JoinFailure::NOT_VISIBLE, "the hotspot is gone"}));
     } else if (!IsLate()) {
         QuviewDFX::LogInfo(LABEL, "\"%{public}s\" did not let this device in (reason %{public}u), trying again",
                            attempt_->config.ssid, static_cast<uint32_t>(reason));
         TakeBack();
         SearchAgain();
+    } else if (reason == NmReason::SSID_NOT_FOUND && !WasHeardWhileJoining()) {
+        End(Wifi::NotVisible(attempt_->config.ssid));
     } else {
-        End(WifiLinkState::FAILED, reason == NmReason::SSID_NOT_FOUND && !WasHeardWhileJoining()
-                                       ? NotVisible(attempt_->config.ssid)
-                                       : "the hotspot does not let this device in; most often the key is wrong");
+        End({JoinFailure::NOT_ADMITTED, "the hotspot does not let this device in; most often the key is wrong"});
     }
 }
 
@@ -344,7 +332,7 @@ void LinuxWifiDevice::OnGone()
     }
     // What was changed stays noted: it is taken back when NetworkManager has come back.
     attempt_->change = {};
-    End(attempt_->isConnected ? WifiLinkState::DISCONNECTED : WifiLinkState::FAILED, "NetworkManager has gone");
+    End({JoinFailure::RADIO_FAILED, "NetworkManager has gone"});
 }
 
 void LinuxWifiDevice::TakeBack()
@@ -355,21 +343,21 @@ void LinuxWifiDevice::TakeBack()
     }
 }
 
-void LinuxWifiDevice::End(WifiLinkState state, const std::string& reason)
+void LinuxWifiDevice::End(const LinkEnd& end)
 {
     Tasks::CancelTimer(std::exchange(timer_, 0));
-    const bool isNews = link_.MoveOn(attempt_->number, state, reason, "");
+    const std::optional<WifiLinkState> state = link_.End(attempt_->number, end);
     const bool isOwnEnd = !IsSomebodysChoice(attempt_->reason);
     const bool hadRadio = !attempt_->change.activation.empty();
-    QuviewDFX::LogInfo(LABEL, "not connected to \"%{public}s\": %{public}s", attempt_->config.ssid, reason);
+    QuviewDFX::LogInfo(LABEL, "not connected to \"%{public}s\": %{public}s", attempt_->config.ssid, end.sentence);
     TakeBack();
     configs_.Remove(attempt_->config);
     if (isOwnEnd && hadRadio) {
         context_->Restore(attempt_->change, attempt_->radio);
     }
     attempt_.reset();
-    if (isNews) {
-        ended_(EventCodeOf(state));
+    if (state) {
+        ended_(*state == WifiLinkState::FAILED ? EventFwk::NetConnState::FAILED : EventFwk::NetConnState::DISCONNECTED);
     }
 }
 
@@ -387,7 +375,7 @@ void LinuxWifiDevice::Stop()
     link_.Stop();
     context_->RunAndWait([self = sptr<LinuxWifiDevice>(this)]() -> int32_t {
         if (self->attempt_) {
-            self->End(WifiLinkState::DISCONNECTED, "this device stopped");
+            self->End({JoinFailure::ENDED_HERE, "this device stopped"});
         }
         return Wifi::WIFI_OK;
     });

@@ -96,7 +96,7 @@ private:
     bool WasHeardWhileJoining() const;
     void SearchAgain();
     void LookAgainIn(std::chrono::milliseconds delay);
-    void End(Wifi::WifiLinkState state, const std::string& reason);
+    void End(const Wifi::LinkEnd& end);
     void TakeBack();
     bool IsLate() const { return std::chrono::steady_clock::now() >= attempt_->deadline; }
 

@@ -5,13 +5,14 @@
 
 #include "platform/dfx/log.h"
 #include "platform/dfx/trace.h"
-#include "platform/events/common_event_support.h"
 #include "platform/wifi/wifi_config.h"
 
 namespace Vexo::Simulated {
 namespace {
 
 using std::chrono::steady_clock;
+namespace JoinFailure = Wifi::JoinFailure;
+using Wifi::LinkEnd;
 using Wifi::WifiDeviceConfig;
 using Wifi::WifiLinkInfo;
 using Wifi::WifiLinkState;
@@ -27,18 +28,6 @@ bool AllowsSecurity(const std::string& keyMgmt, HotspotSecurity security)
 bool IsLooking(WifiLinkState state)
 {
     return state == WifiLinkState::CONNECTING || state == WifiLinkState::CONNECTED;
-}
-
-EventFwk::NetConnState EventCodeOf(WifiLinkState state)
-{
-    switch (state) {
-        case WifiLinkState::CONNECTED:
-            return EventFwk::NetConnState::CONNECTED;
-        case WifiLinkState::FAILED:
-            return EventFwk::NetConnState::FAILED;
-        default:
-            return EventFwk::NetConnState::DISCONNECTED;
-    }
 }
 
 }  // namespace
@@ -97,7 +86,7 @@ int32_t SimulatedWifiDevice::ConnectToDevice(const WifiDeviceConfig& config)
         return Wifi::WIFI_FAILED;
     }
     if (!PostLook()) {
-        link_.MoveOn(*attempt, WifiLinkState::FAILED, "too much work waits on this device", "");
+        link_.End(*attempt, {JoinFailure::RADIO_FAILED, "too much work waits on this device"});
         return Wifi::WIFI_FAILED;
     }
     return Wifi::WIFI_OK;
@@ -138,23 +127,22 @@ void SimulatedWifiDevice::Look()
         StopLooking();
         return;
     }
-    const WifiLinkState ended =
-        info.state == WifiLinkState::CONNECTED ? WifiLinkState::DISCONNECTED : WifiLinkState::FAILED;
     const std::shared_ptr<const DeviceState> state = live_->Get();
     if (!state->wifiEnabled || !state->stationPresent) {
-        End(info.attempt, ended, state->stationPresent ? "Wi-Fi is switched off" : "this device has no Wi-Fi any more",
-            "");
+        End(info.attempt, {JoinFailure::WIFI_OFF,
+                           state->stationPresent ? "Wi-Fi is switched off" : "this device has no Wi-Fi any more"});
         return;
     }
     if (!StartWatching()) {
-        End(info.attempt, ended, "the air cannot be watched", "");
+        End(info.attempt, {JoinFailure::RADIO_FAILED, "the air cannot be watched"});
         return;
     }
     const Sighting sighting = Sight(wanted);
     if (info.state == WifiLinkState::CONNECTING) {
         LookWhileConnecting(info.attempt, deadline, sighting);
     } else if (!sighting.matches) {
-        End(info.attempt, ended, sighting.visible ? sighting.reason : "the hotspot is gone", "");
+        End(info.attempt,
+            sighting.visible ? sighting.mismatch : LinkEnd{JoinFailure::NOT_VISIBLE, "the hotspot is gone"});
     }
 }
 
@@ -175,44 +163,52 @@ void SimulatedWifiDevice::LookWhileConnecting(uint32_t attempt, steady_clock::ti
         LookAgainAt(joinedAt_);
         return;
     }
-    End(attempt, sighting.matches ? WifiLinkState::CONNECTED : WifiLinkState::FAILED, sighting.reason, sighting.bssid);
+    if (sighting.matches) {
+        Connect(attempt, sighting.bssid);
+    } else {
+        End(attempt, sighting.mismatch);
+    }
 }
 
 SimulatedWifiDevice::Sighting SimulatedWifiDevice::Sight(const WifiDeviceConfig& wanted)
 {
     Sighting sighting;
-    sighting.reason = "no hotspot called \"" + wanted.ssid + "\" is visible";
+    sighting.mismatch = Wifi::NotVisible(wanted.ssid);
     for (const AirRecord& record : air_.Look()) {
         if (record.ssid != wanted.ssid) {
             continue;
         }
-        const std::string mismatch = MismatchOf(wanted, record);
-        if (mismatch.empty()) {
-            return {true, true, record.bssid, ""};
+        const std::optional<LinkEnd> mismatch = MismatchOf(wanted, record);
+        if (!mismatch) {
+            return {true, true, record.bssid};
         }
-        sighting = {true, false, record.bssid, mismatch};
+        sighting = {true, false, record.bssid, *mismatch};
     }
     return sighting;
 }
 
-std::string SimulatedWifiDevice::MismatchOf(const WifiDeviceConfig& wanted, const AirRecord& record)
+std::optional<LinkEnd> SimulatedWifiDevice::MismatchOf(const WifiDeviceConfig& wanted, const AirRecord& record)
 {
     if (!AllowsSecurity(wanted.keyMgmt, record.security)) {
-        return "security differs: the hotspot uses " + std::string(SecurityName(record.security)) +
-               ", the configuration says " + wanted.keyMgmt;
+        return LinkEnd{JoinFailure::SECURITY_DIFFERS, "security differs: the hotspot uses " +
+                                                          std::string(SecurityName(record.security)) +
+                                                          ", the configuration says " + wanted.keyMgmt};
     }
     if (record.security == HotspotSecurity::OPEN) {
-        return "";
+        return std::nullopt;
     }
     if (wanted.preSharedKey.empty()) {
-        return "the hotspot needs a key";
+        return LinkEnd{JoinFailure::KEY_NEEDED, "the hotspot needs a key"};
     }
     if (provenSsid_ != wanted.ssid || provenKey_ != wanted.preSharedKey) {
         provenSsid_ = wanted.ssid;
         provenKey_ = wanted.preSharedKey;
         proof_ = MakeKeyProof(wanted.ssid, wanted.preSharedKey);
     }
-    return proof_ == record.keyProof ? "" : "wrong key";
+    if (proof_ == record.keyProof) {
+        return std::nullopt;
+    }
+    return LinkEnd{JoinFailure::WRONG_KEY, "wrong key"};
 }
 
 void SimulatedWifiDevice::LookAgainAt(steady_clock::time_point time)
@@ -246,30 +242,41 @@ void SimulatedWifiDevice::StopLooking()
     joiningAttempt_ = 0;
 }
 
-void SimulatedWifiDevice::End(uint32_t attempt, WifiLinkState state, const std::string& reason,
-                              const std::string& bssid)
+void SimulatedWifiDevice::Connect(uint32_t attempt, const std::string& bssid)
 {
-    const bool isConnected = state == WifiLinkState::CONNECTED;
-    WifiDeviceConfig wanted;
     {
         MutexLock lock(mutex_);
-        if (!link_.MoveOn(attempt, state, reason, isConnected ? air_.StationAddress() : "")) {
+        if (link_.Get().attempt != attempt) {
             return;
         }
-        wanted = wanted_;
+        if (!link_.Connect(attempt, air_.StationAddress())) {
+            return;
+        }
+        configs_.NoteBssid(wanted_, bssid);
+        QuviewDFX::LogInfo(LABEL, "connected to \"%{public}s\"", wanted_.ssid);
     }
-    if (isConnected) {
-        configs_.NoteBssid(wanted, bssid);
-        QuviewDFX::LogInfo(LABEL, "connected to \"%{public}s\"", wanted.ssid);
-        Tasks::CancelTimer(std::exchange(timer_, 0));
-    } else {
-        QuviewDFX::LogInfo(LABEL, "not connected to \"%{public}s\": %{public}s", wanted.ssid, reason);
-        StopLooking();
+    Tasks::CancelTimer(std::exchange(timer_, 0));
+    Publish(EventFwk::NetConnState::CONNECTED);
+}
+
+void SimulatedWifiDevice::End(uint32_t attempt, const LinkEnd& end)
+{
+    const std::string ssid = link_.Get().ssid;
+    const std::optional<WifiLinkState> state = link_.End(attempt, end);
+    if (!state) {
+        return;
     }
+    QuviewDFX::LogInfo(LABEL, "not connected to \"%{public}s\": %{public}s", ssid, end.sentence);
+    StopLooking();
+    Publish(*state == WifiLinkState::FAILED ? EventFwk::NetConnState::FAILED : EventFwk::NetConnState::DISCONNECTED);
+}
+
+void SimulatedWifiDevice::Publish(EventFwk::NetConnState state)
+{
     EventFwk::Want want;
     want.SetAction(EventFwk::CommonEventSupport::COMMON_EVENT_CONNECTIVITY_CHANGE)
         .SetParam(EventFwk::CommonEventSupport::NET_TYPE_PARAMETER, static_cast<int32_t>(EventFwk::NetType::WIFI));
-    events_->PublishCommonEvent(EventFwk::CommonEventData(want, static_cast<int32_t>(EventCodeOf(state))));
+    events_->PublishCommonEvent(EventFwk::CommonEventData(want, static_cast<int32_t>(state)));
 }
 
 }  // namespace Vexo::Simulated

@@ -7,6 +7,7 @@
 
 #include <chrono>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -15,6 +16,7 @@
 #include "platform/base/folder_watcher.h"
 #include "platform/base/mutex.h"
 #include "platform/events/common_event_manager.h"
+#include "platform/events/common_event_support.h"
 #include "platform/ipc/iremote_object.h"
 #include "platform/tasks/elastic_pool.h"
 #include "platform/tasks/timers.h"
@@ -56,7 +58,7 @@ private:
         bool visible = false;
         bool matches = false;
         std::string bssid;
-        std::string reason;  // why it does not match
+        Wifi::LinkEnd mismatch{};  // why it does not match
     };
 
     bool PostLook();
@@ -65,12 +67,14 @@ private:
     void LookWhileConnecting(uint32_t attempt, std::chrono::steady_clock::time_point deadline,
                              const Sighting& sighting);
     Sighting Sight(const Wifi::WifiDeviceConfig& wanted);
-    std::string MismatchOf(const Wifi::WifiDeviceConfig& wanted, const AirRecord& record);
+    std::optional<Wifi::LinkEnd> MismatchOf(const Wifi::WifiDeviceConfig& wanted, const AirRecord& record);
     void LookAgainAt(std::chrono::steady_clock::time_point time);
     void StopLooking();
     bool StartWatching();
-    // Ends attempt or connection in this state, unless a newer attempt has begun.
-    void End(uint32_t attempt, Wifi::WifiLinkState state, const std::string& reason, const std::string& bssid);
+    // These do nothing once a newer attempt has begun.
+    void Connect(uint32_t attempt, const std::string& bssid);
+    void End(uint32_t attempt, const Wifi::LinkEnd& end);
+    void Publish(EventFwk::NetConnState state);
 
     const std::shared_ptr<LiveState> live_;
     const Air air_;

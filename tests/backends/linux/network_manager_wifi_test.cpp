@@ -2,6 +2,7 @@
 #include <iostream>
 
 #include "tests/backends/linux/wifi_world.h"
+#include "tests/platform/wifi/recorded_sys_events.h"
 #include "tests/support/log_capture.h"
 
 namespace Vexo::Tests {
@@ -13,35 +14,17 @@ using Wifi::WifiLinkState;
 
 constexpr const char* KEY = "not-a-real-key";
 
-class Closings : public QuviewDFX::SysEventSink {
-public:
-    int32_t Write(const QuviewDFX::SysEventRecord& record) noexcept override
-    {
-        const std::lock_guard lock(mutex_);
-        lines_.push_back(record.name + " " + record.parameters[0].key + " " +
-                         std::get<std::string>(record.parameters[0].value));
-        return 0;
-    }
-    std::vector<std::string> Lines()
-    {
-        const std::lock_guard lock(mutex_);
-        return lines_;
-    }
-    static std::vector<std::string> Of(const std::string& reason) { return {"NET_SHARE_CLOSED REASON " + reason}; }
-
-private:
-    std::mutex mutex_;
-    std::vector<std::string> lines_;
-};
+std::vector<std::string> ClosedFor(const std::string& reason, size_t count = 1)
+{
+    return std::vector<std::string>(count, "NET_SHARE_CLOSED REASON " + reason);
+}
 
 class NetworkManagerWifiTest : public testing::Test {
 protected:
-    NetworkManagerWifiTest() { QuviewDFX::SetSysEventSink(closings_); }
     ~NetworkManagerWifiTest() override
     {
         phone_.End();
         laptop_.End();
-        QuviewDFX::SetSysEventSink(nullptr);
         if (HasFailure()) {
             std::cerr << log_.Text();
         }
@@ -98,7 +81,7 @@ protected:
     }
 
     LogCapture log_;
-    const std::shared_ptr<Closings> closings_ = std::make_shared<Closings>();
+    const RecordedSysEvents events_;
     Air air_;
     WifiMachine phone_{air_.Phone().Address(), "phone"};
     WifiMachine laptop_{air_.Laptop().Address(), "laptop"};
@@ -131,7 +114,7 @@ TEST_F(NetworkManagerWifiTest, WithoutAProfileOfTheUserAHotspotOfOursComesAndGoe
         EXPECT_EQ(Journal(phone_), "[]\n");
         phone_.End();
     }
-    EXPECT_EQ(closings_->Lines(), std::vector<std::string>(3, Closings::Of("ASKED")[0]));
+    EXPECT_EQ(events_.Lines(), ClosedFor("ASKED", 3));
     const auto mode = std::filesystem::status(phone_.Folder() / Linux::HOTSPOT_KEY_FILE).permissions();
     EXPECT_EQ(mode, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
     EXPECT_FALSE(log_.Contains(key));
@@ -149,7 +132,7 @@ TEST_F(NetworkManagerWifiTest, AHotspotThatTheUserTurnedOnIsLeftAlone)
     phone_.Wifi().OnBatteryLow();
     phone_.End();
     EXPECT_TRUE(Has(Phone(), ActiveIs(Air::USERS_HOTSPOT)));
-    EXPECT_TRUE(closings_->Lines().empty());
+    EXPECT_TRUE(events_.Lines().empty());
 
     // A key that somebody else keeps can be told to no peer: a hotspot of ours takes its place.
     Do(air_.Phone(), R"({"do": "deactivate"})");
@@ -179,7 +162,7 @@ TEST_F(NetworkManagerWifiTest, AHotspotOfOursIsClosedWhenNobodyUsesItAndOnLowBat
     for (const auto& [idle, idleWithoutUplink, reason] :
          {std::tuple{soon, never, "IDLE"}, std::tuple{never, soon, "IDLE_WITHOUT_UPLINK"},
           std::tuple{never, never, "BATTERY_LOW"}}) {
-        const size_t before = closings_->Lines().size();
+        const size_t before = events_.Lines().size();
         phone_.Options().hotspot.limits.idle = idle;
         phone_.Options().hotspot.limits.idleWithoutUplink = idleWithoutUplink;
         phone_.stations = 1;
@@ -190,8 +173,8 @@ TEST_F(NetworkManagerWifiTest, AHotspotOfOursIsClosedWhenNobodyUsesItAndOnLowBat
         if (idle == never && idleWithoutUplink == never) {
             phone_.Wifi().OnBatteryLow();
         }
-        EXPECT_TRUE(Eventually([&] { return closings_->Lines().size() > before; }));
-        EXPECT_EQ(closings_->Lines().back(), Closings::Of(reason)[0]);
+        EXPECT_TRUE(Eventually([&] { return events_.Lines().size() > before; }));
+        EXPECT_EQ(events_.Lines().back(), ClosedFor(reason)[0]);
         EXPECT_TRUE(Eventually([&] { return Has(Phone(), ActiveIs("")); }));
         phone_.End();
     }
@@ -266,7 +249,7 @@ TEST_F(NetworkManagerWifiTest, WhatACrashLeftIsTakenBackAtTheNextStart)
         EXPECT_TRUE(Has(Phone(), ActiveIs(isNoted ? "" : Air::USERS_HOTSPOT))) << Phone();
         phone_.End();
     }
-    EXPECT_EQ(closings_->Lines(), std::vector<std::string>(2, Closings::Of("LEFT_OPEN")[0]));
+    EXPECT_EQ(events_.Lines(), ClosedFor("LEFT_OPEN", 2));
 
     // Without a next start, NetworkManager itself ends what its maker does not answer for any more.
     {

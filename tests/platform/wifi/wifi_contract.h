@@ -8,9 +8,12 @@
 #include <memory>
 #include <string>
 #include <tuple>
+#include <vector>
 
 #include "platform/wifi/wifi_device.h"
 #include "platform/wifi/wifi_hotspot.h"
+#include "platform/wifi/wifi_link.h"
+#include "tests/platform/wifi/recorded_sys_events.h"
 #include "tests/support/recording_subscriber.h"
 
 namespace Vexo::Tests {
@@ -68,6 +71,7 @@ protected:
                std::to_string(static_cast<int32_t>(state));
     }
 
+    const RecordedSysEvents sysEvents_;
     const std::unique_ptr<WifiWorld> world_ = GetParam()();
     const std::shared_ptr<RecordingSubscriber> events_ =
         RecordingSubscriber::To({EventFwk::CommonEventSupport::COMMON_EVENT_CONNECTIVITY_CHANGE});
@@ -103,22 +107,26 @@ TEST_P(WifiContract, WhatTheHotspotSaysRightAfterItIsEnabledLetsTheStationJoin)
 
 TEST_P(WifiContract, AnAttemptThatCannotSucceedFailsWithItsReason)
 {
-    const std::tuple<Security, Wifi::WifiDeviceConfig, const char*> cases[] = {
-        {Security::WPA2, Config(SSID, "another-key", "WPA-PSK"), "wrong key"},
-        {Security::WPA2, Config(SSID, "", ""), "needs a key"},
-        {Security::OPEN, Config(SSID, KEY, "WPA-PSK"), "security differs"},
-        {Security::WPA2, Config(SSID, "", "NONE"), "security differs"},
-        {Security::WPA2, Config(SSID, KEY, "WPA-EAP"), "security differs"},
-        {Security::WPA2, Config("Cellar", KEY, "WPA-PSK"), "no hotspot called \"Cellar\" is visible"},
+    namespace Failure = Wifi::JoinFailure;
+    const char* const differs = "security differs";
+    const std::tuple<Security, Wifi::WifiDeviceConfig, const char*, std::string> cases[] = {
+        {Security::WPA2, Config(SSID, "another-key", "WPA-PSK"), "wrong key", Failure::WRONG_KEY},
+        {Security::WPA2, Config(SSID, "", ""), "needs a key", Failure::KEY_NEEDED},
+        {Security::OPEN, Config(SSID, KEY, "WPA-PSK"), differs, Failure::SECURITY_DIFFERS},
+        {Security::WPA2, Config(SSID, "", "NONE"), differs, Failure::SECURITY_DIFFERS},
+        {Security::WPA2, Config(SSID, KEY, "WPA-EAP"), differs, Failure::SECURITY_DIFFERS},
+        {Security::WPA2, Config("Cellar", KEY, ""), "no hotspot called \"Cellar\" is visible", Failure::NOT_VISIBLE},
     };
     EnableHotspot();
     size_t failures = 0;
-    for (const auto& [security, config, reason] : cases) {
+    for (const auto& [security, config, reason, word] : cases) {
         world_->SetHotspot(SSID, KEY, security);
         const Wifi::WifiLinkInfo info = Join(config);
         EXPECT_EQ(info.state, Wifi::WifiLinkState::FAILED);
         EXPECT_NE(info.reason.find(reason), std::string::npos) << info.reason;
         EXPECT_EQ(events_->WaitFor(++failures).back(), ConnectivityEvent(EventFwk::NetConnState::FAILED));
+        EXPECT_EQ(sysEvents_.Lines().size(), failures);
+        EXPECT_EQ(sysEvents_.Lines().back(), "NET_WIFI_JOIN_FAIL REASON " + word);
     }
 }
 

@@ -1,0 +1,36 @@
+// RecordedSysEvents: the system events of a test, while it lives, each as "NAME KEY VALUE" of its first parameter. Any
+// thread may write events.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <variant>
+#include <vector>
+
+#include "platform/dfx/sinks.h"
+#include "tests/support/trail.h"
+
+namespace Vexo::Tests {
+
+class RecordedSysEvents {
+public:
+    RecordedSysEvents() { QuviewDFX::SetSysEventSink(sink_); }
+    ~RecordedSysEvents() { QuviewDFX::SetSysEventSink(nullptr); }
+
+    // Blocks until there are count lines, or too long.
+    std::vector<std::string> WaitFor(size_t count) const { return sink_->WaitFor(count); }
+    std::vector<std::string> Lines() const { return WaitFor(0); }
+
+private:
+    struct Sink : QuviewDFX::SysEventSink, Trail<std::string> {
+        int32_t Write(const QuviewDFX::SysEventRecord& record) noexcept override
+        {
+            const QuviewDFX::SysEventParameter& first = record.parameters.at(0);
+            Add(record.name + " " + first.key + " " + std::get<std::string>(first.value));
+            return 0;
+        }
+    };
+    const std::shared_ptr<Sink> sink_ = std::make_shared<Sink>();
+};
+
+}  // namespace Vexo::Tests
