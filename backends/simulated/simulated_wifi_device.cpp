@@ -249,10 +249,11 @@ void SimulatedWifiDevice::Connect(uint32_t attempt, const std::string& bssid)
         if (link_.Get().attempt != attempt) {
             return;
         }
+        // Before the state: a caller that sees "connected" may ask for the BSSID at once.
+        configs_.NoteBssid(wanted_, bssid);
         if (!link_.Connect(attempt, air_.StationAddress())) {
             return;
         }
-        configs_.NoteBssid(wanted_, bssid);
         QuviewDFX::LogInfo(LABEL, "connected to \"%{public}s\"", wanted_.ssid);
     }
     Tasks::CancelTimer(std::exchange(timer_, 0));
