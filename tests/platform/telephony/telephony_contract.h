@@ -52,6 +52,10 @@ TEST_P(TelephonyContract, AnswersForEachSlotAndForARadioOnceFromAnotherThread)
         EXPECT_EQ(answer->answer.get_future().get(), std::make_pair(isOn, int32_t{Telephony::TELEPHONY_OK}));
         EXPECT_NE(answer->thread.load(), std::this_thread::get_id());
         EXPECT_TRUE(!before || before->calls == 1);
+        const auto empty = MakeSptr<RadioAnswer>();
+        ASSERT_EQ(core->GetRadioState(1, empty), Telephony::TELEPHONY_OK);
+        EXPECT_EQ(empty->answer.get_future().get(), std::make_pair(false, int32_t{Telephony::TELEPHONY_OK}))
+            << "the slot is empty";
         before = answer;
     }
 }
