@@ -10,6 +10,7 @@
 #include <system_error>
 #include <utility>
 
+#include "backends/simulated/ssid_text.h"
 #include "platform/base/files.h"
 #include "platform/base/json.h"
 #include "platform/dfx/log.h"
@@ -78,6 +79,9 @@ Result<AirRecord> ParseAirRecord(const std::string& json)
     if (!cJSON_IsObject(document.get())) {
         return Error{"not a JSON object"};
     }
+    if (HasNulInText(json)) {
+        return Error{R"(a text holds \u0000)"};
+    }
     const cJSON* const version = cJSON_GetObjectItemCaseSensitive(document.get(), "version");
     if (!cJSON_IsNumber(version) || version->valueint != RECORD_VERSION) {
         return Error{"version: must be 1"};
@@ -96,6 +100,11 @@ Result<AirRecord> ParseAirRecord(const std::string& json)
         }
         *value = item->valuestring;
     }
+    Result<std::string> ssid = SsidFromText(record.ssid);
+    if (!ssid) {
+        return Error{"ssid: " + ssid.Message()};
+    }
+    record.ssid = std::move(ssid.Value());
     if (record.ssid.empty() || record.ssid.size() > 32) {
         return Error{"ssid: must have 1 to 32 bytes"};
     }
@@ -115,7 +124,7 @@ std::string SerializeAirRecord(const AirRecord& record)
 {
     const Json document = NewObject();
     cJSON_AddNumberToObject(document.get(), "version", RECORD_VERSION);
-    AddText(document.get(), "ssid", record.ssid);
+    AddText(document.get(), "ssid", SsidToText(record.ssid));
     AddText(document.get(), "bssid", record.bssid);
     AddText(document.get(), "security", SecurityName(record.security));
     AddText(document.get(), "key_proof", record.keyProof);

@@ -2,7 +2,7 @@
 // key itself never lies in the air: a record holds a proof of it, as hard to turn back as a Wi-Fi handshake that
 // somebody recorded. The functions block on the disk; any thread; no state but the folder's path. A record is the file
 // hotspot-NETWORKID.json: {"version":1, "ssid", "bssid" ("02:…"), "security" ("open", "wpa2", "wpa3"), "key_proof" (64
-// hex characters, empty when open), "address_range" ("192.168.43.0/24")}.
+// hex characters, empty when open), "address_range" ("192.168.43.0/24")}; how an SSID is written: ssid_text.h.
 #pragma once
 
 #include <filesystem>

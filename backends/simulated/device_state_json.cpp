@@ -1,6 +1,7 @@
 #include <set>
 
 #include "backends/simulated/device_state_keys.h"
+#include "backends/simulated/ssid_text.h"
 #include "platform/base/json.h"
 
 namespace Vexo::Simulated {
@@ -95,6 +96,9 @@ Result<DeviceState> ParseDeviceState(const std::string& json, const std::string&
     const Result<Json> document = ParseWholeJson(json);
     if (!document) {
         return Error{fileName + ":" + document.Message()};
+    }
+    if (HasNulInText(json)) {
+        return Error{fileName + R"(: a text holds \u0000 (in hotspot.ssid, \\x00 is that byte))"};
     }
     DeviceState state;
     if (const Result<void> read = Reader(state).Read(document.Value().get(), ""); !read) {

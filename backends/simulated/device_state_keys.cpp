@@ -8,6 +8,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "backends/simulated/ssid_text.h"
 #include "platform/base/text.h"
 
 namespace Vexo::Simulated {
@@ -102,9 +103,11 @@ void AddWifiKeys(std::vector<StateKey>& keys)
     keys.push_back(
         Range(Key("wifi.join_ms", Kind::NUMBER, MEMBER(joinTime), "how long joining a visible hotspot takes"), 0,
               MAX_WAIT_MS));
-    keys.push_back(Range(Key("hotspot.ssid", Kind::TEXT, MEMBER(hotspotSsid),
-                             "the hotspot's name; empty: the device's name and the start of its network id"),
-                         1, MAX_SSID_BYTES));
+    StateKey ssid = Range(Key("hotspot.ssid", Kind::TEXT, MEMBER(hotspotSsid),
+                              "the hotspot's name; empty: the device's name and the start of its network id"),
+                          1, MAX_SSID_BYTES);
+    ssid.isSsid = true;
+    keys.push_back(std::move(ssid));
     StateKey secret = Range(Key("hotspot.key", Kind::TEXT, MEMBER(hotspotKey),
                                 "the hotspot's own key, never shown; empty: a new one at every start"),
                             MIN_KEY_BYTES, MAX_KEY_BYTES);
@@ -198,7 +201,8 @@ std::string StateKey::Allowed() const
         case Kind::TEXT:
             break;
     }
-    return "empty, or " + std::to_string(min) + " to " + std::to_string(max) + " bytes";
+    return "empty, or " + std::to_string(min) + " to " + std::to_string(max) + " bytes" +
+           (isSsid ? R"(; \\ is a backslash, \xNN any byte)" : "");
 }
 
 std::string StateKey::Show(const DeviceState& state) const
@@ -213,7 +217,8 @@ std::string StateKey::Show(const DeviceState& state) const
         case Kind::TEXT:
             break;
     }
-    return text(const_cast<DeviceState&>(state));
+    const std::string& held = text(const_cast<DeviceState&>(state));
+    return isSsid ? SsidToText(held) : held;
 }
 
 Result<void> StateKey::Assign(DeviceState& state, const StateValue& value) const
@@ -245,14 +250,18 @@ Result<void> StateKey::Assign(DeviceState& state, const StateValue& value) const
         return {};
     }
     if (kind == Kind::TEXT && words != nullptr) {
-        const auto length = static_cast<int64_t>(words->size());
+        Result<std::string> meant = isSsid ? SsidFromText(*words) : Result<std::string>(*words);
+        if (!meant) {
+            return refuse(meant.Message());
+        }
+        const auto length = static_cast<int64_t>(meant.Value().size());
         if (length != 0 && (length < min || length > max)) {
             return refuse("is " + std::to_string(length) + " bytes long");
         }
-        if (words->find('\0') != std::string::npos) {
+        if (!isSsid && words->find('\0') != std::string::npos) {
             return refuse("holds a NUL byte");  // the file would end there
         }
-        text(state) = *words;
+        text(state) = std::move(meant.Value());
         return {};
     }
     const std::string found = flag != nullptr     ? (*flag ? "true" : "false")

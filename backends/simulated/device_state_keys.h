@@ -30,6 +30,7 @@ struct StateKey {
     int64_t min = 0;                   // NUMBER: the value; TEXT: the length in bytes of a text that is not empty
     int64_t max = 0;
     bool secret = false;
+    bool isSsid = false;            // any bytes, shown and written as ssid_text.h says
     bool omittedByDefault = false;  // left out of a written file while it has its default
     // Access to the member: numbers for all kinds but TEXT (a bool is 0 or 1).
     std::function<int32_t(const DeviceState&)> number;

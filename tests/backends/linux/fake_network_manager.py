@@ -61,7 +61,7 @@ class Profile(Node):
 
     @property
     def ssid(self):
-        return bytes(self.settings[WIRELESS]["ssid"]).decode()
+        return bytes(self.settings[WIRELESS]["ssid"]).decode("latin-1")  # any bytes
 
     @property
     def is_hotspot(self):
@@ -169,7 +169,7 @@ class Machine(Node):
             with open("/proc/uptime", encoding="ascii") as uptime:
                 now = int(float(uptime.read().split()[0]))
             node.properties = {NM + ".AccessPoint": {
-                "Ssid": dbus.ByteArray(profile.ssid.encode()), "HwAddress": "02:00:5e:10:00:01",
+                "Ssid": dbus.ByteArray(profile.ssid.encode("latin-1")), "HwAddress": "02:00:5e:10:00:01",
                 "Strength": dbus.Byte(70), "Flags": dbus.UInt32(flags != 0), "WpaFlags": dbus.UInt32(0),
                 "RsnFlags": dbus.UInt32(flags), "LastSeen": dbus.Int32(now)}}
         return [self.access_points[profile.ssid].path for profile in seen]

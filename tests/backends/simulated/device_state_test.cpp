@@ -31,6 +31,9 @@ TEST(DeviceStateTest, ADamagedFileIsRefusedWithFileKeyAndWhatIsAllowed)
         {R"({"wifi": {"join_ms": 1e400}})", "device-state.json: wifi.join_ms: inf is out of range"},
         {R"({"hotspot": {"key": "seven.7"}})",
          "device-state.json: hotspot.key: is 7 bytes long (empty, or 8 to 63 bytes)"},
+        {R"({"hotspot": {"ssid": "caf\u0000"}})", R"(device-state.json: a text holds \u0000)"},
+        {R"({"hotspot": {"ssid": "caf\\x0"}})",
+         R"(device-state.json: hotspot.ssid: the backslash at byte 4 begins neither \\ nor \xNN (empty, or)"},
         {R"({"faults": {"hotspot": {"enabel": {"code": 1}}}})",
          "device-state.json: faults.hotspot.enabel: unknown key"},
     };
@@ -38,6 +41,26 @@ TEST(DeviceStateTest, ADamagedFileIsRefusedWithFileKeyAndWhatIsAllowed)
         const auto parsed = ParseDeviceState(json);
         ASSERT_FALSE(parsed) << json;
         EXPECT_EQ(parsed.Message().rfind(message, 0), 0U) << parsed.Message();
+    }
+}
+
+TEST(DeviceStateTest, AnSsidOfAnyBytesStaysJsonThatOthersCanDecode)
+{
+    const std::pair<std::string, const char*> cases[] = {
+        {"Garden", R"("Garden")"},
+        {{"a\0b", 3}, R"("a\\x00b")"},
+        {R"(\x00)", R"("\\\\x00")"},
+        {"Gr\xc3\xbcn\x7f", "\"Gr\xc3\xbcn\\\\x7f\""},
+        {"\xc3", R"("\\xc3")"},                    // the rest of the character is missing
+        {"\xc0\x80", R"("\\xc0\\x80")"},           // longer than the character needs
+        {"\xed\xa0\x80", R"("\\xed\\xa0\\x80")"},  // half of a surrogate pair
+    };
+    for (const auto& [ssid, written] : cases) {
+        DeviceState state;
+        state.hotspotSsid = ssid;
+        const std::string json = SerializeDeviceState(state);
+        EXPECT_NE(json.find(written), std::string::npos) << json;
+        EXPECT_EQ(ParseDeviceState(json).Value().hotspotSsid, ssid);
     }
 }
 

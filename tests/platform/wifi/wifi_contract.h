@@ -130,6 +130,23 @@ TEST_P(WifiContract, AnAttemptThatCannotSucceedFailsWithItsReason)
     }
 }
 
+TEST_P(WifiContract, AnSsidOfAnyBytesIsKeptWhole)
+{
+    const std::string ssids[] = {"Gr\xc3\xbcn", std::string(32, '\0'), {"Cell\0\xe9\xff\x1b\\", 9}};
+    for (const std::string& ssid : ssids) {
+        world_->SetHotspot(ssid, KEY, Security::WPA2);
+        EnableHotspot();
+        Wifi::HotspotConfig hotspot;
+        ASSERT_EQ(world_->Hotspot()->GetHotspotConfig(hotspot), Wifi::WIFI_OK);
+        EXPECT_EQ(hotspot.GetSsid(), ssid);
+        const Wifi::WifiLinkInfo info = Join(Config(ssid, KEY, ""));
+        EXPECT_EQ(info.state, Wifi::WifiLinkState::CONNECTED) << info.reason;
+        EXPECT_EQ(info.ssid, ssid);
+    }
+    // What a NUL would leave of the network that is visible.
+    EXPECT_EQ(Join(Config("Cell", KEY, "")).state, Wifi::WifiLinkState::FAILED);
+}
+
 TEST_P(WifiContract, AnAttemptWaitsForAHotspotThatAppearsLater)
 {
     ASSERT_EQ(world_->Station()->ConnectToDevice(Config(SSID, KEY, "WPA-PSK")), Wifi::WIFI_OK);
