@@ -30,6 +30,15 @@ inline constexpr std::chrono::milliseconds BUS_CALL_LIMIT{5000};
 inline constexpr const char* BUS_NO_REPLY = "org.freedesktop.DBus.Error.NoReply";           // none within the limit
 inline constexpr const char* BUS_DISCONNECTED = "org.freedesktop.DBus.Error.Disconnected";  // there is no bus now
 
+// Whether a call failed because nobody answered it. Then nothing is known of what was asked for, and what was ordered
+// may be done or not.
+inline bool IsNoAnswer(const std::string& message)
+{
+    return message.starts_with(BUS_NO_REPLY) || message.starts_with(BUS_DISCONNECTED) ||
+           message.starts_with("org.freedesktop.DBus.Error.ServiceUnknown") ||
+           message.starts_with("org.freedesktop.DBus.Error.NameHasNoOwner");
+}
+
 // One interface of one object of a service, as calls and subscriptions name it.
 struct BusObject {
     std::string service;    // "org.freedesktop.NetworkManager"

@@ -1,5 +1,6 @@
 #include "backends/linux/network_manager.h"
 
+#include <algorithm>
 #include <functional>
 #include <utility>
 
@@ -10,6 +11,8 @@ namespace Vexo::Linux {
 namespace {
 
 using Paths = std::vector<sdbus::ObjectPath>;
+using std::chrono::milliseconds;
+using std::chrono::steady_clock;
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "NetworkManager"};
 
@@ -42,7 +45,8 @@ sdbus::ObjectPath PathOrNone(const std::string& path)
     return sdbus::ObjectPath(path.empty() ? "/" : path);
 }
 
-// What can be read of the objects; one that went away meanwhile, or is of another kind, is left out.
+// What can be read of the objects; one that went away meanwhile, or is of another kind, is left out. Fails when nobody
+// answers: the rest would pass for all there is.
 template <typename T>
 Result<std::vector<T>> ReadEach(Result<Paths> paths, const std::function<Result<T>(const std::string& path)>& read)
 {
@@ -51,14 +55,54 @@ Result<std::vector<T>> ReadEach(Result<Paths> paths, const std::function<Result<
     }
     std::vector<T> all;
     for (const sdbus::ObjectPath& path : paths.Value()) {
-        if (Result<T> one = read(path)) {
+        Result<T> one = read(path);
+        if (one) {
             all.push_back(std::move(one.Value()));
+        } else if (IsNoAnswer(one.Message())) {
+            return one.TakeError();
         }
     }
     return all;
 }
 
 }  // namespace
+
+NetworkManager NetworkManager::Until(steady_clock::time_point deadline) const
+{
+    NetworkManager limited = *this;
+    limited.deadline_ = deadline;
+    return limited;
+}
+
+Result<milliseconds> NetworkManager::TimeFor(const std::string& method) const
+{
+    const auto left = std::chrono::ceil<milliseconds>(deadline_ - steady_clock::now());
+    if (left.count() <= 0) {
+        return Error{std::string(BUS_NO_REPLY) + ": no time was left to ask for " + method};
+    }
+    return std::min(left, limit_);
+}
+
+template <typename Reply, typename... Arguments>
+Result<Reply> NetworkManager::Call(const BusObject& object, const std::string& method,
+                                   const Arguments&... arguments) const
+{
+    const Result<milliseconds> time = TimeFor(method);
+    return time ? bus_->Call<Reply>(object, method, time.Value(), arguments...) : Error{time.Message()};
+}
+
+template <typename T>
+Result<T> NetworkManager::GetProperty(const BusObject& object, const std::string& name) const
+{
+    const Result<milliseconds> time = TimeFor(name);
+    return time ? bus_->GetProperty<T>(object, name, time.Value()) : Error{time.Message()};
+}
+
+Result<PropertyMap> NetworkManager::GetProperties(const BusObject& object) const
+{
+    const Result<milliseconds> time = TimeFor(object.interface);
+    return time ? bus_->GetProperties(object, time.Value()) : Error{time.Message()};
+}
 
 Result<std::string> NetworkManager::Version() const
 {
@@ -67,7 +111,7 @@ Result<std::string> NetworkManager::Version() const
 
 Result<bool> NetworkManager::IsWifiEnabled() const
 {
-    Result<PropertyMap> manager = bus_->GetProperties(NM_MANAGER, NETWORK_MANAGER_LIMIT);
+    Result<PropertyMap> manager = GetProperties(NM_MANAGER);
     if (!manager) {
         return manager.TakeError();
     }
@@ -77,7 +121,7 @@ Result<bool> NetworkManager::IsWifiEnabled() const
 
 Result<bool> NetworkManager::HasUplink() const
 {
-    Result<PropertyMap> manager = bus_->GetProperties(NM_MANAGER, NETWORK_MANAGER_LIMIT);
+    Result<PropertyMap> manager = GetProperties(NM_MANAGER);
     if (!manager) {
         return manager.TakeError();
     }
@@ -86,7 +130,7 @@ Result<bool> NetworkManager::HasUplink() const
 
 Result<WifiRadio> NetworkManager::ReadRadio(const std::string& path) const
 {
-    Result<PropertyMap> device = bus_->GetProperties(ObjectOf(path, "Device"), NETWORK_MANAGER_LIMIT);
+    Result<PropertyMap> device = GetProperties(ObjectOf(path, "Device"));
     if (!device) {
         return device.TakeError();
     }
@@ -98,7 +142,7 @@ Result<WifiRadio> NetworkManager::ReadRadio(const std::string& path) const
     if (ValueIn<uint32_t>(device.Value(), "DeviceType") != DEVICE_TYPE_WIFI || radio.state <= STATE_UNMANAGED) {
         return Error{radio.interface + " is no Wi-Fi device that NetworkManager manages"};
     }
-    Result<PropertyMap> wireless = bus_->GetProperties(ObjectOf(path, "Device.Wireless"), NETWORK_MANAGER_LIMIT);
+    Result<PropertyMap> wireless = GetProperties(ObjectOf(path, "Device.Wireless"));
     if (!wireless) {
         return wireless.TakeError();
     }
@@ -110,7 +154,7 @@ Result<WifiRadio> NetworkManager::ReadRadio(const std::string& path) const
 
 Result<AccessPoint> NetworkManager::ReadAccessPoint(const std::string& path) const
 {
-    Result<PropertyMap> read = bus_->GetProperties(ObjectOf(path, "AccessPoint"), NETWORK_MANAGER_LIMIT);
+    Result<PropertyMap> read = GetProperties(ObjectOf(path, "AccessPoint"));
     if (!read) {
         return read.TakeError();
     }
@@ -134,36 +178,32 @@ Result<AccessPoint> NetworkManager::ReadAccessPoint(const std::string& path) con
 
 Result<std::vector<WifiRadio>> NetworkManager::Radios() const
 {
-    return ReadEach<WifiRadio>(bus_->Call<Paths>(NM_MANAGER, "GetDevices", NETWORK_MANAGER_LIMIT),
+    return ReadEach<WifiRadio>(Call<Paths>(NM_MANAGER, "GetDevices"),
                                [this](const std::string& path) { return ReadRadio(path); });
 }
 
 Result<std::vector<AccessPoint>> NetworkManager::AccessPoints(const std::string& radio) const
 {
-    return ReadEach<AccessPoint>(
-        bus_->Call<Paths>(ObjectOf(radio, "Device.Wireless"), "GetAllAccessPoints", NETWORK_MANAGER_LIMIT),
-        [this](const std::string& path) { return ReadAccessPoint(path); });
+    return ReadEach<AccessPoint>(Call<Paths>(ObjectOf(radio, "Device.Wireless"), "GetAllAccessPoints"),
+                                 [this](const std::string& path) { return ReadAccessPoint(path); });
 }
 
 void NetworkManager::RequestScan(const std::string& radio) const
 {
     // No SSID is named: NetworkManager 1.42 crashes when one is asked for again while it scans.
-    if (const Result<void> asked =
-            bus_->Call(ObjectOf(radio, "Device.Wireless"), "RequestScan", NETWORK_MANAGER_LIMIT, PropertyMap());
-        !asked) {
+    if (const Result<void> asked = Call(ObjectOf(radio, "Device.Wireless"), "RequestScan", PropertyMap()); !asked) {
         QuviewDFX::LogInfo(LABEL, "no scan now: %{public}s", asked.Message());
     }
 }
 
 std::string NetworkManager::AddressOf(const std::string& radio) const
 {
-    const Result<sdbus::ObjectPath> config =
-        bus_->GetProperty<sdbus::ObjectPath>(ObjectOf(radio, "Device"), "Ip4Config", NETWORK_MANAGER_LIMIT);
+    const Result<sdbus::ObjectPath> config = GetProperty<sdbus::ObjectPath>(ObjectOf(radio, "Device"), "Ip4Config");
     if (!config || config.Value() == "/") {
         return "";
     }
-    const Result<std::vector<PropertyMap>> addresses = bus_->GetProperty<std::vector<PropertyMap>>(
-        ObjectOf(config.Value(), "IP4Config"), "AddressData", NETWORK_MANAGER_LIMIT);
+    const Result<std::vector<PropertyMap>> addresses =
+        GetProperty<std::vector<PropertyMap>>(ObjectOf(config.Value(), "IP4Config"), "AddressData");
     return addresses && !addresses.Value().empty() ? ValueIn<std::string>(addresses.Value().front(), "address") : "";
 }
 
@@ -172,8 +212,8 @@ Result<Activation> NetworkManager::AddAndActivate(const SettingsMap& settings, c
 {
     const PropertyMap options{{"persist", std::string("volatile")}, {"bind-activation", std::string("dbus-client")}};
     using Reply = std::tuple<sdbus::ObjectPath, sdbus::ObjectPath, PropertyMap>;
-    Result<Reply> added = bus_->Call<Reply>(NM_MANAGER, "AddAndActivateConnection2", NETWORK_MANAGER_LIMIT, settings,
-                                            PathOrNone(radio), PathOrNone(accessPoint), options);
+    Result<Reply> added = Call<Reply>(NM_MANAGER, "AddAndActivateConnection2", settings, PathOrNone(radio),
+                                      PathOrNone(accessPoint), options);
     if (!added) {
         return added.TakeError();
     }
@@ -182,35 +222,36 @@ Result<Activation> NetworkManager::AddAndActivate(const SettingsMap& settings, c
 
 Result<Activation> NetworkManager::Activate(const std::string& profile, const std::string& radio) const
 {
-    Result<sdbus::ObjectPath> activated =
-        bus_->Call<sdbus::ObjectPath>(NM_MANAGER, "ActivateConnection", NETWORK_MANAGER_LIMIT, PathOrNone(profile),
-                                      PathOrNone(radio), PathOrNone(""));
+    Result<sdbus::ObjectPath> activated = Call<sdbus::ObjectPath>(NM_MANAGER, "ActivateConnection", PathOrNone(profile),
+                                                                  PathOrNone(radio), PathOrNone(""));
     if (!activated) {
         return activated.TakeError();
     }
     return Activation{profile, activated.Value()};
 }
 
-void NetworkManager::Deactivate(const std::string& activation) const
+Result<void> NetworkManager::Deactivate(const std::string& activation) const
 {
-    if (const Result<void> done =
-            bus_->Call(NM_MANAGER, "DeactivateConnection", NETWORK_MANAGER_LIMIT, PathOrNone(activation));
-        !done) {
-        QuviewDFX::LogInfo(LABEL, "%{public}s was not active any more: %{public}s", activation, done.Message());
+    const Result<void> done = Call(NM_MANAGER, "DeactivateConnection", PathOrNone(activation));
+    if (!done) {
+        QuviewDFX::LogInfo(LABEL, "%{public}s is not deactivated: %{public}s", activation, done.Message());
     }
+    return !done && IsNoAnswer(done.Message()) ? done : Result<void>();
 }
 
-ActivationState NetworkManager::StateOf(const std::string& activation) const
+Result<ActivationState> NetworkManager::StateOf(const std::string& activation) const
 {
-    const Result<uint32_t> state =
-        bus_->GetProperty<uint32_t>(ObjectOf(activation, "Connection.Active"), "State", NETWORK_MANAGER_LIMIT);
-    return state ? static_cast<ActivationState>(state.Value()) : ActivationState::GONE;
+    const Result<uint32_t> state = GetProperty<uint32_t>(ObjectOf(activation, "Connection.Active"), "State");
+    if (state) {
+        return static_cast<ActivationState>(state.Value());
+    }
+    return IsNoAnswer(state.Message()) ? Result<ActivationState>(Error{state.Message()}) : ActivationState::GONE;
 }
 
 Result<std::string> NetworkManager::ProfileOf(const std::string& activation) const
 {
-    Result<sdbus::ObjectPath> profile = bus_->GetProperty<sdbus::ObjectPath>(ObjectOf(activation, "Connection.Active"),
-                                                                             "Connection", NETWORK_MANAGER_LIMIT);
+    Result<sdbus::ObjectPath> profile =
+        GetProperty<sdbus::ObjectPath>(ObjectOf(activation, "Connection.Active"), "Connection");
     if (!profile) {
         return profile.TakeError();
     }
@@ -219,14 +260,13 @@ Result<std::string> NetworkManager::ProfileOf(const std::string& activation) con
 
 Result<std::vector<Profile>> NetworkManager::Profiles() const
 {
-    return ReadEach<Profile>(bus_->Call<Paths>(SETTINGS, "ListConnections", NETWORK_MANAGER_LIMIT),
+    return ReadEach<Profile>(Call<Paths>(SETTINGS, "ListConnections"),
                              [this](const std::string& path) { return ReadProfile(path); });
 }
 
 Result<Profile> NetworkManager::ReadProfile(const std::string& path) const
 {
-    Result<SettingsMap> settings =
-        bus_->Call<SettingsMap>(ObjectOf(path, "Settings.Connection"), "GetSettings", NETWORK_MANAGER_LIMIT);
+    Result<SettingsMap> settings = Call<SettingsMap>(ObjectOf(path, "Settings.Connection"), "GetSettings");
     if (!settings) {
         return settings.TakeError();
     }
@@ -235,8 +275,7 @@ Result<Profile> NetworkManager::ReadProfile(const std::string& path) const
 
 Result<Profile> NetworkManager::FindProfile(const std::string& uuid) const
 {
-    Result<sdbus::ObjectPath> path =
-        bus_->Call<sdbus::ObjectPath>(SETTINGS, "GetConnectionByUuid", NETWORK_MANAGER_LIMIT, uuid);
+    Result<sdbus::ObjectPath> path = Call<sdbus::ObjectPath>(SETTINGS, "GetConnectionByUuid", uuid);
     if (!path) {
         return path.TakeError();
     }
@@ -248,8 +287,8 @@ Result<Profile> NetworkManager::WithSecrets(Profile profile) const
     if (!profile.settings.contains(SECURITY_SETTING)) {
         return profile;
     }
-    Result<SettingsMap> secrets = bus_->Call<SettingsMap>(ObjectOf(profile.path, "Settings.Connection"), "GetSecrets",
-                                                          NETWORK_MANAGER_LIMIT, std::string(SECURITY_SETTING));
+    Result<SettingsMap> secrets =
+        Call<SettingsMap>(ObjectOf(profile.path, "Settings.Connection"), "GetSecrets", std::string(SECURITY_SETTING));
     if (!secrets) {
         return secrets.TakeError();
     }
@@ -259,14 +298,14 @@ Result<Profile> NetworkManager::WithSecrets(Profile profile) const
     return profile;
 }
 
-void NetworkManager::Delete(const std::string& profile) const
+Result<void> NetworkManager::Delete(const std::string& profile) const
 {
     // A volatile one may have gone with its activation.
-    if (const Result<void> deleted =
-            bus_->Call(ObjectOf(profile, "Settings.Connection"), "Delete", NETWORK_MANAGER_LIMIT);
-        deleted) {
+    const Result<void> deleted = Call(ObjectOf(profile, "Settings.Connection"), "Delete");
+    if (deleted) {
         QuviewDFX::LogInfo(LABEL, "profile %{public}s deleted", profile);
     }
+    return !deleted && IsNoAnswer(deleted.Message()) ? deleted : Result<void>();
 }
 
 }  // namespace Vexo::Linux

@@ -1,7 +1,7 @@
 // NetworkManager: its D-Bus interface as far as Wi-Fi needs it, with types instead of dictionaries. It keeps nothing:
-// every function asks the daemon, blocks for its answer at most NETWORK_MANAGER_LIMIT, and fails with the D-Bus error's
-// name. Any thread. A profile is NetworkManager's stored connection, an activation its active one; both are named by
-// their object paths. https://networkmanager.dev/docs/api/1.42/spec.html
+// every function asks the daemon, blocks for each answer at most NETWORK_MANAGER_LIMIT, and fails with the D-Bus
+// error's name (IsNoAnswer: nobody answered). Any thread. A profile is NetworkManager's stored connection, an
+// activation its active one; both are named by their object paths. https://networkmanager.dev/docs/api/1.42/spec.html
 #pragma once
 
 #include <chrono>
@@ -90,7 +90,14 @@ enum class ActivationState : uint32_t { UNKNOWN = 0, ACTIVATING = 1, ACTIVATED =
 
 class NetworkManager {
 public:
-    explicit NetworkManager(std::shared_ptr<Bus> bus) : bus_(std::move(bus)) {}
+    explicit NetworkManager(std::shared_ptr<Bus> bus, std::chrono::milliseconds limit = NETWORK_MANAGER_LIMIT)
+        : bus_(std::move(bus)), limit_(limit)
+    {
+    }
+
+    // The same daemon for work that must end by then: a call that is under way fails at the deadline, and after it none
+    // is sent.
+    NetworkManager Until(std::chrono::steady_clock::time_point deadline) const;
 
     Result<std::string> Version() const;
     // False while Wi-Fi is switched off, by software or by a switch of the machine.
@@ -112,9 +119,10 @@ public:
     Result<Activation> AddAndActivate(const SettingsMap& settings, const std::string& radio,
                                       const std::string& accessPoint) const;
     Result<Activation> Activate(const std::string& profile, const std::string& radio) const;
-    void Deactivate(const std::string& activation) const;
-    // GONE also when it does not exist any more.
-    ActivationState StateOf(const std::string& activation) const;
+    // Success also when it was not active any more; fails only without an answer.
+    Result<void> Deactivate(const std::string& activation) const;
+    // GONE also when it does not exist any more; fails only without an answer.
+    Result<ActivationState> StateOf(const std::string& activation) const;
     // The path of an activation's profile.
     Result<std::string> ProfileOf(const std::string& activation) const;
 
@@ -123,13 +131,25 @@ public:
     Result<Profile> FindProfile(const std::string& uuid) const;
     // The profile's settings with its Wi-Fi key filled in, where it has one that NetworkManager keeps.
     Result<Profile> WithSecrets(Profile profile) const;
-    void Delete(const std::string& profile) const;
+    // Success also when it does not exist any more; fails only without an answer.
+    Result<void> Delete(const std::string& profile) const;
 
 private:
+    // How long that call may take; fails when the deadline has passed.
+    Result<std::chrono::milliseconds> TimeFor(const std::string& method) const;
+    // As those of the bus.
+    template <typename Reply = void, typename... Arguments>
+    Result<Reply> Call(const BusObject& object, const std::string& method, const Arguments&... arguments) const;
+    template <typename T>
+    Result<T> GetProperty(const BusObject& object, const std::string& name) const;
+    Result<PropertyMap> GetProperties(const BusObject& object) const;
+
     Result<WifiRadio> ReadRadio(const std::string& path) const;
     Result<AccessPoint> ReadAccessPoint(const std::string& path) const;
 
     const std::shared_ptr<Bus> bus_;
+    const std::chrono::milliseconds limit_;
+    std::chrono::steady_clock::time_point deadline_ = std::chrono::steady_clock::time_point::max();
 };
 
 }  // namespace Vexo::Linux

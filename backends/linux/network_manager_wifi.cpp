@@ -26,7 +26,7 @@ void TellOnce(std::optional<Presence>& told, Presence now, const PresenceChanged
 NetworkManagerWifi::NetworkManagerWifi(const std::shared_ptr<Bus>& bus, const WifiOptions& options,
                                        WifiListener listener)
     : listener_(std::move(listener)),
-      context_(std::make_shared<WifiContext>(bus, options.hotspot.stateDir)),
+      context_(std::make_shared<WifiContext>(bus, options.hotspot.stateDir, options.answerLimit)),
       station_(MakeSptr<LinuxWifiDevice>(context_, options.station, listener_.linkEnded)),
       hotspot_(MakeSptr<LinuxWifiHotspot>(context_, options.hotspot))
 {

@@ -18,6 +18,7 @@ namespace Vexo::Linux {
 struct WifiOptions {
     HotspotOptions hotspot;  // its state folder also keeps the record of changes
     StationOptions station;
+    std::chrono::milliseconds answerLimit = NETWORK_MANAGER_LIMIT;  // for one answer of NetworkManager
 };
 
 // What to be told of, on the Wi-Fi strand.

@@ -20,6 +20,7 @@ struct NetworkChange {
     std::string previous;    // the UUID of the profile that the radio had before, empty when it had none
     bool isHotspot = false;
     bool isOurProfile = false;  // the profile goes as well; else only its activation does
+    bool isOver = false;        // waits for an answer of NetworkManager to be taken back; not kept in the file
 };
 
 class OwnProfiles {

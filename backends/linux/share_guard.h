@@ -14,7 +14,8 @@ inline constexpr const char* IDLE = "IDLE";                                // no
 inline constexpr const char* IDLE_WITHOUT_UPLINK = "IDLE_WITHOUT_UPLINK";  // the same, and nowhere to lead to
 inline constexpr const char* BATTERY_LOW = "BATTERY_LOW";
 inline constexpr const char* DAEMON_STOPPED = "DAEMON_STOPPED";
-inline constexpr const char* LEFT_OPEN = "LEFT_OPEN";  // found when the daemon, or NetworkManager, came back
+inline constexpr const char* LEFT_OPEN = "LEFT_OPEN";  // found when the daemon came back, or NetworkManager did
+inline constexpr const char* TOO_LATE = "TOO_LATE";    // it opened after the call had failed
 }  // namespace ShareClosed
 
 struct ShareLimits {

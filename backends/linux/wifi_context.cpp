@@ -1,12 +1,13 @@
 #include "backends/linux/wifi_context.h"
 
 #include <algorithm>
+#include <optional>
 #include <utility>
 #include <vector>
 
 #include "backends/linux/network_manager_profiles.h"
 #include "backends/linux/share_guard.h"
-#include "platform/base/awaited.h"
+#include "platform/base/mutex.h"
 #include "platform/dfx/log.h"
 #include "platform/dfx/sys_event.h"
 #include "platform/wifi/wifi_types.h"
@@ -22,6 +23,39 @@ bool IsOn(ActivationState state)
     return state == ActivationState::ACTIVATING || state == ActivationState::ACTIVATED;
 }
 
+// A call whose caller waits no longer than its deadline. Either the caller gets the answer, or whoever answers hears
+// that it came too late.
+class LimitedCall {
+public:
+    // False when the caller has left.
+    bool Answer(int32_t result)
+    {
+        MutexLock lock(mutex_);
+        result_ = result;
+        answered_.NotifyAll();
+        return !wasLeft_;
+    }
+    bool WasLeft()
+    {
+        MutexLock lock(mutex_);
+        return wasLeft_;
+    }
+    int32_t WaitUntil(WifiContext::Deadline deadline)
+    {
+        MutexLock lock(mutex_);
+        while (!result_ && answered_.WaitUntil(mutex_, deadline)) {
+        }
+        wasLeft_ = !result_;
+        return result_.value_or(Wifi::WIFI_NO_ANSWER);
+    }
+
+private:
+    Mutex mutex_;
+    CondVar answered_;
+    std::optional<int32_t> result_ GUARDED_BY(mutex_);
+    bool wasLeft_ GUARDED_BY(mutex_) = false;
+};
+
 }  // namespace
 
 void ReportShareClosed(const std::string& reason)
@@ -30,47 +64,133 @@ void ReportShareClosed(const std::string& reason)
     QuviewDFX::QuSysEvent::Write(DOMAIN, "NET_SHARE_CLOSED", QuviewDFX::QuSysEvent::BEHAVIOR, "REASON", reason);
 }
 
-int32_t WifiContext::RunAndWait(std::function<int32_t()> work)
+int32_t WifiContext::RunAndWait(std::chrono::milliseconds budget, std::function<int32_t(Deadline)> work,
+                                std::function<void()> undo)
 {
-    const auto result = std::make_shared<Awaited<int32_t>>();
-    const auto deadline = std::chrono::steady_clock::now() + WIFI_CALL_LIMIT;
-    if (!strand.Post([result, work = std::move(work)] { result->Set(work()); })) {
-        return Wifi::WIFI_FAILED;
-    }
-    return result->WaitUntil(deadline).value_or(Wifi::WIFI_NO_ANSWER);
+    const auto call = std::make_shared<LimitedCall>();
+    const Deadline deadline = std::chrono::steady_clock::now() + budget;
+    const bool isPosted = strand.Post([call, deadline, work = std::move(work), undo = std::move(undo)] {
+        if (call->WasLeft()) {
+            return;
+        }
+        const int32_t result = work(deadline);
+        if (!call->Answer(result) && result == Wifi::WIFI_OK && undo) {
+            undo();
+        }
+    });
+    return isPosted ? call->WaitUntil(deadline) : Wifi::WIFI_FAILED;
 }
 
-void WifiContext::TakeBack(const NetworkChange& change)
+bool WifiContext::Leave(const NetworkChange& change)
 {
-    if (!change.activation.empty() && IsOn(manager.StateOf(change.activation))) {
-        manager.Deactivate(change.activation);
-    }
-    if (change.isOurProfile) {
-        // Found by its UUID, and deleted only with our mark: nobody else's profile can be meant.
-        if (const Result<Profile> profile = manager.FindProfile(change.profile); profile && IsOurs(profile.Value())) {
-            manager.Delete(profile.Value().path);
+    const auto leave = [&] {
+        if (!change.activation.empty()) {
+            const Result<ActivationState> state = manager.StateOf(change.activation);
+            if (!state || (IsOn(state.Value()) && !manager.Deactivate(change.activation))) {
+                return false;
+            }
         }
+        if (!change.isOurProfile) {
+            return true;
+        }
+        // Found by its UUID, and deleted only with our mark: nobody else's profile can be meant.
+        const Result<Profile> profile = manager.FindProfile(change.profile);
+        if (!profile) {
+            return !IsNoAnswer(profile.Message());
+        }
+        return !IsOurs(profile.Value()) || manager.Delete(profile.Value().path);
+    };
+    if (leave()) {
+        return true;
+    }
+    TakeBackLater(change);
+    return false;
+}
+
+bool WifiContext::TakeBack(const NetworkChange& change)
+{
+    if (!Leave(change)) {
+        return false;
     }
     own.Forget(change.profile);
+    return true;
+}
+
+void WifiContext::TakeBackLater(NetworkChange change)
+{
+    QuviewDFX::LogWarn(LABEL, "NetworkManager does not answer: profile %{public}s is taken back later", change.profile);
+    change.isOver = true;
+    own.Note(change);
+    Tasks::CancelTimer(timer_);
+    timer_ = Tasks::RunAfter(answerLimit_, [weak = weak_from_this()] {
+        if (const auto self = weak.lock()) {
+            self->strand.Post([self] { self->TakeBackUnanswered(); });
+        }
+    });
+}
+
+void WifiContext::TakeBackUnanswered()
+{
+    for (const NetworkChange& change : std::vector<NetworkChange>(own.Changes())) {
+        // While NetworkManager does not run, its next start takes back everything.
+        if (change.isOver && isRunning) {
+            TakeBackLeft(change);
+        }
+    }
+}
+
+Result<std::string> WifiContext::ActivationLeft(const NetworkChange& change) const
+{
+    // Of a change that no answer came for, the profile alone says what is meant.
+    if (change.activation.empty() && !change.isOver) {
+        return std::string();
+    }
+    const Result<std::vector<WifiRadio>> radios = manager.Radios();
+    if (!radios) {
+        return Error{radios.Message()};
+    }
+    for (const WifiRadio& radio : radios.Value()) {
+        if (radio.activation.empty() || (!change.activation.empty() && radio.activation != change.activation)) {
+            continue;
+        }
+        // Object paths are used again by the next NetworkManager.
+        const Result<std::string> path = manager.ProfileOf(radio.activation);
+        const Result<Profile> profile = path ? manager.ReadProfile(path.Value()) : Error{path.Message()};
+        if (profile && UuidOf(profile.Value()) == change.profile) {
+            return radio.activation;
+        }
+        if (!profile && IsNoAnswer(profile.Message())) {
+            return Error{profile.Message()};
+        }
+    }
+    return std::string();
+}
+
+void WifiContext::TakeBackLeft(const NetworkChange& change)
+{
+    const Result<std::string> activation = ActivationLeft(change);
+    if (!activation) {
+        TakeBackLater(change);
+        return;
+    }
+    NetworkChange left = change;
+    left.activation = activation.Value();
+    // The closing of a hotspot whose activation is known was reported when no answer came.
+    const bool wasReported = change.isOver && !change.activation.empty();
+    const bool wasShared = change.isHotspot && !left.activation.empty() && !wasReported;
+    if (!TakeBack(left)) {
+        return;
+    }
+    if (wasShared) {
+        ReportShareClosed(ShareClosed::LEFT_OPEN);
+    }
+    Restore(change, "");
 }
 
 void WifiContext::TakeBackAll()
 {
     for (const NetworkChange& change : std::vector<NetworkChange>(own.Changes())) {
-        const Result<std::string> path = change.activation.empty() ? Error{""} : manager.ProfileOf(change.activation);
-        const Result<Profile> profile = path ? manager.ReadProfile(path.Value()) : Error{""};
-        // Object paths are used again by the next NetworkManager.
-        const bool isStillOn = profile && UuidOf(profile.Value()) == change.profile;
-        NetworkChange left = change;
-        if (!isStillOn) {
-            left.activation.clear();
-        }
-        const bool wasShared = isStillOn && change.isHotspot && IsOn(manager.StateOf(change.activation));
-        TakeBack(left);
-        if (wasShared) {
-            ReportShareClosed(ShareClosed::LEFT_OPEN);
-        }
-        Restore(change, "");
+        TakeBackLeft(change);
     }
     const Result<std::vector<Profile>> profiles = manager.Profiles();
     if (!profiles) {
@@ -78,11 +198,8 @@ void WifiContext::TakeBackAll()
         return;
     }
     for (const Profile& profile : profiles.Value()) {
-        if (IsOurs(profile)) {
-            manager.Delete(profile.path);
-            if (IsHotspotProfile(profile)) {
-                ReportShareClosed(ShareClosed::LEFT_OPEN);
-            }
+        if (IsOurs(profile) && manager.Delete(profile.path) && IsHotspotProfile(profile)) {
+            ReportShareClosed(ShareClosed::LEFT_OPEN);
         }
     }
 }
@@ -94,8 +211,15 @@ void WifiContext::Restore(const NetworkChange& change, const std::string& radio)
     }
     const Result<std::vector<WifiRadio>> radios = manager.Radios();
     const Result<Profile> profile = manager.FindProfile(change.previous);
+    if (const std::string& failed = !radios    ? radios.Message()
+                                    : !profile ? profile.Message()
+                                               : "";
+        IsNoAnswer(failed)) {
+        TakeBackLater(change);
+        return;
+    }
     if (!radios || !profile) {
-        return;  // it, or NetworkManager, has gone meanwhile
+        return;  // it has gone meanwhile
     }
     const auto found = std::find_if(radios.Value().begin(), radios.Value().end(), [&](const WifiRadio& one) {
         const bool isFree = !one.IsActive() || (!one.activation.empty() && one.activation == change.activation);
@@ -113,14 +237,17 @@ void WifiContext::Restore(const NetworkChange& change, const std::string& radio)
     }
 }
 
-std::string WifiContext::NetworkOf(const WifiRadio& radio) const
+Result<std::string> NetworkOf(const NetworkManager& manager, const WifiRadio& radio)
 {
     if (!radio.IsStation() || radio.activation.empty()) {
-        return "";
+        return std::string();
     }
     const Result<std::string> path = manager.ProfileOf(radio.activation);
-    const Result<Profile> profile = path ? manager.ReadProfile(path.Value()) : Error{""};
-    return profile && !IsOurs(profile.Value()) ? UuidOf(profile.Value()) : "";
+    const Result<Profile> profile = path ? manager.ReadProfile(path.Value()) : Error{path.Message()};
+    if (!profile && IsNoAnswer(profile.Message())) {
+        return Error{profile.Message()};
+    }
+    return profile && !IsOurs(profile.Value()) ? UuidOf(profile.Value()) : std::string();
 }
 
 }  // namespace Vexo::Linux

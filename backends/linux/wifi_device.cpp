@@ -7,6 +7,7 @@
 
 #include "platform/dfx/log.h"
 #include "platform/dfx/trace.h"
+#include "platform/wifi/wifi_budgets.h"
 #include "platform/wifi/wifi_config.h"
 
 namespace Vexo::Linux {
@@ -91,13 +92,19 @@ int32_t LinuxWifiDevice::ConnectToDevice(const Wifi::WifiDeviceConfig& config)
     if (const int32_t invalid = Wifi::CheckConfig(wanted); invalid != Wifi::WIFI_OK) {
         return invalid;
     }
-    return context_->RunAndWait([self = sptr<LinuxWifiDevice>(this), wanted] { return self->Begin(wanted); });
+    const sptr<LinuxWifiDevice> self(this);
+    return context_->RunAndWait(
+        Wifi::CONNECT_BUDGET, [self, wanted](WifiContext::Deadline deadline) { return self->Begin(wanted, deadline); },
+        [self] {
+            self->End({JoinFailure::RADIO_FAILED, "NetworkManager answered too late"});
+        });
 }
 
-int32_t LinuxWifiDevice::Begin(const Wifi::WifiDeviceConfig& config)
+int32_t LinuxWifiDevice::Begin(const Wifi::WifiDeviceConfig& config, WifiContext::Deadline deadline)
 {
-    const Result<bool> isEnabled = context_->manager.IsWifiEnabled();
-    const Result<std::vector<WifiRadio>> radios = context_->manager.Radios();
+    const NetworkManager manager = context_->manager.Until(deadline);
+    const Result<bool> isEnabled = manager.IsWifiEnabled();
+    const Result<std::vector<WifiRadio>> radios = manager.Radios();
     if (!context_->isRunning || !isEnabled || !radios) {
         return Wifi::WIFI_NO_ANSWER;
     }
@@ -109,7 +116,17 @@ int32_t LinuxWifiDevice::Begin(const Wifi::WifiDeviceConfig& config)
     if (radio == all.end()) {
         return all.empty() ? Wifi::WIFI_NOT_SUPPORTED : Wifi::WIFI_FAILED;
     }
+    const bool wasTaken = attempt_ && attempt_->hasTakenRadio;
+    Result<std::string> previous = wasTaken ? attempt_->change.previous : NetworkOf(manager, *radio);
+    if (!previous || steady_clock::now() >= deadline) {
+        return Wifi::WIFI_NO_ANSWER;
+    }
+    const std::optional<uint32_t> number = link_.Begin(config.ssid);
+    if (!number) {
+        return Wifi::WIFI_FAILED;
+    }
     Attempt next;
+    next.number = *number;
     next.config = config;
     next.radio = radio->path;
     next.deadline = steady_clock::now() + options_.searchLimit;
@@ -118,17 +135,19 @@ int32_t LinuxWifiDevice::Begin(const Wifi::WifiDeviceConfig& config)
         next.nextScan = steady_clock::now() + options_.lookAgain;
     }
     next.begunAt = BootClock();
-    next.change.previous = attempt_ ? attempt_->change.previous : context_->NetworkOf(*radio);
     if (attempt_) {
-        TakeBack();
+        next.change = attempt_->change;
+        next.hasTakenRadio = wasTaken;
+        next.isLeft = attempt_->isLeft;
+        if (attempt_->config.ssid != config.ssid || attempt_->config.keyMgmt != config.keyMgmt) {
+            configs_.Remove(attempt_->config);
+        }
     }
-    const std::optional<uint32_t> number = link_.Begin(config.ssid);
-    if (!number) {
-        return Wifi::WIFI_FAILED;
-    }
-    next.number = *number;
+    next.change.previous = std::move(previous.Value());
     attempt_ = std::move(next);
     QuviewDFX::LogInfo(LABEL, "looking for \"%{public}s\" on %{public}s", config.ssid, radio->interface);
+    // What the attempt before has joined is left after the caller has its answer.
+    context_->strand.Post([self = sptr<LinuxWifiDevice>(this)] { self->LeaveJoined(); });
     LookAgainIn(milliseconds(0));
     return Wifi::WIFI_OK;
 }
@@ -152,7 +171,7 @@ void LinuxWifiDevice::Search()
         End({JoinFailure::WIFI_OFF, "Wi-Fi is switched off"});
         return;
     }
-    if (!visible && context_->manager.Radios()) {
+    if (!visible && HasLostRadio()) {
         End({JoinFailure::WIFI_OFF, "this device has no Wi-Fi any more"});
         return;
     }
@@ -184,6 +203,13 @@ void LinuxWifiDevice::Search()
     }
 }
 
+bool LinuxWifiDevice::HasLostRadio() const
+{
+    const Result<std::vector<WifiRadio>> radios = context_->manager.Radios();
+    return radios && std::none_of(radios.Value().begin(), radios.Value().end(),
+                                  [this](const WifiRadio& one) { return one.path == attempt_->radio; });
+}
+
 void LinuxWifiDevice::Scan()
 {
     // The end of a scan is one of the changes that make it look again.
@@ -196,20 +222,29 @@ void LinuxWifiDevice::Scan()
 void LinuxWifiDevice::Join(const AccessPoint& accessPoint)
 {
     Attempt& attempt = *attempt_;
-    attempt.change.profile = MakeUuid();
+    LeaveJoined();
+    const std::string left = std::exchange(attempt.change.profile, MakeUuid());
+    attempt.change.activation.clear();
     attempt.change.isOurProfile = true;
     attempt.reason = NmReason::NONE;
     attempt.hasBegun = false;
     attempt.hasSeenEnd = false;
     attempt.bssid = accessPoint.bssid;
     context_->own.Note(attempt.change);
+    if (std::exchange(attempt.isLeft, true)) {
+        context_->own.Forget(left);
+    }
     const Result<Activation> joining = context_->manager.AddAndActivate(
         MakeStationProfile(attempt.change.profile, attempt.config, accessPoint), attempt.radio, accessPoint.path);
     if (!joining) {
         // Its text may repeat what was asked for, so only the error's name is shown.
         const std::string name = joining.Message().substr(0, joining.Message().find(':'));
         QuviewDFX::LogWarn(LABEL, "NetworkManager refuses to join: %{public}s", name);
-        TakeBack();
+        if (IsNoAnswer(joining.Message())) {
+            attempt.hasTakenRadio = true;
+            attempt.isLeft = false;
+            context_->TakeBackLater(attempt.change);
+        }
         if (++attempt.refusals >= MAX_REFUSALS || IsLate()) {
             End({JoinFailure::RADIO_FAILED, "NetworkManager refuses: " + name});
         } else {
@@ -218,7 +253,7 @@ void LinuxWifiDevice::Join(const AccessPoint& accessPoint)
         return;
     }
     attempt.change.activation = joining.Value().path;
-    attempt.isJoining = true;
+    attempt.isJoining = attempt.hasTakenRadio = true;
     attempt.joiningSince = steady_clock::now();
     context_->own.Note(attempt.change);
     LookAgainIn(options_.lookAgain);
@@ -226,7 +261,12 @@ void LinuxWifiDevice::Join(const AccessPoint& accessPoint)
 
 void LinuxWifiDevice::Follow(bool isTimed)
 {
-    switch (context_->manager.StateOf(attempt_->change.activation)) {
+    const Result<ActivationState> state = context_->manager.StateOf(attempt_->change.activation);
+    if (!state) {
+        LookAgainIn(options_.lookAgain);
+        return;
+    }
+    switch (state.Value()) {
         case ActivationState::ACTIVATED:
             if (!attempt_->isConnected) {
                 OnActivated();
@@ -280,7 +320,8 @@ void LinuxWifiDevice::OnEnded()
     } else if (!IsLate()) {
         QuviewDFX::LogInfo(LABEL, "\"%{public}s\" did not let this device in (reason %{public}u), trying again",
                            attempt_->config.ssid, static_cast<uint32_t>(reason));
-        TakeBack();
+        attempt_->isJoining = false;
+        LeaveJoined();
         SearchAgain();
     } else if (reason == NmReason::SSID_NOT_FOUND && !WasHeardWhileJoining()) {
         End(Wifi::NotVisible(attempt_->config.ssid));
@@ -301,7 +342,6 @@ bool LinuxWifiDevice::WasHeardWhileJoining() const
 
 void LinuxWifiDevice::SearchAgain()
 {
-    attempt_->isJoining = false;
     Scan();
     LookAgainIn(options_.lookAgain);
 }
@@ -335,27 +375,29 @@ void LinuxWifiDevice::OnGone()
     End({JoinFailure::RADIO_FAILED, "NetworkManager has gone"});
 }
 
-void LinuxWifiDevice::TakeBack()
+void LinuxWifiDevice::LeaveJoined()
 {
-    if (!attempt_->change.profile.empty()) {
-        context_->TakeBack(attempt_->change);
-        attempt_->change.profile.clear();
+    // The record stays until the attempt ends, because the radio's own network is given back only then.
+    if (attempt_ && !attempt_->isJoining && !attempt_->change.activation.empty()) {
+        attempt_->isLeft = context_->Leave(attempt_->change);
+        attempt_->change.activation.clear();
     }
 }
 
 void LinuxWifiDevice::End(const LinkEnd& end)
 {
     Tasks::CancelTimer(std::exchange(timer_, 0));
-    const std::optional<WifiLinkState> state = link_.End(attempt_->number, end);
-    const bool isOwnEnd = !IsSomebodysChoice(attempt_->reason);
-    const bool hadRadio = !attempt_->change.activation.empty();
-    QuviewDFX::LogInfo(LABEL, "not connected to \"%{public}s\": %{public}s", attempt_->config.ssid, end.sentence);
-    TakeBack();
-    configs_.Remove(attempt_->config);
-    if (isOwnEnd && hadRadio) {
-        context_->Restore(attempt_->change, attempt_->radio);
-    }
+    Attempt ended = std::move(*attempt_);
     attempt_.reset();
+    const std::optional<WifiLinkState> state = link_.End(ended.number, end);
+    QuviewDFX::LogInfo(LABEL, "not connected to \"%{public}s\": %{public}s", ended.config.ssid, end.sentence);
+    configs_.Remove(ended.config);
+    if (!ended.hasTakenRadio || IsSomebodysChoice(ended.reason)) {
+        ended.change.previous.clear();
+    }
+    if (!ended.change.profile.empty() && ended.isLeft && context_->TakeBack(ended.change)) {
+        context_->Restore(ended.change, ended.radio);
+    }
     if (state) {
         ended_(*state == WifiLinkState::FAILED ? EventFwk::NetConnState::FAILED : EventFwk::NetConnState::DISCONNECTED);
     }
@@ -373,7 +415,7 @@ void LinuxWifiDevice::LookAgainIn(milliseconds delay)
 void LinuxWifiDevice::Stop()
 {
     link_.Stop();
-    context_->RunAndWait([self = sptr<LinuxWifiDevice>(this)]() -> int32_t {
+    context_->RunAndWait(WIFI_CALL_LIMIT, [self = sptr<LinuxWifiDevice>(this)](WifiContext::Deadline) -> int32_t {
         if (self->attempt_) {
             self->End({JoinFailure::ENDED_HERE, "this device stopped"});
         }

@@ -72,7 +72,9 @@ private:
         std::chrono::seconds begunAt{0};                 // on the boot clock, as in access points
         bool isJoining = false;                          // or connected: NetworkManager has our profile
         bool isConnected = false;
-        bool hasBegun = false;  // the radio has left what it was in for this attempt
+        bool hasTakenRadio = false;  // this attempt, or one that it replaced, has joined: change.previous is owed
+        bool isLeft = true;          // what was joined before is taken back, as far as NetworkManager answered
+        bool hasBegun = false;       // the radio has left what it was in for this attempt
         bool hasSeenEnd = false;
         int refusals = 0;
         NetworkChange change;
@@ -82,10 +84,11 @@ private:
     };
 
     // These run on the strand only.
-    int32_t Begin(const Wifi::WifiDeviceConfig& config);
+    int32_t Begin(const Wifi::WifiDeviceConfig& config, WifiContext::Deadline deadline);
     // isTimed: from its own timer, not because something changed.
     void Look(bool isTimed);
     void Search();
+    bool HasLostRadio() const;
     // Asks for a scan, unless it has just asked.
     void Scan();
     void Join(const AccessPoint& accessPoint);
@@ -97,7 +100,8 @@ private:
     void SearchAgain();
     void LookAgainIn(std::chrono::milliseconds delay);
     void End(const Wifi::LinkEnd& end);
-    void TakeBack();
+    // Takes back what was joined and is not wanted any more, by this attempt or the one that it replaced.
+    void LeaveJoined();
     bool IsLate() const { return std::chrono::steady_clock::now() >= attempt_->deadline; }
 
     const std::shared_ptr<WifiContext> context_;

@@ -7,6 +7,7 @@
 #include "platform/base/files.h"
 #include "platform/dfx/log.h"
 #include "platform/dfx/trace.h"
+#include "platform/wifi/wifi_budgets.h"
 #include "platform/wifi/wifi_config.h"
 
 namespace Vexo::Linux {
@@ -37,7 +38,7 @@ std::string LoadOrMakeKey(const std::filesystem::path& file)
 
 int32_t ResultOf(const std::string& message)
 {
-    return message.starts_with(BUS_NO_REPLY) ? Wifi::WIFI_NO_ANSWER : Wifi::WIFI_FAILED;
+    return IsNoAnswer(message) ? Wifi::WIFI_NO_ANSWER : Wifi::WIFI_FAILED;
 }
 
 }  // namespace
@@ -64,7 +65,14 @@ int32_t LinuxWifiHotspot::EnableHotspot(Wifi::ServiceType type)
     if (type != Wifi::ServiceType::DEFAULT) {
         return Wifi::WIFI_NOT_SUPPORTED;
     }
-    return context_->RunAndWait([self = sptr<LinuxWifiHotspot>(this)] { return self->Enable(); });
+    const sptr<LinuxWifiHotspot> self(this);
+    return context_->RunAndWait(
+        Wifi::HOTSPOT_ENABLE_BUDGET, [self](WifiContext::Deadline deadline) { return self->Enable(deadline); },
+        [self] {
+            if (self->hasJustOpened_) {
+                self->Close(ShareClosed::TOO_LATE);
+            }
+        });
 }
 
 int32_t LinuxWifiHotspot::DisableHotspot(Wifi::ServiceType type)
@@ -73,59 +81,67 @@ int32_t LinuxWifiHotspot::DisableHotspot(Wifi::ServiceType type)
     if (type != Wifi::ServiceType::DEFAULT) {
         return Wifi::WIFI_NOT_SUPPORTED;
     }
-    return context_->RunAndWait([self = sptr<LinuxWifiHotspot>(this)]() -> int32_t {
-        self->Close(ShareClosed::ASKED);
-        bool isOn = false;
-        self->IsHotspotActive(isOn);
-        return isOn ? Wifi::WIFI_FAILED : Wifi::WIFI_OK;
-    });
+    return context_->RunAndWait(WIFI_CALL_LIMIT,
+                                [self = sptr<LinuxWifiHotspot>(this)](WifiContext::Deadline) -> int32_t {
+                                    if (!self->Close(ShareClosed::ASKED)) {
+                                        return Wifi::WIFI_NO_ANSWER;
+                                    }
+                                    bool isOn = false;
+                                    self->IsHotspotActive(isOn);
+                                    return isOn ? Wifi::WIFI_FAILED : Wifi::WIFI_OK;
+                                });
 }
 
 int32_t LinuxWifiHotspot::GetHotspotConfig(Wifi::HotspotConfig& config)
 {
     const TraceSpan span(SpanName::HOTSPOT_CONFIG);
-    // Shared, because the work outlives a caller that waited too long.
-    const auto found = std::make_shared<Wifi::HotspotConfig>();
-    const int32_t result =
-        context_->RunAndWait([self = sptr<LinuxWifiHotspot>(this), found] { return self->ReadConfig(*found); });
-    if (result == Wifi::WIFI_OK) {
-        config = *found;
+    // On the caller's thread, so that it waits for no work of the strand: that has much to do while a hotspot opens.
+    Result<Wifi::HotspotConfig> read =
+        ReadConfig(context_->manager.Until(steady_clock::now() + Wifi::HOTSPOT_CONFIG_BUDGET));
+    if (!read) {
+        QuviewDFX::LogWarn(LABEL, "no hotspot configuration: %{public}s", read.Message());
+        return ResultOf(read.Message());
     }
-    return result;
-}
-
-int32_t LinuxWifiHotspot::ReadConfig(Wifi::HotspotConfig& config) const
-{
-    Result<Wifi::HotspotConfig> inUse = ConfigInUse();
-    if (inUse) {
-        config = std::move(inUse.Value());
-        return Wifi::WIFI_OK;
-    }
-    Result<Chosen> chosen = Choose();
-    if (!chosen) {
-        QuviewDFX::LogWarn(LABEL, "no hotspot configuration: %{public}s", chosen.Message());
-        return ResultOf(chosen.Message());
-    }
-    config = std::move(chosen.Value().config);
+    config = std::move(read.Value());
     return Wifi::WIFI_OK;
 }
 
-Result<Wifi::HotspotConfig> LinuxWifiHotspot::ConfigInUse() const
+Result<Wifi::HotspotConfig> LinuxWifiHotspot::ReadConfig(const NetworkManager& manager) const
 {
-    const Result<std::vector<WifiRadio>> radios = context_->manager.Radios();
+    Result<std::optional<Wifi::HotspotConfig>> inUse = ConfigInUse(manager);
+    if (!inUse) {
+        return inUse.TakeError();
+    }
+    if (inUse.Value()) {
+        return std::move(*inUse.Value());
+    }
+    Result<Chosen> chosen = Choose(manager);
+    return chosen ? std::move(chosen.Value().config) : Result<Wifi::HotspotConfig>(chosen.TakeError());
+}
+
+Result<std::optional<Wifi::HotspotConfig>> LinuxWifiHotspot::ConfigInUse(const NetworkManager& manager)
+{
+    const Result<std::vector<WifiRadio>> radios = manager.Radios();
     if (!radios) {
         return Error{radios.Message()};
     }
     for (const WifiRadio& radio : radios.Value()) {
-        const Result<std::string> path =
-            radio.IsHotspot() ? context_->manager.ProfileOf(radio.activation) : Error{"no hotspot"};
-        Result<Profile> profile = path ? context_->manager.ReadProfile(path.Value()) : Error{path.Message()};
-        profile = profile ? context_->manager.WithSecrets(std::move(profile.Value())) : std::move(profile);
-        if (Wifi::HotspotConfig config; profile && ReadHotspotConfig(profile.Value(), config)) {
-            return config;
+        if (!radio.IsHotspot() || radio.activation.empty()) {
+            continue;
         }
+        const Result<std::string> path = manager.ProfileOf(radio.activation);
+        Result<Profile> profile = path ? manager.ReadProfile(path.Value()) : Error{path.Message()};
+        profile = profile ? manager.WithSecrets(std::move(profile.Value())) : std::move(profile);
+        if (!profile) {
+            return profile.TakeError();
+        }
+        Wifi::HotspotConfig config;
+        if (!ReadHotspotConfig(profile.Value(), config)) {
+            return Error{"NetworkManager does not know how to join the hotspot on " + radio.interface};
+        }
+        return std::optional(std::move(config));
     }
-    return Error{"no hotspot is on"};
+    return std::optional<Wifi::HotspotConfig>();
 }
 
 Wifi::HotspotConfig LinuxWifiHotspot::MakeOwnConfig() const
@@ -137,9 +153,9 @@ Wifi::HotspotConfig LinuxWifiHotspot::MakeOwnConfig() const
     return config;
 }
 
-Result<LinuxWifiHotspot::Chosen> LinuxWifiHotspot::Choose() const
+Result<LinuxWifiHotspot::Chosen> LinuxWifiHotspot::Choose(const NetworkManager& manager) const
 {
-    Result<std::vector<Profile>> profiles = context_->manager.Profiles();
+    Result<std::vector<Profile>> profiles = manager.Profiles();
     if (!profiles) {
         return profiles.TakeError();
     }
@@ -150,7 +166,10 @@ Result<LinuxWifiHotspot::Chosen> LinuxWifiHotspot::Choose() const
     for (Profile& candidate : candidates) {
         Chosen chosen;
         // Without its key, no peer could be told how to join it.
-        const Result<Profile> complete = context_->manager.WithSecrets(candidate);
+        const Result<Profile> complete = manager.WithSecrets(candidate);
+        if (!complete && IsNoAnswer(complete.Message())) {
+            return Error{complete.Message()};
+        }
         if (complete && ReadHotspotConfig(complete.Value(), chosen.config)) {
             chosen.usersOwn = std::move(candidate);
             return chosen;
@@ -159,10 +178,12 @@ Result<LinuxWifiHotspot::Chosen> LinuxWifiHotspot::Choose() const
     return Chosen{std::nullopt, MakeOwnConfig()};
 }
 
-int32_t LinuxWifiHotspot::Enable()
+int32_t LinuxWifiHotspot::Enable(WifiContext::Deadline deadline)
 {
-    const Result<bool> isEnabled = context_->manager.IsWifiEnabled();
-    Result<std::vector<WifiRadio>> radios = context_->manager.Radios();
+    hasJustOpened_ = false;
+    const NetworkManager manager = context_->manager.Until(deadline);
+    const Result<bool> isEnabled = manager.IsWifiEnabled();
+    Result<std::vector<WifiRadio>> radios = manager.Radios();
     if (isStopped_ || !context_->isRunning) {
         return Wifi::WIFI_FAILED;
     }
@@ -182,9 +203,12 @@ int32_t LinuxWifiHotspot::Enable()
     }
     const auto idle = std::find_if(all.begin(), all.end(), [](const WifiRadio& one) { return !one.IsStation(); });
     if (idle != all.end()) {
-        return Open(*idle);
+        const int32_t opened = Open(manager, *idle);
+        hasJustOpened_ = opened == Wifi::WIFI_OK;
+        return opened;
     }
     OpenLater(all.front());
+    hasJustOpened_ = true;
     return Wifi::WIFI_OK;
 }
 
@@ -194,35 +218,57 @@ void LinuxWifiHotspot::OpenLater(const WifiRadio& radio)
     isOpening_ = true;
     SetOn(true);
     Tasks::CancelTimer(timer_);
-    timer_ = Tasks::RunAfter(options_.switchDelay, [self = sptr<LinuxWifiHotspot>(this), radio] {
-        self->context_->strand.Post([self, radio] {
-            if (std::exchange(self->isOpening_, false) && self->Open(radio) != Wifi::WIFI_OK) {
-                self->SetOn(false);
-            }
-        });
-    });
+    // A wait that was cancelled too late must not open what a newer call waits to open.
+    timer_ = Tasks::RunAfter(options_.switchDelay,
+                             [self = sptr<LinuxWifiHotspot>(this), path = radio.path, number = ++openingsSet_] {
+                                 self->context_->strand.Post([self, path, number] {
+                                     if (number == self->openingsSet_) {
+                                         self->OpenNow(path);
+                                     }
+                                 });
+                             });
 }
 
-int32_t LinuxWifiHotspot::Open(const WifiRadio& radio)
+void LinuxWifiHotspot::OpenNow(const std::string& radio)
 {
-    const Result<Chosen> chosen = Choose();
-    if (!chosen) {
-        return ResultOf(chosen.Message());
+    if (!std::exchange(isOpening_, false)) {
+        return;
+    }
+    // Asked again: it may have changed its network meanwhile.
+    const Result<std::vector<WifiRadio>> radios = context_->manager.Radios();
+    for (const WifiRadio& one : radios ? radios.Value() : std::vector<WifiRadio>()) {
+        if (one.path == radio && Open(context_->manager, one) == Wifi::WIFI_OK) {
+            return;
+        }
+    }
+    SetOn(false);
+}
+
+int32_t LinuxWifiHotspot::Open(const NetworkManager& manager, const WifiRadio& radio)
+{
+    const Result<Chosen> chosen = Choose(manager);
+    Result<std::string> previous = chosen ? NetworkOf(manager, radio) : Error{chosen.Message()};
+    if (!previous) {
+        QuviewDFX::LogError(LABEL, "the hotspot does not open: %{public}s", previous.Message());
+        return ResultOf(previous.Message());
     }
     const std::optional<Profile>& usersOwn = chosen.Value().usersOwn;
     NetworkChange change;
     change.profile = usersOwn ? UuidOf(*usersOwn) : MakeUuid();
-    change.previous = context_->NetworkOf(radio);
+    change.previous = std::move(previous.Value());
     change.isHotspot = true;
     change.isOurProfile = !usersOwn;
     context_->own.Note(change);
+    // Not limited by the caller's time: only an answer says what is there to be taken back.
     const Result<Activation> opened =
         usersOwn ? context_->manager.Activate(usersOwn->path, radio.path)
                  : context_->manager.AddAndActivate(
                        MakeHotspotProfile(change.profile, chosen.Value().config, options_.settings), radio.path, "");
     if (!opened) {
         QuviewDFX::LogError(LABEL, "the hotspot does not open: %{public}s", opened.Message());
-        if (!opened.Message().starts_with(BUS_NO_REPLY)) {
+        if (IsNoAnswer(opened.Message())) {
+            context_->TakeBackLater(change);
+        } else {
             context_->own.Forget(change.profile);
         }
         return ResultOf(opened.Message());
@@ -239,19 +285,22 @@ int32_t LinuxWifiHotspot::Open(const WifiRadio& radio)
     return Wifi::WIFI_OK;
 }
 
-void LinuxWifiHotspot::Close(const char* reason)
+bool LinuxWifiHotspot::Close(const char* reason)
 {
     if (std::exchange(isOpening_, false)) {
         Forget();
     }
     if (!share_) {
-        return;
+        return true;
     }
     const Share closed = *share_;
     Forget();
-    context_->TakeBack(closed.change);
+    const bool isDone = context_->TakeBack(closed.change);
     ReportShareClosed(reason);
-    context_->Restore(closed.change, closed.radio);
+    if (isDone) {
+        context_->Restore(closed.change, closed.radio);
+    }
+    return isDone;
 }
 
 void LinuxWifiHotspot::Forget()
@@ -263,23 +312,30 @@ void LinuxWifiHotspot::Forget()
 
 void LinuxWifiHotspot::OnChanged()
 {
-    if (share_ && context_->manager.StateOf(share_->change.activation) == ActivationState::GONE && !WasRenewed()) {
+    const Result<ActivationState> state =
+        share_ ? context_->manager.StateOf(share_->change.activation) : ActivationState::UNKNOWN;
+    if (share_ && state && state.Value() == ActivationState::GONE && !WasRenewed()) {
         QuviewDFX::LogInfo(LABEL, "the hotspot on %{public}s ended", share_->interface);
         const Share ended = *share_;
         Forget();
-        context_->TakeBack(ended.change);
-        context_->Restore(ended.change, ended.radio);
+        if (context_->TakeBack(ended.change)) {
+            context_->Restore(ended.change, ended.radio);
+        }
     }
-    const Result<std::vector<WifiRadio>> radios = context_->manager.Radios();
-    SetOn(isOpening_ || share_ ||
-          (radios && std::any_of(radios.Value().begin(), radios.Value().end(),
-                                 [](const WifiRadio& one) { return one.IsHotspot(); })));
+    if (const Result<std::vector<WifiRadio>> radios = context_->manager.Radios()) {
+        SetOn(isOpening_ || share_ ||
+              std::any_of(radios.Value().begin(), radios.Value().end(),
+                          [](const WifiRadio& one) { return one.IsHotspot(); }));
+    }
 }
 
 bool LinuxWifiHotspot::WasRenewed()
 {
     const Result<std::vector<WifiRadio>> radios = context_->manager.Radios();
-    for (const WifiRadio& radio : radios ? radios.Value() : std::vector<WifiRadio>()) {
+    if (!radios) {
+        return true;  // nobody says otherwise
+    }
+    for (const WifiRadio& radio : radios.Value()) {
         const Result<std::string> path = radio.path == share_->radio && !radio.activation.empty()
                                              ? context_->manager.ProfileOf(radio.activation)
                                              : Error{"another radio"};
@@ -340,7 +396,7 @@ void LinuxWifiHotspot::SetOn(bool isOn)
 
 void LinuxWifiHotspot::Stop()
 {
-    context_->RunAndWait([self = sptr<LinuxWifiHotspot>(this)]() -> int32_t {
+    context_->RunAndWait(WIFI_CALL_LIMIT, [self = sptr<LinuxWifiHotspot>(this)](WifiContext::Deadline) -> int32_t {
         self->isStopped_ = true;
         self->Close(ShareClosed::DAEMON_STOPPED);
         return Wifi::WIFI_OK;

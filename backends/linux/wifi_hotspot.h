@@ -68,19 +68,25 @@ private:
     };
 
     // These run on the strand only.
-    int32_t Enable();
-    int32_t Open(const WifiRadio& radio);
+    int32_t Enable(WifiContext::Deadline deadline);
+    // manager: what is asked before the hotspot opens, in the time that the caller has.
+    int32_t Open(const NetworkManager& manager, const WifiRadio& radio);
     void OpenLater(const WifiRadio& radio);
-    void Close(const char* reason);
+    void OpenNow(const std::string& radio);
+    // False when NetworkManager did not answer; it is then closed later.
+    bool Close(const char* reason);
     void Forget();
     // Whether the same profile is active again, as after a change of its settings: still what this daemon turned on.
     bool WasRenewed();
-    Result<Chosen> Choose() const;
-    Result<Wifi::HotspotConfig> ConfigInUse() const;
-    int32_t ReadConfig(Wifi::HotspotConfig& config) const;
     void Guard();
     void GuardLater();
     void SetOn(bool isOn);
+
+    // These ask only; any thread.
+    Result<Chosen> Choose(const NetworkManager& manager) const;
+    // None while no hotspot is on.
+    static Result<std::optional<Wifi::HotspotConfig>> ConfigInUse(const NetworkManager& manager);
+    Result<Wifi::HotspotConfig> ReadConfig(const NetworkManager& manager) const;
     Wifi::HotspotConfig MakeOwnConfig() const;
 
     const std::shared_ptr<WifiContext> context_;
@@ -92,7 +98,9 @@ private:
 
     // Touched on the strand only.
     std::optional<Share> share_;
-    bool isOpening_ = false;  // accepted, waiting for switchDelay
+    bool isOpening_ = false;      // accepted, waiting for switchDelay
+    bool hasJustOpened_ = false;  // the latest call to enable has turned it on
+    uint32_t openingsSet_ = 0;    // the number of the latest wait for switchDelay
     bool isStopped_ = false;
     ShareGuard guard_;
     Tasks::TimerId timer_ = 0;

@@ -20,9 +20,10 @@ public:
     std::shared_ptr<const DeviceState> Get() const;
     void Replace(const DeviceState& state);
 
-    // To be called first by every platform call, with no lock held. Blocks as long as the call's fault says, and
-    // returns what the call must return, or 0 when it goes on. noAnswerCode: the interface's own code for a silent
-    // radio; also what a call gets once the device has stopped, which cuts waits short.
+    // To be called first by every platform call, with no lock held. Nothing else in a simulated call takes time; a
+    // fault may exceed the call's budget (wifi_budgets.h), as a radio that breaks its promise. Blocks as long as the
+    // call's fault says, and returns what the call must return, or 0 when it goes on. noAnswerCode: the interface's own
+    // code for a silent radio; also what a call gets once the device has stopped, which cuts waits short.
     int32_t ApplyFault(PlatformCall call, int32_t noAnswerCode);
 
     // Every call fails from now on. Does not block.

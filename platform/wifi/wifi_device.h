@@ -1,5 +1,6 @@
-// WifiDevice: this device as a station (ability 1120). Implemented by a backend. Any thread; every call returns within
-// 700 ms, having started what takes longer (10 s when the radio does not answer at all). Results: WifiResult or the
+// WifiDevice: this device as a station (ability 1120). Implemented by a backend. Any thread. AddDeviceConfig and
+// ConnectToDevice return within their budgets (wifi_budgets.h), having started what takes longer; a call that reaches
+// its budget fails and leaves no trace. GetDeviceConfigs and GetLinkInfo do not block. Results: WifiResult or the
 // radio's own.
 #pragma once
 

@@ -1,6 +1,7 @@
-// WifiHotspot: this device's access point (ability 1121). Implemented by a backend. Any thread; every call returns
-// within 700 ms, having started what takes longer (10 s when the radio does not answer at all). Results: WifiResult or
-// the radio's own.
+// WifiHotspot: this device's access point (ability 1121). Implemented by a backend. Any thread. Every call returns
+// within its budget (wifi_budgets.h), having started what takes longer; one that reaches its budget fails, and what it
+// has begun is taken back. DisableHotspot, which no request makes, may take 10 s. Results: WifiResult or the radio's
+// own.
 #pragma once
 
 #include <cstdint>

@@ -12,6 +12,7 @@ import sys
 import time
 
 import dbus
+import dbus.lowlevel
 import dbus.mainloop.glib
 import dbus.service
 from gi.repository import GLib
@@ -149,7 +150,21 @@ class Machine(Node):
             "PrimaryConnection": dbus.ObjectPath("/")}})
         self.radio = Radio(self, f"wlan{number}")
         self.settings, self.control = SettingsNode(self), Control(self)
+        self.late, self.lost = {}, {}
+        bus.add_message_filter(self.receive)
         self.names = [dbus.service.BusName(name, bus) for name in ("test.Control", NM)]
+
+    def receive(self, _, message):
+        """Answers a call late, or never, when a test has said so."""
+        is_ours = str(message.get_interface()).startswith((NM, PROPERTIES))
+        if not is_ours or not isinstance(message, dbus.lowlevel.MethodCallMessage):
+            return dbus.lowlevel.HANDLER_RESULT_NOT_YET_HANDLED
+        method = message.get_member()
+        time.sleep(self.late.get(method, self.late.get("", 0)))
+        if self.lost.get(method, 0) == 0:
+            return dbus.lowlevel.HANDLER_RESULT_NOT_YET_HANDLED
+        self.lost[method] -= 1
+        return dbus.lowlevel.HANDLER_RESULT_HANDLED
 
     def new_path(self, kind):
         self.counter += 1
@@ -337,6 +352,13 @@ class Control(Node):
     def be_busy(self, seconds):
         time.sleep(seconds)
 
+    def answer_late(self, seconds, method=""):
+        """Calls of that method, or all of them, wait that long."""
+        self.machine.late = {method: seconds}
+
+    def lose(self, method, count):
+        self.machine.lost = {method: count}
+
     def fail_next(self, reason):
         self.machine.failure = reason
 
@@ -354,6 +376,7 @@ class Control(Node):
         return {"profiles": sorted(one.uuid for one in machine.profiles), "scans": machine.scans,
                 "added": [{"uuid": one.uuid, "ssid": one.ssid, "settings": json.loads(json.dumps(one.public()))}
                           for one in machine.profiles if one.is_volatile],
+                "lost": sum(machine.lost.values()),
                 "activations": [one.path for one in machine.activations],
                 "active": [one.profile.uuid for one in machine.activations if self.machine.state_of(one) == 2]}
 

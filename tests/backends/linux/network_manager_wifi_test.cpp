@@ -1,6 +1,7 @@
 #include <fstream>
 #include <iostream>
 
+#include "platform/wifi/wifi_budgets.h"
 #include "tests/backends/linux/wifi_world.h"
 #include "tests/platform/wifi/recorded_sys_events.h"
 #include "tests/support/log_capture.h"
@@ -74,6 +75,24 @@ protected:
         Wifi::WifiLinkInfo info = laptop_.Station()->GetLinkInfo();
         return info.state == state ? laptop_.Station()->WaitForChange(info, WAIT_LIMIT) : info;
     }
+    void AnswerLate(PrivateMachine& machine, const std::string& seconds, const std::string& method = "")
+    {
+        Do(machine, R"({"do": "answer_late", "seconds": )" + seconds + R"(, "method": ")" + method + "\"}");
+    }
+    void Lose(PrivateMachine& machine, const std::string& method, int count)
+    {
+        Do(machine, R"({"do": "lose", "method": ")" + method + R"(", "count": )" + std::to_string(count) + "}");
+    }
+    // NetworkManager has these profiles of the user and no other, is in that one of them or in none, and nothing is
+    // noted that would have to be taken back.
+    bool IsAsBefore(PrivateMachine& machine, WifiMachine& daemon, const std::string& profiles,
+                    const std::string& active)
+    {
+        const std::string state = Air::State(machine);
+        const std::string noted = Journal(daemon);
+        return Has(state, "\"profiles\": [" + (profiles.empty() ? "" : "\"" + profiles + "\"") + "]") &&
+               Has(state, ActiveIs(active)) && (noted.empty() || noted == "[]\n");
+    }
     std::string Journal(WifiMachine& machine)
     {
         std::ifstream file(machine.Folder() / Linux::NETWORK_CHANGES_FILE);
@@ -134,10 +153,12 @@ TEST_F(NetworkManagerWifiTest, AHotspotThatTheUserTurnedOnIsLeftAlone)
     EXPECT_TRUE(Has(Phone(), ActiveIs(Air::USERS_HOTSPOT)));
     EXPECT_TRUE(events_.Lines().empty());
 
-    // A key that somebody else keeps can be told to no peer: a hotspot of ours takes its place.
-    Do(air_.Phone(), R"({"do": "deactivate"})");
+    // A key that somebody else keeps can be told to no peer: once that hotspot is off, one of ours takes its place.
     Do(air_.Phone(), R"({"do": "keep_key_elsewhere", "uuid": ")" + std::string(Air::USERS_HOTSPOT) + "\"}");
     phone_.Start();
+    Wifi::HotspotConfig config;
+    EXPECT_EQ(phone_.Hotspot()->GetHotspotConfig(config), Wifi::WIFI_FAILED);
+    Do(air_.Phone(), R"({"do": "deactivate"})");
     EXPECT_EQ(phone_.Config().GetSsid(), "phone-7f3a");
 }
 
@@ -212,6 +233,122 @@ TEST_F(NetworkManagerWifiTest, AConnectionLeavesNoTraceAndGivesTheUsersNetworkBa
             return configs.empty() && Journal(laptop_) == "[]\n";
         }));
     }
+}
+
+TEST_F(NetworkManagerWifiTest, AnAttemptThatReplacesAConnectionGivesTheUsersNetworkBackWhenItFails)
+{
+    BeAtHome(air_.Laptop());
+    laptop_.Options().station.searchLimit = std::chrono::seconds(1);
+    laptop_.Start();
+    ShareGarden();
+    int id = -1;
+    laptop_.Station()->AddDeviceConfig({-1, "Garden", "", KEY, ""}, id, false);
+    ASSERT_EQ(Join().state, WifiLinkState::CONNECTED);
+    laptop_.Station()->AddDeviceConfig({-1, "Cellar", "", KEY, ""}, id, false);
+    ASSERT_EQ(laptop_.Station()->ConnectToDevice({-1, "Cellar", "", KEY, ""}), Wifi::WIFI_OK);
+    std::vector<Wifi::WifiDeviceConfig> configs;
+    laptop_.Station()->GetDeviceConfigs(configs, false);
+    ASSERT_EQ(configs.size(), 1U) << "the BSSID of the first would pass for the present one";
+    EXPECT_EQ(configs[0].ssid, "Cellar");
+    ASSERT_TRUE(Eventually([&] { return Has(Laptop(), ActiveIs("")); })) << Laptop();
+    EXPECT_TRUE(Has(Journal(laptop_), Air::USERS_NETWORK)) << "a crash now would leave the machine offline";
+    EXPECT_EQ(Leave(WifiLinkState::CONNECTING).state, WifiLinkState::FAILED);
+    EXPECT_TRUE(Eventually([&] { return IsAsBefore(air_.Laptop(), laptop_, Air::USERS_NETWORK, Air::USERS_NETWORK); }))
+        << Laptop() << Journal(laptop_);
+}
+
+TEST_F(NetworkManagerWifiTest, TheCallsOfARequestEndWithinTheirBudgetsThoughEveryAnswerIsLate)
+{
+    const milliseconds busyMachine(300);
+    const auto now = [] { return std::chrono::steady_clock::now(); };
+    phone_.Start();
+    laptop_.Start();
+    for (const std::string late : {"0.2", "0.65"}) {
+        AnswerLate(air_.Phone(), late);
+        auto begun = now();
+        bool isActive = true;
+        Wifi::HotspotConfig config;
+        EXPECT_EQ(phone_.Hotspot()->IsHotspotActive(isActive), Wifi::WIFI_OK);
+        EXPECT_EQ(phone_.Hotspot()->EnableHotspot(ServiceType::DEFAULT), Wifi::WIFI_NO_ANSWER);
+        EXPECT_EQ(phone_.Hotspot()->GetHotspotConfig(config), Wifi::WIFI_NO_ANSWER);
+        EXPECT_LT(now() - begun, Wifi::SERVING_BUDGET + busyMachine) << late;
+        AnswerLate(air_.Phone(), "0");
+        EXPECT_TRUE(Eventually([&] { return IsAsBefore(air_.Phone(), phone_, "", ""); })) << Phone();
+
+        AnswerLate(air_.Laptop(), late == "0.2" ? "0.3" : late);
+        begun = now();
+        int id = -1;
+        EXPECT_EQ(laptop_.Station()->AddDeviceConfig({-1, "Garden", "", KEY, ""}, id, false), Wifi::WIFI_OK);
+        EXPECT_EQ(laptop_.Station()->ConnectToDevice({-1, "Garden", "", KEY, ""}), Wifi::WIFI_NO_ANSWER);
+        EXPECT_LT(now() - begun, Wifi::REQUESTING_BUDGET + busyMachine) << late;
+        AnswerLate(air_.Laptop(), "0");
+        EXPECT_TRUE(Eventually([&] { return IsAsBefore(air_.Laptop(), laptop_, "", ""); })) << Laptop();
+    }
+    EXPECT_EQ(laptop_.Station()->GetLinkInfo().state, WifiLinkState::IDLE);
+    EXPECT_FALSE(phone_.IsHotspotOn());
+    EXPECT_EQ(phone_.Hotspot()->EnableHotspot(ServiceType::DEFAULT), Wifi::WIFI_OK);
+    EXPECT_EQ(phone_.Config().GetSsid(), "phone-7f3a");
+}
+
+TEST_F(NetworkManagerWifiTest, AHotspotThatOpensAfterItsCallHasFailedIsClosedAgain)
+{
+    phone_.Start();
+    size_t closed = 0;
+    for (const std::string usersOwn : {"", Air::USERS_HOTSPOT}) {
+        if (!usersOwn.empty()) {
+            Air::StoreProfile(air_.Phone().Bus(), HotspotProfile("Garden", KEY, Wifi::KeyMgmt::WPA2_PSK));
+        }
+        AnswerLate(air_.Phone(), "1", usersOwn.empty() ? "AddAndActivateConnection2" : "ActivateConnection");
+        EXPECT_EQ(phone_.Hotspot()->EnableHotspot(ServiceType::DEFAULT), Wifi::WIFI_NO_ANSWER);
+        ++closed;
+        EXPECT_EQ(events_.WaitFor(closed), ClosedFor("TOO_LATE", closed));
+        EXPECT_TRUE(Eventually([&] { return IsAsBefore(air_.Phone(), phone_, usersOwn, ""); })) << Phone();
+        EXPECT_FALSE(phone_.IsHotspotOn());
+    }
+}
+
+TEST_F(NetworkManagerWifiTest, WhatGetsNoAnswerIsTakenBackOnceNetworkManagerAnswers)
+{
+    for (WifiMachine* const machine : {&phone_, &laptop_}) {
+        machine->Options().answerLimit = milliseconds(500);
+    }
+    BeAtHome(air_.Laptop());
+    phone_.Start();
+    laptop_.Start();
+    for (const std::string method : {"DeactivateConnection", "GetConnectionByUuid"}) {
+        ASSERT_EQ(phone_.Hotspot()->EnableHotspot(ServiceType::DEFAULT), Wifi::WIFI_OK);
+        ASSERT_TRUE(Eventually([&] { return !Has(Phone(), ActiveIs("")); }));
+        const std::string ssid = phone_.Config().GetSsid();
+        EXPECT_EQ(laptop_.Station()->ConnectToDevice({-1, ssid, "", phone_.Config().GetPreSharedKey(), ""}),
+                  Wifi::WIFI_OK);
+        EXPECT_EQ(Leave(WifiLinkState::CONNECTING).state, WifiLinkState::CONNECTED);
+        Lose(air_.Phone(), method, 1);
+        Lose(air_.Laptop(), "GetConnectionByUuid", 1);
+        EXPECT_EQ(phone_.Hotspot()->DisableHotspot(ServiceType::DEFAULT), Wifi::WIFI_NO_ANSWER) << method;
+        EXPECT_TRUE(Eventually([&] { return IsAsBefore(air_.Phone(), phone_, "", ""); })) << method << Phone();
+        EXPECT_TRUE(Eventually([&] {
+            return IsAsBefore(air_.Laptop(), laptop_, Air::USERS_NETWORK, Air::USERS_NETWORK);
+        })) << method
+            << Laptop();
+    }
+    EXPECT_EQ(events_.Lines(), ClosedFor("ASKED", 2));
+
+    // Nor is an order forgotten whose answer was lost: the hotspot opens all the same.
+    AnswerLate(air_.Phone(), "0.7", "AddAndActivateConnection2");
+    EXPECT_EQ(phone_.Hotspot()->EnableHotspot(ServiceType::DEFAULT), Wifi::WIFI_NO_ANSWER);
+    EXPECT_TRUE(Eventually([&] { return IsAsBefore(air_.Phone(), phone_, "", ""); })) << Phone();
+}
+
+TEST_F(NetworkManagerWifiTest, AnAnswerThatIsMissingIsNotTakenForARadioThatIs)
+{
+    laptop_.Options().answerLimit = milliseconds(200);
+    laptop_.Start();
+    ASSERT_TRUE(laptop_.StationPresence().isThere);
+    // A change of the radio makes the daemon ask for its properties, for the hotspot and for the abilities.
+    Lose(air_.Laptop(), "GetAll", 2);
+    Do(air_.Laptop(), R"({"do": "capabilities", "bits": 127})");
+    ASSERT_TRUE(Eventually([&] { return Has(Laptop(), "\"lost\": 0"); }));
+    EXPECT_FALSE(Eventually([&] { return !laptop_.StationPresence().isThere; }, milliseconds(400)));
 }
 
 TEST_F(NetworkManagerWifiTest, AFailureThatMayPassIsTriedAgain)
