@@ -42,7 +42,7 @@ int RunAccountCreate(const GlobalOptions& options, Output& output, const std::st
 {
     const auto create = [&](const auto& folder) { return Trust::CreateAccount(folder, name, deviceName); };
     if (auto created = OnIdentity(options, create); !created) {
-        return output.Finish(NotDone(created.Message(), ""));
+        return output.Finish(StateFailure(options.stateDir, created.Message(), ""));
     }
     return output.Finish(
         Done("Account \"" + name +
@@ -54,10 +54,11 @@ int RunAccountShow(const GlobalOptions& options, Output& output)
 {
     auto loaded = OnIdentity(options, Trust::LoadIdentity);
     if (!loaded) {
-        const bool exists = std::filesystem::exists(IdentityFolder(options));
-        return output.Finish(NotDone(loaded.Message(), exists ? ""
-                                                              : "`distnetctl account create NAME` or `account request "
-                                                                "FILE` makes it."));
+        std::error_code unknown;
+        const bool exists = std::filesystem::exists(IdentityFolder(options), unknown);
+        return output.Finish(
+            StateFailure(options.stateDir, loaded.Message(),
+                         exists ? "" : "`distnetctl account create NAME` or `account request FILE` makes it."));
     }
     const Trust::Identity& identity = loaded.Value();
     Json details = NewObject();
@@ -84,7 +85,7 @@ int RunAccountRequest(const GlobalOptions& options, Output& output, const std::f
 {
     auto request = OnIdentity(options, [&](const auto& folder) { return Trust::MakeRequest(folder, deviceName); });
     if (!request) {
-        return output.Finish(NotDone(request.Message(), ""));
+        return output.Finish(StateFailure(options.stateDir, request.Message(), ""));
     }
     if (auto written = WriteFileAtomically(file, request.Value(), ENROLMENT_FILE_MODE); !written) {
         return output.Finish(NotDone(written.Message(), ""));
@@ -105,7 +106,7 @@ int RunAccountAdmit(const GlobalOptions& options, Output& output, const std::fil
     }
     auto chain = OnIdentity(options, [&](const auto& folder) { return Trust::Admit(folder, text.Value()); });
     if (!chain) {
-        return output.Finish(NotDone(request.string() + ": " + chain.Message(), ""));
+        return output.Finish(StateFailure(options.stateDir, request.string() + ": " + chain.Message(), ""));
     }
     if (auto written = WriteFileAtomically(answer, chain.Value(), ENROLMENT_FILE_MODE); !written) {
         return output.Finish(NotDone(written.Message(), ""));
@@ -125,7 +126,7 @@ int RunAccountInstall(const GlobalOptions& options, Output& output, const std::f
     }
     const auto install = [&](const auto& folder) { return Trust::Install(folder, text.Value()); };
     if (auto installed = OnIdentity(options, install); !installed) {
-        return output.Finish(NotDone(file.string() + ": " + installed.Message(), ""));
+        return output.Finish(StateFailure(options.stateDir, file.string() + ": " + installed.Message(), ""));
     }
     return output.Finish(Done("This device belongs to the account now. Restart distnetd to use it."));
 }

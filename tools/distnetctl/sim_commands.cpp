@@ -27,7 +27,7 @@ int RunSimShow(const GlobalOptions& options, Output& output)
 {
     auto state = AsOwnerOf(options.stateDir, [&] { return Simulated::LoadDeviceState(options.stateDir); });
     if (!state) {
-        return output.Finish(NotDone(state.Message(), NAME_THE_FOLDER));
+        return output.Finish(StateFailure(options.stateDir, state.Message(), NAME_THE_FOLDER));
     }
     output.Line("KEY                             VALUE         ALLOWED");
     for (const Simulated::DeviceStateEntry& entry : Simulated::DescribeDeviceState(state.Value())) {
@@ -50,6 +50,9 @@ int RunSimSet(const GlobalOptions& options, Output& output, const std::vector<st
     auto state =
         AsOwnerOf(options.stateDir, [&] { return Simulated::UpdateDeviceState(options.stateDir, assignments); });
     if (!state) {
+        if (IsClosedToUser(options.stateDir)) {
+            return output.Finish(StateFailure(options.stateDir, state.Message(), ""));
+        }
         std::error_code unknown;
         const bool isThere = std::filesystem::exists(options.stateDir / Simulated::DEVICE_STATE_FILE, unknown);
         return output.Finish(UsageError(

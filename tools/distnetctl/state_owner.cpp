@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <utility>
 
 namespace Vexo::Ctl {
 
@@ -26,6 +27,20 @@ StateOwner::~StateOwner()
     if (isOther_ && (seteuid(0) != 0 || setegid(0) != 0)) {
         _exit(1);  // with the rights of neither, nothing that follows can be trusted
     }
+}
+
+bool IsClosedToUser(const std::filesystem::path& stateDir)
+{
+    return geteuid() != 0 && access((stateDir / "identity").c_str(), R_OK | X_OK) != 0 && errno == EACCES;
+}
+
+Outcome StateFailure(const std::filesystem::path& stateDir, std::string message, std::string advice)
+{
+    return NotDone(std::move(message),
+                   IsClosedToUser(stateDir)
+                       ? "Only the owner of " + stateDir.string() +
+                             " and root may look into it: use sudo, or name another folder with --state DIR."
+                       : std::move(advice));
 }
 
 }  // namespace Vexo::Ctl

@@ -3,8 +3,10 @@
 #pragma once
 
 #include <filesystem>
+#include <string>
 
 #include "platform/base/result.h"
+#include "tools/distnetctl/output.h"
 
 namespace Vexo::Ctl {
 
@@ -24,6 +26,12 @@ private:
     Result<void> taken_;
     bool isOther_ = false;
 };
+
+// Whether this user is kept out of a state folder, or of the identity in it. Never for root.
+bool IsClosedToUser(const std::filesystem::path& stateDir);
+// The outcome of work on a state folder that failed: with advice of its own for a user who is kept out, else with the
+// given one.
+Outcome StateFailure(const std::filesystem::path& stateDir, std::string message, std::string advice);
 
 // What the work returns, a Result, or why it was not done.
 template <typename Work>
