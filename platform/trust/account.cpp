@@ -123,6 +123,29 @@ Result<PrivateKey> EnsureAccountKey(const std::filesystem::path& folder)
     return key;
 }
 
+// The certificate of that key and name. One of another name is not replaced: every device of the account trusts it.
+Result<Certificate> EnsureAccountCertificate(const std::filesystem::path& folder, EVP_PKEY* key,
+                                             const std::string& name)
+{
+    auto kept = ReadCertificateFile(folder / ACCOUNT_CERTIFICATE_FILE);
+    (void)OpenSslReason();
+    if (kept && X509_check_private_key(kept.Value().get(), key) == 1) {
+        const std::string keptName = CommonNameOf(X509_get_subject_name(kept.Value().get()));
+        if (keptName != name) {
+            return Error{folder.string() + ": this device holds the key of the account \"" + keptName +
+                         "\"; give that name, or move the folder away to start anew"};
+        }
+        if (VerifyValidNow(kept.Value().get())) {
+            return kept;
+        }
+    }
+    Certificate made = MakeAccountCertificate(key, name);
+    if (!made) {
+        return Error{folder.string() + ": the account's certificate could not be made: " + OpenSslReason()};
+    }
+    return made;
+}
+
 // The account's certificate first: an enrolment counts from the moment the device's own is there.
 Result<void> WriteEnrolment(const std::filesystem::path& folder, X509* account, X509* device)
 {
@@ -161,14 +184,16 @@ Result<void> CreateAccount(const std::filesystem::path& folder, const std::strin
     if (!accountKey) {
         return accountKey.TakeError();
     }
-    const Certificate account = MakeAccountCertificate(accountKey.Value().get(), accountName);
-    const Certificate device = account ? MakeDeviceCertificate(identity.Value().key.get(), deviceName, account.get(),
-                                                               accountKey.Value().get(), DEVICE_VALIDITY)
-                                       : nullptr;
-    if (!device) {
-        return Error{folder.string() + ": the certificates could not be made: " + OpenSslReason()};
+    const auto account = EnsureAccountCertificate(folder, accountKey.Value().get(), accountName);
+    if (!account) {
+        return Error{account.Message()};
     }
-    return WriteEnrolment(folder, account.get(), device.get());
+    const Certificate device = MakeDeviceCertificate(identity.Value().key.get(), deviceName, account.Value().get(),
+                                                     accountKey.Value().get(), DEVICE_VALIDITY);
+    if (!device) {
+        return Error{folder.string() + ": the device's certificate could not be made: " + OpenSslReason()};
+    }
+    return WriteEnrolment(folder, account.Value().get(), device.get());
 }
 
 Result<std::string> MakeRequest(const std::filesystem::path& folder, const std::string& deviceName)

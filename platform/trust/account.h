@@ -18,7 +18,9 @@ inline constexpr std::chrono::hours ACCOUNT_VALIDITY{24 * 3652};
 inline constexpr std::chrono::hours DEVICE_VALIDITY{24 * 3652};
 inline constexpr size_t MAX_ACCOUNT_NAME = 64;  // X.520 upper bound of a common name
 
-// Makes an account named accountName and enrols this device under deviceName. Refused when the device has an account.
+// Makes an account named accountName and enrols this device under deviceName. Where the account's key lies already, no
+// account is made: the device gets a certificate of that key, which must be given its account's name. Refused when the
+// device has an account.
 Result<void> CreateAccount(const std::filesystem::path& folder, const std::string& accountName,
                            const std::string& deviceName);
 

@@ -17,7 +17,6 @@ namespace Vexo::Trust {
 namespace {
 
 constexpr size_t ID_BYTES = 32;
-constexpr size_t ID_LENGTH = 2 * ID_BYTES;
 
 std::string HexOf(const std::array<unsigned char, ID_BYTES>& bytes)
 {
@@ -28,28 +27,6 @@ std::string HexOf(const std::array<unsigned char, ID_BYTES>& bytes)
         text += DIGITS[byte & 0xFU];
     }
     return text;
-}
-
-bool IsId(const std::string& text)
-{
-    return text.size() == ID_LENGTH && text.find_first_not_of("0123456789abcdef") == std::string::npos;
-}
-
-Result<std::string> ReadDeviceId(const std::filesystem::path& file)
-{
-    auto text = ReadWholeFile(file, 2 * ID_LENGTH);
-    if (!text) {
-        return text;
-    }
-    std::string id = text.Value();
-    if (id.ends_with('\n')) {
-        id.pop_back();
-    }
-    if (!IsId(id)) {
-        return Error{file.string() +
-                     ": not a device id of 64 hex characters; restore it, or remove it and a new one is made"};
-    }
-    return id;
 }
 
 // A device that has no key yet gets one; one that lost its key but has a certificate is not given another silently.
@@ -78,7 +55,7 @@ Result<void> CreateMissing(const std::filesystem::path& folder)
         return {};
     }
     if (FileExists(folder / DEVICE_CERTIFICATE_FILE)) {
-        return Error{keyFile.string() + ": missing, though the device has a certificate" + RESTORE_OR_ENROL};
+        return Error{keyFile.string() + ": missing, though the device has a certificate" + DOCTOR_KNOWS};
     }
     const PrivateKey key = GenerateKey();
     return key ? WriteKeyFile(keyFile, key.get()) : Error{keyFile.string() + ": no key: " + OpenSslReason()};
@@ -97,8 +74,7 @@ Result<bool> HoldsAccountKey(const std::filesystem::path& folder, X509* account)
     }
     if (X509_check_private_key(account, key.Value().get()) != 1) {
         (void)OpenSslReason();
-        return Error{file.string() + ": the key of another account than " + ACCOUNT_CERTIFICATE_FILE +
-                     "; move it away"};
+        return Error{file.string() + ": the key of another account than " + ACCOUNT_CERTIFICATE_FILE + DOCTOR_KNOWS};
     }
     return true;
 }
@@ -123,12 +99,12 @@ Result<void> LoadEnrolment(const std::filesystem::path& folder, Identity& identi
     }
     if (X509_check_private_key(certificate.Value().get(), identity.key.get()) != 1) {
         (void)OpenSslReason();
-        return Error{certificateFile.string() + ": for another key than " + DEVICE_KEY_FILE + RESTORE_OR_ENROL};
+        return Error{certificateFile.string() + ": for another key than " + DEVICE_KEY_FILE + DOCTOR_KNOWS};
     }
     // An expired certificate still says who this device is; peers refuse it, and it is shown.
     if (const auto verified = VerifySignedBy(certificate.Value().get(), account.Value().get()); !verified) {
         return Error{certificateFile.string() + ": " + verified.Message() + " (" + ACCOUNT_CERTIFICATE_FILE + ")" +
-                     RESTORE_OR_ENROL};
+                     DOCTOR_KNOWS};
     }
     auto holdsAccountKey = HoldsAccountKey(folder, account.Value().get());
     if (!holdsAccountKey) {
@@ -185,7 +161,7 @@ Result<Identity> LoadIdentity(const std::filesystem::path& folder)
     }
     identity.key = std::move(key.Value());
     identity.networkId = NetworkIdOf(identity.key.get());
-    auto deviceId = ReadDeviceId(folder / DEVICE_ID_FILE);
+    auto deviceId = ReadDeviceIdFile(folder / DEVICE_ID_FILE);
     if (!deviceId) {
         return deviceId.TakeError();
     }

@@ -10,6 +10,7 @@
 
 #include "platform/trust/identity.h"
 #include "platform/trust/identity_files.h"
+#include "platform/trust/identity_repair.h"
 
 namespace Vexo::Trust {
 
@@ -27,23 +28,17 @@ TimePoint TimeOf(const ASN1_TIME* time)
     return std::chrono::system_clock::from_time_t(timegm(&parts));
 }
 
-std::string EnrolAgain(const std::filesystem::path& folder)
-{
-    return "Restore it, or enrol again: mv " + folder.string() + " " + folder.string() +
-           ".old; distnetctl account request device.csr --state " + folder.parent_path().string();
-}
-
 // What LoadIdentity says is wrong, its words on what to do about it taken off the end.
 HealthCheck Damaged(const std::filesystem::path& folder, std::string message)
 {
-    if (message.ends_with(RESTORE_OR_ENROL)) {
-        message.erase(message.rfind(RESTORE_OR_ENROL));
+    if (message.ends_with(DOCTOR_KNOWS)) {
+        message.erase(message.rfind(DOCTOR_KNOWS));
     } else if (const size_t at = message.rfind(IF_NOT_KNOWN); at != std::string::npos) {
         const std::string command = message.substr(at + std::string(IF_NOT_KNOWN).size());
         message.erase(at);
         return Unhealthy("identity", message, "If nobody has read it: " + command);
     }
-    return Unhealthy("identity", message, EnrolAgain(folder));
+    return Unhealthy("identity", message, RepairAdvice(folder));
 }
 
 IdentityChecks Without(HealthCheck identity)
@@ -62,7 +57,7 @@ void CheckEnrolled(const std::filesystem::path& folder, const Identity& identity
     checks.account = Healthy("account", "\"" + identity.accountName + "\"");
     checks.clock = NotChecked("clock", "within the certificate's validity; not compared: no peer is reachable");
     if (now >= end) {
-        checks.identity = Unhealthy("identity", "the certificate expired on " + DateOf(end), EnrolAgain(folder));
+        checks.identity = Unhealthy("identity", "the certificate expired on " + DateOf(end), ReissueAdvice(folder));
         checks.clock = NotChecked("clock", "not checked: the certificate has expired by it");
         return;
     }
@@ -99,9 +94,12 @@ IdentityChecks CheckIdentity(const std::filesystem::path& folder, TimePoint now)
     }
     const std::string state = " --state " + folder.parent_path().string();
     checks.identity = Healthy("identity", "device key, no certificate yet");
-    checks.account = Unhealthy(
-        "account", "none: this device is not enrolled",
-        "Make one: distnetctl account create NAME" + state + "; or join one: distnetctl account request FILE" + state);
+    const std::string known = AccountOf(folder);
+    checks.account = known.empty() ? Unhealthy("account", "none: this device is not enrolled",
+                                               "Make one: distnetctl account create NAME" + state +
+                                                   "; or join one: distnetctl account request FILE" + state)
+                                   : Unhealthy("account", "this device has no certificate of \"" + known + "\"",
+                                               ReissueAdvice(folder));
     checks.clock = NotChecked("clock", "not checked: needs the identity's certificate");
     return checks;
 }

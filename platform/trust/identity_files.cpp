@@ -17,6 +17,7 @@ namespace Vexo::Trust {
 namespace {
 
 constexpr size_t MAX_FILE_SIZE = 64 * 1024;
+constexpr size_t ID_LENGTH = 64;
 constexpr mode_t OTHERS = S_IRWXG | S_IRWXO;
 constexpr mode_t KEY_MODE = 0600;
 constexpr uid_t ROOT = 0;
@@ -86,11 +87,27 @@ Result<UniqueFd> LockIdentityFolder(const std::filesystem::path& folder)
     return lock;
 }
 
+Result<std::string> ReadDeviceIdFile(const std::filesystem::path& file)
+{
+    auto text = ReadWholeFile(file, 2 * ID_LENGTH);
+    if (!text) {
+        return Error{text.Message() + DOCTOR_KNOWS};
+    }
+    std::string id = text.Value();
+    if (id.ends_with('\n')) {
+        id.pop_back();
+    }
+    if (id.size() != ID_LENGTH || id.find_first_not_of("0123456789abcdef") != std::string::npos) {
+        return Error{file.string() + ": not a device id of 64 hex characters" + DOCTOR_KNOWS};
+    }
+    return id;
+}
+
 Result<PrivateKey> ReadKeyFile(const std::filesystem::path& file)
 {
     const auto opened = OpenRegularFile(file, LastLink::REFUSED);
     if (!opened) {
-        return Error{opened.Message() + RESTORE_OR_ENROL};
+        return Error{opened.Message() + DOCTOR_KNOWS};
     }
     // Of what is open, so that nobody exchanges the file between the check and the reading.
     if (auto kept = CheckKept(opened.Value().Get(), file); !kept) {
@@ -102,10 +119,10 @@ Result<PrivateKey> ReadKeyFile(const std::filesystem::path& file)
     }
     PrivateKey key = KeyFromPem(text.Value());
     if (!key) {
-        return Error{file.string() + ": not a private key in PEM: " + OpenSslReason() + RESTORE_OR_ENROL};
+        return Error{file.string() + ": not a private key in PEM: " + OpenSslReason() + DOCTOR_KNOWS};
     }
     if (!IsP256(key.get())) {
-        return Error{file.string() + ": a key of another kind than P-256" + RESTORE_OR_ENROL};
+        return Error{file.string() + ": a key of another kind than P-256" + DOCTOR_KNOWS};
     }
     return key;
 }
@@ -114,11 +131,11 @@ Result<Certificate> ReadCertificateFile(const std::filesystem::path& file)
 {
     const auto text = ReadWholeFile(file, MAX_FILE_SIZE);
     if (!text) {
-        return Error{text.Message() + RESTORE_OR_ENROL};
+        return Error{text.Message() + DOCTOR_KNOWS};
     }
     std::vector<Certificate> certificates = CertificatesFromPem(text.Value());
     if (certificates.size() != 1) {
-        return Error{file.string() + ": not one certificate in PEM: " + OpenSslReason() + RESTORE_OR_ENROL};
+        return Error{file.string() + ": not one certificate in PEM: " + OpenSslReason() + DOCTOR_KNOWS};
     }
     return std::move(certificates.front());
 }

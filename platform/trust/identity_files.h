@@ -22,8 +22,8 @@ bool FileExists(const std::filesystem::path& file);
 
 // What a person does about a file that others could read, before the command that ends a message.
 inline constexpr const char* IF_NOT_KNOWN = " If not: ";
-// What a person does about a file of an identity that is damaged or missing, as the end of a message.
-inline constexpr const char* RESTORE_OR_ENROL = "; restore it, or move the folder away and enrol again";
+// Who says what to do about a file of an identity that is damaged or missing, as the end of a message.
+inline constexpr const char* DOCTOR_KNOWS = "; `distnetctl doctor` says how to mend it";
 
 // Makes the folder (0700) with its parents if it is missing; refuses one that others may enter.
 Result<void> PrepareIdentityFolder(const std::filesystem::path& folder);
@@ -31,6 +31,7 @@ Result<void> CheckIdentityFolder(const std::filesystem::path& folder);
 // Keeps other processes that lock the folder waiting until the result goes (flock(2)).
 Result<UniqueFd> LockIdentityFolder(const std::filesystem::path& folder);
 
+Result<std::string> ReadDeviceIdFile(const std::filesystem::path& file);
 Result<PrivateKey> ReadKeyFile(const std::filesystem::path& file);
 Result<Certificate> ReadCertificateFile(const std::filesystem::path& file);
 Result<void> WriteKeyFile(const std::filesystem::path& file, EVP_PKEY* key);

@@ -5,6 +5,7 @@
 #include "platform/trust/account.h"
 #include "platform/trust/identity.h"
 #include "platform/trust/identity_checks.h"
+#include "platform/trust/identity_repair.h"
 #include "tools/distnetctl/commands.h"
 #include "tools/distnetctl/json.h"
 #include "tools/distnetctl/state_owner.h"
@@ -40,9 +41,14 @@ Json FileDetails(const std::filesystem::path& file)
 int RunAccountCreate(const GlobalOptions& options, Output& output, const std::string& name,
                      const std::string& deviceName)
 {
+    const bool isMadeAlready = Trust::AccountOf(IdentityFolder(options)) == name;
     const auto create = [&](const auto& folder) { return Trust::CreateAccount(folder, name, deviceName); };
     if (auto created = OnIdentity(options, create); !created) {
         return output.Finish(StateFailure(options.stateDir, created.Message(), ""));
+    }
+    if (isMadeAlready) {
+        return output.Finish(Done("This device has a new certificate of \"" + name +
+                                  "\", whose key it holds. Restart distnetd to use it."));
     }
     return output.Finish(
         Done("Account \"" + name +

@@ -1,0 +1,153 @@
+#include "platform/trust/identity_repair.h"
+
+#include <openssl/x509.h>
+#include <sys/stat.h>
+
+#include <vector>
+
+#include "platform/trust/identity_files.h"
+#include "platform/trust/openssl_util.h"
+
+namespace Vexo::Trust {
+
+namespace {
+
+constexpr const char* RESTORE_IT = "Restore it from a copy";
+constexpr const char* THEN_RESTART = "; then restart the daemon";
+
+// A word of a shell command, whatever it holds.
+std::string Quoted(const std::string& word)
+{
+    std::string quoted = "'";
+    for (const char c : word) {
+        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    }
+    return quoted + "'";
+}
+
+// A command for each of the files that is there.
+std::vector<std::string> MoveAway(const std::filesystem::path& folder, const std::vector<const char*>& names)
+{
+    std::vector<std::string> commands;
+    for (const char* const name : names) {
+        const std::filesystem::path file = folder / name;
+        if (FileExists(file)) {
+            commands.push_back("mv " + Quoted(file) + " " + Quoted(file.string() + ".old"));
+        }
+    }
+    return commands;
+}
+
+std::string Joined(const std::vector<std::string>& commands)
+{
+    std::string line;
+    for (const std::string& command : commands) {
+        line += (line.empty() ? "" : " && ") + command;
+    }
+    return line;
+}
+
+std::string Tool(const std::filesystem::path& folder, const std::string& words)
+{
+    return "distnetctl " + words + " --state " + Quoted(folder.parent_path());
+}
+
+// The account that the folder's certificates name, its key given: the account's own certificate, else the issuer of the
+// device's.
+std::string NameOfAccount(const std::filesystem::path& folder, EVP_PKEY* accountKey)
+{
+    if (const auto account = ReadCertificateFile(folder / ACCOUNT_CERTIFICATE_FILE)) {
+        return X509_check_private_key(account.Value().get(), accountKey) == 1
+                   ? CommonNameOf(X509_get_subject_name(account.Value().get()))
+                   : "";
+    }
+    const auto device = ReadCertificateFile(folder / DEVICE_CERTIFICATE_FILE);
+    return device && X509_verify(device.Value().get(), accountKey) == 1
+               ? CommonNameOf(X509_get_issuer_name(device.Value().get()))
+               : "";
+}
+
+bool IsOpenToOthers(const std::filesystem::path& file)
+{
+    struct stat status {};
+    return ::lstat(file.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+           (status.st_mode & (S_IRWXG | S_IRWXO)) != 0;
+}
+
+// Whether the account's certificate, when it can be read, is of another key.
+bool IsForeignKey(const std::filesystem::path& folder, EVP_PKEY* accountKey)
+{
+    const auto account = ReadCertificateFile(folder / ACCOUNT_CERTIFICATE_FILE);
+    return account && X509_check_private_key(account.Value().get(), accountKey) != 1;
+}
+
+// The step that gives the device a certificate of its account again; the replaced files are moved away first.
+std::string Reissue(const std::filesystem::path& folder, std::vector<const char*> replaced)
+{
+    const std::filesystem::path accountKeyFile = folder / ACCOUNT_KEY_FILE;
+    if (IsOpenToOthers(accountKeyFile)) {
+        return "First close the account's key, if nobody has read it: chmod 600 " + Quoted(accountKeyFile);
+    }
+    const auto accountKey = ReadKeyFile(accountKeyFile);
+    (void)OpenSslReason();
+    if (!accountKey || IsForeignKey(folder, accountKey.Value().get())) {
+        // Of no use here, and `account install` refuses to go on beside it.
+        replaced.push_back(ACCOUNT_KEY_FILE);
+        std::vector<std::string> commands = MoveAway(folder, replaced);
+        commands.push_back(Tool(folder, "account request device.csr"));
+        return std::string(RESTORE_IT) + ", or enrol again: " + Joined(commands) +
+               "; then admit it on the device that holds the account's key, and install the answer here";
+    }
+    const std::string name = NameOfAccount(folder, accountKey.Value().get());
+    std::vector<std::string> commands = MoveAway(folder, replaced);
+    commands.push_back(Tool(folder, "account create " + (name.empty() ? "NAME" : Quoted(name))));
+    return std::string(RESTORE_IT) + ", or make it anew with the account's key, which is here: " + Joined(commands) +
+           (name.empty() ? "; NAME is what `distnetctl account show` says on another device" : "") + THEN_RESTART;
+}
+
+bool IsEnrolled(const std::filesystem::path& folder, EVP_PKEY* deviceKey)
+{
+    const auto account = ReadCertificateFile(folder / ACCOUNT_CERTIFICATE_FILE);
+    const auto device = ReadCertificateFile(folder / DEVICE_CERTIFICATE_FILE);
+    const bool isEnrolled = account && device && VerifySignedBy(device.Value().get(), account.Value().get()) &&
+                            X509_check_private_key(device.Value().get(), deviceKey) == 1;
+    (void)OpenSslReason();
+    return isEnrolled;
+}
+
+}  // namespace
+
+std::string ReissueAdvice(const std::filesystem::path& folder)
+{
+    return Reissue(folder, {DEVICE_CERTIFICATE_FILE});
+}
+
+std::string AccountOf(const std::filesystem::path& folder)
+{
+    const auto account = ReadCertificateFile(folder / ACCOUNT_CERTIFICATE_FILE);
+    (void)OpenSslReason();
+    return account ? CommonNameOf(X509_get_subject_name(account.Value().get())) : "";
+}
+
+std::string RepairAdvice(const std::filesystem::path& folder)
+{
+    const auto deviceKey = ReadKeyFile(folder / DEVICE_KEY_FILE);
+    (void)OpenSslReason();
+    if (!deviceKey) {
+        // The certificate is for the lost key, and keeps a new one from being made.
+        return Reissue(folder, {DEVICE_KEY_FILE, DEVICE_CERTIFICATE_FILE});
+    }
+    if (!ReadDeviceIdFile(folder / DEVICE_ID_FILE)) {
+        const std::string move = Joined(MoveAway(folder, {DEVICE_ID_FILE}));
+        return move.empty() ? "Restart the daemon, which makes a new one"
+                            : "Move it away: " + move + THEN_RESTART + ", which makes a new one";
+    }
+    if (IsEnrolled(folder, deviceKey.Value().get())) {
+        return std::string(RESTORE_IT) +
+               ", because without it no device can be admitted. To use this device without it: " +
+               Joined(MoveAway(folder, {ACCOUNT_KEY_FILE})) + THEN_RESTART;
+    }
+    return ReissueAdvice(folder);
+}
+
+}  // namespace Vexo::Trust

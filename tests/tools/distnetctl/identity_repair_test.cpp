@@ -1,0 +1,156 @@
+// What doctor advises for a damaged identity, done as it says: the commands go through a shell, word for word.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <functional>
+#include <regex>
+
+#include "platform/base/files.h"
+#include "platform/trust/account.h"
+#include "platform/trust/identity_checks.h"
+#include "platform/trust/identity_files.h"
+#include "platform/trust/openssl_util.h"
+#include "tests/support/temp_folder.h"
+
+namespace Vexo::Trust {
+namespace {
+
+namespace fs = std::filesystem;
+
+// Names that a shell would take apart.
+const char* const ACCOUNT = "Anna's home";
+const char* const HOLDER = "Anna's laptop";
+const char* const MEMBER = "phone";
+
+struct World {
+    World()
+    {
+        EXPECT_TRUE(CreateAccount(Identity(HOLDER), ACCOUNT, HOLDER));
+        Enrol();
+    }
+    fs::path Identity(const std::string& device) const { return folder.Path() / device / "identity"; }
+    void Enrol() const { InstallAnswerTo(MakeRequest(Identity(MEMBER), MEMBER).Value()); }
+    void InstallAnswerTo(const std::string& request) const
+    {
+        const auto answer = Admit(Identity(HOLDER), request);
+        ASSERT_TRUE(answer) << answer.Message();
+        const auto installed = Install(Identity(MEMBER), answer.Value());
+        EXPECT_TRUE(installed) << (installed ? "" : installed.Message());
+    }
+    IdentityChecks Doctor(const std::string& device) const
+    {
+        return CheckIdentity(Identity(device), std::chrono::system_clock::now());
+    }
+    // What the shell ended with.
+    int Run(const std::string& commands) const
+    {
+        const std::string line =
+            "cd " + folder.Path().string() + " && PATH=" DISTNET_BIN_DIR ":$PATH && { " + commands + "; } >output 2>&1";
+        return std::system(line.c_str());
+    }
+
+    const Vexo::Tests::TempFolder folder;
+};
+
+// The commands of an advice stand behind a colon and end with it or at a semicolon.
+std::string CommandsOf(const std::string& advice)
+{
+    std::smatch found;
+    return std::regex_search(advice, found, std::regex(": ((mv|distnetctl|chmod) .*?)(?=; |$)")) ? found.str(1) : "";
+}
+
+bool TrustEachOther(const World& world)
+{
+    const auto trusts = [&](const char* one, const char* other) {
+        const auto certificate = ReadCertificateFile(world.Identity(other) / DEVICE_CERTIFICATE_FILE);
+        const auto anchor = ReadCertificateFile(world.Identity(one) / ACCOUNT_CERTIFICATE_FILE);
+        return certificate && anchor && VerifySignedBy(certificate.Value().get(), anchor.Value().get());
+    };
+    return trusts(HOLDER, MEMBER) && trusts(MEMBER, HOLDER);
+}
+
+struct Fault {
+    const char* device;
+    const char* file;
+    bool keepsNetworkId = true;
+};
+
+const Fault FAULTS[] = {
+    {HOLDER, DEVICE_KEY_FILE, false},   {MEMBER, DEVICE_KEY_FILE, false},   {HOLDER, DEVICE_ID_FILE},
+    {MEMBER, DEVICE_ID_FILE},           {HOLDER, DEVICE_CERTIFICATE_FILE},  {MEMBER, DEVICE_CERTIFICATE_FILE},
+    {HOLDER, ACCOUNT_CERTIFICATE_FILE}, {MEMBER, ACCOUNT_CERTIFICATE_FILE},
+};
+
+const std::pair<const char*, std::function<void(const fs::path&)>> DAMAGES[] = {
+    {"cut", [](const fs::path& file) { fs::resize_file(file, fs::file_size(file) / 2); }},
+    {"missing", [](const fs::path& file) { fs::remove(file); }},
+};
+
+TEST(IdentityRepairTest, TheAdviceMendsEachFileAndKeepsTheAccount)
+{
+    for (const Fault& fault : FAULTS) {
+        for (const auto& [name, damage] : DAMAGES) {
+            SCOPED_TRACE(std::string(fault.device) + " " + fault.file + " " + name);
+            const World world;
+            const std::string idBefore = world.Doctor(fault.device).networkId;
+            damage(world.Identity(fault.device) / fault.file);
+            const IdentityChecks found = world.Doctor(fault.device);
+            const std::string& advice =
+                found.identity.good.value_or(true) ? found.account.advice : found.identity.advice;
+            const std::string commands = CommandsOf(advice);
+            if (!commands.empty()) {
+                EXPECT_EQ(world.Run(commands), 0) << advice;
+            }
+            if (const auto request = ReadWholeFile(world.folder.Path() / "device.csr", 1 << 16)) {
+                EXPECT_STREQ(fault.device, MEMBER) << advice;
+                world.InstallAnswerTo(request.Value());
+            }
+            // What the daemon does at its start.
+            const auto mended = LoadOrCreateIdentity(world.Identity(fault.device));
+            ASSERT_TRUE(mended) << advice << mended.Message();
+            EXPECT_EQ(mended.Value().accountName, ACCOUNT) << advice;
+            EXPECT_EQ(mended.Value().holdsAccountKey, fault.device == HOLDER);
+            EXPECT_EQ(mended.Value().networkId == idBefore, fault.keepsNetworkId);
+            EXPECT_TRUE(TrustEachOther(world));
+        }
+    }
+}
+
+TEST(IdentityRepairTest, ALostAccountKeyIsNamedAndTheDeviceGoesOnWithoutIt)
+{
+    const World world;
+    fs::resize_file(world.Identity(HOLDER) / ACCOUNT_KEY_FILE, 10);
+    const std::string advice = world.Doctor(HOLDER).identity.advice;
+    EXPECT_NE(advice.find("no device can be admitted"), std::string::npos) << advice;
+    EXPECT_EQ(world.Run(CommandsOf(advice)), 0) << advice;
+    EXPECT_TRUE(world.Doctor(HOLDER).identity.good.value_or(false));
+    EXPECT_TRUE(TrustEachOther(world));
+}
+
+TEST(IdentityRepairTest, AnOpenAccountKeyIsClosedAndNotMovedAway)
+{
+    const World world;
+    chmod((world.Identity(HOLDER) / ACCOUNT_KEY_FILE).c_str(), 0644);
+    fs::resize_file(world.Identity(HOLDER) / DEVICE_CERTIFICATE_FILE, 10);
+    for (int step = 0; step < 2; ++step) {
+        const std::string advice = world.Doctor(HOLDER).identity.advice;
+        EXPECT_EQ(world.Run(CommandsOf(advice)), 0) << advice;
+    }
+    EXPECT_TRUE(LoadIdentity(world.Identity(HOLDER)).Value().holdsAccountKey);
+    EXPECT_TRUE(TrustEachOther(world));
+}
+
+TEST(IdentityRepairTest, TheKeyOfAnAccountSignsUnderNoOtherName)
+{
+    const World world;
+    fs::remove(world.Identity(HOLDER) / DEVICE_CERTIFICATE_FILE);
+    const auto made = CreateAccount(world.Identity(HOLDER), "another", HOLDER);
+    ASSERT_FALSE(made);
+    EXPECT_NE(made.Message().find(ACCOUNT), std::string::npos) << made.Message();
+    EXPECT_TRUE(CreateAccount(world.Identity(HOLDER), ACCOUNT, HOLDER));
+    EXPECT_TRUE(TrustEachOther(world));
+}
+
+}  // namespace
+}  // namespace Vexo::Trust
