@@ -47,7 +47,8 @@ CallResult RemoteCall::FromStatus(int32_t status, MessageParcel& reply, const Re
             return {CallStatus::UNREACHABLE, 0, "the daemon on " + socketPath_ + " went away"};
         case IPC_TIMED_OUT:
             return {CallStatus::TIMED_OUT, 0,
-                    "the daemon on " + socketPath_ + " did not answer within " + std::to_string(limit.count()) + " ms"};
+                    "no answer within " + std::to_string(limit.count()) + " ms from the daemon on " + socketPath_ +
+                        ", which may still be at work"};
         case IPC_ABILITY_UNAVAILABLE:
             return {CallStatus::NOT_LOADED, 0,
                     "the daemon on " + socketPath_ + " could not start the service; its log says why"};

@@ -227,6 +227,7 @@ void Daemon::PublishHost()
         return server != nullptr ? server->Counts() : Ipc::IpcServerCounts{};
     };
     facts.deviceChecks = [this] { return device_->Checks(); };
+    facts.radio = [this] { return device_->Radio(); };
     facts.events = events_;
     facts.traces = traces_;
     abilities_->AddSystemAbility(DISTNET_HOST_ABILITY_ID, MakeSptr<DistNetHost>(std::move(facts))->AsObject());

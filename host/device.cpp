@@ -37,6 +37,11 @@ const AbilityCheck* FindCheck(int32_t id)
 
 QuviewDFX::HealthCheck CheckOf(const AbilityCheck& check, const Linux::Presence& presence)
 {
+    if (presence.isBlocked) {
+        return QuviewDFX::Unhealthy(
+            check.name, presence.reason,
+            "Unblock it with the machine's own switch or key; rfkill list shows which blocks it");
+    }
     if (presence.isSwitchedOff) {
         return QuviewDFX::Unhealthy(check.name, presence.reason,
                                     "Switch it on: rfkill unblock wifi; nmcli radio wifi on");
@@ -55,6 +60,13 @@ public:
     // Which abilities there are follows the state file, and is logged each time.
     std::vector<std::string> Lines() const override { return {}; }
     std::vector<QuviewDFX::HealthCheck> Checks() const override { return {}; }
+    RadioState Radio() const override
+    {
+        const auto state = device_->State();
+        return !state->stationPresent ? RadioState::ABSENT
+               : state->wifiEnabled   ? RadioState::ON
+                                      : RadioState::SWITCHED_OFF;
+    }
 
 private:
     const std::unique_ptr<Simulated::SimulatedDevice> device_;
@@ -82,6 +94,17 @@ public:
             }
         }
         return checks;
+    }
+    RadioState Radio() const override
+    {
+        for (const Linux::AbilityState& ability : device_->Abilities()) {
+            if (ability.id == WIFI_DEVICE_SYS_ABILITY_ID && ability.presence.isThere) {
+                return ability.presence.isBlocked       ? RadioState::BLOCKED
+                       : ability.presence.isSwitchedOff ? RadioState::SWITCHED_OFF
+                                                        : RadioState::ON;
+            }
+        }
+        return RadioState::ABSENT;
     }
 
 private:

@@ -9,6 +9,7 @@
 
 #include "backends/linux/bus.h"
 #include "host/configuration.h"
+#include "host/named_values.h"
 #include "platform/base/nocopyable.h"
 #include "platform/base/result.h"
 #include "platform/dfx/health_check.h"
@@ -42,6 +43,8 @@ public:
     // For `distnetctl doctor`: what is behind the radios, modems and events, and how to mend what is missing. None for
     // a simulated device. Any thread.
     virtual std::vector<QuviewDFX::HealthCheck> Checks() const = 0;
+    // Any thread; does not block.
+    virtual RadioState Radio() const = 0;
 };
 
 // "ability 4010 telephony: ModemManager 1.20.4, 1 modem"

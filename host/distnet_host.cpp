@@ -6,7 +6,6 @@
 #include <memory>
 
 #include "host/health_checks.h"
-#include "host/named_values.h"
 #include "host/service_library.h"
 #include "platform/base/json.h"
 #include "platform/base/utf8.h"
@@ -30,9 +29,11 @@ size_t EntriesOf(const char* folder)
     return count;
 }
 
-void FillWifi(cJSON* wifi, const std::shared_ptr<Wifi::WifiDevice>& device, const Wifi::WifiLinkInfo& info)
+void FillWifi(cJSON* wifi, const std::shared_ptr<Wifi::WifiDevice>& device, const Wifi::WifiLinkInfo& info,
+              RadioState radio)
 {
     cJSON_AddBoolToObject(wifi, "present", device != nullptr);
+    AddText(wifi, "radio", NameOf(RADIO_STATE_NAMES, radio));
     AddText(wifi, "state", NameOf(WIFI_STATE_NAMES, info.state));
     cJSON_AddNumberToObject(wifi, "state_code", static_cast<int32_t>(info.state));
     AddNumber(wifi, "attempt", info.attempt);
@@ -98,7 +99,8 @@ int32_t DistNetHost::GetStatus(std::string& json)
         cJSON_AddNullToObject(link, "listen");
     }
     const auto wifi = Wifi::WifiDevice::GetInstance(WIFI_DEVICE_SYS_ABILITY_ID);
-    FillWifi(cJSON_AddObjectToObject(status.get(), "wifi"), wifi, wifi ? wifi->GetLinkInfo() : Wifi::WifiLinkInfo{});
+    FillWifi(cJSON_AddObjectToObject(status.get(), "wifi"), wifi, wifi ? wifi->GetLinkInfo() : Wifi::WifiLinkInfo{},
+             wifi ? facts_.radio() : RadioState::ABSENT);
     const HotspotNow hotspot = hotspot_.Ask();
     cJSON* hotspotObject = cJSON_AddObjectToObject(status.get(), "hotspot");
     cJSON_AddBoolToObject(hotspotObject, "present", hotspot.present);
@@ -120,7 +122,7 @@ int32_t DistNetHost::WaitForWifi(uint32_t attempt, int32_t state, uint32_t limit
     known.attempt = attempt;
     known.state = static_cast<Wifi::WifiLinkState>(state);
     const Json answer = NewObject();
-    FillWifi(answer.get(), wifi, wifi->WaitForChange(known, std::chrono::milliseconds(limitMs)));
+    FillWifi(answer.get(), wifi, wifi->WaitForChange(known, std::chrono::milliseconds(limitMs)), facts_.radio());
     json = JsonText(answer.get());
     return HOST_OK;
 }

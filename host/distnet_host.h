@@ -10,6 +10,7 @@
 #include "host/configuration.h"
 #include "host/distnet_host_stub.h"
 #include "host/hotspot_state.h"
+#include "host/named_values.h"
 #include "platform/ability/system_ability_manager.h"
 #include "platform/dfx/event_file.h"
 #include "platform/dfx/health_check.h"
@@ -29,6 +30,7 @@ struct HostFacts {
     std::function<Ipc::IpcServerCounts()> ipcCounts;
     // What the device says of its radios and daemons (host/device.h); may be empty.
     std::function<std::vector<QuviewDFX::HealthCheck>()> deviceChecks;
+    std::function<RadioState()> radio;  // of the Wi-Fi ability, while there is one
     std::shared_ptr<QuviewDFX::EventFile> events;
     std::shared_ptr<QuviewDFX::TraceRecorder> traces;
 };

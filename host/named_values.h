@@ -28,6 +28,14 @@ inline constexpr NamedValue<Wifi::WifiLinkState> WIFI_STATE_NAMES[] = {
     {"failed", Wifi::WifiLinkState::FAILED},
     {"disconnected", Wifi::WifiLinkState::DISCONNECTED}};
 
+// Whether this device's Wi-Fi can join a network now. BLOCKED: off by a switch of the machine.
+enum class RadioState { ON, SWITCHED_OFF, BLOCKED, ABSENT };
+
+inline constexpr NamedValue<RadioState> RADIO_STATE_NAMES[] = {{"on", RadioState::ON},
+                                                               {"switched_off", RadioState::SWITCHED_OFF},
+                                                               {"blocked", RadioState::BLOCKED},
+                                                               {"absent", RadioState::ABSENT}};
+
 // "unknown" for a value without a word.
 template <typename Value, size_t count>
 const char* NameOf(const NamedValue<Value> (&names)[count], Value value)

@@ -175,6 +175,7 @@ Presence LinuxDevice::PresenceOf(const Ability& ability) const
         const Presence& part = presences_[source];
         whole.isThere = whole.isThere || part.isThere;
         whole.isSwitchedOff = whole.isSwitchedOff || part.isSwitchedOff;
+        whole.isBlocked = whole.isBlocked || part.isBlocked;
         whole.reason += (whole.reason.empty() ? "" : ", ") + (part.reason.empty() ? "no answer yet" : part.reason);
     }
     return whole;

@@ -119,6 +119,15 @@ Result<bool> NetworkManager::IsWifiEnabled() const
            ValueIn<bool>(manager.Value(), "WirelessHardwareEnabled", true);
 }
 
+Result<bool> NetworkManager::IsWifiBlocked() const
+{
+    Result<PropertyMap> manager = bus_->GetProperties(NM_MANAGER, NETWORK_MANAGER_LIMIT);
+    if (!manager) {
+        return manager.TakeError();
+    }
+    return !ValueIn<bool>(manager.Value(), "WirelessHardwareEnabled", true);
+}
+
 Result<bool> NetworkManager::HasUplink() const
 {
     Result<PropertyMap> manager = GetProperties(NM_MANAGER);

@@ -102,6 +102,8 @@ public:
     Result<std::string> Version() const;
     // False while Wi-Fi is switched off, by software or by a switch of the machine.
     Result<bool> IsWifiEnabled() const;
+    // Whether it is a switch of the machine that keeps Wi-Fi off.
+    Result<bool> IsWifiBlocked() const;
     // Whether this machine has a connection that its traffic goes out by.
     Result<bool> HasUplink() const;
 

@@ -106,15 +106,17 @@ void NetworkManagerWifi::TellPresence()
         const std::string by = "NetworkManager" + (version ? " " + version.Value() : "");
         const Result<bool> isEnabled = context_->manager.IsWifiEnabled();
         const bool isOff = isEnabled && !isEnabled.Value();
+        const Result<bool> blocked = context_->manager.IsWifiBlocked();
+        const bool isBlocked = isOff && blocked && blocked.Value();
         station.reason = hotspot.reason = by + ", no Wi-Fi device";
         for (const WifiRadio& radio : radios.Value()) {
             std::string reason = by + ", " + radio.interface;
-            reason += isOff ? ", switched off" : "";
+            reason += isBlocked ? ", blocked by a switch of this machine" : isOff ? ", switched off" : "";
             if (!station.isThere) {
-                station = {true, reason, isOff};
+                station = {true, reason, isOff, isBlocked};
             }
             if (!hotspot.isThere && radio.canBeAccessPoint) {
-                hotspot = {true, std::move(reason), isOff};
+                hotspot = {true, std::move(reason), isOff, isBlocked};
             }
         }
         if (station.isThere && !hotspot.isThere) {

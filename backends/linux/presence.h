@@ -12,6 +12,7 @@ struct Presence {
     bool isThere = false;
     std::string reason;          // "ModemManager 1.20.4, 1 modem"; what is missing: "ModemManager does not run"
     bool isSwitchedOff = false;  // it is there and of no use until somebody switches it on
+    bool isBlocked = false;      // switched off by a switch of the machine, which no command overrules
 
     bool operator==(const Presence&) const = default;
 };

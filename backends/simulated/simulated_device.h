@@ -49,6 +49,9 @@ public:
     // stay registered and refuse work. Blocks for what runs on this device's strands; a second call does nothing.
     void Stop();
 
+    // What the state file said last. Any thread.
+    std::shared_ptr<const DeviceState> State() const { return live_->Get(); }
+
 private:
     struct Ability {
         int32_t id;

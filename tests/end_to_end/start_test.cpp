@@ -94,13 +94,52 @@ TEST_F(StartTest, AWrongKeyEndsAsAFailedJoinWithTheReason)
     EXPECT_NE(start.output.find("wrong key"), std::string::npos) << start.output;
 }
 
-TEST_F(StartTest, ADeviceWithoutWifiIsToldSo)
+TEST_F(StartTest, AnOwnWifiThatCannotJoinIsNamedAndThePeerIsNotAsked)
 {
-    Laptop().Set({"wifi.station_present=false"});
-    ASSERT_TRUE(Eventually([&] { return Laptop().Ctl({"status"}).output.find("not present") != std::string::npos; }));
-    const Finished start = Laptop().Ctl({"start", "phone"});
-    EXPECT_EQ(start.exitCode, 1);
-    EXPECT_NE(start.output.find("this device has no Wi-Fi"), std::string::npos) << start.output;
+    const struct {
+        const char* setting;
+        const char* radio;
+        const char* message;
+    } cases[] = {{"wifi.station_present", "\"radio\":\"absent\"", "this device has no Wi-Fi"},
+                 {"wifi.enabled", "\"radio\":\"switched_off\"", "this device's Wi-Fi is switched off"}};
+    for (const auto& [setting, radio, message] : cases) {
+        Laptop().Set({std::string(setting) + "=false"});
+        ASSERT_TRUE(Eventually([&, radio = radio] {
+            return Laptop().Ctl({"--json", "status"}).output.find(radio) != std::string::npos;
+        }));
+        const Finished start = Laptop().Ctl({"start", "phone"});
+        EXPECT_EQ(start.exitCode, 1);
+        EXPECT_THAT(start.output, testing::HasSubstr(message));
+        EXPECT_THAT(start.output, testing::HasSubstr("phone was not asked"));
+        EXPECT_THAT(start.output, testing::HasSubstr(std::string(setting) + "=true")) << "what to do";
+        const Finished json = Laptop().Ctl({"--json", "start", "phone"});
+        EXPECT_EQ(json.exitCode, 1);
+        EXPECT_THAT(json.output, testing::AllOf(testing::StartsWith("{\"code\":-5,\"name\":\"NOT_DONE\""),
+                                                testing::HasSubstr(radio)));
+        Laptop().Set({std::string(setting) + "=true"});
+    }
+    EXPECT_THAT(Phone().Ctl({"--json", "status"}).output,
+                testing::HasSubstr("\"hotspot\":{\"present\":true,\"active\":false}"));
+}
+
+TEST_F(StartTest, ATooShortLimitIsNamedAndBlamesNobody)
+{
+    Phone().Set({"hotspot.start_ms=60000", "faults.hotspot.is_active.delay_ms=700"});
+    EXPECT_TRUE(Eventually([&] { return Phone().Ctl({"--json", "status"}).output.find("null") != std::string::npos; }));
+    const Finished asking = Laptop().Ctl({"--timeout", "0.3", "start", "phone"});
+    EXPECT_EQ(asking.exitCode, 5);
+    EXPECT_THAT(asking.output, testing::AllOf(testing::HasSubstr("the limit of 300 ms (--timeout) was too short"),
+                                              testing::HasSubstr("phone has not answered yet"),
+                                              testing::HasSubstr("The request goes on")));
+    Phone().Set({"faults.hotspot.is_active.delay_ms=0"});
+    Finished joining;
+    EXPECT_TRUE(Eventually([&] {
+        joining = Laptop().Ctl({"--timeout", "0.6", "start", "phone"});
+        return joining.output.find("has not joined it yet") != std::string::npos;
+    })) << joining.output;
+    EXPECT_EQ(joining.exitCode, 5);
+    EXPECT_THAT(joining.output, testing::AllOf(testing::HasSubstr("the limit of 600 ms (--timeout) was too short"),
+                                               testing::HasSubstr("The joining goes on")));
 }
 
 }  // namespace

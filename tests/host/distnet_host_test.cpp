@@ -66,6 +66,7 @@ protected:
         facts.configuration.deviceTypeId = SoftBus::DEVICE_TYPE_PHONE;
         facts.networkId = "ab";
         facts.abilities = abilities;
+        facts.radio = [this] { return radio; };
         std::ofstream(folder.Path() / "events.jsonl") << "{ no JSON\n";
         facts.events = QuviewDFX::EventFile::Open({folder.Path() / "events.jsonl"}).Value();
         facts.traces = std::make_shared<QuviewDFX::TraceRecorder>("phone");
@@ -114,6 +115,7 @@ protected:
     std::shared_ptr<QuviewDFX::EventFile> events;
     sptr<SystemAbilityManager> abilities = MakeSptr<SystemAbilityManager>();
     sptr<DistNetHost> host;
+    RadioState radio = RadioState::ON;
     MessageParcel reply;
 };
 
@@ -157,6 +159,22 @@ TEST_F(HostAbility, WaitForWifiHandsOnWhatTheCallerKnowsAndRefusesABadWait)
     EXPECT_EQ(wifi->asked.attempt, 2U);
     EXPECT_EQ(wifi->asked.state, Wifi::WifiLinkState::CONNECTING);
     EXPECT_EQ(wifi->askedLimit, std::chrono::minutes(1));
+}
+
+TEST_F(HostAbility, StatusSaysWhetherTheRadioCanJoin)
+{
+    const auto shown = [this] {
+        EXPECT_EQ(Ask(NATIVE, HostInterfaceCode::GET_STATUS), IPC_OK);
+        const Document answer = Answer();
+        return std::string(cJSON_GetStringValue(cJSON_GetObjectItemCaseSensitive(answer.At("wifi"), "radio")));
+    };
+    EXPECT_EQ(shown(), "absent") << "without a Wi-Fi ability";
+    abilities->AddSystemAbility(WIFI_DEVICE_SYS_ABILITY_ID, sptr<IRemoteObject>(MakeSptr<JoinedWifi>()));
+    EXPECT_EQ(shown(), "on");
+    radio = RadioState::SWITCHED_OFF;
+    EXPECT_EQ(shown(), "switched_off");
+    radio = RadioState::BLOCKED;
+    EXPECT_EQ(shown(), "blocked");
 }
 
 }  // namespace

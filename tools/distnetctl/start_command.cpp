@@ -20,6 +20,7 @@ using Clock = std::chrono::steady_clock;
 // Where this device's Wi-Fi stands, as the daemon reports it.
 struct Wifi {
     bool present = false;
+    std::string radio;  // on, switched_off, blocked or absent
     std::string state;
     int32_t stateCode = 0;  // the same, as WaitForWifi takes it
     uint32_t attempt = 0;
@@ -31,6 +32,7 @@ struct Wifi {
 Wifi ParseWifi(const cJSON* object)
 {
     return {IsTrue(object, "present"),
+            TextOf(object, "radio", IsTrue(object, "present") ? "on" : "absent"),
             TextOf(object, "state"),
             static_cast<int32_t>(NumberOf(object, "state_code")),
             static_cast<uint32_t>(NumberOf(object, "attempt")),
@@ -43,11 +45,29 @@ Json WifiDetails(const Wifi& wifi)
 {
     Json object = NewObject();
     cJSON_AddBoolToObject(object.get(), "present", wifi.present);
+    AddText(object.get(), "radio", wifi.radio);
     AddText(object.get(), "state", wifi.state);
     AddText(object.get(), "ssid", wifi.ssid);
     AddText(object.get(), "address", wifi.address);
     AddText(object.get(), "reason", wifi.reason);
     return object;
+}
+
+// What doctor says to do about one of its lines, in a GET_CHECKS answer; empty when it says nothing.
+std::string AdviceOn(const char* name, const std::string& json)
+{
+    const Json document = ParseJson(json);
+    const cJSON* check = nullptr;
+    cJSON_ArrayForEach(check, cJSON_GetObjectItemCaseSensitive(document.get(), "checks"))
+    {
+        if (TextOf(check, "name") == name) {
+            std::string advice = TextOf(check, "advice");
+            // In a sentence a command needs its ends marked.
+            const size_t command = advice.find(": ");
+            return command == std::string::npos ? advice : advice.insert(command + 2, "`") + "`";
+        }
+    }
+    return "";
 }
 
 double MillisecondsSince(Clock::time_point from)
@@ -72,6 +92,9 @@ public:
         }
         const Json status = ParseJson(json);
         const Wifi before = ParseWifi(cJSON_GetObjectItemCaseSensitive(status.get(), "wifi"));
+        if (before.radio != "on") {
+            return CannotJoin(before);
+        }
 
         output_.Status(Column(peer_.name, 12) + "  … waiting for its hotspot");
         asked_ = Clock::now();
@@ -83,10 +106,6 @@ public:
         }
         answeredWell_ = true;
         StepLine(peer_.name, output_.Tick() + " hotspot ready   " + DurationText(requestMs));
-        if (!before.present) {
-            return WithDetails(NotDone(peer_.name + " opened its hotspot, but this device has no Wi-Fi to join it with",
-                                       "Switch this device's Wi-Fi on, then start again."));
-        }
         return wait ? WaitForJoin(before) : NotWaited();
     }
 
@@ -150,15 +169,39 @@ private:
         return outcome;
     }
 
+    // The peer is not asked: its hotspot would be open for nobody.
+    Outcome CannotJoin(const Wifi& wifi)
+    {
+        AddMember(details_.get(), "wifi", WifiDetails(wifi));
+        const std::string why = wifi.radio == "absent"    ? "this device has no Wi-Fi"
+                                : wifi.radio == "blocked" ? "this device's Wi-Fi is blocked by a switch of the machine"
+                                                          : "this device's Wi-Fi is switched off";
+        std::string json;
+        const std::string advice = client_.GetChecks(json).Succeeded() ? AdviceOn("radio", json) : "";
+        return WithDetails(
+            NotDone(why + ", so it cannot join " + peer_.name + "'s hotspot; " + peer_.name + " was not asked",
+                    advice.empty() ? "`distnetctl doctor` says how to mend it." : advice));
+    }
+
     Outcome Refused(const Client::CallResult& call, double requestMs)
     {
         Outcome outcome = FromCall(call);
-        if (call.status == Client::CallStatus::ANSWERED) {
+        if (call.status == Client::CallStatus::TIMED_OUT) {
+            outcome.message = GivenTime() + " was too short: " + peer_.name + " has not answered yet";
+            outcome.advice = "The request goes on: " + peer_.name +
+                             " may still open its hotspot, and this device join it. `distnetctl status` shows how it "
+                             "stands; allow more with --timeout SECONDS.";
+        } else if (call.status == Client::CallStatus::ANSWERED) {
             StepLine(peer_.name, output_.Cross() + " hotspot         failed after " + DurationText(requestMs));
             outcome.message = peer_.name + " did not get this device online (code " + std::to_string(call.code) +
                               "): " + call.message;
         }
         return WithDetails(std::move(outcome));
+    }
+
+    std::string GivenTime() const
+    {
+        return "the limit of " + DurationText(options_.timeoutSeconds * 1000) + " (--timeout)";
     }
 
     Outcome NotWaited()
@@ -179,9 +222,11 @@ private:
                 WaitedForWifi();
                 AddMember(details_.get(), "wifi", WifiDetails(wifi));
                 return WithDetails({EXIT_TIMED_OUT, CODE_TIMED_OUT, "TIMED_OUT",
-                                    peer_.name + " opened its hotspot, but its Wi-Fi was not joined within " +
-                                        DurationText(options_.timeoutSeconds * 1000),
-                                    "`distnetctl status` shows where this device's Wi-Fi stands.", nullptr});
+                                    GivenTime() + " was too short: " + peer_.name +
+                                        " opened its hotspot, but this device has not joined it yet",
+                                    "The joining goes on. `distnetctl status` shows how it stands; allow more with "
+                                    "--timeout SECONDS.",
+                                    nullptr});
             }
             std::string json;
             const auto call =

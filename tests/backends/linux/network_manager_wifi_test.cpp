@@ -415,7 +415,10 @@ TEST_F(NetworkManagerWifiTest, AbilitiesComeAndGoWithNetworkManagerTheBusAndTheR
     EXPECT_TRUE(Eventually([&] { return laptop_.StationPresence().isSwitchedOff; }));
     EXPECT_EQ(laptop_.Hotspot()->EnableHotspot(ServiceType::DEFAULT), Wifi::WIFI_DISABLED);
     EXPECT_EQ(laptop_.Station()->ConnectToDevice({-1, "Garden", "", KEY, ""}), Wifi::WIFI_DISABLED);
-    Do(air_.Laptop(), R"({"do": "put", "WirelessEnabled": true})");
+    EXPECT_FALSE(laptop_.StationPresence().isBlocked);
+    Do(air_.Laptop(), R"({"do": "put", "WirelessHardwareEnabled": false})");
+    EXPECT_TRUE(Eventually([&] { return laptop_.StationPresence().isBlocked; }));
+    Do(air_.Laptop(), R"({"do": "put", "WirelessEnabled": true, "WirelessHardwareEnabled": true})");
 
     laptop_.Options().station.searchLimit = WAIT_LIMIT;
     ASSERT_EQ(laptop_.Station()->ConnectToDevice({-1, "Cellar", "", KEY, ""}), Wifi::WIFI_OK);
