@@ -7,6 +7,7 @@
 
 #include "host/health_checks.h"
 #include "host/service_library.h"
+#include "platform/ability/system_ability.h"
 #include "platform/base/json.h"
 #include "platform/base/utf8.h"
 #include "platform/base/version.h"
@@ -53,6 +54,15 @@ void FillAbilities(cJSON* abilities, const SystemAbilityManager& manager, const 
     }
 }
 
+ServiceLife LifeOfService(SystemAbilityManager& manager)
+{
+    if (manager.GetSystemAbility(COMM_DISTRIBUTED_NET_ABILITY_ID)) {
+        return ServiceLife::RUNNING;
+    }
+    return SystemAbility::FindRegistered(COMM_DISTRIBUTED_NET_ABILITY_ID) != nullptr ? ServiceLife::IDLE
+                                                                                     : ServiceLife::NOT_LOADED;
+}
+
 }  // namespace
 
 std::string BackendOf(int32_t systemAbilityId, const std::string& platform)
@@ -90,8 +100,7 @@ int32_t DistNetHost::GetStatus(std::string& json)
     }
     AddText(status.get(), "platform", facts_.configuration.platform);
     FillAbilities(cJSON_AddArrayToObject(status.get(), "abilities"), *facts_.abilities, facts_.configuration.platform);
-    const bool running = static_cast<bool>(facts_.abilities->GetSystemAbility(COMM_DISTRIBUTED_NET_ABILITY_ID));
-    AddText(status.get(), "service", running ? "running" : "stopped");
+    AddText(status.get(), "service", NameOf(SERVICE_LIFE_NAMES, LifeOfService(*facts_.abilities)));
     cJSON* link = cJSON_AddObjectToObject(status.get(), "link");
     if (facts_.softBus) {
         AddText(link, "listen", facts_.softBus->ListenAddress());
@@ -181,7 +190,7 @@ int32_t DistNetHost::GetChecks(std::string& json)
         facts.devices = facts_.softBus->Nodes();
     }
     facts.abilities = facts_.abilities->ListSystemAbilities().size();
-    facts.serviceRuns = static_cast<bool>(facts_.abilities->GetSystemAbility(COMM_DISTRIBUTED_NET_ABILITY_ID));
+    facts.service = LifeOfService(*facts_.abilities);
     facts.serviceLibrary = FindServiceLibrary(facts_.configuration.serviceLibrary);
     facts.device = facts_.deviceChecks ? facts_.deviceChecks() : std::vector<QuviewDFX::HealthCheck>();
     json = JsonText(QuviewDFX::HealthJson(CheckHealth(facts)).get());

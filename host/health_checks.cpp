@@ -89,9 +89,22 @@ std::optional<Security::AccessPolicy> CheckPolicy(const std::filesystem::path& f
     return std::move(policy.Value());
 }
 
+const char* HowItStands(ServiceLife service)
+{
+    switch (service) {
+        case ServiceLife::RUNNING:
+            return "running";
+        case ServiceLife::IDLE:
+            return "idle (serves peers)";
+        case ServiceLife::NOT_LOADED:
+            break;
+    }
+    return "not loaded (starts on demand)";
+}
+
 void CheckDaemon(const HealthFacts& facts, std::vector<HealthCheck>& checks)
 {
-    if (!facts.serviceRuns && ::access(facts.serviceLibrary.c_str(), R_OK) != 0) {
+    if (facts.service == ServiceLife::NOT_LOADED && ::access(facts.serviceLibrary.c_str(), R_OK) != 0) {
         checks.push_back(Unhealthy(
             "daemon", "the service cannot start: " + facts.serviceLibrary.string() + ": " + std::strerror(errno),
             "Install it there, or name it with service.library in the daemon's configuration"));
@@ -99,7 +112,7 @@ void CheckDaemon(const HealthFacts& facts, std::vector<HealthCheck>& checks)
     }
     checks.push_back(Healthy("daemon", std::string("distnetd ") + DistNetVersion() + ", " +
                                            std::to_string(facts.abilities) + " abilities present, service " +
-                                           (facts.serviceRuns ? "running" : "stopped (starts on demand)")));
+                                           HowItStands(facts.service)));
 }
 
 void CheckPeers(const HealthFacts& facts, std::vector<HealthCheck>& checks)

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "host/configuration.h"
+#include "host/named_values.h"
 #include "platform/dfx/health_check.h"
 #include "platform/softbus/softbus_service.h"
 
@@ -26,7 +27,7 @@ struct HealthFacts {
     std::string networkId;                              // of the identity that the daemon started with
     std::optional<std::vector<SoftBus::Node>> devices;  // met since start; none: the daemon runs without a link
     size_t abilities = 0;                               // present now
-    bool serviceRuns = false;
+    ServiceLife service = ServiceLife::NOT_LOADED;
     std::filesystem::path serviceLibrary;
     // What the device says of its radios and daemons; empty for a simulated one, whose state file tells.
     std::vector<QuviewDFX::HealthCheck> device;

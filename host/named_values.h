@@ -36,6 +36,12 @@ inline constexpr NamedValue<RadioState> RADIO_STATE_NAMES[] = {{"on", RadioState
                                                                {"blocked", RadioState::BLOCKED},
                                                                {"absent", RadioState::ABSENT}};
 
+// IDLE: stopped because no program uses it, but its library stays and goes on serving peers.
+enum class ServiceLife { NOT_LOADED, RUNNING, IDLE };
+
+inline constexpr NamedValue<ServiceLife> SERVICE_LIFE_NAMES[] = {
+    {"not_loaded", ServiceLife::NOT_LOADED}, {"running", ServiceLife::RUNNING}, {"idle", ServiceLife::IDLE}};
+
 // "unknown" for a value without a word.
 template <typename Value, size_t count>
 const char* NameOf(const NamedValue<Value> (&names)[count], Value value)

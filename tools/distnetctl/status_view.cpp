@@ -22,6 +22,13 @@ std::string AbilityNames(const cJSON* abilities)
     return names;
 }
 
+std::string ServiceText(const std::string& service)
+{
+    return service == "idle"         ? "idle: no program uses it; it still serves peers"
+           : service == "not_loaded" ? "not loaded: it starts when a program or a peer asks"
+                                     : service;
+}
+
 std::string Counted(const cJSON* counts, const char* key, const std::string& one, const std::string& many)
 {
     const int number = static_cast<int>(NumberOf(counts, key));
@@ -63,14 +70,13 @@ std::vector<StatusLine> StatusLines(const cJSON* status, const cJSON* counts)
 {
     const cJSON* device = cJSON_GetObjectItemCaseSensitive(status, "device");
     const std::string account = TextOf(status, "account");
-    const std::string service = TextOf(status, "service");
     std::vector<StatusLine> lines{
         {"device", "\"" + TextOf(device, "name") + "\", " + TextOf(device, "type") + ", " +
                        ShortId(TextOf(device, "network_id"))},
         {"account", account.empty() ? "none: see `distnetctl account --help`" : "\"" + account + "\""},
         {"daemon", "distnetd " + TextOf(status, "version") + ", " + TextOf(status, "platform") + ", up " +
                        RoughDuration(std::chrono::seconds(static_cast<int64_t>(NumberOf(status, "uptime_ms") / 1000)))},
-        {"service", service + (service == "stopped" ? " (starts on demand)" : "")}};
+        {"service", ServiceText(TextOf(status, "service"))}};
     const cJSON* abilities = cJSON_GetObjectItemCaseSensitive(status, "abilities");
     for (std::string& piece : Wrap(AbilityNames(abilities), TEXT_WIDTH)) {
         lines.push_back({lines.back().label == "service" ? "abilities" : "", std::move(piece)});

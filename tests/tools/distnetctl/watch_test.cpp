@@ -81,7 +81,7 @@ TEST(WatchTest, TellsChangesInLinesWithoutATerminal)
 Snapshot Seen(const std::string& name, const std::string& online)
 {
     Snapshot snapshot;
-    snapshot.status = ParseJson(R"({"service":"stopped"})");
+    snapshot.status = ParseJson(R"({"service":"idle"})");
     snapshot.peers = ParsePeers(R"({"devices":[{"name":")" + name + R"(","online":)" + online + "}]}");
     return snapshot;
 }
