@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <charconv>
@@ -75,11 +76,17 @@ private:
         tm parts{};
         localtime_r(&now.tv_sec, &parts);
         std::array<char, 24> text{};
-        const size_t length = std::strftime(text.data(), text.size(), "%H:%M:%S.", &parts);
-        line.append(text.data(), length);
+        line.append(text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S.", &parts));
         const auto milliseconds = static_cast<unsigned>(now.tv_nsec / 1'000'000);
         line += {static_cast<char>('0' + milliseconds / 100), static_cast<char>('0' + milliseconds / 10 % 10),
                  static_cast<char>('0' + milliseconds % 10)};
+        // strftime writes "+0100", RFC 3339 has "+01:00".
+        std::array<char, 8> offset{};
+        const size_t length = std::strftime(offset.data(), offset.size(), "%z", &parts);
+        line.append(offset.data(), std::min<size_t>(length, 3));
+        if (length == 5) {
+            line += {':', offset[3], offset[4]};
+        }
     }
 };
 

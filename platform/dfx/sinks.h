@@ -65,7 +65,7 @@ void SetTraceSink(std::shared_ptr<TraceSink> sink);
 // Records below this level are dropped before they are formatted. INFO at start.
 void SetLogLevel(LogLevel level) noexcept;
 
-// Readable lines: "HH:MM:SS.mmm I Tag: message", one write(2) a line.
+// Readable lines: "2026-11-21T12:08:06.123+01:00 I Tag: message", local time (RFC 3339), one write(2) a line.
 std::shared_ptr<LogSink> MakeStderrLogSink();
 
 // Hands each event to all of them, in order; answers the first code that is not 0. A file: event_file.h; the journal:
