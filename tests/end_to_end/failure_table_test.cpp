@@ -116,6 +116,8 @@ protected:
     {
         if (isRefused_) {
             stage_.world.SetPolicy(row_.what);
+        } else if (std::string(row_.where) == "product") {
+            stage_.laptop.OmitShippedFiles();
         } else if (*row_.what != '\0') {
             stage_.world[row_.where].Set({row_.what});
         }
@@ -138,10 +140,9 @@ protected:
         std::istringstream log(device.Log());
         for (std::string line; std::getline(log, line);) {
             const size_t text = line.find(" E DistributedNet: ");
-            // Nothing is wrong with a session that the other side opened, and a device without product files.
-            const bool isUsual = line.find(" SetPending: ") != std::string::npos ||
-                                 ((&device == &stage_.phone || std::string(row_.where) != "product") &&
-                                  (line.ends_with("file path error.") || line.ends_with("device config failed.")));
+            const bool hasOwnFiles = &device == &stage_.laptop && std::string(row_.where) == "product";
+            const bool isUsual =
+                IsUsualError(line) && (!hasOwnFiles || line.find(" SetPending: ") != std::string::npos);
             errors += text == std::string::npos || isUsual ? "" : line.substr(text + 19) + "|";
         }
         return errors;

@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <sstream>
 #include <thread>
 
 #include "tests/end_to_end/world.h"
@@ -35,6 +36,17 @@ TEST_F(StartTest, JoinsThePeersHotspotAndSaysSo)
     EXPECT_NE(Laptop().Events().find("NET_START_DIST_NETWORK_SUCCESS"), std::string::npos);
     EXPECT_EQ(Laptop().Events().find(Phone().NetworkId()), std::string::npos);
     EXPECT_EQ(Laptop().Log().find(Phone().NetworkId()), std::string::npos);
+}
+
+TEST_F(StartTest, AHealthyStartLogsNothingUnusualAtErrorLevel)
+{
+    ASSERT_EQ(Laptop().Ctl({"start", "phone"}).exitCode, 0);
+    for (Device* device : {&Laptop(), &Phone()}) {
+        std::istringstream log(device->Log());
+        for (std::string line; std::getline(log, line);) {
+            EXPECT_TRUE(line.find(" E ") == std::string::npos || IsUsualError(line)) << device->Name() << ": " << line;
+        }
+    }
 }
 
 TEST_F(StartTest, TellsWhereItsTimeWentAndWhatHappened)

@@ -7,6 +7,7 @@
 #include <csignal>
 #include <fstream>
 #include <random>
+#include <regex>
 
 #include "platform/trust/account.h"
 #include "platform/trust/identity.h"
@@ -66,7 +67,8 @@ void Device::Start(bool finds)
     std::ofstream(file) << R"({"platform": "simulated", "state_dir": ")" << name_ << R"(", "device": {"name": ")"
                         << name_ << R"(", "type": "phone"}, "softbus": {"listen": "127.0.0.1")"
                         << (finds ? R"(, "announce_dir": "link")" : "")
-                        << R"(}, "access": {"policy": "policy.json"}, "config_policy": {"roots": [")" << name_
+                        << R"(}, "access": {"policy": "policy.json"}, "config_policy": {"roots": [)"
+                        << (hasShippedFiles_ ? "\"" DISTNET_SHIPPED_FILES "\", " : "") << "\"" << name_
                         << R"(/product"]}, "simulated": {"air_dir": "air"}})";
     daemon_ =
         std::make_unique<Process>(std::vector<std::string>{program_, "--config", file}, StateDir() / "daemon.log");
@@ -160,6 +162,14 @@ bool Device::Sees(const std::string& networkId) const
         }
     }
     return false;
+}
+
+bool IsUsualError(const std::string& line)
+{
+    static const std::regex USUAL(
+        " E DistributedNet: (SetPending: sessionId=[0-9]+, result=0|Did't define (device|scenario) in json\\.|"
+        "Parse (device|scenario) config failed\\.)$");
+    return std::regex_search(line, USUAL);
 }
 
 World::World()

@@ -29,10 +29,12 @@ public:
 
     // What Start runs instead of distnetd.
     void SetProgram(std::string program) { program_ = std::move(program); }
+    // From its next start on it has only what WriteProductFile wrote, without the device configuration that is shipped.
+    void OmitShippedFiles() { hasShippedFiles_ = false; }
     // Writes its configuration and starts its daemon. With finds false it neither announces itself nor looks for
     // others.
     void Start(bool finds = true);
-    // A file of its device configuration; it has none unless written.
+    // A file of its device configuration, in place of the shipped one.
     std::filesystem::path WriteProductFile(const std::string& name, const std::string& text) const;
     // Ends the daemon: by SIGTERM, waiting for its exit code; or at once.
     int Stop();
@@ -67,8 +69,13 @@ private:
     const std::string name_;
     const std::string hotspotKey_;
     std::string program_;
+    bool hasShippedFiles_ = true;
     std::unique_ptr<Process> daemon_;
 };
+
+// Whether a healthy device logs this line at error level too: of a session that the other side opened, and of device
+// configuration, which its loader reads and does not hand on.
+bool IsUsualError(const std::string& line);
 
 class World {
 public:
