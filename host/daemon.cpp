@@ -6,6 +6,7 @@
 #include "host/memory.h"
 #include "host/service_manager.h"
 #include "platform/access/policy.h"
+#include "platform/base/files.h"
 #include "platform/base/version.h"
 #include "platform/config_policy/config_policy.h"
 #include "platform/device_manager/device_manager_server.h"
@@ -18,6 +19,7 @@ namespace {
 
 constexpr const char* IDENTITY_FOLDER = "identity";
 constexpr std::chrono::milliseconds DRAIN_STEP{5};
+constexpr mode_t SOCKET_FOLDER = 0755;  // who may connect is for ipc.socket_mode to say
 
 std::string Quoted(const std::string& text)
 {
@@ -92,13 +94,12 @@ Result<void> Daemon::PrepareFolders()
         return folder.TakeError();
     }
     folder_ = std::make_unique<StateFolder>(std::move(folder.Value()));
-    for (const std::filesystem::path& needed : {configuration_.announceDir, configuration_.ipcSocket.parent_path(),
-                                                configuration_.eventsFile.parent_path()}) {
-        if (Result<void> made = MakeFolder(needed); !made) {
+    for (const std::filesystem::path& needed : {configuration_.announceDir, configuration_.eventsFile.parent_path()}) {
+        if (Result<void> made = MakeFolder(needed, PRIVATE_FOLDER); !made) {
             return made;
         }
     }
-    return {};
+    return MakeFolder(configuration_.ipcSocket.parent_path(), SOCKET_FOLDER);
 }
 
 bool Daemon::UseJournal(const Say& say)

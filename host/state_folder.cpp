@@ -2,19 +2,19 @@
 
 #include <fcntl.h>
 #include <sys/file.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstring>
 #include <string>
 
+#include "platform/base/files.h"
+
 namespace Vexo::Host {
 namespace {
 
 namespace fs = std::filesystem;
 
-constexpr mode_t FOLDER_MODE = 0700;
 constexpr mode_t LOCK_MODE = 0600;
 constexpr const char* LOCK_NAME = "distnetd.lock";
 
@@ -36,24 +36,9 @@ std::string ReadHolder(int lock)
 
 }  // namespace
 
-Result<void> MakeFolder(const fs::path& folder)
-{
-    std::error_code error;
-    if (folder.empty() || fs::is_directory(folder, error)) {
-        return {};
-    }
-    if (Result<void> parent = MakeFolder(folder.parent_path()); !parent) {
-        return parent;
-    }
-    if (mkdir(folder.c_str(), FOLDER_MODE) != 0 && !(errno == EEXIST && fs::is_directory(folder, error))) {
-        return SystemError(folder, "the folder cannot be made");
-    }
-    return {};
-}
-
 Result<StateFolder> StateFolder::Acquire(const fs::path& folder)
 {
-    if (Result<void> made = MakeFolder(folder); !made) {
+    if (Result<void> made = MakeFolder(folder, PRIVATE_FOLDER); !made) {
         return made.TakeError();
     }
     const fs::path file = folder / LOCK_NAME;

@@ -21,7 +21,4 @@ private:
     UniqueFd lock_;
 };
 
-// Makes the folder and its missing parents, mode 0700 each.
-Result<void> MakeFolder(const std::filesystem::path& folder);
-
 }  // namespace Vexo::Host

@@ -44,6 +44,23 @@ std::filesystem::path TemporaryName(const std::filesystem::path& path)
 
 }  // namespace
 
+Result<void> MakeFolder(const std::filesystem::path& folder, mode_t mode)
+{
+    std::error_code unknown;
+    if (folder.empty() || std::filesystem::is_directory(folder, unknown)) {
+        return {};
+    }
+    if (Result<void> parent = MakeFolder(folder.parent_path(), mode); !parent) {
+        return parent;
+    }
+    // The process's umask must not narrow what the caller asked for.
+    if (::mkdir(folder.c_str(), mode) == 0 ? ::chmod(folder.c_str(), mode) == 0
+                                           : errno == EEXIST && std::filesystem::is_directory(folder, unknown)) {
+        return {};
+    }
+    return Error{folder.string() + ": the folder cannot be made: " + std::strerror(errno)};
+}
+
 Result<std::string> ReadWholeFile(const std::filesystem::path& path, size_t maxBytes, LastLink link)
 {
     Result<UniqueFd> file = OpenRegularFile(path, link);

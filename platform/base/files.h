@@ -1,4 +1,4 @@
-// Whole-file helpers: read with a size limit, write by rename so that a reader sees the old text or the new, never a
+// Folders of a given mode, and whole-file helpers: read with a size limit, write by rename so that a reader sees the old text or the new, never a
 // part. They block on the disk; any thread; no state.
 #pragma once
 
@@ -13,6 +13,12 @@
 #include "platform/base/result.h"
 
 namespace Vexo {
+
+inline constexpr mode_t PRIVATE_FOLDER = 0700;  // for its owner only
+
+// Makes the folder and its missing parents with that mode, whatever the umask; a folder that exists stays as it is. The
+// error names the first that cannot be made.
+Result<void> MakeFolder(const std::filesystem::path& folder, mode_t mode);
 
 // The bytes of a regular file; an error names the file and the cause (missing, not readable, no regular file, larger
 // than maxBytes). REFUSED for a file in a folder that other users may write.

@@ -68,12 +68,8 @@ Result<void> CheckIdentityFolder(const std::filesystem::path& folder)
 
 Result<void> PrepareIdentityFolder(const std::filesystem::path& folder)
 {
-    std::error_code error;
-    if (folder.has_parent_path()) {
-        std::filesystem::create_directories(folder.parent_path(), error);
-    }
-    if (::mkdir(folder.c_str(), S_IRWXU) != 0 && errno != EEXIST) {
-        return Error{folder.string() + ": cannot be made: " + std::strerror(errno)};
+    if (auto made = MakeFolder(folder, PRIVATE_FOLDER); !made) {
+        return made;
     }
     return CheckIdentityFolder(folder);
 }

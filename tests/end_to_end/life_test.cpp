@@ -2,6 +2,7 @@
 // and what refused callers, second daemons and signals meet.
 
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -100,6 +101,21 @@ TEST_F(LifeTest, TerminationEndsItWithSuccessEvenWhileATaskBlocks)
     EXPECT_EQ(device_.Stop(), 0);
     EXPECT_LT(std::chrono::steady_clock::now() - told, std::chrono::seconds(5));
     EXPECT_FALSE(std::filesystem::exists(world_.Path() / "laptop" / "ipc.sock"));
+}
+
+TEST(SocketFolderTest, ThatTheDaemonMakesIsOpenToThoseWhomTheSocketIsFor)
+{
+    const World world;
+    std::ofstream(world.Path() / "phone.json")
+        << R"({"platform": "simulated", "state_dir": "phone", "ipc": {"socket": "run/phone/ipc.sock"}})";
+    const mode_t before = umask(077);
+    const Process daemon({DISTNET_BIN_DIR "/distnetd", "--config", world.Path() / "phone.json"}, world.Path() / "log");
+    umask(before);
+    EXPECT_TRUE(Eventually([&] { return std::filesystem::exists(world.Path() / "run/phone/ipc.sock"); }));
+    const auto modeOf = [&](const char* path) { return std::filesystem::status(world.Path() / path).permissions(); };
+    EXPECT_EQ(modeOf("run/phone"), std::filesystem::perms(0755));
+    EXPECT_EQ(modeOf("run/phone/ipc.sock"), std::filesystem::perms(0666));
+    EXPECT_EQ(modeOf("phone"), std::filesystem::perms(0700));
 }
 
 TEST(PolicyTest, ACallerWithoutTheRightIsRefusedWithExitCodeFour)

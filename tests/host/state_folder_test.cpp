@@ -7,19 +7,19 @@
 
 #include <fstream>
 
+#include "platform/trust/account.h"
 #include "tests/support/temp_folder.h"
 
 namespace Vexo::Host {
 namespace {
 
-TEST(StateFolder, MakesMissingParentsForTheOwnerOnly)
+TEST(StateFolder, IsForTheOwnerOnlyWhoeverMakesItFirst)
 {
     const Tests::TempFolder world;
-    ASSERT_TRUE(StateFolder::Acquire(world.Path() / "a" / "b"));
-    for (const char* made : {"a", "a/b"}) {
-        struct stat status {};
-        ASSERT_EQ(stat((world.Path() / made).c_str(), &status), 0);
-        EXPECT_EQ(status.st_mode & 07777, 0700U) << made;
+    ASSERT_TRUE(StateFolder::Acquire(world.Path() / "daemon" / "state"));
+    ASSERT_TRUE(Trust::CreateAccount(world.Path() / "tool" / "state" / "identity", "home", "laptop"));
+    for (const char* made : {"daemon", "daemon/state", "tool", "tool/state", "tool/state/identity"}) {
+        EXPECT_EQ(std::filesystem::status(world.Path() / made).permissions(), std::filesystem::perms(0700)) << made;
     }
 }
 

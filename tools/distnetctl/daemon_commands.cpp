@@ -20,7 +20,8 @@ std::unique_ptr<Client::DistNetClient> ConnectClient(const GlobalOptions& option
     }
     failure = FromCall(result);
     if (access(options.socket.c_str(), R_OK | W_OK) != 0 && errno == EACCES) {
-        failure.advice = "Ask as root; for all, see ipc.socket_mode in the daemon's configuration.";
+        failure.advice =
+            "Ask as root; for other users see ipc.socket and ipc.socket_mode in the daemon's configuration.";
     }
     return nullptr;
 }

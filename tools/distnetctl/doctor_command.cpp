@@ -52,7 +52,8 @@ HealthCheck CheckSocketHere(const std::string& path)
         return NotChecked("socket", "not checked: there is none at " + path);
     }
     return Unhealthy("socket", path + ": user " + UserName() + " may not connect",
-                     "Ask as root: sudo distnetctl doctor; for all, see ipc.socket_mode in the daemon's configuration");
+                     "Ask as root: sudo distnetctl doctor; for other users see ipc.socket and ipc.socket_mode in the "
+                     "daemon's configuration");
 }
 
 // What can be said without the daemon's answer.

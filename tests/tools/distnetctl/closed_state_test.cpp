@@ -45,7 +45,6 @@ TEST(ClosedStateTest, EveryCommandSaysWhoMayEnterAndEndsWithOne)
     ASSERT_EQ(chmod(world.Path().c_str(), 0755), 0);
     const std::filesystem::path closed = world.Path() / "phone";
     ASSERT_TRUE(Trust::CreateAccount(closed / "identity", "home", "phone"));
-    ASSERT_EQ(chmod(closed.c_str(), 0700), 0);
     const std::string request = world.Path() / "request.csr";
     ASSERT_TRUE(WriteFileAtomically(request, Trust::MakeRequest(world.Path() / "new", "new").Value(), 0644));
     const char* const file = request.c_str();
