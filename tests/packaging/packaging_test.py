@@ -40,6 +40,10 @@ class Packaging(unittest.TestCase):
                 self.assertRegex(manual, rf"(?m)^\.SH\nNAME\n\.LP\n{re.escape(page[:-2])} - ")
                 for term in re.findall(r"(?m)^\| `([^`|]*)`", (SOURCE / text).read_text()):
                     self.assertIn(term.replace("-", ""), re.sub(r"\x1b\[\d*m|[-‐−]", "", shown.stdout))
+                plain = re.sub(r"\x1b\[[\d;]*m|.\x08", "", shown.stdout)
+                for cells in re.findall(r"(?m)^\|(.*)\|\n\|-", (SOURCE / text).read_text()):
+                    first, *others = (cell.strip() for cell in cells.split("|"))
+                    self.assertRegex(plain, rf"(?m)^ +{re.escape(first)}(?:\n +| +){re.escape(', '.join(others))}$")
         self.assertEqual(set(re.findall(r"--[a-z-]+", run(BINARIES / "distnetd", "--help"))) - {"--help"},
                          set(re.findall(r"\| `(--[a-z-]+)", (PACKAGING / "man/distnetd.md").read_text())) - {"--help"})
 
