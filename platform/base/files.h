@@ -1,5 +1,5 @@
-// Folders of a given mode, and whole-file helpers: read with a size limit, write by rename so that a reader sees the old text or the new, never a
-// part. They block on the disk; any thread; no state.
+// Folders of a given mode, and whole-file helpers: read with a size limit, write by rename so that a reader sees the
+// old text or the new, never a part. They block on the disk; any thread; no state.
 #pragma once
 
 #include <sys/types.h>

@@ -152,7 +152,8 @@ private:
     void ShowTiming(const Outcome& outcome)
     {
         AddMember(details_.get(), "timing", TimingDetails(*timing_));
-        const StepNames names{output_.Tick(), output_.Cross(), peer_.name, joined_ ? "Wi-Fi joined" : "Wi-Fi asked"};
+        const StepNames names{output_.Tick(), output_.Cross(), peer_.name, joined_ ? "Wi-Fi joined" : "Wi-Fi asked",
+                              outcome.exitCode == EXIT_TIMED_OUT};
         // A good answer that led nowhere, because there is no Wi-Fi to join with, is no failed step.
         const bool failed = outcome.exitCode != EXIT_DONE && !(answeredWell_ && !timing_->wifi);
         for (const std::string& line : TimingLines(*timing_, failed, names)) {

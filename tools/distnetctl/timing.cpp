@@ -13,6 +13,7 @@ namespace {
 
 constexpr double MICROSECONDS = 1000;  // in a millisecond
 constexpr size_t NAME_COLUMNS = 16;
+constexpr const char* ONGOING = "…";
 constexpr size_t DURATION_COLUMNS = 7;
 constexpr size_t BAR_COLUMNS = 38;
 
@@ -105,10 +106,12 @@ std::vector<std::string> TimingLines(const Timing& timing, bool failed, const St
         const std::optional<Interval>& when;
         std::string good;
         std::string bad;
+        std::string unfinished;
     };
-    const std::array<Step, 4> steps{
-        Step{timing.collaboration, "woken", "not woken"}, Step{timing.session, "session open", "no session"},
-        Step{timing.answer, "hotspot ready", "hotspot failed"}, Step{timing.wifi, names.wifi, "Wi-Fi failed"}};
+    const std::array<Step, 4> steps{Step{timing.collaboration, "woken", "not woken", "waking"},
+                                    Step{timing.session, "session open", "no session", "opening session"},
+                                    Step{timing.answer, "hotspot ready", "hotspot failed", "hotspot awaited"},
+                                    Step{timing.wifi, names.wifi, "Wi-Fi failed", "joining Wi-Fi"}};
     const auto reached = static_cast<size_t>(
         std::count_if(steps.begin(), steps.end(), [](const Step& step) { return step.when.has_value(); }));
     std::vector<std::string> lines;
@@ -121,7 +124,9 @@ std::vector<std::string> TimingLines(const Timing& timing, bool failed, const St
     };
     for (size_t at = 0; at < reached; ++at) {
         const bool bad = failed && at + 1 == reached;
-        add(bad ? names.cross : names.tick, bad ? steps[at].bad : steps[at].good, *steps[at].when,
+        const std::string& wrong = names.isUnfinished ? steps[at].unfinished : steps[at].bad;
+        const std::string wrongMark = names.isUnfinished ? ONGOING : names.cross;
+        add(bad ? wrongMark : names.tick, bad ? wrong : steps[at].good, *steps[at].when,
             "  " + Bar(*steps[at].when, timing.total));
     }
     add(" ", "total", timing.total, "");

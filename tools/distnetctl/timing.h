@@ -36,7 +36,8 @@ struct StepNames {
     std::string tick;
     std::string cross;
     std::string first;
-    std::string wifi;  // what a good last step is called
+    std::string wifi;           // what a good last step is called
+    bool isUnfinished = false;  // with failed: the last step goes on, nobody waits for it any more
 };
 std::vector<std::string> TimingLines(const Timing& timing, bool failed, const StepNames& names);
 
