@@ -15,9 +15,13 @@ namespace {
 constexpr const char* RESTORE_IT = "Restore it from a copy";
 constexpr const char* THEN_RESTART = "; then restart the daemon";
 
-// A word of a shell command, whatever it holds.
+// A word of a shell command, whatever it holds; a plain one stays as it is.
 std::string Quoted(const std::string& word)
 {
+    constexpr const char* PLAIN = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_./+-";
+    if (!word.empty() && word.find_first_not_of(PLAIN) == std::string::npos) {
+        return word;
+    }
     std::string quoted = "'";
     for (const char c : word) {
         quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
