@@ -1,99 +1,54 @@
 #include "backends/linux/stations.h"
 
-#include <linux/genetlink.h>
-#include <linux/netlink.h>
 #include <linux/nl80211.h>
 #include <net/if.h>
+#include <netlink/genl/ctrl.h>
+#include <netlink/genl/genl.h>
+#include <netlink/netlink.h>
 #include <sys/socket.h>
 
-#include <array>
 #include <cerrno>
-#include <cstdint>
-#include <cstring>
-#include <optional>
+#include <memory>
 #include <system_error>
-#include <vector>
-
-#include "platform/base/unique_fd.h"
 
 namespace Vexo::Linux {
 namespace {
 
-constexpr int ANSWER_LIMIT_SECONDS = 1;
-constexpr size_t BUFFER_BYTES = 32768;  // a station's record takes less than 2 KiB
+constexpr timeval ANSWER_LIMIT{.tv_sec = 1, .tv_usec = 0};
+// A dump that a joining or leaving station interrupts is inconsistent; the next one is not likely to be.
+constexpr int MAX_DUMPS = 3;
 
+using Socket = std::unique_ptr<nl_sock, decltype(&nl_socket_free)>;
+using Message = std::unique_ptr<nl_msg, decltype(&nlmsg_free)>;
+
+// code: libnl's own, negative.
 Error ErrorOf(const std::string& step, int code)
 {
-    return Error{step + ": " + std::generic_category().message(code)};
+    return Error{step + ": " + nl_geterror(code)};
 }
 
-// A generic netlink request with one attribute, ready to send.
-std::vector<char> MakeRequest(uint16_t family, uint16_t flags, uint8_t command, uint16_t attribute, const void* value,
-                              size_t size)
+int CountRecord(nl_msg* /*station*/, void* count)
 {
-    std::vector<char> request(NLMSG_SPACE(GENL_HDRLEN) + NLA_HDRLEN + NLA_ALIGN(size), 0);
-    nlmsghdr header{};
-    header.nlmsg_len = static_cast<uint32_t>(request.size());
-    header.nlmsg_type = family;
-    header.nlmsg_flags = static_cast<uint16_t>(NLM_F_REQUEST | flags);
-    const genlmsghdr generic{command, 1, 0};
-    const nlattr attributeHeader{static_cast<uint16_t>(NLA_HDRLEN + size), attribute};
-    std::memcpy(request.data(), &header, sizeof(header));
-    std::memcpy(request.data() + NLMSG_HDRLEN, &generic, sizeof(generic));
-    char* const at = request.data() + NLMSG_HDRLEN + GENL_HDRLEN;
-    std::memcpy(at, &attributeHeader, sizeof(attributeHeader));
-    std::memcpy(at + NLA_HDRLEN, value, size);
-    return request;
+    ++*static_cast<size_t*>(count);
+    return NL_OK;
 }
 
-// The payload of an attribute of 16 bits.
-std::optional<uint16_t> FindNumber(const char* at, const char* end, uint16_t wanted)
+// 0, or libnl's negative code.
+int DumpStations(nl_sock* socket, int family, uint32_t interface, size_t& count)
 {
-    while (end - at >= NLA_HDRLEN) {
-        nlattr attribute{};
-        std::memcpy(&attribute, at, sizeof(attribute));
-        if (attribute.nla_len < NLA_HDRLEN || attribute.nla_len > end - at) {
-            return std::nullopt;
-        }
-        if (attribute.nla_type == wanted && attribute.nla_len >= NLA_HDRLEN + 2) {
-            uint16_t number = 0;
-            std::memcpy(&number, at + NLA_HDRLEN, sizeof(number));
-            return number;
-        }
-        at += NLA_ALIGN(attribute.nla_len);
+    const Message request(nlmsg_alloc(), &nlmsg_free);
+    if (!request ||
+        genlmsg_put(request.get(), NL_AUTO_PORT, NL_AUTO_SEQ, family, 0, NLM_F_DUMP, NL80211_CMD_GET_STATION, 0) ==
+            nullptr ||
+        nla_put_u32(request.get(), NL80211_ATTR_IFINDEX, interface) != 0) {
+        return -NLE_NOMEM;
     }
-    return std::nullopt;
-}
-
-// Sends the request and hands each answer's attributes to the visitor until the kernel says that there are no more. The
-// result is 0, or an error number.
-template <typename Visitor>
-int Ask(const UniqueFd& socket, const std::vector<char>& request, bool isDump, const Visitor& visit)
-{
-    if (::send(socket.Get(), request.data(), request.size(), 0) < 0) {
-        return errno;
+    count = 0;
+    int failed = nl_socket_modify_cb(socket, NL_CB_VALID, NL_CB_CUSTOM, &CountRecord, &count);
+    if (failed == 0) {
+        failed = nl_send_auto(socket, request.get());
     }
-    alignas(nlmsghdr) std::array<char, BUFFER_BYTES> buffer{};
-    for (;;) {
-        const ssize_t received = ::recv(socket.Get(), buffer.data(), buffer.size(), 0);
-        if (received < 0) {
-            return errno;
-        }
-        int left = static_cast<int>(received);
-        for (const auto* header = reinterpret_cast<const nlmsghdr*>(buffer.data());
-             NLMSG_OK(header, static_cast<unsigned>(left)); header = NLMSG_NEXT(header, left)) {
-            const char* const payload = reinterpret_cast<const char*>(header) + NLMSG_HDRLEN;
-            if (header->nlmsg_type == NLMSG_ERROR || header->nlmsg_type == NLMSG_DONE) {
-                int code = 0;
-                std::memcpy(&code, payload, sizeof(code));
-                return -code;
-            }
-            visit(payload + GENL_HDRLEN, reinterpret_cast<const char*>(header) + header->nlmsg_len);
-            if (!isDump) {
-                return 0;
-            }
-        }
-    }
+    return failed < 0 ? failed : nl_recvmsgs_default(socket);
 }
 
 }  // namespace
@@ -102,26 +57,29 @@ Result<size_t> CountStations(const std::string& interface)
 {
     const uint32_t index = ::if_nametoindex(interface.c_str());
     if (index == 0) {
-        return ErrorOf(interface, errno);
+        return Error{interface + ": " + std::generic_category().message(errno)};
     }
-    const UniqueFd socket(::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_GENERIC));
-    const timeval limit{ANSWER_LIMIT_SECONDS, 0};
-    if (!socket || ::setsockopt(socket.Get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof(limit)) != 0) {
-        return ErrorOf("netlink", errno);
+    const Socket socket(nl_socket_alloc(), &nl_socket_free);
+    if (!socket) {
+        return ErrorOf("netlink", -NLE_NOMEM);
     }
-    uint16_t family = 0;
-    int failed = Ask(
-        socket,
-        MakeRequest(GENL_ID_CTRL, 0, CTRL_CMD_GETFAMILY, CTRL_ATTR_FAMILY_NAME, NL80211_GENL_NAME,
-                    sizeof(NL80211_GENL_NAME)),
-        false, [&](const char* at, const char* end) { family = FindNumber(at, end, CTRL_ATTR_FAMILY_ID).value_or(0); });
-    if (failed != 0 || family == 0) {
-        return ErrorOf("nl80211", failed);
+    int failed = genl_connect(socket.get());
+    if (failed != 0) {
+        return ErrorOf("netlink", failed);
+    }
+    if (::setsockopt(nl_socket_get_fd(socket.get()), SOL_SOCKET, SO_RCVTIMEO, &ANSWER_LIMIT, sizeof(ANSWER_LIMIT)) !=
+        0) {
+        return Error{"netlink: " + std::generic_category().message(errno)};
+    }
+    const int family = genl_ctrl_resolve(socket.get(), NL80211_GENL_NAME);
+    if (family < 0) {
+        return ErrorOf("nl80211", family);
     }
     size_t count = 0;
-    failed = Ask(socket,
-                 MakeRequest(family, NLM_F_DUMP, NL80211_CMD_GET_STATION, NL80211_ATTR_IFINDEX, &index, sizeof(index)),
-                 true, [&](const char*, const char*) { ++count; });
+    failed = -NLE_DUMP_INTR;
+    for (int dump = 0; dump < MAX_DUMPS && failed == -NLE_DUMP_INTR; ++dump) {
+        failed = DumpStations(socket.get(), family, index, count);
+    }
     if (failed != 0) {
         return ErrorOf("stations of " + interface, failed);
     }
