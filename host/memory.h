@@ -1,4 +1,4 @@
-// Gives back memory that an idle daemon holds for nothing. Any thread.
+// The daemon's heap: one for all threads, trimmed when the daemon has gone quiet. Any thread.
 #pragma once
 
 #include <atomic>
@@ -13,13 +13,8 @@ namespace Vexo::Host {
 // only hold memory.
 void ShareOneHeap();
 
-// Returns free heap pages to the system, and lets go of the pages of programs and libraries that were only read:
-// start-up reads much code that an idle daemon does not, and what is needed again comes back from the page cache. Takes
-// about a millisecond.
-void ReleaseUnusedMemory();
-
-// Releases unused memory once, each time the daemon has been quiet for a while after something happened. Costs an idle
-// daemon nothing: a timer runs only between the two.
+// Returns free heap pages to the system once, each time nothing has happened for a while after something did. Costs an
+// idle daemon nothing: a timer runs only between the two.
 class IdleMemory : public NoCopyable, public std::enable_shared_from_this<IdleMemory> {
 public:
     static std::shared_ptr<IdleMemory> Make(std::chrono::milliseconds quiet = std::chrono::seconds(3));
