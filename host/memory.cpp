@@ -26,7 +26,7 @@ void IdleMemory::Note()
 
 void IdleMemory::Arm(std::chrono::milliseconds delay)
 {
-    Tasks::RunAfter(delay, [self = shared_from_this()] { self->ReleaseIfQuiet(); });
+    Tasks::Timers::System().RunAfter(delay, [self = shared_from_this()] { self->ReleaseIfQuiet(); }).Detach();
 }
 
 void IdleMemory::ReleaseIfQuiet()

@@ -121,8 +121,8 @@ void WifiContext::TakeBackLater(NetworkChange change)
     QuviewDFX::LogWarn(LABEL, "NetworkManager does not answer: profile %{public}s is taken back later", change.profile);
     change.isOver = true;
     own.Note(change);
-    Tasks::CancelTimer(timer_);
-    timer_ = Tasks::RunAfter(answerLimit_, [weak = weak_from_this()] {
+    timer_.Cancel();
+    timer_ = Tasks::Timers::System().RunAfter(answerLimit_, [weak = weak_from_this()] {
         if (const auto self = weak.lock()) {
             self->strand.Post([self] { self->TakeBackUnanswered(); });
         }

@@ -61,7 +61,7 @@ private:
     void TakeBackUnanswered();
 
     const std::chrono::milliseconds answerLimit_;
-    Tasks::TimerId timer_ = 0;  // touched on the strand only
+    Tasks::Timer timer_;  // touched on the strand only
 };
 
 // The UUID of the network that the radio is a station of, empty when there is none or it is ours.

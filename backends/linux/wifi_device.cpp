@@ -302,7 +302,7 @@ void LinuxWifiDevice::OnActivated()
         }
         return;
     }
-    Tasks::CancelTimer(std::exchange(timer_, 0));
+    timer_.Cancel();
     attempt_->isConnected = true;
     configs_.NoteBssid(attempt_->config, attempt_->bssid);
     if (link_.Connect(attempt_->number, address)) {
@@ -386,7 +386,7 @@ void LinuxWifiDevice::LeaveJoined()
 
 void LinuxWifiDevice::End(const LinkEnd& end)
 {
-    Tasks::CancelTimer(std::exchange(timer_, 0));
+    timer_.Cancel();
     Attempt ended = std::move(*attempt_);
     attempt_.reset();
     const std::optional<WifiLinkState> state = link_.End(ended.number, end);
@@ -405,9 +405,9 @@ void LinuxWifiDevice::End(const LinkEnd& end)
 
 void LinuxWifiDevice::LookAgainIn(milliseconds delay)
 {
-    Tasks::CancelTimer(timer_);
+    timer_.Cancel();
     // A timer that fired before it was replaced may have posted its look already: that is not the one waited for.
-    timer_ = Tasks::RunAfter(delay, [self = sptr<LinuxWifiDevice>(this), number = ++timersSet_] {
+    timer_ = Tasks::Timers::System().RunAfter(delay, [self = sptr<LinuxWifiDevice>(this), number = ++timersSet_] {
         self->context_->strand.Post([self, number] { self->Look(number == self->timersSet_); });
     });
 }

@@ -109,7 +109,7 @@ private:
     const LinkEnded ended_;
 
     std::optional<Attempt> attempt_;  // touched on the strand only
-    Tasks::TimerId timer_ = 0;        // touched on the strand only
+    Tasks::Timer timer_;              // touched on the strand only
     uint32_t timersSet_ = 0;          // touched on the strand only; the number of the latest
 
     Wifi::WifiLink link_;            // own synchronisation

@@ -217,9 +217,9 @@ void LinuxWifiHotspot::OpenLater(const WifiRadio& radio)
     QuviewDFX::LogInfo(LABEL, "%{public}s is a station and becomes a hotspot in a moment", radio.interface);
     isOpening_ = true;
     SetOn(true);
-    Tasks::CancelTimer(timer_);
+    timer_.Cancel();
     // A wait that was cancelled too late must not open what a newer call waits to open.
-    timer_ = Tasks::RunAfter(options_.switchDelay,
+    timer_ = Tasks::Timers::System().RunAfter(options_.switchDelay,
                              [self = sptr<LinuxWifiHotspot>(this), path = radio.path, number = ++openingsSet_] {
                                  self->context_->strand.Post([self, path, number] {
                                      if (number == self->openingsSet_) {
@@ -306,7 +306,7 @@ bool LinuxWifiHotspot::Close(const char* reason)
 void LinuxWifiHotspot::Forget()
 {
     share_.reset();
-    Tasks::CancelTimer(std::exchange(timer_, 0));
+    timer_.Cancel();
     SetOn(false);
 }
 
@@ -382,8 +382,8 @@ void LinuxWifiHotspot::Guard()
 
 void LinuxWifiHotspot::GuardLater()
 {
-    Tasks::CancelTimer(timer_);
-    timer_ = Tasks::RunAfter(guard_.Limits().look, [self = sptr<LinuxWifiHotspot>(this)] {
+    timer_.Cancel();
+    timer_ = Tasks::Timers::System().RunAfter(guard_.Limits().look, [self = sptr<LinuxWifiHotspot>(this)] {
         self->context_->strand.Post([self] { self->Guard(); });
     });
 }

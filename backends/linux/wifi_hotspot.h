@@ -103,7 +103,7 @@ private:
     uint32_t openingsSet_ = 0;    // the number of the latest wait for switchDelay
     bool isStopped_ = false;
     ShareGuard guard_;
-    Tasks::TimerId timer_ = 0;
+    Tasks::Timer timer_;
 };
 
 }  // namespace Vexo::Linux

@@ -110,10 +110,10 @@ void SimulatedHotspot::SetActive(bool active)
         return;
     }
     active_ = active;
-    Tasks::CancelTimer(std::exchange(timer_, 0));
+    timer_.Cancel();
     if (active && start.count() > 0) {
         visibleFrom_ = steady_clock::now() + start;
-        timer_ = Tasks::RunAfter(start, [self] { self->OnStateChanged(); });
+        timer_ = Tasks::Timers::System().RunAfter(start, [self] { self->OnStateChanged(); });
         return;
     }
     visibleFrom_ = steady_clock::now();
@@ -175,7 +175,7 @@ void SimulatedHotspot::Stop()
         MutexLock lock(mutex_);
         stopped_ = true;
         active_ = false;
-        Tasks::CancelTimer(std::exchange(timer_, 0));
+        timer_.Cancel();
     }
     strand_.Post([self = sptr<SimulatedHotspot>(this)] { self->Refresh(); });
     strand_.Drain();

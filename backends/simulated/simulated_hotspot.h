@@ -59,7 +59,7 @@ private:
     bool active_ GUARDED_BY(mutex_) = false;
     bool stopped_ GUARDED_BY(mutex_) = false;
     std::chrono::steady_clock::time_point visibleFrom_ GUARDED_BY(mutex_);
-    Tasks::TimerId timer_ GUARDED_BY(mutex_) = 0;
+    Tasks::Timer timer_ GUARDED_BY(mutex_);
 
     // Touched on strand_ only.
     std::optional<AirRecord> published_;

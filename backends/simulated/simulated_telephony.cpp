@@ -44,7 +44,7 @@ int32_t SimulatedCoreService::GetRadioState(int32_t slotId, const sptr<Telephony
     }
     const uint64_t queryId = ++lastQueryId_;
     Query& query = open_[queryId];
-    query = {callback, slotId, 0};
+    query = {callback, slotId, {}};
     if (fault.noAnswer) {
         return Telephony::TELEPHONY_OK;
     }
@@ -57,7 +57,7 @@ int32_t SimulatedCoreService::GetRadioState(int32_t slotId, const sptr<Telephony
             return Telephony::TELEPHONY_NO_ANSWER;
         }
     } else {
-        query.timer = Tasks::RunAfter(fault.delay, std::move(answer));
+        query.timer = Tasks::Timers::System().RunAfter(fault.delay, std::move(answer));
     }
     return Telephony::TELEPHONY_OK;
 }
@@ -82,8 +82,8 @@ void SimulatedCoreService::Stop()
 {
     MutexLock lock(mutex_);
     stopped_ = true;
-    for (const auto& [queryId, query] : open_) {
-        Tasks::CancelTimer(query.timer);
+    for (auto& [queryId, query] : open_) {
+        query.timer.Cancel();
         strand_.Post([self = sptr<SimulatedCoreService>(this), id = queryId] {
             self->Answer(id, Telephony::TELEPHONY_NO_ANSWER);
         });

@@ -30,7 +30,7 @@ private:
     struct Query {
         sptr<Telephony::INetworkSearchCallback> callback;
         int32_t slotId = 0;
-        Tasks::TimerId timer = 0;
+        Tasks::Timer timer;
     };
 
     void Answer(uint64_t queryId, int32_t errorCode);

@@ -213,9 +213,9 @@ std::optional<LinkEnd> SimulatedWifiDevice::MismatchOf(const WifiDeviceConfig& w
 
 void SimulatedWifiDevice::LookAgainAt(steady_clock::time_point time)
 {
-    Tasks::CancelTimer(timer_);
+    timer_.Cancel();
     const auto delay = std::chrono::ceil<std::chrono::microseconds>(time - steady_clock::now());
-    timer_ = Tasks::RunAfter(std::max(delay, std::chrono::microseconds(0)),
+    timer_ = Tasks::Timers::System().RunAfter(std::max(delay, std::chrono::microseconds(0)),
                              [self = sptr<SimulatedWifiDevice>(this)] { self->PostLook(); });
 }
 
@@ -237,7 +237,7 @@ bool SimulatedWifiDevice::StartWatching()
 
 void SimulatedWifiDevice::StopLooking()
 {
-    Tasks::CancelTimer(std::exchange(timer_, 0));
+    timer_.Cancel();
     watcher_.reset();
     joiningAttempt_ = 0;
 }
@@ -256,7 +256,7 @@ void SimulatedWifiDevice::Connect(uint32_t attempt, const std::string& bssid)
         }
         QuviewDFX::LogInfo(LABEL, "connected to \"%{public}s\"", wanted_.ssid);
     }
-    Tasks::CancelTimer(std::exchange(timer_, 0));
+    timer_.Cancel();
     Publish(EventFwk::NetConnState::CONNECTED);
 }
 

@@ -88,7 +88,7 @@ private:
     // Touched on strand_ only.
     bool stopped_ = false;
     std::unique_ptr<FolderWatcher> watcher_;
-    Tasks::TimerId timer_ = 0;
+    Tasks::Timer timer_;
     uint32_t joiningAttempt_ = 0;  // the attempt that joinedAt_ belongs to
     std::chrono::steady_clock::time_point joinedAt_;
     std::string provenSsid_;  // what proof_ was made of; making one is slow

@@ -272,7 +272,7 @@ void CollaborationServer::End(const SessionPtr& ended, int32_t failure)
     }
     session->stage = Stage::ENDED;
     session->failure = failure;
-    (void)Tasks::CancelTimer(session->expiry);
+    session->expiry.Cancel();
     if (!session->inbound) {
         outbound_.erase(session->networkId);
     }
@@ -292,8 +292,8 @@ void CollaborationServer::Close(const SessionPtr& session)
 
 void CollaborationServer::ArmExpiry(const SessionPtr& session, std::chrono::milliseconds delay)
 {
-    session->expiry =
-        Tasks::RunAfter(delay, [self = sptr<CollaborationServer>(this), id = session->id] { self->Expire(id); });
+    session->expiry = Tasks::Timers::System().RunAfter(
+        delay, [self = sptr<CollaborationServer>(this), id = session->id] { self->Expire(id); });
 }
 
 void CollaborationServer::Expire(int32_t sessionId)

@@ -64,7 +64,7 @@ private:
         int32_t failure = COLLABORATION_OK;  // once ended: what those hear who waited for it to open
         std::set<int32_t> abilities = {};    // whose collaborations run over it
         std::chrono::steady_clock::time_point lastUse = {};
-        Tasks::TimerId expiry = 0;  // of an open outbound session
+        Tasks::Timer expiry{};  // of an open outbound session
         bool readySent = false;
         const std::shared_ptr<DataChannel> data = std::make_shared<DataChannel>(id);
     };

@@ -193,11 +193,14 @@ private:
             return;
         }
         const auto left = idle_.front()->idleSince + POOL_THREAD_IDLE_LIMIT - Clock::now();
-        trimArmed_ = CallAfter(std::chrono::ceil<std::chrono::microseconds>(left), [weak = weak_from_this()] {
-                         if (const auto state = weak.lock()) {
-                             state->Trim();
-                         }
-                     }) != 0;
+        Timer trim =
+            Timers::System().CallAfter(std::chrono::ceil<std::chrono::microseconds>(left), [weak = weak_from_this()] {
+                if (const auto state = weak.lock()) {
+                    state->Trim();
+                }
+            });
+        trimArmed_ = trim.IsArmed();
+        trim.Detach();  // nothing to trim when the pool is gone by then
     }
 
     // Retires who has idled for long; on the timer thread.

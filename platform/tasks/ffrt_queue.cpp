@@ -1,10 +1,12 @@
 // Serial queues of the task runtime.
 #include <algorithm>
-#include <map>
+#include <optional>
 #include <thread>
 #include <utility>
+#include <vector>
 
 #include "platform/base/mutex.h"
+#include "platform/tasks/due_queue.h"
 #include "platform/tasks/elastic_pool.h"
 #include "platform/tasks/ffrt.h"
 #include "platform/tasks/ffrt_function.h"
@@ -12,13 +14,14 @@
 
 namespace ffrt {
 
-using Clock = std::chrono::steady_clock;
+using Vexo::Tasks::SteadyTime;
+using Vexo::Tasks::Timers;
 
 class queue_task {
 public:
     std::unique_ptr<ffrt_function_t> function;  // taken by whoever runs or cancels the task
     // Where the task waits in its queue. Constant once it does.
-    std::pair<Clock::time_point, uint64_t> place;
+    Vexo::Tasks::DuePlace place;
 };
 
 // At most one worker, the runner, runs what is due until nothing is; then one timer waits for the next that will be.
@@ -31,13 +34,13 @@ public:
         std::chrono::microseconds delay{0};
         if (attr != nullptr) {
             task->function->name = attr->name;
-            delay = std::chrono::microseconds(std::min(attr->delay_us, MAX_DELAY_US));
+            delay =
+                std::chrono::microseconds(std::min<uint64_t>(attr->delay_us, std::chrono::microseconds::max().count()));
         }
         const Vexo::MutexLock lock(mutex_);
-        task->place = {Clock::now() + delay, ++submissions_};
-        waiting_.emplace(task->place, task);
+        task->place = waiting_.Add(Vexo::Tasks::DueAfter(timers_.Now(), delay), task);
         if (!look_ahead()) {
-            waiting_.erase(task->place);
+            waiting_.Remove(task->place);
             return nullptr;
         }
         return task;
@@ -47,14 +50,12 @@ public:
     {
         std::unique_ptr<ffrt_function_t> cancelled;  // what it holds is released after the lock
         const Vexo::MutexLock lock(mutex_);
-        const auto it = task ? waiting_.find(task->place) : waiting_.end();
-        if (it == waiting_.end() || it->second != task) {
+        if (!task || !waiting_.Remove(task->place)) {
             return 1;
         }
         cancelled = std::move(task->function);
-        waiting_.erase(it);
-        if (waiting_.empty()) {
-            disarm();
+        if (waiting_.IsEmpty()) {
+            timer_.Cancel();
         }
         return 0;
     }
@@ -62,8 +63,8 @@ public:
     void close() EXCLUDES(mutex_)
     {
         Vexo::MutexLock lock(mutex_);
-        decltype(waiting_) dropped = std::exchange(waiting_, {});
-        disarm();
+        std::vector<task_handle> dropped = waiting_.RemoveIf([](const task_handle&) { return true; });
+        timer_.Cancel();
         lock.Unlock();
         dropped.clear();
         lock.Lock();
@@ -73,32 +74,26 @@ public:
     }
 
 private:
-    static constexpr uint64_t MAX_DELAY_US =
-        10ULL * 365 * 24 * 3600 * 1'000'000;  // ten years cannot overflow the clock
-
     // Sees to it that a runner comes when the first task is due; false when the runtime has none to give.
     bool look_ahead() REQUIRES(mutex_)
     {
-        if (running_ || waiting_.empty()) {
+        const std::optional<SteadyTime> due = waiting_.NextDue();
+        if (running_ || !due) {
             return true;
         }
-        const Clock::time_point due = waiting_.begin()->first.first;
-        const auto left = std::chrono::ceil<std::chrono::microseconds>(due - Clock::now());
+        const auto left = std::chrono::ceil<std::chrono::microseconds>(*due - timers_.Now());
         if (left.count() <= 0) {
-            disarm();
+            timer_.Cancel();
             running_ = RuntimePool().Post([self = shared_from_this()] { self->run_due(); });
             return running_;
         }
-        if (timer_ == 0 || due < armedFor_) {
-            disarm();
-            armedFor_ = due;
-            timer_ = Vexo::Tasks::RunAfter(
+        if (!timer_.IsArmed() || *due < armedFor_) {
+            armedFor_ = *due;
+            timer_ = timers_.RunAfter(
                 left, [weak = weak_from_this()] { on_timer(weak); }, RuntimePool());
         }
-        return timer_ != 0;
+        return timer_.IsArmed();
     }
-
-    void disarm() REQUIRES(mutex_) { Vexo::Tasks::CancelTimer(std::exchange(timer_, 0)); }
 
     static void on_timer(const std::weak_ptr<queue_state>& weak)
     {
@@ -120,10 +115,9 @@ private:
     {
         Vexo::MutexLock lock(mutex_);
         runner_ = std::this_thread::get_id();
-        disarm();
-        while (!waiting_.empty() && waiting_.begin()->first.first <= Clock::now()) {
-            std::unique_ptr<ffrt_function_t> function = std::move(waiting_.begin()->second->function);
-            waiting_.erase(waiting_.begin());
+        timer_.Cancel();
+        while (const std::optional<task_handle> task = waiting_.TakeDue(timers_.Now())) {
+            std::unique_ptr<ffrt_function_t> function = std::move((*task)->function);
             lock.Unlock();
             function->Run();
             function.reset();
@@ -137,12 +131,12 @@ private:
 
     Vexo::Mutex mutex_;
     Vexo::CondVar idle_;
-    std::map<std::pair<Clock::time_point, uint64_t>, task_handle> waiting_ GUARDED_BY(mutex_);
-    uint64_t submissions_ GUARDED_BY(mutex_) = 0;
+    Vexo::Tasks::DueQueue<task_handle> waiting_ GUARDED_BY(mutex_);
     bool running_ GUARDED_BY(mutex_) = false;
     std::thread::id runner_ GUARDED_BY(mutex_);
-    Vexo::Tasks::TimerId timer_ GUARDED_BY(mutex_) = 0;
-    Clock::time_point armedFor_ GUARDED_BY(mutex_);
+    Timers& timers_ = Timers::System();
+    Vexo::Tasks::Timer timer_ GUARDED_BY(mutex_);
+    SteadyTime armedFor_ GUARDED_BY(mutex_);
 };
 
 queue::queue(const char* /*name*/) : state_(std::make_shared<queue_state>()) {}

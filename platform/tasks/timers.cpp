@@ -2,12 +2,9 @@
 
 #include <pthread.h>
 
-#include <algorithm>
-#include <map>
+#include <optional>
 #include <system_error>
 #include <thread>
-#include <unordered_map>
-#include <utility>
 
 #include "platform/base/mutex.h"
 #include "platform/dfx/log.h"
@@ -16,59 +13,40 @@ namespace Vexo::Tasks {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Tasks"};
 
-class TimerThread {
+class TimerThread : public Timers {
 public:
-    // Never destroyed: its thread sleeps until the process is gone.
-    static TimerThread& Instance()
-    {
-        static auto* const instance = new TimerThread;  // NOLINT(cppcoreguidelines-owning-memory)
-        return *instance;
-    }
+    SteadyTime Now() const override { return std::chrono::steady_clock::now(); }
 
-    TimerId Arm(std::chrono::microseconds delay, Work work, ElasticPool* pool) EXCLUDES(mutex_)
+private:
+    struct Entry {
+        Work work;
+        ElasticPool* pool = nullptr;  // null: the work runs here
+    };
+
+    DuePlace Arm(std::chrono::microseconds delay, Work work, ElasticPool* pool) override EXCLUDES(mutex_)
     {
         const MutexLock lock(mutex_);
         if (!running_ && !Start()) {
-            return 0;
+            return {};
         }
-        const TimerId id = ++lastId_;
-        // Capped so that a delay of centuries cannot overflow the clock.
-        const Clock::time_point due = Clock::now() + std::min<std::chrono::microseconds>(delay, LONGEST_DELAY);
-        const bool first = entries_.empty() || due < entries_.begin()->first.first;
-        entries_.emplace(Key{due, id}, Entry{std::move(work), pool});
-        dueTimes_.emplace(id, due);
-        if (first) {
+        const SteadyTime due = DueAfter(Now(), delay);
+        const std::optional<SteadyTime> first = queue_.NextDue();
+        const DuePlace place = queue_.Add(due, {std::move(work), pool});
+        if (!first || due < *first) {
             changed_.NotifyOne();
         }
-        return id;
+        return place;
     }
 
-    bool Cancel(TimerId id) EXCLUDES(mutex_)
+    bool Cancel(const DuePlace& place) override EXCLUDES(mutex_)
     {
-        Entry dropped;  // released after the lock
+        std::optional<Entry> dropped;  // destroyed after the lock: what the work holds may cancel timers
         const MutexLock lock(mutex_);
-        const auto it = dueTimes_.find(id);
-        if (it == dueTimes_.end()) {
-            return false;
-        }
-        const auto entry = entries_.find(Key{it->second, id});
-        dropped = std::move(entry->second);
-        entries_.erase(entry);
-        dueTimes_.erase(it);
-        return true;
+        dropped = queue_.Remove(place);
+        return dropped.has_value();
     }
-
-private:
-    static constexpr std::chrono::hours LONGEST_DELAY{24 * 365 * 10};
-    using Key = std::pair<Clock::time_point, TimerId>;
-    struct Entry {
-        Work work;
-        ElasticPool* pool = nullptr;  // none: the work runs here
-    };
 
     static void Fire(Entry entry)
     {
@@ -95,53 +73,64 @@ private:
         pthread_setname_np(pthread_self(), "timers");
         MutexLock lock(mutex_);
         for (;;) {
-            if (entries_.empty()) {
+            if (std::optional<Entry> entry = queue_.TakeDue(Now())) {
+                lock.Unlock();
+                Fire(std::move(*entry));
+                entry.reset();
+                lock.Lock();
+            } else if (const std::optional<SteadyTime> next = queue_.NextDue()) {
+                changed_.WaitUntil(mutex_, *next);
+            } else {
                 changed_.Wait(mutex_);
-                continue;
             }
-            const Key next = entries_.begin()->first;
-            if (next.first > Clock::now()) {
-                changed_.WaitUntil(mutex_, next.first);
-                continue;
-            }
-            Entry entry = std::move(entries_.begin()->second);
-            entries_.erase(entries_.begin());
-            dueTimes_.erase(next.second);
-            lock.Unlock();
-            Fire(std::move(entry));
-            lock.Lock();
         }
     }
 
     Mutex mutex_;
     CondVar changed_;
-    std::map<Key, Entry> entries_ GUARDED_BY(mutex_);  // the next due first
-    std::unordered_map<TimerId, Clock::time_point> dueTimes_ GUARDED_BY(mutex_);
-    TimerId lastId_ GUARDED_BY(mutex_) = 0;
+    DueQueue<Entry> queue_ GUARDED_BY(mutex_);
     bool running_ GUARDED_BY(mutex_) = false;
 };
 
 }  // namespace
 
-TimerId RunAfter(std::chrono::microseconds delay, Work work, ElasticPool& pool)
+Timer& Timer::operator=(Timer&& other) noexcept
+{
+    if (this != &other) {
+        Cancel();
+        timers_ = std::exchange(other.timers_, nullptr);
+        place_ = other.place_;
+    }
+    return *this;
+}
+
+bool Timer::Cancel() noexcept
+{
+    Timers* const timers = std::exchange(timers_, nullptr);
+    return timers != nullptr && timers->Cancel(place_);
+}
+
+Timer Timers::RunAfter(std::chrono::microseconds delay, Work work, ElasticPool& pool)
 {
     if (delay.count() > 0) {
-        return TimerThread::Instance().Arm(delay, std::move(work), &pool);
+        return Wrap(Arm(delay, std::move(work), &pool));
     }
     if (!pool.Post(std::move(work))) {
         QuviewDFX::LogError(LABEL, "the pool is full: work is lost");
     }
-    return 0;
+    return {};
 }
 
-TimerId CallAfter(std::chrono::microseconds delay, Work work)
+Timer Timers::CallAfter(std::chrono::microseconds delay, Work work)
 {
-    return TimerThread::Instance().Arm(delay, std::move(work), nullptr);
+    return Wrap(Arm(delay, std::move(work), nullptr));
 }
 
-bool CancelTimer(TimerId id)
+Timers& Timers::System()
 {
-    return TimerThread::Instance().Cancel(id);
+    // Never destroyed: its thread sleeps until the process is gone.
+    static auto* const timers = new TimerThread;  // NOLINT(cppcoreguidelines-owning-memory)
+    return *timers;
 }
 
 }  // namespace Vexo::Tasks

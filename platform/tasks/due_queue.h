@@ -1,0 +1,97 @@
+// DueQueue: what is to happen at given times, the next first. Behind the platform's timers (timers.h), the runtime's
+// queues (ffrt.h) and event runners (platform/eventloop/event_queue.h). Not thread-safe: its owner's lock guards it.
+#pragma once
+
+#include <algorithm>
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <iterator>
+#include <map>
+#include <optional>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+namespace Vexo::Tasks {
+
+using SteadyTime = std::chrono::steady_clock::time_point;
+
+// now + delay; at most ten years count, so that no delay overflows the clock. In the unit of the delay, for the same
+// reason.
+template <typename Delay>
+SteadyTime DueAfter(SteadyTime now, Delay delay)
+{
+    constexpr std::chrono::hours LONGEST_DELAY{24 * 365 * 10};
+    return now + std::min<Delay>(delay, LONGEST_DELAY);
+}
+
+// Where an entry stands. Of what is due at the same time the smaller priority comes first; within one priority, what
+// was added first.
+struct DuePlace {
+    SteadyTime due;
+    uint32_t priority = 0;
+    uint64_t number = 0;  // of a queue's entries never 0 and never used twice
+
+    friend bool operator<(const DuePlace& left, const DuePlace& right)
+    {
+        return std::tie(left.due, left.priority, left.number) < std::tie(right.due, right.priority, right.number);
+    }
+};
+
+template <typename Entry>
+class DueQueue {
+public:
+    DuePlace Add(SteadyTime due, Entry entry, uint32_t priority = 0)
+    {
+        const DuePlace place{due, priority, ++lastNumber_};
+        entries_.emplace(place, std::move(entry));
+        return place;
+    }
+
+    // When the first entry is due; none in an empty queue.
+    std::optional<SteadyTime> NextDue() const
+    {
+        return entries_.empty() ? std::nullopt : std::optional<SteadyTime>(entries_.begin()->first.due);
+    }
+
+    // Takes the first entry if it is due at that time.
+    std::optional<Entry> TakeDue(SteadyTime now)
+    {
+        if (entries_.empty() || entries_.begin()->first.due > now) {
+            return std::nullopt;
+        }
+        return std::move(entries_.extract(entries_.begin()).mapped());
+    }
+
+    // Removes the entry at that place; none when it was taken or removed before. The caller destroys what it gets after
+    // its lock: an entry may own what takes that lock.
+    std::optional<Entry> Remove(const DuePlace& place)
+    {
+        auto node = entries_.extract(place);
+        return node ? std::optional<Entry>(std::move(node.mapped())) : std::nullopt;
+    }
+
+    // Removes every entry for which the predicate is true. As Remove.
+    template <typename Predicate>
+    std::vector<Entry> RemoveIf(const Predicate& predicate)
+    {
+        std::vector<Entry> removed;
+        for (auto it = entries_.begin(); it != entries_.end();) {
+            const auto next = std::next(it);
+            if (predicate(std::as_const(it->second))) {
+                removed.push_back(std::move(entries_.extract(it).mapped()));
+            }
+            it = next;
+        }
+        return removed;
+    }
+
+    bool IsEmpty() const { return entries_.empty(); }
+
+private:
+    std::map<DuePlace, Entry> entries_;
+    uint64_t lastNumber_ = 0;
+};
+
+}  // namespace Vexo::Tasks
