@@ -43,15 +43,17 @@ bool EventHandler::SendEvent(InnerEvent::Pointer event, int64_t delayTimeMs, Pri
     const std::chrono::milliseconds delay(delayTimeMs);
     const auto level = static_cast<uint32_t>(priority);
     if (event->HasTask()) {
-        runner_->Queue()->Add(delay, level, owner_, event->GetTaskName(), event->GetTaskCallback());
+        runner_->Queue()->Add(delay, level,
+                              {owner_, event->GetTaskName(), event->GetCaller(), event->GetTaskCallback()});
         return true;
     }
     const std::shared_ptr<InnerEvent> shared(std::move(event));
-    runner_->Queue()->Add(delay, level, owner_, "", [weak = weak_from_this(), shared] {
+    auto process = [weak = weak_from_this(), shared] {
         if (const auto handler = weak.lock()) {
             handler->ProcessEvent(InnerEvent::Get(shared->GetInnerEventId(), shared->GetParam(), shared->GetCaller()));
         }
-    });
+    };
+    runner_->Queue()->Add(delay, level, {owner_, "", shared->GetCaller(), std::move(process)});
     return true;
 }
 

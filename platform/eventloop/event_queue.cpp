@@ -1,8 +1,9 @@
 #include "platform/eventloop/event_queue.h"
 
-#include <algorithm>
 #include <exception>
+#include <optional>
 #include <utility>
+#include <vector>
 
 #include "platform/dfx/log.h"
 
@@ -10,53 +11,51 @@ namespace Vexo::AppExecFwk {
 
 namespace {
 
-constexpr std::chrono::hours LONGEST_DELAY{24 * 365 * 10};  // a longer one could overflow the clock
+constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "EventLoop"};
 
-void DeliverGuarded(const EventQueue::Deliver& deliver, const std::string& taskName)
+void LogEnd(const EventQueue::Entry& entry, const char* exception)
 {
-    constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "EventLoop"};
+    QuviewDFX::LogError(LABEL,
+                        "event %{public}s of %{public}s:%{public}d (%{public}s) ended by an exception: %{public}s",
+                        entry.taskName, entry.caller.file, entry.caller.line, entry.caller.function, exception);
+}
+
+void DeliverGuarded(const EventQueue::Entry& entry)
+{
     try {
-        deliver();
+        entry.deliver();
     } catch (const std::exception& exception) {
-        QuviewDFX::LogError(LABEL, "event %{public}s ended by an exception: %{public}s", taskName, exception.what());
+        LogEnd(entry, exception.what());
     } catch (...) {
-        QuviewDFX::LogError(LABEL, "event %{public}s ended by an exception of unknown type", taskName);
+        LogEnd(entry, "of unknown type");
     }
 }
 
 // Due times are whole milliseconds, never early, so that priorities decide among what comes together.
-EventQueue::Clock::time_point DueAfter(std::chrono::milliseconds delay)
+Tasks::SteadyTime WholeDueAfter(std::chrono::milliseconds delay)
 {
-    const EventQueue::Clock::time_point now = EventQueue::Clock::now();
-    return delay.count() == 0 ? std::chrono::floor<std::chrono::milliseconds>(now)
-                              : std::chrono::ceil<std::chrono::milliseconds>(
-                                    now + std::min<std::chrono::milliseconds>(delay, LONGEST_DELAY));
+    using std::chrono::milliseconds;
+    const Tasks::SteadyTime now = std::chrono::steady_clock::now();
+    return delay.count() == 0 ? std::chrono::floor<milliseconds>(now)
+                              : std::chrono::ceil<milliseconds>(Tasks::DueAfter(now, delay));
 }
 
 }  // namespace
 
-void EventQueue::Add(std::chrono::milliseconds delay, uint32_t priority, uint64_t owner, std::string taskName,
-                     Deliver deliver)
+void EventQueue::Add(std::chrono::milliseconds delay, uint32_t priority, Entry entry)
 {
     const MutexLock lock(mutex_);
     if (!stopped_) {
-        entries_.emplace(Place{DueAfter(delay), priority, ++posted_},
-                         Entry{owner, std::move(taskName), std::move(deliver)});
+        entries_.Add(WholeDueAfter(delay), std::move(entry), priority);
         changed_.NotifyAll();
     }
 }
 
 void EventQueue::Remove(uint64_t owner, const std::string& taskName)
 {
-    std::map<Place, Entry> removed;  // what the tasks hold is released after the lock
+    std::vector<Entry> removed;  // what the tasks hold is released after the lock
     const MutexLock lock(mutex_);
-    for (auto it = entries_.begin(); it != entries_.end();) {
-        const auto next = std::next(it);
-        if (it->second.owner == owner && it->second.taskName == taskName) {
-            removed.insert(entries_.extract(it));
-        }
-        it = next;
-    }
+    removed = entries_.RemoveIf([&](const Entry& entry) { return entry.owner == owner && entry.taskName == taskName; });
 }
 
 void EventQueue::Run()
@@ -64,21 +63,16 @@ void EventQueue::Run()
     MutexLock lock(mutex_);
     thread_ = std::this_thread::get_id();
     while (!stopped_) {
-        if (entries_.empty()) {
+        if (std::optional<Entry> entry = entries_.TakeDue(std::chrono::steady_clock::now())) {
+            lock.Unlock();
+            DeliverGuarded(*entry);
+            entry.reset();
+            lock.Lock();
+        } else if (const std::optional<Tasks::SteadyTime> next = entries_.NextDue()) {
+            changed_.WaitUntil(mutex_, *next);
+        } else {
             changed_.Wait(mutex_);
-            continue;
         }
-        const Clock::time_point due = std::get<0>(entries_.begin()->first);
-        if (due > Clock::now()) {
-            changed_.WaitUntil(mutex_, due);
-            continue;
-        }
-        Entry entry = std::move(entries_.begin()->second);
-        entries_.erase(entries_.begin());
-        lock.Unlock();
-        DeliverGuarded(entry.deliver, entry.taskName);
-        entry.deliver = nullptr;
-        lock.Lock();
     }
     ended_ = true;
     changed_.NotifyAll();
@@ -86,20 +80,14 @@ void EventQueue::Run()
 
 void EventQueue::Stop()
 {
-    std::map<Place, Entry> dropped;
+    std::vector<Entry> dropped;  // as in Remove
     const MutexLock lock(mutex_);
     stopped_ = true;
-    dropped.swap(entries_);
+    dropped = entries_.RemoveIf([](const Entry&) { return true; });
     changed_.NotifyAll();
     while (!ended_ && thread_ != std::this_thread::get_id()) {
         changed_.Wait(mutex_);
     }
-}
-
-bool EventQueue::IsCurrentThread()
-{
-    const MutexLock lock(mutex_);
-    return thread_ == std::this_thread::get_id();
 }
 
 }  // namespace Vexo::AppExecFwk

@@ -27,9 +27,4 @@ EventRunner::~EventRunner()
     queue_->Stop();
 }
 
-bool EventRunner::IsCurrentRunnerThread() const
-{
-    return queue_->IsCurrentThread();
-}
-
 }  // namespace Vexo::AppExecFwk

@@ -19,7 +19,6 @@ public:
     // Events that are not due are dropped; waits for the one that runs, unless called on the runner's own thread.
     ~EventRunner();
 
-    bool IsCurrentRunnerThread() const;
     const std::shared_ptr<EventQueue>& Queue() const { return queue_; }
 
 private:

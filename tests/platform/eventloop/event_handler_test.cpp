@@ -7,6 +7,7 @@
 #include <string>
 #include <thread>
 
+#include "tests/support/log_capture.h"
 #include "tests/support/trail.h"
 
 namespace Vexo::AppExecFwk {
@@ -68,17 +69,27 @@ TEST_F(EventHandlerTest, ANumericEventReachesItsHandlerOnTheRunnersThreadAndNotA
         {
             ran.Add(std::to_string(event->GetInnerEventId()) + ":" + std::to_string(event->GetParam()) + ":" +
                     event->GetCaller().function);
+            thread = std::this_thread::get_id();
         }
         Trail<std::string>& ran;
+        std::thread::id thread;
     };
+    const Tests::LogCapture log;
     const auto recorder = std::make_shared<Recorder>(runner_, ran_);
     Hold();
     std::make_shared<Recorder>(runner_, ran_)->SendEvent(1);
-    recorder->SendEvent(InnerEvent::Get([this] { EXPECT_TRUE(runner_->IsCurrentRunnerThread()); }));
-    recorder->SendEvent(InnerEvent::Get([] { throw std::runtime_error("logged"); }));
-    recorder->SendEvent(InnerEvent::Get(2, 40, Caller{"file", "Post", 3}));
+    recorder->SendEvent(
+        InnerEvent::Get([] { throw std::runtime_error("too bad"); }, "task", Caller{"a.cpp", "Post", 3}));
+    recorder->SendEvent(InnerEvent::Get(2, 40, Caller{"b.cpp", "Send", 4}));
+    std::thread::id runnerThread;
+    recorder->SendEvent(InnerEvent::Get([&] {
+        runnerThread = std::this_thread::get_id();
+        ran_.Add("end");
+    }));
     gate_.Open();
-    EXPECT_EQ(ran_.WaitFor(1), (std::vector<std::string>{"2:40:Post"}));
+    EXPECT_EQ(ran_.WaitFor(2), (std::vector<std::string>{"2:40:Send", "end"}));
+    EXPECT_EQ(recorder->thread, runnerThread);
+    EXPECT_TRUE(log.Contains("event task of a.cpp:3 (Post) ended by an exception: too bad"));
 }
 
 TEST_F(EventHandlerTest, TheLastHolderEndsTheRunnerAlsoFromItsOwnThread)
