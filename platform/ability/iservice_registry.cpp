@@ -1,6 +1,7 @@
 #include "platform/ability/iservice_registry.h"
 
 #include "platform/base/mutex.h"
+#include "platform/base/never_destroyed.h"
 
 namespace Vexo {
 namespace {
@@ -12,9 +13,8 @@ struct InstalledManager {
 
 InstalledManager& Installed()
 {
-    // Never destroyed: threads may use it until the process is gone.
-    static auto* const installed = new InstalledManager;  // NOLINT(cppcoreguidelines-owning-memory)
-    return *installed;
+    static NeverDestroyed<InstalledManager> installed;
+    return installed.value;
 }
 
 }  // namespace

@@ -1,11 +1,11 @@
 #include "platform/ability/system_ability.h"
 
-#include <exception>
 #include <map>
 
 #include "platform/ability/iservice_registry.h"
 #include "platform/base/mutex.h"
-#include "platform/dfx/log.h"
+#include "platform/base/never_destroyed.h"
+#include "platform/dfx/guard.h"
 
 namespace Vexo {
 namespace {
@@ -19,25 +19,16 @@ struct RegisteredAbilities {
 
 RegisteredAbilities& Registered()
 {
-    // Never destroyed: threads may use it until the process is gone.
-    static auto* const registered = new RegisteredAbilities;  // NOLINT(cppcoreguidelines-owning-memory)
-    return *registered;
+    static NeverDestroyed<RegisteredAbilities> registered;
+    return registered.value;
 }
 
 // Runs a step of the ability's own code. False when it let an exception out.
 template <typename Step>
-bool Guarded(int32_t id, const char* name, Step step)
+bool Guarded(int32_t id, const char* name, const Step& step)
 {
-    try {
-        step();
-        return true;
-    } catch (const std::exception& failure) {
-        QuviewDFX::LogError(LABEL, "%{public}s of ability %{public}d let an exception out: %{public}s", name, id,
-                            failure.what());
-    } catch (...) {
-        QuviewDFX::LogError(LABEL, "%{public}s of ability %{public}d let an exception out", name, id);
-    }
-    return false;
+    return QuviewDFX::RunGuarded(
+        LABEL, [&] { return std::string(name) + " of ability " + std::to_string(id); }, step);
 }
 
 }  // namespace

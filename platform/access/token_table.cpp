@@ -30,9 +30,8 @@ const TokenFacts& Match(const std::vector<ResolvedEntry>& entries, const PeerCre
 
 TokenTable& TokenTable::Instance()
 {
-    // Never destroyed: threads may use it until the process is gone.
-    static auto* const table = new TokenTable;  // NOLINT(cppcoreguidelines-owning-memory)
-    return *table;
+    static NeverDestroyed<TokenTable> table;
+    return table.value;
 }
 
 TokenTable::TokenTable() : self_{TOKEN_NATIVE, APL_SYSTEM_CORE, true, {}, "this process"}, nobody_{}

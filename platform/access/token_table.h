@@ -14,6 +14,7 @@
 
 #include "platform/access/policy.h"
 #include "platform/base/mutex.h"
+#include "platform/base/never_destroyed.h"
 #include "platform/base/nocopyable.h"
 
 namespace Vexo::Security {
@@ -53,6 +54,7 @@ public:
     }
 
 private:
+    friend NeverDestroyed<TokenTable>;
     TokenTable();
 
     mutable Mutex mutex_;

@@ -10,6 +10,7 @@
 #include <string>
 #include <string_view>
 
+#include "platform/base/check.h"
 #include "platform/base/result.h"
 #include "platform/base/utf8.h"
 
@@ -45,12 +46,14 @@ std::string IndentedJson(const cJSON* value);
 // A member for the object, which must not have it yet. What a JSON string cannot hold is escaped (EscapeInvalid).
 inline void AddText(cJSON* object, const char* key, const std::string& text)
 {
+    DISTNET_ASSERT(cJSON_GetObjectItemCaseSensitive(object, key) == nullptr, "an object has a key once");
     cJSON_AddStringToObject(object, key, EscapeInvalid(text).c_str());
 }
 
 // The same; beyond 2^53 a JSON number is not exact (RFC 8259, 6).
 inline void AddNumber(cJSON* object, const char* key, uint64_t number)
 {
+    DISTNET_ASSERT(cJSON_GetObjectItemCaseSensitive(object, key) == nullptr, "an object has a key once");
     cJSON_AddNumberToObject(object, key, static_cast<double>(number));
 }
 

@@ -7,6 +7,8 @@
 #include <condition_variable>
 #include <mutex>
 
+#include "platform/base/check.h"
+
 #if defined(__clang__)
 #define VEXO_THREAD_ANNOTATION(x) __attribute__((x))
 #else
@@ -52,11 +54,13 @@ public:
     // Let go for a call that must not run under the lock, and take it again.
     void Unlock() RELEASE()
     {
+        DISTNET_ASSERT(held_, "only a held lock is let go");
         held_ = false;
         mutex_.unlock();
     }
     void Lock() ACQUIRE()
     {
+        DISTNET_ASSERT(!held_, "a held lock is not taken again");
         mutex_.lock();
         held_ = true;
     }

@@ -9,6 +9,8 @@
 #include <cstdint>
 #include <utility>
 
+#include "platform/base/check.h"
+
 namespace Vexo {
 
 class RefBase {
@@ -21,7 +23,9 @@ public:
     // Destroys the object when this was the last reference.
     void DecStrongRef() const noexcept
     {
-        if (strong_.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+        const int32_t before = strong_.fetch_sub(1, std::memory_order_acq_rel);
+        DISTNET_CHECK(before > 0, "each reference is released once");
+        if (before == 1) {
             delete this;
         }
     }

@@ -3,7 +3,10 @@
 
 #include <unistd.h>
 
+#include <cerrno>
 #include <utility>
+
+#include "platform/base/check.h"
 
 namespace Vexo {
 
@@ -25,7 +28,8 @@ public:
     void Reset(int fd = -1) noexcept
     {
         if (fd_ >= 0) {
-            ::close(fd_);
+            [[maybe_unused]] const int closed = ::close(fd_);
+            DISTNET_ASSERT(closed == 0 || errno != EBADF, "a descriptor has one owner, which closes it");
         }
         fd_ = fd;
     }

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "platform/ability/iservice_registry.h"
+#include "platform/base/never_destroyed.h"
 #include "platform/dfx/log.h"
 #include "platform/softbus/session.h"
 #include "platform/tasks/elastic_pool.h"
@@ -25,9 +26,8 @@ struct Current {
 
 Current& CurrentServer()
 {
-    // Never destroyed: callbacks may come until the process is gone.
-    static auto* const current = new Current;  // NOLINT(cppcoreguidelines-owning-memory)
-    return *current;
+    static NeverDestroyed<Current> current;
+    return current.value;
 }
 
 sptr<CollaborationServer> Server()

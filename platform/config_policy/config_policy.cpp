@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "platform/base/mutex.h"
+#include "platform/base/never_destroyed.h"
 
 namespace Vexo {
 
@@ -17,11 +18,10 @@ struct Roots {
     std::vector<std::filesystem::path> lowestFirst GUARDED_BY(mutex){"/usr/share/distnet", "/etc/distnet"};
 };
 
-// Never destroyed: look-ups run until the process is gone.
 Roots& PolicyRoots()
 {
-    static auto* const roots = new Roots;  // NOLINT(cppcoreguidelines-owning-memory)
-    return *roots;
+    static NeverDestroyed<Roots> roots;
+    return roots.value;
 }
 
 bool StaysBelowItsRoot(const std::filesystem::path& suffix)

@@ -11,6 +11,7 @@
 #include <memory_resource>
 #include <string>
 
+#include "platform/base/never_destroyed.h"
 #include "platform/base/utf8.h"
 #include "platform/dfx/sink_holder.h"
 #include "platform/dfx/sinks.h"

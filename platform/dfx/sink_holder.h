@@ -32,14 +32,4 @@ private:
     std::shared_ptr<Sink> sink_ GUARDED_BY(mutex_);
 };
 
-// A global that is constant-initialised and never destroyed: threads report until the process is gone, and reaching it
-// costs no check.
-template <typename T>
-union NeverDestroyed {
-    constexpr NeverDestroyed() : value() {}
-    ~NeverDestroyed() {}  // NOLINT(modernize-use-equals-default): "= default" would be deleted
-
-    T value;
-};
-
 }  // namespace Vexo::QuviewDFX

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "platform/base/never_destroyed.h"
 #include "platform/dfx/sink_holder.h"
 
 namespace Vexo::QuviewDFX {

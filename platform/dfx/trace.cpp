@@ -1,5 +1,6 @@
 #include "platform/dfx/trace.h"
 
+#include "platform/base/never_destroyed.h"
 #include "platform/dfx/sink_holder.h"
 #include "platform/dfx/sinks.h"
 

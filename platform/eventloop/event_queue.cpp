@@ -1,11 +1,10 @@
 #include "platform/eventloop/event_queue.h"
 
-#include <exception>
 #include <optional>
 #include <utility>
 #include <vector>
 
-#include "platform/dfx/log.h"
+#include "platform/dfx/guard.h"
 
 namespace Vexo::AppExecFwk {
 
@@ -13,29 +12,18 @@ namespace {
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "EventLoop"};
 
-void LogEnd(const EventQueue::Entry& entry, const char* exception)
+std::string NameOf(const EventQueue::Entry& entry)
 {
-    QuviewDFX::LogError(LABEL,
-                        "event %{public}s of %{public}s:%{public}d (%{public}s) ended by an exception: %{public}s",
-                        entry.taskName, entry.caller.file, entry.caller.line, entry.caller.function, exception);
-}
-
-void DeliverGuarded(const EventQueue::Entry& entry)
-{
-    try {
-        entry.deliver();
-    } catch (const std::exception& exception) {
-        LogEnd(entry, exception.what());
-    } catch (...) {
-        LogEnd(entry, "of unknown type");
-    }
+    const Caller& caller = entry.caller;
+    return "event " + entry.taskName + " of " + caller.file + ":" + std::to_string(caller.line) + " (" +
+           caller.function + ")";
 }
 
 // Due times are whole milliseconds, never early, so that priorities decide among what comes together.
-Tasks::SteadyTime WholeDueAfter(std::chrono::milliseconds delay)
+SteadyTime WholeDueAfter(std::chrono::milliseconds delay)
 {
     using std::chrono::milliseconds;
-    const Tasks::SteadyTime now = std::chrono::steady_clock::now();
+    const SteadyTime now = std::chrono::steady_clock::now();
     return delay.count() == 0 ? std::chrono::floor<milliseconds>(now)
                               : std::chrono::ceil<milliseconds>(Tasks::DueAfter(now, delay));
 }
@@ -65,10 +53,11 @@ void EventQueue::Run()
     while (!stopped_) {
         if (std::optional<Entry> entry = entries_.TakeDue(std::chrono::steady_clock::now())) {
             lock.Unlock();
-            DeliverGuarded(*entry);
+            QuviewDFX::RunGuarded(
+                LABEL, [&] { return NameOf(*entry); }, entry->deliver);
             entry.reset();
             lock.Lock();
-        } else if (const std::optional<Tasks::SteadyTime> next = entries_.NextDue()) {
+        } else if (const std::optional<SteadyTime> next = entries_.NextDue()) {
             changed_.WaitUntil(mutex_, *next);
         } else {
             changed_.Wait(mutex_);

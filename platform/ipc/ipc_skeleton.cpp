@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include "platform/base/mutex.h"
+#include "platform/base/never_destroyed.h"
 
 namespace Vexo {
 namespace {
@@ -16,9 +17,8 @@ struct Self {
 
 Self& TheSelf()
 {
-    // Never destroyed: threads may use it until the process is gone.
-    static auto* const self = new Self;  // NOLINT(cppcoreguidelines-owning-memory)
-    return *self;
+    static NeverDestroyed<Self> self;
+    return self.value;
 }
 
 CallerIdentity CurrentIdentity()

@@ -13,9 +13,9 @@
 #include <utility>
 #include <vector>
 
-namespace Vexo::Tasks {
+#include "platform/base/clock.h"
 
-using SteadyTime = std::chrono::steady_clock::time_point;
+namespace Vexo::Tasks {
 
 // now + delay; at most ten years count, so that no delay overflows the clock. In the unit of the delay, for the same
 // reason.

@@ -3,14 +3,15 @@
 #include <pthread.h>
 
 #include <deque>
-#include <exception>
 #include <system_error>
 #include <thread>
 #include <utility>
 #include <vector>
 
+#include "platform/base/check.h"
 #include "platform/base/mutex.h"
-#include "platform/dfx/log.h"
+#include "platform/base/never_destroyed.h"
+#include "platform/dfx/guard.h"
 #include "platform/tasks/timers.h"
 
 namespace Vexo::Tasks {
@@ -20,23 +21,13 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Tasks"};
+constexpr const char* WORK = "work";    // what a log line calls it
 constexpr size_t MAX_THREAD_NAME = 15;  // pthread_setname_np(3)
 
 struct Job {
     Work work;
     Work finished;  // may be empty
 };
-
-void RunGuarded(const Work& work)
-{
-    try {
-        work();
-    } catch (const std::exception& exception) {
-        QuviewDFX::LogError(LABEL, "work ended by an exception: %{public}s", exception.what());
-    } catch (...) {
-        QuviewDFX::LogError(LABEL, "work ended by an exception of unknown type");
-    }
-}
 
 }  // namespace
 
@@ -139,7 +130,7 @@ private:
         pthread_setname_np(pthread_self(), name_.c_str());
         Job job = std::exchange(worker->job, {});
         while (job.work) {
-            RunGuarded(job.work);
+            QuviewDFX::RunGuarded(LABEL, WORK, job.work);
             job.work = nullptr;
             job = Next(worker, job.finished);
         }
@@ -256,9 +247,8 @@ size_t ElasticPool::QueuedCount() const
 
 ElasticPool& ElasticPool::Shared()
 {
-    // Never destroyed: its workers may run until the process is gone.
-    static auto* const pool = new ElasticPool("platform");  // NOLINT(cppcoreguidelines-owning-memory)
-    return *pool;
+    static NeverDestroyed<ElasticPool> pool("platform");
+    return pool.value;
 }
 
 class Strand::State : public std::enable_shared_from_this<State> {
@@ -308,7 +298,7 @@ private:
             Work work = std::move(queue_.front());
             queue_.pop_front();
             lock.Unlock();
-            RunGuarded(work);
+            QuviewDFX::RunGuarded(LABEL, WORK, work);
             work = nullptr;  // what it holds may post here again
             lock.Lock();
             ++ran_;
@@ -339,6 +329,7 @@ bool Strand::Post(Work work)
 
 void Strand::Drain()
 {
+    DISTNET_ASSERT(!RunsOnThisThread(), "work of a strand does not wait for the strand");
     state_->Drain();
 }
 

@@ -7,6 +7,8 @@
 #include <utility>
 
 #include "platform/base/mutex.h"
+#include "platform/base/never_destroyed.h"
+#include "platform/dfx/guard.h"
 #include "platform/dfx/log.h"
 #include "platform/dfx/trace.h"
 #include "platform/tasks/elastic_pool.h"
@@ -87,13 +89,8 @@ bool Start(std::unique_ptr<ffrt_function_t> function)
 
 void ffrt_function_t::Run()
 {
-    try {
-        callable();
-    } catch (const std::exception& exception) {
-        Vexo::QuviewDFX::LogError(LABEL, "task %{public}s ended by an exception: %{public}s", name, exception.what());
-    } catch (...) {
-        Vexo::QuviewDFX::LogError(LABEL, "task %{public}s ended by an exception of unknown type", name);
-    }
+    Vexo::QuviewDFX::RunGuarded(
+        LABEL, [this] { return "task " + name; }, callable);
     callable = nullptr;
     Vexo::QuviewDFX::EndTaskSpans();
     t_context = nullptr;  // the worker's next task has a context of its own
@@ -101,9 +98,8 @@ void ffrt_function_t::Run()
 
 Vexo::Tasks::ElasticPool& RuntimePool()
 {
-    // Never destroyed: tasks may run until the process is gone.
-    static auto* const pool = new Vexo::Tasks::ElasticPool("ffrt");  // NOLINT(cppcoreguidelines-owning-memory)
-    return *pool;
+    static Vexo::NeverDestroyed<Vexo::Tasks::ElasticPool> pool("ffrt");
+    return pool.value;
 }
 
 void ffrt_task_attr_init(ffrt_task_attr_t* attr)

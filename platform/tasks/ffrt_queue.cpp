@@ -14,7 +14,7 @@
 
 namespace ffrt {
 
-using Vexo::Tasks::SteadyTime;
+using Vexo::SteadyTime;
 using Vexo::Tasks::Timers;
 
 class queue_task {

@@ -6,7 +6,9 @@
 #include <system_error>
 #include <thread>
 
+#include "platform/base/check.h"
 #include "platform/base/mutex.h"
+#include "platform/base/never_destroyed.h"
 #include "platform/dfx/log.h"
 
 namespace Vexo::Tasks {
@@ -17,7 +19,8 @@ constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Tasks"};
 
 class TimerThread : public Timers {
 public:
-    SteadyTime Now() const override { return std::chrono::steady_clock::now(); }
+    SteadyTime Now() const override { return Clock::System().Now(); }
+    WallTime WallNow() const override { return Clock::System().WallNow(); }
 
 private:
     struct Entry {
@@ -112,6 +115,7 @@ bool Timer::Cancel() noexcept
 
 Timer Timers::RunAfter(std::chrono::microseconds delay, Work work, ElasticPool& pool)
 {
+    DISTNET_ASSERT(work, "a timer has work");
     if (delay.count() > 0) {
         return Wrap(Arm(delay, std::move(work), &pool));
     }
@@ -123,14 +127,14 @@ Timer Timers::RunAfter(std::chrono::microseconds delay, Work work, ElasticPool& 
 
 Timer Timers::CallAfter(std::chrono::microseconds delay, Work work)
 {
+    DISTNET_ASSERT(work, "a timer has work");
     return Wrap(Arm(delay, std::move(work), nullptr));
 }
 
 Timers& Timers::System()
 {
-    // Never destroyed: its thread sleeps until the process is gone.
-    static auto* const timers = new TimerThread;  // NOLINT(cppcoreguidelines-owning-memory)
-    return *timers;
+    static NeverDestroyed<TimerThread> timers;
+    return timers.value;
 }
 
 }  // namespace Vexo::Tasks

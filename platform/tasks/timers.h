@@ -6,7 +6,7 @@
 #include <chrono>
 #include <utility>
 
-#include "platform/base/nocopyable.h"
+#include "platform/base/clock.h"
 #include "platform/tasks/due_queue.h"
 #include "platform/tasks/elastic_pool.h"
 
@@ -37,13 +37,9 @@ private:
     DuePlace place_;
 };
 
-// Arms timers, and tells the time by which they are due. Outlives its timers.
-class Timers : public NoCopyable {
+// Arms timers; the clock by which they are due. Outlives its timers.
+class Timers : public Clock {
 public:
-    virtual ~Timers() = default;
-
-    virtual SteadyTime Now() const = 0;
-
     // Runs work once on the pool after delay (at most ten years count). Does not block. Work without a delay is handed
     // to the pool at once. That, and work that is refused for want of a thread, which is logged, leaves no armed timer.
     Timer RunAfter(std::chrono::microseconds delay, Work work, ElasticPool& pool = ElasticPool::Shared());
@@ -51,13 +47,13 @@ public:
     // as RunAfter.
     Timer CallAfter(std::chrono::microseconds delay, Work work);
 
-    // Those of the steady clock. Live to the end of the process.
+    // This machine's. Live to the end of the process.
     static Timers& System();
 
 protected:
     // pool: null where the work runs on the watching thread. A place of number 0 when there is no such thread.
     virtual DuePlace Arm(std::chrono::microseconds delay, Work work, ElasticPool* pool) = 0;
-    // Whether the work was still to come. Not noexcept by need: it only takes a lock and destroys work.
+    // Whether the work was still to come.
     virtual bool Cancel(const DuePlace& place) = 0;
 
 private:

@@ -1,0 +1,15 @@
+#include "platform/base/check.h"
+
+#include <cstdio>
+#include <cstdlib>
+
+namespace Vexo {
+
+void EndByBreach(const char* condition, const char* contract, const char* file, int line) noexcept
+{
+    // Not through the log, which may be what is broken.
+    std::fprintf(stderr, "%s:%d: contract broken: %s (%s)\n", file, line, contract, condition);
+    std::abort();
+}
+
+}  // namespace Vexo

@@ -1,0 +1,30 @@
+// Clock: where the time comes from. What decides by the time is given one, so that a test advances it
+// (tests/support/manual_timers.h). Clock::System() is this machine's. Any thread; nothing blocks.
+#pragma once
+
+#include <chrono>
+
+namespace Vexo {
+
+using SteadyTime = std::chrono::steady_clock::time_point;
+using WallTime = std::chrono::system_clock::time_point;
+
+class Clock {
+public:
+    virtual ~Clock() = default;
+
+    // For durations and deadlines: nobody sets it.
+    virtual SteadyTime Now() const = 0;
+    // For dates: a person or a time server may set it at any moment, also back.
+    virtual WallTime WallNow() const = 0;
+
+    // Lives to the end of the process.
+    static const Clock& System();
+
+protected:
+    Clock() = default;
+    Clock(const Clock&) = default;
+    Clock& operator=(const Clock&) = default;
+};
+
+}  // namespace Vexo

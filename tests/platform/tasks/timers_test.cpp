@@ -1,0 +1,75 @@
+#include "platform/tasks/timers.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "tests/support/manual_timers.h"
+#include "tests/support/trail.h"
+
+namespace Vexo::Tasks {
+namespace {
+
+using std::chrono::milliseconds;
+using Tests::ManualTimers;
+using Tests::Trail;
+
+TEST(TimersTest, WorkRunsByDueTimeAndNotBeforeAlsoWhatIsArmedOnTheWay)
+{
+    ManualTimers timers;
+    std::vector<std::string> ran;
+    const auto add = [&](const char* name) { return [&ran, name] { ran.emplace_back(name); }; };
+    Timer late = timers.RunAfter(milliseconds(20), add("late"));
+    Timer soon = timers.RunAfter(milliseconds(10), add("soon"));
+    Timer same = timers.RunAfter(milliseconds(10), add("same"));
+    Timer nested;
+    Timer arming =
+        timers.CallAfter(milliseconds(5), [&] { nested = timers.CallAfter(milliseconds(7), add("nested")); });
+    timers.Advance(milliseconds(9));
+    EXPECT_TRUE(ran.empty());
+    timers.Advance(milliseconds(11));
+    EXPECT_EQ(ran, (std::vector<std::string>{"soon", "same", "nested", "late"}));
+}
+
+TEST(TimersTest, ATimerThatIsCancelledReplacedOrDestroyedDoesNotFireAndADetachedOneDoes)
+{
+    ManualTimers timers;
+    std::vector<std::string> ran;
+    const auto arm = [&](const char* name) {
+        return timers.RunAfter(milliseconds(1), [&ran, name] { ran.emplace_back(name); });
+    };
+    Timer cancelled = arm("cancelled");
+    EXPECT_TRUE(cancelled.Cancel());
+    EXPECT_FALSE(cancelled.IsArmed());
+    EXPECT_FALSE(cancelled.Cancel());
+    Timer replaced = arm("replaced");
+    replaced = arm("replacement");
+    Timer moved = std::move(replaced);
+    {
+        const Timer destroyed = arm("destroyed");
+    }
+    arm("detached").Detach();
+    timers.Advance(milliseconds(1));
+    EXPECT_EQ(ran, (std::vector<std::string>{"replacement", "detached"}));
+    EXPECT_TRUE(moved.IsArmed());
+    EXPECT_FALSE(moved.Cancel());
+}
+
+TEST(TimersTest, TheMachinesTimersFireAtTheirTimeCancelAndTakeADelayOfCenturies)
+{
+    Timers& timers = Timers::System();
+    Trail<SteadyTime> fired;
+    Timer never = timers.RunAfter(std::chrono::microseconds::max(), [&] { fired.Add({}); });
+    const SteadyTime armed = timers.Now();
+    Timer far = timers.RunAfter(milliseconds(60'000), [&] { fired.Add({}); });
+    Timer near = timers.RunAfter(milliseconds(5), [&] { fired.Add(timers.Now()); });
+    const std::vector<SteadyTime> times = fired.WaitFor(1);
+    ASSERT_EQ(times.size(), 1U);
+    EXPECT_GE(times.front() - armed, milliseconds(5));
+    EXPECT_TRUE(far.Cancel());
+    EXPECT_TRUE(never.Cancel());
+}
+
+}  // namespace
+}  // namespace Vexo::Tasks
