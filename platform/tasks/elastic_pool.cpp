@@ -31,11 +31,23 @@ struct Job {
 
 }  // namespace
 
-// Work goes straight to an idle worker, or to a new one, and waits in the queue only when there may be no more threads.
-// So work never waits behind a blocked worker below the limit.
+bool StartDetachedThread(Work run)
+{
+    try {
+        std::thread(std::move(run)).detach();
+        return true;
+    } catch (const std::system_error&) {
+        return false;
+    }
+}
+
+// Work goes straight to an idle worker, or to a new one, and waits in the queue only when there may be no more threads
+// or the system refuses one. So work never waits behind a blocked worker below the limit. While work is queued, at
+// least one worker runs and none is idle.
 class ElasticPool::State : public std::enable_shared_from_this<State> {
 public:
-    State(const std::string& name, size_t maxThreads) : name_(name.substr(0, MAX_THREAD_NAME)), maxThreads_(maxThreads)
+    State(const std::string& name, size_t maxThreads, ThreadStarter startThread)
+        : name_(name.substr(0, MAX_THREAD_NAME)), maxThreads_(maxThreads), startThread_(std::move(startThread))
     {
     }
 
@@ -45,6 +57,17 @@ public:
             return false;
         }
         MutexLock lock(mutex_);
+        bool refused = false;
+        if (idle_.empty() && queue_.empty() && threads_ < maxThreads_) {
+            if (StartWorker(job)) {
+                return true;
+            }
+            refused = true;
+        }
+        // Without a worker it shows only now, with the threads that other posts start, whether there will be one.
+        while (idle_.empty() && starting_ > 0 && starting_ == threads_) {
+            settled_.Wait(mutex_);
+        }
         if (!idle_.empty()) {
             const std::shared_ptr<Worker> worker = std::move(idle_.back());
             idle_.pop_back();
@@ -53,20 +76,15 @@ public:
             worker->handed.NotifyOne();
             return true;
         }
-        if (threads_ < maxThreads_) {
-            ++threads_;
-            lock.Unlock();
-            if (StartWorker(job)) {
-                return true;
-            }
-            lock.Lock();
-            --threads_;
-            gone_.NotifyAll();
-        }
         if (threads_ == 0 || queue_.size() >= MAX_POOL_QUEUE) {
             return false;
         }
         queue_.push_back(std::move(job));
+        // Work that waits since the system refused a thread goes first: a new worker takes it from the queue.
+        Job none;
+        if (!refused && threads_ < maxThreads_ && StartWorker(none)) {
+            return true;
+        }
         if (!warned_) {
             warned_ = true;
             const auto threads = static_cast<uint32_t>(threads_);
@@ -110,25 +128,34 @@ private:
         CondVar handed;
     };
 
-    // False when the system has no thread to give; the job is then as it was. Not under the lock: it takes the kernel
-    // long.
-    bool StartWorker(Job& job) EXCLUDES(mutex_)
+    // Starts a worker with the job, or with none to take one from the queue. False when the system has no thread to
+    // give; the job is then as it was. Lets the lock go meanwhile: it takes the kernel long.
+    bool StartWorker(Job& job) REQUIRES(mutex_)
     {
         auto worker = std::make_shared<Worker>();
         worker->job = std::move(job);
-        try {
-            std::thread([state = shared_from_this(), worker] { state->Run(worker); }).detach();
-        } catch (const std::system_error&) {
+        ++threads_;
+        ++starting_;
+        mutex_.unlock();
+        const bool started = startThread_([state = shared_from_this(), worker] { state->Run(worker); });
+        mutex_.lock();
+        --starting_;
+        if (!started) {
             job = std::move(worker->job);
-            return false;
+            --threads_;
+            gone_.NotifyAll();
         }
-        return true;
+        settled_.NotifyAll();
+        return started;
     }
 
     void Run(const std::shared_ptr<Worker>& worker) EXCLUDES(mutex_)
     {
         pthread_setname_np(pthread_self(), name_.c_str());
         Job job = std::exchange(worker->job, {});
+        if (!job.work) {
+            job = Next(worker, nullptr);
+        }
         while (job.work) {
             QuviewDFX::RunGuarded(LABEL, WORK, job.work);
             job.work = nullptr;
@@ -211,17 +238,21 @@ private:
 
     const std::string name_;
     const size_t maxThreads_;
+    const ThreadStarter startThread_;
     Mutex mutex_;
     std::deque<Job> queue_ GUARDED_BY(mutex_);
     std::vector<std::shared_ptr<Worker>> idle_ GUARDED_BY(mutex_);  // the longest idle first
-    size_t threads_ GUARDED_BY(mutex_) = 0;
+    size_t threads_ GUARDED_BY(mutex_) = 0;                         // those that are being started included
+    size_t starting_ GUARDED_BY(mutex_) = 0;  // threads that the system has neither given nor refused yet
     bool closing_ GUARDED_BY(mutex_) = false;
     bool trimArmed_ GUARDED_BY(mutex_) = false;
     bool warned_ GUARDED_BY(mutex_) = false;
     CondVar gone_;
+    CondVar settled_;
 };
 
-ElasticPool::ElasticPool(const std::string& name, size_t maxThreads) : state_(std::make_shared<State>(name, maxThreads))
+ElasticPool::ElasticPool(const std::string& name, size_t maxThreads, ThreadStarter startThread)
+    : state_(std::make_shared<State>(name, maxThreads, std::move(startThread)))
 {
 }
 

@@ -20,15 +20,21 @@ inline constexpr std::chrono::seconds POOL_THREAD_IDLE_LIMIT{10};
 
 using Work = std::function<void()>;
 
+// Runs the work on a new thread; false when the system refuses one, and then the work never runs.
+using ThreadStarter = std::function<bool(Work run)>;
+bool StartDetachedThread(Work run);
+
 class ElasticPool : public NoCopyable {
 public:
-    // name labels the threads (at most 15 bytes are shown by the system).
-    explicit ElasticPool(const std::string& name, size_t maxThreads = MAX_POOL_THREADS);
+    // name labels the threads (at most 15 bytes are shown by the system). startThread is called by Post, on any thread.
+    explicit ElasticPool(const std::string& name, size_t maxThreads = MAX_POOL_THREADS,
+                         ThreadStarter startThread = StartDetachedThread);
     // Runs what is queued, then joins. A worker blocked in its work blocks the destructor: the host ends without it.
     ~ElasticPool();
 
-    // Does not block. False when the work will not run: it is empty, the queue is full, or the system refuses even the
-    // first thread. An exception that leaves the work is logged and ends there.
+    // Blocks no longer than the system takes to give or refuse a thread. False when the work will not run: it is empty,
+    // the queue is full, or the system refuses even the first thread. A thread refused later makes the work wait for a
+    // worker, and the next post asks again. An exception that leaves the work is logged and ends there.
     //
     // finished, when given, runs on the same thread once the work has ended and its worker is free again: the place to
     // wake whoever waits for the work, so that what the woken thread posts next finds that worker. It must neither

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <future>
 #include <numeric>
 #include <stdexcept>
 
@@ -32,6 +34,75 @@ TEST(ElasticPoolTest, BeyondItsThreadsWorkWaitsInOrderWithOneWarningAndOnlyAFull
     EXPECT_EQ(log.Count("all 1 threads of pool small are busy"), 1U);
     gate.Open();
     EXPECT_EQ(ran.WaitFor(3), (std::vector<int>{0, 1, 2}));
+}
+
+// Gives a pool its threads, refuses them, or lets the post wait for the answer.
+class ThreadSource {
+public:
+    ThreadStarter Starter()
+    {
+        return [this](Work run) {
+            asked.Add(true);
+            if (const std::function<void()> wait = std::exchange(beforeAnswer, nullptr)) {
+                wait();
+            }
+            return gives.load() && StartDetachedThread(std::move(run));
+        };
+    }
+
+    std::atomic<bool> gives{true};
+    std::function<void()> beforeAnswer;  // runs once
+    Trail<bool> asked;
+};
+
+TEST(ElasticPoolTest, WorkWhoseThreadIsRefusedGoesToTheWorkerThatBecameIdleMeanwhile)
+{
+    ThreadSource source;
+    Trail<int> ran;
+    Gate gate;
+    ElasticPool pool("refused", 4, source.Starter());
+    ASSERT_TRUE(pool.Post(gate.Way(), [&] { ran.Add(1); }));
+    source.gives = false;
+    source.beforeAnswer = [&] {
+        gate.Open();
+        ran.WaitFor(1);
+    };
+    ASSERT_TRUE(pool.Post([&] { ran.Add(2); }));
+    EXPECT_EQ(ran.WaitFor(2), (std::vector<int>{1, 2}));
+    EXPECT_EQ(pool.ThreadCount(), 1U);
+}
+
+TEST(ElasticPoolTest, PostsWhoseThreadsAreRefusedTogetherAreBothRefused)
+{
+    ThreadSource source;
+    source.gives = false;
+    ElasticPool pool("refused", 4, source.Starter());
+    std::future<bool> second;
+    source.beforeAnswer = [&] {
+        second = std::async(std::launch::async, [&] { return pool.Post([] {}); });
+        source.asked.WaitFor(2);
+    };
+    EXPECT_FALSE(pool.Post([] {}));
+    EXPECT_FALSE(second.get());
+    EXPECT_EQ(pool.QueuedCount(), 0U);
+    source.gives = true;
+    Trail<int> ran;
+    EXPECT_TRUE(pool.Post([&] { ran.Add(1); }));
+    EXPECT_EQ(ran.WaitFor(1).size(), 1U);
+}
+
+TEST(ElasticPoolTest, WorkThatWaitsForARefusedThreadRunsOnTheNextOneThatIsGiven)
+{
+    ThreadSource source;
+    Trail<int> ran;
+    ElasticPool pool("refused", 4, source.Starter());
+    const Gate gate;
+    ASSERT_TRUE(pool.Post(gate.Way()));
+    source.gives = false;
+    ASSERT_TRUE(pool.Post([&] { ran.Add(1); }));
+    source.gives = true;
+    ASSERT_TRUE(pool.Post([&] { ran.Add(2); }));
+    EXPECT_EQ(ran.WaitFor(2), (std::vector<int>{1, 2})) << "the first worker is blocked all the while";
 }
 
 TEST(StrandTest, RunsInPostingOrderPastExceptionsAlsoAfterItsOwnerLetGo)
