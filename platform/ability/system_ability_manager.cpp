@@ -2,6 +2,7 @@
 
 #include <exception>
 #include <map>
+#include <optional>
 #include <utility>
 
 #include "platform/ability/status_listeners.h"
@@ -17,6 +18,7 @@ using Clock = std::chrono::steady_clock;
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Ability"};
 
 enum class Phase { NOT_LOADED, LOADING, LOADED, UNLOADING };
+enum class LimitFrom { CALL, LOADING };  // from when on the load limit counts
 
 struct Entry {
     sptr<IRemoteObject> object;
@@ -48,6 +50,8 @@ bool RunLoader(const OnDemand& ability)
 // Shared with the work on the lifecycle strand, which may outlive the manager.
 class SystemAbilityManager::State : public std::enable_shared_from_this<State> {
 public:
+    explicit State(std::chrono::milliseconds loadLimit) : loadLimit_(loadLimit) {}
+
     void AddOnDemand(int32_t id, Loader loader);
     int32_t Dispatch(const Ipc::IpcHeader& request, MessageParcel& data, MessageParcel& reply);
     int32_t Load(int32_t id);
@@ -81,7 +85,9 @@ private:
 
     OnDemand* FindOnDemand(int32_t id) REQUIRES(mutex_);
     int32_t WhyNotOnDemand(int32_t id) REQUIRES(mutex_);
-    bool AwaitLoaded(OnDemand& ability) REQUIRES(mutex_);
+    // With LimitFrom::LOADING the wait for unloading has no limit: a transaction may hold it open for minutes.
+    // StopLoading ends every wait.
+    bool AwaitLoaded(OnDemand& ability, LimitFrom from) REQUIRES(mutex_);
     bool BeginLoading(OnDemand& ability) REQUIRES(mutex_);
     void StopWhenIdle(OnDemand& ability) REQUIRES(mutex_);
     void EndTransaction(OnDemand& ability);
@@ -89,6 +95,7 @@ private:
     void RunLoad(OnDemand& ability);
     void RunStop(OnDemand& ability);
 
+    const std::chrono::milliseconds loadLimit_;
     Tasks::Strand lifecycle_;
     Mutex mutex_;
     CondVar phaseChanged_;
@@ -126,7 +133,7 @@ int32_t SystemAbilityManager::State::Dispatch(const Ipc::IpcHeader& request, Mes
     {
         const MutexLock lock(mutex_);
         ability = FindOnDemand(id);
-        if (ability != nullptr && !AwaitLoaded(*ability)) {
+        if (ability != nullptr && !AwaitLoaded(*ability, LimitFrom::LOADING)) {
             return IPC_ABILITY_UNAVAILABLE;
         }
         const auto found = registry_.find(id);
@@ -150,13 +157,13 @@ void SystemAbilityManager::State::EndTransaction(OnDemand& ability)
     StopWhenIdle(ability);
 }
 
-bool SystemAbilityManager::State::AwaitLoaded(OnDemand& ability)
+bool SystemAbilityManager::State::AwaitLoaded(OnDemand& ability, LimitFrom from)
 {
     if (ability.phase == Phase::LOADED) {
         return true;
     }
-    const Clock::time_point deadline = Clock::now() + ABILITY_LOAD_LIMIT;
     const uint64_t failuresBefore = ability.failures;
+    std::optional<Clock::time_point> deadline;
     bool inTime = true;
     ++ability.waiting;
     while (ability.phase != Phase::LOADED && inTime && ability.failures == failuresBefore) {
@@ -166,7 +173,16 @@ bool SystemAbilityManager::State::AwaitLoaded(OnDemand& ability)
         if (ability.phase == Phase::NOT_LOADED && !BeginLoading(ability)) {
             break;
         }
-        inTime = phaseChanged_.WaitUntil(mutex_, deadline);
+        if (ability.phase == Phase::UNLOADING && from == LimitFrom::LOADING) {
+            deadline.reset();
+        } else if (!deadline) {
+            deadline = Clock::now() + loadLimit_;
+        }
+        if (deadline) {
+            inTime = phaseChanged_.WaitUntil(mutex_, *deadline);
+        } else {
+            phaseChanged_.Wait(mutex_);
+        }
     }
     --ability.waiting;
     return ability.phase == Phase::LOADED;
@@ -207,7 +223,7 @@ int32_t SystemAbilityManager::State::Load(int32_t id)
     if (ability == nullptr) {
         return WhyNotOnDemand(id);
     }
-    return AwaitLoaded(*ability) ? ERR_OK : ERR_NOT_STARTED;
+    return AwaitLoaded(*ability, LimitFrom::CALL) ? ERR_OK : ERR_NOT_STARTED;
 }
 
 int32_t SystemAbilityManager::State::Unload(int32_t id)
@@ -339,7 +355,10 @@ int32_t SystemAbilityManager::State::Unsubscribe(int32_t id, const sptr<ISystemA
 // ---- The manager in front
 // --------------------------------------------------------------------------------------------
 
-SystemAbilityManager::SystemAbilityManager() : state_(std::make_shared<State>()) {}
+SystemAbilityManager::SystemAbilityManager(std::chrono::milliseconds loadLimit)
+    : state_(std::make_shared<State>(loadLimit))
+{
+}
 
 SystemAbilityManager::~SystemAbilityManager() = default;
 

@@ -3,8 +3,8 @@
 // through Dispatch. Any thread. Loading and stopping run on a thread of the manager's own, never on the caller's, one
 // after the other: OnStart and OnStop must not wait for another on-demand ability. Life of such an ability:
 //   NOT_LOADED --request or load--> LOADING --OnStart published--> LOADED --unload--> UNLOADING --OnStop--> NOT_LOADED
-// A request waits while it loads and while it unloads; a failed start fails those that wait, and the next request tries
-// again.
+// A request waits while it unloads, and at most the load limit while it loads; a failed start fails those that wait,
+// and the next request tries again.
 #pragma once
 
 #include <chrono>
@@ -26,18 +26,19 @@ public:
     // Makes the ability known to the process (opens its library once); false with a log line when it cannot.
     using Loader = std::function<bool()>;
 
-    SystemAbilityManager();
+    explicit SystemAbilityManager(std::chrono::milliseconds loadLimit = ABILITY_LOAD_LIMIT);
     ~SystemAbilityManager() override;
 
     void AddOnDemandAbility(int32_t systemAbilityId, Loader loader);
 
     // Runs one request on the calling thread against the ability it names: loads an on-demand one first, waiting at
-    // most ABILITY_LOAD_LIMIT, and counts the transaction so that unloading waits for it. Returns OnRemoteRequest's
-    // result, IPC_UNKNOWN_ABILITY (also for an object that takes no requests) or IPC_ABILITY_UNAVAILABLE.
+    // most the load limit, and counts the transaction so that unloading waits for it. One that is being unloaded is
+    // first waited for, without a limit: its transactions may take minutes. Returns OnRemoteRequest's result,
+    // IPC_UNKNOWN_ABILITY (also for an object that takes no requests) or IPC_ABILITY_UNAVAILABLE.
     int32_t Dispatch(const Ipc::IpcHeader& request, MessageParcel& data, MessageParcel& reply);
 
     std::vector<int32_t> ListSystemAbilities() const;  // registered now, ascending
-    // No on-demand ability is loaded from now on.
+    // No on-demand ability is loaded from now on; requests that wait for one to stop fail at once.
     void StopLoading();
 
     sptr<IRemoteObject> GetSystemAbility(int32_t systemAbilityId) override;

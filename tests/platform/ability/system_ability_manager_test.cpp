@@ -76,11 +76,28 @@ protected:
         return std::async(std::launch::async, [this] { return Request(); });
     }
 
+    // A request that stays open until release_, and the ability is unloaded meanwhile. A request answers how often the
+    // ability had been stopped.
+    std::future<int32_t> UnloadDuringARequest()
+    {
+        ability_.onRequest = [this] {
+            if (++entered_ == 1) {
+                release_.get_future().wait();
+            }
+            return ability_.stops.load();
+        };
+        std::future<int32_t> request = RequestInBackground();
+        EXPECT_TRUE(Tests::Eventually([this] { return entered_ == 1; }));
+        EXPECT_EQ(manager_->UnloadSystemAbility(id_), ERR_OK);
+        return request;
+    }
+
+    static constexpr std::chrono::milliseconds LOAD_LIMIT{500};
     std::promise<void> release_;
     std::atomic<int> entered_{0};
     TestAbility& ability_ = NewAbility();
     const int32_t id_ = ability_.GetSystemAbilityId();
-    const sptr<SystemAbilityManager> manager_ = MakeSptr<SystemAbilityManager>();
+    const sptr<SystemAbilityManager> manager_ = MakeSptr<SystemAbilityManager>(LOAD_LIMIT);
     std::atomic<std::thread::id> loadedOn_{};
 };
 
@@ -108,23 +125,34 @@ TEST_F(SystemAbilityManagerTest, UnloadFromItsOwnTransactionReturnsAtOnceAndStop
     EXPECT_EQ(ability_.stops, 1);
 }
 
-TEST_F(SystemAbilityManagerTest, RequestDuringUnloadingWaitsAndStartsTheAbilityAgain)
+TEST_F(SystemAbilityManagerTest, RequestDuringUnloadingWaitsPastTheLoadLimitAndStartsTheAbilityAgain)
 {
-    ability_.onRequest = [this] {
-        if (++entered_ == 1) {
-            release_.get_future().wait();
-        }
-        return ability_.stops.load();
-    };
-    std::future<int32_t> first = RequestInBackground();
-    ASSERT_TRUE(Tests::Eventually([this] { return entered_ == 1; }));
-    EXPECT_EQ(manager_->UnloadSystemAbility(id_), ERR_OK);
+    std::future<int32_t> first = UnloadDuringARequest();
     std::future<int32_t> second = RequestInBackground();
-    EXPECT_EQ(second.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
+    EXPECT_EQ(second.wait_for(2 * LOAD_LIMIT), std::future_status::timeout);
     release_.set_value();
     EXPECT_EQ(first.get(), 0);
-    EXPECT_EQ(second.get(), 1);
+    EXPECT_EQ(second.get(), 1) << "one stop before it";
     EXPECT_EQ(ability_.starts, 2);
+}
+
+TEST_F(SystemAbilityManagerTest, RequestDuringUnloadingFailsAtOnceWhenLoadingStops)
+{
+    std::future<int32_t> first = UnloadDuringARequest();
+    std::future<int32_t> second = RequestInBackground();
+    EXPECT_EQ(second.wait_for(std::chrono::milliseconds(20)), std::future_status::timeout);
+    manager_->StopLoading();
+    EXPECT_EQ(second.get(), IPC_ABILITY_UNAVAILABLE);
+    release_.set_value();
+    EXPECT_EQ(first.get(), 0);
+}
+
+TEST_F(SystemAbilityManagerTest, LoadDuringUnloadingKeepsItsLimit)
+{
+    std::future<int32_t> first = UnloadDuringARequest();
+    EXPECT_EQ(manager_->LoadSystemAbility(id_), ERR_NOT_STARTED);
+    release_.set_value();
+    EXPECT_EQ(first.get(), 0);
 }
 
 TEST_F(SystemAbilityManagerTest, FailedStartFailsThoseThatWaitAndTheNextRequestTriesAgain)
