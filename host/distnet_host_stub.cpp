@@ -1,6 +1,6 @@
 #include "host/distnet_host_stub.h"
 
-#include "platform/access/accesstoken_kit.h"
+#include "host/caller_rights.h"
 #include "platform/dfx/log.h"
 #include "platform/ipc/ipc_skeleton.h"
 
@@ -8,33 +8,12 @@ namespace Vexo::Host {
 namespace {
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Host"};
-constexpr const char* REQUIRED_PERMISSION = "vexo.permission.CONNECTIVITY_INTERNAL";
 constexpr auto MAX_WAIT_MS = static_cast<uint32_t>(HOST_MAX_WAIT.count());
 
 bool IsKnown(uint32_t code)
 {
     return code >= static_cast<uint32_t>(HostInterfaceCode::GET_STATUS) &&
            code <= static_cast<uint32_t>(HostInterfaceCode::GET_CHECKS);
-}
-
-// A native caller holds every permission; an application must be of a system level and have been granted it.
-bool CallerHoldsPermission()
-{
-    using namespace Security;
-    const AccessTokenID token = IPCSkeleton::GetCallingTokenID();
-    const ATokenTypeEnum type = AccessTokenKit::GetTokenTypeFlag(token);
-    if (type != TOKEN_HAP) {
-        return type == TOKEN_NATIVE;
-    }
-    HapTokenInfo info;
-    return AccessTokenKit::GetHapTokenInfo(token, info) == ACCESS_TOKEN_OK && info.apl >= APL_SYSTEM_BASIC &&
-           AccessTokenKit::VerifyAccessToken(token, REQUIRED_PERMISSION) == PERMISSION_GRANTED;
-}
-
-bool CallerMayAsk()
-{
-    return Security::TokenIdKit::IsSystemAppByFullTokenID(IPCSkeleton::GetCallingFullTokenID()) &&
-           CallerHoldsPermission();
 }
 
 int Refuse(MessageParcel& reply, HostResult result)
@@ -48,22 +27,29 @@ int Refuse(MessageParcel& reply, HostResult result)
 int DistNetHostStub::OnRemoteRequest(uint32_t code, MessageParcel& data, MessageParcel& reply, MessageOption& option)
 {
     if (data.ReadInterfaceToken() != GetDescriptor()) {
-        QuviewDFX::LogError(LABEL, "refused pid %{public}d: its request is for another interface",
-                            IPCSkeleton::GetCallingPid());
+        LogRefusal("its request is for another interface");
         return Refuse(reply, HOST_BAD_REQUEST);
     }
     if (!IsKnown(code)) {
         return IPCObjectStub::OnRemoteRequest(code, data, reply, option);
     }
-    if (!CallerMayAsk()) {
-        QuviewDFX::LogError(LABEL, "refused pid %{public}d, uid %{public}u: not permitted",
-                            IPCSkeleton::GetCallingPid(), IPCSkeleton::GetCallingUid());
+    if (!CallerHasRights()) {
+        LogRefusal("not permitted");
         return Refuse(reply, HOST_NOT_PERMITTED);
     }
     std::string json;
     const int32_t result = Run(static_cast<HostInterfaceCode>(code), data, json);
     const bool written = reply.WriteInt32(result) && (result != HOST_OK || reply.WriteString(json));
     return written ? IPC_OK : IPC_BAD_DATAGRAM;
+}
+
+void DistNetHostStub::LogRefusal(const char* why)
+{
+    const uid_t user = IPCSkeleton::GetCallingUid();
+    if (const std::optional<std::string> leftOut = refusalLines_.Admit(user)) {
+        QuviewDFX::LogError(LABEL, "refused pid %{public}d, uid %{public}u: %{public}s%{public}s",
+                            IPCSkeleton::GetCallingPid(), user, why, *leftOut);
+    }
 }
 
 int32_t DistNetHostStub::Run(HostInterfaceCode code, MessageParcel& data, std::string& json)

@@ -1,11 +1,12 @@
 // DistNetHostStub: the receiving side of IDistNetHost. It lets in whom the service lets in (the same interface-token,
 // system-app and permission checks), reads the arguments and writes the answer. Called on IPC workers, several at once;
-// keeps no state. What the operations answer: host/distnet_host.h; parcels: docs/ipc.md.
+// keeps no state but which refusals it logged. What the operations answer: host/distnet_host.h; parcels: docs/ipc.md.
 #pragma once
 
 #include <string>
 
 #include "host/i_distnet_host.h"
+#include "platform/ipc/caller_log_limit.h"
 #include "platform/ipc/iremote_object.h"
 
 namespace Vexo::Host {
@@ -17,12 +18,15 @@ public:
     int OnRemoteRequest(uint32_t code, MessageParcel& data, MessageParcel& reply, MessageOption& option) override;
 
 private:
+    void LogRefusal(const char* why);
     int32_t Run(HostInterfaceCode code, MessageParcel& data, std::string& json);
     // With the arguments of their names; HOST_BAD_REQUEST when they cannot be read.
     int32_t RunWaitForWifi(MessageParcel& data, std::string& json);
     int32_t RunGetEvents(MessageParcel& data, std::string& json);
     int32_t RunStartTrace(MessageParcel& data, std::string& json);
     int32_t RunStopTrace(MessageParcel& data, std::string& json);
+
+    Ipc::CallerLogLimit refusalLines_;
 };
 
 }  // namespace Vexo::Host

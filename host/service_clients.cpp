@@ -1,32 +1,145 @@
 #include "host/service_clients.h"
 
+#include <exception>
+
 #include "distributed/services/service/i_distnet_service.h"
+#include "host/caller_rights.h"
 #include "platform/ability/ability_ids.h"
+#include "platform/dfx/log.h"
 #include "platform/ipc/ipc_skeleton.h"
 #include "platform/ipc/ipc_types.h"
 
 namespace Vexo::Host {
 namespace {
 
-constexpr uint32_t RELEASE = static_cast<uint32_t>(NetManagerStandard::DistNetInterfaceCode::RELEASE_SERVICE);
+using NetManagerStandard::DistNetInterfaceCode;
+using NetManagerStandard::IDistNetService;
+
+constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Host"};
+constexpr auto RELEASE = static_cast<uint32_t>(DistNetInterfaceCode::RELEASE_SERVICE);
+
+bool IsKnown(uint32_t code)
+{
+    switch (static_cast<DistNetInterfaceCode>(code)) {
+        case DistNetInterfaceCode::START_SERVICE:
+        case DistNetInterfaceCode::RELEASE_SERVICE:
+        case DistNetInterfaceCode::START_DISTRIBUTED_NETWORK:
+        case DistNetInterfaceCode::STOP_DISTRIBUTED_NETWORK:
+        case DistNetInterfaceCode::GET_AVAILABLE_DEVICE_LIST:
+        case DistNetInterfaceCode::GET_REMOTE_DEVICE_INFO:
+            return true;
+    }
+    return false;
+}
+
+// The service counts its caller before it runs a request, so whatever the request's own code returned, also an error,
+// the caller was counted. Refusals and unknown codes come back as the default handler's status, and what never reached
+// the service as one of the layer's.
+bool WasCounted(int32_t status)
+{
+    constexpr int32_t REFUSAL_NOT_WRITTEN = 301;
+    return status != IPC_UNKNOWN_REQUEST && status != REFUSAL_NOT_WRITTEN && status != IPC_UNKNOWN_ABILITY &&
+           status != IPC_ABILITY_UNAVAILABLE;
+}
 
 }  // namespace
 
 int32_t ServiceClients::Dispatch(const Ipc::IpcHeader& request, MessageParcel& data, MessageParcel& reply)
 {
-    const pid_t caller = IPCSkeleton::GetCallingPid();
-    // Forgotten before its release runs and remembered after any other request has run: whatever the order of two
-    // connections of one process, a process that the service counts is known here.
-    if (request.code == RELEASE) {
-        const MutexLock lock(mutex_);
-        users_.erase(caller);
+    const std::optional<Refusal> refusal = WhyRefused(request.code, data);
+    return refusal ? Refuse(*refusal, request, data, reply) : Run(request, data, reply);
+}
+
+// The service's own checks in the service's order.
+std::optional<ServiceClients::Refusal> ServiceClients::WhyRefused(uint32_t code, MessageParcel& data)
+{
+    const bool isForService = data.ReadInterfaceToken() == IDistNetService::GetDescriptor();
+    data.Rewind();
+    if (!isForService) {
+        return Refusal::OTHER_INTERFACE;
     }
-    const int32_t status = abilities_->Dispatch(request, data, reply);
-    if (request.code != RELEASE && status == IPC_OK) {
+    if (!IsKnown(code)) {
+        return Refusal::UNKNOWN_CODE;
+    }
+    return CallerHasRights() ? std::nullopt : std::optional(Refusal::NO_RIGHTS);
+}
+
+int32_t ServiceClients::Refuse(Refusal why, const Ipc::IpcHeader& request, MessageParcel& data, MessageParcel& reply)
+{
+    const uid_t user = IPCSkeleton::GetCallingUid();
+    const std::optional<std::string> leftOut = refusalLines_.Admit(user);
+    if (leftOut && !leftOut->empty()) {
+        QuviewDFX::LogWarn(LABEL, "requests of user %{public}u are refused%{public}s", user, *leftOut);
+    }
+    if (!leftOut) {
         const MutexLock lock(mutex_);
-        users_.insert(caller);
+        if (const auto& answer = answers_[static_cast<size_t>(why)]) {
+            return reply.ParseFrom(answer->data(), answer->size()) ? IPC_UNKNOWN_REQUEST : IPC_BAD_DATAGRAM;
+        }
+    }
+    const int32_t status = Run(request, data, reply);
+    if (status == IPC_UNKNOWN_REQUEST) {
+        const MutexLock lock(mutex_);
+        answers_[static_cast<size_t>(why)].emplace(reply.GetData(), reply.GetData() + reply.GetDataSize());
     }
     return status;
+}
+
+int32_t ServiceClients::Run(const Ipc::IpcHeader& request, MessageParcel& data, MessageParcel& reply)
+{
+    Begin(request.code);
+    const bool wasLoaded = abilities_->IsLoaded(COMM_DISTRIBUTED_NET_ABILITY_ID);
+    try {
+        const int32_t status = abilities_->Dispatch(request, data, reply);
+        End(request.code, WasCounted(status), wasLoaded);
+        return status;
+    } catch (...) {
+        End(request.code, true, wasLoaded);
+        throw;
+    }
+}
+
+// A process is forgotten before its release runs and remembered after any other request has run: whatever the order of
+// two connections of one process, a process that the service counts is known here.
+void ServiceClients::Begin(uint32_t code)
+{
+    const MutexLock lock(mutex_);
+    while (isReleasing_) {
+        released_.Wait(mutex_);
+    }
+    ++running_;
+    if (code == RELEASE) {
+        users_.erase(IPCSkeleton::GetCallingPid());
+    }
+}
+
+void ServiceClients::End(uint32_t code, bool wasCounted, bool wasLoaded)
+{
+    MutexLock lock(mutex_);
+    --running_;
+    if (wasCounted) {
+        isLoadedForNobody_ = false;
+        if (code != RELEASE) {
+            users_.insert(IPCSkeleton::GetCallingPid());
+        }
+    } else if (!wasLoaded) {
+        isLoadedForNobody_ = true;
+    }
+    if (!isLoadedForNobody_ || !users_.empty() || running_ != 0) {
+        return;
+    }
+    // No request runs, and none begins before the release has ended: the service counts nobody between its look at its
+    // holders and its end.
+    isLoadedForNobody_ = false;
+    isReleasing_ = true;
+    lock.Unlock();
+    {
+        const CallerScope self(IPCSkeleton::SelfIdentity());
+        Release();
+    }
+    lock.Lock();
+    isReleasing_ = false;
+    released_.NotifyAll();
 }
 
 void ServiceClients::ReleaseForGoneProcess()
@@ -37,13 +150,23 @@ void ServiceClients::ReleaseForGoneProcess()
             return;
         }
     }
+    Release();
+}
+
+// In the name of the process that the thread acts for.
+void ServiceClients::Release()
+{
     if (!abilities_->GetSystemAbility(COMM_DISTRIBUTED_NET_ABILITY_ID)) {
         return;
     }
     MessageParcel data;
     MessageParcel reply;
-    data.WriteInterfaceToken(NetManagerStandard::IDistNetService::GetDescriptor());
-    (void)abilities_->Dispatch(Ipc::IpcHeader{0, COMM_DISTRIBUTED_NET_ABILITY_ID, RELEASE}, data, reply);
+    data.WriteInterfaceToken(IDistNetService::GetDescriptor());
+    try {
+        (void)abilities_->Dispatch(Ipc::IpcHeader{0, COMM_DISTRIBUTED_NET_ABILITY_ID, RELEASE}, data, reply);
+    } catch (const std::exception& failure) {
+        QuviewDFX::LogError(LABEL, "the service could not be released: %{public}s", failure.what());
+    }
 }
 
 }  // namespace Vexo::Host

@@ -54,6 +54,7 @@ public:
 
     void AddOnDemand(int32_t id, Loader loader);
     int32_t Dispatch(const Ipc::IpcHeader& request, MessageParcel& data, MessageParcel& reply);
+    bool IsLoaded(int32_t id);
     int32_t Load(int32_t id);
     int32_t Unload(int32_t id);
     void StopLoading();
@@ -216,6 +217,13 @@ void SystemAbilityManager::State::RunLoad(OnDemand& ability)
     phaseChanged_.NotifyAll();
 }
 
+bool SystemAbilityManager::State::IsLoaded(int32_t id)
+{
+    const MutexLock lock(mutex_);
+    const OnDemand* ability = FindOnDemand(id);
+    return ability != nullptr && ability->phase == Phase::LOADED;
+}
+
 int32_t SystemAbilityManager::State::Load(int32_t id)
 {
     const MutexLock lock(mutex_);
@@ -370,6 +378,11 @@ void SystemAbilityManager::AddOnDemandAbility(int32_t systemAbilityId, Loader lo
 int32_t SystemAbilityManager::Dispatch(const Ipc::IpcHeader& request, MessageParcel& data, MessageParcel& reply)
 {
     return state_->Dispatch(request, data, reply);
+}
+
+bool SystemAbilityManager::IsLoaded(int32_t systemAbilityId) const
+{
+    return state_->IsLoaded(systemAbilityId);
 }
 
 std::vector<int32_t> SystemAbilityManager::ListSystemAbilities() const

@@ -37,6 +37,8 @@ public:
     // IPC_UNKNOWN_ABILITY (also for an object that takes no requests) or IPC_ABILITY_UNAVAILABLE.
     int32_t Dispatch(const Ipc::IpcHeader& request, MessageParcel& data, MessageParcel& reply);
 
+    // Whether an on-demand ability runs, and is neither being started nor stopped.
+    bool IsLoaded(int32_t systemAbilityId) const;
     std::vector<int32_t> ListSystemAbilities() const;  // registered now, ascending
     // No on-demand ability is loaded from now on; requests that wait for one to stop fail at once.
     void StopLoading();

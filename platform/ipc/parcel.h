@@ -71,6 +71,8 @@ public:
 
     // Replaces the content with a copy of size bytes and rewinds; false when larger than the capacity.
     bool ParseFrom(const void* data, size_t size);
+    // The next read starts at the first value again.
+    void Rewind() { readPosition_ = 0; }
     // As new, but keeps its memory.
     void Clear();
     // At most MAX_PARCEL_SIZE; a smaller one makes writes fail earlier.

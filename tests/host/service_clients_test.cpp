@@ -1,0 +1,165 @@
+#include "host/service_clients.h"
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <future>
+
+#include "distributed/services/service/distnet_errors.h"
+#include "distributed/services/service/i_distnet_service.h"
+#include "platform/ability/ability_ids.h"
+#include "platform/access/policy.h"
+#include "platform/ipc/ipc_skeleton.h"
+#include "tests/support/log_capture.h"
+
+namespace Vexo::Host {
+namespace {
+
+using NetManagerStandard::DistNetInterfaceCode;
+using NetManagerStandard::IDistNetService;
+using Tests::Eventually;
+
+enum User : uid_t { NATIVE = 61001, STRANGER };
+
+constexpr auto START_SERVICE = static_cast<uint32_t>(DistNetInterfaceCode::START_SERVICE);
+constexpr auto RELEASE_SERVICE = static_cast<uint32_t>(DistNetInterfaceCode::RELEASE_SERVICE);
+constexpr auto START_NETWORK = static_cast<uint32_t>(DistNetInterfaceCode::START_DISTRIBUTED_NETWORK);
+constexpr uint32_t UNKNOWN_CODE = 1000;
+
+// With the real service, which this program links.
+class ServiceClientsTest : public ::testing::Test {
+protected:
+    struct Caller {
+        User user = NATIVE;
+        pid_t pid = 1;
+    };
+    struct Answer {
+        int32_t status = -1;
+        std::vector<uint8_t> bytes;
+        bool operator==(const Answer&) const = default;
+    };
+
+    ServiceClientsTest()
+    {
+        using namespace Security;
+        InstallAccessPolicy({{PolicyEntry{std::to_string(NATIVE), "", TOKEN_NATIVE, APL_NORMAL, true, {}}}});
+        IPCSkeleton::SetSelfIdentity(IdentifySelf());
+        SystemAbilityManagerClient::GetInstance().SetSystemAbilityManager(abilities_);
+        abilities_->AddOnDemandAbility(COMM_DISTRIBUTED_NET_ABILITY_ID, [] { return true; });
+    }
+    ~ServiceClientsTest() override
+    {
+        abilities_->UnloadSystemAbility(COMM_DISTRIBUTED_NET_ABILITY_ID);
+        EXPECT_TRUE(Eventually([this] { return !IsPublished(); }));
+        SystemAbilityManagerClient::GetInstance().SetSystemAbilityManager(nullptr);
+    }
+
+    Answer Ask(const Caller& caller, uint32_t code, const std::u16string& token = IDistNetService::GetDescriptor(),
+               size_t replyCapacity = MAX_PARCEL_SIZE)
+    {
+        const CallerScope scope(Security::IdentifyCaller({caller.pid, caller.user, caller.user, {}}));
+        MessageParcel data;
+        MessageParcel reply;
+        reply.SetMaxCapacity(replyCapacity);
+        data.WriteInterfaceToken(token);
+        const int32_t status = clients_.Dispatch({0, COMM_DISTRIBUTED_NET_ABILITY_ID, code}, data, reply);
+        return {status, {reply.GetData(), reply.GetData() + reply.GetDataSize()}};
+    }
+    void End(const Caller& caller)
+    {
+        const CallerScope scope(Security::IdentifyCaller({caller.pid, caller.user, caller.user, {}}));
+        clients_.ReleaseForGoneProcess();
+    }
+    bool IsPublished() { return static_cast<bool>(abilities_->GetSystemAbility(COMM_DISTRIBUTED_NET_ABILITY_ID)); }
+    bool BecomesUnloaded()
+    {
+        return Eventually([this] { return !IsPublished(); });
+    }
+    // An unload is accepted before the request or the end that causes it returns.
+    bool Stays() const { return abilities_->IsLoaded(COMM_DISTRIBUTED_NET_ABILITY_ID); }
+
+    const Tests::LogCapture log_;
+    const sptr<SystemAbilityManager> abilities_ = MakeSptr<SystemAbilityManager>();
+    std::chrono::steady_clock::time_point now_ = std::chrono::steady_clock::now();
+    ServiceClients clients_{abilities_, [this] { return now_; }};
+};
+
+TEST_F(ServiceClientsTest, AProcessThatEndsIsReleasedAlsoWhenAllItsRequestsFailed)
+{
+    const Caller caller;
+    EXPECT_EQ(Ask(caller, START_NETWORK).status, NetManagerStandard::DISTNET_ERR_READ_DATA);
+    EXPECT_TRUE(Stays());
+    End(caller);
+    EXPECT_TRUE(BecomesUnloaded());
+    EXPECT_EQ(Ask(caller, START_SERVICE, IDistNetService::GetDescriptor(), 0).status,
+              NetManagerStandard::DISTNET_ERR_WRITE_REPLY);
+    EXPECT_TRUE(Stays());
+    End(caller);
+    EXPECT_TRUE(BecomesUnloaded());
+}
+
+TEST_F(ServiceClientsTest, ARefusedRequestKeepsTheServiceLoadedForHoldersOnly)
+{
+    const Caller holder;
+    const Caller stranger{STRANGER, 2};
+    const struct {
+        Caller caller;
+        uint32_t code;
+        std::u16string token;
+    } table[] = {
+        {stranger, START_SERVICE, IDistNetService::GetDescriptor()},
+        {holder, START_SERVICE, u"Vexo.NetManagerStandard.IDistNetServicd"},
+        {holder, UNKNOWN_CODE, IDistNetService::GetDescriptor()},
+    };
+    for (const auto& row : table) {
+        SCOPED_TRACE(row.code);
+        now_ += Ipc::CALLER_LOG_INTERVAL;  // so that it reaches the service
+        EXPECT_EQ(Ask(row.caller, row.code, row.token).status, IPC_UNKNOWN_REQUEST);
+        EXPECT_TRUE(BecomesUnloaded());
+        EXPECT_EQ(Ask(holder, START_SERVICE).status, IPC_OK);
+        now_ += Ipc::CALLER_LOG_INTERVAL;
+        EXPECT_EQ(Ask(row.caller, row.code, row.token).status, IPC_UNKNOWN_REQUEST);
+        End(stranger);
+        EXPECT_TRUE(Stays());
+        End(holder);
+        EXPECT_TRUE(BecomesUnloaded());
+    }
+}
+
+TEST_F(ServiceClientsTest, AHolderThatComesWhileARefusedRequestLoadsTheServiceKeepsIt)
+{
+    for (pid_t round = 1; round <= 50; ++round) {
+        now_ += Ipc::CALLER_LOG_INTERVAL;
+        const Caller holder{NATIVE, round};
+        auto refused = std::async(std::launch::async, [&] { return Ask({STRANGER, 1000}, START_SERVICE).status; });
+        EXPECT_EQ(Ask(holder, START_SERVICE).status, IPC_OK);
+        EXPECT_EQ(refused.get(), IPC_UNKNOWN_REQUEST);
+        ASSERT_TRUE(Stays()) << round;
+        EXPECT_EQ(Ask(holder, RELEASE_SERVICE).status, IPC_OK);
+        ASSERT_TRUE(BecomesUnloaded()) << round;
+    }
+}
+
+TEST_F(ServiceClientsTest, RefusalsOfAUserGetTheServicesOwnAnswerAndOneLineAMinute)
+{
+    const Caller stranger{STRANGER, 2};
+    const std::u16string other = u"Vexo.NetManagerStandard.IDistNetServicd";
+    const Answer noRight{IPC_UNKNOWN_REQUEST, {201, 0, 0, 0}};
+    const Answer otherInterface{IPC_UNKNOWN_REQUEST, {0x8c, 0x74, 0xdf, 0x3b}};  // 1004500108
+    for (int i = 0; i < 100; ++i) {
+        ASSERT_EQ(Ask(stranger, START_SERVICE), noRight) << i;
+        ASSERT_EQ(Ask(stranger, START_SERVICE, other), otherInterface) << i;
+        ASSERT_EQ(Ask(stranger, UNKNOWN_CODE), (Answer{IPC_UNKNOWN_REQUEST, {}})) << i;
+    }
+    EXPECT_EQ(log_.Count(" not system APP!"), 1U);
+    EXPECT_EQ(log_.Count(" descriptor checked fail"), 1U) << "asked once for its answer";
+    EXPECT_EQ(Ask({static_cast<User>(STRANGER + 1), 3}, START_SERVICE), noRight);
+    EXPECT_EQ(log_.Count(" not system APP!"), 2U) << "another user has a line of its own";
+    now_ += Ipc::CALLER_LOG_INTERVAL;
+    EXPECT_EQ(Ask(stranger, START_SERVICE), noRight);
+    EXPECT_EQ(log_.Count(" not system APP!"), 3U);
+    EXPECT_EQ(log_.Count("requests of user 61002 are refused; 299 lines like it were left out"), 1U);
+}
+
+}  // namespace
+}  // namespace Vexo::Host
