@@ -1,13 +1,11 @@
 #include "platform/ipc/ipc_server.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <pthread.h>
 #include <sys/epoll.h>
 #include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/uio.h>
 
 #include <algorithm>
 #include <atomic>
@@ -22,7 +20,10 @@
 #include "platform/base/mutex.h"
 #include "platform/base/unique_fd.h"
 #include "platform/dfx/log.h"
+#include "platform/ipc/caller_faults.h"
 #include "platform/ipc/ipc_types.h"
+#include "platform/ipc/later_reply.h"
+#include "platform/ipc/server_connection.h"
 #include "platform/ipc/unix_socket.h"
 
 namespace Vexo::Ipc {
@@ -33,25 +34,14 @@ using QuviewDFX::LogWarn;
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Ipc"};
 
-// A client that sends nothing but bad datagrams fills its own socket, not the log.
-constexpr uint32_t MAX_BAD_DATAGRAM_LINES = 16;
+// What the epoll says whose event it is; connections are numbered from there on.
+constexpr uint64_t LISTENER = 0;
+constexpr uint64_t STOP_EVENT = 1;
 constexpr int MAX_ACCEPTS_AT_ONCE = 64;
 constexpr std::chrono::milliseconds LINGER_LIMIT{2};
 constexpr size_t MAX_LINGERING = 8;
 // A parcel that grew beyond this gives its memory back after the request.
 constexpr size_t KEPT_PARCEL_SIZE = 16 * 1024;
-
-// Only the worker that the epoll handed the connection to touches it, until it arms the connection again.
-struct Connection {
-    Connection(UniqueFd peer, const CallerIdentity& identity) : socket(std::move(peer)), caller(identity) {}
-
-    const UniqueFd socket;
-    const CallerIdentity caller;
-    uint32_t badDatagrams = 0;
-    // Held while it is armed. The next worker gets it from the kernel, whose ordering the language does not know:
-    // taking this lock first makes the hand-over visible.
-    Mutex handOver;
-};
 
 // What one worker reads into and answers from, kept from request to request. The system gives the pages of the buffer
 // as they are first written.
@@ -73,7 +63,10 @@ struct Buffers {
 class Server : public IpcServer {
 public:
     Server(IpcServerOptions options, Identifier identify, Dispatcher dispatch)
-        : options_(std::move(options)), identify_(std::move(identify)), dispatch_(std::move(dispatch))
+        : options_(std::move(options)),
+          identify_(std::move(identify)),
+          dispatch_(std::move(dispatch)),
+          shares_(options_.shares)
     {
     }
     ~Server() override;
@@ -84,6 +77,8 @@ public:
 
 private:
     enum class Growth { DONE, AT_LIMIT, REFUSED };
+    // What is to be done with a connection that was served.
+    enum class Serving { ARM, DROP, PARKED };
 
     void Work();
     bool AwaitEvent(epoll_event& event);
@@ -93,17 +88,14 @@ private:
 
     void AcceptAll();
     void Accept(UniqueFd socket);
-    void TurnAway(UniqueFd socket, IpcStatus status, const char* why);
-    void Serve(Connection& connection, Buffers& buffers);
-    ssize_t Receive(const Connection& connection, Buffers& buffers, int flags);
-    ssize_t Linger(const Connection& connection, Buffers& buffers);
-    bool PeerIsGone(const Connection& connection);
-    bool Answer(Connection& connection, size_t size, Buffers& buffers);
-    int32_t Dispatch(const Connection& connection, const IpcHeader& request, Buffers& buffers);
-    void NoteBadDatagram(Connection& connection, const char* what, size_t size);
-    bool SendReply(const Connection& connection, uint32_t abilityId, int32_t status, const MessageParcel& reply);
-    void Arm(Connection& connection);
-    void Drop(Connection& connection);
+    static void TurnAway(UniqueFd socket, IpcStatus status);
+    std::shared_ptr<ServerConnection> Find(uint64_t id);
+    void OnEvent(const epoll_event& event, Buffers& buffers);
+    Serving Serve(const std::shared_ptr<ServerConnection>& connection, Buffers& buffers);
+    ssize_t Linger(const ServerConnection& connection, Buffers& buffers);
+    ServerConnection::Sent Answer(const std::shared_ptr<ServerConnection>& connection, size_t size, Buffers& buffers);
+    int32_t Dispatch(const IpcHeader& request, Buffers& buffers);
+    void Drop(ServerConnection& connection);
 
     const IpcServerOptions options_;
     const Identifier identify_;
@@ -114,9 +106,12 @@ private:
     dev_t socketDevice_ = 0;
     ino_t socketInode_ = 0;
 
+    UserShares shares_;
+    CallerFaults faults_;
+
     // The accepting worker's own.
     UniqueFd reserve_;  // given up to accept, and turn away, a client when descriptors run out
-    bool turningAway_ = false;
+    uint64_t lastId_ = STOP_EVENT;
 
     std::atomic<size_t> waiting_{0};    // workers in epoll_wait
     std::atomic<size_t> lingering_{0};  // workers that wait at a connection's own socket
@@ -126,7 +121,7 @@ private:
     mutable Mutex mutex_;
     CondVar workerGone_;
     size_t threads_ GUARDED_BY(mutex_) = 0;
-    std::unordered_map<Connection*, std::unique_ptr<Connection>> connections_ GUARDED_BY(mutex_);
+    std::unordered_map<uint64_t, std::shared_ptr<ServerConnection>> connections_ GUARDED_BY(mutex_);
 };
 
 Server::~Server()
@@ -135,6 +130,10 @@ Server::~Server()
     const MutexLock lock(mutex_);
     while (threads_ != 0) {
         workerGone_.Wait(mutex_);
+    }
+    // A reply may still come later: it finds its connection closed.
+    for (const auto& [id, connection] : connections_) {
+        connection->Close();
     }
 }
 
@@ -153,8 +152,8 @@ Result<void> Server::Open()
     epoll_ = UniqueFd(::epoll_create1(EPOLL_CLOEXEC));
     stopEvent_ = UniqueFd(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
     reserve_ = UniqueFd(::open("/dev/null", O_RDONLY | O_CLOEXEC));
-    epoll_event stop{EPOLLIN, {.ptr = &stopEvent_}};
-    epoll_event accept{EPOLLIN | EPOLLONESHOT, {.ptr = &listener_}};
+    epoll_event stop{EPOLLIN, {.u64 = STOP_EVENT}};
+    epoll_event accept{EPOLLIN | EPOLLONESHOT, {.u64 = LISTENER}};
     if (!epoll_ || !stopEvent_ || ::epoll_ctl(epoll_.Get(), EPOLL_CTL_ADD, stopEvent_.Get(), &stop) != 0 ||
         ::epoll_ctl(epoll_.Get(), EPOLL_CTL_ADD, listener_.Get(), &accept) != 0 || StartWorker() != Growth::DONE) {
         return Error{options_.socketPath + ": cannot serve it (" + std::generic_category().message(errno) + ")"};
@@ -187,8 +186,7 @@ IpcServerCounts Server::Counts() const
     return IpcServerCounts{connections_.size(), threads_};
 }
 
-// ---- Workers: each waits on the one epoll; who gets an event becomes its runner from read to reply
-// --------------------
+// ---- Workers: each waits on the one epoll, and runs the event that it gets
 
 void Server::Work()
 {
@@ -197,10 +195,10 @@ void Server::Work()
     epoll_event event{};
     while (AwaitEvent(event)) {
         GrowWhenNobodyWaits();
-        if (event.data.ptr == &listener_) {
+        if (event.data.u64 == LISTENER) {
             AcceptAll();
         } else {
-            Serve(*static_cast<Connection*>(event.data.ptr), buffers);
+            OnEvent(event, buffers);
         }
     }
     const MutexLock lock(mutex_);
@@ -274,7 +272,6 @@ Server::Growth Server::StartWorker()
 }
 
 // ---- Connections
-// -----------------------------------------------------------------------------------------------------
 
 void Server::AcceptAll()
 {
@@ -284,14 +281,14 @@ void Server::AcceptAll()
             Accept(std::move(socket));
         } else if (errno == EMFILE || errno == ENFILE) {
             reserve_.Reset();
-            TurnAway(UniqueFd(::accept4(listener_.Get(), nullptr, nullptr, SOCK_CLOEXEC)), IPC_BUSY,
-                     "out of descriptors");
+            faults_.OutOfDescriptors();
+            TurnAway(UniqueFd(::accept4(listener_.Get(), nullptr, nullptr, SOCK_CLOEXEC)), IPC_BUSY);
             reserve_.Reset(::open("/dev/null", O_RDONLY | O_CLOEXEC));
         } else if (errno != EINTR && errno != ECONNABORTED) {
             break;
         }
     }
-    epoll_event event{EPOLLIN | EPOLLONESHOT, {.ptr = &listener_}};
+    epoll_event event{EPOLLIN | EPOLLONESHOT, {.u64 = LISTENER}};
     ::epoll_ctl(epoll_.Get(), EPOLL_CTL_MOD, listener_.Get(), &event);
 }
 
@@ -299,100 +296,116 @@ void Server::Accept(UniqueFd socket)
 {
     PeerCredentials peer;
     if (!ReadPeerCredentials(socket.Get(), peer)) {
-        TurnAway(std::move(socket), IPC_REFUSED, "the kernel does not name its peer");
+        TurnAway(std::move(socket), IPC_REFUSED);
         return;
     }
-    if (Counts().connections >= options_.maxConnections) {
-        TurnAway(std::move(socket), IPC_BUSY, "too many connections");
+    if (const char* why = shares_.AddConnection(peer.uid)) {
+        faults_.TurnedAway(peer.uid, why);
+        TurnAway(std::move(socket), IPC_BUSY);
         return;
     }
-    turningAway_ = false;
-    SetSendLimit(socket.Get(), options_.sendLimit);
     SetReceiveLimit(socket.Get(), LINGER_LIMIT);
     ReserveSendBuffer(socket.Get());
-    auto connection = std::make_unique<Connection>(std::move(socket), identify_(peer));
-    Connection* raw = connection.get();
+    const auto connection = std::make_shared<ServerConnection>(++lastId_, epoll_.Get(), std::move(socket),
+                                                               identify_(peer), options_.sendLimit);
     {
         const MutexLock lock(mutex_);
-        connections_.emplace(raw, std::move(connection));
+        connections_.emplace(connection->Id(), connection);
     }
-    epoll_event event{EPOLLIN | EPOLLRDHUP | EPOLLONESHOT, {.ptr = raw}};
-    if (::epoll_ctl(epoll_.Get(), EPOLL_CTL_ADD, raw->socket.Get(), &event) != 0) {
+    if (!connection->Enter()) {
         LogError(LABEL, "a client was turned away: %{public}s", std::strerror(errno));
-        Drop(*raw);
+        Drop(*connection);
     }
 }
 
-// Closes a socket that is no connection yet, having told its peer why. One log line until a client is accepted again.
-void Server::TurnAway(UniqueFd socket, IpcStatus status, const char* why)
+// Closes a socket that is no connection yet, having told its peer why.
+void Server::TurnAway(UniqueFd socket, IpcStatus status)
 {
-    if (!socket) {
-        return;
+    if (socket) {
+        (void)SendReply(socket.Get(), 0, status, MessageParcel());
     }
-    if (!std::exchange(turningAway_, true)) {
-        LogError(LABEL, "clients are turned away: %{public}s", why);
-    }
-    SetSendLimit(socket.Get(), std::chrono::microseconds(1));
-    SendReply(Connection(std::move(socket), {}), 0, status, MessageParcel());
 }
 
-void Server::Serve(Connection& connection, Buffers& buffers)
+std::shared_ptr<ServerConnection> Server::Find(uint64_t id)
 {
-    {
-        const MutexLock handOver(connection.handOver);
+    const MutexLock lock(mutex_);
+    const auto found = connections_.find(id);
+    return found == connections_.end() ? nullptr : found->second;
+}
+
+void Server::OnEvent(const epoll_event& event, Buffers& buffers)
+{
+    const std::shared_ptr<ServerConnection> connection = Find(event.data.u64);
+    if (!connection) {
+        return;  // dropped since the event was taken
     }
-    ssize_t size = Receive(connection, buffers, MSG_DONTWAIT);
+    Serving next = Serving::DROP;
+    switch (connection->TakeTurn(event.events)) {
+        case ServerConnection::Turn::NONE:
+            return;
+        case ServerConnection::Turn::DROP:
+            break;
+        case ServerConnection::Turn::SERVE:
+            if (!shares_.BeginRequest(connection)) {
+                return;
+            }
+            next = Serve(connection, buffers);
+            if (const auto waiting = shares_.EndRequest(connection->Caller().uid)) {
+                waiting->Arm();
+            }
+            break;
+    }
+    if (next == Serving::ARM) {
+        connection->Arm();
+    } else if (next == Serving::DROP) {
+        Drop(*connection);
+    }
+}
+
+Server::Serving Server::Serve(const std::shared_ptr<ServerConnection>& connection, Buffers& buffers)
+{
+    ssize_t size = connection->Receive(buffers.datagram.get(), MSG_DONTWAIT);
     while (size >= 0) {
-        if (size == 0 && PeerIsGone(connection)) {
-            break;
+        if (size == 0 && connection->PeerIsGone()) {
+            return Serving::DROP;
         }
-        if (!Answer(connection, static_cast<size_t>(size), buffers)) {
-            break;
+        switch (Answer(connection, static_cast<size_t>(size), buffers)) {
+            case ServerConnection::Sent::WHOLE:
+                break;
+            case ServerConnection::Sent::PARKED:
+                return Serving::PARKED;
+            case ServerConnection::Sent::FAILED:
+                if (errno != EPIPE && errno != ECONNRESET) {
+                    faults_.FailedReply(connection->Caller(), std::strerror(errno));
+                }
+                return Serving::DROP;
         }
         buffers.Trim();
-        size = Linger(connection, buffers);
+        if (shares_.HasWaiting(connection->Caller().uid)) {
+            return Serving::ARM;
+        }
+        size = Linger(*connection, buffers);
     }
-    if (size < 0 && errno == EAGAIN) {
-        Arm(connection);
-    } else {
-        Drop(connection);
-    }
-}
-
-// The size of the datagram that was read, or -1.
-ssize_t Server::Receive(const Connection& connection, Buffers& buffers, int flags)
-{
-    ssize_t size = -1;
-    do {
-        // MSG_TRUNC: the result is the datagram's own size, recv(2). Without room for control data the kernel closes
-        // descriptors that a client sends along.
-        size = ::recv(connection.socket.Get(), buffers.datagram.get(), MAX_DATAGRAM_SIZE, MSG_TRUNC | flags);
-    } while (size < 0 && errno == EINTR);
-    return size;
+    return errno == EAGAIN ? Serving::ARM : Serving::DROP;
 }
 
 // A client in the middle of its work asks again at once: waiting for it a moment at its own socket saves arming the
 // epoll and the wake-up of a second worker. Only while another worker minds the epoll, and only few.
-ssize_t Server::Linger(const Connection& connection, Buffers& buffers)
+ssize_t Server::Linger(const ServerConnection& connection, Buffers& buffers)
 {
     if (stopping_ || waiting_.load() == 0 || lingering_.load() >= MAX_LINGERING) {
         errno = EAGAIN;
         return -1;
     }
     ++lingering_;
-    const ssize_t size = Receive(connection, buffers, 0);
+    const ssize_t size = connection.Receive(buffers.datagram.get(), 0);
     --lingering_;
     return size;
 }
 
-bool Server::PeerIsGone(const Connection& connection)
-{
-    pollfd state{connection.socket.Get(), POLLRDHUP, 0};
-    return ::poll(&state, 1, 0) == 1;  // else the client sent an empty datagram
-}
-
-// Runs one datagram as a request and replies. False when the connection is of no more use.
-bool Server::Answer(Connection& connection, size_t size, Buffers& buffers)
+// Runs one datagram as a request and replies.
+ServerConnection::Sent Server::Answer(const std::shared_ptr<ServerConnection>& connection, size_t size,
+                                      Buffers& buffers)
 {
     IpcHeader request;
     buffers.data.Clear();
@@ -402,17 +415,25 @@ bool Server::Answer(Connection& connection, size_t size, Buffers& buffers)
         fault = "a reply";
     }
     if (fault != nullptr) {
-        NoteBadDatagram(connection, fault, size);
-        return SendReply(connection, request.abilityId, IPC_BAD_DATAGRAM, buffers.reply);
+        faults_.BadDatagram(connection->Caller(), fault, size);
+        return connection->Send(request.abilityId, IPC_BAD_DATAGRAM, buffers.reply);
     }
     buffers.data.ParseFrom(buffers.datagram.get() + IPC_HEADER_SIZE, size - IPC_HEADER_SIZE);
-    const int32_t status = Dispatch(connection, request, buffers);
-    return SendReply(connection, request.abilityId, status, buffers.reply);
+    int32_t status = IPC_OK;
+    {
+        const CallerScope caller(connection->Caller());
+        const std::shared_ptr<ReplyTarget> target = connection;
+        const RequestScope scope(target, request.abilityId);
+        status = Dispatch(request, buffers);
+        if (scope.IsTaken()) {
+            return connection->AwaitReply();
+        }
+    }
+    return connection->Send(request.abilityId, status, buffers.reply);
 }
 
-int32_t Server::Dispatch(const Connection& connection, const IpcHeader& request, Buffers& buffers)
+int32_t Server::Dispatch(const IpcHeader& request, Buffers& buffers)
 {
-    const CallerScope caller(connection.caller);
     try {
         return dispatch_(request, buffers.data, buffers.reply);
     } catch (const std::exception& failure) {
@@ -425,53 +446,19 @@ int32_t Server::Dispatch(const Connection& connection, const IpcHeader& request,
     return IPC_HANDLER_FAILED;
 }
 
-void Server::NoteBadDatagram(Connection& connection, const char* what, size_t size)
+void Server::Drop(ServerConnection& connection)
 {
-    if (++connection.badDatagrams <= MAX_BAD_DATAGRAM_LINES) {
-        LogError(LABEL, "bad datagram of %{public}lu bytes from process %{public}d: %{public}s%{public}s",
-                 uint64_t{size}, connection.caller.pid, what,
-                 connection.badDatagrams == MAX_BAD_DATAGRAM_LINES ? "; its further ones are not logged" : "");
+    const CallerIdentity caller = connection.Caller();
+    if (connection.WasGivenUp()) {
+        faults_.FailedReply(caller, "it does not read its replies");
     }
-}
-
-// False when the connection is of no more use.
-bool Server::SendReply(const Connection& connection, uint32_t abilityId, int32_t status, const MessageParcel& reply)
-{
-    uint8_t header[IPC_HEADER_SIZE];
-    EncodeHeader(IpcHeader{IPC_FLAG_REPLY, abilityId, static_cast<uint32_t>(status)}, header);
-    iovec parts[2] = {{header, sizeof(header)}, {const_cast<uint8_t*>(reply.GetData()), reply.GetDataSize()}};
-    msghdr message{};
-    message.msg_iov = parts;
-    message.msg_iovlen = 2;
-    ssize_t sent = -1;
-    do {
-        sent = ::sendmsg(connection.socket.Get(), &message, MSG_NOSIGNAL);
-    } while (sent < 0 && errno == EINTR);
-    if (sent < 0 && errno != EPIPE && errno != ECONNRESET) {
-        LogError(LABEL, "closing the connection of process %{public}d: %{public}s", connection.caller.pid,
-                 errno == EAGAIN ? "it does not read its replies" : std::strerror(errno));
-    }
-    return sent >= 0;
-}
-
-void Server::Arm(Connection& connection)
-{
-    epoll_event event{EPOLLIN | EPOLLRDHUP | EPOLLONESHOT, {.ptr = &connection}};
-    const MutexLock handOver(connection.handOver);
-    ::epoll_ctl(epoll_.Get(), EPOLL_CTL_MOD, connection.socket.Get(), &event);
-}
-
-void Server::Drop(Connection& connection)
-{
-    const CallerIdentity caller = connection.caller;
+    connection.Close();
+    shares_.RemoveConnection(caller.uid);
     {
-        std::unique_ptr<Connection> owner;
         const MutexLock lock(mutex_);
-        const auto found = connections_.find(&connection);
-        owner = std::move(found->second);
-        connections_.erase(found);
+        connections_.erase(connection.Id());
         const bool stays = std::any_of(connections_.begin(), connections_.end(),
-                                       [&](const auto& other) { return other.first->caller.pid == caller.pid; });
+                                       [&](const auto& other) { return other.second->Caller().pid == caller.pid; });
         if (stays || !options_.processGone) {
             return;
         }

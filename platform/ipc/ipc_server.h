@@ -1,7 +1,8 @@
 // IpcServer: listens on an AF_UNIX SOCK_SEQPACKET socket and runs requests. Elastic workers share one epoll, so a
 // request is read, run and answered on one thread; requests of one connection run in order, of different connections at
-// once; an idle client costs nothing. Bad datagrams get an error reply and one log line, and the connection stays
-// usable. Wire format: platform/ipc/wire.h. Start and Stop from one thread; the dispatcher is called on workers.
+// once; an idle client costs nothing, and a client that does not read or waits for a later reply costs no worker. Bad
+// datagrams get an error reply, and the connection stays usable. What a user may take: platform/ipc/user_shares.h. Wire
+// format: platform/ipc/wire.h. Start and Stop from one thread; the dispatcher is called on workers.
 #pragma once
 
 #include <sys/types.h>
@@ -16,12 +17,14 @@
 #include "platform/base/result.h"
 #include "platform/ipc/ipc_skeleton.h"
 #include "platform/ipc/parcel.h"
+#include "platform/ipc/user_shares.h"
 #include "platform/ipc/wire.h"
 
 namespace Vexo::Ipc {
 
 // Runs one request, with the caller's identity set on the thread. Returns the status of the reply; the reply parcel
-// goes back in every case. May block for minutes.
+// goes back in every case, unless the reply was taken to be given later (platform/ipc/later_reply.h). May block for
+// minutes.
 using Dispatcher = std::function<int32_t(const IpcHeader& request, MessageParcel& data, MessageParcel& reply)>;
 
 // Turns kernel credentials into an identity, once per connection.
@@ -34,7 +37,7 @@ using ProcessGone = std::function<void()>;
 struct IpcServerOptions {
     std::string socketPath;
     mode_t socketMode = 0666;  // who may connect; what they may do is the access policy's
-    size_t maxConnections = 4096;
+    ShareLimits shares{};
     size_t maxThreads = 256;
     std::chrono::milliseconds threadIdleLimit{10'000};
     std::chrono::milliseconds sendLimit{2'000};  // a client that leaves its replies unread for so long is closed

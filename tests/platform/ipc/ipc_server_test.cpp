@@ -97,19 +97,6 @@ TEST_F(IpcServerTest, BadDatagramIsRefusedAndTheConnectionStaysUsable)
     }
 }
 
-TEST_F(IpcServerTest, ClientThatLeavesItsRepliesUnreadIsClosedAndHoldsNoWorker)
-{
-    options_.sendLimit = std::chrono::milliseconds(20);
-    Serve([](const IpcHeader&, MessageParcel&, MessageParcel& reply) {
-        return reply.WriteString(std::string(100'000, 'x')) ? IPC_OK : IPC_UNKNOWN_REQUEST;
-    });
-    const UniqueFd socket = Send();
-    ASSERT_TRUE(Eventually([&] { return server_->Counts().connections == 1; }));
-    for (int i = 0; i < 10 && SendRaw(socket, RequestOf(i)); ++i) {
-    }
-    EXPECT_TRUE(Eventually([&] { return server_->Counts().connections == 0; }));
-}
-
 TEST_F(IpcServerTest, ExceptionOfAHandlerEndsInAnErrorReply)
 {
     Serve([](const IpcHeader&, MessageParcel&, MessageParcel&) -> int32_t { throw std::runtime_error("broken"); });

@@ -1,0 +1,219 @@
+#include "platform/ipc/server_connection.h"
+
+#include <poll.h>
+#include <sys/epoll.h>
+#include <sys/socket.h>
+#include <sys/uio.h>
+
+#include <cerrno>
+
+#include "platform/ipc/wire.h"
+
+namespace Vexo::Ipc {
+namespace {
+
+int SendMessage(int socket, iovec* parts, size_t count)
+{
+    msghdr message{};
+    message.msg_iov = parts;
+    message.msg_iovlen = count;
+    ssize_t sent = -1;
+    do {
+        sent = ::sendmsg(socket, &message, MSG_NOSIGNAL | MSG_DONTWAIT);
+    } while (sent < 0 && errno == EINTR);
+    return sent < 0 ? errno : 0;
+}
+
+}  // namespace
+
+int SendReply(int socket, uint32_t abilityId, int32_t status, const MessageParcel& reply)
+{
+    uint8_t header[IPC_HEADER_SIZE];
+    EncodeHeader(IpcHeader{IPC_FLAG_REPLY, abilityId, static_cast<uint32_t>(status)}, header);
+    iovec parts[2] = {{header, sizeof(header)}, {const_cast<uint8_t*>(reply.GetData()), reply.GetDataSize()}};
+    return SendMessage(socket, parts, 2);
+}
+
+ServerConnection::ServerConnection(uint64_t id, int epoll, UniqueFd socket, const CallerIdentity& caller,
+                                   std::chrono::milliseconds sendLimit)
+    : id_(id), epoll_(epoll), caller_(caller), sendLimit_(sendLimit), socket_(std::move(socket))
+{
+}
+
+ssize_t ServerConnection::Receive(uint8_t* datagram, int flags) const
+{
+    ssize_t size = -1;
+    do {
+        // MSG_TRUNC: the result is the datagram's own size, recv(2). Without room for control data the kernel closes
+        // descriptors that a client sends along.
+        size = ::recv(socket_.Get(), datagram, MAX_DATAGRAM_SIZE, MSG_TRUNC | flags);
+    } while (size < 0 && errno == EINTR);
+    return size;
+}
+
+bool ServerConnection::PeerIsGone() const
+{
+    pollfd state{socket_.Get(), POLLRDHUP, 0};
+    return ::poll(&state, 1, 0) == 1;
+}
+
+bool ServerConnection::Enter()
+{
+    epoll_event event{EPOLLIN | EPOLLRDHUP | EPOLLONESHOT, {.u64 = id_}};
+    const MutexLock lock(mutex_);
+    stage_ = Stage::READING;
+    return ::epoll_ctl(epoll_, EPOLL_CTL_ADD, socket_.Get(), &event) == 0;
+}
+
+// A client's end and a later reply may arm the connection at the same moment, so that two workers get an event: the
+// stage says whose turn it is.
+ServerConnection::Turn ServerConnection::TakeTurn(uint32_t events)
+{
+    const MutexLock lock(mutex_);
+    switch (stage_) {
+        case Stage::READING:
+            stage_ = Stage::RUNNING;
+            return Turn::SERVE;
+        case Stage::SENDING:
+            switch (SendUnsent()) {
+                case Sent::WHOLE:
+                    stage_ = Stage::RUNNING;
+                    return Turn::SERVE;
+                case Sent::PARKED:
+                    return Turn::NONE;
+                case Sent::FAILED:
+                    stage_ = Stage::RUNNING;
+                    return Turn::DROP;
+            }
+            return Turn::NONE;
+        case Stage::AWAITING_REPLY:
+            if ((events & (EPOLLHUP | EPOLLERR)) == 0) {
+                return Turn::NONE;
+            }
+            stage_ = Stage::RUNNING;
+            return Turn::DROP;
+        case Stage::RUNNING:
+        case Stage::CLOSED:
+            break;
+    }
+    return Turn::NONE;
+}
+
+ServerConnection::Sent ServerConnection::Send(uint32_t abilityId, int32_t status, const MessageParcel& reply)
+{
+    const int error = SendReply(socket_.Get(), abilityId, status, reply);
+    if (error != EAGAIN) {
+        errno = error;
+        return error == 0 ? Sent::WHOLE : Sent::FAILED;
+    }
+    const MutexLock lock(mutex_);
+    KeepUnsent(abilityId, status, reply);
+    WaitForRoom();
+    return Sent::PARKED;
+}
+
+ServerConnection::Sent ServerConnection::AwaitReply()
+{
+    const MutexLock lock(mutex_);
+    if (!unsent_.empty()) {
+        return SendUnsent();  // it came before its handler had returned
+    }
+    ArmFor(0, Stage::AWAITING_REPLY);  // for the client's end, which the kernel reports in any case
+    return Sent::PARKED;
+}
+
+void ServerConnection::SendLater(uint32_t abilityId, int32_t status, const MessageParcel& reply)
+{
+    const MutexLock lock(mutex_);
+    if (stage_ == Stage::CLOSED) {
+        return;
+    }
+    KeepUnsent(abilityId, status, reply);
+    if (stage_ != Stage::AWAITING_REPLY) {
+        return;  // the worker still has it, and sends the reply
+    }
+    const Sent sent = SendUnsent();
+    if (sent == Sent::FAILED) {
+        ::shutdown(socket_.Get(), SHUT_RDWR);  // a worker drops it, when it finds it closed
+    }
+    if (sent != Sent::PARKED) {
+        ArmFor(EPOLLIN | EPOLLRDHUP, Stage::READING);
+    }
+}
+
+void ServerConnection::Arm()
+{
+    const MutexLock lock(mutex_);
+    ArmFor(EPOLLIN | EPOLLRDHUP, Stage::READING);
+}
+
+void ServerConnection::ArmFor(uint32_t events, Stage stage)
+{
+    stage_ = stage;
+    epoll_event event{events | EPOLLONESHOT, {.u64 = id_}};
+    ::epoll_ctl(epoll_, EPOLL_CTL_MOD, socket_.Get(), &event);
+}
+
+void ServerConnection::Close()
+{
+    const MutexLock lock(mutex_);
+    stage_ = Stage::CLOSED;
+    socket_.Reset();
+    unsent_ = {};
+    Tasks::CancelTimer(timer_);
+}
+
+bool ServerConnection::WasGivenUp()
+{
+    const MutexLock lock(mutex_);
+    return wasGivenUp_;
+}
+
+void ServerConnection::KeepUnsent(uint32_t abilityId, int32_t status, const MessageParcel& reply)
+{
+    unsent_.resize(IPC_HEADER_SIZE);
+    EncodeHeader(IpcHeader{IPC_FLAG_REPLY, abilityId, static_cast<uint32_t>(status)}, unsent_.data());
+    unsent_.insert(unsent_.end(), reply.GetData(), reply.GetData() + reply.GetDataSize());
+}
+
+ServerConnection::Sent ServerConnection::SendUnsent()
+{
+    iovec whole{unsent_.data(), unsent_.size()};
+    const int error = SendMessage(socket_.Get(), &whole, 1);
+    if (error == EAGAIN) {
+        WaitForRoom();
+        return Sent::PARKED;
+    }
+    unsent_ = {};
+    Tasks::CancelTimer(std::exchange(timer_, 0));
+    errno = error;
+    return error == 0 ? Sent::WHOLE : Sent::FAILED;
+}
+
+// The limit counts from the first wait for one reply. Without a timer there would be none, so the client is given up.
+void ServerConnection::WaitForRoom()
+{
+    if (stage_ != Stage::SENDING) {
+        timer_ = Tasks::CallAfter(sendLimit_, [weak = weak_from_this(), wait = ++waits_] {
+            if (const auto connection = weak.lock()) {
+                connection->GiveUp(wait);
+            }
+        });
+        if (timer_ == 0) {
+            ::shutdown(socket_.Get(), SHUT_RDWR);
+        }
+    }
+    ArmFor(EPOLLOUT, Stage::SENDING);
+}
+
+// Shuts the socket, which wakes a worker to drop the connection: only workers do.
+void ServerConnection::GiveUp(uint64_t wait)
+{
+    const MutexLock lock(mutex_);
+    if (stage_ == Stage::SENDING && wait == waits_) {
+        wasGivenUp_ = true;
+        ::shutdown(socket_.Get(), SHUT_RDWR);
+    }
+}
+
+}  // namespace Vexo::Ipc

@@ -1,0 +1,166 @@
+// What clients that take too much, read nothing or send rubbish do to the others.
+#include <fcntl.h>
+#include <sys/resource.h>
+
+#include <algorithm>
+
+#include "platform/ipc/caller_log_limit.h"
+#include "tests/platform/ipc/ipc_test_server.h"
+#include "tests/support/log_capture.h"
+
+namespace Vexo::Ipc {
+namespace {
+
+class IpcFloodTest : public IpcTestServer {
+protected:
+    void ServeLargeReplies()
+    {
+        Serve([](const IpcHeader& request, MessageParcel& data, MessageParcel& reply) {
+            if (request.code == 2) {
+                return Echo(data, reply);
+            }
+            int32_t value = 0;
+            data.ReadInt32(value);
+            const bool written = reply.WriteInt32(value) && reply.WriteString(std::string(REPLY_SIZE, 'x'));
+            return int32_t{written ? IPC_OK : IPC_UNKNOWN_REQUEST};
+        });
+    }
+    bool Connections(size_t count)
+    {
+        return Eventually([this, count] { return server_->Counts().connections == count; });
+    }
+
+    static constexpr size_t REPLY_SIZE = 100'000;
+    static constexpr int32_t REQUESTS = 12;  // more replies than a socket holds
+};
+
+TEST_F(IpcFloodTest, ClientsThatDoNotReadHoldNoWorkerAndAreClosed)
+{
+    const Tests::LogCapture log;
+    options_.maxThreads = 2;
+    options_.sendLimit = std::chrono::seconds(1);
+    ServeLargeReplies();
+    std::vector<UniqueFd> unread(20);
+    for (UniqueFd& socket : unread) {
+        socket = ConnectRaw();
+        for (int32_t i = 0; i < REQUESTS; ++i) {
+            ASSERT_TRUE(SendRaw(socket, RequestOf(i)));
+        }
+    }
+    const UniqueFd other = ConnectRaw();
+    ASSERT_TRUE(SendRaw(other, RequestOf(5, 2)));
+    EXPECT_EQ(ReceiveRaw(other).value, 5);
+    EXPECT_EQ(server_->Counts().connections, unread.size() + 1) << "answered before the first is closed";
+    EXPECT_TRUE(Connections(1));
+    EXPECT_EQ(log.Count("does not read its replies"), 1U) << "one line for its user";
+}
+
+TEST_F(IpcFloodTest, ClientThatReadsLateGetsEveryReplyInOrder)
+{
+    ServeLargeReplies();
+    const UniqueFd socket = ConnectRaw();
+    for (int32_t i = 0; i < REQUESTS; ++i) {
+        ASSERT_TRUE(SendRaw(socket, RequestOf(i)));
+    }
+    std::vector<uint8_t> bytes(MAX_DATAGRAM_SIZE);
+    for (int32_t i = 0; i < REQUESTS; ++i) {
+        ASSERT_GT(::recv(socket.Get(), bytes.data(), bytes.size(), 0), ssize_t{REPLY_SIZE});
+        EXPECT_EQ(bytes[IPC_HEADER_SIZE], i);
+    }
+}
+
+TEST_F(IpcFloodTest, UserHasItsShareOfConnectionsAndTheReserveIsForOthers)
+{
+    std::atomic<bool> isLimited{true};
+    options_.shares = {4, 1, 2, 2, [&](uid_t) { return isLimited.load(); }};
+    ServeEcho();
+    std::vector<UniqueFd> held;
+    for (int i = 0; i < 2; ++i) {
+        held.push_back(ConnectRaw());
+        ExpectEcho(held.back());
+    }
+    EXPECT_EQ(ReceiveRaw(ConnectRaw()).status, IPC_BUSY);
+    held.pop_back();
+    ASSERT_TRUE(Connections(1));
+    held.push_back(ConnectRaw());
+    ExpectEcho(held.back());
+    isLimited = false;
+    held.push_back(ConnectRaw());
+    ExpectEcho(held.back());
+    isLimited = true;
+    EXPECT_EQ(ReceiveRaw(ConnectRaw()).status, IPC_BUSY);
+    isLimited = false;
+    held.push_back(ConnectRaw());
+    ExpectEcho(held.back());
+    EXPECT_EQ(ReceiveRaw(ConnectRaw()).status, IPC_BUSY);
+}
+
+TEST_F(IpcFloodTest, RequestsBeyondAUsersShareWaitInTheirSocketsAndAllRun)
+{
+    options_.maxThreads = 3;
+    options_.shares.userRequests = 2;
+    options_.shares.isLimited = [](uid_t) { return true; };
+    ServeGate();
+    std::vector<UniqueFd> sockets(20);
+    std::generate(sockets.begin(), sockets.end(), [this] { return Send(); });
+    EXPECT_TRUE(Entered(2));
+    EXPECT_FALSE(Eventually([this] { return entered_ != 2; }, std::chrono::milliseconds(50)));
+    const UniqueFd another = ConnectRaw();
+    EXPECT_TRUE(Connections(sockets.size() + 1)) << "the third worker is free";
+    Release();
+    for (const UniqueFd& socket : sockets) {
+        EXPECT_EQ(ReceiveRaw(socket).status, IPC_OK);
+    }
+    EXPECT_EQ(entered_, sockets.size());
+}
+
+TEST_F(IpcFloodTest, BadDatagramsOfAUserAreOneLineAMinute)
+{
+    const Tests::LogCapture log;
+    ServeEcho();
+    for (int i = 0; i < 5; ++i) {
+        const UniqueFd socket = ConnectRaw();
+        for (int j = 0; j < 20; ++j) {
+            ASSERT_TRUE(SendRaw(socket, {1, 2, 3}));
+            EXPECT_EQ(ReceiveRaw(socket).status, IPC_BAD_DATAGRAM);
+        }
+    }
+    EXPECT_EQ(log.Count("bad datagram of 3 bytes"), 1U) << log.Text();
+}
+
+TEST_F(IpcFloodTest, WithoutDescriptorsClientsAreTurnedAwayThoseThatAreThereGoOnAndItRecovers)
+{
+    const Tests::LogCapture log;
+    ServeEcho();
+    const UniqueFd served = ConnectRaw();
+    ExpectEcho(served);
+    const UniqueFd late = ConnectRaw();  // the server's end takes the next descriptor
+    ASSERT_TRUE(Connections(2));
+    rlimit before{};
+    ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
+    // Room for the client's end alone.
+    UniqueFd next(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+    const rlimit few{static_cast<rlim_t>(next.Get()) + 1, before.rlim_max};
+    next.Reset();
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &few), 0);
+    EXPECT_EQ(ReceiveRaw(ConnectRaw()).status, IPC_BUSY);
+    EXPECT_TRUE(log.WaitFor("clients are turned away: out of descriptors"));
+    ExpectEcho(served);
+    ASSERT_EQ(::setrlimit(RLIMIT_NOFILE, &before), 0);
+    ExpectEcho(ConnectRaw());
+}
+
+TEST(CallerLogLimitTest, LeavesOutTheLinesOfNewUsersWhenTooManyAreKnownUntilTheirMinuteHasPassed)
+{
+    std::chrono::steady_clock::time_point now;
+    CallerLogLimit limit([&] { return now; });
+    uid_t user = 1000;
+    while (limit.Admit(user)) {
+        ASSERT_LT(user++, 10'000U) << "one user with many ids fills the log";
+    }
+    now += CALLER_LOG_INTERVAL;
+    EXPECT_TRUE(limit.Admit(user));
+}
+
+}  // namespace
+}  // namespace Vexo::Ipc

@@ -1,0 +1,135 @@
+#include "platform/ipc/later_reply.h"
+
+#include "platform/ipc/iremote_object.h"
+#include "tests/platform/ipc/ipc_test_server.h"
+#include "tests/support/trail.h"
+
+namespace Vexo::Ipc {
+namespace {
+
+constexpr uint32_t LATER = 1;
+constexpr uint32_t AT_ONCE = 2;
+
+MessageParcel ParcelOf(int32_t value)
+{
+    MessageParcel parcel;
+    parcel.WriteInt32(value);
+    return parcel;
+}
+
+class LaterReplyTest : public IpcTestServer {
+protected:
+    // Request LATER is taken away, the others are echoed.
+    void ServeLater()
+    {
+        Serve([this](const IpcHeader& request, MessageParcel& data, MessageParcel& reply) {
+            if (request.code == LATER) {
+                taken_.Add(LaterReply::Take());
+                return int32_t{IPC_UNKNOWN_REQUEST};
+            }
+            return Echo(data, reply);
+        });
+    }
+    std::shared_ptr<LaterReply> Taken(size_t count = 1) { return taken_.WaitFor(count).at(count - 1); }
+
+    Tests::Trail<std::shared_ptr<LaterReply>> taken_;
+};
+
+TEST_F(LaterReplyTest, RequestsThatWaitHoldNoWorkerAndTheirConnectionsKeepTheirOrder)
+{
+    constexpr size_t CLIENTS = 40;
+    options_.maxThreads = 2;
+    ServeLater();
+    std::vector<UniqueFd> waiting(CLIENTS);
+    for (UniqueFd& socket : waiting) {
+        socket = Send(LATER);
+        ASSERT_TRUE(SendRaw(socket, RequestOf(7, AT_ONCE)));
+    }
+    ASSERT_EQ(taken_.WaitFor(CLIENTS).size(), CLIENTS);
+    EXPECT_EQ(ReceiveRaw(Send(AT_ONCE)).status, IPC_OK);
+    for (const auto& later : taken_.Take()) {
+        later->Complete(IPC_OK, ParcelOf(3));
+        later->Complete(IPC_OK, ParcelOf(4));
+    }
+    for (const UniqueFd& socket : waiting) {
+        EXPECT_EQ(ReceiveRaw(socket).value, 3);
+        EXPECT_EQ(ReceiveRaw(socket).value, 7);
+    }
+}
+
+TEST_F(LaterReplyTest, ReplyCompletedInItsHandlerAndOneThatIsDroppedBothReachTheClient)
+{
+    Serve([](const IpcHeader& request, MessageParcel&, MessageParcel&) {
+        const auto later = LaterReply::Take();
+        EXPECT_EQ(LaterReply::Take(), nullptr) << "taken already";
+        if (request.code == AT_ONCE) {
+            later->Complete(IPC_OK, ParcelOf(3));
+        }
+        return int32_t{IPC_UNKNOWN_REQUEST};
+    });
+    const UniqueFd socket = Send(AT_ONCE);
+    EXPECT_EQ(ReceiveRaw(socket).value, 3);
+    ASSERT_TRUE(SendRaw(socket, RequestOf(0, LATER)));
+    EXPECT_EQ(ReceiveRaw(socket).status, IPC_HANDLER_FAILED);
+}
+
+TEST_F(LaterReplyTest, ClientThatLeavesIsDroppedBeforeItsReplyAndOneThatOnlyStopsSendingGetsIt)
+{
+    ServeLater();
+    UniqueFd gone = Send(LATER);
+    const auto unwanted = Taken();
+    const UniqueFd stopped = Send(LATER);
+    ::shutdown(stopped.Get(), SHUT_WR);
+    const auto wanted = Taken(2);
+    gone.Reset();
+    EXPECT_TRUE(Eventually([&] { return server_->Counts().connections == 1; }));
+    unwanted->Complete(IPC_OK, ParcelOf(3));
+    wanted->Complete(IPC_OK, ParcelOf(4));
+    EXPECT_EQ(ReceiveRaw(stopped).value, 4);
+    EXPECT_TRUE(Eventually([&] { return server_->Counts().connections == 0; }));
+}
+
+TEST_F(LaterReplyTest, ServerMayGoBeforeTheReply)
+{
+    ServeLater();
+    const UniqueFd socket = Send(LATER);
+    const auto later = Taken();
+    server_.reset();
+    later->Complete(IPC_OK, ParcelOf(3));
+    EXPECT_EQ(ReceiveRaw(socket).status, -1);
+}
+
+TEST_F(LaterReplyTest, RepliesThatRaceWithTheirClientsEndLeaveNothingBehind)
+{
+    ServeLater();
+    for (size_t round = 1; round <= 200; ++round) {
+        UniqueFd socket = Send(LATER);
+        const auto later = Taken(round);
+        const auto completed = std::async(std::launch::async, [&] { later->Complete(IPC_OK, ParcelOf(3)); });
+        socket.Reset();
+    }
+    EXPECT_TRUE(Eventually([&] { return server_->Counts().connections == 0; }));
+}
+
+class TakesItsReply : public IPCObjectStub {
+public:
+    int OnRemoteRequest(uint32_t, MessageParcel&, MessageParcel&, MessageOption&) override
+    {
+        return LaterReply::Take() == nullptr ? IPC_OK : IPC_UNKNOWN_REQUEST;
+    }
+};
+
+TEST_F(LaterReplyTest, CallInsideTheProcessIsAnsweredWhenItReturns)
+{
+    const auto nested = MakeSptr<TakesItsReply>();
+    Serve([&](const IpcHeader&, MessageParcel& data, MessageParcel& reply) {
+        MessageOption option;
+        EXPECT_EQ(nested->SendRequest(1, data, reply, option), IPC_OK);
+        return int32_t{IPC_OK};
+    });
+    EXPECT_EQ(ReceiveRaw(Send()).status, IPC_OK);
+    EXPECT_EQ(LaterReply::Take(), nullptr) << "no request";
+}
+
+}  // namespace
+}  // namespace Vexo::Ipc
