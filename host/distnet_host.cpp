@@ -14,7 +14,6 @@
 #include "platform/collaboration/collaboration_ability.h"
 #include "platform/dfx/event_text.h"
 #include "platform/tasks/elastic_pool.h"
-#include "platform/wifi/wifi_device.h"
 
 namespace Vexo::Host {
 namespace {
@@ -121,19 +120,38 @@ int32_t DistNetHost::GetStatus(std::string& json)
     return HOST_OK;
 }
 
-int32_t DistNetHost::WaitForWifi(uint32_t attempt, int32_t state, uint32_t limitMs, std::string& json)
+void DistNetHost::WaitForWifi(uint32_t attempt, int32_t state, std::chrono::milliseconds limit, Answer answer)
 {
     const auto wifi = Wifi::WifiDevice::GetInstance(WIFI_DEVICE_SYS_ABILITY_ID);
     if (wifi == nullptr) {
-        return HOST_NO_WIFI;
+        answer(HOST_NO_WIFI, {});
+        return;
     }
     Wifi::WifiLinkInfo known;
     known.attempt = attempt;
     known.state = static_cast<Wifi::WifiLinkState>(state);
-    const Json answer = NewObject();
-    FillWifi(answer.get(), wifi, wifi->WaitForChange(known, std::chrono::milliseconds(limitMs)), facts_.radio());
-    json = JsonText(answer.get());
-    return HOST_OK;
+    const auto answerNow = [wifi, known, radio = facts_.radio, answer = std::move(answer)](bool mustAnswer) {
+        const Wifi::WifiLinkInfo info = wifi->GetLinkInfo();
+        if (!mustAnswer && info.attempt == known.attempt && info.state == known.state) {
+            return false;
+        }
+        const Json json = NewObject();
+        FillWifi(json.get(), wifi, info, radio());
+        answer(HOST_OK, JsonText(json.get()));
+        return true;
+    };
+    WaitsFor(wifi)->Add(
+        {answerNow, [wifi, known](std::chrono::milliseconds left) { wifi->WaitForChange(known, left); }}, limit);
+}
+
+std::shared_ptr<ChangeWaits> DistNetHost::WaitsFor(const std::shared_ptr<Wifi::WifiDevice>& device)
+{
+    const MutexLock lock(mutex_);
+    if (waitedFor_ != device.get() || !wifiWaits_) {
+        waitedFor_ = device.get();
+        wifiWaits_ = ChangeWaits::Make();
+    }
+    return wifiWaits_;
 }
 
 int32_t DistNetHost::GetCounts(std::string& json)

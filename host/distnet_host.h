@@ -1,22 +1,26 @@
 // DistNetHost: what the daemon says about itself (ability 1164), as JSON (docs/ipc.md). It asks the registry and the
-// platform each time and never loads the service. Called on IPC workers, several at once; WaitForWifi and GetEvents
-// block until their limit, GetChecks on the disk and the radio, the others for no longer than 200 ms.
+// platform each time and never loads the service. Called on IPC workers, several at once; WaitForWifi and GetEvents do
+// not block, GetChecks blocks on the disk and the radio, the others for no longer than 200 ms.
 #pragma once
 
 #include <chrono>
 #include <functional>
+#include <memory>
 #include <string>
 
+#include "host/change_waits.h"
 #include "host/configuration.h"
 #include "host/distnet_host_stub.h"
 #include "host/hotspot_state.h"
 #include "host/named_values.h"
 #include "platform/ability/system_ability_manager.h"
+#include "platform/base/mutex.h"
 #include "platform/dfx/event_file.h"
 #include "platform/dfx/health_check.h"
 #include "platform/dfx/trace_recorder.h"
 #include "platform/ipc/ipc_server.h"
 #include "platform/softbus/softbus_server.h"
+#include "platform/wifi/wifi_device.h"
 
 namespace Vexo::Host {
 
@@ -40,16 +44,23 @@ public:
     explicit DistNetHost(HostFacts facts);
 
     int32_t GetStatus(std::string& json) override;
-    int32_t WaitForWifi(uint32_t attempt, int32_t state, uint32_t limitMs, std::string& json) override;
+    void WaitForWifi(uint32_t attempt, int32_t state, std::chrono::milliseconds limit, Answer answer) override;
     int32_t GetCounts(std::string& json) override;
     int32_t GetDevices(std::string& json) override;
-    int32_t GetEvents(uint64_t cursor, uint32_t limitMs, std::string& json) override;
+    void GetEvents(uint64_t cursor, std::chrono::milliseconds limit, Answer answer) override;
     int32_t StartTrace(uint32_t limitMs, bool detached, std::string& json) override;
     int32_t StopTrace(uint32_t recording, uint64_t offset, std::string& json) override;
     int32_t GetChecks(std::string& json) override;
 
 private:
+    std::shared_ptr<ChangeWaits> WaitsFor(const std::shared_ptr<Wifi::WifiDevice>& device) EXCLUDES(mutex_);
+
     const HostFacts facts_;
+    const std::shared_ptr<ChangeWaits> eventWaits_ = ChangeWaits::Make();
+    Mutex mutex_;
+    // Of the radio that was there last: another one has changes of its own.
+    const Wifi::WifiDevice* waitedFor_ GUARDED_BY(mutex_) = nullptr;
+    std::shared_ptr<ChangeWaits> wifiWaits_ GUARDED_BY(mutex_);
     HotspotState hotspot_;
     const std::chrono::steady_clock::time_point started_ = std::chrono::steady_clock::now();
 };

@@ -29,24 +29,39 @@ Json ObjectsOf(std::string_view lines)
     return objects;
 }
 
+std::string EventsJson(const QuviewDFX::EventPage& page)
+{
+    const Json answer = NewObject();
+    AddNumber(answer.get(), "cursor", page.next);
+    cJSON_AddBoolToObject(answer.get(), "missed", page.missed);
+    AddMember(answer.get(), "events", ObjectsOf(page.lines));
+    return JsonText(answer.get());
+}
+
 }  // namespace
 
-int32_t DistNetHost::GetEvents(uint64_t cursor, uint32_t limitMs, std::string& json)
+void DistNetHost::GetEvents(uint64_t cursor, std::chrono::milliseconds limit, Answer answer)
 {
     if (!facts_.events) {
-        return HOST_BAD_REQUEST;
+        answer(HOST_BAD_REQUEST, {});
+        return;
     }
-    const auto page = facts_.events->Read(cursor, MAX_PIECE_BYTES, std::chrono::milliseconds(limitMs));
-    if (!page) {
-        QuviewDFX::LogWarn(LABEL, "events: %{public}s", page.Message());
-        return HOST_BAD_REQUEST;
-    }
-    const Json answer = NewObject();
-    AddNumber(answer.get(), "cursor", page.Value().next);
-    cJSON_AddBoolToObject(answer.get(), "missed", page.Value().missed);
-    AddMember(answer.get(), "events", ObjectsOf(page.Value().lines));
-    json = JsonText(answer.get());
-    return HOST_OK;
+    const auto answerNow = [events = facts_.events, cursor, answer = std::move(answer)](bool mustAnswer) {
+        const auto page = events->Read(cursor, MAX_PIECE_BYTES, std::chrono::milliseconds(0));
+        if (!page) {
+            QuviewDFX::LogWarn(LABEL, "events: %{public}s", page.Message());
+            answer(HOST_BAD_REQUEST, {});
+            return true;
+        }
+        if (!mustAnswer && page.Value().lines.empty() && page.Value().next == cursor) {
+            return false;
+        }
+        answer(HOST_OK, EventsJson(page.Value()));
+        return true;
+    };
+    eventWaits_->Add({answerNow, [events = facts_.events,
+                                  cursor](std::chrono::milliseconds left) { (void)events->Read(cursor, 1, left); }},
+                     limit);
 }
 
 int32_t DistNetHost::StartTrace(uint32_t limitMs, bool detached, std::string& json)

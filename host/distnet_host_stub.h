@@ -3,6 +3,7 @@
 // keeps no state but which refusals it logged. What the operations answer: host/distnet_host.h; parcels: docs/ipc.md.
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include "host/i_distnet_host.h"
@@ -20,9 +21,11 @@ public:
 private:
     void LogRefusal(const char* why);
     int32_t Run(HostInterfaceCode code, MessageParcel& data, std::string& json);
-    // With the arguments of their names; HOST_BAD_REQUEST when they cannot be read.
-    int32_t RunWaitForWifi(MessageParcel& data, std::string& json);
-    int32_t RunGetEvents(MessageParcel& data, std::string& json);
+    // A wait whose reply comes later, so that it holds no worker; a call from inside the process blocks instead.
+    int32_t RunWait(HostInterfaceCode code, MessageParcel& data, MessageParcel& reply);
+    // With the arguments of their names; HOST_BAD_REQUEST, or nothing to run, when they cannot be read.
+    std::function<void(Answer)> ReadWaitForWifi(MessageParcel& data);
+    std::function<void(Answer)> ReadGetEvents(MessageParcel& data);
     int32_t RunStartTrace(MessageParcel& data, std::string& json);
     int32_t RunStopTrace(MessageParcel& data, std::string& json);
 

@@ -6,6 +6,7 @@
 
 #include <chrono>
 #include <cstdint>
+#include <functional>
 #include <string>
 
 #include "platform/ipc/iremote_object.h"
@@ -41,11 +42,15 @@ class IDistNetHost : public IRemoteBroker {
 public:
     DECLARE_INTERFACE_DESCRIPTOR(u"Vexo.DistNet.IDistNetHost")
 
+    // Takes the answer of an operation that waits: once, on the calling thread before the operation returns, or later
+    // on any.
+    using Answer = std::function<void(int32_t result, const std::string& json)>;
+
     virtual int32_t GetStatus(std::string& json) = 0;
-    virtual int32_t WaitForWifi(uint32_t attempt, int32_t state, uint32_t limitMs, std::string& json) = 0;
+    virtual void WaitForWifi(uint32_t attempt, int32_t state, std::chrono::milliseconds limit, Answer answer) = 0;
     virtual int32_t GetCounts(std::string& json) = 0;
     virtual int32_t GetDevices(std::string& json) = 0;
-    virtual int32_t GetEvents(uint64_t cursor, uint32_t limitMs, std::string& json) = 0;
+    virtual void GetEvents(uint64_t cursor, std::chrono::milliseconds limit, Answer answer) = 0;
     virtual int32_t StartTrace(uint32_t limitMs, bool detached, std::string& json) = 0;
     virtual int32_t StopTrace(uint32_t recording, uint64_t offset, std::string& json) = 0;
     virtual int32_t GetChecks(std::string& json) = 0;

@@ -3,12 +3,15 @@
 #include <cjson/cJSON.h>
 #include <gtest/gtest.h>
 
+#include <atomic>
 #include <fstream>
 #include <memory>
 
 #include "platform/access/policy.h"
 #include "platform/wifi/wifi_device.h"
+#include "platform/wifi/wifi_link.h"
 #include "tests/support/temp_folder.h"
+#include "tests/support/trail.h"
 
 namespace Vexo::Host {
 namespace {
@@ -22,25 +25,22 @@ struct Document {
     std::unique_ptr<cJSON, void (*)(cJSON*)> json;
 };
 
-class JoinedWifi : public IPCObjectStub, public Wifi::WifiDevice {
+class FakeStation : public IPCObjectStub, public Wifi::WifiDevice {
 public:
     int32_t GetDeviceConfigs(std::vector<Wifi::WifiDeviceConfig>&, bool) override { return 0; }
     int32_t AddDeviceConfig(const Wifi::WifiDeviceConfig&, int&, bool) override { return 0; }
     int32_t ConnectToDevice(const Wifi::WifiDeviceConfig&) override { return 0; }
-    Wifi::WifiLinkInfo GetLinkInfo() override
-    {
-        using namespace std::string_literals;
-        return {Wifi::WifiLinkState::CONNECTED, 3, "a\0\\\xFF\u009B"s, "192.0.2.7", ""};
-    }
+    Wifi::WifiLinkInfo GetLinkInfo() override { return link.Get(); }
     Wifi::WifiLinkInfo WaitForChange(const Wifi::WifiLinkInfo& known, std::chrono::milliseconds limit) override
     {
-        asked = known;
-        askedLimit = limit;
-        return GetLinkInfo();
+        ++blockedCalls;
+        const Wifi::WifiLinkInfo info = link.WaitForChange(known, limit);
+        --blockedCalls;
+        return info;
     }
 
-    Wifi::WifiLinkInfo asked;
-    std::chrono::milliseconds askedLimit{0};
+    Wifi::WifiLink link;
+    std::atomic<int> blockedCalls{0};
 };
 
 // Users by number; the kernel's credentials are all that tells them apart.
@@ -111,6 +111,13 @@ protected:
         return Document(json);
     }
 
+    sptr<FakeStation> AddStation()
+    {
+        const sptr<FakeStation> wifi = MakeSptr<FakeStation>();
+        abilities->AddSystemAbility(WIFI_DEVICE_SYS_ABILITY_ID, sptr<IRemoteObject>(wifi));
+        return wifi;
+    }
+
     const Tests::TempFolder folder;
     std::shared_ptr<QuviewDFX::EventFile> events;
     sptr<SystemAbilityManager> abilities = MakeSptr<SystemAbilityManager>();
@@ -138,7 +145,7 @@ TEST_F(HostAbility, RefusesARequestForAnotherInterfaceAndIgnoresAnUnknownCode)
     EXPECT_EQ(reply.GetDataSize(), 0U);
 }
 
-TEST_F(HostAbility, WaitForWifiHandsOnWhatTheCallerKnowsAndRefusesABadWait)
+TEST_F(HostAbility, WaitForWifiAnswersAtOnceWhatTheCallerDoesNotKnowAndRefusesABadWait)
 {
     const auto wait = [&](uint32_t limitMs) {
         EXPECT_EQ(Ask(NATIVE, HostInterfaceCode::WAIT_FOR_WIFI,
@@ -147,18 +154,55 @@ TEST_F(HostAbility, WaitForWifiHandsOnWhatTheCallerKnowsAndRefusesABadWait)
     };
     wait(1);
     EXPECT_EQ(Result(), HOST_NO_WIFI);
-    const sptr<JoinedWifi> wifi = MakeSptr<JoinedWifi>();
-    abilities->AddSystemAbility(WIFI_DEVICE_SYS_ABILITY_ID, sptr<IRemoteObject>(wifi));
+    const auto wifi = AddStation();
+    using namespace std::string_literals;
+    wifi->link.Begin("a\0\\\xFF\u009B"s);
     wait(60'001);
     EXPECT_EQ(Result(), HOST_BAD_REQUEST);
     wait(60'000);
     const Document answer = Answer();
-    EXPECT_STREQ(cJSON_GetStringValue(answer.At("state")), "connected");
-    EXPECT_EQ(cJSON_GetNumberValue(answer.At("attempt")), 3);
+    EXPECT_STREQ(cJSON_GetStringValue(answer.At("state")), "connecting");
+    EXPECT_EQ(cJSON_GetNumberValue(answer.At("attempt")), 1);
     EXPECT_STREQ(cJSON_GetStringValue(answer.At("ssid")), R"(a\x00\\\xff\xc2\x9b)") << "whole, whatever bytes it has";
-    EXPECT_EQ(wifi->asked.attempt, 2U);
-    EXPECT_EQ(wifi->asked.state, Wifi::WifiLinkState::CONNECTING);
-    EXPECT_EQ(wifi->askedLimit, std::chrono::minutes(1));
+}
+
+TEST_F(HostAbility, WaitsShareOneThreadKeepTheirLimitsAndEndWithTheChange)
+{
+    constexpr int WAITERS = 400;
+    const auto wifi = AddStation();
+    const auto known = static_cast<int32_t>(Wifi::WifiLinkState::IDLE);
+    Tests::Trail<std::string> answers;
+    const auto answer = [&](int32_t result, const std::string& json) { answers.Add(std::to_string(result) + json); };
+    for (int i = 0; i < WAITERS; ++i) {
+        host->WaitForWifi(0, known, HOST_MAX_WAIT, answer);
+    }
+    EXPECT_TRUE(Tests::Eventually([&] { return wifi->blockedCalls == 1; }));
+    host->WaitForWifi(0, known, std::chrono::milliseconds(20), answer);
+    EXPECT_EQ(answers.WaitFor(1).size(), 1U) << "its own limit, while the thread waits for a longer one";
+    wifi->link.Begin("air");
+    EXPECT_EQ(answers.WaitFor(WAITERS + 1).size(), size_t{WAITERS} + 1);
+    const std::string last = answers.WaitFor(0).back();
+    EXPECT_NE(last.find("connecting"), std::string::npos) << last;
+    EXPECT_TRUE(Tests::Eventually([&] { return wifi->blockedCalls == 0; }));
+    wifi->link.Stop();
+    host->WaitForWifi(1, static_cast<int32_t>(Wifi::WifiLinkState::CONNECTING), HOST_MAX_WAIT, answer);
+    EXPECT_EQ(answers.WaitFor(WAITERS + 2).size(), size_t{WAITERS} + 2) << "a radio that stopped ends its waits";
+}
+
+TEST_F(HostAbility, WaitForEventsEndsWithTheNextEventAndAtItsLimit)
+{
+    Tests::Trail<std::string> answers;
+    const auto answer = [&](int32_t, const std::string& json) { answers.Add(json); };
+    host->GetEvents(0, std::chrono::milliseconds(0), answer);
+    const Document now(answers.WaitFor(1).back());
+    const auto cursor = static_cast<uint64_t>(cJSON_GetNumberValue(now.At("cursor")));
+    host->GetEvents(cursor, HOST_MAX_WAIT, answer);
+    host->GetEvents(cursor, std::chrono::milliseconds(1), answer);
+    const Document none(answers.WaitFor(2).back());
+    EXPECT_EQ(cJSON_GetArraySize(none.At("events")), 0);
+    EXPECT_EQ(events->Write({{}, "TEST", "HAPPENED", 1, {}}), 0);
+    const Document one(answers.WaitFor(3).back());
+    EXPECT_EQ(cJSON_GetArraySize(one.At("events")), 1);
 }
 
 TEST_F(HostAbility, StatusSaysWhetherTheRadioCanJoin)
@@ -169,7 +213,7 @@ TEST_F(HostAbility, StatusSaysWhetherTheRadioCanJoin)
         return std::string(cJSON_GetStringValue(cJSON_GetObjectItemCaseSensitive(answer.At("wifi"), "radio")));
     };
     EXPECT_EQ(shown(), "absent") << "without a Wi-Fi ability";
-    abilities->AddSystemAbility(WIFI_DEVICE_SYS_ABILITY_ID, sptr<IRemoteObject>(MakeSptr<JoinedWifi>()));
+    abilities->AddSystemAbility(WIFI_DEVICE_SYS_ABILITY_ID, sptr<IRemoteObject>(MakeSptr<FakeStation>()));
     EXPECT_EQ(shown(), "on");
     radio = RadioState::SWITCHED_OFF;
     EXPECT_EQ(shown(), "switched_off");

@@ -1,0 +1,83 @@
+#include "host/change_waits.h"
+
+#include <algorithm>
+#include <utility>
+#include <vector>
+
+#include "platform/tasks/elastic_pool.h"
+
+namespace Vexo::Host {
+
+using Clock = std::chrono::steady_clock;
+
+std::shared_ptr<ChangeWaits> ChangeWaits::Make()
+{
+    return std::shared_ptr<ChangeWaits>(new ChangeWaits);
+}
+
+void ChangeWaits::Add(Waiter waiter, std::chrono::milliseconds limit)
+{
+    const auto entry = std::make_shared<Entry>();
+    entry->waiter = std::move(waiter);
+    entry->deadline = Clock::now() + limit;
+    if (Answer(*entry, limit.count() <= 0)) {
+        return;
+    }
+    MutexLock lock(mutex_);
+    entries_.push_back(entry);
+    // The timer's work takes the same lock before it removes the entry, so the number is there by then.
+    entry->timer = Tasks::RunAfter(limit, [self = shared_from_this(), entry] {
+        Answer(*entry, true);
+        self->Remove(entry);
+    });
+    isWatched_ = isWatched_ || Tasks::ElasticPool::Shared().Post([self = shared_from_this()] { self->Watch(); });
+    const bool isServed = isWatched_ && entry->timer != 0;
+    lock.Unlock();
+    if (!isServed) {
+        Answer(*entry, true);  // without threads it cannot wait
+        Remove(entry);
+    }
+}
+
+bool ChangeWaits::Answer(Entry& entry, bool mustAnswer)
+{
+    const MutexLock lock(entry.mutex);
+    entry.isAnswered = entry.isAnswered || entry.waiter.answer(mustAnswer);
+    return entry.isAnswered;
+}
+
+// Who waits has seen the same state: when it changes for the one that the thread waits for, all look again.
+void ChangeWaits::Watch()
+{
+    MutexLock lock(mutex_);
+    while (!entries_.empty()) {
+        const std::shared_ptr<Entry> first = entries_.front();
+        lock.Unlock();
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(first->deadline - Clock::now());
+        first->waiter.block(std::max(left, std::chrono::milliseconds(0)));
+        Answer(*first, true);
+        lock.Lock();
+        const std::vector<std::shared_ptr<Entry>> all(entries_.begin(), entries_.end());
+        lock.Unlock();
+        for (const auto& entry : all) {
+            if (Answer(*entry, false)) {
+                Remove(entry);
+            }
+        }
+        lock.Lock();
+    }
+    isWatched_ = false;
+}
+
+void ChangeWaits::Remove(const std::shared_ptr<Entry>& entry)
+{
+    Tasks::TimerId timer = 0;
+    {
+        const MutexLock lock(mutex_);
+        entries_.remove(entry);
+        timer = std::exchange(entry->timer, 0);
+    }
+    Tasks::CancelTimer(timer);
+}
+
+}  // namespace Vexo::Host
