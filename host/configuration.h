@@ -20,6 +20,8 @@ struct Configuration {
     uint16_t deviceTypeId = 0;                // "device.type": "phone", "tablet", "laptop", "unknown"
     std::filesystem::path ipcSocket;          // "ipc.socket": default STATE_DIR/ipc.sock
     uint32_t ipcSocketMode = 0666;            // "ipc.socket_mode": octal text, "0600" to "0666"
+    uint32_t ipcUserConnections = 64;         // "ipc.user_connections": of a user other than root
+    uint32_t ipcUserRequests = 32;            // "ipc.user_requests": of such a user, at once
     std::string softbusListen = "127.0.0.1";  // "softbus.listen": an address of this machine
     uint16_t softbusPort = 0;                 // "softbus.port": 0 picks a free one
     std::vector<std::string> softbusPeers;    // "softbus.peers": "host:port" each

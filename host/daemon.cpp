@@ -2,6 +2,7 @@
 
 #include <thread>
 
+#include "host/descriptors.h"
 #include "host/distnet_host.h"
 #include "host/memory.h"
 #include "host/service_manager.h"
@@ -11,12 +12,14 @@
 #include "platform/config_policy/config_policy.h"
 #include "platform/device_manager/device_manager_server.h"
 #include "platform/dfx/journal.h"
+#include "platform/dfx/log.h"
 #include "platform/dfx/sinks.h"
 #include "platform/ipc/ipc_skeleton.h"
 
 namespace Vexo::Host {
 namespace {
 
+constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Host"};
 constexpr const char* IDENTITY_FOLDER = "identity";
 constexpr std::chrono::milliseconds DRAIN_STEP{5};
 constexpr mode_t SOCKET_FOLDER = 0755;  // who may connect is for ipc.socket_mode to say
@@ -239,6 +242,16 @@ Result<void> Daemon::Listen(const Say& say)
     Ipc::IpcServerOptions options;
     options.socketPath = configuration_.ipcSocket;
     options.socketMode = configuration_.ipcSocketMode;
+    const size_t descriptors = RaiseDescriptorLimit();
+    options.shares = SharesWithin(descriptors);
+    options.shares.userConnections = configuration_.ipcUserConnections;
+    options.shares.userRequests = configuration_.ipcUserRequests;
+    if (options.shares.connections < MAX_LOCAL_CLIENTS) {
+        QuviewDFX::LogWarn(LABEL,
+                           "no more than %{public}lu local clients, because only %{public}lu descriptors may be open; "
+                           "raise the limit (LimitNOFILE= of the unit, or ulimit -n)",
+                           uint64_t{options.shares.connections}, uint64_t{descriptors});
+    }
     options.processGone = [this] { clients_->ReleaseForGoneProcess(); };
     auto server = Ipc::IpcServer::Start(std::move(options), Security::IdentifyCaller,
                                         [this](const Ipc::IpcHeader& request, MessageParcel& data,

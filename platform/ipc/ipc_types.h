@@ -12,7 +12,7 @@ enum IpcStatus : int32_t {
     IPC_UNKNOWN_ABILITY = 306,  // no such ability here
     IPC_ABILITY_UNAVAILABLE = 307,  // the ability could not be loaded in time
     IPC_BAD_DATAGRAM = 308,         // truncated, oversized, or not of this protocol
-    IPC_BUSY = 309,                 // too many requests wait
+    IPC_BUSY = 309,                 // too many connections; this one is closed
     IPC_REFUSED = 310,              // this caller may not connect
     IPC_CLOSED = 311,               // client side: the connection is gone
     IPC_TIMED_OUT = 312,            // client side: no reply within the limit; the connection is closed

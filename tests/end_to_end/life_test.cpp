@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <csignal>
 #include <fstream>
+#include <optional>
 
 #include "tests/end_to_end/world.h"
 
@@ -116,6 +117,43 @@ TEST(SocketFolderTest, ThatTheDaemonMakesIsOpenToThoseWhomTheSocketIsFor)
     EXPECT_EQ(modeOf("run/phone"), std::filesystem::perms(0755));
     EXPECT_EQ(modeOf("run/phone/ipc.sock"), std::filesystem::perms(0666));
     EXPECT_EQ(modeOf("phone"), std::filesystem::perms(0700));
+}
+
+// Starts a request that stays open: the peer does not answer.
+class OpenRequestTest : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        world_.StartLaptopAndPhone();
+        world_["phone"].Set({"faults.hotspot.enable.no_answer=true"});
+        start_.emplace(
+            std::vector<std::string>{DISTNET_BIN_DIR "/distnetctl", "--socket", laptop().Socket(), "start", "phone"},
+            world_.Path() / "start.log");
+        ASSERT_TRUE(Eventually([&] { return laptop().Count("sessions") > 0; })) << laptop().Log();
+    }
+    Device& laptop() { return world_["laptop"]; }
+
+    World world_;
+    std::optional<Process> start_;
+};
+
+TEST_F(OpenRequestTest, TerminationEndsTheDaemonWithinItsLimit)
+{
+    const auto told = std::chrono::steady_clock::now();
+    EXPECT_EQ(laptop().Stop(), 0);
+    EXPECT_LT(std::chrono::steady_clock::now() - told, std::chrono::milliseconds(1500 + 1000)) << "and a busy machine";
+}
+
+TEST_F(OpenRequestTest, ASecondTerminationEndsTheDaemonAtOnceAndSaysSo)
+{
+    Process& daemon = laptop().Daemon();
+    daemon.Signal(SIGTERM);
+    // The socket goes first: from then on a second signal cuts the end short.
+    ASSERT_TRUE(Eventually([&] { return !std::filesystem::exists(laptop().Socket()); }));
+    const auto told = std::chrono::steady_clock::now();
+    daemon.Signal(SIGTERM);
+    EXPECT_EQ(daemon.Wait(), 128 + SIGTERM);
+    EXPECT_LT(std::chrono::steady_clock::now() - told, std::chrono::milliseconds(1000));
 }
 
 TEST(PolicyTest, ACallerWithoutTheRightIsRefusedWithExitCodeFour)

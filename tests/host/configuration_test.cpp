@@ -33,7 +33,9 @@ TEST(Configuration, AFaultNamesKeyAndWhatIsAllowed)
         {R"("ipc": {"socket_mode": "0777"})",
          "ipc.socket_mode: \"0777\" is out of range (octal text, \"0600\" to \"0666\")"},
         {R"("ipc": {"sockt": "x"})", "ipc.sockt: unknown key (did you mean \"ipc.socket\"?)"},
-        {R"("ipc": {"colour": 1})", "ipc.colour: unknown key (here: \"socket\", \"socket_mode\")"},
+        {R"("ipc": {"colour": 1})",
+         "ipc.colour: unknown key (here: \"socket\", \"socket_mode\", \"user_connections\", "
+         "\"user_requests\")"},
         {R"("platform": "other")", "platform: \"other\" is none of its values (\"linux\" or \"simulated\")"},
         {R"("hotspot": {"channel": 6})",
          "hotspot.channel: a channel stands for nothing without its band (give \"hotspot.band\")"},
