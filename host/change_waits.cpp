@@ -26,12 +26,12 @@ void ChangeWaits::Add(Waiter waiter, std::chrono::milliseconds limit)
     MutexLock lock(mutex_);
     entries_.push_back(entry);
     // The timer's work takes the same lock before it removes the entry, so the number is there by then.
-    entry->timer = Tasks::RunAfter(limit, [self = shared_from_this(), entry] {
+    entry->timer = Tasks::Timers::System().RunAfter(limit, [self = shared_from_this(), entry] {
         Answer(*entry, true);
         self->Remove(entry);
     });
     isWatched_ = isWatched_ || Tasks::ElasticPool::Shared().Post([self = shared_from_this()] { self->Watch(); });
-    const bool isServed = isWatched_ && entry->timer != 0;
+    const bool isServed = isWatched_ && entry->timer.IsArmed();
     lock.Unlock();
     if (!isServed) {
         Answer(*entry, true);  // without threads it cannot wait
@@ -71,13 +71,13 @@ void ChangeWaits::Watch()
 
 void ChangeWaits::Remove(const std::shared_ptr<Entry>& entry)
 {
-    Tasks::TimerId timer = 0;
+    Tasks::Timer timer;
     {
         const MutexLock lock(mutex_);
         entries_.remove(entry);
-        timer = std::exchange(entry->timer, 0);
+        timer = std::move(entry->timer);
     }
-    Tasks::CancelTimer(timer);
+    timer.Cancel();
 }
 
 }  // namespace Vexo::Host

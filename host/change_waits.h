@@ -32,7 +32,7 @@ private:
     struct Entry {
         Waiter waiter;
         std::chrono::steady_clock::time_point deadline;
-        Tasks::TimerId timer = 0;  // under the list's lock
+        Tasks::Timer timer;  // under the list's lock
         Mutex mutex;
         bool isAnswered GUARDED_BY(mutex) = false;
     };

@@ -35,7 +35,7 @@ std::optional<LinkEnd> LastingCauseOf(NmReason reason)
         case NmReason::DHCP_START_FAILED:
         case NmReason::DHCP_ERROR:
         case NmReason::DHCP_FAILED:
-            return LinkEnd{JoinFailure::NO_ADDRESS, "no address"};
+            return LinkEnd{JoinFailure::NO_IP_ADDRESS, "no address"};
         case NmReason::USER_REQUESTED:
         case NmReason::CONNECTION_REMOVED:
             return LinkEnd{JoinFailure::ENDED_HERE, "disconnected by somebody at this device"};
@@ -296,7 +296,7 @@ void LinuxWifiDevice::OnActivated()
     const std::string address = context_->manager.AddressOf(attempt_->radio);
     if (address.empty()) {
         if (steady_clock::now() - attempt_->joiningSince > options_.joinLimit) {
-            End({JoinFailure::NO_ADDRESS, "no address"});
+            End({JoinFailure::NO_IP_ADDRESS, "no address"});
         } else {
             LookAgainIn(ADDRESS_DELAY);
         }

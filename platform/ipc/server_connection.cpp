@@ -160,7 +160,7 @@ void ServerConnection::Close()
     stage_ = Stage::CLOSED;
     socket_.Reset();
     unsent_ = {};
-    Tasks::CancelTimer(timer_);
+    timer_.Cancel();
 }
 
 bool ServerConnection::WasGivenUp()
@@ -185,7 +185,7 @@ ServerConnection::Sent ServerConnection::SendUnsent()
         return Sent::PARKED;
     }
     unsent_ = {};
-    Tasks::CancelTimer(std::exchange(timer_, 0));
+    timer_.Cancel();
     errno = error;
     return error == 0 ? Sent::WHOLE : Sent::FAILED;
 }
@@ -194,12 +194,12 @@ ServerConnection::Sent ServerConnection::SendUnsent()
 void ServerConnection::WaitForRoom()
 {
     if (stage_ != Stage::SENDING) {
-        timer_ = Tasks::CallAfter(sendLimit_, [weak = weak_from_this(), wait = ++waits_] {
+        timer_ = Tasks::Timers::System().CallAfter(sendLimit_, [weak = weak_from_this(), wait = ++waits_] {
             if (const auto connection = weak.lock()) {
                 connection->GiveUp(wait);
             }
         });
-        if (timer_ == 0) {
+        if (!timer_.IsArmed()) {
             ::shutdown(socket_.Get(), SHUT_RDWR);
         }
     }

@@ -86,7 +86,7 @@ private:
     Mutex mutex_;
     Stage stage_ GUARDED_BY(mutex_) = Stage::RUNNING;
     std::vector<uint8_t> unsent_ GUARDED_BY(mutex_);  // a whole datagram
-    Tasks::TimerId timer_ GUARDED_BY(mutex_) = 0;
+    Tasks::Timer timer_ GUARDED_BY(mutex_);
     uint64_t waits_ GUARDED_BY(mutex_) = 0;  // for room; a timer names the one that it limits
     bool wasGivenUp_ GUARDED_BY(mutex_) = false;
 };
