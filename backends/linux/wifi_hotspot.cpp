@@ -219,14 +219,14 @@ void LinuxWifiHotspot::OpenLater(const WifiRadio& radio)
     SetOn(true);
     timer_.Cancel();
     // A wait that was cancelled too late must not open what a newer call waits to open.
-    timer_ = Tasks::Timers::System().RunAfter(options_.switchDelay,
-                             [self = sptr<LinuxWifiHotspot>(this), path = radio.path, number = ++openingsSet_] {
-                                 self->context_->strand.Post([self, path, number] {
-                                     if (number == self->openingsSet_) {
-                                         self->OpenNow(path);
-                                     }
-                                 });
-                             });
+    timer_ = Tasks::Timers::System().RunAfter(
+        options_.switchDelay, [self = sptr<LinuxWifiHotspot>(this), path = radio.path, number = ++openingsSet_] {
+            self->context_->strand.Post([self, path, number] {
+                if (number == self->openingsSet_) {
+                    self->OpenNow(path);
+                }
+            });
+        });
 }
 
 void LinuxWifiHotspot::OpenNow(const std::string& radio)

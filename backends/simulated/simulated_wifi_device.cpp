@@ -216,7 +216,7 @@ void SimulatedWifiDevice::LookAgainAt(steady_clock::time_point time)
     timer_.Cancel();
     const auto delay = std::chrono::ceil<std::chrono::microseconds>(time - steady_clock::now());
     timer_ = Tasks::Timers::System().RunAfter(std::max(delay, std::chrono::microseconds(0)),
-                             [self = sptr<SimulatedWifiDevice>(this)] { self->PostLook(); });
+                                              [self = sptr<SimulatedWifiDevice>(this)] { self->PostLook(); });
 }
 
 bool SimulatedWifiDevice::StartWatching()

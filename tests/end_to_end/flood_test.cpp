@@ -154,7 +154,7 @@ TEST_F(FloodTest, ConnectionsOfAUserAreAShareAndRootConnectsAllTheSame)
     });
     EXPECT_EQ(flood.Said(), CLIENTS - 64);
     EXPECT_EQ(device_.Count("ipc_connections"), 65) << "root's own is the last";
-    EXPECT_EQ(device_.Status("service"), "stopped");
+    EXPECT_EQ(device_.Status("service"), "not_loaded");
 }
 
 TEST_F(FloodTest, WaitsForEventsLeaveTheWorkersToOthers)
@@ -199,7 +199,7 @@ TEST_F(FloodTest, RefusedRequestsAndBadDatagramsWriteAFewLinesAndLeaveTheService
         EXPECT_GT(flood.Said(), 20);
     }
     EXPECT_LT(device_.Log().size() - before, 4096U) << device_.Log();
-    EXPECT_TRUE(Eventually([&] { return device_.Status("service") == "stopped"; })) << device_.Log();
+    EXPECT_TRUE(Eventually([&] { return device_.Status("service") == "idle"; })) << device_.Log();
 }
 
 TEST(DescriptorsTest, ADaemonWithFewDescriptorsServesFewerClientsAndSaysSo)

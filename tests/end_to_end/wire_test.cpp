@@ -114,7 +114,7 @@ TEST_F(WireTest, AProgramWhoseOnlyRequestCouldNotBeReadHoldsTheServiceNoLongerOn
     int status = -1;
     ASSERT_EQ(::waitpid(child, &status, 0), child);
     EXPECT_EQ(status, 0);
-    EXPECT_TRUE(Eventually([&] { return device_.Status("service") == "stopped"; })) << device_.Log();
+    EXPECT_TRUE(Eventually([&] { return device_.Status("service") == "idle"; })) << device_.Log();
 }
 
 }  // namespace
