@@ -12,6 +12,26 @@ std::string Taken(char* printed)
     return text ? EscapeJson(text.get()) : "";
 }
 
+// Line and column, in bytes, both from 1.
+std::string PlaceOf(std::string_view text, size_t offset)
+{
+    const std::string_view before = text.substr(0, offset);
+    const auto line = std::count(before.begin(), before.end(), '\n') + 1;
+    const size_t column = offset - (before.rfind('\n') + 1) + 1;
+    return std::to_string(line) + ":" + std::to_string(column);
+}
+
+// Where a text of the JSON document holds an escaped NUL; npos when none does.
+size_t FindEscapedNul(std::string_view json)
+{
+    for (size_t at = json.find('\\'); at != std::string_view::npos; at = json.find('\\', at + 2)) {
+        if (json.substr(at).starts_with("\\u0000")) {
+            return at;
+        }
+    }
+    return std::string_view::npos;
+}
+
 }  // namespace
 
 Result<Json> ParseWholeJson(const std::string& text)
@@ -23,19 +43,17 @@ Result<Json> ParseWholeJson(const std::string& text)
     if (value == nullptr) {
         offset = std::min(offset, static_cast<size_t>(stop - text.c_str()));
     } else if (offset == std::string::npos) {
+        if (const size_t escape = FindEscapedNul(text); escape != std::string::npos) {
+            return Error{PlaceOf(text, escape) + R"(: a text holds \u0000)"};
+        }
         return value;
     }
     // Of a text without its closing quote the parser names the beginning.
     const bool isUnclosed = offset > 0 && text[offset - 1] == '"' && text.find('"', offset) == std::string::npos;
-    const bool endsTooEarly = offset >= text.size() || isUnclosed;
-    if (endsTooEarly) {
-        offset = text.find_last_not_of(" \t\r\n") + 1;
+    if (offset >= text.size() || isUnclosed) {
+        return Error{PlaceOf(text, text.find_last_not_of(" \t\r\n") + 1) + ": the JSON ends too early"};
     }
-    const std::string_view before = std::string_view(text).substr(0, offset);
-    const auto line = std::count(before.begin(), before.end(), '\n') + 1;
-    const size_t column = offset - (before.rfind('\n') + 1) + 1;
-    return Error{std::to_string(line) + ":" + std::to_string(column) + ": " +
-                 (endsTooEarly ? "the JSON ends too early" : "not JSON from here on")};
+    return Error{PlaceOf(text, offset) + ": not JSON from here on"};
 }
 
 std::string JsonText(const cJSON* value)
