@@ -3,6 +3,7 @@
 // relative to the file's folder. Value types; no threads.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <filesystem>
 #include <string>
@@ -12,6 +13,8 @@
 #include "platform/wifi/wifi_types.h"
 
 namespace Vexo::Host {
+
+inline constexpr size_t MAX_DEVICE_NAME = 64;  // bytes
 
 struct Configuration {
     std::string platform;                     // "platform": "linux", "simulated"; empty: chosen at start
@@ -52,10 +55,10 @@ struct ConfigurationResult {
 
 // One key of the file, for --help and docs/configuration.md.
 struct ConfigurationKey {
-    const char* name;      // "softbus.port"
-    const char* allowed;   // "0 to 65535; 0 picks a free port"
-    const char* fallback;  // what holds when the file does not say, or "required"
-    const char* meaning;
+    std::string name;      // "softbus.port"
+    std::string allowed;   // "0 to 65535; 0 picks a free port"
+    std::string fallback;  // what holds when the file does not say, or "required"
+    std::string meaning;
 };
 
 // Every key, in the order of the page.

@@ -1,14 +1,11 @@
 #include "host/configuration_keys.h"
 
 #include <arpa/inet.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <charconv>
-#include <cmath>
-#include <iterator>
-#include <optional>
+#include <cstdio>
 #include <string_view>
 
 #include "host/named_values.h"
@@ -19,43 +16,28 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr size_t MAX_DEVICE_NAME = 64;
 constexpr size_t MAX_HOST_NAME = 253;
-constexpr const char* IS_NO_TEXT = "is not a text";
-constexpr const char* IS_NO_VALUE = "is none of its values";
-constexpr const char* IS_NO_LIST = "is not a list of texts";
+constexpr const char* HOST_AND_PORT = "\"HOST:PORT\", port 1 to 65535, IPv6 in brackets";
+constexpr const char* NO_HOST_AND_PORT = "is not a host and a port";
 
-template <typename Value, size_t count>
-std::string ApplyNamed(const cJSON& value, const NamedValue<Value> (&names)[count], Value& out)
-{
-    if (!cJSON_IsString(&value)) {
-        return IS_NO_TEXT;
-    }
-    for (const NamedValue<Value>& named : names) {
-        if (std::string_view(named.name) == value.valuestring) {
-            out = named.value;
-            return {};
-        }
-    }
-    return IS_NO_VALUE;
-}
-
-std::string ApplyPath(const cJSON& value, const fs::path& folder, fs::path& out)
-{
-    if (!cJSON_IsString(&value)) {
-        return IS_NO_TEXT;
-    }
-    if (value.valuestring[0] == '\0') {
-        return "is empty";
-    }
-    out = folder / value.valuestring;
-    return {};
-}
+const NamedValue<std::string> PLATFORMS[] = {{"linux", "linux"}, {"simulated", "simulated"}};
+const NamedValue<std::string> BANDS[] = {{"any", ""}, {"2.4 GHz", "bg"}, {"5 GHz", "a"}};
+constexpr NamedValue<Wifi::KeyMgmt> SECURITIES[] = {
+    {"wpa2", Wifi::KeyMgmt::WPA2_PSK}, {"wpa3", Wifi::KeyMgmt::SAE}, {"open", Wifi::KeyMgmt::NONE}};
+constexpr NamedValue<QuviewDFX::LogLevel> LOG_LEVELS[] = {{"debug", QuviewDFX::LogLevel::DEBUG},
+                                                          {"info", QuviewDFX::LogLevel::INFO},
+                                                          {"warning", QuviewDFX::LogLevel::WARN},
+                                                          {"error", QuviewDFX::LogLevel::ERROR}};
 
 bool IsAddress(const std::string& text)
 {
     in6_addr parsed{};
     return inet_pton(AF_INET, text.c_str(), &parsed) == 1 || inet_pton(AF_INET6, text.c_str(), &parsed) == 1;
+}
+
+std::string WrongAddress(const std::string& text)
+{
+    return IsAddress(text) ? "" : "is not an IP address";
 }
 
 bool IsHostName(std::string_view text)
@@ -67,282 +49,153 @@ bool IsHostName(std::string_view text)
 }
 
 // "192.0.2.7:4700", "[2001:db8::7]:4700" or "phone.example:4700".
-bool IsHostAndPort(std::string_view text)
+std::string WrongHostAndPort(const std::string& peer)
 {
+    const std::string_view text = peer;
     const size_t colon = text.rfind(':');
     if (colon == std::string_view::npos) {
-        return false;
+        return NO_HOST_AND_PORT;
     }
     const std::string_view host = text.substr(0, colon);
     const std::string_view port = text.substr(colon + 1);
     const bool bracketed = host.starts_with('[') && host.ends_with(']');
     if (bracketed ? !IsAddress(std::string(host.substr(1, host.size() - 2))) : !IsHostName(host)) {
-        return false;
+        return NO_HOST_AND_PORT;
     }
     uint16_t number = 0;
     const auto [end, error] = std::from_chars(port.data(), port.data() + port.size(), number);
-    return error == std::errc() && end == port.data() + port.size() && number != 0;
+    const bool isPort = error == std::errc() && end == port.data() + port.size() && number != 0;
+    return isPort ? "" : NO_HOST_AND_PORT;
 }
 
-std::string ApplyPlatform(const cJSON& value, const fs::path&, Configuration& out)
+std::string WrongDeviceName(const std::string& name)
 {
-    static const NamedValue<std::string> names[] = {{"linux", "linux"}, {"simulated", "simulated"}};
-    return ApplyNamed(value, names, out.platform);
-}
-
-std::string ApplyDeviceName(const cJSON& value, const fs::path&, Configuration& out)
-{
-    if (!cJSON_IsString(&value)) {
-        return IS_NO_TEXT;
-    }
-    const std::string_view name = value.valuestring;
     if (name.empty() || name.size() > MAX_DEVICE_NAME) {
         return "has " + std::to_string(name.size()) + " bytes";
     }
-    if (std::any_of(name.begin(), name.end(),
-                    [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; })) {
-        return "has control characters";
-    }
-    out.deviceName = name;
-    return {};
+    const bool hasControl =
+        std::any_of(name.begin(), name.end(), [](char c) { return static_cast<unsigned char>(c) < 0x20 || c == 0x7f; });
+    return hasControl ? "has control characters" : "";
 }
 
-std::string ApplyDeviceType(const cJSON& value, const fs::path&, Configuration& out)
+std::string WrongBus(const std::string& address)
 {
-    return ApplyNamed(value, DEVICE_TYPE_NAMES, out.deviceTypeId);
+    const bool isAddress = address.find(':') != std::string::npos && address.find('=') != std::string::npos;
+    return isAddress ? "" : "is not a D-Bus address";
 }
 
-std::string ApplySocketMode(const cJSON& value, const fs::path&, Configuration& out)
+JsonKind<uint32_t> SocketModeKind()
 {
-    if (!cJSON_IsString(&value)) {
-        return IS_NO_TEXT;
-    }
-    const std::string_view text = value.valuestring;
-    uint32_t mode = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), mode, 8);
-    if (error != std::errc() || end != text.data() + text.size()) {
-        return "is not an octal number";
-    }
-    // The owner must reach the socket, and a socket is read and written, never executed.
-    if (mode < 0600 || mode > 0666 || (mode & 0111) != 0) {
-        return "is out of range";
-    }
-    out.ipcSocketMode = mode;
-    return {};
-}
-
-std::string ApplyListen(const cJSON& value, const fs::path&, Configuration& out)
-{
-    if (!cJSON_IsString(&value)) {
-        return IS_NO_TEXT;
-    }
-    if (!IsAddress(value.valuestring)) {
-        return "is not an IP address";
-    }
-    out.softbusListen = value.valuestring;
-    return {};
-}
-
-template <auto member, uint64_t least, uint64_t most>
-std::string ApplyNumber(const cJSON& value, const fs::path&, Configuration& out)
-{
-    if (!cJSON_IsNumber(&value)) {
-        return "is not a number";
-    }
-    if (std::trunc(value.valuedouble) != value.valuedouble) {
-        return "is not a whole number";
-    }
-    if (value.valuedouble < static_cast<double>(least) || value.valuedouble > static_cast<double>(most)) {
-        return "is out of range";
-    }
-    out.*member = static_cast<std::remove_reference_t<decltype(out.*member)>>(value.valuedouble);
-    return {};
-}
-
-// Nullopt unless the value is a list of texts that are not empty.
-std::optional<std::vector<std::string>> TextsOf(const cJSON& value)
-{
-    if (!cJSON_IsArray(&value)) {
-        return std::nullopt;
-    }
-    std::vector<std::string> texts;
-    for (const cJSON* entry = value.child; entry != nullptr; entry = entry->next) {
-        if (!cJSON_IsString(entry) || entry->valuestring[0] == '\0') {
-            return std::nullopt;
+    const auto parse = [](const std::string& text, uint32_t& out) {
+        uint32_t mode = 0;
+        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), mode, 8);
+        if (error != std::errc() || end != text.data() + text.size()) {
+            return "is not an octal number";
         }
-        texts.emplace_back(entry->valuestring);
-    }
-    return texts;
-}
-
-std::string ApplyPeers(const cJSON& value, const fs::path&, Configuration& out)
-{
-    std::optional<std::vector<std::string>> peers = TextsOf(value);
-    if (!peers) {
-        return IS_NO_LIST;
-    }
-    for (const std::string& peer : *peers) {
-        if (!IsHostAndPort(peer)) {
-            return "holds \"" + peer + "\", which is not a host and a port";
+        // The owner must reach the socket, and a socket is read and written, never executed.
+        if (mode < 0600 || mode > 0666 || (mode & 0111) != 0) {
+            return "is out of range";
         }
-    }
-    out.softbusPeers = std::move(*peers);
-    return {};
+        out = mode;
+        return "";
+    };
+    return ParsedTextKind<uint32_t>("octal text, \"0600\" to \"0666\"", parse, [](uint32_t mode) {
+        std::array<char, 16> text{};
+        std::snprintf(text.data(), text.size(), "%04o", mode);
+        return std::string(text.data());
+    });
 }
 
-std::string ApplyPolicyRoots(const cJSON& value, const fs::path& folder, Configuration& out)
+JsonKind<fs::path> PathKind(const fs::path& folder, const std::string& allowed = "a path")
 {
-    const std::optional<std::vector<std::string>> roots = TextsOf(value);
-    if (!roots) {
-        return IS_NO_LIST;
-    }
-    out.policyRoots.clear();
-    for (const std::string& root : *roots) {
-        out.policyRoots.push_back(folder / root);
-    }
-    return {};
+    const auto parse = [folder](const std::string& text, fs::path& out) {
+        if (text.empty()) {
+            return "is empty";
+        }
+        out = folder / text;
+        return "";
+    };
+    return ParsedTextKind<fs::path>(allowed, parse, [](const fs::path& path) { return path.string(); });
 }
 
-std::string ApplyLinuxBus(const cJSON& value, const fs::path&, Configuration& out)
+using Rows = std::vector<JsonKeyOf<Configuration>>;
+
+// How local programs and other devices reach this one.
+Rows ReachRows(const fs::path& folder)
 {
-    if (!cJSON_IsString(&value)) {
-        return IS_NO_TEXT;
-    }
-    const std::string_view address = value.valuestring;
-    if (address.find(':') == std::string_view::npos || address.find('=') == std::string_view::npos) {
-        return "is not a D-Bus address";
-    }
-    out.linuxBus = address;
-    return {};
+    using C = Configuration;
+    return {
+        {"platform", NamedKind(PLATFORMS), &C::platform,
+         Means("whose radios, SIMs, screen and battery the device has: this machine's, or simulated ones",
+               "\"linux\" where NetworkManager answers, else \"simulated\"")},
+        {"state_dir", PathKind(folder), &C::stateDir,
+         Required("the device's own folder: identity, state, lock; created when missing")},
+        {"device.name", TextKind("1 to 64 bytes, no control characters", WrongDeviceName), &C::deviceName,
+         Means("what other devices call this one", "the machine's host name")},
+        {"device.type", NamedKind(DEVICE_TYPE_NAMES), &C::deviceTypeId, Means("what kind of device it is")},
+        {"ipc.socket", PathKind(folder, "a path of at most 107 bytes"), &C::ipcSocket,
+         Means("where local programs connect", "STATE_DIR/ipc.sock")},
+        {"ipc.socket_mode", SocketModeKind(), &C::ipcSocketMode,
+         Means("who may connect; what they may do is the access policy's")},
+        {"ipc.user_connections", WholeNumberKind<uint32_t>(1, 4096), &C::ipcUserConnections,
+         Means("how many connections the programs of a user other than root may have; further ones are closed")},
+        {"ipc.user_requests", WholeNumberKind<uint32_t>(1, 256), &C::ipcUserRequests,
+         Means("how many requests of such a user run at once; further ones wait for these")},
+        {"softbus.listen", TextKind("an IPv4 or IPv6 address", WrongAddress), &C::softbusListen,
+         Means("the address where peers reach this device")},
+        {"softbus.port", WholeNumberKind<uint16_t>(0, UINT16_MAX, "0 picks a free port"), &C::softbusPort,
+         Means("the TCP port where peers reach this device")},
+        {"softbus.peers",
+         ListKind(TextKind(HOST_AND_PORT, WrongHostAndPort), std::string("a list of ") + HOST_AND_PORT),
+         &C::softbusPeers, Means("where to look for devices of the account")},
+        {"softbus.announce_dir", PathKind(folder), &C::announceDir,
+         Means("a folder shared by devices that announce themselves there", "no announcements")},
+        {"access.policy", PathKind(folder), &C::accessPolicy,
+         Means("which users and groups may use the daemon", "the shipped policy")},
+    };
 }
 
-std::string ApplyHotspotSecurity(const cJSON& value, const fs::path&, Configuration& out)
+// What the device has and what it writes.
+Rows DeviceRows(const fs::path& folder)
 {
-    static constexpr NamedValue<Wifi::KeyMgmt> names[] = {
-        {"wpa2", Wifi::KeyMgmt::WPA2_PSK}, {"wpa3", Wifi::KeyMgmt::SAE}, {"open", Wifi::KeyMgmt::NONE}};
-    return ApplyNamed(value, names, out.hotspotSecurity);
+    using C = Configuration;
+    return {
+        {"config_policy.roots", ListKind(PathKind(folder), "a list of paths"), &C::policyRoots,
+         Means("where the service's own configuration files are found, lowest priority first")},
+        {"simulated.air_dir", PathKind(folder), &C::airDir,
+         Means("the air that simulated radios share", "STATE_DIR/air")},
+        {"linux.bus", TextKind("a D-Bus address, \"unix:path=…\"", WrongBus), &C::linuxBus,
+         Means("where this machine's daemons answer", "the system bus")},
+        {"hotspot.security", NamedKind(SECURITIES), &C::hotspotSecurity,
+         Means("how a hotspot is secured that the daemon makes because the user has none")},
+        {"hotspot.band", NamedKind(BANDS), &C::hotspotBand, Means("where such a hotspot is; any: the driver's choice")},
+        {"hotspot.channel",
+         WholeNumberKind<uint32_t>(0, 196, "0: the driver's choice; else only with \"hotspot.band\""),
+         &C::hotspotChannel, Means("the channel of such a hotspot")},
+        {"hotspot.idle_s", WholeNumberKind<uint32_t>(10, 86'400), &C::hotspotIdleS,
+         Means("after how many seconds without a station a hotspot is turned off that the daemon turned on")},
+        {"hotspot.idle_no_uplink_s", WholeNumberKind<uint32_t>(10, 86'400), &C::hotspotIdleNoUplinkS,
+         Means("the same, while the hotspot leads nowhere")},
+        {"service.library", PathKind(folder), &C::serviceLibrary,
+         Means("the service, loaded on demand", "libdistnet_service.so beside distnetd or in ../lib")},
+        {"log.level", NamedKind(LOG_LEVELS), &C::logLevel, Means("log lines below it are not written")},
+        {"events.file", PathKind(folder), &C::eventsFile,
+         Means("system events, one JSON object a line", "STATE_DIR/events.jsonl")},
+        {"events.max_bytes", WholeNumberKind<uint64_t>(65'536, 1'073'741'824), &C::eventsMaxBytes,
+         Means("the size at which the events file is renamed to FILE.1, and FILE.1 to FILE.2")},
+        {"events.files", WholeNumberKind<uint32_t>(1, QuviewDFX::MAX_EVENT_FILES), &C::eventsFiles,
+         Means("how many of these files there are at most")},
+    };
 }
-
-std::string ApplyHotspotBand(const cJSON& value, const fs::path&, Configuration& out)
-{
-    static const NamedValue<std::string> names[] = {{"any", ""}, {"2.4 GHz", "bg"}, {"5 GHz", "a"}};
-    return ApplyNamed(value, names, out.hotspotBand);
-}
-
-std::string ApplyLogLevel(const cJSON& value, const fs::path&, Configuration& out)
-{
-    using QuviewDFX::LogLevel;
-    static constexpr NamedValue<LogLevel> names[] = {
-        {"debug", LogLevel::DEBUG}, {"info", LogLevel::INFO}, {"warning", LogLevel::WARN}, {"error", LogLevel::ERROR}};
-    return ApplyNamed(value, names, out.logLevel);
-}
-
-template <fs::path Configuration::*member>
-std::string ApplyPathTo(const cJSON& value, const fs::path& folder, Configuration& out)
-{
-    return ApplyPath(value, folder, out.*member);
-}
-
-constexpr KeyRule KEY_RULES[] = {
-    {{"platform", "\"linux\" or \"simulated\"", "\"linux\" where NetworkManager answers, else \"simulated\"",
-      "whose radios, SIMs, screen and battery the device has: this machine's, or simulated ones"},
-     ApplyPlatform},
-    {{"state_dir", "a path", REQUIRED_KEY, "the device's own folder: identity, state, lock; created when missing"},
-     ApplyPathTo<&Configuration::stateDir>},
-    {{"device.name", "1 to 64 bytes, no control characters", "the machine's host name",
-      "what other devices call this one"},
-     ApplyDeviceName},
-    {{"device.type", "\"phone\", \"tablet\", \"laptop\" or \"unknown\"", "\"unknown\"", "what kind of device it is"},
-     ApplyDeviceType},
-    {{"ipc.socket", "a path of at most 107 bytes", "STATE_DIR/ipc.sock", "where local programs connect"},
-     ApplyPathTo<&Configuration::ipcSocket>},
-    {{"ipc.socket_mode", "octal text, \"0600\" to \"0666\"", "\"0666\"",
-      "who may connect; what they may do is the access policy's"},
-     ApplySocketMode},
-    {{"ipc.user_connections", "1 to 4096", "64",
-      "how many connections the programs of a user other than root may have; further ones are closed"},
-     ApplyNumber<&Configuration::ipcUserConnections, 1, 4096>},
-    {{"ipc.user_requests", "1 to 256", "32",
-      "how many requests of such a user run at once; further ones wait for these"},
-     ApplyNumber<&Configuration::ipcUserRequests, 1, 256>},
-    {{"softbus.listen", "an IPv4 or IPv6 address", "\"127.0.0.1\"", "the address where peers reach this device"},
-     ApplyListen},
-    {{"softbus.port", "0 to 65535; 0 picks a free port", "0", "the TCP port where peers reach this device"},
-     ApplyNumber<&Configuration::softbusPort, 0, UINT16_MAX>},
-    {{"softbus.peers", "a list of \"HOST:PORT\", port 1 to 65535, IPv6 in brackets", "[]",
-      "where to look for devices of the account"},
-     ApplyPeers},
-    {{"softbus.announce_dir", "a path", "no announcements",
-      "a folder shared by devices that announce themselves there"},
-     ApplyPathTo<&Configuration::announceDir>},
-    {{"access.policy", "a path", "the shipped policy", "which users and groups may use the daemon"},
-     ApplyPathTo<&Configuration::accessPolicy>},
-    {{"config_policy.roots", "a list of paths", "[\"/usr/share/distnet\", \"/etc/distnet\"]",
-      "where the service's own configuration files are found, lowest priority first"},
-     ApplyPolicyRoots},
-    {{"simulated.air_dir", "a path", "STATE_DIR/air", "the air that simulated radios share"},
-     ApplyPathTo<&Configuration::airDir>},
-    {{"linux.bus", "a D-Bus address, \"unix:path=…\"", "the system bus", "where this machine's daemons answer"},
-     ApplyLinuxBus},
-    {{"hotspot.security", "\"wpa2\", \"wpa3\" or \"open\"", "\"wpa2\"",
-      "how a hotspot is secured that the daemon makes because the user has none"},
-     ApplyHotspotSecurity},
-    {{"hotspot.band", "\"any\", \"2.4 GHz\" or \"5 GHz\"", "\"any\"",
-      "where such a hotspot is; any: the driver's choice"},
-     ApplyHotspotBand},
-    {{"hotspot.channel", "0 to 196; 0: the driver's choice; else only with \"hotspot.band\"", "0",
-      "the channel of such a hotspot"},
-     ApplyNumber<&Configuration::hotspotChannel, 0, 196>},
-    {{"hotspot.idle_s", "10 to 86400", "300",
-      "after how many seconds without a station a hotspot is turned off that the daemon turned on"},
-     ApplyNumber<&Configuration::hotspotIdleS, 10, 86'400>},
-    {{"hotspot.idle_no_uplink_s", "10 to 86400", "60", "the same, while the hotspot leads nowhere"},
-     ApplyNumber<&Configuration::hotspotIdleNoUplinkS, 10, 86'400>},
-    {{"service.library", "a path", "libdistnet_service.so beside distnetd or in ../lib",
-      "the service, loaded on demand"},
-     ApplyPathTo<&Configuration::serviceLibrary>},
-    {{"log.level", "\"debug\", \"info\", \"warning\" or \"error\"", "\"info\"", "log lines below it are not written"},
-     ApplyLogLevel},
-    {{"events.file", "a path", "STATE_DIR/events.jsonl", "system events, one JSON object a line"},
-     ApplyPathTo<&Configuration::eventsFile>},
-    {{"events.max_bytes", "65536 to 1073741824", "1048576",
-      "the size at which the events file is renamed to FILE.1, and FILE.1 to FILE.2"},
-     ApplyNumber<&Configuration::eventsMaxBytes, 65'536, 1'073'741'824>},
-    {{"events.files", "1 to 100", "4", "how many of these files there are at most"},
-     ApplyNumber<&Configuration::eventsFiles, 1, QuviewDFX::MAX_EVENT_FILES>},
-};
 
 }  // namespace
 
-const std::vector<KeyRule>& KeyRules()
+JsonKeys<Configuration> ConfigurationTable(const fs::path& folder)
 {
-    static const std::vector<KeyRule> rules(std::begin(KEY_RULES), std::end(KEY_RULES));
-    return rules;
-}
-
-const KeyRule* FindKeyRule(const std::string& name)
-{
-    const auto& rules = KeyRules();
-    const auto found =
-        std::find_if(rules.begin(), rules.end(), [&](const KeyRule& rule) { return name == rule.key.name; });
-    return found != rules.end() ? &*found : nullptr;
-}
-
-void FillDerived(Configuration& configuration)
-{
-    const auto fill = [&](fs::path& path, const char* name) {
-        if (path.empty()) {
-            path = configuration.stateDir / name;
-        }
-    };
-    fill(configuration.ipcSocket, "ipc.sock");
-    fill(configuration.airDir, "air");
-    fill(configuration.eventsFile, "events.jsonl");
-    if (configuration.deviceName.empty()) {
-        std::array<char, MAX_DEVICE_NAME + 1> name{};
-        const bool named = gethostname(name.data(), name.size() - 1) == 0 && name.front() != '\0';
-        configuration.deviceName = named ? name.data() : "device";
-    }
+    Rows rows = ReachRows(folder);
+    const Rows more = DeviceRows(folder);
+    rows.insert(rows.end(), more.begin(), more.end());
+    return JsonKeys<Configuration>(std::move(rows));
 }
 
 }  // namespace Vexo::Host

@@ -37,8 +37,8 @@ std::string KeyList()
 {
     std::string list = "Keys of the file:\n";
     for (const auto& key : Vexo::Host::ConfigurationKeys()) {
-        list += std::string("  ") + key.name + "\n";
-        const std::string text = std::string(key.meaning) + ": " + key.allowed + " (default: " + key.fallback + ")";
+        list += "  " + key.name + "\n";
+        const std::string text = key.meaning + ": " + key.allowed + " (default: " + key.fallback + ")";
         const std::string indentation(6, ' ');
         for (const std::string& line : Vexo::Wrap(text, COLUMNS - indentation.size())) {
             list += indentation + line + "\n";

@@ -2,19 +2,13 @@
 // data; any thread.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 
+#include "platform/base/named_values.h"
 #include "platform/softbus/softbus_service.h"
 #include "platform/wifi/wifi_types.h"
 
 namespace Vexo::Host {
-
-template <typename Value>
-struct NamedValue {
-    const char* name;
-    Value value;
-};
 
 inline constexpr NamedValue<uint16_t> DEVICE_TYPE_NAMES[] = {{"phone", SoftBus::DEVICE_TYPE_PHONE},
                                                              {"tablet", SoftBus::DEVICE_TYPE_TABLET},
@@ -41,17 +35,5 @@ enum class ServiceLife { NOT_LOADED, RUNNING, IDLE };
 
 inline constexpr NamedValue<ServiceLife> SERVICE_LIFE_NAMES[] = {
     {"not_loaded", ServiceLife::NOT_LOADED}, {"running", ServiceLife::RUNNING}, {"idle", ServiceLife::IDLE}};
-
-// "unknown" for a value without a word.
-template <typename Value, size_t count>
-const char* NameOf(const NamedValue<Value> (&names)[count], Value value)
-{
-    for (const NamedValue<Value>& named : names) {
-        if (named.value == value) {
-            return named.name;
-        }
-    }
-    return "unknown";
-}
 
 }  // namespace Vexo::Host
