@@ -36,6 +36,9 @@ size_t FindEscapedNul(std::string_view json)
 
 Result<Json> ParseWholeJson(const std::string& text)
 {
+    if (const size_t valid = Utf8PrefixSize(text); valid < text.size()) {
+        return Error{PlaceOf(text, valid) + ": not UTF-8 from here on"};
+    }
     const char* stop = text.c_str();
     Json value(cJSON_ParseWithLengthOpts(text.c_str(), text.size() + 1, &stop, 1));
     // The parser takes a NUL for a space, or for the end of a name or text.

@@ -72,17 +72,9 @@ bool HoldsSecret(const JsonShape& shape, const std::string& group = "")
                        [&](const JsonKey& key) { return IsInGroup(key, group) && HoldsSecret(*key.shape); });
 }
 
-std::string Cut(std::string text)
+std::string Cut(const std::string& text)
 {
-    if (text.size() <= MAX_SHOWN_BYTES) {
-        return text;
-    }
-    size_t size = MAX_SHOWN_BYTES;
-    while (size > 0 && (static_cast<unsigned char>(text[size]) & 0xC0U) == 0x80U) {
-        --size;  // in the middle of a UTF-8 character
-    }
-    text.resize(size);
-    return text + "…";
+    return text.size() <= MAX_SHOWN_BYTES ? text : std::string(CutToBytes(text, MAX_SHOWN_BYTES)) + "…";
 }
 
 // Lists and objects are named only: a secret may be inside, and what is wrong with them is their kind.
@@ -324,6 +316,8 @@ Result<void> SetTypedValue(const JsonShape& shape, void* object, std::string_vie
     Walk walk;
     if (typed.find('\0') != std::string_view::npos) {
         walk.Fault(key->name, "the value holds a NUL byte", key->shape->allowed);
+    } else if (!IsUtf8(typed)) {
+        walk.Fault(key->name, "the value is not UTF-8", key->shape->allowed);
     } else {
         const std::string text(typed);
         Result<Json> json = key->shape->isText ? Error{} : ParseWholeJson(text);

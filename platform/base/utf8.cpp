@@ -3,6 +3,8 @@
 #include <utf8.h>
 
 #include <algorithm>
+#include <charconv>
+#include <cstdint>
 #include <iterator>
 #include <optional>
 
@@ -79,7 +81,12 @@ std::string Escaped(std::string_view text, MustEscape mustEscape)
 
 bool IsUtf8(std::string_view text)
 {
-    return utf8::find_invalid(text.begin(), text.end()) == text.end();
+    return Utf8PrefixSize(text) == text.size();
+}
+
+size_t Utf8PrefixSize(std::string_view text)
+{
+    return static_cast<size_t>(utf8::find_invalid(text.begin(), text.end()) - text.begin());
 }
 
 bool IsPrintableAscii(std::string_view text)
@@ -104,6 +111,31 @@ std::string EscapeBytes(std::string_view bytes)
         doubled.append(c == '\\' ? 2 : 1, c);
     }
     return EscapeHidden(doubled);
+}
+
+Result<std::string> UnescapeBytes(std::string_view text)
+{
+    constexpr size_t escapeSize = 4;  // \xNN
+    std::string bytes;
+    for (size_t at = 0; at < text.size();) {
+        if (text[at] != '\\') {
+            bytes += text[at++];
+            continue;
+        }
+        const std::string_view escape = text.substr(at, escapeSize);
+        uint8_t byte = 0;
+        if (escape.starts_with(R"(\\)")) {
+            bytes += '\\';
+            at += 2;
+        } else if (escape.size() == escapeSize && escape[1] == 'x' &&
+                   std::from_chars(escape.data() + 2, escape.end(), byte, 16).ptr == escape.end()) {
+            bytes += static_cast<char>(byte);
+            at += escapeSize;
+        } else {
+            return Error{"the backslash at byte " + std::to_string(at + 1) + R"( begins neither \\ nor \xNN)"};
+        }
+    }
+    return bytes;
 }
 
 std::string EscapeJson(std::string_view json)

@@ -9,10 +9,14 @@
 #include <string>
 #include <string_view>
 
+#include "platform/base/result.h"
+
 namespace Vexo {
 
 // True for UTF-8 from the first byte to the last, NUL included. Overlong forms and surrogates are none.
 bool IsUtf8(std::string_view text);
+// How long the beginning is that is UTF-8.
+size_t Utf8PrefixSize(std::string_view text);
 // True when every byte is a character of ASCII that is neither a control character nor DEL.
 bool IsPrintableAscii(std::string_view text);
 
@@ -26,6 +30,9 @@ std::string EscapeHidden(std::string_view text);
 // Escapes the same and doubles each backslash, so that no two inputs have one result and a reader can undo it. For
 // names that may be any bytes, as an SSID may.
 std::string EscapeBytes(std::string_view bytes);
+// Undoes EscapeBytes. Bytes that EscapeBytes would have escaped are taken as they are, as a person types them; \xNN may
+// have upper-case digits. The error says which backslash begins neither \\ nor \xNN.
+Result<std::string> UnescapeBytes(std::string_view text);
 
 // JSON text as it may be printed anywhere: hidden characters from DEL on become \uNNNN, which reads back as the same
 // character; a byte that is no UTF-8 reads back as its escape.

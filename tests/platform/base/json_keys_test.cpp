@@ -131,6 +131,7 @@ TEST(JsonKeys, AFaultSaysWhereTextStopsBeingJson)
         {std::string("{}\0", 3), ":1:3: not JSON from here on"},
         {std::string("{\"names\": [\"a\0b\"]}", 19), ":1:14: not JSON from here on"},
         {"{\"names\": [\"\\\\u0000\",\n \"\\u0000\"]}", ":2:3: a text holds \\u0000"},
+        {"{\"names\": [\"\xE2\x82\xAC\",\n \"caf\xE9\"]}", ":2:6: not UTF-8 from here on"},
         {"", ":1:1: the JSON ends too early"},
         {"{\n  \"a\": {\n", ":2:9: the JSON ends too early"},
         {"{\"a\": \"b\n", ":1:9: the JSON ends too early"},
@@ -213,6 +214,8 @@ TEST(JsonKeys, AKeyIsSetAndShownAsAPersonTypesIt)
     Radio radio;
     EXPECT_THAT(RadioKeys().SetTyped(radio, "link.key", std::string_view("example\0", 8)).Message(),
                 HasSubstr("link.key: the value holds a NUL byte"));
+    EXPECT_THAT(RadioKeys().SetTyped(radio, "link.key", "exampl\xC3\xA9\xFF").Message(),
+                HasSubstr("link.key: the value is not UTF-8"));
 }
 
 TEST(JsonKeys, WhatHoldsWithoutAKeyIsTheNewObjectsValue)
