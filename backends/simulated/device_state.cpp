@@ -34,34 +34,38 @@ Result<UniqueFd> LockFolder(const std::filesystem::path& folder)
 
 }  // namespace
 
+Result<DeviceState> ParseDeviceState(const std::string& json, const std::string& fileName)
+{
+    return DeviceStateKeys().Parse(json, fileName);
+}
+
+std::string SerializeDeviceState(const DeviceState& state)
+{
+    return DeviceStateKeys().Print(state);
+}
+
 Result<void> SetByPath(DeviceState& state, std::string_view key, std::string_view value)
 {
-    const StateKey* const row = FindStateKey(key);
-    if (row == nullptr) {
-        return UnknownStateKey(key);
-    }
-    return row->Assign(state, row->FromText(value));
+    return DeviceStateKeys().SetTyped(state, key, value);
 }
 
 std::vector<DeviceStateEntry> DescribeDeviceState(const DeviceState& state)
 {
-    const DeviceState defaults;
+    const JsonKeys<DeviceState>& keys = DeviceStateKeys();
     std::vector<DeviceStateEntry> entries;
-    for (const StateKey& key : StateKeys()) {
-        const std::string value = key.Show(state);
-        entries.push_back({key.name, key.secret ? (value.empty() ? "generated" : "set") : value, key.Allowed(),
-                           key.help, value == key.Show(defaults)});
+    for (const JsonKey& key : keys.Keys()) {
+        const std::string value = keys.Typed(key, state);
+        std::string allowed = key.shape->allowed;
+        std::erase(allowed, '"');  // a person types words without quotes
+        entries.push_back({key.name, key.shape->isSecret ? (value.empty() ? "generated" : "set") : value,
+                           std::move(allowed), key.meaning, value == keys.Typed(key, {})});
     }
     return entries;
 }
 
 Result<DeviceState> LoadDeviceState(const std::filesystem::path& folder)
 {
-    Result<std::string> text = ReadWholeFile(folder / DEVICE_STATE_FILE, MAX_STATE_FILE_BYTES);
-    if (!text) {
-        return text.TakeError();
-    }
-    return ParseDeviceState(text.Value());
+    return DeviceStateKeys().Load(folder / DEVICE_STATE_FILE, MAX_STATE_FILE_BYTES);
 }
 
 Result<void> SaveDeviceState(const std::filesystem::path& folder, const DeviceState& state)

@@ -12,6 +12,7 @@
 #include <string_view>
 #include <vector>
 
+#include "platform/base/named_values.h"
 #include "platform/base/result.h"
 #include "platform/telephony/core_service_client.h"
 
@@ -20,8 +21,13 @@ namespace Vexo::Simulated {
 inline constexpr const char* DEVICE_STATE_FILE = "device-state.json";
 
 enum class HotspotSecurity : int32_t { OPEN = 0, WPA2 = 1, WPA3 = 2 };
-// "open", "wpa2", "wpa3": in the state file and in the air.
-const char* SecurityName(HotspotSecurity security);
+// In the state file and in the air.
+inline constexpr NamedValue<HotspotSecurity> SECURITY_NAMES[] = {
+    {"open", HotspotSecurity::OPEN}, {"wpa2", HotspotSecurity::WPA2}, {"wpa3", HotspotSecurity::WPA3}};
+inline const char* SecurityName(HotspotSecurity security)
+{
+    return NameOf(SECURITY_NAMES, security);
+}
 
 // The platform calls that can be given a fault, in the order of PlatformCallName.
 enum class PlatformCall : size_t {

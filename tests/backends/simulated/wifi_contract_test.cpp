@@ -2,7 +2,7 @@
 
 #include <array>
 
-#include "backends/simulated/ssid_text.h"
+#include "platform/base/utf8.h"
 #include "tests/backends/simulated/simulated_world.h"
 
 namespace Vexo::Tests {
@@ -21,7 +21,7 @@ public:
     void SetHotspot(const std::string& ssid, const std::string& key, Security security) override
     {
         const auto wanted = static_cast<Simulated::HotspotSecurity>(security);
-        phone_.Set({"hotspot.ssid=" + Simulated::SsidToText(ssid), "hotspot.key=" + key,
+        phone_.Set({"hotspot.ssid=" + EscapeBytes(ssid), "hotspot.key=" + key,
                     std::string("hotspot.security=") + Simulated::SecurityName(wanted)});
         const bool isOpen = security == Security::OPEN;
         const std::string proof = isOpen ? "" : Simulated::MakeKeyProof(ssid, key);
