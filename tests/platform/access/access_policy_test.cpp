@@ -77,29 +77,27 @@ TEST(AccessPolicyTest, ShippedDefaultLetsRootAndNetdevInAndTheFallbackRootAloneA
 
 TEST(AccessPolicyTest, FaultIsNamedWithFileEntryKeyAndWhatIsAllowed)
 {
-    const std::string name = "must be a name or a number from 0 to 4294967294";
-    const std::string type = R"(must be "application", "native" or "shell")";
-    const std::string either = "entries[0]: must name either a user or a group";
-    const auto entry = [](const char* members) { return std::string(R"({"entries": [{)") + members + "}]}"; };
+    const std::string name = "(a name or a number from 0 to 4294967294)";
+    const std::string either = "entries.0: must name either a user or a group";
+    const std::string level = "(1 to 3; 1 normal, 2 system basic, 3 system core)";
+    const auto entry = [](const char* members) {
+        return std::string(R"({"entries": [{"token_type": "shell", )") + members + "}]}";
+    };
     const std::pair<std::string, std::string> table[] = {
-        {"[]", R"(must be an object with the one key "entries")"},
-        {"{}", "entries: must be given once, as an array of objects"},
-        {R"({"entries": [], "entries": []})", "entries: given twice"},
-        {R"({"entry": []})", "entry: unknown key; allowed is entries"},
-        {R"({"entries": [1]})", "entries[0]: must be an object"},
-        {entry(R"("token_type": "shell")"), either},
-        {entry(R"("user": "a", "group": "b", "token_type": "shell")"), either},
-        {entry(R"("user": -1)"), "entries[0].user: " + name},
-        {entry(R"("group": 4294967295)"), "entries[0].group: " + name},
-        {entry(R"("user": 1)"), "entries[0].token_type: missing; " + type},
-        {entry(R"("privilege_level": 0)"),
-         "entries[0].privilege_level: must be 1 (normal), 2 (system basic) or 3 (system core)"},
-        {entry(R"("system_app": 1)"), "entries[0].system_app: must be true or false"},
-        {entry(R"("permissions": [""])"), "entries[0].permissions: must be an array of permission names"},
-        {entry(R"("user": 1, "user": 2)"), "entries[0].user: given twice"},
-        {entry(R"("users": 1)"),
-         "entries[0].users: unknown key; allowed are user, group, token_type, privilege_level, system_app, "
-         "permissions"},
+        {"{}", "entries: missing (a list of objects)"},
+        {R"({"entry": [], "entries": []})", R"(entry: unknown key (here: "entries"))"},
+        {R"({"entries": [{"user": 1}]})", R"(entries.0.token_type: missing ("application", "native" or "shell"))"},
+        {entry(R"("system_app": false)"), either},
+        {entry(R"("user": "a", "group": "b")"), either},
+        {entry(R"("user": "")"), "entries.0.user: \"\" is empty " + name},
+        {entry(R"("user": -1)"), "entries.0.user: -1 is out of range " + name},
+        {entry(R"("group": 4294967295)"), "entries.0.group: 4294967295 is out of range " + name},
+        {entry(R"("group": true)"), "entries.0.group: true is not a number " + name},
+        {entry(R"("user": 1, "privilege_level": 0)"), "entries.0.privilege_level: 0 is out of range " + level},
+        {entry(R"("user": 1, "privilege_level": 4)"), "entries.0.privilege_level: 4 is out of range " + level},
+        {entry(R"("user": 1, "system_app": 1)"), "entries.0.system_app: 1 is not allowed (true or false)"},
+        {entry(R"("user": 1, "permissions": [""])"), "entries.0.permissions.0: \"\" is empty (a permission's name)"},
+        {entry(R"("user": 1, "users": 1)"), R"(entries.0.users: unknown key (did you mean "user"?))"},
     };
     for (const auto& [json, message] : table) {
         const Result<AccessPolicy> policy = AccessPolicy::Parse(json, "access.json");
