@@ -40,7 +40,4 @@ private:
     std::vector<NetworkChange> changes_;
 };
 
-// Exposed for its table of damaged inputs: the text of the file.
-Result<std::vector<NetworkChange>> ParseNetworkChanges(const std::string& json);
-
 }  // namespace Vexo::Linux
