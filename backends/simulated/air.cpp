@@ -6,20 +6,18 @@
 #include <array>
 #include <cctype>
 #include <cstdint>
-#include <optional>
 #include <system_error>
 #include <utility>
 
-#include "backends/simulated/ssid_text.h"
+#include "backends/simulated/device_state_keys.h"
 #include "platform/base/files.h"
-#include "platform/base/json.h"
+#include "platform/base/json_keys.h"
 #include "platform/dfx/log.h"
 
 namespace Vexo::Simulated {
 namespace {
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "SimulatedAir"};
-constexpr int RECORD_VERSION = 1;
 constexpr size_t MAX_RECORD_BYTES = 4096;
 constexpr int KEY_PROOF_ROUNDS = 4096;
 constexpr mode_t RECORD_MODE = 0644;  // the air is for every device to see
@@ -52,14 +50,25 @@ bool IsRecordName(const std::string& name)
     return name.starts_with("hotspot-") && name.ends_with(".json");
 }
 
-std::optional<HotspotSecurity> SecurityOf(const std::string& name)
+const JsonKeys<AirRecord>& AirRecordKeys()
 {
-    for (const HotspotSecurity security : {HotspotSecurity::OPEN, HotspotSecurity::WPA2, HotspotSecurity::WPA3}) {
-        if (name == SecurityName(security)) {
-            return security;
-        }
-    }
-    return std::nullopt;
+    static const JsonKeys<AirRecord> keys(
+        {
+            {"version", WholeNumberKind<int32_t>(AIR_RECORD_VERSION, AIR_RECORD_VERSION), &AirRecord::version,
+             Required()},
+            {"ssid", SsidKind(1), &AirRecord::ssid, Required()},
+            {"bssid", TextKind("a text"), &AirRecord::bssid, Required()},
+            {"security", NamedKind(SECURITY_NAMES), &AirRecord::security, Required()},
+            {"key_proof", Secret(TextKind("a text")), &AirRecord::keyProof, Required()},
+            {"address_range", TextKind("a text"), &AirRecord::addressRange, Required()},
+        },
+        [](const AirRecord& record) {
+            // A secured network without a proof would let every key in that failed to give one.
+            const bool needsProof = record.security != HotspotSecurity::OPEN;
+            const bool isProof = record.keyProof.size() == 2 * DIGEST_BYTES;
+            return needsProof && !isProof ? "key_proof: must be 64 hex characters" : "";
+        });
+    return keys;
 }
 
 }  // namespace
@@ -73,63 +82,14 @@ std::string MakeKeyProof(const std::string& ssid, const std::string& key)
     return made == 1 ? Hex(digest.data(), digest.size()) : std::string();
 }
 
-Result<AirRecord> ParseAirRecord(const std::string& json)
+Result<AirRecord> ParseAirRecord(const std::string& json, const std::string& fileName)
 {
-    const Json document = ParseJson(json);
-    if (!cJSON_IsObject(document.get())) {
-        return Error{"not a JSON object"};
-    }
-    if (HasNulInText(json)) {
-        return Error{R"(a text holds \u0000)"};
-    }
-    const cJSON* const version = cJSON_GetObjectItemCaseSensitive(document.get(), "version");
-    if (!cJSON_IsNumber(version) || version->valueint != RECORD_VERSION) {
-        return Error{"version: must be 1"};
-    }
-    AirRecord record;
-    std::string security;
-    const std::array<std::pair<const char*, std::string*>, 5> texts{{{"ssid", &record.ssid},
-                                                                     {"bssid", &record.bssid},
-                                                                     {"security", &security},
-                                                                     {"key_proof", &record.keyProof},
-                                                                     {"address_range", &record.addressRange}}};
-    for (const auto& [name, value] : texts) {
-        const cJSON* const item = cJSON_GetObjectItemCaseSensitive(document.get(), name);
-        if (!cJSON_IsString(item)) {
-            return Error{std::string(name) + ": must be a text"};
-        }
-        *value = item->valuestring;
-    }
-    Result<std::string> ssid = SsidFromText(record.ssid);
-    if (!ssid) {
-        return Error{"ssid: " + ssid.Message()};
-    }
-    record.ssid = std::move(ssid.Value());
-    if (record.ssid.empty() || record.ssid.size() > 32) {
-        return Error{"ssid: must have 1 to 32 bytes"};
-    }
-    const std::optional<HotspotSecurity> known = SecurityOf(security);
-    if (!known) {
-        return Error{"security: must be open, wpa2 or wpa3"};
-    }
-    record.security = *known;
-    // A secured network without a proof would let every key in that failed to give one.
-    if (record.security != HotspotSecurity::OPEN && record.keyProof.size() != 2 * DIGEST_BYTES) {
-        return Error{"key_proof: must be 64 hex characters"};
-    }
-    return record;
+    return AirRecordKeys().Parse(json, fileName);
 }
 
 std::string SerializeAirRecord(const AirRecord& record)
 {
-    const Json document = NewObject();
-    cJSON_AddNumberToObject(document.get(), "version", RECORD_VERSION);
-    AddText(document.get(), "ssid", SsidToText(record.ssid));
-    AddText(document.get(), "bssid", record.bssid);
-    AddText(document.get(), "security", SecurityName(record.security));
-    AddText(document.get(), "key_proof", record.keyProof);
-    AddText(document.get(), "address_range", record.addressRange);
-    return IndentedJson(document.get());
+    return AirRecordKeys().Print(record);
 }
 
 std::filesystem::path Air::RecordPath() const
@@ -167,14 +127,14 @@ std::vector<AirRecord> Air::Look() const
     std::sort(files.begin(), files.end());
     std::vector<AirRecord> records;
     for (const std::filesystem::path& file : files) {
-        const Result<std::string> text = ReadWholeFile(file, MAX_RECORD_BYTES);
+        const Result<std::string> text = ReadWholeFile(file, MAX_RECORD_BYTES, LastLink::REFUSED);
         if (!text) {
             // Most often it was removed since the folder was listed.
             continue;
         }
-        Result<AirRecord> record = ParseAirRecord(text.Value());
+        Result<AirRecord> record = ParseAirRecord(text.Value(), file.string());
         if (!record) {
-            QuviewDFX::LogWarn(LABEL, "%{public}s: ignored: %{public}s", file.string(), record.Message());
+            QuviewDFX::LogWarn(LABEL, "%{public}s; the record is ignored", record.Message());
             continue;
         }
         records.push_back(std::move(record.Value()));

@@ -2,9 +2,11 @@
 // key itself never lies in the air: a record holds a proof of it, as hard to turn back as a Wi-Fi handshake that
 // somebody recorded. The functions block on the disk; any thread; no state but the folder's path. A record is the file
 // hotspot-NETWORKID.json: {"version":1, "ssid", "bssid" ("02:…"), "security" ("open", "wpa2", "wpa3"), "key_proof" (64
-// hex characters, empty when open), "address_range" ("192.168.43.0/24")}; how an SSID is written: ssid_text.h.
+// hex characters, empty when open), "address_range" ("192.168.43.0/24")}; the SSID's bytes are
+// escaped (EscapeBytes of platform/base/utf8.h).
 #pragma once
 
+#include <cstdint>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -14,12 +16,15 @@
 
 namespace Vexo::Simulated {
 
+inline constexpr int32_t AIR_RECORD_VERSION = 1;
+
 struct AirRecord {
     std::string ssid;
     std::string bssid;
     HotspotSecurity security = HotspotSecurity::OPEN;
     std::string keyProof;
     std::string addressRange;
+    int32_t version = AIR_RECORD_VERSION;
     bool operator==(const AirRecord&) const = default;
 };
 
@@ -59,7 +64,8 @@ inline constexpr const char* AIR_ADDRESS_RANGE = "192.168.43.0/24";
 // hash. Takes some milliseconds. Empty on a failure of the crypto library, which matches no proof.
 std::string MakeKeyProof(const std::string& ssid, const std::string& key);
 
-Result<AirRecord> ParseAirRecord(const std::string& json);
+// fileName stands in the error.
+Result<AirRecord> ParseAirRecord(const std::string& json, const std::string& fileName);
 std::string SerializeAirRecord(const AirRecord& record);
 
 }  // namespace Vexo::Simulated

@@ -182,6 +182,9 @@ TEST_F(SimulatedDeviceTest, TheAirKeepsDamagedAndLeftOverRecordsFromStations)
         ASSERT_TRUE(WriteFileAtomically(air / "hotspot-bad.json", damaged, 0644));
         EXPECT_TRUE(device.Air().empty()) << damaged;
     }
+    ASSERT_TRUE(WriteFileAtomically(folder_.Path() / "elsewhere.json", SerializeAirRecord(good), 0644));
+    std::filesystem::create_symlink(folder_.Path() / "elsewhere.json", air / "hotspot-link.json");
+    EXPECT_TRUE(device.Air().empty()) << "a link";
     ASSERT_TRUE(WriteFileAtomically(air / "hotspot-7f3a11.json", SerializeAirRecord(good), 0644));
     EXPECT_EQ(device.Air(), std::vector<AirRecord>{good});
     device.End();
