@@ -169,7 +169,7 @@ UniqueFd ConnectTo(const std::string& path)
     for (int attempt = 0; attempt < 1000; ++attempt) {
         auto socket = Ipc::ConnectTo(path, std::chrono::seconds(1));
         if (socket) {
-            return std::move(socket.Value());
+            return std::move(socket.value());
         }
         ::usleep(1000);
     }
@@ -253,7 +253,7 @@ int main(int count, char** arguments)
     series.push_back({"server, raw client", [&] { PingPong(raw.Get(), request); }, {}});
     series.push_back({"server, IpcConnection",
                       [&] {
-                          Check(connection.Value()->Transact(EMPTY_ABILITY, 1, data, reply, std::chrono::seconds(5)) ==
+                          Check(connection.value()->Transact(EMPTY_ABILITY, 1, data, reply, std::chrono::seconds(5)) ==
                                     IPC_OK,
                                 "transact");
                       },

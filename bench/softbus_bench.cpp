@@ -52,10 +52,10 @@ template <typename T>
 T Take(Result<T> result)
 {
     if (!result) {
-        std::fprintf(stderr, "softbus_bench: %s\n", result.Message().c_str());
+        std::fprintf(stderr, "softbus_bench: %s\n", result.error().message.c_str());
         std::exit(1);
     }
-    return std::move(result.Value());
+    return std::move(result.value());
 }
 
 void PinToOneCpu()

@@ -165,11 +165,11 @@ std::unique_ptr<DistNetClient> DistNetClient::Connect(const std::string& socketP
 {
     auto connection = Ipc::IpcConnection::Connect(socketPath);
     if (!connection) {
-        result = {CallStatus::UNREACHABLE, 0, connection.Message()};
+        result = {CallStatus::UNREACHABLE, 0, connection.error().message};
         return nullptr;
     }
     result = {};
-    auto impl = std::make_unique<Impl>(std::move(connection.Value()), socketPath);
+    auto impl = std::make_unique<Impl>(std::move(connection.value()), socketPath);
     return std::unique_ptr<DistNetClient>(new DistNetClient(std::move(impl)));
 }
 

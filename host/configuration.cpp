@@ -62,9 +62,9 @@ ConfigurationResult LoadConfiguration(const std::filesystem::path& file)
 {
     const Result<std::string> text = ReadWholeFile(file, MAX_CONFIGURATION_BYTES);
     if (!text) {
-        return {{}, {text.Message()}};
+        return {{}, {text.error().message}};
     }
-    return ParseConfiguration(text.Value(), file);
+    return ParseConfiguration(text.value(), file);
 }
 
 ConfigurationResult ParseConfiguration(const std::string& json, const std::filesystem::path& file)

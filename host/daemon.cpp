@@ -85,7 +85,7 @@ Result<std::unique_ptr<Daemon>> Daemon::Start(const Configuration& configuration
     daemon->memory_->Note();
     if (!done) {
         daemon->Drain();
-        return done.TakeError();
+        return Failure(std::move(done).error());
     }
     return daemon;
 }
@@ -94,9 +94,9 @@ Result<void> Daemon::PrepareFolders()
 {
     Result<StateFolder> folder = StateFolder::Acquire(configuration_.stateDir);
     if (!folder) {
-        return folder.TakeError();
+        return Failure(std::move(folder).error());
     }
-    folder_ = std::make_unique<StateFolder>(std::move(folder.Value()));
+    folder_ = std::make_unique<StateFolder>(std::move(folder.value()));
     for (const std::filesystem::path& needed : {configuration_.announceDir, configuration_.eventsFile.parent_path()}) {
         if (Result<void> made = MakeFolder(needed, PRIVATE_FOLDER); !made) {
             return made;
@@ -113,11 +113,11 @@ bool Daemon::UseJournal(const Say& say)
     auto log = QuviewDFX::MakeJournalLogSink();
     auto events = QuviewDFX::MakeJournalSysEventSink();
     if (!log || !events) {
-        say(log ? events.Message() : log.Message());
+        say(log ? events.error().message : log.error().message);
         return false;
     }
-    QuviewDFX::SetLogSink(log.Value());
-    QuviewDFX::SetSysEventSink(QuviewDFX::MakeTeeSysEventSink({events_, events.Value()}));
+    QuviewDFX::SetLogSink(log.value());
+    QuviewDFX::SetSysEventSink(QuviewDFX::MakeTeeSysEventSink({events_, events.value()}));
     return true;
 }
 
@@ -127,18 +127,18 @@ Result<void> Daemon::PrepareRecords(const Say& say)
     auto events = QuviewDFX::EventFile::Open(
         {configuration_.eventsFile, configuration_.eventsMaxBytes, configuration_.eventsFiles});
     if (!events) {
-        return events.TakeError();
+        return Failure(std::move(events).error());
     }
-    events_ = std::move(events.Value());
+    events_ = std::move(events.value());
     if (!UseJournal(say)) {
         QuviewDFX::SetLogSink(QuviewDFX::MakeStderrLogSink());
         QuviewDFX::SetSysEventSink(events_);
     }
     Result<Trust::Identity> identity = Trust::LoadOrCreateIdentity(configuration_.stateDir / IDENTITY_FOLDER);
     if (!identity) {
-        return identity.TakeError();
+        return Failure(std::move(identity).error());
     }
-    identity_ = std::move(identity.Value());
+    identity_ = std::move(identity.value());
     return {};
 }
 
@@ -149,10 +149,10 @@ void Daemon::InstallAccess(const Say& say)
     if (!configuration_.accessPolicy.empty()) {
         Result<AccessPolicy> loaded = AccessPolicy::Load(configuration_.accessPolicy);
         if (loaded) {
-            policy = std::move(loaded.Value());
+            policy = std::move(loaded.value());
         } else {
             policy = AccessPolicy::RootOnly();
-            say("access: only root is let in, because the policy cannot be used: " + loaded.Message());
+            say("access: only root is let in, because the policy cannot be used: " + loaded.error().message);
         }
     }
     InstallAccessPolicy(std::move(policy));
@@ -175,9 +175,9 @@ Result<void> Daemon::StartDevice(const PlatformChoice& choice, const Say& say)
 {
     auto device = Device::Start(choice, configuration_, identity_.networkId);
     if (!device) {
-        return device.TakeError();
+        return Failure(std::move(device).error());
     }
-    device_ = std::move(device.Value());
+    device_ = std::move(device.value());
     for (const std::string& line : device_->Lines()) {
         say(line);
     }
@@ -200,9 +200,9 @@ Result<void> Daemon::StartLink(const Say& say)
     options.onlineChanged = [memory = memory_] { memory->Note(); };
     auto softBus = SoftBus::SoftBusServer::Start(identity_, std::move(options));
     if (!softBus) {
-        return softBus.TakeError();
+        return Failure(std::move(softBus).error());
     }
-    softBus_ = softBus.Value();
+    softBus_ = softBus.value();
     abilities_->AddSystemAbility(SOFTBUS_SERVER_SA_ID, softBus_);
     say(AbilityLine(SOFTBUS_SERVER_SA_ID, "TLS 1.3 over TCP"));
     deviceManager_ = MakeSptr<DistributedHardware::DeviceManagerServer>(softBus_);
@@ -210,9 +210,9 @@ Result<void> Daemon::StartLink(const Say& say)
     say(AbilityLine(DISTRIBUTED_HARDWARE_DEVICEMANAGER_SA_ID, "account " + Quoted(identity_.accountName)));
     auto collaboration = CollaborationFwk::CollaborationServer::Start();
     if (!collaboration) {
-        return collaboration.TakeError();
+        return Failure(std::move(collaboration).error());
     }
-    collaboration_ = collaboration.Value();
+    collaboration_ = collaboration.value();
     abilities_->AddSystemAbility(COLL_FWK_SA_ID, collaboration_);
     say(AbilityLine(COLL_FWK_SA_ID, "wakes ability " + std::to_string(COMM_DISTRIBUTED_NET_ABILITY_ID)));
     return {};
@@ -257,9 +257,9 @@ Result<void> Daemon::Listen(const Say& say)
                                         [this](const Ipc::IpcHeader& request, MessageParcel& data,
                                                MessageParcel& reply) { return Run(request, data, reply); });
     if (!server) {
-        return server.TakeError();
+        return Failure(std::move(server).error());
     }
-    ipc_ = std::move(server.Value());
+    ipc_ = std::move(server.value());
     counted_ = ipc_.get();
     const std::string where = "listening on " + configuration_.ipcSocket.string() +
                               (softBus_ ? "; link on " + softBus_->ListenAddress() : "; no link");

@@ -38,7 +38,7 @@ public:
 
     // Starts everything; blocks on the disk, and on key generation at a device's first start. The error says what could
     // not be started and why; nothing is left behind but the folders that were made.
-    static Result<std::unique_ptr<Daemon>> Start(const Configuration& configuration, const Say& say);
+    [[nodiscard]] static Result<std::unique_ptr<Daemon>> Start(const Configuration& configuration, const Say& say);
 
     // No new work from here on: the socket is gone, nothing is loaded, opens and radio queries fail and sessions close.
     // Returns once the requests that ran have ended, at the latest when the limit has passed since the call. The
@@ -48,16 +48,16 @@ public:
 private:
     explicit Daemon(const Configuration& configuration);
 
-    Result<void> PrepareFolders();
-    Result<void> PrepareRecords(const Say& say);
+    [[nodiscard]] Result<void> PrepareFolders();
+    [[nodiscard]] Result<void> PrepareRecords(const Say& say);
     // True when the journal takes the log lines; then events go there too.
     bool UseJournal(const Say& say);
     void InstallAccess(const Say& say);
     void InstallAbilities();
-    Result<void> StartDevice(const PlatformChoice& choice, const Say& say);
-    Result<void> StartLink(const Say& say);
+    [[nodiscard]] Result<void> StartDevice(const PlatformChoice& choice, const Say& say);
+    [[nodiscard]] Result<void> StartLink(const Say& say);
     void PublishHost();
-    Result<void> Listen(const Say& say);
+    [[nodiscard]] Result<void> Listen(const Say& say);
     int32_t Run(const Ipc::IpcHeader& request, MessageParcel& data, MessageParcel& reply);
 
     const Configuration configuration_;

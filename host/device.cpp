@@ -116,9 +116,9 @@ template <typename Platform, typename Started>
 Result<std::unique_ptr<Device>> AsDevice(Result<std::unique_ptr<Started>> started)
 {
     if (!started) {
-        return started.TakeError();
+        return Failure(std::move(started).error());
     }
-    return std::unique_ptr<Device>(std::make_unique<Platform>(std::move(started.Value())));
+    return std::unique_ptr<Device>(std::make_unique<Platform>(std::move(started.value())));
 }
 
 }  // namespace
@@ -134,9 +134,9 @@ PlatformChoice ChoosePlatform(const Configuration& configuration)
     }
     const Result<std::string> found = Linux::LinuxDevice::Probe(*bus);
     if (found) {
-        return {PLATFORM_LINUX, found.Value() + " answers", std::move(bus)};
+        return {PLATFORM_LINUX, found.value() + " answers", std::move(bus)};
     }
-    return {PLATFORM_SIMULATED, "linux is passed over, because " + found.Message(), nullptr};
+    return {PLATFORM_SIMULATED, "linux is passed over, because " + found.error().message, nullptr};
 }
 
 Result<std::unique_ptr<Device>> Device::Start(const PlatformChoice& choice, const Configuration& configuration,

@@ -32,8 +32,9 @@ PlatformChoice ChoosePlatform(const Configuration& configuration);
 class Device : public NoCopyable {
 public:
     // Blocks until the abilities that are there now are registered with the process's registry.
-    static Result<std::unique_ptr<Device>> Start(const PlatformChoice& choice, const Configuration& configuration,
-                                                 const std::string& networkId);
+    [[nodiscard]] static Result<std::unique_ptr<Device>> Start(const PlatformChoice& choice,
+                                                               const Configuration& configuration,
+                                                               const std::string& networkId);
     virtual ~Device() = default;
 
     // Ends what is under way; the abilities stay registered and refuse work.

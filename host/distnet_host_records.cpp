@@ -49,14 +49,14 @@ void DistNetHost::GetEvents(uint64_t cursor, std::chrono::milliseconds limit, An
     const auto answerNow = [events = facts_.events, cursor, answer = std::move(answer)](bool mustAnswer) {
         const auto page = events->Read(cursor, MAX_PIECE_BYTES, std::chrono::milliseconds(0));
         if (!page) {
-            QuviewDFX::LogWarn(LABEL, "events: %{public}s", page.Message());
+            QuviewDFX::LogWarn(LABEL, "events: %{public}s", page.error().message);
             answer(HOST_BAD_REQUEST, {});
             return true;
         }
-        if (!mustAnswer && page.Value().lines.empty() && page.Value().next == cursor) {
+        if (!mustAnswer && page.value().lines.empty() && page.value().next == cursor) {
             return false;
         }
-        answer(HOST_OK, EventsJson(page.Value()));
+        answer(HOST_OK, EventsJson(page.value()));
         return true;
     };
     eventWaits_->Add({answerNow, [events = facts_.events,

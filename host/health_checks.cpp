@@ -73,7 +73,7 @@ std::optional<Security::AccessPolicy> CheckPolicy(const std::filesystem::path& f
     }
     Result<Security::AccessPolicy> policy = Security::AccessPolicy::Load(file);
     if (!policy) {
-        checks.push_back(Unhealthy("policy", policy.Message() + "; from the next start it lets only root in",
+        checks.push_back(Unhealthy("policy", policy.error().message + "; from the next start it lets only root in",
                                    "Mend it, then restart the daemon: systemctl restart distnet"));
         return std::nullopt;
     }
@@ -82,11 +82,11 @@ std::optional<Security::AccessPolicy> CheckPolicy(const std::filesystem::path& f
         checks.push_back(Unhealthy("policy", file.string() + " can be changed by every user",
                                    "Close it: chmod o-w " + file.string()));
     } else {
-        const size_t entries = policy.Value().entries.size();
+        const size_t entries = policy.value().entries.size();
         checks.push_back(Healthy("policy", file.string() + ", " + std::to_string(entries) +
                                                (entries == 1 ? " entry" : " entries") + "; lets this user in"));
     }
-    return std::move(policy.Value());
+    return std::move(policy.value());
 }
 
 const char* HowItStands(ServiceLife service)
@@ -169,7 +169,7 @@ std::optional<HealthCheck> FaultOf(const HealthFacts& facts, const Simulated::De
 HealthCheck CheckRadio(const HealthFacts& facts, const Result<Simulated::DeviceState>& state)
 {
     if (!state) {
-        return Unhealthy("radio", state.Message(),
+        return Unhealthy("radio", state.error().message,
                          "Mend it, or start anew with the defaults: rm " +
                              (facts.configuration.stateDir / Simulated::DEVICE_STATE_FILE).string() +
                              ", then restart the daemon");
@@ -179,12 +179,12 @@ HealthCheck CheckRadio(const HealthFacts& facts, const Result<Simulated::DeviceS
         return Unhealthy("radio", "this device has no Wi-Fi",
                          "Give it some: " + SimSet(facts, "wifi.station_present=true"));
     }
-    if (!state.Value().wifiEnabled) {
+    if (!state.value().wifiEnabled) {
         return Unhealthy("radio", "Wi-Fi is switched off", "Switch it on: " + SimSet(facts, "wifi.enabled=true"));
     }
     const Wifi::WifiLinkInfo info = wifi->GetLinkInfo();
     const bool connected = info.state == Wifi::WifiLinkState::CONNECTED;
-    return FaultOf(facts, state.Value(), "radio", "wifi")
+    return FaultOf(facts, state.value(), "radio", "wifi")
         .value_or(Healthy("radio",
                           connected ? "Wi-Fi is on, connected to \"" + EscapeBytes(info.ssid) + "\"" : "Wi-Fi is on"));
 }
@@ -226,7 +226,7 @@ std::vector<HealthCheck> CheckHealth(const HealthFacts& facts)
     }
     const auto state = Simulated::LoadDeviceState(facts.configuration.stateDir);
     checks.push_back(CheckRadio(facts, state));
-    checks.push_back(checks.back().good.value_or(false) ? CheckHotspot(facts, state.Value())
+    checks.push_back(checks.back().good.value_or(false) ? CheckHotspot(facts, state.value())
                                                         : NotChecked("hotspot", "not checked: needs the radio"));
     return checks;
 }

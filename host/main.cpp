@@ -106,11 +106,11 @@ int Serve(const Configuration& configuration)
     Vexo::Host::EndSignals signals;
     auto started = Daemon::Start(configuration, Say);
     if (!started) {
-        std::cerr << "distnetd: " << started.Message() << std::endl;
+        std::cerr << "distnetd: " << started.error().message << std::endl;
         _exit(EXIT_NOT_STARTED);
     }
     signals.Wait();
-    End(signals, *started.Value());
+    End(signals, *started.value());
 }
 
 }  // namespace

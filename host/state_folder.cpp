@@ -18,9 +18,9 @@ namespace fs = std::filesystem;
 constexpr mode_t LOCK_MODE = 0600;
 constexpr const char* LOCK_NAME = "distnetd.lock";
 
-Error SystemError(const fs::path& path, const std::string& what)
+Failure SystemError(const fs::path& path, const std::string& what)
 {
-    return {path.string() + ": " + what + ": " + std::strerror(errno)};
+    return Fail(ErrorCodeOf(errno), path.string() + ": " + what + ": " + std::strerror(errno));
 }
 
 std::string ReadHolder(int lock)
@@ -39,7 +39,7 @@ std::string ReadHolder(int lock)
 Result<StateFolder> StateFolder::Acquire(const fs::path& folder)
 {
     if (Result<void> made = MakeFolder(folder, PRIVATE_FOLDER); !made) {
-        return made.TakeError();
+        return Failure(std::move(made).error());
     }
     const fs::path file = folder / LOCK_NAME;
     UniqueFd lock(open(file.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, LOCK_MODE));
@@ -51,8 +51,9 @@ Result<StateFolder> StateFolder::Acquire(const fs::path& folder)
             return SystemError(file, "the lock cannot be taken");
         }
         const std::string holder = ReadHolder(lock.Get());
-        return Error{folder.string() + ": another distnetd" + (holder.empty() ? "" : " (pid " + holder + ")") +
-                     " uses this state folder; stop it first, or give this one a \"state_dir\" of its own"};
+        return Fail(ErrorCode::ALREADY_EXISTS,
+                    folder.string() + ": another distnetd" + (holder.empty() ? "" : " (pid " + holder + ")") +
+                        " uses this state folder; stop it first, or give this one a \"state_dir\" of its own");
     }
     const std::string pid = std::to_string(getpid()) + "\n";
     if (ftruncate(lock.Get(), 0) != 0 || pwrite(lock.Get(), pid.data(), pid.size(), 0) < 0) {

@@ -13,7 +13,7 @@ class StateFolder {
 public:
     // Makes the folder and its missing parents (mode 0700) and takes its lock (flock(2) on distnetd.lock, which then
     // holds this process's id). The error names the folder, and the process that holds it if one does.
-    static Result<StateFolder> Acquire(const std::filesystem::path& folder);
+    [[nodiscard]] static Result<StateFolder> Acquire(const std::filesystem::path& folder);
 
 private:
     explicit StateFolder(UniqueFd lock) : lock_(std::move(lock)) {}

@@ -98,7 +98,58 @@ std::string MatchOf(const BusObject& object, const std::string& signal)
     return object.path.empty() ? match : match + ",path='" + object.path + "'";
 }
 
+// The D-Bus errors that code decides by (sd-bus-errors(3)), without their common beginning.
+struct BusErrorCode {
+    const char* name;
+    ErrorCode code;
+};
+constexpr std::string_view BUS_ERROR = "org.freedesktop.DBus.Error.";
+constexpr BusErrorCode BUS_ERROR_CODES[] = {
+    {"NoReply", ErrorCode::TIMED_OUT},
+    {"Timeout", ErrorCode::TIMED_OUT},
+    {"TimedOut", ErrorCode::TIMED_OUT},
+    {"Disconnected", ErrorCode::UNAVAILABLE},
+    {"NoServer", ErrorCode::UNAVAILABLE},
+    {"ServiceUnknown", ErrorCode::UNAVAILABLE},
+    {"NameHasNoOwner", ErrorCode::UNAVAILABLE},
+    {"UnknownObject", ErrorCode::NOT_FOUND},
+    {"UnknownInterface", ErrorCode::NOT_FOUND},
+    {"UnknownMethod", ErrorCode::NOT_FOUND},
+    {"UnknownProperty", ErrorCode::NOT_FOUND},
+    {"InvalidArgs", ErrorCode::INVALID_ARGUMENT},
+    {"AccessDenied", ErrorCode::PERMISSION_DENIED},
+    {"AuthFailed", ErrorCode::PERMISSION_DENIED},
+    {"InteractiveAuthorizationRequired", ErrorCode::PERMISSION_DENIED},
+};
+
+Failure FailureOf(const sdbus::Error& error, const std::string& what)
+{
+    const std::string name = error.getName();
+    ErrorCode code = ErrorCode::REFUSED;
+    for (const BusErrorCode& known : BUS_ERROR_CODES) {
+        if (name.starts_with(BUS_ERROR) && name.substr(BUS_ERROR.size()) == known.name) {
+            code = known.code;
+        }
+    }
+    return Fail(code, name + ": " + what);
+}
+
 }  // namespace
+
+Failure NoReply(const std::string& what)
+{
+    return Fail(ErrorCode::TIMED_OUT, std::string(BUS_ERROR) + "NoReply: " + what);
+}
+
+Failure NoBus(const std::string& what)
+{
+    return Fail(ErrorCode::UNAVAILABLE, std::string(BUS_ERROR) + "Disconnected: " + what);
+}
+
+std::string BusErrorName(const Error& error)
+{
+    return error.message.substr(0, error.message.find(':'));
+}
 
 // The connection and its thread. The members without a lock belong to that thread.
 class Bus::Loop : public std::enable_shared_from_this<Loop>, public NoCopyable {
@@ -287,7 +338,7 @@ void Bus::Loop::Disconnect(const char* cause)
     std::list<std::shared_ptr<PendingCall>> calls;
     calls.swap(calls_);
     for (const std::shared_ptr<PendingCall>& call : calls) {
-        call->onFinished(Error{std::string(BUS_DISCONNECTED) + ": " + Name() + " is gone"});
+        call->onFinished(NoBus(Name() + " is gone"));
     }
     Release(calls);
     for (const std::shared_ptr<Listener>& listener : listeners_) {
@@ -330,7 +381,7 @@ void Bus::Loop::Add(const std::shared_ptr<Listener>& listener)
 void Bus::Loop::Send(const std::shared_ptr<PendingCall>& call)
 {
     if (!connection_) {
-        call->onFinished(Error{std::string(BUS_DISCONNECTED) + ": " + Name() + " is not there"});
+        call->onFinished(NoBus(Name() + " is not there"));
         return;
     }
     const auto entry = calls_.insert(calls_.end(), call);
@@ -341,12 +392,13 @@ void Bus::Loop::Send(const std::shared_ptr<PendingCall>& call)
         Result<void> result;
         try {
             if (error != nullptr) {
-                result = Error{error->getName() + ": " + error->getMessage()};
+                result = FailureOf(*error, error->getMessage());
             } else if (answered->read) {
                 answered->read(reply);
             }
         } catch (const sdbus::Error& damaged) {
-            result = Error{answered->method + " answered with other types: " + damaged.getMessage()};
+            result =
+                Fail(ErrorCode::MALFORMED, answered->method + " answered with other types: " + damaged.getMessage());
         }
         answered->onFinished(std::move(result));
     };
@@ -360,7 +412,7 @@ void Bus::Loop::Send(const std::shared_ptr<PendingCall>& call)
     } catch (const sdbus::Error& error) {
         calls_.erase(entry);
         call->proxy.reset();
-        call->onFinished(Error{error.getName() + ": " + call->method + ": " + error.getMessage()});
+        call->onFinished(FailureOf(error, call->method + ": " + error.getMessage()));
     }
 }
 
@@ -396,10 +448,10 @@ Result<void> Bus::Exchange(const BusObject& object, const std::string& method, m
     call->read = std::move(read);
     call->onFinished = [outcome](Result<void> result) { outcome->Set(std::move(result)); };
     if (!loop_->Post([loop = loop_.get(), call] { loop->Send(call); })) {
-        return Error{std::string(BUS_DISCONNECTED) + ": this program has left the bus"};
+        return NoBus("this program has left the bus");
     }
     return outcome->WaitUntil(steady_clock::now() + limit)
-        .value_or(Error{std::string(BUS_NO_REPLY) + ": " + object.service + " did not answer " + method + " in time"});
+        .value_or(NoReply(object.service + " did not answer " + method + " in time"));
 }
 
 Result<PropertyMap> Bus::GetProperties(const BusObject& object, milliseconds limit)
@@ -476,7 +528,7 @@ BusSubscription Bus::OnService(Tasks::Strand& strand, const std::string& service
         call->write = [service](sdbus::Message& message) { message << service; };
         const auto isThere = std::make_shared<bool>(false);
         call->read = [isThere](sdbus::Message& message) { message >> *isThere; };
-        call->onFinished = [tell, isThere](const Result<void>& result) { tell(result.Ok() && *isThere); };
+        call->onFinished = [tell, isThere](const Result<void>& result) { tell(result.has_value() && *isThere); };
         loop->Send(call);
     };
     return loop_->Subscribe(listener, target);

@@ -1,8 +1,8 @@
 // Bus: the one doorway to D-Bus. It owns a connection whose every read and write happens on a thread of its own, comes
 // back by itself when the bus was restarted, and restores what is subscribed. Calls block the calling thread within
 // their limit; handlers of signals and names run on the strand that the subscriber gave, in the bus's order, never
-// inside a call and under no lock. No exception of the library leaves it: failures are Results whose message starts
-// with the D-Bus error's name (sd-bus-errors(3)). Any thread may use it.
+// inside a call and under no lock. No exception of the library leaves it: a failure's code follows the D-Bus error's
+// name (sd-bus-errors(3)), and its message begins with that name and a colon. Any thread may use it.
 #pragma once
 
 #include <sdbus-c++/Message.h>
@@ -27,17 +27,19 @@ using PropertyMap = std::map<std::string, sdbus::Variant>;  // a{sv}
 // How long a call waits for its answer when nothing else is said.
 inline constexpr std::chrono::milliseconds BUS_CALL_LIMIT{5000};
 
-inline constexpr const char* BUS_NO_REPLY = "org.freedesktop.DBus.Error.NoReply";           // none within the limit
-inline constexpr const char* BUS_DISCONNECTED = "org.freedesktop.DBus.Error.Disconnected";  // there is no bus now
-
 // Whether a call failed because nobody answered it. Then nothing is known of what was asked for, and what was ordered
 // may be done or not.
-inline bool IsNoAnswer(const std::string& message)
+inline bool IsNoAnswer(const Error& error)
 {
-    return message.starts_with(BUS_NO_REPLY) || message.starts_with(BUS_DISCONNECTED) ||
-           message.starts_with("org.freedesktop.DBus.Error.ServiceUnknown") ||
-           message.starts_with("org.freedesktop.DBus.Error.NameHasNoOwner");
+    return error.code == ErrorCode::TIMED_OUT || error.code == ErrorCode::UNAVAILABLE;
 }
+
+// Failures of the bus itself. No answer within the limit:
+Failure NoReply(const std::string& what);
+// There is no bus now:
+Failure NoBus(const std::string& what);
+// The name of a failed call's D-Bus error, for people: the rest of the message may repeat what was asked.
+std::string BusErrorName(const Error& error);
 
 // One interface of one object of a service, as calls and subscriptions name it.
 struct BusObject {
@@ -102,15 +104,17 @@ public:
     // Calls a method and blocks for its answer; a handler may call too. Arguments are D-Bus types (std::string, never a
     // char pointer). Reply: the type of the one value that is returned, a std::tuple of several, or void.
     template <typename Reply = void, typename... Arguments>
-    Result<Reply> Call(const BusObject& object, const std::string& method, std::chrono::milliseconds limit,
-                       const Arguments&... arguments);
+    [[nodiscard]] Result<Reply> Call(const BusObject& object, const std::string& method,
+                                     std::chrono::milliseconds limit, const Arguments&... arguments);
 
     template <typename T>
-    Result<T> GetProperty(const BusObject& object, const std::string& name,
-                          std::chrono::milliseconds limit = BUS_CALL_LIMIT);
-    Result<PropertyMap> GetProperties(const BusObject& object, std::chrono::milliseconds limit = BUS_CALL_LIMIT);
-    Result<void> SetProperty(const BusObject& object, const std::string& name, const sdbus::Variant& value,
-                             std::chrono::milliseconds limit = BUS_CALL_LIMIT);
+    [[nodiscard]] Result<T> GetProperty(const BusObject& object, const std::string& name,
+                                        std::chrono::milliseconds limit = BUS_CALL_LIMIT);
+    [[nodiscard]] Result<PropertyMap> GetProperties(const BusObject& object,
+                                                    std::chrono::milliseconds limit = BUS_CALL_LIMIT);
+    [[nodiscard]] Result<void> SetProperty(const BusObject& object, const std::string& name,
+                                           const sdbus::Variant& value,
+                                           std::chrono::milliseconds limit = BUS_CALL_LIMIT);
 
     // The handler gets each signal of that name: the path of its object, and its arguments. A signal whose arguments
     // have other types is logged and dropped. The strand must outlive the subscription.
@@ -139,8 +143,8 @@ private:
 
     explicit Bus(std::shared_ptr<Loop> loop) : loop_(std::move(loop)) {}
 
-    Result<void> Exchange(const BusObject& object, const std::string& method, std::chrono::milliseconds limit,
-                          Write write, Read read);
+    [[nodiscard]] Result<void> Exchange(const BusObject& object, const std::string& method,
+                                        std::chrono::milliseconds limit, Write write, Read read);
     BusSubscription Listen(Tasks::Strand& strand, const BusObject& object, const std::string& signal, Unpack unpack);
 
     const std::shared_ptr<Loop> loop_;
@@ -159,7 +163,7 @@ Result<Reply> Bus::Call(const BusObject& object, const std::string& method, std:
         Result<void> exchanged =
             Exchange(object, method, limit, std::move(write), [reply](sdbus::Message& message) { message >> *reply; });
         if (!exchanged) {
-            return exchanged.TakeError();
+            return Failure(std::move(exchanged).error());
         }
         return std::move(*reply);
     }
@@ -171,12 +175,13 @@ Result<T> Bus::GetProperty(const BusObject& object, const std::string& name, std
     Result<sdbus::Variant> value = Call<sdbus::Variant>(
         {object.service, object.path, "org.freedesktop.DBus.Properties"}, "Get", limit, object.interface, name);
     if (!value) {
-        return value.TakeError();
+        return Failure(std::move(value).error());
     }
-    if (!value.Value().template containsValueOfType<T>()) {
-        return Error{object.interface + "." + name + " has the type " + value.Value().peekValueType()};
+    if (!value.value().template containsValueOfType<T>()) {
+        return Fail(ErrorCode::MALFORMED,
+                    object.interface + "." + name + " has the type " + value.value().peekValueType());
     }
-    return value.Value().template get<T>();
+    return value.value().template get<T>();
 }
 
 template <typename... Arguments>

@@ -123,14 +123,15 @@ void Connectivity::Follow(bool isThere)
     const Result<std::string> version = AwaitVersion(*bus_, NM_MANAGER, "Version");
     const auto devices = bus_->Call<std::vector<sdbus::ObjectPath>>(NM_MANAGER, "GetDevices", BUS_CALL_LIMIT);
     if (devices) {
-        for (const sdbus::ObjectPath& device : devices.Value()) {
+        for (const sdbus::ObjectPath& device : devices.value()) {
             ReadDevice(device, std::nullopt);
         }
         Tell();
     } else {
-        QuviewDFX::LogWarn(LABEL, "NetworkManager does not say which devices there are: %{public}s", devices.Message());
+        QuviewDFX::LogWarn(LABEL, "NetworkManager does not say which devices there are: %{public}s",
+                           devices.error().message);
     }
-    changed_({true, "NetworkManager" + (version ? " " + version.Value() : "")});
+    changed_({true, "NetworkManager" + (version ? " " + version.value() : "")});
 }
 
 void Connectivity::ReadDevice(const std::string& path, std::optional<uint32_t> toldState)
@@ -139,16 +140,16 @@ void Connectivity::ReadDevice(const std::string& path, std::optional<uint32_t> t
     if (!device) {
         return;  // it has gone meanwhile
     }
-    const std::optional<NetType> type = NetTypeOf(ValueIn<uint32_t>(device.Value(), "DeviceType"));
+    const std::optional<NetType> type = NetTypeOf(ValueIn<uint32_t>(device.value(), "DeviceType"));
     if (!type) {
         return;
     }
     // What was told may have passed already: a failure lasts for a moment only.
-    NetConnState state = NetConnStateOf(toldState.value_or(ValueIn<uint32_t>(device.Value(), "State")));
+    NetConnState state = NetConnStateOf(toldState.value_or(ValueIn<uint32_t>(device.value(), "State")));
     if (type == NetType::WIFI && RankOf(state) > RankOf(NetConnState::IDLE)) {
         const Result<uint32_t> mode =
             bus_->GetProperty<uint32_t>({NETWORK_MANAGER, path, NM_WIRELESS_INTERFACE}, "Mode");
-        if (mode && mode.Value() == NM_MODE_ACCESS_POINT) {
+        if (mode && mode.value() == NM_MODE_ACCESS_POINT) {
             state = NetConnState::IDLE;
         }
     }

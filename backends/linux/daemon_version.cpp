@@ -8,10 +8,9 @@ namespace {
 constexpr std::chrono::milliseconds ASK_AGAIN{50};
 
 // The name is taken, but the object or its interface is not there yet.
-bool IsEarly(const std::string& error)
+bool IsEarly(const Error& error)
 {
-    return error.starts_with("org.freedesktop.DBus.Error.Unknown") ||
-           error.starts_with("org.freedesktop.DBus.Error.InvalidArgs");
+    return error.code == ErrorCode::NOT_FOUND || error.code == ErrorCode::INVALID_ARGUMENT;
 }
 
 }  // namespace
@@ -21,7 +20,7 @@ Result<std::string> AwaitVersion(Bus& bus, const BusObject& object, const std::s
     const auto deadline = std::chrono::steady_clock::now() + BUS_CALL_LIMIT;
     for (;;) {
         Result<std::string> version = bus.GetProperty<std::string>(object, property);
-        if (version || !IsEarly(version.Message()) || std::chrono::steady_clock::now() >= deadline) {
+        if (version || !IsEarly(version.error()) || std::chrono::steady_clock::now() >= deadline) {
             return version;
         }
         std::this_thread::sleep_for(ASK_AGAIN);

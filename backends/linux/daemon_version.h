@@ -10,6 +10,6 @@ namespace Vexo::Linux {
 
 // The property of the daemon's object that holds its version. Blocks until the object is there, at most
 // BUS_CALL_LIMIT in all.
-Result<std::string> AwaitVersion(Bus& bus, const BusObject& object, const std::string& property);
+[[nodiscard]] Result<std::string> AwaitVersion(Bus& bus, const BusObject& object, const std::string& property);
 
 }  // namespace Vexo::Linux

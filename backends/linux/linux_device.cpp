@@ -21,9 +21,9 @@ Result<std::string> LinuxDevice::Probe(Bus& bus)
 {
     const Result<std::string> version = AwaitVersion(bus, NM_MANAGER, "Version");
     if (!version) {
-        return Error{"NetworkManager does not answer (" + version.Message() + ")"};
+        return Fail(ErrorCode::UNAVAILABLE, "NetworkManager does not answer (" + version.error().message + ")");
     }
-    return "NetworkManager " + version.Value();
+    return "NetworkManager " + version.value();
 }
 
 Result<std::unique_ptr<LinuxDevice>> LinuxDevice::Start(const LinuxDeviceOptions& options)
@@ -33,7 +33,8 @@ Result<std::unique_ptr<LinuxDevice>> LinuxDevice::Start(const LinuxDeviceOptions
         registry = SystemAbilityManagerClient::GetInstance().GetSystemAbilityManager();
     }
     if (!registry || !options.bus) {
-        return Error{"a linux device needs a D-Bus connection, and a system-ability manager for its abilities"};
+        return Fail(ErrorCode::INVALID_ARGUMENT,
+                    "a linux device needs a D-Bus connection, and a system-ability manager for its abilities");
     }
     std::unique_ptr<LinuxDevice> device(new LinuxDevice(options, std::move(registry)));
     // What the daemons say meanwhile waits its turn.

@@ -49,10 +49,10 @@ class LinuxDevice : public NoCopyable {
 public:
     // "NetworkManager 1.42.4" when it answers on that bus; else why this machine cannot be such a device. Blocks for
     // the answer, at most BUS_CALL_LIMIT.
-    static Result<std::string> Probe(Bus& bus);
+    [[nodiscard]] static Result<std::string> Probe(Bus& bus);
 
     // Blocks until every daemon has been looked for, at most FIRST_LOOK_LIMIT. No daemon at all is no error.
-    static Result<std::unique_ptr<LinuxDevice>> Start(const LinuxDeviceOptions& options);
+    [[nodiscard]] static Result<std::unique_ptr<LinuxDevice>> Start(const LinuxDeviceOptions& options);
     // Stops, and removes its abilities from the registry.
     ~LinuxDevice();
 

@@ -51,15 +51,15 @@ template <typename T>
 Result<std::vector<T>> ReadEach(Result<Paths> paths, const std::function<Result<T>(const std::string& path)>& read)
 {
     if (!paths) {
-        return paths.TakeError();
+        return Failure(std::move(paths).error());
     }
     std::vector<T> all;
-    for (const sdbus::ObjectPath& path : paths.Value()) {
+    for (const sdbus::ObjectPath& path : paths.value()) {
         Result<T> one = read(path);
         if (one) {
-            all.push_back(std::move(one.Value()));
-        } else if (IsNoAnswer(one.Message())) {
-            return one.TakeError();
+            all.push_back(std::move(one.value()));
+        } else if (IsNoAnswer(one.error())) {
+            return Failure(std::move(one).error());
         }
     }
     return all;
@@ -78,7 +78,7 @@ Result<milliseconds> NetworkManager::TimeFor(const std::string& method) const
 {
     const auto left = std::chrono::ceil<milliseconds>(deadline_ - steady_clock::now());
     if (left.count() <= 0) {
-        return Error{std::string(BUS_NO_REPLY) + ": no time was left to ask for " + method};
+        return NoReply("no time was left to ask for " + method);
     }
     return std::min(left, limit_);
 }
@@ -87,21 +87,19 @@ template <typename Reply, typename... Arguments>
 Result<Reply> NetworkManager::Call(const BusObject& object, const std::string& method,
                                    const Arguments&... arguments) const
 {
-    const Result<milliseconds> time = TimeFor(method);
-    return time ? bus_->Call<Reply>(object, method, time.Value(), arguments...) : Error{time.Message()};
+    return TimeFor(method).and_then(
+        [&](milliseconds time) { return bus_->Call<Reply>(object, method, time, arguments...); });
 }
 
 template <typename T>
 Result<T> NetworkManager::GetProperty(const BusObject& object, const std::string& name) const
 {
-    const Result<milliseconds> time = TimeFor(name);
-    return time ? bus_->GetProperty<T>(object, name, time.Value()) : Error{time.Message()};
+    return TimeFor(name).and_then([&](milliseconds time) { return bus_->GetProperty<T>(object, name, time); });
 }
 
 Result<PropertyMap> NetworkManager::GetProperties(const BusObject& object) const
 {
-    const Result<milliseconds> time = TimeFor(object.interface);
-    return time ? bus_->GetProperties(object, time.Value()) : Error{time.Message()};
+    return TimeFor(object.interface).and_then([&](milliseconds time) { return bus_->GetProperties(object, time); });
 }
 
 Result<std::string> NetworkManager::Version() const
@@ -113,51 +111,51 @@ Result<bool> NetworkManager::IsWifiEnabled() const
 {
     Result<PropertyMap> manager = GetProperties(NM_MANAGER);
     if (!manager) {
-        return manager.TakeError();
+        return Failure(std::move(manager).error());
     }
-    return ValueIn<bool>(manager.Value(), "WirelessEnabled") &&
-           ValueIn<bool>(manager.Value(), "WirelessHardwareEnabled", true);
+    return ValueIn<bool>(manager.value(), "WirelessEnabled") &&
+           ValueIn<bool>(manager.value(), "WirelessHardwareEnabled", true);
 }
 
 Result<bool> NetworkManager::IsWifiBlocked() const
 {
     Result<PropertyMap> manager = bus_->GetProperties(NM_MANAGER, NETWORK_MANAGER_LIMIT);
     if (!manager) {
-        return manager.TakeError();
+        return Failure(std::move(manager).error());
     }
-    return !ValueIn<bool>(manager.Value(), "WirelessHardwareEnabled", true);
+    return !ValueIn<bool>(manager.value(), "WirelessHardwareEnabled", true);
 }
 
 Result<bool> NetworkManager::HasUplink() const
 {
     Result<PropertyMap> manager = GetProperties(NM_MANAGER);
     if (!manager) {
-        return manager.TakeError();
+        return Failure(std::move(manager).error());
     }
-    return !PathIn(manager.Value(), "PrimaryConnection").empty();
+    return !PathIn(manager.value(), "PrimaryConnection").empty();
 }
 
 Result<WifiRadio> NetworkManager::ReadRadio(const std::string& path) const
 {
     Result<PropertyMap> device = GetProperties(ObjectOf(path, "Device"));
     if (!device) {
-        return device.TakeError();
+        return Failure(std::move(device).error());
     }
     WifiRadio radio;
     radio.path = path;
-    radio.interface = ValueIn<std::string>(device.Value(), "Interface");
-    radio.state = ValueIn<uint32_t>(device.Value(), "State");
-    radio.activation = PathIn(device.Value(), "ActiveConnection");
-    if (ValueIn<uint32_t>(device.Value(), "DeviceType") != DEVICE_TYPE_WIFI || radio.state <= STATE_UNMANAGED) {
-        return Error{radio.interface + " is no Wi-Fi device that NetworkManager manages"};
+    radio.interface = ValueIn<std::string>(device.value(), "Interface");
+    radio.state = ValueIn<uint32_t>(device.value(), "State");
+    radio.activation = PathIn(device.value(), "ActiveConnection");
+    if (ValueIn<uint32_t>(device.value(), "DeviceType") != DEVICE_TYPE_WIFI || radio.state <= STATE_UNMANAGED) {
+        return Fail(ErrorCode::NOT_FOUND, radio.interface + " is no Wi-Fi device that NetworkManager manages");
     }
     Result<PropertyMap> wireless = GetProperties(ObjectOf(path, "Device.Wireless"));
     if (!wireless) {
-        return wireless.TakeError();
+        return Failure(std::move(wireless).error());
     }
     radio.canBeAccessPoint =
-        (ValueIn<uint32_t>(wireless.Value(), "WirelessCapabilities") & CAPABILITY_ACCESS_POINT) != 0;
-    radio.isAccessPoint = ValueIn<uint32_t>(wireless.Value(), "Mode") == NM_MODE_ACCESS_POINT;
+        (ValueIn<uint32_t>(wireless.value(), "WirelessCapabilities") & CAPABILITY_ACCESS_POINT) != 0;
+    radio.isAccessPoint = ValueIn<uint32_t>(wireless.value(), "Mode") == NM_MODE_ACCESS_POINT;
     return radio;
 }
 
@@ -165,12 +163,12 @@ Result<AccessPoint> NetworkManager::ReadAccessPoint(const std::string& path) con
 {
     Result<PropertyMap> read = GetProperties(ObjectOf(path, "AccessPoint"));
     if (!read) {
-        return read.TakeError();
+        return Failure(std::move(read).error());
     }
-    const PropertyMap& properties = read.Value();
+    const PropertyMap& properties = read.value();
     const auto ssid = ValueIn<std::vector<uint8_t>>(properties, "Ssid");
     if (ssid.empty()) {
-        return Error{"the access point hides its name"};
+        return Fail(ErrorCode::NOT_FOUND, "the access point hides its name");
     }
     const uint32_t security = ValueIn<uint32_t>(properties, "WpaFlags") | ValueIn<uint32_t>(properties, "RsnFlags");
     AccessPoint found;
@@ -201,19 +199,19 @@ void NetworkManager::RequestScan(const std::string& radio) const
 {
     // No SSID is named: NetworkManager 1.42 crashes when one is asked for again while it scans.
     if (const Result<void> asked = Call(ObjectOf(radio, "Device.Wireless"), "RequestScan", PropertyMap()); !asked) {
-        QuviewDFX::LogInfo(LABEL, "no scan now: %{public}s", asked.Message());
+        QuviewDFX::LogInfo(LABEL, "no scan now: %{public}s", asked.error().message);
     }
 }
 
 std::string NetworkManager::AddressOf(const std::string& radio) const
 {
     const Result<sdbus::ObjectPath> config = GetProperty<sdbus::ObjectPath>(ObjectOf(radio, "Device"), "Ip4Config");
-    if (!config || config.Value() == "/") {
+    if (!config || config.value() == "/") {
         return "";
     }
     const Result<std::vector<PropertyMap>> addresses =
-        GetProperty<std::vector<PropertyMap>>(ObjectOf(config.Value(), "IP4Config"), "AddressData");
-    return addresses && !addresses.Value().empty() ? ValueIn<std::string>(addresses.Value().front(), "address") : "";
+        GetProperty<std::vector<PropertyMap>>(ObjectOf(config.value(), "IP4Config"), "AddressData");
+    return addresses && !addresses.value().empty() ? ValueIn<std::string>(addresses.value().front(), "address") : "";
 }
 
 Result<Activation> NetworkManager::AddAndActivate(const SettingsMap& settings, const std::string& radio,
@@ -224,9 +222,9 @@ Result<Activation> NetworkManager::AddAndActivate(const SettingsMap& settings, c
     Result<Reply> added = Call<Reply>(NM_MANAGER, "AddAndActivateConnection2", settings, PathOrNone(radio),
                                       PathOrNone(accessPoint), options);
     if (!added) {
-        return added.TakeError();
+        return Failure(std::move(added).error());
     }
-    return Activation{std::get<0>(added.Value()), std::get<1>(added.Value())};
+    return Activation{std::get<0>(added.value()), std::get<1>(added.value())};
 }
 
 Result<Activation> NetworkManager::Activate(const std::string& profile, const std::string& radio) const
@@ -234,37 +232,33 @@ Result<Activation> NetworkManager::Activate(const std::string& profile, const st
     Result<sdbus::ObjectPath> activated = Call<sdbus::ObjectPath>(NM_MANAGER, "ActivateConnection", PathOrNone(profile),
                                                                   PathOrNone(radio), PathOrNone(""));
     if (!activated) {
-        return activated.TakeError();
+        return Failure(std::move(activated).error());
     }
-    return Activation{profile, activated.Value()};
+    return Activation{profile, activated.value()};
 }
 
 Result<void> NetworkManager::Deactivate(const std::string& activation) const
 {
     const Result<void> done = Call(NM_MANAGER, "DeactivateConnection", PathOrNone(activation));
     if (!done) {
-        QuviewDFX::LogInfo(LABEL, "%{public}s is not deactivated: %{public}s", activation, done.Message());
+        QuviewDFX::LogInfo(LABEL, "%{public}s is not deactivated: %{public}s", activation, done.error().message);
     }
-    return !done && IsNoAnswer(done.Message()) ? done : Result<void>();
+    return !done && IsNoAnswer(done.error()) ? done : Result<void>();
 }
 
 Result<ActivationState> NetworkManager::StateOf(const std::string& activation) const
 {
     const Result<uint32_t> state = GetProperty<uint32_t>(ObjectOf(activation, "Connection.Active"), "State");
     if (state) {
-        return static_cast<ActivationState>(state.Value());
+        return static_cast<ActivationState>(state.value());
     }
-    return IsNoAnswer(state.Message()) ? Result<ActivationState>(Error{state.Message()}) : ActivationState::GONE;
+    return IsNoAnswer(state.error()) ? Result<ActivationState>(Failure(state.error())) : ActivationState::GONE;
 }
 
-Result<std::string> NetworkManager::ProfileOf(const std::string& activation) const
+Result<Profile> NetworkManager::ProfileInUse(const std::string& activation) const
 {
-    Result<sdbus::ObjectPath> profile =
-        GetProperty<sdbus::ObjectPath>(ObjectOf(activation, "Connection.Active"), "Connection");
-    if (!profile) {
-        return profile.TakeError();
-    }
-    return std::string(profile.Value());
+    return GetProperty<sdbus::ObjectPath>(ObjectOf(activation, "Connection.Active"), "Connection")
+        .and_then([this](const sdbus::ObjectPath& path) { return ReadProfile(path); });
 }
 
 Result<std::vector<Profile>> NetworkManager::Profiles() const
@@ -277,18 +271,15 @@ Result<Profile> NetworkManager::ReadProfile(const std::string& path) const
 {
     Result<SettingsMap> settings = Call<SettingsMap>(ObjectOf(path, "Settings.Connection"), "GetSettings");
     if (!settings) {
-        return settings.TakeError();
+        return Failure(std::move(settings).error());
     }
-    return Profile{path, std::move(settings.Value())};
+    return Profile{path, std::move(settings.value())};
 }
 
 Result<Profile> NetworkManager::FindProfile(const std::string& uuid) const
 {
-    Result<sdbus::ObjectPath> path = Call<sdbus::ObjectPath>(SETTINGS, "GetConnectionByUuid", uuid);
-    if (!path) {
-        return path.TakeError();
-    }
-    return ReadProfile(path.Value());
+    return Call<sdbus::ObjectPath>(SETTINGS, "GetConnectionByUuid", uuid)
+        .and_then([this](const sdbus::ObjectPath& path) { return ReadProfile(path); });
 }
 
 Result<Profile> NetworkManager::WithSecrets(Profile profile) const
@@ -299,9 +290,9 @@ Result<Profile> NetworkManager::WithSecrets(Profile profile) const
     Result<SettingsMap> secrets =
         Call<SettingsMap>(ObjectOf(profile.path, "Settings.Connection"), "GetSecrets", std::string(SECURITY_SETTING));
     if (!secrets) {
-        return secrets.TakeError();
+        return Failure(std::move(secrets).error());
     }
-    for (const auto& [name, value] : secrets.Value()[SECURITY_SETTING]) {
+    for (const auto& [name, value] : secrets.value()[SECURITY_SETTING]) {
         profile.settings[SECURITY_SETTING].insert_or_assign(name, value);
     }
     return profile;
@@ -314,7 +305,7 @@ Result<void> NetworkManager::Delete(const std::string& profile) const
     if (deleted) {
         QuviewDFX::LogInfo(LABEL, "profile %{public}s deleted", profile);
     }
-    return !deleted && IsNoAnswer(deleted.Message()) ? deleted : Result<void>();
+    return !deleted && IsNoAnswer(deleted.error()) ? deleted : Result<void>();
 }
 
 }  // namespace Vexo::Linux

@@ -1,6 +1,6 @@
 // NetworkManager: its D-Bus interface as far as Wi-Fi needs it, with types instead of dictionaries. It keeps nothing:
-// every function asks the daemon, blocks for each answer at most NETWORK_MANAGER_LIMIT, and fails with the D-Bus
-// error's name (IsNoAnswer: nobody answered). Any thread. A profile is NetworkManager's stored connection, an
+// every function asks the daemon, blocks for each answer at most NETWORK_MANAGER_LIMIT, and fails as bus.h says
+// (IsNoAnswer: nobody answered). Any thread. A profile is NetworkManager's stored connection, an
 // activation its active one; both are named by their object paths. https://networkmanager.dev/docs/api/1.42/spec.html
 #pragma once
 
@@ -99,18 +99,18 @@ public:
     // is sent.
     NetworkManager Until(std::chrono::steady_clock::time_point deadline) const;
 
-    Result<std::string> Version() const;
+    [[nodiscard]] Result<std::string> Version() const;
     // False while Wi-Fi is switched off, by software or by a switch of the machine.
-    Result<bool> IsWifiEnabled() const;
+    [[nodiscard]] Result<bool> IsWifiEnabled() const;
     // Whether it is a switch of the machine that keeps Wi-Fi off.
-    Result<bool> IsWifiBlocked() const;
+    [[nodiscard]] Result<bool> IsWifiBlocked() const;
     // Whether this machine has a connection that its traffic goes out by.
-    Result<bool> HasUplink() const;
+    [[nodiscard]] Result<bool> HasUplink() const;
 
     // The Wi-Fi devices that NetworkManager manages, in its order.
-    Result<std::vector<WifiRadio>> Radios() const;
+    [[nodiscard]] Result<std::vector<WifiRadio>> Radios() const;
     // What the radio has seen, hidden networks left out.
-    Result<std::vector<AccessPoint>> AccessPoints(const std::string& radio) const;
+    [[nodiscard]] Result<std::vector<AccessPoint>> AccessPoints(const std::string& radio) const;
     // NetworkManager refuses a scan that follows another too soon, which is no matter.
     void RequestScan(const std::string& radio) const;
     // The radio's IPv4 address, empty when it has none.
@@ -118,36 +118,37 @@ public:
 
     // Adds a profile that ends with its activation or with this program's presence on the bus, and activates it.
     // accessPoint: empty, or what it is meant for.
-    Result<Activation> AddAndActivate(const SettingsMap& settings, const std::string& radio,
-                                      const std::string& accessPoint) const;
-    Result<Activation> Activate(const std::string& profile, const std::string& radio) const;
+    [[nodiscard]] Result<Activation> AddAndActivate(const SettingsMap& settings, const std::string& radio,
+                                                    const std::string& accessPoint) const;
+    [[nodiscard]] Result<Activation> Activate(const std::string& profile, const std::string& radio) const;
     // Success also when it was not active any more; fails only without an answer.
-    Result<void> Deactivate(const std::string& activation) const;
+    [[nodiscard]] Result<void> Deactivate(const std::string& activation) const;
     // GONE also when it does not exist any more; fails only without an answer.
-    Result<ActivationState> StateOf(const std::string& activation) const;
-    // The path of an activation's profile.
-    Result<std::string> ProfileOf(const std::string& activation) const;
+    [[nodiscard]] Result<ActivationState> StateOf(const std::string& activation) const;
+    // The profile that is active as that activation.
+    [[nodiscard]] Result<Profile> ProfileInUse(const std::string& activation) const;
 
-    Result<std::vector<Profile>> Profiles() const;
-    Result<Profile> ReadProfile(const std::string& path) const;
-    Result<Profile> FindProfile(const std::string& uuid) const;
+    [[nodiscard]] Result<std::vector<Profile>> Profiles() const;
+    [[nodiscard]] Result<Profile> ReadProfile(const std::string& path) const;
+    [[nodiscard]] Result<Profile> FindProfile(const std::string& uuid) const;
     // The profile's settings with its Wi-Fi key filled in, where it has one that NetworkManager keeps.
-    Result<Profile> WithSecrets(Profile profile) const;
+    [[nodiscard]] Result<Profile> WithSecrets(Profile profile) const;
     // Success also when it does not exist any more; fails only without an answer.
-    Result<void> Delete(const std::string& profile) const;
+    [[nodiscard]] Result<void> Delete(const std::string& profile) const;
 
 private:
     // How long that call may take; fails when the deadline has passed.
-    Result<std::chrono::milliseconds> TimeFor(const std::string& method) const;
+    [[nodiscard]] Result<std::chrono::milliseconds> TimeFor(const std::string& method) const;
     // As those of the bus.
     template <typename Reply = void, typename... Arguments>
-    Result<Reply> Call(const BusObject& object, const std::string& method, const Arguments&... arguments) const;
+    [[nodiscard]] Result<Reply> Call(const BusObject& object, const std::string& method,
+                                     const Arguments&... arguments) const;
     template <typename T>
-    Result<T> GetProperty(const BusObject& object, const std::string& name) const;
-    Result<PropertyMap> GetProperties(const BusObject& object) const;
+    [[nodiscard]] Result<T> GetProperty(const BusObject& object, const std::string& name) const;
+    [[nodiscard]] Result<PropertyMap> GetProperties(const BusObject& object) const;
 
-    Result<WifiRadio> ReadRadio(const std::string& path) const;
-    Result<AccessPoint> ReadAccessPoint(const std::string& path) const;
+    [[nodiscard]] Result<WifiRadio> ReadRadio(const std::string& path) const;
+    [[nodiscard]] Result<AccessPoint> ReadAccessPoint(const std::string& path) const;
 
     const std::shared_ptr<Bus> bus_;
     const std::chrono::milliseconds limit_;

@@ -72,7 +72,7 @@ void NetworkManagerWifi::OnService(bool isThere)
     if (isThere) {
         // Its objects come some time after its name.
         if (const Result<std::string> version = context_->manager.Version(); !version) {
-            QuviewDFX::LogWarn(LABEL, "NetworkManager does not answer: %{public}s", version.Message());
+            QuviewDFX::LogWarn(LABEL, "NetworkManager does not answer: %{public}s", version.error().message);
         }
         context_->TakeBackAll();
         OnChanged();
@@ -103,13 +103,13 @@ void NetworkManagerWifi::TellPresence()
         if (!radios) {
             return;  // it is going, which will be told
         }
-        const std::string by = "NetworkManager" + (version ? " " + version.Value() : "");
+        const std::string by = "NetworkManager" + (version ? " " + version.value() : "");
         const Result<bool> isEnabled = context_->manager.IsWifiEnabled();
-        const bool isOff = isEnabled && !isEnabled.Value();
+        const bool isOff = isEnabled && !isEnabled.value();
         const Result<bool> blocked = context_->manager.IsWifiBlocked();
-        const bool isBlocked = isOff && blocked && blocked.Value();
+        const bool isBlocked = isOff && blocked && blocked.value();
         station.reason = hotspot.reason = by + ", no Wi-Fi device";
-        for (const WifiRadio& radio : radios.Value()) {
+        for (const WifiRadio& radio : radios.value()) {
             std::string reason = by + ", " + radio.interface;
             reason += isBlocked ? ", blocked by a switch of this machine" : isOff ? ", switched off" : "";
             if (!station.isThere) {

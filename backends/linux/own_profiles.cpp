@@ -38,10 +38,11 @@ OwnProfiles::OwnProfiles(const std::filesystem::path& stateDir) : file_(stateDir
     }
     Result<std::vector<NetworkChange>> changes = NetworkChangesKind().Load(file_, MAX_FILE_BYTES);
     if (!changes) {
-        QuviewDFX::LogError(LABEL, "damaged, what it named is found by its mark only: %{public}s", changes.Message());
+        QuviewDFX::LogError(LABEL, "damaged, what it named is found by its mark only: %{public}s",
+                            changes.error().message);
         return;
     }
-    changes_ = std::move(changes.Value());
+    changes_ = std::move(changes.value());
 }
 
 void OwnProfiles::Note(const NetworkChange& change)
@@ -62,7 +63,7 @@ void OwnProfiles::Save() const
 {
     if (const Result<void> written = WriteFileAtomically(file_, NetworkChangesKind().Print(changes_), FILE_MODE);
         !written) {
-        QuviewDFX::LogError(LABEL, "%{public}s; a crash now would leave changes behind", written.Message());
+        QuviewDFX::LogError(LABEL, "%{public}s; a crash now would leave changes behind", written.error().message);
     }
 }
 

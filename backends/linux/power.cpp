@@ -43,11 +43,11 @@ void Power::Follow(bool isThere)
     const Result<std::string> version = AwaitVersion(*bus_, DAEMON, VERSION);
     const Result<PropertyMap> battery = bus_->GetProperties(BATTERY);
     if (battery) {
-        Note(battery.Value());
+        Note(battery.value());
     } else {
-        QuviewDFX::LogWarn(LABEL, "UPower does not say how the battery is: %{public}s", battery.Message());
+        QuviewDFX::LogWarn(LABEL, "UPower does not say how the battery is: %{public}s", battery.error().message);
     }
-    changed_({true, "UPower" + (version ? " " + version.Value() : "")});
+    changed_({true, "UPower" + (version ? " " + version.value() : "")});
 }
 
 void Power::Note(const PropertyMap& battery)

@@ -65,24 +65,24 @@ std::optional<bool> Screen::IsOn()
 {
     const Result<PropertyMap> manager = bus_->GetProperties(Manager());
     if (!manager) {
-        QuviewDFX::LogWarn(LABEL, "logind does not say how the lid is: %{public}s", manager.Message());
+        QuviewDFX::LogWarn(LABEL, "logind does not say how the lid is: %{public}s", manager.error().message);
         return std::nullopt;
     }
-    if (ValueIn<bool>(manager.Value(), "LidClosed") && !ValueIn<bool>(manager.Value(), "Docked")) {
+    if (ValueIn<bool>(manager.value(), "LidClosed") && !ValueIn<bool>(manager.value(), "Docked")) {
         return false;
     }
     using Session = sdbus::Struct<std::string, sdbus::ObjectPath>;
     const Result<Session> active = bus_->GetProperty<Session>(FirstSeat(), "ActiveSession");
-    if (!active || std::get<0>(active.Value()).empty()) {
+    if (!active || std::get<0>(active.value()).empty()) {
         // Nobody has logged in, or the machine has no seat: nothing that a user could have switched off.
         return true;
     }
-    const Result<PropertyMap> session = bus_->GetProperties({SERVICE, std::get<1>(active.Value()), SESSION});
+    const Result<PropertyMap> session = bus_->GetProperties({SERVICE, std::get<1>(active.value()), SESSION});
     if (!session) {
         // It may have ended meanwhile; then the seat tells.
         return std::nullopt;
     }
-    return !ValueIn<bool>(session.Value(), "LockedHint") && !ValueIn<bool>(session.Value(), "IdleHint");
+    return !ValueIn<bool>(session.value(), "LockedHint") && !ValueIn<bool>(session.value(), "IdleHint");
 }
 
 }  // namespace Vexo::Linux

@@ -22,9 +22,9 @@ using Socket = std::unique_ptr<nl_sock, decltype(&nl_socket_free)>;
 using Message = std::unique_ptr<nl_msg, decltype(&nlmsg_free)>;
 
 // code: libnl's own, negative.
-Error ErrorOf(const std::string& step, int code)
+Failure ErrorOf(const std::string& step, int code)
 {
-    return Error{step + ": " + nl_geterror(code)};
+    return Fail(ErrorCode::SYSTEM, step + ": " + nl_geterror(code));
 }
 
 int CountRecord(nl_msg* /*station*/, void* count)
@@ -57,7 +57,7 @@ Result<size_t> CountStations(const std::string& interface)
 {
     const uint32_t index = ::if_nametoindex(interface.c_str());
     if (index == 0) {
-        return Error{interface + ": " + std::generic_category().message(errno)};
+        return Fail(ErrorCodeOf(errno), interface + ": " + std::generic_category().message(errno));
     }
     const Socket socket(nl_socket_alloc(), &nl_socket_free);
     if (!socket) {
@@ -69,7 +69,7 @@ Result<size_t> CountStations(const std::string& interface)
     }
     if (::setsockopt(nl_socket_get_fd(socket.get()), SOL_SOCKET, SO_RCVTIMEO, &ANSWER_LIMIT, sizeof(ANSWER_LIMIT)) !=
         0) {
-        return Error{"netlink: " + std::generic_category().message(errno)};
+        return Fail(ErrorCodeOf(errno), "netlink: " + std::generic_category().message(errno));
     }
     const int family = genl_ctrl_resolve(socket.get(), NL80211_GENL_NAME);
     if (family < 0) {

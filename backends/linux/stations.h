@@ -11,6 +11,6 @@
 namespace Vexo::Linux {
 
 // interface: "wlan0". The error says which step failed: a kernel without Wi-Fi, an interface that is none.
-Result<size_t> CountStations(const std::string& interface);
+[[nodiscard]] Result<size_t> CountStations(const std::string& interface);
 
 }  // namespace Vexo::Linux

@@ -60,9 +60,9 @@ Result<bool> Modems::AskRadio(const std::string& modem) const
 {
     const Result<int32_t> state = bus_->GetProperty<int32_t>({SERVICE, modem, MODEM_INTERFACE}, "State");
     if (!state) {
-        return Error{state.Message()};
+        return Failure(state.error());
     }
-    return IsRadioOn(state.Value());
+    return IsRadioOn(state.value());
 }
 
 void Modems::Follow(bool isThere)
@@ -71,7 +71,7 @@ void Modems::Follow(bool isThere)
     version_.clear();
     if (isThere) {
         const Result<std::string> version = AwaitVersion(*bus_, {SERVICE, ROOT, SERVICE}, "Version");
-        version_ = version ? " " + version.Value() : "";
+        version_ = version ? " " + version.value() : "";
     }
     Reload();
 }
@@ -84,10 +84,10 @@ void Modems::Reload()
             bus_->Call<ManagedObjects>({SERVICE, ROOT, OBJECT_MANAGER}, "GetManagedObjects", BUS_CALL_LIMIT);
         if (!objects) {
             QuviewDFX::LogWarn(LABEL, "ModemManager does not say which modems there are: %{public}s",
-                               objects.Message());
+                               objects.error().message);
             return;
         }
-        slots = SlotsOf(objects.Value());
+        slots = SlotsOf(objects.value());
     }
     {
         MutexLock lock(mutex_);
@@ -125,9 +125,9 @@ int32_t LinuxCoreService::GetRadioState(int32_t slotId, const sptr<Telephony::IN
         const Result<bool> isOn = modem.empty() ? Result<bool>(false) : modems->AskRadio(modem);
         if (!isOn) {
             QuviewDFX::LogWarn(LABEL, "the modem of slot %{public}d does not say whether its radio is on: %{public}s",
-                               slotId, isOn.Message());
+                               slotId, isOn.error().message);
         }
-        callback->OnGetRadioStateCallback(isOn && isOn.Value(),
+        callback->OnGetRadioStateCallback(isOn && isOn.value(),
                                           isOn ? Telephony::TELEPHONY_OK : Telephony::TELEPHONY_NO_ANSWER);
     });
     return accepted ? Telephony::TELEPHONY_OK : Telephony::TELEPHONY_NO_ANSWER;

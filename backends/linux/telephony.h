@@ -30,7 +30,7 @@ public:
     // What ModemManager said last. Does not block.
     ModemSlots Get() const;
     // Asks the modem whether its radio is on. Blocks, for seconds when it does not answer.
-    Result<bool> AskRadio(const std::string& modem) const;
+    [[nodiscard]] Result<bool> AskRadio(const std::string& modem) const;
 
 private:
     // These run on strand_ only.

@@ -86,7 +86,7 @@ bool WifiContext::Leave(const NetworkChange& change)
     const auto leave = [&] {
         if (!change.activation.empty()) {
             const Result<ActivationState> state = manager.StateOf(change.activation);
-            if (!state || (IsOn(state.Value()) && !manager.Deactivate(change.activation))) {
+            if (!state || (IsOn(state.value()) && !manager.Deactivate(change.activation))) {
                 return false;
             }
         }
@@ -96,9 +96,9 @@ bool WifiContext::Leave(const NetworkChange& change)
         // Found by its UUID, and deleted only with our mark: nobody else's profile can be meant.
         const Result<Profile> profile = manager.FindProfile(change.profile);
         if (!profile) {
-            return !IsNoAnswer(profile.Message());
+            return !IsNoAnswer(profile.error());
         }
-        return !IsOurs(profile.Value()) || manager.Delete(profile.Value().path);
+        return !IsOurs(profile.value()) || manager.Delete(profile.value().path);
     };
     if (leave()) {
         return true;
@@ -147,20 +147,19 @@ Result<std::string> WifiContext::ActivationLeft(const NetworkChange& change) con
     }
     const Result<std::vector<WifiRadio>> radios = manager.Radios();
     if (!radios) {
-        return Error{radios.Message()};
+        return Failure(radios.error());
     }
-    for (const WifiRadio& radio : radios.Value()) {
+    for (const WifiRadio& radio : radios.value()) {
         if (radio.activation.empty() || (!change.activation.empty() && radio.activation != change.activation)) {
             continue;
         }
         // Object paths are used again by the next NetworkManager.
-        const Result<std::string> path = manager.ProfileOf(radio.activation);
-        const Result<Profile> profile = path ? manager.ReadProfile(path.Value()) : Error{path.Message()};
-        if (profile && UuidOf(profile.Value()) == change.profile) {
+        const Result<Profile> profile = manager.ProfileInUse(radio.activation);
+        if (profile && UuidOf(profile.value()) == change.profile) {
             return radio.activation;
         }
-        if (!profile && IsNoAnswer(profile.Message())) {
-            return Error{profile.Message()};
+        if (!profile && IsNoAnswer(profile.error())) {
+            return Failure(profile.error());
         }
     }
     return std::string();
@@ -174,7 +173,7 @@ void WifiContext::TakeBackLeft(const NetworkChange& change)
         return;
     }
     NetworkChange left = change;
-    left.activation = activation.Value();
+    left.activation = activation.value();
     // The closing of a hotspot whose activation is known was reported when no answer came.
     const bool wasReported = change.isOver && !change.activation.empty();
     const bool wasShared = change.isHotspot && !left.activation.empty() && !wasReported;
@@ -194,10 +193,11 @@ void WifiContext::TakeBackAll()
     }
     const Result<std::vector<Profile>> profiles = manager.Profiles();
     if (!profiles) {
-        QuviewDFX::LogWarn(LABEL, "cannot look for what was left in NetworkManager: %{public}s", profiles.Message());
+        QuviewDFX::LogWarn(LABEL, "cannot look for what was left in NetworkManager: %{public}s",
+                           profiles.error().message);
         return;
     }
-    for (const Profile& profile : profiles.Value()) {
+    for (const Profile& profile : profiles.value()) {
         if (IsOurs(profile) && manager.Delete(profile.path) && IsHotspotProfile(profile)) {
             ReportShareClosed(ShareClosed::LEFT_OPEN);
         }
@@ -211,29 +211,26 @@ void WifiContext::Restore(const NetworkChange& change, const std::string& radio)
     }
     const Result<std::vector<WifiRadio>> radios = manager.Radios();
     const Result<Profile> profile = manager.FindProfile(change.previous);
-    if (const std::string& failed = !radios    ? radios.Message()
-                                    : !profile ? profile.Message()
-                                               : "";
-        IsNoAnswer(failed)) {
+    if ((!radios && IsNoAnswer(radios.error())) || (!profile && IsNoAnswer(profile.error()))) {
         TakeBackLater(change);
         return;
     }
     if (!radios || !profile) {
         return;  // it has gone meanwhile
     }
-    const auto found = std::find_if(radios.Value().begin(), radios.Value().end(), [&](const WifiRadio& one) {
+    const auto found = std::find_if(radios.value().begin(), radios.value().end(), [&](const WifiRadio& one) {
         const bool isFree = !one.IsActive() || (!one.activation.empty() && one.activation == change.activation);
         return isFree && (radio.empty() || one.path == radio);
     });
-    if (found == radios.Value().end()) {
+    if (found == radios.value().end()) {
         return;
     }
-    const Result<Activation> activated = manager.Activate(profile.Value().path, found->path);
+    const Result<Activation> activated = manager.Activate(profile.value().path, found->path);
     if (activated) {
         QuviewDFX::LogInfo(LABEL, "%{public}s goes back to the network that it had before", found->interface);
     } else {
         QuviewDFX::LogWarn(LABEL, "%{public}s does not go back to the network that it had before: %{public}s",
-                           found->interface, activated.Message());
+                           found->interface, activated.error().message);
     }
 }
 
@@ -242,12 +239,11 @@ Result<std::string> NetworkOf(const NetworkManager& manager, const WifiRadio& ra
     if (!radio.IsStation() || radio.activation.empty()) {
         return std::string();
     }
-    const Result<std::string> path = manager.ProfileOf(radio.activation);
-    const Result<Profile> profile = path ? manager.ReadProfile(path.Value()) : Error{path.Message()};
-    if (!profile && IsNoAnswer(profile.Message())) {
-        return Error{profile.Message()};
+    const Result<Profile> profile = manager.ProfileInUse(radio.activation);
+    if (!profile && IsNoAnswer(profile.error())) {
+        return Failure(profile.error());
     }
-    return profile && !IsOurs(profile.Value()) ? UuidOf(profile.Value()) : std::string();
+    return profile && !IsOurs(profile.value()) ? UuidOf(profile.value()) : std::string();
 }
 
 }  // namespace Vexo::Linux

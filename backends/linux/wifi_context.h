@@ -56,7 +56,7 @@ public:
 
 private:
     // The activation that is left of the change, empty when there is none any more.
-    Result<std::string> ActivationLeft(const NetworkChange& change) const;
+    [[nodiscard]] Result<std::string> ActivationLeft(const NetworkChange& change) const;
     void TakeBackLeft(const NetworkChange& change);
     void TakeBackUnanswered();
 
@@ -65,7 +65,7 @@ private:
 };
 
 // The UUID of the network that the radio is a station of, empty when there is none or it is ours.
-Result<std::string> NetworkOf(const NetworkManager& manager, const WifiRadio& radio);
+[[nodiscard]] Result<std::string> NetworkOf(const NetworkManager& manager, const WifiRadio& radio);
 
 // Writes the system event of a hotspot that this daemon closed; reason: of ShareClosed.
 void ReportShareClosed(const std::string& reason);

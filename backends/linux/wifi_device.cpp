@@ -108,10 +108,10 @@ int32_t LinuxWifiDevice::Begin(const Wifi::WifiDeviceConfig& config, WifiContext
     if (!context_->isRunning || !isEnabled || !radios) {
         return Wifi::WIFI_NO_ANSWER;
     }
-    if (!isEnabled.Value()) {
+    if (!isEnabled.value()) {
         return Wifi::WIFI_DISABLED;
     }
-    const auto& all = radios.Value();
+    const auto& all = radios.value();
     const auto radio = std::find_if(all.begin(), all.end(), [](const WifiRadio& one) { return !one.IsHotspot(); });
     if (radio == all.end()) {
         return all.empty() ? Wifi::WIFI_NOT_SUPPORTED : Wifi::WIFI_FAILED;
@@ -143,7 +143,7 @@ int32_t LinuxWifiDevice::Begin(const Wifi::WifiDeviceConfig& config, WifiContext
             configs_.Remove(attempt_->config);
         }
     }
-    next.change.previous = std::move(previous.Value());
+    next.change.previous = std::move(previous.value());
     attempt_ = std::move(next);
     QuviewDFX::LogInfo(LABEL, "looking for \"%{public}s\" on %{public}s", config.ssid, radio->interface);
     // What the attempt before has joined is left after the caller has its answer.
@@ -167,7 +167,7 @@ void LinuxWifiDevice::Look(bool isTimed)
 void LinuxWifiDevice::Search()
 {
     const Result<std::vector<AccessPoint>> visible = context_->manager.AccessPoints(attempt_->radio);
-    if (const Result<bool> isEnabled = context_->manager.IsWifiEnabled(); isEnabled && !isEnabled.Value()) {
+    if (const Result<bool> isEnabled = context_->manager.IsWifiEnabled(); isEnabled && !isEnabled.value()) {
         End({JoinFailure::WIFI_OFF, "Wi-Fi is switched off"});
         return;
     }
@@ -175,7 +175,7 @@ void LinuxWifiDevice::Search()
         End({JoinFailure::WIFI_OFF, "this device has no Wi-Fi any more"});
         return;
     }
-    const std::vector<AccessPoint> seen = visible ? visible.Value() : std::vector<AccessPoint>();
+    const std::vector<AccessPoint> seen = visible ? visible.value() : std::vector<AccessPoint>();
     const AccessPoint* best = nullptr;
     std::optional<LinkEnd> mismatch;
     for (const AccessPoint& one : seen) {
@@ -206,7 +206,7 @@ void LinuxWifiDevice::Search()
 bool LinuxWifiDevice::HasLostRadio() const
 {
     const Result<std::vector<WifiRadio>> radios = context_->manager.Radios();
-    return radios && std::none_of(radios.Value().begin(), radios.Value().end(),
+    return radios && std::none_of(radios.value().begin(), radios.value().end(),
                                   [this](const WifiRadio& one) { return one.path == attempt_->radio; });
 }
 
@@ -238,9 +238,9 @@ void LinuxWifiDevice::Join(const AccessPoint& accessPoint)
         MakeStationProfile(attempt.change.profile, attempt.config, accessPoint), attempt.radio, accessPoint.path);
     if (!joining) {
         // Its text may repeat what was asked for, so only the error's name is shown.
-        const std::string name = joining.Message().substr(0, joining.Message().find(':'));
+        const std::string name = BusErrorName(joining.error());
         QuviewDFX::LogWarn(LABEL, "NetworkManager refuses to join: %{public}s", name);
-        if (IsNoAnswer(joining.Message())) {
+        if (IsNoAnswer(joining.error())) {
             attempt.hasTakenRadio = true;
             attempt.isLeft = false;
             context_->TakeBackLater(attempt.change);
@@ -252,7 +252,7 @@ void LinuxWifiDevice::Join(const AccessPoint& accessPoint)
         }
         return;
     }
-    attempt.change.activation = joining.Value().path;
+    attempt.change.activation = joining.value().path;
     attempt.isJoining = attempt.hasTakenRadio = true;
     attempt.joiningSince = steady_clock::now();
     context_->own.Note(attempt.change);
@@ -266,7 +266,7 @@ void LinuxWifiDevice::Follow(bool isTimed)
         LookAgainIn(options_.lookAgain);
         return;
     }
-    switch (state.Value()) {
+    switch (state.value()) {
         case ActivationState::ACTIVATED:
             if (!attempt_->isConnected) {
                 OnActivated();
@@ -335,7 +335,7 @@ bool LinuxWifiDevice::WasHeardWhileJoining() const
     const auto tried = std::chrono::floor<std::chrono::seconds>(steady_clock::now() - attempt_->joiningSince);
     const std::chrono::seconds since = BootClock() - tried;
     const Result<std::vector<AccessPoint>> visible = context_->manager.AccessPoints(attempt_->radio);
-    return visible && std::any_of(visible.Value().begin(), visible.Value().end(), [&](const AccessPoint& one) {
+    return visible && std::any_of(visible.value().begin(), visible.value().end(), [&](const AccessPoint& one) {
                return one.ssid == attempt_->config.ssid && one.lastSeen > since;
            });
 }

@@ -24,21 +24,21 @@ constexpr mode_t KEY_MODE = 0600;
 std::string LoadOrMakeKey(const std::filesystem::path& file)
 {
     if (const Result<std::string> kept = ReadWholeFile(file, MAX_KEY_BYTES + 1)) {
-        std::string key = kept.Value().substr(0, kept.Value().find('\n'));
+        std::string key = kept.value().substr(0, kept.value().find('\n'));
         if (key.size() >= MIN_KEY_BYTES) {
             return key;
         }
     }
     std::string key = Wifi::GenerateHotspotKey();
     if (const Result<void> written = WriteFileAtomically(file, key + "\n", KEY_MODE); !written) {
-        QuviewDFX::LogWarn(LABEL, "the hotspot's key lasts for this run only: %{public}s", written.Message());
+        QuviewDFX::LogWarn(LABEL, "the hotspot's key lasts for this run only: %{public}s", written.error().message);
     }
     return key;
 }
 
-int32_t ResultOf(const std::string& message)
+int32_t ResultOf(const Error& error)
 {
-    return IsNoAnswer(message) ? Wifi::WIFI_NO_ANSWER : Wifi::WIFI_FAILED;
+    return IsNoAnswer(error) ? Wifi::WIFI_NO_ANSWER : Wifi::WIFI_FAILED;
 }
 
 }  // namespace
@@ -99,10 +99,10 @@ int32_t LinuxWifiHotspot::GetHotspotConfig(Wifi::HotspotConfig& config)
     Result<Wifi::HotspotConfig> read =
         ReadConfig(context_->manager.Until(steady_clock::now() + Wifi::HOTSPOT_CONFIG_BUDGET));
     if (!read) {
-        QuviewDFX::LogWarn(LABEL, "no hotspot configuration: %{public}s", read.Message());
-        return ResultOf(read.Message());
+        QuviewDFX::LogWarn(LABEL, "no hotspot configuration: %{public}s", read.error().message);
+        return ResultOf(read.error());
     }
-    config = std::move(read.Value());
+    config = std::move(read.value());
     return Wifi::WIFI_OK;
 }
 
@@ -110,34 +110,35 @@ Result<Wifi::HotspotConfig> LinuxWifiHotspot::ReadConfig(const NetworkManager& m
 {
     Result<std::optional<Wifi::HotspotConfig>> inUse = ConfigInUse(manager);
     if (!inUse) {
-        return inUse.TakeError();
+        return Failure(std::move(inUse).error());
     }
-    if (inUse.Value()) {
-        return std::move(*inUse.Value());
+    if (inUse.value()) {
+        return std::move(*inUse.value());
     }
     Result<Chosen> chosen = Choose(manager);
-    return chosen ? std::move(chosen.Value().config) : Result<Wifi::HotspotConfig>(chosen.TakeError());
+    return chosen ? std::move(chosen.value().config) : Result<Wifi::HotspotConfig>(Failure(std::move(chosen).error()));
 }
 
 Result<std::optional<Wifi::HotspotConfig>> LinuxWifiHotspot::ConfigInUse(const NetworkManager& manager)
 {
     const Result<std::vector<WifiRadio>> radios = manager.Radios();
     if (!radios) {
-        return Error{radios.Message()};
+        return Failure(radios.error());
     }
-    for (const WifiRadio& radio : radios.Value()) {
+    for (const WifiRadio& radio : radios.value()) {
         if (!radio.IsHotspot() || radio.activation.empty()) {
             continue;
         }
-        const Result<std::string> path = manager.ProfileOf(radio.activation);
-        Result<Profile> profile = path ? manager.ReadProfile(path.Value()) : Error{path.Message()};
-        profile = profile ? manager.WithSecrets(std::move(profile.Value())) : std::move(profile);
+        const Result<Profile> profile = manager.ProfileInUse(radio.activation).and_then([&](Profile found) {
+            return manager.WithSecrets(std::move(found));
+        });
         if (!profile) {
-            return profile.TakeError();
+            return Failure(profile.error());
         }
         Wifi::HotspotConfig config;
-        if (!ReadHotspotConfig(profile.Value(), config)) {
-            return Error{"NetworkManager does not know how to join the hotspot on " + radio.interface};
+        if (!ReadHotspotConfig(profile.value(), config)) {
+            return Fail(ErrorCode::NOT_FOUND,
+                        "NetworkManager does not know how to join the hotspot on " + radio.interface);
         }
         return std::optional(std::move(config));
     }
@@ -157,9 +158,9 @@ Result<LinuxWifiHotspot::Chosen> LinuxWifiHotspot::Choose(const NetworkManager& 
 {
     Result<std::vector<Profile>> profiles = manager.Profiles();
     if (!profiles) {
-        return profiles.TakeError();
+        return Failure(std::move(profiles).error());
     }
-    std::vector<Profile>& candidates = profiles.Value();
+    std::vector<Profile>& candidates = profiles.value();
     std::erase_if(candidates, [](const Profile& one) { return !IsHotspotProfile(one) || IsOurs(one); });
     std::stable_sort(candidates.begin(), candidates.end(),
                      [](const Profile& one, const Profile& other) { return LastUseOf(one) > LastUseOf(other); });
@@ -167,10 +168,10 @@ Result<LinuxWifiHotspot::Chosen> LinuxWifiHotspot::Choose(const NetworkManager& 
         Chosen chosen;
         // Without its key, no peer could be told how to join it.
         const Result<Profile> complete = manager.WithSecrets(candidate);
-        if (!complete && IsNoAnswer(complete.Message())) {
-            return Error{complete.Message()};
+        if (!complete && IsNoAnswer(complete.error())) {
+            return Failure(complete.error());
         }
-        if (complete && ReadHotspotConfig(complete.Value(), chosen.config)) {
+        if (complete && ReadHotspotConfig(complete.value(), chosen.config)) {
             chosen.usersOwn = std::move(candidate);
             return chosen;
         }
@@ -188,12 +189,12 @@ int32_t LinuxWifiHotspot::Enable(WifiContext::Deadline deadline)
         return Wifi::WIFI_FAILED;
     }
     if (!isEnabled || !radios) {
-        return ResultOf(isEnabled ? radios.Message() : isEnabled.Message());
+        return ResultOf(isEnabled ? radios.error() : isEnabled.error());
     }
-    if (!isEnabled.Value()) {
+    if (!isEnabled.value()) {
         return Wifi::WIFI_DISABLED;
     }
-    std::vector<WifiRadio>& all = radios.Value();
+    std::vector<WifiRadio>& all = radios.value();
     if (isOpening_ || share_ || std::any_of(all.begin(), all.end(), [](const auto& one) { return one.IsHotspot(); })) {
         return Wifi::WIFI_OK;
     }
@@ -236,7 +237,7 @@ void LinuxWifiHotspot::OpenNow(const std::string& radio)
     }
     // Asked again: it may have changed its network meanwhile.
     const Result<std::vector<WifiRadio>> radios = context_->manager.Radios();
-    for (const WifiRadio& one : radios ? radios.Value() : std::vector<WifiRadio>()) {
+    for (const WifiRadio& one : radios ? radios.value() : std::vector<WifiRadio>()) {
         if (one.path == radio && Open(context_->manager, one) == Wifi::WIFI_OK) {
             return;
         }
@@ -247,15 +248,15 @@ void LinuxWifiHotspot::OpenNow(const std::string& radio)
 int32_t LinuxWifiHotspot::Open(const NetworkManager& manager, const WifiRadio& radio)
 {
     const Result<Chosen> chosen = Choose(manager);
-    Result<std::string> previous = chosen ? NetworkOf(manager, radio) : Error{chosen.Message()};
+    const Result<std::string> previous = chosen.and_then([&](const Chosen&) { return NetworkOf(manager, radio); });
     if (!previous) {
-        QuviewDFX::LogError(LABEL, "the hotspot does not open: %{public}s", previous.Message());
-        return ResultOf(previous.Message());
+        QuviewDFX::LogError(LABEL, "the hotspot does not open: %{public}s", previous.error().message);
+        return ResultOf(previous.error());
     }
-    const std::optional<Profile>& usersOwn = chosen.Value().usersOwn;
+    const std::optional<Profile>& usersOwn = chosen.value().usersOwn;
     NetworkChange change;
     change.profile = usersOwn ? UuidOf(*usersOwn) : MakeUuid();
-    change.previous = std::move(previous.Value());
+    change.previous = std::move(previous.value());
     change.isHotspot = true;
     change.isOurProfile = !usersOwn;
     context_->own.Note(change);
@@ -263,20 +264,20 @@ int32_t LinuxWifiHotspot::Open(const NetworkManager& manager, const WifiRadio& r
     const Result<Activation> opened =
         usersOwn ? context_->manager.Activate(usersOwn->path, radio.path)
                  : context_->manager.AddAndActivate(
-                       MakeHotspotProfile(change.profile, chosen.Value().config, options_.settings), radio.path, "");
+                       MakeHotspotProfile(change.profile, chosen.value().config, options_.settings), radio.path, "");
     if (!opened) {
-        QuviewDFX::LogError(LABEL, "the hotspot does not open: %{public}s", opened.Message());
-        if (IsNoAnswer(opened.Message())) {
+        QuviewDFX::LogError(LABEL, "the hotspot does not open: %{public}s", opened.error().message);
+        if (IsNoAnswer(opened.error())) {
             context_->TakeBackLater(change);
         } else {
             context_->own.Forget(change.profile);
         }
-        return ResultOf(opened.Message());
+        return ResultOf(opened.error());
     }
-    change.activation = opened.Value().path;
+    change.activation = opened.value().path;
     context_->own.Note(change);
     QuviewDFX::LogInfo(LABEL, "opening hotspot \"%{public}s\" on %{public}s (%{public}s)",
-                       chosen.Value().config.GetSsid(), radio.interface,
+                       chosen.value().config.GetSsid(), radio.interface,
                        usersOwn ? "the user's profile" : "a temporary profile");
     share_ = Share{change, radio.path, radio.interface};
     guard_.Open(steady_clock::now());
@@ -314,7 +315,7 @@ void LinuxWifiHotspot::OnChanged()
 {
     const Result<ActivationState> state =
         share_ ? context_->manager.StateOf(share_->change.activation) : ActivationState::UNKNOWN;
-    if (share_ && state && state.Value() == ActivationState::GONE && !WasRenewed()) {
+    if (share_ && state && state.value() == ActivationState::GONE && !WasRenewed()) {
         QuviewDFX::LogInfo(LABEL, "the hotspot on %{public}s ended", share_->interface);
         const Share ended = *share_;
         Forget();
@@ -324,7 +325,7 @@ void LinuxWifiHotspot::OnChanged()
     }
     if (const Result<std::vector<WifiRadio>> radios = context_->manager.Radios()) {
         SetOn(isOpening_ || share_ ||
-              std::any_of(radios.Value().begin(), radios.Value().end(),
+              std::any_of(radios.value().begin(), radios.value().end(),
                           [](const WifiRadio& one) { return one.IsHotspot(); }));
     }
 }
@@ -335,12 +336,12 @@ bool LinuxWifiHotspot::WasRenewed()
     if (!radios) {
         return true;  // nobody says otherwise
     }
-    for (const WifiRadio& radio : radios.Value()) {
-        const Result<std::string> path = radio.path == share_->radio && !radio.activation.empty()
-                                             ? context_->manager.ProfileOf(radio.activation)
-                                             : Error{"another radio"};
-        const Result<Profile> profile = path ? context_->manager.ReadProfile(path.Value()) : Error{path.Message()};
-        if (profile && UuidOf(profile.Value()) == share_->change.profile) {
+    for (const WifiRadio& radio : radios.value()) {
+        if (radio.path != share_->radio || radio.activation.empty()) {
+            continue;
+        }
+        const Result<Profile> profile = context_->manager.ProfileInUse(radio.activation);
+        if (profile && UuidOf(profile.value()) == share_->change.profile) {
             share_->change.activation = radio.activation;
             context_->own.Note(share_->change);
             return true;
@@ -369,10 +370,10 @@ void LinuxWifiHotspot::Guard()
     const Result<size_t> stations = options_.countStations(share_->interface);
     const Result<bool> uplink = context_->manager.HasUplink();
     if (!stations) {
-        QuviewDFX::LogWarn(LABEL, "cannot count stations, so none counts: %{public}s", stations.Message());
+        QuviewDFX::LogWarn(LABEL, "cannot count stations, so none counts: %{public}s", stations.error().message);
     }
     const char* const reason =
-        guard_.Look(steady_clock::now(), stations && stations.Value() > 0, !uplink || uplink.Value());
+        guard_.Look(steady_clock::now(), stations && stations.value() > 0, !uplink || uplink.value());
     if (reason != nullptr) {
         Close(reason);
     } else {

@@ -83,10 +83,10 @@ private:
     void SetOn(bool isOn);
 
     // These ask only; any thread.
-    Result<Chosen> Choose(const NetworkManager& manager) const;
+    [[nodiscard]] Result<Chosen> Choose(const NetworkManager& manager) const;
     // None while no hotspot is on.
-    static Result<std::optional<Wifi::HotspotConfig>> ConfigInUse(const NetworkManager& manager);
-    Result<Wifi::HotspotConfig> ReadConfig(const NetworkManager& manager) const;
+    [[nodiscard]] static Result<std::optional<Wifi::HotspotConfig>> ConfigInUse(const NetworkManager& manager);
+    [[nodiscard]] Result<Wifi::HotspotConfig> ReadConfig(const NetworkManager& manager) const;
     Wifi::HotspotConfig MakeOwnConfig() const;
 
     const std::shared_ptr<WifiContext> context_;

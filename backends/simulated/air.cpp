@@ -132,12 +132,12 @@ std::vector<AirRecord> Air::Look() const
             // Most often it was removed since the folder was listed.
             continue;
         }
-        Result<AirRecord> record = ParseAirRecord(text.Value(), file.string());
+        Result<AirRecord> record = ParseAirRecord(text.value(), file.string());
         if (!record) {
-            QuviewDFX::LogWarn(LABEL, "%{public}s; the record is ignored", record.Message());
+            QuviewDFX::LogWarn(LABEL, "%{public}s; the record is ignored", record.error().message);
             continue;
         }
-        records.push_back(std::move(record.Value()));
+        records.push_back(std::move(record.value()));
     }
     return records;
 }

@@ -27,7 +27,7 @@ Result<UniqueFd> LockFolder(const std::filesystem::path& folder)
         } while (locked != 0 && errno == EINTR);
     }
     if (locked != 0) {
-        return Error{folder.string() + ": " + std::strerror(errno)};
+        return Fail(ErrorCodeOf(errno), folder.string() + ": " + std::strerror(errno));
     }
     return fd;
 }
@@ -77,7 +77,7 @@ Result<DeviceState> UpdateDeviceState(const std::filesystem::path& folder, const
 {
     Result<UniqueFd> lock = LockFolder(folder);
     if (!lock) {
-        return lock.TakeError();
+        return Failure(std::move(lock).error());
     }
     Result<DeviceState> state = LoadDeviceState(folder);
     if (!state) {
@@ -86,18 +86,18 @@ Result<DeviceState> UpdateDeviceState(const std::filesystem::path& folder, const
     for (const std::string& assignment : assignments) {
         const size_t equals = assignment.find('=');
         if (equals == std::string::npos) {
-            return Error{assignment + ": a value is missing (KEY=VALUE)"};
+            return Fail(ErrorCode::INVALID_ARGUMENT, assignment + ": a value is missing (KEY=VALUE)");
         }
         if (equals == 0) {
-            return Error{"\"" + assignment + "\": a key is missing (KEY=VALUE)"};
+            return Fail(ErrorCode::INVALID_ARGUMENT, "\"" + assignment + "\": a key is missing (KEY=VALUE)");
         }
         const std::string_view text(assignment);
-        if (Result<void> set = SetByPath(state.Value(), text.substr(0, equals), text.substr(equals + 1)); !set) {
-            return set.TakeError();
+        if (Result<void> set = SetByPath(state.value(), text.substr(0, equals), text.substr(equals + 1)); !set) {
+            return Failure(std::move(set).error());
         }
     }
-    if (Result<void> saved = SaveDeviceState(folder, state.Value()); !saved) {
-        return saved.TakeError();
+    if (Result<void> saved = SaveDeviceState(folder, state.value()); !saved) {
+        return Failure(std::move(saved).error());
     }
     return state;
 }

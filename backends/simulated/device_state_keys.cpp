@@ -138,13 +138,13 @@ JsonKind<std::string> SsidKind(size_t least)
     const auto parse = [least](const std::string& text, std::string& out) -> std::string {
         Result<std::string> ssid = UnescapeBytes(text);
         if (!ssid) {
-            return "cannot be unescaped: " + ssid.Message();
+            return "cannot be unescaped: " + ssid.error().message;
         }
-        const size_t size = ssid.Value().size();
+        const size_t size = ssid.value().size();
         if (size < least || size > MAX_SSID_BYTES) {
             return "has " + std::to_string(size) + " bytes";
         }
-        out = std::move(ssid.Value());
+        out = std::move(ssid.value());
         return "";
     };
     return ParsedTextKind<std::string>((least == 0 ? "empty, or 1 to " : "1 to ") + std::to_string(MAX_SSID_BYTES) +

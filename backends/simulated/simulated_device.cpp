@@ -45,7 +45,7 @@ Result<void> MakeFolder(const std::filesystem::path& folder)
     std::error_code error;
     std::filesystem::create_directories(folder, error);
     if (error) {
-        return Error{folder.string() + ": " + error.message()};
+        return Fail(ErrorCode::SYSTEM, folder.string() + ": " + error.message());
     }
     return {};
 }
@@ -72,14 +72,16 @@ Result<std::unique_ptr<SimulatedDevice>> SimulatedDevice::Start(const SimulatedD
         registry = SystemAbilityManagerClient::GetInstance().GetSystemAbilityManager();
     }
     if (!registry) {
-        return Error{"a simulated device needs a system-ability manager to register its abilities with"};
+        return Fail(ErrorCode::INVALID_ARGUMENT,
+                    "a simulated device needs a system-ability manager to register its abilities with");
     }
     if (!IsNetworkId(options.networkId)) {
-        return Error{"a simulated device's network id must have 4 to 64 letters and digits"};
+        return Fail(ErrorCode::INVALID_ARGUMENT,
+                    "a simulated device's network id must have 4 to 64 letters and digits");
     }
     std::unique_ptr<SimulatedDevice> device(new SimulatedDevice(options, std::move(registry)));
     if (Result<void> begun = device->Begin(); !begun) {
-        return begun.TakeError();
+        return Failure(std::move(begun).error());
     }
     return device;
 }
@@ -135,9 +137,9 @@ Result<void> SimulatedDevice::Begin()
         }
     });
     if (!watcher) {
-        return watcher.TakeError();
+        return Failure(std::move(watcher).error());
     }
-    watcher_ = std::move(watcher.Value());
+    watcher_ = std::move(watcher.value());
     reloads_.Post([this] {
         if (const std::optional<DeviceState> state = Read()) {
             live_->Replace(*state);
@@ -168,11 +170,11 @@ std::optional<DeviceState> SimulatedDevice::Read()
     Result<DeviceState> loaded = LoadDeviceState(stateDir_);
     if (loaded) {
         lastComplaint_.clear();
-        return std::move(loaded.Value());
+        return std::move(loaded.value());
     }
-    if (lastComplaint_ != loaded.Message()) {
+    if (lastComplaint_ != loaded.error().message) {
         // One replacement can be told more than once.
-        lastComplaint_ = loaded.Message();
+        lastComplaint_ = loaded.error().message;
         QuviewDFX::LogError(LABEL, "%{public}s; the state before it stays", lastComplaint_);
     }
     return std::nullopt;

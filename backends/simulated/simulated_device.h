@@ -41,7 +41,7 @@ public:
     // Blocks until the abilities are registered. A missing state file is written with the defaults; a damaged one is
     // left as it is, logged, and the defaults hold until it is replaced. The error names the folder, or what is wrong
     // with an option.
-    static Result<std::unique_ptr<SimulatedDevice>> Start(const SimulatedDeviceOptions& options);
+    [[nodiscard]] static Result<std::unique_ptr<SimulatedDevice>> Start(const SimulatedDeviceOptions& options);
     // Stops, and removes its abilities from the registry.
     ~SimulatedDevice();
 
@@ -62,7 +62,7 @@ private:
 
     SimulatedDevice(const SimulatedDeviceOptions& options, sptr<ISystemAbilityManager> registry);
 
-    Result<void> Begin();
+    [[nodiscard]] Result<void> Begin();
     // These run on reloads_ only.
     // The state in the file; none when it is damaged, which is logged once.
     std::optional<DeviceState> Read();

@@ -160,7 +160,7 @@ void SimulatedHotspot::Refresh()
         return;
     }
     if (const Result<void> written = air_.Publish(*record); !written) {
-        QuviewDFX::LogError(LABEL, "the hotspot does not come up: %{public}s", written.Message());
+        QuviewDFX::LogError(LABEL, "the hotspot does not come up: %{public}s", written.error().message);
         air_.Withdraw();
         published_.reset();
         SetActive(false);

@@ -228,10 +228,10 @@ bool SimulatedWifiDevice::StartWatching()
     Result<std::unique_ptr<FolderWatcher>> watcher = FolderWatcher::Start(
         air_.Folder(), [self = sptr<SimulatedWifiDevice>(this)](const std::string&) { self->PostLook(); });
     if (!watcher) {
-        QuviewDFX::LogError(LABEL, "cannot watch the air: %{public}s", watcher.Message());
+        QuviewDFX::LogError(LABEL, "cannot watch the air: %{public}s", watcher.error().message);
         return false;
     }
-    watcher_ = std::move(watcher.Value());
+    watcher_ = std::move(watcher.value());
     return true;
 }
 

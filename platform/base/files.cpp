@@ -14,9 +14,9 @@ namespace Vexo {
 
 namespace {
 
-Error WriteError(const std::filesystem::path& path, int number)
+Failure WriteError(const std::filesystem::path& path, int number)
 {
-    return Error{path.string() + ": cannot be written: " + std::strerror(number)};
+    return Fail(ErrorCodeOf(number), path.string() + ": cannot be written: " + std::strerror(number));
 }
 
 bool WriteAll(int fd, std::string_view text)
@@ -58,13 +58,13 @@ Result<void> MakeFolder(const std::filesystem::path& folder, mode_t mode)
                                            : errno == EEXIST && std::filesystem::is_directory(folder, unknown)) {
         return {};
     }
-    return Error{folder.string() + ": the folder cannot be made: " + std::strerror(errno)};
+    return Fail(ErrorCodeOf(errno), folder.string() + ": the folder cannot be made: " + std::strerror(errno));
 }
 
 Result<std::string> ReadWholeFile(const std::filesystem::path& path, size_t maxBytes, LastLink link)
 {
     Result<UniqueFd> file = OpenRegularFile(path, link);
-    return file ? ReadToEnd(file.Value().Get(), path, maxBytes) : file.TakeError();
+    return file ? ReadToEnd(file.value().Get(), path, maxBytes) : Failure(std::move(file).error());
 }
 
 Result<void> WriteFileAtomically(const std::filesystem::path& path, std::string_view text, mode_t mode)

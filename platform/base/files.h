@@ -18,15 +18,15 @@ inline constexpr mode_t PRIVATE_FOLDER = 0700;  // for its owner only
 
 // Makes the folder and its missing parents with that mode, whatever the umask; a folder that exists stays as it is. The
 // error names the first that cannot be made.
-Result<void> MakeFolder(const std::filesystem::path& folder, mode_t mode);
+[[nodiscard]] Result<void> MakeFolder(const std::filesystem::path& folder, mode_t mode);
 
 // The bytes of a regular file; an error names the file and the cause (missing, not readable, no regular file, larger
 // than maxBytes). REFUSED for a file in a folder that other users may write.
-Result<std::string> ReadWholeFile(const std::filesystem::path& path, size_t maxBytes,
-                                  LastLink link = LastLink::FOLLOWED);
+[[nodiscard]] Result<std::string> ReadWholeFile(const std::filesystem::path& path, size_t maxBytes,
+                                                LastLink link = LastLink::FOLLOWED);
 
 // Writes text to a temporary file in the same folder (created exclusively, with mode), syncs it and renames it over
 // path.
-Result<void> WriteFileAtomically(const std::filesystem::path& path, std::string_view text, mode_t mode);
+[[nodiscard]] Result<void> WriteFileAtomically(const std::filesystem::path& path, std::string_view text, mode_t mode);
 
 }  // namespace Vexo

@@ -148,7 +148,8 @@ Result<std::unique_ptr<FolderWatcher>> FolderWatcher::Start(const std::filesyste
     const int watch =
         error || !inotify || !stop ? NOT_WATCHED : ::inotify_add_watch(inotify.Get(), absolute.c_str(), FOLDER_EVENTS);
     if (watch == NOT_WATCHED) {
-        return Error{folder.string() + ": cannot be watched: " + (error ? error.message() : std::strerror(errno))};
+        return Fail(ErrorCodeOf(errno),
+                    folder.string() + ": cannot be watched: " + (error ? error.message() : std::strerror(errno)));
     }
     return std::unique_ptr<FolderWatcher>(std::make_unique<InotifyWatcher>(
         std::move(absolute), std::move(inotify), watch, std::move(stop), std::move(callback)));

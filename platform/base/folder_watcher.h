@@ -22,7 +22,8 @@ public:
     using Callback = std::function<void(const std::string& name)>;
 
     // Starts watching; the folder must exist. The error names the folder.
-    static Result<std::unique_ptr<FolderWatcher>> Start(const std::filesystem::path& folder, Callback callback);
+    [[nodiscard]] static Result<std::unique_ptr<FolderWatcher>> Start(const std::filesystem::path& folder,
+                                                                      Callback callback);
 
     // Ends the thread; no callback runs after it returns. Blocks for a callback in progress.
     virtual ~FolderWatcher() = default;

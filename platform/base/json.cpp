@@ -37,7 +37,7 @@ size_t FindEscapedNul(std::string_view json)
 Result<Json> ParseWholeJson(const std::string& text)
 {
     if (const size_t valid = Utf8PrefixSize(text); valid < text.size()) {
-        return Error{PlaceOf(text, valid) + ": not UTF-8 from here on"};
+        return Fail(ErrorCode::MALFORMED, PlaceOf(text, valid) + ": not UTF-8 from here on");
     }
     const char* stop = text.c_str();
     Json value(cJSON_ParseWithLengthOpts(text.c_str(), text.size() + 1, &stop, 1));
@@ -47,16 +47,17 @@ Result<Json> ParseWholeJson(const std::string& text)
         offset = std::min(offset, static_cast<size_t>(stop - text.c_str()));
     } else if (offset == std::string::npos) {
         if (const size_t escape = FindEscapedNul(text); escape != std::string::npos) {
-            return Error{PlaceOf(text, escape) + R"(: a text holds \u0000)"};
+            return Fail(ErrorCode::MALFORMED, PlaceOf(text, escape) + R"(: a text holds \u0000)");
         }
         return value;
     }
     // Of a text without its closing quote the parser names the beginning.
     const bool isUnclosed = offset > 0 && text[offset - 1] == '"' && text.find('"', offset) == std::string::npos;
     if (offset >= text.size() || isUnclosed) {
-        return Error{PlaceOf(text, text.find_last_not_of(" \t\r\n") + 1) + ": the JSON ends too early"};
+        return Fail(ErrorCode::MALFORMED,
+                    PlaceOf(text, text.find_last_not_of(" \t\r\n") + 1) + ": the JSON ends too early");
     }
-    return Error{PlaceOf(text, offset) + ": not JSON from here on"};
+    return Fail(ErrorCode::MALFORMED, PlaceOf(text, offset) + ": not JSON from here on");
 }
 
 std::string JsonText(const cJSON* value)

@@ -54,14 +54,17 @@ public:
     {
         T value{};
         std::vector<std::string> faults = Read(text, fileName, value);
-        return faults.empty() ? Result<T>(std::move(value)) : Error{std::move(faults.front())};
+        if (!faults.empty()) {
+            return Fail(ErrorCode::MALFORMED, std::move(faults.front()));
+        }
+        return value;
     }
 
     // The same for a file of at most maxBytes; one that cannot be read is an error, too.
     Result<T> Load(const std::filesystem::path& file, size_t maxBytes) const
     {
         Result<std::string> text = ReadWholeFile(file, maxBytes);
-        return text ? Parse(text.Value(), file.string()) : text.TakeError();
+        return text ? Parse(text.value(), file.string()) : Failure(std::move(text).error());
     }
 
     // The text of a file that Parse reads back as the same value.

@@ -274,10 +274,11 @@ std::vector<std::string> ReadDocument(const JsonShape& shape, const std::string&
 {
     const Result<Json> document = ParseWholeJson(text);
     if (!document) {
-        return {fileName + ":" + document.Message() + " (one JSON " + (shape.element != nullptr ? "list)" : "object)")};
+        return {fileName + ":" + document.error().message + " (one JSON " +
+                (shape.element != nullptr ? "list)" : "object)")};
     }
     Walk walk;
-    walk.Read(shape, *document.Value(), target, "");
+    walk.Read(shape, *document.value(), target, "");
     std::vector<std::string> faults = walk.TakeFaults();
     for (std::string& fault : faults) {
         fault.insert(0, fileName + ": ");
@@ -311,7 +312,7 @@ Result<void> SetTypedValue(const JsonShape& shape, void* object, std::string_vie
 {
     const JsonKey* const key = FindKey(shape, name);
     if (key == nullptr) {
-        return Error{std::string(name) + ": " + UnknownKey(shape, std::string(name))};
+        return Fail(ErrorCode::NOT_FOUND, std::string(name) + ": " + UnknownKey(shape, std::string(name)));
     }
     Walk walk;
     if (typed.find('\0') != std::string_view::npos) {
@@ -320,13 +321,21 @@ Result<void> SetTypedValue(const JsonShape& shape, void* object, std::string_vie
         walk.Fault(key->name, "the value is not UTF-8", key->shape->allowed);
     } else {
         const std::string text(typed);
-        Result<Json> json = key->shape->isText ? Error{} : ParseWholeJson(text);
-        // What is no JSON is refused as a text, for its kind is another.
-        const Json value(json ? json.Value().release() : cJSON_CreateString(text.c_str()));
+        Json value;
+        if (!key->shape->isText) {
+            value = ParseWholeJson(text).value_or(nullptr);
+        }
+        if (!value) {
+            // What is no JSON is refused as a text where another kind belongs.
+            value.reset(cJSON_CreateString(text.c_str()));
+        }
         walk.Read(*key->shape, *value, key->member(object), key->name);
     }
     const std::vector<std::string> faults = walk.TakeFaults();
-    return faults.empty() ? Result<void>() : Error{faults.front()};
+    if (!faults.empty()) {
+        return Fail(ErrorCode::INVALID_ARGUMENT, faults.front());
+    }
+    return {};
 }
 
 std::string WrongWholeNumber(const cJSON& json, int64_t least, int64_t most)

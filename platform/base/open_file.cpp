@@ -12,9 +12,14 @@ namespace Vexo {
 
 namespace {
 
-Error ReadError(const std::filesystem::path& path, const std::string& why)
+Failure ReadError(const std::filesystem::path& path, ErrorCode code, const std::string& why)
 {
-    return Error{path.string() + ": cannot be read: " + why};
+    return Fail(code, path.string() + ": cannot be read: " + why);
+}
+
+Failure ReadError(const std::filesystem::path& path, int number)
+{
+    return ReadError(path, ErrorCodeOf(number), std::strerror(number));
 }
 
 }  // namespace
@@ -34,14 +39,15 @@ Result<UniqueFd> OpenRegularFile(const std::filesystem::path& path, LastLink lin
     UniqueFd file(::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | linkFlag));
     if (!file) {
         const bool isRefusedLink = errno == ELOOP && link == LastLink::REFUSED;
-        return ReadError(path, isRefusedLink ? "it is a symbolic link" : std::strerror(errno));
+        return isRefusedLink ? ReadError(path, ErrorCode::INVALID_ARGUMENT, "it is a symbolic link")
+                             : ReadError(path, errno);
     }
     struct stat status {};
     if (::fstat(file.Get(), &status) != 0) {
-        return ReadError(path, std::strerror(errno));
+        return ReadError(path, errno);
     }
     if (!S_ISREG(status.st_mode)) {
-        return ReadError(path, "it is not a regular file");
+        return ReadError(path, ErrorCode::INVALID_ARGUMENT, "it is not a regular file");
     }
     return file;
 }
@@ -49,7 +55,7 @@ Result<UniqueFd> OpenRegularFile(const std::filesystem::path& path, LastLink lin
 UniqueFd OpenForReading(const std::string& path)
 {
     Result<UniqueFd> file = OpenRegularFile(path);
-    return file ? std::move(file.Value()) : UniqueFd();
+    return file ? std::move(file.value()) : UniqueFd();
 }
 
 Result<std::string> ReadToEnd(int fd, const std::filesystem::path& path, size_t maxBytes)
@@ -62,13 +68,14 @@ Result<std::string> ReadToEnd(int fd, const std::filesystem::path& path, size_t 
             continue;
         }
         if (count < 0) {
-            return ReadError(path, std::strerror(errno));
+            return ReadError(path, errno);
         }
         if (count == 0) {
             return content;
         }
         if (content.size() + static_cast<size_t>(count) > maxBytes) {
-            return Error{path.string() + ": larger than the " + std::to_string(maxBytes) + " bytes that are allowed"};
+            return Fail(ErrorCode::MALFORMED,
+                        path.string() + ": larger than the " + std::to_string(maxBytes) + " bytes that are allowed");
         }
         content.append(buffer.data(), static_cast<size_t>(count));
     }

@@ -19,12 +19,12 @@ void KeepStandardStreams();
 enum class LastLink { FOLLOWED, REFUSED };
 // Read-only and closed on exec. Only regular files: opening a FIFO or a device does not wait, and is refused. The error
 // names the path and the cause.
-Result<UniqueFd> OpenRegularFile(const std::filesystem::path& path, LastLink link = LastLink::FOLLOWED);
+[[nodiscard]] Result<UniqueFd> OpenRegularFile(const std::filesystem::path& path, LastLink link = LastLink::FOLLOWED);
 // The same without the error; empty when it cannot be opened.
 UniqueFd OpenForReading(const std::string& path);
 // What is left to read; an error names path, as the file was opened, and the cause (a read failed, larger than
 // maxBytes).
-Result<std::string> ReadToEnd(int fd, const std::filesystem::path& path, size_t maxBytes);
+[[nodiscard]] Result<std::string> ReadToEnd(int fd, const std::filesystem::path& path, size_t maxBytes);
 // In bytes, from the file's status; -1 when there is none.
 int64_t FileStatusSize(int fd);
 // Both return the new position in bytes, or -1.

@@ -132,7 +132,8 @@ Result<std::string> UnescapeBytes(std::string_view text)
             bytes += static_cast<char>(byte);
             at += escapeSize;
         } else {
-            return Error{"the backslash at byte " + std::to_string(at + 1) + R"( begins neither \\ nor \xNN)"};
+            return Fail(ErrorCode::MALFORMED,
+                        "the backslash at byte " + std::to_string(at + 1) + R"( begins neither \\ nor \xNN)");
         }
     }
     return bytes;

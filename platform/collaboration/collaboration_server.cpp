@@ -86,14 +86,15 @@ Result<sptr<CollaborationServer>> CollaborationServer::Start(CollaborationOption
     {
         const MutexLock lock(CurrentServer().mutex);
         if (CurrentServer().server) {
-            return Error{"the collaboration framework runs already in this process"};
+            return Fail(ErrorCode::ALREADY_EXISTS, "the collaboration framework runs already in this process");
         }
         CurrentServer().server = server;
     }
     const int result = CreateSessionServer(COLLABORATION_PACKAGE, COLLABORATION_SESSION, &LISTENER);
     if (result != SOFTBUS_OK) {
         server->Stop();
-        return Error{"the collaboration framework's session server was refused with " + std::to_string(result)};
+        return Fail(ErrorCode::REFUSED,
+                    "the collaboration framework's session server was refused with " + std::to_string(result));
     }
     return server;
 }

@@ -33,7 +33,7 @@ struct CollaborationOptions {
 class CollaborationServer : public ICollaborationService, public IPCObjectStub {
 public:
     // Serves peers from now on. One at a time in a process. The error says what the soft bus refused.
-    static Result<sptr<CollaborationServer>> Start(CollaborationOptions options = {});
+    [[nodiscard]] static Result<sptr<CollaborationServer>> Start(CollaborationOptions options = {});
     // Ends every collaboration; starts that wait fail. Idempotent.
     void Stop();
 

@@ -56,7 +56,7 @@ Result<std::shared_ptr<EventFile>> EventFile::Open(const EventFileOptions& optio
     auto file = std::make_shared<EventFile>(options);
     const MutexLock lock(file->mutex_);
     if (Result<void> opened = file->OpenCurrent(); !opened) {
-        return opened.TakeError();
+        return Failure(std::move(opened).error());
     }
     file->RemoveTornLine();
     file->RemoveSurplusFiles();
@@ -74,7 +74,7 @@ Result<void> EventFile::OpenCurrent()
 {
     current_.Reset(::open(options_.file.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC, FILE_MODE));
     if (!current_) {
-        return Error{options_.file.string() + ": events cannot be written: " + std::strerror(errno)};
+        return Fail(ErrorCodeOf(errno), options_.file.string() + ": events cannot be written: " + std::strerror(errno));
     }
     currentBytes_ = SizeOf(options_.file);
     return {};
@@ -165,7 +165,8 @@ Result<EventPage> EventFile::Read(uint64_t cursor, size_t maxBytes, std::chrono:
     const auto deadline = std::chrono::steady_clock::now() + limit;
     const MutexLock lock(mutex_);
     if (cursor > end_) {
-        return Error{"cursor " + std::to_string(cursor) + " is beyond the last event, at " + std::to_string(end_)};
+        return Fail(ErrorCode::INVALID_ARGUMENT,
+                    "cursor " + std::to_string(cursor) + " is beyond the last event, at " + std::to_string(end_));
     }
     while (cursor == end_ && changed_.WaitUntil(mutex_, deadline)) {
     }
@@ -173,7 +174,7 @@ Result<EventPage> EventFile::Read(uint64_t cursor, size_t maxBytes, std::chrono:
     page.missed = cursor != 0 && cursor < oldest_;
     page.next = std::max(cursor, oldest_);
     if (!ReadPiece(page.next, maxBytes, page)) {
-        return Error{options_.file.string() + ": cannot be read: " + std::strerror(errno)};
+        return Fail(ErrorCodeOf(errno), options_.file.string() + ": cannot be read: " + std::strerror(errno));
     }
     return page;
 }

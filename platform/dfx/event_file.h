@@ -39,21 +39,22 @@ struct EventPage {
 class EventFile : public SysEventSink, public NoCopyable {
 public:
     // Continues a file that is there. The error names the file.
-    static Result<std::shared_ptr<EventFile>> Open(const EventFileOptions& options);
+    [[nodiscard]] static Result<std::shared_ptr<EventFile>> Open(const EventFileOptions& options);
 
     // 0, or a negative code: the event is lost, and nothing of it is in the file.
     int32_t Write(const SysEventRecord& record) noexcept override EXCLUDES(mutex_);
 
     // The lines that follow the cursor, about maxBytes of them. Blocks until there are some, at the latest until limit
     // has passed. An error for a cursor that this file never gave, or a file that cannot be read.
-    Result<EventPage> Read(uint64_t cursor, size_t maxBytes, std::chrono::milliseconds limit) EXCLUDES(mutex_);
+    [[nodiscard]] Result<EventPage> Read(uint64_t cursor, size_t maxBytes, std::chrono::milliseconds limit)
+        EXCLUDES(mutex_);
 
     explicit EventFile(const EventFileOptions& options);  // only Open makes one
 
 private:
     // Of the n-th older file; 0 is the current one.
     std::filesystem::path PathOf(size_t n) const;
-    Result<void> OpenCurrent() REQUIRES(mutex_);
+    [[nodiscard]] Result<void> OpenCurrent() REQUIRES(mutex_);
     void RemoveTornLine() REQUIRES(mutex_);
     void RemoveSurplusFiles() const;
     void MeasureOlder() REQUIRES(mutex_);

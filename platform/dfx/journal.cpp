@@ -32,7 +32,8 @@ Result<SendFields> LoadSendFields()
     void* symbol = library != nullptr ? ::dlsym(library, "sd_journal_sendv") : nullptr;
     if (symbol == nullptr) {
         const char* why = ::dlerror();
-        return Error{std::string("the journal cannot be used: ") + (why != nullptr ? why : "libsystemd is damaged")};
+        return Fail(ErrorCode::SYSTEM,
+                    std::string("the journal cannot be used: ") + (why != nullptr ? why : "libsystemd is damaged"));
     }
     return reinterpret_cast<SendFields>(symbol);
 }
@@ -122,18 +123,18 @@ Result<std::shared_ptr<LogSink>> MakeJournalLogSink()
 {
     Result<SendFields> send = LoadSendFields();
     if (!send) {
-        return send.TakeError();
+        return Failure(std::move(send).error());
     }
-    return std::shared_ptr<LogSink>(std::make_shared<JournalLogSink>(send.Value()));
+    return std::shared_ptr<LogSink>(std::make_shared<JournalLogSink>(send.value()));
 }
 
 Result<std::shared_ptr<SysEventSink>> MakeJournalSysEventSink()
 {
     Result<SendFields> send = LoadSendFields();
     if (!send) {
-        return send.TakeError();
+        return Failure(std::move(send).error());
     }
-    return std::shared_ptr<SysEventSink>(std::make_shared<JournalSysEventSink>(send.Value()));
+    return std::shared_ptr<SysEventSink>(std::make_shared<JournalSysEventSink>(send.value()));
 }
 
 std::vector<std::string> JournalFields(const LogRecord& record)

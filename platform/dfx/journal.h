@@ -18,8 +18,8 @@ bool IsStderrTheJournal();
 
 // Both fail when libsystemd cannot be loaded; the error says why. A line that the journal does not take goes to
 // standard error; an event that it does not take is answered with a negative code.
-Result<std::shared_ptr<LogSink>> MakeJournalLogSink();
-Result<std::shared_ptr<SysEventSink>> MakeJournalSysEventSink();
+[[nodiscard]] Result<std::shared_ptr<LogSink>> MakeJournalLogSink();
+[[nodiscard]] Result<std::shared_ptr<SysEventSink>> MakeJournalSysEventSink();
 
 // "FIELD=value" each. Of a log line: MESSAGE, PRIORITY, SYSLOG_IDENTIFIER, DISTNET_TAG, DISTNET_LOG_DOMAIN; of an
 // event: MESSAGE, PRIORITY, SYSLOG_IDENTIFIER, DISTNET_EVENT, DISTNET_DOMAIN, DISTNET_TYPE, and DISTNET_PARAM_KEY for

@@ -27,9 +27,9 @@ Result<std::shared_ptr<IpcConnection>> IpcConnection::Connect(const std::string&
 {
     Result<UniqueFd> socket = ConnectTo(socketPath, CONNECT_LIMIT);
     if (!socket) {
-        return socket.TakeError();
+        return Failure(std::move(socket).error());
     }
-    return std::shared_ptr<IpcConnection>(new IpcConnection(std::move(socket.Value())));
+    return std::shared_ptr<IpcConnection>(new IpcConnection(std::move(socket.value())));
 }
 
 int32_t IpcConnection::Transact(uint32_t abilityId, uint32_t code, const MessageParcel& data, MessageParcel& reply,

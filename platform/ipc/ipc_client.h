@@ -20,7 +20,7 @@ class IpcConnection : public NoCopyable {
 public:
     // Waits at most 5 s for a busy listener. The error names the socket and the cause ("no such file", "nobody
     // listens", "permission denied").
-    static Result<std::shared_ptr<IpcConnection>> Connect(const std::string& socketPath);
+    [[nodiscard]] static Result<std::shared_ptr<IpcConnection>> Connect(const std::string& socketPath);
 
     // Sends one request and waits for its reply; the limit covers the wait for callers before. Returns the reply's
     // status, IPC_CLOSED, IPC_TIMED_OUT or IPC_BAD_DATAGRAM. The connection stays open when the limit passes before

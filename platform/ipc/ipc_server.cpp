@@ -141,9 +141,9 @@ Result<void> Server::Open()
 {
     Result<UniqueFd> listener = ListenOn(options_.socketPath, options_.socketMode);
     if (!listener) {
-        return listener.TakeError();
+        return Failure(std::move(listener).error());
     }
-    listener_ = std::move(listener.Value());
+    listener_ = std::move(listener.value());
     struct stat status {};
     if (::stat(options_.socketPath.c_str(), &status) == 0) {
         socketDevice_ = status.st_dev;
@@ -156,7 +156,8 @@ Result<void> Server::Open()
     epoll_event accept{EPOLLIN | EPOLLONESHOT, {.u64 = LISTENER}};
     if (!epoll_ || !stopEvent_ || ::epoll_ctl(epoll_.Get(), EPOLL_CTL_ADD, stopEvent_.Get(), &stop) != 0 ||
         ::epoll_ctl(epoll_.Get(), EPOLL_CTL_ADD, listener_.Get(), &accept) != 0 || StartWorker() != Growth::DONE) {
-        return Error{options_.socketPath + ": cannot serve it (" + std::generic_category().message(errno) + ")"};
+        return Fail(ErrorCodeOf(errno),
+                    options_.socketPath + ": cannot serve it (" + std::generic_category().message(errno) + ")");
     }
     return {};
 }
@@ -474,7 +475,7 @@ Result<std::unique_ptr<IpcServer>> IpcServer::Start(IpcServerOptions options, Id
     auto server = std::make_unique<Server>(std::move(options), std::move(identify), std::move(dispatch));
     Result<void> opened = server->Open();
     if (!opened) {
-        return opened.TakeError();
+        return Failure(std::move(opened).error());
     }
     return std::unique_ptr<IpcServer>(std::move(server));
 }

@@ -53,7 +53,8 @@ class IpcServer : public NoCopyable {
 public:
     // Binds and starts serving. Replaces a socket file that nobody listens on; refuses one that is in use. The error
     // says which path and why.
-    static Result<std::unique_ptr<IpcServer>> Start(IpcServerOptions options, Identifier identify, Dispatcher dispatch);
+    [[nodiscard]] static Result<std::unique_ptr<IpcServer>> Start(IpcServerOptions options, Identifier identify,
+                                                                  Dispatcher dispatch);
 
     // Stops accepting, blocks until the requests that run have ended, and closes every connection.
     virtual ~IpcServer() = default;

@@ -21,9 +21,14 @@ std::string ErrorText(int error)
     return std::generic_category().message(error);
 }
 
-Error SocketError(const std::string& path, const std::string& cause)
+Failure SocketError(const std::string& path, ErrorCode code, const std::string& cause)
 {
-    return Error{path + ": " + cause};
+    return Fail(code, path + ": " + cause);
+}
+
+Failure SocketError(const std::string& path, int number)
+{
+    return SocketError(path, ErrorCodeOf(number), ErrorText(number));
 }
 
 Result<sockaddr_un> AddressOf(const std::string& path)
@@ -31,7 +36,7 @@ Result<sockaddr_un> AddressOf(const std::string& path)
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
     if (path.empty() || path.size() >= sizeof(address.sun_path)) {
-        return SocketError(path.empty() ? "(empty)" : path,
+        return SocketError(path.empty() ? "(empty)" : path, ErrorCode::INVALID_ARGUMENT,
                            "a socket path has 1 to " + std::to_string(sizeof(address.sun_path) - 1) + " characters");
     }
     std::memcpy(address.sun_path, path.data(), path.size());
@@ -66,21 +71,21 @@ Result<void> RemoveStale(const std::string& path, const sockaddr_un& address)
 {
     struct stat status {};
     if (::lstat(path.c_str(), &status) != 0) {
-        return errno == ENOENT ? Result<void>() : SocketError(path, ErrorText(errno));
+        return errno == ENOENT ? Result<void>() : Result<void>(SocketError(path, errno));
     }
     if (!S_ISSOCK(status.st_mode)) {
-        return SocketError(path, "exists and is no socket; remove it or name another path");
+        return SocketError(path, ErrorCode::ALREADY_EXISTS, "exists and is no socket; remove it or name another path");
     }
     const UniqueFd probe = NewSocket();
     SetSendLimit(probe.Get(), PROBE_LIMIT);
     const int error = Connect(probe.Get(), address);
     if (error == ECONNREFUSED) {
-        return ::unlink(path.c_str()) == 0 || errno == ENOENT ? Result<void>() : SocketError(path, ErrorText(errno));
+        return ::unlink(path.c_str()) == 0 || errno == ENOENT ? Result<void>() : Result<void>(SocketError(path, errno));
     }
     if (error == 0 || error == EAGAIN || error == EPROTOTYPE) {
-        return SocketError(path, "in use by another process");
+        return SocketError(path, ErrorCode::ALREADY_EXISTS, "in use by another process");
     }
-    return SocketError(path, "exists and cannot be probed (" + ErrorText(error) + ")");
+    return SocketError(path, ErrorCode::SYSTEM, "exists and cannot be probed (" + ErrorText(error) + ")");
 }
 
 }  // namespace
@@ -89,29 +94,29 @@ Result<UniqueFd> ListenOn(const std::string& path, mode_t mode)
 {
     Result<sockaddr_un> address = AddressOf(path);
     if (!address) {
-        return address.TakeError();
+        return Failure(std::move(address).error());
     }
     UniqueFd socket(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
     if (!socket) {
-        return SocketError(path, ErrorText(errno));
+        return SocketError(path, errno);
     }
     // The mode is set before the file exists, so that nobody else can slip in; chmod then undoes the process's umask.
     ::fchmod(socket.Get(), mode);
-    int error = Bind(socket.Get(), address.Value());
+    int error = Bind(socket.Get(), address.value());
     if (error == EADDRINUSE) {
-        Result<void> removed = RemoveStale(path, address.Value());
+        Result<void> removed = RemoveStale(path, address.value());
         if (!removed) {
-            return removed.TakeError();
+            return Failure(std::move(removed).error());
         }
-        error = Bind(socket.Get(), address.Value());
+        error = Bind(socket.Get(), address.value());
     }
     if (error != 0) {
-        return SocketError(path, "cannot create the socket (" + ErrorText(error) + ")");
+        return SocketError(path, ErrorCode::SYSTEM, "cannot create the socket (" + ErrorText(error) + ")");
     }
     if (::chmod(path.c_str(), mode) != 0 || ::listen(socket.Get(), SOMAXCONN) != 0) {
         const int cause = errno;
         ::unlink(path.c_str());
-        return SocketError(path, ErrorText(cause));
+        return SocketError(path, cause);
     }
     return socket;
 }
@@ -120,16 +125,16 @@ Result<UniqueFd> ConnectTo(const std::string& path, std::chrono::milliseconds li
 {
     Result<sockaddr_un> address = AddressOf(path);
     if (!address) {
-        return address.TakeError();
+        return Failure(std::move(address).error());
     }
     UniqueFd socket = NewSocket();
     if (!socket) {
-        return SocketError(path, ErrorText(errno));
+        return SocketError(path, errno);
     }
     SetSendLimit(socket.Get(), limit);  // connect(2) waits as long as a send
-    int error = Connect(socket.Get(), address.Value());
+    int error = Connect(socket.Get(), address.value());
     while (error == EINTR) {
-        error = Connect(socket.Get(), address.Value());
+        error = Connect(socket.Get(), address.value());
     }
     switch (error) {
         case 0:
@@ -137,17 +142,17 @@ Result<UniqueFd> ConnectTo(const std::string& path, std::chrono::milliseconds li
             return socket;
         case ENOENT:
         case ENOTDIR:
-            return SocketError(path, "no such file");
+            return SocketError(path, ErrorCode::NOT_FOUND, "no such file");
         case ECONNREFUSED:
-            return SocketError(path, "nobody listens");
+            return SocketError(path, ErrorCode::UNAVAILABLE, "nobody listens");
         case EACCES:
-            return SocketError(path, "permission denied");
+            return SocketError(path, ErrorCode::PERMISSION_DENIED, "permission denied");
         case EAGAIN:
-            return SocketError(path, "too busy to accept a connection");
+            return SocketError(path, ErrorCode::UNAVAILABLE, "too busy to accept a connection");
         case EPROTOTYPE:
-            return SocketError(path, "a socket of another kind");
+            return SocketError(path, ErrorCode::INVALID_ARGUMENT, "a socket of another kind");
         default:
-            return SocketError(path, ErrorText(error));
+            return SocketError(path, error);
     }
 }
 

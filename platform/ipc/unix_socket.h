@@ -15,10 +15,10 @@ namespace Vexo::Ipc {
 
 // A bound, listening, non-blocking socket. Replaces a socket file on which nobody listens; refuses one that is in use
 // and a file that is no socket. The error names the path and the cause.
-Result<UniqueFd> ListenOn(const std::string& path, mode_t mode);
+[[nodiscard]] Result<UniqueFd> ListenOn(const std::string& path, mode_t mode);
 
 // A connected blocking socket; waits at most limit for a place in the queue of the listener.
-Result<UniqueFd> ConnectTo(const std::string& path, std::chrono::milliseconds limit);
+[[nodiscard]] Result<UniqueFd> ConnectTo(const std::string& path, std::chrono::milliseconds limit);
 
 // Blocking sends and receives on the socket fail with EAGAIN after the limit.
 void SetSendLimit(int socket, std::chrono::microseconds limit);

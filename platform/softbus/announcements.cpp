@@ -43,23 +43,23 @@ std::string EncodeAnnouncement(const Announcement& announcement)
 Result<Announcement> DecodeAnnouncement(const std::string& text)
 {
     if (!IsUtf8(text)) {
-        return Error{"it is not UTF-8"};
+        return Fail(ErrorCode::MALFORMED, "it is not UTF-8");
     }
     const Json json = ParseJson(text);
     if (!cJSON_IsObject(json.get())) {
-        return Error{"it is not a JSON object"};
+        return Fail(ErrorCode::MALFORMED, "it is not a JSON object");
     }
     const cJSON* version = cJSON_GetObjectItemCaseSensitive(json.get(), "version");
     if (!cJSON_IsNumber(version) || version->valuedouble != ANNOUNCEMENT_VERSION) {
-        return Error{"version: expected 1"};
+        return Fail(ErrorCode::MALFORMED, "version: expected 1");
     }
     Announcement announcement{TextOf(json.get(), "network_id"),
                               {TextOf(json.get(), "transport"), TextOf(json.get(), "address")}};
     if (!IsHexId(announcement.networkId)) {
-        return Error{"network_id: expected 64 lower-case hex characters"};
+        return Fail(ErrorCode::MALFORMED, "network_id: expected 64 lower-case hex characters");
     }
     if (announcement.where.transport.empty() || announcement.where.address.empty()) {
-        return Error{"transport and address: expected texts that are not empty"};
+        return Fail(ErrorCode::MALFORMED, "transport and address: expected texts that are not empty");
     }
     return announcement;
 }
@@ -80,7 +80,7 @@ Result<std::unique_ptr<Announcements>> Announcements::Start(const std::filesyste
     std::error_code error;
     std::filesystem::create_directories(folder, error);
     if (error) {
-        return Error{"announce folder " + folder.string() + ": " + error.message()};
+        return Fail(ErrorCode::SYSTEM, "announce folder " + folder.string() + ": " + error.message());
     }
     std::unique_ptr<Announcements> made(new Announcements(folder, own, std::move(changed)));
     auto watcher = FolderWatcher::Start(folder, [raw = made.get()](const std::string& name) {
@@ -91,11 +91,11 @@ Result<std::unique_ptr<Announcements>> Announcements::Start(const std::filesyste
         }
     });
     if (!watcher) {
-        return watcher.TakeError();
+        return Failure(std::move(watcher).error());
     }
-    made->watcher_ = std::move(watcher.Value());
+    made->watcher_ = std::move(watcher.value());
     if (auto written = made->Announce(); !written) {
-        return written.TakeError();
+        return Failure(std::move(written).error());
     }
     made->Scan();
     return made;
@@ -123,7 +123,7 @@ void Announcements::ScanAgain()
     std::error_code error;
     if (std::filesystem::is_directory(folder_, error) && !std::filesystem::exists(folder_ / ownFileName_, error)) {
         if (const auto written = Announce(); !written) {
-            QuviewDFX::LogWarn(LOG_SOFTBUS, "this device is not announced: %{public}s", written.Message());
+            QuviewDFX::LogWarn(LOG_SOFTBUS, "this device is not announced: %{public}s", written.error().message);
         }
     }
     std::set<std::string> known;
@@ -163,16 +163,16 @@ void Announcements::Look(const std::string& fileName)
         changed_(networkId, std::nullopt);
         return;
     }
-    const Result<std::string> text = ReadWholeFile(path, MAX_ANNOUNCEMENT_BYTES, LastLink::REFUSED);
-    const Result<Announcement> announcement = text ? DecodeAnnouncement(text.Value()) : Error{text.Message()};
+    const Result<Announcement> announcement =
+        ReadWholeFile(path, MAX_ANNOUNCEMENT_BYTES, LastLink::REFUSED).and_then(DecodeAnnouncement);
     if (!announcement) {
         QuviewDFX::LogWarn(LOG_SOFTBUS, "announcement %{public}s ignored: %{public}s", fileName,
-                           announcement.Message());
-    } else if (announcement.Value().networkId != networkId) {
+                           announcement.error().message);
+    } else if (announcement.value().networkId != networkId) {
         QuviewDFX::LogWarn(LOG_SOFTBUS, "announcement %{public}s ignored: it names another device", fileName);
     } else {
         announced_.insert(networkId);
-        changed_(networkId, announcement.Value().where);
+        changed_(networkId, announcement.value().where);
     }
 }
 

@@ -29,7 +29,7 @@ struct Announcement {
 
 // The text of the file, and back. The error says what is wrong with it.
 std::string EncodeAnnouncement(const Announcement& announcement);
-Result<Announcement> DecodeAnnouncement(const std::string& text);
+[[nodiscard]] Result<Announcement> DecodeAnnouncement(const std::string& text);
 
 class Announcements : public NoCopyable {
 public:
@@ -38,8 +38,8 @@ public:
 
     // Announces own, reports what is there, and watches. Creates the folder if it is missing. A folder that is removed
     // later takes all announcements with it; when it is back, own is announced again.
-    static Result<std::unique_ptr<Announcements>> Start(const std::filesystem::path& folder, const Announcement& own,
-                                                        Changed changed);
+    [[nodiscard]] static Result<std::unique_ptr<Announcements>> Start(const std::filesystem::path& folder,
+                                                                      const Announcement& own, Changed changed);
     ~Announcements();
 
     // Removes the own announcement and stops watching. No callback runs after it returns. Idempotent.
@@ -48,7 +48,7 @@ public:
 private:
     Announcements(std::filesystem::path folder, const Announcement& own, Changed changed);
 
-    Result<void> Announce() const;
+    [[nodiscard]] Result<void> Announce() const;
     void ScanAgain() EXCLUDES(lookMutex_);
     void Scan() EXCLUDES(lookMutex_);
     void Look(const std::string& fileName) EXCLUDES(lookMutex_);

@@ -99,13 +99,13 @@ bool IsText(const std::string& text)
 Result<void> CheckEnd(const char* what, const FieldReader& reader, uint8_t version)
 {
     if (!reader.Good()) {
-        return Error{std::string(what) + " ends within a field"};
+        return Fail(ErrorCode::MALFORMED, std::string(what) + " ends within a field");
     }
     if (version == 0) {
-        return Error{std::string(what) + " has version 0; versions start at 1"};
+        return Fail(ErrorCode::MALFORMED, std::string(what) + " has version 0; versions start at 1");
     }
     if (version == LINK_VERSION && !reader.AtEnd()) {
-        return Error{std::string(what) + " has bytes after its last field"};
+        return Fail(ErrorCode::MALFORMED, std::string(what) + " has bytes after its last field");
     }
     return {};
 }
@@ -201,27 +201,27 @@ Result<Hello> DecodeHello(std::string_view payload)
     hello.deviceName = reader.TakeText();
     const size_t count = reader.Take<uint8_t>();
     if (count > MAX_HELLO_ADDRESSES) {
-        return Error{"HELLO names " + std::to_string(count) + " addresses; at most 8 are allowed"};
+        return Fail(ErrorCode::MALFORMED, "HELLO names " + std::to_string(count) + " addresses; at most 8 are allowed");
     }
     for (size_t i = 0; i < count; ++i) {
         std::string transport = reader.TakeText();
         std::string address = reader.TakeText();
         if (!IsText(transport) || !IsText(address)) {
-            return Error{"HELLO has an address that is not UTF-8 without NUL"};
+            return Fail(ErrorCode::MALFORMED, "HELLO has an address that is not UTF-8 without NUL");
         }
         hello.addresses.push_back({std::move(transport), std::move(address)});
     }
     if (auto end = CheckEnd("HELLO", reader, version); !end) {
-        return end.TakeError();
+        return Failure(std::move(end).error());
     }
     if (hello.clockMs < 0 || hello.clockMs > MAX_CLOCK_MS) {
-        return Error{"HELLO has a clock that is not between the years 1970 and 9999"};
+        return Fail(ErrorCode::MALFORMED, "HELLO has a clock that is not between the years 1970 and 9999");
     }
     if (!IsHexId(hello.deviceId)) {
-        return Error{"HELLO has a device id that is not 64 hex characters"};
+        return Fail(ErrorCode::MALFORMED, "HELLO has a device id that is not 64 hex characters");
     }
     if (hello.deviceName.empty() || hello.deviceName.size() >= DEVICE_NAME_BUF_LEN || !IsText(hello.deviceName)) {
-        return Error{"HELLO has a device name that is not 1 to 127 bytes of UTF-8 without NUL"};
+        return Fail(ErrorCode::MALFORMED, "HELLO has a device name that is not 1 to 127 bytes of UTF-8 without NUL");
     }
     return hello;
 }
@@ -245,13 +245,14 @@ Result<Open> DecodeOpen(std::string_view payload)
     open.serverName = reader.TakeText();
     open.openerName = reader.TakeText();
     if (auto end = CheckEnd("OPEN", reader, version); !end) {
-        return end.TakeError();
+        return Failure(std::move(end).error());
     }
     if (open.dataType != TYPE_MESSAGE && open.dataType != TYPE_BYTES && open.dataType != TYPE_STREAM) {
-        return Error{"OPEN has data type " + std::to_string(open.dataType) + "; 1, 2 and 4 are allowed"};
+        return Fail(ErrorCode::MALFORMED,
+                    "OPEN has data type " + std::to_string(open.dataType) + "; 1, 2 and 4 are allowed");
     }
     if (open.serverName.empty() || open.openerName.empty() || !IsText(open.serverName) || !IsText(open.openerName)) {
-        return Error{"OPEN has a session name that is empty or not UTF-8 without NUL"};
+        return Fail(ErrorCode::MALFORMED, "OPEN has a session name that is empty or not UTF-8 without NUL");
     }
     return open;
 }
@@ -268,7 +269,7 @@ Result<int32_t> DecodeOpened(std::string_view payload)
     FieldReader reader(payload);
     const auto result = static_cast<int32_t>(reader.Take<uint32_t>());
     if (!reader.Good() || !reader.AtEnd() || result > 0) {
-        return Error{"OPENED does not hold 0 or a negative result"};
+        return Fail(ErrorCode::MALFORMED, "OPENED does not hold 0 or a negative result");
     }
     return result;
 }

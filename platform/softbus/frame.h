@@ -71,7 +71,7 @@ struct Hello {
     int64_t clockMs = 0;                 // its clock as it was sent: milliseconds since 1970, UTC
 };
 std::string EncodeHello(const Hello& hello);  // payload; texts longer than the format allows are cut at a character
-Result<Hello> DecodeHello(std::string_view payload);
+[[nodiscard]] Result<Hello> DecodeHello(std::string_view payload);
 
 struct Open {
     int32_t dataType = 0;
@@ -79,10 +79,10 @@ struct Open {
     std::string openerName;
 };
 std::string EncodeOpen(const Open& open);
-Result<Open> DecodeOpen(std::string_view payload);
+[[nodiscard]] Result<Open> DecodeOpen(std::string_view payload);
 
 std::string EncodeOpened(int32_t result);
-Result<int32_t> DecodeOpened(std::string_view payload);
+[[nodiscard]] Result<int32_t> DecodeOpened(std::string_view payload);
 
 // Whether text is 64 lower-case hex characters, as network ids and device ids are.
 bool IsHexId(std::string_view text);

@@ -185,11 +185,11 @@ void Link::HandshakeDone()
 {
     Result<std::string> peer = tls_->VerifiedPeer(ssl_.get());
     if (!peer) {
-        End(LinkEnd::REFUSED, peer.Message());
+        End(LinkEnd::REFUSED, peer.error().message);
         return;
     }
     FinishAsyncTrace(TRACE_TAG_PLATFORM, SpanName::HANDSHAKE, socket_.native_handle());
-    peerNetworkId_ = std::move(peer.Value());
+    peerNetworkId_ = std::move(peer.value());
     state_ = State::READY;
     lastReceived_ = Clock::now();
     lastSent_ = lastReceived_;

@@ -95,11 +95,13 @@ void Presence::SetAnnounced(const std::string& networkId, const std::optional<Pe
         return;
     }
     const Transport* transport = context_.FindTransport(where->transport);
-    const Result<void> usable = transport != nullptr ? transport->CheckAddress(where->address)
-                                                     : Error{"no transport \"" + where->transport + "\" here"};
+    const Result<void> usable =
+        transport != nullptr
+            ? transport->CheckAddress(where->address)
+            : Result<void>(Fail(ErrorCode::UNAVAILABLE, "no transport \"" + where->transport + "\" here"));
     if (!usable) {
         QuviewDFX::LogWarn(LOG_SOFTBUS, "announcement of %{public}s ignored: %{public}s", ShortId(networkId),
-                           usable.Message());
+                           usable.error().message);
         return;
     }
     const CandidatePtr known = FindCandidate(*where);
@@ -147,10 +149,10 @@ void Presence::Dial(const CandidatePtr& candidate)
             return;
         }
         if (!stream) {
-            DialFailed(candidate, false, stream.Message());
+            DialFailed(candidate, false, stream.error().message);
             return;
         }
-        const auto link = context_.MakeLink(std::move(stream.Value()), Link::Role::CLIENT, candidate->networkId);
+        const auto link = context_.MakeLink(std::move(stream.value()), Link::Role::CLIENT, candidate->networkId);
         if (!link) {
             DialFailed(candidate, false, "not enough memory");
             return;
@@ -227,14 +229,14 @@ bool Presence::Known(const LinkPtr& link, const std::string& payload)
 {
     Result<Hello> hello = DecodeHello(payload);
     if (!hello) {
-        link->link_->Refuse(hello.Message());
+        link->link_->Refuse(hello.error().message);
         return false;
     }
     std::vector<PeerAddress> addresses;
     if (link->candidate_) {
         addresses.push_back(link->from_);
     }
-    for (PeerAddress& address : hello.Value().addresses) {
+    for (PeerAddress& address : hello.value().addresses) {
         const Transport* transport = context_.FindTransport(address.transport);
         if (transport == nullptr) {
             continue;
@@ -246,11 +248,11 @@ bool Presence::Known(const LinkPtr& link, const std::string& payload)
             addresses.push_back(address);
         }
     }
-    hello.Value().addresses = std::move(addresses);
+    hello.value().addresses = std::move(addresses);
     const std::string& networkId = link->link_->PeerNetworkId();
     link->link_->Established();
     ++linkCount_;
-    if (context_.nodes.LinkUp(networkId, hello.Value())) {
+    if (context_.nodes.LinkUp(networkId, hello.value())) {
         QuviewDFX::LogInfo(LOG_SOFTBUS, "device %{public}s is online", ShortId(networkId));
         context_.NoteOnlineChanged();
     }
@@ -262,7 +264,7 @@ bool Presence::Known(const LinkPtr& link, const std::string& payload)
     }
     // It is there: an address of it that waits for its next try need not wait.
     for (const CandidatePtr& candidate : std::set<CandidatePtr>(candidates_)) {
-        const auto& known = hello.Value().addresses;
+        const auto& known = hello.value().addresses;
         if (candidate->networkId == networkId ||
             std::find(known.begin(), known.end(), candidate->where) != known.end()) {
             DialNow(candidate);

@@ -91,7 +91,7 @@ void Sessions::SessionLink::TryNextAddress()
                                return;
                            }
                            if (stream) {
-                               self->ConnectedBy(std::move(stream.Value()));
+                               self->ConnectedBy(std::move(stream.value()));
                            } else {
                                self->TryNextAddress();
                            }
@@ -120,13 +120,13 @@ void Sessions::SessionLink::Opened(const std::string& payload)
 {
     const Result<int32_t> result = DecodeOpened(payload);
     if (!result) {
-        link_->Refuse(result.Message());
-    } else if (result.Value() == SOFTBUS_OK) {
+        link_->Refuse(result.error().message);
+    } else if (result.value() == SOFTBUS_OK) {
         Tell(SOFTBUS_OK);
     } else {
         // What a peer's code means is its own business, but that it has no room is worth knowing.
-        const bool isFull = result.Value() == SOFTBUS_LIMIT || result.Value() == SOFTBUS_PEER_SHARE;
-        Tell(isFull ? result.Value() : SOFTBUS_PEER_REFUSED);
+        const bool isFull = result.value() == SOFTBUS_LIMIT || result.value() == SOFTBUS_PEER_SHARE;
+        Tell(isFull ? result.value() : SOFTBUS_PEER_REFUSED);
     }
 }
 

@@ -82,14 +82,14 @@ void Sessions::AdoptInbound(const std::shared_ptr<Link>& link, const std::string
 {
     const Result<struct Open> open = DecodeOpen(payload);
     if (!open) {
-        link->Refuse(open.Message());
+        link->Refuse(open.error().message);
         return;
     }
     if (OpenedBy(link->PeerNetworkId()) >= context_.peerShare) {
         RefuseOpen(link, SOFTBUS_PEER_SHARE, "that device has its share open");
         return;
     }
-    const auto waiting = std::make_shared<WaitingPeer>(*this, link, open.Value());
+    const auto waiting = std::make_shared<WaitingPeer>(*this, link, open.value());
     waitingPeers_.insert(waiting);
     CountPending();
     waiting->Start();

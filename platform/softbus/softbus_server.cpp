@@ -91,17 +91,18 @@ Server::Server(SoftBusOptions options)
 Result<void> Server::Begin(const Trust::Identity& identity)
 {
     if (!identity.Enrolled()) {
-        return Error{"the soft bus needs an identity that is enrolled in an account"};
+        return Fail(ErrorCode::NOT_FOUND, "the soft bus needs an identity that is enrolled in an account");
     }
     if (options_.deviceName.empty() || options_.deviceName.size() >= DEVICE_NAME_BUF_LEN ||
         !IsUtf8(options_.deviceName)) {
-        return Error{"the device name must have 1 to " + std::to_string(DEVICE_NAME_BUF_LEN - 1) + " bytes of UTF-8"};
+        return Fail(ErrorCode::INVALID_ARGUMENT,
+                    "the device name must have 1 to " + std::to_string(DEVICE_NAME_BUF_LEN - 1) + " bytes of UTF-8");
     }
     auto tls = Trust::TlsContext::Make(identity);
     if (!tls) {
-        return tls.TakeError();
+        return Failure(std::move(tls).error());
     }
-    context_.tls = std::move(tls.Value());
+    context_.tls = std::move(tls.value());
     context_.ownNetworkId = identity.networkId;
     context_.ownHello = {options_.deviceTypeId, identity.deviceId, options_.deviceName, {}};
     if (auto listening = Listen(); !listening) {
@@ -133,11 +134,12 @@ Result<void> Server::Listen()
             inbound_.Accepted(std::move(stream), {name, from});
         });
         if (bound) {
-            context_.ownHello.addresses.push_back({transport->Name(), bound.Value()});
+            context_.ownHello.addresses.push_back({transport->Name(), bound.value()});
         } else if (transport == tcp) {
-            return bound.TakeError();
+            return Failure(std::move(bound).error());
         } else {
-            QuviewDFX::LogWarn(LOG_SOFTBUS, "no links over %{public}s: %{public}s", transport->Name(), bound.Message());
+            QuviewDFX::LogWarn(LOG_SOFTBUS, "no links over %{public}s: %{public}s", transport->Name(),
+                               bound.error().message);
         }
     }
     listenAddress_ = context_.ownHello.addresses.front().address;
@@ -159,9 +161,9 @@ Result<void> Server::Discover()
         });
     if (!started) {
         Stop();
-        return started.TakeError();
+        return Failure(std::move(started).error());
     }
-    announcements_ = std::move(started.Value());
+    announcements_ = std::move(started.value());
     return {};
 }
 
@@ -341,7 +343,7 @@ Result<sptr<SoftBusServer>> SoftBusServer::Start(const Trust::Identity& identity
 {
     const auto server = MakeSptr<Server>(std::move(options));
     if (auto begun = server->Begin(identity); !begun) {
-        return begun.TakeError();
+        return Failure(std::move(begun).error());
     }
     return sptr<SoftBusServer>(server);
 }

@@ -45,7 +45,7 @@ struct SoftBusCounts {
 class SoftBusServer : public ISoftBusService, public IPCObjectStub {
 public:
     // Starts listening and discovering. The identity must be enrolled. The error says what could not be bound or used.
-    static Result<sptr<SoftBusServer>> Start(const Trust::Identity& identity, SoftBusOptions options);
+    [[nodiscard]] static Result<sptr<SoftBusServer>> Start(const Trust::Identity& identity, SoftBusOptions options);
 
     // The address that peers use, with the port really bound.
     virtual std::string ListenAddress() const = 0;

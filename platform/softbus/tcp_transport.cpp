@@ -40,7 +40,8 @@ struct HostPort {
 Result<HostPort> SplitAddress(const std::string& address)
 {
     const auto complain = [&address](const char* why) {
-        return Error{"address \"" + address + "\" " + why + "; expected HOST:PORT, IPv6 hosts in brackets"};
+        return Fail(ErrorCode::MALFORMED,
+                    "address \"" + address + "\" " + why + "; expected HOST:PORT, IPv6 hosts in brackets");
     };
     const size_t colon = address.rfind(':');
     if (colon == std::string::npos) {
@@ -110,20 +111,20 @@ public:
         limit_.expires_after(limit);
         limit_.async_wait([self = shared_from_this()](const asio::error_code& error) {
             if (!error) {
-                self->Finish(Error{self->address_ + " does not answer"});
+                self->Finish(Fail(ErrorCode::UNAVAILABLE, self->address_ + " does not answer"));
             }
         });
         const Result<HostPort> where = SplitAddress(address_);
         if (!where) {
-            asio::post(reactor, [self = shared_from_this(), why = where.Message()] { self->Finish(Error{why}); });
-        } else if (const auto endpoint = NumericEndpoint(where.Value())) {
+            asio::post(reactor, [self = shared_from_this(), why = where.error()] { self->Finish(Failure(why)); });
+        } else if (const auto endpoint = NumericEndpoint(where.value())) {
             ConnectTo(std::array{*endpoint});
         } else {
             resolver_.async_resolve(
-                where.Value().host, std::to_string(where.Value().port),
+                where.value().host, std::to_string(where.value().port),
                 [self = shared_from_this()](const asio::error_code& error, const tcp::resolver::results_type& found) {
                     if (error) {
-                        self->Finish(Error{self->address_ + ": " + error.message()});
+                        self->Finish(Fail(ErrorCode::SYSTEM, self->address_ + ": " + error.message()));
                     } else {
                         self->ConnectTo(found);
                     }
@@ -147,7 +148,7 @@ private:
         asio::async_connect(socket_, endpoints,
                             [self = shared_from_this()](const asio::error_code& error, const tcp::endpoint&) {
                                 if (error) {
-                                    self->Finish(Error{self->address_ + ": " + error.message()});
+                                    self->Finish(Fail(ErrorCode::SYSTEM, self->address_ + ": " + error.message()));
                                 } else {
                                     self->Connected();
                                 }
@@ -163,7 +164,7 @@ private:
         socket_.non_blocking(true, error);
         UniqueFd stream(socket_.release(error));
         if (error) {
-            Finish(Error{address_ + ": " + error.message()});
+            Finish(Fail(ErrorCode::SYSTEM, address_ + ": " + error.message()));
             return;
         }
         Prepare(stream.Get());
@@ -205,11 +206,11 @@ Result<std::string> TcpTransport::Listen(Accepted accepted)
 {
     const Result<HostPort> where = SplitAddress(listenAddress_);
     if (!where) {
-        return Error{where.Message()};
+        return Failure(where.error());
     }
-    const auto endpoint = NumericEndpoint(where.Value());
+    const auto endpoint = NumericEndpoint(where.value());
     if (!endpoint) {
-        return Error{"listen address \"" + listenAddress_ + "\" has no numeric host"};
+        return Fail(ErrorCode::INVALID_ARGUMENT, "listen address \"" + listenAddress_ + "\" has no numeric host");
     }
     asio::error_code error;
     acceptor_.open(endpoint->protocol(), error);
@@ -228,7 +229,7 @@ Result<std::string> TcpTransport::Listen(Accepted accepted)
     if (error) {
         asio::error_code ignored;
         acceptor_.close(ignored);
-        return Error{"cannot listen on " + listenAddress_ + ": " + error.message()};
+        return Fail(ErrorCode::SYSTEM, "cannot listen on " + listenAddress_ + ": " + error.message());
     }
     accepted_ = std::move(accepted);
     AcceptNext();
@@ -286,10 +287,10 @@ Result<void> TcpTransport::CheckAddress(const std::string& address) const
 {
     const Result<HostPort> where = SplitAddress(address);
     if (!where) {
-        return Error{where.Message()};
+        return Failure(where.error());
     }
-    if (where.Value().port == 0) {
-        return Error{"address \"" + address + "\" has port 0; 1 to 65535 are allowed"};
+    if (where.value().port == 0) {
+        return Fail(ErrorCode::INVALID_ARGUMENT, "address \"" + address + "\" has port 0; 1 to 65535 are allowed");
     }
     return {};
 }
@@ -316,8 +317,8 @@ std::string TcpTransport::Reachable(const std::string& announced, const std::str
     if (!where || !seen) {
         return announced;
     }
-    const auto endpoint = NumericEndpoint(where.Value());
-    const auto source = NumericEndpoint(seen.Value());
+    const auto endpoint = NumericEndpoint(where.value());
+    const auto source = NumericEndpoint(seen.value());
     if (!endpoint || !source || !endpoint->address().is_unspecified()) {
         return announced;
     }

@@ -23,8 +23,8 @@ public:
 
     std::string Name() const override { return "tcp"; }
     bool Carries(LinkType type) const override { return type == LINK_TYPE_WIFI_5G || type == LINK_TYPE_WIFI_2G; }
-    Result<std::string> Listen(Accepted accepted) override;
-    Result<void> CheckAddress(const std::string& address) const override;
+    [[nodiscard]] Result<std::string> Listen(Accepted accepted) override;
+    [[nodiscard]] Result<void> CheckAddress(const std::string& address) const override;
     void Connect(const std::string& address, std::chrono::milliseconds limit, Connected done) override;
     std::string Reachable(const std::string& announced, const std::string& seenFrom) const override;
     void Stop() override;

@@ -35,9 +35,9 @@ public:
     virtual std::string Name() const = 0;           // "tcp"
     virtual bool Carries(LinkType type) const = 0;  // whether it is a way of that link type
     // Starts accepting; the bound address that peers use comes back ("127.0.0.1:40117").
-    virtual Result<std::string> Listen(Accepted accepted) = 0;
+    [[nodiscard]] virtual Result<std::string> Listen(Accepted accepted) = 0;
     // Checks the notation of an address, for configuration.
-    virtual Result<void> CheckAddress(const std::string& address) const = 0;
+    [[nodiscard]] virtual Result<void> CheckAddress(const std::string& address) const = 0;
     virtual void Connect(const std::string& address, std::chrono::milliseconds limit, Connected done) = 0;
     // The address to use for a peer that says it listens at announced and whose connection came from seenFrom: a peer
     // that listens on all its interfaces does not know which of its addresses leads to it.

@@ -21,14 +21,15 @@ constexpr long CLOCK_SKEW_SECONDS = 24 * 3600;  // a device whose clock is behin
 Result<void> CheckName(const std::string& name, const char* what)
 {
     if (name.empty() || name.size() > MAX_ACCOUNT_NAME) {
-        return Error{std::string(what) + " \"" + EscapeHidden(name) + "\": 1 to " + std::to_string(MAX_ACCOUNT_NAME) +
-                     " bytes are allowed"};
+        return Fail(ErrorCode::INVALID_ARGUMENT, std::string(what) + " \"" + EscapeHidden(name) + "\": 1 to " +
+                                                     std::to_string(MAX_ACCOUNT_NAME) + " bytes are allowed");
     }
     if (!IsUtf8(name)) {
-        return Error{std::string(what) + ": not UTF-8"};
+        return Fail(ErrorCode::INVALID_ARGUMENT, std::string(what) + ": not UTF-8");
     }
     if (EscapeHidden(name) != name) {
-        return Error{std::string(what) + ": control characters, of the writing direction too, are not allowed"};
+        return Fail(ErrorCode::INVALID_ARGUMENT,
+                    std::string(what) + ": control characters, of the writing direction too, are not allowed");
     }
     return {};
 }
@@ -115,10 +116,10 @@ Result<PrivateKey> EnsureAccountKey(const std::filesystem::path& folder)
     }
     PrivateKey key = GenerateKey();
     if (!key) {
-        return Error{file.string() + ": no key: " + OpenSslReason()};
+        return Fail(ErrorCode::SYSTEM, file.string() + ": no key: " + OpenSslReason());
     }
     if (auto written = WriteKeyFile(file, key.get()); !written) {
-        return written.TakeError();
+        return Failure(std::move(written).error());
     }
     return key;
 }
@@ -129,19 +130,21 @@ Result<Certificate> EnsureAccountCertificate(const std::filesystem::path& folder
 {
     auto kept = ReadCertificateFile(folder / ACCOUNT_CERTIFICATE_FILE);
     (void)OpenSslReason();
-    if (kept && X509_check_private_key(kept.Value().get(), key) == 1) {
-        const std::string keptName = CommonNameOf(X509_get_subject_name(kept.Value().get()));
+    if (kept && X509_check_private_key(kept.value().get(), key) == 1) {
+        const std::string keptName = CommonNameOf(X509_get_subject_name(kept.value().get()));
         if (keptName != name) {
-            return Error{folder.string() + ": this device holds the key of the account \"" + keptName +
-                         "\"; give that name, or move the folder away to start anew"};
+            return Fail(ErrorCode::ALREADY_EXISTS, folder.string() + ": this device holds the key of the account \"" +
+                                                       keptName +
+                                                       "\"; give that name, or move the folder away to start anew");
         }
-        if (VerifyValidNow(kept.Value().get())) {
+        if (VerifyValidNow(kept.value().get())) {
             return kept;
         }
     }
     Certificate made = MakeAccountCertificate(key, name);
     if (!made) {
-        return Error{folder.string() + ": the account's certificate could not be made: " + OpenSslReason()};
+        return Fail(ErrorCode::SYSTEM,
+                    folder.string() + ": the account's certificate could not be made: " + OpenSslReason());
     }
     return made;
 }
@@ -158,9 +161,10 @@ Result<void> WriteEnrolment(const std::filesystem::path& folder, X509* account, 
 Result<Identity> LoadUnenrolled(const std::filesystem::path& folder)
 {
     auto identity = LoadOrCreateIdentity(folder);
-    if (identity && identity.Value().Enrolled()) {
-        return Error{folder.string() + ": this device belongs to the account \"" + identity.Value().accountName +
-                     "\" already; move the folder away to start anew"};
+    if (identity && identity.value().Enrolled()) {
+        return Fail(ErrorCode::ALREADY_EXISTS, folder.string() + ": this device belongs to the account \"" +
+                                                   identity.value().accountName +
+                                                   "\" already; move the folder away to start anew");
     }
     return identity;
 }
@@ -178,39 +182,40 @@ Result<void> CreateAccount(const std::filesystem::path& folder, const std::strin
     }
     auto identity = LoadUnenrolled(folder);
     if (!identity) {
-        return identity.TakeError();
+        return Failure(std::move(identity).error());
     }
     auto accountKey = EnsureAccountKey(folder);
     if (!accountKey) {
-        return accountKey.TakeError();
+        return Failure(std::move(accountKey).error());
     }
-    const auto account = EnsureAccountCertificate(folder, accountKey.Value().get(), accountName);
+    const auto account = EnsureAccountCertificate(folder, accountKey.value().get(), accountName);
     if (!account) {
-        return Error{account.Message()};
+        return Failure(account.error());
     }
-    const Certificate device = MakeDeviceCertificate(identity.Value().key.get(), deviceName, account.Value().get(),
-                                                     accountKey.Value().get(), DEVICE_VALIDITY);
+    const Certificate device = MakeDeviceCertificate(identity.value().key.get(), deviceName, account.value().get(),
+                                                     accountKey.value().get(), DEVICE_VALIDITY);
     if (!device) {
-        return Error{folder.string() + ": the device's certificate could not be made: " + OpenSslReason()};
+        return Fail(ErrorCode::SYSTEM,
+                    folder.string() + ": the device's certificate could not be made: " + OpenSslReason());
     }
-    return WriteEnrolment(folder, account.Value().get(), device.get());
+    return WriteEnrolment(folder, account.value().get(), device.get());
 }
 
 Result<std::string> MakeRequest(const std::filesystem::path& folder, const std::string& deviceName)
 {
     if (auto checked = CheckName(deviceName, "device name"); !checked) {
-        return checked.TakeError();
+        return Failure(std::move(checked).error());
     }
     auto identity = LoadUnenrolled(folder);
     if (!identity) {
-        return identity.TakeError();
+        return Failure(std::move(identity).error());
     }
-    EVP_PKEY* key = identity.Value().key.get();
+    EVP_PKEY* key = identity.value().key.get();
     const OpenSslPtr<X509_REQ> request(X509_REQ_new());
     if (!request || X509_REQ_set_version(request.get(), REQUEST_VERSION_1_VALUE) != 1 ||
         !SetCommonName(X509_REQ_get_subject_name(request.get()), deviceName) ||
         X509_REQ_set_pubkey(request.get(), key) != 1 || X509_REQ_sign(request.get(), key, EVP_sha256()) == 0) {
-        return Error{folder.string() + ": the request could not be made: " + OpenSslReason()};
+        return Fail(ErrorCode::SYSTEM, folder.string() + ": the request could not be made: " + OpenSslReason());
     }
     return RequestToPem(request.get());
 }
@@ -220,38 +225,40 @@ Result<std::string> Admit(const std::filesystem::path& folder, const std::string
 {
     auto identity = LoadIdentity(folder);
     if (!identity) {
-        return identity.TakeError();
+        return Failure(std::move(identity).error());
     }
-    if (!identity.Value().Enrolled() || !identity.Value().holdsAccountKey) {
-        return Error{"this device does not hold the account's key; admit on the device that made the account"};
+    if (!identity.value().Enrolled() || !identity.value().holdsAccountKey) {
+        return Fail(ErrorCode::NOT_FOUND,
+                    "this device does not hold the account's key; admit on the device that made the account");
     }
     auto accountKey = ReadKeyFile(folder / ACCOUNT_KEY_FILE);
     if (!accountKey) {
-        return accountKey.TakeError();
+        return Failure(std::move(accountKey).error());
     }
     const OpenSslPtr<X509_REQ> request = RequestFromPem(requestPem);
     if (!request) {
-        return Error{"not a certificate request (PKCS#10) in PEM: " + OpenSslReason()};
+        return Fail(ErrorCode::MALFORMED, "not a certificate request (PKCS#10) in PEM: " + OpenSslReason());
     }
     EVP_PKEY* key = X509_REQ_get0_pubkey(request.get());
     if (key == nullptr || X509_REQ_verify(request.get(), key) != 1) {
         (void)OpenSslReason();
-        return Error{"the request is not signed by the key that it is for"};
+        return Fail(ErrorCode::UNTRUSTED, "the request is not signed by the key that it is for");
     }
     if (!IsP256(key)) {
-        return Error{"the request is for a key of another kind than P-256"};
+        return Fail(ErrorCode::UNTRUSTED, "the request is for a key of another kind than P-256");
     }
     const std::string name = CommonNameOf(X509_REQ_get_subject_name(request.get()));
     if (auto checked = CheckName(name, "the request's device name"); !checked) {
-        return checked.TakeError();
+        return Failure(std::move(checked).error());
     }
-    X509* account = identity.Value().accountCertificate.get();
+    X509* account = identity.value().accountCertificate.get();
     if (auto valid = VerifyValidNow(account); !valid) {
-        return Error{"the account's " + valid.Message() + "; make a new account and enrol its devices again"};
+        return Fail(valid.error().code,
+                    "the account's " + valid.error().message + "; make a new account and enrol its devices again");
     }
-    const Certificate device = MakeDeviceCertificate(key, name, account, accountKey.Value().get(), validity);
+    const Certificate device = MakeDeviceCertificate(key, name, account, accountKey.value().get(), validity);
     if (!device) {
-        return Error{"the certificate could not be made: " + OpenSslReason()};
+        return Fail(ErrorCode::SYSTEM, "the certificate could not be made: " + OpenSslReason());
     }
     return CertificateToPem(device.get()) + CertificateToPem(account);
 }
@@ -260,30 +267,33 @@ Result<void> Install(const std::filesystem::path& folder, const std::string& cha
 {
     auto identity = LoadUnenrolled(folder);
     if (!identity) {
-        return identity.TakeError();
+        return Failure(std::move(identity).error());
     }
     const std::vector<Certificate> chain = CertificatesFromPem(chainPem);
     if (chain.size() != 2) {
-        return Error{"not a device's certificate followed by its account's, in PEM"};
+        return Fail(ErrorCode::MALFORMED, "not a device's certificate followed by its account's, in PEM");
     }
     X509* device = chain[0].get();
     X509* account = chain[1].get();
-    if (X509_check_private_key(device, identity.Value().key.get()) != 1) {
+    if (X509_check_private_key(device, identity.value().key.get()) != 1) {
         (void)OpenSslReason();
-        return Error{"the certificate is for another device's key; install it where the request was made"};
+        return Fail(ErrorCode::UNTRUSTED,
+                    "the certificate is for another device's key; install it where the request was made");
     }
     if (auto verified = VerifySignedBy(device, account); !verified) {
         return verified;
     }
     if (auto valid = VerifyValidNow(device); !valid) {
-        return Error{valid.Message() + "; have it made anew on the device that holds the account's key"};
+        return Fail(valid.error().code,
+                    valid.error().message + "; have it made anew on the device that holds the account's key");
     }
     if (auto valid = VerifyValidNow(account); !valid) {
-        return Error{"the account's " + valid.Message() + "; join an account that is valid"};
+        return Fail(valid.error().code, "the account's " + valid.error().message + "; join an account that is valid");
     }
     if (FileExists(folder / ACCOUNT_KEY_FILE)) {
-        return Error{(folder / ACCOUNT_KEY_FILE).string() +
-                     ": this device was making an account of its own; complete that, or move the key away"};
+        return Fail(ErrorCode::ALREADY_EXISTS,
+                    (folder / ACCOUNT_KEY_FILE).string() +
+                        ": this device was making an account of its own; complete that, or move the key away");
     }
     return WriteEnrolment(folder, account, device);
 }

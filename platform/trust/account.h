@@ -21,20 +21,20 @@ inline constexpr size_t MAX_ACCOUNT_NAME = 64;  // X.520 upper bound of a common
 // Makes an account named accountName and enrols this device under deviceName. Where the account's key lies already, no
 // account is made: the device gets a certificate of that key, which must be given its account's name. Refused when the
 // device has an account.
-Result<void> CreateAccount(const std::filesystem::path& folder, const std::string& accountName,
-                           const std::string& deviceName);
+[[nodiscard]] Result<void> CreateAccount(const std::filesystem::path& folder, const std::string& accountName,
+                                         const std::string& deviceName);
 
 // A PEM PKCS#10 request for this device's key.
-Result<std::string> MakeRequest(const std::filesystem::path& folder, const std::string& deviceName);
+[[nodiscard]] Result<std::string> MakeRequest(const std::filesystem::path& folder, const std::string& deviceName);
 
 // Checks the request's own signature and issues a certificate for its key, valid from now for validity, but no longer
 // than the account; returns the PEM chain. Refused when this device does not hold the account's key, or the account has
 // expired.
-Result<std::string> Admit(const std::filesystem::path& folder, const std::string& requestPem,
-                          std::chrono::hours validity = DEVICE_VALIDITY);
+[[nodiscard]] Result<std::string> Admit(const std::filesystem::path& folder, const std::string& requestPem,
+                                        std::chrono::hours validity = DEVICE_VALIDITY);
 
 // Installs the chain that Admit made. Refused when it is for another key, does not verify, has expired, or the device
 // has an account already.
-Result<void> Install(const std::filesystem::path& folder, const std::string& chainPem);
+[[nodiscard]] Result<void> Install(const std::filesystem::path& folder, const std::string& chainPem);
 
 }  // namespace Vexo::Trust

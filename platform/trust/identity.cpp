@@ -40,12 +40,12 @@ Result<void> CreateMissing(const std::filesystem::path& folder)
     // The daemon and a tool may both be at a device's first start: the second takes what the first has made.
     const auto lock = LockIdentityFolder(folder);
     if (!lock) {
-        return Error{lock.Message()};
+        return Failure(lock.error());
     }
     if (!FileExists(idFile)) {
         std::array<unsigned char, ID_BYTES> random{};
         if (RAND_bytes(random.data(), static_cast<int>(random.size())) != 1) {
-            return Error{idFile.string() + ": no random bytes: " + OpenSslReason()};
+            return Fail(ErrorCode::SYSTEM, idFile.string() + ": no random bytes: " + OpenSslReason());
         }
         if (auto written = WriteFileAtomically(idFile, HexOf(random) + "\n", 0600); !written) {
             return written;
@@ -55,10 +55,14 @@ Result<void> CreateMissing(const std::filesystem::path& folder)
         return {};
     }
     if (FileExists(folder / DEVICE_CERTIFICATE_FILE)) {
-        return Error{keyFile.string() + ": missing, though the device has a certificate" + DOCTOR_KNOWS};
+        return Fail(ErrorCode::NOT_FOUND,
+                    keyFile.string() + ": missing, though the device has a certificate" + DOCTOR_KNOWS);
     }
     const PrivateKey key = GenerateKey();
-    return key ? WriteKeyFile(keyFile, key.get()) : Error{keyFile.string() + ": no key: " + OpenSslReason()};
+    if (!key) {
+        return Fail(ErrorCode::SYSTEM, keyFile.string() + ": no key: " + OpenSslReason());
+    }
+    return WriteKeyFile(keyFile, key.get());
 }
 
 // Whether this device holds the account's key; an error when the key that lies there is of no use.
@@ -70,11 +74,12 @@ Result<bool> HoldsAccountKey(const std::filesystem::path& folder, X509* account)
     }
     const auto key = ReadKeyFile(file);
     if (!key) {
-        return Error{key.Message()};
+        return Failure(key.error());
     }
-    if (X509_check_private_key(account, key.Value().get()) != 1) {
+    if (X509_check_private_key(account, key.value().get()) != 1) {
         (void)OpenSslReason();
-        return Error{file.string() + ": the key of another account than " + ACCOUNT_CERTIFICATE_FILE + DOCTOR_KNOWS};
+        return Fail(ErrorCode::UNTRUSTED,
+                    file.string() + ": the key of another account than " + ACCOUNT_CERTIFICATE_FILE + DOCTOR_KNOWS);
     }
     return true;
 }
@@ -91,29 +96,30 @@ Result<void> LoadEnrolment(const std::filesystem::path& folder, Identity& identi
     }
     auto account = ReadCertificateFile(accountFile);
     if (!account) {
-        return Error{account.Message()};
+        return Failure(account.error());
     }
     auto certificate = ReadCertificateFile(certificateFile);
     if (!certificate) {
-        return Error{certificate.Message()};
+        return Failure(certificate.error());
     }
-    if (X509_check_private_key(certificate.Value().get(), identity.key.get()) != 1) {
+    if (X509_check_private_key(certificate.value().get(), identity.key.get()) != 1) {
         (void)OpenSslReason();
-        return Error{certificateFile.string() + ": for another key than " + DEVICE_KEY_FILE + DOCTOR_KNOWS};
+        return Fail(ErrorCode::UNTRUSTED,
+                    certificateFile.string() + ": for another key than " + DEVICE_KEY_FILE + DOCTOR_KNOWS);
     }
     // An expired certificate still says who this device is; peers refuse it, and it is shown.
-    if (const auto verified = VerifySignedBy(certificate.Value().get(), account.Value().get()); !verified) {
-        return Error{certificateFile.string() + ": " + verified.Message() + " (" + ACCOUNT_CERTIFICATE_FILE + ")" +
-                     DOCTOR_KNOWS};
+    if (const auto verified = VerifySignedBy(certificate.value().get(), account.value().get()); !verified) {
+        return Fail(verified.error().code, certificateFile.string() + ": " + verified.error().message + " (" +
+                                               ACCOUNT_CERTIFICATE_FILE + ")" + DOCTOR_KNOWS);
     }
-    auto holdsAccountKey = HoldsAccountKey(folder, account.Value().get());
+    auto holdsAccountKey = HoldsAccountKey(folder, account.value().get());
     if (!holdsAccountKey) {
-        return holdsAccountKey.TakeError();
+        return Failure(std::move(holdsAccountKey).error());
     }
-    identity.accountName = CommonNameOf(X509_get_subject_name(account.Value().get()));
-    identity.certificate = std::move(certificate.Value());
-    identity.accountCertificate = std::move(account.Value());
-    identity.holdsAccountKey = holdsAccountKey.Value();
+    identity.accountName = CommonNameOf(X509_get_subject_name(account.value().get()));
+    identity.certificate = std::move(certificate.value());
+    identity.accountCertificate = std::move(account.value());
+    identity.holdsAccountKey = holdsAccountKey.value();
     return {};
 }
 
@@ -152,22 +158,22 @@ std::chrono::system_clock::time_point Identity::CertificateExpiry() const
 Result<Identity> LoadIdentity(const std::filesystem::path& folder)
 {
     if (auto checked = CheckIdentityFolder(folder); !checked) {
-        return checked.TakeError();
+        return Failure(std::move(checked).error());
     }
     Identity identity;
     auto key = ReadKeyFile(folder / DEVICE_KEY_FILE);
     if (!key) {
-        return key.TakeError();
+        return Failure(std::move(key).error());
     }
-    identity.key = std::move(key.Value());
+    identity.key = std::move(key.value());
     identity.networkId = NetworkIdOf(identity.key.get());
     auto deviceId = ReadDeviceIdFile(folder / DEVICE_ID_FILE);
     if (!deviceId) {
-        return deviceId.TakeError();
+        return Failure(std::move(deviceId).error());
     }
-    identity.deviceId = deviceId.Value();
+    identity.deviceId = deviceId.value();
     if (auto loaded = LoadEnrolment(folder, identity); !loaded) {
-        return loaded.TakeError();
+        return Failure(std::move(loaded).error());
     }
     return identity;
 }
@@ -175,10 +181,10 @@ Result<Identity> LoadIdentity(const std::filesystem::path& folder)
 Result<Identity> LoadOrCreateIdentity(const std::filesystem::path& folder)
 {
     if (auto prepared = PrepareIdentityFolder(folder); !prepared) {
-        return prepared.TakeError();
+        return Failure(std::move(prepared).error());
     }
     if (auto created = CreateMissing(folder); !created) {
-        return created.TakeError();
+        return Failure(std::move(created).error());
     }
     return LoadIdentity(folder);
 }

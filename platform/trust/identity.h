@@ -43,9 +43,9 @@ struct Identity {
 };
 
 // Loads the identity; creates folder, key and device id on first use.
-Result<Identity> LoadOrCreateIdentity(const std::filesystem::path& folder);
+[[nodiscard]] Result<Identity> LoadOrCreateIdentity(const std::filesystem::path& folder);
 // Loads; an error when there is none.
-Result<Identity> LoadIdentity(const std::filesystem::path& folder);
+[[nodiscard]] Result<Identity> LoadIdentity(const std::filesystem::path& folder);
 
 // Network id of a public key: 64 lower-case hex characters.
 std::string NetworkIdOf(EVP_PKEY* key);

@@ -83,9 +83,9 @@ IdentityChecks CheckIdentity(const std::filesystem::path& folder, TimePoint now)
     }
     Result<Identity> loaded = LoadIdentity(folder);
     if (!loaded) {
-        return Without(Damaged(folder, loaded.Message()));
+        return Without(Damaged(folder, loaded.error().message));
     }
-    const Identity& identity = loaded.Value();
+    const Identity& identity = loaded.value();
     IdentityChecks checks;
     checks.networkId = identity.networkId;
     if (identity.Enrolled()) {

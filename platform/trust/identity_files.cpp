@@ -28,16 +28,16 @@ Result<void> CheckKept(int fd, const std::filesystem::path& file)
 {
     struct stat status {};
     if (::fstat(fd, &status) != 0) {
-        return Error{file.string() + ": cannot be checked: " + std::strerror(errno)};
+        return Fail(ErrorCodeOf(errno), file.string() + ": cannot be checked: " + std::strerror(errno));
     }
     if (status.st_uid != ::geteuid() && status.st_uid != ROOT) {
-        return Error{file.string() + ": belongs to user " + std::to_string(status.st_uid) +
-                     ", who knows this key and can exchange it." + IF_NOT_KNOWN + "chown " +
-                     std::to_string(::geteuid()) + " " + file.string()};
+        return Fail(ErrorCode::UNTRUSTED, file.string() + ": belongs to user " + std::to_string(status.st_uid) +
+                                              ", who knows this key and can exchange it." + IF_NOT_KNOWN + "chown " +
+                                              std::to_string(::geteuid()) + " " + file.string());
     }
     if ((status.st_mode & OTHERS) != 0) {
-        return Error{file.string() + ": other users can read this key; it may be known to them." + IF_NOT_KNOWN +
-                     "chmod 600 " + file.string()};
+        return Fail(ErrorCode::UNTRUSTED, file.string() + ": other users can read this key; it may be known to them." +
+                                              IF_NOT_KNOWN + "chmod 600 " + file.string());
     }
     return {};
 }
@@ -54,14 +54,15 @@ Result<void> CheckIdentityFolder(const std::filesystem::path& folder)
 {
     struct stat status {};
     if (::stat(folder.c_str(), &status) != 0) {
-        return Error{folder.string() + ": no identity here: " + std::strerror(errno)};
+        return Fail(ErrorCodeOf(errno), folder.string() + ": no identity here: " + std::strerror(errno));
     }
     if (!S_ISDIR(status.st_mode)) {
-        return Error{folder.string() + ": not a folder"};
+        return Fail(ErrorCode::NOT_FOUND, folder.string() + ": not a folder");
     }
     if ((status.st_mode & OTHERS) != 0) {
-        return Error{folder.string() + ": other users can enter it; its keys may be known to them." + IF_NOT_KNOWN +
-                     "chmod 700 " + folder.string()};
+        return Fail(ErrorCode::UNTRUSTED, folder.string() +
+                                              ": other users can enter it; its keys may be known to them." +
+                                              IF_NOT_KNOWN + "chmod 700 " + folder.string());
     }
     return {};
 }
@@ -78,7 +79,7 @@ Result<UniqueFd> LockIdentityFolder(const std::filesystem::path& folder)
 {
     UniqueFd lock(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
     if (!lock || ::flock(lock.Get(), LOCK_EX) != 0) {
-        return Error{folder.string() + ": cannot be locked: " + std::strerror(errno)};
+        return Fail(ErrorCodeOf(errno), folder.string() + ": cannot be locked: " + std::strerror(errno));
     }
     return lock;
 }
@@ -87,14 +88,14 @@ Result<std::string> ReadDeviceIdFile(const std::filesystem::path& file)
 {
     auto text = ReadWholeFile(file, 2 * ID_LENGTH);
     if (!text) {
-        return Error{text.Message() + DOCTOR_KNOWS};
+        return Fail(text.error().code, text.error().message + DOCTOR_KNOWS);
     }
-    std::string id = text.Value();
+    std::string id = text.value();
     if (id.ends_with('\n')) {
         id.pop_back();
     }
     if (id.size() != ID_LENGTH || id.find_first_not_of("0123456789abcdef") != std::string::npos) {
-        return Error{file.string() + ": not a device id of 64 hex characters" + DOCTOR_KNOWS};
+        return Fail(ErrorCode::MALFORMED, file.string() + ": not a device id of 64 hex characters" + DOCTOR_KNOWS);
     }
     return id;
 }
@@ -103,22 +104,23 @@ Result<PrivateKey> ReadKeyFile(const std::filesystem::path& file)
 {
     const auto opened = OpenRegularFile(file, LastLink::REFUSED);
     if (!opened) {
-        return Error{opened.Message() + DOCTOR_KNOWS};
+        return Fail(opened.error().code, opened.error().message + DOCTOR_KNOWS);
     }
     // Of what is open, so that nobody exchanges the file between the check and the reading.
-    if (auto kept = CheckKept(opened.Value().Get(), file); !kept) {
-        return kept.TakeError();
+    if (auto kept = CheckKept(opened.value().Get(), file); !kept) {
+        return Failure(std::move(kept).error());
     }
-    const auto text = ReadToEnd(opened.Value().Get(), file, MAX_FILE_SIZE);
+    const auto text = ReadToEnd(opened.value().Get(), file, MAX_FILE_SIZE);
     if (!text) {
-        return Error{text.Message()};
+        return Failure(text.error());
     }
-    PrivateKey key = KeyFromPem(text.Value());
+    PrivateKey key = KeyFromPem(text.value());
     if (!key) {
-        return Error{file.string() + ": not a private key in PEM: " + OpenSslReason() + DOCTOR_KNOWS};
+        return Fail(ErrorCode::MALFORMED,
+                    file.string() + ": not a private key in PEM: " + OpenSslReason() + DOCTOR_KNOWS);
     }
     if (!IsP256(key.get())) {
-        return Error{file.string() + ": a key of another kind than P-256" + DOCTOR_KNOWS};
+        return Fail(ErrorCode::UNTRUSTED, file.string() + ": a key of another kind than P-256" + DOCTOR_KNOWS);
     }
     return key;
 }
@@ -127,11 +129,12 @@ Result<Certificate> ReadCertificateFile(const std::filesystem::path& file)
 {
     const auto text = ReadWholeFile(file, MAX_FILE_SIZE);
     if (!text) {
-        return Error{text.Message() + DOCTOR_KNOWS};
+        return Fail(text.error().code, text.error().message + DOCTOR_KNOWS);
     }
-    std::vector<Certificate> certificates = CertificatesFromPem(text.Value());
+    std::vector<Certificate> certificates = CertificatesFromPem(text.value());
     if (certificates.size() != 1) {
-        return Error{file.string() + ": not one certificate in PEM: " + OpenSslReason() + DOCTOR_KNOWS};
+        return Fail(ErrorCode::MALFORMED,
+                    file.string() + ": not one certificate in PEM: " + OpenSslReason() + DOCTOR_KNOWS);
     }
     return std::move(certificates.front());
 }
@@ -140,7 +143,7 @@ Result<void> WriteKeyFile(const std::filesystem::path& file, EVP_PKEY* key)
 {
     const std::string pem = KeyToPem(key);
     if (pem.empty()) {
-        return Error{file.string() + ": the key could not be encoded: " + OpenSslReason()};
+        return Fail(ErrorCode::SYSTEM, file.string() + ": the key could not be encoded: " + OpenSslReason());
     }
     return WriteFileAtomically(file, pem, KEY_MODE);
 }
@@ -149,7 +152,7 @@ Result<void> WriteCertificateFile(const std::filesystem::path& file, X509* certi
 {
     const std::string pem = CertificateToPem(certificate);
     if (pem.empty()) {
-        return Error{file.string() + ": the certificate could not be encoded: " + OpenSslReason()};
+        return Fail(ErrorCode::SYSTEM, file.string() + ": the certificate could not be encoded: " + OpenSslReason());
     }
     return WriteFileAtomically(file, pem, CERTIFICATE_MODE);
 }

@@ -26,15 +26,15 @@ inline constexpr const char* IF_NOT_KNOWN = " If not: ";
 inline constexpr const char* DOCTOR_KNOWS = "; `distnetctl doctor` says how to mend it";
 
 // Makes the folder (0700) with its parents if it is missing; refuses one that others may enter.
-Result<void> PrepareIdentityFolder(const std::filesystem::path& folder);
-Result<void> CheckIdentityFolder(const std::filesystem::path& folder);
+[[nodiscard]] Result<void> PrepareIdentityFolder(const std::filesystem::path& folder);
+[[nodiscard]] Result<void> CheckIdentityFolder(const std::filesystem::path& folder);
 // Keeps other processes that lock the folder waiting until the result goes (flock(2)).
-Result<UniqueFd> LockIdentityFolder(const std::filesystem::path& folder);
+[[nodiscard]] Result<UniqueFd> LockIdentityFolder(const std::filesystem::path& folder);
 
-Result<std::string> ReadDeviceIdFile(const std::filesystem::path& file);
-Result<PrivateKey> ReadKeyFile(const std::filesystem::path& file);
-Result<Certificate> ReadCertificateFile(const std::filesystem::path& file);
-Result<void> WriteKeyFile(const std::filesystem::path& file, EVP_PKEY* key);
-Result<void> WriteCertificateFile(const std::filesystem::path& file, X509* certificate);
+[[nodiscard]] Result<std::string> ReadDeviceIdFile(const std::filesystem::path& file);
+[[nodiscard]] Result<PrivateKey> ReadKeyFile(const std::filesystem::path& file);
+[[nodiscard]] Result<Certificate> ReadCertificateFile(const std::filesystem::path& file);
+[[nodiscard]] Result<void> WriteKeyFile(const std::filesystem::path& file, EVP_PKEY* key);
+[[nodiscard]] Result<void> WriteCertificateFile(const std::filesystem::path& file, X509* certificate);
 
 }  // namespace Vexo::Trust

@@ -61,13 +61,13 @@ std::string Tool(const std::filesystem::path& folder, const std::string& words)
 std::string NameOfAccount(const std::filesystem::path& folder, EVP_PKEY* accountKey)
 {
     if (const auto account = ReadCertificateFile(folder / ACCOUNT_CERTIFICATE_FILE)) {
-        return X509_check_private_key(account.Value().get(), accountKey) == 1
-                   ? CommonNameOf(X509_get_subject_name(account.Value().get()))
+        return X509_check_private_key(account.value().get(), accountKey) == 1
+                   ? CommonNameOf(X509_get_subject_name(account.value().get()))
                    : "";
     }
     const auto device = ReadCertificateFile(folder / DEVICE_CERTIFICATE_FILE);
-    return device && X509_verify(device.Value().get(), accountKey) == 1
-               ? CommonNameOf(X509_get_issuer_name(device.Value().get()))
+    return device && X509_verify(device.value().get(), accountKey) == 1
+               ? CommonNameOf(X509_get_issuer_name(device.value().get()))
                : "";
 }
 
@@ -82,7 +82,7 @@ bool IsOpenToOthers(const std::filesystem::path& file)
 bool IsForeignKey(const std::filesystem::path& folder, EVP_PKEY* accountKey)
 {
     const auto account = ReadCertificateFile(folder / ACCOUNT_CERTIFICATE_FILE);
-    return account && X509_check_private_key(account.Value().get(), accountKey) != 1;
+    return account && X509_check_private_key(account.value().get(), accountKey) != 1;
 }
 
 // The step that gives the device a certificate of its account again; the replaced files are moved away first.
@@ -94,7 +94,7 @@ std::string Reissue(const std::filesystem::path& folder, std::vector<const char*
     }
     const auto accountKey = ReadKeyFile(accountKeyFile);
     (void)OpenSslReason();
-    if (!accountKey || IsForeignKey(folder, accountKey.Value().get())) {
+    if (!accountKey || IsForeignKey(folder, accountKey.value().get())) {
         // Of no use here, and `account install` refuses to go on beside it.
         replaced.push_back(ACCOUNT_KEY_FILE);
         std::vector<std::string> commands = MoveAway(folder, replaced);
@@ -102,7 +102,7 @@ std::string Reissue(const std::filesystem::path& folder, std::vector<const char*
         return std::string(RESTORE_IT) + ", or enrol again: " + Joined(commands) +
                "; then admit it on the device that holds the account's key, and install the answer here";
     }
-    const std::string name = NameOfAccount(folder, accountKey.Value().get());
+    const std::string name = NameOfAccount(folder, accountKey.value().get());
     std::vector<std::string> commands = MoveAway(folder, replaced);
     commands.push_back(Tool(folder, "account create " + (name.empty() ? "NAME" : Quoted(name))));
     return std::string(RESTORE_IT) + ", or make it anew with the account's key, which is here: " + Joined(commands) +
@@ -113,8 +113,8 @@ bool IsEnrolled(const std::filesystem::path& folder, EVP_PKEY* deviceKey)
 {
     const auto account = ReadCertificateFile(folder / ACCOUNT_CERTIFICATE_FILE);
     const auto device = ReadCertificateFile(folder / DEVICE_CERTIFICATE_FILE);
-    const bool isEnrolled = account && device && VerifySignedBy(device.Value().get(), account.Value().get()) &&
-                            X509_check_private_key(device.Value().get(), deviceKey) == 1;
+    const bool isEnrolled = account && device && VerifySignedBy(device.value().get(), account.value().get()) &&
+                            X509_check_private_key(device.value().get(), deviceKey) == 1;
     (void)OpenSslReason();
     return isEnrolled;
 }
@@ -130,7 +130,7 @@ std::string AccountOf(const std::filesystem::path& folder)
 {
     const auto account = ReadCertificateFile(folder / ACCOUNT_CERTIFICATE_FILE);
     (void)OpenSslReason();
-    return account ? CommonNameOf(X509_get_subject_name(account.Value().get())) : "";
+    return account ? CommonNameOf(X509_get_subject_name(account.value().get())) : "";
 }
 
 std::string RepairAdvice(const std::filesystem::path& folder)
@@ -146,7 +146,7 @@ std::string RepairAdvice(const std::filesystem::path& folder)
         return move.empty() ? "Restart the daemon, which makes a new one"
                             : "Move it away: " + move + THEN_RESTART + ", which makes a new one";
     }
-    if (IsEnrolled(folder, deviceKey.Value().get())) {
+    if (IsEnrolled(folder, deviceKey.value().get())) {
         return std::string(RESTORE_IT) +
                ", because without it no device can be admitted. To use this device without it: " +
                Joined(MoveAway(folder, {ACCOUNT_KEY_FILE})) + THEN_RESTART;

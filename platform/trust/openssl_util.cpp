@@ -123,12 +123,12 @@ Result<void> VerifySignedBy(X509* certificate, X509* anchor)
     const OpenSslPtr<X509_STORE_CTX> context(X509_STORE_CTX_new());
     if (!store || !context || X509_STORE_add_cert(store.get(), anchor) != 1 ||
         X509_STORE_CTX_init(context.get(), store.get(), certificate, nullptr) != 1) {
-        return Error{OpenSslReason()};
+        return Fail(ErrorCode::SYSTEM, OpenSslReason());
     }
     X509_VERIFY_PARAM_set_flags(X509_STORE_CTX_get0_param(context.get()), X509_V_FLAG_NO_CHECK_TIME);
     if (X509_verify_cert(context.get()) != 1) {
         ERR_clear_error();
-        return Error{VerifyErrorText(X509_STORE_CTX_get_error(context.get()))};
+        return Fail(ErrorCode::UNTRUSTED, VerifyErrorText(X509_STORE_CTX_get_error(context.get())));
     }
     return {};
 }
@@ -137,10 +137,10 @@ Result<void> VerifyValidNow(const X509* certificate)
 {
     // 0 says that the time could not be read: a damaged certificate is not valid either.
     if (X509_cmp_current_time(X509_get0_notAfter(certificate)) <= 0) {
-        return Error{VerifyErrorText(X509_V_ERR_CERT_HAS_EXPIRED)};
+        return Fail(ErrorCode::EXPIRED, VerifyErrorText(X509_V_ERR_CERT_HAS_EXPIRED));
     }
     if (X509_cmp_current_time(X509_get0_notBefore(certificate)) >= 0) {
-        return Error{VerifyErrorText(X509_V_ERR_CERT_NOT_YET_VALID)};
+        return Fail(ErrorCode::EXPIRED, VerifyErrorText(X509_V_ERR_CERT_NOT_YET_VALID));
     }
     return {};
 }

@@ -42,9 +42,9 @@ OpenSslPtr<X509_REQ> RequestFromPem(const std::string& pem);
 std::string CommonNameOf(const X509_NAME* name);
 
 // Checks that anchor's key signed certificate; an error says what is wrong in words.
-Result<void> VerifySignedBy(X509* certificate, X509* anchor);
+[[nodiscard]] Result<void> VerifySignedBy(X509* certificate, X509* anchor);
 // Checks that the clock is within the certificate's validity.
-Result<void> VerifyValidNow(const X509* certificate);
+[[nodiscard]] Result<void> VerifyValidNow(const X509* certificate);
 // "certificate has expired", "certificate is not valid yet", "certificate not signed by this account", else OpenSSL's
 // words for an X509_V_ERR code.
 std::string VerifyErrorText(long error);

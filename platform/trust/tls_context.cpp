@@ -55,14 +55,14 @@ public:
     static Result<std::shared_ptr<TlsContext>> Make(const Identity& identity)
     {
         if (!identity.Enrolled()) {
-            return Error{"this device is not enrolled in an account"};
+            return Fail(ErrorCode::NOT_FOUND, "this device is not enrolled in an account");
         }
         auto context = std::make_shared<OpenSslTlsContext>();
         context->client_ = context->MakeContext(TLS_client_method(), identity);
         context->server_ = context->MakeContext(TLS_server_method(), identity);
         context->account_.reset(X509_dup(identity.accountCertificate.get()));
         if (!context->client_ || !context->server_ || !context->account_) {
-            return Error{"TLS could not be set up: " + OpenSslReason()};
+            return Fail(ErrorCode::SYSTEM, "TLS could not be set up: " + OpenSslReason());
         }
         SSL_CTX_set_session_cache_mode(context->client_.get(), SSL_SESS_CACHE_CLIENT | SSL_SESS_CACHE_NO_INTERNAL);
         SSL_CTX_sess_set_new_cb(context->client_.get(), KeepTicket);
@@ -103,24 +103,24 @@ public:
     {
         const Certificate certificate(SSL_get1_peer_certificate(ssl));
         if (!certificate || SSL_get_verify_result(ssl) != X509_V_OK) {
-            return Error{"peer sent no certificate of this account"};
+            return Fail(ErrorCode::UNTRUSTED, "peer sent no certificate of this account");
         }
         // The signature was checked in a first handshake with this context, but a session may be resumed after expiry.
         if (SSL_session_reused(ssl) == 1) {
             if (auto valid = VerifyValidNow(certificate.get()); !valid) {
-                return valid.TakeError();
+                return Failure(std::move(valid).error());
             }
             if (const auto valid = VerifyValidNow(account_.get()); !valid) {
-                return Error{"the account's " + valid.Message()};
+                return Fail(valid.error().code, "the account's " + valid.error().message);
             }
         }
         std::string networkId = NetworkIdOf(X509_get0_pubkey(certificate.get()));
         if (networkId.empty()) {
-            return Error{"peer's certificate has no usable key: " + OpenSslReason()};
+            return Fail(ErrorCode::SYSTEM, "peer's certificate has no usable key: " + OpenSslReason());
         }
         const auto* wanted = static_cast<const WantedPeer*>(SSL_get_ex_data(ssl, WantedPeerIndex()));
         if (wanted != nullptr && !wanted->networkId.empty() && wanted->networkId != networkId) {
-            return Error{"another device of the account answered"};
+            return Fail(ErrorCode::UNTRUSTED, "another device of the account answered");
         }
         return networkId;
     }

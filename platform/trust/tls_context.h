@@ -24,7 +24,7 @@ class TlsContext : public NoCopyable {
 public:
     // The identity must be enrolled. Keeps its own references to key and certificates. It must outlive the TLS objects
     // that it makes.
-    static Result<std::shared_ptr<TlsContext>> Make(const Identity& identity);
+    [[nodiscard]] static Result<std::shared_ptr<TlsContext>> Make(const Identity& identity);
     virtual ~TlsContext() = default;
 
     // A TLS object for one connection; null only when memory is short. For a client, peerNetworkId is the device that
@@ -34,7 +34,7 @@ public:
 
     // After the handshake: the verified peer's network id; an error when its certificate is missing, not of this
     // account, expired, or (client) not the device that was asked for. Must succeed before a byte of the peer is used.
-    virtual Result<std::string> VerifiedPeer(SSL* ssl) = 0;
+    [[nodiscard]] virtual Result<std::string> VerifiedPeer(SSL* ssl) = 0;
     // Why a handshake failed, for a log line: "certificate not signed by this account", "certificate has expired",
     // "peer sent no certificate", else OpenSSL's reason. Call it on the thread and right after the call that failed.
     virtual std::string DescribeFailure(SSL* ssl) = 0;

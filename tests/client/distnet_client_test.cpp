@@ -27,8 +27,8 @@ protected:
                 return CallerIdentity{peer.pid, peer.uid, 1, 1};
             },
             std::move(script));
-        ASSERT_TRUE(server) << server.Message();
-        server_ = std::move(server.Value());
+        ASSERT_TRUE(server) << server.error().message;
+        server_ = std::move(server.value());
     }
 
     std::unique_ptr<DistNetClient> Connect()

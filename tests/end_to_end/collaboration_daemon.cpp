@@ -23,7 +23,7 @@ int main(int argc, char** argv)
     const auto daemon =
         Host::Daemon::Start(loaded.configuration, [](const std::string& line) { std::cout << line << std::endl; });
     if (!daemon) {
-        std::cerr << daemon.Message() << std::endl;
+        std::cerr << daemon.error().message << std::endl;
         return 1;
     }
     SystemAbilityManagerClient::GetInstance().GetSystemAbilityManager()->LoadSystemAbility(

@@ -218,7 +218,7 @@ Act Raw(uint32_t request, int32_t number, const std::string& token, size_t items
         data.WriteInterfaceToken(std::u16string(token.begin(), token.end()));
         items > 0 ? data.WriteStringVector(std::vector<std::string>(items, "bssid")) : data.WriteInt32(number);
         const auto connection = Ipc::IpcConnection::Connect(stage.laptop.Socket());
-        int32_t code = connection.Value()->Transact(COMM_DISTRIBUTED_NET_ABILITY_ID, request, data, reply, PATIENCE);
+        int32_t code = connection.value()->Transact(COMM_DISTRIBUTED_NET_ABILITY_ID, request, data, reply, PATIENCE);
         reply.ReadInt32(code);
         return code;
     };

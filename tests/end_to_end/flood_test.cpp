@@ -120,8 +120,8 @@ protected:
         if (!socket) {
             return UniqueFd();
         }
-        Ipc::SetReceiveLimit(socket.Value().Get(), PATIENCE);
-        return std::move(socket.Value());
+        Ipc::SetReceiveLimit(socket.value().Get(), PATIENCE);
+        return std::move(socket.value());
     }
     // Sends a request again and again; how many were answered with that status.
     int Repeat(const std::vector<uint8_t>& request, int32_t status, std::chrono::milliseconds time) const
@@ -216,8 +216,8 @@ TEST(DescriptorsTest, ADaemonWithFewDescriptorsServesFewerClientsAndSaysSo)
     std::vector<UniqueFd> clients;
     while (clients.size() < CLIENTS) {
         auto socket = Ipc::ConnectTo(device.Socket(), PATIENCE);
-        ASSERT_TRUE(socket) << socket.Message();
-        clients.push_back(std::move(socket.Value()));
+        ASSERT_TRUE(socket) << socket.error().message;
+        clients.push_back(std::move(socket.value()));
     }
     EXPECT_TRUE(Eventually([&] {
         std::string json;

@@ -34,12 +34,12 @@ HandMadePeer::HandMadePeer(const World& world, const Device& device, Lacks lacks
     }
     SystemAbilityManagerClient::GetInstance().SetSystemAbilityManager(manager_);
     const auto identity = Trust::LoadIdentity(device.Identity());
-    networkId_ = identity.Value().networkId;
+    networkId_ = identity.value().networkId;
     SoftBus::SoftBusOptions options;
     options.announceFolder = world.Path() / "link";
-    softBus_ = SoftBus::Tests::StartBus(identity.Value(), device.Name(), {}, options);
+    softBus_ = SoftBus::Tests::StartBus(identity.value(), device.Name(), {}, options);
     manager_->AddSystemAbility(SOFTBUS_SERVER_SA_ID, softBus_);
-    collaboration_ = CollaborationFwk::CollaborationServer::Start().Value();
+    collaboration_ = CollaborationFwk::CollaborationServer::Start().value();
     manager_->AddSystemAbility(COLL_FWK_SA_ID, collaboration_);
     if (lacks != Lacks::SESSION_SERVER) {
         softBus_->CreateSessionServer(HOTSPOT_PACKAGE, HOTSPOT_SESSION, PeerListener::Table());

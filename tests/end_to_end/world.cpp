@@ -99,7 +99,7 @@ void Device::Kill()
 std::string Device::NetworkId() const
 {
     const auto identity = Trust::LoadIdentity(Identity());
-    return identity ? identity.Value().networkId : "";
+    return identity ? identity.value().networkId : "";
 }
 
 std::unique_ptr<Client::DistNetClient> Device::Connect() const
@@ -201,11 +201,11 @@ Device& World::Add(const std::string& name)
     auto device = std::make_unique<Device>(Path(), name);
     if (devices_.empty()) {
         const auto made = Trust::CreateAccount(device->Identity(), "home", name);
-        EXPECT_TRUE(made) << (made ? "" : made.Message());
+        EXPECT_TRUE(made) << (made ? "" : made.error().message);
     } else {
         const auto request = Trust::MakeRequest(device->Identity(), name);
-        const auto chain = Trust::Admit(devices_.at("laptop")->Identity(), request.Value());
-        EXPECT_TRUE(Trust::Install(device->Identity(), chain.Value()));
+        const auto chain = Trust::Admit(devices_.at("laptop")->Identity(), request.value());
+        EXPECT_TRUE(Trust::Install(device->Identity(), chain.value()));
     }
     return *(devices_[name] = std::move(device));
 }

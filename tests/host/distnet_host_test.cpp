@@ -68,7 +68,7 @@ protected:
         facts.abilities = abilities;
         facts.radio = [this] { return radio; };
         std::ofstream(folder.Path() / "events.jsonl") << "{ no JSON\n";
-        facts.events = QuviewDFX::EventFile::Open({folder.Path() / "events.jsonl"}).Value();
+        facts.events = QuviewDFX::EventFile::Open({folder.Path() / "events.jsonl"}).value();
         facts.traces = std::make_shared<QuviewDFX::TraceRecorder>("phone");
         events = facts.events;
         host = MakeSptr<DistNetHost>(std::move(facts));

@@ -50,9 +50,9 @@ TEST(Platform, AMachineWithoutRadioAndModemSaysWhatItNeeds)
     configuration.stateDir = machine.Folder();
     configuration.linuxBus = machine.Address();
     auto device = Device::Start(ChoosePlatform(configuration), configuration, "7f3a11");
-    ASSERT_TRUE(device) << device.Message();
+    ASSERT_TRUE(device) << device.error().message;
     std::string checks;
-    for (const QuviewDFX::HealthCheck& check : device.Value()->Checks()) {
+    for (const QuviewDFX::HealthCheck& check : device.value()->Checks()) {
         checks += check.name + (!check.good ? "? " : *check.good ? "+ " : "- ");
         EXPECT_EQ(check.advice.empty(), check.good.value_or(false)) << check.message;
     }

@@ -29,7 +29,7 @@ TEST(StateFolder, NamesWhatStandsInItsWay)
     std::ofstream(world.Path() / "file") << "x";
     const Result<StateFolder> folder = StateFolder::Acquire(world.Path() / "file" / "state");
     ASSERT_FALSE(folder);
-    EXPECT_THAT(folder.Message(), ::testing::HasSubstr("file: the folder cannot be made"));
+    EXPECT_THAT(folder.error().message, ::testing::HasSubstr("file: the folder cannot be made"));
 }
 
 }  // namespace

@@ -13,11 +13,11 @@ TEST(ShippedFilesTest, TheDeviceConfigurationSaysWhatTheServiceAsksFor)
     const auto read = [](const std::string& name) {
         return ParseWholeJson(
             ReadWholeFile(DISTNET_SHIPPED_FILES "/etc/communication/network_connectivity_ext/" + name, 1 << 16)
-                .Value());
+                .value());
     };
     ConfigurationParser parser;
-    ASSERT_TRUE(parser.ParseDeviceConfig(read("device.json").Value().get()));
-    ASSERT_TRUE(parser.ParseScenarioConfig(read("scenario.json").Value().get()));
+    ASSERT_TRUE(parser.ParseDeviceConfig(read("device.json").value().get()));
+    ASSERT_TRUE(parser.ParseScenarioConfig(read("scenario.json").value().get()));
     bool uses = false;
     bool provides = false;
     int closeTime = 0;

@@ -44,7 +44,7 @@ int RunAccountCreate(const GlobalOptions& options, Output& output, const std::st
     const bool isMadeAlready = Trust::AccountOf(IdentityFolder(options)) == name;
     const auto create = [&](const auto& folder) { return Trust::CreateAccount(folder, name, deviceName); };
     if (auto created = OnIdentity(options, create); !created) {
-        return output.Finish(StateFailure(options.stateDir, created.Message(), ""));
+        return output.Finish(StateFailure(options.stateDir, created.error().message, ""));
     }
     if (isMadeAlready) {
         return output.Finish(Done("This device has a new certificate of \"" + name +
@@ -63,10 +63,10 @@ int RunAccountShow(const GlobalOptions& options, Output& output)
         std::error_code unknown;
         const bool exists = std::filesystem::exists(IdentityFolder(options), unknown);
         return output.Finish(
-            StateFailure(options.stateDir, loaded.Message(),
+            StateFailure(options.stateDir, loaded.error().message,
                          exists ? "" : "`distnetctl account create NAME` or `account request FILE` makes it."));
     }
-    const Trust::Identity& identity = loaded.Value();
+    const Trust::Identity& identity = loaded.value();
     Json details = NewObject();
     AddText(details.get(), "network_id", identity.networkId);
     AddText(details.get(), "device_id", identity.deviceId);
@@ -91,10 +91,10 @@ int RunAccountRequest(const GlobalOptions& options, Output& output, const std::f
 {
     auto request = OnIdentity(options, [&](const auto& folder) { return Trust::MakeRequest(folder, deviceName); });
     if (!request) {
-        return output.Finish(StateFailure(options.stateDir, request.Message(), ""));
+        return output.Finish(StateFailure(options.stateDir, request.error().message, ""));
     }
-    if (auto written = WriteFileAtomically(file, request.Value(), ENROLMENT_FILE_MODE); !written) {
-        return output.Finish(NotDone(written.Message(), ""));
+    if (auto written = WriteFileAtomically(file, request.value(), ENROLMENT_FILE_MODE); !written) {
+        return output.Finish(NotDone(written.error().message, ""));
     }
     return output.Finish(Done("Request written to " + file.string() +
                                   ". Take it to the device that made the account, and there:\n"
@@ -108,14 +108,14 @@ int RunAccountAdmit(const GlobalOptions& options, Output& output, const std::fil
 {
     auto text = ReadWholeFile(request, MAX_ENROLMENT_FILE);
     if (!text) {
-        return output.Finish(NotDone(text.Message(), ""));
+        return output.Finish(NotDone(text.error().message, ""));
     }
-    auto chain = OnIdentity(options, [&](const auto& folder) { return Trust::Admit(folder, text.Value()); });
+    auto chain = OnIdentity(options, [&](const auto& folder) { return Trust::Admit(folder, text.value()); });
     if (!chain) {
-        return output.Finish(StateFailure(options.stateDir, request.string() + ": " + chain.Message(), ""));
+        return output.Finish(StateFailure(options.stateDir, request.string() + ": " + chain.error().message, ""));
     }
-    if (auto written = WriteFileAtomically(answer, chain.Value(), ENROLMENT_FILE_MODE); !written) {
-        return output.Finish(NotDone(written.Message(), ""));
+    if (auto written = WriteFileAtomically(answer, chain.value(), ENROLMENT_FILE_MODE); !written) {
+        return output.Finish(NotDone(written.error().message, ""));
     }
     return output.Finish(Done("Admitted. Take " + answer.string() +
                                   " back to the new device, and there:\n"
@@ -128,11 +128,11 @@ int RunAccountInstall(const GlobalOptions& options, Output& output, const std::f
 {
     auto text = ReadWholeFile(file, MAX_ENROLMENT_FILE);
     if (!text) {
-        return output.Finish(NotDone(text.Message(), ""));
+        return output.Finish(NotDone(text.error().message, ""));
     }
-    const auto install = [&](const auto& folder) { return Trust::Install(folder, text.Value()); };
+    const auto install = [&](const auto& folder) { return Trust::Install(folder, text.value()); };
     if (auto installed = OnIdentity(options, install); !installed) {
-        return output.Finish(StateFailure(options.stateDir, file.string() + ": " + installed.Message(), ""));
+        return output.Finish(StateFailure(options.stateDir, file.string() + ": " + installed.error().message, ""));
     }
     return output.Finish(Done("This device belongs to the account now. Restart distnetd to use it."));
 }

@@ -131,9 +131,9 @@ int RunEvents(const GlobalOptions& options, Output& output, bool follow, const s
     if (!since.empty()) {
         const auto time = ParseTime(since, std::chrono::system_clock::now());
         if (!time) {
-            return output.Finish(UsageError("--since: " + time.Message(), ""));
+            return output.Finish(UsageError("--since: " + time.error().message, ""));
         }
-        from = QuviewDFX::Rfc3339(time.Value());
+        from = QuviewDFX::Rfc3339(time.value());
     }
     Outcome failure;
     EventList events(options, output, from);

@@ -39,7 +39,8 @@ Result<Peer> ResolvePeer(const std::string& word, const std::vector<Peer>& peers
         for (const Peer* peer : found) {
             list += (list.empty() ? "" : ", ") + peer->name + " (" + peer->networkId.substr(0, 12) + "…)";
         }
-        return Error{"\"" + word + "\" could be any of " + list + "; name more of the network id"};
+        return Fail(ErrorCode::INVALID_ARGUMENT,
+                    "\"" + word + "\" could be any of " + list + "; name more of the network id");
     }
     if (IsNetworkId(word)) {
         Peer unknown;
@@ -48,8 +49,8 @@ Result<Peer> ResolvePeer(const std::string& word, const std::vector<Peer>& peers
         return unknown;
     }
     const std::string close = ClosestOf(word, names);
-    return Error{"no trusted device is called \"" + word + "\"" +
-                 (close.empty() ? "" : "; did you mean \"" + close + "\"?")};
+    return Fail(ErrorCode::NOT_FOUND, "no trusted device is called \"" + word + "\"" +
+                                          (close.empty() ? "" : "; did you mean \"" + close + "\"?"));
 }
 
 std::optional<Peer> FindPeer(Client::DistNetClient& client, const std::string& word, Outcome& failure)
@@ -61,10 +62,10 @@ std::optional<Peer> FindPeer(Client::DistNetClient& client, const std::string& w
     }
     Result<Peer> peer = ResolvePeer(word, ParsePeers(json));
     if (!peer) {
-        failure = UsageError(peer.Message(), "`distnetctl devices` lists them.");
+        failure = UsageError(peer.error().message, "`distnetctl devices` lists them.");
         return std::nullopt;
     }
-    return std::move(peer.Value());
+    return std::move(peer.value());
 }
 
 Json PeerDetails(const Peer& peer)

@@ -25,7 +25,7 @@ bool IsNetworkId(const std::string& word);
 
 // The one peer that the word names: its name or network id as a whole, else the only one that begins with it. A whole
 // network id that nobody has is passed through: the service decides. The error suggests a name that is close.
-Result<Peer> ResolvePeer(const std::string& word, const std::vector<Peer>& peers);
+[[nodiscard]] Result<Peer> ResolvePeer(const std::string& word, const std::vector<Peer>& peers);
 
 // The same among the devices that the daemon knows; none with the outcome that says why.
 std::optional<Peer> FindPeer(Client::DistNetClient& client, const std::string& word, Outcome& failure);

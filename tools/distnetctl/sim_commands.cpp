@@ -27,10 +27,10 @@ int RunSimShow(const GlobalOptions& options, Output& output)
 {
     auto state = AsOwnerOf(options.stateDir, [&] { return Simulated::LoadDeviceState(options.stateDir); });
     if (!state) {
-        return output.Finish(StateFailure(options.stateDir, state.Message(), NAME_THE_FOLDER));
+        return output.Finish(StateFailure(options.stateDir, state.error().message, NAME_THE_FOLDER));
     }
     output.Line("KEY                             VALUE         ALLOWED");
-    for (const Simulated::DeviceStateEntry& entry : Simulated::DescribeDeviceState(state.Value())) {
+    for (const Simulated::DeviceStateEntry& entry : Simulated::DescribeDeviceState(state.value())) {
         const bool unusedFault = entry.key.starts_with("faults.") && entry.isDefault;
         if (!unusedFault) {
             std::string before =
@@ -42,7 +42,7 @@ int RunSimShow(const GlobalOptions& options, Output& output)
         }
     }
     output.Line("Faults: faults.CALL.code, .delay_ms, .no_answer; shown when set.");
-    return output.Finish(Done(output.IsJson() ? "the simulated device's state" : "", StateDetails(state.Value())));
+    return output.Finish(Done(output.IsJson() ? "the simulated device's state" : "", StateDetails(state.value())));
 }
 
 int RunSimSet(const GlobalOptions& options, Output& output, const std::vector<std::string>& assignments)
@@ -51,14 +51,15 @@ int RunSimSet(const GlobalOptions& options, Output& output, const std::vector<st
         AsOwnerOf(options.stateDir, [&] { return Simulated::UpdateDeviceState(options.stateDir, assignments); });
     if (!state) {
         if (IsClosedToUser(options.stateDir)) {
-            return output.Finish(StateFailure(options.stateDir, state.Message(), ""));
+            return output.Finish(StateFailure(options.stateDir, state.error().message, ""));
         }
         std::error_code unknown;
         const bool isThere = std::filesystem::exists(options.stateDir / Simulated::DEVICE_STATE_FILE, unknown);
-        return output.Finish(UsageError(
-            state.Message(), isThere ? "`distnetctl sim show` lists the keys and what they allow." : NAME_THE_FOLDER));
+        return output.Finish(
+            UsageError(state.error().message,
+                       isThere ? "`distnetctl sim show` lists the keys and what they allow." : NAME_THE_FOLDER));
     }
-    return output.Finish(Done("Set; the device's daemon follows at once.", StateDetails(state.Value())));
+    return output.Finish(Done("Set; the device's daemon follows at once.", StateDetails(state.value())));
 }
 
 }  // namespace Vexo::Ctl

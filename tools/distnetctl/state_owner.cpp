@@ -18,7 +18,8 @@ StateOwner::StateOwner(const std::filesystem::path& stateDir)
     // The group first: without root's rights it could not be changed any more.
     isOther_ = true;
     if (setegid(folder.st_gid) != 0 || seteuid(folder.st_uid) != 0) {
-        taken_ = Error{stateDir.string() + ": its owner's rights cannot be taken: " + std::strerror(errno)};
+        taken_ = Fail(ErrorCodeOf(errno),
+                      stateDir.string() + ": its owner's rights cannot be taken: " + std::strerror(errno));
     }
 }
 

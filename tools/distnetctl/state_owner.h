@@ -38,7 +38,10 @@ template <typename Work>
 auto AsOwnerOf(const std::filesystem::path& stateDir, Work work) -> decltype(work())
 {
     const StateOwner owner(stateDir);
-    return owner.Taken() ? work() : Error{owner.Taken().Message()};
+    if (!owner.Taken()) {
+        return Failure(owner.Taken().error());
+    }
+    return work();
 }
 
 }  // namespace Vexo::Ctl

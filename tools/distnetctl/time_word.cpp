@@ -84,9 +84,10 @@ Result<Time> ParseTime(const std::string& word, Time now)
             return *time;
         }
     }
-    return Error{"\"" + word +
-                 "\" is no time (30s, 10m, 2h, 1d or 2w ago; now, today, yesterday; or RFC 3339, as "
-                 "2026-11-21T12:08:06Z)"};
+    return Fail(ErrorCode::INVALID_ARGUMENT,
+                "\"" + word +
+                    "\" is no time (30s, 10m, 2h, 1d or 2w ago; now, today, yesterday; or RFC 3339, as "
+                    "2026-11-21T12:08:06Z)");
 }
 
 std::string LocalText(Time time, const char* format)

@@ -12,8 +12,8 @@ namespace Vexo::Ctl {
 
 // "30s", "10m", "2h", "1d", "2w", each with or without " ago"; "now", "today" and "yesterday" (from midnight, local
 // time); or RFC 3339 with date, time and offset. The error says what is allowed.
-Result<std::chrono::system_clock::time_point> ParseTime(const std::string& word,
-                                                        std::chrono::system_clock::time_point now);
+[[nodiscard]] Result<std::chrono::system_clock::time_point> ParseTime(const std::string& word,
+                                                                      std::chrono::system_clock::time_point now);
 
 // Of RFC 3339 with date, time and offset; none for anything else.
 std::optional<std::chrono::system_clock::time_point> ParseRfc3339(const std::string& text);

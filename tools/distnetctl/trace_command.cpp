@@ -51,7 +51,7 @@ int RunTraceStop(const GlobalOptions& options, Output& output, const std::filesy
         return output.Finish(std::move(failure));
     }
     if (auto written = WriteFileAtomically(file, trace.text, TRACE_FILE_MODE); !written) {
-        return output.Finish(NotDone(written.Message(), ""));
+        return output.Finish(NotDone(written.error().message, ""));
     }
     Json details = NewObject();
     AddText(details.get(), "file", file);

@@ -17,11 +17,11 @@ bool Run(std::string_view input)
 {
     const auto record = ParseAirRecord(std::string(input), "record.json");
     if (!record) {
-        Fuzz::Require(record.Message().starts_with("record.json:"), "a refusal names the file");
+        Fuzz::Require(record.error().message.starts_with("record.json:"), "a refusal names the file");
         return false;
     }
-    const auto again = ParseAirRecord(SerializeAirRecord(record.Value()), "record.json");
-    Fuzz::Require(again && again.Value() == record.Value(), "a record is written as it is");
+    const auto again = ParseAirRecord(SerializeAirRecord(record.value()), "record.json");
+    Fuzz::Require(again && again.value() == record.value(), "a record is written as it is");
     return true;
 }
 

@@ -18,7 +18,7 @@ std::vector<std::string> Samples()
 bool Keeps(const DeviceState& state)
 {
     const auto again = ParseDeviceState(SerializeDeviceState(state));
-    return again && again.Value() == state;
+    return again && again.value() == state;
 }
 
 bool Run(std::string_view input)
@@ -26,14 +26,14 @@ bool Run(std::string_view input)
     DeviceState changed;
     const size_t separator = input.find('=');
     const bool set = separator != std::string_view::npos &&
-                     SetByPath(changed, input.substr(0, separator), input.substr(separator + 1)).Ok();
+                     SetByPath(changed, input.substr(0, separator), input.substr(separator + 1)).has_value();
     Fuzz::Require(set ? Keeps(changed) : changed == DeviceState{}, "a key that was set is kept, else nothing changes");
     const auto state = ParseDeviceState(std::string(input));
     if (!state) {
-        Fuzz::Require(state.Message().starts_with(DEVICE_STATE_FILE), "a refusal names the file");
+        Fuzz::Require(state.error().message.starts_with(DEVICE_STATE_FILE), "a refusal names the file");
         return set;
     }
-    Fuzz::Require(Keeps(state.Value()), "a state that was parsed is written as it is");
+    Fuzz::Require(Keeps(state.value()), "a state that was parsed is written as it is");
     return true;
 }
 

@@ -16,10 +16,10 @@ bool Run(std::string_view input)
 {
     const auto policy = AccessPolicy::Parse(std::string(input), "access.json");
     if (!policy) {
-        Fuzz::Require(policy.Message().starts_with("access.json"), "a refusal names the file");
+        Fuzz::Require(policy.error().message.starts_with("access.json"), "a refusal names the file");
         return false;
     }
-    for (const PolicyEntry& entry : policy.Value().entries) {
+    for (const PolicyEntry& entry : policy.value().entries) {
         Fuzz::Require(entry.user.empty() != entry.group.empty(), "an entry is for a user or for a group");
         Fuzz::Require(entry.tokenType >= TOKEN_HAP && entry.tokenType <= TOKEN_SHELL, "a token type exists");
         Fuzz::Require(entry.privilegeLevel >= APL_NORMAL && entry.privilegeLevel <= APL_SYSTEM_CORE, "a level exists");

@@ -15,13 +15,13 @@ bool Run(std::string_view input)
 {
     const auto decoded = DecodeAnnouncement(std::string(input));
     if (!decoded) {
-        Fuzz::Require(!decoded.Message().empty(), "a refusal says why");
+        Fuzz::Require(!decoded.error().message.empty(), "a refusal says why");
         return false;
     }
-    Fuzz::Require(IsHexId(decoded.Value().networkId), "an announcement names a device");
-    const auto again = DecodeAnnouncement(EncodeAnnouncement(decoded.Value()));
+    Fuzz::Require(IsHexId(decoded.value().networkId), "an announcement names a device");
+    const auto again = DecodeAnnouncement(EncodeAnnouncement(decoded.value()));
     Fuzz::Require(
-        again && again.Value().networkId == decoded.Value().networkId && again.Value().where == decoded.Value().where,
+        again && again.value().networkId == decoded.value().networkId && again.value().where == decoded.value().where,
         "an announcement encodes to itself");
     return true;
 }

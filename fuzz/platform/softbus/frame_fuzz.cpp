@@ -24,20 +24,20 @@ bool Decodes(const Frame& frame)
 {
     if (frame.kind == FrameKind::HELLO) {
         const auto hello = DecodeHello(frame.payload);
-        const bool same = hello && EncodeHello(hello.Value()).substr(1) == frame.payload.substr(1);
+        const bool same = hello && EncodeHello(hello.value()).substr(1) == frame.payload.substr(1);
         Fuzz::Require(!hello || same || frame.payload[0] != LINK_VERSION, "a HELLO encodes to itself");
-        return hello.Ok();
+        return hello.has_value();
     }
     if (frame.kind == FrameKind::OPEN) {
         const auto open = DecodeOpen(frame.payload);
-        const bool same = open && EncodeOpen(open.Value()).substr(1) == frame.payload.substr(1);
+        const bool same = open && EncodeOpen(open.value()).substr(1) == frame.payload.substr(1);
         Fuzz::Require(!open || same || frame.payload[0] != LINK_VERSION, "an OPEN encodes to itself");
-        return open.Ok();
+        return open.has_value();
     }
     if (frame.kind == FrameKind::OPENED) {
         const auto result = DecodeOpened(frame.payload);
-        Fuzz::Require(!result || EncodeOpened(result.Value()) == frame.payload, "an OPENED encodes to itself");
-        return result.Ok();
+        Fuzz::Require(!result || EncodeOpened(result.value()) == frame.payload, "an OPENED encodes to itself");
+        return result.has_value();
     }
     return true;
 }

@@ -17,9 +17,9 @@ struct Devices {
 
     Devices()
     {
-        Fuzz::Require(CreateAccount(owner, "account", "owner").Ok(), "an account can be made");
-        request = MakeRequest(other, "other").Value();
-        chain = Admit(owner, request).Value();
+        Fuzz::Require(CreateAccount(owner, "account", "owner").has_value(), "an account can be made");
+        request = MakeRequest(other, "other").value();
+        chain = Admit(owner, request).value();
     }
 };
 
@@ -41,10 +41,10 @@ bool Admits(const std::string& request)
     }
     const auto admitted = Admit(TheDevices().owner, request);
     if (!admitted) {
-        Fuzz::Require(!admitted.Message().empty(), "a refusal says why");
+        Fuzz::Require(!admitted.error().message.empty(), "a refusal says why");
         return false;
     }
-    const auto chain = CertificatesFromPem(admitted.Value());
+    const auto chain = CertificatesFromPem(admitted.value());
     Fuzz::Require(
         chain.size() == 2 && VerifySignedBy(chain[0].get(), chain[1].get()) && IsP256(X509_get0_pubkey(chain[0].get())),
         "an admitted device's certificate is the account's, for a key of the right kind");
@@ -56,10 +56,10 @@ bool Installs(const std::string& chain)
     if (CertificatesFromPem(chain).empty()) {
         return false;
     }
-    const bool installed = Install(TheDevices().other, chain).Ok();
+    const bool installed = Install(TheDevices().other, chain).has_value();
     const auto certificate = TheDevices().other / "device.crt";
     Fuzz::Require(std::filesystem::exists(certificate) == installed, "a refused chain leaves nothing behind");
-    Fuzz::Require(!installed || LoadIdentity(TheDevices().other).Ok(), "what was installed can be used");
+    Fuzz::Require(!installed || LoadIdentity(TheDevices().other).has_value(), "what was installed can be used");
     std::filesystem::remove(certificate);
     std::filesystem::remove(TheDevices().other / "account.crt");
     return installed;

@@ -35,8 +35,8 @@ protected:
         options.bus = Bus::Open(machine_.Address());
         options.wifi.hotspot.stateDir = machine_.Folder();
         auto started = LinuxDevice::Start(options);
-        ASSERT_TRUE(started) << started.Message();
-        device_ = std::move(started.Value());
+        ASSERT_TRUE(started) << started.error().message;
+        device_ = std::move(started.value());
     }
     std::string ReasonOf(int32_t id) const
     {
@@ -66,12 +66,12 @@ protected:
     void Mock(const char* service, const std::string& path, const std::string& method, const Arguments&... arguments)
     {
         const Result<void> called = machine_.Bus().Call({service, path, MOCK}, method, BUS_CALL_LIMIT, arguments...);
-        EXPECT_TRUE(called) << called.Message();
+        EXPECT_TRUE(called) << called.error().message;
     }
     void Set(const BusObject& object, const std::string& property, const sdbus::Variant& value)
     {
         const Result<void> set = machine_.Bus().SetProperty(object, property, value);
-        EXPECT_TRUE(set) << set.Message();
+        EXPECT_TRUE(set) << set.error().message;
     }
 
     const Tests::InstalledRegistry registry_;
@@ -99,7 +99,7 @@ TEST_F(LinuxDeviceTest, TelephonyFollowsModemManagerAndItsModems)
     const BusObject simple{"org.freedesktop.ModemManager1", MODEM, "org.freedesktop.ModemManager1.Modem.Simple"};
     const auto bearer = machine_.Bus().Call<sdbus::ObjectPath>(simple, "Connect", MODEM_LIMIT,
                                                                PropertyMap{{"apn", std::string("internet")}});
-    ASSERT_TRUE(bearer) << bearer.Message();
+    ASSERT_TRUE(bearer) << bearer.error().message;
     EXPECT_TRUE(Eventually([] { return IsDataOn(); }));
     ASSERT_TRUE(machine_.Bus().Call(simple, "Disconnect", MODEM_LIMIT, sdbus::ObjectPath("/")));
     EXPECT_TRUE(Eventually([] { return !IsDataOn(); }));

@@ -38,7 +38,7 @@ protected:
     void Do(PrivateMachine& machine, const std::string& command)
     {
         const Result<std::string> done = Air::Do(machine, command);
-        ASSERT_TRUE(done) << done.Message();
+        ASSERT_TRUE(done) << done.error().message;
     }
     static std::string ActiveIs(const std::string& uuid)
     {
@@ -393,7 +393,7 @@ TEST_F(NetworkManagerWifiTest, WhatACrashLeftIsTakenBackAtTheNextStart)
         const Linux::NetworkManager manager(Linux::Bus::Open(air_.Phone().Address()));
         const auto radios = manager.Radios();
         ASSERT_TRUE(radios);
-        ASSERT_TRUE(manager.AddAndActivate(ours, radios.Value().front().path, ""));
+        ASSERT_TRUE(manager.AddAndActivate(ours, radios.value().front().path, ""));
         EXPECT_TRUE(Has(Phone(), left));
     }
     EXPECT_TRUE(Eventually([&] { return !Has(Phone(), left); }));
@@ -440,7 +440,7 @@ TEST_F(NetworkManagerWifiTest, AbilitiesComeAndGoWithNetworkManagerTheBusAndTheR
     const Result<std::string> unheard = laptop_.Bus().GetProperty<std::string>(
         {Linux::NETWORK_MANAGER, Linux::NETWORK_MANAGER_PATH, Linux::NETWORK_MANAGER}, "Version");
     ASSERT_FALSE(unheard);
-    EXPECT_TRUE(unheard.Message().starts_with(Linux::BUS_DISCONNECTED)) << unheard.Message();
+    EXPECT_EQ(unheard.error().code, ErrorCode::UNAVAILABLE) << unheard.error().message;
     air_.Laptop().StartBus();
     air_.Laptop().Start("NetworkManager", {"/usr/bin/python3", FAKE_NETWORK_MANAGER, air_.Laptop().Address()});
     EXPECT_TRUE(isThere(true));
@@ -451,18 +451,27 @@ TEST_F(NetworkManagerWifiTest, ACallThatGetsNoUsableAnswerInTimeSaysSo)
     Linux::Bus& bus = air_.Phone().Bus();
     const Linux::BusObject manager{Linux::NETWORK_MANAGER, Linux::NETWORK_MANAGER_PATH, Linux::NETWORK_MANAGER};
     const Linux::BusObject control{"test.Control", "/test", "test.Control"};
-    const std::pair<std::string, std::string> cases[] = {
-        {bus.Call(control, "Do", milliseconds(20), std::string(R"({"do": "be_busy", "seconds": 0.1})")).Message(),
-         Linux::BUS_NO_REPLY},
-        {bus.GetProperty<uint32_t>(manager, "Version").Message(),
+    const struct {
+        Error error;
+        ErrorCode code;
+        std::string beginning;
+    } cases[] = {
+        {bus.Call(control, "Do", milliseconds(20), std::string(R"({"do": "be_busy", "seconds": 0.1})")).error(),
+         ErrorCode::TIMED_OUT, "org.freedesktop.DBus.Error.NoReply"},
+        {bus.GetProperty<uint32_t>(manager, "Version").error(), ErrorCode::MALFORMED,
          "org.freedesktop.NetworkManager.Version has the type"},
-        {bus.Call<bool>(manager, "GetDevices", WAIT_LIMIT).Message(), "GetDevices answered with other types"},
-        {bus.Call({"no.such.service", "/", "no.such"}, "Do", WAIT_LIMIT).Message(),
+        {bus.Call<bool>(manager, "GetDevices", WAIT_LIMIT).error(), ErrorCode::MALFORMED,
+         "GetDevices answered with other types"},
+        {bus.Call(manager, "NoSuchMethod", WAIT_LIMIT).error(), ErrorCode::NOT_FOUND,
+         "org.freedesktop.DBus.Error.UnknownMethod"},
+        {bus.Call({"no.such.service", "/", "no.such"}, "Do", WAIT_LIMIT).error(), ErrorCode::UNAVAILABLE,
          "org.freedesktop.DBus.Error.ServiceUnknown"},
-        {bus.Call({"no name", "/", "no.such"}, "Do", WAIT_LIMIT).Message(), "org.freedesktop.DBus.Error"},
+        {bus.Call({"no name", "/", "no.such"}, "Do", WAIT_LIMIT).error(), ErrorCode::INVALID_ARGUMENT,
+         "org.freedesktop.DBus.Error.InvalidArgs"},
     };
-    for (const auto& [message, beginning] : cases) {
-        EXPECT_TRUE(message.starts_with(beginning)) << message;
+    for (const auto& [error, code, beginning] : cases) {
+        EXPECT_EQ(error.code, code) << error.message;
+        EXPECT_TRUE(error.message.starts_with(beginning)) << error.message;
     }
     EXPECT_TRUE(bus.GetProperty<std::string>(manager, "Version"));
 }

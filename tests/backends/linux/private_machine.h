@@ -66,7 +66,7 @@ public:
         const Result<void> added = bus_->Call(
             {"org.freedesktop.ModemManager1", "/org/freedesktop/ModemManager1", "org.freedesktop.ModemManager1.Test"},
             "SetProfile", Linux::BUS_CALL_LIMIT, name, std::string("generic"), std::vector<std::string>{socket});
-        ASSERT_TRUE(added) << added.Message();
+        ASSERT_TRUE(added) << added.error().message;
     }
     void End(const std::string& name)
     {
@@ -87,7 +87,7 @@ public:
         const bool isThere = EndToEnd::Eventually([&] {
             const Linux::BusObject dbus{"org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus"};
             const Result<bool> owned = bus_->Call<bool>(dbus, "NameHasOwner", Linux::BUS_CALL_LIMIT, service);
-            return owned && owned.Value();
+            return owned && owned.value();
         });
         EXPECT_TRUE(isThere) << Output(name);
     }

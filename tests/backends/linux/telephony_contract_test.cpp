@@ -23,7 +23,7 @@ public:
         const Result<void> set = machine_.Bus().Call(
             {"org.freedesktop.ModemManager1", modems_->Get().slots[0].modem, Linux::MODEM_INTERFACE}, "Enable",
             EndToEnd::PATIENCE, isOn);
-        EXPECT_TRUE(set) << set.Message();
+        EXPECT_TRUE(set) << set.error().message;
     }
 
 private:

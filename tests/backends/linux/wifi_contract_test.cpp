@@ -29,10 +29,10 @@ public:
         // A profile that is in use keeps its old settings until it is activated again.
         const Linux::NetworkManager manager{std::shared_ptr<Linux::Bus>(&phone_.Bus(), [](Linux::Bus*) {})};
         if (const auto radios = manager.Radios(); radios && phone_.IsHotspotOn()) {
-            EXPECT_TRUE(manager.Activate(path, radios.Value().front().path));
+            EXPECT_TRUE(manager.Activate(path, radios.value().front().path));
             EXPECT_TRUE(Eventually([&] {
                 const auto now = manager.Radios();
-                return now && now.Value().front().IsHotspot() && now.Value().front().state == Linux::NM_STATE_ACTIVATED;
+                return now && now.value().front().IsHotspot() && now.value().front().state == Linux::NM_STATE_ACTIVATED;
             }));
         }
     }

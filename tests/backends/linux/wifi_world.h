@@ -134,7 +134,7 @@ public:
     static std::string State(PrivateMachine& machine)
     {
         const Result<std::string> state = Do(machine, "{\"do\": \"state\"}");
-        return state ? state.Value() : state.Message();
+        return state ? state.value() : state.error().message;
     }
 
     // Stores the profile as a user would, or changes the one of that UUID; returns its path.
@@ -148,14 +148,14 @@ public:
                                    "org.freedesktop.NetworkManager.Settings"};
         const std::string uuid = settings["connection"]["uuid"].get<std::string>();
         if (const auto known = manager.FindProfile(uuid)) {
-            const auto updated = bus.Call({all.service, known.Value().path, all.interface + ".Connection"}, "Update",
+            const auto updated = bus.Call({all.service, known.value().path, all.interface + ".Connection"}, "Update",
                                           WAIT_LIMIT, settings);
-            EXPECT_TRUE(updated) << updated.Message();
-            return known.Value().path;
+            EXPECT_TRUE(updated) << updated.error().message;
+            return known.value().path;
         }
         const auto added = bus.Call<sdbus::ObjectPath>(all, "AddConnection", WAIT_LIMIT, settings);
-        EXPECT_TRUE(added) << added.Message();
-        return added ? std::string(added.Value()) : "";
+        EXPECT_TRUE(added) << added.error().message;
+        return added ? std::string(added.value()) : "";
     }
 
 private:

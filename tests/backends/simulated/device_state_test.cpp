@@ -34,7 +34,7 @@ TEST(DeviceStateTest, ADamagedFileIsRefusedWithFileKeyAndWhatIsAllowed)
          R"(device-state.json: faults.hotspot.enabel: unknown key (did you mean "faults.hotspot.enable"?))"},
     };
     for (const auto& [json, message] : cases) {
-        EXPECT_EQ(ParseDeviceState(json).Message(), message);
+        EXPECT_EQ(ParseDeviceState(json).error().message, message);
     }
 }
 
@@ -44,7 +44,7 @@ TEST(DeviceStateTest, AnSsidOfAnyBytesIsWrittenAndShownInEscapes)
     state.hotspotSsid = std::string("\\a\0\xFF", 4);
     const std::string json = SerializeDeviceState(state);
     EXPECT_NE(json.find(R"("ssid":	"\\\\a\\x00\\xff")"), std::string::npos) << json;
-    EXPECT_EQ(ParseDeviceState(json).Value(), state);
+    EXPECT_EQ(ParseDeviceState(json).value(), state);
 
     std::string longest;
     for (int i = 0; i < 32; ++i) {
@@ -75,18 +75,18 @@ TEST(DeviceStateTest, AnUpdateIsAllOrNothingAndConcurrentOnesLoseNothing)
     const Tests::TempFolder folder;
     EXPECT_FALSE(UpdateDeviceState(folder.Path(), {"screen=off"})) << "there is no file yet";
     ASSERT_TRUE(SaveDeviceState(folder.Path(), DeviceState{}));
-    EXPECT_EQ(UpdateDeviceState(folder.Path(), {"screen=off", "battery_low"}).Message(),
+    EXPECT_EQ(UpdateDeviceState(folder.Path(), {"screen=off", "battery_low"}).error().message,
               "battery_low: a value is missing (KEY=VALUE)");
-    EXPECT_EQ(UpdateDeviceState(folder.Path(), {"=off"}).Message(), "\"=off\": a key is missing (KEY=VALUE)");
+    EXPECT_EQ(UpdateDeviceState(folder.Path(), {"=off"}).error().message, "\"=off\": a key is missing (KEY=VALUE)");
     EXPECT_FALSE(UpdateDeviceState(folder.Path(), {"screen=off", "battery_low=maybe"}));
-    EXPECT_EQ(LoadDeviceState(folder.Path()).Value(), DeviceState{});
+    EXPECT_EQ(LoadDeviceState(folder.Path()).value(), DeviceState{});
     {
         std::vector<std::jthread> writers;
         for (const char* assignment : {"screen=off", "battery_low=true", "radio.1=on", "hotspot.ssid=a=b"}) {
             writers.emplace_back([&, assignment] { EXPECT_TRUE(UpdateDeviceState(folder.Path(), {assignment})); });
         }
     }
-    const DeviceState state = LoadDeviceState(folder.Path()).Value();
+    const DeviceState state = LoadDeviceState(folder.Path()).value();
     EXPECT_FALSE(state.screenOn);
     EXPECT_TRUE(state.batteryLow);
     EXPECT_TRUE(state.radio[1]);

@@ -40,7 +40,7 @@ protected:
 TEST_F(SimulatedDeviceTest, AMissingStateFileIsWrittenWithTheDefaultsForItsOwnerOnly)
 {
     const TestDevice device = MakeDevice();
-    EXPECT_EQ(LoadDeviceState(device.Options().stateDir).Value(), DeviceState{});
+    EXPECT_EQ(LoadDeviceState(device.Options().stateDir).value(), DeviceState{});
     const auto permissions = std::filesystem::status(device.Options().stateDir / DEVICE_STATE_FILE).permissions();
     EXPECT_EQ(permissions, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
 }

@@ -42,8 +42,8 @@ public:
     void Start()
     {
         auto started = Simulated::SimulatedDevice::Start(options_);
-        ASSERT_TRUE(started) << started.Message();
-        device_ = std::move(started.Value());
+        ASSERT_TRUE(started) << started.error().message;
+        device_ = std::move(started.value());
     }
     void End() { device_.reset(); }
     void Stop() { device_->Stop(); }
@@ -51,7 +51,7 @@ public:
     void Set(const std::vector<std::string>& assignments)
     {
         const auto updated = Simulated::UpdateDeviceState(options_.stateDir, assignments);
-        ASSERT_TRUE(updated) << updated.Message();
+        ASSERT_TRUE(updated) << updated.error().message;
     }
 
     template <typename Interface>

@@ -10,8 +10,8 @@ constexpr const char* PERMISSION = CONNECTIVITY_INTERNAL_PERMISSION;
 void InstallText(const std::string& json)
 {
     Result<AccessPolicy> policy = AccessPolicy::Parse(json, "access.json");
-    ASSERT_TRUE(policy) << policy.Message();
-    InstallAccessPolicy(std::move(policy.Value()));
+    ASSERT_TRUE(policy) << policy.error().message;
+    InstallAccessPolicy(std::move(policy.value()));
 }
 
 std::string Describe(const CallerIdentity& caller)
@@ -102,11 +102,11 @@ TEST(AccessPolicyTest, FaultIsNamedWithFileEntryKeyAndWhatIsAllowed)
     for (const auto& [json, message] : table) {
         const Result<AccessPolicy> policy = AccessPolicy::Parse(json, "access.json");
         ASSERT_FALSE(policy) << json;
-        EXPECT_EQ(policy.Message(), "access.json: " + message) << json;
+        EXPECT_EQ(policy.error().message, "access.json: " + message) << json;
     }
     const Result<AccessPolicy> missing = AccessPolicy::Load("/nonexistent/access.json");
     ASSERT_FALSE(missing);
-    EXPECT_NE(missing.Message().find("/nonexistent/access.json"), std::string::npos);
+    EXPECT_NE(missing.error().message.find("/nonexistent/access.json"), std::string::npos);
 }
 
 }  // namespace

@@ -27,8 +27,8 @@ TEST(FilesTest, AWriteReplacesTheWholeFileWithTheModeAskedFor)
     const mode_t before = ::umask(0277);
     const auto written = WriteFileAtomically(file, "new", 0640);
     ::umask(before);
-    ASSERT_TRUE(written) << written.Message();
-    EXPECT_EQ(ReadWholeFile(file, 3).Value(), "new");
+    ASSERT_TRUE(written) << written.error().message;
+    EXPECT_EQ(ReadWholeFile(file, 3).value(), "new");
     struct stat status {};
     ASSERT_EQ(::stat(file.c_str(), &status), 0);
     EXPECT_EQ(status.st_mode & 07777U, 0640U);
@@ -43,7 +43,7 @@ TEST(FilesTest, AFailedWriteNamesTheFileAndLeavesNothingBehind)
     for (const auto& path : {taken, folder.Path() / "missing" / "file"}) {
         const auto written = WriteFileAtomically(path, "text", 0600);
         ASSERT_FALSE(written);
-        EXPECT_THAT(written.Message(), HasSubstr(path.string() + ": cannot be written: "));
+        EXPECT_THAT(written.error().message, HasSubstr(path.string() + ": cannot be written: "));
     }
     EXPECT_EQ(EntriesOf(folder.Path()), 1U);
 }
@@ -72,11 +72,11 @@ TEST(FilesTest, OnlyARegularFileIsReadAndOnlyWhereItLiesIfLinksAreRefused)
     for (const auto& c : cases) {
         const auto path = folder.Path() / c.name;
         const auto text = ReadWholeFile(path, 4, c.link);
-        EXPECT_EQ(text.Ok(), c.refused == nullptr) << c.name;
-        EXPECT_THAT(text ? text.Value() : text.Message(),
+        EXPECT_EQ(text.has_value(), c.refused == nullptr) << c.name;
+        EXPECT_THAT(text ? text.value() : text.error().message,
                     StartsWith(c.refused == nullptr ? "text" : path.string() + ": cannot be read: " + c.refused));
     }
-    EXPECT_THAT(ReadWholeFile(folder.Path() / "file", 3).Message(), HasSubstr("larger than the 3 bytes"));
+    EXPECT_THAT(ReadWholeFile(folder.Path() / "file", 3).error().message, HasSubstr("larger than the 3 bytes"));
 }
 
 }  // namespace

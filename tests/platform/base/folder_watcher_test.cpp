@@ -21,8 +21,8 @@ protected:
     void Watch(const fs::path& folder)
     {
         auto watcher = FolderWatcher::Start(folder, [this](const std::string& name) { heard_.Add(name); });
-        ASSERT_TRUE(watcher) << watcher.Message();
-        watcher_ = std::move(watcher.Value());
+        ASSERT_TRUE(watcher) << watcher.error().message;
+        watcher_ = std::move(watcher.value());
     }
     bool Hears(const std::string& name)
     {
@@ -79,7 +79,7 @@ TEST_F(FolderWatcherTest, StopsWhileTheFolderIsGoneAndNeedsOneToStart)
     watcher_.reset();
     const auto none = FolderWatcher::Start(folder_, [](const std::string&) {});
     ASSERT_FALSE(none);
-    EXPECT_THAT(none.Message(), testing::StartsWith(folder_.string() + ": cannot be watched: "));
+    EXPECT_THAT(none.error().message, testing::StartsWith(folder_.string() + ": cannot be watched: "));
 }
 
 }  // namespace

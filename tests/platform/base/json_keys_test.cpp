@@ -110,7 +110,7 @@ TEST(JsonKeys, AValueOutsideItsKindIsRefused)
     };
     for (const auto& [json, fault] : cases) {
         const std::string separator = fault[0] == 'a' ? ": " : ".";
-        EXPECT_EQ(RadioKeys().Parse(std::string("{\"timing\": ") + json + "}", "f").Message(),
+        EXPECT_EQ(RadioKeys().Parse(std::string("{\"timing\": ") + json + "}", "f").error().message,
                   "f: timing" + separator + fault);
     }
 }
@@ -139,12 +139,12 @@ TEST(JsonKeys, AFaultSaysWhereTextStopsBeingJson)
         {"\"a\"", ": the value is not an object"},  // for a secret is below
     };
     for (const auto& [text, fault] : cases) {
-        EXPECT_EQ(RadioKeys().Parse(text, "f").Message(), std::string("f") + fault + " (one JSON object)");
+        EXPECT_EQ(RadioKeys().Parse(text, "f").error().message, std::string("f") + fault + " (one JSON object)");
     }
     const auto list = ListKind(RadioKeys(), "a list of radios");
-    EXPECT_EQ(list.Parse("{}", "f").Message(), "f: an object is not a list (one JSON list)");
-    EXPECT_EQ(list.Parse("[", "f").Message(), "f:1:2: the JSON ends too early (one JSON list)");
-    EXPECT_THAT(list.Parse("[{}]", "f").Message(), HasSubstr("f: 0.timing.wait_ms: missing"));
+    EXPECT_EQ(list.Parse("{}", "f").error().message, "f: an object is not a list (one JSON list)");
+    EXPECT_EQ(list.Parse("[", "f").error().message, "f:1:2: the JSON ends too early (one JSON list)");
+    EXPECT_THAT(list.Parse("[{}]", "f").error().message, HasSubstr("f: 0.timing.wait_ms: missing"));
 }
 
 TEST(JsonKeys, NoFaultShowsASecret)
@@ -158,7 +158,7 @@ TEST(JsonKeys, NoFaultShowsASecret)
         EXPECT_THAT(FaultsOf(json), ElementsAre(fault));
     }
     Radio radio;
-    EXPECT_EQ(RadioKeys().SetTyped(radio, "link.key", "example").Message(),
+    EXPECT_EQ(RadioKeys().SetTyped(radio, "link.key", "example").error().message,
               "link.key: the value is too short (8 bytes)");
 }
 
@@ -171,19 +171,20 @@ TEST(JsonKeys, WhatIsPrintedReadsBackAsTheSame)
     radio.names.clear();
     radio.stations = {{"a\"b", true}, {"home", false}};
     const std::string text = RadioKeys().Print(radio);
-    EXPECT_EQ(RadioKeys().Parse(text, "f").Value(), radio) << text;
+    EXPECT_EQ(RadioKeys().Parse(text, "f").value(), radio) << text;
     EXPECT_THAT(text, testing::Not(HasSubstr("\"on\""))) << "omitted, for it has its default";
     radio.isOn = false;
-    EXPECT_EQ(RadioKeys().Parse(RadioKeys().Print(radio), "f").Value(), radio);
+    EXPECT_EQ(RadioKeys().Parse(RadioKeys().Print(radio), "f").value(), radio);
 
     const Tests::TempFolder folder;
     const auto file = folder.Path() / "radio.json";
-    EXPECT_THAT(RadioKeys().Load(file, 4096).Message(), HasSubstr(file.string()));
+    EXPECT_THAT(RadioKeys().Load(file, 4096).error().message, HasSubstr(file.string()));
     std::ofstream(file) << text;
     EXPECT_TRUE(RadioKeys().Load(file, 4096));
-    EXPECT_THAT(RadioKeys().Load(file, 3).Message(), HasSubstr(file.string()));
+    EXPECT_THAT(RadioKeys().Load(file, 3).error().message, HasSubstr(file.string()));
     std::ofstream(file) << "{";
-    EXPECT_THAT(RadioKeys().Load(file, 4096).Message(), HasSubstr(file.string() + ":1:2: the JSON ends too early"));
+    EXPECT_THAT(RadioKeys().Load(file, 4096).error().message,
+                HasSubstr(file.string() + ":1:2: the JSON ends too early"));
 }
 
 TEST(JsonKeys, AKeyIsSetAndShownAsAPersonTypesIt)
@@ -205,16 +206,16 @@ TEST(JsonKeys, AKeyIsSetAndShownAsAPersonTypesIt)
     for (const auto& [name, typed, fault] : cases) {
         Radio radio;
         const Result<void> set = RadioKeys().SetTyped(radio, name, typed);
-        ASSERT_EQ(set ? "" : set.Message(), fault) << name << "=" << typed;
+        ASSERT_EQ(set ? "" : set.error().message, fault) << name << "=" << typed;
         EXPECT_EQ(radio == Radio{}, !set) << name << "=" << typed;
         for (const JsonKey& key : RadioKeys().Keys()) {
             EXPECT_TRUE(!set || key.name != name || RadioKeys().Typed(key, radio) == typed) << name;
         }
     }
     Radio radio;
-    EXPECT_THAT(RadioKeys().SetTyped(radio, "link.key", std::string_view("example\0", 8)).Message(),
+    EXPECT_THAT(RadioKeys().SetTyped(radio, "link.key", std::string_view("example\0", 8)).error().message,
                 HasSubstr("link.key: the value holds a NUL byte"));
-    EXPECT_THAT(RadioKeys().SetTyped(radio, "link.key", "exampl\xC3\xA9\xFF").Message(),
+    EXPECT_THAT(RadioKeys().SetTyped(radio, "link.key", "exampl\xC3\xA9\xFF").error().message,
                 HasSubstr("link.key: the value is not UTF-8"));
 }
 

@@ -45,8 +45,8 @@ TEST(Utf8Test, EscapesWhatIsNoUtf8OrWouldNotBeSeen)
         EXPECT_EQ(EscapeInvalid(c.bytes), c.invalidEscaped) << c.what;
         EXPECT_EQ(EscapeHidden(c.bytes), c.hiddenEscaped) << c.what;
         EXPECT_EQ(EscapeBytes(c.bytes), c.hiddenEscaped) << c.what;
-        EXPECT_EQ(UnescapeBytes(c.hiddenEscaped).Value(), c.bytes) << c.what;
-        EXPECT_EQ(UnescapeBytes(c.bytes).Value(), c.bytes) << c.what;
+        EXPECT_EQ(UnescapeBytes(c.hiddenEscaped).value(), c.bytes) << c.what;
+        EXPECT_EQ(UnescapeBytes(c.bytes).value(), c.bytes) << c.what;
         EXPECT_EQ(EscapeHidden(EscapeHidden(c.bytes)), c.hiddenEscaped) << c.what;
     }
 }
@@ -55,11 +55,12 @@ TEST(Utf8Test, EscapedBytesOfTwoNamesNeverAgree)
 {
     for (const auto& [bytes, escaped] : {std::pair{"\xFF", R"(\xff)"}, {R"(\xff)", R"(\\xff)"}, {R"(\)", R"(\\)"}}) {
         EXPECT_EQ(EscapeBytes(bytes), escaped);
-        EXPECT_EQ(UnescapeBytes(escaped).Value(), bytes);
+        EXPECT_EQ(UnescapeBytes(escaped).value(), bytes);
     }
-    EXPECT_EQ(UnescapeBytes(R"(\xfF)").Value(), "\xFF");
+    EXPECT_EQ(UnescapeBytes(R"(\xfF)").value(), "\xFF");
     for (const char* const damaged : {R"(caf\)", R"(caf\x)", R"(caf\x0)", R"(caf\x0g)", R"(caf\x-1)", R"(caf\n00)"}) {
-        EXPECT_EQ(UnescapeBytes(damaged).Message(), R"(the backslash at byte 4 begins neither \\ nor \xNN)") << damaged;
+        EXPECT_EQ(UnescapeBytes(damaged).error().message, R"(the backslash at byte 4 begins neither \\ nor \xNN)")
+            << damaged;
     }
 }
 

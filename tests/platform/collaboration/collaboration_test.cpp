@@ -69,7 +69,7 @@ protected:
         if (server) {
             server->Stop();
         }
-        server = CollaborationServer::Start(options).Value();
+        server = CollaborationServer::Start(options).value();
         registry->AddSystemAbility(COLL_FWK_SA_ID, server);
     }
     StartResult Start()

@@ -24,7 +24,7 @@ class EventFileTest : public testing::Test {
 protected:
     std::shared_ptr<EventFile> Open()
     {
-        return EventFile::Open({path_, 10 * EventLine(Event("1000")).size(), 3}).Value();
+        return EventFile::Open({path_, 10 * EventLine(Event("1000")).size(), 3}).value();
     }
     void WriteUntil(EventFile& file, int until)
     {
@@ -37,7 +37,7 @@ protected:
     {
         EventPage page;
         for (; from < until; cursor_ = page.next) {
-            page = file.Read(cursor_, 300, milliseconds(0)).Value();
+            page = file.Read(cursor_, 300, milliseconds(0)).value();
             EXPECT_EQ(page.missed, std::exchange(missed, false)) << from;
             ASSERT_NE(page.next, cursor_) << from;
             std::istringstream lines(page.lines);
@@ -45,7 +45,7 @@ protected:
                 EXPECT_NE(line.find("{\"TEXT\":\"" + std::to_string(from) + "\"}}"), std::string::npos) << line;
             }
         }
-        EXPECT_EQ(file.Read(cursor_, 300, milliseconds(0)).Value().next, cursor_);
+        EXPECT_EQ(file.Read(cursor_, 300, milliseconds(0)).value().next, cursor_);
     }
 
     const Tests::TempFolder folder_;
@@ -67,7 +67,7 @@ TEST_F(EventFileTest, ARotatedFileKeepsTheNewestAndItsReadersMissNothingUnnotice
     EXPECT_FALSE(file->Read(cursor_ + 1, 300, milliseconds(0))) << "a cursor that was never given";
     EXPECT_LT(file->Write(Event(std::string(MAX_EVENT_BYTES, 'x'))), 0);
     std::thread writer([&] { WriteUntil(*file, 1096); });
-    EXPECT_NE(file->Read(cursor_, 300, std::chrono::seconds(20)).Value().lines, "") << "waits for the next event";
+    EXPECT_NE(file->Read(cursor_, 300, std::chrono::seconds(20)).value().lines, "") << "waits for the next event";
     writer.join();
 }
 

@@ -37,8 +37,8 @@ const std::string RECEIVED =
 
 TEST(JournalTest, LinesAndEventsReachItsSocketWithTheirFields)
 {
-    MakeJournalLogSink().Value()->Write({LogLevel::WARN, {0xD0015B1, "Tag"}, " a line"});
-    EXPECT_EQ(MakeJournalSysEventSink().Value()->Write(
+    MakeJournalLogSink().value()->Write({LogLevel::WARN, {0xD0015B1, "Tag"}, " a line"});
+    EXPECT_EQ(MakeJournalSysEventSink().value()->Write(
                   {{}, "NETMANAGER", "FAULT", 1, {{"ERROR_TYPE", -97}, {"ERROR_MSG", "a\tb"}}}),
               0);
     EXPECT_EQ(Sent(), RECEIVED);

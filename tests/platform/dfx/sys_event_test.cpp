@@ -17,8 +17,8 @@ protected:
     SysEventTest()
     {
         auto sink = EventFile::Open({file_});
-        EXPECT_TRUE(sink) << sink.Message();
-        SetSysEventSink(sink.Value());
+        EXPECT_TRUE(sink) << sink.error().message;
+        SetSysEventSink(sink.value());
     }
     ~SysEventTest() override { SetSysEventSink(nullptr); }
 
@@ -73,7 +73,7 @@ TEST_F(SysEventTest, LinesOfSeveralThreadsNeverMixAndEarlierOnesStay)
     write();
     other.join();
     SetSysEventSink(nullptr);
-    SetSysEventSink(EventFile::Open({file_}).Value());
+    SetSysEventSink(EventFile::Open({file_}).value());
     EXPECT_EQ(QuSysEvent::Write("D", "LAST", QuSysEvent::STATISTIC), 0);
     const auto lines = Lines();
     EXPECT_EQ(lines.size(), 401U);

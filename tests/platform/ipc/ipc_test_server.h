@@ -72,7 +72,7 @@ protected:
         const auto identify = [](const PeerCredentials& peer) {
             return CallerIdentity{peer.pid, peer.uid, TEST_TOKEN, (1ULL << 32) | TEST_TOKEN};
         };
-        server_ = std::move(IpcServer::Start(options_, identify, std::move(dispatch)).Value());
+        server_ = std::move(IpcServer::Start(options_, identify, std::move(dispatch)).value());
     }
     // Replies with the integer that it was sent.
     static int32_t Echo(MessageParcel& data, MessageParcel& reply)
@@ -101,12 +101,12 @@ protected:
         return Eventually([this, count] { return entered_ == count; });
     }
 
-    std::shared_ptr<IpcConnection> Connect() const { return IpcConnection::Connect(options_.socketPath).Value(); }
+    std::shared_ptr<IpcConnection> Connect() const { return IpcConnection::Connect(options_.socketPath).value(); }
     UniqueFd ConnectRaw() const
     {
         auto socket = ConnectTo(options_.socketPath, WAIT_LIMIT);
-        SetReceiveLimit(socket.Value().Get(), WAIT_LIMIT);
-        return std::move(socket.Value());
+        SetReceiveLimit(socket.value().Get(), WAIT_LIMIT);
+        return std::move(socket.value());
     }
     // A new client that has sent one request.
     UniqueFd Send(uint32_t code = 1) const

@@ -61,8 +61,8 @@ sptr<SoftBusServer> StartBus(const Trust::Identity& identity, const std::string&
     options.deviceName = name;
     options.peerAddresses = std::move(peers);
     auto bus = SoftBusServer::Start(identity, std::move(options));
-    EXPECT_TRUE(bus) << bus.Message();
-    return bus ? bus.Value() : nullptr;
+    EXPECT_TRUE(bus) << bus.error().message;
+    return bus ? bus.value() : nullptr;
 }
 
 bool SeesOnline(const sptr<SoftBusServer>& bus, const std::string& networkId)
@@ -111,7 +111,7 @@ std::pair<int, int> PairTest::OpenPair()
 }
 
 Bare::Bare(const std::string& address, const Trust::Identity& identity)
-    : context_(Trust::TlsContext::Make(identity).Value()), ssl_(context_->NewClient({}))
+    : context_(Trust::TlsContext::Make(identity).value()), ssl_(context_->NewClient({}))
 {
     BIO* const tcp = BIO_new_connect(address.c_str());
     SSL_set_bio(ssl_.get(), tcp, tcp);

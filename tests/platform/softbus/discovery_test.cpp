@@ -117,7 +117,7 @@ TEST_F(DiscoveryTest, AnnouncementsAreGoneWithTheirFolder)
     Vexo::Tests::Trail<std::string> changes;
     const auto made = Announcements::Start(
         announced, own, [&](const std::string&, const auto& where) { changes.Add(where ? "there" : "gone"); });
-    ASSERT_TRUE(made) << made.Message();
+    ASSERT_TRUE(made) << made.error().message;
     EXPECT_EQ(changes.WaitFor(1).back(), "there");
     std::filesystem::rename(announced, folder.Path() / "elsewhere");
     EXPECT_TRUE(Eventually([&] { return changes.WaitFor(0).back() == "gone"; }));
@@ -168,7 +168,7 @@ TEST_F(DiscoveryTest, WhatCannotBeUsedIsRefusedAtTheStart)
         c.change(options);
         const auto started = SoftBusServer::Start(laptop, options);
         ASSERT_FALSE(started) << c.expected;
-        EXPECT_NE(started.Message().find(c.expected), std::string::npos) << started.Message();
+        EXPECT_NE(started.error().message.find(c.expected), std::string::npos) << started.error().message;
     }
 }
 

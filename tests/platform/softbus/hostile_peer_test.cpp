@@ -26,7 +26,7 @@ protected:
         Frame frame;
         EXPECT_TRUE(by.ReadFrame(frame));
         EXPECT_EQ(frame.kind, FrameKind::OPENED);
-        EXPECT_EQ(DecodeOpened(frame.payload).Value(), 0);
+        EXPECT_EQ(DecodeOpened(frame.payload).value(), 0);
         return atPhone.WaitFor(Kind::OPENED).id;
     }
     std::unique_ptr<Bare> Connect() { return std::make_unique<Bare>(phone->ListenAddress(), identity); }
@@ -133,7 +133,7 @@ TEST_F(HostilePeerTest, OnePeerHoldsItsShareOfSessionsAndOthersFindRoom)
         EXPECT_TRUE(opens.back()->Handshake());
         EXPECT_TRUE(opens.back()->WriteFrame(FrameKind::OPEN, EncodeOpen({TYPE_BYTES, server, "bare"})));
         Frame frame;
-        return !waits && opens.back()->ReadFrame(frame) ? DecodeOpened(frame.payload).Value() : 1;
+        return !waits && opens.back()->ReadFrame(frame) ? DecodeOpened(frame.payload).value() : 1;
     };
     EXPECT_EQ(answer(NAME, false), SOFTBUS_OK);
     EXPECT_EQ(answer(NAME, false), SOFTBUS_OK);

@@ -37,7 +37,7 @@ TEST_F(AccountTest, AdmitsADeviceThatThenBelongsToItButCannotAdmit)
     EXPECT_EQ(joined.accountName, "home");
     EXPECT_EQ(X509_check_ca(joined.certificate.get()), 0);
     EXPECT_GT(joined.CertificateExpiry(), std::chrono::system_clock::now() + DEVICE_VALIDITY - std::chrono::hours(1));
-    ExpectRefused(Admit(phone, MakeRequest(devices.Folder("tablet"), "tablet").Value()),
+    ExpectRefused(Admit(phone, MakeRequest(devices.Folder("tablet"), "tablet").value()),
                   "does not hold the account's key");
     ExpectRefused(CreateAccount(phone, "another", "phone"), "\"home\"");
 }
@@ -75,8 +75,8 @@ TEST_F(AccountTest, RefusesChainsThatDoNotFitTheDevice)
 TEST_F(AccountTest, ADeviceBelongsToItNoLongerThanItLasts)
 {
     const auto accountFile = laptop / ACCOUNT_CERTIFICATE_FILE;
-    const Certificate account = std::move(ReadCertificateFile(accountFile).Value());
-    const PrivateKey key = std::move(ReadKeyFile(laptop / ACCOUNT_KEY_FILE).Value());
+    const Certificate account = std::move(ReadCertificateFile(accountFile).value());
+    const PrivateKey key = std::move(ReadKeyFile(laptop / ACCOUNT_KEY_FILE).value());
     const auto endAfter = [&](std::chrono::seconds time) {
         const Certificate changed = EndingAt(account.get(), key.get(), std::time(nullptr) + time.count());
         EXPECT_TRUE(WriteCertificateFile(accountFile, changed.get()));
@@ -90,7 +90,7 @@ TEST_F(AccountTest, ADeviceBelongsToItNoLongerThanItLasts)
               0);
     const std::string briefer = devices.Chain("tablet", "laptop", std::chrono::hours(1));
     endAfter(std::chrono::hours(-1));
-    ExpectRefused(Admit(laptop, MakeRequest(devices.Folder("watch"), "watch").Value()), "account's certificate has");
+    ExpectRefused(Admit(laptop, MakeRequest(devices.Folder("watch"), "watch").value()), "account's certificate has");
     const std::string late = briefer.substr(0, briefer.rfind("-----BEGIN")) + Read(accountFile);
     ExpectRefused(Install(devices.Folder("tablet"), late), "account's certificate has expired");
 }

@@ -64,7 +64,7 @@ TEST(IdentityTest, ThatIsDamagedIsRefusedByNameAndLeftAsItIs)
         const auto before = Contents(folder);
         const auto loaded = LoadOrCreateIdentity(folder);
         ExpectRefused(loaded, advice);
-        EXPECT_EQ(loaded.Message().find(folder + blamed + ":"), 0u) << loaded.Message();
+        EXPECT_EQ(loaded.error().message.find(folder + blamed + ":"), 0u) << loaded.error().message;
         EXPECT_EQ(Contents(folder), before);
     }
 }
@@ -97,7 +97,7 @@ TEST(IdentityTest, IsMadeOnceForAllWhoAskAtOnceAndReadableByItsOwnerOnly)
     for (auto& ids : made) {
         ids = std::async(std::launch::async, [&folder] {
             const auto identity = LoadOrCreateIdentity(folder);
-            return identity ? identity.Value().networkId + identity.Value().deviceId : identity.Message();
+            return identity ? identity.value().networkId + identity.value().deviceId : identity.error().message;
         });
     }
     const std::string first = made[0].get();

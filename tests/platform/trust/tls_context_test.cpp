@@ -13,8 +13,8 @@ using Context = std::shared_ptr<TlsContext>;
 Context ContextOf(const Identity& identity)
 {
     auto made = TlsContext::Make(identity);
-    EXPECT_TRUE(made) << made.Message();
-    return made ? made.Value() : nullptr;
+    EXPECT_TRUE(made) << made.error().message;
+    return made ? made.value() : nullptr;
 }
 
 // Two TLS objects, driven in turns until a byte of the server has reached the client or one of them has failed.
@@ -67,7 +67,7 @@ Identity WithExpiry(Identity identity, EVP_PKEY* accountKey, std::time_t notAfte
 
 class TlsContextTest : public testing::Test {
 protected:
-    void SetUp() override { accountKey = std::move(ReadKeyFile(devices.Folder("laptop") / ACCOUNT_KEY_FILE).Value()); }
+    void SetUp() override { accountKey = std::move(ReadKeyFile(devices.Folder("laptop") / ACCOUNT_KEY_FILE).value()); }
 
     Devices devices;
     const Identity laptop = devices.Enrol("laptop");  // holds the account's key
@@ -85,8 +85,8 @@ TEST_F(TlsContextTest, DevicesOfOneAccountKnowEachOtherAfterTheHandshake)
     const auto server = atLaptop->VerifiedPeer(connection.client.get());
     const auto client = atPhone->VerifiedPeer(connection.server.get());
     ASSERT_TRUE(server && client);
-    EXPECT_EQ(server.Value(), phone.networkId);
-    EXPECT_EQ(client.Value(), laptop.networkId);
+    EXPECT_EQ(server.value(), phone.networkId);
+    EXPECT_EQ(client.value(), laptop.networkId);
     EXPECT_STREQ(SSL_get_cipher_name(connection.client.get()), "TLS_AES_128_GCM_SHA256");
     const Connection another = Connect(atLaptop, atPhone, std::string(64, 'a'));
     EXPECT_FALSE(atLaptop->VerifiedPeer(another.client.get())) << "another device of the account than was asked for";
@@ -120,7 +120,7 @@ TEST_F(TlsContextTest, LaterSessionsResumeEachWithAFreshTicketUntilItIsForgotten
         EXPECT_TRUE(connection.done);
         EXPECT_TRUE(atLaptop->VerifiedPeer(connection.client.get()));
         const auto client = atPhone->VerifiedPeer(connection.server.get());
-        EXPECT_EQ(client ? client.Value() : client.Message(), laptop.networkId);
+        EXPECT_EQ(client ? client.value() : client.error().message, laptop.networkId);
         return SSL_session_reused(connection.client.get()) == 1;
     };
     EXPECT_FALSE(resumes());
@@ -146,7 +146,7 @@ TEST_F(TlsContextTest, ACertificateThatExpiredSinceIsRefusedOnResumption)
     ASSERT_EQ(SSL_session_reused(toBrief.client.get()), 1);
     const auto server = atLaptop->VerifiedPeer(toBrief.client.get());
     ASSERT_FALSE(server);
-    EXPECT_EQ(server.Message(), "certificate has expired");
+    EXPECT_EQ(server.error().message, "certificate has expired");
     EXPECT_TRUE(brief->VerifiedPeer(toBrief.server.get()));
 
     const Connection fromBrief = Connect(brief, atLaptop, laptop.networkId);
@@ -172,7 +172,7 @@ TEST_F(TlsContextTest, AnAccountThatExpiredSinceIsRefusedOnResumption)
         ASSERT_EQ(SSL_session_reused(own), 1);
         const auto peer = brief->VerifiedPeer(own);
         ASSERT_FALSE(peer) << isClient;
-        EXPECT_EQ(peer.Message(), "the account's certificate has expired");
+        EXPECT_EQ(peer.error().message, "the account's certificate has expired");
     }
 }
 

@@ -30,15 +30,15 @@ public:
     void Create(const std::string& device, const std::string& account = "home") const
     {
         const auto created = CreateAccount(Folder(device), account, device);
-        ASSERT_TRUE(created) << created.Message();
+        ASSERT_TRUE(created) << created.error().message;
     }
     // The chain that holder issues to device.
     std::string Chain(const std::string& device, const std::string& holder,
                       std::chrono::hours validity = DEVICE_VALIDITY) const
     {
-        return Admit(Folder(holder), MakeRequest(Folder(device), device).Value(), validity).Value();
+        return Admit(Folder(holder), MakeRequest(Folder(device), device).value(), validity).value();
     }
-    Identity Load(const std::string& device) const { return std::move(LoadIdentity(Folder(device)).Value()); }
+    Identity Load(const std::string& device) const { return std::move(LoadIdentity(Folder(device)).value()); }
     // A new device's identity: the first one makes the account and admits the others.
     Identity Enrol(const std::string& device)
     {
@@ -59,12 +59,12 @@ template <typename Value>
 void ExpectRefused(const Result<Value>& result, const std::string& why)
 {
     ASSERT_FALSE(result) << why;
-    EXPECT_NE(result.Message().find(why), std::string::npos) << result.Message();
+    EXPECT_NE(result.error().message.find(why), std::string::npos) << result.error().message;
 }
 
 inline std::string Read(const std::filesystem::path& file)
 {
-    return ReadWholeFile(file, 1 << 20).Value();
+    return ReadWholeFile(file, 1 << 20).value();
 }
 
 }  // namespace Vexo::Trust::Tests

@@ -46,7 +46,7 @@ TEST(ClosedStateTest, EveryCommandSaysWhoMayEnterAndEndsWithOne)
     const std::filesystem::path closed = world.Path() / "phone";
     ASSERT_TRUE(Trust::CreateAccount(closed / "identity", "home", "phone"));
     const std::string request = world.Path() / "request.csr";
-    ASSERT_TRUE(WriteFileAtomically(request, Trust::MakeRequest(world.Path() / "new", "new").Value(), 0644));
+    ASSERT_TRUE(WriteFileAtomically(request, Trust::MakeRequest(world.Path() / "new", "new").value(), 0644));
     const char* const file = request.c_str();
     const char* const state = closed.c_str();
     for (const std::vector<const char*>& command :

@@ -42,11 +42,11 @@ TEST_P(PeerTest, NamesOneDeviceOrSaysWhyNot)
 {
     const PeerRow& row = GetParam();
     const auto peer = ResolvePeer(row.word, Peers());
-    ASSERT_EQ(peer.Ok(), !row.found.empty());
+    ASSERT_EQ(peer.has_value(), !row.found.empty());
     if (peer) {
-        EXPECT_EQ(peer.Value().networkId, row.found);
+        EXPECT_EQ(peer.value().networkId, row.found);
     } else {
-        EXPECT_NE(peer.Message().find(row.error), std::string::npos) << peer.Message();
+        EXPECT_NE(peer.error().message.find(row.error), std::string::npos) << peer.error().message;
     }
 }
 
@@ -79,9 +79,9 @@ TEST(TimeTest, AnAgeADayOrRfc3339IsATimeAndAnythingElseAnError)
                                                                         {"2h", 7200},
                                                                         {"2026-11-21T12:08:05.5Z", 0.5},
                                                                         {"2026-11-21t14:08:00+02:00", 6}}) {
-        EXPECT_EQ(std::chrono::duration<double>(now - ParseTime(word, now).Value()).count(), secondsAgo) << word;
+        EXPECT_EQ(std::chrono::duration<double>(now - ParseTime(word, now).value()).count(), secondsAgo) << word;
     }
-    EXPECT_EQ(ParseTime("today", now).Value() - ParseTime("yesterday", now).Value(), std::chrono::hours(24));
+    EXPECT_EQ(ParseTime("today", now).value() - ParseTime("yesterday", now).value(), std::chrono::hours(24));
     for (const char* word : {"", "10", "10x", "-1h", "2026-11-21", "2026-02-30T00:00:00Z", "2026-11-21T12:08:06",
                              "2026-11-21T24:00:00Z", "9999999d", "tomorrow"}) {
         EXPECT_FALSE(ParseTime(word, now)) << word;

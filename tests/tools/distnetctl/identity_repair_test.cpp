@@ -30,13 +30,13 @@ struct World {
         Enrol();
     }
     fs::path Identity(const std::string& device) const { return folder.Path() / device / "identity"; }
-    void Enrol() const { InstallAnswerTo(MakeRequest(Identity(MEMBER), MEMBER).Value()); }
+    void Enrol() const { InstallAnswerTo(MakeRequest(Identity(MEMBER), MEMBER).value()); }
     void InstallAnswerTo(const std::string& request) const
     {
         const auto answer = Admit(Identity(HOLDER), request);
-        ASSERT_TRUE(answer) << answer.Message();
-        const auto installed = Install(Identity(MEMBER), answer.Value());
-        EXPECT_TRUE(installed) << (installed ? "" : installed.Message());
+        ASSERT_TRUE(answer) << answer.error().message;
+        const auto installed = Install(Identity(MEMBER), answer.value());
+        EXPECT_TRUE(installed) << (installed ? "" : installed.error().message);
     }
     IdentityChecks Doctor(const std::string& device) const
     {
@@ -65,7 +65,7 @@ bool TrustEachOther(const World& world)
     const auto trusts = [&](const char* one, const char* other) {
         const auto certificate = ReadCertificateFile(world.Identity(other) / DEVICE_CERTIFICATE_FILE);
         const auto anchor = ReadCertificateFile(world.Identity(one) / ACCOUNT_CERTIFICATE_FILE);
-        return certificate && anchor && VerifySignedBy(certificate.Value().get(), anchor.Value().get());
+        return certificate && anchor && VerifySignedBy(certificate.value().get(), anchor.value().get());
     };
     return trusts(HOLDER, MEMBER) && trusts(MEMBER, HOLDER);
 }
@@ -104,14 +104,14 @@ TEST(IdentityRepairTest, TheAdviceMendsEachFileAndKeepsTheAccount)
             }
             if (const auto request = ReadWholeFile(world.folder.Path() / "device.csr", 1 << 16)) {
                 EXPECT_STREQ(fault.device, MEMBER) << advice;
-                world.InstallAnswerTo(request.Value());
+                world.InstallAnswerTo(request.value());
             }
             // What the daemon does at its start.
             const auto mended = LoadOrCreateIdentity(world.Identity(fault.device));
-            ASSERT_TRUE(mended) << advice << mended.Message();
-            EXPECT_EQ(mended.Value().accountName, ACCOUNT) << advice;
-            EXPECT_EQ(mended.Value().holdsAccountKey, fault.device == HOLDER);
-            EXPECT_EQ(mended.Value().networkId == idBefore, fault.keepsNetworkId);
+            ASSERT_TRUE(mended) << advice << mended.error().message;
+            EXPECT_EQ(mended.value().accountName, ACCOUNT) << advice;
+            EXPECT_EQ(mended.value().holdsAccountKey, fault.device == HOLDER);
+            EXPECT_EQ(mended.value().networkId == idBefore, fault.keepsNetworkId);
             EXPECT_TRUE(TrustEachOther(world));
         }
     }
@@ -137,7 +137,7 @@ TEST(IdentityRepairTest, AnOpenAccountKeyIsClosedAndNotMovedAway)
         const std::string advice = world.Doctor(HOLDER).identity.advice;
         EXPECT_EQ(world.Run(CommandsOf(advice)), 0) << advice;
     }
-    EXPECT_TRUE(LoadIdentity(world.Identity(HOLDER)).Value().holdsAccountKey);
+    EXPECT_TRUE(LoadIdentity(world.Identity(HOLDER)).value().holdsAccountKey);
     EXPECT_TRUE(TrustEachOther(world));
 }
 
@@ -147,7 +147,7 @@ TEST(IdentityRepairTest, TheKeyOfAnAccountSignsUnderNoOtherName)
     fs::remove(world.Identity(HOLDER) / DEVICE_CERTIFICATE_FILE);
     const auto made = CreateAccount(world.Identity(HOLDER), "another", HOLDER);
     ASSERT_FALSE(made);
-    EXPECT_NE(made.Message().find(ACCOUNT), std::string::npos) << made.Message();
+    EXPECT_NE(made.error().message.find(ACCOUNT), std::string::npos) << made.error().message;
     EXPECT_TRUE(CreateAccount(world.Identity(HOLDER), ACCOUNT, HOLDER));
     EXPECT_TRUE(TrustEachOther(world));
 }
