@@ -1,7 +1,7 @@
 #include <array>
 
 #include "client/distnet_client.h"
-#include "distributed/services/service/distnet_errors.h"
+#include "distributed/services/utils/distnet_errors.h"
 
 namespace Vexo::Client {
 

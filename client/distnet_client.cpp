@@ -4,8 +4,8 @@
 #include <utility>
 
 #include "client/remote_call.h"
-#include "distributed/services/service/distnet_errors.h"
 #include "distributed/services/service/i_distnet_service.h"
+#include "distributed/services/utils/distnet_errors.h"
 #include "host/i_distnet_host.h"
 #include "platform/ability/ability_ids.h"
 

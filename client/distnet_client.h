@@ -2,7 +2,7 @@
 // until the answer is there or its limit has passed, and never throws. A dead or absent daemon is an error in the
 // result, not a crash. Calls of one client run one at a time; any thread. Closing the client (or its destruction)
 // releases the service, so that an idle daemon can unload it. Result codes:
-// distributed/services/service/distnet_errors.h.
+// distributed/services/utils/distnet_errors.h.
 #pragma once
 
 #include <chrono>

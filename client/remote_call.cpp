@@ -2,7 +2,7 @@
 
 #include <utility>
 
-#include "distributed/services/service/distnet_errors.h"
+#include "distributed/services/utils/distnet_errors.h"
 
 namespace Vexo::Client {
 

@@ -39,8 +39,8 @@ install(TARGETS distnet_platform distnet_client
 
 install(TARGETS distnet_client LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development NAMELINK_ONLY)
 install(FILES client/distnet_client.h DESTINATION include/distnet/client COMPONENT development)
-install(FILES distributed/services/service/distnet_errors.h
-    DESTINATION include/distnet/distributed/services/service COMPONENT development)
+install(FILES distributed/services/utils/distnet_errors.h
+    DESTINATION include/distnet/distributed/services/utils COMPONENT development)
 configure_file(packaging/distnet-client.pc.in packaging/distnet-client.pc @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/packaging/distnet-client.pc"
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)

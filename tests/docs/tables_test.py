@@ -62,10 +62,10 @@ class Tables(unittest.TestCase):
         for header, enumeration, page, heading in [
                 ("tools/distnetctl/output.h", "ExitCode", "distnetctl.md", "## Exit codes"),
                 ("tools/distnetctl/output.h", "LocalCode", "distnetctl.md", "## JSON"),
-                ("distributed/services/service/distnet_errors.h", "DistNetResult", "distnetctl.md",
+                ("distributed/services/utils/distnet_errors.h", "DistNetResult", "distnetctl.md",
                  "## Result codes of the service"),
-                ("distributed/services/service/distnet_errors.h", "HotspotFailure", "errors.md", "## Failure codes in events"),
-                ("distributed/services/service/distnet_errors.h", "RemoteInfoFailure", "errors.md",
+                ("distributed/services/utils/distnet_errors.h", "HotspotFailure", "errors.md", "## Failure codes in events"),
+                ("distributed/services/utils/distnet_errors.h", "RemoteInfoFailure", "errors.md",
                  "## Failure codes of capability items"),
                 ("distributed/services/service/i_distnet_service.h", "DistNetInterfaceCode", "ipc.md",
                  "## Ability 1163: the service"),
@@ -75,7 +75,7 @@ class Tables(unittest.TestCase):
             with self.subTest(enumeration):
                 told = {row[0] for row in rows(page, heading)}
                 self.assertEqual(set(numbers(header, enumeration).values()) - {"0"}, told - {"0"})
-        codes = numbers("distributed/services/service/distnet_errors.h", "DistNetResult")
+        codes = numbers("distributed/services/utils/distnet_errors.h", "DistNetResult")
         texts = re.findall(r'ROW\((\w+), "(.*?)"', (SOURCE / "client/code_text.cpp").read_text())
         self.assertEqual([(codes[name], text) for name, text in texts],
                          [tuple(row) for row in rows("distnetctl.md", "## Result codes of the service")])

@@ -11,7 +11,7 @@
 #include <sstream>
 #include <thread>
 
-#include "distributed/services/service/distnet_errors.h"
+#include "distributed/services/utils/distnet_errors.h"
 #include "platform/ipc/ipc_types.h"
 #include "tests/end_to_end/failure_acts.h"
 

@@ -5,8 +5,8 @@
 
 #include <future>
 
-#include "distributed/services/service/distnet_errors.h"
 #include "distributed/services/service/i_distnet_service.h"
+#include "distributed/services/utils/distnet_errors.h"
 #include "platform/ability/ability_ids.h"
 #include "platform/access/policy.h"
 #include "platform/ipc/ipc_skeleton.h"

@@ -12,14 +12,23 @@ CHECK = sys.argv.pop(1)
 HEADERS = ["platform/base/a.h", "platform/ipc/a.h", "platform/ability/a.h", "platform/trust/a.h", "host/host.h",
            "host/i_host_ability.h", "client/a.h", "backends/simulated/device_state.h", "backends/simulated/air.h",
            "backends/linux/a.h", "distributed/services/service/a.h",
-           "distributed/services/service/i_distnet_service.h", "tests/support/a.h"]
+           "distributed/services/service/i_distnet_service.h", "distributed/services/utils/a.h",
+           "distributed/services/link/a.h", "distributed/services/converged/awareness/a.h",
+           "distributed/services/converged/decision/src/a.h", "tests/support/a.h"]
 
 # File → includes that pass, includes that are refused.
 CASES = {
     "platform/ability/x.cpp": (['"platform/ipc/a.h"', "<sys/socket.h>"],
                                ['"platform/trust/a.h"', '"a.h"', '"platform/ability/none.h"', '"tests/support/a.h"']),
-    "distributed/services/service/x.cpp": (['"platform/trust/a.h"', "<vector>", "<cjson/cJSON.h>"],
+    "distributed/services/service/x.cpp": (['"platform/trust/a.h"', '"distributed/services/converged/decision/src/a.h"',
+                                            "<vector>", "<cjson/cJSON.h>"],
                                            ['"host/host.h"', '"client/a.h"', "<unistd.h>", "<platform/base/a.h>"]),
+    "distributed/services/link/x.cpp": (['"distributed/services/utils/a.h"', '"distributed/services/link/a.h"'],
+                                        ['"distributed/services/service/a.h"',
+                                         '"distributed/services/converged/awareness/a.h"']),
+    "distributed/services/converged/awareness/x.cpp": (['"distributed/services/link/a.h"'],
+                                                       ['"distributed/services/converged/decision/src/a.h"']),
+    "distributed/services/new/x.cpp": ([], ["<vector>"]),
     "backends/simulated/x.cpp": (['"platform/trust/a.h"', '"backends/simulated/air.h"'],
                                  ['"backends/linux/a.h"', '"host/host.h"']),
     "host/x.cpp": (['"backends/linux/a.h"', '"platform/trust/a.h"'], ['"distributed/services/service/a.h"']),

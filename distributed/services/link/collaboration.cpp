@@ -6,7 +6,7 @@
 
 #include "distributed/services/link/collaboration_listener.h"
 #include "distributed/services/link/link_message.h"
-#include "distributed/services/service/distnet_errors.h"
+#include "distributed/services/utils/distnet_errors.h"
 #include "distributed/services/utils/net_mgr_log_wrapper.h"
 #include "platform/ability/ability_ids.h"
 #include "platform/collaboration/collaboration_ability.h"

@@ -2,7 +2,7 @@
 // (platform/collaboration/collaboration_ability.h) instead of a soft bus session: it starts and stops collaborations,
 // and lets a requester wait first for its peer's receiver and then for the answer. CollaborationCallback is what the
 // framework calls, on its own threads; received messages go to collaboration_listener.h. Any thread. Locks, in order:
-// receiverMutex_, those of hotspotAnswer_, readyEntriesMutex_. Results: service/distnet_errors.h and the framework's
+// receiverMutex_, those of hotspotAnswer_, readyEntriesMutex_. Results: utils/distnet_errors.h and the framework's
 // own.
 #pragma once
 

@@ -3,7 +3,7 @@
 #include "distributed/services/link/collaboration.h"
 #include "distributed/services/link/hotspot_exchange.h"
 #include "distributed/services/link/start_hotspot_response.h"
-#include "distributed/services/service/distnet_errors.h"
+#include "distributed/services/utils/distnet_errors.h"
 #include "distributed/services/utils/net_mgr_log_wrapper.h"
 #include "platform/base/securec.h"
 #include "platform/collaboration/collaboration_ability.h"

@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "distributed/services/service/distnet_errors.h"
+#include "distributed/services/utils/distnet_errors.h"
 #include "distributed/services/utils/net_mgr_log_wrapper.h"
 #include "platform/ability/ability_ids.h"
 #include "platform/wifi/wifi_device.h"

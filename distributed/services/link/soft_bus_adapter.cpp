@@ -4,8 +4,8 @@
 
 #include "distributed/services/link/data_listener.h"
 #include "distributed/services/link/link_message.h"
-#include "distributed/services/service/distnet_errors.h"
 #include "distributed/services/utils/common_utils.h"
+#include "distributed/services/utils/distnet_errors.h"
 #include "distributed/services/utils/net_mgr_log_wrapper.h"
 #include "distributed/services/utils/singleton.h"
 #include "platform/base/securec.h"

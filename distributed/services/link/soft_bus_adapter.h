@@ -1,7 +1,7 @@
 // SoftBusAdapter: the service's only user of soft bus sessions (platform/softbus/session.h). It serves the session
 // name, opens a session and waits for it, sends link messages (link_message.h), and lets a requester wait for its
 // peer's answer. Any thread; the soft bus calls back on its own threads. Received bytes go to data_listener.h. Results:
-// service/distnet_errors.h.
+// utils/distnet_errors.h.
 #pragma once
 
 #include <atomic>

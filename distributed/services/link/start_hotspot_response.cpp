@@ -5,7 +5,7 @@
 
 #include <cjson/cJSON.h>
 
-#include "distributed/services/service/distnet_errors.h"
+#include "distributed/services/utils/distnet_errors.h"
 #include "distributed/services/utils/net_mgr_log_wrapper.h"
 #include "platform/base/securec.h"
 

@@ -1,7 +1,7 @@
 #include "distributed/services/service/distnet_service.h"
 
 #include "distributed/services/converged/decision/src/converged_decision_manager.h"
-#include "distributed/services/service/distnet_errors.h"
+#include "distributed/services/utils/distnet_errors.h"
 #include "distributed/services/utils/net_mgr_log_wrapper.h"
 #include "platform/ability/iservice_registry.h"
 

@@ -2,10 +2,10 @@
 #include <array>
 
 #include "distributed/services/link/device_manager_adapter.h"
-#include "distributed/services/service/distnet_errors.h"
 #include "distributed/services/service/distnet_service.h"
 #include "distributed/services/service/event_report.h"
 #include "distributed/services/service/qu_trace.h"
+#include "distributed/services/utils/distnet_errors.h"
 #include "distributed/services/utils/net_mgr_log_wrapper.h"
 #include "platform/ability/ability_ids.h"
 #include "platform/telephony/core_service_client.h"

@@ -2,9 +2,9 @@
 
 #include <algorithm>
 
-#include "distributed/services/service/distnet_errors.h"
 #include "distributed/services/service/distnet_permissions.h"
 #include "distributed/services/utils/common_utils.h"
+#include "distributed/services/utils/distnet_errors.h"
 #include "distributed/services/utils/net_mgr_log_wrapper.h"
 #include "platform/access/accesstoken_kit.h"
 #include "platform/ipc/ipc_skeleton.h"

@@ -1,6 +1,6 @@
 // IDistNetService: the remote interface of ability 1163. Parcels of each request, in order: docs/ipc.md. Callers need
 // the system-app flag and PERMISSION_CONNECTIVITY_INTERNAL. Results are int32 codes, 0 for success; their table is
-// distributed/services/service/distnet_errors.h. Every operation blocks until the service has answered.
+// distributed/services/utils/distnet_errors.h. Every operation blocks until the service has answered.
 #pragma once
 
 #include <cstdint>

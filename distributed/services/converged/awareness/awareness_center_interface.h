@@ -1,5 +1,5 @@
 // AwarenessCenterInterface: where the rest of the service registers for awareness events. Any thread. Results:
-// service/distnet_errors.h. What is behind it: awareness_center_manager.h.
+// utils/distnet_errors.h. What is behind it: awareness_center_manager.h.
 #pragma once
 
 #include <cstdint>

@@ -7,7 +7,7 @@
 #include "distributed/services/link/collaboration.h"
 #include "distributed/services/link/device_manager_adapter.h"
 #include "distributed/services/link/soft_bus_adapter.h"
-#include "distributed/services/service/distnet_errors.h"
+#include "distributed/services/utils/distnet_errors.h"
 #include "distributed/services/utils/net_mgr_log_wrapper.h"
 #include "distributed/services/utils/singleton.h"
 #include "platform/ability/iservice_registry.h"

@@ -4,7 +4,7 @@
 #include <shared_mutex>
 #include <utility>
 
-#include "distributed/services/service/distnet_errors.h"
+#include "distributed/services/utils/distnet_errors.h"
 #include "distributed/services/utils/ffrt_utils.h"
 #include "distributed/services/utils/net_mgr_log_wrapper.h"
 #include "platform/ability/iservice_registry.h"

@@ -1,6 +1,6 @@
 #include "distributed/services/converged/configuration/configuration_center_manager.h"
 
-#include "distributed/services/service/distnet_errors.h"
+#include "distributed/services/utils/distnet_errors.h"
 #include "distributed/services/utils/net_mgr_log_wrapper.h"
 #include "distributed/services/utils/singleton.h"
 

@@ -1,6 +1,6 @@
 #include "distributed/services/link/collaboration.h"
 
-#include "distributed/services/service/distnet_errors.h"
+#include "distributed/services/utils/distnet_errors.h"
 #include "tests/distributed/services/link/link_fixture.h"
 #include "tests/support/fake_collaboration.h"
 

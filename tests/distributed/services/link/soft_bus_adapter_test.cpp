@@ -2,7 +2,7 @@
 
 #include <future>
 
-#include "distributed/services/service/distnet_errors.h"
+#include "distributed/services/utils/distnet_errors.h"
 #include "tests/distributed/services/link/link_fixture.h"
 
 namespace Vexo::NetManagerStandard {

@@ -4,7 +4,7 @@
 
 #include "distributed/services/converged/awareness/awareness_center_interface.h"
 #include "distributed/services/converged/configuration/configuration_center_interface.h"
-#include "distributed/services/service/distnet_errors.h"
+#include "distributed/services/utils/distnet_errors.h"
 #include "distributed/services/utils/net_mgr_log_wrapper.h"
 #include "distributed/services/utils/singleton.h"
 #include "platform/events/common_event_support.h"
