@@ -1,6 +1,5 @@
 #include "client/distnet_client.h"
 
-#include <mutex>
 #include <utility>
 
 #include "client/remote_call.h"
@@ -8,6 +7,7 @@
 #include "distributed/services/utils/distnet_errors.h"
 #include "host/i_distnet_host.h"
 #include "platform/ability/ability_ids.h"
+#include "platform/base/mutex.h"
 
 namespace Vexo::Client {
 
@@ -56,19 +56,19 @@ public:
 
     void SetLimit(std::chrono::milliseconds limit)
     {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const MutexLock lock(mutex_);
         limit_ = limit;
     }
 
     CallResult State(DistNetInterfaceCode code, uint32_t& state)
     {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const MutexLock lock(mutex_);
         return StateLocked(code, state, limit_);
     }
 
     CallResult Network(DistNetInterfaceCode code, int32_t first, int32_t second, const std::string& networkId)
     {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const MutexLock lock(mutex_);
         return Service(
             code,
             [&](MessageParcel& data) {
@@ -79,7 +79,7 @@ public:
 
     CallResult Devices(std::vector<Device>& devices)
     {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const MutexLock lock(mutex_);
         return Service(
             DistNetInterfaceCode::GET_AVAILABLE_DEVICE_LIST, WriteNothing,
             [&](MessageParcel& reply, int32_t& code) { return reply.ReadInt32(code) && ReadDevices(reply, devices); });
@@ -87,7 +87,7 @@ public:
 
     CallResult RemoteInfo(const std::vector<std::string>& items, std::string& json)
     {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const MutexLock lock(mutex_);
         // The one reply that carries no result code: an empty text says that the service was not running.
         return Service(
             DistNetInterfaceCode::GET_REMOTE_DEVICE_INFO,
@@ -102,7 +102,7 @@ public:
     CallResult Text(HostInterfaceCode code, const RemoteCall::Writer& write, std::string& json,
                     std::chrono::milliseconds extra = {})
     {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const MutexLock lock(mutex_);
         return call_.Run(
             {DISTNET_HOST_ABILITY_ID, static_cast<uint32_t>(code), Host::IDistNetHost::GetDescriptor()}, write,
             [&](MessageParcel& reply, int32_t& result) {
@@ -113,7 +113,7 @@ public:
 
     void Close()
     {
-        const std::lock_guard<std::mutex> lock(mutex_);
+        const MutexLock lock(mutex_);
         if (usedService_ && call_.IsOpen()) {
             uint32_t state = 0;
             (void)StateLocked(DistNetInterfaceCode::RELEASE_SERVICE, state, CLOSE_LIMIT);
@@ -126,7 +126,7 @@ public:
 private:
     static bool ReadCodeOnly(MessageParcel& reply, int32_t& code) { return reply.ReadInt32(code); }
 
-    CallResult StateLocked(DistNetInterfaceCode code, uint32_t& state, std::chrono::milliseconds limit)
+    CallResult StateLocked(DistNetInterfaceCode code, uint32_t& state, std::chrono::milliseconds limit) REQUIRES(mutex_)
     {
         return Service(
             code, WriteNothing,
@@ -135,12 +135,13 @@ private:
     }
 
     CallResult Service(DistNetInterfaceCode code, const RemoteCall::Writer& write, const RemoteCall::Reader& read)
+        REQUIRES(mutex_)
     {
         return Service(code, write, read, limit_);
     }
 
     CallResult Service(DistNetInterfaceCode code, const RemoteCall::Writer& write, const RemoteCall::Reader& read,
-                       std::chrono::milliseconds limit)
+                       std::chrono::milliseconds limit) REQUIRES(mutex_)
     {
         usedService_ = code != DistNetInterfaceCode::RELEASE_SERVICE;
         return call_.Run({COMM_DISTRIBUTED_NET_ABILITY_ID, static_cast<uint32_t>(code),
@@ -148,10 +149,10 @@ private:
                          write, read, limit);
     }
 
-    std::mutex mutex_;  // one call at a time; guards what follows
-    RemoteCall call_;
-    std::chrono::milliseconds limit_ = DEFAULT_LIMIT;
-    bool usedService_ = false;  // the service counts this process among its clients
+    Mutex mutex_;  // one call at a time
+    RemoteCall call_ GUARDED_BY(mutex_);
+    std::chrono::milliseconds limit_ GUARDED_BY(mutex_) = DEFAULT_LIMIT;
+    bool usedService_ GUARDED_BY(mutex_) = false;  // the service counts this process among its clients
 };
 
 DistNetClient::DistNetClient(std::unique_ptr<Impl> impl) : impl_(std::move(impl)) {}

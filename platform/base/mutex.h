@@ -1,11 +1,12 @@
-// Mutex, MutexLock and CondVar: the standard ones with clang's thread-safety annotations, so that a member marked
-// GUARDED_BY(mutex_) is checked at compile time (clang -Wthread-safety). Any thread.
+// Mutex, MutexLock, CondVar and SharedMutex: the standard ones with clang's thread-safety annotations, so that a member
+// marked GUARDED_BY(mutex_) is checked at compile time (clang -Wthread-safety). Any thread.
 // https://releases.llvm.org/14.0.0/tools/clang/docs/ThreadSafetyAnalysis.html
 #pragma once
 
 #include <chrono>
 #include <condition_variable>
 #include <mutex>
+#include <shared_mutex>
 
 #include "platform/base/check.h"
 
@@ -22,6 +23,8 @@
 #define REQUIRES(...) VEXO_THREAD_ANNOTATION(requires_capability(__VA_ARGS__))
 #define EXCLUDES(...) VEXO_THREAD_ANNOTATION(locks_excluded(__VA_ARGS__))
 #define ACQUIRE(...) VEXO_THREAD_ANNOTATION(acquire_capability(__VA_ARGS__))
+#define ACQUIRE_SHARED(...) VEXO_THREAD_ANNOTATION(acquire_shared_capability(__VA_ARGS__))
+#define RELEASE_SHARED(...) VEXO_THREAD_ANNOTATION(release_shared_capability(__VA_ARGS__))
 #define RELEASE(...) VEXO_THREAD_ANNOTATION(release_capability(__VA_ARGS__))
 #define TRY_ACQUIRE(...) VEXO_THREAD_ANNOTATION(try_acquire_capability(__VA_ARGS__))
 #define NO_THREAD_SAFETY_ANALYSIS VEXO_THREAD_ANNOTATION(no_thread_safety_analysis)
@@ -94,6 +97,40 @@ public:
 
 private:
     std::condition_variable condition_;
+};
+
+// Taken by one writer or by any number of readers. A reader may read what it guards, and no more.
+class CAPABILITY("mutex") SharedMutex {
+public:
+    void lock() ACQUIRE() { mutex_.lock(); }
+    void unlock() RELEASE() { mutex_.unlock(); }
+    void lock_shared() ACQUIRE_SHARED() { mutex_.lock_shared(); }
+    void unlock_shared() RELEASE_SHARED() { mutex_.unlock_shared(); }
+
+private:
+    std::shared_mutex mutex_;
+};
+
+class SCOPED_CAPABILITY WriterLock {
+public:
+    explicit WriterLock(SharedMutex& mutex) ACQUIRE(mutex) : mutex_(mutex) { mutex_.lock(); }
+    ~WriterLock() RELEASE() { mutex_.unlock(); }
+    WriterLock(const WriterLock&) = delete;
+    WriterLock& operator=(const WriterLock&) = delete;
+
+private:
+    SharedMutex& mutex_;
+};
+
+class SCOPED_CAPABILITY ReaderLock {
+public:
+    explicit ReaderLock(SharedMutex& mutex) ACQUIRE_SHARED(mutex) : mutex_(mutex) { mutex_.lock_shared(); }
+    ~ReaderLock() RELEASE() { mutex_.unlock_shared(); }
+    ReaderLock(const ReaderLock&) = delete;
+    ReaderLock& operator=(const ReaderLock&) = delete;
+
+private:
+    SharedMutex& mutex_;
 };
 
 }  // namespace Vexo

@@ -1,7 +1,7 @@
-#include <mutex>
 #include <thread>
 
 #include "host/i_distnet_host.h"
+#include "platform/base/mutex.h"
 #include "platform/base/text.h"
 #include "platform/base/utf8.h"
 #include "platform/dfx/event_text.h"
@@ -69,7 +69,7 @@ public:
             failure = FromCall(call);
             return false;
         }
-        const std::lock_guard<std::mutex> lock(printing_);
+        const MutexLock lock(printing_);
         progressed_ = page.more;
         if (page.missed) {
             output_.Line("… some events were removed before they could be shown");
@@ -99,10 +99,10 @@ public:
     bool Progressed() const { return progressed_; }
     bool ShownAny() const { return shownAny_; }
     bool ReaderGone() const { return readerGone_; }
-    std::mutex& Printing() { return printing_; }
+    Mutex& Printing() { return printing_; }
 
 private:
-    void Show(const cJSON* event)
+    void Show(const cJSON* event) REQUIRES(printing_)
     {
         shownAny_ = true;
         if (output_.IsJson()) {
@@ -120,7 +120,7 @@ private:
     bool progressed_ = false;
     bool shownAny_ = false;
     bool readerGone_ = false;
-    std::mutex printing_;
+    Mutex printing_;  // held while events are written
 };
 
 }  // namespace

@@ -47,11 +47,11 @@ void EndOnInterrupt()
     }).detach();
 }
 
-void EndWellOnInterrupt(std::mutex& busy)
+void EndWellOnInterrupt(Mutex& busy)
 {
     std::thread([&busy] {
         WaitForInterrupt();
-        const std::lock_guard<std::mutex> lock(busy);
+        const MutexLock lock(busy);
         _exit(EXIT_DONE);
     }).detach();
 }

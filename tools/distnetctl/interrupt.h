@@ -2,7 +2,7 @@
 // kernel.
 #pragma once
 
-#include <mutex>
+#include "platform/base/mutex.h"
 
 namespace Vexo::Ctl {
 
@@ -15,7 +15,7 @@ void EndOnInterrupt();
 
 // From now on an interrupt ends the process with EXIT_DONE: for a command that runs until it is told to end. While busy
 // is held the end waits, so that no line is cut short.
-void EndWellOnInterrupt(std::mutex& busy);
+void EndWellOnInterrupt(Mutex& busy);
 
 // Blocks until an interrupt arrives. Instead of the two above.
 void WaitForInterrupt();

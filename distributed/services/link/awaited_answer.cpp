@@ -20,17 +20,17 @@ AwaitedAnswer::Request::~Request()
     awaited_.stage_ = Stage::IDLE;
 }
 
-std::optional<int32_t> AwaitedAnswer::Request::WaitForResult(std::chrono::milliseconds limit)
+std::optional<int32_t> AwaitedAnswer::WaitForResult(std::chrono::milliseconds limit)
 {
-    if (!awaited_.hotspotCondition_.wait_for(lock_, limit, [this] { return awaited_.isHotspotResultReady_; })) {
-        return std::nullopt;
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    while (!isHotspotResultReady_ && hotspotCondition_.WaitUntil(hotspotMutex_, deadline)) {
     }
-    return awaited_.hotspotResult_;
+    return isHotspotResultReady_ ? std::optional(hotspotResult_) : std::nullopt;
 }
 
 bool AwaitedAnswer::Claim(int sessionId)
 {
-    const std::lock_guard<std::mutex> lock(hotspotMutex_);
+    const MutexLock lock(hotspotMutex_);
     if (stage_ != Stage::ASKED || sessionId_ != sessionId) {
         NETMGR_EXT_LOGE(" hotspot answer dropped: no request waits for it, sessionId = %{public}d", sessionId);
         return false;
@@ -41,7 +41,7 @@ bool AwaitedAnswer::Claim(int sessionId)
 
 void AwaitedAnswer::Post(int sessionId, int32_t result, const std::function<void()>& end)
 {
-    const std::lock_guard<std::mutex> lock(hotspotMutex_);
+    const MutexLock lock(hotspotMutex_);
     const bool isTooLate = handledTooLong_.erase(sessionId) > 0;
     const bool isAwaited = stage_ != Stage::IDLE && sessionId_ == sessionId && !isHotspotResultReady_;
     if (isTooLate && isAwaited) {
@@ -52,7 +52,7 @@ void AwaitedAnswer::Post(int sessionId, int32_t result, const std::function<void
         stage_ = Stage::CLAIMED;
         isHotspotResultReady_ = true;
         hotspotResult_ = result;
-        hotspotCondition_.notify_all();
+        hotspotCondition_.NotifyAll();
     }
 }
 

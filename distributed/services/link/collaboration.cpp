@@ -50,7 +50,7 @@ void Collaboration::InitCollaboration()
     CollaborationListener::GetInstance().InitHandleMessageMap();
     std::map<int32_t, bool> ready;
     {
-        const std::lock_guard<std::mutex> lock(readyEntriesMutex_);
+        const MutexLock lock(readyEntriesMutex_);
         ready = receiverReady_;
     }
     std::vector<sptr<StartInfo>> infos;
@@ -62,7 +62,7 @@ void Collaboration::InitCollaboration()
     }
     {
         // A collaboration that was ready before and runs no more was ended by its peer, and nobody else forgets it.
-        const std::lock_guard<std::mutex> lock(readyEntriesMutex_);
+        const MutexLock lock(readyEntriesMutex_);
         std::erase_if(receiverReady_, [&](const auto& entry) {
             return ready.count(entry.first) != 0 &&
                    std::none_of(infos.begin(), infos.end(), [&](const sptr<StartInfo>& info) {
@@ -104,7 +104,7 @@ int32_t Collaboration::StopCollaboration(int sessionId)
         return ret;
     }
     {
-        const std::lock_guard<std::mutex> lock(readyEntriesMutex_);
+        const MutexLock lock(readyEntriesMutex_);
         receiverReady_.erase(sessionId);
     }
     NETMGR_EXT_LOGI(" StopCollaboration start");
@@ -132,13 +132,13 @@ void Collaboration::StopCollaborationCondition(int sessionId, int result)
 
 void Collaboration::SetReceiverReady(int sessionId)
 {
-    const std::lock_guard<std::mutex> lock(receiverMutex_);
+    const MutexLock lock(receiverMutex_);
     NETMGR_EXT_LOGI(" SetReceiverReady, sessionId: %{public}d", sessionId);
     {
-        const std::lock_guard<std::mutex> entries(readyEntriesMutex_);
+        const MutexLock entries(readyEntriesMutex_);
         receiverReady_.emplace(sessionId, true);
     }
-    receiverCondition_.notify_all();
+    receiverCondition_.NotifyAll();
 }
 
 bool Collaboration::GetReceiverReady(int sessionId)
@@ -146,7 +146,7 @@ bool Collaboration::GetReceiverReady(int sessionId)
     NETMGR_EXT_LOGI(" GetReceiverReady, sessionId: %{public}d", sessionId);
     bool ready = false;
     {
-        const std::lock_guard<std::mutex> lock(readyEntriesMutex_);
+        const MutexLock lock(readyEntriesMutex_);
         const auto entry = receiverReady_.find(sessionId);
         if (entry == receiverReady_.end()) {
             return false;
@@ -159,7 +159,7 @@ bool Collaboration::GetReceiverReady(int sessionId)
 
 int32_t Collaboration::SendStartHotspotMessage(int sessionId)
 {
-    std::unique_lock<std::mutex> lock(receiverMutex_);
+    const MutexLock lock(receiverMutex_);
     NETMGR_EXT_LOGI(" SendStartHotspotMessage RegisterCollaborationDataCallback start");
     const int32_t ret = CollaborationAbility::GetInstance().RegisterCollaborationDataCallback(
         sessionId, MakeSptr<CollaborationCallback>());
@@ -168,17 +168,21 @@ int32_t Collaboration::SendStartHotspotMessage(int sessionId)
         return ret;
     }
     NETMGR_EXT_LOGI(" SendStartHotspotMessage callback wait, sessionId: %{public}d", sessionId);
-    if (!receiverCondition_.wait_for(lock, RECEIVER_READY_WAIT,
-                                     [this, sessionId] { return GetReceiverReady(sessionId); })) {
-        NETMGR_EXT_LOGE(" SendStartHotspotMessage callback wait over time");
-        return DISTNET_ERR_HOTSPOT_TIMEOUT;
+    const auto deadline = std::chrono::steady_clock::now() + RECEIVER_READY_WAIT;
+    bool isInTime = true;
+    while (!GetReceiverReady(sessionId)) {
+        if (!isInTime) {
+            NETMGR_EXT_LOGE(" SendStartHotspotMessage callback wait over time");
+            return DISTNET_ERR_HOTSPOT_TIMEOUT;
+        }
+        isInTime = receiverCondition_.WaitUntil(receiverMutex_, deadline);
     }
     return RequestHotspot(sessionId);
 }
 
 int32_t Collaboration::RequestHotspot(int sessionId)
 {
-    AwaitedAnswer::Request waiting(hotspotAnswer_, sessionId);
+    const AwaitedAnswer::Request waiting(hotspotAnswer_, sessionId);
     const MessageTlvStartHotspotRequest request;
     NETMGR_EXT_LOGI(" SendStartHotspotMessage request: %{public}d", static_cast<int32_t>(request.type));
     const int32_t ret =
@@ -188,7 +192,7 @@ int32_t Collaboration::RequestHotspot(int sessionId)
         return DISTNET_ERR_SEND;
     }
     NETMGR_EXT_LOGI(" SendStartHotspotMessage wait");
-    const std::optional<int32_t> result = waiting.WaitForResult(COLLABORATION_ANSWER_WAIT);
+    const std::optional<int32_t> result = hotspotAnswer_.WaitForResult(COLLABORATION_ANSWER_WAIT);
     if (!result) {
         NETMGR_EXT_LOGE(" SendStartHotspotMessage wait over time");
         return DISTNET_ERR_HOTSPOT_TIMEOUT;

@@ -7,13 +7,12 @@
 #pragma once
 
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
 #include <map>
-#include <mutex>
 #include <string>
 
 #include "distributed/services/link/awaited_answer.h"
+#include "platform/base/mutex.h"
 #include "platform/base/nocopyable.h"
 #include "platform/collaboration/data_callback.h"
 
@@ -61,17 +60,17 @@ private:
     ~Collaboration();
 
     // Sends the request and waits for what is posted.
-    int32_t RequestHotspot(int sessionId);
+    int32_t RequestHotspot(int sessionId) REQUIRES(receiverMutex_);
 
     AwaitedAnswer hotspotAnswer_;
 
     // Held for a whole request, except while it waits for the receiver.
-    std::mutex receiverMutex_;
-    std::condition_variable receiverCondition_;
+    Mutex receiverMutex_;
+    CondVar receiverCondition_;
     // Peers that receive. Stopping may not take receiverMutex_: the handler of the answer stops while the sender holds
     // it. So the entries have a lock of their own, never held over a call.
-    std::mutex readyEntriesMutex_;
-    std::map<int32_t, bool> receiverReady_;  // guarded by readyEntriesMutex_
+    Mutex readyEntriesMutex_;
+    std::map<int32_t, bool> receiverReady_ GUARDED_BY(readyEntriesMutex_);
 };
 
 }  // namespace Vexo::NetManagerStandard

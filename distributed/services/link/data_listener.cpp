@@ -12,7 +12,7 @@
 namespace Vexo::NetManagerStandard {
 
 std::shared_ptr<DataListener> DataListener::instance_;
-std::mutex DataListener::instanceMutex_;
+Mutex DataListener::instanceMutex_;
 std::atomic<bool> DataListener::isInstanceCreated_{false};
 
 std::shared_ptr<DataListener> DataListener::GetInstance()

@@ -10,12 +10,12 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 
 #include <cjson/cJSON.h>
 
 #include "distributed/services/link/link_message.h"
+#include "platform/base/mutex.h"
 #include "platform/base/nocopyable.h"
 #include "platform/wifi/wifi_types.h"
 
@@ -67,7 +67,7 @@ private:
     std::map<MESSAGE_TYPE, MessageHandler> handleMessageMap_;
 
     static std::shared_ptr<DataListener> instance_;
-    static std::mutex instanceMutex_;
+    static Mutex instanceMutex_;
     static std::atomic<bool> isInstanceCreated_;
 };
 

@@ -13,7 +13,7 @@ using DistributedHardware::DeviceManager;
 using DistributedHardware::DmDeviceInfo;
 
 std::shared_ptr<DeviceManagerAdapter> DeviceManagerAdapter::instance_;
-std::mutex DeviceManagerAdapter::instanceLock_;
+Mutex DeviceManagerAdapter::instanceLock_;
 std::atomic<bool> DeviceManagerAdapter::isInstanceCreated_{false};
 
 void DeviceInitCallBack::OnRemoteDied()

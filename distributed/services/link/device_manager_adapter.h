@@ -5,9 +5,9 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <vector>
 
+#include "platform/base/mutex.h"
 #include "platform/base/nocopyable.h"
 #include "platform/device_manager/device_manager.h"
 
@@ -31,7 +31,7 @@ public:
 
 private:
     static std::shared_ptr<DeviceManagerAdapter> instance_;
-    static std::mutex instanceLock_;
+    static Mutex instanceLock_;
     static std::atomic<bool> isInstanceCreated_;
 };
 

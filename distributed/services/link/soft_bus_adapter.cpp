@@ -33,16 +33,16 @@ void SoftBusBytesReceivedAdapter(int sessionId, const void* data, unsigned int l
 }  // namespace
 
 std::shared_ptr<SoftBusAdapter> SoftBusAdapter::instance_;
-std::mutex SoftBusAdapter::instanceMutex_;
+Mutex SoftBusAdapter::instanceMutex_;
 std::atomic<bool> SoftBusAdapter::isInstanceCreated_{false};
 
 bool PendingSession::GetPendingResult()
 {
-    std::unique_lock<std::mutex> lock(mutex_);
-    if (isSucc) {
-        return true;
+    const auto deadline = std::chrono::steady_clock::now() + SESSION_OPEN_WAIT;
+    const MutexLock lock(mutex_);
+    while (status != 1 && condition_.WaitUntil(mutex_, deadline)) {
     }
-    if (!condition_.wait_for(lock, SESSION_OPEN_WAIT, [this] { return status == 1; })) {
+    if (status != 1) {
         NETMGR_EXT_LOGE(" GetPendingResult isTimeout!");
         return false;
     }
@@ -51,10 +51,10 @@ bool PendingSession::GetPendingResult()
 
 void PendingSession::SetPendingResult(int result)
 {
-    const std::lock_guard<std::mutex> lock(mutex_);
+    const MutexLock lock(mutex_);
     isSucc = result == 0;
     status = 1;
-    condition_.notify_all();
+    condition_.NotifyAll();
 }
 
 std::shared_ptr<SoftBusAdapter> SoftBusAdapter::GetInstance()
@@ -150,7 +150,7 @@ bool SoftBusAdapter::StartPending(int sessionId)
 {
     const auto pending = std::make_shared<PendingSession>();
     {
-        const std::unique_lock<std::shared_mutex> lock(pendingMutex_);
+        const WriterLock lock(pendingMutex_);
         if (!pendingSessions_.emplace(sessionId, pending).second) {
             NETMGR_EXT_LOGE(" StartPending: sessionId=%{public}d already exist!", sessionId);
             return false;
@@ -162,7 +162,7 @@ bool SoftBusAdapter::StartPending(int sessionId)
 
 void SoftBusAdapter::SetPending(int sessionId, int result)
 {
-    const std::unique_lock<std::shared_mutex> lock(pendingMutex_);
+    const WriterLock lock(pendingMutex_);
     const auto pending = pendingSessions_.find(sessionId);
     if (pending == pendingSessions_.end()) {
         NETMGR_EXT_LOGE(" SetPending: sessionId=%{public}d, result=%{public}d", sessionId, result);
@@ -175,7 +175,7 @@ void SoftBusAdapter::SetPending(int sessionId, int result)
 void SoftBusAdapter::StopPending(int sessionId)
 {
     {
-        const std::unique_lock<std::shared_mutex> lock(pendingMutex_);
+        const WriterLock lock(pendingMutex_);
         pendingSessions_.erase(sessionId);
     }
     NETMGR_EXT_LOGI(" StopPending: sessionId=%{public}d", sessionId);
@@ -224,7 +224,7 @@ int32_t SoftBusAdapter::SendHelloMessage(int sessionId)
 
 int32_t SoftBusAdapter::SendStartHotspotMessage(int sessionId)
 {
-    AwaitedAnswer::Request waiting(hotspotAnswer_, sessionId);
+    const AwaitedAnswer::Request waiting(hotspotAnswer_, sessionId);
     const MessageTlvStartHotspotRequest request;
     NETMGR_EXT_LOGI(" SendStartHotspotMessage request: %{public}d", static_cast<int32_t>(request.type));
     if (SendSoftBusBytes(sessionId, request.getBytes().get(), sizeof(request)) != DISTNET_SUCCESS) {
@@ -233,7 +233,7 @@ int32_t SoftBusAdapter::SendStartHotspotMessage(int sessionId)
         return DISTNET_ERR_SEND;
     }
     NETMGR_EXT_LOGI(" SendStartHotspotMessage wait result");
-    const std::optional<int32_t> result = waiting.WaitForResult(START_HOTSPOT_ANSWER_WAIT);
+    const std::optional<int32_t> result = hotspotAnswer_.WaitForResult(START_HOTSPOT_ANSWER_WAIT);
     if (!result) {
         NETMGR_EXT_LOGE(" SendStartHotspotMessage wait over time");
         CloseSoftBusSession(sessionId);

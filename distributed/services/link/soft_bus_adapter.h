@@ -6,15 +6,13 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <mutex>
-#include <shared_mutex>
 #include <string>
 
 #include "distributed/services/link/awaited_answer.h"
+#include "platform/base/mutex.h"
 #include "platform/base/nocopyable.h"
 #include "platform/softbus/softbus_types.h"
 
@@ -35,10 +33,10 @@ public:
     void SetPendingResult(int result);
 
 private:
-    std::mutex mutex_;
-    std::condition_variable condition_;
-    bool isSucc = false;
-    int32_t status = 0;  // 1 once a result is there
+    Mutex mutex_;
+    CondVar condition_;
+    bool isSucc GUARDED_BY(mutex_) = false;
+    int32_t status GUARDED_BY(mutex_) = 0;  // 1 once a result is there
 };
 
 class SoftBusAdapter : public NoCopyable {
@@ -90,13 +88,13 @@ private:
     // The table that the session server calls; constant after construction.
     ISessionListener sessionListener_{};
 
-    std::shared_mutex pendingMutex_;  // always taken exclusively; never held while waiting
-    std::map<int32_t, std::shared_ptr<PendingSession>> pendingSessions_;  // guarded by pendingMutex_
+    SharedMutex pendingMutex_;  // always taken exclusively; never held while waiting
+    std::map<int32_t, std::shared_ptr<PendingSession>> pendingSessions_ GUARDED_BY(pendingMutex_);
 
     AwaitedAnswer hotspotAnswer_;
 
     static std::shared_ptr<SoftBusAdapter> instance_;
-    static std::mutex instanceMutex_;
+    static Mutex instanceMutex_;
     static std::atomic<bool> isInstanceCreated_;
 };
 

@@ -83,7 +83,7 @@ bool DistNetService::Init()
     }
     const auto manager = std::make_shared<ConvergedDecisionManager>();
     {
-        const std::lock_guard<std::mutex> lock(decisionManagerMutex_);
+        const MutexLock lock(decisionManagerMutex_);
         decisionManager_ = manager;
     }
     FFRTUtils::SubmitTask([manager] { manager->Init(); });
@@ -93,7 +93,7 @@ bool DistNetService::Init()
 
 std::shared_ptr<ConvergedDecisionManager> DistNetService::DecisionManager()
 {
-    const std::lock_guard<std::mutex> lock(decisionManagerMutex_);
+    const MutexLock lock(decisionManagerMutex_);
     return decisionManager_;
 }
 

@@ -7,11 +7,9 @@
 
 #include <atomic>
 #include <chrono>
-#include <condition_variable>
 #include <cstdint>
 #include <functional>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
@@ -20,6 +18,7 @@
 #include "distributed/services/service/distnet_service_stub.h"
 #include "distributed/services/utils/ffrt_utils.h"
 #include "platform/ability/system_ability.h"
+#include "platform/base/mutex.h"
 #include "platform/base/nocopyable.h"
 #include "platform/telephony/network_search_callback.h"
 
@@ -111,17 +110,17 @@ private:
     static int32_t RunSynchronously(const std::function<int32_t()>& body);
 
     std::atomic<bool> isInitialized_{false};
-    std::atomic<int32_t> runningState_{0};                       // 0 stopped, 1 running
-    std::shared_ptr<ConvergedDecisionManager> decisionManager_;  // guarded by decisionManagerMutex_
+    std::atomic<int32_t> runningState_{0};  // 0 stopped, 1 running
+    std::shared_ptr<ConvergedDecisionManager> decisionManager_ GUARDED_BY(decisionManagerMutex_);
     FFRTUtils::Mutex taskMutex_;
     FFRTUtils::ConditionVariable taskCondition_;
-    std::mutex startNetworkMutex_;  // held for a whole start
-    std::mutex remoteInfoMutex_;    // held for a whole capability answer
-    std::condition_variable radioCondition_;
-    std::mutex radioMutex_;              // held for a whole radio query, except while it waits
-    bool isRadioOn_ = false;             // guarded by radioMutex_
-    bool isRadioStateReceived_ = false;  // guarded by radioMutex_
-    std::mutex decisionManagerMutex_;
+    Mutex startNetworkMutex_;  // held for a whole start
+    Mutex remoteInfoMutex_;    // held for a whole capability answer
+    CondVar radioCondition_;
+    Mutex radioMutex_;  // held for a whole radio query, except while it waits
+    bool isRadioOn_ GUARDED_BY(radioMutex_) = false;
+    bool isRadioStateReceived_ GUARDED_BY(radioMutex_) = false;
+    Mutex decisionManagerMutex_;
 };
 
 // Takes the answer to a radio state query, on a platform thread. Does not own the service, which may be null.

@@ -57,7 +57,7 @@ int32_t DistNetService::StartDistributedNetwork(int32_t first, int32_t second, c
 
 int32_t DistNetService::StartDistributedNetworkAsync(int32_t, int32_t, const std::string& networkId)
 {
-    const std::lock_guard<std::mutex> lock(startNetworkMutex_);
+    const MutexLock lock(startNetworkMutex_);
     const EventInfo info = EventFor(networkId);
     EventReport::SendStartDistNetworkBehaviorEvent(info);
     QuTrace::StartSyncQuTrace("DistNetService StartDistributedNetworkAsync start");

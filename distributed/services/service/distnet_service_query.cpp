@@ -188,7 +188,7 @@ int32_t DistNetService::GetRemoteDeviceInfo(std::vector<std::string> items, std:
 // NOLINTNEXTLINE(performance-unnecessary-value-param): works on a copy of its own, as the remote interface does
 int32_t DistNetService::GetRemoteDeviceInfoAsync(std::vector<std::string> items, std::string& result)
 {
-    const std::lock_guard<std::mutex> lock(remoteInfoMutex_);
+    const MutexLock lock(remoteInfoMutex_);
     NETMGR_EXT_LOGI(" GetRemoteDeviceInfoAsync start");
     EventInfo info;
     EventReport::SendGetRemoteDeviceInfoBehaviorEvent(info);
@@ -248,7 +248,7 @@ int32_t DistNetService::GetCurrentBssid(cJSON* root)
 bool DistNetService::IsRadioOn(int32_t slotId)
 {
     const auto callback = MakeSptr<GetRadioStateCallback>(this);
-    std::unique_lock<std::mutex> lock(radioMutex_);
+    const MutexLock lock(radioMutex_);
     // An answer that outlasted the wait of an earlier query must not answer this one.
     isRadioStateReceived_ = false;
     const int32_t ret = CoreServiceClient::GetInstance().GetRadioState(slotId, callback);
@@ -257,7 +257,10 @@ bool DistNetService::IsRadioOn(int32_t slotId)
         return false;
     }
     const std::chrono::milliseconds limit = RADIO_STATE_WAIT;
-    if (!radioCondition_.wait_for(lock, limit, [this] { return isRadioStateReceived_; })) {
+    const auto deadline = std::chrono::steady_clock::now() + limit;
+    while (!isRadioStateReceived_ && radioCondition_.WaitUntil(radioMutex_, deadline)) {
+    }
+    if (!isRadioStateReceived_) {
         NETMGR_EXT_LOGE(" GetRadioState timeout");
         return false;
     }
@@ -273,14 +276,14 @@ void GetRadioStateCallback::OnGetRadioStateCallback(bool isOn, int32_t errorCode
         NETMGR_EXT_LOGE(" OnGetRadioStateCallback service null");
         return;
     }
-    const std::lock_guard<std::mutex> lock(service_->radioMutex_);
+    const MutexLock lock(service_->radioMutex_);
     if (errorCode != Telephony::TELEPHONY_OK) {
         NETMGR_EXT_LOGE(" OnGetRadioStateCallback error = %{public}d", errorCode);
         isOn = false;
     }
     service_->isRadioOn_ = isOn;
     service_->isRadioStateReceived_ = true;
-    service_->radioCondition_.notify_all();
+    service_->radioCondition_.NotifyAll();
 }
 
 }  // namespace Vexo::NetManagerStandard

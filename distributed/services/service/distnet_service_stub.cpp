@@ -93,7 +93,7 @@ int DistNetServiceStub::OnRemoteRequest(uint32_t code, MessageParcel& data, Mess
 
 bool DistNetServiceStub::HasClients()
 {
-    const std::lock_guard<std::mutex> lock(clientPidsMutex_);
+    const MutexLock lock(clientPidsMutex_);
     return !clientPids_.empty();
 }
 
@@ -136,7 +136,7 @@ int32_t DistNetServiceStub::Refuse(int32_t reason, uint32_t code, MessageParcel&
 void DistNetServiceStub::RecordClient(uint32_t code)
 {
     const int32_t pid = IPCSkeleton::GetCallingPid();
-    const std::lock_guard<std::mutex> lock(clientPidsMutex_);
+    const MutexLock lock(clientPidsMutex_);
     clientPids_.insert(pid);
     if (code == RequestCode(DistNetInterfaceCode::RELEASE_SERVICE)) {
         clientPids_.erase(pid);

@@ -6,13 +6,13 @@
 
 #include <cstdint>
 #include <map>
-#include <mutex>
 #include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "distributed/services/service/i_distnet_service.h"
+#include "platform/base/mutex.h"
 #include "platform/ipc/iremote_object.h"
 #include "platform/ipc/parcel.h"
 
@@ -54,8 +54,8 @@ private:
     static const PermissionAndUid originPermissionAndUid_;
     static const std::map<uint32_t, std::pair<RequestHandler, PermissionAndUid>> memberFuncMap_;
 
-    std::mutex clientPidsMutex_;
-    std::set<int32_t> clientPids_;  // guarded by clientPidsMutex_
+    Mutex clientPidsMutex_;
+    std::set<int32_t> clientPids_ GUARDED_BY(clientPidsMutex_);
 };
 
 }  // namespace Vexo::NetManagerStandard

@@ -2,10 +2,10 @@
 
 #include <cstdint>
 #include <map>
-#include <mutex>
 
 #include "distributed/services/utils/net_mgr_log_wrapper.h"
 #include "platform/access/accesstoken_kit.h"
+#include "platform/base/mutex.h"
 #include "platform/ipc/ipc_skeleton.h"
 
 namespace Vexo::NetManagerStandard::CommonUtils {
@@ -63,20 +63,20 @@ bool CheckPermission(const std::string& strPermission)
 
 bool CheckPermissionWithCache(const std::string& strPermission)
 {
-    static std::mutex cacheMutex;
-    static std::map<AccessTokenID, bool> verdicts;  // guarded by cacheMutex
+    static Mutex cacheMutex;
+    static std::map<AccessTokenID, bool> verdicts GUARDED_BY(cacheMutex);
     if (!IsNameGiven(strPermission)) {
         return false;
     }
     const AccessTokenID callerToken = IPCSkeleton::GetCallingTokenID();
     {
-        const std::lock_guard<std::mutex> guard(cacheMutex);
+        const MutexLock guard(cacheMutex);
         if (const auto known = verdicts.find(callerToken); known != verdicts.end()) {
             return known->second;
         }
     }
     const bool verdict = CheckPermission(strPermission);
-    const std::lock_guard<std::mutex> guard(cacheMutex);
+    const MutexLock guard(cacheMutex);
     // A verdict of a first check that ran at the same time stands.
     return verdicts.try_emplace(callerToken, verdict).first->second;
 }

@@ -6,26 +6,26 @@ namespace Vexo::NetManagerStandard {
 
 void BaseAwareness::AddAwareEventsToSet(int32_t event)
 {
-    const std::lock_guard<std::mutex> guard(awareMutex_);
+    const MutexLock guard(awareMutex_);
     awareEventSet_.insert(event);
 }
 
 void BaseAwareness::AddNotifyNowFuncToMap(int32_t event, const NotifyFunc& func)
 {
-    const std::lock_guard<std::mutex> guard(awareMutex_);
+    const MutexLock guard(awareMutex_);
     notifyNowFuncMap_.try_emplace(event, func);
 }
 
 int32_t BaseAwareness::GetFilteredEvents(int32_t events)
 {
-    const std::lock_guard<std::mutex> guard(awareMutex_);
+    const MutexLock guard(awareMutex_);
     return FilterEvents(events);
 }
 
 void BaseAwareness::AddCallback(const std::shared_ptr<AwarenessCenterCallback>& callback, int32_t events,
                                 bool isNotifyNow)
 {
-    const std::lock_guard<std::mutex> guard(awareMutex_);
+    const MutexLock guard(awareMutex_);
     const int32_t filtered = FilterEvents(events);
     if (filtered < 1) {
         return;
@@ -39,19 +39,19 @@ void BaseAwareness::AddCallback(const std::shared_ptr<AwarenessCenterCallback>& 
 
 void BaseAwareness::RemoveCallback(const std::shared_ptr<AwarenessCenterCallback>& callback)
 {
-    const std::lock_guard<std::mutex> guard(awareMutex_);
+    const MutexLock guard(awareMutex_);
     callbackMap_.erase(callback);
 }
 
 void BaseAwareness::NotifyOnFirstRegister(const std::shared_ptr<AwarenessCenterCallback>& callback, int32_t events)
 {
-    const std::lock_guard<std::mutex> guard(awareMutex_);
+    const MutexLock guard(awareMutex_);
     NotifyCurrentStates(callback, events);
 }
 
 void BaseAwareness::NotifyListeners(int32_t event, const NotifyFunc& func)
 {
-    const std::lock_guard<std::mutex> guard(awareMutex_);
+    const MutexLock guard(awareMutex_);
     for (const auto& [callback, events] : callbackMap_) {
         if (callback != nullptr && (events & event) != 0) {
             func(callback);

@@ -8,11 +8,11 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <set>
 #include <unordered_map>
 
 #include "distributed/services/converged/awareness/awareness_center_callback.h"
+#include "platform/base/mutex.h"
 
 namespace Vexo::NetManagerStandard {
 
@@ -50,14 +50,15 @@ protected:
     void NotifyListeners(int32_t event, const NotifyFunc& func);
 
 private:
-    // Both with awareMutex_ held.
-    int32_t FilterEvents(int32_t events) const;
-    void NotifyCurrentStates(const std::shared_ptr<AwarenessCenterCallback>& callback, int32_t events) const;
+    int32_t FilterEvents(int32_t events) const REQUIRES(awareMutex_);
+    void NotifyCurrentStates(const std::shared_ptr<AwarenessCenterCallback>& callback, int32_t events) const
+        REQUIRES(awareMutex_);
 
-    std::mutex awareMutex_;                                                    // guards all below
-    std::map<std::shared_ptr<AwarenessCenterCallback>, int32_t> callbackMap_;  // to the listener's filtered mask
-    std::set<int32_t> awareEventSet_;
-    std::unordered_map<int32_t, NotifyFunc> notifyNowFuncMap_;
+    Mutex awareMutex_;
+    // To the listener's filtered mask.
+    std::map<std::shared_ptr<AwarenessCenterCallback>, int32_t> callbackMap_ GUARDED_BY(awareMutex_);
+    std::set<int32_t> awareEventSet_ GUARDED_BY(awareMutex_);
+    std::unordered_map<int32_t, NotifyFunc> notifyNowFuncMap_ GUARDED_BY(awareMutex_);
 };
 
 }  // namespace Vexo::NetManagerStandard

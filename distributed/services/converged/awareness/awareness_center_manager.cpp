@@ -15,7 +15,7 @@
 namespace Vexo::NetManagerStandard {
 
 std::shared_ptr<AwarenessCenterManager> AwarenessCenterManager::instance_;
-std::mutex AwarenessCenterManager::instanceLock_;
+Mutex AwarenessCenterManager::instanceLock_;
 std::atomic<bool> AwarenessCenterManager::isInstanceCreated_{false};
 
 std::shared_ptr<AwarenessCenterInterface> AwarenessCenterInterface::GetInstance()
@@ -39,7 +39,7 @@ void AwarenessCenterManager::InitSubAwarenessInstance()
 {
     std::shared_ptr<SystemAwareness> source = AwarenessCenterFactory::GetAwarenessInstance();
     if (source != nullptr) {
-        const std::lock_guard<std::mutex> guard(stateMutex_);
+        const MutexLock guard(stateMutex_);
         systemAwareness_.swap(source);  // the previous one ends after the lock
     }
 }
@@ -47,7 +47,7 @@ void AwarenessCenterManager::InitSubAwarenessInstance()
 void AwarenessCenterManager::InitSysAbilityStatusListener()
 {
     {
-        const std::lock_guard<std::mutex> guard(stateMutex_);
+        const MutexLock guard(stateMutex_);
         if (statusListener_ != nullptr) {
             return;
         }
@@ -88,7 +88,7 @@ void AwarenessCenterManager::AddServiceIdListener()
     NETMGR_EXT_LOGI(" AddServiceIdListener.");
     sptr<SystemAbilityStatusListener> listener;
     {
-        const std::lock_guard<std::mutex> guard(stateMutex_);
+        const MutexLock guard(stateMutex_);
         listener = statusListener_;
     }
     if (samgrClient->SubscribeSystemAbility(COMMON_EVENT_SERVICE_ID, listener) != ERR_OK) {
@@ -137,7 +137,7 @@ SystemAwareness* AwarenessCenterManager::GetSystemAwarenessInstance()
 
 std::shared_ptr<SystemAwareness> AwarenessCenterManager::Source()
 {
-    const std::lock_guard<std::mutex> guard(stateMutex_);
+    const MutexLock guard(stateMutex_);
     return systemAwareness_;
 }
 

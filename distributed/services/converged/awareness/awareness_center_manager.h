@@ -8,12 +8,12 @@
 #include <functional>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 
 #include "distributed/services/converged/awareness/awareness_center_interface.h"
 #include "distributed/services/converged/awareness/awareness_services.h"
 #include "platform/ability/system_ability_status_change.h"
+#include "platform/base/mutex.h"
 
 namespace Vexo::NetManagerStandard {
 
@@ -58,16 +58,16 @@ private:
     void InitHandleSysAbilityMap();
     std::shared_ptr<SystemAwareness> Source();
 
-    std::mutex stateMutex_;                             // never held over a call
-    std::shared_ptr<SystemAwareness> systemAwareness_;  // guarded by stateMutex_, as is the listener
-    sptr<SystemAbilityStatusListener> statusListener_;
+    Mutex stateMutex_;  // never held over a call
+    std::shared_ptr<SystemAwareness> systemAwareness_ GUARDED_BY(stateMutex_);
+    sptr<SystemAbilityStatusListener> statusListener_ GUARDED_BY(stateMutex_);
 
     // Filled once, before the subscriptions that lead to them.
     SysAbilityHandleMap sysAbilityAddedHandleMap_;
     SysAbilityHandleMap sysAbilityRemovedHandleMap_;
 
     static std::shared_ptr<AwarenessCenterManager> instance_;
-    static std::mutex instanceLock_;
+    static Mutex instanceLock_;
     static std::atomic<bool> isInstanceCreated_;
 };
 

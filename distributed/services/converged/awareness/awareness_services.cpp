@@ -1,7 +1,6 @@
 #include "distributed/services/converged/awareness/awareness_services.h"
 
 #include <functional>
-#include <shared_mutex>
 #include <utility>
 
 #include "distributed/services/utils/distnet_errors.h"
@@ -41,7 +40,7 @@ public:
     // Runs the handler unless the gate is closed. Several may run at once.
     void Run(const std::function<void()>& handler)
     {
-        const std::shared_lock<std::shared_mutex> guard(mutex_);
+        const ReaderLock guard(mutex_);
         if (isOpen_) {
             handler();
         }
@@ -50,13 +49,13 @@ public:
     // Waits for the handlers that run; none starts afterwards.
     void Close()
     {
-        const std::lock_guard<std::shared_mutex> guard(mutex_);
+        const WriterLock guard(mutex_);
         isOpen_ = false;
     }
 
 private:
-    std::shared_mutex mutex_;
-    bool isOpen_ = true;  // guarded by mutex_
+    SharedMutex mutex_;
+    bool isOpen_ GUARDED_BY(mutex_) = true;
 };
 
 SystemAwareness::SysAwareSubscriber::SysAwareSubscriber(const EventFwk::CommonEventSubscribeInfo& info,
@@ -91,7 +90,7 @@ SystemAwareness::~SystemAwareness()
 void SystemAwareness::Subscribe()
 {
     {
-        const std::lock_guard<std::mutex> guard(subscriberMutex_);
+        const MutexLock guard(subscriberMutex_);
         if (subscriber_ != nullptr) {
             return;
         }
@@ -106,7 +105,7 @@ void SystemAwareness::Subscribe()
     }
     const auto subscriber = std::make_shared<SysAwareSubscriber>(EventFwk::CommonEventSubscribeInfo(skills), this);
     {
-        const std::lock_guard<std::mutex> guard(subscriberMutex_);
+        const MutexLock guard(subscriberMutex_);
         if (subscriber_ != nullptr) {
             return;
         }
@@ -121,7 +120,7 @@ void SystemAwareness::UnSubscribe()
 {
     std::shared_ptr<SysAwareSubscriber> subscriber;
     {
-        const std::lock_guard<std::mutex> guard(subscriberMutex_);
+        const MutexLock guard(subscriberMutex_);
         subscriber = std::exchange(subscriber_, nullptr);
     }
     if (subscriber != nullptr && !CommonEventManager::UnSubscribeCommonEvent(subscriber)) {

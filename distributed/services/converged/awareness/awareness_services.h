@@ -9,12 +9,12 @@
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <mutex>
 #include <string>
 #include <vector>
 
 #include "distributed/services/converged/awareness/awareness_base.h"
 #include "distributed/services/converged/awareness/net_info.h"
+#include "platform/base/mutex.h"
 #include "platform/events/common_event_subscriber.h"
 
 namespace Vexo::NetManagerStandard {
@@ -66,8 +66,8 @@ private:
     std::map<std::string, EventHandle> eventHandleMap_;
     std::shared_ptr<EventGate> gate_;
 
-    std::mutex subscriberMutex_;                      // never held over a call
-    std::shared_ptr<SysAwareSubscriber> subscriber_;  // guarded by subscriberMutex_
+    Mutex subscriberMutex_;  // never held over a call
+    std::shared_ptr<SysAwareSubscriber> subscriber_ GUARDED_BY(subscriberMutex_);
 
     // Written before the base's lock is taken, read by anyone.
     std::atomic<bool> isScreenOn_{false};

@@ -7,7 +7,7 @@
 namespace Vexo::NetManagerStandard {
 
 std::shared_ptr<ConfigurationCenterManager> ConfigurationCenterManager::instance_;
-std::mutex ConfigurationCenterManager::instanceLock_;
+Mutex ConfigurationCenterManager::instanceLock_;
 std::atomic<bool> ConfigurationCenterManager::isInstanceCreated_{false};
 
 std::shared_ptr<ConfigurationCenterInterface> ConfigurationCenterInterface::GetInstance()
@@ -27,7 +27,7 @@ int32_t ConfigurationCenterManager::InitConfigurationCenter()
     const bool isLoaded = parser->LoadConfiguration();
     {
         // Held only now that it is filled, so that a look-up never reads a map that grows. It is held in either case.
-        const std::lock_guard<std::mutex> guard(parserMutex_);
+        const MutexLock guard(parserMutex_);
         parser_.swap(parser);
     }
     return isLoaded ? DISTNET_SUCCESS : DISTNET_ERR_CONFIGURATION_CENTER;
@@ -46,7 +46,7 @@ bool ConfigurationCenterManager::GetDeviceNetOffTime(const std::string& deviceTy
 
 std::shared_ptr<ConfigurationParser> ConfigurationCenterManager::Parser()
 {
-    const std::lock_guard<std::mutex> guard(parserMutex_);
+    const MutexLock guard(parserMutex_);
     return parser_;
 }
 

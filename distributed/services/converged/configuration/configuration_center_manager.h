@@ -4,11 +4,11 @@
 
 #include <atomic>
 #include <memory>
-#include <mutex>
 #include <string>
 
 #include "distributed/services/converged/configuration/configuration_center_interface.h"
 #include "distributed/services/converged/configuration/configuration_parser.h"
+#include "platform/base/mutex.h"
 
 namespace Vexo::Tests {
 class ConfigurationCenterAccess;
@@ -31,11 +31,11 @@ private:
 
     std::shared_ptr<ConfigurationParser> Parser();
 
-    std::mutex parserMutex_;                       // never held over a call
-    std::shared_ptr<ConfigurationParser> parser_;  // guarded by parserMutex_; not changed once it is here
+    Mutex parserMutex_;                                                     // never held over a call
+    std::shared_ptr<ConfigurationParser> parser_ GUARDED_BY(parserMutex_);  // not changed once it is here
 
     static std::shared_ptr<ConfigurationCenterManager> instance_;
-    static std::mutex instanceLock_;
+    static Mutex instanceLock_;
     static std::atomic<bool> isInstanceCreated_;
 };
 

@@ -13,16 +13,6 @@ using Request = AwaitedAnswer::Request;
 
 constexpr int SESSION = 7;
 
-// Waits, as requests do, until the other thread has done its part. False when a result came meanwhile.
-bool WaitsUntil(Request& request, const std::atomic<bool>& isDone)
-{
-    bool isEmpty = true;
-    while (isEmpty && !isDone) {
-        isEmpty = !request.WaitForResult(1ms);
-    }
-    return isEmpty;
-}
-
 TEST(AwaitedAnswerTest, AnswerThatIsHandledLongerThanItsRequestWaitsDecidesNoLaterRequest)
 {
     struct Case {
@@ -33,19 +23,21 @@ TEST(AwaitedAnswerTest, AnswerThatIsHandledLongerThanItsRequestWaitsDecidesNoLat
     for (const auto& [next, ended] : {Case{SESSION + 1, 1}, Case{SESSION, 0}}) {
         AwaitedAnswer awaited;
         {
-            Request first(awaited, SESSION);
+            const Request first(awaited, SESSION);
             std::atomic<bool> isClaimed{false};
             const std::jthread handler([&] {
                 EXPECT_TRUE(awaited.Claim(SESSION));
                 isClaimed = true;
             });
-            EXPECT_TRUE(WaitsUntil(first, isClaimed));
+            while (!isClaimed && !awaited.WaitForResult(1ms)) {
+            }
+            EXPECT_TRUE(isClaimed) << "a result came before the answer was posted";
         }
         int ends = 0;
         std::atomic<bool> isPosted{false};
         std::jthread handler;  // joined after the request, which it may wait for
         {
-            Request second(awaited, next);
+            const Request second(awaited, next);
             handler = std::jthread([&, next = next] {
                 awaited.Post(SESSION, -94, [&] { ++ends; });
                 isPosted = true;
@@ -53,8 +45,9 @@ TEST(AwaitedAnswerTest, AnswerThatIsHandledLongerThanItsRequestWaitsDecidesNoLat
                 EXPECT_FALSE(awaited.Claim(next)) << "only the first answer counts";
                 awaited.Post(next, 0, [] {});
             });
-            WaitsUntil(second, isPosted);
-            EXPECT_EQ(second.WaitForResult(30s), 0);
+            while (!isPosted && !awaited.WaitForResult(1ms)) {
+            }
+            EXPECT_EQ(awaited.WaitForResult(30s), 0);
         }
         handler.join();
         EXPECT_EQ(ends, ended) << next;
@@ -67,12 +60,12 @@ TEST(AwaitedAnswerTest, RequestsTakeTurns)
     std::atomic<bool> isSecond{false};
     std::jthread other;
     {
-        Request first(awaited, SESSION);
+        const Request first(awaited, SESSION);
         other = std::jthread([&] {
             const Request second(awaited, SESSION + 1);
             isSecond = true;
         });
-        first.WaitForResult(50ms);
+        awaited.WaitForResult(50ms);
         EXPECT_FALSE(isSecond);
     }
 }

@@ -45,7 +45,7 @@ bool ReadDeviceParameter(const std::string& deviceType, int& netOffTime, bool& i
 }  // namespace
 
 std::shared_ptr<DecisionCenter> DecisionCenter::instance_;
-std::mutex DecisionCenter::instanceLock_;
+Mutex DecisionCenter::instanceLock_;
 std::atomic<bool> DecisionCenter::isInstanceCreated_{false};
 
 std::shared_ptr<DecisionCenter> DecisionCenter::GetInstance()
@@ -106,7 +106,7 @@ void DecisionCenter::CancelClosing(const std::shared_ptr<EventRunner>& runner)
     // A runner removes named tasks per handler, and this handler has posted none: a closing that was scheduled stays
     // scheduled when the screen comes on, on purpose. It still only closes what the flags then allow.
     const auto handler = std::make_shared<EventHandler>(runner);
-    StoreHandler(screenOnHandler_, handler);
+    StoreHandler(&DecisionCenter::screenOnHandler_, handler);
     handler->RemoveTask(CLOSE_NET_SHARE_TASK);
 }
 
@@ -115,7 +115,7 @@ void DecisionCenter::ScheduleClosing(const std::shared_ptr<EventRunner>& runner)
     const int32_t delay = netOffTime_;
     closeDelay_ = delay;
     const auto handler = std::make_shared<EventHandler>(runner);
-    StoreHandler(screenOffHandler_, handler);
+    StoreHandler(&DecisionCenter::screenOffHandler_, handler);
     // The queue may outlive this object, so the task holds it weakly. The flags are read when it runs.
     auto closing = [weak = weak_from_this()] {
         if (const std::shared_ptr<DecisionCenter> center = weak.lock(); center != nullptr) {
@@ -128,10 +128,11 @@ void DecisionCenter::ScheduleClosing(const std::shared_ptr<EventRunner>& runner)
     }
 }
 
-void DecisionCenter::StoreHandler(std::shared_ptr<EventHandler>& place, std::shared_ptr<EventHandler> handler)
+void DecisionCenter::StoreHandler(std::shared_ptr<EventHandler> DecisionCenter::*place,
+                                  std::shared_ptr<EventHandler> handler)
 {
-    const std::lock_guard<std::mutex> guard(handlerMutex_);
-    place.swap(handler);  // the previous one goes with the parameter, after the lock
+    const MutexLock guard(handlerMutex_);
+    (this->*place).swap(handler);  // the previous one goes with the parameter, after the lock
 }
 
 void DecisionCenter::OnConnectivityChanged(int netType, int connState)

@@ -7,10 +7,10 @@
 #include <atomic>
 #include <cstdint>
 #include <memory>
-#include <mutex>
 #include <string>
 
 #include "distributed/services/converged/awareness/awareness_center_callback.h"
+#include "platform/base/mutex.h"
 #include "platform/eventloop/event_handler.h"
 
 namespace Vexo::NetManagerStandard {
@@ -50,7 +50,8 @@ private:
     void CancelClosing(const std::shared_ptr<AppExecFwk::EventRunner>& runner);
     void ScheduleClosing(const std::shared_ptr<AppExecFwk::EventRunner>& runner);
     // Keeps a handler in its place; the one before is dropped.
-    void StoreHandler(std::shared_ptr<EventHandler>& place, std::shared_ptr<EventHandler> handler);
+    void StoreHandler(std::shared_ptr<EventHandler> DecisionCenter::*place, std::shared_ptr<EventHandler> handler)
+        EXCLUDES(handlerMutex_);
 
     const std::string moduleName_{"network_connectivity_ext"};
 
@@ -63,12 +64,12 @@ private:
     std::atomic<bool> isUseNetwork_{false};
     std::atomic<bool> isProvideNetwork_{false};
 
-    std::mutex handlerMutex_;  // guards the two handlers; never held over a call
-    std::shared_ptr<EventHandler> screenOffHandler_;
-    std::shared_ptr<EventHandler> screenOnHandler_;
+    Mutex handlerMutex_;  // never held over a call
+    std::shared_ptr<EventHandler> screenOffHandler_ GUARDED_BY(handlerMutex_);
+    std::shared_ptr<EventHandler> screenOnHandler_ GUARDED_BY(handlerMutex_);
 
     static std::shared_ptr<DecisionCenter> instance_;
-    static std::mutex instanceLock_;
+    static Mutex instanceLock_;
     static std::atomic<bool> isInstanceCreated_;
 };
 

@@ -16,7 +16,9 @@ class ConfigurationCenterAccess {
 public:
     static void SetParser(std::shared_ptr<NetManagerStandard::ConfigurationParser> parser)
     {
-        NetManagerStandard::ConfigurationCenterManager::GetInstance()->parser_ = std::move(parser);
+        const auto manager = NetManagerStandard::ConfigurationCenterManager::GetInstance();
+        const MutexLock lock(manager->parserMutex_);
+        manager->parser_ = std::move(parser);
     }
 };
 
