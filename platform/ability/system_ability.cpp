@@ -33,10 +33,7 @@ bool Guarded(int32_t id, const char* name, const Step& step)
 
 }  // namespace
 
-SystemAbility::SystemAbility(int32_t systemAbilityId, bool runOnCreate)
-    : systemAbilityId_(systemAbilityId), runOnCreate_(runOnCreate)
-{
-}
+SystemAbility::SystemAbility(int32_t systemAbilityId, bool /*runOnCreate*/) : systemAbilityId_(systemAbilityId) {}
 
 bool SystemAbility::MakeAndRegisterAbility(SystemAbility* ability)
 {

@@ -27,8 +27,6 @@ public:
 
     int32_t GetSystemAbilityId() const { return systemAbilityId_; }
     SystemAbilityState GetAbilityState() const { return state_.load(); }
-    // Kept for abilities that are started with their process; on-demand life is the manager's.
-    bool RunsOnCreate() const { return runOnCreate_; }
     virtual std::string GetClassName() { return "SystemAbility"; }
 
     // Run by the host, one at a time: OnStart, state ACTIVE when it published, else false. OnStop, then withdrawn,
@@ -37,6 +35,7 @@ public:
     void Stop();
 
 protected:
+    // runOnCreate: for hosts that start an ability with their process; this one starts each on demand.
     SystemAbility(int32_t systemAbilityId, bool runOnCreate);
 
     virtual void OnStart() {}
@@ -50,7 +49,6 @@ private:
     void Withdraw();
 
     const int32_t systemAbilityId_;
-    const bool runOnCreate_;
     std::atomic<bool> published_{false};
     std::atomic<SystemAbilityState> state_{SystemAbilityState::NOT_LOADED};
 };

@@ -26,8 +26,7 @@ TargetInfo::TargetInfo(std::string networkId, uint32_t flags, std::string action
 {
 }
 
-StartInfo::StartInfo(int32_t sessionId, std::string networkId, bool inbound)
-    : sessionId_(sessionId), networkId_(std::move(networkId)), inbound_(inbound)
+StartInfo::StartInfo(int32_t sessionId, std::string networkId) : sessionId_(sessionId), networkId_(std::move(networkId))
 {
 }
 

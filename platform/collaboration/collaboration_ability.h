@@ -46,19 +46,17 @@ private:
     const int32_t systemAbilityId_;
 };
 
-// One running collaboration.
+// One running collaboration, whichever side started it.
 class StartInfo : public RefBase {
 public:
-    StartInfo(int32_t sessionId, std::string networkId, bool inbound);
+    StartInfo(int32_t sessionId, std::string networkId);
 
     int32_t GetCollaborationSessionId() const { return sessionId_; }
     const std::string& GetNetworkId() const { return networkId_; }
-    bool IsInbound() const { return inbound_; }  // the peer started it
 
 private:
     const int32_t sessionId_;
     const std::string networkId_;
-    const bool inbound_;
 };
 
 struct StartResult {

@@ -258,7 +258,7 @@ int32_t CollaborationServer::GetCollaborationStartInfos(int32_t systemAbilityId,
     infos.clear();
     for (const auto& [id, session] : sessions_) {
         if (session->abilities.contains(systemAbilityId)) {
-            infos.push_back(MakeSptr<StartInfo>(id, session->networkId, session->inbound));
+            infos.push_back(MakeSptr<StartInfo>(id, session->networkId));
         }
     }
     return COLLABORATION_OK;

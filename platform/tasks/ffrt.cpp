@@ -154,9 +154,9 @@ void ffrt_wait()
 
 namespace ffrt {
 
-ffrt_function_t* create_function_wrapper(const std::function<void()>& callable, ffrt_function_kind_t kind)
+ffrt_function_t* create_function_wrapper(const std::function<void()>& callable, ffrt_function_kind_t /*kind*/)
 {
-    return std::make_unique<ffrt_function_t>(callable, kind).release();
+    return std::make_unique<ffrt_function_t>(callable).release();
 }
 
 // Whoever of the task and the future lets go last frees it.
@@ -210,7 +210,7 @@ future_status future::wait_for(std::chrono::nanoseconds timeout) const
 future async(const std::function<void()>& callable)
 {
     auto state = std::make_shared<async_state>();
-    const auto function = std::make_shared<ffrt_function_t>(callable, ffrt_function_kind_general);
+    const auto function = std::make_shared<ffrt_function_t>(callable);
     function->name = "thread";
     // Refused by a full runtime: the future times out.
     (void)RuntimePool().Post([function] { function->Run(); }, [state] { state->complete(); });

@@ -27,7 +27,8 @@ enum ffrt_function_kind_t { ffrt_function_kind_general, ffrt_function_kind_queue
 struct ffrt_function_t;  // owned by the runtime from submission on
 
 namespace ffrt {
-// Copies the callable. The storage must be handed to exactly one submission, which takes it over.
+// Copies the callable. The storage must be handed to exactly one submission of that kind, which takes it over; both
+// kinds are stored alike.
 ffrt_function_t* create_function_wrapper(const std::function<void()>& callable, ffrt_function_kind_t kind);
 }  // namespace ffrt
 

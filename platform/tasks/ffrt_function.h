@@ -13,17 +13,13 @@ class WaitContext;  // what ffrt_wait waits for; see ffrt.cpp
 
 // One allocation holds all that a submission needs, since it is on the path of every request.
 struct ffrt_function_t {
-    ffrt_function_t(std::function<void()> function, ffrt_function_kind_t functionKind)
-        : callable(std::move(function)), kind(functionKind)
-    {
-    }
+    explicit ffrt_function_t(std::function<void()> function) : callable(std::move(function)) {}
 
     // Invokes the callable in a waiting context of its own, and destroys it. An exception that it lets out is logged
     // with the task's name and ends there.
     void Run();
 
     std::function<void()> callable;
-    const ffrt_function_kind_t kind;
     std::string name;
     std::shared_ptr<WaitContext> context;  // of the submitter; empty when nothing waits for the task
 };

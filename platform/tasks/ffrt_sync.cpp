@@ -1,4 +1,6 @@
 // Mutex and condition variable of the task runtime: the standard ones, placed in the storage that the caller owns.
+// Not those of platform/base/mutex.h: one call locks and another unlocks, through storage whose content the analysis
+// cannot follow, and nothing is guarded here.
 #include <condition_variable>
 #include <cstdint>
 #include <cstring>

@@ -70,7 +70,7 @@ const std::map<uint32_t, std::pair<DistNetServiceStub::RequestHandler, DistNetSe
 
 int DistNetServiceStub::OnRemoteRequest(uint32_t code, MessageParcel& data, MessageParcel& reply, MessageOption& option)
 {
-    if (data.ReadInterfaceToken() != GetDescriptor()) {
+    if (data.ReadInterfaceToken() != GetObjectDescriptor()) {
         NETMGR_EXT_LOGE(" descriptor checked fail");
         return OnDescriptorMismatch(code, data, reply, option);
     }

@@ -12,5 +12,4 @@ inline constexpr QuviewDFX::LogLabel NETMGR_EXT_LOG_LABEL{0xD0015B0, "Distribute
 }  // namespace Vexo::NetManagerStandard
 
 #define NETMGR_EXT_LOGE(...) ::Vexo::QuviewDFX::LogError(::Vexo::NetManagerStandard::NETMGR_EXT_LOG_LABEL, __VA_ARGS__)
-#define NETMGR_EXT_LOGW(...) ::Vexo::QuviewDFX::LogWarn(::Vexo::NetManagerStandard::NETMGR_EXT_LOG_LABEL, __VA_ARGS__)
 #define NETMGR_EXT_LOGI(...) ::Vexo::QuviewDFX::LogInfo(::Vexo::NetManagerStandard::NETMGR_EXT_LOG_LABEL, __VA_ARGS__)

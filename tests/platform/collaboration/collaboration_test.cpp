@@ -19,7 +19,7 @@ using Clock = std::chrono::steady_clock;
 
 constexpr int32_t SERVICE = COMM_DISTRIBUTED_NET_ABILITY_ID;
 
-// The ids of what runs: outbound positive, inbound negative.
+// The ids of what runs, in ascending order.
 std::vector<int32_t> Running(int32_t ability = SERVICE)
 {
     std::vector<sptr<StartInfo>> infos;
@@ -27,7 +27,7 @@ std::vector<int32_t> Running(int32_t ability = SERVICE)
     EXPECT_EQ(CollaborationAbility::GetInstance().GetCollaborationStartInfos(ability, infos), COLLABORATION_OK);
     for (const auto& info : infos) {
         EXPECT_EQ(info->GetNetworkId(), LoopbackBus::PEER);
-        ids.push_back(info->IsInbound() ? -info->GetCollaborationSessionId() : info->GetCollaborationSessionId());
+        ids.push_back(info->GetCollaborationSessionId());
     }
     return ids;
 }
@@ -101,7 +101,7 @@ TEST_F(CollaborationTest, EachStartWakesThePeersServiceOverOneSessionListedOnBot
 {
     const int32_t session = Started();
     EXPECT_EQ(registry->seenWhenAnnounced, 1);
-    EXPECT_EQ(Running(), (std::vector<int32_t>{session, -bus->Other(session)}));
+    EXPECT_EQ(Running(), (std::vector<int32_t>{session, bus->Other(session)}));
     EXPECT_TRUE(Running(SERVICE + 1).empty());
 
     auto other = std::async(std::launch::async, [this] { return Started(); });

@@ -31,7 +31,6 @@ public:
     // The screen logic; works with an empty runner, on which nothing can be posted.
     void HandleScreenStateChanged(bool isScreenOn, const std::shared_ptr<AppExecFwk::EventRunner>& runner);
     void HandleWifiConnectionChanged(bool isConnected);
-    bool IsWifiConnected() const { return isWifiConnected_; }
 
     // The settings of a device type; the time in milliseconds. False when one of them is missing; the outputs of a
     // failed look-up stay as they were.

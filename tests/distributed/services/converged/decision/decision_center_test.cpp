@@ -110,19 +110,6 @@ TEST_F(DecisionCenterTest, WithoutSettingsOrARunnerNothingIsScheduled)
     EXPECT_TRUE(log.Contains(" post task failed."));
 }
 
-TEST_F(DecisionCenterTest, WifiFlagFollowsTheStateOfWifiAlone)
-{
-    struct Case {
-        int netType;
-        int connState;
-        bool isWifiConnected;
-    };
-    for (const Case& c : {Case{0, 3, false}, Case{1, 3, true}, Case{0, 5, true}, Case{1, 2, false}}) {
-        center->OnConnectivityChanged(c.netType, c.connState);
-        EXPECT_EQ(center->IsWifiConnected(), c.isWifiConnected) << c.netType << " " << c.connState;
-    }
-}
-
 TEST_F(DecisionCenterTest, PathsAreRefusedAndTheirReferencesStay)
 {
     NetManagerStandard::ConvergedDecisionManager manager;
