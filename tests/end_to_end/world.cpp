@@ -9,10 +9,10 @@
 #include <random>
 #include <regex>
 
+#include "platform/base/json.h"
 #include "platform/trust/account.h"
 #include "platform/trust/identity.h"
 #include "tests/end_to_end/secrets.h"
-#include "tests/support/json_document.h"
 
 namespace Vexo::EndToEnd {
 
@@ -22,7 +22,7 @@ constexpr size_t KEY_LENGTH = 16;
 
 std::string Member(const std::string& text, const std::string& key)
 {
-    const Tests::Document document = Tests::Parse(text);
+    const Json document = ParseJson(text);
     const cJSON* at = document.get();
     for (size_t from = 0; at != nullptr && from <= key.size();) {
         const size_t dot = std::min(key.find('.', from), key.size());
@@ -152,7 +152,7 @@ bool Device::Sees(const std::string& networkId) const
     if (!client || !client->GetDevices(json).Succeeded()) {
         return false;
     }
-    const Tests::Document document = Tests::Parse(json);
+    const Json document = ParseJson(json);
     const cJSON* device = nullptr;
     cJSON_ArrayForEach(device, cJSON_GetObjectItemCaseSensitive(document.get(), "devices"))
     {

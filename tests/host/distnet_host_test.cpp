@@ -1,6 +1,5 @@
 #include "host/distnet_host.h"
 
-#include <cjson/cJSON.h>
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -8,6 +7,7 @@
 #include <memory>
 
 #include "platform/access/policy.h"
+#include "platform/base/json.h"
 #include "platform/wifi/wifi_device.h"
 #include "platform/wifi/wifi_link.h"
 #include "tests/support/temp_folder.h"
@@ -19,10 +19,10 @@ namespace {
 constexpr const char* PERMISSION = "vexo.permission.CONNECTIVITY_INTERNAL";
 
 struct Document {
-    explicit Document(const std::string& text) : json(cJSON_Parse(text.c_str()), cJSON_Delete) {}
+    explicit Document(const std::string& text) : json(ParseJson(text)) {}
     const cJSON* At(const char* key) const { return cJSON_GetObjectItemCaseSensitive(json.get(), key); }
 
-    std::unique_ptr<cJSON, void (*)(cJSON*)> json;
+    Json json;
 };
 
 class FakeStation : public IPCObjectStub, public Wifi::WifiDevice {

@@ -72,28 +72,27 @@ void CollaborationListener::HandleMessageUnknown(int, unsigned char*, unsigned i
 void CollaborationListener::HandleMessageStartHotSpot(int sessionId, unsigned char* data, unsigned int)
 {
     NETMGR_EXT_LOGI(" HandleMessageStartHotSpot start");
-    const PreparedAnswer answer = PrepareAnswer();
+    PreparedAnswer answer = PrepareAnswer();
     if (answer.json == nullptr) {
         return;
     }
     if (answer.result != Wifi::WIFI_OK) {
-        HandlerSendStartMessage(sessionId, answer.json, reinterpret_cast<char*>(data), answer.result);
+        HandlerSendStartMessage(sessionId, answer.json.release(), reinterpret_cast<char*>(data), answer.result);
         return;
     }
     int result = 0;
-    HandlerParkData(sessionId, answer.json, answer.config, reinterpret_cast<char*>(data), result);
+    HandlerParkData(sessionId, answer.json.get(), answer.config, reinterpret_cast<char*>(data), result);
     if (result != DISTNET_SUCCESS) {
         NETMGR_EXT_LOGE(" SendStartHotspotResponseMessage error: %{public}d", result);
         Collaboration::GetInstance().StopCollaboration(sessionId);
     }
-    cJSON_Delete(answer.json);
 }
 
 void CollaborationListener::HandlerSendStartMessage(int sessionId, cJSON* json, char*, int result)
 {
+    const Json answer(json);
     SendStartHotspotResponseMessage(sessionId, PrintFailureAnswer(json, result));
     Collaboration::GetInstance().StopCollaboration(sessionId);
-    cJSON_Delete(json);
 }
 
 void CollaborationListener::HandlerParkData(int sessionId, cJSON* json, const Wifi::HotspotConfig& config, char*,

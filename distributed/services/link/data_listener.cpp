@@ -85,30 +85,29 @@ void DataListener::HandleMessageUnknownResponse(int, unsigned char*, unsigned in
 void DataListener::HandleMessageStartHotSpot(int sessionId, unsigned char* data, unsigned int)
 {
     NETMGR_EXT_LOGI(" HandleMessageStartHotSpot start");
-    const PreparedAnswer answer = PrepareAnswer();
+    PreparedAnswer answer = PrepareAnswer();
     if (answer.json == nullptr) {
         return;
     }
     std::string message;
     if (answer.result != Wifi::WIFI_OK) {
-        HandlerSendStartMessage(sessionId, answer.json, message, reinterpret_cast<char*>(data));
+        HandlerSendStartMessage(sessionId, answer.json.release(), message, reinterpret_cast<char*>(data));
         return;
     }
     int result = 0;
-    HandlerParkData(sessionId, answer.json, message, answer.config, reinterpret_cast<char*>(data), result);
+    HandlerParkData(sessionId, answer.json.get(), message, answer.config, reinterpret_cast<char*>(data), result);
     if (result != DISTNET_SUCCESS) {
         NETMGR_EXT_LOGE(" SendStartHotspotResponseMessage error: %{public}d", result);
         SoftBusAdapter::GetInstance()->CloseSoftBusSession(sessionId);
     }
-    cJSON_Delete(answer.json);
 }
 
 void DataListener::HandlerSendStartMessage(int sessionId, cJSON* json, std::string& message, char*)
 {
+    const Json answer(json);
     message = PrintFailureAnswer(json, HOTSPOT_FAIL_PEER);
     SendStartHotspotResponseMessage(sessionId, message);
     SoftBusAdapter::GetInstance()->CloseSoftBusSession(sessionId);
-    cJSON_Delete(json);
 }
 
 void DataListener::HandlerParkData(int sessionId, cJSON* json, std::string& message, const Wifi::HotspotConfig& config,

@@ -1,8 +1,9 @@
 #include "distributed/services/link/hotspot_exchange.h"
 
-#include <memory>
+#include <utility>
 
 #include "distributed/services/utils/distnet_errors.h"
+#include "distributed/services/utils/json_text.h"
 #include "distributed/services/utils/net_mgr_log_wrapper.h"
 #include "platform/ability/ability_ids.h"
 #include "platform/wifi/wifi_device.h"
@@ -10,16 +11,6 @@
 
 namespace Vexo::NetManagerStandard {
 namespace {
-
-struct FreeText {
-    void operator()(char* text) const { cJSON_free(text); }
-};
-
-std::string PrintJson(const cJSON* json)
-{
-    const std::unique_ptr<char, FreeText> text(cJSON_Print(json));
-    return text ? text.get() : "";
-}
 
 // Opens the hotspot where it is closed and reads how to join it. The code of the Wi-Fi call that failed, after
 // logging it.
@@ -51,16 +42,15 @@ int32_t OpenHotspot(Wifi::WifiHotspot& hotspot, Wifi::HotspotConfig& config)
 PreparedAnswer PrepareAnswer()
 {
     PreparedAnswer answer;
-    cJSON* json = cJSON_CreateObject();
+    Json json = NewObject();
     if (json == nullptr) {
         return answer;
     }
     const std::shared_ptr<Wifi::WifiHotspot> hotspot = Wifi::WifiHotspot::GetInstance(WIFI_HOTSPOT_SYS_ABILITY_ID, 0);
     if (!hotspot) {
-        cJSON_Delete(json);
         return answer;
     }
-    answer.json = json;
+    answer.json = std::move(json);
     // Read at once after enabling: the configuration is there before the radio is up, and the requester waits.
     answer.result = OpenHotspot(*hotspot, answer.config);
     return answer;
@@ -72,13 +62,13 @@ std::string PrintSuccessAnswer(cJSON* json, const Wifi::HotspotConfig& config)
     cJSON_AddStringToObject(json, "SSID", config.GetSsid().c_str());
     cJSON_AddStringToObject(json, "PRESHARED_KEY", config.GetPreSharedKey().c_str());
     cJSON_AddNumberToObject(json, "SECURITY_TYPE", static_cast<int32_t>(config.GetSecurityType()));
-    return PrintJson(json);
+    return FormattedJson(json);
 }
 
 std::string PrintFailureAnswer(cJSON* json, int32_t result)
 {
     cJSON_AddNumberToObject(json, "RES", result);
-    return PrintJson(json);
+    return FormattedJson(json);
 }
 
 int32_t JoinHotspot(const Wifi::WifiDeviceConfig& config)

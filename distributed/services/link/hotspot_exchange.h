@@ -5,15 +5,14 @@
 #include <cstdint>
 #include <string>
 
-#include <cjson/cJSON.h>
-
+#include "platform/base/json.h"
 #include "platform/wifi/wifi_types.h"
 
 namespace Vexo::NetManagerStandard {
 
 struct PreparedAnswer {
-    cJSON* json = nullptr;  // the empty answer, the caller's; null: there is nothing to answer
-    int32_t result = 0;     // of Wi-Fi; not 0: the hotspot is not open, and the log says which call failed
+    Json json;           // the empty answer; null: there is nothing to answer
+    int32_t result = 0;  // of Wi-Fi; not 0: the hotspot is not open, and the log says which call failed
     Wifi::HotspotConfig config;
 };
 

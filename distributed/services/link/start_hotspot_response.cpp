@@ -1,12 +1,10 @@
 #include "distributed/services/link/start_hotspot_response.h"
 
-#include <memory>
 #include <utility>
-
-#include <cjson/cJSON.h>
 
 #include "distributed/services/utils/distnet_errors.h"
 #include "distributed/services/utils/net_mgr_log_wrapper.h"
+#include "platform/base/json.h"
 #include "platform/base/securec.h"
 
 namespace Vexo::NetManagerStandard {
@@ -15,10 +13,6 @@ namespace {
 constexpr uint32_t HEADER_SIZE = MESSAGE_TYPE_START_HOTSPOT_RESPONSE_LENGTH;
 constexpr uint32_t LENGTH_BYTES = 4;
 constexpr uint32_t LENGTH_OFFSET = 1;
-
-struct DeleteJson {
-    void operator()(cJSON* json) const { cJSON_Delete(json); }
-};
 
 void WriteLength(uint8_t* frame, uint32_t length)
 {
@@ -87,8 +81,7 @@ int32_t ParseStartHotspotResponse(const unsigned char* data, unsigned int len, W
     }
     // What was declared and did not come counts as zero bytes, which JSON treats as the end of the text: nothing is
     // allocated for them, whatever a peer declares.
-    const std::unique_ptr<cJSON, DeleteJson> json(
-        cJSON_ParseWithLength(reinterpret_cast<const char*>(data + HEADER_SIZE), received));
+    const Json json = ParseJson({reinterpret_cast<const char*>(data + HEADER_SIZE), received});
     if (!json) {
         NETMGR_EXT_LOGE(" json parse error");
         return DISTNET_ERR_MESSAGE_JSON;

@@ -6,8 +6,10 @@
 #include "distributed/services/service/event_report.h"
 #include "distributed/services/service/qu_trace.h"
 #include "distributed/services/utils/distnet_errors.h"
+#include "distributed/services/utils/json_text.h"
 #include "distributed/services/utils/net_mgr_log_wrapper.h"
 #include "platform/ability/ability_ids.h"
+#include "platform/base/json.h"
 #include "platform/telephony/core_service_client.h"
 #include "platform/wifi/wifi_device.h"
 #include "platform/wifi/wifi_hotspot.h"
@@ -18,14 +20,6 @@ namespace {
 using Telephony::CellularDataClient;
 using Telephony::CoreServiceClient;
 using Telephony::SimState;
-
-struct DeleteJson {
-    void operator()(cJSON* json) const { cJSON_Delete(json); }
-};
-
-struct FreeText {
-    void operator()(char* text) const { cJSON_free(text); }
-};
 
 // One capability item: how it is asked for, answered, and reported when it fails.
 struct CapabilityItem {
@@ -49,17 +43,13 @@ constexpr std::array<CapabilityItem, 3> CAPABILITY_ITEMS{{
 // Adds the member of one item, without its value, to root, which owns it. Null without memory.
 cJSON* AddItem(cJSON* root, const char* name, const char* valueType)
 {
-    cJSON* item = cJSON_CreateObject();
+    Json item = NewObject();
     if (item == nullptr) {
         return nullptr;
     }
-    cJSON_AddStringToObject(item, "variable", "true");
-    cJSON_AddStringToObject(item, "valueType", valueType);
-    if (!cJSON_AddItemToObject(root, name, item)) {
-        cJSON_Delete(item);
-        return nullptr;
-    }
-    return item;
+    cJSON_AddStringToObject(item.get(), "variable", "true");
+    cJSON_AddStringToObject(item.get(), "valueType", valueType);
+    return cJSON_AddItemToObject(root, name, item.get()) != 0 ? item.release() : nullptr;
 }
 
 bool IsUsable(SimState state)
@@ -193,7 +183,7 @@ int32_t DistNetService::GetRemoteDeviceInfoAsync(std::vector<std::string> items,
     EventInfo info;
     EventReport::SendGetRemoteDeviceInfoBehaviorEvent(info);
     QuTrace::StartSyncQuTrace("DistNetService GetRemoteDeviceInfoAsync start");
-    const std::unique_ptr<cJSON, DeleteJson> root(cJSON_CreateObject());
+    const Json root = NewObject();
     if (!root) {
         return DISTNET_ERR_GENERAL;
     }
@@ -207,10 +197,7 @@ int32_t DistNetService::GetRemoteDeviceInfoAsync(std::vector<std::string> items,
             }
         }
     }
-    const std::unique_ptr<char, FreeText> text(cJSON_Print(root.get()));
-    if (text) {
-        result = text.get();
-    }
+    result = FormattedJson(root.get());
     QuTrace::FinishSyncQuTrace("DistNetService GetRemoteDeviceInfoAsync end");
     return DISTNET_SUCCESS;
 }

@@ -5,8 +5,8 @@
 
 #include <algorithm>
 
+#include "platform/base/json.h"
 #include "platform/tasks/ffrt.h"
-#include "tests/support/json_document.h"
 
 namespace Vexo::QuviewDFX {
 namespace {
@@ -26,7 +26,7 @@ protected:
             text += piece ? piece->text : "";
             bytes = piece ? piece->bytes : 0;
         }
-        const Tests::Document trace = Tests::Parse(text);
+        const Json trace = ParseJson(text);
         std::vector<std::string> events;
         const cJSON* event = nullptr;
         cJSON_ArrayForEach(event, cJSON_GetObjectItem(trace.get(), "traceEvents"))

@@ -3,6 +3,7 @@
 #include "distributed/services/converged/configuration/configuration_keys.h"
 #include "distributed/services/converged/configuration/distributed_json_util.h"
 #include "distributed/services/utils/net_mgr_log_wrapper.h"
+#include "platform/base/json.h"
 
 namespace Vexo::NetManagerStandard {
 namespace {
@@ -21,30 +22,27 @@ bool IsLiteralTrue(const cJSON* element, const char* key)
 
 bool ConfigurationParser::LoadConfiguration()
 {
-    cJSON* deviceJson = nullptr;
-    if (!DistributedJsonUtil::LoadJsonObjFromTarselPath(deviceJson, DEVICE_CONFIG_PATH)) {
+    const Json deviceJson;
+    if (!DistributedJsonUtil::LoadJsonObjFromTarselPath(deviceJson.get(), DEVICE_CONFIG_PATH)) {
         NETMGR_EXT_LOGE(" Load device config failed.");
         return false;
     }
-    cJSON* scenarioJson = nullptr;
-    if (!DistributedJsonUtil::LoadJsonObjFromTarselPath(scenarioJson, SCENARIO_CONFIG_PATH)) {
-        cJSON_Delete(deviceJson);
+    const Json scenarioJson;
+    if (!DistributedJsonUtil::LoadJsonObjFromTarselPath(scenarioJson.get(), SCENARIO_CONFIG_PATH)) {
         NETMGR_EXT_LOGE(" Load scenario config failed.");
         return false;
     }
     // The loader takes its pointers by value, so both are null here: a caller learns from false that it has no
     // settings, and every look-up will find none.
     bool isParsed = true;
-    if (!ParseDeviceConfig(deviceJson)) {
+    if (!ParseDeviceConfig(deviceJson.get())) {
         NETMGR_EXT_LOGE(" Parse device config failed.");
         isParsed = false;
     }
-    if (!ParseScenarioConfig(scenarioJson)) {
+    if (!ParseScenarioConfig(scenarioJson.get())) {
         NETMGR_EXT_LOGE(" Parse scenario config failed.");
         isParsed = false;
     }
-    cJSON_Delete(deviceJson);
-    cJSON_Delete(scenarioJson);
     return isParsed;
 }
 

@@ -1,6 +1,8 @@
 // A peer's answer to a start-hotspot request.
 #include "distributed/services/link/data_listener.h"
+#include "distributed/services/utils/json_text.h"
 #include "fuzz/fuzz_target.h"
+#include "platform/base/json.h"
 #include "tests/support/response_frame.h"
 
 namespace Vexo::NetManagerStandard {
@@ -27,12 +29,11 @@ bool Run(std::string_view input)
                       "a refused answer changes nothing");
         return false;
     }
-    const std::unique_ptr<cJSON, decltype(&cJSON_Delete)> json(cJSON_CreateObject(), &cJSON_Delete);
+    const Json json = NewObject();
     cJSON_AddStringToObject(json.get(), "SSID", config.ssid.c_str());
     cJSON_AddStringToObject(json.get(), "PRESHARED_KEY", config.preSharedKey.c_str());
-    const std::unique_ptr<char, decltype(&cJSON_free)> text(cJSON_PrintUnformatted(json.get()), &cJSON_free);
     Wifi::WifiDeviceConfig again;
-    Fuzz::Require(Parse(Tests::ResponseFrame(text.get()), again) == 0 && again.ssid == config.ssid &&
+    Fuzz::Require(Parse(Tests::ResponseFrame(FormattedJson(json.get())), again) == 0 && again.ssid == config.ssid &&
                       again.preSharedKey == config.preSharedKey,
                   "what was read can be sent on");
     const std::string& kind = config.keyMgmt;

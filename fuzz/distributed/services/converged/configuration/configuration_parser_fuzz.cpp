@@ -3,6 +3,7 @@
 
 #include "distributed/services/converged/configuration/distributed_json_util.h"
 #include "fuzz/fuzz_target.h"
+#include "platform/base/json.h"
 
 namespace Vexo::NetManagerStandard {
 namespace {
@@ -42,7 +43,7 @@ bool Run(std::string_view input)
         Fuzz::Require(parsed == nullptr, "a damaged text leaves no document");
         return false;
     }
-    const std::unique_ptr<cJSON, decltype(&cJSON_Delete)> root(parsed, &cJSON_Delete);
+    const Json root(parsed);
     ConfigurationParser parser;
     const bool isDevice = parser.ParseDeviceConfig(root.get());
     const bool isScenario = parser.ParseScenarioConfig(root.get());

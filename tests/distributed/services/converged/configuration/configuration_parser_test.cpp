@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/support/json_document.h"
+#include "platform/base/json.h"
 
 namespace Vexo::Tests {
 namespace {
@@ -13,7 +13,7 @@ using NetManagerStandard::ConfigurationParser;
 TEST(ConfigurationParserTest, DeviceTypesComeWithTheirFlagsFromKeysOfAnyCase)
 {
     ConfigurationParser parser;
-    EXPECT_TRUE(parser.ParseDeviceConfig(Parse(R"({"device": {"deviceCaps": [
+    EXPECT_TRUE(parser.ParseDeviceConfig(ParseJson(R"({"device": {"deviceCaps": [
         {"TYPE": "phone", "Use_Network": true}, {"type": "phone", "provide_network": true},
         {"name": "nobody"}, {"type": 7}, 12,
         {"type": "watch", "use_network": 1, "provide_network": "true"}]}})")
@@ -30,7 +30,7 @@ TEST(ConfigurationParserTest, DeviceTypesComeWithTheirFlagsFromKeysOfAnyCase)
 TEST(ConfigurationParserTest, CloseTimesComeFromExactKeysAndZeroCountsAsNone)
 {
     ConfigurationParser parser;
-    EXPECT_TRUE(parser.ParseScenarioConfig(Parse(R"({"scenario": {"deviceCaps": [
+    EXPECT_TRUE(parser.ParseScenarioConfig(ParseJson(R"({"scenario": {"deviceCaps": [
         {"type": "phone", "screen_off_auto_close_time": 1500.9}, {"type": "phone", "screen_off_auto_close_time": 2},
         {"TYPE": "tv", "screen_off_auto_close_time": 3}, {"type": "watch", "screen_off_auto_close_time": "4"},
         {"type": "zero", "screen_off_auto_close_time": 0}]}})")
@@ -47,9 +47,9 @@ TEST(ConfigurationParserTest, CloseTimesComeFromExactKeysAndZeroCountsAsNone)
 TEST(ConfigurationParserTest, ADevicesListMayBeMissingButNotAScenarios)
 {
     ConfigurationParser parser;
-    EXPECT_TRUE(parser.ParseDeviceConfig(Parse(R"({"device": {"deviceCaps": {}}})").get()));
-    EXPECT_FALSE(parser.ParseDeviceConfig(Parse(R"({"Device": {}})").get()));
-    EXPECT_FALSE(parser.ParseScenarioConfig(Parse(R"({"scenario": {"deviceCaps": {}}})").get()));
+    EXPECT_TRUE(parser.ParseDeviceConfig(ParseJson(R"({"device": {"deviceCaps": {}}})").get()));
+    EXPECT_FALSE(parser.ParseDeviceConfig(ParseJson(R"({"Device": {}})").get()));
+    EXPECT_FALSE(parser.ParseScenarioConfig(ParseJson(R"({"scenario": {"deviceCaps": {}}})").get()));
 }
 
 }  // namespace

@@ -3,7 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/support/json_document.h"
+#include "platform/base/json.h"
 
 // Whole call stacks of allocations: the library's frames have no frame pointers, and the leak that the loader has by
 // contract is told by its caller (tests/support/lsan.supp).
@@ -30,7 +30,7 @@ TEST(DistributedJsonUtilTest, NumbersAreCutTowardZeroAndSaturate)
         {"-1e300", INT32_MIN, 0, INT64_MIN, 0},
     };
     for (const auto& [number, int32, uint32, int64, uint64] : cases) {
-        const Document json = Parse(std::string(R"({"n": )") + number + "}");
+        const auto json = ParseJson(std::string(R"({"n": )") + number + "}");
         int32_t asInt32 = 7;
         uint32_t asUint32 = 7;
         int64_t asInt64 = 7;

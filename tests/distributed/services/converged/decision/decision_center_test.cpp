@@ -7,7 +7,7 @@
 
 #include "distributed/services/converged/configuration/configuration_center_manager.h"
 #include "distributed/services/converged/decision/src/converged_decision_manager.h"
-#include "tests/support/json_document.h"
+#include "platform/base/json.h"
 #include "tests/support/log_capture.h"
 
 namespace Vexo::Tests {
@@ -38,7 +38,7 @@ void Configure(const std::string& isUse, const std::string& isProvide, int64_t c
 {
     const std::string caps = R"([{"type": "default", "use_network": )" + isUse + R"(, "provide_network": )" +
                              isProvide + R"(, "screen_off_auto_close_time": )" + std::to_string(closeTimeMs) + "}]";
-    const Document json = Parse(caps);
+    const Json json = ParseJson(caps);
     auto parser = std::make_shared<ConfigurationParser>();
     parser->ParseDeviceCapsOfDevice(json.get());
     parser->ParseDeviceCapsOfScenario(json.get());
