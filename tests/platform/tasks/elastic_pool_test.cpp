@@ -6,6 +6,7 @@
 #include <future>
 #include <numeric>
 #include <stdexcept>
+#include <thread>
 
 #include "tests/support/log_capture.h"
 
@@ -103,6 +104,22 @@ TEST(ElasticPoolTest, WorkThatWaitsForARefusedThreadRunsOnTheNextOneThatIsGiven)
     source.gives = true;
     ASSERT_TRUE(pool.Post([&] { ran.Add(2); }));
     EXPECT_EQ(ran.WaitFor(2), (std::vector<int>{1, 2})) << "the first worker is blocked all the while";
+}
+
+TEST(ElasticPoolTest, AnIdleWorkersThreadEndsWithItsPool)
+{
+    const auto ended = std::make_shared<Trail<bool>>();
+    {
+        ElasticPool pool("ending", 1, [ended](const Work& run) {
+            return StartDetachedThread([run, ended] {
+                run();
+                ended->Add(true);
+            });
+        });
+        ASSERT_TRUE(pool.Post([] {}));
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));  // the worker falls asleep
+    }
+    EXPECT_EQ(ended->WaitFor(1).size(), 1U);
 }
 
 TEST(StrandTest, RunsInPostingOrderPastExceptionsAlsoAfterItsOwnerLetGo)
