@@ -345,6 +345,9 @@ class Control(Node):
     def put(self, **values):
         self.machine.put(NM, **values)
 
+    def lead_to(self, path):
+        self.machine.put(NM, PrimaryConnection=dbus.ObjectPath(path))
+
     def capabilities(self, bits):
         self.machine.radio.put(NM + ".Device.Wireless", WirelessCapabilities=dbus.UInt32(bits))
         self.machine.radio.enter(30)

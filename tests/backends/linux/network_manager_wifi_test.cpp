@@ -182,7 +182,7 @@ TEST_F(NetworkManagerWifiTest, AHotspotOfOursIsClosedWhenNobodyUsesItAndOnLowBat
     const milliseconds never = std::chrono::hours(1);
     for (const auto& [idle, idleWithoutUplink, reason] :
          {std::tuple{soon, never, "IDLE"}, std::tuple{never, soon, "IDLE_WITHOUT_UPLINK"},
-          std::tuple{never, never, "BATTERY_LOW"}}) {
+          std::tuple{never, never, "BATTERY_LOW"}, std::tuple{never, never, "DAEMON_STOPPED"}}) {
         const size_t before = events_.Lines().size();
         phone_.Options().hotspot.limits.idle = idle;
         phone_.Options().hotspot.limits.idleWithoutUplink = idleWithoutUplink;
@@ -190,9 +190,15 @@ TEST_F(NetworkManagerWifiTest, AHotspotOfOursIsClosedWhenNobodyUsesItAndOnLowBat
         phone_.Start();
         ASSERT_EQ(phone_.Hotspot()->EnableHotspot(ServiceType::DEFAULT), Wifi::WIFI_OK);
         EXPECT_FALSE(Eventually([&] { return !phone_.IsHotspotOn(); }, soon * 2)) << "a station is connected";
+        Do(air_.Phone(), R"({"do": "lead_to", "path": "/wire"})");
         phone_.stations = 0;
-        if (idle == never && idleWithoutUplink == never) {
+        EXPECT_TRUE(idleWithoutUplink == never || !Eventually([&] { return !phone_.IsHotspotOn(); }, soon * 2))
+            << "it leads somewhere";
+        Do(air_.Phone(), R"({"do": "lead_to", "path": "/"})");
+        if (reason == std::string("BATTERY_LOW")) {
             phone_.Wifi().OnBatteryLow();
+        } else if (reason == std::string("DAEMON_STOPPED")) {
+            phone_.End();
         }
         EXPECT_TRUE(Eventually([&] { return events_.Lines().size() > before; }));
         EXPECT_EQ(events_.Lines().back(), ClosedFor(reason)[0]);
