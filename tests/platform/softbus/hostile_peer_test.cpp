@@ -120,6 +120,7 @@ TEST_F(HostilePeerTest, ASilentPeerIsPingedAndGivenUpAfterSixSecondsWhileAnIdleO
 TEST_F(HostilePeerTest, OnePeerHoldsItsShareOfSessionsAndOthersFindRoom)
 {
     SoftBusOptions options;
+    options.maxSessions = 4;
     options.peerShare = 3;
     const auto small = StartBus(account.Enrol("small"), "small", {phone->ListenAddress()}, options);
     const std::string smallId = small->LocalNode().networkId;
@@ -150,6 +151,7 @@ TEST_F(HostilePeerTest, OnePeerHoldsItsShareOfSessionsAndOthersFindRoom)
     EXPECT_EQ(openedTo(phone, atPhone, smallId), SOFTBUS_OK) << "another peer";
     atLaptop.Clear();
     EXPECT_EQ(openedTo(small, atLaptop, phoneIdentity.networkId), SOFTBUS_OK) << "its own open";
+    EXPECT_EQ(small->OpenSession(NAME, NAME, phoneIdentity.networkId, ByteSession()), SOFTBUS_LIMIT);
     opens.front().reset();
     ASSERT_TRUE(Eventually([&] { return answer(NAME, false) == SOFTBUS_OK; })) << "once one has ended";
 }
