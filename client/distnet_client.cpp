@@ -5,7 +5,7 @@
 #include "client/remote_call.h"
 #include "distributed/services/service/i_distnet_service.h"
 #include "distributed/services/utils/distnet_errors.h"
-#include "host/i_distnet_host.h"
+#include "interfaces/i_distnet_host.h"
 #include "platform/ability/ability_ids.h"
 #include "platform/base/mutex.h"
 

@@ -6,7 +6,7 @@
 #include <functional>
 #include <string>
 
-#include "host/i_distnet_host.h"
+#include "interfaces/i_distnet_host.h"
 #include "platform/ipc/caller_log_limit.h"
 #include "platform/ipc/iremote_object.h"
 

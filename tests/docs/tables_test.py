@@ -69,7 +69,7 @@ class Tables(unittest.TestCase):
                  "## Failure codes of capability items"),
                 ("distributed/services/service/i_distnet_service.h", "DistNetInterfaceCode", "ipc.md",
                  "## Ability 1163: the service"),
-                ("host/i_distnet_host.h", "HostInterfaceCode", "ipc.md", "## Ability 1164: the daemon about itself"),
+                ("interfaces/i_distnet_host.h", "HostInterfaceCode", "ipc.md", "## Ability 1164: the daemon about itself"),
                 ("platform/ipc/ipc_types.h", "IpcStatus", "ipc.md",
                  "Status 0 is success. Beside it a callee returns codes of its own (below), and the layer itself returns:")]:
             with self.subTest(enumeration):

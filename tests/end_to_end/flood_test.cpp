@@ -15,7 +15,7 @@
 
 #include "client/distnet_client.h"
 #include "distributed/services/service/i_distnet_service.h"
-#include "host/i_distnet_host.h"
+#include "interfaces/i_distnet_host.h"
 #include "platform/ability/ability_ids.h"
 #include "platform/ipc/unix_socket.h"
 #include "platform/ipc/wire.h"

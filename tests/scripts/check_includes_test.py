@@ -10,7 +10,7 @@ import unittest
 CHECK = sys.argv.pop(1)
 
 HEADERS = ["platform/base/a.h", "platform/ipc/a.h", "platform/ability/a.h", "platform/trust/a.h", "host/host.h",
-           "host/i_host_ability.h", "client/a.h", "backends/simulated/device_state.h", "backends/simulated/air.h",
+           "interfaces/a.h", "client/a.h", "backends/simulated/device_state.h", "backends/simulated/air.h",
            "backends/linux/a.h", "distributed/services/service/a.h",
            "distributed/services/service/i_distnet_service.h", "distributed/services/utils/a.h",
            "distributed/services/link/a.h", "distributed/services/converged/awareness/a.h",
@@ -31,11 +31,12 @@ CASES = {
     "distributed/services/new/x.cpp": ([], ["<vector>"]),
     "backends/simulated/x.cpp": (['"platform/trust/a.h"', '"backends/simulated/air.h"'],
                                  ['"backends/linux/a.h"', '"host/host.h"']),
-    "host/x.cpp": (['"backends/linux/a.h"', '"platform/trust/a.h"'], ['"distributed/services/service/a.h"']),
-    "client/x.cpp": (['"host/i_host_ability.h"', '"distributed/services/service/i_distnet_service.h"'],
+    "interfaces/x.h": (['"platform/ipc/a.h"', '"interfaces/a.h"'], ['"platform/trust/a.h"', '"host/host.h"', '"client/a.h"']),
+    "host/x.cpp": (['"backends/linux/a.h"', '"platform/trust/a.h"', '"interfaces/a.h"'], ['"distributed/services/service/a.h"']),
+    "client/x.cpp": (['"interfaces/a.h"', '"distributed/services/service/i_distnet_service.h"'],
                      ['"host/host.h"', '"distributed/services/service/a.h"', '"platform/trust/a.h"']),
-    "tools/distnetctl/x.cpp": (['"client/a.h"', '"platform/trust/a.h"', '"backends/simulated/device_state.h"'],
-                               ['"platform/ipc/a.h"', '"backends/simulated/air.h"']),
+    "tools/distnetctl/x.cpp": (['"client/a.h"', '"interfaces/a.h"', '"backends/simulated/device_state.h"'],
+                               ['"platform/ipc/a.h"', '"host/host.h"', '"backends/simulated/air.h"']),
     "tests/host/x.cpp": (['"host/host.h"', '"distributed/services/service/a.h"'], []),
     "platform/unknown/x.cpp": ([], ["<vector>"]),
 }

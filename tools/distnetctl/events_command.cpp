@@ -1,6 +1,6 @@
 #include <thread>
 
-#include "host/i_distnet_host.h"
+#include "interfaces/i_distnet_host.h"
 #include "platform/base/mutex.h"
 #include "platform/base/text.h"
 #include "platform/base/utf8.h"

@@ -1,6 +1,6 @@
 #include "tools/distnetctl/recording.h"
 
-#include "host/i_distnet_host.h"
+#include "interfaces/i_distnet_host.h"
 #include "platform/dfx/trace_recorder.h"
 #include "tools/distnetctl/json.h"
 

@@ -2,7 +2,7 @@
 #include <optional>
 #include <string>
 
-#include "host/i_distnet_host.h"
+#include "interfaces/i_distnet_host.h"
 #include "platform/dfx/trace_recorder.h"
 #include "tools/distnetctl/commands.h"
 #include "tools/distnetctl/interrupt.h"
