@@ -1,10 +1,75 @@
 #include "platform/dfx/event_text.h"
 
+#include <algorithm>
 #include <array>
 
 #include "platform/base/json.h"
 
 namespace Vexo::QuviewDFX {
+namespace {
+
+// Whole years that a system_clock::time_point holds.
+constexpr int FIRST_YEAR = 1678;
+constexpr int LAST_YEAR = 2261;
+
+bool IsDigit(char c)
+{
+    return c >= '0' && c <= '9';
+}
+
+// Takes text of that form from the front, and its numbers: each 0 is a digit of a number, every other character itself.
+bool TakeForm(std::string_view& text, std::string_view form, std::initializer_list<int*> numbers)
+{
+    const auto* number = numbers.begin();
+    if (text.size() < form.size()) {
+        return false;
+    }
+    for (size_t at = 0; at < form.size(); ++at) {
+        if (form[at] != '0') {
+            if (text[at] != form[at]) {
+                return false;
+            }
+            ++number;
+        } else if (!IsDigit(text[at])) {
+            return false;
+        } else {
+            **number = **number * 10 + (text[at] - '0');
+        }
+    }
+    text.remove_prefix(form.size());
+    return true;
+}
+
+// Of ".123": 123 ms; further digits are cut off. None when no digit follows the point.
+std::optional<int> TakeMilliseconds(std::string_view& text)
+{
+    if (!text.starts_with('.')) {
+        return 0;
+    }
+    const auto end = std::find_if_not(text.begin() + 1, text.end(), IsDigit);
+    const std::string digits(text.begin() + 1, end);
+    text.remove_prefix(digits.size() + 1);
+    return digits.empty() ? std::nullopt : std::optional<int>(std::stoi((digits + "00").substr(0, 3)));
+}
+
+// "Z", "+02:00", in seconds east of UTC.
+std::optional<int> ParseOffset(std::string_view text)
+{
+    if (text == "Z" || text == "z") {
+        return 0;
+    }
+    const int sign = text.starts_with('-') ? -1 : 1;
+    int hours = 0;
+    int minutes = 0;
+    if (!(text.starts_with('-') || text.starts_with('+'))) {
+        return std::nullopt;
+    }
+    text.remove_prefix(1);
+    const bool isOffset = TakeForm(text, "00:00", {&hours, &minutes}) && text.empty() && hours < 24 && minutes < 60;
+    return isOffset ? std::optional<int>(sign * (hours * 60 + minutes) * 60) : std::nullopt;
+}
+
+}  // namespace
 
 std::string Rfc3339Seconds(std::time_t seconds)
 {
@@ -21,6 +86,32 @@ std::string Rfc3339(std::chrono::system_clock::time_point time)
     std::string fraction = std::to_string(milliseconds % 1000);
     fraction.insert(0, 3 - fraction.size(), '0');
     return text.insert(text.size() - 1, "." + fraction);
+}
+
+// https://www.rfc-editor.org/rfc/rfc3339#section-5.6
+std::optional<std::chrono::sys_time<std::chrono::milliseconds>> ParseRfc3339(std::string_view text)
+{
+    using namespace std::chrono;
+    int parts[6] = {};
+    if (!TakeForm(text, "0000-00-00", {&parts[0], &parts[1], &parts[2]}) || text.empty() ||
+        std::string_view("Tt ").find(text.front()) == std::string_view::npos) {
+        return std::nullopt;
+    }
+    text.remove_prefix(1);
+    if (!TakeForm(text, "00:00:00", {&parts[3], &parts[4], &parts[5]})) {
+        return std::nullopt;
+    }
+    const std::optional<int> fraction = TakeMilliseconds(text);
+    const std::optional<int> offset = ParseOffset(text);
+    const year_month_day date{year(parts[0]), month(static_cast<unsigned>(parts[1])),
+                              day(static_cast<unsigned>(parts[2]))};
+    const bool isInReach = parts[0] >= FIRST_YEAR && parts[0] <= LAST_YEAR;
+    if (!fraction || !offset || !isInReach || !date.ok() || parts[3] > 23 || parts[4] > 59 || parts[5] > 60) {
+        return std::nullopt;
+    }
+    // A leap second is taken for the one before it.
+    return sys_days(date) + hours(parts[3]) + minutes(parts[4]) + seconds(std::min(parts[5], 59) - *offset) +
+           milliseconds(*fraction);
 }
 
 std::string EventLine(const SysEventRecord& record)

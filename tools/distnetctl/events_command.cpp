@@ -21,7 +21,7 @@ constexpr size_t TIME_COLUMNS = 21;
 // "2026-11-21 12:08:06" here, of an event's time in UTC.
 std::string LocalTime(const std::string& utc)
 {
-    const auto time = ParseRfc3339(utc);
+    const auto time = QuviewDFX::ParseRfc3339(utc);
     return time ? LocalText(*time, "%Y-%m-%d %H:%M:%S") : utc;
 }
 

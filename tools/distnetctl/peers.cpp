@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "platform/base/text.h"
+#include "platform/dfx/event_text.h"
 #include "tools/distnetctl/json.h"
 #include "tools/distnetctl/time_word.h"
 
@@ -95,7 +96,7 @@ std::string Ago(const Peer& peer)
     if (peer.online) {
         return "now";
     }
-    const auto seen = ParseRfc3339(peer.lastSeen);
+    const auto seen = QuviewDFX::ParseRfc3339(peer.lastSeen);
     if (!seen) {
         return "unknown";
     }

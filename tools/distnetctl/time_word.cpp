@@ -5,6 +5,8 @@
 #include <optional>
 #include <regex>
 
+#include "platform/dfx/event_text.h"
+
 namespace Vexo::Ctl {
 namespace {
 
@@ -45,41 +47,13 @@ std::optional<Time> Midnight(const std::string& word, Time now)
 
 }  // namespace
 
-// https://www.rfc-editor.org/rfc/rfc3339#section-5.6
-std::optional<Time> ParseRfc3339(const std::string& text)
-{
-    static const std::regex FORM(
-        "(\\d{4})-(\\d\\d)-(\\d\\d)[Tt ](\\d\\d):(\\d\\d):(\\d\\d)(?:\\.(\\d+))?(?:[Zz]|([+-])(\\d\\d):(\\d\\d))");
-    std::smatch match;
-    if (!std::regex_match(text, match, FORM)) {
-        return std::nullopt;
-    }
-    const auto number = [&](size_t at) { return match[at].matched ? std::stoi(match[at]) : 0; };
-    std::tm parts{};
-    parts.tm_year = number(1) - 1900;
-    parts.tm_mon = number(2) - 1;
-    parts.tm_mday = number(3);
-    parts.tm_hour = number(4);
-    parts.tm_min = number(5);
-    parts.tm_sec = std::min(number(6), 59);  // a leap second is taken for the one before it
-    const std::tm given = parts;
-    const std::time_t seconds = timegm(&parts);
-    // The library turns a 30th of February into a day of March.
-    if (number(6) > 60 || number(9) > 23 || number(10) > 59 || parts.tm_mon != given.tm_mon ||
-        parts.tm_mday != given.tm_mday || parts.tm_hour != given.tm_hour || parts.tm_min != given.tm_min) {
-        return std::nullopt;
-    }
-    const int offset = (number(9) * 60 + number(10)) * (match[8] == "-" ? -60 : 60);
-    const int milliseconds = std::stoi((match[7].str() + "000").substr(0, 3));
-    return system_clock::from_time_t(seconds - offset) + std::chrono::milliseconds(milliseconds);
-}
-
 Result<Time> ParseTime(const std::string& word, Time now)
 {
     if (word == "now") {
         return now;
     }
-    for (const std::optional<Time>& time : {Ago(word, now), Midnight(word, now), ParseRfc3339(word)}) {
+    for (const std::optional<Time>& time :
+         {Ago(word, now), Midnight(word, now), std::optional<Time>(QuviewDFX::ParseRfc3339(word))}) {
         if (time) {
             return *time;
         }

@@ -3,7 +3,6 @@
 #pragma once
 
 #include <chrono>
-#include <optional>
 #include <string>
 
 #include "platform/base/result.h"
@@ -14,9 +13,6 @@ namespace Vexo::Ctl {
 // time); or RFC 3339 with date, time and offset. The error says what is allowed.
 [[nodiscard]] Result<std::chrono::system_clock::time_point> ParseTime(const std::string& word,
                                                                       std::chrono::system_clock::time_point now);
-
-// Of RFC 3339 with date, time and offset; none for anything else.
-std::optional<std::chrono::system_clock::time_point> ParseRfc3339(const std::string& text);
 
 // In local time, in the form of strftime(3).
 std::string LocalText(std::chrono::system_clock::time_point time, const char* format);

@@ -5,6 +5,7 @@
 
 #include "platform/base/text.h"
 #include "platform/base/utf8.h"
+#include "platform/dfx/event_text.h"
 #include "tools/distnetctl/output.h"
 #include "tools/distnetctl/status_view.h"
 #include "tools/distnetctl/time_word.h"
@@ -23,7 +24,7 @@ constexpr const char* AWAY = "away";
 // "12:08:06" of an event's RFC 3339 time, in local time; of an older one than a day "11-20 12:08"; other text as it is.
 std::string EventClock(const std::string& time, TimePoint now)
 {
-    const auto parsed = ParseRfc3339(time);
+    const auto parsed = QuviewDFX::ParseRfc3339(time);
     if (!parsed) {
         return time;
     }
