@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "interfaces/host_answers.h"
 #include "platform/dfx/log.h"
 #include "platform/wifi/wifi_types.h"
 
@@ -20,7 +21,7 @@ struct Configuration {
     std::string platform;                     // "platform": "linux", "simulated"; empty: chosen at start
     std::filesystem::path stateDir;           // "state_dir": required
     std::string deviceName;                   // "device.name": default the host name
-    uint16_t deviceTypeId = 0;                // "device.type": "phone", "tablet", "laptop", "unknown"
+    DeviceType deviceType{};                  // "device.type": "phone", "tablet", "laptop", "unknown"
     std::filesystem::path ipcSocket;          // "ipc.socket": default STATE_DIR/ipc.sock
     uint32_t ipcSocketMode = 0666;            // "ipc.socket_mode": octal text, "0600" to "0666"
     uint32_t ipcUserConnections = 64;         // "ipc.user_connections": of a user other than root

@@ -8,7 +8,7 @@
 #include <cstdio>
 #include <string_view>
 
-#include "host/named_values.h"
+#include "interfaces/named_values.h"
 #include "platform/dfx/event_file.h"
 
 namespace Vexo::Host {

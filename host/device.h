@@ -9,7 +9,7 @@
 
 #include "backends/linux/bus.h"
 #include "host/configuration.h"
-#include "host/named_values.h"
+#include "interfaces/host_answers.h"
 #include "platform/base/nocopyable.h"
 #include "platform/base/result.h"
 #include "platform/dfx/health_check.h"

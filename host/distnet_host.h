@@ -1,4 +1,4 @@
-// DistNetHost: what the daemon says about itself (ability 1164), as JSON (docs/ipc.md). It asks the registry and the
+// DistNetHost: what the daemon says about itself (ability 1164). It asks the registry and the
 // platform each time and never loads the service. Called on IPC workers, several at once; WaitForWifi and GetEvents do
 // not block, GetChecks blocks on the disk and the radio, the others for no longer than 200 ms.
 #pragma once
@@ -12,7 +12,7 @@
 #include "host/configuration.h"
 #include "host/distnet_host_stub.h"
 #include "host/hotspot_state.h"
-#include "host/named_values.h"
+#include "interfaces/host_answers.h"
 #include "platform/ability/system_ability_manager.h"
 #include "platform/base/mutex.h"
 #include "platform/dfx/event_file.h"
@@ -43,14 +43,15 @@ class DistNetHost : public DistNetHostStub {
 public:
     explicit DistNetHost(HostFacts facts);
 
-    int32_t GetStatus(std::string& json) override;
-    void WaitForWifi(uint32_t attempt, int32_t state, std::chrono::milliseconds limit, Answer answer) override;
-    int32_t GetCounts(std::string& json) override;
-    int32_t GetDevices(std::string& json) override;
-    void GetEvents(uint64_t cursor, std::chrono::milliseconds limit, Answer answer) override;
-    int32_t StartTrace(uint32_t limitMs, bool detached, std::string& json) override;
-    int32_t StopTrace(uint32_t recording, uint64_t offset, std::string& json) override;
-    int32_t GetChecks(std::string& json) override;
+    int32_t GetStatus(HostStatus& status) override;
+    int32_t GetCounts(HostCounts& counts) override;
+    int32_t GetDevices(DeviceList& devices) override;
+    int32_t GetChecks(CheckList& checks) override;
+    int32_t StartTrace(std::chrono::milliseconds limit, bool detached, TraceRecording& started) override;
+    int32_t StopTrace(uint32_t recording, uint64_t offset, TracePiece& piece) override;
+    void WaitForWifi(uint32_t attempt, WifiState state, std::chrono::milliseconds limit,
+                     Answer<WifiStatus> answer) override;
+    void GetEvents(uint64_t cursor, std::chrono::milliseconds limit, Answer<EventPage> answer) override;
 
 private:
     std::shared_ptr<ChangeWaits> WaitsFor(const std::shared_ptr<Wifi::WifiDevice>& device) EXCLUDES(mutex_);

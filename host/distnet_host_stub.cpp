@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "host/caller_rights.h"
+#include "interfaces/host_answers_json.h"
 #include "platform/dfx/log.h"
 #include "platform/ipc/ipc_skeleton.h"
 #include "platform/ipc/later_reply.h"
@@ -28,10 +29,44 @@ int Refuse(MessageParcel& reply, HostResult result)
     return IPC_UNKNOWN_REQUEST;
 }
 
-int32_t Write(MessageParcel& reply, int32_t result, const std::string& json)
+int32_t WriteFailure(MessageParcel& reply, int32_t result)
 {
-    const bool written = reply.WriteInt32(result) && (result != HOST_OK || reply.WriteString(json));
-    return written ? IPC_OK : IPC_BAD_DATAGRAM;
+    return reply.WriteInt32(result) ? IPC_OK : IPC_BAD_DATAGRAM;
+}
+
+template <typename Value>
+int32_t Write(MessageParcel& reply, int32_t result, const Value& answer)
+{
+    if (result != HOST_OK) {
+        return WriteFailure(reply, result);
+    }
+    return reply.WriteInt32(result) && reply.WriteString(AnswerText(answer)) ? IPC_OK : IPC_BAD_DATAGRAM;
+}
+
+// Runs query(answer), and writes the answer that it has filled.
+template <typename Value, typename Query>
+int32_t Answered(MessageParcel& reply, Query query)
+{
+    Value answer;
+    const int32_t result = query(answer);
+    return Write(reply, result, answer);
+}
+
+// Runs wait(answer) so that the reply comes later and holds no worker; a call from inside the process blocks instead.
+template <typename Value, typename Wait>
+int32_t AnsweredLater(MessageParcel& reply, Wait wait)
+{
+    if (const std::shared_ptr<Ipc::LaterReply> later = Ipc::LaterReply::Take()) {
+        wait([later](int32_t result, const Value& value) {
+            MessageParcel answer;
+            const int32_t status = Write(answer, result, value);
+            later->Complete(status, answer);
+        });
+        return IPC_OK;
+    }
+    const auto status = std::make_shared<std::promise<int32_t>>();
+    wait([&reply, status](int32_t result, const Value& value) { status->set_value(Write(reply, result, value)); });
+    return status->get_future().get();
 }
 
 }  // namespace
@@ -49,13 +84,7 @@ int DistNetHostStub::OnRemoteRequest(uint32_t code, MessageParcel& data, Message
         LogRefusal("not permitted");
         return Refuse(reply, HOST_NOT_PERMITTED);
     }
-    const auto operation = static_cast<HostInterfaceCode>(code);
-    if (operation == HostInterfaceCode::WAIT_FOR_WIFI || operation == HostInterfaceCode::GET_EVENTS) {
-        return RunWait(operation, data, reply);
-    }
-    std::string json;
-    const int32_t result = Run(operation, data, json);
-    return Write(reply, result, json);
+    return Run(static_cast<HostInterfaceCode>(code), data, reply);
 }
 
 void DistNetHostStub::LogRefusal(const char* why)
@@ -67,84 +96,73 @@ void DistNetHostStub::LogRefusal(const char* why)
     }
 }
 
-int32_t DistNetHostStub::Run(HostInterfaceCode code, MessageParcel& data, std::string& json)
+int32_t DistNetHostStub::Run(HostInterfaceCode code, MessageParcel& data, MessageParcel& reply)
 {
     switch (code) {
         case HostInterfaceCode::GET_STATUS:
-            return GetStatus(json);
+            return Answered<HostStatus>(reply, [this](auto& status) { return GetStatus(status); });
         case HostInterfaceCode::GET_COUNTS:
-            return GetCounts(json);
+            return Answered<HostCounts>(reply, [this](auto& counts) { return GetCounts(counts); });
         case HostInterfaceCode::GET_DEVICES:
-            return GetDevices(json);
-        case HostInterfaceCode::START_TRACE:
-            return RunStartTrace(data, json);
-        case HostInterfaceCode::STOP_TRACE:
-            return RunStopTrace(data, json);
+            return Answered<DeviceList>(reply, [this](auto& devices) { return GetDevices(devices); });
         case HostInterfaceCode::GET_CHECKS:
-            return GetChecks(json);
-        case HostInterfaceCode::GET_EVENTS:
+            return Answered<CheckList>(reply, [this](auto& checks) { return GetChecks(checks); });
+        case HostInterfaceCode::START_TRACE:
+            return RunStartTrace(data, reply);
+        case HostInterfaceCode::STOP_TRACE:
+            return RunStopTrace(data, reply);
         case HostInterfaceCode::WAIT_FOR_WIFI:
-            break;  // RunWait
+            return RunWaitForWifi(data, reply);
+        case HostInterfaceCode::GET_EVENTS:
+            return RunGetEvents(data, reply);
     }
-    return HOST_BAD_REQUEST;
+    return WriteFailure(reply, HOST_BAD_REQUEST);
 }
 
-int32_t DistNetHostStub::RunWait(HostInterfaceCode code, MessageParcel& data, MessageParcel& reply)
+int32_t DistNetHostStub::RunStartTrace(MessageParcel& data, MessageParcel& reply)
 {
-    const auto await = code == HostInterfaceCode::WAIT_FOR_WIFI ? ReadWaitForWifi(data) : ReadGetEvents(data);
-    if (!await) {
-        return Write(reply, HOST_BAD_REQUEST, {});
+    uint32_t limitMs = 0;
+    bool detached = false;
+    if (!data.ReadUint32(limitMs) || !data.ReadBool(detached)) {
+        return WriteFailure(reply, HOST_BAD_REQUEST);
     }
-    if (const std::shared_ptr<Ipc::LaterReply> later = Ipc::LaterReply::Take()) {
-        await([later](int32_t result, const std::string& json) {
-            MessageParcel answer;
-            const int32_t status = Write(answer, result, json);
-            later->Complete(status, answer);
-        });
-        return IPC_OK;
-    }
-    const auto status = std::make_shared<std::promise<int32_t>>();
-    await([&reply, status](int32_t result, const std::string& json) { status->set_value(Write(reply, result, json)); });
-    return status->get_future().get();
+    return Answered<TraceRecording>(
+        reply, [&](auto& started) { return StartTrace(std::chrono::milliseconds(limitMs), detached, started); });
 }
 
-std::function<void(IDistNetHost::Answer)> DistNetHostStub::ReadWaitForWifi(MessageParcel& data)
+int32_t DistNetHostStub::RunStopTrace(MessageParcel& data, MessageParcel& reply)
+{
+    uint32_t recording = 0;
+    uint64_t offset = 0;
+    if (!data.ReadUint32(recording) || !data.ReadUint64(offset)) {
+        return WriteFailure(reply, HOST_BAD_REQUEST);
+    }
+    return Answered<TracePiece>(reply, [&](auto& piece) { return StopTrace(recording, offset, piece); });
+}
+
+int32_t DistNetHostStub::RunWaitForWifi(MessageParcel& data, MessageParcel& reply)
 {
     uint32_t attempt = 0;
     int32_t state = 0;
     uint32_t limitMs = 0;
     if (!data.ReadUint32(attempt) || !data.ReadInt32(state) || !data.ReadUint32(limitMs) || limitMs > MAX_WAIT_MS) {
-        return nullptr;
+        return WriteFailure(reply, HOST_BAD_REQUEST);
     }
-    return [=, this](Answer answer) {
-        WaitForWifi(attempt, state, std::chrono::milliseconds(limitMs), std::move(answer));
-    };
+    return AnsweredLater<WifiStatus>(reply, [&](Answer<WifiStatus> answer) {
+        WaitForWifi(attempt, static_cast<WifiState>(state), std::chrono::milliseconds(limitMs), std::move(answer));
+    });
 }
 
-std::function<void(IDistNetHost::Answer)> DistNetHostStub::ReadGetEvents(MessageParcel& data)
+int32_t DistNetHostStub::RunGetEvents(MessageParcel& data, MessageParcel& reply)
 {
     uint64_t cursor = 0;
     uint32_t limitMs = 0;
     if (!data.ReadUint64(cursor) || !data.ReadUint32(limitMs) || limitMs > MAX_WAIT_MS) {
-        return nullptr;
+        return WriteFailure(reply, HOST_BAD_REQUEST);
     }
-    return [=, this](Answer answer) { GetEvents(cursor, std::chrono::milliseconds(limitMs), std::move(answer)); };
-}
-
-int32_t DistNetHostStub::RunStartTrace(MessageParcel& data, std::string& json)
-{
-    uint32_t limitMs = 0;
-    bool detached = false;
-    const bool good = data.ReadUint32(limitMs) && data.ReadBool(detached);
-    return good ? StartTrace(limitMs, detached, json) : HOST_BAD_REQUEST;
-}
-
-int32_t DistNetHostStub::RunStopTrace(MessageParcel& data, std::string& json)
-{
-    uint32_t recording = 0;
-    uint64_t offset = 0;
-    const bool good = data.ReadUint32(recording) && data.ReadUint64(offset);
-    return good ? StopTrace(recording, offset, json) : HOST_BAD_REQUEST;
+    return AnsweredLater<EventPage>(reply, [&](Answer<EventPage> answer) {
+        GetEvents(cursor, std::chrono::milliseconds(limitMs), std::move(answer));
+    });
 }
 
 }  // namespace Vexo::Host

@@ -3,9 +3,6 @@
 // keeps no state but which refusals it logged. What the operations answer: host/distnet_host.h; parcels: docs/ipc.md.
 #pragma once
 
-#include <functional>
-#include <string>
-
 #include "interfaces/i_distnet_host.h"
 #include "platform/ipc/caller_log_limit.h"
 #include "platform/ipc/iremote_object.h"
@@ -20,14 +17,12 @@ public:
 
 private:
     void LogRefusal(const char* why);
-    int32_t Run(HostInterfaceCode code, MessageParcel& data, std::string& json);
-    // A wait whose reply comes later, so that it holds no worker; a call from inside the process blocks instead.
-    int32_t RunWait(HostInterfaceCode code, MessageParcel& data, MessageParcel& reply);
-    // With the arguments of their names; HOST_BAD_REQUEST, or nothing to run, when they cannot be read.
-    std::function<void(Answer)> ReadWaitForWifi(MessageParcel& data);
-    std::function<void(Answer)> ReadGetEvents(MessageParcel& data);
-    int32_t RunStartTrace(MessageParcel& data, std::string& json);
-    int32_t RunStopTrace(MessageParcel& data, std::string& json);
+    // Read the arguments of the operation, run it and write its answer, or HOST_BAD_REQUEST when they cannot be read.
+    int32_t Run(HostInterfaceCode code, MessageParcel& data, MessageParcel& reply);
+    int32_t RunStartTrace(MessageParcel& data, MessageParcel& reply);
+    int32_t RunStopTrace(MessageParcel& data, MessageParcel& reply);
+    int32_t RunWaitForWifi(MessageParcel& data, MessageParcel& reply);
+    int32_t RunGetEvents(MessageParcel& data, MessageParcel& reply);
 
     Ipc::CallerLogLimit refusalLines_;
 };

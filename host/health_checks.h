@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "host/configuration.h"
-#include "host/named_values.h"
+#include "interfaces/host_answers.h"
 #include "platform/dfx/health_check.h"
 #include "platform/softbus/softbus_service.h"
 

@@ -35,7 +35,7 @@ std::shared_ptr<HotspotState::Query> HotspotState::MakeQuery()
     return std::make_shared<Query>();
 }
 
-HotspotNow HotspotState::Ask()
+HotspotStatus HotspotState::Ask()
 {
     const auto hotspot = Wifi::WifiHotspot::GetInstance(WIFI_HOTSPOT_SYS_ABILITY_ID);
     if (!hotspot) {

@@ -3,19 +3,15 @@
 #pragma once
 
 #include <memory>
-#include <optional>
+
+#include "interfaces/host_answers.h"
 
 namespace Vexo::Host {
-
-struct HotspotNow {
-    bool present = false;        // the device has a hotspot ability
-    std::optional<bool> active;  // none: it did not say, or not in time
-};
 
 class HotspotState {
 public:
     // Blocks for at most 200 ms. A radio that takes longer is asked no second time before it has answered.
-    HotspotNow Ask();
+    HotspotStatus Ask();
 
 private:
     struct Query;

@@ -1,14 +1,15 @@
 // IDistNetHost: what the daemon says about itself (ability 1164): status, devices, counts, events, traces and checks.
 // It never loads the service. Requests carry the interface token; the caller needs the same rights as for the service;
-// a refusal is an int32 result in the reply. Replies start with int32 result; the text that follows on success is one
-// JSON object whose keys docs/ipc.md lists.
+// a refusal is an int32 result in the reply. Replies start with int32 result; the text that follows on success is the
+// answer as one JSON object (host_answers_json.h). Called on IPC workers, several at once.
 #pragma once
 
 #include <chrono>
 #include <cstdint>
 #include <functional>
-#include <string>
+#include <vector>
 
+#include "interfaces/host_answers.h"
 #include "platform/ipc/iremote_object.h"
 
 namespace Vexo::Host {
@@ -26,34 +27,26 @@ enum class HostInterfaceCode : uint32_t {
     GET_CHECKS = 8,     // ->  int32 result, string json: what `distnetctl doctor` shows. Blocks on disk and radio
 };
 
-// The longest wait that WAIT_FOR_WIFI and GET_EVENTS take; HOST_BAD_REQUEST for a longer one.
-inline constexpr std::chrono::milliseconds HOST_MAX_WAIT{60'000};
-
-enum HostResult : int32_t {
-    HOST_OK = 0,
-    HOST_NOT_PERMITTED = 201,
-    HOST_NO_WIFI = 1,       // WAIT_FOR_WIFI: this device has no Wi-Fi ability
-    HOST_BAD_REQUEST = 2,   // arguments missing or out of range
-    HOST_BUSY = 3,          // START_TRACE: as many recordings run as are allowed
-    HOST_NO_RECORDING = 4,  // STOP_TRACE: no such recording, or nothing at that offset
-};
-
 class IDistNetHost : public IRemoteBroker {
 public:
     DECLARE_INTERFACE_DESCRIPTOR(u"Vexo.DistNet.IDistNetHost")
 
     // Takes the answer of an operation that waits: once, on the calling thread before the operation returns, or later
-    // on any.
-    using Answer = std::function<void(int32_t result, const std::string& json)>;
+    // on any. The answer counts with HOST_OK only.
+    template <typename Value>
+    using Answer = std::function<void(int32_t result, const Value& value)>;
 
-    virtual int32_t GetStatus(std::string& json) = 0;
-    virtual void WaitForWifi(uint32_t attempt, int32_t state, std::chrono::milliseconds limit, Answer answer) = 0;
-    virtual int32_t GetCounts(std::string& json) = 0;
-    virtual int32_t GetDevices(std::string& json) = 0;
-    virtual void GetEvents(uint64_t cursor, std::chrono::milliseconds limit, Answer answer) = 0;
-    virtual int32_t StartTrace(uint32_t limitMs, bool detached, std::string& json) = 0;
-    virtual int32_t StopTrace(uint32_t recording, uint64_t offset, std::string& json) = 0;
-    virtual int32_t GetChecks(std::string& json) = 0;
+    // Each returns a HostResult, and writes the answer with HOST_OK only.
+    virtual int32_t GetStatus(HostStatus& status) = 0;
+    virtual int32_t GetCounts(HostCounts& counts) = 0;
+    virtual int32_t GetDevices(DeviceList& devices) = 0;
+    virtual int32_t GetChecks(CheckList& checks) = 0;  // blocks on disk and radio
+    virtual int32_t StartTrace(std::chrono::milliseconds limit, bool detached, TraceRecording& started) = 0;
+    virtual int32_t StopTrace(uint32_t recording, uint64_t offset, TracePiece& piece) = 0;
+    // Answer as soon as there is news, at the latest at the limit.
+    virtual void WaitForWifi(uint32_t attempt, WifiState state, std::chrono::milliseconds limit,
+                             Answer<WifiStatus> answer) = 0;
+    virtual void GetEvents(uint64_t cursor, std::chrono::milliseconds limit, Answer<EventPage> answer) = 0;
 };
 
 }  // namespace Vexo::Host

@@ -11,7 +11,7 @@ struct NamedValue {
 
 // "unknown" for a value without a word. Names: any range of NamedValue.
 template <typename Names, typename Value>
-const char* NameOf(const Names& names, const Value& value)
+constexpr const char* NameOf(const Names& names, const Value& value)
 {
     for (const auto& named : names) {
         if (named.value == value) {

@@ -6,6 +6,7 @@
 #include <fstream>
 #include <memory>
 
+#include "interfaces/host_answers_json.h"
 #include "platform/access/policy.h"
 #include "platform/base/json.h"
 #include "platform/wifi/wifi_device.h"
@@ -17,13 +18,6 @@ namespace Vexo::Host {
 namespace {
 
 constexpr const char* PERMISSION = "vexo.permission.CONNECTIVITY_INTERNAL";
-
-struct Document {
-    explicit Document(const std::string& text) : json(ParseJson(text)) {}
-    const cJSON* At(const char* key) const { return cJSON_GetObjectItemCaseSensitive(json.get(), key); }
-
-    Json json;
-};
 
 class FakeStation : public IPCObjectStub, public Wifi::WifiDevice {
 public:
@@ -103,12 +97,13 @@ protected:
         return result;
     }
 
-    Document Answer()
+    template <typename Value>
+    Value Answer()
     {
         std::string json;
         EXPECT_EQ(Result(), HOST_OK);
         EXPECT_TRUE(reply.ReadString(json));
-        return Document(json);
+        return ParseAnswer<Value>(json).value();
     }
 
     sptr<FakeStation> AddStation()
@@ -134,7 +129,7 @@ TEST_F(HostAbility, AnswersOnlyWhomTheServiceWouldAnswer)
         EXPECT_EQ(reply.GetReadableBytes(), 0U) << user;
     }
     EXPECT_EQ(Ask(APP, HostInterfaceCode::GET_COUNTS), IPC_OK);
-    EXPECT_GE(cJSON_GetNumberValue(Answer().At("descriptors")), 3);
+    EXPECT_GE(Answer<HostCounts>().descriptors, 3U);
 }
 
 TEST_F(HostAbility, RefusesARequestForAnotherInterfaceAndIgnoresAnUnknownCode)
@@ -160,19 +155,19 @@ TEST_F(HostAbility, WaitForWifiAnswersAtOnceWhatTheCallerDoesNotKnowAndRefusesAB
     wait(60'001);
     EXPECT_EQ(Result(), HOST_BAD_REQUEST);
     wait(60'000);
-    const Document answer = Answer();
-    EXPECT_STREQ(cJSON_GetStringValue(answer.At("state")), "connecting");
-    EXPECT_EQ(cJSON_GetNumberValue(answer.At("attempt")), 1);
-    EXPECT_STREQ(cJSON_GetStringValue(answer.At("ssid")), R"(a\x00\\\xff\xc2\x9b)") << "whole, whatever bytes it has";
+    const auto answer = Answer<WifiStatus>();
+    EXPECT_EQ(answer.state, WifiState::CONNECTING);
+    EXPECT_EQ(answer.attempt, 1U);
+    EXPECT_EQ(answer.ssid, R"(a\x00\\\xff\xc2\x9b)") << "whole, whatever bytes it has";
 }
 
 TEST_F(HostAbility, WaitsShareOneThreadKeepTheirLimitsAndEndWithTheChange)
 {
     constexpr int WAITERS = 400;
     const auto wifi = AddStation();
-    const auto known = static_cast<int32_t>(Wifi::WifiLinkState::IDLE);
-    Tests::Trail<std::string> answers;
-    const auto answer = [&](int32_t result, const std::string& json) { answers.Add(std::to_string(result) + json); };
+    const auto known = WifiState::IDLE;
+    Tests::Trail<WifiState> answers;
+    const auto answer = [&](int32_t, const WifiStatus& status) { answers.Add(status.state); };
     for (int i = 0; i < WAITERS; ++i) {
         host->WaitForWifi(0, known, HOST_MAX_WAIT, answer);
     }
@@ -181,44 +176,41 @@ TEST_F(HostAbility, WaitsShareOneThreadKeepTheirLimitsAndEndWithTheChange)
     EXPECT_EQ(answers.WaitFor(1).size(), 1U) << "its own limit, while the thread waits for a longer one";
     wifi->link.Begin("air");
     EXPECT_EQ(answers.WaitFor(WAITERS + 1).size(), size_t{WAITERS} + 1);
-    const std::string last = answers.WaitFor(0).back();
-    EXPECT_NE(last.find("connecting"), std::string::npos) << last;
+    EXPECT_EQ(answers.WaitFor(0).back(), WifiState::CONNECTING);
     EXPECT_TRUE(Tests::Eventually([&] { return wifi->blockedCalls == 0; }));
     wifi->link.Stop();
-    host->WaitForWifi(1, static_cast<int32_t>(Wifi::WifiLinkState::CONNECTING), HOST_MAX_WAIT, answer);
+    host->WaitForWifi(1, WifiState::CONNECTING, HOST_MAX_WAIT, answer);
     EXPECT_EQ(answers.WaitFor(WAITERS + 2).size(), size_t{WAITERS} + 2) << "a radio that stopped ends its waits";
 }
 
 TEST_F(HostAbility, WaitForEventsEndsWithTheNextEventAndAtItsLimit)
 {
-    Tests::Trail<std::string> answers;
-    const auto answer = [&](int32_t, const std::string& json) { answers.Add(json); };
+    Tests::Trail<EventPage> answers;
+    const auto answer = [&](int32_t, const EventPage& page) { answers.Add(page); };
     host->GetEvents(0, std::chrono::milliseconds(0), answer);
-    const Document now(answers.WaitFor(1).back());
-    const auto cursor = static_cast<uint64_t>(cJSON_GetNumberValue(now.At("cursor")));
+    const uint64_t cursor = answers.WaitFor(1).back().cursor;
     host->GetEvents(cursor, HOST_MAX_WAIT, answer);
     host->GetEvents(cursor, std::chrono::milliseconds(1), answer);
-    const Document none(answers.WaitFor(2).back());
-    EXPECT_EQ(cJSON_GetArraySize(none.At("events")), 0);
-    EXPECT_EQ(events->Write({{}, "TEST", "HAPPENED", 1, {}}), 0);
-    const Document one(answers.WaitFor(3).back());
-    EXPECT_EQ(cJSON_GetArraySize(one.At("events")), 1);
+    EXPECT_TRUE(answers.WaitFor(2).back().events.empty());
+    const auto time = std::chrono::sys_days(std::chrono::year(2026) / 11 / 21) + std::chrono::milliseconds(1);
+    EXPECT_EQ(events->Write({time, "TEST", "HAPPENED", 1, {{"CODE", -7}, {"WHO", "\"a\""}}}), 0);
+    const Event happened{time, "TEST", "HAPPENED", EventType::FAULT, {{"CODE", -7}, {"WHO", "\"a\""}}};
+    EXPECT_EQ(answers.WaitFor(3).back().events, std::vector{happened}) << "with all that was written";
 }
 
 TEST_F(HostAbility, StatusSaysWhetherTheRadioCanJoin)
 {
     const auto shown = [this] {
         EXPECT_EQ(Ask(NATIVE, HostInterfaceCode::GET_STATUS), IPC_OK);
-        const Document answer = Answer();
-        return std::string(cJSON_GetStringValue(cJSON_GetObjectItemCaseSensitive(answer.At("wifi"), "radio")));
+        return Answer<HostStatus>().wifi.radio;
     };
-    EXPECT_EQ(shown(), "absent") << "without a Wi-Fi ability";
+    EXPECT_EQ(shown(), RadioState::ABSENT) << "without a Wi-Fi ability";
     abilities->AddSystemAbility(WIFI_DEVICE_SYS_ABILITY_ID, sptr<IRemoteObject>(MakeSptr<FakeStation>()));
-    EXPECT_EQ(shown(), "on");
+    EXPECT_EQ(shown(), RadioState::ON);
     radio = RadioState::SWITCHED_OFF;
-    EXPECT_EQ(shown(), "switched_off");
+    EXPECT_EQ(shown(), RadioState::SWITCHED_OFF);
     radio = RadioState::BLOCKED;
-    EXPECT_EQ(shown(), "blocked");
+    EXPECT_EQ(shown(), RadioState::BLOCKED);
 }
 
 }  // namespace
