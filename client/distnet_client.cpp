@@ -5,6 +5,7 @@
 #include "client/remote_call.h"
 #include "distributed/services/service/i_distnet_service.h"
 #include "distributed/services/utils/distnet_errors.h"
+#include "interfaces/host_answers_json.h"
 #include "interfaces/i_distnet_host.h"
 #include "platform/ability/ability_ids.h"
 #include "platform/base/mutex.h"
@@ -99,16 +100,28 @@ public:
             });
     }
 
-    CallResult Text(HostInterfaceCode code, const RemoteCall::Writer& write, std::string& json,
-                    std::chrono::milliseconds extra = {})
+    // answer is written on success only. extra: how long the daemon may wait before it answers.
+    template <typename Answer>
+    CallResult Ask(HostInterfaceCode code, const RemoteCall::Writer& write, Answer& answer,
+                   std::chrono::milliseconds extra = {})
     {
         const MutexLock lock(mutex_);
-        return call_.Run(
+        std::string text;
+        CallResult call = call_.Run(
             {DISTNET_HOST_ABILITY_ID, static_cast<uint32_t>(code), Host::IDistNetHost::GetDescriptor()}, write,
             [&](MessageParcel& reply, int32_t& result) {
-                return reply.ReadInt32(result) && (result != 0 || reply.ReadString(json));
+                return reply.ReadInt32(result) && (result != 0 || reply.ReadString(text));
             },
             limit_ + extra);
+        if (!call.Succeeded()) {
+            return call;
+        }
+        auto read = Host::ParseAnswer<Answer>(text);
+        if (!read) {
+            return call_.Unreadable(read.Message());
+        }
+        answer = std::move(read.Value());
+        return call;
     }
 
     void Close()
@@ -209,63 +222,78 @@ CallResult DistNetClient::GetRemoteDeviceInfo(const std::vector<std::string>& it
     return impl_->RemoteInfo(items, json);
 }
 
-CallResult DistNetClient::GetStatus(std::string& json)
+CallResult DistNetClient::GetStatus(Host::HostStatus& status)
 {
-    return impl_->Text(HostInterfaceCode::GET_STATUS, Impl::WriteNothing, json);
+    return impl_->Ask(HostInterfaceCode::GET_STATUS, Impl::WriteNothing, status);
 }
 
-CallResult DistNetClient::GetCounts(std::string& json)
+CallResult DistNetClient::GetCounts(Host::HostCounts& counts)
 {
-    return impl_->Text(HostInterfaceCode::GET_COUNTS, Impl::WriteNothing, json);
+    return impl_->Ask(HostInterfaceCode::GET_COUNTS, Impl::WriteNothing, counts);
 }
 
-CallResult DistNetClient::GetDevices(std::string& json)
+CallResult DistNetClient::GetDevices(std::vector<Host::KnownDevice>& devices)
 {
-    return impl_->Text(HostInterfaceCode::GET_DEVICES, Impl::WriteNothing, json);
+    Host::DeviceList list;
+    CallResult call = impl_->Ask(HostInterfaceCode::GET_DEVICES, Impl::WriteNothing, list);
+    if (call.Succeeded()) {
+        devices = std::move(list.devices);
+    }
+    return call;
 }
 
-CallResult DistNetClient::GetChecks(std::string& json)
+CallResult DistNetClient::GetChecks(std::vector<QuviewDFX::HealthCheck>& checks)
 {
-    return impl_->Text(HostInterfaceCode::GET_CHECKS, Impl::WriteNothing, json);
+    Host::CheckList list;
+    CallResult call = impl_->Ask(HostInterfaceCode::GET_CHECKS, Impl::WriteNothing, list);
+    if (call.Succeeded()) {
+        checks = std::move(list.checks);
+    }
+    return call;
 }
 
-CallResult DistNetClient::GetEvents(uint64_t cursor, std::chrono::milliseconds wait, std::string& json)
+CallResult DistNetClient::GetEvents(uint64_t cursor, std::chrono::milliseconds wait, Host::EventPage& page)
 {
-    return impl_->Text(
+    return impl_->Ask(
         HostInterfaceCode::GET_EVENTS,
         [&](MessageParcel& data) {
             return data.WriteUint64(cursor) && data.WriteUint32(static_cast<uint32_t>(wait.count()));
         },
-        json, wait);
+        page, wait);
 }
 
-CallResult DistNetClient::StartTrace(std::chrono::milliseconds limit, bool detached, std::string& json)
+CallResult DistNetClient::StartTrace(std::chrono::milliseconds limit, bool detached, uint32_t& recording)
 {
-    return impl_->Text(
+    Host::TraceRecording started;
+    CallResult call = impl_->Ask(
         HostInterfaceCode::START_TRACE,
         [&](MessageParcel& data) {
             return data.WriteUint32(static_cast<uint32_t>(limit.count())) && data.WriteBool(detached);
         },
-        json);
+        started);
+    if (call.Succeeded()) {
+        recording = started.recording;
+    }
+    return call;
 }
 
-CallResult DistNetClient::StopTrace(uint32_t recording, uint64_t offset, std::string& json)
+CallResult DistNetClient::StopTrace(uint32_t recording, uint64_t offset, Host::TracePiece& piece)
 {
-    return impl_->Text(
+    return impl_->Ask(
         HostInterfaceCode::STOP_TRACE,
-        [&](MessageParcel& data) { return data.WriteUint32(recording) && data.WriteUint64(offset); }, json);
+        [&](MessageParcel& data) { return data.WriteUint32(recording) && data.WriteUint64(offset); }, piece);
 }
 
-CallResult DistNetClient::WaitForWifi(uint32_t attempt, int32_t state, std::chrono::milliseconds wait,
-                                      std::string& json)
+CallResult DistNetClient::WaitForWifi(const Host::WifiStatus& known, std::chrono::milliseconds wait,
+                                      Host::WifiStatus& wifi)
 {
-    return impl_->Text(
+    return impl_->Ask(
         HostInterfaceCode::WAIT_FOR_WIFI,
         [&](MessageParcel& data) {
-            return data.WriteUint32(attempt) && data.WriteInt32(state) &&
+            return data.WriteUint32(known.attempt) && data.WriteInt32(static_cast<int32_t>(known.state)) &&
                    data.WriteUint32(static_cast<uint32_t>(wait.count()));
         },
-        json, wait);
+        wifi, wait);
 }
 
 void DistNetClient::Close()

@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "interfaces/host_answers.h"
+
 namespace Vexo::Client {
 
 inline constexpr const char* DEFAULT_SOCKET = "/run/distnet/ipc.sock";
@@ -67,19 +69,25 @@ public:
     // json: an object with a member for each known item. A failed item shows in its value only.
     CallResult GetRemoteDeviceInfo(const std::vector<std::string>& items, std::string& json);
 
-    // ---- ability 1164, the daemon about itself; never loads the service; answers are JSON objects (docs/ipc.md) ----
-    CallResult GetStatus(std::string& json);
-    CallResult GetCounts(std::string& json);
-    CallResult GetDevices(std::string& json);
-    CallResult GetChecks(std::string& json);
-    // Events that follow the cursor (0: the oldest), and the next cursor. Returns when there are some, or after wait.
-    CallResult GetEvents(uint64_t cursor, std::chrono::milliseconds wait, std::string& json);
-    // Records the daemon's spans, for limit at the longest. A detached recording is meant to outlive this program.
-    CallResult StartTrace(std::chrono::milliseconds limit, bool detached, std::string& json);
+    // ---- ability 1164, the daemon about itself; never loads the service. Codes: Host::HostResult. What is answered
+    // ---- is written on success only.
+    CallResult GetStatus(Host::HostStatus& status);
+    CallResult GetCounts(Host::HostCounts& counts);
+    // Every device of the account met since the daemon's start, online first.
+    CallResult GetDevices(std::vector<Host::KnownDevice>& devices);
+    // What `distnetctl doctor` shows, in its order. May take as long as the radio's answer, 10 s.
+    CallResult GetChecks(std::vector<QuviewDFX::HealthCheck>& checks);
+    // Events that follow the cursor (0: the oldest), and the next cursor. Returns when there are some, or after wait,
+    // at most HOST_MAX_WAIT; wait is added to the limit.
+    CallResult GetEvents(uint64_t cursor, std::chrono::milliseconds wait, Host::EventPage& page);
+    // Records the daemon's spans, for limit (at most 10 min) at the longest. A detached recording is meant to outlive
+    // this program.
+    CallResult StartTrace(std::chrono::milliseconds limit, bool detached, uint32_t& recording);
     // Stops a recording (0: the oldest detached one) and returns its trace from offset on, in pieces.
-    CallResult StopTrace(uint32_t recording, uint64_t offset, std::string& json);
-    // Returns when this device's Wi-Fi differs from (attempt, state) or after wait, whichever is first.
-    CallResult WaitForWifi(uint32_t attempt, int32_t state, std::chrono::milliseconds wait, std::string& json);
+    CallResult StopTrace(uint32_t recording, uint64_t offset, Host::TracePiece& piece);
+    // Returns when attempt or state of this device's Wi-Fi differ from known (of GetStatus, or the wait before), or
+    // after wait, at most HOST_MAX_WAIT; wait is added to the limit.
+    CallResult WaitForWifi(const Host::WifiStatus& known, std::chrono::milliseconds wait, Host::WifiStatus& wifi);
 
     // Releases the service if this client used it, and closes. Bounded by 1 s. Idempotent.
     void Close();

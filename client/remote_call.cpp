@@ -63,8 +63,7 @@ CallResult RemoteCall::FromStatus(int32_t status, MessageParcel& reply, const Re
     }
     CallResult result;
     if (!read(reply, result.code)) {
-        return {CallStatus::BAD_ANSWER, 0,
-                "the answer of the daemon on " + socketPath_ + " cannot be read; is it of another version?"};
+        return Unreadable("it is cut off");
     }
     if (result.code == DISTNET_ERR_PERMISSION_DENIED) {
         return Refused();
@@ -73,6 +72,12 @@ CallResult RemoteCall::FromStatus(int32_t status, MessageParcel& reply, const Re
         result.message = DescribeCode(result.code).meaning;
     }
     return result;
+}
+
+CallResult RemoteCall::Unreadable(const std::string& how) const
+{
+    return {CallStatus::BAD_ANSWER, 0,
+            "the answer of the daemon on " + socketPath_ + " cannot be read: " + how + "; is it of another version?"};
 }
 
 // A refused request carries its code at the start of the reply beside the status of the default handler.

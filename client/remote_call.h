@@ -29,6 +29,8 @@ public:
 
     // Blocks for at most limit.
     CallResult Run(const Target& target, const Writer& write, const Reader& read, std::chrono::milliseconds limit);
+    // Of an answer that came, but is not what it should be: how it is not.
+    CallResult Unreadable(const std::string& how) const;
     bool IsOpen() const { return connection_->IsOpen(); }
     void Close() { connection_->Close(); }
 

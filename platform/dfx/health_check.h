@@ -1,14 +1,11 @@
 // HealthCheck: one thing that was looked at, how it stands, and how to mend it: a line of `distnetctl doctor`. The
-// daemon checks what it can see (host/health_checks.h), distnetctl what is left when there is none. Value type; any
-// thread. Neither text holds a secret.
+// daemon checks what it can see, distnetctl what is left when there is none. Value type; any thread. Neither text holds
+// a secret.
 #pragma once
 
 #include <optional>
 #include <string>
 #include <utility>
-#include <vector>
-
-#include "platform/base/json.h"
 
 namespace Vexo::QuviewDFX {
 
@@ -33,8 +30,5 @@ inline HealthCheck NotChecked(std::string name, std::string message, std::string
 {
     return {std::move(name), std::nullopt, std::move(message), std::move(advice)};
 }
-
-// {"checks": [{"name", "ok", "message", "advice"}, …]}; ok is null for what was not checked.
-Json HealthJson(const std::vector<HealthCheck>& checks);
 
 }  // namespace Vexo::QuviewDFX

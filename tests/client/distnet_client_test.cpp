@@ -96,6 +96,18 @@ INSTANTIATE_TEST_SUITE_P(
                  CallStatus::BAD_ANSWER, 0}),
     [](const auto& row) { return std::string(row.param.name); });
 
+TEST_F(ClientTest, AnAnswerThatIsNotWhatItShouldBeIsNamedAndNothingOfItIsTaken)
+{
+    Serve([](const Ipc::IpcHeader&, MessageParcel&, MessageParcel& reply) {
+        return reply.WriteInt32(0) && reply.WriteString(R"({"devices":[{"name":"phone"}]})") ? 0 : -1;
+    });
+    std::vector<Host::KnownDevice> devices;
+    const CallResult result = Connect()->GetDevices(devices);
+    EXPECT_EQ(result.status, CallStatus::BAD_ANSWER);
+    EXPECT_NE(result.message.find("devices[0].type is missing"), std::string::npos) << result.message;
+    EXPECT_TRUE(devices.empty());
+}
+
 TEST_F(ClientTest, ADaemonThatIsSilentEndsTheCallAtItsLimitAndTheNextSaysSo)
 {
     std::promise<void> release;
@@ -106,9 +118,9 @@ TEST_F(ClientTest, ADaemonThatIsSilentEndsTheCallAtItsLimitAndTheNextSaysSo)
     });
     const auto client = Connect();
     client->SetLimit(std::chrono::milliseconds(50));
-    std::string json;
-    EXPECT_EQ(client->GetStatus(json).status, CallStatus::TIMED_OUT);
-    EXPECT_EQ(client->GetStatus(json).status, CallStatus::UNREACHABLE);
+    Host::HostStatus status;
+    EXPECT_EQ(client->GetStatus(status).status, CallStatus::TIMED_OUT);
+    EXPECT_EQ(client->GetStatus(status).status, CallStatus::UNREACHABLE);
     release.set_value();
 }
 

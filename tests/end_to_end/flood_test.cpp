@@ -25,6 +25,7 @@ namespace Vexo::EndToEnd {
 namespace {
 
 using Host::HostInterfaceCode;
+using Host::HostStatus;
 using Host::IDistNetHost;
 using NetManagerStandard::IDistNetService;
 
@@ -220,9 +221,9 @@ TEST(DescriptorsTest, ADaemonWithFewDescriptorsServesFewerClientsAndSaysSo)
         clients.push_back(std::move(socket.value()));
     }
     EXPECT_TRUE(Eventually([&] {
-        std::string json;
+        HostStatus status;
         const auto client = device.Connect();
-        return client->GetStatus(json).message.find("busy") != std::string::npos;
+        return client->GetStatus(status).message.find("busy") != std::string::npos;
     })) << device.Log();
     clients.resize(CLIENTS / 2);
     EXPECT_TRUE(Eventually([&] { return device.Count("ipc_connections") == static_cast<int>(CLIENTS) / 2 + 1; }));

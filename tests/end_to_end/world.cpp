@@ -4,12 +4,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <csignal>
 #include <fstream>
 #include <random>
 #include <regex>
 
-#include "platform/base/json.h"
+#include "interfaces/host_answers_json.h"
 #include "platform/trust/account.h"
 #include "platform/trust/identity.h"
 #include "tests/end_to_end/secrets.h"
@@ -132,36 +133,29 @@ void Device::Set(const std::vector<std::string>& assignments) const
 
 std::string Device::Status(const std::string& key) const
 {
-    std::string json;
+    Host::HostStatus status;
     const auto client = Connect();
-    return client && client->GetStatus(json).Succeeded() ? Member(json, key) : "";
+    return client && client->GetStatus(status).Succeeded() ? Member(Host::AnswerText(status), key) : "";
 }
 
 int Device::Count(const std::string& key) const
 {
-    std::string json;
+    Host::HostCounts counts;
     const auto client = Connect();
-    const std::string text = client && client->GetCounts(json).Succeeded() ? Member(json, key) : "";
+    const std::string text =
+        client && client->GetCounts(counts).Succeeded() ? Member(Host::AnswerText(counts), key) : "";
     return text.empty() ? -1 : std::stoi(text);
 }
 
 bool Device::Sees(const std::string& networkId) const
 {
-    std::string json;
+    std::vector<Host::KnownDevice> devices;
     const auto client = Connect();
-    if (!client || !client->GetDevices(json).Succeeded()) {
-        return false;
+    if (client) {
+        (void)client->GetDevices(devices);
     }
-    const Json document = ParseJson(json);
-    const cJSON* device = nullptr;
-    cJSON_ArrayForEach(device, cJSON_GetObjectItemCaseSensitive(document.get(), "devices"))
-    {
-        const cJSON* id = cJSON_GetObjectItemCaseSensitive(device, "network_id");
-        if (cJSON_IsString(id) && networkId == id->valuestring) {
-            return cJSON_IsTrue(cJSON_GetObjectItemCaseSensitive(device, "online")) != 0;
-        }
-    }
-    return false;
+    return std::any_of(devices.begin(), devices.end(),
+                       [&](const Host::KnownDevice& device) { return device.networkId == networkId && device.online; });
 }
 
 bool IsUsualError(const std::string& line)

@@ -7,7 +7,6 @@
 #include "platform/trust/identity_checks.h"
 #include "platform/trust/identity_repair.h"
 #include "tools/distnetctl/commands.h"
-#include "tools/distnetctl/json.h"
 #include "tools/distnetctl/state_owner.h"
 
 namespace Vexo::Ctl {

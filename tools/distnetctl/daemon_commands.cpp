@@ -5,7 +5,7 @@
 
 #include "tools/distnetctl/commands.h"
 #include "tools/distnetctl/interrupt.h"
-#include "tools/distnetctl/json.h"
+#include "tools/distnetctl/printable.h"
 #include "tools/distnetctl/status_view.h"
 
 namespace Vexo::Ctl {
@@ -33,23 +33,21 @@ int RunStatus(const GlobalOptions& options, Output& output)
     if (!client) {
         return output.Finish(std::move(failure));
     }
-    std::string statusJson;
-    std::string countsJson;
-    Client::CallResult call = client->GetStatus(statusJson);
+    Host::HostStatus status;
+    Host::HostCounts counts;
+    Client::CallResult call = client->GetStatus(status);
     if (call.Succeeded()) {
-        call = client->GetCounts(countsJson);
+        call = client->GetCounts(counts);
     }
     if (!call.Succeeded()) {
         return output.Finish(FromCall(call));
     }
-    Json status = ParseJson(statusJson);
-    Json counts = ParseJson(countsJson);
-    for (const StatusLine& line : StatusLines(status.get(), counts.get())) {
+    for (const StatusLine& line : StatusLines(Printable(status), counts)) {
         output.Line(Labelled(line));
     }
     Json details = NewObject();
-    AddMember(details.get(), "status", std::move(status));
-    AddMember(details.get(), "counts", std::move(counts));
+    AddMember(details.get(), "status", Host::ToJson(status));
+    AddMember(details.get(), "counts", Host::ToJson(counts));
     return output.Finish(Done(output.IsJson() ? "the daemon answers" : "", std::move(details)));
 }
 

@@ -10,7 +10,7 @@
 #include "platform/dfx/health_check.h"
 #include "platform/trust/identity_checks.h"
 #include "tools/distnetctl/commands.h"
-#include "tools/distnetctl/json.h"
+#include "tools/distnetctl/printable.h"
 #include "tools/distnetctl/state_owner.h"
 #include "tools/distnetctl/status_view.h"
 
@@ -91,34 +91,16 @@ Checks CheckHere(const GlobalOptions& options, const Client::CallResult& call)
     return checks;
 }
 
-Checks ParseChecks(const std::string& json)
-{
-    Checks checks;
-    const Json document = ParseJson(json);
-    const cJSON* check = nullptr;
-    cJSON_ArrayForEach(check, cJSON_GetObjectItemCaseSensitive(document.get(), "checks"))
-    {
-        const cJSON* ok = cJSON_GetObjectItemCaseSensitive(check, "ok");
-        checks.push_back({TextOf(check, "name"),
-                          cJSON_IsBool(ok) ? std::optional<bool>(cJSON_IsTrue(ok)) : std::nullopt,
-                          TextOf(check, "message"), TextOf(check, "advice")});
-    }
-    return checks;
-}
-
 Checks Examine(const GlobalOptions& options)
 {
     Client::CallResult call;
     const auto client = Client::DistNetClient::Connect(options.socket, call);
-    std::string json;
+    Checks checks;
     if (client) {
         client->SetLimit(options.Timeout());
-        call = client->GetChecks(json);
+        call = client->GetChecks(checks);
     }
-    if (!call.Succeeded()) {
-        return CheckHere(options, call);
-    }
-    return ParseChecks(json);
+    return call.Succeeded() ? checks : CheckHere(options, call);
 }
 
 void Show(Output& output, const HealthCheck& check)
@@ -140,7 +122,7 @@ int RunDoctor(const GlobalOptions& options, Output& output)
 {
     const Checks checks = Examine(options);
     for (const HealthCheck& check : checks) {
-        Show(output, check);
+        Show(output, Printable(check));
     }
     const auto problems = std::count_if(checks.begin(), checks.end(),
                                         [](const HealthCheck& check) { return !check.good.value_or(true); });
@@ -151,7 +133,7 @@ int RunDoctor(const GlobalOptions& options, Output& output)
         return problems == 0 ? EXIT_DONE : EXIT_FAILED;
     }
     Outcome outcome = problems == 0 ? Done(summary) : NotDone(summary, "");
-    outcome.details = HealthJson(checks);
+    outcome.details = Host::ToJson(Host::CheckList{checks});
     return output.Finish(std::move(outcome));
 }
 

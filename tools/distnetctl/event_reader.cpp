@@ -1,36 +1,35 @@
 #include "tools/distnetctl/event_reader.h"
 
-#include "tools/distnetctl/json.h"
+#include <algorithm>
+#include <utility>
 
 namespace Vexo::Ctl {
 
-Client::CallResult EventReader::Read(Client::DistNetClient& client, std::chrono::milliseconds wait, EventPage& page)
+Client::CallResult EventReader::Read(Client::DistNetClient& client, std::chrono::milliseconds wait, NewEvents& read)
 {
-    std::string json;
-    Client::CallResult call = client.GetEvents(cursor_, wait, json);
+    Host::EventPage page;
+    Client::CallResult call = client.GetEvents(cursor_, wait, page);
     if (!call.Succeeded()) {
         return call;
     }
-    const Json answer = ParseJson(json);
-    const auto next = static_cast<uint64_t>(NumberOf(answer.get(), "cursor", static_cast<double>(cursor_)));
-    page.more = next != cursor_;
-    page.missed = IsTrue(answer.get(), "missed");
-    page.events.reset(cJSON_DetachItemFromObjectCaseSensitive(answer.get(), "events"));
-    cursor_ = next;
-    while (!resumeAfter_.empty() && cJSON_GetArraySize(page.events.get()) > 0) {
-        const Json known(cJSON_DetachItemFromArray(page.events.get(), 0));
-        if (JsonText(known.get()) == resumeAfter_) {
-            resumeAfter_.clear();
+    read = {std::move(page.events), page.cursor != cursor_, page.missed};
+    cursor_ = page.cursor;
+    if (resumeAfter_) {
+        const auto known = std::find(read.events.begin(), read.events.end(), *resumeAfter_);
+        const bool found = known != read.events.end();
+        read.events.erase(read.events.begin(), found ? known + 1 : known);
+        if (found) {
+            resumeAfter_.reset();
         }
     }
-    if (!resumeAfter_.empty() && !page.more) {
+    if (resumeAfter_ && !read.more) {
         // What was read last is no longer kept, so all that is kept came after it.
-        resumeAfter_.clear();
+        resumeAfter_.reset();
         cursor_ = 0;
-        page.more = page.missed = true;
+        read.more = read.missed = true;
     }
-    if (const int count = cJSON_GetArraySize(page.events.get()); count > 0) {
-        last_ = JsonText(cJSON_GetArrayItem(page.events.get(), count - 1));
+    if (!read.events.empty()) {
+        last_ = read.events.back();
     }
     return call;
 }

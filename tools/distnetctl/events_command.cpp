@@ -1,15 +1,12 @@
 #include <thread>
 
-#include "interfaces/i_distnet_host.h"
+#include "interfaces/host_answers_json.h"
 #include "platform/base/mutex.h"
 #include "platform/base/text.h"
 #include "platform/base/utf8.h"
-#include "platform/dfx/event_text.h"
-#include "platform/dfx/sys_event.h"
 #include "tools/distnetctl/commands.h"
 #include "tools/distnetctl/event_reader.h"
 #include "tools/distnetctl/interrupt.h"
-#include "tools/distnetctl/json.h"
 #include "tools/distnetctl/time_word.h"
 
 namespace Vexo::Ctl {
@@ -18,23 +15,18 @@ namespace {
 constexpr std::chrono::milliseconds RETRY_AFTER{500};  // how often a daemon that has gone is looked for
 constexpr size_t TIME_COLUMNS = 21;
 
-// "2026-11-21 12:08:06" here, of an event's time in UTC.
-std::string LocalTime(const std::string& utc)
-{
-    const auto time = QuviewDFX::ParseRfc3339(utc);
-    return time ? LocalText(*time, "%Y-%m-%d %H:%M:%S") : utc;
-}
+using EventTime = decltype(Host::Event::time);
 
-void ShowEvent(Output& output, const cJSON* event)
+void ShowEvent(Output& output, const Host::Event& event)
 {
-    std::string line = Column(LocalTime(TextOf(event, "time")), TIME_COLUMNS) + TextOf(event, "name");
-    if (static_cast<int>(NumberOf(event, "type")) == QuviewDFX::QuSysEvent::FAULT) {
+    std::string line = Column(LocalText(event.time, "%Y-%m-%d %H:%M:%S"), TIME_COLUMNS) + EscapeHidden(event.name);
+    if (event.type == Host::EventType::FAULT) {
         line += " (fault)";
     }
-    const cJSON* parameter = nullptr;
-    cJSON_ArrayForEach(parameter, cJSON_GetObjectItemCaseSensitive(event, "params"))
-    {
-        const std::string word = EscapeHidden(std::string(parameter->string) + "=" + JsonText(parameter));
+    for (const Host::EventParameter& parameter : event.parameters) {
+        const std::string value =
+            std::visit([](const auto& held) { return JsonText(Host::ToJson(held).get()); }, parameter.value);
+        const std::string word = EscapeHidden(parameter.key + "=" + value);
         if (TextWidth(line) + 2 + TextWidth(word) > COLUMNS) {
             output.Line(line);
             line = std::string(TIME_COLUMNS, ' ') + word;
@@ -48,8 +40,8 @@ void ShowEvent(Output& output, const cJSON* event)
 // Shows what the daemon has from a time on, and what is added while it is followed.
 class EventList {
 public:
-    EventList(const GlobalOptions& options, Output& output, std::string since)
-        : options_(options), output_(output), since_(std::move(since))
+    EventList(const GlobalOptions& options, Output& output, EventTime since)
+        : options_(options), output_(output), since_(since)
     {
     }
 
@@ -63,22 +55,19 @@ public:
     // The same, once connected. Blocks for an event until wait has passed.
     bool ShowNext(std::chrono::milliseconds wait, Outcome& failure)
     {
-        EventPage page;
-        const Client::CallResult call = reader_.Read(*client_, wait, page);
+        NewEvents read;
+        const Client::CallResult call = reader_.Read(*client_, wait, read);
         if (!call.Succeeded()) {
             failure = FromCall(call);
             return false;
         }
         const MutexLock lock(printing_);
-        progressed_ = page.more;
-        if (page.missed) {
+        progressed_ = read.more;
+        if (read.missed) {
             output_.Line("… some events were removed before they could be shown");
         }
-        const cJSON* event = nullptr;
-        cJSON_ArrayForEach(event, page.events.get())
-        {
-            // Times of one form and zone: text order is time order.
-            if (TextOf(event, "time") >= since_) {
+        for (const Host::Event& event : read.events) {
+            if (event.time >= since_) {
                 Show(event);
             }
         }
@@ -102,11 +91,11 @@ public:
     Mutex& Printing() { return printing_; }
 
 private:
-    void Show(const cJSON* event) REQUIRES(printing_)
+    void Show(const Host::Event& event) REQUIRES(printing_)
     {
         shownAny_ = true;
         if (output_.IsJson()) {
-            output_.Object(event);
+            output_.Object(Host::ToJson(event).get());
         } else {
             ShowEvent(output_, event);
         }
@@ -114,7 +103,7 @@ private:
 
     const GlobalOptions& options_;
     Output& output_;
-    const std::string since_;
+    const EventTime since_;
     std::unique_ptr<Client::DistNetClient> client_;
     EventReader reader_;
     bool progressed_ = false;
@@ -127,13 +116,13 @@ private:
 
 int RunEvents(const GlobalOptions& options, Output& output, bool follow, const std::string& since)
 {
-    std::string from;
+    EventTime from{};
     if (!since.empty()) {
         const auto time = ParseTime(since, std::chrono::system_clock::now());
         if (!time) {
             return output.Finish(UsageError("--since: " + time.error().message, ""));
         }
-        from = QuviewDFX::Rfc3339(time.value());
+        from = std::chrono::floor<std::chrono::milliseconds>(time.value());
     }
     Outcome failure;
     EventList events(options, output, from);

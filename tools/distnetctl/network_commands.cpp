@@ -2,20 +2,12 @@
 
 #include "platform/base/utf8.h"
 #include "tools/distnetctl/commands.h"
-#include "tools/distnetctl/json.h"
 #include "tools/distnetctl/peers.h"
+#include "tools/distnetctl/printable.h"
 
 namespace Vexo::Ctl {
 
 namespace {
-
-Json DeviceDetails(const std::string& json)
-{
-    Json details = NewObject();
-    const Json document = ParseJson(json);
-    AddMember(details.get(), "devices", Json(cJSON_DetachItemFromObjectCaseSensitive(document.get(), "devices")));
-    return details;
-}
 
 // A capability item for a person: its label, and its value in words.
 std::string InfoLine(const cJSON* item)
@@ -47,23 +39,23 @@ int RunDevices(const GlobalOptions& options, Output& output)
     if (!client) {
         return output.Finish(std::move(failure));
     }
-    std::string json;
-    const Client::CallResult call = client->GetDevices(json);
+    Host::DeviceList list;
+    const Client::CallResult call = client->GetDevices(list.devices);
     if (!call.Succeeded()) {
         return output.Finish(FromCall(call));
     }
-    const std::vector<Peer> peers = ParsePeers(json);
+    const std::vector<Peer> peers = Printable(list.devices);
     if (peers.empty()) {
         return output.Finish(Done(output.IsJson() ? "no other device of this account has been met"
                                                   : "No other device of this account has been met since the daemon "
                                                     "started.\n`distnetctl account` enrols one.",
-                                  DeviceDetails(json)));
+                                  Host::ToJson(list)));
     }
     output.Line(PEER_HEADING);
     for (const Peer& peer : peers) {
         output.Line(PeerLine(peer));
     }
-    return output.Finish(Done(output.IsJson() ? std::to_string(peers.size()) + " devices" : "", DeviceDetails(json)));
+    return output.Finish(Done(output.IsJson() ? std::to_string(peers.size()) + " devices" : "", Host::ToJson(list)));
 }
 
 int RunStop(const GlobalOptions& options, Output& output, const std::string& word)

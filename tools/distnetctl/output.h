@@ -7,7 +7,7 @@
 #include <string>
 
 #include "client/distnet_client.h"
-#include "tools/distnetctl/json.h"
+#include "platform/base/json.h"
 
 namespace Vexo::Ctl {
 

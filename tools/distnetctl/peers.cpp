@@ -3,9 +3,7 @@
 #include <algorithm>
 
 #include "platform/base/text.h"
-#include "platform/dfx/event_text.h"
-#include "tools/distnetctl/json.h"
-#include "tools/distnetctl/time_word.h"
+#include "tools/distnetctl/printable.h"
 
 namespace Vexo::Ctl {
 
@@ -56,12 +54,12 @@ Result<Peer> ResolvePeer(const std::string& word, const std::vector<Peer>& peers
 
 std::optional<Peer> FindPeer(Client::DistNetClient& client, const std::string& word, Outcome& failure)
 {
-    std::string json;
-    if (const Client::CallResult call = client.GetDevices(json); !call.Succeeded()) {
+    std::vector<Peer> peers;
+    if (const Client::CallResult call = client.GetDevices(peers); !call.Succeeded()) {
         failure = FromCall(call);
         return std::nullopt;
     }
-    Result<Peer> peer = ResolvePeer(word, ParsePeers(json));
+    Result<Peer> peer = ResolvePeer(word, Printable(std::move(peers)));
     if (!peer) {
         failure = UsageError(peer.error().message, "`distnetctl devices` lists them.");
         return std::nullopt;
@@ -77,37 +75,20 @@ Json PeerDetails(const Peer& peer)
     return details;
 }
 
-std::vector<Peer> ParsePeers(const std::string& json)
-{
-    std::vector<Peer> peers;
-    const Json document = ParseJson(json);
-    const cJSON* devices = cJSON_GetObjectItemCaseSensitive(document.get(), "devices");
-    const cJSON* device = nullptr;
-    cJSON_ArrayForEach(device, devices)
-    {
-        peers.push_back({TextOf(device, "name"), TextOf(device, "type", "unknown"), TextOf(device, "network_id"),
-                         IsTrue(device, "online"), TextOf(device, "last_seen")});
-    }
-    return peers;
-}
-
 std::string Ago(const Peer& peer)
 {
     if (peer.online) {
         return "now";
     }
-    const auto seen = QuviewDFX::ParseRfc3339(peer.lastSeen);
-    if (!seen) {
-        return "unknown";
-    }
-    const auto passed = std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now() - *seen);
+    const auto passed =
+        std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now() - peer.lastSeen);
     return RoughDuration(std::max(passed, std::chrono::seconds(0))) + " ago";
 }
 
 std::string PeerLine(const Peer& peer)
 {
-    return Column(peer.name, 20) + " " + Column(peer.type, 9) + " " + Column(ShortId(peer.networkId), 14) + " " +
-           Column(Ago(peer), 11) + " " + (peer.online ? "reachable" : "away");
+    return Column(peer.name, 20) + " " + Column(NameOf(peer.type), 9) + " " + Column(ShortId(peer.networkId), 14) +
+           " " + Column(Ago(peer), 11) + " " + (peer.online ? "reachable" : "away");
 }
 
 }  // namespace Vexo::Ctl

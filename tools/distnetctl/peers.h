@@ -7,18 +7,13 @@
 #include <vector>
 
 #include "client/distnet_client.h"
+#include "interfaces/host_answers.h"
 #include "platform/base/result.h"
 #include "tools/distnetctl/output.h"
 
 namespace Vexo::Ctl {
 
-struct Peer {
-    std::string name;
-    std::string type;
-    std::string networkId;
-    bool online = false;
-    std::string lastSeen;  // RFC 3339
-};
+using Peer = Host::KnownDevice;
 
 // A 64-digit hex network id, of a known device or not.
 bool IsNetworkId(const std::string& word);
@@ -27,14 +22,11 @@ bool IsNetworkId(const std::string& word);
 // network id that nobody has is passed through: the service decides. The error suggests a name that is close.
 [[nodiscard]] Result<Peer> ResolvePeer(const std::string& word, const std::vector<Peer>& peers);
 
-// The same among the devices that the daemon knows; none with the outcome that says why.
+// The same among the devices that the daemon knows, with printable texts; none with the outcome that says why.
 std::optional<Peer> FindPeer(Client::DistNetClient& client, const std::string& word, Outcome& failure);
 
 // {"peer", "network_id"}: what begins the details of an outcome that is about one peer.
 Json PeerDetails(const Peer& peer);
-
-// The devices of a GET_DEVICES answer.
-std::vector<Peer> ParsePeers(const std::string& json);
 
 // "now", "5 min ago", "2 h ago", "3 d ago".
 std::string Ago(const Peer& peer);

@@ -12,20 +12,12 @@
 
 namespace Vexo::Ctl {
 
-struct FetchedTrace {
-    uint32_t recording = 0;
-    std::string text;  // trace-event JSON (docs/traces.md)
-    int spans = 0;
-    int dropped = 0;
-    double durationMs = 0;
-};
-
 // The recording's number, or 0 with the outcome that says why there is none. It ends by itself after limit; a detached
 // one outlives this program.
 uint32_t StartRecording(Client::DistNetClient& client, std::chrono::milliseconds limit, bool detached,
                         Outcome& failure);
 
 // Stops it (0: the oldest detached one) and fetches all of its trace. False with the outcome that says why not.
-bool FetchRecording(Client::DistNetClient& client, uint32_t recording, FetchedTrace& trace, Outcome& failure);
+bool FetchRecording(Client::DistNetClient& client, uint32_t recording, Host::TracePiece& trace, Outcome& failure);
 
 }  // namespace Vexo::Ctl

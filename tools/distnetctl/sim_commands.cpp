@@ -1,7 +1,6 @@
 #include "backends/simulated/device_state.h"
 #include "platform/base/text.h"
 #include "tools/distnetctl/commands.h"
-#include "tools/distnetctl/json.h"
 #include "tools/distnetctl/state_owner.h"
 
 namespace Vexo::Ctl {

@@ -2,12 +2,11 @@
 #include <optional>
 #include <string>
 
-#include "interfaces/i_distnet_host.h"
 #include "platform/dfx/trace_recorder.h"
 #include "tools/distnetctl/commands.h"
 #include "tools/distnetctl/interrupt.h"
-#include "tools/distnetctl/json.h"
 #include "tools/distnetctl/peers.h"
+#include "tools/distnetctl/printable.h"
 #include "tools/distnetctl/recording.h"
 #include "tools/distnetctl/timing.h"
 
@@ -16,52 +15,23 @@ namespace Vexo::Ctl {
 namespace {
 
 using Clock = std::chrono::steady_clock;
+using Host::WifiState;
 
-// Where this device's Wi-Fi stands, as the daemon reports it.
-struct Wifi {
-    bool present = false;
-    std::string radio;  // on, switched_off, blocked or absent
-    std::string state;
-    int32_t stateCode = 0;  // the same, as WaitForWifi takes it
-    uint32_t attempt = 0;
-    std::string ssid;
-    std::string address;
-    std::string reason;
-};
-
-Wifi ParseWifi(const cJSON* object)
+// Without what only a program that waits needs.
+Json WifiDetails(const Host::WifiStatus& wifi)
 {
-    return {IsTrue(object, "present"),
-            TextOf(object, "radio", IsTrue(object, "present") ? "on" : "absent"),
-            TextOf(object, "state"),
-            static_cast<int32_t>(NumberOf(object, "state_code")),
-            static_cast<uint32_t>(NumberOf(object, "attempt")),
-            TextOf(object, "ssid"),
-            TextOf(object, "address"),
-            TextOf(object, "reason")};
-}
-
-Json WifiDetails(const Wifi& wifi)
-{
-    Json object = NewObject();
-    cJSON_AddBoolToObject(object.get(), "present", wifi.present);
-    AddText(object.get(), "radio", wifi.radio);
-    AddText(object.get(), "state", wifi.state);
-    AddText(object.get(), "ssid", wifi.ssid);
-    AddText(object.get(), "address", wifi.address);
-    AddText(object.get(), "reason", wifi.reason);
+    Json object = Host::ToJson(wifi);
+    cJSON_DeleteItemFromObjectCaseSensitive(object.get(), "state_code");
+    cJSON_DeleteItemFromObjectCaseSensitive(object.get(), "attempt");
     return object;
 }
 
-// What doctor says to do about one of its lines, in a GET_CHECKS answer; empty when it says nothing.
-std::string AdviceOn(const char* name, const std::string& json)
+// What doctor says to do about one of its lines; empty when it says nothing.
+std::string AdviceOn(const std::string& name, const std::vector<QuviewDFX::HealthCheck>& checks)
 {
-    const Json document = ParseJson(json);
-    const cJSON* check = nullptr;
-    cJSON_ArrayForEach(check, cJSON_GetObjectItemCaseSensitive(document.get(), "checks"))
-    {
-        if (TextOf(check, "name") == name) {
-            std::string advice = TextOf(check, "advice");
+    for (const QuviewDFX::HealthCheck& check : checks) {
+        if (check.name == name) {
+            std::string advice = EscapeHidden(check.advice);
             // In a sentence a command needs its ends marked.
             const size_t command = advice.find(": ");
             return command == std::string::npos ? advice : advice.insert(command + 2, "`") + "`";
@@ -85,14 +55,13 @@ public:
 
     Outcome Run(bool wait, bool timing)
     {
-        std::string json;
-        Client::CallResult call = client_.GetStatus(json);
+        Host::HostStatus status;
+        Client::CallResult call = client_.GetStatus(status);
         if (!call.Succeeded()) {
             return FromCall(call);
         }
-        const Json status = ParseJson(json);
-        const Wifi before = ParseWifi(cJSON_GetObjectItemCaseSensitive(status.get(), "wifi"));
-        if (before.radio != "on") {
+        const Host::WifiStatus before = Printable(status.wifi);
+        if (before.radio != Host::RadioState::ON) {
             return CannotJoin(before);
         }
 
@@ -120,7 +89,7 @@ private:
         const Interval asked{SteadyNowMs(), 0};
         Client::CallResult call = client_.StartDistributedNetwork(0, 0, peer_.networkId);
         const double answeredMs = SteadyNowMs();
-        FetchedTrace trace;
+        Host::TracePiece trace;
         // A call that timed out has closed its connection; what was recorded until then still shows where it stands.
         const auto second = call.status == Client::CallStatus::TIMED_OUT ? ConnectClient(options_, why) : nullptr;
         if (recording != 0 && FetchRecording(second ? *second : client_, recording, trace, why)) {
@@ -171,14 +140,16 @@ private:
     }
 
     // The peer is not asked: its hotspot would be open for nobody.
-    Outcome CannotJoin(const Wifi& wifi)
+    Outcome CannotJoin(const Host::WifiStatus& wifi)
     {
         AddMember(details_.get(), "wifi", WifiDetails(wifi));
-        const std::string why = wifi.radio == "absent"    ? "this device has no Wi-Fi"
-                                : wifi.radio == "blocked" ? "this device's Wi-Fi is blocked by a switch of the machine"
-                                                          : "this device's Wi-Fi is switched off";
-        std::string json;
-        const std::string advice = client_.GetChecks(json).Succeeded() ? AdviceOn("radio", json) : "";
+        const std::string why = wifi.radio == Host::RadioState::ABSENT ? "this device has no Wi-Fi"
+                                : wifi.radio == Host::RadioState::BLOCKED
+                                    ? "this device's Wi-Fi is blocked by a switch of the machine"
+                                    : "this device's Wi-Fi is switched off";
+        std::vector<QuviewDFX::HealthCheck> checks;
+        (void)client_.GetChecks(checks);
+        const std::string advice = AdviceOn("radio", checks);
         return WithDetails(
             NotDone(why + ", so it cannot join " + peer_.name + "'s hotspot; " + peer_.name + " was not asked",
                     advice.empty() ? "`distnetctl doctor` says how to mend it." : advice));
@@ -211,13 +182,14 @@ private:
             Done(peer_.name + " opened its hotspot; this device is joining it. `distnetctl status` shows how."));
     }
 
-    Outcome WaitForJoin(const Wifi& before)
+    Outcome WaitForJoin(const Host::WifiStatus& before)
     {
         const auto began = Clock::now();
         const auto deadline = began + options_.Timeout();
         output_.Status(Column("", 12) + "  … joining its Wi-Fi");
-        Wifi wifi = before;
-        while (wifi.attempt == before.attempt || (wifi.state != "connected" && wifi.state != "failed")) {
+        Host::WifiStatus wifi = before;
+        while (wifi.attempt == before.attempt ||
+               (wifi.state != WifiState::CONNECTED && wifi.state != WifiState::FAILED)) {
             const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
             if (left.count() <= 0) {
                 WaitedForWifi();
@@ -229,13 +201,12 @@ private:
                                     "--timeout SECONDS.",
                                     nullptr});
             }
-            std::string json;
-            const auto call =
-                client_.WaitForWifi(wifi.attempt, wifi.stateCode, std::min(left, Host::HOST_MAX_WAIT), json);
+            Host::WifiStatus now;
+            const Client::CallResult call = client_.WaitForWifi(wifi, std::min(left, Host::HOST_MAX_WAIT), now);
             if (!call.Succeeded()) {
                 return WithDetails(FromCall(call));
             }
-            wifi = ParseWifi(ParseJson(json).get());
+            wifi = Printable(std::move(now));
             if (!wifi.present) {
                 return WithDetails(NotDone("this device's Wi-Fi went away while it joined " + peer_.name, ""));
             }
@@ -244,11 +215,11 @@ private:
         return Joined(wifi, MillisecondsSince(began));
     }
 
-    Outcome Joined(const Wifi& wifi, double joinMs)
+    Outcome Joined(const Host::WifiStatus& wifi, double joinMs)
     {
         cJSON_AddNumberToObject(details_.get(), "join_ms", joinMs);
         AddMember(details_.get(), "wifi", WifiDetails(wifi));
-        if (wifi.state == "failed") {
+        if (wifi.state == WifiState::FAILED) {
             StepLine("", output_.Cross() + " Wi-Fi           failed after " + DurationText(joinMs));
             return WithDetails(NotDone("joining \"" + wifi.ssid + "\" failed: " + wifi.reason,
                                        "See that " + peer_.name + "'s hotspot is on and in reach, then start again."));

@@ -1,7 +1,7 @@
 #include "tools/distnetctl/status_view.h"
 
+#include "interfaces/named_values.h"
 #include "platform/base/text.h"
-#include "tools/distnetctl/json.h"
 #include "tools/distnetctl/output.h"
 
 namespace Vexo::Ctl {
@@ -11,87 +11,83 @@ namespace {
 constexpr size_t LABEL_WIDTH = 12;
 constexpr size_t TEXT_WIDTH = COLUMNS - LABEL_WIDTH;
 
-std::string AbilityNames(const cJSON* abilities)
+std::string AbilityNames(const std::vector<Host::AbilityStatus>& abilities)
 {
     std::string names;
-    const cJSON* ability = nullptr;
-    cJSON_ArrayForEach(ability, abilities)
-    {
-        names += TextOf(ability, "name") + (ability->next != nullptr ? ", " : "");
+    for (const Host::AbilityStatus& ability : abilities) {
+        names += (names.empty() ? "" : ", ") + ability.name;
     }
     return names;
 }
 
-std::string ServiceText(const std::string& service)
+std::string ServiceText(Host::ServiceLife service)
 {
-    return service == "idle"         ? "idle: no program uses it; it still serves peers"
-           : service == "not_loaded" ? "not loaded: it starts when a program or a peer asks"
-                                     : service;
+    switch (service) {
+        case Host::ServiceLife::IDLE:
+            return "idle: no program uses it; it still serves peers";
+        case Host::ServiceLife::NOT_LOADED:
+            return "not loaded: it starts when a program or a peer asks";
+        case Host::ServiceLife::RUNNING:
+            break;
+    }
+    return NameOf(service);
 }
 
-std::string Counted(const cJSON* counts, const char* key, const std::string& one, const std::string& many)
+std::string Counted(uint64_t number, const std::string& one, const std::string& many)
 {
-    const int number = static_cast<int>(NumberOf(counts, key));
     return std::to_string(number) + " " + (number == 1 ? one : many);
 }
 
 }  // namespace
 
-std::string WifiText(const cJSON* wifi)
+std::string WifiText(const Host::WifiStatus& wifi)
 {
-    if (!IsTrue(wifi, "present")) {
+    if (!wifi.present) {
         return "not present";
     }
-    std::string text = TextOf(wifi, "state");
-    if (const std::string ssid = TextOf(wifi, "ssid"); !ssid.empty()) {
-        text += " \"" + ssid + "\"";
+    std::string text = NameOf(wifi.state);
+    if (!wifi.ssid.empty()) {
+        text += " \"" + wifi.ssid + "\"";
     }
-    if (const std::string address = TextOf(wifi, "address"); !address.empty()) {
-        text += ", " + address;
+    if (!wifi.address.empty()) {
+        text += ", " + wifi.address;
     }
-    if (const std::string reason = TextOf(wifi, "reason"); !reason.empty()) {
-        text += ": " + reason;
+    if (!wifi.reason.empty()) {
+        text += ": " + wifi.reason;
     }
     return text;
 }
 
-std::string HotspotText(const cJSON* hotspot)
+std::string HotspotText(const Host::HotspotStatus& hotspot)
 {
-    if (!IsTrue(hotspot, "present")) {
+    if (!hotspot.present) {
         return "not present";
     }
-    const cJSON* active = cJSON_GetObjectItemCaseSensitive(hotspot, "active");
-    return cJSON_IsBool(active) == 0   ? "not known: the radio does not say"
-           : IsTrue(hotspot, "active") ? "open"
-                                       : "closed";
+    return !hotspot.active ? "not known: the radio does not say" : *hotspot.active ? "open" : "closed";
 }
 
-std::vector<StatusLine> StatusLines(const cJSON* status, const cJSON* counts)
+std::vector<StatusLine> StatusLines(const Host::HostStatus& status, const Host::HostCounts& counts)
 {
-    const cJSON* device = cJSON_GetObjectItemCaseSensitive(status, "device");
-    const std::string account = TextOf(status, "account");
+    const Host::ThisDevice& device = status.device;
     std::vector<StatusLine> lines{
-        {"device", "\"" + TextOf(device, "name") + "\", " + TextOf(device, "type") + ", " +
-                       ShortId(TextOf(device, "network_id"))},
-        {"account", account.empty() ? "none: see `distnetctl account --help`" : "\"" + account + "\""},
-        {"daemon", "distnetd " + TextOf(status, "version") + ", " + TextOf(status, "platform") + ", up " +
-                       RoughDuration(std::chrono::seconds(static_cast<int64_t>(NumberOf(status, "uptime_ms") / 1000)))},
-        {"service", ServiceText(TextOf(status, "service"))}};
-    const cJSON* abilities = cJSON_GetObjectItemCaseSensitive(status, "abilities");
-    for (std::string& piece : Wrap(AbilityNames(abilities), TEXT_WIDTH)) {
+        {"device", "\"" + device.name + "\", " + NameOf(device.type) + ", " + ShortId(device.networkId)},
+        {"account", status.account ? "\"" + *status.account + "\"" : "none: see `distnetctl account --help`"},
+        {"daemon", "distnetd " + status.version + ", " + status.platform + ", up " +
+                       RoughDuration(std::chrono::floor<std::chrono::seconds>(status.uptime))},
+        {"service", ServiceText(status.service)}};
+    for (std::string& piece : Wrap(AbilityNames(status.abilities), TEXT_WIDTH)) {
         lines.push_back({lines.back().label == "service" ? "abilities" : "", std::move(piece)});
     }
-    const cJSON* link = cJSON_GetObjectItemCaseSensitive(status, "link");
-    if (const std::string listen = TextOf(link, "listen"); !listen.empty()) {
-        lines.push_back({"link", "listening on " + listen});
+    if (status.link.listen) {
+        lines.push_back({"link", "listening on " + *status.link.listen});
     }
-    lines.push_back({"Wi-Fi", WifiText(cJSON_GetObjectItemCaseSensitive(status, "wifi"))});
-    lines.push_back({"hotspot", HotspotText(cJSON_GetObjectItemCaseSensitive(status, "hotspot"))});
-    lines.push_back({"open", Counted(counts, "sessions", "session", "sessions") + ", " +
-                                 Counted(counts, "pending", "pending", "pending") + ", " +
-                                 Counted(counts, "threads", "thread", "threads") + ", " +
-                                 Counted(counts, "descriptors", "descriptor", "descriptors") + ", " +
-                                 Counted(counts, "ipc_connections", "client", "clients")});
+    lines.push_back({"Wi-Fi", WifiText(status.wifi)});
+    lines.push_back({"hotspot", HotspotText(status.hotspot)});
+    lines.push_back({"open", Counted(counts.sessions, "session", "sessions") + ", " +
+                                 Counted(counts.Pending(), "pending", "pending") + ", " +
+                                 Counted(counts.threads, "thread", "threads") + ", " +
+                                 Counted(counts.descriptors, "descriptor", "descriptors") + ", " +
+                                 Counted(counts.ipcConnections, "client", "clients")});
     return lines;
 }
 

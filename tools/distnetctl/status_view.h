@@ -1,10 +1,11 @@
-// How the daemon's answers look to a person: the lines that `status` and `watch` share. Pure functions; any thread.
+// How the daemon's answers look to a person: the lines that `status` and `watch` share. What they are given is
+// printable (printable.h). Pure functions; any thread.
 #pragma once
-
-#include <cjson/cJSON.h>
 
 #include <string>
 #include <vector>
+
+#include "interfaces/host_answers.h"
 
 namespace Vexo::Ctl {
 
@@ -13,13 +14,13 @@ struct StatusLine {
     std::string text;
 };
 
-// Every line of a status and counts object (docs/ipc.md); with the label before it, none is wider than 80 columns.
-std::vector<StatusLine> StatusLines(const cJSON* status, const cJSON* counts);
+// Every line; with the label before it, none is wider than 80 columns.
+std::vector<StatusLine> StatusLines(const Host::HostStatus& status, const Host::HostCounts& counts);
 
-// "connected "phone-7f3a", 192.168.43.17" of a wifi object.
-std::string WifiText(const cJSON* wifi);
-// "open", "closed", "not present", "not known" of a hotspot object.
-std::string HotspotText(const cJSON* hotspot);
+// "connected "phone-7f3a", 192.168.43.17"
+std::string WifiText(const Host::WifiStatus& wifi);
+// "open", "closed", "not present", "not known: the radio does not say"
+std::string HotspotText(const Host::HotspotStatus& hotspot);
 
 // The line with its label in front, in 12 columns.
 std::string Labelled(const StatusLine& line);

@@ -22,6 +22,18 @@ struct NamedSpan {
     Interval when;
 };
 
+double NumberOf(const cJSON* object, const char* key)
+{
+    const cJSON* member = cJSON_GetObjectItemCaseSensitive(object, key);
+    return cJSON_IsNumber(member) != 0 ? member->valuedouble : 0;
+}
+
+std::string TextOf(const cJSON* object, const char* key)
+{
+    const char* text = cJSON_GetStringValue(cJSON_GetObjectItemCaseSensitive(object, key));
+    return text != nullptr ? text : "";
+}
+
 // The complete and the asynchronous spans of a trace, by begin.
 std::vector<NamedSpan> SpansOf(const std::string& trace)
 {

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "tools/distnetctl/json.h"
+#include "platform/base/json.h"
 
 namespace Vexo::Ctl {
 

@@ -1,9 +1,9 @@
 #include <unistd.h>
 
+#include "interfaces/host_answers_json.h"
 #include "platform/base/files.h"
 #include "platform/dfx/trace_recorder.h"
 #include "tools/distnetctl/commands.h"
-#include "tools/distnetctl/json.h"
 #include "tools/distnetctl/recording.h"
 
 namespace Vexo::Ctl {
@@ -46,7 +46,7 @@ int RunTraceStop(const GlobalOptions& options, Output& output, const std::filesy
     }
     Outcome failure;
     const auto client = ConnectClient(options, failure);
-    FetchedTrace trace;
+    Host::TracePiece trace;
     if (!client || !FetchRecording(*client, recording, trace, failure)) {
         return output.Finish(std::move(failure));
     }
@@ -55,13 +55,14 @@ int RunTraceStop(const GlobalOptions& options, Output& output, const std::filesy
     }
     Json details = NewObject();
     AddText(details.get(), "file", file);
-    cJSON_AddNumberToObject(details.get(), "recording", trace.recording);
-    cJSON_AddNumberToObject(details.get(), "spans", trace.spans);
-    cJSON_AddNumberToObject(details.get(), "dropped", trace.dropped);
-    cJSON_AddNumberToObject(details.get(), "duration_ms", trace.durationMs);
+    AddNumber(details.get(), "recording", trace.recording);
+    AddNumber(details.get(), "spans", trace.spans);
+    AddNumber(details.get(), "dropped", trace.dropped);
+    AddMember(details.get(), "duration_ms", Host::ToJson(trace.duration));
     const std::string dropped = trace.dropped > 0 ? "; " + std::to_string(trace.dropped) + " more did not fit" : "";
-    return output.Finish(Done(std::to_string(trace.spans) + " spans of " + DurationText(trace.durationMs) +
-                                  " written to " + file.string() + dropped + ". Open it in any viewer of trace events.",
+    return output.Finish(Done(std::to_string(trace.spans) + " spans of " +
+                                  DurationText(static_cast<double>(trace.duration.count())) + " written to " +
+                                  file.string() + dropped + ". Open it in any viewer of trace events.",
                               std::move(details)));
 }
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <csignal>
 
+#include "interfaces/host_answers_json.h"
 #include "platform/base/utf8.h"
 #include "platform/dfx/event_text.h"
 #include "tools/distnetctl/commands.h"
@@ -83,13 +84,13 @@ void Show(Output& output, const Change& change, TimePoint seen, const std::strin
                 change.value + (message.empty() ? "" : ": " + message));
 }
 
-void Show(Output& output, const WatchedEvent& event, TimePoint seen)
+void Show(Output& output, const Host::Event& event, TimePoint seen)
 {
-    const Json line = NewLine("event", event.time);
-    AddText(line.get(), "name", event.name);
-    AddMember(line.get(), "params", ParseJson(event.paramsJson));
+    const Json line = NewLine("event", QuviewDFX::Rfc3339(event.time));
+    AddText(line.get(), "name", EscapeHidden(event.name));
+    AddMember(line.get(), "params", Host::ToJson(event.parameters));
     output.Object(line.get());
-    output.Line(ClockText(seen) + " event " + event.name + ": " + event.params);
+    output.Line(ClockText(seen) + " event " + EscapeHidden(event.name) + ": " + ParametersText(event));
 }
 
 // A line for each change and each event, until it is quit or nobody reads any more.
@@ -105,7 +106,7 @@ Snapshot ShowLines(WatchSource& source, Wakeup& wakeup, Output& output, std::chr
             const bool isAway = change.subject == "daemon" && !snapshot.call.Succeeded();
             Show(output, change, snapshot.time, isAway ? EscapeHidden(snapshot.call.message) : "");
         }
-        for (const WatchedEvent& event : snapshot.events) {
+        for (const Host::Event& event : snapshot.events) {
             Show(output, event, snapshot.time);
         }
         if (!output.Flush() || wakeup.Wait(SteadyClock::now() + interval) == WakeReason::QUIT) {
@@ -121,8 +122,9 @@ int RunWatch(const GlobalOptions& options, Output& output, std::chrono::millisec
     const bool live = output.IsTerminal() && !output.IsJson();
     Wakeup wakeup(live);
     // The picture begins with what happened before; lines tell of what happens from now on.
-    WatchSource source(options.socket, std::min(options.Timeout(), LOOK_LIMIT),
-                       live ? "" : QuviewDFX::Rfc3339(std::chrono::system_clock::now()));
+    WatchSource source(
+        options.socket, std::min(options.Timeout(), LOOK_LIMIT),
+        live ? TimePoint() : std::chrono::floor<std::chrono::milliseconds>(std::chrono::system_clock::now()));
     const Snapshot last =
         live ? ShowLive(source, wakeup, output.UsesColour(), interval) : ShowLines(source, wakeup, output, interval);
     return IsHopeless(last) ? output.Finish(FromCall(last.call)) : EXIT_DONE;

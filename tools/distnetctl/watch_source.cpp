@@ -1,32 +1,16 @@
 #include "tools/distnetctl/watch_source.h"
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
-#include "platform/base/utf8.h"
+#include "tools/distnetctl/printable.h"
 
 namespace Vexo::Ctl {
 
-namespace {
-
-constexpr size_t MAX_PARAM_BYTES = 200;
-
-std::string ParamsOf(const cJSON* params)
-{
-    std::string text;
-    const cJSON* param = nullptr;
-    cJSON_ArrayForEach(param, params)
-    {
-        const std::string shown = cJSON_IsString(param) ? param->valuestring : JsonText(param);
-        text += (text.empty() ? "" : " ") + std::string(param->string) + "=" +
-                std::string(CutToBytes(shown, MAX_PARAM_BYTES));
-    }
-    return EscapeHidden(text);
-}
-
-}  // namespace
-
-WatchSource::WatchSource(std::string socket, std::chrono::milliseconds limit, std::string since)
-    : socket_(std::move(socket)), limit_(limit), since_(std::move(since))
+WatchSource::WatchSource(std::string socket, std::chrono::milliseconds limit,
+                         std::chrono::system_clock::time_point since)
+    : socket_(std::move(socket)), limit_(limit), since_(since)
 {
 }
 
@@ -52,44 +36,36 @@ Snapshot WatchSource::Look()
 
 Client::CallResult WatchSource::Ask(Snapshot& snapshot)
 {
-    std::string json;
-    Client::CallResult call = client_->GetStatus(json);
+    Client::CallResult call = client_->GetStatus(snapshot.status);
     if (!call.Succeeded()) {
         return call;
     }
-    snapshot.status = ParseJson(json);
-    if (call = client_->GetCounts(json); !call.Succeeded()) {
+    if (call = client_->GetCounts(snapshot.counts); !call.Succeeded()) {
         return call;
     }
-    snapshot.counts = ParseJson(json);
-    if (call = client_->GetDevices(json); !call.Succeeded()) {
+    if (call = client_->GetDevices(snapshot.peers); !call.Succeeded()) {
         return call;
     }
-    snapshot.peers = ParsePeers(json);
+    snapshot.status = Printable(std::move(snapshot.status));
+    snapshot.peers = Printable(std::move(snapshot.peers));
     return AskForEvents(snapshot.events);
 }
 
 // Page by page, until nothing follows.
-Client::CallResult WatchSource::AskForEvents(std::vector<WatchedEvent>& events)
+Client::CallResult WatchSource::AskForEvents(std::vector<Host::Event>& events)
 {
     for (;;) {
-        EventPage page;
-        Client::CallResult call = reader_.Read(*client_, std::chrono::milliseconds(0), page);
+        NewEvents read;
+        Client::CallResult call = reader_.Read(*client_, std::chrono::milliseconds(0), read);
         if (!call.Succeeded()) {
             return call;
         }
-        const cJSON* event = nullptr;
-        cJSON_ArrayForEach(event, page.events.get())
-        {
-            const cJSON* params = cJSON_GetObjectItemCaseSensitive(event, "params");
-            if (std::string time = TextOf(event, "time"); time >= since_) {
-                events.push_back({std::move(time), TextOf(event, "name"), ParamsOf(params), JsonText(params)});
-            }
-        }
+        std::copy_if(read.events.begin(), read.events.end(), std::back_inserter(events),
+                     [this](const Host::Event& event) { return event.time >= since_; });
         if (events.size() > MAX_WATCHED_EVENTS) {
             events.erase(events.begin(), events.end() - static_cast<ptrdiff_t>(MAX_WATCHED_EVENTS));
         }
-        if (!page.more) {
+        if (!read.more) {
             return call;
         }
     }

@@ -9,44 +9,36 @@
 
 #include "client/distnet_client.h"
 #include "tools/distnetctl/event_reader.h"
-#include "tools/distnetctl/json.h"
 #include "tools/distnetctl/peers.h"
 
 namespace Vexo::Ctl {
 
-struct WatchedEvent {
-    std::string time;  // RFC 3339, UTC
-    std::string name;
-    std::string params;      // "KEY=value KEY=value"
-    std::string paramsJson;  // the same as one object
-};
-
-// How things stood at one look. Texts are printable.
+// How things stood at one look. Texts are printable, but for those of events.
 struct Snapshot {
     std::chrono::system_clock::time_point time;
     Client::CallResult call;  // when it did not succeed, nothing below but the events counts
-    Json status;
-    Json counts;
+    Host::HostStatus status;
+    Host::HostCounts counts;
     std::vector<Peer> peers;
-    std::vector<WatchedEvent> events;  // new since the look before; at most MAX_WATCHED_EVENTS
+    std::vector<Host::Event> events;  // new since the look before; at most MAX_WATCHED_EVENTS
 };
 
 inline constexpr size_t MAX_WATCHED_EVENTS = 100;
 
 class WatchSource {
 public:
-    // since: events before it do not count; RFC 3339 with milliseconds, UTC, or empty for all that the daemon keeps.
-    WatchSource(std::string socket, std::chrono::milliseconds limit, std::string since);
+    // since: events before it do not count.
+    WatchSource(std::string socket, std::chrono::milliseconds limit, std::chrono::system_clock::time_point since);
 
     Snapshot Look();
 
 private:
     Client::CallResult Ask(Snapshot& snapshot);
-    Client::CallResult AskForEvents(std::vector<WatchedEvent>& events);
+    Client::CallResult AskForEvents(std::vector<Host::Event>& events);
 
     const std::string socket_;
     const std::chrono::milliseconds limit_;
-    const std::string since_;
+    const std::chrono::system_clock::time_point since_;
     std::unique_ptr<Client::DistNetClient> client_;
     EventReader reader_;
 };

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <array>
 
+#include "interfaces/named_values.h"
 #include "platform/base/text.h"
 #include "platform/base/utf8.h"
-#include "platform/dfx/event_text.h"
 #include "tools/distnetctl/output.h"
 #include "tools/distnetctl/status_view.h"
 #include "tools/distnetctl/time_word.h"
@@ -20,15 +20,12 @@ using TimePoint = std::chrono::system_clock::time_point;
 constexpr size_t ROOMY_ROWS = 20;      // fewer: only what changes is shown
 constexpr size_t PEER_ROW_WIDTH = 69;  // narrower: a peer's name and state only
 constexpr const char* AWAY = "away";
+constexpr size_t MAX_VALUE_BYTES = 200;  // of an event's parameter
 
-// "12:08:06" of an event's RFC 3339 time, in local time; of an older one than a day "11-20 12:08"; other text as it is.
-std::string EventClock(const std::string& time, TimePoint now)
+// "12:08:06", in local time; of an older event than a day "11-20 12:08".
+std::string EventClock(TimePoint time, TimePoint now)
 {
-    const auto parsed = QuviewDFX::ParseRfc3339(time);
-    if (!parsed) {
-        return time;
-    }
-    return LocalText(*parsed, now - *parsed < std::chrono::hours(24) ? "%H:%M:%S" : "%m-%d %H:%M");
+    return LocalText(time, now - time < std::chrono::hours(24) ? "%H:%M:%S" : "%m-%d %H:%M");
 }
 
 bool IsEssential(const std::string& label)
@@ -39,7 +36,7 @@ bool IsEssential(const std::string& label)
 
 void AddStatus(const Snapshot& snapshot, bool roomy, std::vector<ScreenLine>& picture)
 {
-    for (const StatusLine& line : StatusLines(snapshot.status.get(), snapshot.counts.get())) {
+    for (const StatusLine& line : StatusLines(snapshot.status, snapshot.counts)) {
         if (roomy || IsEssential(line.label)) {
             picture.push_back({Labelled(line), line.label == "device" ? Style::HEADING : Style::PLAIN});
         }
@@ -73,19 +70,30 @@ void AddPeers(const std::vector<Peer>& peers, const ScreenSize& size, size_t row
 }
 
 // rows: at most, the heading included; the newest events are shown.
-void AddEvents(const std::deque<WatchedEvent>& events, TimePoint now, size_t rows, std::vector<ScreenLine>& picture)
+void AddEvents(const std::deque<Host::Event>& events, TimePoint now, size_t rows, std::vector<ScreenLine>& picture)
 {
     if (rows < 2 || events.empty()) {
         return;
     }
     picture.push_back({"LAST EVENTS", Style::HEADING});
     for (size_t i = events.size() - std::min(rows - 1, events.size()); i < events.size(); ++i) {
-        const WatchedEvent& event = events[i];
-        picture.push_back({EventClock(event.time, now) + " " + event.name + " " + event.params});
+        const Host::Event& event = events[i];
+        picture.push_back({EventClock(event.time, now) + " " + EscapeHidden(event.name) + " " + ParametersText(event)});
     }
 }
 
 }  // namespace
+
+std::string ParametersText(const Host::Event& event)
+{
+    std::string text;
+    for (const Host::EventParameter& parameter : event.parameters) {
+        const auto* number = std::get_if<int32_t>(&parameter.value);
+        const std::string value = number != nullptr ? std::to_string(*number) : std::get<std::string>(parameter.value);
+        text += (text.empty() ? "" : " ") + parameter.key + "=" + std::string(CutToBytes(value, MAX_VALUE_BYTES));
+    }
+    return EscapeHidden(text);
+}
 
 std::string ClockText(std::chrono::system_clock::time_point time)
 {
@@ -139,18 +147,13 @@ ChangeFinder::Facts ChangeFinder::FactsOf(const Snapshot& snapshot)
 {
     Facts facts;
     facts[{"daemon", ""}] = {"", "answers"};
-    const cJSON* status = snapshot.status.get();
-    facts[{"service", ""}] = {"", TextOf(status, "service")};
-    facts[{"Wi-Fi", ""}] = {"", WifiText(cJSON_GetObjectItemCaseSensitive(status, "wifi"))};
-    facts[{"hotspot", ""}] = {"", HotspotText(cJSON_GetObjectItemCaseSensitive(status, "hotspot"))};
-    for (const char* key : {"sessions", "pending"}) {
-        facts[{key, ""}] = {"", std::to_string(static_cast<int>(NumberOf(snapshot.counts.get(), key)))};
-    }
-    const cJSON* ability = nullptr;
-    cJSON_ArrayForEach(ability, cJSON_GetObjectItemCaseSensitive(status, "abilities"))
-    {
-        facts[{"ability", std::to_string(static_cast<int>(NumberOf(ability, "id")))}] = {TextOf(ability, "name"),
-                                                                                         "present"};
+    facts[{"service", ""}] = {"", NameOf(snapshot.status.service)};
+    facts[{"Wi-Fi", ""}] = {"", WifiText(snapshot.status.wifi)};
+    facts[{"hotspot", ""}] = {"", HotspotText(snapshot.status.hotspot)};
+    facts[{"sessions", ""}] = {"", std::to_string(snapshot.counts.sessions)};
+    facts[{"pending", ""}] = {"", std::to_string(snapshot.counts.Pending())};
+    for (const Host::AbilityStatus& ability : snapshot.status.abilities) {
+        facts[{"ability", std::to_string(ability.id)}] = {ability.name, "present"};
     }
     for (const Peer& peer : snapshot.peers) {
         facts[{"peer", peer.networkId}] = {peer.name, peer.online ? "reachable" : AWAY};

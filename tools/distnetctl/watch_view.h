@@ -15,7 +15,7 @@ namespace Vexo::Ctl {
 
 // What the picture shows beside the last look.
 struct WatchHistory {
-    std::deque<WatchedEvent> events;                                 // newest last; at most MAX_WATCHED_EVENTS
+    std::deque<Host::Event> events;                                  // newest last; at most MAX_WATCHED_EVENTS
     std::optional<std::chrono::system_clock::time_point> awaySince;  // the daemon does not answer
 
     void Take(const Snapshot& snapshot);
@@ -48,6 +48,9 @@ private:
 
     Facts known_;
 };
+
+// "KEY=value KEY=value", printable; a long value is cut.
+std::string ParametersText(const Host::Event& event);
 
 // "12:08:06", local time.
 std::string ClockText(std::chrono::system_clock::time_point time);

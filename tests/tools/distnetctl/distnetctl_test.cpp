@@ -20,8 +20,8 @@ const std::string TABLET_ID = "7f3b" + std::string(60, '2');
 
 std::vector<Peer> Peers()
 {
-    return ParsePeers(R"({"devices":[{"name":"phone","type":"phone","network_id":")" + PHONE_ID +
-                      R"(","online":true},{"name":"phablet","network_id":")" + TABLET_ID + R"("}]})");
+    return {{"phone", Host::DeviceType::PHONE, PHONE_ID, "", true, {}},
+            {"phablet", Host::DeviceType::TABLET, TABLET_ID, "", false, {}}};
 }
 
 struct PeerRow {

@@ -8,6 +8,7 @@
 
 #include "platform/base/unique_fd.h"
 #include "tools/distnetctl/app.h"
+#include "tools/distnetctl/printable.h"
 #include "tools/distnetctl/watch_view.h"
 
 namespace Vexo::Ctl {
@@ -78,19 +79,21 @@ TEST(WatchTest, TellsChangesInLinesWithoutATerminal)
     EXPECT_TRUE(EndsWell(child));
 }
 
-Snapshot Seen(const std::string& name, const std::string& online)
+Snapshot Seen(const std::string& name, bool online)
 {
     Snapshot snapshot;
-    snapshot.status = ParseJson(R"({"service":"idle"})");
-    snapshot.peers = ParsePeers(R"({"devices":[{"name":")" + name + R"(","online":)" + online + "}]}");
+    snapshot.status.service = Host::ServiceLife::IDLE;
+    snapshot.status.device.name = name;
+    snapshot.status = Printable(snapshot.status);
+    snapshot.peers = Printable(std::vector<Peer>{{name, Host::DeviceType::PHONE, "", "", online, {}}});
     return snapshot;
 }
 
 TEST(WatchTest, NoNameOfAStrangerCommandsTheTerminalAndNoPictureIsTooHigh)
 {
-    for (const char* name : {"\\u001b[2J", "a\\nb", "\\u009b2J", "\xff\xfe", "\xe2\x80\xae evil", "\\u007f"}) {
+    for (const char* name : {"\033[2J", "a\nb", "\u009b2J", "\xff\xfe", "\xe2\x80\xae evil", "\x7f"}) {
         for (const ScreenSize& size : {ScreenSize{80, 24}, ScreenSize{40, 10}, ScreenSize{1, 1}}) {
-            const std::vector<ScreenLine> picture = Picture(Seen(name, "true"), {}, size);
+            const std::vector<ScreenLine> picture = Picture(Seen(name, true), {}, size);
             EXPECT_EQ(picture.size(), size.rows);
             for (const ScreenLine& line : picture) {
                 EXPECT_EQ(EscapeHidden(line.text), line.text);
@@ -102,12 +105,12 @@ TEST(WatchTest, NoNameOfAStrangerCommandsTheTerminalAndNoPictureIsTooHigh)
 TEST(WatchTest, AChangeIsToldOnceAndADaemonThatLeftTakesNothingWithIt)
 {
     ChangeFinder finder;
-    EXPECT_GT(finder.Compare(Seen("phone", "true")).size(), 4u) << "the first look tells all";
-    EXPECT_TRUE(finder.Compare(Seen("phone", "true")).empty());
+    EXPECT_GT(finder.Compare(Seen("phone", true)).size(), 4u) << "the first look tells all";
+    EXPECT_TRUE(finder.Compare(Seen("phone", true)).empty());
     Snapshot away;
     away.call.status = Client::CallStatus::UNREACHABLE;
     EXPECT_EQ(finder.Compare(away).size(), 1u);
-    const std::vector<Change> back = finder.Compare(Seen("phone", "false"));
+    const std::vector<Change> back = finder.Compare(Seen("phone", false));
     ASSERT_EQ(back.size(), 2u);
     EXPECT_EQ(back[1].name + " " + back[1].before + " " + back[1].value, "phone reachable away");
 }
