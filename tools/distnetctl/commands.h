@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <string>
 #include <vector>
@@ -27,6 +28,10 @@ struct GlobalOptions {
 
 // A client with the global limit, or null with the outcome that says why.
 std::unique_ptr<Client::DistNetClient> ConnectClient(const GlobalOptions& options, Outcome& failure);
+
+// Connects, does the work, and finishes with its outcome, or with the one that says why no daemon answers.
+int WithClient(const GlobalOptions& options, Output& output,
+               const std::function<Outcome(Client::DistNetClient& client)>& work);
 
 // ---- Network (network_commands.cpp, start_command.cpp) ----------------------------------------------------------
 int RunDevices(const GlobalOptions& options, Output& output);

@@ -26,50 +26,49 @@ std::unique_ptr<Client::DistNetClient> ConnectClient(const GlobalOptions& option
     return nullptr;
 }
 
-int RunStatus(const GlobalOptions& options, Output& output)
+int WithClient(const GlobalOptions& options, Output& output,
+               const std::function<Outcome(Client::DistNetClient& client)>& work)
 {
     Outcome failure;
     const auto client = ConnectClient(options, failure);
-    if (!client) {
-        return output.Finish(std::move(failure));
-    }
-    Host::HostStatus status;
-    Host::HostCounts counts;
-    Client::CallResult call = client->GetStatus(status);
-    if (call.Succeeded()) {
-        call = client->GetCounts(counts);
-    }
-    if (!call.Succeeded()) {
-        return output.Finish(FromCall(call));
-    }
-    for (const StatusLine& line : StatusLines(Printable(status), counts)) {
-        output.Line(Labelled(line));
-    }
-    Json details = NewObject();
-    AddMember(details.get(), "status", Host::ToJson(status));
-    AddMember(details.get(), "counts", Host::ToJson(counts));
-    return output.Finish(Done(output.IsJson() ? "the daemon answers" : "", std::move(details)));
+    return output.Finish(client ? work(*client) : std::move(failure));
+}
+
+int RunStatus(const GlobalOptions& options, Output& output)
+{
+    return WithClient(options, output, [&](Client::DistNetClient& client) {
+        Host::HostStatus status;
+        Host::HostCounts counts;
+        Client::CallResult call = client.GetStatus(status);
+        if (call.Succeeded()) {
+            call = client.GetCounts(counts);
+        }
+        if (!call.Succeeded()) {
+            return FromCall(call);
+        }
+        for (const StatusLine& line : StatusLines(Printable(status), counts)) {
+            output.Line(Labelled(line));
+        }
+        Json details = NewObject();
+        AddMember(details.get(), "status", Host::ToJson(status));
+        AddMember(details.get(), "counts", Host::ToJson(counts));
+        return Done(output.IsJson() ? "the daemon answers" : "", std::move(details));
+    });
 }
 
 int RunServiceHold(const GlobalOptions& options, Output& output)
 {
-    Outcome failure;
-    const auto client = ConnectClient(options, failure);
-    if (!client) {
-        return output.Finish(std::move(failure));
-    }
-    uint32_t state = 0;
-    Client::CallResult call = client->StartService(state);
-    if (!call.Succeeded()) {
-        return output.Finish(FromCall(call));
-    }
-    output.Line("The service is running and held. Ctrl-C releases it.");
-    WaitForInterrupt();
-    call = client->ReleaseService(state);
-    if (!call.Succeeded()) {
-        return output.Finish(FromCall(call));
-    }
-    return output.Finish(Done("Released: the service stops when nobody else holds it."));
+    return WithClient(options, output, [&](Client::DistNetClient& client) {
+        uint32_t state = 0;
+        Client::CallResult call = client.StartService(state);
+        if (!call.Succeeded()) {
+            return FromCall(call);
+        }
+        output.Line("The service is running and held. Ctrl-C releases it.");
+        WaitForInterrupt();
+        call = client.ReleaseService(state);
+        return call.Succeeded() ? Done("Released: the service stops when nobody else holds it.") : FromCall(call);
+    });
 }
 
 }  // namespace Vexo::Ctl

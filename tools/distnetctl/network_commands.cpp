@@ -34,79 +34,68 @@ std::string InfoLine(const cJSON* item)
 
 int RunDevices(const GlobalOptions& options, Output& output)
 {
-    Outcome failure;
-    const auto client = ConnectClient(options, failure);
-    if (!client) {
-        return output.Finish(std::move(failure));
-    }
-    Host::DeviceList list;
-    const Client::CallResult call = client->GetDevices(list.devices);
-    if (!call.Succeeded()) {
-        return output.Finish(FromCall(call));
-    }
-    const std::vector<Peer> peers = Printable(list.devices);
-    if (peers.empty()) {
-        return output.Finish(Done(output.IsJson() ? "no other device of this account has been met"
-                                                  : "No other device of this account has been met since the daemon "
-                                                    "started.\n`distnetctl account` enrols one.",
-                                  Host::ToJson(list)));
-    }
-    output.Line(PEER_HEADING);
-    for (const Peer& peer : peers) {
-        output.Line(PeerLine(peer));
-    }
-    return output.Finish(Done(output.IsJson() ? std::to_string(peers.size()) + " devices" : "", Host::ToJson(list)));
+    return WithClient(options, output, [&](Client::DistNetClient& client) {
+        Host::DeviceList list;
+        const Client::CallResult call = client.GetDevices(list.devices);
+        if (!call.Succeeded()) {
+            return FromCall(call);
+        }
+        const std::vector<Peer> peers = Printable(list.devices);
+        if (peers.empty()) {
+            return Done(output.IsJson() ? "no other device of this account has been met"
+                                        : "No other device of this account has been met since the daemon started.\n"
+                                          "`distnetctl account` enrols one.",
+                        Host::ToJson(list));
+        }
+        output.Line(PEER_HEADING);
+        for (const Peer& peer : peers) {
+            output.Line(PeerLine(peer));
+        }
+        return Done(output.IsJson() ? std::to_string(peers.size()) + " devices" : "", Host::ToJson(list));
+    });
 }
 
 int RunStop(const GlobalOptions& options, Output& output, const std::string& word)
 {
-    Outcome failure;
-    const auto client = ConnectClient(options, failure);
-    if (!client) {
-        return output.Finish(std::move(failure));
-    }
-    const std::optional<Peer> peer = FindPeer(*client, word, failure);
-    if (!peer) {
-        return output.Finish(std::move(failure));
-    }
-    const Client::CallResult call = client->StopDistributedNetwork(0, 0, peer->networkId);
-    if (!call.Succeeded()) {
-        return output.Finish(FromCall(call));
-    }
-    return output.Finish(Done("The service has taken note that " + peer->name +
-                                  " is no longer needed.\nIt closes nothing: this device stays on the Wi-Fi, and " +
-                                  peer->name + "'s\nhotspot stays on until it is switched off there.",
-                              PeerDetails(*peer)));
+    return WithClient(options, output, [&](Client::DistNetClient& client) {
+        Outcome failure;
+        const std::optional<Peer> peer = FindPeer(client, word, failure);
+        if (!peer) {
+            return failure;
+        }
+        const Client::CallResult call = client.StopDistributedNetwork(0, 0, peer->networkId);
+        if (!call.Succeeded()) {
+            return FromCall(call);
+        }
+        return Done("The service has taken note that " + peer->name +
+                        " is no longer needed.\nIt closes nothing: this device stays on the Wi-Fi, and " + peer->name +
+                        "'s\nhotspot stays on until it is switched off there.",
+                    PeerDetails(*peer));
+    });
 }
 
 int RunInfo(const GlobalOptions& options, Output& output, const std::vector<std::string>& items)
 {
-    Outcome failure;
-    const auto client = ConnectClient(options, failure);
-    if (!client) {
-        return output.Finish(std::move(failure));
-    }
-    std::string json;
-    const Client::CallResult call = client->GetRemoteDeviceInfo(items, json);
-    if (!call.Succeeded()) {
-        return output.Finish(FromCall(call));
-    }
-    Json answer = ParseJson(json);
-    const cJSON* item = nullptr;
-    cJSON_ArrayForEach(item, answer.get())
-    {
-        output.Line(InfoLine(item));
-    }
-    const bool any = answer && answer->child != nullptr;
-    Json details = NewObject();
-    AddMember(details.get(), "items", std::move(answer));
-    if (!any) {
-        Outcome outcome =
-            NotDone("the service knows none of these items", "It knows supportSmartHotSpot, hotspotName and bssid.");
-        outcome.details = std::move(details);
-        return output.Finish(std::move(outcome));
-    }
-    return output.Finish(Done("", std::move(details)));
+    return WithClient(options, output, [&](Client::DistNetClient& client) {
+        std::string json;
+        const Client::CallResult call = client.GetRemoteDeviceInfo(items, json);
+        if (!call.Succeeded()) {
+            return FromCall(call);
+        }
+        Json answer = ParseJson(json);
+        const cJSON* item = nullptr;
+        cJSON_ArrayForEach(item, answer.get())
+        {
+            output.Line(InfoLine(item));
+        }
+        const bool any = answer && answer->child != nullptr;
+        Outcome outcome = any ? Done("")
+                              : NotDone("the service knows none of these items",
+                                        "It knows supportSmartHotSpot, hotspotName and bssid.");
+        outcome.details = NewObject();
+        AddMember(outcome.details.get(), "items", std::move(answer));
+        return outcome;
+    });
 }
 
 }  // namespace Vexo::Ctl

@@ -247,17 +247,12 @@ private:
 
 int RunStart(const GlobalOptions& options, Output& output, const std::string& word, bool wait, bool timing)
 {
-    Outcome failure;
-    const auto client = ConnectClient(options, failure);
-    if (!client) {
-        return output.Finish(std::move(failure));
-    }
-    EndOnInterrupt();
-    std::optional<Peer> peer = FindPeer(*client, word, failure);
-    if (!peer) {
-        return output.Finish(std::move(failure));
-    }
-    return output.Finish(Start(options, output, *client, *std::move(peer)).Run(wait, timing));
+    return WithClient(options, output, [&](Client::DistNetClient& client) {
+        EndOnInterrupt();
+        Outcome failure;
+        std::optional<Peer> peer = FindPeer(client, word, failure);
+        return peer ? Start(options, output, client, *std::move(peer)).Run(wait, timing) : std::move(failure);
+    });
 }
 
 }  // namespace Vexo::Ctl

@@ -26,17 +26,14 @@ std::string WhyNotWritable(const std::filesystem::path& file)
 
 int RunTraceStart(const GlobalOptions& options, Output& output)
 {
-    Outcome failure;
-    const auto client = ConnectClient(options, failure);
-    const uint32_t recording = client ? StartRecording(*client, QuviewDFX::RECORDING_LIMIT, true, failure) : 0;
-    if (recording == 0) {
-        return output.Finish(std::move(failure));
-    }
-    Json details = NewObject();
-    cJSON_AddNumberToObject(details.get(), "recording", recording);
-    return output.Finish(Done("Recording " + std::to_string(recording) +
-                                  " runs, for 10 minutes at most. `distnetctl trace stop FILE` ends it.",
-                              std::move(details)));
+    return WithClient(options, output, [](Client::DistNetClient& client) {
+        Outcome failure;
+        const uint32_t recording = StartRecording(client, QuviewDFX::RECORDING_LIMIT, true, failure);
+        return recording == 0 ? std::move(failure)
+                              : Done("Recording " + std::to_string(recording) +
+                                         " runs, for 10 minutes at most. `distnetctl trace stop FILE` ends it.",
+                                     Host::ToJson(Host::TraceRecording{recording}));
+    });
 }
 
 int RunTraceStop(const GlobalOptions& options, Output& output, const std::filesystem::path& file, uint32_t recording)
@@ -44,26 +41,27 @@ int RunTraceStop(const GlobalOptions& options, Output& output, const std::filesy
     if (const std::string why = WhyNotWritable(file); !why.empty()) {
         return output.Finish(NotDone(why, "Nothing was stopped; name another file."));
     }
-    Outcome failure;
-    const auto client = ConnectClient(options, failure);
-    Host::TracePiece trace;
-    if (!client || !FetchRecording(*client, recording, trace, failure)) {
-        return output.Finish(std::move(failure));
-    }
-    if (auto written = WriteFileAtomically(file, trace.text, TRACE_FILE_MODE); !written) {
-        return output.Finish(NotDone(written.error().message, ""));
-    }
-    Json details = NewObject();
-    AddText(details.get(), "file", file);
-    AddNumber(details.get(), "recording", trace.recording);
-    AddNumber(details.get(), "spans", trace.spans);
-    AddNumber(details.get(), "dropped", trace.dropped);
-    AddMember(details.get(), "duration_ms", Host::ToJson(trace.duration));
-    const std::string dropped = trace.dropped > 0 ? "; " + std::to_string(trace.dropped) + " more did not fit" : "";
-    return output.Finish(Done(std::to_string(trace.spans) + " spans of " +
-                                  DurationText(static_cast<double>(trace.duration.count())) + " written to " +
-                                  file.string() + dropped + ". Open it in any viewer of trace events.",
-                              std::move(details)));
+    return WithClient(options, output, [&](Client::DistNetClient& client) {
+        Outcome failure;
+        Host::TracePiece trace;
+        if (!FetchRecording(client, recording, trace, failure)) {
+            return failure;
+        }
+        if (auto written = WriteFileAtomically(file, trace.text, TRACE_FILE_MODE); !written) {
+            return NotDone(written.error().message, "");
+        }
+        Json details = NewObject();
+        AddText(details.get(), "file", file);
+        AddNumber(details.get(), "recording", trace.recording);
+        AddNumber(details.get(), "spans", trace.spans);
+        AddNumber(details.get(), "dropped", trace.dropped);
+        AddMember(details.get(), "duration_ms", Host::ToJson(trace.duration));
+        const std::string dropped = trace.dropped > 0 ? "; " + std::to_string(trace.dropped) + " more did not fit" : "";
+        return Done(std::to_string(trace.spans) + " spans of " +
+                        DurationText(static_cast<double>(trace.duration.count())) + " written to " + file.string() +
+                        dropped + ". Open it in any viewer of trace events.",
+                    std::move(details));
+    });
 }
 
 }  // namespace Vexo::Ctl
