@@ -118,9 +118,9 @@ public:
         }
         auto read = Host::ParseAnswer<Answer>(text);
         if (!read) {
-            return call_.Unreadable(read.Message());
+            return call_.Unreadable(read.error().message);
         }
-        answer = std::move(read.Value());
+        answer = std::move(read.value());
         return call;
     }
 

@@ -132,7 +132,7 @@ Rows ReachRows(const fs::path& folder)
          Required("the device's own folder: identity, state, lock; created when missing")},
         {"device.name", TextKind("1 to 64 bytes, no control characters", WrongDeviceName), &C::deviceName,
          Means("what other devices call this one", "the machine's host name")},
-        {"device.type", NamedKind(DEVICE_TYPE_NAMES), &C::deviceTypeId, Means("what kind of device it is")},
+        {"device.type", NamedKind(DEVICE_TYPE_NAMES), &C::deviceType, Means("what kind of device it is")},
         {"ipc.socket", PathKind(folder, "a path of at most 107 bytes"), &C::ipcSocket,
          Means("where local programs connect", "STATE_DIR/ipc.sock")},
         {"ipc.socket_mode", SocketModeKind(), &C::ipcSocketMode,

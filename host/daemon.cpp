@@ -193,7 +193,7 @@ Result<void> Daemon::StartLink(const Say& say)
     }
     SoftBus::SoftBusOptions options;
     options.deviceName = configuration_.deviceName;
-    options.deviceTypeId = configuration_.deviceTypeId;
+    options.deviceTypeId = static_cast<uint16_t>(configuration_.deviceType);
     options.listenAddress = ListenAddress(configuration_);
     options.peerAddresses = configuration_.softbusPeers;
     options.announceFolder = configuration_.announceDir;

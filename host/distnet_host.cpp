@@ -79,7 +79,7 @@ int32_t DistNetHost::GetStatus(HostStatus& status)
     const Configuration& configuration = facts_.configuration;
     status.version = DistNetVersion();
     status.pid = getpid();
-    status.device = {configuration.deviceName, static_cast<DeviceType>(configuration.deviceTypeId), facts_.networkId};
+    status.device = {configuration.deviceName, configuration.deviceType, facts_.networkId};
     if (!facts_.accountName.empty()) {
         status.account = facts_.accountName;
     }

@@ -54,6 +54,30 @@ std::string ClosestOf(std::string_view word, const std::vector<std::string>& can
     return closest;
 }
 
+std::string ShortId(std::string_view id)
+{
+    constexpr size_t SHOWN = 5;  // at each end
+    if (id.size() <= 2 * SHOWN + 1) {
+        return std::string(id);
+    }
+    return std::string(id.substr(0, SHOWN)) + "…" + std::string(id.substr(id.size() - SHOWN));
+}
+
+bool FitsShortId(std::string_view word, std::string_view id)
+{
+    for (const std::string_view gap : {"…", "..."}) {
+        const size_t at = word.find(gap);
+        if (at == std::string_view::npos) {
+            continue;
+        }
+        const std::string_view first = word.substr(0, at);
+        const std::string_view last = word.substr(at + gap.size());
+        return !first.empty() && !last.empty() && first.size() + last.size() <= id.size() && id.starts_with(first) &&
+               id.ends_with(last);
+    }
+    return false;
+}
+
 size_t TextWidth(std::string_view text)
 {
     return CodePointCount(text);

@@ -14,6 +14,11 @@ namespace Vexo {
 // distance). Empty when none is that close; of equally close ones the first. Compares bytes; case is a difference.
 std::string ClosestOf(std::string_view word, const std::vector<std::string>& candidates);
 
+// The short form of a network id or device id, for people: "3f91c…d6384". Shorter text as it is.
+std::string ShortId(std::string_view id);
+// Whether word is a short form that the id fits: its first and its last characters around "…" or "...", some of each.
+bool FitsShortId(std::string_view word, std::string_view id);
+
 // The columns that text takes: its code points (platform/base/utf8.h).
 size_t TextWidth(std::string_view text);
 

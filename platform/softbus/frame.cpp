@@ -281,11 +281,4 @@ bool IsHexId(std::string_view text)
            });
 }
 
-std::string ShortId(std::string_view id)
-{
-    constexpr size_t SHOWN = 4;
-    return id.size() < 4 * SHOWN ? "…"
-                                 : std::string(id.substr(0, SHOWN)) + "…" + std::string(id.substr(id.size() - SHOWN));
-}
-
 }  // namespace Vexo::SoftBus

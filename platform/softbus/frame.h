@@ -86,7 +86,5 @@ std::string EncodeOpened(int32_t result);
 
 // Whether text is 64 lower-case hex characters, as network ids and device ids are.
 bool IsHexId(std::string_view text);
-// An id as log lines show it: "7f3a…c21e".
-std::string ShortId(std::string_view id);
 
 }  // namespace Vexo::SoftBus

@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "platform/base/text.h"
 #include "platform/dfx/guard.h"
 #include "platform/dfx/trace.h"
 #include "platform/softbus/socket_bio.h"

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <asio/steady_timer.hpp>
 
+#include "platform/base/text.h"
 #include "platform/softbus/softbus_log.h"
 
 namespace Vexo::SoftBus {

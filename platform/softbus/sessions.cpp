@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "platform/base/text.h"
 #include "platform/softbus/session_link.h"
 #include "platform/softbus/softbus_log.h"
 

@@ -57,7 +57,7 @@ protected:
         SystemAbilityManagerClient::GetInstance().SetSystemAbilityManager(abilities);
         HostFacts facts;
         facts.configuration.deviceName = "phone";
-        facts.configuration.deviceTypeId = SoftBus::DEVICE_TYPE_PHONE;
+        facts.configuration.deviceType = DeviceType::PHONE;
         facts.networkId = "ab";
         facts.abilities = abilities;
         facts.radio = [this] { return radio; };

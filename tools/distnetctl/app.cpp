@@ -100,14 +100,15 @@ void AddNetworkCommands(CLI::App& app, Request& request)
         [&](Output& output) {
             return RunStart(request.options, output, request.peer, !request.noWait, request.timing);
         });
-    start->add_option("PEER", request.peer, "Its name, its network id, or the beginning of either")->required();
+    start->add_option("PEER", request.peer, "Its name, its network id as shown, or the beginning of either")
+        ->required();
     start->add_flag("--no-wait", request.noWait, "Do not wait until this device's Wi-Fi has joined");
     start->add_flag("--timing", request.timing, "Show where the time went");
 
     CLI::App* stop =
         AddCommand(app, request, "stop", "Tell the service that a peer is no longer needed", "  distnetctl stop phone",
                    [&](Output& output) { return RunStop(request.options, output, request.peer); });
-    stop->add_option("PEER", request.peer, "Its name, its network id, or the beginning of either")->required();
+    stop->add_option("PEER", request.peer, "Its name, its network id as shown, or the beginning of either")->required();
 
     CLI::App* info = AddCommand(app, request, "info", "Show what this device can offer to others",
                                 "  distnetctl info\n  distnetctl info hotspotName bssid",

@@ -201,9 +201,4 @@ std::string Column(const std::string& text, size_t width)
     return std::string(FirstCodePoints(text, width - 1)) + "…";
 }
 
-std::string ShortId(const std::string& networkId)
-{
-    return networkId.size() <= 12 ? networkId : networkId.substr(0, 5) + "…" + networkId.substr(networkId.size() - 5);
-}
-
 }  // namespace Vexo::Ctl

@@ -91,7 +91,5 @@ private:
 std::string DurationText(double milliseconds);
 // text cut to width columns, the cut marked; or padded with spaces. Counts UTF-8 code points.
 std::string Column(const std::string& text, size_t width);
-// "7f3a1…c21e4" of a network id; shorter text as it is.
-std::string ShortId(const std::string& networkId);
 
 }  // namespace Vexo::Ctl

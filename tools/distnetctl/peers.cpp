@@ -15,7 +15,7 @@ bool IsNetworkId(const std::string& word)
 Result<Peer> ResolvePeer(const std::string& word, const std::vector<Peer>& peers)
 {
     std::vector<const Peer*> whole;
-    std::vector<const Peer*> beginning;
+    std::vector<const Peer*> partly;
     std::vector<std::string> names;
     for (const Peer& peer : peers) {
         if (peer.networkId == word) {
@@ -24,22 +24,23 @@ Result<Peer> ResolvePeer(const std::string& word, const std::vector<Peer>& peers
         if (peer.name == word) {
             whole.push_back(&peer);
         }
-        if (!word.empty() && (peer.name.starts_with(word) || peer.networkId.starts_with(word))) {
-            beginning.push_back(&peer);
+        if (!word.empty() &&
+            (peer.name.starts_with(word) || peer.networkId.starts_with(word) || FitsShortId(word, peer.networkId))) {
+            partly.push_back(&peer);
         }
         names.push_back(peer.name);
     }
-    const std::vector<const Peer*>& found = whole.empty() ? beginning : whole;
+    const std::vector<const Peer*>& found = whole.empty() ? partly : whole;
     if (found.size() == 1) {
         return *found.front();
     }
     if (found.size() > 1) {
         std::string list;
         for (const Peer* peer : found) {
-            list += (list.empty() ? "" : ", ") + peer->name + " (" + peer->networkId.substr(0, 12) + "…)";
+            list += (list.empty() ? "" : ", ") + peer->name + " (" + ShortId(peer->networkId) + ")";
         }
-        return Fail(ErrorCode::INVALID_ARGUMENT,
-                    "\"" + word + "\" could be any of " + list + "; name more of the network id");
+        return Fail(ErrorCode::INVALID_ARGUMENT, "\"" + word + "\" could be any of " + list +
+                     "; name more of the network id, which `distnetctl --json devices` shows whole");
     }
     if (IsNetworkId(word)) {
         Peer unknown;

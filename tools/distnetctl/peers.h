@@ -1,5 +1,5 @@
-// The devices of the account: how they are listed, and which one a person means by a name, a network id, or the
-// beginning of either. Functions without state; FindPeer blocks for the daemon's answer.
+// The devices of the account: how they are listed, and which one a person means by a name, a network id, the beginning
+// of either, or the short form of the id. Functions without state; FindPeer blocks for the daemon's answer.
 #pragma once
 
 #include <optional>
@@ -18,8 +18,9 @@ using Peer = Host::KnownDevice;
 // A 64-digit hex network id, of a known device or not.
 bool IsNetworkId(const std::string& word);
 
-// The one peer that the word names: its name or network id as a whole, else the only one that begins with it. A whole
-// network id that nobody has is passed through: the service decides. The error suggests a name that is close.
+// The one peer that the word names: its name or network id as a whole, else the only one that begins with it or whose
+// network id it is the short form of. A whole network id that nobody has is passed through: the service decides. The
+// error names those that it could be, or suggests a name that is close.
 [[nodiscard]] Result<Peer> ResolvePeer(const std::string& word, const std::vector<Peer>& peers);
 
 // The same among the devices that the daemon knows, with printable texts; none with the outcome that says why.

@@ -7,6 +7,7 @@
 #include <sstream>
 
 #include "platform/base/open_file.h"
+#include "platform/base/text.h"
 #include "tools/distnetctl/app.h"
 #include "tools/distnetctl/output.h"
 #include "tools/distnetctl/peers.h"
@@ -17,11 +18,13 @@ namespace {
 
 const std::string PHONE_ID = "7f3a" + std::string(60, '1');
 const std::string TABLET_ID = "7f3b" + std::string(60, '2');
+const std::string SPARE_ID = "7f3c" + std::string(60, '2');
 
 std::vector<Peer> Peers()
 {
     return {{"phone", Host::DeviceType::PHONE, PHONE_ID, "", true, {}},
-            {"phablet", Host::DeviceType::TABLET, TABLET_ID, "", false, {}}};
+            {"phablet", Host::DeviceType::TABLET, TABLET_ID, "", false, {}},
+            {"spare", Host::DeviceType::TABLET, SPARE_ID, "", false, {}}};
 }
 
 struct PeerRow {
@@ -50,17 +53,21 @@ TEST_P(PeerTest, NamesOneDeviceOrSaysWhyNot)
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(Words, PeerTest,
-                         testing::Values(PeerRow{"Name", "phone", PHONE_ID, ""},
-                                         PeerRow{"Id", TABLET_ID, TABLET_ID, ""},
-                                         PeerRow{"UniqueNamePrefix", "pha", TABLET_ID, ""},
-                                         PeerRow{"UniqueIdPrefix", "7f3b", TABLET_ID, ""},
-                                         PeerRow{"AmbiguousPrefix", "ph", "", "could be any of phone"},
-                                         PeerRow{"Misspelt", "fone", "", "did you mean \"phone\"?"},
-                                         PeerRow{"Nothing", "", "", "no trusted device"},
-                                         PeerRow{"UnknownId", std::string(64, 'c'), std::string(64, 'c'), ""},
-                                         PeerRow{"AlmostAnId", std::string(63, 'c'), "", "no trusted device"}),
-                         [](const auto& row) { return std::string(row.param.name); });
+INSTANTIATE_TEST_SUITE_P(
+    Words, PeerTest,
+    testing::Values(PeerRow{"Name", "phone", PHONE_ID, ""}, PeerRow{"Id", TABLET_ID, TABLET_ID, ""},
+                    PeerRow{"UniqueNamePrefix", "pha", TABLET_ID, ""}, PeerRow{"UniqueIdPrefix", "7f3b", TABLET_ID, ""},
+                    PeerRow{"ShortIdAsShown", ShortId(TABLET_ID), TABLET_ID, ""},
+                    PeerRow{"ShortIdAsTyped", "7f3a...11", PHONE_ID, ""},
+                    PeerRow{"AmbiguousShortId", "7f3…2", "", "could be any of phablet (7f3b2…22222), "},
+                    PeerRow{"ShortIdWithoutEnd", "7f3a…", "", "no trusted device"},
+                    PeerRow{"OtherShortId", "7f3a1…11112", "", "no trusted device"},
+                    PeerRow{"AmbiguousPrefix", "ph", "", "could be any of phone"},
+                    PeerRow{"Misspelt", "fone", "", "did you mean \"phone\"?"},
+                    PeerRow{"Nothing", "", "", "no trusted device"},
+                    PeerRow{"UnknownId", std::string(64, 'c'), std::string(64, 'c'), ""},
+                    PeerRow{"AlmostAnId", std::string(63, 'c'), "", "no trusted device"}),
+    [](const auto& row) { return std::string(row.param.name); });
 
 TEST(LayoutTest, ColumnsCountCharactersAndMarkWhatIsCut)
 {
