@@ -38,12 +38,32 @@ install(TARGETS distnet_platform distnet_client
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT daemon NAMELINK_SKIP)
 
 install(TARGETS distnet_client LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development NAMELINK_ONLY)
-install(FILES client/distnet_client.h DESTINATION include/distnet/client COMPONENT development)
-install(FILES distributed/services/utils/distnet_errors.h
-    DESTINATION include/distnet/distributed/services/utils COMPONENT development)
+# Headers lie as they include each other.
+set(distnet_include_dir include/distnet)
+foreach(header client/distnet_client.h interfaces/host_answers.h interfaces/named_values.h platform/base/named_values.h
+        platform/dfx/health_check.h distributed/services/utils/distnet_errors.h)
+    get_filename_component(folder ${header} DIRECTORY)
+    install(FILES ${header} DESTINATION ${distnet_include_dir}/${folder} COMPONENT development)
+endforeach()
+# The pages that they refer to, and those that these lead to.
+install(FILES docs/ipc.md docs/traces.md docs/files.md docs/errors.md docs/distnetctl.md docs/configuration.md
+    DESTINATION share/doc/libdistnet-dev COMPONENT development)
+install(DIRECTORY docs/examples DESTINATION share/doc/libdistnet-dev COMPONENT development)
+
+# Both are found relative to themselves, wherever the tree is moved to.
+file(RELATIVE_PATH distnet_prefix_from_pc "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
+string(REGEX REPLACE "/$" "" distnet_prefix_from_pc "${distnet_prefix_from_pc}")
 configure_file(packaging/distnet-client.pc.in packaging/distnet-client.pc @ONLY)
 install(FILES "${PROJECT_BINARY_DIR}/packaging/distnet-client.pc"
     DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+include(CMakePackageConfigHelpers)
+configure_package_config_file(packaging/DistNetConfig.cmake.in packaging/DistNetConfig.cmake
+    INSTALL_DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/DistNet PATH_VARS CMAKE_INSTALL_LIBDIR distnet_include_dir)
+write_basic_package_version_file("${PROJECT_BINARY_DIR}/packaging/DistNetConfigVersion.cmake"
+    COMPATIBILITY SameMinorVersion)
+install(FILES "${PROJECT_BINARY_DIR}/packaging/DistNetConfig.cmake"
+    "${PROJECT_BINARY_DIR}/packaging/DistNetConfigVersion.cmake"
+    DESTINATION ${CMAKE_INSTALL_LIBDIR}/cmake/DistNet COMPONENT development)
 
 install(FILES packaging/completion/distnetctl.bash
     DESTINATION share/bash-completion/completions RENAME distnetctl COMPONENT daemon)

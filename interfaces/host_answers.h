@@ -1,7 +1,7 @@
 // What the daemon says about itself (ability 1164), as types: how it stands, what it has open, the devices it has met,
 // what is wrong, its events and its traces. Value types; any thread. Texts are as the daemon sent them: a name that
 // another device or the air gave may hold control characters, so escape it before a terminal shows it. Who asks:
-// client/distnet_client.h. How the answers travel: docs/ipc.md.
+// client/distnet_client.h. How the answers travel: share/doc/libdistnet-dev/ipc.md.
 #pragma once
 
 #include <chrono>
@@ -155,7 +155,7 @@ struct TracePiece {
     uint64_t dropped = 0;  // not recorded: there were too many
     std::chrono::milliseconds duration{0};
     uint64_t bytes = 0;  // of the whole text
-    std::string text;    // from the offset asked for; trace-event JSON (docs/traces.md)
+    std::string text;    // from the offset asked for; trace-event JSON (share/doc/libdistnet-dev/traces.md)
 };
 
 }  // namespace Vexo::Host

@@ -1,0 +1,75 @@
+"""Builds the example as a user of the installed tree does, by pkg-config and by CMake, and runs both against its daemon.
+
+Usage: installed_test.py SOURCE_DIR BUILD_DIR COMPILER [FLAG…]    (FLAG: what the libraries were built with)
+"""
+
+import json
+import os
+import pathlib
+import re
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+SOURCE, BUILD = (pathlib.Path(argument).resolve() for argument in sys.argv[1:3])
+COMPILER, FLAGS = sys.argv[3], sys.argv[4:]
+
+
+def run(*command, **options):
+    result = subprocess.run(command, capture_output=True, text=True, timeout=100, check=False, **options)
+    if result.returncode != 0:
+        raise AssertionError(f"{command}: {result.stdout}{result.stderr}")
+    return result.stdout
+
+
+class Installed(unittest.TestCase):
+    def setUp(self):
+        self.folder = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
+        run("cmake", "--install", BUILD, "--prefix", self.folder / "first")
+        self.prefix = (self.folder / "first").rename(self.folder / "moved")  # nothing may lead to where it was
+        self.pc = next(self.prefix.rglob("distnet-client.pc"))
+        self.example = self.prefix / "share/doc/libdistnet-dev/examples"
+
+    def start_daemon(self):
+        policy = {"entries": [{"user": str(os.getuid()), "token_type": "native", "system_app": True}]}
+        (self.folder / "policy.json").write_text(json.dumps(policy))
+        (self.folder / "phone.json").write_text(json.dumps(
+            {"platform": "simulated", "state_dir": "phone", "access": {"policy": "policy.json"}}))
+        daemon = subprocess.Popen([self.prefix / "lib/distnet/distnetd", "--config", self.folder / "phone.json"],
+                                  stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        self.addCleanup(daemon.wait)
+        self.addCleanup(daemon.terminate)
+        socket = self.folder / "phone/ipc.sock"
+        deadline = time.monotonic() + 20
+        while not socket.exists() and time.monotonic() < deadline:
+            time.sleep(0.02)
+        return socket
+
+    def test_the_example_is_built_both_ways_from_a_moved_prefix_and_reads_the_status(self):
+        variables = {**os.environ, "PKG_CONFIG_PATH": str(self.pc.parent)}
+        words = run("pkg-config", "--cflags", "--libs", "distnet-client", env=variables).split()
+        run(COMPILER, "-std=c++20", *FLAGS, self.example / "status.cpp", *words,
+            f"-Wl,-rpath,{self.pc.parent.parent}", "-o", self.folder / "by-pkg-config")
+        run("cmake", "-S", self.example, "-B", self.folder / "cmake", f"-DCMAKE_PREFIX_PATH={self.prefix}",
+            f"-DCMAKE_CXX_COMPILER={COMPILER}", f"-DCMAKE_CXX_FLAGS={' '.join(FLAGS)}")
+        run("cmake", "--build", self.folder / "cmake")
+        socket = self.start_daemon()
+        for program in self.folder / "by-pkg-config", self.folder / "cmake/status":
+            self.assertEqual(run(program, socket), "service: not_loaded\nWi-Fi: idle\n")
+            away = subprocess.run([program, self.folder / "nobody"], capture_output=True, text=True, check=False)
+            self.assertEqual((away.returncode, away.stdout), (1, ""))
+            self.assertIn("nobody", away.stderr)
+
+    def test_what_the_headers_refer_to_is_installed(self):
+        include = self.prefix / "include/distnet"
+        for header in include.rglob("*.h"):
+            text = header.read_text()
+            for path in re.findall(r"[\w./-]+/[\w-]+\.(?:h|md)\b", text):
+                with self.subTest(header=header.name, path=path):
+                    self.assertTrue((include / path).is_file() or (self.prefix / path).is_file())
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])
