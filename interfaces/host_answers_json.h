@@ -410,14 +410,15 @@ std::string AnswerText(const Answer& answer)
 
 // The error names the first member that is missing or of another kind. Members of other names are ignored.
 template <typename Answer>
-Result<Answer> ParseAnswer(const std::string& text)
+[[nodiscard]] Result<Answer> ParseAnswer(const std::string& text)
 {
     Answer answer;
     std::string at;
     if (const Json json = ParseJson(text); !json) {
-        return Fail(ErrorCode::INVALID_ARGUMENT, "it is no JSON");
+        return Fail(ErrorCode::MALFORMED, "it is no JSON");
     } else if (!FromJson(json.get(), answer, at)) {
-        return Fail(ErrorCode::INVALID_ARGUMENT, at.empty() ? "it is no JSON object" : at + " is missing, or is not such a value");
+        return Fail(ErrorCode::MALFORMED,
+                    at.empty() ? "it is no JSON object" : at + " is missing, or is not such a value");
     }
     return answer;
 }

@@ -40,7 +40,7 @@ public:
     const std::string& NetworkId() const { return networkId_; }
 
     // Puts this device's record into the air, in place of the one before.
-    Result<void> Publish(const AirRecord& record) const;
+    [[nodiscard]] Result<void> Publish(const AirRecord& record) const;
     // Removes this device's record; none there is fine.
     void Withdraw() const;
     // What other devices have in the air, in order of file name. Damaged records are left out, with a log line each.
@@ -65,7 +65,7 @@ inline constexpr const char* AIR_ADDRESS_RANGE = "192.168.43.0/24";
 std::string MakeKeyProof(const std::string& ssid, const std::string& key);
 
 // fileName stands in the error.
-Result<AirRecord> ParseAirRecord(const std::string& json, const std::string& fileName);
+[[nodiscard]] Result<AirRecord> ParseAirRecord(const std::string& json, const std::string& fileName);
 std::string SerializeAirRecord(const AirRecord& record);
 
 }  // namespace Vexo::Simulated

@@ -82,13 +82,14 @@ struct DeviceState {
 
 // Parses a whole file. Keys that are missing keep their defaults. The error names the file, the dotted key, what is
 // wrong with it and what is allowed; it never holds a Wi-Fi key.
-Result<DeviceState> ParseDeviceState(const std::string& json, const std::string& fileName = DEVICE_STATE_FILE);
+[[nodiscard]] Result<DeviceState> ParseDeviceState(const std::string& json,
+                                                   const std::string& fileName = DEVICE_STATE_FILE);
 
 // The file's text: every key, faults only where there is one. ParseDeviceState of it gives the same state.
 std::string SerializeDeviceState(const DeviceState& state);
 
 // Sets one key from text as a person types it ("sims.0.state", "ready"). On an error the state is unchanged.
-Result<void> SetByPath(DeviceState& state, std::string_view key, std::string_view value);
+[[nodiscard]] Result<void> SetByPath(DeviceState& state, std::string_view key, std::string_view value);
 
 // One row of the table of keys, with the value that the state has.
 struct DeviceStateEntry {
@@ -101,12 +102,13 @@ struct DeviceStateEntry {
 std::vector<DeviceStateEntry> DescribeDeviceState(const DeviceState& state);
 
 // Reads the file of a state folder. A missing file is an error.
-Result<DeviceState> LoadDeviceState(const std::filesystem::path& folder);
+[[nodiscard]] Result<DeviceState> LoadDeviceState(const std::filesystem::path& folder);
 // Replaces the file by rename, mode 0600.
-Result<void> SaveDeviceState(const std::filesystem::path& folder, const DeviceState& state);
+[[nodiscard]] Result<void> SaveDeviceState(const std::filesystem::path& folder, const DeviceState& state);
 
 // Applies assignments ("screen=off", …) to the file of a state folder, all or none, and returns the new state.
 // Concurrent updates wait for each other, so that none is lost.
-Result<DeviceState> UpdateDeviceState(const std::filesystem::path& folder, const std::vector<std::string>& assignments);
+[[nodiscard]] Result<DeviceState> UpdateDeviceState(const std::filesystem::path& folder,
+                                                    const std::vector<std::string>& assignments);
 
 }  // namespace Vexo::Simulated

@@ -37,8 +37,8 @@ struct AccessPolicy {
     // Only root: what holds when the file is missing or damaged.
     static AccessPolicy RootOnly();
     // The error names file, entry and key, and what is allowed.
-    static Result<AccessPolicy> Load(const std::filesystem::path& file);
-    static Result<AccessPolicy> Parse(const std::string& json, const std::string& fileName);
+    [[nodiscard]] static Result<AccessPolicy> Load(const std::filesystem::path& file);
+    [[nodiscard]] static Result<AccessPolicy> Parse(const std::string& json, const std::string& fileName);
 };
 
 // Makes the policy the one that tokens are taken from. Tokens handed out before become unknown.

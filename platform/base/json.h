@@ -36,7 +36,7 @@ inline Json ParseJson(std::string_view text)
 // For text that a person may have written: one JSON value and nothing else. The error begins with line and column
 // (in bytes), both from 1: "7:3: the JSON ends too early", "2:8: not JSON from here on". A NUL in a text or name, where
 // cJSON would cut it, is an error, too, escaped or not, as is what is not UTF-8.
-Result<Json> ParseWholeJson(const std::string& text);
+[[nodiscard]] Result<Json> ParseWholeJson(const std::string& text);
 
 // The value as JSON text without spaces, in UTF-8 (RFC 8259, 8.1) and safe to print whatever the tree was parsed from
 // (EscapeJson of platform/base/utf8.h); empty when memory is short.

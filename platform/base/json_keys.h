@@ -50,7 +50,7 @@ public:
     }
 
     // The error is the first fault.
-    Result<T> Parse(const std::string& text, const std::string& fileName) const
+    [[nodiscard]] Result<T> Parse(const std::string& text, const std::string& fileName) const
     {
         T value{};
         std::vector<std::string> faults = Read(text, fileName, value);
@@ -61,7 +61,7 @@ public:
     }
 
     // The same for a file of at most maxBytes; one that cannot be read is an error, too.
-    Result<T> Load(const std::filesystem::path& file, size_t maxBytes) const
+    [[nodiscard]] Result<T> Load(const std::filesystem::path& file, size_t maxBytes) const
     {
         Result<std::string> text = ReadWholeFile(file, maxBytes);
         return text ? Parse(text.value(), file.string()) : Failure(std::move(text).error());
@@ -136,7 +136,7 @@ public:
     // A value as a person types it: on, 12, garden. A secret in full.
     std::string Typed(const JsonKey& key, const Object& object) const { return TypedValue(key, &object); }
     // Sets one key from such a text. On an error the object is unchanged.
-    Result<void> SetTyped(Object& object, std::string_view name, std::string_view typed) const
+    [[nodiscard]] Result<void> SetTyped(Object& object, std::string_view name, std::string_view typed) const
     {
         return SetTypedValue(*this->Shape(), &object, name, typed);
     }

@@ -57,7 +57,8 @@ Json WriteValue(const JsonShape& shape, const void* source);
 
 // One key of an object as a person types its value.
 std::string TypedValue(const JsonKey& key, const void* object);
-Result<void> SetTypedValue(const JsonShape& shape, void* object, std::string_view name, std::string_view typed);
+[[nodiscard]] Result<void> SetTypedValue(const JsonShape& shape, void* object, std::string_view name,
+                                         std::string_view typed);
 
 // What is wrong with a value that is to be a whole number of a range, or empty.
 std::string WrongWholeNumber(const cJSON& json, int64_t least, int64_t most);

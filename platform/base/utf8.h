@@ -32,7 +32,7 @@ std::string EscapeHidden(std::string_view text);
 std::string EscapeBytes(std::string_view bytes);
 // Undoes EscapeBytes. Bytes that EscapeBytes would have escaped are taken as they are, as a person types them; \xNN may
 // have upper-case digits. The error says which backslash begins neither \\ nor \xNN.
-Result<std::string> UnescapeBytes(std::string_view text);
+[[nodiscard]] Result<std::string> UnescapeBytes(std::string_view text);
 
 // JSON text as it may be printed anywhere: hidden characters from DEL on become \uNNNN, which reads back as the same
 // character; a byte that is no UTF-8 reads back as its escape.

@@ -39,8 +39,9 @@ Result<Peer> ResolvePeer(const std::string& word, const std::vector<Peer>& peers
         for (const Peer* peer : found) {
             list += (list.empty() ? "" : ", ") + peer->name + " (" + ShortId(peer->networkId) + ")";
         }
-        return Fail(ErrorCode::INVALID_ARGUMENT, "\"" + word + "\" could be any of " + list +
-                     "; name more of the network id, which `distnetctl --json devices` shows whole");
+        return Fail(ErrorCode::INVALID_ARGUMENT,
+                    "\"" + word + "\" could be any of " + list +
+                        "; name more of the network id, which `distnetctl --json devices` shows whole");
     }
     if (IsNetworkId(word)) {
         Peer unknown;
