@@ -71,8 +71,9 @@ TEST_F(IpcFloodTest, ClientThatReadsLateGetsEveryReplyInOrder)
 
 TEST_F(IpcFloodTest, UserHasItsShareOfConnectionsAndTheReserveIsForOthers)
 {
-    std::atomic<bool> isLimited{true};
-    options_.shares = {4, 1, 2, 2, [&](uid_t) { return isLimited.load(); }};
+    // The server, which outlives this function, goes on asking.
+    const auto isLimited = std::make_shared<std::atomic<bool>>(true);
+    options_.shares = {4, 1, 2, 2, [isLimited](uid_t) { return isLimited->load(); }};
     ServeEcho();
     std::vector<UniqueFd> held;
     for (int i = 0; i < 2; ++i) {
@@ -84,12 +85,12 @@ TEST_F(IpcFloodTest, UserHasItsShareOfConnectionsAndTheReserveIsForOthers)
     ASSERT_TRUE(Connections(1));
     held.push_back(ConnectRaw());
     ExpectEcho(held.back());
-    isLimited = false;
+    *isLimited = false;
     held.push_back(ConnectRaw());
     ExpectEcho(held.back());
-    isLimited = true;
+    *isLimited = true;
     EXPECT_EQ(ReceiveRaw(ConnectRaw()).status, IPC_BUSY);
-    isLimited = false;
+    *isLimited = false;
     held.push_back(ConnectRaw());
     ExpectEcho(held.back());
     EXPECT_EQ(ReceiveRaw(ConnectRaw()).status, IPC_BUSY);
@@ -130,6 +131,9 @@ TEST_F(IpcFloodTest, BadDatagramsOfAUserAreOneLineAMinute)
 
 TEST_F(IpcFloodTest, WithoutDescriptorsClientsAreTurnedAwayThoseThatAreThereGoOnAndItRecovers)
 {
+#ifdef __SANITIZE_ADDRESS__
+    GTEST_SKIP() << "the sanitizer's own check of objects needs a descriptor (a pipe)";
+#endif
     const Tests::LogCapture log;
     ServeEcho();
     const UniqueFd served = ConnectRaw();
