@@ -124,7 +124,7 @@ constexpr BusErrorCode BUS_ERROR_CODES[] = {
 
 Failure FailureOf(const sdbus::Error& error, const std::string& what)
 {
-    const std::string name = error.getName();
+    const std::string& name = error.getName();
     ErrorCode code = ErrorCode::REFUSED;
     for (const BusErrorCode& known : BUS_ERROR_CODES) {
         if (name.starts_with(BUS_ERROR) && name.substr(BUS_ERROR.size()) == known.name) {

@@ -256,7 +256,7 @@ int32_t LinuxWifiHotspot::Open(const NetworkManager& manager, const WifiRadio& r
     const std::optional<Profile>& usersOwn = chosen.value().usersOwn;
     NetworkChange change;
     change.profile = usersOwn ? UuidOf(*usersOwn) : MakeUuid();
-    change.previous = std::move(previous.value());
+    change.previous = previous.value();
     change.isHotspot = true;
     change.isOurProfile = !usersOwn;
     context_->own.Note(change);
