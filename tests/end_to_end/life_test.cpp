@@ -153,7 +153,7 @@ TEST_F(OpenRequestTest, ASecondTerminationEndsTheDaemonAtOnceAndSaysSo)
     const auto told = std::chrono::steady_clock::now();
     daemon.Signal(SIGTERM);
     EXPECT_EQ(daemon.Wait(), 128 + SIGTERM);
-    EXPECT_LT(std::chrono::steady_clock::now() - told, std::chrono::milliseconds(1000));
+    EXPECT_LT(std::chrono::steady_clock::now() - told, std::chrono::milliseconds(1500)) << "sooner than by itself";
 }
 
 TEST(PolicyTest, ACallerWithoutTheRightIsRefusedWithExitCodeFour)
