@@ -16,6 +16,7 @@
 #include <tuple>
 #include <utility>
 
+#include "backends/linux/bus_error.h"
 #include "platform/base/nocopyable.h"
 #include "platform/base/result.h"
 #include "platform/tasks/elastic_pool.h"
@@ -26,20 +27,6 @@ using PropertyMap = std::map<std::string, sdbus::Variant>;  // a{sv}
 
 // How long a call waits for its answer when nothing else is said.
 inline constexpr std::chrono::milliseconds BUS_CALL_LIMIT{5000};
-
-// Whether a call failed because nobody answered it. Then nothing is known of what was asked for, and what was ordered
-// may be done or not.
-inline bool IsNoAnswer(const Error& error)
-{
-    return error.code == ErrorCode::TIMED_OUT || error.code == ErrorCode::UNAVAILABLE;
-}
-
-// Failures of the bus itself. No answer within the limit:
-Failure NoReply(const std::string& what);
-// There is no bus now:
-Failure NoBus(const std::string& what);
-// The name of a failed call's D-Bus error, for people: the rest of the message may repeat what was asked.
-std::string BusErrorName(const Error& error);
 
 // One interface of one object of a service, as calls and subscriptions name it.
 struct BusObject {
