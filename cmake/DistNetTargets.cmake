@@ -22,7 +22,7 @@ function(distnet_add_test name)
 
     add_executable(${name} ${arg_UNPARSED_ARGUMENTS})
     set_target_properties(${name} PROPERTIES RUNTIME_OUTPUT_DIRECTORY "${PROJECT_BINARY_DIR}/test-bin")
-    target_link_libraries(${name} PRIVATE ${arg_LIBS} distnet_test_support GTest::gmock GTest::gtest_main)
+    target_link_libraries(${name} PRIVATE ${arg_LIBS} distnet_test_support distnet_test_main)
     if(arg_DAEMON)
         target_compile_definitions(${name} PRIVATE DISTNET_BIN_DIR="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}")
         add_dependencies(${name} distnetd distnetctl distnet_service)

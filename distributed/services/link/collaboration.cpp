@@ -30,8 +30,8 @@ void CollaborationCallback::OnDataReceiverReady(int sessionId)
 
 Collaboration& Collaboration::GetInstance()
 {
-    static Collaboration instance;
-    return instance;
+    static NeverDestroyed<Collaboration> instance;
+    return instance.value;
 }
 
 Collaboration::Collaboration()

@@ -13,6 +13,7 @@
 
 #include "distributed/services/link/awaited_answer.h"
 #include "platform/base/mutex.h"
+#include "platform/base/never_destroyed.h"
 #include "platform/base/nocopyable.h"
 #include "platform/collaboration/data_callback.h"
 
@@ -56,6 +57,8 @@ public:
     int32_t SendStartHotspotMessage(int sessionId);
 
 private:
+    friend NeverDestroyed<Collaboration>;
+
     Collaboration();
     ~Collaboration();
 

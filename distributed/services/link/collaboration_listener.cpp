@@ -12,8 +12,8 @@ namespace Vexo::NetManagerStandard {
 
 CollaborationListener& CollaborationListener::GetInstance()
 {
-    static CollaborationListener instance;
-    return instance;
+    static NeverDestroyed<CollaborationListener> instance;
+    return instance.value;
 }
 
 CollaborationListener::CollaborationListener()

@@ -14,6 +14,7 @@
 #include <cjson/cJSON.h>
 
 #include "distributed/services/link/link_message.h"
+#include "platform/base/never_destroyed.h"
 #include "platform/base/nocopyable.h"
 #include "platform/wifi/wifi_types.h"
 
@@ -52,6 +53,8 @@ public:
     std::string ParseKeyMgmt(Wifi::KeyMgmt keyMgmt);
 
 private:
+    friend NeverDestroyed<CollaborationListener>;
+
     using MessageHandler = std::function<void(CollaborationListener*, int32_t, uint8_t*, uint32_t)>;
 
     CollaborationListener();

@@ -11,7 +11,7 @@
 
 namespace Vexo::NetManagerStandard {
 
-std::shared_ptr<DataListener> DataListener::instance_;
+NeverDestroyed<std::shared_ptr<DataListener>> DataListener::instance_;
 Mutex DataListener::instanceMutex_;
 std::atomic<bool> DataListener::isInstanceCreated_{false};
 

@@ -16,6 +16,7 @@
 
 #include "distributed/services/link/link_message.h"
 #include "platform/base/mutex.h"
+#include "platform/base/never_destroyed.h"
 #include "platform/base/nocopyable.h"
 #include "platform/wifi/wifi_types.h"
 
@@ -66,7 +67,7 @@ private:
 
     std::map<MESSAGE_TYPE, MessageHandler> handleMessageMap_;
 
-    static std::shared_ptr<DataListener> instance_;
+    static NeverDestroyed<std::shared_ptr<DataListener>> instance_;
     static Mutex instanceMutex_;
     static std::atomic<bool> isInstanceCreated_;
 };

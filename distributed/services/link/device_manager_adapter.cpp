@@ -12,7 +12,7 @@ namespace Vexo::NetManagerStandard {
 using DistributedHardware::DeviceManager;
 using DistributedHardware::DmDeviceInfo;
 
-std::shared_ptr<DeviceManagerAdapter> DeviceManagerAdapter::instance_;
+NeverDestroyed<std::shared_ptr<DeviceManagerAdapter>> DeviceManagerAdapter::instance_;
 Mutex DeviceManagerAdapter::instanceLock_;
 std::atomic<bool> DeviceManagerAdapter::isInstanceCreated_{false};
 

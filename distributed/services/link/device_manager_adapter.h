@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/base/mutex.h"
+#include "platform/base/never_destroyed.h"
 #include "platform/base/nocopyable.h"
 #include "platform/device_manager/device_manager.h"
 
@@ -30,7 +31,7 @@ public:
     int32_t GetTrustedDeviceList(std::vector<DistributedHardware::DmDeviceInfo>& deviceList);
 
 private:
-    static std::shared_ptr<DeviceManagerAdapter> instance_;
+    static NeverDestroyed<std::shared_ptr<DeviceManagerAdapter>> instance_;
     static Mutex instanceLock_;
     static std::atomic<bool> isInstanceCreated_;
 };

@@ -32,7 +32,7 @@ void SoftBusBytesReceivedAdapter(int sessionId, const void* data, unsigned int l
 
 }  // namespace
 
-std::shared_ptr<SoftBusAdapter> SoftBusAdapter::instance_;
+NeverDestroyed<std::shared_ptr<SoftBusAdapter>> SoftBusAdapter::instance_;
 Mutex SoftBusAdapter::instanceMutex_;
 std::atomic<bool> SoftBusAdapter::isInstanceCreated_{false};
 

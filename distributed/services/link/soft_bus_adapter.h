@@ -13,6 +13,7 @@
 
 #include "distributed/services/link/awaited_answer.h"
 #include "platform/base/mutex.h"
+#include "platform/base/never_destroyed.h"
 #include "platform/base/nocopyable.h"
 #include "platform/softbus/softbus_types.h"
 
@@ -93,7 +94,7 @@ private:
 
     AwaitedAnswer hotspotAnswer_;
 
-    static std::shared_ptr<SoftBusAdapter> instance_;
+    static NeverDestroyed<std::shared_ptr<SoftBusAdapter>> instance_;
     static Mutex instanceMutex_;
     static std::atomic<bool> isInstanceCreated_;
 };

@@ -6,24 +6,6 @@
 #include "platform/ability/iservice_registry.h"
 
 namespace Vexo::NetManagerStandard {
-// Holds the one service and never destroys it: when the process ends, tasks and platform callbacks may still be in it.
-class DistNetService::Holder {
-public:
-    static DistNetService& Service()
-    {
-        static Holder holder;
-        return holder.storage_.service;
-    }
-
-private:
-    union Storage {
-        Storage() : service() {}
-        ~Storage() {}  // NOLINT(modernize-use-equals-default): a union with such a member has no default one
-        DistNetService service;
-    };
-    Storage storage_;
-};
-
 namespace {
 
 const bool isRegisteredToLocalSa = SystemAbility::MakeAndRegisterAbility(&DistNetService::GetInstance());
@@ -38,7 +20,8 @@ DistNetService::DistNetService() : SystemAbility(COMM_DISTRIBUTED_NET_ABILITY_ID
 
 DistNetService& DistNetService::GetInstance()
 {
-    return Holder::Service();
+    static NeverDestroyed<DistNetService> service;
+    return service.value;
 }
 
 void DistNetService::OnStart()

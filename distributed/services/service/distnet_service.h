@@ -19,6 +19,7 @@
 #include "distributed/services/utils/ffrt_utils.h"
 #include "platform/ability/system_ability.h"
 #include "platform/base/mutex.h"
+#include "platform/base/never_destroyed.h"
 #include "platform/base/nocopyable.h"
 #include "platform/telephony/network_search_callback.h"
 
@@ -93,8 +94,8 @@ public:
 
 private:
     friend class GetRadioStateCallback;
+    friend NeverDestroyed<DistNetService>;
 
-    class Holder;
     static constexpr int32_t STATE_STOPPED = 0;
     static constexpr int32_t STATE_RUNNING = 1;
 

@@ -6,6 +6,7 @@
 #include "distributed/services/utils/net_mgr_log_wrapper.h"
 #include "platform/access/accesstoken_kit.h"
 #include "platform/base/mutex.h"
+#include "platform/base/never_destroyed.h"
 #include "platform/ipc/ipc_skeleton.h"
 
 namespace Vexo::NetManagerStandard::CommonUtils {
@@ -20,6 +21,11 @@ constexpr size_t DEVICE_ID_MIN_LENGTH = 10;
 constexpr size_t DEVICE_ID_SHOWN_LENGTH = 5;
 constexpr const char* SHORT_DEVICE_ID_MASK = "***";
 constexpr const char* DEVICE_ID_JOINER = "**";
+
+struct VerdictCache {
+    Mutex mutex;
+    std::map<AccessTokenID, bool> verdicts GUARDED_BY(mutex);
+};
 
 bool IsNameGiven(const std::string& strPermission)
 {
@@ -63,22 +69,22 @@ bool CheckPermission(const std::string& strPermission)
 
 bool CheckPermissionWithCache(const std::string& strPermission)
 {
-    static Mutex cacheMutex;
-    static std::map<AccessTokenID, bool> verdicts GUARDED_BY(cacheMutex);
+    static NeverDestroyed<VerdictCache> holder;
+    VerdictCache& cache = holder.value;
     if (!IsNameGiven(strPermission)) {
         return false;
     }
     const AccessTokenID callerToken = IPCSkeleton::GetCallingTokenID();
     {
-        const MutexLock guard(cacheMutex);
-        if (const auto known = verdicts.find(callerToken); known != verdicts.end()) {
+        const MutexLock guard(cache.mutex);
+        if (const auto known = cache.verdicts.find(callerToken); known != cache.verdicts.end()) {
             return known->second;
         }
     }
     const bool verdict = CheckPermission(strPermission);
-    const MutexLock guard(cacheMutex);
+    const MutexLock guard(cache.mutex);
     // A verdict of a first check that ran at the same time stands.
-    return verdicts.try_emplace(callerToken, verdict).first->second;
+    return cache.verdicts.try_emplace(callerToken, verdict).first->second;
 }
 
 std::string GetAnonymousStr(const std::string& input)

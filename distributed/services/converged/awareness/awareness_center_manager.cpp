@@ -14,7 +14,7 @@
 
 namespace Vexo::NetManagerStandard {
 
-std::shared_ptr<AwarenessCenterManager> AwarenessCenterManager::instance_;
+NeverDestroyed<std::shared_ptr<AwarenessCenterManager>> AwarenessCenterManager::instance_;
 Mutex AwarenessCenterManager::instanceLock_;
 std::atomic<bool> AwarenessCenterManager::isInstanceCreated_{false};
 

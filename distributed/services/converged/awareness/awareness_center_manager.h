@@ -14,6 +14,7 @@
 #include "distributed/services/converged/awareness/awareness_services.h"
 #include "platform/ability/system_ability_status_change.h"
 #include "platform/base/mutex.h"
+#include "platform/base/never_destroyed.h"
 
 namespace Vexo::NetManagerStandard {
 
@@ -66,7 +67,7 @@ private:
     SysAbilityHandleMap sysAbilityAddedHandleMap_;
     SysAbilityHandleMap sysAbilityRemovedHandleMap_;
 
-    static std::shared_ptr<AwarenessCenterManager> instance_;
+    static NeverDestroyed<std::shared_ptr<AwarenessCenterManager>> instance_;
     static Mutex instanceLock_;
     static std::atomic<bool> isInstanceCreated_;
 };

@@ -6,7 +6,7 @@
 
 namespace Vexo::NetManagerStandard {
 
-std::shared_ptr<ConfigurationCenterManager> ConfigurationCenterManager::instance_;
+NeverDestroyed<std::shared_ptr<ConfigurationCenterManager>> ConfigurationCenterManager::instance_;
 Mutex ConfigurationCenterManager::instanceLock_;
 std::atomic<bool> ConfigurationCenterManager::isInstanceCreated_{false};
 

@@ -9,6 +9,7 @@
 #include "distributed/services/converged/configuration/configuration_center_interface.h"
 #include "distributed/services/converged/configuration/configuration_parser.h"
 #include "platform/base/mutex.h"
+#include "platform/base/never_destroyed.h"
 
 namespace Vexo::Tests {
 class ConfigurationCenterAccess;
@@ -34,7 +35,7 @@ private:
     Mutex parserMutex_;                                                     // never held over a call
     std::shared_ptr<ConfigurationParser> parser_ GUARDED_BY(parserMutex_);  // not changed once it is here
 
-    static std::shared_ptr<ConfigurationCenterManager> instance_;
+    static NeverDestroyed<std::shared_ptr<ConfigurationCenterManager>> instance_;
     static Mutex instanceLock_;
     static std::atomic<bool> isInstanceCreated_;
 };

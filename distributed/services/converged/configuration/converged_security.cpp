@@ -64,8 +64,8 @@ ConvergedSecurity::FileSecurity::FileSecurity() : allowedPrefixes_{CONFIGURATION
 
 ConvergedSecurity::FileSecurity& ConvergedSecurity::FileSecurity::GetInstance()
 {
-    static FileSecurity instance;
-    return instance;
+    static NeverDestroyed<FileSecurity> instance;
+    return instance.value;
 }
 
 bool ConvergedSecurity::FileSecurity::VerifyFilePath(const std::string& path) const

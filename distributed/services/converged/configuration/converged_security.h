@@ -6,6 +6,7 @@
 #include <set>
 #include <string>
 
+#include "platform/base/never_destroyed.h"
 #include "platform/base/nocopyable.h"
 
 namespace Vexo::NetManagerStandard {
@@ -33,6 +34,8 @@ public:
     bool VerifyFileSize(int fd, int32_t maxSize) const;
 
 private:
+    friend NeverDestroyed<FileSecurity>;
+
     FileSecurity();
 
     std::set<std::string> allowedPrefixes_;

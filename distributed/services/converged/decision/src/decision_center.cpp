@@ -44,7 +44,7 @@ bool ReadDeviceParameter(const std::string& deviceType, int& netOffTime, bool& i
 
 }  // namespace
 
-std::shared_ptr<DecisionCenter> DecisionCenter::instance_;
+NeverDestroyed<std::shared_ptr<DecisionCenter>> DecisionCenter::instance_;
 Mutex DecisionCenter::instanceLock_;
 std::atomic<bool> DecisionCenter::isInstanceCreated_{false};
 

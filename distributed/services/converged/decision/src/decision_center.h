@@ -11,6 +11,7 @@
 
 #include "distributed/services/converged/awareness/awareness_center_callback.h"
 #include "platform/base/mutex.h"
+#include "platform/base/never_destroyed.h"
 #include "platform/eventloop/event_handler.h"
 
 namespace Vexo::NetManagerStandard {
@@ -67,7 +68,7 @@ private:
     std::shared_ptr<EventHandler> screenOffHandler_ GUARDED_BY(handlerMutex_);
     std::shared_ptr<EventHandler> screenOnHandler_ GUARDED_BY(handlerMutex_);
 
-    static std::shared_ptr<DecisionCenter> instance_;
+    static NeverDestroyed<std::shared_ptr<DecisionCenter>> instance_;
     static Mutex instanceLock_;
     static std::atomic<bool> isInstanceCreated_;
 };

@@ -1,0 +1,24 @@
+// Runs the tests of one program and ends it as the daemon ends: tasks of the service may still run, so no destructor
+// runs beside them. Leaks are looked for first.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <iostream>
+
+#ifdef __SANITIZE_ADDRESS__
+#include <sanitizer/lsan_interface.h>
+#endif
+
+int main(int argc, char** argv)
+{
+    ::testing::InitGoogleMock(&argc, argv);
+    const int failed = RUN_ALL_TESTS();
+    std::cout.flush();
+    std::fflush(nullptr);
+#ifdef __SANITIZE_ADDRESS__
+    __lsan_do_leak_check();  // ends the process with its own code when it finds one
+#endif
+    _exit(failed);
+}
