@@ -159,7 +159,7 @@ pid_t StartServer(const std::string& path)
                                       MessageOption option;
                                       return int32_t{stub->OnRemoteRequest(request.code, data, reply, option)};
                                   });
-        Check(server.Ok(), "server");
+        Check(server.has_value(), "server");
         ::pause();
     });
 }
@@ -234,7 +234,7 @@ int main(int count, char** arguments)
     const pid_t server = StartServer(path);
     const UniqueFd raw = ConnectTo(path);
     auto connection = Ipc::IpcConnection::Connect(path);
-    Check(connection.Ok(), "connect");
+    Check(connection.has_value(), "connect");
 
     const std::array<uint8_t, REQUEST_SIZE> bareRequest{};
     std::array<uint8_t, REQUEST_SIZE> request{};

@@ -184,7 +184,7 @@ private:
         socket.set_option(asio::ip::tcp::no_delay(true));
         const auto ssl = client_.tls->NewClient(resume ? server_.identity.networkId : std::string());
         SoftBus::AttachSocket(ssl.get(), socket.native_handle());
-        Check(SSL_connect(ssl.get()) == 1 && client_.tls->VerifiedPeer(ssl.get()).Ok(), "bare connect");
+        Check(SSL_connect(ssl.get()) == 1 && client_.tls->VerifiedPeer(ssl.get()).has_value(), "bare connect");
         char bytes[3] = {};
         Check(SSL_read(ssl.get(), bytes, 1) == 1, "bare read");
         const Cost opened = opening.Elapsed();
@@ -210,7 +210,7 @@ private:
             socket.set_option(asio::ip::tcp::no_delay(true));
             const auto ssl = server_.tls->NewServer();
             SoftBus::AttachSocket(ssl.get(), socket.native_handle());
-            Check(SSL_accept(ssl.get()) == 1 && server_.tls->VerifiedPeer(ssl.get()).Ok(), "bare accept");
+            Check(SSL_accept(ssl.get()) == 1 && server_.tls->VerifiedPeer(ssl.get()).has_value(), "bare accept");
             char bytes[3] = {};
             SSL_write(ssl.get(), bytes, 1);
             while (SSL_read(ssl.get(), bytes, 3) == 3) {
@@ -390,9 +390,9 @@ void Row(const char* what, const Costs& costs, const Costs& least)
 
 void Measure(const std::filesystem::path& folder, int rounds)
 {
-    Check(Trust::CreateAccount(folder / "laptop", "bench", "laptop").Ok(), "creating an account");
+    Check(Trust::CreateAccount(folder / "laptop", "bench", "laptop").has_value(), "creating an account");
     const std::string request = Take(Trust::MakeRequest(folder / "phone", "phone"));
-    Check(Trust::Install(folder / "phone", Take(Trust::Admit(folder / "laptop", request))).Ok(), "admitting a device");
+    Check(Trust::Install(folder / "phone", Take(Trust::Admit(folder / "laptop", request))).has_value(), "admitting a device");
     Side laptop = MakeSide(folder / "laptop");
     Side phone = MakeSide(folder / "phone");
 
