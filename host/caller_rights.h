@@ -1,5 +1,5 @@
 // The rights that the service and the daemon's own ability ask of their callers, for the caller that IPCSkeleton names.
-// Look-ups in memory; any thread. What a caller is: platform/access/accesstoken_kit.h.
+// Look-ups in memory; any thread. The decision: platform/access/caller_check.h.
 #pragma once
 
 namespace Vexo::Host {

@@ -4,7 +4,7 @@
 #include <map>
 
 #include "distributed/services/utils/net_mgr_log_wrapper.h"
-#include "platform/access/accesstoken_kit.h"
+#include "platform/access/caller_check.h"
 #include "platform/base/mutex.h"
 #include "platform/base/never_destroyed.h"
 #include "platform/ipc/ipc_skeleton.h"
@@ -13,7 +13,7 @@ namespace Vexo::NetManagerStandard::CommonUtils {
 namespace {
 
 using Security::AccessTokenID;
-using Security::AccessTokenKit;
+using Security::CallerVerdict;
 
 constexpr size_t MASKED_LENGTH = 6;
 constexpr const char* STRING_MASK = "******";
@@ -27,43 +27,25 @@ struct VerdictCache {
     std::map<AccessTokenID, bool> verdicts GUARDED_BY(mutex);
 };
 
-bool IsNameGiven(const std::string& strPermission)
-{
-    if (strPermission.empty()) {
-        NETMGR_EXT_LOGE(" permission check failed，permission name is empty.");
-        return false;
-    }
-    return true;
-}
-
-bool IsGrantedToApplication(AccessTokenID callerToken, const std::string& strPermission)
-{
-    Security::HapTokenInfo info{};
-    AccessTokenKit::GetHapTokenInfo(callerToken, info);
-    return (info.apl == Security::APL_SYSTEM_BASIC || info.apl == Security::APL_SYSTEM_CORE) &&
-           AccessTokenKit::VerifyAccessToken(callerToken, strPermission) == Security::PERMISSION_GRANTED;
-}
-
 }  // namespace
 
 bool CheckPermission(const std::string& strPermission)
 {
-    if (!IsNameGiven(strPermission)) {
+    const auto [verdict, callerToken, type] = Security::CheckCaller(strPermission, Security::RequiredLevel::SYSTEM);
+    const auto tokenType = static_cast<int32_t>(type);
+    if (verdict == CallerVerdict::GRANTED) {
+        return true;
+    }
+    if (verdict == CallerVerdict::NO_NAME) {
+        NETMGR_EXT_LOGE(" permission check failed，permission name is empty.");
         return false;
     }
-    const AccessTokenID callerToken = IPCSkeleton::GetCallingTokenID();
-    const Security::ATokenTypeEnum tokenType = AccessTokenKit::GetTokenTypeFlag(callerToken);
-    if (tokenType == Security::TOKEN_NATIVE) {
-        return true;
-    }
-    if (tokenType != Security::TOKEN_HAP) {
+    if (verdict == CallerVerdict::WRONG_TYPE) {
         NETMGR_EXT_LOGE(" permission check failed, callerToken:%{public}u, tokenType:%{public}d", callerToken,
-                        static_cast<int32_t>(tokenType));
-    } else if (IsGrantedToApplication(callerToken, strPermission)) {
-        return true;
+                        tokenType);
     }
     NETMGR_EXT_LOGE(" permission check failed, permission:%{public}s, callerToken:%{public}u, tokenType:%{public}d",
-                    strPermission, callerToken, static_cast<int32_t>(tokenType));
+                    strPermission, callerToken, tokenType);
     return false;
 }
 
@@ -71,8 +53,8 @@ bool CheckPermissionWithCache(const std::string& strPermission)
 {
     static NeverDestroyed<VerdictCache> holder;
     VerdictCache& cache = holder.value;
-    if (!IsNameGiven(strPermission)) {
-        return false;
+    if (strPermission.empty()) {
+        return CheckPermission(strPermission);  // refused and logged; nothing is cached
     }
     const AccessTokenID callerToken = IPCSkeleton::GetCallingTokenID();
     {

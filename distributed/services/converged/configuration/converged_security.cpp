@@ -3,15 +3,12 @@
 #include <algorithm>
 
 #include "distributed/services/utils/net_mgr_log_wrapper.h"
-#include "platform/access/accesstoken_kit.h"
+#include "platform/access/caller_check.h"
 #include "platform/base/open_file.h"
-#include "platform/ipc/ipc_skeleton.h"
 
 namespace Vexo::NetManagerStandard {
 
-using Security::AccessTokenID;
-using Security::AccessTokenKit;
-using Security::ATokenTypeEnum;
+using Security::CallerVerdict;
 
 namespace {
 
@@ -41,22 +38,21 @@ bool ConvergedSecurity::CheckFileSize(int fd)
 
 bool ConvergedSecurity::CheckPermission(const std::string& permission)
 {
-    if (permission.empty()) {
+    // Unlike CommonUtils::CheckPermission this grants an application of any level what it holds.
+    const auto [verdict, token, type] = Security::CheckCaller(permission, Security::RequiredLevel::ANY);
+    const auto tokenType = static_cast<int32_t>(type);
+    if (verdict == CallerVerdict::GRANTED) {
+        return true;
+    }
+    if (verdict == CallerVerdict::NO_NAME) {
         NETMGR_EXT_LOGE(" permission check failed, permission name is empty.");
         return false;
     }
-    const AccessTokenID token = IPCSkeleton::GetCallingTokenID();
-    const ATokenTypeEnum tokenType = AccessTokenKit::GetTokenTypeFlag(token);
-    if (tokenType == Security::TOKEN_NATIVE) {
-        return true;
-    }
-    if (tokenType != Security::TOKEN_HAP) {
-        NETMGR_EXT_LOGE(" tokenType:%{public}d invalid", static_cast<int32_t>(tokenType));
-    } else if (AccessTokenKit::VerifyAccessToken(token, permission) == Security::PERMISSION_GRANTED) {
-        return true;
+    if (verdict == CallerVerdict::WRONG_TYPE) {
+        NETMGR_EXT_LOGE(" tokenType:%{public}d invalid", tokenType);
     }
     NETMGR_EXT_LOGE(" permission check failed, permission:%{public}s, token:%u, type:%{public}d", permission, token,
-                    static_cast<int32_t>(tokenType));
+                    tokenType);
     return false;
 }
 
