@@ -6,9 +6,9 @@
 #include <array>
 #include <charconv>
 #include <cstdio>
-#include <string_view>
 
 #include "interfaces/named_values.h"
+#include "platform/base/host_port.h"
 #include "platform/dfx/event_file.h"
 
 namespace Vexo::Host {
@@ -16,9 +16,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr size_t MAX_HOST_NAME = 253;
 constexpr const char* HOST_AND_PORT = "\"HOST:PORT\", port 1 to 65535, IPv6 in brackets";
-constexpr const char* NO_HOST_AND_PORT = "is not a host and a port";
 
 const NamedValue<std::string> PLATFORMS[] = {{"linux", "linux"}, {"simulated", "simulated"}};
 const NamedValue<std::string> BANDS[] = {{"any", ""}, {"2.4 GHz", "bg"}, {"5 GHz", "a"}};
@@ -29,43 +27,18 @@ constexpr NamedValue<QuviewDFX::LogLevel> LOG_LEVELS[] = {{"debug", QuviewDFX::L
                                                           {"warning", QuviewDFX::LogLevel::WARN},
                                                           {"error", QuviewDFX::LogLevel::ERROR}};
 
-bool IsAddress(const std::string& text)
-{
-    in6_addr parsed{};
-    return inet_pton(AF_INET, text.c_str(), &parsed) == 1 || inet_pton(AF_INET6, text.c_str(), &parsed) == 1;
-}
-
 std::string WrongAddress(const std::string& text)
 {
-    return IsAddress(text) ? "" : "is not an IP address";
+    in6_addr parsed{};
+    const bool isAddress =
+        inet_pton(AF_INET, text.c_str(), &parsed) == 1 || inet_pton(AF_INET6, text.c_str(), &parsed) == 1;
+    return isAddress ? "" : "is not an IP address";
 }
 
-bool IsHostName(std::string_view text)
-{
-    return !text.empty() && text.size() <= MAX_HOST_NAME && std::all_of(text.begin(), text.end(), [](char c) {
-        return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '-' || c == '.' ||
-               c == '_';
-    });
-}
-
-// "192.0.2.7:4700", "[2001:db8::7]:4700" or "phone.example:4700".
 std::string WrongHostAndPort(const std::string& peer)
 {
-    const std::string_view text = peer;
-    const size_t colon = text.rfind(':');
-    if (colon == std::string_view::npos) {
-        return NO_HOST_AND_PORT;
-    }
-    const std::string_view host = text.substr(0, colon);
-    const std::string_view port = text.substr(colon + 1);
-    const bool bracketed = host.starts_with('[') && host.ends_with(']');
-    if (bracketed ? !IsAddress(std::string(host.substr(1, host.size() - 2))) : !IsHostName(host)) {
-        return NO_HOST_AND_PORT;
-    }
-    uint16_t number = 0;
-    const auto [end, error] = std::from_chars(port.data(), port.data() + port.size(), number);
-    const bool isPort = error == std::errc() && end == port.data() + port.size() && number != 0;
-    return isPort ? "" : NO_HOST_AND_PORT;
+    const Result<HostPort> address = ParseHostPort(peer);
+    return address && address->port != 0 ? "" : "is not a host and a port";
 }
 
 std::string WrongDeviceName(const std::string& name)

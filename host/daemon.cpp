@@ -8,6 +8,7 @@
 #include "host/service_manager.h"
 #include "platform/access/policy.h"
 #include "platform/base/files.h"
+#include "platform/base/host_port.h"
 #include "platform/base/version.h"
 #include "platform/config_policy/config_policy.h"
 #include "platform/device_manager/device_manager_server.h"
@@ -39,14 +40,6 @@ public:
 private:
     const std::shared_ptr<IdleMemory> memory_;
 };
-
-// "127.0.0.1:0", "[::1]:0".
-std::string ListenAddress(const Configuration& configuration)
-{
-    const std::string& address = configuration.softbusListen;
-    const bool version6 = address.find(':') != std::string::npos;
-    return (version6 ? "[" + address + "]" : address) + ":" + std::to_string(configuration.softbusPort);
-}
 
 }  // namespace
 
@@ -194,7 +187,7 @@ Result<void> Daemon::StartLink(const Say& say)
     SoftBus::SoftBusOptions options;
     options.deviceName = configuration_.deviceName;
     options.deviceTypeId = static_cast<uint16_t>(configuration_.deviceType);
-    options.listenAddress = ListenAddress(configuration_);
+    options.listenAddress = ToText(HostPort{configuration_.softbusListen, configuration_.softbusPort});
     options.peerAddresses = configuration_.softbusPeers;
     options.announceFolder = configuration_.announceDir;
     options.onlineChanged = [memory = memory_] { memory->Note(); };

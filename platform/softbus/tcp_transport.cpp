@@ -10,10 +10,10 @@
 #include <asio/ip/address.hpp>
 #include <asio/post.hpp>
 #include <cerrno>
-#include <charconv>
 #include <cstring>
 #include <optional>
 
+#include "platform/base/host_port.h"
 #include "platform/dfx/guard.h"
 #include "platform/softbus/softbus_log.h"
 
@@ -32,39 +32,6 @@ constexpr int KEEPALIVE_PROBES = 3;
 // Unacknowledged data gives up as fast as unanswered probes do.
 constexpr int USER_TIMEOUT_MS = (KEEPALIVE_IDLE_S + KEEPALIVE_INTERVAL_S * KEEPALIVE_PROBES) * 1000;
 
-struct HostPort {
-    std::string host;
-    uint16_t port = 0;
-};
-
-Result<HostPort> SplitAddress(const std::string& address)
-{
-    const auto complain = [&address](const char* why) {
-        return Fail(ErrorCode::MALFORMED,
-                    "address \"" + address + "\" " + why + "; expected HOST:PORT, IPv6 hosts in brackets");
-    };
-    const size_t colon = address.rfind(':');
-    if (colon == std::string::npos) {
-        return complain("has no port");
-    }
-    HostPort result{address.substr(0, colon), 0};
-    if (result.host.size() >= 2 && result.host.front() == '[' && result.host.back() == ']') {
-        result.host = result.host.substr(1, result.host.size() - 2);
-    } else if (result.host.find(':') != std::string::npos) {
-        return complain("has an IPv6 host without brackets");
-    }
-    if (result.host.empty() || result.host.size() > 253 || result.host.find('\0') != std::string::npos) {
-        return complain("has no good host");
-    }
-    const char* begin = address.data() + colon + 1;
-    const char* end = address.data() + address.size();
-    const auto [stopped, error] = std::from_chars(begin, end, result.port);
-    if (error != std::errc() || stopped != end) {
-        return complain("has no port of 0 to 65535");
-    }
-    return result;
-}
-
 std::optional<tcp::endpoint> NumericEndpoint(const HostPort& where)
 {
     asio::error_code error;
@@ -72,10 +39,9 @@ std::optional<tcp::endpoint> NumericEndpoint(const HostPort& where)
     return error ? std::nullopt : std::optional(tcp::endpoint(address, where.port));
 }
 
-std::string ToText(const tcp::endpoint& endpoint)
+std::string TextOf(const tcp::endpoint& endpoint)
 {
-    const std::string host = endpoint.address().to_string();
-    return (endpoint.address().is_v6() ? "[" + host + "]" : host) + ":" + std::to_string(endpoint.port());
+    return ToText(HostPort{endpoint.address().to_string(), endpoint.port()});
 }
 
 void SetOption(int fd, int level, int name, int value)
@@ -114,7 +80,7 @@ public:
                 self->Finish(Fail(ErrorCode::UNAVAILABLE, self->address_ + " does not answer"));
             }
         });
-        const Result<HostPort> where = SplitAddress(address_);
+        const Result<HostPort> where = ParseHostPort(address_);
         if (!where) {
             asio::post(reactor, [self = shared_from_this(), why = where.error()] { self->Finish(Failure(why)); });
         } else if (const auto endpoint = NumericEndpoint(where.value())) {
@@ -204,7 +170,7 @@ TcpTransport::~TcpTransport() = default;
 
 Result<std::string> TcpTransport::Listen(Accepted accepted)
 {
-    const Result<HostPort> where = SplitAddress(listenAddress_);
+    const Result<HostPort> where = ParseHostPort(listenAddress_);
     if (!where) {
         return Failure(where.error());
     }
@@ -233,7 +199,7 @@ Result<std::string> TcpTransport::Listen(Accepted accepted)
     }
     accepted_ = std::move(accepted);
     AcceptNext();
-    return ToText(bound);
+    return TextOf(bound);
 }
 
 void TcpTransport::AcceptNext()
@@ -275,7 +241,7 @@ void TcpTransport::AcceptAll()
             tcp::endpoint peer;
             peer.resize(length);
             std::memcpy(peer.data(), &from, length);
-            accepted_(std::move(stream), ToText(peer));
+            accepted_(std::move(stream), TextOf(peer));
         });
         if (stopped_) {
             return;
@@ -285,7 +251,7 @@ void TcpTransport::AcceptAll()
 
 Result<void> TcpTransport::CheckAddress(const std::string& address) const
 {
-    const Result<HostPort> where = SplitAddress(address);
+    const Result<HostPort> where = ParseHostPort(address);
     if (!where) {
         return Failure(where.error());
     }
@@ -312,17 +278,16 @@ void TcpTransport::Connect(const std::string& address, std::chrono::milliseconds
 
 std::string TcpTransport::Reachable(const std::string& announced, const std::string& seenFrom) const
 {
-    Result<HostPort> where = SplitAddress(announced);
-    const Result<HostPort> seen = SplitAddress(seenFrom);
+    const Result<HostPort> where = ParseHostPort(announced);
+    const Result<HostPort> seen = ParseHostPort(seenFrom);
     if (!where || !seen) {
         return announced;
     }
     const auto endpoint = NumericEndpoint(where.value());
-    const auto source = NumericEndpoint(seen.value());
-    if (!endpoint || !source || !endpoint->address().is_unspecified()) {
+    if (!endpoint || !endpoint->address().is_unspecified()) {
         return announced;
     }
-    return ToText(tcp::endpoint(source->address(), endpoint->port()));
+    return ToText(HostPort{seen->host, where->port});
 }
 
 void TcpTransport::Stop()

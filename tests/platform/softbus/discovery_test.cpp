@@ -5,6 +5,7 @@
 #include <fstream>
 
 #include "platform/base/files.h"
+#include "platform/base/host_port.h"
 #include "platform/softbus/announcements.h"
 #include "tests/platform/softbus/device_fixture.h"
 #include "tests/support/log_capture.h"
@@ -130,7 +131,7 @@ TEST_F(DiscoveryTest, ADeviceThatListensEverywhereIsReachedWhereItWasSeenAndDoes
     SoftBusOptions everywhere;
     everywhere.listenAddress = "0.0.0.0:0";
     const auto probe = StartBus(laptop, "laptop", {}, everywhere);
-    const std::string port = probe->ListenAddress().substr(probe->ListenAddress().rfind(':'));
+    const std::string port = ":" + std::to_string(ParseHostPort(probe->ListenAddress()).value().port);
     probe->Stop();
     everywhere.listenAddress = "0.0.0.0" + port;
     const auto phoneBus = StartBus(phone, "phone");
@@ -158,7 +159,7 @@ TEST_F(DiscoveryTest, WhatCannotBeUsedIsRefusedAtTheStart)
         {"cannot listen on", [&](SoftBusOptions& o) { o.listenAddress = busy->ListenAddress(); }},
         {"has no numeric host", [](SoftBusOptions& o) { o.listenAddress = "localhost:0"; }},
         {"has port 0", [](SoftBusOptions& o) { o.peerAddresses = {"phone.example:0"}; }},
-        {"without brackets", [](SoftBusOptions& o) { o.peerAddresses = {"::1:80"}; }},
+        {"is not HOST:PORT", [](SoftBusOptions& o) { o.peerAddresses = {"::1:80"}; }},
         {"announce folder", [&](SoftBusOptions& o) { o.announceFolder = folder.Path() / "file"; }},
         {"device name", [](SoftBusOptions& o) { o.deviceName.clear(); }},
     };
