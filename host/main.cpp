@@ -14,6 +14,7 @@
 #include "host/daemon.h"
 #include "host/memory.h"
 #include "host/signals.h"
+#include "platform/base/files.h"
 #include "platform/base/open_file.h"
 #include "platform/base/text.h"
 #include "platform/base/version.h"
@@ -58,8 +59,8 @@ void Say(const std::string& line)
         text.assign(clock, std::strftime(clock, sizeof clock, "%H:%M:%S ", &local));
     }
     text += line + "\n";
-    // One write a line, so that it is whole beside the log's lines; nobody reading it is no reason to stop.
-    [[maybe_unused]] const ssize_t written = write(STDOUT_FILENO, text.data(), text.size());
+    // Written at once, so that the line is whole beside the log's lines; nobody reading it is no reason to stop.
+    (void)Vexo::WriteAll(STDOUT_FILENO, text);
 }
 
 // The exit code when the arguments are all there is to do (help, version, a fault), else -1.

@@ -19,21 +19,6 @@ Failure WriteError(const std::filesystem::path& path, int number)
     return Fail(ErrorCodeOf(number), path.string() + ": cannot be written: " + std::strerror(number));
 }
 
-bool WriteAll(int fd, std::string_view text)
-{
-    while (!text.empty()) {
-        const ssize_t written = ::write(fd, text.data(), text.size());
-        if (written < 0 && errno == EINTR) {
-            continue;
-        }
-        if (written <= 0) {
-            return false;
-        }
-        text.remove_prefix(static_cast<size_t>(written));
-    }
-    return true;
-}
-
 // A name beside path that no other writer uses.
 std::filesystem::path TemporaryName(const std::filesystem::path& path)
 {
@@ -65,6 +50,21 @@ Result<std::string> ReadWholeFile(const std::filesystem::path& path, size_t maxB
 {
     Result<UniqueFd> file = OpenRegularFile(path, link);
     return file ? ReadToEnd(file.value().Get(), path, maxBytes) : Failure(std::move(file).error());
+}
+
+bool WriteAll(int fd, std::string_view text)
+{
+    while (!text.empty()) {
+        const ssize_t written = ::write(fd, text.data(), text.size());
+        if (written < 0 && errno == EINTR) {
+            continue;
+        }
+        if (written <= 0) {
+            return false;
+        }
+        text.remove_prefix(static_cast<size_t>(written));
+    }
+    return true;
 }
 
 Result<void> WriteFileAtomically(const std::filesystem::path& path, std::string_view text, mode_t mode)

@@ -1,5 +1,6 @@
 // Folders of a given mode, and whole-file helpers: read with a size limit, write by rename so that a reader sees the
-// old text or the new, never a part. They block on the disk; any thread; no state.
+// old text or the new, never a part; and writing a whole text to a descriptor. They block on the disk, or on what else
+// the descriptor is; any thread; no state.
 #pragma once
 
 #include <sys/types.h>
@@ -24,6 +25,10 @@ inline constexpr mode_t PRIVATE_FOLDER = 0700;  // for its owner only
 // than maxBytes). REFUSED for a file in a folder that other users may write.
 [[nodiscard]] Result<std::string> ReadWholeFile(const std::filesystem::path& path, size_t maxBytes,
                                                 LastLink link = LastLink::FOLLOWED);
+
+// Writes the whole text, also where write(2) takes only a part or is interrupted. False with errno set when it fails;
+// a part may be written by then.
+[[nodiscard]] bool WriteAll(int fd, std::string_view text);
 
 // Writes text to a temporary file in the same folder (created exclusively, with mode), syncs it and renames it over
 // path.

@@ -4,9 +4,9 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <string_view>
 
+#include "platform/base/files.h"
 #include "tools/distnetctl/output.h"
 
 namespace Vexo::Ctl {
@@ -18,18 +18,6 @@ constexpr std::string_view TAKE = "\033[?1049h\033[?25l\033[?7l\033[2J";
 constexpr std::string_view GIVE_BACK = "\033[?7h\033[?25h\033[?1049l";
 constexpr const char* CLEAR_REST_OF_LINE = "\033[K";
 constexpr const char* CLEAR_REST_OF_SCREEN = "\033[J";
-
-bool WriteWhole(std::string_view text)
-{
-    while (!text.empty()) {
-        const ssize_t written = write(STDOUT_FILENO, text.data(), text.size());
-        if (written < 0 && errno != EINTR) {
-            return false;
-        }
-        text.remove_prefix(written > 0 ? static_cast<size_t>(written) : 0);
-    }
-    return true;
-}
 
 std::string Styled(const ScreenLine& line, size_t columns, bool colour)
 {
@@ -71,7 +59,7 @@ void Screen::Enter()
         now.c_cc[VTIME] = 0;
         (void)tcsetattr(STDIN_FILENO, TCSANOW, &now);
     }
-    (void)WriteWhole(TAKE);
+    (void)WriteAll(STDOUT_FILENO, TAKE);
 }
 
 void Screen::Leave()
@@ -80,7 +68,7 @@ void Screen::Leave()
         return;
     }
     held_ = false;
-    (void)WriteWhole(GIVE_BACK);
+    (void)WriteAll(STDOUT_FILENO, GIVE_BACK);
     if (before_) {
         (void)tcsetattr(STDIN_FILENO, TCSANOW, &*before_);
     }
@@ -102,7 +90,7 @@ bool Screen::Draw(const std::vector<ScreenLine>& lines, const ScreenSize& size)
     for (size_t i = 0; i < count; ++i) {
         picture += Styled(lines[i], size.columns, colour_) + CLEAR_REST_OF_LINE + (i + 1 < count ? "\r\n" : "");
     }
-    return WriteWhole(picture + CLEAR_REST_OF_SCREEN);
+    return WriteAll(STDOUT_FILENO, picture + CLEAR_REST_OF_SCREEN);
 }
 
 }  // namespace Vexo::Ctl
