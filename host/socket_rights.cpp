@@ -1,12 +1,12 @@
 #include "host/socket_rights.h"
 
-#include <grp.h>
-#include <pwd.h>
 #include <sys/stat.h>
 
 #include <array>
 #include <cstdio>
 #include <string>
+
+#include "platform/base/user_database.h"
 
 namespace Vexo::Host {
 namespace {
@@ -28,25 +28,6 @@ std::string OctalOf(mode_t mode)
     std::array<char, 8> text{};
     std::snprintf(text.data(), text.size(), "%04o", static_cast<unsigned>(mode & ALL_RIGHTS));
     return text.data();
-}
-
-// The name, or the number of one that the machine does not know.
-std::string UserName(uid_t user)
-{
-    passwd record{};
-    std::array<char, 4096> buffer{};
-    passwd* found = nullptr;
-    (void)::getpwuid_r(user, &record, buffer.data(), buffer.size(), &found);
-    return found != nullptr ? record.pw_name : std::to_string(user);
-}
-
-std::string GroupName(gid_t number)
-{
-    group record{};
-    std::array<char, 4096> buffer{};
-    group* found = nullptr;
-    (void)::getgrgid_r(number, &record, buffer.data(), buffer.size(), &found);
-    return found != nullptr ? record.gr_name : std::to_string(number);
 }
 
 // Connecting needs the right to write to the socket and to search each folder above it (unix(7)).

@@ -1,13 +1,11 @@
 #include "platform/access/policy.h"
 
-#include <grp.h>
-#include <pwd.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <charconv>
 
 #include "platform/access/token_table.h"
+#include "platform/base/user_database.h"
 
 namespace Vexo::Security {
 namespace {
@@ -21,40 +19,11 @@ std::optional<uint32_t> AsNumber(const std::string& text)
     return whole ? std::optional<uint32_t>(number) : std::nullopt;
 }
 
-// Calls one of getpwnam_r(3) and getgrnam_r(3) with a buffer that is large enough. Null when there is no such name.
-template <typename Record, typename LookUp>
-const Record* FindByName(LookUp lookUp, const std::string& name, Record& record, std::vector<char>& buffer)
+// find: FindUser or FindGroup. No number for an entry that names neither.
+std::optional<uint32_t> NumberOf(const std::string& nameOrNumber, std::optional<uint32_t> (*find)(const std::string&))
 {
-    constexpr size_t LARGEST_BUFFER = 1024 * 1024;
-    Record* found = nullptr;
-    buffer.resize(4096);
-    while (lookUp(name.c_str(), &record, buffer.data(), buffer.size(), &found) == ERANGE &&
-           buffer.size() < LARGEST_BUFFER) {
-        buffer.resize(buffer.size() * 2);
-    }
-    return found;
-}
-
-std::optional<uid_t> UserNumber(const std::string& user)
-{
-    if (const std::optional<uint32_t> number = AsNumber(user); number || user.empty()) {
-        return number;
-    }
-    passwd record{};
-    std::vector<char> buffer;
-    const passwd* found = FindByName(::getpwnam_r, user, record, buffer);
-    return found != nullptr ? std::optional<uid_t>(found->pw_uid) : std::nullopt;
-}
-
-std::optional<gid_t> GroupNumber(const std::string& groupName)
-{
-    if (const std::optional<uint32_t> number = AsNumber(groupName); number || groupName.empty()) {
-        return number;
-    }
-    group record{};
-    std::vector<char> buffer;
-    const group* found = FindByName(::getgrnam_r, groupName, record, buffer);
-    return found != nullptr ? std::optional<gid_t>(found->gr_gid) : std::nullopt;
+    const std::optional<uint32_t> number = AsNumber(nameOrNumber);
+    return number || nameOrNumber.empty() ? number : find(nameOrNumber);
 }
 
 }  // namespace
@@ -83,7 +52,7 @@ void InstallAccessPolicy(AccessPolicy policy)
     for (PolicyEntry& entry : policy.entries) {
         const std::string origin = entry.user.empty() ? "group " + entry.group : "user " + entry.user;
         entries.push_back(ResolvedEntry{
-            UserNumber(entry.user), GroupNumber(entry.group),
+            NumberOf(entry.user, FindUser), NumberOf(entry.group, FindGroup),
             TokenFacts{entry.tokenType, entry.privilegeLevel, entry.systemApp, std::move(entry.permissions), origin}});
     }
     TokenTable::Instance().Install(std::move(entries));

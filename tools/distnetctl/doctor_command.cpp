@@ -1,4 +1,3 @@
-#include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -7,6 +6,7 @@
 #include <vector>
 
 #include "platform/base/text.h"
+#include "platform/base/user_database.h"
 #include "platform/dfx/health_check.h"
 #include "platform/trust/identity_checks.h"
 #include "tools/distnetctl/commands.h"
@@ -24,12 +24,6 @@ using Checks = std::vector<HealthCheck>;
 constexpr size_t NAME_WIDTH = 12;
 constexpr size_t TEXT_INDENT = NAME_WIDTH + 2;
 constexpr size_t TEXT_WIDTH = COLUMNS - TEXT_INDENT;
-
-std::string UserName()
-{
-    const passwd* user = getpwuid(geteuid());
-    return user != nullptr ? user->pw_name : std::to_string(geteuid());
-}
 
 // The state folder whose files stand for the device when its daemon says nothing: the one that was named, else the one
 // that the named socket is in.
@@ -51,7 +45,7 @@ HealthCheck CheckSocketHere(const std::string& path)
     if (errno != EACCES) {
         return NotChecked("socket", "not checked: there is none at " + path);
     }
-    return Unhealthy("socket", path + ": user " + UserName() + " may not connect",
+    return Unhealthy("socket", path + ": user " + UserName(geteuid()) + " may not connect",
                      "Ask as root: sudo distnetctl doctor; for other users see ipc.socket and ipc.socket_mode in the "
                      "daemon's configuration");
 }
@@ -72,7 +66,7 @@ Checks CheckHere(const GlobalOptions& options, const Client::CallResult& call)
     HealthCheck daemon = Unhealthy("daemon", "it does not answer: " + failure.message, failure.advice);
     std::string reason = "not checked: needs the daemon";
     if (call.status == Client::CallStatus::REFUSED) {
-        const std::string user = UserName();
+        const std::string user = UserName(geteuid());
         policy = Unhealthy("policy", "it does not let user " + user + " in",
                            "Join the group that it names (netdev as shipped), then log in again: sudo usermod -aG "
                            "netdev " +
