@@ -1,10 +1,11 @@
 #include "host/service_clients.h"
 
-#include <exception>
+#include <string>
 
 #include "distributed/services/service/i_distnet_service.h"
 #include "host/caller_rights.h"
 #include "platform/ability/ability_ids.h"
+#include "platform/dfx/guard.h"
 #include "platform/dfx/log.h"
 #include "platform/ipc/ipc_skeleton.h"
 #include "platform/ipc/ipc_types.h"
@@ -89,14 +90,12 @@ int32_t ServiceClients::Run(const Ipc::IpcHeader& request, MessageParcel& data, 
 {
     Begin(request.code);
     const bool wasLoaded = abilities_->IsLoaded(COMM_DISTRIBUTED_NET_ABILITY_ID);
-    try {
-        const int32_t status = abilities_->Dispatch(request, data, reply);
-        End(request.code, WasCounted(status), wasLoaded);
-        return status;
-    } catch (...) {
-        End(request.code, true, wasLoaded);
-        throw;
-    }
+    int32_t status = IPC_HANDLER_FAILED;
+    QuviewDFX::RunGuarded(
+        LABEL, [&request] { return "request " + std::to_string(request.code) + " of the service"; },
+        [&] { status = abilities_->Dispatch(request, data, reply); });
+    End(request.code, WasCounted(status), wasLoaded);
+    return status;
 }
 
 // A process is forgotten before its release runs and remembered after any other request has run: whatever the order of
@@ -162,11 +161,9 @@ void ServiceClients::Release()
     MessageParcel data;
     MessageParcel reply;
     data.WriteInterfaceToken(IDistNetService::GetDescriptor());
-    try {
+    QuviewDFX::RunGuarded(LABEL, "release of the service", [&] {
         (void)abilities_->Dispatch(Ipc::IpcHeader{0, COMM_DISTRIBUTED_NET_ABILITY_ID, RELEASE}, data, reply);
-    } catch (const std::exception& failure) {
-        QuviewDFX::LogError(LABEL, "the service could not be released: %{public}s", failure.what());
-    }
+    });
 }
 
 }  // namespace Vexo::Host

@@ -1,12 +1,13 @@
 #include "platform/ability/system_ability_manager.h"
 
-#include <exception>
 #include <map>
 #include <optional>
+#include <string>
 #include <utility>
 
 #include "platform/ability/status_listeners.h"
 #include "platform/base/mutex.h"
+#include "platform/dfx/guard.h"
 #include "platform/dfx/log.h"
 #include "platform/tasks/elastic_pool.h"
 
@@ -37,12 +38,11 @@ struct OnDemand {
 
 bool RunLoader(const OnDemand& ability)
 {
-    try {
-        return ability.loader();
-    } catch (const std::exception& failure) {
-        QuviewDFX::LogError(LABEL, "loading ability %{public}d failed: %{public}s", ability.id, failure.what());
-    }
-    return false;
+    bool isLoaded = false;
+    QuviewDFX::RunGuarded(
+        LABEL, [&ability] { return "loader of ability " + std::to_string(ability.id); },
+        [&] { isLoaded = ability.loader(); });
+    return isLoaded;
 }
 
 }  // namespace

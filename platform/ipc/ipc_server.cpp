@@ -11,7 +11,7 @@
 #include <atomic>
 #include <cerrno>
 #include <cstring>
-#include <exception>
+#include <string>
 #include <system_error>
 #include <thread>
 #include <unordered_map>
@@ -19,6 +19,7 @@
 
 #include "platform/base/mutex.h"
 #include "platform/base/unique_fd.h"
+#include "platform/dfx/guard.h"
 #include "platform/dfx/log.h"
 #include "platform/ipc/caller_faults.h"
 #include "platform/ipc/ipc_types.h"
@@ -435,16 +436,14 @@ ServerConnection::Sent Server::Answer(const std::shared_ptr<ServerConnection>& c
 
 int32_t Server::Dispatch(const IpcHeader& request, Buffers& buffers)
 {
-    try {
-        return dispatch_(request, buffers.data, buffers.reply);
-    } catch (const std::exception& failure) {
-        LogError(LABEL, "request %{public}u of ability %{public}u let an exception out: %{public}s", request.code,
-                 request.abilityId, failure.what());
-    } catch (...) {
-        LogError(LABEL, "request %{public}u of ability %{public}u let an exception out", request.code,
-                 request.abilityId);
-    }
-    return IPC_HANDLER_FAILED;
+    int32_t status = IPC_HANDLER_FAILED;
+    RunGuarded(
+        LABEL,
+        [&request] {
+            return "request " + std::to_string(request.code) + " of ability " + std::to_string(request.abilityId);
+        },
+        [&] { status = dispatch_(request, buffers.data, buffers.reply); });
+    return status;
 }
 
 void Server::Drop(ServerConnection& connection)
