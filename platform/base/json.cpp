@@ -5,10 +5,8 @@
 namespace Vexo {
 namespace {
 
-// Printed by cJSON, which hands over memory of its own.
-std::string Taken(char* printed)
+std::string Escaped(const PrintedJson& text)
 {
-    const std::unique_ptr<char, decltype(&cJSON_free)> text(printed, &cJSON_free);
     return text ? EscapeJson(text.get()) : "";
 }
 
@@ -62,12 +60,12 @@ Result<Json> ParseWholeJson(const std::string& text)
 
 std::string JsonText(const cJSON* value)
 {
-    return Taken(cJSON_PrintUnformatted(value));
+    return Escaped(PrintedJson(cJSON_PrintUnformatted(value)));
 }
 
 std::string IndentedJson(const cJSON* value)
 {
-    const std::string text = Taken(cJSON_Print(value));
+    const std::string text = Escaped(PrintedJson(cJSON_Print(value)));
     return text.empty() ? text : text + "\n";
 }
 

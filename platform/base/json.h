@@ -18,9 +18,12 @@ namespace Vexo {
 
 struct JsonDeleter {
     void operator()(cJSON* json) const noexcept { cJSON_Delete(json); }
+    void operator()(char* printed) const noexcept { cJSON_free(printed); }
 };
 // Null where memory is short, too; cJSON takes a null tree for an empty one.
 using Json = std::unique_ptr<cJSON, JsonDeleter>;
+// Text that cJSON printed; null where memory is short.
+using PrintedJson = std::unique_ptr<char, JsonDeleter>;
 
 inline Json NewObject()
 {

@@ -1,19 +1,12 @@
 #include "distributed/services/utils/json_text.h"
 
-#include <memory>
+#include "platform/base/json.h"
 
 namespace Vexo::NetManagerStandard {
-namespace {
-
-struct TextDeleter {
-    void operator()(char* text) const noexcept { cJSON_free(text); }
-};
-
-}  // namespace
 
 std::string FormattedJson(const cJSON* json)
 {
-    const std::unique_ptr<char, TextDeleter> text(cJSON_Print(json));
+    const PrintedJson text(cJSON_Print(json));
     return text ? text.get() : "";
 }
 
