@@ -1,11 +1,16 @@
 #include "host/signals.h"
 
+#include <unistd.h>
+
 #include <cerrno>
+
+#include "platform/base/check.h"
 
 namespace Vexo::Host {
 
 EndSignals::EndSignals()
 {
+    DISTNET_ASSERT(::gettid() == ::getpid(), "the main thread blocks the signals");
     sigemptyset(&signals_);
     for (const int signal : {SIGTERM, SIGINT, SIGHUP}) {
         sigaddset(&signals_, signal);

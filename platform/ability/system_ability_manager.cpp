@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "platform/ability/status_listeners.h"
+#include "platform/base/check.h"
 #include "platform/base/mutex.h"
 #include "platform/dfx/guard.h"
 #include "platform/dfx/log.h"
@@ -111,8 +112,10 @@ private:
 
 void SystemAbilityManager::State::AddOnDemand(int32_t id, Loader loader)
 {
+    DISTNET_ASSERT(loader, "an on-demand ability has a loader");
     const MutexLock lock(mutex_);
-    onDemand_.emplace(id, OnDemand{id, std::move(loader)});
+    [[maybe_unused]] const bool isNew = onDemand_.emplace(id, OnDemand{id, std::move(loader)}).second;
+    DISTNET_ASSERT(isNew, "an ability is made loadable on demand once");
 }
 
 OnDemand* SystemAbilityManager::State::FindOnDemand(int32_t id)
@@ -163,6 +166,7 @@ bool SystemAbilityManager::State::AwaitLoaded(OnDemand& ability, LimitFrom from)
     if (ability.phase == Phase::LOADED) {
         return true;
     }
+    DISTNET_ASSERT(!lifecycle_.RunsOnThisThread(), "OnStart and OnStop do not wait for an on-demand ability");
     const uint64_t failuresBefore = ability.failures;
     std::optional<Clock::time_point> deadline;
     bool inTime = true;

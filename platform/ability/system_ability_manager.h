@@ -29,6 +29,7 @@ public:
     explicit SystemAbilityManager(std::chrono::milliseconds loadLimit = ABILITY_LOAD_LIMIT);
     ~SystemAbilityManager() override;
 
+    // Once for each id; the loader is not empty.
     void AddOnDemandAbility(int32_t systemAbilityId, Loader loader);
 
     // Runs one request on the calling thread against the ability it names: loads an on-demand one first, waiting at

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 
+#include "platform/base/check.h"
 #include "platform/base/json.h"
 #include "platform/dfx/event_text.h"
 
@@ -309,6 +310,7 @@ void TraceRecorder::FinishExpired(Time now)
 
 void TraceRecorder::FollowRecordings()
 {
+    DISTNET_ASSERT(!weak_from_this().expired(), "a recorder is owned by a shared_ptr");
     const bool any =
         std::any_of(recordings_.begin(), recordings_.end(), [](const auto& entry) { return !entry.second->stopped; });
     SetTraceSink(any ? shared_from_this() : nullptr);

@@ -3,6 +3,7 @@
 #include <atomic>
 #include <utility>
 
+#include "platform/base/check.h"
 #include "platform/eventloop/event_queue.h"
 
 namespace Vexo::AppExecFwk {
@@ -47,6 +48,7 @@ bool EventHandler::SendEvent(InnerEvent::Pointer event, int64_t delayTimeMs, Pri
                               {owner_, event->GetTaskName(), event->GetCaller(), event->GetTaskCallback()});
         return true;
     }
+    DISTNET_ASSERT(!weak_from_this().expired(), "a handler of numeric events is held by shared_ptr");
     const std::shared_ptr<InnerEvent> shared(std::move(event));
     auto process = [weak = weak_from_this(), shared] {
         if (const auto handler = weak.lock()) {

@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/base/check.h"
 #include "platform/dfx/guard.h"
 
 namespace Vexo::AppExecFwk {
@@ -49,6 +50,7 @@ void EventQueue::Remove(uint64_t owner, const std::string& taskName)
 void EventQueue::Run()
 {
     MutexLock lock(mutex_);
+    DISTNET_ASSERT(thread_ == std::thread::id(), "one thread delivers the events of a queue");
     thread_ = std::this_thread::get_id();
     while (!stopped_) {
         if (std::optional<Entry> entry = entries_.TakeDue(std::chrono::steady_clock::now())) {

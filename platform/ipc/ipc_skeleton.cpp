@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include "platform/base/check.h"
 #include "platform/base/mutex.h"
 #include "platform/base/never_destroyed.h"
 
@@ -69,6 +70,7 @@ CallerScope::CallerScope(const CallerIdentity& identity) : previous_(currentCall
 
 CallerScope::~CallerScope()
 {
+    DISTNET_CHECK(currentCaller == &identity_, "identities of a thread nest");
     currentCaller = previous_;
 }
 

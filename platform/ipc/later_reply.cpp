@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "platform/base/check.h"
 #include "platform/ipc/ipc_types.h"
 
 namespace Vexo::Ipc {
@@ -20,6 +21,7 @@ RequestScope::RequestScope(const std::shared_ptr<ReplyTarget>& target, uint32_t 
 
 RequestScope::~RequestScope()
 {
+    DISTNET_CHECK(currentRequest == this, "requests of a thread nest");
     currentRequest = previous_;
 }
 

@@ -7,6 +7,7 @@
 
 #include <cerrno>
 
+#include "platform/base/check.h"
 #include "platform/ipc/wire.h"
 
 namespace Vexo::Ipc {
@@ -115,6 +116,7 @@ ServerConnection::Sent ServerConnection::Send(uint32_t abilityId, int32_t status
 ServerConnection::Sent ServerConnection::AwaitReply()
 {
     const MutexLock lock(mutex_);
+    DISTNET_ASSERT(stage_ == Stage::RUNNING, "the worker that has the connection lets go of it");
     if (!unsent_.empty()) {
         return SendUnsent();  // it came before its handler had returned
     }
@@ -144,6 +146,7 @@ void ServerConnection::SendLater(uint32_t abilityId, int32_t status, const Messa
 void ServerConnection::Arm()
 {
     const MutexLock lock(mutex_);
+    DISTNET_ASSERT(stage_ == Stage::RUNNING, "the worker that has the connection arms it");
     ArmFor(EPOLLIN | EPOLLRDHUP, Stage::READING);
 }
 

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "platform/base/check.h"
+
 namespace Vexo::Ipc {
 
 namespace {
@@ -43,6 +45,7 @@ const char* UserShares::AddConnection(uid_t user)
 void UserShares::RemoveConnection(uid_t user)
 {
     const MutexLock lock(mutex_);
+    DISTNET_CHECK(connections_ > 0, "a connection is removed once");
     --connections_;
     if (const auto share = shares_.find(user); share != shares_.end()) {
         --share->second.connections;
@@ -81,6 +84,7 @@ std::shared_ptr<ServerConnection> UserShares::EndRequest(uid_t user)
     }
     const MutexLock lock(mutex_);
     const auto share = shares_.find(user);
+    DISTNET_CHECK(share != shares_.end() && share->second.requests > 0, "a request that began ends once");
     --share->second.requests;
     std::shared_ptr<ServerConnection> next;
     if (auto& waiting = share->second.waiting; !waiting.empty()) {

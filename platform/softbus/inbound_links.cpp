@@ -1,5 +1,6 @@
 #include "platform/softbus/inbound_links.h"
 
+#include "platform/base/check.h"
 #include "platform/softbus/softbus_log.h"
 
 namespace Vexo::SoftBus {
@@ -45,6 +46,7 @@ InboundLinks::~InboundLinks() = default;
 
 void InboundLinks::Accepted(UniqueFd stream, PeerAddress from)
 {
+    DISTNET_ASSERT(context_.RunsOnThisThread(), "on the reactor thread");
     if (stopped_) {
         return;
     }
@@ -81,6 +83,7 @@ void InboundLinks::Finished(const std::shared_ptr<Greeter>& greeter)
 
 void InboundLinks::Stop()
 {
+    DISTNET_ASSERT(context_.RunsOnThisThread(), "on the reactor thread");
     stopped_ = true;
     waiting_.clear();
     for (const auto& greeter : greeters_) {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <asio/steady_timer.hpp>
 
+#include "platform/base/check.h"
 #include "platform/base/text.h"
 #include "platform/softbus/softbus_log.h"
 
@@ -75,6 +76,7 @@ Presence::~Presence() = default;
 
 void Presence::AddConfigured(const PeerAddress& where)
 {
+    DISTNET_ASSERT(context_.RunsOnThisThread(), "on the reactor thread");
     const auto& own = context_.ownHello.addresses;
     if (std::find(own.begin(), own.end(), where) == own.end() && !FindCandidate(where)) {
         DialNow(AddCandidate(where, {}));
@@ -83,6 +85,7 @@ void Presence::AddConfigured(const PeerAddress& where)
 
 void Presence::SetAnnounced(const std::string& networkId, const std::optional<PeerAddress>& where)
 {
+    DISTNET_ASSERT(context_.RunsOnThisThread(), "on the reactor thread");
     if (stopped_ || networkId == context_.ownNetworkId) {
         return;
     }
@@ -207,6 +210,7 @@ void Presence::DialFailed(const CandidatePtr& candidate, bool refused, const std
 
 void Presence::AdoptInbound(const std::shared_ptr<Link>& link, const std::string& hello, const PeerAddress& from)
 {
+    DISTNET_ASSERT(context_.RunsOnThisThread(), "on the reactor thread");
     if (stopped_ || link->PeerNetworkId() == context_.ownNetworkId) {
         link->Abort();
         return;
@@ -335,6 +339,7 @@ void Presence::GoOffline(const std::string& networkId)
 
 void Presence::Stop()
 {
+    DISTNET_ASSERT(context_.RunsOnThisThread(), "on the reactor thread");
     stopped_ = true;
     for (const CandidatePtr& candidate : candidates_) {
         candidate->dropped = true;

@@ -29,6 +29,9 @@ struct ReactorContext : public NoCopyable {
     std::function<void()> onlineChanged;
     NodeTable nodes;
 
+    // For contracts: whether the calling thread runs the reactor.
+    bool RunsOnThisThread() const { return reactor->get_executor().running_in_this_thread(); }
+
     void NoteOnlineChanged() const
     {
         if (onlineChanged) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "platform/base/check.h"
 #include "platform/base/text.h"
 #include "platform/softbus/session_link.h"
 #include "platform/softbus/softbus_log.h"
@@ -49,6 +50,7 @@ std::vector<PeerAddress> Sessions::Route(const SessionRequest& request) const
 
 void Sessions::Open(const SessionPtr& session)
 {
+    DISTNET_ASSERT(context_.RunsOnThisThread(), "on the reactor thread");
     const auto link = std::make_shared<SessionLink>(*this, session);
     links_.emplace(session->Id(), link);
     CountPending();
@@ -60,6 +62,7 @@ void Sessions::Open(const SessionPtr& session)
 
 void Sessions::Close(const SessionPtr& session)
 {
+    DISTNET_ASSERT(context_.RunsOnThisThread(), "on the reactor thread");
     const auto found = links_.find(session->Id());
     if (found != links_.end()) {
         const auto link = found->second;
@@ -69,6 +72,7 @@ void Sessions::Close(const SessionPtr& session)
 
 void Sessions::ServerAppeared(const std::string& name)
 {
+    DISTNET_ASSERT(context_.RunsOnThisThread(), "on the reactor thread");
     for (const auto& [id, link] : std::map<int, std::shared_ptr<SessionLink>>(links_)) {
         link->ServerAppeared();
     }
@@ -81,6 +85,7 @@ void Sessions::ServerAppeared(const std::string& name)
 
 void Sessions::AdoptInbound(const std::shared_ptr<Link>& link, const std::string& payload)
 {
+    DISTNET_ASSERT(context_.RunsOnThisThread(), "on the reactor thread");
     const Result<struct Open> open = DecodeOpen(payload);
     if (!open) {
         link->Refuse(open.error().message);
@@ -124,6 +129,7 @@ void Sessions::Accept(const std::shared_ptr<Link>& link, const struct Open& open
 
 void Sessions::Stop()
 {
+    DISTNET_ASSERT(context_.RunsOnThisThread(), "on the reactor thread");
     stopped_ = true;
     for (const SessionPtr& session : table_->List()) {
         session->Silence();
