@@ -4,11 +4,11 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cstdio>
 
 #include "interfaces/named_values.h"
 #include "platform/base/host_port.h"
+#include "platform/base/number.h"
 #include "platform/dfx/event_file.h"
 
 namespace Vexo::Host {
@@ -60,16 +60,15 @@ std::string WrongBus(const std::string& address)
 JsonKind<uint32_t> SocketModeKind()
 {
     const auto parse = [](const std::string& text, uint32_t& out) {
-        uint32_t mode = 0;
-        const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), mode, 8);
-        if (error != std::errc() || end != text.data() + text.size()) {
+        const auto mode = ParseNumber<uint32_t>(text, 8);
+        if (!mode) {
             return "is not an octal number";
         }
         // The owner must reach the socket, and a socket is read and written, never executed.
-        if (mode < 0600 || mode > 0666 || (mode & 0111) != 0) {
+        if (*mode < 0600 || *mode > 0666 || (*mode & 0111) != 0) {
             return "is out of range";
         }
-        out = mode;
+        out = *mode;
         return "";
     };
     return ParsedTextKind<uint32_t>("octal text, \"0600\" to \"0666\"", parse, [](uint32_t mode) {

@@ -2,27 +2,17 @@
 
 #include <unistd.h>
 
-#include <charconv>
-
 #include "platform/access/token_table.h"
+#include "platform/base/number.h"
 #include "platform/base/user_database.h"
 
 namespace Vexo::Security {
 namespace {
 
-// The number that a text of digits is.
-std::optional<uint32_t> AsNumber(const std::string& text)
-{
-    uint32_t number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    const bool whole = error == std::errc() && end == text.data() + text.size();
-    return whole ? std::optional<uint32_t>(number) : std::nullopt;
-}
-
 // find: FindUser or FindGroup. No number for an entry that names neither.
 std::optional<uint32_t> NumberOf(const std::string& nameOrNumber, std::optional<uint32_t> (*find)(const std::string&))
 {
-    const std::optional<uint32_t> number = AsNumber(nameOrNumber);
+    const std::optional<uint32_t> number = ParseNumber<uint32_t>(nameOrNumber);
     return number || nameOrNumber.empty() ? number : find(nameOrNumber);
 }
 

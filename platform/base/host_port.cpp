@@ -3,8 +3,9 @@
 #include <arpa/inet.h>
 
 #include <algorithm>
-#include <charconv>
 #include <string_view>
+
+#include "platform/base/number.h"
 
 namespace Vexo {
 namespace {
@@ -34,19 +35,15 @@ bool IsIpv6Address(const std::string& text)
 Result<HostPort> ParseHostPort(const std::string& text)
 {
     const size_t colon = std::min(text.rfind(':'), text.size());
-    HostPort address{text.substr(0, colon), 0};
-    const bool isBracketed = address.host.starts_with('[') && address.host.ends_with(']');
-    if (isBracketed) {
-        address.host = address.host.substr(1, address.host.size() - 2);
-    }
-    const char* end = text.data() + text.size();
-    const auto [stopped, error] = std::from_chars(std::min(text.data() + colon + 1, end), end, address.port);
-    if (error != std::errc() || stopped != end ||
-        !(isBracketed ? IsIpv6Address(address.host) : IsHostName(address.host))) {
+    const std::string before = text.substr(0, colon);
+    const bool isBracketed = before.starts_with('[') && before.ends_with(']');
+    const std::string host = isBracketed ? before.substr(1, before.size() - 2) : before;
+    const auto port = ParseNumber<uint16_t>(text.substr(std::min(colon + 1, text.size())));
+    if (!port || !(isBracketed ? IsIpv6Address(host) : IsHostName(host))) {
         return Fail(ErrorCode::MALFORMED,
                     "\"" + text + "\" is not HOST:PORT (port 0 to 65535, IPv6 hosts in brackets)");
     }
-    return address;
+    return HostPort{host, *port};
 }
 
 std::string ToText(const HostPort& address)

@@ -5,10 +5,10 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cstdlib>
 #include <string_view>
 
+#include "platform/base/number.h"
 #include "platform/base/text.h"
 #include "platform/base/version.h"
 #include "tools/distnetctl/commands.h"
@@ -49,11 +49,8 @@ std::string HostName()
 // In place of CLI::Range, which takes "nan" for a number within it.
 std::string CheckSeconds(const std::string& text)
 {
-    double seconds = 0;
-    const char* const last = text.data() + text.size();
-    const auto [end, error] = std::from_chars(text.data(), last, seconds);
-    const bool isNumber = error == std::errc() && end == last;
-    return isNumber && seconds >= MIN_SECONDS && seconds <= MAX_SECONDS
+    const auto seconds = ParseNumber<double>(text);
+    return seconds && *seconds >= MIN_SECONDS && *seconds <= MAX_SECONDS
                ? ""
                : "\"" + text + "\" is not a number of seconds from 0.1 to 3600";
 }

@@ -1,0 +1,22 @@
+// ParseNumber: a number from text that is nothing but the number. Any thread; nothing blocks.
+#pragma once
+
+#include <charconv>
+#include <optional>
+#include <string_view>
+#include <system_error>
+
+namespace Vexo {
+
+// Nothing for other text, also with spaces or a plus sign around the number, and for a number out of Number's range.
+// base: of an integer, 10 unless given.
+template <typename Number, typename... Base>
+std::optional<Number> ParseNumber(std::string_view text, Base... base)
+{
+    Number number{};
+    const char* const last = text.data() + text.size();
+    const auto [end, error] = std::from_chars(text.data(), last, number, base...);
+    return error == std::errc() && end == last ? std::optional<Number>(number) : std::nullopt;
+}
+
+}  // namespace Vexo
