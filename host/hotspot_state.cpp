@@ -41,7 +41,6 @@ HotspotStatus HotspotState::Ask()
     if (!hotspot) {
         return {};
     }
-    const auto deadline = std::chrono::steady_clock::now() + ANSWER_LIMIT;
     Query& query = *query_;
     bool first = false;
     {
@@ -58,9 +57,9 @@ HotspotStatus HotspotState::Ask()
         query.Answer(std::nullopt);
     }
     MutexLock lock(query.mutex);
-    while (query.asking && query.answered.WaitUntil(query.mutex, deadline)) {
-    }
-    return {true, query.asking ? std::nullopt : query.active};
+    const bool answered =
+        query.answered.WaitFor(query.mutex, ANSWER_LIMIT, [&]() REQUIRES(query.mutex) { return !query.asking; });
+    return {true, answered ? query.active : std::nullopt};
 }
 
 }  // namespace Vexo::Host

@@ -9,6 +9,7 @@
 #include <shared_mutex>
 
 #include "platform/base/check.h"
+#include "platform/base/clock.h"
 
 #if defined(__clang__)
 #define VEXO_THREAD_ANNOTATION(x) __attribute__((x))
@@ -84,12 +85,27 @@ public:
     }
 
     // False when the deadline has passed.
-    bool WaitUntil(Mutex& mutex, std::chrono::steady_clock::time_point deadline) REQUIRES(mutex)
+    bool WaitUntil(Mutex& mutex, SteadyTime deadline) REQUIRES(mutex)
     {
         std::unique_lock<std::mutex> lock(mutex.mutex_, std::adopt_lock);
         const bool intime = condition_.wait_until(lock, deadline) == std::cv_status::no_timeout;
         lock.release();
         return intime;
+    }
+
+    // Blocks until the condition holds, for at most limit; returns whether it holds. The condition is a lambda marked
+    // REQUIRES(mutex); that the mutex is held where it is called is beyond the analysis.
+    template <typename Condition>
+    bool WaitFor(Mutex& mutex, std::chrono::nanoseconds limit, const Condition& condition)
+        REQUIRES(mutex) NO_THREAD_SAFETY_ANALYSIS
+    {
+        const SteadyTime deadline = Clock::System().Now() + limit;
+        while (!condition()) {
+            if (!WaitUntil(mutex, deadline)) {
+                return condition();
+            }
+        }
+        return true;
     }
 
     void NotifyOne() noexcept { condition_.notify_one(); }

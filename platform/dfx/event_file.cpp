@@ -162,14 +162,12 @@ void EventFile::Rotate()
 
 Result<EventPage> EventFile::Read(uint64_t cursor, size_t maxBytes, std::chrono::milliseconds limit)
 {
-    const auto deadline = std::chrono::steady_clock::now() + limit;
     const MutexLock lock(mutex_);
     if (cursor > end_) {
         return Fail(ErrorCode::INVALID_ARGUMENT,
                     "cursor " + std::to_string(cursor) + " is beyond the last event, at " + std::to_string(end_));
     }
-    while (cursor == end_ && changed_.WaitUntil(mutex_, deadline)) {
-    }
+    changed_.WaitFor(mutex_, limit, [&]() REQUIRES(mutex_) { return cursor != end_; });
     EventPage page;
     page.missed = cursor != 0 && cursor < oldest_;
     page.next = std::max(cursor, oldest_);

@@ -22,11 +22,10 @@ WifiLinkInfo WifiLink::Get()
 
 WifiLinkInfo WifiLink::WaitForChange(const WifiLinkInfo& known, std::chrono::milliseconds limit)
 {
-    const auto deadline = std::chrono::steady_clock::now() + limit;
     MutexLock lock(mutex_);
-    while (!stopped_ && info_.state == known.state && info_.attempt == known.attempt &&
-           changed_.WaitUntil(mutex_, deadline)) {
-    }
+    changed_.WaitFor(mutex_, limit, [&]() REQUIRES(mutex_) {
+        return stopped_ || info_.state != known.state || info_.attempt != known.attempt;
+    });
     return info_;
 }
 

@@ -22,10 +22,9 @@ AwaitedAnswer::Request::~Request()
 
 std::optional<int32_t> AwaitedAnswer::WaitForResult(std::chrono::milliseconds limit)
 {
-    const auto deadline = std::chrono::steady_clock::now() + limit;
-    while (!isHotspotResultReady_ && hotspotCondition_.WaitUntil(hotspotMutex_, deadline)) {
-    }
-    return isHotspotResultReady_ ? std::optional(hotspotResult_) : std::nullopt;
+    const bool isReady = hotspotCondition_.WaitFor(hotspotMutex_, limit,
+                                                   [this]() REQUIRES(hotspotMutex_) { return isHotspotResultReady_; });
+    return isReady ? std::optional(hotspotResult_) : std::nullopt;
 }
 
 bool AwaitedAnswer::Claim(int sessionId)

@@ -168,14 +168,11 @@ int32_t Collaboration::SendStartHotspotMessage(int sessionId)
         return ret;
     }
     NETMGR_EXT_LOGI(" SendStartHotspotMessage callback wait, sessionId: %{public}d", sessionId);
-    const auto deadline = std::chrono::steady_clock::now() + RECEIVER_READY_WAIT;
-    bool isInTime = true;
-    while (!GetReceiverReady(sessionId)) {
-        if (!isInTime) {
-            NETMGR_EXT_LOGE(" SendStartHotspotMessage callback wait over time");
-            return DISTNET_ERR_HOTSPOT_TIMEOUT;
-        }
-        isInTime = receiverCondition_.WaitUntil(receiverMutex_, deadline);
+    const bool isReady = receiverCondition_.WaitFor(
+        receiverMutex_, RECEIVER_READY_WAIT, [&]() REQUIRES(receiverMutex_) { return GetReceiverReady(sessionId); });
+    if (!isReady) {
+        NETMGR_EXT_LOGE(" SendStartHotspotMessage callback wait over time");
+        return DISTNET_ERR_HOTSPOT_TIMEOUT;
     }
     return RequestHotspot(sessionId);
 }

@@ -38,11 +38,8 @@ std::atomic<bool> SoftBusAdapter::isInstanceCreated_{false};
 
 bool PendingSession::GetPendingResult()
 {
-    const auto deadline = std::chrono::steady_clock::now() + SESSION_OPEN_WAIT;
     const MutexLock lock(mutex_);
-    while (status != 1 && condition_.WaitUntil(mutex_, deadline)) {
-    }
-    if (status != 1) {
+    if (!condition_.WaitFor(mutex_, SESSION_OPEN_WAIT, [this]() REQUIRES(mutex_) { return status == 1; })) {
         NETMGR_EXT_LOGE(" GetPendingResult isTimeout!");
         return false;
     }

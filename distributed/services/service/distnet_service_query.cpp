@@ -244,10 +244,9 @@ bool DistNetService::IsRadioOn(int32_t slotId)
         return false;
     }
     const std::chrono::milliseconds limit = RADIO_STATE_WAIT;
-    const auto deadline = std::chrono::steady_clock::now() + limit;
-    while (!isRadioStateReceived_ && radioCondition_.WaitUntil(radioMutex_, deadline)) {
-    }
-    if (!isRadioStateReceived_) {
+    const bool isReceived =
+        radioCondition_.WaitFor(radioMutex_, limit, [this]() REQUIRES(radioMutex_) { return isRadioStateReceived_; });
+    if (!isReceived) {
         NETMGR_EXT_LOGE(" GetRadioState timeout");
         return false;
     }
