@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "platform/ability/system_ability_manager.h"
+#include "platform/base/clock.h"
 #include "platform/base/mutex.h"
 #include "platform/base/nocopyable.h"
 #include "platform/ipc/caller_log_limit.h"
@@ -22,9 +23,8 @@ namespace Vexo::Host {
 
 class ServiceClients : public NoCopyable {
 public:
-    explicit ServiceClients(sptr<SystemAbilityManager> abilities,
-                            Ipc::CallerLogLimit::Clock clock = std::chrono::steady_clock::now)
-        : abilities_(std::move(abilities)), refusalLines_(std::move(clock))
+    explicit ServiceClients(sptr<SystemAbilityManager> abilities, const Clock& clock = Clock::System())
+        : abilities_(std::move(abilities)), refusalLines_(clock)
     {
     }
 

@@ -88,15 +88,15 @@ void AppendName(std::string& text, const char* what, int tid, const std::string&
 
 }  // namespace
 
-TraceRecorder::TraceRecorder(std::string processName, Now now)
-    : processName_(std::move(processName)), now_(std::move(now))
+TraceRecorder::TraceRecorder(std::string processName, const Clock& clock)
+    : processName_(std::move(processName)), clock_(clock)
 {
 }
 
 uint32_t TraceRecorder::Start(std::chrono::milliseconds limit, bool detached)
 {
     const MutexLock lock(mutex_);
-    const Time now = now_();
+    const SteadyTime now = clock_.Now();
     FinishExpired(now);
     if (recordings_.size() >= MAX_RECORDINGS) {
         const auto ended = std::find_if(recordings_.begin(), recordings_.end(),
@@ -126,7 +126,7 @@ TraceRecorder::RecordingPtr TraceRecorder::FindAndFinish(uint32_t& recording)
         return nullptr;
     }
     recording = found->first;
-    Finish(*found->second, now_());
+    Finish(*found->second, clock_.Now());
     FollowRecordings();
     return found->second;
 }
@@ -170,7 +170,7 @@ void TraceRecorder::Write(TracePhase phase, uint64_t tag, std::string_view name,
         span.taskId = taskId;
         span.tid = ThisThread();
         const MutexLock lock(mutex_);
-        span.begin = now_();
+        span.begin = clock_.Now();
         FinishExpired(span.begin);
         for (auto& [number, recording] : recordings_) {
             if (!recording->stopped) {
@@ -238,7 +238,7 @@ void TraceRecorder::Begin(Recording& recording, Span span)
     }
 }
 
-void TraceRecorder::EndInnermost(Recording& recording, Thread& thread, Time when, End how)
+void TraceRecorder::EndInnermost(Recording& recording, Thread& thread, SteadyTime when, End how)
 {
     if (thread.tooDeep > 0) {
         --thread.tooDeep;
@@ -266,7 +266,7 @@ void TraceRecorder::EndAsync(Recording& recording, const Span& end)
     }
 }
 
-void TraceRecorder::Keep(Recording& recording, Span span, Time end, End how)
+void TraceRecorder::Keep(Recording& recording, Span span, SteadyTime end, End how)
 {
     if (recording.spans.size() >= MAX_RECORDED_SPANS) {
         ++recording.dropped;
@@ -277,7 +277,7 @@ void TraceRecorder::Keep(Recording& recording, Span span, Time end, End how)
     recording.spans.push_back(std::move(span));
 }
 
-void TraceRecorder::Finish(Recording& recording, Time when)
+void TraceRecorder::Finish(Recording& recording, SteadyTime when)
 {
     if (std::exchange(recording.stopped, true)) {
         return;
@@ -294,7 +294,7 @@ void TraceRecorder::Finish(Recording& recording, Time when)
     recording.async.clear();
 }
 
-void TraceRecorder::FinishExpired(Time now)
+void TraceRecorder::FinishExpired(SteadyTime now)
 {
     bool expired = false;
     for (auto& [number, recording] : recordings_) {

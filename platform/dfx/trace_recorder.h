@@ -6,7 +6,6 @@
 
 #include <chrono>
 #include <cstdint>
-#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -14,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/base/clock.h"
 #include "platform/base/mutex.h"
 #include "platform/base/nocopyable.h"
 #include "platform/dfx/sinks.h"
@@ -39,10 +39,8 @@ struct TracePiece {
 
 class TraceRecorder : public TraceSink, public std::enable_shared_from_this<TraceRecorder>, public NoCopyable {
 public:
-    using Now = std::function<std::chrono::steady_clock::time_point()>;
-
     // processName: what viewers call this process. The recorder must be owned by a shared_ptr.
-    explicit TraceRecorder(std::string processName, Now now = &std::chrono::steady_clock::now);
+    explicit TraceRecorder(std::string processName, const Clock& clock = Clock::System());
 
     // A new recording's number, from 1; 0 when MAX_RECORDINGS run already. It ends by itself after limit, at most
     // RECORDING_LIMIT. A detached one is meant to outlive its starter: Stop finds it without its number.
@@ -57,7 +55,6 @@ public:
         EXCLUDES(mutex_);
 
 private:
-    using Time = std::chrono::steady_clock::time_point;
     enum class End : uint8_t { FINISHED, WITH_TASK, WITH_RECORDING };
     struct Span {
         std::string name;
@@ -65,8 +62,8 @@ private:
         bool isAsync = false;
         int32_t taskId = 0;  // asynchronous
         int tid = 0;
-        Time begin;
-        Time end;
+        SteadyTime begin;
+        SteadyTime end;
         End how = End::FINISHED;
     };
     struct Thread {
@@ -76,8 +73,8 @@ private:
     };
     struct Recording {
         bool detached = false;
-        Time started;
-        Time ends;
+        SteadyTime started;
+        SteadyTime ends;
         bool stopped = false;
         std::map<int, Thread> threads;  // by thread id
         std::map<std::pair<std::string, int32_t>, Span> async;
@@ -91,18 +88,18 @@ private:
     static void Begin(Recording& recording, Span span);
     static void BeginAsync(Recording& recording, Span span);
     static void EndAsync(Recording& recording, const Span& end);
-    static void EndInnermost(Recording& recording, Thread& thread, Time when, End how);
-    static void Keep(Recording& recording, Span span, Time end, End how);
+    static void EndInnermost(Recording& recording, Thread& thread, SteadyTime when, End how);
+    static void Keep(Recording& recording, Span span, SteadyTime end, End how);
     static Thread* ThreadOf(Recording& recording, int tid);
-    static void Finish(Recording& recording, Time when);
+    static void Finish(Recording& recording, SteadyTime when);
     static void AppendSpan(std::string& text, const Span& span);
     RecordingPtr FindAndFinish(uint32_t& recording) EXCLUDES(mutex_);
-    void FinishExpired(Time now) REQUIRES(mutex_);
+    void FinishExpired(SteadyTime now) REQUIRES(mutex_);
     void FollowRecordings() REQUIRES(mutex_);
     std::string Render(const Recording& recording) const;
 
     const std::string processName_;
-    const Now now_;
+    const Clock& clock_;
     Mutex stopMutex_;  // before mutex_
     Mutex mutex_;
     std::map<uint32_t, RecordingPtr> recordings_ GUARDED_BY(mutex_);  // once stopped a recording is Stop's alone

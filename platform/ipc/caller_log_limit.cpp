@@ -11,7 +11,7 @@ constexpr size_t MAX_USERS = 256;
 
 std::optional<std::string> CallerLogLimit::Admit(uid_t user)
 {
-    const auto now = clock_();
+    const auto now = clock_.Now();
     const MutexLock lock(mutex_);
     const auto found = records_.find(user);
     if (found != records_.end() && now - found->second.last < CALLER_LOG_INTERVAL) {

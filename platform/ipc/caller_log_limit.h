@@ -6,11 +6,11 @@
 
 #include <chrono>
 #include <cstdint>
-#include <functional>
 #include <optional>
 #include <string>
 #include <unordered_map>
 
+#include "platform/base/clock.h"
 #include "platform/base/mutex.h"
 #include "platform/base/nocopyable.h"
 
@@ -20,9 +20,7 @@ inline constexpr std::chrono::minutes CALLER_LOG_INTERVAL{1};
 
 class CallerLogLimit : public NoCopyable {
 public:
-    using Clock = std::function<std::chrono::steady_clock::time_point()>;
-
-    explicit CallerLogLimit(Clock clock = std::chrono::steady_clock::now) : clock_(std::move(clock)) {}
+    explicit CallerLogLimit(const Clock& clock = Clock::System()) : clock_(clock) {}
 
     // What to add to the user's line, empty or "; 37 lines like it were left out"; nullopt when this line is to be left
     // out.
@@ -30,11 +28,11 @@ public:
 
 private:
     struct Record {
-        std::chrono::steady_clock::time_point last;
+        SteadyTime last;
         uint64_t leftOut = 0;
     };
 
-    const Clock clock_;
+    const Clock& clock_;
     Mutex mutex_;
     std::unordered_map<uid_t, Record> records_ GUARDED_BY(mutex_);
 };

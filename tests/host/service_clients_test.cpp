@@ -11,6 +11,7 @@
 #include "platform/access/policy.h"
 #include "platform/ipc/ipc_skeleton.h"
 #include "tests/support/log_capture.h"
+#include "tests/support/manual_timers.h"
 
 namespace Vexo::Host {
 namespace {
@@ -80,8 +81,8 @@ protected:
 
     const Tests::LogCapture log_;
     const sptr<SystemAbilityManager> abilities_ = MakeSptr<SystemAbilityManager>();
-    std::chrono::steady_clock::time_point now_ = std::chrono::steady_clock::now();
-    ServiceClients clients_{abilities_, [this] { return now_; }};
+    Tests::ManualTimers timers_;
+    ServiceClients clients_{abilities_, timers_};
 };
 
 TEST_F(ServiceClientsTest, AProcessThatEndsIsReleasedAlsoWhenAllItsRequestsFailed)
@@ -113,11 +114,11 @@ TEST_F(ServiceClientsTest, ARefusedRequestKeepsTheServiceLoadedForHoldersOnly)
     };
     for (const auto& row : table) {
         SCOPED_TRACE(row.code);
-        now_ += Ipc::CALLER_LOG_INTERVAL;  // so that it reaches the service
+        timers_.Advance(Ipc::CALLER_LOG_INTERVAL);  // so that it reaches the service
         EXPECT_EQ(Ask(row.caller, row.code, row.token).status, IPC_UNKNOWN_REQUEST);
         EXPECT_TRUE(BecomesUnloaded());
         EXPECT_EQ(Ask(holder, START_SERVICE).status, IPC_OK);
-        now_ += Ipc::CALLER_LOG_INTERVAL;
+        timers_.Advance(Ipc::CALLER_LOG_INTERVAL);
         EXPECT_EQ(Ask(row.caller, row.code, row.token).status, IPC_UNKNOWN_REQUEST);
         End(stranger);
         EXPECT_TRUE(Stays());
@@ -129,7 +130,7 @@ TEST_F(ServiceClientsTest, ARefusedRequestKeepsTheServiceLoadedForHoldersOnly)
 TEST_F(ServiceClientsTest, AHolderThatComesWhileARefusedRequestLoadsTheServiceKeepsIt)
 {
     for (pid_t round = 1; round <= 50; ++round) {
-        now_ += Ipc::CALLER_LOG_INTERVAL;
+        timers_.Advance(Ipc::CALLER_LOG_INTERVAL);
         const Caller holder{NATIVE, round};
         auto refused = std::async(std::launch::async, [&] { return Ask({STRANGER, 1000}, START_SERVICE).status; });
         EXPECT_EQ(Ask(holder, START_SERVICE).status, IPC_OK);
@@ -155,7 +156,7 @@ TEST_F(ServiceClientsTest, RefusalsOfAUserGetTheServicesOwnAnswerAndOneLineAMinu
     EXPECT_EQ(log_.Count(" descriptor checked fail"), 1U) << "asked once for its answer";
     EXPECT_EQ(Ask({static_cast<User>(STRANGER + 1), 3}, START_SERVICE), noRight);
     EXPECT_EQ(log_.Count(" not system APP!"), 2U) << "another user has a line of its own";
-    now_ += Ipc::CALLER_LOG_INTERVAL;
+    timers_.Advance(Ipc::CALLER_LOG_INTERVAL);
     EXPECT_EQ(Ask(stranger, START_SERVICE), noRight);
     EXPECT_EQ(log_.Count(" not system APP!"), 3U);
     EXPECT_EQ(log_.Count("requests of user 61002 are refused; 299 lines like it were left out"), 1U);

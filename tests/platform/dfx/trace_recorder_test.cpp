@@ -7,6 +7,7 @@
 
 #include "platform/base/json.h"
 #include "platform/tasks/ffrt.h"
+#include "tests/support/manual_timers.h"
 
 namespace Vexo::QuviewDFX {
 namespace {
@@ -41,8 +42,8 @@ protected:
         return events;
     }
 
-    std::chrono::steady_clock::time_point now_{std::chrono::hours(1)};
-    const std::shared_ptr<TraceRecorder> recorder_ = std::make_shared<TraceRecorder>("test", [this] { return now_; });
+    Tests::ManualTimers timers_;
+    const std::shared_ptr<TraceRecorder> recorder_ = std::make_shared<TraceRecorder>("test", timers_);
 };
 
 TEST_F(TraceRecorderTest, SpansEndOnceAndAnUnfinishedOneWithItsTaskOrTheRecording)
@@ -73,7 +74,7 @@ TEST_F(TraceRecorderTest, RecordingsAreBoundedInNumberTimeAndSpansAndCountWhatTh
         EXPECT_EQ(recorder_->Start(milliseconds(1000 * number), number == 2), number);
     }
     EXPECT_EQ(recorder_->Start(milliseconds(1000), false), 0U);
-    now_ += milliseconds(1500);
+    timers_.Advance(milliseconds(1500));
     const TraceSpan late("after the first has ended");
     EXPECT_EQ(recorder_->Start(RECORDING_LIMIT, false), MAX_RECORDINGS + 1) << "in the place of the ended one";
     for (size_t i = 0; i < MAX_RECORDED_SPANS + 5; ++i) {
@@ -87,7 +88,7 @@ TEST_F(TraceRecorderTest, RecordingsAreBoundedInNumberTimeAndSpansAndCountWhatTh
     EXPECT_EQ(piece->spans, MAX_RECORDED_SPANS);
     EXPECT_EQ(piece->dropped, 6U);
     EXPECT_EQ(piece->duration, milliseconds(1500));
-    now_ += RECORDING_LIMIT;
+    timers_.Advance(RECORDING_LIMIT);
     StartTrace(1, "wakes the recorder");
     EXPECT_FALSE(IsTracing()) << "nobody records any more";
 }

@@ -7,6 +7,7 @@
 #include "platform/ipc/caller_log_limit.h"
 #include "tests/platform/ipc/ipc_test_server.h"
 #include "tests/support/log_capture.h"
+#include "tests/support/manual_timers.h"
 
 namespace Vexo::Ipc {
 namespace {
@@ -156,13 +157,13 @@ TEST_F(IpcFloodTest, WithoutDescriptorsClientsAreTurnedAwayThoseThatAreThereGoOn
 
 TEST(CallerLogLimitTest, LeavesOutTheLinesOfNewUsersWhenTooManyAreKnownUntilTheirMinuteHasPassed)
 {
-    std::chrono::steady_clock::time_point now;
-    CallerLogLimit limit([&] { return now; });
+    Tests::ManualTimers timers;
+    CallerLogLimit limit(timers);
     uid_t user = 1000;
     while (limit.Admit(user)) {
         ASSERT_LT(user++, 10'000U) << "one user with many ids fills the log";
     }
-    now += CALLER_LOG_INTERVAL;
+    timers.Advance(CALLER_LOG_INTERVAL);
     EXPECT_TRUE(limit.Admit(user));
 }
 
