@@ -2,8 +2,6 @@
 
 #include <malloc.h>
 
-#include "platform/tasks/timers.h"
-
 namespace Vexo::Host {
 
 void ShareOneHeap()
@@ -11,33 +9,33 @@ void ShareOneHeap()
     mallopt(M_ARENA_MAX, 1);
 }
 
-std::shared_ptr<IdleMemory> IdleMemory::Make(std::chrono::milliseconds quiet)
+std::shared_ptr<IdleMemory> IdleMemory::Make(Tasks::Timers& timers)
 {
-    return std::shared_ptr<IdleMemory>(new IdleMemory(quiet));
+    return std::shared_ptr<IdleMemory>(new IdleMemory(timers));
 }
 
 void IdleMemory::Note()
 {
-    last_ = std::chrono::steady_clock::now();
+    last_ = timers_.Now();
     if (!armed_.exchange(true)) {
-        Arm(quiet_);
+        Arm(QUIET);
     }
 }
 
 void IdleMemory::Arm(std::chrono::milliseconds delay)
 {
-    Tasks::Timers::System().RunAfter(delay, [self = shared_from_this()] { self->ReleaseIfQuiet(); }).Detach();
+    timers_.RunAfter(delay, [self = shared_from_this()] { self->ReleaseIfQuiet(); }).Detach();
 }
 
 void IdleMemory::ReleaseIfQuiet()
 {
     // Disarmed before the look at the time: what happens from here on arms anew.
     armed_ = false;
-    const auto passed = std::chrono::steady_clock::now() - last_.load();
-    if (passed >= quiet_) {
+    const auto passed = timers_.Now() - last_.load();
+    if (passed >= QUIET) {
         malloc_trim(0);
     } else if (!armed_.exchange(true)) {
-        Arm(std::chrono::ceil<std::chrono::milliseconds>(quiet_ - passed));
+        Arm(std::chrono::ceil<std::chrono::milliseconds>(QUIET - passed));
     }
 }
 

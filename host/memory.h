@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "platform/base/nocopyable.h"
+#include "platform/tasks/timers.h"
 
 namespace Vexo::Host {
 
@@ -13,21 +14,23 @@ namespace Vexo::Host {
 // only hold memory.
 void ShareOneHeap();
 
-// Returns free heap pages to the system once, each time nothing has happened for a while after something did. Costs an
+// Returns free heap pages to the system once, each time nothing has happened for QUIET after something did. Costs an
 // idle daemon nothing: a timer runs only between the two.
 class IdleMemory : public NoCopyable, public std::enable_shared_from_this<IdleMemory> {
 public:
-    static std::shared_ptr<IdleMemory> Make(std::chrono::milliseconds quiet = std::chrono::seconds(3));
+    static constexpr std::chrono::seconds QUIET{3};
+
+    static std::shared_ptr<IdleMemory> Make(Tasks::Timers& timers = Tasks::Timers::System());
     // Something happened. Does not block.
     void Note();
 
 private:
-    explicit IdleMemory(std::chrono::milliseconds quiet) : quiet_(quiet) {}
+    explicit IdleMemory(Tasks::Timers& timers) : timers_(timers) {}
     void Arm(std::chrono::milliseconds delay);
     void ReleaseIfQuiet();
 
-    const std::chrono::milliseconds quiet_;
-    std::atomic<std::chrono::steady_clock::time_point> last_{};
+    Tasks::Timers& timers_;
+    std::atomic<SteadyTime> last_{};
     std::atomic<bool> armed_{false};
 };
 

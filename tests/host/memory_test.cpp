@@ -8,7 +8,7 @@
 #include <memory>
 #include <vector>
 
-#include "tests/support/eventually.h"
+#include "tests/support/manual_timers.h"
 
 namespace Vexo::Host {
 namespace {
@@ -21,7 +21,6 @@ size_t FreeAtTop()
 
 TEST(IdleMemory, GivesFreeHeapPagesBackOnceTheDaemonHasBeenQuiet)
 {
-    using namespace std::chrono;
     ShareOneHeap();
     mallopt(M_TRIM_THRESHOLD, 64 * 1024 * 1024);  // so that free() itself gives nothing back
     std::vector<std::unique_ptr<char[]>> blocks(4096);
@@ -33,12 +32,15 @@ TEST(IdleMemory, GivesFreeHeapPagesBackOnceTheDaemonHasBeenQuiet)
     if (held < 1024 * 1024) {
         GTEST_SKIP() << "this allocator is not the C library's";
     }
-    const auto memory = IdleMemory::Make(milliseconds(50));
-    const auto noted = steady_clock::now();
-    memory->Note();
-    memory->Note();
-    EXPECT_TRUE(Tests::Eventually([&] { return FreeAtTop() < held / 4; }));
-    EXPECT_GE(steady_clock::now() - noted, milliseconds(50));
+    Tests::ManualTimers timers;
+    const auto memory = IdleMemory::Make(timers);
+    for (int note = 0; note < 3; ++note) {
+        memory->Note();
+        timers.Advance(IdleMemory::QUIET - std::chrono::seconds(1));
+    }
+    EXPECT_GE(FreeAtTop(), held / 4);
+    timers.Advance(std::chrono::seconds(1));
+    EXPECT_LT(FreeAtTop(), held / 4);
 }
 
 }  // namespace
