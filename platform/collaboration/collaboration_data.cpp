@@ -1,5 +1,4 @@
 // CollaborationServer's data of running collaborations.
-#include <chrono>
 #include <utility>
 
 #include "platform/collaboration/collaboration_server.h"
@@ -31,7 +30,7 @@ CollaborationServer::SessionPtr CollaborationServer::Use(int32_t sessionId)
     if (found == sessions_.end() || found->second->stage != Stage::OPEN) {
         return nullptr;
     }
-    found->second->lastUse = std::chrono::steady_clock::now();
+    found->second->lastUse = timers_.Now();
     return found->second;
 }
 

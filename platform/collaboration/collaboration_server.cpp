@@ -14,8 +14,6 @@ namespace Vexo::CollaborationFwk {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Collaboration"};
 
 // Where the soft bus's callbacks, which carry no context, find the one server of the process.
@@ -78,11 +76,11 @@ int32_t FromSoftBus(int result)
 
 }  // namespace
 
-CollaborationServer::CollaborationServer(CollaborationOptions options) : options_(options) {}
+CollaborationServer::CollaborationServer(Tasks::Timers& timers) : timers_(timers) {}
 
-Result<sptr<CollaborationServer>> CollaborationServer::Start(CollaborationOptions options)
+Result<sptr<CollaborationServer>> CollaborationServer::Start(Tasks::Timers& timers)
 {
-    auto server = MakeSptr<CollaborationServer>(options);
+    auto server = MakeSptr<CollaborationServer>(timers);
     {
         const MutexLock lock(CurrentServer().mutex);
         if (CurrentServer().server) {
@@ -127,7 +125,7 @@ StartResult CollaborationServer::StartCollaboration(int32_t systemAbilityId, con
     if (!target) {
         return {COLLABORATION_NULL_TARGET, 0};
     }
-    const Deadline deadline = Clock::now() + options_.answerLimit;
+    const SteadyTime deadline = Clock::System().Now() + COLLABORATION_START_LIMIT;
     int32_t code = COLLABORATION_TIMED_OUT;
     do {
         SessionPtr session;
@@ -143,18 +141,18 @@ StartResult CollaborationServer::StartCollaboration(int32_t systemAbilityId, con
         if (!reused) {
             break;
         }
-    } while (code == COLLABORATION_NO_SUCH_SESSION && Clock::now() < deadline);
+    } while (code == COLLABORATION_NO_SUCH_SESSION && Clock::System().Now() < deadline);
     return {code == COLLABORATION_NO_SUCH_SESSION ? COLLABORATION_PEER_FAILED : code, 0};
 }
 
-int32_t CollaborationServer::EnsureSession(const std::string& networkId, Deadline deadline, SessionPtr& session,
+int32_t CollaborationServer::EnsureSession(const std::string& networkId, SteadyTime deadline, SessionPtr& session,
                                            bool& reused)
 {
     const MutexLock lock(mutex_);
     const auto known = outbound_.find(networkId);
     if (known != outbound_.end()) {
         session = known->second;
-        session->lastUse = Clock::now();
+        session->lastUse = timers_.Now();
     } else if (const int32_t code = BeginSession(networkId, session); code != COLLABORATION_OK) {
         return code;
     }
@@ -185,7 +183,7 @@ int32_t CollaborationServer::BeginSession(const std::string& networkId, SessionP
 }
 
 int32_t CollaborationServer::Ask(const SessionPtr& session, const TargetInfo& target, int32_t systemAbilityId,
-                                 Deadline deadline)
+                                 SteadyTime deadline)
 {
     Pending pending{session->id};
     uint32_t request = 0;
@@ -215,7 +213,7 @@ int32_t CollaborationServer::Ask(const SessionPtr& session, const TargetInfo& ta
             return COLLABORATION_PEER_FAILED;
         }
         session->abilities.insert(systemAbilityId);
-        session->lastUse = Clock::now();
+        session->lastUse = timers_.Now();
         return COLLABORATION_OK;
     }
     if (sent == SOFTBUS_NO_SUCH_SESSION) {
@@ -293,8 +291,8 @@ void CollaborationServer::Close(const SessionPtr& session)
 
 void CollaborationServer::ArmExpiry(const SessionPtr& session, std::chrono::milliseconds delay)
 {
-    session->expiry = Tasks::Timers::System().RunAfter(
-        delay, [self = sptr<CollaborationServer>(this), id = session->id] { self->Expire(id); });
+    session->expiry =
+        timers_.RunAfter(delay, [self = sptr<CollaborationServer>(this), id = session->id] { self->Expire(id); });
 }
 
 void CollaborationServer::Expire(int32_t sessionId)
@@ -305,9 +303,9 @@ void CollaborationServer::Expire(int32_t sessionId)
         return;
     }
     const SessionPtr session = found->second;
-    const auto idle = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - session->lastUse);
-    if (idle < options_.expiry) {
-        ArmExpiry(session, options_.expiry - idle);
+    const auto idle = std::chrono::duration_cast<std::chrono::milliseconds>(timers_.Now() - session->lastUse);
+    if (idle < COLLABORATION_EXPIRY) {
+        ArmExpiry(session, COLLABORATION_EXPIRY - idle);
     } else {
         Close(session);
     }
@@ -325,8 +323,8 @@ void CollaborationServer::OnOpened(int32_t sessionId, int32_t result)
             return;
         }
         session->second->stage = Stage::OPEN;
-        session->second->lastUse = Clock::now();
-        ArmExpiry(session->second, options_.expiry);
+        session->second->lastUse = timers_.Now();
+        ArmExpiry(session->second, COLLABORATION_EXPIRY);
         changed_.NotifyAll();
         return;
     }

@@ -1,7 +1,7 @@
 // CollaborationServer: the collaboration framework of this device: one soft-bus session to each peer that it works
 // with, over which starts, their answers and data travel (collaboration_message.h). The host makes it once 4700 is
-// registered, and registers it as ability 70635. Any thread; StartCollaboration blocks, at most for the answer limit.
-// Callbacks of the soft bus arrive on session strands.
+// registered, and registers it as ability 70635. Any thread; StartCollaboration blocks, for at most
+// COLLABORATION_START_LIMIT. Callbacks of the soft bus arrive on session strands.
 #pragma once
 
 #include <chrono>
@@ -25,15 +25,14 @@ namespace Vexo::CollaborationFwk {
 inline constexpr const char* COLLABORATION_PACKAGE = "vexo.distnet";
 inline constexpr const char* COLLABORATION_SESSION = "vexo.distnet.collaboration";
 
-struct CollaborationOptions {
-    std::chrono::milliseconds answerLimit{5'000};  // for a whole start
-    std::chrono::milliseconds expiry{30'000};  // of a session, after its last use; the side that opened it closes it
-};
+inline constexpr std::chrono::seconds COLLABORATION_START_LIMIT{5};
+// Of a session, after its last use; the side that opened it closes it.
+inline constexpr std::chrono::seconds COLLABORATION_EXPIRY{30};
 
 class CollaborationServer : public ICollaborationService, public IPCObjectStub {
 public:
     // Serves peers from now on. One at a time in a process. The error says what the soft bus refused.
-    [[nodiscard]] static Result<sptr<CollaborationServer>> Start(CollaborationOptions options = {});
+    [[nodiscard]] static Result<sptr<CollaborationServer>> Start(Tasks::Timers& timers = Tasks::Timers::System());
     // Ends every collaboration; starts that wait fail. Idempotent.
     void Stop();
 
@@ -63,7 +62,7 @@ private:
         Stage stage = Stage::OPENING;
         int32_t failure = COLLABORATION_OK;  // once ended: what those hear who waited for it to open
         std::set<int32_t> abilities = {};    // whose collaborations run over it
-        std::chrono::steady_clock::time_point lastUse = {};
+        SteadyTime lastUse = {};
         Tasks::Timer expiry{};  // of an open outbound session
         bool readySent = false;
         const std::shared_ptr<DataChannel> data = std::make_shared<DataChannel>(id);
@@ -75,19 +74,18 @@ private:
         bool answered = false;
         int32_t code = COLLABORATION_OK;
     };
-    using Deadline = std::chrono::steady_clock::time_point;
 
-    explicit CollaborationServer(CollaborationOptions options);
+    explicit CollaborationServer(Tasks::Timers& timers);
 
     // Waits for the open session to the peer: the known one (reused, if it was open already) or a new one. A
     // CollaborationResult.
-    int32_t EnsureSession(const std::string& networkId, Deadline deadline, SessionPtr& session, bool& reused);
+    int32_t EnsureSession(const std::string& networkId, SteadyTime deadline, SessionPtr& session, bool& reused);
     int32_t BeginSession(const std::string& networkId, SessionPtr& session) REQUIRES(mutex_);
     static int Send(int32_t sessionId, const Parcel& parcel);
     // The open session of that id, used now; null when there is none.
     SessionPtr Use(int32_t sessionId) REQUIRES(mutex_);
     // Sends the start and waits for its answer. COLLABORATION_NO_SUCH_SESSION: the session ended first.
-    int32_t Ask(const SessionPtr& session, const TargetInfo& target, int32_t systemAbilityId, Deadline deadline);
+    int32_t Ask(const SessionPtr& session, const TargetInfo& target, int32_t systemAbilityId, SteadyTime deadline);
     void HandleAnswer(int32_t sessionId, const AnswerMessage& answer);
 
     void End(const SessionPtr& ended, int32_t failure) REQUIRES(mutex_);
@@ -103,7 +101,7 @@ private:
     bool HandleData(int32_t sessionId, std::string bytes);
     void HandleReady(int32_t sessionId);
 
-    const CollaborationOptions options_;
+    Tasks::Timers& timers_;  // sessions expire by them; what blocks goes by the system's clock
     Mutex mutex_;
     CondVar changed_;  // a session opened or ended, or an answer came
     bool stopped_ GUARDED_BY(mutex_) = false;

@@ -8,6 +8,7 @@
 #include "tests/platform/collaboration/loopback_bus.h"
 #include "tests/support/fake_ability_manager.h"
 #include "tests/support/log_capture.h"
+#include "tests/support/manual_timers.h"
 
 namespace Vexo::CollaborationFwk {
 namespace {
@@ -15,7 +16,6 @@ namespace {
 using Vexo::Tests::Eventually;
 using Vexo::Tests::LoopbackBus;
 using namespace std::chrono_literals;
-using Clock = std::chrono::steady_clock;
 
 constexpr int32_t SERVICE = COMM_DISTRIBUTED_NET_ABILITY_ID;
 
@@ -56,21 +56,14 @@ protected:
     {
         SystemAbilityManagerClient::GetInstance().SetSystemAbilityManager(registry);
         registry->AddSystemAbility(SOFTBUS_SERVER_SA_ID, bus);
-        Serve({});
+        server = CollaborationServer::Start(timers).value();
+        registry->AddSystemAbility(COLL_FWK_SA_ID, server);
     }
     void TearDown() override
     {
         server->Stop();
         bus->Drain();
         SystemAbilityManagerClient::GetInstance().SetSystemAbilityManager(nullptr);
-    }
-    void Serve(CollaborationOptions options)
-    {
-        if (server) {
-            server->Stop();
-        }
-        server = CollaborationServer::Start(options).value();
-        registry->AddSystemAbility(COLL_FWK_SA_ID, server);
     }
     StartResult Start()
     {
@@ -86,6 +79,7 @@ protected:
     const sptr<Registry> registry = MakeSptr<Registry>();
     const sptr<LoopbackBus> bus = MakeSptr<LoopbackBus>();
     CollaborationAbility& ability = CollaborationAbility::GetInstance();
+    Vexo::Tests::ManualTimers timers;
     sptr<CollaborationServer> server;
 };
 
@@ -113,16 +107,13 @@ TEST_F(CollaborationTest, EachStartWakesThePeersServiceOverOneSessionListedOnBot
 
 TEST_F(CollaborationTest, ASessionExpiresOnBothSidesAWhileAfterItsLastUse)
 {
-    constexpr auto EXPIRY = 200ms;
-    Serve({5s, EXPIRY});
-    const auto begin = Clock::now();
-    auto lastUse = begin;
-    while (Clock::now() - begin < EXPIRY * 3 / 2) {
-        lastUse = Clock::now();
+    for (int use = 0; use < 3; ++use) {
         Started();
+        timers.Advance(COLLABORATION_EXPIRY - 1s);
     }
+    EXPECT_EQ(bus->openings, 1);
+    timers.Advance(1s);
     EXPECT_TRUE(Eventually([] { return Running().empty(); }));
-    EXPECT_GE(Clock::now() - lastUse, EXPIRY);
 }
 
 TEST_F(CollaborationTest, AnEndedSessionIsGoneOnBothSidesAndTheNextStartOpensAnother)
