@@ -1,12 +1,11 @@
 #include "host/daemon.h"
 
-#include <thread>
-
 #include "host/descriptors.h"
 #include "host/distnet_host.h"
 #include "host/memory.h"
 #include "host/service_manager.h"
 #include "platform/access/policy.h"
+#include "platform/base/clock.h"
 #include "platform/base/files.h"
 #include "platform/base/host_port.h"
 #include "platform/base/version.h"
@@ -22,7 +21,6 @@ namespace {
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Host"};
 constexpr const char* IDENTITY_FOLDER = "identity";
-constexpr std::chrono::milliseconds DRAIN_STEP{5};
 constexpr mode_t SOCKET_FOLDER = 0755;  // who may connect is for ipc.socket_mode to say
 
 std::string Quoted(const std::string& text)
@@ -277,7 +275,7 @@ int32_t Daemon::Run(const Ipc::IpcHeader& request, MessageParcel& data, MessageP
 
 void Daemon::Drain()
 {
-    const auto deadline = std::chrono::steady_clock::now() + DRAIN_LIMIT;
+    const SteadyTime deadline = Clock::System().Now() + DRAIN_LIMIT;
     NotifyServiceManager(ServiceState::STOPPING, "ending; requests under way may finish");
     if (ipc_) {
         ipc_->StopAccepting();
@@ -298,10 +296,9 @@ void Daemon::Drain()
     if (softBus_) {
         softBus_->Stop();
     }
-    // A worker leaves once its reply is sent. Those that answer for the host may wait for a minute and have nothing to
-    // lose.
-    while (ipc_ && ipc_->Counts().threads > asking_ && std::chrono::steady_clock::now() < deadline) {
-        std::this_thread::sleep_for(DRAIN_STEP);
+    // Workers that answer for the host may block for seconds and have nothing to lose.
+    if (ipc_) {
+        ipc_->AwaitWorkers(deadline, [this] { return asking_.load(); });
     }
     QuviewDFX::SetSysEventSink(nullptr);
 }

@@ -74,6 +74,7 @@ public:
 
     Result<void> Open();
     void StopAccepting() override;
+    void AwaitWorkers(SteadyTime deadline, const std::function<size_t()>& allowed) override;
     IpcServerCounts Counts() const override;
 
 private:
@@ -179,6 +180,13 @@ void Server::StopAccepting()
     }
     if (stopEvent_) {
         ::eventfd_write(stopEvent_.Get(), 1);  // never read, so every worker sees it
+    }
+}
+
+void Server::AwaitWorkers(SteadyTime deadline, const std::function<size_t()>& allowed)
+{
+    const MutexLock lock(mutex_);
+    while (threads_ > allowed() && workerGone_.WaitUntil(mutex_, deadline)) {
     }
 }
 

@@ -13,6 +13,7 @@
 #include <memory>
 #include <string>
 
+#include "platform/base/clock.h"
 #include "platform/base/nocopyable.h"
 #include "platform/base/result.h"
 #include "platform/ipc/ipc_skeleton.h"
@@ -60,6 +61,9 @@ public:
     virtual ~IpcServer() = default;
     // Accepts and reads nothing more and unlinks the socket; requests that run are answered. Does not wait for them.
     virtual void StopAccepting() = 0;
+    // After StopAccepting: blocks until no more than allowed() workers are left, or the deadline has passed. A worker
+    // leaves once its reply is sent.
+    virtual void AwaitWorkers(SteadyTime deadline, const std::function<size_t()>& allowed) = 0;
     // Any thread.
     virtual IpcServerCounts Counts() const = 0;
 
