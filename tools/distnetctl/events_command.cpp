@@ -1,6 +1,8 @@
-#include <thread>
+#include <poll.h>
+#include <unistd.h>
 
 #include "interfaces/host_answers_json.h"
+#include "platform/base/clock.h"
 #include "platform/base/mutex.h"
 #include "platform/base/text.h"
 #include "platform/base/utf8.h"
@@ -75,13 +77,14 @@ public:
         return true;
     }
 
-    // Blocks until a daemon that has gone is back.
+    // Blocks until a daemon that has gone is back, or nobody reads standard output any more.
     void WaitForReturn()
     {
         Outcome ignored;
         do {
-            std::this_thread::sleep_for(RETRY_AFTER);
-        } while (!Connect(ignored));
+            pollfd reader{STDOUT_FILENO, 0, 0};
+            readerGone_ = poll(&reader, 1, static_cast<int>(RETRY_AFTER.count())) > 0;
+        } while (!readerGone_ && !Connect(ignored));
         reader_.Reconnected();
     }
 
@@ -118,7 +121,7 @@ int RunEvents(const GlobalOptions& options, Output& output, bool follow, const s
 {
     EventTime from{};
     if (!since.empty()) {
-        const auto time = ParseTime(since, std::chrono::system_clock::now());
+        const auto time = ParseTime(since, Clock::System().WallNow());
         if (!time) {
             return output.Finish(UsageError("--since: " + time.error().message, ""));
         }
@@ -141,12 +144,12 @@ int RunEvents(const GlobalOptions& options, Output& output, bool follow, const s
             output.Notice(failure.message + "; waiting until it is back");
             events.WaitForReturn();
             wait = std::chrono::milliseconds(0);
-            continue;
+        } else {
+            wait = events.Progressed() || !follow ? std::chrono::milliseconds(0) : Host::HOST_MAX_WAIT;
         }
         if (events.ReaderGone()) {
             return EXIT_DONE;  // as `head` does when it has seen enough
         }
-        wait = events.Progressed() || !follow ? std::chrono::milliseconds(0) : Host::HOST_MAX_WAIT;
     } while (events.Progressed() || follow);
     if (output.IsJson()) {
         return EXIT_DONE;
