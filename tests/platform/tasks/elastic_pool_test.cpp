@@ -108,18 +108,18 @@ TEST(ElasticPoolTest, WorkThatWaitsForARefusedThreadRunsOnTheNextOneThatIsGiven)
 
 TEST(ElasticPoolTest, AnIdleWorkersThreadEndsWithItsPool)
 {
-    const auto ended = std::make_shared<Trail<bool>>();
+    const auto seen = std::make_shared<Trail<std::string>>();
     {
-        ElasticPool pool("ending", 1, [ended](const Work& run) {
-            return StartDetachedThread([run, ended] {
+        ElasticPool pool("ending", 1, [seen](const Work& run) {
+            return StartDetachedThread([run, seen] {
                 run();
-                ended->Add(true);
+                seen->Add("ended");
             });
         });
-        ASSERT_TRUE(pool.Post([] {}));
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));  // the worker falls asleep
+        ASSERT_TRUE(pool.Post([] {}, [seen] { seen->Add("idle"); }));
+        seen->WaitFor(1);
     }
-    EXPECT_EQ(ended->WaitFor(1).size(), 1U);
+    EXPECT_EQ(seen->WaitFor(2), (std::vector<std::string>{"idle", "ended"}));
 }
 
 TEST(StrandTest, RunsInPostingOrderPastExceptionsAlsoAfterItsOwnerLetGo)

@@ -1,9 +1,7 @@
 #include "platform/trust/tls_context.h"
 
-#include <chrono>
-#include <thread>
-
 #include "tests/platform/trust/trust_fixture.h"
+#include "tests/support/eventually.h"
 
 namespace Vexo::Trust::Tests {
 namespace {
@@ -138,9 +136,7 @@ TEST_F(TlsContextTest, ACertificateThatExpiredSinceIsRefusedOnResumption)
     const Context brief = ContextOf(WithExpiry(devices.Load("phone"), accountKey.get(), end));
     ASSERT_TRUE(Connect(atLaptop, brief, phone.networkId).done);
     ASSERT_TRUE(Connect(brief, atLaptop, laptop.networkId).done);
-    while (std::time(nullptr) <= end) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
+    ASSERT_TRUE(Vexo::Tests::Eventually([&] { return std::time(nullptr) > end; }));
 
     const Connection toBrief = Connect(atLaptop, brief, phone.networkId);
     ASSERT_EQ(SSL_session_reused(toBrief.client.get()), 1);
@@ -162,9 +158,7 @@ TEST_F(TlsContextTest, AnAccountThatExpiredSinceIsRefusedOnResumption)
     const Context brief = ContextOf(identity);
     ASSERT_TRUE(Connect(atLaptop, brief, phone.networkId).done);
     ASSERT_TRUE(Connect(brief, atLaptop, laptop.networkId).done);
-    while (std::time(nullptr) <= end) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
+    ASSERT_TRUE(Vexo::Tests::Eventually([&] { return std::time(nullptr) > end; }));
     for (const bool isClient : {true, false}) {
         const Connection connection =
             isClient ? Connect(brief, atLaptop, laptop.networkId) : Connect(atLaptop, brief, phone.networkId);

@@ -3,18 +3,19 @@
 
 #include <gmock/gmock.h>
 
+#include <atomic>
 #include <future>
 
 #include "distributed/services/utils/ffrt_utils.h"
 #include "platform/events/common_event_server.h"
 #include "platform/events/common_event_support.h"
 #include "tests/distributed/services/converged/awareness/recording_listener.h"
+#include "tests/support/eventually.h"
 #include "tests/support/fake_ability_manager.h"
 
 namespace Vexo::Tests {
 namespace {
 
-using namespace std::chrono_literals;
 using EventFwk::CommonEventData;
 using EventFwk::CommonEventSubscriber;
 using EventFwk::CommonEventSupport;
@@ -43,6 +44,7 @@ CommonEventData Connectivity(int32_t netType, int32_t connState)
 class EventService : public IPCObjectStub, public EventFwk::ICommonEventService {
 public:
     bool isAccepting = true;
+    std::atomic<bool> isUnsubscribed{false};
     std::vector<std::shared_ptr<CommonEventSubscriber>> subscribers;
 
     bool SubscribeCommonEvent(const std::shared_ptr<CommonEventSubscriber>& subscriber) override
@@ -50,7 +52,10 @@ public:
         subscribers.push_back(subscriber);
         return isAccepting;
     }
-    bool UnSubscribeCommonEvent(const std::shared_ptr<CommonEventSubscriber>&) override { return true; }
+    bool UnSubscribeCommonEvent(const std::shared_ptr<CommonEventSubscriber>&) override
+    {
+        return isUnsubscribed = true;
+    }
     bool PublishCommonEvent(const CommonEventData&) override { return false; }
 };
 
@@ -137,22 +142,22 @@ TEST_F(SystemAwarenessTest, AnEventThatIsStillQueuedWhenItsSourceGoesIsDropped)
 TEST_F(SystemAwarenessTest, ASourceGoesOnlyAfterTheHandlerThatRuns)
 {
     struct BlockedListener : RecordingListener {
-        std::promise<void> entered;
-        std::promise<void> sourceGone;
-        std::future_status whileCalled{};
+        explicit BlockedListener(EventService& events) : service(events) {}
         void OnBatteryLowChanged(bool) override
         {
             entered.set_value();
-            whileCalled = sourceGone.get_future().wait_for(100ms);
+            hasEnded = Eventually([this] { return service.isUnsubscribed.load(); });
         }
+        EventService& service;
+        std::promise<void> entered;
+        std::atomic<bool> hasEnded{false};
     };
-    const auto blocked = std::make_shared<BlockedListener>();
+    const auto blocked = std::make_shared<BlockedListener>(*service);
     source->AddCallback(blocked, ALL_EVENTS, false);
     service->subscribers.at(0)->OnReceiveEvent(Event(CommonEventSupport::COMMON_EVENT_BATTERY_LOW));
     blocked->entered.get_future().wait();
     source.reset();
-    blocked->sourceGone.set_value();
-    EXPECT_EQ(blocked->whileCalled, std::future_status::timeout);
+    EXPECT_TRUE(blocked->hasEnded);
 }
 
 }  // namespace
