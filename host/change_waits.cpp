@@ -8,8 +8,6 @@
 
 namespace Vexo::Host {
 
-using Clock = std::chrono::steady_clock;
-
 std::shared_ptr<ChangeWaits> ChangeWaits::Make()
 {
     return std::shared_ptr<ChangeWaits>(new ChangeWaits);
@@ -19,7 +17,7 @@ void ChangeWaits::Add(Waiter waiter, std::chrono::milliseconds limit)
 {
     const auto entry = std::make_shared<Entry>();
     entry->waiter = std::move(waiter);
-    entry->deadline = Clock::now() + limit;
+    entry->deadline = Clock::System().Now() + limit;
     if (Answer(*entry, limit.count() <= 0)) {
         return;
     }
@@ -53,7 +51,7 @@ void ChangeWaits::Watch()
     while (!entries_.empty()) {
         const std::shared_ptr<Entry> first = entries_.front();
         lock.Unlock();
-        const auto left = std::chrono::ceil<std::chrono::milliseconds>(first->deadline - Clock::now());
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(first->deadline - Clock::System().Now());
         first->waiter.block(std::max(left, std::chrono::milliseconds(0)));
         Answer(*first, true);
         lock.Lock();

@@ -31,7 +31,7 @@ public:
 private:
     struct Entry {
         Waiter waiter;
-        std::chrono::steady_clock::time_point deadline;
+        SteadyTime deadline;
         Tasks::Timer timer;  // under the list's lock
         Mutex mutex;
         bool isAnswered GUARDED_BY(mutex) = false;

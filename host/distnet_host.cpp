@@ -93,7 +93,7 @@ int32_t DistNetHost::GetStatus(HostStatus& status)
         status.wifi = StatusOf(wifi->GetLinkInfo(), facts_.radio());
     }
     status.hotspot = hotspot_.Ask();
-    status.uptime = duration_cast<milliseconds>(steady_clock::now() - started_);
+    status.uptime = duration_cast<milliseconds>(Clock::System().Now() - started_);
     return HOST_OK;
 }
 

@@ -14,6 +14,7 @@
 #include "host/hotspot_state.h"
 #include "interfaces/host_answers.h"
 #include "platform/ability/system_ability_manager.h"
+#include "platform/base/clock.h"
 #include "platform/base/mutex.h"
 #include "platform/dfx/event_file.h"
 #include "platform/dfx/health_check.h"
@@ -63,7 +64,7 @@ private:
     const Wifi::WifiDevice* waitedFor_ GUARDED_BY(mutex_) = nullptr;
     std::shared_ptr<ChangeWaits> wifiWaits_ GUARDED_BY(mutex_);
     HotspotState hotspot_;
-    const std::chrono::steady_clock::time_point started_ = std::chrono::steady_clock::now();
+    const SteadyTime started_ = Clock::System().Now();
 };
 
 // What stands behind an ability of that id in a daemon of that platform: "simulated", "platform", "host" or "service".

@@ -14,6 +14,7 @@
 
 #include "host/configuration.h"
 #include "interfaces/host_answers.h"
+#include "platform/base/clock.h"
 #include "platform/dfx/health_check.h"
 #include "platform/softbus/softbus_service.h"
 
@@ -31,7 +32,7 @@ struct HealthFacts {
     std::filesystem::path serviceLibrary;
     // What the device says of its radios and daemons; empty for a simulated one, whose state file tells.
     std::vector<QuviewDFX::HealthCheck> device;
-    std::chrono::system_clock::time_point now = std::chrono::system_clock::now();
+    WallTime now = Clock::System().WallNow();
 };
 
 std::vector<QuviewDFX::HealthCheck> CheckHealth(const HealthFacts& facts);

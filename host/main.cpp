@@ -14,6 +14,7 @@
 #include "host/daemon.h"
 #include "host/memory.h"
 #include "host/signals.h"
+#include "platform/base/clock.h"
 #include "platform/base/files.h"
 #include "platform/base/open_file.h"
 #include "platform/base/text.h"
@@ -52,7 +53,7 @@ void Say(const std::string& line)
 {
     std::string text;
     if (isatty(STDOUT_FILENO) == 1) {
-        const std::time_t now = std::time(nullptr);
+        const std::time_t now = Vexo::WallTime::clock::to_time_t(Vexo::Clock::System().WallNow());
         std::tm local{};
         localtime_r(&now, &local);
         char clock[sizeof "HH:MM:SS "] = {};

@@ -5,6 +5,7 @@
 #include <cerrno>
 
 #include "platform/base/check.h"
+#include "platform/base/clock.h"
 
 namespace Vexo::Host {
 
@@ -30,10 +31,9 @@ int EndSignals::Wait()
 
 int EndSignals::WaitFor(std::chrono::milliseconds limit)
 {
-    const auto deadline = std::chrono::steady_clock::now() + limit;
+    const SteadyTime deadline = Clock::System().Now() + limit;
     for (;;) {
-        const auto left =
-            std::chrono::duration_cast<std::chrono::nanoseconds>(deadline - std::chrono::steady_clock::now());
+        const std::chrono::nanoseconds left = deadline - Clock::System().Now();
         if (left.count() <= 0) {
             return 0;
         }

@@ -7,6 +7,7 @@
 
 #include "platform/ability/status_listeners.h"
 #include "platform/base/check.h"
+#include "platform/base/clock.h"
 #include "platform/base/mutex.h"
 #include "platform/dfx/guard.h"
 #include "platform/dfx/log.h"
@@ -14,8 +15,6 @@
 
 namespace Vexo {
 namespace {
-
-using Clock = std::chrono::steady_clock;
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Ability"};
 
@@ -168,7 +167,7 @@ bool SystemAbilityManager::State::AwaitLoaded(OnDemand& ability, LimitFrom from)
     }
     DISTNET_ASSERT(!lifecycle_.RunsOnThisThread(), "OnStart and OnStop do not wait for an on-demand ability");
     const uint64_t failuresBefore = ability.failures;
-    std::optional<Clock::time_point> deadline;
+    std::optional<SteadyTime> deadline;
     bool inTime = true;
     ++ability.waiting;
     while (ability.phase != Phase::LOADED && inTime && ability.failures == failuresBefore) {
@@ -181,7 +180,7 @@ bool SystemAbilityManager::State::AwaitLoaded(OnDemand& ability, LimitFrom from)
         if (ability.phase == Phase::UNLOADING && from == LimitFrom::LOADING) {
             deadline.reset();
         } else if (!deadline) {
-            deadline = Clock::now() + loadLimit_;
+            deadline = Clock::System().Now() + loadLimit_;
         }
         if (deadline) {
             inTime = phaseChanged_.WaitUntil(mutex_, *deadline);

@@ -11,6 +11,7 @@
 #include <memory_resource>
 #include <string>
 
+#include "platform/base/clock.h"
 #include "platform/base/never_destroyed.h"
 #include "platform/base/utf8.h"
 #include "platform/dfx/sink_holder.h"
@@ -72,13 +73,13 @@ public:
 private:
     static void AppendTime(Text& line)
     {
-        timespec now{};
-        clock_gettime(CLOCK_REALTIME, &now);
+        const auto now = std::chrono::floor<std::chrono::milliseconds>(Clock::System().WallNow());
+        const std::time_t seconds = WallTime::clock::to_time_t(now);
         tm parts{};
-        localtime_r(&now.tv_sec, &parts);
+        localtime_r(&seconds, &parts);
         std::array<char, 24> text{};
         line.append(text.data(), std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%S.", &parts));
-        const auto milliseconds = static_cast<unsigned>(now.tv_nsec / 1'000'000);
+        const auto milliseconds = static_cast<unsigned>(now.time_since_epoch().count() % 1000);
         line += {static_cast<char>('0' + milliseconds / 100), static_cast<char>('0' + milliseconds / 10 % 10),
                  static_cast<char>('0' + milliseconds % 10)};
         // strftime writes "+0100", RFC 3339 has "+01:00".

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "platform/base/clock.h"
 #include "platform/base/never_destroyed.h"
 #include "platform/dfx/sink_holder.h"
 
@@ -50,7 +51,7 @@ int QuSysEvent::WriteRecord(const std::string& domain, const std::string& name, 
         return REFUSED;
     }
     const std::shared_ptr<SysEventSink> sink = g_sink.value.Get();
-    return sink ? sink->Write({std::chrono::system_clock::now(), domain, name, type, std::move(parameters)}) : 0;
+    return sink ? sink->Write({Clock::System().WallNow(), domain, name, type, std::move(parameters)}) : 0;
 }
 
 void SetSysEventSink(std::shared_ptr<SysEventSink> sink)

@@ -24,7 +24,7 @@ std::string NameOf(const EventQueue::Entry& entry)
 SteadyTime WholeDueAfter(std::chrono::milliseconds delay)
 {
     using std::chrono::milliseconds;
-    const SteadyTime now = std::chrono::steady_clock::now();
+    const SteadyTime now = Clock::System().Now();
     return delay.count() == 0 ? std::chrono::floor<milliseconds>(now)
                               : std::chrono::ceil<milliseconds>(Tasks::DueAfter(now, delay));
 }
@@ -53,7 +53,7 @@ void EventQueue::Run()
     DISTNET_ASSERT(thread_ == std::thread::id(), "one thread delivers the events of a queue");
     thread_ = std::this_thread::get_id();
     while (!stopped_) {
-        if (std::optional<Entry> entry = entries_.TakeDue(std::chrono::steady_clock::now())) {
+        if (std::optional<Entry> entry = entries_.TakeDue(Clock::System().Now())) {
             lock.Unlock();
             QuviewDFX::RunGuarded(
                 LABEL, [&] { return NameOf(*entry); }, entry->deliver);

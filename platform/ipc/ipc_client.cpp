@@ -10,13 +10,11 @@
 namespace Vexo::Ipc {
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
 constexpr std::chrono::milliseconds CONNECT_LIMIT{5000};
 
-std::chrono::microseconds Remaining(Clock::time_point deadline)
+std::chrono::microseconds Remaining(SteadyTime deadline)
 {
-    return std::chrono::duration_cast<std::chrono::microseconds>(deadline - Clock::now());
+    return std::chrono::duration_cast<std::chrono::microseconds>(deadline - Clock::System().Now());
 }
 
 }  // namespace
@@ -35,7 +33,7 @@ Result<std::shared_ptr<IpcConnection>> IpcConnection::Connect(const std::string&
 int32_t IpcConnection::Transact(uint32_t abilityId, uint32_t code, const MessageParcel& data, MessageParcel& reply,
                                 std::chrono::milliseconds limit)
 {
-    const Clock::time_point deadline = Clock::now() + limit;
+    const SteadyTime deadline = Clock::System().Now() + limit;
     MutexLock lock(mutex_);
     while (busy_ && !closed_) {
         if (!idle_.WaitUntil(mutex_, deadline) && busy_ && !closed_) {
@@ -59,7 +57,7 @@ int32_t IpcConnection::Transact(uint32_t abilityId, uint32_t code, const Message
 }
 
 int32_t IpcConnection::Exchange(int socket, const IpcHeader& request, const MessageParcel& data, MessageParcel& reply,
-                                Clock::time_point deadline)
+                                SteadyTime deadline)
 {
     uint8_t header[IPC_HEADER_SIZE];
     EncodeHeader(request, header);
@@ -76,7 +74,7 @@ int32_t IpcConnection::Exchange(int socket, const IpcHeader& request, const Mess
         return IPC_TIMED_OUT;  // nothing was sent, so nothing can come late
     }
     // A server that refuses a connection says why before it closes it, so a failed send still has a reply to read.
-    const int32_t status = Receive(socket, request.abilityId, reply, sent < 0 ? Clock::now() : deadline);
+    const int32_t status = Receive(socket, request.abilityId, reply, sent < 0 ? Clock::System().Now() : deadline);
     if (sent < 0) {
         Close();
         return status == IPC_TIMED_OUT ? IPC_CLOSED : status;
@@ -87,7 +85,7 @@ int32_t IpcConnection::Exchange(int socket, const IpcHeader& request, const Mess
     return status;
 }
 
-int32_t IpcConnection::Receive(int socket, uint32_t abilityId, MessageParcel& reply, Clock::time_point deadline)
+int32_t IpcConnection::Receive(int socket, uint32_t abilityId, MessageParcel& reply, SteadyTime deadline)
 {
     if (buffer_ == nullptr) {
         buffer_ = std::make_unique_for_overwrite<uint8_t[]>(MAX_DATAGRAM_SIZE);

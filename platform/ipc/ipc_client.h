@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 
+#include "platform/base/clock.h"
 #include "platform/base/mutex.h"
 #include "platform/base/nocopyable.h"
 #include "platform/base/result.h"
@@ -36,9 +37,8 @@ private:
     explicit IpcConnection(UniqueFd socket);
 
     int32_t Exchange(int socket, const IpcHeader& request, const MessageParcel& data, MessageParcel& reply,
-                     std::chrono::steady_clock::time_point deadline);
-    int32_t Receive(int socket, uint32_t abilityId, MessageParcel& reply,
-                    std::chrono::steady_clock::time_point deadline);
+                     SteadyTime deadline);
+    int32_t Receive(int socket, uint32_t abilityId, MessageParcel& reply, SteadyTime deadline);
 
     mutable Mutex mutex_;
     CondVar idle_;

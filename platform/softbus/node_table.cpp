@@ -4,19 +4,20 @@
 #include <chrono>
 #include <tuple>
 
+#include "platform/base/clock.h"
+
 namespace Vexo::SoftBus {
 
 int64_t WallClockMs()
 {
-    using namespace std::chrono;
-    return duration_cast<milliseconds>(system_clock::now().time_since_epoch()).count();
+    return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::System().WallNow().time_since_epoch()).count();
 }
 
 namespace {
 
 std::chrono::milliseconds SteadyNow()
 {
-    return std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now().time_since_epoch());
+    return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::System().Now().time_since_epoch());
 }
 
 }  // namespace

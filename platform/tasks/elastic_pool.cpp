@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/base/check.h"
+#include "platform/base/clock.h"
 #include "platform/base/mutex.h"
 #include "platform/base/never_destroyed.h"
 #include "platform/dfx/guard.h"
@@ -17,8 +18,6 @@
 namespace Vexo::Tasks {
 
 namespace {
-
-using Clock = std::chrono::steady_clock;
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Tasks"};
 constexpr const char* WORK = "work";    // what a log line calls it
@@ -124,7 +123,7 @@ private:
     struct Worker {
         Job job;             // handed over under mutex_; empty while idle
         bool leave = false;  // under mutex_
-        Clock::time_point idleSince;
+        SteadyTime idleSince;
         CondVar handed;
     };
 
@@ -172,7 +171,7 @@ private:
             next = std::move(queue_.front());
             queue_.pop_front();
         } else if (!closing_) {
-            worker->idleSince = Clock::now();
+            worker->idleSince = Clock::System().Now();
             idle_.push_back(worker);
             ArmTrim();
         }
@@ -210,7 +209,7 @@ private:
         if (trimArmed_ || idle_.empty()) {
             return;
         }
-        const auto left = idle_.front()->idleSince + POOL_THREAD_IDLE_LIMIT - Clock::now();
+        const auto left = idle_.front()->idleSince + POOL_THREAD_IDLE_LIMIT - Clock::System().Now();
         Timer trim =
             Timers::System().CallAfter(std::chrono::ceil<std::chrono::microseconds>(left), [weak = weak_from_this()] {
                 if (const auto state = weak.lock()) {
@@ -226,7 +225,7 @@ private:
     {
         const MutexLock lock(mutex_);
         trimArmed_ = false;
-        const Clock::time_point limit = Clock::now() - POOL_THREAD_IDLE_LIMIT;
+        const SteadyTime limit = Clock::System().Now() - POOL_THREAD_IDLE_LIMIT;
         auto kept = idle_.begin();
         for (; kept != idle_.end() && (*kept)->idleSince <= limit; ++kept) {
             Retire(**kept);

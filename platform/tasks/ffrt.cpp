@@ -6,6 +6,7 @@
 #include <exception>
 #include <utility>
 
+#include "platform/base/clock.h"
 #include "platform/base/mutex.h"
 #include "platform/base/never_destroyed.h"
 #include "platform/dfx/guard.h"
@@ -183,7 +184,7 @@ public:
         ffrt_mutex_unlock(&mutex_);
     }
 
-    bool wait_until(std::chrono::steady_clock::time_point deadline)
+    bool wait_until(Vexo::SteadyTime deadline)
     {
         ffrt_mutex_lock(&mutex_);
         while (!isReady_ && ffrt_cond_timedwait(&ready_, &mutex_, deadline) != ffrt_error_timedout) {
@@ -203,8 +204,7 @@ future::future(std::shared_ptr<async_state> state) : state_(std::move(state)) {}
 
 future_status future::wait_for(std::chrono::nanoseconds timeout) const
 {
-    return state_->wait_until(std::chrono::steady_clock::now() + timeout) ? future_status::ready
-                                                                          : future_status::timeout;
+    return state_->wait_until(Vexo::Clock::System().Now() + timeout) ? future_status::ready : future_status::timeout;
 }
 
 future async(const std::function<void()>& callable)

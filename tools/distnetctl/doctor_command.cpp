@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <vector>
 
+#include "platform/base/clock.h"
 #include "platform/base/text.h"
 #include "platform/base/user_database.h"
 #include "platform/dfx/health_check.h"
@@ -57,7 +58,7 @@ Checks CheckHere(const GlobalOptions& options, const Client::CallResult& call)
     Trust::IdentityChecks found;
     {
         const StateOwner owner(stateDir);  // a key must belong to whoever reads it
-        found = Trust::CheckIdentity(stateDir / "identity", std::chrono::system_clock::now());
+        found = Trust::CheckIdentity(stateDir / "identity", Clock::System().WallNow());
     }
     Checks checks{std::move(found.identity), std::move(found.account), std::move(found.clock)};
     HealthCheck policy = NotChecked("policy", "not checked: needs the daemon");

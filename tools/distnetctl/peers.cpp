@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "platform/base/clock.h"
 #include "platform/base/text.h"
 #include "tools/distnetctl/printable.h"
 
@@ -82,8 +83,7 @@ std::string Ago(const Peer& peer)
     if (peer.online) {
         return "now";
     }
-    const auto passed =
-        std::chrono::duration_cast<std::chrono::seconds>(std::chrono::system_clock::now() - peer.lastSeen);
+    const auto passed = std::chrono::duration_cast<std::chrono::seconds>(Clock::System().WallNow() - peer.lastSeen);
     return RoughDuration(std::max(passed, std::chrono::seconds(0))) + " ago";
 }
 

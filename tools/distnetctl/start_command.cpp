@@ -2,6 +2,7 @@
 #include <optional>
 #include <string>
 
+#include "platform/base/clock.h"
 #include "platform/dfx/trace_recorder.h"
 #include "tools/distnetctl/commands.h"
 #include "tools/distnetctl/interrupt.h"
@@ -14,7 +15,6 @@ namespace Vexo::Ctl {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
 using Host::WifiState;
 
 // Without what only a program that waits needs.
@@ -40,9 +40,9 @@ std::string AdviceOn(const std::string& name, const std::vector<QuviewDFX::Healt
     return "";
 }
 
-double MillisecondsSince(Clock::time_point from)
+double MillisecondsSince(SteadyTime from)
 {
-    return std::chrono::duration<double, std::milli>(Clock::now() - from).count();
+    return std::chrono::duration<double, std::milli>(Clock::System().Now() - from).count();
 }
 
 // One start, from the question to the joined network.
@@ -66,7 +66,7 @@ public:
         }
 
         output_.Status(Column(peer_.name, 12) + "  … waiting for its hotspot");
-        asked_ = Clock::now();
+        asked_ = Clock::System().Now();
         call = timing ? AskTimed() : client_.StartDistributedNetwork(0, 0, peer_.networkId);
         const double requestMs = MillisecondsSince(asked_);
         cJSON_AddNumberToObject(details_.get(), "request_ms", requestMs);
@@ -85,7 +85,7 @@ private:
         Outcome why;
         const auto limit = std::min<std::chrono::milliseconds>(options_.Timeout(), QuviewDFX::RECORDING_LIMIT);
         const uint32_t recording = StartRecording(client_, limit, false, why);
-        asked_ = Clock::now();
+        asked_ = Clock::System().Now();
         const Interval asked{SteadyNowMs(), 0};
         Client::CallResult call = client_.StartDistributedNetwork(0, 0, peer_.networkId);
         const double answeredMs = SteadyNowMs();
@@ -184,13 +184,13 @@ private:
 
     Outcome WaitForJoin(const Host::WifiStatus& before)
     {
-        const auto began = Clock::now();
+        const auto began = Clock::System().Now();
         const auto deadline = began + options_.Timeout();
         output_.Status(Column("", 12) + "  … joining its Wi-Fi");
         Host::WifiStatus wifi = before;
         while (wifi.attempt == before.attempt ||
                (wifi.state != WifiState::CONNECTED && wifi.state != WifiState::FAILED)) {
-            const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now());
+            const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::System().Now());
             if (left.count() <= 0) {
                 WaitedForWifi();
                 AddMember(details_.get(), "wifi", WifiDetails(wifi));
@@ -237,7 +237,7 @@ private:
     Client::DistNetClient& client_;
     const Peer peer_;
     Json details_;
-    Clock::time_point asked_;
+    SteadyTime asked_;
     std::optional<Timing> timing_;
     bool answeredWell_ = false;
     bool joined_ = false;

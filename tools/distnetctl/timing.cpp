@@ -5,6 +5,7 @@
 #include <cmath>
 #include <map>
 
+#include "platform/base/clock.h"
 #include "platform/dfx/trace.h"
 #include "tools/distnetctl/output.h"
 
@@ -91,7 +92,7 @@ std::string Bar(const Interval& step, const Interval& total)
 
 double SteadyNowMs()
 {
-    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now().time_since_epoch()).count();
+    return std::chrono::duration<double, std::milli>(Clock::System().Now().time_since_epoch()).count();
 }
 
 Timing ParseTiming(const std::string& trace, Interval asked)

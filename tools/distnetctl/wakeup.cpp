@@ -15,10 +15,10 @@ namespace Vexo::Ctl {
 
 namespace {
 
-timespec LeftUntil(std::chrono::steady_clock::time_point deadline)
+timespec LeftUntil(SteadyTime deadline)
 {
     using namespace std::chrono;
-    const nanoseconds left = std::max<nanoseconds>(deadline - steady_clock::now(), nanoseconds(0));
+    const nanoseconds left = std::max<nanoseconds>(deadline - Clock::System().Now(), nanoseconds(0));
     const auto whole = duration_cast<seconds>(left);
     return {static_cast<time_t>(whole.count()), static_cast<long>((left - whole).count())};
 }
@@ -41,7 +41,7 @@ Wakeup::Wakeup(bool keys) : keys_(keys && isatty(STDIN_FILENO) == 1)
     signals_.Reset(signalfd(-1, &set, SFD_CLOEXEC | SFD_NONBLOCK));
 }
 
-WakeReason Wakeup::Wait(std::chrono::steady_clock::time_point deadline)
+WakeReason Wakeup::Wait(SteadyTime deadline)
 {
     // Of standard output only its end is waited for: the reader of a pipe that left, a terminal that was closed.
     std::array<pollfd, 3> sources{

@@ -2,8 +2,7 @@
 // (signalfd(2)), so that none is lost and no handler runs. Main thread only, before any other thread exists.
 #pragma once
 
-#include <chrono>
-
+#include "platform/base/clock.h"
 #include "platform/base/nocopyable.h"
 #include "platform/base/unique_fd.h"
 
@@ -23,7 +22,7 @@ public:
     explicit Wakeup(bool keys);
 
     // Blocks until something happens, at the latest until the deadline.
-    WakeReason Wait(std::chrono::steady_clock::time_point deadline);
+    WakeReason Wait(SteadyTime deadline);
 
 private:
     WakeReason ReadSignal() const;

@@ -4,6 +4,7 @@
 #include <csignal>
 
 #include "interfaces/host_answers_json.h"
+#include "platform/base/clock.h"
 #include "platform/base/utf8.h"
 #include "platform/dfx/event_text.h"
 #include "tools/distnetctl/commands.h"
@@ -15,9 +16,6 @@
 namespace Vexo::Ctl {
 
 namespace {
-
-using SteadyClock = std::chrono::steady_clock;
-using TimePoint = std::chrono::system_clock::time_point;
 
 // A daemon that does not answer must not hold up q for longer.
 constexpr std::chrono::milliseconds LOOK_LIMIT{1000};
@@ -35,7 +33,7 @@ Snapshot ShowLive(WatchSource& source, Wakeup& wakeup, bool colour, std::chrono:
     WatchHistory history;
     Snapshot snapshot = source.Look();
     history.Take(snapshot);
-    auto next = SteadyClock::now() + interval;
+    auto next = Clock::System().Now() + interval;
     while (!IsHopeless(snapshot)) {
         const ScreenSize size = Screen::Size();
         if (!screen.Draw(Picture(snapshot, history, size), size)) {
@@ -57,7 +55,7 @@ Snapshot ShowLive(WatchSource& source, Wakeup& wakeup, bool colour, std::chrono:
         }
         snapshot = source.Look();
         history.Take(snapshot);
-        next = SteadyClock::now() + interval;
+        next = Clock::System().Now() + interval;
     }
     return snapshot;
 }
@@ -71,7 +69,7 @@ Json NewLine(const char* kind, const std::string& time)
 }
 
 // message: why a daemon does not answer; else empty.
-void Show(Output& output, const Change& change, TimePoint seen, const std::string& message)
+void Show(Output& output, const Change& change, WallTime seen, const std::string& message)
 {
     const Json line = NewLine("change", QuviewDFX::Rfc3339(seen));
     AddText(line.get(), "subject", change.subject);
@@ -84,7 +82,7 @@ void Show(Output& output, const Change& change, TimePoint seen, const std::strin
                 change.value + (message.empty() ? "" : ": " + message));
 }
 
-void Show(Output& output, const Host::Event& event, TimePoint seen)
+void Show(Output& output, const Host::Event& event, WallTime seen)
 {
     const Json line = NewLine("event", QuviewDFX::Rfc3339(event.time));
     AddText(line.get(), "name", EscapeHidden(event.name));
@@ -109,7 +107,7 @@ Snapshot ShowLines(WatchSource& source, Wakeup& wakeup, Output& output, std::chr
         for (const Host::Event& event : snapshot.events) {
             Show(output, event, snapshot.time);
         }
-        if (!output.Flush() || wakeup.Wait(SteadyClock::now() + interval) == WakeReason::QUIT) {
+        if (!output.Flush() || wakeup.Wait(Clock::System().Now() + interval) == WakeReason::QUIT) {
             return snapshot;
         }
     }
@@ -122,9 +120,8 @@ int RunWatch(const GlobalOptions& options, Output& output, std::chrono::millisec
     const bool live = output.IsTerminal() && !output.IsJson();
     Wakeup wakeup(live);
     // The picture begins with what happened before; lines tell of what happens from now on.
-    WatchSource source(
-        options.socket, std::min(options.Timeout(), LOOK_LIMIT),
-        live ? TimePoint() : std::chrono::floor<std::chrono::milliseconds>(std::chrono::system_clock::now()));
+    WatchSource source(options.socket, std::min(options.Timeout(), LOOK_LIMIT),
+                       live ? WallTime() : std::chrono::floor<std::chrono::milliseconds>(Clock::System().WallNow()));
     const Snapshot last =
         live ? ShowLive(source, wakeup, output.UsesColour(), interval) : ShowLines(source, wakeup, output, interval);
     return IsHopeless(last) ? output.Finish(FromCall(last.call)) : EXIT_DONE;

@@ -4,6 +4,7 @@
 #include <iterator>
 #include <utility>
 
+#include "platform/base/clock.h"
 #include "tools/distnetctl/printable.h"
 
 namespace Vexo::Ctl {
@@ -17,7 +18,7 @@ WatchSource::WatchSource(std::string socket, std::chrono::milliseconds limit,
 Snapshot WatchSource::Look()
 {
     Snapshot snapshot;
-    snapshot.time = std::chrono::system_clock::now();
+    snapshot.time = Clock::System().WallNow();
     if (!client_) {
         client_ = Client::DistNetClient::Connect(socket_, snapshot.call);
         reader_.Reconnected();
