@@ -6,7 +6,6 @@
 #include <future>
 #include <numeric>
 #include <stdexcept>
-#include <thread>
 
 #include "tests/support/log_capture.h"
 
