@@ -18,17 +18,6 @@ namespace {
 
 constexpr size_t ID_BYTES = 32;
 
-std::string HexOf(const std::array<unsigned char, ID_BYTES>& bytes)
-{
-    constexpr const char* DIGITS = "0123456789abcdef";
-    std::string text;
-    for (const unsigned char byte : bytes) {
-        text += DIGITS[byte >> 4U];
-        text += DIGITS[byte & 0xFU];
-    }
-    return text;
-}
-
 // A device that has no key yet gets one; one that lost its key but has a certificate is not given another silently.
 Result<void> CreateMissing(const std::filesystem::path& folder)
 {
@@ -47,7 +36,7 @@ Result<void> CreateMissing(const std::filesystem::path& folder)
         if (RAND_bytes(random.data(), static_cast<int>(random.size())) != 1) {
             return Fail(ErrorCode::SYSTEM, idFile.string() + ": no random bytes: " + OpenSslReason());
         }
-        if (auto written = WriteFileAtomically(idFile, HexOf(random) + "\n", 0600); !written) {
+        if (auto written = WriteFileAtomically(idFile, HexOf(random) + "\n", SECRET_FILE_MODE); !written) {
             return written;
         }
     }

@@ -19,7 +19,6 @@ namespace {
 constexpr size_t MAX_FILE_SIZE = 64 * 1024;
 constexpr size_t ID_LENGTH = 64;
 constexpr mode_t OTHERS = S_IRWXG | S_IRWXO;
-constexpr mode_t KEY_MODE = 0600;
 constexpr uid_t ROOT = 0;
 constexpr mode_t CERTIFICATE_MODE = 0644;
 
@@ -100,7 +99,7 @@ Result<std::string> ReadDeviceIdFile(const std::filesystem::path& file)
     return id;
 }
 
-Result<PrivateKey> ReadKeyFile(const std::filesystem::path& file)
+Result<SecretText> ReadSecretFile(const std::filesystem::path& file)
 {
     const auto opened = OpenRegularFile(file, LastLink::REFUSED);
     if (!opened) {
@@ -110,11 +109,20 @@ Result<PrivateKey> ReadKeyFile(const std::filesystem::path& file)
     if (auto kept = CheckKept(opened.value().Get(), file); !kept) {
         return Failure(std::move(kept).error());
     }
-    const auto text = ReadToEnd(opened.value().Get(), file, MAX_FILE_SIZE);
+    auto text = ReadToEnd(opened.value().Get(), file, MAX_FILE_SIZE);
+    if (!text) {
+        return Failure(std::move(text).error());
+    }
+    return SecretText{std::move(text.value())};
+}
+
+Result<PrivateKey> ReadKeyFile(const std::filesystem::path& file)
+{
+    const auto text = ReadSecretFile(file);
     if (!text) {
         return Failure(text.error());
     }
-    PrivateKey key = KeyFromPem(text.value());
+    PrivateKey key = KeyFromPem(text.value().text);
     if (!key) {
         return Fail(ErrorCode::MALFORMED,
                     file.string() + ": not a private key in PEM: " + OpenSslReason() + DOCTOR_KNOWS);
@@ -145,7 +153,7 @@ Result<void> WriteKeyFile(const std::filesystem::path& file, EVP_PKEY* key)
     if (pem.empty()) {
         return Fail(ErrorCode::SYSTEM, file.string() + ": the key could not be encoded: " + OpenSslReason());
     }
-    return WriteFileAtomically(file, pem, KEY_MODE);
+    return WriteFileAtomically(file, pem, SECRET_FILE_MODE);
 }
 
 Result<void> WriteCertificateFile(const std::filesystem::path& file, X509* certificate)

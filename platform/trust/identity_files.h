@@ -2,12 +2,15 @@
 // only. Functions block on the disk; any thread.
 #pragma once
 
+#include <sys/types.h>
+
 #include <filesystem>
 #include <string>
 
 #include "platform/base/result.h"
 #include "platform/base/unique_fd.h"
 #include "platform/trust/identity.h"
+#include "platform/trust/openssl_util.h"
 
 namespace Vexo::Trust {
 
@@ -16,6 +19,9 @@ inline constexpr const char* DEVICE_ID_FILE = "device.id";
 inline constexpr const char* DEVICE_CERTIFICATE_FILE = "device.crt";
 inline constexpr const char* ACCOUNT_CERTIFICATE_FILE = "account.crt";
 inline constexpr const char* ACCOUNT_KEY_FILE = "account.key";
+inline constexpr const char* LINK_KEY_FILE = "link.key";
+
+inline constexpr mode_t SECRET_FILE_MODE = 0600;
 
 // False also when it cannot be known; what is then tried with the file says why.
 bool FileExists(const std::filesystem::path& file);
@@ -32,6 +38,8 @@ inline constexpr const char* DOCTOR_KNOWS = "; `distnetctl doctor` says how to m
 [[nodiscard]] Result<UniqueFd> LockIdentityFolder(const std::filesystem::path& folder);
 
 [[nodiscard]] Result<std::string> ReadDeviceIdFile(const std::filesystem::path& file);
+// A secret as it is on the disk. Refuses a link, and a file that others own, can read or can exchange.
+[[nodiscard]] Result<SecretText> ReadSecretFile(const std::filesystem::path& file);
 [[nodiscard]] Result<PrivateKey> ReadKeyFile(const std::filesystem::path& file);
 [[nodiscard]] Result<Certificate> ReadCertificateFile(const std::filesystem::path& file);
 [[nodiscard]] Result<void> WriteKeyFile(const std::filesystem::path& file, EVP_PKEY* key);

@@ -10,21 +10,11 @@ namespace Vexo::Trust {
 
 namespace {
 
-OpenSslPtr<BIO> ReaderOf(const std::string& text)
-{
-    return OpenSslPtr<BIO>(BIO_new_mem_buf(text.data(), static_cast<int>(text.size())));
-}
-
 template <typename Write>
 std::string Written(Write write)
 {
     const OpenSslPtr<BIO> bio(BIO_new(BIO_s_mem()));
-    if (!bio || write(bio.get()) != 1) {
-        return "";
-    }
-    char* data = nullptr;
-    const long size = BIO_get_mem_data(bio.get(), &data);
-    return {data, static_cast<size_t>(size)};
+    return bio && write(bio.get()) == 1 ? WrittenTo(bio.get()) : "";
 }
 
 // Keys of this system have no passphrase; without this OpenSSL would ask on the terminal.
@@ -41,6 +31,29 @@ std::string OpenSslReason()
     ERR_clear_error();
     const char* reason = error != 0 ? ERR_reason_error_string(error) : nullptr;
     return reason != nullptr ? reason : "no reason given";
+}
+
+std::string HexOf(std::span<const uint8_t> bytes)
+{
+    constexpr const char* DIGITS = "0123456789abcdef";
+    std::string text;
+    for (const uint8_t byte : bytes) {
+        text += DIGITS[byte >> 4U];
+        text += DIGITS[byte & 0xFU];
+    }
+    return text;
+}
+
+OpenSslPtr<BIO> ReaderOf(const std::string& text)
+{
+    return OpenSslPtr<BIO>(BIO_new_mem_buf(text.data(), static_cast<int>(text.size())));
+}
+
+std::string WrittenTo(BIO* bio)
+{
+    char* data = nullptr;
+    const long size = BIO_get_mem_data(bio, &data);
+    return size > 0 ? std::string(data, static_cast<size_t>(size)) : "";
 }
 
 PrivateKey GenerateKey()
@@ -99,6 +112,16 @@ std::string RequestToPem(X509_REQ* request)
 OpenSslPtr<X509_REQ> RequestFromPem(const std::string& pem)
 {
     return OpenSslPtr<X509_REQ>(PEM_read_bio_X509_REQ(ReaderOf(pem).get(), nullptr, NoPassphrase, nullptr));
+}
+
+std::string MessageToPem(CMS_ContentInfo* message)
+{
+    return Written([message](BIO* bio) { return PEM_write_bio_CMS(bio, message); });
+}
+
+OpenSslPtr<CMS_ContentInfo> MessageFromPem(const std::string& pem)
+{
+    return OpenSslPtr<CMS_ContentInfo>(PEM_read_bio_CMS(ReaderOf(pem).get(), nullptr, NoPassphrase, nullptr));
 }
 
 std::string CommonNameOf(const X509_NAME* name)

@@ -1,14 +1,20 @@
-// The project's reads and writes of PEM texts through OpenSSL, with owners for what it allocates. Used by
-// platform/trust only. Functions without state; any thread. Empty results and null pointers mean failure; OpenSslReason
-// says why.
+// What the uses of OpenSSL share: owners for what it allocates, reads and writes of PEM texts, checks of certificates.
+// Used by platform/trust only. Functions without state; any thread. Empty results and null pointers mean failure;
+// OpenSslReason says why.
 #pragma once
 
+#include <openssl/pem.h>  // before cms.h, which declares its PEM functions only then
+
 #include <openssl/bio.h>
-#include <openssl/pem.h>
+#include <openssl/cms.h>
+#include <openssl/kdf.h>
 #include <openssl/x509v3.h>
 
+#include <cstdint>
 #include <memory>
+#include <span>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/trust/identity.h"
@@ -22,12 +28,34 @@ struct OpenSslObjectDeleter {
     void operator()(X509_STORE_CTX* context) const noexcept { X509_STORE_CTX_free(context); }
     void operator()(X509_EXTENSION* extension) const noexcept { X509_EXTENSION_free(extension); }
     void operator()(BIGNUM* number) const noexcept { BN_free(number); }
+    void operator()(CMS_ContentInfo* message) const noexcept { CMS_ContentInfo_free(message); }
+    void operator()(EVP_KDF* function) const noexcept { EVP_KDF_free(function); }
+    void operator()(EVP_KDF_CTX* context) const noexcept { EVP_KDF_CTX_free(context); }
+    void operator()(X509_PUBKEY* key) const noexcept { X509_PUBKEY_free(key); }
 };
 template <typename T>
 using OpenSslPtr = std::unique_ptr<T, OpenSslObjectDeleter>;
 
+// A text that holds a secret; overwritten when it is destroyed.
+struct SecretText {
+    explicit SecretText(std::string secret) : text(std::move(secret)) {}
+    SecretText(SecretText&&) = default;
+    SecretText& operator=(SecretText&&) = default;
+    ~SecretText() { OPENSSL_cleanse(text.data(), text.size()); }
+
+    std::string text;
+};
+
 // OpenSSL's reason for the last failure on this thread; clears it.
 std::string OpenSslReason();
+
+// Two lower-case hex characters a byte.
+std::string HexOf(std::span<const uint8_t> bytes);
+
+// Reads from the text, which must outlive it. Null only when memory is short.
+OpenSslPtr<BIO> ReaderOf(const std::string& text);
+// What was written to a memory BIO.
+std::string WrittenTo(BIO* bio);
 
 PrivateKey GenerateKey();
 bool IsP256(const EVP_PKEY* key);
@@ -38,6 +66,9 @@ std::string CertificateToPem(X509* certificate);
 std::vector<Certificate> CertificatesFromPem(const std::string& pem);
 std::string RequestToPem(X509_REQ* request);
 OpenSslPtr<X509_REQ> RequestFromPem(const std::string& pem);
+
+std::string MessageToPem(CMS_ContentInfo* message);
+OpenSslPtr<CMS_ContentInfo> MessageFromPem(const std::string& pem);
 
 std::string CommonNameOf(const X509_NAME* name);
 

@@ -1,0 +1,70 @@
+#include "platform/trust/link_key.h"
+
+#include <openssl/core_names.h>
+#include <openssl/crypto.h>
+#include <openssl/kdf.h>
+#include <openssl/params.h>
+#include <openssl/rand.h>
+
+#include "platform/base/check.h"
+#include "platform/trust/openssl_util.h"
+
+namespace Vexo::Trust {
+
+namespace {
+
+constexpr size_t FINGERPRINT_CHARACTERS = 8;
+constexpr std::string_view FINGERPRINT_PURPOSE = "distnet fingerprint";
+
+}  // namespace
+
+SecretBytes::~SecretBytes()
+{
+    OPENSSL_cleanse(data(), size());
+}
+
+Result<LinkKey> GenerateLinkKey(uint32_t number)
+{
+    LinkKey key{number};
+    if (RAND_priv_bytes(key.bytes.data(), static_cast<int>(key.bytes.size())) != 1) {
+        return Fail(ErrorCode::SYSTEM, "no random bytes for a link key: " + OpenSslReason());
+    }
+    return key;
+}
+
+SecretBytes DeriveKey(const LinkKey& key, std::string_view purpose)
+{
+    // OpenSSL takes its inputs through pointers to what is not const and writes to none of them.
+    std::string digest = "SHA256";
+    SecretBytes secret = key.bytes;
+    std::string info(purpose);
+    const std::array<OSSL_PARAM, 4> parameters{
+        OSSL_PARAM_construct_utf8_string(OSSL_KDF_PARAM_DIGEST, digest.data(), 0),
+        OSSL_PARAM_construct_octet_string(OSSL_KDF_PARAM_KEY, secret.data(), secret.size()),
+        OSSL_PARAM_construct_octet_string(OSSL_KDF_PARAM_INFO, info.data(), info.size()),
+        OSSL_PARAM_construct_end(),
+    };
+    const OpenSslPtr<EVP_KDF> hkdf(EVP_KDF_fetch(nullptr, OSSL_KDF_NAME_HKDF, nullptr));
+    const OpenSslPtr<EVP_KDF_CTX> context(EVP_KDF_CTX_new(hkdf.get()));
+    SecretBytes derived{};
+    // A key that was not derived would be one that everybody knows.
+    DISTNET_CHECK(context && EVP_KDF_derive(context.get(), derived.data(), derived.size(), parameters.data()) == 1,
+                  "HKDF with SHA-256 is part of OpenSSL's default provider");
+    return derived;
+}
+
+std::vector<LinkKey> ActiveLinkKeys(const LinkKeys& keys, WallTime now)
+{
+    std::vector<LinkKey> active{keys.current};
+    if (keys.previous && now < keys.previous->validUntil) {
+        active.push_back(keys.previous->key);
+    }
+    return active;
+}
+
+std::string FingerprintOf(const LinkKey& key)
+{
+    return HexOf(DeriveKey(key, FINGERPRINT_PURPOSE)).substr(0, FINGERPRINT_CHARACTERS);
+}
+
+}  // namespace Vexo::Trust

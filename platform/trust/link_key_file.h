@@ -1,0 +1,36 @@
+// link.key, an account's link keys as JSON (docs/enrolment.md); the answer to an enrolment holds the same object. Used
+// by platform/trust only. Functions block on the disk; any thread. No message shows a byte of a key.
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <string>
+
+#include "platform/base/json_keys.h"
+#include "platform/trust/link_key.h"
+
+namespace Vexo::Trust {
+
+// The members of the JSON object.
+struct LinkKeyRecord {
+    int version = 1;
+    std::string account{};  // the network id of the account's key: which account the keys are of
+    LinkKey current{};
+    LinkKey previous{};                         // number 0: there is none
+    std::chrono::seconds previousValidUntil{};  // since 1970, UTC
+
+    LinkKeys Keys() const;
+};
+
+LinkKeyRecord RecordOf(const LinkKeys& keys, const std::string& account);
+const JsonKeys<LinkKeyRecord>& LinkKeyRecordKeys();
+
+// INVALID_ARGUMENT for a JSON text whose version is above 1, with what to do; name stands before it. Every other text
+// is left to the table of its keys.
+[[nodiscard]] Result<void> CheckFormatVersion(const std::string& text, const std::string& name);
+
+// Checked as the other secrets are (identity_files.h), and for its format.
+[[nodiscard]] Result<LinkKeyRecord> ReadLinkKeyFile(const std::filesystem::path& file);
+[[nodiscard]] Result<void> WriteLinkKeyFile(const std::filesystem::path& file, const LinkKeyRecord& record);
+
+}  // namespace Vexo::Trust

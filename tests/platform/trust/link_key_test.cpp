@@ -1,0 +1,69 @@
+#include "platform/trust/link_key.h"
+
+#include <numeric>
+#include <regex>
+
+#include "platform/trust/link_key_file.h"
+#include "tests/platform/trust/trust_fixture.h"
+
+namespace Vexo::Trust::Tests {
+namespace {
+
+using namespace std::chrono_literals;
+
+LinkKey CountingKey(uint32_t number, uint8_t first)
+{
+    LinkKey key{number};
+    std::iota(key.bytes.begin(), key.bytes.end(), first);
+    return key;
+}
+
+TEST(LinkKeyTest, EachPurposeHasAKeyOfItsOwnByHkdf)
+{
+    // openssl kdf -keylen 32 -kdfopt digest:SHA256 -kdfopt hexkey:000102…1f -kdfopt info:PURPOSE HKDF
+    EXPECT_EQ(HexOf(DeriveKey(CountingKey(1, 0), "distnet test")),
+              "55e7bacb17ae983cad82b0eeaa062e25cc570360602db7dcd1bd06502adbfca4");
+    EXPECT_EQ(HexOf(DeriveKey(CountingKey(2, 0), "")),
+              "37ad29109f43265287804b674e2653d0a513718907f97fca97c95bded8104bbf");
+    EXPECT_EQ(FingerprintOf(CountingKey(1, 0)), "a39082b4");
+}
+
+TEST(LinkKeyTest, ThePreviousKeyIsKeptAndActiveUntilItsDate)
+{
+    const WallTime end(1'900'000'000s);
+    const Vexo::Tests::TempFolder folder;
+    const auto file = folder.Path() / LINK_KEY_FILE;
+    const LinkKeys keys{CountingKey(8, 1), PreviousLinkKey{CountingKey(7, 2), end}};
+    ASSERT_TRUE(WriteLinkKeyFile(file, RecordOf(keys, std::string(64, 'a'))));
+    const LinkKeys read = ReadLinkKeyFile(file).value().Keys();
+    const std::vector<LinkKey> both = ActiveLinkKeys(read, end - 1s);
+    ASSERT_EQ(both.size(), 2u);
+    EXPECT_EQ(both[0].number, 8u);
+    EXPECT_EQ(both[0].bytes, keys.current.bytes);
+    EXPECT_EQ(both[1].number, 7u);
+    EXPECT_EQ(both[1].bytes, keys.previous->key.bytes);
+    EXPECT_EQ(ActiveLinkKeys(read, end).size(), 1u);
+}
+
+TEST(LinkKeyTest, ADamagedRecordIsNamedWithoutItsKey)
+{
+    const LinkKeyRecord good = RecordOf({CountingKey(8, 0xA0)}, std::string(64, 'a'));
+    const std::string hex = HexOf(good.current.bytes);
+    LinkKeyRecord incomplete = good;
+    incomplete.previous.number = 7;
+    LinkKeyRecord notOlder = good;
+    notOlder.previous = good.current;
+    notOlder.previousValidUntil = 5s;
+    const auto printed = [](const LinkKeyRecord& record) { return LinkKeyRecordKeys().Print(record); };
+    for (const auto& [text, why] : {std::pair(printed(incomplete), "previous: incomplete"),
+                                    {printed(notOlder), "previous.number: not below"},
+                                    {std::regex_replace(printed(good), std::regex(hex), "G" + hex.substr(1)), "no key"},
+                                    {std::regex_replace(printed(good), std::regex("8,"), "0,"), "number: 0 is out"}}) {
+        const auto parsed = LinkKeyRecordKeys().Parse(text, "link.key");
+        ExpectRefused(parsed, why);
+        EXPECT_EQ(parsed.error().message.find(hex.substr(4, 8)), std::string::npos) << parsed.error().message;
+    }
+}
+
+}  // namespace
+}  // namespace Vexo::Trust::Tests
