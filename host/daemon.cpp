@@ -15,6 +15,7 @@
 #include "platform/dfx/log.h"
 #include "platform/dfx/sinks.h"
 #include "platform/ipc/ipc_skeleton.h"
+#include "platform/trust/identity_repair.h"
 
 namespace Vexo::Host {
 namespace {
@@ -177,6 +178,11 @@ Result<void> Daemon::StartDevice(const PlatformChoice& choice, const Say& say)
 
 Result<void> Daemon::StartLink(const Say& say)
 {
+    if (identity_.LacksLinkKey()) {
+        say(std::string("no link to other devices: ") + Trust::LACKS_LINK_KEY + ". " +
+            Trust::LinkKeyAdvice(configuration_.stateDir / IDENTITY_FOLDER));
+        return {};
+    }
     if (!identity_.Enrolled()) {
         say("no account, so no link to other devices: `distnetctl account create` or "
             "`account request`, then restart distnetd");

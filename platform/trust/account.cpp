@@ -6,7 +6,10 @@
 #include <algorithm>
 
 #include "platform/base/utf8.h"
+#include "platform/trust/enrolment_answer.h"
 #include "platform/trust/identity_files.h"
+#include "platform/trust/identity_repair.h"
+#include "platform/trust/link_key_file.h"
 #include "platform/trust/openssl_util.h"
 
 namespace Vexo::Trust {
@@ -76,7 +79,7 @@ Certificate MakeAccountCertificate(EVP_PKEY* key, const std::string& name)
     Certificate certificate = MakeDraft(key, name, ACCOUNT_VALIDITY);
     if (!certificate || X509_set_issuer_name(certificate.get(), X509_get_subject_name(certificate.get())) != 1 ||
         !AddExtension(certificate.get(), certificate.get(), NID_basic_constraints, "critical,CA:TRUE,pathlen:0") ||
-        !AddExtension(certificate.get(), certificate.get(), NID_key_usage, "critical,keyCertSign") ||
+        !AddExtension(certificate.get(), certificate.get(), NID_key_usage, "critical,keyCertSign,digitalSignature") ||
         !AddExtension(certificate.get(), certificate.get(), NID_subject_key_identifier, "hash") ||
         X509_sign(certificate.get(), key, EVP_sha256()) == 0) {
         return nullptr;
@@ -97,7 +100,7 @@ Certificate MakeDeviceCertificate(EVP_PKEY* deviceKey, const std::string& device
     if (!certificate || X509_set_issuer_name(certificate.get(), X509_get_subject_name(account)) != 1 ||
         !LimitExpiry(certificate.get(), X509_get0_notAfter(account)) ||
         !AddExtension(certificate.get(), account, NID_basic_constraints, "critical,CA:FALSE") ||
-        !AddExtension(certificate.get(), account, NID_key_usage, "critical,digitalSignature") ||
+        !AddExtension(certificate.get(), account, NID_key_usage, "critical,digitalSignature,keyAgreement") ||
         !AddExtension(certificate.get(), account, NID_ext_key_usage, "serverAuth,clientAuth") ||
         !AddExtension(certificate.get(), account, NID_subject_key_identifier, "hash") ||
         !AddExtension(certificate.get(), account, NID_authority_key_identifier, "keyid:always") ||
@@ -149,24 +152,96 @@ Result<Certificate> EnsureAccountCertificate(const std::filesystem::path& folder
     return made;
 }
 
-// The account's certificate first: an enrolment counts from the moment the device's own is there.
-Result<void> WriteEnrolment(const std::filesystem::path& folder, X509* account, X509* device)
+// The link keys of that account: those of the folder, which other devices have, or a first one.
+Result<LinkKeyRecord> EnsureLinkKeys(const std::filesystem::path& folder, X509* account)
 {
-    if (auto written = WriteCertificateFile(folder / ACCOUNT_CERTIFICATE_FILE, account); !written) {
-        return written;
+    const std::filesystem::path file = folder / LINK_KEY_FILE;
+    const std::string accountId = NetworkIdOf(X509_get0_pubkey(account));
+    if (FileExists(file)) {
+        auto kept = ReadLinkKeyFile(file);
+        // Keys of another account are what an interrupted Install has left.
+        if (!kept || kept.value().account == accountId) {
+            return kept;
+        }
     }
-    return WriteCertificateFile(folder / DEVICE_CERTIFICATE_FILE, device);
+    const auto made = GenerateLinkKey(1);
+    return made ? RecordOf({made.value()}, accountId) : Result<LinkKeyRecord>(Failure(made.error()));
 }
 
+// The device's certificate last: an enrolment counts from the moment it is there.
+Result<void> WriteEnrolment(const std::filesystem::path& folder, const EnrolmentAnswer& enrolment)
+{
+    if (auto written = WriteLinkKeyFile(folder / LINK_KEY_FILE, enrolment.linkKeys); !written) {
+        return written;
+    }
+    if (auto written = WriteCertificateFile(folder / ACCOUNT_CERTIFICATE_FILE, enrolment.account.get()); !written) {
+        return written;
+    }
+    return WriteCertificateFile(folder / DEVICE_CERTIFICATE_FILE, enrolment.device.get());
+}
+
+Failure HasAccount(const std::filesystem::path& folder, const Identity& identity)
+{
+    return Fail(ErrorCode::ALREADY_EXISTS, folder.string() + ": this device belongs to the account \"" +
+                                               identity.accountName + "\" already; move the folder away to start anew");
+}
+
+// The identity of a device that can be enrolled: it has no account, or lacks its account's link key.
 Result<Identity> LoadUnenrolled(const std::filesystem::path& folder)
 {
     auto identity = LoadOrCreateIdentity(folder);
-    if (identity && identity.value().Enrolled()) {
-        return Fail(ErrorCode::ALREADY_EXISTS, folder.string() + ": this device belongs to the account \"" +
-                                                   identity.value().accountName +
-                                                   "\" already; move the folder away to start anew");
+    return identity && identity.value().Enrolled() ? HasAccount(folder, identity.value()) : std::move(identity);
+}
+
+// The identity and key of a device that can admit others.
+struct Holder {
+    Identity identity;
+    PrivateKey accountKey;
+};
+
+Result<Holder> LoadHolder(const std::filesystem::path& folder)
+{
+    auto identity = LoadIdentity(folder);
+    if (!identity) {
+        return Failure(std::move(identity).error());
     }
-    return identity;
+    if (!identity.value().HasCertificate() || !identity.value().holdsAccountKey) {
+        return Fail(ErrorCode::NOT_FOUND,
+                    "this device does not hold the account's key; admit on the device that made the account");
+    }
+    if (identity.value().LacksLinkKey()) {
+        return Fail(ErrorCode::NOT_FOUND, "this device has no link key to hand out. " + LinkKeyAdvice(folder));
+    }
+    auto accountKey = ReadKeyFile(folder / ACCOUNT_KEY_FILE);
+    if (!accountKey) {
+        return Failure(std::move(accountKey).error());
+    }
+    return Holder{std::move(identity.value()), std::move(accountKey.value())};
+}
+
+// Checks the certificates of an answer for the device of that identity.
+Result<void> CheckAnswer(const std::filesystem::path& folder, const EnrolmentAnswer& answer, const Identity& identity)
+{
+    if (X509_check_private_key(answer.device.get(), identity.key.get()) != 1) {
+        (void)OpenSslReason();
+        return Fail(ErrorCode::UNTRUSTED,
+                    "the certificate is for another device's key; install it where the request was made");
+    }
+    if (auto verified = VerifySignedBy(answer.device.get(), answer.account.get()); !verified) {
+        return verified;
+    }
+    if (auto valid = VerifyValidNow(answer.device.get()); !valid) {
+        return Fail(valid.error().code,
+                    valid.error().message + "; have it made anew on the device that holds the account's key");
+    }
+    if (auto valid = VerifyValidNow(answer.account.get()); !valid) {
+        return Fail(valid.error().code, "the account's " + valid.error().message + "; join an account that is valid");
+    }
+    if (identity.HasCertificate() &&
+        EVP_PKEY_eq(X509_get0_pubkey(answer.account.get()), X509_get0_pubkey(identity.accountCertificate.get())) != 1) {
+        return HasAccount(folder, identity);
+    }
+    return {};
 }
 
 }  // namespace
@@ -184,21 +259,31 @@ Result<void> CreateAccount(const std::filesystem::path& folder, const std::strin
     if (!identity) {
         return Failure(std::move(identity).error());
     }
+    if (identity.value().HasCertificate() && !identity.value().holdsAccountKey) {
+        return HasAccount(folder, identity.value());
+    }
     auto accountKey = EnsureAccountKey(folder);
     if (!accountKey) {
         return Failure(std::move(accountKey).error());
     }
-    const auto account = EnsureAccountCertificate(folder, accountKey.value().get(), accountName);
+    auto account = EnsureAccountCertificate(folder, accountKey.value().get(), accountName);
     if (!account) {
-        return Failure(account.error());
+        return Failure(std::move(account).error());
     }
-    const Certificate device = MakeDeviceCertificate(identity.value().key.get(), deviceName, account.value().get(),
-                                                     accountKey.value().get(), DEVICE_VALIDITY);
+    auto linkKeys = EnsureLinkKeys(folder, account.value().get());
+    if (!linkKeys) {
+        return Failure(std::move(linkKeys).error());
+    }
+    if (identity.value().LacksLinkKey()) {
+        return WriteLinkKeyFile(folder / LINK_KEY_FILE, linkKeys.value());
+    }
+    Certificate device = MakeDeviceCertificate(identity.value().key.get(), deviceName, account.value().get(),
+                                               accountKey.value().get(), DEVICE_VALIDITY);
     if (!device) {
         return Fail(ErrorCode::SYSTEM,
                     folder.string() + ": the device's certificate could not be made: " + OpenSslReason());
     }
-    return WriteEnrolment(folder, account.value().get(), device.get());
+    return WriteEnrolment(folder, {std::move(device), std::move(account.value()), std::move(linkKeys.value())});
 }
 
 Result<std::string> MakeRequest(const std::filesystem::path& folder, const std::string& deviceName)
@@ -223,17 +308,9 @@ Result<std::string> MakeRequest(const std::filesystem::path& folder, const std::
 Result<std::string> Admit(const std::filesystem::path& folder, const std::string& requestPem,
                           std::chrono::hours validity)
 {
-    auto identity = LoadIdentity(folder);
-    if (!identity) {
-        return Failure(std::move(identity).error());
-    }
-    if (!identity.value().Enrolled() || !identity.value().holdsAccountKey) {
-        return Fail(ErrorCode::NOT_FOUND,
-                    "this device does not hold the account's key; admit on the device that made the account");
-    }
-    auto accountKey = ReadKeyFile(folder / ACCOUNT_KEY_FILE);
-    if (!accountKey) {
-        return Failure(std::move(accountKey).error());
+    auto holder = LoadHolder(folder);
+    if (!holder) {
+        return Failure(std::move(holder).error());
     }
     const OpenSslPtr<X509_REQ> request = RequestFromPem(requestPem);
     if (!request) {
@@ -251,51 +328,41 @@ Result<std::string> Admit(const std::filesystem::path& folder, const std::string
     if (auto checked = CheckName(name, "the request's device name"); !checked) {
         return Failure(std::move(checked).error());
     }
-    X509* account = identity.value().accountCertificate.get();
+    auto& [identity, accountKey] = holder.value();
+    X509* account = identity.accountCertificate.get();
     if (auto valid = VerifyValidNow(account); !valid) {
         return Fail(valid.error().code,
                     "the account's " + valid.error().message + "; make a new account and enrol its devices again");
     }
-    const Certificate device = MakeDeviceCertificate(key, name, account, accountKey.value().get(), validity);
+    Certificate device = MakeDeviceCertificate(key, name, account, accountKey.get(), validity);
     if (!device) {
         return Fail(ErrorCode::SYSTEM, "the certificate could not be made: " + OpenSslReason());
     }
-    return CertificateToPem(device.get()) + CertificateToPem(account);
+    const std::string accountId = NetworkIdOf(accountKey.get());
+    return SealAnswer(
+        {std::move(device), std::move(identity.accountCertificate), RecordOf(*identity.linkKeys, accountId)},
+        accountKey.get());
 }
 
-Result<void> Install(const std::filesystem::path& folder, const std::string& chainPem)
+Result<void> Install(const std::filesystem::path& folder, const std::string& answerPem)
 {
     auto identity = LoadUnenrolled(folder);
     if (!identity) {
         return Failure(std::move(identity).error());
     }
-    const std::vector<Certificate> chain = CertificatesFromPem(chainPem);
-    if (chain.size() != 2) {
-        return Fail(ErrorCode::MALFORMED, "not a device's certificate followed by its account's, in PEM");
+    const auto answer = OpenAnswer(answerPem, identity.value().key.get());
+    if (!answer) {
+        return Failure(answer.error());
     }
-    X509* device = chain[0].get();
-    X509* account = chain[1].get();
-    if (X509_check_private_key(device, identity.value().key.get()) != 1) {
-        (void)OpenSslReason();
-        return Fail(ErrorCode::UNTRUSTED,
-                    "the certificate is for another device's key; install it where the request was made");
-    }
-    if (auto verified = VerifySignedBy(device, account); !verified) {
-        return verified;
-    }
-    if (auto valid = VerifyValidNow(device); !valid) {
-        return Fail(valid.error().code,
-                    valid.error().message + "; have it made anew on the device that holds the account's key");
-    }
-    if (auto valid = VerifyValidNow(account); !valid) {
-        return Fail(valid.error().code, "the account's " + valid.error().message + "; join an account that is valid");
+    if (auto checked = CheckAnswer(folder, answer.value(), identity.value()); !checked) {
+        return checked;
     }
     if (FileExists(folder / ACCOUNT_KEY_FILE)) {
         return Fail(ErrorCode::ALREADY_EXISTS,
                     (folder / ACCOUNT_KEY_FILE).string() +
                         ": this device was making an account of its own; complete that, or move the key away");
     }
-    return WriteEnrolment(folder, account, device);
+    return WriteEnrolment(folder, answer.value());
 }
 
 }  // namespace Vexo::Trust

@@ -1,8 +1,8 @@
 // Accounts and enrolment by files in standard formats; private keys never leave their device. On the first device
-// CreateAccount; on each further one WriteRequest (PKCS#10, RFC 2986), then Admit on the device that holds the
-// account's key (X.509, RFC 5280; the answer file is the device's certificate followed by the account's, both PEM),
-// then Install. Functions block on the disk and on key generation; any thread. Nothing that exists is overwritten or
-// lost on failure.
+// CreateAccount; on each further one MakeRequest (PKCS#10, RFC 2986), then Admit on the device that holds the account's
+// key (CMS, RFC 5652: both certificates, X.509, and the link keys, signed by the account's key and encrypted for the
+// device's), then Install. The formats: docs/enrolment.md. Functions block on the disk and on key generation; any
+// thread. A failure at any moment leaves the device as it was, or with an enrolment that the same call completes.
 #pragma once
 
 #include <chrono>
@@ -18,23 +18,24 @@ inline constexpr std::chrono::hours ACCOUNT_VALIDITY{24 * 3652};
 inline constexpr std::chrono::hours DEVICE_VALIDITY{24 * 3652};
 inline constexpr size_t MAX_ACCOUNT_NAME = 64;  // X.520 upper bound of a common name
 
-// Makes an account named accountName and enrols this device under deviceName. Where the account's key lies already, no
-// account is made: the device gets a certificate of that key, which must be given its account's name. Refused when the
-// device has an account.
+// Makes an account named accountName with its first link key, and enrols this device under deviceName. Where the
+// account's key is already, no account is made: the device gets what it lacks of a certificate of that key and a link
+// key, and accountName must be the account's. Refused when the device has an account and lacks nothing.
 [[nodiscard]] Result<void> CreateAccount(const std::filesystem::path& folder, const std::string& accountName,
                                          const std::string& deviceName);
 
-// A PEM PKCS#10 request for this device's key.
+// A PEM PKCS#10 request for this device's key. Refused when the device has an account and its link key.
 [[nodiscard]] Result<std::string> MakeRequest(const std::filesystem::path& folder, const std::string& deviceName);
 
 // Checks the request's own signature and issues a certificate for its key, valid from now for validity, but no longer
-// than the account; returns the PEM chain. Refused when this device does not hold the account's key, or the account has
-// expired.
+// than the account; returns the answer in PEM. It holds the link keys, encrypted: a file of mode 0600. Refused when
+// this device does not hold the account's key or has no link key, or the account has expired.
 [[nodiscard]] Result<std::string> Admit(const std::filesystem::path& folder, const std::string& requestPem,
                                         std::chrono::hours validity = DEVICE_VALIDITY);
 
-// Installs the chain that Admit made. Refused when it is for another key, does not verify, has expired, or the device
-// has an account already.
-[[nodiscard]] Result<void> Install(const std::filesystem::path& folder, const std::string& chainPem);
+// Installs the answer that Admit made. Refused when it is no such answer or damaged (MALFORMED), for another key or
+// signed by another (UNTRUSTED), EXPIRED, or the device has an account already (ALREADY_EXISTS); a device that lacks
+// only its link key takes an answer of its own account.
+[[nodiscard]] Result<void> Install(const std::filesystem::path& folder, const std::string& answerPem);
 
 }  // namespace Vexo::Trust

@@ -7,9 +7,11 @@
 #include <algorithm>
 #include <array>
 #include <ctime>
+#include <optional>
 
 #include "platform/base/files.h"
 #include "platform/trust/identity_files.h"
+#include "platform/trust/link_key_file.h"
 #include "platform/trust/openssl_util.h"
 
 namespace Vexo::Trust {
@@ -73,13 +75,30 @@ Result<bool> HoldsAccountKey(const std::filesystem::path& folder, X509* account)
     return true;
 }
 
-// Certificate and anchor, or neither.
+// The link keys of that account; none when the file is missing.
+Result<std::optional<LinkKeys>> LoadLinkKeys(const std::filesystem::path& folder, X509* account)
+{
+    const std::filesystem::path file = folder / LINK_KEY_FILE;
+    if (!FileExists(file)) {
+        return std::nullopt;
+    }
+    const auto record = ReadLinkKeyFile(file);
+    if (!record) {
+        return Failure(record.error());
+    }
+    if (record.value().account != NetworkIdOf(X509_get0_pubkey(account))) {
+        return Fail(ErrorCode::UNTRUSTED,
+                    file.string() + ": of another account than " + ACCOUNT_CERTIFICATE_FILE + DOCTOR_KNOWS);
+    }
+    return record.value().Keys();
+}
+
+// Certificate and anchor, or neither; the link keys if there are any.
 Result<void> LoadEnrolment(const std::filesystem::path& folder, Identity& identity)
 {
     const std::filesystem::path certificateFile = folder / DEVICE_CERTIFICATE_FILE;
     const std::filesystem::path accountFile = folder / ACCOUNT_CERTIFICATE_FILE;
-    // The account's certificate is written first and the device's last: without the latter an enrolment has not been
-    // completed.
+    // The device's certificate is written last: without it an enrolment has not been completed.
     if (!FileExists(certificateFile)) {
         return {};
     }
@@ -105,6 +124,11 @@ Result<void> LoadEnrolment(const std::filesystem::path& folder, Identity& identi
     if (!holdsAccountKey) {
         return Failure(std::move(holdsAccountKey).error());
     }
+    auto linkKeys = LoadLinkKeys(folder, account.value().get());
+    if (!linkKeys) {
+        return Failure(std::move(linkKeys).error());
+    }
+    identity.linkKeys = std::move(linkKeys.value());
     identity.accountName = CommonNameOf(X509_get_subject_name(account.value().get()));
     identity.certificate = std::move(certificate.value());
     identity.accountCertificate = std::move(account.value());

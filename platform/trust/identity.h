@@ -4,11 +4,12 @@
 //   device.crt   the device's X.509 certificate, issued by the account (PEM); absent before enrolment
 //   account.crt  the account's self-signed CA certificate (PEM): the one trust anchor; carries the name
 //   account.key  the account's private key, like device.key; only on the device that created the account
+//   link.key     the account's link keys (link_key.h), JSON, mode 0600; version 0.1 enrolled devices without it
 // The network id is the lower-case hex SHA-256 of the device's public key (DER SubjectPublicKeyInfo, RFC 5280).
 // Functions block on the disk and on key generation; any thread. Files are created atomically; a key that others can
 // read, a damaged file, or a certificate of another key is refused with an error that names the file and what to do.
 // Whether certificates are valid now is not asked here (a clock may still be wrong) but in each handshake, by the peer.
-// Next: account.h (enrolment), tls_context.h (use).
+// Next: account.h (enrolment), tls_context.h and link_key.h (use).
 #pragma once
 
 #include <openssl/types.h>
@@ -16,9 +17,11 @@
 #include <chrono>
 #include <filesystem>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "platform/base/result.h"
+#include "platform/trust/link_key.h"
 
 namespace Vexo::Trust {
 
@@ -33,13 +36,17 @@ struct Identity {
     std::string networkId;  // 64 lower-case hex characters
     std::string deviceId;   // 64 lower-case hex characters
     PrivateKey key;
-    Certificate certificate;         // null before enrolment
-    Certificate accountCertificate;  // null before enrolment
-    std::string accountName;         // empty before enrolment
+    Certificate certificate;           // null before enrolment
+    Certificate accountCertificate;    // null before enrolment
+    std::string accountName;           // empty before enrolment
+    std::optional<LinkKeys> linkKeys;  // none before enrolment
     bool holdsAccountKey = false;
 
-    bool Enrolled() const { return certificate != nullptr && accountCertificate != nullptr; }
-    std::chrono::system_clock::time_point CertificateExpiry() const;  // only when enrolled
+    bool HasCertificate() const { return certificate != nullptr && accountCertificate != nullptr; }
+    bool Enrolled() const { return HasCertificate() && linkKeys.has_value(); }
+    // Has a certificate but no link key. What to do about it: LinkKeyAdvice (identity_repair.h).
+    bool LacksLinkKey() const { return HasCertificate() && !linkKeys.has_value(); }
+    std::chrono::system_clock::time_point CertificateExpiry() const;  // only with a certificate
 };
 
 // Loads the identity; creates folder, key and device id on first use.

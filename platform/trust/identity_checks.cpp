@@ -88,6 +88,11 @@ IdentityChecks CheckIdentity(const std::filesystem::path& folder, TimePoint now)
     const Identity& identity = loaded.value();
     IdentityChecks checks;
     checks.networkId = identity.networkId;
+    if (identity.LacksLinkKey()) {
+        IdentityChecks lacking = Without(Unhealthy("identity", LACKS_LINK_KEY, LinkKeyAdvice(folder)));
+        lacking.networkId = identity.networkId;
+        return lacking;
+    }
     if (identity.Enrolled()) {
         CheckEnrolled(folder, identity, now, checks);
         return checks;

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "platform/trust/identity_files.h"
+#include "platform/trust/link_key_file.h"
 #include "platform/trust/openssl_util.h"
 
 namespace Vexo::Trust {
@@ -85,12 +86,25 @@ bool IsForeignKey(const std::filesystem::path& folder, EVP_PKEY* accountKey)
     return account && X509_check_private_key(account.value().get(), accountKey) != 1;
 }
 
-// The step that gives the device a certificate of its account again; the replaced files are moved away first.
+// Whether the link keys are of the folder's account, as far as its certificate can be read.
+bool CanUse(const Result<LinkKeyRecord>& linkKeys, const std::filesystem::path& folder)
+{
+    const auto account = ReadCertificateFile(folder / ACCOUNT_CERTIFICATE_FILE);
+    (void)OpenSslReason();
+    return linkKeys && (!account || linkKeys.value().account == NetworkIdOf(X509_get0_pubkey(account.value().get())));
+}
+
+// The step that gives the device what it lacks of its account; the replaced files, and a link key that cannot be used,
+// are moved away first.
 std::string Reissue(const std::filesystem::path& folder, std::vector<const char*> replaced)
 {
     const std::filesystem::path accountKeyFile = folder / ACCOUNT_KEY_FILE;
     if (IsOpenToOthers(accountKeyFile)) {
         return "First close the account's key, if nobody has read it: chmod 600 " + Quoted(accountKeyFile);
+    }
+    const std::filesystem::path linkKeyFile = folder / LINK_KEY_FILE;
+    if (FileExists(linkKeyFile) && !IsOpenToOthers(linkKeyFile) && !CanUse(ReadLinkKeyFile(linkKeyFile), folder)) {
+        replaced.push_back(LINK_KEY_FILE);
     }
     const auto accountKey = ReadKeyFile(accountKeyFile);
     (void)OpenSslReason();
@@ -126,6 +140,11 @@ std::string ReissueAdvice(const std::filesystem::path& folder)
     return Reissue(folder, {DEVICE_CERTIFICATE_FILE});
 }
 
+std::string LinkKeyAdvice(const std::filesystem::path& folder)
+{
+    return Reissue(folder, {});
+}
+
 std::string AccountOf(const std::filesystem::path& folder)
 {
     const auto account = ReadCertificateFile(folder / ACCOUNT_CERTIFICATE_FILE);
@@ -147,6 +166,13 @@ std::string RepairAdvice(const std::filesystem::path& folder)
                             : "Move it away: " + move + THEN_RESTART + ", which makes a new one";
     }
     if (IsEnrolled(folder, deviceKey.value().get())) {
+        const auto linkKeys = ReadLinkKeyFile(folder / LINK_KEY_FILE);
+        if (!linkKeys && linkKeys.error().code == ErrorCode::INVALID_ARGUMENT) {
+            return "Install the version that made it, or a later one" + std::string(THEN_RESTART);
+        }
+        if (!CanUse(linkKeys, folder)) {
+            return LinkKeyAdvice(folder);
+        }
         return std::string(RESTORE_IT) +
                ", because without it no device can be admitted. To use this device without it: " +
                Joined(MoveAway(folder, {ACCOUNT_KEY_FILE})) + THEN_RESTART;

@@ -8,12 +8,19 @@
 
 namespace Vexo::Trust {
 
+// What is wrong with an identity that LacksLinkKey; LinkKeyAdvice says what to do.
+inline constexpr const char* LACKS_LINK_KEY =
+    "no link key (link.key): this device was enrolled by version 0.1, or the file is lost";
+
 // For a folder that LoadIdentity refuses: the step for the first file, in its order, that cannot be used. One or two
 // sentences with the commands to run.
 std::string RepairAdvice(const std::filesystem::path& folder);
 
 // For a device whose certificate is missing, damaged or expired, and whose key and id can be used.
 std::string ReissueAdvice(const std::filesystem::path& folder);
+
+// For a device whose link key is missing or damaged, and whose key, id and certificate can be used.
+std::string LinkKeyAdvice(const std::filesystem::path& folder);
 
 // The account that the folder's account certificate names; empty when there is none that can be read.
 std::string AccountOf(const std::filesystem::path& folder);

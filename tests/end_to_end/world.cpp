@@ -198,8 +198,8 @@ Device& World::Add(const std::string& name)
         EXPECT_TRUE(made) << (made ? "" : made.error().message);
     } else {
         const auto request = Trust::MakeRequest(device->Identity(), name);
-        const auto chain = Trust::Admit(devices_.at("laptop")->Identity(), request.value());
-        EXPECT_TRUE(Trust::Install(device->Identity(), chain.value()));
+        const auto answer = Trust::Admit(devices_.at("laptop")->Identity(), request.value());
+        EXPECT_TRUE(Trust::Install(device->Identity(), answer.value()));
     }
     return *(devices_[name] = std::move(device));
 }

@@ -61,6 +61,8 @@ const Broken ROWS[] = {
      [](Phone& p) { chmod((p.folder.Path() / "identity/device.key").c_str(), 0644); }},
     {"identity", "account.crt: ", "mv ",
      [](Phone& p) { std::filesystem::remove(p.folder.Path() / "identity/account.crt"); }},
+    {"identity", "no link key", "account create home",
+     [](Phone& p) { std::filesystem::remove(p.folder.Path() / "identity/link.key"); }},
     {"identity", "expired on", "account create home", [](Phone& p) { p.facts.now += 24h * 4000; }},
     {"identity", "replaced", "systemctl restart", [](Phone& p) { p.facts.networkId = "cd"; }},
     {"account", "enrolled since", "systemctl restart", [](Phone& p) { p.facts.devices.reset(); }},

@@ -14,7 +14,8 @@ namespace Vexo::Ctl {
 namespace {
 
 constexpr size_t MAX_ENROLMENT_FILE = 64 * 1024;
-constexpr mode_t ENROLMENT_FILE_MODE = 0644;  // holds public keys only
+constexpr mode_t REQUEST_FILE_MODE = 0644;  // holds a public key only
+constexpr mode_t ANSWER_FILE_MODE = 0600;   // holds the link key, encrypted for the new device
 
 std::filesystem::path IdentityFolder(const GlobalOptions& options)
 {
@@ -46,8 +47,9 @@ int RunAccountCreate(const GlobalOptions& options, Output& output, const std::st
         return output.Finish(StateFailure(options.stateDir, created.error().message, ""));
     }
     if (isMadeAlready) {
-        return output.Finish(Done("This device has a new certificate of \"" + name +
-                                  "\", whose key it holds. Restart distnetd to use it."));
+        return output.Finish(Done("This device belongs to \"" + name +
+                                  "\" again, whose key it holds. Restart distnetd to use it.\n"
+                                  "If its link key was missing, enrol the other devices again."));
     }
     return output.Finish(
         Done("Account \"" + name +
@@ -73,7 +75,7 @@ int RunAccountShow(const GlobalOptions& options, Output& output)
     AddText(details.get(), "account", identity.accountName);
     cJSON_AddBoolToObject(details.get(), "holds_account_key", identity.holdsAccountKey);
     output.Line(Column("network id", 14) + identity.networkId);
-    if (!identity.Enrolled()) {
+    if (!identity.HasCertificate()) {
         output.Line(Column("account", 14) + "none: this device is not enrolled");
         return output.Finish(Done("", std::move(details)));
     }
@@ -82,6 +84,15 @@ int RunAccountShow(const GlobalOptions& options, Output& output)
     output.Line(Column("account", 14) + "\"" + EscapeHidden(identity.accountName) + "\"" +
                 (identity.holdsAccountKey ? ", whose key this device holds" : ""));
     output.Line(Column("certificate", 14) + "valid until " + expiry);
+    if (identity.LacksLinkKey()) {
+        output.Line(Column("link key", 14) + "none: `distnetctl doctor` says what to do");
+        return output.Finish(Done("", std::move(details)));
+    }
+    const Trust::LinkKey& linkKey = identity.linkKeys->current;
+    AddNumber(details.get(), "link_key_number", linkKey.number);
+    AddText(details.get(), "link_key_fingerprint", Trust::FingerprintOf(linkKey));
+    output.Line(Column("link key", 14) + "number " + std::to_string(linkKey.number) + ", fingerprint " +
+                Trust::FingerprintOf(linkKey));
     return output.Finish(Done("", std::move(details)));
 }
 
@@ -92,7 +103,7 @@ int RunAccountRequest(const GlobalOptions& options, Output& output, const std::f
     if (!request) {
         return output.Finish(StateFailure(options.stateDir, request.error().message, ""));
     }
-    if (auto written = WriteFileAtomically(file, request.value(), ENROLMENT_FILE_MODE); !written) {
+    if (auto written = WriteFileAtomically(file, request.value(), REQUEST_FILE_MODE); !written) {
         return output.Finish(NotDone(written.error().message, ""));
     }
     return output.Finish(Done("Request written to " + file.string() +
@@ -109,11 +120,11 @@ int RunAccountAdmit(const GlobalOptions& options, Output& output, const std::fil
     if (!text) {
         return output.Finish(NotDone(text.error().message, ""));
     }
-    auto chain = OnIdentity(options, [&](const auto& folder) { return Trust::Admit(folder, text.value()); });
-    if (!chain) {
-        return output.Finish(StateFailure(options.stateDir, request.string() + ": " + chain.error().message, ""));
+    auto admitted = OnIdentity(options, [&](const auto& folder) { return Trust::Admit(folder, text.value()); });
+    if (!admitted) {
+        return output.Finish(StateFailure(options.stateDir, request.string() + ": " + admitted.error().message, ""));
     }
-    if (auto written = WriteFileAtomically(answer, chain.value(), ENROLMENT_FILE_MODE); !written) {
+    if (auto written = WriteFileAtomically(answer, admitted.value(), ANSWER_FILE_MODE); !written) {
         return output.Finish(NotDone(written.error().message, ""));
     }
     return output.Finish(Done("Admitted. Take " + answer.string() +

@@ -185,20 +185,19 @@ void AddAccountCommands(CLI::App& app, Request& request)
     ask->add_option("--device-name", request.deviceName, "What this device is called")->capture_default_str();
     AddState(ask, request);
 
-    CLI::App* admit = AddCommand(*account, request, "admit", "On the account's first device: answer a request (X.509)",
+    CLI::App* admit = AddCommand(*account, request, "admit", "On the account's first device: answer a request (CMS)",
                                  "  distnetctl account admit phone.csr -o phone.pem", [&](Output& output) {
                                      return RunAccountAdmit(request.options, output, request.file, request.answerFile);
                                  });
     admit->add_option("FILE", request.file, "The request")->required()->check(CheckGiven);
-    admit->add_option("-o,--output", request.answerFile, "Where the certificate and its chain go")
+    admit->add_option("-o,--output", request.answerFile, "Where the answer goes, readable by its owner only")
         ->required()
         ->check(CheckGiven);
     AddState(admit, request);
 
-    CLI::App* install = AddCommand(*account, request, "install", "On the new device: install the certificate",
-                                   "  distnetctl account install phone.pem", [&](Output& output) {
-                                       return RunAccountInstall(request.options, output, request.file);
-                                   });
+    CLI::App* install = AddCommand(
+        *account, request, "install", "On the new device: install the answer", "  distnetctl account install phone.pem",
+        [&](Output& output) { return RunAccountInstall(request.options, output, request.file); });
     install->add_option("FILE", request.file, "The answer of `account admit`")->required()->check(CheckGiven);
     AddState(install, request);
 }

@@ -1,6 +1,9 @@
-// What enrolment takes from another device: the request that Admit signs and the chain that Install keeps.
+// What enrolment takes from another device: the request that Admit signs, the answer that Install keeps,
+// and what is inside the answer, which an input could not reach through its encryption.
 #include "fuzz/fuzz_target.h"
 #include "platform/trust/account.h"
+#include "platform/trust/enrolment_answer.h"
+#include "platform/trust/identity_files.h"
 #include "platform/trust/openssl_util.h"
 #include "tests/support/temp_folder.h"
 
@@ -13,13 +16,15 @@ struct Devices {
     std::filesystem::path owner = folder.Path() / "owner";
     std::filesystem::path other = folder.Path() / "other";
     std::string request;
-    std::string chain;
+    std::string answer;
+    PrivateKey otherKey;
 
     Devices()
     {
         Fuzz::Require(CreateAccount(owner, "account", "owner").has_value(), "an account can be made");
         request = MakeRequest(other, "other").value();
-        chain = Admit(owner, request).value();
+        answer = Admit(owner, request).value();
+        otherKey = std::move(ReadKeyFile(other / DEVICE_KEY_FILE).value());
     }
 };
 
@@ -31,7 +36,8 @@ const Devices& TheDevices()
 
 std::vector<std::string> Samples()
 {
-    return {TheDevices().request, TheDevices().chain};
+    const auto opened = OpenAnswer(TheDevices().answer, TheDevices().otherKey.get());
+    return {TheDevices().request, TheDevices().answer, PrintAnswer(opened.value()).text};
 }
 
 bool Admits(const std::string& request)
@@ -44,29 +50,47 @@ bool Admits(const std::string& request)
         Fuzz::Require(!admitted.error().message.empty(), "a refusal says why");
         return false;
     }
-    const auto chain = CertificatesFromPem(admitted.value());
-    Fuzz::Require(
-        chain.size() == 2 && VerifySignedBy(chain[0].get(), chain[1].get()) && IsP256(X509_get0_pubkey(chain[0].get())),
-        "an admitted device's certificate is the account's, for a key of the right kind");
+    // Nobody can sign a request for another key, so every request that is admitted is for this one.
+    const auto answer = OpenAnswer(admitted.value(), TheDevices().otherKey.get());
+    Fuzz::Require(answer && VerifySignedBy(answer.value().device.get(), answer.value().account.get()) &&
+                      IsP256(X509_get0_pubkey(answer.value().device.get())),
+                  "an admitted device's certificate is the account's, for a key of the right kind");
     return true;
 }
 
-bool Installs(const std::string& chain)
+bool Installs(const std::string& answer)
 {
-    if (CertificatesFromPem(chain).empty()) {
+    if (!OpenAnswer(answer, TheDevices().otherKey.get())) {
+        return false;  // most inputs; Install would first read the device's files
+    }
+    const bool installed = Install(TheDevices().other, answer).has_value();
+    const auto certificate = TheDevices().other / DEVICE_CERTIFICATE_FILE;
+    Fuzz::Require(std::filesystem::exists(certificate) == installed, "a refused answer leaves nothing behind");
+    Fuzz::Require(!installed || LoadIdentity(TheDevices().other).has_value(), "what was installed can be used");
+    for (const char* name : {DEVICE_CERTIFICATE_FILE, ACCOUNT_CERTIFICATE_FILE, LINK_KEY_FILE}) {
+        std::filesystem::remove(TheDevices().other / name);
+    }
+    return installed;
+}
+
+bool Parses(const std::string& payload)
+{
+    const auto answer = ParseAnswer(payload);
+    if (!answer) {
+        Fuzz::Require(!answer.error().message.empty(), "a refusal says why");
         return false;
     }
-    const bool installed = Install(TheDevices().other, chain).has_value();
-    const auto certificate = TheDevices().other / "device.crt";
-    Fuzz::Require(std::filesystem::exists(certificate) == installed, "a refused chain leaves nothing behind");
-    Fuzz::Require(!installed || LoadIdentity(TheDevices().other).has_value(), "what was installed can be used");
-    std::filesystem::remove(certificate);
-    std::filesystem::remove(TheDevices().other / "account.crt");
-    return installed;
+    const std::string printed = PrintAnswer(answer.value()).text;
+    const auto again = ParseAnswer(printed);
+    Fuzz::Require(again && PrintAnswer(again.value()).text == printed, "what was read is printed as the same answer");
+    return true;
 }
 
 bool Run(std::string_view input)
 {
+    if (input.starts_with('{')) {
+        return Parses(std::string(input));
+    }
     return input.find("REQUEST") != std::string_view::npos ? Admits(std::string(input)) : Installs(std::string(input));
 }
 

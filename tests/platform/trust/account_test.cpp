@@ -3,6 +3,7 @@
 #include <openssl/ec.h>
 #include <openssl/x509v3.h>
 
+#include "platform/trust/enrolment_answer.h"
 #include "tests/platform/trust/trust_fixture.h"
 
 namespace Vexo::Trust::Tests {
@@ -22,21 +23,35 @@ std::string RequestFor(EVP_PKEY* subject, EVP_PKEY* signer)
 class AccountTest : public testing::Test {
 protected:
     void SetUp() override { devices.Create("laptop"); }
+    EnrolmentAnswer Opened(const std::string& answer, const std::string& device) const
+    {
+        const auto key = ReadKeyFile(devices.Folder(device) / DEVICE_KEY_FILE);
+        return std::move(OpenAnswer(answer, key.value().get()).value());
+    }
 
     Devices devices;
     const fs::path laptop = devices.Folder("laptop");
     const fs::path phone = devices.Folder("phone");
 };
 
-TEST_F(AccountTest, AdmitsADeviceThatThenBelongsToItButCannotAdmit)
+TEST_F(AccountTest, AdmitsADeviceThatThenSharesTheLinkKeyButCannotAdmit)
 {
-    ASSERT_TRUE(Install(phone, devices.Chain("phone", "laptop")));
+    ASSERT_TRUE(Install(phone, devices.Answer("phone", "laptop")));
 
     const Identity joined = devices.Load("phone");
     EXPECT_TRUE(joined.Enrolled());
     EXPECT_EQ(joined.accountName, "home");
     EXPECT_EQ(X509_check_ca(joined.certificate.get()), 0);
+    EXPECT_EQ(X509_get_key_usage(joined.certificate.get()), uint32_t{KU_DIGITAL_SIGNATURE | KU_KEY_AGREEMENT});
     EXPECT_GT(joined.CertificateExpiry(), std::chrono::system_clock::now() + DEVICE_VALIDITY - std::chrono::hours(1));
+    const LinkKey shared = devices.Load("laptop").linkKeys->current;
+    EXPECT_EQ(DeriveKey(joined.linkKeys->current, "distnet test"), DeriveKey(shared, "distnet test"));
+    EXPECT_EQ(joined.linkKeys->current.number, 1u);
+    devices.Create("other", "elsewhere");
+    EXPECT_NE(devices.Load("other").linkKeys->current.bytes, shared.bytes);
+    for (const fs::path& folder : {laptop, phone}) {
+        EXPECT_EQ(fs::status(folder / LINK_KEY_FILE).permissions(), fs::perms(0600));
+    }
     ExpectRefused(Admit(phone, MakeRequest(devices.Folder("tablet"), "tablet").value()),
                   "does not hold the account's key");
     ExpectRefused(CreateAccount(phone, "another", "phone"), "\"home\"");
@@ -55,21 +70,96 @@ TEST_F(AccountTest, RefusesRequestsThatProveNothing)
     ExpectRefused(Admit(laptop, "-----BEGIN CERTIFICATE REQUEST-----\nAAAA\n"), "not a certificate request");
 }
 
-TEST_F(AccountTest, RefusesChainsThatDoNotFitTheDevice)
+TEST_F(AccountTest, RefusesAnswersThatDoNotFitTheDevice)
 {
+    using enum ErrorCode;
     devices.Create("other", "elsewhere");
-    const std::string good = devices.Chain("phone", "laptop");
-    const std::string strange = devices.Chain("phone", "other");
-    const std::string account = Read(laptop / ACCOUNT_CERTIFICATE_FILE);
-    ExpectRefused(Install(phone, devices.Chain("tablet", "laptop")), "another device's key");
-    ExpectRefused(Install(phone, devices.Chain("phone", "laptop", std::chrono::hours(-1))), "expired");
-    ExpectRefused(Install(phone, strange.substr(0, strange.rfind("-----BEGIN")) + account),
-                  "not signed by this account");
-    ExpectRefused(Install(phone, account), "followed by its account's");
-    ExpectRefused(Install(phone, good.substr(0, good.size() - 40)), "followed by its account's");
-    EXPECT_FALSE(devices.Load("phone").Enrolled());
+    const std::string good = devices.Answer("phone", "laptop");
+    const std::string strange = devices.Answer("phone", "other");
+    const EnrolmentAnswer opened = Opened(good, "phone");
+    const PrivateKey key = std::move(ReadKeyFile(laptop / ACCOUNT_KEY_FILE).value());
+    const PrivateKey otherKey = std::move(ReadKeyFile(devices.Folder("other") / ACCOUNT_KEY_FILE).value());
+    const std::string text = PrintAnswer(opened).text;
+    const auto sealed = [&](const std::string& payload, X509* signer, EVP_PKEY* signerKey) {
+        return EncryptText(SignText(SecretText(payload), signer, signerKey), opened.device.get());
+    };
+    const auto changed = [&](const std::string& before, const std::string& after) {
+        return sealed(std::string(text).replace(text.find(before), before.size(), after), opened.account.get(),
+                      key.get());
+    };
+    EnrolmentAnswer mixed = Opened(strange, "phone");
+    mixed.linkKeys.account = opened.linkKeys.account;
+    EnrolmentAnswer stolen = Opened(strange, "phone");
+    stolen.device = Opened(good, "phone").device;
+    const OpenSslPtr<CMS_ContentInfo> unsignedText(CMS_sign(nullptr, nullptr, nullptr, nullptr, CMS_PARTIAL));
+    CMS_final(unsignedText.get(), ReaderOf(text).get(), nullptr, CMS_BINARY);
+    const OpenSslPtr<BIO> der(BIO_new(BIO_s_mem()));
+    i2d_CMS_bio(der.get(), unsignedText.get());
+    const struct {
+        std::string answer;
+        ErrorCode code;
+        const char* why;
+    } rows[] = {
+        {"hello", MALFORMED, "not an answer"},
+        {CertificateToPem(opened.device.get()) + CertificateToPem(opened.account.get()), MALFORMED, "version 0.1"},
+        {good.substr(0, good.size() - 40), MALFORMED, "damaged"},
+        {MessageToPem(unsignedText.get()), MALFORMED, "not encrypted"},
+        {EncryptText(SecretText(WrittenTo(der.get())), opened.device.get()), UNTRUSTED, "signature does not hold"},
+        {sealed(text, stolen.account.get(), otherKey.get()), UNTRUSTED, "not signed by the account that it names"},
+        {SealAnswer(mixed, otherKey.get()).value(), UNTRUSTED, "link keys are of another account"},
+        {SealAnswer(stolen, otherKey.get()).value(), UNTRUSTED, "not signed by this account"},
+        {changed("\"version\":\t1", "\"version\":\t2, \"more\": 1"), INVALID_ARGUMENT, "newer version"},
+        {changed("\"device_certificate\"", "\"certificate\""), MALFORMED, "answer: certificate: unknown"},
+        {changed("-----BEGIN", "-----"), MALFORMED, "damaged"},
+        {devices.Answer("tablet", "laptop"), UNTRUSTED, "another device's key"},
+        {devices.Answer("phone", "laptop", std::chrono::hours(-1)), EXPIRED, "expired"},
+    };
+    for (const auto& [answer, code, why] : rows) {
+        const auto installed = Install(phone, answer);
+        ExpectRefused(installed, why);
+        EXPECT_EQ(installed.error().code, code) << why;
+        EXPECT_FALSE(fs::exists(phone / LINK_KEY_FILE) || devices.Load("phone").Enrolled()) << why;
+    }
     EXPECT_TRUE(Install(phone, good));
     ExpectRefused(Install(phone, strange), "\"home\"");
+}
+
+TEST_F(AccountTest, ACharacterChangedInAnAnswerIsNoticedOrChangesNothing)
+{
+    const std::string good = devices.Answer("phone", "laptop");
+    const std::string text = PrintAnswer(Opened(good, "phone")).text;
+    const PrivateKey key = std::move(devices.Load("phone").key);
+    size_t harmless = 0;                                              // such as the version number of a layer
+    for (size_t at = 0; at < good.size(); at += at < 600 ? 1 : 17) {  // headers, and samples of what is encrypted
+        std::string changed = good;
+        changed[at] = changed[at] == 'A' ? 'Q' : 'A';
+        const auto opened = OpenAnswer(changed, key.get());
+        harmless += opened ? 1 : 0;
+        EXPECT_TRUE(!opened || PrintAnswer(opened.value()).text == text) << at;
+    }
+    EXPECT_LT(harmless, 60u);
+}
+
+TEST_F(AccountTest, AnEnrolmentWithoutALinkKeyIsCompletedInPlace)
+{
+    devices.Create("other", "elsewhere");
+    const std::string strange = devices.Answer("phone", "other");
+    ASSERT_TRUE(Install(phone, devices.Answer("phone", "laptop")));
+    for (const fs::path& folder : {laptop, phone}) {
+        fs::remove(folder / LINK_KEY_FILE);
+    }
+    const std::string certificate = Read(laptop / DEVICE_CERTIFICATE_FILE);
+    EXPECT_TRUE(devices.Load("laptop").LacksLinkKey());
+    ExpectRefused(Admit(laptop, MakeRequest(phone, "phone").value()), "distnetctl account create home");
+    ExpectRefused(CreateAccount(laptop, "another", "laptop"), "\"home\"");
+    devices.Create("laptop");
+    EXPECT_TRUE(devices.Load("laptop").Enrolled());
+    EXPECT_EQ(Read(laptop / DEVICE_CERTIFICATE_FILE), certificate);
+    EXPECT_TRUE(devices.Load("phone").LacksLinkKey());
+    ExpectRefused(CreateAccount(phone, "home", "phone"), "belongs to the account");
+    ExpectRefused(Install(phone, strange), "\"home\"");
+    EXPECT_TRUE(Install(phone, devices.Answer("phone", "laptop")));
+    EXPECT_EQ(devices.Load("phone").linkKeys->current.bytes, devices.Load("laptop").linkKeys->current.bytes);
 }
 
 TEST_F(AccountTest, ADeviceBelongsToItNoLongerThanItLasts)
@@ -82,34 +172,43 @@ TEST_F(AccountTest, ADeviceBelongsToItNoLongerThanItLasts)
         EXPECT_TRUE(WriteCertificateFile(accountFile, changed.get()));
     };
     endAfter(std::chrono::hours(48));
-    const std::string chain = devices.Chain("phone", "laptop");
-    ASSERT_TRUE(Install(phone, chain));
+    ASSERT_TRUE(Install(phone, devices.Answer("phone", "laptop")));
     const Identity joined = devices.Load("phone");
     EXPECT_EQ(ASN1_TIME_compare(X509_get0_notAfter(joined.certificate.get()),
                                 X509_get0_notAfter(joined.accountCertificate.get())),
               0);
-    const std::string briefer = devices.Chain("tablet", "laptop", std::chrono::hours(1));
+    EnrolmentAnswer late = Opened(devices.Answer("tablet", "laptop", std::chrono::hours(1)), "tablet");
     endAfter(std::chrono::hours(-1));
     ExpectRefused(Admit(laptop, MakeRequest(devices.Folder("watch"), "watch").value()), "account's certificate has");
-    const std::string late = briefer.substr(0, briefer.rfind("-----BEGIN")) + Read(accountFile);
-    ExpectRefused(Install(devices.Folder("tablet"), late), "account's certificate has expired");
+    late.account = std::move(ReadCertificateFile(accountFile).value());
+    ExpectRefused(Install(devices.Folder("tablet"), SealAnswer(late, key.get()).value()),
+                  "account's certificate has expired");
 }
 
 TEST_F(AccountTest, CompletesWhatACrashLeftHalfDone)
 {
     const std::string key = Read(laptop / ACCOUNT_KEY_FILE);
+    const std::string linkKey = Read(laptop / LINK_KEY_FILE);
     // What lies there after each write but the last, in reverse order.
-    for (const char* lost : {DEVICE_CERTIFICATE_FILE, ACCOUNT_CERTIFICATE_FILE}) {
+    for (const char* lost : {DEVICE_CERTIFICATE_FILE, ACCOUNT_CERTIFICATE_FILE, LINK_KEY_FILE}) {
         fs::remove(laptop / DEVICE_CERTIFICATE_FILE);
         fs::remove(laptop / lost);
         EXPECT_FALSE(devices.Load("laptop").Enrolled());
         devices.Create("other");
-        ExpectRefused(Install(laptop, devices.Chain("laptop", "other")), "account.key");
+        ExpectRefused(Install(laptop, devices.Answer("laptop", "other")), "account.key");
         fs::remove_all(devices.Folder("other"));
         devices.Create("laptop");
         EXPECT_EQ(Read(laptop / ACCOUNT_KEY_FILE), key);
-        EXPECT_TRUE(devices.Load("laptop").holdsAccountKey);
+        EXPECT_EQ(Read(laptop / LINK_KEY_FILE) == linkKey, lost != LINK_KEY_FILE);
+        EXPECT_TRUE(devices.Load("laptop").Enrolled() && devices.Load("laptop").holdsAccountKey);
     }
+    for (int time = 0; time < 2; ++time) {
+        EXPECT_TRUE(Install(phone, devices.Answer("phone", "laptop")));
+        fs::remove(phone / DEVICE_CERTIFICATE_FILE);
+        EXPECT_FALSE(devices.Load("phone").Enrolled());
+    }
+    devices.Create("phone", "own");
+    EXPECT_NE(devices.Load("phone").linkKeys->current.bytes, devices.Load("laptop").linkKeys->current.bytes);
 }
 
 }  // namespace

@@ -36,6 +36,10 @@ TEST(IdentityTest, ThatIsDamagedIsRefusedByNameAndLeftAsItIs)
     const Damage largerKey = [](const fs::path& file, const fs::path&) {
         EXPECT_TRUE(WriteKeyFile(file, PrivateKey(EVP_EC_gen("P-384")).get()));
     };
+    const Damage makeNewer = [](const fs::path& file, const fs::path&) {
+        std::string text = Read(file);
+        EXPECT_TRUE(WriteFileAtomically(file, text.replace(text.find(":\t1"), 3, ":\t2"), 0600));
+    };
     const struct {
         Damage damage;
         const char* file;
@@ -54,6 +58,10 @@ TEST(IdentityTest, ThatIsDamagedIsRefusedByNameAndLeftAsItIs)
         {remove, "/account.crt", "/account.crt", "distnetctl doctor"},
         {exchange, "/account.crt", "/device.crt", "not signed by this account"},
         {exchange, "/account.key", "/account.key", "another account"},
+        {open, "/link.key", "/link.key", "chmod 600 "},
+        {cut, "/link.key", "/link.key", "distnetctl doctor"},
+        {makeNewer, "/link.key", "/link.key", "newer version"},
+        {exchange, "/link.key", "/link.key", "another account"},
     };
     for (const auto& [damage, file, blamed, advice] : cases) {
         const Devices devices{};
@@ -77,7 +85,7 @@ TEST(IdentityTest, AKeyOfAnotherUserIsRefused)
     constexpr uid_t OTHER = 65534;
     const Devices devices{};
     devices.Create("laptop");
-    for (const char* name : {DEVICE_KEY_FILE, ACCOUNT_KEY_FILE}) {
+    for (const char* name : {DEVICE_KEY_FILE, ACCOUNT_KEY_FILE, LINK_KEY_FILE}) {
         const std::string file = devices.Folder("laptop") / name;
         ASSERT_EQ(::chown(file.c_str(), OTHER, 0), 0);
         const auto loaded = LoadIdentity(devices.Folder("laptop"));

@@ -32,9 +32,9 @@ public:
         const auto created = CreateAccount(Folder(device), account, device);
         ASSERT_TRUE(created) << created.error().message;
     }
-    // The chain that holder issues to device.
-    std::string Chain(const std::string& device, const std::string& holder,
-                      std::chrono::hours validity = DEVICE_VALIDITY) const
+    // What holder answers to device's request.
+    std::string Answer(const std::string& device, const std::string& holder,
+                       std::chrono::hours validity = DEVICE_VALIDITY) const
     {
         return Admit(Folder(holder), MakeRequest(Folder(device), device).value(), validity).value();
     }
@@ -45,7 +45,7 @@ public:
         if (first_.empty()) {
             Create(first_ = device);
         } else {
-            EXPECT_TRUE(Install(Folder(device), Chain(device, first_)));
+            EXPECT_TRUE(Install(Folder(device), Answer(device, first_)));
         }
         return Load(device);
     }

@@ -77,9 +77,16 @@ struct Fault {
 };
 
 const Fault FAULTS[] = {
-    {HOLDER, DEVICE_KEY_FILE, false},   {MEMBER, DEVICE_KEY_FILE, false},   {HOLDER, DEVICE_ID_FILE},
-    {MEMBER, DEVICE_ID_FILE},           {HOLDER, DEVICE_CERTIFICATE_FILE},  {MEMBER, DEVICE_CERTIFICATE_FILE},
-    {HOLDER, ACCOUNT_CERTIFICATE_FILE}, {MEMBER, ACCOUNT_CERTIFICATE_FILE},
+    {HOLDER, DEVICE_KEY_FILE, false},
+    {MEMBER, DEVICE_KEY_FILE, false},
+    {HOLDER, DEVICE_ID_FILE},
+    {MEMBER, DEVICE_ID_FILE},
+    {HOLDER, DEVICE_CERTIFICATE_FILE},
+    {MEMBER, DEVICE_CERTIFICATE_FILE},
+    {HOLDER, ACCOUNT_CERTIFICATE_FILE},
+    {MEMBER, ACCOUNT_CERTIFICATE_FILE},
+    {HOLDER, LINK_KEY_FILE},
+    {MEMBER, LINK_KEY_FILE},
 };
 
 const std::pair<const char*, std::function<void(const fs::path&)>> DAMAGES[] = {
@@ -109,6 +116,7 @@ TEST(IdentityRepairTest, TheAdviceMendsEachFileAndKeepsTheAccount)
             // What the daemon does at its start.
             const auto mended = LoadOrCreateIdentity(world.Identity(fault.device));
             ASSERT_TRUE(mended) << advice << mended.error().message;
+            EXPECT_TRUE(mended.value().Enrolled()) << advice;
             EXPECT_EQ(mended.value().accountName, ACCOUNT) << advice;
             EXPECT_EQ(mended.value().holdsAccountKey, fault.device == HOLDER);
             EXPECT_EQ(mended.value().networkId == idBefore, fault.keepsNetworkId);

@@ -1,0 +1,256 @@
+#include "platform/trust/enrolment_answer.h"
+
+#include <openssl/ec.h>
+#include <openssl/err.h>
+#include <openssl/sha.h>
+
+#include <algorithm>
+#include <array>
+
+namespace Vexo::Trust {
+
+namespace {
+
+constexpr const char* WHAT = "answer";
+constexpr const char* ADMIT_AGAIN = "; copy it again, or admit the device again";
+constexpr unsigned SIGN_FLAGS = CMS_BINARY | CMS_NOSMIMECAP | CMS_PARTIAL;
+constexpr unsigned ENCRYPT_FLAGS = CMS_BINARY | CMS_PARTIAL | CMS_USE_KEYID | CMS_KEY_PARAM;
+
+struct Payload {
+    int version = 1;
+    std::string device;
+    std::string account;
+    LinkKeyRecord linkKeys;
+};
+
+const JsonKeys<Payload>& PayloadKeys()
+{
+    static const JsonKeys<Payload> keys({
+        {"version", WholeNumberKind<int>(1, 1), &Payload::version, Required()},
+        {"device_certificate", TextKind("X.509 in PEM"), &Payload::device, Required()},
+        {"account_certificate", TextKind("X.509 in PEM"), &Payload::account, Required()},
+        {"link_keys", LinkKeyRecordKeys(), &Payload::linkKeys, Required()},
+    });
+    return keys;
+}
+
+Failure Damaged()
+{
+    ERR_clear_error();
+    return Fail(ErrorCode::MALFORMED, std::string("the answer is damaged") + ADMIT_AGAIN);
+}
+
+// OpenSSL's default key derivation uses SHA-1.
+bool AddRecipient(CMS_ContentInfo* message, X509* device)
+{
+    CMS_RecipientInfo* const recipient = CMS_add1_recipient_cert(message, device, ENCRYPT_FLAGS);
+    EVP_PKEY_CTX* const context = recipient != nullptr ? CMS_RecipientInfo_get0_pkey_ctx(recipient) : nullptr;
+    return context != nullptr && EVP_PKEY_CTX_set_ecdh_kdf_md(context, EVP_sha256()) == 1;
+}
+
+// The subject key identifier that the account's device certificates have (RFC 5280, 4.2.1.2, method 1).
+std::array<uint8_t, SHA_DIGEST_LENGTH> KeyIdentifierOf(EVP_PKEY* key)
+{
+    std::array<uint8_t, SHA_DIGEST_LENGTH> identifier{};
+    X509_PUBKEY* made = nullptr;
+    X509_PUBKEY_set(&made, key);
+    const OpenSslPtr<X509_PUBKEY> encoded(made);
+    const unsigned char* bits = nullptr;
+    int length = 0;
+    if (encoded && X509_PUBKEY_get0_param(nullptr, &bits, &length, nullptr, encoded.get()) == 1) {
+        SHA1(bits, static_cast<size_t>(length), identifier.data());
+    }
+    return identifier;
+}
+
+bool IsFor(CMS_ContentInfo* message, EVP_PKEY* deviceKey)
+{
+    const auto own = KeyIdentifierOf(deviceKey);
+    STACK_OF(CMS_RecipientInfo)* const recipients = CMS_get0_RecipientInfos(message);
+    for (int i = 0; i < sk_CMS_RecipientInfo_num(recipients); ++i) {
+        CMS_RecipientInfo* const recipient = sk_CMS_RecipientInfo_value(recipients, i);
+        if (CMS_RecipientInfo_type(recipient) != CMS_RECIPINFO_AGREE) {
+            continue;
+        }
+        STACK_OF(CMS_RecipientEncryptedKey)* const keys = CMS_RecipientInfo_kari_get0_reks(recipient);
+        for (int j = 0; j < sk_CMS_RecipientEncryptedKey_num(keys); ++j) {
+            ASN1_OCTET_STRING* identifier = nullptr;
+            CMS_RecipientEncryptedKey_get0_id(sk_CMS_RecipientEncryptedKey_value(keys, j), &identifier, nullptr,
+                                              nullptr, nullptr, nullptr);
+            if (identifier != nullptr && ASN1_STRING_length(identifier) == static_cast<int>(own.size()) &&
+                std::equal(own.begin(), own.end(), ASN1_STRING_get0_data(identifier))) {
+                return true;
+            }
+        }
+    }
+    return false;
+}
+
+Result<OpenSslPtr<CMS_ContentInfo>> ReadMessage(const std::string& pem)
+{
+    OpenSslPtr<CMS_ContentInfo> message = MessageFromPem(pem);
+    ERR_clear_error();
+    if (!message && pem.find("-----BEGIN CMS-----") != std::string::npos) {
+        return Damaged();
+    }
+    if (!message && !CertificatesFromPem(pem).empty()) {
+        return Fail(ErrorCode::MALFORMED,
+                    "an answer of version 0.1, which has no link key; admit the device again with this version of "
+                    "`distnetctl account admit`, and install that answer");
+    }
+    if (!message) {
+        ERR_clear_error();
+        return Fail(ErrorCode::MALFORMED, "not an answer of `distnetctl account admit` (CMS in PEM)");
+    }
+    return message;
+}
+
+Result<SecretText> Decrypt(const std::string& pem, EVP_PKEY* deviceKey)
+{
+    auto message = ReadMessage(pem);
+    if (!message) {
+        return Failure(std::move(message).error());
+    }
+    CMS_ContentInfo* const enveloped = message.value().get();
+    // Nothing else proves that a text was not changed before it is decoded.
+    if (OBJ_obj2nid(CMS_get0_type(enveloped)) != NID_id_smime_ct_authEnvelopedData) {
+        return Fail(ErrorCode::MALFORMED,
+                    std::string("the answer is not encrypted as AuthEnvelopedData") + ADMIT_AGAIN);
+    }
+    if (!IsFor(enveloped, deviceKey)) {
+        return Fail(ErrorCode::UNTRUSTED,
+                    "the answer is for another device's key; install it where the request was made");
+    }
+    const OpenSslPtr<BIO> plain(BIO_new(BIO_s_mem()));
+    if (!plain || CMS_decrypt(enveloped, deviceKey, nullptr, nullptr, plain.get(), CMS_BINARY) != 1) {
+        return Damaged();
+    }
+    return SecretText(WrittenTo(plain.get()));
+}
+
+// The certificate of the one signer is in the message; it counts for nothing until it is compared with the account's.
+struct Signed {
+    SecretText payload;
+    Certificate signer;
+};
+
+Result<Signed> CheckSignature(const SecretText& der)
+{
+    const OpenSslPtr<CMS_ContentInfo> message(d2i_CMS_bio(ReaderOf(der.text).get(), nullptr));
+    if (!message || OBJ_obj2nid(CMS_get0_type(message.get())) != NID_pkcs7_signed) {
+        return Damaged();
+    }
+    const OpenSslPtr<BIO> payload(BIO_new(BIO_s_mem()));
+    const bool isVerified = payload && CMS_verify(message.get(), nullptr, nullptr, nullptr, payload.get(),
+                                                  CMS_BINARY | CMS_NO_SIGNER_CERT_VERIFY) == 1;
+    ERR_clear_error();
+    Certificate signer;
+    // OpenSSL finds a message without a signer in order.
+    if (STACK_OF(X509)* const signers = isVerified ? CMS_get0_signers(message.get()) : nullptr; signers != nullptr) {
+        if (sk_X509_num(signers) == 1 && X509_up_ref(sk_X509_value(signers, 0)) == 1) {
+            signer.reset(sk_X509_value(signers, 0));
+        }
+        sk_X509_free(signers);
+    }
+    if (!signer) {
+        return Fail(ErrorCode::UNTRUSTED, std::string("the answer's signature does not hold") + ADMIT_AGAIN);
+    }
+    return Signed{SecretText(WrittenTo(payload.get())), std::move(signer)};
+}
+
+Result<Certificate> OneCertificate(const std::string& pem)
+{
+    std::vector<Certificate> certificates = CertificatesFromPem(pem);
+    if (certificates.size() != 1) {
+        return Damaged();
+    }
+    return std::move(certificates.front());
+}
+
+}  // namespace
+
+SecretText PrintAnswer(const EnrolmentAnswer& answer)
+{
+    return SecretText(PayloadKeys().Print({.device = CertificateToPem(answer.device.get()),
+                                           .account = CertificateToPem(answer.account.get()),
+                                           .linkKeys = answer.linkKeys}));
+}
+
+Result<EnrolmentAnswer> ParseAnswer(const std::string& json)
+{
+    if (auto version = CheckFormatVersion(json, WHAT); !version) {
+        return Failure(std::move(version).error());
+    }
+    auto payload = PayloadKeys().Parse(json, WHAT);
+    if (!payload) {
+        return Fail(payload.error().code, payload.error().message + ADMIT_AGAIN);
+    }
+    auto device = OneCertificate(payload.value().device);
+    auto account = OneCertificate(payload.value().account);
+    if (!device || !account) {
+        return Damaged();
+    }
+    if (payload.value().linkKeys.account != NetworkIdOf(X509_get0_pubkey(account.value().get()))) {
+        ERR_clear_error();
+        return Fail(ErrorCode::UNTRUSTED, std::string("the answer's link keys are of another account") + ADMIT_AGAIN);
+    }
+    return EnrolmentAnswer{std::move(device.value()), std::move(account.value()), std::move(payload.value().linkKeys)};
+}
+
+SecretText SignText(const SecretText& text, X509* signer, EVP_PKEY* signerKey)
+{
+    const OpenSslPtr<BIO> content = ReaderOf(text.text);
+    const OpenSslPtr<BIO> der(BIO_new(BIO_s_mem()));
+    const OpenSslPtr<CMS_ContentInfo> message(CMS_sign(nullptr, nullptr, nullptr, nullptr, SIGN_FLAGS));
+    if (!content || !der || !message ||
+        CMS_add1_signer(message.get(), signer, signerKey, EVP_sha256(), SIGN_FLAGS) == nullptr ||
+        CMS_final(message.get(), content.get(), nullptr, SIGN_FLAGS) != 1 ||
+        i2d_CMS_bio(der.get(), message.get()) != 1) {
+        return SecretText("");
+    }
+    return SecretText(WrittenTo(der.get()));
+}
+
+std::string EncryptText(const SecretText& text, X509* recipient)
+{
+    const OpenSslPtr<BIO> content = ReaderOf(text.text);
+    const OpenSslPtr<CMS_ContentInfo> message(CMS_encrypt(nullptr, nullptr, EVP_aes_256_gcm(), ENCRYPT_FLAGS));
+    if (!content || !message || !AddRecipient(message.get(), recipient) ||
+        CMS_set1_eContentType(message.get(), OBJ_nid2obj(NID_pkcs7_signed)) != 1 ||
+        CMS_final(message.get(), content.get(), nullptr, ENCRYPT_FLAGS) != 1) {
+        return "";
+    }
+    return MessageToPem(message.get());
+}
+
+Result<std::string> SealAnswer(const EnrolmentAnswer& answer, EVP_PKEY* accountKey)
+{
+    const SecretText signedDer = SignText(PrintAnswer(answer), answer.account.get(), accountKey);
+    std::string pem = signedDer.text.empty() ? "" : EncryptText(signedDer, answer.device.get());
+    if (pem.empty()) {
+        return Fail(ErrorCode::SYSTEM, "the answer could not be made: " + OpenSslReason());
+    }
+    return pem;
+}
+
+Result<EnrolmentAnswer> OpenAnswer(const std::string& pem, EVP_PKEY* deviceKey)
+{
+    const auto signedDer = Decrypt(pem, deviceKey);
+    if (!signedDer) {
+        return Failure(signedDer.error());
+    }
+    const auto checked = CheckSignature(signedDer.value());
+    if (!checked) {
+        return Failure(checked.error());
+    }
+    auto answer = ParseAnswer(checked.value().payload.text);
+    if (answer && EVP_PKEY_eq(X509_get0_pubkey(checked.value().signer.get()),
+                              X509_get0_pubkey(answer.value().account.get())) != 1) {
+        ERR_clear_error();
+        return Fail(ErrorCode::UNTRUSTED,
+                    std::string("the answer is not signed by the account that it names") + ADMIT_AGAIN);
+    }
+    return answer;
+}
+
+}  // namespace Vexo::Trust

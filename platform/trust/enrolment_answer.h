@@ -1,0 +1,36 @@
+// The answer to a request to join (docs/enrolment.md): CMS (RFC 5652) in PEM, encrypted for the new device's key around
+// what the account's key signed. Used by platform/trust only. Functions without state that do not block; any thread.
+#pragma once
+
+#include <string>
+
+#include "platform/base/result.h"
+#include "platform/trust/identity.h"
+#include "platform/trust/link_key_file.h"
+#include "platform/trust/openssl_util.h"
+
+namespace Vexo::Trust {
+
+struct EnrolmentAnswer {
+    Certificate device;
+    Certificate account;
+    LinkKeyRecord linkKeys;
+};
+
+// device: the new device's certificate, with its subject key identifier. accountKey: the key of answer.account.
+[[nodiscard]] Result<std::string> SealAnswer(const EnrolmentAnswer& answer, EVP_PKEY* accountKey);
+
+// Decrypts and decodes the answer, and checks that the account named in it signed it and the link keys are of that
+// account. What the certificates are worth is for the caller to check. MALFORMED when pem is no such answer or is
+// damaged, UNTRUSTED when it is for another key or signed by another, INVALID_ARGUMENT when it is of a newer format.
+[[nodiscard]] Result<EnrolmentAnswer> OpenAnswer(const std::string& pem, EVP_PKEY* deviceKey);
+
+// Its layers. Innermost a JSON object;
+SecretText PrintAnswer(const EnrolmentAnswer& answer);
+[[nodiscard]] Result<EnrolmentAnswer> ParseAnswer(const std::string& json);
+// around it SignedData, with the signer's certificate in it, in DER; empty when OpenSSL fails;
+SecretText SignText(const SecretText& text, X509* signer, EVP_PKEY* signerKey);
+// and around that AuthEnvelopedData in PEM, for the key of that certificate; empty when OpenSSL fails.
+std::string EncryptText(const SecretText& text, X509* recipient);
+
+}  // namespace Vexo::Trust
