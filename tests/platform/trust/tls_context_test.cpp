@@ -130,43 +130,36 @@ TEST_F(TlsContextTest, LaterSessionsResumeEachWithAFreshTicketUntilItIsForgotten
     EXPECT_FALSE(resumes());
 }
 
-TEST_F(TlsContextTest, ACertificateThatExpiredSinceIsRefusedOnResumption)
+TEST_F(TlsContextTest, ACertificateOrAccountThatExpiredSinceIsRefusedOnResumption)
 {
     const std::time_t end = std::time(nullptr) + 2;
+    Identity tablet = devices.Enrol("tablet");
+    tablet.accountCertificate = EndingAt(tablet.accountCertificate.get(), accountKey.get(), end);
+    const Context briefAccount = ContextOf(tablet);
     const Context brief = ContextOf(WithExpiry(devices.Load("phone"), accountKey.get(), end));
-    ASSERT_TRUE(Connect(atLaptop, brief, phone.networkId).done);
-    ASSERT_TRUE(Connect(brief, atLaptop, laptop.networkId).done);
+    const struct {
+        Context client, server;
+        std::string wanted;
+        Context judge;
+        const char* why;
+    } rows[] = {
+        {atLaptop, brief, phone.networkId, atLaptop, "certificate has expired"},
+        {brief, atLaptop, laptop.networkId, atLaptop, "certificate has expired"},
+        {briefAccount, atLaptop, laptop.networkId, briefAccount, "the account's certificate has expired"},
+        {atLaptop, briefAccount, tablet.networkId, briefAccount, "the account's certificate has expired"},
+    };
+    for (const auto& row : rows) {
+        ASSERT_TRUE(Connect(row.client, row.server, row.wanted).done);
+    }
     ASSERT_TRUE(Vexo::Tests::Eventually([&] { return std::time(nullptr) > end; }));
-
-    const Connection toBrief = Connect(atLaptop, brief, phone.networkId);
-    ASSERT_EQ(SSL_session_reused(toBrief.client.get()), 1);
-    const auto server = atLaptop->VerifiedPeer(toBrief.client.get());
-    ASSERT_FALSE(server);
-    EXPECT_EQ(server.error().message, "certificate has expired");
-    EXPECT_TRUE(brief->VerifiedPeer(toBrief.server.get()));
-
-    const Connection fromBrief = Connect(brief, atLaptop, laptop.networkId);
-    ASSERT_EQ(SSL_session_reused(fromBrief.server.get()), 1);
-    EXPECT_FALSE(atLaptop->VerifiedPeer(fromBrief.server.get()));
-}
-
-TEST_F(TlsContextTest, AnAccountThatExpiredSinceIsRefusedOnResumption)
-{
-    const std::time_t end = std::time(nullptr) + 2;
-    Identity identity = devices.Load("phone");
-    identity.accountCertificate = EndingAt(identity.accountCertificate.get(), accountKey.get(), end);
-    const Context brief = ContextOf(identity);
-    ASSERT_TRUE(Connect(atLaptop, brief, phone.networkId).done);
-    ASSERT_TRUE(Connect(brief, atLaptop, laptop.networkId).done);
-    ASSERT_TRUE(Vexo::Tests::Eventually([&] { return std::time(nullptr) > end; }));
-    for (const bool isClient : {true, false}) {
-        const Connection connection =
-            isClient ? Connect(brief, atLaptop, laptop.networkId) : Connect(atLaptop, brief, phone.networkId);
-        SSL* const own = isClient ? connection.client.get() : connection.server.get();
+    for (const auto& row : rows) {
+        const Connection connection = Connect(row.client, row.server, row.wanted);
+        const auto [own, others] = row.judge == row.client
+                                       ? std::pair(connection.client.get(), connection.server.get())
+                                       : std::pair(connection.server.get(), connection.client.get());
         ASSERT_EQ(SSL_session_reused(own), 1);
-        const auto peer = brief->VerifiedPeer(own);
-        ASSERT_FALSE(peer) << isClient;
-        EXPECT_EQ(peer.error().message, "the account's certificate has expired");
+        ExpectRefused(row.judge->VerifiedPeer(own), row.why);
+        EXPECT_TRUE((row.judge == row.client ? row.server : row.client)->VerifiedPeer(others));
     }
 }
 
