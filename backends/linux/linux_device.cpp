@@ -66,9 +66,9 @@ void LinuxDevice::Begin()
     modems_ = std::make_shared<Modems>(bus, Telling(MODEMS));
     coreService_ = MakeSptr<LinuxCoreService>(modems_);
     // Of how attempts end NetworkManager tells all but those whose network was never in the air.
-    const auto linkEnded = [this](EventFwk::NetConnState state) {
-        if (state == EventFwk::NetConnState::FAILED) {
-            PublishConnectivity(EventFwk::NetType::WIFI, state);
+    const auto linkEnded = [this](Wifi::WifiLinkState state) {
+        if (state == Wifi::WifiLinkState::FAILED) {
+            PublishConnectivity(EventFwk::NetType::WIFI, EventFwk::NetConnState::FAILED);
         }
     };
     wifi_ = std::make_unique<NetworkManagerWifi>(bus, options_.wifi,

@@ -176,9 +176,10 @@ Result<AccessPoint> NetworkManager::ReadAccessPoint(const std::string& path) con
     found.ssid.assign(ssid.begin(), ssid.end());
     found.bssid = ValueIn<std::string>(properties, "HwAddress");
     found.strengthPercent = ValueIn<uint8_t>(properties, "Strength");
-    found.needsKey = (security & ~KEY_MGMT_OWE_TM) != 0 || (ValueIn<uint32_t>(properties, "Flags") & AP_PRIVACY) != 0;
-    found.allowsPsk = (security & KEY_MGMT_PSK) != 0;
-    found.allowsSae = (security & KEY_MGMT_SAE) != 0;
+    found.security.needsKey =
+        (security & ~KEY_MGMT_OWE_TM) != 0 || (ValueIn<uint32_t>(properties, "Flags") & AP_PRIVACY) != 0;
+    found.security.allowsPsk = (security & KEY_MGMT_PSK) != 0;
+    found.security.allowsSae = (security & KEY_MGMT_SAE) != 0;
     found.lastSeen = std::chrono::seconds(ValueIn<int32_t>(properties, "LastSeen", -1));
     return found;
 }

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "backends/linux/bus.h"
+#include "platform/wifi/station.h"
 
 namespace Vexo::Linux {
 
@@ -70,9 +71,7 @@ struct AccessPoint {
     std::string ssid;
     std::string bssid;
     uint8_t strengthPercent = 0;
-    bool needsKey = false;
-    bool allowsPsk = false;
-    bool allowsSae = false;
+    Wifi::NetworkSecurity security;
     std::chrono::seconds lastSeen{-1};  // on the boot clock; -1: never
 };
 

@@ -86,35 +86,14 @@ SettingsMap MakeStationProfile(const std::string& uuid, const Wifi::WifiDeviceCo
 {
     SettingsMap profile = MakeProfile(uuid, "DistNet network", config.ssid);
     profile[WIRELESS]["mode"] = std::string("infrastructure");
-    if (accessPoint.needsKey) {
+    if (accessPoint.security.needsKey) {
         // Where the beacon offers both, "wpa-psk" lets the supplicant take the better that the driver can do.
-        profile[SECURITY] = {{"key-mgmt", std::string(accessPoint.allowsPsk ? "wpa-psk" : "sae")},
+        profile[SECURITY] = {{"key-mgmt", std::string(accessPoint.security.allowsPsk ? "wpa-psk" : "sae")},
                              {"psk", config.preSharedKey}};
     }
     profile["ipv4"] = {{"method", std::string("auto")}, {"may-fail", false}, {"dhcp-timeout", DHCP_LIMIT_SECONDS}};
     profile["ipv6"]["method"] = std::string("auto");
     return profile;
-}
-
-std::optional<Wifi::LinkEnd> MismatchOf(const Wifi::WifiDeviceConfig& config, const AccessPoint& accessPoint)
-{
-    const bool takesKey = accessPoint.allowsPsk || accessPoint.allowsSae;
-    const bool asksKey = config.keyMgmt == "WPA-PSK";
-    const bool asksOpen = config.keyMgmt == "NONE";
-    if (config.keyMgmt == "WPA-EAP" || (asksOpen && accessPoint.needsKey) || (asksKey && !takesKey) ||
-        (accessPoint.needsKey && !takesKey)) {
-        const std::string offered = !accessPoint.needsKey   ? "nothing"
-                                    : accessPoint.allowsPsk ? "WPA2"
-                                    : accessPoint.allowsSae ? "WPA3"
-                                                            : "something that no key opens";
-        return Wifi::LinkEnd{Wifi::JoinFailure::SECURITY_DIFFERS,
-                             "security differs: the hotspot uses " + offered + ", the configuration says " +
-                                 (config.keyMgmt.empty() ? "a key" : config.keyMgmt)};
-    }
-    if (accessPoint.needsKey && config.preSharedKey.empty()) {
-        return Wifi::LinkEnd{Wifi::JoinFailure::KEY_NEEDED, "the hotspot needs a key"};
-    }
-    return std::nullopt;
 }
 
 bool IsOurs(const Profile& profile)

@@ -8,7 +8,6 @@
 #include <string>
 
 #include "backends/linux/network_manager.h"
-#include "platform/wifi/wifi_link.h"
 #include "platform/wifi/wifi_types.h"
 
 namespace Vexo::Linux {
@@ -30,9 +29,6 @@ SettingsMap MakeHotspotProfile(const std::string& uuid, const Wifi::HotspotConfi
 // A station in the network of that access point. config has been checked against it.
 SettingsMap MakeStationProfile(const std::string& uuid, const Wifi::WifiDeviceConfig& config,
                                const AccessPoint& accessPoint);
-
-// Why a station with this configuration cannot join; none when it can try.
-std::optional<Wifi::LinkEnd> MismatchOf(const Wifi::WifiDeviceConfig& config, const AccessPoint& accessPoint);
 
 bool IsOurs(const Profile& profile);
 bool IsHotspotProfile(const Profile& profile);

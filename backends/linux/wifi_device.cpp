@@ -17,6 +17,7 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 namespace JoinFailure = Wifi::JoinFailure;
 using Wifi::LinkEnd;
+using Wifi::Station;
 using Wifi::WifiLinkState;
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "LinuxStation"};
@@ -29,7 +30,7 @@ std::optional<LinkEnd> LastingCauseOf(NmReason reason)
 {
     switch (reason) {
         case NmReason::NO_SECRETS:
-            return LinkEnd{JoinFailure::WRONG_KEY, "wrong key"};
+            return Wifi::WrongKey();
         case NmReason::CONFIG_UNAVAILABLE:
         case NmReason::CONFIG_EXPIRED:
         case NmReason::DHCP_START_FAILED:
@@ -71,7 +72,7 @@ LinuxWifiDevice::LinuxWifiDevice(std::shared_ptr<WifiContext> context, const Sta
 int32_t LinuxWifiDevice::GetDeviceConfigs(std::vector<Wifi::WifiDeviceConfig>& configs, bool isCandidate)
 {
     const TraceSpan span(SpanName::WIFI_CONFIGS);
-    configs = configs_.List(isCandidate);
+    configs = station_.configs.List(isCandidate);
     return Wifi::WIFI_OK;
 }
 
@@ -81,14 +82,14 @@ int32_t LinuxWifiDevice::AddDeviceConfig(const Wifi::WifiDeviceConfig& config, i
     if (const int32_t invalid = Wifi::CheckConfig(config); invalid != Wifi::WIFI_OK) {
         return invalid;
     }
-    networkId = configs_.Add(config, isCandidate);
+    networkId = station_.configs.Add(config, isCandidate);
     return Wifi::WIFI_OK;
 }
 
 int32_t LinuxWifiDevice::ConnectToDevice(const Wifi::WifiDeviceConfig& config)
 {
     const TraceSpan span(SpanName::WIFI_CONNECT);
-    const Wifi::WifiDeviceConfig wanted = configs_.Resolve(config);
+    const Wifi::WifiDeviceConfig wanted = station_.configs.Resolve(config);
     if (const int32_t invalid = Wifi::CheckConfig(wanted); invalid != Wifi::WIFI_OK) {
         return invalid;
     }
@@ -121,15 +122,12 @@ int32_t LinuxWifiDevice::Begin(const Wifi::WifiDeviceConfig& config, WifiContext
     if (!previous || steady_clock::now() >= deadline) {
         return Wifi::WIFI_NO_ANSWER;
     }
-    const std::optional<uint32_t> number = link_.Begin(config.ssid);
-    if (!number) {
+    const Station::Join replaced = station_.Current();
+    if (!station_.Begin(config, options_.searchLimit)) {
         return Wifi::WIFI_FAILED;
     }
     Attempt next;
-    next.number = *number;
-    next.config = config;
     next.radio = radio->path;
-    next.deadline = steady_clock::now() + options_.searchLimit;
     if (radio->IsStation()) {
         // It scans at most every 10 s then: not before a hotspot that is just being opened can be in the air.
         next.nextScan = steady_clock::now() + options_.lookAgain;
@@ -139,8 +137,8 @@ int32_t LinuxWifiDevice::Begin(const Wifi::WifiDeviceConfig& config, WifiContext
         next.change = attempt_->change;
         next.hasTakenRadio = wasTaken;
         next.isLeft = attempt_->isLeft;
-        if (attempt_->config.ssid != config.ssid || attempt_->config.keyMgmt != config.keyMgmt) {
-            configs_.Remove(attempt_->config);
+        if (replaced.config.ssid != config.ssid || replaced.config.keyMgmt != config.keyMgmt) {
+            station_.configs.Remove(replaced.config);
         }
     }
     next.change.previous = std::move(previous.value());
@@ -152,54 +150,54 @@ int32_t LinuxWifiDevice::Begin(const Wifi::WifiDeviceConfig& config, WifiContext
     return Wifi::WIFI_OK;
 }
 
-void LinuxWifiDevice::Look(bool isTimed)
+void LinuxWifiDevice::Look(Trigger trigger)
 {
     if (!attempt_) {
         return;
     }
-    if (attempt_->isJoining) {
-        Follow(isTimed);
+    if (const Station::Join join = station_.Current(); join.state == Station::State::SEARCHING) {
+        Search(join);
     } else {
-        Search();
+        Follow(join, trigger);
     }
 }
 
-void LinuxWifiDevice::Search()
+void LinuxWifiDevice::Search(const Station::Join& join)
 {
     const Result<std::vector<AccessPoint>> visible = context_->manager.AccessPoints(attempt_->radio);
     if (const Result<bool> isEnabled = context_->manager.IsWifiEnabled(); isEnabled && !isEnabled.value()) {
-        End({JoinFailure::WIFI_OFF, "Wi-Fi is switched off"});
+        End(Wifi::WifiOff(true));
         return;
     }
     if (!visible && HasLostRadio()) {
-        End({JoinFailure::WIFI_OFF, "this device has no Wi-Fi any more"});
+        End(Wifi::WifiOff(false));
         return;
     }
     const std::vector<AccessPoint> seen = visible ? visible.value() : std::vector<AccessPoint>();
+    const bool isLate = join.searchLeft.count() == 0;
     const AccessPoint* best = nullptr;
     std::optional<LinkEnd> mismatch;
     for (const AccessPoint& one : seen) {
-        if (one.ssid != attempt_->config.ssid) {
+        if (one.ssid != join.config.ssid) {
             continue;
         }
-        std::optional<LinkEnd> reason = MismatchOf(attempt_->config, one);
+        std::optional<LinkEnd> reason = Wifi::MismatchOf(join.config, one.security);
         if (!reason) {
             best = best == nullptr || one.strengthPercent > best->strengthPercent ? &one : best;
-        } else if (IsLate() || one.lastSeen >= attempt_->begunAt) {
+        } else if (isLate || one.lastSeen >= attempt_->begunAt) {
             // What was seen before the attempt may be how the hotspot was before it was turned on.
             mismatch = std::move(reason);
         }
     }
     if (best != nullptr) {
-        Join(*best);
+        Join(join, *best);
     } else if (mismatch) {
         End(*mismatch);
-    } else if (IsLate()) {
-        End(Wifi::NotVisible(attempt_->config.ssid));
+    } else if (isLate) {
+        End(Wifi::NotVisible(join.config.ssid));
     } else {
         Scan();
-        const auto left = std::chrono::ceil<milliseconds>(attempt_->deadline - steady_clock::now());
-        LookAgainIn(std::clamp(left, milliseconds(0), options_.lookAgain));
+        LookAgainIn(std::min(std::chrono::ceil<milliseconds>(join.searchLeft), options_.lookAgain));
     }
 }
 
@@ -219,7 +217,7 @@ void LinuxWifiDevice::Scan()
     }
 }
 
-void LinuxWifiDevice::Join(const AccessPoint& accessPoint)
+void LinuxWifiDevice::Join(const Station::Join& join, const AccessPoint& accessPoint)
 {
     Attempt& attempt = *attempt_;
     LeaveJoined();
@@ -227,15 +225,13 @@ void LinuxWifiDevice::Join(const AccessPoint& accessPoint)
     attempt.change.activation.clear();
     attempt.change.isOurProfile = true;
     attempt.reason = NmReason::NONE;
-    attempt.hasBegun = false;
-    attempt.hasSeenEnd = false;
     attempt.bssid = accessPoint.bssid;
     context_->own.Note(attempt.change);
     if (std::exchange(attempt.isLeft, true)) {
         context_->own.Forget(left);
     }
     const Result<Activation> joining = context_->manager.AddAndActivate(
-        MakeStationProfile(attempt.change.profile, attempt.config, accessPoint), attempt.radio, accessPoint.path);
+        MakeStationProfile(attempt.change.profile, join.config, accessPoint), attempt.radio, accessPoint.path);
     if (!joining) {
         // Its text may repeat what was asked for, so only the error's name is shown.
         const std::string name = BusErrorName(joining.error());
@@ -245,7 +241,7 @@ void LinuxWifiDevice::Join(const AccessPoint& accessPoint)
             attempt.isLeft = false;
             context_->TakeBackLater(attempt.change);
         }
-        if (++attempt.refusals >= MAX_REFUSALS || IsLate()) {
+        if (++attempt.refusals >= MAX_REFUSALS || station_.Current().searchLeft.count() == 0) {
             End({JoinFailure::RADIO_FAILED, "NetworkManager refuses: " + name});
         } else {
             SearchAgain();
@@ -253,49 +249,51 @@ void LinuxWifiDevice::Join(const AccessPoint& accessPoint)
         return;
     }
     attempt.change.activation = joining.value().path;
-    attempt.isJoining = attempt.hasTakenRadio = true;
+    attempt.hasTakenRadio = true;
     attempt.joiningSince = steady_clock::now();
+    station_.Advance(join.attempt, Station::State::JOIN_REQUESTED);
     context_->own.Note(attempt.change);
     LookAgainIn(options_.lookAgain);
 }
 
-void LinuxWifiDevice::Follow(bool isTimed)
+void LinuxWifiDevice::Follow(const Station::Join& join, Trigger trigger)
 {
     const Result<ActivationState> state = context_->manager.StateOf(attempt_->change.activation);
     if (!state) {
-        LookAgainIn(options_.lookAgain);
+        LookAgainIn(options_.lookAgain, trigger);
         return;
     }
+    const bool isConnected = join.state == Station::State::CONNECTED;
     switch (state.value()) {
         case ActivationState::ACTIVATED:
-            if (!attempt_->isConnected) {
-                OnActivated();
+            if (!isConnected) {
+                OnActivated(join);
             }
             break;
         case ActivationState::DEACTIVATING:
         case ActivationState::GONE:
             // Without a reason, what tells it waits on the strand already, before what the timer posts.
-            if (const bool hasWaited = std::exchange(attempt_->hasSeenEnd, true) && isTimed;
-                attempt_->reason == NmReason::NONE && !hasWaited) {
-                LookAgainIn(REASON_DELAY);
+            if (attempt_->reason == NmReason::NONE && trigger != Trigger::REASON_DELAY_OVER) {
+                LookAgainIn(REASON_DELAY, Trigger::REASON_DELAY_OVER);
             } else {
-                OnEnded();
+                OnDeactivated(join);
             }
             break;
         default:
-            if (steady_clock::now() - attempt_->joiningSince > options_.joinLimit) {
+            if (IsJoinOverdue()) {
                 End({JoinFailure::NO_ANSWER, "the hotspot does not answer"});
-            } else if (!attempt_->isConnected) {
+            } else if (!isConnected) {
                 LookAgainIn(options_.lookAgain);
             }
     }
 }
 
-void LinuxWifiDevice::OnActivated()
+void LinuxWifiDevice::OnActivated(const Station::Join& join)
 {
     const std::string address = context_->manager.AddressOf(attempt_->radio);
     if (address.empty()) {
-        if (steady_clock::now() - attempt_->joiningSince > options_.joinLimit) {
+        station_.Advance(join.attempt, Station::State::OBTAINING_ADDRESS);
+        if (IsJoinOverdue()) {
             End({JoinFailure::NO_IP_ADDRESS, "no address"});
         } else {
             LookAgainIn(ADDRESS_DELAY);
@@ -303,41 +301,43 @@ void LinuxWifiDevice::OnActivated()
         return;
     }
     timer_.Cancel();
-    attempt_->isConnected = true;
-    configs_.NoteBssid(attempt_->config, attempt_->bssid);
-    if (link_.Connect(attempt_->number, address)) {
-        QuviewDFX::LogInfo(LABEL, "connected to \"%{public}s\"", attempt_->config.ssid);
-        ended_(EventFwk::NetConnState::CONNECTED);
+    if (station_.OnConnected(join.attempt, attempt_->bssid, address)) {
+        ended_(WifiLinkState::CONNECTED);
     }
 }
 
-void LinuxWifiDevice::OnEnded()
+void LinuxWifiDevice::OnDeactivated(const Station::Join& join)
 {
     const NmReason reason = attempt_->reason;
+    const std::string& ssid = join.config.ssid;
     const std::optional<LinkEnd> cause = LastingCauseOf(reason);
-    if (attempt_->isConnected || cause) {
-        End(cause.value_or(LinkEnd{JoinFailure::NOT_VISIBLE, "the hotspot is gone"}));
-    } else if (!IsLate()) {
-        QuviewDFX::LogInfo(LABEL, "\"%{public}s\" did not let this device in (reason %{public}u), trying again",
-                           attempt_->config.ssid, static_cast<uint32_t>(reason));
-        attempt_->isJoining = false;
+    if (join.state == Station::State::CONNECTED || cause) {
+        End(cause.value_or(Wifi::HotspotGone()));
+    } else if (join.searchLeft.count() > 0) {
+        QuviewDFX::LogInfo(LABEL, "\"%{public}s\" did not let this device in (reason %{public}u), trying again", ssid,
+                           static_cast<uint32_t>(reason));
+        station_.Advance(join.attempt, Station::State::SEARCHING);
         LeaveJoined();
         SearchAgain();
-    } else if (reason == NmReason::SSID_NOT_FOUND && !WasHeardWhileJoining()) {
-        End(Wifi::NotVisible(attempt_->config.ssid));
+    } else if (reason == NmReason::SSID_NOT_FOUND && !WasHeardWhileJoining(ssid)) {
+        End(Wifi::NotVisible(ssid));
     } else {
         End({JoinFailure::NOT_ADMITTED, "the hotspot does not let this device in; most often the key is wrong"});
     }
 }
 
-bool LinuxWifiDevice::WasHeardWhileJoining() const
+bool LinuxWifiDevice::IsJoinOverdue() const
+{
+    return steady_clock::now() - attempt_->joiningSince > options_.joinLimit;
+}
+
+bool LinuxWifiDevice::WasHeardWhileJoining(const std::string& ssid) const
 {
     const auto tried = std::chrono::floor<std::chrono::seconds>(steady_clock::now() - attempt_->joiningSince);
     const std::chrono::seconds since = BootClock() - tried;
     const Result<std::vector<AccessPoint>> visible = context_->manager.AccessPoints(attempt_->radio);
-    return visible && std::any_of(visible.value().begin(), visible.value().end(), [&](const AccessPoint& one) {
-               return one.ssid == attempt_->config.ssid && one.lastSeen > since;
-           });
+    return visible && std::any_of(visible.value().begin(), visible.value().end(),
+                                  [&](const AccessPoint& one) { return one.ssid == ssid && one.lastSeen > since; });
 }
 
 void LinuxWifiDevice::SearchAgain()
@@ -348,15 +348,19 @@ void LinuxWifiDevice::SearchAgain()
 
 void LinuxWifiDevice::OnRadioState(const std::string& radio, uint32_t state, NmReason reason)
 {
-    if (!attempt_ || !attempt_->isJoining || radio != attempt_->radio) {
+    const Station::Join join = station_.Current();
+    if (!attempt_ || join.state == Station::State::SEARCHING || radio != attempt_->radio) {
         return;
     }
-    if (!attempt_->hasBegun && reason == NmReason::NEW_ACTIVATION) {
+    const bool isRequested = join.state == Station::State::JOIN_REQUESTED;
+    if (isRequested && reason == NmReason::NEW_ACTIVATION) {
         return;  // this attempt itself ended what the radio was in
     }
     // The radio passes through more states after a failure; what they say of it is less exact.
     if (state == NM_STATE_PREPARE) {
-        attempt_->hasBegun = true;
+        if (isRequested) {
+            station_.Advance(join.attempt, Station::State::JOINING);
+        }
         attempt_->reason = NmReason::NONE;
     } else if (state == NM_STATE_FAILED ||
                (state != NM_STATE_ACTIVATED && (state <= NM_STATE_DISCONNECTED || state > NM_STATE_ACTIVATED) &&
@@ -378,7 +382,7 @@ void LinuxWifiDevice::OnGone()
 void LinuxWifiDevice::LeaveJoined()
 {
     // The record stays until the attempt ends, because the radio's own network is given back only then.
-    if (attempt_ && !attempt_->isJoining && !attempt_->change.activation.empty()) {
+    if (attempt_ && station_.Current().state == Station::State::SEARCHING && !attempt_->change.activation.empty()) {
         attempt_->isLeft = context_->Leave(attempt_->change);
         attempt_->change.activation.clear();
     }
@@ -389,9 +393,9 @@ void LinuxWifiDevice::End(const LinkEnd& end)
     timer_.Cancel();
     Attempt ended = std::move(*attempt_);
     attempt_.reset();
-    const std::optional<WifiLinkState> state = link_.End(ended.number, end);
-    QuviewDFX::LogInfo(LABEL, "not connected to \"%{public}s\": %{public}s", ended.config.ssid, end.sentence);
-    configs_.Remove(ended.config);
+    const Station::Join join = station_.Current();
+    const std::optional<WifiLinkState> state = station_.OnEnded(join.attempt, end);
+    station_.configs.Remove(join.config);
     if (!ended.hasTakenRadio || IsSomebodysChoice(ended.reason)) {
         ended.change.previous.clear();
     }
@@ -399,22 +403,25 @@ void LinuxWifiDevice::End(const LinkEnd& end)
         context_->Restore(ended.change, ended.radio);
     }
     if (state) {
-        ended_(*state == WifiLinkState::FAILED ? EventFwk::NetConnState::FAILED : EventFwk::NetConnState::DISCONNECTED);
+        ended_(*state);
     }
 }
 
-void LinuxWifiDevice::LookAgainIn(milliseconds delay)
+void LinuxWifiDevice::LookAgainIn(milliseconds delay, Trigger trigger)
 {
     timer_.Cancel();
-    // A timer that fired before it was replaced may have posted its look already: that is not the one waited for.
-    timer_ = Tasks::Timers::System().RunAfter(delay, [self = sptr<LinuxWifiDevice>(this), number = ++timersSet_] {
-        self->context_->strand.Post([self, number] { self->Look(number == self->timersSet_); });
-    });
+    // A timer that fired before it was replaced may have posted its look already: what that one waited for is not over.
+    timer_ =
+        Tasks::Timers::System().RunAfter(delay, [self = sptr<LinuxWifiDevice>(this), trigger, number = ++timersSet_] {
+            self->context_->strand.Post([self, trigger, number] {
+                self->Look(number == self->timersSet_ ? trigger : Trigger::CHANGE_OR_TIMER);
+            });
+        });
 }
 
 void LinuxWifiDevice::Stop()
 {
-    link_.Stop();
+    station_.Stop();
     context_->RunAndWait(WIFI_CALL_LIMIT, [self = sptr<LinuxWifiDevice>(this)](WifiContext::Deadline) -> int32_t {
         if (self->attempt_) {
             self->End({JoinFailure::ENDED_HERE, "this device stopped"});

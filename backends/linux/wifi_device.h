@@ -15,12 +15,10 @@
 
 #include "backends/linux/network_manager_profiles.h"
 #include "backends/linux/wifi_context.h"
-#include "platform/events/common_event_support.h"
 #include "platform/ipc/iremote_object.h"
 #include "platform/tasks/timers.h"
-#include "platform/wifi/wifi_config_store.h"
+#include "platform/wifi/station.h"
 #include "platform/wifi/wifi_device.h"
-#include "platform/wifi/wifi_link.h"
 
 namespace Vexo::Linux {
 
@@ -34,7 +32,7 @@ struct StationOptions {
 };
 
 // CONNECTED, FAILED or DISCONNECTED; on the Wi-Fi strand.
-using LinkEnded = std::function<void(EventFwk::NetConnState state)>;
+using LinkEnded = std::function<void(Wifi::WifiLinkState state)>;
 
 class LinuxWifiDevice : public IPCObjectStub, public Wifi::WifiDevice {
 public:
@@ -48,34 +46,28 @@ public:
     // off, WIFI_NOT_SUPPORTED without a radio, WIFI_FAILED while the only radio is a hotspot.
     int32_t ConnectToDevice(const Wifi::WifiDeviceConfig& config) override;
 
-    Wifi::WifiLinkInfo GetLinkInfo() override { return link_.Get(); }
+    Wifi::WifiLinkInfo GetLinkInfo() override { return station_.LinkInfo(); }
     // Returns at once when the device has stopped.
     Wifi::WifiLinkInfo WaitForChange(const Wifi::WifiLinkInfo& known, std::chrono::milliseconds limit) override
     {
-        return link_.WaitForChange(known, limit);
+        return station_.WaitForChange(known, limit);
     }
 
     // On the strand: something about the radios has changed; a radio entered this state; NetworkManager has gone.
-    void OnChanged() { Look(false); }
+    void OnChanged() { Look(); }
     void OnRadioState(const std::string& radio, uint32_t state, NmReason reason);
     void OnGone();
     // Ends attempt, connection and waits, silently, takes everything back, and blocks until that is done.
     void Stop();
 
 private:
+    // What the attempt that is under way does at NetworkManager.
     struct Attempt {
-        uint32_t number = 0;
-        Wifi::WifiDeviceConfig config;
         std::string radio;
-        std::chrono::steady_clock::time_point deadline;
         std::chrono::steady_clock::time_point nextScan;  // not before
         std::chrono::seconds begunAt{0};                 // on the boot clock, as in access points
-        bool isJoining = false;                          // or connected: NetworkManager has our profile
-        bool isConnected = false;
         bool hasTakenRadio = false;  // this attempt, or one that it replaced, has joined: change.previous is owed
         bool isLeft = true;          // what was joined before is taken back, as far as NetworkManager answered
-        bool hasBegun = false;       // the radio has left what it was in for this attempt
-        bool hasSeenEnd = false;
         int refusals = 0;
         NetworkChange change;
         std::string bssid;
@@ -83,37 +75,41 @@ private:
         std::chrono::steady_clock::time_point joiningSince;
     };
 
+    // What makes the station look at its radio.
+    enum class Trigger {
+        CHANGE_OR_TIMER,
+        REASON_DELAY_OVER,  // nothing has given the reason why the radio left the network, and nothing will
+    };
+
     // These run on the strand only.
     int32_t Begin(const Wifi::WifiDeviceConfig& config, WifiContext::Deadline deadline);
-    // isTimed: from its own timer, not because something changed.
-    void Look(bool isTimed);
-    void Search();
+    void Look(Trigger trigger = Trigger::CHANGE_OR_TIMER);
+    void Search(const Wifi::Station::Join& join);
     bool HasLostRadio() const;
     // Asks for a scan, unless it has just asked.
     void Scan();
-    void Join(const AccessPoint& accessPoint);
-    void Follow(bool isTimed);
-    void OnActivated();
-    void OnEnded();
+    void Join(const Wifi::Station::Join& join, const AccessPoint& accessPoint);
+    void Follow(const Wifi::Station::Join& join, Trigger trigger);
+    void OnActivated(const Wifi::Station::Join& join);
+    void OnDeactivated(const Wifi::Station::Join& join);
+    bool IsJoinOverdue() const;
     // A station that WPA3 refuses for its key is told the same by NetworkManager as one whose hotspot is not there.
-    bool WasHeardWhileJoining() const;
+    bool WasHeardWhileJoining(const std::string& ssid) const;
     void SearchAgain();
-    void LookAgainIn(std::chrono::milliseconds delay);
+    void LookAgainIn(std::chrono::milliseconds delay, Trigger trigger = Trigger::CHANGE_OR_TIMER);
     void End(const Wifi::LinkEnd& end);
     // Takes back what was joined and is not wanted any more, by this attempt or the one that it replaced.
     void LeaveJoined();
-    bool IsLate() const { return std::chrono::steady_clock::now() >= attempt_->deadline; }
 
     const std::shared_ptr<WifiContext> context_;
     const StationOptions options_;
     const LinkEnded ended_;
 
-    std::optional<Attempt> attempt_;  // touched on the strand only
+    std::optional<Attempt> attempt_;  // while the station's is under way; touched on the strand only
     Tasks::Timer timer_;              // touched on the strand only
     uint32_t timersSet_ = 0;          // touched on the strand only; the number of the latest
 
-    Wifi::WifiLink link_;            // own synchronisation
-    Wifi::WifiConfigStore configs_;  // own synchronisation
+    Wifi::Station station_;  // own synchronisation
 };
 
 }  // namespace Vexo::Linux

@@ -1,6 +1,5 @@
 #include "backends/simulated/simulated_wifi_device.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "platform/dfx/log.h"
@@ -13,21 +12,28 @@ namespace {
 using std::chrono::steady_clock;
 namespace JoinFailure = Wifi::JoinFailure;
 using Wifi::LinkEnd;
+using Wifi::Station;
 using Wifi::WifiDeviceConfig;
-using Wifi::WifiLinkInfo;
 using Wifi::WifiLinkState;
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "SimulatedWifi"};
 
-bool AllowsSecurity(const std::string& keyMgmt, HotspotSecurity security)
+Wifi::NetworkSecurity SecurityOf(const AirRecord& record)
 {
-    return keyMgmt.empty() || (keyMgmt == "NONE" && security == HotspotSecurity::OPEN) ||
-           (keyMgmt == "WPA-PSK" && security != HotspotSecurity::OPEN);
+    const HotspotSecurity security = record.security;
+    return {security != HotspotSecurity::OPEN, security == HotspotSecurity::WPA2, security == HotspotSecurity::WPA3};
 }
 
-bool IsLooking(WifiLinkState state)
+EventFwk::NetConnState NetConnStateOf(WifiLinkState state)
 {
-    return state == WifiLinkState::CONNECTING || state == WifiLinkState::CONNECTED;
+    switch (state) {
+        case WifiLinkState::CONNECTED:
+            return EventFwk::NetConnState::CONNECTED;
+        case WifiLinkState::FAILED:
+            return EventFwk::NetConnState::FAILED;
+        default:
+            return EventFwk::NetConnState::DISCONNECTED;
+    }
 }
 
 }  // namespace
@@ -45,7 +51,7 @@ int32_t SimulatedWifiDevice::GetDeviceConfigs(std::vector<WifiDeviceConfig>& con
     if (const int32_t fault = live_->ApplyFault(PlatformCall::WIFI_GET_CONFIGS, Wifi::WIFI_NO_ANSWER); fault != 0) {
         return fault;
     }
-    configs = configs_.List(isCandidate);
+    configs = station_.configs.List(isCandidate);
     return Wifi::WIFI_OK;
 }
 
@@ -58,7 +64,7 @@ int32_t SimulatedWifiDevice::AddDeviceConfig(const WifiDeviceConfig& config, int
     if (const int32_t invalid = Wifi::CheckConfig(config); invalid != Wifi::WIFI_OK) {
         return invalid;
     }
-    networkId = configs_.Add(config, isCandidate);
+    networkId = station_.configs.Add(config, isCandidate);
     return Wifi::WIFI_OK;
 }
 
@@ -71,22 +77,16 @@ int32_t SimulatedWifiDevice::ConnectToDevice(const WifiDeviceConfig& config)
     if (!live_->Get()->wifiEnabled) {
         return Wifi::WIFI_DISABLED;
     }
-    const WifiDeviceConfig wanted = configs_.Resolve(config);
+    const WifiDeviceConfig wanted = station_.configs.Resolve(config);
     if (const int32_t invalid = Wifi::CheckConfig(wanted); invalid != Wifi::WIFI_OK) {
         return invalid;
     }
-    std::optional<uint32_t> attempt;
-    {
-        MutexLock lock(mutex_);
-        wanted_ = wanted;
-        deadline_ = steady_clock::now() + searchLimit_;
-        attempt = link_.Begin(wanted.ssid);
-    }
+    const std::optional<uint32_t> attempt = station_.Begin(wanted, searchLimit_);
     if (!attempt) {
         return Wifi::WIFI_FAILED;
     }
     if (!PostLook()) {
-        link_.End(*attempt, {JoinFailure::RADIO_FAILED, "too much work waits on this device"});
+        station_.OnEnded(*attempt, {JoinFailure::RADIO_FAILED, "too much work waits on this device"});
         return Wifi::WIFI_FAILED;
     }
     return Wifi::WIFI_OK;
@@ -99,7 +99,7 @@ void SimulatedWifiDevice::OnStateChanged()
 
 void SimulatedWifiDevice::Stop()
 {
-    link_.Stop();
+    station_.Stop();
     strand_.Post([self = sptr<SimulatedWifiDevice>(this)] {
         self->stopped_ = true;
         self->StopLooking();
@@ -114,109 +114,90 @@ bool SimulatedWifiDevice::PostLook()
 
 void SimulatedWifiDevice::Look()
 {
-    WifiLinkInfo info;
-    WifiDeviceConfig wanted;
-    steady_clock::time_point deadline;
-    {
-        MutexLock lock(mutex_);
-        info = link_.Get();
-        wanted = wanted_;
-        deadline = deadline_;
-    }
-    if (stopped_ || !IsLooking(info.state)) {
+    const Station::Join join = station_.Current();
+    if (stopped_ || !join.IsUnderWay()) {
         StopLooking();
         return;
     }
     const std::shared_ptr<const DeviceState> state = live_->Get();
     if (!state->wifiEnabled || !state->stationPresent) {
-        End(info.attempt, {JoinFailure::WIFI_OFF,
-                           state->stationPresent ? "Wi-Fi is switched off" : "this device has no Wi-Fi any more"});
+        End(join.attempt, Wifi::WifiOff(state->stationPresent));
         return;
     }
     if (!StartWatching()) {
-        End(info.attempt, {JoinFailure::RADIO_FAILED, "the air cannot be watched"});
+        End(join.attempt, {JoinFailure::RADIO_FAILED, "the air cannot be watched"});
         return;
     }
-    const Sighting sighting = Sight(wanted);
-    if (info.state == WifiLinkState::CONNECTING) {
-        LookWhileConnecting(info.attempt, deadline, sighting);
-    } else if (!sighting.matches) {
-        End(info.attempt,
-            sighting.visible ? sighting.mismatch : LinkEnd{JoinFailure::NOT_VISIBLE, "the hotspot is gone"});
+    const Sighting sighting = Sight(join.config);
+    if (join.state != Station::State::CONNECTED) {
+        LookWhileConnecting(join, sighting);
+    } else if (!sighting.isVisible || sighting.mismatch) {
+        End(join.attempt, sighting.mismatch.value_or(Wifi::HotspotGone()));
     }
 }
 
-void SimulatedWifiDevice::LookWhileConnecting(uint32_t attempt, steady_clock::time_point deadline,
-                                              const Sighting& sighting)
+void SimulatedWifiDevice::LookWhileConnecting(const Station::Join& join, const Sighting& sighting)
 {
-    const auto now = steady_clock::now();
-    if (!sighting.visible && now < deadline) {
-        joiningAttempt_ = 0;
-        LookAgainAt(deadline);
+    if (!sighting.isVisible) {
+        if (join.searchLeft.count() == 0) {
+            End(join.attempt, Wifi::NotVisible(join.config.ssid));
+        } else if (station_.Advance(join.attempt, Station::State::SEARCHING)) {
+            LookAgainIn(join.searchLeft);
+        }
         return;
     }
-    if (sighting.visible && joiningAttempt_ != attempt) {
-        joiningAttempt_ = attempt;
+    const auto now = steady_clock::now();
+    if (join.state == Station::State::SEARCHING) {
         joinedAt_ = now + live_->Get()->joinTime;
     }
-    if (sighting.visible && now < joinedAt_) {
-        LookAgainAt(joinedAt_);
+    if (!station_.Advance(join.attempt, Station::State::JOINING)) {
         return;
     }
-    if (sighting.matches) {
-        Connect(attempt, sighting.bssid);
-    } else {
-        End(attempt, sighting.mismatch);
+    if (now < joinedAt_) {
+        LookAgainIn(std::chrono::ceil<std::chrono::microseconds>(joinedAt_ - now));
+    } else if (sighting.mismatch) {
+        End(join.attempt, *sighting.mismatch);
+    } else if (station_.OnConnected(join.attempt, sighting.bssid, air_.StationAddress())) {
+        timer_.Cancel();
+        Publish(WifiLinkState::CONNECTED);
     }
 }
 
 SimulatedWifiDevice::Sighting SimulatedWifiDevice::Sight(const WifiDeviceConfig& wanted)
 {
     Sighting sighting;
-    sighting.mismatch = Wifi::NotVisible(wanted.ssid);
     for (const AirRecord& record : air_.Look()) {
         if (record.ssid != wanted.ssid) {
             continue;
         }
-        const std::optional<LinkEnd> mismatch = MismatchOf(wanted, record);
-        if (!mismatch) {
-            return {true, true, record.bssid};
+        sighting = {true, record.bssid, MismatchOf(wanted, record)};
+        if (!sighting.mismatch) {
+            break;
         }
-        sighting = {true, false, record.bssid, *mismatch};
     }
     return sighting;
 }
 
 std::optional<LinkEnd> SimulatedWifiDevice::MismatchOf(const WifiDeviceConfig& wanted, const AirRecord& record)
 {
-    if (!AllowsSecurity(wanted.keyMgmt, record.security)) {
-        return LinkEnd{JoinFailure::SECURITY_DIFFERS, "security differs: the hotspot uses " +
-                                                          std::string(SecurityName(record.security)) +
-                                                          ", the configuration says " + wanted.keyMgmt};
+    if (std::optional<LinkEnd> mismatch = Wifi::MismatchOf(wanted, SecurityOf(record))) {
+        return mismatch;
     }
     if (record.security == HotspotSecurity::OPEN) {
         return std::nullopt;
-    }
-    if (wanted.preSharedKey.empty()) {
-        return LinkEnd{JoinFailure::KEY_NEEDED, "the hotspot needs a key"};
     }
     if (provenSsid_ != wanted.ssid || provenKey_ != wanted.preSharedKey) {
         provenSsid_ = wanted.ssid;
         provenKey_ = wanted.preSharedKey;
         proof_ = MakeKeyProof(wanted.ssid, wanted.preSharedKey);
     }
-    if (proof_ == record.keyProof) {
-        return std::nullopt;
-    }
-    return LinkEnd{JoinFailure::WRONG_KEY, "wrong key"};
+    return proof_ == record.keyProof ? std::nullopt : std::optional(Wifi::WrongKey());
 }
 
-void SimulatedWifiDevice::LookAgainAt(steady_clock::time_point time)
+void SimulatedWifiDevice::LookAgainIn(std::chrono::microseconds delay)
 {
     timer_.Cancel();
-    const auto delay = std::chrono::ceil<std::chrono::microseconds>(time - steady_clock::now());
-    timer_ = Tasks::Timers::System().RunAfter(std::max(delay, std::chrono::microseconds(0)),
-                                              [self = sptr<SimulatedWifiDevice>(this)] { self->PostLook(); });
+    timer_ = Tasks::Timers::System().RunAfter(delay, [self = sptr<SimulatedWifiDevice>(this)] { self->PostLook(); });
 }
 
 bool SimulatedWifiDevice::StartWatching()
@@ -239,45 +220,22 @@ void SimulatedWifiDevice::StopLooking()
 {
     timer_.Cancel();
     watcher_.reset();
-    joiningAttempt_ = 0;
-}
-
-void SimulatedWifiDevice::Connect(uint32_t attempt, const std::string& bssid)
-{
-    {
-        MutexLock lock(mutex_);
-        if (link_.Get().attempt != attempt) {
-            return;
-        }
-        // Before the state: a caller that sees "connected" may ask for the BSSID at once.
-        configs_.NoteBssid(wanted_, bssid);
-        if (!link_.Connect(attempt, air_.StationAddress())) {
-            return;
-        }
-        QuviewDFX::LogInfo(LABEL, "connected to \"%{public}s\"", wanted_.ssid);
-    }
-    timer_.Cancel();
-    Publish(EventFwk::NetConnState::CONNECTED);
 }
 
 void SimulatedWifiDevice::End(uint32_t attempt, const LinkEnd& end)
 {
-    const std::string ssid = link_.Get().ssid;
-    const std::optional<WifiLinkState> state = link_.End(attempt, end);
-    if (!state) {
-        return;
+    if (const std::optional<WifiLinkState> state = station_.OnEnded(attempt, end)) {
+        StopLooking();
+        Publish(*state);
     }
-    QuviewDFX::LogInfo(LABEL, "not connected to \"%{public}s\": %{public}s", ssid, end.sentence);
-    StopLooking();
-    Publish(*state == WifiLinkState::FAILED ? EventFwk::NetConnState::FAILED : EventFwk::NetConnState::DISCONNECTED);
 }
 
-void SimulatedWifiDevice::Publish(EventFwk::NetConnState state)
+void SimulatedWifiDevice::Publish(WifiLinkState state)
 {
     EventFwk::Want want;
     want.SetAction(EventFwk::CommonEventSupport::COMMON_EVENT_CONNECTIVITY_CHANGE)
         .SetParam(EventFwk::CommonEventSupport::NET_TYPE_PARAMETER, static_cast<int32_t>(EventFwk::NetType::WIFI));
-    events_->PublishCommonEvent(EventFwk::CommonEventData(want, static_cast<int32_t>(state)));
+    events_->PublishCommonEvent(EventFwk::CommonEventData(want, static_cast<int32_t>(NetConnStateOf(state))));
 }
 
 }  // namespace Vexo::Simulated

@@ -14,15 +14,13 @@
 #include "backends/simulated/air.h"
 #include "backends/simulated/live_state.h"
 #include "platform/base/folder_watcher.h"
-#include "platform/base/mutex.h"
 #include "platform/events/common_event_manager.h"
 #include "platform/events/common_event_support.h"
 #include "platform/ipc/iremote_object.h"
 #include "platform/tasks/elastic_pool.h"
 #include "platform/tasks/timers.h"
-#include "platform/wifi/wifi_config_store.h"
+#include "platform/wifi/station.h"
 #include "platform/wifi/wifi_device.h"
-#include "platform/wifi/wifi_link.h"
 
 namespace Vexo::Simulated {
 
@@ -36,16 +34,15 @@ public:
                         std::chrono::milliseconds searchLimit = SEARCH_LIMIT);
 
     int32_t GetDeviceConfigs(std::vector<Wifi::WifiDeviceConfig>& configs, bool isCandidate) override;
-    // Ids count from 0; a configuration with the SSID and key management of a stored one replaces it and keeps its id.
     int32_t AddDeviceConfig(const Wifi::WifiDeviceConfig& config, int& networkId, bool isCandidate) override;
     // With an empty SSID, the stored configuration of config.networkId is meant.
     int32_t ConnectToDevice(const Wifi::WifiDeviceConfig& config) override;
 
-    Wifi::WifiLinkInfo GetLinkInfo() override { return link_.Get(); }
+    Wifi::WifiLinkInfo GetLinkInfo() override { return station_.LinkInfo(); }
     // Returns at once when the device has stopped.
     Wifi::WifiLinkInfo WaitForChange(const Wifi::WifiLinkInfo& known, std::chrono::milliseconds limit) override
     {
-        return link_.WaitForChange(known, limit);
+        return station_.WaitForChange(known, limit);
     }
 
     // To be called after the live state changed: Wi-Fi that is off or gone ends attempt and connection.
@@ -54,50 +51,42 @@ public:
     void Stop();
 
 private:
+    // What the air has under the name of a network.
     struct Sighting {
-        bool visible = false;
-        bool matches = false;
+        bool isVisible = false;
         std::string bssid;
-        Wifi::LinkEnd mismatch{};  // why it does not match
+        std::optional<Wifi::LinkEnd> mismatch{};  // why it cannot be joined
     };
 
     bool PostLook();
-    // Looks into the air and moves the link on; these run on strand_ only.
+    // Looks into the air and moves the station on; these run on strand_ only.
     void Look();
-    void LookWhileConnecting(uint32_t attempt, std::chrono::steady_clock::time_point deadline,
-                             const Sighting& sighting);
+    void LookWhileConnecting(const Wifi::Station::Join& join, const Sighting& sighting);
     Sighting Sight(const Wifi::WifiDeviceConfig& wanted);
     std::optional<Wifi::LinkEnd> MismatchOf(const Wifi::WifiDeviceConfig& wanted, const AirRecord& record);
-    void LookAgainAt(std::chrono::steady_clock::time_point time);
+    void LookAgainIn(std::chrono::microseconds delay);
     void StopLooking();
     bool StartWatching();
-    // These do nothing once a newer attempt has begun.
-    void Connect(uint32_t attempt, const std::string& bssid);
+    // Does nothing once a newer attempt has begun.
     void End(uint32_t attempt, const Wifi::LinkEnd& end);
-    void Publish(EventFwk::NetConnState state);
+    void Publish(Wifi::WifiLinkState state);
 
     const std::shared_ptr<LiveState> live_;
     const Air air_;
     const sptr<EventFwk::ICommonEventService> events_;
     const std::chrono::milliseconds searchLimit_;
 
-    Mutex mutex_;  // attempts begin and move on under it, so that these are theirs
-    Wifi::WifiDeviceConfig wanted_ GUARDED_BY(mutex_);
-    std::chrono::steady_clock::time_point deadline_ GUARDED_BY(mutex_);
-
     // Touched on strand_ only.
     bool stopped_ = false;
     std::unique_ptr<FolderWatcher> watcher_;
     Tasks::Timer timer_;
-    uint32_t joiningAttempt_ = 0;  // the attempt that joinedAt_ belongs to
-    std::chrono::steady_clock::time_point joinedAt_;
-    std::string provenSsid_;  // what proof_ was made of; making one is slow
+    std::chrono::steady_clock::time_point joinedAt_;  // when the attempt that is JOINING has joined
+    std::string provenSsid_;                          // what proof_ was made of; making one is slow
     std::string provenKey_;
     std::string proof_;
 
-    Wifi::WifiLink link_;            // own synchronisation
-    Wifi::WifiConfigStore configs_;  // own synchronisation
-    Tasks::Strand strand_;           // own synchronisation
+    Wifi::Station station_;  // own synchronisation
+    Tasks::Strand strand_;   // own synchronisation
 };
 
 }  // namespace Vexo::Simulated

@@ -9,8 +9,8 @@
 #include "interfaces/host_answers_json.h"
 #include "platform/access/policy.h"
 #include "platform/base/json.h"
+#include "platform/wifi/station.h"
 #include "platform/wifi/wifi_device.h"
-#include "platform/wifi/wifi_link.h"
 #include "tests/support/temp_folder.h"
 #include "tests/support/trail.h"
 
@@ -24,16 +24,16 @@ public:
     int32_t GetDeviceConfigs(std::vector<Wifi::WifiDeviceConfig>&, bool) override { return 0; }
     int32_t AddDeviceConfig(const Wifi::WifiDeviceConfig&, int&, bool) override { return 0; }
     int32_t ConnectToDevice(const Wifi::WifiDeviceConfig&) override { return 0; }
-    Wifi::WifiLinkInfo GetLinkInfo() override { return link.Get(); }
+    Wifi::WifiLinkInfo GetLinkInfo() override { return station.LinkInfo(); }
     Wifi::WifiLinkInfo WaitForChange(const Wifi::WifiLinkInfo& known, std::chrono::milliseconds limit) override
     {
         ++blockedCalls;
-        const Wifi::WifiLinkInfo info = link.WaitForChange(known, limit);
+        const Wifi::WifiLinkInfo info = station.WaitForChange(known, limit);
         --blockedCalls;
         return info;
     }
 
-    Wifi::WifiLink link;
+    Wifi::Station station;
     std::atomic<int> blockedCalls{0};
 };
 
@@ -151,7 +151,7 @@ TEST_F(HostAbility, WaitForWifiAnswersAtOnceWhatTheCallerDoesNotKnowAndRefusesAB
     EXPECT_EQ(Result(), HOST_NO_WIFI);
     const auto wifi = AddStation();
     using namespace std::string_literals;
-    wifi->link.Begin("a\0\\\xFF\u009B"s);
+    wifi->station.Begin({-1, "a\0\\\xFF\u009B"s, "", "", ""}, std::chrono::minutes(1));
     wait(60'001);
     EXPECT_EQ(Result(), HOST_BAD_REQUEST);
     wait(60'000);
@@ -174,11 +174,11 @@ TEST_F(HostAbility, WaitsShareOneThreadKeepTheirLimitsAndEndWithTheChange)
     EXPECT_TRUE(Tests::Eventually([&] { return wifi->blockedCalls == 1; }));
     host->WaitForWifi(0, known, std::chrono::milliseconds(20), answer);
     EXPECT_EQ(answers.WaitFor(1).size(), 1U) << "its own limit, while the thread waits for a longer one";
-    wifi->link.Begin("air");
+    wifi->station.Begin({-1, "air", "", "", ""}, std::chrono::minutes(1));
     EXPECT_EQ(answers.WaitFor(WAITERS + 1).size(), size_t{WAITERS} + 1);
     EXPECT_EQ(answers.WaitFor(0).back(), WifiState::CONNECTING);
     EXPECT_TRUE(Tests::Eventually([&] { return wifi->blockedCalls == 0; }));
-    wifi->link.Stop();
+    wifi->station.Stop();
     host->WaitForWifi(1, WifiState::CONNECTING, HOST_MAX_WAIT, answer);
     EXPECT_EQ(answers.WaitFor(WAITERS + 2).size(), size_t{WAITERS} + 2) << "a radio that stopped ends its waits";
 }

@@ -13,6 +13,7 @@
 
 #include "backends/linux/network_manager_wifi.h"
 #include "platform/events/common_event_server.h"
+#include "platform/events/common_event_support.h"
 #include "tests/backends/linux/private_machine.h"
 #include "tests/support/eventually.h"
 #include "tests/support/temp_folder.h"
@@ -47,7 +48,7 @@ public:
             bus_, options_,
             Linux::WifiListener{[this](const Linux::Presence& now) { Note(station_, now); },
                                 [this](const Linux::Presence& now) { Note(hotspot_, now); },
-                                [this](EventFwk::NetConnState state) { Publish(state); }});
+                                [this](Wifi::WifiLinkState state) { Publish(state); }});
         EXPECT_TRUE(Eventually([this] { return !HotspotPresence().reason.empty(); }));
     }
     void End()
@@ -89,8 +90,11 @@ private:
         const std::lock_guard lock(mutex_);
         return known;
     }
-    void Publish(EventFwk::NetConnState state)
+    void Publish(Wifi::WifiLinkState linkState)
     {
+        const auto state = linkState == Wifi::WifiLinkState::CONNECTED ? EventFwk::NetConnState::CONNECTED
+                           : linkState == Wifi::WifiLinkState::FAILED  ? EventFwk::NetConnState::FAILED
+                                                                       : EventFwk::NetConnState::DISCONNECTED;
         EventFwk::Want want;
         want.SetAction(EventFwk::CommonEventSupport::COMMON_EVENT_CONNECTIVITY_CHANGE)
             .SetParam(EventFwk::CommonEventSupport::NET_TYPE_PARAMETER, static_cast<int32_t>(EventFwk::NetType::WIFI));

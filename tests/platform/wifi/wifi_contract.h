@@ -10,9 +10,9 @@
 #include <tuple>
 #include <vector>
 
+#include "platform/wifi/station.h"
 #include "platform/wifi/wifi_device.h"
 #include "platform/wifi/wifi_hotspot.h"
-#include "platform/wifi/wifi_link.h"
 #include "tests/platform/wifi/recorded_sys_events.h"
 #include "tests/support/recording_subscriber.h"
 
