@@ -22,7 +22,6 @@ namespace Vexo::Linux {
 namespace {
 
 using std::chrono::milliseconds;
-using std::chrono::steady_clock;
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Bus"};
 constexpr milliseconds FIRST_RETRY{100};
@@ -103,7 +102,7 @@ std::string MatchOf(const BusObject& object, const std::string& signal)
 // The connection and its thread. The members without a lock belong to that thread.
 class Bus::Loop : public std::enable_shared_from_this<Loop>, public NoCopyable {
 public:
-    explicit Loop(std::string address) : address_(std::move(address)) {}
+    Loop(std::string address, const Clock& clock) : address_(std::move(address)), clock_(clock) {}
 
     void Start()
     {
@@ -173,6 +172,7 @@ private:
     std::string Name() const { return address_.empty() ? "the system bus" : "the bus at " + address_; }
 
     const std::string address_;
+    const Clock& clock_;
     const UniqueFd wakeUp_{::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};
     std::thread thread_;
     std::atomic<bool> isConnected_{false};
@@ -186,7 +186,7 @@ private:
     std::list<std::shared_ptr<Listener>> listeners_;
     std::list<std::shared_ptr<PendingCall>> calls_;
     std::list<std::shared_ptr<PendingCall>> finished_;  // until the library has left their callbacks
-    steady_clock::time_point nextAttempt_;
+    SteadyTime nextAttempt_;
     milliseconds retry_{0};
 };
 
@@ -200,7 +200,7 @@ void Bus::Loop::Run()
                 break;
             }
         }
-        if (!connection_ && steady_clock::now() >= nextAttempt_) {
+        if (!connection_ && clock_.Now() >= nextAttempt_) {
             Connect();
         }
         try {
@@ -237,7 +237,7 @@ void Bus::Loop::Poll()
         fds[1] = {wanted.fd, wanted.events, 0};
         timeout = wanted.getPollTimeout();
     } else {
-        const auto left = std::chrono::ceil<milliseconds>(nextAttempt_ - steady_clock::now());
+        const auto left = std::chrono::ceil<milliseconds>(nextAttempt_ - clock_.Now());
         timeout = static_cast<int>(std::max(left, milliseconds(0)).count());
     }
     ::poll(fds.data(), fds.size(), timeout);
@@ -249,7 +249,7 @@ void Bus::Loop::Connect()
 {
     const bool isFirstFailure = retry_.count() == 0;
     retry_ = isFirstFailure ? FIRST_RETRY : std::min(retry_ * 2, LONGEST_RETRY);
-    nextAttempt_ = steady_clock::now() + retry_;
+    nextAttempt_ = clock_.Now() + retry_;
     try {
         connection_ = address_.empty() ? sdbus::createSystemBusConnection()
                                        : sdbus::createSessionBusConnectionWithAddress(address_);
@@ -297,7 +297,7 @@ void Bus::Loop::Disconnect(const char* cause)
         }
     }
     connection_.reset();
-    nextAttempt_ = steady_clock::now();
+    nextAttempt_ = clock_.Now();
 }
 
 void Bus::Loop::Attach(Listener& listener)
@@ -365,12 +365,12 @@ void Bus::Loop::Send(const std::shared_ptr<PendingCall>& call)
     }
 }
 
-std::shared_ptr<Bus> Bus::Open(const std::string& address)
+std::shared_ptr<Bus> Bus::Open(const std::string& address, const Clock& clock)
 {
     // Empty variants share a connection that the first of them makes. Made here, it is there before any thread that
     // uses it: a thread sanitizer cannot see how the library guards it.
     [[maybe_unused]] const sdbus::Variant first;
-    auto loop = std::make_shared<Loop>(address);
+    auto loop = std::make_shared<Loop>(address, clock);
     loop->Start();
     return std::shared_ptr<Bus>(new Bus(std::move(loop)));
 }
@@ -399,8 +399,7 @@ Result<void> Bus::Exchange(const BusObject& object, const std::string& method, m
     if (!loop_->Post([loop = loop_.get(), call] { loop->Send(call); })) {
         return NoBus("this program has left the bus");
     }
-    return outcome->WaitUntil(steady_clock::now() + limit)
-        .value_or(NoReply(object.service + " did not answer " + method + " in time"));
+    return outcome->WaitFor(limit).value_or(NoReply(object.service + " did not answer " + method + " in time"));
 }
 
 Result<PropertyMap> Bus::GetProperties(const BusObject& object, milliseconds limit)

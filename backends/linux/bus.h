@@ -17,6 +17,7 @@
 #include <utility>
 
 #include "backends/linux/bus_error.h"
+#include "platform/base/clock.h"
 #include "platform/base/nocopyable.h"
 #include "platform/base/result.h"
 #include "platform/tasks/elastic_pool.h"
@@ -81,8 +82,8 @@ private:
 class Bus : public NoCopyable {
 public:
     // Blocks for the first attempt to connect, whose failure is logged and tried again later. address: as in
-    // DBUS_SYSTEM_BUS_ADDRESS; empty: the system bus. Throws nothing; never null.
-    static std::shared_ptr<Bus> Open(const std::string& address = "");
+    // DBUS_SYSTEM_BUS_ADDRESS; empty: the system bus. clock: by which it tries again. Throws nothing; never null.
+    static std::shared_ptr<Bus> Open(const std::string& address = "", const Clock& clock = Clock::System());
     // Fails calls that wait; returns when its thread has ended. Subscriptions may outlive it.
     ~Bus();
 

@@ -1,6 +1,8 @@
 #include "backends/linux/daemon_version.h"
 
-#include <thread>
+#include <memory>
+
+#include "platform/base/awaited.h"
 
 namespace Vexo::Linux {
 namespace {
@@ -15,15 +17,17 @@ bool IsEarly(const Error& error)
 
 }  // namespace
 
-Result<std::string> AwaitVersion(Bus& bus, const BusObject& object, const std::string& property)
+Result<std::string> AwaitVersion(Bus& bus, const BusObject& object, const std::string& property, Tasks::Timers& timers)
 {
-    const auto deadline = std::chrono::steady_clock::now() + BUS_CALL_LIMIT;
+    const SteadyTime deadline = timers.Now() + BUS_CALL_LIMIT;
     for (;;) {
         Result<std::string> version = bus.GetProperty<std::string>(object, property);
-        if (version || !IsEarly(version.error()) || std::chrono::steady_clock::now() >= deadline) {
+        if (version || !IsEarly(version.error()) || timers.Now() >= deadline) {
             return version;
         }
-        std::this_thread::sleep_for(ASK_AGAIN);
+        const auto again = std::make_shared<Awaited<bool>>();
+        const Tasks::Timer timer = timers.RunAfter(ASK_AGAIN, [again] { again->Set(true); });
+        again->WaitFor(BUS_CALL_LIMIT);
     }
 }
 

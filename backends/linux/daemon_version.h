@@ -5,11 +5,13 @@
 #include <string>
 
 #include "backends/linux/bus.h"
+#include "platform/tasks/timers.h"
 
 namespace Vexo::Linux {
 
 // The property of the daemon's object that holds its version. Blocks until the object is there, at most
 // BUS_CALL_LIMIT in all.
-[[nodiscard]] Result<std::string> AwaitVersion(Bus& bus, const BusObject& object, const std::string& property);
+[[nodiscard]] Result<std::string> AwaitVersion(Bus& bus, const BusObject& object, const std::string& property,
+                                               Tasks::Timers& timers = Tasks::Timers::System());
 
 }  // namespace Vexo::Linux

@@ -95,10 +95,9 @@ void LinuxDevice::Begin()
 
 void LinuxDevice::WaitForFirstLook()
 {
-    const auto deadline = std::chrono::steady_clock::now() + FIRST_LOOK_LIMIT;
     MutexLock lock(mutex_);
-    while (std::find(told_.begin(), told_.end(), false) != told_.end() && looked_.WaitUntil(mutex_, deadline)) {
-    }
+    looked_.WaitFor(mutex_, FIRST_LOOK_LIMIT,
+                    [this]() REQUIRES(mutex_) { return std::find(told_.begin(), told_.end(), false) == told_.end(); });
 }
 
 void LinuxDevice::Stop()

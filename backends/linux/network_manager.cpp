@@ -12,7 +12,6 @@ namespace {
 
 using Paths = std::vector<sdbus::ObjectPath>;
 using std::chrono::milliseconds;
-using std::chrono::steady_clock;
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "NetworkManager"};
 
@@ -67,7 +66,7 @@ Result<std::vector<T>> ReadEach(Result<Paths> paths, const std::function<Result<
 
 }  // namespace
 
-NetworkManager NetworkManager::Until(steady_clock::time_point deadline) const
+NetworkManager NetworkManager::Until(SteadyTime deadline) const
 {
     NetworkManager limited = *this;
     limited.deadline_ = deadline;
@@ -76,7 +75,7 @@ NetworkManager NetworkManager::Until(steady_clock::time_point deadline) const
 
 Result<milliseconds> NetworkManager::TimeFor(const std::string& method) const
 {
-    const auto left = std::chrono::ceil<milliseconds>(deadline_ - steady_clock::now());
+    const auto left = std::chrono::ceil<milliseconds>(deadline_ - clock_.Now());
     if (left.count() <= 0) {
         return NoReply("no time was left to ask for " + method);
     }

@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "backends/linux/bus.h"
+#include "platform/base/clock.h"
 #include "platform/wifi/station.h"
 
 namespace Vexo::Linux {
@@ -89,14 +90,16 @@ enum class ActivationState : uint32_t { UNKNOWN = 0, ACTIVATING = 1, ACTIVATED =
 
 class NetworkManager {
 public:
-    explicit NetworkManager(std::shared_ptr<Bus> bus, std::chrono::milliseconds limit = NETWORK_MANAGER_LIMIT)
-        : bus_(std::move(bus)), limit_(limit)
+    // clock: of the deadlines.
+    explicit NetworkManager(std::shared_ptr<Bus> bus, std::chrono::milliseconds limit = NETWORK_MANAGER_LIMIT,
+                            const Clock& clock = Clock::System())
+        : bus_(std::move(bus)), limit_(limit), clock_(clock)
     {
     }
 
     // The same daemon for work that must end by then: a call that is under way fails at the deadline, and after it none
     // is sent.
-    NetworkManager Until(std::chrono::steady_clock::time_point deadline) const;
+    NetworkManager Until(SteadyTime deadline) const;
 
     [[nodiscard]] Result<std::string> Version() const;
     // False while Wi-Fi is switched off, by software or by a switch of the machine.
@@ -151,7 +154,8 @@ private:
 
     const std::shared_ptr<Bus> bus_;
     const std::chrono::milliseconds limit_;
-    std::chrono::steady_clock::time_point deadline_ = std::chrono::steady_clock::time_point::max();
+    const Clock& clock_;
+    SteadyTime deadline_ = SteadyTime::max();
 };
 
 }  // namespace Vexo::Linux

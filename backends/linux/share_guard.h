@@ -5,6 +5,8 @@
 
 #include <chrono>
 
+#include "platform/base/clock.h"
+
 namespace Vexo::Linux {
 
 // Why a hotspot was turned off: the REASON of the system event NET_SHARE_CLOSED.
@@ -26,7 +28,7 @@ struct ShareLimits {
 
 class ShareGuard {
 public:
-    using Time = std::chrono::steady_clock::time_point;
+    using Time = SteadyTime;
 
     explicit ShareGuard(const ShareLimits& limits) : limits_(limits) {}
 

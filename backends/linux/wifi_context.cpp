@@ -40,11 +40,10 @@ public:
         MutexLock lock(mutex_);
         return wasLeft_;
     }
-    int32_t WaitUntil(WifiContext::Deadline deadline)
+    int32_t WaitFor(std::chrono::milliseconds budget)
     {
         MutexLock lock(mutex_);
-        while (!result_ && answered_.WaitUntil(mutex_, deadline)) {
-        }
+        answered_.WaitFor(mutex_, budget, [this]() REQUIRES(mutex_) { return result_.has_value(); });
         wasLeft_ = !result_;
         return result_.value_or(Wifi::WIFI_NO_ANSWER);
     }
@@ -68,7 +67,7 @@ int32_t WifiContext::RunAndWait(std::chrono::milliseconds budget, std::function<
                                 std::function<void()> undo)
 {
     const auto call = std::make_shared<LimitedCall>();
-    const Deadline deadline = std::chrono::steady_clock::now() + budget;
+    const Deadline deadline = timers.Now() + budget;
     const bool isPosted = strand.Post([call, deadline, work = std::move(work), undo = std::move(undo)] {
         if (call->WasLeft()) {
             return;
@@ -78,7 +77,7 @@ int32_t WifiContext::RunAndWait(std::chrono::milliseconds budget, std::function<
             undo();
         }
     });
-    return isPosted ? call->WaitUntil(deadline) : Wifi::WIFI_FAILED;
+    return isPosted ? call->WaitFor(budget) : Wifi::WIFI_FAILED;
 }
 
 bool WifiContext::Leave(const NetworkChange& change)
@@ -122,7 +121,7 @@ void WifiContext::TakeBackLater(NetworkChange change)
     change.isOver = true;
     own.Note(change);
     timer_.Cancel();
-    timer_ = Tasks::Timers::System().RunAfter(answerLimit_, [weak = weak_from_this()] {
+    timer_ = timers.RunAfter(answerLimit_, [weak = weak_from_this()] {
         if (const auto self = weak.lock()) {
             self->strand.Post([self] { self->TakeBackUnanswered(); });
         }

@@ -21,11 +21,12 @@ inline constexpr std::chrono::seconds WIFI_CALL_LIMIT{10};
 
 class WifiContext : public NoCopyable, public std::enable_shared_from_this<WifiContext> {
 public:
-    using Deadline = std::chrono::steady_clock::time_point;
+    using Deadline = SteadyTime;
 
     // answerLimit: how long NetworkManager may take for one answer, and how long it is left in peace after none.
-    WifiContext(std::shared_ptr<Bus> bus, const std::filesystem::path& stateDir, std::chrono::milliseconds answerLimit)
-        : manager(std::move(bus), answerLimit), own(stateDir), answerLimit_(answerLimit)
+    WifiContext(std::shared_ptr<Bus> bus, const std::filesystem::path& stateDir, std::chrono::milliseconds answerLimit,
+                Tasks::Timers& clockAndTimers = Tasks::Timers::System())
+        : timers(clockAndTimers), manager(std::move(bus), answerLimit, timers), own(stateDir), answerLimit_(answerLimit)
     {
     }
 
@@ -49,6 +50,7 @@ public:
     // radio: the first idle one.
     void Restore(const NetworkChange& change, const std::string& radio);
 
+    Tasks::Timers& timers;
     const NetworkManager manager;
     OwnProfiles own;         // touched on the strand only
     bool isRunning = false;  // NetworkManager; touched on the strand only

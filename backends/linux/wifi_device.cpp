@@ -14,7 +14,6 @@ namespace Vexo::Linux {
 namespace {
 
 using std::chrono::milliseconds;
-using std::chrono::steady_clock;
 namespace JoinFailure = Wifi::JoinFailure;
 using Wifi::LinkEnd;
 using Wifi::Station;
@@ -65,7 +64,7 @@ std::chrono::seconds BootClock()
 }  // namespace
 
 LinuxWifiDevice::LinuxWifiDevice(std::shared_ptr<WifiContext> context, const StationOptions& options, LinkEnded ended)
-    : context_(std::move(context)), options_(options), ended_(std::move(ended))
+    : context_(std::move(context)), options_(options), ended_(std::move(ended)), station_(context_->timers)
 {
 }
 
@@ -119,7 +118,7 @@ int32_t LinuxWifiDevice::Begin(const Wifi::WifiDeviceConfig& config, WifiContext
     }
     const bool wasTaken = attempt_ && attempt_->hasTakenRadio;
     Result<std::string> previous = wasTaken ? attempt_->change.previous : NetworkOf(manager, *radio);
-    if (!previous || steady_clock::now() >= deadline) {
+    if (!previous || context_->timers.Now() >= deadline) {
         return Wifi::WIFI_NO_ANSWER;
     }
     const Station::Join replaced = station_.Current();
@@ -130,7 +129,7 @@ int32_t LinuxWifiDevice::Begin(const Wifi::WifiDeviceConfig& config, WifiContext
     next.radio = radio->path;
     if (radio->IsStation()) {
         // It scans at most every 10 s then: not before a hotspot that is just being opened can be in the air.
-        next.nextScan = steady_clock::now() + options_.lookAgain;
+        next.nextScan = context_->timers.Now() + options_.lookAgain;
     }
     next.begunAt = BootClock();
     if (attempt_) {
@@ -211,7 +210,7 @@ bool LinuxWifiDevice::HasLostRadio() const
 void LinuxWifiDevice::Scan()
 {
     // The end of a scan is one of the changes that make it look again.
-    if (const auto now = steady_clock::now(); now >= attempt_->nextScan) {
+    if (const auto now = context_->timers.Now(); now >= attempt_->nextScan) {
         attempt_->nextScan = now + options_.lookAgain;
         context_->manager.RequestScan(attempt_->radio);
     }
@@ -250,7 +249,7 @@ void LinuxWifiDevice::Join(const Station::Join& join, const AccessPoint& accessP
     }
     attempt.change.activation = joining.value().path;
     attempt.hasTakenRadio = true;
-    attempt.joiningSince = steady_clock::now();
+    attempt.joiningSince = context_->timers.Now();
     station_.Advance(join.attempt, Station::State::JOIN_REQUESTED);
     context_->own.Note(attempt.change);
     LookAgainIn(options_.lookAgain);
@@ -328,12 +327,12 @@ void LinuxWifiDevice::OnDeactivated(const Station::Join& join)
 
 bool LinuxWifiDevice::IsJoinOverdue() const
 {
-    return steady_clock::now() - attempt_->joiningSince > options_.joinLimit;
+    return context_->timers.Now() - attempt_->joiningSince > options_.joinLimit;
 }
 
 bool LinuxWifiDevice::WasHeardWhileJoining(const std::string& ssid) const
 {
-    const auto tried = std::chrono::floor<std::chrono::seconds>(steady_clock::now() - attempt_->joiningSince);
+    const auto tried = std::chrono::floor<std::chrono::seconds>(context_->timers.Now() - attempt_->joiningSince);
     const std::chrono::seconds since = BootClock() - tried;
     const Result<std::vector<AccessPoint>> visible = context_->manager.AccessPoints(attempt_->radio);
     return visible && std::any_of(visible.value().begin(), visible.value().end(),
@@ -411,12 +410,10 @@ void LinuxWifiDevice::LookAgainIn(milliseconds delay, Trigger trigger)
 {
     timer_.Cancel();
     // A timer that fired before it was replaced may have posted its look already: what that one waited for is not over.
-    timer_ =
-        Tasks::Timers::System().RunAfter(delay, [self = sptr<LinuxWifiDevice>(this), trigger, number = ++timersSet_] {
-            self->context_->strand.Post([self, trigger, number] {
-                self->Look(number == self->timersSet_ ? trigger : Trigger::CHANGE_OR_TIMER);
-            });
-        });
+    timer_ = context_->timers.RunAfter(delay, [self = sptr<LinuxWifiDevice>(this), trigger, number = ++timersSet_] {
+        self->context_->strand.Post(
+            [self, trigger, number] { self->Look(number == self->timersSet_ ? trigger : Trigger::CHANGE_OR_TIMER); });
+    });
 }
 
 void LinuxWifiDevice::Stop()

@@ -64,15 +64,15 @@ private:
     // What the attempt that is under way does at NetworkManager.
     struct Attempt {
         std::string radio;
-        std::chrono::steady_clock::time_point nextScan;  // not before
-        std::chrono::seconds begunAt{0};                 // on the boot clock, as in access points
-        bool hasTakenRadio = false;  // this attempt, or one that it replaced, has joined: change.previous is owed
-        bool isLeft = true;          // what was joined before is taken back, as far as NetworkManager answered
+        SteadyTime nextScan;              // not before
+        std::chrono::seconds begunAt{0};  // on the boot clock, as in access points
+        bool hasTakenRadio = false;       // this attempt, or one that it replaced, has joined: change.previous is owed
+        bool isLeft = true;               // what was joined before is taken back, as far as NetworkManager answered
         int refusals = 0;
         NetworkChange change;
         std::string bssid;
         NmReason reason = NmReason::NONE;  // of the radio's last failure
-        std::chrono::steady_clock::time_point joiningSince;
+        SteadyTime joiningSince;
     };
 
     // What makes the station look at its radio.

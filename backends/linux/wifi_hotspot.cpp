@@ -13,8 +13,6 @@
 namespace Vexo::Linux {
 namespace {
 
-using std::chrono::steady_clock;
-
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "LinuxHotspot"};
 constexpr size_t MIN_KEY_BYTES = 8;
 constexpr size_t MAX_KEY_BYTES = 63;
@@ -97,7 +95,7 @@ int32_t LinuxWifiHotspot::GetHotspotConfig(Wifi::HotspotConfig& config)
     const TraceSpan span(SpanName::HOTSPOT_CONFIG);
     // On the caller's thread, so that it waits for no work of the strand: that has much to do while a hotspot opens.
     Result<Wifi::HotspotConfig> read =
-        ReadConfig(context_->manager.Until(steady_clock::now() + Wifi::HOTSPOT_CONFIG_BUDGET));
+        ReadConfig(context_->manager.Until(context_->timers.Now() + Wifi::HOTSPOT_CONFIG_BUDGET));
     if (!read) {
         QuviewDFX::LogWarn(LABEL, "no hotspot configuration: %{public}s", read.error().message);
         return ResultOf(read.error());
@@ -220,7 +218,7 @@ void LinuxWifiHotspot::OpenLater(const WifiRadio& radio)
     SetOn(true);
     timer_.Cancel();
     // A wait that was cancelled too late must not open what a newer call waits to open.
-    timer_ = Tasks::Timers::System().RunAfter(
+    timer_ = context_->timers.RunAfter(
         options_.switchDelay, [self = sptr<LinuxWifiHotspot>(this), path = radio.path, number = ++openingsSet_] {
             self->context_->strand.Post([self, path, number] {
                 if (number == self->openingsSet_) {
@@ -280,7 +278,7 @@ int32_t LinuxWifiHotspot::Open(const NetworkManager& manager, const WifiRadio& r
                        chosen.value().config.GetSsid(), radio.interface,
                        usersOwn ? "the user's profile" : "a temporary profile");
     share_ = Share{change, radio.path, radio.interface};
-    guard_.Open(steady_clock::now());
+    guard_.Open(context_->timers.Now());
     SetOn(true);
     GuardLater();
     return Wifi::WIFI_OK;
@@ -373,7 +371,7 @@ void LinuxWifiHotspot::Guard()
         QuviewDFX::LogWarn(LABEL, "cannot count stations, so none counts: %{public}s", stations.error().message);
     }
     const char* const reason =
-        guard_.Look(steady_clock::now(), stations && stations.value() > 0, !uplink || uplink.value());
+        guard_.Look(context_->timers.Now(), stations && stations.value() > 0, !uplink || uplink.value());
     if (reason != nullptr) {
         Close(reason);
     } else {
@@ -384,7 +382,7 @@ void LinuxWifiHotspot::Guard()
 void LinuxWifiHotspot::GuardLater()
 {
     timer_.Cancel();
-    timer_ = Tasks::Timers::System().RunAfter(guard_.Limits().look, [self = sptr<LinuxWifiHotspot>(this)] {
+    timer_ = context_->timers.RunAfter(guard_.Limits().look, [self = sptr<LinuxWifiHotspot>(this)] {
         self->context_->strand.Post([self] { self->Guard(); });
     });
 }

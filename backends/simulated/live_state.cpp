@@ -20,10 +20,7 @@ int32_t LiveState::ApplyFault(PlatformCall call, int32_t noAnswerCode)
     MutexLock lock(mutex_);
     const Fault fault = state_->FaultOf(call);
     const std::chrono::milliseconds wait = fault.noAnswer ? noAnswerLimit_ : fault.delay;
-    const auto deadline = std::chrono::steady_clock::now() + wait;
-    while (!stopped_ && wait.count() > 0 && stopping_.WaitUntil(mutex_, deadline)) {
-    }
-    if (stopped_) {
+    if (stopping_.WaitFor(mutex_, wait, [this]() REQUIRES(mutex_) { return stopped_; })) {
         return noAnswerCode;
     }
     return fault.noAnswer ? noAnswerCode : fault.code;

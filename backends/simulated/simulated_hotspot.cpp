@@ -9,8 +9,6 @@
 namespace Vexo::Simulated {
 namespace {
 
-using std::chrono::steady_clock;
-
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "SimulatedHotspot"};
 
 Wifi::KeyMgmt KeyMgmtOf(HotspotSecurity security)
@@ -28,11 +26,13 @@ Wifi::KeyMgmt KeyMgmtOf(HotspotSecurity security)
 
 }  // namespace
 
-SimulatedHotspot::SimulatedHotspot(std::shared_ptr<LiveState> live, Air air, std::string deviceName)
+SimulatedHotspot::SimulatedHotspot(std::shared_ptr<LiveState> live, Air air, std::string deviceName,
+                                   Tasks::Timers& timers)
     : live_(std::move(live)),
       air_(std::move(air)),
       defaultSsid_(Wifi::MakeHotspotSsid(std::move(deviceName), air_.NetworkId())),
-      generatedKey_(Wifi::GenerateHotspotKey())
+      generatedKey_(Wifi::GenerateHotspotKey()),
+      timers_(timers)
 {
 }
 
@@ -112,11 +112,11 @@ void SimulatedHotspot::SetActive(bool active)
     active_ = active;
     timer_.Cancel();
     if (active && start.count() > 0) {
-        visibleFrom_ = steady_clock::now() + start;
-        timer_ = Tasks::Timers::System().RunAfter(start, [self] { self->OnStateChanged(); });
+        visibleFrom_ = timers_.Now() + start;
+        timer_ = timers_.RunAfter(start, [self] { self->OnStateChanged(); });
         return;
     }
-    visibleFrom_ = steady_clock::now();
+    visibleFrom_ = timers_.Now();
     strand_.Post([self] { self->Refresh(); });
 }
 
@@ -144,7 +144,7 @@ void SimulatedHotspot::Refresh()
     bool wanted = false;
     {
         MutexLock lock(mutex_);
-        wanted = active_ && visibleFrom_ <= steady_clock::now();
+        wanted = active_ && visibleFrom_ <= timers_.Now();
     }
     std::optional<AirRecord> record;
     if (wanted) {

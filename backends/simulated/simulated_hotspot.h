@@ -20,7 +20,8 @@ namespace Vexo::Simulated {
 class SimulatedHotspot : public IPCObjectStub, public Wifi::WifiHotspot {
 public:
     // A key is generated now and used while the state names none. Stop() must be called before the last reference goes.
-    SimulatedHotspot(std::shared_ptr<LiveState> live, Air air, std::string deviceName);
+    SimulatedHotspot(std::shared_ptr<LiveState> live, Air air, std::string deviceName,
+                     Tasks::Timers& timers = Tasks::Timers::System());
 
     // True from the moment EnableHotspot accepted, though the record may still be on its way.
     int32_t IsHotspotActive(bool& isActive) override;
@@ -54,11 +55,12 @@ private:
     const Air air_;
     const std::string defaultSsid_;
     const std::string generatedKey_;
+    Tasks::Timers& timers_;
 
     Mutex mutex_;
     bool active_ GUARDED_BY(mutex_) = false;
     bool stopped_ GUARDED_BY(mutex_) = false;
-    std::chrono::steady_clock::time_point visibleFrom_ GUARDED_BY(mutex_);
+    SteadyTime visibleFrom_ GUARDED_BY(mutex_);
     Tasks::Timer timer_ GUARDED_BY(mutex_);
 
     // Touched on strand_ only.

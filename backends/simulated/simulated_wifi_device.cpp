@@ -9,7 +9,6 @@
 namespace Vexo::Simulated {
 namespace {
 
-using std::chrono::steady_clock;
 namespace JoinFailure = Wifi::JoinFailure;
 using Wifi::LinkEnd;
 using Wifi::Station;
@@ -40,8 +39,13 @@ EventFwk::NetConnState NetConnStateOf(WifiLinkState state)
 
 SimulatedWifiDevice::SimulatedWifiDevice(std::shared_ptr<LiveState> live, Air air,
                                          sptr<EventFwk::ICommonEventService> events,
-                                         std::chrono::milliseconds searchLimit)
-    : live_(std::move(live)), air_(std::move(air)), events_(std::move(events)), searchLimit_(searchLimit)
+                                         std::chrono::milliseconds searchLimit, Tasks::Timers& timers)
+    : live_(std::move(live)),
+      air_(std::move(air)),
+      events_(std::move(events)),
+      searchLimit_(searchLimit),
+      timers_(timers),
+      station_(timers)
 {
 }
 
@@ -146,7 +150,7 @@ void SimulatedWifiDevice::LookWhileConnecting(const Station::Join& join, const S
         }
         return;
     }
-    const auto now = steady_clock::now();
+    const auto now = timers_.Now();
     if (join.state == Station::State::SEARCHING) {
         joinedAt_ = now + live_->Get()->joinTime;
     }
@@ -197,7 +201,7 @@ std::optional<LinkEnd> SimulatedWifiDevice::MismatchOf(const WifiDeviceConfig& w
 void SimulatedWifiDevice::LookAgainIn(std::chrono::microseconds delay)
 {
     timer_.Cancel();
-    timer_ = Tasks::Timers::System().RunAfter(delay, [self = sptr<SimulatedWifiDevice>(this)] { self->PostLook(); });
+    timer_ = timers_.RunAfter(delay, [self = sptr<SimulatedWifiDevice>(this)] { self->PostLook(); });
 }
 
 bool SimulatedWifiDevice::StartWatching()

@@ -31,7 +31,8 @@ class SimulatedWifiDevice : public IPCObjectStub, public Wifi::WifiDevice {
 public:
     // events: where connectivity events are published. Stop() must be called before the last reference goes.
     SimulatedWifiDevice(std::shared_ptr<LiveState> live, Air air, sptr<EventFwk::ICommonEventService> events,
-                        std::chrono::milliseconds searchLimit = SEARCH_LIMIT);
+                        std::chrono::milliseconds searchLimit = SEARCH_LIMIT,
+                        Tasks::Timers& timers = Tasks::Timers::System());
 
     int32_t GetDeviceConfigs(std::vector<Wifi::WifiDeviceConfig>& configs, bool isCandidate) override;
     int32_t AddDeviceConfig(const Wifi::WifiDeviceConfig& config, int& networkId, bool isCandidate) override;
@@ -75,13 +76,14 @@ private:
     const Air air_;
     const sptr<EventFwk::ICommonEventService> events_;
     const std::chrono::milliseconds searchLimit_;
+    Tasks::Timers& timers_;
 
     // Touched on strand_ only.
     bool stopped_ = false;
     std::unique_ptr<FolderWatcher> watcher_;
     Tasks::Timer timer_;
-    std::chrono::steady_clock::time_point joinedAt_;  // when the attempt that is JOINING has joined
-    std::string provenSsid_;                          // what proof_ was made of; making one is slow
+    SteadyTime joinedAt_;     // when the attempt that is JOINING has joined
+    std::string provenSsid_;  // what proof_ was made of; making one is slow
     std::string provenKey_;
     std::string proof_;
 

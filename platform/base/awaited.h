@@ -20,12 +20,11 @@ public:
         given_.NotifyAll();
     }
 
-    // Blocks; none when the deadline passes first.
-    std::optional<T> WaitUntil(std::chrono::steady_clock::time_point deadline)
+    // Blocks; none when the limit passes first.
+    std::optional<T> WaitFor(std::chrono::milliseconds limit)
     {
         MutexLock lock(mutex_);
-        while (!value_ && given_.WaitUntil(mutex_, deadline)) {
-        }
+        given_.WaitFor(mutex_, limit, [this]() REQUIRES(mutex_) { return value_.has_value(); });
         return value_;
     }
 

@@ -62,11 +62,10 @@ WifiLinkInfo Station::LinkInfo() const
 
 WifiLinkInfo Station::WaitForChange(const WifiLinkInfo& known, std::chrono::milliseconds limit)
 {
-    const auto deadline = std::chrono::steady_clock::now() + limit;
     const MutexLock lock(mutex_);
-    while (!stopped_ && info_.state == known.state && info_.attempt == known.attempt &&
-           changed_.WaitUntil(mutex_, deadline)) {
-    }
+    changed_.WaitFor(mutex_, limit, [&]() REQUIRES(mutex_) {
+        return stopped_ || info_.state != known.state || info_.attempt != known.attempt;
+    });
     return info_;
 }
 
