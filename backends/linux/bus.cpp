@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "platform/base/awaited.h"
+#include "platform/base/check.h"
 #include "platform/base/mutex.h"
 #include "platform/base/unique_fd.h"
 #include "platform/dfx/log.h"
@@ -152,6 +153,7 @@ private:
     void Add(const std::shared_ptr<Listener>& listener);
     void Remove(const std::shared_ptr<Listener>& listener)
     {
+        DISTNET_ASSERT(IsOnLoop(), "used on the loop's thread only");
         listener->slot.reset();
         listeners_.remove(listener);
     }
@@ -168,6 +170,7 @@ private:
     void Disconnect(const char* cause);
     void Attach(Listener& listener);
     void Poll();
+    bool IsOnLoop() const { return runsOn_ == std::this_thread::get_id(); }
     void Wake() const { ::eventfd_write(wakeUp_.Get(), 1); }
     std::string Name() const { return address_.empty() ? "the system bus" : "the bus at " + address_; }
 
@@ -175,6 +178,7 @@ private:
     const Clock& clock_;
     const UniqueFd wakeUp_{::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};
     std::thread thread_;
+    std::thread::id runsOn_;  // set by the thread itself
     std::atomic<bool> isConnected_{false};
 
     Mutex mutex_;
@@ -192,6 +196,7 @@ private:
 
 void Bus::Loop::Run()
 {
+    runsOn_ = std::this_thread::get_id();
     for (;;) {
         RunWork();
         {
@@ -314,6 +319,7 @@ void Bus::Loop::Attach(Listener& listener)
 
 void Bus::Loop::Add(const std::shared_ptr<Listener>& listener)
 {
+    DISTNET_ASSERT(IsOnLoop(), "used on the loop's thread only");
     listeners_.push_back(listener);
     if (connection_) {
         try {
@@ -329,6 +335,7 @@ void Bus::Loop::Add(const std::shared_ptr<Listener>& listener)
 
 void Bus::Loop::Send(const std::shared_ptr<PendingCall>& call)
 {
+    DISTNET_ASSERT(IsOnLoop(), "used on the loop's thread only");
     if (!connection_) {
         call->onFinished(NoBus(Name() + " is not there"));
         return;

@@ -7,6 +7,7 @@
 
 #include "backends/linux/network_manager_profiles.h"
 #include "backends/linux/share_guard.h"
+#include "platform/base/check.h"
 #include "platform/base/mutex.h"
 #include "platform/dfx/log.h"
 #include "platform/dfx/sys_event.h"
@@ -66,6 +67,7 @@ void ReportShareClosed(const std::string& reason)
 int32_t WifiContext::RunAndWait(std::chrono::milliseconds budget, std::function<int32_t(Deadline)> work,
                                 std::function<void()> undo)
 {
+    DISTNET_ASSERT(!strand.RunsOnThisThread(), "work of the Wi-Fi strand does not wait for the strand");
     const auto call = std::make_shared<LimitedCall>();
     const Deadline deadline = timers.Now() + budget;
     const bool isPosted = strand.Post([call, deadline, work = std::move(work), undo = std::move(undo)] {
@@ -82,6 +84,7 @@ int32_t WifiContext::RunAndWait(std::chrono::milliseconds budget, std::function<
 
 bool WifiContext::Leave(const NetworkChange& change)
 {
+    DISTNET_ASSERT(strand.RunsOnThisThread(), "called on the Wi-Fi strand");
     const auto leave = [&] {
         if (!change.activation.empty()) {
             const Result<ActivationState> state = manager.StateOf(change.activation);
@@ -117,6 +120,7 @@ bool WifiContext::TakeBack(const NetworkChange& change)
 
 void WifiContext::TakeBackLater(NetworkChange change)
 {
+    DISTNET_ASSERT(strand.RunsOnThisThread(), "called on the Wi-Fi strand");
     QuviewDFX::LogWarn(LABEL, "NetworkManager does not answer: profile %{public}s is taken back later", change.profile);
     change.isOver = true;
     own.Note(change);
@@ -187,6 +191,7 @@ void WifiContext::TakeBackLeft(const NetworkChange& change)
 
 void WifiContext::TakeBackAll()
 {
+    DISTNET_ASSERT(strand.RunsOnThisThread(), "called on the Wi-Fi strand");
     for (const NetworkChange& change : std::vector<NetworkChange>(own.Changes())) {
         TakeBackLeft(change);
     }
@@ -205,6 +210,7 @@ void WifiContext::TakeBackAll()
 
 void WifiContext::Restore(const NetworkChange& change, const std::string& radio)
 {
+    DISTNET_ASSERT(strand.RunsOnThisThread(), "called on the Wi-Fi strand");
     if (change.previous.empty()) {
         return;
     }

@@ -5,6 +5,7 @@
 #include <ctime>
 #include <utility>
 
+#include "platform/base/check.h"
 #include "platform/dfx/log.h"
 #include "platform/dfx/trace.h"
 #include "platform/wifi/wifi_budgets.h"
@@ -66,6 +67,11 @@ std::chrono::seconds BootClock()
 LinuxWifiDevice::LinuxWifiDevice(std::shared_ptr<WifiContext> context, const StationOptions& options, LinkEnded ended)
     : context_(std::move(context)), options_(options), ended_(std::move(ended)), station_(context_->timers)
 {
+}
+
+LinuxWifiDevice::~LinuxWifiDevice()
+{
+    DISTNET_ASSERT(station_.IsStopped(), "Stop() is called before the last reference goes");
 }
 
 int32_t LinuxWifiDevice::GetDeviceConfigs(std::vector<Wifi::WifiDeviceConfig>& configs, bool isCandidate)
@@ -151,6 +157,7 @@ int32_t LinuxWifiDevice::Begin(const Wifi::WifiDeviceConfig& config, WifiContext
 
 void LinuxWifiDevice::Look(Trigger trigger)
 {
+    DISTNET_ASSERT(context_->strand.RunsOnThisThread(), "called on the Wi-Fi strand");
     if (!attempt_) {
         return;
     }
@@ -347,6 +354,7 @@ void LinuxWifiDevice::SearchAgain()
 
 void LinuxWifiDevice::OnRadioState(const std::string& radio, uint32_t state, NmReason reason)
 {
+    DISTNET_ASSERT(context_->strand.RunsOnThisThread(), "called on the Wi-Fi strand");
     const Station::Join join = station_.Current();
     if (!attempt_ || join.state == Station::State::SEARCHING || radio != attempt_->radio) {
         return;
@@ -370,6 +378,7 @@ void LinuxWifiDevice::OnRadioState(const std::string& radio, uint32_t state, NmR
 
 void LinuxWifiDevice::OnGone()
 {
+    DISTNET_ASSERT(context_->strand.RunsOnThisThread(), "called on the Wi-Fi strand");
     if (!attempt_) {
         return;
     }

@@ -38,6 +38,7 @@ class LinuxWifiDevice : public IPCObjectStub, public Wifi::WifiDevice {
 public:
     // Stop() must be called before the last reference goes.
     LinuxWifiDevice(std::shared_ptr<WifiContext> context, const StationOptions& options, LinkEnded ended);
+    ~LinuxWifiDevice() override;
 
     // Those that were added here and have not ended; the user's own profiles are none of them.
     int32_t GetDeviceConfigs(std::vector<Wifi::WifiDeviceConfig>& configs, bool isCandidate) override;

@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/base/check.h"
 #include "platform/base/files.h"
 #include "platform/dfx/log.h"
 #include "platform/dfx/trace.h"
@@ -47,6 +48,12 @@ LinuxWifiHotspot::LinuxWifiHotspot(std::shared_ptr<WifiContext> context, Hotspot
       generatedKey_(LoadOrMakeKey(options_.stateDir / HOTSPOT_KEY_FILE)),
       guard_(options_.limits)
 {
+}
+
+LinuxWifiHotspot::~LinuxWifiHotspot()
+{
+    const MutexLock lock(mutex_);
+    DISTNET_ASSERT(hasStopBegun_, "Stop() is called before the last reference goes");
 }
 
 int32_t LinuxWifiHotspot::IsHotspotActive(bool& isActive)
@@ -311,6 +318,7 @@ void LinuxWifiHotspot::Forget()
 
 void LinuxWifiHotspot::OnChanged()
 {
+    DISTNET_ASSERT(context_->strand.RunsOnThisThread(), "called on the Wi-Fi strand");
     const Result<ActivationState> state =
         share_ ? context_->manager.StateOf(share_->change.activation) : ActivationState::UNKNOWN;
     if (share_ && state && state.value() == ActivationState::GONE && !WasRenewed()) {
@@ -350,6 +358,7 @@ bool LinuxWifiHotspot::WasRenewed()
 
 void LinuxWifiHotspot::OnGone()
 {
+    DISTNET_ASSERT(context_->strand.RunsOnThisThread(), "called on the Wi-Fi strand");
     // What was changed stays noted: it is taken back when NetworkManager has come back.
     isOpening_ = false;
     Forget();
@@ -357,6 +366,7 @@ void LinuxWifiHotspot::OnGone()
 
 void LinuxWifiHotspot::OnBatteryLow()
 {
+    DISTNET_ASSERT(context_->strand.RunsOnThisThread(), "called on the Wi-Fi strand");
     Close(ShareClosed::BATTERY_LOW);
 }
 
@@ -395,6 +405,10 @@ void LinuxWifiHotspot::SetOn(bool isOn)
 
 void LinuxWifiHotspot::Stop()
 {
+    {
+        const MutexLock lock(mutex_);
+        hasStopBegun_ = true;
+    }
     context_->RunAndWait(WIFI_CALL_LIMIT, [self = sptr<LinuxWifiHotspot>(this)](WifiContext::Deadline) -> int32_t {
         self->isStopped_ = true;
         self->Close(ShareClosed::DAEMON_STOPPED);

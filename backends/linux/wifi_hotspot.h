@@ -39,6 +39,7 @@ class LinuxWifiHotspot : public IPCObjectStub, public Wifi::WifiHotspot {
 public:
     // Stop() must be called before the last reference goes.
     LinuxWifiHotspot(std::shared_ptr<WifiContext> context, HotspotOptions options);
+    ~LinuxWifiHotspot() override;
 
     // True from the moment EnableHotspot accepted, and for a hotspot that somebody else turned on.
     int32_t IsHotspotActive(bool& isActive) override;
@@ -95,6 +96,7 @@ private:
 
     Mutex mutex_;
     bool isOn_ GUARDED_BY(mutex_) = false;
+    bool hasStopBegun_ GUARDED_BY(mutex_) = false;
 
     // Touched on the strand only.
     std::optional<Share> share_;

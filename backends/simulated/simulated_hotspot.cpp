@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "platform/base/check.h"
 #include "platform/dfx/log.h"
 #include "platform/dfx/trace.h"
 #include "platform/wifi/wifi_config.h"
@@ -34,6 +35,12 @@ SimulatedHotspot::SimulatedHotspot(std::shared_ptr<LiveState> live, Air air, std
       generatedKey_(Wifi::GenerateHotspotKey()),
       timers_(timers)
 {
+}
+
+SimulatedHotspot::~SimulatedHotspot()
+{
+    const MutexLock lock(mutex_);
+    DISTNET_ASSERT(stopped_, "Stop() is called before the last reference goes");
 }
 
 int32_t SimulatedHotspot::IsHotspotActive(bool& isActive)

@@ -22,6 +22,7 @@ public:
     // A key is generated now and used while the state names none. Stop() must be called before the last reference goes.
     SimulatedHotspot(std::shared_ptr<LiveState> live, Air air, std::string deviceName,
                      Tasks::Timers& timers = Tasks::Timers::System());
+    ~SimulatedHotspot() override;
 
     // True from the moment EnableHotspot accepted, though the record may still be on its way.
     int32_t IsHotspotActive(bool& isActive) override;

@@ -3,6 +3,8 @@
 #include <utility>
 #include <vector>
 
+#include "platform/base/check.h"
+
 namespace Vexo::Simulated {
 namespace {
 
@@ -12,6 +14,12 @@ bool IsSlot(int32_t slotId)
 }
 
 }  // namespace
+
+SimulatedCoreService::~SimulatedCoreService()
+{
+    const MutexLock lock(mutex_);
+    DISTNET_ASSERT(stopped_, "Stop() is called before the last reference goes");
+}
 
 int32_t SimulatedCoreService::GetSimState(int32_t slotId, Telephony::SimState& state)
 {

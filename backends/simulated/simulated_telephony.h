@@ -19,6 +19,7 @@ class SimulatedCoreService : public IPCObjectStub, public Telephony::ICoreServic
 public:
     // Stop() must be called before the last reference goes.
     explicit SimulatedCoreService(std::shared_ptr<LiveState> live) : live_(std::move(live)) {}
+    ~SimulatedCoreService() override;
 
     int32_t GetSimState(int32_t slotId, Telephony::SimState& state) override;
     int32_t GetRadioState(int32_t slotId, const sptr<Telephony::INetworkSearchCallback>& callback) override;

@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "platform/base/check.h"
 #include "platform/dfx/log.h"
 #include "platform/dfx/trace.h"
 #include "platform/wifi/wifi_config.h"
@@ -47,6 +48,11 @@ SimulatedWifiDevice::SimulatedWifiDevice(std::shared_ptr<LiveState> live, Air ai
       timers_(timers),
       station_(timers)
 {
+}
+
+SimulatedWifiDevice::~SimulatedWifiDevice()
+{
+    DISTNET_ASSERT(station_.IsStopped(), "Stop() is called before the last reference goes");
 }
 
 int32_t SimulatedWifiDevice::GetDeviceConfigs(std::vector<WifiDeviceConfig>& configs, bool isCandidate)

@@ -33,6 +33,7 @@ public:
     SimulatedWifiDevice(std::shared_ptr<LiveState> live, Air air, sptr<EventFwk::ICommonEventService> events,
                         std::chrono::milliseconds searchLimit = SEARCH_LIMIT,
                         Tasks::Timers& timers = Tasks::Timers::System());
+    ~SimulatedWifiDevice() override;
 
     int32_t GetDeviceConfigs(std::vector<Wifi::WifiDeviceConfig>& configs, bool isCandidate) override;
     int32_t AddDeviceConfig(const Wifi::WifiDeviceConfig& config, int& networkId, bool isCandidate) override;

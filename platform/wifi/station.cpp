@@ -155,4 +155,10 @@ void Station::Stop()
     changed_.NotifyAll();
 }
 
+bool Station::IsStopped() const
+{
+    const MutexLock lock(mutex_);
+    return stopped_;
+}
+
 }  // namespace Vexo::Wifi

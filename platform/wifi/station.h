@@ -99,6 +99,7 @@ public:
     std::optional<WifiLinkState> OnEnded(uint32_t attempt, const LinkEnd& end);
     // Ends all waits; nothing is reported any more, and the link info stays as it is.
     void Stop();
+    bool IsStopped() const;
 
     WifiConfigStore configs;  // own synchronisation
 
