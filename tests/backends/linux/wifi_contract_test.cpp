@@ -6,12 +6,6 @@
 namespace Vexo::Tests {
 namespace {
 
-template <typename T, typename U>
-std::shared_ptr<T> Shared(const sptr<U>& object)
-{
-    return {object.GetRefPtr(), [object](T*) {}};
-}
-
 class NetworkManagerWorld : public WifiWorld {
 public:
     NetworkManagerWorld()

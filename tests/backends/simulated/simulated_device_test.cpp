@@ -5,7 +5,6 @@
 #include <sys/stat.h>
 
 #include <future>
-#include <thread>
 
 #include "platform/base/files.h"
 #include "platform/base/unique_fd.h"
@@ -137,37 +136,6 @@ TEST_F(SimulatedDeviceTest, AFifoInTheAirOrInPlaceOfTheStateBlocksNobody)
     }
     WriteState(R"({"battery_low": true})");
     EXPECT_TRUE(log_.WaitFor("battery_low: true"));
-}
-
-TEST_F(SimulatedDeviceTest, ACallerThatSeesConnectedFindsTheBssid)
-{
-    TestDevice device = MakeDevice({"hotspot.ssid=Garden", "hotspot.security=open", "hotspot.active_at_start=true"});
-    TestDevice laptop(folder_.Path(), "laptop", "b04d22");
-    const auto station = laptop.Station();
-    const Wifi::WifiDeviceConfig garden{-1, "Garden", "", "", ""};
-    int id = -1;
-    // Readers of many configurations keep the store busy, so that a BSSID that is noted too late stays missing longer.
-    for (int other = 0; other < 2000; ++other) {
-        station->AddDeviceConfig({-1, "Cellar" + std::to_string(other), "", "", ""}, id, false);
-    }
-    const auto read = [&](const std::stop_token& stop) {
-        std::vector<Wifi::WifiDeviceConfig> configs;
-        while (!stop.stop_requested()) {
-            station->GetDeviceConfigs(configs, false);
-        }
-    };
-    const std::jthread readers[] = {std::jthread(read), std::jthread(read)};
-    for (int round = 0; round < 50; ++round) {
-        ASSERT_EQ(station->AddDeviceConfig(garden, id, false), Wifi::WIFI_OK);
-        ASSERT_EQ(station->ConnectToDevice(garden), Wifi::WIFI_OK);
-        while (station->GetLinkInfo().state == Wifi::WifiLinkState::CONNECTING) {
-            std::this_thread::yield();
-        }
-        std::vector<Wifi::WifiDeviceConfig> configs;
-        station->GetDeviceConfigs(configs, false);
-        ASSERT_EQ(configs.back().ssid, "Garden");
-        ASSERT_EQ(configs.back().bssid, device.Air()[0].bssid) << round;
-    }
 }
 
 TEST_F(SimulatedDeviceTest, TheAirKeepsDamagedAndLeftOverRecordsFromStations)

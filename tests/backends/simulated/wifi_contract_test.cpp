@@ -8,16 +8,10 @@
 namespace Vexo::Tests {
 namespace {
 
-template <typename T>
-std::shared_ptr<T> Shared(const sptr<T>& object)
-{
-    return {object.GetRefPtr(), [object](T*) {}};
-}
-
 class SimulatedWifiWorld : public WifiWorld {
 public:
-    std::shared_ptr<Wifi::WifiHotspot> Hotspot() override { return Shared(phone_.Hotspot()); }
-    std::shared_ptr<Wifi::WifiDevice> Station() override { return Shared(laptop_.Station()); }
+    std::shared_ptr<Wifi::WifiHotspot> Hotspot() override { return Shared<Wifi::WifiHotspot>(phone_.Hotspot()); }
+    std::shared_ptr<Wifi::WifiDevice> Station() override { return Shared<Wifi::WifiDevice>(laptop_.Station()); }
     void SetHotspot(const std::string& ssid, const std::string& key, Security security) override
     {
         const auto wanted = static_cast<Simulated::HotspotSecurity>(security);

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <memory>
 #include <string>
@@ -19,6 +20,13 @@
 namespace Vexo::Tests {
 
 enum class Security { OPEN, WPA2, WPA3 };
+
+// A world's object as its users hold it.
+template <typename T, typename U>
+std::shared_ptr<T> Shared(const sptr<U>& object)
+{
+    return {object.GetRefPtr(), [object](T*) {}};
+}
 
 // One device that is a hotspot and one that joins, in reach of each other.
 class WifiWorld {
@@ -98,8 +106,16 @@ TEST_P(WifiContract, WhatTheHotspotSaysRightAfterItIsEnabledLetsTheStationJoin)
         EXPECT_EQ(hotspot.GetSecurityType(), keyMgmt);
         EXPECT_EQ(hotspot.GetPreSharedKey(), security == Security::OPEN ? "" : KEY);
 
-        const Wifi::WifiLinkInfo info = Join(Config(hotspot.GetSsid(), hotspot.GetPreSharedKey(), asked));
+        const Wifi::WifiDeviceConfig config = Config(hotspot.GetSsid(), hotspot.GetPreSharedKey(), asked);
+        int id = -1;
+        EXPECT_EQ(world_->Station()->AddDeviceConfig(config, id, false), Wifi::WIFI_OK);
+        const Wifi::WifiLinkInfo info = Join(config);
         EXPECT_EQ(info.state, Wifi::WifiLinkState::CONNECTED) << info.reason;
+        std::vector<Wifi::WifiDeviceConfig> configs;
+        EXPECT_EQ(world_->Station()->GetDeviceConfigs(configs, false), Wifi::WIFI_OK);
+        EXPECT_TRUE(std::any_of(configs.begin(), configs.end(), [&](const Wifi::WifiDeviceConfig& one) {
+            return one.networkId == id && !one.bssid.empty();
+        }));
         EXPECT_EQ(info.attempt, ++attempt);
         EXPECT_FALSE(info.address.empty());
     }
