@@ -3,10 +3,12 @@
 Usage: ipc_test.py SOURCE_DIR BIN_DIR
 """
 
+import contextlib
 import json
 import os
 import pathlib
 import resource
+import signal
 import socket
 import struct
 import subprocess
@@ -19,7 +21,9 @@ BINARIES = pathlib.Path(sys.argv[2]).resolve()
 SERVICE, HOST = 1163, 1164
 TOKEN = {SERVICE: "Vexo.NetManagerStandard.IDistNetService", HOST: "Vexo.DistNet.IDistNetHost"}
 MAGIC = 0x314E5344
-MAX_DESCRIPTORS = 96
+NOBODY = 65534
+START, RELEASE, REMOTE_INFO = 0, 1, 1001
+STATUS, COUNTS, EVENTS = 1, 3, 5
 
 
 def text(value):
@@ -36,6 +40,10 @@ def texts(values):
     return struct.pack("<i", len(values)) + b"".join(map(text, values))
 
 
+def request(ability, code, arguments=b"", interface=None):
+    return struct.pack("<IHHII", MAGIC, 1, 0, ability, code) + token(interface or TOKEN[ability]) + arguments
+
+
 class Client:
     def __init__(self, path):
         self.socket = socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET)
@@ -48,8 +56,13 @@ class Client:
     def __exit__(self, *_):
         self.socket.close()
 
-    def read(self):
-        reply = self.socket.recv(1 << 18)
+    def read(self, limit=20):
+        """The next reply: ability, status and parcel; None when none comes within the limit."""
+        self.socket.settimeout(limit)
+        try:
+            reply = self.socket.recv(1 << 18)
+        except TimeoutError:
+            return None
         magic, version, flags, ability, status = struct.unpack("<IHHIi", reply[:16])
         assert (magic, version, flags) == (MAGIC, 1, 1), reply[:16]
         return ability, status, reply[16:]
@@ -59,38 +72,88 @@ class Client:
         return self.read()
 
     def ask(self, ability, code, arguments=b"", interface=None):
-        header = struct.pack("<IHHII", MAGIC, 1, 0, ability, code)
-        answered, status, parcel = self.send(header + token(interface or TOKEN[ability]) + arguments)
+        answered, status, parcel = self.send(request(ability, code, arguments, interface))
         assert answered == ability, answered
         return status, parcel
 
 
+@contextlib.contextmanager
+def program_of_nobody(body):
+    """What the body returns in a process of another user, which keeps what the body left open."""
+    result, results = os.pipe()
+    child = os.fork()
+    if child == 0:
+        try:
+            os.setgroups([])
+            os.setgid(NOBODY)
+            os.setuid(NOBODY)
+            os.write(results, str(body()).encode())
+            signal.pause()
+        finally:
+            os._exit(1)
+    os.close(results)
+    try:
+        yield int(os.read(result, 16))
+    finally:
+        os.kill(child, signal.SIGKILL)
+        os.waitpid(child, 0)
+        os.close(result)
+
+
+needs_second_user = unittest.skipUnless(os.geteuid() == 0, "only root can act for another user")
+
+
 class Ipc(unittest.TestCase):
-    def setUp(self):
+    def start(self, descriptors=1024):
         self.folder = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
         policy = {"entries": [{"user": str(os.getuid()), "token_type": "native", "system_app": True}]}
         configuration = {"platform": "simulated", "state_dir": "phone", "access": {"policy": "policy.json"}}
         (self.folder / "policy.json").write_text(json.dumps(policy))
         (self.folder / "phone.json").write_text(json.dumps(configuration))
         self.path = self.folder / "phone/ipc.sock"
-        daemon = subprocess.Popen(
-            [BINARIES / "distnetd", "--config", self.folder / "phone.json"], stdout=subprocess.DEVNULL,
-            stderr=subprocess.DEVNULL, preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_NOFILE, (MAX_DESCRIPTORS,) * 2))
-        self.addCleanup(daemon.wait)
+        with open(self.folder / "log", "wb") as log:
+            daemon = subprocess.Popen(
+                [BINARIES / "distnetd", "--config", self.folder / "phone.json"], stdout=log, stderr=log,
+                preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_NOFILE, (descriptors,) * 2))
+        self.addCleanup(lambda: self.assertEqual(daemon.wait(), 0, self.log()))
         self.addCleanup(daemon.terminate)
+        self.wait_until(self.is_served)
+        os.chmod(self.folder, 0o711)  # another user reaches the socket
+        os.chmod(self.path.parent, 0o711)
+
+    def is_served(self):
+        with contextlib.suppress(FileNotFoundError, ConnectionRefusedError), Client(self.path):
+            return True
+        return False
+
+    def wait_until(self, condition):
         deadline = time.monotonic() + 20
-        while not self.path.exists() and time.monotonic() < deadline:
+        while not condition():
+            self.assertLess(time.monotonic(), deadline, self.log())
             time.sleep(0.01)
 
-    def service(self):
+    def log(self):
+        return (self.folder / "log").read_text()
+
+    def connect(self, count):
+        return [self.enterContext(Client(self.path)) for _ in range(count)]
+
+    def about_itself(self, code, member):
         with Client(self.path) as client:
-            status, parcel = client.ask(HOST, 1)
+            status, parcel = client.ask(HOST, code)
             self.assertEqual((status, parcel[:4]), (0, bytes(4)))
-            return json.loads(parcel[8:].rstrip(b"\0"))["service"]
+            return json.loads(parcel[8:].rstrip(b"\0"))[member]
+
+    def service(self):
+        return self.about_itself(STATUS, "service")
+
+    def connections(self):
+        return self.about_itself(COUNTS, "ipc_connections")
 
     def test_the_object_of_remote_device_info(self):
+        self.start()
         with Client(self.path) as client:
-            status, parcel = client.ask(SERVICE, 1001, texts(["bssid", "hotspotName", "nothing", "supportSmartHotSpot"]))
+            status, parcel = client.ask(SERVICE, REMOTE_INFO, texts(["bssid", "hotspotName", "nothing", "supportSmartHotSpot"]))
             length = struct.unpack("<i", parcel[:4])[0]
             answer = json.loads(parcel[4:4 + length])
             self.assertEqual((status, list(answer)), (0, ["bssid", "hotspotName", "supportSmartHotSpot"]))
@@ -99,26 +162,29 @@ class Ipc(unittest.TestCase):
             self.assertEqual(answer["hotspotName"], {"variable": "true", "valueType": "string"})
             self.assertIsInstance(answer["supportSmartHotSpot"].pop("value"), bool)
             self.assertEqual(answer["supportSmartHotSpot"], {"variable": "true", "valueType": "boolean"})
-            self.assertEqual(json.loads(client.ask(SERVICE, 1001, texts([]))[1][4:].rstrip(b"\0")), {})
-            self.assertEqual(client.ask(SERVICE, 1001), (1004500103, b""))
+            self.assertEqual(json.loads(client.ask(SERVICE, REMOTE_INFO, texts([]))[1][4:].rstrip(b"\0")), {})
+            self.assertEqual(client.ask(SERVICE, REMOTE_INFO), (1004500103, b""))
 
-    def test_a_release_by_somebody_who_holds_nothing(self):
+    def test_start_and_release_of_the_service(self):
+        self.start()
         self.assertEqual(self.service(), "not_loaded")
         with Client(self.path) as client:
-            self.assertEqual(client.ask(SERVICE, 1), (0, struct.pack("<iI", 0, 1)))
-            while self.service() != "idle":
-                time.sleep(0.01)
+            self.assertEqual(client.ask(SERVICE, RELEASE), (0, struct.pack("<iI", 0, 1)), "it holds nothing")
+            self.wait_until(lambda: self.service() == "idle")
+            self.assertEqual(client.ask(SERVICE, START), (0, struct.pack("<iI", 0, 1)))
             holder = subprocess.Popen([BINARIES / "distnetctl", "--socket", self.path, "service", "hold"],
                                       stdout=subprocess.PIPE, text=True)
             try:
                 holder.stdout.readline()
-                self.assertEqual(client.ask(SERVICE, 1), (0, struct.pack("<iI", 0, 0)))
+                self.assertEqual(client.ask(SERVICE, RELEASE), (0, struct.pack("<iI", 0, 0)))
                 self.assertEqual(self.service(), "running")
             finally:
                 holder.terminate()
                 holder.communicate()
+            self.wait_until(lambda: self.service() == "idle")
 
     def test_what_is_answered_to_requests_that_nobody_takes(self):
+        self.start()
         with Client(self.path) as client:
             for ability, code, interface, answer in [
                     (SERVICE, 5, None, (305, b"")), (HOST, 9, None, (305, b"")), (1121, 1, TOKEN[HOST], (305, b"")),
@@ -127,27 +193,54 @@ class Ipc(unittest.TestCase):
                 self.assertEqual(client.ask(ability, code, b"", interface), answer, (ability, code))
             whole = struct.pack("<IHHII", MAGIC, 1, 0, HOST, 1)
             for damaged in (b"", whole[:15], b"\1" + whole[1:], whole[:4] + b"\2" + whole[5:], whole[:6] + b"\2" + whole[7:],
-                            whole + bytes(160 * 1024 - 15)):
+                            whole + bytes(160 * 1024 - 15), whole + bytes(168 * 1024)):
                 self.assertEqual(client.send(damaged), (0, 308, b""), damaged[:20])
             self.assertEqual(client.send(whole[:6] + b"\1" + whole[7:]), (HOST, 308, b""))
             self.assertEqual(client.ask(HOST, 3)[0], 0, "the connection stays usable")
 
-    def test_a_connection_too_many_is_answered_unasked_and_closed(self):
-        clients = []
-        try:
-            for _ in range(2 * MAX_DESCRIPTORS):
-                clients.append(Client(self.path))
-                clients[-1].socket.settimeout(0.05)
-                try:
-                    self.assertEqual(clients[-1].read(), (0, 309, b""))
-                    self.assertEqual(clients[-1].socket.recv(1), b"", "closed")
-                    return
-                except TimeoutError:
-                    continue
-            self.fail("every connection was taken")
-        finally:
-            for client in clients:
-                client.socket.close()
+    def test_a_daemon_with_few_descriptors_serves_fewer_clients(self):
+        self.start(descriptors=96)
+        self.assertIn("no more than 48 local clients", self.log())
+        clients = self.connect(48)
+        [late] = self.connect(1)
+        self.assertEqual(late.read(), (0, 309, b""))
+        self.assertEqual(late.socket.recv(1), b"", "closed")
+        for client in clients[:24]:
+            client.socket.close()
+        self.wait_until(lambda: self.connections() == 24 + 1)
+
+    def test_waits_for_events_leave_the_workers_to_others(self):
+        self.start()
+        waiting = self.connect(300)  # more than there are workers
+        for client in waiting:
+            client.socket.send(request(HOST, EVENTS, struct.pack("<QI", 0, 60_000)))
+        self.assertEqual(self.connections(), len(waiting) + 1)
+        with Client(self.path) as client:
+            client.ask(SERVICE, REMOTE_INFO, texts([]))  # an event: else the waits last a minute
+        self.assertEqual({client.read()[1] for client in waiting}, {0})
+
+    @needs_second_user
+    def test_connections_of_a_user_are_a_share(self):
+        self.start()
+        with program_of_nobody(lambda: [client.read(0.02) for client in self.connect(300)].count((0, 309, b""))) as refused:
+            self.assertEqual(refused, 300 - 64)
+            self.assertEqual(self.connections(), 64 + 1, "root's own is the last")
+            self.assertEqual(self.service(), "not_loaded")
+
+    @needs_second_user
+    def test_refused_requests_write_a_few_lines_and_leave_the_service_unloaded(self):
+        self.start()
+        before = len(self.log())
+        for datagram, status in [
+                (request(SERVICE, START), 305), (request(SERVICE, START, b"", TOKEN[HOST]), 305),
+                (request(SERVICE, 1000), 305), (request(HOST, STATUS), 305), (b"noise", 308)]:
+            def flood():
+                with Client(self.path) as client:
+                    return [client.send(datagram)[1] for _ in range(200)].count(status)
+            with program_of_nobody(flood) as refused:
+                self.assertEqual(refused, 200)
+        self.assertLess(len(self.log()) - before, 4096, self.log())
+        self.wait_until(lambda: self.service() == "idle")
 
 
 if __name__ == "__main__":

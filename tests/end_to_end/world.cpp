@@ -62,13 +62,12 @@ Device::~Device()
     EXPECT_TRUE(log.find("Sanitizer") == std::string::npos && log.find("runtime error:") == std::string::npos) << log;
 }
 
-void Device::Start(bool finds)
+void Device::Start()
 {
     const std::filesystem::path file = world_ / (name_ + ".json");
     std::ofstream(file) << R"({"platform": "simulated", "state_dir": ")" << name_ << R"(", "device": {"name": ")"
-                        << name_ << R"(", "type": "phone"}, "softbus": {"listen": "127.0.0.1")"
-                        << (finds ? R"(, "announce_dir": "link")" : "")
-                        << R"(}, "access": {"policy": "policy.json"}, "config_policy": {"roots": [)"
+                        << name_ << R"(", "type": "phone"}, "softbus": {"listen": "127.0.0.1", "announce_dir": "link"})"
+                        << R"(, "access": {"policy": "policy.json"}, "config_policy": {"roots": [)"
                         << (hasShippedFiles_ ? "\"" DISTNET_SHIPPED_FILES "\", " : "") << "\"" << name_
                         << R"(/product"]}, "simulated": {"air_dir": "air"}})";
     daemon_ =

@@ -31,9 +31,8 @@ public:
     void SetProgram(std::string program) { program_ = std::move(program); }
     // From its next start on it has only what WriteProductFile wrote, without the device configuration that is shipped.
     void OmitShippedFiles() { hasShippedFiles_ = false; }
-    // Writes its configuration and starts its daemon. With finds false it neither announces itself nor looks for
-    // others.
-    void Start(bool finds = true);
+    // Writes its configuration and starts its daemon.
+    void Start();
     // A file of its device configuration, in place of the shipped one.
     std::filesystem::path WriteProductFile(const std::string& name, const std::string& text) const;
     // Ends the daemon: by SIGTERM, waiting for its exit code; or at once.
