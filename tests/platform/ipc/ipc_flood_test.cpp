@@ -70,31 +70,31 @@ TEST_F(IpcFloodTest, ClientThatReadsLateGetsEveryReplyInOrder)
     }
 }
 
-TEST_F(IpcFloodTest, UserHasItsShareOfConnectionsAndTheReserveIsForOthers)
+TEST_F(IpcFloodTest, LimitedUserHasAShareOfConnectionsAndNoneOfTheReserve)
 {
     // The server, which outlives this function, goes on asking.
-    const auto isLimited = std::make_shared<std::atomic<bool>>(true);
+    const auto isLimited = std::make_shared<std::atomic<bool>>();
     options_.shares = {4, 1, 2, 2, [isLimited](uid_t) { return isLimited->load(); }};
     ServeEcho();
     std::vector<UniqueFd> held;
-    for (int i = 0; i < 2; ++i) {
+    const auto connects = [&](bool asLimited) {
+        *isLimited = asLimited;
         held.push_back(ConnectRaw());
-        ExpectEcho(held.back());
-    }
-    EXPECT_EQ(ReceiveRaw(ConnectRaw()).status, IPC_BUSY);
-    held.pop_back();
+        return SendRaw(held.back(), RequestOf(5)) && ReceiveRaw(held.back()).status == IPC_OK;
+    };
+    EXPECT_TRUE(connects(true));
+    EXPECT_TRUE(connects(true));
+    EXPECT_FALSE(connects(true)) << "its share";
+    held.resize(1);
     ASSERT_TRUE(Connections(1));
-    held.push_back(ConnectRaw());
-    ExpectEcho(held.back());
-    *isLimited = false;
-    held.push_back(ConnectRaw());
-    ExpectEcho(held.back());
-    *isLimited = true;
-    EXPECT_EQ(ReceiveRaw(ConnectRaw()).status, IPC_BUSY);
-    *isLimited = false;
-    held.push_back(ConnectRaw());
-    ExpectEcho(held.back());
-    EXPECT_EQ(ReceiveRaw(ConnectRaw()).status, IPC_BUSY);
+    EXPECT_TRUE(connects(true)) << "one has left";
+    held.resize(1);
+    ASSERT_TRUE(Connections(1));
+    EXPECT_TRUE(connects(false));
+    EXPECT_TRUE(connects(false));
+    EXPECT_FALSE(connects(true)) << "the last is reserved";
+    EXPECT_TRUE(connects(false));
+    EXPECT_FALSE(connects(false)) << "all are taken";
 }
 
 TEST_F(IpcFloodTest, RequestsBeyondAUsersShareWaitInTheirSocketsAndAllRun)
@@ -130,7 +130,7 @@ TEST_F(IpcFloodTest, BadDatagramsOfAUserAreOneLineAMinute)
     EXPECT_EQ(log.Count("bad datagram of 3 bytes"), 1U) << log.Text();
 }
 
-TEST_F(IpcFloodTest, WithoutDescriptorsClientsAreTurnedAwayThoseThatAreThereGoOnAndItRecovers)
+TEST_F(IpcFloodTest, WithoutDescriptorsNewClientsAreTurnedAwayUntilThereAreSome)
 {
 #ifdef __SANITIZE_ADDRESS__
     GTEST_SKIP() << "the sanitizer's own check of objects needs a descriptor (a pipe)";
@@ -155,7 +155,7 @@ TEST_F(IpcFloodTest, WithoutDescriptorsClientsAreTurnedAwayThoseThatAreThereGoOn
     ExpectEcho(ConnectRaw());
 }
 
-TEST(CallerLogLimitTest, LeavesOutTheLinesOfNewUsersWhenTooManyAreKnownUntilTheirMinuteHasPassed)
+TEST(CallerLogLimitTest, LinesOfNewUsersAreLeftOutWhileTooManyAreKnown)
 {
     Tests::ManualTimers timers;
     CallerLogLimit limit(timers);

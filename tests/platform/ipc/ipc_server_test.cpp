@@ -65,38 +65,6 @@ TEST_F(IpcServerTest, BlockedRequestsDelayOthersOnlyAtTheThreadLimitWhereTheyWai
     }
 }
 
-TEST_F(IpcServerTest, BadDatagramIsRefusedAndTheConnectionStaysUsable)
-{
-    constexpr size_t WHOLE = IPC_HEADER_SIZE + 4;
-    const struct {
-        const char* fault;
-        size_t size;
-        size_t changedByte;
-        uint8_t value;
-    } table[] = {
-        {"empty", 0, WHOLE, 0},
-        {"shorter than the header", IPC_HEADER_SIZE - 1, WHOLE, 0},
-        {"another magic", WHOLE, 0, 0},
-        {"another version", WHOLE, 4, 2},
-        {"reply flag", WHOLE, 6, 1},
-        {"unknown flag", WHOLE, 6, 2},
-        {"one byte too large", MAX_DATAGRAM_SIZE + 1, WHOLE, 0},
-        {"much too large", MAX_DATAGRAM_SIZE + 8192, WHOLE, 0},
-    };
-    ServeEcho();
-    const UniqueFd socket = ConnectRaw();
-    for (const auto& row : table) {
-        SCOPED_TRACE(row.fault);
-        std::vector<uint8_t> bytes = RequestOf(5);
-        bytes.resize(WHOLE + 1);
-        bytes[row.changedByte] = row.value;
-        bytes.resize(row.size);
-        ASSERT_TRUE(SendRaw(socket, bytes));
-        EXPECT_EQ(ReceiveRaw(socket).status, IPC_BAD_DATAGRAM);
-        ExpectEcho(socket);
-    }
-}
-
 TEST_F(IpcServerTest, ExceptionOfAHandlerEndsInAnErrorReply)
 {
     Serve([](const IpcHeader&, MessageParcel&, MessageParcel&) -> int32_t { throw std::runtime_error("broken"); });

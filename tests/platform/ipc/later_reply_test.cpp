@@ -57,7 +57,7 @@ TEST_F(LaterReplyTest, RequestsThatWaitHoldNoWorkerAndTheirConnectionsKeepTheirO
     }
 }
 
-TEST_F(LaterReplyTest, ReplyCompletedInItsHandlerAndOneThatIsDroppedBothReachTheClient)
+TEST_F(LaterReplyTest, CompletedAndDroppedRepliesReachTheClient)
 {
     Serve([](const IpcHeader& request, MessageParcel&, MessageParcel&) {
         const auto later = LaterReply::Take();
@@ -73,7 +73,7 @@ TEST_F(LaterReplyTest, ReplyCompletedInItsHandlerAndOneThatIsDroppedBothReachThe
     EXPECT_EQ(ReceiveRaw(socket).status, IPC_HANDLER_FAILED);
 }
 
-TEST_F(LaterReplyTest, ClientThatLeavesIsDroppedBeforeItsReplyAndOneThatOnlyStopsSendingGetsIt)
+TEST_F(LaterReplyTest, OnlyAClientThatLeavesIsDroppedBeforeItsReply)
 {
     ServeLater();
     UniqueFd gone = Send(LATER);
