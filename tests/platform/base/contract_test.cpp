@@ -1,9 +1,11 @@
+// Contract checks, counted references and bounded copies.
 #include "platform/base/refbase.h"
 
 #include <gtest/gtest.h>
 
 #include <array>
 
+#include "platform/base/check.h"
 #include "platform/base/securec.h"
 
 namespace Vexo {
@@ -17,7 +19,7 @@ struct Both : Left, Right {
     int& destroyed;
 };
 
-TEST(RefBaseTest, TheLastOfAllKindsOfReferenceDestroysTheObject)
+TEST(RefBaseTest, LastReferenceOfAnyKindDestroysTheObject)
 {
     int destroyed = 0;
     sptr<Both> both = MakeSptr<Both>(destroyed);
@@ -34,7 +36,18 @@ TEST(RefBaseTest, TheLastOfAllKindsOfReferenceDestroysTheObject)
     EXPECT_EQ(destroyed, 1);
 }
 
-TEST(SecurecTest, ACopyOrFillBeyondTheDestinationFailsAndTouchesNothing)
+TEST(ContractDeathTest, BreachEndsTheProcessAndNamesPlaceContractAndCondition)
+{
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    int evaluated = 0;
+    DISTNET_CHECK(++evaluated == 1, "one");
+    DISTNET_ASSERT(evaluated == 1, "one");
+    EXPECT_EQ(evaluated, 1);
+    EXPECT_DEATH(DISTNET_CHECK(evaluated == 2, "two of them"),
+                 R"(contract_test\.cpp:[0-9]+: contract broken: two of them \(evaluated == 2\))");
+}
+
+TEST(SecurecTest, CopyOrFillBeyondTheDestinationFailsAndTouchesNothing)
 {
     std::array<char, 4> buffer{'a', 'b', 'c', 'd'};
     const auto original = buffer;
