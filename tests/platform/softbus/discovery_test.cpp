@@ -27,7 +27,7 @@ protected:
     Vexo::Tests::TempFolder folder;
 };
 
-TEST_F(DiscoveryTest, OneAddressShowsBothToEachOtherUntilOneLeavesAndAgainWhenItReturns)
+TEST_F(DiscoveryTest, DevicesMeetByOneAddressAndAgainAfterARestart)
 {
     SoftBusOptions options;
     options.deviceTypeId = DEVICE_TYPE_PHONE;
@@ -50,20 +50,25 @@ TEST_F(DiscoveryTest, OneAddressShowsBothToEachOtherUntilOneLeavesAndAgainWhenIt
     EXPECT_TRUE(PhoneIs(true, laptopBus));
 }
 
-TEST_F(DiscoveryTest, AnnouncementsBringDevicesTogetherAndDamagedOnesAreIgnoredWithOneLine)
+TEST_F(DiscoveryTest, AnnouncementsBringDevicesTogetherAndUnusableOnesAreIgnoredWithOneLine)
 {
     const Vexo::Tests::LogCapture log;
     SoftBusOptions options;
     options.announceFolder = folder.Path();
-    const std::string id(64, 'd');
-    std::ofstream(folder.Path() / (id + ".json")) << "{\"version\": 1";
+    const auto nameOf = [](char digit) { return std::string(64, digit) + ".json"; };
+    const auto makeFifo = [&](char digit) { return ::mkfifo((folder.Path() / nameOf(digit)).c_str(), 0600); };
+    std::ofstream(folder.Path() / nameOf('d')) << "{\"version\": 1";
     std::ofstream(folder.Path() / ".half-written.tmp") << "{";
+    ASSERT_EQ(makeFifo('a'), 0);  // opening a FIFO would wait for a writer
     const auto laptopBus = StartBus(laptop, "laptop", {}, options);
-    ASSERT_TRUE(WriteFileAtomically(folder.Path() / (std::string(64, 'e') + ".json"),
-                                    EncodeAnnouncement({id, {"tcp", "127.0.0.1:9"}}), 0644));
+    EXPECT_EQ(log.Count(nameOf('a') + " ignored"), 1u);
+    ASSERT_EQ(makeFifo('b'), 0);
+    EXPECT_TRUE(log.WaitFor(nameOf('b') + " ignored"));
+    ASSERT_TRUE(WriteFileAtomically(folder.Path() / nameOf('e'),
+                                    EncodeAnnouncement({std::string(64, 'd'), {"tcp", "127.0.0.1:9"}}), 0644));
     const auto phoneBus = StartBus(phone, "phone", {}, options);
     EXPECT_TRUE(Meet(laptopBus, phoneBus));
-    EXPECT_EQ(log.Count(id + ".json ignored: it is not a JSON object"), 2u) << "one line at each device";
+    EXPECT_EQ(log.Count(nameOf('d') + " ignored: it is not a JSON object"), 2u) << "one line at each device";
     EXPECT_TRUE(log.WaitFor("it names another device", 2));
     EXPECT_EQ(log.Count("half-written"), 0u);
 
@@ -74,26 +79,7 @@ TEST_F(DiscoveryTest, AnnouncementsBringDevicesTogetherAndDamagedOnesAreIgnoredW
     EXPECT_TRUE(PhoneIs(false, laptopBus));
 }
 
-TEST_F(DiscoveryTest, AnAnnouncementThatIsNoFileBlocksNeitherStartNorLife)
-{
-    const Vexo::Tests::LogCapture log;
-    SoftBusOptions options;
-    options.announceFolder = folder.Path();
-    const auto makeFifo = [this](const std::string& networkId) {
-        return ::mkfifo((folder.Path() / (networkId + ".json")).c_str(), 0600);
-    };
-    const std::string early(64, 'd');
-    const std::string late(64, 'e');
-    ASSERT_EQ(makeFifo(early), 0);
-    const auto laptopBus = StartBus(laptop, "laptop", {}, options);
-    EXPECT_EQ(log.Count(early + ".json ignored"), 1u);
-    ASSERT_EQ(makeFifo(late), 0);
-    EXPECT_TRUE(log.WaitFor(late + ".json ignored"));
-    const auto phoneBus = StartBus(phone, "phone", {}, options);
-    EXPECT_TRUE(Meet(laptopBus, phoneBus));
-}
-
-TEST_F(DiscoveryTest, AnAnnounceFolderThatIsMadeAnewBringsDevicesTogether)
+TEST_F(DiscoveryTest, RecreatedAnnounceFolderBringsDevicesTogether)
 {
     SoftBusOptions options;
     options.announceFolder = folder.Path() / "announced";
@@ -148,7 +134,7 @@ TEST_F(DiscoveryTest, ADeviceThatListensEverywhereIsReachedWhereItWasSeenAndDoes
     EXPECT_EQ(atPhone.WaitFor(Kind::OPENED, id).result, 0);
 }
 
-TEST_F(DiscoveryTest, WhatCannotBeUsedIsRefusedAtTheStart)
+TEST_F(DiscoveryTest, UnusableOptionsAreRefusedAtTheStart)
 {
     const auto busy = StartBus(phone, "phone");
     std::ofstream(folder.Path() / "file") << "x";

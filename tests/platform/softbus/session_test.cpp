@@ -21,7 +21,7 @@ int Send(const sptr<SoftBusServer>& bus, int id, const std::string& bytes)
 
 class SessionTest : public PairTest {};
 
-TEST_F(SessionTest, OpenedComesOnceAndNotBeforeAMillisecondHasPassed)
+TEST_F(SessionTest, OpenedCallbackComesOnceAndAfterAMillisecond)
 {
     int last = 0;
     for (int round = 0; round < 20; ++round) {
@@ -38,7 +38,7 @@ TEST_F(SessionTest, OpenedComesOnceAndNotBeforeAMillisecondHasPassed)
     }
 }
 
-TEST_F(SessionTest, LocalFailuresAreNegativeAndBringNoCallback)
+TEST_F(SessionTest, LocalFailuresAreNegativeWithoutACallback)
 {
     const std::string peer = phoneIdentity.networkId;
     const struct {
@@ -115,7 +115,7 @@ TEST_F(SessionTest, ClosingFromCallbacksOrBeforeTheOpenedOneIsSafe)
     EXPECT_EQ(atLaptop.All().size(), 1u);
 }
 
-TEST_F(SessionTest, APeerThatDoesNotTakeBytesFillsTheQueueAndLosesNothing)
+TEST_F(SessionTest, SlowPeerFillsTheQueueAndLosesNothing)
 {
     const std::pair<int, int> ids = OpenPair();
     std::atomic<bool> hold{true};
@@ -141,7 +141,7 @@ TEST_F(SessionTest, APeerThatDoesNotTakeBytesFillsTheQueueAndLosesNothing)
     atPhone.Clear();
 }
 
-TEST_F(SessionTest, FiftyOpenAtOnceAndThoseOfThePeerHaveIdsOfTheirOwn)
+TEST_F(SessionTest, FiftySessionsAndThePeersHaveDistinctIds)
 {
     const auto echo = [this](const Event& event) { Send(phone, event.id, "echo " + event.bytes); };
     atPhone.OnEvent(Kind::BYTES, echo);
@@ -173,7 +173,7 @@ public:
     void Stop() override {}
 };
 
-TEST_F(SessionTest, AnExceptionOnTheReactorIsOneLineAndTheDeviceGoesOn)
+TEST_F(SessionTest, ExceptionOnTheReactorIsLoggedAndTheDeviceWorksOn)
 {
     SoftBusOptions options;
     options.moreTransports = {[](asio::io_context&) { return std::make_shared<ThrowingTransport>(); }};
@@ -208,7 +208,7 @@ TEST_F(SessionTest, WaitsForItsOwnServerAndForThePeers)
     EXPECT_EQ(atLaptop.WaitFor(Kind::OPENED, id).result, 0);
 }
 
-TEST_F(SessionTest, AServerThatNeverAppearsFailsTheOpenWellWithinTenSecondsAndStoppingAtOnce)
+TEST_F(SessionTest, OpenFailsWithinItsLimitWithoutAServerAndAtOnceWhenStopping)
 {
     const auto began = std::chrono::steady_clock::now();
     const int id = Open("test.never");
