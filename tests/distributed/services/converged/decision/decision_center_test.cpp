@@ -6,7 +6,6 @@
 #include <future>
 
 #include "distributed/services/converged/configuration/configuration_center_manager.h"
-#include "distributed/services/converged/decision/src/converged_decision_manager.h"
 #include "platform/base/json.h"
 #include "tests/support/log_capture.h"
 
@@ -63,7 +62,7 @@ protected:
     const std::shared_ptr<DecisionCenter> center = std::make_shared<DecisionCenter>();
 };
 
-TEST_F(DecisionCenterTest, AScreenThatGoesOffClosesAfterTheConfiguredTimeIfBothFlagsAreSet)
+TEST_F(DecisionCenterTest, ScreenOffClosesAfterTheConfiguredTimeIfBothFlagsAreSet)
 {
     for (const auto& [isUse, isProvide] : {std::pair{"false", "true"}, {"true", "false"}}) {
         Configure(isUse, isProvide, 1);
@@ -78,7 +77,7 @@ TEST_F(DecisionCenterTest, AScreenThatGoesOffClosesAfterTheConfiguredTimeIfBothF
     EXPECT_GE(std::chrono::steady_clock::now() - start, 60ms);
 }
 
-TEST_F(DecisionCenterTest, AScreenThatComesOnLeavesWhatWasScheduledWhichGoesByTheFlagsOfItsMoment)
+TEST_F(DecisionCenterTest, ScreenOnKeepsScheduledEventsWhichFollowTheLatestFlags)
 {
     for (const char* isProvideThen : {"false", "true"}) {
         std::promise<void> release;
@@ -88,7 +87,7 @@ TEST_F(DecisionCenterTest, AScreenThatComesOnLeavesWhatWasScheduledWhichGoesByTh
         Screen(false);
         Configure("true", isProvideThen, 1);
         Screen(true);
-        // Nothing comes of a center that has gone.
+        // A center that is gone does nothing.
         std::make_shared<DecisionCenter>()->OnScreenStateChanged(false, runner);
         release.set_value();
         RunUntil(2ms);
@@ -108,17 +107,6 @@ TEST_F(DecisionCenterTest, WithoutSettingsOrARunnerNothingIsScheduled)
     EXPECT_FALSE(log.Contains(" post task failed."));
     center->OnScreenStateChanged(false, nullptr);
     EXPECT_TRUE(log.Contains(" post task failed."));
-}
-
-TEST_F(DecisionCenterTest, PathsAreRefusedAndTheirReferencesStay)
-{
-    NetManagerStandard::ConvergedDecisionManager manager;
-    uint16_t pathType = 7;
-    int pathId = 9;
-    EXPECT_EQ(manager.RequestPath(pathType, pathId), 2200003);
-    EXPECT_EQ(manager.ReleasePath(pathType, pathId), 2200003);
-    EXPECT_EQ(pathType, 7);
-    EXPECT_EQ(pathId, 9);
 }
 
 }  // namespace
