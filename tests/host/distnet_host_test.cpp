@@ -10,7 +10,7 @@
 #include "platform/access/policy.h"
 #include "platform/base/json.h"
 #include "platform/wifi/station.h"
-#include "platform/wifi/wifi_device.h"
+#include "tests/support/fake_wifi.h"
 #include "tests/support/temp_folder.h"
 #include "tests/support/trail.h"
 
@@ -19,11 +19,8 @@ namespace {
 
 constexpr const char* PERMISSION = "vexo.permission.CONNECTIVITY_INTERNAL";
 
-class FakeStation : public IPCObjectStub, public Wifi::WifiDevice {
+class FakeStation : public Tests::FakeWifiDevice {
 public:
-    int32_t GetDeviceConfigs(std::vector<Wifi::WifiDeviceConfig>&, bool) override { return 0; }
-    int32_t AddDeviceConfig(const Wifi::WifiDeviceConfig&, int&, bool) override { return 0; }
-    int32_t ConnectToDevice(const Wifi::WifiDeviceConfig&) override { return 0; }
     Wifi::WifiLinkInfo GetLinkInfo() override { return station.LinkInfo(); }
     Wifi::WifiLinkInfo WaitForChange(const Wifi::WifiLinkInfo& known, std::chrono::milliseconds limit) override
     {
@@ -76,11 +73,10 @@ protected:
     }
 
     // Sends the token, then the words of body.
-    int Ask(User user, HostInterfaceCode code, const std::vector<uint32_t>& body = {},
-            const std::u16string& token = IDistNetHost::GetDescriptor())
+    int Ask(User user, HostInterfaceCode code, const std::vector<uint32_t>& body = {})
     {
         MessageParcel data;
-        data.WriteInterfaceToken(token);
+        data.WriteInterfaceToken(IDistNetHost::GetDescriptor());
         for (const uint32_t word : body) {
             data.WriteUint32(word);
         }
@@ -130,14 +126,6 @@ TEST_F(HostAbility, AnswersOnlyWhomTheServiceWouldAnswer)
     }
     EXPECT_EQ(Ask(APP, HostInterfaceCode::GET_COUNTS), IPC_OK);
     EXPECT_GE(Answer<HostCounts>().descriptors, 3U);
-}
-
-TEST_F(HostAbility, RefusesARequestForAnotherInterfaceAndIgnoresAnUnknownCode)
-{
-    EXPECT_EQ(Ask(NATIVE, HostInterfaceCode::GET_STATUS, {}, u"Vexo.DistNet.IDistNetHos"), IPC_UNKNOWN_REQUEST);
-    EXPECT_EQ(Result(), HOST_BAD_REQUEST);
-    EXPECT_EQ(Ask(NATIVE, static_cast<HostInterfaceCode>(99)), IPC_UNKNOWN_REQUEST);
-    EXPECT_EQ(reply.GetDataSize(), 0U);
 }
 
 TEST_F(HostAbility, WaitForWifiAnswersAtOnceWhatTheCallerDoesNotKnowAndRefusesABadWait)
@@ -205,12 +193,11 @@ TEST_F(HostAbility, StatusSaysWhetherTheRadioCanJoin)
         return Answer<HostStatus>().wifi.radio;
     };
     EXPECT_EQ(shown(), RadioState::ABSENT) << "without a Wi-Fi ability";
-    abilities->AddSystemAbility(WIFI_DEVICE_SYS_ABILITY_ID, sptr<IRemoteObject>(MakeSptr<FakeStation>()));
-    EXPECT_EQ(shown(), RadioState::ON);
-    radio = RadioState::SWITCHED_OFF;
-    EXPECT_EQ(shown(), RadioState::SWITCHED_OFF);
-    radio = RadioState::BLOCKED;
-    EXPECT_EQ(shown(), RadioState::BLOCKED);
+    AddStation();
+    for (const RadioState state : {RadioState::ON, RadioState::SWITCHED_OFF, RadioState::BLOCKED}) {
+        radio = state;
+        EXPECT_EQ(shown(), state);
+    }
 }
 
 }  // namespace

@@ -21,7 +21,7 @@ HostStatus Status()
     return status;
 }
 
-TEST(HostAnswersTest, WhatIsWrittenIsReadAgain)
+TEST(HostAnswersTest, WrittenStatusIsReadBack)
 {
     const std::string text = AnswerText(Status());
     const auto read = ParseAnswer<HostStatus>(text);
@@ -34,17 +34,14 @@ TEST(HostAnswersTest, WhatIsWrittenIsReadAgain)
     EXPECT_EQ(read.value().uptime, Status().uptime);
 }
 
-TEST(HostAnswersTest, AnEventIsWrittenAsItsFileHasIt)
+TEST(HostAnswersTest, EventIsWrittenAsItsFileHasIt)
 {
     const std::chrono::sys_time<std::chrono::milliseconds> time{1'795'262'886'007ms};
-    const std::string line = QuviewDFX::EventLine(
-        {time, "DISTNET", "NET_START", 4, {{"DEVICE", "3f91c**d6384"}, {"CODE", -2147483647 - 1}}});
-    EXPECT_EQ(line, AnswerText(Event{time,
-                                     "DISTNET",
-                                     "NET_START",
-                                     EventType::BEHAVIOR,
-                                     {{"DEVICE", "3f91c**d6384"}, {"CODE", -2147483647 - 1}}}) +
-                        "\n");
+    const QuviewDFX::SysEventRecord record{
+        time, "DISTNET", "NET_START", 4, {{"DEVICE", "3f91c**d6384"}, {"CODE", INT32_MIN}}};
+    const Event event{
+        time, "DISTNET", "NET_START", EventType::BEHAVIOR, {{"DEVICE", "3f91c**d6384"}, {"CODE", INT32_MIN}}};
+    EXPECT_EQ(QuviewDFX::EventLine(record), AnswerText(event) + "\n");
 }
 
 // Instead of a part of a good answer, another one; the error names the member.
@@ -70,7 +67,7 @@ void ExpectRefused(const Answer& good, const std::vector<Damage>& table)
     }
 }
 
-TEST(HostAnswersTest, ADamagedAnswerIsRefusedWithTheNameOfItsMember)
+TEST(HostAnswersTest, DamagedAnswerIsRefusedWithTheNameOfItsMember)
 {
     ExpectRefused(Status(), {{"{", "[", "it is no JSON"},
                              {"90061001}", "90061001", "it is no JSON"},
