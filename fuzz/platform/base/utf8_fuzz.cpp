@@ -12,34 +12,12 @@ std::vector<std::string> Samples()
     return {"phone \u00E9 \u20AC \U0001F600", "\u202Eevil\u009B2J\x1B[2J back\\slash"};
 }
 
-int HexValue(char digit)
-{
-    return digit <= '9' ? digit - '0' : digit - 'a' + 10;
-}
-
-// Undoes EscapeBytes.
-std::string Unescaped(std::string_view shown)
-{
-    std::string bytes;
-    for (size_t at = 0; at < shown.size(); ++at) {
-        if (shown[at] != '\\') {
-            bytes += shown[at];
-        } else if (shown[++at] == '\\') {
-            bytes += '\\';
-        } else {
-            bytes += static_cast<char>(16 * HexValue(shown.at(at + 1)) + HexValue(shown.at(at + 2)));
-            at += 2;
-        }
-    }
-    return bytes;
-}
-
 bool Run(std::string_view input)
 {
     const std::string hidden = EscapeHidden(input);
     Fuzz::Require(IsUtf8(hidden) && hidden.find_first_of("\x1B\n\x7F") == std::string::npos, "what is shown is safe");
     Fuzz::Require(EscapeHidden(hidden) == hidden, "escaping twice changes nothing");
-    Fuzz::Require(Unescaped(EscapeBytes(input)) == input, "every byte comes back");
+    Fuzz::Require(UnescapeBytes(EscapeBytes(input)).value() == input, "every byte comes back");
     const std::string text = EscapeInvalid(input);
     Fuzz::Require(IsUtf8(text) && (text == input) == (IsUtf8(input) && input.find('\0') == std::string_view::npos),
                   "only what is no UTF-8 is escaped");
