@@ -45,7 +45,7 @@ protected:
             ASSERT_NE(page.next, cursor_) << from;
             std::istringstream lines(page.lines);
             for (std::string line; std::getline(lines, line); ++from) {
-                EXPECT_NE(line.find("{\"TEXT\":\"" + std::to_string(from) + "\"}}"), std::string::npos) << line;
+                EXPECT_EQ(line + "\n", EventLine(Event(std::to_string(from))));
             }
         }
         EXPECT_EQ(file.Read(cursor_, 300, milliseconds(0)).value().next, cursor_);
