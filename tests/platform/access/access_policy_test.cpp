@@ -7,13 +7,6 @@ namespace {
 
 constexpr const char* PERMISSION = CONNECTIVITY_INTERNAL_PERMISSION;
 
-void InstallText(const std::string& json)
-{
-    Result<AccessPolicy> policy = AccessPolicy::Parse(json, "access.json");
-    ASSERT_TRUE(policy) << policy.error().message;
-    InstallAccessPolicy(std::move(policy.value()));
-}
-
 std::string Describe(const CallerIdentity& caller)
 {
     const ATokenTypeEnum type = AccessTokenKit::GetTokenTypeFlag(caller.tokenId);
@@ -28,7 +21,7 @@ std::string Describe(const CallerIdentity& caller)
 
 TEST(AccessPolicyTest, FirstUserEntryThenFirstGroupEntryHolds)
 {
-    InstallText(R"({"entries": [
+    InstallAccessPolicy(AccessPolicy::Parse(R"({"entries": [
         {"group": 500, "token_type": "application", "privilege_level": 2, "system_app": true,
          "permissions": ["vexo.permission.CONNECTIVITY_INTERNAL"]},
         {"group": "501", "token_type": "application", "privilege_level": 3},
@@ -36,7 +29,9 @@ TEST(AccessPolicyTest, FirstUserEntryThenFirstGroupEntryHolds)
         {"user": 1000, "token_type": "shell"},
         {"user": 1000, "token_type": "native"},
         {"user": "nobody-of-this-name", "token_type": "native", "system_app": true},
-        {"group": "no-group-of-this-name", "token_type": "native", "system_app": true}]})");
+        {"group": "no-group-of-this-name", "token_type": "native", "system_app": true}]})",
+                                            "access.json")
+                            .value());
     const struct {
         const char* caller;
         PeerCredentials peer;
