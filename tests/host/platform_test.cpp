@@ -4,7 +4,7 @@
 #include <sys/socket.h>
 #include <sys/un.h>
 
-#include <array>
+#include <algorithm>
 #include <csignal>
 #include <cstdlib>
 #include <fstream>
@@ -23,7 +23,7 @@ using testing::StartsWith;
 
 constexpr const char* NETWORK_MANAGER = "org.freedesktop.NetworkManager";
 
-TEST(Platform, IsTheConfiguredOneElseTheMachinesOwnWhereNetworkManagerAnswers)
+TEST(Platform, IsConfiguredOrTheMachinesOwnWhenNetworkManagerAnswers)
 {
     Tests::PrivateMachine machine;
     const auto choose = [&](const char* configured) {
@@ -41,7 +41,7 @@ TEST(Platform, IsTheConfiguredOneElseTheMachinesOwnWhereNetworkManagerAnswers)
     EXPECT_EQ(choose("simulated"), "simulated: configured");
 }
 
-TEST(Platform, AMachineWithoutRadioAndModemSaysWhatItNeeds)
+TEST(Platform, MachineWithoutRadioAndModemNamesWhatItNeeds)
 {
     Tests::PrivateMachine machine;
     const Tests::InstalledRegistry registry;
@@ -59,30 +59,26 @@ TEST(Platform, AMachineWithoutRadioAndModemSaysWhatItNeeds)
     EXPECT_EQ(checks, "radio- hotspot- events+ modem? ");
 }
 
-// Plays the service manager's socket.
-class NotifySocket {
-public:
-    explicit NotifySocket(const std::string& path) : socket_(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0))
-    {
-        sockaddr_un address{};
-        address.sun_family = AF_UNIX;
-        path.copy(address.sun_path, sizeof address.sun_path - 1);
-        EXPECT_EQ(bind(socket_.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-        const timeval limit{EndToEnd::PATIENCE.count(), 0};
-        setsockopt(socket_.Get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
-    }
-    std::string Receive() const
-    {
-        std::array<char, 1024> text{};
-        const ssize_t size = recv(socket_.Get(), text.data(), text.size(), 0);
-        return {text.data(), size > 0 ? static_cast<size_t>(size) : 0};
-    }
+UniqueFd ListenAsServiceManager(const std::string& path)
+{
+    UniqueFd socket(::socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    EXPECT_EQ(bind(socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    const timeval limit{EndToEnd::PATIENCE.count(), 0};
+    setsockopt(socket.Get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+    return socket;
+}
 
-private:
-    const UniqueFd socket_;
-};
+std::string ReceiveFrom(const UniqueFd& socket)
+{
+    std::string text(1024, '\0');
+    text.resize(static_cast<size_t>(std::max<ssize_t>(0, recv(socket.Get(), text.data(), text.size(), 0))));
+    return text;
+}
 
-TEST(Platform, ADaemonSaysWhatItTookAndOutlivesItsBus)
+TEST(Platform, DaemonLogsItsPlatformAndOutlivesItsBus)
 {
     Tests::PrivateMachine machine;
     machine.StartMock("networkmanager", NETWORK_MANAGER);
@@ -90,12 +86,12 @@ TEST(Platform, ADaemonSaysWhatItTookAndOutlivesItsBus)
     std::ofstream(file) << R"({"state_dir": "s", "device": {"name": "laptop"}, "linux": {"bus": ")" << machine.Address()
                         << R"("}})";
     const std::string path = (machine.Folder() / "notify").string();
-    const NotifySocket notified(path);
+    const UniqueFd notified = ListenAsServiceManager(path);
     setenv("NOTIFY_SOCKET", path.c_str(), 1);
     EndToEnd::Process daemon({DISTNET_BIN_DIR "/distnetd", "--config", file.string()}, machine.Folder() / "daemon.log");
     unsetenv("NOTIFY_SOCKET");  // a dbus-daemon would speak to it too
-    EXPECT_EQ(notified.Receive(), "READY=1\nSTATUS=linux device, listening on " +
-                                      (machine.Folder() / "s" / "ipc.sock").string() + "; no link")
+    EXPECT_EQ(ReceiveFrom(notified), "READY=1\nSTATUS=linux device, listening on " +
+                                         (machine.Folder() / "s" / "ipc.sock").string() + "; no link")
         << daemon.Output();
     for (const char* line :
          {"platform linux: NetworkManager 0.9.6.0 answers\n", "ability 1121 Wi-Fi hotspot: not there: ",
@@ -115,7 +111,7 @@ TEST(Platform, ADaemonSaysWhatItTookAndOutlivesItsBus)
     machine.StartMock("networkmanager", NETWORK_MANAGER);
     EXPECT_TRUE(says("NetworkManager 0.9.6.0", from)) << daemon.Output();
     daemon.Signal(SIGTERM);
-    EXPECT_THAT(notified.Receive(), StartsWith("STOPPING=1\n"));
+    EXPECT_THAT(ReceiveFrom(notified), StartsWith("STOPPING=1\n"));
     EXPECT_EQ(daemon.Wait(), 0);
 }
 
