@@ -22,7 +22,8 @@ public:
     WallTime WallNow() const override EXCLUDES(mutex_)
     {
         const MutexLock lock(mutex_);
-        return WallTime(wallOffset_ + std::chrono::duration_cast<WallTime::duration>(now_.time_since_epoch()));
+        return WallTime(std::chrono::years(50) +
+                        std::chrono::duration_cast<WallTime::duration>(now_.time_since_epoch()));
     }
 
     // Moves the time on, and stops at each due time on the way to run what is due then.
@@ -39,12 +40,6 @@ public:
             lock.Lock();
         }
         now_ = end;
-    }
-    // Sets the date on or back, as a person does; due times stay.
-    void SetDate(std::chrono::seconds by) EXCLUDES(mutex_)
-    {
-        const MutexLock lock(mutex_);
-        wallOffset_ += by;
     }
 
 private:
@@ -64,7 +59,6 @@ private:
 
     mutable Mutex mutex_;
     SteadyTime now_ GUARDED_BY(mutex_){std::chrono::hours(1)};
-    WallTime::duration wallOffset_ GUARDED_BY(mutex_) = std::chrono::years(50);
     Tasks::DueQueue<Tasks::Work> queue_ GUARDED_BY(mutex_);
 };
 
