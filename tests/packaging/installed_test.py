@@ -5,6 +5,7 @@ Usage: installed_test.py SOURCE_DIR BUILD_DIR COMPILER [FLAG…]    (FLAG: what 
 
 import json
 import os
+import socket
 import pathlib
 import re
 import subprocess
@@ -41,11 +42,12 @@ class Installed(unittest.TestCase):
                                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         self.addCleanup(daemon.wait)
         self.addCleanup(daemon.terminate)
-        socket = self.folder / "phone/ipc.sock"
+        path = self.folder / "phone/ipc.sock"
         deadline = time.monotonic() + 20
-        while not socket.exists() and time.monotonic() < deadline:
-            time.sleep(0.02)
-        return socket
+        with socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET) as probe:
+            while probe.connect_ex(str(path)) != 0 and time.monotonic() < deadline:
+                time.sleep(0.02)
+        return path
 
     def test_the_example_is_built_both_ways_from_a_moved_prefix_and_reads_the_status(self):
         variables = {**os.environ, "PKG_CONFIG_PATH": str(self.pc.parent)}
@@ -55,9 +57,9 @@ class Installed(unittest.TestCase):
         run("cmake", "-S", self.example, "-B", self.folder / "cmake", f"-DCMAKE_PREFIX_PATH={self.prefix}",
             f"-DCMAKE_CXX_COMPILER={COMPILER}", f"-DCMAKE_CXX_FLAGS={' '.join(FLAGS)}")
         run("cmake", "--build", self.folder / "cmake")
-        socket = self.start_daemon()
+        path = self.start_daemon()
         for program in self.folder / "by-pkg-config", self.folder / "cmake/status":
-            self.assertEqual(run(program, socket), "service: not_loaded\nWi-Fi: idle\n")
+            self.assertEqual(run(program, path), "service: not_loaded\nWi-Fi: idle\n")
             away = subprocess.run([program, self.folder / "nobody"], capture_output=True, text=True, check=False)
             self.assertEqual((away.returncode, away.stdout), (1, ""))
             self.assertIn("nobody", away.stderr)

@@ -40,10 +40,11 @@ public:
 
     void StartBus()
     {
-        Start("bus", {"/usr/bin/dbus-daemon", "--nofork", "--nosyslog",
+        Start("bus", {"/usr/bin/dbus-daemon", "--nofork", "--nosyslog", "--print-address",
                       "--config-file=" + (folder_.Path() / "bus.conf").string()});
-        const bool isThere = EndToEnd::Eventually([&] { return std::filesystem::exists(folder_.Path() / "bus"); });
-        EXPECT_TRUE(isThere) << Output("bus");
+        // It prints its address once it listens there.
+        EXPECT_TRUE(EndToEnd::Eventually([&] { return Output("bus").find('\n') != std::string::npos; }))
+            << Output("bus");
     }
     // dbusmock's stand-in; returns when it answers for the service.
     void StartMock(const std::string& name, const std::string& service)
