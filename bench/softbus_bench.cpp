@@ -2,7 +2,9 @@
 // exchanges one byte. Everything runs in one process pinned to one CPU, since waking an idle virtual CPU would hide
 // everything else.
 //   softbus_bench [ROUNDS]    prints medians of opening, echoing 3 bytes, and the memory of a session
+// Also prints what a stranger costs that connects, sends a wrong proof and is closed.
 // A contract holds the opener's own callback back until 1 ms after OpenSession, so the peer's callback is timed too.
+#include <malloc.h>
 #include <sched.h>
 #include <sys/socket.h>
 #include <time.h>
@@ -11,6 +13,8 @@
 #include <algorithm>
 #include <asio/io_context.hpp>
 #include <asio/ip/tcp.hpp>
+#include <asio/read.hpp>
+#include <asio/write.hpp>
 #include <chrono>
 #include <condition_variable>
 #include <cstdio>
@@ -80,19 +84,22 @@ struct Cost {
 
 class Stopwatch {
 public:
+    explicit Stopwatch(clockid_t cpuClock = CLOCK_PROCESS_CPUTIME_ID) : cpuClock_(cpuClock) {}
+
     Cost Elapsed(Clock::time_point end = Clock::now()) const
     {
         return {Microseconds(end - wall_).count(), CpuMicroseconds() - cpu_};
     }
 
 private:
-    static double CpuMicroseconds()
+    double CpuMicroseconds() const
     {
         timespec now{};
-        Check(::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now) == 0, "clock_gettime");
+        Check(::clock_gettime(cpuClock_, &now) == 0, "clock_gettime");
         return static_cast<double>(now.tv_sec) * 1e6 + static_cast<double>(now.tv_nsec) / 1e3;
     }
 
+    const clockid_t cpuClock_;
     const Clock::time_point wall_ = Clock::now();
     const double cpu_ = CpuMicroseconds();
 };
@@ -183,7 +190,7 @@ private:
         socket.connect({asio::ip::address_v4::loopback(), acceptor_.local_endpoint().port()});
         socket.set_option(asio::ip::tcp::no_delay(true));
         const auto ssl = client_.tls->NewClient(resume ? server_.identity.networkId : std::string());
-        SoftBus::AttachSocket(ssl.get(), socket.native_handle());
+        SoftBus::AttachSocket(ssl.get(), socket.native_handle(), std::string());
         Check(SSL_connect(ssl.get()) == 1 && client_.tls->VerifiedPeer(ssl.get()).has_value(), "bare connect");
         char bytes[3] = {};
         Check(SSL_read(ssl.get(), bytes, 1) == 1, "bare read");
@@ -209,7 +216,7 @@ private:
             }
             socket.set_option(asio::ip::tcp::no_delay(true));
             const auto ssl = server_.tls->NewServer();
-            SoftBus::AttachSocket(ssl.get(), socket.native_handle());
+            SoftBus::AttachSocket(ssl.get(), socket.native_handle(), std::string());
             Check(SSL_accept(ssl.get()) == 1 && server_.tls->VerifiedPeer(ssl.get()).has_value(), "bare accept");
             char bytes[3] = {};
             SSL_write(ssl.get(), bytes, 1);
@@ -333,6 +340,33 @@ public:
         return (after - before) / (2.0 * MEMORY_SESSIONS);
     }
 
+    // Processor time of everything in this process but the stranger's own thread.
+    Cost RefuseAStranger()
+    {
+        const asio::ip::address_v4 host = asio::ip::address_v4::loopback();
+        const std::string address = g_phone->ListenAddress();
+        const auto port = static_cast<uint16_t>(std::stoi(address.substr(address.rfind(':') + 1)));
+        // A record head as a ClientHello has it, behind a proof of zeros.
+        std::string answer(32, '\0');
+        answer += std::string("\x16\x03\x01\x01\x00\x01\x00\x00\xfc", 9) + std::string(252, '\0');
+        constexpr int STRANGERS = 50;
+        const Stopwatch all(CLOCK_PROCESS_CPUTIME_ID);
+        const Stopwatch own(CLOCK_THREAD_CPUTIME_ID);
+        for (int i = 0; i < STRANGERS; ++i) {
+            asio::io_context context;
+            asio::ip::tcp::socket socket(context);
+            socket.connect({host, port});
+            asio::error_code end;
+            char challenge[16];
+            asio::read(socket, asio::buffer(challenge), end);
+            Check(!end, "reading the challenge");
+            asio::write(socket, asio::buffer(answer));
+            Check(asio::read(socket, asio::buffer(challenge), end) == 0, "being closed");
+        }
+        const Cost cost = Each(all.Elapsed(), STRANGERS);
+        return {cost.wall, cost.cpu - Each(own.Elapsed(), STRANGERS).cpu};
+    }
+
 private:
     static void WaitUntil(const std::function<bool()>& condition)
     {
@@ -399,7 +433,7 @@ void Measure(const std::filesystem::path& folder, int rounds)
     BarePair bare(laptop, phone);
     SessionPair sessions(laptop, phone);
     bare.Open(false);
-    Costs full, resumed, bareEcho, own, peers, echo, together;
+    Costs full, resumed, bareEcho, own, peers, echo, together, stranger;
     constexpr int TOGETHER = 16;
     for (int round = 0; round < rounds; ++round) {
         full.Add(bare.Open(false));
@@ -411,6 +445,7 @@ void Measure(const std::filesystem::path& folder, int rounds)
         echo.Add(times.echo);
         if (round % 10 == 0) {
             together.Add(sessions.OpenTogether(TOGETHER));
+            stranger.Add(sessions.RefuseAStranger());
         }
     }
     std::printf("%-52s %20s   %20s\n", "", "by the wall", "processor time");
@@ -421,6 +456,7 @@ void Measure(const std::filesystem::path& folder, int rounds)
     Row("OpenSession to the own opened callback (>= 1 ms)", own, resumed);
     Row("bare pair, echo of 3 B", bareEcho, bareEcho);
     Row("session, echo of 3 B", echo, bareEcho);
+    Row("a stranger refused", stranger, full);
     std::printf("%-52s %9.1f KiB\n", "memory of a session, one end", sessions.MemoryKiB());
 }
 
@@ -432,6 +468,7 @@ int main(int argumentCount, char** arguments)
     std::string folder = (std::filesystem::temp_directory_path() / "softbus-bench.XXXXXX").string();
     Check(rounds > 0, "reading ROUNDS");
     Check(::mkdtemp(folder.data()) != nullptr, "making a temporary folder");
+    ::mallopt(M_ARENA_MAX, 1);  // as the daemon does
     PinToOneCpu();
     Measure(folder, rounds);
     std::filesystem::remove_all(folder);

@@ -1,17 +1,23 @@
 // A whole start between two daemons of this machine, through socket, collaboration, session and simulated radios:
-// median and p99 of 200 warm requests; and what an idle daemon costs: resident memory, and wake-ups over a minute (with
-// --idle).
+// median and p99 of 200 warm requests; with --flood also while strangers flood the phone's link; with --idle also what
+// an idle daemon costs: resident memory, and wake-ups over a minute.
+
+#include <arpa/inet.h>
+#include <fcntl.h>
+#include <sys/socket.h>
 
 #include <algorithm>
+#include <atomic>
+#include <cerrno>
 #include <chrono>
 #include <cstdio>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "platform/base/unique_fd.h"
 #include "tests/end_to_end/world.h"
 
 namespace {
@@ -58,31 +64,118 @@ void MeasureIdle(Device& device)
                 VoluntarySwitches(device.Daemon().Pid()) - before);
 }
 
+// Strangers at 8 addresses of this machine: 1,000 connections that say nothing, 300 that send a byte now and then, and
+// 1,000 new ones a second that send noise. Those that the device closes are opened again.
+class Flood {
+public:
+    explicit Flood(const std::string& address)
+        : port_(static_cast<uint16_t>(std::stoi(address.substr(address.rfind(':') + 1))))
+    {
+        thread_ = std::thread([this] { Run(); });
+    }
+    ~Flood()
+    {
+        ends_ = true;
+        thread_.join();
+        std::printf("strangers: %ld connections\n", opened_);
+    }
+
+private:
+    static constexpr size_t MUTE = 1000;
+    static constexpr size_t SLOW = 300;
+    static constexpr size_t NOISY = 100;
+
+    void Run()
+    {
+        std::vector<Vexo::UniqueFd> mute(MUTE);
+        std::vector<Vexo::UniqueFd> slow(SLOW);
+        std::vector<Vexo::UniqueFd> noisy(NOISY);
+        const std::string noise(64, 'x');
+        auto next = Clock::now();
+        for (size_t tick = 0; !ends_; ++tick) {
+            for (size_t i = 0; i < 5; ++i) {
+                KeepOpen(mute[(5 * tick + i) % MUTE]);
+            }
+            Vexo::UniqueFd& one = slow[tick % SLOW];
+            KeepOpen(one);
+            ::send(one.Get(), noise.data(), 1, MSG_NOSIGNAL | MSG_DONTWAIT);
+            Open(noisy[tick % NOISY]);
+            ::send(noisy[tick % NOISY].Get(), noise.data(), noise.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+            std::this_thread::sleep_until(next += std::chrono::milliseconds(1));
+        }
+    }
+
+    void KeepOpen(Vexo::UniqueFd& socket)
+    {
+        char challenge[64];
+        if (!socket || (::recv(socket.Get(), challenge, sizeof(challenge), MSG_DONTWAIT) <= 0 && errno != EAGAIN)) {
+            Open(socket);
+        }
+    }
+
+    void Open(Vexo::UniqueFd& socket)
+    {
+        socket.Reset(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        const auto at = [](uint32_t host, uint16_t port) {
+            sockaddr_in address{};
+            address.sin_family = AF_INET;
+            address.sin_addr.s_addr = htonl(host);
+            address.sin_port = htons(port);
+            return address;
+        };
+        const sockaddr_in from = at(INADDR_LOOPBACK + 1 + static_cast<uint32_t>(opened_++ % 8), 0);
+        const sockaddr_in to = at(INADDR_LOOPBACK, port_);
+        ::bind(socket.Get(), reinterpret_cast<const sockaddr*>(&from), sizeof(from));
+        ::fcntl(socket.Get(), F_SETFL, O_NONBLOCK);
+        ::connect(socket.Get(), reinterpret_cast<const sockaddr*>(&to), sizeof(to));
+    }
+
+    const uint16_t port_;
+    long opened_ = 0;
+    std::atomic<bool> ends_{false};
+    std::thread thread_;
+};
+
+// False when a request failed.
+bool MeasureStarts(Device& laptop, const std::string& phone, const char* when)
+{
+    std::vector<double> milliseconds;
+    const auto client = laptop.Connect();
+    for (int i = 0; i < WARM_UP + REQUESTS; ++i) {
+        const auto from = Clock::now();
+        if (!client->StartDistributedNetwork(0, 0, phone).Succeeded()) {
+            std::fprintf(stderr, "request %d failed\n%s", i, laptop.Log().c_str());
+            return false;
+        }
+        if (i >= WARM_UP) {
+            milliseconds.push_back(std::chrono::duration<double, std::milli>(Clock::now() - from).count());
+        }
+    }
+    std::sort(milliseconds.begin(), milliseconds.end());
+    std::printf("start over loopback, %d warm, %s: median %.2f ms, p99 %.2f ms\n", REQUESTS, when,
+                milliseconds[REQUESTS / 2], milliseconds[REQUESTS * 99 / 100]);
+    return true;
+}
+
 }  // namespace
 
 int main(int argc, char** argv)
 {
+    const std::string mode = argc > 1 ? argv[1] : "";
     Vexo::EndToEnd::World world;
     world.StartLaptopAndPhone();
     const std::string phone = world["phone"].NetworkId();
-    std::vector<double> milliseconds;
-    {
-        const auto client = world["laptop"].Connect();
-        for (int i = 0; i < WARM_UP + REQUESTS; ++i) {
-            const auto from = Clock::now();
-            if (!client->StartDistributedNetwork(0, 0, phone).Succeeded()) {
-                std::fprintf(stderr, "request %d failed\n%s", i, world["laptop"].Log().c_str());
-                return 1;
-            }
-            if (i >= WARM_UP) {
-                milliseconds.push_back(std::chrono::duration<double, std::milli>(Clock::now() - from).count());
-            }
+    if (!MeasureStarts(world["laptop"], phone, "quiet")) {
+        return 1;
+    }
+    if (mode == "--flood") {
+        const Flood flood(world["phone"].Status("link.listen"));
+        std::this_thread::sleep_for(std::chrono::seconds(3));  // until all its connections are open
+        if (!MeasureStarts(world["laptop"], phone, "flooded")) {
+            return 1;
         }
     }
-    std::sort(milliseconds.begin(), milliseconds.end());
-    std::printf("start over loopback, %d warm: median %.2f ms, p99 %.2f ms\n", REQUESTS, milliseconds[REQUESTS / 2],
-                milliseconds[REQUESTS * 99 / 100]);
-    if (argc > 1 && std::strcmp(argv[1], "--idle") == 0) {
+    if (mode == "--idle") {
         MeasureIdle(world["laptop"]);
     }
     return 0;

@@ -8,9 +8,11 @@
 
 namespace Vexo::Host {
 
-// What the limits below promise: every local client, and the daemon's own descriptors.
+// What the limits promise: every local client; all that the link may hold (sessions, handshakes, connections without a
+// proof: docs/link.md); and the daemon's other descriptors.
 inline constexpr size_t MAX_LOCAL_CLIENTS = 4096;
-inline constexpr size_t OWN_DESCRIPTORS = 512;
+inline constexpr size_t LINK_DESCRIPTORS = 3072;
+inline constexpr size_t OWN_DESCRIPTORS = 512 + LINK_DESCRIPTORS;
 
 // Raises this process's limit to what they promise, as far as the system lets it. The limit that holds then.
 size_t RaiseDescriptorLimit();

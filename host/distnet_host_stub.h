@@ -4,7 +4,7 @@
 #pragma once
 
 #include "interfaces/i_distnet_host.h"
-#include "platform/ipc/caller_log_limit.h"
+#include "platform/dfx/log_limit.h"
 #include "platform/ipc/iremote_object.h"
 
 namespace Vexo::Host {
@@ -24,7 +24,7 @@ private:
     int32_t RunWaitForWifi(MessageParcel& data, MessageParcel& reply);
     int32_t RunGetEvents(MessageParcel& data, MessageParcel& reply);
 
-    Ipc::CallerLogLimit refusalLines_;
+    QuviewDFX::LogLimit<uid_t> refusalLines_;
 };
 
 }  // namespace Vexo::Host

@@ -17,7 +17,7 @@
 #include "platform/base/clock.h"
 #include "platform/base/mutex.h"
 #include "platform/base/nocopyable.h"
-#include "platform/ipc/caller_log_limit.h"
+#include "platform/dfx/log_limit.h"
 
 namespace Vexo::Host {
 
@@ -48,7 +48,7 @@ private:
     void Release();
 
     const sptr<SystemAbilityManager> abilities_;
-    Ipc::CallerLogLimit refusalLines_;
+    QuviewDFX::LogLimit<uid_t> refusalLines_;
     Mutex mutex_;
     CondVar released_;
     std::set<pid_t> users_ GUARDED_BY(mutex_);

@@ -7,7 +7,7 @@
 #include <cstddef>
 
 #include "platform/base/nocopyable.h"
-#include "platform/ipc/caller_log_limit.h"
+#include "platform/dfx/log_limit.h"
 #include "platform/ipc/ipc_skeleton.h"
 
 namespace Vexo::Ipc {
@@ -22,10 +22,10 @@ public:
     void OutOfDescriptors();
 
 private:
-    CallerLogLimit badDatagrams_;
-    CallerLogLimit failedReplies_;
-    CallerLogLimit turnedAway_;
-    CallerLogLimit outOfDescriptors_;
+    QuviewDFX::LogLimit<uid_t> badDatagrams_;
+    QuviewDFX::LogLimit<uid_t> failedReplies_;
+    QuviewDFX::LogLimit<uid_t> turnedAway_;
+    QuviewDFX::LogLimit<uid_t> outOfDescriptors_;
 };
 
 }  // namespace Vexo::Ipc

@@ -1,5 +1,7 @@
 #include "platform/softbus/inbound_links.h"
 
+#include <algorithm>
+
 #include "platform/base/check.h"
 #include "platform/softbus/softbus_log.h"
 
@@ -7,10 +9,12 @@ namespace Vexo::SoftBus {
 
 class InboundLinks::Greeter : public LinkOwner, public std::enable_shared_from_this<Greeter> {
 public:
-    Greeter(InboundLinks& inbound, std::shared_ptr<Link> link, PeerAddress from)
-        : inbound_(inbound), link_(std::move(link)), from_(std::move(from))
+    Greeter(InboundLinks& inbound, std::shared_ptr<Link> link, PeerAddress from, std::string source)
+        : inbound_(inbound), link_(std::move(link)), from_(std::move(from)), source_(std::move(source))
     {
     }
+
+    void OnReady() override { inbound_.admission_.NoteMember(source_); }
 
     void OnFrame(FrameKind kind, std::string payload) override
     {
@@ -23,69 +27,74 @@ public:
             link_->Refuse("the first frame is neither HELLO nor OPEN");
             return;
         }
-        inbound_.Finished(self);
+        inbound_.greeters_.erase(self);
     }
 
     void OnEnded(LinkEnd end, const std::string& why) override
     {
         if (end == LinkEnd::REFUSED || end == LinkEnd::TIMED_OUT) {
-            QuviewDFX::LogWarn(LOG_SOFTBUS, "a link from %{public}s was refused: %{public}s", from_.address, why);
+            inbound_.admission_.LogRefusal(source_, why);
         }
-        inbound_.Finished(shared_from_this());
+        inbound_.greeters_.erase(shared_from_this());
     }
 
     const std::shared_ptr<Link>& GetLink() const { return link_; }
+    const std::string& Source() const { return source_; }
 
 private:
     InboundLinks& inbound_;
     const std::shared_ptr<Link> link_;
     const PeerAddress from_;
+    const std::string source_;
 };
+
+InboundLinks::InboundLinks(ReactorContext& context, Presence& presence, Sessions& sessions)
+    : context_(context),
+      presence_(presence),
+      sessions_(sessions),
+      admission_(*context.reactor, [this](UniqueFd stream, const std::string& firstMessage, const PeerAddress& from) {
+          Proven(std::move(stream), firstMessage, from);
+      })
+{
+}
 
 InboundLinks::~InboundLinks() = default;
 
-void InboundLinks::Accepted(UniqueFd stream, PeerAddress from)
+std::string InboundLinks::SourceOf(const PeerAddress& from) const
+{
+    const Transport* transport = context_.FindTransport(from.transport);
+    return transport != nullptr ? transport->SourceOf(from.address) : from.address;
+}
+
+void InboundLinks::Accepted(UniqueFd stream, const PeerAddress& from)
 {
     DISTNET_ASSERT(context_.RunsOnThisThread(), "on the reactor thread");
-    if (stopped_) {
-        return;
-    }
-    if (greeters_.size() < MAX_HANDSHAKES) {
-        Start(std::move(stream), from);
-    } else if (waiting_.size() < MAX_WAITING_STREAMS) {
-        waiting_.push_back({std::move(stream), std::move(from)});
-    } else {
-        QuviewDFX::LogWarn(LOG_SOFTBUS, "a link from %{public}s was closed: too many handshakes", from.address);
-    }
+    admission_.Accept(std::move(stream), from, SourceOf(from));
 }
 
-void InboundLinks::Start(UniqueFd stream, const PeerAddress& from)
+void InboundLinks::Proven(UniqueFd stream, const std::string& firstMessage, const PeerAddress& from)
 {
-    const auto link = context_.MakeLink(std::move(stream), Link::Role::SERVER, {});
-    if (!link) {
-        QuviewDFX::LogError(LOG_SOFTBUS, "a link from %{public}s was closed: not enough memory", from.address);
+    const std::string source = SourceOf(from);
+    const auto ofSource = std::count_if(greeters_.begin(), greeters_.end(),
+                                        [&source](const auto& greeter) { return greeter->Source() == source; });
+    if (greeters_.size() >= MAX_HANDSHAKES || static_cast<size_t>(ofSource) >= MAX_HANDSHAKES_OF_SOURCE) {
+        admission_.LogRefusal(source, "too many handshakes");
         return;
     }
-    const auto greeter = std::make_shared<Greeter>(*this, link, from);
+    const auto link = context_.MakeServerLink(std::move(stream), firstMessage);
+    if (!link) {
+        admission_.LogRefusal(source, "not enough memory");
+        return;
+    }
+    const auto greeter = std::make_shared<Greeter>(*this, link, from, source);
     greeters_.insert(greeter);
     link->Start(greeter);
-}
-
-void InboundLinks::Finished(const std::shared_ptr<Greeter>& greeter)
-{
-    greeters_.erase(greeter);
-    while (!stopped_ && !waiting_.empty() && greeters_.size() < MAX_HANDSHAKES) {
-        Waiting next = std::move(waiting_.front());
-        waiting_.pop_front();
-        Start(std::move(next.stream), next.from);
-    }
 }
 
 void InboundLinks::Stop()
 {
     DISTNET_ASSERT(context_.RunsOnThisThread(), "on the reactor thread");
-    stopped_ = true;
-    waiting_.clear();
+    admission_.Stop();
     for (const auto& greeter : greeters_) {
         greeter->GetLink()->Abort();
     }

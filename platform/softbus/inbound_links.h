@@ -1,51 +1,46 @@
-// InboundLinks: what connects to this device, until it has shown who it is and what it wants: the handshake, then a
-// first frame that makes it a presence connection (HELLO) or a session (OPEN). Strangers cost little: few handshakes
-// run at once, each for a limited time, and more connections than can wait are closed. The reactor's; nothing blocks.
+// InboundLinks: what connects to this device: the proof that it is of the account (admission.h), the handshake, then a
+// first frame that makes it a presence connection (HELLO) or a session (OPEN). Few handshakes run at once, each for a
+// limited time. The reactor's; nothing blocks.
 #pragma once
 
-#include <deque>
 #include <memory>
 #include <set>
 
 #include "platform/base/nocopyable.h"
+#include "platform/softbus/admission.h"
 #include "platform/softbus/presence.h"
 #include "platform/softbus/reactor_context.h"
 #include "platform/softbus/sessions.h"
 
 namespace Vexo::SoftBus {
 
-inline constexpr size_t MAX_HANDSHAKES = 64;
-inline constexpr size_t MAX_WAITING_STREAMS = 1024;
+// Of members, whose proof has been checked. Those beyond are closed.
+inline constexpr size_t MAX_HANDSHAKES = 256;
+inline constexpr size_t MAX_HANDSHAKES_OF_SOURCE = 128;
 
 class InboundLinks : public NoCopyable {
 public:
-    InboundLinks(ReactorContext& context, Presence& presence, Sessions& sessions)
-        : context_(context), presence_(presence), sessions_(sessions)
-    {
-    }
+    InboundLinks(ReactorContext& context, Presence& presence, Sessions& sessions);
     ~InboundLinks();
 
+    // Before the first stream.
+    void SetPreamble(std::shared_ptr<const Trust::Preamble> preamble) { admission_.SetPreamble(std::move(preamble)); }
     // A stream that a transport accepted from that address.
-    void Accepted(UniqueFd stream, PeerAddress from);
+    void Accepted(UniqueFd stream, const PeerAddress& from);
     void Stop();
 
 private:
     class Greeter;
     friend class Greeter;
-    struct Waiting {
-        UniqueFd stream;
-        PeerAddress from;
-    };
 
-    void Start(UniqueFd stream, const PeerAddress& from);
-    void Finished(const std::shared_ptr<Greeter>& greeter);
+    void Proven(UniqueFd stream, const std::string& firstMessage, const PeerAddress& from);
+    std::string SourceOf(const PeerAddress& from) const;
 
     ReactorContext& context_;
     Presence& presence_;
     Sessions& sessions_;
+    Admission admission_;
     std::set<std::shared_ptr<Greeter>> greeters_;
-    std::deque<Waiting> waiting_;
-    bool stopped_ = false;
 };
 
 }  // namespace Vexo::SoftBus

@@ -3,6 +3,7 @@
 #include <openssl/err.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <array>
 #include <asio/post.hpp>
 #include <cerrno>
@@ -31,34 +32,43 @@ std::string SystemError(int error)
 
 }  // namespace
 
-std::shared_ptr<Link> Link::Make(asio::io_context& reactor, UniqueFd stream, Role role,
-                                 std::shared_ptr<Trust::TlsContext> tls, const std::string& peerNetworkId,
-                                 size_t maxQueuedBytes)
+std::shared_ptr<Link> Link::MakeClient(asio::io_context& reactor, UniqueFd stream, const Setup& setup,
+                                       const std::string& peerNetworkId)
 {
-    Trust::SslPtr ssl = role == Role::CLIENT ? tls->NewClient(peerNetworkId) : tls->NewServer();
-    if (!ssl || !AttachSocket(ssl.get(), stream.Get())) {
+    Trust::SslPtr ssl = setup.tls->NewClient(peerNetworkId);
+    if (!ssl) {
         return nullptr;
     }
-    SSL_set_mode(ssl.get(),
-                 SSL_MODE_RELEASE_BUFFERS | SSL_MODE_ENABLE_PARTIAL_WRITE | SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER);
-    // Header and body of a record come with one system call.
-    SSL_set_read_ahead(ssl.get(), 1);
-    return std::shared_ptr<Link>(
-        new Link(reactor, std::move(stream), role, std::move(tls), std::move(ssl), maxQueuedBytes));
+    return std::shared_ptr<Link>(new Link(reactor, std::move(stream), Role::CLIENT, setup, std::move(ssl)));
 }
 
-Link::Link(asio::io_context& reactor, UniqueFd stream, Role role, std::shared_ptr<Trust::TlsContext> tls,
-           Trust::SslPtr ssl, size_t maxQueuedBytes)
+std::shared_ptr<Link> Link::MakeServer(asio::io_context& reactor, UniqueFd stream, const Setup& setup,
+                                       const std::string& firstMessage)
+{
+    Trust::SslPtr ssl = setup.tls->NewServer();
+    if (!ssl || !AttachSocket(ssl.get(), stream.Get(), firstMessage)) {
+        return nullptr;
+    }
+    return std::shared_ptr<Link>(new Link(reactor, std::move(stream), Role::SERVER, setup, std::move(ssl)));
+}
+
+Link::Link(asio::io_context& reactor, UniqueFd stream, Role role, const Setup& setup, Trust::SslPtr ssl)
     : reactor_(reactor),
       role_(role),
-      queue_(maxQueuedBytes),
-      tls_(std::move(tls)),
+      queue_(setup.maxQueuedBytes),
+      tls_(setup.tls),
+      preamble_(setup.preamble),
       socket_(reactor, stream.Release()),
       deadline_(reactor),
       ssl_(std::move(ssl)),
+      state_(role == Role::CLIENT ? State::PREAMBLE : State::HANDSHAKE),
       lastReceived_(Clock::now()),
       lastSent_(lastReceived_)
 {
+    SSL_set_mode(ssl_.get(),
+                 SSL_MODE_RELEASE_BUFFERS | SSL_MODE_ENABLE_PARTIAL_WRITE | SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER);
+    // Header and body of a record come with one system call.
+    SSL_set_read_ahead(ssl_.get(), 1);
 }
 
 Link::~Link() = default;
@@ -68,7 +78,7 @@ void Link::Start(std::shared_ptr<LinkOwner> owner)
     owner_ = std::move(owner);
     SetDeadline(HANDSHAKE_LIMIT);
     StartAsyncTrace(TRACE_TAG_PLATFORM, SpanName::HANDSHAKE, socket_.native_handle());
-    asio::post(reactor_, [self = shared_from_this()] { self->Handshake(); });
+    asio::post(reactor_, [self = shared_from_this()] { self->OnReadable(); });
 }
 
 void Link::Established()
@@ -84,7 +94,7 @@ void Link::SetDeadline(std::chrono::milliseconds limit)
         if (error || self->deadline_.expiry() > Clock::now()) {
             return;
         }
-        if (self->state_ == State::HANDSHAKE || self->state_ == State::READY) {
+        if (self->state_ == State::PREAMBLE || self->state_ == State::HANDSHAKE || self->state_ == State::READY) {
             self->End(LinkEnd::TIMED_OUT, "no handshake and first frame within the limit");
         } else {
             self->Release();
@@ -133,6 +143,9 @@ void Link::WaitWritable()
 void Link::OnReadable()
 {
     switch (state_) {
+        case State::PREAMBLE:
+            ReadChallenge();
+            break;
         case State::HANDSHAKE:
             Handshake();
             break;
@@ -161,7 +174,31 @@ bool Link::MustWait(int sslError)
     return true;
 }
 
-// --- handshake ---
+// --- preamble and handshake ---
+
+void Link::ReadChallenge()
+{
+    std::array<char, Trust::CHALLENGE_BYTES> buffer{};
+    const ssize_t got = ::recv(socket_.native_handle(), buffer.data(), Trust::CHALLENGE_BYTES - challenge_.size(), 0);
+    if (got <= 0 && !(got < 0 && (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR))) {
+        End(LinkEnd::BROKEN, SystemError(got == 0 ? 0 : errno));
+        return;
+    }
+    challenge_.append(buffer.data(), static_cast<size_t>(std::max<ssize_t>(got, 0)));
+    if (challenge_.size() < Trust::CHALLENGE_BYTES) {
+        WaitReadable();
+        return;
+    }
+    const auto prefix = [preamble = preamble_, challenge = challenge_](std::string_view flight) {
+        return preamble->Prove(challenge, flight);
+    };
+    if (!AttachSocket(ssl_.get(), socket_.native_handle(), prefix)) {
+        End(LinkEnd::BROKEN, "not enough memory");
+        return;
+    }
+    state_ = State::HANDSHAKE;
+    Handshake();
+}
 
 void Link::Handshake()
 {
@@ -351,8 +388,8 @@ bool Link::WriteChunk()
     if (MustWait(SSL_get_error(ssl_.get(), sent))) {
         return false;
     }
-    if (state_ == State::READY && !paused_) {
-        // What the peer sent before it went away is still to be read, and reading finds the end.
+    if (state_ == State::READY) {
+        // What the peer sent before it went away is still to be read, at once or after a pause; reading finds the end.
         queue_.Close();
         writing_ = {};
         written_ = 0;
@@ -367,7 +404,7 @@ bool Link::WriteChunk()
 
 void Link::Close()
 {
-    if (state_ == State::HANDSHAKE) {
+    if (state_ == State::PREAMBLE || state_ == State::HANDSHAKE) {
         Abort();
         return;
     }
@@ -435,6 +472,10 @@ void Link::EndByTls(int sslError, int systemError)
 {
     if (sslError == SSL_ERROR_ZERO_RETURN) {
         End(LinkEnd::CLOSED, "closed by the peer");
+    } else if (role_ == Role::CLIENT && state_ == State::HANDSHAKE &&
+               SSL_get_state(ssl_.get()) == TLS_ST_CW_CLNT_HELLO) {
+        End(LinkEnd::REFUSED,
+            "it closed the connection at this device's proof: it is of another account, or enrolled anew");
     } else if (sslError != SSL_ERROR_SSL) {
         End(LinkEnd::BROKEN, SystemError(systemError));
     } else if (ERR_GET_REASON(ERR_peek_error()) == SSL_R_UNEXPECTED_EOF_WHILE_READING) {
@@ -476,7 +517,7 @@ void Link::Release()
     }
     // OpenSSL takes a connection that ends without close_notify for one whose session must not be resumed. Frames say
     // where a conversation ends, so nothing can be cut off unnoticed and the ticket stays good.
-    if (state_ != State::HANDSHAKE && ssl_) {
+    if (state_ != State::PREAMBLE && state_ != State::HANDSHAKE && ssl_) {
         SSL_set_shutdown(ssl_.get(), SSL_SENT_SHUTDOWN | SSL_RECEIVED_SHUTDOWN);
     }
     FinishAsyncTrace(TRACE_TAG_PLATFORM, SpanName::HANDSHAKE, socket_.native_handle());

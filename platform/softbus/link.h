@@ -1,7 +1,9 @@
-// Link: one authenticated TLS connection that carries frames. It does the handshake, checks the peer, cuts what arrives
-// into frames for its owner, writes what is queued, and ends in one of four ways. Send may be called from any thread;
-// everything else on the reactor thread, where the owner is called too. A link keeps itself and its owner alive while
-// the connection lives. What the frames are: frame.h; who owns links: sessions.h, presence.h.
+// Link: one authenticated TLS connection that carries frames. A client's waits for the server's challenge and proves
+// with its first message that it is of the account (trust/preamble.h); a server's begins where that proof has been
+// checked (admission.h). It does the handshake, checks the peer, cuts what arrives into frames for its owner, writes
+// what is queued, and ends in one of four ways. Send may be called from any thread; everything else on the reactor
+// thread, where the owner is called too. A link keeps itself and its owner alive while the connection lives. What the
+// frames are: frame.h; who owns links: sessions.h, presence.h.
 #pragma once
 
 #include <asio/io_context.hpp>
@@ -15,6 +17,7 @@
 #include "platform/base/unique_fd.h"
 #include "platform/softbus/frame.h"
 #include "platform/softbus/send_queue.h"
+#include "platform/trust/preamble.h"
 #include "platform/trust/tls_context.h"
 
 namespace Vexo::SoftBus {
@@ -46,11 +49,19 @@ class Link : public std::enable_shared_from_this<Link>, public NoCopyable {
 public:
     enum class Role { CLIENT, SERVER };
 
-    // Takes a connected non-blocking stream socket. Null when memory is short. peerNetworkId: whom a client expects, or
-    // empty.
-    static std::shared_ptr<Link> Make(asio::io_context& reactor, UniqueFd stream, Role role,
-                                      std::shared_ptr<Trust::TlsContext> tls, const std::string& peerNetworkId,
-                                      size_t maxQueuedBytes);
+    // What all links of a device have in common.
+    struct Setup {
+        std::shared_ptr<Trust::TlsContext> tls;
+        std::shared_ptr<const Trust::Preamble> preamble;
+        size_t maxQueuedBytes = 0;
+    };
+
+    // Both take a connected non-blocking stream socket, and are null when memory is short. peerNetworkId: who must
+    // answer, or empty. firstMessage: what was read from the client, behind its proof.
+    static std::shared_ptr<Link> MakeClient(asio::io_context& reactor, UniqueFd stream, const Setup& setup,
+                                            const std::string& peerNetworkId);
+    static std::shared_ptr<Link> MakeServer(asio::io_context& reactor, UniqueFd stream, const Setup& setup,
+                                            const std::string& firstMessage);
     ~Link();
 
     // Starts the handshake; the owner hears nothing before this returns. HANDSHAKE_LIMIT runs until Established.
@@ -84,11 +95,11 @@ public:
     bool SendQueueEmpty() const { return queue_.Empty(); }
 
 private:
-    enum class State { HANDSHAKE, READY, CLOSING, LINGERING, ENDED };
+    enum class State { PREAMBLE, HANDSHAKE, READY, CLOSING, LINGERING, ENDED };
 
-    Link(asio::io_context& reactor, UniqueFd stream, Role role, std::shared_ptr<Trust::TlsContext> tls,
-         Trust::SslPtr ssl, size_t maxQueuedBytes);
+    Link(asio::io_context& reactor, UniqueFd stream, Role role, const Setup& setup, Trust::SslPtr ssl);
 
+    void ReadChallenge();
     void Handshake();
     void HandshakeDone();
     void WaitReadable();
@@ -114,13 +125,15 @@ private:
     const Role role_;
     SendQueue queue_;
     const std::shared_ptr<Trust::TlsContext> tls_;
+    const std::shared_ptr<const Trust::Preamble> preamble_;
 
     // The reactor's.
     asio::posix::stream_descriptor socket_;
     asio::steady_timer deadline_;
     Trust::SslPtr ssl_;
     std::shared_ptr<LinkOwner> owner_;
-    State state_ = State::HANDSHAKE;
+    State state_;
+    std::string challenge_;
     bool paused_ = false;
     bool waitsReadable_ = false;
     bool waitsWritable_ = false;

@@ -156,7 +156,7 @@ void Presence::Dial(const CandidatePtr& candidate)
             DialFailed(candidate, false, stream.error().message);
             return;
         }
-        const auto link = context_.MakeLink(std::move(stream.value()), Link::Role::CLIENT, candidate->networkId);
+        const auto link = context_.MakeClientLink(std::move(stream.value()), candidate->networkId);
         if (!link) {
             DialFailed(candidate, false, "not enough memory");
             return;

@@ -20,11 +20,10 @@ namespace Vexo::SoftBus {
 struct ReactorContext : public NoCopyable {
     // Callbacks that outlive the soft bus hold it too.
     const std::shared_ptr<asio::io_context> reactor = std::make_shared<asio::io_context>(1);
-    std::shared_ptr<Trust::TlsContext> tls;
+    Link::Setup linkSetup;
     std::vector<std::shared_ptr<Transport>> transports;
     std::string ownNetworkId;
     Hello ownHello;
-    size_t maxQueuedBytes = 0;
     size_t peerShare = 0;  // sessions that one peer may have opened
     std::function<void()> onlineChanged;
     NodeTable nodes;
@@ -50,9 +49,13 @@ struct ReactorContext : public NoCopyable {
         return nullptr;
     }
 
-    std::shared_ptr<Link> MakeLink(UniqueFd stream, Link::Role role, const std::string& peerNetworkId) const
+    std::shared_ptr<Link> MakeClientLink(UniqueFd stream, const std::string& peerNetworkId) const
     {
-        return Link::Make(*reactor, std::move(stream), role, tls, peerNetworkId, maxQueuedBytes);
+        return Link::MakeClient(*reactor, std::move(stream), linkSetup, peerNetworkId);
+    }
+    std::shared_ptr<Link> MakeServerLink(UniqueFd stream, const std::string& firstMessage) const
+    {
+        return Link::MakeServer(*reactor, std::move(stream), linkSetup, firstMessage);
     }
 };
 

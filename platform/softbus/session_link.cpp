@@ -102,7 +102,7 @@ void Sessions::SessionLink::TryNextAddress()
 void Sessions::SessionLink::ConnectedBy(UniqueFd stream)
 {
     const SessionRequest& request = session_->Request();
-    link_ = sessions_.context_.MakeLink(std::move(stream), Link::Role::CLIENT, request.peerNetworkId);
+    link_ = sessions_.context_.MakeClientLink(std::move(stream), request.peerNetworkId);
     if (!link_) {
         Tell(SOFTBUS_LIMIT);
         return;

@@ -3,17 +3,23 @@
 #include <sys/socket.h>
 
 #include <cerrno>
-#include <cstdint>
 #include <memory>
+#include <utility>
 
 namespace Vexo::SoftBus {
 
 namespace {
 
-// The descriptor rides in the BIO's data pointer: there is nothing else to keep, so nothing to allocate.
-int FdOf(BIO* bio)
+struct SocketState {
+    int fd = -1;
+    std::string alreadyRead;   // what OpenSSL still has to read before the socket
+    FirstFlightPrefix prefix;  // set until the first flight is whole
+    std::string firstFlight;   // what is held back until then, and what of it the socket has not taken since
+};
+
+SocketState& StateOf(BIO* bio)
 {
-    return static_cast<int>(reinterpret_cast<intptr_t>(BIO_get_data(bio)));
+    return *static_cast<SocketState*>(BIO_get_data(bio));
 }
 
 bool MayRetry(int error)
@@ -21,20 +27,57 @@ bool MayRetry(int error)
     return error == EAGAIN || error == EWOULDBLOCK || error == EINTR;
 }
 
-int SocketWrite(BIO* bio, const char* data, int length)
+ssize_t Send(BIO* bio, std::string_view bytes)
 {
-    BIO_clear_retry_flags(bio);
-    const ssize_t sent = ::send(FdOf(bio), data, static_cast<size_t>(length), MSG_NOSIGNAL);
+    const ssize_t sent = ::send(StateOf(bio).fd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
     if (sent < 0 && MayRetry(errno)) {
         BIO_set_retry_write(bio);
     }
-    return static_cast<int>(sent);
+    return sent;
+}
+
+// Sends what is held back. 1 when all of it is with the kernel.
+int Flush(BIO* bio)
+{
+    SocketState& state = StateOf(bio);
+    if (state.prefix && !state.firstFlight.empty()) {
+        const std::string prefix = std::exchange(state.prefix, nullptr)(state.firstFlight);
+        if (prefix.empty()) {
+            return -1;
+        }
+        state.firstFlight.insert(0, prefix);
+    }
+    while (!state.prefix && !state.firstFlight.empty()) {
+        const ssize_t sent = Send(bio, state.firstFlight);
+        if (sent < 0) {
+            return -1;
+        }
+        state.firstFlight.erase(0, static_cast<size_t>(sent));
+    }
+    return 1;
+}
+
+int SocketWrite(BIO* bio, const char* data, int length)
+{
+    BIO_clear_retry_flags(bio);
+    SocketState& state = StateOf(bio);
+    if (state.prefix) {
+        state.firstFlight.append(data, static_cast<size_t>(length));
+        return length;
+    }
+    return Flush(bio) == 1 ? static_cast<int>(Send(bio, {data, static_cast<size_t>(length)})) : -1;
 }
 
 int SocketRead(BIO* bio, char* data, int length)
 {
     BIO_clear_retry_flags(bio);
-    const ssize_t got = ::recv(FdOf(bio), data, static_cast<size_t>(length), 0);
+    SocketState& state = StateOf(bio);
+    if (!state.alreadyRead.empty()) {
+        const size_t got = state.alreadyRead.copy(data, static_cast<size_t>(length));
+        state.alreadyRead.erase(0, got);
+        return static_cast<int>(got);
+    }
+    const ssize_t got = ::recv(state.fd, data, static_cast<size_t>(length), 0);
     if (got == 0) {
         BIO_set_flags(bio, BIO_FLAGS_IN_EOF);
     } else if (got < 0 && MayRetry(errno)) {
@@ -47,12 +90,20 @@ long SocketControl(BIO* bio, int command, long, void*)
 {
     switch (command) {
         case BIO_CTRL_FLUSH:
-            return 1;
+            BIO_clear_retry_flags(bio);
+            return Flush(bio);
         case BIO_CTRL_EOF:
             return BIO_test_flags(bio, BIO_FLAGS_IN_EOF) != 0 ? 1 : 0;
         default:
             return 0;
     }
+}
+
+int Destroy(BIO* bio)
+{
+    const std::unique_ptr<SocketState> owned(static_cast<SocketState*>(BIO_get_data(bio)));
+    BIO_set_data(bio, nullptr);
+    return 1;
 }
 
 struct MethodDeleter {
@@ -68,26 +119,36 @@ const BIO_METHOD* SocketMethod()
             BIO_meth_set_write(made.get(), SocketWrite);
             BIO_meth_set_read(made.get(), SocketRead);
             BIO_meth_set_ctrl(made.get(), SocketControl);
+            BIO_meth_set_destroy(made.get(), Destroy);
         }
         return made;
     }();
     return method.get();
 }
 
-}  // namespace
-
-bool AttachSocket(SSL* ssl, int fd)
+bool Attach(SSL* ssl, SocketState state)
 {
     const BIO_METHOD* method = SocketMethod();
     BIO* bio = method != nullptr ? BIO_new(method) : nullptr;
     if (bio == nullptr) {
         return false;
     }
-    // NOLINTNEXTLINE(performance-no-int-to-ptr): it is only ever turned back into the number
-    BIO_set_data(bio, reinterpret_cast<void*>(static_cast<intptr_t>(fd)));
+    BIO_set_data(bio, std::make_unique<SocketState>(std::move(state)).release());
     BIO_set_init(bio, 1);
     SSL_set_bio(ssl, bio, bio);
     return true;
+}
+
+}  // namespace
+
+bool AttachSocket(SSL* ssl, int fd, std::string alreadyRead)
+{
+    return Attach(ssl, {fd, std::move(alreadyRead), nullptr, {}});
+}
+
+bool AttachSocket(SSL* ssl, int fd, FirstFlightPrefix prefix)
+{
+    return Attach(ssl, {fd, {}, std::move(prefix), {}});
 }
 
 }  // namespace Vexo::SoftBus

@@ -81,7 +81,7 @@ Server::Server(SoftBusOptions options)
       inbound_(context_, presence_, sessions_),
       work_(asio::make_work_guard(*context_.reactor))
 {
-    context_.maxQueuedBytes = options_.maxQueuedBytes;
+    context_.linkSetup.maxQueuedBytes = options_.maxQueuedBytes;
     context_.peerShare = options_.peerShare;
     context_.onlineChanged = options_.onlineChanged;
 }
@@ -102,7 +102,13 @@ Result<void> Server::Begin(const Trust::Identity& identity)
     if (!tls) {
         return Failure(std::move(tls).error());
     }
-    context_.tls = std::move(tls.value());
+    context_.linkSetup.tls = std::move(tls.value());
+    auto preamble = Trust::Preamble::Make(*identity.linkKeys);
+    if (!preamble) {
+        return Failure(std::move(preamble).error());
+    }
+    context_.linkSetup.preamble = std::move(preamble.value());
+    inbound_.SetPreamble(context_.linkSetup.preamble);
     context_.ownNetworkId = identity.networkId;
     context_.ownHello = {options_.deviceTypeId, identity.deviceId, options_.deviceName, {}};
     if (auto listening = Listen(); !listening) {

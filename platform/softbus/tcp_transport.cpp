@@ -5,6 +5,7 @@
 #include <netinet/tcp.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <array>
 #include <asio/connect.hpp>
 #include <asio/ip/address.hpp>
@@ -181,7 +182,7 @@ Result<std::string> TcpTransport::Listen(Accepted accepted)
     asio::error_code error;
     acceptor_.open(endpoint->protocol(), error);
     if (!error) {
-        static_cast<void>(::fcntl(acceptor_.native_handle(), F_SETFD, FD_CLOEXEC));
+        Prepare(acceptor_.native_handle());  // what it accepts inherits the options
         acceptor_.set_option(tcp::acceptor::reuse_address(true), error);
         acceptor_.bind(*endpoint, error);
     }
@@ -237,7 +238,6 @@ void TcpTransport::AcceptAll()
         }
         // One link that fails must not end accepting.
         QuviewDFX::RunGuarded(LOG_SOFTBUS, "accepting", [&] {
-            Prepare(stream.Get());
             tcp::endpoint peer;
             peer.resize(length);
             std::memcpy(peer.data(), &from, length);
@@ -288,6 +288,23 @@ std::string TcpTransport::Reachable(const std::string& announced, const std::str
         return announced;
     }
     return ToText(HostPort{seen->host, where->port});
+}
+
+std::string TcpTransport::SourceOf(const std::string& from) const
+{
+    constexpr size_t NETWORK_BYTES = 8;
+    const Result<HostPort> where = ParseHostPort(from);
+    const auto endpoint = where ? NumericEndpoint(where.value()) : std::nullopt;
+    if (!endpoint) {
+        return from;
+    }
+    const asio::ip::address host = endpoint->address();
+    if (host.is_v4() || host.to_v6().is_v4_mapped()) {
+        return (host.is_v4() ? host.to_v4() : asio::ip::make_address_v4(asio::ip::v4_mapped, host.to_v6())).to_string();
+    }
+    auto network = host.to_v6().to_bytes();
+    std::fill(network.begin() + NETWORK_BYTES, network.end(), uint8_t{0});
+    return asio::ip::address_v6(network).to_string() + "/64";
 }
 
 void TcpTransport::Stop()

@@ -27,6 +27,8 @@ public:
     [[nodiscard]] Result<void> CheckAddress(const std::string& address) const override;
     void Connect(const std::string& address, std::chrono::milliseconds limit, Connected done) override;
     std::string Reachable(const std::string& announced, const std::string& seenFrom) const override;
+    // An IPv4 address, or the /64 network of an IPv6 one: all that one host may give itself.
+    std::string SourceOf(const std::string& from) const override;
     void Stop() override;
 
 private:

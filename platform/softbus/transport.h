@@ -45,6 +45,8 @@ public:
     {
         return announced;
     }
+    // What shares of this device are counted by, for a connection that came from there: the host of an address.
+    virtual std::string SourceOf(const std::string& from) const { return from; }
     // No accepting and no completion from now on. Idempotent.
     virtual void Stop() = 0;
 };

@@ -114,11 +114,11 @@ TEST_F(ServiceClientsTest, ARefusedRequestKeepsTheServiceLoadedForHoldersOnly)
     };
     for (const auto& row : table) {
         SCOPED_TRACE(row.code);
-        timers_.Advance(Ipc::CALLER_LOG_INTERVAL);  // so that it reaches the service
+        timers_.Advance(QuviewDFX::LOG_LIMIT_INTERVAL);  // so that it reaches the service
         EXPECT_EQ(Ask(row.caller, row.code, row.token).status, IPC_UNKNOWN_REQUEST);
         EXPECT_TRUE(BecomesUnloaded());
         EXPECT_EQ(Ask(holder, START_SERVICE).status, IPC_OK);
-        timers_.Advance(Ipc::CALLER_LOG_INTERVAL);
+        timers_.Advance(QuviewDFX::LOG_LIMIT_INTERVAL);
         EXPECT_EQ(Ask(row.caller, row.code, row.token).status, IPC_UNKNOWN_REQUEST);
         End(stranger);
         EXPECT_TRUE(Stays());
@@ -130,7 +130,7 @@ TEST_F(ServiceClientsTest, ARefusedRequestKeepsTheServiceLoadedForHoldersOnly)
 TEST_F(ServiceClientsTest, AHolderThatComesWhileARefusedRequestLoadsTheServiceKeepsIt)
 {
     for (pid_t round = 1; round <= 50; ++round) {
-        timers_.Advance(Ipc::CALLER_LOG_INTERVAL);
+        timers_.Advance(QuviewDFX::LOG_LIMIT_INTERVAL);
         const Caller holder{NATIVE, round};
         auto refused = std::async(std::launch::async, [&] { return Ask({STRANGER, 1000}, START_SERVICE).status; });
         EXPECT_EQ(Ask(holder, START_SERVICE).status, IPC_OK);
@@ -156,7 +156,7 @@ TEST_F(ServiceClientsTest, RefusalsOfAUserGetTheServicesOwnAnswerAndOneLineAMinu
     EXPECT_EQ(log_.Count(" descriptor checked fail"), 1U) << "asked once for its answer";
     EXPECT_EQ(Ask({static_cast<User>(STRANGER + 1), 3}, START_SERVICE), noRight);
     EXPECT_EQ(log_.Count(" not system APP!"), 2U) << "another user has a line of its own";
-    timers_.Advance(Ipc::CALLER_LOG_INTERVAL);
+    timers_.Advance(QuviewDFX::LOG_LIMIT_INTERVAL);
     EXPECT_EQ(Ask(stranger, START_SERVICE), noRight);
     EXPECT_EQ(log_.Count(" not system APP!"), 3U);
     EXPECT_EQ(log_.Count("requests of user 61002 are refused; 299 lines like it were left out"), 1U);

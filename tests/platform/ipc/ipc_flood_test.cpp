@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "platform/ipc/caller_log_limit.h"
+#include "platform/dfx/log_limit.h"
 #include "tests/platform/ipc/ipc_test_server.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/manual_timers.h"
@@ -155,15 +155,15 @@ TEST_F(IpcFloodTest, WithoutDescriptorsNewClientsAreTurnedAwayUntilThereAreSome)
     ExpectEcho(ConnectRaw());
 }
 
-TEST(CallerLogLimitTest, LinesOfNewUsersAreLeftOutWhileTooManyAreKnown)
+TEST(LogLimitTest, LinesOfNewSourcesAreLeftOutWhileTooManyAreKnown)
 {
     Tests::ManualTimers timers;
-    CallerLogLimit limit(timers);
+    QuviewDFX::LogLimit<uid_t> limit(timers);
     uid_t user = 1000;
     while (limit.Admit(user)) {
         ASSERT_LT(user++, 10'000U) << "one user with many ids fills the log";
     }
-    timers.Advance(CALLER_LOG_INTERVAL);
+    timers.Advance(QuviewDFX::LOG_LIMIT_INTERVAL);
     EXPECT_TRUE(limit.Admit(user));
 }
 

@@ -1,8 +1,13 @@
 #include "tests/platform/softbus/device_fixture.h"
 
+#include <linux/sockios.h>
+#include <sys/ioctl.h>
 #include <sys/socket.h>
 
 #include <algorithm>
+
+#include "platform/softbus/socket_bio.h"
+#include "platform/trust/openssl_util.h"
 
 namespace Vexo::SoftBus::Tests {
 
@@ -111,16 +116,58 @@ std::pair<int, int> PairTest::OpenPair()
 }
 
 Bare::Bare(const std::string& address, const Trust::Identity& identity)
-    : context_(Trust::TlsContext::Make(identity).value()), ssl_(context_->NewClient({}))
+    : context_(Trust::TlsContext::Make(identity).value()),
+      preamble_(Trust::Preamble::Make(*identity.linkKeys).value()),
+      ssl_(context_->NewClient({}))
 {
-    BIO* const tcp = BIO_new_connect(address.c_str());
-    SSL_set_bio(ssl_.get(), tcp, tcp);
-    EXPECT_EQ(BIO_do_connect(tcp), 1);
+    const Trust::OpenSslPtr<BIO> tcp(BIO_new_connect(address.c_str()));
+    EXPECT_EQ(BIO_do_connect(tcp.get()), 1);
+    socket_.Reset(static_cast<int>(BIO_get_fd(tcp.get(), nullptr)));
+    BIO_set_close(tcp.get(), BIO_NOCLOSE);
+}
+
+std::string Bare::ReadChallenge()
+{
+    std::string challenge(Trust::CHALLENGE_BYTES, '\0');
+    const ssize_t got = ::recv(socket_.Get(), challenge.data(), challenge.size(), MSG_WAITALL);
+    challenge.resize(static_cast<size_t>(std::max<ssize_t>(got, 0)));
+    return challenge;
+}
+
+bool Bare::WriteRaw(std::string_view bytes)
+{
+    return ::send(socket_.Get(), bytes.data(), bytes.size(), MSG_NOSIGNAL) == static_cast<ssize_t>(bytes.size());
+}
+
+std::string Bare::FirstMessage()
+{
+    std::string message;
+    // Without a prefix nothing goes out.
+    AttachSocket(ssl_.get(), socket_.Get(), [&message](std::string_view flight) {
+        message = flight;
+        return std::string();
+    });
+    SSL_connect(ssl_.get());
+    return message;
+}
+
+bool Bare::Handshake()
+{
+    AttachSocket(ssl_.get(), socket_.Get(), [this, challenge = ReadChallenge()](std::string_view flight) {
+        return preamble_->Prove(challenge, flight);
+    });
+    return SSL_connect(ssl_.get()) == 1;
 }
 
 bool Bare::Write(const std::string& bytes)
 {
-    return SSL_write(ssl_.get(), bytes.data(), static_cast<int>(bytes.size())) > 0;
+    size_t written = 0;
+    for (size_t chunk = 0; written < bytes.size(); written += chunk) {
+        if (SSL_write_ex(ssl_.get(), bytes.data() + written, bytes.size() - written, &chunk) != 1) {
+            break;
+        }
+    }
+    return written == bytes.size();
 }
 
 bool Bare::ReadFrame(Frame& frame)
@@ -136,12 +183,18 @@ bool Bare::ReadFrame(Frame& frame)
 bool Bare::WaitForEnd()
 {
     const timeval limit{8, 0};
-    ::setsockopt(SSL_get_fd(ssl_.get()), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof(limit));
+    ::setsockopt(socket_.Get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof(limit));
     char buffer[4096];
     ssize_t got = 0;
-    while ((got = ::recv(SSL_get_fd(ssl_.get()), buffer, sizeof(buffer), 0)) > 0) {
+    while ((got = ::recv(socket_.Get(), buffer, sizeof(buffer), 0)) > 0) {
     }
     return got == 0 || errno != EAGAIN;
+}
+
+bool Bare::AllArrived() const
+{
+    int unacknowledged = -1;
+    return ::ioctl(socket_.Get(), SIOCOUTQ, &unacknowledged) == 0 && unacknowledged == 0;
 }
 
 }  // namespace Vexo::SoftBus::Tests

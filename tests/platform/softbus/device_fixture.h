@@ -13,7 +13,9 @@
 
 #include "platform/base/mutex.h"
 #include "platform/softbus/frame.h"
+#include "platform/base/unique_fd.h"
 #include "platform/softbus/softbus_server.h"
+#include "platform/trust/preamble.h"
 #include "platform/trust/tls_context.h"
 #include "tests/platform/trust/trust_fixture.h"
 #include "tests/support/trail.h"
@@ -114,7 +116,13 @@ public:
     Bare(const std::string& address, const Trust::Identity& identity);
 
     void TrustAnyServer() { SSL_set_verify(ssl_.get(), SSL_VERIFY_NONE, nullptr); }
-    bool Handshake() { return SSL_connect(ssl_.get()) == 1; }
+    // The 16 bytes that the server sends first; shorter when it sent none.
+    std::string ReadChallenge();
+    bool WriteRaw(std::string_view bytes);
+    // The first TLS message, made but not sent.
+    std::string FirstMessage();
+    // Reads the challenge, proves, and shakes hands.
+    bool Handshake();
     bool Write(const std::string& bytes);
     bool WriteFrame(FrameKind kind, const std::string& payload)
     {
@@ -124,11 +132,15 @@ public:
     bool ReadFrame(Frame& frame);
     // Reads to the end; false when the connection is still open after 8 s.
     bool WaitForEnd();
+    // Whether the other side's kernel has all that was written (tcp(7), SIOCOUTQ).
+    bool AllArrived() const;
     // Ends the connection without a word of TLS.
-    void Crash() { SSL_set_bio(ssl_.get(), nullptr, nullptr); }
+    void Crash() { socket_.Reset(); }
 
 private:
+    UniqueFd socket_;
     std::shared_ptr<Trust::TlsContext> context_;
+    std::shared_ptr<const Trust::Preamble> preamble_;
     Trust::SslPtr ssl_;
     FrameDecoder decoder_;
 };

@@ -1,6 +1,8 @@
 // Peers that break the rules, vanish or fall silent.
 #include <algorithm>
+#include <future>
 
+#include "platform/softbus/admission.h"
 #include "platform/softbus/sessions.h"
 #include "tests/platform/softbus/device_fixture.h"
 #include "tests/support/log_capture.h"
@@ -67,14 +69,53 @@ TEST_F(HostilePeerTest, BrokenFramesCloseTheConnectionWithOneLine)
     EXPECT_TRUE(atPhone.All().empty());
 }
 
-TEST_F(HostilePeerTest, StrangerIsClosedWithTheReason)
+// Without a proof of the account a peer gets 16 bytes and a closed connection.
+TEST_F(HostilePeerTest, WrongOrLateProofClosesTheConnection)
 {
-    const Vexo::Tests::LogCapture log;
-    Bare stranger(phone->ListenAddress(), Trust::Tests::Devices().Enrol("stranger"));
-    stranger.TrustAnyServer();
-    stranger.Handshake();
-    EXPECT_TRUE(stranger.WaitForEnd());
-    EXPECT_TRUE(log.WaitFor("certificate not signed by this account"));
+    const std::string message = peer->FirstMessage();
+    const std::string other = Connect()->FirstMessage();
+    const auto stranger = Trust::Preamble::Make(*Trust::Tests::Devices().Enrol("stranger").linkKeys).value();
+    const auto member = Trust::Preamble::Make(*identity.linkKeys).value();
+    const std::string recorded = member->Prove(peer->ReadChallenge(), message) + message;
+    std::string oversized = message;
+    oversized[3] = '\x7F';
+    std::string padded = message + "x";
+    padded[4] = static_cast<char>(padded[4] + 1);
+    const struct {
+        const char* fault;
+        std::function<std::string(const std::string& challenge)> answer;
+    } table[] = {
+        {"the key of another account", [&](auto& challenge) { return stranger->Prove(challenge, message) + message; }},
+        {"a proof that was recorded", [&](auto&) { return recorded; }},
+        {"another key share", [&](auto& challenge) { return member->Prove(challenge, message) + other; }},
+        {"a first message that is too long",
+         [&](auto& challenge) { return member->Prove(challenge, oversized) + oversized; }},
+        {"more than a ClientHello", [&](auto& challenge) { return member->Prove(challenge, padded) + padded; }},
+        {"version 1 of the link", [&](auto&) { return message; }},
+        {"a message that is cut",
+         [&](auto& challenge) { return member->Prove(challenge, message) + message.substr(0, 100); }},
+        {"nothing", [](auto&) { return std::string(); }},
+    };
+    for (const auto& row : table) {
+        const auto began = std::chrono::steady_clock::now();
+        peer = Connect();
+        const std::string challenge = peer->ReadChallenge();
+        ASSERT_EQ(challenge.size(), Trust::CHALLENGE_BYTES) << row.fault;
+        EXPECT_TRUE(peer->WriteRaw(row.answer(challenge))) << row.fault;
+        EXPECT_EQ(peer->ReadChallenge(), "") << row.fault;
+        EXPECT_LT(std::chrono::steady_clock::now() - began, PROOF_LIMIT + 2s) << row.fault;
+    }
+    EXPECT_TRUE(atPhone.All().empty());
+}
+
+TEST_F(HostilePeerTest, ProofInSingleBytesIsAccepted)
+{
+    const std::string message = peer->FirstMessage();
+    const auto preamble = Trust::Preamble::Make(*identity.linkKeys).value();
+    for (const char byte : preamble->Prove(peer->ReadChallenge(), message) + message) {
+        ASSERT_TRUE(peer->WriteRaw({&byte, 1}));
+    }
+    EXPECT_FALSE(peer->ReadChallenge().empty()) << "the server's first message";
 }
 
 TEST_F(HostilePeerTest, CrashOrMisplacedFrameClosesTheSessionAfterItsBytes)
@@ -155,13 +196,34 @@ TEST_F(HostilePeerTest, PeerIsLimitedToItsShareOfSessions)
     ASSERT_TRUE(Eventually([&] { return answer(NAME, false) == SOFTBUS_OK; })) << "once one has ended";
 }
 
-TEST_F(HostilePeerTest, SilentConnectionsAreClosedAndBlockNobody)
+TEST_F(HostilePeerTest, SilentConnectionsMakeRoomForOthers)
 {
-    std::vector<std::unique_ptr<Bare>> mute(70);
+    std::vector<std::unique_ptr<Bare>> mute(MAX_UNPROVEN_OF_SOURCE + 10);
     std::generate(mute.begin(), mute.end(), [this] { return Connect(); });
     peer = Connect();
     Open(*peer);
-    EXPECT_TRUE(mute.front()->WaitForEnd()) << "its handshake took too long";
+    EXPECT_TRUE(mute.front()->WaitForEnd()) << "the oldest made room";
+    EXPECT_TRUE(mute.back()->WaitForEnd()) << "its time is over";
+}
+
+TEST_F(HostilePeerTest, BytesBeforeACrashAreDeliveredAfterAPause)
+{
+    std::promise<void> resume;
+    const auto resumed = resume.get_future().share();
+    const int id = Open(*peer);
+    atPhone.OnEvent(Kind::BYTES, [resumed](const Event&) { resumed.wait(); });
+    const std::string message(MAX_SESSION_BYTES, 'm');
+    const size_t messages = MAX_UNDELIVERED_BYTES / message.size() + 1;
+    for (size_t i = 0; i < messages - 1; ++i) {
+        ASSERT_TRUE(peer->WriteFrame(FrameKind::DATA, message));
+    }
+    ASSERT_TRUE(peer->WriteFrame(FrameKind::DATA, "last words"));
+    ASSERT_TRUE(Eventually([&] { return peer->AllArrived(); }));
+    peer->Crash();
+    EXPECT_TRUE(Eventually([&] { return phone->SendBytes(id, "x", 1) != SOFTBUS_OK; })) << "it meets a closed socket";
+    resume.set_value();
+    atPhone.WaitFor(Kind::CLOSED, id);
+    EXPECT_EQ(atPhone.Count(Kind::BYTES, id), messages);
 }
 
 }  // namespace

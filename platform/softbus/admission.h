@@ -1,0 +1,84 @@
+// Admission: the connections that others opened to this device, until each has proven that it is of the account
+// (trust/preamble.h). A stranger gets a challenge and a closed connection; no TLS object is made for it. What one
+// source can hold is bounded: when its share or the room for all is used up, its oldest connection is closed, so that
+// whoever answers at once always finds room. Refusals are logged at most once a minute and source. The reactor's;
+// nothing blocks.
+#pragma once
+
+#include <asio/io_context.hpp>
+#include <asio/steady_timer.hpp>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <list>
+#include <map>
+#include <memory>
+#include <string>
+
+#include "platform/base/nocopyable.h"
+#include "platform/base/unique_fd.h"
+#include "platform/dfx/log_limit.h"
+#include "platform/softbus/transport.h"
+#include "platform/trust/preamble.h"
+
+namespace Vexo::SoftBus {
+
+// From accept to proof.
+inline constexpr std::chrono::milliseconds PROOF_LIMIT{2000};
+inline constexpr size_t MAX_UNPROVEN = 1024;
+inline constexpr size_t MAX_UNPROVEN_OF_SOURCE = 128;
+// Room of its own for sources that members have connected from: how many sources are remembered, and how many
+// connections they may have together.
+inline constexpr size_t MAX_MEMBER_SOURCES = 256;
+inline constexpr size_t MAX_UNPROVEN_OF_MEMBERS = 512;
+// The TLS record that holds a ClientHello, its header included.
+inline constexpr size_t MAX_FIRST_MESSAGE = 4096;
+
+class Admission : public NoCopyable {
+public:
+    // A stream whose peer is of the account, with the first TLS message that was read from it.
+    using Proven = std::function<void(UniqueFd stream, std::string firstMessage, const PeerAddress& from)>;
+
+    Admission(asio::io_context& reactor, Proven proven)
+        : reactor_(reactor), proven_(std::move(proven)), deadlines_(reactor)
+    {
+    }
+    ~Admission();
+
+    void SetPreamble(std::shared_ptr<const Trust::Preamble> preamble) { preamble_ = std::move(preamble); }
+    // A stream that a transport accepted. source: what shares are counted by (Transport::SourceOf).
+    void Accept(UniqueFd stream, const PeerAddress& from, const std::string& source);
+    // A member's connection came from there.
+    void NoteMember(const std::string& source);
+    // Logs the refusal of a connection from there, unless one was logged in the last minute.
+    void LogRefusal(const std::string& source, const std::string& why);
+    void Stop();
+
+private:
+    class Candidate;
+    friend class Candidate;
+    using CandidatePtr = std::shared_ptr<Candidate>;
+    using Candidates = std::map<uint64_t, CandidatePtr>;  // by order of arrival
+
+    void WatchDeadlines(std::chrono::steady_clock::time_point first);
+    // Closes the oldest of the source, and the oldest of its room, where they are full.
+    void MakeRoom(const std::string& source, const Candidates& room, size_t limit);
+    void Refuse(const CandidatePtr& candidate, const std::string& why);
+    void Forget(const CandidatePtr& candidate);
+
+    asio::io_context& reactor_;
+    const Proven proven_;
+    std::shared_ptr<const Trust::Preamble> preamble_;
+    Candidates all_;
+    Candidates strangers_;                       // of all_, those whose source no member has connected from
+    Candidates members_;                         // of all_, the others
+    std::map<std::string, Candidates> sources_;  // all, by source
+    uint64_t accepted_ = 0;
+    std::list<std::string> memberSources_;  // the last heard of first
+    QuviewDFX::LogLimit<std::string> refusals_;
+    asio::steady_timer deadlines_;
+    bool watchesDeadlines_ = false;
+    bool stopped_ = false;
+};
+
+}  // namespace Vexo::SoftBus
