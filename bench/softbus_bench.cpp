@@ -27,7 +27,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/softbus/socket_bio.h"
+#include "platform/softbus/link/socket_bio.h"
 #include "platform/softbus/softbus_server.h"
 #include "platform/trust/account.h"
 #include "platform/trust/tls_context.h"
@@ -426,7 +426,8 @@ void Measure(const std::filesystem::path& folder, int rounds)
 {
     Check(Trust::CreateAccount(folder / "laptop", "bench", "laptop").has_value(), "creating an account");
     const std::string request = Take(Trust::MakeRequest(folder / "phone", "phone"));
-    Check(Trust::Install(folder / "phone", Take(Trust::Admit(folder / "laptop", request))).has_value(), "admitting a device");
+    Check(Trust::Install(folder / "phone", Take(Trust::Admit(folder / "laptop", request))).has_value(),
+          "admitting a device");
     Side laptop = MakeSide(folder / "laptop");
     Side phone = MakeSide(folder / "phone");
 

@@ -7,10 +7,10 @@
 #include <set>
 
 #include "platform/base/nocopyable.h"
-#include "platform/softbus/admission.h"
-#include "platform/softbus/presence.h"
+#include "platform/softbus/discovery/presence.h"
+#include "platform/softbus/link/admission.h"
 #include "platform/softbus/reactor_context.h"
-#include "platform/softbus/sessions.h"
+#include "platform/softbus/sessions/sessions.h"
 
 namespace Vexo::SoftBus {
 

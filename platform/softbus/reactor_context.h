@@ -10,10 +10,10 @@
 
 #include "platform/base/nocopyable.h"
 #include "platform/dfx/guard.h"
-#include "platform/softbus/link.h"
-#include "platform/softbus/node_table.h"
+#include "platform/softbus/discovery/node_table.h"
+#include "platform/softbus/link/link.h"
 #include "platform/softbus/softbus_log.h"
-#include "platform/softbus/transport.h"
+#include "platform/softbus/transport/transport.h"
 
 namespace Vexo::SoftBus {
 

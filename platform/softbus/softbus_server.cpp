@@ -11,12 +11,12 @@
 #include "platform/base/utf8.h"
 #include "platform/dfx/guard.h"
 #include "platform/dfx/trace.h"
-#include "platform/softbus/announcements.h"
+#include "platform/softbus/discovery/announcements.h"
+#include "platform/softbus/discovery/presence.h"
 #include "platform/softbus/inbound_links.h"
-#include "platform/softbus/presence.h"
-#include "platform/softbus/sessions.h"
+#include "platform/softbus/sessions/sessions.h"
 #include "platform/softbus/softbus_log.h"
-#include "platform/softbus/tcp_transport.h"
+#include "platform/softbus/transport/tcp_transport.h"
 
 namespace Vexo::SoftBus {
 

@@ -13,7 +13,7 @@
 
 #include "platform/ipc/iremote_object.h"
 #include "platform/softbus/softbus_service.h"
-#include "platform/softbus/transport.h"
+#include "platform/softbus/transport/transport.h"
 #include "platform/trust/identity.h"
 
 namespace Vexo::SoftBus {

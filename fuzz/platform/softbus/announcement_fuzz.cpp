@@ -1,7 +1,7 @@
 // The file by which a device announces itself in a shared folder.
 #include "fuzz/fuzz_target.h"
-#include "platform/softbus/announcements.h"
-#include "platform/softbus/frame.h"
+#include "platform/softbus/discovery/announcements.h"
+#include "platform/softbus/link/frame.h"
 
 namespace Vexo::SoftBus {
 namespace {

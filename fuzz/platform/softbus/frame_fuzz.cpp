@@ -1,5 +1,5 @@
 // The byte stream of a link, in pieces of changing size, and the payloads of its frames.
-#include "platform/softbus/frame.h"
+#include "platform/softbus/link/frame.h"
 
 #include "fuzz/fuzz_target.h"
 

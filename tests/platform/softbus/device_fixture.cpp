@@ -6,7 +6,7 @@
 
 #include <algorithm>
 
-#include "platform/softbus/socket_bio.h"
+#include "platform/softbus/link/socket_bio.h"
 #include "platform/trust/openssl_util.h"
 
 namespace Vexo::SoftBus::Tests {

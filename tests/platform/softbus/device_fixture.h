@@ -12,8 +12,8 @@
 #include <vector>
 
 #include "platform/base/mutex.h"
-#include "platform/softbus/frame.h"
 #include "platform/base/unique_fd.h"
+#include "platform/softbus/link/frame.h"
 #include "platform/softbus/softbus_server.h"
 #include "platform/trust/preamble.h"
 #include "platform/trust/tls_context.h"

@@ -6,7 +6,7 @@
 
 #include "platform/base/files.h"
 #include "platform/base/host_port.h"
-#include "platform/softbus/announcements.h"
+#include "platform/softbus/discovery/announcements.h"
 #include "tests/platform/softbus/device_fixture.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/trail.h"

@@ -1,4 +1,4 @@
-#include "platform/softbus/frame.h"
+#include "platform/softbus/link/frame.h"
 
 #include <gtest/gtest.h>
 
@@ -6,7 +6,7 @@
 #include <utility>
 #include <vector>
 
-#include "platform/softbus/announcements.h"
+#include "platform/softbus/discovery/announcements.h"
 #include "platform/softbus/softbus_service.h"
 
 namespace Vexo::SoftBus {

@@ -2,8 +2,8 @@
 #include <algorithm>
 #include <future>
 
-#include "platform/softbus/admission.h"
-#include "platform/softbus/sessions.h"
+#include "platform/softbus/link/admission.h"
+#include "platform/softbus/sessions/sessions.h"
 #include "tests/platform/softbus/device_fixture.h"
 #include "tests/support/log_capture.h"
 

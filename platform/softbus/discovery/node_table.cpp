@@ -1,4 +1,4 @@
-#include "platform/softbus/node_table.h"
+#include "platform/softbus/discovery/node_table.h"
 
 #include <algorithm>
 #include <chrono>

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/softbus/sessions.h"
+#include "platform/softbus/sessions/sessions.h"
 
 namespace Vexo::SoftBus {
 

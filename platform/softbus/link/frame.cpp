@@ -1,4 +1,4 @@
-#include "platform/softbus/frame.h"
+#include "platform/softbus/link/frame.h"
 
 #include <algorithm>
 

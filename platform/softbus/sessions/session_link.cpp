@@ -1,4 +1,4 @@
-#include "platform/softbus/session_link.h"
+#include "platform/softbus/sessions/session_link.h"
 
 #include <algorithm>
 

@@ -9,9 +9,9 @@
 
 #include "platform/base/mutex.h"
 #include "platform/base/nocopyable.h"
-#include "platform/softbus/frame.h"
+#include "platform/softbus/link/frame.h"
 #include "platform/softbus/softbus_service.h"
-#include "platform/softbus/transport.h"
+#include "platform/softbus/transport/transport.h"
 
 namespace Vexo::SoftBus {
 

@@ -1,10 +1,10 @@
-#include "platform/softbus/sessions.h"
+#include "platform/softbus/sessions/sessions.h"
 
 #include <algorithm>
 
 #include "platform/base/check.h"
 #include "platform/base/text.h"
-#include "platform/softbus/session_link.h"
+#include "platform/softbus/sessions/session_link.h"
 #include "platform/softbus/softbus_log.h"
 
 namespace Vexo::SoftBus {

@@ -16,7 +16,7 @@
 #include "platform/base/mutex.h"
 #include "platform/base/nocopyable.h"
 #include "platform/base/result.h"
-#include "platform/softbus/transport.h"
+#include "platform/softbus/transport/transport.h"
 
 namespace Vexo::SoftBus {
 

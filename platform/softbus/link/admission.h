@@ -18,7 +18,7 @@
 #include "platform/base/nocopyable.h"
 #include "platform/base/unique_fd.h"
 #include "platform/dfx/log_limit.h"
-#include "platform/softbus/transport.h"
+#include "platform/softbus/transport/transport.h"
 #include "platform/trust/preamble.h"
 
 namespace Vexo::SoftBus {

@@ -1,4 +1,4 @@
-#include "platform/softbus/link.h"
+#include "platform/softbus/link/link.h"
 
 #include <openssl/err.h>
 #include <sys/socket.h>
@@ -12,7 +12,7 @@
 #include "platform/base/text.h"
 #include "platform/dfx/guard.h"
 #include "platform/dfx/trace.h"
-#include "platform/softbus/socket_bio.h"
+#include "platform/softbus/link/socket_bio.h"
 #include "platform/softbus/softbus_log.h"
 
 namespace Vexo::SoftBus {

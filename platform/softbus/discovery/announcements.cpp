@@ -1,11 +1,11 @@
-#include "platform/softbus/announcements.h"
+#include "platform/softbus/discovery/announcements.h"
 
 #include <utility>
 
 #include "platform/base/files.h"
 #include "platform/base/json.h"
 #include "platform/base/utf8.h"
-#include "platform/softbus/frame.h"
+#include "platform/softbus/link/frame.h"
 #include "platform/softbus/softbus_log.h"
 
 namespace Vexo::SoftBus {

@@ -22,7 +22,7 @@
 #include <vector>
 
 #include "platform/base/result.h"
-#include "platform/softbus/transport.h"
+#include "platform/softbus/transport/transport.h"
 
 namespace Vexo::SoftBus {
 

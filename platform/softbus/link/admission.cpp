@@ -1,4 +1,4 @@
-#include "platform/softbus/admission.h"
+#include "platform/softbus/link/admission.h"
 
 #include <sys/socket.h>
 

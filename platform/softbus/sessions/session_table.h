@@ -12,7 +12,7 @@
 
 #include "platform/base/mutex.h"
 #include "platform/base/nocopyable.h"
-#include "platform/softbus/link.h"
+#include "platform/softbus/link/link.h"
 #include "platform/softbus/softbus_types.h"
 #include "platform/tasks/elastic_pool.h"
 

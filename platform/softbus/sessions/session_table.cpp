@@ -1,4 +1,4 @@
-#include "platform/softbus/session_table.h"
+#include "platform/softbus/sessions/session_table.h"
 
 #include <algorithm>
 #include <asio/post.hpp>

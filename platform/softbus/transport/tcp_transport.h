@@ -11,7 +11,7 @@
 #include <string>
 
 #include "platform/base/nocopyable.h"
-#include "platform/softbus/transport.h"
+#include "platform/softbus/transport/transport.h"
 
 namespace Vexo::SoftBus {
 

@@ -1,4 +1,4 @@
-#include "platform/softbus/presence.h"
+#include "platform/softbus/discovery/presence.h"
 
 #include <algorithm>
 #include <asio/steady_timer.hpp>

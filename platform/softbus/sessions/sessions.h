@@ -13,7 +13,7 @@
 
 #include "platform/base/nocopyable.h"
 #include "platform/softbus/reactor_context.h"
-#include "platform/softbus/session_table.h"
+#include "platform/softbus/sessions/session_table.h"
 
 namespace Vexo::SoftBus {
 

@@ -1,4 +1,4 @@
-#include "platform/softbus/socket_bio.h"
+#include "platform/softbus/link/socket_bio.h"
 
 #include <sys/socket.h>
 

@@ -15,8 +15,8 @@
 
 #include "platform/base/nocopyable.h"
 #include "platform/base/unique_fd.h"
-#include "platform/softbus/frame.h"
-#include "platform/softbus/send_queue.h"
+#include "platform/softbus/link/frame.h"
+#include "platform/softbus/link/send_queue.h"
 #include "platform/trust/preamble.h"
 #include "platform/trust/tls_context.h"
 

@@ -8,7 +8,7 @@
 
 #include "platform/base/mutex.h"
 #include "platform/base/nocopyable.h"
-#include "platform/softbus/frame.h"
+#include "platform/softbus/link/frame.h"
 
 namespace Vexo::SoftBus {
 

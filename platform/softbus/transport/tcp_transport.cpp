@@ -1,4 +1,4 @@
-#include "platform/softbus/tcp_transport.h"
+#include "platform/softbus/transport/tcp_transport.h"
 
 #include <fcntl.h>
 #include <netinet/in.h>

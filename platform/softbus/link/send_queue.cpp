@@ -1,4 +1,4 @@
-#include "platform/softbus/send_queue.h"
+#include "platform/softbus/link/send_queue.h"
 
 namespace Vexo::SoftBus {
 
