@@ -53,15 +53,6 @@ SecretBytes DeriveKey(const LinkKey& key, std::string_view purpose)
     return derived;
 }
 
-std::vector<LinkKey> ActiveLinkKeys(const LinkKeys& keys, WallTime now)
-{
-    std::vector<LinkKey> active{keys.current};
-    if (keys.previous && now < keys.previous->validUntil) {
-        active.push_back(keys.previous->key);
-    }
-    return active;
-}
-
 std::string FingerprintOf(const LinkKey& key)
 {
     return HexOf(DeriveKey(key, FINGERPRINT_PURPOSE)).substr(0, FINGERPRINT_CHARACTERS);

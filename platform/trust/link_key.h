@@ -11,7 +11,6 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "platform/base/clock.h"
 #include "platform/base/result.h"
@@ -46,9 +45,6 @@ struct LinkKeys {
 // HKDF with SHA-256 (RFC 5869): no salt, purpose as info, 32 bytes. Purposes begin with "distnet "; two uses never
 // share one.
 SecretBytes DeriveKey(const LinkKey& key, std::string_view purpose);
-
-// The keys that a peer may use at that time: the current one first, then the previous one while it is valid.
-std::vector<LinkKey> ActiveLinkKeys(const LinkKeys& keys, WallTime now);
 
 // 8 hex characters for people to compare on two devices; they do not lead to the key.
 std::string FingerprintOf(const LinkKey& key);

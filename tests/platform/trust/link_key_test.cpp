@@ -4,6 +4,7 @@
 #include <regex>
 
 #include "platform/trust/link_key_file.h"
+#include "platform/trust/preamble.h"
 #include "tests/platform/trust/trust_fixture.h"
 
 namespace Vexo::Trust::Tests {
@@ -28,21 +29,36 @@ TEST(LinkKeyTest, EachPurposeHasAKeyOfItsOwnByHkdf)
     EXPECT_EQ(FingerprintOf(CountingKey(1, 0)), "a39082b4");
 }
 
-TEST(LinkKeyTest, ThePreviousKeyIsKeptAndActiveUntilItsDate)
+// A clock that shows one date.
+struct Calendar : Clock {
+    SteadyTime Now() const override { return {}; }
+    WallTime WallNow() const override { return date; }
+    WallTime date;
+};
+
+TEST(LinkKeyTest, PreviousKeyIsKeptAndProvesMembershipUntilItsDate)
 {
     const WallTime end(1'900'000'000s);
     const Vexo::Tests::TempFolder folder;
     const auto file = folder.Path() / LINK_KEY_FILE;
-    const LinkKeys keys{CountingKey(8, 1), PreviousLinkKey{CountingKey(7, 2), end}};
+    const LinkKeys keys{CountingKey(8, 1), PreviousLinkKey{CountingKey(7, 0), end}};
     ASSERT_TRUE(WriteLinkKeyFile(file, RecordOf(keys, std::string(64, 'a'))));
-    const LinkKeys read = ReadLinkKeyFile(file).value().Keys();
-    const std::vector<LinkKey> both = ActiveLinkKeys(read, end - 1s);
-    ASSERT_EQ(both.size(), 2u);
-    EXPECT_EQ(both[0].number, 8u);
-    EXPECT_EQ(both[0].bytes, keys.current.bytes);
-    EXPECT_EQ(both[1].number, 7u);
-    EXPECT_EQ(both[1].bytes, keys.previous->key.bytes);
-    EXPECT_EQ(ActiveLinkKeys(read, end).size(), 1u);
+    Calendar clock;
+    const auto preamble = Preamble::Make(ReadLinkKeyFile(file).value().Keys(), clock).value();
+    // The example of docs/link.md.
+    std::string challenge(CHALLENGE_BYTES, '\0');
+    std::iota(challenge.begin(), challenge.end(), '\0');
+    const std::string message = "\x16\x03\x01";
+    const std::string proof = Preamble::Make({CountingKey(7, 0)}).value()->Prove(challenge, message);
+    EXPECT_EQ(HexOf(std::vector<uint8_t>(proof.begin(), proof.end())),
+              "d28a647cea223cb9426b31a3d4a2b998dc70a033bca6800ede81a8b8f32f2325");
+
+    EXPECT_NE(preamble->Prove(challenge, message), proof);
+    EXPECT_TRUE(preamble->IsProof(preamble->Prove(challenge, message), challenge, message));
+    clock.date = end - 1s;
+    EXPECT_TRUE(preamble->IsProof(proof, challenge, message));
+    clock.date = end;
+    EXPECT_FALSE(preamble->IsProof(proof, challenge, message));
 }
 
 TEST(LinkKeyTest, ADamagedRecordIsNamedWithoutItsKey)
