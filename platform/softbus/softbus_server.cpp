@@ -7,6 +7,7 @@
 #include <asio/post.hpp>
 #include <thread>
 
+#include "platform/base/clock.h"
 #include "platform/base/mutex.h"
 #include "platform/base/utf8.h"
 #include "platform/dfx/guard.h"
@@ -197,7 +198,7 @@ void Server::Stop()
     }
     // The reactor returns when its last link has ended, which each does within CLOSE_LIMIT. Only a name that is still
     // being resolved can keep it longer.
-    const auto deadline = std::chrono::steady_clock::now() + STOP_LIMIT;
+    const auto deadline = Clock::System().Now() + STOP_LIMIT;
     {
         MutexLock lock(lifeMutex_);
         while (!reactorDone_ && reactorEnded_.WaitUntil(lifeMutex_, deadline)) {
@@ -296,7 +297,7 @@ int Server::OpenSession(const std::string& mySessionName, const std::string& pee
         table_->Remove(session->Id());
         return SOFTBUS_UNAVAILABLE;
     }
-    session->SetReturnedAt(std::chrono::steady_clock::now());
+    session->SetReturnedAt(Clock::System().Now());
     return session->Id();
 }
 

@@ -76,7 +76,7 @@ public:
         socket_.close(ignored);
     }
 
-    std::chrono::steady_clock::time_point Deadline() const { return deadline_; }
+    SteadyTime Deadline() const { return deadline_; }
     uint64_t Order() const { return order_; }
     const std::string& Source() const { return source_; }
 
@@ -144,7 +144,7 @@ private:
 
     Admission& admission_;
     asio::posix::stream_descriptor socket_;
-    const std::chrono::steady_clock::time_point deadline_ = std::chrono::steady_clock::now() + PROOF_LIMIT;
+    const SteadyTime deadline_ = Clock::System().Now() + PROOF_LIMIT;
     const uint64_t order_;
     const PeerAddress from_;
     const std::string source_;
@@ -174,7 +174,7 @@ void Admission::Accept(UniqueFd stream, const PeerAddress& from, const std::stri
 }
 
 // One timer for all, which stays as it is while connections come and go: strangers are to cost little.
-void Admission::WatchDeadlines(std::chrono::steady_clock::time_point first)
+void Admission::WatchDeadlines(SteadyTime first)
 {
     watchesDeadlines_ = true;
     deadlines_.expires_at(first);
@@ -183,7 +183,7 @@ void Admission::WatchDeadlines(std::chrono::steady_clock::time_point first)
             return;
         }
         watchesDeadlines_ = false;
-        const auto now = std::chrono::steady_clock::now();
+        const auto now = Clock::System().Now();
         while (!all_.empty() && all_.begin()->second->Deadline() <= now) {
             Refuse(CandidatePtr(all_.begin()->second),
                    "no proof within " + std::to_string(PROOF_LIMIT.count()) + " ms");

@@ -15,6 +15,7 @@
 #include <memory>
 #include <string>
 
+#include "platform/base/clock.h"
 #include "platform/base/nocopyable.h"
 #include "platform/base/unique_fd.h"
 #include "platform/dfx/log_limit.h"
@@ -60,7 +61,7 @@ private:
     using CandidatePtr = std::shared_ptr<Candidate>;
     using Candidates = std::map<uint64_t, CandidatePtr>;  // by order of arrival
 
-    void WatchDeadlines(std::chrono::steady_clock::time_point first);
+    void WatchDeadlines(SteadyTime first);
     // Closes the oldest of the source, and the oldest of its room, where they are full.
     void MakeRoom(const std::string& source, const Candidates& room, size_t limit);
     void Refuse(const CandidatePtr& candidate, const std::string& why);

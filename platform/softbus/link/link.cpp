@@ -19,8 +19,6 @@ namespace Vexo::SoftBus {
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
-
 constexpr size_t RECORD_BYTES = 16 * 1024;  // the most that one TLS record carries (RFC 8446, 5.1)
 // What one link may read before the others get their turn.
 constexpr int RECORDS_PER_TURN = 16;
@@ -62,7 +60,7 @@ Link::Link(asio::io_context& reactor, UniqueFd stream, Role role, const Setup& s
       deadline_(reactor),
       ssl_(std::move(ssl)),
       state_(role == Role::CLIENT ? State::PREAMBLE : State::HANDSHAKE),
-      lastReceived_(Clock::now()),
+      lastReceived_(Clock::System().Now()),
       lastSent_(lastReceived_)
 {
     SSL_set_mode(ssl_.get(),
@@ -84,14 +82,14 @@ void Link::Start(std::shared_ptr<LinkOwner> owner)
 void Link::Established()
 {
     // Unlike cancel, this also disarms a wait that has expired and is on its way.
-    deadline_.expires_at(Clock::time_point::max());
+    deadline_.expires_at(SteadyTime::max());
 }
 
 void Link::SetDeadline(std::chrono::milliseconds limit)
 {
     deadline_.expires_after(limit);
     deadline_.async_wait([self = shared_from_this()](const asio::error_code& error) {
-        if (error || self->deadline_.expiry() > Clock::now()) {
+        if (error || self->deadline_.expiry() > Clock::System().Now()) {
             return;
         }
         if (self->state_ == State::PREAMBLE || self->state_ == State::HANDSHAKE || self->state_ == State::READY) {
@@ -229,7 +227,7 @@ void Link::HandshakeDone()
     FinishAsyncTrace(TRACE_TAG_PLATFORM, SpanName::HANDSHAKE, socket_.native_handle());
     peerNetworkId_ = std::move(peer.value());
     state_ = State::READY;
-    lastReceived_ = Clock::now();
+    lastReceived_ = Clock::System().Now();
     lastSent_ = lastReceived_;
     const std::shared_ptr<LinkOwner> owner = owner_;
     owner->OnReady();
@@ -249,7 +247,7 @@ void Link::ResumeReading()
         return;
     }
     paused_ = false;
-    lastReceived_ = Clock::now();
+    lastReceived_ = Clock::System().Now();
     ReadLater();
 }
 
@@ -276,7 +274,7 @@ void Link::ReadSome()
             ReadFailed(got);
             return;
         }
-        lastReceived_ = Clock::now();
+        lastReceived_ = Clock::System().Now();
         if (!Decode({buffer.data(), static_cast<size_t>(got)})) {
             return;
         }
@@ -381,7 +379,7 @@ bool Link::WriteChunk()
     if (sent > 0) {
         written_ += static_cast<size_t>(sent);
         queue_.Sent(static_cast<size_t>(sent));
-        lastSent_ = Clock::now();
+        lastSent_ = Clock::System().Now();
         return true;
     }
     const int systemError = errno;

@@ -13,6 +13,7 @@
 #include <memory>
 #include <string>
 
+#include "platform/base/clock.h"
 #include "platform/base/nocopyable.h"
 #include "platform/base/unique_fd.h"
 #include "platform/softbus/link/frame.h"
@@ -90,8 +91,8 @@ public:
     void Refuse(const std::string& why);
 
     const std::string& PeerNetworkId() const { return peerNetworkId_; }  // verified, once ready
-    std::chrono::steady_clock::time_point LastReceived() const { return lastReceived_; }
-    std::chrono::steady_clock::time_point LastSent() const { return lastSent_; }
+    SteadyTime LastReceived() const { return lastReceived_; }
+    SteadyTime LastSent() const { return lastSent_; }
     bool SendQueueEmpty() const { return queue_.Empty(); }
 
 private:
@@ -143,8 +144,8 @@ private:
     std::string unread_;   // decrypted but not decoded: it arrived before a pause
     std::string writing_;  // taken from the queue
     size_t written_ = 0;   // of writing_
-    std::chrono::steady_clock::time_point lastReceived_;
-    std::chrono::steady_clock::time_point lastSent_;
+    SteadyTime lastReceived_;
+    SteadyTime lastSent_;
 };
 
 }  // namespace Vexo::SoftBus

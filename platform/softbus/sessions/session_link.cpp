@@ -33,11 +33,11 @@ Sessions::SessionLink::SessionLink(Sessions& sessions, SessionPtr session)
 
 // Each stage has one use for the timer; setting it anew ends the one before.
 template <typename Action>
-void Sessions::SessionLink::At(Clock::time_point when, Action action)
+void Sessions::SessionLink::At(SteadyTime when, Action action)
 {
     timer_.expires_at(when);
     timer_.async_wait([self = shared_from_this(), action](const asio::error_code& error) {
-        if (!error && self->timer_.expiry() <= Clock::now()) {
+        if (!error && self->timer_.expiry() <= Clock::System().Now()) {
             action(*self);
         }
     });
@@ -47,7 +47,7 @@ void Sessions::SessionLink::At(Clock::time_point when, Action action)
 
 void Sessions::SessionLink::Open()
 {
-    At(Clock::now() + OWN_SERVER_WAIT, [](SessionLink& self) {
+    At(Clock::System().Now() + OWN_SERVER_WAIT, [](SessionLink& self) {
         QuviewDFX::LogWarn(LOG_SOFTBUS, "session %{public}d: no session server \"%{public}s\" appeared",
                            self.session_->Id(), self.session_->Request().serverName);
         self.sessions_.table_->Remove(self.session_->Id());
@@ -68,7 +68,7 @@ void Sessions::SessionLink::ServerAppeared()
     session_->SetServer(std::move(server));
     stage_ = Stage::OPENING;
     addresses_ = sessions_.Route(session_->Request());
-    openDeadline_ = Clock::now() + OPEN_LIMIT;
+    openDeadline_ = Clock::System().Now() + OPEN_LIMIT;
     At(openDeadline_, [](SessionLink& self) { self.Tell(SOFTBUS_TIMED_OUT); });
     TryNextAddress();
 }
@@ -85,7 +85,7 @@ void Sessions::SessionLink::TryNextAddress()
         TryNextAddress();
         return;
     }
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(openDeadline_ - Clock::now());
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(openDeadline_ - Clock::System().Now());
     transport->Connect(where.address, std::min(left, HANDSHAKE_LIMIT),
                        [self = shared_from_this()](Result<UniqueFd> stream) {
                            if (self->stage_ != Stage::OPENING) {
@@ -151,9 +151,9 @@ void Sessions::SessionLink::Tell(int result)
 
 void Sessions::SessionLink::TellNow()
 {
-    const Clock::time_point now = Clock::now();
-    const Clock::time_point returned = session_->ReturnedAt();
-    const Clock::time_point earliest = (returned == Clock::time_point::max() ? now : returned) + OPENED_DELAY;
+    const SteadyTime now = Clock::System().Now();
+    const SteadyTime returned = session_->ReturnedAt();
+    const SteadyTime earliest = (returned == SteadyTime::max() ? now : returned) + OPENED_DELAY;
     if (earliest > now) {
         At(earliest, [](SessionLink& self) { self.TellNow(); });
         return;
@@ -205,22 +205,21 @@ void Sessions::SessionLink::OnFrame(FrameKind kind, std::string payload)
 // callbacks are slow, is not taken for gone.
 void Sessions::SessionLink::Beat()
 {
-    const Clock::time_point now = Clock::now();
+    const SteadyTime now = Clock::System().Now();
     if (!link_->ReadingPaused() && now - link_->LastReceived() >= SILENCE_LIMIT) {
         const std::shared_ptr<Link> link = link_;
         OnEnded(LinkEnd::TIMED_OUT, "the peer fell silent");
         link->Abort();
         return;
     }
-    Clock::time_point nextPing = link_->LastSent() + PING_PAUSE;
+    SteadyTime nextPing = link_->LastSent() + PING_PAUSE;
     if (nextPing <= now) {
         if (link_->SendQueueEmpty()) {
             link_->Send(FrameKind::PING);
         }
         nextPing = now + PING_PAUSE;
     }
-    const Clock::time_point silentAt =
-        link_->ReadingPaused() ? Clock::time_point::max() : link_->LastReceived() + SILENCE_LIMIT;
+    const SteadyTime silentAt = link_->ReadingPaused() ? SteadyTime::max() : link_->LastReceived() + SILENCE_LIMIT;
     At(std::min(nextPing, silentAt), [](SessionLink& self) { self.Beat(); });
 }
 
@@ -268,7 +267,7 @@ void Sessions::SessionLink::Forget()
     }
     stage_ = Stage::ENDED;
     link_.reset();
-    timer_.expires_at(Clock::time_point::max());
+    timer_.expires_at(SteadyTime::max());
     sessions_.links_.erase(session_->Id());
     sessions_.CountPending();
 }

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/base/clock.h"
 #include "platform/softbus/sessions/sessions.h"
 
 namespace Vexo::SoftBus {
@@ -36,7 +37,6 @@ private:
         OPEN,
         ENDED,
     };
-    using Clock = std::chrono::steady_clock;
 
     void TryNextAddress();
     void ConnectedBy(UniqueFd stream);
@@ -47,14 +47,14 @@ private:
     void Beat();
     void Forget();
     template <typename Action>
-    void At(Clock::time_point when, Action action);
+    void At(SteadyTime when, Action action);
 
     Sessions& sessions_;
     const SessionPtr session_;
     Stage stage_ = Stage::WAITS_FOR_SERVER;
     std::shared_ptr<Link> link_;
     asio::steady_timer timer_;
-    Clock::time_point openDeadline_;
+    SteadyTime openDeadline_;
     std::vector<PeerAddress> addresses_;
     size_t nextAddress_ = 0;
     int result_ = SOFTBUS_NO_LINK;  // of the open, so far
