@@ -17,7 +17,7 @@ namespace Vexo {
 namespace {
 
 constexpr uint32_t FOLDER_EVENTS =
-    IN_CREATE | IN_MOVED_TO | IN_MOVED_FROM | IN_CLOSE_WRITE | IN_DELETE | IN_MOVE_SELF | IN_ONLYDIR;
+    IN_CREATE | IN_MOVED_TO | IN_MOVED_FROM | IN_CLOSE_WRITE | IN_ATTRIB | IN_DELETE | IN_MOVE_SELF | IN_ONLYDIR;
 // Of an ancestor of a folder that is gone: what may bring it back, or take the ancestor away too.
 constexpr uint32_t ANCESTOR_EVENTS = IN_CREATE | IN_MOVED_TO | IN_MOVE_SELF | IN_ONLYDIR;
 constexpr int NOT_WATCHED = -1;
@@ -80,8 +80,8 @@ private:
         } else if (event.wd == folderWatch_ && isGone) {
             Forget(folderWatch_);
             callback_("");
-        } else if (event.wd == folderWatch_ && !name.empty()) {
-            callback_(name);
+        } else if (event.wd == folderWatch_) {
+            callback_(name);  // empty when the folder's own mode or owner changed
         } else if (event.wd == ancestorWatch_ && isGone) {
             Forget(ancestorWatch_);
         }
