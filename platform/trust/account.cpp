@@ -168,9 +168,14 @@ Result<LinkKeyRecord> EnsureLinkKeys(const std::filesystem::path& folder, X509* 
     return made ? RecordOf({made.value()}, accountId) : Result<LinkKeyRecord>(Failure(made.error()));
 }
 
-// The device's certificate last: an enrolment counts from the moment it is there.
+// The device's certificate last: an enrolment counts from the moment it is there. Who loads an identity that lacked
+// only its link key sees the old files or the new ones.
 Result<void> WriteEnrolment(const std::filesystem::path& folder, const EnrolmentAnswer& enrolment)
 {
+    const auto lock = LockIdentityFolder(folder, FolderLock::WRITE);
+    if (!lock) {
+        return Failure(lock.error());
+    }
     if (auto written = WriteLinkKeyFile(folder / LINK_KEY_FILE, enrolment.linkKeys); !written) {
         return written;
     }

@@ -29,7 +29,7 @@ Result<void> CreateMissing(const std::filesystem::path& folder)
         return {};
     }
     // The daemon and a tool may both be at a device's first start: the second takes what the first has made.
-    const auto lock = LockIdentityFolder(folder);
+    const auto lock = LockIdentityFolder(folder, FolderLock::WRITE);
     if (!lock) {
         return Failure(lock.error());
     }
@@ -91,6 +91,23 @@ Result<std::optional<LinkKeys>> LoadLinkKeys(const std::filesystem::path& folder
                     file.string() + ": of another account than " + ACCOUNT_CERTIFICATE_FILE + DOCTOR_KNOWS);
     }
     return record.value().Keys();
+}
+
+Result<Identity> LoadKeyAndId(const std::filesystem::path& folder)
+{
+    Identity identity;
+    auto key = ReadKeyFile(folder / DEVICE_KEY_FILE);
+    if (!key) {
+        return Failure(std::move(key).error());
+    }
+    identity.key = std::move(key.value());
+    identity.networkId = NetworkIdOf(identity.key.get());
+    auto deviceId = ReadDeviceIdFile(folder / DEVICE_ID_FILE);
+    if (!deviceId) {
+        return Failure(std::move(deviceId).error());
+    }
+    identity.deviceId = deviceId.value();
+    return identity;
 }
 
 // Certificate and anchor, or neither; the link keys if there are any.
@@ -173,31 +190,35 @@ Result<Identity> LoadIdentity(const std::filesystem::path& folder)
     if (auto checked = CheckIdentityFolder(folder); !checked) {
         return Failure(std::move(checked).error());
     }
-    Identity identity;
-    auto key = ReadKeyFile(folder / DEVICE_KEY_FILE);
-    if (!key) {
-        return Failure(std::move(key).error());
+    const auto lock = LockIdentityFolder(folder, FolderLock::READ);
+    if (!lock) {
+        return Failure(lock.error());
     }
-    identity.key = std::move(key.value());
-    identity.networkId = NetworkIdOf(identity.key.get());
-    auto deviceId = ReadDeviceIdFile(folder / DEVICE_ID_FILE);
-    if (!deviceId) {
-        return Failure(std::move(deviceId).error());
+    Result<Identity> identity = LoadKeyAndId(folder);
+    if (!identity) {
+        return identity;
     }
-    identity.deviceId = deviceId.value();
-    if (auto loaded = LoadEnrolment(folder, identity); !loaded) {
+    if (auto loaded = LoadEnrolment(folder, identity.value()); !loaded) {
         return Failure(std::move(loaded).error());
     }
     return identity;
 }
 
-Result<Identity> LoadOrCreateIdentity(const std::filesystem::path& folder)
+Result<Identity> LoadOrCreateUnenrolled(const std::filesystem::path& folder)
 {
     if (auto prepared = PrepareIdentityFolder(folder); !prepared) {
         return Failure(std::move(prepared).error());
     }
     if (auto created = CreateMissing(folder); !created) {
         return Failure(std::move(created).error());
+    }
+    return LoadKeyAndId(folder);
+}
+
+Result<Identity> LoadOrCreateIdentity(const std::filesystem::path& folder)
+{
+    if (auto unenrolled = LoadOrCreateUnenrolled(folder); !unenrolled) {
+        return unenrolled;
     }
     return LoadIdentity(folder);
 }

@@ -51,7 +51,9 @@ struct Identity {
 
 // Loads the identity; creates folder, key and device id on first use.
 [[nodiscard]] Result<Identity> LoadOrCreateIdentity(const std::filesystem::path& folder);
-// Loads; an error when there is none.
+// The same without the enrolment, which is not looked at: it may be damaged.
+[[nodiscard]] Result<Identity> LoadOrCreateUnenrolled(const std::filesystem::path& folder);
+// Loads; an error when there is none. Waits for an enrolment that another process is writing.
 [[nodiscard]] Result<Identity> LoadIdentity(const std::filesystem::path& folder);
 
 // Network id of a public key: 64 lower-case hex characters.

@@ -74,10 +74,10 @@ Result<void> PrepareIdentityFolder(const std::filesystem::path& folder)
     return CheckIdentityFolder(folder);
 }
 
-Result<UniqueFd> LockIdentityFolder(const std::filesystem::path& folder)
+Result<UniqueFd> LockIdentityFolder(const std::filesystem::path& folder, FolderLock kind)
 {
     UniqueFd lock(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-    if (!lock || ::flock(lock.Get(), LOCK_EX) != 0) {
+    if (!lock || ::flock(lock.Get(), kind == FolderLock::READ ? LOCK_SH : LOCK_EX) != 0) {
         return Fail(ErrorCodeOf(errno), folder.string() + ": cannot be locked: " + std::strerror(errno));
     }
     return lock;

@@ -34,8 +34,10 @@ inline constexpr const char* DOCTOR_KNOWS = "; `distnetctl doctor` says how to m
 // Makes the folder (0700) with its parents if it is missing; refuses one that others may enter.
 [[nodiscard]] Result<void> PrepareIdentityFolder(const std::filesystem::path& folder);
 [[nodiscard]] Result<void> CheckIdentityFolder(const std::filesystem::path& folder);
-// Keeps other processes that lock the folder waiting until the result goes (flock(2)).
-[[nodiscard]] Result<UniqueFd> LockIdentityFolder(const std::filesystem::path& folder);
+// READ waits for who holds WRITE, WRITE for all.
+enum class FolderLock { READ, WRITE };
+// Keeps other processes and threads that lock the folder waiting until the result goes (flock(2)).
+[[nodiscard]] Result<UniqueFd> LockIdentityFolder(const std::filesystem::path& folder, FolderLock kind);
 
 [[nodiscard]] Result<std::string> ReadDeviceIdFile(const std::filesystem::path& file);
 // A secret as it is on the disk. Refuses a link, and a file that others own, can read or can exchange.
