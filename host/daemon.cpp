@@ -8,14 +8,14 @@
 #include "platform/base/clock.h"
 #include "platform/base/files.h"
 #include "platform/base/host_port.h"
+#include "platform/base/utf8.h"
 #include "platform/base/version.h"
 #include "platform/config_policy/config_policy.h"
-#include "platform/device_manager/device_manager_server.h"
 #include "platform/dfx/journal.h"
 #include "platform/dfx/log.h"
 #include "platform/dfx/sinks.h"
 #include "platform/ipc/ipc_skeleton.h"
-#include "platform/trust/identity_repair.h"
+#include "platform/trust/identity.h"
 
 namespace Vexo::Host {
 namespace {
@@ -26,7 +26,7 @@ constexpr mode_t SOCKET_FOLDER = 0755;  // who may connect is for ipc.socket_mod
 
 std::string Quoted(const std::string& text)
 {
-    return "\"" + text + "\"";
+    return "\"" + EscapeHidden(text) + "\"";
 }
 
 // Hears of the service's start and stop and of the peers' requests.
@@ -72,13 +72,17 @@ Result<std::unique_ptr<Daemon>> Daemon::Start(const Configuration& configuration
     }
     if (done) {
         daemon->PublishHost();
-        done = daemon->Listen(say);
+        done = daemon->Listen();
     }
     daemon->memory_->Note();
     if (!done) {
         daemon->Drain();
         return Failure(std::move(done).error());
     }
+    const std::string addresses = daemon->Addresses();
+    say(addresses);
+    NotifyServiceManager(ServiceState::READY, chosen.platform + " device, " + addresses);
+    daemon->link_->Watch();
     return daemon;
 }
 
@@ -126,11 +130,12 @@ Result<void> Daemon::PrepareRecords(const Say& say)
         QuviewDFX::SetLogSink(QuviewDFX::MakeStderrLogSink());
         QuviewDFX::SetSysEventSink(events_);
     }
-    Result<Trust::Identity> identity = Trust::LoadOrCreateIdentity(configuration_.stateDir / IDENTITY_FOLDER);
+    // An enrolment that is damaged keeps no device from starting; AccountLink says what to do about it.
+    Result<Trust::Identity> identity = Trust::LoadOrCreateUnenrolled(configuration_.stateDir / IDENTITY_FOLDER);
     if (!identity) {
         return Failure(std::move(identity).error());
     }
-    identity_ = std::move(identity.value());
+    networkId_ = identity.value().networkId;
     return {};
 }
 
@@ -165,7 +170,7 @@ void Daemon::InstallAbilities()
 
 Result<void> Daemon::StartDevice(const PlatformChoice& choice, const Say& say)
 {
-    auto device = Device::Start(choice, configuration_, identity_.networkId);
+    auto device = Device::Start(choice, configuration_, networkId_);
     if (!device) {
         return Failure(std::move(device).error());
     }
@@ -178,51 +183,50 @@ Result<void> Daemon::StartDevice(const PlatformChoice& choice, const Say& say)
 
 Result<void> Daemon::StartLink(const Say& say)
 {
-    if (identity_.LacksLinkKey()) {
-        say(std::string("no link to other devices: ") + Trust::LACKS_LINK_KEY + ". " +
-            Trust::LinkKeyAdvice(configuration_.stateDir / IDENTITY_FOLDER));
-        return {};
+    AccountLinkOptions options;
+    options.identityFolder = configuration_.stateDir / IDENTITY_FOLDER;
+    options.networkId = networkId_;
+    options.softBus.deviceName = configuration_.deviceName;
+    options.softBus.deviceTypeId = static_cast<uint16_t>(configuration_.deviceType);
+    options.softBus.listenAddress = ToText(HostPort{configuration_.softbusListen, configuration_.softbusPort});
+    options.softBus.peerAddresses = configuration_.softbusPeers;
+    options.softBus.announceFolder = configuration_.announceDir;
+    options.softBus.onlineChanged = [memory = memory_] { memory->Note(); };
+    options.abilities = abilities_;
+    options.say = say;
+    options.enrolled = [this, say] { SayEnrolled(say); };
+    link_ = AccountLink::Make(std::move(options));
+    if (Result<void> started = link_->Start(); !started) {
+        return started;
     }
-    if (!identity_.Enrolled()) {
-        say("no account, so no link to other devices: `distnetctl account create` or "
-            "`account request`, then restart distnetd");
-        return {};
+    if (const LinkFacts link = link_->Facts(); link.softBus) {
+        say(AbilityLine(SOFTBUS_SERVER_SA_ID, "TLS 1.3 over TCP"));
+        say(AbilityLine(DISTRIBUTED_HARDWARE_DEVICEMANAGER_SA_ID, "account " + Quoted(link.accountName)));
+        say(AbilityLine(COLL_FWK_SA_ID, "wakes ability " + std::to_string(COMM_DISTRIBUTED_NET_ABILITY_ID)));
     }
-    SoftBus::SoftBusOptions options;
-    options.deviceName = configuration_.deviceName;
-    options.deviceTypeId = static_cast<uint16_t>(configuration_.deviceType);
-    options.listenAddress = ToText(HostPort{configuration_.softbusListen, configuration_.softbusPort});
-    options.peerAddresses = configuration_.softbusPeers;
-    options.announceFolder = configuration_.announceDir;
-    options.onlineChanged = [memory = memory_] { memory->Note(); };
-    auto softBus = SoftBus::SoftBusServer::Start(identity_, std::move(options));
-    if (!softBus) {
-        return Failure(std::move(softBus).error());
-    }
-    softBus_ = softBus.value();
-    abilities_->AddSystemAbility(SOFTBUS_SERVER_SA_ID, softBus_);
-    say(AbilityLine(SOFTBUS_SERVER_SA_ID, "TLS 1.3 over TCP"));
-    deviceManager_ = MakeSptr<DistributedHardware::DeviceManagerServer>(softBus_);
-    abilities_->AddSystemAbility(DISTRIBUTED_HARDWARE_DEVICEMANAGER_SA_ID, deviceManager_);
-    say(AbilityLine(DISTRIBUTED_HARDWARE_DEVICEMANAGER_SA_ID, "account " + Quoted(identity_.accountName)));
-    auto collaboration = CollaborationFwk::CollaborationServer::Start();
-    if (!collaboration) {
-        return Failure(std::move(collaboration).error());
-    }
-    collaboration_ = collaboration.value();
-    abilities_->AddSystemAbility(COLL_FWK_SA_ID, collaboration_);
-    say(AbilityLine(COLL_FWK_SA_ID, "wakes ability " + std::to_string(COMM_DISTRIBUTED_NET_ABILITY_ID)));
     return {};
+}
+
+std::string Daemon::Addresses() const
+{
+    const sptr<SoftBus::SoftBusServer> softBus = link_->Facts().softBus;
+    return "listening on " + configuration_.ipcSocket.string() +
+           (softBus ? "; link on " + softBus->ListenAddress() : "; no link");
+}
+
+void Daemon::SayEnrolled(const Say& say) const
+{
+    const std::string addresses = Addresses();
+    say("enrolled in account " + Quoted(link_->Facts().accountName) + "; " + addresses);
+    NotifyServiceManager(ServiceState::RUNNING, configuration_.platform + " device, " + addresses);
 }
 
 void Daemon::PublishHost()
 {
     HostFacts facts;
     facts.configuration = configuration_;
-    facts.networkId = identity_.networkId;
-    facts.accountName = identity_.accountName;
     facts.abilities = abilities_;
-    facts.softBus = softBus_;
+    facts.link = [this] { return link_->Facts(); };
     facts.ipcCounts = [this] {
         const Ipc::IpcServer* server = counted_.load();
         return server != nullptr ? server->Counts() : Ipc::IpcServerCounts{};
@@ -234,7 +238,7 @@ void Daemon::PublishHost()
     abilities_->AddSystemAbility(DISTNET_HOST_ABILITY_ID, MakeSptr<DistNetHost>(std::move(facts))->AsObject());
 }
 
-Result<void> Daemon::Listen(const Say& say)
+Result<void> Daemon::Listen()
 {
     Ipc::IpcServerOptions options;
     options.socketPath = configuration_.ipcSocket;
@@ -258,10 +262,6 @@ Result<void> Daemon::Listen(const Say& say)
     }
     ipc_ = std::move(server.value());
     counted_ = ipc_.get();
-    const std::string where = "listening on " + configuration_.ipcSocket.string() +
-                              (softBus_ ? "; link on " + softBus_->ListenAddress() : "; no link");
-    say(where);
-    NotifyServiceManager(ServiceState::READY, configuration_.platform + " device, " + where);
     return {};
 }
 
@@ -292,15 +292,8 @@ void Daemon::Drain()
     if (device_) {
         device_->Stop();
     }
-    if (collaboration_) {
-        collaboration_->Stop();
-    }
-    if (deviceManager_) {
-        abilities_->RemoveSystemAbility(DISTRIBUTED_HARDWARE_DEVICEMANAGER_SA_ID);
-        deviceManager_->Shutdown();
-    }
-    if (softBus_) {
-        softBus_->Stop();
+    if (link_) {
+        link_->Stop(deadline);
     }
     // Workers that answer for the host may block for seconds and have nothing to lose.
     if (ipc_) {

@@ -9,6 +9,7 @@
 #include <memory>
 #include <string>
 
+#include "host/account_link.h"
 #include "host/configuration.h"
 #include "host/device.h"
 #include "host/memory.h"
@@ -18,13 +19,9 @@
 #include "platform/ability/system_ability_manager.h"
 #include "platform/base/nocopyable.h"
 #include "platform/base/result.h"
-#include "platform/collaboration/collaboration_server.h"
-#include "platform/device_manager/device_manager_server.h"
 #include "platform/dfx/event_file.h"
 #include "platform/dfx/trace_recorder.h"
 #include "platform/ipc/ipc_server.h"
-#include "platform/softbus/softbus_server.h"
-#include "platform/trust/identity.h"
 
 namespace Vexo::Host {
 
@@ -33,7 +30,8 @@ inline constexpr std::chrono::milliseconds DRAIN_LIMIT{1500};
 
 class Daemon : public NoCopyable {
 public:
-    // Takes one line for the person who watches the daemon start; no newline at its end.
+    // Takes one line for the person who watches the daemon start, or the device being enrolled later, which is on a
+    // thread of the pool; no newline at its end.
     using Say = std::function<void(const std::string& line)>;
 
     // Starts everything; blocks on the disk, and on key generation at a device's first start. The error says what could
@@ -57,7 +55,9 @@ private:
     [[nodiscard]] Result<void> StartDevice(const PlatformChoice& choice, const Say& say);
     [[nodiscard]] Result<void> StartLink(const Say& say);
     void PublishHost();
-    [[nodiscard]] Result<void> Listen(const Say& say);
+    [[nodiscard]] Result<void> Listen();
+    std::string Addresses() const;
+    void SayEnrolled(const Say& say) const;
     int32_t Run(const Ipc::IpcHeader& request, MessageParcel& data, MessageParcel& reply);
 
     const Configuration configuration_;
@@ -66,14 +66,11 @@ private:
     std::unique_ptr<StateFolder> folder_;
     std::shared_ptr<QuviewDFX::EventFile> events_;
     const std::shared_ptr<QuviewDFX::TraceRecorder> traces_;
-    Trust::Identity identity_;
+    std::string networkId_;  // of the key that the device had at its start
     sptr<SystemAbilityManager> abilities_;
     std::unique_ptr<ServiceClients> clients_;
     std::unique_ptr<Device> device_;
-    // Null before enrolment.
-    sptr<SoftBus::SoftBusServer> softBus_;
-    sptr<DistributedHardware::DeviceManagerServer> deviceManager_;
-    sptr<CollaborationFwk::CollaborationServer> collaboration_;
+    std::shared_ptr<AccountLink> link_;
     std::unique_ptr<Ipc::IpcServer> ipc_;
     std::atomic<Ipc::IpcServer*> counted_{nullptr};  // ipc_, once it stands: its first request may come before that
     std::atomic<size_t> asking_{0};                  // requests under way that the host itself answers

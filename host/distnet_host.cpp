@@ -77,17 +77,18 @@ int32_t DistNetHost::GetStatus(HostStatus& status)
 {
     using namespace std::chrono;
     const Configuration& configuration = facts_.configuration;
+    const LinkFacts link = facts_.link();
     status.version = DistNetVersion();
     status.pid = getpid();
-    status.device = {configuration.deviceName, configuration.deviceType, facts_.networkId};
-    if (!facts_.accountName.empty()) {
-        status.account = facts_.accountName;
+    status.device = {configuration.deviceName, configuration.deviceType, link.networkId};
+    if (!link.accountName.empty()) {
+        status.account = link.accountName;
     }
     status.platform = configuration.platform;
     status.abilities = AbilitiesOf(*facts_.abilities, configuration.platform);
     status.service = LifeOfService(*facts_.abilities);
-    if (facts_.softBus) {
-        status.link.listen = facts_.softBus->ListenAddress();
+    if (link.softBus) {
+        status.link.listen = link.softBus->ListenAddress();
     }
     if (const auto wifi = Wifi::WifiDevice::GetInstance(WIFI_DEVICE_SYS_ABILITY_ID)) {
         status.wifi = StatusOf(wifi->GetLinkInfo(), facts_.radio());
@@ -132,7 +133,8 @@ std::shared_ptr<ChangeWaits> DistNetHost::WaitsFor(const std::shared_ptr<Wifi::W
 
 int32_t DistNetHost::GetCounts(HostCounts& counts)
 {
-    const SoftBus::SoftBusCounts link = facts_.softBus ? facts_.softBus->Counts() : SoftBus::SoftBusCounts{};
+    const sptr<SoftBus::SoftBusServer> softBus = facts_.link().softBus;
+    const SoftBus::SoftBusCounts link = softBus ? softBus->Counts() : SoftBus::SoftBusCounts{};
     const Ipc::IpcServerCounts ipc = facts_.ipcCounts ? facts_.ipcCounts() : Ipc::IpcServerCounts{};
     std::vector<sptr<CollaborationFwk::StartInfo>> collaborations;
     CollaborationFwk::CollaborationAbility::GetInstance().GetCollaborationStartInfos(COMM_DISTRIBUTED_NET_ABILITY_ID,
@@ -155,7 +157,8 @@ int32_t DistNetHost::GetCounts(HostCounts& counts)
 int32_t DistNetHost::GetDevices(DeviceList& devices)
 {
     using namespace std::chrono;
-    for (const SoftBus::Node& node : facts_.softBus ? facts_.softBus->Nodes() : std::vector<SoftBus::Node>{}) {
+    const sptr<SoftBus::SoftBusServer> softBus = facts_.link().softBus;
+    for (const SoftBus::Node& node : softBus ? softBus->Nodes() : std::vector<SoftBus::Node>{}) {
         devices.devices.push_back({node.deviceName, static_cast<DeviceType>(node.deviceTypeId), node.networkId,
                                    node.deviceId, node.online, sys_seconds(seconds(node.lastSeenMs / 1000))});
     }
@@ -166,9 +169,10 @@ int32_t DistNetHost::GetChecks(CheckList& checks)
 {
     HealthFacts facts;
     facts.configuration = facts_.configuration;
-    facts.networkId = facts_.networkId;
-    if (facts_.softBus) {
-        facts.devices = facts_.softBus->Nodes();
+    const LinkFacts link = facts_.link();
+    facts.networkId = link.networkId;
+    if (link.softBus) {
+        facts.devices = link.softBus->Nodes();
     }
     facts.abilities = facts_.abilities->ListSystemAbilities().size();
     facts.service = LifeOfService(*facts_.abilities);

@@ -8,6 +8,7 @@
 #include <memory>
 #include <string>
 
+#include "host/account_link.h"
 #include "host/change_waits.h"
 #include "host/configuration.h"
 #include "host/distnet_host_stub.h"
@@ -20,18 +21,15 @@
 #include "platform/dfx/health_check.h"
 #include "platform/dfx/trace_recorder.h"
 #include "platform/ipc/ipc_server.h"
-#include "platform/softbus/softbus_server.h"
 #include "platform/wifi/wifi_device.h"
 
 namespace Vexo::Host {
 
-// What a daemon is, given once.
+// What a daemon is, and who knows what of it changes; given once.
 struct HostFacts {
     Configuration configuration;
-    std::string networkId;
-    std::string accountName;  // empty before enrolment
     sptr<SystemAbilityManager> abilities;
-    sptr<SoftBus::SoftBusServer> softBus;  // null before enrolment
+    std::function<LinkFacts()> link;  // as of now: the device may be enrolled while the daemon runs
     std::function<Ipc::IpcServerCounts()> ipcCounts;
     // What the device says of its radios and daemons (host/device.h); may be empty.
     std::function<std::vector<QuviewDFX::HealthCheck>()> deviceChecks;

@@ -24,14 +24,18 @@ namespace {
 
 using namespace QuviewDFX;
 
+constexpr const char* RESTART_COMMAND = "systemctl restart distnet";
 constexpr const char* RESTART = "Restart the daemon: systemctl restart distnet";
 
-// The identity on the disk may be newer than the one that the daemon started with.
+// The identity on the disk may be newer than the one that the daemon uses. A daemon without a link takes over whatever
+// comes; one with a link keeps its identity until it ends.
 void CheckTrust(const HealthFacts& facts, std::vector<HealthCheck>& checks)
 {
     Trust::IdentityChecks found = Trust::CheckIdentity(facts.configuration.stateDir / "identity", facts.now);
-    if (!found.networkId.empty() && found.networkId != facts.networkId) {
-        found.identity = Unhealthy("identity", "replaced since the daemon started", RESTART);
+    if (facts.devices && !found.networkId.empty() && found.networkId != facts.networkId) {
+        found.identity = Unhealthy("identity", "replaced since the daemon took it over", RESTART);
+    } else if (facts.devices && !found.identity.good.value_or(true)) {
+        found.identity.advice += std::string("; then restart the daemon: ") + RESTART_COMMAND;
     }
     if (found.account.good.value_or(false)) {
         if (facts.devices) {
@@ -40,7 +44,8 @@ void CheckTrust(const HealthFacts& facts, std::vector<HealthCheck>& checks)
                 " with " + std::to_string(others) + (others == 1 ? " other device met" : " other devices met");
         } else {
             found.account =
-                Unhealthy("account", found.account.message + ": enrolled since the daemon started", RESTART);
+                Unhealthy("account", found.account.message + ": the daemon could not take it over",
+                          std::string("Mend what it says: journalctl -u distnet; then: ") + RESTART_COMMAND);
         }
     }
     // Not compared, because that is for those who know peers: the one whose clock differs most decides.

@@ -25,8 +25,8 @@ inline constexpr std::chrono::seconds CLOCK_TOLERANCE{60};
 
 struct HealthFacts {
     Configuration configuration;
-    std::string networkId;                              // of the identity that the daemon started with
-    std::optional<std::vector<SoftBus::Node>> devices;  // met since start; none: the daemon runs without a link
+    std::string networkId;                              // of the identity that the daemon uses
+    std::optional<std::vector<SoftBus::Node>> devices;  // met since start; none: the daemon waits for an enrolment
     size_t abilities = 0;                               // present now
     ServiceLife service = ServiceLife::NOT_LOADED;
     std::filesystem::path serviceLibrary;

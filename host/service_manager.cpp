@@ -11,7 +11,10 @@ namespace Vexo::Host {
 void NotifyServiceManager(ServiceState state, const std::string& status)
 {
     constexpr QuviewDFX::LogLabel label{QuviewDFX::LOG_DOMAIN_PLATFORM, "ServiceManager"};
-    const std::string text = (state == ServiceState::READY ? "READY=1\nSTATUS=" : "STOPPING=1\nSTATUS=") + status;
+    const char* const change = state == ServiceState::READY      ? "READY=1\n"
+                               : state == ServiceState::STOPPING ? "STOPPING=1\n"
+                                                                 : "";
+    const std::string text = std::string(change) + "STATUS=" + status;
     if (const int sent = ::sd_notify(0, text.c_str()); sent < 0) {
         QuviewDFX::LogWarn(label, "systemd does not hear how this daemon stands: %{public}s",
                            std::generic_category().message(-sent));

@@ -7,7 +7,8 @@
 
 namespace Vexo::Host {
 
-enum class ServiceState { READY, STOPPING };
+// READY: once, at the end of the start. RUNNING: only the status has changed.
+enum class ServiceState { READY, RUNNING, STOPPING };
 
 // status: one line for a person, as `systemctl status` shows it. A service manager that cannot be reached is logged.
 void NotifyServiceManager(ServiceState state, const std::string& status);

@@ -35,7 +35,7 @@ HealthCheck Damaged(const std::filesystem::path& folder, std::string message)
         message.erase(message.rfind(DOCTOR_KNOWS));
     } else if (const size_t at = message.rfind(IF_NOT_KNOWN); at != std::string::npos) {
         const std::string command = message.substr(at + std::string(IF_NOT_KNOWN).size());
-        message.erase(at);
+        message.erase(message.find_last_not_of(". ", at) + 1);
         return Unhealthy("identity", message, "If nobody has read it: " + command);
     }
     return Unhealthy("identity", message, RepairAdvice(folder));
@@ -100,9 +100,11 @@ IdentityChecks CheckIdentity(const std::filesystem::path& folder, TimePoint now)
     const std::string state = " --state " + folder.parent_path().string();
     checks.identity = Healthy("identity", "device key, no certificate yet");
     const std::string known = AccountOf(folder);
-    checks.account = known.empty() ? Unhealthy("account", "none: this device is not enrolled",
-                                               "Make one: distnetctl account create NAME" + state +
-                                                   "; or join one: distnetctl account request FILE" + state)
+    checks.account = known.empty() ? Unhealthy("account", "this device belongs to no account",
+                                               "Join one: distnetctl account request device.csr" + state +
+                                                   "; on its first device make it instead: "
+                                                   "distnetctl account create NAME" +
+                                                   state)
                                    : Unhealthy("account", "this device has no certificate of \"" + known + "\"",
                                                ReissueAdvice(folder));
     checks.clock = NotChecked("clock", "not checked: needs the identity's certificate");

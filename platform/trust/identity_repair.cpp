@@ -14,7 +14,6 @@ namespace Vexo::Trust {
 namespace {
 
 constexpr const char* RESTORE_IT = "Restore it from a copy";
-constexpr const char* THEN_RESTART = "; then restart the daemon";
 
 // A word of a shell command, whatever it holds; a plain one stays as it is.
 std::string Quoted(const std::string& word)
@@ -120,7 +119,7 @@ std::string Reissue(const std::filesystem::path& folder, std::vector<const char*
     std::vector<std::string> commands = MoveAway(folder, replaced);
     commands.push_back(Tool(folder, "account create " + (name.empty() ? "NAME" : Quoted(name))));
     return std::string(RESTORE_IT) + ", or make it anew with the account's key, which is here: " + Joined(commands) +
-           (name.empty() ? "; NAME is what `distnetctl account show` says on another device" : "") + THEN_RESTART;
+           (name.empty() ? "; NAME is what `distnetctl account show` says on another device" : "");
 }
 
 bool IsEnrolled(const std::filesystem::path& folder, EVP_PKEY* deviceKey)
@@ -163,19 +162,19 @@ std::string RepairAdvice(const std::filesystem::path& folder)
     if (!ReadDeviceIdFile(folder / DEVICE_ID_FILE)) {
         const std::string move = Joined(MoveAway(folder, {DEVICE_ID_FILE}));
         return move.empty() ? "Restart the daemon, which makes a new one"
-                            : "Move it away: " + move + THEN_RESTART + ", which makes a new one";
+                            : "Move it away: " + move + "; then restart the daemon, which makes a new one";
     }
     if (IsEnrolled(folder, deviceKey.value().get())) {
         const auto linkKeys = ReadLinkKeyFile(folder / LINK_KEY_FILE);
         if (!linkKeys && linkKeys.error().code == ErrorCode::INVALID_ARGUMENT) {
-            return "Install the version that made it, or a later one" + std::string(THEN_RESTART);
+            return "Install the version that made it, or a later one";
         }
         if (!CanUse(linkKeys, folder)) {
             return LinkKeyAdvice(folder);
         }
         return std::string(RESTORE_IT) +
                ", because without it no device can be admitted. To use this device without it: " +
-               Joined(MoveAway(folder, {ACCOUNT_KEY_FILE})) + THEN_RESTART;
+               Joined(MoveAway(folder, {ACCOUNT_KEY_FILE}));
     }
     return ReissueAdvice(folder);
 }

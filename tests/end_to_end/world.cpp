@@ -189,25 +189,34 @@ void World::SetPolicy(const std::string& members) const
     std::ofstream(Path() / "policy.json") << R"({"entries": [{"user": ")" << getuid() << R"(", )" << members << "}]}";
 }
 
+Device& World::AddUnenrolled(const std::string& name)
+{
+    return *(devices_[name] = std::make_unique<Device>(Path(), name));
+}
+
+void World::Enrol(const Device& device) const
+{
+    if (device.Name() == "laptop") {
+        EXPECT_TRUE(Trust::CreateAccount(device.Identity(), "home", device.Name()));
+        return;
+    }
+    const auto request = Trust::MakeRequest(device.Identity(), device.Name());
+    const auto answer = Trust::Admit(devices_.at("laptop")->Identity(), request.value());
+    EXPECT_TRUE(Trust::Install(device.Identity(), answer.value()));
+}
+
 Device& World::Add(const std::string& name)
 {
-    auto device = std::make_unique<Device>(Path(), name);
-    if (devices_.empty()) {
-        const auto made = Trust::CreateAccount(device->Identity(), "home", name);
-        EXPECT_TRUE(made) << (made ? "" : made.error().message);
-    } else {
-        const auto request = Trust::MakeRequest(device->Identity(), name);
-        const auto answer = Trust::Admit(devices_.at("laptop")->Identity(), request.value());
-        EXPECT_TRUE(Trust::Install(device->Identity(), answer.value()));
-    }
-    return *(devices_[name] = std::move(device));
+    Device& device = AddUnenrolled(name);
+    Enrol(device);
+    return device;
 }
 
 Device& World::AddStranger(const std::string& name)
 {
-    auto device = std::make_unique<Device>(Path(), name);
-    EXPECT_TRUE(Trust::CreateAccount(device->Identity(), "elsewhere", name));
-    return *(devices_[name] = std::move(device));
+    Device& device = AddUnenrolled(name);
+    EXPECT_TRUE(Trust::CreateAccount(device.Identity(), "elsewhere", name));
+    return device;
 }
 
 void World::StartLaptopAndPhone()

@@ -89,7 +89,11 @@ public:
     // A key that the test plays with, besides those of its devices: none may be written in the clear.
     void KeepSecret(const std::string& key) { secrets_.push_back(key); }
 
-    // Makes a device and enrols it: the first one makes the account.
+    // Makes a device.
+    Device& AddUnenrolled(const std::string& name);
+    // By files, as distnetctl does: laptop makes the account, and admits the others.
+    void Enrol(const Device& device) const;
+    // Makes a device and enrols it.
     Device& Add(const std::string& name);
     // A device with an account of its own.
     Device& AddStranger(const std::string& name);

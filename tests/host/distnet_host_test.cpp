@@ -55,8 +55,8 @@ protected:
         HostFacts facts;
         facts.configuration.deviceName = "phone";
         facts.configuration.deviceType = DeviceType::PHONE;
-        facts.networkId = "ab";
         facts.abilities = abilities;
+        facts.link = [] { return LinkFacts{"ab", "", nullptr}; };
         facts.radio = [this] { return radio; };
         std::ofstream(folder.Path() / "events.jsonl") << "{ no JSON\n";
         facts.events = QuviewDFX::EventFile::Open({folder.Path() / "events.jsonl"}).value();

@@ -48,13 +48,14 @@ int RunAccountCreate(const GlobalOptions& options, Output& output, const std::st
     }
     if (isMadeAlready) {
         return output.Finish(Done("This device belongs to \"" + name +
-                                  "\" again, whose key it holds. Restart distnetd to use it.\n"
+                                  "\" again, whose key it holds. A daemon that lacked\n"
+                                  "what was made uses it at once; restart one whose certificate expired.\n"
                                   "If its link key was missing, enrol the other devices again."));
     }
-    return output.Finish(
-        Done("Account \"" + name +
-             "\" made; this device is its first, and holds its key.\n"
-             "Restart distnetd to use it. On each further device: `distnetctl account request FILE`."));
+    return output.Finish(Done("Account \"" + name +
+                              "\" made; this device is its first, and holds its key.\n"
+                              "A daemon that runs uses it at once. On each further device:\n"
+                              "  distnetctl account request FILE"));
 }
 
 int RunAccountShow(const GlobalOptions& options, Output& output)
@@ -144,7 +145,7 @@ int RunAccountInstall(const GlobalOptions& options, Output& output, const std::f
     if (auto installed = OnIdentity(options, install); !installed) {
         return output.Finish(StateFailure(options.stateDir, file.string() + ": " + installed.error().message, ""));
     }
-    return output.Finish(Done("This device belongs to the account now. Restart distnetd to use it."));
+    return output.Finish(Done("This device belongs to the account now. A daemon that runs uses it at once."));
 }
 
 }  // namespace Vexo::Ctl

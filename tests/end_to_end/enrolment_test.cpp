@@ -1,0 +1,94 @@
+// Devices that are enrolled, or whose enrolment is mended, while their daemons run.
+
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <functional>
+
+#include "tests/end_to_end/world.h"
+
+namespace Vexo::EndToEnd {
+namespace {
+
+namespace fs = std::filesystem;
+
+size_t CountOf(const std::string& text, const std::string& part)
+{
+    size_t count = 0;
+    for (size_t at = text.find(part); at != std::string::npos; at = text.find(part, at + 1)) {
+        ++count;
+    }
+    return count;
+}
+
+TEST(EnrolmentTest, RunningDaemonsAreEnrolledFindEachOtherAndStart)
+{
+    World world;
+    Device& laptop = world.AddUnenrolled("laptop");
+    Device& phone = world.AddUnenrolled("phone");
+    for (Device* device : {&laptop, &phone}) {
+        device->Start();
+        EXPECT_EQ(device->Status("account") + device->Status("link.listen"), "");
+        EXPECT_EQ(CountOf(device->Log(), "distnetctl account request device.csr"), 1U) << device->Log();
+        EXPECT_NE(device->Ctl({"doctor"}).output.find("1 problem\n"), std::string::npos);
+    }
+    // The service of one of them is loaded before the abilities come.
+    const auto client = laptop.Connect();
+    uint32_t state = 0;
+    ASSERT_TRUE(client->StartService(state).Succeeded());
+    fs::rename(phone.Identity(), phone.StateDir() / "old");  // and the other one gets a new key
+    world.Enrol(laptop);
+    world.Enrol(phone);
+    ASSERT_TRUE(Eventually([&] { return World::Found(laptop, phone); })) << laptop.Log() << phone.Log();
+    for (Device* device : {&laptop, &phone}) {
+        EXPECT_EQ(device->Status("account"), "home");
+        EXPECT_EQ(device->Status("device.network_id"), device->NetworkId());
+        const std::string line = "enrolled in account \"home\"; listening on " + device->Socket() + "; link on " +
+                                 device->Status("link.listen") + "\n";
+        EXPECT_TRUE(Eventually([&] { return CountOf(device->Log(), line) == 1; })) << device->Log();
+    }
+    EXPECT_EQ(laptop.Ask(phone.NetworkId()), 0) << laptop.Log() << phone.Log();
+    EXPECT_EQ(laptop.Stop() + phone.Stop(), 0);
+}
+
+TEST(EnrolmentTest, DamagedEnrolmentIsNamedAndTakenOverOnceMended)
+{
+    World world;
+    world.Add("laptop");
+    Device& phone = world.Add("phone");
+    const fs::path certificate = phone.Identity() / "device.crt";
+    const fs::path linkKey = phone.Identity() / "link.key";
+    const fs::path copy = world.Path() / "device.crt";
+    fs::copy_file(certificate, copy);
+    const struct {
+        const char* said;
+        std::function<void()> damage;
+        std::function<void()> mend;
+    } rows[] = {
+        {"device.crt: not one certificate", [&] { fs::resize_file(certificate, 100); },
+         [&] { fs::copy_file(copy, certificate, fs::copy_options::overwrite_existing); }},
+        {"other users can read this key", [&] { chmod(linkKey.c_str(), 0644); }, [&] { chmod(linkKey.c_str(), 0600); }},
+        {"this device was enrolled by version 0.1", [&] { fs::remove(linkKey); }, [&] { world.Enrol(phone); }},
+    };
+    for (const auto& row : rows) {
+        row.damage();
+        phone.Start();
+        fs::create_directory(phone.Identity() / "other");  // a change that mends nothing
+        EXPECT_EQ(phone.Status("account"), "");
+        row.mend();
+        EXPECT_TRUE(Eventually([&] { return phone.Status("account") == "home"; })) << phone.Log();
+        EXPECT_EQ(CountOf(phone.Log(), row.said), 1U) << phone.Log();
+        EXPECT_EQ(phone.Stop(), 0);
+        fs::remove(phone.Identity() / "other");
+        // Ended while the abilities start.
+        row.damage();
+        phone.Start();
+        row.mend();
+        EXPECT_TRUE(Eventually([&] { return !phone.Status("link.listen").empty(); })) << phone.Log();
+        EXPECT_EQ(phone.Stop(), 0);
+        EXPECT_TRUE(fs::is_empty(world.Path() / "link")) << row.said << ": still announced";
+    }
+}
+
+}  // namespace
+}  // namespace Vexo::EndToEnd
