@@ -103,7 +103,8 @@ void ExpectAdviceMends(const char* device, const char* file, const std::function
 TEST(IdentityRepairTest, AdviceMendsEachFileAndKeepsTheAccount)
 {
     for (const char* device : {HOLDER, MEMBER}) {
-        for (const char* file : {DEVICE_KEY_FILE, DEVICE_ID_FILE, DEVICE_CERTIFICATE_FILE, ACCOUNT_CERTIFICATE_FILE, LINK_KEY_FILE}) {
+        for (const char* file :
+             {DEVICE_KEY_FILE, DEVICE_ID_FILE, DEVICE_CERTIFICATE_FILE, ACCOUNT_CERTIFICATE_FILE, LINK_KEY_FILE}) {
             for (const auto& [name, damage] : DAMAGES) {
                 SCOPED_TRACE(std::string(device) + " " + file + " " + name);
                 ExpectAdviceMends(device, file, damage);
