@@ -1,13 +1,14 @@
 #include "tests/platform/softbus/device_fixture.h"
 
+#include <arpa/inet.h>
 #include <linux/sockios.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
 
 #include <algorithm>
 
+#include "platform/base/host_port.h"
 #include "platform/softbus/link/socket_bio.h"
-#include "platform/trust/openssl_util.h"
 
 namespace Vexo::SoftBus::Tests {
 
@@ -120,10 +121,13 @@ Bare::Bare(const std::string& address, const Trust::Identity& identity)
       preamble_(Trust::Preamble::Make(*identity.linkKeys).value()),
       ssl_(context_->NewClient({}))
 {
-    const Trust::OpenSslPtr<BIO> tcp(BIO_new_connect(address.c_str()));
-    EXPECT_EQ(BIO_do_connect(tcp.get()), 1);
-    socket_.Reset(static_cast<int>(BIO_get_fd(tcp.get(), nullptr)));
-    BIO_set_close(tcp.get(), BIO_NOCLOSE);
+    const HostPort where = ParseHostPort(address).value();
+    sockaddr_in to{};
+    to.sin_family = AF_INET;
+    to.sin_port = htons(where.port);
+    EXPECT_EQ(::inet_pton(AF_INET, where.host.c_str(), &to.sin_addr), 1);
+    socket_.Reset(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    EXPECT_EQ(::connect(socket_.Get(), reinterpret_cast<const sockaddr*>(&to), sizeof(to)), 0);
 }
 
 std::string Bare::ReadChallenge()
