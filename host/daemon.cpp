@@ -189,6 +189,7 @@ Result<void> Daemon::StartLink(const Say& say)
     options.softBus.deviceName = configuration_.deviceName;
     options.softBus.deviceTypeId = static_cast<uint16_t>(configuration_.deviceType);
     options.softBus.listenAddress = ToText(HostPort{configuration_.softbusListen, configuration_.softbusPort});
+    options.softBus.knownDevicesFile = configuration_.stateDir / SoftBus::KNOWN_DEVICES_FILE;
     options.softBus.peerAddresses = configuration_.softbusPeers;
     options.softBus.announceFolder = configuration_.announceDir;
     options.softBus.onlineChanged = [memory = memory_] { memory->Note(); };

@@ -16,7 +16,7 @@ enum CollaborationResult : int32_t {
     COLLABORATION_OK = 0,
     COLLABORATION_UNAVAILABLE = 1,  // 70635 is not there
     COLLABORATION_NULL_TARGET = 2,
-    COLLABORATION_NO_SUCH_PEER = 3,  // not a device of this account that is online
+    COLLABORATION_NO_SUCH_PEER = 3,  // not a known device of this account, or not reached
     COLLABORATION_PEER_FAILED = 4,   // the peer could not start the ability
     COLLABORATION_TIMED_OUT = 5,
     COLLABORATION_NO_SUCH_SESSION = 6,

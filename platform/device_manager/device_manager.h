@@ -1,4 +1,4 @@
-// DeviceManager: the trusted devices of this account, as the soft bus has met them. Look-ups are in memory and never
+// DeviceManager: the trusted devices of this account, as the soft bus knows them. Look-ups are in memory and never
 // block; any thread. It acts on the ability registered as 4802 and answers DM_UNAVAILABLE, nothing or false without it.
 #pragma once
 
@@ -57,7 +57,8 @@ public:
     // The devices that are online now. extra is not used and may be empty.
     int32_t GetTrustedDeviceList(const std::string& pkgName, const std::string& extra,
                                  std::vector<DmDeviceInfo>& deviceList);
-    // True for a device whose certificate was verified as this account's when it was discovered. No I/O.
+    // True for a known device: its certificate was verified as this account's when it was met, in this run of the
+    // daemon or an earlier one. No I/O.
     bool IsSameAccount(const std::string& networkId);
 
 private:

@@ -1,5 +1,5 @@
-// ReactorContext: what presence and sessions share of their soft bus. The reactor thread's, but for the node table,
-// which locks itself, and the values that never change.
+// ReactorContext: what presence and sessions share of their soft bus. The reactor thread's, but for the known
+// devices, which lock themselves, and the values that never change.
 #pragma once
 
 #include <asio/io_context.hpp>
@@ -10,7 +10,7 @@
 
 #include "platform/base/nocopyable.h"
 #include "platform/dfx/guard.h"
-#include "platform/softbus/discovery/node_table.h"
+#include "platform/softbus/discovery/known_devices.h"
 #include "platform/softbus/link/link.h"
 #include "platform/softbus/softbus_log.h"
 #include "platform/softbus/transport/transport.h"
@@ -26,7 +26,7 @@ struct ReactorContext : public NoCopyable {
     Hello ownHello;
     size_t peerShare = 0;  // sessions that one peer may have opened
     std::function<void()> onlineChanged;
-    NodeTable nodes;
+    KnownDevices devices;
 
     // For contracts: whether the calling thread runs the reactor.
     bool RunsOnThisThread() const { return reactor->get_executor().running_in_this_thread(); }

@@ -1,5 +1,6 @@
 #include "platform/softbus/softbus_server.h"
 
+#include <openssl/x509.h>
 #include <pthread.h>
 
 #include <algorithm>
@@ -45,7 +46,7 @@ public:
     void CloseSession(int sessionId) override;
     int SendBytes(int sessionId, const void* data, unsigned int len) override;
     int GetPeerNetworkId(int sessionId, std::string& networkId) override;
-    std::vector<Node> Nodes() override { return context_.nodes.List(); }
+    std::vector<Node> Nodes() override { return context_.devices.List(); }
     Node LocalNode() override;
 
 private:
@@ -115,13 +116,21 @@ Result<void> Server::Begin(const Trust::Identity& identity)
     if (auto listening = Listen(); !listening) {
         return listening;
     }
+    if (!options_.knownDevicesFile.empty()) {
+        context_.devices.UseFile(options_.knownDevicesFile,
+                                 Trust::NetworkIdOf(X509_get0_pubkey(identity.accountCertificate.get())));
+    }
     {
         MutexLock stopLock(stopMutex_);
         MutexLock lock(lifeMutex_);
         running_ = true;
         thread_ = std::thread([this] { RunReactor(); });
     }
-    return Discover();
+    if (auto discovering = Discover(); !discovering) {
+        return discovering;
+    }
+    PostWhileRunning([this] { presence_.DialKnownDevices(); });
+    return {};
 }
 
 Result<void> Server::Listen()
@@ -206,6 +215,7 @@ void Server::Stop()
     }
     context_.reactor->stop();
     thread_.join();
+    context_.devices.Flush();
 }
 
 void Server::RunReactor()
@@ -279,7 +289,7 @@ int Server::OpenSession(const std::string& mySessionName, const std::string& pee
         (attr.dataType != TYPE_MESSAGE && attr.dataType != TYPE_BYTES && attr.dataType != TYPE_STREAM)) {
         return SOFTBUS_INVALID_PARAM;
     }
-    if (!context_.nodes.IsOnline(peerNetworkId)) {
+    if (!context_.devices.IsKnown(peerNetworkId)) {
         return SOFTBUS_NO_SUCH_PEER;
     }
     SessionRequest request{

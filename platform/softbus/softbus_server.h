@@ -22,10 +22,14 @@ namespace Vexo::SoftBus {
 // of what there may be, so that no peer keeps others, or this device's own opens, from theirs.
 inline constexpr size_t MAX_SESSIONS_OF_PEER = 128;
 
+// What the host calls the file of known devices (discovery/known_devices.h).
+inline constexpr const char* KNOWN_DEVICES_FILE = "known-devices.json";
+
 struct SoftBusOptions {
     std::string deviceName;
     uint16_t deviceTypeId = DEVICE_TYPE_UNKNOWN;
     std::string listenAddress = "127.0.0.1:0";  // TCP; port 0 picks a free one
+    std::filesystem::path knownDevicesFile;     // kept by this soft bus; empty: known devices are in memory only
     std::vector<std::string> peerAddresses;     // tried again and again, ever more rarely, while nobody answers
     std::filesystem::path announceFolder;       // shared with other devices; empty: no announcements
     size_t maxSessions = 1024;
@@ -44,13 +48,15 @@ struct SoftBusCounts {
 
 class SoftBusServer : public ISoftBusService, public IPCObjectStub {
 public:
-    // Starts listening and discovering. The identity must be enrolled. The error says what could not be bound or used.
+    // Reads the known devices, starts listening and discovering. Blocks on the disk. The identity must be enrolled. The
+    // error says what could not be bound or used.
     [[nodiscard]] static Result<sptr<SoftBusServer>> Start(const Trust::Identity& identity, SoftBusOptions options);
 
     // The address that peers use, with the port really bound.
     virtual std::string ListenAddress() const = 0;
     virtual SoftBusCounts Counts() const = 0;
-    // Fails opens, closes sessions after what was accepted is delivered (within 1 s), ends discovery. Blocks for that.
+    // Fails opens, closes sessions after what was accepted is delivered (within 1 s), ends discovery, writes
+    // the known devices. Blocks for that.
     // Idempotent.
     virtual void Stop() = 0;
 };

@@ -18,9 +18,12 @@ struct Node {
     std::string deviceName;
     uint16_t deviceTypeId = 0;
     bool online = false;
-    int64_t lastSeenMs = 0;  // milliseconds since 1970, UTC
+    int64_t lastSeenMs = 0;  // when it was reached last: milliseconds since 1970, UTC
     // Its clock less this device's, provided that it was not set since it said HELLO.
+    // 0 while it is away.
     std::chrono::milliseconds clockAhead{0};
+    std::string transport{};  // over which it was reached last: "tcp"
+    std::string address{};    // where, in the transport's notation; empty for one that only connected from outside
 };
 
 // Device types that a node announces.
@@ -41,7 +44,7 @@ public:
     virtual void CloseSession(int sessionId) = 0;
     virtual int SendBytes(int sessionId, const void* data, unsigned int len) = 0;
     virtual int GetPeerNetworkId(int sessionId, std::string& networkId) = 0;
-    // Every device met since start, online first, then by name. Memory only.
+    // Every known device, online first, then by name. Memory only.
     virtual std::vector<Node> Nodes() = 0;
     // The device itself.
     virtual Node LocalNode() = 0;

@@ -26,11 +26,12 @@ struct Presence::Candidate {
     const std::string networkId;  // who must answer; empty for an address from the configuration
     asio::steady_timer timer;
     std::chrono::milliseconds pause{0};
-    bool busy = false;      // connecting, or connected
-    bool once = false;      // tried for a rescue only, then forgotten
-    bool dropped = false;   // withdrawn, or found to be this device itself
-    bool reported = false;  // its failure has been logged
-    std::string rescueFor;  // the device that goes offline if this fails
+    bool busy = false;              // connecting, or connected
+    bool once = false;              // forgotten when it fails or its connection ends
+    std::vector<PeerAddress> next;  // dialled one after the other when this fails
+    bool dropped = false;           // withdrawn, or found to be this device itself
+    bool reported = false;          // its failure has been logged
+    std::string rescueFor;          // the device that goes offline if this fails
 };
 
 class Presence::PresenceLink : public LinkOwner, public std::enable_shared_from_this<PresenceLink> {
@@ -78,7 +79,7 @@ void Presence::AddConfigured(const PeerAddress& where)
 {
     DISTNET_ASSERT(context_.RunsOnThisThread(), "on the reactor thread");
     const auto& own = context_.ownHello.addresses;
-    if (std::find(own.begin(), own.end(), where) == own.end() && !FindCandidate(where)) {
+    if (std::find(own.begin(), own.end(), where) == own.end() && !FindCandidate(where, {})) {
         DialNow(AddCandidate(where, {}));
     }
 }
@@ -108,8 +109,32 @@ void Presence::SetAnnounced(const std::string& networkId, const std::optional<Pe
                            usable.error().message);
         return;
     }
-    const CandidatePtr known = FindCandidate(*where);
-    DialNow(known ? known : AddCandidate(*where, networkId));
+    const CandidatePtr known = FindCandidate(*where, networkId);
+    const CandidatePtr candidate = known ? known : AddCandidate(*where, networkId);
+    candidate->once = false;
+    DialNow(candidate);
+}
+
+void Presence::DialKnownDevices()
+{
+    DISTNET_ASSERT(context_.RunsOnThisThread(), "on the reactor thread");
+    for (const Node& node : context_.devices.List()) {
+        DialOnce(node.networkId, context_.devices.Addresses(node.networkId));
+    }
+}
+
+// Dials the first of the addresses that is not being dialled already, and after a failure those that follow.
+void Presence::DialOnce(const std::string& networkId, const std::vector<PeerAddress>& addresses)
+{
+    const auto first = std::find_if(addresses.begin(), addresses.end(),
+                                    [&](const PeerAddress& address) { return !FindCandidate(address, networkId); });
+    if (stopped_ || first == addresses.end() || context_.devices.IsOnline(networkId)) {
+        return;
+    }
+    const CandidatePtr candidate = AddCandidate(*first, networkId);
+    candidate->once = true;
+    candidate->next.assign(first + 1, addresses.end());
+    DialNow(candidate);
 }
 
 Presence::CandidatePtr Presence::AddCandidate(const PeerAddress& where, const std::string& networkId)
@@ -117,10 +142,11 @@ Presence::CandidatePtr Presence::AddCandidate(const PeerAddress& where, const st
     return *candidates_.insert(std::make_shared<Candidate>(*context_.reactor, where, networkId)).first;
 }
 
-Presence::CandidatePtr Presence::FindCandidate(const PeerAddress& where) const
+Presence::CandidatePtr Presence::FindCandidate(const PeerAddress& where, const std::string& networkId) const
 {
-    const auto found = std::find_if(candidates_.begin(), candidates_.end(),
-                                    [&where](const CandidatePtr& c) { return c->where == where && !c->once; });
+    const auto found = std::find_if(candidates_.begin(), candidates_.end(), [&](const CandidatePtr& c) {
+        return c->where == where && (!c->once || c->networkId == networkId);
+    });
     return found == candidates_.end() ? nullptr : *found;
 }
 
@@ -190,6 +216,7 @@ void Presence::DialFailed(const CandidatePtr& candidate, bool refused, const std
     const std::string rescueFor = std::exchange(candidate->rescueFor, {});
     if (candidate->once) {
         Drop(candidate);
+        DialOnce(candidate->networkId, candidate->next);
     } else if (!candidate->dropped) {
         if (!candidate->reported) {
             candidate->reported = true;
@@ -249,7 +276,8 @@ bool Presence::Known(const LinkPtr& link, const std::string& payload)
         if (address.transport == link->from_.transport) {
             address.address = transport->Reachable(address.address, link->from_.address);
         }
-        if (std::find(addresses.begin(), addresses.end(), address) == addresses.end()) {
+        const bool isUsable = transport->CheckAddress(address.address).has_value();
+        if (isUsable && std::find(addresses.begin(), addresses.end(), address) == addresses.end()) {
             addresses.push_back(address);
         }
     }
@@ -257,7 +285,7 @@ bool Presence::Known(const LinkPtr& link, const std::string& payload)
     const std::string& networkId = link->link_->PeerNetworkId();
     link->link_->Established();
     ++linkCount_;
-    if (context_.nodes.LinkUp(networkId, hello.value())) {
+    if (context_.devices.LinkUp(networkId, hello.value(), link->from_.transport)) {
         QuviewDFX::LogInfo(LOG_SOFTBUS, "device %{public}s is online", ShortId(networkId));
         context_.NoteOnlineChanged();
     }
@@ -290,7 +318,7 @@ void Presence::Lost(const LinkPtr& link, LinkEnd end, const std::string& why)
     }
     --linkCount_;
     const std::string& networkId = link->link_->PeerNetworkId();
-    const bool isLast = context_.nodes.LinkDown(networkId) == 0;
+    const bool isLast = context_.devices.LinkDown(networkId) == 0;
     CandidatePtr again = candidate && !candidate->dropped && !candidate->once ? candidate : nullptr;
     if (candidate) {
         candidate->busy = false;
@@ -317,7 +345,7 @@ void Presence::Rescue(const std::string& networkId, const CandidatePtr& candidat
 {
     CandidatePtr rescuer = candidate;
     if (!rescuer) {
-        const std::vector<PeerAddress> addresses = context_.nodes.Addresses(networkId);
+        const std::vector<PeerAddress> addresses = context_.devices.Addresses(networkId);
         if (addresses.empty()) {
             GoOffline(networkId);
             return;
@@ -331,7 +359,7 @@ void Presence::Rescue(const std::string& networkId, const CandidatePtr& candidat
 
 void Presence::GoOffline(const std::string& networkId)
 {
-    if (context_.nodes.MarkOffline(networkId)) {
+    if (context_.devices.MarkOffline(networkId)) {
         QuviewDFX::LogInfo(LOG_SOFTBUS, "device %{public}s went offline", ShortId(networkId));
         context_.NoteOnlineChanged();
     }

@@ -1,8 +1,9 @@
 // Presence: finds devices and notices when they leave. Every address that the configuration or an announcement names is
-// dialled, again and again and ever more rarely while nobody answers. Who passes the handshake and says HELLO is online
-// as long as one such connection stands; when the last one breaks, reconnecting is tried once before the device leaves
-// the list. Both devices of a pair dial each other when both know an address: each then holds a ticket for cheap
-// sessions. The reactor's, but for LinkCount; nothing blocks. No timer runs while all that is known is connected.
+// dialled, again and again and ever more rarely while nobody answers; those of known devices once at the start. Who
+// passes the handshake and says HELLO is online as long as one such connection stands; when the last one breaks,
+// reconnecting is tried once before the device leaves the list. Both devices of a pair dial each other when both know
+// an address: each then holds a ticket for cheap sessions. The reactor's, but for LinkCount; nothing blocks. No timer
+// runs while all that is known is connected.
 #pragma once
 
 #include <atomic>
@@ -11,6 +12,7 @@
 #include <optional>
 #include <set>
 #include <string>
+#include <vector>
 
 #include "platform/base/nocopyable.h"
 #include "platform/softbus/reactor_context.h"
@@ -30,6 +32,9 @@ public:
 
     void AddConfigured(const PeerAddress& where);
     void SetAnnounced(const std::string& networkId, const std::optional<PeerAddress>& where);
+    // Dials the last addresses of the known devices that are away, one after the other, once. After AddConfigured and
+    // SetAnnounced of the start, whose addresses are left to them.
+    void DialKnownDevices();
     // A link that another device opened, and its first frame.
     void AdoptInbound(const std::shared_ptr<Link>& link, const std::string& hello, const PeerAddress& from);
     // Ends discovery and says CLOSE to everyone.
@@ -45,8 +50,9 @@ private:
     using LinkPtr = std::shared_ptr<PresenceLink>;
 
     CandidatePtr AddCandidate(const PeerAddress& where, const std::string& networkId);
-    CandidatePtr FindCandidate(const PeerAddress& where) const;
+    CandidatePtr FindCandidate(const PeerAddress& where, const std::string& networkId) const;
     void Drop(const CandidatePtr& candidate);
+    void DialOnce(const std::string& networkId, const std::vector<PeerAddress>& addresses);
     void Dial(const CandidatePtr& candidate);
     void DialNow(const CandidatePtr& candidate);
     void DialLater(const CandidatePtr& candidate);

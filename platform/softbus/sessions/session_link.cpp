@@ -123,6 +123,7 @@ void Sessions::SessionLink::Opened(const std::string& payload)
     if (!result) {
         link_->Refuse(result.error().message);
     } else if (result.value() == SOFTBUS_OK) {
+        sessions_.context_.devices.Reached(session_->Request().peerNetworkId, addresses_[nextAddress_ - 1]);
         Tell(SOFTBUS_OK);
     } else {
         // What a peer's code means is its own business, but that it has no room is worth knowing.

@@ -30,7 +30,7 @@ Sessions::~Sessions() = default;
 
 std::vector<PeerAddress> Sessions::Route(const SessionRequest& request) const
 {
-    const std::vector<PeerAddress> known = context_.nodes.Addresses(request.peerNetworkId);
+    const std::vector<PeerAddress> known = context_.devices.Addresses(request.peerNetworkId);
     std::vector<PeerAddress> route;
     for (const int32_t type : request.linkTypes) {
         for (const auto& transport : context_.transports) {

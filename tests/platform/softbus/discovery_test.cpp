@@ -33,21 +33,42 @@ TEST_F(DiscoveryTest, DevicesMeetByOneAddressAndAgainAfterARestart)
     options.deviceTypeId = DEVICE_TYPE_PHONE;
     auto phoneBus = StartBus(phone, "phone", {}, options);
     options.listenAddress = phoneBus->ListenAddress();
-    const auto laptopBus = StartBus(laptop, "laptop", {options.listenAddress});
+    SoftBusOptions kept;
+    kept.knownDevicesFile = folder.Path() / KNOWN_DEVICES_FILE;
+    auto laptopBus = StartBus(laptop, "laptop", {options.listenAddress}, kept);
     ASSERT_TRUE(Meet(laptopBus, phoneBus));
-    const auto nodes = laptopBus->Nodes();
-    ASSERT_EQ(nodes.size(), 1u) << "a device does not list itself";
-    EXPECT_EQ(nodes[0].deviceName, "phone");
-    EXPECT_EQ(nodes[0].deviceId, phone.deviceId);
-    EXPECT_EQ(nodes[0].deviceTypeId, DEVICE_TYPE_PHONE);
-    EXPECT_GT(nodes[0].lastSeenMs, 0);
-
     phoneBus->Stop();
     ASSERT_TRUE(PhoneIs(false, laptopBus));
-    EXPECT_EQ(laptopBus->Nodes().size(), 1u) << "met, and away";
-    EXPECT_EQ(laptopBus->OpenSession(NAME, NAME, phone.networkId, ByteSession()), SOFTBUS_NO_SUCH_PEER);
     phoneBus = StartBus(phone, "phone", {}, options);
     EXPECT_TRUE(PhoneIs(true, laptopBus));
+
+    laptopBus->Stop();
+    laptopBus = StartBus(laptop, "laptop", {}, kept);
+    EXPECT_TRUE(Meet(laptopBus, phoneBus)) << "without an address";
+    laptopBus->Stop();
+    phoneBus->Stop();
+    laptopBus = StartBus(laptop, "laptop", {}, kept);
+    const auto nodes = laptopBus->Nodes();
+    ASSERT_EQ(nodes.size(), 1u) << "known, and a device does not list itself";
+    EXPECT_EQ(nodes[0].deviceName + " " + nodes[0].transport + " " + nodes[0].address,
+              "phone tcp " + options.listenAddress);
+    EXPECT_EQ(nodes[0].deviceId, phone.deviceId);
+    EXPECT_EQ(nodes[0].deviceTypeId, DEVICE_TYPE_PHONE);
+
+    Recorder& atLaptop = Listener<0>::Events();
+    atLaptop.Clear();
+    ASSERT_EQ(laptopBus->CreateSessionServer(PKG, NAME, Listener<0>::Table()), 0);
+    const auto open = [&] {
+        const int id = laptopBus->OpenSession(NAME, NAME, phone.networkId, ByteSession());
+        return id > 0 ? atLaptop.WaitFor(Kind::OPENED, id).result : id;
+    };
+    EXPECT_EQ(laptopBus->OpenSession(NAME, NAME, std::string(64, 'e'), ByteSession()), SOFTBUS_NO_SUCH_PEER);
+    EXPECT_EQ(open(), SOFTBUS_NO_LINK) << "away, but tried";
+    phoneBus = StartBus(phone, "phone", {}, options);
+    ASSERT_EQ(phoneBus->CreateSessionServer(PKG, NAME, Listener<1>::Table()), 0);
+    EXPECT_EQ(open(), SOFTBUS_OK);
+    EXPECT_FALSE(SeesOnline(laptopBus, phone.networkId)) << "the session needed no presence connection";
+    EXPECT_GT(laptopBus->Nodes()[0].lastSeenMs, nodes[0].lastSeenMs);
 }
 
 TEST_F(DiscoveryTest, AnnouncementsBringDevicesTogetherAndUnusableOnesAreIgnoredWithOneLine)

@@ -1,0 +1,326 @@
+#include "platform/softbus/discovery/known_devices.h"
+
+#include <algorithm>
+#include <limits>
+#include <tuple>
+#include <utility>
+
+#include "platform/base/clock.h"
+#include "platform/base/json_keys.h"
+#include "platform/softbus/softbus_log.h"
+
+namespace Vexo::SoftBus {
+
+int64_t WallClockMs()
+{
+    return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::System().WallNow().time_since_epoch()).count();
+}
+
+namespace {
+
+constexpr int FORMAT_VERSION = 1;
+constexpr mode_t FILE_MODE = 0600;
+// More than the largest names and addresses of MAX_KNOWN_DEVICES take.
+constexpr size_t MAX_FILE_BYTES = 16 * 1024 * 1024;
+constexpr int64_t LAST_MS = 253'402'300'799'999;  // the end of the year 9999
+
+std::chrono::milliseconds SteadyNow()
+{
+    return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::System().Now().time_since_epoch());
+}
+
+// ---- The file
+
+struct DeviceRecord {
+    Node node;
+    std::vector<PeerAddress> addresses;
+};
+
+struct FileRecord {
+    int version = FORMAT_VERSION;
+    std::string account{};
+    std::vector<DeviceRecord> devices{};
+};
+
+JsonKind<int> VersionKind()
+{
+    return ValueKind<int>(
+        std::to_string(FORMAT_VERSION),
+        [](const cJSON& json, int&) -> std::string {
+            if (cJSON_IsNumber(&json) != 0 && json.valuedouble > FORMAT_VERSION) {
+                return "was written by a newer version of this program";
+            }
+            return WrongWholeNumber(json, FORMAT_VERSION, FORMAT_VERSION);
+        },
+        [](int version) { return Json(cJSON_CreateNumber(version)); });
+}
+
+JsonKind<std::string> IdKind()
+{
+    return TextKind("64 lower-case hex characters",
+                    [](const std::string& text) { return IsHexId(text) ? "" : "is no such id"; });
+}
+
+JsonKind<std::string> FilledText()
+{
+    return TextKind("a text that is not empty", [](const std::string& text) { return text.empty() ? "is empty" : ""; });
+}
+
+const JsonKeys<FileRecord>& FileKeys()
+{
+    using Device = DeviceRecord;
+    static const JsonKeys<PeerAddress> address({
+        {"transport", FilledText(), &PeerAddress::transport, Required()},
+        {"address", FilledText(), &PeerAddress::address, Required()},
+    });
+    static const JsonKeys<Device> device({
+        {"network_id", IdKind(), [](Device& d) -> std::string& { return d.node.networkId; }, Required()},
+        {"device_id", IdKind(), [](Device& d) -> std::string& { return d.node.deviceId; }, Required()},
+        {"name", FilledText(), [](Device& d) -> std::string& { return d.node.deviceName; }, Required()},
+        {"type", WholeNumberKind<uint16_t>(0, std::numeric_limits<uint16_t>::max()),
+         [](Device& d) -> uint16_t& { return d.node.deviceTypeId; }, Required()},
+        {"reached_ms", WholeNumberKind<int64_t>(0, LAST_MS), [](Device& d) -> int64_t& { return d.node.lastSeenMs; },
+         Required()},
+        {"reached_over", FilledText(), [](Device& d) -> std::string& { return d.node.transport; }, Required()},
+        {"addresses", ListKind(address, "a list of addresses"), &Device::addresses, Required()},
+    });
+    static const JsonKeys<FileRecord> file({
+        {"version", VersionKind(), &FileRecord::version, Required()},
+        {"account", IdKind(), &FileRecord::account, Required()},
+        {"devices", ListKind(device, "a list of devices"), &FileRecord::devices, Required()},
+    });
+    return file;
+}
+
+void SetAside(const std::filesystem::path& file, const std::string& why)
+{
+    std::filesystem::path kept = file;
+    kept += UNUSABLE_SUFFIX;
+    std::error_code error;
+    std::filesystem::rename(file, kept, error);
+    QuviewDFX::LogError(LOG_SOFTBUS, "%{public}s; %{public}s, and devices of earlier runs are unknown until met again",
+                        why, error ? "it cannot be renamed: " + error.message() : "it is now " + kept.string());
+}
+
+// ---- Addresses
+
+bool Contains(const std::vector<PeerAddress>& addresses, const PeerAddress& wanted)
+{
+    return std::find(addresses.begin(), addresses.end(), wanted) != addresses.end();
+}
+
+bool SameInAnyOrder(const std::vector<PeerAddress>& one, const std::vector<PeerAddress>& other)
+{
+    return std::is_permutation(one.begin(), one.end(), other.begin(), other.end());
+}
+
+// The fresh ones, then those of before that are none of them, as many as a device may have.
+std::vector<PeerAddress> FreshFirst(std::vector<PeerAddress> fresh, const std::vector<PeerAddress>& before)
+{
+    std::copy_if(before.begin(), before.end(), std::back_inserter(fresh),
+                 [known = fresh](const PeerAddress& address) { return !Contains(known, address); });
+    fresh.resize(std::min(fresh.size(), MAX_KNOWN_ADDRESSES));
+    return fresh;
+}
+
+}  // namespace
+
+KnownDevices::~KnownDevices()
+{
+    strand_.Drain();
+}
+
+void KnownDevices::UseFile(const std::filesystem::path& file, const std::string& account)
+{
+    const MutexLock lock(mutex_);
+    file_ = file;
+    account_ = account;
+    std::error_code ignored;
+    if (!std::filesystem::exists(file, ignored)) {
+        return;
+    }
+    Result<FileRecord> record = FileKeys().Load(file, MAX_FILE_BYTES);
+    if (!record) {
+        SetAside(file, record.error().message);
+        return;
+    }
+    if (record.value().account != account) {
+        QuviewDFX::LogWarn(LOG_SOFTBUS, "%{public}s is of another account; its devices are forgotten", file.string());
+        Save();
+        return;
+    }
+    for (DeviceRecord& device : record.value().devices) {
+        Entry& entry = entries_[device.node.networkId];
+        entry.node = std::move(device.node);
+        entry.addresses = FreshFirst({}, device.addresses);
+        ForgetOldest();
+    }
+}
+
+bool KnownDevices::LinkUp(const std::string& networkId, const Hello& hello, const std::string& transport)
+{
+    const MutexLock lock(mutex_);
+    Entry& entry = entries_[networkId];
+    const Node before = std::exchange(
+        entry.node,
+        {networkId, hello.deviceId, hello.deviceName, hello.deviceTypeId, true, WallClockMs(), {}, transport, {}});
+    const std::vector<PeerAddress> addressesBefore = std::exchange(entry.addresses, {});
+    entry.addresses = FreshFirst(hello.addresses, addressesBefore);
+    entry.clockOverSteady = std::chrono::milliseconds(hello.clockMs) - SteadyNow();
+    ++entry.links;
+    isChanged_ = true;
+    ForgetOldest();
+    if (std::tie(before.deviceId, before.deviceName, before.deviceTypeId) !=
+            std::tie(hello.deviceId, hello.deviceName, hello.deviceTypeId) ||
+        !SameInAnyOrder(addressesBefore, entry.addresses)) {
+        Save();
+    }
+    return !before.online;
+}
+
+size_t KnownDevices::LinkDown(const std::string& networkId)
+{
+    const MutexLock lock(mutex_);
+    Entry& entry = entries_[networkId];
+    entry.node.lastSeenMs = WallClockMs();
+    isChanged_ = true;
+    return entry.links > 0 ? --entry.links : 0;
+}
+
+bool KnownDevices::MarkOffline(const std::string& networkId)
+{
+    const MutexLock lock(mutex_);
+    const auto found = entries_.find(networkId);
+    if (found == entries_.end() || found->second.links > 0 || !found->second.node.online) {
+        return false;
+    }
+    found->second.node.online = false;
+    ForgetOldest();
+    Save();
+    return true;
+}
+
+void KnownDevices::Reached(const std::string& networkId, const PeerAddress& where)
+{
+    const MutexLock lock(mutex_);
+    const auto found = entries_.find(networkId);
+    if (found == entries_.end()) {
+        return;
+    }
+    Entry& entry = found->second;
+    entry.addresses = FreshFirst({where}, std::vector<PeerAddress>(entry.addresses));
+    entry.node.lastSeenMs = WallClockMs();
+    entry.node.transport = where.transport;
+    isChanged_ = true;
+}
+
+// A device with a connection is never forgotten.
+void KnownDevices::ForgetOldest()
+{
+    while (entries_.size() > MAX_KNOWN_DEVICES) {
+        const auto rank = [](const auto& named) {
+            return std::pair(named.second.node.online || named.second.links > 0, named.second.node.lastSeenMs);
+        };
+        const auto oldest = std::min_element(entries_.begin(), entries_.end(),
+                                             [&](const auto& a, const auto& b) { return rank(a) < rank(b); });
+        if (rank(*oldest).first) {
+            return;
+        }
+        entries_.erase(oldest);
+    }
+}
+
+bool KnownDevices::IsKnown(const std::string& networkId) const
+{
+    const MutexLock lock(mutex_);
+    return entries_.contains(networkId);
+}
+
+bool KnownDevices::IsOnline(const std::string& networkId) const
+{
+    const MutexLock lock(mutex_);
+    const auto found = entries_.find(networkId);
+    return found != entries_.end() && found->second.node.online;
+}
+
+std::vector<PeerAddress> KnownDevices::Addresses(const std::string& networkId) const
+{
+    const MutexLock lock(mutex_);
+    const auto found = entries_.find(networkId);
+    return found == entries_.end() ? std::vector<PeerAddress>{} : found->second.addresses;
+}
+
+std::vector<Node> KnownDevices::List() const
+{
+    std::vector<Node> nodes;
+    const int64_t now = WallClockMs();
+    const std::chrono::milliseconds ownOverSteady = std::chrono::milliseconds(now) - SteadyNow();
+    {
+        const MutexLock lock(mutex_);
+        for (const auto& [networkId, entry] : entries_) {
+            Node& node = nodes.emplace_back(entry.node);
+            for (const PeerAddress& known : entry.addresses) {
+                node.address = node.address.empty() && known.transport == node.transport ? known.address : node.address;
+            }
+            if (node.online) {
+                node.lastSeenMs = now;
+                node.clockAhead = entry.clockOverSteady - ownOverSteady;
+            }
+        }
+    }
+    std::sort(nodes.begin(), nodes.end(), [](const Node& a, const Node& b) {
+        return std::tie(b.online, a.deviceName, a.networkId) < std::tie(a.online, b.deviceName, b.networkId);
+    });
+    return nodes;
+}
+
+// ---- Writing
+
+void KnownDevices::Flush()
+{
+    {
+        const MutexLock lock(mutex_);
+        const int64_t now = WallClockMs();
+        for (auto& [networkId, entry] : entries_) {
+            if (entry.node.online) {
+                entry.node.lastSeenMs = now;
+                isChanged_ = true;
+            }
+        }
+        if (isChanged_) {
+            Save();
+        }
+    }
+    strand_.Drain();
+}
+
+void KnownDevices::Save()
+{
+    if (!file_.empty() && !isQueued_) {
+        isQueued_ = strand_.Post([this] { Write(); });
+    }
+}
+
+void KnownDevices::Write()
+{
+    FileRecord record{.account = account_};
+    {
+        const MutexLock lock(mutex_);
+        isQueued_ = false;
+        isChanged_ = false;
+        for (const auto& [networkId, entry] : entries_) {
+            record.devices.push_back({entry.node, entry.addresses});
+        }
+    }
+    std::sort(record.devices.begin(), record.devices.end(),
+              [](const DeviceRecord& a, const DeviceRecord& b) { return a.node.lastSeenMs > b.node.lastSeenMs; });
+    record.devices.resize(std::min(record.devices.size(), MAX_KNOWN_DEVICES));
+    const Result<void> written = WriteFileAtomically(file_, FileKeys().Print(record), FILE_MODE);
+    if (!written && !hasFailed_) {
+        QuviewDFX::LogWarn(LOG_SOFTBUS, "%{public}s; devices met since then are unknown after a restart",
+                           written.error().message);
+    }
+    hasFailed_ = !written;
+}
+
+}  // namespace Vexo::SoftBus
