@@ -73,7 +73,7 @@ public:
     // ---- is written on success only.
     CallResult GetStatus(Host::HostStatus& status);
     CallResult GetCounts(Host::HostCounts& counts);
-    // Every device of the account met since the daemon's start, online first.
+    // Every device of the account that this one has met, online first.
     CallResult GetDevices(std::vector<Host::KnownDevice>& devices);
     // What `distnetctl doctor` shows, in its order. May take as long as the radio's answer, 10 s.
     CallResult GetChecks(std::vector<QuviewDFX::HealthCheck>& checks);

@@ -160,7 +160,8 @@ int32_t DistNetHost::GetDevices(DeviceList& devices)
     const sptr<SoftBus::SoftBusServer> softBus = facts_.link().softBus;
     for (const SoftBus::Node& node : softBus ? softBus->Nodes() : std::vector<SoftBus::Node>{}) {
         devices.devices.push_back({node.deviceName, static_cast<DeviceType>(node.deviceTypeId), node.networkId,
-                                   node.deviceId, node.online, sys_seconds(seconds(node.lastSeenMs / 1000))});
+                                   node.deviceId, node.online, sys_seconds(seconds(node.lastSeenMs / 1000)),
+                                   node.transport, node.address});
     }
     return HOST_OK;
 }

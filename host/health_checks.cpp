@@ -127,7 +127,7 @@ void CheckPeers(const HealthFacts& facts, std::vector<HealthCheck>& checks)
         return;
     }
     if (facts.devices->empty()) {
-        checks.push_back(Unhealthy("peers", "no device of the account has been met since the daemon started",
+        checks.push_back(Unhealthy("peers", "no device of the account was ever met",
                                    "See that one runs, and that softbus.peers or softbus.announce_dir of the "
                                    "configuration lead to it"));
         return;

@@ -1,4 +1,4 @@
-// What the daemon says about itself (ability 1164), as types: how it stands, what it has open, the devices it has met,
+// What the daemon says about itself (ability 1164), as types: how it stands, what it has open, the devices it knows,
 // what is wrong, its events and its traces. Value types; any thread. Texts are as the daemon sent them: a name that
 // another device or the air gave may hold control characters, so escape it before a terminal shows it. Who asks:
 // client/distnet_client.h. How the answers travel: share/doc/libdistnet-dev/ipc.md.
@@ -101,7 +101,7 @@ struct HostCounts {
     uint64_t Pending() const { return pendingOpens + collaborations + queuedTasks; }
 };
 
-// A device of the account, met since the daemon's start.
+// A device of the account that this device has met, also before the daemon's start.
 struct KnownDevice {
     std::string name;
     DeviceType type = DeviceType::UNKNOWN;
@@ -109,6 +109,8 @@ struct KnownDevice {
     std::string deviceId;
     bool online = false;
     std::chrono::sys_seconds lastSeen;
+    std::string transport{};  // over which it was reached last: "tcp"
+    std::string address{};    // where; empty when that is not known
 };
 
 struct DeviceList {

@@ -106,6 +106,8 @@ void ForEachMember(Visit& visit, MaybeConst<KnownDevice> auto& device)
     visit("device_id", device.deviceId);
     visit("online", device.online);
     visit("last_seen", device.lastSeen);
+    visit("transport", device.transport);
+    visit("address", device.address);
 }
 
 template <typename Visit>

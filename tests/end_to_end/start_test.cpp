@@ -39,6 +39,23 @@ TEST_F(StartTest, JoinsThePeersHotspotWithoutUnusualErrors)
     }
 }
 
+TEST_F(StartTest, RestartedDaemonAsksAKnownPeerAtOnceAndSaysWhyOthersAreNotReached)
+{
+    ASSERT_EQ(Laptop().Stop(), 0);
+    std::filesystem::remove(world_.Path() / "link" / (Phone().NetworkId() + ".json"));
+    Laptop().Start();
+    EXPECT_EQ(Laptop().Ask(Phone().NetworkId()), 0) << Laptop().Log();
+    ASSERT_EQ(Phone().Stop(), 0);
+    ASSERT_TRUE(Eventually([&] { return !Laptop().Sees(Phone().NetworkId()); }));
+    EXPECT_THAT(Laptop().Ctl({"devices"}).output, testing::ContainsRegex("phone .* ago +away +tcp 127.0.0.1:[0-9]+\n"));
+    const std::pair<std::string, const char*> cases[] = {{"phone", "it is away, and did not answer"},
+                                                         {"laptop", "\"laptop\" is this device itself"},
+                                                         {std::string(64, 'e'), "with that id was ever met"}};
+    for (const auto& [word, message] : cases) {
+        EXPECT_THAT(Laptop().Ctl({"start", word}).output, testing::HasSubstr(message));
+    }
+}
+
 TEST_F(StartTest, TimingEventsAndTraceCoverTheStart)
 {
     const std::filesystem::path file = world_.Path() / "trace.json";

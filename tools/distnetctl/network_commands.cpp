@@ -43,13 +43,13 @@ int RunDevices(const GlobalOptions& options, Output& output)
         const std::vector<Peer> peers = Printable(list.devices);
         if (peers.empty()) {
             return Done(output.IsJson() ? "no other device of this account has been met"
-                                        : "No other device of this account has been met since the daemon started.\n"
+                                        : "No other device of this account has been met yet.\n"
                                           "`distnetctl account` enrols one.",
                         Host::ToJson(list));
         }
-        output.Line(PEER_HEADING);
+        output.Line(Column(PEER_HEADING, PEER_LINE_WIDTH) + "REACHED AT");
         for (const Peer& peer : peers) {
-            output.Line(PeerLine(peer));
+            output.Line(Column(PeerLine(peer), PEER_LINE_WIDTH) + ReachedAt(peer));
         }
         return Done(output.IsJson() ? std::to_string(peers.size()) + " devices" : "", Host::ToJson(list));
     });

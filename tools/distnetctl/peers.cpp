@@ -55,6 +55,22 @@ Result<Peer> ResolvePeer(const std::string& word, const std::vector<Peer>& peers
                                           (close.empty() ? "" : "; did you mean \"" + close + "\"?"));
 }
 
+bool IsKnown(const Peer& peer)
+{
+    return !peer.deviceId.empty();
+}
+
+namespace {
+
+bool NamesThisDevice(Client::DistNetClient& client, const std::string& word)
+{
+    Host::HostStatus status;
+    return client.GetStatus(status).Succeeded() && (word == status.device.name || word == status.device.networkId ||
+                                                    FitsShortId(word, status.device.networkId));
+}
+
+}  // namespace
+
 std::optional<Peer> FindPeer(Client::DistNetClient& client, const std::string& word, Outcome& failure)
 {
     std::vector<Peer> peers;
@@ -63,6 +79,10 @@ std::optional<Peer> FindPeer(Client::DistNetClient& client, const std::string& w
         return std::nullopt;
     }
     Result<Peer> peer = ResolvePeer(word, Printable(std::move(peers)));
+    if ((!peer || !IsKnown(peer.value())) && NamesThisDevice(client, word)) {
+        failure = UsageError("\"" + word + "\" is this device itself", "`distnetctl devices` lists the others.");
+        return std::nullopt;
+    }
     if (!peer) {
         failure = UsageError(peer.error().message, "`distnetctl devices` lists them.");
         return std::nullopt;
@@ -91,6 +111,11 @@ std::string PeerLine(const Peer& peer)
 {
     return Column(peer.name, 20) + " " + Column(NameOf(peer.type), 9) + " " + Column(ShortId(peer.networkId), 14) +
            " " + Column(Ago(peer), 11) + " " + (peer.online ? "reachable" : "away");
+}
+
+std::string ReachedAt(const Peer& peer)
+{
+    return peer.transport + (peer.address.empty() ? "" : " ") + peer.address;
 }
 
 }  // namespace Vexo::Ctl

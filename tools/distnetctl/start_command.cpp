@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "platform/base/clock.h"
 #include "platform/dfx/trace_recorder.h"
@@ -166,9 +167,27 @@ private:
         } else if (call.status == Client::CallStatus::ANSWERED) {
             StepLine(peer_.name, output_.Cross() + " hotspot         failed after " + DurationText(requestMs));
             outcome.message = peer_.name + " did not get this device online (code " + std::to_string(call.code) +
-                              "): " + call.message;
+                              "): " + WhyRefused(call);
         }
         return WithDetails(std::move(outcome));
+    }
+
+    // The list of devices says more than the code about a peer that is not in it, or was away and stayed away.
+    std::string WhyRefused(const Client::CallResult& call)
+    {
+        if (!IsKnown(peer_)) {
+            return "no device of this account with that id was ever met";
+        }
+        std::vector<Peer> now;
+        if (peer_.online || !client_.GetDevices(now).Succeeded()) {
+            return call.message;
+        }
+        const bool wasReached = std::none_of(now.begin(), now.end(), [this](const Peer& peer) {
+            return peer.networkId == peer_.networkId && !peer.online && peer.lastSeen == peer_.lastSeen;
+        });
+        return wasReached ? call.message
+                          : "it is away, and did not answer where it was last reached, " + Ago(peer_) + ", over " +
+                                ReachedAt(peer_);
     }
 
     std::string GivenTime() const
