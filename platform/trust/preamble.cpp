@@ -55,10 +55,7 @@ std::string Proof(const EVP_MAC_CTX* keyed, std::string_view challenge, std::str
 class HmacPreamble final : public Preamble {
 public:
     HmacPreamble(MacContext current, MacContext previous, WallTime previousUntil, const Clock& clock)
-        : current_(std::move(current)),
-          previous_(std::move(previous)),
-          previousUntil_(previousUntil),
-          clock_(clock)
+        : current_(std::move(current)), previous_(std::move(previous)), previousUntil_(previousUntil), clock_(clock)
     {
     }
 
