@@ -11,6 +11,7 @@
 
 #include "backends/simulated/device_state_keys.h"
 #include "platform/base/files.h"
+#include "platform/base/hex.h"
 #include "platform/base/json_keys.h"
 #include "platform/dfx/log.h"
 
@@ -26,17 +27,6 @@ constexpr unsigned FIRST_HOST = 2;  // .1 is the hotspot itself
 constexpr unsigned HOST_COUNT = 253;
 
 using Digest = std::array<unsigned char, DIGEST_BYTES>;
-
-std::string Hex(const unsigned char* bytes, size_t size)
-{
-    constexpr const char* DIGITS = "0123456789abcdef";
-    std::string text;
-    for (size_t i = 0; i < size; ++i) {
-        text += DIGITS[bytes[i] >> 4U];
-        text += DIGITS[bytes[i] & 0x0FU];
-    }
-    return text;
-}
 
 Digest DigestOf(const std::string& text)
 {
@@ -79,7 +69,7 @@ std::string MakeKeyProof(const std::string& ssid, const std::string& key)
     const int made = PKCS5_PBKDF2_HMAC(
         key.data(), static_cast<int>(key.size()), reinterpret_cast<const unsigned char*>(ssid.data()),
         static_cast<int>(ssid.size()), KEY_PROOF_ROUNDS, EVP_sha256(), static_cast<int>(digest.size()), digest.data());
-    return made == 1 ? Hex(digest.data(), digest.size()) : std::string();
+    return made == 1 ? HexOf(digest) : std::string();
 }
 
 Result<AirRecord> ParseAirRecord(const std::string& json, const std::string& fileName)
@@ -147,7 +137,7 @@ std::string Air::Bssid() const
     const Digest digest = DigestOf(networkId_);
     std::string text = "02";
     for (size_t i = 0; i < 5; ++i) {
-        text += ":" + Hex(&digest[i], 1);
+        text += ":" + HexOf({&digest[i], 1});
     }
     return text;
 }

@@ -212,6 +212,21 @@ JsonKind<T> WholeNumberKind(int64_t least, int64_t most, const std::string& note
         });
 }
 
+// The version of a format, of which newest is the only one that is read: a higher one is named as such.
+inline JsonKind<int> FormatVersionKind(int newest)
+{
+    return ValueKind<int>(
+        std::to_string(newest) + "; a newer version of this program reads more",
+        [newest](const cJSON& json, int& out) -> std::string {
+            if (cJSON_IsNumber(&json) != 0 && json.valuedouble > newest) {
+                return "was made by a newer version of this program";
+            }
+            out = newest;
+            return WrongWholeNumber(json, newest, newest);
+        },
+        [](int version) { return Json(cJSON_CreateNumber(version)); });
+}
+
 // A text that stands for a T: parse as read of ValueKind, and print as the way back. What parse returns for a secret
 // must not hold the text.
 template <typename T>

@@ -26,7 +26,7 @@ struct Payload {
 const JsonKeys<Payload>& PayloadKeys()
 {
     static const JsonKeys<Payload> keys({
-        {"version", WholeNumberKind<int>(1, 1), &Payload::version, Required()},
+        {"version", FormatVersionKind(1), &Payload::version, Required()},
         {"device_certificate", TextKind("X.509 in PEM"), &Payload::device, Required()},
         {"account_certificate", TextKind("X.509 in PEM"), &Payload::account, Required()},
         {"link_keys", LinkKeyRecordKeys(), &Payload::linkKeys, Required()},
@@ -178,9 +178,6 @@ SecretText PrintAnswer(const EnrolmentAnswer& answer)
 
 Result<EnrolmentAnswer> ParseAnswer(const std::string& json)
 {
-    if (auto version = CheckFormatVersion(json, WHAT); !version) {
-        return Failure(std::move(version).error());
-    }
     auto payload = PayloadKeys().Parse(json, WHAT);
     if (!payload) {
         return Fail(payload.error().code, payload.error().message + ADMIT_AGAIN);

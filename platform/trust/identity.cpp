@@ -10,6 +10,7 @@
 #include <optional>
 
 #include "platform/base/files.h"
+#include "platform/base/hex.h"
 #include "platform/trust/identity_files.h"
 #include "platform/trust/link_key_file.h"
 #include "platform/trust/openssl_util.h"

@@ -10,6 +10,7 @@
 #include <system_error>
 
 #include "platform/base/files.h"
+#include "platform/base/hex.h"
 #include "platform/trust/openssl_util.h"
 
 namespace Vexo::Trust {
@@ -17,7 +18,6 @@ namespace Vexo::Trust {
 namespace {
 
 constexpr size_t MAX_FILE_SIZE = 64 * 1024;
-constexpr size_t ID_LENGTH = 64;
 constexpr mode_t OTHERS = S_IRWXG | S_IRWXO;
 constexpr uid_t ROOT = 0;
 constexpr mode_t CERTIFICATE_MODE = 0644;
@@ -85,7 +85,7 @@ Result<UniqueFd> LockIdentityFolder(const std::filesystem::path& folder, FolderL
 
 Result<std::string> ReadDeviceIdFile(const std::filesystem::path& file)
 {
-    auto text = ReadWholeFile(file, 2 * ID_LENGTH);
+    auto text = ReadWholeFile(file, 2 * ID_CHARACTERS);
     if (!text) {
         return Fail(text.error().code, text.error().message + DOCTOR_KNOWS);
     }
@@ -93,7 +93,7 @@ Result<std::string> ReadDeviceIdFile(const std::filesystem::path& file)
     if (id.ends_with('\n')) {
         id.pop_back();
     }
-    if (id.size() != ID_LENGTH || id.find_first_not_of("0123456789abcdef") != std::string::npos) {
+    if (!IsHexId(id)) {
         return Fail(ErrorCode::MALFORMED, file.string() + ": not a device id of 64 hex characters" + DOCTOR_KNOWS);
     }
     return id;

@@ -7,6 +7,7 @@
 #include <openssl/rand.h>
 
 #include "platform/base/check.h"
+#include "platform/base/hex.h"
 #include "platform/trust/openssl_util.h"
 
 namespace Vexo::Trust {

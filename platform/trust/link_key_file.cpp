@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "platform/base/hex.h"
 #include "platform/base/json.h"
 #include "platform/trust/identity_files.h"
 #include "platform/trust/openssl_util.h"
@@ -12,27 +13,18 @@ namespace Vexo::Trust {
 namespace {
 
 constexpr int FORMAT_VERSION = 1;
-constexpr size_t ID_CHARACTERS = 64;
 constexpr int64_t LAST_SECOND = 253'402'300'799;  // the end of the year 9999
-constexpr const char* HEX_DIGITS = "0123456789abcdef";
-
-bool IsHex(const std::string& text, size_t length)
-{
-    return text.size() == length && text.find_first_not_of(HEX_DIGITS) == std::string::npos;
-}
 
 JsonKind<SecretBytes> SecretKind()
 {
     return Secret(ParsedTextKind<SecretBytes>(
         "64 hex characters",
         [](const std::string& text, SecretBytes& out) {
-            if (!IsHex(text, 2 * LINK_KEY_BYTES)) {
+            const SecretText bytes{BytesOfHex(text)};
+            if (bytes.text.size() != out.size()) {
                 return "is no key";
             }
-            for (size_t i = 0; i < out.size(); ++i) {
-                const auto digit = [&](size_t at) { return std::string_view(HEX_DIGITS).find(text[at]); };
-                out[i] = static_cast<uint8_t>(digit(2 * i) << 4U | digit(2 * i + 1));
-            }
+            std::copy(bytes.text.begin(), bytes.text.end(), out.begin());
             return "";
         },
         [](const SecretBytes& bytes) { return HexOf(bytes); }));
@@ -41,7 +33,7 @@ JsonKind<SecretBytes> SecretKind()
 JsonKind<std::string> IdKind()
 {
     return TextKind("64 hex characters",
-                    [](const std::string& text) { return IsHex(text, ID_CHARACTERS) ? "" : "is no id"; });
+                    [](const std::string& text) { return IsHexId(text) ? "" : "is no id"; });
 }
 
 std::string WrongPrevious(const LinkKeyRecord& record)
@@ -84,7 +76,7 @@ const JsonKeys<LinkKeyRecord>& LinkKeyRecordKeys()
     using Record = LinkKeyRecord;
     static const JsonKeys<Record> keys(
         {
-            {"version", WholeNumberKind<int>(FORMAT_VERSION, FORMAT_VERSION), &Record::version, Required()},
+            {"version", FormatVersionKind(FORMAT_VERSION), &Record::version, Required()},
             {"account", IdKind(), &Record::account, Required()},
             {"number", WholeNumberKind<uint32_t>(1, LAST_NUMBER),
              [](Record& record) -> uint32_t& { return record.current.number; }, Required()},
@@ -100,25 +92,11 @@ const JsonKeys<LinkKeyRecord>& LinkKeyRecordKeys()
     return keys;
 }
 
-Result<void> CheckFormatVersion(const std::string& text, const std::string& name)
-{
-    const auto json = ParseWholeJson(text);
-    const cJSON* const version = json ? cJSON_GetObjectItemCaseSensitive(json.value().get(), "version") : nullptr;
-    if (cJSON_IsNumber(version) == 0 || version->valuedouble <= FORMAT_VERSION) {
-        return {};
-    }
-    return Fail(ErrorCode::INVALID_ARGUMENT,
-                name + ": made by a newer version of this program; install that version or a later one here");
-}
-
 Result<LinkKeyRecord> ReadLinkKeyFile(const std::filesystem::path& file)
 {
     const auto text = ReadSecretFile(file);
     if (!text) {
         return Failure(text.error());
-    }
-    if (auto version = CheckFormatVersion(text.value().text, file.string()); !version) {
-        return Failure(std::move(version).error());
     }
     auto record = LinkKeyRecordKeys().Parse(text.value().text, file.string());
     return record ? record : Fail(record.error().code, record.error().message + DOCTOR_KNOWS);

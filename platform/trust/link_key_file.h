@@ -25,10 +25,6 @@ struct LinkKeyRecord {
 LinkKeyRecord RecordOf(const LinkKeys& keys, const std::string& account);
 const JsonKeys<LinkKeyRecord>& LinkKeyRecordKeys();
 
-// INVALID_ARGUMENT for a JSON text whose version is above 1, with what to do; name stands before it. Every other text
-// is left to the table of its keys.
-[[nodiscard]] Result<void> CheckFormatVersion(const std::string& text, const std::string& name);
-
 // Checked as the other secrets are (identity_files.h), and for its format.
 [[nodiscard]] Result<LinkKeyRecord> ReadLinkKeyFile(const std::filesystem::path& file);
 [[nodiscard]] Result<void> WriteLinkKeyFile(const std::filesystem::path& file, const LinkKeyRecord& record);

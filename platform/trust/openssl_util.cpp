@@ -33,17 +33,6 @@ std::string OpenSslReason()
     return reason != nullptr ? reason : "no reason given";
 }
 
-std::string HexOf(std::span<const uint8_t> bytes)
-{
-    constexpr const char* DIGITS = "0123456789abcdef";
-    std::string text;
-    for (const uint8_t byte : bytes) {
-        text += DIGITS[byte >> 4U];
-        text += DIGITS[byte & 0xFU];
-    }
-    return text;
-}
-
 OpenSslPtr<BIO> ReaderOf(const std::string& text)
 {
     return OpenSslPtr<BIO>(BIO_new_mem_buf(text.data(), static_cast<int>(text.size())));

@@ -12,7 +12,6 @@
 
 #include <cstdint>
 #include <memory>
-#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -48,9 +47,6 @@ struct SecretText {
 
 // OpenSSL's reason for the last failure on this thread; clears it.
 std::string OpenSslReason();
-
-// Two lower-case hex characters a byte.
-std::string HexOf(std::span<const uint8_t> bytes);
 
 // Reads from the text, which must outlive it. Null only when memory is short.
 OpenSslPtr<BIO> ReaderOf(const std::string& text);

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "platform/base/clock.h"
+#include "platform/base/hex.h"
 #include "platform/base/text.h"
 #include "tools/distnetctl/printable.h"
 
@@ -10,7 +11,7 @@ namespace Vexo::Ctl {
 
 bool IsNetworkId(const std::string& word)
 {
-    return word.size() == 64 && word.find_first_not_of("0123456789abcdef") == std::string::npos;
+    return IsHexId(word);
 }
 
 Result<Peer> ResolvePeer(const std::string& word, const std::vector<Peer>& peers)

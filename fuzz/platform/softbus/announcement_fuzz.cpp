@@ -1,5 +1,6 @@
 // The file by which a device announces itself in a shared folder.
 #include "fuzz/fuzz_target.h"
+#include "platform/base/hex.h"
 #include "platform/softbus/discovery/announcements.h"
 #include "platform/softbus/link/frame.h"
 

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "platform/base/files.h"
+#include "platform/base/hex.h"
 #include "platform/base/json.h"
 #include "platform/base/utf8.h"
 #include "platform/softbus/link/frame.h"

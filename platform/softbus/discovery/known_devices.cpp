@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "platform/base/clock.h"
+#include "platform/base/hex.h"
 #include "platform/base/json_keys.h"
 #include "platform/softbus/softbus_log.h"
 
@@ -42,19 +43,6 @@ struct FileRecord {
     std::vector<DeviceRecord> devices{};
 };
 
-JsonKind<int> VersionKind()
-{
-    return ValueKind<int>(
-        std::to_string(FORMAT_VERSION),
-        [](const cJSON& json, int&) -> std::string {
-            if (cJSON_IsNumber(&json) != 0 && json.valuedouble > FORMAT_VERSION) {
-                return "was written by a newer version of this program";
-            }
-            return WrongWholeNumber(json, FORMAT_VERSION, FORMAT_VERSION);
-        },
-        [](int version) { return Json(cJSON_CreateNumber(version)); });
-}
-
 JsonKind<std::string> IdKind()
 {
     return TextKind("64 lower-case hex characters",
@@ -85,7 +73,7 @@ const JsonKeys<FileRecord>& FileKeys()
         {"addresses", ListKind(address, "a list of addresses"), &Device::addresses, Required()},
     });
     static const JsonKeys<FileRecord> file({
-        {"version", VersionKind(), &FileRecord::version, Required()},
+        {"version", FormatVersionKind(FORMAT_VERSION), &FileRecord::version, Required()},
         {"account", IdKind(), &FileRecord::account, Required()},
         {"devices", ListKind(device, "a list of devices"), &FileRecord::devices, Required()},
     });

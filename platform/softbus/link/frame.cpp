@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "platform/base/hex.h"
 #include "platform/base/utf8.h"
 
 namespace Vexo::SoftBus {
@@ -27,7 +28,6 @@ constexpr KindRule KIND_RULES[] = {
 // A declared length is only a claim: memory beyond this is taken as the bytes arrive.
 constexpr size_t PAYLOAD_RESERVE_BYTES = 64 * 1024;
 
-constexpr size_t ID_CHARACTERS = NETWORK_ID_BUF_LEN - 1;
 constexpr size_t MAX_TEXT = 255;
 constexpr int64_t MAX_CLOCK_MS = 253'402'300'799'999;  // the end of the year 9999
 
@@ -272,13 +272,6 @@ Result<int32_t> DecodeOpened(std::string_view payload)
         return Fail(ErrorCode::MALFORMED, "OPENED does not hold 0 or a negative result");
     }
     return result;
-}
-
-bool IsHexId(std::string_view text)
-{
-    return text.size() == ID_CHARACTERS && std::all_of(text.begin(), text.end(), [](char c) {
-               return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f');
-           });
 }
 
 }  // namespace Vexo::SoftBus

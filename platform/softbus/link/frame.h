@@ -84,7 +84,4 @@ std::string EncodeOpen(const Open& open);
 std::string EncodeOpened(int32_t result);
 [[nodiscard]] Result<int32_t> DecodeOpened(std::string_view payload);
 
-// Whether text is 64 lower-case hex characters, as network ids and device ids are.
-bool IsHexId(std::string_view text);
-
 }  // namespace Vexo::SoftBus

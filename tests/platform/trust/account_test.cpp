@@ -108,7 +108,7 @@ TEST_F(AccountTest, RefusesAnswersThatDoNotFitTheDevice)
         {sealed(text, stolen.account.get(), otherKey.get()), UNTRUSTED, "not signed by the account that it names"},
         {SealAnswer(mixed, otherKey.get()).value(), UNTRUSTED, "link keys are of another account"},
         {SealAnswer(stolen, otherKey.get()).value(), UNTRUSTED, "not signed by this account"},
-        {changed("\"version\":\t1", "\"version\":\t2, \"more\": 1"), INVALID_ARGUMENT, "newer version"},
+        {changed("\"version\":\t1", "\"version\":\t2, \"more\": 1"), MALFORMED, "newer version"},
         {changed("\"device_certificate\"", "\"certificate\""), MALFORMED, "answer: certificate: unknown"},
         {changed("-----BEGIN", "-----"), MALFORMED, "damaged"},
         {devices.Answer("tablet", "laptop"), UNTRUSTED, "another device's key"},

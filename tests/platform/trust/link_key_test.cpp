@@ -3,6 +3,7 @@
 #include <numeric>
 #include <regex>
 
+#include "platform/base/hex.h"
 #include "platform/trust/link_key_file.h"
 #include "platform/trust/preamble.h"
 #include "tests/platform/trust/trust_fixture.h"
