@@ -1,0 +1,50 @@
+// AnnouncementChannel: one way in which devices announce themselves to others nearby and hear of them: a folder that
+// they share (folder_channel.h), DNS-SD on the LAN (a backend's). What is announced is a token
+// (trust/announcement_tokens.h) and where the device listens. An announcement is only a hint where to try: the
+// handshake decides who is there.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/base/result.h"
+#include "platform/softbus/transport/transport.h"
+
+namespace Vexo::SoftBus {
+
+struct Announcement {
+    std::string token;                   // Trust::TOKEN_BYTES
+    std::vector<PeerAddress> addresses;  // where the device listens; all of one transport
+
+    bool operator==(const Announcement&) const = default;
+};
+
+class AnnouncementChannel {
+public:
+    // Another device's announcement came or changed, or is gone (nothing). name: what the channel calls it while it
+    // lasts; no other has it. On a thread of the channel, one call at a time; must not block.
+    using Heard = std::function<void(const std::string& name, const std::optional<Announcement>& announcement)>;
+    // Whether a token is of this account, so that the channel spends nothing on others. Any thread.
+    using IsOurs = std::function<bool(const std::string& token)>;
+
+    virtual ~AnnouncementChannel() = default;
+
+    virtual std::string Name() const = 0;  // "dns-sd", for logs
+
+    // Announces token, reports what is there, and listens. Blocks for a short time. An error says why this channel
+    // cannot be used at all; what may come back by itself (a daemon that is not running) is none. Once.
+    [[nodiscard]] virtual Result<void> Start(const std::string& token, IsOurs isOurs, Heard heard) = 0;
+    // Announces this token from now on, before the announcement of the one before ends. Does not block.
+    virtual void Announce(const std::string& token) = 0;
+    // Ends the announcement and listening, within a second. No callback runs after it returns. Idempotent; the
+    // destructor does it too.
+    virtual void Withdraw() = 0;
+};
+
+// Makes a channel that announces a device which listens there over TCP ("0.0.0.0:40117": on all its interfaces).
+using AnnouncementChannelFactory = std::function<std::unique_ptr<AnnouncementChannel>(const std::string& listening)>;
+
+}  // namespace Vexo::SoftBus
