@@ -13,13 +13,6 @@ namespace {
 
 using namespace std::chrono_literals;
 
-LinkKey CountingKey(uint32_t number, uint8_t first)
-{
-    LinkKey key{number};
-    std::iota(key.bytes.begin(), key.bytes.end(), first);
-    return key;
-}
-
 TEST(LinkKeyTest, EachPurposeHasAKeyOfItsOwnByHkdf)
 {
     // openssl kdf -keylen 32 -kdfopt digest:SHA256 -kdfopt hexkey:000102…1f -kdfopt info:PURPOSE HKDF
@@ -29,13 +22,6 @@ TEST(LinkKeyTest, EachPurposeHasAKeyOfItsOwnByHkdf)
               "37ad29109f43265287804b674e2653d0a513718907f97fca97c95bded8104bbf");
     EXPECT_EQ(FingerprintOf(CountingKey(1, 0)), "a39082b4");
 }
-
-// A clock that shows one date.
-struct Calendar : Clock {
-    SteadyTime Now() const override { return {}; }
-    WallTime WallNow() const override { return date; }
-    WallTime date;
-};
 
 TEST(LinkKeyTest, PreviousKeyIsKeptAndProvesMembershipUntilItsDate)
 {

@@ -5,15 +5,33 @@
 
 #include <ctime>
 #include <filesystem>
+#include <numeric>
 #include <string>
 
+#include "platform/base/clock.h"
 #include "platform/base/files.h"
 #include "platform/trust/account.h"
 #include "platform/trust/identity_files.h"
+#include "platform/trust/link_key.h"
 #include "platform/trust/openssl_util.h"
 #include "tests/support/temp_folder.h"
 
 namespace Vexo::Trust::Tests {
+
+// The bytes first, first + 1, and so on.
+inline LinkKey CountingKey(uint32_t number, uint8_t first)
+{
+    LinkKey key{number};
+    std::iota(key.bytes.begin(), key.bytes.end(), first);
+    return key;
+}
+
+// A clock that shows one date.
+struct Calendar : Clock {
+    SteadyTime Now() const override { return {}; }
+    WallTime WallNow() const override { return date; }
+    WallTime date;
+};
 
 // The same certificate signed anew, with a validity that ends at notAfter.
 inline Certificate EndingAt(X509* certificate, EVP_PKEY* accountKey, std::time_t notAfter)

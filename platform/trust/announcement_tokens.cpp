@@ -1,0 +1,125 @@
+#include "platform/trust/announcement_tokens.h"
+
+#include <array>
+#include <cstdint>
+#include <cstdlib>
+#include <ratio>
+#include <utility>
+
+#include "platform/base/check.h"
+#include "platform/base/hex.h"
+#include "platform/trust/hmac.h"
+
+namespace Vexo::Trust {
+
+namespace {
+
+constexpr std::string_view PURPOSE_PREFIX = "distnet announcement ";
+constexpr size_t TAG_BYTES = TOKEN_BYTES - TOKEN_ID_BYTES;
+constexpr size_t ID_START_CHARACTERS = 2 * TOKEN_ID_BYTES;
+// What a hash is for is its first byte.
+constexpr std::string_view FOR_TAG = "\x01";
+constexpr std::string_view FOR_MASK = "\x02";
+using Periods = std::chrono::duration<int64_t, std::ratio<15 * 60>>;
+static_assert(Periods(1) == TOKEN_PERIOD);
+// In periods.
+constexpr int64_t NEIGHBOURS = 1;
+constexpr int64_t MAX_DIFFERENCE = MAX_TOKEN_CLOCK_DIFFERENCE / TOKEN_PERIOD;
+
+std::string LittleEndian(int64_t period)
+{
+    std::string bytes;
+    for (auto rest = static_cast<uint64_t>(period); bytes.size() < sizeof(rest); rest >>= 8U) {
+        bytes += static_cast<char>(rest & 0xFFU);
+    }
+    return bytes;
+}
+
+// Empty only when memory is short, as MaskedId.
+std::string TagOf(const Hmac& hmac, const std::string& period, std::string_view id)
+{
+    return hmac.Of({FOR_TAG, period, id}).substr(0, TAG_BYTES);
+}
+
+// Hides an id, and uncovers a hidden one.
+std::string MaskedId(const Hmac& hmac, const std::string& period, std::string_view tag, std::string_view id)
+{
+    std::string masked = hmac.Of({FOR_MASK, period, tag}).substr(0, TOKEN_ID_BYTES);
+    for (size_t i = 0; i < masked.size(); ++i) {
+        masked[i] = static_cast<char>(masked[i] ^ id[i]);
+    }
+    return masked;
+}
+
+class HmacTokens final : public AnnouncementTokens {
+public:
+    HmacTokens(LinkHmacs hmacs, const Clock& clock) : hmacs_(std::move(hmacs)), clock_(clock) {}
+
+    std::string MakeToken(std::string_view networkId) const override
+    {
+        DISTNET_ASSERT(IsHexId(networkId), "a token is made for a network id");
+        const std::string id = BytesOfHex(networkId.substr(0, ID_START_CHARACTERS));
+        const std::string period = LittleEndian(PeriodNow());
+        const std::string tag = TagOf(hmacs_.Current(), period, id);
+        const std::string masked = MaskedId(hmacs_.Current(), period, tag, id);
+        return tag.empty() || masked.empty() ? "" : tag + masked;
+    }
+
+    std::optional<TokenOwner> Read(std::string_view token) const override { return ReadWithin(token, NEIGHBOURS); }
+
+    std::optional<TokenOwner> ReadOfAnyClock(std::string_view token) const override
+    {
+        return ReadWithin(token, MAX_DIFFERENCE);
+    }
+
+private:
+    int64_t PeriodNow() const { return std::chrono::floor<Periods>(clock_.WallNow().time_since_epoch()).count(); }
+
+    // Tries the nearest periods first.
+    std::optional<TokenOwner> ReadWithin(std::string_view token, int64_t difference) const
+    {
+        if (token.size() != TOKEN_BYTES) {
+            return std::nullopt;
+        }
+        const int64_t now = PeriodNow();
+        const std::array<const Hmac*, 2> keys{&hmacs_.Current(), hmacs_.Previous()};
+        for (int64_t step = 0; step <= 2 * difference; ++step) {
+            const int64_t ahead = step % 2 == 0 ? step / 2 : -(step + 1) / 2;
+            const std::string period = LittleEndian(now + ahead);
+            for (const Hmac* const key : keys) {
+                const std::string id = key != nullptr ? IdIn(token, period, *key) : "";
+                if (!id.empty()) {
+                    return TokenOwner{HexOf({reinterpret_cast<const uint8_t*>(id.data()), id.size()}),
+                                      std::abs(ahead) > NEIGHBOURS ? ahead * TOKEN_PERIOD : std::chrono::minutes(0)};
+                }
+            }
+        }
+        return std::nullopt;
+    }
+
+    // Empty when the token was not made in that period with that key.
+    static std::string IdIn(std::string_view token, const std::string& period, const Hmac& key)
+    {
+        const std::string_view tag = token.substr(0, TAG_BYTES);
+        std::string id = MaskedId(key, period, tag, token.substr(TAG_BYTES));
+        return TagOf(key, period, id) == tag ? id : "";
+    }
+
+    const LinkHmacs hmacs_;
+    const Clock& clock_;
+};
+
+}  // namespace
+
+Result<std::shared_ptr<const AnnouncementTokens>> AnnouncementTokens::Make(const LinkKeys& keys,
+                                                                           std::string_view transport,
+                                                                           const Clock& clock)
+{
+    Result<LinkHmacs> hmacs = LinkHmacs::Make(keys, std::string(PURPOSE_PREFIX).append(transport), clock);
+    if (!hmacs) {
+        return Failure(std::move(hmacs).error());
+    }
+    return std::make_shared<const HmacTokens>(std::move(hmacs.value()), clock);
+}
+
+}  // namespace Vexo::Trust
