@@ -7,28 +7,13 @@
 #include <array>
 #include <asio/post.hpp>
 #include <cerrno>
-#include <cstring>
 
-#include "platform/base/text.h"
 #include "platform/dfx/guard.h"
 #include "platform/dfx/trace.h"
 #include "platform/softbus/link/socket_bio.h"
 #include "platform/softbus/softbus_log.h"
 
 namespace Vexo::SoftBus {
-
-namespace {
-
-constexpr size_t RECORD_BYTES = 16 * 1024;  // the most that one TLS record carries (RFC 8446, 5.1)
-// What one link may read before the others get their turn.
-constexpr int RECORDS_PER_TURN = 16;
-
-std::string SystemError(int error)
-{
-    return error == 0 ? "the peer went away" : std::strerror(error);
-}
-
-}  // namespace
 
 std::shared_ptr<Link> Link::MakeClient(asio::io_context& reactor, UniqueFd stream, const Setup& setup,
                                        const std::string& peerNetworkId)
@@ -396,138 +381,6 @@ bool Link::WriteChunk()
         End(LinkEnd::BROKEN, SystemError(systemError));
     }
     return false;
-}
-
-// --- ends ---
-
-void Link::Close()
-{
-    if (state_ == State::PREAMBLE || state_ == State::HANDSHAKE) {
-        Abort();
-        return;
-    }
-    if (state_ != State::READY) {
-        return;
-    }
-    state_ = State::CLOSING;
-    owner_.reset();
-    SetDeadline(CLOSE_LIMIT);
-    queue_.PushLast(FrameKind::CLOSE);
-    asio::post(reactor_, [self = shared_from_this()] {
-        self->WriteSome();
-        // A peer that keeps sending must not be blocked by our not reading while we write our last.
-        self->WaitReadable();
-    });
-}
-
-// Everything queued is with the kernel: close_notify, and no more.
-void Link::SayGoodbye()
-{
-    ERR_clear_error();
-    const int result = SSL_shutdown(ssl_.get());
-    if (result < 0 && SSL_get_error(ssl_.get(), result) == SSL_ERROR_WANT_WRITE) {
-        WaitWritable();
-        return;
-    }
-    StartLinger();
-}
-
-// Closing a socket that holds unread bytes resets the connection, and the peer would lose what it has not read yet. So:
-// say that nothing more comes, and read until the peer has closed its side too.
-void Link::StartLinger()
-{
-    state_ = State::LINGERING;
-    ::shutdown(socket_.native_handle(), SHUT_WR);
-    Discard();
-}
-
-void Link::Discard()
-{
-    std::array<char, RECORD_BYTES> buffer;  // NOLINT(cppcoreguidelines-pro-type-member-init): the kernel fills it
-    for (int record = 0; record < RECORDS_PER_TURN; ++record) {
-        const ssize_t got = ::recv(socket_.native_handle(), buffer.data(), buffer.size(), 0);
-        if (got < 0 && (errno == EAGAIN || errno == EWOULDBLOCK || errno == EINTR)) {
-            break;
-        }
-        if (got <= 0) {
-            // While CLOSING the peer may have shut its sending side only: what is queued still goes out.
-            if (got < 0 || state_ == State::LINGERING) {
-                Release();
-            }
-            return;
-        }
-    }
-    WaitReadable();
-}
-
-void Link::Abort()
-{
-    owner_.reset();
-    Release();
-}
-
-void Link::EndByTls(int sslError, int systemError)
-{
-    if (sslError == SSL_ERROR_ZERO_RETURN) {
-        End(LinkEnd::CLOSED, "closed by the peer");
-    } else if (role_ == Role::CLIENT && state_ == State::HANDSHAKE &&
-               SSL_get_state(ssl_.get()) == TLS_ST_CW_CLNT_HELLO) {
-        End(LinkEnd::REFUSED,
-            "it closed the connection at this device's proof: it is of another account, or enrolled anew");
-    } else if (sslError != SSL_ERROR_SSL) {
-        End(LinkEnd::BROKEN, SystemError(systemError));
-    } else if (ERR_GET_REASON(ERR_peek_error()) == SSL_R_UNEXPECTED_EOF_WHILE_READING) {
-        End(LinkEnd::BROKEN, SystemError(0));
-    } else {
-        // In TLS 1.3 a client learns only after its handshake that the server did not accept its certificate.
-        End(firstFrameSeen_ ? LinkEnd::BROKEN : LinkEnd::REFUSED, tls_->DescribeFailure(ssl_.get()));
-    }
-}
-
-void Link::Refuse(const std::string& why)
-{
-    QuviewDFX::LogWarn(LOG_SOFTBUS, "link with %{public}s ended: %{public}s", ShortId(peerNetworkId_), why);
-    End(LinkEnd::REFUSED, why);
-}
-
-void Link::End(LinkEnd end, const std::string& why)
-{
-    const std::shared_ptr<LinkOwner> owner = std::move(owner_);
-    owner_.reset();
-    if (end == LinkEnd::REFUSED && state_ != State::ENDED) {
-        // The alert that tells the peer why has been sent; it must arrive.
-        queue_.Close();
-        ssl_.reset();
-        SetDeadline(CLOSE_LIMIT);
-        StartLinger();
-    } else {
-        Release();
-    }
-    if (owner) {
-        owner->OnEnded(end, why);
-    }
-}
-
-void Link::Release()
-{
-    if (state_ == State::ENDED) {
-        return;
-    }
-    // OpenSSL takes a connection that ends without close_notify for one whose session must not be resumed. Frames say
-    // where a conversation ends, so nothing can be cut off unnoticed and the ticket stays good.
-    if (state_ != State::PREAMBLE && state_ != State::HANDSHAKE && ssl_) {
-        SSL_set_shutdown(ssl_.get(), SSL_SENT_SHUTDOWN | SSL_RECEIVED_SHUTDOWN);
-    }
-    FinishAsyncTrace(TRACE_TAG_PLATFORM, SpanName::HANDSHAKE, socket_.native_handle());
-    state_ = State::ENDED;
-    queue_.Close();
-    Established();
-    asio::error_code ignored;
-    socket_.close(ignored);
-    ssl_.reset();
-    writing_ = {};
-    unread_ = {};
-    written_ = 0;
 }
 
 }  // namespace Vexo::SoftBus

@@ -98,6 +98,13 @@ public:
 private:
     enum class State { PREAMBLE, HANDSHAKE, READY, CLOSING, LINGERING, ENDED };
 
+    static constexpr size_t RECORD_BYTES = 16 * 1024;  // the most that one TLS record carries (RFC 8446, 5.1)
+    // What one link may read before the others get their turn.
+    static constexpr int RECORDS_PER_TURN = 16;
+
+    // The text for an errno value; 0: the stream ended.
+    static std::string SystemError(int error);
+
     Link(asio::io_context& reactor, UniqueFd stream, Role role, const Setup& setup, Trust::SslPtr ssl);
 
     void ReadChallenge();
