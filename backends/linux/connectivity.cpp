@@ -104,13 +104,13 @@ Connectivity::Connectivity(std::shared_ptr<Bus> bus, PresenceChanged changed, St
                 links_.erase(path);
             }
         });
-    service_ = bus_->OnService(strand_, NETWORK_MANAGER, [this](bool isThere) { Follow(isThere); });
+    service_ = bus_->OnService(strand_, NETWORK_MANAGER, [this](bool hasOwner) { OnServiceOwnerChanged(hasOwner); });
 }
 
-void Connectivity::Follow(bool isThere)
+void Connectivity::OnServiceOwnerChanged(bool hasOwner)
 {
     links_.clear();
-    if (!isThere) {
+    if (!hasOwner) {
         changed_({false, "NetworkManager does not run"});
         // What the machine is connected to may go on, but nobody can say.
         for (auto& [type, state] : told_) {

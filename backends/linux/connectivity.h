@@ -37,7 +37,7 @@ private:
     };
 
     // These run on strand_ only.
-    void Follow(bool isThere);
+    void OnServiceOwnerChanged(bool hasOwner);
     // toldState: what a signal said of it, if one did.
     void ReadDevice(const std::string& path, std::optional<uint32_t> toldState);
     void Note(const std::string& path, EventFwk::NetType type, EventFwk::NetConnState state);

@@ -26,12 +26,12 @@ Power::Power(std::shared_ptr<Bus> bus, PresenceChanged changed, std::function<vo
 {
     properties_ = bus_->OnPropertiesChanged(strand_, BATTERY,
                                             [this](const std::string&, const PropertyMap& battery) { Note(battery); });
-    service_ = bus_->OnService(strand_, SERVICE, [this](bool isThere) { Follow(isThere); });
+    service_ = bus_->OnService(strand_, SERVICE, [this](bool hasOwner) { OnServiceOwnerChanged(hasOwner); });
 }
 
-void Power::Follow(bool isThere)
+void Power::OnServiceOwnerChanged(bool hasOwner)
 {
-    if (!isThere) {
+    if (!hasOwner) {
         // UPower runs once somebody asks it; whoever stops it later means it.
         if (!std::exchange(wasAsked_, true) && bus_->GetProperty<std::string>(DAEMON, VERSION)) {
             return;  // told again, now that it is there

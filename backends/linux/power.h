@@ -20,7 +20,7 @@ public:
 
 private:
     // These run on strand_ only.
-    void Follow(bool isThere);
+    void OnServiceOwnerChanged(bool hasOwner);
     void Note(const PropertyMap& battery);
 
     const std::shared_ptr<Bus> bus_;

@@ -39,15 +39,15 @@ Screen::Screen(std::shared_ptr<Bus> bus, PresenceChanged changed, std::function<
                                              Read();
                                          }
                                      });
-    service_ = bus_->OnService(strand_, SERVICE, [this](bool isThere) { Follow(isThere); });
+    service_ = bus_->OnService(strand_, SERVICE, [this](bool hasOwner) { OnServiceOwnerChanged(hasOwner); });
 }
 
-void Screen::Follow(bool isThere)
+void Screen::OnServiceOwnerChanged(bool hasOwner)
 {
-    if (isThere) {
+    if (hasOwner) {
         Read();
     }
-    changed_({isThere, isThere ? "logind" : "logind does not run"});
+    changed_({hasOwner, hasOwner ? "logind" : "logind does not run"});
 }
 
 void Screen::Read()

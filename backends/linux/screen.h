@@ -21,7 +21,7 @@ public:
 
 private:
     // These run on strand_ only.
-    void Follow(bool isThere);
+    void OnServiceOwnerChanged(bool hasOwner);
     void Read();
     // None when logind does not answer.
     std::optional<bool> IsOn();

@@ -40,7 +40,7 @@ Modems::Modems(std::shared_ptr<Bus> bus, PresenceChanged changed) : bus_(std::mo
                 Reload();
             }
         });
-    service_ = bus_->OnService(strand_, SERVICE, [this](bool isThere) { Follow(isThere); });
+    service_ = bus_->OnService(strand_, SERVICE, [this](bool hasOwner) { OnServiceOwnerChanged(hasOwner); });
 }
 
 void Modems::Stop()
@@ -65,11 +65,11 @@ Result<bool> Modems::AskRadio(const std::string& modem) const
     return IsRadioOn(state.value());
 }
 
-void Modems::Follow(bool isThere)
+void Modems::OnServiceOwnerChanged(bool hasOwner)
 {
-    isThere_ = isThere;
+    isThere_ = hasOwner;
     version_.clear();
-    if (isThere) {
+    if (hasOwner) {
         const Result<std::string> version = AwaitVersion(*bus_, {SERVICE, ROOT, SERVICE}, "Version");
         version_ = version ? " " + version.value() : "";
     }

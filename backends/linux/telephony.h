@@ -34,7 +34,7 @@ public:
 
 private:
     // These run on strand_ only.
-    void Follow(bool isThere);
+    void OnServiceOwnerChanged(bool hasOwner);
     void Reload();
 
     const std::shared_ptr<Bus> bus_;
