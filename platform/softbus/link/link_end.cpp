@@ -92,7 +92,8 @@ void Link::EndByTls(int sslError, int systemError)
     } else if (role_ == Role::CLIENT && state_ == State::HANDSHAKE &&
                SSL_get_state(ssl_.get()) == TLS_ST_CW_CLNT_HELLO) {
         End(LinkEnd::REFUSED,
-            "it closed the connection at this device's proof: it is of another account, or enrolled anew");
+            "it closed the connection instead of answering this device's proof: it belongs to another account, was "
+            "enrolled again, is stopping or has no room");
     } else if (sslError != SSL_ERROR_SSL) {
         End(LinkEnd::BROKEN, SystemError(systemError));
     } else if (ERR_GET_REASON(ERR_peek_error()) == SSL_R_UNEXPECTED_EOF_WHILE_READING) {
