@@ -70,7 +70,7 @@ TEST_F(LogTest, StandardErrorGetsOneLineARecordWhateverItHolds)
     };
     const std::string hostile = "a\nb\x1B[2J";
     const auto log = [&] { LogError(LABEL, " name %{public}s", hostile); };
-    setenv("TZ", "XXX-05:30", 1);
+    setenv("TZ", "IST-05:30", 1);
     tzset();
     constexpr const char* EXPECTED =
         "20[0-9]+-[0-9]+-[0-9]+T[0-9]+:[0-9]+:[0-9]+\\.[0-9]+\\+05:30 E Test: name a.x0ab.x1b\\[2J\n";
