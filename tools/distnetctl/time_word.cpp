@@ -11,11 +11,10 @@ namespace Vexo::Ctl {
 namespace {
 
 using std::chrono::system_clock;
-using Time = system_clock::time_point;
 
 constexpr int MAX_DIGITS = 6;  // of a number of units: more would be older than any event
 
-std::optional<Time> Ago(const std::string& word, Time now)
+std::optional<WallTime> Ago(const std::string& word, WallTime now)
 {
     static const std::regex FORM("(\\d+)([smhdw])( ago)?");
     std::smatch parts;
@@ -31,7 +30,7 @@ std::optional<Time> Ago(const std::string& word, Time now)
     return now - unit * std::stol(parts[1]);
 }
 
-std::optional<Time> Midnight(const std::string& word, Time now)
+std::optional<WallTime> Midnight(const std::string& word, WallTime now)
 {
     if (word != "today" && word != "yesterday") {
         return std::nullopt;
@@ -47,13 +46,13 @@ std::optional<Time> Midnight(const std::string& word, Time now)
 
 }  // namespace
 
-Result<Time> ParseTime(const std::string& word, Time now)
+Result<WallTime> ParseTime(const std::string& word, WallTime now)
 {
     if (word == "now") {
         return now;
     }
-    for (const std::optional<Time>& time :
-         {Ago(word, now), Midnight(word, now), std::optional<Time>(QuviewDFX::ParseRfc3339(word))}) {
+    for (const std::optional<WallTime>& time :
+         {Ago(word, now), Midnight(word, now), std::optional<WallTime>(QuviewDFX::ParseRfc3339(word))}) {
         if (time) {
             return *time;
         }
@@ -64,7 +63,7 @@ Result<Time> ParseTime(const std::string& word, Time now)
                     "2026-11-21T12:08:06Z)");
 }
 
-std::string LocalText(Time time, const char* format)
+std::string LocalText(WallTime time, const char* format)
 {
     const std::time_t seconds = system_clock::to_time_t(time);
     std::tm parts{};

@@ -2,19 +2,18 @@
 // the local time zone; any thread.
 #pragma once
 
-#include <chrono>
 #include <string>
 
+#include "platform/base/clock.h"
 #include "platform/base/result.h"
 
 namespace Vexo::Ctl {
 
 // "30s", "10m", "2h", "1d", "2w", each with or without " ago"; "now", "today" and "yesterday" (from midnight, local
 // time); or RFC 3339 with date, time and offset. The error says what is allowed.
-[[nodiscard]] Result<std::chrono::system_clock::time_point> ParseTime(const std::string& word,
-                                                                      std::chrono::system_clock::time_point now);
+[[nodiscard]] Result<WallTime> ParseTime(const std::string& word, WallTime now);
 
 // In local time, in the form of strftime(3).
-std::string LocalText(std::chrono::system_clock::time_point time, const char* format);
+std::string LocalText(WallTime time, const char* format);
 
 }  // namespace Vexo::Ctl

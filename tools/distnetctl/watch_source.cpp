@@ -9,8 +9,7 @@
 
 namespace Vexo::Ctl {
 
-WatchSource::WatchSource(std::string socket, std::chrono::milliseconds limit,
-                         std::chrono::system_clock::time_point since)
+WatchSource::WatchSource(std::string socket, std::chrono::milliseconds limit, WallTime since)
     : socket_(std::move(socket)), limit_(limit), since_(since)
 {
 }

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "client/distnet_client.h"
+#include "platform/base/clock.h"
 #include "tools/distnetctl/event_reader.h"
 #include "tools/distnetctl/peers.h"
 
@@ -15,7 +16,7 @@ namespace Vexo::Ctl {
 
 // How things stood at one look. Texts are printable, but for those of events.
 struct Snapshot {
-    std::chrono::system_clock::time_point time;
+    WallTime time;
     Client::CallResult call;  // when it did not succeed, nothing below but the events counts
     Host::HostStatus status;
     Host::HostCounts counts;
@@ -28,7 +29,7 @@ inline constexpr size_t MAX_WATCHED_EVENTS = 100;
 class WatchSource {
 public:
     // since: events before it do not count.
-    WatchSource(std::string socket, std::chrono::milliseconds limit, std::chrono::system_clock::time_point since);
+    WatchSource(std::string socket, std::chrono::milliseconds limit, WallTime since);
 
     Snapshot Look();
 
@@ -38,7 +39,7 @@ private:
 
     const std::string socket_;
     const std::chrono::milliseconds limit_;
-    const std::chrono::system_clock::time_point since_;
+    const WallTime since_;
     std::unique_ptr<Client::DistNetClient> client_;
     EventReader reader_;
 };

@@ -15,7 +15,6 @@ namespace Vexo::Ctl {
 namespace {
 
 using Style = ScreenLine::Style;
-using TimePoint = std::chrono::system_clock::time_point;
 
 constexpr size_t ROOMY_ROWS = 20;      // fewer: only what changes is shown
 constexpr size_t PEER_ROW_WIDTH = 69;  // narrower: a peer's name and state only
@@ -23,7 +22,7 @@ constexpr const char* AWAY = "away";
 constexpr size_t MAX_VALUE_BYTES = 200;  // of an event's parameter
 
 // "12:08:06", in local time; of an older event than a day "11-20 12:08".
-std::string EventClock(TimePoint time, TimePoint now)
+std::string EventClock(WallTime time, WallTime now)
 {
     return LocalText(time, now - time < std::chrono::hours(24) ? "%H:%M:%S" : "%m-%d %H:%M");
 }
@@ -70,7 +69,7 @@ void AddPeers(const std::vector<Peer>& peers, const ScreenSize& size, size_t row
 }
 
 // rows: at most, the heading included; the newest events are shown.
-void AddEvents(const std::deque<Host::Event>& events, TimePoint now, size_t rows, std::vector<ScreenLine>& picture)
+void AddEvents(const std::deque<Host::Event>& events, WallTime now, size_t rows, std::vector<ScreenLine>& picture)
 {
     if (rows < 2 || events.empty()) {
         return;
@@ -95,7 +94,7 @@ std::string ParametersText(const Host::Event& event)
     return EscapeHidden(text);
 }
 
-std::string ClockText(std::chrono::system_clock::time_point time)
+std::string ClockText(WallTime time)
 {
     return LocalText(time, "%H:%M:%S");
 }

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/base/clock.h"
 #include "tools/distnetctl/screen.h"
 #include "tools/distnetctl/watch_source.h"
 
@@ -15,8 +16,8 @@ namespace Vexo::Ctl {
 
 // What the picture shows beside the last look.
 struct WatchHistory {
-    std::deque<Host::Event> events;                                  // newest last; at most MAX_WATCHED_EVENTS
-    std::optional<std::chrono::system_clock::time_point> awaySince;  // the daemon does not answer
+    std::deque<Host::Event> events;     // newest last; at most MAX_WATCHED_EVENTS
+    std::optional<WallTime> awaySince;  // the daemon does not answer
 
     void Take(const Snapshot& snapshot);
 };
@@ -53,6 +54,6 @@ private:
 std::string ParametersText(const Host::Event& event);
 
 // "12:08:06", local time.
-std::string ClockText(std::chrono::system_clock::time_point time);
+std::string ClockText(WallTime time);
 
 }  // namespace Vexo::Ctl
