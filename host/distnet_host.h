@@ -1,6 +1,6 @@
-// DistNetHost: what the daemon says about itself (ability 1164). It asks the registry and the
-// platform each time and never loads the service. Called on IPC workers, several at once; WaitForWifi and GetEvents do
-// not block, GetChecks blocks on the disk and the radio, the others for no longer than 200 ms.
+// DistNetHost: answers requests about the daemon itself (ability 1164). It queries the registry and the platform for
+// each request and never loads the service. Called on IPC workers, several at once. WaitForWifi and GetEvents do not
+// block, GetChecks blocks on the disk and the radio, the others block for at most 200 ms.
 #pragma once
 
 #include <chrono>
@@ -25,15 +25,16 @@
 
 namespace Vexo::Host {
 
-// What a daemon is, and who knows what of it changes; given once.
+// Where DistNetHost gets its answers from: values for what stays the same, functions for what changes while the daemon
+// runs.
 struct HostFacts {
     Configuration configuration;
     sptr<SystemAbilityManager> abilities;
-    std::function<LinkFacts()> link;  // as of now: the device may be enrolled while the daemon runs
+    std::function<LinkFacts()> link;  // changes when the device is enrolled while the daemon runs
     std::function<Ipc::IpcServerCounts()> ipcCounts;
-    // What the device says of its radios and daemons (host/device.h); may be empty.
+    // The checks of the device's radios and daemons (Device::Checks); may be empty.
     std::function<std::vector<QuviewDFX::HealthCheck>()> deviceChecks;
-    std::function<RadioState()> radio;  // of the Wi-Fi ability, while there is one
+    std::function<RadioState()> radio;  // called only while a Wi-Fi ability is registered
     std::shared_ptr<QuviewDFX::EventFile> events;
     std::shared_ptr<QuviewDFX::TraceRecorder> traces;
 };
@@ -58,14 +59,15 @@ private:
     const HostFacts facts_;
     const std::shared_ptr<ChangeWaits> eventWaits_ = ChangeWaits::Make();
     Mutex mutex_;
-    // Of the radio that was there last: another one has changes of its own.
+    // The Wi-Fi device that wifiWaits_ belongs to. When the radio is replaced, new waits start a new ChangeWaits.
     const Wifi::WifiDevice* waitedFor_ GUARDED_BY(mutex_) = nullptr;
     std::shared_ptr<ChangeWaits> wifiWaits_ GUARDED_BY(mutex_);
     HotspotState hotspot_;
     const SteadyTime started_ = Clock::System().Now();
 };
 
-// What stands behind an ability of that id in a daemon of that platform: "simulated", "platform", "host" or "service".
+// Which part of the program provides this ability: "service", "host", "platform", or else the given platform ("linux"
+// or "simulated").
 std::string BackendOf(int32_t systemAbilityId, const std::string& platform);
 
 }  // namespace Vexo::Host

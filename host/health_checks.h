@@ -25,9 +25,11 @@ inline constexpr std::chrono::seconds CLOCK_TOLERANCE{60};
 
 struct HealthFacts {
     Configuration configuration;
-    std::string networkId;                              // of the identity that the daemon uses
-    std::optional<std::vector<SoftBus::Node>> devices;  // met since start; none: the daemon waits for an enrolment
-    size_t abilities = 0;                               // present now
+    std::string networkId;  // of the identity that the daemon uses
+    // The known devices, online or away; they are kept across restarts. No value while the daemon has no link to other
+    // devices, because it is not enrolled or could not use its enrolment.
+    std::optional<std::vector<SoftBus::Node>> devices;
+    size_t abilities = 0;  // present now
     ServiceLife service = ServiceLife::NOT_LOADED;
     std::filesystem::path serviceLibrary;
     // What the device says of its radios and daemons; empty for a simulated one, whose state file tells.

@@ -101,7 +101,8 @@ struct HostCounts {
     uint64_t Pending() const { return pendingOpens + collaborations + queuedTasks; }
 };
 
-// A device of the account that this device has met, also before the daemon's start.
+// Another device of the account that this device has been connected to. Known devices are kept across restarts of the
+// daemon.
 struct KnownDevice {
     std::string name;
     DeviceType type = DeviceType::UNKNOWN;

@@ -19,7 +19,7 @@ enum class HostInterfaceCode : uint32_t {
     WAIT_FOR_WIFI = 2,  // uint32 attempt, int32 state, uint32 limit in ms  ->  int32 result, string json.
                         //   Answers as soon as attempt or state differ from those given, or at the limit (at most 60 s)
     GET_COUNTS = 3,     // ->  int32 result, string json
-    GET_DEVICES = 4,    // ->  int32 result, string json: every device of the account met since start, online or away
+    GET_DEVICES = 4,    // ->  int32 result, string json: every known device of the account, online or away
     GET_EVENTS = 5,     // uint64 cursor, uint32 limit in ms  ->  int32 result, string json: events that follow the
                         //   cursor. Answers as soon as there are some, at the latest at the limit (at most 60 s)
     START_TRACE = 6,    // uint32 limit in ms, bool detached  ->  int32 result, string json: a recording of spans

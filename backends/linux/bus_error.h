@@ -1,5 +1,5 @@
-// How a D-Bus call failed: from the error's name (sd-bus-errors(3)) to the code that others decide by. Functions
-// without state; any thread; nothing blocks. Who calls: bus.h.
+// Failures of D-Bus calls: translates the name of a D-Bus error (sd-bus-errors(3)) to the ErrorCode that callers check.
+// Functions without state; any thread; nothing blocks. Used by bus.h.
 #pragma once
 
 #include <string>
@@ -12,20 +12,21 @@ class Error;
 
 namespace Vexo::Linux {
 
-// Whether a call failed because nobody answered it. Then nothing is known of what was asked for, and what was ordered
-// may be done or not.
+// Whether a call failed because no answer came. The caller then knows nothing about the state of the service: an
+// operation that it requested may have been carried out or not.
 inline bool IsNoAnswer(const Error& error)
 {
     return error.code == ErrorCode::TIMED_OUT || error.code == ErrorCode::UNAVAILABLE;
 }
 
-// Failures of the bus itself. No answer within the limit:
+// The call was not answered in time. In these functions, what is the text that follows the error's name and a colon.
 Failure NoReply(const std::string& what);
-// There is no bus now:
+// There is no connection to the bus at the moment.
 Failure NoBus(const std::string& what);
-// The name of a failed call's D-Bus error, for people: the rest of the message may repeat what was asked.
-std::string BusErrorName(const Error& error);
-// What a service answered with. what: said after the error's name and a colon.
+// The service answered with this error.
 Failure FailureOf(const sdbus::Error& error, const std::string& what);
+// Only the name of the D-Bus error that made a call fail. For logs and messages: the rest of error.message may repeat
+// the arguments of the call.
+std::string BusErrorName(const Error& error);
 
 }  // namespace Vexo::Linux

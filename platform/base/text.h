@@ -1,4 +1,5 @@
-// Text for people: what they probably meant, and lines that fit their screen. No state; any thread; nothing blocks.
+// Text that people type or read: corrections of misspelt words, short ids, line wrapping, rough durations. Functions
+// without state; any thread; nothing blocks.
 #pragma once
 
 #include <chrono>
@@ -9,20 +10,22 @@
 
 namespace Vexo {
 
-// The candidate that word most likely is a slip of: at most two letters, or a third of the word's if that is more (one
-// in a word of one or two), are missing, added, different or swapped with their neighbour (the optimal string alignment
-// distance). Empty when none is that close; of equally close ones the first. Compares bytes; case is a difference.
+// The candidate closest to word by optimal string alignment distance, where a missing, added, different or swapped
+// letter counts as 1; the first of several that are equally close. Empty when every distance is above the limit: 1 for
+// a word of one or two bytes, 2 for a word of up to eight, else a third of its length. Compares bytes and is
+// case-sensitive.
 std::string ClosestOf(std::string_view word, const std::vector<std::string>& candidates);
 
-// The short form of a network id or device id, for people: "3f91c…d6384". Shorter text as it is.
+// The short form of a network id or device id, for people: "3f91c…d6384". Text of at most 11 bytes is returned whole.
 std::string ShortId(std::string_view id);
-// Whether word is a short form that the id fits: its first and its last characters around "…" or "...", some of each.
+// Whether word is a short form of id: one or more of its first characters, then "…" or "...", then one or more of its
+// last characters.
 bool FitsShortId(std::string_view word, std::string_view id);
 
-// The columns that text takes: its code points (platform/base/utf8.h).
+// How many columns text takes on a terminal: one for each code point (platform/base/utf8.h).
 size_t TextWidth(std::string_view text);
 
-// Text broken at spaces so that no piece is wider than width, where its words allow that.
+// Text broken into lines at spaces. No line is wider than width, except for a single word that is.
 std::vector<std::string> Wrap(const std::string& text, size_t width);
 
 // "41 s", "5 min", "2 h", "3 d": rounded down to the largest unit.

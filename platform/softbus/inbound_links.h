@@ -1,6 +1,7 @@
-// InboundLinks: what connects to this device: the proof that it is of the account (admission.h), the handshake, then a
-// first frame that makes it a presence connection (HELLO) or a session (OPEN). Few handshakes run at once, each for a
-// limited time. The reactor's; nothing blocks.
+// InboundLinks: connections that other devices open to this one. Each passes three steps: the proof that it belongs to
+// the account (admission.h), the TLS handshake, and a first frame that makes it a presence connection (HELLO) or a
+// session (OPEN). The number of handshakes at a time and the time for each are limited. Used on the reactor thread;
+// nothing blocks.
 #pragma once
 
 #include <memory>
@@ -14,7 +15,8 @@
 
 namespace Vexo::SoftBus {
 
-// Of members, whose proof has been checked. Those beyond are closed.
+// How many TLS handshakes may run at a time, in all and from one source. Only connections with an accepted proof get
+// this far; one more than the limit is closed.
 inline constexpr size_t MAX_HANDSHAKES = 256;
 inline constexpr size_t MAX_HANDSHAKES_OF_SOURCE = 128;
 
@@ -23,7 +25,7 @@ public:
     InboundLinks(ReactorContext& context, Presence& presence, Sessions& sessions);
     ~InboundLinks();
 
-    // Before the first stream.
+    // Call before the first Accepted.
     void SetPreamble(std::shared_ptr<const Trust::Preamble> preamble) { admission_.SetPreamble(std::move(preamble)); }
     // A stream that a transport accepted from that address.
     void Accepted(UniqueFd stream, const PeerAddress& from);

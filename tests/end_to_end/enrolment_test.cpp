@@ -80,7 +80,8 @@ TEST(EnrolmentTest, DamagedEnrolmentIsNamedAndTakenOverOnceMended)
         EXPECT_EQ(CountOf(phone.Log(), row.said), 1U) << phone.Log();
         EXPECT_EQ(phone.Stop(), 0);
         fs::remove(phone.Identity() / "other");
-        // Ended while the abilities start.
+        // Stopped as soon as the link is up, while the daemon may still be registering the abilities that use it: it
+        // must withdraw its announcement.
         row.damage();
         phone.Start();
         row.mend();

@@ -62,7 +62,8 @@ private:
     using Candidates = std::map<uint64_t, CandidatePtr>;  // by order of arrival
 
     void WatchDeadlines(SteadyTime first);
-    // Closes the oldest of the source, and the oldest of its room, where they are full.
+    // Makes space for one more connection: closes the oldest of this source if the source has its maximum, and the
+    // oldest in room if room holds limit connections.
     void MakeRoom(const std::string& source, const Candidates& room, size_t limit);
     void Refuse(const CandidatePtr& candidate, const std::string& why);
     void Forget(const CandidatePtr& candidate);
