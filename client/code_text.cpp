@@ -28,9 +28,9 @@ constexpr const char* PEER_LOG = "Look at the daemon's log on both devices, then
 
 constexpr std::array ROWS{
     ROW(DISTNET_SUCCESS, "done", ""),
-    ROW(DISTNET_ERR_PERMISSION_DENIED, "this user may not ask the service",
+    ROW(DISTNET_ERR_PERMISSION_DENIED, "this user may not use the service",
         "Ask as root, or join the group that the daemon's access policy names (netdev as shipped)"),
-    ROW(DISTNET_ERR_REPLY_REFUSAL, "the reply could not take the error code", REPORT),
+    ROW(DISTNET_ERR_REPLY_REFUSAL, "the error code could not be written to the reply", REPORT),
     ROW(DISTNET_ERR_INVALID_FRAME, "a link message has a size that its kind does not allow", PEER_LOG),
     ROW(DISTNET_ERR_GENERAL, "the service does not run, or the peer is not a device of this account",
         "`distnetctl devices` lists the devices of this account; enrol the peer if it is missing"),
@@ -47,7 +47,7 @@ constexpr std::array ROWS{
     ROW(DISTNET_ERR_NO_NET_INFO, "no network information is known yet", "Try again in a moment"),
     ROW(DISTNET_ERR_CONFIGURATION_CENTER, "the device configuration could not be loaded",
         "See the configuration roots of the daemon"),
-    ROW(DISTNET_ERR_MESSAGE_COPY, "a link message says another length than it has", PEER_LOG),
+    ROW(DISTNET_ERR_MESSAGE_COPY, "the length in a link message is wrong", PEER_LOG),
     ROW(DISTNET_ERR_MESSAGE_JSON, "the peer's answer could not be read", PEER_LOG),
     ROW(DISTNET_ERR_HOTSPOT_TIMEOUT, "the peer did not answer in time", PEER_LOG),
     ROW(DISTNET_ERR_RESPONSE_BUFFER, "no memory for an answer", PEER_LOG),

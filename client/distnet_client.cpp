@@ -20,7 +20,8 @@ using NetManagerStandard::DistNetInterfaceCode;
 constexpr std::chrono::milliseconds DEFAULT_LIMIT{30'000};
 constexpr std::chrono::milliseconds CLOSE_LIMIT{1'000};
 
-// int32 device count of a hostile answer: what the parcel cannot hold is refused before anything is reserved.
+// The fewest bytes that a device takes in an answer. Limits the count that a hostile answer can claim, so that no
+// memory is reserved for devices that cannot follow.
 constexpr size_t MIN_DEVICE_SIZE = 48;
 
 bool ReadDevice(MessageParcel& reply, Device& device)
@@ -89,7 +90,7 @@ public:
     CallResult RemoteInfo(const std::vector<std::string>& items, std::string& json)
     {
         const MutexLock lock(mutex_);
-        // The one reply that carries no result code: an empty text says that the service was not running.
+        // The only reply without a result code. An empty text means that the service was not running.
         return Service(
             DistNetInterfaceCode::GET_REMOTE_DEVICE_INFO,
             [&](MessageParcel& data) { return data.WriteStringVector(items); },
@@ -100,7 +101,7 @@ public:
             });
     }
 
-    // answer is written on success only. extra: how long the daemon may wait before it answers.
+    // answer is written on success only. extra is added to the limit: how long the daemon may wait before it answers.
     template <typename Answer>
     CallResult Ask(HostInterfaceCode code, const RemoteCall::Writer& write, Answer& answer,
                    std::chrono::milliseconds extra = {})

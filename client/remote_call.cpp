@@ -48,7 +48,7 @@ CallResult RemoteCall::FromStatus(int32_t status, MessageParcel& reply, const Re
         case IPC_TIMED_OUT:
             return {CallStatus::TIMED_OUT, 0,
                     "no answer within " + std::to_string(limit.count()) + " ms from the daemon on " + socketPath_ +
-                        ", which may still be at work"};
+                        ", which may still be working on the request"};
         case IPC_ABILITY_UNAVAILABLE:
             return {CallStatus::NOT_LOADED, 0,
                     "the daemon on " + socketPath_ + " could not start the service; its log says why"};
@@ -57,7 +57,7 @@ CallResult RemoteCall::FromStatus(int32_t status, MessageParcel& reply, const Re
                     "the daemon on " + socketPath_ + " is busy with too many requests; try again in a moment"};
         case IPC_HANDLER_FAILED:
             return {CallStatus::BAD_ANSWER, 0,
-                    "the daemon on " + socketPath_ + " failed at this request; its log says why"};
+                    "the daemon on " + socketPath_ + " failed to handle this request; its log says why"};
         default:
             return FromRefusal(status, reply);
     }
@@ -74,13 +74,14 @@ CallResult RemoteCall::FromStatus(int32_t status, MessageParcel& reply, const Re
     return result;
 }
 
-CallResult RemoteCall::Unreadable(const std::string& how) const
+CallResult RemoteCall::Unreadable(const std::string& problem) const
 {
-    return {CallStatus::BAD_ANSWER, 0,
-            "the answer of the daemon on " + socketPath_ + " cannot be read: " + how + "; is it of another version?"};
+    return {
+        CallStatus::BAD_ANSWER, 0,
+        "the answer of the daemon on " + socketPath_ + " cannot be read: " + problem + "; is it of another version?"};
 }
 
-// A refused request carries its code at the start of the reply beside the status of the default handler.
+// A refused request has the status of the default handler; the reply starts with the code that says why.
 CallResult RemoteCall::FromRefusal(int32_t status, MessageParcel& reply) const
 {
     int32_t code = 0;
@@ -89,7 +90,7 @@ CallResult RemoteCall::FromRefusal(int32_t status, MessageParcel& reply) const
                    ? Refused()
                    : CallResult{CallStatus::ANSWERED, code, DescribeCode(code).meaning};
     }
-    if (status >= 1'000'000) {  // the service's own codes: arguments or reply could not be handled
+    if (status >= 1'000'000) {  // a code of the service: it could not read the arguments or write the reply
         return {CallStatus::ANSWERED, status, DescribeCode(status).meaning};
     }
     return {CallStatus::BAD_ANSWER, 0,

@@ -1,5 +1,5 @@
-// RemoteCall: one request and its answer over a connection, with every way it can fail turned into a CallResult whose
-// message a person can act on. Used by DistNetClient (distnet_client.h) under its lock; not thread-safe by itself.
+// RemoteCall: sends a request over a connection, waits for the answer, and turns each failure into a CallResult with a
+// message that a person can act on. Not thread-safe: DistNetClient (distnet_client.h) calls it with its lock held.
 #pragma once
 
 #include <chrono>
@@ -22,15 +22,15 @@ public:
     };
     // Writes the arguments after the interface token; false when they do not fit into one request.
     using Writer = std::function<bool(MessageParcel& data)>;
-    // Reads the result code and what follows; false when the answer is not what it should be.
+    // Reads the result code and the values that follow it; false when they cannot be decoded.
     using Reader = std::function<bool(MessageParcel& reply, int32_t& code)>;
 
     RemoteCall(std::shared_ptr<Ipc::IpcConnection> connection, std::string socketPath);
 
     // Blocks for at most limit.
     CallResult Run(const Target& target, const Writer& write, const Reader& read, std::chrono::milliseconds limit);
-    // Of an answer that came, but is not what it should be: how it is not.
-    CallResult Unreadable(const std::string& how) const;
+    // The result for an answer that arrived but cannot be decoded, because of problem.
+    CallResult Unreadable(const std::string& problem) const;
     bool IsOpen() const { return connection_->IsOpen(); }
     void Close() { connection_->Close(); }
 

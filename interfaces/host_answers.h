@@ -1,7 +1,7 @@
-// What the daemon says about itself (ability 1164), as types: how it stands, what it has open, the devices it knows,
-// what is wrong, its events and its traces. Value types; any thread. Texts are as the daemon sent them: a name that
-// another device or the air gave may hold control characters, so escape it before a terminal shows it. Who asks:
-// client/distnet_client.h. How the answers travel: share/doc/libdistnet-dev/ipc.md.
+// The answers of the daemon about itself (ability 1164) as types: its status, what it has open, the known devices, the
+// health checks, its events and its traces. Value types; any thread. Texts are as the daemon sent them: the name of
+// another device or of a Wi-Fi network may hold control characters, so escape a text before you show it on a terminal.
+// The requests: client/distnet_client.h. The encoding: share/doc/libdistnet-dev/ipc.md.
 #pragma once
 
 #include <chrono>
@@ -21,38 +21,38 @@ enum HostResult : int32_t {
     HOST_NOT_PERMITTED = 201,
     HOST_NO_WIFI = 1,       // WaitForWifi: this device has no Wi-Fi ability
     HOST_BAD_REQUEST = 2,   // arguments missing or out of range
-    HOST_BUSY = 3,          // StartTrace: as many recordings run as are allowed
-    HOST_NO_RECORDING = 4,  // StopTrace: no such recording, or nothing at that offset
+    HOST_BUSY = 3,          // StartTrace: the maximum number of recordings runs already
+    HOST_NO_RECORDING = 4,  // StopTrace: no such recording, or the offset is beyond its end
 };
 
-// The longest wait that WaitForWifi and GetEvents take; HOST_BAD_REQUEST for a longer one.
+// The longest wait that WaitForWifi and GetEvents accept; they answer HOST_BAD_REQUEST to a longer one.
 inline constexpr std::chrono::milliseconds HOST_MAX_WAIT{60'000};
 
-// The numbers that devices announce.
+// The values are those that devices send to each other.
 enum class DeviceType : uint16_t { UNKNOWN = 0, PHONE = 1, TABLET = 2, LAPTOP = 3 };
 
-// Whether this device's Wi-Fi can join a network now. BLOCKED: off by a switch of the machine.
+// Whether this device's Wi-Fi can join a network now. BLOCKED: a switch or key of the machine keeps the radio off.
 enum class RadioState { ON, SWITCHED_OFF, BLOCKED, ABSENT };
 
-// How the last join stands. The numbers are WaitForWifi's.
+// The state of the last attempt to join a network. The values are the arguments of WaitForWifi.
 enum class WifiState : int32_t { IDLE = 0, CONNECTING = 1, CONNECTED = 2, FAILED = 3, DISCONNECTED = 4 };
 
-// IDLE: stopped because no program uses it, but its library stays and goes on serving peers.
+// Whether the service runs. IDLE: stopped because no program uses it, but its library stays loaded and serves peers.
 enum class ServiceLife { NOT_LOADED, RUNNING, IDLE };
 
 struct WifiStatus {
-    bool present = false;  // this device has a Wi-Fi ability; without one the rest says nothing
+    bool present = false;  // this device has a Wi-Fi ability; if false, the other members have no meaning
     RadioState radio = RadioState::ABSENT;
     WifiState state = WifiState::IDLE;
-    uint32_t attempt = 0;  // counts the joins that were accepted since the daemon's start
-    std::string ssid;  // of the last attempt; bytes that are no text are escaped: "caf\xe9", and "\\" for a backslash
-    std::string address;  // "192.168.43.17" when connected, else empty
-    std::string reason;   // one phrase when failed or disconnected, else empty
+    uint32_t attempt = 0;  // number of joins that were accepted since the daemon's start
+    std::string ssid;      // of the last attempt; what is not printable is escaped ("caf\xe9"), a backslash is "\\"
+    std::string address;   // "192.168.43.17" when connected, else empty
+    std::string reason;    // why, as one phrase, when failed or disconnected, else empty
 };
 
 struct HotspotStatus {
     bool present = false;        // this device has a hotspot ability
-    std::optional<bool> active;  // none: the radio did not say within 200 ms
+    std::optional<bool> active;  // no value when the radio does not answer within 200 ms
 };
 
 struct AbilityStatus {
@@ -68,16 +68,16 @@ struct ThisDevice {
 };
 
 struct LinkStatus {
-    std::optional<std::string> listen;  // the address that peers use, "192.0.2.7:11630"; none without a link
+    std::optional<std::string> listen;  // the address that peers use, "192.0.2.7:11630"; no value without a link
 };
 
 struct HostStatus {
     std::string version;
     int32_t pid = 0;
     ThisDevice device;
-    std::optional<std::string> account;    // its name; none before enrolment
+    std::optional<std::string> account;    // its name; no value before enrolment
     std::string platform;                  // "linux" or "simulated"
-    std::vector<AbilityStatus> abilities;  // present now, by id
+    std::vector<AbilityStatus> abilities;  // those that are present now, ordered by id
     ServiceLife service = ServiceLife::NOT_LOADED;
     LinkStatus link;
     WifiStatus wifi;
@@ -85,7 +85,7 @@ struct HostStatus {
     std::chrono::milliseconds uptime{0};
 };
 
-// What is open now. A daemon that leaks shows it here.
+// What the daemon has open now. A leak shows as a count that only grows.
 struct HostCounts {
     uint64_t sessions = 0;  // of the soft bus, both directions
     uint64_t pendingOpens = 0;
@@ -93,10 +93,10 @@ struct HostCounts {
     uint64_t presenceLinks = 0;   // connections to the devices that are online
     uint64_t collaborations = 0;  // of the service, both directions
     uint64_t ipcConnections = 0;  // local clients
-    uint64_t ipcThreads = 0;      // that serve them
+    uint64_t ipcThreads = 0;      // threads that serve local clients
     uint64_t threads = 0;         // of the process
     uint64_t descriptors = 0;     // open files of the process
-    uint64_t queuedTasks = 0;     // work that waits for a thread
+    uint64_t queuedTasks = 0;     // tasks that wait for a thread of the shared pool
 
     uint64_t Pending() const { return pendingOpens + collaborations + queuedTasks; }
 };
@@ -106,12 +106,12 @@ struct HostCounts {
 struct KnownDevice {
     std::string name;
     DeviceType type = DeviceType::UNKNOWN;
-    std::string networkId;  // 64 hex characters, and so the device id
+    std::string networkId;  // 64 hex characters, like the device id
     std::string deviceId;
     bool online = false;
     std::chrono::sys_seconds lastSeen;
-    std::string transport{};  // over which it was reached last: "tcp"
-    std::string address{};    // where; empty when that is not known
+    std::string transport{};  // the transport over which the device was reached last: "tcp"
+    std::string address{};    // the address at which it was reached last; empty when not known
 };
 
 struct DeviceList {
@@ -142,23 +142,24 @@ struct Event {
 };
 
 struct EventPage {
-    uint64_t cursor = 0;        // to go on with; holds until the daemon ends
-    bool missed = false;        // events that followed the cursor asked for have been removed by rotation
-    std::vector<Event> events;  // oldest first; empty: nothing follows yet
+    uint64_t cursor = 0;        // for the next request; valid until the daemon ends
+    bool missed = false;        // rotation has removed events that followed the requested cursor
+    std::vector<Event> events;  // oldest first; empty when no event follows the cursor yet
 };
 
 struct TraceRecording {
     uint32_t recording = 0;  // its number, from 1
 };
 
-// A part of a stopped recording. Ask on with the offset grown by the text's size, until that is bytes.
+// A piece of a stopped recording. To read the whole trace, add the size of text to the offset and ask for the next
+// piece, until the offset reaches bytes.
 struct TracePiece {
     uint32_t recording = 0;
-    uint64_t spans = 0;    // recorded
-    uint64_t dropped = 0;  // not recorded: there were too many
+    uint64_t spans = 0;    // how many were recorded
+    uint64_t dropped = 0;  // how many were not recorded, because there were too many
     std::chrono::milliseconds duration{0};
-    uint64_t bytes = 0;  // of the whole text
-    std::string text;    // from the offset asked for; trace-event JSON (share/doc/libdistnet-dev/traces.md)
+    uint64_t bytes = 0;  // size of the whole trace
+    std::string text;  // the trace from the requested offset on; trace-event JSON (share/doc/libdistnet-dev/traces.md)
 };
 
 }  // namespace Vexo::Host

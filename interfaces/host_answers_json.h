@@ -1,5 +1,5 @@
-// The daemon's answers as JSON objects (docs/ipc.md). Each type lists its members once, in ForEachMember; AnswerText
-// and ParseAnswer write and read by that list. Functions without state; any thread; nothing blocks.
+// The daemon's answers as JSON objects (docs/ipc.md). ForEachMember lists the members of each type once; AnswerText
+// writes and ParseAnswer reads by this list. Functions without state; any thread; nothing blocks.
 #pragma once
 
 #include <cmath>
@@ -20,8 +20,8 @@ namespace Vexo::Host {
 template <typename Value, typename Type>
 concept MaybeConst = std::same_as<std::remove_const_t<Value>, Type>;
 
-// ---- The members of each type, in their order. visit(key, member), and visit.Derived(key, value) for what only
-// ---- repeats other members.
+// ---- The members of each type, in their order: calls visit(key, member) for each. visit.Derived(key, value) is for a
+// ---- value that follows from other members; it is written but not read.
 
 template <typename Visit>
 void ForEachMember(Visit& visit, MaybeConst<WifiStatus> auto& wifi)
@@ -166,7 +166,7 @@ void ForEachMember(Visit& visit, MaybeConst<TracePiece> auto& piece)
     visit("text", piece.text);
 }
 
-// ---- What kinds of members there are --------------------------------------------------------------------------------
+// ---- The kinds of members -------------------------------------------------------------------------------------------
 
 template <typename Value>
 concept Named = requires(Value value)
@@ -250,7 +250,8 @@ Json ToJson(const Value& value)
 
 // ---- Reading --------------------------------------------------------------------------------------------------------
 
-// Whether json is such a value. Where it is not, at names the member: "abilities[2].name".
+// Reads value from json. False when json is not of the type; at is then the path of the member within it that is wrong
+// ("abilities[2].name"), empty for json itself.
 template <typename Value>
 bool FromJson(const cJSON* json, Value& value, std::string& at);
 
@@ -275,10 +276,10 @@ public:
 
 private:
     const cJSON* const object_;
-    std::string fault_;  // the first member that is not as it should be
+    std::string fault_;  // path of the first member that is missing or of the wrong type
 };
 
-// A whole number that the type holds; beyond 2^53 a JSON number is not exact.
+// Accepts whole numbers in the range of the type. Rejects numbers beyond 2^53, which JSON does not carry exactly.
 template <typename Value>
 bool NumberFromJson(const cJSON* json, Value& value)
 {
@@ -296,7 +297,7 @@ bool NumberFromJson(const cJSON* json, Value& value)
     return true;
 }
 
-// Since 1970: only such times are written.
+// Rejects times before 1970, which the daemon never writes.
 inline bool TimeFromJson(const cJSON* json, decltype(Event::time)& value)
 {
     const auto time = cJSON_IsString(json) != 0 ? QuviewDFX::ParseRfc3339(json->valuestring) : std::nullopt;
@@ -403,14 +404,14 @@ bool FromJson(const cJSON* json, Value& value, std::string& at)
 
 // ---- Whole answers --------------------------------------------------------------------------------------------------
 
-// One JSON object; empty when memory is short.
+// The answer as one JSON object; empty when memory is short.
 template <typename Answer>
 std::string AnswerText(const Answer& answer)
 {
     return JsonText(ToJson(answer).get());
 }
 
-// The error names the first member that is missing or of another kind. Members of other names are ignored.
+// The error names the first member that is missing or of the wrong type. Unknown members are ignored.
 template <typename Answer>
 [[nodiscard]] Result<Answer> ParseAnswer(const std::string& text)
 {

@@ -1,7 +1,7 @@
-// IDistNetHost: what the daemon says about itself (ability 1164): status, devices, counts, events, traces and checks.
-// It never loads the service. Requests carry the interface token; the caller needs the same rights as for the service;
-// a refusal is an int32 result in the reply. Replies start with int32 result; the text that follows on success is the
-// answer as one JSON object (host_answers_json.h). Called on IPC workers, several at once.
+// IDistNetHost: the daemon's answers about itself (ability 1164): status, devices, counts, events, traces and checks.
+// It never loads the service. A request starts with the interface token, and the caller needs the same rights as for
+// the service. A reply starts with an int32 result, also when the request is refused; on success the answer follows as
+// one JSON object (host_answers_json.h). Called on IPC workers, several at once.
 #pragma once
 
 #include <chrono>
@@ -16,12 +16,12 @@ namespace Vexo::Host {
 
 enum class HostInterfaceCode : uint32_t {
     GET_STATUS = 1,     // ->  int32 result, string json
-    WAIT_FOR_WIFI = 2,  // uint32 attempt, int32 state, uint32 limit in ms  ->  int32 result, string json.
-                        //   Answers as soon as attempt or state differ from those given, or at the limit (at most 60 s)
+    WAIT_FOR_WIFI = 2,  // uint32 attempt, int32 state, uint32 limit in ms  ->  int32 result, string json. Answers as
+                        //   soon as attempt or state differs from the given one, or at the limit (60 s at most)
     GET_COUNTS = 3,     // ->  int32 result, string json
     GET_DEVICES = 4,    // ->  int32 result, string json: every known device of the account, online or away
     GET_EVENTS = 5,     // uint64 cursor, uint32 limit in ms  ->  int32 result, string json: events that follow the
-                        //   cursor. Answers as soon as there are some, at the latest at the limit (at most 60 s)
+                        //   cursor. Answers as soon as there is one, or at the limit (60 s at most)
     START_TRACE = 6,    // uint32 limit in ms, bool detached  ->  int32 result, string json: a recording of spans
     STOP_TRACE = 7,     // uint32 recording, uint64 offset  ->  int32 result, string json: a piece of its trace
     GET_CHECKS = 8,     // ->  int32 result, string json: what `distnetctl doctor` shows. Blocks on disk and radio
@@ -31,19 +31,19 @@ class IDistNetHost : public IRemoteBroker {
 public:
     DECLARE_INTERFACE_DESCRIPTOR(u"Vexo.DistNet.IDistNetHost")
 
-    // Takes the answer of an operation that waits: once, on the calling thread before the operation returns, or later
-    // on any. The answer counts with HOST_OK only.
+    // Receives the answer of an operation that waits. Called once: on the calling thread before the operation returns,
+    // or later on any thread. The value is valid with HOST_OK only.
     template <typename Value>
     using Answer = std::function<void(int32_t result, const Value& value)>;
 
-    // Each returns a HostResult, and writes the answer with HOST_OK only.
+    // These return a HostResult and write the answer with HOST_OK only.
     virtual int32_t GetStatus(HostStatus& status) = 0;
     virtual int32_t GetCounts(HostCounts& counts) = 0;
     virtual int32_t GetDevices(DeviceList& devices) = 0;
     virtual int32_t GetChecks(CheckList& checks) = 0;  // blocks on disk and radio
     virtual int32_t StartTrace(std::chrono::milliseconds limit, bool detached, TraceRecording& started) = 0;
     virtual int32_t StopTrace(uint32_t recording, uint64_t offset, TracePiece& piece) = 0;
-    // Answer as soon as there is news, at the latest at the limit.
+    // These do not block. They answer as soon as something has changed, or when the limit has passed.
     virtual void WaitForWifi(uint32_t attempt, WifiState state, std::chrono::milliseconds limit,
                              Answer<WifiStatus> answer) = 0;
     virtual void GetEvents(uint64_t cursor, std::chrono::milliseconds limit, Answer<EventPage> answer) = 0;

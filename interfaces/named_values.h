@@ -1,5 +1,5 @@
-// The words that stand for values in the configuration and in the daemon's answers: one table a kind. Constant data;
-// any thread.
+// The words for the values of enumerations, as the configuration and the daemon's answers use them. One table for each
+// enumeration. Constant data; any thread.
 #pragma once
 
 #include "interfaces/host_answers.h"
@@ -26,7 +26,7 @@ inline constexpr NamedValue<RadioState> RADIO_STATE_NAMES[] = {{"on", RadioState
 inline constexpr NamedValue<ServiceLife> SERVICE_LIFE_NAMES[] = {
     {"not_loaded", ServiceLife::NOT_LOADED}, {"running", ServiceLife::RUNNING}, {"idle", ServiceLife::IDLE}};
 
-// The table of a value's kind.
+// The table for the type of the argument.
 inline constexpr const auto& NamesOf(DeviceType)
 {
     return DEVICE_TYPE_NAMES;
@@ -44,7 +44,7 @@ inline constexpr const auto& NamesOf(ServiceLife)
     return SERVICE_LIFE_NAMES;
 }
 
-// "unknown" for a value without a word.
+// The word for value; "unknown" for a value that has none.
 template <typename Value>
 constexpr const char* NameOf(Value value)
 {
