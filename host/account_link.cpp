@@ -75,7 +75,8 @@ void AccountLink::CheckIdentity()
     }
     bool isEnrolled = false;
     QuviewDFX::RunGuarded(LABEL, "taking over the enrolment", [&] { isEnrolled = TakeOver(); });
-    std::unique_ptr<FolderWatcher> watcher;  // ends without the lock, which its callback takes
+    // Declared before the lock, and so destroyed after it is released: its callback takes the lock.
+    std::unique_ptr<FolderWatcher> watcher;
     const MutexLock lock(mutex_);
     isTakingOver_ = false;
     takeOverEnded_.NotifyAll();
@@ -97,7 +98,7 @@ bool AccountLink::TakeOver()
     }
     if (const Result<void> started = StartAbilities(identity.value()); !started) {
         options_.say("this device is enrolled, but has no link to other devices: " + started.error().message +
-                     ". Restart the daemon once that is mended");
+                     ". Restart the daemon once that is repaired");
         return false;
     }
     options_.enrolled();
@@ -111,7 +112,7 @@ Result<void> AccountLink::StartAbilities(const Trust::Identity& identity)
         return Failure(std::move(softBus).error());
     }
     options_.abilities->AddSystemAbility(SOFTBUS_SERVER_SA_ID, softBus.value());
-    // Its session server needs 4700.
+    // It creates a session server, for which the soft bus (4700) must be registered.
     auto collaboration = CollaborationFwk::CollaborationServer::Start();
     if (!collaboration) {
         options_.abilities->RemoveSystemAbility(SOFTBUS_SERVER_SA_ID);
@@ -134,12 +135,12 @@ void AccountLink::SayWhatIsMissing()
 {
     std::error_code unknown;
     if (!std::filesystem::exists(options_.identityFolder, unknown)) {
-        return;  // it is being replaced
+        return;  // the folder is being replaced
     }
     const Trust::IdentityChecks found = Trust::CheckIdentity(options_.identityFolder, Clock::System().WallNow());
     const QuviewDFX::HealthCheck& wrong = found.identity.good.value_or(true) ? found.account : found.identity;
     if (wrong.good.value_or(true)) {
-        return;  // completed since it was loaded: that is a change, which the watcher reports
+        return;  // the enrolment was completed since it was loaded; the watcher reports this change
     }
     const std::string missing = "no link to other devices yet: " + wrong.message + ". " + wrong.advice;
     if (std::exchange(lastMissing_, missing) != missing) {

@@ -1,8 +1,8 @@
-// AccountLink: what connects this device with the others of its account: the soft bus (4700), the device manager (4802)
-// and the collaboration framework (70635). They start with the daemon when the device is enrolled, or else while the
-// daemon runs, once the identity folder holds a complete enrolment. Until then the folder is watched; nothing wakes up
-// while the folder stays as it is. Start, Watch and Stop once each, in this order; a later enrolment is taken over on
-// a strand of the shared pool. Facts on any thread.
+// AccountLink: owns the abilities that connect this device with the others of its account: the soft bus (4700), the
+// device manager (4802) and the collaboration framework (70635). If the device is enrolled, they start with the daemon.
+// If not, AccountLink watches the identity folder and starts them as soon as the folder holds a complete enrolment;
+// this runs on a strand of the shared pool and costs nothing while the folder does not change. Call Start, Watch and
+// Stop once each, in this order. Facts may be called from any thread.
 #pragma once
 
 #include <chrono>
@@ -26,7 +26,7 @@
 
 namespace Vexo::Host {
 
-// Who this device is to others, as of now.
+// Who this device is to others. Changes when the device is enrolled.
 struct LinkFacts {
     std::string networkId;
     std::string accountName;               // empty before enrolment
@@ -34,29 +34,30 @@ struct LinkFacts {
 };
 
 struct AccountLinkOptions {
-    std::filesystem::path identityFolder;  // exists, with the device's key
-    std::string networkId;                 // of that key
+    std::filesystem::path identityFolder;  // must exist and hold the device's key
+    std::string networkId;                 // the network id of that key
     SoftBus::SoftBusOptions softBus;
     sptr<SystemAbilityManager> abilities;
-    // Takes one line for a person; on the thread of Start, later on the strand.
+    // Receives one line for a person. Called on the thread that calls Start or Watch, and later on the strand.
     std::function<void(const std::string& line)> say;
-    // The device was enrolled while the daemon runs, and the abilities are registered; on the strand.
+    // Called when the device was enrolled while the daemon runs, after the abilities are registered. On the strand.
     std::function<void()> enrolled;
 };
 
 class AccountLink : public NoCopyable, public std::enable_shared_from_this<AccountLink> {
 public:
-    // How long the folder must have been left alone before it is read: a file that is copied there comes in pieces.
+    // The folder is read when it has not changed for this long, so that a file is not read while it is being copied.
     static constexpr std::chrono::milliseconds QUIET{200};
 
     static std::shared_ptr<AccountLink> Make(AccountLinkOptions options);
 
-    // Starts the abilities when the device is enrolled; says else what is missing and what to do. Blocks on the disk.
-    // The error says which ability could not be started and why.
+    // Starts the abilities if the device is enrolled; otherwise says what is missing and what to do, and succeeds.
+    // Blocks on the disk. The error says which ability could not be started and why.
     [[nodiscard]] Result<void> Start();
-    // Waits for an enrolment, if there was none at Start. Does not block.
+    // If the device was not enrolled at Start, begins to watch for an enrolment. Does not block.
     void Watch();
-    // Stops what was started; a take-over in progress is awaited until the deadline. Blocks as the soft bus's Stop.
+    // Stops what was started. If an enrolment is being taken over, waits for its end until the deadline. Then blocks
+    // for as long as SoftBusServer::Stop.
     void Stop(SteadyTime deadline);
 
     LinkFacts Facts() const EXCLUDES(mutex_);
@@ -65,13 +66,13 @@ private:
     explicit AccountLink(AccountLinkOptions options);
     void OnFolderChanged() EXCLUDES(mutex_);
     void CheckIdentity() EXCLUDES(mutex_);
-    // Whether the device was enrolled and its abilities run now.
+    // Returns whether the device is enrolled and its abilities run now.
     bool TakeOver() EXCLUDES(mutex_);
     [[nodiscard]] Result<void> StartAbilities(const Trust::Identity& identity) EXCLUDES(mutex_);
     void SayWhatIsMissing();
 
     const AccountLinkOptions options_;
-    std::string lastMissing_;  // as it was said; Start's, later the strand's
+    std::string lastMissing_;  // the line said last; used by Start, then on the strand only
     mutable Mutex mutex_;
     CondVar takeOverEnded_;
     LinkFacts facts_ GUARDED_BY(mutex_);

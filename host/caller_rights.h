@@ -1,11 +1,12 @@
-// The rights that the service and the daemon's own ability ask of their callers, for the caller that IPCSkeleton names.
-// Look-ups in memory; any thread. The decision: platform/access/caller_check.h.
+// The rights that a local caller needs to use the service and the daemon's own ability. Checks the caller that
+// IPCSkeleton names. Looks things up in memory only; any thread. How rights are decided:
+// platform/access/caller_check.h.
 #pragma once
 
 namespace Vexo::Host {
 
-// A native caller, or an application of a system level that was granted the permission; either with the system-app
-// flag.
+// True for a caller with the system-app flag that is native, or is an application with a system level and the
+// permission.
 bool CallerHasRights();
 
 }  // namespace Vexo::Host

@@ -23,7 +23,7 @@ void ChangeWaits::Add(Waiter waiter, std::chrono::milliseconds limit)
     }
     MutexLock lock(mutex_);
     entries_.push_back(entry);
-    // The timer's work takes the same lock before it removes the entry, so the number is there by then.
+    // The timer's work removes the entry under the same lock, so it finds the timer already stored here.
     entry->timer = Tasks::Timers::System().RunAfter(limit, [self = shared_from_this(), entry] {
         Answer(*entry, true);
         self->Remove(entry);
@@ -32,7 +32,7 @@ void ChangeWaits::Add(Waiter waiter, std::chrono::milliseconds limit)
     const bool isServed = isWatched_ && entry->timer.IsArmed();
     lock.Unlock();
     if (!isServed) {
-        Answer(*entry, true);  // without threads it cannot wait
+        Answer(*entry, true);  // no thread or timer is left to wait with
         Remove(entry);
     }
 }
@@ -44,7 +44,8 @@ bool ChangeWaits::Answer(Entry& entry, bool mustAnswer)
     return entry.isAnswered;
 }
 
-// Who waits has seen the same state: when it changes for the one that the thread waits for, all look again.
+// All waiters wait for changes of the same state. The thread therefore blocks on behalf of the first one, and lets all
+// of them look at the state whenever that wait ends.
 void ChangeWaits::Watch()
 {
     MutexLock lock(mutex_);

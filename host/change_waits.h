@@ -1,5 +1,6 @@
-// ChangeWaits: callers that wait for the same thing to change, without a thread for each: one thread of the shared pool
-// waits for all of them, while there are any. Timers end what has waited long enough. Any thread; Add does not block.
+// ChangeWaits: lets many callers wait for the same change without a thread for each. While there are waiters, one
+// thread of the shared pool waits for all of them; a timer for each ends its wait at the limit. Any thread; Add does
+// not block.
 #pragma once
 
 #include <chrono>
@@ -16,23 +17,24 @@ namespace Vexo::Host {
 class ChangeWaits : public NoCopyable, public std::enable_shared_from_this<ChangeWaits> {
 public:
     struct Waiter {
-        // Answers when there is something to say, and when it must; returns whether it did. It is called one call at a
-        // time, until it has answered; on any thread, also inside Add. It must not block.
+        // Answers the caller if something has changed, or in any case if mustAnswer. Returns whether it answered.
+        // Called on any thread, also inside Add, by one thread at a time, and not again once it has answered. Must not
+        // block.
         std::function<bool(bool mustAnswer)> answer;
-        // Blocks until what this caller knows has changed, or the limit has passed.
+        // Blocks until the state differs from what this caller knows, or until the limit has passed.
         std::function<void(std::chrono::milliseconds limit)> block;
     };
 
     static std::shared_ptr<ChangeWaits> Make();
 
-    // The caller has its answer at once, when something changes, or when the limit has passed.
+    // Answers the waiter at once if something has changed already, otherwise at the next change or at the limit.
     void Add(Waiter waiter, std::chrono::milliseconds limit) EXCLUDES(mutex_);
 
 private:
     struct Entry {
         Waiter waiter;
         SteadyTime deadline;
-        Tasks::Timer timer;  // under the list's lock
+        Tasks::Timer timer;  // guarded by ChangeWaits::mutex_
         Mutex mutex;
         bool isAnswered GUARDED_BY(mutex) = false;
     };

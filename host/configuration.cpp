@@ -13,7 +13,7 @@ namespace {
 
 constexpr size_t MAX_CONFIGURATION_BYTES = 64 * 1024;
 
-// Gives what the file did not say and what follows from the device its value.
+// Fills in the defaults that depend on other keys or on the machine.
 void FillDerived(Configuration& configuration)
 {
     const auto fill = [&](std::filesystem::path& path, const char* name) {
@@ -31,17 +31,17 @@ void FillDerived(Configuration& configuration)
     }
 }
 
-// What is wrong with keys that are right each: KEY: FAULT.
+// Faults of keys whose values are allowed each but do not fit together, as "KEY: FAULT".
 std::vector<std::string> CombinedFaults(const Configuration& configuration)
 {
     std::vector<std::string> faults;
     if (configuration.hotspotChannel != 0 && configuration.hotspotBand.empty()) {
-        faults.emplace_back("hotspot.channel: a channel stands for nothing without its band (give \"hotspot.band\")");
+        faults.emplace_back("hotspot.channel: a channel needs its band (set \"hotspot.band\" too)");
     }
     constexpr size_t socketPathLimit = sizeof(sockaddr_un::sun_path) - 1;
     if (const size_t length = configuration.ipcSocket.string().size(); length > socketPathLimit) {
         faults.push_back("ipc.socket: the path has " + std::to_string(length) + " bytes (at most " +
-                         std::to_string(socketPathLimit) + "; give it, or a shorter \"state_dir\")");
+                         std::to_string(socketPathLimit) + "; set a shorter one, or a shorter \"state_dir\")");
     }
     return faults;
 }

@@ -1,6 +1,6 @@
-// The configuration of distnetd: one JSON file, read once at start. docs/configuration.md is its table. Strict: an
-// unknown key, a wrong type or a value out of range is refused with file, key and what is allowed. Relative paths are
-// relative to the file's folder. Value types; no threads.
+// The configuration of distnetd: one JSON file that is read once at start; docs/configuration.md lists its keys. An
+// unknown key, a wrong type or a value out of range is a fault that names the file, the key and what is allowed.
+// Relative paths start from the file's folder. Value types and functions without state; any thread.
 #pragma once
 
 #include <cstddef>
@@ -24,8 +24,8 @@ struct Configuration {
     DeviceType deviceType{};                  // "device.type": "phone", "tablet", "laptop", "unknown"
     std::filesystem::path ipcSocket;          // "ipc.socket": default STATE_DIR/ipc.sock
     uint32_t ipcSocketMode = 0666;            // "ipc.socket_mode": octal text, "0600" to "0666"
-    uint32_t ipcUserConnections = 64;         // "ipc.user_connections": of a user other than root
-    uint32_t ipcUserRequests = 32;            // "ipc.user_requests": of such a user, at once
+    uint32_t ipcUserConnections = 64;         // "ipc.user_connections": for each user but root
+    uint32_t ipcUserRequests = 32;            // "ipc.user_requests": at a time, for each user but root
     std::string softbusListen = "127.0.0.1";  // "softbus.listen": an address of this machine
     uint16_t softbusPort = 0;                 // "softbus.port": 0 picks a free one
     std::vector<std::string> softbusPeers;    // "softbus.peers": "host:port" each
@@ -47,8 +47,8 @@ struct Configuration {
     uint32_t eventsFiles = 4;                                  // "events.files": the current one included
 };
 
-// Every fault of the file, one message each ("distnetd.json: softbus.port: 70000 is out of range (0 to 65535; …)");
-// none: usable.
+// The configuration, and one message for each fault of the file ("distnetd.json: softbus.port: 70000 is out of range (0
+// to 65535; …)"). The configuration can be used only if there are no faults.
 struct ConfigurationResult {
     Configuration configuration;
     std::vector<std::string> faults;
@@ -58,16 +58,16 @@ struct ConfigurationResult {
 struct ConfigurationKey {
     std::string name;      // "softbus.port"
     std::string allowed;   // "0 to 65535; 0 picks a free port"
-    std::string fallback;  // what holds when the file does not say, or "required"
+    std::string fallback;  // the default, or "required"
     std::string meaning;
 };
 
-// Every key, in the order of the page.
+// Every key, in the order of docs/configuration.md.
 std::vector<ConfigurationKey> ConfigurationKeys();
 
-// Reads the file; a missing, unreadable or too large one is a fault too. Blocks on the disk.
+// Reads the file. A file that is missing, unreadable or too large is a fault as well. Blocks on the disk.
 ConfigurationResult LoadConfiguration(const std::filesystem::path& file);
-// The same for a text that was read already; file names it in faults and is what relative paths start from.
+// The same for text that was read already. file is the name that faults show; relative paths start from its folder.
 ConfigurationResult ParseConfiguration(const std::string& json, const std::filesystem::path& file);
 
 }  // namespace Vexo::Host

@@ -64,7 +64,7 @@ JsonKind<uint32_t> SocketModeKind()
         if (!mode) {
             return "is not an octal number";
         }
-        // The owner must reach the socket, and a socket is read and written, never executed.
+        // The owner must be able to connect, and a socket needs no execute permission.
         if (*mode < 0600 || *mode > 0666 || (*mode & 0111) != 0) {
             return "is out of range";
         }
@@ -92,27 +92,27 @@ JsonKind<fs::path> PathKind(const fs::path& folder, const std::string& allowed =
 
 using Rows = std::vector<JsonKeyOf<Configuration>>;
 
-// How local programs and other devices reach this one.
+// Keys about how local programs and other devices reach this device.
 Rows ReachRows(const fs::path& folder)
 {
     using C = Configuration;
     return {
         {"platform", NamedKind(PLATFORMS), &C::platform,
-         Means("whose radios, SIMs, screen and battery the device has: this machine's, or simulated ones",
+         Means("where radios, SIMs, screen and battery come from: this machine, or a simulation",
                "\"linux\" where NetworkManager answers, else \"simulated\"")},
         {"state_dir", PathKind(folder), &C::stateDir,
          Required("the device's own folder: identity, state, lock; created when missing")},
         {"device.name", TextKind("1 to 64 bytes, no control characters", WrongDeviceName), &C::deviceName,
-         Means("what other devices call this one", "the machine's host name")},
+         Means("the name that other devices show for this one", "the machine's host name")},
         {"device.type", NamedKind(DEVICE_TYPE_NAMES), &C::deviceType, Means("what kind of device it is")},
         {"ipc.socket", PathKind(folder, "a path of at most 107 bytes"), &C::ipcSocket,
          Means("where local programs connect", "STATE_DIR/ipc.sock")},
         {"ipc.socket_mode", SocketModeKind(), &C::ipcSocketMode,
-         Means("who may connect; what they may do is the access policy's")},
+         Means("who may connect; the access policy decides what they may do")},
         {"ipc.user_connections", WholeNumberKind<uint32_t>(1, 4096), &C::ipcUserConnections,
-         Means("how many connections the programs of a user other than root may have; further ones are closed")},
+         Means("how many connections the programs of a user other than root may have; more are closed")},
         {"ipc.user_requests", WholeNumberKind<uint32_t>(1, 256), &C::ipcUserRequests,
-         Means("how many requests of such a user run at once; further ones wait for these")},
+         Means("how many requests of such a user run at once; more have to wait")},
         {"softbus.listen", TextKind("an IPv4 or IPv6 address", WrongAddress), &C::softbusListen,
          Means("the address where peers reach this device")},
         {"softbus.port", WholeNumberKind<uint16_t>(0, UINT16_MAX, "0 picks a free port"), &C::softbusPort,
@@ -127,36 +127,37 @@ Rows ReachRows(const fs::path& folder)
     };
 }
 
-// What the device has and what it writes.
+// Keys about what the device consists of and which files it writes.
 Rows DeviceRows(const fs::path& folder)
 {
     using C = Configuration;
     return {
         {"config_policy.roots", ListKind(PathKind(folder), "a list of paths"), &C::policyRoots,
-         Means("where the service's own configuration files are found, lowest priority first")},
+         Means("folders with the service's own configuration files, lowest priority first")},
         {"simulated.air_dir", PathKind(folder), &C::airDir,
          Means("the air that simulated radios share", "STATE_DIR/air")},
         {"linux.bus", TextKind("a D-Bus address, \"unix:path=…\"", WrongBus), &C::linuxBus,
-         Means("where this machine's daemons answer", "the system bus")},
+         Means("the bus that this machine's daemons use", "the system bus")},
         {"hotspot.security", NamedKind(SECURITIES), &C::hotspotSecurity,
-         Means("how a hotspot is secured that the daemon makes because the user has none")},
-        {"hotspot.band", NamedKind(BANDS), &C::hotspotBand, Means("where such a hotspot is; any: the driver's choice")},
+         Means("the security of the hotspot that the daemon sets up if the user has none")},
+        {"hotspot.band", NamedKind(BANDS), &C::hotspotBand,
+         Means("the band of such a hotspot; any: the driver's choice")},
         {"hotspot.channel",
          WholeNumberKind<uint32_t>(0, 196, "0: the driver's choice; else only with \"hotspot.band\""),
          &C::hotspotChannel, Means("the channel of such a hotspot")},
         {"hotspot.idle_s", WholeNumberKind<uint32_t>(10, 86'400), &C::hotspotIdleS,
-         Means("after how many seconds without a station a hotspot is turned off that the daemon turned on")},
+         Means("after how many seconds without a station the daemon turns off a hotspot that it turned on")},
         {"hotspot.idle_no_uplink_s", WholeNumberKind<uint32_t>(10, 86'400), &C::hotspotIdleNoUplinkS,
-         Means("the same, while the hotspot leads nowhere")},
+         Means("the same, while this device has no internet")},
         {"service.library", PathKind(folder), &C::serviceLibrary,
          Means("the service, loaded on demand", "libdistnet_service.so beside distnetd or in ../lib")},
-        {"log.level", NamedKind(LOG_LEVELS), &C::logLevel, Means("log lines below it are not written")},
+        {"log.level", NamedKind(LOG_LEVELS), &C::logLevel, Means("the lowest level of log lines that are written")},
         {"events.file", PathKind(folder), &C::eventsFile,
          Means("system events, one JSON object a line", "STATE_DIR/events.jsonl")},
         {"events.max_bytes", WholeNumberKind<uint64_t>(65'536, 1'073'741'824), &C::eventsMaxBytes,
          Means("the size at which the events file is renamed to FILE.1, and FILE.1 to FILE.2")},
         {"events.files", WholeNumberKind<uint32_t>(1, QuviewDFX::MAX_EVENT_FILES), &C::eventsFiles,
-         Means("how many of these files there are at most")},
+         Means("how many of these files are kept, the current one included")},
     };
 }
 

@@ -1,5 +1,5 @@
-// The one table of the configuration's keys: what each allows, what holds without it, and where its value lives. The
-// parser (configuration.cpp), --help and docs/configuration.md all follow it. Any thread.
+// The table of the configuration's keys: for each its allowed values, its default and the member of Configuration that
+// it sets. The parser (configuration.cpp), --help and docs/configuration.md all follow this table. Any thread.
 #pragma once
 
 #include <filesystem>
@@ -9,7 +9,7 @@
 
 namespace Vexo::Host {
 
-// Relative paths start from folder.
+// folder: where relative paths in the file start from.
 JsonKeys<Configuration> ConfigurationTable(const std::filesystem::path& folder);
 
 }  // namespace Vexo::Host

@@ -22,14 +22,14 @@ namespace {
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Host"};
 constexpr const char* IDENTITY_FOLDER = "identity";
-constexpr mode_t SOCKET_FOLDER = 0755;  // who may connect is for ipc.socket_mode to say
+constexpr mode_t SOCKET_FOLDER = 0755;  // open to all, because ipc.socket_mode decides who may connect
 
 std::string Quoted(const std::string& text)
 {
     return "\"" + EscapeHidden(text) + "\"";
 }
 
-// Hears of the service's start and stop and of the peers' requests.
+// Reports activity to IdleMemory when the service or the collaboration framework comes or goes.
 class ActivityWatch : public SystemAbilityStatusChangeStub {
 public:
     explicit ActivityWatch(std::shared_ptr<IdleMemory> memory) : memory_(std::move(memory)) {}
@@ -130,7 +130,7 @@ Result<void> Daemon::PrepareRecords(const Say& say)
         QuviewDFX::SetLogSink(QuviewDFX::MakeStderrLogSink());
         QuviewDFX::SetSysEventSink(events_);
     }
-    // An enrolment that is damaged keeps no device from starting; AccountLink says what to do about it.
+    // A damaged enrolment does not prevent the start; AccountLink says how to repair it.
     Result<Trust::Identity> identity = Trust::LoadOrCreateUnenrolled(configuration_.stateDir / IDENTITY_FOLDER);
     if (!identity) {
         return Failure(std::move(identity).error());
@@ -149,7 +149,7 @@ void Daemon::InstallAccess(const Say& say)
             policy = std::move(loaded.value());
         } else {
             policy = AccessPolicy::RootOnly();
-            say("access: only root is let in, because the policy cannot be used: " + loaded.error().message);
+            say("access: only root has access, because the policy cannot be used: " + loaded.error().message);
         }
     }
     InstallAccessPolicy(std::move(policy));
@@ -250,7 +250,7 @@ Result<void> Daemon::Listen()
     options.shares.userRequests = configuration_.ipcUserRequests;
     if (options.shares.connections < MAX_LOCAL_CLIENTS) {
         QuviewDFX::LogWarn(LABEL,
-                           "no more than %{public}lu local clients, because only %{public}lu descriptors may be open; "
+                           "at most %{public}lu local clients, because only %{public}lu descriptors may be open; "
                            "raise the limit (LimitNOFILE= of the unit, or ulimit -n)",
                            uint64_t{options.shares.connections}, uint64_t{descriptors});
     }
@@ -283,7 +283,7 @@ int32_t Daemon::Run(const Ipc::IpcHeader& request, MessageParcel& data, MessageP
 void Daemon::Drain()
 {
     const SteadyTime deadline = Clock::System().Now() + DRAIN_LIMIT;
-    NotifyServiceManager(ServiceState::STOPPING, "ending; requests under way may finish");
+    NotifyServiceManager(ServiceState::STOPPING, "stopping; running requests may finish");
     if (ipc_) {
         ipc_->StopAccepting();
     }
@@ -296,7 +296,8 @@ void Daemon::Drain()
     if (link_) {
         link_->Stop(deadline);
     }
-    // Workers that answer for the host may block for seconds and have nothing to lose.
+    // Do not wait for workers that answer questions about the daemon: they may block for seconds, and nothing is lost
+    // when they are cut off.
     if (ipc_) {
         ipc_->AwaitWorkers(deadline, [this] { return asking_.load(); });
     }

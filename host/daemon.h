@@ -1,6 +1,7 @@
-// Daemon: the composition of one device: it makes the platform's services from the configuration, registers them, and
-// opens the local socket last, when everything behind it stands. It is never destroyed while the process lives: the
-// service's threads run beside it to the end. Start and Drain on one thread each; the order of both is in daemon.cpp.
+// Daemon: the composition root of distnetd. It creates the platform's services from the configuration and registers
+// them, and opens the local socket last, when everything that requests need is running. A started daemon is never
+// destroyed, because the service's threads run until the process ends. Call Start once and Drain once; daemon.cpp shows
+// their steps.
 #pragma once
 
 #include <atomic>
@@ -25,22 +26,22 @@
 
 namespace Vexo::Host {
 
-// How long requests that run get to end by themselves once the daemon is told to go.
+// How long running requests may take to finish once the daemon is told to stop.
 inline constexpr std::chrono::milliseconds DRAIN_LIMIT{1500};
 
 class Daemon : public NoCopyable {
 public:
-    // Takes one line for the person who watches the daemon start, or the device being enrolled later, which is on a
-    // thread of the pool; no newline at its end.
+    // Receives one line, without a newline, for the person who starts the daemon or enrols the device. Called on the
+    // thread of Start, and on a thread of the pool when the device is enrolled later.
     using Say = std::function<void(const std::string& line)>;
 
-    // Starts everything; blocks on the disk, and on key generation at a device's first start. The error says what could
-    // not be started and why; nothing is left behind but the folders that were made.
+    // Starts everything. Blocks on the disk, and on key generation at a device's first start. The error says what could
+    // not be started and why; then everything is stopped again, and only files and folders remain.
     [[nodiscard]] static Result<std::unique_ptr<Daemon>> Start(const Configuration& configuration, const Say& say);
 
-    // No new work from here on: the socket is gone, nothing is loaded, opens and radio queries fail and sessions close.
-    // Returns once the requests that ran have ended, at the latest when the limit has passed since the call. The
-    // process must end next.
+    // Accepts no new work from here on: removes the socket, loads no ability, closes sessions, and lets session opens
+    // and radio queries fail. Returns when the running requests have ended, or DRAIN_LIMIT after the call. The caller
+    // must then end the process.
     void Drain();
 
 private:
@@ -48,7 +49,7 @@ private:
 
     [[nodiscard]] Result<void> PrepareFolders();
     [[nodiscard]] Result<void> PrepareRecords(const Say& say);
-    // True when the journal takes the log lines; then events go there too.
+    // Returns true if standard error is connected to the journal; then log lines and events go there.
     bool UseJournal(const Say& say);
     void InstallAccess(const Say& say);
     void InstallAbilities();
@@ -66,14 +67,14 @@ private:
     std::unique_ptr<StateFolder> folder_;
     std::shared_ptr<QuviewDFX::EventFile> events_;
     const std::shared_ptr<QuviewDFX::TraceRecorder> traces_;
-    std::string networkId_;  // of the key that the device had at its start
+    std::string networkId_;  // of the key that the device had when the daemon started
     sptr<SystemAbilityManager> abilities_;
     std::unique_ptr<ServiceClients> clients_;
     std::unique_ptr<Device> device_;
     std::shared_ptr<AccountLink> link_;
     std::unique_ptr<Ipc::IpcServer> ipc_;
-    std::atomic<Ipc::IpcServer*> counted_{nullptr};  // ipc_, once it stands: its first request may come before that
-    std::atomic<size_t> asking_{0};                  // requests under way that the host itself answers
+    std::atomic<Ipc::IpcServer*> counted_{nullptr};  // ipc_ once it is set; the first request may arrive earlier
+    std::atomic<size_t> asking_{0};                  // running requests that the host itself answers
 };
 
 }  // namespace Vexo::Host

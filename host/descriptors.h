@@ -1,5 +1,6 @@
-// How many descriptors the daemon may have open, and how many of them its local clients may take: the rest is for the
-// link, D-Bus, logs and state, so that clients cannot keep the daemon from opening a file. At start, one thread.
+// How many file descriptors the daemon may have open, and how many of them its local clients may use. The rest is
+// reserved for the link, D-Bus, logs and state, so that clients cannot keep the daemon from opening a file. Called
+// once, at start.
 #pragma once
 
 #include <cstddef>
@@ -8,16 +9,17 @@
 
 namespace Vexo::Host {
 
-// What the limits promise: every local client; all that the link may hold (sessions, handshakes, connections without a
-// proof: docs/link.md); and the daemon's other descriptors.
+// The descriptors that the daemon needs when all its limits are reached: one for each local client, those of the link
+// (sessions, handshakes and connections without a proof: docs/link.md), and 512 for everything else.
 inline constexpr size_t MAX_LOCAL_CLIENTS = 4096;
 inline constexpr size_t LINK_DESCRIPTORS = 3072;
 inline constexpr size_t OWN_DESCRIPTORS = 512 + LINK_DESCRIPTORS;
 
-// Raises this process's limit to what they promise, as far as the system lets it. The limit that holds then.
+// Raises this process's limit to the sum of the above, as far as the system allows. Returns the number of descriptors
+// that the daemon may count on.
 size_t RaiseDescriptorLimit();
 
-// The connections of everybody, and those of them kept for root, within that limit.
+// How many local connections this limit allows in all, and how many of them are reserved for root.
 Ipc::ShareLimits SharesWithin(size_t descriptorLimit);
 
 }  // namespace Vexo::Host

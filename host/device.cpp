@@ -10,11 +10,11 @@
 namespace Vexo::Host {
 namespace {
 
-// How an ability appears in `distnetctl doctor`.
+// How `distnetctl doctor` shows an ability.
 struct AbilityCheck {
     int32_t id;
     const char* name;
-    bool isNeeded;  // without it the device cannot do what it is for
+    bool isNeeded;  // without it the check fails
     const char* advice;
 };
 
@@ -57,7 +57,7 @@ class SimulatedPlatform final : public Device {
 public:
     explicit SimulatedPlatform(std::unique_ptr<Simulated::SimulatedDevice> device) : device_(std::move(device)) {}
     void Stop() override { device_->Stop(); }
-    // Which abilities there are follows the state file, and is logged each time.
+    // Abilities come and go with the state file, and each change is logged.
     std::vector<std::string> Lines() const override { return {}; }
     std::vector<QuviewDFX::HealthCheck> Checks() const override { return {}; }
     RadioState Radio() const override
@@ -111,7 +111,7 @@ private:
     const std::unique_ptr<Linux::LinuxDevice> device_;
 };
 
-// The platform's own device as a Device, or what its start said.
+// Wraps a platform's own device class as a Device; passes on the error of a failed start.
 template <typename Platform, typename Started>
 Result<std::unique_ptr<Device>> AsDevice(Result<std::unique_ptr<Started>> started)
 {
@@ -136,7 +136,7 @@ PlatformChoice ChoosePlatform(const Configuration& configuration)
     if (found) {
         return {PLATFORM_LINUX, found.value() + " answers", std::move(bus)};
     }
-    return {PLATFORM_SIMULATED, "linux is passed over, because " + found.error().message, nullptr};
+    return {PLATFORM_SIMULATED, "linux is not used, because " + found.error().message, nullptr};
 }
 
 Result<std::unique_ptr<Device>> Device::Start(const PlatformChoice& choice, const Configuration& configuration,

@@ -1,6 +1,6 @@
-// Device: the radios, SIMs, screen and battery that this daemon serves, and the choice of the platform that they come
-// from: the machine's own daemons, or simulated ones. The host alone chooses. Made and stopped by the daemon's one
-// thread each; the abilities that a device registers may be used by any.
+// Device: the radios, SIMs, screen and battery of this device, and the choice of the platform that provides them: the
+// machine's own daemons, or a simulation. Only the host makes this choice. Start and Stop are called once each; other
+// threads may use the abilities that a device registers.
 #pragma once
 
 #include <memory>
@@ -22,29 +22,29 @@ inline constexpr const char* PLATFORM_SIMULATED = "simulated";
 struct PlatformChoice {
     std::string platform;             // "linux" or "simulated"
     std::string reason;               // "NetworkManager 1.42.4 answers"
-    std::shared_ptr<Linux::Bus> bus;  // of a linux device; else null
+    std::shared_ptr<Linux::Bus> bus;  // null for a simulated device
 };
 
-// The configured platform, whatever stands behind it; without one linux where NetworkManager answers, else simulated.
-// Blocks for NetworkManager's answer, at most 5 s.
+// Returns the configured platform without checking that it works. If none is configured, returns linux if
+// NetworkManager answers, else simulated; blocks for that answer, at most 5 s.
 PlatformChoice ChoosePlatform(const Configuration& configuration);
 
 class Device : public NoCopyable {
 public:
-    // Blocks until the abilities that are there now are registered with the process's registry.
+    // Blocks until the abilities that are available now are registered with the process's registry.
     [[nodiscard]] static Result<std::unique_ptr<Device>> Start(const PlatformChoice& choice,
                                                                const Configuration& configuration,
                                                                const std::string& networkId);
     virtual ~Device() = default;
 
-    // Ends what is under way; the abilities stay registered and refuse work.
+    // Ends running work. The abilities stay registered and refuse new work.
     virtual void Stop() = 0;
-    // One line an ability for the person who watches the daemon start: what is behind it, or why it is not there.
+    // One line for each ability, for the person who starts the daemon: what provides it, or why it is not there.
     virtual std::vector<std::string> Lines() const = 0;
-    // For `distnetctl doctor`: what is behind the radios, modems and events, and how to mend what is missing. None for
-    // a simulated device. Any thread.
+    // The checks of radios, modems and events for `distnetctl doctor`, with advice on what is missing. Empty for a
+    // simulated device. Any thread.
     virtual std::vector<QuviewDFX::HealthCheck> Checks() const = 0;
-    // Any thread; does not block.
+    // Whether Wi-Fi can join a network now. Any thread; does not block.
     virtual RadioState Radio() const = 0;
 };
 

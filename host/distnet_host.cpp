@@ -147,7 +147,7 @@ int32_t DistNetHost::GetCounts(HostCounts& counts)
     counts.ipcConnections = ipc.connections;
     counts.ipcThreads = ipc.threads;
     counts.threads = EntriesOf("/proc/self/task");
-    // Less the one that the count itself holds open.
+    // Without the one that EntriesOf itself opens.
     const size_t descriptors = EntriesOf("/proc/self/fd");
     counts.descriptors = descriptors > 0 ? descriptors - 1 : 0;
     counts.queuedTasks = Tasks::ElasticPool::Shared().QueuedCount();

@@ -1,4 +1,4 @@
-// DistNetHost: the daemon's records: its events and its traces.
+// DistNetHost: the requests about the daemon's records: events and traces.
 #include <algorithm>
 #include <chrono>
 
@@ -11,10 +11,11 @@ namespace {
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Host"};
 
-// Of one answer: as JSON in JSON every character may take two bytes, and an answer has at most 160 KiB.
+// How much of a record one answer carries. An answer has at most 160 KiB, and a record takes up to twice its size
+// there, because it is JSON text inside a JSON string.
 constexpr size_t MAX_PIECE_BYTES = 64 * 1024;
 
-// The events of JSON lines; what an editor has damaged is left out.
+// Parses lines of the event file. A line that is not a valid event (someone may have edited the file) is left out.
 std::vector<Event> EventsOf(std::string_view lines)
 {
     std::vector<Event> events;

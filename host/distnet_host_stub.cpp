@@ -43,7 +43,7 @@ int32_t Write(MessageParcel& reply, int32_t result, const Value& answer)
     return reply.WriteInt32(result) && reply.WriteString(AnswerText(answer)) ? IPC_OK : IPC_BAD_DATAGRAM;
 }
 
-// Runs query(answer), and writes the answer that it has filled.
+// Runs query(answer), which fills in the answer, and writes the result and the answer to the reply.
 template <typename Value, typename Query>
 int32_t Answered(MessageParcel& reply, Query query)
 {
@@ -52,7 +52,8 @@ int32_t Answered(MessageParcel& reply, Query query)
     return Write(reply, result, answer);
 }
 
-// Runs wait(answer) so that the reply comes later and holds no worker; a call from inside the process blocks instead.
+// Runs wait(answer), where answer sends the reply later, so that no worker is blocked. For a call from inside this
+// process, blocks until the answer is there.
 template <typename Value, typename Wait>
 int32_t AnsweredLater(MessageParcel& reply, Wait wait)
 {

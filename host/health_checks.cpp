@@ -27,8 +27,8 @@ using namespace QuviewDFX;
 constexpr const char* RESTART_COMMAND = "systemctl restart distnet";
 constexpr const char* RESTART = "Restart the daemon: systemctl restart distnet";
 
-// The identity on the disk may be newer than the one that the daemon uses. A daemon without a link takes over whatever
-// comes; one with a link keeps its identity until it ends.
+// Checks the identity on the disk, which may be newer than the one that the daemon uses. While the daemon has no link,
+// it takes over each new identity; once it has a link, it keeps its identity until it ends.
 void CheckTrust(const HealthFacts& facts, std::vector<HealthCheck>& checks)
 {
     Trust::IdentityChecks found = Trust::CheckIdentity(facts.configuration.stateDir / "identity", facts.now);
@@ -48,7 +48,8 @@ void CheckTrust(const HealthFacts& facts, std::vector<HealthCheck>& checks)
                           std::string("Mend what it says: journalctl -u distnet; then: ") + RESTART_COMMAND);
         }
     }
-    // Not compared, because that is for those who know peers: the one whose clock differs most decides.
+    // CheckIdentity cannot compare this clock with others, because it does not know the peers. Compare it here with the
+    // online peer whose clock differs most.
     std::optional<SoftBus::Node> farthest;
     for (const SoftBus::Node& node : facts.devices.value_or(std::vector<SoftBus::Node>{})) {
         if (node.online && (!farthest || abs(node.clockAhead) > abs(farthest->clockAhead))) {
@@ -69,7 +70,7 @@ void CheckTrust(const HealthFacts& facts, std::vector<HealthCheck>& checks)
     checks.insert(checks.end(), {std::move(found.identity), std::move(found.account), std::move(found.clock)});
 }
 
-// Null when the file cannot be used.
+// Returns the policy, or no value when the file cannot be used.
 std::optional<Security::AccessPolicy> CheckPolicy(const std::filesystem::path& file, std::vector<HealthCheck>& checks)
 {
     if (file.empty()) {
@@ -150,13 +151,13 @@ void CheckPeers(const HealthFacts& facts, std::vector<HealthCheck>& checks)
     }
 }
 
-// How to switch a key of a simulated device.
+// The command that sets a key of the simulated device.
 std::string SimSet(const HealthFacts& facts, const std::string& assignment)
 {
     return "distnetctl sim set --state " + facts.configuration.stateDir.string() + " " + assignment;
 }
 
-// The calls of one kind ("hotspot") that the simulated device is told to fail; fine when there is none.
+// A failed check if the simulated device is set to fail a call of this kind ("hotspot"); no value otherwise.
 std::optional<HealthCheck> FaultOf(const HealthFacts& facts, const Simulated::DeviceState& state,
                                    const std::string& check, const std::string& kind)
 {
@@ -209,7 +210,7 @@ HealthCheck CheckHotspot(const HealthFacts& facts, const Simulated::DeviceState&
     int32_t code = hotspot->GetHotspotConfig(config);
     code = code != Wifi::WIFI_OK ? code : hotspot->IsHotspotActive(active);
     if (code != Wifi::WIFI_OK) {
-        return Unhealthy("hotspot", "the radio does not tell how it stands (code " + std::to_string(code) + ")",
+        return Unhealthy("hotspot", "the radio does not report the hotspot's state (code " + std::to_string(code) + ")",
                          "See the daemon's log: journalctl -u distnet");
     }
     return Healthy("hotspot", "\"" + EscapeBytes(config.GetSsid()) + "\" " + (active ? "is open" : "can be opened"));

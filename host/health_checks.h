@@ -1,7 +1,7 @@
-// What the daemon finds when `distnetctl doctor` asks how it is: identity, account, clock, policy, daemon, socket,
-// peers, radio, hotspot, and on a Linux machine modem and events, in that order. It looks at files and at the registry
-// each time, changes nothing and never loads the service. Blocks on the disk and on the radio (10 s when that does not
-// answer). Any thread.
+// The daemon's health checks for `distnetctl doctor`: identity, account, clock, policy, daemon, socket, peers, radio,
+// hotspot, and on a Linux machine modem and events, in this order. They read files and the registry anew each time,
+// change nothing and never load the service. Any thread. Blocks on the disk and on the radio, for 10 s if the radio
+// does not answer.
 #pragma once
 
 #include <sys/types.h>
@@ -20,7 +20,7 @@
 
 namespace Vexo::Host {
 
-// Clocks of two devices that are further apart are called wrong.
+// The clock check fails when the clocks of two devices differ by more than this.
 inline constexpr std::chrono::seconds CLOCK_TOLERANCE{60};
 
 struct HealthFacts {
@@ -29,10 +29,10 @@ struct HealthFacts {
     // The known devices, online or away; they are kept across restarts. No value while the daemon has no link to other
     // devices, because it is not enrolled or could not use its enrolment.
     std::optional<std::vector<SoftBus::Node>> devices;
-    size_t abilities = 0;  // present now
+    size_t abilities = 0;  // how many are present now
     ServiceLife service = ServiceLife::NOT_LOADED;
     std::filesystem::path serviceLibrary;
-    // What the device says of its radios and daemons; empty for a simulated one, whose state file tells.
+    // Device::Checks. Empty for a simulated device, which is checked by its state file.
     std::vector<QuviewDFX::HealthCheck> device;
     WallTime now = Clock::System().WallNow();
 };

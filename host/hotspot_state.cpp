@@ -14,7 +14,7 @@ constexpr std::chrono::milliseconds ANSWER_LIMIT{200};
 
 }  // namespace
 
-// Shared with the work that asks: it may outlive whoever wanted to know.
+// Shared with the task that asks the radio, which may outlive the HotspotState.
 struct HotspotState::Query {
     Mutex mutex;
     CondVar answered;

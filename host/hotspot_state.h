@@ -1,5 +1,5 @@
-// HotspotState: whether this device's hotspot is open, asked so that a radio that does not answer holds nobody up. Any
-// thread.
+// HotspotState: asks the radio whether this device's hotspot is open, and gives up after 200 ms, so that a radio that
+// hangs does not block the caller. Any thread.
 #pragma once
 
 #include <memory>
@@ -10,7 +10,7 @@ namespace Vexo::Host {
 
 class HotspotState {
 public:
-    // Blocks for at most 200 ms. A radio that takes longer is asked no second time before it has answered.
+    // Blocks for at most 200 ms. While an earlier query is still unanswered, no second one is sent.
     HotspotStatus Ask();
 
 private:

@@ -1,6 +1,6 @@
-// distnetd: reads its configuration, becomes a device, and serves until it is told to end.
-// Exit codes: 0 ended as told; 1 could not start; 2 usage or configuration; 128 + signal when a second signal cut the
-// end short.
+// distnetd: reads its configuration, starts the daemon, and runs until a signal ends it.
+// Exit codes: 0 ended normally after a signal; 1 could not start; 2 wrong usage or configuration; 128 + signal number
+// when a second signal arrived before the daemon had stopped.
 
 #include <unistd.h>
 
@@ -60,23 +60,24 @@ void Say(const std::string& line)
         text.assign(clock, std::strftime(clock, sizeof clock, "%H:%M:%S ", &local));
     }
     text += line + "\n";
-    // Written at once, so that the line is whole beside the log's lines; nobody reading it is no reason to stop.
+    // One write, so that the line does not mix with log lines. A failure is ignored: the daemon runs without a reader
+    // too.
     (void)Vexo::WriteAll(STDOUT_FILENO, text);
 }
 
-// The exit code when the arguments are all there is to do (help, version, a fault), else -1.
+// Returns the exit code if the process must end here (help, version, a wrong argument), else -1.
 int ParseArguments(int count, char** arguments, Options& options)
 {
     CLI::App app(
         "distnetd: gets this device online through another device of the same account,\nand serves its own hotspot.",
         "distnetd");
     app.add_option("--config", options.file, "The configuration: one JSON file")->type_name("FILE");
-    app.add_flag("--check-config", options.checkOnly, "Check the file, name every fault and end");
+    app.add_flag("--check-config", options.checkOnly, "Check the file, print every fault and exit");
     app.set_version_flag("--version", std::string("distnetd ") + Vexo::DistNetVersion());
     app.footer([] { return KeyList(); });
     try {
         app.parse(count, arguments);
-        // Asked for here, so that a misspelt option is named rather than this one missed.
+        // Checked after parsing, so that the message about a misspelt option comes first.
         if (options.file.empty()) {
             throw CLI::RequiredError("--config FILE");
         }
@@ -91,14 +92,14 @@ int ParseArguments(int count, char** arguments, Options& options)
     return -1;
 }
 
-// Ends the process. The service's threads may be in the middle of anything, so no destructor runs beside them.
+// Ends the process with _exit: the service's threads still run, so no destructor may run.
 [[noreturn]] void End(Vexo::Host::EndSignals& signals, Daemon& daemon)
 {
     std::thread([&daemon] {
         daemon.Drain();
         _exit(EXIT_DONE);
     }).detach();
-    // The drain has its own limit; this one holds if it is stuck.
+    // Drain ends by itself after DRAIN_LIMIT; the longer wait here is for the case that it hangs.
     const int second = signals.WaitFor(Vexo::Host::DRAIN_LIMIT + std::chrono::milliseconds(200));
     _exit(second != 0 ? EXIT_CUT_SHORT + second : EXIT_DONE);
 }

@@ -29,7 +29,7 @@ void IdleMemory::Arm(std::chrono::milliseconds delay)
 
 void IdleMemory::ReleaseIfQuiet()
 {
-    // Disarmed before the look at the time: what happens from here on arms anew.
+    // Disarm before the time is read, so that activity from here on arms the timer again.
     armed_ = false;
     const auto passed = timers_.Now() - last_.load();
     if (passed >= QUIET) {

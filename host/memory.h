@@ -1,4 +1,4 @@
-// The daemon's heap: one for all threads, trimmed when the daemon has gone quiet. Any thread.
+// Keeps the daemon's memory small: one heap for all threads, which is trimmed when the daemon becomes idle. Any thread.
 #pragma once
 
 #include <atomic>
@@ -10,18 +10,18 @@
 
 namespace Vexo::Host {
 
-// Before any other thread exists: threads share one heap. They are mostly asleep, and a heap of its own for each would
-// only hold memory.
+// Makes all threads share one heap. They are mostly asleep, so a heap for each would only hold memory. Call before any
+// other thread exists.
 void ShareOneHeap();
 
-// Returns free heap pages to the system once, each time nothing has happened for QUIET after something did. Costs an
-// idle daemon nothing: a timer runs only between the two.
+// Returns free heap pages to the system once after each period of activity, when nothing has happened for QUIET. The
+// timer runs only between activity and this release, so an idle daemon is not woken.
 class IdleMemory : public NoCopyable, public std::enable_shared_from_this<IdleMemory> {
 public:
     static constexpr std::chrono::seconds QUIET{3};
 
     static std::shared_ptr<IdleMemory> Make(Tasks::Timers& timers = Tasks::Timers::System());
-    // Something happened. Does not block.
+    // Call when something has happened. Does not block.
     void Note();
 
 private:

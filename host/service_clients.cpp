@@ -33,9 +33,9 @@ bool IsKnown(uint32_t code)
     return false;
 }
 
-// The service counts its caller before it runs a request, so whatever the request's own code returned, also an error,
-// the caller was counted. Refusals and unknown codes come back as the default handler's status, and what never reached
-// the service as one of the layer's.
+// Whether the service counted the caller of a request that returned this status. The service counts its caller before
+// it runs the request, so the caller counts even if the request failed. It does not count when the status is that of a
+// refusal or an unknown code, or says that the request did not reach the service.
 bool WasCounted(int32_t status)
 {
     constexpr int32_t REFUSAL_NOT_WRITTEN = 301;
@@ -51,7 +51,7 @@ int32_t ServiceClients::Dispatch(const Ipc::IpcHeader& request, MessageParcel& d
     return refusal ? Refuse(*refusal, request, data, reply) : Run(request, data, reply);
 }
 
-// The service's own checks in the service's order.
+// Makes the same checks as the service, in the same order.
 std::optional<ServiceClients::Refusal> ServiceClients::WhyRefused(uint32_t code, MessageParcel& data)
 {
     const bool isForService = data.ReadInterfaceToken() == IDistNetService::GetDescriptor();
@@ -98,8 +98,9 @@ int32_t ServiceClients::Run(const Ipc::IpcHeader& request, MessageParcel& data, 
     return status;
 }
 
-// A process is forgotten before its release runs and remembered after any other request has run: whatever the order of
-// two connections of one process, a process that the service counts is known here.
+// Begin forgets a process before its release runs, and End remembers a process after any other request has run. So
+// every process that the service counts is in users_, even if two connections of one process send requests at the same
+// time.
 void ServiceClients::Begin(uint32_t code)
 {
     const MutexLock lock(mutex_);
@@ -127,8 +128,8 @@ void ServiceClients::End(uint32_t code, bool wasCounted, bool wasLoaded)
     if (!isLoadedForNobody_ || !users_.empty() || running_ != 0) {
         return;
     }
-    // No request runs, and none begins before the release has ended: the service counts nobody between its look at its
-    // holders and its end.
+    // No request runs now, and isReleasing_ keeps new ones waiting. So the service cannot count another process between
+    // its check for users and its stop.
     isLoadedForNobody_ = false;
     isReleasing_ = true;
     lock.Unlock();
@@ -152,7 +153,7 @@ void ServiceClients::ReleaseForGoneProcess()
     Release();
 }
 
-// In the name of the process that the thread acts for.
+// Releases the service on behalf of the process that this thread currently acts for.
 void ServiceClients::Release()
 {
     if (!abilities_->GetSystemAbility(COMM_DISTRIBUTED_NET_ABILITY_ID)) {

@@ -1,8 +1,7 @@
-// ServiceClients: stands between local callers and the service. It releases the service for a process that ended
-// without doing so: the service counts the processes that use it and is stopped with the last release, and a killed
-// client would keep it running for nobody. It unloads the service again when only refused requests had loaded it, and
-// it keeps refused requests from filling the log. Called on IPC workers, several at once; the caller is the one that
-// IPCSkeleton names. Why: docs/decisions/0027-released-for-the-gone.md.
+// ServiceClients: passes requests of local callers to the service. The service counts the processes that use it and
+// stops with the last release, so ServiceClients releases it for a process that ended without doing so. It also unloads
+// the service if only refused requests have loaded it, and keeps refused requests from filling the log. Called on IPC
+// workers, several at once; IPCSkeleton names the caller. Why: docs/decisions/0027-released-for-the-gone.md.
 #pragma once
 
 #include <sys/types.h>
@@ -28,12 +27,13 @@ public:
     {
     }
 
-    // Runs a request for the service and remembers who uses it. Returns what SystemAbilityManager::Dispatch returns. Of
-    // the requests of a user that the service would refuse, one a minute reaches it; the others get the same answer.
+    // Passes a request to the service and remembers which processes use it. Returns the status of
+    // SystemAbilityManager::Dispatch. Of the requests of one user that the service would refuse, one per minute reaches
+    // the service; the others get a copy of its answer.
     int32_t Dispatch(const Ipc::IpcHeader& request, MessageParcel& data, MessageParcel& reply);
 
-    // The calling process is gone, its requests have ended: releases the service if it still counts it. Blocks as a
-    // request does; never loads the service.
+    // Call when the calling process is gone and its requests have ended. Releases the service if the service still
+    // counts the process. Blocks for as long as a request; never loads the service.
     void ReleaseForGoneProcess();
 
 private:
@@ -52,10 +52,10 @@ private:
     Mutex mutex_;
     CondVar released_;
     std::set<pid_t> users_ GUARDED_BY(mutex_);
-    size_t running_ GUARDED_BY(mutex_) = 0;              // requests that the service has now
-    bool isLoadedForNobody_ GUARDED_BY(mutex_) = false;  // by a refused request; nobody has been counted since
-    bool isReleasing_ GUARDED_BY(mutex_) = false;        // requests wait until that has ended
-    // What the service answered, the bytes of its reply: what it answers next time.
+    size_t running_ GUARDED_BY(mutex_) = 0;              // requests that the service handles now
+    bool isLoadedForNobody_ GUARDED_BY(mutex_) = false;  // a refused request loaded it, and no process uses it yet
+    bool isReleasing_ GUARDED_BY(mutex_) = false;        // End releases the service; new requests wait
+    // The service's reply to a request refused for each reason, to be sent again.
     std::array<std::optional<std::vector<uint8_t>>, REFUSALS> answers_ GUARDED_BY(mutex_);
 };
 

@@ -32,7 +32,7 @@ ServiceLibrary::ServiceLibrary(fs::path path) : path_(std::move(path)) {}
 bool ServiceLibrary::Open()
 {
     if (!opened_) {
-        // Not closed, ever: its singletons and threads outlive each start and stop of the ability.
+        // Never closed: its singletons and threads outlive each stop of the ability.
         if (dlopen(path_.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE) == nullptr) {
             const char* cause = dlerror();
             QuviewDFX::LogError(LABEL, "the service cannot be loaded: %{public}s",
@@ -42,8 +42,8 @@ bool ServiceLibrary::Open()
         opened_ = true;
     }
     if (SystemAbility::FindRegistered(COMM_DISTRIBUTED_NET_ABILITY_ID) == nullptr) {
-        QuviewDFX::LogError(LABEL, "%{public}s is not the service: it registered no ability %{public}d", path_.native(),
-                            COMM_DISTRIBUTED_NET_ABILITY_ID);
+        QuviewDFX::LogError(LABEL, "%{public}s is not the service: it did not register ability %{public}d",
+                            path_.native(), COMM_DISTRIBUTED_NET_ABILITY_ID);
         return false;
     }
     return true;

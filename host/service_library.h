@@ -1,6 +1,5 @@
 // ServiceLibrary: opens the service's shared library on demand. The library registers its ability while it is being
-// opened, and stays mapped to the end of the process. Called on the ability manager's loading thread, one call at a
-// time.
+// opened, and stays mapped until the process ends. Called on the ability manager's loading thread, one call at a time.
 #pragma once
 
 #include <filesystem>
@@ -9,16 +8,18 @@
 
 namespace Vexo::Host {
 
-// The configured path; else libdistnet_service.so beside this program, else in ../lib. Absolute.
+// Returns an absolute path: the configured one, else libdistnet_service.so beside this program if it exists there, else
+// in
+// ../lib.
 std::filesystem::path FindServiceLibrary(const std::filesystem::path& configured);
 
 class ServiceLibrary : public NoCopyable {
 public:
     explicit ServiceLibrary(std::filesystem::path path);
 
-    // Opens the library unless that succeeded before. False, with a log line that names file and cause, when it is
-    // missing, cannot be linked, or does not register the service. A later call tries a file again that could not be
-    // opened. Blocks on the disk.
+    // Opens the library if it is not open yet. Returns false, with a log line that names the file and the cause, if the
+    // library is missing, cannot be linked, or does not register the service. The next call tries again. Blocks on the
+    // disk.
     bool Open();
 
 private:

@@ -16,7 +16,7 @@ void NotifyServiceManager(ServiceState state, const std::string& status)
                                                                  : "";
     const std::string text = std::string(change) + "STATUS=" + status;
     if (const int sent = ::sd_notify(0, text.c_str()); sent < 0) {
-        QuviewDFX::LogWarn(label, "systemd does not hear how this daemon stands: %{public}s",
+        QuviewDFX::LogWarn(label, "cannot report the daemon's state to systemd: %{public}s",
                            std::generic_category().message(-sent));
     }
 }

@@ -1,4 +1,4 @@
-// NotifyServiceManager: tells systemd how the daemon stands, when it was started by a unit of Type=notify; does nothing
+// NotifyServiceManager: reports the daemon's state to systemd if a unit of Type=notify started it; does nothing
 // otherwise. Any thread; does not block.
 // https://www.freedesktop.org/software/systemd/man/252/sd_notify.html
 #pragma once
@@ -7,10 +7,10 @@
 
 namespace Vexo::Host {
 
-// READY: once, at the end of the start. RUNNING: only the status has changed.
+// READY: sent once, when the start is complete. RUNNING: the daemon runs on, with a new status text.
 enum class ServiceState { READY, RUNNING, STOPPING };
 
-// status: one line for a person, as `systemctl status` shows it. A service manager that cannot be reached is logged.
+// status: one line for a person, which `systemctl status` shows. Logs a warning if systemd cannot be reached.
 void NotifyServiceManager(ServiceState state, const std::string& status);
 
 }  // namespace Vexo::Host

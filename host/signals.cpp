@@ -17,7 +17,7 @@ EndSignals::EndSignals()
         sigaddset(&signals_, signal);
     }
     pthread_sigmask(SIG_BLOCK, &signals_, nullptr);
-    // A peer or a client that went away is an error of the write, not the daemon's end.
+    // Writing to a peer or client that went away must fail with an error, not end the daemon.
     signal(SIGPIPE, SIG_IGN);
 }
 

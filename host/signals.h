@@ -1,5 +1,5 @@
-// Signals of the daemon. They are blocked in every thread and taken one by one where the main thread waits, so that no
-// handler ever interrupts a call (signal(7), sigwaitinfo(2)); waiting costs no wake-up.
+// The signals that end the daemon. They are blocked in every thread, and the main thread waits for them, so that no
+// handler interrupts a call (signal(7), sigwaitinfo(2)) and waiting causes no wake-ups.
 #pragma once
 
 #include <csignal>
@@ -8,15 +8,16 @@
 
 namespace Vexo::Host {
 
-// The signals that end the daemon: SIGTERM, SIGINT, SIGHUP.
+// SIGTERM, SIGINT and SIGHUP.
 class EndSignals {
 public:
-    // Blocks them and ignores SIGPIPE. On the main thread, before any other thread exists: threads inherit it.
+    // Blocks these signals and ignores SIGPIPE. Call on the main thread before any other thread exists, because threads
+    // inherit both.
     EndSignals();
 
     // Blocks until one arrives; returns its number.
     int Wait();
-    // The same, but 0 when none has arrived within limit.
+    // The same, but returns 0 if none arrives within limit.
     int WaitFor(std::chrono::milliseconds limit);
 
 private:

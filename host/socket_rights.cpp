@@ -15,7 +15,7 @@ using namespace QuviewDFX;
 
 constexpr mode_t ALL_RIGHTS = 07777;
 
-// Who, beside root, can open the socket.
+// Who can connect to the socket, besides root.
 struct Reach {
     bool everyone = true;
     bool group = true;  // the socket's group
@@ -49,7 +49,7 @@ Reach ReachOf(const std::filesystem::path& socket, const struct stat& status)
     }
 }
 
-// The first user or group of the policy that is let in but cannot come; empty when there is none.
+// The first user or group that the policy admits but that cannot reach the socket; empty when there is none.
 std::string ShutOut(const Security::AccessPolicy& policy, const Reach& reach)
 {
     for (const Security::PolicyEntry& entry : policy.entries) {

@@ -1,5 +1,5 @@
-// Who can open the daemon's socket, as doctor sees it: the mode of the socket and of the folders above it, against what
-// the configuration and the policy say. Blocks on the disk; any thread.
+// The check of the daemon's socket for `distnetctl doctor`: compares the modes of the socket and of the folders above
+// it with the configuration and the policy. Blocks on the disk; any thread.
 #pragma once
 
 #include "host/configuration.h"
@@ -8,8 +8,8 @@
 
 namespace Vexo::Host {
 
-// policy: the one in force. A user or group that an own policy (access.policy) lets in, but that cannot reach the
-// socket, is called wrong; under the shipped policy it is only told who can.
+// policy: the policy in force. With a policy of its own (access.policy) the check fails if the policy admits a user or
+// group that cannot reach the socket. With the shipped policy it only says who can reach the socket.
 QuviewDFX::HealthCheck CheckSocket(const Configuration& configuration, const Security::AccessPolicy& policy);
 
 }  // namespace Vexo::Host

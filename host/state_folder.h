@@ -1,4 +1,5 @@
-// StateFolder: the device's folder, held by one daemon at a time. Any thread; the lock lives as long as the object.
+// StateFolder: the lock on a device's state folder, which one daemon at a time holds. The lock is released when the
+// object is destroyed. Any thread.
 #pragma once
 
 #include <filesystem>
@@ -11,8 +12,8 @@ namespace Vexo::Host {
 
 class StateFolder {
 public:
-    // Makes the folder and its missing parents (mode 0700) and takes its lock (flock(2) on distnetd.lock, which then
-    // holds this process's id). The error names the folder, and the process that holds it if one does.
+    // Creates the folder and its missing parents (mode 0700) and takes the lock: flock(2) on distnetd.lock, to which
+    // the process id is written. The error names the folder, and the process that holds the lock if there is one.
     [[nodiscard]] static Result<StateFolder> Acquire(const std::filesystem::path& folder);
 
 private:

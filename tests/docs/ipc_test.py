@@ -201,7 +201,7 @@ class Ipc(unittest.TestCase):
 
     def test_a_daemon_with_few_descriptors_serves_fewer_clients(self):
         self.start(descriptors=96)
-        self.assertIn("no more than 48 local clients", self.log())
+        self.assertIn("at most 48 local clients", self.log())
         served = []
         while (reply := (client := self.connect(1)[0]).send(request(HOST, COUNTS)))[1] == 0:
             served.append(client)

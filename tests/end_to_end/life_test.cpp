@@ -163,7 +163,7 @@ TEST(PolicyTest, DamagedPolicyIsNamedAndAdmitsRootOnly)
     Device& device = world.Add("laptop");
     std::ofstream(world.Path() / "policy.json") << "{";
     device.Start();
-    EXPECT_NE(device.Log().find("only root is let in, because the policy cannot be used: " +
+    EXPECT_NE(device.Log().find("only root has access, because the policy cannot be used: " +
                                 (world.Path() / "policy.json:1:2: the JSON ends too early").string()),
               std::string::npos);
     EXPECT_EQ(device.Ctl({"status"}).exitCode, getuid() == 0 ? 0 : 4);

@@ -33,8 +33,7 @@ TEST(Platform, IsConfiguredOrTheMachinesOwnWhenNetworkManagerAnswers)
         const PlatformChoice choice = ChoosePlatform(configuration);
         return choice.platform + ": " + choice.reason;
     };
-    EXPECT_THAT(choose(""),
-                StartsWith("simulated: linux is passed over, because NetworkManager does not answer (org."));
+    EXPECT_THAT(choose(""), StartsWith("simulated: linux is not used, because NetworkManager does not answer (org."));
     EXPECT_EQ(choose("linux"), "linux: configured");
     machine.StartMock("networkmanager", NETWORK_MANAGER);
     EXPECT_EQ(choose(""), "linux: NetworkManager 0.9.6.0 answers");
