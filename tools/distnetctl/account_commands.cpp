@@ -22,7 +22,7 @@ std::filesystem::path IdentityFolder(const GlobalOptions& options)
     return options.stateDir / "identity";
 }
 
-// The work on the identity folder, with the rights of the state folder's owner.
+// Runs work on the identity folder with the rights of the state folder's owner.
 template <typename Work>
 auto OnIdentity(const GlobalOptions& options, Work work)
 {

@@ -21,7 +21,7 @@ constexpr size_t HELP_COLUMN = 18;  // where descriptions begin, so that help fi
 constexpr double MIN_SECONDS = 0.1;
 constexpr double MAX_SECONDS = 3600;
 
-// What the command line asked for; filled by CLI11, then run.
+// The parsed command line: CLI11 sets the arguments and run, the command to execute.
 struct Request {
     GlobalOptions options;
     std::function<int(Output&)> run;
@@ -46,7 +46,7 @@ std::string HostName()
     return gethostname(name.data(), name.size() - 1) == 0 ? std::string(name.data()) : std::string("device");
 }
 
-// In place of CLI::Range, which takes "nan" for a number within it.
+// Used instead of CLI::Range, which accepts "nan".
 std::string CheckSeconds(const std::string& text)
 {
     const auto seconds = ParseNumber<double>(text);
@@ -55,7 +55,8 @@ std::string CheckSeconds(const std::string& text)
                : "\"" + text + "\" is not a number of seconds from 0.1 to 3600";
 }
 
-// An empty path would stand for the current folder, an empty time for all times: mostly a variable that was not set.
+// Rejects an empty argument, which mostly comes from an unset shell variable: an empty path would mean the current
+// folder, and an empty time all events.
 std::string CheckGiven(const std::string& text)
 {
     return text.empty() ? "must not be empty" : "";
@@ -223,13 +224,13 @@ bool WantsColour(bool terminal)
     return terminal && (noColour == nullptr || *noColour == '\0');
 }
 
-// Before parsing has succeeded the flag can only be looked for.
+// Whether --json is among the arguments. For errors of the parser, when the parsed flag is not available.
 bool AsksForJson(int argc, const char* const* argv)
 {
     return std::any_of(argv, argv + argc, [](const char* word) { return std::string_view(word) == "--json"; });
 }
 
-// What is wrong where one of a group's commands should stand.
+// The message for a group that is followed by no command, or by something that is not one of its commands.
 std::string WrongCommand(const CLI::App& group, const std::vector<std::string>& rest)
 {
     std::vector<std::string> names;
@@ -279,7 +280,7 @@ int RunApp(int argc, const char* const* argv)
     app.fallthrough();
     app.set_version_flag("--version", std::string("distnetctl ") + DistNetVersion());
     app.add_flag("--json", request.options.json, "Print one JSON object instead of readable lines");
-    // Of an option given twice the last one counts, so that an alias with options can be overruled.
+    // When an option is given twice, the last one counts, so that the options of a shell alias can be overridden.
     app.add_option("--socket", request.options.socket, "The daemon's socket")
         ->check(CheckGiven)
         ->take_last()

@@ -1,4 +1,4 @@
-// The command line of distnetctl: parses it (CLI11), runs the command and returns the exit code. Called once, on the
+// Parses the command line of distnetctl (with CLI11), runs the command and returns the exit code. Called once, on the
 // main thread.
 #pragma once
 

@@ -1,5 +1,5 @@
-// The commands of distnetctl: each takes the global options and its own arguments, does its work and returns the exit
-// code after Output::Finish. They block until done. Run on the main thread.
+// The commands of distnetctl. Each function runs one command with the global options and the command's own arguments,
+// prints its outcome and returns the exit code. They block until the command is done. Main thread only.
 #pragma once
 
 #include <chrono>
@@ -26,10 +26,11 @@ struct GlobalOptions {
     }
 };
 
-// A client with the global limit, or null with the outcome that says why.
+// Connects to the daemon and applies --timeout. Returns null on failure; failure is then the outcome to finish with.
 std::unique_ptr<Client::DistNetClient> ConnectClient(const GlobalOptions& options, Outcome& failure);
 
-// Connects, does the work, and finishes with its outcome, or with the one that says why no daemon answers.
+// Connects to the daemon, runs work and finishes with the outcome of work. If connecting fails, finishes with the
+// outcome that says why.
 int WithClient(const GlobalOptions& options, Output& output,
                const std::function<Outcome(Client::DistNetClient& client)>& work);
 
@@ -43,7 +44,7 @@ int RunInfo(const GlobalOptions& options, Output& output, const std::vector<std:
 int RunStatus(const GlobalOptions& options, Output& output);
 int RunServiceHold(const GlobalOptions& options, Output& output);
 
-// ---- How it is, and what happens (doctor_command.cpp, watch_command.cpp) -----------------------------------------
+// ---- Diagnosis and live view (doctor_command.cpp, watch_command.cpp) ----------------------------------------------
 int RunDoctor(const GlobalOptions& options, Output& output);
 int RunWatch(const GlobalOptions& options, Output& output, std::chrono::milliseconds interval);
 
@@ -52,7 +53,8 @@ int RunEvents(const GlobalOptions& options, Output& output, bool follow, const s
 int RunTraceStart(const GlobalOptions& options, Output& output);
 int RunTraceStop(const GlobalOptions& options, Output& output, const std::filesystem::path& file, uint32_t recording);
 
-// ---- Account and enrolment (account_commands.cpp): files below the state folder -------------------------------------
+// ---- Account and enrolment (account_commands.cpp): these work on files in the state folder
+// -----------------------------
 int RunAccountCreate(const GlobalOptions& options, Output& output, const std::string& name,
                      const std::string& deviceName);
 int RunAccountShow(const GlobalOptions& options, Output& output);

@@ -26,8 +26,8 @@ constexpr size_t NAME_WIDTH = 12;
 constexpr size_t TEXT_INDENT = NAME_WIDTH + 2;
 constexpr size_t TEXT_WIDTH = COLUMNS - TEXT_INDENT;
 
-// The state folder whose files stand for the device when its daemon says nothing: the one that was named, else the one
-// that the named socket is in.
+// The state folder to check when the daemon does not answer: the one given with --state, else the folder of the socket
+// if that is a state folder, else the default.
 std::filesystem::path StateFolder(const GlobalOptions& options)
 {
     const std::filesystem::path beside = std::filesystem::path(options.socket).parent_path();
@@ -51,13 +51,13 @@ HealthCheck CheckSocketHere(const std::string& path)
                      "daemon's configuration");
 }
 
-// What can be said without the daemon's answer.
+// The checks that are possible without the daemon's answer.
 Checks CheckHere(const GlobalOptions& options, const Client::CallResult& call)
 {
     const std::filesystem::path stateDir = StateFolder(options);
     Trust::IdentityChecks found;
     {
-        const StateOwner owner(stateDir);  // a key must belong to whoever reads it
+        const StateOwner owner(stateDir);  // the check fails for a key that does not belong to the user who reads it
         found = Trust::CheckIdentity(stateDir / "identity", Clock::System().WallNow());
     }
     Checks checks{std::move(found.identity), std::move(found.account), std::move(found.clock)};

@@ -23,7 +23,7 @@ Client::CallResult EventReader::Read(Client::DistNetClient& client, std::chrono:
         }
     }
     if (resumeAfter_ && !read.more) {
-        // What was read last is no longer kept, so all that is kept came after it.
+        // The daemon no longer has the event that was read last, so all events that it has are newer.
         resumeAfter_.reset();
         cursor_ = 0;
         read.more = read.missed = true;

@@ -1,5 +1,6 @@
-// EventReader: the daemon's events, each of them once, also from a daemon that went and came back: it counts its events
-// anew and sends all that its files keep. Used from the main thread.
+// EventReader: reads the daemon's events and returns each of them once, even if the daemon restarts. A restarted daemon
+// numbers its events anew and sends all that its files hold, so EventReader skips those that it has returned before.
+// Main thread only.
 #pragma once
 
 #include <chrono>
@@ -14,22 +15,22 @@ namespace Vexo::Ctl {
 struct NewEvents {
     std::vector<Host::Event> events;  // oldest first; may be empty
     bool more = false;                // further events may follow at once
-    bool missed = false;              // events before these were removed before they could be read
+    bool missed = false;              // some events before these were removed before they could be read
 };
 
 class EventReader {
 public:
-    // The events that follow those read before. Blocks until there are some, at the latest until wait has passed. When
-    // the call does not succeed, nothing was read.
+    // Reads the events that follow those read before. Blocks until there is one, or until wait has passed. If the call
+    // does not succeed, nothing was read.
     Client::CallResult Read(Client::DistNetClient& client, std::chrono::milliseconds wait, NewEvents& read);
 
-    // From here on the client is a new connection, maybe to a daemon that was started again.
+    // Call before the first Read with a new connection, because the daemon may have restarted.
     void Reconnected();
 
 private:
-    uint64_t cursor_ = 0;  // of the daemon that is connected
+    uint64_t cursor_ = 0;  // valid for the connected daemon only
     std::optional<Host::Event> last_;
-    std::optional<Host::Event> resumeAfter_;  // what comes before, and this event, was read from an earlier connection
+    std::optional<Host::Event> resumeAfter_;  // skip up to and including this event: read on an earlier connection
 };
 
 }  // namespace Vexo::Ctl

@@ -14,7 +14,7 @@
 namespace Vexo::Ctl {
 namespace {
 
-constexpr std::chrono::milliseconds RETRY_AFTER{500};  // how often a daemon that has gone is looked for
+constexpr std::chrono::milliseconds RETRY_AFTER{500};  // how often to look for a daemon that went away
 constexpr size_t TIME_COLUMNS = 21;
 
 using EventTime = decltype(Host::Event::time);
@@ -39,7 +39,7 @@ void ShowEvent(Output& output, const Host::Event& event)
     output.Line(line);
 }
 
-// Shows what the daemon has from a time on, and what is added while it is followed.
+// Prints the daemon's events from a given time on, and new ones as they come.
 class EventList {
 public:
     EventList(const GlobalOptions& options, Output& output, EventTime since)
@@ -47,14 +47,15 @@ public:
     {
     }
 
-    // False when the daemon does not answer; then failure says why.
+    // Returns false if the daemon does not answer; failure then says why.
     bool Connect(Outcome& failure)
     {
         client_ = ConnectClient(options_, failure);
         return client_ != nullptr;
     }
 
-    // The same, once connected. Blocks for an event until wait has passed.
+    // Reads and prints the next events; waits for one until wait has passed. Returns false like Connect, which must
+    // have succeeded before.
     bool ShowNext(std::chrono::milliseconds wait, Outcome& failure)
     {
         NewEvents read;
@@ -77,7 +78,7 @@ public:
         return true;
     }
 
-    // Blocks until a daemon that has gone is back, or nobody reads standard output any more.
+    // Blocks until a daemon that went away is back, or until the reader of standard output is gone.
     void WaitForReturn()
     {
         Outcome ignored;
@@ -148,7 +149,7 @@ int RunEvents(const GlobalOptions& options, Output& output, bool follow, const s
             wait = events.Progressed() || !follow ? std::chrono::milliseconds(0) : Host::HOST_MAX_WAIT;
         }
         if (events.ReaderGone()) {
-            return EXIT_DONE;  // as `head` does when it has seen enough
+            return EXIT_DONE;  // the reader has what it wanted, for example `head`
         }
     } while (events.Progressed() || follow);
     if (output.IsJson()) {

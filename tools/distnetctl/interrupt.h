@@ -1,23 +1,23 @@
-// Ctrl-C and SIGTERM while a command waits. The signals are blocked in every thread and taken by one that sleeps in the
-// kernel.
+// Handles Ctrl-C (SIGINT) and SIGTERM while a command waits. The signals are blocked in every thread, and one thread
+// waits for them. The functions are called on the main thread.
 #pragma once
 
 #include "platform/base/mutex.h"
 
 namespace Vexo::Ctl {
 
-// Blocks SIGINT and SIGTERM for this thread and those it starts. Call first in main. SIGPIPE is ignored.
+// Blocks SIGINT and SIGTERM in this thread and the threads that it starts, and ignores SIGPIPE. Call first in main.
 void BlockInterrupts();
 
-// From now on an interrupt ends the terminal line and the process, with EXIT_INTERRUPTED. The daemon releases the
-// service for a process that is gone.
+// From now on an interrupt prints a line end and ends the process with EXIT_INTERRUPTED. The daemon then releases the
+// service on behalf of this process.
 void EndOnInterrupt();
 
-// From now on an interrupt ends the process with EXIT_DONE: for a command that runs until it is told to end. While busy
-// is held the end waits, so that no line is cut short.
+// From now on an interrupt ends the process with EXIT_DONE. For a command that runs until the user stops it. The end
+// waits until busy is free, so that no output line is cut off.
 void EndWellOnInterrupt(Mutex& busy);
 
-// Blocks until an interrupt arrives. Instead of the two above.
+// Blocks until an interrupt arrives. Use this or one of the two functions above.
 void WaitForInterrupt();
 
 }  // namespace Vexo::Ctl

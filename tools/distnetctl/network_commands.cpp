@@ -9,7 +9,7 @@ namespace Vexo::Ctl {
 
 namespace {
 
-// A capability item for a person: its label, and its value in words.
+// The readable line for a capability item: its label and its value in words.
 std::string InfoLine(const cJSON* item)
 {
     static constexpr std::array<std::array<const char*, 2>, 3> LABELS{
@@ -67,7 +67,7 @@ int RunStop(const GlobalOptions& options, Output& output, const std::string& wor
         if (!call.Succeeded()) {
             return FromCall(call);
         }
-        return Done("The service has taken note that " + peer->name +
+        return Done("The service has noted that " + peer->name +
                         " is no longer needed.\nIt closes nothing: this device stays on the Wi-Fi, and " + peer->name +
                         "'s\nhotspot stays on until it is switched off there.",
                     PeerDetails(*peer));

@@ -1,6 +1,6 @@
-// What distnetctl says: readable lines for a person, or one JSON object, and the exit code that goes with it. A command
-// builds one Outcome and hands it to Output::Finish; beside this only a live picture (screen.h) writes to standard
-// output. Used from the main thread.
+// The output of distnetctl: readable lines for a person, or one JSON object, and the exit code. A command builds one
+// Outcome and passes it to Output::Finish. Only the live picture (screen.h) writes to standard output by itself. Main
+// thread only.
 #pragma once
 
 #include <cstdint>
@@ -13,7 +13,7 @@ namespace Vexo::Ctl {
 
 enum ExitCode : int {
     EXIT_DONE = 0,
-    EXIT_FAILED = 1,  // the service answered with a failure, or what was asked could not be done
+    EXIT_FAILED = 1,  // the service answered with a failure, or this side could not carry out the command
     EXIT_USAGE = 2,
     EXIT_UNREACHABLE = 3,  // the daemon cannot be reached
     EXIT_NOT_PERMITTED = 4,
@@ -21,16 +21,16 @@ enum ExitCode : int {
     EXIT_INTERRUPTED = 130,  // Ctrl-C, as shells number it
 };
 
-// Codes of the JSON object for failures that no code of the service names.
+// Values of "code" in the JSON object for failures that have no code of the service.
 enum LocalCode : int32_t {
     CODE_UNREACHABLE = -1,
     CODE_TIMED_OUT = -2,
     CODE_BAD_ANSWER = -3,
     CODE_USAGE = -4,
-    CODE_NOT_DONE = -5,  // refused or failed on this side, before or after the service answered
+    CODE_NOT_DONE = -5,  // this side refused the command or could not carry it out
 };
 
-// How wide lines are at most, where their words allow that. A live picture asks for the terminal's width instead.
+// The width at which lines are wrapped. The live picture uses the terminal's width instead.
 inline constexpr size_t COLUMNS = 80;
 
 struct Outcome {
@@ -45,7 +45,7 @@ struct Outcome {
 Outcome Done(std::string message, Json details = nullptr);
 Outcome UsageError(std::string message, std::string advice);
 Outcome NotDone(std::string message, std::string advice);
-// From a call that did not succeed, with advice that fits why.
+// The outcome for a call that did not succeed, with advice that fits the reason.
 Outcome FromCall(const Client::CallResult& result);
 
 class Output {
@@ -56,24 +56,27 @@ public:
     bool IsTerminal() const { return terminal_; }
     bool UsesColour() const { return colour_; }
 
-    // A line of the readable form; nothing with --json.
+    // Prints a line; does nothing with --json.
     void Line(const std::string& text);
-    // A line of machine output: one object of many; nothing without --json. The command then ends without an outcome.
+    // Prints one object on a line of its own; does nothing without --json. For commands that print many objects, which
+    // then do not call Finish when they succeed.
     void Object(const cJSON* object);
-    // Hands on what was written. False when it could not be, now or before.
+    // Writes out what is buffered. Returns false if this or an earlier write failed.
     bool Flush();
-    // On a terminal, a line that the next Status, Line or Finish overwrites: what is being waited for.
+    // Says what the command waits for. On a terminal the next Status, Line or Finish overwrites this line.
     void Status(const std::string& text);
-    // A line to standard error, with --json too: what a person should know while the command goes on.
+    // Prints a line for a person to standard error, also with --json, while the command goes on.
     void Notice(const std::string& text);
-    // Marks for lines: a tick or a cross, coloured on a terminal; the words beside them carry the meaning.
+    // Marks for good and failed steps: a tick and a cross, in colour if colour is used. The words beside a mark must
+    // make sense without it.
     std::string Tick() const;
     std::string Cross() const;
 
-    // Writes the outcome: the JSON object, or the message (a failure to standard error). Returns the exit code.
+    // Prints the outcome as a JSON object, or its message and advice (for a failure to standard error). Returns the
+    // exit code.
     int Finish(Outcome outcome);
-    // Before the process ends: the exit code that it shall end with, EXIT_FAILED instead, with a line on standard
-    // error, when something could not be written. A reader that left early (EPIPE) has seen what it wanted.
+    // Call before the process ends, with its exit code. Returns that code, or prints the error and returns EXIT_FAILED
+    // if some output could not be written. That the reader closed the pipe early (EPIPE) is not a failure.
     int End(int exitCode);
 
 private:
@@ -89,7 +92,7 @@ private:
 
 // "41 ms", "3.1 s".
 std::string DurationText(double milliseconds);
-// text cut to width columns, the cut marked; or padded with spaces. Counts UTF-8 code points.
+// Pads text with spaces to width columns, or cuts it to width with "…" at the end. One column for each code point.
 std::string Column(const std::string& text, size_t width);
 
 }  // namespace Vexo::Ctl

@@ -1,5 +1,6 @@
-// The devices of the account: how they are listed, and which one a person means by a name, a network id, the beginning
-// of either, or the short form of the id. Functions without state; FindPeer blocks for the daemon's answer.
+// The other devices of the account: prints them, and finds the one that a person names by its name, its network id, the
+// beginning of either, or the short form of the id. Functions without state; only FindPeer blocks, for the daemon's
+// answer.
 #pragma once
 
 #include <optional>
@@ -15,31 +16,31 @@ namespace Vexo::Ctl {
 
 using Peer = Host::KnownDevice;
 
-// A 64-digit hex network id, of a known device or not.
+// Whether word has the form of a network id: 64 hex digits. The device need not be known.
 bool IsNetworkId(const std::string& word);
 
-// False for a network id that a person typed and that is no known device's.
+// False for a peer that ResolvePeer made from a typed network id that no known device has.
 bool IsKnown(const Peer& peer);
 
-// The one peer that the word names: its name or network id as a whole, else the only one that begins with it or whose
-// network id it is the short form of. A whole network id that nobody has is passed through: the service decides. The
-// error names those that it could be, or suggests a name that is close.
+// The peer that word names: the one whose name or network id is word; if there is none, the only one whose name or
+// network id begins with word or has word as its short form. For a complete network id that no peer has, returns a peer
+// with only this id, so that the service decides. The error lists the peers that word fits, or suggests a similar name.
 [[nodiscard]] Result<Peer> ResolvePeer(const std::string& word, const std::vector<Peer>& peers);
 
-// The same among the devices that the daemon knows, with printable texts; none with the outcome that says why, also
-// for this device itself.
+// ResolvePeer among the daemon's known devices; the texts of the result are printable. Returns no value on failure,
+// also when word names this device itself; failure is then the outcome to finish with.
 std::optional<Peer> FindPeer(Client::DistNetClient& client, const std::string& word, Outcome& failure);
 
-// {"peer", "network_id"}: what begins the details of an outcome that is about one peer.
+// {"peer", "network_id"}: the first members of the details of an outcome about one peer.
 Json PeerDetails(const Peer& peer);
 
-// "now", "5 min ago", "2 h ago", "3 d ago".
+// When the peer was last reached: "now", "5 min ago", "2 h ago", "3 d ago".
 std::string Ago(const Peer& peer);
-// A line of the list of devices, under its heading.
+// The heading of the list of devices, and a line of it.
 inline constexpr const char* PEER_HEADING = "NAME                 TYPE      NETWORK ID     LAST SEEN   STATE";
 std::string PeerLine(const Peer& peer);
 inline constexpr size_t PEER_LINE_WIDTH = 71;
-// Over what and where the device was reached last: "tcp 192.0.2.7:11630". Empty for one that was never met.
+// The transport and address at which the device was last reached: "tcp 192.0.2.7:11630". Empty for an unknown device.
 std::string ReachedAt(const Peer& peer);
 
 }  // namespace Vexo::Ctl

@@ -1,5 +1,5 @@
-// Printable: the daemon's answers with texts that a terminal may show: hidden characters escaped
-// (platform/base/utf8.h). Names in them come from other devices and from the air. Pure; any thread.
+// Printable: makes the texts of the daemon's answers safe for a terminal by escaping hidden characters
+// (platform/base/utf8.h); names in them come from other devices and Wi-Fi networks. Pure functions; any thread.
 #pragma once
 
 #include <string>
@@ -40,7 +40,8 @@ public:
     }
 };
 
-// Of any type that interfaces/host_answers_json.h lists the members of, or a list of them.
+// Returns answer with all its texts escaped. Answer: a type with a ForEachMember in interfaces/host_answers_json.h, or
+// a list of such a type.
 template <typename Answer>
 Answer Printable(Answer answer)
 {

@@ -1,5 +1,5 @@
-// Recording: one recording of the daemon's spans, as distnetctl starts, stops and fetches it. Used from the main
-// thread; each call blocks for the daemon's answer.
+// Starts, stops and fetches recordings of the daemon's trace spans. Main thread only; each call blocks for the daemon's
+// answer.
 #pragma once
 
 #include <chrono>
@@ -12,12 +12,13 @@
 
 namespace Vexo::Ctl {
 
-// The recording's number, or 0 with the outcome that says why there is none. It ends by itself after limit; a detached
-// one outlives this program.
+// Starts a recording, which ends by itself after limit; a detached one outlives this program. Returns its number, or 0
+// on failure; failure is then the outcome to finish with.
 uint32_t StartRecording(Client::DistNetClient& client, std::chrono::milliseconds limit, bool detached,
                         Outcome& failure);
 
-// Stops it (0: the oldest detached one) and fetches all of its trace. False with the outcome that says why not.
+// Stops the recording (0: the oldest detached one) and fetches its whole trace. Returns false on failure;
+// failure is then the outcome to finish with.
 bool FetchRecording(Client::DistNetClient& client, uint32_t recording, Host::TracePiece& trace, Outcome& failure);
 
 }  // namespace Vexo::Ctl

@@ -13,7 +13,8 @@ namespace Vexo::Ctl {
 
 namespace {
 
-// Alternate screen, no cursor, no wrapping: a character of double width must not push a line into the next.
+// Alternate screen, no cursor, no wrapping. Without wrapping, a line with characters of double width cannot run into
+// the next line.
 constexpr std::string_view TAKE = "\033[?1049h\033[?25l\033[?7l\033[2J";
 constexpr std::string_view GIVE_BACK = "\033[?7h\033[?25h\033[?1049l";
 constexpr const char* CLEAR_REST_OF_LINE = "\033[K";

@@ -1,6 +1,6 @@
-// Screen: a terminal taken over for a live picture, and given back as it was. While it is held, the picture is on the
-// alternate screen without cursor and line wrapping, and keys arrive one by one without echo (termios(3); the control
-// sequences are those of xterm, ECMA-48). One at a time; main thread only. Who waits for keys and signals: wakeup.h.
+// Screen: takes over the terminal for a live picture and restores it afterwards. While it is taken over, the picture is
+// on the alternate screen without cursor and line wrapping, and keys arrive one by one without echo (termios(3); the
+// control sequences are those of xterm, ECMA-48). One object at a time; main thread only. Keys and signals: wakeup.h.
 #pragma once
 
 #include <termios.h>
@@ -21,23 +21,23 @@ struct ScreenSize {
 struct ScreenLine {
     enum class Style { PLAIN, HEADING, WRONG };
 
-    std::string text;  // as EscapeHidden leaves it; cut to the width
+    std::string text;  // must be printable (EscapeHidden); Draw cuts it to the width
     Style style = Style::PLAIN;
 };
 
 class Screen : public NoCopyable {
 public:
-    // Takes the terminal of standard output, and of standard input if that is one.
+    // Takes over the terminal (as Enter does): that of standard output, and that of standard input if it is one.
     explicit Screen(bool colour);
     ~Screen();
 
-    // Gives the terminal back, and takes it again: around a stop of the process. Idempotent.
+    // Leave restores the terminal and Enter takes it over again, before and after the process is suspended. Idempotent.
     void Leave();
     void Enter();
 
-    // As the terminal is now; 80 by 24 when it does not say.
+    // The current size of the terminal; 80 by 24 if it is not known.
     static ScreenSize Size();
-    // Rewrites the whole picture in one write; lines beyond the size are not shown. False when the terminal is gone.
+    // Draws the whole picture with one write; lines beyond size are left out. Returns false if the terminal is gone.
     bool Draw(const std::vector<ScreenLine>& lines, const ScreenSize& size);
 
 private:

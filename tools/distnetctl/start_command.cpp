@@ -18,7 +18,7 @@ namespace {
 
 using Host::WifiState;
 
-// Without what only a program that waits needs.
+// Without the members that only a caller of WaitForWifi needs.
 Json WifiDetails(const Host::WifiStatus& wifi)
 {
     Json object = Host::ToJson(wifi);
@@ -27,13 +27,13 @@ Json WifiDetails(const Host::WifiStatus& wifi)
     return object;
 }
 
-// What doctor says to do about one of its lines; empty when it says nothing.
+// The advice of the check with this name; empty if there is none.
 std::string AdviceOn(const std::string& name, const std::vector<QuviewDFX::HealthCheck>& checks)
 {
     for (const QuviewDFX::HealthCheck& check : checks) {
         if (check.name == name) {
             std::string advice = EscapeHidden(check.advice);
-            // In a sentence a command needs its ends marked.
+            // The advice becomes part of a sentence here, so put back quotes around the command in it.
             const size_t command = advice.find(": ");
             return command == std::string::npos ? advice : advice.insert(command + 2, "`") + "`";
         }
@@ -46,7 +46,7 @@ double MillisecondsSince(SteadyTime from)
     return std::chrono::duration<double, std::milli>(Clock::System().Now() - from).count();
 }
 
-// One start, from the question to the joined network.
+// One run of `start`: from the request to the joined network.
 class Start {
 public:
     Start(const GlobalOptions& options, Output& output, Client::DistNetClient& client, Peer peer)
@@ -80,7 +80,7 @@ public:
     }
 
 private:
-    // The request while the daemon's spans are recorded. Without a recording it goes on all the same.
+    // Sends the request while the daemon's spans are recorded. If no recording can be started, sends it all the same.
     Client::CallResult AskTimed()
     {
         Outcome why;
@@ -91,7 +91,8 @@ private:
         Client::CallResult call = client_.StartDistributedNetwork(0, 0, peer_.networkId);
         const double answeredMs = SteadyNowMs();
         Host::TracePiece trace;
-        // A call that timed out has closed its connection; what was recorded until then still shows where it stands.
+        // A call that timed out has closed its connection. The spans recorded so far still show where the start hangs,
+        // so fetch them over another connection.
         const auto second = call.status == Client::CallStatus::TIMED_OUT ? ConnectClient(options_, why) : nullptr;
         if (recording != 0 && FetchRecording(second ? *second : client_, recording, trace, why)) {
             timing_ = ParseTiming(trace.text, {asked.beginMs, answeredMs});
@@ -102,7 +103,7 @@ private:
         return call;
     }
 
-    // The wait for the Wi-Fi is over, however it ended.
+    // Ends the Wi-Fi step of the timing, whether the join succeeded or not.
     void WaitedForWifi()
     {
         if (timing_ && timing_->answer) {
@@ -111,7 +112,7 @@ private:
         }
     }
 
-    // A step as it ends; with a timing all are shown together at the end.
+    // Prints a step when it ends. With --timing, ShowTiming prints all steps at the end instead.
     void StepLine(const std::string& first, const std::string& step)
     {
         if (!timing_) {
@@ -124,7 +125,7 @@ private:
         AddMember(details_.get(), "timing", TimingDetails(*timing_));
         const StepNames names{output_.Tick(), output_.Cross(), peer_.name, joined_ ? "Wi-Fi joined" : "Wi-Fi asked",
                               outcome.exitCode == EXIT_TIMED_OUT};
-        // A good answer that led nowhere, because there is no Wi-Fi to join with, is no failed step.
+        // If the peer answered well and the Wi-Fi step was never reached, no step of the timing has failed.
         const bool failed = outcome.exitCode != EXIT_DONE && !(answeredWell_ && !timing_->wifi);
         for (const std::string& line : TimingLines(*timing_, failed, names)) {
             output_.Line(line);
@@ -140,7 +141,7 @@ private:
         return outcome;
     }
 
-    // The peer is not asked: its hotspot would be open for nobody.
+    // This device cannot join, so the peer is not asked to open its hotspot.
     Outcome CannotJoin(const Host::WifiStatus& wifi)
     {
         AddMember(details_.get(), "wifi", WifiDetails(wifi));
@@ -172,7 +173,8 @@ private:
         return WithDetails(std::move(outcome));
     }
 
-    // The list of devices says more than the code about a peer that is not in it, or was away and stayed away.
+    // Why the start failed. For a peer that is unknown, or that was away and still is, this is more precise than the
+    // meaning of the code.
     std::string WhyRefused(const Client::CallResult& call)
     {
         if (!IsKnown(peer_)) {

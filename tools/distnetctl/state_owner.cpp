@@ -15,18 +15,18 @@ StateOwner::StateOwner(const std::filesystem::path& stateDir)
     if (geteuid() != 0 || stat(stateDir.c_str(), &folder) != 0 || folder.st_uid == 0) {
         return;
     }
-    // The group first: without root's rights it could not be changed any more.
+    // Change the group first: once the user is changed, the process may not change its group any more.
     isOther_ = true;
     if (setegid(folder.st_gid) != 0 || seteuid(folder.st_uid) != 0) {
         taken_ = Fail(ErrorCodeOf(errno),
-                      stateDir.string() + ": its owner's rights cannot be taken: " + std::strerror(errno));
+                      stateDir.string() + ": cannot switch to its owner's rights: " + std::strerror(errno));
     }
 }
 
 StateOwner::~StateOwner()
 {
     if (isOther_ && (seteuid(0) != 0 || setegid(0) != 0)) {
-        _exit(1);  // with the rights of neither, nothing that follows can be trusted
+        _exit(1);  // the process is left with mixed rights, so it must not go on
     }
 }
 

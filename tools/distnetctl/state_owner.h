@@ -1,5 +1,6 @@
-// A tool that root runs works on a state folder as the folder's owner does, so that the daemon, which runs as that
-// owner, can read what was written, and so that a link in the folder leads root nowhere. One thread at a time.
+// Access to a state folder with the rights of the folder's owner, when root runs distnetctl. The daemon runs as the
+// owner and must be able to read the files that are written, and root must not follow a link that the owner has placed
+// in the folder. One thread at a time.
 #pragma once
 
 #include <filesystem>
@@ -10,8 +11,8 @@
 
 namespace Vexo::Ctl {
 
-// Has the rights of the folder's owner for as long as it lives. For anyone but root, for a folder of root's and for one
-// that does not exist it changes nothing.
+// While an object exists, the process has the rights of the folder's owner. Changes nothing if the user is not root, or
+// if the folder belongs to root or does not exist.
 class StateOwner {
 public:
     explicit StateOwner(const std::filesystem::path& stateDir);
@@ -19,7 +20,7 @@ public:
     StateOwner(const StateOwner&) = delete;
     StateOwner& operator=(const StateOwner&) = delete;
 
-    // An error when the rights could not be taken: nothing may be done then.
+    // An error if the rights could not be changed; the caller must not touch the folder then.
     const Result<void>& Taken() const { return taken_; }
 
 private:
@@ -27,13 +28,14 @@ private:
     bool isOther_ = false;
 };
 
-// Whether this user is kept out of a state folder, or of the identity in it. Never for root.
+// Whether this user lacks the rights to read the state folder or the identity in it. Never true for root.
 bool IsClosedToUser(const std::filesystem::path& stateDir);
-// The outcome of work on a state folder that failed: with advice of its own for a user who is kept out, else with the
-// given one.
+// The outcome for failed work on a state folder. A user without access (IsClosedToUser) gets advice about that instead
+// of the given advice.
 Outcome StateFailure(const std::filesystem::path& stateDir, std::string message, std::string advice);
 
-// What the work returns, a Result, or why it was not done.
+// Runs work with the rights of the folder's owner. Returns the Result of work, or the error if the rights could not be
+// changed.
 template <typename Work>
 auto AsOwnerOf(const std::filesystem::path& stateDir, Work work) -> decltype(work())
 {

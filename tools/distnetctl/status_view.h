@@ -1,4 +1,4 @@
-// How the daemon's answers look to a person: the lines that `status` and `watch` share. What they are given is
+// Formats the daemon's status for a person: the lines that `status` and `watch` share. The answers passed in must be
 // printable (printable.h). Pure functions; any thread.
 #pragma once
 
@@ -14,7 +14,7 @@ struct StatusLine {
     std::string text;
 };
 
-// Every line; with the label before it, none is wider than 80 columns.
+// All lines of the status. The list of abilities is wrapped to 80 columns, label included.
 std::vector<StatusLine> StatusLines(const Host::HostStatus& status, const Host::HostCounts& counts);
 
 // "connected "phone-7f3a", 192.168.43.17"
@@ -22,7 +22,7 @@ std::string WifiText(const Host::WifiStatus& wifi);
 // "open", "closed", "not present", "not known: the radio does not say"
 std::string HotspotText(const Host::HotspotStatus& hotspot);
 
-// The line with its label in front, in 12 columns.
+// The whole line: the label, padded to 12 columns, then the text.
 std::string Labelled(const StatusLine& line);
 
 }  // namespace Vexo::Ctl

@@ -12,7 +12,7 @@ namespace {
 
 using std::chrono::system_clock;
 
-constexpr int MAX_DIGITS = 6;  // of a number of units: more would be older than any event
+constexpr int MAX_DIGITS = 6;  // of the count; a larger count would be older than any event
 
 std::optional<WallTime> Ago(const std::string& word, WallTime now)
 {
@@ -40,7 +40,7 @@ std::optional<WallTime> Midnight(const std::string& word, WallTime now)
     localtime_r(&seconds, &parts);
     parts.tm_hour = parts.tm_min = parts.tm_sec = 0;
     parts.tm_mday -= word == "yesterday" ? 1 : 0;
-    parts.tm_isdst = -1;  // a day ago may have had another offset
+    parts.tm_isdst = -1;  // let mktime find out, because daylight saving may differ from now
     return system_clock::from_time_t(std::mktime(&parts));
 }
 

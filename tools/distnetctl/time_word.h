@@ -1,5 +1,5 @@
-// Times as people write and read them: "10m" (ago), "yesterday", a time of RFC 3339; and in local time. Pure but for
-// the local time zone; any thread.
+// Reads times as people type them ("10m" ago, "yesterday", RFC 3339) and prints times in local time. Functions without
+// state that depend on the local time zone; any thread.
 #pragma once
 
 #include <string>
@@ -9,11 +9,11 @@
 
 namespace Vexo::Ctl {
 
-// "30s", "10m", "2h", "1d", "2w", each with or without " ago"; "now", "today" and "yesterday" (from midnight, local
-// time); or RFC 3339 with date, time and offset. The error says what is allowed.
+// Accepts "30s", "10m", "2h", "1d" and "2w", with or without " ago"; "now"; "today" and "yesterday", which mean
+// midnight in local time; and RFC 3339 with date, time and offset. The error says what is allowed.
 [[nodiscard]] Result<WallTime> ParseTime(const std::string& word, WallTime now);
 
-// In local time, in the form of strftime(3).
+// time in local time, formatted by strftime(3).
 std::string LocalText(WallTime time, const char* format);
 
 }  // namespace Vexo::Ctl

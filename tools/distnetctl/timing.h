@@ -1,5 +1,5 @@
-// Timing: where the time of a start went, read from the daemon's trace, and shown as a picture of bars. Times are in
-// milliseconds of the steady clock, which the daemon's trace counts too. Value types; pure functions.
+// Timing: how long each step of `start` took, read from the daemon's trace and shown as bars. Times are in milliseconds
+// of the steady clock, which the daemon's trace uses too. Value types and functions without state; any thread.
 #pragma once
 
 #include <chrono>
@@ -17,27 +17,27 @@ struct Interval {
     double Length() const { return endMs - beginMs; }
 };
 
-// The steps in their order; one that was not reached is empty.
+// The steps in their order. A step that was not reached has no value.
 struct Timing {
     Interval total;
     std::optional<Interval> collaboration;  // the peer is woken
     std::optional<Interval> session;        // a session to it is opened
     std::optional<Interval> answer;         // from the request to the answer
-    std::optional<Interval> wifi;           // from the answer on
+    std::optional<Interval> wifi;           // from the answer to the joined Wi-Fi
 };
 
-// The steps of the start that was asked for and answered in that time. Others may start at the same time; theirs begin
-// or end outside it.
+// Finds the steps of one start in the trace. asked: from its request to its answer. Steps of other starts that run at
+// the same time are told apart because they begin or end outside this interval.
 Timing ParseTiming(const std::string& trace, Interval asked);
 
-// The steps as lines of at most 80 columns: mark, name, duration and a bar in its place. With failed the last step
-// reached is the one that failed. first stands before the first line, and is 12 columns wide.
+// The steps as lines of at most 80 columns: mark, name, duration, and a bar that shows when the step ran. If failed,
+// the last step that was reached is shown as the one that failed.
 struct StepNames {
     std::string tick;
     std::string cross;
-    std::string first;
-    std::string wifi;           // what a good last step is called
-    bool isUnfinished = false;  // with failed: the last step goes on, nobody waits for it any more
+    std::string first;          // shown in the first 12 columns of the first line
+    std::string wifi;           // name of the last step if it is good
+    bool isUnfinished = false;  // with failed: the last step still runs, but its time limit has passed
 };
 std::vector<std::string> TimingLines(const Timing& timing, bool failed, const StepNames& names);
 

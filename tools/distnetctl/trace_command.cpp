@@ -11,7 +11,8 @@ namespace {
 
 constexpr mode_t TRACE_FILE_MODE = 0644;  // no ids and no secrets
 
-// Whether the file can be made. Asked before a recording is stopped, because its last piece forgets it.
+// Why the file cannot be created; empty if it can. Checked before the recording is stopped, because the daemon deletes
+// a recording when its last piece has been fetched.
 std::string WhyNotWritable(const std::filesystem::path& file)
 {
     std::error_code ignored;
@@ -19,7 +20,7 @@ std::string WhyNotWritable(const std::filesystem::path& file)
         return file.string() + ": is a folder";
     }
     const std::filesystem::path folder = file.has_parent_path() ? file.parent_path() : ".";
-    return ::access(folder.c_str(), W_OK | X_OK) == 0 ? "" : folder.string() + ": no file can be written there";
+    return ::access(folder.c_str(), W_OK | X_OK) == 0 ? "" : folder.string() + ": cannot create a file there";
 }
 
 }  // namespace

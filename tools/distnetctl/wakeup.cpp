@@ -43,7 +43,7 @@ Wakeup::Wakeup(bool keys) : keys_(keys && isatty(STDIN_FILENO) == 1)
 
 WakeReason Wakeup::Wait(SteadyTime deadline)
 {
-    // Of standard output only its end is waited for: the reader of a pipe that left, a terminal that was closed.
+    // Standard output is polled for errors only: the reader of the pipe is gone, or the terminal was closed.
     std::array<pollfd, 3> sources{
         {{signals_.Get(), POLLIN, 0}, {keys_ ? STDIN_FILENO : -1, POLLIN, 0}, {STDOUT_FILENO, 0, 0}}};
     const timespec left = LeftUntil(deadline);
@@ -81,7 +81,7 @@ WakeReason Wakeup::ReadKeys()
     std::array<char, 64> typed{};
     const ssize_t count = read(STDIN_FILENO, typed.data(), typed.size());
     if (count <= 0) {
-        // Ended or gone: nothing more comes from there.
+        // End of input, or an error: stop reading keys.
         keys_ = false;
         return WakeReason::QUIT;
     }

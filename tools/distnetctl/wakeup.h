@@ -1,5 +1,5 @@
-// Wakeup: what ends a wait of `watch`: the time, a key, or a signal. Signals are blocked and read from a descriptor
-// (signalfd(2)), so that none is lost and no handler runs. Main thread only, before any other thread exists.
+// Wakeup: lets `watch` wait for a point in time, a key or a signal. Signals are blocked and read from a descriptor
+// (signalfd(2)), so that none is lost and no handler runs. Main thread only; create it before any other thread exists.
 #pragma once
 
 #include "platform/base/clock.h"
@@ -10,18 +10,19 @@ namespace Vexo::Ctl {
 
 enum class WakeReason {
     TIME,
-    KEY,      // any but q
+    KEY,      // any key but q
     RESIZED,  // the terminal has another size
-    SUSPEND,  // Ctrl-Z: the process is to stop itself
+    SUSPEND,  // Ctrl-Z: the caller must suspend the process
     QUIT,     // q, Ctrl-C, SIGTERM, or the terminal went away
 };
 
 class Wakeup : public NoCopyable {
 public:
-    // keys: standard input is a terminal, and keys and its signals count. Else only SIGINT, SIGTERM and SIGHUP do.
+    // keys: also wait for keys, if standard input is a terminal, and for the signals of the terminal. Without keys,
+    // only SIGINT, SIGTERM and SIGHUP end a wait.
     explicit Wakeup(bool keys);
 
-    // Blocks until something happens, at the latest until the deadline.
+    // Blocks until one of these happens, or until the deadline.
     WakeReason Wait(SteadyTime deadline);
 
 private:

@@ -17,16 +17,16 @@ namespace Vexo::Ctl {
 
 namespace {
 
-// A daemon that does not answer must not hold up q for longer.
+// Longest wait for the daemon's answer. While a look waits, q has no effect, so this must be short.
 constexpr std::chrono::milliseconds LOOK_LIMIT{1000};
 
-// A look that the daemon refuses will be refused again.
+// Whether to give up: a daemon that refuses one look will refuse the next one too.
 bool IsHopeless(const Snapshot& snapshot)
 {
     return snapshot.call.status == Client::CallStatus::REFUSED;
 }
 
-// The live picture, until it is quit; the last look says how it ended.
+// Shows the live picture until the user quits. Returns the last look, which says how it ended.
 Snapshot ShowLive(WatchSource& source, Wakeup& wakeup, bool colour, std::chrono::milliseconds interval)
 {
     Screen screen(colour);
@@ -68,7 +68,7 @@ Json NewLine(const char* kind, const std::string& time)
     return line;
 }
 
-// message: why a daemon does not answer; else empty.
+// message: why the daemon does not answer; empty if it does.
 void Show(Output& output, const Change& change, WallTime seen, const std::string& message)
 {
     const Json line = NewLine("change", QuviewDFX::Rfc3339(seen));
@@ -91,7 +91,8 @@ void Show(Output& output, const Host::Event& event, WallTime seen)
     output.Line(ClockText(seen) + " event " + EscapeHidden(event.name) + ": " + ParametersText(event));
 }
 
-// A line for each change and each event, until it is quit or nobody reads any more.
+// Prints a line for each change and each event until the user quits or the reader of the output is gone. Returns the
+// last look.
 Snapshot ShowLines(WatchSource& source, Wakeup& wakeup, Output& output, std::chrono::milliseconds interval)
 {
     ChangeFinder finder;
@@ -119,7 +120,7 @@ int RunWatch(const GlobalOptions& options, Output& output, std::chrono::millisec
 {
     const bool live = output.IsTerminal() && !output.IsJson();
     Wakeup wakeup(live);
-    // The picture begins with what happened before; lines tell of what happens from now on.
+    // The picture also shows earlier events; lines show only events from now on.
     WatchSource source(options.socket, std::min(options.Timeout(), LOOK_LIMIT),
                        live ? WallTime() : std::chrono::floor<std::chrono::milliseconds>(Clock::System().WallNow()));
     const Snapshot last =

@@ -1,5 +1,5 @@
-// WatchSource: what `watch` looks at, read from the daemon again and again over one connection; a daemon that goes away
-// is asked for again at each look. Main thread only; a look blocks for at most the limit of a call.
+// WatchSource: reads what `watch` shows from the daemon, again and again over one connection. If the daemon goes away,
+// each look tries to connect again. Main thread only; each call to the daemon blocks for at most the limit.
 #pragma once
 
 #include <chrono>
@@ -14,21 +14,21 @@
 
 namespace Vexo::Ctl {
 
-// How things stood at one look. Texts are printable, but for those of events.
+// The daemon's answers at one look. All texts are printable (printable.h) except those of events.
 struct Snapshot {
     WallTime time;
-    Client::CallResult call;  // when it did not succeed, nothing below but the events counts
+    Client::CallResult call;  // if it did not succeed, only the events below are valid
     Host::HostStatus status;
     Host::HostCounts counts;
     std::vector<Peer> peers;
-    std::vector<Host::Event> events;  // new since the look before; at most MAX_WATCHED_EVENTS
+    std::vector<Host::Event> events;  // since the previous look; at most MAX_WATCHED_EVENTS, the newest
 };
 
 inline constexpr size_t MAX_WATCHED_EVENTS = 100;
 
 class WatchSource {
 public:
-    // since: events before it do not count.
+    // Events before since are left out.
     WatchSource(std::string socket, std::chrono::milliseconds limit, WallTime since);
 
     Snapshot Look();

@@ -21,7 +21,7 @@ constexpr size_t PEER_ROW_WIDTH = 69;  // narrower: a peer's name and state only
 constexpr const char* AWAY = "away";
 constexpr size_t MAX_VALUE_BYTES = 200;  // of an event's parameter
 
-// "12:08:06", in local time; of an older event than a day "11-20 12:08".
+// Local time as "12:08:06"; for events older than a day "11-20 12:08".
 std::string EventClock(WallTime time, WallTime now)
 {
     return LocalText(time, now - time < std::chrono::hours(24) ? "%H:%M:%S" : "%m-%d %H:%M");
@@ -47,7 +47,7 @@ std::string NarrowPeerLine(const Peer& peer)
     return Column(peer.name, 16) + " " + (peer.online ? "reachable" : "away, " + Ago(peer));
 }
 
-// rows: at most, the heading included.
+// rows: the most lines to add, the heading included.
 void AddPeers(const std::vector<Peer>& peers, const ScreenSize& size, size_t rows, std::vector<ScreenLine>& picture)
 {
     if (rows == 0) {
@@ -68,7 +68,7 @@ void AddPeers(const std::vector<Peer>& peers, const ScreenSize& size, size_t row
     }
 }
 
-// rows: at most, the heading included; the newest events are shown.
+// rows: the most lines to add, the heading included. Shows the newest events.
 void AddEvents(const std::deque<Host::Event>& events, WallTime now, size_t rows, std::vector<ScreenLine>& picture)
 {
     if (rows < 2 || events.empty()) {
@@ -131,7 +131,7 @@ std::vector<ScreenLine> Picture(const Snapshot& snapshot, const WatchHistory& hi
     } else {
         AddStatus(snapshot, roomy, picture);
         gap();
-        // A quarter of what is left is kept for events.
+        // Peers get up to three quarters of the remaining rows, events the rest.
         AddPeers(snapshot.peers, size, left() - left() / 4, picture);
     }
     gap();
@@ -141,7 +141,7 @@ std::vector<ScreenLine> Picture(const Snapshot& snapshot, const WatchHistory& hi
     return picture;
 }
 
-// A value for each thing that a line is to tell of.
+// The current value of everything whose changes are printed.
 ChangeFinder::Facts ChangeFinder::FactsOf(const Snapshot& snapshot)
 {
     Facts facts;
@@ -163,7 +163,7 @@ ChangeFinder::Facts ChangeFinder::FactsOf(const Snapshot& snapshot)
 std::vector<Change> ChangeFinder::Compare(const Snapshot& snapshot)
 {
     std::vector<Change> changes;
-    // What a daemon that does not answer knew is not gone: it is compared when it is back.
+    // If the daemon does not answer, keep its last known values and compare them with its answers when it is back.
     const bool answers = snapshot.call.Succeeded();
     Facts now = answers ? FactsOf(snapshot) : known_;
     if (!answers) {

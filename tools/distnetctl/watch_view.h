@@ -1,5 +1,5 @@
-// What `watch` shows: a picture for a terminal, or the differences between two looks. Pure but for the local time zone;
-// any thread.
+// Formats what `watch` shows: a picture for a terminal, or the changes since the previous look. Depends on nothing but
+// its arguments and the local time zone; any thread, each object on one.
 #pragma once
 
 #include <deque>
@@ -14,7 +14,7 @@
 
 namespace Vexo::Ctl {
 
-// What the picture shows beside the last look.
+// What the picture shows in addition to the last look.
 struct WatchHistory {
     std::deque<Host::Event> events;     // newest last; at most MAX_WATCHED_EVENTS
     std::optional<WallTime> awaySince;  // the daemon does not answer
@@ -22,20 +22,21 @@ struct WatchHistory {
     void Take(const Snapshot& snapshot);
 };
 
-// The picture, no larger than size. On a small screen abilities, versions and older events give way to what changes.
+// The picture, no larger than size. A small screen leaves out what rarely changes (abilities, versions) and older
+// events.
 std::vector<ScreenLine> Picture(const Snapshot& snapshot, const WatchHistory& history, const ScreenSize& size);
 
-// One thing that changed, in words: {"peer", "phone", "away"}.
+// One change, in words: {"peer", "phone", "away"}.
 struct Change {
     std::string subject;
-    std::string name;  // which one of several; may be empty
+    std::string name;  // which peer or ability; empty for other subjects
     std::string value;
-    std::string before;  // empty: it was not there
+    std::string before;  // the previous value; empty if there was none
 };
 
 class ChangeFinder {
 public:
-    // What differs from the looks before; at the first look everything.
+    // The differences from the previous looks; at the first look everything.
     std::vector<Change> Compare(const Snapshot& snapshot);
 
 private:
@@ -43,14 +44,14 @@ private:
         std::string name;
         std::string value;
     };
-    using Facts = std::map<std::pair<std::string, std::string>, Fact>;  // by subject and what tells it apart
+    using Facts = std::map<std::pair<std::string, std::string>, Fact>;  // by subject and id
 
     static Facts FactsOf(const Snapshot& snapshot);
 
     Facts known_;
 };
 
-// "KEY=value KEY=value", printable; a long value is cut.
+// The event's parameters as "KEY=value KEY=value". Printable; long values are cut.
 std::string ParametersText(const Host::Event& event);
 
 // "12:08:06", local time.
