@@ -11,8 +11,9 @@
 //       return keys;
 //   }
 //
-// takes {"name": "r", "power": {"level": 7}, "slots": [{"locked": true}]}. A key that the table does not have, one that
-// is given twice and a required one that is missing are faults, as is a wrong value. A fault is one line:
+// takes {"name": "r", "power": {"level": 7}, "slots": [{"locked": true}]}. A key that the table does not have (unless
+// the table skips such keys), one that is given twice and a required one that is missing are faults, as is a wrong
+// value. A fault is one line:
 //
 //   radio.json: power.level: 101 is out of range (0 to 100)
 //   radio.json: nmae: unknown key (did you mean "name"?)
@@ -120,13 +121,17 @@ struct JsonKeyOf {
     JsonKey key;
 };
 
+// What a key that the table does not have is: SKIPPED for what other devices write, which may be newer.
+enum class UnknownKeys { REFUSED, SKIPPED };
+
 // An object by its table of keys.
 template <typename Object>
 class JsonKeys : public JsonKind<Object> {
 public:
     // check: what is wrong with an object whose keys are right each ("names nobody"), or empty.
-    explicit JsonKeys(std::vector<JsonKeyOf<Object>> keys, std::function<std::string(const Object&)> check = {})
-        : JsonKind<Object>(MakeShape(std::move(keys), std::move(check)))
+    explicit JsonKeys(std::vector<JsonKeyOf<Object>> keys, std::function<std::string(const Object&)> check = {},
+                      UnknownKeys unknown = UnknownKeys::REFUSED)
+        : JsonKind<Object>(MakeShape(std::move(keys), std::move(check), unknown))
     {
     }
 
@@ -142,9 +147,11 @@ public:
     }
 
 private:
-    static JsonShape MakeShape(std::vector<JsonKeyOf<Object>> keys, std::function<std::string(const Object&)> check)
+    static JsonShape MakeShape(std::vector<JsonKeyOf<Object>> keys, std::function<std::string(const Object&)> check,
+                               UnknownKeys unknown)
     {
         JsonShape shape;
+        shape.skipsUnknownKeys = unknown == UnknownKeys::SKIPPED;
         auto defaults = std::make_shared<Object>();
         for (JsonKeyOf<Object>& row : keys) {
             if (row.key.fallback.empty()) {
@@ -258,6 +265,11 @@ inline JsonKind<std::string> TextKind(std::string allowed, std::function<std::st
             return fault;
         },
         [](const std::string& text) { return text; });
+}
+
+inline JsonKind<std::string> FilledTextKind()
+{
+    return TextKind("a text that is not empty", [](const std::string& text) { return text.empty() ? "is empty" : ""; });
 }
 
 // One of the words of a table.

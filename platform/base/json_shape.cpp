@@ -208,6 +208,10 @@ private:
     {
         const std::string key = Joined(group, own);
         const std::string name = Joined(object.name, key);
+        const bool isKnown = CanBeAKey(own) && (FindKey(object.shape, key) != nullptr || IsGroup(object.shape, key));
+        if (!isKnown && object.shape.skipsUnknownKeys) {
+            return;
+        }
         if (!CanBeAKey(own)) {
             const bool isDotted = own.find('.') != std::string::npos;
             Fault(Joined(Joined(object.name, group), Cut(Quoted(own))), "unknown key",

@@ -45,6 +45,7 @@ struct JsonShape {
     std::function<const void*(const void* list, size_t index)> at;  // null after the last
 
     std::vector<JsonKey> keys;
+    bool skipsUnknownKeys = false;
     std::shared_ptr<const void> defaults;                  // a new object
     std::function<std::string(const void* object)> check;  // what is wrong with the object as a whole, or empty
 };

@@ -49,27 +49,22 @@ JsonKind<std::string> IdKind()
                     [](const std::string& text) { return IsHexId(text) ? "" : "is no such id"; });
 }
 
-JsonKind<std::string> FilledText()
-{
-    return TextKind("a text that is not empty", [](const std::string& text) { return text.empty() ? "is empty" : ""; });
-}
-
 const JsonKeys<FileRecord>& FileKeys()
 {
     using Device = DeviceRecord;
     static const JsonKeys<PeerAddress> address({
-        {"transport", FilledText(), &PeerAddress::transport, Required()},
-        {"address", FilledText(), &PeerAddress::address, Required()},
+        {"transport", FilledTextKind(), &PeerAddress::transport, Required()},
+        {"address", FilledTextKind(), &PeerAddress::address, Required()},
     });
     static const JsonKeys<Device> device({
         {"network_id", IdKind(), [](Device& d) -> std::string& { return d.node.networkId; }, Required()},
         {"device_id", IdKind(), [](Device& d) -> std::string& { return d.node.deviceId; }, Required()},
-        {"name", FilledText(), [](Device& d) -> std::string& { return d.node.deviceName; }, Required()},
+        {"name", FilledTextKind(), [](Device& d) -> std::string& { return d.node.deviceName; }, Required()},
         {"type", WholeNumberKind<uint16_t>(0, std::numeric_limits<uint16_t>::max()),
          [](Device& d) -> uint16_t& { return d.node.deviceTypeId; }, Required()},
         {"reached_ms", WholeNumberKind<int64_t>(0, LAST_MS), [](Device& d) -> int64_t& { return d.node.lastSeenMs; },
          Required()},
-        {"reached_over", FilledText(), [](Device& d) -> std::string& { return d.node.transport; }, Required()},
+        {"reached_over", FilledTextKind(), [](Device& d) -> std::string& { return d.node.transport; }, Required()},
         {"addresses", ListKind(address, "a list of addresses"), &Device::addresses, Required()},
     });
     static const JsonKeys<FileRecord> file({
