@@ -67,7 +67,7 @@ bool WriteAll(int fd, std::string_view text)
     return true;
 }
 
-Result<void> WriteFileAtomically(const std::filesystem::path& path, std::string_view text, mode_t mode)
+Result<void> WriteFileAtomically(const std::filesystem::path& path, std::string_view text, mode_t mode, Sync sync)
 {
     const std::filesystem::path temporary = TemporaryName(path);
     UniqueFd file(::open(temporary.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
@@ -75,7 +75,8 @@ Result<void> WriteFileAtomically(const std::filesystem::path& path, std::string_
         return WriteError(path, errno);
     }
     // The process's umask must not widen or narrow what the caller asked for.
-    const bool written = ::fchmod(file.Get(), mode) == 0 && WriteAll(file.Get(), text) && ::fsync(file.Get()) == 0;
+    const bool written = ::fchmod(file.Get(), mode) == 0 && WriteAll(file.Get(), text) &&
+                         (sync == Sync::LATER || ::fsync(file.Get()) == 0);
     const int number = errno;
     file.Reset();
     if (written && ::rename(temporary.c_str(), path.c_str()) == 0) {

@@ -30,8 +30,11 @@ inline constexpr mode_t PRIVATE_FOLDER = 0700;  // for its owner only
 // a part may be written by then.
 [[nodiscard]] bool WriteAll(int fd, std::string_view text);
 
+// LATER: does not wait for the disk, which may take seconds. After a power failure the file may be empty.
+enum class Sync { BEFORE_RENAME, LATER };
 // Writes text to a temporary file in the same folder (created exclusively, with mode), syncs it and renames it over
 // path.
-[[nodiscard]] Result<void> WriteFileAtomically(const std::filesystem::path& path, std::string_view text, mode_t mode);
+[[nodiscard]] Result<void> WriteFileAtomically(const std::filesystem::path& path, std::string_view text, mode_t mode,
+                                               Sync sync = Sync::BEFORE_RENAME);
 
 }  // namespace Vexo
