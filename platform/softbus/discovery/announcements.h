@@ -22,10 +22,12 @@ namespace Vexo::SoftBus {
 
 inline constexpr size_t MAX_ANNOUNCEMENT_BYTES = 4096;
 
-struct Announcement {
+// In object files it must not have the name of announcement_channel.h's Announcement, which is laid out differently.
+struct DeviceAnnouncement {
     std::string networkId;
     PeerAddress where;
 };
+using Announcement = DeviceAnnouncement;
 
 // The text of the file, and back. The error says what is wrong with it.
 std::string EncodeAnnouncement(const Announcement& announcement);
