@@ -39,8 +39,8 @@ public:
     [[nodiscard]] virtual Result<void> Start(const std::string& token, IsOurs isOurs, Heard heard) = 0;
     // Announces this token from now on, before the announcement of the one before ends. Does not block.
     virtual void Announce(const std::string& token) = 0;
-    // Ends the announcement and listening, within a second. No callback runs after it returns. Idempotent; the
-    // destructor does it too.
+    // Ends the announcement and listening, within a second unless a disk or a daemon hangs. No callback runs after it
+    // returns. Not from a callback. Idempotent; the destructor does it too.
     virtual void Withdraw() = 0;
 };
 
