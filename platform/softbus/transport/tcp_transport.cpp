@@ -27,12 +27,6 @@ using asio::ip::tcp;
 // Out of descriptors: the connection stays in the kernel's queue, and trying again at once would spin.
 constexpr std::chrono::milliseconds ACCEPT_PAUSE{100};
 
-constexpr int KEEPALIVE_IDLE_S = 10;
-constexpr int KEEPALIVE_INTERVAL_S = 2;
-constexpr int KEEPALIVE_PROBES = 3;
-// Unacknowledged data gives up as fast as unanswered probes do.
-constexpr int USER_TIMEOUT_MS = (KEEPALIVE_IDLE_S + KEEPALIVE_INTERVAL_S * KEEPALIVE_PROBES) * 1000;
-
 std::optional<tcp::endpoint> NumericEndpoint(const HostPort& where)
 {
     asio::error_code error;
@@ -45,21 +39,12 @@ std::string TextOf(const tcp::endpoint& endpoint)
     return ToText(HostPort{endpoint.address().to_string(), endpoint.port()});
 }
 
-void SetOption(int fd, int level, int name, int value)
-{
-    // Each only improves on what the kernel does anyway; a socket without it still works.
-    static_cast<void>(::setsockopt(fd, level, name, &value, sizeof(value)));
-}
-
 void Prepare(int fd)
 {
+    const int on = 1;
     static_cast<void>(::fcntl(fd, F_SETFD, FD_CLOEXEC));
-    SetOption(fd, IPPROTO_TCP, TCP_NODELAY, 1);
-    SetOption(fd, SOL_SOCKET, SO_KEEPALIVE, 1);
-    SetOption(fd, IPPROTO_TCP, TCP_KEEPIDLE, KEEPALIVE_IDLE_S);
-    SetOption(fd, IPPROTO_TCP, TCP_KEEPINTVL, KEEPALIVE_INTERVAL_S);
-    SetOption(fd, IPPROTO_TCP, TCP_KEEPCNT, KEEPALIVE_PROBES);
-    SetOption(fd, IPPROTO_TCP, TCP_USER_TIMEOUT, USER_TIMEOUT_MS);
+    // A socket without it only is slower.
+    static_cast<void>(::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on)));
 }
 
 }  // namespace
@@ -182,7 +167,7 @@ Result<std::string> TcpTransport::Listen(Accepted accepted)
     asio::error_code error;
     acceptor_.open(endpoint->protocol(), error);
     if (!error) {
-        Prepare(acceptor_.native_handle());  // what it accepts inherits the options
+        Prepare(acceptor_.native_handle());  // what it accepts inherits the option
         acceptor_.set_option(tcp::acceptor::reuse_address(true), error);
         acceptor_.bind(*endpoint, error);
     }

@@ -1,7 +1,6 @@
 // TcpTransport: TCP connections, the way of link types 1 and 2. An address is "192.0.2.7:40117", "[2001:db8::7]:40117"
-// or "host.example:40117"; names are resolved when connecting, without blocking the reactor. Sockets have TCP_NODELAY,
-// and the kernel's keepalive finds out about a peer that vanished, so that an idle link needs no traffic and no wake-up
-// of ours (tcp(7)). Threads: transport.h.
+// or "host.example:40117"; names are resolved when connecting, without blocking the reactor. Sockets have TCP_NODELAY
+// (tcp(7)). Threads: transport.h.
 #pragma once
 
 #include <asio/ip/tcp.hpp>
