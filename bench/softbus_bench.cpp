@@ -276,7 +276,7 @@ public:
         laptop_ = Take(SoftBusServer::Start(laptop.identity, options));
         laptop_->CreateSessionServer(PKG, NAME, LaptopListener());
         g_phone->CreateSessionServer(PKG, NAME, PhoneListener());
-        WaitUntil([this] { return laptop_->Counts().presenceLinks == 1 && g_phone->Counts().presenceLinks == 1; });
+        WaitUntil([this] { return laptop_->Nodes().size() == 1 && g_phone->Nodes().size() == 1; });
     }
     ~SessionPair()
     {

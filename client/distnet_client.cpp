@@ -243,6 +243,16 @@ CallResult DistNetClient::GetDevices(std::vector<Host::KnownDevice>& devices)
     return call;
 }
 
+CallResult DistNetClient::ScanDevices(std::vector<Host::KnownDevice>& devices)
+{
+    Host::DeviceList list;
+    CallResult call = impl_->Ask(HostInterfaceCode::SCAN_DEVICES, Impl::WriteNothing, list, Host::HOST_SCAN_LIMIT);
+    if (call.Succeeded()) {
+        devices = std::move(list.devices);
+    }
+    return call;
+}
+
 CallResult DistNetClient::GetChecks(std::vector<QuviewDFX::HealthCheck>& checks)
 {
     Host::CheckList list;

@@ -76,6 +76,8 @@ public:
     CallResult GetCounts(Host::HostCounts& counts);
     // The known devices of the account, those that are online first.
     CallResult GetDevices(std::vector<Host::KnownDevice>& devices);
+    // The same, but the daemon tries to reach every one of them first. Takes up to 5 s.
+    CallResult ScanDevices(std::vector<Host::KnownDevice>& devices);
     // The checks that `distnetctl doctor` shows, in the same order. Takes up to 10 s when the radio does not answer.
     CallResult GetChecks(std::vector<QuviewDFX::HealthCheck>& checks);
     // Reads the events that follow cursor (0: from the oldest on). page holds the cursor for the next call. If there is

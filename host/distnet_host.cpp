@@ -142,7 +142,6 @@ int32_t DistNetHost::GetCounts(HostCounts& counts)
     counts.sessions = link.sessions;
     counts.pendingOpens = link.pendingOpens;
     counts.sessionServers = link.servers;
-    counts.presenceLinks = link.presenceLinks;
     counts.collaborations = collaborations.size();
     counts.ipcConnections = ipc.connections;
     counts.ipcThreads = ipc.threads;
@@ -164,6 +163,22 @@ int32_t DistNetHost::GetDevices(DeviceList& devices)
                                    node.transport, node.address});
     }
     return HOST_OK;
+}
+
+void DistNetHost::ScanDevices(Answer<DeviceList> answer)
+{
+    const sptr<SoftBus::SoftBusServer> softBus = facts_.link().softBus;
+    const auto answerNow = [self = sptr<DistNetHost>(this), answer = std::move(answer)] {
+        DeviceList devices;
+        const int32_t result = self->GetDevices(devices);
+        answer(result, devices);
+    };
+    if (softBus) {
+        // The soft bus's thread is not the place to write an answer.
+        softBus->Scan([answerNow] { Tasks::ElasticPool::Shared().Post(answerNow); });
+    } else {
+        answerNow();
+    }
 }
 
 int32_t DistNetHost::GetChecks(CheckList& checks)

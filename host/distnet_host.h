@@ -52,6 +52,7 @@ public:
     void WaitForWifi(uint32_t attempt, WifiState state, std::chrono::milliseconds limit,
                      Answer<WifiStatus> answer) override;
     void GetEvents(uint64_t cursor, std::chrono::milliseconds limit, Answer<EventPage> answer) override;
+    void ScanDevices(Answer<DeviceList> answer) override;
 
 private:
     std::shared_ptr<ChangeWaits> WaitsFor(const std::shared_ptr<Wifi::WifiDevice>& device) EXCLUDES(mutex_);

@@ -20,7 +20,7 @@ constexpr auto MAX_WAIT_MS = static_cast<uint32_t>(HOST_MAX_WAIT.count());
 bool IsKnown(uint32_t code)
 {
     return code >= static_cast<uint32_t>(HostInterfaceCode::GET_STATUS) &&
-           code <= static_cast<uint32_t>(HostInterfaceCode::GET_CHECKS);
+           code <= static_cast<uint32_t>(HostInterfaceCode::SCAN_DEVICES);
 }
 
 int Refuse(MessageParcel& reply, HostResult result)
@@ -116,6 +116,9 @@ int32_t DistNetHostStub::Run(HostInterfaceCode code, MessageParcel& data, Messag
             return RunWaitForWifi(data, reply);
         case HostInterfaceCode::GET_EVENTS:
             return RunGetEvents(data, reply);
+        case HostInterfaceCode::SCAN_DEVICES:
+            return AnsweredLater<DeviceList>(reply,
+                                             [this](Answer<DeviceList> answer) { ScanDevices(std::move(answer)); });
     }
     return WriteFailure(reply, HOST_BAD_REQUEST);
 }

@@ -52,15 +52,15 @@ void CheckTrust(const HealthFacts& facts, std::vector<HealthCheck>& checks)
     // online peer whose clock differs most.
     std::optional<SoftBus::Node> farthest;
     for (const SoftBus::Node& node : facts.devices.value_or(std::vector<SoftBus::Node>{})) {
-        if (node.online && (!farthest || abs(node.clockAhead) > abs(farthest->clockAhead))) {
+        if (node.clockAhead && (!farthest || abs(*node.clockAhead) > abs(*farthest->clockAhead))) {
             farthest = node;
         }
     }
     if (farthest && !found.clock.good) {
-        const auto ahead = std::chrono::duration_cast<std::chrono::seconds>(farthest->clockAhead);
+        const auto ahead = std::chrono::duration_cast<std::chrono::seconds>(*farthest->clockAhead);
         found.clock = Healthy("clock", "within " + RoughDuration(std::max(abs(ahead), std::chrono::seconds(1))) +
                                            " of " + farthest->deviceName);
-        if (abs(farthest->clockAhead) > CLOCK_TOLERANCE) {
+        if (abs(*farthest->clockAhead) > CLOCK_TOLERANCE) {
             found.clock = Unhealthy("clock",
                                     RoughDuration(abs(ahead)) + (ahead.count() > 0 ? " behind " : " ahead of ") +
                                         farthest->deviceName + "'s",

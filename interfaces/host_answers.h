@@ -27,6 +27,8 @@ enum HostResult : int32_t {
 
 // The longest wait that WaitForWifi and GetEvents accept; they answer HOST_BAD_REQUEST to a longer one.
 inline constexpr std::chrono::milliseconds HOST_MAX_WAIT{60'000};
+// The longest that a scan of devices takes.
+inline constexpr std::chrono::milliseconds HOST_SCAN_LIMIT{5'000};
 
 // The values are those that devices send to each other.
 enum class DeviceType : uint16_t { UNKNOWN = 0, PHONE = 1, TABLET = 2, LAPTOP = 3 };
@@ -90,7 +92,6 @@ struct HostCounts {
     uint64_t sessions = 0;  // of the soft bus, both directions
     uint64_t pendingOpens = 0;
     uint64_t sessionServers = 0;
-    uint64_t presenceLinks = 0;   // connections to the devices that are online
     uint64_t collaborations = 0;  // of the service, both directions
     uint64_t ipcConnections = 0;  // local clients
     uint64_t ipcThreads = 0;      // threads that serve local clients

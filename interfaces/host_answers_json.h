@@ -87,7 +87,6 @@ void ForEachMember(Visit& visit, MaybeConst<HostCounts> auto& counts)
     visit("sessions", counts.sessions);
     visit("pending_opens", counts.pendingOpens);
     visit("session_servers", counts.sessionServers);
-    visit("presence_links", counts.presenceLinks);
     visit("collaborations", counts.collaborations);
     visit("ipc_connections", counts.ipcConnections);
     visit("ipc_threads", counts.ipcThreads);

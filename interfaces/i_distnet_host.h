@@ -19,12 +19,13 @@ enum class HostInterfaceCode : uint32_t {
     WAIT_FOR_WIFI = 2,  // uint32 attempt, int32 state, uint32 limit in ms  ->  int32 result, string json. Answers as
                         //   soon as attempt or state differs from the given one, or at the limit (60 s at most)
     GET_COUNTS = 3,     // ->  int32 result, string json
-    GET_DEVICES = 4,    // ->  int32 result, string json: every known device of the account, online or away
+    GET_DEVICES = 4,    // ->  int32 result, string json: every known device of the account, reachable or away
     GET_EVENTS = 5,     // uint64 cursor, uint32 limit in ms  ->  int32 result, string json: events that follow the
                         //   cursor. Answers as soon as there is one, or at the limit (60 s at most)
     START_TRACE = 6,    // uint32 limit in ms, bool detached  ->  int32 result, string json: a recording of spans
     STOP_TRACE = 7,     // uint32 recording, uint64 offset  ->  int32 result, string json: a piece of its trace
     GET_CHECKS = 8,     // ->  int32 result, string json: what `distnetctl doctor` shows. Blocks on disk and radio
+    SCAN_DEVICES = 9,   // ->  int32 result, string json: as GET_DEVICES, after every device was tried. 5 s at most
 };
 
 class IDistNetHost : public IRemoteBroker {
@@ -47,6 +48,8 @@ public:
     virtual void WaitForWifi(uint32_t attempt, WifiState state, std::chrono::milliseconds limit,
                              Answer<WifiStatus> answer) = 0;
     virtual void GetEvents(uint64_t cursor, std::chrono::milliseconds limit, Answer<EventPage> answer) = 0;
+    // Answers when every known device was tried, within 5 s.
+    virtual void ScanDevices(Answer<DeviceList> answer) = 0;
 };
 
 }  // namespace Vexo::Host

@@ -59,9 +59,7 @@ int32_t DeviceManagerServer::GetTrustedDeviceList(const std::string& pkgName, co
     }
     deviceList.clear();
     for (const SoftBus::Node& node : softBus_->Nodes()) {
-        if (node.online) {
-            deviceList.push_back(InfoOf(node));
-        }
+        deviceList.push_back(InfoOf(node));
     }
     return DM_OK;
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "platform/base/check.h"
+#include "platform/softbus/discovery/hello.h"
 #include "platform/softbus/softbus_log.h"
 
 namespace Vexo::SoftBus {
@@ -18,16 +19,17 @@ public:
 
     void OnFrame(FrameKind kind, std::string payload) override
     {
-        const auto self = shared_from_this();
-        if (kind == FrameKind::HELLO) {
-            inbound_.presence_.AdoptInbound(link_, payload, from_);
+        if (!hasGreeted_) {
+            TakeFirst(kind, payload);
         } else if (kind == FrameKind::OPEN) {
+            const auto self = shared_from_this();
+            inbound_.greeters_.erase(self);
             inbound_.sessions_.AdoptInbound(link_, payload);
+        } else if (kind == FrameKind::GOODBYE) {
+            TakeForGone(inbound_.context_, link_->PeerNetworkId());
         } else {
-            link_->Refuse("the first frame is neither HELLO nor OPEN");
-            return;
+            link_->Refuse("after HELLO only OPEN, GOODBYE or CLOSE may come");
         }
-        inbound_.greeters_.erase(self);
     }
 
     void OnEnded(LinkEnd end, const std::string& why) override
@@ -42,15 +44,29 @@ public:
     const std::string& Source() const { return source_; }
 
 private:
+    void TakeFirst(FrameKind kind, const std::string& payload)
+    {
+        const auto self = shared_from_this();
+        if (link_->PeerNetworkId() == inbound_.context_.ownNetworkId) {
+            link_->Abort();
+            inbound_.greeters_.erase(self);
+        } else if (kind != FrameKind::HELLO) {
+            link_->Refuse("its first frame is no HELLO");
+        } else if (TakeHello(inbound_.context_, *link_, payload, from_)) {
+            hasGreeted_ = true;
+            link_->Send(FrameKind::HELLO, OwnHello(inbound_.context_));
+        }
+    }
+
     InboundLinks& inbound_;
     const std::shared_ptr<Link> link_;
     const PeerAddress from_;
     const std::string source_;
+    bool hasGreeted_ = false;
 };
 
-InboundLinks::InboundLinks(ReactorContext& context, Presence& presence, Sessions& sessions)
+InboundLinks::InboundLinks(ReactorContext& context, Sessions& sessions)
     : context_(context),
-      presence_(presence),
       sessions_(sessions),
       admission_(*context.reactor, [this](UniqueFd stream, const std::string& firstMessage, const PeerAddress& from) {
           Proven(std::move(stream), firstMessage, from);

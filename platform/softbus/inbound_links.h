@@ -1,28 +1,27 @@
-// InboundLinks: connections that other devices open to this one. Each passes three steps: the proof that it belongs to
-// the account (admission.h), the TLS handshake, and a first frame that makes it a presence connection (HELLO) or a
-// session (OPEN). The number of handshakes at a time and the time for each are limited. Used on the reactor thread;
-// nothing blocks.
+// InboundLinks: connections that other devices open to this one. Each passes four steps: the proof that it belongs to
+// the account (admission.h), the TLS handshake, HELLO, and a second frame: OPEN opens a session, GOODBYE says that the
+// device stops, CLOSE ends the greeting. The number of connections on the way there and the time for each are limited.
+// Used on the reactor thread; nothing blocks.
 #pragma once
 
 #include <memory>
 #include <set>
 
 #include "platform/base/nocopyable.h"
-#include "platform/softbus/discovery/presence.h"
 #include "platform/softbus/link/admission.h"
 #include "platform/softbus/reactor_context.h"
 #include "platform/softbus/sessions/sessions.h"
 
 namespace Vexo::SoftBus {
 
-// How many TLS handshakes may run at a time, in all and from one source. Only connections with an accepted proof get
-// this far; one more than the limit is closed.
+// How many connections may be between proof and second frame at a time, in all and from one source. One more than the
+// limit is closed.
 inline constexpr size_t MAX_HANDSHAKES = 256;
 inline constexpr size_t MAX_HANDSHAKES_OF_SOURCE = 128;
 
 class InboundLinks : public NoCopyable {
 public:
-    InboundLinks(ReactorContext& context, Presence& presence, Sessions& sessions);
+    InboundLinks(ReactorContext& context, Sessions& sessions);
     ~InboundLinks();
 
     // Call before the first Accepted.
@@ -39,7 +38,6 @@ private:
     std::string SourceOf(const PeerAddress& from) const;
 
     ReactorContext& context_;
-    Presence& presence_;
     Sessions& sessions_;
     Admission admission_;
     std::set<std::shared_ptr<Greeter>> greeters_;

@@ -1,18 +1,18 @@
-// ReactorContext: what presence and sessions share of their soft bus. The reactor thread's, but for the known
-// devices, which lock themselves, and the values that never change.
+// ReactorContext: what finding devices and sessions share of their soft bus. The reactor thread's, but for the known
+// devices and the sightings, which lock themselves, and the values that never change.
 #pragma once
 
 #include <asio/io_context.hpp>
 #include <functional>
 #include <memory>
+#include <set>
 #include <string>
 #include <vector>
 
 #include "platform/base/nocopyable.h"
-#include "platform/dfx/guard.h"
 #include "platform/softbus/discovery/known_devices.h"
+#include "platform/softbus/discovery/sightings.h"
 #include "platform/softbus/link/link.h"
-#include "platform/softbus/softbus_log.h"
 #include "platform/softbus/transport/transport.h"
 
 namespace Vexo::SoftBus {
@@ -27,27 +27,18 @@ struct ReactorContext : public NoCopyable {
     size_t peerShare = 0;  // sessions that one peer may have opened
     std::function<void()> onlineChanged;
     KnownDevices devices;
+    Sightings sightings;
 
     // For contracts: whether the calling thread runs the reactor.
     bool RunsOnThisThread() const { return reactor->get_executor().running_in_this_thread(); }
 
-    void NoteOnlineChanged() const
-    {
-        if (onlineChanged) {
-            QuviewDFX::RunGuarded(LOG_SOFTBUS, "online callback", onlineChanged);
-        }
-    }
+    // Announced now, or spoken with recently. Any thread.
+    bool IsReachable(const std::string& networkId) const;
+    // After something that may have changed IsReachable: logs a change, and calls onlineChanged.
+    void NoteReachability(const std::string& networkId);
 
     // Null for a name that no transport has.
-    Transport* FindTransport(const std::string& name) const
-    {
-        for (const auto& transport : transports) {
-            if (transport->Name() == name) {
-                return transport.get();
-            }
-        }
-        return nullptr;
-    }
+    Transport* FindTransport(const std::string& name) const;
 
     std::shared_ptr<Link> MakeClientLink(UniqueFd stream, const std::string& peerNetworkId) const
     {
@@ -57,6 +48,9 @@ struct ReactorContext : public NoCopyable {
     {
         return Link::MakeServer(*reactor, std::move(stream), linkSetup, firstMessage);
     }
+
+private:
+    std::set<std::string> notedReachable_;
 };
 
 }  // namespace Vexo::SoftBus

@@ -7,14 +7,17 @@
 #include <asio/executor_work_guard.hpp>
 #include <asio/post.hpp>
 #include <thread>
+#include <tuple>
 
 #include "platform/base/clock.h"
 #include "platform/base/mutex.h"
 #include "platform/base/utf8.h"
 #include "platform/dfx/guard.h"
 #include "platform/dfx/trace.h"
-#include "platform/softbus/discovery/announcements.h"
-#include "platform/softbus/discovery/presence.h"
+#include "platform/softbus/discovery/finder.h"
+#include "platform/softbus/discovery/folder_channel.h"
+#include "platform/softbus/discovery/period_timer.h"
+#include "platform/softbus/discovery/route.h"
 #include "platform/softbus/inbound_links.h"
 #include "platform/softbus/sessions/sessions.h"
 #include "platform/softbus/softbus_log.h"
@@ -24,8 +27,10 @@ namespace Vexo::SoftBus {
 
 namespace {
 
-// CLOSE_LIMIT and a little.
-constexpr std::chrono::milliseconds STOP_LIMIT{1200};
+// And a little.
+constexpr std::chrono::milliseconds STOP_LIMIT = GOODBYE_LIMIT + CLOSE_LIMIT + std::chrono::milliseconds(200);
+
+constexpr const char* TCP = "tcp";
 
 class Server final : public SoftBusServer {
 public:
@@ -46,12 +51,14 @@ public:
     void CloseSession(int sessionId) override;
     int SendBytes(int sessionId, const void* data, unsigned int len) override;
     int GetPeerNetworkId(int sessionId, std::string& networkId) override;
-    std::vector<Node> Nodes() override { return context_.devices.List(); }
+    std::vector<Node> Nodes() override;
     Node LocalNode() override;
+    void Scan(std::function<void()> done) override;
 
 private:
     Result<void> Listen();
     Result<void> Discover();
+    Result<void> AnnounceEachPeriod();
     void RunReactor() EXCLUDES(lifeMutex_);
     // False once the soft bus stops; else the work will run on the reactor.
     template <typename WorkOnReactor>
@@ -60,11 +67,12 @@ private:
     const SoftBusOptions options_;
     ReactorContext context_;
     const std::shared_ptr<SessionTable> table_;
-    Presence presence_;
+    Finder finder_;
     Sessions sessions_;
     InboundLinks inbound_;
+    PeriodTimer periods_;
     std::string listenAddress_;
-    std::unique_ptr<Announcements> announcements_;
+    std::vector<std::unique_ptr<AnnouncementChannel>> channels_;  // constant while the reactor runs
 
     Mutex lifeMutex_;
     bool running_ GUARDED_BY(lifeMutex_) = false;
@@ -78,9 +86,10 @@ private:
 Server::Server(SoftBusOptions options)
     : options_(std::move(options)),
       table_(std::make_shared<SessionTable>(options_.maxSessions, context_.reactor)),
-      presence_(context_),
+      finder_(context_),
       sessions_(context_, table_),
-      inbound_(context_, presence_, sessions_),
+      inbound_(context_, sessions_),
+      periods_(*context_.reactor),
       work_(asio::make_work_guard(*context_.reactor))
 {
     context_.linkSetup.maxQueuedBytes = options_.maxQueuedBytes;
@@ -111,6 +120,11 @@ Result<void> Server::Begin(const Trust::Identity& identity)
     }
     context_.linkSetup.preamble = std::move(preamble.value());
     inbound_.SetPreamble(context_.linkSetup.preamble);
+    auto tokens = Trust::AnnouncementTokens::Make(*identity.linkKeys, TCP);
+    if (!tokens) {
+        return Failure(std::move(tokens).error());
+    }
+    context_.sightings.Use(identity.networkId, std::move(tokens.value()));
     context_.ownNetworkId = identity.networkId;
     context_.ownHello = {options_.deviceTypeId, identity.deviceId, options_.deviceName, {}};
     if (auto listening = Listen(); !listening) {
@@ -129,7 +143,7 @@ Result<void> Server::Begin(const Trust::Identity& identity)
     if (auto discovering = Discover(); !discovering) {
         return discovering;
     }
-    PostWhileRunning([this] { presence_.DialKnownDevices(); });
+    PostWhileRunning([this] { finder_.GreetKnownDevices(); });
     return {};
 }
 
@@ -165,22 +179,39 @@ Result<void> Server::Listen()
 Result<void> Server::Discover()
 {
     for (const std::string& address : options_.peerAddresses) {
-        PostWhileRunning([this, address] { presence_.AddConfigured({"tcp", address}); });
+        PostWhileRunning([this, address] { finder_.AddConfigured({TCP, address}); });
     }
-    if (options_.announceFolder.empty()) {
-        return {};
+    if (!options_.announceFolder.empty()) {
+        channels_.push_back(std::make_unique<FolderChannel>(
+            options_.announceFolder, context_.ownHello.addresses.front(),
+            [this](const std::string& token) { return context_.sightings.IsOwn(token); }));
     }
-    auto started = Announcements::Start(
-        options_.announceFolder, {context_.ownNetworkId, context_.ownHello.addresses.front()},
-        [this](const std::string& networkId, const std::optional<PeerAddress>& where) {
-            PostWhileRunning([this, networkId, where] { presence_.SetAnnounced(networkId, where); });
-        });
-    if (!started) {
-        Stop();
-        return Failure(std::move(started).error());
+    for (const AnnouncementChannelFactory& make : options_.channels) {
+        channels_.push_back(make(listenAddress_));
     }
-    announcements_ = std::move(started.value());
-    return {};
+    for (const auto& channel : channels_) {
+        auto started = channel->Start(
+            context_.sightings.OwnToken(),
+            [this](const std::string& token) { return context_.sightings.IsOurs(token); },
+            [this, kind = channel->Name()](const std::string& name, const std::optional<Announcement>& heard) {
+                PostWhileRunning([this, kind, name, heard] { finder_.Heard(kind, name, heard); });
+            });
+        if (!started) {
+            Stop();
+            return started;
+        }
+    }
+    return AnnounceEachPeriod();
+}
+
+Result<void> Server::AnnounceEachPeriod()
+{
+    return periods_.Start([this] {
+        finder_.DropOldAnnouncements();
+        for (const auto& channel : channels_) {
+            channel->Announce(context_.sightings.OwnToken());
+        }
+    });
 }
 
 void Server::Stop()
@@ -189,20 +220,22 @@ void Server::Stop()
     if (!thread_.joinable()) {
         return;
     }
-    if (announcements_) {
-        announcements_->Withdraw();
+    for (const auto& channel : channels_) {
+        channel->Withdraw();
     }
     {
         MutexLock lock(lifeMutex_);
         running_ = false;
         asio::post(*context_.reactor, [this] {
-            for (const auto& transport : context_.transports) {
-                transport->Stop();
-            }
+            periods_.Stop();
             inbound_.Stop();
             sessions_.Stop();
-            presence_.Stop();
-            work_.reset();
+            finder_.Stop([this] {
+                for (const auto& transport : context_.transports) {
+                    transport->Stop();
+                }
+                work_.reset();
+            });
         });
     }
     // The reactor returns when its last link has ended, which each does within CLOSE_LIMIT. Only a name that is still
@@ -241,13 +274,51 @@ bool Server::PostWhileRunning(WorkOnReactor work)
 
 SoftBusCounts Server::Counts() const
 {
-    return {sessions_.OpenCount(), sessions_.PendingCount(), table_->ServerCount(), presence_.LinkCount()};
+    return {sessions_.OpenCount(), sessions_.PendingCount(), table_->ServerCount()};
+}
+
+// Reachable ones first, then by name.
+std::vector<Node> Server::Nodes()
+{
+    std::vector<Node> nodes = context_.devices.List();
+    const int64_t now = MillisecondsOf(Clock::System().WallNow());
+    for (Node& node : nodes) {
+        if (context_.sightings.IsAnnounced(node.networkId)) {
+            const std::chrono::minutes far = context_.sightings.ClockAhead(node.networkId);
+            node.clockAhead = far.count() != 0 ? far : node.clockAhead;
+            node.online = true;
+        }
+        if (node.online) {
+            node.lastSeenMs = now;
+        } else {
+            node.clockAhead.reset();
+        }
+        if (const std::vector<Way> ways = WaysTo(context_, node.networkId); !ways.empty()) {
+            node.transport = ways.front().where.transport;
+            node.address = ways.front().where.address;
+        }
+    }
+    std::sort(nodes.begin(), nodes.end(), [](const Node& a, const Node& b) {
+        return std::tie(b.online, a.deviceName, a.networkId) < std::tie(a.online, b.deviceName, b.networkId);
+    });
+    return nodes;
+}
+
+void Server::Scan(std::function<void()> done)
+{
+    if (!PostWhileRunning([this, done] { finder_.Scan(done); })) {
+        done();
+    }
 }
 
 Node Server::LocalNode()
 {
-    return {context_.ownNetworkId, context_.ownHello.deviceId, options_.deviceName, options_.deviceTypeId, true,
-            WallClockMs()};
+    return {context_.ownNetworkId,
+            context_.ownHello.deviceId,
+            options_.deviceName,
+            options_.deviceTypeId,
+            true,
+            MillisecondsOf(Clock::System().WallNow())};
 }
 
 // --- sessions ---
@@ -295,7 +366,7 @@ int Server::OpenSession(const std::string& mySessionName, const std::string& pee
     SessionRequest request{
         true,          mySessionName, peerSessionName,
         peerNetworkId, attr.dataType, {std::begin(attr.linkType), std::begin(attr.linkType) + attr.linkTypeNum}};
-    if (sessions_.Route(request).empty()) {
+    if (WaysTo(context_, request.peerNetworkId, request.linkTypes).empty()) {
         return SOFTBUS_NO_LINK;
     }
     const SessionPtr session = table_->Add(std::move(request));

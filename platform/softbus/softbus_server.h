@@ -1,4 +1,4 @@
-// SoftBusServer: the device's soft bus: discovery, presence and sessions over TLS. The host makes it with the device's
+// SoftBusServer: the device's soft bus: finding devices, and sessions over TLS. The host makes it with the device's
 // identity, registers it as ability 4700 and stops it at the end. One reactor thread does sockets, TLS and timers;
 // callbacks run on session strands. How it works inside: docs/link.md. Timing: connect and handshake end within 5 s; a
 // session that is silent for 6 s (pinged after 2 s) is closed.
@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "platform/ipc/iremote_object.h"
+#include "platform/softbus/discovery/announcement_channel.h"
 #include "platform/softbus/softbus_service.h"
 #include "platform/softbus/transport/transport.h"
 #include "platform/trust/identity.h"
@@ -30,20 +31,20 @@ struct SoftBusOptions {
     uint16_t deviceTypeId = DEVICE_TYPE_UNKNOWN;
     std::string listenAddress = "127.0.0.1:0";  // TCP; port 0 picks a free one
     std::filesystem::path knownDevicesFile;     // kept by this soft bus; empty: known devices are in memory only
-    std::vector<std::string> peerAddresses;     // tried again and again, ever more rarely, while nobody answers
+    std::vector<std::string> peerAddresses;     // tried, ever more rarely, until a device has answered there
     std::filesystem::path announceFolder;       // shared with other devices; empty: no announcements
     size_t maxSessions = 1024;
     size_t peerShare = MAX_SESSIONS_OF_PEER;  // of maxSessions
     size_t maxQueuedBytes = 8 * 1024 * 1024;  // per session, not yet taken by the kernel
-    std::function<void()> onlineChanged;      // a device came online or left; on the reactor thread, must not block
-    std::vector<TransportFactory> moreTransports;  // beside TCP, in order of preference
+    std::function<void()> onlineChanged;      // a device became reachable, or is away; on the reactor, must not block
+    std::vector<AnnouncementChannelFactory> channels;  // beside the folder
+    std::vector<TransportFactory> moreTransports;      // beside TCP, in order of preference
 };
 
 struct SoftBusCounts {
     size_t sessions = 0;  // open, both directions
     size_t pendingOpens = 0;
     size_t servers = 0;
-    size_t presenceLinks = 0;
 };
 
 class SoftBusServer : public ISoftBusService, public IPCObjectStub {
@@ -55,9 +56,11 @@ public:
     // The address that peers use, with the port really bound.
     virtual std::string ListenAddress() const = 0;
     virtual SoftBusCounts Counts() const = 0;
-    // Fails opens, closes sessions after what was accepted is delivered (within 1 s), ends discovery, writes
-    // the known devices. Blocks for that.
-    // Idempotent.
+    // Looks who is there: greets every known device and every one that is heard, so that Nodes() says what is so now.
+    // done: once, within 5 s, on the reactor thread or in the call; must not block.
+    virtual void Scan(std::function<void()> done) = 0;
+    // Says goodbye, fails opens, closes sessions after what was accepted is delivered (within 1 s), writes the known
+    // devices. Blocks for that. Idempotent.
     virtual void Stop() = 0;
 };
 

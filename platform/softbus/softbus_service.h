@@ -3,6 +3,7 @@
 #pragma once
 
 #include <chrono>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,12 +18,12 @@ struct Node {
     std::string deviceId;
     std::string deviceName;
     uint16_t deviceTypeId = 0;
-    bool online = false;
-    int64_t lastSeenMs = 0;  // when it was reached last: milliseconds since 1970, UTC
-    // Its clock less this device's, provided that it was not set since it said HELLO.
-    // 0 while it is away.
-    std::chrono::milliseconds clockAhead{0};
-    std::string transport{};  // over which it was reached last: "tcp"
+    bool online = false;     // reachable: it announces itself, or was spoken with in the last 5 minutes
+    int64_t lastSeenMs = 0;  // when it was spoken with last: milliseconds since 1970, UTC; now while it is reachable
+    // Its clock less this device's, provided that neither was set since it said so. Nothing while it is away, or before
+    // it has said so in this run.
+    std::optional<std::chrono::milliseconds> clockAhead{};
+    std::string transport{};  // over which it would be tried first: "tcp"
     std::string address{};    // where, in the transport's notation; empty for one that only connected from outside
 };
 
@@ -44,7 +45,7 @@ public:
     virtual void CloseSession(int sessionId) = 0;
     virtual int SendBytes(int sessionId, const void* data, unsigned int len) = 0;
     virtual int GetPeerNetworkId(int sessionId, std::string& networkId) = 0;
-    // Every known device, online first, then by name. Memory only.
+    // Every known device, those reachable first, then by name. Memory only.
     virtual std::vector<Node> Nodes() = 0;
     // The device itself.
     virtual Node LocalNode() = 0;

@@ -32,8 +32,7 @@ JsonKind<SecretBytes> SecretKind()
 
 JsonKind<std::string> IdKind()
 {
-    return TextKind("64 hex characters",
-                    [](const std::string& text) { return IsHexId(text) ? "" : "is no id"; });
+    return TextKind("64 hex characters", [](const std::string& text) { return IsHexId(text) ? "" : "is no id"; });
 }
 
 std::string WrongPrevious(const LinkKeyRecord& record)

@@ -169,14 +169,15 @@ Act StartWithProductFiles(const char* device, const char* scenario, uintmax_t si
 
 int32_t StartAmidJunk(Stage& stage)
 {
-    const std::string id(64, 'a');
-    for (const std::string& file :
-         {"link/" + id + ".json", "air/hotspot-" + id + ".json", std::string("laptop/device-state.json")}) {
+    const std::string announced = std::filesystem::directory_iterator(stage.world.Path() / "link")->path().filename();
+    const std::string copy = announced.substr(0, announced.find('-')) + "-01234567.json";
+    const std::string hotspot = "hotspot-" + std::string(64, 'a') + ".json";
+    for (const std::string& file : {"link/" + copy, "air/" + hotspot, std::string("laptop/device-state.json")}) {
         std::ofstream(stage.world.Path() / "junk") << "{\"version\":";
         std::filesystem::rename(stage.world.Path() / "junk", stage.world.Path() / file);
     }
     const int32_t code = Start(stage);
-    for (const char* complaint : {"announcement aaaa", "air/hotspot-aaaa", "; the state before it"}) {
+    for (const std::string& complaint : {copy, "air/" + hotspot, std::string("; the state before it")}) {
         EXPECT_TRUE(stage.LogHas(stage.laptop, complaint)) << complaint;
     }
     return code;
@@ -205,7 +206,9 @@ Act Query(const char* item)
 int32_t ListDevicesWithoutPhone(Stage& stage)
 {
     stage.phone.Kill();
-    EXPECT_TRUE(Eventually([&] { return !stage.laptop.Sees(stage.peer); }));
+    stage.laptop.Kill();
+    std::filesystem::remove(stage.laptop.StateDir() / SoftBus::KNOWN_DEVICES_FILE);
+    stage.laptop.Start();
     std::vector<Client::Device> devices;
     return stage.laptop.Connect()->GetAvailableDeviceList(devices).code;
 }

@@ -128,8 +128,8 @@ protected:
     void ExpectTheyMeet()
     {
         EXPECT_TRUE(Eventually([&] {
-            return stage_.phone.Sees(stage_.laptop.NetworkId()) &&
-                   (isRefused_ || stage_.laptop.Sees(stage_.phone.NetworkId()));
+            return stage_.phone.Finds(stage_.laptop.NetworkId()) &&
+                   (isRefused_ || stage_.laptop.Finds(stage_.phone.NetworkId()));
         }));
     }
 

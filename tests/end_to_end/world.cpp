@@ -146,15 +146,24 @@ int Device::Count(const std::string& key) const
     return text.empty() ? -1 : std::stoi(text);
 }
 
+static bool IsOnlineIn(const std::vector<Host::KnownDevice>& devices, const std::string& networkId)
+{
+    return std::any_of(devices.begin(), devices.end(),
+                       [&](const Host::KnownDevice& device) { return device.networkId == networkId && device.online; });
+}
+
 bool Device::Sees(const std::string& networkId) const
 {
     std::vector<Host::KnownDevice> devices;
     const auto client = Connect();
-    if (client) {
-        (void)client->GetDevices(devices);
-    }
-    return std::any_of(devices.begin(), devices.end(),
-                       [&](const Host::KnownDevice& device) { return device.networkId == networkId && device.online; });
+    return client && client->GetDevices(devices).Succeeded() && IsOnlineIn(devices, networkId);
+}
+
+bool Device::Finds(const std::string& networkId) const
+{
+    std::vector<Host::KnownDevice> devices;
+    const auto client = Connect();
+    return client && client->ScanDevices(devices).Succeeded() && IsOnlineIn(devices, networkId);
 }
 
 bool IsUsualError(const std::string& line)

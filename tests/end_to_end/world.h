@@ -62,6 +62,8 @@ public:
     std::string Status(const std::string& key) const;
     int Count(const std::string& key) const;
     bool Sees(const std::string& networkId) const;
+    // The same after a scan.
+    bool Finds(const std::string& networkId) const;
 
 private:
     const std::filesystem::path world_;

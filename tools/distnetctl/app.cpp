@@ -32,6 +32,7 @@ struct Request {
     std::string answerFile;
     std::vector<std::string> items;
     std::vector<std::string> assignments;
+    bool scan = false;
     bool noWait = false;
     bool timing = false;
     bool follow = false;
@@ -88,9 +89,10 @@ void AddState(CLI::App* command, Request& request)
 
 void AddNetworkCommands(CLI::App& app, Request& request)
 {
-    AddCommand(app, request, "devices", "List the devices of this account that have been met",
-               "  distnetctl devices\n  distnetctl --json devices",
-               [&](Output& output) { return RunDevices(request.options, output); });
+    CLI::App* devices = AddCommand(app, request, "devices", "List the devices of this account that have been met",
+                                   "  distnetctl devices\n  distnetctl devices --scan\n  distnetctl --json devices",
+                                   [&](Output& output) { return RunDevices(request.options, output, request.scan); });
+    devices->add_flag("--scan", request.scan, "Try every device first; takes up to 5 s");
 
     CLI::App* start = AddCommand(
         app, request, "start", "Get this device online through a peer's hotspot",

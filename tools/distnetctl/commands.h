@@ -35,7 +35,7 @@ int WithClient(const GlobalOptions& options, Output& output,
                const std::function<Outcome(Client::DistNetClient& client)>& work);
 
 // ---- Network (network_commands.cpp, start_command.cpp) ----------------------------------------------------------
-int RunDevices(const GlobalOptions& options, Output& output);
+int RunDevices(const GlobalOptions& options, Output& output, bool scans);
 int RunStart(const GlobalOptions& options, Output& output, const std::string& peer, bool wait, bool timing);
 int RunStop(const GlobalOptions& options, Output& output, const std::string& peer);
 int RunInfo(const GlobalOptions& options, Output& output, const std::vector<std::string>& items);

@@ -32,11 +32,14 @@ std::string InfoLine(const cJSON* item)
 
 }  // namespace
 
-int RunDevices(const GlobalOptions& options, Output& output)
+int RunDevices(const GlobalOptions& options, Output& output, bool scans)
 {
     return WithClient(options, output, [&](Client::DistNetClient& client) {
         Host::DeviceList list;
-        const Client::CallResult call = client.GetDevices(list.devices);
+        if (scans) {
+            output.Status("looking who is there");
+        }
+        const Client::CallResult call = scans ? client.ScanDevices(list.devices) : client.GetDevices(list.devices);
         if (!call.Succeeded()) {
             return FromCall(call);
         }

@@ -12,9 +12,9 @@
 
 namespace Vexo::SoftBus {
 
-int64_t WallClockMs()
+int64_t MillisecondsOf(WallTime time)
 {
-    return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::System().WallNow().time_since_epoch()).count();
+    return std::chrono::duration_cast<std::chrono::milliseconds>(time.time_since_epoch()).count();
 }
 
 namespace {
@@ -25,9 +25,12 @@ constexpr mode_t FILE_MODE = 0600;
 constexpr size_t MAX_FILE_BYTES = 16 * 1024 * 1024;
 constexpr int64_t LAST_MS = 253'402'300'799'999;  // the end of the year 9999
 
-std::chrono::milliseconds SteadyNow()
+// How old the times in the file may become while devices are met.
+constexpr std::chrono::minutes SAVE_PAUSE{1};
+
+std::chrono::milliseconds SinceBoot(const Clock& clock)
 {
-    return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::System().Now().time_since_epoch());
+    return std::chrono::duration_cast<std::chrono::milliseconds>(clock.Now().time_since_epoch());
 }
 
 // ---- The file
@@ -123,8 +126,15 @@ void KnownDevices::UseFile(const std::filesystem::path& file, const std::string&
         return;
     }
     Result<FileRecord> record = FileKeys().Load(file, MAX_FILE_BYTES);
-    if (!record) {
+    if (!record && record.error().code == ErrorCode::MALFORMED) {
         SetAside(file, record.error().message);
+        return;
+    }
+    if (!record) {
+        // What it holds may be good: nothing is written over it.
+        file_.clear();
+        QuviewDFX::LogError(LOG_SOFTBUS, "%{public}s; the devices in it are unknown, and others are not kept",
+                            record.error().message);
         return;
     }
     if (record.value().account != account) {
@@ -140,69 +150,63 @@ void KnownDevices::UseFile(const std::filesystem::path& file, const std::string&
     }
 }
 
-bool KnownDevices::LinkUp(const std::string& networkId, const Hello& hello, const std::string& transport)
+bool KnownDevices::IsRecent(const Entry& entry) const
+{
+    return entry.spokenAt && clock_.Now() - *entry.spokenAt < SPOKEN_RECENTLY;
+}
+
+void KnownDevices::MarkSpoken(Entry& entry, SteadyTime when)
+{
+    entry.spokenAt = when;
+    entry.node.lastSeenMs = MillisecondsOf(clock_.WallNow()) -
+                            std::chrono::duration_cast<std::chrono::milliseconds>(clock_.Now() - when).count();
+    isChanged_ = true;
+}
+
+void KnownDevices::Met(const std::string& networkId, const Hello& hello, const std::string& transport)
 {
     const MutexLock lock(mutex_);
     Entry& entry = entries_[networkId];
-    const Node before = std::exchange(
-        entry.node,
-        {networkId, hello.deviceId, hello.deviceName, hello.deviceTypeId, true, WallClockMs(), {}, transport, {}});
-    const std::vector<PeerAddress> addressesBefore = std::exchange(entry.addresses, {});
-    entry.addresses = FreshFirst(hello.addresses, addressesBefore);
-    entry.clockOverSteady = std::chrono::milliseconds(hello.clockMs) - SteadyNow();
-    ++entry.links;
-    isChanged_ = true;
+    const Entry before =
+        std::exchange(entry, {.node = {.networkId = networkId,
+                                       .deviceId = hello.deviceId,
+                                       .deviceName = hello.deviceName,
+                                       .deviceTypeId = hello.deviceTypeId,
+                                       .transport = transport},
+                              .addresses = FreshFirst(hello.addresses, entry.addresses),
+                              .spokenAt = {},
+                              .clockOverSteady = std::chrono::milliseconds(hello.clockMs) - SinceBoot(clock_)});
+    MarkSpoken(entry, clock_.Now());
+    const auto shown = [](const Node& node) { return std::tie(node.deviceId, node.deviceName, node.deviceTypeId); };
+    const bool isOther = shown(before.node) != shown(entry.node) || !SameInAnyOrder(before.addresses, entry.addresses);
     ForgetOldest();
-    if (std::tie(before.deviceId, before.deviceName, before.deviceTypeId) !=
-            std::tie(hello.deviceId, hello.deviceName, hello.deviceTypeId) ||
-        !SameInAnyOrder(addressesBefore, entry.addresses)) {
+    if (isOther || clock_.Now() - savedAt_ >= SAVE_PAUSE) {
         Save();
     }
-    return !before.online;
 }
 
-size_t KnownDevices::LinkDown(const std::string& networkId)
+void KnownDevices::SpokenWith(const std::string& networkId, SteadyTime when)
 {
     const MutexLock lock(mutex_);
-    Entry& entry = entries_[networkId];
-    entry.node.lastSeenMs = WallClockMs();
-    isChanged_ = true;
-    return entry.links > 0 ? --entry.links : 0;
-}
-
-bool KnownDevices::MarkOffline(const std::string& networkId)
-{
-    const MutexLock lock(mutex_);
-    const auto found = entries_.find(networkId);
-    if (found == entries_.end() || found->second.links > 0 || !found->second.node.online) {
-        return false;
+    if (const auto found = entries_.find(networkId); found != entries_.end()) {
+        MarkSpoken(found->second, when);
     }
-    found->second.node.online = false;
-    ForgetOldest();
-    Save();
-    return true;
 }
 
-void KnownDevices::Reached(const std::string& networkId, const PeerAddress& where)
+void KnownDevices::Gone(const std::string& networkId)
 {
     const MutexLock lock(mutex_);
-    const auto found = entries_.find(networkId);
-    if (found == entries_.end()) {
-        return;
+    if (const auto found = entries_.find(networkId); found != entries_.end()) {
+        found->second.spokenAt.reset();
     }
-    Entry& entry = found->second;
-    entry.addresses = FreshFirst({where}, std::vector<PeerAddress>(entry.addresses));
-    entry.node.lastSeenMs = WallClockMs();
-    entry.node.transport = where.transport;
-    isChanged_ = true;
 }
 
-// A device with a connection is never forgotten.
+// A device that was spoken with recently is never forgotten.
 void KnownDevices::ForgetOldest()
 {
     while (entries_.size() > MAX_KNOWN_DEVICES) {
-        const auto rank = [](const auto& named) {
-            return std::pair(named.second.node.online || named.second.links > 0, named.second.node.lastSeenMs);
+        const auto rank = [this](const auto& named) {
+            return std::pair(IsRecent(named.second), named.second.node.lastSeenMs);
         };
         const auto oldest = std::min_element(entries_.begin(), entries_.end(),
                                              [&](const auto& a, const auto& b) { return rank(a) < rank(b); });
@@ -219,11 +223,18 @@ bool KnownDevices::IsKnown(const std::string& networkId) const
     return entries_.contains(networkId);
 }
 
-bool KnownDevices::IsOnline(const std::string& networkId) const
+std::string KnownDevices::FindByStart(const std::string& idStart) const
+{
+    const MutexLock lock(mutex_);
+    const auto found = entries_.lower_bound(idStart);
+    return found != entries_.end() && found->first.starts_with(idStart) ? found->first : std::string();
+}
+
+bool KnownDevices::WasSpokenWithRecently(const std::string& networkId) const
 {
     const MutexLock lock(mutex_);
     const auto found = entries_.find(networkId);
-    return found != entries_.end() && found->second.node.online;
+    return found != entries_.end() && IsRecent(found->second);
 }
 
 std::vector<PeerAddress> KnownDevices::Addresses(const std::string& networkId) const
@@ -236,24 +247,19 @@ std::vector<PeerAddress> KnownDevices::Addresses(const std::string& networkId) c
 std::vector<Node> KnownDevices::List() const
 {
     std::vector<Node> nodes;
-    const int64_t now = WallClockMs();
-    const std::chrono::milliseconds ownOverSteady = std::chrono::milliseconds(now) - SteadyNow();
-    {
-        const MutexLock lock(mutex_);
-        for (const auto& [networkId, entry] : entries_) {
-            Node& node = nodes.emplace_back(entry.node);
-            for (const PeerAddress& known : entry.addresses) {
-                node.address = node.address.empty() && known.transport == node.transport ? known.address : node.address;
-            }
-            if (node.online) {
-                node.lastSeenMs = now;
-                node.clockAhead = entry.clockOverSteady - ownOverSteady;
-            }
+    const std::chrono::milliseconds ownOverSteady =
+        std::chrono::milliseconds(MillisecondsOf(clock_.WallNow())) - SinceBoot(clock_);
+    const MutexLock lock(mutex_);
+    for (const auto& [networkId, entry] : entries_) {
+        Node& node = nodes.emplace_back(entry.node);
+        for (const PeerAddress& known : entry.addresses) {
+            node.address = node.address.empty() && known.transport == node.transport ? known.address : node.address;
+        }
+        node.online = IsRecent(entry);
+        if (entry.clockOverSteady) {
+            node.clockAhead = *entry.clockOverSteady - ownOverSteady;
         }
     }
-    std::sort(nodes.begin(), nodes.end(), [](const Node& a, const Node& b) {
-        return std::tie(b.online, a.deviceName, a.networkId) < std::tie(a.online, b.deviceName, b.networkId);
-    });
     return nodes;
 }
 
@@ -263,13 +269,6 @@ void KnownDevices::Flush()
 {
     {
         const MutexLock lock(mutex_);
-        const int64_t now = WallClockMs();
-        for (auto& [networkId, entry] : entries_) {
-            if (entry.node.online) {
-                entry.node.lastSeenMs = now;
-                isChanged_ = true;
-            }
-        }
         if (isChanged_) {
             Save();
         }
@@ -280,6 +279,7 @@ void KnownDevices::Flush()
 void KnownDevices::Save()
 {
     if (!file_.empty() && !isQueued_) {
+        savedAt_ = clock_.Now();
         isQueued_ = strand_.Post([this] { Write(); });
     }
 }

@@ -1,23 +1,25 @@
 // KnownDevices: the devices of this account that have passed a handshake and said HELLO, in this run or, with a file,
-// in an earlier one: who they are, whether they are online, and where they can be reached. The reactor writes, any
-// thread reads. Only UseFile and Flush block; the file is written on a strand of its own. Who finds devices:
-// presence.h.
+// in an earlier one: who they are, when this device spoke with them last, and where they were reached. The reactor
+// writes, any thread reads. Only UseFile and Flush block; the file is written on a strand of its own. Where devices
+// announce themselves now: sightings.h.
 //
 // The file (mode 0600, replaced by rename):
 //   {"version": 1, "account": "<64 hex>", "devices": [
 //     {"network_id": "<64 hex>", "device_id": "<64 hex>", "name": "phone", "type": 1,
 //      "reached_ms": 1795347000000, "reached_over": "tcp",
 //      "addresses": [{"transport": "tcp", "address": "192.0.2.7:40117"}]}]}
-// It is written when a device is new, when its name, type, id or addresses have changed, when it goes offline, and by
-// Flush.
+// It is written when a device is new, when its name, type, id or addresses have changed, when the times in it are more
+// than a minute old as a device says HELLO, and by Flush.
 #pragma once
 
 #include <chrono>
 #include <filesystem>
 #include <map>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "platform/base/clock.h"
 #include "platform/base/mutex.h"
 #include "platform/base/nocopyable.h"
 #include "platform/softbus/link/frame.h"
@@ -33,61 +35,69 @@ inline constexpr const char* UNUSABLE_SUFFIX = ".unusable";
 inline constexpr size_t MAX_KNOWN_DEVICES = 256;
 inline constexpr size_t MAX_KNOWN_ADDRESSES = 8;  // of one device
 
+// For how long a device counts as reachable after it was spoken with.
+inline constexpr std::chrono::minutes SPOKEN_RECENTLY{5};
+
 class KnownDevices : public NoCopyable {
 public:
-    KnownDevices() = default;
+    explicit KnownDevices(const Clock& clock = Clock::System()) : clock_(clock) {}
     // Waits for a write under way.
     ~KnownDevices();
 
     // Takes over the devices that the file keeps for that account (the network id of its key) and keeps the file up to
     // date from now on. Once at most, before any other call; without it all is in memory only. Blocks on the disk. A
-    // file that is damaged, or of a later version, is renamed and logged; devices of another account are forgotten.
+    // file that is damaged, or of a later version, is renamed and logged; one that cannot be read is logged and left
+    // alone, and all is in memory only; devices of another account are forgotten.
     void UseFile(const std::filesystem::path& file, const std::string& account) EXCLUDES(mutex_);
 
-    // A presence connection over that transport with that verified device opened, and said hello. The addresses of
-    // hello go before those known already. True when the device was not online before.
-    bool LinkUp(const std::string& networkId, const Hello& hello, const std::string& transport) EXCLUDES(mutex_);
-    // One of its presence connections ended: how many are left. The device stays online until MarkOffline.
-    size_t LinkDown(const std::string& networkId) EXCLUDES(mutex_);
-    // Only when no presence connection is left. True when it was online before.
-    bool MarkOffline(const std::string& networkId) EXCLUDES(mutex_);
-    // A session to it opened at that address, which becomes its first.
-    void Reached(const std::string& networkId, const PeerAddress& where) EXCLUDES(mutex_);
+    // That verified device said hello over that transport. The addresses of hello go before those known already.
+    void Met(const std::string& networkId, const Hello& hello, const std::string& transport) EXCLUDES(mutex_);
+    // Something came from it then. No change for an unknown device.
+    void SpokenWith(const std::string& networkId, SteadyTime when) EXCLUDES(mutex_);
+    // It said goodbye, or was tried at every address in vain: it does not count as spoken with recently any more.
+    void Gone(const std::string& networkId) EXCLUDES(mutex_);
 
     bool IsKnown(const std::string& networkId) const EXCLUDES(mutex_);
-    bool IsOnline(const std::string& networkId) const EXCLUDES(mutex_);
-    // Where the device can be reached, best first; empty for an unknown one.
+    // The known device whose network id begins so; empty when there is none.
+    std::string FindByStart(const std::string& idStart) const EXCLUDES(mutex_);
+    bool WasSpokenWithRecently(const std::string& networkId) const EXCLUDES(mutex_);
+    // Where the device can be reached, the last first; empty for an unknown one.
     std::vector<PeerAddress> Addresses(const std::string& networkId) const EXCLUDES(mutex_);
-    // Online first, then by name.
+    // All, in no order. Online are those that were spoken with recently; clockAhead is there for the others too.
     std::vector<Node> List() const EXCLUDES(mutex_);
 
-    // Writes what has changed, the time of devices that are online included, and waits for that.
+    // Writes what has changed and waits for that.
     void Flush() EXCLUDES(mutex_);
 
 private:
     struct Entry {
-        Node node;
+        Node node;  // online, address and clockAhead are filled in by List
         std::vector<PeerAddress> addresses;
-        size_t links = 0;
-        // The device's clock less the time that passes whatever is done to clocks (std::chrono::steady_clock).
-        std::chrono::milliseconds clockOverSteady{0};
+        std::optional<SteadyTime> spokenAt;  // not since it has gone
+        // The device's clock less the time that passes whatever is done to clocks (std::chrono::steady_clock), once it
+        // has said HELLO in this run.
+        std::optional<std::chrono::milliseconds> clockOverSteady{};
     };
 
+    bool IsRecent(const Entry& entry) const;
+    void MarkSpoken(Entry& entry, SteadyTime when) REQUIRES(mutex_);
     void ForgetOldest() REQUIRES(mutex_);
     void Save() REQUIRES(mutex_);
     void Write() EXCLUDES(mutex_);  // on the strand
 
+    const Clock& clock_;
     std::filesystem::path file_;  // constant after UseFile; empty: memory only
     std::string account_;         // the same
     mutable Mutex mutex_;
     std::map<std::string, Entry> entries_ GUARDED_BY(mutex_);
     bool isChanged_ GUARDED_BY(mutex_) = false;  // since the last write
     bool isQueued_ GUARDED_BY(mutex_) = false;   // a write waits on the strand
+    SteadyTime savedAt_ GUARDED_BY(mutex_){};    // when a write was last queued
     bool hasFailed_ = false;                     // the last write; the strand's
     Tasks::Strand strand_;
 };
 
 // Milliseconds since 1970, UTC.
-int64_t WallClockMs();
+int64_t MillisecondsOf(WallTime time);
 
 }  // namespace Vexo::SoftBus

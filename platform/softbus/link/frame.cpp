@@ -23,6 +23,7 @@ constexpr KindRule KIND_RULES[] = {
     {FrameKind::DATA, "DATA", 1, MAX_SESSION_BYTES},
     {FrameKind::PING, "PING", 0, 0},
     {FrameKind::CLOSE, "CLOSE", 0, 0},
+    {FrameKind::GOODBYE, "GOODBYE", 0, 0},
 };
 
 // A declared length is only a claim: memory beyond this is taken as the bytes arrive.

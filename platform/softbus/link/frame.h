@@ -12,6 +12,7 @@
 //   DATA     one message, 1 to 4,194,304 bytes
 //   PING     empty: the sender is alive
 //   CLOSE    empty: the sender ends the connection on purpose and sends nothing more
+//   GOODBYE  empty: the sender stops and will not be reachable
 //
 // HELLO and OPEN of a later version may carry more fields after those of version 1; a reader skips them.
 #pragma once
@@ -26,7 +27,7 @@
 
 namespace Vexo::SoftBus {
 
-enum class FrameKind : uint8_t { HELLO = 1, OPEN = 2, OPENED = 3, DATA = 4, PING = 5, CLOSE = 6 };
+enum class FrameKind : uint8_t { HELLO = 1, OPEN = 2, OPENED = 3, DATA = 4, PING = 5, CLOSE = 6, GOODBYE = 7 };
 
 inline constexpr size_t FRAME_HEADER_BYTES = 5;
 inline constexpr size_t MAX_HELLO_BYTES = 8192;
@@ -62,7 +63,7 @@ private:
 // The five bytes before a payload of that length.
 std::string EncodeHeader(FrameKind kind, size_t payloadBytes);
 
-// What a device tells of itself when a presence connection opens.
+// What a device tells of itself at the beginning of every connection.
 struct Hello {
     uint16_t deviceTypeId = 0;
     std::string deviceId;

@@ -90,6 +90,7 @@ public:
     // The owner found a frame that breaks the rules: logs one line and ends, telling the owner.
     void Refuse(const std::string& why);
 
+    Role GetRole() const { return role_; }
     const std::string& PeerNetworkId() const { return peerNetworkId_; }  // verified, once ready
     SteadyTime LastReceived() const { return lastReceived_; }
     SteadyTime LastSent() const { return lastSent_; }

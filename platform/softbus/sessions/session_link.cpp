@@ -1,8 +1,11 @@
 #include "platform/softbus/sessions/session_link.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "platform/base/text.h"
+#include "platform/softbus/discovery/hello.h"
+#include "platform/softbus/discovery/route.h"
 #include "platform/softbus/softbus_log.h"
 
 namespace Vexo::SoftBus {
@@ -67,54 +70,33 @@ void Sessions::SessionLink::ServerAppeared()
     }
     session_->SetServer(std::move(server));
     stage_ = Stage::OPENING;
-    addresses_ = sessions_.Route(session_->Request());
-    openDeadline_ = Clock::System().Now() + OPEN_LIMIT;
-    At(openDeadline_, [](SessionLink& self) { self.Tell(SOFTBUS_TIMED_OUT); });
-    TryNextAddress();
+    const SessionRequest& request = session_->Request();
+    At(Clock::System().Now() + OPEN_LIMIT, [](SessionLink& self) { self.Tell(SOFTBUS_TIMED_OUT); });
+    dial_ = Dial::Start(
+        sessions_.context_,
+        {request.peerNetworkId, WaysTo(sessions_.context_, request.peerNetworkId, request.linkTypes), OPEN_LIMIT},
+        [self = shared_from_this()](const DialResult& result) { self->Dialled(result); });
 }
 
-void Sessions::SessionLink::TryNextAddress()
-{
-    if (nextAddress_ >= addresses_.size()) {
-        Tell(result_);
-        return;
-    }
-    const PeerAddress& where = addresses_[nextAddress_++];
-    Transport* transport = sessions_.context_.FindTransport(where.transport);
-    if (transport == nullptr) {
-        TryNextAddress();
-        return;
-    }
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(openDeadline_ - Clock::System().Now());
-    transport->Connect(where.address, std::min(left, HANDSHAKE_LIMIT),
-                       [self = shared_from_this()](Result<UniqueFd> stream) {
-                           if (self->stage_ != Stage::OPENING) {
-                               return;
-                           }
-                           if (stream) {
-                               self->ConnectedBy(std::move(stream.value()));
-                           } else {
-                               self->TryNextAddress();
-                           }
-                       });
-}
-
-void Sessions::SessionLink::ConnectedBy(UniqueFd stream)
+void Sessions::SessionLink::Dialled(const DialResult& result)
 {
     const SessionRequest& request = session_->Request();
-    link_ = sessions_.context_.MakeClientLink(std::move(stream), request.peerNetworkId);
-    if (!link_) {
-        Tell(SOFTBUS_LIMIT);
+    dial_.reset();
+    if (!result.link) {
+        QuviewDFX::LogInfo(LOG_SOFTBUS, "session %{public}d: %{public}s is not reached: %{public}s", session_->Id(),
+                           ShortId(request.peerNetworkId), result.why);
+        if (result.end != LinkEnd::REFUSED) {
+            TakeForGone(sessions_.context_, request.peerNetworkId);
+        }
+        Tell(ResultOf(result.end));
         return;
     }
-    link_->Send(FrameKind::OPEN, EncodeOpen({request.dataType, request.peerServerName, request.serverName}));
-    link_->Start(shared_from_this());
-}
-
-void Sessions::SessionLink::OnReady()
-{
+    link_ = result.link;
+    where_ = result.where;
+    link_->SetOwner(shared_from_this());
     // From here on the limit of the whole open counts: the peer may wait for its session server.
     link_->Established();
+    link_->Send(FrameKind::OPEN, EncodeOpen({request.dataType, request.peerServerName, request.serverName}));
 }
 
 void Sessions::SessionLink::Opened(const std::string& payload)
@@ -123,7 +105,6 @@ void Sessions::SessionLink::Opened(const std::string& payload)
     if (!result) {
         link_->Refuse(result.error().message);
     } else if (result.value() == SOFTBUS_OK) {
-        sessions_.context_.devices.Reached(session_->Request().peerNetworkId, addresses_[nextAddress_ - 1]);
         Tell(SOFTBUS_OK);
     } else {
         // What a peer's code means is its own business, but that it has no room is worth knowing.
@@ -140,6 +121,7 @@ void Sessions::SessionLink::Tell(int result)
     }
     stage_ = Stage::TELLS;
     result_ = result;
+    EndDial();
     if (result != SOFTBUS_OK && link_) {
         link_->Close();
         link_.reset();
@@ -193,7 +175,9 @@ void Sessions::SessionLink::BeginOpen()
 
 void Sessions::SessionLink::OnFrame(FrameKind kind, std::string payload)
 {
-    if (stage_ == Stage::OPENING && kind == FrameKind::OPENED) {
+    if (stage_ == Stage::OPENING && kind == FrameKind::HELLO && !hasHello_) {
+        hasHello_ = TakeHello(sessions_.context_, *link_, payload, where_);
+    } else if (stage_ == Stage::OPENING && kind == FrameKind::OPENED && hasHello_) {
         Opened(payload);
     } else if (stage_ == Stage::OPEN && kind == FrameKind::DATA) {
         session_->DeliverBytes(std::move(payload), link_);
@@ -207,6 +191,7 @@ void Sessions::SessionLink::OnFrame(FrameKind kind, std::string payload)
 void Sessions::SessionLink::Beat()
 {
     const SteadyTime now = Clock::System().Now();
+    sessions_.context_.devices.SpokenWith(session_->Request().peerNetworkId, link_->LastReceived());
     if (!link_->ReadingPaused() && now - link_->LastReceived() >= SILENCE_LIMIT) {
         const std::shared_ptr<Link> link = link_;
         OnEnded(LinkEnd::TIMED_OUT, "the peer fell silent");
@@ -252,12 +237,16 @@ void Sessions::SessionLink::OnEnded(LinkEnd end, const std::string& why)
     }
     link_.reset();
     if (stage_ == Stage::OPENING) {
-        result_ = ResultOf(end);
         QuviewDFX::LogInfo(LOG_SOFTBUS, "session %{public}d: %{public}s did not open: %{public}s", session_->Id(),
                            ShortId(session_->Request().peerNetworkId), why);
-        TryNextAddress();
-    } else if (stage_ == Stage::TELLS) {
-        Tell(ResultOf(end));
+    }
+    Tell(ResultOf(end));
+}
+
+void Sessions::SessionLink::EndDial()
+{
+    if (const auto dial = std::exchange(dial_, nullptr)) {
+        dial->Cancel();
     }
 }
 
@@ -267,6 +256,7 @@ void Sessions::SessionLink::Forget()
         --sessions_.openCount_;
     }
     stage_ = Stage::ENDED;
+    EndDial();
     link_.reset();
     timer_.expires_at(SteadyTime::max());
     sessions_.links_.erase(session_->Id());

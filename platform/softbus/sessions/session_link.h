@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "platform/base/clock.h"
+#include "platform/softbus/link/dial.h"
 #include "platform/softbus/sessions/sessions.h"
 
 namespace Vexo::SoftBus {
@@ -25,7 +26,6 @@ public:
     // This side closes, with that result for the opened callback if it has not come yet.
     void Close(int resultIfOpening);
 
-    void OnReady() override;
     void OnFrame(FrameKind kind, std::string payload) override;
     void OnEnded(LinkEnd end, const std::string& why) override;
 
@@ -38,13 +38,13 @@ private:
         ENDED,
     };
 
-    void TryNextAddress();
-    void ConnectedBy(UniqueFd stream);
+    void Dialled(const DialResult& result);
     void Opened(const std::string& payload);
     void Tell(int result);
     void TellNow();
     void BeginOpen();
     void Beat();
+    void EndDial();
     void Forget();
     template <typename Action>
     void At(SteadyTime when, Action action);
@@ -54,10 +54,10 @@ private:
     Stage stage_ = Stage::WAITS_FOR_SERVER;
     std::shared_ptr<Link> link_;
     asio::steady_timer timer_;
-    SteadyTime openDeadline_;
-    std::vector<PeerAddress> addresses_;
-    size_t nextAddress_ = 0;
-    int result_ = SOFTBUS_NO_LINK;  // of the open, so far
+    std::shared_ptr<Dial> dial_;
+    PeerAddress where_;      // of the link, when this side opened it
+    bool hasHello_ = false;  // of the other side, when this side opened the link
+    int result_ = SOFTBUS_NO_LINK;
 };
 
 class Sessions::WaitingPeer : public LinkOwner, public std::enable_shared_from_this<WaitingPeer> {

@@ -28,26 +28,6 @@ Sessions::Sessions(ReactorContext& context, std::shared_ptr<SessionTable> table)
 
 Sessions::~Sessions() = default;
 
-std::vector<PeerAddress> Sessions::Route(const SessionRequest& request) const
-{
-    const std::vector<PeerAddress> known = context_.devices.Addresses(request.peerNetworkId);
-    std::vector<PeerAddress> route;
-    for (const int32_t type : request.linkTypes) {
-        for (const auto& transport : context_.transports) {
-            if (!transport->Carries(static_cast<LinkType>(type))) {
-                continue;
-            }
-            for (const PeerAddress& address : known) {
-                if (address.transport == transport->Name() &&
-                    std::find(route.begin(), route.end(), address) == route.end()) {
-                    route.push_back(address);
-                }
-            }
-        }
-    }
-    return route;
-}
-
 void Sessions::Open(const SessionPtr& session)
 {
     DISTNET_ASSERT(context_.RunsOnThisThread(), "on the reactor thread");

@@ -1,6 +1,6 @@
 // Sessions: the reactor's half of sessions: opens them over the links that the opener named, answers peers that open
 // them, moves frames between links and callbacks, notices silence. What callers share with it: session_table.h. The
-// reactor's, but for Route and the counts; nothing blocks. Timers run only while a session opens or is open.
+// reactor's, but for the counts; nothing blocks. Timers run only while a session opens or is open.
 #pragma once
 
 #include <atomic>
@@ -34,9 +34,6 @@ class Sessions : public NoCopyable {
 public:
     Sessions(ReactorContext& context, std::shared_ptr<SessionTable> table);
     ~Sessions();
-
-    // The addresses that the link types lead to, in their order. Any thread.
-    std::vector<PeerAddress> Route(const SessionRequest& request) const;
 
     void Open(const SessionPtr& session);
     // The caller has taken the session out of the table.

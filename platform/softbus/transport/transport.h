@@ -21,7 +21,7 @@ struct PeerAddress {
     std::string transport;  // Transport::Name()
     std::string address;
 
-    bool operator==(const PeerAddress&) const = default;
+    auto operator<=>(const PeerAddress&) const = default;
 };
 
 class Transport {

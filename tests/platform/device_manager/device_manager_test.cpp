@@ -35,7 +35,7 @@ struct DeviceManagerTest : testing::Test {
     const std::string away = std::string(64, 'b');
 };
 
-TEST_F(DeviceManagerTest, ListsTheDevicesThatAreOnlineCutToTheRecordAndTrustsThoseAwayToo)
+TEST_F(DeviceManagerTest, ListsTheKnownDevicesCutToTheRecordAndTrustsThem)
 {
     bus->nodes = {{online, std::string(70, 'c'), std::string(200, 'n'), 1, true, 1'795'252'830'000},
                   {away, std::string(64, 'd'), "tablet", 2, false, 0}};
@@ -43,11 +43,12 @@ TEST_F(DeviceManagerTest, ListsTheDevicesThatAreOnlineCutToTheRecordAndTrustsTho
 
     EXPECT_EQ(manager.GetTrustedDeviceList("package", "", list), DM_OK);
 
-    ASSERT_EQ(list.size(), 1u);
+    ASSERT_EQ(list.size(), 2u);
     EXPECT_EQ(list[0].networkId, online);
     EXPECT_EQ(list[0].deviceId, std::string(DM_MAX_DEVICE_ID_LEN - 1, 'c'));
     EXPECT_EQ(list[0].deviceName, std::string(DM_MAX_DEVICE_NAME_LEN - 1, 'n'));
     EXPECT_EQ(list[0].extraData, R"({"online":true,"last_seen":"2026-11-21T09:20:30Z"})");
+    EXPECT_EQ(list[1].extraData.substr(0, 15), R"({"online":false)");
     EXPECT_TRUE(manager.IsSameAccount(online));
     EXPECT_TRUE(manager.IsSameAccount(away));
     EXPECT_FALSE(manager.IsSameAccount(std::string(64, 'e')));

@@ -117,7 +117,8 @@ std::pair<int, int> PairTest::OpenPair()
 }
 
 Bare::Bare(const std::string& address, const Trust::Identity& identity)
-    : context_(Trust::TlsContext::Make(identity).value()),
+    : deviceId_(identity.deviceId),
+      context_(Trust::TlsContext::Make(identity).value()),
       preamble_(Trust::Preamble::Make(*identity.linkKeys).value()),
       ssl_(context_->NewClient({}))
 {
@@ -161,6 +162,13 @@ bool Bare::Handshake()
         return preamble_->Prove(challenge, flight);
     });
     return SSL_connect(ssl_.get()) == 1;
+}
+
+bool Bare::Greet()
+{
+    Frame frame;
+    return WriteFrame(FrameKind::HELLO, EncodeHello({DEVICE_TYPE_UNKNOWN, deviceId_, "bare", {}, 0})) &&
+           ReadFrame(frame) && frame.kind == FrameKind::HELLO && DecodeHello(frame.payload).has_value();
 }
 
 bool Bare::Write(const std::string& bytes)

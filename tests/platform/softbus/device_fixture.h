@@ -123,6 +123,8 @@ public:
     std::string FirstMessage();
     // Reads the challenge, proves, and shakes hands.
     bool Handshake();
+    // After the handshake: HELLO both ways.
+    bool Greet();
     bool Write(const std::string& bytes);
     bool WriteFrame(FrameKind kind, const std::string& payload)
     {
@@ -139,6 +141,7 @@ public:
 
 private:
     UniqueFd socket_;
+    const std::string deviceId_;
     std::shared_ptr<Trust::TlsContext> context_;
     std::shared_ptr<const Trust::Preamble> preamble_;
     Trust::SslPtr ssl_;

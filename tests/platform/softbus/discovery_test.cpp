@@ -1,18 +1,46 @@
 // How devices find each other, and how they leave the list.
-#include <sys/stat.h>
-
 #include <filesystem>
 #include <fstream>
 
-#include "platform/base/files.h"
 #include "platform/base/host_port.h"
-#include "platform/softbus/discovery/announcements.h"
+#include "platform/softbus/discovery/route.h"
 #include "tests/platform/softbus/device_fixture.h"
 #include "tests/support/log_capture.h"
-#include "tests/support/trail.h"
 
 namespace Vexo::SoftBus::Tests {
 namespace {
+
+using namespace std::chrono_literals;
+
+// A channel on which the test speaks.
+class TestChannel : public AnnouncementChannel {
+public:
+    std::string Name() const override { return "test"; }
+    Result<void> Start(const std::string& /*token*/, IsOurs isOurs, Heard heard) override
+    {
+        isOurs_ = std::move(isOurs);
+        heard_ = std::move(heard);
+        return {};
+    }
+    void Announce(const std::string& /*token*/) override {}
+    void Withdraw() override {}
+
+    // Whether the token is taken for one of the account.
+    bool Hear(const std::string& name, const std::string& token, const std::vector<std::string>& addresses)
+    {
+        Announcement announcement{token, {}};
+        for (const std::string& address : addresses) {
+            announcement.addresses.push_back({"tcp", address});
+        }
+        heard_(name, announcement);
+        return isOurs_(token);
+    }
+    void HearTheEnd(const std::string& name) { heard_(name, std::nullopt); }
+
+private:
+    IsOurs isOurs_;
+    Heard heard_;
+};
 
 class DiscoveryTest : public testing::Test {
 protected:
@@ -20,27 +48,53 @@ protected:
     {
         return Eventually([&] { return SeesOnline(at, phone.networkId) == online; });
     }
+    // A laptop with a channel of the test's.
+    sptr<SoftBusServer> StartLaptop()
+    {
+        SoftBusOptions options;
+        options.channels = {[this](const std::string&) {
+            auto made = std::make_unique<TestChannel>();
+            channel = made.get();
+            return made;
+        }};
+        return StartBus(laptop, "laptop", {}, options);
+    }
+    static std::string TokenOf(const Trust::Identity& identity)
+    {
+        return Trust::AnnouncementTokens::Make(*identity.linkKeys, "tcp").value()->MakeToken(identity.networkId);
+    }
+    // How an open from laptop to phone ends.
+    int Open(const sptr<SoftBusServer>& bus)
+    {
+        Recorder& atLaptop = Listener<0>::Events();
+        atLaptop.Clear();
+        EXPECT_EQ(bus->CreateSessionServer(PKG, NAME, Listener<0>::Table()), 0);
+        const int id = bus->OpenSession(NAME, NAME, phone.networkId, ByteSession());
+        return id > 0 ? atLaptop.WaitFor(Kind::OPENED, id).result : id;
+    }
 
     Trust::Tests::Devices account;
     Trust::Identity phone = account.Enrol("phone");
     Trust::Identity laptop = account.Enrol("laptop");
     Vexo::Tests::TempFolder folder;
+    TestChannel* channel = nullptr;
 };
 
 TEST_F(DiscoveryTest, DevicesMeetByOneAddressAndAgainAfterARestart)
 {
     SoftBusOptions options;
     options.deviceTypeId = DEVICE_TYPE_PHONE;
+    options.knownDevicesFile = folder.Path() / "phones";
     auto phoneBus = StartBus(phone, "phone", {}, options);
     options.listenAddress = phoneBus->ListenAddress();
     SoftBusOptions kept;
-    kept.knownDevicesFile = folder.Path() / KNOWN_DEVICES_FILE;
+    kept.knownDevicesFile = folder.Path() / "laptops";
     auto laptopBus = StartBus(laptop, "laptop", {options.listenAddress}, kept);
     ASSERT_TRUE(Meet(laptopBus, phoneBus));
     phoneBus->Stop();
-    ASSERT_TRUE(PhoneIs(false, laptopBus));
+    ASSERT_TRUE(PhoneIs(false, laptopBus)) << "it said goodbye";
     phoneBus = StartBus(phone, "phone", {}, options);
-    EXPECT_TRUE(PhoneIs(true, laptopBus));
+    EXPECT_TRUE(PhoneIs(true, laptopBus)) << "it greets those that it knows";
 
     laptopBus->Stop();
     laptopBus = StartBus(laptop, "laptop", {}, kept);
@@ -55,82 +109,91 @@ TEST_F(DiscoveryTest, DevicesMeetByOneAddressAndAgainAfterARestart)
     EXPECT_EQ(nodes[0].deviceId, phone.deviceId);
     EXPECT_EQ(nodes[0].deviceTypeId, DEVICE_TYPE_PHONE);
 
-    Recorder& atLaptop = Listener<0>::Events();
-    atLaptop.Clear();
-    ASSERT_EQ(laptopBus->CreateSessionServer(PKG, NAME, Listener<0>::Table()), 0);
-    const auto open = [&] {
-        const int id = laptopBus->OpenSession(NAME, NAME, phone.networkId, ByteSession());
-        return id > 0 ? atLaptop.WaitFor(Kind::OPENED, id).result : id;
-    };
     EXPECT_EQ(laptopBus->OpenSession(NAME, NAME, std::string(64, 'e'), ByteSession()), SOFTBUS_NO_SUCH_PEER);
-    EXPECT_EQ(open(), SOFTBUS_NO_LINK) << "away, but tried";
+    EXPECT_EQ(Open(laptopBus), SOFTBUS_NO_LINK) << "away, but tried";
+    options.knownDevicesFile.clear();
     phoneBus = StartBus(phone, "phone", {}, options);
     ASSERT_EQ(phoneBus->CreateSessionServer(PKG, NAME, Listener<1>::Table()), 0);
-    EXPECT_EQ(open(), SOFTBUS_OK);
-    EXPECT_FALSE(SeesOnline(laptopBus, phone.networkId)) << "the session needed no presence connection";
-    EXPECT_GT(laptopBus->Nodes()[0].lastSeenMs, nodes[0].lastSeenMs);
+    EXPECT_FALSE(SeesOnline(laptopBus, phone.networkId)) << "it knows nobody that it could greet";
+    EXPECT_EQ(Open(laptopBus), SOFTBUS_OK);
+    EXPECT_TRUE(SeesOnline(laptopBus, phone.networkId));
 }
 
-TEST_F(DiscoveryTest, AnnouncementsBringDevicesTogetherAndUnusableOnesAreIgnoredWithOneLine)
+TEST_F(DiscoveryTest, DevicesThatShareAFolderMeet)
 {
-    const Vexo::Tests::LogCapture log;
     SoftBusOptions options;
     options.announceFolder = folder.Path();
-    const auto nameOf = [](char digit) { return std::string(64, digit) + ".json"; };
-    const auto makeFifo = [&](char digit) { return ::mkfifo((folder.Path() / nameOf(digit)).c_str(), 0600); };
-    std::ofstream(folder.Path() / nameOf('d')) << "{\"version\": 1";
-    std::ofstream(folder.Path() / ".half-written.tmp") << "{";
-    ASSERT_EQ(makeFifo('a'), 0);  // opening a FIFO would wait for a writer
     const auto laptopBus = StartBus(laptop, "laptop", {}, options);
-    EXPECT_EQ(log.Count(nameOf('a') + " ignored"), 1u);
-    ASSERT_EQ(makeFifo('b'), 0);
-    EXPECT_TRUE(log.WaitFor(nameOf('b') + " ignored"));
-    ASSERT_TRUE(WriteFileAtomically(folder.Path() / nameOf('e'),
-                                    EncodeAnnouncement({std::string(64, 'd'), {"tcp", "127.0.0.1:9"}}), 0644));
     const auto phoneBus = StartBus(phone, "phone", {}, options);
     EXPECT_TRUE(Meet(laptopBus, phoneBus));
-    EXPECT_EQ(log.Count(nameOf('d') + " ignored: it is not a JSON object"), 2u) << "one line at each device";
-    EXPECT_TRUE(log.WaitFor("it names another device", 2));
-    EXPECT_EQ(log.Count("half-written"), 0u);
-
-    const auto file = folder.Path() / (phone.networkId + ".json");
-    EXPECT_TRUE(std::filesystem::exists(file));
     phoneBus->Stop();
-    EXPECT_FALSE(std::filesystem::exists(file)) << "it announces itself no longer";
+    EXPECT_TRUE(PhoneIs(false, laptopBus));
+    const auto files = std::filesystem::directory_iterator(folder.Path());
+    EXPECT_EQ(std::distance(begin(files), end(files)), 1) << "the phone announces itself no longer";
+}
+
+TEST_F(DiscoveryTest, ADeviceThatWasNeverMetIsGreetedOnceWhereItAnnouncesItself)
+{
+    const auto phoneBus = StartBus(phone, "phone");
+    const auto laptopBus = StartLaptop();
+    const auto strangers = Trust::Tests::Devices().Enrol("stranger");
+    EXPECT_FALSE(channel->Hear("stranger", TokenOf(strangers), {phoneBus->ListenAddress()}));
+    EXPECT_TRUE(channel->Hear("laptop", TokenOf(laptop), {laptopBus->ListenAddress()})) << "its own";
+    EXPECT_TRUE(laptopBus->Nodes().empty());
+    // One address where nobody is, one that is of no use, and a good one.
+    EXPECT_TRUE(channel->Hear("phone", TokenOf(phone), {"127.0.0.1:1", "nonsense", phoneBus->ListenAddress()}));
+    EXPECT_TRUE(Meet(laptopBus, phoneBus));
+
+    const Vexo::Tests::LogCapture log;
+    phoneBus->Stop();
+    EXPECT_TRUE(log.WaitFor("is away")) << "its goodbye counts although it is announced";
+    channel->Hear("phone", TokenOf(phone), {"127.0.0.1:1"});
+    EXPECT_TRUE(PhoneIs(true, laptopBus)) << "announced anew";
+    channel->HearTheEnd("phone");
     EXPECT_TRUE(PhoneIs(false, laptopBus));
 }
 
-TEST_F(DiscoveryTest, RecreatedAnnounceFolderBringsDevicesTogether)
+TEST_F(DiscoveryTest, AReplayedTokenNeitherHidesADeviceNorIsTriedAgain)
 {
-    SoftBusOptions options;
-    options.announceFolder = folder.Path() / "announced";
-    const auto laptopBus = StartBus(laptop, "laptop", {}, options);
-    const auto file = options.announceFolder / (laptop.networkId + ".json");
-    ASSERT_TRUE(std::filesystem::exists(file));
-    std::filesystem::remove_all(options.announceFolder);
-    std::filesystem::create_directory(options.announceFolder);
-    EXPECT_TRUE(Eventually([&] { return std::filesystem::exists(file); })) << "it announces itself again";
-    const auto phoneBus = StartBus(phone, "phone", {}, options);
-    EXPECT_TRUE(Meet(laptopBus, phoneBus));
+    auto phoneBus = StartBus(phone, "phone");
+    ASSERT_EQ(phoneBus->CreateSessionServer(PKG, NAME, Listener<1>::Table()), 0);
+    const auto laptopBus = StartLaptop();
+    channel->Hear("phone", TokenOf(phone), {phoneBus->ListenAddress()});
+    ASSERT_TRUE(Meet(laptopBus, phoneBus));
+    channel->HearTheEnd("phone");
+
+    // Who replays it listens, is silent at one address, and answers with another account's certificate at the other.
+    const UniqueFd silent(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    ASSERT_EQ(::listen(silent.Get(), 8), 0);
+    sockaddr_in at{};
+    socklen_t length = sizeof(at);
+    ASSERT_EQ(::getsockname(silent.Get(), reinterpret_cast<sockaddr*>(&at), &length), 0);
+    const std::string silentAt = "127.0.0.1:" + std::to_string(ntohs(at.sin_port));
+    const auto strangerBus = StartBus(Trust::Tests::Devices().Enrol("stranger"), "stranger");
+    EXPECT_TRUE(channel->Hear("replay", TokenOf(phone), {silentAt, strangerBus->ListenAddress()}));
+    const auto began = std::chrono::steady_clock::now();
+    EXPECT_EQ(Open(laptopBus), SOFTBUS_OK);
+    EXPECT_LT(std::chrono::steady_clock::now() - began, ANNOUNCED_AHEAD + 1s);
 }
 
-TEST_F(DiscoveryTest, AnnouncementsAreGoneWithTheirFolder)
+TEST_F(DiscoveryTest, AScanSaysWhoIsThereNow)
 {
-    const Announcement own{laptop.networkId, {"tcp", "127.0.0.1:1"}};
-    const auto announced = folder.Path() / "announced";
-    std::filesystem::create_directory(announced);
-    const auto file = announced / (phone.networkId + ".json");
-    const std::string text = EncodeAnnouncement({phone.networkId, {"tcp", "127.0.0.1:2"}});
-    ASSERT_TRUE(WriteFileAtomically(file, text, 0644));
-    Vexo::Tests::Trail<std::string> changes;
-    const auto made = Announcements::Start(
-        announced, own, [&](const std::string&, const auto& where) { changes.Add(where ? "there" : "gone"); });
-    ASSERT_TRUE(made) << made.error().message;
-    EXPECT_EQ(changes.WaitFor(1).back(), "there");
-    std::filesystem::rename(announced, folder.Path() / "elsewhere");
-    EXPECT_TRUE(Eventually([&] { return changes.WaitFor(0).back() == "gone"; }));
-    std::filesystem::rename(folder.Path() / "elsewhere", announced);
-    EXPECT_TRUE(Eventually([&] { return changes.WaitFor(0).back() == "there"; }));
+    auto phoneBus = StartBus(phone, "phone");
+    SoftBusOptions options;
+    options.listenAddress = phoneBus->ListenAddress();
+    const auto laptopBus = StartBus(laptop, "laptop", {options.listenAddress});
+    ASSERT_TRUE(Meet(laptopBus, phoneBus));
+    const auto scan = [&] {
+        Vexo::Tests::Trail<int> ends;
+        laptopBus->Scan([&] { ends.Add(1); });
+        return ends.WaitFor(1).size() == 1 && SeesOnline(laptopBus, phone.networkId);
+    };
+    EXPECT_TRUE(scan());
+    phoneBus->Stop();
+    EXPECT_FALSE(scan());
+    phoneBus = StartBus(phone, "phone", {}, options);
+    EXPECT_FALSE(SeesOnline(laptopBus, phone.networkId));
+    EXPECT_TRUE(scan());
 }
 
 TEST_F(DiscoveryTest, ADeviceThatListensEverywhereIsReachedWhereItWasSeenAndDoesNotMeetItself)
@@ -145,7 +208,6 @@ TEST_F(DiscoveryTest, ADeviceThatListensEverywhereIsReachedWhereItWasSeenAndDoes
     const auto laptopBus = StartBus(laptop, "laptop", {"127.0.0.1" + port, phoneBus->ListenAddress()}, everywhere);
     ASSERT_TRUE(Meet(laptopBus, phoneBus));
     EXPECT_EQ(laptopBus->Nodes().size(), 1u);
-    EXPECT_EQ(laptopBus->Counts().presenceLinks, 1u);
 
     ASSERT_EQ(laptopBus->CreateSessionServer(PKG, NAME, Listener<0>::Table()), 0);
     ASSERT_EQ(phoneBus->CreateSessionServer(PKG, NAME, Listener<1>::Table()), 0);

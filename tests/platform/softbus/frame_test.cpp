@@ -6,7 +6,6 @@
 #include <utility>
 #include <vector>
 
-#include "platform/softbus/discovery/announcements.h"
 #include "platform/softbus/softbus_service.h"
 
 namespace Vexo::SoftBus {
@@ -34,7 +33,7 @@ TEST(FrameDecoder, RefusesAHeaderThatBreaksTheRulesBeforeItsPayload)
         {"an empty message", 0, FrameKind::DATA},
         {"the largest length", 0xFFFFFFFF, FrameKind::DATA},
         {"kind 0", 0, FrameKind{0}},
-        {"an unknown kind", 0, FrameKind{7}},
+        {"an unknown kind", 0, FrameKind{8}},
         {"a HELLO too long", MAX_HELLO_BYTES + 1, FrameKind::HELLO},
         {"an OPEN too long", MAX_OPEN_BYTES + 1, FrameKind::OPEN},
         {"an OPENED of 3 bytes", 3, FrameKind::OPENED},
@@ -113,17 +112,6 @@ TEST(FramePayload, AnOpenThatIsDamagedIsRefused)
                                {"a field cut off", EncodeOpen({TYPE_BYTES, "a", "bc"}).substr(0, 6)}});
     EXPECT_TRUE(DecodeOpen(EncodeOpen({TYPE_BYTES, std::string(255, 'n'), "b"})));
     EXPECT_FALSE(DecodeOpened(EncodeOpened(1))) << "a positive result";
-}
-
-TEST(Announcement, ThatIsDamagedIsRefused)
-{
-    const std::string id = R"("network_id": ")" + ID + R"(", )";
-    ExpectRefused(DecodeAnnouncement,
-                  {{"version 2", R"({"version": 2, )" + id + R"("transport": "t", "address": "a"})"},
-                   {"id too short", R"({"version": 1, "network_id": "abc", "transport": "t", "address": "a"})"},
-                   {"not UTF-8", R"({"version": 1, )" + id + "\"transport\": \"t\", \"address\": \"\xFF\"}"},
-                   {"number as text", R"({"version": 1, )" + id + R"("transport": 7, "address": "a"})"},
-                   {"no address", R"({"version": 1, )" + id + R"("transport": "t"})"}});
 }
 
 }  // namespace

@@ -23,7 +23,7 @@ protected:
     // Opens a session, and returns its id at the phone.
     int Open(Bare& by)
     {
-        EXPECT_TRUE(by.Handshake());
+        EXPECT_TRUE(by.Handshake() && by.Greet());
         EXPECT_TRUE(by.WriteFrame(FrameKind::OPEN, EncodeOpen({TYPE_BYTES, NAME, "bare"})));
         Frame frame;
         EXPECT_TRUE(by.ReadFrame(frame));
@@ -46,22 +46,25 @@ TEST_F(HostilePeerTest, BrokenFramesCloseTheConnectionWithOneLine)
 {
     const struct {
         const char* fault;
+        bool greets;
         std::string bytes;
         const char* line;
     } faults[] = {
-        {"unknown kind", EncodeHeader(static_cast<FrameKind>(99), 0), "unknown frame kind 99"},
-        {"DATA before OPEN", EncodeHeader(FrameKind::DATA, 1) + "x", "neither HELLO nor OPEN"},
-        {"damaged HELLO", EncodeHeader(FrameKind::HELLO, 3) + "abc", "HELLO ends within a field"},
-        {"a name that is no UTF-8", Framed(FrameKind::HELLO, EncodeHello({0, identity.deviceId, "\xFF", {}, 0})),
+        {"unknown kind", true, EncodeHeader(static_cast<FrameKind>(99), 0), "unknown frame kind 99"},
+        {"DATA before OPEN", true, EncodeHeader(FrameKind::DATA, 1) + "x", "only OPEN, GOODBYE or CLOSE"},
+        {"OPEN before HELLO", false, Framed(FrameKind::OPEN, EncodeOpen({TYPE_BYTES, NAME, "b"})), "no HELLO"},
+        {"damaged HELLO", false, EncodeHeader(FrameKind::HELLO, 3) + "abc", "HELLO ends within a field"},
+        {"a name that is no UTF-8", false, Framed(FrameKind::HELLO, EncodeHello({0, identity.deviceId, "\xFF", {}, 0})),
          "not 1 to 127 bytes of UTF-8"},
-        {"a session name that is no UTF-8", Framed(FrameKind::OPEN, EncodeOpen({TYPE_BYTES, "\xC0\xAF", "b"})),
+        {"a session name that is no UTF-8", true, Framed(FrameKind::OPEN, EncodeOpen({TYPE_BYTES, "\xC0\xAF", "b"})),
          "empty or not UTF-8"},
-        {"damaged OPEN", EncodeHeader(FrameKind::OPEN, 3) + "abc", "OPEN ends within a field"},
+        {"damaged OPEN", true, EncodeHeader(FrameKind::OPEN, 3) + "abc", "OPEN ends within a field"},
     };
     for (const auto& fault : faults) {
         const Vexo::Tests::LogCapture log;
         peer = Connect();
         ASSERT_TRUE(peer->Handshake());
+        ASSERT_TRUE(!fault.greets || peer->Greet());
         ASSERT_TRUE(peer->Write(fault.bytes));
         EXPECT_TRUE(peer->WaitForEnd()) << fault.fault;
         EXPECT_TRUE(log.WaitFor(fault.line)) << fault.fault;
@@ -171,7 +174,7 @@ TEST_F(HostilePeerTest, PeerIsLimitedToItsShareOfSessions)
     std::vector<std::unique_ptr<Bare>> opens;
     const auto answer = [&](const char* server, bool waits) {
         opens.push_back(std::make_unique<Bare>(small->ListenAddress(), identity));
-        EXPECT_TRUE(opens.back()->Handshake());
+        EXPECT_TRUE(opens.back()->Handshake() && opens.back()->Greet());
         EXPECT_TRUE(opens.back()->WriteFrame(FrameKind::OPEN, EncodeOpen({TYPE_BYTES, server, "bare"})));
         Frame frame;
         return !waits && opens.back()->ReadFrame(frame) ? DecodeOpened(frame.payload).value() : 1;

@@ -7,6 +7,7 @@
 
 #include "platform/base/files.h"
 #include "tests/support/log_capture.h"
+#include "tests/support/manual_timers.h"
 #include "tests/support/temp_folder.h"
 
 namespace Vexo::SoftBus {
@@ -30,7 +31,7 @@ protected:
         for (size_t i = 0; i < addresses; ++i) {
             hello.addresses.push_back({"tcp", "192.0.2.7:" + std::to_string(i + 1)});
         }
-        EXPECT_TRUE(devices.LinkUp(IdOf(number), hello, "tcp"));
+        devices.Met(IdOf(number), hello, "tcp");
     }
     std::string Text() const { return ReadWholeFile(file, 1024 * 1024).value(); }
 
@@ -81,15 +82,19 @@ TEST_F(KnownDevicesTest, UnusableFileIsSetAsideAndOneOfAnotherAccountIsForgotten
 
 TEST_F(KnownDevicesTest, FileIsPrivateAndHoldsTheDevicesReachedLast)
 {
-    KnownDevices before;
+    Vexo::Tests::ManualTimers clock;
+    KnownDevices before(clock);
     before.UseFile(file, account);
-    Meet(before, 0);  // and stays
-    for (size_t i = 1; i <= MAX_KNOWN_DEVICES; ++i) {
+    for (size_t i = 0; i <= MAX_KNOWN_DEVICES; ++i) {
         Meet(before, i, MAX_KNOWN_ADDRESSES + 1);
-        before.LinkDown(IdOf(i));
-        EXPECT_TRUE(before.MarkOffline(IdOf(i)));
+        EXPECT_TRUE(before.WasSpokenWithRecently(IdOf(i)));
+        clock.Advance(SPOKEN_RECENTLY);
+        EXPECT_FALSE(before.WasSpokenWithRecently(IdOf(i)));
+        before.SpokenWith(IdOf(0), clock.Now());  // and so is never the oldest
     }
-    before.Reached(IdOf(2), {"tcp", "192.0.2.7:3"});
+    before.Met(IdOf(2), {TYPE, IdOf(2), NAME, {{"tcp", "192.0.2.7:3"}}}, "tcp");
+    before.Gone(IdOf(2));
+    EXPECT_FALSE(before.WasSpokenWithRecently(IdOf(2)));
     before.Flush();
     EXPECT_EQ(std::filesystem::status(file).permissions(), std::filesystem::perms(0600));
     KnownDevices devices;
@@ -98,7 +103,7 @@ TEST_F(KnownDevicesTest, FileIsPrivateAndHoldsTheDevicesReachedLast)
     EXPECT_EQ(devices.List()[0].deviceName, NAME);
     EXPECT_EQ(devices.List()[0].deviceTypeId, TYPE);
     EXPECT_TRUE(devices.IsKnown(IdOf(0)));
-    EXPECT_FALSE(devices.IsOnline(IdOf(0)));
+    EXPECT_FALSE(devices.List()[0].online) << "in this run";
     EXPECT_FALSE(devices.IsKnown(IdOf(1)));
     const auto addresses = devices.Addresses(IdOf(2));
     ASSERT_EQ(addresses.size(), MAX_KNOWN_ADDRESSES);

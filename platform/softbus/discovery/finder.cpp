@@ -1,0 +1,257 @@
+#include "platform/softbus/discovery/finder.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "platform/base/check.h"
+#include "platform/base/text.h"
+#include "platform/softbus/discovery/hello.h"
+#include "platform/softbus/discovery/route.h"
+#include "platform/softbus/softbus_log.h"
+
+namespace Vexo::SoftBus {
+
+// An address of the configuration at which no device has answered yet.
+struct Finder::Configured {
+    Configured(asio::io_context& reactor, PeerAddress place) : where(std::move(place)), timer(reactor) {}
+
+    const PeerAddress where;
+    asio::steady_timer timer;
+    std::chrono::milliseconds pause{0};
+    bool isReported = false;  // its failure has been logged
+};
+
+// A greeting that waits for its turn.
+struct Finder::Task {
+    std::string networkId;                   // who must answer; empty: any other device of the account
+    std::function<std::vector<Way>()> ways;  // when its turn comes; none: it is not needed any more
+    Greeting::Done done;
+    GreetingKind kind = GreetingKind::HELLO;
+    std::chrono::milliseconds limit = GREETING_LIMIT;
+};
+
+Finder::Finder(ReactorContext& context) : context_(context), scanTimer_(*context.reactor) {}
+
+Finder::~Finder() = default;
+
+// --- the configuration's addresses ---
+
+void Finder::AddConfigured(const PeerAddress& where)
+{
+    DISTNET_ASSERT(context_.RunsOnThisThread(), "on the reactor thread");
+    const auto& own = context_.ownHello.addresses;
+    const bool isThere = std::any_of(configured_.begin(), configured_.end(),
+                                     [&](const ConfiguredPtr& other) { return other->where == where; });
+    if (!isThere && std::find(own.begin(), own.end(), where) == own.end()) {
+        GreetConfigured(*configured_.insert(std::make_shared<Configured>(*context_.reactor, where)).first);
+    }
+}
+
+void Finder::GreetConfigured(const ConfiguredPtr& configured)
+{
+    Greet({.networkId = {},
+           .ways = [configured] { return std::vector<Way>{{configured->where}}; },
+           .done =
+               [this, configured](const GreetingResult& result) {
+                   if (result.isGreeted || result.isThisDevice) {
+                       configured_.erase(configured);
+                   } else {
+                       ConfiguredFailed(configured, result);
+                   }
+               }});
+}
+
+void Finder::ConfiguredFailed(const ConfiguredPtr& configured, const GreetingResult& result)
+{
+    if (!std::exchange(configured->isReported, true)) {
+        QuviewDFX::LogInfo(LOG_SOFTBUS, "no device of this account at %{public}s yet: %{public}s",
+                           configured->where.address, result.why);
+    }
+    const bool isStranger = result.end == LinkEnd::REFUSED;
+    configured->pause = std::clamp(2 * configured->pause, isStranger ? FIRST_STRANGER_PAUSE : FIRST_RETRY_PAUSE,
+                                   isStranger ? LAST_STRANGER_PAUSE : LAST_RETRY_PAUSE);
+    configured->timer.expires_after(configured->pause);
+    configured->timer.async_wait([this, configured](const asio::error_code& error) {
+        if (!error) {
+            GreetConfigured(configured);
+        }
+    });
+}
+
+// --- announcements ---
+
+void Finder::Heard(const std::string& channel, const std::string& name, const std::optional<Announcement>& announcement)
+{
+    DISTNET_ASSERT(context_.RunsOnThisThread(), "on the reactor thread");
+    std::optional<Announcement> usable = announcement;
+    if (usable) {
+        std::erase_if(usable->addresses, [this](const PeerAddress& address) {
+            const Transport* transport = context_.FindTransport(address.transport);
+            return transport == nullptr || !transport->CheckAddress(address.address);
+        });
+    }
+    const auto idStart = context_.sightings.Set(channel, name, usable);
+    if (!idStart) {
+        return;
+    }
+    const std::string networkId = context_.devices.FindByStart(*idStart);
+    if (networkId.empty()) {
+        GreetStranger(*idStart);
+    } else if (context_.sightings.Addresses(*idStart).empty()) {
+        TakeForGone(context_, networkId);
+    } else {
+        context_.NoteReachability(networkId);
+    }
+}
+
+// A device that announces itself with a token of the account, and is not known yet. Addresses that are left alone are
+// not tried.
+void Finder::GreetStranger(const std::string& idStart)
+{
+    Greet({.networkId = {},
+           .ways =
+               [this, idStart] {
+                   std::vector<Way> ways;
+                   if (context_.devices.FindByStart(idStart).empty()) {
+                       ways = WaysTo(context_, idStart);
+                   }
+                   std::erase_if(ways, [this](const Way& way) { return context_.sightings.IsLeftAlone(way.where); });
+                   return ways;
+               },
+           .done = [](const GreetingResult&) {}});
+}
+
+void Finder::DropOldAnnouncements()
+{
+    context_.sightings.DropOld();
+    for (const Node& node : context_.devices.List()) {
+        context_.NoteReachability(node.networkId);
+    }
+}
+
+// --- known devices ---
+
+void Finder::GreetKnownDevices()
+{
+    DISTNET_ASSERT(context_.RunsOnThisThread(), "on the reactor thread");
+    for (const Node& node : context_.devices.List()) {
+        GreetDevice(node.networkId, [] {});
+    }
+}
+
+void Finder::GreetDevice(const std::string& networkId, std::function<void()> done)
+{
+    Greet({.networkId = networkId,
+           .ways = [this, networkId] { return WaysTo(context_, networkId); },
+           .done =
+               [this, networkId, done = std::move(done)](const GreetingResult& result) {
+                   if (!result.isGreeted) {
+                       TakeForGone(context_, networkId);
+                   }
+                   done();
+               }});
+}
+
+void Finder::Scan(std::function<void()> done)
+{
+    DISTNET_ASSERT(context_.RunsOnThisThread(), "on the reactor thread");
+    scanDone_.push_back(std::move(done));
+    if (scanDone_.size() > 1) {
+        return;
+    }
+    ++scanLeft_;
+    const auto ended = [this] {
+        if (--scanLeft_ == 0) {
+            ScanEnded();
+        }
+    };
+    for (const Node& node : context_.devices.List()) {
+        ++scanLeft_;
+        GreetDevice(node.networkId, ended);
+    }
+    for (const std::string& idStart : context_.sightings.All()) {
+        GreetStranger(idStart);
+    }
+    scanTimer_.expires_after(SCAN_LIMIT);
+    scanTimer_.async_wait([this](const asio::error_code& error) {
+        if (!error) {
+            ScanEnded();
+        }
+    });
+    ended();
+}
+
+void Finder::ScanEnded()
+{
+    scanTimer_.cancel();
+    for (const auto& done : std::exchange(scanDone_, {})) {
+        done();
+    }
+}
+
+// --- greetings ---
+
+void Finder::Greet(Task task)
+{
+    waiting_.push_back(std::move(task));
+    StartNext();
+}
+
+void Finder::StartNext()
+{
+    while (!waiting_.empty() && running_.size() < MAX_GREETINGS) {
+        const Task task = std::move(waiting_.front());
+        waiting_.pop_front();
+        std::vector<Way> ways = task.ways();
+        if (ways.empty()) {
+            task.done({});
+            continue;
+        }
+        const auto slot = std::make_shared<std::weak_ptr<Greeting>>();
+        const auto greeting = std::make_shared<Greeting>(context_, task.kind, [=, this](const GreetingResult& result) {
+            running_.erase(slot->lock());
+            task.done(result);
+            StartNext();
+        });
+        *slot = greeting;
+        running_.insert(greeting);
+        greeting->Start({task.networkId, std::move(ways), task.limit});
+    }
+}
+
+// --- the end ---
+
+void Finder::Stop(std::function<void()> done)
+{
+    DISTNET_ASSERT(context_.RunsOnThisThread(), "on the reactor thread");
+    if (std::exchange(stopped_, true)) {
+        return;
+    }
+    for (const ConfiguredPtr& configured : std::exchange(configured_, {})) {
+        configured->timer.cancel();
+    }
+    waiting_.clear();
+    for (const auto& greeting : std::exchange(running_, {})) {
+        greeting->Cancel();
+    }
+    ScanEnded();
+    const auto left = std::make_shared<size_t>(1);
+    const auto ended = [left, done = std::move(done)] {
+        if (--*left == 0) {
+            done();
+        }
+    };
+    for (const Node& node : context_.devices.List()) {
+        if (node.online && *left <= MAX_GOODBYES) {
+            ++*left;
+            Greet({.networkId = node.networkId,
+                   .ways = [this, id = node.networkId] { return WaysTo(context_, id); },
+                   .done = [ended](const GreetingResult&) { ended(); },
+                   .kind = GreetingKind::GOODBYE,
+                   .limit = GOODBYE_LIMIT});
+        }
+    }
+    ended();
+}
+
+}  // namespace Vexo::SoftBus

@@ -1,0 +1,65 @@
+#include "platform/softbus/discovery/greeting.h"
+
+#include <utility>
+
+#include "platform/softbus/discovery/hello.h"
+
+namespace Vexo::SoftBus {
+
+void Greeting::Start(DialRequest request)
+{
+    dial_ = Dial::Start(context_, std::move(request),
+                        [self = shared_from_this()](const DialResult& result) { self->Dialled(result); });
+}
+
+void Greeting::Dialled(const DialResult& result)
+{
+    dial_.reset();
+    if (!result.link) {
+        Finish({false, result.end, result.why, result.isThisDevice});
+        return;
+    }
+    link_ = result.link;
+    where_ = result.where;
+    link_->SetOwner(shared_from_this());
+    if (kind_ == GreetingKind::GOODBYE) {
+        link_->Send(FrameKind::GOODBYE);
+        Finish({true});
+    }
+}
+
+void Greeting::OnFrame(FrameKind kind, std::string payload)
+{
+    if (kind != FrameKind::HELLO) {
+        link_->Refuse("its first frame is no HELLO");
+    } else if (TakeHello(context_, *link_, payload, where_)) {
+        Finish({true});
+    }
+}
+
+void Greeting::OnEnded(LinkEnd end, const std::string& why)
+{
+    Finish({false, end, why});
+}
+
+void Greeting::Finish(const GreetingResult& result)
+{
+    const Done done = std::exchange(done_, nullptr);
+    Cancel();
+    if (done) {
+        done(result);
+    }
+}
+
+void Greeting::Cancel()
+{
+    done_ = nullptr;
+    if (const auto dial = std::exchange(dial_, nullptr)) {
+        dial->Cancel();
+    }
+    if (const auto link = std::exchange(link_, nullptr)) {
+        link->Close();
+    }
+}
+
+}  // namespace Vexo::SoftBus

@@ -1,0 +1,51 @@
+// Greeting: a short conversation by which two devices get to know each other: dial, HELLO from both, CLOSE. Or the one
+// word by which a device that stops takes its leave: HELLO, GOODBYE, CLOSE. The reactor's; nothing blocks.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+
+#include "platform/base/nocopyable.h"
+#include "platform/softbus/link/dial.h"
+
+namespace Vexo::SoftBus {
+
+enum class GreetingKind { HELLO, GOODBYE };
+
+struct GreetingResult {
+    bool isGreeted = false;
+    // Else why not.
+    LinkEnd end = LinkEnd::BROKEN;
+    std::string why{};
+    bool isThisDevice = false;
+};
+
+class Greeting : public LinkOwner, public std::enable_shared_from_this<Greeting>, public NoCopyable {
+public:
+    using Done = std::function<void(const GreetingResult& result)>;  // once, never inside Start, not after Cancel
+
+    Greeting(ReactorContext& context, GreetingKind kind, Done done)
+        : context_(context), kind_(kind), done_(std::move(done))
+    {
+    }
+
+    void Start(DialRequest request);
+    void Cancel();
+
+    void OnFrame(FrameKind kind, std::string payload) override;
+    void OnEnded(LinkEnd end, const std::string& why) override;
+
+private:
+    void Dialled(const DialResult& result);
+    void Finish(const GreetingResult& result);
+
+    ReactorContext& context_;
+    const GreetingKind kind_;
+    Done done_;
+    std::shared_ptr<Dial> dial_;
+    std::shared_ptr<Link> link_;
+    PeerAddress where_;
+};
+
+}  // namespace Vexo::SoftBus

@@ -1,0 +1,67 @@
+#include "platform/softbus/discovery/hello.h"
+
+#include <algorithm>
+
+#include "platform/base/check.h"
+
+namespace Vexo::SoftBus {
+
+namespace {
+
+// Where the device can be reached: where it was dialled, then what it says, as far as this device can use it.
+std::vector<PeerAddress> UsableAddresses(const ReactorContext& context, const Hello& hello, const PeerAddress& where,
+                                         bool wasDialled)
+{
+    std::vector<PeerAddress> addresses;
+    if (wasDialled) {
+        addresses.push_back(where);
+    }
+    for (PeerAddress address : hello.addresses) {
+        const Transport* transport = context.FindTransport(address.transport);
+        if (transport == nullptr) {
+            continue;
+        }
+        if (address.transport == where.transport) {
+            address.address = transport->Reachable(address.address, where.address);
+        }
+        const bool isUsable = transport->CheckAddress(address.address).has_value();
+        if (isUsable && std::find(addresses.begin(), addresses.end(), address) == addresses.end()) {
+            addresses.push_back(address);
+        }
+    }
+    return addresses;
+}
+
+}  // namespace
+
+std::string OwnHello(const ReactorContext& context)
+{
+    Hello hello = context.ownHello;
+    hello.clockMs = MillisecondsOf(Clock::System().WallNow());
+    return EncodeHello(hello);
+}
+
+bool TakeHello(ReactorContext& context, Link& link, const std::string& payload, const PeerAddress& where)
+{
+    DISTNET_ASSERT(context.RunsOnThisThread(), "on the reactor thread");
+    Result<Hello> hello = DecodeHello(payload);
+    if (!hello) {
+        link.Refuse(hello.error().message);
+        return false;
+    }
+    const bool wasDialled = link.GetRole() == Link::Role::CLIENT;
+    hello.value().addresses = UsableAddresses(context, hello.value(), where, wasDialled);
+    context.devices.Met(link.PeerNetworkId(), hello.value(), where.transport);
+    context.NoteReachability(link.PeerNetworkId());
+    return true;
+}
+
+void TakeForGone(ReactorContext& context, const std::string& networkId)
+{
+    DISTNET_ASSERT(context.RunsOnThisThread(), "on the reactor thread");
+    context.sightings.Unanswered(networkId);
+    context.devices.Gone(networkId);
+    context.NoteReachability(networkId);
+}
+
+}  // namespace Vexo::SoftBus

@@ -1,0 +1,70 @@
+#include "platform/softbus/discovery/route.h"
+
+#include <algorithm>
+#include <array>
+#include <iterator>
+
+namespace Vexo::SoftBus {
+
+namespace {
+
+std::vector<const Transport*> TransportsOf(const ReactorContext& context, const std::vector<int32_t>& linkTypes)
+{
+    std::vector<const Transport*> chosen;
+    const auto choose = [&](const auto& isWanted) {
+        for (const auto& transport : context.transports) {
+            if (isWanted(*transport) && std::find(chosen.begin(), chosen.end(), transport.get()) == chosen.end()) {
+                chosen.push_back(transport.get());
+            }
+        }
+    };
+    if (linkTypes.empty()) {
+        choose([](const Transport&) { return true; });
+    }
+    for (const int32_t type : linkTypes) {
+        choose([type](const Transport& transport) { return transport.Carries(static_cast<LinkType>(type)); });
+    }
+    return chosen;
+}
+
+}  // namespace
+
+std::vector<Way> WaysTo(const ReactorContext& context, const std::string& networkId,
+                        const std::vector<int32_t>& linkTypes)
+{
+    const std::vector<PeerAddress> reached = context.devices.Addresses(networkId);
+    const std::vector<PeerAddress> announced = context.sightings.Addresses(networkId);
+    const auto contains = [](const std::vector<PeerAddress>& addresses, const PeerAddress& address) {
+        return std::find(addresses.begin(), addresses.end(), address) != addresses.end();
+    };
+    // The one that was reached before goes first: a replayed announcement has other addresses.
+    std::array<std::vector<PeerAddress>, 3> turns;
+    auto& [first, second, last] = turns;
+    for (const Transport* transport : TransportsOf(context, linkTypes)) {
+        const auto take = [&](const std::vector<PeerAddress>& from, std::vector<PeerAddress>& to,
+                              const auto& isWanted) {
+            for (const PeerAddress& address : from) {
+                if (address.transport == transport->Name() && isWanted(address)) {
+                    (context.sightings.IsLeftAlone(address) ? last : to).push_back(address);
+                }
+            }
+        };
+        take(reached, first, [&](const PeerAddress& address) { return contains(announced, address); });
+        take(announced, first, [&](const PeerAddress& address) { return !contains(reached, address); });
+        take(reached, second, [&](const PeerAddress& address) { return !contains(announced, address); });
+    }
+    std::vector<Way> ways;
+    std::chrono::milliseconds after{0};
+    for (const auto& turn : turns) {
+        if (!ways.empty() && &turn == &second) {
+            after = std::max(after, ANNOUNCED_AHEAD);
+        }
+        for (const PeerAddress& address : turn) {
+            ways.push_back({address, after});
+            after += NEXT_ADDRESS_DELAY;
+        }
+    }
+    return ways;
+}
+
+}  // namespace Vexo::SoftBus

@@ -1,0 +1,202 @@
+#include "platform/softbus/link/dial.h"
+
+#include <algorithm>
+#include <asio/post.hpp>
+
+#include "platform/base/check.h"
+#include "platform/softbus/discovery/hello.h"
+#include "platform/softbus/softbus_log.h"
+
+namespace Vexo::SoftBus {
+
+namespace {
+
+// Which of two ends says more about why a device is not reached: one that answered and refused, over one that was
+// silent, over one that is not there.
+int Weight(LinkEnd end)
+{
+    switch (end) {
+        case LinkEnd::REFUSED:
+            return 2;
+        case LinkEnd::TIMED_OUT:
+            return 1;
+        case LinkEnd::CLOSED:
+        case LinkEnd::BROKEN:
+            break;
+    }
+    return 0;
+}
+
+}  // namespace
+
+// One address: its connection, and the handshake on it.
+class Dial::Attempt : public LinkOwner, public std::enable_shared_from_this<Attempt> {
+public:
+    Attempt(std::shared_ptr<Dial> dial, PeerAddress where) : dial_(std::move(dial)), where_(std::move(where)) {}
+
+    void Start(std::chrono::milliseconds limit)
+    {
+        Transport* const transport = dial_->context_.FindTransport(where_.transport);
+        if (transport == nullptr) {
+            Fail("there is no transport \"" + where_.transport + "\" here");
+            return;
+        }
+        transport->Connect(where_.address, limit, [self = shared_from_this()](Result<UniqueFd> stream) {
+            if (!stream) {
+                self->Fail(stream.error().message);
+            } else if (self->dial_) {
+                self->Shake(std::move(stream.value()));
+            }
+        });
+    }
+
+    // Breaks the circle of dial and attempt too.
+    void Abandon()
+    {
+        dial_.reset();
+        if (const auto link = std::exchange(link_, nullptr)) {
+            link->Abort();
+        }
+    }
+
+    void OnReady() override
+    {
+        if (link_->PeerNetworkId() == dial_->context_.ownNetworkId) {
+            const auto link = link_;
+            dial_->result_.isThisDevice = true;
+            OnEnded(LinkEnd::CLOSED, "it leads back to this device");
+            link->Abort();
+            return;
+        }
+        dial_->Succeeded(shared_from_this(), std::exchange(link_, nullptr));
+    }
+
+    void OnFrame(FrameKind /*kind*/, std::string /*payload*/) override
+    {
+        // A link that is ready has another owner.
+        DISTNET_ASSERT(false, "no frame comes before the handshake is done");
+    }
+
+    void OnEnded(LinkEnd end, const std::string& why) override
+    {
+        link_.reset();
+        if (const auto dial = dial_) {
+            dial->Failed(shared_from_this(), end, why);
+        }
+    }
+
+    const PeerAddress& Where() const { return where_; }
+
+private:
+    // A transport that fails has found nobody.
+    void Fail(const std::string& why) { OnEnded(LinkEnd::BROKEN, why); }
+
+    void Shake(UniqueFd stream)
+    {
+        link_ = dial_->context_.MakeClientLink(std::move(stream), dial_->request_.networkId);
+        if (link_) {
+            link_->Start(shared_from_this());
+        } else {
+            Fail("not enough memory");
+        }
+    }
+
+    std::shared_ptr<Dial> dial_;
+    const PeerAddress where_;
+    std::shared_ptr<Link> link_;
+};
+
+Dial::Dial(ReactorContext& context, DialRequest request, Done done)
+    : context_(context), request_(std::move(request)), done_(std::move(done)), timer_(*context.reactor)
+{
+}
+
+std::shared_ptr<Dial> Dial::Start(ReactorContext& context, DialRequest request, Done done)
+{
+    DISTNET_ASSERT(context.RunsOnThisThread(), "on the reactor thread");
+    const std::shared_ptr<Dial> dial(new Dial(context, std::move(request), std::move(done)));
+    asio::post(*context.reactor, [dial] { dial->TryThoseDue(); });
+    return dial;
+}
+
+void Dial::TryThoseDue()
+{
+    const auto passed = Clock::System().Now() - start_;
+    while (done_ && next_ < request_.ways.size() && (request_.ways[next_].after <= passed || attempts_.empty())) {
+        Try(request_.ways[next_++].where);
+    }
+    if (done_ && attempts_.empty()) {
+        Finish();
+    } else if (done_) {
+        Wait();
+    }
+}
+
+void Dial::Try(const PeerAddress& where)
+{
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(start_ + request_.limit - Clock::System().Now());
+    const auto attempt = std::make_shared<Attempt>(shared_from_this(), where);
+    attempts_.insert(attempt);
+    attempt->Start(std::clamp(left, std::chrono::milliseconds(1), HANDSHAKE_LIMIT));
+}
+
+// For the next way, or for the limit of all.
+void Dial::Wait()
+{
+    const bool isLast = next_ == request_.ways.size();
+    timer_.expires_at(start_ + (isLast ? request_.limit : std::min(request_.ways[next_].after, request_.limit)));
+    timer_.async_wait([self = shared_from_this()](const asio::error_code& error) {
+        if (error || !self->done_) {
+            return;
+        }
+        if (Clock::System().Now() >= self->start_ + self->request_.limit) {
+            self->result_.end = LinkEnd::TIMED_OUT;
+            self->result_.why = "no answer within the limit";
+            self->Finish();
+        } else {
+            self->TryThoseDue();
+        }
+    });
+}
+
+void Dial::Succeeded(const AttemptPtr& attempt, std::shared_ptr<Link> link)
+{
+    context_.sightings.Answered(attempt->Where());
+    link->Send(FrameKind::HELLO, OwnHello(context_));
+    result_ = {std::move(link), attempt->Where()};
+    Finish();
+}
+
+void Dial::Failed(const AttemptPtr& attempt, LinkEnd end, const std::string& why)
+{
+    attempts_.erase(attempt);
+    attempt->Abandon();
+    if (end == LinkEnd::REFUSED) {
+        context_.sightings.LeaveAlone(attempt->Where());
+    }
+    if (result_.where.address.empty() || Weight(end) > Weight(result_.end)) {
+        result_ = {nullptr, attempt->Where(), end, why, result_.isThisDevice};
+    }
+    if (attempts_.empty()) {
+        TryThoseDue();
+    }
+}
+
+void Dial::Finish()
+{
+    const Done done = std::move(done_);
+    const DialResult result = std::exchange(result_, {});
+    Cancel();
+    done(result);
+}
+
+void Dial::Cancel()
+{
+    done_ = nullptr;
+    timer_.cancel();
+    for (const AttemptPtr& attempt : std::exchange(attempts_, {})) {
+        attempt->Abandon();
+    }
+}
+
+}  // namespace Vexo::SoftBus

@@ -1,0 +1,74 @@
+// Dial: one try to reach a device: connects to its addresses, each a little after the one before it and at once when
+// all before it have failed (in the manner of RFC 8305), and keeps the first connection whose handshake is done. HELLO
+// is queued on it as the first frame (docs/link.md). The reactor's; nothing blocks.
+#pragma once
+
+#include <asio/steady_timer.hpp>
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "platform/base/clock.h"
+#include "platform/base/nocopyable.h"
+#include "platform/softbus/link/link.h"
+#include "platform/softbus/reactor_context.h"
+
+namespace Vexo::SoftBus {
+
+// An address, and how long after the start of the dial it is tried at the latest.
+struct Way {
+    PeerAddress where;
+    std::chrono::milliseconds after{0};
+};
+
+struct DialRequest {
+    std::string networkId;  // who must answer; empty: any other device of the account
+    std::vector<Way> ways;  // the earliest first
+    std::chrono::milliseconds limit{0};
+};
+
+struct DialResult {
+    std::shared_ptr<Link> link;      // null when none of the addresses led to the device
+    PeerAddress where{};             // of the link
+    LinkEnd end = LinkEnd::BROKEN;   // without a link: how the most telling of the tries ended
+    std::string why = "no address";  // the same in words
+    bool isThisDevice = false;       // one of the addresses leads back here
+};
+
+class Dial : public std::enable_shared_from_this<Dial>, public NoCopyable {
+public:
+    // On the reactor, never inside Start. The link's owner must be set before it returns.
+    using Done = std::function<void(DialResult result)>;
+
+    static std::shared_ptr<Dial> Start(ReactorContext& context, DialRequest request, Done done);
+    // Done is not called from now on. Idempotent.
+    void Cancel();
+
+private:
+    class Attempt;
+    friend class Attempt;
+    using AttemptPtr = std::shared_ptr<Attempt>;
+
+    Dial(ReactorContext& context, DialRequest request, Done done);
+
+    void TryThoseDue();
+    void Wait();
+    void Try(const PeerAddress& where);
+    void Succeeded(const AttemptPtr& attempt, std::shared_ptr<Link> link);
+    void Failed(const AttemptPtr& attempt, LinkEnd end, const std::string& why);
+    void Finish();
+
+    ReactorContext& context_;
+    const DialRequest request_;
+    Done done_;
+    const SteadyTime start_ = Clock::System().Now();
+    asio::steady_timer timer_;
+    size_t next_ = 0;  // of the ways
+    std::set<AttemptPtr> attempts_;
+    DialResult result_;
+};
+
+}  // namespace Vexo::SoftBus

@@ -1,0 +1,101 @@
+// What is heard of other devices, and for how long it counts.
+#include "platform/softbus/discovery/sightings.h"
+
+#include <gtest/gtest.h>
+
+#include "tests/platform/trust/trust_fixture.h"
+#include "tests/support/manual_timers.h"
+
+namespace Vexo::SoftBus {
+namespace {
+
+class SightingsTest : public testing::Test {
+protected:
+    SightingsTest()
+    {
+        sightings.Use(laptop.networkId, Trust::AnnouncementTokens::Make(*laptop.linkKeys, "tcp", clock).value());
+    }
+    std::string TokenOf(const Trust::Identity& identity) const
+    {
+        return Trust::AnnouncementTokens::Make(*identity.linkKeys, "tcp", clock).value()->MakeToken(identity.networkId);
+    }
+    std::optional<std::string> Hear(const std::string& name, const std::string& token, const std::string& address)
+    {
+        return sightings.Set("test", name, Announcement{token, {{"tcp", address}}});
+    }
+
+    Trust::Tests::Devices account;
+    Trust::Identity laptop = account.Enrol("laptop");
+    Trust::Identity phone = account.Enrol("phone");
+    Trust::Identity stranger = Trust::Tests::Devices().Enrol("stranger");
+    Vexo::Tests::ManualTimers clock;
+    Sightings sightings{clock};
+};
+
+TEST_F(SightingsTest, DeviceIsAnnouncedUntilItsLastAnnouncementEndsOrIsOld)
+{
+    EXPECT_EQ(Hear("own", TokenOf(laptop), "a:1"), std::nullopt);
+    EXPECT_EQ(Hear("other", TokenOf(stranger), "a:1"), std::nullopt);
+    EXPECT_EQ(Hear("cut", TokenOf(phone).substr(1), "a:1"), std::nullopt);
+    EXPECT_EQ(Hear("old", TokenOf(phone), "a:1"), phone.networkId.substr(0, 8));
+    clock.Advance(Trust::TOKEN_PERIOD);
+    Hear("new", TokenOf(phone), "a:2");
+    const std::vector<PeerAddress> newestFirst{{"tcp", "a:2"}, {"tcp", "a:1"}};
+    EXPECT_EQ(sightings.Addresses(phone.networkId), newestFirst);
+    sightings.Set("test", "old", std::nullopt);
+    EXPECT_TRUE(sightings.IsAnnounced(phone.networkId));
+    clock.Advance(SIGHTING_LIFE);
+    sightings.DropOld();
+    EXPECT_TRUE(sightings.IsAnnounced(phone.networkId));
+    clock.Advance(std::chrono::seconds(1));
+    sightings.DropOld();
+    EXPECT_FALSE(sightings.IsAnnounced(phone.networkId));
+}
+
+TEST_F(SightingsTest, DeviceThatDidNotAnswerIsNotThereUntilItAnswersOrIsHeardAnew)
+{
+    Hear("phone", TokenOf(phone), "a:1");
+    for (const bool answers : {true, false}) {
+        sightings.Unanswered(phone.networkId);
+        EXPECT_FALSE(sightings.IsAnnounced(phone.networkId));
+        EXPECT_EQ(sightings.Addresses(phone.networkId).size(), 1u) << "still worth a try";
+        if (answers) {
+            sightings.Answered({"tcp", "a:1"});
+        } else {
+            Hear("phone", TokenOf(phone), "a:1");
+        }
+        EXPECT_TRUE(sightings.IsAnnounced(phone.networkId));
+    }
+}
+
+TEST_F(SightingsTest, AddressIsLeftAloneForItsTimeOrUntilItAnswers)
+{
+    const PeerAddress one{"tcp", "a:1"};
+    const PeerAddress other{"tcp", "a:2"};
+    sightings.LeaveAlone(one);
+    sightings.LeaveAlone(other);
+    sightings.Answered(other);
+    EXPECT_TRUE(sightings.IsLeftAlone(one));
+    EXPECT_FALSE(sightings.IsLeftAlone(other));
+    clock.Advance(LEFT_ALONE);
+    EXPECT_FALSE(sightings.IsLeftAlone(one));
+}
+
+TEST_F(SightingsTest, FarClocksAreToldAsLongAsStrangersDoNotAskTooOften)
+{
+    const std::string early = TokenOf(phone);
+    clock.Advance(std::chrono::hours(10));
+    EXPECT_TRUE(sightings.IsOurs(early));
+    Hear("phone", early, "a:1");
+    EXPECT_EQ(sightings.ClockAhead(phone.networkId), std::chrono::hours(-10));
+    for (int i = 0; i < MAX_FAR_READS; ++i) {
+        EXPECT_FALSE(sightings.IsOurs("stranger"));
+    }
+    EXPECT_FALSE(sightings.IsOurs(early));
+    EXPECT_TRUE(sightings.IsOurs(TokenOf(phone))) << "a clock that is right costs little";
+    clock.Advance(std::chrono::minutes(1));
+    EXPECT_TRUE(sightings.IsOurs(early));
+}
+
+}  // namespace
+}  // namespace Vexo::SoftBus
