@@ -1,0 +1,194 @@
+#include "backends/linux/lan_addresses.h"
+
+#include <arpa/inet.h>
+#include <ifaddrs.h>
+#include <linux/netlink.h>
+#include <linux/rtnetlink.h>
+#include <net/if.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/eventfd.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cerrno>
+#include <cstring>
+#include <optional>
+#include <system_error>
+#include <thread>
+#include <utility>
+
+#include "platform/base/unique_fd.h"
+
+namespace Vexo::Linux {
+namespace {
+
+constexpr unsigned NEEDED_FLAGS = IFF_UP | IFF_RUNNING | IFF_MULTICAST;
+constexpr int GATHER_MS = 100;
+constexpr size_t IPV4_BYTES = 4;
+constexpr size_t IPV6_BYTES = 16;
+
+using AddressBytes = std::vector<uint8_t>;  // in network order; empty: no address
+
+AddressBytes BytesOf(const sockaddr* address)
+{
+    const auto copy = [](const auto& from) {
+        const auto* const begin = reinterpret_cast<const uint8_t*>(&from);
+        return AddressBytes(begin, begin + sizeof(from));
+    };
+    if (address != nullptr && address->sa_family == AF_INET) {
+        return copy(reinterpret_cast<const sockaddr_in*>(address)->sin_addr);
+    }
+    if (address != nullptr && address->sa_family == AF_INET6) {
+        return copy(reinterpret_cast<const sockaddr_in6*>(address)->sin6_addr);
+    }
+    return {};
+}
+
+AddressBytes BytesOf(const std::string& text)
+{
+    const bool isIpv6 = text.find(':') != std::string::npos;
+    AddressBytes bytes(isIpv6 ? IPV6_BYTES : IPV4_BYTES);
+    return ::inet_pton(isIpv6 ? AF_INET6 : AF_INET, text.c_str(), bytes.data()) == 1 ? bytes : AddressBytes();
+}
+
+// Of IPv6: global (2000::/3) and unique-local (fc00::/7).
+bool IsUsable(const AddressBytes& bytes)
+{
+    if (bytes.size() == IPV4_BYTES) {
+        return bytes[0] != 0;
+    }
+    return bytes.size() == IPV6_BYTES && ((bytes[0] & 0xe0U) == 0x20U || (bytes[0] & 0xfeU) == 0xfcU);
+}
+
+std::optional<LanAddress> LanAddressOf(const ifaddrs& entry)
+{
+    const AddressBytes bytes = BytesOf(entry.ifa_addr);
+    if ((entry.ifa_flags & NEEDED_FLAGS) != NEEDED_FLAGS || (entry.ifa_flags & IFF_LOOPBACK) != 0 || !IsUsable(bytes)) {
+        return std::nullopt;
+    }
+    LanAddress found;
+    found.interface = static_cast<int>(::if_nametoindex(entry.ifa_name));
+    found.isIpv6 = bytes.size() == IPV6_BYTES;
+    std::array<char, INET6_ADDRSTRLEN> text{};
+    if (found.interface == 0 ||
+        ::inet_ntop(entry.ifa_addr->sa_family, bytes.data(), text.data(), text.size()) == nullptr) {
+        return std::nullopt;  // the interface has gone meanwhile
+    }
+    found.address = text.data();
+    for (const uint8_t byte : BytesOf(entry.ifa_netmask)) {
+        found.prefixBits += std::popcount(byte);
+    }
+    return found;
+}
+
+bool ShareSubnet(const AddressBytes& one, const AddressBytes& other, int prefixBits)
+{
+    if (one.size() != other.size()) {
+        return false;
+    }
+    for (size_t i = 0; i < one.size() && prefixBits > 0; ++i, prefixBits -= 8) {
+        const int ignored = std::max(0, 8 - prefixBits);
+        if ((one[i] >> ignored) != (other[i] >> ignored)) {
+            return false;
+        }
+    }
+    return true;
+}
+
+Failure SystemFailure(const std::string& step)
+{
+    const int number = errno;
+    return Fail(ErrorCodeOf(number), step + ": " + std::generic_category().message(number));
+}
+
+class RouteWatcher final : public LanWatcher {
+public:
+    RouteWatcher(UniqueFd route, UniqueFd stop, std::function<void()> changed)
+        : route_(std::move(route)), stop_(std::move(stop)), changed_(std::move(changed)), thread_([this] { Run(); })
+    {
+    }
+
+    ~RouteWatcher() override
+    {
+        ::eventfd_write(stop_.Get(), 1);
+        thread_.join();
+    }
+
+private:
+    void Run()
+    {
+        // poll(2) ignores the descriptor -1: the second wait ends with its limit or with a stop.
+        while (!Wait(route_.Get(), -1) && !Wait(-1, GATHER_MS)) {
+            Drain();
+            changed_();
+        }
+    }
+
+    // Waits for the descriptor, a stop or the limit; whether it is a stop.
+    bool Wait(int fd, int limitMs) const
+    {
+        std::array<pollfd, 2> waits{pollfd{fd, POLLIN, 0}, pollfd{stop_.Get(), POLLIN, 0}};
+        const int ready = ::poll(waits.data(), waits.size(), limitMs);
+        return (ready < 0 && errno != EINTR) || waits[1].revents != 0;
+    }
+
+    // What changed is not read: everything is listed again. Messages that were lost (ENOBUFS) count as well.
+    void Drain() const
+    {
+        std::array<char, 8192> buffer{};
+        while (::recv(route_.Get(), buffer.data(), buffer.size(), MSG_DONTWAIT) >= 0 || errno == ENOBUFS ||
+               errno == EINTR) {
+        }
+    }
+
+    const UniqueFd route_;
+    const UniqueFd stop_;
+    const std::function<void()> changed_;
+    std::thread thread_;  // last: it uses the others
+};
+
+}  // namespace
+
+Result<std::vector<LanAddress>> ListLanAddresses()
+{
+    ifaddrs* first = nullptr;
+    if (::getifaddrs(&first) != 0) {
+        return SystemFailure("addresses of this machine");
+    }
+    const std::unique_ptr<ifaddrs, decltype(&::freeifaddrs)> entries(first, &::freeifaddrs);
+    std::vector<LanAddress> found;
+    for (const ifaddrs* entry = first; entry != nullptr; entry = entry->ifa_next) {
+        if (auto address = LanAddressOf(*entry)) {
+            found.push_back(std::move(*address));
+        }
+    }
+    std::sort(found.begin(), found.end());
+    return found;
+}
+
+bool IsOnLink(const std::vector<LanAddress>& lan, int interface, const std::string& address)
+{
+    const AddressBytes bytes = BytesOf(address);
+    return std::any_of(lan.begin(), lan.end(), [&](const LanAddress& own) {
+        return own.interface == interface && ShareSubnet(BytesOf(own.address), bytes, own.prefixBits);
+    });
+}
+
+Result<std::unique_ptr<LanWatcher>> LanWatcher::Start(std::function<void()> changed)
+{
+    UniqueFd route(::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE));
+    UniqueFd stop(::eventfd(0, EFD_CLOEXEC));
+    sockaddr_nl groups{};
+    groups.nl_family = AF_NETLINK;
+    groups.nl_groups = RTMGRP_LINK | RTMGRP_IPV4_IFADDR | RTMGRP_IPV6_IFADDR;
+    if (!route || !stop || ::bind(route.Get(), reinterpret_cast<const sockaddr*>(&groups), sizeof(groups)) != 0) {
+        return SystemFailure("changes of this machine's addresses cannot be watched");
+    }
+    return std::unique_ptr<LanWatcher>(
+        std::make_unique<RouteWatcher>(std::move(route), std::move(stop), std::move(changed)));
+}
+
+}  // namespace Vexo::Linux
