@@ -1,0 +1,196 @@
+#include "backends/linux/dns_sd_browser.h"
+
+#include <algorithm>
+
+#include "backends/linux/dns_sd_publisher.h"
+#include "platform/base/hex.h"
+#include "platform/base/host_port.h"
+#include "platform/dfx/log.h"
+
+namespace Vexo::Linux {
+namespace {
+
+constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "DnsSd"};
+
+constexpr size_t MAX_ITEMS = 256;
+constexpr size_t MAX_RESOLVERS = 32;
+// Avahi gives a resolver up after 5 s. What loses that many packets is announced again with the next token.
+constexpr int MAX_TRIES = 4;
+
+constexpr uint32_t NO_FLAGS = 0;
+
+// The token of an instance name; empty for a name that no device of ours makes.
+std::string TokenOf(const std::string& instance)
+{
+    const size_t suffix = DNS_SD_TOKEN_CHARACTERS + 1;
+    if (instance.size() != suffix + 2 * DNS_SD_SUFFIX_BYTES || instance[DNS_SD_TOKEN_CHARACTERS] != '-' ||
+        BytesOfHex(instance.substr(suffix)).empty()) {
+        return {};
+    }
+    return BytesOfHex(instance.substr(0, DNS_SD_TOKEN_CHARACTERS));
+}
+
+std::string NameOf(const DnsSdBrowser::Place& place)
+{
+    return place.instance + "@" + std::to_string(place.interface);
+}
+
+}  // namespace
+
+Result<void> DnsSdBrowser::Update(const std::vector<LanAddress>& lan)
+{
+    if (std::exchange(lan_, lan) != lan) {
+        for (auto& [place, item] : items_) {
+            Report(place, item);
+        }
+    }
+    if (browser_.empty()) {
+        const auto made =
+            avahi_.Call<sdbus::ObjectPath>(AVAHI_SERVER, "ServiceBrowserNew", AVAHI_ANY, AVAHI_ANY,
+                                           std::string(DNS_SD_TYPE), std::string(DNS_SD_DOMAIN), NO_FLAGS);
+        if (!made) {
+            return Failure(made.error());
+        }
+        browser_ = made.value();
+    }
+    return ResolveWaiting();
+}
+
+Result<void> DnsSdBrowser::OnItemNew(const std::string& path, const Service& service)
+{
+    const auto& [place, protocol] = service;
+    const std::string token = TokenOf(place.instance);
+    if (path != browser_ || token.empty() || isOwn_(place.instance) || !isOurs_(token)) {
+        return {};
+    }
+    if (items_.size() >= MAX_ITEMS && !items_.contains(place)) {
+        if (const auto more = logLimit_.Admit("items")) {
+            QuviewDFX::LogWarn(LABEL, "too many devices are announced nearby: the newest is left out%{public}s", *more);
+        }
+        return {};
+    }
+    Item& item = items_[place];
+    item.token = token;
+    if (!item.lookups.try_emplace(protocol).second) {
+        return {};
+    }
+    waiting_.push_back(service);
+    return ResolveWaiting();
+}
+
+Result<void> DnsSdBrowser::OnItemRemove(const std::string& path, const Service& service)
+{
+    const auto& [place, protocol] = service;
+    const auto item = items_.find(place);
+    if (path != browser_ || item == items_.end() || item->second.lookups.erase(protocol) == 0) {
+        return {};
+    }
+    StopResolving(service);
+    Report(place, item->second);
+    if (item->second.lookups.empty()) {
+        items_.erase(item);
+    }
+    return ResolveWaiting();
+}
+
+Result<void> DnsSdBrowser::OnResolved(const std::string& path, const std::string& address, uint16_t port)
+{
+    const auto entry = resolving_.find(path);
+    if (entry == resolving_.end()) {
+        return {};
+    }
+    const Service service = entry->second;
+    resolving_.erase(entry);
+    avahi_.Free(path, AVAHI_SERVICE_RESOLVER);
+    Item& item = items_.at(service.first);
+    Lookup& lookup = item.lookups.at(service.second);
+    if (!address.empty()) {
+        lookup.address = address;
+        lookup.port = port;
+        Report(service.first, item);
+    } else if (lookup.tries < MAX_TRIES) {
+        waiting_.push_back(service);
+    }
+    return ResolveWaiting();
+}
+
+void DnsSdBrowser::OnBrowserFailure(const std::string& path)
+{
+    if (path == browser_) {
+        End();
+        Reset();
+    }
+}
+
+Result<void> DnsSdBrowser::ResolveWaiting()
+{
+    while (!waiting_.empty() && resolving_.size() < MAX_RESOLVERS) {
+        const auto& [place, protocol] = waiting_.front();
+        const auto made = avahi_.Call<sdbus::ObjectPath>(AVAHI_SERVER, "ServiceResolverNew", int32_t{place.interface},
+                                                         int32_t{protocol}, place.instance, std::string(DNS_SD_TYPE),
+                                                         std::string(DNS_SD_DOMAIN), int32_t{protocol}, NO_FLAGS);
+        if (!made) {
+            return Failure(made.error());
+        }
+        ++items_.at(place).lookups.at(protocol).tries;
+        resolving_.emplace(made.value(), waiting_.front());
+        waiting_.pop_front();
+    }
+    return {};
+}
+
+void DnsSdBrowser::StopResolving(const Service& service)
+{
+    std::erase(waiting_, service);
+    const auto entry = std::find_if(resolving_.begin(), resolving_.end(),
+                                    [&](const auto& resolver) { return resolver.second == service; });
+    if (entry != resolving_.end()) {
+        avahi_.Free(entry->first, AVAHI_SERVICE_RESOLVER);
+        resolving_.erase(entry);
+    }
+}
+
+// Reports the announcement if it has changed.
+void DnsSdBrowser::Report(const Place& place, Item& item)
+{
+    std::optional<SoftBus::Announcement> now;
+    for (const auto& [protocol, lookup] : item.lookups) {
+        if (lookup.address.empty() || lookup.port == 0) {
+            continue;
+        }
+        if (IsOnLink(lan_, place.interface, lookup.address)) {
+            now = now.value_or(SoftBus::Announcement{item.token, {}});
+            now->addresses.push_back({"tcp", ToText(HostPort{lookup.address, lookup.port})});
+        } else if (const auto more = logLimit_.Admit("off the link")) {
+            QuviewDFX::LogWarn(LABEL, "dropped an announced address that is not on its interface's link%{public}s",
+                               *more);
+        }
+    }
+    if (std::exchange(item.reported, now) != now) {
+        heard_(NameOf(place), now);
+    }
+}
+
+void DnsSdBrowser::Reset()
+{
+    browser_.clear();
+    waiting_.clear();
+    resolving_.clear();
+    for (const auto& [place, item] : std::exchange(items_, {})) {
+        if (item.reported) {
+            heard_(NameOf(place), std::nullopt);
+        }
+    }
+}
+
+void DnsSdBrowser::End()
+{
+    if (!browser_.empty()) {
+        avahi_.Free(std::exchange(browser_, ""), AVAHI_SERVICE_BROWSER);
+    }
+    for (const auto& [path, service] : std::exchange(resolving_, {})) {
+        avahi_.Free(path, AVAHI_SERVICE_RESOLVER);
+    }
+}
+
+}  // namespace Vexo::Linux

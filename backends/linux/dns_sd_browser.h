@@ -1,0 +1,88 @@
+// DnsSdBrowser: hears through Avahi which other devices of the account are announced nearby. Only names with a token of
+// the account are resolved, so the services of strangers cost no packet. An address counts while it is on the link on
+// which it was heard. Used on the channel's strand (dns_sd_channel.h); blocks for Avahi's answers.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <functional>
+#include <map>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "backends/linux/avahi.h"
+#include "backends/linux/lan_addresses.h"
+#include "platform/base/nocopyable.h"
+#include "platform/base/result.h"
+#include "platform/dfx/log_limit.h"
+#include "platform/softbus/discovery/announcement_channel.h"
+
+namespace Vexo::Linux {
+
+class DnsSdBrowser : public NoCopyable {
+public:
+    // An instance name on one interface. Its IPv4 and IPv6 services are one announcement.
+    struct Place {
+        std::string instance;
+        int32_t interface = 0;
+
+        auto operator<=>(const Place&) const = default;  // NOLINT(modernize-use-nullptr): no pointer
+    };
+    // What Avahi reports and resolves: an instance name on an interface, over IPv4 or IPv6.
+    using Service = std::pair<Place, int32_t>;  // the second: AvahiProtocol
+
+    // isOwn: whether this device announces itself by that instance name.
+    DnsSdBrowser(AvahiCalls& avahi, std::function<bool(const std::string&)> isOwn,
+                 SoftBus::AnnouncementChannel::IsOurs isOurs, SoftBus::AnnouncementChannel::Heard heard)
+        : avahi_(avahi), isOwn_(std::move(isOwn)), isOurs_(std::move(isOurs)), heard_(std::move(heard))
+    {
+    }
+
+    // Starts to browse, unless it does, and resolves what waits. After an error: again, later.
+    [[nodiscard]] Result<void> Update(const std::vector<LanAddress>& lan);
+
+    // Avahi's signals, with the path of their object.
+    [[nodiscard]] Result<void> OnItemNew(const std::string& path, const Service& service);
+    [[nodiscard]] Result<void> OnItemRemove(const std::string& path, const Service& service);
+    // An empty address: it was not found.
+    [[nodiscard]] Result<void> OnResolved(const std::string& path, const std::string& address, uint16_t port);
+    // The browser itself failed.
+    void OnBrowserFailure(const std::string& path);
+
+    // Avahi has ended: reports everything heard as gone.
+    void Reset();
+    // Ends browsing without another callback.
+    void End();
+
+private:
+    struct Lookup {
+        int tries = 0;
+        std::string address;  // empty: not known
+        uint16_t port = 0;
+    };
+    struct Item {
+        std::string token;
+        std::map<int32_t, Lookup> lookups;  // by AvahiProtocol
+        std::optional<SoftBus::Announcement> reported;
+    };
+
+    [[nodiscard]] Result<void> ResolveWaiting();
+    void StopResolving(const Service& service);
+    void Report(const Place& place, Item& item);
+
+    AvahiCalls& avahi_;
+    const std::function<bool(const std::string&)> isOwn_;
+    const SoftBus::AnnouncementChannel::IsOurs isOurs_;
+    const SoftBus::AnnouncementChannel::Heard heard_;
+
+    std::vector<LanAddress> lan_;
+    std::string browser_;  // its path; empty: none
+    std::map<Place, Item> items_;
+    std::map<std::string, Service> resolving_;  // by the resolver's path
+    std::deque<Service> waiting_;
+    QuviewDFX::LogLimit<std::string> logLimit_;
+};
+
+}  // namespace Vexo::Linux

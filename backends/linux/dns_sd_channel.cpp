@@ -1,0 +1,287 @@
+#include "backends/linux/dns_sd_channel.h"
+
+#include <algorithm>
+#include <chrono>
+#include <utility>
+#include <vector>
+
+#include "backends/linux/avahi.h"
+#include "backends/linux/dns_sd_browser.h"
+#include "backends/linux/dns_sd_publisher.h"
+#include "backends/linux/lan_addresses.h"
+#include "platform/base/host_port.h"
+#include "platform/base/mutex.h"
+#include "platform/base/nocopyable.h"
+#include "platform/dfx/log.h"
+#include "platform/tasks/elastic_pool.h"
+#include "platform/tasks/timers.h"
+
+namespace Vexo::Linux {
+namespace {
+
+using SoftBus::AnnouncementChannel;
+using std::chrono::milliseconds;
+
+constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "DnsSd"};
+constexpr milliseconds FIRST_RETRY{1000};
+constexpr milliseconds LONGEST_RETRY{60'000};
+
+// What lives while the channel is started. A timer that fires late may hold it for longer than the channel does.
+class Activity : public std::enable_shared_from_this<Activity>, public NoCopyable {
+public:
+    Activity(std::shared_ptr<Bus> bus, HostPort listening, AnnouncementChannel::IsOurs isOurs,
+             AnnouncementChannel::Heard heard)
+        : bus_(std::move(bus)),
+          avahi_(bus_),
+          publisher_(avahi_, std::move(listening)),
+          browser_(
+              avahi_, [this](const std::string& instance) { return publisher_.IsOwn(instance); }, std::move(isOurs),
+              std::move(heard))
+    {
+    }
+
+    [[nodiscard]] Result<void> Start(const std::string& token);
+    void Announce(const std::string& token);
+    // Once, and before it is destroyed when it was started.
+    void Stop();
+
+private:
+    void SubscribeToBrowsers();
+    // These run on strand_ only.
+    void OnService(bool isThere);
+    void OnGroupChanged(const std::string& path, int32_t state, const std::string& error);
+    // Brings what is published and browsed in line with the token and the addresses.
+    void Update();
+    void RetryUnless(const Result<void>& done);
+    void RetryLater();
+
+    const std::shared_ptr<Bus> bus_;
+    AvahiCalls avahi_;
+
+    // Touched on strand_ only.
+    DnsSdPublisher publisher_;
+    DnsSdBrowser browser_;
+    bool isThere_ = false;
+    bool hasLoggedFailure_ = false;
+    bool isRetrying_ = false;
+    milliseconds pause_{0};
+    Tasks::Timer retry_;
+
+    Tasks::Strand strand_;  // own synchronisation
+    std::vector<BusSubscription> subscriptions_;
+    std::unique_ptr<LanWatcher> lanWatcher_;
+};
+
+Result<void> Activity::Start(const std::string& token)
+{
+    auto watcher = LanWatcher::Start([this] { strand_.Post([this] { Update(); }); });
+    if (!watcher) {
+        return Failure(watcher.error());
+    }
+    lanWatcher_ = std::move(watcher).value();
+    Announce(token);
+    // Avahi's signals come as soon as their object is made.
+    subscriptions_.push_back(
+        bus_->OnSignal<int32_t, std::string>(strand_, {AVAHI, "", AVAHI_ENTRY_GROUP}, "StateChanged",
+                                             [this](const std::string& path, int32_t state, const std::string& error) {
+                                                 OnGroupChanged(path, state, error);
+                                             }));
+    SubscribeToBrowsers();
+    subscriptions_.push_back(bus_->OnService(strand_, AVAHI, [this](bool isThere) { OnService(isThere); }));
+    return {};
+}
+
+void Activity::SubscribeToBrowsers()
+{
+    const BusObject browser{AVAHI, "", AVAHI_SERVICE_BROWSER};
+    const BusObject resolver{AVAHI, "", AVAHI_SERVICE_RESOLVER};
+    using Text = std::string;
+    const auto onItem = [this](const char* signal, auto handler) {
+        subscriptions_.push_back(bus_->OnSignal<int32_t, int32_t, Text, Text, Text, uint32_t>(
+            strand_, {AVAHI, "", AVAHI_SERVICE_BROWSER}, signal,
+            [this, handler](const Text& path, int32_t interface, int32_t protocol, const Text& instance, const Text&,
+                            const Text&, uint32_t) {
+                RetryUnless((browser_.*handler)(path, {{instance, interface}, protocol}));
+            }));
+    };
+    onItem("ItemNew", &DnsSdBrowser::OnItemNew);
+    onItem("ItemRemove", &DnsSdBrowser::OnItemRemove);
+    subscriptions_.push_back(
+        bus_->OnSignal<Text>(strand_, browser, "Failure", [this](const Text& path, const Text& error) {
+            browser_.OnBrowserFailure(path);
+            RetryUnless(Fail(ErrorCode::REFUSED, error));
+        }));
+    using Record = std::vector<std::vector<uint8_t>>;
+    subscriptions_.push_back(
+        bus_->OnSignal<int32_t, int32_t, Text, Text, Text, Text, int32_t, Text, uint16_t, Record, uint32_t>(
+            strand_, resolver, "Found",
+            [this](const Text& path, int32_t, int32_t, const Text&, const Text&, const Text&, const Text&, int32_t,
+                   const Text& address, uint16_t port, const Record&,
+                   uint32_t) { RetryUnless(browser_.OnResolved(path, address, port)); }));
+    subscriptions_.push_back(bus_->OnSignal<Text>(strand_, resolver, "Failure", [this](const Text& path, const Text&) {
+        RetryUnless(browser_.OnResolved(path, "", 0));
+    }));
+}
+
+void Activity::Announce(const std::string& token)
+{
+    strand_.Post([this, token] {
+        publisher_.SetToken(token);
+        Update();
+    });
+}
+
+void Activity::OnService(bool isThere)
+{
+    isThere_ = isThere;
+    pause_ = milliseconds(0);
+    publisher_.Reset();
+    browser_.Reset();
+    if (isThere) {
+        QuviewDFX::LogInfo(LABEL, "Avahi runs: devices nearby are found through it");
+    } else {
+        QuviewDFX::LogWarn(LABEL, "Avahi does not run: devices nearby are not found by themselves");
+    }
+    Update();
+}
+
+void Activity::OnGroupChanged(const std::string& path, int32_t state, const std::string& error)
+{
+    switch (publisher_.OnStateChanged(path, state, error)) {
+        case DnsSdPublisher::Outcome::NOTHING:
+            break;
+        case DnsSdPublisher::Outcome::ESTABLISHED:
+            pause_ = milliseconds(0);
+            break;
+        case DnsSdPublisher::Outcome::UPDATE_NOW:
+            Update();
+            break;
+        case DnsSdPublisher::Outcome::UPDATE_LATER:
+            RetryLater();
+            break;
+    }
+}
+
+void Activity::Update()
+{
+    if (!isThere_) {
+        return;
+    }
+    const auto lan = ListLanAddresses();
+    if (!lan) {
+        RetryUnless(Failure(lan.error()));
+        return;
+    }
+    const Result<void> published = publisher_.Update(lan.value());
+    const Result<void> browsed = browser_.Update(lan.value());
+    RetryUnless(published ? browsed : published);
+}
+
+void Activity::RetryUnless(const Result<void>& done)
+{
+    if (done) {
+        hasLoggedFailure_ = false;
+        return;
+    }
+    if (avahi_.IsStopped()) {
+        return;
+    }
+    if (!std::exchange(hasLoggedFailure_, true)) {
+        QuviewDFX::LogWarn(LABEL, "devices nearby cannot be found, which is tried again: %{public}s",
+                           done.error().message);
+    }
+    RetryLater();
+}
+
+void Activity::RetryLater()
+{
+    if (!isThere_ || std::exchange(isRetrying_, true)) {
+        return;
+    }
+    pause_ = std::clamp(pause_ * 2, FIRST_RETRY, LONGEST_RETRY);
+    retry_ = Tasks::Timers::System().RunAfter(pause_, [weak = weak_from_this()] {
+        if (const auto self = weak.lock()) {
+            self->strand_.Post([self] {
+                self->isRetrying_ = false;
+                self->Update();
+            });
+        }
+    });
+}
+
+void Activity::Stop()
+{
+    avahi_.Stop();
+    subscriptions_.clear();
+    lanWatcher_.reset();
+    strand_.Post([this] {
+        isThere_ = false;
+        retry_.Cancel();
+        publisher_.Withdraw();
+        browser_.End();
+    });
+    strand_.Drain();
+}
+
+class DnsSdChannel final : public AnnouncementChannel {
+public:
+    DnsSdChannel(std::string listening, std::shared_ptr<Bus> bus)
+        : listening_(std::move(listening)), bus_(std::move(bus))
+    {
+    }
+    ~DnsSdChannel() override { DnsSdChannel::Withdraw(); }
+
+    std::string Name() const override { return "dns-sd"; }
+
+    Result<void> Start(const std::string& token, IsOurs isOurs, Heard heard) override
+    {
+        Result<HostPort> listening = ParseHostPort(listening_);
+        if (!listening) {
+            return Failure(listening.error());
+        }
+        const auto activity = std::make_shared<Activity>(bus_ ? bus_ : Bus::Open(), std::move(listening).value(),
+                                                         std::move(isOurs), std::move(heard));
+        if (Result<void> started = activity->Start(token); !started) {
+            return started;
+        }
+        const MutexLock lock(mutex_);
+        activity_ = activity;
+        return {};
+    }
+
+    void Announce(const std::string& token) override
+    {
+        const MutexLock lock(mutex_);
+        if (activity_) {
+            activity_->Announce(token);
+        }
+    }
+
+    void Withdraw() override
+    {
+        std::shared_ptr<Activity> ended;
+        {
+            const MutexLock lock(mutex_);
+            ended.swap(activity_);
+        }
+        if (ended) {
+            ended->Stop();
+        }
+    }
+
+private:
+    const std::string listening_;
+    const std::shared_ptr<Bus> bus_;  // null: one is opened
+
+    Mutex mutex_;
+    std::shared_ptr<Activity> activity_ GUARDED_BY(mutex_);
+};
+
+}  // namespace
+
+std::unique_ptr<SoftBus::AnnouncementChannel> MakeDnsSdChannel(const std::string& listening, std::shared_ptr<Bus> bus)
+{
+    return std::make_unique<DnsSdChannel>(listening, std::move(bus));
+}
+
+}  // namespace Vexo::Linux

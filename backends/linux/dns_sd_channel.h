@@ -1,0 +1,21 @@
+// The DNS-SD channel: announces this device on its LANs, and hears of others there, through Avahi (RFC 6762, RFC 6763).
+// An Avahi that is absent, restarts or hangs, and a restarted bus, are waited for. Everything happens on a strand of
+// the channel's own, on which Heard is called. What is announced: docs/linux.md. Its halves: dns_sd_publisher.h,
+// dns_sd_browser.h.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "backends/linux/bus.h"
+#include "platform/softbus/discovery/announcement_channel.h"
+
+namespace Vexo::Linux {
+
+// listening: the numeric address where the device accepts TCP ("0.0.0.0:40117": at each IPv4 address, "[::]:40117": at
+// each address). A loopback address is not announced. bus: where Avahi is; null: a connection of its own to the system
+// bus, opened by Start. Withdraw and the destructor are not called from Heard. Does not block.
+std::unique_ptr<SoftBus::AnnouncementChannel> MakeDnsSdChannel(const std::string& listening,
+                                                               std::shared_ptr<Bus> bus = nullptr);
+
+}  // namespace Vexo::Linux

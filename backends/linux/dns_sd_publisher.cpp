@@ -1,0 +1,198 @@
+#include "backends/linux/dns_sd_publisher.h"
+
+#include <openssl/rand.h>
+
+#include <algorithm>
+#include <array>
+#include <span>
+#include <utility>
+
+#include "platform/base/hex.h"
+#include "platform/dfx/log.h"
+
+namespace Vexo::Linux {
+namespace {
+
+constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "DnsSd"};
+
+// AvahiEntryGroupState
+constexpr int32_t GROUP_ESTABLISHED = 2;
+constexpr int32_t GROUP_COLLISION = 3;
+constexpr int32_t GROUP_FAILURE = 4;
+
+// AvahiPublishFlags
+constexpr uint32_t PUBLISH_NO_REVERSE = 16;
+constexpr uint32_t PUBLISH_NO_COOKIE = 32;  // Avahi's cookie in the TXT record is the same in each publication
+
+constexpr size_t HOST_BYTES = 6;
+// What Avahi takes in one group (its entries-per-entry-group-max), each address and each service.
+constexpr size_t MAX_ENTRIES = 32;
+constexpr size_t MAX_OWN_NAMES = 32;
+// Somebody who answers to every name must not keep this device busy.
+constexpr int MAX_COLLISIONS_AT_ONCE = 3;
+
+template <size_t SIZE>
+Result<std::string> RandomHex()
+{
+    std::array<uint8_t, SIZE> bytes{};
+    if (RAND_bytes(bytes.data(), static_cast<int>(bytes.size())) != 1) {
+        return Fail(ErrorCode::SYSTEM, "no random bytes");
+    }
+    return HexOf(bytes);
+}
+
+// "0.0.0.0" takes IPv4 connections only, "::" takes both.
+bool ListensAt(const std::string& listening, const LanAddress& address)
+{
+    return listening == "::" || (listening == "0.0.0.0" && !address.isIpv6) || listening == address.address;
+}
+
+bool AreOfOneService(const LanAddress& one, const LanAddress& other)
+{
+    return one.interface == other.interface && one.isIpv6 == other.isIpv6;
+}
+
+}  // namespace
+
+Result<void> DnsSdPublisher::Update(const std::vector<LanAddress>& lan)
+{
+    Publication wanted = Wanted(lan);
+    if (pending_ && pending_->publication == wanted) {
+        return {};
+    }
+    Free(pending_);
+    if (established_ && established_->publication == wanted) {
+        return {};
+    }
+    if (wanted.addresses.empty() || wanted.token.empty()) {
+        Free(established_);
+        return {};
+    }
+    Result<Group> group = Commit(wanted);
+    if (!group) {
+        return Failure(std::move(group).error());
+    }
+    pending_ = std::move(group).value();
+    return {};
+}
+
+DnsSdPublisher::Publication DnsSdPublisher::Wanted(const std::vector<LanAddress>& lan)
+{
+    Publication wanted{token_, {}};
+    size_t entries = 0;
+    for (const LanAddress& address : lan) {
+        if (!ListensAt(listening_.host, address)) {
+            continue;
+        }
+        const bool isNewService = wanted.addresses.empty() || !AreOfOneService(wanted.addresses.back(), address);
+        entries += isNewService ? 2 : 1;
+        if (entries <= MAX_ENTRIES) {
+            wanted.addresses.push_back(address);
+        } else if (!std::exchange(hasLoggedOmission_, true)) {
+            QuviewDFX::LogWarn(LABEL, "this machine has too many addresses to announce, from %{public}s on",
+                               address.address);
+        }
+    }
+    return wanted;
+}
+
+Result<DnsSdPublisher::Group> DnsSdPublisher::Commit(const Publication& publication)
+{
+    const auto made = avahi_.Call<sdbus::ObjectPath>(AVAHI_SERVER, "EntryGroupNew");
+    if (!made) {
+        return Failure(made.error());
+    }
+    std::optional<Group> group = Group{made.value(), publication};
+    if (const Result<void> filled = Fill(*group); !filled) {
+        Free(group);
+        return Failure(filled.error());
+    }
+    return std::move(*group);
+}
+
+Result<void> DnsSdPublisher::Fill(const Group& group)
+{
+    const BusObject object{AVAHI, group.path, AVAHI_ENTRY_GROUP};
+    const Result<std::string> suffix = RandomHex<DNS_SD_SUFFIX_BYTES>();
+    const Result<std::string> host = RandomHex<HOST_BYTES>();
+    if (!suffix || !host) {
+        return Failure(suffix ? host.error() : suffix.error());
+    }
+    const auto* const token = reinterpret_cast<const uint8_t*>(group.publication.token.data());
+    const std::string instance = HexOf(std::span(token, group.publication.token.size())) + "-" + suffix.value();
+    const std::string hostName = host.value() + "." + DNS_SD_DOMAIN;
+    ownNames_.push_back(instance);
+    if (ownNames_.size() > MAX_OWN_NAMES) {
+        ownNames_.pop_front();
+    }
+    const LanAddress* last = nullptr;
+    for (const LanAddress& address : group.publication.addresses) {
+        const int32_t protocol = address.isIpv6 ? AVAHI_PROTOCOL_IPV6 : AVAHI_PROTOCOL_IPV4;
+        Result<void> added = avahi_.Call(object, "AddAddress", int32_t{address.interface}, protocol, PUBLISH_NO_REVERSE,
+                                         hostName, address.address);
+        if (added && (last == nullptr || !AreOfOneService(*last, address))) {
+            added = avahi_.Call(object, "AddService", int32_t{address.interface}, protocol, PUBLISH_NO_COOKIE, instance,
+                                std::string(DNS_SD_TYPE), std::string(DNS_SD_DOMAIN), hostName, listening_.port,
+                                std::vector<std::vector<uint8_t>>());
+        }
+        if (!added) {
+            return added;
+        }
+        last = &address;
+    }
+    return avahi_.Call(object, "Commit");
+}
+
+DnsSdPublisher::Outcome DnsSdPublisher::OnStateChanged(const std::string& path, int32_t state, const std::string& error)
+{
+    const bool isPending = pending_ && pending_->path == path;
+    if (!isPending && !(established_ && established_->path == path)) {
+        return Outcome::NOTHING;
+    }
+    if (state == GROUP_ESTABLISHED) {
+        if (isPending) {
+            Free(established_);
+            established_ = std::exchange(pending_, std::nullopt);
+        }
+        collisions_ = 0;
+        hasLoggedFailure_ = false;
+        return Outcome::ESTABLISHED;
+    }
+    if (state != GROUP_COLLISION && state != GROUP_FAILURE) {
+        return Outcome::NOTHING;
+    }
+    Free(isPending ? pending_ : established_);
+    if (state == GROUP_COLLISION && ++collisions_ <= MAX_COLLISIONS_AT_ONCE) {
+        return Outcome::UPDATE_NOW;
+    }
+    if (!std::exchange(hasLoggedFailure_, true)) {
+        QuviewDFX::LogWarn(LABEL, "Avahi cannot announce this device, which is tried again: %{public}s", error);
+    }
+    return Outcome::UPDATE_LATER;
+}
+
+bool DnsSdPublisher::IsOwn(const std::string& instance) const
+{
+    return std::find(ownNames_.begin(), ownNames_.end(), instance) != ownNames_.end();
+}
+
+void DnsSdPublisher::Reset()
+{
+    pending_.reset();
+    established_.reset();
+}
+
+void DnsSdPublisher::Withdraw()
+{
+    Free(pending_);
+    Free(established_);
+}
+
+void DnsSdPublisher::Free(std::optional<Group>& group)
+{
+    if (const auto freed = std::exchange(group, std::nullopt)) {
+        avahi_.Free(freed->path, AVAHI_ENTRY_GROUP);
+    }
+}
+
+}  // namespace Vexo::Linux

@@ -1,0 +1,73 @@
+// DnsSdPublisher: announces this device through Avahi. Each publication is an entry group with a random instance name
+// after the token and a random host name of its own, so that neither the machine's host name nor an earlier publication
+// shows in it. A changed one is established before the one before is freed. Used on the channel's strand
+// (dns_sd_channel.h); blocks for Avahi's answers.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "backends/linux/avahi.h"
+#include "backends/linux/lan_addresses.h"
+#include "platform/base/host_port.h"
+#include "platform/base/nocopyable.h"
+#include "platform/base/result.h"
+#include "platform/trust/announcement_tokens.h"
+
+namespace Vexo::Linux {
+
+// The token as hex, "-" and 8 random hex characters: 25 characters.
+inline constexpr size_t DNS_SD_TOKEN_CHARACTERS = 2 * Trust::TOKEN_BYTES;
+inline constexpr size_t DNS_SD_SUFFIX_BYTES = 4;
+
+class DnsSdPublisher : public NoCopyable {
+public:
+    // What to do after the state of a group changed.
+    enum class Outcome : uint8_t { NOTHING, ESTABLISHED, UPDATE_NOW, UPDATE_LATER };
+
+    DnsSdPublisher(AvahiCalls& avahi, HostPort listening) : avahi_(avahi), listening_(std::move(listening)) {}
+
+    // A token of another length than Trust::TOKEN_BYTES is ignored: the one before stays announced.
+    void SetToken(const std::string& token) { token_ = token.size() == Trust::TOKEN_BYTES ? token : token_; }
+    // Publishes the token with these addresses, unless it is published so. After an error: again, later.
+    [[nodiscard]] Result<void> Update(const std::vector<LanAddress>& lan);
+    // Avahi's StateChanged of an entry group.
+    Outcome OnStateChanged(const std::string& path, int32_t state, const std::string& error);
+    // Whether this publisher made the name, also when it is no longer published.
+    bool IsOwn(const std::string& instance) const;
+    // Avahi has ended, and its entry groups with it.
+    void Reset();
+    void Withdraw();
+
+private:
+    struct Publication {
+        std::string token;
+        std::vector<LanAddress> addresses;
+
+        bool operator==(const Publication&) const = default;
+    };
+    struct Group {
+        std::string path;
+        Publication publication;
+    };
+
+    Publication Wanted(const std::vector<LanAddress>& lan);
+    [[nodiscard]] Result<Group> Commit(const Publication& publication);
+    [[nodiscard]] Result<void> Fill(const Group& group);
+    void Free(std::optional<Group>& group);
+
+    AvahiCalls& avahi_;
+    const HostPort listening_;
+    std::string token_;
+    std::optional<Group> established_;
+    std::optional<Group> pending_;  // committed; replaces the other once it is established
+    std::deque<std::string> ownNames_;
+    int collisions_ = 0;  // since a group was established
+    bool hasLoggedFailure_ = false;
+    bool hasLoggedOmission_ = false;
+};
+
+}  // namespace Vexo::Linux

@@ -1,0 +1,129 @@
+// The DNS-SD channel between two machines, each with the real avahi-daemon.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "tests/backends/linux/dns_sd_world.h"
+
+namespace Vexo::Linux {
+namespace {
+
+using std::chrono::milliseconds;
+using testing::HasSubstr;
+using Tests::Eventually;
+
+class DnsSdTest : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        if (const std::string missing = world_.Start(); !missing.empty()) {
+            GTEST_SKIP() << missing;
+        }
+        ASSERT_FALSE(HasFailure());
+    }
+    // The instance name of the one device that a side knows.
+    std::string InstanceAt(const std::string& side)
+    {
+        const auto known = world_.Known(side);
+        return known.empty() ? "" : known.begin()->first.substr(0, 25);
+    }
+    bool HasSaid(const std::string& name, const std::string& text)
+    {
+        return Eventually([&] { return world_.Output(name).find(text) != std::string::npos; });
+    }
+
+    Tests::DnsSdWorld world_;
+};
+
+TEST_F(DnsSdTest, FindsADeviceAndFollowsItsTokenAndAddressesUntilItsGoodbye)
+{
+    world_.StartMonitor("a");
+    world_.StartSide("b", "phone", "[::]:40118", "oursBBBB");
+    world_.StartSide("a", "laptop", "0.0.0.0:40117", "oursAAAA");
+    std::cout << "found after " << world_.AwaitKnown("phone", {"oursAAAA 192.0.2.1:40117"}).count() << " ms\n";
+    world_.AwaitKnown("laptop", {"oursBBBB 192.0.2.2:40118 [2001:db8::2]:40118"});
+    EXPECT_TRUE(InstanceAt("phone").starts_with("6f75727341414141-")) << InstanceAt("phone");
+
+    world_.Command("laptop", "announce oursNEW2");
+    world_.AwaitKnown("phone", {"oursNEW2 192.0.2.1:40117"});
+    world_.In("a", "ip addr add 192.0.2.11/25 dev va && ip addr del 192.0.2.1/24 dev va");
+    std::cout << "moved after " << world_.AwaitKnown("phone", {"oursNEW2 192.0.2.11:40117"}).count() << " ms\n";
+    EXPECT_EQ(world_.FewestGroups(), 1U) << world_.Output("monitor");
+
+    world_.Command("laptop", "end");
+    const milliseconds gone = world_.AwaitKnown("phone", {});
+    std::cout << "gone after " << gone.count() << " ms\n";
+    EXPECT_LT(gone, milliseconds(2000));
+}
+
+TEST_F(DnsSdTest, ComesBackAfterRestartsAndWithdrawsFromAnAvahiThatHangs)
+{
+    world_.Kill("avahi-b");
+    world_.StartSide("a", "laptop", "192.0.2.1:40117", "oursAAAA");
+    world_.StartSide("b", "phone", "127.0.0.1:40118", "oursBBBB");  // hears, and is not heard
+    EXPECT_TRUE(HasSaid("phone", "Avahi does not run")) << world_.Output("phone");
+    world_.StartAvahi("b");
+    const std::string laptop = "oursAAAA 192.0.2.1:40117";
+    world_.AwaitKnown("phone", {laptop});
+
+    world_.Kill("avahi-b");
+    world_.AwaitKnown("phone", {});
+    world_.StartAvahi("b");
+    world_.AwaitKnown("phone", {laptop});
+
+    world_.Signal("avahi-a", SIGTERM);
+    world_.AwaitKnown("phone", {});
+    world_.StartBus("a");
+    world_.StartAvahi("a");
+    world_.AwaitKnown("phone", {laptop});
+
+    world_.Kill("laptop");
+    world_.AwaitKnown("phone", {});
+    world_.StartSide("a", "laptop", "192.0.2.1:40117", "oursAAAA");
+    world_.AwaitKnown("phone", {laptop});
+    EXPECT_THAT(world_.Known("laptop"), testing::IsEmpty());
+
+    world_.Signal("avahi-a", SIGSTOP);
+    // A call that Avahi does not answer ends soon, and so does withdrawing from it.
+    world_.Command("laptop", "announce oursNEW2");
+    const auto asked = std::chrono::steady_clock::now();
+    EXPECT_TRUE(HasSaid("laptop", "which is tried again")) << world_.Output("laptop");
+    const auto ended = std::chrono::steady_clock::now();
+    EXPECT_LT(ended - asked, milliseconds(1500));
+    world_.Command("laptop", "end");
+    EXPECT_TRUE(HasSaid("laptop", "withdrawn")) << world_.Output("laptop");
+    EXPECT_LT(std::chrono::steady_clock::now() - ended, milliseconds(1000));
+    world_.Signal("avahi-a", SIGCONT);
+    world_.AwaitKnown("phone", {});
+}
+
+TEST_F(DnsSdTest, IgnoresStrangersAndAddressesOffTheLinkAndTakesAnotherNameWhenItsOwnIsTaken)
+{
+    world_.StartSide("a", "stranger", "none", "none");
+    for (int i = 100; i < 200; ++i) {
+        world_.Command("stranger", "publish printer-" + std::to_string(10'000'000 + i) + " 192.0.2.1");
+    }
+    world_.Command("stranger", "publish 6f75727346414b45-00000001 203.0.113.9");
+    world_.Command("stranger", "publish 7374726167676c65-00000002 192.0.2.1");
+    world_.StartSide("b", "phone", "0.0.0.0:40118", "oursBBBB");
+    EXPECT_TRUE(HasSaid("phone", "not on its interface's link")) << world_.Output("stranger");
+    world_.StartSide("a", "laptop", "0.0.0.0:40117", "oursAAAA");
+    std::cout << "found among strangers after " << world_.AwaitKnown("phone", {"oursAAAA 192.0.2.1:40117"}).count()
+              << " ms\n";
+    // A group, a browser, a resolver for each of the two, and the group that asks.
+    world_.Command("phone", "objects");
+    EXPECT_TRUE(HasSaid("phone", "objects 5\n")) << world_.Output("phone");
+
+    world_.AwaitKnown("laptop", {"oursBBBB 192.0.2.2:40118"});
+    const std::string taken = InstanceAt("laptop");
+    world_.Command("stranger", "take " + taken);
+    EXPECT_TRUE(Eventually([&] {
+        const auto known = world_.Known("laptop");
+        return std::any_of(known.begin(), known.end(), [&](const auto& one) { return !one.first.starts_with(taken); });
+    })) << world_.Output("laptop")
+        << world_.Output("stranger");
+}
+
+}  // namespace
+}  // namespace Vexo::Linux
