@@ -80,7 +80,7 @@ class Client:
 
 
 @contextlib.contextmanager
-def program_of_nobody(body):
+def program_of_another(body, user=NOBODY):
     """What the body returns in a process of another user, which keeps what the body left open."""
     result, results = os.pipe()
     child = os.fork()
@@ -88,7 +88,7 @@ def program_of_nobody(body):
         try:
             os.setgroups([])
             os.setgid(NOBODY)
-            os.setuid(NOBODY)
+            os.setuid(user)
             os.write(results, str(body()).encode())
             signal.pause()
         finally:
@@ -151,20 +151,38 @@ class Ipc(unittest.TestCase):
     def connections(self):
         return self.about_itself(COUNTS, "ipc_connections")
 
+    def remote_info(self, client, *items):
+        status, parcel = client.ask(SERVICE, REMOTE_INFO, texts(items))
+        self.assertEqual(status, 0)
+        return parcel[4:4 + struct.unpack("<i", parcel[:4])[0]].decode()
+
+    def set_device(self, *assignments):
+        subprocess.run([BINARIES / "distnetctl", "sim", "set", *assignments, "--state", self.folder / "phone"],
+                       stdout=subprocess.DEVNULL, check=True)
+
     def test_the_object_of_remote_device_info(self):
         self.start()
+        self.set_device('hotspot.ssid=say "hi"')
         with Client(self.path) as client:
-            status, parcel = client.ask(SERVICE, REMOTE_INFO, texts(["bssid", "hotspotName", "nothing", "supportSmartHotSpot"]))
-            length = struct.unpack("<i", parcel[:4])[0]
-            answer = json.loads(parcel[4:4 + length])
-            self.assertEqual((status, list(answer)), (0, ["bssid", "hotspotName", "supportSmartHotSpot"]))
-            self.assertEqual(answer["bssid"], {"variable": "true", "valueType": "string", "value": ""})
-            self.assertRegex(answer["hotspotName"].pop("value"), r"-[0-9a-f]{4}$")
-            self.assertEqual(answer["hotspotName"], {"variable": "true", "valueType": "string"})
-            self.assertIsInstance(answer["supportSmartHotSpot"].pop("value"), bool)
-            self.assertEqual(answer["supportSmartHotSpot"], {"variable": "true", "valueType": "boolean"})
-            self.assertEqual(json.loads(client.ask(SERVICE, REMOTE_INFO, texts([]))[1][4:].rstrip(b"\0")), {})
+            self.wait_until(lambda: r'say \"hi\"' in self.remote_info(client, "hotspotName"))
+            item = {"variable": "true", "valueType": "string"}
+            self.assertEqual(json.loads(self.remote_info(client, "bssid", "BSSID", "hotspotName", "")),
+                             {"bssid": {**item, "value": ""}, "hotspotName": {**item, "value": 'say "hi"'}})
+            self.assertEqual(self.remote_info(client, "bssid", "hotspotName", "bssid").count('"bssid"'), 2)
+            self.assertEqual(json.loads(self.remote_info(client)), {})
             self.assertEqual(client.ask(SERVICE, REMOTE_INFO), (1004500103, b""))
+
+    def test_a_smart_hotspot_needs_a_sim_a_radio_and_mobile_data(self):
+        self.start()
+        # Each setting changes the answer, so that what is awaited is not the answer before it.
+        settings = [("sims.0.state=loaded", "radio.0=off", "radio.1=on", "cellular_data=true"), ("radio.1=off",),
+                    ("radio.0=on",), ("sims.0.state=not_ready",), ("sims.1.state=ready",), ("cellular_data=false",)]
+        with Client(self.path) as client:
+            for number, assignments in enumerate(settings):
+                self.set_device(*assignments)
+                item = {"variable": "true", "valueType": "boolean", "value": number % 2 == 0}
+                self.wait_until(lambda: json.loads(self.remote_info(client, "supportSmartHotSpot")) ==
+                                {"supportSmartHotSpot": item})
 
     def test_start_and_release_of_the_service(self):
         self.start()
@@ -214,20 +232,27 @@ class Ipc(unittest.TestCase):
 
     def test_waits_for_events_leave_the_workers_to_others(self):
         self.start()
+        with Client(self.path) as client:
+            status, parcel = client.ask(HOST, EVENTS, struct.pack("<QI", 0, 1))
+            self.assertEqual((status, json.loads(parcel[8:].rstrip(b"\0"))["events"]), (0, []), "at its limit")
         waiting = self.connect(300)  # more than there are workers
         for client in waiting:
             client.socket.send(request(HOST, EVENTS, struct.pack("<QI", 0, 60_000)))
+            client.socket.send(request(HOST, COUNTS))
         self.wait_until(lambda: self.connections() == len(waiting) + 1)
         with Client(self.path) as client:
             client.ask(SERVICE, REMOTE_INFO, texts([]))  # an event: else the waits last a minute
-        self.assertEqual({client.read()[1] for client in waiting}, {0})
+        for client in waiting:
+            for member in b'"events"', b'"descriptors"':  # the answers in the order of the requests
+                _, status, parcel = client.read()
+                self.assertEqual((status, member in parcel), (0, True), parcel)
 
     @needs_second_user
     def test_connections_of_a_user_are_a_share(self):
         self.start()
         def flood():
             return [client.send(request(HOST, COUNTS))[1] for client in self.connect(300)].count(309)
-        with program_of_nobody(flood) as refused:
+        with program_of_another(flood) as refused:
             self.assertEqual(refused, 300 - 64)
             self.wait_until(lambda: self.connections() == 64 + 1)  # root's own is the last
             self.assertEqual(self.service(), "not_loaded")
@@ -236,15 +261,30 @@ class Ipc(unittest.TestCase):
     def test_refused_requests_write_a_few_lines_and_leave_the_service_unloaded(self):
         self.start()
         before = len(self.log())
-        for datagram, status in [
-                (request(SERVICE, START), 305), (request(SERVICE, START, b"", TOKEN[HOST]), 305),
-                (request(SERVICE, 1000), 305), (request(HOST, STATUS), 305), (b"noise", 308)]:
+        for datagram, answer in [
+                (request(SERVICE, START), (305, struct.pack("<i", 201))),
+                (request(SERVICE, START, b"", TOKEN[HOST]), (305, struct.pack("<i", 1004500108))),
+                (request(SERVICE, 1000), (305, b"")), (request(HOST, STATUS), (305, struct.pack("<i", 201))),
+                (b"noise", (308, b""))]:
             def flood():
                 with Client(self.path) as client:
-                    return [client.send(datagram)[1] for _ in range(200)].count(status)
-            with program_of_nobody(flood) as refused:
+                    return [client.send(datagram)[1:] for _ in range(200)].count(answer)
+            with program_of_another(flood) as refused:
                 self.assertEqual(refused, 200)
+            self.wait_until(lambda: self.service() != "running")
         self.assertLess(len(self.log()) - before, 4096, self.log())
+
+    @needs_second_user
+    def test_a_refused_request_leaves_the_service_to_those_who_hold_it(self):
+        self.start()
+        with Client(self.path) as holder:
+            holder.ask(SERVICE, START)
+            for user, datagram in enumerate((request(SERVICE, START), request(SERVICE, 1000)), NOBODY - 1):
+                def ask():
+                    with Client(self.path) as client:
+                        return client.send(datagram)[1]
+                with program_of_another(ask, user) as status:
+                    self.assertEqual((status, self.service()), (305, "running"))
         self.wait_until(lambda: self.service() == "idle")
 
 

@@ -3,21 +3,16 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <fstream>
 #include <memory>
 
 #include "interfaces/host_answers_json.h"
 #include "platform/access/policy.h"
-#include "platform/base/json.h"
 #include "platform/wifi/station.h"
 #include "tests/support/fake_wifi.h"
-#include "tests/support/temp_folder.h"
 #include "tests/support/trail.h"
 
 namespace Vexo::Host {
 namespace {
-
-constexpr const char* PERMISSION = "vexo.permission.CONNECTIVITY_INTERNAL";
 
 class FakeStation : public Tests::FakeWifiDevice {
 public:
@@ -34,72 +29,36 @@ public:
     std::atomic<int> blockedCalls{0};
 };
 
-// Users by number; the kernel's credentials are all that tells them apart.
-enum User : uid_t { NATIVE = 61001, NATIVE_NO_SYSTEM, APP, APP_NORMAL, APP_NO_PERMISSION, APP_NO_SYSTEM, STRANGER };
-
 class HostAbility : public ::testing::Test {
 protected:
     HostAbility()
     {
-        using namespace Security;
-        const auto entry = [](User user, ATokenTypeEnum type, ATokenAplEnum level, bool system, const char* granted) {
-            return PolicyEntry{std::to_string(user), "", type, level, system, {granted}};
-        };
-        InstallAccessPolicy({{entry(NATIVE, TOKEN_NATIVE, APL_NORMAL, true, ""),
-                              entry(NATIVE_NO_SYSTEM, TOKEN_NATIVE, APL_NORMAL, false, ""),
-                              entry(APP, TOKEN_HAP, APL_SYSTEM_BASIC, true, PERMISSION),
-                              entry(APP_NORMAL, TOKEN_HAP, APL_NORMAL, true, PERMISSION),
-                              entry(APP_NO_PERMISSION, TOKEN_HAP, APL_SYSTEM_CORE, true, ""),
-                              entry(APP_NO_SYSTEM, TOKEN_HAP, APL_SYSTEM_CORE, false, PERMISSION)}});
         SystemAbilityManagerClient::GetInstance().SetSystemAbilityManager(abilities);
         HostFacts facts;
-        facts.configuration.deviceName = "phone";
-        facts.configuration.deviceType = DeviceType::PHONE;
         facts.abilities = abilities;
-        facts.link = [] { return LinkFacts{"ab", "", nullptr}; };
-        facts.radio = [this] { return radio; };
-        std::ofstream(folder.Path() / "events.jsonl") << "{ no JSON\n";
-        facts.events = QuviewDFX::EventFile::Open({folder.Path() / "events.jsonl"}).value();
-        facts.traces = std::make_shared<QuviewDFX::TraceRecorder>("phone");
-        events = facts.events;
+        facts.radio = [] { return RadioState::ON; };
         host = MakeSptr<DistNetHost>(std::move(facts));
-        abilities->AddSystemAbility(DISTNET_HOST_ABILITY_ID, host->AsObject());
     }
-    ~HostAbility() override
-    {
-        // The host knows the registry, and the registry the host: neither would go before the other.
-        abilities->RemoveSystemAbility(DISTNET_HOST_ABILITY_ID);
-        SystemAbilityManagerClient::GetInstance().SetSystemAbilityManager(nullptr);
-    }
+    ~HostAbility() override { SystemAbilityManagerClient::GetInstance().SetSystemAbilityManager(nullptr); }
 
-    // Sends the token, then the words of body.
-    int Ask(User user, HostInterfaceCode code, const std::vector<uint32_t>& body = {})
+    // The result, and the rest of the answer in reply.
+    int32_t WaitForWifi(uint32_t attempt, Wifi::WifiLinkState state, uint32_t limitMs,
+                        const CallerIdentity& identity = Security::IdentifySelf())
     {
+        const CallerScope caller(identity);
         MessageParcel data;
         data.WriteInterfaceToken(IDistNetHost::GetDescriptor());
-        for (const uint32_t word : body) {
-            data.WriteUint32(word);
-        }
+        data.WriteUint32(attempt);
+        data.WriteInt32(static_cast<int32_t>(state));
+        data.WriteUint32(limitMs);
         reply.Clear();
-        const CallerScope caller(Security::IdentifyCaller({1, user, user, {}}));
         MessageOption option;
-        return host->OnRemoteRequest(static_cast<uint32_t>(code), data, reply, option);
-    }
-
-    int32_t Result()
-    {
+        const int status =
+            host->OnRemoteRequest(static_cast<uint32_t>(HostInterfaceCode::WAIT_FOR_WIFI), data, reply, option);
         int32_t result = -1;
         EXPECT_TRUE(reply.ReadInt32(result));
+        EXPECT_EQ(status, result == HOST_NOT_PERMITTED ? IPC_UNKNOWN_REQUEST : IPC_OK);
         return result;
-    }
-
-    template <typename Value>
-    Value Answer()
-    {
-        std::string json;
-        EXPECT_EQ(Result(), HOST_OK);
-        EXPECT_TRUE(reply.ReadString(json));
-        return ParseAnswer<Value>(json).value();
     }
 
     sptr<FakeStation> AddStation()
@@ -109,41 +68,43 @@ protected:
         return wifi;
     }
 
-    const Tests::TempFolder folder;
-    std::shared_ptr<QuviewDFX::EventFile> events;
     sptr<SystemAbilityManager> abilities = MakeSptr<SystemAbilityManager>();
     sptr<DistNetHost> host;
-    RadioState radio = RadioState::ON;
     MessageParcel reply;
 };
 
 TEST_F(HostAbility, AnswersOnlyWhomTheServiceWouldAnswer)
 {
-    for (const User user : {NATIVE_NO_SYSTEM, APP_NORMAL, APP_NO_PERMISSION, APP_NO_SYSTEM, STRANGER}) {
-        EXPECT_EQ(Ask(user, HostInterfaceCode::GET_STATUS), IPC_UNKNOWN_REQUEST) << user;
-        EXPECT_EQ(Result(), HOST_NOT_PERMITTED) << user;
-        EXPECT_EQ(reply.GetReadableBytes(), 0U) << user;
+    using namespace Security;
+    const std::vector<std::string> granted{CONNECTIVITY_INTERNAL_PERMISSION};
+    const std::pair<PolicyEntry, int32_t> cases[] = {
+        {{"61001", "", TOKEN_NATIVE, APL_NORMAL, true, {}}, HOST_NO_WIFI},
+        {{"61002", "", TOKEN_NATIVE, APL_NORMAL, false, {}}, HOST_NOT_PERMITTED},
+        {{"61003", "", TOKEN_HAP, APL_SYSTEM_BASIC, true, granted}, HOST_NO_WIFI},
+        {{"61004", "", TOKEN_HAP, APL_NORMAL, true, granted}, HOST_NOT_PERMITTED},
+        {{"61005", "", TOKEN_HAP, APL_SYSTEM_CORE, true, {}}, HOST_NOT_PERMITTED},
+        {{"61006", "", TOKEN_HAP, APL_SYSTEM_CORE, false, granted}, HOST_NOT_PERMITTED},
+        {{"61007", "", TOKEN_SHELL, APL_SYSTEM_CORE, true, granted}, HOST_NOT_PERMITTED},
+    };
+    for (const auto& [entry, result] : cases) {
+        InstallAccessPolicy({{entry}});
+        const auto user = static_cast<uid_t>(std::stoul(entry.user));
+        EXPECT_EQ(WaitForWifi(0, Wifi::WifiLinkState::IDLE, 1, IdentifyCaller({1, user, user, {}})), result) << user;
+        EXPECT_EQ(reply.GetReadableBytes(), 0U);
     }
-    EXPECT_EQ(Ask(APP, HostInterfaceCode::GET_COUNTS), IPC_OK);
-    EXPECT_GE(Answer<HostCounts>().descriptors, 3U);
 }
 
 TEST_F(HostAbility, WaitForWifiAnswersAtOnceWhatTheCallerDoesNotKnowAndRefusesABadWait)
 {
-    const auto wait = [&](uint32_t limitMs) {
-        EXPECT_EQ(Ask(NATIVE, HostInterfaceCode::WAIT_FOR_WIFI,
-                      {2, static_cast<uint32_t>(Wifi::WifiLinkState::CONNECTING), limitMs}),
-                  IPC_OK);
-    };
-    wait(1);
-    EXPECT_EQ(Result(), HOST_NO_WIFI);
+    using Wifi::WifiLinkState;
+    EXPECT_EQ(WaitForWifi(2, WifiLinkState::CONNECTING, 1), HOST_NO_WIFI);
     const auto wifi = AddStation();
-    using namespace std::string_literals;
-    wifi->station.Begin({-1, "a\0\\\xFF\u009B"s, "", "", ""}, std::chrono::minutes(1));
-    wait(60'001);
-    EXPECT_EQ(Result(), HOST_BAD_REQUEST);
-    wait(60'000);
-    const auto answer = Answer<WifiStatus>();
+    wifi->station.Begin({-1, {"a\0\\\xFF\u009B", 6}, "", "", ""}, std::chrono::minutes(1));
+    EXPECT_EQ(WaitForWifi(2, WifiLinkState::CONNECTING, 60'001), HOST_BAD_REQUEST);
+    EXPECT_EQ(WaitForWifi(2, WifiLinkState::CONNECTING, 60'000), HOST_OK);
+    std::string json;
+    EXPECT_TRUE(reply.ReadString(json));
+    const auto answer = ParseAnswer<WifiStatus>(json).value();
     EXPECT_EQ(answer.state, WifiState::CONNECTING);
     EXPECT_EQ(answer.attempt, 1U);
     EXPECT_EQ(answer.ssid, R"(a\x00\\\xff\xc2\x9b)") << "whole, whatever bytes it has";
@@ -169,35 +130,6 @@ TEST_F(HostAbility, WaitsShareOneThreadKeepTheirLimitsAndEndWithTheChange)
     wifi->station.Stop();
     host->WaitForWifi(1, WifiState::CONNECTING, HOST_MAX_WAIT, answer);
     EXPECT_EQ(answers.WaitFor(WAITERS + 2).size(), size_t{WAITERS} + 2) << "a radio that stopped ends its waits";
-}
-
-TEST_F(HostAbility, WaitForEventsEndsWithTheNextEventAndAtItsLimit)
-{
-    Tests::Trail<EventPage> answers;
-    const auto answer = [&](int32_t, const EventPage& page) { answers.Add(page); };
-    host->GetEvents(0, std::chrono::milliseconds(0), answer);
-    const uint64_t cursor = answers.WaitFor(1).back().cursor;
-    host->GetEvents(cursor, HOST_MAX_WAIT, answer);
-    host->GetEvents(cursor, std::chrono::milliseconds(1), answer);
-    EXPECT_TRUE(answers.WaitFor(2).back().events.empty());
-    const auto time = std::chrono::sys_days(std::chrono::year(2026) / 11 / 21) + std::chrono::milliseconds(1);
-    EXPECT_EQ(events->Write({time, "TEST", "HAPPENED", 1, {{"CODE", -7}, {"WHO", "\"a\""}}}), 0);
-    const Event happened{time, "TEST", "HAPPENED", EventType::FAULT, {{"CODE", -7}, {"WHO", "\"a\""}}};
-    EXPECT_EQ(answers.WaitFor(3).back().events, std::vector{happened}) << "with all that was written";
-}
-
-TEST_F(HostAbility, StatusSaysWhetherTheRadioCanJoin)
-{
-    const auto shown = [this] {
-        EXPECT_EQ(Ask(NATIVE, HostInterfaceCode::GET_STATUS), IPC_OK);
-        return Answer<HostStatus>().wifi.radio;
-    };
-    EXPECT_EQ(shown(), RadioState::ABSENT) << "without a Wi-Fi ability";
-    AddStation();
-    for (const RadioState state : {RadioState::ON, RadioState::SWITCHED_OFF, RadioState::BLOCKED}) {
-        radio = state;
-        EXPECT_EQ(shown(), state);
-    }
 }
 
 }  // namespace

@@ -99,34 +99,6 @@ TEST_F(ServiceClientsTest, AProcessThatEndsIsReleasedAlsoWhenAllItsRequestsFaile
     EXPECT_TRUE(BecomesUnloaded());
 }
 
-TEST_F(ServiceClientsTest, ARefusedRequestKeepsTheServiceLoadedForHoldersOnly)
-{
-    const Caller holder;
-    const Caller stranger{STRANGER, 2};
-    const struct {
-        Caller caller;
-        uint32_t code;
-        std::u16string token;
-    } table[] = {
-        {stranger, START_SERVICE, IDistNetService::GetDescriptor()},
-        {holder, START_SERVICE, u"Vexo.NetManagerStandard.IDistNetServicd"},
-        {holder, UNKNOWN_CODE, IDistNetService::GetDescriptor()},
-    };
-    for (const auto& row : table) {
-        SCOPED_TRACE(row.code);
-        timers_.Advance(QuviewDFX::LOG_LIMIT_INTERVAL);  // so that it reaches the service
-        EXPECT_EQ(Ask(row.caller, row.code, row.token).status, IPC_UNKNOWN_REQUEST);
-        EXPECT_TRUE(BecomesUnloaded());
-        EXPECT_EQ(Ask(holder, START_SERVICE).status, IPC_OK);
-        timers_.Advance(QuviewDFX::LOG_LIMIT_INTERVAL);
-        EXPECT_EQ(Ask(row.caller, row.code, row.token).status, IPC_UNKNOWN_REQUEST);
-        End(stranger);
-        EXPECT_TRUE(Stays());
-        End(holder);
-        EXPECT_TRUE(BecomesUnloaded());
-    }
-}
-
 TEST_F(ServiceClientsTest, AHolderThatComesWhileARefusedRequestLoadsTheServiceKeepsIt)
 {
     for (pid_t round = 1; round <= 50; ++round) {
@@ -139,27 +111,6 @@ TEST_F(ServiceClientsTest, AHolderThatComesWhileARefusedRequestLoadsTheServiceKe
         EXPECT_EQ(Ask(holder, RELEASE_SERVICE).status, IPC_OK);
         ASSERT_TRUE(BecomesUnloaded()) << round;
     }
-}
-
-TEST_F(ServiceClientsTest, RefusalsOfAUserGetTheServicesOwnAnswerAndOneLineAMinute)
-{
-    const Caller stranger{STRANGER, 2};
-    const std::u16string other = u"Vexo.NetManagerStandard.IDistNetServicd";
-    const Answer noRight{IPC_UNKNOWN_REQUEST, {201, 0, 0, 0}};
-    const Answer otherInterface{IPC_UNKNOWN_REQUEST, {0x8c, 0x74, 0xdf, 0x3b}};  // 1004500108
-    for (int i = 0; i < 100; ++i) {
-        ASSERT_EQ(Ask(stranger, START_SERVICE), noRight) << i;
-        ASSERT_EQ(Ask(stranger, START_SERVICE, other), otherInterface) << i;
-        ASSERT_EQ(Ask(stranger, UNKNOWN_CODE), (Answer{IPC_UNKNOWN_REQUEST, {}})) << i;
-    }
-    EXPECT_EQ(log_.Count(" not system APP!"), 1U);
-    EXPECT_EQ(log_.Count(" descriptor checked fail"), 1U) << "asked once for its answer";
-    EXPECT_EQ(Ask({static_cast<User>(STRANGER + 1), 3}, START_SERVICE), noRight);
-    EXPECT_EQ(log_.Count(" not system APP!"), 2U) << "another user has a line of its own";
-    timers_.Advance(QuviewDFX::LOG_LIMIT_INTERVAL);
-    EXPECT_EQ(Ask(stranger, START_SERVICE), noRight);
-    EXPECT_EQ(log_.Count(" not system APP!"), 3U);
-    EXPECT_EQ(log_.Count("requests of user 61002 are refused; 299 lines like it were left out"), 1U);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "platform/dfx/log_limit.h"
+#include "platform/ipc/user_shares.h"
 #include "tests/platform/ipc/ipc_test_server.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/manual_timers.h"
@@ -70,31 +71,21 @@ TEST_F(IpcFloodTest, ClientThatReadsLateGetsEveryReplyInOrder)
     }
 }
 
-TEST_F(IpcFloodTest, LimitedUserHasAShareOfConnectionsAndNoneOfTheReserve)
+TEST(UserSharesTest, LimitedUserHasAShareOfConnectionsAndNoneOfTheReserve)
 {
-    // The server, which outlives this function, goes on asking.
-    const auto isLimited = std::make_shared<std::atomic<bool>>();
-    options_.shares = {4, 1, 2, 2, [isLimited](uid_t) { return isLimited->load(); }};
-    ServeEcho();
-    std::vector<UniqueFd> held;
-    const auto connects = [&](bool asLimited) {
-        *isLimited = asLimited;
-        held.push_back(ConnectRaw());
-        return SendRaw(held.back(), RequestOf(5)) && ReceiveRaw(held.back()).status == IPC_OK;
-    };
-    EXPECT_TRUE(connects(true));
-    EXPECT_TRUE(connects(true));
-    EXPECT_FALSE(connects(true)) << "its share";
-    held.resize(1);
-    ASSERT_TRUE(Connections(1));
-    EXPECT_TRUE(connects(true)) << "one has left";
-    held.resize(1);
-    ASSERT_TRUE(Connections(1));
-    EXPECT_TRUE(connects(false));
-    EXPECT_TRUE(connects(false));
-    EXPECT_FALSE(connects(true)) << "the last is reserved";
-    EXPECT_TRUE(connects(false));
-    EXPECT_FALSE(connects(false)) << "all are taken";
+    constexpr uid_t LIMITED = 1000;
+    constexpr uid_t OTHER = 1001;
+    UserShares shares({4, 1, 2, 2, [](uid_t user) { return user == LIMITED; }});
+    const auto connects = [&](uid_t user) { return shares.AddConnection(user) == nullptr; };
+    EXPECT_TRUE(connects(LIMITED) && connects(LIMITED));
+    EXPECT_FALSE(connects(LIMITED)) << "its share is used up";
+    shares.RemoveConnection(LIMITED);
+    EXPECT_TRUE(connects(LIMITED)) << "one has left";
+    shares.RemoveConnection(LIMITED);
+    EXPECT_TRUE(connects(OTHER) && connects(OTHER));
+    EXPECT_FALSE(connects(LIMITED)) << "the last is reserved";
+    EXPECT_TRUE(connects(OTHER));
+    EXPECT_FALSE(connects(OTHER)) << "all are taken";
 }
 
 TEST_F(IpcFloodTest, RequestsBeyondAUsersShareWaitInTheirSocketsAndAllRun)
@@ -114,20 +105,6 @@ TEST_F(IpcFloodTest, RequestsBeyondAUsersShareWaitInTheirSocketsAndAllRun)
         EXPECT_EQ(ReceiveRaw(socket).status, IPC_OK);
     }
     EXPECT_EQ(entered_, sockets.size());
-}
-
-TEST_F(IpcFloodTest, BadDatagramsOfAUserAreOneLineAMinute)
-{
-    const Tests::LogCapture log;
-    ServeEcho();
-    for (int i = 0; i < 5; ++i) {
-        const UniqueFd socket = ConnectRaw();
-        for (int j = 0; j < 20; ++j) {
-            ASSERT_TRUE(SendRaw(socket, {1, 2, 3}));
-            EXPECT_EQ(ReceiveRaw(socket).status, IPC_BAD_DATAGRAM);
-        }
-    }
-    EXPECT_EQ(log.Count("bad datagram of 3 bytes"), 1U) << log.Text();
 }
 
 TEST_F(IpcFloodTest, WithoutDescriptorsNewClientsAreTurnedAwayUntilThereAreSome)
@@ -155,10 +132,14 @@ TEST_F(IpcFloodTest, WithoutDescriptorsNewClientsAreTurnedAwayUntilThereAreSome)
     ExpectEcho(ConnectRaw());
 }
 
-TEST(LogLimitTest, LinesOfNewSourcesAreLeftOutWhileTooManyAreKnown)
+TEST(LogLimitTest, LinesAreCountedWhileTheyAreLeftOutAndSoAreNewSourcesWhileTooManyAreKnown)
 {
     Tests::ManualTimers timers;
     QuviewDFX::LogLimit<uid_t> limit(timers);
+    EXPECT_EQ(limit.Admit(7), "");
+    EXPECT_FALSE(limit.Admit(7) || limit.Admit(7));
+    timers.Advance(QuviewDFX::LOG_LIMIT_INTERVAL);
+    EXPECT_EQ(limit.Admit(7), "; 2 lines like it were left out");
     uid_t user = 1000;
     while (limit.Admit(user)) {
         ASSERT_LT(user++, 10'000U) << "one user with many ids fills the log";

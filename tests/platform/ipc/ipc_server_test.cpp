@@ -27,26 +27,6 @@ TEST_F(IpcServerTest, LargestParcelTravelsBothWaysWithARefusalToo)
     EXPECT_TRUE(echoed == text);
 }
 
-TEST_F(IpcServerTest, RequestsOfOneConnectionRunInOrderAndOneAtATime)
-{
-    std::atomic<int> running{0};
-    std::atomic<bool> overlapped{false};
-    Serve([&](const IpcHeader&, MessageParcel& data, MessageParcel& reply) {
-        overlapped = overlapped || ++running > 1;
-        const int32_t status = Echo(data, reply);
-        --running;
-        return status;
-    });
-    const UniqueFd socket = ConnectRaw();
-    for (int32_t i = 0; i < 100; ++i) {
-        ASSERT_TRUE(SendRaw(socket, RequestOf(i)));
-    }
-    for (int32_t i = 0; i < 100; ++i) {
-        ASSERT_EQ(ReceiveRaw(socket).value, i);
-    }
-    EXPECT_FALSE(overlapped);
-}
-
 TEST_F(IpcServerTest, BlockedRequestsDelayOthersOnlyAtTheThreadLimitWhereTheyWait)
 {
     options_.maxThreads = 65;

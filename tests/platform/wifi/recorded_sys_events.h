@@ -1,5 +1,5 @@
-// RecordedSysEvents: the system events of a test, while it lives, each as "NAME KEY VALUE" of its first parameter. Any
-// thread may write events.
+// RecordedSysEvents: the system events of a test, while it lives, each as "NAME KEY VALUE KEY VALUE". Any thread may
+// write events.
 #pragma once
 
 #include <memory>
@@ -25,8 +25,13 @@ private:
     struct Sink : QuviewDFX::SysEventSink, Trail<std::string> {
         int32_t Write(const QuviewDFX::SysEventRecord& record) noexcept override
         {
-            const QuviewDFX::SysEventParameter& first = record.parameters.at(0);
-            Add(record.name + " " + first.key + " " + std::get<std::string>(first.value));
+            std::string line = record.name;
+            for (const QuviewDFX::SysEventParameter& parameter : record.parameters) {
+                const auto* text = std::get_if<std::string>(&parameter.value);
+                line += " " + parameter.key + " ";
+                line += text != nullptr ? *text : std::to_string(std::get<int32_t>(parameter.value));
+            }
+            Add(line);
             return 0;
         }
     };
