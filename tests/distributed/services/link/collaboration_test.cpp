@@ -10,6 +10,8 @@ namespace {
 using testing::ElementsAre;
 using testing::HasSubstr;
 
+constexpr int OTHER_SESSION = 8;
+
 class CollaborationTest : public LinkTest {
 protected:
     void SetUp() override { collaboration_.InitCollaboration(); }

@@ -16,8 +16,6 @@ namespace Vexo::NetManagerStandard {
 inline constexpr int SESSION = 7;  // what FakeSoftBus answers
 inline const std::string SEND = "send 7 ";
 inline const std::string CLOSE = "close 7";
-inline constexpr int OTHER_SESSION = 8;
-inline const std::string CLOSE_OTHER = "close 8";
 inline const std::string DROPPED = " hotspot answer dropped: no request waits for it, sessionId = ";
 inline const std::string REQUEST("\x03\x02\x00", 3);
 
@@ -34,17 +32,8 @@ protected:
     {
         softBus_->listener.OnBytesReceived(sessionId, bytes.data(), static_cast<unsigned int>(bytes.size()));
     }
-    // Runs answer, once, when the request that follows waits for its result.
-    void WhenRequestWaits(const std::function<void()>& answer)
-    {
-        softBus_->onSend = [this, answer] {
-            log_.WaitFor(" SendStartHotspotMessage wait result", ++requests_);
-            answer();
-        };
-    }
 
     const Tests::LogCapture log_;
-    size_t requests_ = 0;
     Tests::InstalledRegistry registry_;
     const sptr<Tests::FakeSoftBus> softBus_ = registry_.Add<Tests::FakeSoftBus>(SOFTBUS_SERVER_SA_ID);
     const sptr<Tests::FakeWifiDevice> wifi_ = registry_.Add<Tests::FakeWifiDevice>(WIFI_DEVICE_SYS_ABILITY_ID);

@@ -76,7 +76,10 @@ TEST_F(SoftBusAdapterTest, SecondWaitForTheSameSessionFailsAtOnce)
 TEST_F(SoftBusAdapterTest, RequestReturnsWhatIsPostedAndForgetsALateAnswer)
 {
     adapter_->CloseSessionCondition(SESSION, 0);  // nobody waits: an answer that came too late
-    WhenRequestWaits([this] { adapter_->CloseSessionCondition(SESSION, HOTSPOT_FAIL_ADD_CONFIG); });
+    softBus_->onSend = [this] {
+        log_.WaitFor(" SendStartHotspotMessage wait result");
+        adapter_->CloseSessionCondition(SESSION, HOTSPOT_FAIL_ADD_CONFIG);
+    };
     EXPECT_EQ(adapter_->SendStartHotspotMessage(SESSION), -94);
     EXPECT_THAT(softBus_->Take(), ElementsAre(CLOSE, SEND + REQUEST, CLOSE));
 
