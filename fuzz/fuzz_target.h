@@ -36,4 +36,20 @@ inline void Require(bool holds, const char* what)
     }
 }
 
+// Of a decoder that returns a Result and an encoder that is the way back: a refusal's message starts with what it is
+// about, and what was read is written so that it reads as the same. Returns whether the input was read.
+template <typename Decode, typename Encode>
+bool ReadsBack(const std::string& input, const Decode& decode, const Encode& encode, const char* about)
+{
+    const auto value = decode(input);
+    if (!value) {
+        Require(!value.error().message.empty() && value.error().message.starts_with(about), "a refusal says why");
+        return false;
+    }
+    const std::string text = encode(value.value());
+    const auto again = decode(text);
+    Require(again.has_value() && encode(again.value()) == text, "what was read is written as the same");
+    return true;
+}
+
 }  // namespace Vexo::Fuzz

@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <future>
 
 #include "platform/ipc/ipc_server.h"
 #include "platform/ipc/ipc_types.h"
@@ -99,22 +98,6 @@ TEST_F(ClientTest, DamagedAnswerIsNamedAndIgnored)
     EXPECT_EQ(result.status, CallStatus::BAD_ANSWER);
     EXPECT_NE(result.message.find("devices[0].type is missing"), std::string::npos) << result.message;
     EXPECT_TRUE(devices.empty());
-}
-
-TEST_F(ClientTest, SilentDaemonEndsTheCallAtItsLimitAndTheConnection)
-{
-    std::promise<void> release;
-    const auto released = release.get_future().share();
-    Serve([released](const Ipc::IpcHeader&, MessageParcel&, MessageParcel&) {
-        released.wait();
-        return 0;
-    });
-    const auto client = Connect();
-    client->SetLimit(std::chrono::milliseconds(50));
-    Host::HostStatus status;
-    EXPECT_EQ(client->GetStatus(status).status, CallStatus::TIMED_OUT);
-    EXPECT_EQ(client->GetStatus(status).status, CallStatus::UNREACHABLE);
-    release.set_value();
 }
 
 }  // namespace

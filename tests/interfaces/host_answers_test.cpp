@@ -21,29 +21,6 @@ HostStatus Status()
     return status;
 }
 
-TEST(HostAnswersTest, WrittenStatusIsReadBack)
-{
-    const std::string text = AnswerText(Status());
-    const auto read = ParseAnswer<HostStatus>(text);
-    ASSERT_TRUE(read) << read.error().message;
-    EXPECT_EQ(AnswerText(read.value()), text);
-    EXPECT_EQ(read.value().wifi.radio, RadioState::BLOCKED);
-    EXPECT_EQ(read.value().wifi.ssid, "caf\\xe9");
-    EXPECT_EQ(read.value().hotspot.active, std::nullopt);
-    EXPECT_EQ(read.value().link.listen, std::nullopt);
-    EXPECT_EQ(read.value().uptime, Status().uptime);
-}
-
-TEST(HostAnswersTest, EventIsWrittenAsItsFileHasIt)
-{
-    const std::chrono::sys_time<std::chrono::milliseconds> time{1'795'262'886'007ms};
-    const QuviewDFX::SysEventRecord record{
-        time, "DISTNET", "NET_START", 4, {{"DEVICE", "3f91c**d6384"}, {"CODE", INT32_MIN}}};
-    const Event event{
-        time, "DISTNET", "NET_START", EventType::BEHAVIOR, {{"DEVICE", "3f91c**d6384"}, {"CODE", INT32_MIN}}};
-    EXPECT_EQ(QuviewDFX::EventLine(record), AnswerText(event) + "\n");
-}
-
 // Instead of a part of a good answer, another one; the error names the member.
 struct Damage {
     const char* part;
