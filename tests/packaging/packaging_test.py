@@ -74,6 +74,30 @@ class Packaging(unittest.TestCase):
             self.assertEqual({(file.stat().st_uid, file.stat().st_gid) for file in state.rglob("*")}, {(64000, 64001)})
             self.assertEqual(request.stat().st_uid, 0)
 
+    @unittest.skipUnless(os.geteuid() == 0, "only root can act for another user")
+    def test_commands_on_a_closed_state_folder_say_who_may_enter(self):
+        def as_nobody(*words):
+            return subprocess.run([BINARIES / "distnetctl", *words], capture_output=True, text=True, check=False,
+                                  user=65534, group=65534, extra_groups=[])
+        try:
+            as_nobody("--version")
+        except PermissionError:
+            self.skipTest("another user cannot run what was built here")
+        with tempfile.TemporaryDirectory() as folder:
+            os.chmod(folder, 0o755)
+            state, request = pathlib.Path(folder, "phone"), pathlib.Path(folder, "request.csr")
+            run(BINARIES / "distnetctl", "account", "create", "home", "--state", state)
+            run(BINARIES / "distnetctl", "account", "request", request, "--state", pathlib.Path(folder, "new"))
+            os.chmod(request, 0o644)
+            for words in (("account", "show"), ("account", "create", "home"), ("account", "request", "/nonexistent/a"),
+                          ("account", "admit", request, "-o", "/nonexistent/a"), ("account", "install", request),
+                          ("sim", "show"), ("sim", "set", "screen=off")):
+                with self.subTest(words):
+                    ended = as_nobody(*words, "--state", state)
+                    self.assertEqual(ended.returncode, 1, ended.stderr)
+                    for part in (str(state), "Permission denied", "use sudo"):
+                        self.assertIn(part, ended.stderr)
+
 
 if __name__ == "__main__":
     unittest.main(argv=sys.argv[:1])
