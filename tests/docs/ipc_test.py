@@ -17,7 +17,10 @@ import tempfile
 import time
 import unittest
 
-BINARIES = pathlib.Path(sys.argv[2]).resolve()
+SOURCE, BINARIES = (pathlib.Path(argument).resolve() for argument in sys.argv[1:3])
+sys.path.append(str(SOURCE / "tests/support"))
+import daemon  # noqa: E402
+
 SERVICE, HOST = 1163, 1164
 TOKEN = {SERVICE: "Vexo.NetManagerStandard.IDistNetService", HOST: "Vexo.DistNet.IDistNetHost"}
 MAGIC = 0x314E5344
@@ -108,25 +111,10 @@ needs_second_user = unittest.skipUnless(os.geteuid() == 0, "only root can act fo
 class Ipc(unittest.TestCase):
     def start(self, descriptors=1024):
         self.folder = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
-        policy = {"entries": [{"user": str(os.getuid()), "token_type": "native", "system_app": True}]}
-        configuration = {"platform": "simulated", "state_dir": "phone", "access": {"policy": "policy.json"}}
-        (self.folder / "policy.json").write_text(json.dumps(policy))
-        (self.folder / "phone.json").write_text(json.dumps(configuration))
-        self.path = self.folder / "phone/ipc.sock"
-        with open(self.folder / "log", "wb") as log:
-            daemon = subprocess.Popen(
-                [BINARIES / "distnetd", "--config", self.folder / "phone.json"], stdout=log, stderr=log,
-                preexec_fn=lambda: resource.setrlimit(resource.RLIMIT_NOFILE, (descriptors,) * 2))
-        self.addCleanup(lambda: self.assertEqual(daemon.wait(), 0, self.log()))
-        self.addCleanup(daemon.terminate)
-        self.wait_until(self.is_served)
+        self.path = daemon.start(self, BINARIES / "distnetd", self.folder, preexec_fn=lambda: resource.setrlimit(
+            resource.RLIMIT_NOFILE, (descriptors,) * 2))
         os.chmod(self.folder, 0o711)  # another user reaches the socket
         os.chmod(self.path.parent, 0o711)
-
-    def is_served(self):
-        with contextlib.suppress(FileNotFoundError, ConnectionRefusedError), Client(self.path):
-            return True
-        return False
 
     def wait_until(self, condition):
         deadline = time.monotonic() + 20

@@ -3,19 +3,18 @@
 Usage: installed_test.py SOURCE_DIR BUILD_DIR COMPILER [FLAG…]    (FLAG: what the libraries were built with)
 """
 
-import json
 import os
-import socket
 import pathlib
 import re
 import subprocess
 import sys
 import tempfile
-import time
 import unittest
 
 SOURCE, BUILD = (pathlib.Path(argument).resolve() for argument in sys.argv[1:3])
 COMPILER, FLAGS = sys.argv[3], sys.argv[4:]
+sys.path.append(str(SOURCE / "tests/support"))
+import daemon  # noqa: E402
 
 
 def run(*command, **options):
@@ -33,22 +32,6 @@ class Installed(unittest.TestCase):
         self.pc = next(self.prefix.rglob("distnet-client.pc"))
         self.example = self.prefix / "share/doc/libdistnet-dev/examples"
 
-    def start_daemon(self):
-        policy = {"entries": [{"user": str(os.getuid()), "token_type": "native", "system_app": True}]}
-        (self.folder / "policy.json").write_text(json.dumps(policy))
-        (self.folder / "phone.json").write_text(json.dumps(
-            {"platform": "simulated", "state_dir": "phone", "access": {"policy": "policy.json"}}))
-        daemon = subprocess.Popen([self.prefix / "lib/distnet/distnetd", "--config", self.folder / "phone.json"],
-                                  stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
-        self.addCleanup(daemon.wait)
-        self.addCleanup(daemon.terminate)
-        path = self.folder / "phone/ipc.sock"
-        deadline = time.monotonic() + 20
-        with socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET) as probe:
-            while probe.connect_ex(str(path)) != 0 and time.monotonic() < deadline:
-                time.sleep(0.02)
-        return path
-
     def test_the_example_is_built_both_ways_from_a_moved_prefix_and_reads_the_status(self):
         variables = {**os.environ, "PKG_CONFIG_PATH": str(self.pc.parent)}
         words = run("pkg-config", "--cflags", "--libs", "distnet-client", env=variables).split()
@@ -57,7 +40,7 @@ class Installed(unittest.TestCase):
         run("cmake", "-S", self.example, "-B", self.folder / "cmake", f"-DCMAKE_PREFIX_PATH={self.prefix}",
             f"-DCMAKE_CXX_COMPILER={COMPILER}", f"-DCMAKE_CXX_FLAGS={' '.join(FLAGS)}")
         run("cmake", "--build", self.folder / "cmake")
-        path = self.start_daemon()
+        path = daemon.start(self, self.prefix / "lib/distnet/distnetd", self.folder)
         for program in self.folder / "by-pkg-config", self.folder / "cmake/status":
             self.assertEqual(run(program, path), "service: not_loaded\nWi-Fi: idle\n")
             away = subprocess.run([program, self.folder / "nobody"], capture_output=True, text=True, check=False)

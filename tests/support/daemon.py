@@ -1,0 +1,26 @@
+"""A daemon of this user that plays a simulated phone, for the tests in Python."""
+
+import json
+import os
+import socket
+import subprocess
+import time
+
+
+def start(test, program, folder, **options):
+    """Starts it in the folder, with its output in folder/log; the test ends it. Returns its socket once it is served."""
+    policy = {"entries": [{"user": str(os.getuid()), "token_type": "native", "system_app": True}]}
+    configuration = {"platform": "simulated", "state_dir": "phone", "access": {"policy": "policy.json"}}
+    (folder / "policy.json").write_text(json.dumps(policy))
+    (folder / "phone.json").write_text(json.dumps(configuration))
+    with open(folder / "log", "wb") as log:
+        daemon = subprocess.Popen([program, "--config", folder / "phone.json"], stdout=log, stderr=log, **options)
+    test.addCleanup(lambda: test.assertEqual(daemon.wait(), 0, (folder / "log").read_text()))
+    test.addCleanup(daemon.terminate)
+    path = folder / "phone/ipc.sock"
+    deadline = time.monotonic() + 20
+    with socket.socket(socket.AF_UNIX, socket.SOCK_SEQPACKET) as probe:
+        while probe.connect_ex(str(path)) != 0:
+            test.assertLess(time.monotonic(), deadline, (folder / "log").read_text())
+            time.sleep(0.02)
+    return path
