@@ -57,6 +57,14 @@ class Tables(unittest.TestCase):
         for command, text in commands().items():
             for option in re.findall(r"^  (?:-\w,)?(--[a-z-]+)", text, re.M):
                 self.assertTrue(option == "--help" or re.search(rf"`[^`]*{option}\b", page), f"{command} {option}")
+            self.assertLessEqual(max(map(len, text.splitlines())), 80, text)
+
+    def test_wrong_words_end_with_two(self):
+        for words in ((), ("frobnicate",), ("start",), ("--timeout", "0", "devices"), ("--timeout", "nan", "devices"),
+                      ("account", "show", "--state", ""), ("sim", "set", "--state", "/nonexistent", "x")):
+            with self.subTest(words):
+                ended = subprocess.run([BINARIES / "distnetctl", *words], capture_output=True, timeout=20, check=False)
+                self.assertEqual(ended.returncode, 2, ended.stderr)
 
     def test_every_exit_code_and_result_code(self):
         for header, enumeration, page, heading in [

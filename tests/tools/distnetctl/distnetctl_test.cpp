@@ -5,11 +5,9 @@
 #include <unistd.h>
 
 #include <map>
-#include <sstream>
 
 #include "platform/base/open_file.h"
 #include "platform/base/text.h"
-#include "tools/distnetctl/app.h"
 #include "tools/distnetctl/output.h"
 #include "tools/distnetctl/peers.h"
 #include "tools/distnetctl/time_word.h"
@@ -87,29 +85,6 @@ TEST(StreamsTest, AClosedOutputIsNotTakenByWhatIsOpenedNext)
 {
     EXPECT_EXIT((close(STDOUT_FILENO), KeepStandardStreams(), _exit(dup(STDIN_FILENO) > STDERR_FILENO ? 0 : 1)),
                 testing::ExitedWithCode(0), "");
-}
-
-TEST(UsageTest, WrongWordsEndWithTwoAndHelpFitsATerminal)
-{
-    for (const std::vector<const char*>& words : {std::vector<const char*>{"distnetctl"},
-                                                  {"distnetctl", "frobnicate"},
-                                                  {"distnetctl", "start"},
-                                                  {"distnetctl", "--timeout", "0", "devices"},
-                                                  {"distnetctl", "--timeout", "nan", "devices"},
-                                                  {"distnetctl", "account", "show", "--state", ""},
-                                                  {"distnetctl", "sim", "set", "--state", "/nonexistent", "x"}}) {
-        EXPECT_EQ(RunApp(static_cast<int>(words.size()), words.data()), EXIT_USAGE) << words.back();
-    }
-    testing::internal::CaptureStdout();
-    for (const std::vector<const char*>& words : {std::vector<const char*>{"distnetctl", "--help"},
-                                                  {"distnetctl", "account", "--help"},
-                                                  {"distnetctl", "events", "--help"}}) {
-        EXPECT_EQ(RunApp(static_cast<int>(words.size()), words.data()), 0);
-    }
-    std::istringstream lines(testing::internal::GetCapturedStdout());
-    for (std::string line; std::getline(lines, line);) {
-        EXPECT_LE(line.size(), 80u) << line;
-    }
 }
 
 }  // namespace
