@@ -1,13 +1,10 @@
 #include "backends/simulated/simulated_device.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 
 #include <future>
 
 #include "platform/base/files.h"
-#include "platform/base/unique_fd.h"
 #include "tests/backends/simulated/simulated_world.h"
 #include "tests/support/radio_answer.h"
 #include "tests/support/recording_subscriber.h"
@@ -114,28 +111,6 @@ TEST_F(SimulatedDeviceTest, StoppingEndsWaitsAndOpenRadioQueriesWithAnError)
     EXPECT_TRUE(device.Air().empty());
     EXPECT_NE(device.Hotspot()->EnableHotspot(Wifi::ServiceType::DEFAULT), Wifi::WIFI_OK);
     EXPECT_EQ(answer->calls, 1);
-}
-
-TEST_F(SimulatedDeviceTest, AFifoInTheAirOrInPlaceOfTheStateBlocksNobody)
-{
-    TestDevice device = MakeDevice({"hotspot.security=open", "hotspot.active_at_start=true"});
-    TestDevice laptop(folder_.Path(), "laptop", "b04d22");
-    ASSERT_TRUE(Eventually([&] { return device.Air().size() == 1; }));
-    const std::filesystem::path fifos[] = {device.Options().airDir / "hotspot-fifo.json",
-                                           device.Options().stateDir / DEVICE_STATE_FILE};
-    std::filesystem::remove(fifos[1]);
-    for (const std::filesystem::path& fifo : fifos) {
-        ASSERT_EQ(::mkfifo(fifo.c_str(), 0644), 0);
-    }
-    EXPECT_EQ(laptop.Station()->ConnectToDevice({-1, "phone-7f3a", "", "", ""}), Wifi::WIFI_OK);
-    EXPECT_TRUE(Eventually([&] { return laptop.Station()->GetLinkInfo().state == Wifi::WifiLinkState::CONNECTED; }));
-    EXPECT_TRUE(log_.WaitFor("the state before it stays"));
-    for (const std::filesystem::path& fifo : fifos) {
-        // Lets a reader that blocks go on, so that the devices can end.
-        const UniqueFd writer(::open(fifo.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC));
-    }
-    WriteState(R"({"battery_low": true})");
-    EXPECT_TRUE(log_.WaitFor("battery_low: true"));
 }
 
 TEST_F(SimulatedDeviceTest, TheAirKeepsDamagedAndLeftOverRecordsFromStations)

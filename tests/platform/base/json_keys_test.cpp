@@ -5,9 +5,6 @@
 
 #include <array>
 #include <chrono>
-#include <fstream>
-
-#include "tests/support/temp_folder.h"
 
 namespace Vexo {
 namespace {
@@ -155,15 +152,6 @@ TEST(JsonKeys, PrintedObjectIsReadBack)
     EXPECT_THAT(text, testing::Not(HasSubstr("\"on\""))) << "omitted, for it has its default";
     radio.isOn = false;
     EXPECT_EQ(RadioKeys().Parse(RadioKeys().Print(radio), "f").value(), radio);
-
-    const Tests::TempFolder folder;
-    const auto file = folder.Path() / "radio.json";
-    EXPECT_THAT(RadioKeys().Load(file, 4096).error().message, HasSubstr(file.string()));
-    std::ofstream(file) << text;
-    EXPECT_TRUE(RadioKeys().Load(file, 4096));
-    std::ofstream(file) << "{";
-    EXPECT_THAT(RadioKeys().Load(file, 4096).error().message,
-                HasSubstr(file.string() + ":1:2: the JSON ends too early"));
 }
 
 TEST(JsonKeys, KeyIsSetAndShownAsTyped)

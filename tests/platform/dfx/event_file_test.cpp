@@ -128,25 +128,5 @@ TEST_F(SysEventTest, InvalidNameIsRefused)
     EXPECT_EQ(QuSysEvent::Write(longest, longest, QuSysEvent::BEHAVIOR, longest, 1), 0);
 }
 
-TEST_F(SysEventTest, LinesOfSeveralThreadsNeverMixAndEarlierOnesStay)
-{
-    const auto write = [] {
-        for (int i = 0; i < 200; ++i) {
-            EXPECT_EQ(QuSysEvent::Write("D", "N", QuSysEvent::STATISTIC, "TEXT", std::string(300, 'x')), 0);
-        }
-    };
-    std::thread other(write);
-    write();
-    other.join();
-    SetSysEventSink(nullptr);
-    SetSysEventSink(EventFile::Open({file_}).value());
-    EXPECT_EQ(QuSysEvent::Write("D", "LAST", QuSysEvent::STATISTIC), 0);
-    const auto lines = Lines();
-    EXPECT_EQ(lines.size(), 401U);
-    for (const std::string& line : lines) {
-        EXPECT_THAT(line, testing::MatchesRegex("\\{[^{}]*\\{[^{}]*\\}\\}"));
-    }
-}
-
 }  // namespace
 }  // namespace Vexo::QuviewDFX

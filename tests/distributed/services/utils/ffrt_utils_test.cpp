@@ -14,19 +14,6 @@ namespace {
 
 using Tests::WAIT_LIMIT;
 
-TEST(FfrtUtilsTest, SyncSubmissionAlsoWaitsForWhatItsContextSubmittedBefore)
-{
-    std::promise<void> gate;
-    std::atomic<int> finished{0};
-    FFRTUtils::SubmitTask([&, opened = gate.get_future().share()] {
-        opened.wait();
-        ++finished;
-    });
-    const auto opener = std::async(std::launch::async, [&] { gate.set_value(); });
-    FFRTUtils::SubmitTaskSync([&] { ++finished; });
-    EXPECT_EQ(finished, 2);
-}
-
 TEST(FfrtUtilsTest, TimeLimitReportsWhetherTheTaskFinishedAndNeverStopsIt)
 {
     EXPECT_TRUE(FFRTUtils::SubmitTimeoutTask([] {}, 20000));

@@ -97,11 +97,9 @@ TEST_F(DecisionCenterTest, ScreenOnKeepsScheduledEventsWhichFollowTheLatestFlags
 
 TEST_F(DecisionCenterTest, WithoutSettingsOrARunnerNothingIsScheduled)
 {
-    ConfigurationCenterAccess::SetParser(std::make_shared<ConfigurationParser>());
-    Screen(false);
     Configure("false", "true", 0);
     Screen(false);
-    EXPECT_EQ(log.Count(" Get device parameters falied."), 2U);
+    EXPECT_TRUE(log.Contains(" Get device parameters falied."));
     Configure("true", "true", 1);
     center->OnScreenStateChanged(true, nullptr);
     EXPECT_FALSE(log.Contains(" post task failed."));
