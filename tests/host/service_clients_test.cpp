@@ -1,7 +1,6 @@
 #include "host/service_clients.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
 
 #include <future>
 
@@ -25,7 +24,6 @@ enum User : uid_t { NATIVE = 61001, STRANGER };
 constexpr auto START_SERVICE = static_cast<uint32_t>(DistNetInterfaceCode::START_SERVICE);
 constexpr auto RELEASE_SERVICE = static_cast<uint32_t>(DistNetInterfaceCode::RELEASE_SERVICE);
 constexpr auto START_NETWORK = static_cast<uint32_t>(DistNetInterfaceCode::START_DISTRIBUTED_NETWORK);
-constexpr uint32_t UNKNOWN_CODE = 1000;
 
 // With the real service, which this program links.
 class ServiceClientsTest : public ::testing::Test {
@@ -33,11 +31,6 @@ protected:
     struct Caller {
         User user = NATIVE;
         pid_t pid = 1;
-    };
-    struct Answer {
-        int32_t status = -1;
-        std::vector<uint8_t> bytes;
-        bool operator==(const Answer&) const = default;
     };
 
     ServiceClientsTest()
@@ -55,16 +48,15 @@ protected:
         SystemAbilityManagerClient::GetInstance().SetSystemAbilityManager(nullptr);
     }
 
-    Answer Ask(const Caller& caller, uint32_t code, const std::u16string& token = IDistNetService::GetDescriptor(),
-               size_t replyCapacity = MAX_PARCEL_SIZE)
+    // The status of a request without arguments.
+    int32_t Ask(const Caller& caller, uint32_t code, size_t replyCapacity = MAX_PARCEL_SIZE)
     {
         const CallerScope scope(Security::IdentifyCaller({caller.pid, caller.user, caller.user, {}}));
         MessageParcel data;
         MessageParcel reply;
         reply.SetMaxCapacity(replyCapacity);
-        data.WriteInterfaceToken(token);
-        const int32_t status = clients_.Dispatch({0, COMM_DISTRIBUTED_NET_ABILITY_ID, code}, data, reply);
-        return {status, {reply.GetData(), reply.GetData() + reply.GetDataSize()}};
+        data.WriteInterfaceToken(IDistNetService::GetDescriptor());
+        return clients_.Dispatch({0, COMM_DISTRIBUTED_NET_ABILITY_ID, code}, data, reply);
     }
     void End(const Caller& caller)
     {
@@ -88,12 +80,11 @@ protected:
 TEST_F(ServiceClientsTest, AProcessThatEndsIsReleasedAlsoWhenAllItsRequestsFailed)
 {
     const Caller caller;
-    EXPECT_EQ(Ask(caller, START_NETWORK).status, NetManagerStandard::DISTNET_ERR_READ_DATA);
+    EXPECT_EQ(Ask(caller, START_NETWORK), NetManagerStandard::DISTNET_ERR_READ_DATA);
     EXPECT_TRUE(Stays());
     End(caller);
     EXPECT_TRUE(BecomesUnloaded());
-    EXPECT_EQ(Ask(caller, START_SERVICE, IDistNetService::GetDescriptor(), 0).status,
-              NetManagerStandard::DISTNET_ERR_WRITE_REPLY);
+    EXPECT_EQ(Ask(caller, START_SERVICE, 0), NetManagerStandard::DISTNET_ERR_WRITE_REPLY);
     EXPECT_TRUE(Stays());
     End(caller);
     EXPECT_TRUE(BecomesUnloaded());
@@ -104,11 +95,11 @@ TEST_F(ServiceClientsTest, AHolderThatComesWhileARefusedRequestLoadsTheServiceKe
     for (pid_t round = 1; round <= 50; ++round) {
         timers_.Advance(QuviewDFX::LOG_LIMIT_INTERVAL);
         const Caller holder{NATIVE, round};
-        auto refused = std::async(std::launch::async, [&] { return Ask({STRANGER, 1000}, START_SERVICE).status; });
-        EXPECT_EQ(Ask(holder, START_SERVICE).status, IPC_OK);
+        auto refused = std::async(std::launch::async, [&] { return Ask({STRANGER, 1000}, START_SERVICE); });
+        EXPECT_EQ(Ask(holder, START_SERVICE), IPC_OK);
         EXPECT_EQ(refused.get(), IPC_UNKNOWN_REQUEST);
         ASSERT_TRUE(Stays()) << round;
-        EXPECT_EQ(Ask(holder, RELEASE_SERVICE).status, IPC_OK);
+        EXPECT_EQ(Ask(holder, RELEASE_SERVICE), IPC_OK);
         ASSERT_TRUE(BecomesUnloaded()) << round;
     }
 }

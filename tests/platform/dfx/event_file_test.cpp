@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
-#include <numeric>
 #include <thread>
 
 #include "platform/dfx/event_text.h"
