@@ -29,7 +29,8 @@ struct Configuration {
     std::string softbusListen = "127.0.0.1";  // "softbus.listen": an address of this machine
     uint16_t softbusPort = 0;                 // "softbus.port": 0 picks a free one
     std::vector<std::string> softbusPeers;    // "softbus.peers": "host:port" each
-    std::filesystem::path announceDir;        // "softbus.announce_dir": empty: no announcements
+    bool dnsSd = true;                        // "softbus.dns_sd": on the platform linux
+    std::filesystem::path announceDir;        // "softbus.announce_dir": empty: no announcements there
     std::filesystem::path accessPolicy;       // "access.policy": empty: the shipped default
     // "config_policy.roots": lowest priority first
     std::vector<std::filesystem::path> policyRoots{"/usr/share/distnet", "/etc/distnet"};

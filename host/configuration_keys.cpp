@@ -120,8 +120,10 @@ Rows ReachRows(const fs::path& folder)
         {"softbus.peers",
          ListKind(TextKind(HOST_AND_PORT, WrongHostAndPort), std::string("a list of ") + HOST_AND_PORT),
          &C::softbusPeers, Means("where to look for devices of the account")},
+        {"softbus.dns_sd", FlagKind(), &C::dnsSd,
+         Means("whether devices on the same network find this one and it finds them; on the platform linux")},
         {"softbus.announce_dir", PathKind(folder), &C::announceDir,
-         Means("a folder shared by devices that announce themselves there", "no announcements")},
+         Means("a folder shared by devices that announce themselves there", "no announcements there")},
         {"access.policy", PathKind(folder), &C::accessPolicy,
          Means("which users and groups may use the daemon", "the shipped policy")},
     };

@@ -192,6 +192,7 @@ Result<void> Daemon::StartLink(const Say& say)
     options.softBus.knownDevicesFile = configuration_.stateDir / SoftBus::KNOWN_DEVICES_FILE;
     options.softBus.peerAddresses = configuration_.softbusPeers;
     options.softBus.announceFolder = configuration_.announceDir;
+    options.softBus.channels = device_->AnnouncementChannels();
     options.softBus.onlineChanged = [memory = memory_] { memory->Note(); };
     options.abilities = abilities_;
     options.say = say;

@@ -4,6 +4,8 @@
 #include <array>
 #include <utility>
 
+#include "backends/linux/avahi.h"
+#include "backends/linux/dns_sd_channel.h"
 #include "backends/linux/linux_device.h"
 #include "backends/simulated/simulated_device.h"
 
@@ -68,13 +70,18 @@ public:
                                       : RadioState::SWITCHED_OFF;
     }
 
+    std::vector<SoftBus::AnnouncementChannelFactory> AnnouncementChannels() const override { return {}; }
+
 private:
     const std::unique_ptr<Simulated::SimulatedDevice> device_;
 };
 
 class LinuxPlatform final : public Device {
 public:
-    explicit LinuxPlatform(std::unique_ptr<Linux::LinuxDevice> device) : device_(std::move(device)) {}
+    LinuxPlatform(std::unique_ptr<Linux::LinuxDevice> device, std::shared_ptr<Linux::Bus> bus, bool usesDnsSd)
+        : device_(std::move(device)), bus_(std::move(bus)), usesDnsSd_(usesDnsSd)
+    {
+    }
     void Stop() override { device_->Stop(); }
     std::vector<std::string> Lines() const override
     {
@@ -93,7 +100,17 @@ public:
                 checks.push_back(CheckOf(*check, ability.presence));
             }
         }
+        if (usesDnsSd_) {
+            checks.push_back(CheckAvahi());
+        }
         return checks;
+    }
+    std::vector<SoftBus::AnnouncementChannelFactory> AnnouncementChannels() const override
+    {
+        if (!usesDnsSd_) {
+            return {};
+        }
+        return {[bus = bus_](const std::string& listening) { return Linux::MakeDnsSdChannel(listening, bus); }};
     }
     RadioState Radio() const override
     {
@@ -108,17 +125,33 @@ public:
     }
 
 private:
+    QuviewDFX::HealthCheck CheckAvahi() const
+    {
+        const Linux::BusObject bus{"org.freedesktop.DBus", "/org/freedesktop/DBus", "org.freedesktop.DBus"};
+        const Result<bool> runs =
+            bus_->Call<bool>(bus, "NameHasOwner", Linux::BUS_CALL_LIMIT, std::string(Linux::AVAHI));
+        return runs.value_or(false)
+                   ? QuviewDFX::Healthy("nearby", "Avahi announces this device on its networks and hears of others")
+                   : QuviewDFX::NotChecked("nearby",
+                                           "Avahi does not run: devices are looked for at the addresses of "
+                                           "softbus.peers and where they were reached before",
+                                           "apt install avahi-daemon, or: systemctl start avahi-daemon");
+    }
+
     const std::unique_ptr<Linux::LinuxDevice> device_;
+    const std::shared_ptr<Linux::Bus> bus_;
+    const bool usesDnsSd_;
 };
 
-// Wraps a platform's own device class as a Device; passes on the error of a failed start.
-template <typename Platform, typename Started>
-Result<std::unique_ptr<Device>> AsDevice(Result<std::unique_ptr<Started>> started)
+// Wraps a platform's own device class as a Device, made with the arguments behind it; passes on the error of a failed
+// start.
+template <typename Platform, typename Started, typename... Arguments>
+Result<std::unique_ptr<Device>> AsDevice(Result<std::unique_ptr<Started>> started, Arguments... arguments)
 {
     if (!started) {
         return Failure(std::move(started).error());
     }
-    return std::unique_ptr<Device>(std::make_unique<Platform>(std::move(started.value())));
+    return std::unique_ptr<Device>(std::make_unique<Platform>(std::move(started.value()), std::move(arguments)...));
 }
 
 }  // namespace
@@ -152,7 +185,7 @@ Result<std::unique_ptr<Device>> Device::Start(const PlatformChoice& choice, cons
                                          configuration.hotspotChannel};
         options.wifi.hotspot.limits.idle = std::chrono::seconds(configuration.hotspotIdleS);
         options.wifi.hotspot.limits.idleWithoutUplink = std::chrono::seconds(configuration.hotspotIdleNoUplinkS);
-        return AsDevice<LinuxPlatform>(Linux::LinuxDevice::Start(options));
+        return AsDevice<LinuxPlatform>(Linux::LinuxDevice::Start(options), choice.bus, configuration.dnsSd);
     }
     Simulated::SimulatedDeviceOptions options;
     options.stateDir = configuration.stateDir;

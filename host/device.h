@@ -13,6 +13,7 @@
 #include "platform/base/nocopyable.h"
 #include "platform/base/result.h"
 #include "platform/dfx/health_check.h"
+#include "platform/softbus/discovery/announcement_channel.h"
 
 namespace Vexo::Host {
 
@@ -46,6 +47,8 @@ public:
     virtual std::vector<QuviewDFX::HealthCheck> Checks() const = 0;
     // Whether Wi-Fi can join a network now. Any thread; does not block.
     virtual RadioState Radio() const = 0;
+    // On what this device can announce itself and hear of others, as the configuration allows.
+    virtual std::vector<SoftBus::AnnouncementChannelFactory> AnnouncementChannels() const = 0;
 };
 
 // "ability 4010 telephony: ModemManager 1.20.4, 1 modem"

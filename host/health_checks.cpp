@@ -129,8 +129,8 @@ void CheckPeers(const HealthFacts& facts, std::vector<HealthCheck>& checks)
     }
     if (facts.devices->empty()) {
         checks.push_back(Unhealthy("peers", "no device of the account was ever met",
-                                   "See that one runs, and that softbus.peers or softbus.announce_dir of the "
-                                   "configuration lead to it"));
+                                   "See that one runs on the same network, with Avahi on both, or name its address "
+                                   "in softbus.peers of the configuration"));
         return;
     }
     const bool any = std::any_of(facts.devices->begin(), facts.devices->end(),

@@ -11,7 +11,7 @@ std::vector<std::string> Samples()
     return {R"({"state_dir": "/var/lib/distnet", "device": {"name": "phone"}})",
             R"({"state_dir": "state", "device": {"name": "tablet", "type": "tablet"},
                 "ipc": {"socket": "ipc.sock", "socket_mode": "0660"}, "config_policy": {"roots": ["/etc/distnet"]},
-                "softbus": {"listen": "127.0.0.1", "port": 4000, "peers": ["localhost:4001"], "announce_dir": "a"},
+                "softbus": {"listen": "127.0.0.1", "port": 4000, "peers": ["localhost:4001"], "dns_sd": false, "announce_dir": "a"},
                 "access": {"policy": "access.json"}, "simulated": {"air_dir": "air"}, "log": {"level": "debug"}})"};
 }
 

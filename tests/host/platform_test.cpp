@@ -55,7 +55,7 @@ TEST(Platform, MachineWithoutRadioAndModemNamesWhatItNeeds)
         checks += check.name + (!check.good ? "? " : *check.good ? "+ " : "- ");
         EXPECT_EQ(check.advice.empty(), check.good.value_or(false)) << check.message;
     }
-    EXPECT_EQ(checks, "radio- hotspot- events+ modem? ");
+    EXPECT_EQ(checks, "radio- hotspot- events+ modem? nearby? ");
 }
 
 UniqueFd ListenAsServiceManager(const std::string& path)
