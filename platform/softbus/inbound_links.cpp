@@ -36,6 +36,7 @@ public:
     {
         if (end == LinkEnd::REFUSED || end == LinkEnd::TIMED_OUT) {
             inbound_.admission_.LogRefusal(source_, why);
+            inbound_.refused_.emplace_back(source_, link_);
         }
         inbound_.greeters_.erase(shared_from_this());
     }
@@ -91,9 +92,8 @@ void InboundLinks::Accepted(UniqueFd stream, const PeerAddress& from)
 void InboundLinks::Proven(UniqueFd stream, const std::string& firstMessage, const PeerAddress& from)
 {
     const std::string source = SourceOf(from);
-    const auto ofSource = std::count_if(greeters_.begin(), greeters_.end(),
-                                        [&source](const auto& greeter) { return greeter->Source() == source; });
-    if (greeters_.size() >= MAX_HANDSHAKES || static_cast<size_t>(ofSource) >= MAX_HANDSHAKES_OF_SOURCE) {
+    refused_.remove_if([](const auto& refused) { return refused.second.expired(); });
+    if (greeters_.size() + refused_.size() >= MAX_HANDSHAKES || CountOf(source) >= MAX_HANDSHAKES_OF_SOURCE) {
         admission_.LogRefusal(source, "too many handshakes");
         return;
     }
@@ -105,6 +105,15 @@ void InboundLinks::Proven(UniqueFd stream, const std::string& firstMessage, cons
     const auto greeter = std::make_shared<Greeter>(*this, link, from, source);
     greeters_.insert(greeter);
     link->Start(greeter);
+}
+
+size_t InboundLinks::CountOf(const std::string& source)
+{
+    const auto greeting = std::count_if(greeters_.begin(), greeters_.end(),
+                                        [&](const auto& greeter) { return greeter->Source() == source; });
+    const auto refused =
+        std::count_if(refused_.begin(), refused_.end(), [&](const auto& link) { return link.first == source; });
+    return static_cast<size_t>(greeting + refused);
 }
 
 void InboundLinks::Stop()

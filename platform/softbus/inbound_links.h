@@ -4,8 +4,11 @@
 // Used on the reactor thread; nothing blocks.
 #pragma once
 
+#include <list>
 #include <memory>
 #include <set>
+#include <string>
+#include <utility>
 
 #include "platform/base/nocopyable.h"
 #include "platform/softbus/link/admission.h"
@@ -35,12 +38,15 @@ private:
     friend class Greeter;
 
     void Proven(UniqueFd stream, const std::string& firstMessage, const PeerAddress& from);
+    size_t CountOf(const std::string& source);
     std::string SourceOf(const PeerAddress& from) const;
 
     ReactorContext& context_;
     Sessions& sessions_;
     Admission admission_;
     std::set<std::shared_ptr<Greeter>> greeters_;
+    // Links that were refused, by source: they count until their last alert has gone out.
+    std::list<std::pair<std::string, std::weak_ptr<Link>>> refused_;
 };
 
 }  // namespace Vexo::SoftBus
