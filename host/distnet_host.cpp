@@ -160,7 +160,7 @@ int32_t DistNetHost::GetDevices(DeviceList& devices)
     for (const SoftBus::Node& node : softBus ? softBus->Nodes() : std::vector<SoftBus::Node>{}) {
         devices.devices.push_back({node.deviceName, static_cast<DeviceType>(node.deviceTypeId), node.networkId,
                                    node.deviceId, node.online, sys_seconds(seconds(node.lastSeenMs / 1000)),
-                                   node.transport, node.address});
+                                   node.transport, node.address, node.clockAhead.value_or(milliseconds(0))});
     }
     return HOST_OK;
 }

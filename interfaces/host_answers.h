@@ -111,8 +111,10 @@ struct KnownDevice {
     std::string deviceId;
     bool online = false;
     std::chrono::sys_seconds lastSeen;
-    std::string transport{};  // the transport over which the device was reached last: "tcp"
-    std::string address{};    // the address at which it was reached last; empty when not known
+    std::string transport{};  // the transport over which the device would be tried first: "tcp"
+    std::string address{};    // the address at which it would be tried first; empty when not known
+    // The device's clock less this one's; 0 when it is not known.
+    std::chrono::milliseconds clockAhead{0};
 };
 
 struct DeviceList {

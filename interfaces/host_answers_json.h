@@ -107,6 +107,7 @@ void ForEachMember(Visit& visit, MaybeConst<KnownDevice> auto& device)
     visit("last_seen", device.lastSeen);
     visit("transport", device.transport);
     visit("address", device.address);
+    visit("clock_ahead_ms", device.clockAhead);
 }
 
 template <typename Visit>

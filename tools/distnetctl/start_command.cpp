@@ -1,9 +1,11 @@
 #include <algorithm>
+#include <chrono>
 #include <optional>
 #include <string>
 #include <vector>
 
 #include "platform/base/clock.h"
+#include "platform/base/text.h"
 #include "platform/dfx/trace_recorder.h"
 #include "tools/distnetctl/commands.h"
 #include "tools/distnetctl/interrupt.h"
@@ -17,6 +19,9 @@ namespace Vexo::Ctl {
 namespace {
 
 using Host::WifiState;
+
+// A difference of clocks that may be why a peer refuses this device.
+constexpr std::chrono::minutes FAR_CLOCK{30};
 
 // Without the members that only a caller of WaitForWifi needs.
 Json WifiDetails(const Host::WifiStatus& wifi)
@@ -180,16 +185,25 @@ private:
         if (!IsKnown(peer_)) {
             return "no device of this account with that id was ever met";
         }
-        std::vector<Peer> now;
-        if (peer_.online || !client_.GetDevices(now).Succeeded()) {
+        std::vector<Peer> known;
+        if (!client_.GetDevices(known).Succeeded()) {
             return call.message;
         }
-        const bool wasReached = std::none_of(now.begin(), now.end(), [this](const Peer& peer) {
-            return peer.networkId == peer_.networkId && !peer.online && peer.lastSeen == peer_.lastSeen;
-        });
-        return wasReached ? call.message
-                          : "it is away, and did not answer where it was last reached, " + Ago(peer_) + ", over " +
-                                ReachedAt(peer_);
+        const auto now = std::find_if(known.begin(), known.end(),
+                                      [this](const Peer& peer) { return peer.networkId == peer_.networkId; });
+        if (now == known.end()) {
+            return call.message;
+        }
+        if (abs(now->clockAhead) >= FAR_CLOCK) {
+            const auto difference = std::chrono::duration_cast<std::chrono::seconds>(now->clockAhead);
+            return "its clock is " + RoughDuration(abs(difference)) +
+                   (difference.count() > 0 ? " ahead of" : " behind") +
+                   " this device's, so it may not accept this device's certificate; set the one that is wrong";
+        }
+        const bool staysAway = !peer_.online && !now->online && now->lastSeen == peer_.lastSeen;
+        return staysAway ? "it is away, and did not answer where it was last reached, " + Ago(peer_) + ", over " +
+                               ReachedAt(peer_)
+                         : call.message;
     }
 
     std::string GivenTime() const
