@@ -69,7 +69,7 @@ private:
 InboundLinks::InboundLinks(ReactorContext& context, Sessions& sessions)
     : context_(context),
       sessions_(sessions),
-      admission_(*context.reactor, [this](UniqueFd stream, const std::string& firstMessage, const PeerAddress& from) {
+      admission_(*context.reactor, [this](Stream stream, const std::string& firstMessage, const PeerAddress& from) {
           Proven(std::move(stream), firstMessage, from);
       })
 {
@@ -83,13 +83,13 @@ std::string InboundLinks::SourceOf(const PeerAddress& from) const
     return transport != nullptr ? transport->SourceOf(from.address) : from.address;
 }
 
-void InboundLinks::Accepted(UniqueFd stream, const PeerAddress& from)
+void InboundLinks::Accepted(Stream stream, const PeerAddress& from)
 {
     DISTNET_ASSERT(context_.RunsOnThisThread(), "on the reactor thread");
     admission_.Accept(std::move(stream), from, SourceOf(from));
 }
 
-void InboundLinks::Proven(UniqueFd stream, const std::string& firstMessage, const PeerAddress& from)
+void InboundLinks::Proven(Stream stream, const std::string& firstMessage, const PeerAddress& from)
 {
     const std::string source = SourceOf(from);
     refused_.remove_if([](const auto& refused) { return refused.second.expired(); });

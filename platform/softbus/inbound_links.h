@@ -30,14 +30,14 @@ public:
     // Call before the first Accepted.
     void SetPreamble(std::shared_ptr<const Trust::Preamble> preamble) { admission_.SetPreamble(std::move(preamble)); }
     // A stream that a transport accepted from that address.
-    void Accepted(UniqueFd stream, const PeerAddress& from);
+    void Accepted(Stream stream, const PeerAddress& from);
     void Stop();
 
 private:
     class Greeter;
     friend class Greeter;
 
-    void Proven(UniqueFd stream, const std::string& firstMessage, const PeerAddress& from);
+    void Proven(Stream stream, const std::string& firstMessage, const PeerAddress& from);
     size_t CountOf(const std::string& source);
     std::string SourceOf(const PeerAddress& from) const;
 

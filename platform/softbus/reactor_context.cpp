@@ -1,5 +1,7 @@
 #include "platform/softbus/reactor_context.h"
 
+#include <algorithm>
+
 #include "platform/base/text.h"
 #include "platform/dfx/guard.h"
 #include "platform/softbus/softbus_log.h"
@@ -27,6 +29,16 @@ void ReactorContext::NoteReachability(const std::string& networkId)
     if (onlineChanged) {
         QuviewDFX::RunGuarded(LOG_SOFTBUS, "online callback", onlineChanged);
     }
+}
+
+bool ReactorContext::CanSeek(const std::vector<int32_t>& linkTypes) const
+{
+    return std::any_of(transports.begin(), transports.end(), [&](const auto& transport) {
+        return !transport->KeepsAddresses() &&
+               (linkTypes.empty() || std::any_of(linkTypes.begin(), linkTypes.end(), [&](int32_t type) {
+                    return transport->Carries(static_cast<LinkType>(type));
+                }));
+    });
 }
 
 Transport* ReactorContext::FindTransport(const std::string& name) const

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <asio/io_context.hpp>
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <set>
@@ -17,6 +18,8 @@
 
 namespace Vexo::SoftBus {
 
+class Dial;
+
 struct ReactorContext : public NoCopyable {
     // Callbacks that outlive the soft bus hold it too.
     const std::shared_ptr<asio::io_context> reactor = std::make_shared<asio::io_context>(1);
@@ -26,8 +29,11 @@ struct ReactorContext : public NoCopyable {
     Hello ownHello;
     size_t peerShare = 0;  // sessions that one peer may have opened
     std::function<void()> onlineChanged;
+    // Lets the channels that can listen harder for that long; false when there is none.
+    std::function<bool(std::chrono::milliseconds limit)> seek;
     KnownDevices devices;
     Sightings sightings;
+    std::set<std::shared_ptr<Dial>> dials;  // under way
 
     // For contracts: whether the calling thread runs the reactor.
     bool RunsOnThisThread() const { return reactor->get_executor().running_in_this_thread(); }
@@ -37,14 +43,17 @@ struct ReactorContext : public NoCopyable {
     // After something that may have changed IsReachable: logs a change, and calls onlineChanged.
     void NoteReachability(const std::string& networkId);
 
+    // Whether one of the link types is a way to devices that are heard only when somebody seeks them; no types: any.
+    bool CanSeek(const std::vector<int32_t>& linkTypes) const;
+
     // Null for a name that no transport has.
     Transport* FindTransport(const std::string& name) const;
 
-    std::shared_ptr<Link> MakeClientLink(UniqueFd stream, const std::string& peerNetworkId) const
+    std::shared_ptr<Link> MakeClientLink(Stream stream, const std::string& peerNetworkId) const
     {
         return Link::MakeClient(*reactor, std::move(stream), linkSetup, peerNetworkId);
     }
-    std::shared_ptr<Link> MakeServerLink(UniqueFd stream, const std::string& firstMessage) const
+    std::shared_ptr<Link> MakeServerLink(Stream stream, const std::string& firstMessage) const
     {
         return Link::MakeServer(*reactor, std::move(stream), linkSetup, firstMessage);
     }

@@ -57,6 +57,7 @@ public:
 
 private:
     Result<void> Listen();
+    Result<void> MakeTokens(const Trust::LinkKeys& keys);
     Result<void> Discover();
     Result<void> AnnounceEachPeriod();
     void RunReactor() EXCLUDES(lifeMutex_);
@@ -120,15 +121,13 @@ Result<void> Server::Begin(const Trust::Identity& identity)
     }
     context_.linkSetup.preamble = std::move(preamble.value());
     inbound_.SetPreamble(context_.linkSetup.preamble);
-    auto tokens = Trust::AnnouncementTokens::Make(*identity.linkKeys, TCP);
-    if (!tokens) {
-        return Failure(std::move(tokens).error());
-    }
-    context_.sightings.Use(identity.networkId, std::move(tokens.value()));
     context_.ownNetworkId = identity.networkId;
     context_.ownHello = {options_.deviceTypeId, identity.deviceId, options_.deviceName, {}};
     if (auto listening = Listen(); !listening) {
         return listening;
+    }
+    if (auto tokens = MakeTokens(*identity.linkKeys); !tokens) {
+        return tokens;
     }
     if (!options_.knownDevicesFile.empty()) {
         context_.devices.UseFile(options_.knownDevicesFile,
@@ -160,11 +159,13 @@ Result<void> Server::Listen()
         context_.transports.push_back(make(*context_.reactor));
     }
     for (const auto& transport : context_.transports) {
-        auto bound = transport->Listen([this, name = transport->Name()](UniqueFd stream, const std::string& from) {
+        auto bound = transport->Listen([this, name = transport->Name()](Stream stream, const std::string& from) {
             inbound_.Accepted(std::move(stream), {name, from});
         });
-        if (bound) {
+        if (bound && !bound.value().empty()) {
             context_.ownHello.addresses.push_back({transport->Name(), bound.value()});
+        } else if (bound) {
+            continue;
         } else if (transport == tcp) {
             return Failure(std::move(bound).error());
         } else {
@@ -176,6 +177,20 @@ Result<void> Server::Listen()
     return {};
 }
 
+Result<void> Server::MakeTokens(const Trust::LinkKeys& keys)
+{
+    Sightings::TransportTokens tokens;
+    for (const auto& transport : context_.transports) {
+        auto made = Trust::AnnouncementTokens::Make(keys, transport->Name());
+        if (!made) {
+            return Failure(std::move(made).error());
+        }
+        tokens[transport->Name()] = std::move(made.value());
+    }
+    context_.sightings.Use(context_.ownNetworkId, std::move(tokens));
+    return {};
+}
+
 Result<void> Server::Discover()
 {
     for (const std::string& address : options_.peerAddresses) {
@@ -184,15 +199,17 @@ Result<void> Server::Discover()
     if (!options_.announceFolder.empty()) {
         channels_.push_back(std::make_unique<FolderChannel>(
             options_.announceFolder, context_.ownHello.addresses.front(),
-            [this](const std::string& token) { return context_.sightings.IsOwn(token); }));
+            [this](const std::string& token) { return context_.sightings.IsOwn(TCP, token); }));
     }
     for (const AnnouncementChannelFactory& make : options_.channels) {
         channels_.push_back(make(listenAddress_));
     }
     for (const auto& channel : channels_) {
         auto started = channel->Start(
-            context_.sightings.OwnToken(),
-            [this](const std::string& token) { return context_.sightings.IsOurs(token); },
+            context_.sightings.OwnToken(channel->TransportName()),
+            [this, transport = channel->TransportName()](const std::string& token) {
+                return context_.sightings.IsOurs(transport, token);
+            },
             [this, kind = channel->Name()](const std::string& name, const std::optional<Announcement>& heard) {
                 PostWhileRunning([this, kind, name, heard] { finder_.Heard(kind, name, heard); });
             });
@@ -201,6 +218,13 @@ Result<void> Server::Discover()
             return started;
         }
     }
+    // The channels are complete only now.
+    PostWhileRunning([this] {
+        context_.seek = [this](std::chrono::milliseconds limit) {
+            return std::count_if(channels_.begin(), channels_.end(),
+                                 [limit](const auto& channel) { return channel->Seek(limit); }) > 0;
+        };
+    });
     return AnnounceEachPeriod();
 }
 
@@ -209,7 +233,7 @@ Result<void> Server::AnnounceEachPeriod()
     return periods_.Start([this] {
         finder_.DropOldAnnouncements();
         for (const auto& channel : channels_) {
-            channel->Announce(context_.sightings.OwnToken());
+            channel->Announce(context_.sightings.OwnToken(channel->TransportName()));
         }
     });
 }
@@ -366,7 +390,7 @@ int Server::OpenSession(const std::string& mySessionName, const std::string& pee
     SessionRequest request{
         true,          mySessionName, peerSessionName,
         peerNetworkId, attr.dataType, {std::begin(attr.linkType), std::begin(attr.linkType) + attr.linkTypeNum}};
-    if (WaysTo(context_, request.peerNetworkId, request.linkTypes).empty()) {
+    if (!context_.CanSeek(request.linkTypes) && WaysTo(context_, request.peerNetworkId, request.linkTypes).empty()) {
         return SOFTBUS_NO_LINK;
     }
     const SessionPtr session = table_->Add(std::move(request));

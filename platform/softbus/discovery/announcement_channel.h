@@ -4,6 +4,7 @@
 // handshake decides who is there.
 #pragma once
 
+#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -33,12 +34,17 @@ public:
     virtual ~AnnouncementChannel() = default;
 
     virtual std::string Name() const = 0;  // "dns-sd", for logs
+    // Transport::Name() of the addresses that it announces; the tokens are made for that one.
+    virtual std::string TransportName() const { return "tcp"; }
 
     // Announces token, reports what is there, and listens. Blocks for a short time. An error says why this channel
     // cannot be used at all; what may come back by itself (a daemon that is not running) is none. Once.
     [[nodiscard]] virtual Result<void> Start(const std::string& token, IsOurs isOurs, Heard heard) = 0;
     // Announces this token from now on, before the announcement of the one before ends. Does not block.
     virtual void Announce(const std::string& token) = 0;
+    // Somebody wants to reach a device that is not heard: listens harder for that long. False for a channel that always
+    // hears what there is. Does not block.
+    virtual bool Seek(std::chrono::milliseconds /*limit*/) { return false; }
     // Ends the announcement and listening, within a second unless a disk or a daemon hangs. No callback runs after it
     // returns. Not from a callback. Idempotent; the destructor does it too.
     virtual void Withdraw() = 0;

@@ -24,10 +24,11 @@ struct Finder::Configured {
 // A greeting that waits for its turn.
 struct Finder::Task {
     std::string networkId;                   // who must answer; empty: any other device of the account
-    std::function<std::vector<Way>()> ways;  // when its turn comes; none: it is not needed any more
+    std::function<std::vector<Way>()> ways;  // when its turn comes; none: it is not needed any more, unless it seeks
     Greeting::Done done;
     GreetingKind kind = GreetingKind::HELLO;
     std::chrono::milliseconds limit = GREETING_LIMIT;
+    bool seeks = false;
 };
 
 Finder::Finder(ReactorContext& context) : context_(context), scanTimer_(*context.reactor) {}
@@ -94,6 +95,9 @@ void Finder::Heard(const std::string& channel, const std::string& name, const st
     if (!idStart) {
         return;
     }
+    for (const auto& dial : std::set<std::shared_ptr<Dial>>(context_.dials)) {
+        dial->LookAgain();
+    }
     const std::string networkId = context_.devices.FindByStart(*idStart);
     if (networkId.empty()) {
         GreetStranger(*idStart);
@@ -135,11 +139,11 @@ void Finder::GreetKnownDevices()
 {
     DISTNET_ASSERT(context_.RunsOnThisThread(), "on the reactor thread");
     for (const Node& node : context_.devices.List()) {
-        GreetDevice(node.networkId, [] {});
+        GreetDevice(node.networkId, false, [] {});
     }
 }
 
-void Finder::GreetDevice(const std::string& networkId, std::function<void()> done)
+void Finder::GreetDevice(const std::string& networkId, bool seeks, std::function<void()> done)
 {
     Greet({.networkId = networkId,
            .ways = [this, networkId] { return WaysTo(context_, networkId); },
@@ -149,7 +153,8 @@ void Finder::GreetDevice(const std::string& networkId, std::function<void()> don
                        TakeForGone(context_, networkId);
                    }
                    done();
-               }});
+               },
+           .seeks = seeks});
 }
 
 void Finder::Scan(std::function<void()> done)
@@ -167,7 +172,7 @@ void Finder::Scan(std::function<void()> done)
     };
     for (const Node& node : context_.devices.List()) {
         ++scanLeft_;
-        GreetDevice(node.networkId, ended);
+        GreetDevice(node.networkId, context_.CanSeek({}), ended);
     }
     for (const std::string& idStart : context_.sightings.All()) {
         GreetStranger(idStart);
@@ -202,8 +207,7 @@ void Finder::StartNext()
     while (!waiting_.empty() && running_.size() < MAX_GREETINGS) {
         const Task task = std::move(waiting_.front());
         waiting_.pop_front();
-        std::vector<Way> ways = task.ways();
-        if (ways.empty()) {
+        if (!task.seeks && task.ways().empty()) {
             task.done({});
             continue;
         }
@@ -215,7 +219,7 @@ void Finder::StartNext()
         });
         *slot = greeting;
         running_.insert(greeting);
-        greeting->Start({task.networkId, std::move(ways), task.limit});
+        greeting->Start({task.networkId, task.ways, task.limit, task.seeks});
     }
 }
 

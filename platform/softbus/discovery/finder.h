@@ -60,7 +60,7 @@ private:
     void ConfiguredFailed(const ConfiguredPtr& configured, const GreetingResult& result);
     void GreetStranger(const std::string& idStart);
     // Tries the device, and takes it for gone when none of its addresses leads to it.
-    void GreetDevice(const std::string& networkId, std::function<void()> done);
+    void GreetDevice(const std::string& networkId, bool seeks, std::function<void()> done);
     void Greet(Task task);
     void StartNext();
     void ScanEnded();

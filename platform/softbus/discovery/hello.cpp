@@ -13,12 +13,13 @@ std::vector<PeerAddress> UsableAddresses(const ReactorContext& context, const He
                                          bool wasDialled)
 {
     std::vector<PeerAddress> addresses;
-    if (wasDialled) {
+    const Transport* const dialled = wasDialled ? context.FindTransport(where.transport) : nullptr;
+    if (dialled != nullptr && dialled->KeepsAddresses()) {
         addresses.push_back(where);
     }
     for (PeerAddress address : hello.addresses) {
         const Transport* transport = context.FindTransport(address.transport);
-        if (transport == nullptr) {
+        if (transport == nullptr || !transport->KeepsAddresses()) {
             continue;
         }
         if (address.transport == where.transport) {

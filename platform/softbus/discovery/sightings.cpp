@@ -13,16 +13,17 @@ std::string StartOf(const std::string& networkId)
 
 }  // namespace
 
-void Sightings::Use(std::string ownNetworkId, std::shared_ptr<const Trust::AnnouncementTokens> tokens)
+void Sightings::Use(std::string ownNetworkId, TransportTokens tokens)
 {
     ownStart_ = StartOf(ownNetworkId);
     ownNetworkId_ = std::move(ownNetworkId);
     tokens_ = std::move(tokens);
 }
 
-std::optional<Trust::TokenOwner> Sightings::OwnerOf(const std::string& token)
+std::optional<Trust::TokenOwner> Sightings::OwnerOf(const std::string& transport, const std::string& token)
 {
-    if (auto owner = tokens_->Read(token)) {
+    const Trust::AnnouncementTokens& tokens = *tokens_.at(transport);
+    if (auto owner = tokens.Read(token)) {
         return owner;
     }
     {
@@ -35,7 +36,7 @@ std::optional<Trust::TokenOwner> Sightings::OwnerOf(const std::string& token)
             return std::nullopt;
         }
     }
-    auto owner = tokens_->ReadOfAnyClock(token);
+    auto owner = tokens.ReadOfAnyClock(token);
     if (!owner) {
         const MutexLock lock(mutex_);
         ++farReads_;
@@ -43,24 +44,27 @@ std::optional<Trust::TokenOwner> Sightings::OwnerOf(const std::string& token)
     return owner;
 }
 
-bool Sightings::IsOurs(const std::string& token)
+bool Sightings::IsOurs(const std::string& transport, const std::string& token)
 {
-    return OwnerOf(token).has_value();
+    return OwnerOf(transport, token).has_value();
 }
 
-bool Sightings::IsOwn(const std::string& token) const
+bool Sightings::IsOwn(const std::string& transport, const std::string& token) const
 {
-    const auto owner = tokens_->ReadOfAnyClock(token);
+    const auto owner = tokens_.at(transport)->ReadOfAnyClock(token);
     return owner && owner->idStart == ownStart_;
 }
 
 std::optional<std::string> Sightings::Set(const std::string& channel, const std::string& name,
                                           const std::optional<Announcement>& announcement)
 {
-    std::optional<Trust::TokenOwner> owner = announcement ? OwnerOf(announcement->token) : std::nullopt;
+    std::optional<Trust::TokenOwner> owner;
+    if (announcement && !announcement->addresses.empty()) {
+        owner = OwnerOf(announcement->addresses.front().transport, announcement->token);
+    }
     const MutexLock lock(mutex_);
     const auto known = heard_.find({channel, name});
-    if (!owner || owner->idStart == ownStart_ || announcement->addresses.empty()) {
+    if (!owner || owner->idStart == ownStart_) {
         if (known == heard_.end()) {
             return std::nullopt;
         }

@@ -33,14 +33,16 @@ class Sightings : public NoCopyable {
 public:
     explicit Sightings(const Clock& clock = Clock::System()) : clock_(clock) {}
 
-    // Before any other call. Null tokens: nothing is ours.
-    void Use(std::string ownNetworkId, std::shared_ptr<const Trust::AnnouncementTokens> tokens);
+    using TransportTokens = std::map<std::string, std::shared_ptr<const Trust::AnnouncementTokens>>;
 
-    // This device's token of the period.
-    std::string OwnToken() const { return tokens_->MakeToken(ownNetworkId_); }
+    // Before any other call. tokens: of each transport that a call names.
+    void Use(std::string ownNetworkId, TransportTokens tokens);
+
+    // This device's token of the period, for announcements of that transport.
+    std::string OwnToken(const std::string& transport) const { return tokens_.at(transport)->MakeToken(ownNetworkId_); }
     // Whether a device of this account made the token, whatever its clock says.
-    bool IsOurs(const std::string& token) EXCLUDES(mutex_);
-    bool IsOwn(const std::string& token) const;
+    bool IsOurs(const std::string& transport, const std::string& token) EXCLUDES(mutex_);
+    bool IsOwn(const std::string& transport, const std::string& token) const;
 
     // An announcement came or changed, or has ended (nothing). How the network id of its device begins
     // (Trust::TokenOwner::idStart); nothing when it does not matter: it is this device's own, of no device of the
@@ -75,12 +77,12 @@ private:
         bool isAnswered = true;  // not known to be otherwise
     };
 
-    std::optional<Trust::TokenOwner> OwnerOf(const std::string& token) EXCLUDES(mutex_);
+    std::optional<Trust::TokenOwner> OwnerOf(const std::string& transport, const std::string& token) EXCLUDES(mutex_);
 
     const Clock& clock_;
     std::string ownStart_;  // these are constant after Use
     std::string ownNetworkId_;
-    std::shared_ptr<const Trust::AnnouncementTokens> tokens_;
+    TransportTokens tokens_;
     mutable Mutex mutex_;
     std::map<std::pair<std::string, std::string>, Sighting> heard_ GUARDED_BY(mutex_);  // by channel and name
     std::map<PeerAddress, SteadyTime> leftAlone_ GUARDED_BY(mutex_);                    // until when

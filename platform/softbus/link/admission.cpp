@@ -44,9 +44,10 @@ bool IsClientHello(std::string_view record)
 // One connection between accept and proof.
 class Admission::Candidate : public std::enable_shared_from_this<Candidate> {
 public:
-    Candidate(Admission& admission, uint64_t order, UniqueFd stream, PeerAddress from, std::string source)
+    Candidate(Admission& admission, uint64_t order, Stream stream, PeerAddress from, std::string source)
         : admission_(admission),
-          socket_(admission.reactor_, stream.Release()),
+          socket_(admission.reactor_, stream.socket.Release()),
+          maxWriteBytes_(stream.maxWriteBytes),
           order_(order),
           from_(std::move(from)),
           source_(std::move(source))
@@ -137,13 +138,14 @@ private:
             admission_.Refuse(self, "its proof is wrong: a stranger, or its link key is another");
             return;
         }
-        UniqueFd stream(socket_.release());
+        Stream stream{UniqueFd(socket_.release()), maxWriteBytes_};
         admission_.Forget(self);
         admission_.proven_(std::move(stream), std::string(message), from_);
     }
 
     Admission& admission_;
     asio::posix::stream_descriptor socket_;
+    const size_t maxWriteBytes_;
     const SteadyTime deadline_ = Clock::System().Now() + PROOF_LIMIT;
     const uint64_t order_;
     const PeerAddress from_;
@@ -155,7 +157,7 @@ private:
 
 Admission::~Admission() = default;
 
-void Admission::Accept(UniqueFd stream, const PeerAddress& from, const std::string& source)
+void Admission::Accept(Stream stream, const PeerAddress& from, const std::string& source)
 {
     if (stopped_) {
         return;

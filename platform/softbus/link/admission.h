@@ -38,7 +38,7 @@ inline constexpr size_t MAX_FIRST_MESSAGE = 4096;
 class Admission : public NoCopyable {
 public:
     // A stream whose peer is of the account, with the first TLS message that was read from it.
-    using Proven = std::function<void(UniqueFd stream, std::string firstMessage, const PeerAddress& from)>;
+    using Proven = std::function<void(Stream stream, std::string firstMessage, const PeerAddress& from)>;
 
     Admission(asio::io_context& reactor, Proven proven)
         : reactor_(reactor), proven_(std::move(proven)), deadlines_(reactor)
@@ -48,7 +48,7 @@ public:
 
     void SetPreamble(std::shared_ptr<const Trust::Preamble> preamble) { preamble_ = std::move(preamble); }
     // A stream that a transport accepted. source: what shares are counted by (Transport::SourceOf).
-    void Accept(UniqueFd stream, const PeerAddress& from, const std::string& source);
+    void Accept(Stream stream, const PeerAddress& from, const std::string& source);
     // A member's connection came from there.
     void NoteMember(const std::string& source);
     // Logs the refusal of a connection from there, unless one was logged in the last minute.

@@ -41,7 +41,7 @@ public:
             Fail("there is no transport \"" + where_.transport + "\" here");
             return;
         }
-        transport->Connect(where_.address, limit, [self = shared_from_this()](Result<UniqueFd> stream) {
+        transport->Connect(where_.address, limit, [self = shared_from_this()](Result<Stream> stream) {
             if (!stream) {
                 self->Fail(stream.error().message);
             } else if (self->dial_) {
@@ -91,7 +91,7 @@ private:
     // A transport that fails has found nobody.
     void Fail(const std::string& why) { OnEnded(LinkEnd::BROKEN, why); }
 
-    void Shake(UniqueFd stream)
+    void Shake(Stream stream)
     {
         link_ = dial_->context_.MakeClientLink(std::move(stream), dial_->request_.networkId);
         if (link_) {
@@ -115,21 +115,47 @@ std::shared_ptr<Dial> Dial::Start(ReactorContext& context, DialRequest request, 
 {
     DISTNET_ASSERT(context.RunsOnThisThread(), "on the reactor thread");
     const std::shared_ptr<Dial> dial(new Dial(context, std::move(request), std::move(done)));
+    dial->ways_ = dial->request_.ways();
+    context.dials.insert(dial);
     asio::post(*context.reactor, [dial] { dial->TryThoseDue(); });
     return dial;
+}
+
+void Dial::LookAgain()
+{
+    const auto passed = std::chrono::ceil<std::chrono::milliseconds>(Clock::System().Now() - start_);
+    for (const Way& way : request_.ways()) {
+        const bool isNew =
+            std::none_of(ways_.begin(), ways_.end(), [&](const Way& known) { return known.where == way.where; });
+        if (isNew) {
+            ways_.insert(ways_.begin() + static_cast<std::ptrdiff_t>(next_), {way.where, passed});
+        }
+    }
+    TryThoseDue();
 }
 
 void Dial::TryThoseDue()
 {
     const auto passed = Clock::System().Now() - start_;
-    while (done_ && next_ < request_.ways.size() && (request_.ways[next_].after <= passed || attempts_.empty())) {
-        Try(request_.ways[next_++].where);
+    while (done_ && next_ < ways_.size() && (ways_[next_].after <= passed || attempts_.empty())) {
+        Try(ways_[next_++].where);
     }
-    if (done_ && attempts_.empty()) {
+    if (done_ && attempts_.empty() && !SeeksNow()) {
         Finish();
     } else if (done_) {
         Wait();
     }
+}
+
+// Begins to seek when it is time; true from then on, when there is a channel that can.
+bool Dial::SeeksNow()
+{
+    const auto passed = std::chrono::ceil<std::chrono::milliseconds>(Clock::System().Now() - start_);
+    if (request_.seeks && !hasSought_ && (attempts_.empty() || passed >= SEEK_DELAY)) {
+        hasSought_ = true;
+        isSeeking_ = context_.seek && context_.seek(request_.limit - passed);
+    }
+    return isSeeking_;
 }
 
 void Dial::Try(const PeerAddress& where)
@@ -140,11 +166,17 @@ void Dial::Try(const PeerAddress& where)
     attempt->Start(std::clamp(left, std::chrono::milliseconds(1), HANDSHAKE_LIMIT));
 }
 
-// For the next way, or for the limit of all.
+// For the next way, for the time to seek, or for the limit of all.
 void Dial::Wait()
 {
-    const bool isLast = next_ == request_.ways.size();
-    timer_.expires_at(start_ + (isLast ? request_.limit : std::min(request_.ways[next_].after, request_.limit)));
+    auto until = request_.limit;
+    if (next_ < ways_.size()) {
+        until = std::min(until, ways_[next_].after);
+    }
+    if (request_.seeks && !hasSought_) {
+        until = std::min(until, SEEK_DELAY);
+    }
+    timer_.expires_at(start_ + until);
     timer_.async_wait([self = shared_from_this()](const asio::error_code& error) {
         if (error || !self->done_) {
             return;
@@ -154,6 +186,7 @@ void Dial::Wait()
             self->result_.why = "no answer within the limit";
             self->Finish();
         } else {
+            self->SeeksNow();
             self->TryThoseDue();
         }
     });
@@ -194,6 +227,7 @@ void Dial::Cancel()
 {
     done_ = nullptr;
     timer_.cancel();
+    context_.dials.erase(shared_from_this());
     for (const AttemptPtr& attempt : std::exchange(attempts_, {})) {
         attempt->Abandon();
     }

@@ -1,6 +1,7 @@
 // Dial: one try to reach a device: connects to its addresses, each a little after the one before it and at once when
 // all before it have failed (in the manner of RFC 8305), and keeps the first connection whose handshake is done. HELLO
-// is queued on it as the first frame (docs/link.md). The reactor's; nothing blocks.
+// is queued on it as the first frame (docs/link.md). A dial that seeks lets the channels listen harder when nothing has
+// led to the device, and tries the addresses that they hear. The reactor's; nothing blocks.
 #pragma once
 
 #include <asio/steady_timer.hpp>
@@ -24,10 +25,15 @@ struct Way {
     std::chrono::milliseconds after{0};
 };
 
+// After how long without success a dial that seeks begins to; at once when no way is left.
+inline constexpr std::chrono::milliseconds SEEK_DELAY{300};
+
 struct DialRequest {
     std::string networkId;  // who must answer; empty: any other device of the account
-    std::vector<Way> ways;  // the earliest first
+    // The ways, the earliest first. Asked again when a device is heard.
+    std::function<std::vector<Way>()> ways;
     std::chrono::milliseconds limit{0};
+    bool seeks = false;
 };
 
 struct DialResult {
@@ -46,6 +52,8 @@ public:
     static std::shared_ptr<Dial> Start(ReactorContext& context, DialRequest request, Done done);
     // Done is not called from now on. Idempotent.
     void Cancel();
+    // A device has been heard: tries addresses that are new.
+    void LookAgain();
 
 private:
     class Attempt;
@@ -55,6 +63,7 @@ private:
     Dial(ReactorContext& context, DialRequest request, Done done);
 
     void TryThoseDue();
+    bool SeeksNow();
     void Wait();
     void Try(const PeerAddress& where);
     void Succeeded(const AttemptPtr& attempt, std::shared_ptr<Link> link);
@@ -66,7 +75,10 @@ private:
     Done done_;
     const SteadyTime start_ = Clock::System().Now();
     asio::steady_timer timer_;
+    std::vector<Way> ways_;
     size_t next_ = 0;  // of the ways
+    bool isSeeking_ = false;
+    bool hasSought_ = false;
     std::set<AttemptPtr> attempts_;
     DialResult result_;
 };

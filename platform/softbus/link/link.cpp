@@ -15,7 +15,7 @@
 
 namespace Vexo::SoftBus {
 
-std::shared_ptr<Link> Link::MakeClient(asio::io_context& reactor, UniqueFd stream, const Setup& setup,
+std::shared_ptr<Link> Link::MakeClient(asio::io_context& reactor, Stream stream, const Setup& setup,
                                        const std::string& peerNetworkId)
 {
     Trust::SslPtr ssl = setup.tls->NewClient(peerNetworkId);
@@ -25,23 +25,24 @@ std::shared_ptr<Link> Link::MakeClient(asio::io_context& reactor, UniqueFd strea
     return std::shared_ptr<Link>(new Link(reactor, std::move(stream), Role::CLIENT, setup, std::move(ssl)));
 }
 
-std::shared_ptr<Link> Link::MakeServer(asio::io_context& reactor, UniqueFd stream, const Setup& setup,
+std::shared_ptr<Link> Link::MakeServer(asio::io_context& reactor, Stream stream, const Setup& setup,
                                        const std::string& firstMessage)
 {
     Trust::SslPtr ssl = setup.tls->NewServer();
-    if (!ssl || !AttachSocket(ssl.get(), stream.Get(), firstMessage)) {
+    if (!ssl || !AttachSocket(ssl.get(), stream.socket.Get(), firstMessage, stream.maxWriteBytes)) {
         return nullptr;
     }
     return std::shared_ptr<Link>(new Link(reactor, std::move(stream), Role::SERVER, setup, std::move(ssl)));
 }
 
-Link::Link(asio::io_context& reactor, UniqueFd stream, Role role, const Setup& setup, Trust::SslPtr ssl)
+Link::Link(asio::io_context& reactor, Stream stream, Role role, const Setup& setup, Trust::SslPtr ssl)
     : reactor_(reactor),
       role_(role),
       queue_(setup.maxQueuedBytes),
       tls_(setup.tls),
       preamble_(setup.preamble),
-      socket_(reactor, stream.Release()),
+      socket_(reactor, stream.socket.Release()),
+      maxWriteBytes_(stream.maxWriteBytes),
       deadline_(reactor),
       ssl_(std::move(ssl)),
       state_(role == Role::CLIENT ? State::PREAMBLE : State::HANDSHAKE),
@@ -175,7 +176,7 @@ void Link::ReadChallenge()
     const auto prefix = [preamble = preamble_, challenge = challenge_](std::string_view flight) {
         return preamble->Prove(challenge, flight);
     };
-    if (!AttachSocket(ssl_.get(), socket_.native_handle(), prefix)) {
+    if (!AttachSocket(ssl_.get(), socket_.native_handle(), prefix, maxWriteBytes_)) {
         End(LinkEnd::BROKEN, "not enough memory");
         return;
     }

@@ -57,11 +57,11 @@ public:
         size_t maxQueuedBytes = 0;
     };
 
-    // Both take a connected non-blocking stream socket, and are null when memory is short. peerNetworkId: who must
+    // Both are null when memory is short. peerNetworkId: who must
     // answer, or empty. firstMessage: what was read from the client, behind its proof.
-    static std::shared_ptr<Link> MakeClient(asio::io_context& reactor, UniqueFd stream, const Setup& setup,
+    static std::shared_ptr<Link> MakeClient(asio::io_context& reactor, Stream stream, const Setup& setup,
                                             const std::string& peerNetworkId);
-    static std::shared_ptr<Link> MakeServer(asio::io_context& reactor, UniqueFd stream, const Setup& setup,
+    static std::shared_ptr<Link> MakeServer(asio::io_context& reactor, Stream stream, const Setup& setup,
                                             const std::string& firstMessage);
     ~Link();
 
@@ -106,7 +106,7 @@ private:
     // The text for an errno value; 0: the stream ended.
     static std::string SystemError(int error);
 
-    Link(asio::io_context& reactor, UniqueFd stream, Role role, const Setup& setup, Trust::SslPtr ssl);
+    Link(asio::io_context& reactor, Stream stream, Role role, const Setup& setup, Trust::SslPtr ssl);
 
     void ReadChallenge();
     void Handshake();
@@ -138,6 +138,7 @@ private:
 
     // The reactor's.
     asio::posix::stream_descriptor socket_;
+    const size_t maxWriteBytes_;
     asio::steady_timer deadline_;
     Trust::SslPtr ssl_;
     std::shared_ptr<LinkOwner> owner_;

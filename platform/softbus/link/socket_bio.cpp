@@ -2,6 +2,7 @@
 
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <memory>
 #include <utility>
@@ -12,6 +13,7 @@ namespace {
 
 struct SocketState {
     int fd = -1;
+    size_t maxWriteBytes = 0;
     std::string alreadyRead;   // what OpenSSL still has to read before the socket
     FirstFlightPrefix prefix;  // set until the first flight is whole
     std::string firstFlight;   // what is held back until then, and what of it the socket has not taken since
@@ -29,7 +31,8 @@ bool MayRetry(int error)
 
 ssize_t Send(BIO* bio, std::string_view bytes)
 {
-    const ssize_t sent = ::send(StateOf(bio).fd, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+    const SocketState& state = StateOf(bio);
+    const ssize_t sent = ::send(state.fd, bytes.data(), std::min(bytes.size(), state.maxWriteBytes), MSG_NOSIGNAL);
     if (sent < 0 && MayRetry(errno)) {
         BIO_set_retry_write(bio);
     }
@@ -141,14 +144,14 @@ bool Attach(SSL* ssl, SocketState state)
 
 }  // namespace
 
-bool AttachSocket(SSL* ssl, int fd, std::string alreadyRead)
+bool AttachSocket(SSL* ssl, int fd, std::string alreadyRead, size_t maxWriteBytes)
 {
-    return Attach(ssl, {fd, std::move(alreadyRead), nullptr, {}});
+    return Attach(ssl, {fd, maxWriteBytes, std::move(alreadyRead), nullptr, {}});
 }
 
-bool AttachSocket(SSL* ssl, int fd, FirstFlightPrefix prefix)
+bool AttachSocket(SSL* ssl, int fd, FirstFlightPrefix prefix, size_t maxWriteBytes)
 {
-    return Attach(ssl, {fd, {}, std::move(prefix), {}});
+    return Attach(ssl, {fd, maxWriteBytes, {}, std::move(prefix), {}});
 }
 
 }  // namespace Vexo::SoftBus

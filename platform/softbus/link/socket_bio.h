@@ -6,6 +6,7 @@
 #include <openssl/ssl.h>
 
 #include <functional>
+#include <limits>
 #include <string>
 #include <string_view>
 
@@ -16,8 +17,10 @@ namespace Vexo::SoftBus {
 using FirstFlightPrefix = std::function<std::string(std::string_view flight)>;
 
 // Lets ssl speak over the non-blocking stream socket fd, which it does not own. A server's begins with alreadyRead,
-// what was read from the socket before; a client's first flight is sent behind its prefix. False when memory is short.
-bool AttachSocket(SSL* ssl, int fd, std::string alreadyRead);
-bool AttachSocket(SSL* ssl, int fd, FirstFlightPrefix prefix);
+// what was read from the socket before; a client's first flight is sent behind its prefix. maxWriteBytes: of one call
+// of the kernel. False when memory is short.
+inline constexpr size_t ANY_WRITE = std::numeric_limits<size_t>::max();
+bool AttachSocket(SSL* ssl, int fd, std::string alreadyRead, size_t maxWriteBytes = ANY_WRITE);
+bool AttachSocket(SSL* ssl, int fd, FirstFlightPrefix prefix, size_t maxWriteBytes = ANY_WRITE);
 
 }  // namespace Vexo::SoftBus

@@ -71,10 +71,14 @@ void Sessions::SessionLink::ServerAppeared()
     session_->SetServer(std::move(server));
     stage_ = Stage::OPENING;
     const SessionRequest& request = session_->Request();
-    At(Clock::System().Now() + OPEN_LIMIT, [](SessionLink& self) { self.Tell(SOFTBUS_TIMED_OUT); });
+    const bool seeks = sessions_.context_.CanSeek(request.linkTypes);
+    const auto limit = seeks ? SEEKING_OPEN_LIMIT : OPEN_LIMIT;
+    At(Clock::System().Now() + limit, [](SessionLink& self) { self.Tell(SOFTBUS_TIMED_OUT); });
     dial_ = Dial::Start(
         sessions_.context_,
-        {request.peerNetworkId, WaysTo(sessions_.context_, request.peerNetworkId, request.linkTypes), OPEN_LIMIT},
+        {request.peerNetworkId,
+         [&context = sessions_.context_, request] { return WaysTo(context, request.peerNetworkId, request.linkTypes); },
+         limit, seeks},
         [self = shared_from_this()](const DialResult& result) { self->Dialled(result); });
 }
 

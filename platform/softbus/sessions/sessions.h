@@ -19,6 +19,8 @@ namespace Vexo::SoftBus {
 
 // From the start of an open to its result. A little more than ACCEPT_WAIT, so that the peer's answer comes first.
 inline constexpr std::chrono::milliseconds OPEN_LIMIT{6000};
+// The same where the peer may have to be sought first.
+inline constexpr std::chrono::milliseconds SEEKING_OPEN_LIMIT{9000};
 // How long an open waits for this side's session server to appear.
 inline constexpr std::chrono::milliseconds OWN_SERVER_WAIT{10'000};
 // How long a peer's open waits for the session server that it asks for.

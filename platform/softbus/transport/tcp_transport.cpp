@@ -120,10 +120,10 @@ private:
             return;
         }
         Prepare(stream.Get());
-        Finish(std::move(stream));
+        Finish(Stream{std::move(stream)});
     }
 
-    void Finish(Result<UniqueFd> result)
+    void Finish(Result<Stream> result)
     {
         const Transport::Connected done = std::move(done_);
         Cancel();
@@ -226,7 +226,7 @@ void TcpTransport::AcceptAll()
             tcp::endpoint peer;
             peer.resize(length);
             std::memcpy(peer.data(), &from, length);
-            accepted_(std::move(stream), TextOf(peer));
+            accepted_(Stream{std::move(stream)}, TextOf(peer));
         });
         if (stopped_) {
             return;
@@ -255,7 +255,7 @@ void TcpTransport::Connect(const std::string& address, std::chrono::milliseconds
     attempts_.insert(attempt);
     attempt->Start(reactor_, limit,
                    [this, self = shared_from_this(), weak = std::weak_ptr(attempt),
-                    done = std::move(done)](Result<UniqueFd> stream) {
+                    done = std::move(done)](Result<Stream> stream) {
                        attempts_.erase(weak.lock());
                        done(std::move(stream));
                    });

@@ -6,6 +6,7 @@
 #include <asio/io_context.hpp>
 #include <chrono>
 #include <functional>
+#include <limits>
 #include <memory>
 #include <string>
 #include <vector>
@@ -24,17 +25,24 @@ struct PeerAddress {
     auto operator<=>(const PeerAddress&) const = default;
 };
 
+// A connected, non-blocking stream socket.
+struct Stream {
+    UniqueFd socket{};
+    size_t maxWriteBytes = std::numeric_limits<size_t>::max();  // the most that the kernel takes in one call
+};
+
 class Transport {
 public:
-    // A connected, non-blocking stream socket, or why there is none.
-    using Connected = std::function<void(Result<UniqueFd>)>;
-    using Accepted = std::function<void(UniqueFd stream, const std::string& from)>;
+    // The stream, or why there is none.
+    using Connected = std::function<void(Result<Stream>)>;
+    using Accepted = std::function<void(Stream stream, const std::string& from)>;
 
     virtual ~Transport() = default;
 
     virtual std::string Name() const = 0;           // "tcp"
     virtual bool Carries(LinkType type) const = 0;  // whether it is a way of that link type
-    // Starts accepting; the bound address that peers use comes back ("127.0.0.1:40117").
+    // Starts accepting; the bound address that peers use comes back ("127.0.0.1:40117"), or an empty text when peers
+    // can only find it by what this device announces.
     [[nodiscard]] virtual Result<std::string> Listen(Accepted accepted) = 0;
     // Checks the notation of an address, for configuration.
     [[nodiscard]] virtual Result<void> CheckAddress(const std::string& address) const = 0;
@@ -45,6 +53,9 @@ public:
     {
         return announced;
     }
+    // Whether an address still leads to the same device tomorrow. One that does not is tried while it is announced,
+    // and not kept.
+    virtual bool KeepsAddresses() const { return true; }
     // What shares of this device are counted by, for a connection that came from there: the host of an address.
     virtual std::string SourceOf(const std::string& from) const { return from; }
     // No accepting and no completion from now on. Idempotent.

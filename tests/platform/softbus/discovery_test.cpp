@@ -1,9 +1,11 @@
 // How devices find each other, and how they leave the list.
+#include <atomic>
 #include <filesystem>
 #include <fstream>
 
 #include "platform/base/host_port.h"
 #include "platform/softbus/discovery/route.h"
+#include "platform/softbus/transport/tcp_transport.h"
 #include "tests/platform/softbus/device_fixture.h"
 #include "tests/support/log_capture.h"
 
@@ -12,10 +14,42 @@ namespace {
 
 using namespace std::chrono_literals;
 
+constexpr const char* RADIO = "radio";
+
+// TCP, as a radio whose devices are heard only when somebody seeks them and whose addresses change.
+class TestRadio : public TcpTransport {
+public:
+    explicit TestRadio(asio::io_context& reactor, std::string& bound)
+        : TcpTransport(reactor, "127.0.0.1:0"), bound_(bound)
+    {
+    }
+    std::string Name() const override { return RADIO; }
+    bool Carries(LinkType type) const override { return type == LINK_TYPE_BR; }
+    bool KeepsAddresses() const override { return false; }
+    Result<std::string> Listen(Accepted accepted) override
+    {
+        bound_ = TcpTransport::Listen(std::move(accepted)).value();
+        return std::string();
+    }
+
+private:
+    std::string& bound_;
+};
+
 // A channel on which the test speaks.
 class TestChannel : public AnnouncementChannel {
 public:
+    explicit TestChannel(std::string transport = "tcp") : transport_(std::move(transport)) {}
+
     std::string Name() const override { return "test"; }
+    std::string TransportName() const override { return transport_; }
+    bool Seek(std::chrono::milliseconds /*limit*/) override
+    {
+        if (onSeek) {
+            onSeek();
+        }
+        return onSeek != nullptr;
+    }
     Result<void> Start(const std::string& /*token*/, IsOurs isOurs, Heard heard) override
     {
         isOurs_ = std::move(isOurs);
@@ -30,14 +64,17 @@ public:
     {
         Announcement announcement{token, {}};
         for (const std::string& address : addresses) {
-            announcement.addresses.push_back({"tcp", address});
+            announcement.addresses.push_back({transport_, address});
         }
         heard_(name, announcement);
         return isOurs_(token);
     }
     void HearTheEnd(const std::string& name) { heard_(name, std::nullopt); }
 
+    std::function<void()> onSeek;
+
 private:
+    const std::string transport_;
     IsOurs isOurs_;
     Heard heard_;
 };
@@ -59,17 +96,17 @@ protected:
         }};
         return StartBus(laptop, "laptop", {}, options);
     }
-    static std::string TokenOf(const Trust::Identity& identity)
+    static std::string TokenOf(const Trust::Identity& identity, const std::string& transport = "tcp")
     {
-        return Trust::AnnouncementTokens::Make(*identity.linkKeys, "tcp").value()->MakeToken(identity.networkId);
+        return Trust::AnnouncementTokens::Make(*identity.linkKeys, transport).value()->MakeToken(identity.networkId);
     }
     // How an open from laptop to phone ends.
-    int Open(const sptr<SoftBusServer>& bus)
+    int Open(const sptr<SoftBusServer>& bus, const SessionAttribute& attribute = ByteSession())
     {
         Recorder& atLaptop = Listener<0>::Events();
         atLaptop.Clear();
         EXPECT_EQ(bus->CreateSessionServer(PKG, NAME, Listener<0>::Table()), 0);
-        const int id = bus->OpenSession(NAME, NAME, phone.networkId, ByteSession());
+        const int id = bus->OpenSession(NAME, NAME, phone.networkId, attribute);
         return id > 0 ? atLaptop.WaitFor(Kind::OPENED, id).result : id;
     }
 
@@ -174,6 +211,43 @@ TEST_F(DiscoveryTest, AReplayedTokenNeitherHidesADeviceNorIsTriedAgain)
     const auto began = std::chrono::steady_clock::now();
     EXPECT_EQ(Open(laptopBus), SOFTBUS_OK);
     EXPECT_LT(std::chrono::steady_clock::now() - began, ANNOUNCED_AHEAD + 1s);
+}
+
+TEST_F(DiscoveryTest, ADeviceThatNoAddressLeadsToIsSoughtByRadio)
+{
+    std::string phoneRadio;
+    std::string laptopRadio;
+    const auto withRadio = [](std::string& bound) {
+        SoftBusOptions options;
+        options.moreTransports = {
+            [&bound](asio::io_context& reactor) { return std::make_shared<TestRadio>(reactor, bound); }};
+        return options;
+    };
+    SoftBusOptions options = withRadio(laptopRadio);
+    options.channels = {[this](const std::string&) {
+        auto made = std::make_unique<TestChannel>(RADIO);
+        channel = made.get();
+        return made;
+    }};
+    auto phoneBus = StartBus(phone, "phone", {}, withRadio(phoneRadio));
+    const auto laptopBus = StartBus(laptop, "laptop", {phoneBus->ListenAddress()}, options);
+    ASSERT_TRUE(Meet(laptopBus, phoneBus));
+    phoneBus->Stop();
+    phoneBus = StartBus(phone, "phone", {}, withRadio(phoneRadio));
+    ASSERT_EQ(phoneBus->CreateSessionServer(PKG, NAME, Listener<1>::Table()), 0);
+
+    std::atomic<int> sought{0};
+    channel->onSeek = [&] {
+        ++sought;
+        channel->Hear("phone", TokenOf(phone, RADIO), {phoneRadio});
+    };
+    EXPECT_EQ(Open(laptopBus), SOFTBUS_NO_LINK);
+    EXPECT_EQ(sought, 0) << "its opener named no link type of the radio";
+    EXPECT_EQ(Open(laptopBus, {TYPE_BYTES, 2, {LINK_TYPE_WIFI_5G, LINK_TYPE_BR}}), SOFTBUS_OK);
+    EXPECT_EQ(sought, 1);
+    EXPECT_EQ(laptopBus->Nodes()[0].transport, RADIO) << "as long as it is heard";
+    channel->HearTheEnd("phone");
+    EXPECT_TRUE(Eventually([&] { return laptopBus->Nodes()[0].transport == "tcp"; })) << "no radio address is kept";
 }
 
 TEST_F(DiscoveryTest, AScanSaysWhoIsThereNow)

@@ -13,7 +13,8 @@ class SightingsTest : public testing::Test {
 protected:
     SightingsTest()
     {
-        sightings.Use(laptop.networkId, Trust::AnnouncementTokens::Make(*laptop.linkKeys, "tcp", clock).value());
+        sightings.Use(laptop.networkId,
+                      {{"tcp", Trust::AnnouncementTokens::Make(*laptop.linkKeys, "tcp", clock).value()}});
     }
     std::string TokenOf(const Trust::Identity& identity) const
     {
@@ -85,16 +86,16 @@ TEST_F(SightingsTest, FarClocksAreToldAsLongAsStrangersDoNotAskTooOften)
 {
     const std::string early = TokenOf(phone);
     clock.Advance(std::chrono::hours(10));
-    EXPECT_TRUE(sightings.IsOurs(early));
+    EXPECT_TRUE(sightings.IsOurs("tcp", early));
     Hear("phone", early, "a:1");
     EXPECT_EQ(sightings.ClockAhead(phone.networkId), std::chrono::hours(-10));
     for (int i = 0; i < MAX_FAR_READS; ++i) {
-        EXPECT_FALSE(sightings.IsOurs("stranger"));
+        EXPECT_FALSE(sightings.IsOurs("tcp", "stranger"));
     }
-    EXPECT_FALSE(sightings.IsOurs(early));
-    EXPECT_TRUE(sightings.IsOurs(TokenOf(phone))) << "a clock that is right costs little";
+    EXPECT_FALSE(sightings.IsOurs("tcp", early));
+    EXPECT_TRUE(sightings.IsOurs("tcp", TokenOf(phone))) << "a clock that is right costs little";
     clock.Advance(std::chrono::minutes(1));
-    EXPECT_TRUE(sightings.IsOurs(early));
+    EXPECT_TRUE(sightings.IsOurs("tcp", early));
 }
 
 }  // namespace
