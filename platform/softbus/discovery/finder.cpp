@@ -108,10 +108,13 @@ void Finder::Heard(const std::string& channel, const std::string& name, const st
     }
 }
 
-// A device that announces itself with a token of the account, and is not known yet. Addresses that are left alone are
-// not tried.
+// A device that announces itself with a token of the account, and is not known yet: one greeting at a time, which tries
+// what is heard meanwhile too. Addresses that are left alone are not tried.
 void Finder::GreetStranger(const std::string& idStart)
 {
+    if (!greetedStrangers_.insert(idStart).second) {
+        return;
+    }
     Greet({.networkId = {},
            .ways =
                [this, idStart] {
@@ -122,7 +125,7 @@ void Finder::GreetStranger(const std::string& idStart)
                    std::erase_if(ways, [this](const Way& way) { return context_.sightings.IsLeftAlone(way.where); });
                    return ways;
                },
-           .done = [](const GreetingResult&) {}});
+           .done = [this, idStart](const GreetingResult&) { greetedStrangers_.erase(idStart); }});
 }
 
 void Finder::DropOldAnnouncements()

@@ -69,6 +69,7 @@ private:
     std::set<ConfiguredPtr> configured_;
     std::list<Task> waiting_;
     std::set<std::shared_ptr<Greeting>> running_;
+    std::set<std::string> greetedStrangers_;       // how the ids begin of those whose greeting waits or runs
     std::vector<std::function<void()>> scanDone_;  // of scans under way
     size_t scanLeft_ = 0;                          // greetings that they wait for
     asio::steady_timer scanTimer_;

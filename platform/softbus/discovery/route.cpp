@@ -54,16 +54,17 @@ std::vector<Way> WaysTo(const ReactorContext& context, const std::string& networ
         take(reached, second, [&](const PeerAddress& address) { return !contains(announced, address); });
     }
     std::vector<Way> ways;
-    std::chrono::milliseconds after{0};
-    for (const auto& turn : turns) {
-        if (!ways.empty() && &turn == &second) {
-            after = std::max(after, ANNOUNCED_AHEAD);
-        }
-        for (const PeerAddress& address : turn) {
+    const auto add = [&ways](const std::vector<PeerAddress>& addresses, std::chrono::milliseconds after) {
+        for (const PeerAddress& address : addresses) {
             ways.push_back({address, after});
             after += NEXT_ADDRESS_DELAY;
         }
-    }
+    };
+    add(first, std::chrono::milliseconds(0));
+    // However many announcements there are: whoever replays them must not keep this device from the good address.
+    add(second, first.empty() ? std::chrono::milliseconds(0) : ANNOUNCED_AHEAD);
+    std::stable_sort(ways.begin(), ways.end(), [](const Way& a, const Way& b) { return a.after < b.after; });
+    add(last, ways.empty() ? std::chrono::milliseconds(0) : ways.back().after + NEXT_ADDRESS_DELAY);
     return ways;
 }
 

@@ -137,7 +137,8 @@ void Dial::LookAgain()
 void Dial::TryThoseDue()
 {
     const auto passed = Clock::System().Now() - start_;
-    while (done_ && next_ < ways_.size() && (ways_[next_].after <= passed || attempts_.empty())) {
+    while (done_ && next_ < ways_.size() && attempts_.size() < MAX_ATTEMPTS &&
+           (ways_[next_].after <= passed || attempts_.empty())) {
         Try(ways_[next_++].where);
     }
     if (done_ && attempts_.empty() && !SeeksNow()) {
@@ -170,7 +171,7 @@ void Dial::Try(const PeerAddress& where)
 void Dial::Wait()
 {
     auto until = request_.limit;
-    if (next_ < ways_.size()) {
+    if (next_ < ways_.size() && attempts_.size() < MAX_ATTEMPTS) {
         until = std::min(until, ways_[next_].after);
     }
     if (request_.seeks && !hasSought_) {
@@ -210,9 +211,7 @@ void Dial::Failed(const AttemptPtr& attempt, LinkEnd end, const std::string& why
     if (result_.where.address.empty() || Weight(end) > Weight(result_.end)) {
         result_ = {nullptr, attempt->Where(), end, why, result_.isThisDevice};
     }
-    if (attempts_.empty()) {
-        TryThoseDue();
-    }
+    TryThoseDue();
 }
 
 void Dial::Finish()

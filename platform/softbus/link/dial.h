@@ -28,6 +28,9 @@ struct Way {
 // After how long without success a dial that seeks begins to; at once when no way is left.
 inline constexpr std::chrono::milliseconds SEEK_DELAY{300};
 
+// Of one dial, at once.
+inline constexpr size_t MAX_ATTEMPTS = 16;
+
 struct DialRequest {
     std::string networkId;  // who must answer; empty: any other device of the account
     // The ways, the earliest first. Asked again when a device is heard.

@@ -199,15 +199,18 @@ TEST_F(DiscoveryTest, AReplayedTokenNeitherHidesADeviceNorIsTriedAgain)
     ASSERT_TRUE(Meet(laptopBus, phoneBus));
     channel->HearTheEnd("phone");
 
-    // Who replays it listens, is silent at one address, and answers with another account's certificate at the other.
+    // Who replays it is silent at many addresses, and answers with another account's certificate at one.
     const UniqueFd silent(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    ASSERT_EQ(::listen(silent.Get(), 8), 0);
+    ASSERT_EQ(::listen(silent.Get(), 64), 0);
     sockaddr_in at{};
     socklen_t length = sizeof(at);
     ASSERT_EQ(::getsockname(silent.Get(), reinterpret_cast<sockaddr*>(&at), &length), 0);
-    const std::string silentAt = "127.0.0.1:" + std::to_string(ntohs(at.sin_port));
     const auto strangerBus = StartBus(Trust::Tests::Devices().Enrol("stranger"), "stranger");
-    EXPECT_TRUE(channel->Hear("replay", TokenOf(phone), {silentAt, strangerBus->ListenAddress()}));
+    EXPECT_TRUE(channel->Hear("replay", TokenOf(phone), {strangerBus->ListenAddress()}));
+    for (int i = 2; i < 32; ++i) {
+        const std::string host = "127.0.0." + std::to_string(i);
+        channel->Hear(host, TokenOf(phone), {host + ":" + std::to_string(ntohs(at.sin_port))});
+    }
     const auto began = std::chrono::steady_clock::now();
     EXPECT_EQ(Open(laptopBus), SOFTBUS_OK);
     EXPECT_LT(std::chrono::steady_clock::now() - began, ANNOUNCED_AHEAD + 1s);
