@@ -7,10 +7,11 @@ import subprocess
 import time
 
 
-def start(test, program, folder, **options):
-    """Starts it in the folder, with its output in folder/log; the test ends it. Returns its socket once it is served."""
+def start(test, program, folder, settings=None, **options):
+    """Starts it in the folder, with more settings of its configuration and its output in folder/log; the test ends it.
+    Returns its socket once it is served."""
     policy = {"entries": [{"user": str(os.getuid()), "token_type": "native", "system_app": True}]}
-    configuration = {"platform": "simulated", "state_dir": "phone", "access": {"policy": "policy.json"}}
+    configuration = {"platform": "simulated", "state_dir": "phone", "access": {"policy": "policy.json"}, **(settings or {})}
     (folder / "policy.json").write_text(json.dumps(policy))
     (folder / "phone.json").write_text(json.dumps(configuration))
     with open(folder / "log", "wb") as log:
