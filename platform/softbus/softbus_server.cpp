@@ -307,15 +307,14 @@ std::vector<Node> Server::Nodes()
     std::vector<Node> nodes = context_.devices.List();
     const int64_t now = MillisecondsOf(Clock::System().WallNow());
     for (Node& node : nodes) {
-        if (context_.sightings.IsAnnounced(node.networkId)) {
-            const std::chrono::minutes far = context_.sightings.ClockAhead(node.networkId);
-            node.clockAhead = far.count() != 0 ? far : node.clockAhead;
-            node.online = true;
-        }
+        node.online = node.online || context_.sightings.IsAnnounced(node.networkId);
         if (node.online) {
             node.lastSeenMs = now;
         } else {
             node.clockAhead.reset();
+        }
+        if (const auto far = context_.sightings.ClockAhead(node.networkId); far.count() != 0) {
+            node.clockAhead = far;
         }
         if (const std::vector<Way> ways = WaysTo(context_, node.networkId); !ways.empty()) {
             node.transport = ways.front().where.transport;

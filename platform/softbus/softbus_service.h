@@ -20,8 +20,8 @@ struct Node {
     uint16_t deviceTypeId = 0;
     bool online = false;     // reachable: it announces itself, or was spoken with in the last 5 minutes
     int64_t lastSeenMs = 0;  // when it was spoken with last: milliseconds since 1970, UTC; now while it is reachable
-    // Its clock less this device's, provided that neither was set since it said so. Nothing while it is away, or before
-    // it has said so in this run.
+    // Its clock less this device's, provided that neither was set since it said so. Nothing before it has said so
+    // in this run, and while it is away; how far its clock is off is known as long as it is heard.
     std::optional<std::chrono::milliseconds> clockAhead{};
     std::string transport{};  // over which it would be tried first: "tcp"
     std::string address{};    // where, in the transport's notation; empty for one that only connected from outside

@@ -150,8 +150,9 @@ class Device:
             context.load_cert_chain(identity / "device.crt", identity / "device.key")
             context.load_verify_locations(identity / "account.crt")
 
-    def announce(self, folder, address):
-        token = make_token(self.token_key, int(time.time()) // 900, bytes.fromhex(self.network_id[:8])).hex()
+    def announce(self, folder, address, period=None):
+        period = period or int(time.time()) // 900
+        token = make_token(self.token_key, period, bytes.fromhex(self.network_id[:8])).hex()
         (folder / "new").write_text(json.dumps({"version": 2, "token": token, "transport": "tcp", "address": address}))
         (folder / "new").rename(folder / f"{token}-{os.urandom(4).hex()}.json")
 

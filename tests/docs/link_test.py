@@ -82,6 +82,11 @@ class Link(unittest.TestCase):
         self.tablet.leave(self.phone)
         self.wait_for(lambda: not self.listed()["online"])
 
+        ten_hours_ago = int(time.time()) // 900 - 40
+        self.tablet.announce(self.folder / "link", "127.0.0.1:1", ten_hours_ago)
+        self.wait_for(lambda: self.listed()["clock_ahead_ms"] == -36_000_000)
+        self.assertIn("its clock is 10 h behind", self.distnetctl("start", "tablet", code=1)["message"])
+
     def test_a_device_that_announces_itself_is_greeted_and_asked_and_left(self):
         with socket.create_server(("127.0.0.1", 0)) as listener, concurrent.futures.ThreadPoolExecutor() as pool:
             listener.settimeout(10)

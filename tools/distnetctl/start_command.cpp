@@ -22,6 +22,8 @@ using Host::WifiState;
 
 // A difference of clocks that may be why a peer refuses this device.
 constexpr std::chrono::minutes FAR_CLOCK{30};
+// The result of a start whose peer could not be woken.
+constexpr std::string_view NOT_WOKEN = "DISTNET_ERR_COLLABORATION_START";
 
 // Without the members that only a caller of WaitForWifi needs.
 Json WifiDetails(const Host::WifiStatus& wifi)
@@ -194,7 +196,7 @@ private:
         if (now == known.end()) {
             return call.message;
         }
-        if (abs(now->clockAhead) >= FAR_CLOCK) {
+        if (Client::DescribeCode(call.code).name == NOT_WOKEN && abs(now->clockAhead) >= FAR_CLOCK) {
             const auto difference = std::chrono::duration_cast<std::chrono::seconds>(now->clockAhead);
             return "its clock is " + RoughDuration(abs(difference)) +
                    (difference.count() > 0 ? " ahead of" : " behind") +
