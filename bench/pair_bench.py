@@ -9,6 +9,7 @@ voluntary context switches of all threads of a daemon (proc(5)).
 """
 import argparse
 import collections
+import contextlib
 import ctypes
 import json
 import pathlib
@@ -132,8 +133,9 @@ class Wire:
         threading.Thread(target=self.read, daemon=True).start()
 
     def read(self):
-        while True:
-            self.counts[self.kind(self.socket.recv(65535))] += 1
+        with contextlib.suppress(OSError):  # the wire goes with its machines
+            while True:
+                self.counts[self.kind(self.socket.recv(65535))] += 1
 
     @staticmethod
     def kind(frame):
