@@ -2,10 +2,13 @@
 
 #include <openssl/evp.h>
 
+#include <algorithm>
+#include <cctype>
 #include <fstream>
 #include <sstream>
 #include <utility>
 
+#include "platform/base/hex.h"
 #include "tests/end_to_end/process.h"
 
 namespace Vexo::EndToEnd {
@@ -18,15 +21,9 @@ using Forbidden = std::vector<std::pair<std::string, std::string>>;  // text, an
 
 void AddKey(Forbidden& forbidden, const std::string& key)
 {
-    std::string lower;
-    std::string upper;
-    for (const char character : key) {
-        const auto byte = static_cast<unsigned char>(character);
-        for (const int digit : {byte / 16, byte % 16}) {
-            lower += "0123456789abcdef"[digit];
-            upper += "0123456789ABCDEF"[digit];
-        }
-    }
+    const std::string lower = HexOf(std::vector<uint8_t>(key.begin(), key.end()));
+    std::string upper = lower;
+    std::transform(lower.begin(), lower.end(), upper.begin(), [](unsigned char digit) { return std::toupper(digit); });
     // The last group of four depends on what follows the key.
     std::string base64(4 * (key.size() / 3 + 1) + 1, '\0');
     EVP_EncodeBlock(reinterpret_cast<unsigned char*>(base64.data()), reinterpret_cast<const unsigned char*>(key.data()),
