@@ -1,10 +1,11 @@
+#include <algorithm>
 #include <fstream>
 #include <iostream>
 
 #include "platform/wifi/wifi_budgets.h"
 #include "tests/backends/linux/wifi_world.h"
-#include "tests/platform/wifi/recorded_sys_events.h"
 #include "tests/support/log_capture.h"
+#include "tests/support/recorded_sys_events.h"
 
 namespace Vexo::Tests {
 namespace {
@@ -233,7 +234,9 @@ TEST_F(NetworkManagerWifiTest, AConnectionLeavesNoTraceAndGivesTheUsersNetworkBa
                  {"\"autoconnect\": 0", "\"metered\": 1", "distnet.temporary", "\"key-mgmt\": \"sae\""}) {
                 EXPECT_TRUE(Has(state, text)) << text << " in " << state;
             }
-            EXPECT_TRUE(Has(Journal(laptop_), Air::USERS_NETWORK));
+            const std::string noted = Journal(laptop_);
+            EXPECT_TRUE(Has(noted, Air::USERS_NETWORK)) << noted;
+            EXPECT_EQ(std::count(noted.begin(), noted.end(), '{'), 1) << "one change: " << noted;
             Do(air_.Phone(), R"({"do": "deactivate"})");
             EXPECT_EQ(Leave(WifiLinkState::CONNECTED).reason, "the hotspot is gone");
             ShareGarden(Wifi::KeyMgmt::SAE);
@@ -385,6 +388,7 @@ TEST_F(NetworkManagerWifiTest, WhatACrashLeftIsTakenBackAtTheNextStart)
         phone_.End();
     }
     EXPECT_EQ(events_.Lines(), ClosedFor("LEFT_OPEN", 2));
+    EXPECT_EQ(log_.Count("damaged, what it named is found by its mark only: " + phone_.Folder().string()), 1U);
 
     // Without a next start, NetworkManager itself ends what its maker does not answer for any more.
     {
@@ -395,6 +399,14 @@ TEST_F(NetworkManagerWifiTest, WhatACrashLeftIsTakenBackAtTheNextStart)
         EXPECT_TRUE(Has(Phone(), left));
     }
     EXPECT_TRUE(Eventually([&] { return !Has(Phone(), left); }));
+}
+
+TEST_F(NetworkManagerWifiTest, AChangeThatCannotBeRecordedIsMadeAndLogged)
+{
+    std::filesystem::create_directory(phone_.Folder() / Linux::NETWORK_CHANGES_FILE);
+    phone_.Start();
+    EXPECT_EQ(phone_.Hotspot()->EnableHotspot(ServiceType::DEFAULT), Wifi::WIFI_OK);
+    EXPECT_TRUE(log_.Contains(": cannot be written: Is a directory; a crash now would leave changes behind"));
 }
 
 TEST_F(NetworkManagerWifiTest, AbilitiesComeAndGoWithNetworkManagerTheBusAndTheRadio)

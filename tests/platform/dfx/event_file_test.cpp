@@ -1,7 +1,6 @@
 // System events: what is written of one, and the rotating file that keeps them.
 #include "platform/dfx/event_file.h"
 
-#include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <fstream>
@@ -9,6 +8,7 @@
 
 #include "platform/dfx/event_text.h"
 #include "platform/dfx/sys_event.h"
+#include "tests/support/recorded_sys_events.h"
 #include "tests/support/temp_folder.h"
 
 namespace Vexo::QuviewDFX {
@@ -82,49 +82,26 @@ TEST_F(EventFileTest, RestartContinuesAndRemovesATornLine)
     ExpectToRead(*file, 1000, 1016, false);
 }
 
-class SysEventTest : public testing::Test {
-protected:
-    SysEventTest() { SetSysEventSink(EventFile::Open({file_}).value()); }
-    ~SysEventTest() override { SetSysEventSink(nullptr); }
-
-    std::vector<std::string> Lines() const
-    {
-        std::vector<std::string> lines;
-        std::ifstream input(file_);
-        for (std::string line; std::getline(input, line);) {
-            lines.push_back(line);
-        }
-        return lines;
-    }
-
-    const Tests::TempFolder folder_;
-    const std::filesystem::path file_ = folder_.Path() / "events.jsonl";
-};
-
-TEST_F(SysEventTest, EventIsOneJsonLineWithItsParametersInOrder)
+TEST(SysEventTest, EventIsOneJsonLineWithItsParametersInOrder)
 {
     const std::string hostile = std::string("quote\" line\n back\\ \xC3\xA9 \xFF\xED\xA0\x80 ") + '\0';
-    EXPECT_EQ(QuSysEvent::Write("NETMANAGER", "SOME_FAULT", QuSysEvent::FAULT, "TEXT", hostile, "NUMBER", -97), 0);
-    EXPECT_EQ(QuSysEvent::Write("NETMANAGER_UE", "BARE", QuSysEvent::BEHAVIOR), 0);
-    const auto lines = Lines();
-    ASSERT_EQ(lines.size(), 2U);
-    EXPECT_THAT(lines[0], testing::MatchesRegex("\\{\"time\":\"[0-9-]{10}T[0-9:]{8}\\.[0-9]{3}Z\",.*"));
-    EXPECT_THAT(lines[0],
-                testing::EndsWith(R"("domain":"NETMANAGER","name":"SOME_FAULT","type":1,"params":{)"
-                                  R"("TEXT":"quote\" line\n back\\ é \\xff\\xed\\xa0\\x80 \\x00","NUMBER":-97}})"));
-    EXPECT_THAT(lines[1], testing::EndsWith(R"("domain":"NETMANAGER_UE","name":"BARE","type":4,"params":{}})"));
+    EXPECT_EQ(EventLine({{}, "NETMANAGER", "SOME_FAULT", 1, {{"TEXT", hostile}, {"NUMBER", -97}}}),
+              R"({"time":"1970-01-01T00:00:00.000Z","domain":"NETMANAGER","name":"SOME_FAULT","type":1,"params":{)"
+              R"("TEXT":"quote\" line\n back\\ é \\xff\\xed\\xa0\\x80 \\x00","NUMBER":-97}})"
+              "\n");
 }
 
-TEST_F(SysEventTest, InvalidNameIsRefused)
+TEST(SysEventTest, InvalidNameIsRefused)
 {
+    const Tests::RecordedSysEvents events;
     const std::string longest(32, 'A');
     for (const std::string& name : std::vector<std::string>{"", "lower", "1ST", "A-B", longest + "A"}) {
         EXPECT_EQ(QuSysEvent::Write(name, "NAME", QuSysEvent::BEHAVIOR), -1) << name;
         EXPECT_EQ(QuSysEvent::Write("DOMAIN", name, QuSysEvent::BEHAVIOR), -1) << name;
         EXPECT_EQ(QuSysEvent::Write("DOMAIN", "NAME", QuSysEvent::BEHAVIOR, name, 1), -1) << name;
     }
-    EXPECT_TRUE(Lines().empty());
     EXPECT_EQ(QuSysEvent::Write(longest, longest, QuSysEvent::BEHAVIOR, longest, 1), 0);
+    EXPECT_EQ(events.Lines().size(), 1U);
 }
 
 }  // namespace

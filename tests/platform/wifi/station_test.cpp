@@ -2,8 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/platform/wifi/recorded_sys_events.h"
 #include "tests/support/manual_timers.h"
+#include "tests/support/recorded_sys_events.h"
 
 namespace Vexo::Wifi {
 namespace {

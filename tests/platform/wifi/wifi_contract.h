@@ -14,7 +14,7 @@
 #include "platform/wifi/station.h"
 #include "platform/wifi/wifi_device.h"
 #include "platform/wifi/wifi_hotspot.h"
-#include "tests/platform/wifi/recorded_sys_events.h"
+#include "tests/support/recorded_sys_events.h"
 #include "tests/support/recording_subscriber.h"
 
 namespace Vexo::Tests {

@@ -5,11 +5,11 @@
 #include "platform/ability/ability_ids.h"
 #include "platform/access/policy.h"
 #include "platform/telephony/core_service_client.h"
-#include "tests/platform/wifi/recorded_sys_events.h"
 #include "tests/support/fake_ability_manager.h"
 #include "tests/support/fake_device_manager.h"
 #include "tests/support/fake_wifi.h"
 #include "tests/support/log_capture.h"
+#include "tests/support/recorded_sys_events.h"
 
 namespace Vexo::NetManagerStandard {
 namespace {
