@@ -1,6 +1,5 @@
 #include "platform/ipc/later_reply.h"
 
-#include "platform/ipc/iremote_object.h"
 #include "tests/platform/ipc/ipc_test_server.h"
 #include "tests/support/trail.h"
 
@@ -83,26 +82,6 @@ TEST_F(LaterReplyTest, RepliesThatRaceWithTheirClientsEndLeaveNothingBehind)
         socket.Reset();
     }
     EXPECT_TRUE(Eventually([&] { return server_->Counts().connections == 0; }));
-}
-
-class TakesItsReply : public IPCObjectStub {
-public:
-    int OnRemoteRequest(uint32_t, MessageParcel&, MessageParcel&, MessageOption&) override
-    {
-        return LaterReply::Take() == nullptr ? IPC_OK : IPC_UNKNOWN_REQUEST;
-    }
-};
-
-TEST_F(LaterReplyTest, CallInsideTheProcessIsAnsweredWhenItReturns)
-{
-    const auto nested = MakeSptr<TakesItsReply>();
-    Serve([&](const IpcHeader&, MessageParcel& data, MessageParcel& reply) {
-        MessageOption option;
-        EXPECT_EQ(nested->SendRequest(1, data, reply, option), IPC_OK);
-        return int32_t{IPC_OK};
-    });
-    EXPECT_EQ(ReceiveRaw(Send()).status, IPC_OK);
-    EXPECT_EQ(LaterReply::Take(), nullptr) << "no request";
 }
 
 }  // namespace
