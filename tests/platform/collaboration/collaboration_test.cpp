@@ -124,6 +124,23 @@ public:
     }
 };
 
+// Notes what it hears, and answers "ping" from inside the callback.
+class Receiver : public DataCallback, public Vexo::Tests::Trail<std::string> {
+public:
+    void OnDataReceived(int sessionId, const char* data, unsigned int len) override
+    {
+        Add(std::string(data, len));
+        if (std::string(data, len) == "ping") {
+            EXPECT_EQ(CollaborationAbility::GetInstance().SendCollaborationData(sessionId, "pong", 4), 0);
+        }
+    }
+    void OnDataReceiverReady(int) override { ++ready; }
+    // Blocks until this, in this order, is what came.
+    bool Heard(const std::vector<std::string>& expected) { return WaitFor(expected.size()) == expected; }
+
+    std::atomic<int> ready{0};
+};
+
 class CollaborationTest : public testing::Test {
 protected:
     void SetUp() override
@@ -148,6 +165,16 @@ protected:
         const StartResult result = Start();
         EXPECT_EQ(result.code, COLLABORATION_OK);
         return result.sessionId;
+    }
+    int32_t Send(int32_t session, const std::string& text)
+    {
+        return ability.SendCollaborationData(session, text.data(), static_cast<uint32_t>(text.size()));
+    }
+    sptr<Receiver> Register(int32_t session)
+    {
+        const auto receiver = MakeSptr<Receiver>();
+        EXPECT_EQ(ability.RegisterCollaborationDataCallback(session, receiver), COLLABORATION_OK);
+        return receiver;
     }
 
     const sptr<Registry> registry = MakeSptr<Registry>();
@@ -203,38 +230,7 @@ TEST_F(CollaborationTest, EndedSessionIsGoneOnBothSidesAndTheNextStartOpensAnoth
     EXPECT_NE(Started(), session);
 }
 
-// Notes what it hears, and answers "ping" from inside the callback.
-class Receiver : public DataCallback, public Vexo::Tests::Trail<std::string> {
-public:
-    void OnDataReceived(int sessionId, const char* data, unsigned int len) override
-    {
-        Add(std::string(data, len));
-        if (std::string(data, len) == "ping") {
-            EXPECT_EQ(CollaborationAbility::GetInstance().SendCollaborationData(sessionId, "pong", 4), 0);
-        }
-    }
-    void OnDataReceiverReady(int) override { ++ready; }
-    // Blocks until this, in this order, is what came.
-    bool Heard(const std::vector<std::string>& expected) { return WaitFor(expected.size()) == expected; }
-
-    std::atomic<int> ready{0};
-};
-
-class DataTest : public CollaborationTest {
-protected:
-    int32_t Send(int32_t session, const std::string& text)
-    {
-        return ability.SendCollaborationData(session, text.data(), static_cast<uint32_t>(text.size()));
-    }
-    sptr<Receiver> Register(int32_t session)
-    {
-        const auto receiver = MakeSptr<Receiver>();
-        EXPECT_EQ(ability.RegisterCollaborationDataCallback(session, receiver), COLLABORATION_OK);
-        return receiver;
-    }
-};
-
-TEST_F(DataTest, DataWaitsForItsReceiverAndReadinessForBoth)
+TEST_F(CollaborationTest, DataWaitsForItsReceiverAndReadinessForBoth)
 {
     const int32_t here = Started();
     const int32_t there = bus->Other(here);
@@ -266,7 +262,7 @@ TEST_F(DataTest, DataWaitsForItsReceiverAndReadinessForBoth)
     EXPECT_EQ(ability.UnRegisterCollaborationDataCallback(here), COLLABORATION_OK);
 }
 
-TEST_F(DataTest, InvalidDataIsRefusedAndTooMuchUndeliveredEndsTheSession)
+TEST_F(CollaborationTest, InvalidDataIsRefusedAndTooMuchUndeliveredEndsTheSession)
 {
     const int32_t session = Started();
     const int32_t peer = bus->Other(session);

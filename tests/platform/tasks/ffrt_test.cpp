@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
-#include <cstring>
 #include <stdexcept>
 #include <thread>
 
@@ -140,16 +139,6 @@ TEST(FfrtQueueTest, ItsDestructorDropsWhatWaitsAndWaitsForWhatRuns)
     EXPECT_TRUE(ended);
     opener.join();
     EXPECT_EQ(*held, 0);
-}
-
-TEST(FfrtSyncTest, StorageThatInitHasNotFilledIsRefused)
-{
-    ffrt_mutex_t mutex;
-    std::memset(&mutex, 0x5A, sizeof(mutex));
-    EXPECT_EQ(ffrt_mutex_lock(&mutex), ffrt_error);
-    ASSERT_EQ(ffrt_mutex_init(&mutex, nullptr), ffrt_success);
-    EXPECT_EQ(ffrt_mutex_destroy(&mutex), ffrt_success);
-    EXPECT_EQ(ffrt_mutex_lock(&mutex), ffrt_error);
 }
 
 }  // namespace
