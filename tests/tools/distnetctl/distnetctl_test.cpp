@@ -23,7 +23,7 @@ std::vector<Peer> Peers()
 {
     return {{"phone", Host::DeviceType::PHONE, PHONE_ID, "", true, {}},
             {"phablet", Host::DeviceType::TABLET, TABLET_ID, "", false, {}},
-            {"spare", Host::DeviceType::TABLET, SPARE_ID, "", false, {}}};
+            {"pho", Host::DeviceType::TABLET, SPARE_ID, "", false, {}}};
 }
 
 TEST(PeerTest, WordNamesOneDeviceOrTheErrorSaysWhy)
@@ -35,6 +35,7 @@ TEST(PeerTest, WordNamesOneDeviceOrTheErrorSaysWhy)
     } table[] = {
         {"phone", PHONE_ID},
         {TABLET_ID, TABLET_ID},
+        {"pho", SPARE_ID},
         {"pha", TABLET_ID},
         {"7f3b", TABLET_ID},
         {ShortId(TABLET_ID), TABLET_ID},
