@@ -36,73 +36,60 @@ TEST(ElasticPoolTest, BeyondItsThreadsWorkWaitsInOrderWithOneWarningAndOnlyAFull
     EXPECT_EQ(ran.WaitFor(3), (std::vector<int>{0, 1, 2}));
 }
 
-// Gives a pool its threads, refuses them, or lets the post wait for the answer.
-class ThreadSource {
-public:
-    ThreadStarter Starter()
-    {
-        return [this](Work run) {
-            asked.Add(true);
-            if (const std::function<void()> wait = std::exchange(beforeAnswer, nullptr)) {
-                wait();
-            }
-            return gives.load() && StartDetachedThread(std::move(run));
-        };
-    }
-
-    std::atomic<bool> gives{true};
-    std::function<void()> beforeAnswer;  // runs once
-    Trail<bool> asked;
+// A pool whose threads the test gives or refuses, or makes a post wait for.
+class RefusedThreadsTest : public testing::Test {
+protected:
+    std::atomic<bool> gives_{true};
+    std::function<void()> beforeAnswer_;  // runs once
+    Trail<bool> asked_;
+    Trail<int> ran_;
+    ElasticPool pool_{"refused", 4, [this](Work run) {
+                          asked_.Add(true);
+                          if (const std::function<void()> wait = std::exchange(beforeAnswer_, nullptr)) {
+                              wait();
+                          }
+                          return gives_.load() && StartDetachedThread(std::move(run));
+                      }};
+    Gate gate_;  // opened before the pool ends
 };
 
-TEST(ElasticPoolTest, WorkWhoseThreadIsRefusedGoesToTheWorkerThatBecameIdleMeanwhile)
+TEST_F(RefusedThreadsTest, WorkWhoseThreadIsRefusedGoesToTheWorkerThatBecameIdleMeanwhile)
 {
-    ThreadSource source;
-    Trail<int> ran;
-    Gate gate;
-    ElasticPool pool("refused", 4, source.Starter());
-    ASSERT_TRUE(pool.Post(gate.Way(), [&] { ran.Add(1); }));
-    source.gives = false;
-    source.beforeAnswer = [&] {
-        gate.Open();
-        ran.WaitFor(1);
+    ASSERT_TRUE(pool_.Post(gate_.Way(), [this] { ran_.Add(1); }));
+    gives_ = false;
+    beforeAnswer_ = [this] {
+        gate_.Open();
+        ran_.WaitFor(1);
     };
-    ASSERT_TRUE(pool.Post([&] { ran.Add(2); }));
-    EXPECT_EQ(ran.WaitFor(2), (std::vector<int>{1, 2}));
-    EXPECT_EQ(pool.ThreadCount(), 1U);
+    ASSERT_TRUE(pool_.Post([this] { ran_.Add(2); }));
+    EXPECT_EQ(ran_.WaitFor(2), (std::vector<int>{1, 2}));
+    EXPECT_EQ(pool_.ThreadCount(), 1U);
 }
 
-TEST(ElasticPoolTest, PostsWhoseThreadsAreRefusedTogetherAreBothRefused)
+TEST_F(RefusedThreadsTest, PostsWhoseThreadsAreRefusedTogetherAreBothRefused)
 {
-    ThreadSource source;
-    source.gives = false;
-    ElasticPool pool("refused", 4, source.Starter());
+    gives_ = false;
     std::future<bool> second;
-    source.beforeAnswer = [&] {
-        second = std::async(std::launch::async, [&] { return pool.Post([] {}); });
-        source.asked.WaitFor(2);
+    beforeAnswer_ = [&] {
+        second = std::async(std::launch::async, [this] { return pool_.Post([] {}); });
+        asked_.WaitFor(2);
     };
-    EXPECT_FALSE(pool.Post([] {}));
+    EXPECT_FALSE(pool_.Post([] {}));
     EXPECT_FALSE(second.get());
-    EXPECT_EQ(pool.QueuedCount(), 0U);
-    source.gives = true;
-    Trail<int> ran;
-    EXPECT_TRUE(pool.Post([&] { ran.Add(1); }));
-    EXPECT_EQ(ran.WaitFor(1).size(), 1U);
+    EXPECT_EQ(pool_.QueuedCount(), 0U);
+    gives_ = true;
+    EXPECT_TRUE(pool_.Post([this] { ran_.Add(1); }));
+    EXPECT_EQ(ran_.WaitFor(1).size(), 1U);
 }
 
-TEST(ElasticPoolTest, WorkThatWaitsForARefusedThreadRunsOnTheNextOneThatIsGiven)
+TEST_F(RefusedThreadsTest, WorkThatWaitsForARefusedThreadRunsOnTheNextOneThatIsGiven)
 {
-    ThreadSource source;
-    Trail<int> ran;
-    ElasticPool pool("refused", 4, source.Starter());
-    const Gate gate;
-    ASSERT_TRUE(pool.Post(gate.Way()));
-    source.gives = false;
-    ASSERT_TRUE(pool.Post([&] { ran.Add(1); }));
-    source.gives = true;
-    ASSERT_TRUE(pool.Post([&] { ran.Add(2); }));
-    EXPECT_EQ(ran.WaitFor(2), (std::vector<int>{1, 2})) << "the first worker is blocked all the while";
+    ASSERT_TRUE(pool_.Post(gate_.Way()));
+    gives_ = false;
+    ASSERT_TRUE(pool_.Post([this] { ran_.Add(1); }));
+    gives_ = true;
+    ASSERT_TRUE(pool_.Post([this] { ran_.Add(2); }));
+    EXPECT_EQ(ran_.WaitFor(2), (std::vector<int>{1, 2})) << "the first worker is blocked all the while";
 }
 
 TEST(ElasticPoolTest, AnIdleWorkersThreadEndsWithItsPool)

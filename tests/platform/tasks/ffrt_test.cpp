@@ -93,27 +93,6 @@ TEST(FfrtQueueTest, RunsByDueTimeThenInOrderOfSubmissionAndGoesOnAfterAnExceptio
     EXPECT_EQ(order.WaitFor(4), (std::vector<int>{1, 2, 3, 4}));
 }
 
-TEST(FfrtQueueTest, ExactlyOneOfRunAndCancelWins)
-{
-    constexpr size_t COUNT = 400;
-    Trail<int> ran;
-    ffrt::queue queue("test");
-    std::vector<ffrt::task_handle> tasks;
-    for (size_t i = 0; i < COUNT; ++i) {
-        tasks.push_back(SubmitTo(queue, std::chrono::microseconds(i * 10), [&] { ran.Add(0); }));
-    }
-    std::atomic<size_t> cancelled{0};
-    const auto cancelAll = [&] {
-        for (auto task = tasks.rbegin(); task != tasks.rend(); ++task) {
-            cancelled += ffrt_queue_cancel(queue, *task) == 0 ? 1 : 0;
-        }
-    };
-    std::thread rival(cancelAll);
-    cancelAll();
-    rival.join();
-    EXPECT_EQ(ran.WaitFor(COUNT - cancelled).size(), COUNT - cancelled);
-}
-
 TEST(FfrtQueueTest, ItsDestructorDropsWhatWaitsAndWaitsForWhatRuns)
 {
     auto held = std::make_shared<int>(0);

@@ -15,23 +15,6 @@ using std::chrono::milliseconds;
 using Tests::ManualTimers;
 using Tests::Trail;
 
-TEST(TimersTest, WorkRunsByDueTimeAndNotBeforeAlsoWhatIsArmedOnTheWay)
-{
-    ManualTimers timers;
-    std::vector<std::string> ran;
-    const auto add = [&](const char* name) { return [&ran, name] { ran.emplace_back(name); }; };
-    Timer late = timers.RunAfter(milliseconds(20), add("late"));
-    Timer soon = timers.RunAfter(milliseconds(10), add("soon"));
-    Timer same = timers.RunAfter(milliseconds(10), add("same"));
-    Timer nested;
-    Timer arming =
-        timers.CallAfter(milliseconds(5), [&] { nested = timers.CallAfter(milliseconds(7), add("nested")); });
-    timers.Advance(milliseconds(9));
-    EXPECT_TRUE(ran.empty());
-    timers.Advance(milliseconds(11));
-    EXPECT_EQ(ran, (std::vector<std::string>{"soon", "same", "nested", "late"}));
-}
-
 TEST(TimersTest, ATimerThatIsCancelledReplacedOrDestroyedDoesNotFireAndADetachedOneDoes)
 {
     ManualTimers timers;
