@@ -113,18 +113,6 @@ TEST_F(SystemAbilityManagerTest, FirstRequestsStartTheAbilityOnceOnAnotherThread
     EXPECT_NE(loadedOn_.load(), std::this_thread::get_id());
 }
 
-TEST_F(SystemAbilityManagerTest, UnloadFromItsOwnTransactionReturnsAtOnceAndStopsTheAbilityAfterIt)
-{
-    ability_.onRequest = [this] {
-        EXPECT_EQ(manager_->UnloadSystemAbility(id_), ERR_OK);
-        EXPECT_FALSE(Tests::Eventually([this] { return ability_.stops != 0; }, std::chrono::milliseconds(20)));
-        return IPC_OK;
-    };
-    EXPECT_EQ(Request(), IPC_OK);
-    EXPECT_TRUE(Tests::Eventually([this] { return ability_.GetAbilityState() == SystemAbilityState::NOT_LOADED; }));
-    EXPECT_EQ(ability_.stops, 1);
-}
-
 TEST_F(SystemAbilityManagerTest, DuringUnloadingALoadKeepsItsLimitAndARequestWaitsPastItAndStartsTheAbilityAgain)
 {
     std::future<int32_t> first = UnloadDuringARequest();

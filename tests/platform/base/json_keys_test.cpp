@@ -128,21 +128,6 @@ TEST(JsonKeys, FaultNamesThePlaceWhereJsonEnds)
     EXPECT_THAT(list.Parse("[{}]", "f").error().message, HasSubstr("f: 0.timing.wait_ms: missing"));
 }
 
-TEST(JsonKeys, PrintedObjectIsReadBack)
-{
-    Radio radio;
-    radio.wait = std::chrono::milliseconds(60);
-    radio.locked = {false, true};
-    radio.key = "example8";
-    radio.names.clear();
-    radio.stations = {{"a\"b", true}, {"home", false}};
-    const std::string text = RadioKeys().Print(radio);
-    EXPECT_EQ(RadioKeys().Parse(text, "f").value(), radio) << text;
-    EXPECT_THAT(text, testing::Not(HasSubstr("\"on\""))) << "omitted, for it has its default";
-    radio.isOn = false;
-    EXPECT_EQ(RadioKeys().Parse(RadioKeys().Print(radio), "f").value(), radio);
-}
-
 TEST(JsonKeys, KeyIsSetAndShownAsTyped)
 {
     const std::tuple<const char*, const char*, const char*> cases[] = {

@@ -236,6 +236,7 @@ TEST_F(CollaborationTest, DataWaitsForItsReceiverAndReadinessForBoth)
     const int32_t there = bus->Other(here);
     Send(here, "one");
     Send(here, "ping");
+    bus->Drain();
     const auto receiver = Register(there);
     EXPECT_TRUE(receiver->Heard({"one", "ping"}));
     EXPECT_EQ(receiver->ready, 0);

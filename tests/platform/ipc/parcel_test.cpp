@@ -12,13 +12,16 @@ namespace {
 using Bytes = std::vector<uint8_t>;
 
 // Reads the next value; the output is unchanged when that fails.
-template <typename T>
-bool ReadNext(MessageParcel& parcel, bool (Parcel::*read)(T&))
+template <auto Read>
+bool Reads(MessageParcel& parcel)
 {
-    T value{};
-    const bool isRead = (parcel.*read)(value);
-    EXPECT_TRUE(isRead || value == T{});
-    return isRead;
+    const auto readInto = [&parcel]<typename T>(bool (Parcel::*read)(T&)) {
+        T value{};
+        const bool isRead = (parcel.*read)(value);
+        EXPECT_TRUE(isRead || value == T{});
+        return isRead;
+    };
+    return readInto(Read);
 }
 
 TEST(ParcelTest, TextsHaveLengthTerminatorAndPadding)
@@ -27,12 +30,6 @@ TEST(ParcelTest, TextsHaveLengthTerminatorAndPadding)
     ASSERT_TRUE(parcel.WriteString("abcd") && parcel.WriteString16(u"z"));
     const Bytes expected{4, 0, 0, 0, 'a', 'b', 'c', 'd', 0, 0, 0, 0, 1, 0, 0, 0, 'z', 0, 0, 0};
     EXPECT_EQ(Bytes(parcel.GetData(), parcel.GetData() + parcel.GetDataSize()), expected);
-}
-
-template <auto Read>
-bool Reads(MessageParcel& parcel)
-{
-    return ReadNext(parcel, Read);
 }
 
 TEST(ParcelTest, DamagedBytesAreRefusedAndThePositionStays)
