@@ -9,6 +9,7 @@
 
 #include "platform/ability/ability_ids.h"
 #include "platform/ipc/ipc_client.h"
+#include "platform/trust/account.h"
 
 namespace Vexo::EndToEnd {
 namespace {
@@ -145,7 +146,8 @@ int32_t CollaborateBothWays(Stage& stage)
 
 int32_t StartFromStranger(Stage& stage)
 {
-    Device& stranger = stage.world.AddStranger("stranger");
+    Device& stranger = stage.world.AddUnenrolled("stranger");
+    EXPECT_TRUE(Trust::CreateAccount(stranger.Identity(), "elsewhere", "stranger"));
     stranger.Start();
     const int32_t code = stranger.Ask(stage.phone.NetworkId());
     EXPECT_TRUE(stage.LogHas(stranger, "E DistributedNet: IsSameAccount verify failed."));

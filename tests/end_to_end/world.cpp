@@ -221,13 +221,6 @@ Device& World::Add(const std::string& name)
     return device;
 }
 
-Device& World::AddStranger(const std::string& name)
-{
-    Device& device = AddUnenrolled(name);
-    EXPECT_TRUE(Trust::CreateAccount(device.Identity(), "elsewhere", name));
-    return device;
-}
-
 void World::StartLaptopAndPhone()
 {
     Add("laptop").Start();

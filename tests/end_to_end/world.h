@@ -97,8 +97,6 @@ public:
     void Enrol(const Device& device) const;
     // Makes a device and enrols it.
     Device& Add(const std::string& name);
-    // A device with an account of its own.
-    Device& AddStranger(const std::string& name);
     // Adds laptop and phone, starts both and waits until they have found each other.
     void StartLaptopAndPhone();
     static bool Found(const Device& one, const Device& other);
