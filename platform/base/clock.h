@@ -13,8 +13,10 @@ class Clock {
 public:
     virtual ~Clock() = default;
 
-    // For durations and deadlines: nobody sets it.
+    // For durations and deadlines: nobody sets it. Stands still while the machine is suspended.
     virtual SteadyTime Now() const = 0;
+    // The same, but goes on during a suspend (clock_gettime(2), CLOCK_BOOTTIME). Not to be mixed with Now.
+    virtual SteadyTime BootNow() const { return Now(); }
     // For dates: a person or a time server may set it at any moment, also back.
     virtual WallTime WallNow() const = 0;
 

@@ -21,12 +21,15 @@ public:
     {
         if (!hasGreeted_) {
             TakeFirst(kind, payload);
+        } else if (hasLeft_) {
+            link_->Refuse("a frame after GOODBYE");
         } else if (kind == FrameKind::OPEN) {
             const auto self = shared_from_this();
             inbound_.greeters_.erase(self);
             inbound_.sessions_.AdoptInbound(link_, payload);
         } else if (kind == FrameKind::GOODBYE) {
-            TakeForGone(inbound_.context_, link_->PeerNetworkId());
+            hasLeft_ = true;
+            MarkAway(inbound_.context_, link_->PeerNetworkId(), {});
         } else {
             link_->Refuse("after HELLO only OPEN, GOODBYE or CLOSE may come");
         }
@@ -64,6 +67,7 @@ private:
     const PeerAddress from_;
     const std::string source_;
     bool hasGreeted_ = false;
+    bool hasLeft_ = false;
 };
 
 InboundLinks::InboundLinks(ReactorContext& context, Sessions& sessions)

@@ -13,7 +13,7 @@ bool ReactorContext::IsReachable(const std::string& networkId) const
     return devices.WasSpokenWithRecently(networkId) || (devices.IsKnown(networkId) && sightings.IsAnnounced(networkId));
 }
 
-void ReactorContext::NoteReachability(const std::string& networkId)
+void ReactorContext::UpdateReachability(const std::string& networkId)
 {
     const bool isReachable = IsReachable(networkId);
     if (isReachable == notedReachable_.contains(networkId)) {

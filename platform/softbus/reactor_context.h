@@ -41,7 +41,7 @@ struct ReactorContext : public NoCopyable {
     // Announced now, or spoken with recently. Any thread.
     bool IsReachable(const std::string& networkId) const;
     // After something that may have changed IsReachable: logs a change, and calls onlineChanged.
-    void NoteReachability(const std::string& networkId);
+    void UpdateReachability(const std::string& networkId);
 
     // Whether one of the link types is a way to devices that are heard only when somebody seeks them; no types: any.
     bool CanSeek(const std::vector<int32_t>& linkTypes) const;

@@ -27,7 +27,7 @@ namespace Vexo::SoftBus {
 
 namespace {
 
-// And a little.
+// Goodbyes, closing links, and a margin.
 constexpr std::chrono::milliseconds STOP_LIMIT = GOODBYE_LIMIT + CLOSE_LIMIT + std::chrono::milliseconds(200);
 
 constexpr const char* TCP = "tcp";
@@ -187,7 +187,7 @@ Result<void> Server::MakeTokens(const Trust::LinkKeys& keys)
         }
         tokens[transport->Name()] = std::move(made.value());
     }
-    context_.sightings.Use(context_.ownNetworkId, std::move(tokens));
+    context_.sightings.SetTokens(context_.ownNetworkId, std::move(tokens));
     return {};
 }
 
@@ -313,7 +313,7 @@ std::vector<Node> Server::Nodes()
         } else {
             node.clockAhead.reset();
         }
-        if (const auto far = context_.sightings.ClockAhead(node.networkId); far.count() != 0) {
+        if (const auto far = context_.sightings.ClockAhead(node.networkId); far.count() != 0 && !node.clockAhead) {
             node.clockAhead = far;
         }
         if (const std::vector<Way> ways = WaysTo(context_, node.networkId); !ways.empty()) {

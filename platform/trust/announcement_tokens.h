@@ -26,7 +26,7 @@ inline constexpr std::chrono::minutes TOKEN_PERIOD{15};
 inline constexpr std::chrono::hours MAX_TOKEN_CLOCK_DIFFERENCE{48};
 
 struct TokenOwner {
-    std::string idStart;  // the first 8 characters of the network id: TOKEN_ID_BYTES as hex
+    std::string idPrefix;  // the first 8 characters of the network id: TOKEN_ID_BYTES as hex
     // The period of its clock less that of this device's, as time: 0 for neighbouring periods, negative when its clock
     // is behind.
     std::chrono::minutes clockAhead{0};

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "platform/base/check.h"
-#include "platform/base/text.h"
+#include "platform/dfx/guard.h"
 #include "platform/softbus/discovery/hello.h"
 #include "platform/softbus/discovery/route.h"
 #include "platform/softbus/softbus_log.h"
@@ -24,6 +24,7 @@ struct Finder::Configured {
 // A greeting that waits for its turn.
 struct Finder::Task {
     std::string networkId;                   // who must answer; empty: any other device of the account
+    std::string idPrefix;                    // DialRequest::idPrefix
     std::function<std::vector<Way>()> ways;  // when its turn comes; none: it is not needed any more, unless it seeks
     Greeting::Done done;
     GreetingKind kind = GreetingKind::HELLO;
@@ -51,10 +52,11 @@ void Finder::AddConfigured(const PeerAddress& where)
 void Finder::GreetConfigured(const ConfiguredPtr& configured)
 {
     Greet({.networkId = {},
+           .idPrefix = {},
            .ways = [configured] { return std::vector<Way>{{configured->where}}; },
            .done =
                [this, configured](const GreetingResult& result) {
-                   if (result.isGreeted || result.isThisDevice) {
+                   if (result.isGreeted || result.dial.isThisDevice) {
                        configured_.erase(configured);
                    } else {
                        ConfiguredFailed(configured, result);
@@ -66,14 +68,14 @@ void Finder::ConfiguredFailed(const ConfiguredPtr& configured, const GreetingRes
 {
     if (!std::exchange(configured->isReported, true)) {
         QuviewDFX::LogInfo(LOG_SOFTBUS, "no device of this account at %{public}s yet: %{public}s",
-                           configured->where.address, result.why);
+                           configured->where.address, result.dial.why);
     }
-    const bool isStranger = result.end == LinkEnd::REFUSED;
+    const bool isStranger = result.dial.end == LinkEnd::REFUSED;
     configured->pause = std::clamp(2 * configured->pause, isStranger ? FIRST_STRANGER_PAUSE : FIRST_RETRY_PAUSE,
                                    isStranger ? LAST_STRANGER_PAUSE : LAST_RETRY_PAUSE);
     configured->timer.expires_after(configured->pause);
     configured->timer.async_wait([this, configured](const asio::error_code& error) {
-        if (!error) {
+        if (!error && !stopped_) {
             GreetConfigured(configured);
         }
     });
@@ -91,48 +93,48 @@ void Finder::Heard(const std::string& channel, const std::string& name, const st
             return transport == nullptr || !transport->CheckAddress(address.address);
         });
     }
-    const auto idStart = context_.sightings.Set(channel, name, usable);
-    if (!idStart) {
+    const auto idPrefix = context_.sightings.Set(channel, name, usable);
+    if (!idPrefix) {
         return;
     }
     for (const auto& dial : std::set<std::shared_ptr<Dial>>(context_.dials)) {
-        dial->LookAgain();
+        dial->AddNewAddresses();
     }
-    const std::string networkId = context_.devices.FindByStart(*idStart);
+    const std::string networkId = context_.devices.FindByPrefix(*idPrefix);
     if (networkId.empty()) {
-        GreetStranger(*idStart);
-    } else if (context_.sightings.Addresses(*idStart).empty()) {
-        TakeForGone(context_, networkId);
+        GreetStranger(*idPrefix);
     } else {
-        context_.NoteReachability(networkId);
+        context_.UpdateReachability(networkId);
     }
 }
 
 // A device that announces itself with a token of the account, and is not known yet: one greeting at a time, which tries
 // what is heard meanwhile too. Addresses that are left alone are not tried.
-void Finder::GreetStranger(const std::string& idStart)
+void Finder::GreetStranger(const std::string& idPrefix)
 {
-    if (!greetedStrangers_.insert(idStart).second) {
+    if (!greetedStrangers_.insert(idPrefix).second) {
         return;
     }
     Greet({.networkId = {},
+           .idPrefix = idPrefix,
            .ways =
-               [this, idStart] {
+               [this, idPrefix] {
                    std::vector<Way> ways;
-                   if (context_.devices.FindByStart(idStart).empty()) {
-                       ways = WaysTo(context_, idStart);
+                   if (context_.devices.FindByPrefix(idPrefix).empty()) {
+                       ways = WaysTo(context_, idPrefix);
                    }
-                   std::erase_if(ways, [this](const Way& way) { return context_.sightings.IsLeftAlone(way.where); });
+                   std::erase_if(ways,
+                                 [&](const Way& way) { return context_.sightings.IsLeftAlone(idPrefix, way.where); });
                    return ways;
                },
-           .done = [this, idStart](const GreetingResult&) { greetedStrangers_.erase(idStart); }});
+           .done = [this, idPrefix](const GreetingResult&) { greetedStrangers_.erase(idPrefix); }});
 }
 
 void Finder::DropOldAnnouncements()
 {
     context_.sightings.DropOld();
     for (const Node& node : context_.devices.List()) {
-        context_.NoteReachability(node.networkId);
+        context_.UpdateReachability(node.networkId);
     }
 }
 
@@ -148,14 +150,24 @@ void Finder::GreetKnownDevices()
 
 void Finder::GreetDevice(const std::string& networkId, bool seeks, std::function<void()> done)
 {
+    auto& callers = greetedDevices_[networkId];
+    callers.push_back(std::move(done));
+    if (callers.size() > 1) {
+        return;
+    }
     Greet({.networkId = networkId,
+           .idPrefix = networkId,
            .ways = [this, networkId] { return WaysTo(context_, networkId); },
            .done =
-               [this, networkId, done = std::move(done)](const GreetingResult& result) {
-                   if (!result.isGreeted) {
-                       TakeForGone(context_, networkId);
+               [this, networkId](const GreetingResult& result) {
+                   // One that refused is there.
+                   if (!result.isGreeted && result.dial.wasTried && result.dial.end != LinkEnd::REFUSED) {
+                       MarkAway(context_, networkId, result.dial.took);
                    }
-                   done();
+                   const auto waiting = greetedDevices_.extract(networkId);
+                   for (const auto& caller : waiting.mapped()) {
+                       caller();
+                   }
                },
            .seeks = seeks});
 }
@@ -177,12 +189,12 @@ void Finder::Scan(std::function<void()> done)
         ++scanLeft_;
         GreetDevice(node.networkId, context_.CanSeek({}), ended);
     }
-    for (const std::string& idStart : context_.sightings.All()) {
-        GreetStranger(idStart);
+    for (const std::string& idPrefix : context_.sightings.All()) {
+        GreetStranger(idPrefix);
     }
     scanTimer_.expires_after(SCAN_LIMIT);
     scanTimer_.async_wait([this](const asio::error_code& error) {
-        if (!error) {
+        if (!error && scanTimer_.expiry() <= Clock::System().Now()) {
             ScanEnded();
         }
     });
@@ -222,7 +234,11 @@ void Finder::StartNext()
         });
         *slot = greeting;
         running_.insert(greeting);
-        greeting->Start({task.networkId, task.ways, task.limit, task.seeks});
+        const auto start = [&] { greeting->Start({task.networkId, task.idPrefix, task.ways, task.limit, task.seeks}); };
+        if (!QuviewDFX::RunGuarded(LOG_SOFTBUS, "a greeting", start)) {
+            running_.erase(greeting);
+            task.done({});
+        }
     }
 }
 
@@ -242,6 +258,7 @@ void Finder::Stop(std::function<void()> done)
         greeting->Cancel();
     }
     ScanEnded();
+    greetedDevices_.clear();
     const auto left = std::make_shared<size_t>(1);
     const auto ended = [left, done = std::move(done)] {
         if (--*left == 0) {
@@ -252,6 +269,7 @@ void Finder::Stop(std::function<void()> done)
         if (node.online && *left <= MAX_GOODBYES) {
             ++*left;
             Greet({.networkId = node.networkId,
+                   .idPrefix = node.networkId,
                    .ways = [this, id = node.networkId] { return WaysTo(context_, id); },
                    .done = [ended](const GreetingResult&) { ended(); },
                    .kind = GreetingKind::GOODBYE,

@@ -1,13 +1,13 @@
-// Finder: how this device finds the others of its account: it takes in what channels hear, greets devices that it does
-// not know yet, the addresses of the configuration until a device answered there, and after a start those that it
-// knows; it greets all when it is asked to scan, and says goodbye at the end. It keeps no connection. The reactor's;
-// nothing blocks.
+// Finder: finds the other devices of the account. It greets unknown devices that announce themselves, each configured
+// address until a device answers there, the known devices after the start, and all of them on a scan. On Stop it says
+// goodbye. It keeps no connection. Used on the reactor thread; no call blocks.
 #pragma once
 
 #include <asio/steady_timer.hpp>
 #include <chrono>
 #include <functional>
 #include <list>
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -23,7 +23,7 @@ namespace Vexo::SoftBus {
 // The pause before an address of the configuration is tried again doubles from the first to the last.
 inline constexpr std::chrono::milliseconds FIRST_RETRY_PAUSE{200};
 inline constexpr std::chrono::milliseconds LAST_RETRY_PAUSE{60'000};
-// Who fails the handshake will hardly become one of ours: it is asked more rarely from the start.
+// A host that fails the handshake is unlikely to join this account: it is tried less often.
 inline constexpr std::chrono::milliseconds FIRST_STRANGER_PAUSE{5'000};
 inline constexpr std::chrono::milliseconds LAST_STRANGER_PAUSE{3'600'000};
 inline constexpr std::chrono::milliseconds GREETING_LIMIT{5'000};
@@ -40,7 +40,6 @@ public:
     ~Finder();
 
     void AddConfigured(const PeerAddress& where);
-    // After AddConfigured of the start, whose addresses are left to it.
     void GreetKnownDevices();
     // An announcement came, changed or ended (announcement_channel.h).
     void Heard(const std::string& channel, const std::string& name, const std::optional<Announcement>& announcement);
@@ -58,8 +57,8 @@ private:
 
     void GreetConfigured(const ConfiguredPtr& configured);
     void ConfiguredFailed(const ConfiguredPtr& configured, const GreetingResult& result);
-    void GreetStranger(const std::string& idStart);
-    // Tries the device, and takes it for gone when none of its addresses leads to it.
+    void GreetStranger(const std::string& idPrefix);
+    // Tries the device once, however many ask, and marks it away when none of its addresses leads to it.
     void GreetDevice(const std::string& networkId, bool seeks, std::function<void()> done);
     void Greet(Task task);
     void StartNext();
@@ -69,6 +68,8 @@ private:
     std::set<ConfiguredPtr> configured_;
     std::list<Task> waiting_;
     std::set<std::shared_ptr<Greeting>> running_;
+    // Who waits for the greeting of each device that waits or runs, by network id.
+    std::map<std::string, std::vector<std::function<void()>>> greetedDevices_;
     std::set<std::string> greetedStrangers_;       // how the ids begin of those whose greeting waits or runs
     std::vector<std::function<void()>> scanDone_;  // of scans under way
     size_t scanLeft_ = 0;                          // greetings that they wait for

@@ -16,7 +16,7 @@ void Greeting::Dialled(const DialResult& result)
 {
     dial_.reset();
     if (!result.link) {
-        Finish({false, result.end, result.why, result.isThisDevice});
+        Finish({false, result});
         return;
     }
     link_ = result.link;
@@ -39,7 +39,7 @@ void Greeting::OnFrame(FrameKind kind, std::string payload)
 
 void Greeting::OnEnded(LinkEnd end, const std::string& why)
 {
-    Finish({false, end, why});
+    Finish({false, {.end = end, .why = why, .wasTried = true}});
 }
 
 void Greeting::Finish(const GreetingResult& result)

@@ -1,5 +1,5 @@
-// Greeting: a short conversation by which two devices get to know each other: dial, HELLO from both, CLOSE. Or the one
-// word by which a device that stops takes its leave: HELLO, GOODBYE, CLOSE. The reactor's; nothing blocks.
+// Greeting: connects, exchanges HELLO and closes, so that both devices know each other. Of kind GOODBYE: connects and
+// sends HELLO, GOODBYE and CLOSE, because this device stops. Used on the reactor thread; no call blocks.
 #pragma once
 
 #include <functional>
@@ -15,10 +15,7 @@ enum class GreetingKind { HELLO, GOODBYE };
 
 struct GreetingResult {
     bool isGreeted = false;
-    // Else why not.
-    LinkEnd end = LinkEnd::BROKEN;
-    std::string why{};
-    bool isThisDevice = false;
+    DialResult dial{};  // when it is not: how the dial ended, or the link after it
 };
 
 class Greeting : public LinkOwner, public std::enable_shared_from_this<Greeting>, public NoCopyable {

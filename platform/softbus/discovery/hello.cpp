@@ -8,7 +8,7 @@ namespace Vexo::SoftBus {
 
 namespace {
 
-// Where the device can be reached: where it was dialled, then what it says, as far as this device can use it.
+// The addresses of the device: the one that was dialled, then those of its HELLO that this device can use.
 std::vector<PeerAddress> UsableAddresses(const ReactorContext& context, const Hello& hello, const PeerAddress& where,
                                          bool wasDialled)
 {
@@ -53,16 +53,17 @@ bool TakeHello(ReactorContext& context, Link& link, const std::string& payload, 
     const bool wasDialled = link.GetRole() == Link::Role::CLIENT;
     hello.value().addresses = UsableAddresses(context, hello.value(), where, wasDialled);
     context.devices.Met(link.PeerNetworkId(), hello.value(), where.transport);
-    context.NoteReachability(link.PeerNetworkId());
+    context.sightings.Answered(link.PeerNetworkId());
+    context.UpdateReachability(link.PeerNetworkId());
     return true;
 }
 
-void TakeForGone(ReactorContext& context, const std::string& networkId)
+void MarkAway(ReactorContext& context, const std::string& networkId, std::chrono::steady_clock::duration triedFor)
 {
     DISTNET_ASSERT(context.RunsOnThisThread(), "on the reactor thread");
     context.sightings.Unanswered(networkId);
-    context.devices.Gone(networkId);
-    context.NoteReachability(networkId);
+    context.devices.MarkAway(networkId, triedFor);
+    context.UpdateReachability(networkId);
 }
 
 }  // namespace Vexo::SoftBus

@@ -2,6 +2,7 @@
 // known. The reactor's; nothing blocks.
 #pragma once
 
+#include <chrono>
 #include <string>
 
 #include "platform/softbus/reactor_context.h"
@@ -15,7 +16,7 @@ std::string OwnHello(const ReactorContext& context);
 // dialled at, or the one that it came from. False when the HELLO is damaged; the link has ended then.
 bool TakeHello(ReactorContext& context, Link& link, const std::string& payload, const PeerAddress& where);
 
-// The device said goodbye, or none of its addresses led to it.
-void TakeForGone(ReactorContext& context, const std::string& networkId);
+// The device said goodbye, or was tried for that long and none of its addresses led to it.
+void MarkAway(ReactorContext& context, const std::string& networkId, std::chrono::steady_clock::duration triedFor);
 
 }  // namespace Vexo::SoftBus

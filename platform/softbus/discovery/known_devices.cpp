@@ -30,7 +30,7 @@ constexpr std::chrono::minutes SAVE_PAUSE{1};
 
 std::chrono::milliseconds SinceBoot(const Clock& clock)
 {
-    return std::chrono::duration_cast<std::chrono::milliseconds>(clock.Now().time_since_epoch());
+    return std::chrono::duration_cast<std::chrono::milliseconds>(clock.BootNow().time_since_epoch());
 }
 
 // ---- The file
@@ -152,14 +152,15 @@ void KnownDevices::UseFile(const std::filesystem::path& file, const std::string&
 
 bool KnownDevices::IsRecent(const Entry& entry) const
 {
-    return entry.spokenAt && clock_.Now() - *entry.spokenAt < SPOKEN_RECENTLY;
+    return entry.spokenAt && (!entry.awayAt || *entry.awayAt < *entry.spokenAt) &&
+           clock_.BootNow() - *entry.spokenAt < SPOKEN_RECENTLY;
 }
 
 void KnownDevices::MarkSpoken(Entry& entry, SteadyTime when)
 {
     entry.spokenAt = when;
     entry.node.lastSeenMs = MillisecondsOf(clock_.WallNow()) -
-                            std::chrono::duration_cast<std::chrono::milliseconds>(clock_.Now() - when).count();
+                            std::chrono::duration_cast<std::chrono::milliseconds>(clock_.BootNow() - when).count();
     isChanged_ = true;
 }
 
@@ -175,29 +176,33 @@ void KnownDevices::Met(const std::string& networkId, const Hello& hello, const s
                                        .transport = transport},
                               .addresses = FreshFirst(hello.addresses, entry.addresses),
                               .spokenAt = {},
+                              .awayAt = {},
                               .clockOverSteady = std::chrono::milliseconds(hello.clockMs) - SinceBoot(clock_)});
-    MarkSpoken(entry, clock_.Now());
+    MarkSpoken(entry, clock_.BootNow());
     const auto shown = [](const Node& node) { return std::tie(node.deviceId, node.deviceName, node.deviceTypeId); };
     const bool isOther = shown(before.node) != shown(entry.node) || !SameInAnyOrder(before.addresses, entry.addresses);
     ForgetOldest();
-    if (isOther || clock_.Now() - savedAt_ >= SAVE_PAUSE) {
+    if (isOther || clock_.BootNow() - savedAt_ >= SAVE_PAUSE) {
         Save();
     }
 }
 
-void KnownDevices::SpokenWith(const std::string& networkId, SteadyTime when)
+void KnownDevices::SpokenWith(const std::string& networkId, std::chrono::steady_clock::duration ago)
 {
     const MutexLock lock(mutex_);
-    if (const auto found = entries_.find(networkId); found != entries_.end()) {
+    const SteadyTime when = clock_.BootNow() - ago;
+    if (const auto found = entries_.find(networkId); found != entries_.end() && found->second.spokenAt < when) {
         MarkSpoken(found->second, when);
     }
 }
 
-void KnownDevices::Gone(const std::string& networkId)
+void KnownDevices::MarkAway(const std::string& networkId, std::chrono::steady_clock::duration triedFor)
 {
     const MutexLock lock(mutex_);
-    if (const auto found = entries_.find(networkId); found != entries_.end()) {
-        found->second.spokenAt.reset();
+    const SteadyTime now = clock_.BootNow();
+    const auto found = entries_.find(networkId);
+    if (found != entries_.end() && (!found->second.spokenAt || *found->second.spokenAt <= now - triedFor)) {
+        found->second.awayAt = now;
     }
 }
 
@@ -223,11 +228,11 @@ bool KnownDevices::IsKnown(const std::string& networkId) const
     return entries_.contains(networkId);
 }
 
-std::string KnownDevices::FindByStart(const std::string& idStart) const
+std::string KnownDevices::FindByPrefix(const std::string& idPrefix) const
 {
     const MutexLock lock(mutex_);
-    const auto found = entries_.lower_bound(idStart);
-    return found != entries_.end() && found->first.starts_with(idStart) ? found->first : std::string();
+    const auto found = entries_.lower_bound(idPrefix);
+    return found != entries_.end() && found->first.starts_with(idPrefix) ? found->first : std::string();
 }
 
 bool KnownDevices::WasSpokenWithRecently(const std::string& networkId) const
@@ -279,7 +284,7 @@ void KnownDevices::Flush()
 void KnownDevices::Save()
 {
     if (!file_.empty() && !isQueued_) {
-        savedAt_ = clock_.Now();
+        savedAt_ = clock_.BootNow();
         isQueued_ = strand_.Post([this] { Write(); });
     }
 }

@@ -52,14 +52,15 @@ public:
 
     // That verified device said hello over that transport. The addresses of hello go before those known already.
     void Met(const std::string& networkId, const Hello& hello, const std::string& transport) EXCLUDES(mutex_);
-    // Something came from it then. No change for an unknown device.
-    void SpokenWith(const std::string& networkId, SteadyTime when) EXCLUDES(mutex_);
-    // It said goodbye, or was tried at every address in vain: it does not count as spoken with recently any more.
-    void Gone(const std::string& networkId) EXCLUDES(mutex_);
+    // Something came from it that long ago. No change for an unknown device, or when it was marked away since.
+    void SpokenWith(const std::string& networkId, std::chrono::steady_clock::duration ago) EXCLUDES(mutex_);
+    // It said goodbye, or was tried for that long at every address in vain: it does not count as spoken with recently
+    // any more, unless it was spoken with in that time.
+    void MarkAway(const std::string& networkId, std::chrono::steady_clock::duration triedFor) EXCLUDES(mutex_);
 
     bool IsKnown(const std::string& networkId) const EXCLUDES(mutex_);
     // The known device whose network id begins so; empty when there is none.
-    std::string FindByStart(const std::string& idStart) const EXCLUDES(mutex_);
+    std::string FindByPrefix(const std::string& idPrefix) const EXCLUDES(mutex_);
     bool WasSpokenWithRecently(const std::string& networkId) const EXCLUDES(mutex_);
     // Where the device can be reached, the last first; empty for an unknown one.
     std::vector<PeerAddress> Addresses(const std::string& networkId) const EXCLUDES(mutex_);
@@ -73,9 +74,10 @@ private:
     struct Entry {
         Node node;  // online, address and clockAhead are filled in by List
         std::vector<PeerAddress> addresses;
-        std::optional<SteadyTime> spokenAt;  // not since it has gone
-        // The device's clock less the time that passes whatever is done to clocks (std::chrono::steady_clock), once it
-        // has said HELLO in this run.
+        // Both by Clock::BootNow; empty before the first time in this run.
+        std::optional<SteadyTime> spokenAt;
+        std::optional<SteadyTime> awayAt;
+        // The device's clock less Clock::BootNow, at its last HELLO. Empty before its first HELLO in this run.
         std::optional<std::chrono::milliseconds> clockOverSteady{};
     };
 

@@ -27,14 +27,16 @@ Result<void> PeriodTimer::Start(std::function<void()> turned)
     return {};
 }
 
-// For the beginning of the next period; a clock that is set ends the wait too.
+// Arms for the start of the next period. Setting the clock also wakes it.
 bool PeriodTimer::Arm()
 {
     const auto now = Clock::System().WallNow().time_since_epoch();
     const auto next = now - now % Trust::TOKEN_PERIOD + Trust::TOKEN_PERIOD;
     itimerspec when{};
     when.it_value.tv_sec = std::chrono::duration_cast<std::chrono::seconds>(next).count();
-    return ::timerfd_settime(timer_.native_handle(), TFD_TIMER_ABSTIME | TFD_TIMER_CANCEL_ON_SET, &when, nullptr) == 0;
+    return ::timerfd_settime(timer_.native_handle(), TFD_TIMER_ABSTIME | TFD_TIMER_CANCEL_ON_SET, &when, nullptr) ==
+               0 ||
+           errno == ECANCELED;  // the clock was set meanwhile; the timer is armed all the same
 }
 
 void PeriodTimer::Wait()
@@ -47,8 +49,10 @@ void PeriodTimer::Wait()
         // Fails with ECANCELED when the clock was set; which of both it was makes no difference.
         [[maybe_unused]] const ssize_t got = ::read(timer_.native_handle(), &turns, sizeof(turns));
         if (!Arm()) {
-            QuviewDFX::LogError(LOG_SOFTBUS, "what this device announces is not renewed any more: %{public}s",
-                                std::strerror(errno));
+            QuviewDFX::LogError(
+                LOG_SOFTBUS,
+                "cannot set the announcement timer; this device's announcement expires within 30 minutes: %{public}s",
+                std::strerror(errno));
             return;
         }
         Wait();

@@ -1,5 +1,6 @@
 // PeriodTimer: tells when a token period begins (trust/announcement_tokens.h) and when somebody has set this machine's
-// clock, by one descriptor of the kernel (timerfd_create(2)), so that nothing wakes up in between. The reactor's.
+// clock, by one descriptor of the kernel (timerfd_create(2)), so that nothing wakes up in between. Used on the reactor
+// thread.
 #pragma once
 
 #include <asio/io_context.hpp>

@@ -45,7 +45,7 @@ std::vector<Way> WaysTo(const ReactorContext& context, const std::string& networ
                               const auto& isWanted) {
             for (const PeerAddress& address : from) {
                 if (address.transport == transport->Name() && isWanted(address)) {
-                    (context.sightings.IsLeftAlone(address) ? last : to).push_back(address);
+                    (context.sightings.IsLeftAlone(networkId, address) ? last : to).push_back(address);
                 }
             }
         };
@@ -61,7 +61,7 @@ std::vector<Way> WaysTo(const ReactorContext& context, const std::string& networ
         }
     };
     add(first, std::chrono::milliseconds(0));
-    // However many announcements there are: whoever replays them must not keep this device from the good address.
+    // A fixed delay, whatever the number of announcements: replayed ones must not delay a known good address.
     add(second, first.empty() ? std::chrono::milliseconds(0) : ANNOUNCED_AHEAD);
     std::stable_sort(ways.begin(), ways.end(), [](const Way& a, const Way& b) { return a.after < b.after; });
     add(last, ways.empty() ? std::chrono::milliseconds(0) : ways.back().after + NEXT_ADDRESS_DELAY);

@@ -9,8 +9,6 @@
 
 namespace Vexo::SoftBus {
 
-// An address is tried this long after the one before it (RFC 8305, "Connection Attempt Delay").
-inline constexpr std::chrono::milliseconds NEXT_ADDRESS_DELAY{100};
 // How long those where the device announces itself are ahead of those where it was reached before.
 inline constexpr std::chrono::milliseconds ANNOUNCED_AHEAD{300};
 

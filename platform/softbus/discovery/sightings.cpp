@@ -6,16 +6,16 @@ namespace Vexo::SoftBus {
 
 namespace {
 
-std::string StartOf(const std::string& networkId)
+std::string PrefixOf(const std::string& networkId)
 {
     return networkId.substr(0, 2 * Trust::TOKEN_ID_BYTES);
 }
 
 }  // namespace
 
-void Sightings::Use(std::string ownNetworkId, TransportTokens tokens)
+void Sightings::SetTokens(std::string ownNetworkId, TransportTokens tokens)
 {
-    ownStart_ = StartOf(ownNetworkId);
+    ownPrefix_ = PrefixOf(ownNetworkId);
     ownNetworkId_ = std::move(ownNetworkId);
     tokens_ = std::move(tokens);
 }
@@ -28,18 +28,18 @@ std::optional<Trust::TokenOwner> Sightings::OwnerOf(const std::string& transport
     }
     {
         const MutexLock lock(mutex_);
-        if (const SteadyTime now = clock_.Now(); now - farReadsSince_ >= std::chrono::minutes(1)) {
-            farReadsSince_ = now;
-            farReads_ = 0;
+        if (const SteadyTime now = clock_.BootNow(); now - distantReadsSince_ >= std::chrono::minutes(1)) {
+            distantReadsSince_ = now;
+            distantReads_ = 0;
         }
-        if (farReads_ >= MAX_FAR_READS) {
+        if (distantReads_ >= MAX_DISTANT_READS) {
             return std::nullopt;
         }
     }
     auto owner = tokens.ReadOfAnyClock(token);
     if (!owner) {
         const MutexLock lock(mutex_);
-        ++farReads_;
+        ++distantReads_;
     }
     return owner;
 }
@@ -52,7 +52,7 @@ bool Sightings::IsOurs(const std::string& transport, const std::string& token)
 bool Sightings::IsOwn(const std::string& transport, const std::string& token) const
 {
     const auto owner = tokens_.at(transport)->ReadOfAnyClock(token);
-    return owner && owner->idStart == ownStart_;
+    return owner && owner->idPrefix == ownPrefix_;
 }
 
 std::optional<std::string> Sightings::Set(const std::string& channel, const std::string& name,
@@ -64,44 +64,44 @@ std::optional<std::string> Sightings::Set(const std::string& channel, const std:
     }
     const MutexLock lock(mutex_);
     const auto known = heard_.find({channel, name});
-    if (!owner || owner->idStart == ownStart_) {
+    if (!owner || owner->idPrefix == ownPrefix_) {
         if (known == heard_.end()) {
             return std::nullopt;
         }
-        std::string idStart = std::move(known->second.owner.idStart);
+        std::string idPrefix = std::move(known->second.owner.idPrefix);
         heard_.erase(known);
-        return idStart;
+        return idPrefix;
     }
     if (known == heard_.end() && heard_.size() >= MAX_SIGHTINGS) {
         return std::nullopt;
     }
-    Sighting sighting{std::move(*owner), announcement->addresses, clock_.Now()};
+    Sighting sighting{std::move(*owner), announcement->addresses, clock_.BootNow()};
     sighting.addresses.resize(std::min(sighting.addresses.size(), MAX_SIGHTING_ADDRESSES));
-    return (heard_[{channel, name}] = std::move(sighting)).owner.idStart;
+    return (heard_[{channel, name}] = std::move(sighting)).owner.idPrefix;
 }
 
 void Sightings::DropOld()
 {
     const MutexLock lock(mutex_);
-    const SteadyTime now = clock_.Now();
-    std::erase_if(heard_, [&](const auto& named) { return now - named.second.heardAt > SIGHTING_LIFE; });
+    const SteadyTime now = clock_.BootNow();
+    std::erase_if(heard_, [this](const auto& named) { return !Counts(named.second); });
     std::erase_if(leftAlone_, [&](const auto& place) { return place.second <= now; });
 }
 
 bool Sightings::IsAnnounced(const std::string& networkId) const
 {
     const MutexLock lock(mutex_);
-    return std::any_of(heard_.begin(), heard_.end(), [start = StartOf(networkId)](const auto& named) {
-        return named.second.owner.idStart == start && named.second.isAnswered;
+    return std::any_of(heard_.begin(), heard_.end(), [this, start = PrefixOf(networkId)](const auto& named) {
+        return named.second.owner.idPrefix == start && named.second.isAnswered && Counts(named.second);
     });
 }
 
-std::vector<PeerAddress> Sightings::Addresses(const std::string& idStart) const
+std::vector<PeerAddress> Sightings::Addresses(const std::string& idPrefix) const
 {
     const MutexLock lock(mutex_);
     std::vector<const Sighting*> own;
     for (const auto& [name, sighting] : heard_) {
-        if (sighting.owner.idStart == StartOf(idStart)) {
+        if (sighting.owner.idPrefix == PrefixOf(idPrefix) && Counts(sighting)) {
             own.push_back(&sighting);
         }
     }
@@ -120,10 +120,14 @@ std::vector<PeerAddress> Sightings::Addresses(const std::string& idStart) const
 std::chrono::minutes Sightings::ClockAhead(const std::string& networkId) const
 {
     const MutexLock lock(mutex_);
-    const auto found = std::find_if(heard_.begin(), heard_.end(), [start = StartOf(networkId)](const auto& named) {
-        return named.second.owner.idStart == start;
-    });
-    return found == heard_.end() ? std::chrono::minutes(0) : found->second.owner.clockAhead;
+    std::optional<std::chrono::minutes> least;
+    for (const auto& [name, sighting] : heard_) {
+        const bool isOfIt = sighting.owner.idPrefix == PrefixOf(networkId) && Counts(sighting);
+        if (isOfIt && (!least || abs(sighting.owner.clockAhead) < abs(*least))) {
+            least = sighting.owner.clockAhead;
+        }
+    }
+    return least.value_or(std::chrono::minutes(0));
 }
 
 std::vector<std::string> Sightings::All() const
@@ -131,8 +135,8 @@ std::vector<std::string> Sightings::All() const
     const MutexLock lock(mutex_);
     std::vector<std::string> starts;
     for (const auto& [name, sighting] : heard_) {
-        if (std::find(starts.begin(), starts.end(), sighting.owner.idStart) == starts.end()) {
-            starts.push_back(sighting.owner.idStart);
+        if (std::find(starts.begin(), starts.end(), sighting.owner.idPrefix) == starts.end()) {
+            starts.push_back(sighting.owner.idPrefix);
         }
     }
     return starts;
@@ -142,36 +146,38 @@ void Sightings::Unanswered(const std::string& networkId)
 {
     const MutexLock lock(mutex_);
     for (auto& [name, sighting] : heard_) {
-        sighting.isAnswered = sighting.isAnswered && sighting.owner.idStart != StartOf(networkId);
+        sighting.isAnswered = sighting.isAnswered && sighting.owner.idPrefix != PrefixOf(networkId);
     }
 }
 
-void Sightings::Answered(const PeerAddress& where)
+void Sightings::Answered(const std::string& networkId)
 {
     const MutexLock lock(mutex_);
-    leftAlone_.erase(where);
     for (auto& [name, sighting] : heard_) {
-        const auto& at = sighting.addresses;
-        sighting.isAnswered = sighting.isAnswered || std::find(at.begin(), at.end(), where) != at.end();
+        sighting.isAnswered = sighting.isAnswered || sighting.owner.idPrefix == PrefixOf(networkId);
     }
 }
 
-void Sightings::LeaveAlone(const PeerAddress& where)
+void Sightings::LeaveAlone(const std::string& idPrefix, const PeerAddress& where, bool isFailure)
 {
     const MutexLock lock(mutex_);
-    const SteadyTime now = clock_.Now();
+    const std::pair place(PrefixOf(idPrefix), where);
+    if (!isFailure) {
+        leftAlone_.erase(place);
+        return;
+    }
     if (leftAlone_.size() >= MAX_LEFT_ALONE) {
         leftAlone_.erase(std::min_element(leftAlone_.begin(), leftAlone_.end(),
                                           [](const auto& a, const auto& b) { return a.second < b.second; }));
     }
-    leftAlone_[where] = now + LEFT_ALONE;
+    leftAlone_[place] = clock_.BootNow() + LEFT_ALONE;
 }
 
-bool Sightings::IsLeftAlone(const PeerAddress& where) const
+bool Sightings::IsLeftAlone(const std::string& idPrefix, const PeerAddress& where) const
 {
     const MutexLock lock(mutex_);
-    const auto found = leftAlone_.find(where);
-    return found != leftAlone_.end() && clock_.Now() < found->second;
+    const auto found = leftAlone_.find({PrefixOf(idPrefix), where});
+    return found != leftAlone_.end() && clock_.BootNow() < found->second;
 }
 
 }  // namespace Vexo::SoftBus

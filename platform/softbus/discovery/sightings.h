@@ -27,7 +27,7 @@ inline constexpr std::chrono::minutes SIGHTING_LIFE = 2 * Trust::TOKEN_PERIOD;
 inline constexpr std::chrono::minutes LEFT_ALONE{10};
 inline constexpr size_t MAX_LEFT_ALONE = 256;
 // Tokens of strangers that are compared with clocks far off, each minute.
-inline constexpr int MAX_FAR_READS = 60;
+inline constexpr int MAX_DISTANT_READS = 60;
 
 class Sightings : public NoCopyable {
 public:
@@ -36,7 +36,7 @@ public:
     using TransportTokens = std::map<std::string, std::shared_ptr<const Trust::AnnouncementTokens>>;
 
     // Before any other call. tokens: of each transport that a call names.
-    void Use(std::string ownNetworkId, TransportTokens tokens);
+    void SetTokens(std::string ownNetworkId, TransportTokens tokens);
 
     // This device's token of the period, for announcements of that transport.
     std::string OwnToken(const std::string& transport) const { return tokens_.at(transport)->MakeToken(ownNetworkId_); }
@@ -44,50 +44,52 @@ public:
     bool IsOurs(const std::string& transport, const std::string& token) EXCLUDES(mutex_);
     bool IsOwn(const std::string& transport, const std::string& token) const;
 
-    // An announcement came or changed, or has ended (nothing). How the network id of its device begins
-    // (Trust::TokenOwner::idStart); nothing when it does not matter: it is this device's own, of no device of the
-    // account, or was not there.
+    // Records a new or changed announcement, or its end (nothing). Returns how the network id of its device begins
+    // (Trust::TokenOwner::idPrefix); nothing if the announcement is this device's own, of no device of the account, or
+    // was not recorded.
     std::optional<std::string> Set(const std::string& channel, const std::string& name,
                                    const std::optional<Announcement>& announcement) EXCLUDES(mutex_);
-    // Forgets announcements that were not renewed within SIGHTING_LIFE. How often: once a period does.
+    // Forgets announcements that were not renewed within SIGHTING_LIFE. Called once a period.
     void DropOld() EXCLUDES(mutex_);
 
     // Whether the device announces itself, and answered when it was tried since.
     bool IsAnnounced(const std::string& networkId) const EXCLUDES(mutex_);
     // Where devices announce themselves whose network id begins so, the last heard first.
-    std::vector<PeerAddress> Addresses(const std::string& idStart) const EXCLUDES(mutex_);
-    // By how much its clock is ahead, in whole periods; 0 while it is close, and for a device that is not heard.
+    std::vector<PeerAddress> Addresses(const std::string& idPrefix) const EXCLUDES(mutex_);
+    // By how much its clock is ahead, in whole periods, by the announcement that says least; 0 for a device that is not
+    // heard.
     std::chrono::minutes ClockAhead(const std::string& networkId) const EXCLUDES(mutex_);
-    // How the ids of all begin that announce themselves.
+    // How the network ids of all devices begin that announce themselves.
     std::vector<std::string> All() const EXCLUDES(mutex_);
 
     // None of the device's addresses led to it.
     void Unanswered(const std::string& networkId) EXCLUDES(mutex_);
-    // A device of the account answered there.
-    void Answered(const PeerAddress& where) EXCLUDES(mutex_);
-    // A handshake failed there.
-    void LeaveAlone(const PeerAddress& where) EXCLUDES(mutex_);
-    bool IsLeftAlone(const PeerAddress& where) const EXCLUDES(mutex_);
+    // The device was spoken with.
+    void Answered(const std::string& networkId) EXCLUDES(mutex_);
+    // A handshake with the device, whose id begins so, failed there (true) or was done (false).
+    void LeaveAlone(const std::string& idPrefix, const PeerAddress& where, bool isFailure) EXCLUDES(mutex_);
+    bool IsLeftAlone(const std::string& idPrefix, const PeerAddress& where) const EXCLUDES(mutex_);
 
 private:
     struct Sighting {
         Trust::TokenOwner owner;
         std::vector<PeerAddress> addresses;
         SteadyTime heardAt;
-        bool isAnswered = true;  // not known to be otherwise
+        bool isAnswered = true;  // false after a dial that failed
     };
 
+    bool Counts(const Sighting& sighting) const { return clock_.BootNow() - sighting.heardAt <= SIGHTING_LIFE; }
     std::optional<Trust::TokenOwner> OwnerOf(const std::string& transport, const std::string& token) EXCLUDES(mutex_);
 
     const Clock& clock_;
-    std::string ownStart_;  // these are constant after Use
+    std::string ownPrefix_;  // these are constant after SetTokens
     std::string ownNetworkId_;
     TransportTokens tokens_;
     mutable Mutex mutex_;
-    std::map<std::pair<std::string, std::string>, Sighting> heard_ GUARDED_BY(mutex_);  // by channel and name
-    std::map<PeerAddress, SteadyTime> leftAlone_ GUARDED_BY(mutex_);                    // until when
-    SteadyTime farReadsSince_ GUARDED_BY(mutex_){};
-    int farReads_ GUARDED_BY(mutex_) = 0;  // since then, of tokens that were nobody's
+    std::map<std::pair<std::string, std::string>, Sighting> heard_ GUARDED_BY(mutex_);        // by channel and name
+    std::map<std::pair<std::string, PeerAddress>, SteadyTime> leftAlone_ GUARDED_BY(mutex_);  // until when
+    SteadyTime distantReadsSince_ GUARDED_BY(mutex_){};
+    int distantReads_ GUARDED_BY(mutex_) = 0;  // since then, of tokens that were nobody's
 };
 
 }  // namespace Vexo::SoftBus

@@ -38,22 +38,23 @@ public:
     {
         Transport* const transport = dial_->context_.FindTransport(where_.transport);
         if (transport == nullptr) {
-            Fail("there is no transport \"" + where_.transport + "\" here");
+            OnEnded(LinkEnd::BROKEN, "there is no transport \"" + where_.transport + "\" here");
             return;
         }
-        transport->Connect(where_.address, limit, [self = shared_from_this()](Result<Stream> stream) {
+        connect_ = transport->Connect(where_.address, limit, [self = shared_from_this()](Result<Stream> stream) {
             if (!stream) {
-                self->Fail(stream.error().message);
+                self->ConnectFailed(stream.error());
             } else if (self->dial_) {
-                self->Shake(std::move(stream.value()));
+                self->StartHandshake(std::move(stream.value()));
             }
         });
     }
 
-    // Breaks the circle of dial and attempt too.
+    // Also breaks the reference cycle of dial and attempt.
     void Abandon()
     {
         dial_.reset();
+        connect_.reset();
         if (const auto link = std::exchange(link_, nullptr)) {
             link->Abort();
         }
@@ -88,21 +89,29 @@ public:
     const PeerAddress& Where() const { return where_; }
 
 private:
-    // A transport that fails has found nobody.
-    void Fail(const std::string& why) { OnEnded(LinkEnd::BROKEN, why); }
+    void ConnectFailed(const Error& error)
+    {
+        const bool nobodyAnswers = error.code == ErrorCode::UNAVAILABLE || error.code == ErrorCode::TIMED_OUT;
+        if (dial_ && nobodyAnswers) {
+            dial_->wasTried_ = true;
+        }
+        OnEnded(LinkEnd::BROKEN, error.message);
+    }
 
-    void Shake(Stream stream)
+    void StartHandshake(Stream stream)
     {
         link_ = dial_->context_.MakeClientLink(std::move(stream), dial_->request_.networkId);
         if (link_) {
+            dial_->wasTried_ = true;
             link_->Start(shared_from_this());
         } else {
-            Fail("not enough memory");
+            OnEnded(LinkEnd::BROKEN, "not enough memory");
         }
     }
 
     std::shared_ptr<Dial> dial_;
     const PeerAddress where_;
+    std::shared_ptr<void> connect_;
     std::shared_ptr<Link> link_;
 };
 
@@ -116,25 +125,29 @@ std::shared_ptr<Dial> Dial::Start(ReactorContext& context, DialRequest request, 
     DISTNET_ASSERT(context.RunsOnThisThread(), "on the reactor thread");
     const std::shared_ptr<Dial> dial(new Dial(context, std::move(request), std::move(done)));
     dial->ways_ = dial->request_.ways();
+    dial->ways_.resize(std::min(dial->ways_.size(), MAX_WAYS));
     context.dials.insert(dial);
-    asio::post(*context.reactor, [dial] { dial->TryThoseDue(); });
+    asio::post(*context.reactor, [dial] { dial->StartDueAttempts(); });
     return dial;
 }
 
-void Dial::LookAgain()
+void Dial::AddNewAddresses()
 {
     const auto passed = std::chrono::ceil<std::chrono::milliseconds>(Clock::System().Now() - start_);
     for (const Way& way : request_.ways()) {
         const bool isNew =
             std::none_of(ways_.begin(), ways_.end(), [&](const Way& known) { return known.where == way.where; });
-        if (isNew) {
-            ways_.insert(ways_.begin() + static_cast<std::ptrdiff_t>(next_), {way.where, passed});
+        if (isNew && ways_.size() < MAX_WAYS) {
+            lastAdded_ = std::max(passed, lastAdded_ + NEXT_ADDRESS_DELAY);
+            ways_.push_back({way.where, lastAdded_});
         }
     }
-    TryThoseDue();
+    std::stable_sort(ways_.begin() + static_cast<std::ptrdiff_t>(next_), ways_.end(),
+                     [](const Way& a, const Way& b) { return a.after < b.after; });
+    StartDueAttempts();
 }
 
-void Dial::TryThoseDue()
+void Dial::StartDueAttempts()
 {
     const auto passed = Clock::System().Now() - start_;
     while (done_ && next_ < ways_.size() && attempts_.size() < MAX_ATTEMPTS &&
@@ -148,7 +161,7 @@ void Dial::TryThoseDue()
     }
 }
 
-// Begins to seek when it is time; true from then on, when there is a channel that can.
+// Starts seeking when it is due. Returns whether a channel is seeking.
 bool Dial::SeeksNow()
 {
     const auto passed = std::chrono::ceil<std::chrono::milliseconds>(Clock::System().Now() - start_);
@@ -167,7 +180,7 @@ void Dial::Try(const PeerAddress& where)
     attempt->Start(std::clamp(left, std::chrono::milliseconds(1), HANDSHAKE_LIMIT));
 }
 
-// For the next way, for the time to seek, or for the limit of all.
+// Sets the timer for the earliest of the next way, the start of seeking, and the limit.
 void Dial::Wait()
 {
     auto until = request_.limit;
@@ -188,16 +201,16 @@ void Dial::Wait()
             self->Finish();
         } else {
             self->SeeksNow();
-            self->TryThoseDue();
+            self->StartDueAttempts();
         }
     });
 }
 
 void Dial::Succeeded(const AttemptPtr& attempt, std::shared_ptr<Link> link)
 {
-    context_.sightings.Answered(attempt->Where());
+    context_.sightings.LeaveAlone(request_.idPrefix, attempt->Where(), false);
     link->Send(FrameKind::HELLO, OwnHello(context_));
-    result_ = {std::move(link), attempt->Where()};
+    result_ = {.link = std::move(link), .where = attempt->Where()};
     Finish();
 }
 
@@ -206,17 +219,19 @@ void Dial::Failed(const AttemptPtr& attempt, LinkEnd end, const std::string& why
     attempts_.erase(attempt);
     attempt->Abandon();
     if (end == LinkEnd::REFUSED) {
-        context_.sightings.LeaveAlone(attempt->Where());
+        context_.sightings.LeaveAlone(request_.idPrefix, attempt->Where(), true);
     }
     if (result_.where.address.empty() || Weight(end) > Weight(result_.end)) {
-        result_ = {nullptr, attempt->Where(), end, why, result_.isThisDevice};
+        result_ = {.where = attempt->Where(), .end = end, .why = why, .isThisDevice = result_.isThisDevice};
     }
-    TryThoseDue();
+    StartDueAttempts();
 }
 
 void Dial::Finish()
 {
     const Done done = std::move(done_);
+    result_.wasTried = wasTried_;
+    result_.took = Clock::System().Now() - start_;
     const DialResult result = std::exchange(result_, {});
     Cancel();
     done(result);

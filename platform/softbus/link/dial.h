@@ -1,7 +1,7 @@
 // Dial: one try to reach a device: connects to its addresses, each a little after the one before it and at once when
 // all before it have failed (in the manner of RFC 8305), and keeps the first connection whose handshake is done. HELLO
 // is queued on it as the first frame (docs/link.md). A dial that seeks lets the channels listen harder when nothing has
-// led to the device, and tries the addresses that they hear. The reactor's; nothing blocks.
+// led to the device, and tries the addresses that they hear. Used on the reactor thread; no call blocks.
 #pragma once
 
 #include <asio/steady_timer.hpp>
@@ -25,14 +25,18 @@ struct Way {
     std::chrono::milliseconds after{0};
 };
 
-// After how long without success a dial that seeks begins to; at once when no way is left.
+// A seeking dial starts to seek after this time without success, or at once when no way is left.
 inline constexpr std::chrono::milliseconds SEEK_DELAY{300};
 
-// Of one dial, at once.
+// Of one dial at a time, and in all.
 inline constexpr size_t MAX_ATTEMPTS = 16;
+inline constexpr size_t MAX_WAYS = 64;
+// An address is tried this long after the one before it (RFC 8305, "Connection Attempt Delay").
+inline constexpr std::chrono::milliseconds NEXT_ADDRESS_DELAY{100};
 
 struct DialRequest {
     std::string networkId;  // who must answer; empty: any other device of the account
+    std::string idPrefix;   // how the network id of the wanted device begins; empty when any will do
     // The ways, the earliest first. Asked again when a device is heard.
     std::function<std::vector<Way>()> ways;
     std::chrono::milliseconds limit{0};
@@ -40,11 +44,13 @@ struct DialRequest {
 };
 
 struct DialResult {
-    std::shared_ptr<Link> link;      // null when none of the addresses led to the device
+    std::shared_ptr<Link> link{};    // null when none of the addresses led to the device
     PeerAddress where{};             // of the link
-    LinkEnd end = LinkEnd::BROKEN;   // without a link: how the most telling of the tries ended
+    LinkEnd end = LinkEnd::BROKEN;   // without a link: the end of the try that best explains the failure
     std::string why = "no address";  // the same in words
-    bool isThisDevice = false;       // one of the addresses leads back here
+    bool wasTried = false;           // at least one address answered or was silent: it is not this device that failed
+    std::chrono::steady_clock::duration took{};
+    bool isThisDevice = false;  // one of the addresses leads back here
 };
 
 class Dial : public std::enable_shared_from_this<Dial>, public NoCopyable {
@@ -55,8 +61,8 @@ public:
     static std::shared_ptr<Dial> Start(ReactorContext& context, DialRequest request, Done done);
     // Done is not called from now on. Idempotent.
     void Cancel();
-    // A device has been heard: tries addresses that are new.
-    void LookAgain();
+    // A device has been heard: its new addresses are tried in their turn.
+    void AddNewAddresses();
 
 private:
     class Attempt;
@@ -65,7 +71,7 @@ private:
 
     Dial(ReactorContext& context, DialRequest request, Done done);
 
-    void TryThoseDue();
+    void StartDueAttempts();
     bool SeeksNow();
     void Wait();
     void Try(const PeerAddress& where);
@@ -79,7 +85,9 @@ private:
     const SteadyTime start_ = Clock::System().Now();
     asio::steady_timer timer_;
     std::vector<Way> ways_;
-    size_t next_ = 0;  // of the ways
+    size_t next_ = 0;                         // of the ways
+    std::chrono::milliseconds lastAdded_{0};  // when the last address that was added is due
+    bool wasTried_ = false;
     bool isSeeking_ = false;
     bool hasSought_ = false;
     std::set<AttemptPtr> attempts_;

@@ -3,7 +3,7 @@
 // checked (admission.h). It does the handshake, checks the peer, cuts what arrives into frames for its owner, writes
 // what is queued, and ends in one of four ways. Send may be called from any thread; everything else on the reactor
 // thread, where the owner is called too. A link keeps itself and its owner alive while the connection lives. What the
-// frames are: frame.h; who owns links: sessions.h, presence.h.
+// frames are: frame.h; who owns links: sessions.h, greeting.h.
 #pragma once
 
 #include <asio/io_context.hpp>

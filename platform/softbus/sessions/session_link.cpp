@@ -73,10 +73,11 @@ void Sessions::SessionLink::ServerAppeared()
     const SessionRequest& request = session_->Request();
     const bool seeks = sessions_.context_.CanSeek(request.linkTypes);
     const auto limit = seeks ? SEEKING_OPEN_LIMIT : OPEN_LIMIT;
-    At(Clock::System().Now() + limit, [](SessionLink& self) { self.Tell(SOFTBUS_TIMED_OUT); });
+    openDeadline_ = Clock::System().Now() + limit;
+    timer_.expires_at(SteadyTime::max());  // the dial has a limit of its own
     dial_ = Dial::Start(
         sessions_.context_,
-        {request.peerNetworkId,
+        {request.peerNetworkId, request.peerNetworkId,
          [&context = sessions_.context_, request] { return WaysTo(context, request.peerNetworkId, request.linkTypes); },
          limit, seeks},
         [self = shared_from_this()](const DialResult& result) { self->Dialled(result); });
@@ -89,8 +90,8 @@ void Sessions::SessionLink::Dialled(const DialResult& result)
     if (!result.link) {
         QuviewDFX::LogInfo(LOG_SOFTBUS, "session %{public}d: %{public}s is not reached: %{public}s", session_->Id(),
                            ShortId(request.peerNetworkId), result.why);
-        if (result.end != LinkEnd::REFUSED) {
-            TakeForGone(sessions_.context_, request.peerNetworkId);
+        if (result.wasTried && result.end != LinkEnd::REFUSED) {
+            MarkAway(sessions_.context_, request.peerNetworkId, result.took);
         }
         Tell(ResultOf(result.end));
         return;
@@ -100,6 +101,7 @@ void Sessions::SessionLink::Dialled(const DialResult& result)
     link_->SetOwner(shared_from_this());
     // From here on the limit of the whole open counts: the peer may wait for its session server.
     link_->Established();
+    At(openDeadline_, [](SessionLink& self) { self.Tell(SOFTBUS_TIMED_OUT); });
     link_->Send(FrameKind::OPEN, EncodeOpen({request.dataType, request.peerServerName, request.serverName}));
 }
 
@@ -195,7 +197,9 @@ void Sessions::SessionLink::OnFrame(FrameKind kind, std::string payload)
 void Sessions::SessionLink::Beat()
 {
     const SteadyTime now = Clock::System().Now();
-    sessions_.context_.devices.SpokenWith(session_->Request().peerNetworkId, link_->LastReceived());
+    const std::string& peer = session_->Request().peerNetworkId;
+    sessions_.context_.devices.SpokenWith(peer, now - link_->LastReceived());
+    sessions_.context_.UpdateReachability(peer);
     if (!link_->ReadingPaused() && now - link_->LastReceived() >= SILENCE_LIMIT) {
         const std::shared_ptr<Link> link = link_;
         OnEnded(LinkEnd::TIMED_OUT, "the peer fell silent");

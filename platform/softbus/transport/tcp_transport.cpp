@@ -63,7 +63,7 @@ public:
         limit_.expires_after(limit);
         limit_.async_wait([self = shared_from_this()](const asio::error_code& error) {
             if (!error) {
-                self->Finish(Fail(ErrorCode::UNAVAILABLE, self->address_ + " does not answer"));
+                self->Finish(Fail(ErrorCode::TIMED_OUT, self->address_ + " does not answer"));
             }
         });
         const Result<HostPort> where = ParseHostPort(address_);
@@ -76,7 +76,7 @@ public:
                 where.value().host, std::to_string(where.value().port),
                 [self = shared_from_this()](const asio::error_code& error, const tcp::resolver::results_type& found) {
                     if (error) {
-                        self->Finish(Fail(ErrorCode::SYSTEM, self->address_ + ": " + error.message()));
+                        self->Finish(Fail(ErrorCode::UNAVAILABLE, self->address_ + ": " + error.message()));
                     } else {
                         self->ConnectTo(found);
                     }
@@ -97,14 +97,14 @@ private:
         if (!done_) {
             return;
         }
-        asio::async_connect(socket_, endpoints,
-                            [self = shared_from_this()](const asio::error_code& error, const tcp::endpoint&) {
-                                if (error) {
-                                    self->Finish(Fail(ErrorCode::SYSTEM, self->address_ + ": " + error.message()));
-                                } else {
-                                    self->Connected();
-                                }
-                            });
+        asio::async_connect(
+            socket_, endpoints, [self = shared_from_this()](const asio::error_code& error, const tcp::endpoint&) {
+                if (error) {
+                    self->Finish(Fail(ErrorCodeOf(error.value()), self->address_ + ": " + error.message()));
+                } else {
+                    self->Connected();
+                }
+            });
     }
 
     void Connected()
@@ -246,10 +246,10 @@ Result<void> TcpTransport::CheckAddress(const std::string& address) const
     return {};
 }
 
-void TcpTransport::Connect(const std::string& address, std::chrono::milliseconds limit, Connected done)
+std::shared_ptr<void> TcpTransport::Connect(const std::string& address, std::chrono::milliseconds limit, Connected done)
 {
     if (stopped_) {
-        return;
+        return nullptr;
     }
     const auto attempt = std::make_shared<Attempt>(reactor_, address);
     attempts_.insert(attempt);
@@ -259,6 +259,10 @@ void TcpTransport::Connect(const std::string& address, std::chrono::milliseconds
                        attempts_.erase(weak.lock());
                        done(std::move(stream));
                    });
+    return {attempt.get(), [self = shared_from_this(), attempt](void*) {
+                attempt->Cancel();
+                self->attempts_.erase(attempt);
+            }};
 }
 
 std::string TcpTransport::Reachable(const std::string& announced, const std::string& seenFrom) const

@@ -24,7 +24,8 @@ public:
     bool Carries(LinkType type) const override { return type == LINK_TYPE_WIFI_5G || type == LINK_TYPE_WIFI_2G; }
     [[nodiscard]] Result<std::string> Listen(Accepted accepted) override;
     [[nodiscard]] Result<void> CheckAddress(const std::string& address) const override;
-    void Connect(const std::string& address, std::chrono::milliseconds limit, Connected done) override;
+    [[nodiscard]] std::shared_ptr<void> Connect(const std::string& address, std::chrono::milliseconds limit,
+                                                Connected done) override;
     std::string Reachable(const std::string& announced, const std::string& seenFrom) const override;
     // An IPv4 address, or the /64 network of an IPv6 one: all that one host may give itself.
     std::string SourceOf(const std::string& from) const override;

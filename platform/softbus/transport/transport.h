@@ -46,7 +46,10 @@ public:
     [[nodiscard]] virtual Result<std::string> Listen(Accepted accepted) = 0;
     // Checks the notation of an address, for configuration.
     [[nodiscard]] virtual Result<void> CheckAddress(const std::string& address) const = 0;
-    virtual void Connect(const std::string& address, std::chrono::milliseconds limit, Connected done) = 0;
+    // Ends when the result is destroyed; then, and after done was called, nothing more comes of it. An error is
+    // UNAVAILABLE or TIMED_OUT where nobody answered, and another code where this device could not even try.
+    [[nodiscard]] virtual std::shared_ptr<void> Connect(const std::string& address, std::chrono::milliseconds limit,
+                                                        Connected done) = 0;
     // The address to use for a peer that says it listens at announced and whose connection came from seenFrom: a peer
     // that listens on all its interfaces does not know which of its addresses leads to it.
     virtual std::string Reachable(const std::string& announced, const std::string& /*seenFrom*/) const

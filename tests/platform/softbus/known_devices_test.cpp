@@ -90,10 +90,10 @@ TEST_F(KnownDevicesTest, FileIsPrivateAndHoldsTheDevicesReachedLast)
         EXPECT_TRUE(before.WasSpokenWithRecently(IdOf(i)));
         clock.Advance(SPOKEN_RECENTLY);
         EXPECT_FALSE(before.WasSpokenWithRecently(IdOf(i)));
-        before.SpokenWith(IdOf(0), clock.Now());  // and so is never the oldest
+        before.SpokenWith(IdOf(0), {});  // and so is never the oldest
     }
     before.Met(IdOf(2), {TYPE, IdOf(2), NAME, {{"tcp", "192.0.2.7:3"}}}, "tcp");
-    before.Gone(IdOf(2));
+    before.MarkAway(IdOf(2), {});
     EXPECT_FALSE(before.WasSpokenWithRecently(IdOf(2)));
     before.Flush();
     EXPECT_EQ(std::filesystem::status(file).permissions(), std::filesystem::perms(0600));

@@ -166,7 +166,8 @@ public:
     bool Carries(LinkType type) const override { return type == LINK_TYPE_BR; }
     Result<std::string> Listen(Accepted /*accepted*/) override { return std::string("here"); }
     Result<void> CheckAddress(const std::string& /*address*/) const override { return {}; }
-    void Connect(const std::string& /*address*/, std::chrono::milliseconds /*limit*/, Connected /*done*/) override
+    std::shared_ptr<void> Connect(const std::string& /*address*/, std::chrono::milliseconds /*limit*/,
+                                  Connected /*done*/) override
     {
         throw std::runtime_error("no connect today");
     }

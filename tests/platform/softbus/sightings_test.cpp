@@ -13,8 +13,8 @@ class SightingsTest : public testing::Test {
 protected:
     SightingsTest()
     {
-        sightings.Use(laptop.networkId,
-                      {{"tcp", Trust::AnnouncementTokens::Make(*laptop.linkKeys, "tcp", clock).value()}});
+        sightings.SetTokens(laptop.networkId,
+                            {{"tcp", Trust::AnnouncementTokens::Make(*laptop.linkKeys, "tcp", clock).value()}});
     }
     std::string TokenOf(const Trust::Identity& identity) const
     {
@@ -61,7 +61,7 @@ TEST_F(SightingsTest, DeviceThatDidNotAnswerIsNotThereUntilItAnswersOrIsHeardAne
         EXPECT_FALSE(sightings.IsAnnounced(phone.networkId));
         EXPECT_EQ(sightings.Addresses(phone.networkId).size(), 1u) << "still worth a try";
         if (answers) {
-            sightings.Answered({"tcp", "a:1"});
+            sightings.Answered(phone.networkId);
         } else {
             Hear("phone", TokenOf(phone), "a:1");
         }
@@ -73,13 +73,14 @@ TEST_F(SightingsTest, AddressIsLeftAloneForItsTimeOrUntilItAnswers)
 {
     const PeerAddress one{"tcp", "a:1"};
     const PeerAddress other{"tcp", "a:2"};
-    sightings.LeaveAlone(one);
-    sightings.LeaveAlone(other);
-    sightings.Answered(other);
-    EXPECT_TRUE(sightings.IsLeftAlone(one));
-    EXPECT_FALSE(sightings.IsLeftAlone(other));
+    sightings.LeaveAlone(phone.networkId, one, true);
+    sightings.LeaveAlone(phone.networkId, other, true);
+    sightings.LeaveAlone(phone.networkId, other, false);
+    EXPECT_TRUE(sightings.IsLeftAlone(phone.networkId, one));
+    EXPECT_FALSE(sightings.IsLeftAlone(phone.networkId, other));
+    EXPECT_FALSE(sightings.IsLeftAlone(laptop.networkId, one)) << "another device may be there";
     clock.Advance(LEFT_ALONE);
-    EXPECT_FALSE(sightings.IsLeftAlone(one));
+    EXPECT_FALSE(sightings.IsLeftAlone(phone.networkId, one));
 }
 
 TEST_F(SightingsTest, FarClocksAreToldAsLongAsStrangersDoNotAskTooOften)
@@ -89,7 +90,9 @@ TEST_F(SightingsTest, FarClocksAreToldAsLongAsStrangersDoNotAskTooOften)
     EXPECT_TRUE(sightings.IsOurs("tcp", early));
     Hear("phone", early, "a:1");
     EXPECT_EQ(sightings.ClockAhead(phone.networkId), std::chrono::hours(-10));
-    for (int i = 0; i < MAX_FAR_READS; ++i) {
+    Hear("now", TokenOf(phone), "a:1");
+    EXPECT_EQ(sightings.ClockAhead(phone.networkId), std::chrono::hours(0)) << "the other one may be a copy";
+    for (int i = 0; i < MAX_DISTANT_READS; ++i) {
         EXPECT_FALSE(sightings.IsOurs("tcp", "stranger"));
     }
     EXPECT_FALSE(sightings.IsOurs("tcp", early));

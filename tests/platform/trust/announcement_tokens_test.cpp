@@ -32,7 +32,7 @@ TEST_F(AnnouncementTokensTest, OnlyTheAccountsDevicesReadATokenAndOnlyOfItsTrans
     phone.date = laptop.date = start + 100s;
     const std::string token = ofPhone->MakeToken(PHONE);
     EXPECT_EQ(token, BytesOfHex("743af5b0cbf4e779")) << "the example of docs/link.md";
-    EXPECT_EQ(ofLaptop->Read(token).value().idStart, "3f91c207");
+    EXPECT_EQ(ofLaptop->Read(token).value().idPrefix, "3f91c207");
     EXPECT_NE(ofPhone->MakeToken(std::string(64, '5')), token);
 
     std::string changed = token;
@@ -64,7 +64,7 @@ TEST_F(AnnouncementTokensTest, ClocksMayDifferByOnePeriodOrByTwoDaysWhereAnyCloc
         EXPECT_EQ(ofLaptop->Read(token).has_value(), isRead) << ahead.count();
         const auto owner = ofLaptop->ReadOfAnyClock(token);
         ASSERT_EQ(owner.has_value(), clockAhead.has_value()) << ahead.count();
-        EXPECT_TRUE(!owner || (owner->idStart == "3f91c207" && owner->clockAhead == *clockAhead)) << ahead.count();
+        EXPECT_TRUE(!owner || (owner->idPrefix == "3f91c207" && owner->clockAhead == *clockAhead)) << ahead.count();
     }
 }
 
@@ -76,7 +76,7 @@ TEST_F(AnnouncementTokensTest, TokensOfThePreviousKeyAreReadUntilItsDate)
     const std::string token = ofPhone->MakeToken(PHONE);
     EXPECT_NE(ofChanged->MakeToken(PHONE), token);
     for (const std::string& read : {token, ofChanged->MakeToken(PHONE)}) {
-        EXPECT_EQ(ofChanged->Read(read).value().idStart, "3f91c207");
+        EXPECT_EQ(ofChanged->Read(read).value().idPrefix, "3f91c207");
     }
     laptop.date = start + 10s;
     EXPECT_FALSE(ofChanged->Read(token));
