@@ -13,6 +13,8 @@ namespace {
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "DnsSd"};
 
 constexpr size_t MAX_ITEMS = 256;
+// A device has one name, and a second while it changes its publication. Names of its crashed runs stay for a while.
+constexpr size_t MAX_NAMES_PER_TOKEN = 4;  // on one interface
 constexpr size_t MAX_RESOLVERS = 32;
 // Avahi gives a resolver up after 5 s. What loses that many packets is announced again with the next token.
 constexpr int MAX_TRIES = 4;
@@ -63,6 +65,9 @@ Result<void> DnsSdBrowser::OnItemNew(const std::string& path, const Service& ser
     if (path != browser_ || token.empty() || isOwn_(place.instance) || !isOurs_(token)) {
         return {};
     }
+    if (!items_.contains(place)) {
+        MakeRoomForNameOf(token, place.interface);
+    }
     if (items_.size() >= MAX_ITEMS && !items_.contains(place)) {
         if (const auto more = logLimit_.Admit("items")) {
             QuviewDFX::LogWarn(LABEL, "too many devices are announced nearby: the newest is left out%{public}s", *more);
@@ -71,10 +76,11 @@ Result<void> DnsSdBrowser::OnItemNew(const std::string& path, const Service& ser
     }
     Item& item = items_[place];
     item.token = token;
+    item.heardAt = ++heardCount_;
     if (!item.lookups.try_emplace(protocol).second) {
         return {};
     }
-    waiting_.push_back(service);
+    Enqueue(service);
     return ResolveWaiting();
 }
 
@@ -109,7 +115,7 @@ Result<void> DnsSdBrowser::OnResolved(const std::string& path, const std::string
         lookup.port = port;
         Report(service.first, item);
     } else if (lookup.tries < MAX_TRIES) {
-        waiting_.push_back(service);
+        Enqueue(service);
     }
     return ResolveWaiting();
 }
@@ -120,6 +126,40 @@ void DnsSdBrowser::OnBrowserFailure(const std::string& path)
         End();
         Reset();
     }
+}
+
+void DnsSdBrowser::MakeRoomForNameOf(const std::string& token, int32_t interface)
+{
+    size_t names = 0;
+    auto oldest = items_.end();
+    for (auto entry = items_.begin(); entry != items_.end(); ++entry) {
+        if (entry->first.interface == interface && entry->second.token == token) {
+            ++names;
+            oldest = oldest == items_.end() || entry->second.heardAt < oldest->second.heardAt ? entry : oldest;
+        }
+    }
+    if (names < MAX_NAMES_PER_TOKEN) {
+        return;
+    }
+    if (const auto more = logLimit_.Admit("names")) {
+        QuviewDFX::LogWarn(LABEL, "a device nearby is announced under too many names: dropped the oldest%{public}s",
+                           *more);
+    }
+    const auto dropped = items_.extract(oldest);
+    for (const auto& [protocol, lookup] : dropped.mapped().lookups) {
+        StopResolving({dropped.key(), protocol});
+    }
+    if (dropped.mapped().reported) {
+        heard_(NameOf(dropped.key()), std::nullopt);
+    }
+}
+
+void DnsSdBrowser::Enqueue(const Service& service)
+{
+    const auto tries = [&](const Service& of) { return items_.at(of.first).lookups.at(of.second).tries; };
+    const auto after = std::find_if(waiting_.begin(), waiting_.end(),
+                                    [&](const Service& other) { return tries(other) > tries(service); });
+    waiting_.insert(after, service);
 }
 
 Result<void> DnsSdBrowser::ResolveWaiting()

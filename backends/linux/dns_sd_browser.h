@@ -64,10 +64,14 @@ private:
     };
     struct Item {
         std::string token;
+        uint64_t heardAt = 0;               // counts what was heard: greater is later
         std::map<int32_t, Lookup> lookups;  // by AvahiProtocol
         std::optional<SoftBus::Announcement> reported;
     };
 
+    // Keeps one token from taking the room of others: anybody can copy it.
+    void MakeRoomForNameOf(const std::string& token, int32_t interface);
+    void Enqueue(const Service& service);
     [[nodiscard]] Result<void> ResolveWaiting();
     void StopResolving(const Service& service);
     void Report(const Place& place, Item& item);
@@ -80,8 +84,9 @@ private:
     std::vector<LanAddress> lan_;
     std::string browser_;  // its path; empty: none
     std::map<Place, Item> items_;
+    uint64_t heardCount_ = 0;
     std::map<std::string, Service> resolving_;  // by the resolver's path
-    std::deque<Service> waiting_;
+    std::deque<Service> waiting_;               // those with fewer tries first
     QuviewDFX::LogLimit<std::string> logLimit_;
 };
 

@@ -123,6 +123,14 @@ TEST_F(DnsSdTest, IgnoresStrangersAndAddressesOffTheLinkAndTakesAnotherNameWhenI
         return std::any_of(known.begin(), known.end(), [&](const auto& one) { return !one.first.starts_with(taken); });
     })) << world_.Output("laptop")
         << world_.Output("stranger");
+
+    for (int i = 10; i < 30; ++i) {
+        world_.Command("stranger", "publish 6f757273434f5059-200000" + std::to_string(i) + " 192.0.2.1");
+    }
+    world_.Command("laptop", "announce oursNEW2");
+    std::vector<std::string> known(4, "oursCOPY 192.0.2.1:4711");  // so many names of one token are kept
+    known.emplace_back("oursNEW2 192.0.2.1:40117");
+    world_.AwaitKnown("phone", known);
 }
 
 }  // namespace
