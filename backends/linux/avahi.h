@@ -40,7 +40,9 @@ public:
     void Stop() { isStopped_ = true; }
     bool IsStopped() const { return isStopped_; }
 
-    // Blocks for the answer, at most CALL_LIMIT.
+    // Blocks for the answer, at most CALL_LIMIT. An object that Avahi makes after that stays, unused, until this
+    // connection to the bus or Avahi ends: one for each call that timed out. Avahi rejects new objects of a client that
+    // has 1024 (its objects-per-client-max).
     template <typename Reply = void, typename... Arguments>
     [[nodiscard]] Result<Reply> Call(const BusObject& object, const std::string& method, const Arguments&... arguments)
     {
@@ -50,8 +52,8 @@ public:
         return bus_->Call<Reply>(object, method, CALL_LIMIT, arguments...);
     }
 
-    // Ends an object of Avahi's, also one that has ended already. After Stop all of these calls together block for
-    // FREE_LIMIT: the bus hands them to Avahi, also to one that answers later.
+    // Frees an object of Avahi; it may already be gone. After Stop, all Free calls together wait at most FREE_LIMIT.
+    // The messages are sent even if Avahi answers later.
     void Free(const std::string& path, const char* interface)
     {
         auto limit = CALL_LIMIT;

@@ -55,6 +55,10 @@ private:
     void RetryUnless(const Result<void>& done);
     void RetryLater();
 
+    // These run on any thread.
+    void PostOrLog(Tasks::Work work, const char* purpose);
+    static Tasks::Timer RetryAfter(milliseconds pause, const std::weak_ptr<Activity>& weak);
+
     const std::shared_ptr<Bus> bus_;
     AvahiCalls avahi_;
 
@@ -63,7 +67,7 @@ private:
     DnsSdBrowser browser_;
     bool isThere_ = false;
     bool hasLoggedFailure_ = false;
-    bool isRetrying_ = false;
+    bool isRetrying_ = false;  // a retry is to come
     milliseconds pause_{0};
     Tasks::Timer retry_;
 
@@ -74,7 +78,8 @@ private:
 
 Result<void> Activity::Start(const std::string& token)
 {
-    auto watcher = LanWatcher::Start([this] { strand_.Post([this] { Update(); }); });
+    auto watcher =
+        LanWatcher::Start([this] { PostOrLog([this] { Update(); }, "announce this machine's changed addresses"); });
     if (!watcher) {
         return Failure(watcher.error());
     }
@@ -125,10 +130,12 @@ void Activity::SubscribeToBrowsers()
 
 void Activity::Announce(const std::string& token)
 {
-    strand_.Post([this, token] {
-        publisher_.SetToken(token);
-        Update();
-    });
+    PostOrLog(
+        [this, token] {
+            publisher_.SetToken(token);
+            Update();
+        },
+        "announce this device's new token");
 }
 
 void Activity::OnService(bool isThere)
@@ -140,7 +147,7 @@ void Activity::OnService(bool isThere)
     if (isThere) {
         QuviewDFX::LogInfo(LABEL, "Avahi runs: devices nearby are found through it");
     } else {
-        QuviewDFX::LogWarn(LABEL, "Avahi does not run: devices nearby are not found by themselves");
+        QuviewDFX::LogWarn(LABEL, "Avahi is not running: devices nearby are not found automatically");
     }
     Update();
 }
@@ -149,9 +156,6 @@ void Activity::OnGroupChanged(const std::string& path, int32_t state, const std:
 {
     switch (publisher_.OnStateChanged(path, state, error)) {
         case DnsSdPublisher::Outcome::NOTHING:
-            break;
-        case DnsSdPublisher::Outcome::ESTABLISHED:
-            pause_ = milliseconds(0);
             break;
         case DnsSdPublisher::Outcome::UPDATE_NOW:
             Update();
@@ -164,7 +168,8 @@ void Activity::OnGroupChanged(const std::string& path, int32_t state, const std:
 
 void Activity::Update()
 {
-    if (!isThere_) {
+    // IsStopped first: Stop may end the publisher and the browser on another thread, and isThere_ with them.
+    if (avahi_.IsStopped() || !isThere_) {
         return;
     }
     const auto lan = ListLanAddresses();
@@ -175,36 +180,52 @@ void Activity::Update()
     const Result<void> published = publisher_.Update(lan.value());
     const Result<void> browsed = browser_.Update(lan.value());
     RetryUnless(published ? browsed : published);
+    // A publication that is pending may still be refused.
+    if (published && browsed && !publisher_.IsPending()) {
+        hasLoggedFailure_ = false;
+        pause_ = milliseconds(0);
+    }
 }
 
 void Activity::RetryUnless(const Result<void>& done)
 {
-    if (done) {
-        hasLoggedFailure_ = false;
-        return;
-    }
-    if (avahi_.IsStopped()) {
+    if (done || avahi_.IsStopped()) {
         return;
     }
     if (!std::exchange(hasLoggedFailure_, true)) {
-        QuviewDFX::LogWarn(LABEL, "devices nearby cannot be found, which is tried again: %{public}s",
-                           done.error().message);
+        QuviewDFX::LogWarn(LABEL, "searching for devices nearby failed; retrying: %{public}s", done.error().message);
     }
     RetryLater();
 }
 
 void Activity::RetryLater()
 {
-    if (!isThere_ || std::exchange(isRetrying_, true)) {
+    if (!isThere_ || isRetrying_) {
         return;
     }
     pause_ = std::clamp(pause_ * 2, FIRST_RETRY, LONGEST_RETRY);
-    retry_ = Tasks::Timers::System().RunAfter(pause_, [weak = weak_from_this()] {
-        if (const auto self = weak.lock()) {
-            self->strand_.Post([self] {
-                self->isRetrying_ = false;
-                self->Update();
-            });
+    retry_ = RetryAfter(pause_, weak_from_this());
+    isRetrying_ = retry_.IsArmed();
+}
+
+void Activity::PostOrLog(Tasks::Work work, const char* purpose)
+{
+    if (!strand_.Post(std::move(work))) {
+        QuviewDFX::LogWarn(LABEL, "no thread to %{public}s", purpose);
+    }
+}
+
+Tasks::Timer Activity::RetryAfter(milliseconds pause, const std::weak_ptr<Activity>& weak)
+{
+    // CallAfter, not RunAfter: a pool that has no thread would lose the work, and nothing would retry again.
+    return Tasks::Timers::System().CallAfter(pause, [pause, weak] {
+        const auto self = weak.lock();
+        const bool isLost = self && !self->strand_.Post([self] {
+            self->isRetrying_ = false;
+            self->Update();
+        });
+        if (isLost) {
+            RetryAfter(pause, weak).Detach();
         }
     });
 }
@@ -214,13 +235,17 @@ void Activity::Stop()
     avahi_.Stop();
     subscriptions_.clear();
     lanWatcher_.reset();
-    strand_.Post([this] {
+    const auto end = [this] {
         isThere_ = false;
         retry_.Cancel();
         publisher_.Withdraw();
         browser_.End();
-    });
+    };
+    const bool isPosted = strand_.Post(end);
     strand_.Drain();
+    if (!isPosted) {
+        end();  // the strand got no thread; it is idle, and later work on it ends at IsStopped
+    }
 }
 
 class DnsSdChannel final : public AnnouncementChannel {

@@ -156,7 +156,7 @@ DnsSdPublisher::Outcome DnsSdPublisher::OnStateChanged(const std::string& path, 
         }
         collisions_ = 0;
         hasLoggedFailure_ = false;
-        return Outcome::ESTABLISHED;
+        return Outcome::UPDATE_NOW;
     }
     if (state != GROUP_COLLISION && state != GROUP_FAILURE) {
         return Outcome::NOTHING;
@@ -166,7 +166,7 @@ DnsSdPublisher::Outcome DnsSdPublisher::OnStateChanged(const std::string& path, 
         return Outcome::UPDATE_NOW;
     }
     if (!std::exchange(hasLoggedFailure_, true)) {
-        QuviewDFX::LogWarn(LABEL, "Avahi cannot announce this device, which is tried again: %{public}s", error);
+        QuviewDFX::LogWarn(LABEL, "Avahi rejected this device's announcement; retrying: %{public}s", error);
     }
     return Outcome::UPDATE_LATER;
 }

@@ -26,7 +26,7 @@ inline constexpr size_t DNS_SD_SUFFIX_BYTES = 4;
 class DnsSdPublisher : public NoCopyable {
 public:
     // What to do after the state of a group changed.
-    enum class Outcome : uint8_t { NOTHING, ESTABLISHED, UPDATE_NOW, UPDATE_LATER };
+    enum class Outcome : uint8_t { NOTHING, UPDATE_NOW, UPDATE_LATER };
 
     DnsSdPublisher(AvahiCalls& avahi, HostPort listening) : avahi_(avahi), listening_(std::move(listening)) {}
 
@@ -36,6 +36,8 @@ public:
     [[nodiscard]] Result<void> Update(const std::vector<LanAddress>& lan);
     // Avahi's StateChanged of an entry group.
     Outcome OnStateChanged(const std::string& path, int32_t state, const std::string& error);
+    // Whether Avahi has still to accept or reject what Update published.
+    bool IsPending() const { return pending_.has_value(); }
     // Whether this publisher made the name, also when it is no longer published.
     bool IsOwn(const std::string& instance) const;
     // Avahi has ended, and its entry groups with it.

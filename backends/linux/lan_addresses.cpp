@@ -14,6 +14,7 @@
 #include <array>
 #include <bit>
 #include <cerrno>
+#include <chrono>
 #include <cstring>
 #include <optional>
 #include <system_error>
@@ -27,6 +28,7 @@ namespace {
 
 constexpr unsigned NEEDED_FLAGS = IFF_UP | IFF_RUNNING | IFF_MULTICAST;
 constexpr int GATHER_MS = 100;
+constexpr std::chrono::seconds POLL_FAILURE_PAUSE{1};
 constexpr size_t IPV4_BYTES = 4;
 constexpr size_t IPV6_BYTES = 16;
 
@@ -86,7 +88,7 @@ std::optional<LanAddress> LanAddressOf(const ifaddrs& entry)
 
 bool ShareSubnet(const AddressBytes& one, const AddressBytes& other, int prefixBits)
 {
-    if (one.size() != other.size()) {
+    if (one.size() != other.size() || prefixBits == 0) {
         return false;
     }
     for (size_t i = 0; i < one.size() && prefixBits > 0; ++i, prefixBits -= 8) {
@@ -127,12 +129,17 @@ private:
         }
     }
 
-    // Waits for the descriptor, a stop or the limit; whether it is a stop.
+    // Waits for the descriptor, a stop or the limit; whether it is a stop. A poll that fails (ENOMEM) counts as a
+    // change, after a pause.
     bool Wait(int fd, int limitMs) const
     {
         std::array<pollfd, 2> waits{pollfd{fd, POLLIN, 0}, pollfd{stop_.Get(), POLLIN, 0}};
-        const int ready = ::poll(waits.data(), waits.size(), limitMs);
-        return (ready < 0 && errno != EINTR) || waits[1].revents != 0;
+        if (::poll(waits.data(), waits.size(), limitMs) < 0 && errno != EINTR) {
+            std::this_thread::sleep_for(POLL_FAILURE_PAUSE);
+            eventfd_t ignored = 0;
+            return ::eventfd_read(stop_.Get(), &ignored) == 0;
+        }
+        return waits[1].revents != 0;
     }
 
     // What changed is not read: everything is listed again. Messages that were lost (ENOBUFS) count as well.
@@ -180,7 +187,7 @@ bool IsOnLink(const std::vector<LanAddress>& lan, int interface, const std::stri
 Result<std::unique_ptr<LanWatcher>> LanWatcher::Start(std::function<void()> changed)
 {
     UniqueFd route(::socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE));
-    UniqueFd stop(::eventfd(0, EFD_CLOEXEC));
+    UniqueFd stop(::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
     sockaddr_nl groups{};
     groups.nl_family = AF_NETLINK;
     groups.nl_groups = RTMGRP_LINK | RTMGRP_IPV4_IFADDR | RTMGRP_IPV6_IFADDR;

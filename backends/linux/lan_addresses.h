@@ -19,7 +19,7 @@ struct LanAddress {
     int interface = 0;  // its number (if_nametoindex(3))
     bool isIpv6 = false;
     std::string address;  // "192.0.2.7", "2001:db8::7"
-    int prefixBits = 0;   // of its subnet
+    int prefixBits = 0;   // of its subnet; 0: no other address is in it
 
     auto operator<=>(const LanAddress&) const = default;  // NOLINT(modernize-use-nullptr): no pointer
 };

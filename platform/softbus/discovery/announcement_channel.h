@@ -25,8 +25,8 @@ struct Announcement {
 
 class AnnouncementChannel {
 public:
-    // Another device's announcement came or changed, or is gone (nothing). name: what the channel calls it while it
-    // lasts; no other has it. On a thread of the channel, one call at a time; must not block.
+    // A device's announcement is new or has changed, or has ended (nullopt). name: unique in this channel until the
+    // announcement ends. On a thread of the channel, one call at a time; must not block.
     using Heard = std::function<void(const std::string& name, const std::optional<Announcement>& announcement)>;
     // Whether a token is of this account, so that the channel spends nothing on others. Any thread.
     using IsOurs = std::function<bool(const std::string& token)>;
@@ -37,12 +37,13 @@ public:
     // Transport::Name() of the addresses that it announces; the tokens are made for that one.
     virtual std::string TransportName() const { return "tcp"; }
 
-    // Announces token, reports what is there, and listens. Blocks for a short time. An error says why this channel
-    // cannot be used at all; what may come back by itself (a daemon that is not running) is none. Once.
+    // Announces token, reports what is there, and listens. Blocks for a short time. An error means that the channel can
+    // never work. Temporary faults, such as a daemon that is not running, are retried and return no error. Call once.
     [[nodiscard]] virtual Result<void> Start(const std::string& token, IsOurs isOurs, Heard heard) = 0;
-    // Announces this token from now on, before the announcement of the one before ends. Does not block.
+    // Announces this token from now on, before the announcement of the one before ends. An empty token changes nothing:
+    // the one before stays announced. Does not block.
     virtual void Announce(const std::string& token) = 0;
-    // Somebody wants to reach a device that is not heard: listens harder for that long. False for a channel that always
+    // Listens more intensively for that time, because a wanted device is not heard. False for a channel that always
     // hears what there is. Does not block.
     virtual bool Seek(std::chrono::milliseconds /*limit*/) { return false; }
     // Ends the announcement and listening, within a second unless a disk or a daemon hangs. No callback runs after it

@@ -184,11 +184,13 @@ void FolderChannel::Replace(const std::string& token)
     if (isWithdrawn_) {
         return;
     }
-    token_ = token;
-    if (const auto written = WriteOwnFile(); written) {
-        RemoveOwnFilesBut(ownFile_);
-    } else {
-        QuviewDFX::LogWarn(LOG_SOFTBUS, "this device is not announced anew: %{public}s", written.error().message);
+    if (!token.empty()) {
+        token_ = token;
+        if (const auto written = WriteOwnFile(); written) {
+            RemoveOwnFilesBut(ownFile_);
+        } else {
+            QuviewDFX::LogWarn(LOG_SOFTBUS, "this device is not announced anew: %{public}s", written.error().message);
+        }
     }
     CheckReportedFiles();
 }
@@ -196,7 +198,7 @@ void FolderChannel::Replace(const std::string& token)
 Result<void> FolderChannel::AnnounceIfMissing()
 {
     std::error_code error;
-    if (!std::filesystem::is_directory(folder_, error) ||
+    if (token_.empty() || !std::filesystem::is_directory(folder_, error) ||
         (!ownFile_.empty() && std::filesystem::exists(folder_ / ownFile_, error))) {
         return {};
     }
@@ -256,7 +258,7 @@ void FolderChannel::CheckFile(const std::string& fileName)
 {
     const std::string token = TokenOfFileName(fileName);
     const auto known = reported_.find(fileName);
-    // A token that was understood once is so until its file goes, though its time is over before.
+    // A reported file stays reported until it is removed, even after its token has expired.
     if (token.empty() || ownFiles_.contains(fileName) || (known == reported_.end() && !isOurs_(token))) {
         return;
     }

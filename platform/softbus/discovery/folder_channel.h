@@ -2,9 +2,9 @@
 // that names no device:
 //   <token, 16 hex>-<8 random hex>.json
 //     {"version": 2, "token": "<the same 16 hex>", "transport": "tcp", "address": "127.0.0.1:40117"}
-// A file is opened only when its name's token is of this account. One last modified more than two token periods ago is
-// of a device that ended without a word, for a running one writes a new file each period: it is not reported. Ages are
-// judged when a file changes and at each Announce, so an idle channel does not wake up.
+// A file is opened only when its name's token is of this account. A running device writes a new file each period. A
+// file older than two periods is from a device that crashed, and is ignored. Ages are judged when a file changes and at
+// each Announce, so an idle channel does not wake up.
 // A folder that is removed takes its announcements with it; when it is back, this device is announced in it again.
 // Start and Withdraw block on the disk and are called by one thread at a time; Announce is for any thread and hands
 // over to a strand. IsOurs and Heard run on the starting thread, the folder watcher's and the strand's, one at a time,

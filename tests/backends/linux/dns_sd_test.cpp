@@ -3,7 +3,9 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <tuple>
 
+#include "backends/linux/lan_addresses.h"
 #include "tests/backends/linux/dns_sd_world.h"
 
 namespace Vexo::Linux {
@@ -62,7 +64,7 @@ TEST_F(DnsSdTest, ComesBackAfterRestartsAndWithdrawsFromAnAvahiThatHangs)
     world_.Kill("avahi-b");
     world_.StartSide("a", "laptop", "192.0.2.1:40117", "oursAAAA");
     world_.StartSide("b", "phone", "127.0.0.1:40118", "oursBBBB");  // hears, and is not heard
-    EXPECT_TRUE(HasSaid("phone", "Avahi does not run")) << world_.Output("phone");
+    EXPECT_TRUE(HasSaid("phone", "Avahi is not running")) << world_.Output("phone");
     world_.StartAvahi("b");
     const std::string laptop = "oursAAAA 192.0.2.1:40117";
     world_.AwaitKnown("phone", {laptop});
@@ -88,7 +90,7 @@ TEST_F(DnsSdTest, ComesBackAfterRestartsAndWithdrawsFromAnAvahiThatHangs)
     // A call that Avahi does not answer ends soon, and so does withdrawing from it.
     world_.Command("laptop", "announce oursNEW2");
     const auto asked = std::chrono::steady_clock::now();
-    EXPECT_TRUE(HasSaid("laptop", "which is tried again")) << world_.Output("laptop");
+    EXPECT_TRUE(HasSaid("laptop", "; retrying: ")) << world_.Output("laptop");
     const auto ended = std::chrono::steady_clock::now();
     EXPECT_LT(ended - asked, milliseconds(1500));
     world_.Command("laptop", "end");
@@ -131,6 +133,19 @@ TEST_F(DnsSdTest, IgnoresStrangersAndAddressesOffTheLinkAndTakesAnotherNameWhenI
     std::vector<std::string> known(4, "oursCOPY 192.0.2.1:4711");  // so many names of one token are kept
     known.emplace_back("oursNEW2 192.0.2.1:40117");
     world_.AwaitKnown("phone", known);
+}
+
+TEST(LanAddressesTest, AnAddressIsOnTheLinkWhenItIsInASubnetOfThatInterface)
+{
+    const std::vector<LanAddress> lan = {
+        {2, false, "192.0.2.1", 25}, {2, true, "2001:db8::1", 64}, {3, false, "198.51.100.1", 0}};
+    const std::tuple<int, const char*, bool> rows[] = {
+        {2, "192.0.2.127", true},    {2, "192.0.2.128", false},  {3, "192.0.2.127", false}, {2, "2001:db8::7", true},
+        {2, "2001:db8:1::7", false}, {3, "198.51.100.1", false}, {3, "203.0.113.9", false}, {2, "printer", false},
+    };
+    for (const auto& [interface, address, isOnLink] : rows) {
+        EXPECT_EQ(IsOnLink(lan, interface, address), isOnLink) << interface << " " << address;
+    }
 }
 
 }  // namespace

@@ -149,8 +149,10 @@ TEST_F(FolderChannelTest, FilesThatNobodyRenewsAreNotReportedAndOwnOnesAreRemove
     EXPECT_EQ(Announced(), "our-L-01 our-dead our-late ");
     EXPECT_TRUE(laptop->Hears({"our-late 127.0.0.1:9"}));
     clock.Advance(2min);
-    laptop->channel->Announce(LAPTOP_NEXT);
+    laptop->channel->Announce("");
     EXPECT_TRUE(laptop->Hears({"our-late 127.0.0.1:9", "gone"}));
+    EXPECT_EQ(Announced(), "our-L-01 our-dead our-late ") << "no file without a token";
+    laptop->channel->Announce(LAPTOP_NEXT);
     EXPECT_TRUE(Eventually([&] { return Announced() == "our-L-02 our-dead our-late "; }));
 }
 
