@@ -43,13 +43,23 @@ struct PendingCall {
     std::unique_ptr<sdbus::IProxy> proxy;
 };
 
-// What stays subscribed over reconnections. Used on the loop's thread only.
+// What stays subscribed or exported over reconnections. Used on the loop's thread only.
 struct Listener {
-    std::string match;
+    std::string match;  // what it listens to; of an exported object, its path
     std::function<void(sdbus::Message&)> onMessage;
     std::function<void()> onConnected;     // may be empty
     std::function<void()> onDisconnected;  // may be empty; also when there is no bus at the start
-    sdbus::Slot slot;  // goes on the loop's thread, before the connection: a subscription may hold this for longer
+    // Only of an exported object, which has no onMessage.
+    std::function<std::unique_ptr<sdbus::IObject>(sdbus::IConnection&)> makeObject;
+    // These go on the loop's thread, before the connection: a subscription may hold this for longer.
+    sdbus::Slot slot;
+    std::unique_ptr<sdbus::IObject> object;
+
+    void Detach()
+    {
+        slot.reset();
+        object.reset();
+    }
 };
 
 // Where handlers run, until the subscription ends.
@@ -154,7 +164,7 @@ private:
     void Remove(const std::shared_ptr<Listener>& listener)
     {
         DISTNET_ASSERT(IsOnLoop(), "used on the loop's thread only");
-        listener->slot.reset();
+        listener->Detach();
         listeners_.remove(listener);
     }
     static void Release(std::list<std::shared_ptr<PendingCall>>& calls)
@@ -267,7 +277,7 @@ void Bus::Loop::Connect()
                                error.what());
         }
         for (const std::shared_ptr<Listener>& listener : listeners_) {
-            listener->slot.reset();
+            listener->Detach();
         }
         connection_.reset();
         return;
@@ -296,7 +306,7 @@ void Bus::Loop::Disconnect(const char* cause)
     }
     Release(calls);
     for (const std::shared_ptr<Listener>& listener : listeners_) {
-        listener->slot.reset();
+        listener->Detach();
         if (listener->onDisconnected) {
             listener->onDisconnected();
         }
@@ -307,6 +317,10 @@ void Bus::Loop::Disconnect(const char* cause)
 
 void Bus::Loop::Attach(Listener& listener)
 {
+    if (listener.makeObject) {
+        listener.object = listener.makeObject(*connection_);
+        return;
+    }
     listener.slot = connection_->addMatch(
         listener.match, [onMessage = listener.onMessage, match = listener.match](sdbus::Message& message) {
             try {
@@ -325,7 +339,8 @@ void Bus::Loop::Add(const std::shared_ptr<Listener>& listener)
         try {
             Attach(*listener);
         } catch (const sdbus::Error& error) {
-            QuviewDFX::LogError(LABEL, "cannot listen (%{public}s): %{public}s", listener->match, error.what());
+            QuviewDFX::LogError(LABEL, "cannot listen or export (%{public}s): %{public}s", listener->match,
+                                error.what());
         }
     }
     if (const auto& begin = connection_ ? listener->onConnected : listener->onDisconnected) {
@@ -429,6 +444,28 @@ BusSubscription Bus::Listen(Tasks::Strand& strand, const BusObject& object, cons
         if (Tasks::Work work = unpack(message)) {
             Target::Post(target, std::move(work));
         }
+    };
+    return loop_->Subscribe(listener, target);
+}
+
+BusSubscription Bus::Export(Tasks::Strand& strand, OwnObject object)
+{
+    const auto target = std::make_shared<Target>(strand);
+    const auto listener = std::make_shared<Listener>();
+    listener->match = object.path;
+    listener->makeObject = [target, object = std::move(object)](sdbus::IConnection& connection) {
+        auto made = sdbus::createObject(connection, object.path);
+        for (const OwnObject::Property& property : object.properties) {
+            made->registerProperty(object.interface, property.name, property.signature, property.write);
+        }
+        for (const auto& method : object.methods) {
+            made->registerMethod(object.interface, method.first, "", "", [target, method](sdbus::MethodCall call) {
+                Target::Post(target, method.second);
+                call.createReply().send();
+            });
+        }
+        made->finishRegistration();
+        return made;
     };
     return loop_->Subscribe(listener, target);
 }

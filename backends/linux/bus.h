@@ -6,6 +6,7 @@
 #pragma once
 
 #include <sdbus-c++/Message.h>
+#include <sdbus-c++/TypeTraits.h>
 #include <sdbus-c++/Types.h>
 
 #include <chrono>
@@ -15,6 +16,7 @@
 #include <string>
 #include <tuple>
 #include <utility>
+#include <vector>
 
 #include "backends/linux/bus_error.h"
 #include "platform/base/clock.h"
@@ -50,6 +52,29 @@ T ValueIn(const PropertyMap& properties, const std::string& key, T fallback = T(
     const auto found = properties.find(key);
     return found == properties.end() ? fallback : ValueOf<T>(found->second, std::move(fallback));
 }
+
+// An object of this program, for a service that reads what it is to do from its client's objects.
+struct OwnObject {
+    // Read-only.
+    struct Property {
+        template <typename T>
+        Property(std::string propertyName, const T& value)
+            : name(std::move(propertyName)),
+              signature(sdbus::signature_of<T>::str()),
+              write([value](sdbus::Message& message) { message << value; })
+        {
+        }
+
+        std::string name;
+        std::string signature;
+        std::function<void(sdbus::Message&)> write;
+    };
+
+    std::string path;
+    std::string interface;
+    std::vector<Property> properties;
+    std::map<std::string, std::function<void()>> methods;  // without arguments; the answer does not wait for them
+};
 
 // Ends what it stands for when it goes: no handler starts afterwards, and one that runs on another thread has ended
 // (so it must not go under a lock that its handler takes). Empty when default-made.
@@ -121,6 +146,11 @@ public:
     // arrive again.
     [[nodiscard]] BusSubscription OnService(Tasks::Strand& strand, const std::string& service,
                                             std::function<void(bool isThere)> handler);
+
+    // Until the subscription ends, others on the bus may read the object's properties (org.freedesktop.DBus.Properties)
+    // and call its methods, which run on the strand. Calls that this program makes later find it there. The strand must
+    // outlive the subscription.
+    [[nodiscard]] BusSubscription Export(Tasks::Strand& strand, OwnObject object);
 
 private:
     class Loop;
