@@ -1,0 +1,259 @@
+#include "backends/linux/bluetooth_transport.h"
+
+#include <asio/post.hpp>
+#include <cerrno>
+#include <cstring>
+#include <optional>
+#include <utility>
+
+#include "platform/dfx/guard.h"
+#include "platform/dfx/log.h"
+
+namespace Vexo::Linux {
+
+using SoftBus::Stream;
+
+namespace {
+
+constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Bluetooth"};
+
+// Out of descriptors: the connection stays in the kernel's queue, and trying again at once would spin.
+constexpr std::chrono::milliseconds ACCEPT_PAUSE{100};
+
+Failure FailureOf(const std::string& what, int number)
+{
+    return Fail(ErrorCodeOf(number), what + ": " + std::strerror(number));
+}
+
+Failure ListenFailure(int number)
+{
+    if (number == EAFNOSUPPORT || number == EPROTONOSUPPORT) {
+        return Fail(ErrorCode::UNAVAILABLE, "the kernel has no Bluetooth");
+    }
+    return FailureOf("cannot listen over Bluetooth", number);
+}
+
+}  // namespace
+
+// One connect: ends by completion or by the limit. The kernel itself waits forever for a device that is not there.
+class BluetoothTransport::Attempt : public std::enable_shared_from_this<Attempt> {
+public:
+    Attempt(asio::io_context& reactor, L2capSockets& sockets, std::string address)
+        : address_(std::move(address)), sockets_(sockets), socket_(reactor), limit_(reactor)
+    {
+    }
+
+    void Start(asio::io_context& reactor, const BluetoothAddress& adapter, std::chrono::milliseconds limit,
+               Transport::Connected done)
+    {
+        done_ = std::move(done);
+        if (Result<void> begun = Begin(adapter); !begun) {
+            asio::post(reactor, [self = shared_from_this(), why = begun.error()] { self->Finish(Failure(why)); });
+            return;
+        }
+        limit_.expires_after(limit);
+        limit_.async_wait([self = shared_from_this()](const asio::error_code& error) {
+            if (!error) {
+                self->Finish(Fail(ErrorCode::TIMED_OUT, self->address_ + " does not answer"));
+            }
+        });
+        socket_.async_wait(asio::posix::stream_descriptor::wait_write,
+                           [self = shared_from_this()](const asio::error_code& error) {
+                               if (!error && self->done_) {
+                                   self->OnWritable();
+                               }
+                           });
+    }
+
+    void Cancel()
+    {
+        done_ = nullptr;
+        limit_.cancel();
+        asio::error_code ignored;
+        socket_.close(ignored);
+    }
+
+private:
+    [[nodiscard]] Result<void> Begin(const BluetoothAddress& adapter)
+    {
+        const Result<BluetoothAddress> to = ParseBluetoothAddress(address_);
+        if (!to) {
+            return Failure(to.error());
+        }
+        UniqueFd socket(sockets_.Open(adapter));
+        if (!socket) {
+            return FailureOf(address_, -socket.Get());
+        }
+        if (const int result = sockets_.Connect(socket.Get(), *to); result < 0 && result != -EINPROGRESS) {
+            return FailureOf(address_, -result);
+        }
+        asio::error_code error;
+        socket_.assign(socket.Get(), error);
+        if (error) {
+            return Fail(ErrorCode::SYSTEM, address_ + ": " + error.message());
+        }
+        static_cast<void>(socket.Release());
+        return {};
+    }
+
+    void OnWritable()
+    {
+        const int unit = sockets_.SendUnit(socket_.native_handle());
+        if (unit < 0) {
+            Finish(FailureOf(address_, -unit));
+        } else {
+            Finish(Stream{UniqueFd(socket_.release()), static_cast<size_t>(unit)});
+        }
+    }
+
+    void Finish(Result<Stream> result)
+    {
+        const Transport::Connected done = std::move(done_);
+        Cancel();
+        if (done) {
+            done(std::move(result));
+        }
+    }
+
+    const std::string address_;
+    L2capSockets& sockets_;
+    asio::posix::stream_descriptor socket_;
+    asio::steady_timer limit_;
+    Transport::Connected done_;
+};
+
+BluetoothTransport::BluetoothTransport(asio::io_context& reactor, std::shared_ptr<BluetoothShared> shared,
+                                       L2capSockets& sockets)
+    : reactor_(reactor), shared_(std::move(shared)), sockets_(sockets), acceptor_(reactor), acceptPause_(reactor)
+{
+}
+
+BluetoothTransport::~BluetoothTransport() = default;
+
+Result<std::pair<UniqueFd, uint16_t>> BluetoothTransport::Bind()
+{
+    BluetoothAddress local;
+    for (local.psm = FIRST_PSM; local.psm <= LAST_PSM; ++local.psm) {
+        const int opened = sockets_.Open(local);
+        if (opened == -EADDRINUSE) {
+            continue;
+        }
+        if (opened < 0) {
+            return ListenFailure(-opened);
+        }
+        UniqueFd socket(opened);
+        if (const int result = sockets_.Listen(opened); result < 0) {
+            return ListenFailure(-result);
+        }
+        return std::pair(std::move(socket), local.psm);
+    }
+    return ListenFailure(EADDRINUSE);
+}
+
+Result<std::string> BluetoothTransport::Listen(Accepted accepted)
+{
+    Result<std::pair<UniqueFd, uint16_t>> bound = Bind();
+    asio::error_code error;
+    if (bound) {
+        acceptor_.assign(bound->first.Get(), error);
+    }
+    if (bound && error) {
+        bound = Fail(ErrorCode::SYSTEM, "cannot listen over Bluetooth: " + error.message());
+    }
+    if (!bound) {
+        shared_->SetState({{false, bound.error().message}, "Bluetooth needs the kernel module: modprobe bluetooth"});
+        return Failure(bound.error());
+    }
+    static_cast<void>(bound->first.Release());
+    shared_->SetPsm(bound->second);
+    accepted_ = std::move(accepted);
+    AcceptNext();
+    return std::string();
+}
+
+void BluetoothTransport::AcceptNext()
+{
+    acceptor_.async_wait(asio::posix::stream_descriptor::wait_read,
+                         [self = shared_from_this()](const asio::error_code& error) {
+                             if (!error && !self->stopped_) {
+                                 self->AcceptAll();
+                             }
+                         });
+}
+
+void BluetoothTransport::AcceptAll()
+{
+    while (!stopped_) {
+        BluetoothAddress from;
+        const int accepted = sockets_.Accept(acceptor_.native_handle(), from);
+        if (accepted >= 0) {
+            OnAccepted(UniqueFd(accepted), from);
+        } else if (accepted == -EAGAIN) {
+            AcceptNext();
+            return;
+        } else if (accepted != -ECONNABORTED && accepted != -EINTR) {
+            QuviewDFX::LogError(LABEL, "accepting a link failed: %{public}s", std::strerror(-accepted));
+            acceptPause_.expires_after(ACCEPT_PAUSE);
+            acceptPause_.async_wait([self = shared_from_this()](const asio::error_code& error) {
+                if (!error && !self->stopped_) {
+                    self->AcceptNext();
+                }
+            });
+            return;
+        }
+    }
+}
+
+void BluetoothTransport::OnAccepted(UniqueFd socket, const BluetoothAddress& from)
+{
+    const int unit = sockets_.SendUnit(socket.Get());
+    if (unit < 0) {
+        return;  // the peer has left again
+    }
+    // One link that fails must not end accepting.
+    QuviewDFX::RunGuarded(LABEL, "accepting", [&] {
+        accepted_(Stream{std::move(socket), static_cast<size_t>(unit)}, ToText(from));
+    });
+}
+
+Result<void> BluetoothTransport::CheckAddress(const std::string& address) const
+{
+    const Result<BluetoothAddress> parsed = ParseBluetoothAddress(address);
+    return parsed ? Result<void>() : Failure(parsed.error());
+}
+
+std::shared_ptr<void> BluetoothTransport::Connect(const std::string& address, std::chrono::milliseconds limit,
+                                                  Connected done)
+{
+    if (stopped_) {
+        return nullptr;
+    }
+    const auto attempt = std::make_shared<Attempt>(reactor_, sockets_, address);
+    attempts_.insert(attempt);
+    attempt->Start(reactor_, shared_->Adapter(), limit,
+                   [this, self = shared_from_this(), weak = std::weak_ptr(attempt),
+                    done = std::move(done)](Result<Stream> stream) {
+                       attempts_.erase(weak.lock());
+                       done(std::move(stream));
+                   });
+    return {attempt.get(), [self = shared_from_this(), attempt](void*) {
+                attempt->Cancel();
+                self->attempts_.erase(attempt);
+            }};
+}
+
+void BluetoothTransport::Stop()
+{
+    stopped_ = true;
+    accepted_ = nullptr;
+    shared_->SetPsm(0);
+    acceptPause_.cancel();
+    asio::error_code ignored;
+    acceptor_.close(ignored);
+    for (const auto& attempt : attempts_) {
+        attempt->Cancel();
+    }
+    attempts_.clear();
+}
+
+}  // namespace Vexo::Linux

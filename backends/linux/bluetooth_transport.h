@@ -1,0 +1,63 @@
+// BluetoothTransport: connection-oriented L2CAP channels over Bluetooth Low Energy, the way of link type 4. Devices are
+// not paired, and nothing needs a privilege: who is there is decided by the handshake. An address is
+// "AA:BB:CC:DD:EE:FF/public/128" or "…/random/128" (bluetooth_address.h); it changes, so it is not kept. Threads:
+// transport.h.
+#pragma once
+
+#include <asio/posix/stream_descriptor.hpp>
+#include <asio/steady_timer.hpp>
+#include <memory>
+#include <set>
+#include <string>
+#include <utility>
+
+#include "backends/linux/bluetooth_shared.h"
+#include "backends/linux/l2cap.h"
+#include "platform/base/nocopyable.h"
+#include "platform/softbus/transport/transport.h"
+
+namespace Vexo::Linux {
+
+class BluetoothTransport : public SoftBus::Transport,
+                           public std::enable_shared_from_this<BluetoothTransport>,
+                           public NoCopyable {
+public:
+    // sockets outlives the transport.
+    BluetoothTransport(asio::io_context& reactor, std::shared_ptr<BluetoothShared> shared,
+                       L2capSockets& sockets = L2capSockets::System());
+    ~BluetoothTransport() override;
+
+    std::string Name() const override { return "bluetooth"; }
+    bool Carries(LinkType type) const override { return type == LINK_TYPE_BR; }
+    // Accepts on every adapter, at the first free channel number, which it puts into the shared object. The text is
+    // empty: peers read address and number from the announcement.
+    [[nodiscard]] Result<std::string> Listen(Accepted accepted) override;
+    [[nodiscard]] Result<void> CheckAddress(const std::string& address) const override;
+    // From the adapter in use.
+    [[nodiscard]] std::shared_ptr<void> Connect(const std::string& address, std::chrono::milliseconds limit,
+                                                Connected done) override;
+    bool KeepsAddresses() const override { return false; }
+    // The device address alone.
+    std::string SourceOf(const std::string& from) const override { return from.substr(0, from.find('/')); }
+    void Stop() override;
+
+private:
+    class Attempt;
+
+    // Returns a listening socket, and the number it is bound to.
+    Result<std::pair<UniqueFd, uint16_t>> Bind();
+    void AcceptNext();
+    void AcceptAll();
+    void OnAccepted(UniqueFd socket, const BluetoothAddress& from);
+
+    asio::io_context& reactor_;
+    const std::shared_ptr<BluetoothShared> shared_;
+    L2capSockets& sockets_;
+    asio::posix::stream_descriptor acceptor_;
+    asio::steady_timer acceptPause_;
+    Accepted accepted_;
+    std::set<std::shared_ptr<Attempt>> attempts_;
+    bool stopped_ = false;
+};
+
+}  // namespace Vexo::Linux

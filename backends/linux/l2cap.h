@@ -1,0 +1,59 @@
+// The kernel's L2CAP sockets over Bluetooth Low Energy: connection-oriented channels, used as byte streams. The numbers
+// and the address are the kernel's ABI, as include/net/bluetooth/bluetooth.h and include/net/bluetooth/l2cap.h of Linux
+// 6.1 define them for programs. L2capSockets makes the system calls, so that a test can stand in for the kernel. Called
+// on the soft bus's reactor thread; nothing blocks.
+#pragma once
+
+#include <sys/socket.h>
+
+#include <cstdint>
+
+#include "backends/linux/bluetooth_address.h"
+
+namespace Vexo::Linux {
+
+namespace L2cap {
+
+inline constexpr int PROTOCOL = 0;  // BTPROTO_L2CAP
+
+// Options of the level SOL_BLUETOOTH, uint16_t both: the most bytes that the peer takes in one message, once connected;
+// and that this side takes, to be set between bind and connect or listen.
+inline constexpr int OPTION_LEVEL = 274;  // SOL_BLUETOOTH
+inline constexpr int SEND_UNIT = 12;      // BT_SNDMTU
+inline constexpr int RECEIVE_UNIT = 13;   // BT_RCVMTU
+
+inline constexpr uint8_t LE_PUBLIC = 1;  // BDADDR_LE_PUBLIC
+inline constexpr uint8_t LE_RANDOM = 2;  // BDADDR_LE_RANDOM
+
+// struct sockaddr_l2
+struct SocketAddress {
+    sa_family_t family = AF_BLUETOOTH;
+    uint16_t psm = 0;      // little-endian
+    uint8_t address[6]{};  // the lowest byte first
+    uint16_t channel = 0;  // little-endian; 0: the kernel's choice
+    uint8_t addressType = LE_PUBLIC;
+};
+static_assert(sizeof(SocketAddress) == 14, "as the kernel lays it out");
+
+}  // namespace L2cap
+
+// What each function returns: 0 or more, or a negative errno(3). Sockets are non-blocking and belong to the caller.
+class L2capSockets {
+public:
+    virtual ~L2capSockets() = default;
+
+    // A new socket that is bound to that adapter and channel number; psm 0 for one that connects.
+    virtual int Open(const BluetoothAddress& local) = 0;
+    virtual int Listen(int socket) = 0;
+    // The next connection; from gets its address, without a channel number.
+    virtual int Accept(int socket, BluetoothAddress& from) = 0;
+    // -EINPROGRESS: the socket becomes writable when the attempt has ended, which may be never.
+    virtual int Connect(int socket, const BluetoothAddress& to) = 0;
+    // Of a connected socket, the most bytes that one write may have; else why the attempt failed.
+    virtual int SendUnit(int socket) = 0;
+
+    // This machine's. Lives to the end of the process.
+    static L2capSockets& System();
+};
+
+}  // namespace Vexo::Linux
