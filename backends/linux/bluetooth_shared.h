@@ -60,7 +60,8 @@ private:
     mutable Mutex mutex_;
     uint16_t psm_ GUARDED_BY(mutex_) = 0;
     BluetoothAddress adapter_ GUARDED_BY(mutex_);
-    BluetoothState state_ GUARDED_BY(mutex_){{false, "Bluetooth has not been looked at yet"}, ""};
+    BluetoothState state_ GUARDED_BY(mutex_){{false, "Bluetooth is not used before this device is enrolled"},
+                                             "distnetctl account --help"};
 };
 
 }  // namespace Vexo::Linux

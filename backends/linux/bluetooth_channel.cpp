@@ -1,0 +1,433 @@
+#include "backends/linux/bluetooth_channel.h"
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <map>
+#include <optional>
+#include <utility>
+#include <vector>
+
+#include "backends/linux/bluetooth_advertiser.h"
+#include "backends/linux/bluetooth_scanner.h"
+#include "backends/linux/bluez.h"
+#include "platform/base/mutex.h"
+#include "platform/base/nocopyable.h"
+#include "platform/dfx/log.h"
+#include "platform/tasks/elastic_pool.h"
+
+namespace Vexo::Linux {
+namespace {
+
+using SoftBus::AnnouncementChannel;
+using std::chrono::milliseconds;
+
+constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Bluetooth"};
+constexpr milliseconds SHORTEST_PAUSE{1};
+constexpr milliseconds FIRST_RETRY{1000};
+constexpr milliseconds LONGEST_RETRY{60'000};
+// What is unknown counts as a device address of zeros, which the transport takes for any adapter.
+constexpr const char* ANY_ADDRESS = "00:00:00:00:00:00";
+
+struct Adapter {
+    bool isPowered = false;
+    bool isBlocked = false;
+    bool canAdvertise = false;
+    std::string address = ANY_ADDRESS;
+    std::string addressType = "public";
+};
+
+// "hci0", of BlueZ's path.
+std::string NameOf(const std::string& path)
+{
+    return path.substr(path.rfind('/') + 1);
+}
+
+void Apply(const PropertyMap& properties, Adapter& adapter)
+{
+    adapter.isPowered = ValueIn(properties, "Powered", adapter.isPowered);
+    if (properties.contains("PowerState")) {
+        adapter.isBlocked = ValueIn<std::string>(properties, "PowerState") == "off-blocked";
+    }
+    adapter.address = ValueIn(properties, "Address", adapter.address);
+    adapter.addressType = ValueIn(properties, "AddressType", adapter.addressType);
+}
+
+// What lives while the channel is started. A timer that fires late may hold it for longer than the channel does.
+class Activity : public std::enable_shared_from_this<Activity>, public NoCopyable {
+public:
+    Activity(const BluetoothOptions& options, std::shared_ptr<BluetoothShared> shared, Tasks::Timers& timers,
+             AnnouncementChannel::IsOurs isOurs, AnnouncementChannel::Heard heard)
+        : bus_(options.bus),
+          adapterName_(options.adapter),
+          shared_(std::move(shared)),
+          timers_(timers),
+          psm_(shared_->Psm()),
+          bluez_(bus_),
+          advertiser_(bluez_, strand_, [this] { RetryLater(); }),
+          scanner_(bluez_, std::move(isOurs), std::move(heard), timers)
+    {
+    }
+
+    void Start(const std::string& token);
+    void Announce(const std::string& token);
+    bool Seek(milliseconds limit);
+    // Once, and before it is destroyed when it was started.
+    void Stop();
+
+private:
+    void Subscribe();
+    // These run on strand_ only.
+    void OnService(bool isThere);
+    void OnInterfacesAdded(const std::string& path, const BluezInterfaces& interfaces);
+    void OnInterfacesRemoved(const std::string& path, const std::vector<std::string>& interfaces);
+    [[nodiscard]] Result<void> ListAdapters();
+    // The adapter in use; the end of the map while there is none that is on.
+    std::map<std::string, Adapter>::const_iterator ChooseAdapter() const;
+    // Brings advertising and scanning in line with the token, the adapters and the time.
+    void Update();
+    void UpdateState(const Result<void>& done);
+    BluetoothState StateOfAdapters(const Result<void>& done) const;
+    void WaitForScanner(milliseconds shortest);
+    void RetryLater();
+    Tasks::Timer RunAfter(milliseconds pause, void (Activity::*work)());
+    void Retry();
+
+    const std::shared_ptr<Bus> bus_;
+    const std::string adapterName_;  // empty: any
+    const std::shared_ptr<BluetoothShared> shared_;
+    Tasks::Timers& timers_;
+    const uint16_t psm_;
+    BluezCalls bluez_;
+    std::atomic<bool> isReady_{false};  // an adapter is on
+
+    // Touched on strand_ only.
+    BluetoothAdvertiser advertiser_;
+    BluetoothScanner scanner_;
+    std::string token_;
+    bool isKnown_ = false;  // whether BlueZ is there
+    bool isThere_ = false;
+    bool hasListed_ = false;
+    std::map<std::string, Adapter> adapters_;  // by BlueZ's path
+    milliseconds pause_{0};
+    Tasks::Timer retry_;
+    Tasks::Timer scanTimer_;
+    bool isRetrying_ = false;
+
+    Tasks::Strand strand_;  // own synchronisation
+    std::vector<BusSubscription> subscriptions_;
+};
+
+void Activity::Start(const std::string& token)
+{
+    Announce(token);
+    Subscribe();
+}
+
+void Activity::Subscribe()
+{
+    subscriptions_.push_back(bus_->OnSignal<sdbus::ObjectPath, BluezInterfaces>(
+        strand_, BLUEZ_OBJECTS, "InterfacesAdded",
+        [this](const std::string&, const sdbus::ObjectPath& path, const BluezInterfaces& interfaces) {
+            OnInterfacesAdded(path, interfaces);
+        }));
+    subscriptions_.push_back(bus_->OnSignal<sdbus::ObjectPath, std::vector<std::string>>(
+        strand_, BLUEZ_OBJECTS, "InterfacesRemoved",
+        [this](const std::string&, const sdbus::ObjectPath& path, const std::vector<std::string>& interfaces) {
+            OnInterfacesRemoved(path, interfaces);
+        }));
+    subscriptions_.push_back(bus_->OnPropertiesChanged(strand_, {BLUEZ, "", BLUEZ_ADAPTER},
+                                                       [this](const std::string& path, const PropertyMap& changed) {
+                                                           OnInterfacesAdded(path, {{BLUEZ_ADAPTER, changed}});
+                                                       }));
+    subscriptions_.push_back(bus_->OnPropertiesChanged(strand_, {BLUEZ, "", BLUEZ_DEVICE},
+                                                       [this](const std::string& path, const PropertyMap& changed) {
+                                                           OnInterfacesAdded(path, {{BLUEZ_DEVICE, changed}});
+                                                       }));
+    subscriptions_.push_back(bus_->OnService(strand_, BLUEZ, [this](bool isThere) { OnService(isThere); }));
+}
+
+void Activity::Announce(const std::string& token)
+{
+    strand_.Post([this, token] {
+        token_ = token;
+        Update();
+    });
+}
+
+bool Activity::Seek(milliseconds limit)
+{
+    if (!isReady_) {
+        return false;
+    }
+    strand_.Post([this, until = timers_.Now() + limit] {
+        scanner_.SeekUntil(until);
+        Update();
+    });
+    return true;
+}
+
+void Activity::OnService(bool isThere)
+{
+    isKnown_ = true;
+    isThere_ = isThere;
+    hasListed_ = false;
+    pause_ = milliseconds(0);
+    adapters_.clear();
+    advertiser_.Reset();
+    scanner_.Reset();
+    Update();
+}
+
+Result<void> Activity::ListAdapters()
+{
+    const Result<BluezObjects> objects = bluez_.ListObjects();
+    if (!objects) {
+        return Failure(objects.error());
+    }
+    hasListed_ = true;
+    for (const auto& [path, interfaces] : *objects) {
+        if (const auto adapter = interfaces.find(BLUEZ_ADAPTER); adapter != interfaces.end()) {
+            Apply(adapter->second, adapters_[path]);
+            adapters_[path].canAdvertise = interfaces.contains(BLUEZ_ADVERTISING_MANAGER);
+        }
+    }
+    return {};
+}
+
+void Activity::OnInterfacesAdded(const std::string& path, const BluezInterfaces& interfaces)
+{
+    if (const auto device = interfaces.find(BLUEZ_DEVICE); device != interfaces.end()) {
+        scanner_.OnProperties(path, device->second);
+        WaitForScanner(SHORTEST_PAUSE);
+        return;
+    }
+    const auto properties = interfaces.find(BLUEZ_ADAPTER);
+    const bool canAdvertise = interfaces.contains(BLUEZ_ADVERTISING_MANAGER);
+    if (!isThere_ || (properties == interfaces.end() && !canAdvertise)) {
+        return;
+    }
+    Adapter& adapter = adapters_[path];
+    adapter.canAdvertise = adapter.canAdvertise || canAdvertise;
+    if (properties != interfaces.end()) {
+        Apply(properties->second, adapter);
+    }
+    Update();
+}
+
+void Activity::OnInterfacesRemoved(const std::string& path, const std::vector<std::string>& interfaces)
+{
+    const auto isGone = [&](const char* interface) {
+        return std::find(interfaces.begin(), interfaces.end(), interface) != interfaces.end();
+    };
+    if (isGone(BLUEZ_DEVICE)) {
+        scanner_.OnRemoved(path);
+    } else if (isGone(BLUEZ_ADAPTER)) {
+        adapters_.erase(path);
+        Update();
+    }
+}
+
+std::map<std::string, Adapter>::const_iterator Activity::ChooseAdapter() const
+{
+    return std::find_if(adapters_.begin(), adapters_.end(), [this](const auto& entry) {
+        return entry.second.isPowered && (adapterName_.empty() || NameOf(entry.first) == adapterName_);
+    });
+}
+
+void Activity::Update()
+{
+    if (!isKnown_ || bluez_.IsStopped()) {
+        return;
+    }
+    Result<void> done;
+    if (isThere_ && !hasListed_) {
+        done = ListAdapters();
+    }
+    const auto adapter = ChooseAdapter();
+    const bool isUsable = psm_ != 0 && adapter != adapters_.end();
+    const std::string path = isUsable ? adapter->first : "";
+    if (isUsable) {
+        shared_->SetAdapter(ParseBluetoothAddress(adapter->second.address + "/" + adapter->second.addressType + "/" +
+                                                  std::to_string(FIRST_PSM))
+                                .value_or(BluetoothAddress()));
+    }
+    scanner_.UseAdapter(path);
+    isReady_ = isUsable;
+    const bool advertises = isUsable && adapter->second.canAdvertise && !token_.empty();
+    const Result<void> advertised =
+        advertiser_.Update(path, advertises ? std::optional(BluetoothServiceData{psm_, token_}) : std::nullopt);
+    const Result<void> scanned = scanner_.Update();
+    done = !done ? done : !advertised ? advertised : scanned;
+    UpdateState(done);
+    WaitForScanner(done ? SHORTEST_PAUSE : FIRST_RETRY);
+    if (!done) {
+        RetryLater();
+    } else if (!isRetrying_) {
+        pause_ = milliseconds(0);
+    }
+}
+
+// Logs each change, and only that.
+void Activity::UpdateState(const Result<void>& done)
+{
+    if (psm_ == 0 || bluez_.IsStopped()) {
+        return;  // the transport's failure counts
+    }
+    BluetoothState state = StateOfAdapters(done);
+    if (shared_->State() == state) {
+        return;
+    }
+    if (state.advice.empty()) {
+        QuviewDFX::LogInfo(LABEL, "%{public}s", state.presence.reason);
+    } else {
+        QuviewDFX::LogWarn(LABEL, "%{public}s", state.presence.reason);
+    }
+    shared_->SetState(std::move(state));
+}
+
+BluetoothState Activity::StateOfAdapters(const Result<void>& done) const
+{
+    if (!isThere_) {
+        return {{false, "BlueZ does not run: no device is found over Bluetooth"},
+                "apt install bluez, or: systemctl start bluetooth"};
+    }
+    const auto named = std::find_if(adapters_.begin(), adapters_.end(), [this](const auto& entry) {
+        return adapterName_.empty() || NameOf(entry.first) == adapterName_;
+    });
+    const auto adapter = ChooseAdapter();
+    if (named == adapters_.end() && done) {
+        return {{false, "there is no Bluetooth adapter" + (adapterName_.empty() ? "" : " " + adapterName_)},
+                "Needs a Bluetooth adapter with Low Energy: bluetoothctl list"};
+    }
+    if (adapter == adapters_.end() && named != adapters_.end()) {
+        const bool isBlocked = named->second.isBlocked;
+        return {{true, isBlocked ? "Bluetooth is blocked" : "Bluetooth is switched off", true, isBlocked},
+                "Switch it on: rfkill unblock bluetooth; bluetoothctl power on"};
+    }
+    if (!done) {
+        // The rest of the message may repeat what was sent.
+        return {{false, "BlueZ refuses to announce this device or to scan, which is tried again: " +
+                            BusErrorName(done.error())},
+                "journalctl -u bluetooth says why; systemctl restart bluetooth"};
+    }
+    if (!adapter->second.canAdvertise) {
+        return {{false, "the Bluetooth adapter " + NameOf(adapter->first) + " has no Low Energy advertising"},
+                "Other devices do not find this one over Bluetooth; another adapter: bluetooth.adapter"};
+    }
+    return {{true, "Bluetooth announces this device on " + NameOf(adapter->first)}, ""};
+}
+
+void Activity::WaitForScanner(milliseconds shortest)
+{
+    scanTimer_.Cancel();
+    if (const auto next = scanner_.NextUpdate()) {
+        const auto pause = std::chrono::ceil<milliseconds>(*next - timers_.Now());
+        scanTimer_ = RunAfter(std::max(pause, shortest), &Activity::Update);
+    }
+}
+
+void Activity::RetryLater()
+{
+    if (!isThere_ || std::exchange(isRetrying_, true)) {
+        return;
+    }
+    pause_ = std::clamp(pause_ * 2, FIRST_RETRY, LONGEST_RETRY);
+    retry_ = RunAfter(pause_, &Activity::Retry);
+}
+
+void Activity::Retry()
+{
+    isRetrying_ = false;
+    Update();
+}
+
+Tasks::Timer Activity::RunAfter(milliseconds pause, void (Activity::*work)())
+{
+    return timers_.RunAfter(pause, [weak = weak_from_this(), work] {
+        if (const auto self = weak.lock()) {
+            self->strand_.Post([self, work] { ((*self).*work)(); });
+        }
+    });
+}
+
+void Activity::Stop()
+{
+    bluez_.Stop();
+    isReady_ = false;
+    subscriptions_.clear();
+    strand_.Post([this] {
+        retry_.Cancel();
+        scanTimer_.Cancel();
+        advertiser_.Withdraw();
+        scanner_.End();
+    });
+    strand_.Drain();
+}
+
+class BluetoothChannel final : public AnnouncementChannel {
+public:
+    BluetoothChannel(BluetoothOptions options, std::shared_ptr<BluetoothShared> shared, Tasks::Timers& timers)
+        : options_(std::move(options)), shared_(std::move(shared)), timers_(timers)
+    {
+    }
+    ~BluetoothChannel() override { BluetoothChannel::Withdraw(); }
+
+    std::string Name() const override { return "bluetooth"; }
+    std::string TransportName() const override { return "bluetooth"; }
+
+    Result<void> Start(const std::string& token, IsOurs isOurs, Heard heard) override
+    {
+        const auto activity =
+            std::make_shared<Activity>(options_, shared_, timers_, std::move(isOurs), std::move(heard));
+        activity->Start(token);
+        const MutexLock lock(mutex_);
+        activity_ = activity;
+        return {};
+    }
+
+    void Announce(const std::string& token) override
+    {
+        const MutexLock lock(mutex_);
+        if (activity_) {
+            activity_->Announce(token);
+        }
+    }
+
+    bool Seek(milliseconds limit) override
+    {
+        const MutexLock lock(mutex_);
+        return activity_ && activity_->Seek(limit);
+    }
+
+    void Withdraw() override
+    {
+        std::shared_ptr<Activity> ended;
+        {
+            const MutexLock lock(mutex_);
+            ended.swap(activity_);
+        }
+        if (ended) {
+            ended->Stop();
+        }
+    }
+
+private:
+    const BluetoothOptions options_;
+    const std::shared_ptr<BluetoothShared> shared_;
+    Tasks::Timers& timers_;
+
+    Mutex mutex_;
+    std::shared_ptr<Activity> activity_ GUARDED_BY(mutex_);
+};
+
+}  // namespace
+
+std::unique_ptr<SoftBus::AnnouncementChannel> MakeBluetoothChannel(const BluetoothOptions& options,
+                                                                   std::shared_ptr<BluetoothShared> shared,
+                                                                   Tasks::Timers& timers)
+{
+    return std::make_unique<BluetoothChannel>(options, std::move(shared), timers);
+}
+
+}  // namespace Vexo::Linux

@@ -1,0 +1,183 @@
+#include "backends/linux/bluetooth_scanner.h"
+
+#include <chrono>
+#include <cstdint>
+#include <vector>
+
+#include "backends/linux/bluetooth_address.h"
+#include "platform/dfx/log.h"
+
+namespace Vexo::Linux {
+namespace {
+
+constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Bluetooth"};
+
+// A device changes its address from time to time, and nobody hears that while there is no scan.
+constexpr std::chrono::seconds KEPT{30};
+constexpr size_t MAX_DEVICES = 64;
+
+// Nothing for a device that does not advertise as ours do.
+std::optional<BluetoothServiceData> OwnServiceData(const sdbus::Variant& serviceData)
+{
+    const auto byUuid = ValueOf<PropertyMap>(serviceData);
+    return DecodeServiceData(ValueIn<std::vector<uint8_t>>(byUuid, BLUETOOTH_SERVICE_UUID));
+}
+
+}  // namespace
+
+void BluetoothScanner::UseAdapter(const std::string& adapter)
+{
+    if (adapter == adapter_) {
+        return;
+    }
+    // An adapter that was removed or switched off has ended its scan; another one may still be on.
+    if (isScanning_) {
+        static_cast<void>(StopScan());
+    }
+    Reset();
+    adapter_ = adapter;
+}
+
+void BluetoothScanner::Reset()
+{
+    isScanning_ = false;
+    adapter_.clear();
+    for (const auto& [path, device] : std::exchange(devices_, {})) {
+        heard_(path, std::nullopt);
+    }
+}
+
+Result<void> BluetoothScanner::Update()
+{
+    const SteadyTime now = clock_.Now();
+    const bool wantsScan = !adapter_.empty() && now < until_;
+    if (wantsScan) {
+        return isScanning_ ? Result<void>() : StartScan();
+    }
+    if (isScanning_) {
+        if (Result<void> stopped = StopScan(); !stopped) {
+            return stopped;
+        }
+    }
+    for (auto entry = devices_.begin(); entry != devices_.end();) {
+        if (entry->second.heardAt + KEPT <= now) {
+            heard_(entry->first, std::nullopt);
+            entry = devices_.erase(entry);
+        } else {
+            ++entry;
+        }
+    }
+    return {};
+}
+
+std::optional<SteadyTime> BluetoothScanner::NextUpdate() const
+{
+    if (isScanning_) {
+        return until_;
+    }
+    std::optional<SteadyTime> next;
+    for (const auto& [path, device] : devices_) {
+        next = std::min(next.value_or(device.heardAt + KEPT), device.heardAt + KEPT);
+    }
+    return next;
+}
+
+Result<void> BluetoothScanner::StartScan()
+{
+    const BusObject adapter{BLUEZ, adapter_, BLUEZ_ADAPTER};
+    // A filter of UUIDs would not match service data.
+    const PropertyMap filter{{"Transport", sdbus::Variant(std::string("le"))},
+                             {"DuplicateData", sdbus::Variant(false)}};
+    if (Result<void> filtered = bluez_.Call(adapter, "SetDiscoveryFilter", filter); !filtered) {
+        return filtered;
+    }
+    const Result<void> started = bluez_.Call(adapter, "StartDiscovery");
+    isScanning_ = started || IsNoAnswer(started.error());
+    if (!started) {
+        return started;
+    }
+    // BlueZ does not tell again what it has heard before.
+    Result<BluezObjects> objects = bluez_.ListObjects();
+    if (!objects) {
+        return Failure(objects.error());
+    }
+    for (const auto& [path, interfaces] : *objects) {
+        if (const auto device = interfaces.find(BLUEZ_DEVICE); device != interfaces.end()) {
+            OnProperties(path, device->second);
+        }
+    }
+    return {};
+}
+
+Result<void> BluetoothScanner::StopScan()
+{
+    Result<void> stopped = bluez_.CallAtEnd({BLUEZ, adapter_, BLUEZ_ADAPTER}, "StopDiscovery");
+    // A refusal says that there is no scan.
+    isScanning_ = !stopped && IsNoAnswer(stopped.error());
+    return isScanning_ ? stopped : Result<void>();
+}
+
+void BluetoothScanner::OnProperties(const std::string& device, const PropertyMap& properties)
+{
+    const auto known = devices_.find(device);
+    const auto serviceData = properties.find("ServiceData");
+    if (serviceData == properties.end()) {
+        // The strength of its signal is measured when it is heard.
+        if (known != devices_.end() && properties.contains("RSSI")) {
+            known->second.heardAt = clock_.Now();
+        }
+        return;
+    }
+    const auto data = OwnServiceData(serviceData->second);
+    if (adapter_.empty() || !device.starts_with(adapter_ + "/") || !data || !isOurs_(data->token)) {
+        OnRemoved(device);
+        return;
+    }
+    if (known == devices_.end() && devices_.size() >= MAX_DEVICES) {
+        if (const auto more = logLimit_.Admit("devices")) {
+            QuviewDFX::LogWarn(LABEL, "too many devices are heard: the newest is left out%{public}s", *more);
+        }
+        return;
+    }
+    const std::string address = known != devices_.end() ? known->second.address : AddressOf(device, properties);
+    if (address.empty()) {
+        return;
+    }
+    SoftBus::Announcement now{data->token, {{"bluetooth", address + "/" + std::to_string(data->psm)}}};
+    const bool isNews = known == devices_.end() || known->second.announcement != now;
+    devices_[device] = {now, address, clock_.Now()};
+    if (isNews) {
+        heard_(device, now);
+    }
+}
+
+std::string BluetoothScanner::AddressOf(const std::string& device, const PropertyMap& properties)
+{
+    PropertyMap all = properties;
+    if (!all.contains("Address") || !all.contains("AddressType")) {
+        all = bluez_
+                  .Call<PropertyMap>({BLUEZ, device, "org.freedesktop.DBus.Properties"}, "GetAll",
+                                     std::string(BLUEZ_DEVICE))
+                  .value_or(PropertyMap());
+    }
+    const auto address = ValueIn<std::string>(all, "Address");
+    const auto type = ValueIn<std::string>(all, "AddressType");
+    return address.empty() || type.empty() ? "" : address + "/" + type;
+}
+
+void BluetoothScanner::OnRemoved(const std::string& device)
+{
+    if (devices_.erase(device) > 0) {
+        heard_(device, std::nullopt);
+    }
+}
+
+void BluetoothScanner::End()
+{
+    if (isScanning_) {
+        static_cast<void>(StopScan());
+    }
+    devices_.clear();
+}
+
+}  // namespace Vexo::Linux

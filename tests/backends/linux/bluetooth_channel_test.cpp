@@ -1,0 +1,230 @@
+// The Bluetooth channel with a stand-in for BlueZ (fake_bluez.py), while adapters come and go, advertisements are
+// refused and strangers advertise.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <map>
+
+#include "backends/linux/bluetooth_channel.h"
+#include "platform/base/hex.h"
+#include "tests/backends/linux/private_machine.h"
+#include "tests/support/manual_timers.h"
+
+namespace Vexo::Linux {
+namespace {
+
+using namespace std::chrono_literals;
+using EndToEnd::Eventually;
+using testing::ElementsAre;
+using testing::HasSubstr;
+using testing::IsEmpty;
+using testing::Pair;
+using Texts = std::vector<std::string>;
+using Bytes = std::vector<uint8_t>;
+
+const BusObject TEST_CONTROL{"org.bluez", "/", "net.distnet.Test"};
+const std::string UUID(BLUETOOTH_SERVICE_UUID);
+const std::string PHONE("40:11:22:33:44:55");
+
+Bytes DataOf(uint8_t version, uint8_t psm, const std::string& token)
+{
+    Bytes bytes{version, psm};
+    bytes.insert(bytes.end(), token.begin(), token.end());
+    return bytes;
+}
+
+class BluetoothChannelTest : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        StartBluez();
+        shared->SetPsm(0x81);
+    }
+    void TearDown() override
+    {
+        if (channel) {
+            channel->Withdraw();
+        }
+    }
+    void StartBluez()
+    {
+        machine.Start("bluez", {"/usr/bin/python3", "-m", "dbusmock", "--template", FAKE_BLUEZ});
+        machine.AwaitService("org.bluez", "bluez");
+        Do("PlugIn", std::string("hci0"));
+    }
+    void StartChannel(const std::string& adapter = "")
+    {
+        BluetoothOptions options{Bus::Open(machine.Address()), adapter};
+        channel = MakeBluetoothChannel(options, shared, timers);
+        ASSERT_TRUE(channel->Start(
+            "oursAAAA", [](const std::string& token) { return token.starts_with("ours"); },
+            [this](const std::string& name, const std::optional<SoftBus::Announcement>& heard) {
+                const MutexLock lock(mutex);
+                ++reports;
+                known.erase(name);
+                if (heard) {
+                    known[name] = heard->token + " " + heard->addresses.at(0).address;
+                }
+            }));
+    }
+    template <typename... Arguments>
+    void Do(const std::string& method, const Arguments&... arguments)
+    {
+        const Result<void> done = machine.Bus().Call(TEST_CONTROL, method, BUS_CALL_LIMIT, arguments...);
+        ASSERT_TRUE(done) << done.error().message << machine.Output("bluez");
+    }
+    void SetPowered(bool isPowered, const std::string& powerState)
+    {
+        Do("Change", std::string("hci0"),
+           PropertyMap{{"Powered", sdbus::Variant(isPowered)}, {"PowerState", sdbus::Variant(powerState)}});
+    }
+    Texts Advertised()
+    {
+        return machine.Bus().Call<Texts>(TEST_CONTROL, "Advertised", BUS_CALL_LIMIT).value_or(Texts{"?"});
+    }
+    bool Advertises(const Texts& tokens)
+    {
+        Texts expected;
+        for (const std::string& token : tokens) {
+            expected.push_back(UUID + " 0181" + HexOf({reinterpret_cast<const uint8_t*>(token.data()), token.size()}));
+        }
+        const bool does = Eventually([&] { return Advertised() == expected; });
+        EXPECT_TRUE(does) << shared->State().presence.reason;
+        return does;
+    }
+    int Scans() { return machine.Bus().Call<int>(TEST_CONTROL, "Scans", BUS_CALL_LIMIT).value_or(-1); }
+    bool StateIs(const std::string& text)
+    {
+        return Eventually([&] { return shared->State().presence.reason.find(text) != std::string::npos; });
+    }
+    std::map<std::string, std::string> Known()
+    {
+        const MutexLock lock(mutex);
+        return known;
+    }
+
+    Tests::PrivateMachine machine;
+    Tests::ManualTimers timers;
+    const std::shared_ptr<BluetoothShared> shared = std::make_shared<BluetoothShared>();
+    Mutex mutex;
+    std::map<std::string, std::string> known GUARDED_BY(mutex);
+    int reports GUARDED_BY(mutex) = 0;
+    std::unique_ptr<SoftBus::AnnouncementChannel> channel;
+};
+
+TEST_F(BluetoothChannelTest, AdvertisesEachTokenAndComesBackAfterARefusal)
+{
+    StartChannel();
+    ASSERT_TRUE(Advertises({"oursAAAA"}));
+    ASSERT_TRUE(StateIs("announces this device on hci0"));
+    EXPECT_EQ(ToText(shared->Adapter()), "00:01:02:03:04:05/public/128");
+    channel->Announce("oursBBBB");
+    ASSERT_TRUE(Advertises({"oursBBBB"}));
+    Do("SetSlots", 1);
+    channel->Announce("oursCCCC");
+    ASSERT_TRUE(Advertises({"oursCCCC"})) << "the old one makes room";
+
+    Do("Release");
+    ASSERT_TRUE(Advertises({})) << "BlueZ ended it";
+    ASSERT_TRUE(Eventually([&] {
+        timers.Advance(1s);
+        return Advertised().size() == 1;
+    }));
+
+    Do("SetSlots", 0);
+    channel->Announce("oursDDDD");
+    ASSERT_TRUE(StateIs("refuses"));
+    EXPECT_THAT(shared->State().presence.reason, HasSubstr("org.bluez.Error.NotPermitted"));
+    Do("SetSlots", 2);
+    ASSERT_TRUE(Eventually([&] {
+        timers.Advance(1s);
+        return shared->State().advice.empty();
+    }));
+    ASSERT_TRUE(Advertises({"oursDDDD"}));
+    channel->Withdraw();
+    ASSERT_TRUE(Advertises({}));
+}
+
+TEST_F(BluetoothChannelTest, FollowsAdaptersAndBlueZAsTheyComeAndGo)
+{
+    StartChannel();
+    ASSERT_TRUE(Advertises({"oursAAAA"}));
+    SetPowered(false, "off");
+    ASSERT_TRUE(StateIs("Bluetooth is switched off"));
+    ASSERT_TRUE(Advertises({}));
+    EXPECT_FALSE(channel->Seek(1s));
+    SetPowered(false, "off-blocked");
+    ASSERT_TRUE(StateIs("Bluetooth is blocked"));
+    SetPowered(true, "on");
+    ASSERT_TRUE(Advertises({"oursAAAA"}));
+
+    Do("Unplug", std::string("hci0"));
+    ASSERT_TRUE(StateIs("there is no Bluetooth adapter"));
+    Do("PlugIn", std::string("hci1"));
+    ASSERT_TRUE(StateIs("on hci1"));
+    ASSERT_TRUE(Advertises({"oursAAAA"}));
+
+    machine.End("bluez");
+    ASSERT_TRUE(StateIs("BlueZ does not run"));
+    EXPECT_FALSE(channel->Seek(1s));
+    StartBluez();
+    ASSERT_TRUE(Advertises({"oursAAAA"}));
+    EXPECT_TRUE(channel->Seek(1s));
+}
+
+TEST_F(BluetoothChannelTest, KeepsToTheAdapterThatIsConfigured)
+{
+    StartChannel("hci1");
+    ASSERT_TRUE(StateIs("there is no Bluetooth adapter hci1"));
+    Do("PlugIn", std::string("hci1"));
+    ASSERT_TRUE(StateIs("on hci1"));
+    ASSERT_TRUE(Advertises({"oursAAAA"}));
+}
+
+TEST_F(BluetoothChannelTest, HearsDevicesOfTheAccountWhileSomebodySeeksAndNoStranger)
+{
+    Do("Appear", PHONE, UUID, DataOf(1, 0x80, "oursPHON"));
+    StartChannel();
+    ASSERT_TRUE(Advertises({"oursAAAA"}));
+    EXPECT_THAT(Known(), IsEmpty()) << "nobody seeks";
+    EXPECT_TRUE(channel->Seek(5s));
+    ASSERT_TRUE(Eventually([&] { return Scans() == 1; }));
+    const std::string path = "/org/bluez/hci0/dev_40_11_22_33_44_55";
+    ASSERT_TRUE(Eventually([&] { return !Known().empty(); })) << "it was there before";
+
+    Do("AppearStrangers", 50);
+    Do("Appear", std::string("41:00:00:00:00:01"), UUID, DataOf(2, 0x80, "oursPHON"));
+    Do("Appear", std::string("41:00:00:00:00:02"), UUID, DataOf(1, 0x80, "oursPHONE"));
+    Do("Appear", std::string("41:00:00:00:00:03"), UUID, DataOf(1, 0x7f, "oursPHON"));
+    Do("Appear", std::string("41:00:00:00:00:04"), UUID, DataOf(1, 0x80, "elsePHON"));
+    Do("Appear", PHONE, UUID, DataOf(1, 0x80, "oursNEW2"));
+    ASSERT_TRUE(Eventually([&] { return Known()[path].starts_with("oursNEW2"); }));
+    EXPECT_THAT(Known(), ElementsAre(Pair(path, "oursNEW2 " + PHONE + "/random/128")));
+    {
+        const MutexLock lock(mutex);
+        EXPECT_EQ(reports, 2);
+    }
+
+    timers.Advance(4s);
+    EXPECT_TRUE(channel->Seek(5s));
+    timers.Advance(2s);
+    EXPECT_EQ(Scans(), 1) << "the later limit counts";
+    // What the timers hand to the channel runs later.
+    ASSERT_TRUE(Eventually([&] {
+        timers.Advance(1s);
+        return Scans() == 0;
+    }));
+    EXPECT_THAT(Known(), testing::SizeIs(1));
+    timers.Advance(30s);
+    ASSERT_TRUE(Eventually([&] { return Known().empty(); })) << "its address may have changed";
+
+    EXPECT_TRUE(channel->Seek(5s));
+    ASSERT_TRUE(Eventually([&] { return Known().size() == 1; }));
+    Do("Vanish", PHONE);
+    ASSERT_TRUE(Eventually([&] { return Known().empty(); }));
+    channel->Withdraw();
+    EXPECT_EQ(Scans(), 0);
+}
+
+}  // namespace
+}  // namespace Vexo::Linux
