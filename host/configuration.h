@@ -30,6 +30,9 @@ struct Configuration {
     uint16_t softbusPort = 0;                 // "softbus.port": 0 picks a free one
     std::vector<std::string> softbusPeers;    // "softbus.peers": "host:port" each
     bool dnsSd = true;                        // "softbus.dns_sd": on the platform linux
+    bool bluetooth = true;                    // "bluetooth.enabled": on the platform linux
+    std::string bluetoothAdapter;             // "bluetooth.adapter": "hci1"; empty: the first that is on
+    std::string bluetoothBus;                 // "bluetooth.bus": where BlueZ is; empty: linuxBus
     std::filesystem::path announceDir;        // "softbus.announce_dir": empty: no announcements there
     std::filesystem::path accessPolicy;       // "access.policy": empty: the shipped default
     // "config_policy.roots": lowest priority first

@@ -57,6 +57,12 @@ std::string WrongBus(const std::string& address)
     return isAddress ? "" : "is not a D-Bus address";
 }
 
+std::string WrongAdapter(const std::string& name)
+{
+    const bool isName = name.starts_with("hci") && ParseNumber<uint16_t>(name.substr(3)).has_value();
+    return isName ? "" : "is not the name of an adapter";
+}
+
 JsonKind<uint32_t> SocketModeKind()
 {
     const auto parse = [](const std::string& text, uint32_t& out) {
@@ -140,6 +146,12 @@ Rows DeviceRows(const fs::path& folder)
          Means("the air that simulated radios share", "STATE_DIR/air")},
         {"linux.bus", TextKind("a D-Bus address, \"unix:path=…\"", WrongBus), &C::linuxBus,
          Means("the bus that this machine's daemons use", "the system bus")},
+        {"bluetooth.enabled", FlagKind(), &C::bluetooth,
+         Means("whether devices reach each other over Bluetooth Low Energy; on the platform linux")},
+        {"bluetooth.adapter", TextKind("an adapter's name, \"hci0\"", WrongAdapter), &C::bluetoothAdapter,
+         Means("the adapter to use", "the first that is on")},
+        {"bluetooth.bus", TextKind("a D-Bus address, \"unix:path=…\"", WrongBus), &C::bluetoothBus,
+         Means("the bus that BlueZ uses; for tests", "the bus of linux.bus")},
         {"hotspot.security", NamedKind(SECURITIES), &C::hotspotSecurity,
          Means("the security of the hotspot that the daemon sets up if the user has none")},
         {"hotspot.band", NamedKind(BANDS), &C::hotspotBand,

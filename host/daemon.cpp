@@ -193,6 +193,7 @@ Result<void> Daemon::StartLink(const Say& say)
     options.softBus.peerAddresses = configuration_.softbusPeers;
     options.softBus.announceFolder = configuration_.announceDir;
     options.softBus.channels = device_->AnnouncementChannels();
+    options.softBus.moreTransports = device_->Transports();
     options.softBus.onlineChanged = [memory = memory_] { memory->Note(); };
     options.abilities = abilities_;
     options.say = say;

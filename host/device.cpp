@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <array>
+#include <optional>
 #include <utility>
 
 #include "backends/linux/avahi.h"
+#include "backends/linux/bluetooth.h"
 #include "backends/linux/dns_sd_channel.h"
 #include "backends/linux/linux_device.h"
 #include "backends/simulated/simulated_device.h"
@@ -71,6 +73,7 @@ public:
     }
 
     std::vector<SoftBus::AnnouncementChannelFactory> AnnouncementChannels() const override { return {}; }
+    std::vector<SoftBus::TransportFactory> Transports() const override { return {}; }
 
 private:
     const std::unique_ptr<Simulated::SimulatedDevice> device_;
@@ -78,8 +81,9 @@ private:
 
 class LinuxPlatform final : public Device {
 public:
-    LinuxPlatform(std::unique_ptr<Linux::LinuxDevice> device, std::shared_ptr<Linux::Bus> bus, bool usesDnsSd)
-        : device_(std::move(device)), bus_(std::move(bus)), usesDnsSd_(usesDnsSd)
+    LinuxPlatform(std::unique_ptr<Linux::LinuxDevice> device, std::shared_ptr<Linux::Bus> bus, bool usesDnsSd,
+                  std::optional<Linux::Bluetooth> bluetooth)
+        : device_(std::move(device)), bus_(std::move(bus)), usesDnsSd_(usesDnsSd), bluetooth_(std::move(bluetooth))
     {
     }
     void Stop() override { device_->Stop(); }
@@ -103,14 +107,26 @@ public:
         if (usesDnsSd_) {
             checks.push_back(CheckAvahi());
         }
+        if (bluetooth_) {
+            checks.push_back(CheckBluetooth());
+        }
         return checks;
     }
     std::vector<SoftBus::AnnouncementChannelFactory> AnnouncementChannels() const override
     {
-        if (!usesDnsSd_) {
-            return {};
+        std::vector<SoftBus::AnnouncementChannelFactory> channels;
+        if (usesDnsSd_) {
+            channels.emplace_back(
+                [bus = bus_](const std::string& listening) { return Linux::MakeDnsSdChannel(listening, bus); });
         }
-        return {[bus = bus_](const std::string& listening) { return Linux::MakeDnsSdChannel(listening, bus); }};
+        if (bluetooth_) {
+            channels.push_back(bluetooth_->channel);
+        }
+        return channels;
+    }
+    std::vector<SoftBus::TransportFactory> Transports() const override
+    {
+        return bluetooth_ ? std::vector{bluetooth_->transport} : std::vector<SoftBus::TransportFactory>();
     }
     RadioState Radio() const override
     {
@@ -138,10 +154,30 @@ private:
                                            "apt install avahi-daemon, or: systemctl start avahi-daemon");
     }
 
+    // A machine is a device without Bluetooth too.
+    QuviewDFX::HealthCheck CheckBluetooth() const
+    {
+        const Linux::BluetoothState state = bluetooth_->state();
+        return state.presence.isThere && !state.presence.isSwitchedOff
+                   ? QuviewDFX::Healthy("bluetooth", state.presence.reason)
+                   : QuviewDFX::NotChecked("bluetooth", state.presence.reason, state.advice);
+    }
+
     const std::unique_ptr<Linux::LinuxDevice> device_;
     const std::shared_ptr<Linux::Bus> bus_;
     const bool usesDnsSd_;
+    const std::optional<Linux::Bluetooth> bluetooth_;
 };
+
+std::optional<Linux::Bluetooth> BluetoothOf(const PlatformChoice& choice, const Configuration& configuration)
+{
+    if (!configuration.bluetooth) {
+        return std::nullopt;
+    }
+    return Linux::MakeBluetooth(
+        {configuration.bluetoothBus.empty() ? choice.bus : Linux::Bus::Open(configuration.bluetoothBus),
+         configuration.bluetoothAdapter});
+}
 
 // Wraps a platform's own device class as a Device, made with the arguments behind it; passes on the error of a failed
 // start.
@@ -185,7 +221,8 @@ Result<std::unique_ptr<Device>> Device::Start(const PlatformChoice& choice, cons
                                          configuration.hotspotChannel};
         options.wifi.hotspot.limits.idle = std::chrono::seconds(configuration.hotspotIdleS);
         options.wifi.hotspot.limits.idleWithoutUplink = std::chrono::seconds(configuration.hotspotIdleNoUplinkS);
-        return AsDevice<LinuxPlatform>(Linux::LinuxDevice::Start(options), choice.bus, configuration.dnsSd);
+        return AsDevice<LinuxPlatform>(Linux::LinuxDevice::Start(options), choice.bus, configuration.dnsSd,
+                                       BluetoothOf(choice, configuration));
     }
     Simulated::SimulatedDeviceOptions options;
     options.stateDir = configuration.stateDir;

@@ -14,6 +14,7 @@
 #include "platform/base/result.h"
 #include "platform/dfx/health_check.h"
 #include "platform/softbus/discovery/announcement_channel.h"
+#include "platform/softbus/transport/transport.h"
 
 namespace Vexo::Host {
 
@@ -49,6 +50,8 @@ public:
     virtual RadioState Radio() const = 0;
     // On what this device can announce itself and hear of others, as the configuration allows.
     virtual std::vector<SoftBus::AnnouncementChannelFactory> AnnouncementChannels() const = 0;
+    // By what this device can be reached beside TCP, as the configuration allows.
+    virtual std::vector<SoftBus::TransportFactory> Transports() const = 0;
 };
 
 // "ability 4010 telephony: ModemManager 1.20.4, 1 modem"

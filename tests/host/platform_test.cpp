@@ -55,7 +55,7 @@ TEST(Platform, MachineWithoutRadioAndModemNamesWhatItNeeds)
         checks += check.name + (!check.good ? "? " : *check.good ? "+ " : "- ");
         EXPECT_EQ(check.advice.empty(), check.good.value_or(false)) << check.message;
     }
-    EXPECT_EQ(checks, "radio- hotspot- events+ modem? nearby? ");
+    EXPECT_EQ(checks, "radio- hotspot- events+ modem? nearby? bluetooth? ");
 }
 
 UniqueFd ListenAsServiceManager(const std::string& path)
