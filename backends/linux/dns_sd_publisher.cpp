@@ -27,7 +27,7 @@ constexpr uint32_t PUBLISH_NO_COOKIE = 32;  // Avahi's cookie in the TXT record 
 constexpr size_t HOST_BYTES = 6;
 // What Avahi takes in one group (its entries-per-entry-group-max), each address and each service.
 constexpr size_t MAX_ENTRIES = 32;
-constexpr size_t MAX_OWN_NAMES = 32;
+constexpr size_t MAX_OWN_NAMES = 2 * MAX_ENTRIES;  // of the publications of now and before
 // Somebody who answers to every name must not keep this device busy.
 constexpr int MAX_COLLISIONS_AT_ONCE = 3;
 
@@ -113,27 +113,25 @@ Result<DnsSdPublisher::Group> DnsSdPublisher::Commit(const Publication& publicat
 Result<void> DnsSdPublisher::Fill(const Group& group)
 {
     const BusObject object{AVAHI, group.path, AVAHI_ENTRY_GROUP};
-    const Result<std::string> suffix = RandomHex<DNS_SD_SUFFIX_BYTES>();
     const Result<std::string> host = RandomHex<HOST_BYTES>();
-    if (!suffix || !host) {
-        return Failure(suffix ? host.error() : suffix.error());
+    if (!host) {
+        return Failure(host.error());
     }
-    const auto* const token = reinterpret_cast<const uint8_t*>(group.publication.token.data());
-    const std::string instance = HexOf(std::span(token, group.publication.token.size())) + "-" + suffix.value();
     const std::string hostName = host.value() + "." + DNS_SD_DOMAIN;
-    ownNames_.push_back(instance);
-    if (ownNames_.size() > MAX_OWN_NAMES) {
-        ownNames_.pop_front();
-    }
     const LanAddress* last = nullptr;
     for (const LanAddress& address : group.publication.addresses) {
         const int32_t protocol = address.isIpv6 ? AVAHI_PROTOCOL_IPV6 : AVAHI_PROTOCOL_IPV4;
         Result<void> added = avahi_.Call(object, "AddAddress", int32_t{address.interface}, protocol, PUBLISH_NO_REVERSE,
                                          hostName, address.address);
         if (added && (last == nullptr || !AreOfOneService(*last, address))) {
-            added = avahi_.Call(object, "AddService", int32_t{address.interface}, protocol, PUBLISH_NO_COOKIE, instance,
-                                std::string(DNS_SD_TYPE), std::string(DNS_SD_DOMAIN), hostName, listening_.port,
-                                std::vector<std::vector<uint8_t>>());
+            // Avahi withdraws a name that is on several interfaces from one of them only.
+            const Result<std::string> instance = MakeInstance(group.publication.token);
+            if (!instance) {
+                return Failure(instance.error());
+            }
+            added = avahi_.Call(object, "AddService", int32_t{address.interface}, protocol, PUBLISH_NO_COOKIE,
+                                instance.value(), std::string(DNS_SD_TYPE), std::string(DNS_SD_DOMAIN), hostName,
+                                listening_.port, std::vector<std::vector<uint8_t>>());
         }
         if (!added) {
             return added;
@@ -141,6 +139,20 @@ Result<void> DnsSdPublisher::Fill(const Group& group)
         last = &address;
     }
     return avahi_.Call(object, "Commit");
+}
+
+Result<std::string> DnsSdPublisher::MakeInstance(const std::string& token)
+{
+    Result<std::string> suffix = RandomHex<DNS_SD_SUFFIX_BYTES>();
+    if (!suffix) {
+        return suffix;
+    }
+    const auto* const bytes = reinterpret_cast<const uint8_t*>(token.data());
+    ownNames_.push_back(HexOf(std::span(bytes, token.size())) + "-" + suffix.value());
+    if (ownNames_.size() > MAX_OWN_NAMES) {
+        ownNames_.pop_front();
+    }
+    return ownNames_.back();
 }
 
 DnsSdPublisher::Outcome DnsSdPublisher::OnStateChanged(const std::string& path, int32_t state, const std::string& error)

@@ -1,4 +1,4 @@
-// DnsSdPublisher: announces this device through Avahi. Each publication is an entry group with a random instance name
+// DnsSdPublisher: announces this device through Avahi. Each publication is an entry group with random instance names
 // after the token and a random host name of its own, so that neither the machine's host name nor an earlier publication
 // shows in it. A changed one is established before the one before is freed. Used on the channel's strand
 // (dns_sd_channel.h); blocks for Avahi's answers.
@@ -59,6 +59,8 @@ private:
     Publication Wanted(const std::vector<LanAddress>& lan);
     [[nodiscard]] Result<Group> Commit(const Publication& publication);
     [[nodiscard]] Result<void> Fill(const Group& group);
+    // A new name for a service, which IsOwn knows from now on.
+    [[nodiscard]] Result<std::string> MakeInstance(const std::string& token);
     void Free(std::optional<Group>& group);
 
     AvahiCalls& avahi_;

@@ -146,7 +146,7 @@ public:
         }
         return known;
     }
-    // Waits until exactly these announcements ("TOKEN ADDRESS...") are known, and gives the time that took.
+    // Waits until exactly these announcements ("TOKEN ADDRESS", sorted) are known, and gives the time that took.
     std::chrono::milliseconds AwaitKnown(const std::string& name, const std::vector<std::string>& wanted) const
     {
         const auto begin = std::chrono::steady_clock::now();
@@ -155,6 +155,7 @@ public:
             for (const auto& [where, rest] : Known(name)) {
                 now.push_back(rest);
             }
+            std::sort(now.begin(), now.end());
             return now == wanted;
         };
         EXPECT_TRUE(EndToEnd::Eventually(matches)) << name << ":\n" << Output(name);
