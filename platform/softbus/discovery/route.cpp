@@ -1,7 +1,6 @@
 #include "platform/softbus/discovery/route.h"
 
 #include <algorithm>
-#include <array>
 #include <iterator>
 
 namespace Vexo::SoftBus {
@@ -38,8 +37,9 @@ std::vector<Way> WaysTo(const ReactorContext& context, const std::string& networ
         return std::find(addresses.begin(), addresses.end(), address) != addresses.end();
     };
     // The one that was reached before goes first: a replayed announcement has other addresses.
-    std::array<std::vector<PeerAddress>, 3> turns;
-    auto& [first, second, last] = turns;
+    std::vector<PeerAddress> first;
+    std::vector<PeerAddress> second;
+    std::vector<PeerAddress> last;
     for (const Transport* transport : TransportsOf(context, linkTypes)) {
         const auto take = [&](const std::vector<PeerAddress>& from, std::vector<PeerAddress>& to,
                               const auto& isWanted) {

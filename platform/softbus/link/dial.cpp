@@ -123,7 +123,7 @@ Dial::Dial(ReactorContext& context, DialRequest request, Done done)
 std::shared_ptr<Dial> Dial::Start(ReactorContext& context, DialRequest request, Done done)
 {
     DISTNET_ASSERT(context.RunsOnThisThread(), "on the reactor thread");
-    const std::shared_ptr<Dial> dial(new Dial(context, std::move(request), std::move(done)));
+    std::shared_ptr<Dial> dial(new Dial(context, std::move(request), std::move(done)));
     dial->ways_ = dial->request_.ways();
     dial->ways_.resize(std::min(dial->ways_.size(), MAX_WAYS));
     context.dials.insert(dial);

@@ -9,6 +9,7 @@
 #include <limits>
 #include <memory>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "platform/base/result.h"
@@ -22,7 +23,11 @@ struct PeerAddress {
     std::string transport;  // Transport::Name()
     std::string address;
 
-    auto operator<=>(const PeerAddress&) const = default;
+    bool operator==(const PeerAddress&) const = default;
+    bool operator<(const PeerAddress& other) const
+    {
+        return std::tie(transport, address) < std::tie(other.transport, other.address);
+    }
 };
 
 // A connected, non-blocking stream socket.
