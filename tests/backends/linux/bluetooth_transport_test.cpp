@@ -227,7 +227,8 @@ TEST_F(BluetoothTransportTest, EachConnectEndsByAnAnswerARefusalOrItsLimit)
     EXPECT_THAT(Connect(SOMEBODY), HasSubstr("not supported"));
 
     sockets.openError = 0;
-    transport->Connect(SOMEBODY, milliseconds(1), [](const Result<SoftBus::Stream>&) { FAIL() << "it was stopped"; });
+    const auto attempt = transport->Connect(SOMEBODY, milliseconds(1),
+                                            [](const Result<SoftBus::Stream>&) { FAIL() << "it was stopped"; });
     transport->Stop();
     reactor.restart();
     reactor.run_for(milliseconds(50));
