@@ -79,8 +79,10 @@ std::string ToText(const BluetoothAddress& address)
 std::vector<uint8_t> EncodeServiceData(const BluetoothServiceData& data)
 {
     DISTNET_ASSERT(IsUsable(data.psm) && data.token.size() == Trust::TOKEN_BYTES, "a bound channel and a token");
-    std::vector<uint8_t> bytes{SERVICE_DATA_VERSION, static_cast<uint8_t>(data.psm)};
-    bytes.insert(bytes.end(), data.token.begin(), data.token.end());
+    std::vector<uint8_t> bytes(SERVICE_DATA_HEADER + Trust::TOKEN_BYTES);
+    bytes[0] = SERVICE_DATA_VERSION;
+    bytes[1] = static_cast<uint8_t>(data.psm);
+    std::copy(data.token.begin(), data.token.end(), bytes.begin() + SERVICE_DATA_HEADER);
     return bytes;
 }
 

@@ -91,7 +91,7 @@ Result<void> BluetoothScanner::StartScan()
     if (Result<void> filtered = bluez_.Call(adapter, "SetDiscoveryFilter", filter); !filtered) {
         return filtered;
     }
-    const Result<void> started = bluez_.Call(adapter, "StartDiscovery");
+    Result<void> started = bluez_.Call(adapter, "StartDiscovery");
     isScanning_ = started || IsNoAnswer(started.error());
     if (!started) {
         return started;
