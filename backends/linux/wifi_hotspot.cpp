@@ -103,6 +103,14 @@ int32_t LinuxWifiHotspot::GetHotspotConfig(Wifi::HotspotConfig& config)
     // On the caller's thread, so that it waits for no work of the strand: that has much to do while a hotspot opens.
     Result<Wifi::HotspotConfig> read =
         ReadConfig(context_->manager.Until(context_->timers.Now() + Wifi::HOTSPOT_CONFIG_BUDGET));
+    if (!read && IsNoAnswer(read.error())) {
+        // It may be busy with opening this very hotspot.
+        const MutexLock lock(mutex_);
+        if (opened_) {
+            config = *opened_;
+            return Wifi::WIFI_OK;
+        }
+    }
     if (!read) {
         QuviewDFX::LogWarn(LABEL, "no hotspot configuration: %{public}s", read.error().message);
         return ResultOf(read.error());
@@ -287,6 +295,10 @@ int32_t LinuxWifiHotspot::Open(const NetworkManager& manager, const WifiRadio& r
     share_ = Share{change, radio.path, radio.interface};
     guard_.Open(context_->timers.Now());
     SetOn(true);
+    {
+        const MutexLock lock(mutex_);
+        opened_ = chosen.value().config;
+    }
     GuardLater();
     return Wifi::WIFI_OK;
 }
@@ -399,8 +411,11 @@ void LinuxWifiHotspot::GuardLater()
 
 void LinuxWifiHotspot::SetOn(bool isOn)
 {
-    MutexLock lock(mutex_);
+    const MutexLock lock(mutex_);
     isOn_ = isOn;
+    if (!share_) {
+        opened_.reset();
+    }
 }
 
 void LinuxWifiHotspot::Stop()

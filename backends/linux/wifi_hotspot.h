@@ -47,7 +47,8 @@ public:
     int32_t EnableHotspot(Wifi::ServiceType type) override;
     // WIFI_FAILED when the hotspot is on by somebody else, and stays.
     int32_t DisableHotspot(Wifi::ServiceType type) override;
-    // Of the hotspot that is on, else of the one that enabling would turn on.
+    // Of the hotspot that is on, else of the one that enabling would turn on. While NetworkManager gives no answer, of
+    // the one that was turned on here.
     int32_t GetHotspotConfig(Wifi::HotspotConfig& config) override;
 
     // On the strand: something about the radios has changed; NetworkManager has gone; the battery is low.
@@ -96,6 +97,7 @@ private:
 
     Mutex mutex_;
     bool isOn_ GUARDED_BY(mutex_) = false;
+    std::optional<Wifi::HotspotConfig> opened_ GUARDED_BY(mutex_);  // what share_ was opened with; secret
     bool hasStopBegun_ GUARDED_BY(mutex_) = false;
 
     // Touched on the strand only.

@@ -320,6 +320,21 @@ TEST_F(NetworkManagerWifiTest, AHotspotThatOpensAfterItsCallHasFailedIsClosedAga
     }
 }
 
+TEST_F(NetworkManagerWifiTest, TheKeyOfAHotspotThatWasJustOpenedIsToldWhileNetworkManagerIsBusy)
+{
+    phone_.Start();
+    Wifi::HotspotConfig config;
+    AnswerLate(air_.Phone(), "1");
+    EXPECT_EQ(phone_.Hotspot()->GetHotspotConfig(config), Wifi::WIFI_NO_ANSWER);
+    AnswerLate(air_.Phone(), "0");
+    ASSERT_EQ(phone_.Hotspot()->EnableHotspot(ServiceType::DEFAULT), Wifi::WIFI_OK);
+    const std::string key = phone_.Config().GetPreSharedKey();
+    AnswerLate(air_.Phone(), "1");
+    EXPECT_EQ(phone_.Hotspot()->GetHotspotConfig(config), Wifi::WIFI_OK);
+    EXPECT_EQ(config.GetPreSharedKey(), key);
+    EXPECT_EQ(config.GetSsid(), "phone-7f3a");
+}
+
 TEST_F(NetworkManagerWifiTest, WhatGetsNoAnswerIsTakenBackOnceNetworkManagerAnswers)
 {
     for (WifiMachine* const machine : {&phone_, &laptop_}) {
