@@ -113,7 +113,9 @@ Result<void> AccountLink::StartAbilities(const Trust::Identity& identity)
     }
     options_.abilities->AddSystemAbility(SOFTBUS_SERVER_SA_ID, softBus.value());
     // It creates a session server, for which the soft bus (4700) must be registered.
-    auto collaboration = CollaborationFwk::CollaborationServer::Start();
+    auto collaboration = CollaborationFwk::CollaborationServer::Start(
+        options_.softBus.moreTransports.empty() ? CollaborationFwk::COLLABORATION_START_LIMIT
+                                                : CollaborationFwk::COLLABORATION_SEEKING_START_LIMIT);
     if (!collaboration) {
         options_.abilities->RemoveSystemAbility(SOFTBUS_SERVER_SA_ID);
         softBus.value()->Stop();

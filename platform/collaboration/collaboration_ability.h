@@ -79,9 +79,9 @@ class CollaborationAbility {
 public:
     static CollaborationAbility& GetInstance();
 
-    // Wakes the target's ability and answers within 5 s. A second start to the same peer reuses the first one's
-    // session; it expires 30 s after its last use. A null target is refused. Blocks; not from a callback of the
-    // framework.
+    // Wakes the target's ability and answers within 5 s, or 10 s where a device may have to be sought over Bluetooth. A
+    // second start to the same peer reuses the first one's session; it expires 30 s after its last use. A null target
+    // is refused. Blocks; not from a callback of the framework.
     StartResult StartCollaboration(int32_t systemAbilityId, const sptr<TargetInfo>& target);
     // Ends it on both sides. Does not wait for the peer. What had arrived is still delivered to a registered callback.
     int32_t StopCollaboration(int32_t sessionId);

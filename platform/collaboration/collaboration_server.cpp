@@ -1,5 +1,6 @@
 #include "platform/collaboration/collaboration_server.h"
 
+#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -76,11 +77,15 @@ int32_t FromSoftBus(int result)
 
 }  // namespace
 
-CollaborationServer::CollaborationServer(Tasks::Timers& timers) : timers_(timers) {}
-
-Result<sptr<CollaborationServer>> CollaborationServer::Start(Tasks::Timers& timers)
+CollaborationServer::CollaborationServer(std::chrono::milliseconds startLimit, Tasks::Timers& timers)
+    : startLimit_(startLimit), timers_(timers)
 {
-    auto server = MakeSptr<CollaborationServer>(timers);
+}
+
+Result<sptr<CollaborationServer>> CollaborationServer::Start(std::chrono::milliseconds startLimit,
+                                                             Tasks::Timers& timers)
+{
+    auto server = MakeSptr<CollaborationServer>(startLimit, timers);
     {
         const MutexLock lock(CurrentServer().mutex);
         if (CurrentServer().server) {
@@ -125,19 +130,27 @@ StartResult CollaborationServer::StartCollaboration(int32_t systemAbilityId, con
     if (!target) {
         return {COLLABORATION_NULL_TARGET, 0};
     }
-    const SteadyTime deadline = Clock::System().Now() + COLLABORATION_START_LIMIT;
+    const SteadyTime deadline = Clock::System().Now() + startLimit_;
     int32_t code = COLLABORATION_TIMED_OUT;
     do {
         SessionPtr session;
         bool reused = false;
         code = EnsureSession(target->GetNetworkId(), deadline, session, reused);
         if (code == COLLABORATION_OK) {
-            code = Ask(session, *target, systemAbilityId, deadline);
+            const SteadyTime answerBy =
+                reused ? std::min(deadline, Clock::System().Now() + COLLABORATION_KEPT_SESSION_LIMIT) : deadline;
+            code = Ask(session, *target, systemAbilityId, answerBy);
+            if (reused && code == COLLABORATION_TIMED_OUT) {
+                const MutexLock lock(mutex_);
+                Close(session);
+                code = COLLABORATION_NO_SUCH_SESSION;
+            }
         }
         if (code == COLLABORATION_OK) {
             return {COLLABORATION_OK, session->id};
         }
-        // A session that was kept may have died with a peer that has come back since: a fresh one may do.
+        // A session that was kept may have died with a peer that has come back since, or with the network that it ran
+        // over: a fresh one may do.
         if (!reused) {
             break;
         }

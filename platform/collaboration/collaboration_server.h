@@ -1,7 +1,7 @@
 // CollaborationServer: the collaboration framework of this device: one soft-bus session to each peer that it works
 // with, over which starts, their answers and data travel (collaboration_message.h). The host makes it once 4700 is
-// registered, and registers it as ability 70635. Any thread; StartCollaboration blocks, for at most
-// COLLABORATION_START_LIMIT. Callbacks of the soft bus arrive on session strands.
+// registered, and registers it as ability 70635. Any thread; StartCollaboration blocks, at most for
+// the limit given to Start. Callbacks of the soft bus arrive on session strands.
 #pragma once
 
 #include <chrono>
@@ -25,14 +25,22 @@ namespace Vexo::CollaborationFwk {
 inline constexpr const char* COLLABORATION_PACKAGE = "vexo.distnet";
 inline constexpr const char* COLLABORATION_SESSION = "vexo.distnet.collaboration";
 
-inline constexpr std::chrono::seconds COLLABORATION_START_LIMIT{5};
+inline constexpr std::chrono::milliseconds COLLABORATION_START_LIMIT{5'000};
+// Where a device may have to be sought first, over Bluetooth.
+inline constexpr std::chrono::milliseconds COLLABORATION_SEEKING_START_LIMIT{10'000};
+// A start that uses a session opened before waits this long for the answer, then opens another: the network that the
+// first one runs over may be gone.
+inline constexpr std::chrono::milliseconds COLLABORATION_KEPT_SESSION_LIMIT{1'500};
 // Of a session, after its last use; the side that opened it closes it.
 inline constexpr std::chrono::seconds COLLABORATION_EXPIRY{30};
 
 class CollaborationServer : public ICollaborationService, public IPCObjectStub {
 public:
-    // Serves peers from now on. One at a time in a process. The error says what the soft bus refused.
-    [[nodiscard]] static Result<sptr<CollaborationServer>> Start(Tasks::Timers& timers = Tasks::Timers::System());
+    // Serves peers from now on. One at a time in a process. startLimit: the longest that StartCollaboration blocks. The
+    // error says what the soft bus refused.
+    [[nodiscard]] static Result<sptr<CollaborationServer>> Start(
+        std::chrono::milliseconds startLimit = COLLABORATION_START_LIMIT,
+        Tasks::Timers& timers = Tasks::Timers::System());
     // Ends every collaboration; starts that wait fail. Idempotent.
     void Stop();
 
@@ -75,7 +83,7 @@ private:
         int32_t code = COLLABORATION_OK;
     };
 
-    explicit CollaborationServer(Tasks::Timers& timers);
+    CollaborationServer(std::chrono::milliseconds startLimit, Tasks::Timers& timers);
 
     // Waits for the open session to the peer: the known one (reused, if it was open already) or a new one. A
     // CollaborationResult.
@@ -101,6 +109,7 @@ private:
     bool HandleData(int32_t sessionId, std::string bytes);
     void HandleReady(int32_t sessionId);
 
+    const std::chrono::milliseconds startLimit_;
     Tasks::Timers& timers_;  // sessions expire by them; what blocks goes by the system's clock
     Mutex mutex_;
     CondVar changed_;  // a session opened or ended, or an answer came

@@ -4,6 +4,7 @@
 
 #include <atomic>
 #include <future>
+#include <limits>
 #include <set>
 
 #include "platform/collaboration/collaboration_server.h"
@@ -27,7 +28,7 @@ class LoopbackBus : public Vexo::Tests::FakeSoftBus {
 public:
     inline static const std::string PEER = std::string(64, 'a');
 
-    std::atomic<bool> delivers{true};  // false: what is sent is lost
+    std::atomic<int> lastMute{0};  // what the sessions up to this one send is lost
     std::atomic<int> openings{0};
 
     int OpenSession(const std::string&, const std::string&, const std::string& networkId,
@@ -53,7 +54,7 @@ public:
     int SendBytes(int sessionId, const void* data, unsigned int len) override
     {
         const int other = Other(sessionId);
-        if (other != 0 && delivers) {
+        if (other != 0 && sessionId > lastMute) {
             Deliver(other, std::string(static_cast<const char*>(data), len));
         }
         return other != 0 ? SOFTBUS_OK : SOFTBUS_NO_SUCH_SESSION;
@@ -147,7 +148,7 @@ protected:
     {
         SystemAbilityManagerClient::GetInstance().SetSystemAbilityManager(registry);
         registry->AddSystemAbility(SOFTBUS_SERVER_SA_ID, bus);
-        server = CollaborationServer::Start(timers).value();
+        server = CollaborationServer::Start(COLLABORATION_START_LIMIT, timers).value();
         registry->AddSystemAbility(COLL_FWK_SA_ID, server);
     }
     void TearDown() override
@@ -227,7 +228,10 @@ TEST_F(CollaborationTest, EndedSessionIsGoneOnBothSidesAndTheNextStartOpensAnoth
         EXPECT_NE(Started(), std::exchange(session, session + 2));
     }
     bus->Break(session);  // found out by the start itself
+    EXPECT_NE(Started(), std::exchange(session, session + 2));
+    bus->lastMute = bus->Other(session);  // what it runs over is gone, and nothing says so
     EXPECT_NE(Started(), session);
+    EXPECT_EQ(ability.StopCollaboration(session), COLLABORATION_NO_SUCH_SESSION);
 }
 
 TEST_F(CollaborationTest, DataWaitsForItsReceiverAndReadinessForBoth)
@@ -294,7 +298,7 @@ TEST_F(CollaborationTest, InvalidDataIsRefusedAndTooMuchUndeliveredEndsTheSessio
 TEST_F(CollaborationTest, StoppingTheFrameworkFailsTheStartsThatWait)
 {
     Started();
-    bus->delivers = false;
+    bus->lastMute = std::numeric_limits<int>::max();
     auto waiting = std::async(std::launch::async, [this] { return Start().code; });
     server->Stop();
     ASSERT_EQ(waiting.wait_for(4s), std::future_status::ready);
