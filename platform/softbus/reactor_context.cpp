@@ -8,6 +8,16 @@
 
 namespace Vexo::SoftBus {
 
+void ReactorContext::AddDevice(const std::string& networkId, const Hello& hello, const std::string& transport)
+{
+    const std::vector<std::string> forgotten = devices.Met(networkId, hello, transport);
+    sightings.Answered(networkId);
+    for (const std::string& device : forgotten) {
+        UpdateReachability(device);
+    }
+    UpdateReachability(networkId);
+}
+
 bool ReactorContext::IsReachable(const std::string& networkId) const
 {
     return devices.WasSpokenWithRecently(networkId) || (devices.IsKnown(networkId) && sightings.IsAnnounced(networkId));

@@ -38,6 +38,8 @@ struct ReactorContext : public NoCopyable {
     // For contracts: whether the calling thread runs the reactor.
     bool RunsOnThisThread() const { return reactor->get_executor().running_in_this_thread(); }
 
+    // The verified device said that HELLO over that transport: records it, and the devices that are forgotten for it.
+    void AddDevice(const std::string& networkId, const Hello& hello, const std::string& transport);
     // Announced now, or spoken with recently. Any thread.
     bool IsReachable(const std::string& networkId) const;
     // After something that may have changed IsReachable: logs a change, and calls onlineChanged.

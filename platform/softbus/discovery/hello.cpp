@@ -52,9 +52,7 @@ bool TakeHello(ReactorContext& context, Link& link, const std::string& payload, 
     }
     const bool wasDialled = link.GetRole() == Link::Role::CLIENT;
     hello.value().addresses = UsableAddresses(context, hello.value(), where, wasDialled);
-    context.devices.Met(link.PeerNetworkId(), hello.value(), where.transport);
-    context.sightings.Answered(link.PeerNetworkId());
-    context.UpdateReachability(link.PeerNetworkId());
+    context.AddDevice(link.PeerNetworkId(), hello.value(), where.transport);
     return true;
 }
 

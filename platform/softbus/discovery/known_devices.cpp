@@ -164,7 +164,8 @@ void KnownDevices::MarkSpoken(Entry& entry, SteadyTime when)
     isChanged_ = true;
 }
 
-void KnownDevices::Met(const std::string& networkId, const Hello& hello, const std::string& transport)
+std::vector<std::string> KnownDevices::Met(const std::string& networkId, const Hello& hello,
+                                           const std::string& transport)
 {
     const MutexLock lock(mutex_);
     Entry& entry = entries_[networkId];
@@ -181,10 +182,11 @@ void KnownDevices::Met(const std::string& networkId, const Hello& hello, const s
     MarkSpoken(entry, clock_.BootNow());
     const auto shown = [](const Node& node) { return std::tie(node.deviceId, node.deviceName, node.deviceTypeId); };
     const bool isOther = shown(before.node) != shown(entry.node) || !SameInAnyOrder(before.addresses, entry.addresses);
-    ForgetOldest();
+    std::vector<std::string> forgotten = ForgetOldest();
     if (isOther || clock_.BootNow() - savedAt_ >= SAVE_PAUSE) {
         Save();
     }
+    return forgotten;
 }
 
 void KnownDevices::SpokenWith(const std::string& networkId, std::chrono::steady_clock::duration ago)
@@ -207,8 +209,9 @@ void KnownDevices::MarkAway(const std::string& networkId, std::chrono::steady_cl
 }
 
 // A device that was spoken with recently is never forgotten.
-void KnownDevices::ForgetOldest()
+std::vector<std::string> KnownDevices::ForgetOldest()
 {
+    std::vector<std::string> forgotten;
     while (entries_.size() > MAX_KNOWN_DEVICES) {
         const auto rank = [this](const auto& named) {
             return std::pair(IsRecent(named.second), named.second.node.lastSeenMs);
@@ -216,10 +219,12 @@ void KnownDevices::ForgetOldest()
         const auto oldest = std::min_element(entries_.begin(), entries_.end(),
                                              [&](const auto& a, const auto& b) { return rank(a) < rank(b); });
         if (rank(*oldest).first) {
-            return;
+            break;
         }
+        forgotten.push_back(oldest->first);
         entries_.erase(oldest);
     }
+    return forgotten;
 }
 
 bool KnownDevices::IsKnown(const std::string& networkId) const

@@ -51,7 +51,9 @@ public:
     void UseFile(const std::filesystem::path& file, const std::string& account) EXCLUDES(mutex_);
 
     // That verified device said hello over that transport. The addresses of hello go before those known already.
-    void Met(const std::string& networkId, const Hello& hello, const std::string& transport) EXCLUDES(mutex_);
+    // Returns the network ids of the devices that are forgotten because there are more than MAX_KNOWN_DEVICES now.
+    std::vector<std::string> Met(const std::string& networkId, const Hello& hello, const std::string& transport)
+        EXCLUDES(mutex_);
     // Something came from it that long ago. No change for an unknown device, or when it was marked away since.
     void SpokenWith(const std::string& networkId, std::chrono::steady_clock::duration ago) EXCLUDES(mutex_);
     // It said goodbye, or was tried for that long at every address in vain: it does not count as spoken with recently
@@ -83,7 +85,7 @@ private:
 
     bool IsRecent(const Entry& entry) const;
     void MarkSpoken(Entry& entry, SteadyTime when) REQUIRES(mutex_);
-    void ForgetOldest() REQUIRES(mutex_);
+    std::vector<std::string> ForgetOldest() REQUIRES(mutex_);
     void Save() REQUIRES(mutex_);
     void Write() EXCLUDES(mutex_);  // on the strand
 
