@@ -199,7 +199,7 @@ Result<void> Server::Discover()
     if (!options_.announceFolder.empty()) {
         channels_.push_back(std::make_unique<FolderChannel>(
             options_.announceFolder, context_.ownHello.addresses.front(),
-            [this](const std::string& token) { return context_.sightings.IsOwn(TCP, token); }));
+            [this](const std::string& token, WallTime then) { return context_.sightings.IsOwn(TCP, token, then); }));
     }
     for (const AnnouncementChannelFactory& make : options_.channels) {
         channels_.push_back(make(listenAddress_));

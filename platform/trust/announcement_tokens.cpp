@@ -59,33 +59,41 @@ public:
     {
         DISTNET_ASSERT(IsHexId(networkId), "a token is made for a network id");
         const std::string id = BytesOfHex(networkId.substr(0, ID_START_CHARACTERS));
-        const std::string period = LittleEndian(PeriodNow());
+        const std::string period = LittleEndian(PeriodOf(clock_.WallNow()));
         const std::string tag = TagOf(hmacs_.Current(), period, id);
         const std::string masked = MaskedId(hmacs_.Current(), period, tag, id);
         return tag.empty() || masked.empty() ? "" : tag + masked;
     }
 
-    std::optional<TokenOwner> Read(std::string_view token) const override { return ReadWithin(token, NEIGHBOURS); }
+    std::optional<TokenOwner> Read(std::string_view token) const override
+    {
+        return ReadWithin(token, clock_.WallNow(), NEIGHBOURS);
+    }
 
     std::optional<TokenOwner> ReadOfAnyClock(std::string_view token) const override
     {
-        return ReadWithin(token, MAX_DIFFERENCE);
+        return ReadWithin(token, clock_.WallNow(), MAX_DIFFERENCE);
+    }
+
+    std::optional<TokenOwner> ReadOf(WallTime time, std::string_view token) const override
+    {
+        return ReadWithin(token, time, NEIGHBOURS);
     }
 
 private:
-    int64_t PeriodNow() const { return std::chrono::floor<Periods>(clock_.WallNow().time_since_epoch()).count(); }
+    static int64_t PeriodOf(WallTime time) { return std::chrono::floor<Periods>(time.time_since_epoch()).count(); }
 
-    // Tries the nearest periods first.
-    std::optional<TokenOwner> ReadWithin(std::string_view token, int64_t difference) const
+    // Tries the periods nearest to that time first.
+    std::optional<TokenOwner> ReadWithin(std::string_view token, WallTime time, int64_t difference) const
     {
         if (token.size() != TOKEN_BYTES) {
             return std::nullopt;
         }
-        const int64_t now = PeriodNow();
+        const int64_t middle = PeriodOf(time);
         const std::array<const Hmac*, 2> keys{&hmacs_.Current(), hmacs_.Previous()};
         for (int64_t step = 0; step <= 2 * difference; ++step) {
             const int64_t ahead = step % 2 == 0 ? step / 2 : -(step + 1) / 2;
-            const std::string period = LittleEndian(now + ahead);
+            const std::string period = LittleEndian(middle + ahead);
             for (const Hmac* const key : keys) {
                 const std::string id = key != nullptr ? IdIn(token, period, *key) : "";
                 if (!id.empty()) {

@@ -50,6 +50,8 @@ public:
     // As Read, and also reads tokens of clocks that differ by up to MAX_TOKEN_CLOCK_DIFFERENCE. 770 hashes at most for
     // each valid link key: not for everything that a stranger can send.
     virtual std::optional<TokenOwner> ReadOfAnyClock(std::string_view token) const = 0;
+    // As Read, with that time for the clock's: for a token that is known to be that old.
+    virtual std::optional<TokenOwner> ReadOf(WallTime time, std::string_view token) const = 0;
 
 protected:
     AnnouncementTokens() = default;

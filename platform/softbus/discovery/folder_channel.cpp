@@ -232,9 +232,11 @@ void FolderChannel::RemoveFilesOfEarlierRuns()
 {
     for (const std::string& fileName : FileNamesIn(folder_)) {
         const std::string token = TokenOfFileName(fileName);
-        if (!token.empty() && fileName != ownFile_ && isOwn_(token)) {
-            std::error_code ignored;
-            std::filesystem::remove(folder_ / fileName, ignored);
+        std::error_code error;
+        const auto modified = std::filesystem::last_write_time(folder_ / fileName, error);
+        if (!error && !token.empty() && fileName != ownFile_ &&
+            isOwn_(token, std::chrono::file_clock::to_sys(modified))) {
+            std::filesystem::remove(folder_ / fileName, error);
         }
     }
 }

@@ -35,9 +35,10 @@ std::string EncodeFolderAnnouncement(const Announcement& announcement);
 
 class FolderChannel final : public AnnouncementChannel, public NoCopyable {
 public:
-    // Whether a token is this device's own, of this run or an earlier one: the files of an earlier run are removed at
-    // the start, and when the folder comes back. Asked for every file then, so it may take a while; as IsOurs else.
-    using IsOwn = std::function<bool(const std::string& token)>;
+    // Whether a token that was written then is this device's own, of this run or an earlier one: the files of an
+    // earlier run are removed at the start, and when the folder comes back. Called for every file then, so it may take
+    // a while. Threads: as IsOurs.
+    using IsOwn = std::function<bool(const std::string& token, WallTime then)>;
 
     // The folder is made if it is missing. clock outlives the channel.
     FolderChannel(std::filesystem::path folder, PeerAddress listening, IsOwn isOwn,

@@ -49,9 +49,13 @@ bool Sightings::IsOurs(const std::string& transport, const std::string& token)
     return OwnerOf(transport, token).has_value();
 }
 
-bool Sightings::IsOwn(const std::string& transport, const std::string& token) const
+bool Sightings::IsOwn(const std::string& transport, const std::string& token, WallTime then) const
 {
-    const auto owner = tokens_.at(transport)->ReadOfAnyClock(token);
+    const Trust::AnnouncementTokens& tokens = *tokens_.at(transport);
+    std::optional<Trust::TokenOwner> owner = tokens.ReadOf(then, token);
+    if (!owner) {
+        owner = tokens.ReadOfAnyClock(token);
+    }
     return owner && owner->idPrefix == ownPrefix_;
 }
 

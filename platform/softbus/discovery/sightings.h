@@ -42,7 +42,8 @@ public:
     std::string OwnToken(const std::string& transport) const { return tokens_.at(transport)->MakeToken(ownNetworkId_); }
     // Whether a device of this account made the token, whatever its clock says.
     bool IsOurs(const std::string& transport, const std::string& token) EXCLUDES(mutex_);
-    bool IsOwn(const std::string& transport, const std::string& token) const;
+    // Whether this device made the token, whatever its clock says, or then.
+    bool IsOwn(const std::string& transport, const std::string& token, WallTime then) const;
 
     // Records a new or changed announcement, or its end (nothing). Returns how the network id of its device begins
     // (Trust::TokenOwner::idPrefix); nothing if the announcement is this device's own, of no device of the account, or

@@ -3,6 +3,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "platform/base/hex.h"
 #include "platform/base/host_port.h"
 #include "platform/softbus/discovery/route.h"
 #include "platform/softbus/transport/tcp_transport.h"
@@ -156,10 +157,18 @@ TEST_F(DiscoveryTest, DevicesMeetByOneAddressAndAgainAfterARestart)
     EXPECT_TRUE(SeesOnline(laptopBus, phone.networkId));
 }
 
-TEST_F(DiscoveryTest, DevicesThatShareAFolderMeet)
+TEST_F(DiscoveryTest, DevicesThatShareAFolderMeetAndLeaveNoFilesOfEarlierRuns)
 {
     SoftBusOptions options;
     options.announceFolder = folder.Path();
+    Trust::Tests::Calendar lastMonth;
+    lastMonth.date = Clock::System().WallNow() - 24h * 30;
+    const std::string old =
+        Trust::AnnouncementTokens::Make(*laptop.linkKeys, "tcp", lastMonth).value()->MakeToken(laptop.networkId);
+    const auto left =
+        folder.Path() / (HexOf({reinterpret_cast<const uint8_t*>(old.data()), old.size()}) + "-01234567.json");
+    std::ofstream(left) << "crashed";
+    std::filesystem::last_write_time(left, std::chrono::file_clock::from_sys(lastMonth.date));
     const auto laptopBus = StartBus(laptop, "laptop", {}, options);
     const auto phoneBus = StartBus(phone, "phone", {}, options);
     EXPECT_TRUE(Meet(laptopBus, phoneBus));

@@ -50,7 +50,9 @@ protected:
     {
         auto device = std::make_unique<Device>();
         const auto beginsAs = [&](size_t count) {
-            return [start = token.substr(0, count)](const std::string& of) { return of.starts_with(start); };
+            return [start = token.substr(0, count)](const std::string& of, WallTime = {}) {
+                return of.starts_with(start);
+            };
         };
         device->channel = std::make_unique<FolderChannel>(shared, PeerAddress{"tcp", address}, beginsAs(5), clock);
         const auto heard = [raw = device.get()](const std::string&, const std::optional<Announcement>& announcement) {
