@@ -36,7 +36,6 @@ std::vector<Way> WaysTo(const ReactorContext& context, const std::string& networ
     const auto contains = [](const std::vector<PeerAddress>& addresses, const PeerAddress& address) {
         return std::find(addresses.begin(), addresses.end(), address) != addresses.end();
     };
-    // The one that was reached before goes first: a replayed announcement has other addresses.
     std::vector<PeerAddress> first;
     std::vector<PeerAddress> second;
     std::vector<PeerAddress> last;
@@ -49,8 +48,7 @@ std::vector<Way> WaysTo(const ReactorContext& context, const std::string& networ
                 }
             }
         };
-        take(reached, first, [&](const PeerAddress& address) { return contains(announced, address); });
-        take(announced, first, [&](const PeerAddress& address) { return !contains(reached, address); });
+        take(announced, first, [](const PeerAddress&) { return true; });
         take(reached, second, [&](const PeerAddress& address) { return !contains(announced, address); });
     }
     std::vector<Way> ways;
@@ -62,6 +60,9 @@ std::vector<Way> WaysTo(const ReactorContext& context, const std::string& networ
     };
     add(first, std::chrono::milliseconds(0));
     // A fixed delay, whatever the number of announcements: replayed ones must not delay a known good address.
+    for (Way& way : ways) {
+        way.after = contains(reached, way.where) ? std::min(way.after, ANNOUNCED_AHEAD) : way.after;
+    }
     add(second, first.empty() ? std::chrono::milliseconds(0) : ANNOUNCED_AHEAD);
     std::stable_sort(ways.begin(), ways.end(), [](const Way& a, const Way& b) { return a.after < b.after; });
     add(last, ways.empty() ? std::chrono::milliseconds(0) : ways.back().after + NEXT_ADDRESS_DELAY);

@@ -3,6 +3,8 @@
 
 #include <gtest/gtest.h>
 
+#include "platform/softbus/discovery/route.h"
+#include "platform/softbus/transport/tcp_transport.h"
 #include "tests/platform/trust/trust_fixture.h"
 
 namespace Vexo::SoftBus {
@@ -48,6 +50,28 @@ TEST_F(ReactorContextTest, ForgottenDeviceIsReportedAsAwayAndAgainWhenItIsMetAne
     EXPECT_EQ(changes, 1 + MAX_KNOWN_DEVICES + 1);
     SayHello(phone.networkId);
     EXPECT_EQ(changes, 1 + MAX_KNOWN_DEVICES + 2);
+}
+
+TEST_F(ReactorContextTest, NewestAnnouncementIsTriedFirstAndReplaysDoNotDelayAGoodAddress)
+{
+    context.transports = {std::make_shared<TcpTransport>(*context.reactor, "127.0.0.1:0")};
+    const auto order = [this] {
+        std::string text;
+        for (const Way& way : WaysTo(context, phone.networkId)) {
+            text += way.where.address + "@" + std::to_string(way.after.count()) + " ";
+        }
+        return text;
+    };
+    SayHello(phone.networkId, {{"tcp", "kept:1"}, {"tcp", "old:1"}});
+    EXPECT_EQ(order(), "kept:1@0 old:1@100 ");
+    Announce("old:1");
+    EXPECT_EQ(order(), "old:1@0 kept:1@300 ");
+    Announce("new:1");
+    EXPECT_EQ(order(), "new:1@0 old:1@100 kept:1@300 ");
+    for (int i = 1; i <= 4; ++i) {
+        Announce("replay:" + std::to_string(i));
+    }
+    EXPECT_EQ(order(), "replay:4@0 replay:3@100 replay:2@200 replay:1@300 old:1@300 kept:1@300 new:1@400 ");
 }
 
 }  // namespace
