@@ -149,8 +149,8 @@ private:
         return runs.value_or(false)
                    ? QuviewDFX::Healthy("nearby", "Avahi announces this device on its networks and hears of others")
                    : QuviewDFX::NotChecked("nearby",
-                                           "Avahi does not run: devices are looked for at the addresses of "
-                                           "softbus.peers and where they were reached before",
+                                           "not checked: Avahi does not run; devices are looked for at the "
+                                           "addresses of softbus.peers and where they were reached before",
                                            "apt install avahi-daemon, or: systemctl start avahi-daemon");
     }
 
