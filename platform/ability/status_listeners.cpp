@@ -37,7 +37,7 @@ bool StatusListeners::Remove(int32_t systemAbilityId, const sptr<ISystemAbilityS
     return true;
 }
 
-void StatusListeners::Tell(int32_t systemAbilityId, Event event) const
+void StatusListeners::Notify(int32_t systemAbilityId, Event event) const
 {
     for (const auto& [object, listener] : listeners_) {
         Post(listener, systemAbilityId, event);

@@ -23,7 +23,7 @@ public:
     bool Remove(int32_t systemAbilityId, const sptr<ISystemAbilityStatusChange>& listener);
 
     // Do not block; the callbacks follow.
-    void Tell(int32_t systemAbilityId, Event event) const;
+    void Notify(int32_t systemAbilityId, Event event) const;
     void TellOne(int32_t systemAbilityId, Event event, const sptr<ISystemAbilityStatusChange>& listener) const;
 
 private:

@@ -313,7 +313,7 @@ int32_t SystemAbilityManager::State::Add(int32_t id, const sptr<IRemoteObject>& 
     const auto [place, isNew] = registry_.try_emplace(id);
     std::swap(place->second, entry);
     if (isNew) {
-        listeners_.Tell(id, StatusListeners::Event::ADDED);
+        listeners_.Notify(id, StatusListeners::Event::ADDED);
     }
     return ERR_OK;
 }
@@ -328,7 +328,7 @@ int32_t SystemAbilityManager::State::Remove(int32_t id)
     }
     std::swap(found->second, removed);
     registry_.erase(found);
-    listeners_.Tell(id, StatusListeners::Event::REMOVED);
+    listeners_.Notify(id, StatusListeners::Event::REMOVED);
     return ERR_OK;
 }
 
@@ -338,7 +338,7 @@ int32_t SystemAbilityManager::State::Announce(int32_t id)
     if (registry_.count(id) == 0) {
         return ERR_NOT_FOUND;
     }
-    listeners_.Tell(id, StatusListeners::Event::ADDED);
+    listeners_.Notify(id, StatusListeners::Event::ADDED);
     return ERR_OK;
 }
 

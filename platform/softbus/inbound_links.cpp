@@ -15,7 +15,7 @@ public:
     {
     }
 
-    void OnReady() override { inbound_.admission_.NoteMember(source_); }
+    void OnReady() override { inbound_.admission_.AddMemberSource(source_); }
 
     void OnFrame(FrameKind kind, std::string payload) override
     {
@@ -56,7 +56,7 @@ private:
             inbound_.greeters_.erase(self);
         } else if (kind != FrameKind::HELLO) {
             link_->Refuse("its first frame is no HELLO");
-        } else if (TakeHello(inbound_.context_, *link_, payload, from_)) {
+        } else if (OnHello(inbound_.context_, *link_, payload, from_)) {
             hasGreeted_ = true;
             link_->Send(FrameKind::HELLO, OwnHello(inbound_.context_));
         }

@@ -10,8 +10,8 @@ namespace Vexo::SoftBus {
 
 void ReactorContext::AddDevice(const std::string& networkId, const Hello& hello, const std::string& transport)
 {
-    const std::vector<std::string> forgotten = devices.Met(networkId, hello, transport);
-    sightings.Answered(networkId);
+    const std::vector<std::string> forgotten = devices.AddOrUpdate(networkId, hello, transport);
+    sightings.MarkAnswered(networkId);
     for (const std::string& device : forgotten) {
         UpdateReachability(device);
     }
@@ -20,19 +20,19 @@ void ReactorContext::AddDevice(const std::string& networkId, const Hello& hello,
 
 bool ReactorContext::IsReachable(const std::string& networkId) const
 {
-    return devices.WasSpokenWithRecently(networkId) || (devices.IsKnown(networkId) && sightings.IsAnnounced(networkId));
+    return devices.HadRecentContact(networkId) || (devices.IsKnown(networkId) && sightings.IsAnnounced(networkId));
 }
 
 void ReactorContext::UpdateReachability(const std::string& networkId)
 {
     const bool isReachable = IsReachable(networkId);
-    if (isReachable == notedReachable_.contains(networkId)) {
+    if (isReachable == reportedReachable_.contains(networkId)) {
         return;
     }
     if (isReachable) {
-        notedReachable_.insert(networkId);
+        reportedReachable_.insert(networkId);
     } else {
-        notedReachable_.erase(networkId);
+        reportedReachable_.erase(networkId);
     }
     QuviewDFX::LogInfo(LOG_SOFTBUS, "device %{public}s is %{public}s", ShortId(networkId),
                        isReachable ? "reachable" : "away");

@@ -61,7 +61,7 @@ struct ReactorContext : public NoCopyable {
     }
 
 private:
-    std::set<std::string> notedReachable_;
+    std::set<std::string> reportedReachable_;
 };
 
 }  // namespace Vexo::SoftBus

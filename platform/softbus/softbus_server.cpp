@@ -211,7 +211,7 @@ Result<void> Server::Discover()
                 return context_.sightings.IsOurs(transport, token);
             },
             [this, kind = channel->Name()](const std::string& name, const std::optional<Announcement>& heard) {
-                PostWhileRunning([this, kind, name, heard] { finder_.Heard(kind, name, heard); });
+                PostWhileRunning([this, kind, name, heard] { finder_.OnAnnouncement(kind, name, heard); });
             });
         if (!started) {
             Stop();
@@ -316,9 +316,9 @@ std::vector<Node> Server::Nodes()
         if (const auto far = context_.sightings.ClockAhead(node.networkId); far.count() != 0 && !node.clockAhead) {
             node.clockAhead = far;
         }
-        if (const std::vector<Way> ways = WaysTo(context_, node.networkId); !ways.empty()) {
-            node.transport = ways.front().where.transport;
-            node.address = ways.front().where.address;
+        if (const std::vector<Route> routes = RoutesTo(context_, node.networkId); !routes.empty()) {
+            node.transport = routes.front().where.transport;
+            node.address = routes.front().where.address;
         }
     }
     std::sort(nodes.begin(), nodes.end(), [](const Node& a, const Node& b) {
@@ -389,7 +389,7 @@ int Server::OpenSession(const std::string& mySessionName, const std::string& pee
     SessionRequest request{
         true,          mySessionName, peerSessionName,
         peerNetworkId, attr.dataType, {std::begin(attr.linkType), std::begin(attr.linkType) + attr.linkTypeNum}};
-    if (!context_.CanSeek(request.linkTypes) && WaysTo(context_, request.peerNetworkId, request.linkTypes).empty()) {
+    if (!context_.CanSeek(request.linkTypes) && RoutesTo(context_, request.peerNetworkId, request.linkTypes).empty()) {
         return SOFTBUS_NO_LINK;
     }
     const SessionPtr session = table_->Add(std::move(request));
@@ -408,7 +408,7 @@ int Server::OpenSession(const std::string& mySessionName, const std::string& pee
 void Server::CloseSession(int sessionId)
 {
     if (const SessionPtr session = table_->Remove(sessionId)) {
-        session->Silence();
+        session->StopCallbacks();
         session->SetClosed();
         PostWhileRunning([this, session] { sessions_.Close(session); });
     }

@@ -23,9 +23,10 @@ struct Finder::Configured {
 
 // A greeting that waits for its turn.
 struct Finder::Task {
-    std::string networkId;                   // who must answer; empty: any other device of the account
-    std::string idPrefix;                    // DialRequest::idPrefix
-    std::function<std::vector<Way>()> ways;  // when its turn comes; none: it is not needed any more, unless it seeks
+    std::string networkId;  // who must answer; empty: any other device of the account
+    std::string idPrefix;   // DialRequest::idPrefix
+    // Called when the greeting's turn comes. No route: the greeting is not needed any more, unless it seeks.
+    std::function<std::vector<Route>()> routes;
     Greeting::Done done;
     GreetingKind kind = GreetingKind::HELLO;
     std::chrono::milliseconds limit = GREETING_LIMIT;
@@ -53,7 +54,7 @@ void Finder::GreetConfigured(const ConfiguredPtr& configured)
 {
     Greet({.networkId = {},
            .idPrefix = {},
-           .ways = [configured] { return std::vector<Way>{{configured->where}}; },
+           .routes = [configured] { return std::vector<Route>{{configured->where}}; },
            .done =
                [this, configured](const GreetingResult& result) {
                    if (result.isGreeted || result.dial.isThisDevice) {
@@ -83,7 +84,8 @@ void Finder::ConfiguredFailed(const ConfiguredPtr& configured, const GreetingRes
 
 // --- announcements ---
 
-void Finder::Heard(const std::string& channel, const std::string& name, const std::optional<Announcement>& announcement)
+void Finder::OnAnnouncement(const std::string& channel, const std::string& name,
+                            const std::optional<Announcement>& announcement)
 {
     DISTNET_ASSERT(context_.RunsOnThisThread(), "on the reactor thread");
     std::optional<Announcement> usable = announcement;
@@ -117,15 +119,15 @@ void Finder::GreetStranger(const std::string& idPrefix)
     }
     Greet({.networkId = {},
            .idPrefix = idPrefix,
-           .ways =
+           .routes =
                [this, idPrefix] {
-                   std::vector<Way> ways;
+                   std::vector<Route> routes;
                    if (context_.devices.FindByPrefix(idPrefix).empty()) {
-                       ways = WaysTo(context_, idPrefix);
+                       routes = RoutesTo(context_, idPrefix);
                    }
-                   std::erase_if(ways,
-                                 [&](const Way& way) { return context_.sightings.IsLeftAlone(idPrefix, way.where); });
-                   return ways;
+                   std::erase_if(
+                       routes, [&](const Route& route) { return context_.sightings.IsAvoided(idPrefix, route.where); });
+                   return routes;
                },
            .done = [this, idPrefix](const GreetingResult&) { greetedStrangers_.erase(idPrefix); }});
 }
@@ -157,7 +159,7 @@ void Finder::GreetDevice(const std::string& networkId, bool seeks, std::function
     }
     Greet({.networkId = networkId,
            .idPrefix = networkId,
-           .ways = [this, networkId] { return WaysTo(context_, networkId); },
+           .routes = [this, networkId] { return RoutesTo(context_, networkId); },
            .done =
                [this, networkId](const GreetingResult& result) {
                    // One that refused is there.
@@ -189,7 +191,7 @@ void Finder::Scan(std::function<void()> done)
         ++scanLeft_;
         GreetDevice(node.networkId, context_.CanSeek({}), ended);
     }
-    for (const std::string& idPrefix : context_.sightings.All()) {
+    for (const std::string& idPrefix : context_.sightings.AnnouncedIdPrefixes()) {
         GreetStranger(idPrefix);
     }
     scanTimer_.expires_after(SCAN_LIMIT);
@@ -222,7 +224,7 @@ void Finder::StartNext()
     while (!waiting_.empty() && running_.size() < MAX_GREETINGS) {
         const Task task = std::move(waiting_.front());
         waiting_.pop_front();
-        if (!task.seeks && task.ways().empty()) {
+        if (!task.seeks && task.routes().empty()) {
             task.done({});
             continue;
         }
@@ -234,7 +236,9 @@ void Finder::StartNext()
         });
         *slot = greeting;
         running_.insert(greeting);
-        const auto start = [&] { greeting->Start({task.networkId, task.idPrefix, task.ways, task.limit, task.seeks}); };
+        const auto start = [&] {
+            greeting->Start({task.networkId, task.idPrefix, task.routes, task.limit, task.seeks});
+        };
         if (!QuviewDFX::RunGuarded(LOG_SOFTBUS, "a greeting", start)) {
             running_.erase(greeting);
             task.done({});
@@ -270,7 +274,7 @@ void Finder::Stop(std::function<void()> done)
             ++*left;
             Greet({.networkId = node.networkId,
                    .idPrefix = node.networkId,
-                   .ways = [this, id = node.networkId] { return WaysTo(context_, id); },
+                   .routes = [this, id = node.networkId] { return RoutesTo(context_, id); },
                    .done = [ended](const GreetingResult&) { ended(); },
                    .kind = GreetingKind::GOODBYE,
                    .limit = GOODBYE_LIMIT});

@@ -42,7 +42,8 @@ public:
     void AddConfigured(const PeerAddress& where);
     void GreetKnownDevices();
     // An announcement came, changed or ended (announcement_channel.h).
-    void Heard(const std::string& channel, const std::string& name, const std::optional<Announcement>& announcement);
+    void OnAnnouncement(const std::string& channel, const std::string& name,
+                        const std::optional<Announcement>& announcement);
     // A token period has begun.
     void DropOldAnnouncements();
     // Greets every known device and every one that is heard. done: once, when all have answered or at SCAN_LIMIT.

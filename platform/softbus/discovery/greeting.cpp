@@ -9,10 +9,10 @@ namespace Vexo::SoftBus {
 void Greeting::Start(DialRequest request)
 {
     dial_ = Dial::Start(context_, std::move(request),
-                        [self = shared_from_this()](const DialResult& result) { self->Dialled(result); });
+                        [self = shared_from_this()](const DialResult& result) { self->OnDialEnded(result); });
 }
 
-void Greeting::Dialled(const DialResult& result)
+void Greeting::OnDialEnded(const DialResult& result)
 {
     dial_.reset();
     if (!result.link) {
@@ -32,7 +32,7 @@ void Greeting::OnFrame(FrameKind kind, std::string payload)
 {
     if (kind != FrameKind::HELLO) {
         link_->Refuse("its first frame is no HELLO");
-    } else if (TakeHello(context_, *link_, payload, where_)) {
+    } else if (OnHello(context_, *link_, payload, where_)) {
         Finish({true});
     }
 }

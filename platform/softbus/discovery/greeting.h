@@ -34,7 +34,7 @@ public:
     void OnEnded(LinkEnd end, const std::string& why) override;
 
 private:
-    void Dialled(const DialResult& result);
+    void OnDialEnded(const DialResult& result);
     void Finish(const GreetingResult& result);
 
     ReactorContext& context_;

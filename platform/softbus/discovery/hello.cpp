@@ -42,7 +42,7 @@ std::string OwnHello(const ReactorContext& context)
     return EncodeHello(hello);
 }
 
-bool TakeHello(ReactorContext& context, Link& link, const std::string& payload, const PeerAddress& where)
+bool OnHello(ReactorContext& context, Link& link, const std::string& payload, const PeerAddress& where)
 {
     DISTNET_ASSERT(context.RunsOnThisThread(), "on the reactor thread");
     Result<Hello> hello = DecodeHello(payload);
@@ -59,7 +59,7 @@ bool TakeHello(ReactorContext& context, Link& link, const std::string& payload, 
 void MarkAway(ReactorContext& context, const std::string& networkId, std::chrono::steady_clock::duration triedFor)
 {
     DISTNET_ASSERT(context.RunsOnThisThread(), "on the reactor thread");
-    context.sightings.Unanswered(networkId);
+    context.sightings.MarkUnanswered(networkId);
     context.devices.MarkAway(networkId, triedFor);
     context.UpdateReachability(networkId);
 }

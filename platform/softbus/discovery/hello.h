@@ -14,7 +14,7 @@ std::string OwnHello(const ReactorContext& context);
 
 // The other side of that link has said HELLO: its device is known from now on. where: the address that the link was
 // dialled at, or the one that it came from. False when the HELLO is damaged; the link has ended then.
-bool TakeHello(ReactorContext& context, Link& link, const std::string& payload, const PeerAddress& where);
+bool OnHello(ReactorContext& context, Link& link, const std::string& payload, const PeerAddress& where);
 
 // The device said goodbye, or was tried for that long and none of its addresses led to it.
 void MarkAway(ReactorContext& context, const std::string& networkId, std::chrono::steady_clock::duration triedFor);

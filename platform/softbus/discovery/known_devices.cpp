@@ -150,22 +150,22 @@ void KnownDevices::UseFile(const std::filesystem::path& file, const std::string&
     }
 }
 
-bool KnownDevices::IsRecent(const Entry& entry) const
+bool KnownDevices::HasRecentContact(const Entry& entry) const
 {
-    return entry.spokenAt && (!entry.awayAt || *entry.awayAt < *entry.spokenAt) &&
-           clock_.BootNow() - *entry.spokenAt < SPOKEN_RECENTLY;
+    return entry.lastContact && (!entry.awayAt || *entry.awayAt < *entry.lastContact) &&
+           clock_.BootNow() - *entry.lastContact < CONTACT_LIFE;
 }
 
-void KnownDevices::MarkSpoken(Entry& entry, SteadyTime when)
+void KnownDevices::SetLastContact(Entry& entry, SteadyTime when)
 {
-    entry.spokenAt = when;
+    entry.lastContact = when;
     entry.node.lastSeenMs = MillisecondsOf(clock_.WallNow()) -
                             std::chrono::duration_cast<std::chrono::milliseconds>(clock_.BootNow() - when).count();
     isChanged_ = true;
 }
 
-std::vector<std::string> KnownDevices::Met(const std::string& networkId, const Hello& hello,
-                                           const std::string& transport)
+std::vector<std::string> KnownDevices::AddOrUpdate(const std::string& networkId, const Hello& hello,
+                                                   const std::string& transport)
 {
     const MutexLock lock(mutex_);
     Entry& entry = entries_[networkId];
@@ -176,10 +176,10 @@ std::vector<std::string> KnownDevices::Met(const std::string& networkId, const H
                                        .deviceTypeId = hello.deviceTypeId,
                                        .transport = transport},
                               .addresses = FreshFirst(hello.addresses, entry.addresses),
-                              .spokenAt = {},
+                              .lastContact = {},
                               .awayAt = {},
                               .clockOverSteady = std::chrono::milliseconds(hello.clockMs) - SinceBoot(clock_)});
-    MarkSpoken(entry, clock_.BootNow());
+    SetLastContact(entry, clock_.BootNow());
     const auto shown = [](const Node& node) { return std::tie(node.deviceId, node.deviceName, node.deviceTypeId); };
     const bool isOther = shown(before.node) != shown(entry.node) || !SameInAnyOrder(before.addresses, entry.addresses);
     std::vector<std::string> forgotten = ForgetOldest();
@@ -189,12 +189,12 @@ std::vector<std::string> KnownDevices::Met(const std::string& networkId, const H
     return forgotten;
 }
 
-void KnownDevices::SpokenWith(const std::string& networkId, std::chrono::steady_clock::duration ago)
+void KnownDevices::RecordContact(const std::string& networkId, std::chrono::steady_clock::duration ago)
 {
     const MutexLock lock(mutex_);
     const SteadyTime when = clock_.BootNow() - ago;
-    if (const auto found = entries_.find(networkId); found != entries_.end() && found->second.spokenAt < when) {
-        MarkSpoken(found->second, when);
+    if (const auto found = entries_.find(networkId); found != entries_.end() && found->second.lastContact < when) {
+        SetLastContact(found->second, when);
     }
 }
 
@@ -203,7 +203,7 @@ void KnownDevices::MarkAway(const std::string& networkId, std::chrono::steady_cl
     const MutexLock lock(mutex_);
     const SteadyTime now = clock_.BootNow();
     const auto found = entries_.find(networkId);
-    if (found != entries_.end() && (!found->second.spokenAt || *found->second.spokenAt <= now - triedFor)) {
+    if (found != entries_.end() && (!found->second.lastContact || *found->second.lastContact <= now - triedFor)) {
         found->second.awayAt = now;
     }
 }
@@ -214,7 +214,7 @@ std::vector<std::string> KnownDevices::ForgetOldest()
     std::vector<std::string> forgotten;
     while (entries_.size() > MAX_KNOWN_DEVICES) {
         const auto rank = [this](const auto& named) {
-            return std::pair(IsRecent(named.second), named.second.node.lastSeenMs);
+            return std::pair(HasRecentContact(named.second), named.second.node.lastSeenMs);
         };
         const auto oldest = std::min_element(entries_.begin(), entries_.end(),
                                              [&](const auto& a, const auto& b) { return rank(a) < rank(b); });
@@ -240,11 +240,11 @@ std::string KnownDevices::FindByPrefix(const std::string& idPrefix) const
     return found != entries_.end() && found->first.starts_with(idPrefix) ? found->first : std::string();
 }
 
-bool KnownDevices::WasSpokenWithRecently(const std::string& networkId) const
+bool KnownDevices::HadRecentContact(const std::string& networkId) const
 {
     const MutexLock lock(mutex_);
     const auto found = entries_.find(networkId);
-    return found != entries_.end() && IsRecent(found->second);
+    return found != entries_.end() && HasRecentContact(found->second);
 }
 
 std::vector<PeerAddress> KnownDevices::Addresses(const std::string& networkId) const
@@ -265,7 +265,7 @@ std::vector<Node> KnownDevices::List() const
         for (const PeerAddress& known : entry.addresses) {
             node.address = node.address.empty() && known.transport == node.transport ? known.address : node.address;
         }
-        node.online = IsRecent(entry);
+        node.online = HasRecentContact(entry);
         if (entry.clockOverSteady) {
             node.clockAhead = *entry.clockOverSteady - ownOverSteady;
         }

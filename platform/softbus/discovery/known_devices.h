@@ -36,7 +36,7 @@ inline constexpr size_t MAX_KNOWN_DEVICES = 256;
 inline constexpr size_t MAX_KNOWN_ADDRESSES = 8;  // of one device
 
 // For how long a device counts as reachable after it was spoken with.
-inline constexpr std::chrono::minutes SPOKEN_RECENTLY{5};
+inline constexpr std::chrono::minutes CONTACT_LIFE{5};
 
 class KnownDevices : public NoCopyable {
 public:
@@ -52,10 +52,10 @@ public:
 
     // That verified device said hello over that transport. The addresses of hello go before those known already.
     // Returns the network ids of the devices that are forgotten because there are more than MAX_KNOWN_DEVICES now.
-    std::vector<std::string> Met(const std::string& networkId, const Hello& hello, const std::string& transport)
+    std::vector<std::string> AddOrUpdate(const std::string& networkId, const Hello& hello, const std::string& transport)
         EXCLUDES(mutex_);
     // Something came from it that long ago. No change for an unknown device, or when it was marked away since.
-    void SpokenWith(const std::string& networkId, std::chrono::steady_clock::duration ago) EXCLUDES(mutex_);
+    void RecordContact(const std::string& networkId, std::chrono::steady_clock::duration ago) EXCLUDES(mutex_);
     // It said goodbye, or was tried for that long at every address in vain: it does not count as spoken with recently
     // any more, unless it was spoken with in that time.
     void MarkAway(const std::string& networkId, std::chrono::steady_clock::duration triedFor) EXCLUDES(mutex_);
@@ -63,7 +63,7 @@ public:
     bool IsKnown(const std::string& networkId) const EXCLUDES(mutex_);
     // The known device whose network id begins so; empty when there is none.
     std::string FindByPrefix(const std::string& idPrefix) const EXCLUDES(mutex_);
-    bool WasSpokenWithRecently(const std::string& networkId) const EXCLUDES(mutex_);
+    bool HadRecentContact(const std::string& networkId) const EXCLUDES(mutex_);
     // Where the device can be reached, the last first; empty for an unknown one.
     std::vector<PeerAddress> Addresses(const std::string& networkId) const EXCLUDES(mutex_);
     // All, in no order. Online are those that were spoken with recently; clockAhead is there for the others too.
@@ -77,14 +77,14 @@ private:
         Node node;  // online, address and clockAhead are filled in by List
         std::vector<PeerAddress> addresses;
         // Both by Clock::BootNow; empty before the first time in this run.
-        std::optional<SteadyTime> spokenAt;
+        std::optional<SteadyTime> lastContact;
         std::optional<SteadyTime> awayAt;
         // The device's clock less Clock::BootNow, at its last HELLO. Empty before its first HELLO in this run.
         std::optional<std::chrono::milliseconds> clockOverSteady{};
     };
 
-    bool IsRecent(const Entry& entry) const;
-    void MarkSpoken(Entry& entry, SteadyTime when) REQUIRES(mutex_);
+    bool HasRecentContact(const Entry& entry) const;
+    void SetLastContact(Entry& entry, SteadyTime when) REQUIRES(mutex_);
     std::vector<std::string> ForgetOldest() REQUIRES(mutex_);
     void Save() REQUIRES(mutex_);
     void Write() EXCLUDES(mutex_);  // on the strand

@@ -28,8 +28,8 @@ std::vector<const Transport*> TransportsOf(const ReactorContext& context, const 
 
 }  // namespace
 
-std::vector<Way> WaysTo(const ReactorContext& context, const std::string& networkId,
-                        const std::vector<int32_t>& linkTypes)
+std::vector<Route> RoutesTo(const ReactorContext& context, const std::string& networkId,
+                            const std::vector<int32_t>& linkTypes)
 {
     const std::vector<PeerAddress> reached = context.devices.Addresses(networkId);
     const std::vector<PeerAddress> announced = context.sightings.Addresses(networkId);
@@ -44,29 +44,29 @@ std::vector<Way> WaysTo(const ReactorContext& context, const std::string& networ
                               const auto& isWanted) {
             for (const PeerAddress& address : from) {
                 if (address.transport == transport->Name() && isWanted(address)) {
-                    (context.sightings.IsLeftAlone(networkId, address) ? last : to).push_back(address);
+                    (context.sightings.IsAvoided(networkId, address) ? last : to).push_back(address);
                 }
             }
         };
         take(announced, first, [](const PeerAddress&) { return true; });
         take(reached, second, [&](const PeerAddress& address) { return !contains(announced, address); });
     }
-    std::vector<Way> ways;
-    const auto add = [&ways](const std::vector<PeerAddress>& addresses, std::chrono::milliseconds after) {
+    std::vector<Route> routes;
+    const auto add = [&routes](const std::vector<PeerAddress>& addresses, std::chrono::milliseconds after) {
         for (const PeerAddress& address : addresses) {
-            ways.push_back({address, after});
+            routes.push_back({address, after});
             after += NEXT_ADDRESS_DELAY;
         }
     };
     add(first, std::chrono::milliseconds(0));
     // A fixed delay, whatever the number of announcements: replayed ones must not delay a known good address.
-    for (Way& way : ways) {
-        way.after = contains(reached, way.where) ? std::min(way.after, ANNOUNCED_AHEAD) : way.after;
+    for (Route& route : routes) {
+        route.after = contains(reached, route.where) ? std::min(route.after, ANNOUNCED_AHEAD) : route.after;
     }
     add(second, first.empty() ? std::chrono::milliseconds(0) : ANNOUNCED_AHEAD);
-    std::stable_sort(ways.begin(), ways.end(), [](const Way& a, const Way& b) { return a.after < b.after; });
-    add(last, ways.empty() ? std::chrono::milliseconds(0) : ways.back().after + NEXT_ADDRESS_DELAY);
-    return ways;
+    std::stable_sort(routes.begin(), routes.end(), [](const Route& a, const Route& b) { return a.after < b.after; });
+    add(last, routes.empty() ? std::chrono::milliseconds(0) : routes.back().after + NEXT_ADDRESS_DELAY);
+    return routes;
 }
 
 }  // namespace Vexo::SoftBus

@@ -1,4 +1,4 @@
-// Where a device is tried, and in which order. Any thread; nothing blocks.
+// The addresses at which a device is tried, in their order. Any thread. No call blocks.
 #pragma once
 
 #include <chrono>
@@ -13,10 +13,10 @@ namespace Vexo::SoftBus {
 // turn if it is announced too.
 inline constexpr std::chrono::milliseconds ANNOUNCED_AHEAD{300};
 
-// The ways to that device, or to any whose network id begins so: first where it announces itself, the newest
-// announcement first, then where it was reached before; last the addresses that Sightings::IsLeftAlone names.
-// linkTypes: the ways of these only, in their order; empty: all.
-std::vector<Way> WaysTo(const ReactorContext& context, const std::string& networkId,
-                        const std::vector<int32_t>& linkTypes = {});
+// The routes to the device with that network id, or to any device whose network id begins with it: first the announced
+// addresses, the newest announcement first; then those where the device was reached before; last those that
+// Sightings::IsAvoided names. linkTypes: only routes of these types, in their order; empty: of all types.
+std::vector<Route> RoutesTo(const ReactorContext& context, const std::string& networkId,
+                            const std::vector<int32_t>& linkTypes = {});
 
 }  // namespace Vexo::SoftBus

@@ -88,15 +88,15 @@ void Sightings::DropOld()
 {
     const MutexLock lock(mutex_);
     const SteadyTime now = clock_.BootNow();
-    std::erase_if(heard_, [this](const auto& named) { return !Counts(named.second); });
-    std::erase_if(leftAlone_, [&](const auto& place) { return place.second <= now; });
+    std::erase_if(heard_, [this](const auto& named) { return !IsCurrent(named.second); });
+    std::erase_if(avoided_, [&](const auto& place) { return place.second <= now; });
 }
 
 bool Sightings::IsAnnounced(const std::string& networkId) const
 {
     const MutexLock lock(mutex_);
     return std::any_of(heard_.begin(), heard_.end(), [this, start = PrefixOf(networkId)](const auto& named) {
-        return named.second.owner.idPrefix == start && named.second.isAnswered && Counts(named.second);
+        return named.second.owner.idPrefix == start && named.second.isAnswered && IsCurrent(named.second);
     });
 }
 
@@ -105,7 +105,7 @@ std::vector<PeerAddress> Sightings::Addresses(const std::string& idPrefix) const
     const MutexLock lock(mutex_);
     std::vector<const Sighting*> own;
     for (const auto& [name, sighting] : heard_) {
-        if (sighting.owner.idPrefix == PrefixOf(idPrefix) && Counts(sighting)) {
+        if (sighting.owner.idPrefix == PrefixOf(idPrefix) && IsCurrent(sighting)) {
             own.push_back(&sighting);
         }
     }
@@ -126,7 +126,7 @@ std::chrono::minutes Sightings::ClockAhead(const std::string& networkId) const
     const MutexLock lock(mutex_);
     std::optional<std::chrono::minutes> least;
     for (const auto& [name, sighting] : heard_) {
-        const bool isOfIt = sighting.owner.idPrefix == PrefixOf(networkId) && Counts(sighting);
+        const bool isOfIt = sighting.owner.idPrefix == PrefixOf(networkId) && IsCurrent(sighting);
         if (isOfIt && (!least || abs(sighting.owner.clockAhead) < abs(*least))) {
             least = sighting.owner.clockAhead;
         }
@@ -134,7 +134,7 @@ std::chrono::minutes Sightings::ClockAhead(const std::string& networkId) const
     return least.value_or(std::chrono::minutes(0));
 }
 
-std::vector<std::string> Sightings::All() const
+std::vector<std::string> Sightings::AnnouncedIdPrefixes() const
 {
     const MutexLock lock(mutex_);
     std::vector<std::string> starts;
@@ -146,7 +146,7 @@ std::vector<std::string> Sightings::All() const
     return starts;
 }
 
-void Sightings::Unanswered(const std::string& networkId)
+void Sightings::MarkUnanswered(const std::string& networkId)
 {
     const MutexLock lock(mutex_);
     for (auto& [name, sighting] : heard_) {
@@ -154,7 +154,7 @@ void Sightings::Unanswered(const std::string& networkId)
     }
 }
 
-void Sightings::Answered(const std::string& networkId)
+void Sightings::MarkAnswered(const std::string& networkId)
 {
     const MutexLock lock(mutex_);
     for (auto& [name, sighting] : heard_) {
@@ -162,26 +162,26 @@ void Sightings::Answered(const std::string& networkId)
     }
 }
 
-void Sightings::LeaveAlone(const std::string& idPrefix, const PeerAddress& where, bool isFailure)
+void Sightings::RecordHandshake(const std::string& idPrefix, const PeerAddress& where, bool isFailure)
 {
     const MutexLock lock(mutex_);
     const std::pair place(PrefixOf(idPrefix), where);
     if (!isFailure) {
-        leftAlone_.erase(place);
+        avoided_.erase(place);
         return;
     }
-    if (leftAlone_.size() >= MAX_LEFT_ALONE) {
-        leftAlone_.erase(std::min_element(leftAlone_.begin(), leftAlone_.end(),
-                                          [](const auto& a, const auto& b) { return a.second < b.second; }));
+    if (avoided_.size() >= MAX_AVOIDED) {
+        avoided_.erase(std::min_element(avoided_.begin(), avoided_.end(),
+                                        [](const auto& a, const auto& b) { return a.second < b.second; }));
     }
-    leftAlone_[place] = clock_.BootNow() + LEFT_ALONE;
+    avoided_[place] = clock_.BootNow() + AVOID_TIME;
 }
 
-bool Sightings::IsLeftAlone(const std::string& idPrefix, const PeerAddress& where) const
+bool Sightings::IsAvoided(const std::string& idPrefix, const PeerAddress& where) const
 {
     const MutexLock lock(mutex_);
-    const auto found = leftAlone_.find({PrefixOf(idPrefix), where});
-    return found != leftAlone_.end() && clock_.BootNow() < found->second;
+    const auto found = avoided_.find({PrefixOf(idPrefix), where});
+    return found != avoided_.end() && clock_.BootNow() < found->second;
 }
 
 }  // namespace Vexo::SoftBus

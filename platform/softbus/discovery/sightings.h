@@ -24,8 +24,8 @@ inline constexpr size_t MAX_SIGHTING_ADDRESSES = 8;  // of one announcement
 // An announcement counts for this long. Each device announces anew every period.
 inline constexpr std::chrono::minutes SIGHTING_LIFE = 2 * Trust::TOKEN_PERIOD;
 // How long an address at which a handshake failed is not tried by itself.
-inline constexpr std::chrono::minutes LEFT_ALONE{10};
-inline constexpr size_t MAX_LEFT_ALONE = 256;
+inline constexpr std::chrono::minutes AVOID_TIME{10};
+inline constexpr size_t MAX_AVOIDED = 256;
 // Tokens of strangers that are compared with clocks far off, each minute.
 inline constexpr int MAX_DISTANT_READS = 60;
 
@@ -61,15 +61,15 @@ public:
     // heard.
     std::chrono::minutes ClockAhead(const std::string& networkId) const EXCLUDES(mutex_);
     // How the network ids of all devices begin that announce themselves.
-    std::vector<std::string> All() const EXCLUDES(mutex_);
+    std::vector<std::string> AnnouncedIdPrefixes() const EXCLUDES(mutex_);
 
     // None of the device's addresses led to it.
-    void Unanswered(const std::string& networkId) EXCLUDES(mutex_);
+    void MarkUnanswered(const std::string& networkId) EXCLUDES(mutex_);
     // The device was spoken with.
-    void Answered(const std::string& networkId) EXCLUDES(mutex_);
+    void MarkAnswered(const std::string& networkId) EXCLUDES(mutex_);
     // A handshake with the device, whose id begins so, failed there (true) or was done (false).
-    void LeaveAlone(const std::string& idPrefix, const PeerAddress& where, bool isFailure) EXCLUDES(mutex_);
-    bool IsLeftAlone(const std::string& idPrefix, const PeerAddress& where) const EXCLUDES(mutex_);
+    void RecordHandshake(const std::string& idPrefix, const PeerAddress& where, bool isFailure) EXCLUDES(mutex_);
+    bool IsAvoided(const std::string& idPrefix, const PeerAddress& where) const EXCLUDES(mutex_);
 
 private:
     struct Sighting {
@@ -79,7 +79,7 @@ private:
         bool isAnswered = true;  // false after a dial that failed
     };
 
-    bool Counts(const Sighting& sighting) const { return clock_.BootNow() - sighting.heardAt <= SIGHTING_LIFE; }
+    bool IsCurrent(const Sighting& sighting) const { return clock_.BootNow() - sighting.heardAt <= SIGHTING_LIFE; }
     std::optional<Trust::TokenOwner> OwnerOf(const std::string& transport, const std::string& token) EXCLUDES(mutex_);
 
     const Clock& clock_;
@@ -87,8 +87,8 @@ private:
     std::string ownNetworkId_;
     TransportTokens tokens_;
     mutable Mutex mutex_;
-    std::map<std::pair<std::string, std::string>, Sighting> heard_ GUARDED_BY(mutex_);        // by channel and name
-    std::map<std::pair<std::string, PeerAddress>, SteadyTime> leftAlone_ GUARDED_BY(mutex_);  // until when
+    std::map<std::pair<std::string, std::string>, Sighting> heard_ GUARDED_BY(mutex_);      // by channel and name
+    std::map<std::pair<std::string, PeerAddress>, SteadyTime> avoided_ GUARDED_BY(mutex_);  // until when
     SteadyTime distantReadsSince_ GUARDED_BY(mutex_){};
     int distantReads_ GUARDED_BY(mutex_) = 0;  // since then, of tokens that were nobody's
 };

@@ -207,7 +207,7 @@ void Admission::MakeRoom(const std::string& source, const Candidates& room, size
     }
 }
 
-void Admission::NoteMember(const std::string& source)
+void Admission::AddMemberSource(const std::string& source)
 {
     memberSources_.remove(source);
     memberSources_.push_front(source);

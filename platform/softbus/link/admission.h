@@ -50,7 +50,7 @@ public:
     // A stream that a transport accepted. source: what shares are counted by (Transport::SourceOf).
     void Accept(Stream stream, const PeerAddress& from, const std::string& source);
     // A member's connection came from there.
-    void NoteMember(const std::string& source);
+    void AddMemberSource(const std::string& source);
     // Logs the refusal of a connection from there, unless one was logged in the last minute.
     void LogRefusal(const std::string& source, const std::string& why);
     void Stop();

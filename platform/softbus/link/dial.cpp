@@ -124,8 +124,8 @@ std::shared_ptr<Dial> Dial::Start(ReactorContext& context, DialRequest request, 
 {
     DISTNET_ASSERT(context.RunsOnThisThread(), "on the reactor thread");
     std::shared_ptr<Dial> dial(new Dial(context, std::move(request), std::move(done)));
-    dial->ways_ = dial->request_.ways();
-    dial->ways_.resize(std::min(dial->ways_.size(), MAX_WAYS));
+    dial->routes_ = dial->request_.routes();
+    dial->routes_.resize(std::min(dial->routes_.size(), MAX_ROUTES));
     context.dials.insert(dial);
     asio::post(*context.reactor, [dial] { dial->StartDueAttempts(); });
     return dial;
@@ -134,25 +134,25 @@ std::shared_ptr<Dial> Dial::Start(ReactorContext& context, DialRequest request, 
 void Dial::AddNewAddresses()
 {
     const auto passed = std::chrono::ceil<std::chrono::milliseconds>(Clock::System().Now() - start_);
-    for (const Way& way : request_.ways()) {
-        const bool isNew =
-            std::none_of(ways_.begin(), ways_.end(), [&](const Way& known) { return known.where == way.where; });
-        if (isNew && ways_.size() < MAX_WAYS) {
+    for (const Route& route : request_.routes()) {
+        const bool isNew = std::none_of(routes_.begin(), routes_.end(),
+                                        [&](const Route& known) { return known.where == route.where; });
+        if (isNew && routes_.size() < MAX_ROUTES) {
             lastAdded_ = std::max(passed, lastAdded_ + NEXT_ADDRESS_DELAY);
-            ways_.push_back({way.where, lastAdded_});
+            routes_.push_back({route.where, lastAdded_});
         }
     }
-    std::stable_sort(ways_.begin() + static_cast<std::ptrdiff_t>(next_), ways_.end(),
-                     [](const Way& a, const Way& b) { return a.after < b.after; });
+    std::stable_sort(routes_.begin() + static_cast<std::ptrdiff_t>(next_), routes_.end(),
+                     [](const Route& a, const Route& b) { return a.after < b.after; });
     StartDueAttempts();
 }
 
 void Dial::StartDueAttempts()
 {
     const auto passed = Clock::System().Now() - start_;
-    while (done_ && next_ < ways_.size() && attempts_.size() < MAX_ATTEMPTS &&
-           (ways_[next_].after <= passed || attempts_.empty())) {
-        Try(ways_[next_++].where);
+    while (done_ && next_ < routes_.size() && attempts_.size() < MAX_ATTEMPTS &&
+           (routes_[next_].after <= passed || attempts_.empty())) {
+        Try(routes_[next_++].where);
     }
     if (done_ && attempts_.empty() && !SeeksNow()) {
         Finish();
@@ -180,12 +180,12 @@ void Dial::Try(const PeerAddress& where)
     attempt->Start(std::clamp(left, std::chrono::milliseconds(1), HANDSHAKE_LIMIT));
 }
 
-// Sets the timer for the earliest of the next way, the start of seeking, and the limit.
+// Sets the timer for the earliest of the next route, the start of seeking, and the limit.
 void Dial::Wait()
 {
     auto until = request_.limit;
-    if (next_ < ways_.size() && attempts_.size() < MAX_ATTEMPTS) {
-        until = std::min(until, ways_[next_].after);
+    if (next_ < routes_.size() && attempts_.size() < MAX_ATTEMPTS) {
+        until = std::min(until, routes_[next_].after);
     }
     if (request_.seeks && !hasSought_) {
         until = std::min(until, SEEK_DELAY);
@@ -208,7 +208,7 @@ void Dial::Wait()
 
 void Dial::Succeeded(const AttemptPtr& attempt, std::shared_ptr<Link> link)
 {
-    context_.sightings.LeaveAlone(request_.idPrefix, attempt->Where(), false);
+    context_.sightings.RecordHandshake(request_.idPrefix, attempt->Where(), false);
     link->Send(FrameKind::HELLO, OwnHello(context_));
     result_ = {.link = std::move(link), .where = attempt->Where()};
     Finish();
@@ -219,7 +219,7 @@ void Dial::Failed(const AttemptPtr& attempt, LinkEnd end, const std::string& why
     attempts_.erase(attempt);
     attempt->Abandon();
     if (end == LinkEnd::REFUSED) {
-        context_.sightings.LeaveAlone(request_.idPrefix, attempt->Where(), true);
+        context_.sightings.RecordHandshake(request_.idPrefix, attempt->Where(), true);
     }
     if (result_.where.address.empty() || Weight(end) > Weight(result_.end)) {
         result_ = {.where = attempt->Where(), .end = end, .why = why, .isThisDevice = result_.isThisDevice};

@@ -19,26 +19,26 @@
 
 namespace Vexo::SoftBus {
 
-// An address, and how long after the start of the dial it is tried at the latest.
-struct Way {
+// One address of a device, and how long after the start of the dial it is tried at the latest.
+struct Route {
     PeerAddress where;
     std::chrono::milliseconds after{0};
 };
 
-// A seeking dial starts to seek after this time without success, or at once when no way is left.
+// A seeking dial starts to seek after this time without success, or at once when no route is left.
 inline constexpr std::chrono::milliseconds SEEK_DELAY{300};
 
 // Of one dial at a time, and in all.
 inline constexpr size_t MAX_ATTEMPTS = 16;
-inline constexpr size_t MAX_WAYS = 64;
+inline constexpr size_t MAX_ROUTES = 64;
 // An address is tried this long after the one before it (RFC 8305, "Connection Attempt Delay").
 inline constexpr std::chrono::milliseconds NEXT_ADDRESS_DELAY{100};
 
 struct DialRequest {
     std::string networkId;  // who must answer; empty: any other device of the account
     std::string idPrefix;   // how the network id of the wanted device begins; empty when any will do
-    // The ways, the earliest first. Asked again when a device is heard.
-    std::function<std::vector<Way>()> ways;
+    // Returns the routes, the earliest first. Called again when an announcement is heard.
+    std::function<std::vector<Route>()> routes;
     std::chrono::milliseconds limit{0};
     bool seeks = false;
 };
@@ -84,8 +84,8 @@ private:
     Done done_;
     const SteadyTime start_ = Clock::System().Now();
     asio::steady_timer timer_;
-    std::vector<Way> ways_;
-    size_t next_ = 0;                         // of the ways
+    std::vector<Route> routes_;
+    size_t next_ = 0;                         // of the routes
     std::chrono::milliseconds lastAdded_{0};  // when the last address that was added is due
     bool wasTried_ = false;
     bool isSeeking_ = false;

@@ -352,7 +352,7 @@ void Link::WriteSome()
         }
     }
     if (state_ == State::CLOSING) {
-        SayGoodbye();
+        ShutDownTls();
     }
 }
 

@@ -122,7 +122,7 @@ private:
     void ReadFailed(int result);
     void WriteSome();
     bool WriteChunk();
-    void SayGoodbye();
+    void ShutDownTls();
     void StartLinger();
     void Discard();
     void EndByTls(int sslError, int systemError);

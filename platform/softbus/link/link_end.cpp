@@ -40,7 +40,7 @@ void Link::Close()
 }
 
 // Everything queued is with the kernel: close_notify, and no more.
-void Link::SayGoodbye()
+void Link::ShutDownTls()
 {
     ERR_clear_error();
     const int result = SSL_shutdown(ssl_.get());

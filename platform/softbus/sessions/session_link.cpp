@@ -36,7 +36,7 @@ Sessions::SessionLink::SessionLink(Sessions& sessions, SessionPtr session)
 
 // Each stage has one use for the timer; setting it anew ends the one before.
 template <typename Action>
-void Sessions::SessionLink::At(SteadyTime when, Action action)
+void Sessions::SessionLink::StartTimer(SteadyTime when, Action action)
 {
     timer_.expires_at(when);
     timer_.async_wait([self = shared_from_this(), action](const asio::error_code& error) {
@@ -50,7 +50,7 @@ void Sessions::SessionLink::At(SteadyTime when, Action action)
 
 void Sessions::SessionLink::Open()
 {
-    At(Clock::System().Now() + OWN_SERVER_WAIT, [](SessionLink& self) {
+    StartTimer(Clock::System().Now() + OWN_SERVER_WAIT, [](SessionLink& self) {
         QuviewDFX::LogWarn(LOG_SOFTBUS, "session %{public}d: no session server \"%{public}s\" appeared",
                            self.session_->Id(), self.session_->Request().serverName);
         self.sessions_.table_->Remove(self.session_->Id());
@@ -75,15 +75,16 @@ void Sessions::SessionLink::ServerAppeared()
     const auto limit = seeks ? SEEKING_OPEN_LIMIT : OPEN_LIMIT;
     openDeadline_ = Clock::System().Now() + limit;
     timer_.expires_at(SteadyTime::max());  // the dial has a limit of its own
-    dial_ = Dial::Start(
-        sessions_.context_,
-        {request.peerNetworkId, request.peerNetworkId,
-         [&context = sessions_.context_, request] { return WaysTo(context, request.peerNetworkId, request.linkTypes); },
-         limit, seeks},
-        [self = shared_from_this()](const DialResult& result) { self->Dialled(result); });
+    dial_ = Dial::Start(sessions_.context_,
+                        {request.peerNetworkId, request.peerNetworkId,
+                         [&context = sessions_.context_, request] {
+                             return RoutesTo(context, request.peerNetworkId, request.linkTypes);
+                         },
+                         limit, seeks},
+                        [self = shared_from_this()](const DialResult& result) { self->OnDialEnded(result); });
 }
 
-void Sessions::SessionLink::Dialled(const DialResult& result)
+void Sessions::SessionLink::OnDialEnded(const DialResult& result)
 {
     const SessionRequest& request = session_->Request();
     dial_.reset();
@@ -93,7 +94,7 @@ void Sessions::SessionLink::Dialled(const DialResult& result)
         if (result.wasTried && result.end != LinkEnd::REFUSED) {
             MarkAway(sessions_.context_, request.peerNetworkId, result.took);
         }
-        Tell(ResultOf(result.end));
+        ReportResult(ResultOf(result.end));
         return;
     }
     link_ = result.link;
@@ -101,31 +102,31 @@ void Sessions::SessionLink::Dialled(const DialResult& result)
     link_->SetOwner(shared_from_this());
     // From here on the limit of the whole open counts: the peer may wait for its session server.
     link_->Established();
-    At(openDeadline_, [](SessionLink& self) { self.Tell(SOFTBUS_TIMED_OUT); });
+    StartTimer(openDeadline_, [](SessionLink& self) { self.ReportResult(SOFTBUS_TIMED_OUT); });
     link_->Send(FrameKind::OPEN, EncodeOpen({request.dataType, request.peerServerName, request.serverName}));
 }
 
-void Sessions::SessionLink::Opened(const std::string& payload)
+void Sessions::SessionLink::OnOpened(const std::string& payload)
 {
     const Result<int32_t> result = DecodeOpened(payload);
     if (!result) {
         link_->Refuse(result.error().message);
     } else if (result.value() == SOFTBUS_OK) {
-        Tell(SOFTBUS_OK);
+        ReportResult(SOFTBUS_OK);
     } else {
         // What a peer's code means is its own business, but that it has no room is worth knowing.
         const bool isFull = result.value() == SOFTBUS_LIMIT || result.value() == SOFTBUS_PEER_SHARE;
-        Tell(isFull ? result.value() : SOFTBUS_PEER_REFUSED);
+        ReportResult(isFull ? result.value() : SOFTBUS_PEER_REFUSED);
     }
 }
 
 // Delivers the opened callback, not before its time. What the peer sends meanwhile waits in the socket.
-void Sessions::SessionLink::Tell(int result)
+void Sessions::SessionLink::ReportResult(int result)
 {
-    if (stage_ != Stage::OPENING && stage_ != Stage::TELLS) {
+    if (stage_ != Stage::OPENING && stage_ != Stage::REPORTING) {
         return;
     }
-    stage_ = Stage::TELLS;
+    stage_ = Stage::REPORTING;
     result_ = result;
     EndDial();
     if (result != SOFTBUS_OK && link_) {
@@ -135,16 +136,16 @@ void Sessions::SessionLink::Tell(int result)
     if (link_) {
         link_->PauseReading();
     }
-    TellNow();
+    DeliverResult();
 }
 
-void Sessions::SessionLink::TellNow()
+void Sessions::SessionLink::DeliverResult()
 {
     const SteadyTime now = Clock::System().Now();
     const SteadyTime returned = session_->ReturnedAt();
     const SteadyTime earliest = (returned == SteadyTime::max() ? now : returned) + OPENED_DELAY;
     if (earliest > now) {
-        At(earliest, [](SessionLink& self) { self.TellNow(); });
+        StartTimer(earliest, [](SessionLink& self) { self.DeliverResult(); });
         return;
     }
     if (result_ == SOFTBUS_OK) {
@@ -176,15 +177,15 @@ void Sessions::SessionLink::BeginOpen()
     sessions_.CountPending();
     session_->SetOpen(link_);
     session_->DeliverOpened(SOFTBUS_OK);
-    Beat();
+    KeepAlive();
 }
 
 void Sessions::SessionLink::OnFrame(FrameKind kind, std::string payload)
 {
     if (stage_ == Stage::OPENING && kind == FrameKind::HELLO && !hasHello_) {
-        hasHello_ = TakeHello(sessions_.context_, *link_, payload, where_);
+        hasHello_ = OnHello(sessions_.context_, *link_, payload, where_);
     } else if (stage_ == Stage::OPENING && kind == FrameKind::OPENED && hasHello_) {
-        Opened(payload);
+        OnOpened(payload);
     } else if (stage_ == Stage::OPEN && kind == FrameKind::DATA) {
         session_->DeliverBytes(std::move(payload), link_);
     } else if (kind != FrameKind::PING) {
@@ -194,11 +195,11 @@ void Sessions::SessionLink::OnFrame(FrameKind kind, std::string payload)
 
 // Both sides make themselves heard, so a side that is busy sending, or that does not read for a while because its
 // callbacks are slow, is not taken for gone.
-void Sessions::SessionLink::Beat()
+void Sessions::SessionLink::KeepAlive()
 {
     const SteadyTime now = Clock::System().Now();
     const std::string& peer = session_->Request().peerNetworkId;
-    sessions_.context_.devices.SpokenWith(peer, now - link_->LastReceived());
+    sessions_.context_.devices.RecordContact(peer, now - link_->LastReceived());
     sessions_.context_.UpdateReachability(peer);
     if (!link_->ReadingPaused() && now - link_->LastReceived() >= SILENCE_LIMIT) {
         const std::shared_ptr<Link> link = link_;
@@ -214,7 +215,7 @@ void Sessions::SessionLink::Beat()
         nextPing = now + PING_PAUSE;
     }
     const SteadyTime silentAt = link_->ReadingPaused() ? SteadyTime::max() : link_->LastReceived() + SILENCE_LIMIT;
-    At(std::min(nextPing, silentAt), [](SessionLink& self) { self.Beat(); });
+    StartTimer(std::min(nextPing, silentAt), [](SessionLink& self) { self.KeepAlive(); });
 }
 
 // --- ends ---
@@ -227,7 +228,7 @@ void Sessions::SessionLink::Close(int resultIfOpening)
     } else if (stage_ == Stage::WAITS_FOR_SERVER) {
         Forget();
     } else {
-        Tell(stage_ == Stage::TELLS && result_ != SOFTBUS_OK ? result_ : resultIfOpening);
+        ReportResult(stage_ == Stage::REPORTING && result_ != SOFTBUS_OK ? result_ : resultIfOpening);
     }
 }
 
@@ -248,7 +249,7 @@ void Sessions::SessionLink::OnEnded(LinkEnd end, const std::string& why)
         QuviewDFX::LogInfo(LOG_SOFTBUS, "session %{public}d: %{public}s did not open: %{public}s", session_->Id(),
                            ShortId(session_->Request().peerNetworkId), why);
     }
-    Tell(ResultOf(end));
+    ReportResult(ResultOf(end));
 }
 
 void Sessions::SessionLink::EndDial()

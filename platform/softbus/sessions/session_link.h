@@ -33,21 +33,21 @@ private:
     enum class Stage {
         WAITS_FOR_SERVER,
         OPENING,
-        TELLS,  // the result is known, and waits for OPENED_DELAY
+        REPORTING,  // the result is known, and waits for OPENED_DELAY
         OPEN,
         ENDED,
     };
 
-    void Dialled(const DialResult& result);
-    void Opened(const std::string& payload);
-    void Tell(int result);
-    void TellNow();
+    void OnDialEnded(const DialResult& result);
+    void OnOpened(const std::string& payload);
+    void ReportResult(int result);
+    void DeliverResult();
     void BeginOpen();
-    void Beat();
+    void KeepAlive();
     void EndDial();
     void Forget();
     template <typename Action>
-    void At(SteadyTime when, Action action);
+    void StartTimer(SteadyTime when, Action action);
 
     Sessions& sessions_;
     const SessionPtr session_;

@@ -87,7 +87,7 @@ void Session::DeliverBytes(std::string payload, const std::shared_ptr<Link>& lin
         link->PauseReading();
     }
     Post([self = shared_from_this(), payload = std::move(payload), cost, weak = std::weak_ptr(link)] {
-        if (!self->silenced_) {
+        if (!self->callbacksStopped_) {
             self->CallBytes(self->server_->Listener(), payload);
         }
         constexpr size_t RESUME_BYTES = MAX_UNDELIVERED_BYTES / 2;

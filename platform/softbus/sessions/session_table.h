@@ -69,7 +69,7 @@ public:
     std::shared_ptr<Link> OpenLink() const EXCLUDES(mutex_);
     void SetClosed() EXCLUDES(mutex_);
     // This side has closed it: bytes and closed callbacks that have not begun are left out.
-    void Silence() { silenced_ = true; }
+    void StopCallbacks() { callbacksStopped_ = true; }
 
     // The end of OpenSession, before which the opened callback must not come; time_point::max() until then.
     std::chrono::steady_clock::time_point ReturnedAt() const { return returnedAt_.load(); }
@@ -92,7 +92,7 @@ private:
     const SessionRequest request_;
     const std::shared_ptr<asio::io_context> reactor_;
     std::shared_ptr<SessionServer> server_;  // set before the first callback is posted, constant then
-    std::atomic<bool> silenced_{false};
+    std::atomic<bool> callbacksStopped_{false};
     std::atomic<bool> awaitsAnswer_{false};
     std::atomic<size_t> undelivered_{0};
     std::atomic<std::chrono::steady_clock::time_point> returnedAt_{std::chrono::steady_clock::time_point::max()};

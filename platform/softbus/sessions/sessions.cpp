@@ -71,7 +71,7 @@ void Sessions::AdoptInbound(const std::shared_ptr<Link>& link, const std::string
         link->Refuse(open.error().message);
         return;
     }
-    if (OpenedBy(link->PeerNetworkId()) >= context_.peerShare) {
+    if (CountOpenedBy(link->PeerNetworkId()) >= context_.peerShare) {
         RefuseOpen(link, SOFTBUS_PEER_SHARE, "that device has its share open");
         return;
     }
@@ -87,7 +87,7 @@ void Sessions::AdoptInbound(const std::shared_ptr<Link>& link, const std::string
 }
 
 // The sessions of that peer, and its opens that wait for a session server.
-size_t Sessions::OpenedBy(const std::string& peerNetworkId) const
+size_t Sessions::CountOpenedBy(const std::string& peerNetworkId) const
 {
     const auto waiting = std::count_if(waitingPeers_.begin(), waitingPeers_.end(),
                                        [&](const auto& peer) { return peer->PeerNetworkId() == peerNetworkId; });
@@ -112,7 +112,7 @@ void Sessions::Stop()
     DISTNET_ASSERT(context_.RunsOnThisThread(), "on the reactor thread");
     stopped_ = true;
     for (const SessionPtr& session : table_->List()) {
-        session->Silence();
+        session->StopCallbacks();
         session->SetClosed();
         table_->Remove(session->Id());
     }

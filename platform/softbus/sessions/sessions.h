@@ -56,7 +56,7 @@ private:
     friend class SessionLink;
     friend class WaitingPeer;
 
-    size_t OpenedBy(const std::string& peerNetworkId) const;
+    size_t CountOpenedBy(const std::string& peerNetworkId) const;
     void Accept(const std::shared_ptr<Link>& link, const struct Open& open, std::shared_ptr<SessionServer> server);
     void CountPending() { pendingCount_ = links_.size() + waitingPeers_.size() - openCount_.load(); }
 

@@ -31,7 +31,7 @@ protected:
         for (size_t i = 0; i < addresses; ++i) {
             hello.addresses.push_back({"tcp", "192.0.2.7:" + std::to_string(i + 1)});
         }
-        devices.Met(IdOf(number), hello, "tcp");
+        devices.AddOrUpdate(IdOf(number), hello, "tcp");
     }
     std::string Text() const { return ReadWholeFile(file, 1024 * 1024).value(); }
 
@@ -87,14 +87,14 @@ TEST_F(KnownDevicesTest, FileIsPrivateAndHoldsTheDevicesReachedLast)
     before.UseFile(file, account);
     for (size_t i = 0; i <= MAX_KNOWN_DEVICES; ++i) {
         Meet(before, i, MAX_KNOWN_ADDRESSES + 1);
-        EXPECT_TRUE(before.WasSpokenWithRecently(IdOf(i)));
-        clock.Advance(SPOKEN_RECENTLY);
-        EXPECT_FALSE(before.WasSpokenWithRecently(IdOf(i)));
-        before.SpokenWith(IdOf(0), {});  // and so is never the oldest
+        EXPECT_TRUE(before.HadRecentContact(IdOf(i)));
+        clock.Advance(CONTACT_LIFE);
+        EXPECT_FALSE(before.HadRecentContact(IdOf(i)));
+        before.RecordContact(IdOf(0), {});  // and so is never the oldest
     }
-    before.Met(IdOf(2), {TYPE, IdOf(2), NAME, {{"tcp", "192.0.2.7:3"}}}, "tcp");
+    before.AddOrUpdate(IdOf(2), {TYPE, IdOf(2), NAME, {{"tcp", "192.0.2.7:3"}}}, "tcp");
     before.MarkAway(IdOf(2), {});
-    EXPECT_FALSE(before.WasSpokenWithRecently(IdOf(2)));
+    EXPECT_FALSE(before.HadRecentContact(IdOf(2)));
     before.Flush();
     EXPECT_EQ(std::filesystem::status(file).permissions(), std::filesystem::perms(0600));
     KnownDevices devices;

@@ -57,8 +57,8 @@ TEST_F(ReactorContextTest, NewestAnnouncementIsTriedFirstAndReplaysDoNotDelayAGo
     context.transports = {std::make_shared<TcpTransport>(*context.reactor, "127.0.0.1:0")};
     const auto order = [this] {
         std::string text;
-        for (const Way& way : WaysTo(context, phone.networkId)) {
-            text += way.where.address + "@" + std::to_string(way.after.count()) + " ";
+        for (const Route& route : RoutesTo(context, phone.networkId)) {
+            text += route.where.address + "@" + std::to_string(route.after.count()) + " ";
         }
         return text;
     };

@@ -57,11 +57,11 @@ TEST_F(SightingsTest, DeviceThatDidNotAnswerIsNotThereUntilItAnswersOrIsHeardAne
 {
     Hear("phone", TokenOf(phone), "a:1");
     for (const bool answers : {true, false}) {
-        sightings.Unanswered(phone.networkId);
+        sightings.MarkUnanswered(phone.networkId);
         EXPECT_FALSE(sightings.IsAnnounced(phone.networkId));
         EXPECT_EQ(sightings.Addresses(phone.networkId).size(), 1u) << "still worth a try";
         if (answers) {
-            sightings.Answered(phone.networkId);
+            sightings.MarkAnswered(phone.networkId);
         } else {
             Hear("phone", TokenOf(phone), "a:1");
         }
@@ -73,14 +73,14 @@ TEST_F(SightingsTest, AddressIsLeftAloneForItsTimeOrUntilItAnswers)
 {
     const PeerAddress one{"tcp", "a:1"};
     const PeerAddress other{"tcp", "a:2"};
-    sightings.LeaveAlone(phone.networkId, one, true);
-    sightings.LeaveAlone(phone.networkId, other, true);
-    sightings.LeaveAlone(phone.networkId, other, false);
-    EXPECT_TRUE(sightings.IsLeftAlone(phone.networkId, one));
-    EXPECT_FALSE(sightings.IsLeftAlone(phone.networkId, other));
-    EXPECT_FALSE(sightings.IsLeftAlone(laptop.networkId, one)) << "another device may be there";
-    clock.Advance(LEFT_ALONE);
-    EXPECT_FALSE(sightings.IsLeftAlone(phone.networkId, one));
+    sightings.RecordHandshake(phone.networkId, one, true);
+    sightings.RecordHandshake(phone.networkId, other, true);
+    sightings.RecordHandshake(phone.networkId, other, false);
+    EXPECT_TRUE(sightings.IsAvoided(phone.networkId, one));
+    EXPECT_FALSE(sightings.IsAvoided(phone.networkId, other));
+    EXPECT_FALSE(sightings.IsAvoided(laptop.networkId, one)) << "another device may be there";
+    clock.Advance(AVOID_TIME);
+    EXPECT_FALSE(sightings.IsAvoided(phone.networkId, one));
 }
 
 TEST_F(SightingsTest, FarClocksAreToldAsLongAsStrangersDoNotAskTooOften)
