@@ -15,7 +15,7 @@ struct Row {
 };
 
 constexpr const char* REPORT = "This is a fault of the software; please report it with the daemon's log";
-constexpr const char* PEER_LOG = "Look at the daemon's log on both devices, then try again";
+constexpr const char* PEER_LOG = "Read the daemon's log on both devices, then try again";
 
 #define ROW(code, meaning, advice) \
     Row                            \

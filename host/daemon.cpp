@@ -33,8 +33,8 @@ std::string Quoted(const std::string& text)
 class ActivityWatch : public SystemAbilityStatusChangeStub {
 public:
     explicit ActivityWatch(std::shared_ptr<IdleMemory> memory) : memory_(std::move(memory)) {}
-    void OnAddSystemAbility(int32_t, const std::string&) override { memory_->Note(); }
-    void OnRemoveSystemAbility(int32_t, const std::string&) override { memory_->Note(); }
+    void OnAddSystemAbility(int32_t, const std::string&) override { memory_->MarkActive(); }
+    void OnRemoveSystemAbility(int32_t, const std::string&) override { memory_->MarkActive(); }
 
 private:
     const std::shared_ptr<IdleMemory> memory_;
@@ -74,7 +74,7 @@ Result<std::unique_ptr<Daemon>> Daemon::Start(const Configuration& configuration
         daemon->PublishHost();
         done = daemon->Listen();
     }
-    daemon->memory_->Note();
+    daemon->memory_->MarkActive();
     if (!done) {
         daemon->Drain();
         return Failure(std::move(done).error());
@@ -194,7 +194,7 @@ Result<void> Daemon::StartLink(const Say& say)
     options.softBus.announceFolder = configuration_.announceDir;
     options.softBus.channels = device_->AnnouncementChannels();
     options.softBus.moreTransports = device_->Transports();
-    options.softBus.onlineChanged = [memory = memory_] { memory->Note(); };
+    options.softBus.onlineChanged = [memory = memory_] { memory->MarkActive(); };
     options.abilities = abilities_;
     options.say = say;
     options.enrolled = [this, say] { SayEnrolled(say); };

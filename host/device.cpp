@@ -154,7 +154,7 @@ private:
                                            "apt install avahi-daemon, or: systemctl start avahi-daemon");
     }
 
-    // A machine is a device without Bluetooth too.
+    // Bluetooth is optional.
     QuviewDFX::HealthCheck CheckBluetooth() const
     {
         const Linux::BluetoothState state = bluetooth_->state();

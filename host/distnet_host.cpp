@@ -174,7 +174,7 @@ void DistNetHost::ScanDevices(Answer<DeviceList> answer)
         answer(result, devices);
     };
     if (softBus) {
-        // The soft bus's thread is not the place to write an answer.
+        // Writing an answer may block, which the soft bus's thread must not.
         softBus->Scan([answerNow] { Tasks::ElasticPool::Shared().Post(answerNow); });
     } else {
         answerNow();

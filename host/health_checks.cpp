@@ -45,7 +45,7 @@ void CheckTrust(const HealthFacts& facts, std::vector<HealthCheck>& checks)
         } else {
             found.account =
                 Unhealthy("account", found.account.message + ": the daemon could not take it over",
-                          std::string("Mend what it says: journalctl -u distnet; then: ") + RESTART_COMMAND);
+                          std::string("Repair what the log names: journalctl -u distnet; then: ") + RESTART_COMMAND);
         }
     }
     // CheckIdentity cannot compare this clock with others, because it does not know the peers. Compare it here with the
@@ -80,7 +80,7 @@ std::optional<Security::AccessPolicy> CheckPolicy(const std::filesystem::path& f
     Result<Security::AccessPolicy> policy = Security::AccessPolicy::Load(file);
     if (!policy) {
         checks.push_back(Unhealthy("policy", policy.error().message + "; from the next start it lets only root in",
-                                   "Mend it, then restart the daemon: systemctl restart distnet"));
+                                   "Correct it, then restart the daemon: systemctl restart distnet"));
         return std::nullopt;
     }
     struct stat status {};
@@ -95,7 +95,7 @@ std::optional<Security::AccessPolicy> CheckPolicy(const std::filesystem::path& f
     return std::move(policy.value());
 }
 
-const char* HowItStands(ServiceLife service)
+const char* ServiceText(ServiceLife service)
 {
     switch (service) {
         case ServiceLife::RUNNING:
@@ -118,7 +118,7 @@ void CheckDaemon(const HealthFacts& facts, std::vector<HealthCheck>& checks)
     }
     checks.push_back(Healthy("daemon", std::string("distnetd ") + DistNetVersion() + ", " +
                                            std::to_string(facts.abilities) + " abilities present, service " +
-                                           HowItStands(facts.service)));
+                                           ServiceText(facts.service)));
 }
 
 void CheckPeers(const HealthFacts& facts, std::vector<HealthCheck>& checks)
@@ -166,7 +166,7 @@ std::optional<HealthCheck> FaultOf(const HealthFacts& facts, const Simulated::De
         if (fails && entry.key.starts_with("faults." + kind + ".")) {
             const std::string healthy = entry.key.ends_with(".code") ? "=0" : "=false";
             return Unhealthy(check, "it is told to fail: " + entry.key + "=" + entry.value,
-                             "Take the fault away: " + SimSet(facts, entry.key + healthy));
+                             "Remove the fault: " + SimSet(facts, entry.key + healthy));
         }
     }
     return std::nullopt;
@@ -176,7 +176,7 @@ HealthCheck CheckRadio(const HealthFacts& facts, const Result<Simulated::DeviceS
 {
     if (!state) {
         return Unhealthy("radio", state.error().message,
-                         "Mend it, or start anew with the defaults: rm " +
+                         "Correct it, or go back to the defaults: rm " +
                              (facts.configuration.stateDir / Simulated::DEVICE_STATE_FILE).string() +
                              ", then restart the daemon");
     }

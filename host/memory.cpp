@@ -14,7 +14,7 @@ std::shared_ptr<IdleMemory> IdleMemory::Make(Tasks::Timers& timers)
     return std::shared_ptr<IdleMemory>(new IdleMemory(timers));
 }
 
-void IdleMemory::Note()
+void IdleMemory::MarkActive()
 {
     last_ = timers_.Now();
     if (!armed_.exchange(true)) {

@@ -22,7 +22,7 @@ public:
 
     static std::shared_ptr<IdleMemory> Make(Tasks::Timers& timers = Tasks::Timers::System());
     // Call when something has happened. Does not block.
-    void Note();
+    void MarkActive();
 
 private:
     explicit IdleMemory(Tasks::Timers& timers) : timers_(timers) {}

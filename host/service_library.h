@@ -9,8 +9,7 @@
 namespace Vexo::Host {
 
 // Returns an absolute path: the configured one, else libdistnet_service.so beside this program if it exists there, else
-// in
-// ../lib.
+// the one in ../lib.
 std::filesystem::path FindServiceLibrary(const std::filesystem::path& configured);
 
 class ServiceLibrary : public NoCopyable {

@@ -15,12 +15,12 @@ using namespace QuviewDFX;
 
 constexpr mode_t ALL_RIGHTS = 07777;
 
-// Who can connect to the socket, besides root.
-struct Reach {
+// The users who can connect to the socket, besides root and the socket's owner.
+struct SocketAccess {
     bool everyone = true;
-    bool group = true;  // the socket's group
+    bool group = true;  // the members of groupName
     std::string owner;
-    std::string groupName;
+    std::string groupName;  // the socket's group
 };
 
 std::string OctalOf(mode_t mode)
@@ -31,44 +31,44 @@ std::string OctalOf(mode_t mode)
 }
 
 // Connecting needs the right to write to the socket and to search each folder above it (unix(7)).
-Reach ReachOf(const std::filesystem::path& socket, const struct stat& status)
+SocketAccess AccessOf(const std::filesystem::path& socket, const struct stat& status)
 {
-    Reach reach{(status.st_mode & S_IWOTH) != 0, (status.st_mode & S_IWGRP) != 0, UserName(status.st_uid),
-                GroupName(status.st_gid)};
+    SocketAccess access{(status.st_mode & S_IWOTH) != 0, (status.st_mode & S_IWGRP) != 0, UserName(status.st_uid),
+                        GroupName(status.st_gid)};
     const std::filesystem::path absolute = std::filesystem::absolute(socket);
     for (std::filesystem::path folder = absolute.parent_path();; folder = folder.parent_path()) {
         struct stat above {};
         if (::stat(folder.c_str(), &above) == 0) {
             const bool open = (above.st_mode & S_IXOTH) != 0;
-            reach.everyone = reach.everyone && open;
-            reach.group = reach.group && (above.st_gid == status.st_gid ? (above.st_mode & S_IXGRP) != 0 : open);
+            access.everyone = access.everyone && open;
+            access.group = access.group && (above.st_gid == status.st_gid ? (above.st_mode & S_IXGRP) != 0 : open);
         }
         if (folder == folder.parent_path()) {
-            return reach;
+            return access;
         }
     }
 }
 
 // The first user or group that the policy admits but that cannot reach the socket; empty when there is none.
-std::string ShutOut(const Security::AccessPolicy& policy, const Reach& reach)
+std::string FindShutOut(const Security::AccessPolicy& policy, const SocketAccess& access)
 {
     for (const Security::PolicyEntry& entry : policy.entries) {
-        const bool isRoot = entry.user == "root" || entry.user == "0" || entry.user == reach.owner;
-        const bool inGroup = !entry.group.empty() && entry.group == reach.groupName && reach.group;
-        if (entry.tokenType != Security::TOKEN_SHELL && !reach.everyone && !isRoot && !inGroup) {
+        const bool isRoot = entry.user == "root" || entry.user == "0" || entry.user == access.owner;
+        const bool inGroup = !entry.group.empty() && entry.group == access.groupName && access.group;
+        if (entry.tokenType != Security::TOKEN_SHELL && !access.everyone && !isRoot && !inGroup) {
             return entry.user.empty() ? "group " + entry.group : "user " + entry.user;
         }
     }
     return "";
 }
 
-std::string WhoCan(const Reach& reach)
+std::string ConnectText(const SocketAccess& access)
 {
-    if (reach.everyone) {
+    if (access.everyone) {
         return "every user may connect, the policy decides";
     }
-    std::string who = reach.owner == "root" ? "root" : "root and " + reach.owner;
-    return "only " + who + (reach.group ? " and group " + reach.groupName : "") + " can connect";
+    std::string who = access.owner == "root" ? "root" : "root and " + access.owner;
+    return "only " + who + (access.group ? " and group " + access.groupName : "") + " can connect";
 }
 
 }  // namespace
@@ -86,13 +86,13 @@ HealthCheck CheckSocket(const Configuration& configuration, const Security::Acce
                          path + " has mode " + OctalOf(status.st_mode) + ", but ipc.socket_mode is " + OctalOf(wanted),
                          "Set it back: chmod " + OctalOf(wanted) + " " + path);
     }
-    const Reach reach = ReachOf(configuration.ipcSocket, status);
-    const std::string out = configuration.accessPolicy.empty() ? "" : ShutOut(policy, reach);
+    const SocketAccess access = AccessOf(configuration.ipcSocket, status);
+    const std::string out = configuration.accessPolicy.empty() ? "" : FindShutOut(policy, access);
     if (!out.empty()) {
-        return Unhealthy("socket", "the policy lets " + out + " in, but " + WhoCan(reach) + " to " + path,
+        return Unhealthy("socket", "the policy lets " + out + " in, but " + ConnectText(access) + " to " + path,
                          "Set ipc.socket_mode to \"0666\", and ipc.socket to a path in a folder that they can enter");
     }
-    return Healthy("socket", path + " (" + OctalOf(status.st_mode) + "): " + WhoCan(reach));
+    return Healthy("socket", path + " (" + OctalOf(status.st_mode) + "): " + ConnectText(access));
 }
 
 }  // namespace Vexo::Host

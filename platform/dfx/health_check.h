@@ -1,4 +1,4 @@
-// HealthCheck: one thing that was looked at, how it stands, and how to mend it: a line of `distnetctl doctor`. The
+// HealthCheck: one thing that was checked, its state, and how to repair it: a line of `distnetctl doctor`. The
 // daemon checks what it can see, distnetctl what is left when there is none. Value type; any thread. Neither text holds
 // a secret.
 #pragma once
@@ -13,7 +13,7 @@ struct HealthCheck {
     std::string name;          // one word: "identity"
     std::optional<bool> good;  // none: not checked; the message says why
     std::string message;       // how it stands, or what is wrong
-    std::string advice;        // how to mend it, a command where there is one; may be empty
+    std::string advice;        // how to repair it, with a command if there is one; may be empty
 };
 
 inline HealthCheck Healthy(std::string name, std::string message)

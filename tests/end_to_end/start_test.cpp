@@ -144,7 +144,7 @@ TEST_F(StartTest, TooShortLimitIsNamedAsTheCause)
     })) << joining.output;
     EXPECT_EQ(joining.exitCode, 5);
     EXPECT_THAT(joining.output, testing::AllOf(testing::HasSubstr("the limit of 600 ms (--timeout) was too short"),
-                                               testing::HasSubstr("The joining goes on")));
+                                               testing::HasSubstr("still joining")));
 }
 
 }  // namespace

@@ -68,7 +68,7 @@ const Broken ROWS[] = {
     {"account", "could not take it over", "journalctl", [](Phone& p) { p.facts.devices.reset(); }},
     {"clock", "is valid from", "timedatectl", [](Phone& p) { p.facts.now -= 24h * 30; }},
     {"clock", "5 min behind laptop's", "timedatectl", [](Phone& p) { p.facts.devices->front().clockAhead = 5min; }},
-    {"policy", "policy.json:1:2: ", "Mend it", [](Phone& p) { p.Policy("{"); }},
+    {"policy", "policy.json:1:2: ", "Correct it", [](Phone& p) { p.Policy("{"); }},
     {"daemon", "No such file", "library", [](Phone& p) { p.facts.serviceLibrary = "/nonexistent/x.so"; }},
     {"socket", "mode 0600", "chmod 0666", [](Phone& p) { chmod(p.facts.configuration.ipcSocket.c_str(), 0600); }},
     {"socket", "user 64999", "ipc.socket_mode",

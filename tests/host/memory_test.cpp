@@ -35,7 +35,7 @@ TEST(IdleMemory, GivesFreeHeapPagesBackOnceTheDaemonHasBeenQuiet)
     Tests::ManualTimers timers;
     const auto memory = IdleMemory::Make(timers);
     for (int note = 0; note < 3; ++note) {
-        memory->Note();
+        memory->MarkActive();
         timers.Advance(IdleMemory::QUIET - std::chrono::seconds(1));
     }
     EXPECT_GE(FreeAtTop(), held / 4);

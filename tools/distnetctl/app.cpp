@@ -122,7 +122,7 @@ void AddDaemonCommands(CLI::App& app, Request& request)
     AddCommand(app, request, "status", "Show how the daemon and this device's Wi-Fi stand",
                "  distnetctl status\n  distnetctl --socket ./phone/ipc.sock status",
                [&](Output& output) { return RunStatus(request.options, output); });
-    CLI::App* doctor = AddCommand(app, request, "doctor", "Check everything, and say how to mend what is wrong",
+    CLI::App* doctor = AddCommand(app, request, "doctor", "Check everything, and say how to repair what is wrong",
                                   "  distnetctl doctor\n  distnetctl --socket ./phone/ipc.sock doctor",
                                   [&](Output& output) { return RunDoctor(request.options, output); });
     AddState(doctor, request);

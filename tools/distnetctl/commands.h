@@ -53,8 +53,7 @@ int RunEvents(const GlobalOptions& options, Output& output, bool follow, const s
 int RunTraceStart(const GlobalOptions& options, Output& output);
 int RunTraceStop(const GlobalOptions& options, Output& output, const std::filesystem::path& file, uint32_t recording);
 
-// ---- Account and enrolment (account_commands.cpp): these work on files in the state folder
-// -----------------------------
+// ---- Account and enrolment, on files in the state folder (account_commands.cpp) -----------------------------------
 int RunAccountCreate(const GlobalOptions& options, Output& output, const std::string& name,
                      const std::string& deviceName);
 int RunAccountShow(const GlobalOptions& options, Output& output);

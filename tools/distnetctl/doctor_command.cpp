@@ -73,7 +73,7 @@ Checks CheckHere(const GlobalOptions& options, const Client::CallResult& call)
                            "netdev " +
                                user);
         daemon = Healthy("daemon", "it answers");
-        reason = "not checked: the daemon does not tell this user";
+        reason = "not checked: the daemon refuses this user";
     } else if (call.status == Client::CallStatus::UNREACHABLE && !socket.good.value_or(true)) {
         daemon = NotChecked("daemon", "not checked: needs the socket");
     } else if (call.status != Client::CallStatus::UNREACHABLE) {

@@ -37,7 +37,7 @@ int RunDevices(const GlobalOptions& options, Output& output, bool scans)
     return WithClient(options, output, [&](Client::DistNetClient& client) {
         Host::DeviceList list;
         if (scans) {
-            output.Status("looking who is there");
+            output.Status("trying every device");
         }
         const Client::CallResult call = scans ? client.ScanDevices(list.devices) : client.GetDevices(list.devices);
         if (!call.Succeeded()) {

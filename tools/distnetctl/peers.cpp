@@ -99,7 +99,7 @@ Json PeerDetails(const Peer& peer)
     return details;
 }
 
-std::string Ago(const Peer& peer)
+std::string LastSeenText(const Peer& peer)
 {
     if (peer.online) {
         return "now";
@@ -111,7 +111,7 @@ std::string Ago(const Peer& peer)
 std::string PeerLine(const Peer& peer)
 {
     return Column(peer.name, 20) + " " + Column(NameOf(peer.type), 9) + " " + Column(ShortId(peer.networkId), 14) +
-           " " + Column(Ago(peer), 11) + " " + (peer.online ? "reachable" : "away");
+           " " + Column(LastSeenText(peer), 11) + " " + (peer.online ? "reachable" : "away");
 }
 
 std::string ReachedAt(const Peer& peer)

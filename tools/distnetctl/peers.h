@@ -1,5 +1,5 @@
-// The other devices of the account: prints them, and finds the one that a person names by its name, its network id, the
-// beginning of either, or the short form of the id. Functions without state; only FindPeer blocks, for the daemon's
+// The other devices of the account: prints them, and finds one by its name, its network id, the beginning of either, or
+// the short form of the id. Functions without state; any thread. Only FindPeer blocks: it waits for the daemon's
 // answer.
 #pragma once
 
@@ -34,9 +34,9 @@ std::optional<Peer> FindPeer(Client::DistNetClient& client, const std::string& w
 // {"peer", "network_id"}: the first members of the details of an outcome about one peer.
 Json PeerDetails(const Peer& peer);
 
-// When the peer was last reached: "now", "5 min ago", "2 h ago", "3 d ago".
-std::string Ago(const Peer& peer);
-// The heading of the list of devices, and a line of it.
+// The time since the last contact with the peer: "now", "5 min ago", "2 h ago", "3 d ago".
+std::string LastSeenText(const Peer& peer);
+// The list of devices: its heading, and the line of one device, PEER_LINE_WIDTH columns wide.
 inline constexpr const char* PEER_HEADING = "NAME                 TYPE      NETWORK ID     LAST SEEN   STATE";
 std::string PeerLine(const Peer& peer);
 inline constexpr size_t PEER_LINE_WIDTH = 71;

@@ -161,7 +161,7 @@ private:
         const std::string advice = AdviceOn("radio", checks);
         return WithDetails(
             NotDone(why + ", so it cannot join " + peer_.name + "'s hotspot; " + peer_.name + " was not asked",
-                    advice.empty() ? "`distnetctl doctor` says how to mend it." : advice));
+                    advice.empty() ? "`distnetctl doctor` says how to repair it." : advice));
     }
 
     Outcome Refused(const Client::CallResult& call, double requestMs)
@@ -203,8 +203,8 @@ private:
                    " this device's, so it may not accept this device's certificate; set the one that is wrong";
         }
         const bool staysAway = !peer_.online && !now->online && now->lastSeen == peer_.lastSeen;
-        return staysAway ? "it is away, and did not answer where it was last reached, " + Ago(peer_) + ", over " +
-                               ReachedAt(peer_)
+        return staysAway ? "it is away, and did not answer where it was last reached, " + LastSeenText(peer_) +
+                               ", over " + ReachedAt(peer_)
                          : call.message;
     }
 
@@ -234,7 +234,7 @@ private:
                 return WithDetails({EXIT_TIMED_OUT, CODE_TIMED_OUT, "TIMED_OUT",
                                     GivenTime() + " was too short: " + peer_.name +
                                         " opened its hotspot, but this device has not joined it yet",
-                                    "The joining goes on. `distnetctl status` shows how it stands; allow more with "
+                                    "The device is still joining: see `distnetctl status`. Allow more time with "
                                     "--timeout SECONDS.",
                                     nullptr});
             }

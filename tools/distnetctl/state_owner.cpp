@@ -40,7 +40,7 @@ Outcome StateFailure(const std::filesystem::path& stateDir, std::string message,
     return NotDone(std::move(message),
                    IsClosedToUser(stateDir)
                        ? "Only the owner of " + stateDir.string() +
-                             " and root may look into it: use sudo, or name another folder with --state DIR."
+                             " and root may read it: use sudo, or name another folder with --state DIR."
                        : std::move(advice));
 }
 

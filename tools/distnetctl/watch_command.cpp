@@ -31,7 +31,7 @@ Snapshot ShowLive(WatchSource& source, Wakeup& wakeup, bool colour, std::chrono:
 {
     Screen screen(colour);
     WatchHistory history;
-    Snapshot snapshot = source.Look();
+    Snapshot snapshot = source.Read();
     history.Take(snapshot);
     auto next = Clock::System().Now() + interval;
     while (!IsHopeless(snapshot)) {
@@ -53,7 +53,7 @@ Snapshot ShowLive(WatchSource& source, Wakeup& wakeup, bool colour, std::chrono:
             case WakeReason::KEY:
                 break;
         }
-        snapshot = source.Look();
+        snapshot = source.Read();
         history.Take(snapshot);
         next = Clock::System().Now() + interval;
     }
@@ -97,7 +97,7 @@ Snapshot ShowLines(WatchSource& source, Wakeup& wakeup, Output& output, std::chr
 {
     ChangeFinder finder;
     for (;;) {
-        Snapshot snapshot = source.Look();
+        Snapshot snapshot = source.Read();
         if (IsHopeless(snapshot)) {
             return snapshot;
         }

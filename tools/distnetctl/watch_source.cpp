@@ -14,7 +14,7 @@ WatchSource::WatchSource(std::string socket, std::chrono::milliseconds limit, Wa
 {
 }
 
-Snapshot WatchSource::Look()
+Snapshot WatchSource::Read()
 {
     Snapshot snapshot;
     snapshot.time = Clock::System().WallNow();

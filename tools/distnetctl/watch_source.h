@@ -31,7 +31,7 @@ public:
     // Events before since are left out.
     WatchSource(std::string socket, std::chrono::milliseconds limit, WallTime since);
 
-    Snapshot Look();
+    Snapshot Read();
 
 private:
     Client::CallResult Ask(Snapshot& snapshot);

@@ -44,7 +44,7 @@ void AddStatus(const Snapshot& snapshot, bool roomy, std::vector<ScreenLine>& pi
 
 std::string NarrowPeerLine(const Peer& peer)
 {
-    return Column(peer.name, 16) + " " + (peer.online ? "reachable" : "away, " + Ago(peer));
+    return Column(peer.name, 16) + " " + (peer.online ? "reachable" : "away, " + LastSeenText(peer));
 }
 
 // rows: the most lines to add, the heading included.
