@@ -1,7 +1,7 @@
 // InboundLinks: connections that other devices open to this one. Each passes four steps: the proof that it belongs to
 // the account (admission.h), the TLS handshake, HELLO, and a second frame: OPEN opens a session, GOODBYE says that the
-// device stops, CLOSE ends the greeting. The number of connections on the way there and the time for each are limited.
-// Used on the reactor thread; nothing blocks.
+// device stops, CLOSE ends the greeting. The number of connections in these steps and the time for each are limited.
+// Used on the reactor thread. No call blocks.
 #pragma once
 
 #include <list>

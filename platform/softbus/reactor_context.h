@@ -1,5 +1,5 @@
-// ReactorContext: what finding devices and sessions share of their soft bus. The reactor thread's, but for the known
-// devices and the sightings, which lock themselves, and the values that never change.
+// ReactorContext: the state of a soft bus that discovery and sessions share. Used on the reactor thread, except for the
+// known devices and the sightings, which lock themselves, and the values that never change.
 #pragma once
 
 #include <asio/io_context.hpp>
@@ -29,7 +29,7 @@ struct ReactorContext : public NoCopyable {
     Hello ownHello;
     size_t peerShare = 0;  // sessions that one peer may have opened
     std::function<void()> onlineChanged;
-    // Lets the channels that can listen harder for that long; false when there is none.
+    // Makes the channels listen more intensively for that time (AnnouncementChannel::Seek); false if none can.
     std::function<bool(std::chrono::milliseconds limit)> seek;
     KnownDevices devices;
     Sightings sightings;
@@ -38,17 +38,18 @@ struct ReactorContext : public NoCopyable {
     // For contracts: whether the calling thread runs the reactor.
     bool RunsOnThisThread() const { return reactor->get_executor().running_in_this_thread(); }
 
-    // The verified device said that HELLO over that transport: records it, and the devices that are forgotten for it.
+    // Records the HELLO of a verified device, and reports reachability that changes, also of devices that are forgotten
+    // because there are too many.
     void AddDevice(const std::string& networkId, const Hello& hello, const std::string& transport);
-    // Announced now, or spoken with recently. Any thread.
+    // Known and announced now, or with recent contact. Any thread.
     bool IsReachable(const std::string& networkId) const;
-    // After something that may have changed IsReachable: logs a change, and calls onlineChanged.
+    // Call after anything that may have changed IsReachable: logs a change, and calls onlineChanged.
     void UpdateReachability(const std::string& networkId);
 
-    // Whether one of the link types is a way to devices that are heard only when somebody seeks them; no types: any.
+    // Whether a transport of these link types finds devices only by seeking (Dial); no types: any transport.
     bool CanSeek(const std::vector<int32_t>& linkTypes) const;
 
-    // Null for a name that no transport has.
+    // Returns null if no transport has the name.
     Transport* FindTransport(const std::string& name) const;
 
     std::shared_ptr<Link> MakeClientLink(Stream stream, const std::string& peerNetworkId) const

@@ -24,7 +24,7 @@ sptr<ISoftBusService> SoftBusAbility()
     return Vexo::FindAbility<ISoftBusService>(Vexo::SOFTBUS_SERVER_SA_ID);
 }
 
-// A text that names something: there, not empty and not endless.
+// Whether the text can be a name: not null, not empty and not too long.
 bool IsName(const char* text)
 {
     const size_t length = text != nullptr ? ::strnlen(text, MAX_NAME + 1) : 0;

@@ -278,7 +278,7 @@ void Server::Stop()
 void Server::RunReactor()
 {
     pthread_setname_np(pthread_self(), "softbus");
-    // What was being done when an exception came is lost; the reactor's other work goes on.
+    // The handler that threw is lost; the reactor goes on with the others.
     while (!QuviewDFX::RunGuarded(LOG_SOFTBUS, "reactor work", [this] { context_.reactor->run(); })) {
     }
     MutexLock lock(lifeMutex_);

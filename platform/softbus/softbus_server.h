@@ -19,8 +19,8 @@
 
 namespace Vexo::SoftBus {
 
-// How many sessions one peer may have opened to this device, those that wait for a session server included: an eighth
-// of what there may be, so that no peer keeps others, or this device's own opens, from theirs.
+// How many sessions one peer may have open to this device, those that wait for a session server included: an eighth of
+// all, so that one peer cannot use up the sessions of other peers and of this device.
 inline constexpr size_t MAX_SESSIONS_OF_PEER = 128;
 
 // What the host calls the file of known devices (discovery/known_devices.h).
@@ -56,11 +56,11 @@ public:
     // The address that peers use, with the port really bound.
     virtual std::string ListenAddress() const = 0;
     virtual SoftBusCounts Counts() const = 0;
-    // Looks who is there: greets every known device and every one that is heard, so that Nodes() says what is so now.
-    // done: once, within 5 s, on the reactor thread or in the call; must not block.
+    // Greets every known device and every announced one, so that Nodes() is up to date when done is called: once,
+    // within 5 s, on the reactor thread or in this call. done must not block.
     virtual void Scan(std::function<void()> done) = 0;
-    // Says goodbye, fails opens, closes sessions after what was accepted is delivered (within 1 s), writes the known
-    // devices. Blocks for that. Idempotent.
+    // Sends GOODBYE, fails sessions that are opening, closes open ones after the accepted bytes are delivered (within
+    // 1 s), and writes the known devices. Blocks until that is done. Idempotent.
     virtual void Stop() = 0;
 };
 

@@ -18,13 +18,13 @@ struct Node {
     std::string deviceId;
     std::string deviceName;
     uint16_t deviceTypeId = 0;
-    bool online = false;     // reachable: it announces itself, or was spoken with in the last 5 minutes
-    int64_t lastSeenMs = 0;  // when it was spoken with last: milliseconds since 1970, UTC; now while it is reachable
-    // Its clock less this device's, provided that neither was set since it said so. Nothing before it has said so
-    // in this run, and while it is away; how far its clock is off is known as long as it is heard.
+    bool online = false;     // reachable: it announces itself, or the last contact was in the last 5 minutes
+    int64_t lastSeenMs = 0;  // time of the last contact: milliseconds since 1970, UTC; now while it is reachable
+    // How far its clock is ahead of this device's: by its last HELLO in this run if it is reachable, else by its
+    // announcement if that shows a difference; otherwise empty.
     std::optional<std::chrono::milliseconds> clockAhead{};
-    std::string transport{};  // over which it would be tried first: "tcp"
-    std::string address{};    // where, in the transport's notation; empty for one that only connected from outside
+    std::string transport{};  // of the address that would be tried first: "tcp"
+    std::string address{};    // in the transport's notation; empty for a device that only connected to this one
 };
 
 // Device types that a node announces.

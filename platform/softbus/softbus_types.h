@@ -11,8 +11,8 @@ inline constexpr uint32_t MAX_SESSION_BYTES = 4 * 1024 * 1024;  // one message
 // Kinds of sessions.
 enum SessionDataType : int32_t { TYPE_MESSAGE = 1, TYPE_BYTES = 2, TYPE_STREAM = 4 };
 
-// Ways to reach a peer, tried in the order that the opener names them. 1 and 2 are a wireless LAN (a TCP connection), 4
-// is Bluetooth.
+// How a peer is reached; tried in the order in which the opener names them. 1 and 2 are a wireless LAN (a TCP
+// connection), 4 is Bluetooth.
 enum LinkType : int32_t { LINK_TYPE_NONE = 0, LINK_TYPE_WIFI_5G = 1, LINK_TYPE_WIFI_2G = 2, LINK_TYPE_BR = 4 };
 
 // What the soft bus functions return (0 is success), and what an opened callback's result carries when the open failed.

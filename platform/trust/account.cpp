@@ -87,7 +87,7 @@ Certificate MakeAccountCertificate(EVP_PKEY* key, const std::string& name)
     return certificate;
 }
 
-// A device belongs to its account no longer than there is one.
+// A device certificate ends with its account's at the latest.
 bool LimitExpiry(X509* certificate, const ASN1_TIME* last)
 {
     return ASN1_TIME_compare(X509_get0_notAfter(certificate), last) <= 0 || X509_set1_notAfter(certificate, last) == 1;

@@ -18,9 +18,10 @@ inline constexpr std::chrono::hours ACCOUNT_VALIDITY{24 * 3652};
 inline constexpr std::chrono::hours DEVICE_VALIDITY{24 * 3652};
 inline constexpr size_t MAX_ACCOUNT_NAME = 64;  // X.520 upper bound of a common name
 
-// Makes an account named accountName with its first link key, and enrols this device under deviceName. Where the
-// account's key is already, no account is made: the device gets what it lacks of a certificate of that key and a link
-// key, and accountName must be the account's. Refused when the device has an account and lacks nothing.
+// Makes an account named accountName with its first link key, and enrols this device under deviceName. If the folder
+// holds an account's key already, no account is made: the device gets the certificate and the link key if they are
+// missing, and accountName must be the name of that account. Refused when the device has an account and nothing is
+// missing.
 [[nodiscard]] Result<void> CreateAccount(const std::filesystem::path& folder, const std::string& accountName,
                                          const std::string& deviceName);
 

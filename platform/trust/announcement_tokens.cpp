@@ -75,7 +75,7 @@ public:
         return ReadWithin(token, clock_.WallNow(), MAX_DIFFERENCE);
     }
 
-    std::optional<TokenOwner> ReadOf(WallTime time, std::string_view token) const override
+    std::optional<TokenOwner> ReadMadeAt(WallTime time, std::string_view token) const override
     {
         return ReadWithin(token, time, NEIGHBOURS);
     }

@@ -1,9 +1,9 @@
 // AnnouncementTokens: the 8 bytes by which a device is found by others nearby. They are new every 15 minutes. Any
-// device of the account reads from a token whose it is, even of a device that it never met; for everybody else a token
-// is noise. A token is a tag of 4 bytes and the first 4 bytes of the network id, encrypted; the tag authenticates those
-// bytes and serves as the IV of their encryption (a synthetic IV: RFC 5297), both with HMAC-SHA256 (RFC 2104). Each
-// transport has a key of its own, derived from the account's link key (link_key.h). Bytes: docs/link.md. Any thread;
-// nothing blocks.
+// device of the account can read from a token which device made it, even one that it never met; for everybody else a
+// token is noise. A token is a tag of 4 bytes and the first 4 bytes of the network id, encrypted; the tag authenticates
+// those bytes and serves as the IV of their encryption (a synthetic IV: RFC 5297), both with HMAC-SHA256 (RFC 2104).
+// Each transport has a key of its own, derived from the account's link key (link_key.h). Bytes: docs/link.md. Any
+// thread. No call blocks.
 #pragma once
 
 #include <chrono>
@@ -44,14 +44,14 @@ public:
     // This period's token, TOKEN_BYTES long, of the device with that network id (64 hex characters). Empty only when
     // memory is short. A new period begins at each quarter of an hour, UTC.
     virtual std::string MakeToken(std::string_view networkId) const = 0;
-    // Whose token it is, when it was made in this period, the one before or the one after. Nothing for other bytes.
-    // Six hashes at most for each valid link key.
+    // The device that made the token, if it was made in this period, the one before or the one after; else nullopt.
+    // Computes at most six hashes for each valid link key.
     virtual std::optional<TokenOwner> Read(std::string_view token) const = 0;
-    // As Read, and also reads tokens of clocks that differ by up to MAX_TOKEN_CLOCK_DIFFERENCE. 770 hashes at most for
-    // each valid link key: not for everything that a stranger can send.
+    // As Read, and also reads tokens of clocks that differ by up to MAX_TOKEN_CLOCK_DIFFERENCE. Computes up to 770
+    // hashes for each valid link key, so the caller must limit how often strangers can cause it.
     virtual std::optional<TokenOwner> ReadOfAnyClock(std::string_view token) const = 0;
-    // As Read, with that time for the clock's: for a token that is known to be that old.
-    virtual std::optional<TokenOwner> ReadOf(WallTime time, std::string_view token) const = 0;
+    // As Read, for a token that was made at about that time.
+    virtual std::optional<TokenOwner> ReadMadeAt(WallTime time, std::string_view token) const = 0;
 
 protected:
     AnnouncementTokens() = default;

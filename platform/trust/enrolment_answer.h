@@ -21,7 +21,7 @@ struct EnrolmentAnswer {
 [[nodiscard]] Result<std::string> SealAnswer(const EnrolmentAnswer& answer, EVP_PKEY* accountKey);
 
 // Decrypts and decodes the answer, and checks that the account named in it signed it and the link keys are of that
-// account. What the certificates are worth is for the caller to check. MALFORMED when pem is no such answer or is
+// account. The caller must check the certificates. MALFORMED when pem is no such answer or is
 // damaged, UNTRUSTED when it is for another key or signed by another, INVALID_ARGUMENT when it is of a newer format.
 [[nodiscard]] Result<EnrolmentAnswer> OpenAnswer(const std::string& pem, EVP_PKEY* deviceKey);
 

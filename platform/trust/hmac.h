@@ -1,5 +1,5 @@
 // HMAC-SHA256 (RFC 2104) under the keys that an account's link keys give for one purpose (link_key.h). Used by
-// platform/trust only. Constant once made: any thread; nothing blocks.
+// platform/trust only. Constant once made: any thread. No call blocks.
 #pragma once
 
 #include <openssl/evp.h>

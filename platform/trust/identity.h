@@ -8,7 +8,8 @@
 // The network id is the lower-case hex SHA-256 of the device's public key (DER SubjectPublicKeyInfo, RFC 5280).
 // Functions block on the disk and on key generation; any thread. Files are created atomically; a key that others can
 // read, a damaged file, or a certificate of another key is refused with an error that names the file and what to do.
-// Whether certificates are valid now is not asked here (a clock may still be wrong) but in each handshake, by the peer.
+// The validity period of certificates is not checked here (this clock may still be wrong) but in each handshake, by the
+// peer.
 // Next: account.h (enrolment), tls_context.h and link_key.h (use).
 #pragma once
 
@@ -51,7 +52,7 @@ struct Identity {
 
 // Loads the identity; creates folder, key and device id on first use.
 [[nodiscard]] Result<Identity> LoadOrCreateIdentity(const std::filesystem::path& folder);
-// The same without the enrolment, which is not looked at: it may be damaged.
+// The same without the enrolment: its files are not read, so they may be damaged.
 [[nodiscard]] Result<Identity> LoadOrCreateUnenrolled(const std::filesystem::path& folder);
 // Loads; an error when there is none. Waits for an enrolment that another process is writing.
 [[nodiscard]] Result<Identity> LoadIdentity(const std::filesystem::path& folder);

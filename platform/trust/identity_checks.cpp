@@ -28,7 +28,7 @@ TimePoint TimeOf(const ASN1_TIME* time)
     return std::chrono::system_clock::from_time_t(timegm(&parts));
 }
 
-// What LoadIdentity says is wrong, its words on what to do about it taken off the end.
+// The error of LoadIdentity without the advice at its end.
 HealthCheck Damaged(const std::filesystem::path& folder, std::string message)
 {
     if (message.ends_with(DOCTOR_KNOWS)) {

@@ -105,7 +105,7 @@ Result<SecretText> ReadSecretFile(const std::filesystem::path& file)
     if (!opened) {
         return Fail(opened.error().code, opened.error().message + DOCTOR_KNOWS);
     }
-    // Of what is open, so that nobody exchanges the file between the check and the reading.
+    // Checks the open file, so that nobody can replace it between the check and the reading.
     if (auto kept = CheckKept(opened.value().Get(), file); !kept) {
         return Failure(std::move(kept).error());
     }

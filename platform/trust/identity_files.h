@@ -23,24 +23,26 @@ inline constexpr const char* LINK_KEY_FILE = "link.key";
 
 inline constexpr mode_t SECRET_FILE_MODE = 0600;
 
-// False also when it cannot be known; what is then tried with the file says why.
+// Returns false also if the answer is not known, for example without access to the folder; using the file then fails
+// with the reason.
 bool FileExists(const std::filesystem::path& file);
 
-// What a person does about a file that others could read, before the command that ends a message.
+// Goes before the command at the end of a message about a key that others may have read: the command is for the case
+// that nobody did.
 inline constexpr const char* IF_NOT_KNOWN = " If not: ";
-// Who says what to do about a file of an identity that is damaged or missing, as the end of a message.
-inline constexpr const char* DOCTOR_KNOWS = "; `distnetctl doctor` says how to mend it";
+// The end of a message about a damaged or missing file of an identity: which command gives the advice.
+inline constexpr const char* DOCTOR_KNOWS = "; `distnetctl doctor` says how to repair it";
 
 // Makes the folder (0700) with its parents if it is missing; refuses one that others may enter.
 [[nodiscard]] Result<void> PrepareIdentityFolder(const std::filesystem::path& folder);
 [[nodiscard]] Result<void> CheckIdentityFolder(const std::filesystem::path& folder);
-// READ waits for who holds WRITE, WRITE for all.
+// READ locks exclude WRITE locks; a WRITE lock excludes all others.
 enum class FolderLock { READ, WRITE };
-// Keeps other processes and threads that lock the folder waiting until the result goes (flock(2)).
+// Waits for the lock (flock(2)). It is released when the result is destroyed.
 [[nodiscard]] Result<UniqueFd> LockIdentityFolder(const std::filesystem::path& folder, FolderLock kind);
 
 [[nodiscard]] Result<std::string> ReadDeviceIdFile(const std::filesystem::path& file);
-// A secret as it is on the disk. Refuses a link, and a file that others own, can read or can exchange.
+// Reads a secret. Refuses a symbolic link, and a file that others own, can read or can replace.
 [[nodiscard]] Result<SecretText> ReadSecretFile(const std::filesystem::path& file);
 [[nodiscard]] Result<PrivateKey> ReadKeyFile(const std::filesystem::path& file);
 [[nodiscard]] Result<Certificate> ReadCertificateFile(const std::filesystem::path& file);

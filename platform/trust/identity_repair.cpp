@@ -15,7 +15,7 @@ namespace {
 
 constexpr const char* RESTORE_IT = "Restore it from a copy";
 
-// A word of a shell command, whatever it holds; a plain one stays as it is.
+// Quotes text as one word of a shell command, where that is necessary.
 std::string Quoted(const std::string& word)
 {
     constexpr const char* PLAIN = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_./+-";
@@ -29,7 +29,7 @@ std::string Quoted(const std::string& word)
     return quoted + "'";
 }
 
-// A command for each of the files that is there.
+// One command for each of the files that exists.
 std::vector<std::string> MoveAway(const std::filesystem::path& folder, const std::vector<const char*>& names)
 {
     std::vector<std::string> commands;
@@ -108,7 +108,7 @@ std::string Reissue(const std::filesystem::path& folder, std::vector<const char*
     const auto accountKey = ReadKeyFile(accountKeyFile);
     (void)OpenSslReason();
     if (!accountKey || IsForeignKey(folder, accountKey.value().get())) {
-        // Of no use here, and `account install` refuses to go on beside it.
+        // It cannot be used, and `account install` refuses while it exists.
         replaced.push_back(ACCOUNT_KEY_FILE);
         std::vector<std::string> commands = MoveAway(folder, replaced);
         commands.push_back(Tool(folder, "account request device.csr"));

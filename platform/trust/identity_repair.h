@@ -1,6 +1,6 @@
-// How a person mends an identity folder (identity.h): which of its files can be made anew, and by which commands. What
-// cannot be made anew is the account's key; no advice moves or replaces a usable one. Blocks on the disk; any thread;
-// changes nothing. Who shows it: identity_checks.h.
+// Advice for a person who repairs an identity folder (identity.h): the commands that make its files anew. The account's
+// key cannot be made anew, so no advice moves or replaces a usable one. Blocks on the disk; any thread; changes
+// nothing. Used by identity_checks.h.
 #pragma once
 
 #include <filesystem>

@@ -35,7 +35,7 @@ Result<LinkKey> GenerateLinkKey(uint32_t number)
 
 SecretBytes DeriveKey(const LinkKey& key, std::string_view purpose)
 {
-    // OpenSSL takes its inputs through pointers to what is not const and writes to none of them.
+    // OpenSSL takes its inputs through pointers to non-const and does not write to them.
     std::string digest = "SHA256";
     SecretBytes secret = key.bytes;
     std::string info(purpose);
@@ -48,7 +48,7 @@ SecretBytes DeriveKey(const LinkKey& key, std::string_view purpose)
     const OpenSslPtr<EVP_KDF> hkdf(EVP_KDF_fetch(nullptr, OSSL_KDF_NAME_HKDF, nullptr));
     const OpenSslPtr<EVP_KDF_CTX> context(EVP_KDF_CTX_new(hkdf.get()));
     SecretBytes derived{};
-    // A key that was not derived would be one that everybody knows.
+    // Without the derivation the key would be all zeros, which everybody knows.
     DISTNET_CHECK(context && EVP_KDF_derive(context.get(), derived.data(), derived.size(), parameters.data()) == 1,
                   "HKDF with SHA-256 is part of OpenSSL's default provider");
     return derived;

@@ -1,7 +1,7 @@
 // The link key: a symmetric secret that every device of an account has. It is made with the account and handed out with
 // each enrolment. Its bytes themselves are never used: DeriveKey gives each purpose a key of its own. Link keys are
 // numbered from 1; after a change the key before stays valid until a date, so that a device that has not learned of the
-// change is still understood. No state; nothing blocks; any thread.
+// change is still understood. No state. Any thread. No call blocks.
 // Next: link_key_file.h (the file), account.h and docs/enrolment.md (how a device gets the keys).
 #pragma once
 

@@ -1,8 +1,9 @@
-// Preamble: how the two ends of a new connection tell, before TLS, that both belong to the account. The server sends a
-// challenge, 16 random bytes. The client answers with a proof, HMAC-SHA256 (RFC 2104) over challenge and first message
-// under the preamble key, and with that message: the TLS record that holds its ClientHello (RFC 8446, 4.1.2). So a
-// stranger gets 16 random bytes and costs one hash, and a proof fits no other connection and no other key share. The
-// preamble key is derived from the account's link key (link_key.h). Bytes: docs/link.md. Any thread; nothing blocks.
+// Preamble: how a server checks, before TLS, that the client of a new connection belongs to the account. The server
+// sends a challenge, 16 random bytes. The client answers with a proof, HMAC-SHA256 (RFC 2104) over challenge and first
+// message under the preamble key, and with that message: the TLS record that holds its ClientHello (RFC 8446, 4.1.2).
+// So a stranger gets 16 random bytes and costs one hash, and a proof fits no other connection and no other key share.
+// The preamble key is derived from the account's link key (link_key.h). Bytes: docs/link.md. Any thread. No call
+// blocks.
 #pragma once
 
 #include <memory>

@@ -28,7 +28,7 @@ public:
     virtual ~TlsContext() = default;
 
     // A TLS object for one connection; null only when memory is short. For a client, peerNetworkId is the device that
-    // must answer (empty: whoever does), and the ticket of an earlier session with it is offered.
+    // must answer (empty: any), and the ticket of an earlier session with it is offered.
     virtual SslPtr NewClient(const std::string& peerNetworkId) = 0;
     virtual SslPtr NewServer() = 0;
 

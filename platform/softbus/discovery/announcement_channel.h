@@ -1,7 +1,7 @@
-// AnnouncementChannel: one way in which devices announce themselves to others nearby and hear of them: a folder that
-// they share (folder_channel.h), DNS-SD on the LAN (a backend's). What is announced is a token
-// (trust/announcement_tokens.h) and where the device listens. An announcement is only a hint where to try: the
-// handshake decides who is there.
+// AnnouncementChannel: a medium on which devices announce themselves and receive the announcements of others nearby: a
+// folder that they share (folder_channel.h), or DNS-SD on the LAN (a backend's). An announcement holds a token
+// (trust/announcement_tokens.h) and the addresses at which the device listens. It is only a hint: the handshake at an
+// address proves which device is there.
 #pragma once
 
 #include <chrono>
@@ -25,10 +25,10 @@ struct Announcement {
 
 class AnnouncementChannel {
 public:
-    // A device's announcement is new or has changed, or has ended (nullopt). name: unique in this channel until the
-    // announcement ends. On a thread of the channel, one call at a time; must not block.
+    // Called when an announcement is new, has changed, or has ended (nullopt). name: unique in this channel until the
+    // announcement ends. Called on a thread of the channel, one call at a time; must not block.
     using Heard = std::function<void(const std::string& name, const std::optional<Announcement>& announcement)>;
-    // Whether a token is of this account, so that the channel spends nothing on others. Any thread.
+    // Whether a device of this account made the token, so that the channel can ignore the others. Any thread.
     using IsOurs = std::function<bool(const std::string& token)>;
 
     virtual ~AnnouncementChannel() = default;
@@ -37,17 +37,18 @@ public:
     // Transport::Name() of the addresses that it announces; the tokens are made for that one.
     virtual std::string TransportName() const { return "tcp"; }
 
-    // Announces token, reports what is there, and listens. Blocks for a short time. An error means that the channel can
-    // never work. Temporary faults, such as a daemon that is not running, are retried and return no error. Call once.
+    // Announces token, reports the announcements of others that exist now, and listens for new ones. Blocks for a short
+    // time. An error means that the channel can never work. Temporary faults, such as a daemon that is not running, are
+    // retried and return no error. Call once.
     [[nodiscard]] virtual Result<void> Start(const std::string& token, IsOurs isOurs, Heard heard) = 0;
-    // Announces this token from now on, before the announcement of the one before ends. An empty token changes nothing:
-    // the one before stays announced. Does not block.
+    // Replaces the announced token; the announcement of the previous token ends only after the new one is out. An empty
+    // token changes nothing. Does not block.
     virtual void Announce(const std::string& token) = 0;
-    // Listens more intensively for that time, because a wanted device is not heard. False for a channel that always
-    // hears what there is. Does not block.
+    // Listens more intensively for that time, because the announcement of a wanted device is missing. Returns false if
+    // the channel always listens like that. Does not block.
     virtual bool Seek(std::chrono::milliseconds /*limit*/) { return false; }
-    // Ends the announcement and listening, within a second unless a disk or a daemon hangs. No callback runs after it
-    // returns. Not from a callback. Idempotent; the destructor does it too.
+    // Ends the announcement and stops listening. Blocks for less than a second, unless a disk or a daemon hangs. No
+    // callback runs after it returns. Must not be called from a callback. Idempotent; the destructor calls it too.
     virtual void Withdraw() = 0;
 };
 

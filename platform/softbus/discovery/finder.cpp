@@ -110,8 +110,8 @@ void Finder::OnAnnouncement(const std::string& channel, const std::string& name,
     }
 }
 
-// A device that announces itself with a token of the account, and is not known yet: one greeting at a time, which tries
-// what is heard meanwhile too. Addresses that are left alone are not tried.
+// Greets a device that announces itself with a token of the account and is not known yet. One greeting of a device runs
+// at a time, and also tries addresses that are announced meanwhile. Avoided addresses are not tried.
 void Finder::GreetStranger(const std::string& idPrefix)
 {
     if (!greetedStrangers_.insert(idPrefix).second) {
@@ -162,7 +162,7 @@ void Finder::GreetDevice(const std::string& networkId, bool seeks, std::function
            .routes = [this, networkId] { return RoutesTo(context_, networkId); },
            .done =
                [this, networkId](const GreetingResult& result) {
-                   // One that refused is there.
+                   // A device that refused is not away.
                    if (!result.isGreeted && result.dial.wasTried && result.dial.end != LinkEnd::REFUSED) {
                        MarkAway(context_, networkId, result.dial.took);
                    }

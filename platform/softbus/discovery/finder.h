@@ -1,6 +1,6 @@
 // Finder: finds the other devices of the account. It greets unknown devices that announce themselves, each configured
-// address until a device answers there, the known devices after the start, and all of them on a scan. On Stop it says
-// goodbye. It keeps no connection. Used on the reactor thread; no call blocks.
+// address until a device answers there, the known devices after the start, and all of them on a scan. On Stop it sends
+// GOODBYE. It keeps no connection open. Used on the reactor thread. No call blocks.
 #pragma once
 
 #include <asio/steady_timer.hpp>
@@ -28,9 +28,9 @@ inline constexpr std::chrono::milliseconds FIRST_STRANGER_PAUSE{5'000};
 inline constexpr std::chrono::milliseconds LAST_STRANGER_PAUSE{3'600'000};
 inline constexpr std::chrono::milliseconds GREETING_LIMIT{5'000};
 inline constexpr size_t MAX_GREETINGS = 16;  // at once; others wait
-// A scan ends by then; greetings that it began may still go on.
+// A scan ends after this time at the latest; greetings that it began may still go on.
 inline constexpr std::chrono::milliseconds SCAN_LIMIT{5'000};
-// What a device that stops spends to reach those that it spoke with recently, and how many of them.
+// A device that stops sends GOODBYE to at most this many devices with recent contact, within this time.
 inline constexpr std::chrono::milliseconds GOODBYE_LIMIT{500};
 inline constexpr size_t MAX_GOODBYES = 16;
 
@@ -41,14 +41,15 @@ public:
 
     void AddConfigured(const PeerAddress& where);
     void GreetKnownDevices();
-    // An announcement came, changed or ended (announcement_channel.h).
+    // Call when an announcement is new, has changed or has ended (AnnouncementChannel::Heard).
     void OnAnnouncement(const std::string& channel, const std::string& name,
                         const std::optional<Announcement>& announcement);
-    // A token period has begun.
+    // Call when a token period begins.
     void DropOldAnnouncements();
-    // Greets every known device and every one that is heard. done: once, when all have answered or at SCAN_LIMIT.
+    // Greets every known device and every announced one. done is called once, when all greetings of known devices have
+    // ended or after SCAN_LIMIT.
     void Scan(std::function<void()> done);
-    // Ends all of that and says goodbye. done: once, within GOODBYE_LIMIT. No other call from then on.
+    // Ends all greetings and sends GOODBYE. done is called once, within GOODBYE_LIMIT. No other call may follow.
     void Stop(std::function<void()> done);
 
 private:
@@ -59,7 +60,7 @@ private:
     void GreetConfigured(const ConfiguredPtr& configured);
     void ConfiguredFailed(const ConfiguredPtr& configured, const GreetingResult& result);
     void GreetStranger(const std::string& idPrefix);
-    // Tries the device once, however many ask, and marks it away when none of its addresses leads to it.
+    // Greets the device, or joins a greeting of it that is running. Marks it away if it is reached at no address.
     void GreetDevice(const std::string& networkId, bool seeks, std::function<void()> done);
     void Greet(Task task);
     void StartNext();
@@ -69,10 +70,10 @@ private:
     std::set<ConfiguredPtr> configured_;
     std::list<Task> waiting_;
     std::set<std::shared_ptr<Greeting>> running_;
-    // Who waits for the greeting of each device that waits or runs, by network id.
+    // By network id: the callbacks of those who wait for the greeting of a device.
     std::map<std::string, std::vector<std::function<void()>>> greetedDevices_;
-    std::set<std::string> greetedStrangers_;       // how the ids begin of those whose greeting waits or runs
-    std::vector<std::function<void()>> scanDone_;  // of scans under way
+    std::set<std::string> greetedStrangers_;       // id prefixes whose greeting waits or runs
+    std::vector<std::function<void()>> scanDone_;  // of the running scan
     size_t scanLeft_ = 0;                          // greetings that they wait for
     asio::steady_timer scanTimer_;
     bool stopped_ = false;

@@ -17,7 +17,7 @@ namespace {
 
 constexpr int FORMAT_VERSION = 2;
 constexpr size_t MAX_FILE_BYTES = 4096;
-// Others may have to read it under another user id, and there is nothing secret in it.
+// Devices that run as other users must be able to read it, and it holds no secret.
 constexpr mode_t READABLE_BY_ALL = 0644;
 constexpr auto MAX_AGE = 2 * Trust::TOKEN_PERIOD;
 
@@ -37,7 +37,7 @@ std::string RandomHex()
     return HexOfText({reinterpret_cast<const char*>(&number), sizeof(number)});
 }
 
-// Empty for a file that is no announcement; one that is being written has another name.
+// Empty for a file that is no announcement; a file that is being written has another name.
 std::string TokenOfFileName(std::string_view name)
 {
     constexpr size_t randomAt = TOKEN_CHARACTERS + 1;
@@ -120,7 +120,7 @@ Result<void> FolderChannel::Start(const std::string& token, IsOurs isOurs, Heard
     token_ = token;
     isOurs_ = std::move(isOurs);
     heard_ = std::move(heard);
-    // First, so that no change is missed; its thread waits for the lock.
+    // Started before the folder is read, so that no change is missed; its thread waits for the lock.
     auto watcher = FolderWatcher::Start(folder_, [this](const std::string& fileName) { OnChange(fileName); });
     if (!watcher) {
         return Failure(std::move(watcher).error());
@@ -159,7 +159,8 @@ void FolderChannel::Withdraw()
     ownFiles_.clear();
 }
 
-// On the watcher's thread. Without a name when the folder has gone or is back, or when events were lost.
+// Runs on the watcher's thread. fileName is empty when the folder was removed or is there again, or when events were
+// lost.
 void FolderChannel::OnChange(const std::string& fileName)
 {
     const MutexLock lock(mutex_);
@@ -177,7 +178,7 @@ void FolderChannel::OnChange(const std::string& fileName)
     CheckAllFiles();
 }
 
-// On the strand.
+// Runs on the strand.
 void FolderChannel::Replace(const std::string& token)
 {
     const MutexLock lock(mutex_);
@@ -189,7 +190,8 @@ void FolderChannel::Replace(const std::string& token)
         if (const auto written = WriteOwnFile(); written) {
             RemoveOwnFilesBut(ownFile_);
         } else {
-            QuviewDFX::LogWarn(LOG_SOFTBUS, "this device is not announced anew: %{public}s", written.error().message);
+            QuviewDFX::LogWarn(LOG_SOFTBUS, "this device's announcement is not renewed: %{public}s",
+                               written.error().message);
         }
     }
     CheckReportedFiles();
@@ -209,7 +211,7 @@ Result<void> FolderChannel::AnnounceIfMissing()
 
 Result<void> FolderChannel::WriteOwnFile()
 {
-    // A name of its own each time: others could follow the device by a part that stays.
+    // A new name each time: strangers could follow the device by a part of the name that stays.
     const std::string fileName = HexOfText(token_) + SEPARATOR + RandomHex() + std::string(SUFFIX);
     Result<void> written = WriteFileAtomically(folder_ / fileName, EncodeFolderAnnouncement({token_, {listening_}}),
                                                READABLE_BY_ALL, Sync::LATER);

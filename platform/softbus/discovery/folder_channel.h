@@ -5,10 +5,10 @@
 // A file is opened only when its name's token is of this account. A running device writes a new file each period. A
 // file older than two periods is from a device that crashed, and is ignored. Ages are judged when a file changes and at
 // each Announce, so an idle channel does not wake up.
-// A folder that is removed takes its announcements with it; when it is back, this device is announced in it again.
-// Start and Withdraw block on the disk and are called by one thread at a time; Announce is for any thread and hands
-// over to a strand. IsOurs and Heard run on the starting thread, the folder watcher's and the strand's, one at a time,
-// with the channel's lock held: of the channel they may call Announce only.
+// When the folder is removed, its announcements end; when it is there again, this device announces itself in it again.
+// Start and Withdraw block on the disk and are called by one thread at a time. Announce may be called on any thread; it
+// posts its work to a strand. IsOurs and Heard run on the thread of Start, of the folder watcher or of the strand, one
+// at a time, with the channel's lock held: the only function of the channel that they may call is Announce.
 #pragma once
 
 #include <filesystem>
@@ -29,18 +29,19 @@
 
 namespace Vexo::SoftBus {
 
-// The text of a file, and back; its one address is set. The error says what is wrong in which file.
+// Converts an announcement with exactly one address to the text of its file, and back. The error names the file and
+// what is wrong in it.
 std::string EncodeFolderAnnouncement(const Announcement& announcement);
 [[nodiscard]] Result<Announcement> DecodeFolderAnnouncement(const std::string& text, const std::string& fileName);
 
 class FolderChannel final : public AnnouncementChannel, public NoCopyable {
 public:
-    // Whether a token that was written then is this device's own, of this run or an earlier one: the files of an
-    // earlier run are removed at the start, and when the folder comes back. Called for every file then, so it may take
-    // a while. Threads: as IsOurs.
+    // Whether this device made the token of a file that was written at that time, in this run or an earlier one. Used
+    // to remove the files of earlier runs at the start and when the folder is there again. It is called for every file
+    // then, so it may take a while. Threads: as IsOurs.
     using IsOwn = std::function<bool(const std::string& token, WallTime then)>;
 
-    // The folder is made if it is missing. clock outlives the channel.
+    // Start creates the folder if it is missing. clock must outlive the channel.
     FolderChannel(std::filesystem::path folder, PeerAddress listening, IsOwn isOwn,
                   const Clock& clock = Clock::System());
     ~FolderChannel() override;
@@ -48,7 +49,7 @@ public:
     std::string Name() const override { return "folder"; }
     [[nodiscard]] Result<void> Start(const std::string& token, IsOurs isOurs, Heard heard) override EXCLUDES(mutex_);
     void Announce(const std::string& token) override;
-    // Leaves no file of this device, also on a disk that is slow: it waits for one that is being written.
+    // Removes all files of this device. Waits for a file that is being written, also on a slow disk.
     void Withdraw() override EXCLUDES(mutex_);
 
 private:
@@ -72,9 +73,9 @@ private:
     bool isWithdrawn_ GUARDED_BY(mutex_) = false;
     IsOurs isOurs_ GUARDED_BY(mutex_);
     Heard heard_ GUARDED_BY(mutex_);
-    std::string token_ GUARDED_BY(mutex_);               // to be announced
-    std::string ownFile_ GUARDED_BY(mutex_);             // the name of the one that announces it; empty: none does
-    std::set<std::string> ownFiles_ GUARDED_BY(mutex_);  // names of all that this run wrote and has not removed
+    std::string token_ GUARDED_BY(mutex_);    // the token to announce
+    std::string ownFile_ GUARDED_BY(mutex_);  // the name of the file that announces token_; empty if there is none
+    std::set<std::string> ownFiles_ GUARDED_BY(mutex_);                // files that this run wrote and has not removed
     std::map<std::string, Announcement> reported_ GUARDED_BY(mutex_);  // by file name
     Tasks::Strand strand_;
     std::unique_ptr<FolderWatcher> watcher_;

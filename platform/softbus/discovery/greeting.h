@@ -1,5 +1,5 @@
-// Greeting: connects, exchanges HELLO and closes, so that both devices know each other. Of kind GOODBYE: connects and
-// sends HELLO, GOODBYE and CLOSE, because this device stops. Used on the reactor thread; no call blocks.
+// Greeting: connects, exchanges HELLO and closes, so that both devices know each other. A greeting of kind GOODBYE
+// connects and sends HELLO, GOODBYE and CLOSE, because this device stops. Used on the reactor thread. No call blocks.
 #pragma once
 
 #include <functional>
@@ -15,7 +15,7 @@ enum class GreetingKind { HELLO, GOODBYE };
 
 struct GreetingResult {
     bool isGreeted = false;
-    DialResult dial{};  // when it is not: how the dial ended, or the link after it
+    DialResult dial{};  // if isGreeted is false: how the dial, or the link after it, ended
 };
 
 class Greeting : public LinkOwner, public std::enable_shared_from_this<Greeting>, public NoCopyable {

@@ -1,5 +1,5 @@
-// HELLO, the first frame of each side on every link: what this device says of itself, and how what another says becomes
-// known. The reactor's; nothing blocks.
+// HELLO, the first frame that each side sends on a link: it describes the sending device, and makes it known to the
+// receiving one. Used on the reactor thread. No call blocks.
 #pragma once
 
 #include <chrono>
@@ -12,11 +12,12 @@ namespace Vexo::SoftBus {
 // The payload of this device's HELLO, with its clock as it is now.
 std::string OwnHello(const ReactorContext& context);
 
-// The other side of that link has said HELLO: its device is known from now on. where: the address that the link was
-// dialled at, or the one that it came from. False when the HELLO is damaged; the link has ended then.
+// Handles the HELLO of the device at the other end of the link: that device is known from now on. where: the address
+// that was dialled, or the one that the connection came from. Returns false if the HELLO is damaged; the link has ended
+// then.
 bool OnHello(ReactorContext& context, Link& link, const std::string& payload, const PeerAddress& where);
 
-// The device said goodbye, or was tried for that long and none of its addresses led to it.
+// Call when the device said GOODBYE, or when a dial that took triedFor reached it at none of its addresses.
 void MarkAway(ReactorContext& context, const std::string& networkId, std::chrono::steady_clock::duration triedFor);
 
 }  // namespace Vexo::SoftBus

@@ -25,7 +25,7 @@ constexpr mode_t FILE_MODE = 0600;
 constexpr size_t MAX_FILE_BYTES = 16 * 1024 * 1024;
 constexpr int64_t LAST_MS = 253'402'300'799'999;  // the end of the year 9999
 
-// How old the times in the file may become while devices are met.
+// The file is written at most this often when only times have changed.
 constexpr std::chrono::minutes SAVE_PAUSE{1};
 
 std::chrono::milliseconds SinceBoot(const Clock& clock)
@@ -100,7 +100,7 @@ bool SameInAnyOrder(const std::vector<PeerAddress>& one, const std::vector<PeerA
     return std::is_permutation(one.begin(), one.end(), other.begin(), other.end());
 }
 
-// The fresh ones, then those of before that are none of them, as many as a device may have.
+// The fresh addresses, then the others of before, up to MAX_KNOWN_ADDRESSES.
 std::vector<PeerAddress> FreshFirst(std::vector<PeerAddress> fresh, const std::vector<PeerAddress>& before)
 {
     std::copy_if(before.begin(), before.end(), std::back_inserter(fresh),
@@ -131,7 +131,7 @@ void KnownDevices::UseFile(const std::filesystem::path& file, const std::string&
         return;
     }
     if (!record) {
-        // What it holds may be good: nothing is written over it.
+        // The content of the file may be good, so it is not overwritten.
         file_.clear();
         QuviewDFX::LogError(LOG_SOFTBUS, "%{public}s; the devices in it are unknown, and others are not kept",
                             record.error().message);
@@ -208,7 +208,7 @@ void KnownDevices::MarkAway(const std::string& networkId, std::chrono::steady_cl
     }
 }
 
-// A device that was spoken with recently is never forgotten.
+// Devices with recent contact are never forgotten.
 std::vector<std::string> KnownDevices::ForgetOldest()
 {
     std::vector<std::string> forgotten;

@@ -1,15 +1,15 @@
-// KnownDevices: the devices of this account that have passed a handshake and said HELLO, in this run or, with a file,
-// in an earlier one: who they are, when this device spoke with them last, and where they were reached. The reactor
-// writes, any thread reads. Only UseFile and Flush block; the file is written on a strand of its own. Where devices
-// announce themselves now: sightings.h.
+// KnownDevices: the devices of this account that have passed a handshake and sent HELLO, in this run or, with a file,
+// in an earlier one: their names and ids, the time of the last contact, and the addresses at which they were reached.
+// The reactor thread writes, any thread reads. Only UseFile and Flush block; the file is written on a strand of its
+// own. Announcements: sightings.h.
 //
 // The file (mode 0600, replaced by rename):
 //   {"version": 1, "account": "<64 hex>", "devices": [
 //     {"network_id": "<64 hex>", "device_id": "<64 hex>", "name": "phone", "type": 1,
 //      "reached_ms": 1795347000000, "reached_over": "tcp",
 //      "addresses": [{"transport": "tcp", "address": "192.0.2.7:40117"}]}]}
-// It is written when a device is new, when its name, type, id or addresses have changed, when the times in it are more
-// than a minute old as a device says HELLO, and by Flush.
+// The file is written by Flush, and on a HELLO of a device that is new, whose name, type, id or addresses have changed,
+// or that comes more than a minute after the last write.
 #pragma once
 
 #include <chrono>
@@ -29,13 +29,13 @@
 
 namespace Vexo::SoftBus {
 
-// What a file that cannot be used is renamed to, after its own name.
+// Appended to the name of a file that cannot be used.
 inline constexpr const char* UNUSABLE_SUFFIX = ".unusable";
-// Beyond it the device that is away and was not reached for longest is forgotten.
+// When there are more, the device that is away and whose last contact is oldest is forgotten.
 inline constexpr size_t MAX_KNOWN_DEVICES = 256;
 inline constexpr size_t MAX_KNOWN_ADDRESSES = 8;  // of one device
 
-// For how long a device counts as reachable after it was spoken with.
+// A device counts as reachable for this long after the last contact with it.
 inline constexpr std::chrono::minutes CONTACT_LIFE{5};
 
 class KnownDevices : public NoCopyable {
@@ -44,39 +44,41 @@ public:
     // Waits for a write under way.
     ~KnownDevices();
 
-    // Takes over the devices that the file keeps for that account (the network id of its key) and keeps the file up to
-    // date from now on. Once at most, before any other call; without it all is in memory only. Blocks on the disk. A
-    // file that is damaged, or of a later version, is renamed and logged; one that cannot be read is logged and left
-    // alone, and all is in memory only; devices of another account are forgotten.
+    // Loads the devices that the file holds for that account (the network id of its key), and keeps the file up to date
+    // from now on. Call at most once, before any other call; without it the devices are in memory only. Blocks on the
+    // disk. A damaged file, or one of a later version, is renamed and logged. One that cannot be read is logged and
+    // never written; the devices are in memory only then. Devices of another account are forgotten.
     void UseFile(const std::filesystem::path& file, const std::string& account) EXCLUDES(mutex_);
 
-    // That verified device said hello over that transport. The addresses of hello go before those known already.
-    // Returns the network ids of the devices that are forgotten because there are more than MAX_KNOWN_DEVICES now.
+    // Records the HELLO of a verified device, which came over that transport. Its addresses go before those known
+    // already. Returns the network ids of devices that were forgotten because there were more than MAX_KNOWN_DEVICES.
     std::vector<std::string> AddOrUpdate(const std::string& networkId, const Hello& hello, const std::string& transport)
         EXCLUDES(mutex_);
-    // Something came from it that long ago. No change for an unknown device, or when it was marked away since.
+    // Records that the device sent something that long ago. Does nothing for an unknown device. Does not undo a later
+    // MarkAway.
     void RecordContact(const std::string& networkId, std::chrono::steady_clock::duration ago) EXCLUDES(mutex_);
-    // It said goodbye, or was tried for that long at every address in vain: it does not count as spoken with recently
-    // any more, unless it was spoken with in that time.
+    // Call when the device said GOODBYE, or when a dial that took triedFor reached it at no address: earlier contact no
+    // longer counts as recent, except contact during that dial.
     void MarkAway(const std::string& networkId, std::chrono::steady_clock::duration triedFor) EXCLUDES(mutex_);
 
     bool IsKnown(const std::string& networkId) const EXCLUDES(mutex_);
-    // The known device whose network id begins so; empty when there is none.
+    // The network id of the known device whose id begins with the prefix; empty if there is none.
     std::string FindByPrefix(const std::string& idPrefix) const EXCLUDES(mutex_);
     bool HadRecentContact(const std::string& networkId) const EXCLUDES(mutex_);
-    // Where the device can be reached, the last first; empty for an unknown one.
+    // The addresses of the device, those of its last HELLO first; empty for an unknown device.
     std::vector<PeerAddress> Addresses(const std::string& networkId) const EXCLUDES(mutex_);
-    // All, in no order. Online are those that were spoken with recently; clockAhead is there for the others too.
+    // All known devices, in no order. online is true after recent contact; clockAhead is also set for devices that are
+    // away.
     std::vector<Node> List() const EXCLUDES(mutex_);
 
-    // Writes what has changed and waits for that.
+    // Writes changes to the file, and blocks until that is done.
     void Flush() EXCLUDES(mutex_);
 
 private:
     struct Entry {
         Node node;  // online, address and clockAhead are filled in by List
         std::vector<PeerAddress> addresses;
-        // Both by Clock::BootNow; empty before the first time in this run.
+        // Both are times of Clock::BootNow; empty before the first contact or MarkAway in this run.
         std::optional<SteadyTime> lastContact;
         std::optional<SteadyTime> awayAt;
         // The device's clock less Clock::BootNow, at its last HELLO. Empty before its first HELLO in this run.
@@ -97,7 +99,7 @@ private:
     bool isChanged_ GUARDED_BY(mutex_) = false;  // since the last write
     bool isQueued_ GUARDED_BY(mutex_) = false;   // a write waits on the strand
     SteadyTime savedAt_ GUARDED_BY(mutex_){};    // when a write was last queued
-    bool hasFailed_ = false;                     // the last write; the strand's
+    bool hasFailed_ = false;                     // the last write; used on the strand only
     Tasks::Strand strand_;
 };
 

@@ -46,7 +46,7 @@ void PeriodTimer::Wait()
             return;
         }
         uint64_t turns = 0;
-        // Fails with ECANCELED when the clock was set; which of both it was makes no difference.
+        // Fails with ECANCELED when the clock was set. Both cases are handled in the same way.
         [[maybe_unused]] const ssize_t got = ::read(timer_.native_handle(), &turns, sizeof(turns));
         if (!Arm()) {
             QuviewDFX::LogError(

@@ -1,6 +1,6 @@
-// PeriodTimer: tells when a token period begins (trust/announcement_tokens.h) and when somebody has set this machine's
-// clock, by one descriptor of the kernel (timerfd_create(2)), so that nothing wakes up in between. Used on the reactor
-// thread.
+// PeriodTimer: calls back when a token period begins (trust/announcement_tokens.h) and when this machine's clock was
+// set. It uses one kernel timer (timerfd_create(2)), so the process does not wake up in between. Used on the reactor
+// thread. No call blocks.
 #pragma once
 
 #include <asio/io_context.hpp>
@@ -16,7 +16,8 @@ class PeriodTimer : public NoCopyable {
 public:
     explicit PeriodTimer(asio::io_context& reactor) : timer_(reactor) {}
 
-    // Calls turned on the reactor at each turn until Stop. Once.
+    // Calls turned on the reactor thread at the beginning of each period and after each clock change, until Stop. Call
+    // once.
     [[nodiscard]] Result<void> Start(std::function<void()> turned);
     void Stop();
 

@@ -52,7 +52,7 @@ bool Sightings::IsOurs(const std::string& transport, const std::string& token)
 bool Sightings::IsOwn(const std::string& transport, const std::string& token, WallTime then) const
 {
     const Trust::AnnouncementTokens& tokens = *tokens_.at(transport);
-    std::optional<Trust::TokenOwner> owner = tokens.ReadOf(then, token);
+    std::optional<Trust::TokenOwner> owner = tokens.ReadMadeAt(then, token);
     if (!owner) {
         owner = tokens.ReadOfAnyClock(token);
     }
@@ -162,11 +162,11 @@ void Sightings::MarkAnswered(const std::string& networkId)
     }
 }
 
-void Sightings::RecordHandshake(const std::string& idPrefix, const PeerAddress& where, bool isFailure)
+void Sightings::RecordHandshake(const std::string& idPrefix, const PeerAddress& where, bool hasFailed)
 {
     const MutexLock lock(mutex_);
     const std::pair place(PrefixOf(idPrefix), where);
-    if (!isFailure) {
+    if (!hasFailed) {
         avoided_.erase(place);
         return;
     }

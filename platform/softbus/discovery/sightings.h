@@ -1,6 +1,6 @@
-// Sightings: the announcements of this account's devices that are heard now, on all channels, and which addresses are
-// better left alone. A sighting tells whose it is by its token, so also of a device that was never met. The reactor
-// writes, any thread reads; nothing blocks.
+// Sightings: the current announcements of this account's devices, from all channels, and the addresses to avoid because
+// a handshake failed there. The token of an announcement identifies its device, also one that this device never met.
+// The reactor thread writes, any thread reads. No call blocks.
 #pragma once
 
 #include <chrono>
@@ -19,14 +19,14 @@
 
 namespace Vexo::SoftBus {
 
-inline constexpr size_t MAX_SIGHTINGS = 1024;        // those beyond are not taken
+inline constexpr size_t MAX_SIGHTINGS = 1024;        // further ones are ignored
 inline constexpr size_t MAX_SIGHTING_ADDRESSES = 8;  // of one announcement
-// An announcement counts for this long. Each device announces anew every period.
+// An announcement expires after this time. Each device renews its announcement every period.
 inline constexpr std::chrono::minutes SIGHTING_LIFE = 2 * Trust::TOKEN_PERIOD;
-// How long an address at which a handshake failed is not tried by itself.
+// An address at which a handshake failed is avoided for this long.
 inline constexpr std::chrono::minutes AVOID_TIME{10};
 inline constexpr size_t MAX_AVOIDED = 256;
-// Tokens of strangers that are compared with clocks far off, each minute.
+// Per minute, at most this many foreign tokens are compared with all clocks up to MAX_TOKEN_CLOCK_DIFFERENCE off.
 inline constexpr int MAX_DISTANT_READS = 60;
 
 class Sightings : public NoCopyable {
@@ -35,40 +35,41 @@ public:
 
     using TransportTokens = std::map<std::string, std::shared_ptr<const Trust::AnnouncementTokens>>;
 
-    // Before any other call. tokens: of each transport that a call names.
+    // Call before any other function. tokens: for each transport that is passed to a function.
     void SetTokens(std::string ownNetworkId, TransportTokens tokens);
 
     // This device's token of the period, for announcements of that transport.
     std::string OwnToken(const std::string& transport) const { return tokens_.at(transport)->MakeToken(ownNetworkId_); }
     // Whether a device of this account made the token, whatever its clock says.
     bool IsOurs(const std::string& transport, const std::string& token) EXCLUDES(mutex_);
-    // Whether this device made the token, whatever its clock says, or then.
+    // Whether this device made the token: at about the time then, or at any clock that ReadOfAnyClock covers.
     bool IsOwn(const std::string& transport, const std::string& token, WallTime then) const;
 
-    // Records a new or changed announcement, or its end (nothing). Returns how the network id of its device begins
-    // (Trust::TokenOwner::idPrefix); nothing if the announcement is this device's own, of no device of the account, or
-    // was not recorded.
+    // Records a new or changed announcement, or its end (nullopt). Returns the beginning of its device's network id
+    // (Trust::TokenOwner::idPrefix); nullopt if the announcement is this device's own, is of no device of the account,
+    // or was not recorded.
     std::optional<std::string> Set(const std::string& channel, const std::string& name,
                                    const std::optional<Announcement>& announcement) EXCLUDES(mutex_);
-    // Forgets announcements that were not renewed within SIGHTING_LIFE. Called once a period.
+    // Removes announcements that were not renewed within SIGHTING_LIFE. Call once a period.
     void DropOld() EXCLUDES(mutex_);
 
-    // Whether the device announces itself, and answered when it was tried since.
+    // Whether the device announces itself, and no dial has failed to reach it since.
     bool IsAnnounced(const std::string& networkId) const EXCLUDES(mutex_);
-    // Where devices announce themselves whose network id begins so, the last heard first.
+    // The announced addresses of devices whose network id begins with the prefix, the newest announcement first.
     std::vector<PeerAddress> Addresses(const std::string& idPrefix) const EXCLUDES(mutex_);
-    // By how much its clock is ahead, in whole periods, by the announcement that says least; 0 for a device that is not
-    // heard.
+    // How far the device's clock is ahead of this device's, in whole periods. If its announcements differ, the smallest
+    // difference counts. 0 for a device without an announcement.
     std::chrono::minutes ClockAhead(const std::string& networkId) const EXCLUDES(mutex_);
-    // How the network ids of all devices begin that announce themselves.
+    // The beginnings of the network ids of all devices that announce themselves.
     std::vector<std::string> AnnouncedIdPrefixes() const EXCLUDES(mutex_);
 
-    // None of the device's addresses led to it.
+    // Call when the device was reached at none of its addresses.
     void MarkUnanswered(const std::string& networkId) EXCLUDES(mutex_);
-    // The device was spoken with.
+    // Call after contact with the device.
     void MarkAnswered(const std::string& networkId) EXCLUDES(mutex_);
-    // A handshake with the device, whose id begins so, failed there (true) or was done (false).
-    void RecordHandshake(const std::string& idPrefix, const PeerAddress& where, bool isFailure) EXCLUDES(mutex_);
+    // Records the outcome of a handshake at that address with the device whose network id begins with the prefix: the
+    // address is avoided for AVOID_TIME after a failure, and no longer after a success.
+    void RecordHandshake(const std::string& idPrefix, const PeerAddress& where, bool hasFailed) EXCLUDES(mutex_);
     bool IsAvoided(const std::string& idPrefix, const PeerAddress& where) const EXCLUDES(mutex_);
 
 private:
@@ -90,7 +91,7 @@ private:
     std::map<std::pair<std::string, std::string>, Sighting> heard_ GUARDED_BY(mutex_);      // by channel and name
     std::map<std::pair<std::string, PeerAddress>, SteadyTime> avoided_ GUARDED_BY(mutex_);  // until when
     SteadyTime distantReadsSince_ GUARDED_BY(mutex_){};
-    int distantReads_ GUARDED_BY(mutex_) = 0;  // since then, of tokens that were nobody's
+    int distantReads_ GUARDED_BY(mutex_) = 0;  // since then, of foreign tokens
 };
 
 }  // namespace Vexo::SoftBus

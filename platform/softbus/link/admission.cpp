@@ -62,7 +62,7 @@ public:
             return;
         }
         challenge_ = std::move(challenge.value());
-        // A new connection's buffer takes this much; if not, the connection is of no use.
+        // The send buffer of a new connection has room for the challenge; if not, the connection cannot be used.
         if (::send(socket_.native_handle(), challenge_.data(), challenge_.size(), MSG_NOSIGNAL) !=
             static_cast<ssize_t>(challenge_.size())) {
             admission_.Refuse(shared_from_this(), "it takes no bytes");
@@ -106,7 +106,7 @@ private:
                 return;
             }
             if (got <= 0) {
-                // A device that gave up, or a look at the port: nothing was refused.
+                // The client closed first, as a port scan does: nothing was refused.
                 Close();
                 admission_.Forget(shared_from_this());
                 return;
@@ -175,7 +175,7 @@ void Admission::Accept(Stream stream, const PeerAddress& from, const std::string
     candidate->Start();
 }
 
-// One timer for all, which stays as it is while connections come and go: strangers are to cost little.
+// One timer for all connections, which is not restarted for each, so that strangers cost little.
 void Admission::WatchDeadlines(SteadyTime first)
 {
     watchesDeadlines_ = true;

@@ -1,8 +1,8 @@
-// Admission: the connections that others opened to this device, until each has proven that it is of the account
-// (trust/preamble.h). A stranger gets a challenge and a closed connection; no TLS object is made for it. What one
-// source can hold is bounded: when its share or the room for all is used up, its oldest connection is closed, so that
-// whoever answers at once always finds room. Refusals are logged at most once a minute and source. The reactor's;
-// nothing blocks.
+// Admission: the connections that others opened to this device, until each has proven that it belongs to the account
+// (trust/preamble.h). A stranger gets a challenge and a closed connection; no TLS object is made for it. The number of
+// connections is limited, in all and for each source. Beyond a limit the oldest connection is closed, so that a device
+// that answers the challenge at once is never kept out. Refusals are logged at most once a minute for each source.
+// Used on the reactor thread. No call blocks.
 #pragma once
 
 #include <asio/io_context.hpp>
@@ -28,8 +28,8 @@ namespace Vexo::SoftBus {
 inline constexpr std::chrono::milliseconds PROOF_LIMIT{2000};
 inline constexpr size_t MAX_UNPROVEN = 1024;
 inline constexpr size_t MAX_UNPROVEN_OF_SOURCE = 128;
-// Room of its own for sources that members have connected from: how many sources are remembered, and how many
-// connections they may have together.
+// Sources from which a member of the account has connected before have a limit of their own: how many such sources are
+// remembered, and how many connections they may have together.
 inline constexpr size_t MAX_MEMBER_SOURCES = 256;
 inline constexpr size_t MAX_UNPROVEN_OF_MEMBERS = 512;
 // The TLS record that holds a ClientHello, its header included.
@@ -47,9 +47,10 @@ public:
     ~Admission();
 
     void SetPreamble(std::shared_ptr<const Trust::Preamble> preamble) { preamble_ = std::move(preamble); }
-    // A stream that a transport accepted. source: what shares are counted by (Transport::SourceOf).
+    // Call for each stream that a transport accepted. source: the key by which connections are counted
+    // (Transport::SourceOf).
     void Accept(Stream stream, const PeerAddress& from, const std::string& source);
-    // A member's connection came from there.
+    // Call when a connection from that source turned out to be a member's: its later ones count as members'.
     void AddMemberSource(const std::string& source);
     // Logs the refusal of a connection from there, unless one was logged in the last minute.
     void LogRefusal(const std::string& source, const std::string& why);
@@ -76,7 +77,7 @@ private:
     Candidates members_;                         // of all_, the others
     std::map<std::string, Candidates> sources_;  // all, by source
     uint64_t accepted_ = 0;
-    std::list<std::string> memberSources_;  // the last heard of first
+    std::list<std::string> memberSources_;  // the most recent first
     QuviewDFX::LogLimit<std::string> refusals_;
     asio::steady_timer deadlines_;
     bool watchesDeadlines_ = false;

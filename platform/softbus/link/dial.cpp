@@ -11,8 +11,8 @@ namespace Vexo::SoftBus {
 
 namespace {
 
-// Which of two ends says more about why a device is not reached: one that answered and refused, over one that was
-// silent, over one that is not there.
+// Of several failed attempts the one with the largest weight is reported: a refusal before silence, and silence before
+// a connection that failed.
 int Weight(LinkEnd end)
 {
     switch (end) {

@@ -1,7 +1,8 @@
-// Dial: one try to reach a device: connects to its addresses, each a little after the one before it and at once when
-// all before it have failed (in the manner of RFC 8305), and keeps the first connection whose handshake is done. HELLO
-// is queued on it as the first frame (docs/link.md). A dial that seeks lets the channels listen harder when nothing has
-// led to the device, and tries the addresses that they hear. Used on the reactor thread; no call blocks.
+// Dial: one try to reach a device. It connects to the device's addresses, each a little after the previous one, or at
+// once when all previous ones have failed (as RFC 8305 does), and keeps the first connection whose handshake is done.
+// HELLO is queued on it as the first frame (docs/link.md). If no address has led to the device, a dial that seeks makes
+// the channels listen more intensively, and tries the addresses that they report. Used on the reactor thread. No call
+// blocks.
 #pragma once
 
 #include <asio/steady_timer.hpp>
@@ -28,7 +29,7 @@ struct Route {
 // A seeking dial starts to seek after this time without success, or at once when no route is left.
 inline constexpr std::chrono::milliseconds SEEK_DELAY{300};
 
-// Of one dial at a time, and in all.
+// Limits of one dial: attempts at the same time, and routes in all.
 inline constexpr size_t MAX_ATTEMPTS = 16;
 inline constexpr size_t MAX_ROUTES = 64;
 // An address is tried this long after the one before it (RFC 8305, "Connection Attempt Delay").
@@ -61,7 +62,7 @@ public:
     static std::shared_ptr<Dial> Start(ReactorContext& context, DialRequest request, Done done);
     // Done is not called from now on. Idempotent.
     void Cancel();
-    // A device has been heard: its new addresses are tried in their turn.
+    // Call when a new announcement was recorded: addresses that this dial does not know yet are tried after the others.
     void AddNewAddresses();
 
 private:

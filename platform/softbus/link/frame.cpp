@@ -26,7 +26,7 @@ constexpr KindRule KIND_RULES[] = {
     {FrameKind::GOODBYE, "GOODBYE", 0, 0},
 };
 
-// A declared length is only a claim: memory beyond this is taken as the bytes arrive.
+// A declared length may be false: memory beyond this is allocated only as the bytes arrive.
 constexpr size_t PAYLOAD_RESERVE_BYTES = 64 * 1024;
 
 constexpr size_t MAX_TEXT = 255;

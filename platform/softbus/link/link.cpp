@@ -373,7 +373,9 @@ bool Link::WriteChunk()
         return false;
     }
     if (state_ == State::READY) {
-        // What the peer sent before it went away is still to be read, at once or after a pause; reading finds the end.
+        // Bytes that the peer sent before the connection broke must still be read, now or after a pause; reading then
+        // finds
+        // the end.
         queue_.Close();
         writing_ = {};
         written_ = 0;

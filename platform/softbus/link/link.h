@@ -1,7 +1,7 @@
 // Link: one authenticated TLS connection that carries frames. A client's waits for the server's challenge and proves
 // with its first message that it is of the account (trust/preamble.h); a server's begins where that proof has been
 // checked (admission.h). It does the handshake, checks the peer, cuts what arrives into frames for its owner, writes
-// what is queued, and ends in one of four ways. Send may be called from any thread; everything else on the reactor
+// what is queued, and ends as LinkEnd says. Send may be called from any thread; everything else on the reactor
 // thread, where the owner is called too. A link keeps itself and its owner alive while the connection lives. What the
 // frames are: frame.h; who owns links: sessions.h, greeting.h.
 #pragma once
@@ -57,8 +57,8 @@ public:
         size_t maxQueuedBytes = 0;
     };
 
-    // Both are null when memory is short. peerNetworkId: who must
-    // answer, or empty. firstMessage: what was read from the client, behind its proof.
+    // Both return null when memory is short. peerNetworkId: the device that must answer; empty: any. firstMessage: the
+    // bytes that the client sent after its proof.
     static std::shared_ptr<Link> MakeClient(asio::io_context& reactor, Stream stream, const Setup& setup,
                                             const std::string& peerNetworkId);
     static std::shared_ptr<Link> MakeServer(asio::io_context& reactor, Stream stream, const Setup& setup,
@@ -136,7 +136,7 @@ private:
     const std::shared_ptr<Trust::TlsContext> tls_;
     const std::shared_ptr<const Trust::Preamble> preamble_;
 
-    // The reactor's.
+    // Used on the reactor thread only.
     asio::posix::stream_descriptor socket_;
     const size_t maxWriteBytes_;
     asio::steady_timer deadline_;

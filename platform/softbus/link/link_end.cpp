@@ -34,12 +34,12 @@ void Link::Close()
     queue_.PushLast(FrameKind::CLOSE);
     asio::post(reactor_, [self = shared_from_this()] {
         self->WriteSome();
-        // A peer that keeps sending must not be blocked by our not reading while we write our last.
+        // Reading goes on while the last bytes are written, so that a peer that keeps sending is not blocked.
         self->WaitReadable();
     });
 }
 
-// Everything queued is with the kernel: close_notify, and no more.
+// Called when the kernel has everything that was queued. Sends close_notify; nothing may be sent after it.
 void Link::ShutDownTls()
 {
     ERR_clear_error();
@@ -115,7 +115,7 @@ void Link::End(LinkEnd end, const std::string& why)
     const std::shared_ptr<LinkOwner> owner = std::move(owner_);
     owner_.reset();
     if (end == LinkEnd::REFUSED && state_ != State::ENDED) {
-        // The alert that tells the peer why has been sent; it must arrive.
+        // The alert with the reason was sent: wait until it has arrived.
         queue_.Close();
         ssl_.reset();
         SetDeadline(CLOSE_LIMIT);
@@ -133,7 +133,7 @@ void Link::Release()
     if (state_ == State::ENDED) {
         return;
     }
-    // OpenSSL takes a connection that ends without close_notify for one whose session must not be resumed. Frames say
+    // After a connection that ends without close_notify OpenSSL would not resume its session. Frames say
     // where a conversation ends, so nothing can be cut off unnoticed and the ticket stays good.
     if (state_ != State::PREAMBLE && state_ != State::HANDSHAKE && ssl_) {
         SSL_set_shutdown(ssl_.get(), SSL_SENT_SHUTDOWN | SSL_RECEIVED_SHUTDOWN);

@@ -39,7 +39,7 @@ ssize_t Send(BIO* bio, std::string_view bytes)
     return sent;
 }
 
-// Sends what is held back. 1 when all of it is with the kernel.
+// Sends the bytes that are held back. Returns 1 when the kernel has all of them.
 int Flush(BIO* bio)
 {
     SocketState& state = StateOf(bio);

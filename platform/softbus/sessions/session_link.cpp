@@ -12,7 +12,7 @@ namespace Vexo::SoftBus {
 
 namespace {
 
-// What the opener is told when a link ended before the peer answered.
+// The opened callback's result when a link ended before the peer answered.
 int ResultOf(LinkEnd end)
 {
     switch (end) {
@@ -34,7 +34,7 @@ Sessions::SessionLink::SessionLink(Sessions& sessions, SessionPtr session)
 {
 }
 
-// Each stage has one use for the timer; setting it anew ends the one before.
+// Each stage has one use for the timer; starting it again cancels the previous use.
 template <typename Action>
 void Sessions::SessionLink::StartTimer(SteadyTime when, Action action)
 {
@@ -114,13 +114,14 @@ void Sessions::SessionLink::OnOpened(const std::string& payload)
     } else if (result.value() == SOFTBUS_OK) {
         ReportResult(SOFTBUS_OK);
     } else {
-        // What a peer's code means is its own business, but that it has no room is worth knowing.
+        // The peer's codes are not passed on, except those that say that it has no room.
         const bool isFull = result.value() == SOFTBUS_LIMIT || result.value() == SOFTBUS_PEER_SHARE;
         ReportResult(isFull ? result.value() : SOFTBUS_PEER_REFUSED);
     }
 }
 
-// Delivers the opened callback, not before its time. What the peer sends meanwhile waits in the socket.
+// Sets the result for the opened callback, which comes after OPENED_DELAY. Data of the peer waits in the socket until
+// then.
 void Sessions::SessionLink::ReportResult(int result)
 {
     if (stage_ != Stage::OPENING && stage_ != Stage::REPORTING) {
@@ -193,8 +194,8 @@ void Sessions::SessionLink::OnFrame(FrameKind kind, std::string payload)
     }
 }
 
-// Both sides make themselves heard, so a side that is busy sending, or that does not read for a while because its
-// callbacks are slow, is not taken for gone.
+// Both sides send PING, so a side that is busy sending, or that does not read for a while because its callbacks are
+// slow, does not count as silent.
 void Sessions::SessionLink::KeepAlive()
 {
     const SteadyTime now = Clock::System().Now();

@@ -11,7 +11,7 @@ namespace Vexo::SoftBus {
 
 namespace {
 
-// What a waiting message takes beside its bytes, so that many small ones are bounded too.
+// Counted for each waiting message in addition to its bytes, so that the number of small ones is limited too.
 constexpr size_t MESSAGE_OVERHEAD_BYTES = 128;
 
 }  // namespace
@@ -175,7 +175,7 @@ SessionPtr SessionTable::Add(SessionRequest request)
     if (sessions_.size() >= maxSessions_) {
         return nullptr;
     }
-    // An id names one session for as long as a caller may remember it: count up, and pass over those in use.
+    // Callers may remember the id of a closed session, so ids count up; those in use are skipped.
     do {
         lastId_ = lastId_ == std::numeric_limits<int>::max() ? 1 : lastId_ + 1;
     } while (sessions_.count(lastId_) != 0);

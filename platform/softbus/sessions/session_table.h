@@ -62,20 +62,20 @@ public:
     int Id() const { return id_; }
     const SessionRequest& Request() const { return request_; }
 
-    // The reactor's: whom the callbacks go to, then the link that carries the bytes from now on.
+    // Both are called on the reactor thread: the server that gets the callbacks, then the link that carries the bytes.
     void SetServer(std::shared_ptr<SessionServer> server) { server_ = std::move(server); }
     void SetOpen(const std::shared_ptr<Link>& link) EXCLUDES(mutex_);
     // Null before SetOpen and after SetClosed.
     std::shared_ptr<Link> OpenLink() const EXCLUDES(mutex_);
     void SetClosed() EXCLUDES(mutex_);
-    // This side has closed it: bytes and closed callbacks that have not begun are left out.
+    // Call when this side has closed the session: no bytes or closed callback begins from now on.
     void StopCallbacks() { callbacksStopped_ = true; }
 
     // The end of OpenSession, before which the opened callback must not come; time_point::max() until then.
     std::chrono::steady_clock::time_point ReturnedAt() const { return returnedAt_.load(); }
     void SetReturnedAt(std::chrono::steady_clock::time_point when) { returnedAt_ = when; }
 
-    // For traces: the other side is expected to send, and it has, or never will.
+    // For traces: the wait for the other side's answer begins, and ends because the answer came or cannot come.
     void AwaitAnswer();
     void AnswerCame();
 

@@ -1,6 +1,7 @@
 // Sessions: the reactor's half of sessions: opens them over the links that the opener named, answers peers that open
-// them, moves frames between links and callbacks, notices silence. What callers share with it: session_table.h. The
-// reactor's, but for the counts; nothing blocks. Timers run only while a session opens or is open.
+// them, moves frames between links and callbacks, and detects silent peers. The part that callers use: session_table.h.
+// Used on the reactor thread, except for the counts, which any thread may read. No call blocks. Timers run only while a
+// session opens or is open.
 #pragma once
 
 #include <atomic>
