@@ -1,5 +1,5 @@
 // The daemon's answers as JSON objects (docs/ipc.md). ForEachMember lists the members of each type once; AnswerText
-// writes and ParseAnswer reads by this list. Functions without state; any thread; nothing blocks.
+// writes and ParseAnswer reads by this list. Functions without state; any thread. No call blocks.
 #pragma once
 
 #include <cmath>

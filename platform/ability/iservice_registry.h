@@ -1,6 +1,7 @@
-// ISystemAbilityManager: the one registry of this device's abilities, and SystemAbilityManagerClient, the way to it. A
-// backend registers what the machine has; everyone else looks it up here, each time. Any thread; nothing blocks unless
-// said. The manager that the host installs: platform/ability/system_ability_manager.h.
+// ISystemAbilityManager: the one registry of this device's abilities, and SystemAbilityManagerClient, which gives
+// access to it. A backend registers the abilities of the machine; everyone else looks one up here before each use. Any
+// thread. No call blocks unless its comment says so. The manager that the host installs:
+// platform/ability/system_ability_manager.h.
 #pragma once
 
 #include <cstdint>
@@ -31,16 +32,16 @@ public:
     // it unsubscribes.
     virtual int32_t SubscribeSystemAbility(int32_t systemAbilityId,
                                            const sptr<ISystemAbilityStatusChange>& listener) = 0;
-    // What had not been delivered is dropped; a call that runs at that moment goes on.
+    // Notifications that were not delivered yet are dropped. A call of the listener that is running is not waited for.
     virtual int32_t UnSubscribeSystemAbility(int32_t systemAbilityId,
                                              const sptr<ISystemAbilityStatusChange>& listener) = 0;
     // Blocks until the on-demand ability runs (ERR_OK) or could not be started within 5 s (ERR_NOT_STARTED). Loading
-    // itself happens on the platform's loading thread, whoever asks.
+    // itself always happens on the platform's loading thread.
     virtual int32_t LoadSystemAbility(int32_t systemAbilityId) = 0;
     // Accepts and returns; the ability stops once its transactions have ended. A request that comes meanwhile starts it
     // again.
     virtual int32_t UnloadSystemAbility(int32_t systemAbilityId) = 0;
-    // Tells the listeners of a present ability that it was added, again: it has news for them.
+    // Reports to the listeners of a present ability once more that it was added, because its state has changed.
     virtual int32_t AnnounceSystemAbility(int32_t systemAbilityId) = 0;
 };
 

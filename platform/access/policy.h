@@ -4,9 +4,10 @@
 //                 "permissions": ["vexo.permission.CONNECTIVITY_INTERNAL"]}]}
 // Keys of an entry: "user" or "group", one of them, a name or a number; "token_type": "application", "native" or
 // "shell"; "privilege_level": 1 to 3, 1 unless given; "system_app": false unless given; "permissions": none unless
-// given. The first entry that names the caller's user, else the first that names one of its groups, holds; nobody else
-// is more than a shell. A name that the machine does not know names nobody. Load touches the disk, Install the user
-// database; Install is called once, by the host, before the IPC server starts; the rest is in memory, any thread.
+// given. The first entry that names the caller's user, else the first that names one of its groups, applies; everyone
+// else is a shell. An entry with a name that the machine does not know matches no caller. Load touches the disk,
+// Install the user database; Install is called once, by the host, before the IPC server starts; the rest is in memory,
+// any thread.
 #pragma once
 
 #include <filesystem>
@@ -41,7 +42,7 @@ struct AccessPolicy {
     [[nodiscard]] static Result<AccessPolicy> Parse(const std::string& json, const std::string& fileName);
 };
 
-// Makes the policy the one that tokens are taken from. Tokens handed out before become unknown.
+// Tokens are made by this policy from now on. Tokens made before become unknown.
 void InstallAccessPolicy(AccessPolicy policy);
 
 // The caller's identity under the installed policy: the same token for the same user and entry. Without a policy

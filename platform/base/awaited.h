@@ -1,5 +1,5 @@
 // Awaited: a value that one thread gives, once, and others wait for, each as long as it likes. Held by std::shared_ptr
-// from both sides, because whoever waited too long may be gone when the value comes after all.
+// from both sides, because the waiting side may have given up and be destroyed when the value comes late.
 #pragma once
 
 #include <chrono>

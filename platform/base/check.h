@@ -1,5 +1,5 @@
-// The contracts of interfaces, checked where they are entered. A breach is a mistake in this program, never something
-// that a peer, a caller of the daemon or a file can bring about: those get an error (docs/errors.md).
+// Checks of an interface's contract. A breach is a mistake in this program; input from a peer, a caller of the daemon
+// or a file can never cause one, it is answered with an error (docs/errors.md).
 //   DISTNET_CHECK(condition, "what the header demands")   in every build: where going on would harm other data
 //   DISTNET_ASSERT(condition, "what the header demands")  in development builds; costs nothing in others
 // A breach writes one line to standard error and ends the process by abort(3). Any thread.

@@ -1,5 +1,5 @@
 // Clock: where the time comes from. What decides by the time is given one, so that a test advances it
-// (tests/support/manual_timers.h). Clock::System() is this machine's. Any thread; nothing blocks.
+// (tests/support/manual_timers.h). Clock::System() is this machine's. Any thread. No call blocks.
 #pragma once
 
 #include <chrono>
@@ -13,7 +13,7 @@ class Clock {
 public:
     virtual ~Clock() = default;
 
-    // For durations and deadlines: nobody sets it. Stands still while the machine is suspended.
+    // For durations and deadlines: it cannot be set. Stands still while the machine is suspended.
     virtual SteadyTime Now() const = 0;
     // The same, but goes on during a suspend (clock_gettime(2), CLOCK_BOOTTIME). Not to be mixed with Now.
     virtual SteadyTime BootNow() const { return Now(); }

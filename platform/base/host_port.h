@@ -1,5 +1,5 @@
-// HOST:PORT, as people and announcements write where a device listens. Functions without state: nothing is resolved and
-// nothing blocks; any thread.
+// HOST:PORT, the notation of a listening address in configurations and announcements. Functions without state, which
+// resolve no names. Any thread. No call blocks.
 #pragma once
 
 #include <cstdint>

@@ -1,5 +1,5 @@
 // Json: a cJSON tree with an owner, and the reading and writing of JSON text that the platform, the daemon and its tool
-// share. Functions without state; nothing blocks. A tree belongs to one thread at a time. What is left to cJSON itself
+// share. Functions without state. No call blocks. A tree belongs to one thread at a time. What is left to cJSON itself
 // (members, kinds): cjson/cJSON.h.
 #pragma once
 

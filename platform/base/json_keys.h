@@ -1,4 +1,4 @@
-// The one way to read JSON that people write. A table says for each key what is allowed and which member of a C++
+// Reads and writes all JSON that people write. A table says for each key what is allowed and which member of a C++
 // object holds the value; reading, writing, showing and setting all follow the table:
 //
 //   const JsonKeys<Radio>& RadioKeys()

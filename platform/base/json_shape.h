@@ -1,6 +1,6 @@
 // The untyped side of json_keys.h: what the walk over a document works on, so that it is compiled once and not for
 // every type. A void* is the C++ value of the type that the shape was made for; only json_keys.h makes shapes and calls
-// these functions. Constant once made: any thread; nothing blocks.
+// these functions. Constant once made: any thread. No call blocks.
 #pragma once
 
 #include <cstddef>

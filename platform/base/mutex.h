@@ -55,7 +55,7 @@ public:
     MutexLock(const MutexLock&) = delete;
     MutexLock& operator=(const MutexLock&) = delete;
 
-    // Let go for a call that must not run under the lock, and take it again.
+    // Unlocks for a call that must not run under the lock; Lock locks again.
     void Unlock() RELEASE()
     {
         DISTNET_ASSERT(held_, "only a held lock is let go");

@@ -1,4 +1,4 @@
-// NoCopyable: a base for classes of which a copy or a move would be a mistake.
+// NoCopyable: a base for classes that must not be copied or moved.
 #pragma once
 
 namespace Vexo {

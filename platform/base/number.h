@@ -1,4 +1,4 @@
-// ParseNumber: a number from text that is nothing but the number. Any thread; nothing blocks.
+// ParseNumber: parses text that consists of one number and nothing else. Any thread. No call blocks.
 #pragma once
 
 #include <charconv>

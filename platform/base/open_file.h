@@ -12,8 +12,8 @@
 
 namespace Vexo {
 
-// Gives standard input, output and error that are closed something to be: what is opened next would take their number,
-// and get what is printed. First in main. Writing to such an output fails with EBADF.
+// Opens /dev/null on closed descriptors 0 to 2, so that later opens cannot reuse them and receive printed text. Call
+// first in main. Writing to such an output fails with EBADF.
 void KeepStandardStreams();
 // What a symbolic link in the last place of a path is. In a folder that others may write it could lead anywhere.
 enum class LastLink { FOLLOWED, REFUSED };

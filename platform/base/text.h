@@ -1,5 +1,5 @@
 // Text that people type or read: corrections of misspelt words, short ids, line wrapping, rough durations. Functions
-// without state; any thread; nothing blocks.
+// without state; any thread. No call blocks.
 #pragma once
 
 #include <chrono>

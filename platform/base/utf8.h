@@ -1,5 +1,5 @@
-// UTF-8 (RFC 3629) in text that others wrote: whether it is UTF-8, how to show what is not, and how long it is. The one
-// place that decodes UTF-8. Pure functions; any thread; nothing blocks.
+// UTF-8 (RFC 3629) in text from outside: validation, escaping for display, and length. The only place that decodes
+// UTF-8. Pure functions; any thread. No call blocks.
 //
 // An escaped byte is "\xNN": a backslash, an x and two lower-case hex digits. A character is escaped byte by byte, so
 // U+009B, which is C2 9B, becomes "\xc2\x9b".

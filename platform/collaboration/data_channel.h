@@ -1,6 +1,6 @@
 // DataChannel: the data of one collaboration as this side sees it: its callback, what has arrived for it, and whether
 // the peer's receiver is ready. It belongs to a session of CollaborationServer (collaboration_server.h) and outlives it
-// until what had arrived is delivered. Any thread; nothing blocks. Callbacks: data_callback.h.
+// until what had arrived is delivered. Any thread. No call blocks. Callbacks: data_callback.h.
 #pragma once
 
 #include <cstddef>
@@ -27,7 +27,7 @@ public:
     // What waits is delivered to the callback, then what arrives; it hears of a ready peer, now or later. It replaces
     // one that is there, and readiness that was reported to that one is not reported again.
     void Register(const sptr<DataCallback>& callback);
-    // What waits is dropped; what arrives waits for the next callback. A call that runs at that moment goes on.
+    // Waiting data is dropped; data that arrives later waits for the next callback. A running call is not waited for.
     void Unregister();
 
     // From the peer. Received: false when the message finds the queue full or cannot be delivered.

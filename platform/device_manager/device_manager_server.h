@@ -1,5 +1,5 @@
 // DeviceManagerServer: the device manager of this device, over the soft bus's list of nodes. The host makes it and
-// registers it as ability 4802. Any thread; nothing blocks.
+// registers it as ability 4802. Any thread. No call blocks.
 #pragma once
 
 #include <map>

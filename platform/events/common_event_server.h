@@ -1,6 +1,6 @@
 // CommonEventServer: the common-event service of one device, which a backend makes and registers as ability 3299. Any
-// thread may call it; nothing blocks. Delivery runs on one strand, the common-event thread: in publishing order, one at
-// a time, never inside a call and under no lock. Callers use platform/events/common_event_manager.h.
+// thread. No call blocks. Events are delivered on one strand, the common-event thread: in publishing order, one at a
+// time, never inside a call and without a lock held. Callers use platform/events/common_event_manager.h.
 #pragma once
 
 #include <atomic>

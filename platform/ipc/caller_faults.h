@@ -15,10 +15,10 @@ namespace Vexo::Ipc {
 class CallerFaults : public NoCopyable {
 public:
     void BadDatagram(const CallerIdentity& caller, const char* fault, size_t size);
-    // Its connection is closed.
+    // Call when the caller's connection is closed because a reply could not be sent.
     void FailedReply(const CallerIdentity& caller, const char* why);
     void TurnedAway(uid_t user, const char* why);
-    // Whoever they are.
+    // No client is named: the lack concerns all of them.
     void OutOfDescriptors();
 
 private:

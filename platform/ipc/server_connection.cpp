@@ -116,7 +116,7 @@ ServerConnection::Sent ServerConnection::Send(uint32_t abilityId, int32_t status
 ServerConnection::Sent ServerConnection::AwaitReply()
 {
     const MutexLock lock(mutex_);
-    DISTNET_ASSERT(stage_ == Stage::RUNNING, "the worker that has the connection lets go of it");
+    DISTNET_ASSERT(stage_ == Stage::RUNNING, "only the worker that has the connection releases it");
     if (!unsent_.empty()) {
         return SendUnsent();  // it came before its handler had returned
     }

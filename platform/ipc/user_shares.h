@@ -1,7 +1,6 @@
-// UserShares: what the programs of one user may take of a server: so many connections, and so many requests that run at
-// once. A connection whose request is one too many is kept here until another request of that user ends. Who is not
-// limited (root, and the server's own user) takes what it likes, and keeps a reserve of connections. Any thread;
-// nothing blocks.
+// UserShares: limits how many connections to a server, and how many running requests, the programs of one user may
+// have. A connection whose request is beyond the limit is kept here until another request of that user ends. Root and
+// the server's own user are not limited, and some connections are reserved for them. Any thread. No call blocks.
 #pragma once
 
 #include <sys/types.h>

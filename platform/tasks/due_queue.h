@@ -64,8 +64,8 @@ public:
         return std::move(entries_.extract(entries_.begin()).mapped());
     }
 
-    // Removes the entry at that place; none when it was taken or removed before. The caller destroys what it gets after
-    // its lock: an entry may own what takes that lock.
+    // Removes and returns the entry at that place; nullopt when it was taken or removed before. The caller must destroy
+    // the entry after releasing its lock: destroying an entry may need that lock.
     std::optional<Entry> Remove(const DuePlace& place)
     {
         auto node = entries_.extract(place);

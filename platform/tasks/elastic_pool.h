@@ -29,7 +29,7 @@ public:
     // name labels the threads (at most 15 bytes are shown by the system). startThread is called by Post, on any thread.
     explicit ElasticPool(const std::string& name, size_t maxThreads = MAX_POOL_THREADS,
                          ThreadStarter startThread = StartDetachedThread);
-    // Runs what is queued, then joins. A worker blocked in its work blocks the destructor: the host ends without it.
+    // Runs the queued work, then joins the threads, so work that blocks also blocks the destructor.
     ~ElasticPool();
 
     // Blocks no longer than the system takes to give or refuse a thread. False when the work will not run: it is empty,

@@ -1,5 +1,5 @@
 // What every backend's radios agree on: which configurations a network can have, and what a hotspot is called and
-// protected with when nobody chose. Any thread; nothing blocks.
+// protected with by default. Any thread. No call blocks.
 #pragma once
 
 #include <cstdint>

@@ -1,4 +1,4 @@
-// WifiConfigStore: the configurations that a station was given, in memory. Any thread; nothing blocks. They hold keys.
+// WifiConfigStore: the configurations that a station was given, in memory. Any thread. No call blocks. They hold keys.
 #pragma once
 
 #include <optional>

@@ -1,6 +1,6 @@
 // WifiHotspot: this device's access point (ability 1121). Implemented by a backend. Any thread. Every call returns
-// within its budget (wifi_budgets.h), having started what takes longer; one that reaches its budget fails, and what it
-// has begun is taken back. DisableHotspot, which no request makes, may take 10 s. Results: WifiResult or the radio's
+// within its budget (wifi_budgets.h) and lets longer work go on after it. A call that reaches its budget fails, and
+// undoes what it has begun. DisableHotspot, which no request makes, may take 10 s. Results: WifiResult or the radio's
 // own.
 #pragma once
 
