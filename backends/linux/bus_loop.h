@@ -1,0 +1,194 @@
+// Bus::Loop: the connection of a Bus, and the thread that does all its reads and writes. When the bus restarts, the
+// loop connects again and attaches every listener to the new connection. The Bus starts and stops it. Any thread may
+// call Post, Subscribe and IsConnected, which do not block. Included by bus.cpp and bus_loop.cpp only: users include
+// bus.h.
+#pragma once
+
+#include <sdbus-c++/sdbus-c++.h>
+#include <sys/eventfd.h>
+
+#include <atomic>
+#include <chrono>
+#include <functional>
+#include <list>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "backends/linux/bus.h"
+#include "platform/base/check.h"
+#include "platform/base/clock.h"
+#include "platform/base/mutex.h"
+#include "platform/base/nocopyable.h"
+#include "platform/base/unique_fd.h"
+
+namespace Vexo::Linux {
+
+// A call on its way: the caller waits for it, the loop's thread ends it, whichever is first.
+struct PendingCall {
+    BusObject object;
+    std::string method;
+    std::chrono::microseconds limit{0};
+    std::function<void(sdbus::Message&)> write;
+    std::function<void(sdbus::Message&)> read;     // may be empty
+    std::function<void(Result<void>)> onFinished;  // on the loop's thread; once
+    // Must outlive the library's callback, and go on the loop's thread, before the connection: the caller may hold this
+    // call for longer.
+    std::unique_ptr<sdbus::IProxy> proxy;
+};
+
+// What stays subscribed or exported over reconnections. Used on the loop's thread only.
+struct BusListener {
+    std::string match;  // what it listens to; of an exported object, its path
+    std::function<void(sdbus::Message&)> onMessage;
+    std::function<void()> onConnected;     // may be empty
+    std::function<void()> onDisconnected;  // may be empty; also when there is no bus at the start
+    // Only of an exported object, which has no onMessage.
+    std::function<std::unique_ptr<sdbus::IObject>(sdbus::IConnection&)> makeObject;
+    // These go on the loop's thread, before the connection: a subscription may hold this for longer.
+    sdbus::Slot slot;
+    std::unique_ptr<sdbus::IObject> object;
+
+    void Detach()
+    {
+        slot.reset();
+        object.reset();
+    }
+};
+
+// Where handlers run, until the subscription ends.
+class HandlerTarget {
+public:
+    explicit HandlerTarget(Tasks::Strand& strand) : strand_(strand) {}
+
+    static void Post(const std::shared_ptr<HandlerTarget>& self, Tasks::Work work)
+    {
+        MutexLock lock(self->mutex_);
+        if (self->active_) {
+            self->strand_.Post([self, work = std::move(work)] {
+                if (self->IsActive()) {
+                    work();
+                }
+            });
+        }
+    }
+    void End()
+    {
+        {
+            MutexLock lock(mutex_);
+            active_ = false;
+        }
+        if (!strand_.RunsOnThisThread()) {
+            strand_.Drain();
+        }
+    }
+
+private:
+    bool IsActive()
+    {
+        MutexLock lock(mutex_);
+        return active_;
+    }
+
+    Mutex mutex_;
+    bool active_ GUARDED_BY(mutex_) = true;
+    Tasks::Strand& strand_;
+};
+
+// The connection and its thread. The members without a lock belong to that thread.
+class Bus::Loop : public std::enable_shared_from_this<Loop>, public NoCopyable {
+public:
+    Loop(std::string address, const Clock& clock) : address_(std::move(address)), clock_(clock) {}
+
+    void Start()
+    {
+        Connect();
+        thread_ = std::thread([this] { Run(); });
+    }
+
+    void Stop()
+    {
+        {
+            MutexLock lock(mutex_);
+            stopped_ = true;
+        }
+        Wake();
+        thread_.join();
+    }
+
+    // Runs work on the loop's thread, soon; false when that has ended.
+    bool Post(Tasks::Work work)
+    {
+        {
+            MutexLock lock(mutex_);
+            if (stopped_) {
+                return false;
+            }
+            work_.push_back(std::move(work));
+        }
+        Wake();
+        return true;
+    }
+
+    bool IsConnected() const { return isConnected_; }
+
+    BusSubscription Subscribe(const std::shared_ptr<BusListener>& listener,
+                              const std::shared_ptr<HandlerTarget>& target)
+    {
+        Post([this, listener] { Add(listener); });
+        return BusSubscription([self = shared_from_this(), listener, target] {
+            self->Post([loop = self.get(), listener] { loop->Remove(listener); });
+            target->End();
+        });
+    }
+
+    // On the loop's thread.
+    void Send(const std::shared_ptr<PendingCall>& call);
+
+private:
+    void Add(const std::shared_ptr<BusListener>& listener);
+    void Remove(const std::shared_ptr<BusListener>& listener)
+    {
+        DISTNET_ASSERT(IsOnLoop(), "used on the loop's thread only");
+        listener->Detach();
+        listeners_.remove(listener);
+    }
+    static void Release(std::list<std::shared_ptr<PendingCall>>& calls)
+    {
+        for (const std::shared_ptr<PendingCall>& call : calls) {
+            call->proxy.reset();
+        }
+        calls.clear();
+    }
+    void Run();
+    void RunWork();
+    void Connect();
+    void Disconnect(const char* cause);
+    void Attach(BusListener& listener);
+    void Poll();
+    bool IsOnLoop() const { return runsOn_ == std::this_thread::get_id(); }
+    void Wake() const { ::eventfd_write(wakeUp_.Get(), 1); }
+    std::string Name() const { return address_.empty() ? "the system bus" : "the bus at " + address_; }
+
+    const std::string address_;
+    const Clock& clock_;
+    const UniqueFd wakeUp_{::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};
+    std::thread thread_;
+    std::thread::id runsOn_;  // set by the thread itself
+    std::atomic<bool> isConnected_{false};
+
+    Mutex mutex_;
+    bool stopped_ GUARDED_BY(mutex_) = false;
+    std::vector<Tasks::Work> work_ GUARDED_BY(mutex_);
+
+    // The connection goes last: slots and proxies hold on to it.
+    std::unique_ptr<sdbus::IConnection> connection_;
+    std::list<std::shared_ptr<BusListener>> listeners_;
+    std::list<std::shared_ptr<PendingCall>> calls_;
+    std::list<std::shared_ptr<PendingCall>> finished_;  // until the library has left their callbacks
+    SteadyTime nextAttempt_;
+    std::chrono::milliseconds retry_{0};
+};
+
+}  // namespace Vexo::Linux
