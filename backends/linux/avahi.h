@@ -1,19 +1,12 @@
-// Avahi over D-Bus, as both halves of the DNS-SD channel use it: its names and numbers, and calls that end soon.
+// Avahi over D-Bus, as both halves of the DNS-SD channel use it: its names, numbers and limits.
 // https://github.com/avahi/avahi/tree/v0.8/avahi-daemon (the files org.freedesktop.Avahi.*.xml)
 #pragma once
 
-#include <algorithm>
-#include <atomic>
 #include <chrono>
 #include <cstdint>
-#include <memory>
 #include <string>
-#include <utility>
 
-#include "backends/linux/bus.h"
-#include "platform/base/clock.h"
-#include "platform/base/nocopyable.h"
-#include "platform/base/result.h"
+#include "backends/linux/daemon_calls.h"
 
 namespace Vexo::Linux {
 
@@ -31,51 +24,16 @@ inline constexpr int32_t AVAHI_ANY = -1;
 inline constexpr const char* DNS_SD_TYPE = "_distnet._tcp";
 inline constexpr const char* DNS_SD_DOMAIN = "local";
 
-// Calls to Avahi. Used on the channel's strand, but for Stop and IsStopped, which any thread may call.
-class AvahiCalls : public NoCopyable {
-public:
-    explicit AvahiCalls(std::shared_ptr<Bus> bus) : bus_(std::move(bus)) {}
+// For DaemonCalls. An object that Avahi makes after the call for it timed out stays, unused, until this connection to
+// the bus or Avahi ends. Avahi rejects new objects of a client that has 1024 (its objects-per-client-max). Both limits
+// together are less than the second within which a channel withdraws.
+inline constexpr std::chrono::milliseconds AVAHI_CALL_LIMIT{500};
+inline constexpr std::chrono::milliseconds AVAHI_END_LIMIT{300};
 
-    // From now on calls fail at once, but for Free.
-    void Stop() { isStopped_ = true; }
-    bool IsStopped() const { return isStopped_; }
-
-    // Blocks for the answer, at most CALL_LIMIT. An object that Avahi makes after that stays, unused, until this
-    // connection to the bus or Avahi ends: one for each call that timed out. Avahi rejects new objects of a client that
-    // has 1024 (its objects-per-client-max).
-    template <typename Reply = void, typename... Arguments>
-    [[nodiscard]] Result<Reply> Call(const BusObject& object, const std::string& method, const Arguments&... arguments)
-    {
-        if (isStopped_) {
-            return Fail(ErrorCode::UNAVAILABLE, "the channel has stopped");
-        }
-        return bus_->Call<Reply>(object, method, CALL_LIMIT, arguments...);
-    }
-
-    // Frees an object of Avahi; it may already be gone. After Stop, all Free calls together wait at most FREE_LIMIT.
-    // The messages are sent even if Avahi answers later.
-    void Free(const std::string& path, const char* interface)
-    {
-        auto limit = CALL_LIMIT;
-        if (isStopped_) {
-            const auto now = Clock::System().Now();
-            if (freeDeadline_ == SteadyTime()) {
-                freeDeadline_ = now + FREE_LIMIT;
-            }
-            limit = std::max(std::chrono::milliseconds(1),
-                             std::chrono::duration_cast<std::chrono::milliseconds>(freeDeadline_ - now));
-        }
-        static_cast<void>(bus_->Call({AVAHI, path, interface}, "Free", limit));
-    }
-
-private:
-    // Together less than the second within which a channel withdraws.
-    static constexpr std::chrono::milliseconds CALL_LIMIT{500};
-    static constexpr std::chrono::milliseconds FREE_LIMIT{300};
-
-    const std::shared_ptr<Bus> bus_;
-    std::atomic<bool> isStopped_{false};
-    SteadyTime freeDeadline_;
-};
+// Frees an object of Avahi; it may already be gone. Blocks as DaemonCalls::CallAtEnd.
+inline void FreeAvahiObject(DaemonCalls& avahi, const std::string& path, const char* interface)
+{
+    static_cast<void>(avahi.CallAtEnd({AVAHI, path, interface}, "Free"));
+}
 
 }  // namespace Vexo::Linux

@@ -18,7 +18,7 @@ namespace Vexo::Linux {
 class BluetoothAdvertiser : public NoCopyable {
 public:
     // released: BlueZ ended the advertisement by itself; on the strand.
-    BluetoothAdvertiser(BluezCalls& bluez, Tasks::Strand& strand, std::function<void()> released)
+    BluetoothAdvertiser(DaemonCalls& bluez, Tasks::Strand& strand, std::function<void()> released)
         : bluez_(bluez), strand_(strand), released_(std::move(released))
     {
     }
@@ -42,7 +42,7 @@ private:
     void Unregister(const std::string& adapter, const std::string& path);
     void OnReleased(const std::string& path);
 
-    BluezCalls& bluez_;
+    DaemonCalls& bluez_;
     Tasks::Strand& strand_;
     const std::function<void()> released_;
     std::optional<Advertisement> current_;

@@ -8,10 +8,10 @@
 #include <utility>
 #include <vector>
 
+#include "backends/linux/activity_channel.h"
 #include "backends/linux/bluetooth_advertiser.h"
 #include "backends/linux/bluetooth_scanner.h"
 #include "backends/linux/bluez.h"
-#include "platform/base/mutex.h"
 #include "platform/base/nocopyable.h"
 #include "platform/dfx/log.h"
 #include "platform/tasks/elastic_pool.h"
@@ -53,7 +53,6 @@ void Apply(const PropertyMap& properties, Adapter& adapter)
     adapter.addressType = ValueIn(properties, "AddressType", adapter.addressType);
 }
 
-// What lives while the channel is started. A timer that fires late may hold it for longer than the channel does.
 class Activity : public std::enable_shared_from_this<Activity>, public NoCopyable {
 public:
     Activity(const BluetoothOptions& options, std::shared_ptr<BluetoothShared> shared, Tasks::Timers& timers,
@@ -63,7 +62,7 @@ public:
           shared_(std::move(shared)),
           timers_(timers),
           psm_(shared_->Psm()),
-          bluez_(bus_),
+          bluez_(bus_, BLUEZ_CALL_LIMIT, BLUEZ_END_LIMIT),
           advertiser_(bluez_, strand_, [this] { RetryLater(); }),
           scanner_(bluez_, std::move(isOurs), std::move(heard), timers)
     {
@@ -98,7 +97,7 @@ private:
     const std::shared_ptr<BluetoothShared> shared_;
     Tasks::Timers& timers_;
     const uint16_t psm_;
-    BluezCalls bluez_;
+    DaemonCalls bluez_;
     std::atomic<bool> isReady_{false};  // an adapter is on
 
     // Touched on strand_ only.
@@ -181,7 +180,7 @@ void Activity::OnService(bool isThere)
 
 Result<void> Activity::ListAdapters()
 {
-    const Result<BluezObjects> objects = bluez_.ListObjects();
+    const Result<BluezObjects> objects = bluez_.Call<BluezObjects>(BLUEZ_OBJECTS, "GetManagedObjects");
     if (!objects) {
         return Failure(objects.error());
     }
@@ -365,13 +364,12 @@ void Activity::Stop()
     strand_.Drain();
 }
 
-class BluetoothChannel final : public AnnouncementChannel {
+class BluetoothChannel final : public ActivityChannel<Activity> {
 public:
     BluetoothChannel(BluetoothOptions options, std::shared_ptr<BluetoothShared> shared, Tasks::Timers& timers)
         : options_(std::move(options)), shared_(std::move(shared)), timers_(timers)
     {
     }
-    ~BluetoothChannel() override { BluetoothChannel::Withdraw(); }
 
     std::string Name() const override { return "bluetooth"; }
     std::string TransportName() const override { return "bluetooth"; }
@@ -381,17 +379,8 @@ public:
         const auto activity =
             std::make_shared<Activity>(options_, shared_, timers_, std::move(isOurs), std::move(heard));
         activity->Start(token);
-        const MutexLock lock(mutex_);
-        activity_ = activity;
+        Exchange(activity);
         return {};
-    }
-
-    void Announce(const std::string& token) override
-    {
-        const MutexLock lock(mutex_);
-        if (activity_) {
-            activity_->Announce(token);
-        }
     }
 
     bool Seek(milliseconds limit) override
@@ -400,25 +389,10 @@ public:
         return activity_ && activity_->Seek(limit);
     }
 
-    void Withdraw() override
-    {
-        std::shared_ptr<Activity> ended;
-        {
-            const MutexLock lock(mutex_);
-            ended.swap(activity_);
-        }
-        if (ended) {
-            ended->Stop();
-        }
-    }
-
 private:
     const BluetoothOptions options_;
     const std::shared_ptr<BluetoothShared> shared_;
     Tasks::Timers& timers_;
-
-    Mutex mutex_;
-    std::shared_ptr<Activity> activity_ GUARDED_BY(mutex_);
 };
 
 }  // namespace

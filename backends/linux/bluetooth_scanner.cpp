@@ -97,7 +97,7 @@ Result<void> BluetoothScanner::StartScan()
         return started;
     }
     // BlueZ does not tell again what it has heard before.
-    Result<BluezObjects> objects = bluez_.ListObjects();
+    Result<BluezObjects> objects = bluez_.Call<BluezObjects>(BLUEZ_OBJECTS, "GetManagedObjects");
     if (!objects) {
         return Failure(objects.error());
     }

@@ -20,7 +20,7 @@ namespace Vexo::Linux {
 
 class BluetoothScanner : public NoCopyable {
 public:
-    BluetoothScanner(BluezCalls& bluez, SoftBus::AnnouncementChannel::IsOurs isOurs,
+    BluetoothScanner(DaemonCalls& bluez, SoftBus::AnnouncementChannel::IsOurs isOurs,
                      SoftBus::AnnouncementChannel::Heard heard, const Clock& clock)
         : bluez_(bluez), isOurs_(std::move(isOurs)), heard_(std::move(heard)), clock_(clock)
     {
@@ -56,7 +56,7 @@ private:
     // "AA:BB:CC:DD:EE:FF/public"; empty when BlueZ does not tell it.
     std::string AddressOf(const std::string& device, const PropertyMap& properties);
 
-    BluezCalls& bluez_;
+    DaemonCalls& bluez_;
     const SoftBus::AnnouncementChannel::IsOurs isOurs_;
     const SoftBus::AnnouncementChannel::Heard heard_;
     const Clock& clock_;

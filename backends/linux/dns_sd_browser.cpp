@@ -107,7 +107,7 @@ Result<void> DnsSdBrowser::OnResolved(const std::string& path, const std::string
     }
     const Service service = entry->second;
     resolving_.erase(entry);
-    avahi_.Free(path, AVAHI_SERVICE_RESOLVER);
+    FreeAvahiObject(avahi_, path, AVAHI_SERVICE_RESOLVER);
     Item& item = items_.at(service.first);
     Lookup& lookup = item.lookups.at(service.second);
     if (!address.empty()) {
@@ -185,7 +185,7 @@ void DnsSdBrowser::StopResolving(const Service& service)
     const auto entry = std::find_if(resolving_.begin(), resolving_.end(),
                                     [&](const auto& resolver) { return resolver.second == service; });
     if (entry != resolving_.end()) {
-        avahi_.Free(entry->first, AVAHI_SERVICE_RESOLVER);
+        FreeAvahiObject(avahi_, entry->first, AVAHI_SERVICE_RESOLVER);
         resolving_.erase(entry);
     }
 }
@@ -226,10 +226,10 @@ void DnsSdBrowser::Reset()
 void DnsSdBrowser::End()
 {
     if (!browser_.empty()) {
-        avahi_.Free(std::exchange(browser_, ""), AVAHI_SERVICE_BROWSER);
+        FreeAvahiObject(avahi_, std::exchange(browser_, ""), AVAHI_SERVICE_BROWSER);
     }
     for (const auto& [path, service] : std::exchange(resolving_, {})) {
-        avahi_.Free(path, AVAHI_SERVICE_RESOLVER);
+        FreeAvahiObject(avahi_, path, AVAHI_SERVICE_RESOLVER);
     }
 }
 

@@ -34,7 +34,7 @@ public:
     using Service = std::pair<Place, int32_t>;  // the second: AvahiProtocol
 
     // isOwn: whether this device announces itself by that instance name.
-    DnsSdBrowser(AvahiCalls& avahi, std::function<bool(const std::string&)> isOwn,
+    DnsSdBrowser(DaemonCalls& avahi, std::function<bool(const std::string&)> isOwn,
                  SoftBus::AnnouncementChannel::IsOurs isOurs, SoftBus::AnnouncementChannel::Heard heard)
         : avahi_(avahi), isOwn_(std::move(isOwn)), isOurs_(std::move(isOurs)), heard_(std::move(heard))
     {
@@ -76,7 +76,7 @@ private:
     void StopResolving(const Service& service);
     void Report(const Place& place, Item& item);
 
-    AvahiCalls& avahi_;
+    DaemonCalls& avahi_;
     const std::function<bool(const std::string&)> isOwn_;
     const SoftBus::AnnouncementChannel::IsOurs isOurs_;
     const SoftBus::AnnouncementChannel::Heard heard_;

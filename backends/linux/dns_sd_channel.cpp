@@ -5,12 +5,12 @@
 #include <utility>
 #include <vector>
 
+#include "backends/linux/activity_channel.h"
 #include "backends/linux/avahi.h"
 #include "backends/linux/dns_sd_browser.h"
 #include "backends/linux/dns_sd_publisher.h"
 #include "backends/linux/lan_addresses.h"
 #include "platform/base/host_port.h"
-#include "platform/base/mutex.h"
 #include "platform/base/nocopyable.h"
 #include "platform/dfx/log.h"
 #include "platform/tasks/elastic_pool.h"
@@ -26,13 +26,12 @@ constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "DnsSd"};
 constexpr milliseconds FIRST_RETRY{1000};
 constexpr milliseconds LONGEST_RETRY{60'000};
 
-// What lives while the channel is started. A timer that fires late may hold it for longer than the channel does.
 class Activity : public std::enable_shared_from_this<Activity>, public NoCopyable {
 public:
     Activity(std::shared_ptr<Bus> bus, HostPort listening, AnnouncementChannel::IsOurs isOurs,
              AnnouncementChannel::Heard heard)
         : bus_(std::move(bus)),
-          avahi_(bus_),
+          avahi_(bus_, AVAHI_CALL_LIMIT, AVAHI_END_LIMIT),
           publisher_(avahi_, std::move(listening)),
           browser_(
               avahi_, [this](const std::string& instance) { return publisher_.IsOwn(instance); }, std::move(isOurs),
@@ -60,7 +59,7 @@ private:
     static Tasks::Timer RetryAfter(milliseconds pause, const std::weak_ptr<Activity>& weak);
 
     const std::shared_ptr<Bus> bus_;
-    AvahiCalls avahi_;
+    DaemonCalls avahi_;
 
     // Touched on strand_ only.
     DnsSdPublisher publisher_;
@@ -248,13 +247,12 @@ void Activity::Stop()
     }
 }
 
-class DnsSdChannel final : public AnnouncementChannel {
+class DnsSdChannel final : public ActivityChannel<Activity> {
 public:
     DnsSdChannel(std::string listening, std::shared_ptr<Bus> bus)
         : listening_(std::move(listening)), bus_(std::move(bus))
     {
     }
-    ~DnsSdChannel() override { DnsSdChannel::Withdraw(); }
 
     std::string Name() const override { return "dns-sd"; }
 
@@ -269,37 +267,13 @@ public:
         if (Result<void> started = activity->Start(token); !started) {
             return started;
         }
-        const MutexLock lock(mutex_);
-        activity_ = activity;
+        Exchange(activity);
         return {};
-    }
-
-    void Announce(const std::string& token) override
-    {
-        const MutexLock lock(mutex_);
-        if (activity_) {
-            activity_->Announce(token);
-        }
-    }
-
-    void Withdraw() override
-    {
-        std::shared_ptr<Activity> ended;
-        {
-            const MutexLock lock(mutex_);
-            ended.swap(activity_);
-        }
-        if (ended) {
-            ended->Stop();
-        }
     }
 
 private:
     const std::string listening_;
     const std::shared_ptr<Bus> bus_;  // null: one is opened
-
-    Mutex mutex_;
-    std::shared_ptr<Activity> activity_ GUARDED_BY(mutex_);
 };
 
 }  // namespace

@@ -203,7 +203,7 @@ void DnsSdPublisher::Withdraw()
 void DnsSdPublisher::Free(std::optional<Group>& group)
 {
     if (const auto freed = std::exchange(group, std::nullopt)) {
-        avahi_.Free(freed->path, AVAHI_ENTRY_GROUP);
+        FreeAvahiObject(avahi_, freed->path, AVAHI_ENTRY_GROUP);
     }
 }
 

@@ -28,7 +28,7 @@ public:
     // What to do after the state of a group changed.
     enum class Outcome : uint8_t { NOTHING, UPDATE_NOW, UPDATE_LATER };
 
-    DnsSdPublisher(AvahiCalls& avahi, HostPort listening) : avahi_(avahi), listening_(std::move(listening)) {}
+    DnsSdPublisher(DaemonCalls& avahi, HostPort listening) : avahi_(avahi), listening_(std::move(listening)) {}
 
     // A token of another length than Trust::TOKEN_BYTES is ignored: the one before stays announced.
     void SetToken(const std::string& token) { token_ = token.size() == Trust::TOKEN_BYTES ? token : token_; }
@@ -63,7 +63,7 @@ private:
     [[nodiscard]] Result<std::string> MakeInstance(const std::string& token);
     void Free(std::optional<Group>& group);
 
-    AvahiCalls& avahi_;
+    DaemonCalls& avahi_;
     const HostPort listening_;
     std::string token_;
     std::optional<Group> established_;

@@ -1,0 +1,68 @@
+// DaemonCalls: calls of a channel to its daemon that end soon, also while the channel stops. Used on the channel's
+// strand, except for Stop and IsStopped, which any thread may call.
+#pragma once
+
+#include <algorithm>
+#include <atomic>
+#include <chrono>
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "backends/linux/bus.h"
+#include "platform/base/clock.h"
+#include "platform/base/nocopyable.h"
+#include "platform/base/result.h"
+
+namespace Vexo::Linux {
+
+class DaemonCalls : public NoCopyable {
+public:
+    // callLimit: for one call. endLimit: for all calls of CallAtEnd together, after Stop.
+    DaemonCalls(std::shared_ptr<Bus> bus, std::chrono::milliseconds callLimit, std::chrono::milliseconds endLimit)
+        : bus_(std::move(bus)), callLimit_(callLimit), endLimit_(endLimit)
+    {
+    }
+
+    // From now on Call fails at once.
+    void Stop() { isStopped_ = true; }
+    bool IsStopped() const { return isStopped_; }
+    Bus& Connection() { return *bus_; }
+
+    // Blocks for the answer, at most for callLimit.
+    template <typename Reply = void, typename... Arguments>
+    [[nodiscard]] Result<Reply> Call(const BusObject& object, const std::string& method, const Arguments&... arguments)
+    {
+        if (isStopped_) {
+            return Fail(ErrorCode::UNAVAILABLE, "the channel has stopped");
+        }
+        return bus_->Call<Reply>(object, method, callLimit_, arguments...);
+    }
+
+    // As Call, for methods that end something: the message is sent after Stop too, even when no time is left to wait
+    // for the answer.
+    template <typename... Arguments>
+    [[nodiscard]] Result<void> CallAtEnd(const BusObject& object, const std::string& method,
+                                         const Arguments&... arguments)
+    {
+        auto limit = callLimit_;
+        if (isStopped_) {
+            const auto now = Clock::System().Now();
+            if (endDeadline_ == SteadyTime()) {
+                endDeadline_ = now + endLimit_;
+            }
+            limit = std::max(std::chrono::milliseconds(1),
+                             std::chrono::duration_cast<std::chrono::milliseconds>(endDeadline_ - now));
+        }
+        return bus_->Call(object, method, limit, arguments...);
+    }
+
+private:
+    const std::shared_ptr<Bus> bus_;
+    const std::chrono::milliseconds callLimit_;
+    const std::chrono::milliseconds endLimit_;
+    std::atomic<bool> isStopped_{false};
+    SteadyTime endDeadline_;
+};
+
+}  // namespace Vexo::Linux
