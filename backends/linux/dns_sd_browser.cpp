@@ -54,6 +54,7 @@ Result<void> DnsSdBrowser::Update(const std::vector<LanAddress>& lan)
             return Failure(made.error());
         }
         browser_ = made.value();
+        isPending_ = true;
     }
     return ResolveWaiting();
 }
@@ -118,6 +119,11 @@ Result<void> DnsSdBrowser::OnResolved(const std::string& path, const std::string
         Enqueue(service);
     }
     return ResolveWaiting();
+}
+
+void DnsSdBrowser::OnAllForNow(const std::string& path)
+{
+    isPending_ = isPending_ && path != browser_;
 }
 
 void DnsSdBrowser::OnBrowserFailure(const std::string& path)
@@ -214,6 +220,7 @@ void DnsSdBrowser::Report(const Place& place, Item& item)
 void DnsSdBrowser::Reset()
 {
     browser_.clear();
+    isPending_ = false;
     waiting_.clear();
     resolving_.clear();
     for (const auto& [place, item] : std::exchange(items_, {})) {

@@ -48,8 +48,11 @@ public:
     [[nodiscard]] Result<void> OnItemRemove(const std::string& path, const Service& service);
     // An empty address: it was not found.
     [[nodiscard]] Result<void> OnResolved(const std::string& path, const std::string& address, uint16_t port);
+    void OnAllForNow(const std::string& path);
     // The browser itself failed.
     void OnBrowserFailure(const std::string& path);
+    // Whether the browser may still fail before it has reported what there is.
+    bool IsPending() const { return isPending_; }
 
     // Avahi has ended: reports everything heard as gone.
     void Reset();
@@ -83,6 +86,7 @@ private:
 
     std::vector<LanAddress> lan_;
     std::string browser_;  // its path; empty: none
+    bool isPending_ = false;
     std::map<Place, Item> items_;
     uint64_t heardCount_ = 0;
     std::map<std::string, Service> resolving_;  // by the resolver's path

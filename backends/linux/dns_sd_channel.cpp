@@ -14,7 +14,6 @@
 #include "platform/base/nocopyable.h"
 #include "platform/dfx/log.h"
 #include "platform/tasks/elastic_pool.h"
-#include "platform/tasks/timers.h"
 
 namespace Vexo::Linux {
 namespace {
@@ -29,8 +28,9 @@ constexpr milliseconds LONGEST_RETRY{60'000};
 class Activity : public std::enable_shared_from_this<Activity>, public NoCopyable {
 public:
     Activity(std::shared_ptr<Bus> bus, HostPort listening, AnnouncementChannel::IsOurs isOurs,
-             AnnouncementChannel::Heard heard)
+             AnnouncementChannel::Heard heard, Tasks::Timers& timers)
         : bus_(std::move(bus)),
+          timers_(timers),
           avahi_(bus_, AVAHI_CALL_LIMIT, AVAHI_END_LIMIT),
           publisher_(avahi_, std::move(listening)),
           browser_(
@@ -56,9 +56,10 @@ private:
 
     // These run on any thread.
     void PostOrLog(Tasks::Work work, const char* purpose);
-    static Tasks::Timer RetryAfter(milliseconds pause, const std::weak_ptr<Activity>& weak);
+    static Tasks::Timer RetryAfter(milliseconds pause, const std::weak_ptr<Activity>& weak, Tasks::Timers& timers);
 
     const std::shared_ptr<Bus> bus_;
+    Tasks::Timers& timers_;
     DaemonCalls avahi_;
 
     // Touched on strand_ only.
@@ -115,6 +116,10 @@ void Activity::SubscribeToBrowsers()
             browser_.OnBrowserFailure(path);
             RetryUnless(Fail(ErrorCode::REFUSED, error));
         }));
+    subscriptions_.push_back(bus_->OnSignal<>(strand_, browser, "AllForNow", [this](const Text& path) {
+        browser_.OnAllForNow(path);
+        Update();
+    }));
     using Record = std::vector<std::vector<uint8_t>>;
     subscriptions_.push_back(
         bus_->OnSignal<int32_t, int32_t, Text, Text, Text, Text, int32_t, Text, uint16_t, Record, uint32_t>(
@@ -179,8 +184,8 @@ void Activity::Update()
     const Result<void> published = publisher_.Update(lan.value());
     const Result<void> browsed = browser_.Update(lan.value());
     RetryUnless(published ? browsed : published);
-    // A publication that is pending may still be refused.
-    if (published && browsed && !publisher_.IsPending()) {
+    // What is pending may still fail.
+    if (published && browsed && !publisher_.IsPending() && !browser_.IsPending()) {
         hasLoggedFailure_ = false;
         pause_ = milliseconds(0);
     }
@@ -203,7 +208,7 @@ void Activity::RetryLater()
         return;
     }
     pause_ = std::clamp(pause_ * 2, FIRST_RETRY, LONGEST_RETRY);
-    retry_ = RetryAfter(pause_, weak_from_this());
+    retry_ = RetryAfter(pause_, weak_from_this(), timers_);
     isRetrying_ = retry_.IsArmed();
 }
 
@@ -214,17 +219,17 @@ void Activity::PostOrLog(Tasks::Work work, const char* purpose)
     }
 }
 
-Tasks::Timer Activity::RetryAfter(milliseconds pause, const std::weak_ptr<Activity>& weak)
+Tasks::Timer Activity::RetryAfter(milliseconds pause, const std::weak_ptr<Activity>& weak, Tasks::Timers& timers)
 {
     // CallAfter, not RunAfter: a pool that has no thread would lose the work, and nothing would retry again.
-    return Tasks::Timers::System().CallAfter(pause, [pause, weak] {
+    return timers.CallAfter(pause, [pause, weak, &timers] {
         const auto self = weak.lock();
         const bool isLost = self && !self->strand_.Post([self] {
             self->isRetrying_ = false;
             self->Update();
         });
         if (isLost) {
-            RetryAfter(pause, weak).Detach();
+            RetryAfter(pause, weak, timers).Detach();
         }
     });
 }
@@ -249,8 +254,8 @@ void Activity::Stop()
 
 class DnsSdChannel final : public ActivityChannel<Activity> {
 public:
-    DnsSdChannel(std::string listening, std::shared_ptr<Bus> bus)
-        : listening_(std::move(listening)), bus_(std::move(bus))
+    DnsSdChannel(std::string listening, std::shared_ptr<Bus> bus, Tasks::Timers& timers)
+        : listening_(std::move(listening)), bus_(std::move(bus)), timers_(timers)
     {
     }
 
@@ -263,7 +268,7 @@ public:
             return Failure(listening.error());
         }
         const auto activity = std::make_shared<Activity>(bus_ ? bus_ : Bus::Open(), std::move(listening).value(),
-                                                         std::move(isOurs), std::move(heard));
+                                                         std::move(isOurs), std::move(heard), timers_);
         if (Result<void> started = activity->Start(token); !started) {
             return started;
         }
@@ -274,13 +279,15 @@ public:
 private:
     const std::string listening_;
     const std::shared_ptr<Bus> bus_;  // null: one is opened
+    Tasks::Timers& timers_;
 };
 
 }  // namespace
 
-std::unique_ptr<SoftBus::AnnouncementChannel> MakeDnsSdChannel(const std::string& listening, std::shared_ptr<Bus> bus)
+std::unique_ptr<SoftBus::AnnouncementChannel> MakeDnsSdChannel(const std::string& listening, std::shared_ptr<Bus> bus,
+                                                               Tasks::Timers& timers)
 {
-    return std::make_unique<DnsSdChannel>(listening, std::move(bus));
+    return std::make_unique<DnsSdChannel>(listening, std::move(bus), timers);
 }
 
 }  // namespace Vexo::Linux

@@ -9,13 +9,16 @@
 
 #include "backends/linux/bus.h"
 #include "platform/softbus/discovery/announcement_channel.h"
+#include "platform/tasks/timers.h"
 
 namespace Vexo::Linux {
 
 // listening: the numeric address where the device accepts TCP ("0.0.0.0:40117": at each IPv4 address, "[::]:40117": at
 // each address). A loopback address is not announced. bus: where Avahi is; null: a connection of its own to the system
-// bus, opened by Start. Withdraw and the destructor are not called from Heard. Does not block.
+// bus, opened by Start. timers outlives the channel. Withdraw and the destructor are not called from Heard. Does not
+// block.
 std::unique_ptr<SoftBus::AnnouncementChannel> MakeDnsSdChannel(const std::string& listening,
-                                                               std::shared_ptr<Bus> bus = nullptr);
+                                                               std::shared_ptr<Bus> bus = nullptr,
+                                                               Tasks::Timers& timers = Tasks::Timers::System());
 
 }  // namespace Vexo::Linux

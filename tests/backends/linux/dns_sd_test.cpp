@@ -1,12 +1,18 @@
-// The DNS-SD channel between two machines, each with the real avahi-daemon.
+// The DNS-SD channel between two machines, each with the real avahi-daemon; and with a stand-in for an Avahi that
+// fails.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
 #include <algorithm>
 #include <tuple>
 
+#include "backends/linux/avahi.h"
+#include "backends/linux/dns_sd_channel.h"
 #include "backends/linux/lan_addresses.h"
 #include "tests/backends/linux/dns_sd_world.h"
+#include "tests/backends/linux/private_machine.h"
+#include "tests/support/log_capture.h"
+#include "tests/support/manual_timers.h"
 
 namespace Vexo::Linux {
 namespace {
@@ -136,6 +142,80 @@ TEST_F(DnsSdTest, IgnoresStrangersAndAddressesOffTheLinkAndTakesAnotherNameWhenI
     std::vector<std::string> known(4, "oursCOPY 192.0.2.1:4711");  // so many names of one token are kept
     known.emplace_back("oursNEW2 192.0.2.1:40117");
     world_.AwaitKnown("phone", known);
+}
+
+class MockAvahiTest : public testing::Test {
+protected:
+    void SetUp() override
+    {
+        machine_.Start("avahi", {"/usr/bin/python3", "-m", "dbusmock", AVAHI, "/", AVAHI_SERVER.interface});
+        machine_.AwaitService(AVAHI, "avahi");
+        Mock("/", "AddMethod", AVAHI_SERVER.interface, std::string("ServiceBrowserNew"), std::string("iissu"),
+             std::string("o"), std::string("ret = '/browser'"));
+        AddObject("/browser", AVAHI_SERVICE_BROWSER);
+        ASSERT_TRUE(channel_->Start(
+            "oursAAAA", [](const std::string&) { return true; },
+            [](const std::string&, const std::optional<SoftBus::Announcement>&) {}));
+        ASSERT_TRUE(Eventually([&] { return Browsers() == 1; })) << machine_.Output("avahi");
+    }
+    void TearDown() override { channel_->Withdraw(); }
+
+    template <typename... Arguments>
+    void Mock(const std::string& path, const std::string& method, const Arguments&... arguments)
+    {
+        const Result<void> done =
+            machine_.Bus().Call({AVAHI, path, "org.freedesktop.DBus.Mock"}, method, BUS_CALL_LIMIT, arguments...);
+        ASSERT_TRUE(done) << done.error().message;
+    }
+    void AddObject(const std::string& path, const std::string& interface)
+    {
+        using Method = sdbus::Struct<std::string, std::string, std::string, std::string>;
+        Mock("/", "AddObject", path, interface, PropertyMap(),
+             std::vector<Method>{Method("Free", std::string(), std::string(), std::string())});
+    }
+    void Emit(const std::string& signal, const std::string& signature, const std::vector<sdbus::Variant>& arguments)
+    {
+        Mock("/browser", "EmitSignal", std::string(AVAHI_SERVICE_BROWSER), signal, signature, arguments);
+    }
+    void FailBrowser() { Emit("Failure", "s", {sdbus::Variant(std::string("no network"))}); }
+    // How many browsers Avahi was asked for.
+    size_t Browsers()
+    {
+        using Calls = std::vector<sdbus::Struct<uint64_t, std::vector<sdbus::Variant>>>;
+        const BusObject mock{AVAHI, "/", "org.freedesktop.DBus.Mock"};
+        const auto calls =
+            machine_.Bus().Call<Calls>(mock, "GetMethodCalls", BUS_CALL_LIMIT, std::string("ServiceBrowserNew"));
+        return calls ? calls->size() : 0;
+    }
+    bool AwaitNextBrowser()
+    {
+        const size_t before = Browsers();
+        return Eventually([&] {
+            timers_.Advance(milliseconds(500));
+            return Browsers() > before;
+        });
+    }
+
+    Tests::LogCapture log_;
+    Tests::PrivateMachine machine_;
+    Tests::ManualTimers timers_;
+    std::unique_ptr<SoftBus::AnnouncementChannel> channel_ =
+        MakeDnsSdChannel("127.0.0.1:40117", Bus::Open(machine_.Address()), timers_);
+};
+
+TEST_F(MockAvahiTest, ABrowserThatFailsEachTimeIsRetriedLessAndLessOftenAndLoggedOnce)
+{
+    const SteadyTime begin = timers_.Now();
+    for (int i = 0; i < 5; ++i) {
+        FailBrowser();
+        ASSERT_TRUE(AwaitNextBrowser());
+    }
+    EXPECT_GE(timers_.Now() - begin, std::chrono::seconds(1 + 2 + 4 + 8 + 16));
+    EXPECT_EQ(log_.Count("searching for devices nearby failed"), 1U) << log_.Text();
+
+    Emit("AllForNow", "", {});
+    FailBrowser();
+    EXPECT_TRUE(log_.WaitFor("searching for devices nearby failed", 2)) << "it had worked in between";
 }
 
 TEST(LanAddressesTest, AnAddressIsOnTheLinkWhenItIsInASubnetOfThatInterface)
