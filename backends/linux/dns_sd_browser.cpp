@@ -32,6 +32,14 @@ std::string TokenOf(const std::string& instance)
     return BytesOfHex(instance.substr(0, DNS_SD_TOKEN_CHARACTERS));
 }
 
+// False while this device leaves the network of that interface: then no address of a peer is on the link.
+bool HasAddress(const std::vector<LanAddress>& lan, int interface, int32_t protocol)
+{
+    return std::any_of(lan.begin(), lan.end(), [&](const LanAddress& own) {
+        return own.interface == interface && own.isIpv6 == (protocol == AVAHI_PROTOCOL_IPV6);
+    });
+}
+
 std::string NameOf(const DnsSdBrowser::Place& place)
 {
     return place.instance + "@" + std::to_string(place.interface);
@@ -207,13 +215,19 @@ void DnsSdBrowser::Report(const Place& place, Item& item)
         if (IsOnLink(lan_, place.interface, lookup.address)) {
             now = now.value_or(SoftBus::Announcement{item.token, {}});
             now->addresses.push_back({"tcp", ToText(HostPort{lookup.address, lookup.port})});
-        } else if (const auto more = logLimit_.Admit("off the link")) {
-            QuviewDFX::LogWarn(LABEL, "dropped an announced address that is not on its interface's link%{public}s",
-                               *more);
+        } else if (HasAddress(lan_, place.interface, protocol)) {
+            LogOffLink();
         }
     }
     if (std::exchange(item.reported, now) != now) {
         heard_(NameOf(place), now);
+    }
+}
+
+void DnsSdBrowser::LogOffLink()
+{
+    if (const auto more = logLimit_.Admit("off the link")) {
+        QuviewDFX::LogWarn(LABEL, "dropped an announced address that is not on its interface's link%{public}s", *more);
     }
 }
 

@@ -78,6 +78,7 @@ private:
     [[nodiscard]] Result<void> ResolveWaiting();
     void StopResolving(const Service& service);
     void Report(const Place& place, Item& item);
+    void LogOffLink();
 
     DaemonCalls& avahi_;
     const std::function<bool(const std::string&)> isOwn_;

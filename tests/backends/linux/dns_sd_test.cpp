@@ -156,7 +156,7 @@ protected:
         ASSERT_TRUE(channel_->Start(
             "oursAAAA", [](const std::string&) { return true; },
             [](const std::string&, const std::optional<SoftBus::Announcement>&) {}));
-        ASSERT_TRUE(Eventually([&] { return Browsers() == 1; })) << machine_.Output("avahi");
+        ASSERT_TRUE(Eventually([&] { return Calls("ServiceBrowserNew") == 1; })) << machine_.Output("avahi");
     }
     void TearDown() override { channel_->Withdraw(); }
 
@@ -173,26 +173,27 @@ protected:
         Mock("/", "AddObject", path, interface, PropertyMap(),
              std::vector<Method>{Method("Free", std::string(), std::string(), std::string())});
     }
-    void Emit(const std::string& signal, const std::string& signature, const std::vector<sdbus::Variant>& arguments)
+    void Emit(const std::string& interface, const std::string& signal, const std::string& signature,
+              const std::vector<sdbus::Variant>& arguments)
     {
-        Mock("/browser", "EmitSignal", std::string(AVAHI_SERVICE_BROWSER), signal, signature, arguments);
+        Mock(interface == AVAHI_SERVICE_BROWSER ? "/browser" : "/resolver", "EmitSignal", interface, signal, signature,
+             arguments);
     }
-    void FailBrowser() { Emit("Failure", "s", {sdbus::Variant(std::string("no network"))}); }
-    // How many browsers Avahi was asked for.
-    size_t Browsers()
+    void FailBrowser() { Emit(AVAHI_SERVICE_BROWSER, "Failure", "s", {sdbus::Variant(std::string("no network"))}); }
+    // How often Avahi's server was called by that method.
+    size_t Calls(const std::string& method)
     {
         using Calls = std::vector<sdbus::Struct<uint64_t, std::vector<sdbus::Variant>>>;
         const BusObject mock{AVAHI, "/", "org.freedesktop.DBus.Mock"};
-        const auto calls =
-            machine_.Bus().Call<Calls>(mock, "GetMethodCalls", BUS_CALL_LIMIT, std::string("ServiceBrowserNew"));
+        const auto calls = machine_.Bus().Call<Calls>(mock, "GetMethodCalls", BUS_CALL_LIMIT, method);
         return calls ? calls->size() : 0;
     }
     bool AwaitNextBrowser()
     {
-        const size_t before = Browsers();
+        const size_t before = Calls("ServiceBrowserNew");
         return Eventually([&] {
             timers_.Advance(milliseconds(500));
-            return Browsers() > before;
+            return Calls("ServiceBrowserNew") > before;
         });
     }
 
@@ -213,9 +214,31 @@ TEST_F(MockAvahiTest, ABrowserThatFailsEachTimeIsRetriedLessAndLessOftenAndLogge
     EXPECT_GE(timers_.Now() - begin, std::chrono::seconds(1 + 2 + 4 + 8 + 16));
     EXPECT_EQ(log_.Count("searching for devices nearby failed"), 1U) << log_.Text();
 
-    Emit("AllForNow", "", {});
+    Emit(AVAHI_SERVICE_BROWSER, "AllForNow", "", {});
     FailBrowser();
     EXPECT_TRUE(log_.WaitFor("searching for devices nearby failed", 2)) << "it had worked in between";
+}
+
+TEST_F(MockAvahiTest, AnAddressOnAnInterfaceThatHasNoneIsDroppedSilently)
+{
+    Mock("/", "AddMethod", AVAHI_SERVER.interface, std::string("ServiceResolverNew"), std::string("iisssiu"),
+         std::string("o"), std::string("ret = '/resolver'"));
+    AddObject("/resolver", AVAHI_SERVICE_RESOLVER);
+    const auto text = [](const std::string& value) { return sdbus::Variant(value); };
+    const sdbus::Variant interface(int32_t{2'000'000'000}), protocol(AVAHI_PROTOCOL_IPV4), flags(uint32_t{0});
+    const std::vector<sdbus::Variant> service{interface, protocol, text("6f75727342424242-00000001"), text(DNS_SD_TYPE),
+                                              text(DNS_SD_DOMAIN)};
+    std::vector<sdbus::Variant> item = service;
+    item.push_back(flags);
+    Emit(AVAHI_SERVICE_BROWSER, "ItemNew", "iisssu", item);
+    ASSERT_TRUE(Eventually([&] { return Calls("ServiceResolverNew") == 1; }));
+    std::vector<sdbus::Variant> found = service;
+    found.insert(found.end(), {text("phone.local"), protocol, text("192.0.2.2"), sdbus::Variant(uint16_t{40118}),
+                               sdbus::Variant(std::vector<std::vector<uint8_t>>()), flags});
+    Emit(AVAHI_SERVICE_RESOLVER, "Found", "iissssisqaayu", found);
+    FailBrowser();
+    ASSERT_TRUE(log_.WaitFor("searching for devices nearby failed"));
+    EXPECT_FALSE(log_.Contains("not on its interface's link")) << log_.Text();
 }
 
 TEST(LanAddressesTest, AnAddressIsOnTheLinkWhenItIsInASubnetOfThatInterface)
