@@ -24,7 +24,7 @@ struct Bluetooth {
     std::function<BluetoothState()> state;  // any thread; does not block
 };
 
-// What the factories make belongs to one soft bus. Does not block.
+// The transport and the channel share state: use both in the same soft bus. Does not block.
 Bluetooth MakeBluetooth(const BluetoothOptions& options);
 
 }  // namespace Vexo::Linux

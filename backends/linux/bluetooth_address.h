@@ -1,6 +1,6 @@
 // BluetoothAddress: where a device accepts Bluetooth Low Energy channels, as text ("AA:BB:CC:DD:EE:FF/random/128"); and
-// the service data by which a device announces itself over Bluetooth. Value types and functions without state; any
-// thread; nothing blocks. The formats: docs/link.md.
+// the service data by which a device announces itself over Bluetooth. Value types and functions without state. Any
+// thread may use them. No call blocks. The formats: docs/link.md.
 #pragma once
 
 #include <array>
@@ -40,7 +40,7 @@ struct BluetoothServiceData {
 };
 
 std::vector<uint8_t> EncodeServiceData(const BluetoothServiceData& data);
-// Nothing for bytes of another version or length, or without a channel number that programs may use.
+// Returns nothing for bytes of another version or length, or without a channel number that programs may use.
 std::optional<BluetoothServiceData> DecodeServiceData(const std::vector<uint8_t>& bytes);
 
 }  // namespace Vexo::Linux

@@ -8,7 +8,7 @@ namespace {
 
 constexpr const char* ADVERTISEMENT_PATH = "/distnet/advertisement";
 
-// A device that scans hears one of these within a second or two; a shorter interval costs power all day.
+// A device that scans hears an advertisement within a second or two. A shorter interval costs power all day.
 constexpr uint32_t MIN_INTERVAL_MS = 1000;
 constexpr uint32_t MAX_INTERVAL_MS = 1200;
 
@@ -66,7 +66,7 @@ Result<BluetoothAdvertiser::Advertisement> BluetoothAdvertiser::Register(const s
 
 void BluetoothAdvertiser::Unregister(const std::string& adapter, const std::string& path)
 {
-    // One that BlueZ no longer knows is refused, which is as good.
+    // BlueZ refuses to end an advertisement that has already ended.
     static_cast<void>(bluez_.CallAtEnd({BLUEZ, adapter, BLUEZ_ADVERTISING_MANAGER}, "UnregisterAdvertisement",
                                        sdbus::ObjectPath(path)));
 }

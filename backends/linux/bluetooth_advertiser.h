@@ -17,16 +17,16 @@ namespace Vexo::Linux {
 
 class BluetoothAdvertiser : public NoCopyable {
 public:
-    // released: BlueZ ended the advertisement by itself; on the strand.
+    // released: called on the strand when BlueZ ended the advertisement by itself.
     BluetoothAdvertiser(DaemonCalls& bluez, Tasks::Strand& strand, std::function<void()> released)
         : bluez_(bluez), strand_(strand), released_(std::move(released))
     {
     }
 
-    // Advertises the data on that adapter, before the advertisement of other data ends where BlueZ has room for both.
-    // An empty path, or no data: advertises nothing. After an error: again, later.
+    // Advertises the data on that adapter. An advertisement of other data ends after that, or before it where BlueZ has
+    // no room for both. With an empty path or no data, nothing is advertised. After an error, call it again later.
     [[nodiscard]] Result<void> Update(const std::string& adapter, const std::optional<BluetoothServiceData>& data);
-    // BlueZ, and every advertisement with it, has ended.
+    // Call when BlueZ has ended, and every advertisement with it.
     void Reset() { current_.reset(); }
     void Withdraw();
 

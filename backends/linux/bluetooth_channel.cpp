@@ -26,7 +26,7 @@ constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Bluetooth"}
 constexpr milliseconds SHORTEST_PAUSE{1};
 constexpr milliseconds FIRST_RETRY{1000};
 constexpr milliseconds LONGEST_RETRY{60'000};
-// What is unknown counts as a device address of zeros, which the transport takes for any adapter.
+// Stands for an unknown address. The transport takes it for any adapter.
 constexpr const char* ANY_ADDRESS = "00:00:00:00:00:00";
 
 struct Adapter {
@@ -37,7 +37,7 @@ struct Adapter {
     std::string addressType = "public";
 };
 
-// "hci0", of BlueZ's path.
+// The adapter's name ("hci0") in BlueZ's path.
 std::string NameOf(const std::string& path)
 {
     return path.substr(path.rfind('/') + 1);
@@ -71,7 +71,7 @@ public:
     void Start(const std::string& token);
     void Announce(const std::string& token);
     bool Seek(milliseconds limit);
-    // Once, and before it is destroyed when it was started.
+    // Call once, before an activity that was started is destroyed.
     void Stop();
 
 private:
@@ -81,7 +81,7 @@ private:
     void OnInterfacesAdded(const std::string& path, const BluezInterfaces& interfaces);
     void OnInterfacesRemoved(const std::string& path, const std::vector<std::string>& interfaces);
     [[nodiscard]] Result<void> ListAdapters();
-    // The adapter in use; the end of the map while there is none that is on.
+    // Returns the adapter in use, or the end of the map while no adapter is on.
     std::map<std::string, Adapter>::const_iterator ChooseAdapter() const;
     // Brings advertising and scanning in line with the token, the adapters and the time.
     void Update();
@@ -104,7 +104,7 @@ private:
     BluetoothAdvertiser advertiser_;
     BluetoothScanner scanner_;
     std::string token_;
-    bool isKnown_ = false;  // whether BlueZ is there
+    bool isKnown_ = false;  // whether isThere_ has been set by the bus
     bool isThere_ = false;
     bool hasListed_ = false;
     std::map<std::string, Adapter> adapters_;  // by BlueZ's path
@@ -267,11 +267,11 @@ void Activity::Update()
     }
 }
 
-// Logs each change, and only that.
+// Sets the state and logs it, if it has changed.
 void Activity::UpdateState(const Result<void>& done)
 {
     if (psm_ == 0 || bluez_.IsStopped()) {
-        return;  // the transport's failure counts
+        return;  // the transport has set the state, or the channel has ended
     }
     BluetoothState state = StateOfAdapters(done);
     if (shared_->State() == state) {
@@ -305,7 +305,7 @@ BluetoothState Activity::StateOfAdapters(const Result<void>& done) const
                 "Switch it on: rfkill unblock bluetooth; bluetoothctl power on"};
     }
     if (!done) {
-        // The rest of the message may repeat what was sent.
+        // Only the error's name: the rest of the message may repeat what was sent.
         return {{false, "BlueZ refuses to announce this device or to scan, which is tried again: " +
                             BusErrorName(done.error())},
                 "journalctl -u bluetooth says why; systemctl restart bluetooth"};

@@ -1,7 +1,7 @@
 // The Bluetooth channel: announces this device by a Low Energy advertisement, and hears of others nearby while somebody
-// seeks one, through BlueZ. A BlueZ that is absent, restarts or refuses, an adapter that is removed or switched off,
-// and a restarted bus, are waited for. Everything happens on a strand of the channel's own, on which Heard is called.
-// Its halves: bluetooth_advertiser.h, bluetooth_scanner.h. What is announced: docs/linux.md.
+// seeks one, through BlueZ. The channel waits and tries again while BlueZ is absent, restarts or refuses, while the
+// adapter is removed or switched off, and while the bus restarts. All its work runs on a strand of its own; Heard is
+// called there. Its halves: bluetooth_advertiser.h, bluetooth_scanner.h. What is announced: docs/linux.md.
 #pragma once
 
 #include <memory>
@@ -12,9 +12,9 @@
 
 namespace Vexo::Linux {
 
-// shared: read for the channel number that is announced, and told the adapter and the state. Without a number there
-// when the channel starts, nothing is announced or heard. timers outlives the channel. Withdraw and the destructor are
-// not called from Heard. Does not block.
+// shared: Start reads from it the channel number to announce; the channel writes the adapter and the state to it. If
+// the number is 0 at the start, nothing is announced or heard. timers outlives the channel. Withdraw and the destructor
+// are not called from Heard. Does not block.
 std::unique_ptr<SoftBus::AnnouncementChannel> MakeBluetoothChannel(const BluetoothOptions& options,
                                                                    std::shared_ptr<BluetoothShared> shared,
                                                                    Tasks::Timers& timers = Tasks::Timers::System());

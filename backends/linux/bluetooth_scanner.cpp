@@ -12,11 +12,12 @@ namespace {
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Bluetooth"};
 
-// A device changes its address from time to time, and nobody hears that while there is no scan.
+// How long a device is kept after a scan. A device changes its address from time to time, which is heard only during a
+// scan.
 constexpr std::chrono::seconds KEPT{30};
 constexpr size_t MAX_DEVICES = 64;
 
-// Nothing for a device that does not advertise as ours do.
+// Returns nothing for a device without service data of our form.
 std::optional<BluetoothServiceData> OwnServiceData(const sdbus::Variant& serviceData)
 {
     const auto byUuid = ValueOf<PropertyMap>(serviceData);
@@ -30,7 +31,7 @@ void BluetoothScanner::UseAdapter(const std::string& adapter)
     if (adapter == adapter_) {
         return;
     }
-    // An adapter that was removed or switched off has ended its scan; another one may still be on.
+    // An adapter that was removed or switched off has ended its scan. One that is still on must be told to stop.
     if (isScanning_) {
         static_cast<void>(StopScan());
     }
@@ -96,7 +97,7 @@ Result<void> BluetoothScanner::StartScan()
     if (!started) {
         return started;
     }
-    // BlueZ does not tell again what it has heard before.
+    // BlueZ sends no signal for a device that it already knows.
     Result<BluezObjects> objects = bluez_.Call<BluezObjects>(BLUEZ_OBJECTS, "GetManagedObjects");
     if (!objects) {
         return Failure(objects.error());
@@ -112,7 +113,7 @@ Result<void> BluetoothScanner::StartScan()
 Result<void> BluetoothScanner::StopScan()
 {
     Result<void> stopped = bluez_.CallAtEnd({BLUEZ, adapter_, BLUEZ_ADAPTER}, "StopDiscovery");
-    // A refusal says that there is no scan.
+    // BlueZ refuses when there is no scan.
     isScanning_ = !stopped && IsNoAnswer(stopped.error());
     return isScanning_ ? stopped : Result<void>();
 }
@@ -122,7 +123,7 @@ void BluetoothScanner::OnProperties(const std::string& device, const PropertyMap
     const auto known = devices_.find(device);
     const auto serviceData = properties.find("ServiceData");
     if (serviceData == properties.end()) {
-        // The strength of its signal is measured when it is heard.
+        // A new signal strength means that the device was heard just now.
         if (known != devices_.end() && properties.contains("RSSI")) {
             known->second.heardAt = clock_.Now();
         }

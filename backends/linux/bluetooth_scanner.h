@@ -26,20 +26,22 @@ public:
     {
     }
 
-    // Scans on this adapter from now on, by its path; empty: on none. What another one heard is reported as gone.
+    // Sets the adapter to scan on, by its path; empty: none. After a change, everything heard before is reported as
+    // gone.
     void UseAdapter(const std::string& adapter);
-    // Scans until then at least, from the next Update on.
+    // From the next Update on, scans at least until this time.
     void SeekUntil(SteadyTime until) { until_ = std::max(until_, until); }
-    // Starts or ends scanning, and reports what has not been heard for long as gone. After an error: again, later.
+    // Starts or ends scanning. While it does not scan, reports devices that were not heard for 30 s as gone. After an
+    // error, call it again later.
     [[nodiscard]] Result<void> Update();
-    // When the next Update is due; nothing: after another call.
+    // When the next Update is due. Nothing: only after another call.
     std::optional<SteadyTime> NextUpdate() const;
 
-    // BlueZ tells properties of a device: all of a new one, or those that changed.
+    // BlueZ reports properties of a device: all of a new one, or those that changed.
     void OnProperties(const std::string& device, const PropertyMap& properties);
     void OnRemoved(const std::string& device);
 
-    // BlueZ, and its scan, has ended: reports everything heard as gone.
+    // Call when BlueZ has ended, and its scan with it. Reports everything heard as gone.
     void Reset();
     // Ends scanning without another callback.
     void End();
@@ -53,7 +55,7 @@ private:
 
     [[nodiscard]] Result<void> StartScan();
     [[nodiscard]] Result<void> StopScan();
-    // "AA:BB:CC:DD:EE:FF/public"; empty when BlueZ does not tell it.
+    // "AA:BB:CC:DD:EE:FF/public"; empty when BlueZ does not report it.
     std::string AddressOf(const std::string& device, const PropertyMap& properties);
 
     DaemonCalls& bluez_;
@@ -63,7 +65,7 @@ private:
 
     std::string adapter_;  // its path; empty: none
     SteadyTime until_;
-    bool isScanning_ = false;                // or may be, as far as is known
+    bool isScanning_ = false;                // also true when BlueZ did not answer
     std::map<std::string, Device> devices_;  // of this account, by BlueZ's path
     QuviewDFX::LogLimit<std::string> logLimit_;
 };

@@ -1,5 +1,5 @@
-// BluetoothShared: what the Bluetooth transport and the Bluetooth channel of one device know of each other, and how
-// Bluetooth stands there. Any thread; nothing blocks. Who uses it: bluetooth.h.
+// BluetoothShared: the values that the Bluetooth transport and the Bluetooth channel of one device share, and the state
+// of Bluetooth on that device. Any thread may use it. No call blocks. Made in bluetooth.cpp.
 #pragma once
 
 #include <cstdint>
@@ -13,17 +13,17 @@
 
 namespace Vexo::Linux {
 
-// How Bluetooth stands on this device.
+// The state of Bluetooth on this device.
 struct BluetoothState {
     Presence presence;   // the reason is one sentence
-    std::string advice;  // how to mend it; empty when nothing is wrong
+    std::string advice;  // what the user can do; empty when nothing is wrong
 
     bool operator==(const BluetoothState&) const = default;
 };
 
 class BluetoothShared : public NoCopyable {
 public:
-    // The transport's: the channel number where it listens; 0: nowhere.
+    // The transport sets the channel number that it listens on; 0: it does not listen.
     void SetPsm(uint16_t psm) EXCLUDES(mutex_)
     {
         const MutexLock lock(mutex_);
@@ -34,7 +34,7 @@ public:
         const MutexLock lock(mutex_);
         return psm_;
     }
-    // The channel's: the address of the adapter in use; all 0 before there was one.
+    // The channel sets the address of the adapter in use; all 0 before it has found one.
     void SetAdapter(const BluetoothAddress& address) EXCLUDES(mutex_)
     {
         const MutexLock lock(mutex_);

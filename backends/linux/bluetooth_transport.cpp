@@ -17,7 +17,7 @@ namespace {
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Bluetooth"};
 
-// Out of descriptors: the connection stays in the kernel's queue, and trying again at once would spin.
+// The pause when no descriptor is free. The connection stays in the kernel's queue, so a retry at once would spin.
 constexpr std::chrono::milliseconds ACCEPT_PAUSE{100};
 
 Failure FailureOf(const std::string& what, int number)

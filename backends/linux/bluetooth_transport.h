@@ -1,7 +1,7 @@
-// BluetoothTransport: connection-oriented L2CAP channels over Bluetooth Low Energy, the way of link type 4. Devices are
-// not paired, and nothing needs a privilege: who is there is decided by the handshake. An address is
-// "AA:BB:CC:DD:EE:FF/public/128" or "…/random/128" (bluetooth_address.h); it changes, so it is not kept. Threads:
-// transport.h.
+// BluetoothTransport: connection-oriented L2CAP channels over Bluetooth Low Energy, used for link type 4. Devices are
+// not paired and no privilege is needed: the handshake proves who the peer is. An address is
+// "AA:BB:CC:DD:EE:FF/public/128" or "…/random/128" (bluetooth_address.h); devices change their addresses, so none is
+// kept. Threads: transport.h.
 #pragma once
 
 #include <asio/posix/stream_descriptor.hpp>
@@ -29,8 +29,8 @@ public:
 
     std::string Name() const override { return "bluetooth"; }
     bool Carries(LinkType type) const override { return type == LINK_TYPE_BR; }
-    // Accepts on every adapter, at the first free channel number, which it puts into the shared object. The text is
-    // empty: peers read address and number from the announcement.
+    // Accepts on every adapter, at the first free channel number, which it puts into the shared object. The returned
+    // text is empty: peers read address and number from the announcement.
     [[nodiscard]] Result<std::string> Listen(Accepted accepted) override;
     [[nodiscard]] Result<void> CheckAddress(const std::string& address) const override;
     // From the adapter in use.

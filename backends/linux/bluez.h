@@ -18,7 +18,7 @@ inline constexpr const char* BLUEZ_ADVERTISEMENT = "org.bluez.LEAdvertisement1";
 inline constexpr const char* BLUEZ_ADVERTISING_MANAGER = "org.bluez.LEAdvertisingManager1";
 inline const BusObject BLUEZ_OBJECTS{BLUEZ, "/", "org.freedesktop.DBus.ObjectManager"};
 
-// Of one object: the properties of each of its interfaces. Of all: by path.
+// The properties of one object, by interface; and those of all objects, by path.
 using BluezInterfaces = std::map<std::string, PropertyMap>;
 using BluezObjects = std::map<sdbus::ObjectPath, BluezInterfaces>;
 

@@ -25,8 +25,8 @@ std::string MatchOf(const BusObject& object, const std::string& signal)
 
 std::shared_ptr<Bus> Bus::Open(const std::string& address, const Clock& clock)
 {
-    // Empty variants share a connection that the first of them makes. Made here, it is there before any thread that
-    // uses it: a thread sanitizer cannot see how the library guards it.
+    // Empty variants share a connection that the first of them makes. It is made here, before any thread uses it: a
+    // thread sanitizer cannot see how the library guards it.
     [[maybe_unused]] const sdbus::Variant first;
     auto loop = std::make_shared<Loop>(address, clock);
     loop->Start();
@@ -127,7 +127,7 @@ BusSubscription Bus::OnService(Tasks::Strand& strand, const std::string& service
                                std::function<void(bool isThere)> handler)
 {
     const auto target = std::make_shared<HandlerTarget>(strand);
-    // What was told last; on the loop's thread only.
+    // The last value that the handler got. Used on the loop's thread only.
     const auto told = std::make_shared<std::optional<bool>>();
     const auto tell = [target, told, handler = std::move(handler)](bool isThere) {
         if (*told != isThere) {

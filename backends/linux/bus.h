@@ -1,8 +1,8 @@
-// Bus: the one doorway to D-Bus. It owns a connection whose every read and write happens on a thread of its own, comes
-// back by itself when the bus was restarted, and restores what is subscribed. Calls block the calling thread within
-// their limit; handlers of signals and names run on the strand that the subscriber gave, in the bus's order, never
-// inside a call and under no lock. No exception of the library leaves it: a failure's code follows the D-Bus error's
-// name (sd-bus-errors(3)), and its message begins with that name and a colon. Any thread may use it.
+// Bus: the only access to D-Bus. It owns a connection and a thread that does all its reads and writes. After a restart
+// of the bus it connects again and restores subscriptions and exported objects. Calls block the calling thread, at most
+// for their limit. Handlers of signals and names run on the strand that the subscriber gave, in the order of the bus,
+// never inside a call and under no lock. No exception of the library leaves it: a failure's code follows the D-Bus
+// error's name (sd-bus-errors(3)), and its message begins with that name and a colon. Any thread may use it.
 #pragma once
 
 #include <sdbus-c++/Message.h>
@@ -28,7 +28,7 @@ namespace Vexo::Linux {
 
 using PropertyMap = std::map<std::string, sdbus::Variant>;  // a{sv}
 
-// How long a call waits for its answer when nothing else is said.
+// The default limit of a call.
 inline constexpr std::chrono::milliseconds BUS_CALL_LIMIT{5000};
 
 // One interface of one object of a service, as calls and subscriptions name it.
@@ -53,7 +53,7 @@ T ValueIn(const PropertyMap& properties, const std::string& key, T fallback = T(
     return found == properties.end() ? fallback : ValueOf<T>(found->second, std::move(fallback));
 }
 
-// An object of this program, for a service that reads what it is to do from its client's objects.
+// An object that this program exports, for services that read a request from an object of their client (BlueZ).
 struct OwnObject {
     // Read-only.
     struct Property {
@@ -73,11 +73,12 @@ struct OwnObject {
     std::string path;
     std::string interface;
     std::vector<Property> properties;
-    std::map<std::string, std::function<void()>> methods;  // without arguments; the answer does not wait for them
+    std::map<std::string, std::function<void()>> methods;  // without arguments; the caller is answered at once
 };
 
-// Ends what it stands for when it goes: no handler starts afterwards, and one that runs on another thread has ended
-// (so it must not go under a lock that its handler takes). Empty when default-made.
+// A subscription or an exported object, which ends with it. The destructor and End block until a handler that runs on
+// another thread has returned, so do not call them under a lock that the handler takes. No handler starts afterwards.
+// Empty when default-constructed.
 class BusSubscription {
 public:
     BusSubscription() = default;
@@ -106,16 +107,16 @@ private:
 
 class Bus : public NoCopyable {
 public:
-    // Blocks for the first attempt to connect, whose failure is logged and tried again later. address: as in
-    // DBUS_SYSTEM_BUS_ADDRESS; empty: the system bus. clock: by which it tries again. Throws nothing; never null.
+    // Blocks for the first attempt to connect. A failure is logged and retried. address: as in DBUS_SYSTEM_BUS_ADDRESS;
+    // empty: the system bus. clock: for the pauses between retries. Throws nothing; never returns null.
     static std::shared_ptr<Bus> Open(const std::string& address = "", const Clock& clock = Clock::System());
     // Fails calls that wait; returns when its thread has ended. Subscriptions may outlive it.
     ~Bus();
 
     bool IsConnected() const;
 
-    // Calls a method and blocks for its answer; a handler may call too. Arguments are D-Bus types (std::string, never a
-    // char pointer). Reply: the type of the one value that is returned, a std::tuple of several, or void.
+    // Calls a method and blocks for its answer. A handler may call it too. Arguments are D-Bus types (std::string,
+    // never a char pointer). Reply: the type of the one value that is returned, a std::tuple of several, or void.
     template <typename Reply = void, typename... Arguments>
     [[nodiscard]] Result<Reply> Call(const BusObject& object, const std::string& method,
                                      std::chrono::milliseconds limit, const Arguments&... arguments);
@@ -141,22 +142,22 @@ public:
         Tasks::Strand& strand, const BusObject& object,
         std::function<void(const std::string& path, const PropertyMap& changed)> handler);
 
-    // The handler is told whether the service is there: soon after subscribing, and at each change; a service that was
-    // replaced goes and comes. While there is no bus nothing is there. When it is told true, signals subscribed before
-    // arrive again.
+    // Calls the handler with whether the service runs: soon after subscribing, and at each change. For a service that
+    // was replaced it is called with false, then with true. Without a bus, no service runs. When it is called with
+    // true, signals subscribed before arrive again.
     [[nodiscard]] BusSubscription OnService(Tasks::Strand& strand, const std::string& service,
                                             std::function<void(bool isThere)> handler);
 
     // Until the subscription ends, others on the bus may read the object's properties (org.freedesktop.DBus.Properties)
-    // and call its methods, which run on the strand. Calls that this program makes later find it there. The strand must
-    // outlive the subscription.
+    // and call its methods, which run on the strand. A service that this program calls later can already read it. The
+    // strand must outlive the subscription.
     [[nodiscard]] BusSubscription Export(Tasks::Strand& strand, OwnObject object);
 
 private:
     class Loop;
     using Write = std::function<void(sdbus::Message&)>;
     using Read = std::function<void(sdbus::Message&)>;
-    // Reads a signal's arguments and makes the work that hands them over.
+    // Reads a signal's arguments and returns the work that calls the handler; null: the signal does not concern it.
     using Unpack = std::function<Tasks::Work(sdbus::Message&)>;
 
     explicit Bus(std::shared_ptr<Loop> loop) : loop_(std::move(loop)) {}
@@ -172,7 +173,7 @@ template <typename Reply, typename... Arguments>
 Result<Reply> Bus::Call(const BusObject& object, const std::string& method, std::chrono::milliseconds limit,
                         const Arguments&... arguments)
 {
-    // Shared, because a caller whose limit has passed is gone when the answer comes after all.
+    // Shared: the answer may come after the caller has stopped waiting.
     Write write = [packed = std::tuple<Arguments...>(arguments...)](sdbus::Message& message) { message << packed; };
     if constexpr (std::is_void_v<Reply>) {
         return Exchange(object, method, limit, std::move(write), nullptr);

@@ -1,5 +1,5 @@
 // Failures of D-Bus calls: translates the name of a D-Bus error (sd-bus-errors(3)) to the ErrorCode that callers check.
-// Functions without state; any thread; nothing blocks. Used by bus.h.
+// Functions without state. Any thread may use them. No call blocks. Used by bus.h.
 #pragma once
 
 #include <string>

@@ -25,7 +25,7 @@
 
 namespace Vexo::Linux {
 
-// A call on its way: the caller waits for it, the loop's thread ends it, whichever is first.
+// A call under way. The loop's thread ends it; its caller may have stopped waiting before.
 struct PendingCall {
     BusObject object;
     std::string method;
@@ -33,20 +33,20 @@ struct PendingCall {
     std::function<void(sdbus::Message&)> write;
     std::function<void(sdbus::Message&)> read;     // may be empty
     std::function<void(Result<void>)> onFinished;  // on the loop's thread; once
-    // Must outlive the library's callback, and go on the loop's thread, before the connection: the caller may hold this
+    // Destroyed on the loop's thread, after the library's callback and before the connection: the caller may hold this
     // call for longer.
     std::unique_ptr<sdbus::IProxy> proxy;
 };
 
-// What stays subscribed or exported over reconnections. Used on the loop's thread only.
+// A subscription or an exported object, kept over reconnections. Used on the loop's thread only.
 struct BusListener {
-    std::string match;  // what it listens to; of an exported object, its path
+    std::string match;  // the match rule; for an exported object: its path
     std::function<void(sdbus::Message&)> onMessage;
     std::function<void()> onConnected;     // may be empty
-    std::function<void()> onDisconnected;  // may be empty; also when there is no bus at the start
-    // Only of an exported object, which has no onMessage.
+    std::function<void()> onDisconnected;  // may be empty; also called when there is no bus at the start
+    // Set for an exported object only, which has no onMessage.
     std::function<std::unique_ptr<sdbus::IObject>(sdbus::IConnection&)> makeObject;
-    // These go on the loop's thread, before the connection: a subscription may hold this for longer.
+    // Destroyed on the loop's thread, before the connection: a subscription may hold this listener for longer.
     sdbus::Slot slot;
     std::unique_ptr<sdbus::IObject> object;
 
@@ -57,7 +57,7 @@ struct BusListener {
     }
 };
 
-// Where handlers run, until the subscription ends.
+// The strand on which the handlers of a subscription run, until the subscription ends.
 class HandlerTarget {
 public:
     explicit HandlerTarget(Tasks::Strand& strand) : strand_(strand) {}
@@ -117,7 +117,7 @@ public:
         thread_.join();
     }
 
-    // Runs work on the loop's thread, soon; false when that has ended.
+    // Queues work for the loop's thread; false when the loop has stopped.
     bool Post(Tasks::Work work)
     {
         {
@@ -182,7 +182,7 @@ private:
     bool stopped_ GUARDED_BY(mutex_) = false;
     std::vector<Tasks::Work> work_ GUARDED_BY(mutex_);
 
-    // The connection goes last: slots and proxies hold on to it.
+    // Declared before the lists, so destroyed after them: slots and proxies use the connection.
     std::unique_ptr<sdbus::IConnection> connection_;
     std::list<std::shared_ptr<BusListener>> listeners_;
     std::list<std::shared_ptr<PendingCall>> calls_;

@@ -50,7 +50,7 @@ NetConnState NetConnStateOfVpn(uint32_t state)
     return state < states.size() ? states[state] : NetConnState::UNKNOWN;
 }
 
-// Of several links of a kind the one that ranks highest speaks for it.
+// Of several links of one kind, the state with the highest rank counts.
 int RankOf(NetConnState state)
 {
     constexpr std::array<NetConnState, 6> ascending{NetConnState::IDLE,       NetConnState::DISCONNECTED,
@@ -100,7 +100,7 @@ Connectivity::Connectivity(std::shared_ptr<Bus> bus, PresenceChanged changed, St
             Tell();
             if (const NetConnState now = NetConnStateOfVpn(state);
                 now == NetConnState::FAILED || now == NetConnState::DISCONNECTED) {
-                // Its object goes without a further word.
+                // Its object is removed without another signal.
                 links_.erase(path);
             }
         });
@@ -112,7 +112,7 @@ void Connectivity::OnServiceOwnerChanged(bool hasOwner)
     links_.clear();
     if (!hasOwner) {
         changed_({false, "NetworkManager does not run"});
-        // What the machine is connected to may go on, but nobody can say.
+        // The connections may still work, but their state is unknown.
         for (auto& [type, state] : told_) {
             if (std::exchange(state, NetConnState::UNKNOWN) != NetConnState::UNKNOWN) {
                 stateChanged_(type, NetConnState::UNKNOWN);
@@ -144,7 +144,7 @@ void Connectivity::ReadDevice(const std::string& path, std::optional<uint32_t> t
     if (!type) {
         return;
     }
-    // What was told may have passed already: a failure lasts for a moment only.
+    // The signal's state counts: when the property is read, a failure may already have passed.
     NetConnState state = NetConnStateOf(toldState.value_or(ValueIn<uint32_t>(device.value(), "State")));
     if (type == NetType::WIFI && RankOf(state) > RankOf(NetConnState::IDLE)) {
         const Result<uint32_t> mode =

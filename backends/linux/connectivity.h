@@ -1,6 +1,6 @@
 // Connectivity: how this machine is connected, by kind of network, from NetworkManager's devices and VPN connections.
-// Of several devices of one kind the best state counts. A change of a kind's state is told on a strand of its own. A
-// device that is an access point itself connects this machine to nothing.
+// Of several devices of one kind the best state counts. Changes of a kind's state are reported on a strand of its own.
+// A device that is an access point itself connects this machine to nothing.
 // https://networkmanager.dev/docs/api/1.42/
 #pragma once
 
@@ -38,11 +38,11 @@ private:
 
     // These run on strand_ only.
     void OnServiceOwnerChanged(bool hasOwner);
-    // toldState: what a signal said of it, if one did.
+    // toldState: the state that a signal reported; nothing: the device's current state is read.
     void ReadDevice(const std::string& path, std::optional<uint32_t> toldState);
     void Note(const std::string& path, EventFwk::NetType type, EventFwk::NetConnState state);
     void Forget(const std::string& path);
-    // Tells what is different now.
+    // Reports each kind of network whose state has changed.
     void Tell();
 
     const std::shared_ptr<Bus> bus_;

@@ -1,5 +1,5 @@
-// AwaitVersion: what version a daemon says it is, and with it that it can be asked: a daemon takes its name on the bus
-// some time before its objects are there. Any thread.
+// AwaitVersion: reads the version of a daemon, and waits until the daemon can answer: a daemon takes its name on the
+// bus before it exports its objects. Any thread may call it.
 #pragma once
 
 #include <string>
@@ -9,7 +9,7 @@
 
 namespace Vexo::Linux {
 
-// The property of the daemon's object that holds its version. Blocks until the object is there, at most
+// property: the one of the daemon's object that holds its version. Blocks until the object is there, at most
 // BUS_CALL_LIMIT in all.
 [[nodiscard]] Result<std::string> AwaitVersion(Bus& bus, const BusObject& object, const std::string& property,
                                                Tasks::Timers& timers = Tasks::Timers::System());

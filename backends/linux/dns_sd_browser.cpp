@@ -16,12 +16,12 @@ constexpr size_t MAX_ITEMS = 256;
 // A device has one name, and a second while it changes its publication. Names of its crashed runs stay for a while.
 constexpr size_t MAX_NAMES_PER_TOKEN = 4;  // on one interface
 constexpr size_t MAX_RESOLVERS = 32;
-// Avahi gives a resolver up after 5 s. What loses that many packets is announced again with the next token.
+// Avahi ends a resolver after 5 s. A service that fails this often is announced again with the device's next token.
 constexpr int MAX_TRIES = 4;
 
 constexpr uint32_t NO_FLAGS = 0;
 
-// The token of an instance name; empty for a name that no device of ours makes.
+// The token of an instance name; empty for a name of another form.
 std::string TokenOf(const std::string& instance)
 {
     const size_t suffix = DNS_SD_TOKEN_CHARACTERS + 1;

@@ -40,21 +40,22 @@ public:
     {
     }
 
-    // Starts to browse, unless it does, and resolves what waits. After an error: again, later.
+    // Starts to browse, unless it already browses, and resolves the waiting services. After an error, call it again
+    // later.
     [[nodiscard]] Result<void> Update(const std::vector<LanAddress>& lan);
 
     // Avahi's signals, with the path of their object.
     [[nodiscard]] Result<void> OnItemNew(const std::string& path, const Service& service);
     [[nodiscard]] Result<void> OnItemRemove(const std::string& path, const Service& service);
-    // An empty address: it was not found.
+    // address is empty when Avahi did not find it.
     [[nodiscard]] Result<void> OnResolved(const std::string& path, const std::string& address, uint16_t port);
     void OnAllForNow(const std::string& path);
-    // The browser itself failed.
+    // The browser itself failed. The next Update makes a new one.
     void OnBrowserFailure(const std::string& path);
     // Whether the browser may still fail before it has reported what there is.
     bool IsPending() const { return isPending_; }
 
-    // Avahi has ended: reports everything heard as gone.
+    // Call when Avahi has ended. Reports everything heard as gone.
     void Reset();
     // Ends browsing without another callback.
     void End();
@@ -67,12 +68,13 @@ private:
     };
     struct Item {
         std::string token;
-        uint64_t heardAt = 0;               // counts what was heard: greater is later
+        uint64_t heardAt = 0;               // its place in the order of arrival
         std::map<int32_t, Lookup> lookups;  // by AvahiProtocol
         std::optional<SoftBus::Announcement> reported;
     };
 
-    // Keeps one token from taking the room of others: anybody can copy it.
+    // Drops the oldest name of that token when it has too many: anybody can copy a token, and must not fill the table
+    // with it.
     void MakeRoomForNameOf(const std::string& token, int32_t interface);
     void Enqueue(const Service& service);
     [[nodiscard]] Result<void> ResolveWaiting();

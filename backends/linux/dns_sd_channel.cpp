@@ -41,7 +41,7 @@ public:
 
     [[nodiscard]] Result<void> Start(const std::string& token);
     void Announce(const std::string& token);
-    // Once, and before it is destroyed when it was started.
+    // Call once, before an activity that was started is destroyed.
     void Stop();
 
 private:
@@ -67,7 +67,7 @@ private:
     DnsSdBrowser browser_;
     bool isThere_ = false;
     bool hasLoggedFailure_ = false;
-    bool isRetrying_ = false;  // a retry is to come
+    bool isRetrying_ = false;  // a retry is scheduled
     milliseconds pause_{0};
     Tasks::Timer retry_;
 
@@ -85,7 +85,7 @@ Result<void> Activity::Start(const std::string& token)
     }
     lanWatcher_ = std::move(watcher).value();
     Announce(token);
-    // Avahi's signals come as soon as their object is made.
+    // Subscribed before any call: Avahi sends signals as soon as their object exists.
     subscriptions_.push_back(
         bus_->OnSignal<int32_t, std::string>(strand_, {AVAHI, "", AVAHI_ENTRY_GROUP}, "StateChanged",
                                              [this](const std::string& path, int32_t state, const std::string& error) {

@@ -1,6 +1,6 @@
 // The DNS-SD channel: announces this device on its LANs, and hears of others there, through Avahi (RFC 6762, RFC 6763).
-// An Avahi that is absent, restarts or hangs, and a restarted bus, are waited for. Everything happens on a strand of
-// the channel's own, on which Heard is called. What is announced: docs/linux.md. Its halves: dns_sd_publisher.h,
+// The channel waits and tries again while Avahi is absent, restarts or hangs, and while the bus restarts. All its work
+// runs on a strand of its own; Heard is called there. What is announced: docs/linux.md. Its halves: dns_sd_publisher.h,
 // dns_sd_browser.h.
 #pragma once
 

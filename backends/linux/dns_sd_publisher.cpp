@@ -25,10 +25,10 @@ constexpr uint32_t PUBLISH_NO_REVERSE = 16;
 constexpr uint32_t PUBLISH_NO_COOKIE = 32;  // Avahi's cookie in the TXT record is the same in each publication
 
 constexpr size_t HOST_BYTES = 6;
-// What Avahi takes in one group (its entries-per-entry-group-max), each address and each service.
+// The most entries, addresses and services together, that Avahi takes in one group (its entries-per-entry-group-max).
 constexpr size_t MAX_ENTRIES = 32;
-constexpr size_t MAX_OWN_NAMES = 2 * MAX_ENTRIES;  // of the publications of now and before
-// Somebody who answers to every name must not keep this device busy.
+constexpr size_t MAX_OWN_NAMES = 2 * MAX_ENTRIES;  // of the current and the previous publication
+// A host that claims every name must not keep this device busy.
 constexpr int MAX_COLLISIONS_AT_ONCE = 3;
 
 template <size_t SIZE>

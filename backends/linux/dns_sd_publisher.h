@@ -1,6 +1,6 @@
 // DnsSdPublisher: announces this device through Avahi. Each publication is an entry group with random instance names
-// after the token and a random host name of its own, so that neither the machine's host name nor an earlier publication
-// shows in it. A changed one is established before the one before is freed. Used on the channel's strand
+// after the token and a random host name of its own, so that it reveals neither the machine's host name nor an earlier
+// publication. A new publication is established before the old one is freed. Used on the channel's strand
 // (dns_sd_channel.h); blocks for Avahi's answers.
 #pragma once
 
@@ -30,17 +30,17 @@ public:
 
     DnsSdPublisher(DaemonCalls& avahi, HostPort listening) : avahi_(avahi), listening_(std::move(listening)) {}
 
-    // A token of another length than Trust::TOKEN_BYTES is ignored: the one before stays announced.
+    // A token of another length than Trust::TOKEN_BYTES is ignored: the token before stays announced.
     void SetToken(const std::string& token) { token_ = token.size() == Trust::TOKEN_BYTES ? token : token_; }
-    // Publishes the token with these addresses, unless it is published so. After an error: again, later.
+    // Publishes the token with these addresses, unless that is already published. After an error, call it again later.
     [[nodiscard]] Result<void> Update(const std::vector<LanAddress>& lan);
     // Avahi's StateChanged of an entry group.
     Outcome OnStateChanged(const std::string& path, int32_t state, const std::string& error);
-    // Whether Avahi has still to accept or reject what Update published.
+    // Whether Avahi has not yet accepted or rejected what Update published.
     bool IsPending() const { return pending_.has_value(); }
     // Whether this publisher made the name, also when it is no longer published.
     bool IsOwn(const std::string& instance) const;
-    // Avahi has ended, and its entry groups with it.
+    // Call when Avahi has ended. Forgets the entry groups, which ended with it.
     void Reset();
     void Withdraw();
 
@@ -67,7 +67,7 @@ private:
     const HostPort listening_;
     std::string token_;
     std::optional<Group> established_;
-    std::optional<Group> pending_;  // committed; replaces the other once it is established
+    std::optional<Group> pending_;  // replaces established_ once Avahi has established it
     std::deque<std::string> ownNames_;
     int collisions_ = 0;  // since a group was established
     bool hasLoggedFailure_ = false;

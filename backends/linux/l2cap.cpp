@@ -10,7 +10,7 @@
 namespace Vexo::Linux {
 namespace {
 
-// How many connections the kernel keeps until they are accepted, which happens at once.
+// How many connections the kernel keeps until they are accepted. They are accepted at once.
 constexpr int BACKLOG = 4;
 // Holds a first message of the link (4,096 bytes with its header) and its proof in few pieces.
 constexpr uint16_t RECEIVE_UNIT_BYTES = 2048;
@@ -41,7 +41,7 @@ public:
         if (::bind(socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
             return -errno;
         }
-        // A socket without it only is slower.
+        // Without the option, the socket is only slower.
         static_cast<void>(::setsockopt(socket.Get(), L2cap::OPTION_LEVEL, L2cap::RECEIVE_UNIT, &RECEIVE_UNIT_BYTES,
                                        sizeof RECEIVE_UNIT_BYTES));
         return socket.Release();

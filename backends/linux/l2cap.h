@@ -1,7 +1,7 @@
 // The kernel's L2CAP sockets over Bluetooth Low Energy: connection-oriented channels, used as byte streams. The numbers
 // and the address are the kernel's ABI, as include/net/bluetooth/bluetooth.h and include/net/bluetooth/l2cap.h of Linux
-// 6.1 define them for programs. L2capSockets makes the system calls, so that a test can stand in for the kernel. Called
-// on the soft bus's reactor thread; nothing blocks.
+// 6.1 define them for programs. L2capSockets makes the system calls, so that a test can stand in for the kernel. Used
+// on the soft bus's reactor thread. No call blocks.
 #pragma once
 
 #include <sys/socket.h>
@@ -16,8 +16,9 @@ namespace L2cap {
 
 inline constexpr int PROTOCOL = 0;  // BTPROTO_L2CAP
 
-// Options of the level SOL_BLUETOOTH, uint16_t both: the most bytes that the peer takes in one message, once connected;
-// and that this side takes, to be set between bind and connect or listen.
+// Options of the level SOL_BLUETOOTH; both values are uint16_t. SEND_UNIT: the most bytes that the peer takes in one
+// message; read it once connected. RECEIVE_UNIT: the most bytes that this side takes; set it between bind and connect
+// or listen.
 inline constexpr int OPTION_LEVEL = 274;  // SOL_BLUETOOTH
 inline constexpr int SEND_UNIT = 12;      // BT_SNDMTU
 inline constexpr int RECEIVE_UNIT = 13;   // BT_RCVMTU
@@ -37,7 +38,7 @@ static_assert(sizeof(SocketAddress) == 14, "as the kernel lays it out");
 
 }  // namespace L2cap
 
-// What each function returns: 0 or more, or a negative errno(3). Sockets are non-blocking and belong to the caller.
+// Each function returns 0 or more, or a negative errno(3). Sockets are non-blocking and belong to the caller.
 class L2capSockets {
 public:
     virtual ~L2capSockets() = default;
@@ -45,14 +46,14 @@ public:
     // A new socket that is bound to that adapter and channel number; psm 0 for one that connects.
     virtual int Open(const BluetoothAddress& local) = 0;
     virtual int Listen(int socket) = 0;
-    // The next connection; from gets its address, without a channel number.
+    // Returns the next connection; from gets its address, without a channel number.
     virtual int Accept(int socket, BluetoothAddress& from) = 0;
-    // -EINPROGRESS: the socket becomes writable when the attempt has ended, which may be never.
+    // -EINPROGRESS: the socket becomes writable when the attempt has ended. That may never happen.
     virtual int Connect(int socket, const BluetoothAddress& to) = 0;
-    // Of a connected socket, the most bytes that one write may have; else why the attempt failed.
+    // Returns the most bytes that one write to a connected socket may have, or why the attempt to connect failed.
     virtual int SendUnit(int socket) = 0;
 
-    // This machine's. Lives to the end of the process.
+    // This machine's sockets. Lives to the end of the process.
     static L2capSockets& System();
 };
 

@@ -129,8 +129,8 @@ private:
         }
     }
 
-    // Waits for the descriptor, a stop or the limit; whether it is a stop. A poll that fails (ENOMEM) counts as a
-    // change, after a pause.
+    // Waits for the descriptor, a stop or the limit. Returns whether it was a stop. A poll that fails (ENOMEM) counts
+    // as a change, after a pause.
     bool Wait(int fd, int limitMs) const
     {
         std::array<pollfd, 2> waits{pollfd{fd, POLLIN, 0}, pollfd{stop_.Get(), POLLIN, 0}};
@@ -142,7 +142,7 @@ private:
         return waits[1].revents != 0;
     }
 
-    // What changed is not read: everything is listed again. Messages that were lost (ENOBUFS) count as well.
+    // Discards the messages: the callback's owner lists all addresses again. Lost messages (ENOBUFS) count as a change.
     void Drain() const
     {
         std::array<char, 8192> buffer{};

@@ -1,7 +1,7 @@
 // LanAddresses: the addresses by which other machines on the same link reach this one, and a watcher of their changes
 // (getifaddrs(3), rtnetlink(7)). An interface counts while it is up, has a carrier and can multicast, and is no
 // loopback. Of IPv6, global and unique-local addresses count; link-local ones do not, since the soft bus has no scope
-// for them. Any thread; nothing blocks. Who uses it: dns_sd_channel.h.
+// for them. Any thread may use it. No call blocks, except the destructor of LanWatcher. Used by dns_sd_channel.h.
 #pragma once
 
 #include <compare>
@@ -30,8 +30,8 @@ struct LanAddress {
 // Whether the address lies in a subnet of one of that interface's addresses. False for text that is no address.
 bool IsOnLink(const std::vector<LanAddress>& lan, int interface, const std::string& address);
 
-// Calls back some 100 ms after the first of several changes of links or addresses, also of those that do not count. One
-// thread a watcher, blocked in the kernel while nothing happens. The callback runs on that thread, one at a time.
+// Calls back about 100 ms after the first of several changes of links or addresses, including addresses that do not
+// count. Each watcher has a thread, which sleeps while nothing changes. Callbacks run on that thread.
 class LanWatcher : public NoCopyable {
 public:
     [[nodiscard]] static Result<std::unique_ptr<LanWatcher>> Start(std::function<void()> changed);

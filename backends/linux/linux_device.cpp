@@ -37,7 +37,7 @@ Result<std::unique_ptr<LinuxDevice>> LinuxDevice::Start(const LinuxDeviceOptions
                     "a linux device needs a D-Bus connection, and a system-ability manager for its abilities");
     }
     std::unique_ptr<LinuxDevice> device(new LinuxDevice(options, std::move(registry)));
-    // What the daemons say meanwhile waits its turn.
+    // Reports of the daemons wait on the strand until Begin has returned.
     device->registrations_.Post([&device] { device->Begin(); });
     device->registrations_.Drain();
     device->WaitForFirstLook();
@@ -65,7 +65,7 @@ void LinuxDevice::Begin()
     const std::shared_ptr<Bus>& bus = options_.bus;
     modems_ = std::make_shared<Modems>(bus, Telling(MODEMS));
     coreService_ = MakeSptr<LinuxCoreService>(modems_);
-    // Of how attempts end NetworkManager tells all but those whose network was never in the air.
+    // NetworkManager reports every outcome except "SSID not found", which is published here.
     const auto linkEnded = [this](Wifi::WifiLinkState state) {
         if (state == Wifi::WifiLinkState::FAILED) {
             PublishConnectivity(EventFwk::NetType::WIFI, EventFwk::NetConnState::FAILED);

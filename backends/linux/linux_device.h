@@ -1,6 +1,6 @@
 // LinuxDevice: the backend of a machine that runs NetworkManager, ModemManager, UPower and logind. It makes the
-// abilities of the table below and registers each while the daemon behind it runs and has what it needs; a daemon that
-// goes takes its abilities with it and brings them back. Screen, battery and connectivity become common events.
+// abilities of the table below and registers each while the daemon behind it runs and has the hardware for it. Screen,
+// battery and connectivity become common events.
 //   3299 common events: always; from NetworkManager, UPower and logind
 //   1120 Wi-Fi device, 1121 Wi-Fi hotspot: while NetworkManager has a radio that can
 //   4010 telephony, 4011 mobile data: while ModemManager has a modem
@@ -30,7 +30,7 @@
 
 namespace Vexo::Linux {
 
-// How long a start waits for the daemons to say that they are there; one that says so later is followed all the same.
+// How long a start waits until it is known which daemons run. A daemon that starts later is used too.
 inline constexpr std::chrono::seconds FIRST_LOOK_LIMIT{3};
 
 struct LinuxDeviceOptions {
@@ -39,7 +39,7 @@ struct LinuxDeviceOptions {
     sptr<ISystemAbilityManager> registry;  // null: the process's own
 };
 
-// How one ability of the backend stands.
+// The state of one ability of the backend.
 struct AbilityState {
     int32_t id;
     Presence presence;
@@ -47,8 +47,8 @@ struct AbilityState {
 
 class LinuxDevice : public NoCopyable {
 public:
-    // "NetworkManager 1.42.4" when it answers on that bus; else why this machine cannot be such a device. Blocks for
-    // the answer, at most BUS_CALL_LIMIT.
+    // Returns "NetworkManager 1.42.4" when it answers on that bus. The error says why this machine cannot be such a
+    // device. Blocks for the answer, at most BUS_CALL_LIMIT.
     [[nodiscard]] static Result<std::string> Probe(Bus& bus);
 
     // Blocks until every daemon has been looked for, at most FIRST_LOOK_LIMIT. No daemon at all is no error.
@@ -56,15 +56,15 @@ public:
     // Stops, and removes its abilities from the registry.
     ~LinuxDevice();
 
-    // Takes back what was changed in NetworkManager, and follows the daemons no longer. The abilities stay registered
-    // and refuse work. Blocks for what runs on the device's strands; a second call does nothing.
+    // Takes back what was changed in NetworkManager, and stops following the daemons. The abilities stay registered and
+    // refuse work. Blocks for what runs on the device's strands; a second call does nothing.
     void Stop();
 
     // Every ability that such a device can have, in the order of the ids.
     std::vector<AbilityState> Abilities() const;
 
 private:
-    // What tells a presence of its own.
+    // The parts that report a presence of their own.
     enum Source : size_t { STATION, HOTSPOT, CONNECTIVITY, POWER, SCREEN, MODEMS, SOURCE_COUNT };
 
     struct Ability {
@@ -72,7 +72,7 @@ private:
         sptr<IRemoteObject> object;
         std::vector<Source> sources;
         bool isAlwaysThere = false;
-        Presence presence{};  // as it was registered; touched on registrations_ only, and after its life
+        Presence presence{};  // as last registered; used on registrations_ and by the destructor
     };
 
     LinuxDevice(const LinuxDeviceOptions& options, sptr<ISystemAbilityManager> registry);
@@ -97,7 +97,8 @@ private:
     std::array<Presence, SOURCE_COUNT> presences_ GUARDED_BY(mutex_);
     std::array<bool, SOURCE_COUNT> told_ GUARDED_BY(mutex_){};
 
-    std::atomic<bool> hasStarted_{false};  // changes are logged from then on; what is there at a start, its caller says
+    // Changes are logged from then on; Start's caller logs the state at the start.
+    std::atomic<bool> hasStarted_{false};
 
     Tasks::Strand registrations_;  // own synchronisation
 

@@ -9,7 +9,7 @@ namespace {
 
 using Telephony::SimState;
 
-// MMModemState, as far as it is told apart.
+// The values of MMModemState that matter here.
 constexpr int32_t STATE_FAILED = -1;
 constexpr int32_t STATE_INITIALIZING = 1;
 constexpr int32_t STATE_LOCKED = 2;
@@ -64,7 +64,7 @@ std::vector<ModemSlot> SlotsOfModem(const std::string& path, const PropertyMap& 
     if (sims.size() < 2) {
         return {{path, SimInUse(modem)}};
     }
-    // Counted from 1; 0 when the modem does not tell.
+    // Counted from 1; 0 when the modem does not report it.
     const size_t primary = std::max<size_t>(ValueIn<uint32_t>(modem, "PrimarySimSlot"), 1) - 1;
     std::vector<ModemSlot> slots;
     for (size_t i = 0; i < sims.size(); ++i) {

@@ -1,5 +1,5 @@
-// ModemSlots: what ModemManager says of its modems, as the SIM slots of a device. Two modems, or two slots of one, are
-// slots 0 and 1; further ones do not count. Pure functions; any thread.
+// ModemSlots: translates ModemManager's modems to the SIM slots of a device. Two modems, or two slots of one, are slots
+// 0 and 1; further ones do not count. Pure functions; any thread.
 // https://www.freedesktop.org/software/ModemManager/api/latest/
 #pragma once
 
@@ -33,13 +33,13 @@ struct ModemSlots {
     bool operator==(const ModemSlots&) const = default;
 };
 
-// Modems are ordered by the device they are (its path in sysfs), which outlives a restart of ModemManager.
+// Modems are ordered by their device's path in sysfs, which stays the same over a restart of ModemManager.
 ModemSlots SlotsOf(const ManagedObjects& objects);
 
 // The radio of a modem in this state (Modem.State) can carry calls and data.
 bool IsRadioOn(int32_t modemState);
 
-// Whether a change of that property may change what SlotsOf says.
+// Whether a change of that property may change the result of SlotsOf.
 bool MattersToSlots(const std::string& property);
 
 }  // namespace Vexo::Linux

@@ -44,8 +44,8 @@ sdbus::ObjectPath PathOrNone(const std::string& path)
     return sdbus::ObjectPath(path.empty() ? "/" : path);
 }
 
-// What can be read of the objects; one that went away meanwhile, or is of another kind, is left out. Fails when nobody
-// answers: the rest would pass for all there is.
+// Reads each object. One that was removed meanwhile, or is of another kind, is left out. Fails when no answer comes: an
+// incomplete list would pass for a complete one.
 template <typename T>
 Result<std::vector<T>> ReadEach(Result<Paths> paths, const std::function<Result<T>(const std::string& path)>& read)
 {
@@ -300,7 +300,7 @@ Result<Profile> NetworkManager::WithSecrets(Profile profile) const
 
 Result<void> NetworkManager::Delete(const std::string& profile) const
 {
-    // A volatile one may have gone with its activation.
+    // A volatile profile may already have ended with its activation.
     const Result<void> deleted = Call(ObjectOf(profile, "Settings.Connection"), "Delete");
     if (deleted) {
         QuviewDFX::LogInfo(LABEL, "profile %{public}s deleted", profile);

@@ -1,7 +1,7 @@
-// NetworkManager: its D-Bus interface as far as Wi-Fi needs it, with types instead of dictionaries. It keeps nothing:
-// every function asks the daemon, blocks for each answer at most NETWORK_MANAGER_LIMIT, and fails as bus.h says
-// (IsNoAnswer: nobody answered). Any thread. A profile is NetworkManager's stored connection, an
-// activation its active one; both are named by their object paths. https://networkmanager.dev/docs/api/1.42/spec.html
+// NetworkManager: the part of its D-Bus interface that Wi-Fi needs, with types instead of dictionaries. It keeps no
+// state: every function calls the daemon, blocks for each answer at most for the limit, and fails as bus.h says
+// (IsNoAnswer: no answer came). Any thread may use it. A profile is NetworkManager's stored connection, an activation
+// its active one; both are named by their object paths. https://networkmanager.dev/docs/api/1.42/spec.html
 #pragma once
 
 #include <chrono>
@@ -59,7 +59,7 @@ struct WifiRadio {
     std::string interface;  // "wlan0"
     uint32_t state = 0;
     bool canBeAccessPoint = false;
-    bool isAccessPoint = false;  // its mode while it is activating or activated
+    bool isAccessPoint = false;  // meaningful while it is activating or activated
     std::string activation;      // empty: none
 
     bool IsActive() const { return state >= NM_STATE_PREPARE && state <= NM_STATE_ACTIVATED; }
@@ -90,42 +90,41 @@ enum class ActivationState : uint32_t { UNKNOWN = 0, ACTIVATING = 1, ACTIVATED =
 
 class NetworkManager {
 public:
-    // clock: of the deadlines.
+    // clock: for the deadline of Until.
     explicit NetworkManager(std::shared_ptr<Bus> bus, std::chrono::milliseconds limit = NETWORK_MANAGER_LIMIT,
                             const Clock& clock = Clock::System())
         : bus_(std::move(bus)), limit_(limit), clock_(clock)
     {
     }
 
-    // The same daemon for work that must end by then: a call that is under way fails at the deadline, and after it none
-    // is sent.
+    // Returns a copy with a deadline: a call under way fails at the deadline, and no call is sent after it.
     NetworkManager Until(SteadyTime deadline) const;
 
     [[nodiscard]] Result<std::string> Version() const;
     // False while Wi-Fi is switched off, by software or by a switch of the machine.
     [[nodiscard]] Result<bool> IsWifiEnabled() const;
-    // Whether it is a switch of the machine that keeps Wi-Fi off.
+    // Whether a switch of the machine keeps Wi-Fi off.
     [[nodiscard]] Result<bool> IsWifiBlocked() const;
-    // Whether this machine has a connection that its traffic goes out by.
+    // Whether this machine has a connection with a default route (NetworkManager's PrimaryConnection).
     [[nodiscard]] Result<bool> HasUplink() const;
 
     // The Wi-Fi devices that NetworkManager manages, in its order.
     [[nodiscard]] Result<std::vector<WifiRadio>> Radios() const;
-    // What the radio has seen, hidden networks left out.
+    // The access points that the radio has seen, without hidden networks.
     [[nodiscard]] Result<std::vector<AccessPoint>> AccessPoints(const std::string& radio) const;
-    // NetworkManager refuses a scan that follows another too soon, which is no matter.
+    // Scans that NetworkManager refuses as too frequent are ignored.
     void RequestScan(const std::string& radio) const;
     // The radio's IPv4 address, empty when it has none.
     std::string AddressOf(const std::string& radio) const;
 
-    // Adds a profile that ends with its activation or with this program's presence on the bus, and activates it.
-    // accessPoint: empty, or what it is meant for.
+    // Adds a profile and activates it. NetworkManager ends it when its activation ends or this program leaves the bus.
+    // accessPoint: the path of the one to join; empty: none is given.
     [[nodiscard]] Result<Activation> AddAndActivate(const SettingsMap& settings, const std::string& radio,
                                                     const std::string& accessPoint) const;
     [[nodiscard]] Result<Activation> Activate(const std::string& profile, const std::string& radio) const;
-    // Success also when it was not active any more; fails only without an answer.
+    // Succeeds also when it was no longer active; fails only when no answer comes.
     [[nodiscard]] Result<void> Deactivate(const std::string& activation) const;
-    // GONE also when it does not exist any more; fails only without an answer.
+    // Returns GONE also when it no longer exists; fails only when no answer comes.
     [[nodiscard]] Result<ActivationState> StateOf(const std::string& activation) const;
     // The profile that is active as that activation.
     [[nodiscard]] Result<Profile> ProfileInUse(const std::string& activation) const;
@@ -133,15 +132,15 @@ public:
     [[nodiscard]] Result<std::vector<Profile>> Profiles() const;
     [[nodiscard]] Result<Profile> ReadProfile(const std::string& path) const;
     [[nodiscard]] Result<Profile> FindProfile(const std::string& uuid) const;
-    // The profile's settings with its Wi-Fi key filled in, where it has one that NetworkManager keeps.
+    // Returns the profile with its Wi-Fi key, if NetworkManager keeps one.
     [[nodiscard]] Result<Profile> WithSecrets(Profile profile) const;
-    // Success also when it does not exist any more; fails only without an answer.
+    // Succeeds also when it no longer exists; fails only when no answer comes.
     [[nodiscard]] Result<void> Delete(const std::string& profile) const;
 
 private:
     // How long that call may take; fails when the deadline has passed.
     [[nodiscard]] Result<std::chrono::milliseconds> TimeFor(const std::string& method) const;
-    // As those of the bus.
+    // As the functions of Bus, within the limit and the deadline.
     template <typename Reply = void, typename... Arguments>
     [[nodiscard]] Result<Reply> Call(const BusObject& object, const std::string& method,
                                      const Arguments&... arguments) const;

@@ -38,7 +38,7 @@ SettingsMap MakeProfile(const std::string& uuid, const std::string& id, const st
             {"user", {{"data", Data{{MARK, "yes"}}}}}};
 }
 
-// The cipher is named because SAE forbids what a driver may choose by itself.
+// The cipher is named because a driver may choose one that SAE forbids.
 PropertyMap MakeHotspotSecurity(const Wifi::HotspotConfig& config, KeyMgmt security)
 {
     return {{"key-mgmt", std::string(security == KeyMgmt::SAE ? "sae" : "wpa-psk")},
@@ -87,7 +87,7 @@ SettingsMap MakeStationProfile(const std::string& uuid, const Wifi::WifiDeviceCo
     SettingsMap profile = MakeProfile(uuid, "DistNet network", config.ssid);
     profile[WIRELESS]["mode"] = std::string("infrastructure");
     if (accessPoint.security.needsKey) {
-        // Where the beacon offers both, "wpa-psk" lets the supplicant take the better that the driver can do.
+        // Where the beacon offers both, "wpa-psk" lets the supplicant use the better one that the driver supports.
         profile[SECURITY] = {{"key-mgmt", std::string(accessPoint.security.allowsPsk ? "wpa-psk" : "sae")},
                              {"psk", config.preSharedKey}};
     }

@@ -1,6 +1,6 @@
-// Wi-Fi profiles of NetworkManager: making ours, and reading anybody's. What is made carries a mark in its "user"
-// setting, by which it is known again whoever added it last; nobody else's profile has it. No state; any thread;
-// nothing blocks. The settings: nm-settings-dbus(5), https://networkmanager.dev/docs/api/1.42/nm-settings-dbus.html
+// Wi-Fi profiles of NetworkManager: makes those of this daemon, and reads anybody's. Those of this daemon carry a mark
+// in their "user" setting, which no other profile has. No state. Any thread may use it. No call blocks. The settings:
+// nm-settings-dbus(5), https://networkmanager.dev/docs/api/1.42/nm-settings-dbus.html
 #pragma once
 
 #include <cstdint>
@@ -12,7 +12,7 @@
 
 namespace Vexo::Linux {
 
-// How a hotspot that this device makes is secured, and where; empty and 0 leave it to the driver.
+// The security, band and channel of a hotspot that this device makes. An empty band or channel 0: the driver chooses.
 struct HotspotSettings {
     Wifi::KeyMgmt security = Wifi::KeyMgmt::WPA2_PSK;  // NONE, WPA2_PSK or SAE
     std::string band;                                  // "bg" (2.4 GHz), "a" (5 GHz)
@@ -22,11 +22,11 @@ struct HotspotSettings {
 // A random version-4 UUID. RFC 9562
 std::string MakeUuid();
 
-// A hotspot with addresses and a route out for its stations.
+// A hotspot that gives its stations addresses and this device's uplink.
 SettingsMap MakeHotspotProfile(const std::string& uuid, const Wifi::HotspotConfig& config,
                                const HotspotSettings& settings);
 
-// A station in the network of that access point. config has been checked against it.
+// A station in the network of that access point. The caller has checked config against the access point.
 SettingsMap MakeStationProfile(const std::string& uuid, const Wifi::WifiDeviceConfig& config,
                                const AccessPoint& accessPoint);
 
@@ -36,8 +36,8 @@ std::string UuidOf(const Profile& profile);
 // When it was last used, in seconds since 1970; 0: never.
 uint64_t LastUseOf(const Profile& profile);
 
-// What the profile's stations need to join it: of a hotspot that takes several kinds of security, one that joins. False
-// when a key is needed that the profile does not hold, or a security that no key opens.
+// Reads what a station needs to join the profile's hotspot. If the hotspot takes several kinds of security, config gets
+// one of them. False when the profile does not hold the key, or when its security needs more than a key.
 bool ReadHotspotConfig(const Profile& profile, Wifi::HotspotConfig& config);
 
 }  // namespace Vexo::Linux

@@ -1,6 +1,6 @@
-// NetworkManagerWifi: this machine's Wi-Fi: its station and its hotspot, kept in line with NetworkManager as that
-// comes, changes and goes. It tells for each ability whether the machine has it now; whoever made it registers them.
-// When NetworkManager comes, what an earlier run left in it is taken back first. The host makes one, through the Linux
+// NetworkManagerWifi: this machine's Wi-Fi: its station and its hotspot, which follow NetworkManager's starts, changes
+// and ends. It reports for each ability whether the machine has it now; its owner registers the abilities. When
+// NetworkManager starts, what an earlier run left there is taken back first. The host makes one, through the Linux
 // device; any thread may use it.
 #pragma once
 
@@ -21,12 +21,12 @@ struct WifiOptions {
     std::chrono::milliseconds answerLimit = NETWORK_MANAGER_LIMIT;  // for one answer of NetworkManager
 };
 
-// What to be told of, on the Wi-Fi strand.
+// Callbacks, called on the Wi-Fi strand.
 struct WifiListener {
     PresenceChanged stationChanged;  // ability 1120
     PresenceChanged hotspotChanged;  // ability 1121
-    // How attempts and connections of the station end, for connectivity events. Attempts that NetworkManager never
-    // hears of (their network is not visible) are told here only.
+    // How attempts and connections of the station end, for connectivity events. Attempts whose network is not visible
+    // are reported here only: NetworkManager does not know of them.
     LinkEnded linkEnded;
 };
 
@@ -41,7 +41,7 @@ public:
 
     // Closes the hotspot if this daemon opened it. Does not block.
     void OnBatteryLow();
-    // Takes back what was changed in NetworkManager; nothing is told afterwards. Blocks until that is done; a second
+    // Takes back what was changed in NetworkManager; no callback runs afterwards. Blocks until that is done; a second
     // call does nothing.
     void Stop();
 

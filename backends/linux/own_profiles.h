@@ -19,8 +19,8 @@ struct NetworkChange {
     std::string activation;  // its object path, empty until NetworkManager has accepted
     std::string previous;    // the UUID of the profile that the radio had before, empty when it had none
     bool isHotspot = false;
-    bool isOurProfile = false;  // the profile goes as well; else only its activation does
-    bool isOver = false;        // waits for an answer of NetworkManager to be taken back; not kept in the file
+    bool isOurProfile = false;  // the profile is deleted too; else only its activation ends
+    bool isOver = false;        // taken back once NetworkManager answers; not kept in the file
 };
 
 class OwnProfiles {

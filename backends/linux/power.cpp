@@ -32,11 +32,11 @@ Power::Power(std::shared_ptr<Bus> bus, PresenceChanged changed, std::function<vo
 void Power::OnServiceOwnerChanged(bool hasOwner)
 {
     if (!hasOwner) {
-        // UPower runs once somebody asks it; whoever stops it later means it.
+        // UPower is activated over the bus: start it once, and respect a later stop.
         if (!std::exchange(wasAsked_, true) && bus_->GetProperty<std::string>(DAEMON, VERSION)) {
-            return;  // told again, now that it is there
+            return;  // this function is called again when UPower has its name
         }
-        // What was low before is told again only when it has recovered: a restart of UPower is no news.
+        // isLow_ stays: a restart of UPower must not report the same low battery again.
         changed_({false, "UPower does not run"});
         return;
     }

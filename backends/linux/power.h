@@ -1,7 +1,7 @@
-// Power: the battery of this machine, from UPower. A battery that has become low is told once, until it is not low any
-// more. UPower decides what is low: the warning levels of its own configuration, of all batteries together, and only
-// while they empty. Where UPower does not run yet, it is started through the bus, once. The callback runs on a strand
-// of its own. https://upower.freedesktop.org/docs/Device.html
+// Power: the battery of this machine, from UPower. A low battery is reported once, and again only after it has
+// recovered. UPower decides what is low: the warning levels of its own configuration, of all batteries together, and
+// only while they empty. Where UPower does not run yet, it is started through the bus, once. The callback runs on a
+// strand of its own. https://upower.freedesktop.org/docs/Device.html
 #pragma once
 
 #include <functional>

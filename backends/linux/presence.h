@@ -1,6 +1,5 @@
-// Presence: whether a capability of this machine can be used now, and what makes it so or what is missing. Every
-// capability that a daemon of the machine provides tells it: once soon after it was made, and at each change, on a
-// strand of its own. Value type.
+// Presence: whether a capability of this machine can be used now, and why. The class of each capability reports it soon
+// after its construction and at each change, on a strand of its own. Value type.
 #pragma once
 
 #include <functional>
@@ -11,8 +10,8 @@ namespace Vexo::Linux {
 struct Presence {
     bool isThere = false;
     std::string reason;          // "ModemManager 1.20.4, 1 modem"; what is missing: "ModemManager does not run"
-    bool isSwitchedOff = false;  // it is there and of no use until somebody switches it on
-    bool isBlocked = false;      // switched off by a switch of the machine, which no command overrules
+    bool isSwitchedOff = false;  // it is there, but cannot be used until it is switched on
+    bool isBlocked = false;      // switched off by a switch of the machine, which no command overrides
 
     bool operator==(const Presence&) const = default;
 };

@@ -31,7 +31,7 @@ Screen::Screen(std::shared_ptr<Bus> bus, PresenceChanged changed, std::function<
     seat_ = bus_->OnPropertiesChanged(strand_, FirstSeat(), read);
     session_ = bus_->OnPropertiesChanged(strand_, {SERVICE, "", SESSION}, read);
     sleep_ = bus_->OnSignal<bool>(strand_, Manager(), "PrepareForSleep", [this](const std::string&, bool) { Read(); });
-    // logind knows the lid but does not tell when it moves; UPower does.
+    // logind has the state of the lid but sends no signal when it changes; UPower does.
     lid_ = bus_->OnPropertiesChanged(strand_,
                                      {"org.freedesktop.UPower", "/org/freedesktop/UPower", "org.freedesktop.UPower"},
                                      [this](const std::string&, const PropertyMap& changes) {
@@ -74,12 +74,12 @@ std::optional<bool> Screen::IsOn()
     using Session = sdbus::Struct<std::string, sdbus::ObjectPath>;
     const Result<Session> active = bus_->GetProperty<Session>(FirstSeat(), "ActiveSession");
     if (!active || std::get<0>(active.value()).empty()) {
-        // Nobody has logged in, or the machine has no seat: nothing that a user could have switched off.
+        // Nobody has logged in, or the machine has no seat: no session can be locked or idle.
         return true;
     }
     const Result<PropertyMap> session = bus_->GetProperties({SERVICE, std::get<1>(active.value()), SESSION});
     if (!session) {
-        // It may have ended meanwhile; then the seat tells.
+        // The session may have ended meanwhile; the seat's signal follows.
         return std::nullopt;
     }
     return !ValueIn<bool>(session.value(), "LockedHint") && !ValueIn<bool>(session.value(), "IdleHint");

@@ -1,6 +1,6 @@
 // Screen: whether someone looks at this machine, from logind: its first seat's active session is neither locked nor
-// idle, and the lid is open or the machine docked. docs/linux.md says what counts. Only a change is told, on a strand
-// of its own; the first reading is none.
+// idle, and the lid is open or the machine docked. docs/linux.md says what counts. Only changes are reported, on a
+// strand of its own; the first reading is no change.
 // https://www.freedesktop.org/software/systemd/man/252/org.freedesktop.login1.html
 #pragma once
 
@@ -23,7 +23,7 @@ private:
     // These run on strand_ only.
     void OnServiceOwnerChanged(bool hasOwner);
     void Read();
-    // None when logind does not answer.
+    // Returns nothing when logind does not answer.
     std::optional<bool> IsOn();
 
     const std::shared_ptr<Bus> bus_;

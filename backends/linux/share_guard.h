@@ -1,6 +1,6 @@
 // ShareGuard: decides when a hotspot that this daemon turned on must be turned off: when no station has been connected
-// for the idle limit, which is shorter while the hotspot leads nowhere. It only decides; time and facts are given to
-// it. Used on the Wi-Fi strand only; nothing blocks.
+// for the idle limit, which is shorter while this device has no uplink. It only decides: the caller gives the time and
+// the facts. Used on the Wi-Fi strand only. No call blocks.
 #pragma once
 
 #include <chrono>
@@ -13,10 +13,10 @@ namespace Vexo::Linux {
 namespace ShareClosed {
 inline constexpr const char* ASKED = "ASKED";                              // by a call
 inline constexpr const char* IDLE = "IDLE";                                // no station for the idle limit
-inline constexpr const char* IDLE_WITHOUT_UPLINK = "IDLE_WITHOUT_UPLINK";  // the same, and nowhere to lead to
+inline constexpr const char* IDLE_WITHOUT_UPLINK = "IDLE_WITHOUT_UPLINK";  // the same, and no uplink
 inline constexpr const char* BATTERY_LOW = "BATTERY_LOW";
 inline constexpr const char* DAEMON_STOPPED = "DAEMON_STOPPED";
-inline constexpr const char* LEFT_OPEN = "LEFT_OPEN";  // found when the daemon came back, or NetworkManager did
+inline constexpr const char* LEFT_OPEN = "LEFT_OPEN";  // found open at a start of the daemon or of NetworkManager
 inline constexpr const char* TOO_LATE = "TOO_LATE";    // it opened after the call had failed
 }  // namespace ShareClosed
 
@@ -48,7 +48,7 @@ public:
         if (now - idleSince_ >= limits_.idle) {
             return ShareClosed::IDLE;
         }
-        // Both have lasted that long: a station that left just now may be on its way back.
+        // Both must have lasted that long: a station that left just now may come back.
         if (now - idleSince_ >= limits_.idleWithoutUplink && now - uplinkLostAt_ >= limits_.idleWithoutUplink) {
             return ShareClosed::IDLE_WITHOUT_UPLINK;
         }

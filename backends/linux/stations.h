@@ -1,5 +1,5 @@
 // How many stations a hotspot of this machine has, from the kernel's Wi-Fi interface (nl80211), which answers any user.
-// Blocks for the kernel's answer; any thread; no state.
+// Blocks for the kernel's answer. Any thread may call it. No state.
 // https://wireless.wiki.kernel.org/en/developers/documentation/nl80211
 #pragma once
 
@@ -10,7 +10,7 @@
 
 namespace Vexo::Linux {
 
-// interface: "wlan0". The error says which step failed: a kernel without Wi-Fi, an interface that is none.
+// interface: "wlan0". The error says which step failed: a kernel without Wi-Fi, an interface that does not exist.
 [[nodiscard]] Result<size_t> CountStations(const std::string& interface);
 
 }  // namespace Vexo::Linux

@@ -1,7 +1,7 @@
-// Telephony over ModemManager: Modems follows what it says, and LinuxCoreService (ability 4010) and LinuxCellularData
-// (4011) answer from that: at once and without asking, except for a radio's state, which the modem is asked for. Any
-// thread; the answer about a radio comes on a strand of its own, exactly once for each accepted query. What a slot is,
-// and what its SIM's states mean: backends/linux/modem_slots.h.
+// Telephony over ModemManager: Modems keeps the last state that it reported. LinuxCoreService (ability 4010) and
+// LinuxCellularData (4011) answer from that state at once; only the state of a radio is read from the modem. Any thread
+// may use them. The answer about a radio comes on a strand of its own, exactly once for each accepted query. What a
+// slot is, and what its SIM's states mean: backends/linux/modem_slots.h.
 #pragma once
 
 #include <atomic>
@@ -25,11 +25,11 @@ public:
     // Telephony is there while ModemManager runs and has a modem.
     Modems(std::shared_ptr<Bus> bus, PresenceChanged changed);
 
-    // Nothing is followed or told any more.
+    // Stops following ModemManager. No callback runs afterwards.
     void Stop();
-    // What ModemManager said last. Does not block.
+    // The last state that ModemManager reported. Does not block.
     ModemSlots Get() const;
-    // Asks the modem whether its radio is on. Blocks, for seconds when it does not answer.
+    // Reads from the modem whether its radio is on. Blocks, at most BUS_CALL_LIMIT.
     [[nodiscard]] Result<bool> AskRadio(const std::string& modem) const;
 
 private:

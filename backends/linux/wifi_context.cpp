@@ -24,8 +24,7 @@ bool IsOn(ActivationState state)
     return state == ActivationState::ACTIVATING || state == ActivationState::ACTIVATED;
 }
 
-// A call whose caller waits no longer than its deadline. Either the caller gets the answer, or whoever answers hears
-// that it came too late.
+// A call whose caller stops waiting at a deadline. Either the caller gets the answer, or Answer returns false.
 class LimitedCall {
 public:
     // False when the caller has left.
@@ -95,7 +94,7 @@ bool WifiContext::Leave(const NetworkChange& change)
         if (!change.isOurProfile) {
             return true;
         }
-        // Found by its UUID, and deleted only with our mark: nobody else's profile can be meant.
+        // Found by its UUID, and deleted only with our mark: no profile of others is deleted.
         const Result<Profile> profile = manager.FindProfile(change.profile);
         if (!profile) {
             return !IsNoAnswer(profile.error());
@@ -144,7 +143,7 @@ void WifiContext::TakeBackUnanswered()
 
 Result<std::string> WifiContext::ActivationLeft(const NetworkChange& change) const
 {
-    // Of a change that no answer came for, the profile alone says what is meant.
+    // A change that got no answer has no activation path: its profile identifies it.
     if (change.activation.empty() && !change.isOver) {
         return std::string();
     }
@@ -156,7 +155,7 @@ Result<std::string> WifiContext::ActivationLeft(const NetworkChange& change) con
         if (radio.activation.empty() || (!change.activation.empty() && radio.activation != change.activation)) {
             continue;
         }
-        // Object paths are used again by the next NetworkManager.
+        // The next NetworkManager uses the same object paths again.
         const Result<Profile> profile = manager.ProfileInUse(radio.activation);
         if (profile && UuidOf(profile.value()) == change.profile) {
             return radio.activation;
@@ -177,7 +176,7 @@ void WifiContext::TakeBackLeft(const NetworkChange& change)
     }
     NetworkChange left = change;
     left.activation = activation.value();
-    // The closing of a hotspot whose activation is known was reported when no answer came.
+    // With a known activation, the closing was reported when no answer came.
     const bool wasReported = change.isOver && !change.activation.empty();
     const bool wasShared = change.isHotspot && !left.activation.empty() && !wasReported;
     if (!TakeBack(left)) {

@@ -1,5 +1,5 @@
-// WifiContext: what this machine's station and hotspot share: the way to NetworkManager, the record of what was changed
-// there, and the strand on which both do their work, so that neither needs a lock for it. Owned by both.
+// WifiContext: what this machine's station and hotspot share: the access to NetworkManager, the record of what was
+// changed there, and the strand on which both do their work without locks. Owned by both.
 #pragma once
 
 #include <chrono>
@@ -16,38 +16,39 @@
 
 namespace Vexo::Linux {
 
-// A Wi-Fi call that no request makes answers within this even when NetworkManager does not.
+// How long turning off the hotspot, or a stop, blocks at most when NetworkManager does not answer.
 inline constexpr std::chrono::seconds WIFI_CALL_LIMIT{10};
 
 class WifiContext : public NoCopyable, public std::enable_shared_from_this<WifiContext> {
 public:
     using Deadline = SteadyTime;
 
-    // answerLimit: how long NetworkManager may take for one answer, and how long it is left in peace after none.
+    // answerLimit: how long NetworkManager may take for one answer, and the pause after a missing answer before a
+    // change is taken back.
     WifiContext(std::shared_ptr<Bus> bus, const std::filesystem::path& stateDir, std::chrono::milliseconds answerLimit,
                 Tasks::Timers& clockAndTimers = Tasks::Timers::System())
         : timers(clockAndTimers), manager(std::move(bus), answerLimit, timers), own(stateDir), answerLimit_(answerLimit)
     {
     }
 
-    // Runs work on the strand and blocks for its result, a WifiResult, at most for the budget: then WIFI_NO_ANSWER, and
-    // work that has not begun by then never does. Work that succeeds after its caller has left is undone. Not from the
-    // strand.
+    // Runs work on the strand and blocks for its result (a WifiResult), at most for the budget. After that it returns
+    // WIFI_NO_ANSWER: work that has not begun is dropped, and work that succeeds later is followed by undo. Not called
+    // on the strand.
     int32_t RunAndWait(std::chrono::milliseconds budget, std::function<int32_t(Deadline)> work,
                        std::function<void()> undo = nullptr);
 
     // These are called on the strand.
-    // Ends the activation and, when it is ours, the profile. False when NetworkManager does not answer: then it is
-    // tried again, and the network that the radio had before is restored afterwards.
+    // Ends the activation and, when it is ours, the profile. False when NetworkManager does not answer: then this is
+    // retried, and the network that the radio had before is restored afterwards.
     bool Leave(const NetworkChange& change);
     // The same, and forgets the change once that is done.
     bool TakeBack(const NetworkChange& change);
-    // For a change of which nobody knows whether NetworkManager made it: takes it back once that answers.
+    // For a change that NetworkManager did not answer: takes it back once NetworkManager answers.
     void TakeBackLater(NetworkChange change);
-    // Takes back what an earlier run, or an earlier NetworkManager, was left with.
+    // Takes back what an earlier run left, and what was changed before NetworkManager restarted.
     void TakeBackAll();
-    // Activates the network that the radio had before, unless it is busy with another than the change's own. An empty
-    // radio: the first idle one.
+    // Activates the network that the radio had before, unless the radio is in use by another activation than the
+    // change's. radio: empty for the first idle one.
     void Restore(const NetworkChange& change, const std::string& radio);
 
     Tasks::Timers& timers;
@@ -57,7 +58,7 @@ public:
     Tasks::Strand strand;
 
 private:
-    // The activation that is left of the change, empty when there is none any more.
+    // The activation of the change; empty when it has ended.
     [[nodiscard]] Result<std::string> ActivationLeft(const NetworkChange& change) const;
     void TakeBackLeft(const NetworkChange& change);
     void TakeBackUnanswered();
@@ -66,7 +67,7 @@ private:
     Tasks::Timer timer_;  // touched on the strand only
 };
 
-// The UUID of the network that the radio is a station of, empty when there is none or it is ours.
+// The UUID of the profile by which the radio is a station; empty when there is none or the profile is ours.
 [[nodiscard]] Result<std::string> NetworkOf(const NetworkManager& manager, const WifiRadio& radio);
 
 // Writes the system event of a hotspot that this daemon closed; reason: of ShareClosed.

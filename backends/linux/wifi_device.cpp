@@ -25,7 +25,7 @@ constexpr milliseconds REASON_DELAY{200};
 constexpr milliseconds ADDRESS_DELAY{200};
 constexpr int MAX_REFUSALS = 2;
 
-// The ends that another try does not mend; none for the others.
+// How the attempt ends for a reason that a retry does not change; nothing for other reasons.
 std::optional<LinkEnd> LastingCauseOf(NmReason reason)
 {
     switch (reason) {
@@ -49,7 +49,7 @@ std::optional<LinkEnd> LastingCauseOf(NmReason reason)
     }
 }
 
-// Whoever ended it chose what comes next.
+// The user chose what follows, so the network before is not restored.
 bool IsSomebodysChoice(NmReason reason)
 {
     return reason == NmReason::USER_REQUESTED || reason == NmReason::NEW_ACTIVATION;
@@ -134,7 +134,7 @@ int32_t LinuxWifiDevice::Begin(const Wifi::WifiDeviceConfig& config, WifiContext
     Attempt next;
     next.radio = radio->path;
     if (radio->IsStation()) {
-        // It scans at most every 10 s then: not before a hotspot that is just being opened can be in the air.
+        // A connected radio scans at most every 10 s: wait until a hotspot that is just opening can be visible.
         next.nextScan = context_->timers.Now() + options_.lookAgain;
     }
     next.begunAt = BootClock();
@@ -149,7 +149,7 @@ int32_t LinuxWifiDevice::Begin(const Wifi::WifiDeviceConfig& config, WifiContext
     next.change.previous = std::move(previous.value());
     attempt_ = std::move(next);
     QuviewDFX::LogInfo(LABEL, "looking for \"%{public}s\" on %{public}s", config.ssid, radio->interface);
-    // What the attempt before has joined is left after the caller has its answer.
+    // The join of the replaced attempt is taken back after the caller has its answer.
     context_->strand.Post([self = sptr<LinuxWifiDevice>(this)] { self->LeaveJoined(); });
     LookAgainIn(milliseconds(0));
     return Wifi::WIFI_OK;
@@ -191,7 +191,7 @@ void LinuxWifiDevice::Search(const Station::Join& join)
         if (!reason) {
             best = best == nullptr || one.strengthPercent > best->strengthPercent ? &one : best;
         } else if (isLate || one.lastSeen >= attempt_->begunAt) {
-            // What was seen before the attempt may be how the hotspot was before it was turned on.
+            // What was seen before the attempt may be an earlier hotspot of that name.
             mismatch = std::move(reason);
         }
     }
@@ -216,7 +216,7 @@ bool LinuxWifiDevice::HasLostRadio() const
 
 void LinuxWifiDevice::Scan()
 {
-    // The end of a scan is one of the changes that make it look again.
+    // The end of the scan calls OnChanged.
     if (const auto now = context_->timers.Now(); now >= attempt_->nextScan) {
         attempt_->nextScan = now + options_.lookAgain;
         context_->manager.RequestScan(attempt_->radio);
@@ -239,7 +239,7 @@ void LinuxWifiDevice::Join(const Station::Join& join, const AccessPoint& accessP
     const Result<Activation> joining = context_->manager.AddAndActivate(
         MakeStationProfile(attempt.change.profile, join.config, accessPoint), attempt.radio, accessPoint.path);
     if (!joining) {
-        // Its text may repeat what was asked for, so only the error's name is shown.
+        // The message may repeat the request, so only the error's name is shown.
         const std::string name = BusErrorName(joining.error());
         QuviewDFX::LogWarn(LABEL, "NetworkManager refuses to join: %{public}s", name);
         if (IsNoAnswer(joining.error())) {
@@ -278,7 +278,7 @@ void LinuxWifiDevice::Follow(const Station::Join& join, Trigger trigger)
             break;
         case ActivationState::DEACTIVATING:
         case ActivationState::GONE:
-            // Without a reason, what tells it waits on the strand already, before what the timer posts.
+            // The signal with the reason may still wait on the strand; the timer's work is queued behind it.
             if (attempt_->reason == NmReason::NONE && trigger != Trigger::REASON_DELAY_OVER) {
                 LookAgainIn(REASON_DELAY, Trigger::REASON_DELAY_OVER);
             } else {
@@ -361,9 +361,9 @@ void LinuxWifiDevice::OnRadioState(const std::string& radio, uint32_t state, NmR
     }
     const bool isRequested = join.state == Station::State::JOIN_REQUESTED;
     if (isRequested && reason == NmReason::NEW_ACTIVATION) {
-        return;  // this attempt itself ended what the radio was in
+        return;  // this attempt itself ended the radio's connection
     }
-    // The radio passes through more states after a failure; what they say of it is less exact.
+    // After a failure the radio passes through more states, whose reasons are less exact.
     if (state == NM_STATE_PREPARE) {
         if (isRequested) {
             station_.Advance(join.attempt, Station::State::JOINING);
@@ -382,14 +382,14 @@ void LinuxWifiDevice::OnGone()
     if (!attempt_) {
         return;
     }
-    // What was changed stays noted: it is taken back when NetworkManager has come back.
+    // The change stays recorded: it is taken back when NetworkManager runs again.
     attempt_->change = {};
     End({JoinFailure::RADIO_FAILED, "NetworkManager has gone"});
 }
 
 void LinuxWifiDevice::LeaveJoined()
 {
-    // The record stays until the attempt ends, because the radio's own network is given back only then.
+    // The record stays until the attempt ends, because the network that the radio had before is restored only then.
     if (attempt_ && station_.Current().state == Station::State::SEARCHING && !attempt_->change.activation.empty()) {
         attempt_->isLeft = context_->Leave(attempt_->change);
         attempt_->change.activation.clear();
@@ -418,7 +418,7 @@ void LinuxWifiDevice::End(const LinkEnd& end)
 void LinuxWifiDevice::LookAgainIn(milliseconds delay, Trigger trigger)
 {
     timer_.Cancel();
-    // A timer that fired before it was replaced may have posted its look already: what that one waited for is not over.
+    // A replaced timer may already have posted its work, which must not act on the trigger.
     timer_ = context_->timers.RunAfter(delay, [self = sptr<LinuxWifiDevice>(this), trigger, number = ++timersSet_] {
         self->context_->strand.Post(
             [self, trigger, number] { self->Look(number == self->timersSet_ ? trigger : Trigger::CHANGE_OR_TIMER); });

@@ -1,9 +1,9 @@
-// LinuxWifiDevice: this machine's station (ability 1120) over NetworkManager. An attempt scans until its network is in
-// the air, takes the security from the beacon, and lets NetworkManager join with a temporary profile, again and again
-// until the search limit while what fails may still come up. How it ends: connected with an address, or failed: not
-// visible, another security, wrong key, no address. The profile goes with the connection, and the network that the
-// radio had before is activated again. Each end of an attempt and of a connection is told once; an attempt that a newer
-// one replaced ends silently. Any thread may call it; the work runs on the Wi-Fi strand (wifi_context.h).
+// LinuxWifiDevice: this machine's station (ability 1120) over NetworkManager. An attempt scans until its network is
+// visible, takes the security from the beacon, and lets NetworkManager join with a temporary profile. Failures that may
+// pass are retried until the search limit. An attempt ends connected with an address, or failed: not visible, another
+// security, wrong key, no address. With the connection the profile ends, and the network that the radio had before is
+// activated again. Each end of an attempt and of a connection is reported once; an attempt that a newer one replaced
+// ends silently. Any thread may call it; the work runs on the Wi-Fi strand (wifi_context.h).
 #pragma once
 
 #include <chrono>
@@ -23,11 +23,11 @@
 namespace Vexo::Linux {
 
 struct StationOptions {
-    // How long an attempt looks for a hotspot, and begins joins that may still succeed.
+    // How long an attempt searches for its hotspot, and begins new joins.
     std::chrono::milliseconds searchLimit{std::chrono::seconds(30)};
     // How long one join may take beyond NetworkManager's own limits.
     std::chrono::milliseconds joinLimit{std::chrono::seconds(90)};
-    // How often an attempt looks again when nothing tells it to.
+    // How often an attempt checks its network when no signal comes.
     std::chrono::milliseconds lookAgain{std::chrono::seconds(2)};
 };
 
@@ -40,7 +40,7 @@ public:
     LinuxWifiDevice(std::shared_ptr<WifiContext> context, const StationOptions& options, LinkEnded ended);
     ~LinuxWifiDevice() override;
 
-    // Those that were added here and have not ended; the user's own profiles are none of them.
+    // Returns the configurations that were added here and have not ended, without the user's own profiles.
     int32_t GetDeviceConfigs(std::vector<Wifi::WifiDeviceConfig>& configs, bool isCandidate) override;
     int32_t AddDeviceConfig(const Wifi::WifiDeviceConfig& config, int& networkId, bool isCandidate) override;
     // With an empty SSID, the stored configuration of config.networkId is meant. WIFI_DISABLED while Wi-Fi is switched
@@ -58,17 +58,18 @@ public:
     void OnChanged() { Look(); }
     void OnRadioState(const std::string& radio, uint32_t state, NmReason reason);
     void OnGone();
-    // Ends attempt, connection and waits, silently, takes everything back, and blocks until that is done.
+    // Ends the attempt, the connection and waiting calls without a report, takes all changes back, and blocks until
+    // that is done.
     void Stop();
 
 private:
-    // What the attempt that is under way does at NetworkManager.
+    // The attempt under way, as NetworkManager carries it out.
     struct Attempt {
         std::string radio;
         SteadyTime nextScan;              // not before
         std::chrono::seconds begunAt{0};  // on the boot clock, as in access points
-        bool hasTakenRadio = false;       // this attempt, or one that it replaced, has joined: change.previous is owed
-        bool isLeft = true;               // what was joined before is taken back, as far as NetworkManager answered
+        bool hasTakenRadio = false;       // an attempt has joined: change.previous is restored at the end
+        bool isLeft = true;               // false when NetworkManager did not answer: the join is taken back later
         int refusals = 0;
         NetworkChange change;
         std::string bssid;
@@ -76,10 +77,10 @@ private:
         SteadyTime joiningSince;
     };
 
-    // What makes the station look at its radio.
+    // Why the station checks its radio.
     enum class Trigger {
         CHANGE_OR_TIMER,
-        REASON_DELAY_OVER,  // nothing has given the reason why the radio left the network, and nothing will
+        REASON_DELAY_OVER,  // no signal has given the reason why the radio left the network
     };
 
     // These run on the strand only.
@@ -94,19 +95,20 @@ private:
     void OnActivated(const Wifi::Station::Join& join);
     void OnDeactivated(const Wifi::Station::Join& join);
     bool IsJoinOverdue() const;
-    // A station that WPA3 refuses for its key is told the same by NetworkManager as one whose hotspot is not there.
+    // Needed because NetworkManager gives the same reason for a key that WPA3 refuses and for a hotspot that is not
+    // there.
     bool WasHeardWhileJoining(const std::string& ssid) const;
     void SearchAgain();
     void LookAgainIn(std::chrono::milliseconds delay, Trigger trigger = Trigger::CHANGE_OR_TIMER);
     void End(const Wifi::LinkEnd& end);
-    // Takes back what was joined and is not wanted any more, by this attempt or the one that it replaced.
+    // Takes back a join that is no longer wanted, of this attempt or of the one that it replaced.
     void LeaveJoined();
 
     const std::shared_ptr<WifiContext> context_;
     const StationOptions options_;
     const LinkEnded ended_;
 
-    std::optional<Attempt> attempt_;  // while the station's is under way; touched on the strand only
+    std::optional<Attempt> attempt_;  // while an attempt is under way; touched on the strand only
     Tasks::Timer timer_;              // touched on the strand only
     uint32_t timersSet_ = 0;          // touched on the strand only; the number of the latest
 

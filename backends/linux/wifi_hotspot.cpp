@@ -19,7 +19,7 @@ constexpr size_t MIN_KEY_BYTES = 8;
 constexpr size_t MAX_KEY_BYTES = 63;
 constexpr mode_t KEY_MODE = 0600;
 
-// The key of earlier runs, so that stations that joined then join again.
+// The key of earlier runs, so that stations that know it can join again.
 std::string LoadOrMakeKey(const std::filesystem::path& file)
 {
     if (const Result<std::string> kept = ReadWholeFile(file, MAX_KEY_BYTES + 1)) {
@@ -100,7 +100,7 @@ int32_t LinuxWifiHotspot::DisableHotspot(Wifi::ServiceType type)
 int32_t LinuxWifiHotspot::GetHotspotConfig(Wifi::HotspotConfig& config)
 {
     const TraceSpan span(SpanName::HOTSPOT_CONFIG);
-    // On the caller's thread, so that it waits for no work of the strand: that has much to do while a hotspot opens.
+    // On the caller's thread, not on the strand, which is busy while a hotspot opens.
     Result<Wifi::HotspotConfig> read =
         ReadConfig(context_->manager.Until(context_->timers.Now() + Wifi::HOTSPOT_CONFIG_BUDGET));
     if (!read && IsNoAnswer(read.error())) {
@@ -179,7 +179,7 @@ Result<LinuxWifiHotspot::Chosen> LinuxWifiHotspot::Choose(const NetworkManager& 
                      [](const Profile& one, const Profile& other) { return LastUseOf(one) > LastUseOf(other); });
     for (Profile& candidate : candidates) {
         Chosen chosen;
-        // Without its key, no peer could be told how to join it.
+        // Without its key, no peer could join it.
         const Result<Profile> complete = manager.WithSecrets(candidate);
         if (!complete && IsNoAnswer(complete.error())) {
             return Failure(complete.error());
@@ -232,7 +232,7 @@ void LinuxWifiHotspot::OpenLater(const WifiRadio& radio)
     isOpening_ = true;
     SetOn(true);
     timer_.Cancel();
-    // A wait that was cancelled too late must not open what a newer call waits to open.
+    // A timer that was cancelled too late must not open the hotspot before the newer timer does.
     timer_ = context_->timers.RunAfter(
         options_.switchDelay, [self = sptr<LinuxWifiHotspot>(this), path = radio.path, number = ++openingsSet_] {
             self->context_->strand.Post([self, path, number] {
@@ -248,7 +248,7 @@ void LinuxWifiHotspot::OpenNow(const std::string& radio)
     if (!std::exchange(isOpening_, false)) {
         return;
     }
-    // Asked again: it may have changed its network meanwhile.
+    // Read again: the radio may have changed its network meanwhile.
     const Result<std::vector<WifiRadio>> radios = context_->manager.Radios();
     for (const WifiRadio& one : radios ? radios.value() : std::vector<WifiRadio>()) {
         if (one.path == radio && Open(context_->manager, one) == Wifi::WIFI_OK) {
@@ -273,7 +273,7 @@ int32_t LinuxWifiHotspot::Open(const NetworkManager& manager, const WifiRadio& r
     change.isHotspot = true;
     change.isOurProfile = !usersOwn;
     context_->own.Note(change);
-    // Not limited by the caller's time: only an answer says what is there to be taken back.
+    // Not limited by the caller's deadline: only the answer says what must be taken back.
     const Result<Activation> opened =
         usersOwn ? context_->manager.Activate(usersOwn->path, radio.path)
                  : context_->manager.AddAndActivate(
@@ -352,7 +352,7 @@ bool LinuxWifiHotspot::WasRenewed()
 {
     const Result<std::vector<WifiRadio>> radios = context_->manager.Radios();
     if (!radios) {
-        return true;  // nobody says otherwise
+        return true;  // without an answer, it counts as on
     }
     for (const WifiRadio& radio : radios.value()) {
         if (radio.path != share_->radio || radio.activation.empty()) {
@@ -371,7 +371,7 @@ bool LinuxWifiHotspot::WasRenewed()
 void LinuxWifiHotspot::OnGone()
 {
     DISTNET_ASSERT(context_->strand.RunsOnThisThread(), "called on the Wi-Fi strand");
-    // What was changed stays noted: it is taken back when NetworkManager has come back.
+    // The change stays recorded: it is taken back when NetworkManager runs again.
     isOpening_ = false;
     Forget();
 }

@@ -1,7 +1,7 @@
 // LinuxWifiHotspot: this machine's access point (ability 1121) over NetworkManager. Enabling activates the user's own
 // access-point profile where there is one whose key NetworkManager knows (the one used last), else a temporary one of
-// ours. What it turned on it also turns off, by share_guard.h; a hotspot that somebody else turned on is left alone.
-// Any thread may call it; the work runs on the Wi-Fi strand (wifi_context.h).
+// ours. It turns off what it turned on (share_guard.h), and no hotspot that somebody else turned on. Any thread may
+// call it; the work runs on the Wi-Fi strand (wifi_context.h).
 #pragma once
 
 #include <chrono>
@@ -26,11 +26,11 @@ inline constexpr const char* HOTSPOT_KEY_FILE = "hotspot-key";  // in the state 
 
 struct HotspotOptions {
     std::filesystem::path stateDir;
-    std::string deviceName;  // with the network id it makes the SSID
+    std::string deviceName;  // the SSID is made of it and the network id
     std::string networkId;
-    HotspotSettings settings;  // of a hotspot of ours
+    HotspotSettings settings;  // of the temporary profile
     ShareLimits limits;
-    // How long a radio that is a station stays one after enabling: the answer may have to get out through it.
+    // How long a radio that is a station stays one after enabling: the caller's answer may be sent over it.
     std::chrono::milliseconds switchDelay{500};
     std::function<Result<size_t>(const std::string& interface)> countStations = CountStations;
 };
@@ -45,10 +45,10 @@ public:
     int32_t IsHotspotActive(bool& isActive) override;
     // WIFI_DISABLED while Wi-Fi is switched off. Enabling while a hotspot is on changes nothing.
     int32_t EnableHotspot(Wifi::ServiceType type) override;
-    // WIFI_FAILED when the hotspot is on by somebody else, and stays.
+    // WIFI_FAILED when somebody else turned the hotspot on: it stays on.
     int32_t DisableHotspot(Wifi::ServiceType type) override;
-    // Of the hotspot that is on, else of the one that enabling would turn on. While NetworkManager gives no answer, of
-    // the one that was turned on here.
+    // Returns the configuration of the hotspot that is on, else of the one that enabling would turn on. While
+    // NetworkManager gives no answer: of the one that was turned on here.
     int32_t GetHotspotConfig(Wifi::HotspotConfig& config) override;
 
     // On the strand: something about the radios has changed; NetworkManager has gone; the battery is low.
@@ -71,22 +71,22 @@ private:
 
     // These run on the strand only.
     int32_t Enable(WifiContext::Deadline deadline);
-    // manager: what is asked before the hotspot opens, in the time that the caller has.
+    // manager: for the calls before the hotspot opens, which the caller's deadline limits.
     int32_t Open(const NetworkManager& manager, const WifiRadio& radio);
     void OpenLater(const WifiRadio& radio);
     void OpenNow(const std::string& radio);
     // False when NetworkManager did not answer; it is then closed later.
     bool Close(const char* reason);
     void Forget();
-    // Whether the same profile is active again, as after a change of its settings: still what this daemon turned on.
+    // Whether the same profile is active again, as after a change of its settings. Then it still is this daemon's.
     bool WasRenewed();
     void Guard();
     void GuardLater();
     void SetOn(bool isOn);
 
-    // These ask only; any thread.
+    // These only read. Any thread may call them.
     [[nodiscard]] Result<Chosen> Choose(const NetworkManager& manager) const;
-    // None while no hotspot is on.
+    // Returns nothing while no hotspot is on.
     [[nodiscard]] static Result<std::optional<Wifi::HotspotConfig>> ConfigInUse(const NetworkManager& manager);
     [[nodiscard]] Result<Wifi::HotspotConfig> ReadConfig(const NetworkManager& manager) const;
     Wifi::HotspotConfig MakeOwnConfig() const;

@@ -1,5 +1,5 @@
-// The Bluetooth transport over a stand-in for the kernel's L2CAP sockets: Unix sockets, on which a write of more than
-// the unit fails as the kernel's does.
+// The Bluetooth transport, with Unix sockets in place of the kernel's L2CAP sockets. A write of more than UNIT bytes
+// fails with EMSGSIZE, as in the kernel.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/un.h>
@@ -25,7 +25,7 @@ std::atomic<int> sends{0};
 
 }  // namespace
 
-// Stands before the C library's for the whole test program.
+// Replaces the C library's send in the whole test program.
 extern "C" ssize_t send(int fd, const void* bytes, size_t length, int flags)
 {
     int domain = 0;
@@ -98,7 +98,7 @@ public:
     }
     int SendUnit(int) override { return lateError != 0 ? -lateError : int{UNIT}; }
 
-    // The silent connect ends.
+    // Ends the silent connect.
     void Answer()
     {
         std::array<char, 65536> bytes{};
