@@ -95,7 +95,7 @@ BusSubscription Bus::Export(Tasks::Strand& strand, OwnObject object)
             made->registerProperty(object.interface, property.name, property.signature, property.write);
         }
         for (const auto& method : object.methods) {
-            made->registerMethod(object.interface, method.first, "", "", [target, method](sdbus::MethodCall call) {
+            made->registerMethod(object.interface, method.first, "", "", [target, method](const sdbus::MethodCall& call) {
                 HandlerTarget::Post(target, method.second);
                 call.createReply().send();
             });

@@ -94,6 +94,8 @@ private:
 namespace SpanName {
 inline constexpr std::string_view COLLABORATION = "collaboration start";  // until the peer has answered
 inline constexpr std::string_view SESSION_OPEN = "session open";          // until the opened callback; by session id
+inline constexpr std::string_view SEEK = "seek";        // until a device is heard that is tried, or the dial ends
+inline constexpr std::string_view CONNECT = "connect";  // one address, until it is connected or is given up
 inline constexpr std::string_view HANDSHAKE = "TLS handshake";            // by the socket's number
 inline constexpr std::string_view SEND = "send";                          // handing bytes over, not their way
 inline constexpr std::string_view ANSWER = "answer";                      // from send to received bytes; by session id
