@@ -1,0 +1,72 @@
+// socket_lender SOCKET: lends Bluetooth sockets to processes in other network namespaces, in which the kernel makes
+// none. Runs in the first namespace of the guest. Whoever connects to the sequenced-packet socket at the path SOCKET
+// sends type and protocol, two ints in one message, and is answered by one byte with the new socket, or by the errno(3)
+// value as an int without one. borrowed_sockets.cpp is the other side.
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+
+namespace {
+
+void Lend(int client)
+{
+    int wanted[2]{};
+    if (read(client, wanted, sizeof(wanted)) != sizeof(wanted)) {
+        return;
+    }
+    const int made = socket(AF_BLUETOOTH, wanted[0], wanted[1]);
+    if (made < 0) {
+        const int error = errno;
+        static_cast<void>(!write(client, &error, sizeof(error)));
+        return;
+    }
+    char byte = 0;
+    iovec data{&byte, sizeof(byte)};
+    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))]{};
+    msghdr message{};
+    message.msg_iov = &data;
+    message.msg_iovlen = 1;
+    message.msg_control = control;
+    message.msg_controllen = sizeof(control);
+    cmsghdr* header = CMSG_FIRSTHDR(&message);
+    header->cmsg_level = SOL_SOCKET;
+    header->cmsg_type = SCM_RIGHTS;
+    header->cmsg_len = CMSG_LEN(sizeof(int));
+    memcpy(CMSG_DATA(header), &made, sizeof(made));
+    if (sendmsg(client, &message, MSG_NOSIGNAL) < 0) {
+        perror("socket_lender: sendmsg");
+    }
+    close(made);
+}
+
+}  // namespace
+
+int main(int argc, char** argv)
+{
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (argc != 2 || strlen(argv[1]) >= sizeof(address.sun_path)) {
+        fprintf(stderr, "usage: socket_lender SOCKET\n");
+        return 2;
+    }
+    strcpy(address.sun_path, argv[1]);
+    unlink(argv[1]);
+    const int listener = socket(AF_UNIX, SOCK_SEQPACKET, 0);
+    if (listener < 0 || bind(listener, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) < 0 ||
+        chmod(argv[1], 0666) < 0 || listen(listener, 16) < 0) {
+        perror("socket_lender");
+        return 1;
+    }
+    for (;;) {
+        const int client = accept(listener, nullptr, nullptr);
+        if (client >= 0) {
+            Lend(client);
+            close(client);
+        }
+    }
+}
