@@ -26,8 +26,8 @@ inline constexpr const char* COLLABORATION_PACKAGE = "vexo.distnet";
 inline constexpr const char* COLLABORATION_SESSION = "vexo.distnet.collaboration";
 
 inline constexpr std::chrono::milliseconds COLLABORATION_START_LIMIT{5'000};
-// Where a device may have to be sought first, over Bluetooth.
-inline constexpr std::chrono::milliseconds COLLABORATION_SEEKING_START_LIMIT{10'000};
+// Where a device may have to be sought first, over Bluetooth. A person is answered within 10 s.
+inline constexpr std::chrono::milliseconds COLLABORATION_SEEKING_START_LIMIT{9'800};
 // A start that uses a session opened before waits this long for the answer, then opens another: the network that the
 // first one runs over may be gone.
 inline constexpr std::chrono::milliseconds COLLABORATION_KEPT_SESSION_LIMIT{1'500};
