@@ -89,7 +89,8 @@ private:
     BluetoothState StateOfAdapters(const Result<void>& done) const;
     void WaitForScanner(milliseconds shortest);
     void RetryLater();
-    Tasks::Timer RunAfter(milliseconds pause, void (Activity::*work)());
+    static Tasks::Timer CallAfter(milliseconds pause, const std::weak_ptr<Activity>& weak, Tasks::Timers& timers,
+                                  void (Activity::*work)());
     void Retry();
 
     const std::shared_ptr<Bus> bus_;
@@ -322,17 +323,18 @@ void Activity::WaitForScanner(milliseconds shortest)
     scanTimer_.Cancel();
     if (const auto next = scanner_.NextUpdate()) {
         const auto pause = std::chrono::ceil<milliseconds>(*next - timers_.Now());
-        scanTimer_ = RunAfter(std::max(pause, shortest), &Activity::Update);
+        scanTimer_ = CallAfter(std::max(pause, shortest), weak_from_this(), timers_, &Activity::Update);
     }
 }
 
 void Activity::RetryLater()
 {
-    if (!isThere_ || std::exchange(isRetrying_, true)) {
+    if (!isThere_ || isRetrying_) {
         return;
     }
     pause_ = std::clamp(pause_ * 2, FIRST_RETRY, LONGEST_RETRY);
-    retry_ = RunAfter(pause_, &Activity::Retry);
+    retry_ = CallAfter(pause_, weak_from_this(), timers_, &Activity::Retry);
+    isRetrying_ = retry_.IsArmed();
 }
 
 void Activity::Retry()
@@ -341,11 +343,15 @@ void Activity::Retry()
     Update();
 }
 
-Tasks::Timer Activity::RunAfter(milliseconds pause, void (Activity::*work)())
+// Runs work on the strand after pause.
+Tasks::Timer Activity::CallAfter(milliseconds pause, const std::weak_ptr<Activity>& weak, Tasks::Timers& timers,
+                                 void (Activity::*work)())
 {
-    return timers_.RunAfter(pause, [weak = weak_from_this(), work] {
-        if (const auto self = weak.lock()) {
-            self->strand_.Post([self, work] { ((*self).*work)(); });
+    // CallAfter, not RunAfter: a pool that has no thread would lose the work, and nothing would retry again.
+    return timers.CallAfter(pause, [weak, &timers, work] {
+        const auto self = weak.lock();
+        if (self && !self->strand_.Post([self, work] { ((*self).*work)(); })) {
+            CallAfter(FIRST_RETRY, weak, timers, work).Detach();
         }
     });
 }
@@ -355,13 +361,18 @@ void Activity::Stop()
     bluez_.Stop();
     isReady_ = false;
     subscriptions_.clear();
-    strand_.Post([this] {
+    const auto end = [this] {
+        isThere_ = false;
         retry_.Cancel();
         scanTimer_.Cancel();
         advertiser_.Withdraw();
         scanner_.End();
-    });
+    };
+    const bool isPosted = strand_.Post(end);
     strand_.Drain();
+    if (!isPosted) {
+        end();  // the strand got no thread; it is idle, and later work on it ends at IsStopped
+    }
 }
 
 class BluetoothChannel final : public ActivityChannel<Activity> {
