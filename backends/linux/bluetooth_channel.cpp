@@ -70,11 +70,14 @@ public:
 
     void Start(const std::string& token);
     void Announce(const std::string& token);
-    bool Seek(milliseconds limit);
+    std::shared_ptr<void> Seek();
     // Call once, before an activity that was started is destroyed.
     void Stop();
 
 private:
+    class Seeking;
+
+    void SeekEnded();
     void Subscribe();
     // These run on strand_ only.
     void OnService(bool isThere);
@@ -100,6 +103,7 @@ private:
     const uint16_t psm_;
     DaemonCalls bluez_;
     std::atomic<bool> isReady_{false};  // an adapter is on
+    std::atomic<int> seekings_{0};      // that live
 
     // Touched on strand_ only.
     BluetoothAdvertiser advertiser_;
@@ -155,16 +159,36 @@ void Activity::Announce(const std::string& token)
     });
 }
 
-bool Activity::Seek(milliseconds limit)
+// A handle: the channel scans while one lives.
+class Activity::Seeking : public NoCopyable {
+public:
+    explicit Seeking(Activity& activity) : activity_(activity.weak_from_this()) { ++activity.seekings_; }
+    ~Seeking()
+    {
+        if (const auto activity = activity_.lock()) {
+            activity->SeekEnded();
+        }
+    }
+
+private:
+    const std::weak_ptr<Activity> activity_;
+};
+
+std::shared_ptr<void> Activity::Seek()
 {
     if (!isReady_) {
-        return false;
+        return nullptr;
     }
-    strand_.Post([this, until = timers_.Now() + limit] {
-        scanner_.SeekUntil(until);
-        Update();
-    });
-    return true;
+    auto seeking = std::make_shared<Seeking>(*this);
+    const bool isPosted = strand_.Post([this] { Update(); });
+    return isPosted ? std::move(seeking) : nullptr;
+}
+
+void Activity::SeekEnded()
+{
+    if (--seekings_ == 0 && !strand_.Post([self = shared_from_this()] { self->Update(); })) {
+        CallAfter(FIRST_RETRY, weak_from_this(), timers_, &Activity::Update).Detach();
+    }
 }
 
 void Activity::OnService(bool isThere)
@@ -257,7 +281,7 @@ void Activity::Update()
     const bool advertises = isUsable && adapter->second.canAdvertise && !token_.empty();
     const Result<void> advertised =
         advertiser_.Update(path, advertises ? std::optional(BluetoothServiceData{psm_, token_}) : std::nullopt);
-    const Result<void> scanned = scanner_.Update();
+    const Result<void> scanned = scanner_.Update(seekings_ > 0);
     done = !done ? done : !advertised ? advertised : scanned;
     UpdateState(done);
     WaitForScanner(done ? SHORTEST_PAUSE : FIRST_RETRY);
@@ -394,10 +418,10 @@ public:
         return {};
     }
 
-    bool Seek(milliseconds limit) override
+    std::shared_ptr<void> Seek() override
     {
         const MutexLock lock(mutex_);
-        return activity_ && activity_->Seek(limit);
+        return activity_ ? activity_->Seek() : nullptr;
     }
 
 private:

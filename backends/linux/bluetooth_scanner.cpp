@@ -1,5 +1,6 @@
 #include "backends/linux/bluetooth_scanner.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdint>
 #include <vector>
@@ -48,11 +49,9 @@ void BluetoothScanner::Reset()
     }
 }
 
-Result<void> BluetoothScanner::Update()
+Result<void> BluetoothScanner::Update(bool isSought)
 {
-    const SteadyTime now = clock_.Now();
-    const bool wantsScan = !adapter_.empty() && now < until_;
-    if (wantsScan) {
+    if (isSought && !adapter_.empty()) {
         return isScanning_ ? Result<void>() : StartScan();
     }
     if (isScanning_) {
@@ -60,6 +59,7 @@ Result<void> BluetoothScanner::Update()
             return stopped;
         }
     }
+    const SteadyTime now = clock_.Now();
     for (auto entry = devices_.begin(); entry != devices_.end();) {
         if (entry->second.heardAt + KEPT <= now) {
             heard_(entry->first, std::nullopt);
@@ -73,10 +73,10 @@ Result<void> BluetoothScanner::Update()
 
 std::optional<SteadyTime> BluetoothScanner::NextUpdate() const
 {
-    if (isScanning_) {
-        return until_;
-    }
     std::optional<SteadyTime> next;
+    if (isScanning_) {
+        return next;
+    }
     for (const auto& [path, device] : devices_) {
         next = std::min(next.value_or(device.heardAt + KEPT), device.heardAt + KEPT);
     }

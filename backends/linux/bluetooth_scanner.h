@@ -3,7 +3,6 @@
 // and no memory. Used on the channel's strand (bluetooth_channel.h); blocks for BlueZ's answers.
 #pragma once
 
-#include <algorithm>
 #include <map>
 #include <optional>
 #include <string>
@@ -29,11 +28,9 @@ public:
     // Sets the adapter to scan on, by its path; empty: none. After a change, everything heard before is reported as
     // gone.
     void UseAdapter(const std::string& adapter);
-    // From the next Update on, scans at least until this time.
-    void SeekUntil(SteadyTime until) { until_ = std::max(until_, until); }
     // Starts or ends scanning. While it does not scan, reports devices that were not heard for 30 s as gone. After an
     // error, call it again later.
-    [[nodiscard]] Result<void> Update();
+    [[nodiscard]] Result<void> Update(bool isSought);
     // When the next Update is due. Nothing: only after another call.
     std::optional<SteadyTime> NextUpdate() const;
 
@@ -63,8 +60,7 @@ private:
     const SoftBus::AnnouncementChannel::Heard heard_;
     const Clock& clock_;
 
-    std::string adapter_;  // its path; empty: none
-    SteadyTime until_;
+    std::string adapter_;                    // its path; empty: none
     bool isScanning_ = false;                // also true when BlueZ did not answer
     std::map<std::string, Device> devices_;  // of this account, by BlueZ's path
     QuviewDFX::LogLimit<std::string> logLimit_;

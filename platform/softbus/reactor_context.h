@@ -3,7 +3,6 @@
 #pragma once
 
 #include <asio/io_context.hpp>
-#include <chrono>
 #include <functional>
 #include <memory>
 #include <set>
@@ -29,8 +28,9 @@ struct ReactorContext : public NoCopyable {
     Hello ownHello;
     size_t peerShare = 0;  // sessions that one peer may have opened
     std::function<void()> onlineChanged;
-    // Makes the channels listen more intensively for that time (AnnouncementChannel::Seek); false if none can.
-    std::function<bool(std::chrono::milliseconds limit)> seek;
+    // Makes the channels listen more intensively while the handle lives (AnnouncementChannel::Seek); null if none can.
+    // Empty until all channels have started.
+    std::function<std::shared_ptr<void>()> seek;
     KnownDevices devices;
     Sightings sightings;
     std::set<std::shared_ptr<Dial>> dials;  // under way

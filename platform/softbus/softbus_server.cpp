@@ -220,9 +220,13 @@ Result<void> Server::Discover()
     }
     // The channels are complete only now.
     PostWhileRunning([this] {
-        context_.seek = [this](std::chrono::milliseconds limit) {
-            return std::count_if(channels_.begin(), channels_.end(),
-                                 [limit](const auto& channel) { return channel->Seek(limit); }) > 0;
+        context_.seek = [this]() -> std::shared_ptr<void> {
+            std::vector<std::shared_ptr<void>> handles;
+            for (const auto& channel : channels_) {
+                handles.push_back(channel->Seek());
+            }
+            std::erase(handles, nullptr);
+            return handles.empty() ? nullptr : std::make_shared<decltype(handles)>(std::move(handles));
         };
     });
     return AnnounceEachPeriod();

@@ -4,7 +4,6 @@
 // address proves which device is there.
 #pragma once
 
-#include <chrono>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -44,9 +43,10 @@ public:
     // Replaces the announced token; the announcement of the previous token ends only after the new one is out. An empty
     // token changes nothing. Does not block.
     virtual void Announce(const std::string& token) = 0;
-    // Listens more intensively for that time, because the announcement of a wanted device is missing. Returns false if
-    // the channel always listens like that. Does not block.
-    virtual bool Seek(std::chrono::milliseconds /*limit*/) { return false; }
+    // Listens more intensively while a returned handle lives, because the announcement of a wanted device is missing.
+    // Null: the channel always hears what there is, or cannot listen now. A handle may be released on any thread, also
+    // after the channel has ended. Neither the call nor the release blocks.
+    [[nodiscard]] virtual std::shared_ptr<void> Seek() { return nullptr; }
     // Ends the announcement and stops listening. Blocks for less than a second, unless a disk or a daemon hangs. No
     // callback runs after it returns. Must not be called from a callback. Idempotent; the destructor calls it too.
     virtual void Withdraw() = 0;

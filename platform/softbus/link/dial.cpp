@@ -167,9 +167,9 @@ bool Dial::SeeksNow()
     const auto passed = std::chrono::ceil<std::chrono::milliseconds>(Clock::System().Now() - start_);
     if (request_.seeks && !hasSought_ && (attempts_.empty() || passed >= SEEK_DELAY)) {
         hasSought_ = true;
-        isSeeking_ = context_.seek && context_.seek(request_.limit - passed);
+        seeking_ = context_.seek ? context_.seek() : nullptr;
     }
-    return isSeeking_;
+    return seeking_ != nullptr;
 }
 
 void Dial::Try(const PeerAddress& where)
@@ -241,6 +241,7 @@ void Dial::Cancel()
 {
     done_ = nullptr;
     timer_.cancel();
+    seeking_.reset();
     context_.dials.erase(shared_from_this());
     for (const AttemptPtr& attempt : std::exchange(attempts_, {})) {
         attempt->Abandon();

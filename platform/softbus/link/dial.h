@@ -89,8 +89,8 @@ private:
     size_t next_ = 0;                         // of the routes
     std::chrono::milliseconds lastAdded_{0};  // when the last address that was added is due
     bool wasTried_ = false;
-    bool isSeeking_ = false;
     bool hasSought_ = false;
+    std::shared_ptr<void> seeking_;  // ReactorContext::seek, until the dial ends
     std::set<AttemptPtr> attempts_;
     DialResult result_;
 };

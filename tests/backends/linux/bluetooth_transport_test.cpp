@@ -260,10 +260,10 @@ public:
         return {};
     }
     void Announce(const std::string&) override {}
-    bool Seek(milliseconds) override
+    std::shared_ptr<void> Seek() override
     {
         heard_("phone", device_());
-        return true;
+        return std::make_shared<int>();
     }
     void Withdraw() override {}
 

@@ -44,12 +44,14 @@ public:
 
     std::string Name() const override { return "test"; }
     std::string TransportName() const override { return transport_; }
-    bool Seek(std::chrono::milliseconds /*limit*/) override
+    std::shared_ptr<void> Seek() override
     {
-        if (onSeek) {
-            onSeek();
+        if (!onSeek) {
+            return nullptr;
         }
-        return onSeek != nullptr;
+        onSeek();
+        ++*seekers;
+        return {this, [count = seekers](void*) { --*count; }};
     }
     Result<void> Start(const std::string& /*token*/, IsOurs isOurs, Heard heard) override
     {
@@ -73,6 +75,7 @@ public:
     void HearTheEnd(const std::string& name) { heard_(name, std::nullopt); }
 
     std::function<void()> onSeek;
+    const std::shared_ptr<std::atomic<int>> seekers = std::make_shared<std::atomic<int>>(0);
 
 private:
     const std::string transport_;
@@ -257,6 +260,7 @@ TEST_F(DiscoveryTest, ADeviceThatNoAddressLeadsToIsSoughtByRadio)
     EXPECT_EQ(sought, 0) << "its opener named no link type of the radio";
     EXPECT_EQ(Open(laptopBus, {TYPE_BYTES, 2, {LINK_TYPE_WIFI_5G, LINK_TYPE_BR}}), SOFTBUS_OK);
     EXPECT_EQ(sought, 1);
+    EXPECT_EQ(*channel->seekers, 0) << "it was reached";
     EXPECT_EQ(laptopBus->Nodes()[0].transport, RADIO) << "as long as it is heard";
     channel->HearTheEnd("phone");
     EXPECT_TRUE(Eventually([&] { return laptopBus->Nodes()[0].transport == "tcp"; })) << "no radio address is kept";
