@@ -237,7 +237,8 @@ void Finder::StartNext()
         *slot = greeting;
         running_.insert(greeting);
         const auto start = [&] {
-            greeting->Start({task.networkId, task.idPrefix, task.routes, task.limit, task.seeks});
+            const auto seekingLimit = task.seeks ? std::optional(task.limit) : std::nullopt;
+            greeting->Start({task.networkId, task.idPrefix, task.routes, task.limit, seekingLimit});
         };
         if (!QuviewDFX::RunGuarded(LOG_SOFTBUS, "a greeting", start)) {
             running_.erase(greeting);

@@ -165,16 +165,17 @@ void Dial::StartDueAttempts()
 bool Dial::SeeksNow()
 {
     const auto passed = std::chrono::ceil<std::chrono::milliseconds>(Clock::System().Now() - start_);
-    if (request_.seeks && !hasSought_ && (attempts_.empty() || passed >= SEEK_DELAY)) {
+    if (request_.seekingLimit && !hasSought_ && (attempts_.empty() || passed >= SEEK_DELAY)) {
         hasSought_ = true;
         seeking_ = context_.seek ? context_.seek() : nullptr;
+        limit_ = seeking_ ? *request_.seekingLimit : limit_;
     }
     return seeking_ != nullptr;
 }
 
 void Dial::Try(const PeerAddress& where)
 {
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(start_ + request_.limit - Clock::System().Now());
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(start_ + limit_ - Clock::System().Now());
     const auto attempt = std::make_shared<Attempt>(shared_from_this(), where);
     attempts_.insert(attempt);
     attempt->Start(std::clamp(left, std::chrono::milliseconds(1), HANDSHAKE_LIMIT));
@@ -183,11 +184,11 @@ void Dial::Try(const PeerAddress& where)
 // Sets the timer for the earliest of the next route, the start of seeking, and the limit.
 void Dial::Wait()
 {
-    auto until = request_.limit;
+    auto until = limit_;
     if (next_ < routes_.size() && attempts_.size() < MAX_ATTEMPTS) {
         until = std::min(until, routes_[next_].after);
     }
-    if (request_.seeks && !hasSought_) {
+    if (request_.seekingLimit && !hasSought_) {
         until = std::min(until, SEEK_DELAY);
     }
     timer_.expires_at(start_ + until);
@@ -195,7 +196,7 @@ void Dial::Wait()
         if (error || !self->done_) {
             return;
         }
-        if (Clock::System().Now() >= self->start_ + self->request_.limit) {
+        if (Clock::System().Now() >= self->start_ + self->limit_) {
             self->result_.end = LinkEnd::TIMED_OUT;
             self->result_.why = "no answer within the limit";
             self->Finish();
@@ -232,6 +233,7 @@ void Dial::Finish()
     const Done done = std::move(done_);
     result_.wasTried = wasTried_;
     result_.took = Clock::System().Now() - start_;
+    result_.deadline = start_ + limit_;
     const DialResult result = std::exchange(result_, {});
     Cancel();
     done(result);

@@ -9,6 +9,7 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -41,7 +42,8 @@ struct DialRequest {
     // Returns the routes, the earliest first. Called again when an announcement is heard.
     std::function<std::vector<Route>()> routes;
     std::chrono::milliseconds limit{0};
-    bool seeks = false;
+    // The limit once a channel seeks, at least limit; nothing: this dial does not seek.
+    std::optional<std::chrono::milliseconds> seekingLimit{};
 };
 
 struct DialResult {
@@ -51,6 +53,7 @@ struct DialResult {
     std::string why = "no address";  // the same in words
     bool wasTried = false;           // at least one address answered or was silent: it is not this device that failed
     std::chrono::steady_clock::duration took{};
+    SteadyTime deadline{};      // when the dial would have ended at the latest
     bool isThisDevice = false;  // one of the addresses leads back here
 };
 
@@ -84,6 +87,7 @@ private:
     const DialRequest request_;
     Done done_;
     const SteadyTime start_ = Clock::System().Now();
+    std::chrono::milliseconds limit_ = request_.limit;
     asio::steady_timer timer_;
     std::vector<Route> routes_;
     size_t next_ = 0;                         // of the routes

@@ -72,15 +72,13 @@ void Sessions::SessionLink::ServerAppeared()
     stage_ = Stage::OPENING;
     const SessionRequest& request = session_->Request();
     const bool seeks = sessions_.context_.CanSeek(request.linkTypes);
-    const auto limit = seeks ? SEEKING_OPEN_LIMIT : OPEN_LIMIT;
-    openDeadline_ = Clock::System().Now() + limit;
     timer_.expires_at(SteadyTime::max());  // the dial has a limit of its own
     dial_ = Dial::Start(sessions_.context_,
                         {request.peerNetworkId, request.peerNetworkId,
                          [&context = sessions_.context_, request] {
                              return RoutesTo(context, request.peerNetworkId, request.linkTypes);
                          },
-                         limit, seeks},
+                         OPEN_LIMIT, seeks ? std::optional(SEEKING_OPEN_LIMIT) : std::nullopt},
                         [self = shared_from_this()](const DialResult& result) { self->OnDialEnded(result); });
 }
 
@@ -102,7 +100,7 @@ void Sessions::SessionLink::OnDialEnded(const DialResult& result)
     link_->SetOwner(shared_from_this());
     // From here on the limit of the whole open counts: the peer may wait for its session server.
     link_->Established();
-    StartTimer(openDeadline_, [](SessionLink& self) { self.ReportResult(SOFTBUS_TIMED_OUT); });
+    StartTimer(result.deadline, [](SessionLink& self) { self.ReportResult(SOFTBUS_TIMED_OUT); });
     link_->Send(FrameKind::OPEN, EncodeOpen({request.dataType, request.peerServerName, request.serverName}));
 }
 

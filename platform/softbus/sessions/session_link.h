@@ -54,7 +54,6 @@ private:
     Stage stage_ = Stage::WAITS_FOR_SERVER;
     std::shared_ptr<Link> link_;
     asio::steady_timer timer_;
-    SteadyTime openDeadline_;
     std::shared_ptr<Dial> dial_;
     PeerAddress where_;      // of the link, when this side opened it
     bool hasHello_ = false;  // of the other side, when this side opened the link

@@ -20,7 +20,7 @@ namespace Vexo::SoftBus {
 
 // From the start of an open to its result. A little more than ACCEPT_WAIT, so that the peer's answer comes first.
 inline constexpr std::chrono::milliseconds OPEN_LIMIT{6000};
-// The same where the peer may have to be sought first.
+// The same when a channel seeks the peer.
 inline constexpr std::chrono::milliseconds SEEKING_OPEN_LIMIT{9000};
 // How long an open waits for this side's session server to appear.
 inline constexpr std::chrono::milliseconds OWN_SERVER_WAIT{10'000};

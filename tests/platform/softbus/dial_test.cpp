@@ -1,0 +1,92 @@
+// How long a dial tries and seeks, over a transport that refuses or stays silent.
+#include "platform/softbus/link/dial.h"
+
+#include <gtest/gtest.h>
+
+#include <asio/post.hpp>
+
+#include "tests/support/trail.h"
+
+namespace Vexo::SoftBus::Tests {
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr auto LIMIT = SEEK_DELAY + 100ms;
+constexpr auto SEEKING_LIMIT = SEEK_DELAY + 700ms;
+
+// Refuses each connect to an address that begins with "refused"; others stay silent.
+class TestTransport : public Transport {
+public:
+    explicit TestTransport(asio::io_context& reactor) : reactor_(reactor) {}
+
+    std::string Name() const override { return "test"; }
+    bool Carries(LinkType /*type*/) const override { return true; }
+    Result<std::string> Listen(Accepted /*accepted*/) override { return std::string(); }
+    Result<void> CheckAddress(const std::string& /*address*/) const override { return {}; }
+    std::shared_ptr<void> Connect(const std::string& address, std::chrono::milliseconds /*limit*/,
+                                  Connected done) override
+    {
+        if (address.starts_with("refused")) {
+            asio::post(reactor_, [done] { done(Fail(ErrorCode::UNAVAILABLE, "refused")); });
+        }
+        return std::make_shared<int>();
+    }
+    void Stop() override {}
+
+private:
+    asio::io_context& reactor_;
+};
+
+class DialTest : public testing::Test {
+protected:
+    DialTest() { context.transports = {std::make_shared<TestTransport>(*context.reactor)}; }
+
+    // Lets the channels seek; heard runs soon after.
+    void CanSeek(const std::function<void()>& heard)
+    {
+        context.seek = [this, heard] {
+            asio::post(*context.reactor, heard);
+            std::shared_ptr<void> handle = std::make_shared<int>();
+            seeking = handle;
+            return handle;
+        };
+    }
+    DialResult Run()
+    {
+        DialResult ended;
+        asio::post(*context.reactor, [&] {
+            Dial::Start(context, {"", "", [this] { return routes; }, LIMIT, SEEKING_LIMIT}, [&](DialResult result) {
+                EXPECT_TRUE(seeking.expired());
+                ended = std::move(result);
+            });
+        });
+        context.reactor->restart();
+        context.reactor->run();
+        return ended;
+    }
+
+    ReactorContext context;
+    std::vector<Route> routes;
+    std::weak_ptr<void> seeking;  // the handle that the channels gave last
+};
+
+TEST_F(DialTest, HasMoreTimeOnlyWhileAChannelSeeks)
+{
+    for (const bool canSeek : {false, true}) {
+        if (canSeek) {
+            CanSeek([this] { EXPECT_FALSE(seeking.expired()); });
+        }
+        for (const char* address : {"refused", "silent"}) {
+            routes = {{{"test", address}}};
+            const DialResult result = Run();
+            const bool isRefused = routes[0].where.address == "refused";
+            const auto least = canSeek ? SEEKING_LIMIT : isRefused ? 0ms : LIMIT;
+            EXPECT_GE(result.took, least) << address << canSeek;
+            EXPECT_LT(result.took, least + SEEK_DELAY) << address << canSeek;
+        }
+    }
+}
+
+}  // namespace
+}  // namespace Vexo::SoftBus::Tests
