@@ -2,8 +2,10 @@
 
 #include <algorithm>
 #include <asio/post.hpp>
+#include <atomic>
 
 #include "platform/base/check.h"
+#include "platform/dfx/trace.h"
 #include "platform/softbus/discovery/hello.h"
 #include "platform/softbus/softbus_log.h"
 
@@ -27,6 +29,12 @@ int Weight(LinkEnd end)
     return 0;
 }
 
+int32_t NextSpanId()
+{
+    static std::atomic<int32_t> last{0};
+    return ++last;
+}
+
 }  // namespace
 
 // One address: its connection, and the handshake on it.
@@ -41,7 +49,9 @@ public:
             OnEnded(LinkEnd::BROKEN, "there is no transport \"" + where_.transport + "\" here");
             return;
         }
+        StartAsyncTrace(TRACE_TAG_PLATFORM, SpanName::CONNECT, span_);
         connect_ = transport->Connect(where_.address, limit, [self = shared_from_this()](Result<Stream> stream) {
+            FinishAsyncTrace(TRACE_TAG_PLATFORM, SpanName::CONNECT, self->span_);
             if (!stream) {
                 self->ConnectFailed(stream.error());
             } else if (self->dial_) {
@@ -53,6 +63,7 @@ public:
     // Also breaks the reference cycle of dial and attempt.
     void Abandon()
     {
+        FinishAsyncTrace(TRACE_TAG_PLATFORM, SpanName::CONNECT, span_);  // nothing when it has ended
         dial_.reset();
         connect_.reset();
         if (const auto link = std::exchange(link_, nullptr)) {
@@ -111,12 +122,17 @@ private:
 
     std::shared_ptr<Dial> dial_;
     const PeerAddress where_;
+    const int32_t span_ = NextSpanId();
     std::shared_ptr<void> connect_;
     std::shared_ptr<Link> link_;
 };
 
 Dial::Dial(ReactorContext& context, DialRequest request, Done done)
-    : context_(context), request_(std::move(request)), done_(std::move(done)), timer_(*context.reactor)
+    : context_(context),
+      request_(std::move(request)),
+      done_(std::move(done)),
+      timer_(*context.reactor),
+      span_(NextSpanId())
 {
 }
 
@@ -139,7 +155,7 @@ void Dial::AddNewAddresses()
                                         [&](const Route& known) { return known.where == route.where; });
         if (isNew && routes_.size() < MAX_ROUTES) {
             lastAdded_ = std::max(passed, lastAdded_ + NEXT_ADDRESS_DELAY);
-            routes_.push_back({route.where, lastAdded_});
+            routes_.push_back({route.where, lastAdded_, seeking_ != nullptr});
         }
     }
     std::stable_sort(routes_.begin() + static_cast<std::ptrdiff_t>(next_), routes_.end(),
@@ -152,7 +168,7 @@ void Dial::StartDueAttempts()
     const auto passed = Clock::System().Now() - start_;
     while (done_ && next_ < routes_.size() && attempts_.size() < MAX_ATTEMPTS &&
            (routes_[next_].after <= passed || attempts_.empty())) {
-        Try(routes_[next_++].where);
+        Try(routes_[next_++]);
     }
     if (done_ && attempts_.empty() && !SeeksNow()) {
         Finish();
@@ -168,15 +184,21 @@ bool Dial::SeeksNow()
     if (request_.seekingLimit && !hasSought_ && (attempts_.empty() || passed >= SEEK_DELAY)) {
         hasSought_ = true;
         seeking_ = context_.seek ? context_.seek() : nullptr;
-        limit_ = seeking_ ? *request_.seekingLimit : limit_;
+        if (seeking_) {
+            limit_ = *request_.seekingLimit;
+            StartAsyncTrace(TRACE_TAG_PLATFORM, SpanName::SEEK, span_);
+        }
     }
     return seeking_ != nullptr;
 }
 
-void Dial::Try(const PeerAddress& where)
+void Dial::Try(const Route& route)
 {
+    if (route.wasSought) {
+        FinishAsyncTrace(TRACE_TAG_PLATFORM, SpanName::SEEK, span_);
+    }
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(start_ + limit_ - Clock::System().Now());
-    const auto attempt = std::make_shared<Attempt>(shared_from_this(), where);
+    const auto attempt = std::make_shared<Attempt>(shared_from_this(), route.where);
     attempts_.insert(attempt);
     attempt->Start(std::clamp(left, std::chrono::milliseconds(1), HANDSHAKE_LIMIT));
 }
@@ -243,7 +265,9 @@ void Dial::Cancel()
 {
     done_ = nullptr;
     timer_.cancel();
-    seeking_.reset();
+    if (std::exchange(seeking_, nullptr)) {
+        FinishAsyncTrace(TRACE_TAG_PLATFORM, SpanName::SEEK, span_);
+    }
     context_.dials.erase(shared_from_this());
     for (const AttemptPtr& attempt : std::exchange(attempts_, {})) {
         attempt->Abandon();

@@ -25,6 +25,7 @@ namespace Vexo::SoftBus {
 struct Route {
     PeerAddress where;
     std::chrono::milliseconds after{0};
+    bool wasSought = false;  // heard while a channel sought the device for this dial
 };
 
 // A seeking dial starts to seek after this time without success, or at once when no route is left.
@@ -78,7 +79,7 @@ private:
     void StartDueAttempts();
     bool SeeksNow();
     void Wait();
-    void Try(const PeerAddress& where);
+    void Try(const Route& route);
     void Succeeded(const AttemptPtr& attempt, std::shared_ptr<Link> link);
     void Failed(const AttemptPtr& attempt, LinkEnd end, const std::string& why);
     void Finish();
@@ -89,6 +90,7 @@ private:
     const SteadyTime start_ = Clock::System().Now();
     std::chrono::milliseconds limit_ = request_.limit;
     asio::steady_timer timer_;
+    const int32_t span_;  // the id of its spans
     std::vector<Route> routes_;
     size_t next_ = 0;                         // of the routes
     std::chrono::milliseconds lastAdded_{0};  // when the last address that was added is due

@@ -5,6 +5,8 @@
 
 #include <asio/post.hpp>
 
+#include "platform/dfx/sinks.h"
+#include "platform/dfx/trace.h"
 #include "tests/support/trail.h"
 
 namespace Vexo::SoftBus::Tests {
@@ -86,6 +88,40 @@ TEST_F(DialTest, HasMoreTimeOnlyWhileAChannelSeeks)
             EXPECT_LT(result.took, least + SEEK_DELAY) << address << canSeek;
         }
     }
+}
+
+// Keeps "b name" and "e name" of spans that threads share; an end without its beginning is left out.
+class SpanSink : public QuviewDFX::TraceSink {
+public:
+    void Write(QuviewDFX::TracePhase phase, uint64_t /*tag*/, std::string_view name, int32_t id) noexcept override
+    {
+        const std::pair span{std::string(name), id};
+        if (phase == QuviewDFX::TracePhase::ASYNC_BEGIN) {
+            EXPECT_TRUE(open.insert(span).second);
+            text += "b " + span.first + ", ";
+        } else if (open.erase(span) > 0) {
+            text += "e " + span.first + ", ";
+        }
+    }
+
+    std::set<std::pair<std::string, int32_t>> open;
+    std::string text;
+};
+
+TEST_F(DialTest, TracesItsConnectsAndHowLongItSought)
+{
+    const auto trace = std::make_shared<SpanSink>();
+    QuviewDFX::SetTraceSink(trace);
+    routes = {{{"test", "silent"}}, {{"test", "refused"}, NEXT_ADDRESS_DELAY}};
+    CanSeek([this] {
+        routes.push_back({{"test", "refused when heard"}});
+        const auto dials = context.dials;
+        (*dials.begin())->AddNewAddresses();
+    });
+    Run();
+    QuviewDFX::SetTraceSink(nullptr);
+    EXPECT_EQ(trace->text, "b connect, b connect, e connect, b seek, e seek, b connect, e connect, e connect, ");
+    EXPECT_TRUE(trace->open.empty());
 }
 
 }  // namespace
