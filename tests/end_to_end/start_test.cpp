@@ -4,6 +4,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <csignal>
 #include <sstream>
 #include <thread>
 
@@ -63,6 +64,17 @@ TEST_F(StartTest, RestartedDaemonAsksAKnownPeerAtOnceAndSaysWhyOthersAreNotReach
     for (const auto& [word, message] : cases) {
         EXPECT_THAT(Laptop().Ctl({"start", word}).output, testing::HasSubstr(message));
     }
+}
+
+TEST_F(StartTest, InterruptEndsAScanAtOnce)
+{
+    Phone().Daemon().Signal(SIGSTOP);
+    Process scan({DISTNET_BIN_DIR "/distnetctl", "--socket", Laptop().Socket(), "devices", "--scan"},
+                 world_.Path() / "scan.log");
+    ASSERT_TRUE(Eventually([&] { return scan.Output() == "trying every device\n"; }));
+    scan.Signal(SIGINT);
+    EXPECT_EQ(scan.Wait(), 130);
+    Phone().Daemon().Signal(SIGCONT);
 }
 
 TEST_F(StartTest, TenClientsAndThePeersOwnAreServedAtOnce)

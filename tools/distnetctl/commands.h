@@ -30,7 +30,7 @@ struct GlobalOptions {
 std::unique_ptr<Client::DistNetClient> ConnectClient(const GlobalOptions& options, Outcome& failure);
 
 // Connects to the daemon, runs work and finishes with the outcome of work. If connecting fails, finishes with the
-// outcome that says why.
+// outcome that says why. Ctrl-C ends the process (EndOnInterrupt).
 int WithClient(const GlobalOptions& options, Output& output,
                const std::function<Outcome(Client::DistNetClient& client)>& work);
 

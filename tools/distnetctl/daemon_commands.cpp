@@ -29,6 +29,7 @@ std::unique_ptr<Client::DistNetClient> ConnectClient(const GlobalOptions& option
 int WithClient(const GlobalOptions& options, Output& output,
                const std::function<Outcome(Client::DistNetClient& client)>& work)
 {
+    EndOnInterrupt();
     Outcome failure;
     const auto client = ConnectClient(options, failure);
     return output.Finish(client ? work(*client) : std::move(failure));
@@ -56,19 +57,28 @@ int RunStatus(const GlobalOptions& options, Output& output)
     });
 }
 
+namespace {
+
+Outcome HoldService(Client::DistNetClient& client, Output& output)
+{
+    uint32_t state = 0;
+    Client::CallResult call = client.StartService(state);
+    if (!call.Succeeded()) {
+        return FromCall(call);
+    }
+    output.Line("The service is running and held. Ctrl-C releases it.");
+    WaitForInterrupt();
+    call = client.ReleaseService(state);
+    return call.Succeeded() ? Done("Released: the service stops when nobody else holds it.") : FromCall(call);
+}
+
+}  // namespace
+
 int RunServiceHold(const GlobalOptions& options, Output& output)
 {
-    return WithClient(options, output, [&](Client::DistNetClient& client) {
-        uint32_t state = 0;
-        Client::CallResult call = client.StartService(state);
-        if (!call.Succeeded()) {
-            return FromCall(call);
-        }
-        output.Line("The service is running and held. Ctrl-C releases it.");
-        WaitForInterrupt();
-        call = client.ReleaseService(state);
-        return call.Succeeded() ? Done("Released: the service stops when nobody else holds it.") : FromCall(call);
-    });
+    Outcome failure;
+    const auto client = ConnectClient(options, failure);
+    return output.Finish(client ? HoldService(*client, output) : std::move(failure));
 }
 
 }  // namespace Vexo::Ctl

@@ -11,6 +11,7 @@
 #include "platform/dfx/health_check.h"
 #include "platform/trust/identity_checks.h"
 #include "tools/distnetctl/commands.h"
+#include "tools/distnetctl/interrupt.h"
 #include "tools/distnetctl/printable.h"
 #include "tools/distnetctl/state_owner.h"
 #include "tools/distnetctl/status_view.h"
@@ -115,6 +116,7 @@ void Show(Output& output, const HealthCheck& check)
 
 int RunDoctor(const GlobalOptions& options, Output& output)
 {
+    EndOnInterrupt();
     const Checks checks = Examine(options);
     for (const HealthCheck& check : checks) {
         Show(output, Printable(check));

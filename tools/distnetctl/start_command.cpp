@@ -8,7 +8,6 @@
 #include "platform/base/text.h"
 #include "platform/dfx/trace_recorder.h"
 #include "tools/distnetctl/commands.h"
-#include "tools/distnetctl/interrupt.h"
 #include "tools/distnetctl/peers.h"
 #include "tools/distnetctl/printable.h"
 #include "tools/distnetctl/recording.h"
@@ -285,7 +284,6 @@ private:
 int RunStart(const GlobalOptions& options, Output& output, const std::string& word, bool wait, bool timing)
 {
     return WithClient(options, output, [&](Client::DistNetClient& client) {
-        EndOnInterrupt();
         Outcome failure;
         std::optional<Peer> peer = FindPeer(client, word, failure);
         return peer ? Start(options, output, client, *std::move(peer)).Run(wait, timing) : std::move(failure);
