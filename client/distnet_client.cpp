@@ -243,10 +243,10 @@ CallResult DistNetClient::GetDevices(std::vector<Host::KnownDevice>& devices)
     return call;
 }
 
-CallResult DistNetClient::ScanDevices(std::vector<Host::KnownDevice>& devices)
+CallResult DistNetClient::ScanDevices(std::vector<Host::KnownDevice>& devices, std::chrono::milliseconds wait)
 {
     Host::DeviceList list;
-    CallResult call = impl_->Ask(HostInterfaceCode::SCAN_DEVICES, Impl::WriteNothing, list, Host::HOST_SCAN_LIMIT);
+    CallResult call = impl_->Ask(HostInterfaceCode::SCAN_DEVICES, Impl::WriteNothing, list, wait);
     if (call.Succeeded()) {
         devices = std::move(list.devices);
     }

@@ -76,8 +76,10 @@ public:
     CallResult GetCounts(Host::HostCounts& counts);
     // The known devices of the account, those that are online first.
     CallResult GetDevices(std::vector<Host::KnownDevice>& devices);
-    // The same, but the daemon tries to reach every one of them first. Takes up to 5 s.
-    CallResult ScanDevices(std::vector<Host::KnownDevice>& devices);
+    // The same, but the daemon tries to reach every one of them first, which takes up to 5 s. wait is added to the
+    // limit; a shorter one ends this call early, but not the daemon's scan.
+    CallResult ScanDevices(std::vector<Host::KnownDevice>& devices,
+                           std::chrono::milliseconds wait = Host::HOST_SCAN_LIMIT);
     // The checks that `distnetctl doctor` shows, in the same order. Takes up to 10 s when the radio does not answer.
     CallResult GetChecks(std::vector<QuviewDFX::HealthCheck>& checks);
     // Reads the events that follow cursor (0: from the oldest on). page holds the cursor for the next call. If there is

@@ -66,15 +66,34 @@ TEST_F(StartTest, RestartedDaemonAsksAKnownPeerAtOnceAndSaysWhyOthersAreNotReach
     }
 }
 
-TEST_F(StartTest, InterruptEndsAScanAtOnce)
+TEST_F(StartTest, ScanFindsADeviceThatWasNotMetAndEndsAtOnceOnInterrupt)
 {
+    // The tablet is announced, but cannot answer yet. A scan waits for the phone, which cannot answer either.
+    ASSERT_EQ(Laptop().Stop(), 0);
+    Device& tablet = world_.Add("tablet");
+    tablet.Start();
+    tablet.Daemon().Signal(SIGSTOP);
+    Laptop().Start();
     Phone().Daemon().Signal(SIGSTOP);
     Process scan({DISTNET_BIN_DIR "/distnetctl", "--socket", Laptop().Socket(), "devices", "--scan"},
                  world_.Path() / "scan.log");
     ASSERT_TRUE(Eventually([&] { return scan.Output() == "trying every device\n"; }));
     scan.Signal(SIGINT);
     EXPECT_EQ(scan.Wait(), 130);
+
+    Process start({DISTNET_BIN_DIR "/distnetctl", "--socket", Laptop().Socket(), "start", "tablet"},
+                  world_.Path() / "start.log");
+    ASSERT_TRUE(Eventually([&] { return start.Output() == "looking for tablet nearby\n"; })) << start.Output();
+    tablet.Daemon().Signal(SIGCONT);
+    EXPECT_TRUE(Eventually([&] { return Laptop().Sees(tablet.NetworkId()); })) << Laptop().Log();
     Phone().Daemon().Signal(SIGCONT);
+    EXPECT_EQ(start.Wait(), 0) << start.Output();
+
+    const Finished unknown = Laptop().Ctl({"start", "tabled"});
+    EXPECT_EQ(unknown.exitCode, 2);
+    EXPECT_THAT(unknown.output, testing::ContainsRegex("looking for tabled nearby\n.*no trusted device is called "
+                                                       "\"tabled\"; did you mean \"tablet\"[?]\n.*was found nearby"));
+    EXPECT_THAT(Laptop().Ctl({"stop", "tabled"}).output, testing::Not(testing::HasSubstr("nearby")));
 }
 
 TEST_F(StartTest, TenClientsAndThePeersOwnAreServedAtOnce)

@@ -70,25 +70,53 @@ bool NamesThisDevice(Client::DistNetClient& client, const std::string& word)
                                                     FitsShortId(word, status.device.networkId));
 }
 
-}  // namespace
-
-std::optional<Peer> FindPeer(Client::DistNetClient& client, const std::string& word, Outcome& failure)
+// Returns no value if the daemon does not answer; failure is then the outcome to finish with.
+std::optional<Result<Peer>> ResolveAmongKnown(Client::DistNetClient& client, const std::string& word, Outcome& failure)
 {
     std::vector<Peer> peers;
     if (const Client::CallResult call = client.GetDevices(peers); !call.Succeeded()) {
         failure = FromCall(call);
         return std::nullopt;
     }
-    Result<Peer> peer = ResolvePeer(word, Printable(std::move(peers)));
-    if ((!peer || !IsKnown(peer.value())) && NamesThisDevice(client, word)) {
+    return ResolvePeer(word, Printable(std::move(peers)));
+}
+
+// False also for a word that fits several known devices.
+bool FitsNoKnownDevice(const Result<Peer>& peer)
+{
+    return peer ? !IsKnown(peer.value()) : peer.error().code == ErrorCode::NOT_FOUND;
+}
+
+}  // namespace
+
+std::optional<Peer> FindPeer(Client::DistNetClient& client, const std::string& word, Outcome& failure,
+                             const std::function<void()>& scan)
+{
+    std::optional<Result<Peer>> peer = ResolveAmongKnown(client, word, failure);
+    if (!peer) {
+        return std::nullopt;
+    }
+    if ((!*peer || !IsKnown(peer->value())) && NamesThisDevice(client, word)) {
         failure = UsageError("\"" + word + "\" is this device itself", "`distnetctl devices` lists the others.");
         return std::nullopt;
     }
-    if (!peer) {
-        failure = UsageError(peer.error().message, "`distnetctl devices` lists them.");
+    const bool scans = scan && !word.empty() && FitsNoKnownDevice(*peer);
+    if (scans) {
+        scan();
+        peer = ResolveAmongKnown(client, word, failure);
+        if (!peer) {
+            return std::nullopt;
+        }
+    }
+    if (!*peer) {
+        failure = UsageError(peer->error().message,
+                             scans && FitsNoKnownDevice(*peer)
+                                 ? "No new device was found nearby either: see that it is switched on, in reach and in "
+                                   "this account. `distnetctl devices` lists those that were met."
+                                 : "`distnetctl devices` lists them.");
         return std::nullopt;
     }
-    return std::move(peer.value());
+    return std::move(peer->value());
 }
 
 Json PeerDetails(const Peer& peer)

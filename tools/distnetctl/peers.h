@@ -1,8 +1,9 @@
 // The other devices of the account: prints them, and finds one by its name, its network id, the beginning of either, or
 // the short form of the id. Functions without state; any thread. Only FindPeer blocks: it waits for the daemon's
-// answer.
+// answers.
 #pragma once
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -28,8 +29,10 @@ bool IsKnown(const Peer& peer);
 [[nodiscard]] Result<Peer> ResolvePeer(const std::string& word, const std::vector<Peer>& peers);
 
 // ResolvePeer among the daemon's known devices; the texts of the result are printable. Returns no value on failure,
-// also when word names this device itself; failure is then the outcome to finish with.
-std::optional<Peer> FindPeer(Client::DistNetClient& client, const std::string& word, Outcome& failure);
+// also when word names this device itself; failure is then the outcome to finish with. scan, if given, is called when
+// word fits no known device, before the known devices are read once more: it makes the daemon look for new ones.
+std::optional<Peer> FindPeer(Client::DistNetClient& client, const std::string& word, Outcome& failure,
+                             const std::function<void()>& scan = nullptr);
 
 // {"peer", "network_id"}: the first members of the details of an outcome about one peer.
 Json PeerDetails(const Peer& peer);

@@ -279,13 +279,29 @@ private:
     bool joined_ = false;
 };
 
+// Makes the daemon look for devices nearby, for as long as a scan and --timeout allow. The known devices are read again
+// afterwards, so the result of the call does not matter. It has a connection of its own, because a call that times out
+// closes its connection.
+void ScanNearby(const GlobalOptions& options)
+{
+    Outcome failure;
+    if (const auto client = ConnectClient(options, failure)) {
+        client->SetLimit(std::chrono::milliseconds(0));
+        std::vector<Peer> devices;
+        (void)client->ScanDevices(devices, std::min(options.Timeout(), Host::HOST_SCAN_LIMIT));
+    }
+}
+
 }  // namespace
 
 int RunStart(const GlobalOptions& options, Output& output, const std::string& word, bool wait, bool timing)
 {
     return WithClient(options, output, [&](Client::DistNetClient& client) {
         Outcome failure;
-        std::optional<Peer> peer = FindPeer(client, word, failure);
+        std::optional<Peer> peer = FindPeer(client, word, failure, [&] {
+            output.Status("looking for " + (IsNetworkId(word) ? ShortId(word) : EscapeHidden(word)) + " nearby");
+            ScanNearby(options);
+        });
         return peer ? Start(options, output, client, *std::move(peer)).Run(wait, timing) : std::move(failure);
     });
 }
