@@ -177,11 +177,13 @@ void Dial::StartDueAttempts()
     }
 }
 
-// Starts seeking when it is due. Returns whether a channel is seeking.
+// Starts seeking when it is due, anew once the addresses that were heard have failed. Returns whether a channel is
+// seeking.
 bool Dial::SeeksNow()
 {
     const auto passed = std::chrono::ceil<std::chrono::milliseconds>(Clock::System().Now() - start_);
-    if (request_.seekingLimit && !hasSought_ && (attempts_.empty() || passed >= SEEK_DELAY)) {
+    const bool isDue = attempts_.empty() || (!hasSought_ && passed >= SEEK_DELAY);
+    if (request_.seekingLimit && !seeking_ && isDue) {
         hasSought_ = true;
         seeking_ = context_.seek ? context_.seek() : nullptr;
         if (seeking_) {
@@ -192,10 +194,17 @@ bool Dial::SeeksNow()
     return seeking_ != nullptr;
 }
 
+void Dial::StopSeeking()
+{
+    if (std::exchange(seeking_, nullptr)) {
+        FinishAsyncTrace(TRACE_TAG_PLATFORM, SpanName::SEEK, span_);
+    }
+}
+
 void Dial::Try(const Route& route)
 {
     if (route.wasSought) {
-        FinishAsyncTrace(TRACE_TAG_PLATFORM, SpanName::SEEK, span_);
+        StopSeeking();  // a radio that listens connects late
     }
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(start_ + limit_ - Clock::System().Now());
     const auto attempt = std::make_shared<Attempt>(shared_from_this(), route.where);
@@ -265,9 +274,7 @@ void Dial::Cancel()
 {
     done_ = nullptr;
     timer_.cancel();
-    if (std::exchange(seeking_, nullptr)) {
-        FinishAsyncTrace(TRACE_TAG_PLATFORM, SpanName::SEEK, span_);
-    }
+    StopSeeking();
     context_.dials.erase(shared_from_this());
     for (const AttemptPtr& attempt : std::exchange(attempts_, {})) {
         attempt->Abandon();

@@ -78,6 +78,7 @@ private:
 
     void StartDueAttempts();
     bool SeeksNow();
+    void StopSeeking();
     void Wait();
     void Try(const Route& route);
     void Succeeded(const AttemptPtr& attempt, std::shared_ptr<Link> link);
@@ -96,7 +97,7 @@ private:
     std::chrono::milliseconds lastAdded_{0};  // when the last address that was added is due
     bool wasTried_ = false;
     bool hasSought_ = false;
-    std::shared_ptr<void> seeking_;  // ReactorContext::seek, until the dial ends
+    std::shared_ptr<void> seeking_;  // ReactorContext::seek, until a device is heard or the dial ends
     std::set<AttemptPtr> attempts_;
     DialResult result_;
 };
