@@ -33,7 +33,10 @@ struct Finder::Task {
     bool seeks = false;
 };
 
-Finder::Finder(ReactorContext& context) : context_(context), scanTimer_(*context.reactor) {}
+Finder::Finder(ReactorContext& context)
+    : context_(context), scanSeekTimer_(*context.reactor), scanTimer_(*context.reactor)
+{
+}
 
 Finder::~Finder() = default;
 
@@ -129,7 +132,11 @@ void Finder::GreetStranger(const std::string& idPrefix)
                        routes, [&](const Route& route) { return context_.sightings.IsAvoided(idPrefix, route.where); });
                    return routes;
                },
-           .done = [this, idPrefix](const GreetingResult&) { greetedStrangers_.erase(idPrefix); }});
+           .done =
+               [this, idPrefix](const GreetingResult&) {
+                   greetedStrangers_.erase(idPrefix);
+                   EndScanIfDone();
+               }});
 }
 
 void Finder::DropOldAnnouncements()
@@ -183,10 +190,15 @@ void Finder::Scan(std::function<void()> done)
     }
     ++scanLeft_;
     const auto ended = [this] {
-        if (--scanLeft_ == 0) {
-            ScanEnded();
-        }
+        --scanLeft_;
+        EndScanIfDone();
     };
+    scanSeeking_ = context_.seek ? context_.seek() : nullptr;
+    if (scanSeeking_) {
+        ++scanLeft_;
+        scanSeekTimer_.expires_after(SCAN_SEEK);
+        scanSeekTimer_.async_wait([ended](const asio::error_code&) { ended(); });
+    }
     for (const Node& node : context_.devices.List()) {
         ++scanLeft_;
         GreetDevice(node.networkId, context_.CanSeek({}), ended);
@@ -203,8 +215,18 @@ void Finder::Scan(std::function<void()> done)
     ended();
 }
 
+void Finder::EndScanIfDone()
+{
+    const bool awaitsStrangers = scanSeeking_ && !greetedStrangers_.empty();
+    if (scanLeft_ == 0 && !awaitsStrangers) {
+        ScanEnded();
+    }
+}
+
 void Finder::ScanEnded()
 {
+    scanSeeking_.reset();
+    scanSeekTimer_.cancel();
     scanTimer_.cancel();
     for (const auto& done : std::exchange(scanDone_, {})) {
         done();

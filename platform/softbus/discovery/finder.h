@@ -30,6 +30,8 @@ inline constexpr std::chrono::milliseconds GREETING_LIMIT{5'000};
 inline constexpr size_t MAX_GREETINGS = 16;  // at once; others wait
 // A scan ends after this time at the latest; greetings that it began may still go on.
 inline constexpr std::chrono::milliseconds SCAN_LIMIT{5'000};
+// Where a channel can seek, a scan listens at least this long: a device may advertise only about once a second.
+inline constexpr std::chrono::milliseconds SCAN_SEEK{3'000};
 // A device that stops sends GOODBYE to at most this many devices with recent contact, within this time.
 inline constexpr std::chrono::milliseconds GOODBYE_LIMIT{500};
 inline constexpr size_t MAX_GOODBYES = 16;
@@ -46,8 +48,9 @@ public:
                         const std::optional<Announcement>& announcement);
     // Call when a token period begins.
     void DropOldAnnouncements();
-    // Greets every known device and every announced one. done is called once, when all greetings of known devices have
-    // ended or after SCAN_LIMIT.
+    // Greets every known device and every announced one, and makes the channels seek meanwhile. done is called once:
+    // when all greetings of known devices have ended and, if a channel seeks, SCAN_SEEK has passed and the greetings of
+    // other devices have ended too; after SCAN_LIMIT at the latest.
     void Scan(std::function<void()> done);
     // Ends all greetings and sends GOODBYE. done is called once, within GOODBYE_LIMIT. No other call may follow.
     void Stop(std::function<void()> done);
@@ -64,6 +67,7 @@ private:
     void GreetDevice(const std::string& networkId, bool seeks, std::function<void()> done);
     void Greet(Task task);
     void StartNext();
+    void EndScanIfDone();
     void ScanEnded();
 
     ReactorContext& context_;
@@ -74,7 +78,9 @@ private:
     std::map<std::string, std::vector<std::function<void()>>> greetedDevices_;
     std::set<std::string> greetedStrangers_;       // id prefixes whose greeting waits or runs
     std::vector<std::function<void()>> scanDone_;  // of the running scan
-    size_t scanLeft_ = 0;                          // greetings that they wait for
+    size_t scanLeft_ = 0;                          // greetings of known devices, and SCAN_SEEK, that they wait for
+    std::shared_ptr<void> scanSeeking_;            // ReactorContext::seek, while the scan runs
+    asio::steady_timer scanSeekTimer_;
     asio::steady_timer scanTimer_;
     bool stopped_ = false;
 };

@@ -5,6 +5,7 @@
 
 #include "platform/base/hex.h"
 #include "platform/base/host_port.h"
+#include "platform/softbus/discovery/finder.h"
 #include "platform/softbus/discovery/route.h"
 #include "platform/softbus/transport/tcp_transport.h"
 #include "tests/platform/softbus/device_fixture.h"
@@ -104,6 +105,25 @@ protected:
     {
         return Trust::AnnouncementTokens::Make(*identity.linkKeys, transport).value()->MakeToken(identity.networkId);
     }
+    // bound: set to the address that a seeker may hear.
+    static SoftBusOptions WithRadio(std::string& bound)
+    {
+        SoftBusOptions options;
+        options.moreTransports = {
+            [&bound](asio::io_context& reactor) { return std::make_shared<TestRadio>(reactor, bound); }};
+        return options;
+    }
+    // A laptop with a radio, and a channel of the test's that hears by it.
+    sptr<SoftBusServer> StartRadioLaptop(const std::vector<std::string>& peers = {})
+    {
+        SoftBusOptions options = WithRadio(laptopRadio);
+        options.channels = {[this](const std::string&) {
+            auto made = std::make_unique<TestChannel>(RADIO);
+            channel = made.get();
+            return made;
+        }};
+        return StartBus(laptop, "laptop", peers, options);
+    }
     // How an open from laptop to phone ends.
     int Open(const sptr<SoftBusServer>& bus, const SessionAttribute& attribute = ByteSession())
     {
@@ -119,6 +139,7 @@ protected:
     Trust::Identity laptop = account.Enrol("laptop");
     Vexo::Tests::TempFolder folder;
     TestChannel* channel = nullptr;
+    std::string laptopRadio;
 };
 
 TEST_F(DiscoveryTest, DevicesMeetByOneAddressAndAgainAfterARestart)
@@ -231,24 +252,11 @@ TEST_F(DiscoveryTest, AReplayedTokenNeitherHidesADeviceNorIsTriedAgain)
 TEST_F(DiscoveryTest, ADeviceThatNoAddressLeadsToIsSoughtByRadio)
 {
     std::string phoneRadio;
-    std::string laptopRadio;
-    const auto withRadio = [](std::string& bound) {
-        SoftBusOptions options;
-        options.moreTransports = {
-            [&bound](asio::io_context& reactor) { return std::make_shared<TestRadio>(reactor, bound); }};
-        return options;
-    };
-    SoftBusOptions options = withRadio(laptopRadio);
-    options.channels = {[this](const std::string&) {
-        auto made = std::make_unique<TestChannel>(RADIO);
-        channel = made.get();
-        return made;
-    }};
-    auto phoneBus = StartBus(phone, "phone", {}, withRadio(phoneRadio));
-    const auto laptopBus = StartBus(laptop, "laptop", {phoneBus->ListenAddress()}, options);
+    auto phoneBus = StartBus(phone, "phone", {}, WithRadio(phoneRadio));
+    const auto laptopBus = StartRadioLaptop({phoneBus->ListenAddress()});
     ASSERT_TRUE(Meet(laptopBus, phoneBus));
     phoneBus->Stop();
-    phoneBus = StartBus(phone, "phone", {}, withRadio(phoneRadio));
+    phoneBus = StartBus(phone, "phone", {}, WithRadio(phoneRadio));
     ASSERT_EQ(phoneBus->CreateSessionServer(PKG, NAME, Listener<1>::Table()), 0);
 
     std::atomic<int> sought{0};
@@ -284,6 +292,30 @@ TEST_F(DiscoveryTest, AScanSaysWhoIsThereNow)
     phoneBus = StartBus(phone, "phone", {}, options);
     EXPECT_FALSE(SeesOnline(laptopBus, phone.networkId));
     EXPECT_TRUE(scan());
+}
+
+TEST_F(DiscoveryTest, AScanByRadioMeetsADeviceThatAnnouncesItselfOnlyThere)
+{
+    std::string phoneRadio;
+    const auto phoneBus = StartBus(phone, "phone", {}, WithRadio(phoneRadio));
+    const auto laptopBus = StartRadioLaptop();
+    Vexo::Tests::Trail<std::chrono::steady_clock::time_point> ends;
+    auto began = std::chrono::steady_clock::now();
+    const auto scan = [&] {
+        began = std::chrono::steady_clock::now();
+        laptopBus->Scan([&] { ends.Add(std::chrono::steady_clock::now()); });
+    };
+    scan();
+    EXPECT_LT(ends.WaitFor(1).at(0) - began, SCAN_SEEK) << "the radio is off, and no device is known";
+
+    channel->onSeek = [] {};
+    scan();
+    ASSERT_TRUE(Eventually([&] { return *channel->seekers == 1; }));
+    channel->Hear("phone", TokenOf(phone, RADIO), {phoneRadio});
+    EXPECT_GE(ends.WaitFor(2).at(1) - began, SCAN_SEEK);
+    EXPECT_LT(ends.WaitFor(2).at(1) - began, SCAN_LIMIT);
+    EXPECT_TRUE(SeesOnline(laptopBus, phone.networkId));
+    EXPECT_EQ(*channel->seekers, 0);
 }
 
 TEST_F(DiscoveryTest, ADeviceThatListensEverywhereIsReachedWhereItWasSeenAndDoesNotMeetItself)
