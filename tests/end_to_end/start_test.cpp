@@ -28,7 +28,8 @@ TEST_F(StartTest, JoinsThePeersHotspotTimedAndTracedWithoutUnusualErrors)
     ASSERT_EQ(Laptop().Ctl({"trace", "start"}).exitCode, 0);
     const Finished start = Laptop().Ctl({"--json", "start", "phone", "--timing"});
     EXPECT_EQ(start.exitCode, 0) << start.output;
-    EXPECT_THAT(start.output, testing::ContainsRegex("\"timing\":.\"collaboration_ms\":[0-9.]+,\"session_ms\":[0-9.]+,"
+    EXPECT_THAT(start.output, testing::ContainsRegex("\"timing\":.\"collaboration_ms\":[0-9.]+,\"seek_ms\":null,.*"
+                                                     "\"handshake_ms\":[0-9.]+,\"session_ms\":[0-9.]+,"
                                                      "\"answer_ms\":[0-9.]+,\"wifi_ms\":[0-9.]+,\"total_ms\":"));
     EXPECT_EQ(Laptop().Status("wifi.state"), "connected");
     EXPECT_NE(Laptop().Status("wifi.address"), "");

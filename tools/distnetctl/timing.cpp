@@ -73,6 +73,38 @@ std::optional<Interval> LastOf(const std::vector<NamedSpan>& spans, std::string_
     return last;
 }
 
+// The span of that name that ends last, of those that begin and end between the two times.
+std::optional<Interval> LastEndedOf(const std::vector<NamedSpan>& spans, std::string_view name, const Interval& within)
+{
+    std::optional<Interval> last;
+    for (const NamedSpan& span : spans) {
+        if (span.name == name && span.when.beginMs >= within.beginMs && span.when.endMs <= within.endMs &&
+            (!last || span.when.endMs >= last->endMs)) {
+            last = span.when;
+        }
+    }
+    return last;
+}
+
+// Finds how the connection for the collaboration was made. Several addresses may have been tried at the same time: the
+// last handshake to end is the one that succeeded, and its connection was made last before it. If the peer was not
+// woken, there may be no handshake, or no connection.
+void FindConnection(const std::vector<NamedSpan>& spans, Timing& timing)
+{
+    const Interval& within = *timing.collaboration;
+    timing.handshake = LastEndedOf(spans, SpanName::HANDSHAKE, within);
+    if (!timing.handshake && timing.session) {
+        return;  // an open connection was used
+    }
+    const double connected = timing.handshake ? timing.handshake->beginMs : within.endMs;
+    timing.connect = LastEndedOf(spans, SpanName::CONNECT, {within.beginMs, connected});
+    const double heard = timing.connect ? timing.connect->beginMs : connected;
+    timing.seek = LastOf(spans, SpanName::SEEK, within.beginMs, heard);
+    if (timing.seek) {
+        timing.seek->endMs = std::min(timing.seek->endMs, heard);
+    }
+}
+
 std::string Bar(const Interval& step, const Interval& total)
 {
     const auto column = [&](double time, double (*round)(double)) {
@@ -110,6 +142,9 @@ Timing ParseTiming(const std::string& trace, Interval asked)
     if (timing.answer && LastOf(spans, SpanName::WIFI_ADD, timing.answer->endMs, asked.endMs)) {
         timing.wifi = Interval{timing.answer->endMs, asked.endMs};
     }
+    if (timing.collaboration) {
+        FindConnection(spans, timing);
+    }
     return timing;
 }
 
@@ -135,12 +170,22 @@ std::vector<std::string> TimingLines(const Timing& timing, bool failed, const St
                         std::string(DURATION_COLUMNS - std::min(duration.size(), DURATION_COLUMNS), ' ') + duration +
                         bar);
     };
+    const auto addPart = [&](const std::string& name, const std::optional<Interval>& when) {
+        if (when) {
+            add(" ", "  " + name, *when, "  " + Bar(*when, timing.total));
+        }
+    };
     for (size_t at = 0; at < reached; ++at) {
         const bool bad = failed && at + 1 == reached;
         const std::string& wrong = names.isUnfinished ? steps[at].unfinished : steps[at].bad;
         const std::string wrongMark = names.isUnfinished ? ONGOING : names.cross;
         add(bad ? wrongMark : names.tick, bad ? wrong : steps[at].good, *steps[at].when,
             "  " + Bar(*steps[at].when, timing.total));
+        if (at == 0) {
+            addPart("looking", timing.seek);
+            addPart("connecting", timing.connect);
+            addPart("handshake", timing.handshake);
+        }
     }
     add(" ", "total", timing.total, "");
     return lines;
@@ -154,6 +199,9 @@ Json TimingDetails(const Timing& timing)
                   Json(when ? cJSON_CreateNumber(std::round(when->Length() * MICROSECONDS) / MICROSECONDS) : nullptr));
     };
     add("collaboration_ms", timing.collaboration);
+    add("seek_ms", timing.seek);
+    add("connect_ms", timing.connect);
+    add("handshake_ms", timing.handshake);
     add("session_ms", timing.session);
     add("answer_ms", timing.answer);
     add("wifi_ms", timing.wifi);

@@ -11,6 +11,7 @@
 #include "tools/distnetctl/output.h"
 #include "tools/distnetctl/peers.h"
 #include "tools/distnetctl/time_word.h"
+#include "tools/distnetctl/timing.h"
 
 namespace Vexo::Ctl {
 namespace {
@@ -62,6 +63,41 @@ TEST(LayoutTest, ColumnsCountCharactersAndMarkWhatIsCut)
     EXPECT_EQ(Column("Bürorechner", 5), "Büro…");
     EXPECT_EQ(DurationText(0.2), "1 ms");
     EXPECT_EQ(DurationText(3100), "3.1 s");
+}
+
+TEST(TimingTest, ConnectionIsMeasuredAlongTheAttemptThatSucceeded)
+{
+    const auto span = [](const char* name, int id, int beginMs, int endMs) {
+        const std::string rest = R"(","name":")" + std::string(name) + R"(","id":)" + std::to_string(id) + R"(,"ts":)";
+        return R"({"ph":"b)" + rest + std::to_string(beginMs) + R"(000},{"ph":"e)" + rest + std::to_string(endMs) +
+               "000},";
+    };
+    const auto parse = [](const std::string& spans) {
+        return ParseTiming(R"({"traceEvents":[)" + spans + R"({"ph":"M"}]})", {1000, 1900});
+    };
+    const std::string woken = span("collaboration start", 1, 1000, 1700);
+    const std::string open = span("session open", 1, 1710, 1720);
+    const std::string earlier = span("TLS handshake", 1, 900, 990) + span("seek", 1, 800, 1050);
+    const std::string chain = span("connect", 1, 1010, 1015) + span("TLS handshake", 2, 1015, 1200) +
+                              span("seek", 2, 1300, 1410) + span("connect", 2, 1020, 1380) +
+                              span("connect", 3, 1400, 1500) + span("TLS handshake", 3, 1500, 1680) +
+                              span("connect", 4, 1450, 1600) + span("TLS handshake", 4, 1600, 1800);
+    const struct {
+        std::string spans;
+        const char* json;
+    } table[] = {{woken + open + earlier + chain, R"(700,"seek_ms":100,"connect_ms":100,"handshake_ms":180,)"},
+                 {woken + open + span("connect", 1, 1010, 1015), R"(700,"seek_ms":null,"connect_ms":null,"handshake_)"},
+                 {woken + span("seek", 1, 1100, 1650), R"(700,"seek_ms":550,"connect_ms":null,"handshake_ms":null,)"}};
+    for (const auto& row : table) {
+        EXPECT_THAT(JsonText(TimingDetails(parse(row.spans)).get()), testing::HasSubstr(row.json));
+    }
+    const StepNames names{"+", "x", "phone", "Wi-Fi joined"};
+    EXPECT_THAT(TimingLines(parse(woken + open + earlier + chain), false, names),
+                testing::ElementsAre(testing::HasSubstr("phone         + woken            700 ms  █"),
+                                     testing::HasSubstr("                  looking        100 ms  "),
+                                     testing::HasSubstr("                  connecting     100 ms  "),
+                                     testing::HasSubstr("                  handshake      180 ms  "),
+                                     testing::HasSubstr("+ session open"), testing::HasSubstr("total")));
 }
 
 TEST(TimeTest, AnAgeADayOrRfc3339IsATimeAndAnythingElseAnError)
