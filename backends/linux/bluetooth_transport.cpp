@@ -20,6 +20,11 @@ constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Bluetooth"}
 // The pause when no descriptor is free. The connection stays in the kernel's queue, so a retry at once would spin.
 constexpr std::chrono::milliseconds ACCEPT_PAUSE{100};
 
+// A kernel refuses a channel for up to some seconds when channels that BlueZ opened on both sides of the radio link
+// have collided, so a refused connect is repeated.
+constexpr std::chrono::milliseconds REFUSED_PAUSE{500};
+constexpr int MAX_REFUSALS = 6;
+
 Failure FailureOf(const std::string& what, int number)
 {
     return Fail(ErrorCodeOf(number), what + ": " + std::strerror(number));
@@ -39,7 +44,7 @@ Failure ListenFailure(int number)
 class BluetoothTransport::Attempt : public std::enable_shared_from_this<Attempt> {
 public:
     Attempt(asio::io_context& reactor, L2capSockets& sockets, std::string address)
-        : address_(std::move(address)), sockets_(sockets), socket_(reactor), limit_(reactor)
+        : address_(std::move(address)), sockets_(sockets), socket_(reactor), limit_(reactor), pause_(reactor)
     {
     }
 
@@ -47,40 +52,38 @@ public:
                Transport::Connected done)
     {
         done_ = std::move(done);
-        if (Result<void> begun = Begin(adapter); !begun) {
+        adapter_ = adapter;
+        if (Result<void> begun = Begin(); !begun) {
             asio::post(reactor, [self = shared_from_this(), why = begun.error()] { self->Finish(Failure(why)); });
             return;
         }
         limit_.expires_after(limit);
         limit_.async_wait([self = shared_from_this()](const asio::error_code& error) {
             if (!error) {
-                self->Finish(Fail(ErrorCode::TIMED_OUT, self->address_ + " does not answer"));
+                self->Finish(self->refusals_ > 0 ? FailureOf(self->address_, ECONNREFUSED)
+                                                 : Fail(ErrorCode::TIMED_OUT, self->address_ + " does not answer"));
             }
         });
-        socket_.async_wait(asio::posix::stream_descriptor::wait_write,
-                           [self = shared_from_this()](const asio::error_code& error) {
-                               if (!error && self->done_) {
-                                   self->OnWritable();
-                               }
-                           });
+        AwaitWritable();
     }
 
     void Cancel()
     {
         done_ = nullptr;
         limit_.cancel();
+        pause_.cancel();
         asio::error_code ignored;
         socket_.close(ignored);
     }
 
 private:
-    [[nodiscard]] Result<void> Begin(const BluetoothAddress& adapter)
+    [[nodiscard]] Result<void> Begin()
     {
         const Result<BluetoothAddress> to = ParseBluetoothAddress(address_);
         if (!to) {
             return Failure(to.error());
         }
-        UniqueFd socket(sockets_.Open(adapter));
+        UniqueFd socket(sockets_.Open(adapter_));
         if (!socket) {
             return FailureOf(address_, -socket.Get());
         }
@@ -96,14 +99,43 @@ private:
         return {};
     }
 
+    void AwaitWritable()
+    {
+        socket_.async_wait(asio::posix::stream_descriptor::wait_write,
+                           [self = shared_from_this()](const asio::error_code& error) {
+                               if (!error && self->done_) {
+                                   self->OnWritable();
+                               }
+                           });
+    }
+
     void OnWritable()
     {
         const int unit = sockets_.SendUnit(socket_.native_handle());
-        if (unit < 0) {
+        if (unit == -ECONNREFUSED && ++refusals_ < MAX_REFUSALS) {
+            RepeatLater();
+        } else if (unit < 0) {
             Finish(FailureOf(address_, -unit));
         } else {
             Finish(Stream{UniqueFd(socket_.release()), static_cast<size_t>(unit)});
         }
+    }
+
+    void RepeatLater()
+    {
+        asio::error_code ignored;
+        socket_.close(ignored);
+        pause_.expires_after(REFUSED_PAUSE);
+        pause_.async_wait([self = shared_from_this()](const asio::error_code& error) {
+            if (error || !self->done_) {
+                return;
+            }
+            if (Result<void> begun = self->Begin(); !begun) {
+                self->Finish(Failure(begun.error()));
+            } else {
+                self->AwaitWritable();
+            }
+        });
     }
 
     void Finish(Result<Stream> result)
@@ -119,6 +151,9 @@ private:
     L2capSockets& sockets_;
     asio::posix::stream_descriptor socket_;
     asio::steady_timer limit_;
+    asio::steady_timer pause_;  // before it is repeated
+    BluetoothAddress adapter_;
+    int refusals_ = 0;
     Transport::Connected done_;
 };
 

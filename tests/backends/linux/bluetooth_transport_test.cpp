@@ -55,6 +55,7 @@ public:
     int openError = 0;
     int connectError = 0;   // of Connect itself
     int lateError = 0;      // of a connect that was silent for a while
+    int refusals = 0;       // so many connects are refused late
     bool isSilent = false;  // a connect waits until Answer
     std::deque<int> acceptErrors;
 
@@ -96,7 +97,14 @@ public:
         const sockaddr_un address = NameOf(to.psm);
         return ::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ? -errno : 0;
     }
-    int SendUnit(int) override { return lateError != 0 ? -lateError : int{UNIT}; }
+    int SendUnit(int) override
+    {
+        if (refusals > 0) {
+            --refusals;
+            return -ECONNREFUSED;
+        }
+        return lateError != 0 ? -lateError : int{UNIT};
+    }
 
     // Ends the silent connect.
     void Answer()
@@ -136,11 +144,12 @@ protected:
         return std::make_shared<BluetoothTransport>(reactor, std::move(with), sockets);
     }
     // How a connect ends: "connected, 600 bytes", or why not. begun: runs once it is under way.
+    milliseconds connectLimit{200};
     std::string Connect(
         const std::string& address, const std::function<void()>& begun = [] {})
     {
         std::string end;
-        const auto attempt = transport->Connect(address, milliseconds(200), [&](Result<SoftBus::Stream> stream) {
+        const auto attempt = transport->Connect(address, connectLimit, [&](Result<SoftBus::Stream> stream) {
             end = stream ? "connected, " + std::to_string(stream->maxWriteBytes) + " bytes" : stream.error().message;
         });
         EXPECT_EQ(end, "") << "never inside the call";
@@ -234,7 +243,7 @@ TEST_F(BluetoothTransportTest, EachConnectEndsByAnAnswerARefusalOrItsLimit)
     reactor.run_for(milliseconds(50));
 }
 
-TEST_F(BluetoothTransportTest, AcceptingGoesOnAfterErrors)
+TEST_F(BluetoothTransportTest, AcceptingAndConnectingGoOnAfterErrors)
 {
     std::string from;
     ASSERT_TRUE(transport->Listen([&](const SoftBus::Stream& stream, const std::string& address) {
@@ -242,6 +251,8 @@ TEST_F(BluetoothTransportTest, AcceptingGoesOnAfterErrors)
         EXPECT_EQ(stream.maxWriteBytes, UNIT);
     }));
     sockets.acceptErrors = {ECONNABORTED, EMFILE, EINTR};
+    sockets.refusals = 1;
+    connectLimit = milliseconds(5000);
     EXPECT_EQ(Connect("02:11:22:33:44:55/random/" + std::to_string(shared->Psm())), "connected, 600 bytes");
     RunUntil([&] { return !from.empty(); });
     EXPECT_TRUE(sockets.acceptErrors.empty());
