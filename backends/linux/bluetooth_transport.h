@@ -6,6 +6,7 @@
 
 #include <asio/posix/stream_descriptor.hpp>
 #include <asio/steady_timer.hpp>
+#include <chrono>
 #include <memory>
 #include <set>
 #include <string>
@@ -39,6 +40,12 @@ public:
     bool KeepsAddresses() const override { return false; }
     // The device address alone.
     std::string SourceOf(const std::string& from) const override { return from.substr(0, from.find('/')); }
+    // A controller holds only a few connections, and a stranger can give itself any number of addresses.
+    SoftBus::AdmissionLimits LimitsOfAdmission() const override
+    {
+        return {
+            .time = std::chrono::seconds(5), .connections = 2, .ofSource = 2, .ofMembers = 0, .closesOldest = false};
+    }
     void Stop() override;
 
 private:

@@ -15,7 +15,7 @@ public:
     {
     }
 
-    void OnReady() override { inbound_.admission_.AddMemberSource(source_); }
+    void OnReady() override { inbound_.AdmissionOf(from_).AddMemberSource(source_); }
 
     void OnFrame(FrameKind kind, std::string payload) override
     {
@@ -38,7 +38,7 @@ public:
     void OnEnded(LinkEnd end, const std::string& why) override
     {
         if (end == LinkEnd::REFUSED || end == LinkEnd::TIMED_OUT) {
-            inbound_.admission_.LogRefusal(source_, why);
+            inbound_.AdmissionOf(from_).LogRefusal(source_, why);
             inbound_.refused_.emplace_back(source_, link_);
         }
         inbound_.greeters_.erase(shared_from_this());
@@ -70,14 +70,7 @@ private:
     bool hasLeft_ = false;
 };
 
-InboundLinks::InboundLinks(ReactorContext& context, Sessions& sessions)
-    : context_(context),
-      sessions_(sessions),
-      admission_(*context.reactor, [this](Stream stream, const std::string& firstMessage, const PeerAddress& from) {
-          Proven(std::move(stream), firstMessage, from);
-      })
-{
-}
+InboundLinks::InboundLinks(ReactorContext& context, Sessions& sessions) : context_(context), sessions_(sessions) {}
 
 InboundLinks::~InboundLinks() = default;
 
@@ -90,7 +83,25 @@ std::string InboundLinks::SourceOf(const PeerAddress& from) const
 void InboundLinks::Accepted(Stream stream, const PeerAddress& from)
 {
     DISTNET_ASSERT(context_.RunsOnThisThread(), "on the reactor thread");
-    admission_.Accept(std::move(stream), from, SourceOf(from));
+    if (!stopped_) {
+        AdmissionOf(from).Accept(std::move(stream), from, SourceOf(from));
+    }
+}
+
+Admission& InboundLinks::AdmissionOf(const PeerAddress& from)
+{
+    const auto found = admissions_.find(from.transport);
+    if (found != admissions_.end()) {
+        return found->second;
+    }
+    const Transport* transport = context_.FindTransport(from.transport);
+    return admissions_
+        .try_emplace(from.transport, *context_.reactor, context_.linkSetup.preamble,
+                     transport != nullptr ? transport->LimitsOfAdmission() : AdmissionLimits(),
+                     [this](Stream stream, const std::string& firstMessage, const PeerAddress& where) {
+                         Proven(std::move(stream), firstMessage, where);
+                     })
+        .first->second;
 }
 
 void InboundLinks::Proven(Stream stream, const std::string& firstMessage, const PeerAddress& from)
@@ -98,12 +109,12 @@ void InboundLinks::Proven(Stream stream, const std::string& firstMessage, const 
     const std::string source = SourceOf(from);
     refused_.remove_if([](const auto& refused) { return refused.second.expired(); });
     if (greeters_.size() + refused_.size() >= MAX_HANDSHAKES || CountOf(source) >= MAX_HANDSHAKES_OF_SOURCE) {
-        admission_.LogRefusal(source, "too many handshakes");
+        AdmissionOf(from).LogRefusal(source, "too many handshakes");
         return;
     }
     const auto link = context_.MakeServerLink(std::move(stream), firstMessage);
     if (!link) {
-        admission_.LogRefusal(source, "not enough memory");
+        AdmissionOf(from).LogRefusal(source, "not enough memory");
         return;
     }
     const auto greeter = std::make_shared<Greeter>(*this, link, from, source);
@@ -123,7 +134,10 @@ size_t InboundLinks::CountOf(const std::string& source)
 void InboundLinks::Stop()
 {
     DISTNET_ASSERT(context_.RunsOnThisThread(), "on the reactor thread");
-    admission_.Stop();
+    stopped_ = true;
+    for (auto& [transport, admission] : admissions_) {
+        admission.Stop();
+    }
     for (const auto& greeter : greeters_) {
         greeter->GetLink()->Abort();
     }

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <list>
+#include <map>
 #include <memory>
 #include <set>
 #include <string>
@@ -27,8 +28,6 @@ public:
     InboundLinks(ReactorContext& context, Sessions& sessions);
     ~InboundLinks();
 
-    // Call before the first Accepted.
-    void SetPreamble(std::shared_ptr<const Trust::Preamble> preamble) { admission_.SetPreamble(std::move(preamble)); }
     // A stream that a transport accepted from that address.
     void Accepted(Stream stream, const PeerAddress& from);
     void Stop();
@@ -38,15 +37,17 @@ private:
     friend class Greeter;
 
     void Proven(Stream stream, const std::string& firstMessage, const PeerAddress& from);
+    Admission& AdmissionOf(const PeerAddress& from);
     size_t CountOf(const std::string& source);
     std::string SourceOf(const PeerAddress& from) const;
 
     ReactorContext& context_;
     Sessions& sessions_;
-    Admission admission_;
+    std::map<std::string, Admission> admissions_;  // by transport
     std::set<std::shared_ptr<Greeter>> greeters_;
     // Links that were refused, by source: they count until their last alert has gone out.
     std::list<std::pair<std::string, std::weak_ptr<Link>>> refused_;
+    bool stopped_ = false;
 };
 
 }  // namespace Vexo::SoftBus

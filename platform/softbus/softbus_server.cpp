@@ -120,7 +120,6 @@ Result<void> Server::Begin(const Trust::Identity& identity)
         return Failure(std::move(preamble).error());
     }
     context_.linkSetup.preamble = std::move(preamble.value());
-    inbound_.SetPreamble(context_.linkSetup.preamble);
     context_.ownNetworkId = identity.networkId;
     context_.ownHello = {options_.deviceTypeId, identity.deviceId, options_.deviceName, {}};
     if (auto listening = Listen(); !listening) {

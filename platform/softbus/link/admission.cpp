@@ -20,6 +20,7 @@ constexpr size_t RECORD_HEADER_BYTES = 5;
 constexpr size_t MESSAGE_HEADER_BYTES = 4;
 constexpr uint8_t RECORD_OF_HANDSHAKE = 22;
 constexpr uint8_t CLIENT_HELLO = 1;
+constexpr const char* TOO_MANY = "too many connections wait for their proof";
 constexpr size_t HEAD_BYTES = Trust::PROOF_BYTES + RECORD_HEADER_BYTES;
 
 size_t BigEndian(std::string_view bytes)
@@ -146,7 +147,7 @@ private:
     Admission& admission_;
     asio::posix::stream_descriptor socket_;
     const size_t maxWriteBytes_;
-    const SteadyTime deadline_ = Clock::System().Now() + PROOF_LIMIT;
+    const SteadyTime deadline_ = Clock::System().Now() + admission_.limits_.time;
     const uint64_t order_;
     const PeerAddress from_;
     const std::string source_;
@@ -162,9 +163,15 @@ void Admission::Accept(Stream stream, const PeerAddress& from, const std::string
     if (stopped_) {
         return;
     }
-    const bool isMembers = std::find(memberSources_.begin(), memberSources_.end(), source) != memberSources_.end();
+    const bool isMembers = limits_.ofMembers > 0 &&
+                           std::find(memberSources_.begin(), memberSources_.end(), source) != memberSources_.end();
     Candidates& room = isMembers ? members_ : strangers_;
-    MakeRoom(source, room, isMembers ? MAX_UNPROVEN_OF_MEMBERS : MAX_UNPROVEN);
+    const size_t limit = isMembers ? limits_.ofMembers : limits_.connections;
+    if (room.size() >= limit && !limits_.closesOldest) {
+        LogRefusal(source, TOO_MANY);
+        return;
+    }
+    MakeRoom(source, room, limit);
     const auto candidate = std::make_shared<Candidate>(*this, ++accepted_, std::move(stream), from, source);
     sources_[source].emplace(candidate->Order(), candidate);
     room.emplace(candidate->Order(), candidate);
@@ -188,7 +195,7 @@ void Admission::WatchDeadlines(SteadyTime first)
         const auto now = Clock::System().Now();
         while (!all_.empty() && all_.begin()->second->Deadline() <= now) {
             Refuse(CandidatePtr(all_.begin()->second),
-                   "no proof within " + std::to_string(PROOF_LIMIT.count()) + " ms");
+                   "no proof within " + std::to_string(limits_.time.count()) + " ms");
         }
         if (!all_.empty()) {
             WatchDeadlines(all_.begin()->second->Deadline());
@@ -199,11 +206,11 @@ void Admission::WatchDeadlines(SteadyTime first)
 void Admission::MakeRoom(const std::string& source, const Candidates& room, size_t limit)
 {
     const auto own = sources_.find(source);
-    if (own != sources_.end() && own->second.size() >= MAX_UNPROVEN_OF_SOURCE) {
+    if (own != sources_.end() && own->second.size() >= limits_.ofSource) {
         Refuse(CandidatePtr(own->second.begin()->second), "too many connections of this source wait for their proof");
     }
     if (room.size() >= limit) {
-        Refuse(CandidatePtr(room.begin()->second), "too many connections wait for their proof");
+        Refuse(CandidatePtr(room.begin()->second), TOO_MANY);
     }
 }
 

@@ -1,13 +1,12 @@
 // Admission: the connections that others opened to this device, until each has proven that it belongs to the account
 // (trust/preamble.h). A stranger gets a challenge and a closed connection; no TLS object is made for it. The number of
-// connections is limited, in all and for each source. Beyond a limit the oldest connection is closed, so that a device
-// that answers the challenge at once is never kept out. Refusals are logged at most once a minute for each source.
-// Used on the reactor thread. No call blocks.
+// connections is limited, in all and for each source (AdmissionLimits). There is one object for each transport, so that
+// strangers on one do not use up the places of another. Refusals are logged at most once a minute for each source. Used
+// on the reactor thread. No call blocks.
 #pragma once
 
 #include <asio/io_context.hpp>
 #include <asio/steady_timer.hpp>
-#include <chrono>
 #include <cstdint>
 #include <functional>
 #include <list>
@@ -24,14 +23,8 @@
 
 namespace Vexo::SoftBus {
 
-// From accept to proof.
-inline constexpr std::chrono::milliseconds PROOF_LIMIT{2000};
-inline constexpr size_t MAX_UNPROVEN = 1024;
-inline constexpr size_t MAX_UNPROVEN_OF_SOURCE = 128;
-// Sources from which a member of the account has connected before have a limit of their own: how many such sources are
-// remembered, and how many connections they may have together.
+// How many sources are remembered from which a member of the account has connected.
 inline constexpr size_t MAX_MEMBER_SOURCES = 256;
-inline constexpr size_t MAX_UNPROVEN_OF_MEMBERS = 512;
 // The TLS record that holds a ClientHello, its header included.
 inline constexpr size_t MAX_FIRST_MESSAGE = 4096;
 
@@ -40,14 +33,18 @@ public:
     // A stream whose peer is of the account, with the first TLS message that was read from it.
     using Proven = std::function<void(Stream stream, std::string firstMessage, const PeerAddress& from)>;
 
-    Admission(asio::io_context& reactor, Proven proven)
-        : reactor_(reactor), proven_(std::move(proven)), deadlines_(reactor)
+    Admission(asio::io_context& reactor, std::shared_ptr<const Trust::Preamble> preamble, const AdmissionLimits& limits,
+              Proven proven)
+        : reactor_(reactor),
+          preamble_(std::move(preamble)),
+          limits_(limits),
+          proven_(std::move(proven)),
+          deadlines_(reactor)
     {
     }
     ~Admission();
 
-    void SetPreamble(std::shared_ptr<const Trust::Preamble> preamble) { preamble_ = std::move(preamble); }
-    // Call for each stream that a transport accepted. source: the key by which connections are counted
+    // Call for each stream that the transport accepted. source: the key by which connections are counted
     // (Transport::SourceOf).
     void Accept(Stream stream, const PeerAddress& from, const std::string& source);
     // Call when a connection from that source turned out to be a member's: its later ones count as members'.
@@ -70,8 +67,9 @@ private:
     void Forget(const CandidatePtr& candidate);
 
     asio::io_context& reactor_;
+    const std::shared_ptr<const Trust::Preamble> preamble_;
+    const AdmissionLimits limits_;
     const Proven proven_;
-    std::shared_ptr<const Trust::Preamble> preamble_;
     Candidates all_;
     Candidates strangers_;                       // of all_, those whose source no member has connected from
     Candidates members_;                         // of all_, the others

@@ -36,6 +36,19 @@ struct Stream {
     size_t maxWriteBytes = std::numeric_limits<size_t>::max();  // the most that the kernel takes in one call
 };
 
+// How many connections of others may be between accept and proof at a time, and how long (link/admission.h).
+struct AdmissionLimits {
+    std::chrono::milliseconds time{2000};
+    size_t connections = 1024;
+    size_t ofSource = 128;  // Transport::SourceOf
+    // Connections from sources that a member of the account has connected from are counted apart, up to this number. 0:
+    // they are counted with the others.
+    size_t ofMembers = 512;
+    // One more connection closes the oldest, so that a device that proves at once is never kept out. False: the new one
+    // is closed.
+    bool closesOldest = true;
+};
+
 class Transport {
 public:
     // The stream, or why there is none.
@@ -66,6 +79,8 @@ public:
     virtual bool KeepsAddresses() const { return true; }
     // What shares of this device are counted by, for a connection that came from there: the host of an address.
     virtual std::string SourceOf(const std::string& from) const { return from; }
+    // The limits of connections over this transport; they are counted apart from those of others.
+    virtual AdmissionLimits LimitsOfAdmission() const { return {}; }
     // No accepting and no completion from now on. Idempotent.
     virtual void Stop() = 0;
 };

@@ -2,6 +2,7 @@
 // fails with EMSGSIZE, as in the kernel.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <poll.h>
 #include <sys/un.h>
 #include <unistd.h>
 
@@ -16,6 +17,7 @@
 #include "backends/linux/bluetooth_transport.h"
 #include "platform/trust/announcement_tokens.h"
 #include "tests/platform/softbus/device_fixture.h"
+#include "tests/support/log_capture.h"
 
 namespace {
 
@@ -331,6 +333,46 @@ TEST(BluetoothSession, CarriesBytesInPiecesThatTheKernelTakes)
     EXPECT_GE(sends - before, static_cast<int>(bytes.size() / UNIT)) << "over the sockets of this test";
     phone->Stop();
     laptop->Stop();
+}
+
+TEST(BluetoothSession, StrangersHaveTwoPlacesApartFromThoseOfTcp)
+{
+    Trust::Tests::Devices account;
+    const Trust::Identity laptopIdentity = account.Enrol("laptop");
+    FakeSockets sockets;
+    const auto shared = std::make_shared<BluetoothShared>();
+    SoftBus::SoftBusOptions options;
+    options.moreTransports = {
+        [&](asio::io_context& reactor) { return std::make_shared<BluetoothTransport>(reactor, shared, sockets); }};
+    const auto phone = SoftBus::Tests::StartBus(account.Enrol("phone"), "phone", {}, options);
+    const auto connect = [&] {
+        UniqueFd made(sockets.Open({}));
+        EXPECT_EQ(sockets.Connect(made.Get(), {.psm = shared->Psm()}), 0);
+        return made;
+    };
+    const auto bytesOf = [](const UniqueFd& socket) {
+        pollfd readable{socket.Get(), POLLIN, 0};
+        ::poll(&readable, 1, 5000);
+        std::array<char, 64> bytes{};
+        return ::recv(socket.Get(), bytes.data(), bytes.size(), 0);
+    };
+    const auto connectByTcp = [&] {
+        auto made = std::make_unique<SoftBus::Tests::Bare>(phone->ListenAddress(), laptopIdentity);
+        EXPECT_EQ(made->ReadChallenge().size(), CHALLENGE_BYTES);
+        return made;
+    };
+    const Vexo::Tests::LogCapture log;
+    const std::array byTcp{connectByTcp(), connectByTcp(), connectByTcp()};
+    auto first = connect();
+    const auto second = connect();
+    EXPECT_EQ(bytesOf(first), CHALLENGE_BYTES);
+    EXPECT_EQ(bytesOf(second), CHALLENGE_BYTES);
+    EXPECT_EQ(bytesOf(connect()), 0);
+    EXPECT_EQ(log.Count("02:01:02:03:04:05 was refused: too many connections"), 1U);
+    connectByTcp();
+    first.Reset();
+    EXPECT_TRUE(SoftBus::Tests::Eventually([&] { return bytesOf(connect()) == CHALLENGE_BYTES; }));
+    phone->Stop();
 }
 
 TEST(BluetoothServiceData, OfAnotherFormIsNobodys)

@@ -106,7 +106,7 @@ TEST_F(HostilePeerTest, WrongOrLateProofClosesTheConnection)
         ASSERT_EQ(challenge.size(), Trust::CHALLENGE_BYTES) << row.fault;
         EXPECT_TRUE(peer->WriteRaw(row.answer(challenge))) << row.fault;
         EXPECT_EQ(peer->ReadChallenge(), "") << row.fault;
-        EXPECT_LT(std::chrono::steady_clock::now() - began, PROOF_LIMIT + 2s) << row.fault;
+        EXPECT_LT(std::chrono::steady_clock::now() - began, AdmissionLimits().time + 2s) << row.fault;
     }
     EXPECT_TRUE(atPhone.All().empty());
 }
@@ -201,7 +201,7 @@ TEST_F(HostilePeerTest, PeerIsLimitedToItsShareOfSessions)
 
 TEST_F(HostilePeerTest, SilentConnectionsMakeRoomForOthers)
 {
-    std::vector<std::unique_ptr<Bare>> mute(MAX_UNPROVEN_OF_SOURCE + 10);
+    std::vector<std::unique_ptr<Bare>> mute(AdmissionLimits().ofSource + 10);
     std::generate(mute.begin(), mute.end(), [this] { return Connect(); });
     peer = Connect();
     Open(*peer);
