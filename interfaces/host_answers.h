@@ -111,7 +111,7 @@ struct KnownDevice {
     std::string deviceId;
     bool online = false;
     std::chrono::sys_seconds lastSeen;
-    std::string transport{};  // the transport over which the device would be tried first: "tcp"
+    std::string transport{};  // the transport over which the device would be tried first: "tcp" or "bluetooth"
     std::string address{};    // the address at which it would be tried first; empty when not known
     // The device's clock less this one's; 0 when it is not known.
     std::chrono::milliseconds clockAhead{0};

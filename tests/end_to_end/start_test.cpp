@@ -33,6 +33,7 @@ TEST_F(StartTest, JoinsThePeersHotspotTimedAndTracedWithoutUnusualErrors)
                                                      "\"answer_ms\":[0-9.]+,\"wifi_ms\":[0-9.]+,\"total_ms\":"));
     EXPECT_EQ(Laptop().Status("wifi.state"), "connected");
     EXPECT_NE(Laptop().Status("wifi.address"), "");
+    EXPECT_THAT(Laptop().Ctl({"status"}).output, testing::HasSubstr("\nreachable   phone over LAN 127.0.0.1:"));
     const Finished events = Laptop().Ctl({"--json", "events", "--since", "10m"});
     EXPECT_THAT(events.output, testing::ContainsRegex("^[{]\"time\".*_BEHAVIOR.*\n[{]\"time\".*_SUCCESS.*[}]\n$"));
     ASSERT_EQ(Laptop().Ctl({"trace", "stop", trace}).exitCode, 0);
@@ -58,7 +59,7 @@ TEST_F(StartTest, RestartedDaemonAsksAKnownPeerAtOnceAndSaysWhyOthersAreNotReach
     EXPECT_EQ(Laptop().Ask(Phone().NetworkId()), 0) << Laptop().Log();
     ASSERT_EQ(Phone().Stop(), 0);
     ASSERT_TRUE(Eventually([&] { return !Laptop().Sees(Phone().NetworkId()); }));
-    EXPECT_THAT(Laptop().Ctl({"devices"}).output, testing::ContainsRegex("phone .* ago +away +tcp 127.0.0.1:[0-9]+\n"));
+    EXPECT_THAT(Laptop().Ctl({"devices"}).output, testing::ContainsRegex("phone .* ago +away +LAN 127.0.0.1:[0-9]+\n"));
     const std::pair<std::string, const char*> cases[] = {{"phone", "it is away, and did not answer"},
                                                          {"laptop", "\"laptop\" is this device itself"},
                                                          {std::string(64, 'e'), "with that id was ever met"}};

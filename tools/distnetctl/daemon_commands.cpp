@@ -5,6 +5,7 @@
 
 #include "tools/distnetctl/commands.h"
 #include "tools/distnetctl/interrupt.h"
+#include "tools/distnetctl/peers.h"
 #include "tools/distnetctl/printable.h"
 #include "tools/distnetctl/status_view.h"
 
@@ -44,15 +45,23 @@ int RunStatus(const GlobalOptions& options, Output& output)
         if (call.Succeeded()) {
             call = client.GetCounts(counts);
         }
+        Host::DeviceList known;
+        if (call.Succeeded()) {
+            call = client.GetDevices(known.devices);
+        }
         if (!call.Succeeded()) {
             return FromCall(call);
         }
         for (const StatusLine& line : StatusLines(Printable(status), counts)) {
             output.Line(Labelled(line));
         }
+        for (const StatusLine& line : WrappedLines("reachable", ReachableText(Printable(known.devices)))) {
+            output.Line(Labelled(line));
+        }
         Json details = NewObject();
         AddMember(details.get(), "status", Host::ToJson(status));
         AddMember(details.get(), "counts", Host::ToJson(counts));
+        AddMember(details.get(), "devices", Host::ToJson(known.devices));
         return Done(output.IsJson() ? "the daemon answers" : "", std::move(details));
     });
 }

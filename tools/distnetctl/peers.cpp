@@ -142,9 +142,25 @@ std::string PeerLine(const Peer& peer)
            " " + Column(LastSeenText(peer), 11) + " " + (peer.online ? "reachable" : "away");
 }
 
-std::string ReachedAt(const Peer& peer)
+std::string WayText(const Peer& peer)
 {
-    return peer.transport + (peer.address.empty() ? "" : " ") + peer.address;
+    // A Bluetooth address is valid only while it is announced, so it is of no use to a person.
+    return peer.transport == "tcp"         ? "LAN" + (peer.address.empty() ? "" : " " + peer.address)
+           : peer.transport == "bluetooth" ? "Bluetooth"
+                                           : peer.transport;
+}
+
+std::string ReachableText(const std::vector<Peer>& peers)
+{
+    std::string list;
+    for (const Peer& peer : peers) {
+        if (peer.online) {
+            list += (list.empty() ? "" : ", ") + peer.name + " over " + WayText(peer);
+        }
+    }
+    return !list.empty()   ? list
+           : peers.empty() ? "no other device has been met"
+                           : "none (" + std::to_string(peers.size()) + " known)";
 }
 
 }  // namespace Vexo::Ctl

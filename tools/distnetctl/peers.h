@@ -43,7 +43,10 @@ std::string LastSeenText(const Peer& peer);
 inline constexpr const char* PEER_HEADING = "NAME                 TYPE      NETWORK ID     LAST SEEN   STATE";
 std::string PeerLine(const Peer& peer);
 inline constexpr size_t PEER_LINE_WIDTH = 71;
-// The transport and address at which the device was last reached: "tcp 192.0.2.7:11630". Empty for an unknown device.
-std::string ReachedAt(const Peer& peer);
+// How the device would be tried first: "LAN 192.0.2.7:11630", "Bluetooth". For a device that is away this is where it
+// was reached before. Empty for an unknown device.
+std::string WayText(const Peer& peer);
+// The reachable ones of the peers: "phone over LAN 192.0.2.7:11630, tablet over Bluetooth".
+std::string ReachableText(const std::vector<Peer>& peers);
 
 }  // namespace Vexo::Ctl

@@ -203,7 +203,7 @@ private:
         }
         const bool staysAway = !peer_.online && !now->online && now->lastSeen == peer_.lastSeen;
         return staysAway ? "it is away, and did not answer where it was last reached, " + LastSeenText(peer_) +
-                               ", over " + ReachedAt(peer_)
+                               ", over " + WayText(peer_)
                          : call.message;
     }
 

@@ -75,8 +75,8 @@ std::vector<StatusLine> StatusLines(const Host::HostStatus& status, const Host::
         {"daemon", "distnetd " + status.version + ", " + status.platform + ", up " +
                        RoughDuration(std::chrono::floor<std::chrono::seconds>(status.uptime))},
         {"service", ServiceText(status.service)}};
-    for (std::string& piece : Wrap(AbilityNames(status.abilities), TEXT_WIDTH)) {
-        lines.push_back({lines.back().label == "service" ? "abilities" : "", std::move(piece)});
+    for (StatusLine& line : WrappedLines("abilities", AbilityNames(status.abilities))) {
+        lines.push_back(std::move(line));
     }
     if (status.link.listen) {
         lines.push_back({"link", "listening on " + *status.link.listen});
@@ -88,6 +88,15 @@ std::vector<StatusLine> StatusLines(const Host::HostStatus& status, const Host::
                                  Counted(counts.threads, "thread", "threads") + ", " +
                                  Counted(counts.descriptors, "descriptor", "descriptors") + ", " +
                                  Counted(counts.ipcConnections, "client", "clients")});
+    return lines;
+}
+
+std::vector<StatusLine> WrappedLines(const std::string& label, const std::string& text)
+{
+    std::vector<StatusLine> lines;
+    for (std::string& piece : Wrap(text, TEXT_WIDTH)) {
+        lines.push_back({lines.empty() ? label : "", std::move(piece)});
+    }
     return lines;
 }
 

@@ -17,6 +17,9 @@ struct StatusLine {
 // All lines of the status. The list of abilities is wrapped to 80 columns, label included.
 std::vector<StatusLine> StatusLines(const Host::HostStatus& status, const Host::HostCounts& counts);
 
+// A text under one label, wrapped to 80 columns, label included.
+std::vector<StatusLine> WrappedLines(const std::string& label, const std::string& text);
+
 // "connected "phone-7f3a", 192.168.43.17"
 std::string WifiText(const Host::WifiStatus& wifi);
 // "open", "closed", "not present", "not known: the radio does not say"

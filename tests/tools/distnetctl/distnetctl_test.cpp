@@ -57,6 +57,20 @@ TEST(PeerTest, WordNamesOneDeviceOrTheErrorSaysWhy)
     }
 }
 
+TEST(PeerTest, ReachablePeersAreNamedWithTheWayToThem)
+{
+    std::vector<Peer> peers = Peers();
+    peers[0].transport = "tcp";
+    peers[0].address = "192.0.2.7:11630";
+    peers[1].online = true;
+    peers[1].transport = "bluetooth";
+    peers[1].address = "C0:00:00:00:00:01/129";
+    peers[2].transport = "tcp";
+    EXPECT_EQ(ReachableText(peers), "phone over LAN 192.0.2.7:11630, phablet over Bluetooth");
+    peers.erase(peers.begin(), peers.begin() + 2);
+    EXPECT_EQ(ReachableText(peers), "none (1 known)");
+}
+
 TEST(LayoutTest, ColumnsCountCharactersAndMarkWhatIsCut)
 {
     EXPECT_EQ(Column("Büro", 6), "Büro  ");
