@@ -80,6 +80,8 @@ TEST_F(StartTest, ScanFindsADeviceThatWasNotMetAndEndsAtOnceOnInterrupt)
     Process scan({DISTNET_BIN_DIR "/distnetctl", "--socket", Laptop().Socket(), "devices", "--scan"},
                  world_.Path() / "scan.log");
     ASSERT_TRUE(Eventually([&] { return scan.Output() == "trying every device\n"; }));
+    EXPECT_EQ(Laptop().Ctl({"--timeout", "0.2", "start", "nobody"}).exitCode, 2);
+    EXPECT_EQ(scan.Output(), "trying every device\n") << "start waited for the whole scan";
     scan.Signal(SIGINT);
     EXPECT_EQ(scan.Wait(), 130);
 
