@@ -50,9 +50,8 @@ int RunDevices(const GlobalOptions& options, Output& output, bool scans)
                                           "`distnetctl account` enrols one.",
                         Host::ToJson(list));
         }
-        output.Line(Column(PEER_HEADING, PEER_LINE_WIDTH) + "OVER");
-        for (const Peer& peer : peers) {
-            output.Line(Column(PeerLine(peer), PEER_LINE_WIDTH) + WayText(peer));
+        for (const std::string& line : PeerTable(peers)) {
+            output.Line(line);
         }
         return Done(output.IsJson() ? std::to_string(peers.size()) + " devices" : "", Host::ToJson(list));
     });

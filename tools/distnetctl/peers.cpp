@@ -1,6 +1,8 @@
 #include "tools/distnetctl/peers.h"
 
 #include <algorithm>
+#include <array>
+#include <string_view>
 
 #include "platform/base/clock.h"
 #include "platform/base/hex.h"
@@ -136,10 +138,43 @@ std::string LastSeenText(const Peer& peer)
     return RoughDuration(std::max(passed, std::chrono::seconds(0))) + " ago";
 }
 
-std::string PeerLine(const Peer& peer)
+namespace {
+
+std::string PeerColumns(size_t nameWidth, const std::array<std::string, 5>& texts)
 {
-    return Column(peer.name, 20) + " " + Column(NameOf(peer.type), 9) + " " + Column(ShortId(peer.networkId), 14) +
-           " " + Column(LastSeenText(peer), 11) + " " + (peer.online ? "reachable" : "away");
+    return Column(texts[0], nameWidth) + "  " + Column(texts[1], 7) + " " + Column(texts[2], 11) + " " +
+           Column(texts[3], 10) + " " + Column(texts[4], 9);
+}
+
+}  // namespace
+
+std::string PeerHeading(size_t nameWidth)
+{
+    return PeerColumns(nameWidth, {"NAME", "TYPE", "NETWORK ID", "LAST SEEN", "STATE"});
+}
+
+std::string PeerLine(const Peer& peer, size_t nameWidth)
+{
+    return PeerColumns(nameWidth, {peer.name, NameOf(peer.type), ShortId(peer.networkId), LastSeenText(peer),
+                                   peer.online ? "reachable" : "away"});
+}
+
+std::vector<std::string> PeerTable(const std::vector<Peer>& peers)
+{
+    size_t longestName = std::string_view("NAME").size();
+    size_t longestWay = std::string_view("OVER").size();
+    for (const Peer& peer : peers) {
+        longestName = std::max(longestName, TextWidth(peer.name));
+        longestWay = std::max(longestWay, TextWidth(WayText(peer)));
+    }
+    const size_t others = PEER_COLUMNS_WIDTH + 1 + longestWay;
+    const size_t room = COLUMNS - std::min(others, COLUMNS);
+    const size_t nameWidth = std::min(longestName, std::max(room, MIN_NAME_WIDTH));
+    std::vector<std::string> lines{PeerHeading(nameWidth) + " OVER"};
+    for (const Peer& peer : peers) {
+        lines.push_back(PeerLine(peer, nameWidth) + " " + WayText(peer));
+    }
+    return lines;
 }
 
 std::string WayText(const Peer& peer)

@@ -39,10 +39,15 @@ Json PeerDetails(const Peer& peer);
 
 // The time since the last contact with the peer: "now", "5 min ago", "2 h ago", "3 d ago".
 std::string LastSeenText(const Peer& peer);
-// The list of devices: its heading, and the line of one device, PEER_LINE_WIDTH columns wide.
-inline constexpr const char* PEER_HEADING = "NAME                 TYPE      NETWORK ID     LAST SEEN   STATE";
-std::string PeerLine(const Peer& peer);
-inline constexpr size_t PEER_LINE_WIDTH = 71;
+// The heading of a list of devices, and the line of one device: a column of nameWidth for the name, and others that
+// take PEER_COLUMNS_WIDTH.
+std::string PeerHeading(size_t nameWidth);
+std::string PeerLine(const Peer& peer, size_t nameWidth);
+inline constexpr size_t PEER_COLUMNS_WIDTH = 42;
+// The lines of the list of devices, with WayText as the last column. Names are cut to MIN_NAME_WIDTH if the lines would
+// be wider than 80 columns.
+std::vector<std::string> PeerTable(const std::vector<Peer>& peers);
+inline constexpr size_t MIN_NAME_WIDTH = 12;
 // How the device would be tried first: "LAN 192.0.2.7:11630", "Bluetooth". For a device that is away this is where it
 // was reached before. Empty for an unknown device.
 std::string WayText(const Peer& peer);

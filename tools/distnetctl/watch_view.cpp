@@ -16,8 +16,9 @@ namespace {
 
 using Style = ScreenLine::Style;
 
-constexpr size_t ROOMY_ROWS = 20;      // fewer: only what changes is shown
-constexpr size_t PEER_ROW_WIDTH = 69;  // narrower: a peer's name and state only
+constexpr size_t ROOMY_ROWS = 20;                                   // fewer: only what changes is shown
+constexpr size_t NAME_WIDTH = 20;                                   // of a peer's name
+constexpr size_t PEER_ROW_WIDTH = NAME_WIDTH + PEER_COLUMNS_WIDTH;  // narrower: a peer's name and state only
 constexpr const char* AWAY = "away";
 constexpr size_t MAX_VALUE_BYTES = 200;  // of an event's parameter
 
@@ -55,13 +56,13 @@ void AddPeers(const std::vector<Peer>& peers, const ScreenSize& size, size_t row
     }
     const bool wide = size.columns >= PEER_ROW_WIDTH;
     picture.push_back({peers.empty() ? "No peer has been met yet."
-                       : wide        ? PEER_HEADING
+                       : wide        ? PeerHeading(NAME_WIDTH)
                                      : "PEER             STATE",
                        peers.empty() ? Style::PLAIN : Style::HEADING});
     const size_t room = rows - 1;
     const size_t shown = peers.size() <= room ? peers.size() : room > 0 ? room - 1 : 0;
     for (size_t i = 0; i < shown; ++i) {
-        picture.push_back({wide ? PeerLine(peers[i]) : NarrowPeerLine(peers[i])});
+        picture.push_back({wide ? PeerLine(peers[i], NAME_WIDTH) : NarrowPeerLine(peers[i])});
     }
     if (shown < peers.size() && room > 0) {
         picture.push_back({"… and " + std::to_string(peers.size() - shown) + " more"});

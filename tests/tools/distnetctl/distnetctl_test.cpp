@@ -57,7 +57,7 @@ TEST(PeerTest, WordNamesOneDeviceOrTheErrorSaysWhy)
     }
 }
 
-TEST(PeerTest, ReachablePeersAreNamedWithTheWayToThem)
+TEST(PeerTest, ReachablePeersAreListedWithTheWayToThemIn80Columns)
 {
     std::vector<Peer> peers = Peers();
     peers[0].transport = "tcp";
@@ -67,6 +67,11 @@ TEST(PeerTest, ReachablePeersAreNamedWithTheWayToThem)
     peers[1].address = "C0:00:00:00:00:01/129";
     peers[2].transport = "tcp";
     EXPECT_EQ(ReachableText(peers), "phone over LAN 192.0.2.7:11630, phablet over Bluetooth");
+    EXPECT_THAT(PeerTable(peers)[1],
+                testing::MatchesRegex("phone    phone   7f3a1…11111 now        reachable LAN 1.*"));
+    peers[2].name = std::string(40, 'x');
+    peers[2].address = "192.168.143.117:40117";
+    EXPECT_EQ(TextWidth(PeerTable(peers)[3]), COLUMNS);
     peers.erase(peers.begin(), peers.begin() + 2);
     EXPECT_EQ(ReachableText(peers), "none (1 known)");
 }
