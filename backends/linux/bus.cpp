@@ -95,10 +95,11 @@ BusSubscription Bus::Export(Tasks::Strand& strand, OwnObject object)
             made->registerProperty(object.interface, property.name, property.signature, property.write);
         }
         for (const auto& method : object.methods) {
-            made->registerMethod(object.interface, method.first, "", "", [target, method](const sdbus::MethodCall& call) {
-                HandlerTarget::Post(target, method.second);
-                call.createReply().send();
-            });
+            made->registerMethod(object.interface, method.first, "", "",
+                                 [target, method](const sdbus::MethodCall& call) {
+                                     HandlerTarget::Post(target, method.second);
+                                     call.createReply().send();
+                                 });
         }
         made->finishRegistration();
         return made;
