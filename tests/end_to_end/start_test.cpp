@@ -96,7 +96,7 @@ TEST_F(StartTest, ScanFindsADeviceThatWasNotMetAndEndsAtOnceOnInterrupt)
     const Finished unknown = Laptop().Ctl({"start", "tabled"});
     EXPECT_EQ(unknown.exitCode, 2);
     EXPECT_THAT(unknown.output, testing::ContainsRegex("looking for tabled nearby\n.*no trusted device is called "
-                                                       "\"tabled\"; did you mean \"tablet\"[?]\n.*was found nearby"));
+                                                       "\"tabled\"; did you mean \"tablet\"[?]\n.*not nearby either"));
     EXPECT_THAT(Laptop().Ctl({"stop", "tabled"}).output, testing::Not(testing::HasSubstr("nearby")));
 }
 

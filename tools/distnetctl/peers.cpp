@@ -113,8 +113,7 @@ std::optional<Peer> FindPeer(Client::DistNetClient& client, const std::string& w
     if (!*peer) {
         failure = UsageError(peer->error().message,
                              scans && FitsNoKnownDevice(*peer)
-                                 ? "No new device was found nearby either: see that it is switched on, in reach and in "
-                                   "this account. `distnetctl devices` lists those that were met."
+                                 ? "It is not nearby either: switch it on in reach, or see `distnetctl devices`."
                                  : "`distnetctl devices` lists them.");
         return std::nullopt;
     }
