@@ -48,13 +48,14 @@ int RunAccountCreate(const GlobalOptions& options, Output& output, const std::st
     }
     if (isMadeAlready) {
         return output.Finish(Done("This device belongs to \"" + name +
-                                  "\" again, whose key it holds. A daemon that lacked\n"
-                                  "what was made uses it at once; restart one whose certificate expired.\n"
+                                  "\" again, because it holds the account's key.\n"
+                                  "A daemon without certificate or link key uses the new ones at once;\n"
+                                  "restart a daemon whose certificate had expired.\n"
                                   "If its link key was missing, enrol the other devices again."));
     }
     return output.Finish(Done("Account \"" + name +
                               "\" made; this device is its first, and holds its key.\n"
-                              "A daemon that runs uses it at once. On each further device:\n"
+                              "A running daemon uses it at once. On each further device:\n"
                               "  distnetctl account request FILE"));
 }
 
@@ -145,7 +146,7 @@ int RunAccountInstall(const GlobalOptions& options, Output& output, const std::f
     if (auto installed = OnIdentity(options, install); !installed) {
         return output.Finish(StateFailure(options.stateDir, file.string() + ": " + installed.error().message, ""));
     }
-    return output.Finish(Done("This device belongs to the account now. A daemon that runs uses it at once."));
+    return output.Finish(Done("This device belongs to the account now. A running daemon uses it at once."));
 }
 
 }  // namespace Vexo::Ctl

@@ -119,10 +119,10 @@ void AddNetworkCommands(CLI::App& app, Request& request)
 
 void AddDaemonCommands(CLI::App& app, Request& request)
 {
-    AddCommand(app, request, "status", "Show how the daemon and this device's Wi-Fi stand",
+    AddCommand(app, request, "status", "Show the state of the daemon and of this device's Wi-Fi",
                "  distnetctl status\n  distnetctl --socket ./phone/ipc.sock status",
                [&](Output& output) { return RunStatus(request.options, output); });
-    CLI::App* doctor = AddCommand(app, request, "doctor", "Check everything, and say how to repair what is wrong",
+    CLI::App* doctor = AddCommand(app, request, "doctor", "Check everything, and show how to repair each fault",
                                   "  distnetctl doctor\n  distnetctl --socket ./phone/ipc.sock doctor",
                                   [&](Output& output) { return RunDoctor(request.options, output); });
     AddState(doctor, request);
@@ -144,11 +144,11 @@ void AddDaemonCommands(CLI::App& app, Request& request)
 void AddRecordCommands(CLI::App& app, Request& request)
 {
     CLI::App* events =
-        AddCommand(app, request, "events", "Show what happened: the daemon's system events",
+        AddCommand(app, request, "events", "Show the daemon's system events",
                    "  distnetctl events --since 10m\n  distnetctl events --since yesterday --follow\n"
                    "  distnetctl --json events > events.jsonl",
                    [&](Output& output) { return RunEvents(request.options, output, request.follow, request.since); });
-    events->add_flag("-f,--follow", request.follow, "Go on with what happens, until Ctrl-C");
+    events->add_flag("-f,--follow", request.follow, "Then show new events, until Ctrl-C");
     events->add_option("--since", request.since, "10m, 2h or 1d ago; today, yesterday; or RFC 3339")
         ->check(CheckGiven)
         ->type_name("TIME");
@@ -208,7 +208,7 @@ void AddAccountCommands(CLI::App& app, Request& request)
 void AddSimCommands(CLI::App& app, Request& request)
 {
     CLI::App* sim = AddGroup(app, "sim", "A simulated device: its screen, radios, SIMs and faults");
-    CLI::App* show = AddCommand(*sim, request, "show", "Show what the simulated device is set to",
+    CLI::App* show = AddCommand(*sim, request, "show", "Show the settings of the simulated device",
                                 "  distnetctl sim show --state ./phone",
                                 [&](Output& output) { return RunSimShow(request.options, output); });
     AddState(show, request);

@@ -169,8 +169,8 @@ private:
         if (call.status == Client::CallStatus::TIMED_OUT) {
             outcome.message = GivenTime() + " was too short: " + peer_.name + " has not answered yet";
             outcome.advice = "The request goes on: " + peer_.name +
-                             " may still open its hotspot, and this device join it. `distnetctl status` shows how it "
-                             "stands; allow more with --timeout SECONDS.";
+                             " may still open its hotspot, and this device join it. `distnetctl status` shows its "
+                             "state; allow more with --timeout SECONDS.";
         } else if (call.status == Client::CallStatus::ANSWERED) {
             StepLine(peer_.name, output_.Cross() + " hotspot         failed after " + DurationText(requestMs));
             outcome.message = peer_.name + " did not get this device online (code " + std::to_string(call.code) +
@@ -215,7 +215,7 @@ private:
     Outcome NotWaited()
     {
         return WithDetails(
-            Done(peer_.name + " opened its hotspot; this device is joining it. `distnetctl status` shows how."));
+            Done(peer_.name + " opened its hotspot; this device is joining it. `distnetctl status` shows the result."));
     }
 
     Outcome WaitForJoin(const Host::WifiStatus& before)
