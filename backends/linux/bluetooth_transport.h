@@ -43,8 +43,7 @@ public:
     // A controller holds only a few connections, and a stranger can give itself any number of addresses.
     SoftBus::AdmissionLimits LimitsOfAdmission() const override
     {
-        return {
-            .time = std::chrono::seconds(5), .connections = 2, .ofSource = 2, .ofMembers = 0, .closesOldest = false};
+        return {.time = std::chrono::seconds(5), .connections = 2, .ofSource = 2, .ofMembers = 0};
     }
     void Stop() override;
 

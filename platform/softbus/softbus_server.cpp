@@ -313,15 +313,15 @@ std::vector<Node> Server::Nodes()
         node.online = node.online || context_.sightings.IsAnnounced(node.networkId);
         if (node.online) {
             node.lastSeenMs = now;
+            if (const std::vector<Route> routes = RoutesTo(context_, node.networkId); !routes.empty()) {
+                node.transport = routes.front().where.transport;
+                node.address = routes.front().where.address;
+            }
         } else {
             node.clockAhead.reset();
         }
         if (const auto far = context_.sightings.ClockAhead(node.networkId); far.count() != 0 && !node.clockAhead) {
             node.clockAhead = far;
-        }
-        if (const std::vector<Route> routes = RoutesTo(context_, node.networkId); !routes.empty()) {
-            node.transport = routes.front().where.transport;
-            node.address = routes.front().where.address;
         }
     }
     std::sort(nodes.begin(), nodes.end(), [](const Node& a, const Node& b) {

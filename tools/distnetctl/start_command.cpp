@@ -23,6 +23,8 @@ using Host::WifiState;
 constexpr std::chrono::minutes FAR_CLOCK{30};
 // The result of a start whose peer could not be woken.
 constexpr std::string_view NOT_WOKEN = "DISTNET_ERR_COLLABORATION_START";
+// A transport, and the check of it (host).
+constexpr const char* BLUETOOTH = "bluetooth";
 
 // Without the members that only a caller of WaitForWifi needs.
 Json WifiDetails(const Host::WifiStatus& wifi)
@@ -174,14 +176,14 @@ private:
         } else if (call.status == Client::CallStatus::ANSWERED) {
             StepLine(peer_.name, output_.Cross() + " hotspot         failed after " + DurationText(requestMs));
             outcome.message = peer_.name + " did not get this device online (code " + std::to_string(call.code) +
-                              "): " + WhyRefused(call);
+                              "): " + WhyRefused(call, outcome.advice);
         }
         return WithDetails(std::move(outcome));
     }
 
-    // Why the start failed. For a peer that is unknown, or that was away and still is, this is more precise than the
-    // meaning of the code.
-    std::string WhyRefused(const Client::CallResult& call)
+    // Why the start failed. For a peer that is unknown or away this is more precise than the meaning of the code.
+    // Changes the advice where this device's own Bluetooth is the reason.
+    std::string WhyRefused(const Client::CallResult& call, std::string& advice)
     {
         if (!IsKnown(peer_)) {
             return "no device of this account with that id was ever met";
@@ -195,16 +197,33 @@ private:
         if (now == known.end()) {
             return call.message;
         }
-        if (Client::DescribeCode(call.code).name == NOT_WOKEN && abs(now->clockAhead) >= FAR_CLOCK) {
+        const bool isNotWoken = Client::DescribeCode(call.code).name == NOT_WOKEN;
+        if (isNotWoken && abs(now->clockAhead) >= FAR_CLOCK) {
             const auto difference = std::chrono::duration_cast<std::chrono::seconds>(now->clockAhead);
             return "its clock is " + RoughDuration(abs(difference)) +
                    (difference.count() > 0 ? " ahead of" : " behind") +
                    " this device's, so it may not accept this device's certificate; set the one that is wrong";
         }
-        const bool staysAway = !peer_.online && !now->online && now->lastSeen == peer_.lastSeen;
-        return staysAway ? "it is away, and did not answer where it was last reached, " + LastSeenText(peer_) +
-                               ", over " + WayText(peer_)
-                         : call.message;
+        const bool staysAway = !peer_.online && now->lastSeen == peer_.lastSeen;
+        if (now->online || !(isNotWoken || staysAway)) {
+            return call.message;
+        }
+        return "it is away, and did not answer where it was last reached, " + LastSeenText(*now) + ", over " +
+               WayText(*now) + (now->transport == BLUETOOTH ? OwnBluetooth(advice) : "");
+    }
+
+    // What is wrong with the Bluetooth of this device; empty if nothing is. advice: set if something is.
+    std::string OwnBluetooth(std::string& advice)
+    {
+        std::vector<QuviewDFX::HealthCheck> checks;
+        (void)client_.GetChecks(checks);
+        const auto bluetooth = std::find_if(
+            checks.begin(), checks.end(), [](const QuviewDFX::HealthCheck& check) { return check.name == BLUETOOTH; });
+        if (bluetooth == checks.end() || bluetooth->good.value_or(false)) {
+            return "";
+        }
+        advice = AdviceOn(BLUETOOTH, checks);
+        return "; and on this device " + EscapeHidden(bluetooth->message);
     }
 
     std::string GivenTime() const

@@ -167,10 +167,6 @@ void Admission::Accept(Stream stream, const PeerAddress& from, const std::string
                            std::find(memberSources_.begin(), memberSources_.end(), source) != memberSources_.end();
     Candidates& room = isMembers ? members_ : strangers_;
     const size_t limit = isMembers ? limits_.ofMembers : limits_.connections;
-    if (room.size() >= limit && !limits_.closesOldest) {
-        LogRefusal(source, TOO_MANY);
-        return;
-    }
     MakeRoom(source, room, limit);
     const auto candidate = std::make_shared<Candidate>(*this, ++accepted_, std::move(stream), from, source);
     sources_[source].emplace(candidate->Order(), candidate);

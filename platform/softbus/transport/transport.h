@@ -44,9 +44,6 @@ struct AdmissionLimits {
     // Connections from sources that a member of the account has connected from are counted apart, up to this number. 0:
     // they are counted with the others.
     size_t ofMembers = 512;
-    // One more connection closes the oldest, so that a device that proves at once is never kept out. False: the new one
-    // is closed.
-    bool closesOldest = true;
 };
 
 class Transport {
