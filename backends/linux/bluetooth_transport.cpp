@@ -5,6 +5,7 @@
 #include <cstring>
 #include <optional>
 #include <utility>
+#include <vector>
 
 #include "platform/dfx/guard.h"
 #include "platform/dfx/log.h"
@@ -20,9 +21,11 @@ constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Bluetooth"}
 // The pause when no descriptor is free. The connection stays in the kernel's queue, so a retry at once would spin.
 constexpr std::chrono::milliseconds ACCEPT_PAUSE{100};
 
-// A kernel refuses a channel for up to some seconds when channels that BlueZ opened on both sides of the radio link
-// have collided, so a refused connect is repeated.
-constexpr std::chrono::milliseconds REFUSED_PAUSE{500};
+// BlueZ opens channels of its own on both sides of a new radio link. Where two of them carry the same identifier,
+// kernel 6.1 takes one for the other: the number of a closed channel stays taken at the peer for up to 40 s, and a new
+// channel with this number is refused. A kernel gives each new channel the lowest free number. So a refused connect is
+// repeated, and as many others are begun just before it: these get the numbers that are refused.
+constexpr std::chrono::milliseconds REFUSED_PAUSE{100};
 constexpr int MAX_REFUSALS = 6;
 
 Failure FailureOf(const std::string& what, int number)
@@ -72,6 +75,7 @@ public:
         done_ = nullptr;
         limit_.cancel();
         pause_.cancel();
+        others_.clear();
         asio::error_code ignored;
         socket_.close(ignored);
     }
@@ -82,6 +86,14 @@ private:
         const Result<BluetoothAddress> to = ParseBluetoothAddress(address_);
         if (!to) {
             return Failure(to.error());
+        }
+        others_.clear();
+        for (int i = 0; i < refusals_; ++i) {
+            UniqueFd other(sockets_.Open(adapter_));
+            if (other) {
+                static_cast<void>(sockets_.Connect(other.Get(), *to));
+                others_.push_back(std::move(other));
+            }
         }
         UniqueFd socket(sockets_.Open(adapter_));
         if (!socket) {
@@ -154,6 +166,7 @@ private:
     asio::steady_timer pause_;  // before it is repeated
     BluetoothAddress adapter_;
     int refusals_ = 0;
+    std::vector<UniqueFd> others_;  // take the numbers that are refused
     Transport::Connected done_;
 };
 

@@ -55,9 +55,10 @@ constexpr const char* SOMEBODY = "02:11:22:33:44:55/random/129";
 class FakeSockets final : public L2capSockets {
 public:
     int openError = 0;
-    int connectError = 0;   // of Connect itself
-    int lateError = 0;      // of a connect that was silent for a while
-    int refusals = 0;       // so many connects are refused late
+    int connectError = 0;  // of Connect itself
+    int lateError = 0;     // of a connect that was silent for a while
+    int refusals = 0;      // so many connects are refused late
+    int connects = 0;
     bool isSilent = false;  // a connect waits until Answer
     std::deque<int> acceptErrors;
 
@@ -89,6 +90,7 @@ public:
     }
     int Connect(int socket, const BluetoothAddress& to) override
     {
+        ++connects;
         if (connectError != 0) {
             return -connectError;
         }
@@ -256,6 +258,7 @@ TEST_F(BluetoothTransportTest, AcceptingAndConnectingGoOnAfterErrors)
     sockets.refusals = 1;
     connectLimit = milliseconds(5000);
     EXPECT_EQ(Connect("02:11:22:33:44:55/random/" + std::to_string(shared->Psm())), "connected, 600 bytes");
+    EXPECT_EQ(sockets.connects, 3) << "the repeated one and, before it, one that takes the refused number";
     RunUntil([&] { return !from.empty(); });
     EXPECT_TRUE(sockets.acceptErrors.empty());
     EXPECT_EQ(transport->SourceOf(from), "02:01:02:03:04:05");
