@@ -47,6 +47,7 @@ class Admission::Candidate : public std::enable_shared_from_this<Candidate> {
 public:
     Candidate(Admission& admission, uint64_t order, Stream stream, PeerAddress from, std::string source)
         : admission_(admission),
+          use_(std::move(stream.use)),
           socket_(admission.reactor_, stream.socket.Release()),
           maxWriteBytes_(stream.maxWriteBytes),
           order_(order),
@@ -76,6 +77,7 @@ public:
     {
         asio::error_code ignored;
         socket_.close(ignored);
+        use_.reset();
     }
 
     SteadyTime Deadline() const { return deadline_; }
@@ -139,12 +141,13 @@ private:
             admission_.Refuse(self, "its proof is wrong: a stranger, or its link key is another");
             return;
         }
-        Stream stream{UniqueFd(socket_.release()), maxWriteBytes_};
+        Stream stream{UniqueFd(socket_.release()), maxWriteBytes_, std::move(use_)};
         admission_.Forget(self);
         admission_.proven_(std::move(stream), std::string(message), from_);
     }
 
     Admission& admission_;
+    std::shared_ptr<void> use_;  // before socket_, which is closed first
     asio::posix::stream_descriptor socket_;
     const size_t maxWriteBytes_;
     const SteadyTime deadline_ = Clock::System().Now() + admission_.limits_.time;

@@ -41,6 +41,7 @@ Link::Link(asio::io_context& reactor, Stream stream, Role role, const Setup& set
       queue_(setup.maxQueuedBytes),
       tls_(setup.tls),
       preamble_(setup.preamble),
+      use_(std::move(stream.use)),
       socket_(reactor, stream.socket.Release()),
       maxWriteBytes_(stream.maxWriteBytes),
       deadline_(reactor),

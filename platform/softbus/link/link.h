@@ -137,6 +137,7 @@ private:
     const std::shared_ptr<const Trust::Preamble> preamble_;
 
     // Used on the reactor thread only.
+    std::shared_ptr<void> use_;  // before socket_, which is closed first
     asio::posix::stream_descriptor socket_;
     const size_t maxWriteBytes_;
     asio::steady_timer deadline_;

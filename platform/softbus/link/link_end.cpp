@@ -144,6 +144,7 @@ void Link::Release()
     Established();
     asio::error_code ignored;
     socket_.close(ignored);
+    use_.reset();
     ssl_.reset();
     writing_ = {};
     unread_ = {};

@@ -34,6 +34,7 @@ struct PeerAddress {
 struct Stream {
     UniqueFd socket{};
     size_t maxWriteBytes = std::numeric_limits<size_t>::max();  // the most that the kernel takes in one call
+    std::shared_ptr<void> use{};  // destroyed once the stream is closed: by it, a transport counts its streams
 };
 
 // How many connections of others may be between accept and proof at a time, and how long (link/admission.h).
