@@ -65,7 +65,7 @@ Result<BluetoothAddress> ParseBluetoothAddress(const std::string& text)
     return BluetoothAddress{*bytes, type == "random", *psm};
 }
 
-std::string ToText(const BluetoothAddress& address)
+std::string DeviceOf(const BluetoothAddress& address)
 {
     std::string text;
     for (const uint8_t byte : address.bytes) {
@@ -73,7 +73,12 @@ std::string ToText(const BluetoothAddress& address)
         std::snprintf(digits.data(), digits.size(), text.empty() ? "%02X" : ":%02X", unsigned{byte});
         text += digits.data();
     }
-    return text + (address.isRandom ? "/random/" : "/public/") + std::to_string(address.psm);
+    return text + (address.isRandom ? "/random" : "/public");
+}
+
+std::string ToText(const BluetoothAddress& address)
+{
+    return DeviceOf(address) + "/" + std::to_string(address.psm);
 }
 
 std::vector<uint8_t> EncodeServiceData(const BluetoothServiceData& data)

@@ -28,6 +28,8 @@ struct BluetoothAddress {
 // The error names what is wrong and what is allowed.
 Result<BluetoothAddress> ParseBluetoothAddress(const std::string& text);
 std::string ToText(const BluetoothAddress& address);
+// The device alone: "AA:BB:CC:DD:EE:FF/random".
+std::string DeviceOf(const BluetoothAddress& address);
 
 // The UUID of the service data that devices advertise.
 inline constexpr const char* BLUETOOTH_SERVICE_UUID = "328ec68a-93d3-4df2-9135-c8cacf5130a5";

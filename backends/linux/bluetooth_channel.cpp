@@ -5,6 +5,8 @@
 #include <chrono>
 #include <map>
 #include <optional>
+#include <set>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -26,6 +28,13 @@ constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Bluetooth"}
 constexpr milliseconds SHORTEST_PAUSE{1};
 constexpr milliseconds FIRST_RETRY{1000};
 constexpr milliseconds LONGEST_RETRY{60'000};
+// How long a radio link outlives its last use. A request and the wake before it share one.
+constexpr milliseconds RADIO_LINK_LINGER{5000};
+// BlueZ reports a refused Disconnect within this time, and success only seconds later, which is not awaited.
+constexpr milliseconds DISCONNECT_WAIT{100};
+// Limits at the end of the channel, which come on top of BLUEZ_END_LIMIT.
+constexpr milliseconds LIST_WAIT_AT_END{200};
+constexpr milliseconds DISCONNECT_WAIT_AT_END{10};
 // Stands for an unknown address. The transport takes it for any adapter.
 constexpr const char* ANY_ADDRESS = "00:00:00:00:00:00";
 
@@ -78,6 +87,7 @@ private:
     class Seeking;
 
     void SeekEnded();
+    void OnUnused();
     void Subscribe();
     // These run on strand_ only.
     void OnService(bool isThere);
@@ -90,6 +100,10 @@ private:
     void Update();
     void UpdateState(const Result<void>& done);
     BluetoothState StateOfAdapters(const Result<void>& done) const;
+    // Ends radio links that this device opened and has not used for RADIO_LINK_LINGER.
+    void UpdateRadioLinks();
+    void EndRadioLinks(const std::set<std::string>& devices);
+    void EndRadioLink(const std::string& path);
     void WaitForScanner(milliseconds shortest);
     void RetryLater();
     static Tasks::Timer CallAfter(milliseconds pause, const std::weak_ptr<Activity>& weak, Tasks::Timers& timers,
@@ -116,6 +130,8 @@ private:
     milliseconds pause_{0};
     Tasks::Timer retry_;
     Tasks::Timer scanTimer_;
+    std::map<std::string, SteadyTime> lingering_;  // devices (DeviceOf), and when their radio links are due to end
+    Tasks::Timer lingerTimer_;
     bool isRetrying_ = false;
 
     Tasks::Strand strand_;  // own synchronisation
@@ -126,6 +142,12 @@ void Activity::Start(const std::string& token)
 {
     Announce(token);
     Subscribe();
+    shared_->SetOnUnused([weak = weak_from_this()] {
+        if (const auto self = weak.lock()) {
+            self->OnUnused();
+        }
+    });
+    OnUnused();  // uses may have ended while there was no channel
 }
 
 void Activity::Subscribe()
@@ -188,6 +210,13 @@ void Activity::SeekEnded()
 {
     if (--seekings_ == 0 && !strand_.Post([self = shared_from_this()] { self->Update(); })) {
         CallAfter(FIRST_RETRY, weak_from_this(), timers_, &Activity::Update).Detach();
+    }
+}
+
+void Activity::OnUnused()
+{
+    if (!strand_.Post([self = shared_from_this()] { self->UpdateRadioLinks(); })) {
+        CallAfter(FIRST_RETRY, weak_from_this(), timers_, &Activity::UpdateRadioLinks).Detach();
     }
 }
 
@@ -342,6 +371,73 @@ BluetoothState Activity::StateOfAdapters(const Result<void>& done) const
     return {{true, "Bluetooth announces this device on " + NameOf(adapter->first)}, ""};
 }
 
+void Activity::UpdateRadioLinks()
+{
+    if (bluez_.IsStopped()) {
+        return;
+    }
+    const SteadyTime now = timers_.Now();
+    for (const std::string& device : shared_->TakeUnused()) {
+        lingering_[device] = now + RADIO_LINK_LINGER;
+    }
+    std::set<std::string> due;
+    std::optional<SteadyTime> next;
+    for (auto entry = lingering_.begin(); entry != lingering_.end();) {
+        if (entry->second <= now) {
+            due.insert(entry->first);
+            entry = lingering_.erase(entry);
+        } else {
+            next = std::min(next.value_or(entry->second), entry->second);
+            ++entry;
+        }
+    }
+    EndRadioLinks(due);
+    lingerTimer_.Cancel();
+    if (next) {
+        const auto pause = std::chrono::ceil<milliseconds>(*next - timers_.Now());
+        lingerTimer_ =
+            CallAfter(std::max(pause, SHORTEST_PAUSE), weak_from_this(), timers_, &Activity::UpdateRadioLinks);
+    }
+}
+
+// Leaves out a device that is used again, and one that is paired: its links are the user's own.
+void Activity::EndRadioLinks(const std::set<std::string>& devices)
+{
+    const auto adapter = ChooseAdapter();
+    const auto isUsed = [this](const std::string& device) { return shared_->IsUsed(device); };
+    if (adapter == adapters_.end() || std::all_of(devices.begin(), devices.end(), isUsed)) {
+        return;
+    }
+    const milliseconds limit = bluez_.IsStopped() ? LIST_WAIT_AT_END : BLUEZ_CALL_LIMIT;
+    const Result<BluezObjects> objects = bus_->Call<BluezObjects>(BLUEZ_OBJECTS, "GetManagedObjects", limit);
+    if (!objects) {
+        QuviewDFX::LogInfo(LABEL, "radio links are left: %{public}s", BusErrorName(objects.error()));
+        return;
+    }
+    for (const auto& [path, interfaces] : *objects) {
+        const auto found = interfaces.find(BLUEZ_DEVICE);
+        if (found == interfaces.end() || !path.starts_with(adapter->first + "/")) {
+            continue;
+        }
+        const PropertyMap& properties = found->second;
+        const std::string device =
+            ValueIn<std::string>(properties, "Address") + "/" + ValueIn<std::string>(properties, "AddressType");
+        if (devices.contains(device) && !isUsed(device) && ValueIn<bool>(properties, "Connected") &&
+            !ValueIn<bool>(properties, "Paired")) {
+            EndRadioLink(path);
+        }
+    }
+}
+
+void Activity::EndRadioLink(const std::string& path)
+{
+    const milliseconds limit = bluez_.IsStopped() ? DISCONNECT_WAIT_AT_END : DISCONNECT_WAIT;
+    const Result<void> ended = bus_->Call({BLUEZ, path, BLUEZ_DEVICE}, "Disconnect", limit);
+    if (!ended && !IsNoAnswer(ended.error())) {
+        QuviewDFX::LogInfo(LABEL, "a radio link is left: %{public}s", BusErrorName(ended.error()));
+    }
+}
+
 void Activity::WaitForScanner(milliseconds shortest)
 {
     scanTimer_.Cancel();
@@ -384,13 +480,20 @@ void Activity::Stop()
 {
     bluez_.Stop();
     isReady_ = false;
+    shared_->SetOnUnused(nullptr);
     subscriptions_.clear();
     const auto end = [this] {
         isThere_ = false;
         retry_.Cancel();
         scanTimer_.Cancel();
+        lingerTimer_.Cancel();
         advertiser_.Withdraw();
         scanner_.End();
+        std::set<std::string> unused = shared_->TakeUnused();
+        for (const auto& [device, due] : lingering_) {
+            unused.insert(device);
+        }
+        EndRadioLinks(unused);
     };
     const bool isPosted = strand_.Post(end);
     strand_.Drain();

@@ -1,8 +1,13 @@
 // BluetoothShared: the values that the Bluetooth transport and the Bluetooth channel of one device share, and the state
-// of Bluetooth on that device. Any thread may use it. No call blocks. Made in bluetooth.cpp.
+// of Bluetooth on that device. It also counts the connections with each other device, so that the channel ends radio
+// links that are no longer used. Any thread may use it. No call blocks. Made in bluetooth.cpp.
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <set>
 #include <string>
 #include <utility>
 
@@ -21,7 +26,7 @@ struct BluetoothState {
     bool operator==(const BluetoothState&) const = default;
 };
 
-class BluetoothShared : public NoCopyable {
+class BluetoothShared : public std::enable_shared_from_this<BluetoothShared>, public NoCopyable {
 public:
     // The transport sets the channel number that it listens on; 0: it does not listen.
     void SetPsm(uint16_t psm) EXCLUDES(mutex_)
@@ -56,12 +61,72 @@ public:
         return state_;
     }
 
+    enum class OpenedBy { THIS_DEVICE, OTHER };
+
+    // Counts a connection with another device (DeviceOf), or an attempt, until the result is destroyed. Any thread may
+    // destroy it.
+    std::shared_ptr<void> AddUse(const std::string& device, OpenedBy openedBy) EXCLUDES(mutex_)
+    {
+        const MutexLock lock(mutex_);
+        Uses& uses = uses_[device];
+        ++uses.count;
+        uses.isOpener = uses.isOpener || openedBy == OpenedBy::THIS_DEVICE;
+        unused_.erase(device);
+        return {this, [self = shared_from_this(), device](void*) { self->EndUse(device); }};
+    }
+    bool IsUsed(const std::string& device) const EXCLUDES(mutex_)
+    {
+        const MutexLock lock(mutex_);
+        return uses_.contains(device);
+    }
+    // Returns the devices that this device opened a connection to and whose last use has ended since the call before.
+    std::set<std::string> TakeUnused() EXCLUDES(mutex_)
+    {
+        const MutexLock lock(mutex_);
+        return std::exchange(unused_, {});
+    }
+    // The channel sets what is called when TakeUnused has news: on the thread that ended the use, under no lock, and
+    // possibly once more after it was replaced.
+    void SetOnUnused(std::function<void()> onUnused) EXCLUDES(mutex_)
+    {
+        const MutexLock lock(mutex_);
+        onUnused_ = std::move(onUnused);
+    }
+
 private:
+    struct Uses {
+        int count = 0;
+        bool isOpener = false;  // this device opened one of them
+    };
+
+    void EndUse(const std::string& device) EXCLUDES(mutex_)
+    {
+        MutexLock lock(mutex_);
+        const auto uses = uses_.find(device);
+        if (--uses->second.count > 0) {
+            return;
+        }
+        const bool isOpener = uses->second.isOpener;
+        uses_.erase(uses);
+        if (!isOpener) {
+            return;  // the other device ends the radio link
+        }
+        unused_.insert(device);
+        const auto onUnused = onUnused_;
+        lock.Unlock();
+        if (onUnused) {
+            onUnused();
+        }
+    }
+
     mutable Mutex mutex_;
     uint16_t psm_ GUARDED_BY(mutex_) = 0;
     BluetoothAddress adapter_ GUARDED_BY(mutex_);
     BluetoothState state_ GUARDED_BY(mutex_){{false, "Bluetooth is not used before this device is enrolled"},
                                              "distnetctl account --help"};
+    std::map<std::string, Uses> uses_ GUARDED_BY(mutex_);  // by device; no count is 0
+    std::set<std::string> unused_ GUARDED_BY(mutex_);
+    std::function<void()> onUnused_ GUARDED_BY(mutex_);
 };
 
 }  // namespace Vexo::Linux

@@ -51,11 +51,15 @@ public:
     {
     }
 
-    void Start(asio::io_context& reactor, const BluetoothAddress& adapter, std::chrono::milliseconds limit,
+    void Start(asio::io_context& reactor, BluetoothShared& shared, std::chrono::milliseconds limit,
                Transport::Connected done)
     {
         done_ = std::move(done);
-        adapter_ = adapter;
+        adapter_ = shared.Adapter();
+        if (const Result<BluetoothAddress> to = ParseBluetoothAddress(address_)) {
+            // An attempt that fails may leave a radio link too.
+            use_ = shared.AddUse(DeviceOf(*to), BluetoothShared::OpenedBy::THIS_DEVICE);
+        }
         if (Result<void> begun = Begin(); !begun) {
             asio::post(reactor, [self = shared_from_this(), why = begun.error()] { self->Finish(Failure(why)); });
             return;
@@ -78,6 +82,7 @@ public:
         others_.clear();
         asio::error_code ignored;
         socket_.close(ignored);
+        use_.reset();
     }
 
 private:
@@ -129,7 +134,7 @@ private:
         } else if (unit < 0) {
             Finish(FailureOf(address_, -unit));
         } else {
-            Finish(Stream{UniqueFd(socket_.release()), static_cast<size_t>(unit)});
+            Finish(Stream{UniqueFd(socket_.release()), static_cast<size_t>(unit), std::move(use_)});
         }
     }
 
@@ -165,6 +170,7 @@ private:
     asio::steady_timer limit_;
     asio::steady_timer pause_;  // before it is repeated
     BluetoothAddress adapter_;
+    std::shared_ptr<void> use_;
     int refusals_ = 0;
     std::vector<UniqueFd> others_;  // take the numbers that are refused
     Transport::Connected done_;
@@ -260,7 +266,9 @@ void BluetoothTransport::OnAccepted(UniqueFd socket, const BluetoothAddress& fro
     }
     // One link that fails must not end accepting.
     QuviewDFX::RunGuarded(LABEL, "accepting", [&] {
-        accepted_(Stream{std::move(socket), static_cast<size_t>(unit)}, ToText(from));
+        accepted_(Stream{std::move(socket), static_cast<size_t>(unit),
+                         shared_->AddUse(DeviceOf(from), BluetoothShared::OpenedBy::OTHER)},
+                  ToText(from));
     });
 }
 
@@ -278,7 +286,7 @@ std::shared_ptr<void> BluetoothTransport::Connect(const std::string& address, st
     }
     const auto attempt = std::make_shared<Attempt>(reactor_, sockets_, address);
     attempts_.insert(attempt);
-    attempt->Start(reactor_, shared_->Adapter(), limit,
+    attempt->Start(reactor_, *shared_, limit,
                    [this, self = shared_from_this(), weak = std::weak_ptr(attempt),
                     done = std::move(done)](Result<Stream> stream) {
                        attempts_.erase(weak.lock());

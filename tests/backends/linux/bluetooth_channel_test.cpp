@@ -21,6 +21,7 @@ using testing::IsEmpty;
 using testing::Pair;
 using Texts = std::vector<std::string>;
 using Bytes = std::vector<uint8_t>;
+using OpenedBy = BluetoothShared::OpenedBy;
 
 const BusObject TEST_CONTROL{"org.bluez", "/", "net.distnet.Test"};
 const std::string UUID(BLUETOOTH_SERVICE_UUID);
@@ -91,6 +92,23 @@ protected:
         const bool does = Eventually([&] { return Advertised() == expected; });
         EXPECT_TRUE(does) << shared->State().presence.reason;
         return does;
+    }
+    // Opens a radio link to a device as a connection does, and returns the use of it.
+    std::shared_ptr<void> Use(const std::string& address, bool isPaired = false)
+    {
+        Do("Appear", address, UUID, DataOf(1, 0x80, "oursPHON"));
+        Do("Connect", address, isPaired);
+        return shared->AddUse(address + "/random", OpenedBy::THIS_DEVICE);
+    }
+    Texts Connected()
+    {
+        return machine.Bus().Call<Texts>(TEST_CONTROL, "Connected", BUS_CALL_LIMIT).value_or(Texts{"?"});
+    }
+    // Returns when the channel has done all its work until now.
+    void Settle(const std::string& token)
+    {
+        channel->Announce(token);
+        ASSERT_TRUE(Advertises({token}));
     }
     int Scans() { return machine.Bus().Call<int>(TEST_CONTROL, "Scans", BUS_CALL_LIMIT).value_or(-1); }
     bool StateIs(const std::string& text)
@@ -229,6 +247,50 @@ TEST_F(BluetoothChannelTest, HearsDevicesOfTheAccountWhileSomebodySeeksAndNoStra
     EXPECT_EQ(Scans(), 0);
     channel.reset();
     seeking.reset();  // nothing is left to end
+}
+
+TEST_F(BluetoothChannelTest, EndsARadioLinkFiveSecondsAfterItsLastUse)
+{
+    const std::string paired("40:00:00:00:00:01");
+    const std::string usedAgain("40:00:00:00:00:02");
+    const std::string accepted("40:00:00:00:00:03");
+    StartChannel();
+    Settle("oursBBBB");
+    auto use = Use(PHONE);
+    auto secondUse = shared->AddUse(PHONE + "/random", OpenedBy::OTHER);
+    auto others = std::vector{Use(paired, true), Use(usedAgain)};
+    Do("Appear", accepted, UUID, DataOf(1, 0x80, "oursPHON"));
+    Do("Connect", accepted, false);
+    shared->AddUse(accepted + "/random", OpenedBy::OTHER).reset();
+    use.reset();
+    Settle("oursCCCC");
+    timers.Advance(10s);
+    secondUse.reset();
+    others.clear();
+    Settle("oursDDDD");
+    timers.Advance(4999ms);
+    Settle("oursEEEE");
+    EXPECT_THAT(Connected(), ElementsAre(paired, usedAgain, accepted, PHONE));
+    others.push_back(Use(usedAgain));
+    timers.Advance(1ms);
+    ASSERT_TRUE(Eventually([&] { return Connected() == Texts{paired, usedAgain, accepted}; }));
+
+    others.clear();
+    Settle("oursFFFF");
+    timers.Advance(5s);
+    ASSERT_TRUE(Eventually([&] { return Connected() == Texts{paired, accepted}; }));
+}
+
+TEST_F(BluetoothChannelTest, EndsUnusedRadioLinksAtOnceWhenItEnds)
+{
+    const std::string stillUsed("40:00:00:00:00:01");
+    StartChannel();
+    Settle("oursBBBB");
+    auto use = Use(PHONE);
+    const auto other = Use(stillUsed);
+    use.reset();
+    channel->Withdraw();
+    EXPECT_TRUE(Eventually([&] { return Connected() == Texts{stillUsed}; })) << "its link ends by itself";
 }
 
 }  // namespace

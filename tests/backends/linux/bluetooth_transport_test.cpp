@@ -51,6 +51,7 @@ using std::chrono::milliseconds;
 using testing::HasSubstr;
 
 constexpr const char* SOMEBODY = "02:11:22:33:44:55/random/129";
+constexpr const char* DEVICE_OF_SOMEBODY = "02:11:22:33:44:55/random";
 
 class FakeSockets final : public L2capSockets {
 public:
@@ -247,6 +248,33 @@ TEST_F(BluetoothTransportTest, EachConnectEndsByAnAnswerARefusalOrItsLimit)
     reactor.run_for(milliseconds(50));
 }
 
+TEST_F(BluetoothTransportTest, CountsAnAttemptAndItsStreamAsOneUseOfTheDevice)
+{
+    sockets.isSilent = true;
+    std::optional<SoftBus::Stream> stream;
+    const auto connect = [&] {
+        return transport->Connect("02:11:22:33:44:55/random/200", connectLimit, [&](Result<SoftBus::Stream> made) {
+            ASSERT_TRUE(made);
+            stream = std::move(*made);
+        });
+    };
+    auto cancelled = connect();
+    EXPECT_TRUE(shared->IsUsed(DEVICE_OF_SOMEBODY));
+    cancelled.reset();
+    EXPECT_FALSE(shared->IsUsed(DEVICE_OF_SOMEBODY));
+    EXPECT_THAT(shared->TakeUnused(), testing::ElementsAre(DEVICE_OF_SOMEBODY));
+
+    const auto attempt = connect();
+    sockets.Answer();
+    RunUntil([&] { return stream.has_value(); });
+    EXPECT_TRUE(shared->IsUsed(DEVICE_OF_SOMEBODY));
+    EXPECT_THAT(shared->TakeUnused(), testing::IsEmpty());
+    stream.reset();
+    EXPECT_FALSE(shared->IsUsed(DEVICE_OF_SOMEBODY));
+    EXPECT_THAT(Connect(SOMEBODY), HasSubstr("does not answer"));
+    EXPECT_FALSE(shared->IsUsed(DEVICE_OF_SOMEBODY));
+}
+
 TEST_F(BluetoothTransportTest, AcceptingAndConnectingGoOnAfterErrors)
 {
     std::string from;
@@ -304,7 +332,8 @@ TEST(BluetoothSession, CarriesBytesInPiecesThatTheKernelTakes)
         }};
         return options;
     };
-    SoftBus::SoftBusOptions options = over(std::make_shared<BluetoothShared>());
+    const auto laptopShared = std::make_shared<BluetoothShared>();
+    SoftBus::SoftBusOptions options = over(laptopShared);
     options.channels = {[&](const std::string&) {
         return std::make_unique<SoughtChannel>([&] {
             const auto tokens = Trust::AnnouncementTokens::Make(*phoneIdentity.linkKeys, "bluetooth");
@@ -334,6 +363,11 @@ TEST(BluetoothSession, CarriesBytesInPiecesThatTheKernelTakes)
     ASSERT_EQ(laptop->SendBytes(id, bytes.data(), static_cast<unsigned>(bytes.size())), 0);
     EXPECT_EQ(atPhone.WaitFor(Kind::BYTES).bytes, bytes);
     EXPECT_GE(sends - before, static_cast<int>(bytes.size() / UNIT)) << "over the sockets of this test";
+    EXPECT_TRUE(laptopShared->IsUsed(DEVICE_OF_SOMEBODY)) << "until the session closes";
+    EXPECT_TRUE(phoneShared->IsUsed("02:01:02:03:04:05/public"));
+    laptop->CloseSession(id);
+    EXPECT_TRUE(SoftBus::Tests::Eventually([&] { return !laptopShared->IsUsed(DEVICE_OF_SOMEBODY); }));
+    EXPECT_TRUE(SoftBus::Tests::Eventually([&] { return !phoneShared->IsUsed("02:01:02:03:04:05/public"); }));
     phone->Stop();
     laptop->Stop();
 }

@@ -88,6 +88,12 @@ def _unregister(_adapter, path):
         _fail("DoesNotExist")
 
 
+def _disconnect(device):
+    if not device.props[bluez5.DEVICE_IFACE]["Connected"]:
+        _fail("NotConnected")
+    device.UpdateProperties(bluez5.DEVICE_IFACE, {"Connected": dbus.Boolean(False, variant_level=1)})
+
+
 @dbus.service.method(TEST, in_signature="s")
 def PlugIn(self, name):
     _add(self, name)
@@ -141,9 +147,12 @@ def Appear(self, address, uuid, data):
         "Address": dbus.String(address, variant_level=1),
         "AddressType": dbus.String("random", variant_level=1),
         "RSSI": dbus.Int16(-50, variant_level=1),
+        "Connected": dbus.Boolean(False, variant_level=1),
+        "Paired": dbus.Boolean(False, variant_level=1),
         "ServiceData": service_data,
     }
     self.AddObject(path, bluez5.DEVICE_IFACE, properties, [])
+    mockobject.objects[path].AddMethods(bluez5.DEVICE_IFACE, [("Disconnect", "", "", _disconnect)])
     mockobject.objects["/"].EmitSignal(OBJECT_MANAGER_IFACE, "InterfacesAdded", "oa{sa{sv}}",
                                        [dbus.ObjectPath(path), {bluez5.DEVICE_IFACE: properties}])
 
@@ -160,3 +169,16 @@ def Vanish(self, address):
     self.RemoveObject(path)
     mockobject.objects["/"].EmitSignal(OBJECT_MANAGER_IFACE, "InterfacesRemoved", "oas",
                                        [dbus.ObjectPath(path), [bluez5.DEVICE_IFACE]])
+
+
+@dbus.service.method(TEST, in_signature="sb")
+def Connect(_self, address, is_paired):
+    mockobject.objects["/org/bluez/hci0/dev_" + address.replace(":", "_")].UpdateProperties(bluez5.DEVICE_IFACE, {
+        "Connected": dbus.Boolean(True, variant_level=1), "Paired": dbus.Boolean(is_paired, variant_level=1)})
+
+
+@dbus.service.method(TEST, out_signature="as")
+def Connected(_self):
+    devices = [each.props[bluez5.DEVICE_IFACE] for each in mockobject.objects.values()
+               if bluez5.DEVICE_IFACE in each.props]
+    return sorted(str(device["Address"]) for device in devices if device["Connected"])
