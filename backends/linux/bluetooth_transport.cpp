@@ -94,15 +94,15 @@ private:
         }
         others_.clear();
         for (int i = 0; i < refusals_; ++i) {
-            UniqueFd other(sockets_.Open(adapter_));
-            if (other) {
-                static_cast<void>(sockets_.Connect(other.Get(), *to));
-                others_.push_back(std::move(other));
-            }
+            others_.emplace_back(sockets_.Open(adapter_));
         }
         UniqueFd socket(sockets_.Open(adapter_));
         if (!socket) {
             return FailureOf(address_, -socket.Get());
+        }
+        // In one go: a number is free again once its channel has been refused.
+        for (const UniqueFd& other : others_) {
+            static_cast<void>(sockets_.Connect(other.Get(), *to));
         }
         if (const int result = sockets_.Connect(socket.Get(), *to); result < 0 && result != -EINPROGRESS) {
             return FailureOf(address_, -result);
