@@ -1,11 +1,12 @@
 #include "backends/linux/bluetooth_transport.h"
 
+#include <poll.h>
+
 #include <asio/post.hpp>
 #include <cerrno>
 #include <cstring>
 #include <optional>
 #include <utility>
-#include <vector>
 
 #include "platform/dfx/guard.h"
 #include "platform/dfx/log.h"
@@ -21,12 +22,11 @@ constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Bluetooth"}
 // The pause when no descriptor is free. The connection stays in the kernel's queue, so a retry at once would spin.
 constexpr std::chrono::milliseconds ACCEPT_PAUSE{100};
 
-// BlueZ opens channels of its own on both sides of a new radio link. Where two of them carry the same identifier,
-// kernel 6.1 takes one for the other: the number of a closed channel stays taken at the peer for up to 40 s, and a new
-// channel with this number is refused. A kernel gives each new channel the lowest free number. So a refused connect is
-// repeated, and as many others are begun just before it: these get the numbers that are refused.
-constexpr std::chrono::milliseconds REFUSED_PAUSE{100};
-constexpr int MAX_REFUSALS = 6;
+// The wake of a device is soon followed by a session with it, over a second channel. That channel is opened at once,
+// because some hundred milliseconds later BlueZ opens channels of its own on both sides of a new radio link: where two
+// of them carry the same identifier, kernel 6.1 takes one for the other, and for up to 40 s refuses the next new
+// channel. A spare channel is closed before the peer misses the proof on it.
+constexpr std::chrono::milliseconds SPARE_TIME{4000};
 
 Failure FailureOf(const std::string& what, int number)
 {
@@ -47,7 +47,7 @@ Failure ListenFailure(int number)
 class BluetoothTransport::Attempt : public std::enable_shared_from_this<Attempt> {
 public:
     Attempt(asio::io_context& reactor, L2capSockets& sockets, std::string address)
-        : address_(std::move(address)), sockets_(sockets), socket_(reactor), limit_(reactor), pause_(reactor)
+        : address_(std::move(address)), sockets_(sockets), socket_(reactor), limit_(reactor)
     {
     }
 
@@ -55,54 +55,55 @@ public:
                Transport::Connected done)
     {
         done_ = std::move(done);
-        adapter_ = shared.Adapter();
         if (const Result<BluetoothAddress> to = ParseBluetoothAddress(address_)) {
             // An attempt that fails may leave a radio link too.
             use_ = shared.AddUse(DeviceOf(*to), BluetoothShared::OpenedBy::THIS_DEVICE);
         }
-        if (Result<void> begun = Begin(); !begun) {
+        if (Result<void> begun = Begin(shared.Adapter()); !begun) {
             asio::post(reactor, [self = shared_from_this(), why = begun.error()] { self->Finish(Failure(why)); });
             return;
         }
         limit_.expires_after(limit);
         limit_.async_wait([self = shared_from_this()](const asio::error_code& error) {
             if (!error) {
-                self->Finish(self->refusals_ > 0 ? FailureOf(self->address_, ECONNREFUSED)
-                                                 : Fail(ErrorCode::TIMED_OUT, self->address_ + " does not answer"));
+                self->Finish(Fail(ErrorCode::TIMED_OUT, self->address_ + " does not answer"));
             }
         });
-        AwaitWritable();
+        socket_.async_wait(asio::posix::stream_descriptor::wait_write,
+                           [self = shared_from_this()](const asio::error_code& error) {
+                               if (!error && self->done_) {
+                                   self->OnWritable();
+                               }
+                           });
+    }
+
+    // As Start, with a channel that is open already.
+    void StartWith(asio::io_context& reactor, Stream stream, Transport::Connected done)
+    {
+        done_ = std::move(done);
+        const auto open = std::make_shared<Stream>(std::move(stream));
+        asio::post(reactor, [self = shared_from_this(), open] { self->Finish(std::move(*open)); });
     }
 
     void Cancel()
     {
         done_ = nullptr;
         limit_.cancel();
-        pause_.cancel();
-        others_.clear();
         asio::error_code ignored;
         socket_.close(ignored);
         use_.reset();
     }
 
 private:
-    [[nodiscard]] Result<void> Begin()
+    [[nodiscard]] Result<void> Begin(const BluetoothAddress& adapter)
     {
         const Result<BluetoothAddress> to = ParseBluetoothAddress(address_);
         if (!to) {
             return Failure(to.error());
         }
-        others_.clear();
-        for (int i = 0; i < refusals_; ++i) {
-            others_.emplace_back(sockets_.Open(adapter_));
-        }
-        UniqueFd socket(sockets_.Open(adapter_));
+        UniqueFd socket(sockets_.Open(adapter));
         if (!socket) {
             return FailureOf(address_, -socket.Get());
-        }
-        // In one go: a number is free again once its channel has been refused.
-        for (const UniqueFd& other : others_) {
-            static_cast<void>(sockets_.Connect(other.Get(), *to));
         }
         if (const int result = sockets_.Connect(socket.Get(), *to); result < 0 && result != -EINPROGRESS) {
             return FailureOf(address_, -result);
@@ -116,43 +117,14 @@ private:
         return {};
     }
 
-    void AwaitWritable()
-    {
-        socket_.async_wait(asio::posix::stream_descriptor::wait_write,
-                           [self = shared_from_this()](const asio::error_code& error) {
-                               if (!error && self->done_) {
-                                   self->OnWritable();
-                               }
-                           });
-    }
-
     void OnWritable()
     {
         const int unit = sockets_.SendUnit(socket_.native_handle());
-        if (unit == -ECONNREFUSED && ++refusals_ < MAX_REFUSALS) {
-            RepeatLater();
-        } else if (unit < 0) {
+        if (unit < 0) {
             Finish(FailureOf(address_, -unit));
         } else {
             Finish(Stream{UniqueFd(socket_.release()), static_cast<size_t>(unit), std::move(use_)});
         }
-    }
-
-    void RepeatLater()
-    {
-        asio::error_code ignored;
-        socket_.close(ignored);
-        pause_.expires_after(REFUSED_PAUSE);
-        pause_.async_wait([self = shared_from_this()](const asio::error_code& error) {
-            if (error || !self->done_) {
-                return;
-            }
-            if (Result<void> begun = self->Begin(); !begun) {
-                self->Finish(Failure(begun.error()));
-            } else {
-                self->AwaitWritable();
-            }
-        });
     }
 
     void Finish(Result<Stream> result)
@@ -168,11 +140,7 @@ private:
     L2capSockets& sockets_;
     asio::posix::stream_descriptor socket_;
     asio::steady_timer limit_;
-    asio::steady_timer pause_;  // before it is repeated
-    BluetoothAddress adapter_;
     std::shared_ptr<void> use_;
-    int refusals_ = 0;
-    std::vector<UniqueFd> others_;  // take the numbers that are refused
     Transport::Connected done_;
 };
 
@@ -286,16 +254,59 @@ std::shared_ptr<void> BluetoothTransport::Connect(const std::string& address, st
     }
     const auto attempt = std::make_shared<Attempt>(reactor_, sockets_, address);
     attempts_.insert(attempt);
-    attempt->Start(reactor_, *shared_, limit,
-                   [this, self = shared_from_this(), weak = std::weak_ptr(attempt),
-                    done = std::move(done)](Result<Stream> stream) {
-                       attempts_.erase(weak.lock());
-                       done(std::move(stream));
-                   });
+    const Result<BluetoothAddress> to = ParseBluetoothAddress(address);
+    const bool isFirst = to && !shared_->IsUsed(DeviceOf(*to));
+    auto ended = [this, self = shared_from_this(), weak = std::weak_ptr(attempt), done = std::move(done), address,
+                  isFirst](Result<Stream> stream) {
+        attempts_.erase(weak.lock());
+        if (stream && isFirst) {
+            OpenSpare(address);
+        }
+        done(std::move(stream));
+    };
+    if (std::optional<Stream> spare = TakeSpare(address)) {
+        attempt->StartWith(reactor_, std::move(*spare), std::move(ended));
+    } else {
+        attempt->Start(reactor_, *shared_, limit, std::move(ended));
+    }
     return {attempt.get(), [self = shared_from_this(), attempt](void*) {
                 attempt->Cancel();
                 self->attempts_.erase(attempt);
             }};
+}
+
+void BluetoothTransport::OpenSpare(const std::string& address)
+{
+    const auto attempt = std::make_shared<Attempt>(reactor_, sockets_, address);
+    attempts_.insert(attempt);
+    attempt->Start(reactor_, *shared_, SPARE_TIME,
+                   [this, self = shared_from_this(), weak = std::weak_ptr(attempt), address](Result<Stream> stream) {
+                       attempts_.erase(weak.lock());
+                       if (!stream) {
+                           return;
+                       }
+                       const auto timer = std::make_shared<asio::steady_timer>(reactor_, SPARE_TIME);
+                       spares_.insert_or_assign(address, Spare{std::move(stream.value()), timer});
+                       timer->async_wait([this, self, address, timer](const asio::error_code& error) {
+                           if (!error) {
+                               spares_.erase(address);
+                           }
+                       });
+                   });
+}
+
+std::optional<Stream> BluetoothTransport::TakeSpare(const std::string& address)
+{
+    auto spare = spares_.extract(address);
+    if (spare.empty()) {
+        return std::nullopt;
+    }
+    spare.mapped().expiry->cancel();
+    pollfd closed{spare.mapped().stream.socket.Get(), POLLRDHUP, 0};
+    if (::poll(&closed, 1, 0) != 0) {
+        return std::nullopt;  // the peer has closed it
+    }
+    return std::move(spare.mapped().stream);
 }
 
 void BluetoothTransport::Stop()
@@ -310,6 +321,9 @@ void BluetoothTransport::Stop()
         attempt->Cancel();
     }
     attempts_.clear();
+    for (const auto& [address, spare] : std::exchange(spares_, {})) {
+        spare.expiry->cancel();
+    }
 }
 
 }  // namespace Vexo::Linux

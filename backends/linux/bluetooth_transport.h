@@ -7,7 +7,9 @@
 #include <asio/posix/stream_descriptor.hpp>
 #include <asio/steady_timer.hpp>
 #include <chrono>
+#include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 #include <utility>
@@ -49,11 +51,18 @@ public:
 
 private:
     class Attempt;
+    // A channel that is open and not used yet.
+    struct Spare {
+        SoftBus::Stream stream;
+        std::shared_ptr<asio::steady_timer> expiry;
+    };
 
     // Returns a listening socket, and the number it is bound to.
     Result<std::pair<UniqueFd, uint16_t>> Bind();
     void AcceptNext();
     void AcceptAll();
+    void OpenSpare(const std::string& address);
+    std::optional<SoftBus::Stream> TakeSpare(const std::string& address);
     void OnAccepted(UniqueFd socket, const BluetoothAddress& from);
 
     asio::io_context& reactor_;
@@ -63,6 +72,7 @@ private:
     asio::steady_timer acceptPause_;
     Accepted accepted_;
     std::set<std::shared_ptr<Attempt>> attempts_;
+    std::map<std::string, Spare> spares_;  // by address
     bool stopped_ = false;
 };
 

@@ -102,14 +102,7 @@ public:
         const sockaddr_un address = NameOf(to.psm);
         return ::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0 ? -errno : 0;
     }
-    int SendUnit(int) override
-    {
-        if (refusals > 0) {
-            --refusals;
-            return -ECONNREFUSED;
-        }
-        return lateError != 0 ? -lateError : int{UNIT};
-    }
+    int SendUnit(int) override { return lateError != 0 ? -lateError : int{UNIT}; }
 
     // Ends the silent connect.
     void Answer()
@@ -149,12 +142,11 @@ protected:
         return std::make_shared<BluetoothTransport>(reactor, std::move(with), sockets);
     }
     // How a connect ends: "connected, 600 bytes", or why not. begun: runs once it is under way.
-    milliseconds connectLimit{200};
     std::string Connect(
         const std::string& address, const std::function<void()>& begun = [] {})
     {
         std::string end;
-        const auto attempt = transport->Connect(address, connectLimit, [&](Result<SoftBus::Stream> stream) {
+        const auto attempt = transport->Connect(address, milliseconds(200), [&](Result<SoftBus::Stream> stream) {
             end = stream ? "connected, " + std::to_string(stream->maxWriteBytes) + " bytes" : stream.error().message;
         });
         EXPECT_EQ(end, "") << "never inside the call";
@@ -253,7 +245,7 @@ TEST_F(BluetoothTransportTest, CountsAnAttemptAndItsStreamAsOneUseOfTheDevice)
     sockets.isSilent = true;
     std::optional<SoftBus::Stream> stream;
     const auto connect = [&] {
-        return transport->Connect("02:11:22:33:44:55/random/200", connectLimit, [&](Result<SoftBus::Stream> made) {
+        return transport->Connect("02:11:22:33:44:55/random/200", milliseconds(200), [&](Result<SoftBus::Stream> made) {
             ASSERT_TRUE(made);
             stream = std::move(*made);
         });
@@ -265,17 +257,19 @@ TEST_F(BluetoothTransportTest, CountsAnAttemptAndItsStreamAsOneUseOfTheDevice)
     EXPECT_THAT(shared->TakeUnused(), testing::ElementsAre(DEVICE_OF_SOMEBODY));
 
     const auto attempt = connect();
+    sockets.connectError = EHOSTDOWN;  // of the spare channel
     sockets.Answer();
     RunUntil([&] { return stream.has_value(); });
     EXPECT_TRUE(shared->IsUsed(DEVICE_OF_SOMEBODY));
     EXPECT_THAT(shared->TakeUnused(), testing::IsEmpty());
     stream.reset();
-    EXPECT_FALSE(shared->IsUsed(DEVICE_OF_SOMEBODY));
+    RunUntil([&] { return !shared->IsUsed(DEVICE_OF_SOMEBODY); });
+    sockets.connectError = 0;
     EXPECT_THAT(Connect(SOMEBODY), HasSubstr("does not answer"));
     EXPECT_FALSE(shared->IsUsed(DEVICE_OF_SOMEBODY));
 }
 
-TEST_F(BluetoothTransportTest, AcceptingAndConnectingGoOnAfterErrors)
+TEST_F(BluetoothTransportTest, AcceptingGoesOnAfterErrors)
 {
     std::string from;
     ASSERT_TRUE(transport->Listen([&](const SoftBus::Stream& stream, const std::string& address) {
@@ -283,13 +277,32 @@ TEST_F(BluetoothTransportTest, AcceptingAndConnectingGoOnAfterErrors)
         EXPECT_EQ(stream.maxWriteBytes, UNIT);
     }));
     sockets.acceptErrors = {ECONNABORTED, EMFILE, EINTR};
-    sockets.refusals = 1;
-    connectLimit = milliseconds(5000);
     EXPECT_EQ(Connect("02:11:22:33:44:55/random/" + std::to_string(shared->Psm())), "connected, 600 bytes");
-    EXPECT_EQ(sockets.connects, 3) << "the repeated one and, before it, one that takes the refused number";
     RunUntil([&] { return !from.empty(); });
     EXPECT_TRUE(sockets.acceptErrors.empty());
     EXPECT_EQ(transport->SourceOf(from), "02:01:02:03:04:05");
+}
+
+TEST_F(BluetoothTransportTest, OpensASpareChannelForTheSessionThatFollows)
+{
+    std::vector<SoftBus::Stream> accepted;
+    ASSERT_TRUE(
+        transport->Listen([&](SoftBus::Stream stream, const std::string&) { accepted.push_back(std::move(stream)); }));
+    const std::string self = "02:11:22:33:44:55/random/" + std::to_string(shared->Psm());
+    EXPECT_EQ(Connect(self), "connected, 600 bytes");
+    RunUntil([&] { return accepted.size() == 2; });
+    reactor.restart();
+    reactor.run_for(milliseconds(50));  // this side of the spare one
+    EXPECT_EQ(Connect(self), "connected, 600 bytes");
+    EXPECT_EQ(sockets.connects, 2) << "it was the spare one";
+
+    EXPECT_EQ(Connect(self), "connected, 600 bytes");
+    RunUntil([&] { return accepted.size() == 4; });
+    reactor.restart();
+    reactor.run_for(milliseconds(50));
+    accepted.clear();
+    EXPECT_EQ(Connect(self), "connected, 600 bytes");
+    EXPECT_EQ(sockets.connects, 5) << "the peer had closed the spare one";
 }
 
 // Announces nothing, and reports one device to whoever seeks.
