@@ -3,6 +3,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <map>
 
 #include "backends/linux/bluetooth_channel.h"
@@ -29,8 +30,10 @@ const std::string PHONE("40:11:22:33:44:55");
 
 Bytes DataOf(uint8_t version, uint8_t psm, const std::string& token)
 {
-    Bytes bytes{version, psm};
-    bytes.insert(bytes.end(), token.begin(), token.end());
+    Bytes bytes(2 + token.size());
+    bytes[0] = version;
+    bytes[1] = psm;
+    std::copy(token.begin(), token.end(), bytes.begin() + 2);
     return bytes;
 }
 
