@@ -9,6 +9,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "tests/radio_lab/descriptor_message.h"
+
 namespace {
 
 using Socket = int (*)(int, int, int);
@@ -22,17 +24,11 @@ int Fail(int error)
 int Receive(int lender, bool closeOnExec)
 {
     int error = 0;
-    iovec data{&error, sizeof(error)};
-    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))]{};
-    msghdr message{};
-    message.msg_iov = &data;
-    message.msg_iovlen = 1;
-    message.msg_control = control;
-    message.msg_controllen = sizeof(control);
-    if (recvmsg(lender, &message, closeOnExec ? MSG_CMSG_CLOEXEC : 0) <= 0) {
+    DescriptorMessage message(&error, sizeof(error));
+    if (recvmsg(lender, &message.header, closeOnExec ? MSG_CMSG_CLOEXEC : 0) <= 0) {
         return Fail(EIO);
     }
-    const cmsghdr* header = CMSG_FIRSTHDR(&message);
+    const cmsghdr* header = CMSG_FIRSTHDR(&message.header);
     if (header == nullptr) {
         return Fail(error);
     }

@@ -11,6 +11,8 @@
 #include <cstdio>
 #include <cstring>
 
+#include "tests/radio_lab/descriptor_message.h"
+
 namespace {
 
 void Lend(int client)
@@ -26,19 +28,13 @@ void Lend(int client)
         return;
     }
     char byte = 0;
-    iovec data{&byte, sizeof(byte)};
-    alignas(cmsghdr) char control[CMSG_SPACE(sizeof(int))]{};
-    msghdr message{};
-    message.msg_iov = &data;
-    message.msg_iovlen = 1;
-    message.msg_control = control;
-    message.msg_controllen = sizeof(control);
-    cmsghdr* header = CMSG_FIRSTHDR(&message);
+    DescriptorMessage message(&byte, sizeof(byte));
+    cmsghdr* header = CMSG_FIRSTHDR(&message.header);
     header->cmsg_level = SOL_SOCKET;
     header->cmsg_type = SCM_RIGHTS;
     header->cmsg_len = CMSG_LEN(sizeof(int));
     memcpy(CMSG_DATA(header), &made, sizeof(made));
-    if (sendmsg(client, &message, MSG_NOSIGNAL) < 0) {
+    if (sendmsg(client, &message.header, MSG_NOSIGNAL) < 0) {
         perror("socket_lender: sendmsg");
     }
     close(made);
