@@ -15,8 +15,7 @@
 #include <optional>
 
 #include "backends/linux/bluetooth_transport.h"
-#include "platform/trust/announcement_tokens.h"
-#include "tests/platform/softbus/device_fixture.h"
+#include "tests/platform/softbus/session_suite.h"
 #include "tests/support/log_capture.h"
 
 namespace {
@@ -77,7 +76,7 @@ public:
         }
         return made;
     }
-    int Listen(int socket) override { return ::listen(socket, 4); }
+    int Listen(int socket) override { return ::listen(socket, SOMAXCONN); }
     int Accept(int socket, BluetoothAddress& from) override
     {
         if (!acceptErrors.empty()) {
@@ -305,87 +304,57 @@ TEST_F(BluetoothTransportTest, OpensASpareChannelForTheSessionThatFollows)
     EXPECT_EQ(sockets.connects, 5) << "the peer had closed the spare one";
 }
 
-// Announces nothing, and reports one device to whoever seeks.
-class SoughtChannel final : public SoftBus::AnnouncementChannel {
+class BluetoothWorld final : public SoftBus::Tests::SessionWorld {
 public:
-    explicit SoughtChannel(std::function<SoftBus::Announcement()> device) : device_(std::move(device)) {}
-    std::string Name() const override { return "bluetooth"; }
-    std::string TransportName() const override { return "bluetooth"; }
-    Result<void> Start(const std::string&, IsOurs, Heard heard) override
+    BluetoothWorld() : SessionWorld(LINK_TYPE_BR, 1) {}
+    SoftBus::SoftBusOptions OptionsOf(Side side, const Trust::Identity& peer) override
     {
-        heard_ = std::move(heard);
-        return {};
+        return Over(
+            [this, side](auto& reactor) {
+                return std::make_shared<BluetoothTransport>(reactor, shared.at(side), sockets_.at(side));
+            },
+            "bluetooth", peer,
+            [far = shared.at(1 - side)] {
+                return std::vector{DEVICE_OF_SOMEBODY + ("/" + std::to_string(far->Psm()))};
+            });
     }
-    void Announce(const std::string&) override {}
-    std::shared_ptr<void> Seek() override
-    {
-        heard_("phone", device_());
-        return std::make_shared<int>();
-    }
-    void Withdraw() override {}
+
+    const std::array<std::shared_ptr<BluetoothShared>, 2> shared{std::make_shared<BluetoothShared>(),
+                                                                 std::make_shared<BluetoothShared>()};
 
 private:
-    const std::function<SoftBus::Announcement()> device_;
-    Heard heard_;
+    std::array<FakeSockets, 2> sockets_;
 };
 
-TEST(BluetoothSession, CarriesBytesInPiecesThatTheKernelTakes)
-{
-    using SoftBus::Tests::Kind;
-    using SoftBus::Tests::NAME;
-    Trust::Tests::Devices account;
-    const Trust::Identity laptopIdentity = account.Enrol("laptop");
-    const Trust::Identity phoneIdentity = account.Enrol("phone");
-    FakeSockets sockets;
-    const auto phoneShared = std::make_shared<BluetoothShared>();
-    const auto over = [&](std::shared_ptr<BluetoothShared> shared) {
-        SoftBus::SoftBusOptions options;
-        options.moreTransports = {[&sockets, shared](asio::io_context& reactor) {
-            return std::make_shared<BluetoothTransport>(reactor, shared, sockets);
-        }};
-        return options;
-    };
-    const auto laptopShared = std::make_shared<BluetoothShared>();
-    SoftBus::SoftBusOptions options = over(laptopShared);
-    options.channels = {[&](const std::string&) {
-        return std::make_unique<SoughtChannel>([&] {
-            const auto tokens = Trust::AnnouncementTokens::Make(*phoneIdentity.linkKeys, "bluetooth");
-            return SoftBus::Announcement{
-                tokens.value()->MakeToken(phoneIdentity.networkId),
-                {{"bluetooth", "02:11:22:33:44:55/random/" + std::to_string(phoneShared->Psm())}}};
-        });
-    }};
-    const auto phone = SoftBus::Tests::StartBus(phoneIdentity, "phone", {}, over(phoneShared));
-    const auto laptop = SoftBus::Tests::StartBus(laptopIdentity, "laptop", {phone->ListenAddress()}, options);
-    ASSERT_TRUE(SoftBus::Tests::Meet(laptop, phone));
-    auto& atLaptop = SoftBus::Tests::Listener<0>::Events();
-    auto& atPhone = SoftBus::Tests::Listener<1>::Events();
-    atLaptop.Clear();
-    atPhone.Clear();
-    ASSERT_EQ(phone->CreateSessionServer("test", NAME, SoftBus::Tests::Listener<1>::Table()), 0);
-    ASSERT_EQ(laptop->CreateSessionServer("test", NAME, SoftBus::Tests::Listener<0>::Table()), 0);
+using SoftBus::Tests::SessionSuite;
+INSTANTIATE_TEST_SUITE_P(Bluetooth, SessionSuite, testing::Values([] { return std::make_unique<BluetoothWorld>(); }));
 
-    const int id = laptop->OpenSession(NAME, NAME, phoneIdentity.networkId, {TYPE_BYTES, 1, {LINK_TYPE_BR}});
-    ASSERT_GT(id, 0);
-    ASSERT_EQ(atLaptop.WaitFor(Kind::OPENED, id).result, 0);
+class BluetoothSession : public SoftBus::Tests::PairTest {
+protected:
+    BluetoothSession() : PairTest(std::make_unique<BluetoothWorld>()) {}
+};
+
+TEST_F(BluetoothSession, CarriesBytesInPiecesThatTheKernelTakes)
+{
+    using SoftBus::Tests::Eventually;
+    const auto& shared = dynamic_cast<const BluetoothWorld&>(*world).shared;
+    const int id = OpenPair().first;
     std::string bytes;
     for (int i = 0; i < 100'000; ++i) {
         bytes += static_cast<char>(i % 251);
     }
     const int before = sends;
     ASSERT_EQ(laptop->SendBytes(id, bytes.data(), static_cast<unsigned>(bytes.size())), 0);
-    EXPECT_EQ(atPhone.WaitFor(Kind::BYTES).bytes, bytes);
+    EXPECT_EQ(atPhone.WaitFor(SoftBus::Tests::Kind::BYTES).bytes, bytes);
     EXPECT_GE(sends - before, static_cast<int>(bytes.size() / UNIT)) << "over the sockets of this test";
-    EXPECT_TRUE(laptopShared->IsUsed(DEVICE_OF_SOMEBODY)) << "until the session closes";
-    EXPECT_TRUE(phoneShared->IsUsed("02:01:02:03:04:05/public"));
+    EXPECT_TRUE(shared[0]->IsUsed(DEVICE_OF_SOMEBODY)) << "until the session closes";
+    EXPECT_TRUE(shared[1]->IsUsed("02:01:02:03:04:05/public"));
     laptop->CloseSession(id);
-    EXPECT_TRUE(SoftBus::Tests::Eventually([&] { return !laptopShared->IsUsed(DEVICE_OF_SOMEBODY); }));
-    EXPECT_TRUE(SoftBus::Tests::Eventually([&] { return !phoneShared->IsUsed("02:01:02:03:04:05/public"); }));
-    phone->Stop();
-    laptop->Stop();
+    EXPECT_TRUE(Eventually([&] { return !shared[0]->IsUsed(DEVICE_OF_SOMEBODY); }));
+    EXPECT_TRUE(Eventually([&] { return !shared[1]->IsUsed("02:01:02:03:04:05/public"); }));
 }
 
-TEST(BluetoothSession, StrangersHaveTwoPlacesApartFromThoseOfTcp)
+TEST(BluetoothAdmission, StrangersHaveTwoPlacesApartFromThoseOfTcp)
 {
     Trust::Tests::Devices account;
     const Trust::Identity laptopIdentity = account.Enrol("laptop");

@@ -9,8 +9,40 @@
 
 #include "platform/base/host_port.h"
 #include "platform/softbus/link/socket_bio.h"
+#include "platform/trust/announcement_tokens.h"
 
 namespace Vexo::SoftBus::Tests {
+namespace {
+
+// Announces nothing, and reports one device to each seeker.
+class SoughtChannel final : public AnnouncementChannel {
+public:
+    SoughtChannel(std::string transport, std::function<Announcement()> device)
+        : transport_(std::move(transport)), device_(std::move(device))
+    {
+    }
+    std::string Name() const override { return transport_; }
+    std::string TransportName() const override { return transport_; }
+    Result<void> Start(const std::string&, IsOurs, Heard heard) override
+    {
+        heard_ = std::move(heard);
+        return {};
+    }
+    void Announce(const std::string&) override {}
+    std::shared_ptr<void> Seek() override
+    {
+        heard_("device", device_());
+        return std::make_shared<int>();
+    }
+    void Withdraw() override {}
+
+private:
+    const std::string transport_;
+    const std::function<Announcement()> device_;
+    Heard heard_;
+};
+
+}  // namespace
 
 void Recorder::Record(const Event& event)
 {
@@ -84,12 +116,30 @@ bool Meet(const sptr<SoftBusServer>& one, const sptr<SoftBusServer>& other)
         [&] { return SeesOnline(one, other->LocalNode().networkId) && SeesOnline(other, one->LocalNode().networkId); });
 }
 
+SoftBusOptions SessionWorld::Over(TransportFactory transport, const std::string& name, const Trust::Identity& peer,
+                                  std::function<std::vector<std::string>()> addresses)
+{
+    const auto tokens = Trust::AnnouncementTokens::Make(*peer.linkKeys, name).value();
+    const auto announced = [=, token = tokens->MakeToken(peer.networkId)] {
+        Announcement announcement{token, {}};
+        for (const std::string& address : addresses()) {
+            announcement.addresses.push_back({name, address});
+        }
+        return announcement;
+    };
+    SoftBusOptions options;
+    options.moreTransports = {std::move(transport)};
+    options.channels = {[=](const std::string&) { return std::make_unique<SoughtChannel>(name, announced); }};
+    return options;
+}
+
 void PairTest::SetUp()
 {
     atLaptop.Clear();
     atPhone.Clear();
-    phone = StartBus(phoneIdentity, "phone");
-    laptop = StartBus(laptopIdentity, "laptop", {phone->ListenAddress()});
+    phone = StartBus(phoneIdentity, "phone", {}, world->OptionsOf(SessionWorld::PHONE, laptopIdentity));
+    laptop = StartBus(laptopIdentity, "laptop", {phone->ListenAddress()},
+                      world->OptionsOf(SessionWorld::LAPTOP, phoneIdentity));
     ASSERT_EQ(laptop->CreateSessionServer(PKG, NAME, Listener<0>::Table()), 0);
     ASSERT_EQ(phone->CreateSessionServer(PKG, NAME, Listener<1>::Table()), 0);
     ASSERT_TRUE(Meet(laptop, phone));
@@ -103,7 +153,7 @@ void PairTest::TearDown()
 
 int PairTest::Open(const std::string& name)
 {
-    const int id = laptop->OpenSession(NAME, name, phoneIdentity.networkId, ByteSession());
+    const int id = laptop->OpenSession(NAME, name, phoneIdentity.networkId, ByteSession(world->linkType));
     EXPECT_GT(id, 0);
     return id;
 }

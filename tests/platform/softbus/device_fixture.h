@@ -27,9 +27,9 @@ using Vexo::Tests::Eventually;
 inline constexpr char PKG[] = "test.package";
 inline constexpr char NAME[] = "test.session";
 
-inline SessionAttribute ByteSession()
+inline SessionAttribute ByteSession(LinkType type = LINK_TYPE_WIFI_5G)
 {
-    return {TYPE_BYTES, 1, {LINK_TYPE_WIFI_5G}};
+    return {TYPE_BYTES, 1, {type}};
 }
 
 enum class Kind { OPENED, CLOSED, BYTES };
@@ -91,9 +91,28 @@ bool SeesOnline(const sptr<SoftBusServer>& bus, const std::string& networkId);
 // Waits until each sees the other.
 bool Meet(const sptr<SoftBusServer>& one, const sptr<SoftBusServer>& other);
 
+// How a pair of devices reach each other: over TCP, unless a derived class says otherwise.
+class SessionWorld {
+public:
+    enum Side : size_t { LAPTOP, PHONE };
+
+    explicit SessionWorld(LinkType type = LINK_TYPE_WIFI_5G, size_t opens = 50) : linkType(type), opensAtOnce(opens) {}
+    virtual ~SessionWorld() = default;
+    // What the device of that side is started with, to reach its peer.
+    virtual SoftBusOptions OptionsOf(Side /*side*/, const Trust::Identity& /*peer*/) { return {}; }
+
+    // Over that transport and, for the addresses of the peer, a channel of it.
+    static SoftBusOptions Over(TransportFactory transport, const std::string& name, const Trust::Identity& peer,
+                               std::function<std::vector<std::string>()> addresses);
+
+    const LinkType linkType;
+    const size_t opensAtOnce;  // how many may be opening before the transport refuses one
+};
+
 // Two devices that know each other, both serving NAME.
 class PairTest : public testing::Test {
 protected:
+    explicit PairTest(std::unique_ptr<SessionWorld> way = std::make_unique<SessionWorld>()) : world(std::move(way)) {}
     void SetUp() override;
     void TearDown() override;
     // Opens from laptop to phone a session of the server of that name, and returns its id at the laptop.
@@ -104,6 +123,7 @@ protected:
     Trust::Tests::Devices account;
     Trust::Identity laptopIdentity = account.Enrol("laptop");
     Trust::Identity phoneIdentity = account.Enrol("phone");
+    const std::unique_ptr<SessionWorld> world;
     sptr<SoftBusServer> phone;
     sptr<SoftBusServer> laptop;
     Recorder& atLaptop = Listener<0>::Events();
