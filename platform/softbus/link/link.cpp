@@ -198,7 +198,11 @@ void Link::Handshake()
         return;
     }
     const int systemError = errno;
-    const int error = SSL_get_error(ssl_.get(), result);
+    int error = SSL_get_error(ssl_.get(), result);
+    if (error == SSL_ERROR_SYSCALL && BIO_should_write(SSL_get_rbio(ssl_.get())) != 0) {
+        // OpenSSL 3.0 does not pass on that a flush found no room, as the one that sends the first flight may.
+        error = SSL_ERROR_WANT_WRITE;
+    }
     if (!MustWait(error)) {
         EndByTls(error, systemError);
     }
@@ -375,8 +379,7 @@ bool Link::WriteChunk()
     }
     if (state_ == State::READY) {
         // Bytes that the peer sent before the connection broke must still be read, now or after a pause; reading then
-        // finds
-        // the end.
+        // finds the end.
         queue_.Close();
         writing_ = {};
         written_ = 0;

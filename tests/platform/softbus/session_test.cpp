@@ -44,7 +44,7 @@ private:
     {
         // Where a test sends megabytes, its first stream carries them.
         constexpr std::array<size_t, 5> PIECES{1021, 1, 7, 2, 61};
-        const int bufferBytes = 16384;
+        const int bufferBytes = 4096;
         EXPECT_EQ(::setsockopt(stream.socket.Get(), SOL_SOCKET, SO_SNDBUF, &bufferBytes, sizeof bufferBytes), 0);
         stream.maxWriteBytes = PIECES.at(streams_++ % PIECES.size());
         return stream;
