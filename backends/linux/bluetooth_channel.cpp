@@ -5,13 +5,13 @@
 #include <chrono>
 #include <map>
 #include <optional>
-#include <set>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "backends/linux/activity_channel.h"
 #include "backends/linux/bluetooth_advertiser.h"
+#include "backends/linux/bluetooth_radio_links.h"
 #include "backends/linux/bluetooth_scanner.h"
 #include "backends/linux/bluez.h"
 #include "platform/base/nocopyable.h"
@@ -28,13 +28,6 @@ constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Bluetooth"}
 constexpr milliseconds SHORTEST_PAUSE{1};
 constexpr milliseconds FIRST_RETRY{1000};
 constexpr milliseconds LONGEST_RETRY{60'000};
-// How long a radio link outlives its last use. A request and the wake before it share one.
-constexpr milliseconds RADIO_LINK_LINGER{5000};
-// BlueZ reports a refused Disconnect within this time, and success only seconds later, which is not awaited.
-constexpr milliseconds DISCONNECT_WAIT{100};
-// Limits at the end of the channel, which come on top of BLUEZ_END_LIMIT.
-constexpr milliseconds LIST_WAIT_AT_END{200};
-constexpr milliseconds DISCONNECT_WAIT_AT_END{10};
 // Stands for an unknown address. The transport takes it for any adapter.
 constexpr const char* ANY_ADDRESS = "00:00:00:00:00:00";
 
@@ -73,7 +66,8 @@ public:
           psm_(shared_->Psm()),
           bluez_(bus_, BLUEZ_CALL_LIMIT, BLUEZ_END_LIMIT),
           advertiser_(bluez_, strand_, [this] { RetryLater(); }),
-          scanner_(bluez_, std::move(isOurs), std::move(heard), timers)
+          scanner_(bluez_, std::move(isOurs), std::move(heard), timers),
+          radioLinks_(*bus_, shared_, timers)
     {
     }
 
@@ -100,14 +94,10 @@ private:
     void Update();
     void UpdateState(const Result<void>& done);
     BluetoothState StateOfAdapters(const Result<void>& done) const;
-    // Ends radio links that this device opened and has not used for RADIO_LINK_LINGER.
-    void UpdateRadioLinks();
-    void EndRadioLinks(const std::set<std::string>& devices);
-    void EndRadioLink(const std::string& path);
-    void WaitForScanner(milliseconds shortest);
+    // Arms the timer for what the scanner and the radio links wait for.
+    void UpdateLater(milliseconds shortest);
     void RetryLater();
-    static Tasks::Timer CallAfter(milliseconds pause, const std::weak_ptr<Activity>& weak, Tasks::Timers& timers,
-                                  void (Activity::*work)());
+    Tasks::Timer CallAfter(milliseconds pause, void (Activity::*work)());
     void Retry();
 
     const std::shared_ptr<Bus> bus_;
@@ -122,6 +112,7 @@ private:
     // Touched on strand_ only.
     BluetoothAdvertiser advertiser_;
     BluetoothScanner scanner_;
+    BluetoothRadioLinks radioLinks_;
     std::string token_;
     bool isKnown_ = false;  // whether isThere_ has been set by the bus
     bool isThere_ = false;
@@ -129,9 +120,7 @@ private:
     std::map<std::string, Adapter> adapters_;  // by BlueZ's path
     milliseconds pause_{0};
     Tasks::Timer retry_;
-    Tasks::Timer scanTimer_;
-    std::map<std::string, SteadyTime> lingering_;  // devices (DeviceOf), and when their radio links are due to end
-    Tasks::Timer lingerTimer_;
+    Tasks::Timer updateTimer_;
     bool isRetrying_ = false;
 
     Tasks::Strand strand_;  // own synchronisation
@@ -209,14 +198,14 @@ std::shared_ptr<void> Activity::Seek()
 void Activity::SeekEnded()
 {
     if (--seekings_ == 0 && !strand_.Post([self = shared_from_this()] { self->Update(); })) {
-        CallAfter(FIRST_RETRY, weak_from_this(), timers_, &Activity::Update).Detach();
+        CallAfter(FIRST_RETRY, &Activity::Update).Detach();
     }
 }
 
 void Activity::OnUnused()
 {
-    if (!strand_.Post([self = shared_from_this()] { self->UpdateRadioLinks(); })) {
-        CallAfter(FIRST_RETRY, weak_from_this(), timers_, &Activity::UpdateRadioLinks).Detach();
+    if (!strand_.Post([self = shared_from_this()] { self->Update(); })) {
+        CallAfter(FIRST_RETRY, &Activity::Update).Detach();
     }
 }
 
@@ -252,7 +241,7 @@ void Activity::OnInterfacesAdded(const std::string& path, const BluezInterfaces&
 {
     if (const auto device = interfaces.find(BLUEZ_DEVICE); device != interfaces.end()) {
         scanner_.OnProperties(path, device->second);
-        WaitForScanner(SHORTEST_PAUSE);
+        UpdateLater(SHORTEST_PAUSE);
         return;
     }
     const auto properties = interfaces.find(BLUEZ_ADAPTER);
@@ -306,14 +295,16 @@ void Activity::Update()
                                 .value_or(BluetoothAddress()));
     }
     scanner_.UseAdapter(path);
+    radioLinks_.UseAdapter(path);
     isReady_ = isUsable;
     const bool advertises = isUsable && adapter->second.canAdvertise && !token_.empty();
     const Result<void> advertised =
         advertiser_.Update(path, advertises ? std::optional(BluetoothServiceData{psm_, token_}) : std::nullopt);
     const Result<void> scanned = scanner_.Update(seekings_ > 0);
+    radioLinks_.Update();
     done = !done ? done : !advertised ? advertised : scanned;
     UpdateState(done);
-    WaitForScanner(done ? SHORTEST_PAUSE : FIRST_RETRY);
+    UpdateLater(done ? SHORTEST_PAUSE : FIRST_RETRY);
     if (!done) {
         RetryLater();
     } else if (!isRetrying_) {
@@ -371,79 +362,14 @@ BluetoothState Activity::StateOfAdapters(const Result<void>& done) const
     return {{true, "Bluetooth announces this device on " + NameOf(adapter->first)}, ""};
 }
 
-void Activity::UpdateRadioLinks()
+void Activity::UpdateLater(milliseconds shortest)
 {
-    if (bluez_.IsStopped()) {
-        return;
-    }
-    const SteadyTime now = timers_.Now();
-    for (const std::string& device : shared_->TakeUnused()) {
-        lingering_[device] = now + RADIO_LINK_LINGER;
-    }
-    std::set<std::string> due;
-    std::optional<SteadyTime> next;
-    for (auto entry = lingering_.begin(); entry != lingering_.end();) {
-        if (entry->second <= now) {
-            due.insert(entry->first);
-            entry = lingering_.erase(entry);
-        } else {
-            next = std::min(next.value_or(entry->second), entry->second);
-            ++entry;
-        }
-    }
-    EndRadioLinks(due);
-    lingerTimer_.Cancel();
-    if (next) {
-        const auto pause = std::chrono::ceil<milliseconds>(*next - timers_.Now());
-        lingerTimer_ =
-            CallAfter(std::max(pause, SHORTEST_PAUSE), weak_from_this(), timers_, &Activity::UpdateRadioLinks);
-    }
-}
-
-// Leaves out a device that is used again, and one that is paired: its links are the user's own.
-void Activity::EndRadioLinks(const std::set<std::string>& devices)
-{
-    const auto adapter = ChooseAdapter();
-    const auto isUsed = [this](const std::string& device) { return shared_->IsUsed(device); };
-    if (adapter == adapters_.end() || std::all_of(devices.begin(), devices.end(), isUsed)) {
-        return;
-    }
-    const milliseconds limit = bluez_.IsStopped() ? LIST_WAIT_AT_END : BLUEZ_CALL_LIMIT;
-    const Result<BluezObjects> objects = bus_->Call<BluezObjects>(BLUEZ_OBJECTS, "GetManagedObjects", limit);
-    if (!objects) {
-        QuviewDFX::LogInfo(LABEL, "radio links are left: %{public}s", BusErrorName(objects.error()));
-        return;
-    }
-    for (const auto& [path, interfaces] : *objects) {
-        const auto found = interfaces.find(BLUEZ_DEVICE);
-        if (found == interfaces.end() || !path.starts_with(adapter->first + "/")) {
-            continue;
-        }
-        const PropertyMap& properties = found->second;
-        const std::string device =
-            ValueIn<std::string>(properties, "Address") + "/" + ValueIn<std::string>(properties, "AddressType");
-        if (devices.contains(device) && !isUsed(device) && ValueIn<bool>(properties, "Connected") &&
-            !ValueIn<bool>(properties, "Paired")) {
-            EndRadioLink(path);
-        }
-    }
-}
-
-void Activity::EndRadioLink(const std::string& path)
-{
-    const milliseconds limit = bluez_.IsStopped() ? DISCONNECT_WAIT_AT_END : DISCONNECT_WAIT;
-    const Result<void> ended = bus_->Call({BLUEZ, path, BLUEZ_DEVICE}, "Disconnect", limit);
-    if (!ended && !IsNoAnswer(ended.error())) {
-        QuviewDFX::LogInfo(LABEL, "a radio link is left: %{public}s", BusErrorName(ended.error()));
-    }
-}
-
-void Activity::WaitForScanner(milliseconds shortest)
-{
-    scanTimer_.Cancel();
-    if (const auto next = scanner_.NextUpdate()) {
-        const auto pause = std::chrono::ceil<milliseconds>(*next - timers_.Now());
-        scanTimer_ = CallAfter(std::max(pause, shortest), weak_from_this(), timers_, &Activity::Update);
+    updateTimer_.Cancel();
+    constexpr SteadyTime NEVER = SteadyTime::max();
+    const SteadyTime next = std::min(scanner_.NextUpdate().value_or(NEVER), radioLinks_.NextUpdate().value_or(NEVER));
+    if (next != NEVER) {
+        const auto pause = std::chrono::ceil<milliseconds>(next - timers_.Now());
+        updateTimer_ = CallAfter(std::max(pause, shortest), &Activity::Update);
     }
 }
 
@@ -453,7 +379,7 @@ void Activity::RetryLater()
         return;
     }
     pause_ = std::clamp(pause_ * 2, FIRST_RETRY, LONGEST_RETRY);
-    retry_ = CallAfter(pause_, weak_from_this(), timers_, &Activity::Retry);
+    retry_ = CallAfter(pause_, &Activity::Retry);
     isRetrying_ = retry_.IsArmed();
 }
 
@@ -463,17 +389,9 @@ void Activity::Retry()
     Update();
 }
 
-// Runs work on the strand after pause.
-Tasks::Timer Activity::CallAfter(milliseconds pause, const std::weak_ptr<Activity>& weak, Tasks::Timers& timers,
-                                 void (Activity::*work)())
+Tasks::Timer Activity::CallAfter(milliseconds pause, void (Activity::*work)())
 {
-    // CallAfter, not RunAfter: a pool that has no thread would lose the work, and nothing would retry again.
-    return timers.CallAfter(pause, [weak, &timers, work] {
-        const auto self = weak.lock();
-        if (self && !self->strand_.Post([self, work] { ((*self).*work)(); })) {
-            CallAfter(FIRST_RETRY, weak, timers, work).Detach();
-        }
-    });
+    return CallOnStrandAfter(timers_, pause, weak_from_this(), &Activity::strand_, work);
 }
 
 void Activity::Stop()
@@ -482,24 +400,14 @@ void Activity::Stop()
     isReady_ = false;
     shared_->SetOnUnused(nullptr);
     subscriptions_.clear();
-    const auto end = [this] {
+    EndOnStrand(strand_, [this] {
         isThere_ = false;
         retry_.Cancel();
-        scanTimer_.Cancel();
-        lingerTimer_.Cancel();
+        updateTimer_.Cancel();
         advertiser_.Withdraw();
         scanner_.End();
-        std::set<std::string> unused = shared_->TakeUnused();
-        for (const auto& [device, due] : lingering_) {
-            unused.insert(device);
-        }
-        EndRadioLinks(unused);
-    };
-    const bool isPosted = strand_.Post(end);
-    strand_.Drain();
-    if (!isPosted) {
-        end();  // the strand got no thread; it is idle, and later work on it ends at IsStopped
-    }
+        radioLinks_.End();
+    });
 }
 
 class BluetoothChannel final : public ActivityChannel<Activity> {

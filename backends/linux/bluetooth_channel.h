@@ -1,8 +1,8 @@
 // The Bluetooth channel: announces this device by a Low Energy advertisement, and hears of others nearby while somebody
 // seeks one, through BlueZ. It also ends radio links that are no longer used. The channel waits and tries again while
 // BlueZ is absent, restarts or refuses, while the adapter is removed or switched off, and while the bus restarts. All
-// its work runs on a strand of its own; Heard is called there. Its halves: bluetooth_advertiser.h, bluetooth_scanner.h.
-// What is announced: docs/linux.md.
+// its work runs on a strand of its own; Heard is called there. Its parts: bluetooth_advertiser.h, bluetooth_scanner.h,
+// bluetooth_radio_links.h. What is announced: docs/linux.md.
 #pragma once
 
 #include <memory>

@@ -56,7 +56,7 @@ private:
 
     // These run on any thread.
     void PostOrLog(Tasks::Work work, const char* purpose);
-    static Tasks::Timer RetryAfter(milliseconds pause, const std::weak_ptr<Activity>& weak, Tasks::Timers& timers);
+    void Retry();
 
     const std::shared_ptr<Bus> bus_;
     Tasks::Timers& timers_;
@@ -208,7 +208,7 @@ void Activity::RetryLater()
         return;
     }
     pause_ = std::clamp(pause_ * 2, FIRST_RETRY, LONGEST_RETRY);
-    retry_ = RetryAfter(pause_, weak_from_this(), timers_);
+    retry_ = CallOnStrandAfter(timers_, pause_, weak_from_this(), &Activity::strand_, &Activity::Retry);
     isRetrying_ = retry_.IsArmed();
 }
 
@@ -219,19 +219,10 @@ void Activity::PostOrLog(Tasks::Work work, const char* purpose)
     }
 }
 
-Tasks::Timer Activity::RetryAfter(milliseconds pause, const std::weak_ptr<Activity>& weak, Tasks::Timers& timers)
+void Activity::Retry()
 {
-    // CallAfter, not RunAfter: a pool that has no thread would lose the work, and nothing would retry again.
-    return timers.CallAfter(pause, [pause, weak, &timers] {
-        const auto self = weak.lock();
-        const bool isLost = self && !self->strand_.Post([self] {
-            self->isRetrying_ = false;
-            self->Update();
-        });
-        if (isLost) {
-            RetryAfter(pause, weak, timers).Detach();
-        }
-    });
+    isRetrying_ = false;
+    Update();
 }
 
 void Activity::Stop()
@@ -239,17 +230,12 @@ void Activity::Stop()
     avahi_.Stop();
     subscriptions_.clear();
     lanWatcher_.reset();
-    const auto end = [this] {
+    EndOnStrand(strand_, [this] {
         isThere_ = false;
         retry_.Cancel();
         publisher_.Withdraw();
         browser_.End();
-    };
-    const bool isPosted = strand_.Post(end);
-    strand_.Drain();
-    if (!isPosted) {
-        end();  // the strand got no thread; it is idle, and later work on it ends at IsStopped
-    }
+    });
 }
 
 class DnsSdChannel final : public ActivityChannel<Activity> {
