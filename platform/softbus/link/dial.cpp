@@ -167,7 +167,7 @@ void Dial::StartDueAttempts()
 {
     const auto passed = Clock::System().Now() - start_;
     while (done_ && next_ < routes_.size() && attempts_.size() < MAX_ATTEMPTS &&
-           (routes_[next_].after <= passed || attempts_.empty())) {
+           (routes_[next_].after <= passed || (attempts_.empty() && !routes_[next_].isRepeated))) {
         Try(routes_[next_++]);
     }
     if (done_ && attempts_.empty() && !SeeksNow()) {
@@ -229,7 +229,8 @@ void Dial::Wait()
         }
         if (Clock::System().Now() >= self->start_ + self->limit_) {
             self->result_.end = LinkEnd::TIMED_OUT;
-            self->result_.why = "no answer within the limit";
+            self->result_.why = "no answer within the limit" +
+                                (self->result_.where.address.empty() ? "" : ", and before: " + self->result_.why);
             self->Finish();
         } else {
             self->SeeksNow();
@@ -256,7 +257,23 @@ void Dial::Failed(const AttemptPtr& attempt, LinkEnd end, const std::string& why
     if (result_.where.address.empty() || Weight(end) > Weight(result_.end)) {
         result_ = {.where = attempt->Where(), .end = end, .why = why, .isThisDevice = result_.isThisDevice};
     }
+    if (end == LinkEnd::BROKEN || end == LinkEnd::TIMED_OUT) {
+        RepeatIfSought(attempt->Where());
+    }
     StartDueAttempts();
+}
+
+void Dial::RepeatIfSought(const PeerAddress& where)
+{
+    const auto untried = routes_.begin() + static_cast<std::ptrdiff_t>(next_);
+    const auto route = std::find_if(routes_.begin(), untried, [&](const Route& one) { return one.where == where; });
+    if (route == untried || !route->wasSought || routes_.size() >= MAX_ROUTES) {
+        return;
+    }
+    const auto passed = std::chrono::ceil<std::chrono::milliseconds>(Clock::System().Now() - start_);
+    const Route again{where, passed + REPEAT_DELAY, true, true};
+    const auto later = std::find_if(untried, routes_.end(), [&](const Route& one) { return one.after > again.after; });
+    routes_.insert(later, again);
 }
 
 void Dial::Finish()

@@ -25,11 +25,15 @@ namespace Vexo::SoftBus {
 struct Route {
     PeerAddress where;
     std::chrono::milliseconds after{0};
-    bool wasSought = false;  // heard while a channel sought the device for this dial
+    bool wasSought = false;   // heard while a channel sought the device for this dial
+    bool isRepeated = false;  // it has failed before in this dial
 };
 
 // A seeking dial starts to seek after this time without success, or at once when no route is left.
 inline constexpr std::chrono::milliseconds SEEK_DELAY{300};
+
+// A radio fails now and then: an address that was sought is tried again after this pause, unless the device refused.
+inline constexpr std::chrono::milliseconds REPEAT_DELAY{500};
 
 // Limits of one dial: attempts at the same time, and routes in all.
 inline constexpr size_t MAX_ATTEMPTS = 16;
@@ -77,6 +81,7 @@ private:
     Dial(ReactorContext& context, DialRequest request, Done done);
 
     void StartDueAttempts();
+    void RepeatIfSought(const PeerAddress& where);
     bool SeeksNow();
     void StopSeeking();
     void Wait();

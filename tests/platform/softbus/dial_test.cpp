@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include <asio/post.hpp>
+#include <map>
 
 #include "platform/dfx/sinks.h"
 #include "platform/dfx/trace.h"
@@ -30,6 +31,7 @@ public:
     std::shared_ptr<void> Connect(const std::string& address, std::chrono::milliseconds /*limit*/,
                                   Connected done) override
     {
+        ++connects[address];
         if (address.starts_with("refused")) {
             asio::post(reactor_, [done] { done(Fail(ErrorCode::UNAVAILABLE, "refused")); });
         }
@@ -37,13 +39,15 @@ public:
     }
     void Stop() override {}
 
+    std::map<std::string, int> connects;
+
 private:
     asio::io_context& reactor_;
 };
 
 class DialTest : public testing::Test {
 protected:
-    DialTest() { context.transports = {std::make_shared<TestTransport>(*context.reactor)}; }
+    DialTest() { context.transports = {transport}; }
 
     // Lets the channels seek; heard runs soon after.
     void CanSeek(const std::function<void()>& heard)
@@ -70,6 +74,7 @@ protected:
     }
 
     ReactorContext context;
+    const std::shared_ptr<TestTransport> transport = std::make_shared<TestTransport>(*context.reactor);
     std::vector<Route> routes;
     std::weak_ptr<void> seeking;  // the handle that the channels gave last
 };
@@ -126,6 +131,8 @@ TEST_F(DialTest, TracesItsConnectsAndHowLongItSought)
     EXPECT_THAT(trace->text, testing::HasSubstr("b seek, e seek, b connect, "));
     EXPECT_THAT(trace->text, testing::EndsWith("e connect, e connect, "));
     EXPECT_TRUE(trace->open.empty());
+    EXPECT_EQ(transport->connects["refused"], 1);
+    EXPECT_EQ(transport->connects["refused when heard"], 2) << "a radio may fail once";
 }
 
 }  // namespace
