@@ -121,6 +121,7 @@ private:
     milliseconds pause_{0};
     Tasks::Timer retry_;
     Tasks::Timer updateTimer_;
+    SteadyTime nextUpdate_ = SteadyTime::max();  // when it is due
     bool isRetrying_ = false;
 
     Tasks::Strand strand_;  // own synchronisation
@@ -364,12 +365,17 @@ BluetoothState Activity::StateOfAdapters(const Result<void>& done) const
 
 void Activity::UpdateLater(milliseconds shortest)
 {
-    updateTimer_.Cancel();
     constexpr SteadyTime NEVER = SteadyTime::max();
-    const SteadyTime next = std::min(scanner_.NextUpdate().value_or(NEVER), radioLinks_.NextUpdate().value_or(NEVER));
+    const SteadyTime wanted = std::min(scanner_.NextUpdate().value_or(NEVER), radioLinks_.NextUpdate().value_or(NEVER));
+    const SteadyTime now = timers_.Now();
+    const SteadyTime next = wanted == NEVER ? NEVER : std::max(wanted, now + shortest);
+    if (next == nextUpdate_ && next > now) {
+        return;
+    }
+    nextUpdate_ = next;
+    updateTimer_.Cancel();
     if (next != NEVER) {
-        const auto pause = std::chrono::ceil<milliseconds>(next - timers_.Now());
-        updateTimer_ = CallAfter(std::max(pause, shortest), &Activity::Update);
+        updateTimer_ = CallAfter(std::chrono::ceil<milliseconds>(next - now), &Activity::Update);
     }
 }
 
