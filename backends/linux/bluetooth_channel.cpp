@@ -369,7 +369,7 @@ void Activity::UpdateLater(milliseconds shortest)
     const SteadyTime wanted = std::min(scanner_.NextUpdate().value_or(NEVER), radioLinks_.NextUpdate().value_or(NEVER));
     const SteadyTime now = timers_.Now();
     const SteadyTime next = wanted == NEVER ? NEVER : std::max(wanted, now + shortest);
-    if (next == nextUpdate_ && next > now) {
+    if (updateTimer_.IsArmed() && next == nextUpdate_ && next > now) {
         return;
     }
     nextUpdate_ = next;
