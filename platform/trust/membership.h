@@ -1,0 +1,61 @@
+// Changes of an account's state (account_state.h), as files in an identity folder (identity.h). Only the device that
+// holds the account's key can make a new state; every member can adopt a newer one. Each call holds the folder's lock
+// from reading to writing, so a daemon and a command may run at the same time. A failure at any moment leaves the old
+// state or the new one. Functions block on the disk; any thread.
+// Next: account.h (how an account and its members begin), account_backup.h (how its key is kept).
+#pragma once
+
+#include <chrono>
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include "platform/base/clock.h"
+#include "platform/base/result.h"
+#include "platform/trust/account_state.h"
+#include "platform/trust/identity.h"
+
+namespace Vexo::Trust {
+
+// How long the link key before a removal still lets members receive the new state.
+inline constexpr std::chrono::hours PREVIOUS_LINK_KEY_LIFE{24 * 30};
+
+// Adopts bytes if they are a newer state of this account: writes the state, its link keys and its account certificate.
+// Returns the identity with the new state, or nullopt when bytes are the state that this device has already. UNTRUSTED
+// or MALFORMED: forged, damaged or of another account; ALREADY_EXISTS: the same number with other content; REFUSED:
+// older. The error's message is one line for a log.
+[[nodiscard]] Result<std::optional<Identity>> AdoptState(const std::filesystem::path& folder, const std::string& bytes);
+
+// The following need the account's key: NOT_FOUND on another device, with a message that names the member that holds
+// it; BUSY on a device that was restored and has not met another member yet (account_backup.h). Each returns the new
+// identity.
+
+// INVALID_ARGUMENT for a bad name, ALREADY_EXISTS for one that is taken, NOT_FOUND for an unknown member.
+[[nodiscard]] Result<Identity> RenameMember(const std::filesystem::path& folder, const std::string& networkId,
+                                            const std::string& name, const Clock& clock = Clock::System());
+// Removes the member, and makes a new link key. The previous one stays valid for PREVIOUS_LINK_KEY_LIFE.
+// announcesPreviousKey: AccountState's. REFUSED for this device itself (LeaveAccount), NOT_FOUND for an unknown member.
+[[nodiscard]] Result<Identity> RemoveMember(const std::filesystem::path& folder, const std::string& networkId,
+                                            bool announcesPreviousKey, const Clock& clock = Clock::System());
+// Makes the account's certificate and those of all members anew, for the same keys. Each member gets its own at its
+// next contact with this device (RenewedCertificate).
+[[nodiscard]] Result<Identity> RenewAccount(const std::filesystem::path& folder, const Clock& clock = Clock::System());
+// The state names that member as the holder from now on. It does not move the key: transfer.h of the soft bus.
+[[nodiscard]] Result<Identity> SetHolder(const std::filesystem::path& folder, const std::string& networkId,
+                                         const Clock& clock = Clock::System());
+
+// The certificate that RenewAccount made for that member, in DER; nullopt when there is none that ends later than the
+// one that the member showed.
+std::optional<std::string> RenewedCertificate(const std::filesystem::path& folder, const std::string& networkId,
+                                              X509* shown);
+// On the member: takes its renewed certificate over. UNTRUSTED: not of this account, or for another key.
+[[nodiscard]] Result<Identity> AdoptCertificate(const std::filesystem::path& folder, const std::string& der);
+
+// Removes this device's account, key and id from the folder: it is a new device afterwards. REFUSED on the device that
+// holds the account's key while there are other members.
+[[nodiscard]] Result<void> LeaveAccount(const std::filesystem::path& folder);
+
+// Records that the account removed this device; Identity::removedAt says so from now on.
+[[nodiscard]] Result<void> RecordOwnRemoval(const std::filesystem::path& folder, const RemovalStatement& statement);
+
+}  // namespace Vexo::Trust
