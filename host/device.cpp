@@ -72,6 +72,7 @@ public:
                                       : RadioState::SWITCHED_OFF;
     }
 
+    Result<std::string> ChangeHotspotKey() override { return device_->ChangeHotspotKey(); }
     std::vector<SoftBus::AnnouncementChannelFactory> AnnouncementChannels() const override { return {}; }
     std::vector<SoftBus::TransportFactory> Transports() const override { return {}; }
 
@@ -112,6 +113,7 @@ public:
         }
         return checks;
     }
+    Result<std::string> ChangeHotspotKey() override { return device_->ChangeHotspotKey(); }
     std::vector<SoftBus::AnnouncementChannelFactory> AnnouncementChannels() const override
     {
         std::vector<SoftBus::AnnouncementChannelFactory> channels;

@@ -48,6 +48,10 @@ public:
     virtual std::vector<QuviewDFX::HealthCheck> Checks() const = 0;
     // Whether Wi-Fi can join a network now. Any thread; does not block.
     virtual RadioState Radio() const = 0;
+    // Makes a new key for the hotspots that this program makes, because a device that knows the old one was removed
+    // from the account. Returns the SSID of a hotspot of the user's own, whose key stays, or an empty text. Blocks for
+    // the radio's daemon. Any thread.
+    [[nodiscard]] virtual Result<std::string> ChangeHotspotKey() = 0;
     // On what this device can announce itself and hear of others, as the configuration allows.
     virtual std::vector<SoftBus::AnnouncementChannelFactory> AnnouncementChannels() const = 0;
     // By what this device can be reached beside TCP, as the configuration allows.

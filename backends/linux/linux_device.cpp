@@ -114,6 +114,11 @@ void LinuxDevice::Stop()
     registrations_.Drain();
 }
 
+Result<std::string> LinuxDevice::ChangeHotspotKey()
+{
+    return wifi_->Hotspot()->ChangeKey();
+}
+
 std::vector<AbilityState> LinuxDevice::Abilities() const
 {
     std::vector<AbilityState> states;

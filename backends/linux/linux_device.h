@@ -60,6 +60,9 @@ public:
     // refuse work. Blocks for what runs on the device's strands; a second call does nothing.
     void Stop();
 
+    // Changes the key of hotspots that this daemon makes (LinuxWifiHotspot::ChangeKey).
+    [[nodiscard]] Result<std::string> ChangeHotspotKey();
+
     // Every ability that such a device can have, in the order of the ids.
     std::vector<AbilityState> Abilities() const;
 

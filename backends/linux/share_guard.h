@@ -16,8 +16,9 @@ inline constexpr const char* IDLE = "IDLE";                                // no
 inline constexpr const char* IDLE_WITHOUT_UPLINK = "IDLE_WITHOUT_UPLINK";  // the same, and no uplink
 inline constexpr const char* BATTERY_LOW = "BATTERY_LOW";
 inline constexpr const char* DAEMON_STOPPED = "DAEMON_STOPPED";
-inline constexpr const char* LEFT_OPEN = "LEFT_OPEN";  // found open at a start of the daemon or of NetworkManager
-inline constexpr const char* TOO_LATE = "TOO_LATE";    // it opened after the call had failed
+inline constexpr const char* LEFT_OPEN = "LEFT_OPEN";      // found open at a start of the daemon or of NetworkManager
+inline constexpr const char* KEY_CHANGED = "KEY_CHANGED";  // a device was removed from the account
+inline constexpr const char* TOO_LATE = "TOO_LATE";        // it opened after the call had failed
 }  // namespace ShareClosed
 
 struct ShareLimits {

@@ -19,6 +19,11 @@ constexpr size_t MIN_KEY_BYTES = 8;
 constexpr size_t MAX_KEY_BYTES = 63;
 constexpr mode_t KEY_MODE = 0600;
 
+Result<void> SaveKey(const std::filesystem::path& file, const std::string& key)
+{
+    return WriteFileAtomically(file, key + "\n", KEY_MODE);
+}
+
 // The key of earlier runs, so that stations that know it can join again.
 std::string LoadOrMakeKey(const std::filesystem::path& file)
 {
@@ -29,7 +34,7 @@ std::string LoadOrMakeKey(const std::filesystem::path& file)
         }
     }
     std::string key = Wifi::GenerateHotspotKey();
-    if (const Result<void> written = WriteFileAtomically(file, key + "\n", KEY_MODE); !written) {
+    if (const Result<void> written = SaveKey(file, key); !written) {
         QuviewDFX::LogWarn(LABEL, "the hotspot's key lasts for this run only: %{public}s", written.error().message);
     }
     return key;
@@ -163,8 +168,32 @@ Wifi::HotspotConfig LinuxWifiHotspot::MakeOwnConfig() const
     Wifi::HotspotConfig config;
     config.SetSsid(Wifi::MakeHotspotSsid(options_.deviceName, options_.networkId));
     config.SetSecurityType(options_.settings.security);
+    const MutexLock lock(mutex_);
     config.SetPreSharedKey(options_.settings.security == Wifi::KeyMgmt::NONE ? "" : generatedKey_);
     return config;
+}
+
+Result<std::string> LinuxWifiHotspot::ChangeKey()
+{
+    const std::string key = Wifi::GenerateHotspotKey();
+    if (Result<void> saved = SaveKey(options_.stateDir / HOTSPOT_KEY_FILE, key); !saved) {
+        return Failure(std::move(saved).error());
+    }
+    {
+        const MutexLock lock(mutex_);
+        generatedKey_ = key;
+    }
+    context_->RunAndWait(WIFI_CALL_LIMIT, [self = sptr<LinuxWifiHotspot>(this)](WifiContext::Deadline) -> int32_t {
+        if (self->isOpening_ || (self->share_ && self->share_->change.isOurProfile)) {
+            self->Close(ShareClosed::KEY_CHANGED);
+        }
+        return Wifi::WIFI_OK;
+    });
+    const Result<Chosen> chosen = Choose(context_->manager);
+    if (!chosen) {
+        return Failure(chosen.error());
+    }
+    return chosen.value().usersOwn ? chosen.value().config.GetSsid() : std::string();
 }
 
 Result<LinuxWifiHotspot::Chosen> LinuxWifiHotspot::Choose(const NetworkManager& manager) const

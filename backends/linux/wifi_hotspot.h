@@ -51,6 +51,12 @@ public:
     // NetworkManager gives no answer: of the one that was turned on here.
     int32_t GetHotspotConfig(Wifi::HotspotConfig& config) override;
 
+    // Makes a new key for hotspots of ours, and turns off one that is on, because somebody who knows the key may no
+    // longer join. Returns the SSID of the user's own hotspot, whose key stays, or an empty text when enabling would
+    // turn on one of ours. After an error the key is new all the same, unless the error is of the disk. Blocks for
+    // NetworkManager.
+    [[nodiscard]] Result<std::string> ChangeKey();
+
     // On the strand: something about the radios has changed; NetworkManager has gone; the battery is low.
     void OnChanged();
     void OnGone();
@@ -93,9 +99,9 @@ private:
 
     const std::shared_ptr<WifiContext> context_;
     const HotspotOptions options_;
-    const std::string generatedKey_;  // secret
 
-    Mutex mutex_;
+    mutable Mutex mutex_;
+    std::string generatedKey_ GUARDED_BY(mutex_);  // secret
     bool isOn_ GUARDED_BY(mutex_) = false;
     std::optional<Wifi::HotspotConfig> opened_ GUARDED_BY(mutex_);  // what share_ was opened with; secret
     bool hasStopBegun_ GUARDED_BY(mutex_) = false;

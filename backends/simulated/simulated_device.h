@@ -49,6 +49,9 @@ public:
     // stay registered and refuse work. Blocks for what runs on this device's strands; a second call does nothing.
     void Stop();
 
+    // Changes the key of the hotspot (SimulatedHotspot::ChangeKey). Any thread.
+    std::string ChangeHotspotKey() { return hotspot_->ChangeKey(); }
+
     // What the state file said last. Any thread.
     std::shared_ptr<const DeviceState> State() const { return live_->Get(); }
 

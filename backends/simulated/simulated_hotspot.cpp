@@ -32,8 +32,8 @@ SimulatedHotspot::SimulatedHotspot(std::shared_ptr<LiveState> live, Air air, std
     : live_(std::move(live)),
       air_(std::move(air)),
       defaultSsid_(Wifi::MakeHotspotSsid(std::move(deviceName), air_.NetworkId())),
-      generatedKey_(Wifi::GenerateHotspotKey()),
-      timers_(timers)
+      timers_(timers),
+      generatedKey_(Wifi::GenerateHotspotKey())
 {
 }
 
@@ -103,9 +103,20 @@ SimulatedHotspot::Settings SimulatedHotspot::CurrentSettings() const
     settings.ssid = state->hotspotSsid.empty() ? defaultSsid_ : state->hotspotSsid;
     settings.security = state->hotspotSecurity;
     if (settings.security != HotspotSecurity::OPEN) {
+        const MutexLock lock(mutex_);
         settings.key = state->hotspotKey.empty() ? generatedKey_ : state->hotspotKey;
     }
     return settings;
+}
+
+std::string SimulatedHotspot::ChangeKey()
+{
+    {
+        const MutexLock lock(mutex_);
+        generatedKey_ = Wifi::GenerateHotspotKey();
+    }
+    strand_.Post([self = sptr<SimulatedHotspot>(this)] { self->Refresh(); });
+    return live_->Get()->hotspotKey.empty() ? "" : CurrentSettings().ssid;
 }
 
 void SimulatedHotspot::SetActive(bool active)

@@ -32,6 +32,10 @@ public:
     // Also while the hotspot is off.
     int32_t GetHotspotConfig(Wifi::HotspotConfig& config) override;
 
+    // Makes a new key for this run; a hotspot that is on goes on with it. Returns the SSID when the state names a key,
+    // which stays, else an empty text.
+    std::string ChangeKey();
+
     // On or off, whatever faults the calls have.
     void SetActive(bool active);
     // To be called after the live state changed: the air follows.
@@ -55,10 +59,10 @@ private:
     const std::shared_ptr<LiveState> live_;
     const Air air_;
     const std::string defaultSsid_;
-    const std::string generatedKey_;
     Tasks::Timers& timers_;
 
-    Mutex mutex_;
+    mutable Mutex mutex_;
+    std::string generatedKey_ GUARDED_BY(mutex_);  // secret
     bool active_ GUARDED_BY(mutex_) = false;
     bool stopped_ GUARDED_BY(mutex_) = false;
     SteadyTime visibleFrom_ GUARDED_BY(mutex_);

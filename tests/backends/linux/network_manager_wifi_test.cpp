@@ -146,6 +146,28 @@ TEST_F(NetworkManagerWifiTest, WithoutAProfileOfTheUserAHotspotOfOursComesAndGoe
     EXPECT_FALSE(log_.Contains(key));
 }
 
+TEST_F(NetworkManagerWifiTest, AChangedKeyEndsAHotspotOfOursAndLeavesTheUsersOwn)
+{
+    phone_.Start();
+    ASSERT_EQ(phone_.Hotspot()->EnableHotspot(ServiceType::DEFAULT), Wifi::WIFI_OK);
+    const std::string before = phone_.Config().GetPreSharedKey();
+    EXPECT_EQ(phone_.Hotspot()->ChangeKey().value_or("failed"), "");
+    EXPECT_FALSE(phone_.IsHotspotOn());
+    const std::string after = phone_.Config().GetPreSharedKey();
+    EXPECT_EQ(after.size(), before.size());
+    EXPECT_NE(after, before);
+    phone_.End();
+    EXPECT_EQ(events_.Lines(), ClosedFor("KEY_CHANGED", 1));
+
+    phone_.Start();
+    EXPECT_EQ(phone_.Config().GetPreSharedKey(), after) << "in the next run";
+    ShareGarden();
+    EXPECT_TRUE(Eventually([&] { return phone_.IsHotspotOn(); }));
+    EXPECT_EQ(phone_.Hotspot()->ChangeKey().value_or("failed"), "Garden");
+    EXPECT_TRUE(phone_.IsHotspotOn());
+    EXPECT_EQ(phone_.Config().GetPreSharedKey(), KEY);
+}
+
 TEST_F(NetworkManagerWifiTest, AHotspotThatTheUserTurnedOnIsLeftAlone)
 {
     ShareGarden();
