@@ -96,15 +96,25 @@ Admission& InboundLinks::AdmissionOf(const PeerAddress& from)
     }
     const Transport* transport = context_.FindTransport(from.transport);
     return admissions_
-        .try_emplace(from.transport, *context_.reactor, context_.linkSetup.preamble,
-                     transport != nullptr ? transport->LimitsOfAdmission() : AdmissionLimits(),
-                     [this](Stream stream, const std::string& firstMessage, const PeerAddress& where) {
-                         Proven(std::move(stream), firstMessage, where);
-                     })
+        .try_emplace(
+            from.transport, *context_.reactor,
+            [this](std::string_view proof, std::string_view challenge, std::string_view firstMessage) {
+                return KeyOfProof(proof, challenge, firstMessage);
+            },
+            transport != nullptr ? transport->LimitsOfAdmission() : AdmissionLimits(),
+            [this](Stream stream, Trust::ProvenKey key, const std::string& firstMessage, const PeerAddress& where) {
+                Proven(std::move(stream), key, firstMessage, where);
+            })
         .first->second;
 }
 
-void InboundLinks::Proven(Stream stream, const std::string& firstMessage, const PeerAddress& from)
+std::optional<Trust::ProvenKey> InboundLinks::KeyOfProof(std::string_view proof, std::string_view challenge,
+                                                         std::string_view firstMessage) const
+{
+    return context_.linkSetup.preamble->KeyOfProof(proof, challenge, firstMessage);
+}
+
+void InboundLinks::Proven(Stream stream, Trust::ProvenKey key, const std::string& firstMessage, const PeerAddress& from)
 {
     const std::string source = SourceOf(from);
     refused_.remove_if([](const auto& refused) { return refused.second.expired(); });
@@ -112,7 +122,7 @@ void InboundLinks::Proven(Stream stream, const std::string& firstMessage, const 
         AdmissionOf(from).LogRefusal(source, "too many handshakes");
         return;
     }
-    const auto link = context_.MakeServerLink(std::move(stream), firstMessage);
+    const auto link = context_.MakeServerLink(std::move(stream), firstMessage, key);
     if (!link) {
         AdmissionOf(from).LogRefusal(source, "not enough memory");
         return;

@@ -7,8 +7,10 @@
 #include <list>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "platform/base/nocopyable.h"
@@ -36,7 +38,9 @@ private:
     class Greeter;
     friend class Greeter;
 
-    void Proven(Stream stream, const std::string& firstMessage, const PeerAddress& from);
+    std::optional<Trust::ProvenKey> KeyOfProof(std::string_view proof, std::string_view challenge,
+                                               std::string_view firstMessage) const;
+    void Proven(Stream stream, Trust::ProvenKey key, const std::string& firstMessage, const PeerAddress& from);
     Admission& AdmissionOf(const PeerAddress& from);
     size_t CountOf(const std::string& source);
     std::string SourceOf(const PeerAddress& from) const;

@@ -52,13 +52,13 @@ struct ReactorContext : public NoCopyable {
     // Returns null if no transport has the name.
     Transport* FindTransport(const std::string& name) const;
 
-    std::shared_ptr<Link> MakeClientLink(Stream stream, const std::string& peerNetworkId) const
+    std::shared_ptr<Link> MakeClientLink(Stream stream, const std::string& peerNetworkId, Trust::ProvenKey key) const
     {
-        return Link::MakeClient(*reactor, std::move(stream), linkSetup, peerNetworkId);
+        return Link::MakeClient(*reactor, std::move(stream), linkSetup, peerNetworkId, key);
     }
-    std::shared_ptr<Link> MakeServerLink(Stream stream, const std::string& firstMessage) const
+    std::shared_ptr<Link> MakeServerLink(Stream stream, const std::string& firstMessage, Trust::ProvenKey key) const
     {
-        return Link::MakeServer(*reactor, std::move(stream), linkSetup, firstMessage);
+        return Link::MakeServer(*reactor, std::move(stream), linkSetup, firstMessage, key);
     }
 
 private:

@@ -23,17 +23,29 @@ public:
         return hmacs_.Current().Of({challenge, firstMessage});
     }
 
-    bool IsProof(std::string_view proof, std::string_view challenge, std::string_view firstMessage) const override
+    std::string ProveWithPrevious(std::string_view challenge, std::string_view firstMessage) const override
+    {
+        const Hmac* const previous = hmacs_.Previous();
+        return previous != nullptr ? previous->Of({challenge, firstMessage}) : "";
+    }
+
+    bool HasPrevious() const override { return hmacs_.Previous() != nullptr; }
+
+    std::optional<ProvenKey> KeyOfProof(std::string_view proof, std::string_view challenge,
+                                        std::string_view firstMessage) const override
     {
         const auto isMadeWith = [&](const Hmac& hmac) {
             const std::string right = hmac.Of({challenge, firstMessage});
             return right.size() == proof.size() && CRYPTO_memcmp(right.data(), proof.data(), proof.size()) == 0;
         };
         if (proof.size() != PROOF_BYTES) {
-            return false;
+            return std::nullopt;
+        }
+        if (isMadeWith(hmacs_.Current())) {
+            return ProvenKey::CURRENT;
         }
         const Hmac* const previous = hmacs_.Previous();
-        return isMadeWith(hmacs_.Current()) || (previous != nullptr && isMadeWith(*previous));
+        return previous != nullptr && isMadeWith(*previous) ? std::optional(ProvenKey::PREVIOUS) : std::nullopt;
     }
 
 private:

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <memory>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -20,18 +21,31 @@ namespace Vexo::Trust {
 inline constexpr size_t CHALLENGE_BYTES = 16;
 inline constexpr size_t PROOF_BYTES = 32;
 
+// The key that a proof was made with: one of the account's link keys, or the key of a ticket (ticket.h).
+enum class ProvenKey { CURRENT, PREVIOUS, TICKET };
+
 class Preamble : public NoCopyable {
 public:
-    // Proves with the current key; accepts the previous one too while it is valid by the clock.
+    // Accepts proofs of the current key, and of the previous one while it is valid by the clock.
     [[nodiscard]] static Result<std::shared_ptr<const Preamble>> Make(const LinkKeys& keys,
                                                                       const Clock& clock = Clock::System());
     virtual ~Preamble() = default;
 
     // Random bytes; an error when the system has none.
     [[nodiscard]] static Result<std::string> MakeChallenge();
-    // Empty only when memory is short.
+    // With the current key. Empty only when memory is short.
     virtual std::string Prove(std::string_view challenge, std::string_view firstMessage) const = 0;
-    virtual bool IsProof(std::string_view proof, std::string_view challenge, std::string_view firstMessage) const = 0;
+    // With the previous key. Empty when there is none, when it is no longer valid, or when memory is short.
+    virtual std::string ProveWithPrevious(std::string_view challenge, std::string_view firstMessage) const = 0;
+    // Whether ProveWithPrevious has a key now.
+    virtual bool HasPrevious() const = 0;
+    // CURRENT or PREVIOUS; nullopt when the proof is wrong.
+    virtual std::optional<ProvenKey> KeyOfProof(std::string_view proof, std::string_view challenge,
+                                                std::string_view firstMessage) const = 0;
+    bool IsProof(std::string_view proof, std::string_view challenge, std::string_view firstMessage) const
+    {
+        return KeyOfProof(proof, challenge, firstMessage).has_value();
+    }
 
 protected:
     Preamble() = default;

@@ -137,13 +137,14 @@ private:
         const std::string_view proof = std::string_view(received_).substr(0, Trust::PROOF_BYTES);
         const std::string_view message = std::string_view(received_).substr(Trust::PROOF_BYTES);
         const auto self = shared_from_this();
-        if (!IsClientHello(message) || !admission_.preamble_->IsProof(proof, challenge_, message)) {
+        const auto key = IsClientHello(message) ? admission_.keyOfProof_(proof, challenge_, message) : std::nullopt;
+        if (!key) {
             admission_.Refuse(self, "its proof is wrong: a stranger, or its link key is another");
             return;
         }
         Stream stream{UniqueFd(socket_.release()), maxWriteBytes_, std::move(use_)};
         admission_.Forget(self);
-        admission_.proven_(std::move(stream), std::string(message), from_);
+        admission_.proven_(std::move(stream), *key, std::string(message), from_);
     }
 
     Admission& admission_;

@@ -12,7 +12,9 @@
 #include <list>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
+#include <string_view>
 
 #include "platform/base/clock.h"
 #include "platform/base/nocopyable.h"
@@ -30,13 +32,16 @@ inline constexpr size_t MAX_FIRST_MESSAGE = 4096;
 
 class Admission : public NoCopyable {
 public:
-    // A stream whose peer is of the account, with the first TLS message that was read from it.
-    using Proven = std::function<void(Stream stream, std::string firstMessage, const PeerAddress& from)>;
+    // Which key the proof was made with; nullopt: none that is accepted now.
+    using KeyOfProof = std::function<std::optional<Trust::ProvenKey>(std::string_view proof, std::string_view challenge,
+                                                                     std::string_view firstMessage)>;
+    // A stream whose peer has proved that key, with the first TLS message that was read from it.
+    using Proven =
+        std::function<void(Stream stream, Trust::ProvenKey key, std::string firstMessage, const PeerAddress& from)>;
 
-    Admission(asio::io_context& reactor, std::shared_ptr<const Trust::Preamble> preamble, const AdmissionLimits& limits,
-              Proven proven)
+    Admission(asio::io_context& reactor, KeyOfProof keyOfProof, const AdmissionLimits& limits, Proven proven)
         : reactor_(reactor),
-          preamble_(std::move(preamble)),
+          keyOfProof_(std::move(keyOfProof)),
           limits_(limits),
           proven_(std::move(proven)),
           deadlines_(reactor)
@@ -67,7 +72,7 @@ private:
     void Forget(const CandidatePtr& candidate);
 
     asio::io_context& reactor_;
-    const std::shared_ptr<const Trust::Preamble> preamble_;
+    const KeyOfProof keyOfProof_;
     const AdmissionLimits limits_;
     const Proven proven_;
     Candidates all_;

@@ -111,7 +111,7 @@ private:
 
     void StartHandshake(Stream stream)
     {
-        link_ = dial_->context_.MakeClientLink(std::move(stream), dial_->request_.networkId);
+        link_ = dial_->context_.MakeClientLink(std::move(stream), dial_->request_.networkId, Trust::ProvenKey::CURRENT);
         if (link_) {
             dial_->wasTried_ = true;
             link_->Start(shared_from_this());

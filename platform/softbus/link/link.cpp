@@ -16,28 +16,30 @@
 namespace Vexo::SoftBus {
 
 std::shared_ptr<Link> Link::MakeClient(asio::io_context& reactor, Stream stream, const Setup& setup,
-                                       const std::string& peerNetworkId)
+                                       const std::string& peerNetworkId, Trust::ProvenKey key)
 {
     Trust::SslPtr ssl = setup.tls->NewClient(peerNetworkId);
     if (!ssl) {
         return nullptr;
     }
-    return std::shared_ptr<Link>(new Link(reactor, std::move(stream), Role::CLIENT, setup, std::move(ssl)));
+    return std::shared_ptr<Link>(new Link(reactor, std::move(stream), Role::CLIENT, setup, std::move(ssl), key));
 }
 
 std::shared_ptr<Link> Link::MakeServer(asio::io_context& reactor, Stream stream, const Setup& setup,
-                                       const std::string& firstMessage)
+                                       const std::string& firstMessage, Trust::ProvenKey key)
 {
     Trust::SslPtr ssl = setup.tls->NewServer();
     if (!ssl || !AttachSocket(ssl.get(), stream.socket.Get(), firstMessage, stream.maxWriteBytes)) {
         return nullptr;
     }
-    return std::shared_ptr<Link>(new Link(reactor, std::move(stream), Role::SERVER, setup, std::move(ssl)));
+    return std::shared_ptr<Link>(new Link(reactor, std::move(stream), Role::SERVER, setup, std::move(ssl), key));
 }
 
-Link::Link(asio::io_context& reactor, Stream stream, Role role, const Setup& setup, Trust::SslPtr ssl)
+Link::Link(asio::io_context& reactor, Stream stream, Role role, const Setup& setup, Trust::SslPtr ssl,
+           Trust::ProvenKey key)
     : reactor_(reactor),
       role_(role),
+      key_(key),
       queue_(setup.maxQueuedBytes),
       tls_(setup.tls),
       preamble_(setup.preamble),
@@ -174,8 +176,9 @@ void Link::ReadChallenge()
         WaitReadable();
         return;
     }
-    const auto prefix = [preamble = preamble_, challenge = challenge_](std::string_view flight) {
-        return preamble->Prove(challenge, flight);
+    const auto prefix = [preamble = preamble_, challenge = challenge_, key = key_](std::string_view flight) {
+        return key == Trust::ProvenKey::PREVIOUS ? preamble->ProveWithPrevious(challenge, flight)
+                                                 : preamble->Prove(challenge, flight);
     };
     if (!AttachSocket(ssl_.get(), socket_.native_handle(), prefix, maxWriteBytes_)) {
         End(LinkEnd::BROKEN, "not enough memory");

@@ -58,11 +58,12 @@ public:
     };
 
     // Both return null when memory is short. peerNetworkId: the device that must answer; empty: any. firstMessage: the
-    // bytes that the client sent after its proof.
+    // bytes that the client sent after its proof. key: what the client proves with, or has proved.
     static std::shared_ptr<Link> MakeClient(asio::io_context& reactor, Stream stream, const Setup& setup,
-                                            const std::string& peerNetworkId);
+                                            const std::string& peerNetworkId,
+                                            Trust::ProvenKey key = Trust::ProvenKey::CURRENT);
     static std::shared_ptr<Link> MakeServer(asio::io_context& reactor, Stream stream, const Setup& setup,
-                                            const std::string& firstMessage);
+                                            const std::string& firstMessage, Trust::ProvenKey key);
     ~Link();
 
     // Starts the handshake; the owner hears nothing before this returns. HANDSHAKE_LIMIT runs until Established.
@@ -91,6 +92,7 @@ public:
     void Refuse(const std::string& why);
 
     Role GetRole() const { return role_; }
+    Trust::ProvenKey Key() const { return key_; }
     const std::string& PeerNetworkId() const { return peerNetworkId_; }  // verified, once ready
     SteadyTime LastReceived() const { return lastReceived_; }
     SteadyTime LastSent() const { return lastSent_; }
@@ -106,7 +108,8 @@ private:
     // The text for an errno value; 0: the stream ended.
     static std::string SystemError(int error);
 
-    Link(asio::io_context& reactor, Stream stream, Role role, const Setup& setup, Trust::SslPtr ssl);
+    Link(asio::io_context& reactor, Stream stream, Role role, const Setup& setup, Trust::SslPtr ssl,
+         Trust::ProvenKey key);
 
     void ReadChallenge();
     void Handshake();
@@ -132,6 +135,7 @@ private:
 
     asio::io_context& reactor_;
     const Role role_;
+    const Trust::ProvenKey key_;
     SendQueue queue_;
     const std::shared_ptr<Trust::TlsContext> tls_;
     const std::shared_ptr<const Trust::Preamble> preamble_;

@@ -32,11 +32,14 @@ TEST(LinkKeyTest, PreviousKeyIsKeptAndProvesMembershipUntilItsDate)
               "d28a647cea223cb9426b31a3d4a2b998dc70a033bca6800ede81a8b8f32f2325");
 
     EXPECT_NE(preamble->Prove(challenge, message), proof);
-    EXPECT_TRUE(preamble->IsProof(preamble->Prove(challenge, message), challenge, message));
+    EXPECT_EQ(preamble->KeyOfProof(preamble->Prove(challenge, message), challenge, message), ProvenKey::CURRENT);
     clock.date = end - 1s;
-    EXPECT_TRUE(preamble->IsProof(proof, challenge, message));
+    EXPECT_EQ(preamble->KeyOfProof(proof, challenge, message), ProvenKey::PREVIOUS);
+    EXPECT_EQ(preamble->ProveWithPrevious(challenge, message), proof);
     clock.date = end;
-    EXPECT_FALSE(preamble->IsProof(proof, challenge, message));
+    EXPECT_EQ(preamble->KeyOfProof(proof, challenge, message), std::nullopt);
+    EXPECT_EQ(preamble->ProveWithPrevious(challenge, message), "");
+    EXPECT_FALSE(preamble->HasPrevious());
 }
 
 TEST(LinkKeyTest, ADamagedRecordIsNamedWithoutItsKey)
