@@ -35,13 +35,17 @@ Result<LinkKey> GenerateLinkKey(uint32_t number)
 
 SecretBytes DeriveKey(const LinkKey& key, std::string_view purpose)
 {
-    // OpenSSL takes its inputs through pointers to non-const and does not write to them.
+    return DeriveKey({reinterpret_cast<const char*>(key.bytes.data()), key.bytes.size()}, purpose);
+}
+
+SecretBytes DeriveKey(std::string_view secret, std::string_view purpose)
+{
     std::string digest = "SHA256";
-    SecretBytes secret = key.bytes;
     std::string info(purpose);
     const std::array<OSSL_PARAM, 4> parameters{
         OSSL_PARAM_construct_utf8_string(OSSL_KDF_PARAM_DIGEST, digest.data(), 0),
-        OSSL_PARAM_construct_octet_string(OSSL_KDF_PARAM_KEY, secret.data(), secret.size()),
+        // OpenSSL takes its inputs through pointers to non-const and does not write to them.
+        OSSL_PARAM_construct_octet_string(OSSL_KDF_PARAM_KEY, const_cast<char*>(secret.data()), secret.size()),
         OSSL_PARAM_construct_octet_string(OSSL_KDF_PARAM_INFO, info.data(), info.size()),
         OSSL_PARAM_construct_end(),
     };

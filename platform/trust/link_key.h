@@ -45,6 +45,8 @@ struct LinkKeys {
 // HKDF with SHA-256 (RFC 5869): no salt, purpose as info, 32 bytes. Purposes begin with "distnet "; two uses never
 // share one.
 SecretBytes DeriveKey(const LinkKey& key, std::string_view purpose);
+// The same from a secret of another length.
+SecretBytes DeriveKey(std::string_view secret, std::string_view purpose);
 
 // 8 hex characters for people to compare on two devices; they do not lead to the key.
 std::string FingerprintOf(const LinkKey& key);

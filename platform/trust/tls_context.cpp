@@ -3,6 +3,7 @@
 #include <openssl/err.h>
 
 #include <map>
+#include <string_view>
 #include <utility>
 
 #include "platform/base/mutex.h"
@@ -16,6 +17,11 @@ constexpr const char* CIPHERS = "TLS_AES_128_GCM_SHA256:TLS_CHACHA20_POLY1305_SH
 constexpr const char* GROUPS = "X25519:P-256";
 constexpr unsigned char SESSION_CONTEXT[] = "distnet-link";
 constexpr size_t MAX_TICKETS = 256;  // peers; an account has a handful
+
+constexpr const char* TICKET_CIPHER = "TLS_AES_128_GCM_SHA256";
+constexpr unsigned char TICKET_CIPHER_ID[] = {0x13, 0x01};  // RFC 8446, B.4
+constexpr std::string_view TICKET_IDENTITY = "distnet ticket";
+constexpr const char* TICKET_PURPOSE = "distnet ticket tls";
 
 struct ContextDeleter {
     void operator()(SSL_CTX* context) const noexcept { SSL_CTX_free(context); }
@@ -44,6 +50,22 @@ int WantedPeerIndex()
     return index;
 }
 
+// TLS 1.3 as every link has it; null when OpenSSL refuses something.
+ContextPtr MakeContext(const SSL_METHOD* method, const char* ciphers)
+{
+    ContextPtr context(SSL_CTX_new(method));
+    if (!context || SSL_CTX_set_min_proto_version(context.get(), TLS1_3_VERSION) != 1 ||
+        SSL_CTX_set_ciphersuites(context.get(), ciphers) != 1 || SSL_CTX_set1_groups_list(context.get(), GROUPS) != 1 ||
+        SSL_CTX_set_session_id_context(context.get(), SESSION_CONTEXT, sizeof(SESSION_CONTEXT) - 1) != 1) {
+        return nullptr;
+    }
+    SSL_CTX_set_verify(context.get(), SSL_VERIFY_PEER | SSL_VERIFY_FAIL_IF_NO_PEER_CERT, nullptr);
+    SSL_CTX_set_mode(context.get(),
+                     SSL_MODE_RELEASE_BUFFERS | SSL_MODE_ENABLE_PARTIAL_WRITE | SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER);
+    SSL_CTX_set_options(context.get(), SSL_OP_NO_COMPRESSION);
+    return context;
+}
+
 std::string PeerNetworkId(const SSL* ssl)
 {
     const Certificate certificate(SSL_get1_peer_certificate(ssl));
@@ -58,8 +80,8 @@ public:
             return Fail(ErrorCode::NOT_FOUND, "this device is not enrolled in an account");
         }
         auto context = std::make_shared<OpenSslTlsContext>();
-        context->client_ = context->MakeContext(TLS_client_method(), identity);
-        context->server_ = context->MakeContext(TLS_server_method(), identity);
+        context->client_ = context->ContextOf(TLS_client_method(), identity);
+        context->server_ = context->ContextOf(TLS_server_method(), identity);
         context->account_.reset(X509_dup(identity.accountCertificate.get()));
         if (!context->client_ || !context->server_ || !context->account_) {
             return Fail(ErrorCode::SYSTEM, "TLS could not be set up: " + OpenSslReason());
@@ -146,22 +168,14 @@ public:
     }
 
 private:
-    ContextPtr MakeContext(const SSL_METHOD* method, const Identity& identity)
+    ContextPtr ContextOf(const SSL_METHOD* method, const Identity& identity)
     {
-        ContextPtr context(SSL_CTX_new(method));
-        if (!context || SSL_CTX_set_min_proto_version(context.get(), TLS1_3_VERSION) != 1 ||
-            SSL_CTX_set_ciphersuites(context.get(), CIPHERS) != 1 ||
-            SSL_CTX_set1_groups_list(context.get(), GROUPS) != 1 ||
-            SSL_CTX_use_certificate(context.get(), identity.certificate.get()) != 1 ||
+        ContextPtr context = MakeContext(method, CIPHERS);
+        if (!context || SSL_CTX_use_certificate(context.get(), identity.certificate.get()) != 1 ||
             SSL_CTX_use_PrivateKey(context.get(), identity.key.get()) != 1 ||
-            X509_STORE_add_cert(SSL_CTX_get_cert_store(context.get()), identity.accountCertificate.get()) != 1 ||
-            SSL_CTX_set_session_id_context(context.get(), SESSION_CONTEXT, sizeof(SESSION_CONTEXT) - 1) != 1) {
+            X509_STORE_add_cert(SSL_CTX_get_cert_store(context.get()), identity.accountCertificate.get()) != 1) {
             return nullptr;
         }
-        SSL_CTX_set_verify(context.get(), SSL_VERIFY_PEER | SSL_VERIFY_FAIL_IF_NO_PEER_CERT, nullptr);
-        SSL_CTX_set_mode(context.get(), SSL_MODE_RELEASE_BUFFERS | SSL_MODE_ENABLE_PARTIAL_WRITE |
-                                            SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER);
-        SSL_CTX_set_options(context.get(), SSL_OP_NO_COMPRESSION);
         SSL_CTX_set_app_data(context.get(), this);
         return context;
     }
@@ -199,11 +213,122 @@ private:
     std::map<std::string, SessionPtr> tickets_ GUARDED_BY(mutex_);  // by network id
 };
 
+class TicketTlsContext final : public TlsContext {
+public:
+    static Result<std::shared_ptr<TlsContext>> Make(const Ticket& ticket)
+    {
+        auto context = std::make_shared<TicketTlsContext>();
+        // The callbacks of OpenSSL that ask for the key find it by these.
+        context->client_ = MakeContext(TLS_client_method(), TICKET_CIPHER);
+        context->server_ = MakeContext(TLS_server_method(), TICKET_CIPHER);
+        const SslPtr any(context->client_ ? SSL_new(context->client_.get()) : nullptr);
+        context->session_ = any ? SessionOf(ticket, any.get()) : nullptr;
+        if (!context->server_ || !context->session_) {
+            return Fail(ErrorCode::SYSTEM, "TLS under a ticket could not be set up: " + OpenSslReason());
+        }
+        for (SSL_CTX* const each : {context->client_.get(), context->server_.get()}) {
+            SSL_CTX_set_app_data(each, context.get());
+            SSL_CTX_set_session_cache_mode(each, SSL_SESS_CACHE_OFF);
+        }
+        SSL_CTX_set_psk_use_session_callback(context->client_.get(), OfferKey);
+        SSL_CTX_set_psk_find_session_callback(context->server_.get(), FindKey);
+        SSL_CTX_set_num_tickets(context->server_.get(), 0);
+        return std::shared_ptr<TlsContext>(std::move(context));
+    }
+
+    SslPtr NewClient(const std::string& /*peerNetworkId*/) override
+    {
+        SslPtr ssl(SSL_new(client_.get()));
+        if (ssl) {
+            SSL_set_connect_state(ssl.get());
+        }
+        return ssl;
+    }
+
+    SslPtr NewServer() override
+    {
+        SslPtr ssl(SSL_new(server_.get()));
+        if (ssl) {
+            SSL_set_accept_state(ssl.get());
+        }
+        return ssl;
+    }
+
+    Result<std::string> VerifiedPeer(SSL* ssl) override
+    {
+        // A handshake under a pre-shared key counts as a resumption of it.
+        if (SSL_is_init_finished(ssl) != 1 || SSL_session_reused(ssl) != 1) {
+            return Fail(ErrorCode::UNTRUSTED, "peer did not prove the ticket");
+        }
+        return TICKET_PEER;
+    }
+
+    std::string DescribeFailure(SSL* /*ssl*/) override
+    {
+        const unsigned long error = ERR_peek_last_error();
+        const std::string reason = OpenSslReason();
+        return error == 0 ? "the peer closed the connection" : reason;
+    }
+
+    void Forget(const std::string& /*peerNetworkId*/) override {}
+
+private:
+    static SessionPtr SessionOf(const Ticket& ticket, SSL* ssl)
+    {
+        const SecretBytes key = DeriveKey(TicketKeys(ticket).current, TICKET_PURPOSE);
+        const SSL_CIPHER* const cipher = SSL_CIPHER_find(ssl, TICKET_CIPHER_ID);
+        SessionPtr session(SSL_SESSION_new());
+        if (!session || cipher == nullptr || SSL_SESSION_set1_master_key(session.get(), key.data(), key.size()) != 1 ||
+            SSL_SESSION_set_cipher(session.get(), cipher) != 1 ||
+            SSL_SESSION_set1_id_context(session.get(), SESSION_CONTEXT, sizeof(SESSION_CONTEXT) - 1) != 1 ||
+            SSL_SESSION_set_protocol_version(session.get(), TLS1_3_VERSION) != 1) {
+            return nullptr;
+        }
+        return session;
+    }
+
+    // Of OpenSSL's shape: 1 and a session that it then owns, or null for a handshake without the key.
+    static int OfferKey(SSL* ssl, const EVP_MD* digest, const unsigned char** identity, size_t* identityBytes,
+                        SSL_SESSION** session)
+    {
+        *session = nullptr;
+        // digest: of the cipher that a server has asked for in a second round; the key fits SHA-256 only.
+        if (digest == nullptr || EVP_MD_get_type(digest) == NID_sha256) {
+            *identity = reinterpret_cast<const unsigned char*>(TICKET_IDENTITY.data());
+            *identityBytes = TICKET_IDENTITY.size();
+            *session = CopyOfKey(ssl);
+        }
+        return 1;
+    }
+
+    static int FindKey(SSL* ssl, const unsigned char* identity, size_t identityBytes, SSL_SESSION** session)
+    {
+        const std::string_view asked(reinterpret_cast<const char*>(identity), identityBytes);
+        *session = asked == TICKET_IDENTITY ? CopyOfKey(ssl) : nullptr;
+        return 1;
+    }
+
+    static SSL_SESSION* CopyOfKey(SSL* ssl)
+    {
+        const auto* self = static_cast<const TicketTlsContext*>(SSL_CTX_get_app_data(SSL_get_SSL_CTX(ssl)));
+        return SSL_SESSION_dup(self->session_.get());
+    }
+
+    ContextPtr client_;
+    ContextPtr server_;
+    SessionPtr session_;  // holds the key
+};
+
 }  // namespace
 
 Result<std::shared_ptr<TlsContext>> TlsContext::Make(const Identity& identity)
 {
     return OpenSslTlsContext::Make(identity);
+}
+
+Result<std::shared_ptr<TlsContext>> TlsContext::MakeForTicket(const Ticket& ticket)
+{
+    return TicketTlsContext::Make(ticket);
 }
 
 }  // namespace Vexo::Trust

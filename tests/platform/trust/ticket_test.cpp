@@ -1,0 +1,220 @@
+#include "platform/trust/ticket.h"
+
+#include <algorithm>
+#include <cctype>
+
+#include "platform/trust/announcement_tokens.h"
+#include "platform/trust/preamble.h"
+#include "platform/trust/tls_context.h"
+#include "tests/platform/trust/trust_fixture.h"
+
+namespace Vexo::Trust::Tests {
+namespace {
+
+constexpr std::string_view DIGITS = "0123456789ABCDEFGHJKMNPQRSTVWXYZ";
+const std::string SECRET{"\x00\x01\x02\x03\x04\x05\x06\x07\x08\x09\x0a\x0b\x0c\x0d\xfe\xff", 16};
+// Computed from the format with another program's arithmetic: 26 digits and the check symbol.
+constexpr const char* SHORT_TEXT = "0004-1061-050R-3GG2-8A1C-60VZ-QZ7";
+constexpr const char* ADDRESS = "192.0.2.7:40117";
+
+std::string WithoutDashes(std::string text)
+{
+    std::erase(text, '-');
+    return text;
+}
+
+TEST(TicketTest, ATicketReadsBackHoweverItIsTyped)
+{
+    for (const std::string address : {"", ADDRESS}) {
+        const std::string text = TicketText({SECRET, address});
+        EXPECT_LE(text.size(), MAX_TICKET_TEXT);
+        std::string lower = text;
+        std::transform(lower.begin(), lower.end(), lower.begin(), [](unsigned char c) { return std::tolower(c); });
+        std::string spaced = " " + text + "\r\n";
+        std::replace(spaced.begin(), spaced.end(), '-', ' ');
+        std::string letters = text;
+        std::replace(letters.begin(), letters.end(), '0', 'o');
+        std::replace(letters.begin(), letters.end(), '1', 'l');
+        std::string otherLetters = text;
+        std::replace(otherLetters.begin(), otherLetters.end(), '0', 'O');
+        std::replace(otherLetters.begin(), otherLetters.end(), '1', 'I');
+        for (const std::string& typed : {text, WithoutDashes(text), lower, spaced, letters, otherLetters}) {
+            const auto read = ParseTicket(typed);
+            ASSERT_TRUE(read) << typed << ": " << read.error().message;
+            EXPECT_EQ(read.value().secret, SECRET) << typed;
+            EXPECT_EQ(read.value().address, address);
+        }
+    }
+    EXPECT_EQ(TicketText({SECRET, ""}), SHORT_TEXT);
+}
+
+TEST(TicketTest, AWrongSymbolAndTwoSwappedOnesAreCaught)
+{
+    for (const std::string address : {"", ADDRESS}) {
+        const std::string text = WithoutDashes(TicketText({SECRET, address}));
+        for (size_t i = 0; i < text.size(); ++i) {
+            for (const char symbol : DIGITS) {
+                std::string wrong = text;
+                wrong[i] = symbol;
+                EXPECT_TRUE(symbol == text[i] || !ParseTicket(wrong)) << wrong;
+            }
+            // Far from its place, the check symbol itself may change with a digit unnoticed.
+            for (size_t j = i + 1; j < text.size() - (i + 2 < text.size() ? 1 : 0); ++j) {
+                std::string swapped = text;
+                std::swap(swapped[i], swapped[j]);
+                EXPECT_TRUE(text[i] == text[j] || !ParseTicket(swapped)) << swapped;
+            }
+        }
+    }
+}
+
+TEST(TicketTest, ARefusalSaysWhatIsWrongAndWhere)
+{
+    const std::string good = SHORT_TEXT;
+    const struct {
+        std::string typed;
+        const char* why;
+    } rows[] = {
+        {"", "it is too short: 0 of 27 characters"},
+        {good.substr(0, good.size() - 2), "it is too short: 25 of 27 characters"},
+        {good + "1", "it has 28 characters; a ticket has 27, or 37 with an address"},
+        {std::string(5000, 'A'), "it has 5000 characters"},
+        {"0004-1061-0U0R-3GG2-8A1C-60VZ-QZ7", "\"U\" in group 3 is no character of a ticket"},
+        {std::string("0004-1061-05\0", 13), "a character in group 3 is no character of a ticket"},
+        {"0004-1061-050R-3GG2-8A1C-60VZ-QZ8", "a character is mistyped"},
+        // Secret and address of zeros, but for the version, 1, whose check symbol the loop below finds.
+        {"8000-0000-0000-0000-0000-0000-00?", "it was made by a newer version"},
+        {"0000000000-000000000-000000000-00000000?", "its address has port 0"},
+    };
+    for (const auto& row : rows) {
+        std::string why;
+        const size_t unknown = row.typed.find('?');
+        for (const char symbol : std::string("0123456789ABCDEFGHJKMNPQRSTVWXYZ*~$=U")) {
+            const std::string typed = row.typed.substr(0, unknown) + (unknown < row.typed.size() ? symbol : ' ');
+            const auto read = ParseTicket(typed);
+            ASSERT_FALSE(read) << typed;
+            EXPECT_EQ(read.error().code, ErrorCode::MALFORMED);
+            why = why.empty() || why == "a character is mistyped" ? read.error().message : why;
+        }
+        EXPECT_NE(why.find(row.why), std::string::npos) << why;
+    }
+    for (const char* address : {"example.org:1", "[2001:db8::7]:1", "192.0.2.7", "192.0.2.7:0"}) {
+        EXPECT_FALSE(MakeTicket(address)) << address;
+    }
+    EXPECT_EQ(MakeTicket(ADDRESS).value().address, ADDRESS);
+    EXPECT_NE(MakeTicket("").value().secret, MakeTicket("").value().secret);
+}
+
+TEST(TicketTest, OnlyTheSameSecretReadsTokensAndProofs)
+{
+    const Ticket mine{SECRET, ""};
+    Ticket other = mine;
+    other.secret[15] = '\0';
+    for (const auto& [reader, isMine] : {std::pair(Ticket{SECRET, ADDRESS}, true), {other, false}}) {
+        const auto tokens = [](const Ticket& ticket) {
+            return AnnouncementTokens::Make(TicketKeys(ticket), "tcp").value();
+        };
+        EXPECT_EQ(tokens(reader)->Read(tokens(mine)->MakeToken(std::string(64, 'a'))).has_value(), isMine);
+        const std::string proof = Preamble::Make(TicketKeys(mine)).value()->Prove("challenge", "first");
+        EXPECT_EQ(Preamble::Make(TicketKeys(reader)).value()->IsProof(proof, "challenge", "first"), isMine);
+    }
+}
+
+// --- TLS ---
+
+struct Handshake {
+    bool done = false;
+    std::string fromServer;  // each byte on the wire
+    std::string clientSays;
+    std::string serverSays;
+};
+
+void Feed(SSL* to, const std::string& bytes)
+{
+    BIO_write(SSL_get_rbio(to), bytes.data(), static_cast<int>(bytes.size()));
+}
+
+Handshake Connect(TlsContext& clientContext, TlsContext& serverContext, SSL* client, SSL* server)
+{
+    Handshake result;
+    for (SSL* ssl : {client, server}) {
+        SSL_set_bio(ssl, BIO_new(BIO_s_mem()), BIO_new(BIO_s_mem()));
+        BIO_set_mem_eof_return(SSL_get_rbio(ssl), -1);
+    }
+    const auto step = [](TlsContext& context, SSL* ssl, std::string& says) {
+        char byte = 0;
+        const int got = SSL_read(ssl, &byte, 1);
+        if (says.empty() && SSL_get_error(ssl, got) == SSL_ERROR_SSL) {
+            says = context.DescribeFailure(ssl);
+        }
+        const std::string out = WrittenTo(SSL_get_wbio(ssl));
+        (void)BIO_reset(SSL_get_wbio(ssl));
+        return out;
+    };
+    for (int turn = 0; turn < 4; ++turn) {
+        Feed(server, step(clientContext, client, result.clientSays));
+        const std::string answer = step(serverContext, server, result.serverSays);
+        result.fromServer += answer;
+        Feed(client, answer);
+    }
+    result.done = SSL_is_init_finished(client) == 1 && SSL_is_init_finished(server) == 1;
+    return result;
+}
+
+using Context = std::shared_ptr<TlsContext>;
+
+Context ContextOf(const Ticket& ticket)
+{
+    return TlsContext::MakeForTicket(ticket).value();
+}
+
+TEST(TicketTlsTest, TheTicketAloneOpensALinkWithAFreshExchangeAndNothingToResume)
+{
+    const Context context = ContextOf({SECRET, ""});
+    const Context joiner = ContextOf({SECRET, ADDRESS});
+    const SslPtr client = joiner->NewClient("");
+    const SslPtr server = context->NewServer();
+    EXPECT_FALSE(context->VerifiedPeer(server.get()));
+    const Handshake handshake = Connect(*joiner, *context, client.get(), server.get());
+    ASSERT_TRUE(handshake.done) << handshake.clientSays << handshake.serverSays;
+    EXPECT_EQ(joiner->VerifiedPeer(client.get()).value(), TICKET_PEER);
+    EXPECT_EQ(context->VerifiedPeer(server.get()).value(), TICKET_PEER);
+    EXPECT_EQ(SSL_get0_peer_certificate(client.get()), nullptr);
+    EXPECT_NE(SSL_get_negotiated_group(client.get()), 0) << "an ephemeral exchange";
+    EXPECT_EQ(SSL_SESSION_has_ticket(SSL_get_session(client.get())), 0);
+}
+
+TEST(TicketTlsTest, WithoutTheSecretAServerOnlySendsAnAlert)
+{
+    const Context context = ContextOf({SECRET, ""});
+    Ticket guess{SECRET, ""};
+    guess.secret[0] = '\x01';
+    const Context guesser = ContextOf(guess);
+    Devices devices;
+    const Context member = TlsContext::Make(devices.Enrol("laptop")).value();
+    const auto bare = [] {
+        SSL_CTX* const noKey = SSL_CTX_new(TLS_client_method());
+        SslPtr ssl(SSL_new(noKey));
+        SSL_CTX_free(noKey);
+        SSL_set_connect_state(ssl.get());
+        return ssl;
+    };
+    SslPtr clients[] = {guesser->NewClient(""), member->NewClient(""), bare()};
+    for (const SslPtr& client : clients) {
+        const SslPtr server = context->NewServer();
+        const Handshake handshake = Connect(*guesser, *context, client.get(), server.get());
+        EXPECT_FALSE(handshake.done);
+        EXPECT_FALSE(context->VerifiedPeer(server.get()));
+        EXPECT_FALSE(handshake.serverSays.empty());
+        // RFC 8446, 5.1 and 6: one record of type alert with its two bytes.
+        ASSERT_EQ(handshake.fromServer.size(), 7U) << handshake.serverSays;
+        EXPECT_EQ(handshake.fromServer[0], 21);
+    }
+    const SslPtr client = context->NewClient("");
+    const SslPtr server = member->NewServer();
+    EXPECT_FALSE(Connect(*context, *member, client.get(), server.get()).done) << "a server with a certificate instead";
+    EXPECT_FALSE(context->VerifiedPeer(client.get()));
+}
+
+}  // namespace
+}  // namespace Vexo::Trust::Tests
