@@ -5,7 +5,7 @@
 
 #include <algorithm>
 
-#include "platform/base/utf8.h"
+#include "platform/trust/certificates.h"
 #include "platform/trust/enrolment_answer.h"
 #include "platform/trust/identity_files.h"
 #include "platform/trust/identity_repair.h"
@@ -16,99 +16,7 @@ namespace Vexo::Trust {
 
 namespace {
 
-constexpr long X509_VERSION_3_VALUE = 2;        // the field holds the version less one (RFC 5280)
-constexpr long REQUEST_VERSION_1_VALUE = 0;     // RFC 2986
-constexpr int SERIAL_BITS = 159;                // at most 20 bytes, positive
-constexpr long CLOCK_SKEW_SECONDS = 24 * 3600;  // a device whose clock is behind still finds it valid
-
-Result<void> CheckName(const std::string& name, const char* what)
-{
-    if (name.empty() || name.size() > MAX_ACCOUNT_NAME) {
-        return Fail(ErrorCode::INVALID_ARGUMENT, std::string(what) + " \"" + EscapeHidden(name) + "\": 1 to " +
-                                                     std::to_string(MAX_ACCOUNT_NAME) + " bytes are allowed");
-    }
-    if (!IsUtf8(name)) {
-        return Fail(ErrorCode::INVALID_ARGUMENT, std::string(what) + ": not UTF-8");
-    }
-    if (EscapeHidden(name) != name) {
-        return Fail(ErrorCode::INVALID_ARGUMENT,
-                    std::string(what) + ": control characters, of the writing direction too, are not allowed");
-    }
-    return {};
-}
-
-bool SetCommonName(X509_NAME* name, const std::string& text)
-{
-    return X509_NAME_add_entry_by_txt(name, "CN", MBSTRING_UTF8, reinterpret_cast<const unsigned char*>(text.data()),
-                                      static_cast<int>(text.size()), -1, 0) == 1;
-}
-
-bool SetRandomSerial(X509* certificate)
-{
-    const OpenSslPtr<BIGNUM> serial(BN_new());
-    return serial && BN_rand(serial.get(), SERIAL_BITS, BN_RAND_TOP_ONE, BN_RAND_BOTTOM_ANY) == 1 &&
-           BN_to_ASN1_INTEGER(serial.get(), X509_get_serialNumber(certificate)) != nullptr;
-}
-
-bool AddExtension(X509* certificate, X509* issuer, int nid, const char* value)
-{
-    X509V3_CTX context;
-    X509V3_set_ctx(&context, issuer, certificate, nullptr, nullptr, 0);
-    const OpenSslPtr<X509_EXTENSION> extension(X509V3_EXT_conf_nid(nullptr, &context, nid, value));
-    return extension && X509_add_ext(certificate, extension.get(), -1) == 1;
-}
-
-// A certificate with everything but extensions and signature.
-Certificate MakeDraft(EVP_PKEY* subjectKey, const std::string& commonName, std::chrono::hours validity)
-{
-    Certificate certificate(X509_new());
-    const long seconds = static_cast<long>(std::chrono::seconds(validity).count());
-    if (!certificate || X509_set_version(certificate.get(), X509_VERSION_3_VALUE) != 1 ||
-        !SetRandomSerial(certificate.get()) || X509_set_pubkey(certificate.get(), subjectKey) != 1 ||
-        !SetCommonName(X509_get_subject_name(certificate.get()), commonName) ||
-        X509_gmtime_adj(X509_getm_notBefore(certificate.get()), std::min(-CLOCK_SKEW_SECONDS, seconds - 1)) ==
-            nullptr ||
-        X509_gmtime_adj(X509_getm_notAfter(certificate.get()), seconds) == nullptr) {
-        return nullptr;
-    }
-    return certificate;
-}
-
-Certificate MakeAccountCertificate(EVP_PKEY* key, const std::string& name)
-{
-    Certificate certificate = MakeDraft(key, name, ACCOUNT_VALIDITY);
-    if (!certificate || X509_set_issuer_name(certificate.get(), X509_get_subject_name(certificate.get())) != 1 ||
-        !AddExtension(certificate.get(), certificate.get(), NID_basic_constraints, "critical,CA:TRUE,pathlen:0") ||
-        !AddExtension(certificate.get(), certificate.get(), NID_key_usage, "critical,keyCertSign,digitalSignature") ||
-        !AddExtension(certificate.get(), certificate.get(), NID_subject_key_identifier, "hash") ||
-        X509_sign(certificate.get(), key, EVP_sha256()) == 0) {
-        return nullptr;
-    }
-    return certificate;
-}
-
-// A device certificate ends with its account's at the latest.
-bool LimitExpiry(X509* certificate, const ASN1_TIME* last)
-{
-    return ASN1_TIME_compare(X509_get0_notAfter(certificate), last) <= 0 || X509_set1_notAfter(certificate, last) == 1;
-}
-
-Certificate MakeDeviceCertificate(EVP_PKEY* deviceKey, const std::string& deviceName, X509* account,
-                                  EVP_PKEY* accountKey, std::chrono::hours validity)
-{
-    Certificate certificate = MakeDraft(deviceKey, deviceName, validity);
-    if (!certificate || X509_set_issuer_name(certificate.get(), X509_get_subject_name(account)) != 1 ||
-        !LimitExpiry(certificate.get(), X509_get0_notAfter(account)) ||
-        !AddExtension(certificate.get(), account, NID_basic_constraints, "critical,CA:FALSE") ||
-        !AddExtension(certificate.get(), account, NID_key_usage, "critical,digitalSignature,keyAgreement") ||
-        !AddExtension(certificate.get(), account, NID_ext_key_usage, "serverAuth,clientAuth") ||
-        !AddExtension(certificate.get(), account, NID_subject_key_identifier, "hash") ||
-        !AddExtension(certificate.get(), account, NID_authority_key_identifier, "keyid:always") ||
-        X509_sign(certificate.get(), accountKey, EVP_sha256()) == 0) {
-        return nullptr;
-    }
-    return certificate;
-}
+constexpr long REQUEST_VERSION_1_VALUE = 0;  // RFC 2986
 
 // The account's key of this folder: one that an interrupted creation left behind is used, not replaced.
 Result<PrivateKey> EnsureAccountKey(const std::filesystem::path& folder)
@@ -144,7 +52,7 @@ Result<Certificate> EnsureAccountCertificate(const std::filesystem::path& folder
             return kept;
         }
     }
-    Certificate made = MakeAccountCertificate(key, name);
+    Certificate made = MakeAccountCertificate(key, name, Clock::System());
     if (!made) {
         return Fail(ErrorCode::SYSTEM,
                     folder.string() + ": the account's certificate could not be made: " + OpenSslReason());
@@ -283,7 +191,7 @@ Result<void> CreateAccount(const std::filesystem::path& folder, const std::strin
         return WriteLinkKeyFile(folder / LINK_KEY_FILE, linkKeys.value());
     }
     Certificate device = MakeDeviceCertificate(identity.value().key.get(), deviceName, account.value().get(),
-                                               accountKey.value().get(), DEVICE_VALIDITY);
+                                               accountKey.value().get(), DEVICE_VALIDITY, Clock::System());
     if (!device) {
         return Fail(ErrorCode::SYSTEM,
                     folder.string() + ": the device's certificate could not be made: " + OpenSslReason());
@@ -339,7 +247,7 @@ Result<std::string> Admit(const std::filesystem::path& folder, const std::string
         return Fail(valid.error().code,
                     "the account's " + valid.error().message + "; make a new account and enrol its devices again");
     }
-    Certificate device = MakeDeviceCertificate(key, name, account, accountKey.get(), validity);
+    Certificate device = MakeDeviceCertificate(key, name, account, accountKey.get(), validity, Clock::System());
     if (!device) {
         return Fail(ErrorCode::SYSTEM, "the certificate could not be made: " + OpenSslReason());
     }

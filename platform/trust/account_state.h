@@ -59,12 +59,14 @@ struct AccountState {
 // A state as it was signed. Immutable.
 class SignedState : public NoCopyable {
 public:
-    SignedState(AccountState state, std::string bytes);
+    // Made by SignState and OpenState.
+    SignedState(AccountState state, std::string bytes, std::string digest);
     ~SignedState();
 
     const AccountState& State() const { return state_; }
-    const std::string& Bytes() const { return bytes_; }    // CMS SignedData (RFC 5652), DER
-    const std::string& Digest() const { return digest_; }  // the first 8 bytes of the SHA-256 of Bytes
+    const std::string& Bytes() const { return bytes_; }  // CMS SignedData (RFC 5652), DER
+    // The first 8 bytes of the SHA-256 of the signed text. What in Bytes is not signed can be changed by anyone.
+    const std::string& Digest() const { return digest_; }
 
 private:
     const AccountState state_;

@@ -13,7 +13,6 @@ namespace {
 
 constexpr const char* WHAT = "answer";
 constexpr const char* ADMIT_AGAIN = "; copy it again, or admit the device again";
-constexpr unsigned SIGN_FLAGS = CMS_BINARY | CMS_NOSMIMECAP | CMS_PARTIAL;
 constexpr unsigned ENCRYPT_FLAGS = CMS_BINARY | CMS_PARTIAL | CMS_USE_KEYID | CMS_KEY_PARAM;
 
 struct Payload {
@@ -128,36 +127,6 @@ Result<SecretText> Decrypt(const std::string& pem, EVP_PKEY* deviceKey)
     return SecretText(WrittenTo(plain.get()));
 }
 
-// The certificate of the one signer is in the message; it counts for nothing until it is compared with the account's.
-struct Signed {
-    SecretText payload;
-    Certificate signer;
-};
-
-Result<Signed> CheckSignature(const SecretText& der)
-{
-    const OpenSslPtr<CMS_ContentInfo> message(d2i_CMS_bio(ReaderOf(der.text).get(), nullptr));
-    if (!message || OBJ_obj2nid(CMS_get0_type(message.get())) != NID_pkcs7_signed) {
-        return Damaged();
-    }
-    const OpenSslPtr<BIO> payload(BIO_new(BIO_s_mem()));
-    const bool isVerified = payload && CMS_verify(message.get(), nullptr, nullptr, nullptr, payload.get(),
-                                                  CMS_BINARY | CMS_NO_SIGNER_CERT_VERIFY) == 1;
-    ERR_clear_error();
-    Certificate signer;
-    // OpenSSL finds a message without a signer in order.
-    if (STACK_OF(X509)* const signers = isVerified ? CMS_get0_signers(message.get()) : nullptr; signers != nullptr) {
-        if (sk_X509_num(signers) == 1 && X509_up_ref(sk_X509_value(signers, 0)) == 1) {
-            signer.reset(sk_X509_value(signers, 0));
-        }
-        sk_X509_free(signers);
-    }
-    if (!signer) {
-        return Fail(ErrorCode::UNTRUSTED, std::string("the answer's signature does not hold") + ADMIT_AGAIN);
-    }
-    return Signed{SecretText(WrittenTo(payload.get())), std::move(signer)};
-}
-
 Result<Certificate> OneCertificate(const std::string& pem)
 {
     std::vector<Certificate> certificates = CertificatesFromPem(pem);
@@ -194,20 +163,6 @@ Result<EnrolmentAnswer> ParseAnswer(const std::string& json)
     return EnrolmentAnswer{std::move(device.value()), std::move(account.value()), std::move(payload.value().linkKeys)};
 }
 
-SecretText SignText(const SecretText& text, X509* signer, EVP_PKEY* signerKey)
-{
-    const OpenSslPtr<BIO> content = ReaderOf(text.text);
-    const OpenSslPtr<BIO> der(BIO_new(BIO_s_mem()));
-    const OpenSslPtr<CMS_ContentInfo> message(CMS_sign(nullptr, nullptr, nullptr, nullptr, SIGN_FLAGS));
-    if (!content || !der || !message ||
-        CMS_add1_signer(message.get(), signer, signerKey, EVP_sha256(), SIGN_FLAGS) == nullptr ||
-        CMS_final(message.get(), content.get(), nullptr, SIGN_FLAGS) != 1 ||
-        i2d_CMS_bio(der.get(), message.get()) != 1) {
-        return SecretText("");
-    }
-    return SecretText(WrittenTo(der.get()));
-}
-
 std::string EncryptText(const SecretText& text, X509* recipient)
 {
     const OpenSslPtr<BIO> content = ReaderOf(text.text);
@@ -236,11 +191,11 @@ Result<EnrolmentAnswer> OpenAnswer(const std::string& pem, EVP_PKEY* deviceKey)
     if (!signedDer) {
         return Failure(signedDer.error());
     }
-    const auto checked = CheckSignature(signedDer.value());
+    const auto checked = OpenSignedText(signedDer.value().text, "the answer");
     if (!checked) {
-        return Failure(checked.error());
+        return Fail(checked.error().code, checked.error().message + ADMIT_AGAIN);
     }
-    auto answer = ParseAnswer(checked.value().payload.text);
+    auto answer = ParseAnswer(checked.value().text.text);
     if (answer && EVP_PKEY_eq(X509_get0_pubkey(checked.value().signer.get()),
                               X509_get0_pubkey(answer.value().account.get())) != 1) {
         ERR_clear_error();

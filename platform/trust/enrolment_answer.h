@@ -8,6 +8,7 @@
 #include "platform/trust/identity.h"
 #include "platform/trust/link_key_file.h"
 #include "platform/trust/openssl_util.h"
+#include "platform/trust/signed_text.h"
 
 namespace Vexo::Trust {
 
@@ -28,8 +29,7 @@ struct EnrolmentAnswer {
 // Its layers. Innermost a JSON object;
 SecretText PrintAnswer(const EnrolmentAnswer& answer);
 [[nodiscard]] Result<EnrolmentAnswer> ParseAnswer(const std::string& json);
-// around it SignedData, with the signer's certificate in it, in DER; empty when OpenSSL fails;
-SecretText SignText(const SecretText& text, X509* signer, EVP_PKEY* signerKey);
+// around it SignedData (signed_text.h);
 // and around that AuthEnvelopedData in PEM, for the key of that certificate; empty when OpenSSL fails.
 std::string EncryptText(const SecretText& text, X509* recipient);
 

@@ -14,6 +14,7 @@
 #include "platform/trust/identity_files.h"
 #include "platform/trust/link_key_file.h"
 #include "platform/trust/openssl_util.h"
+#include "platform/trust/state_files.h"
 
 namespace Vexo::Trust {
 
@@ -76,14 +77,29 @@ Result<bool> HoldsAccountKey(const std::filesystem::path& folder, X509* account)
     return true;
 }
 
-// The link keys of that account; none when the file is missing.
-Result<std::optional<LinkKeys>> LoadLinkKeys(const std::filesystem::path& folder, X509* account)
+// The account's state; null when it is missing or damaged, because another member has it. An error when other users may
+// know it.
+Result<SignedStatePtr> LoadState(const std::filesystem::path& folder, X509* account)
+{
+    auto state = ReadStateFile(folder, account);
+    if (!state && IsOpenToOthers(folder / STATE_FILE)) {
+        return state;
+    }
+    return state ? std::move(state.value()) : nullptr;
+}
+
+// The link keys of that account: those of the state, else of the file; none without either.
+Result<std::optional<LinkKeys>> LoadLinkKeys(const std::filesystem::path& folder, X509* account,
+                                             const SignedState* state)
 {
     const std::filesystem::path file = folder / LINK_KEY_FILE;
     if (!FileExists(file)) {
-        return std::nullopt;
+        return state != nullptr ? std::optional(state->State().linkKeys) : std::nullopt;
     }
     const auto record = ReadLinkKeyFile(file);
+    if (state != nullptr && (record || !IsOpenToOthers(file))) {
+        return state->State().linkKeys;
+    }
     if (!record) {
         return Failure(record.error());
     }
@@ -142,10 +158,16 @@ Result<void> LoadEnrolment(const std::filesystem::path& folder, Identity& identi
     if (!holdsAccountKey) {
         return Failure(std::move(holdsAccountKey).error());
     }
-    auto linkKeys = LoadLinkKeys(folder, account.value().get());
+    auto state = LoadState(folder, account.value().get());
+    if (!state) {
+        return Failure(std::move(state).error());
+    }
+    auto linkKeys = LoadLinkKeys(folder, account.value().get(), state.value().get());
     if (!linkKeys) {
         return Failure(std::move(linkKeys).error());
     }
+    identity.removedAt = ReadRemoval(folder, identity.networkId, account.value().get(), state.value().get());
+    identity.state = std::move(state.value());
     identity.linkKeys = std::move(linkKeys.value());
     identity.accountName = CommonNameOf(X509_get_subject_name(account.value().get()));
     identity.certificate = std::move(certificate.value());
@@ -195,6 +217,11 @@ Result<Identity> LoadIdentity(const std::filesystem::path& folder)
     if (!lock) {
         return Failure(lock.error());
     }
+    return LoadIdentityLocked(folder);
+}
+
+Result<Identity> LoadIdentityLocked(const std::filesystem::path& folder)
+{
     Result<Identity> identity = LoadKeyAndId(folder);
     if (!identity) {
         return identity;

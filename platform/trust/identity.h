@@ -5,6 +5,7 @@
 //   account.crt  the account's self-signed CA certificate (PEM): the one trust anchor; carries the name
 //   account.key  the account's private key, like device.key; only on the device that created the account
 //   link.key     the account's link keys (link_key.h), JSON, mode 0600; version 0.1 enrolled devices without it
+//   account.state, account.number, removal, renewed/, restored, backup: docs/files.md
 // The network id is the lower-case hex SHA-256 of the device's public key (DER SubjectPublicKeyInfo, RFC 5280).
 // Functions block on the disk and on key generation; any thread. Files are created atomically; a key that others can
 // read, a damaged file, or a certificate of another key is refused with an error that names the file and what to do.
@@ -22,6 +23,7 @@
 #include <string>
 
 #include "platform/base/result.h"
+#include "platform/trust/account_state.h"
 #include "platform/trust/link_key.h"
 
 namespace Vexo::Trust {
@@ -40,13 +42,17 @@ struct Identity {
     Certificate certificate;           // null before enrolment
     Certificate accountCertificate;    // null before enrolment
     std::string accountName;           // empty before enrolment
-    std::optional<LinkKeys> linkKeys;  // none before enrolment
+    std::optional<LinkKeys> linkKeys;  // none before enrolment; the state's where there is one
+    SignedStatePtr state;              // null: not known; a device that was enrolled before states existed, or damaged
+    std::optional<std::chrono::sys_seconds> removedAt;  // since when the account has removed this device
     bool holdsAccountKey = false;
 
     bool HasCertificate() const { return certificate != nullptr && accountCertificate != nullptr; }
     bool Enrolled() const { return HasCertificate() && linkKeys.has_value(); }
     // Has a certificate but no link key. What to do about it: LinkKeyAdvice (identity_repair.h).
     bool LacksLinkKey() const { return HasCertificate() && !linkKeys.has_value(); }
+    // Whether that device is a member. Without a state every device with a certificate of the account is one.
+    bool IsMember(const std::string& id) const { return state == nullptr || state->State().FindMember(id) != nullptr; }
     std::chrono::system_clock::time_point CertificateExpiry() const;  // only with a certificate
 };
 

@@ -49,6 +49,12 @@ bool FileExists(const std::filesystem::path& file)
     return std::filesystem::exists(std::filesystem::symlink_status(file, unknown));
 }
 
+bool IsOpenToOthers(const std::filesystem::path& file)
+{
+    struct stat status {};
+    return ::lstat(file.c_str(), &status) == 0 && S_ISREG(status.st_mode) && (status.st_mode & OTHERS) != 0;
+}
+
 Result<void> CheckIdentityFolder(const std::filesystem::path& folder)
 {
     struct stat status {};

@@ -26,6 +26,8 @@ inline constexpr mode_t SECRET_FILE_MODE = 0600;
 // Returns false also if the answer is not known, for example without access to the folder; using the file then fails
 // with the reason.
 bool FileExists(const std::filesystem::path& file);
+// Whether it is a regular file that its group or others can read or write.
+bool IsOpenToOthers(const std::filesystem::path& file);
 
 // Goes before the command at the end of a message about a key that others may have read: the command is for the case
 // that nobody did.

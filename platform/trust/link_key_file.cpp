@@ -13,7 +13,6 @@ namespace Vexo::Trust {
 namespace {
 
 constexpr int FORMAT_VERSION = 1;
-constexpr int64_t LAST_SECOND = 253'402'300'799;  // the end of the year 9999
 
 JsonKind<SecretBytes> SecretKind()
 {
@@ -28,11 +27,6 @@ JsonKind<SecretBytes> SecretKind()
             return "";
         },
         [](const SecretBytes& bytes) { return HexOf(bytes); }));
-}
-
-JsonKind<std::string> IdKind()
-{
-    return TextKind("64 hex characters", [](const std::string& text) { return IsHexId(text) ? "" : "is no id"; });
 }
 
 std::string WrongPrevious(const LinkKeyRecord& record)
@@ -67,6 +61,11 @@ LinkKeyRecord RecordOf(const LinkKeys& keys, const std::string& account)
             std::chrono::duration_cast<std::chrono::seconds>(keys.previous->validUntil.time_since_epoch());
     }
     return record;
+}
+
+JsonKind<std::string> IdKind()
+{
+    return TextKind("64 hex characters", [](const std::string& text) { return IsHexId(text) ? "" : "is no id"; });
 }
 
 const JsonKeys<LinkKeyRecord>& LinkKeyRecordKeys()

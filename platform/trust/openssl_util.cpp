@@ -129,6 +129,32 @@ std::string CommonNameOf(const X509_NAME* name)
     return result;
 }
 
+std::string SignatureOf(const std::string& text, EVP_PKEY* key)
+{
+    const OpenSslPtr<EVP_MD_CTX> context(EVP_MD_CTX_new());
+    const auto* const bytes = reinterpret_cast<const unsigned char*>(text.data());
+    size_t size = static_cast<size_t>(EVP_PKEY_get_size(key));
+    std::string signature(size, '\0');
+    if (!context || EVP_DigestSignInit(context.get(), nullptr, EVP_sha256(), nullptr, key) != 1 ||
+        EVP_DigestSign(context.get(), reinterpret_cast<unsigned char*>(signature.data()), &size, bytes, text.size()) !=
+            1) {
+        return "";
+    }
+    signature.resize(size);
+    return signature;
+}
+
+bool IsSignatureOf(const std::string& signature, const std::string& text, EVP_PKEY* key)
+{
+    const OpenSslPtr<EVP_MD_CTX> context(EVP_MD_CTX_new());
+    const bool isVerified =
+        context && EVP_DigestVerifyInit(context.get(), nullptr, EVP_sha256(), nullptr, key) == 1 &&
+        EVP_DigestVerify(context.get(), reinterpret_cast<const unsigned char*>(signature.data()), signature.size(),
+                         reinterpret_cast<const unsigned char*>(text.data()), text.size()) == 1;
+    ERR_clear_error();
+    return isVerified;
+}
+
 Result<void> VerifySignedBy(X509* certificate, X509* anchor)
 {
     const OpenSslPtr<X509_STORE> store(X509_STORE_new());

@@ -28,6 +28,7 @@ struct OpenSslObjectDeleter {
     void operator()(X509_EXTENSION* extension) const noexcept { X509_EXTENSION_free(extension); }
     void operator()(BIGNUM* number) const noexcept { BN_free(number); }
     void operator()(CMS_ContentInfo* message) const noexcept { CMS_ContentInfo_free(message); }
+    void operator()(EVP_MD_CTX* context) const noexcept { EVP_MD_CTX_free(context); }
     void operator()(EVP_KDF* function) const noexcept { EVP_KDF_free(function); }
     void operator()(EVP_KDF_CTX* context) const noexcept { EVP_KDF_CTX_free(context); }
     void operator()(X509_PUBKEY* key) const noexcept { X509_PUBKEY_free(key); }
@@ -67,6 +68,10 @@ std::string MessageToPem(CMS_ContentInfo* message);
 OpenSslPtr<CMS_ContentInfo> MessageFromPem(const std::string& pem);
 
 std::string CommonNameOf(const X509_NAME* name);
+
+// ECDSA with SHA-256, in DER; empty when OpenSSL fails.
+std::string SignatureOf(const std::string& text, EVP_PKEY* key);
+bool IsSignatureOf(const std::string& signature, const std::string& text, EVP_PKEY* key);
 
 // Checks that anchor's key signed certificate; an error says what is wrong in words.
 [[nodiscard]] Result<void> VerifySignedBy(X509* certificate, X509* anchor);

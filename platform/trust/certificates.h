@@ -1,0 +1,25 @@
+// Makes the certificates of an account and of its devices (docs/enrolment.md), and checks the names in them. Used by
+// platform/trust only. Functions without state that do not block; any thread. Null means failure; OpenSslReason says
+// why.
+#pragma once
+
+#include <chrono>
+#include <string>
+
+#include "platform/base/clock.h"
+#include "platform/base/result.h"
+#include "platform/trust/identity.h"
+
+namespace Vexo::Trust {
+
+// Names of accounts and devices: 1 to 64 bytes of UTF-8 without control characters. what begins the error's message.
+[[nodiscard]] Result<void> CheckName(const std::string& name, const std::string& what);
+
+bool SetCommonName(X509_NAME* name, const std::string& text);
+
+Certificate MakeAccountCertificate(EVP_PKEY* key, const std::string& name, const Clock& clock);
+// Ends with the account's certificate at the latest.
+Certificate MakeDeviceCertificate(EVP_PKEY* deviceKey, const std::string& deviceName, X509* account,
+                                  EVP_PKEY* accountKey, std::chrono::hours validity, const Clock& clock);
+
+}  // namespace Vexo::Trust
