@@ -13,8 +13,9 @@ std::string Framed(FrameKind kind, const std::string& payload)
 
 std::vector<std::string> Samples()
 {
-    const Hello hello{0x0E, std::string(64, 'a'), "phone", {{"tcp", "127.0.0.1:4000"}, {"rfcomm", "00:11"}}, 1'000};
-    return {Framed(FrameKind::HELLO, EncodeHello(hello)) + Framed(FrameKind::PING, ""),
+    const Hello hello{0x0E, std::string(64, 'a'), "phone", {{"tcp", "127.0.0.1:4000"}, {"rfcomm", "00:11"}}, 1'000, 7};
+    return {Framed(FrameKind::STATE, "state") + Framed(FrameKind::REMOVED, "x") + Framed(FrameKind::CERTIFICATE, "x"),
+            Framed(FrameKind::HELLO, EncodeHello(hello)) + Framed(FrameKind::PING, ""),
             Framed(FrameKind::OPEN, EncodeOpen({2, "server", "opener"})) + Framed(FrameKind::DATA, "message"),
             Framed(FrameKind::OPENED, EncodeOpened(-1)) + Framed(FrameKind::CLOSE, "")};
 }
@@ -25,13 +26,13 @@ bool Decodes(const Frame& frame)
     if (frame.kind == FrameKind::HELLO) {
         const auto hello = DecodeHello(frame.payload);
         const bool same = hello && EncodeHello(hello.value()).substr(1) == frame.payload.substr(1);
-        Fuzz::Require(!hello || same || frame.payload[0] != LINK_VERSION, "a HELLO encodes to itself");
+        Fuzz::Require(!hello || same || frame.payload[0] != HELLO_VERSION, "a HELLO encodes to itself");
         return hello.has_value();
     }
     if (frame.kind == FrameKind::OPEN) {
         const auto open = DecodeOpen(frame.payload);
         const bool same = open && EncodeOpen(open.value()).substr(1) == frame.payload.substr(1);
-        Fuzz::Require(!open || same || frame.payload[0] != LINK_VERSION, "an OPEN encodes to itself");
+        Fuzz::Require(!open || same || frame.payload[0] != OPEN_VERSION, "an OPEN encodes to itself");
         return open.has_value();
     }
     if (frame.kind == FrameKind::OPENED) {

@@ -4,6 +4,7 @@
 
 #include "platform/base/hex.h"
 #include "platform/base/utf8.h"
+#include "platform/trust/account_state.h"
 
 namespace Vexo::SoftBus {
 
@@ -24,6 +25,9 @@ constexpr KindRule KIND_RULES[] = {
     {FrameKind::PING, "PING", 0, 0},
     {FrameKind::CLOSE, "CLOSE", 0, 0},
     {FrameKind::GOODBYE, "GOODBYE", 0, 0},
+    {FrameKind::STATE, "STATE", 1, Trust::MAX_STATE_BYTES},
+    {FrameKind::REMOVED, "REMOVED", 1, MAX_REMOVED_BYTES},
+    {FrameKind::CERTIFICATE, "CERTIFICATE", 1, MAX_CERTIFICATE_BYTES},
 };
 
 // A declared length may be false: memory beyond this is allocated only as the bytes arrive.
@@ -66,15 +70,16 @@ public:
         return value;
     }
 
-    std::string TakeText()
+    std::string TakeText() { return TakeBytes(Take<uint8_t>()); }
+
+    std::string TakeBytes(size_t count)
     {
-        const size_t length = Take<uint8_t>();
-        if (!Need(length)) {
+        if (!Need(count)) {
             return {};
         }
-        std::string text(rest_.substr(0, length));
-        rest_.remove_prefix(length);
-        return text;
+        std::string bytes(rest_.substr(0, count));
+        rest_.remove_prefix(count);
+        return bytes;
     }
 
     bool Good() const { return good_; }
@@ -96,8 +101,8 @@ bool IsText(const std::string& text)
     return IsUtf8(text) && text.find('\0') == std::string::npos;
 }
 
-// The checks that HELLO and OPEN share once their fields are read.
-Result<void> CheckEnd(const char* what, const FieldReader& reader, uint8_t version)
+// The checks that HELLO and OPEN share once their fields are read; newest: the latest version of which all are known.
+Result<void> CheckEnd(const char* what, const FieldReader& reader, uint8_t version, uint8_t newest)
 {
     if (!reader.Good()) {
         return Fail(ErrorCode::MALFORMED, std::string(what) + " ends within a field");
@@ -105,7 +110,7 @@ Result<void> CheckEnd(const char* what, const FieldReader& reader, uint8_t versi
     if (version == 0) {
         return Fail(ErrorCode::MALFORMED, std::string(what) + " has version 0; versions start at 1");
     }
-    if (version == LINK_VERSION && !reader.AtEnd()) {
+    if (version <= newest && !reader.AtEnd()) {
         return Fail(ErrorCode::MALFORMED, std::string(what) + " has bytes after its last field");
     }
     return {};
@@ -177,7 +182,7 @@ std::string EncodeHeader(FrameKind kind, size_t payloadBytes)
 std::string EncodeHello(const Hello& hello)
 {
     std::string out;
-    out.push_back(static_cast<char>(LINK_VERSION));
+    out.push_back(static_cast<char>(HELLO_VERSION));
     AppendNumber(out, hello.deviceTypeId);
     AppendNumber(out, static_cast<uint64_t>(hello.clockMs));
     AppendText(out, hello.deviceId);
@@ -188,14 +193,17 @@ std::string EncodeHello(const Hello& hello)
         AppendText(out, hello.addresses[i].transport);
         AppendText(out, hello.addresses[i].address);
     }
-    return out;
+    AppendNumber(out, hello.stateNumber);
+    std::string digest = hello.stateDigest;
+    digest.resize(STATE_DIGEST_BYTES);
+    return out + digest;
 }
 
 Result<Hello> DecodeHello(std::string_view payload)
 {
     FieldReader reader(payload);
     Hello hello;
-    const auto version = reader.Take<uint8_t>();
+    hello.version = reader.Take<uint8_t>();
     hello.deviceTypeId = reader.Take<uint16_t>();
     hello.clockMs = static_cast<int64_t>(reader.Take<uint64_t>());
     hello.deviceId = reader.TakeText();
@@ -212,7 +220,11 @@ Result<Hello> DecodeHello(std::string_view payload)
         }
         hello.addresses.push_back({std::move(transport), std::move(address)});
     }
-    if (auto end = CheckEnd("HELLO", reader, version); !end) {
+    if (hello.version >= HELLO_VERSION) {
+        hello.stateNumber = reader.Take<uint64_t>();
+        hello.stateDigest = reader.TakeBytes(STATE_DIGEST_BYTES);
+    }
+    if (auto end = CheckEnd("HELLO", reader, hello.version, HELLO_VERSION); !end) {
         return Failure(std::move(end).error());
     }
     if (hello.clockMs < 0 || hello.clockMs > MAX_CLOCK_MS) {
@@ -230,7 +242,7 @@ Result<Hello> DecodeHello(std::string_view payload)
 std::string EncodeOpen(const Open& open)
 {
     std::string out;
-    out.push_back(static_cast<char>(LINK_VERSION));
+    out.push_back(static_cast<char>(OPEN_VERSION));
     out.push_back(static_cast<char>(static_cast<uint8_t>(open.dataType)));
     AppendText(out, open.serverName);
     AppendText(out, open.openerName);
@@ -245,7 +257,7 @@ Result<Open> DecodeOpen(std::string_view payload)
     open.dataType = reader.Take<uint8_t>();
     open.serverName = reader.TakeText();
     open.openerName = reader.TakeText();
-    if (auto end = CheckEnd("OPEN", reader, version); !end) {
+    if (auto end = CheckEnd("OPEN", reader, version, OPEN_VERSION); !end) {
         return Failure(std::move(end).error());
     }
     if (open.dataType != TYPE_MESSAGE && open.dataType != TYPE_BYTES && open.dataType != TYPE_STREAM) {

@@ -3,9 +3,10 @@
 //
 //   frame    u32 length of the payload | u8 kind | payload
 //   text     u8 length | that many bytes of UTF-8 without NUL
-//   HELLO    u8 version (1) | u16 device type | i64 the sender's clock, milliseconds since 1970, UTC
+//   HELLO    u8 version (2) | u16 device type | i64 the sender's clock, milliseconds since 1970, UTC
 //            | text device id (64 hex) | text device name (1 to 127 bytes)
 //            | u8 count (0 to 8) of addresses, each: text transport | text address
+//            | u64 number of the sender's account state, 0: none | 8 bytes its digest (trust/account_state.h)
 //   OPEN     u8 version (1) | u8 data type (1, 2 or 4) | text name of the session server asked for
 //            | text name of the opener's own
 //   OPENED   i32 result: 0, or a negative SoftBusResult
@@ -13,8 +14,12 @@
 //   PING     empty: the sender is alive
 //   CLOSE    empty: the sender ends the connection on purpose and sends nothing more
 //   GOODBYE  empty: the sender stops and will not be reachable
+//   STATE    the account's signed state, which is newer than the receiver's
+//   REMOVED  the statement that the account removed the receiver (trust/account_state.h, EncodeRemoval)
+//   CERTIFICATE  the receiver's renewed certificate, X.509 in DER
 //
-// HELLO and OPEN of a later version may carry more fields after those of version 1; a reader skips them.
+// HELLO and OPEN of a later version may carry more fields after those above; a reader skips them. A HELLO of version 1
+// ends after the addresses.
 #pragma once
 
 #include <cstdint>
@@ -27,14 +32,29 @@
 
 namespace Vexo::SoftBus {
 
-enum class FrameKind : uint8_t { HELLO = 1, OPEN = 2, OPENED = 3, DATA = 4, PING = 5, CLOSE = 6, GOODBYE = 7 };
+enum class FrameKind : uint8_t {
+    HELLO = 1,
+    OPEN = 2,
+    OPENED = 3,
+    DATA = 4,
+    PING = 5,
+    CLOSE = 6,
+    GOODBYE = 7,
+    STATE = 8,
+    REMOVED = 9,
+    CERTIFICATE = 10,
+};
 
 inline constexpr size_t FRAME_HEADER_BYTES = 5;
 inline constexpr size_t MAX_HELLO_BYTES = 8192;
 inline constexpr size_t MAX_OPEN_BYTES = 1024;
 inline constexpr size_t MAX_HELLO_ADDRESSES = 8;
 inline constexpr size_t MAX_SESSION_NAME = 255;
-inline constexpr uint8_t LINK_VERSION = 1;
+inline constexpr size_t MAX_REMOVED_BYTES = 264;
+inline constexpr size_t MAX_CERTIFICATE_BYTES = 8192;
+inline constexpr size_t STATE_DIGEST_BYTES = 8;
+inline constexpr uint8_t HELLO_VERSION = 2;  // the first one with a state's number; its sender takes STATE
+inline constexpr uint8_t OPEN_VERSION = 1;
 
 struct Frame {
     FrameKind kind = FrameKind::PING;
@@ -70,8 +90,12 @@ struct Hello {
     std::string deviceName;
     std::vector<PeerAddress> addresses;  // where it listens
     int64_t clockMs = 0;                 // its clock as it was sent: milliseconds since 1970, UTC
+    uint64_t stateNumber = 0;            // 0: it has no state
+    std::string stateDigest{};           // STATE_DIGEST_BYTES; empty without a state
+    uint8_t version = HELLO_VERSION;     // set by DecodeHello
 };
-std::string EncodeHello(const Hello& hello);  // payload; texts longer than the format allows are cut at a character
+// The payload, of HELLO_VERSION; texts longer than the format allows are cut at a character.
+std::string EncodeHello(const Hello& hello);
 [[nodiscard]] Result<Hello> DecodeHello(std::string_view payload);
 
 struct Open {

@@ -17,7 +17,8 @@ const std::string ID(64, 'a');
 
 Hello SomeHello()
 {
-    return {DEVICE_TYPE_PHONE, ID, "phone", {{"tcp", "127.0.0.1:4000"}, {"rfcomm", "00:11:22:33:44:55"}}, 1'000};
+    return {DEVICE_TYPE_PHONE, ID, "phone", {{"tcp", "127.0.0.1:4000"}, {"rfcomm", "00:11:22:33:44:55"}}, 1'000, 7,
+            "digest 8"};
 }
 
 TEST(FrameDecoder, RefusesAHeaderThatBreaksTheRulesBeforeItsPayload)
@@ -33,11 +34,16 @@ TEST(FrameDecoder, RefusesAHeaderThatBreaksTheRulesBeforeItsPayload)
         {"an empty message", 0, FrameKind::DATA},
         {"the largest length", 0xFFFFFFFF, FrameKind::DATA},
         {"kind 0", 0, FrameKind{0}},
-        {"an unknown kind", 0, FrameKind{8}},
+        {"an unknown kind", 0, FrameKind{11}},
         {"a HELLO too long", MAX_HELLO_BYTES + 1, FrameKind::HELLO},
         {"an OPEN too long", MAX_OPEN_BYTES + 1, FrameKind::OPEN},
         {"an OPENED of 3 bytes", 3, FrameKind::OPENED},
         {"a PING with a payload", 1, FrameKind::PING},
+        {"a state of 64 KiB", 65'536, FrameKind::STATE, Status::MORE},
+        {"a state of 64 KiB + 1", 65'537, FrameKind::STATE},
+        {"an empty state", 0, FrameKind::STATE},
+        {"a removal too long", MAX_REMOVED_BYTES + 1, FrameKind::REMOVED},
+        {"a certificate too long", MAX_CERTIFICATE_BYTES + 1, FrameKind::CERTIFICATE},
     };
     EXPECT_EQ(EncodeHeader(FrameKind::DATA, 3), std::string("\3\0\0\0\4", 5));
     for (const auto& fault : faults) {
@@ -70,15 +76,21 @@ TEST(FramePayload, AHelloThatIsDamagedIsRefused)
         return EncodeHello(hello);
     };
     const std::string whole = EncodeHello(SomeHello());
-    const std::string none = with([](Hello& h) { h.addresses.clear(); });
-    const std::string address = with([](Hello& h) { h.addresses.resize(1); }).substr(none.size());
+    constexpr size_t END_BYTES = sizeof(Hello::stateNumber) + STATE_DIGEST_BYTES;
+    const auto addresses = [&](size_t count) {
+        const std::string hello = with([&](Hello& h) { h.addresses.resize(count); });
+        return hello.substr(0, hello.size() - END_BYTES);
+    };
+    const std::string none = addresses(0);
     std::string nine = none.substr(0, none.size() - 1) + '\x09';
     for (int i = 0; i < 9; ++i) {
-        nine += address;
+        nine += addresses(1).substr(none.size());
     }
+    nine += whole.substr(whole.size() - END_BYTES);
     Faults faults{
         {"version 0", '\0' + whole.substr(1)},
         {"bytes after the last field", whole + "more"},
+        {"a state's number in version 1", '\1' + whole.substr(1)},
         {"short device id", with([](Hello& h) { h.deviceId.pop_back(); })},
         {"upper-case device id", with([](Hello& h) { h.deviceId[5] = 'A'; })},
         {"empty name", with([](Hello& h) { h.deviceName.clear(); })},
@@ -98,7 +110,13 @@ TEST(FramePayload, AHelloThatIsDamagedIsRefused)
         longName += "\u00E9";
     }
     EXPECT_TRUE(DecodeHello(with([&](Hello& h) { h.deviceName = longName; }))) << "it is cut between characters";
-    EXPECT_TRUE(DecodeHello('\2' + whole.substr(1) + "more")) << "a later version may have more fields";
+    const auto later = DecodeHello('\3' + whole.substr(1) + "more");
+    ASSERT_TRUE(later) << "a later version may have more fields";
+    EXPECT_EQ(later.value().stateNumber, 7u);
+    EXPECT_EQ(later.value().stateDigest, "digest 8");
+    const auto first = DecodeHello('\1' + whole.substr(1, whole.size() - END_BYTES - 1));
+    ASSERT_TRUE(first) << "version 1 knows no state";
+    EXPECT_EQ(first.value().stateNumber, 0u);
 }
 
 TEST(FramePayload, AnOpenThatIsDamagedIsRefused)
