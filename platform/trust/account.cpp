@@ -4,13 +4,18 @@
 #include <openssl/x509v3.h>
 
 #include <algorithm>
+#include <system_error>
 
+#include "platform/base/files.h"
+#include "platform/base/utf8.h"
+#include "platform/trust/account_holder.h"
 #include "platform/trust/certificates.h"
 #include "platform/trust/enrolment_answer.h"
+#include "platform/trust/identity_checks.h"
 #include "platform/trust/identity_files.h"
-#include "platform/trust/identity_repair.h"
 #include "platform/trust/link_key_file.h"
 #include "platform/trust/openssl_util.h"
+#include "platform/trust/state_files.h"
 
 namespace Vexo::Trust {
 
@@ -45,8 +50,7 @@ Result<Certificate> EnsureAccountCertificate(const std::filesystem::path& folder
         const std::string keptName = CommonNameOf(X509_get_subject_name(kept.value().get()));
         if (keptName != name) {
             return Fail(ErrorCode::ALREADY_EXISTS, folder.string() + ": this device holds the key of the account \"" +
-                                                       keptName +
-                                                       "\"; give that name, or move the folder away to start anew");
+                                                       keptName + "\"; give that name");
         }
         if (VerifyValidNow(kept.value().get())) {
             return kept;
@@ -65,6 +69,9 @@ Result<LinkKeyRecord> EnsureLinkKeys(const std::filesystem::path& folder, X509* 
 {
     const std::filesystem::path file = folder / LINK_KEY_FILE;
     const std::string accountId = NetworkIdOf(X509_get0_pubkey(account));
+    if (const auto state = ReadStateFile(folder, account)) {
+        return RecordOf(state.value()->State().linkKeys, accountId);
+    }
     if (FileExists(file)) {
         auto kept = ReadLinkKeyFile(file);
         // Keys of another account are what an interrupted Install has left.
@@ -76,19 +83,20 @@ Result<LinkKeyRecord> EnsureLinkKeys(const std::filesystem::path& folder, X509* 
     return made ? RecordOf({made.value()}, accountId) : Result<LinkKeyRecord>(Failure(made.error()));
 }
 
-// The device's certificate last: an enrolment counts from the moment it is there. Who loads an identity that lacked
-// only its link key sees the old files or the new ones.
+// Under the folder's lock. The device's certificate last: an enrolment counts from the moment it is there.
 Result<void> WriteEnrolment(const std::filesystem::path& folder, const EnrolmentAnswer& enrolment)
 {
-    const auto lock = LockIdentityFolder(folder, FolderLock::WRITE);
-    if (!lock) {
-        return Failure(lock.error());
-    }
-    if (auto written = WriteLinkKeyFile(folder / LINK_KEY_FILE, enrolment.linkKeys); !written) {
-        return written;
-    }
-    if (auto written = WriteCertificateFile(folder / ACCOUNT_CERTIFICATE_FILE, enrolment.account.get()); !written) {
-        return written;
+    if (enrolment.state) {
+        if (auto written = WriteStateFiles(folder, *enrolment.state); !written) {
+            return written;
+        }
+    } else {
+        if (auto written = WriteLinkKeyFile(folder / LINK_KEY_FILE, enrolment.linkKeys); !written) {
+            return written;
+        }
+        if (auto written = WriteCertificateFile(folder / ACCOUNT_CERTIFICATE_FILE, enrolment.account.get()); !written) {
+            return written;
+        }
     }
     return WriteCertificateFile(folder / DEVICE_CERTIFICATE_FILE, enrolment.device.get());
 }
@@ -96,40 +104,33 @@ Result<void> WriteEnrolment(const std::filesystem::path& folder, const Enrolment
 Failure HasAccount(const std::filesystem::path& folder, const Identity& identity)
 {
     return Fail(ErrorCode::ALREADY_EXISTS, folder.string() + ": this device belongs to the account \"" +
-                                               identity.accountName + "\" already; move the folder away to start anew");
+                                               identity.accountName +
+                                               "\" already; `distnetctl account leave` ends that");
 }
 
 // The identity of a device that can be enrolled: it has no account, or lacks its account's link key.
-Result<Identity> LoadUnenrolled(const std::filesystem::path& folder)
-{
-    auto identity = LoadOrCreateIdentity(folder);
-    return identity && identity.value().Enrolled() ? HasAccount(folder, identity.value()) : std::move(identity);
-}
-
-// The identity and key of a device that can admit others.
-struct Holder {
+struct Unenrolled {
+    UniqueFd lock;
     Identity identity;
-    PrivateKey accountKey;
 };
 
-Result<Holder> LoadHolder(const std::filesystem::path& folder)
+Result<Unenrolled> LockUnenrolled(const std::filesystem::path& folder)
 {
-    auto identity = LoadIdentity(folder);
+    if (const auto created = LoadOrCreateUnenrolled(folder); !created) {
+        return Failure(created.error());
+    }
+    auto lock = LockIdentityFolder(folder, FolderLock::WRITE);
+    if (!lock) {
+        return Failure(std::move(lock).error());
+    }
+    auto identity = LoadIdentityLocked(folder);
     if (!identity) {
         return Failure(std::move(identity).error());
     }
-    if (!identity.value().HasCertificate() || !identity.value().holdsAccountKey) {
-        return Fail(ErrorCode::NOT_FOUND,
-                    "this device does not hold the account's key; admit on the device that made the account");
+    if (identity.value().Enrolled()) {
+        return HasAccount(folder, identity.value());
     }
-    if (identity.value().LacksLinkKey()) {
-        return Fail(ErrorCode::NOT_FOUND, "this device has no link key to hand out. " + LinkKeyAdvice(folder));
-    }
-    auto accountKey = ReadKeyFile(folder / ACCOUNT_KEY_FILE);
-    if (!accountKey) {
-        return Failure(std::move(accountKey).error());
-    }
-    return Holder{std::move(identity.value()), std::move(accountKey.value())};
+    return Unenrolled{std::move(lock.value()), std::move(identity.value())};
 }
 
 // Checks the certificates of an answer for the device of that identity.
@@ -150,11 +151,115 @@ Result<void> CheckAnswer(const std::filesystem::path& folder, const EnrolmentAns
     if (auto valid = VerifyValidNow(answer.account.get()); !valid) {
         return Fail(valid.error().code, "the account's " + valid.error().message + "; join an account that is valid");
     }
+    if (answer.state && answer.state->State().FindMember(identity.networkId) == nullptr) {
+        return Fail(ErrorCode::UNTRUSTED, "the account's state in the answer does not have this device as a member");
+    }
     if (identity.HasCertificate() &&
         EVP_PKEY_eq(X509_get0_pubkey(answer.account.get()), X509_get0_pubkey(identity.accountCertificate.get())) != 1) {
         return HasAccount(folder, identity);
     }
     return {};
+}
+
+// The state of an account whose key is on this device, with this device as a member and the holder. Null when it is
+// lost: then nothing may be signed before another member has brought it back.
+Result<SignedStatePtr> EnsureState(const std::filesystem::path& folder, X509* account, EVP_PKEY* accountKey,
+                                   const LinkKeys& linkKeys, const Member& self, bool isNewAccount)
+{
+    const Clock& clock = Clock::System();
+    auto kept = isNewAccount ? Result<SignedStatePtr>(nullptr) : ReadStateFile(folder, account);
+    if (!kept && LastStateNumber(folder) != 0) {
+        auto marked = WriteFileAtomically(folder / RESTORED_FILE, "", SECRET_FILE_MODE);
+        return marked ? Result<SignedStatePtr>(nullptr) : Failure(std::move(marked).error());
+    }
+    if (!isNewAccount && !kept) {
+        if (auto marked = WriteFileAtomically(folder / OLDER_ACCOUNT_FILE, "", SECRET_FILE_MODE); !marked) {
+            return Failure(std::move(marked).error());
+        }
+    }
+    if (!kept || !kept.value()) {
+        return SignNext(FirstState(account, linkKeys, self), account, accountKey, clock);
+    }
+    AccountState state = kept.value()->State();
+    const std::string certificate = CertificateToPem(account);
+    const bool isComplete = state.FindMember(self.networkId) != nullptr && state.holder == self.networkId &&
+                            state.accountCertificate == certificate;
+    if (isComplete || FileExists(folder / RESTORED_FILE)) {
+        return kept;
+    }
+    if (state.FindMember(self.networkId) == nullptr) {
+        // A member of this name is this device with the key that it has lost.
+        std::erase_if(state.members, [&](const Member& member) { return member.name == self.name; });
+        state.members.push_back(self);
+    }
+    state.holder = self.networkId;
+    state.accountCertificate = certificate;
+    return SignNext(std::move(state), account, accountKey, clock);
+}
+
+// For a device that holds the account's key, and whose link key is lost. When its state was lost with it, no member can
+// bring the state back, since none knows the new key: members are enrolled again, into a new state.
+Result<void> MakeMissingLinkKey(const std::filesystem::path& folder, const Identity& identity, EVP_PKEY* accountKey,
+                                const LinkKeyRecord& linkKeys)
+{
+    if (LastStateNumber(folder) == 0) {
+        return WriteLinkKeyFile(folder / LINK_KEY_FILE, linkKeys);
+    }
+    if (auto marked = WriteFileAtomically(folder / OLDER_ACCOUNT_FILE, "", SECRET_FILE_MODE); !marked) {
+        return marked;
+    }
+    X509* const account = identity.accountCertificate.get();
+    AccountState state = FirstState(account, linkKeys.Keys(), SelfOf(identity, Clock::System()));
+    state.number = LastStateNumber(folder);
+    const auto made = SignNext(std::move(state), account, accountKey, Clock::System());
+    return made ? WriteStateFiles(folder, *made.value()) : Failure(made.error());
+}
+
+// What a new device asks for.
+struct JoinRequest {
+    OpenSslPtr<X509_REQ> request;  // owns the key
+    EVP_PKEY* key = nullptr;
+    std::string name{};
+};
+
+Result<JoinRequest> ReadRequest(const std::string& pem)
+{
+    JoinRequest asked{RequestFromPem(pem)};
+    if (!asked.request) {
+        return Fail(ErrorCode::MALFORMED, "not a certificate request (PKCS#10) in PEM: " + OpenSslReason());
+    }
+    asked.key = X509_REQ_get0_pubkey(asked.request.get());
+    if (asked.key == nullptr || X509_REQ_verify(asked.request.get(), asked.key) != 1) {
+        (void)OpenSslReason();
+        return Fail(ErrorCode::UNTRUSTED, "the request is not signed by the key that it is for");
+    }
+    if (!IsP256(asked.key)) {
+        return Fail(ErrorCode::UNTRUSTED, "the request is for a key of another kind than P-256");
+    }
+    asked.name = CommonNameOf(X509_REQ_get_subject_name(asked.request.get()));
+    if (auto checked = CheckName(asked.name, "the request's device name"); !checked) {
+        return Failure(std::move(checked).error());
+    }
+    return asked;
+}
+
+// Adds the member to the state; one that is there already keeps its entry. Returns the member's name.
+Result<std::string> AddMember(AccountState& state, Member member)
+{
+    if (const RemovedKey* const removed = state.FindRemoved(member.networkId)) {
+        return Fail(ErrorCode::REFUSED, "the account removed this device on " + DateOf(removed->at) +
+                                            "; on that device, `distnetctl account leave` makes a new key, which can "
+                                            "be admitted");
+    }
+    if (const Member* const known = state.FindMember(member.networkId)) {
+        return known->name;
+    }
+    if (const std::string free = FreeName(state, member.name); free != member.name) {
+        return Fail(ErrorCode::ALREADY_EXISTS,
+                    "another member is named \"" + member.name + "\"; \"" + free + "\" is free");
+    }
+    state.members.push_back(std::move(member));
+    return state.members.back().name;
 }
 
 }  // namespace
@@ -168,13 +273,15 @@ Result<void> CreateAccount(const std::filesystem::path& folder, const std::strin
     if (auto checked = CheckName(deviceName, "device name"); !checked) {
         return checked;
     }
-    auto identity = LoadUnenrolled(folder);
-    if (!identity) {
-        return Failure(std::move(identity).error());
+    const auto locked = LockUnenrolled(folder);
+    if (!locked) {
+        return Failure(locked.error());
     }
-    if (identity.value().HasCertificate() && !identity.value().holdsAccountKey) {
-        return HasAccount(folder, identity.value());
+    const Identity& identity = locked.value().identity;
+    if (identity.HasCertificate() && !identity.holdsAccountKey) {
+        return HasAccount(folder, identity);
     }
+    const bool isNewAccount = !FileExists(folder / ACCOUNT_KEY_FILE);
     auto accountKey = EnsureAccountKey(folder);
     if (!accountKey) {
         return Failure(std::move(accountKey).error());
@@ -187,16 +294,24 @@ Result<void> CreateAccount(const std::filesystem::path& folder, const std::strin
     if (!linkKeys) {
         return Failure(std::move(linkKeys).error());
     }
-    if (identity.value().LacksLinkKey()) {
-        return WriteLinkKeyFile(folder / LINK_KEY_FILE, linkKeys.value());
+    if (identity.LacksLinkKey()) {
+        return MakeMissingLinkKey(folder, identity, accountKey.value().get(), linkKeys.value());
     }
-    Certificate device = MakeDeviceCertificate(identity.value().key.get(), deviceName, account.value().get(),
+    Certificate device = MakeDeviceCertificate(identity.key.get(), deviceName, account.value().get(),
                                                accountKey.value().get(), DEVICE_VALIDITY, Clock::System());
     if (!device) {
         return Fail(ErrorCode::SYSTEM,
                     folder.string() + ": the device's certificate could not be made: " + OpenSslReason());
     }
-    return WriteEnrolment(folder, {std::move(device), std::move(account.value()), std::move(linkKeys.value())});
+    auto state =
+        EnsureState(folder, account.value().get(), accountKey.value().get(), linkKeys.value().Keys(),
+                    {.networkId = identity.networkId, .name = deviceName, .since = TimeOfChange({}, Clock::System())},
+                    isNewAccount);
+    if (!state) {
+        return Failure(std::move(state).error());
+    }
+    return WriteEnrolment(
+        folder, {std::move(device), std::move(account.value()), std::move(linkKeys.value()), std::move(state.value())});
 }
 
 Result<std::string> MakeRequest(const std::filesystem::path& folder, const std::string& deviceName)
@@ -204,11 +319,11 @@ Result<std::string> MakeRequest(const std::filesystem::path& folder, const std::
     if (auto checked = CheckName(deviceName, "device name"); !checked) {
         return Failure(std::move(checked).error());
     }
-    auto identity = LoadUnenrolled(folder);
-    if (!identity) {
-        return Failure(std::move(identity).error());
+    const auto locked = LockUnenrolled(folder);
+    if (!locked) {
+        return Failure(locked.error());
     }
-    EVP_PKEY* key = identity.value().key.get();
+    EVP_PKEY* key = locked.value().identity.key.get();
     const OpenSslPtr<X509_REQ> request(X509_REQ_new());
     if (!request || X509_REQ_set_version(request.get(), REQUEST_VERSION_1_VALUE) != 1 ||
         !SetCommonName(X509_REQ_get_subject_name(request.get()), deviceName) ||
@@ -218,62 +333,84 @@ Result<std::string> MakeRequest(const std::filesystem::path& folder, const std::
     return RequestToPem(request.get());
 }
 
-Result<std::string> Admit(const std::filesystem::path& folder, const std::string& requestPem,
-                          std::chrono::hours validity)
+std::string FreeName(const AccountState& state, const std::string& name)
 {
-    auto holder = LoadHolder(folder);
+    std::string free = name;
+    const auto isTaken = [&](const Member& member) { return member.name == free; };
+    for (int number = 2; std::any_of(state.members.begin(), state.members.end(), isTaken); ++number) {
+        const std::string suffix = "-" + std::to_string(number);
+        free = std::string(CutToBytes(name, MAX_ACCOUNT_NAME - suffix.size())) + suffix;
+    }
+    return free;
+}
+
+Result<std::string> Admit(const std::filesystem::path& folder, const std::string& requestPem,
+                          const AdmitOptions& options)
+{
+    const Clock& clock = *options.clock;
+    auto holder = OpenHolder(folder, clock);
     if (!holder) {
         return Failure(std::move(holder).error());
     }
-    const OpenSslPtr<X509_REQ> request = RequestFromPem(requestPem);
-    if (!request) {
-        return Fail(ErrorCode::MALFORMED, "not a certificate request (PKCS#10) in PEM: " + OpenSslReason());
+    const auto asked = ReadRequest(requestPem);
+    if (!asked) {
+        return Failure(asked.error());
     }
-    EVP_PKEY* key = X509_REQ_get0_pubkey(request.get());
-    if (key == nullptr || X509_REQ_verify(request.get(), key) != 1) {
-        (void)OpenSslReason();
-        return Fail(ErrorCode::UNTRUSTED, "the request is not signed by the key that it is for");
-    }
-    if (!IsP256(key)) {
-        return Fail(ErrorCode::UNTRUSTED, "the request is for a key of another kind than P-256");
-    }
-    const std::string name = CommonNameOf(X509_REQ_get_subject_name(request.get()));
-    if (auto checked = CheckName(name, "the request's device name"); !checked) {
-        return Failure(std::move(checked).error());
-    }
-    auto& [identity, accountKey] = holder.value();
-    X509* account = identity.accountCertificate.get();
-    if (auto valid = VerifyValidNow(account); !valid) {
+    EVP_PKEY* const key = asked.value().key;
+    EVP_PKEY* const accountKey = holder.value().accountKey.get();
+    AccountState& state = holder.value().state;
+    if (auto valid = VerifyValidNow(holder.value().identity.accountCertificate.get(), clock); !valid) {
         return Fail(valid.error().code,
-                    "the account's " + valid.error().message + "; make a new account and enrol its devices again");
+                    "the account's " + valid.error().message + "; `distnetctl account renew` makes it anew");
     }
-    Certificate device = MakeDeviceCertificate(key, name, account, accountKey.get(), validity, Clock::System());
+    const auto name = AddMember(state, {.networkId = NetworkIdOf(key),
+                                        .name = asked.value().name,
+                                        .type = options.type,
+                                        .since = TimeOfChange(state, clock)});
+    if (!name) {
+        return name;
+    }
+    Certificate device = MakeDeviceCertificate(key, name.value(), holder.value().identity.accountCertificate.get(),
+                                               accountKey, options.validity, clock);
     if (!device) {
         return Fail(ErrorCode::SYSTEM, "the certificate could not be made: " + OpenSslReason());
     }
-    const std::string accountId = NetworkIdOf(accountKey.get());
-    return SealAnswer(
-        {std::move(device), std::move(identity.accountCertificate), RecordOf(*identity.linkKeys, accountId)},
-        accountKey.get());
+    const bool isMember = holder.value().identity.state != nullptr &&
+                          holder.value().identity.state->State().FindMember(NetworkIdOf(key)) != nullptr;
+    auto identity = isMember ? LoadIdentityLocked(folder) : StoreState(holder.value(), clock);
+    if (!identity) {
+        return Failure(std::move(identity).error());
+    }
+    return SealAnswer({std::move(device), std::move(identity.value().accountCertificate),
+                       RecordOf(state.linkKeys, state.account), std::move(identity.value().state)},
+                      accountKey);
 }
 
 Result<void> Install(const std::filesystem::path& folder, const std::string& answerPem)
 {
-    auto identity = LoadUnenrolled(folder);
-    if (!identity) {
-        return Failure(std::move(identity).error());
+    const auto locked = LockUnenrolled(folder);
+    if (!locked) {
+        return Failure(locked.error());
     }
-    const auto answer = OpenAnswer(answerPem, identity.value().key.get());
+    const Identity& identity = locked.value().identity;
+    const auto answer = OpenAnswer(answerPem, identity.key.get());
     if (!answer) {
         return Failure(answer.error());
     }
-    if (auto checked = CheckAnswer(folder, answer.value(), identity.value()); !checked) {
+    if (auto checked = CheckAnswer(folder, answer.value(), identity); !checked) {
         return checked;
     }
     if (FileExists(folder / ACCOUNT_KEY_FILE)) {
         return Fail(ErrorCode::ALREADY_EXISTS,
                     (folder / ACCOUNT_KEY_FILE).string() +
                         ": this device was making an account of its own; complete that, or move the key away");
+    }
+    if (!identity.HasCertificate()) {
+        // Left by an enrolment that was interrupted, of any account.
+        std::error_code ignored;
+        for (const char* const name : {STATE_FILE, STATE_NUMBER_FILE, REMOVAL_FILE}) {
+            std::filesystem::remove(folder / name, ignored);
+        }
     }
     return WriteEnrolment(folder, answer.value());
 }

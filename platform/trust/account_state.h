@@ -45,11 +45,11 @@ struct RemovedKey {
 struct AccountState {
     std::string account;  // the network id of the account's key
     uint64_t number = 0;
-    std::string holder;               // the network id of the member that holds the account's key
-    std::string accountCertificate;   // PEM
-    std::vector<Member> members;      // by name
-    std::vector<RemovedKey> removed;  // the oldest first; never shrinks
-    LinkKeys linkKeys;
+    std::string holder;                 // the network id of the member that holds the account's key
+    std::string accountCertificate;     // PEM
+    std::vector<Member> members;        // by name
+    std::vector<RemovedKey> removed{};  // the oldest first; never shrinks
+    LinkKeys linkKeys{};
     bool announcesPreviousKey = true;  // false: members announce themselves with the current link key only
 
     const Member* FindMember(std::string_view networkId) const;  // null: no member

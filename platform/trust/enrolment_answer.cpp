@@ -15,21 +15,76 @@ constexpr const char* WHAT = "answer";
 constexpr const char* ADMIT_AGAIN = "; copy it again, or admit the device again";
 constexpr unsigned ENCRYPT_FLAGS = CMS_BINARY | CMS_PARTIAL | CMS_USE_KEYID | CMS_KEY_PARAM;
 
+constexpr int VERSION_WITHOUT_STATE = 1;
+constexpr int VERSION = 2;
+constexpr size_t BASE64_GROUP = 4;  // characters for 3 bytes
+
 struct Payload {
-    int version = 1;
+    int version = VERSION;
     std::string device;
     std::string account;
     LinkKeyRecord linkKeys;
+    std::string state;
+
+    ~Payload() { OPENSSL_cleanse(state.data(), state.size()); }
 };
+
+std::string ParseBase64(const std::string& text, std::string& out)
+{
+    if (text.empty() || text.size() % BASE64_GROUP != 0) {
+        return "is not base64";
+    }
+    std::string bytes(text.size() / BASE64_GROUP * 3, '\0');
+    const int size =
+        EVP_DecodeBlock(reinterpret_cast<unsigned char*>(bytes.data()),
+                        reinterpret_cast<const unsigned char*>(text.data()), static_cast<int>(text.size()));
+    if (size < 0) {
+        return "is not base64";
+    }
+    const auto padding = static_cast<size_t>(text.ends_with("==") ? 2 : text.ends_with('=') ? 1 : 0);
+    out = bytes.substr(0, static_cast<size_t>(size) - padding);
+    return "";
+}
+
+std::string PrintBase64(const std::string& bytes)
+{
+    std::string text((bytes.size() + 2) / 3 * BASE64_GROUP + 1, '\0');
+    text.resize(static_cast<size_t>(EVP_EncodeBlock(reinterpret_cast<unsigned char*>(text.data()),
+                                                    reinterpret_cast<const unsigned char*>(bytes.data()),
+                                                    static_cast<int>(bytes.size()))));
+    return text;
+}
+
+JsonKind<int> AnswerVersionKind()
+{
+    const JsonKind<int> newest = FormatVersionKind(VERSION);
+    return ValueKind<int>(
+        "1 or 2",
+        [newest](const cJSON& json, int& out) {
+            const bool isFirst = cJSON_IsNumber(&json) != 0 && json.valuedouble == VERSION_WITHOUT_STATE;
+            out = VERSION_WITHOUT_STATE;
+            return isFirst ? "" : newest.Shape()->read(json, &out);
+        },
+        [](int version) { return Json(cJSON_CreateNumber(version)); });
+}
+
+std::string WrongState(const Payload& payload)
+{
+    return payload.state.empty() == (payload.version == VERSION_WITHOUT_STATE) ? "" : "state: in version 2 only";
+}
 
 const JsonKeys<Payload>& PayloadKeys()
 {
-    static const JsonKeys<Payload> keys({
-        {"version", FormatVersionKind(1), &Payload::version, Required()},
-        {"device_certificate", TextKind("X.509 in PEM"), &Payload::device, Required()},
-        {"account_certificate", TextKind("X.509 in PEM"), &Payload::account, Required()},
-        {"link_keys", LinkKeyRecordKeys(), &Payload::linkKeys, Required()},
-    });
+    static const JsonKeys<Payload> keys(
+        {
+            {"version", AnswerVersionKind(), &Payload::version, Required()},
+            {"device_certificate", TextKind("X.509 in PEM"), &Payload::device, Required()},
+            {"account_certificate", TextKind("X.509 in PEM"), &Payload::account, Required()},
+            {"link_keys", LinkKeyRecordKeys(), &Payload::linkKeys, Required()},
+            {"state", Secret(ParsedTextKind<std::string>("CMS in base64", ParseBase64, PrintBase64)), &Payload::state,
+             OmittedByDefault()},
+        },
+        WrongState);
     return keys;
 }
 
@@ -140,9 +195,12 @@ Result<Certificate> OneCertificate(const std::string& pem)
 
 SecretText PrintAnswer(const EnrolmentAnswer& answer)
 {
-    return SecretText(PayloadKeys().Print({.device = CertificateToPem(answer.device.get()),
-                                           .account = CertificateToPem(answer.account.get()),
-                                           .linkKeys = answer.linkKeys}));
+    Payload payload{.version = answer.state ? VERSION : VERSION_WITHOUT_STATE,
+                    .device = CertificateToPem(answer.device.get()),
+                    .account = CertificateToPem(answer.account.get()),
+                    .linkKeys = answer.linkKeys,
+                    .state = answer.state ? answer.state->Bytes() : ""};
+    return SecretText(PayloadKeys().Print(payload));
 }
 
 Result<EnrolmentAnswer> ParseAnswer(const std::string& json)
@@ -160,7 +218,15 @@ Result<EnrolmentAnswer> ParseAnswer(const std::string& json)
         ERR_clear_error();
         return Fail(ErrorCode::UNTRUSTED, std::string("the answer's link keys are of another account") + ADMIT_AGAIN);
     }
-    return EnrolmentAnswer{std::move(device.value()), std::move(account.value()), std::move(payload.value().linkKeys)};
+    EnrolmentAnswer answer{std::move(device.value()), std::move(account.value()), payload.value().linkKeys, nullptr};
+    if (!payload.value().state.empty()) {
+        auto state = OpenState(payload.value().state, answer.account.get());
+        if (!state) {
+            return Fail(state.error().code, state.error().message + ADMIT_AGAIN);
+        }
+        answer.state = std::move(state.value());
+    }
+    return answer;
 }
 
 std::string EncryptText(const SecretText& text, X509* recipient)

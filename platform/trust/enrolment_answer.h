@@ -5,6 +5,7 @@
 #include <string>
 
 #include "platform/base/result.h"
+#include "platform/trust/account_state.h"
 #include "platform/trust/identity.h"
 #include "platform/trust/link_key_file.h"
 #include "platform/trust/openssl_util.h"
@@ -16,14 +17,15 @@ struct EnrolmentAnswer {
     Certificate device;
     Certificate account;
     LinkKeyRecord linkKeys;
+    SignedStatePtr state;  // null in an answer of version 1
 };
 
 // device: the new device's certificate, with its subject key identifier. accountKey: the key of answer.account.
 [[nodiscard]] Result<std::string> SealAnswer(const EnrolmentAnswer& answer, EVP_PKEY* accountKey);
 
-// Decrypts and decodes the answer, and checks that the account named in it signed it and the link keys are of that
-// account. The caller must check the certificates. MALFORMED when pem is no such answer or is
-// damaged, UNTRUSTED when it is for another key or signed by another, INVALID_ARGUMENT when it is of a newer format.
+// Decrypts and decodes the answer, and checks that the account named in it signed it and that link keys and state are
+// of that account. The caller must check the certificates. MALFORMED when pem is no such answer or is damaged,
+// UNTRUSTED when it is for another key or signed by another, INVALID_ARGUMENT when it is of a newer format.
 [[nodiscard]] Result<EnrolmentAnswer> OpenAnswer(const std::string& pem, EVP_PKEY* deviceKey);
 
 // Its layers. Innermost a JSON object;

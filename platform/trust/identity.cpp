@@ -82,7 +82,7 @@ Result<bool> HoldsAccountKey(const std::filesystem::path& folder, X509* account)
 Result<SignedStatePtr> LoadState(const std::filesystem::path& folder, X509* account)
 {
     auto state = ReadStateFile(folder, account);
-    if (!state && IsOpenToOthers(folder / STATE_FILE)) {
+    if (!state && MayBeKnownToOthers(folder / STATE_FILE)) {
         return state;
     }
     return state ? std::move(state.value()) : nullptr;
@@ -97,7 +97,7 @@ Result<std::optional<LinkKeys>> LoadLinkKeys(const std::filesystem::path& folder
         return state != nullptr ? std::optional(state->State().linkKeys) : std::nullopt;
     }
     const auto record = ReadLinkKeyFile(file);
-    if (state != nullptr && (record || !IsOpenToOthers(file))) {
+    if (state != nullptr && (record || !MayBeKnownToOthers(file))) {
         return state->State().linkKeys;
     }
     if (!record) {

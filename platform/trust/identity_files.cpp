@@ -49,12 +49,6 @@ bool FileExists(const std::filesystem::path& file)
     return std::filesystem::exists(std::filesystem::symlink_status(file, unknown));
 }
 
-bool IsOpenToOthers(const std::filesystem::path& file)
-{
-    struct stat status {};
-    return ::lstat(file.c_str(), &status) == 0 && S_ISREG(status.st_mode) && (status.st_mode & OTHERS) != 0;
-}
-
 Result<void> CheckIdentityFolder(const std::filesystem::path& folder)
 {
     struct stat status {};
@@ -120,6 +114,12 @@ Result<SecretText> ReadSecretFile(const std::filesystem::path& file)
         return Failure(std::move(text).error());
     }
     return SecretText{std::move(text.value())};
+}
+
+bool MayBeKnownToOthers(const std::filesystem::path& file)
+{
+    const auto secret = ReadSecretFile(file);
+    return !secret && secret.error().code == ErrorCode::UNTRUSTED;
 }
 
 Result<PrivateKey> ReadKeyFile(const std::filesystem::path& file)

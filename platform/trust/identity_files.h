@@ -26,8 +26,6 @@ inline constexpr mode_t SECRET_FILE_MODE = 0600;
 // Returns false also if the answer is not known, for example without access to the folder; using the file then fails
 // with the reason.
 bool FileExists(const std::filesystem::path& file);
-// Whether it is a regular file that its group or others can read or write.
-bool IsOpenToOthers(const std::filesystem::path& file);
 
 // Goes before the command at the end of a message about a key that others may have read: the command is for the case
 // that nobody did.
@@ -46,6 +44,8 @@ enum class FolderLock { READ, WRITE };
 [[nodiscard]] Result<std::string> ReadDeviceIdFile(const std::filesystem::path& file);
 // Reads a secret. Refuses a symbolic link, and a file that others own, can read or can replace.
 [[nodiscard]] Result<SecretText> ReadSecretFile(const std::filesystem::path& file);
+// Whether ReadSecretFile refuses it because others may have read it.
+bool MayBeKnownToOthers(const std::filesystem::path& file);
 [[nodiscard]] Result<PrivateKey> ReadKeyFile(const std::filesystem::path& file);
 [[nodiscard]] Result<Certificate> ReadCertificateFile(const std::filesystem::path& file);
 [[nodiscard]] Result<void> WriteKeyFile(const std::filesystem::path& file, EVP_PKEY* key);

@@ -1,6 +1,7 @@
 #include "platform/trust/identity_repair.h"
 
 #include <openssl/x509.h>
+#include <sys/stat.h>
 
 #include <vector>
 
@@ -68,6 +69,13 @@ std::string NameOfAccount(const std::filesystem::path& folder, EVP_PKEY* account
     return device && X509_verify(device.value().get(), accountKey) == 1
                ? CommonNameOf(X509_get_issuer_name(device.value().get()))
                : "";
+}
+
+bool IsOpenToOthers(const std::filesystem::path& file)
+{
+    struct stat status {};
+    return ::lstat(file.c_str(), &status) == 0 && S_ISREG(status.st_mode) &&
+           (status.st_mode & (S_IRWXG | S_IRWXO)) != 0;
 }
 
 // Whether the account's certificate, when it can be read, is of another key.

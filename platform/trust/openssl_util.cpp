@@ -4,6 +4,7 @@
 #include <openssl/err.h>
 
 #include <array>
+#include <ctime>
 #include <string_view>
 
 namespace Vexo::Trust {
@@ -171,13 +172,14 @@ Result<void> VerifySignedBy(X509* certificate, X509* anchor)
     return {};
 }
 
-Result<void> VerifyValidNow(const X509* certificate)
+Result<void> VerifyValidNow(const X509* certificate, const Clock& clock)
 {
+    std::time_t now = std::chrono::system_clock::to_time_t(clock.WallNow());
     // 0 says that the time could not be read: a damaged certificate is not valid either.
-    if (X509_cmp_current_time(X509_get0_notAfter(certificate)) <= 0) {
+    if (X509_cmp_time(X509_get0_notAfter(certificate), &now) <= 0) {
         return Fail(ErrorCode::EXPIRED, VerifyErrorText(X509_V_ERR_CERT_HAS_EXPIRED));
     }
-    if (X509_cmp_current_time(X509_get0_notBefore(certificate)) >= 0) {
+    if (X509_cmp_time(X509_get0_notBefore(certificate), &now) >= 0) {
         return Fail(ErrorCode::EXPIRED, VerifyErrorText(X509_V_ERR_CERT_NOT_YET_VALID));
     }
     return {};

@@ -16,6 +16,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/base/clock.h"
 #include "platform/trust/identity.h"
 
 namespace Vexo::Trust {
@@ -76,7 +77,7 @@ bool IsSignatureOf(const std::string& signature, const std::string& text, EVP_PK
 // Checks that anchor's key signed certificate; an error says what is wrong in words.
 [[nodiscard]] Result<void> VerifySignedBy(X509* certificate, X509* anchor);
 // Checks that the clock is within the certificate's validity.
-[[nodiscard]] Result<void> VerifyValidNow(const X509* certificate);
+[[nodiscard]] Result<void> VerifyValidNow(const X509* certificate, const Clock& clock = Clock::System());
 // "certificate has expired", "certificate is not valid yet", "certificate not signed by this account", else OpenSSL's
 // words for an X509_V_ERR code.
 std::string VerifyErrorText(long error);

@@ -68,7 +68,12 @@ TEST(EnrolmentTest, DamagedEnrolmentIsNamedAndTakenOverOnceMended)
         {"device.crt: not one certificate", [&] { fs::resize_file(certificate, 100); },
          [&] { fs::copy_file(copy, certificate, fs::copy_options::overwrite_existing); }},
         {"other users can read this key", [&] { chmod(linkKey.c_str(), 0644); }, [&] { chmod(linkKey.c_str(), 0600); }},
-        {"this device was enrolled by version 0.1", [&] { fs::remove(linkKey); }, [&] { world.Enrol(phone); }},
+        {"this device was enrolled by version 0.1",
+         [&] {
+             fs::remove(linkKey);
+             fs::remove(phone.Identity() / "account.state");
+         },
+         [&] { world.Enrol(phone); }},
     };
     for (const auto& row : rows) {
         row.damage();

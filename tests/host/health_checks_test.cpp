@@ -62,7 +62,10 @@ const Broken ROWS[] = {
     {"identity", "account.crt: ", "mv ",
      [](Phone& p) { std::filesystem::remove(p.folder.Path() / "identity/account.crt"); }},
     {"identity", "no link key", "account create home",
-     [](Phone& p) { std::filesystem::remove(p.folder.Path() / "identity/link.key"); }},
+     [](Phone& p) {
+         std::filesystem::remove(p.folder.Path() / "identity/link.key");
+         std::filesystem::remove(p.folder.Path() / "identity/account.state");
+     }},
     {"identity", "expired on", "account create home --state", [](Phone& p) { p.facts.now += 24h * 4000; }},
     {"identity", "replaced", "systemctl restart", [](Phone& p) { p.facts.networkId = "cd"; }},
     {"account", "could not take it over", "journalctl", [](Phone& p) { p.facts.devices.reset(); }},

@@ -5,6 +5,7 @@
 #include "platform/trust/enrolment_answer.h"
 #include "platform/trust/identity_files.h"
 #include "platform/trust/openssl_util.h"
+#include "platform/trust/state_files.h"
 #include "tests/support/temp_folder.h"
 
 namespace Vexo::Trust {
@@ -67,7 +68,7 @@ bool Installs(const std::string& answer)
     const auto certificate = TheDevices().other / DEVICE_CERTIFICATE_FILE;
     Fuzz::Require(std::filesystem::exists(certificate) == installed, "a refused answer leaves nothing behind");
     Fuzz::Require(!installed || LoadIdentity(TheDevices().other).has_value(), "what was installed can be used");
-    for (const char* name : {DEVICE_CERTIFICATE_FILE, ACCOUNT_CERTIFICATE_FILE, LINK_KEY_FILE}) {
+    for (const char* name : {DEVICE_CERTIFICATE_FILE, ACCOUNT_CERTIFICATE_FILE, LINK_KEY_FILE, STATE_FILE}) {
         std::filesystem::remove(TheDevices().other / name);
     }
     return installed;

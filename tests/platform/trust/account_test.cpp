@@ -4,6 +4,7 @@
 #include <openssl/x509v3.h>
 
 #include "platform/trust/enrolment_answer.h"
+#include "platform/trust/membership.h"
 #include "tests/platform/trust/trust_fixture.h"
 
 namespace Vexo::Trust::Tests {
@@ -57,6 +58,59 @@ TEST_F(AccountTest, AdmitsADeviceThatThenSharesTheLinkKeyButCannotAdmit)
     ExpectRefused(CreateAccount(phone, "another", "phone"), "\"home\"");
 }
 
+TEST_F(AccountTest, TheNewMemberIsStoredBeforeItHasItsAnswer)
+{
+    const std::string request = MakeRequest(phone, "phone").value();
+    ASSERT_TRUE(Admit(laptop, request, {.type = 14}));
+    const SignedStatePtr stored = devices.Load("laptop").state;
+    const Member* const member = stored->State().FindMember(devices.Load("phone").networkId);
+    ASSERT_NE(member, nullptr);
+    EXPECT_EQ(member->name + std::to_string(member->type), "phone14");
+    EXPECT_EQ(stored->State().holder, devices.Load("laptop").networkId);
+    // Asked again, because the answer was lost: the same member.
+    ASSERT_TRUE(Install(phone, Admit(laptop, request).value()));
+    EXPECT_EQ(devices.Load("phone").state->Bytes(), stored->Bytes());
+    EXPECT_TRUE(devices.Load("phone").IsMember(devices.Load("laptop").networkId));
+    EXPECT_FALSE(devices.Load("phone").IsMember(std::string(64, 'a')));
+
+    const auto other = devices.Folder("tablet");
+    const auto taken = Admit(laptop, MakeRequest(other, "phone").value());
+    ExpectRefused(taken, "\"phone-2\" is free");
+    EXPECT_EQ(taken.error().code, ErrorCode::ALREADY_EXISTS);
+    EXPECT_TRUE(Admit(laptop, MakeRequest(other, "phone-2").value()));
+    EXPECT_EQ(FreeName(devices.Load("laptop").state->State(), "phone"), "phone-3");
+}
+
+TEST_F(AccountTest, AnOlderAccountGetsItsFirstStateWithTheNextMember)
+{
+    ASSERT_TRUE(Install(phone, devices.Answer("phone", "laptop")));
+    devices.ForgetState("laptop");
+    devices.ForgetState("phone");
+    EXPECT_TRUE(devices.Load("phone").IsMember("anybody"));
+    devices.Answer("tablet", "laptop");
+    EXPECT_EQ(devices.Load("laptop").state->State().members.size(), 2U);
+    // A state that was there is not made anew: the members in it would be shut out.
+    fs::resize_file(laptop / STATE_FILE, 10);
+    const auto refused = Admit(laptop, MakeRequest(phone / "other", "watch").value());
+    ExpectRefused(refused, "must meet another member");
+    EXPECT_EQ(refused.error().code, ErrorCode::UNAVAILABLE);
+}
+
+TEST_F(AccountTest, AHolderThatLostItsOwnKeyStaysTheHolder)
+{
+    ASSERT_TRUE(Install(phone, devices.Answer("phone", "laptop")));
+    const Identity before = devices.Load("laptop");
+    fs::remove(laptop / DEVICE_KEY_FILE);
+    fs::remove(laptop / DEVICE_CERTIFICATE_FILE);
+    devices.Create("laptop");
+    const Identity after = devices.Load("laptop");
+    EXPECT_NE(after.networkId, before.networkId);
+    EXPECT_EQ(after.state->State().holder, after.networkId);
+    EXPECT_EQ(after.state->State().members.size(), 2U);
+    EXPECT_EQ(after.linkKeys->current.bytes, before.linkKeys->current.bytes);
+    EXPECT_TRUE(AdoptState(phone, after.state->Bytes()).value());
+}
+
 TEST_F(AccountTest, RefusesRequestsThatProveNothing)
 {
     const PrivateKey one = GenerateKey();
@@ -108,7 +162,7 @@ TEST_F(AccountTest, RefusesAnswersThatDoNotFitTheDevice)
         {sealed(text, stolen.account.get(), otherKey.get()), UNTRUSTED, "not signed by the account that it names"},
         {SealAnswer(mixed, otherKey.get()).value(), UNTRUSTED, "link keys are of another account"},
         {SealAnswer(stolen, otherKey.get()).value(), UNTRUSTED, "not signed by this account"},
-        {changed("\"version\":\t1", "\"version\":\t2, \"more\": 1"), MALFORMED, "newer version"},
+        {changed("\"version\":\t2", "\"version\":\t3, \"more\": 1"), MALFORMED, "newer version"},
         {changed("\"device_certificate\"", "\"certificate\""), MALFORMED, "answer: certificate: unknown"},
         {changed("-----BEGIN", "-----"), MALFORMED, "damaged"},
         {devices.Answer("tablet", "laptop"), UNTRUSTED, "another device's key"},
@@ -129,8 +183,9 @@ TEST_F(AccountTest, AnEnrolmentWithoutALinkKeyIsCompletedInPlace)
     devices.Create("other", "elsewhere");
     const std::string strange = devices.Answer("phone", "other");
     ASSERT_TRUE(Install(phone, devices.Answer("phone", "laptop")));
-    for (const fs::path& folder : {laptop, phone}) {
-        fs::remove(folder / LINK_KEY_FILE);
+    for (const char* const device : {"laptop", "phone"}) {
+        devices.ForgetState(device);
+        fs::remove(devices.Folder(device) / LINK_KEY_FILE);
     }
     const std::string certificate = Read(laptop / DEVICE_CERTIFICATE_FILE);
     EXPECT_TRUE(devices.Load("laptop").LacksLinkKey());
@@ -154,6 +209,7 @@ TEST_F(AccountTest, ADeviceBelongsToItNoLongerThanItLasts)
     const auto endAfter = [&](std::chrono::seconds time) {
         const Certificate changed = EndingAt(account.get(), key.get(), std::time(nullptr) + time.count());
         EXPECT_TRUE(WriteCertificateFile(accountFile, changed.get()));
+        devices.ForgetState("laptop");
     };
     endAfter(std::chrono::hours(48));
     ASSERT_TRUE(Install(phone, devices.Answer("phone", "laptop")));

@@ -44,6 +44,7 @@ TEST(IdentityTest, ThatIsDamagedIsRefusedByNameAndLeftAsItIs)
         const char* file;
         const char* blamed;
         const char* advice;
+        bool hasState = true;
     } cases[] = {
         {open, "", "", "chmod 700 "},
         {open, "/device.key", "/device.key", "chmod 600 "},
@@ -54,12 +55,16 @@ TEST(IdentityTest, ThatIsDamagedIsRefusedByNameAndLeftAsItIs)
         {exchange, "/account.crt", "/device.crt", "not signed by this account"},
         {exchange, "/account.key", "/account.key", "another account"},
         {open, "/link.key", "/link.key", "chmod 600 "},
-        {makeNewer, "/link.key", "/link.key", "newer version"},
-        {exchange, "/link.key", "/link.key", "another account"},
+        {makeNewer, "/link.key", "/link.key", "newer version", false},
+        {exchange, "/link.key", "/link.key", "another account", false},
+        {open, "/account.state", "/account.state", "chmod 600 "},
     };
-    for (const auto& [damage, file, blamed, advice] : cases) {
+    for (const auto& [damage, file, blamed, advice, hasState] : cases) {
         const Devices devices{};
         devices.Create("laptop");
+        if (!hasState) {
+            devices.ForgetState("laptop");
+        }
         devices.Create("other", "elsewhere");
         const std::string folder = devices.Folder("laptop");
         damage(folder + file, devices.Folder("other").string() + file);
@@ -79,7 +84,7 @@ TEST(IdentityTest, AKeyOfAnotherUserIsRefused)
     constexpr uid_t OTHER = 65534;
     const Devices devices{};
     devices.Create("laptop");
-    for (const char* name : {DEVICE_KEY_FILE, ACCOUNT_KEY_FILE, LINK_KEY_FILE}) {
+    for (const char* name : {DEVICE_KEY_FILE, ACCOUNT_KEY_FILE, LINK_KEY_FILE, STATE_FILE}) {
         const std::string file = devices.Folder("laptop") / name;
         ASSERT_EQ(::chown(file.c_str(), OTHER, 0), 0);
         const auto loaded = LoadIdentity(devices.Folder("laptop"));

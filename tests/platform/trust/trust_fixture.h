@@ -14,6 +14,7 @@
 #include "platform/trust/identity_files.h"
 #include "platform/trust/link_key.h"
 #include "platform/trust/openssl_util.h"
+#include "platform/trust/state_files.h"
 #include "tests/support/temp_folder.h"
 
 namespace Vexo::Trust::Tests {
@@ -54,7 +55,13 @@ public:
     std::string Answer(const std::string& device, const std::string& holder,
                        std::chrono::hours validity = DEVICE_VALIDITY) const
     {
-        return Admit(Folder(holder), MakeRequest(Folder(device), device).value(), validity).value();
+        return Admit(Folder(holder), MakeRequest(Folder(device), device).value(), {.validity = validity}).value();
+    }
+    // As a version without states enrolled it.
+    void ForgetState(const std::string& device) const
+    {
+        std::filesystem::remove(Folder(device) / STATE_FILE);
+        std::filesystem::remove(Folder(device) / STATE_NUMBER_FILE);
     }
     Identity Load(const std::string& device) const { return std::move(LoadIdentity(Folder(device)).value()); }
     // A new device's identity: the first one makes the account and admits the others.
