@@ -53,15 +53,21 @@ std::string MaskedId(const Hmac& hmac, const std::string& period, std::string_vi
 
 class HmacTokens final : public AnnouncementTokens {
 public:
-    HmacTokens(LinkHmacs hmacs, const Clock& clock) : hmacs_(std::move(hmacs)), clock_(clock) {}
+    HmacTokens(LinkHmacs hmacs, const Clock& clock, bool announcesPrevious)
+        : hmacs_(std::move(hmacs)), clock_(clock), announcesPrevious_(announcesPrevious)
+    {
+    }
 
     std::string MakeToken(std::string_view networkId) const override
     {
         DISTNET_ASSERT(IsHexId(networkId), "a token is made for a network id");
         const std::string id = BytesOfHex(networkId.substr(0, ID_START_CHARACTERS));
-        const std::string period = LittleEndian(PeriodOf(clock_.WallNow()));
-        const std::string tag = TagOf(hmacs_.Current(), period, id);
-        const std::string masked = MaskedId(hmacs_.Current(), period, tag, id);
+        const int64_t number = PeriodOf(clock_.WallNow());
+        const Hmac* const previous = announcesPrevious_ && number % 2 != 0 ? hmacs_.Previous() : nullptr;
+        const Hmac& key = previous != nullptr ? *previous : hmacs_.Current();
+        const std::string period = LittleEndian(number);
+        const std::string tag = TagOf(key, period, id);
+        const std::string masked = MaskedId(key, period, tag, id);
         return tag.empty() || masked.empty() ? "" : tag + masked;
     }
 
@@ -98,7 +104,8 @@ private:
                 const std::string id = key != nullptr ? IdIn(token, period, *key) : "";
                 if (!id.empty()) {
                     return TokenOwner{HexOf({reinterpret_cast<const uint8_t*>(id.data()), id.size()}),
-                                      std::abs(ahead) > NEIGHBOURS ? ahead * TOKEN_PERIOD : std::chrono::minutes(0)};
+                                      std::abs(ahead) > NEIGHBOURS ? ahead * TOKEN_PERIOD : std::chrono::minutes(0),
+                                      key != keys.front()};
                 }
             }
         }
@@ -115,19 +122,20 @@ private:
 
     const LinkHmacs hmacs_;
     const Clock& clock_;
+    const bool announcesPrevious_;
 };
 
 }  // namespace
 
 Result<std::shared_ptr<const AnnouncementTokens>> AnnouncementTokens::Make(const LinkKeys& keys,
                                                                            std::string_view transport,
-                                                                           const Clock& clock)
+                                                                           const Clock& clock, bool announcesPrevious)
 {
     Result<LinkHmacs> hmacs = LinkHmacs::Make(keys, std::string(PURPOSE_PREFIX).append(transport), clock);
     if (!hmacs) {
         return Failure(std::move(hmacs).error());
     }
-    return std::make_shared<const HmacTokens>(std::move(hmacs.value()), clock);
+    return std::make_shared<const HmacTokens>(std::move(hmacs.value()), clock, announcesPrevious);
 }
 
 }  // namespace Vexo::Trust

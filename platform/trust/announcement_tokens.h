@@ -30,15 +30,18 @@ struct TokenOwner {
     // The period of its clock less that of this device's, as time: 0 for neighbouring periods, negative when its clock
     // is behind.
     std::chrono::minutes clockAhead{0};
+    bool isOfPreviousKey = false;  // the link key that it was made with
 };
 
 class AnnouncementTokens : public NoCopyable {
 public:
     // transport: Transport::Name(). Makes tokens with the current link key; reads those of the previous one too while
-    // it is valid by the clock, which outlives the object.
+    // it is valid by the clock, which outlives the object. announcesPrevious: while it is valid, the tokens of every
+    // second period, counted from 1970, are made with the previous key.
     [[nodiscard]] static Result<std::shared_ptr<const AnnouncementTokens>> Make(const LinkKeys& keys,
                                                                                 std::string_view transport,
-                                                                                const Clock& clock = Clock::System());
+                                                                                const Clock& clock = Clock::System(),
+                                                                                bool announcesPrevious = false);
     virtual ~AnnouncementTokens() = default;
 
     // This period's token, TOKEN_BYTES long, of the device with that network id (64 hex characters). Empty only when
