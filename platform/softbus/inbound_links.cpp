@@ -21,17 +21,29 @@ public:
     {
         if (!hasGreeted_) {
             TakeFirst(kind, payload);
-        } else if (hasLeft_) {
-            link_->Refuse("a frame after GOODBYE");
+        } else if (hasLeft_ || heldOpen_) {
+            link_->Refuse("a frame after GOODBYE or OPEN");
+        } else if (kind == FrameKind::OPEN && awaitsState_) {
+            heldOpen_ = std::move(payload);
         } else if (kind == FrameKind::OPEN) {
-            const auto self = shared_from_this();
-            inbound_.greeters_.erase(self);
-            inbound_.sessions_.AdoptInbound(link_, payload);
+            Open(payload);
         } else if (kind == FrameKind::GOODBYE) {
             hasLeft_ = true;
             MarkAway(inbound_.context_, link_->PeerNetworkId(), {});
         } else {
             link_->Refuse("after HELLO only OPEN, GOODBYE or CLOSE may come");
+        }
+    }
+
+    void OnStateHandled() override
+    {
+        if (link_->IsOfEarlierKeys(inbound_.context_.linkSetup)) {
+            Leave();  // the other side connects again with the current key
+        } else if (!inbound_.context_.account.IsMember(link_->PeerNetworkId())) {
+            inbound_.AdmissionOf(from_).LogRefusal(source_, "it is no member of the account");
+            Leave();
+        } else if (std::exchange(awaitsState_, false) && heldOpen_) {
+            Open(*heldOpen_);
         }
     }
 
@@ -56,10 +68,27 @@ private:
             inbound_.greeters_.erase(self);
         } else if (kind != FrameKind::HELLO) {
             link_->Refuse("its first frame is no HELLO");
-        } else if (OnHello(inbound_.context_, *link_, payload, from_)) {
+        } else if (const auto standing = OnHello(inbound_.context_, *link_, payload, from_)) {
             hasGreeted_ = true;
-            link_->Send(FrameKind::HELLO, OwnHello(inbound_.context_));
+            awaitsState_ = standing->verdict == Standing::Verdict::AWAIT_STATE;
+            if (standing->verdict == Standing::Verdict::LEAVE) {
+                Leave();
+            }
         }
+    }
+
+    void Open(const std::string& payload)
+    {
+        const auto self = shared_from_this();
+        inbound_.greeters_.erase(self);
+        inbound_.sessions_.AdoptInbound(link_, payload);
+    }
+
+    void Leave()
+    {
+        const auto self = shared_from_this();
+        inbound_.greeters_.erase(self);
+        link_->Close();
     }
 
     InboundLinks& inbound_;
@@ -68,6 +97,8 @@ private:
     const std::string source_;
     bool hasGreeted_ = false;
     bool hasLeft_ = false;
+    bool awaitsState_ = false;             // of a device that is no member yet
+    std::optional<std::string> heldOpen_;  // which waits for that state
 };
 
 InboundLinks::InboundLinks(ReactorContext& context, Sessions& sessions) : context_(context), sessions_(sessions) {}
@@ -117,6 +148,10 @@ std::optional<Trust::ProvenKey> InboundLinks::KeyOfProof(std::string_view proof,
 void InboundLinks::Proven(Stream stream, Trust::ProvenKey key, const std::string& firstMessage, const PeerAddress& from)
 {
     const std::string source = SourceOf(from);
+    if (const std::string why = context_.account.WhyRemovedHere(); !why.empty()) {
+        AdmissionOf(from).LogRefusal(source, why);
+        return;
+    }
     refused_.remove_if([](const auto& refused) { return refused.second.expired(); });
     if (greeters_.size() + refused_.size() >= MAX_HANDSHAKES || CountOf(source) >= MAX_HANDSHAKES_OF_SOURCE) {
         AdmissionOf(from).LogRefusal(source, "too many handshakes");

@@ -1,7 +1,8 @@
 // InboundLinks: connections that other devices open to this one. Each passes four steps: the proof that it belongs to
 // the account (admission.h), the TLS handshake, HELLO, and a second frame: OPEN opens a session, GOODBYE says that the
-// device stops, CLOSE ends the greeting. The number of connections in these steps and the time for each are limited.
-// Used on the reactor thread. No call blocks.
+// device stops, CLOSE ends the greeting. A device that is no member gets no further than HELLO, unless it brings a
+// state that says otherwise. The number of connections in these steps and the time for each are limited. Used on the
+// reactor thread. No call blocks.
 #pragma once
 
 #include <list>

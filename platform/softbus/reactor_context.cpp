@@ -41,6 +41,17 @@ void ReactorContext::UpdateReachability(const std::string& networkId)
     }
 }
 
+void ReactorContext::UpdateAllReachability()
+{
+    std::set<std::string> all = reportedReachable_;
+    for (const Node& node : devices.List()) {
+        all.insert(node.networkId);
+    }
+    for (const std::string& networkId : all) {
+        UpdateReachability(networkId);
+    }
+}
+
 bool ReactorContext::CanSeek(const std::vector<int32_t>& linkTypes) const
 {
     return std::any_of(transports.begin(), transports.end(), [&](const auto& transport) {

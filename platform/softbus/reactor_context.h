@@ -1,5 +1,5 @@
 // ReactorContext: the state of a soft bus that discovery and sessions share. Used on the reactor thread, except for the
-// known devices and the sightings, which lock themselves, and the values that never change.
+// known devices, the sightings and the account view, which lock themselves, and the values that never change.
 #pragma once
 
 #include <asio/io_context.hpp>
@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "platform/base/nocopyable.h"
+#include "platform/softbus/account/account_view.h"
 #include "platform/softbus/discovery/known_devices.h"
 #include "platform/softbus/discovery/sightings.h"
 #include "platform/softbus/link/link.h"
@@ -18,6 +19,7 @@
 namespace Vexo::SoftBus {
 
 class Dial;
+class StateExchange;
 
 struct ReactorContext : public NoCopyable {
     // Callbacks that outlive the soft bus hold it too.
@@ -31,7 +33,9 @@ struct ReactorContext : public NoCopyable {
     // Makes the channels listen more intensively while the handle lives (AnnouncementChannel::Seek); null if none can.
     // Empty until all channels have started.
     std::function<std::shared_ptr<void>()> seek;
-    KnownDevices devices;
+    AccountView account;
+    StateExchange* exchange = nullptr;  // null: the account's state is not exchanged
+    KnownDevices devices{Clock::System(), &account};
     Sightings sightings;
     std::set<std::shared_ptr<Dial>> dials;  // under way
 
@@ -45,6 +49,8 @@ struct ReactorContext : public NoCopyable {
     bool IsReachable(const std::string& networkId) const;
     // Call after anything that may have changed IsReachable: logs a change, and calls onlineChanged.
     void UpdateReachability(const std::string& networkId);
+    // The same for all devices.
+    void UpdateAllReachability();
 
     // Whether a transport of these link types finds devices only by seeking (Dial); no types: any transport.
     bool CanSeek(const std::vector<int32_t>& linkTypes) const;

@@ -11,9 +11,11 @@
 
 #include "platform/base/clock.h"
 #include "platform/base/mutex.h"
+#include "platform/base/text.h"
 #include "platform/base/utf8.h"
 #include "platform/dfx/guard.h"
 #include "platform/dfx/trace.h"
+#include "platform/softbus/account/state_exchange.h"
 #include "platform/softbus/discovery/finder.h"
 #include "platform/softbus/discovery/folder_channel.h"
 #include "platform/softbus/discovery/period_timer.h"
@@ -54,10 +56,12 @@ public:
     std::vector<Node> Nodes() override;
     Node LocalNode() override;
     void Scan(std::function<void()> done) override;
+    void UseIdentity(Trust::Identity identity) override { exchange_.UseIdentity(std::move(identity)); }
 
 private:
     Result<void> Listen();
-    Result<void> MakeTokens(const Trust::LinkKeys& keys);
+    void OnIdentityUsed();
+    void AnnounceNow();
     Result<void> Discover();
     Result<void> AnnounceEachPeriod();
     void RunReactor() EXCLUDES(lifeMutex_);
@@ -72,6 +76,7 @@ private:
     Sessions sessions_;
     InboundLinks inbound_;
     PeriodTimer periods_;
+    StateExchange exchange_;
     std::string listenAddress_;
     std::vector<std::unique_ptr<AnnouncementChannel>> channels_;  // constant while the reactor runs
 
@@ -91,11 +96,19 @@ Server::Server(SoftBusOptions options)
       sessions_(context_, table_),
       inbound_(context_, sessions_),
       periods_(*context_.reactor),
+      exchange_(context_, {options_.identityFolder, [this](auto work) { PostWhileRunning(std::move(work)); },
+                           [this] { OnIdentityUsed(); },
+                           [this] {
+                               if (options_.identityChanged) {
+                                   options_.identityChanged();
+                               }
+                           }}),
       work_(asio::make_work_guard(*context_.reactor))
 {
     context_.linkSetup.maxQueuedBytes = options_.maxQueuedBytes;
     context_.peerShare = options_.peerShare;
     context_.onlineChanged = options_.onlineChanged;
+    context_.exchange = &exchange_;
 }
 
 // --- life ---
@@ -110,23 +123,13 @@ Result<void> Server::Begin(const Trust::Identity& identity)
         return Fail(ErrorCode::INVALID_ARGUMENT,
                     "the device name must have 1 to " + std::to_string(DEVICE_NAME_BUF_LEN - 1) + " bytes of UTF-8");
     }
-    auto tls = Trust::TlsContext::Make(identity);
-    if (!tls) {
-        return Failure(std::move(tls).error());
-    }
-    context_.linkSetup.tls = std::move(tls.value());
-    auto preamble = Trust::Preamble::Make(*identity.linkKeys);
-    if (!preamble) {
-        return Failure(std::move(preamble).error());
-    }
-    context_.linkSetup.preamble = std::move(preamble.value());
     context_.ownNetworkId = identity.networkId;
     context_.ownHello = {options_.deviceTypeId, identity.deviceId, options_.deviceName, {}};
     if (auto listening = Listen(); !listening) {
         return listening;
     }
-    if (auto tokens = MakeTokens(*identity.linkKeys); !tokens) {
-        return tokens;
+    if (auto prepared = exchange_.Begin(identity); !prepared) {
+        return prepared;
     }
     if (!options_.knownDevicesFile.empty()) {
         context_.devices.UseFile(options_.knownDevicesFile,
@@ -176,20 +179,6 @@ Result<void> Server::Listen()
     return {};
 }
 
-Result<void> Server::MakeTokens(const Trust::LinkKeys& keys)
-{
-    Sightings::TransportTokens tokens;
-    for (const auto& transport : context_.transports) {
-        auto made = Trust::AnnouncementTokens::Make(keys, transport->Name());
-        if (!made) {
-            return Failure(std::move(made).error());
-        }
-        tokens[transport->Name()] = std::move(made.value());
-    }
-    context_.sightings.SetTokens(context_.ownNetworkId, std::move(tokens));
-    return {};
-}
-
 Result<void> Server::Discover()
 {
     for (const std::string& address : options_.peerAddresses) {
@@ -235,10 +224,23 @@ Result<void> Server::AnnounceEachPeriod()
 {
     return periods_.Start([this] {
         finder_.DropOldAnnouncements();
-        for (const auto& channel : channels_) {
-            channel->Announce(context_.sightings.OwnToken(channel->TransportName()));
-        }
+        AnnounceNow();
     });
+}
+
+void Server::AnnounceNow()
+{
+    for (const auto& channel : channels_) {
+        channel->Announce(context_.sightings.OwnToken(channel->TransportName()));
+    }
+}
+
+void Server::OnIdentityUsed()
+{
+    sessions_.EndRemoved();
+    context_.UpdateAllReachability();
+    AnnounceNow();
+    finder_.PassStateOn();
 }
 
 void Server::Stop()
@@ -275,6 +277,7 @@ void Server::Stop()
     }
     context_.reactor->stop();
     thread_.join();
+    exchange_.Drain();
     context_.devices.Flush();
 }
 
@@ -341,7 +344,7 @@ Node Server::LocalNode()
 {
     return {context_.ownNetworkId,
             context_.ownHello.deviceId,
-            options_.deviceName,
+            context_.account.NameOf(context_.ownNetworkId, options_.deviceName),
             options_.deviceTypeId,
             true,
             MillisecondsOf(Clock::System().WallNow())};
@@ -385,6 +388,10 @@ int Server::OpenSession(const std::string& mySessionName, const std::string& pee
         attr.linkTypeNum > LINK_TYPE_COUNT ||
         (attr.dataType != TYPE_MESSAGE && attr.dataType != TYPE_BYTES && attr.dataType != TYPE_STREAM)) {
         return SOFTBUS_INVALID_PARAM;
+    }
+    if (const std::string why = context_.account.WhyRemovedHere(); !why.empty()) {
+        QuviewDFX::LogWarn(LOG_SOFTBUS, "no session with %{public}s: %{public}s", ShortId(peerNetworkId), why);
+        return SOFTBUS_PEER_REFUSED;
     }
     if (!context_.devices.IsKnown(peerNetworkId)) {
         return SOFTBUS_NO_SUCH_PEER;

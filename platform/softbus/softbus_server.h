@@ -37,6 +37,11 @@ struct SoftBusOptions {
     size_t peerShare = MAX_SESSIONS_OF_PEER;  // of maxSessions
     size_t maxQueuedBytes = 8 * 1024 * 1024;  // per session, not yet taken by the kernel
     std::function<void()> onlineChanged;      // a device became reachable, or is away; on the reactor, must not block
+    // Where the identity is: newer states of the account are adopted there. Empty: the account's state is not used.
+    std::filesystem::path identityFolder;
+    // The soft bus changed that folder: it adopted a state or a certificate, or learned that the account removed this
+    // device (Identity::removedAt). On a strand; may block.
+    std::function<void()> identityChanged;
     std::vector<AnnouncementChannelFactory> channels;  // beside the folder
     std::vector<TransportFactory> moreTransports;      // beside TCP, in order of preference
 };
@@ -59,6 +64,9 @@ public:
     // Greets every known device and every announced one, so that Nodes() is up to date when done is called: once,
     // within 5 s, on the reactor thread or in this call. done must not block.
     virtual void Scan(std::function<void()> done) = 0;
+    // Works with the identity of the same device as it is now; call when it changed on disk. Returns at once. Devices
+    // that are reachable get the account's state if it is newer than theirs.
+    virtual void UseIdentity(Trust::Identity identity) = 0;
     // Sends GOODBYE, fails sessions that are opening, closes open ones after the accepted bytes are delivered (within
     // 1 s), and writes the known devices. Blocks until that is done. Idempotent.
     virtual void Stop() = 0;

@@ -5,6 +5,7 @@
 
 #include "platform/base/check.h"
 #include "platform/dfx/guard.h"
+#include "platform/softbus/account/state_exchange.h"
 #include "platform/softbus/discovery/hello.h"
 #include "platform/softbus/discovery/route.h"
 #include "platform/softbus/softbus_log.h"
@@ -98,18 +99,22 @@ void Finder::OnAnnouncement(const std::string& channel, const std::string& name,
             return transport == nullptr || !transport->CheckAddress(address.address);
         });
     }
-    const auto idPrefix = context_.sightings.Set(channel, name, usable);
-    if (!idPrefix) {
+    const auto owner = context_.sightings.Set(channel, name, usable);
+    if (!owner) {
         return;
     }
     for (const auto& dial : std::set<std::shared_ptr<Dial>>(context_.dials)) {
         dial->AddNewAddresses();
     }
-    const std::string networkId = context_.devices.FindByPrefix(*idPrefix);
-    if (networkId.empty()) {
-        GreetStranger(*idPrefix);
-    } else {
+    const std::string networkId = context_.devices.FindByPrefix(owner->idPrefix);
+    if (networkId.empty() && !context_.account.IsRemoved(owner->idPrefix)) {
+        GreetStranger(owner->idPrefix);
+    } else if (!networkId.empty()) {
         context_.UpdateReachability(networkId);
+        // It may not have heard of the current link key.
+        if (owner->isOfPreviousKey && context_.exchange != nullptr && context_.exchange->IsBehind(networkId)) {
+            GreetDevice(networkId, false, [] {});
+        }
     }
 }
 
@@ -154,6 +159,16 @@ void Finder::GreetKnownDevices()
     DISTNET_ASSERT(context_.RunsOnThisThread(), "on the reactor thread");
     for (const Node& node : context_.devices.List()) {
         GreetDevice(node.networkId, false, [] {});
+    }
+}
+
+void Finder::PassStateOn()
+{
+    DISTNET_ASSERT(context_.RunsOnThisThread(), "on the reactor thread");
+    for (const Node& node : context_.devices.List()) {
+        if (!stopped_ && context_.IsReachable(node.networkId) && context_.exchange->IsBehind(node.networkId)) {
+            GreetDevice(node.networkId, false, [] {});
+        }
     }
 }
 

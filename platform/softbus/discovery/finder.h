@@ -1,6 +1,7 @@
 // Finder: finds the other devices of the account. It greets unknown devices that announce themselves, each configured
-// address until a device answers there, the known devices after the start, and all of them on a scan. On Stop it sends
-// GOODBYE. It keeps no connection open. Used on the reactor thread. No call blocks.
+// address until a device answers there, the known devices after the start, all of them on a scan, and those that lack
+// this device's state of the account. On Stop it sends GOODBYE. It keeps no connection open. Used on the reactor
+// thread. No call blocks.
 #pragma once
 
 #include <asio/steady_timer.hpp>
@@ -43,6 +44,8 @@ public:
 
     void AddConfigured(const PeerAddress& where);
     void GreetKnownDevices();
+    // Greets the reachable devices that are not known to have this device's state of the account.
+    void PassStateOn();
     // Call when an announcement is new, has changed or has ended (AnnouncementChannel::Heard).
     void OnAnnouncement(const std::string& channel, const std::string& name,
                         const std::optional<Announcement>& announcement);

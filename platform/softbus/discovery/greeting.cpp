@@ -30,16 +30,33 @@ void Greeting::OnDialEnded(const DialResult& result)
 
 void Greeting::OnFrame(FrameKind kind, std::string payload)
 {
-    if (kind != FrameKind::HELLO) {
-        link_->Refuse("its first frame is no HELLO");
-    } else if (OnHello(context_, *link_, payload, where_)) {
+    if (kind != FrameKind::HELLO || hasHello_) {
+        link_->Refuse("no HELLO, or a second one");
+        return;
+    }
+    const auto standing = OnHello(context_, *link_, payload, where_);
+    hasHello_ = standing.has_value();
+    if (standing && !standing->bringsState) {
+        OnStateHandled();
+    }
+}
+
+void Greeting::OnStateHandled()
+{
+    if (context_.account.IsMember(link_->PeerNetworkId())) {
         Finish({true});
+    } else {
+        Finish({false, {.end = LinkEnd::REFUSED, .why = "it is no member of the account", .wasTried = true}});
     }
 }
 
 void Greeting::OnEnded(LinkEnd end, const std::string& why)
 {
-    Finish({false, {.end = end, .why = why, .wasTried = true}});
+    if (hasHello_) {
+        OnStateHandled();  // the other side left without its state, or this device is still adopting it
+    } else {
+        Finish({false, {.end = end, .why = why, .wasTried = true}});
+    }
 }
 
 void Greeting::Finish(const GreetingResult& result)

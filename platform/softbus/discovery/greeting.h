@@ -31,6 +31,7 @@ public:
     void Cancel();
 
     void OnFrame(FrameKind kind, std::string payload) override;
+    void OnStateHandled() override;
     void OnEnded(LinkEnd end, const std::string& why) override;
 
 private:
@@ -43,6 +44,7 @@ private:
     std::shared_ptr<Dial> dial_;
     std::shared_ptr<Link> link_;
     PeerAddress where_;
+    bool hasHello_ = false;  // and waits for the other side's state
 };
 
 }  // namespace Vexo::SoftBus

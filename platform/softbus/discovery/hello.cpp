@@ -39,21 +39,30 @@ std::string OwnHello(const ReactorContext& context)
 {
     Hello hello = context.ownHello;
     hello.clockMs = MillisecondsOf(Clock::System().WallNow());
+    hello.deviceName = context.account.NameOf(context.ownNetworkId, hello.deviceName);
+    if (const Trust::SignedStatePtr state = context.account.State()) {
+        hello.stateNumber = state->State().number;
+        hello.stateDigest = state->Digest();
+    }
     return EncodeHello(hello);
 }
 
-bool OnHello(ReactorContext& context, Link& link, const std::string& payload, const PeerAddress& where)
+std::optional<Standing> OnHello(ReactorContext& context, Link& link, const std::string& payload,
+                                const PeerAddress& where)
 {
     DISTNET_ASSERT(context.RunsOnThisThread(), "on the reactor thread");
     Result<Hello> hello = DecodeHello(payload);
     if (!hello) {
         link.Refuse(hello.error().message);
-        return false;
+        return std::nullopt;
     }
     const bool wasDialled = link.GetRole() == Link::Role::CLIENT;
     hello.value().addresses = UsableAddresses(context, hello.value(), where, wasDialled);
     context.AddDevice(link.PeerNetworkId(), hello.value(), where.transport);
-    return true;
+    if (!wasDialled) {
+        link.Send(FrameKind::HELLO, OwnHello(context));
+    }
+    return context.exchange != nullptr ? context.exchange->OnHello(link, hello.value()) : Standing();
 }
 
 void MarkAway(ReactorContext& context, const std::string& networkId, std::chrono::steady_clock::duration triedFor)

@@ -120,7 +120,7 @@ void KnownDevices::UseFile(const std::filesystem::path& file, const std::string&
 {
     const MutexLock lock(mutex_);
     file_ = file;
-    account_ = account;
+    accountId_ = account;
     std::error_code ignored;
     if (!std::filesystem::exists(file, ignored)) {
         return;
@@ -229,6 +229,9 @@ std::vector<std::string> KnownDevices::ForgetOldest()
 
 bool KnownDevices::IsKnown(const std::string& networkId) const
 {
+    if (State()) {
+        return networkId != account_->OwnNetworkId() && account_->IsMember(networkId);
+    }
     const MutexLock lock(mutex_);
     return entries_.contains(networkId);
 }
@@ -236,15 +239,20 @@ bool KnownDevices::IsKnown(const std::string& networkId) const
 std::string KnownDevices::FindByPrefix(const std::string& idPrefix) const
 {
     const MutexLock lock(mutex_);
-    const auto found = entries_.lower_bound(idPrefix);
-    return found != entries_.end() && found->first.starts_with(idPrefix) ? found->first : std::string();
+    for (auto found = entries_.lower_bound(idPrefix); found != entries_.end() && found->first.starts_with(idPrefix);
+         ++found) {
+        if (IsMember(found->first)) {
+            return found->first;
+        }
+    }
+    return {};
 }
 
 bool KnownDevices::HadRecentContact(const std::string& networkId) const
 {
     const MutexLock lock(mutex_);
     const auto found = entries_.find(networkId);
-    return found != entries_.end() && HasRecentContact(found->second);
+    return found != entries_.end() && HasRecentContact(found->second) && IsMember(networkId);
 }
 
 std::vector<PeerAddress> KnownDevices::Addresses(const std::string& networkId) const
@@ -259,9 +267,15 @@ std::vector<Node> KnownDevices::List() const
     std::vector<Node> nodes;
     const std::chrono::milliseconds ownOverSteady =
         std::chrono::milliseconds(MillisecondsOf(clock_.WallNow())) - SinceBoot(clock_);
+    const Trust::SignedStatePtr state = State();
     const MutexLock lock(mutex_);
     for (const auto& [networkId, entry] : entries_) {
+        const Trust::Member* const member = state ? state->State().FindMember(networkId) : nullptr;
+        if (state && member == nullptr) {
+            continue;
+        }
         Node& node = nodes.emplace_back(entry.node);
+        node.deviceName = member != nullptr ? member->name : node.deviceName;
         for (const PeerAddress& known : entry.addresses) {
             node.address = node.address.empty() && known.transport == node.transport ? known.address : node.address;
         }
@@ -296,7 +310,7 @@ void KnownDevices::Save()
 
 void KnownDevices::Write()
 {
-    FileRecord record{.account = account_};
+    FileRecord record{.account = accountId_};
     {
         const MutexLock lock(mutex_);
         isQueued_ = false;

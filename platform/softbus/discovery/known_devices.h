@@ -1,7 +1,8 @@
 // KnownDevices: the devices of this account that have passed a handshake and sent HELLO, in this run or, with a file,
 // in an earlier one: their names and ids, the time of the last contact, and the addresses at which they were reached.
 // The reactor thread writes, any thread reads. Only UseFile and Flush block; the file is written on a strand of its
-// own. Announcements: sightings.h.
+// own. With a state of the account (account/account_view.h) its members are known, met or not, and nobody else.
+// Announcements: sightings.h.
 //
 // The file (mode 0600, replaced by rename):
 //   {"version": 1, "account": "<64 hex>", "devices": [
@@ -22,6 +23,7 @@
 #include "platform/base/clock.h"
 #include "platform/base/mutex.h"
 #include "platform/base/nocopyable.h"
+#include "platform/softbus/account/account_view.h"
 #include "platform/softbus/link/frame.h"
 #include "platform/softbus/softbus_service.h"
 #include "platform/softbus/transport/transport.h"
@@ -40,7 +42,11 @@ inline constexpr std::chrono::minutes CONTACT_LIFE{5};
 
 class KnownDevices : public NoCopyable {
 public:
-    explicit KnownDevices(const Clock& clock = Clock::System()) : clock_(clock) {}
+    // account: null, or outlives the object.
+    explicit KnownDevices(const Clock& clock = Clock::System(), const AccountView* account = nullptr)
+        : clock_(clock), account_(account)
+    {
+    }
     // Waits for a write under way.
     ~KnownDevices();
 
@@ -62,13 +68,13 @@ public:
     void MarkAway(const std::string& networkId, std::chrono::steady_clock::duration triedFor) EXCLUDES(mutex_);
 
     bool IsKnown(const std::string& networkId) const EXCLUDES(mutex_);
-    // The network id of the known device whose id begins with the prefix; empty if there is none.
+    // The network id of the known device that was met and whose id begins with the prefix; empty if there is none.
     std::string FindByPrefix(const std::string& idPrefix) const EXCLUDES(mutex_);
     bool HadRecentContact(const std::string& networkId) const EXCLUDES(mutex_);
     // The addresses of the device, those of its last HELLO first; empty for an unknown device.
     std::vector<PeerAddress> Addresses(const std::string& networkId) const EXCLUDES(mutex_);
-    // All known devices, in no order. online is true after recent contact; clockAhead is also set for devices that are
-    // away.
+    // All known devices that were met, in no order. online is true after recent contact; clockAhead is also set for
+    // devices that are away.
     std::vector<Node> List() const EXCLUDES(mutex_);
 
     // Writes changes to the file, and blocks until that is done.
@@ -85,6 +91,8 @@ private:
         std::optional<std::chrono::milliseconds> clockOverSteady{};
     };
 
+    Trust::SignedStatePtr State() const { return account_ != nullptr ? account_->State() : nullptr; }
+    bool IsMember(const std::string& networkId) const { return account_ == nullptr || account_->IsMember(networkId); }
     bool HasRecentContact(const Entry& entry) const;
     void SetLastContact(Entry& entry, SteadyTime when) REQUIRES(mutex_);
     std::vector<std::string> ForgetOldest() REQUIRES(mutex_);
@@ -92,8 +100,9 @@ private:
     void Write() EXCLUDES(mutex_);  // on the strand
 
     const Clock& clock_;
+    const AccountView* const account_;
     std::filesystem::path file_;  // constant after UseFile; empty: memory only
-    std::string account_;         // the same
+    std::string accountId_;       // the same
     mutable Mutex mutex_;
     std::map<std::string, Entry> entries_ GUARDED_BY(mutex_);
     bool isChanged_ GUARDED_BY(mutex_) = false;  // since the last write

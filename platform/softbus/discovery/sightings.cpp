@@ -15,15 +15,28 @@ std::string PrefixOf(const std::string& networkId)
 
 void Sightings::SetTokens(std::string ownNetworkId, TransportTokens tokens)
 {
+    const MutexLock lock(mutex_);
     ownPrefix_ = PrefixOf(ownNetworkId);
     ownNetworkId_ = std::move(ownNetworkId);
     tokens_ = std::move(tokens);
 }
 
+std::shared_ptr<const Trust::AnnouncementTokens> Sightings::TokensOf(const std::string& transport) const
+{
+    const MutexLock lock(mutex_);
+    return tokens_.at(transport);
+}
+
+std::string Sightings::OwnToken(const std::string& transport) const
+{
+    const MutexLock lock(mutex_);
+    return tokens_.at(transport)->MakeToken(ownNetworkId_);
+}
+
 std::optional<Trust::TokenOwner> Sightings::OwnerOf(const std::string& transport, const std::string& token)
 {
-    const Trust::AnnouncementTokens& tokens = *tokens_.at(transport);
-    if (auto owner = tokens.Read(token)) {
+    const auto tokens = TokensOf(transport);
+    if (auto owner = tokens->Read(token)) {
         return owner;
     }
     {
@@ -36,7 +49,7 @@ std::optional<Trust::TokenOwner> Sightings::OwnerOf(const std::string& transport
             return std::nullopt;
         }
     }
-    auto owner = tokens.ReadOfAnyClock(token);
+    auto owner = tokens->ReadOfAnyClock(token);
     if (!owner) {
         const MutexLock lock(mutex_);
         ++distantReads_;
@@ -51,16 +64,17 @@ bool Sightings::IsOurs(const std::string& transport, const std::string& token)
 
 bool Sightings::IsOwn(const std::string& transport, const std::string& token, WallTime then) const
 {
-    const Trust::AnnouncementTokens& tokens = *tokens_.at(transport);
-    std::optional<Trust::TokenOwner> owner = tokens.ReadMadeAt(then, token);
+    const auto tokens = TokensOf(transport);
+    std::optional<Trust::TokenOwner> owner = tokens->ReadMadeAt(then, token);
     if (!owner) {
-        owner = tokens.ReadOfAnyClock(token);
+        owner = tokens->ReadOfAnyClock(token);
     }
+    const MutexLock lock(mutex_);
     return owner && owner->idPrefix == ownPrefix_;
 }
 
-std::optional<std::string> Sightings::Set(const std::string& channel, const std::string& name,
-                                          const std::optional<Announcement>& announcement)
+std::optional<Trust::TokenOwner> Sightings::Set(const std::string& channel, const std::string& name,
+                                                const std::optional<Announcement>& announcement)
 {
     std::optional<Trust::TokenOwner> owner;
     if (announcement && !announcement->addresses.empty()) {
@@ -72,16 +86,16 @@ std::optional<std::string> Sightings::Set(const std::string& channel, const std:
         if (known == heard_.end()) {
             return std::nullopt;
         }
-        std::string idPrefix = std::move(known->second.owner.idPrefix);
+        Trust::TokenOwner gone{std::move(known->second.owner.idPrefix)};
         heard_.erase(known);
-        return idPrefix;
+        return gone;
     }
     if (known == heard_.end() && heard_.size() >= MAX_SIGHTINGS) {
         return std::nullopt;
     }
     Sighting sighting{std::move(*owner), announcement->addresses, clock_.BootNow()};
     sighting.addresses.resize(std::min(sighting.addresses.size(), MAX_SIGHTING_ADDRESSES));
-    return (heard_[{channel, name}] = std::move(sighting)).owner.idPrefix;
+    return (heard_[{channel, name}] = std::move(sighting)).owner;
 }
 
 void Sightings::DropOld()

@@ -35,21 +35,21 @@ public:
 
     using TransportTokens = std::map<std::string, std::shared_ptr<const Trust::AnnouncementTokens>>;
 
-    // Call before any other function. tokens: for each transport that is passed to a function.
-    void SetTokens(std::string ownNetworkId, TransportTokens tokens);
+    // Call before any other function, and again when the link keys change. tokens: for each transport that is passed to
+    // a function.
+    void SetTokens(std::string ownNetworkId, TransportTokens tokens) EXCLUDES(mutex_);
 
     // This device's token of the period, for announcements of that transport.
-    std::string OwnToken(const std::string& transport) const { return tokens_.at(transport)->MakeToken(ownNetworkId_); }
+    std::string OwnToken(const std::string& transport) const EXCLUDES(mutex_);
     // Whether a device of this account made the token, whatever its clock says.
     bool IsOurs(const std::string& transport, const std::string& token) EXCLUDES(mutex_);
     // Whether this device made the token: at about the time then, or at any clock that ReadOfAnyClock covers.
-    bool IsOwn(const std::string& transport, const std::string& token, WallTime then) const;
+    bool IsOwn(const std::string& transport, const std::string& token, WallTime then) const EXCLUDES(mutex_);
 
-    // Records a new or changed announcement, or its end (nullopt). Returns the beginning of its device's network id
-    // (Trust::TokenOwner::idPrefix); nullopt if the announcement is this device's own, is of no device of the account,
-    // or was not recorded.
-    std::optional<std::string> Set(const std::string& channel, const std::string& name,
-                                   const std::optional<Announcement>& announcement) EXCLUDES(mutex_);
+    // Records a new or changed announcement, or its end (nullopt). Returns whose it is; nullopt if the announcement is
+    // this device's own, is of no device of the account, or was not recorded.
+    std::optional<Trust::TokenOwner> Set(const std::string& channel, const std::string& name,
+                                         const std::optional<Announcement>& announcement) EXCLUDES(mutex_);
     // Removes announcements that were not renewed within SIGHTING_LIFE. Call once a period.
     void DropOld() EXCLUDES(mutex_);
 
@@ -83,11 +83,13 @@ private:
     bool IsCurrent(const Sighting& sighting) const { return clock_.BootNow() - sighting.heardAt <= SIGHTING_LIFE; }
     std::optional<Trust::TokenOwner> OwnerOf(const std::string& transport, const std::string& token) EXCLUDES(mutex_);
 
+    std::shared_ptr<const Trust::AnnouncementTokens> TokensOf(const std::string& transport) const EXCLUDES(mutex_);
+
     const Clock& clock_;
-    std::string ownPrefix_;  // these are constant after SetTokens
-    std::string ownNetworkId_;
-    TransportTokens tokens_;
     mutable Mutex mutex_;
+    std::string ownPrefix_ GUARDED_BY(mutex_);
+    std::string ownNetworkId_ GUARDED_BY(mutex_);
+    TransportTokens tokens_ GUARDED_BY(mutex_);
     std::map<std::pair<std::string, std::string>, Sighting> heard_ GUARDED_BY(mutex_);      // by channel and name
     std::map<std::pair<std::string, PeerAddress>, SteadyTime> avoided_ GUARDED_BY(mutex_);  // until when
     SteadyTime distantReadsSince_ GUARDED_BY(mutex_){};

@@ -37,7 +37,8 @@ int32_t NextSpanId()
 
 }  // namespace
 
-// One address: its connection, and the handshake on it.
+// One address: its connection, and the handshake on it. If the proof is refused: a second connection, proved with the
+// previous key, that delivers the account's state, and a third one with the current key.
 class Dial::Attempt : public LinkOwner, public std::enable_shared_from_this<Attempt> {
 public:
     Attempt(std::shared_ptr<Dial> dial, PeerAddress where) : dial_(std::move(dial)), where_(std::move(where)) {}
@@ -73,6 +74,10 @@ public:
 
     void OnReady() override
     {
+        if (key_ == Trust::ProvenKey::PREVIOUS) {
+            link_->Send(FrameKind::HELLO, OwnHello(dial_->context_));
+            return;
+        }
         if (link_->PeerNetworkId() == dial_->context_.ownNetworkId) {
             const auto link = link_;
             dial_->result_.isThisDevice = true;
@@ -83,16 +88,32 @@ public:
         dial_->Succeeded(shared_from_this(), std::exchange(link_, nullptr));
     }
 
-    void OnFrame(FrameKind /*kind*/, std::string /*payload*/) override
+    // Only while a state is delivered: a link that is ready has another owner otherwise.
+    void OnFrame(FrameKind kind, std::string payload) override
     {
-        // A link that is ready has another owner.
-        DISTNET_ASSERT(false, "no frame comes before the handshake is done");
+        if (kind != FrameKind::HELLO || std::exchange(hasDelivered_, true)) {
+            link_->Refuse("a frame that has no place before a session");
+        } else {
+            OnHello(dial_->context_, *link_, payload,
+                    where_);  // sends the state; the other side closes once it uses it
+        }
     }
 
     void OnEnded(LinkEnd end, const std::string& why) override
     {
+        const bool wasProofRefused = link_ && link_->WasProofRefused();
         link_.reset();
-        if (const auto dial = dial_) {
+        const auto dial = dial_;
+        if (!dial) {
+            return;
+        }
+        if (key_ == Trust::ProvenKey::CURRENT && wasProofRefused && !hasDelivered_ && dial->CanDeliver()) {
+            key_ = Trust::ProvenKey::PREVIOUS;
+            Start(dial->Left());
+        } else if (key_ == Trust::ProvenKey::PREVIOUS && hasDelivered_ && end == LinkEnd::CLOSED) {
+            key_ = Trust::ProvenKey::CURRENT;
+            Start(dial->Left());
+        } else {
             dial->Failed(shared_from_this(), end, why);
         }
     }
@@ -111,7 +132,7 @@ private:
 
     void StartHandshake(Stream stream)
     {
-        link_ = dial_->context_.MakeClientLink(std::move(stream), dial_->request_.networkId, Trust::ProvenKey::CURRENT);
+        link_ = dial_->context_.MakeClientLink(std::move(stream), dial_->request_.networkId, key_);
         if (link_) {
             dial_->wasTried_ = true;
             link_->Start(shared_from_this());
@@ -123,6 +144,8 @@ private:
     std::shared_ptr<Dial> dial_;
     const PeerAddress where_;
     const int32_t span_ = NextSpanId();
+    Trust::ProvenKey key_ = Trust::ProvenKey::CURRENT;
+    bool hasDelivered_ = false;
     std::shared_ptr<void> connect_;
     std::shared_ptr<Link> link_;
 };
@@ -166,6 +189,11 @@ void Dial::AddNewAddresses()
 void Dial::StartDueAttempts()
 {
     const auto passed = Clock::System().Now() - start_;
+    if (const std::string why = context_.account.WhyRemovedHere(); done_ && !why.empty()) {
+        result_.end = LinkEnd::REFUSED;
+        result_.why = why;
+        Finish();
+    }
     while (done_ && next_ < routes_.size() && attempts_.size() < MAX_ATTEMPTS &&
            (routes_[next_].after <= passed || (attempts_.empty() && !routes_[next_].isRepeated))) {
         Try(routes_[next_++]);
@@ -206,10 +234,22 @@ void Dial::Try(const Route& route)
     if (route.wasSought) {
         StopSeeking();  // a radio that listens connects late
     }
-    const auto left = std::chrono::ceil<std::chrono::milliseconds>(start_ + limit_ - Clock::System().Now());
     const auto attempt = std::make_shared<Attempt>(shared_from_this(), route.where);
     attempts_.insert(attempt);
-    attempt->Start(std::clamp(left, std::chrono::milliseconds(1), HANDSHAKE_LIMIT));
+    attempt->Start(Left());
+}
+
+// For a connection that is attempted now.
+std::chrono::milliseconds Dial::Left() const
+{
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(start_ + limit_ - Clock::System().Now());
+    return std::clamp(left, std::chrono::milliseconds(1), HANDSHAKE_LIMIT);
+}
+
+// Whether there is a state to deliver to a device that knows the previous link key only.
+bool Dial::CanDeliver() const
+{
+    return context_.exchange != nullptr && context_.account.State() && context_.linkSetup.preamble->HasPrevious();
 }
 
 // Sets the timer for the earliest of the next route, the start of seeking, and the limit.

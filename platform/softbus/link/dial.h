@@ -1,8 +1,9 @@
 // Dial: one try to reach a device. It connects to the device's addresses, each a little after the previous one, or at
 // once when all previous ones have failed (as RFC 8305 does), and keeps the first connection whose handshake is done.
 // HELLO is queued on it as the first frame (docs/link.md). If no address has led to the device, a dial that seeks makes
-// the channels listen more intensively, and tries the addresses that they report. Used on the reactor thread. No call
-// blocks.
+// the channels listen more intensively, and tries the addresses that they report. A device that does not know this
+// device's link key yet gets the account's state over a connection proved with the previous key, and is then connected
+// to again. A device that was removed from the account dials nobody. Used on the reactor thread. No call blocks.
 #pragma once
 
 #include <asio/steady_timer.hpp>
@@ -85,6 +86,8 @@ private:
     bool SeeksNow();
     void StopSeeking();
     void Wait();
+    std::chrono::milliseconds Left() const;
+    bool CanDeliver() const;
     void Try(const Route& route);
     void Succeeded(const AttemptPtr& attempt, std::shared_ptr<Link> link);
     void Failed(const AttemptPtr& attempt, LinkEnd end, const std::string& why);

@@ -7,6 +7,7 @@
 #include <array>
 #include <asio/post.hpp>
 #include <cerrno>
+#include <utility>
 
 #include "platform/dfx/guard.h"
 #include "platform/dfx/trace.h"
@@ -43,6 +44,7 @@ Link::Link(asio::io_context& reactor, Stream stream, Role role, const Setup& set
       queue_(setup.maxQueuedBytes),
       tls_(setup.tls),
       preamble_(setup.preamble),
+      guard_(setup.guard),
       use_(std::move(stream.use)),
       socket_(reactor, stream.socket.Release()),
       maxWriteBytes_(stream.maxWriteBytes),
@@ -223,6 +225,9 @@ void Link::HandshakeDone()
     state_ = State::READY;
     lastReceived_ = Clock::System().Now();
     lastSent_ = lastReceived_;
+    if (RefuseRemoved()) {
+        return;
+    }
     const std::shared_ptr<LinkOwner> owner = owner_;
     owner->OnReady();
     if (state_ == State::READY || state_ == State::CLOSING) {
@@ -302,10 +307,18 @@ bool Link::Decode(std::string_view input)
             Refuse(decoder_.Problem());
             return false;
         }
-        firstFrameSeen_ = true;
+        const bool isFirst = !std::exchange(firstFrameSeen_, true);
         if (frame.kind == FrameKind::CLOSE) {
             End(LinkEnd::CLOSED, "closed by the peer");
             return false;
+        }
+        const bool isAccounts =
+            frame.kind == FrameKind::STATE || frame.kind == FrameKind::REMOVED || frame.kind == FrameKind::CERTIFICATE;
+        if (guard_ != nullptr && isAccounts) {
+            if (!OnAccountFrame(frame, isFirst)) {
+                return false;
+            }
+            continue;
         }
         const std::shared_ptr<LinkOwner> owner = owner_;
         owner->OnFrame(frame.kind, std::move(frame.payload));
@@ -317,6 +330,43 @@ bool Link::Decode(std::string_view input)
             return false;
         }
     }
+    return true;
+}
+
+// False when the link has ended.
+bool Link::OnAccountFrame(Frame& frame, bool isFirst)
+{
+    if (frame.kind == FrameKind::REMOVED) {
+        End(LinkEnd::REFUSED, guard_->OnRemoved(frame.payload));
+    } else if (isFirst) {
+        Refuse("its first frame is no HELLO");
+    } else if (!accountFrames_.insert(frame.kind).second) {
+        Refuse("a second STATE or CERTIFICATE");
+    } else {
+        guard_->OnAccountFrame(shared_from_this(), frame.kind, std::move(frame.payload));
+    }
+    return state_ == State::READY;
+}
+
+void Link::StateHandled()
+{
+    const std::shared_ptr<LinkOwner> owner = owner_;
+    if (state_ == State::READY && owner) {
+        owner->OnStateHandled();
+    }
+}
+
+// A device that was removed gets the statement of its removal and nothing else, also after a session was resumed.
+bool Link::RefuseRemoved()
+{
+    const std::string removal = guard_ != nullptr ? guard_->RemovalOf(peerNetworkId_) : "";
+    if (removal.empty()) {
+        return false;
+    }
+    const std::shared_ptr<LinkOwner> owner = owner_;
+    Send(FrameKind::REMOVED, removal);
+    Close();
+    owner->OnEnded(LinkEnd::REFUSED, "the account removed that device");
     return true;
 }
 

@@ -11,6 +11,7 @@
 #include <asio/steady_timer.hpp>
 #include <chrono>
 #include <memory>
+#include <set>
 #include <string>
 
 #include "platform/base/clock.h"
@@ -35,6 +36,21 @@ enum class LinkEnd {
     TIMED_OUT,  // the handshake or the first frame took too long
 };
 
+class Link;
+
+// What the account's state says about links, and the frames that carry it (account/state_exchange.h). Called on the
+// reactor thread.
+class LinkGuard {
+public:
+    virtual ~LinkGuard() = default;
+    // The payload of REMOVED for a device that the account removed; empty for any other.
+    virtual std::string RemovalOf(const std::string& networkId) = 0;
+    // Handles a REMOVED. Returns why the link ends.
+    virtual std::string OnRemoved(const std::string& payload) = 0;
+    // Handles a STATE, and calls StateHandled later; or a CERTIFICATE.
+    virtual void OnAccountFrame(const std::shared_ptr<Link>& link, FrameKind kind, std::string payload) = 0;
+};
+
 class LinkOwner {
 public:
     virtual ~LinkOwner() = default;
@@ -42,6 +58,8 @@ public:
     virtual void OnReady() {}
     // One frame; CLOSE is handled by the link and does not come here.
     virtual void OnFrame(FrameKind kind, std::string payload) = 0;
+    // A state that came on this link has been adopted or refused.
+    virtual void OnStateHandled() {}
     // Once, as the last call; not after Close or Abort.
     virtual void OnEnded(LinkEnd end, const std::string& why) = 0;
 };
@@ -55,6 +73,7 @@ public:
         std::shared_ptr<Trust::TlsContext> tls;
         std::shared_ptr<const Trust::Preamble> preamble;
         size_t maxQueuedBytes = 0;
+        LinkGuard* guard = nullptr;  // outlives the links; null: no state of the account is known
     };
 
     // Both return null when memory is short. peerNetworkId: the device that must answer; empty: any. firstMessage: the
@@ -69,6 +88,8 @@ public:
     // Starts the handshake; the owner hears nothing before this returns. HANDSHAKE_LIMIT runs until Established.
     void Start(std::shared_ptr<LinkOwner> owner);
     void SetOwner(std::shared_ptr<LinkOwner> owner) { owner_ = std::move(owner); }
+    // Tells the owner, if the link has not ended.
+    void StateHandled();
     // The first frame has been accepted: the limit no longer runs.
     void Established();
 
@@ -93,6 +114,10 @@ public:
 
     Role GetRole() const { return role_; }
     Trust::ProvenKey Key() const { return key_; }
+    // Whether the link keys have changed since the link began.
+    bool IsOfEarlierKeys(const Setup& setup) const { return preamble_ != setup.preamble; }
+    // The proof was sent, and the server closed without answering it.
+    bool WasProofRefused() const { return wasProofRefused_; }
     const std::string& PeerNetworkId() const { return peerNetworkId_; }  // verified, once ready
     SteadyTime LastReceived() const { return lastReceived_; }
     SteadyTime LastSent() const { return lastSent_; }
@@ -122,6 +147,8 @@ private:
     void ReadLater();
     bool DecodeUnread();
     bool Decode(std::string_view input);
+    bool OnAccountFrame(Frame& frame, bool isFirst);
+    bool RefuseRemoved();
     void ReadFailed(int result);
     void WriteSome();
     bool WriteChunk();
@@ -139,6 +166,7 @@ private:
     SendQueue queue_;
     const std::shared_ptr<Trust::TlsContext> tls_;
     const std::shared_ptr<const Trust::Preamble> preamble_;
+    LinkGuard* const guard_;
 
     // Used on the reactor thread only.
     std::shared_ptr<void> use_;  // before socket_, which is closed first
@@ -153,6 +181,8 @@ private:
     bool waitsReadable_ = false;
     bool waitsWritable_ = false;
     bool firstFrameSeen_ = false;
+    bool wasProofRefused_ = false;
+    std::set<FrameKind> accountFrames_;  // that came
     std::string peerNetworkId_;
     FrameDecoder decoder_;
     std::string unread_;   // decrypted but not decoded: it arrived before a pause

@@ -91,6 +91,7 @@ void Link::EndByTls(int sslError, int systemError)
         End(LinkEnd::CLOSED, "closed by the peer");
     } else if (role_ == Role::CLIENT && state_ == State::HANDSHAKE &&
                SSL_get_state(ssl_.get()) == TLS_ST_CW_CLNT_HELLO) {
+        wasProofRefused_ = true;
         End(LinkEnd::REFUSED,
             "it closed the connection instead of answering this device's proof: it belongs to another account, was "
             "enrolled again, is stopping or has no room");

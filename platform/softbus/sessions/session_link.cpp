@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "platform/base/text.h"
+#include "platform/softbus/account/state_exchange.h"
 #include "platform/softbus/discovery/hello.h"
 #include "platform/softbus/discovery/route.h"
 #include "platform/softbus/softbus_log.h"
@@ -70,6 +71,11 @@ void Sessions::SessionLink::ServerAppeared()
     }
     session_->SetServer(std::move(server));
     stage_ = Stage::OPENING;
+    StartDial(OPEN_LIMIT, SEEKING_OPEN_LIMIT);
+}
+
+void Sessions::SessionLink::StartDial(std::chrono::milliseconds limit, std::chrono::milliseconds seekingLimit)
+{
     const SessionRequest& request = session_->Request();
     const bool seeks = sessions_.context_.CanSeek(request.linkTypes);
     timer_.expires_at(SteadyTime::max());  // the dial has a limit of its own
@@ -78,7 +84,7 @@ void Sessions::SessionLink::ServerAppeared()
                          [&context = sessions_.context_, request] {
                              return RoutesTo(context, request.peerNetworkId, request.linkTypes);
                          },
-                         OPEN_LIMIT, seeks ? std::optional(SEEKING_OPEN_LIMIT) : std::nullopt},
+                         limit, seeks ? std::optional(seekingLimit) : std::nullopt},
                         [self = shared_from_this()](const DialResult& result) { self->OnDialEnded(result); });
 }
 
@@ -97,6 +103,7 @@ void Sessions::SessionLink::OnDialEnded(const DialResult& result)
     }
     link_ = result.link;
     where_ = result.where;
+    deadline_ = result.deadline;
     link_->SetOwner(shared_from_this());
     // From here on the limit of the whole open counts: the peer may wait for its session server.
     link_->Established();
@@ -182,7 +189,11 @@ void Sessions::SessionLink::BeginOpen()
 void Sessions::SessionLink::OnFrame(FrameKind kind, std::string payload)
 {
     if (stage_ == Stage::OPENING && kind == FrameKind::HELLO && !hasHello_) {
-        hasHello_ = OnHello(sessions_.context_, *link_, payload, where_);
+        const auto standing = OnHello(sessions_.context_, *link_, payload, where_);
+        hasHello_ = standing.has_value();
+        if (standing && standing->verdict != Standing::Verdict::TALK) {
+            ReportResult(SOFTBUS_PEER_REFUSED);
+        }
     } else if (stage_ == Stage::OPENING && kind == FrameKind::OPENED && hasHello_) {
         OnOpened(payload);
     } else if (stage_ == Stage::OPEN && kind == FrameKind::DATA) {
@@ -243,12 +254,55 @@ void Sessions::SessionLink::OnEnded(LinkEnd end, const std::string& why)
         session_->DeliverClosed(sessions_.table_);
         return;
     }
+    if (end == LinkEnd::CLOSED && DialAgain()) {
+        return;
+    }
     link_.reset();
     if (stage_ == Stage::OPENING) {
         QuviewDFX::LogInfo(LOG_SOFTBUS, "session %{public}d: %{public}s did not open: %{public}s", session_->Id(),
                            ShortId(session_->Request().peerNetworkId), why);
     }
     ReportResult(ResultOf(end));
+}
+
+// The other side sent its state over a link of earlier link keys, and closed: once the state is in use, the session
+// opens with the current key, within the same limit. Returns false when that is not what happened.
+bool Sessions::SessionLink::DialAgain()
+{
+    StateExchange* const exchange = sessions_.context_.exchange;
+    if (stage_ != Stage::OPENING || dialsAgain_ || exchange == nullptr ||
+        !(exchange->IsAdopting() || link_->IsOfEarlierKeys(sessions_.context_.linkSetup))) {
+        return false;
+    }
+    dialsAgain_ = true;
+    hasHello_ = false;
+    link_.reset();
+    exchange->WhenAdopted([self = shared_from_this()] {
+        if (self->stage_ == Stage::OPENING) {
+            const auto left = std::chrono::ceil<std::chrono::milliseconds>(self->deadline_ - Clock::System().Now());
+            const auto limit = std::max(left, std::chrono::milliseconds(1));
+            self->StartDial(limit, limit);
+        }
+    });
+    return true;
+}
+
+void Sessions::SessionLink::EndIfRemoved()
+{
+    const std::string& peer = session_->Request().peerNetworkId;
+    if (sessions_.context_.account.IsMember(peer) || stage_ == Stage::WAITS_FOR_SERVER) {
+        return;
+    }
+    const auto link = link_;
+    if (link) {
+        link->Send(FrameKind::REMOVED, sessions_.context_.exchange->RemovalOf(peer));
+    }
+    if (stage_ == Stage::OPEN) {
+        OnEnded(LinkEnd::REFUSED, "the account removed that device");
+        link->Close();
+    } else {
+        Close(SOFTBUS_PEER_REFUSED);
+    }
 }
 
 void Sessions::SessionLink::EndDial()

@@ -25,6 +25,8 @@ public:
     void Accept(const std::shared_ptr<Link>& link, std::shared_ptr<SessionServer> server);
     // This side closes, with that result for the opened callback if it has not come yet.
     void Close(int resultIfOpening);
+    // Ends the session if the other side is no member of the account any more.
+    void EndIfRemoved();
 
     void OnFrame(FrameKind kind, std::string payload) override;
     void OnEnded(LinkEnd end, const std::string& why) override;
@@ -38,7 +40,9 @@ private:
         ENDED,
     };
 
+    void StartDial(std::chrono::milliseconds limit, std::chrono::milliseconds seekingLimit);
     void OnDialEnded(const DialResult& result);
+    bool DialAgain();
     void OnOpened(const std::string& payload);
     void ReportResult(int result);
     void DeliverResult();
@@ -55,8 +59,11 @@ private:
     std::shared_ptr<Link> link_;
     asio::steady_timer timer_;
     std::shared_ptr<Dial> dial_;
-    PeerAddress where_;      // of the link, when this side opened it
-    bool hasHello_ = false;  // of the other side, when this side opened the link
+    // When this side opens the link:
+    PeerAddress where_;
+    bool hasHello_ = false;    // of the other side
+    bool dialsAgain_ = false;  // because the first link was of earlier link keys
+    SteadyTime deadline_{};    // of the first dial
     int result_ = SOFTBUS_NO_LINK;
 };
 

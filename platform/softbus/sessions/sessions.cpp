@@ -96,6 +96,10 @@ size_t Sessions::CountOpenedBy(const std::string& peerNetworkId) const
 
 void Sessions::Accept(const std::shared_ptr<Link>& link, const struct Open& open, std::shared_ptr<SessionServer> server)
 {
+    if (!context_.account.IsMember(link->PeerNetworkId())) {
+        RefuseOpen(link, SOFTBUS_UNAVAILABLE, "that device is no member of the account");
+        return;
+    }
     const SessionPtr session =
         table_->Add({false, open.serverName, open.openerName, link->PeerNetworkId(), open.dataType, {}});
     if (!session) {
@@ -105,6 +109,14 @@ void Sessions::Accept(const std::shared_ptr<Link>& link, const struct Open& open
     const auto sessionLink = std::make_shared<SessionLink>(*this, session);
     links_.emplace(session->Id(), sessionLink);
     sessionLink->Accept(link, std::move(server));
+}
+
+void Sessions::EndRemoved()
+{
+    DISTNET_ASSERT(context_.RunsOnThisThread(), "on the reactor thread");
+    for (const auto& [id, link] : std::map<int, std::shared_ptr<SessionLink>>(links_)) {
+        link->EndIfRemoved();
+    }
 }
 
 void Sessions::Stop()

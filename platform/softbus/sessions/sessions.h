@@ -45,6 +45,8 @@ public:
     void ServerAppeared(const std::string& name);
     // A link that another device opened, and its first frame.
     void AdoptInbound(const std::shared_ptr<Link>& link, const std::string& open);
+    // Ends sessions with devices that are no members of the account any more.
+    void EndRemoved();
     // Fails what is opening, closes what is open.
     void Stop();
 

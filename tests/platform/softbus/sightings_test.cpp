@@ -22,7 +22,8 @@ protected:
     }
     std::optional<std::string> Hear(const std::string& name, const std::string& token, const std::string& address)
     {
-        return sightings.Set("test", name, Announcement{token, {{"tcp", address}}});
+        const auto owner = sightings.Set("test", name, Announcement{token, {{"tcp", address}}});
+        return owner ? std::optional(owner->idPrefix) : std::nullopt;
     }
 
     Trust::Tests::Devices account;

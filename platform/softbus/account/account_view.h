@@ -1,0 +1,41 @@
+// AccountView: what the account's state (trust/account_state.h) says about devices, for those who decide by it. Without
+// a state every device with a certificate of the account counts as a member. Any thread; locks itself. No call blocks.
+// Next: state_exchange.h (where the state comes from).
+#pragma once
+
+#include <chrono>
+#include <optional>
+#include <string>
+
+#include "platform/base/mutex.h"
+#include "platform/base/nocopyable.h"
+#include "platform/trust/account_state.h"
+
+namespace Vexo::SoftBus {
+
+class AccountView : public NoCopyable {
+public:
+    // state may be null. removedAt: when the account removed this device, if it has.
+    void Use(const std::string& ownNetworkId, Trust::SignedStatePtr state,
+             std::optional<std::chrono::sys_seconds> removedAt) EXCLUDES(mutex_);
+    void SetRemovedHere(std::chrono::sys_seconds at) EXCLUDES(mutex_);
+
+    Trust::SignedStatePtr State() const EXCLUDES(mutex_);  // null: not known
+    uint64_t Number() const EXCLUDES(mutex_);              // of the state; 0 without one
+    std::string OwnNetworkId() const EXCLUDES(mutex_);
+    bool IsMember(const std::string& networkId) const EXCLUDES(mutex_);
+    // Whether the id of a removed device, and of no member, begins so.
+    bool IsRemoved(const std::string& idPrefix) const EXCLUDES(mutex_);
+    // The name by the state; fallback for a device that is not in it.
+    std::string NameOf(const std::string& networkId, const std::string& fallback) const EXCLUDES(mutex_);
+    // "this device was removed from the account on 2026-11-22"; empty for a member.
+    std::string WhyRemovedHere() const EXCLUDES(mutex_);
+
+private:
+    mutable Mutex mutex_;
+    std::string ownNetworkId_ GUARDED_BY(mutex_);
+    Trust::SignedStatePtr state_ GUARDED_BY(mutex_);
+    std::optional<std::chrono::sys_seconds> removedAt_ GUARDED_BY(mutex_);
+};
+
+}  // namespace Vexo::SoftBus

@@ -1,0 +1,309 @@
+#include "platform/softbus/account/state_exchange.h"
+
+#include <openssl/crypto.h>
+#include <openssl/x509.h>
+
+#include <algorithm>
+#include <asio/post.hpp>
+#include <utility>
+
+#include "platform/base/check.h"
+#include "platform/base/text.h"
+#include "platform/dfx/guard.h"
+#include "platform/dfx/sys_event.h"
+#include "platform/softbus/softbus_log.h"
+#include "platform/trust/membership.h"
+
+namespace Vexo::SoftBus {
+
+namespace {
+
+using Verdict = Standing::Verdict;
+
+// What tells certificates apart.
+std::string SignatureOf(X509* certificate)
+{
+    const ASN1_BIT_STRING* signature = nullptr;
+    X509_get0_signature(&signature, nullptr, certificate);
+    return {reinterpret_cast<const char*>(ASN1_STRING_get0_data(signature)),
+            static_cast<size_t>(ASN1_STRING_length(signature))};
+}
+
+std::string TextOf(const Trust::LinkKeys& keys)
+{
+    std::string text = std::to_string(keys.current.number) + Trust::FingerprintOf(keys.current);
+    if (keys.previous) {
+        text += Trust::FingerprintOf(keys.previous->key) +
+                std::to_string(keys.previous->validUntil.time_since_epoch().count());
+    }
+    return text;
+}
+
+}  // namespace
+
+// What the context gets from an identity.
+struct StateExchange::Prepared {
+    std::string ownNetworkId;
+    std::shared_ptr<Trust::TlsContext> tls;           // null: as before
+    std::shared_ptr<const Trust::Preamble> preamble;  // null: as before
+    Sightings::TransportTokens tokens;
+    Trust::SignedStatePtr state;
+    std::optional<std::chrono::sys_seconds> removedAt;
+    Trust::Certificate account;
+};
+
+StateExchange::~StateExchange()
+{
+    strand_.Drain();
+}
+
+// --- the identity ---
+
+Result<void> StateExchange::Begin(const Trust::Identity& identity)
+{
+    auto prepared = Prepare(identity);
+    if (!prepared) {
+        return Failure(std::move(prepared).error());
+    }
+    Apply(*prepared.value());
+    context_.linkSetup.guard = this;
+    return {};
+}
+
+void StateExchange::UseIdentity(Trust::Identity identity)
+{
+    const auto shared = std::make_shared<Trust::Identity>(std::move(identity));
+    strand_.Post([this, shared] {
+        auto prepared = shared->networkId == context_.ownNetworkId
+                            ? Prepare(*shared)
+                            : Fail(ErrorCode::INVALID_ARGUMENT, "it is another device's");
+        if (!prepared) {
+            QuviewDFX::LogError(LOG_SOFTBUS, "the changed identity is not used: %{public}s", prepared.error().message);
+            return;
+        }
+        options_.post([this, made = prepared.value()] {
+            Apply(*made);
+            options_.used();
+        });
+    });
+}
+
+Result<std::shared_ptr<StateExchange::Prepared>> StateExchange::Prepare(const Trust::Identity& identity)
+{
+    if (!identity.Enrolled()) {
+        return Fail(ErrorCode::NOT_FOUND, "the soft bus needs an identity that is enrolled in an account");
+    }
+    auto prepared = std::make_shared<Prepared>();
+    prepared->ownNetworkId = identity.networkId;
+    std::string certificates = SignatureOf(identity.certificate.get()) + SignatureOf(identity.accountCertificate.get());
+    if (certificates != certificates_) {
+        auto tls = Trust::TlsContext::Make(identity);
+        if (!tls) {
+            return Failure(std::move(tls).error());
+        }
+        prepared->tls = std::move(tls.value());
+    }
+    std::string linkKeys = TextOf(*identity.linkKeys);
+    if (linkKeys != linkKeys_) {
+        auto preamble = Trust::Preamble::Make(*identity.linkKeys);
+        if (!preamble) {
+            return Failure(std::move(preamble).error());
+        }
+        prepared->preamble = std::move(preamble.value());
+    }
+    if (!options_.folder.empty()) {
+        prepared->state = identity.state;
+        prepared->removedAt = identity.removedAt;
+    }
+    const bool announcesPrevious = prepared->state && prepared->state->State().announcesPreviousKey;
+    for (const auto& transport : context_.transports) {
+        auto tokens =
+            Trust::AnnouncementTokens::Make(*identity.linkKeys, transport->Name(), Clock::System(), announcesPrevious);
+        if (!tokens) {
+            return Failure(std::move(tokens).error());
+        }
+        prepared->tokens[transport->Name()] = std::move(tokens.value());
+    }
+    prepared->account.reset(X509_dup(identity.accountCertificate.get()));
+    certificates_ = std::move(certificates);
+    linkKeys_ = std::move(linkKeys);
+    return prepared;
+}
+
+void StateExchange::Apply(const Prepared& prepared)
+{
+    if (prepared.tls) {
+        context_.linkSetup.tls = prepared.tls;
+    }
+    if (prepared.preamble) {
+        context_.linkSetup.preamble = prepared.preamble;
+    }
+    context_.sightings.SetTokens(prepared.ownNetworkId, prepared.tokens);
+    context_.account.Use(prepared.ownNetworkId, prepared.state, prepared.removedAt);
+    account_.reset(X509_dup(prepared.account.get()));
+    if (prepared.state) {
+        for (const Trust::RemovedKey& removed : prepared.state->State().removed) {
+            context_.linkSetup.tls->Forget(removed.networkId);
+        }
+        std::erase_if(numbers_, [&](const auto& known) { return !context_.account.IsMember(known.first); });
+    }
+}
+
+// --- what others have ---
+
+Standing StateExchange::OnHello(Link& link, const Hello& hello)
+{
+    DISTNET_ASSERT(context_.RunsOnThisThread(), "on the reactor thread");
+    const Trust::SignedStatePtr state = context_.account.State();
+    const uint64_t own = context_.account.Number();
+    const std::string& peer = link.PeerNetworkId();
+    const bool isMember = context_.account.IsMember(peer);
+    const bool lacksState = hello.version >= HELLO_VERSION && hello.stateNumber < own;
+    if (isMember) {
+        numbers_[peer] = lacksState ? own : hello.stateNumber;
+    }
+    if (lacksState) {
+        link.Send(FrameKind::STATE, state->Bytes());
+    } else if (own != 0 && hello.stateNumber == own && hello.stateDigest != state->Digest()) {
+        ReportConflict(peer, own);
+    }
+    Standing standing;
+    standing.bringsState = hello.stateNumber > own && !options_.folder.empty();
+    if (isMember) {
+        const bool hasOldKey = link.GetRole() == Link::Role::SERVER && link.Key() == Trust::ProvenKey::PREVIOUS;
+        standing.verdict = hasOldKey ? Verdict::LEAVE : Verdict::TALK;
+    } else if (standing.bringsState) {
+        standing.verdict = Verdict::AWAIT_STATE;
+    } else {
+        standing.verdict = Verdict::LEAVE;
+        QuviewDFX::LogWarn(LOG_SOFTBUS, "%{public}s has a certificate of the account and is no member: it is refused",
+                           ShortId(peer));
+    }
+    return standing;
+}
+
+bool StateExchange::IsBehind(const std::string& networkId) const
+{
+    const auto known = numbers_.find(networkId);
+    return context_.account.Number() > (known != numbers_.end() ? known->second : 0);
+}
+
+void StateExchange::ReportConflict(const std::string& from, uint64_t number)
+{
+    if (const auto leftOut = refusals_.Admit(from)) {
+        QuviewDFX::LogWarn(LOG_SOFTBUS,
+                           "%{public}s has another account state with the number %{public}s: this device keeps its "
+                           "own; the account's key was used on two devices%{public}s",
+                           ShortId(from), std::to_string(number), *leftOut);
+        QuviewDFX::QuSysEvent::Write("NETMANAGER", "NET_ACCOUNT_STATE_CONFLICT", QuviewDFX::QuSysEvent::SECURITY,
+                                     "DEVICE_ID", ShortId(from));
+    }
+}
+
+// --- adoption ---
+
+void StateExchange::OnAccountFrame(const std::shared_ptr<Link>& link, FrameKind kind, std::string payload)
+{
+    if (kind != FrameKind::STATE || options_.folder.empty()) {
+        return;
+    }
+    ++adopting_;
+    const bool isPosted =
+        strand_.Post([this, link, from = link->PeerNetworkId(), bytes = std::move(payload)]() mutable {
+            AdoptState(from, link, bytes);
+            OPENSSL_cleanse(bytes.data(), bytes.size());
+        });
+    if (!isPosted) {
+        AdoptionEnded();
+    }
+}
+
+// On the strand.
+void StateExchange::AdoptState(const std::string& from, const std::shared_ptr<Link>& link, const std::string& bytes)
+{
+    std::shared_ptr<Prepared> made;
+    bool isConflict = false;
+    const auto adopt = [&]() -> Result<void> {
+        auto adopted = Trust::AdoptState(options_.folder, bytes);
+        if (!adopted) {
+            isConflict = adopted.error().code == ErrorCode::ALREADY_EXISTS;
+            return Failure(std::move(adopted).error());
+        }
+        if (adopted.value()) {
+            auto prepared = Prepare(*adopted.value());
+            if (!prepared) {
+                return Failure(std::move(prepared).error());
+            }
+            made = prepared.value();
+        }
+        return {};
+    };
+    Result<void> result = Fail(ErrorCode::SYSTEM, "a fault of this device");
+    QuviewDFX::RunGuarded(LOG_SOFTBUS, "adopting the account's state", [&] { result = adopt(); });
+    if (!result && !isConflict) {
+        if (const auto leftOut = refusals_.Admit(from)) {
+            QuviewDFX::LogWarn(LOG_SOFTBUS, "a state of the account from %{public}s is refused: %{public}s%{public}s",
+                               ShortId(from), result.error().message, *leftOut);
+        }
+    }
+    options_.post([this, made, isConflict, from, link] {
+        if (made) {
+            Apply(*made);
+            QuviewDFX::LogInfo(LOG_SOFTBUS, "state %{public}s of the account came from %{public}s",
+                               std::to_string(made->state->State().number), ShortId(from));
+            options_.used();
+        } else if (isConflict) {
+            ReportConflict(from, context_.account.Number());
+        }
+        link->StateHandled();
+        AdoptionEnded();
+    });
+    if (made) {
+        QuviewDFX::RunGuarded(LOG_SOFTBUS, "identity callback", options_.identityChanged);
+    }
+}
+
+void StateExchange::AdoptionEnded()
+{
+    --adopting_;
+    if (adopting_ == 0) {
+        for (auto& then : std::exchange(waiting_, {})) {
+            asio::post(*context_.reactor, std::move(then));
+        }
+    }
+}
+
+void StateExchange::WhenAdopted(std::function<void()> then)
+{
+    waiting_.push_back(std::move(then));
+    if (adopting_ == 0) {
+        ++adopting_;
+        AdoptionEnded();
+    }
+}
+
+// --- removal ---
+
+std::string StateExchange::RemovalOf(const std::string& networkId)
+{
+    const Trust::SignedStatePtr state = context_.account.State();
+    const Trust::RemovedKey* const removed = state ? state->State().FindRemoved(networkId) : nullptr;
+    return removed != nullptr ? Trust::EncodeRemoval(*removed) : "";
+}
+
+std::string StateExchange::OnRemoved(const std::string& payload)
+{
+    const auto statement = Trust::DecodeRemoval(payload, context_.ownNetworkId, account_.get());
+    if (!statement) {
+        return statement.error().message;
+    }
+    const bool isNew = context_.account.WhyRemovedHere().empty();
+    context_.account.SetRemovedHere(statement.value().at);
+    const std::string why = context_.account.WhyRemovedHere();
+    if (isNew) {
+        QuviewDFX::LogWarn(LOG_SOFTBUS, "%{public}s", why);
+    }
+    return why;
+}
+
+}  // namespace Vexo::SoftBus
