@@ -206,6 +206,13 @@ std::string Bare::FirstMessage()
     return message;
 }
 
+void Bare::UseTicketOf(const Bare& other)
+{
+    SSL_SESSION* const session = SSL_get1_session(other.ssl_.get());
+    SSL_set_session(ssl_.get(), session);
+    SSL_SESSION_free(session);
+}
+
 bool Bare::Handshake()
 {
     AttachSocket(ssl_.get(), socket_.Get(), [this, challenge = ReadChallenge()](std::string_view flight) {

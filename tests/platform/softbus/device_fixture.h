@@ -141,6 +141,9 @@ public:
     bool WriteRaw(std::string_view bytes);
     // The first TLS message, made but not sent.
     std::string FirstMessage();
+    // Offers the ticket that another one got, which must live on.
+    void UseTicketOf(const Bare& other);
+    bool IsResumed() const { return SSL_session_reused(ssl_.get()) == 1; }
     // Reads the challenge, proves, and shakes hands.
     bool Handshake();
     // After the handshake: HELLO both ways.
