@@ -84,6 +84,9 @@ AccountState FirstState(X509* account, const LinkKeys& linkKeys, const Member& h
 Result<SignedStatePtr> SignNext(AccountState state, X509* account, EVP_PKEY* accountKey, const Clock& clock)
 {
     state.number = std::max(state.number + 1, SecondsOf(clock));
+    for (RemovedKey& removed : state.removed) {
+        removed.number = removed.number == 0 ? state.number : removed.number;
+    }
     return SignState(std::move(state), account, accountKey);
 }
 

@@ -43,7 +43,7 @@ std::chrono::sys_seconds TimeOfChange(const AccountState& state, const Clock& cl
 Member SelfOf(const Identity& identity, const Clock& clock);
 // A state with that device as its only member and holder. Its number is not set.
 AccountState FirstState(X509* account, const LinkKeys& linkKeys, const Member& holder);
-// Sets the number, and signs.
+// Sets the state's number, also where it is 0 in a new RemovedKey, and signs.
 [[nodiscard]] Result<SignedStatePtr> SignNext(AccountState state, X509* account, EVP_PKEY* accountKey,
                                               const Clock& clock);
 

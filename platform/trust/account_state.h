@@ -27,17 +27,17 @@ struct Member {
     std::string networkId;  // 64 hex characters
     std::string name;       // unique in the account; 1 to 64 bytes
     uint16_t type = 0;      // as in HELLO; 0: unknown
-    std::chrono::sys_seconds since;
+    std::chrono::sys_seconds since{};
 
     bool operator==(const Member&) const = default;
 };
 
 struct RemovedKey {
-    std::string networkId;
-    std::string name;  // what the member was called
-    std::chrono::sys_seconds at;
-    uint64_t number = 0;    // of the first state without the member
-    std::string signature;  // by the account's key, of RemovalText; DER
+    std::string networkId{};
+    std::string name{};  // what the member was called
+    std::chrono::sys_seconds at{};
+    uint64_t number = 0;      // of the first state without the member
+    std::string signature{};  // by the account's key, of RemovalText; DER
 
     bool operator==(const RemovedKey&) const = default;
 };

@@ -27,35 +27,44 @@ inline constexpr std::chrono::hours PREVIOUS_LINK_KEY_LIFE{24 * 30};
 [[nodiscard]] Result<std::optional<Identity>> AdoptState(const std::filesystem::path& folder, const std::string& bytes);
 
 // The following need the account's key: NOT_FOUND on another device, with a message that names the member that holds
-// it; BUSY on a device that was restored and has not met another member yet (account_backup.h). Each returns the new
-// identity.
+// it; UNAVAILABLE on a device that has to meet another member first, because it was restored (account_backup.h) or lost
+// its state; REFUSED on a device that the account removed. Each returns the new identity.
 
 // INVALID_ARGUMENT for a bad name, ALREADY_EXISTS for one that is taken, NOT_FOUND for an unknown member.
 [[nodiscard]] Result<Identity> RenameMember(const std::filesystem::path& folder, const std::string& networkId,
                                             const std::string& name, const Clock& clock = Clock::System());
-// Removes the member, and makes a new link key. The previous one stays valid for PREVIOUS_LINK_KEY_LIFE.
+// Removes the member, and makes a new link key. The key before stays valid for PREVIOUS_LINK_KEY_LIFE; if there is one
+// before that with half of this time left, that one stays instead: every member that waits for news has it.
 // announcesPreviousKey: AccountState's. REFUSED for this device itself (LeaveAccount), NOT_FOUND for an unknown member.
 [[nodiscard]] Result<Identity> RemoveMember(const std::filesystem::path& folder, const std::string& networkId,
                                             bool announcesPreviousKey, const Clock& clock = Clock::System());
-// Makes the account's certificate and those of all members anew, for the same keys. Each member gets its own at its
-// next contact with this device (RenewedCertificate).
+// Makes the account's certificate and this device's anew, for the same keys. Each other member gets its own at its next
+// contact with this device (RenewedCertificate).
 [[nodiscard]] Result<Identity> RenewAccount(const std::filesystem::path& folder, const Clock& clock = Clock::System());
-// The state names that member as the holder from now on. It does not move the key: transfer.h of the soft bus.
+// The state names that member as the holder from now on. It does not move the key: transfer.h of the soft bus. A device
+// that has the key may name itself also when another is the holder.
 [[nodiscard]] Result<Identity> SetHolder(const std::filesystem::path& folder, const std::string& networkId,
                                          const Clock& clock = Clock::System());
+// Adds a device that showed a certificate of the account and is neither a member nor removed, under a free name, if the
+// account is older than states; a device that was enrolled before them is added so when it is met. nullopt: nothing to
+// add.
+[[nodiscard]] Result<std::optional<Identity>> AddOlderMember(const std::filesystem::path& folder, Member member,
+                                                             const Clock& clock = Clock::System());
 
-// The certificate that RenewAccount made for that member, in DER; nullopt when there is none that ends later than the
-// one that the member showed.
+// On the holder: a new certificate, in DER, for the member that showed this one, when RenewAccount has been called
+// since that was made and the new one ends later; else, or on failure, nullopt.
 std::optional<std::string> RenewedCertificate(const std::filesystem::path& folder, const std::string& networkId,
-                                              X509* shown);
-// On the member: takes its renewed certificate over. UNTRUSTED: not of this account, or for another key.
+                                              X509* shown, const Clock& clock = Clock::System());
+// On the member: takes its renewed certificate over, if it ends later than its own. UNTRUSTED: not of this account, or
+// for another key; MALFORMED.
 [[nodiscard]] Result<Identity> AdoptCertificate(const std::filesystem::path& folder, const std::string& der);
 
 // Removes this device's account, key and id from the folder: it is a new device afterwards. REFUSED on the device that
-// holds the account's key while there are other members.
+// holds the account's key while there are other members, or when its members are not known.
 [[nodiscard]] Result<void> LeaveAccount(const std::filesystem::path& folder);
 
-// Records that the account removed this device; Identity::removedAt says so from now on.
+// Records that the account removed this device; Identity::removedAt says so from now on. UNTRUSTED: the account's key
+// did not make the statement.
 [[nodiscard]] Result<void> RecordOwnRemoval(const std::filesystem::path& folder, const RemovalStatement& statement);
 
 }  // namespace Vexo::Trust

@@ -74,6 +74,19 @@ std::string CertificateToPem(X509* certificate)
     return Written([certificate](BIO* bio) { return PEM_write_bio_X509(bio, certificate); });
 }
 
+std::string CertificateToDer(X509* certificate)
+{
+    return Written([certificate](BIO* bio) { return i2d_X509_bio(bio, certificate); });
+}
+
+Certificate CertificateFromDer(const std::string& der)
+{
+    const auto* const begin = reinterpret_cast<const unsigned char*>(der.data());
+    const unsigned char* end = begin;
+    Certificate certificate(d2i_X509(nullptr, &end, static_cast<long>(der.size())));
+    return certificate && end == begin + der.size() ? std::move(certificate) : nullptr;
+}
+
 std::vector<Certificate> CertificatesFromPem(const std::string& pem)
 {
     std::vector<Certificate> certificates;

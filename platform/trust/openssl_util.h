@@ -60,6 +60,9 @@ bool IsP256(const EVP_PKEY* key);
 std::string KeyToPem(EVP_PKEY* key);
 PrivateKey KeyFromPem(const std::string& pem);
 std::string CertificateToPem(X509* certificate);
+std::string CertificateToDer(X509* certificate);
+// Null also when bytes follow the certificate.
+Certificate CertificateFromDer(const std::string& der);
 // The certificates of the text in order; empty when there is none or one is damaged.
 std::vector<Certificate> CertificatesFromPem(const std::string& pem);
 std::string RequestToPem(X509_REQ* request);

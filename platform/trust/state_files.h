@@ -16,6 +16,7 @@ namespace Vexo::Trust {
 inline constexpr const char* STATE_FILE = "account.state";
 // The number of the newest state that this device had, so that a lost state is not taken for one that never existed.
 inline constexpr const char* STATE_NUMBER_FILE = "account.number";
+inline constexpr const char* BACKUP_FILE = "backup";    // when the last backup was made: seconds since 1970
 inline constexpr const char* REMOVAL_FILE = "removal";  // the bytes of EncodeRemoval
 
 // NOT_FOUND when there is none.
