@@ -101,36 +101,12 @@ Result<void> WriteEnrolment(const std::filesystem::path& folder, const Enrolment
     return WriteCertificateFile(folder / DEVICE_CERTIFICATE_FILE, enrolment.device.get());
 }
 
-Failure HasAccount(const std::filesystem::path& folder, const Identity& identity)
-{
-    return Fail(ErrorCode::ALREADY_EXISTS, folder.string() + ": this device belongs to the account \"" +
-                                               identity.accountName +
-                                               "\" already; `distnetctl account leave` ends that");
-}
-
 // The identity of a device that can be enrolled: it has no account, or lacks its account's link key.
-struct Unenrolled {
-    UniqueFd lock;
-    Identity identity;
-};
-
-Result<Unenrolled> LockUnenrolled(const std::filesystem::path& folder)
+Result<LockedIdentity> LockUnenrolled(const std::filesystem::path& folder)
 {
-    if (const auto created = LoadOrCreateUnenrolled(folder); !created) {
-        return Failure(created.error());
-    }
-    auto lock = LockIdentityFolder(folder, FolderLock::WRITE);
-    if (!lock) {
-        return Failure(std::move(lock).error());
-    }
-    auto identity = LoadIdentityLocked(folder);
-    if (!identity) {
-        return Failure(std::move(identity).error());
-    }
-    if (identity.value().Enrolled()) {
-        return HasAccount(folder, identity.value());
-    }
-    return Unenrolled{std::move(lock.value()), std::move(identity.value())};
+    auto locked = LockIdentity(folder);
+    return locked && locked.value().identity.Enrolled() ? HasAccount(folder, locked.value().identity)
+                                                        : std::move(locked);
 }
 
 // Checks the certificates of an answer for the device of that identity.

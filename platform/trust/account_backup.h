@@ -16,14 +16,15 @@ namespace Vexo::Trust {
 
 inline constexpr size_t MIN_PASSPHRASE = 8;  // bytes
 
-// Writes file (mode 0600; it must not exist) and records in the folder that a backup exists. NOT_FOUND when this device
-// does not hold the account's key.
+// Writes file (mode 0600) and records in the folder that a backup exists. ALREADY_EXISTS: file; INVALID_ARGUMENT: a
+// short passphrase; NOT_FOUND, UNAVAILABLE: as for a change (membership.h).
 [[nodiscard]] Result<void> BackUpAccount(const std::filesystem::path& folder, const std::filesystem::path& file,
                                          const std::string& passphrase, const Clock& clock = Clock::System());
 
-// Makes this device, which must have no account, the holder of the account in file. It may not sign a new state before
-// it has met another member (IsRestored), since members may have newer states, unless isAlone: no other member is
-// left. UNTRUSTED: wrong passphrase; MALFORMED: damaged, or no backup.
+// Makes this device the holder of the account in file. It may not sign a new state before it has met another member
+// (IsRestored), since members may have newer states, unless isAlone: no other member is left. UNTRUSTED: wrong
+// passphrase; MALFORMED: damaged, or no backup; ALREADY_EXISTS: the device has an account. The holder that lost its
+// state, and a device that was restored and has met nobody, may call it.
 [[nodiscard]] Result<void> RestoreAccount(const std::filesystem::path& folder, const std::filesystem::path& file,
                                           const std::string& passphrase, const std::string& deviceName, bool isAlone,
                                           const Clock& clock = Clock::System());
@@ -31,7 +32,8 @@ inline constexpr size_t MIN_PASSPHRASE = 8;  // bytes
 // Whether this device was restored and has not met another member since.
 bool IsRestored(const std::filesystem::path& folder);
 // Call when another member was met and its state, if newer, adopted: adds this device as a member and makes it the
-// holder. Does nothing when IsRestored is false.
+// holder. Does nothing when IsRestored is false. REFUSED when the account removed this device; UNAVAILABLE without a
+// state.
 [[nodiscard]] Result<void> CompleteRestore(const std::filesystem::path& folder, const Clock& clock = Clock::System());
 
 // When the last backup was made; nullopt: never.

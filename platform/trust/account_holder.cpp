@@ -31,7 +31,7 @@ Result<void> CheckHolder(const std::filesystem::path& folder, const Identity& id
     if (identity.removedAt) {
         return Fail(ErrorCode::REFUSED, "the account has removed this device");
     }
-    if (FileExists(folder / RESTORED_FILE)) {
+    if (FileExists(folder / RESTORED_FILE) && other != OtherHolder::REPLACED) {
         return Fail(ErrorCode::UNAVAILABLE,
                     "this device was restored and must meet another member of the account first, which may know of "
                     "newer changes");
@@ -58,6 +58,27 @@ uint64_t SecondsOf(const Clock& clock)
 }
 
 }  // namespace
+
+Failure HasAccount(const std::filesystem::path& folder, const Identity& identity)
+{
+    return Fail(ErrorCode::ALREADY_EXISTS, folder.string() + ": this device belongs to the account \"" +
+                                               identity.accountName +
+                                               "\" already; `distnetctl account leave` ends that");
+}
+
+Result<LockedIdentity> LockIdentity(const std::filesystem::path& folder)
+{
+    if (const auto created = LoadOrCreateUnenrolled(folder); !created) {
+        return Failure(created.error());
+    }
+    auto lock = LockIdentityFolder(folder, FolderLock::WRITE);
+    if (!lock) {
+        return Failure(std::move(lock).error());
+    }
+    auto identity = LoadIdentityLocked(folder);
+    return identity ? Result<LockedIdentity>({std::move(lock.value()), std::move(identity.value())})
+                    : Failure(std::move(identity).error());
+}
 
 std::chrono::sys_seconds TimeOfChange(const AccountState& state, const Clock& clock)
 {

@@ -27,8 +27,9 @@ struct AccountHolder {
     bool isFirstState = false;  // the account is of an older version, and has no state yet
 };
 
-// The key is on this device, but the account's state names another as the holder: an error, or allowed.
-enum class OtherHolder { REFUSED, ALLOWED };
+// The key is on this device, but the account's state names another as the holder: an error; allowed; or allowed because
+// this device was restored to take its place.
+enum class OtherHolder { REFUSED, ALLOWED, REPLACED };
 
 // NOT_FOUND without the account's key; UNAVAILABLE while this device has to meet another member first, because it was
 // restored or has lost its state; REFUSED when the account removed this device.
@@ -36,6 +37,15 @@ enum class OtherHolder { REFUSED, ALLOWED };
                                                OtherHolder other = OtherHolder::REFUSED);
 // Signs holder.state as the next one and writes it; returns the new identity.
 [[nodiscard]] Result<Identity> StoreState(AccountHolder& holder, const Clock& clock);
+
+// The identity of a folder that is locked for writing; key and id are made if they are missing.
+struct LockedIdentity {
+    UniqueFd lock;
+    Identity identity;
+};
+[[nodiscard]] Result<LockedIdentity> LockIdentity(const std::filesystem::path& folder);
+// The error for a device that belongs to an account already.
+Failure HasAccount(const std::filesystem::path& folder, const Identity& identity);
 
 // The time by the clock, or of the newest state, if the clock was set back behind that.
 std::chrono::sys_seconds TimeOfChange(const AccountState& state, const Clock& clock);

@@ -33,10 +33,11 @@ Failure UnknownMember(const std::string& networkId)
 }
 
 // Why the account's key may not leave this device, or empty.
-std::string MustStay(const Identity& identity)
+std::string MustStay(const std::filesystem::path& folder, const Identity& identity)
 {
     const AccountState* const state = identity.state ? &identity.state->State() : nullptr;
-    if (!identity.HasCertificate() || (state == nullptr && !identity.removedAt)) {
+    const bool isKnown = state != nullptr && !FileExists(folder / RESTORED_FILE);
+    if (!identity.HasCertificate() || (!isKnown && !identity.removedAt)) {
         return "this device holds an account's key, and it is not known who needs it; `distnetctl doctor` says how to "
                "repair the account";
     }
@@ -320,7 +321,7 @@ Result<void> LeaveAccount(const std::filesystem::path& folder)
         if (!identity) {
             return Failure(identity.error());
         }
-        if (const std::string why = MustStay(identity.value()); !why.empty()) {
+        if (const std::string why = MustStay(folder, identity.value()); !why.empty()) {
             return Fail(ErrorCode::REFUSED, why);
         }
     }
