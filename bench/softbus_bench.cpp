@@ -155,6 +155,7 @@ private:
 };
 
 struct Side {
+    std::filesystem::path folder;
     Trust::Identity identity;
     std::shared_ptr<Trust::TlsContext> tls;
 };
@@ -270,9 +271,11 @@ public:
         SoftBus::SoftBusOptions options;
         options.deviceName = "phone";
         options.peerShare = options.maxSessions;  // more than one peer may have open are measured
+        options.identityFolder = phone.folder;
         g_phone = Take(SoftBusServer::Start(phone.identity, options));
         options.deviceName = "laptop";
         options.peerAddresses = {g_phone->ListenAddress()};
+        options.identityFolder = laptop.folder;
         laptop_ = Take(SoftBusServer::Start(laptop.identity, options));
         laptop_->CreateSessionServer(PKG, NAME, LaptopListener());
         g_phone->CreateSessionServer(PKG, NAME, PhoneListener());
@@ -409,7 +412,7 @@ private:
 
 Side MakeSide(const std::filesystem::path& folder)
 {
-    Side side{Take(Trust::LoadIdentity(folder)), nullptr};
+    Side side{folder, Take(Trust::LoadIdentity(folder)), nullptr};
     side.tls = Take(Trust::TlsContext::Make(side.identity));
     return side;
 }

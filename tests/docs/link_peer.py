@@ -14,7 +14,7 @@ import ssl
 import struct
 import time
 
-HELLO, OPEN, OPENED, DATA, PING, CLOSE, GOODBYE = range(1, 8)
+HELLO, OPEN, OPENED, DATA, PING, CLOSE, GOODBYE, STATE, REMOVED, CERTIFICATE = range(1, 11)
 START, ANSWER, _, READY = range(1, 5)
 COLLABORATION = "vexo.distnet.collaboration"
 HOTSPOT = "vexo.communication.network_connectivity_ext.distributed"
@@ -141,6 +141,9 @@ class Device:
         self.name, identity = name, state / "identity"
         self.link_key = bytes.fromhex(json.loads((identity / "link.key").read_text())["key"])
         self.token_key = derive(self.link_key, b"distnet announcement tcp")
+        self.state = (identity / "account.state").read_bytes()
+        text_of_state = self.state[self.state.index(b'{"'):self.state.rindex(b"}") + 1]
+        self.state_number, self.state_digest = json.loads(text_of_state)["number"], hashlib.sha256(text_of_state).digest()[:8]
         self.device_id = (identity / "device.id").read_text().strip()
         self.network_id = network_id(ssl.PEM_cert_to_DER_cert((identity / "device.crt").read_text()))
         self.dialling, self.listening = ssl.SSLContext(ssl.PROTOCOL_TLS_CLIENT), ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
@@ -158,7 +161,8 @@ class Device:
 
     def hello(self):
         """Of a tablet without an address."""
-        return frame(HELLO, struct.pack("<BHq", 1, 2, time.time_ns() // 10**6) + text(self.device_id) + text(self.name) + b"\0")
+        return frame(HELLO, struct.pack("<BHq", 2, 2, time.time_ns() // 10**6) + text(self.device_id) + text(self.name) + b"\0" +
+                     struct.pack("<Q", self.state_number) + self.state_digest)
 
     def dial(self, address, *frames, session=None):
         """A link whose first frames are sent. The session of an earlier link has its ticket."""

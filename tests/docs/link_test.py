@@ -73,6 +73,7 @@ class Link(unittest.TestCase):
         greeting, hello = self.tablet.greet(self.phone)
         self.assertEqual(link.network_id(greeting.tls.getpeercert(True)), self.phone_id)
         self.assertIn(link.text("phone"), hello)
+        self.assertEqual(hello[0], 2)
         self.assertEqual([self.wait_for(self.listed)[key] for key in ("network_id", "device_id", "type", "online")],
                          [self.tablet.network_id, self.tablet.device_id, "tablet", True])
         self.assertTrue(self.tablet.greet(self.phone, greeting.tls.session)[0].tls.session_reused, "the ticket")

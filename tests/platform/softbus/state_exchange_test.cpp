@@ -43,6 +43,7 @@ protected:
         options.identityFolder = account.Folder(device);
         options.knownDevicesFile = account.Folder(device) / KNOWN_DEVICES_FILE;
         options.listenAddress = address;
+        options.announceFolder = announceFolder;
         options.identityChanged = [this] { ++changes; };
         auto bus = StartBus(account.Load(device), device, peers, options);
         if (device != "laptop") {
@@ -109,6 +110,7 @@ protected:
     }
 
     Trust::Tests::Devices account;
+    std::filesystem::path announceFolder;
     std::vector<std::string> ids;
     std::vector<Trust::SignedStatePtr> kept;
     std::vector<sptr<SoftBusServer>> buses;
@@ -306,6 +308,22 @@ TEST_F(StateExchangeTest, DeviceWithThePreviousLinkKeyOpensAndIsOpenedToAtTheFir
         tablet->Stop();
         ASSERT_EQ(NumberOf("phone"), NumberOf("laptop"));
     }
+}
+
+TEST_F(StateExchangeTest, KnownDeviceThatAnnouncesThePreviousKeyIsGreetedAndCatchesUp)
+{
+    auto tablet = Start("tablet");
+    auto phone = Start("phone", {tablet->ListenAddress()});
+    ASSERT_TRUE(Meet(tablet, phone));
+    phone->Stop();
+    tablet->Stop();
+    GiveLaptop(Signed(ChangeLinkKey));
+    ASSERT_TRUE(Trust::AdoptState(account.Folder("tablet"), StateOf("laptop").Bytes()));
+    announceFolder = account.Folder("air");
+    tablet = Start("tablet");
+    std::filesystem::remove(account.Folder("phone") / KNOWN_DEVICES_FILE);
+    phone = Start("phone");
+    EXPECT_TRUE(Eventually([&] { return NumberOf("phone") == NumberOf("laptop"); }));
 }
 
 }  // namespace

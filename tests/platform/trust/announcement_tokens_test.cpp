@@ -83,5 +83,17 @@ TEST_F(AnnouncementTokensTest, TokensOfThePreviousKeyAreReadUntilItsDate)
     EXPECT_FALSE(ofChanged->ReadOfAnyClock(token));
 }
 
+TEST_F(AnnouncementTokensTest, TokensOfOddPeriodsAreMadeWithThePreviousKeyUntilItsDate)
+{
+    const LinkKeys changed{CountingKey(2, 1), PreviousLinkKey{keys.current, start + 45min}};
+    const auto inTurn = AnnouncementTokens::Make(changed, "tcp", laptop, true).value();
+    for (const auto& [since, isOfPrevious] : {std::pair(0min, true), {15min, false}, {30min, true}, {60min, false}}) {
+        laptop.date = phone.date = start + since;
+        const std::string token = inTurn->MakeToken(PHONE);
+        EXPECT_EQ(inTurn->Read(token).value().isOfPreviousKey, isOfPrevious) << since.count();
+        EXPECT_EQ(ofPhone->Read(token).has_value(), isOfPrevious) << "by a device with the key before";
+    }
+}
+
 }  // namespace
 }  // namespace Vexo::Trust::Tests
