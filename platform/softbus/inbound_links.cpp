@@ -101,7 +101,10 @@ private:
     std::optional<std::string> heldOpen_;  // which waits for that state
 };
 
-InboundLinks::InboundLinks(ReactorContext& context, Sessions& sessions) : context_(context), sessions_(sessions) {}
+InboundLinks::InboundLinks(ReactorContext& context, Sessions& sessions, Invitations& invitations)
+    : context_(context), sessions_(sessions), invitations_(invitations)
+{
+}
 
 InboundLinks::~InboundLinks() = default;
 
@@ -140,13 +143,18 @@ Admission& InboundLinks::AdmissionOf(const PeerAddress& from)
 }
 
 std::optional<Trust::ProvenKey> InboundLinks::KeyOfProof(std::string_view proof, std::string_view challenge,
-                                                         std::string_view firstMessage) const
+                                                         std::string_view firstMessage)
 {
-    return context_.linkSetup.preamble->KeyOfProof(proof, challenge, firstMessage);
+    const auto key = context_.linkSetup.preamble->KeyOfProof(proof, challenge, firstMessage);
+    return key || !invitations_.IsProof(proof, challenge, firstMessage) ? key : Trust::ProvenKey::TICKET;
 }
 
 void InboundLinks::Proven(Stream stream, Trust::ProvenKey key, const std::string& firstMessage, const PeerAddress& from)
 {
+    if (key == Trust::ProvenKey::TICKET) {
+        invitations_.Accept(std::move(stream), firstMessage);
+        return;
+    }
     const std::string source = SourceOf(from);
     if (const std::string why = context_.account.WhyRemovedHere(); !why.empty()) {
         AdmissionOf(from).LogRefusal(source, why);

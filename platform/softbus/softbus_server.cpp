@@ -20,6 +20,7 @@
 #include "platform/softbus/discovery/folder_channel.h"
 #include "platform/softbus/discovery/period_timer.h"
 #include "platform/softbus/discovery/route.h"
+#include "platform/softbus/enrolment/invitations.h"
 #include "platform/softbus/inbound_links.h"
 #include "platform/softbus/sessions/sessions.h"
 #include "platform/softbus/softbus_log.h"
@@ -57,12 +58,14 @@ public:
     Node LocalNode() override;
     void Scan(std::function<void()> done) override;
     void UseIdentity(Trust::Identity identity) override { exchange_.UseIdentity(std::move(identity)); }
+    Result<std::shared_ptr<Invitation>> Invite(InvitationOptions options) override;
 
 private:
     Result<void> Listen();
     void OnIdentityUsed();
     void AnnounceNow();
     Result<void> Discover();
+    Channels MakeChannels(FolderChannel::IsOwn isOwn) const;
     Result<void> AnnounceEachPeriod();
     void RunReactor() EXCLUDES(lifeMutex_);
     // False once the soft bus stops; else the work will run on the reactor.
@@ -74,11 +77,13 @@ private:
     const std::shared_ptr<SessionTable> table_;
     Finder finder_;
     Sessions sessions_;
+    Invitations invitations_;
     InboundLinks inbound_;
     PeriodTimer periods_;
     StateExchange exchange_;
     std::string listenAddress_;
-    std::vector<std::unique_ptr<AnnouncementChannel>> channels_;  // constant while the reactor runs
+    std::string accountName_;
+    Channels channels_;  // constant while the reactor runs
 
     Mutex lifeMutex_;
     bool running_ GUARDED_BY(lifeMutex_) = false;
@@ -94,7 +99,8 @@ Server::Server(SoftBusOptions options)
       table_(std::make_shared<SessionTable>(options_.maxSessions, context_.reactor)),
       finder_(context_),
       sessions_(context_, table_),
-      inbound_(context_, sessions_),
+      invitations_(context_, *options_.ticketTimers),
+      inbound_(context_, sessions_, invitations_),
       periods_(*context_.reactor),
       exchange_(context_, {options_.identityFolder, [this](auto work) { PostWhileRunning(std::move(work)); },
                            [this] { OnIdentityUsed(); },
@@ -124,6 +130,7 @@ Result<void> Server::Begin(const Trust::Identity& identity)
                     "the device name must have 1 to " + std::to_string(DEVICE_NAME_BUF_LEN - 1) + " bytes of UTF-8");
     }
     context_.ownNetworkId = identity.networkId;
+    accountName_ = identity.accountName;
     context_.ownHello = {options_.deviceTypeId, identity.deviceId, options_.deviceName, {}};
     if (auto listening = Listen(); !listening) {
         return listening;
@@ -184,14 +191,8 @@ Result<void> Server::Discover()
     for (const std::string& address : options_.peerAddresses) {
         PostWhileRunning([this, address] { finder_.AddConfigured({TCP, address}); });
     }
-    if (!options_.announceFolder.empty()) {
-        channels_.push_back(std::make_unique<FolderChannel>(
-            options_.announceFolder, context_.ownHello.addresses.front(),
-            [this](const std::string& token, WallTime then) { return context_.sightings.IsOwn(TCP, token, then); }));
-    }
-    for (const AnnouncementChannelFactory& make : options_.channels) {
-        channels_.push_back(make(listenAddress_));
-    }
+    channels_ = MakeChannels(
+        [this](const std::string& token, WallTime then) { return context_.sightings.IsOwn(TCP, token, then); });
     for (const auto& channel : channels_) {
         auto started = channel->Start(
             context_.sightings.OwnToken(channel->TransportName()),
@@ -220,11 +221,33 @@ Result<void> Server::Discover()
     return AnnounceEachPeriod();
 }
 
+Channels Server::MakeChannels(FolderChannel::IsOwn isOwn) const
+{
+    Channels channels;
+    if (!options_.announceFolder.empty()) {
+        channels.push_back(std::make_unique<FolderChannel>(options_.announceFolder, context_.ownHello.addresses.front(),
+                                                           std::move(isOwn)));
+    }
+    for (const AnnouncementChannelFactory& make : options_.channels) {
+        channels.push_back(make(listenAddress_));
+    }
+    return channels;
+}
+
+Result<std::shared_ptr<Invitation>> Server::Invite(InvitationOptions options)
+{
+    const bool canAnnounce =
+        std::any_of(channels_.begin(), channels_.end(), [](const auto& channel) { return channel->CanAnnounce(); });
+    return invitations_.Open(std::move(options), accountName_, canAnnounce ? "" : AddressForTicket(listenAddress_),
+                             [this] { return MakeChannels([](const std::string&, WallTime) { return false; }); });
+}
+
 Result<void> Server::AnnounceEachPeriod()
 {
     return periods_.Start([this] {
         finder_.DropOldAnnouncements();
         AnnounceNow();
+        invitations_.Announce();
     });
 }
 
@@ -249,6 +272,7 @@ void Server::Stop()
     if (!thread_.joinable()) {
         return;
     }
+    invitations_.Withdraw();
     for (const auto& channel : channels_) {
         channel->Withdraw();
     }
@@ -258,6 +282,7 @@ void Server::Stop()
         asio::post(*context_.reactor, [this] {
             periods_.Stop();
             inbound_.Stop();
+            invitations_.Stop();
             sessions_.Stop();
             finder_.Stop([this] {
                 for (const auto& transport : context_.transports) {

@@ -13,8 +13,10 @@
 
 #include "platform/ipc/iremote_object.h"
 #include "platform/softbus/discovery/announcement_channel.h"
+#include "platform/softbus/enrolment/invitation.h"
 #include "platform/softbus/softbus_service.h"
 #include "platform/softbus/transport/transport.h"
+#include "platform/tasks/timers.h"
 #include "platform/trust/identity.h"
 
 namespace Vexo::SoftBus {
@@ -42,8 +44,9 @@ struct SoftBusOptions {
     // The soft bus changed that folder: it adopted a state or a certificate, or learned that the account removed this
     // device (Identity::removedAt). On a strand; may block.
     std::function<void()> identityChanged;
-    std::vector<AnnouncementChannelFactory> channels;  // beside the folder
-    std::vector<TransportFactory> moreTransports;      // beside TCP, in order of preference
+    std::vector<AnnouncementChannelFactory> channels;        // beside the folder
+    std::vector<TransportFactory> moreTransports;            // beside TCP, in order of preference
+    Tasks::Timers* ticketTimers = &Tasks::Timers::System();  // by which tickets end; outlive the soft bus
 };
 
 struct SoftBusCounts {
@@ -67,6 +70,10 @@ public:
     // Works with the identity of the same device as it is now; call when it changed on disk. Returns at once. Devices
     // that are reachable get the account's state if it is newer than theirs.
     virtual void UseIdentity(Trust::Identity identity) = 0;
+    // Opens an invitation, which announces this device under a new ticket's keys. Where nothing can be announced, the
+    // ticket holds this device's address. ALREADY_EXISTS while another one is open (WAITING or ASKING), UNAVAILABLE
+    // once the soft bus stops. Any thread; does not block.
+    [[nodiscard]] virtual Result<std::shared_ptr<Invitation>> Invite(InvitationOptions options) = 0;
     // Sends GOODBYE, fails sessions that are opening, closes open ones after the accepted bytes are delivered (within
     // 1 s), and writes the known devices. Blocks until that is done. Idempotent.
     virtual void Stop() = 0;

@@ -36,13 +36,16 @@ public:
     // Transport::Name() of the addresses that it announces; the tokens are made for that one.
     virtual std::string TransportName() const { return "tcp"; }
 
-    // Announces token, reports the announcements of others that exist now, and listens for new ones. Blocks for a short
-    // time. An error means that the channel can never work. Temporary faults, such as a daemon that is not running, are
-    // retried and return no error. Call once.
+    // Announces token (an empty one: nothing), reports the announcements of others that exist now, and listens for new
+    // ones. Blocks for a short time. An error means that the channel can never work. Temporary faults, such as a daemon
+    // that is not running, are retried and return no error. Call once.
     [[nodiscard]] virtual Result<void> Start(const std::string& token, IsOurs isOurs, Heard heard) = 0;
     // Replaces the announced token; the announcement of the previous token ends only after the new one is out. An empty
     // token changes nothing. Does not block.
     virtual void Announce(const std::string& token) = 0;
+    // Whether others could hear this device's announcement now, as far as the channel knows. Any thread; does not
+    // block.
+    virtual bool CanAnnounce() const { return true; }
     // Listens more intensively while a returned handle lives, because the announcement of a wanted device is missing.
     // Null: the channel always hears what there is, or cannot listen now. A handle may be released on any thread, also
     // after the channel has ended. Neither the call nor the release blocks.

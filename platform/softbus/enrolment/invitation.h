@@ -43,8 +43,13 @@ using AdmitJoiner = std::function<Result<std::string>(const std::string& request
 // Called on a strand after each change.
 using InvitationChanged = std::function<void(const InvitationStatus& status)>;
 
+// A name like the one that is taken, and free; empty: none. Called as AdmitJoiner.
+using SuggestName = std::function<std::string(const std::string& taken)>;
+
 struct InvitationOptions {
+    // Of its errors, ALREADY_EXISTS means that the name is taken, REFUSED that the joiner's key was removed.
     AdmitJoiner admit;
+    SuggestName suggestName;  // may be empty
     InvitationChanged changed;
     bool confirmsItself = false;  // admits the first joiner without Answer
 };

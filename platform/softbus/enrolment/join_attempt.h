@@ -29,20 +29,21 @@ enum class JoinPhase {
     FAILED,
 };
 
-enum class JoinFailure {
-    NONE,
-    NOBODY_FOUND,  // no device answered to the ticket
-    USED,          // another device joined with it
-    EXPIRED,
-    DENIED,       // the holder's owner said no
-    BUSY,         // another device is asking right now
-    NAME_TAKEN,   // suggestion says a free one
-    REMOVED_KEY,  // this device's key was removed from the account
-    WRONG_CLOCK,  // the clocks differ too much for certificates
-    LOST,         // the holder went away before it answered; the same ticket may be tried again
-    REFUSED,      // anything else that the holder said
-    LOCAL,        // this device failed
-    CANCELLED,
+// The numbers are those of JOIN_ANSWER (join_frames.h).
+enum class JoinFailure : int32_t {
+    NONE = 0,
+    NOBODY_FOUND = 1,  // no device answered to the ticket
+    USED = 2,          // another device joined with it
+    EXPIRED = 3,       // too late, or the holder's owner withdrew it
+    DENIED = 4,        // the holder's owner said no
+    BUSY = 5,          // another device is asking right now
+    NAME_TAKEN = 6,    // suggestion says a free one
+    REMOVED_KEY = 7,   // this device's key was removed from the account
+    WRONG_CLOCK = 8,   // the clocks differ too much for certificates
+    LOST = 9,          // the holder went away before it answered; the same ticket may be tried again
+    REFUSED = 10,      // anything else that the holder said
+    LOCAL = 11,        // this device failed
+    CANCELLED = 12,
 };
 
 struct JoinStatus {

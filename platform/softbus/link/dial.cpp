@@ -282,7 +282,9 @@ void Dial::Wait()
 void Dial::Succeeded(const AttemptPtr& attempt, std::shared_ptr<Link> link)
 {
     context_.sightings.RecordHandshake(request_.idPrefix, attempt->Where(), false);
-    link->Send(FrameKind::HELLO, OwnHello(context_));
+    if (request_.greets) {
+        link->Send(FrameKind::HELLO, OwnHello(context_));
+    }
     result_ = {.link = std::move(link), .where = attempt->Where()};
     Finish();
 }

@@ -50,6 +50,7 @@ struct DialRequest {
     std::chrono::milliseconds limit{0};
     // The limit once a channel seeks, at least limit; nothing: this dial does not seek.
     std::optional<std::chrono::milliseconds> seekingLimit{};
+    bool greets = true;  // sends HELLO first
 };
 
 struct DialResult {

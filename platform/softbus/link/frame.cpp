@@ -10,6 +10,8 @@ namespace Vexo::SoftBus {
 
 namespace {
 
+constexpr size_t MAX_TEXT = 255;
+
 struct KindRule {
     FrameKind kind;
     const char* name;
@@ -28,12 +30,15 @@ constexpr KindRule KIND_RULES[] = {
     {FrameKind::STATE, "STATE", 1, Trust::MAX_STATE_BYTES},
     {FrameKind::REMOVED, "REMOVED", 1, MAX_REMOVED_BYTES},
     {FrameKind::CERTIFICATE, "CERTIFICATE", 1, MAX_CERTIFICATE_BYTES},
+    {FrameKind::JOIN_COMMIT, "JOIN_COMMIT", 32, 32},
+    {FrameKind::JOIN_NONCE, "JOIN_NONCE", 36, 32 + 2 * (1 + MAX_TEXT)},
+    {FrameKind::JOIN_REQUEST, "JOIN_REQUEST", 43, MAX_JOIN_REQUEST_BYTES},
+    {FrameKind::JOIN_ANSWER, "JOIN_ANSWER", 4, MAX_JOIN_ANSWER_BYTES},
 };
 
 // A declared length may be false: memory beyond this is allocated only as the bytes arrive.
 constexpr size_t PAYLOAD_RESERVE_BYTES = 64 * 1024;
 
-constexpr size_t MAX_TEXT = 255;
 constexpr int64_t MAX_CLOCK_MS = 253'402'300'799'999;  // the end of the year 9999
 
 template <typename Number>

@@ -17,6 +17,7 @@
 //   STATE    the account's signed state, which is newer than the receiver's
 //   REMOVED  the statement that the account removed the receiver (trust/account_state.h, EncodeRemoval)
 //   CERTIFICATE  the receiver's renewed certificate, X.509 in DER
+//   JOIN_COMMIT, JOIN_NONCE, JOIN_REQUEST, JOIN_ANSWER: an enrolment by ticket; enrolment/join_frames.h
 //
 // HELLO and OPEN of a later version may carry more fields after those above; a reader skips them. A HELLO of version 1
 // ends after the addresses.
@@ -43,12 +44,18 @@ enum class FrameKind : uint8_t {
     STATE = 8,
     REMOVED = 9,
     CERTIFICATE = 10,
+    JOIN_COMMIT = 11,
+    JOIN_NONCE = 12,
+    JOIN_REQUEST = 13,
+    JOIN_ANSWER = 14,
 };
 
 inline constexpr size_t FRAME_HEADER_BYTES = 5;
 inline constexpr size_t MAX_HELLO_BYTES = 8192;
 inline constexpr size_t MAX_OPEN_BYTES = 1024;
 inline constexpr size_t MAX_HELLO_ADDRESSES = 8;
+inline constexpr size_t MAX_JOIN_REQUEST_BYTES = 4096;
+inline constexpr size_t MAX_JOIN_ANSWER_BYTES = 256 * 1024;  // it holds an account's state
 inline constexpr size_t MAX_SESSION_NAME = 255;
 inline constexpr size_t MAX_REMOVED_BYTES = 264;
 inline constexpr size_t MAX_CERTIFICATE_BYTES = 8192;

@@ -238,6 +238,16 @@ void Link::HandshakeDone()
     }
 }
 
+Result<Trust::SecretBytes> Link::ExportSecret(std::string_view label) const
+{
+    Trust::SecretBytes secret{};
+    if (!ssl_ || SSL_export_keying_material(ssl_.get(), secret.data(), secret.size(), label.data(), label.size(),
+                                            nullptr, 0, 0) != 1) {
+        return Fail(ErrorCode::SYSTEM, "the link gives no secret");
+    }
+    return secret;
+}
+
 // --- reading ---
 
 void Link::ResumeReading()

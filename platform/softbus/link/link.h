@@ -13,6 +13,7 @@
 #include <memory>
 #include <set>
 #include <string>
+#include <string_view>
 
 #include "platform/base/clock.h"
 #include "platform/base/nocopyable.h"
@@ -111,6 +112,10 @@ public:
     void Abort();
     // The owner found a frame that breaks the rules: logs one line and ends, telling the owner.
     void Refuse(const std::string& why);
+
+    // 32 secret bytes that both ends of this TLS connection have, and nobody else, under that label (RFC 8446, 7.5).
+    // Once ready.
+    [[nodiscard]] Result<Trust::SecretBytes> ExportSecret(std::string_view label) const;
 
     Role GetRole() const { return role_; }
     Trust::ProvenKey Key() const { return key_; }

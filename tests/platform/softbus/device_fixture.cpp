@@ -172,6 +172,50 @@ Bare::Bare(const std::string& address, const Trust::Identity& identity)
       preamble_(Trust::Preamble::Make(*identity.linkKeys).value()),
       ssl_(context_->NewClient({}))
 {
+    Connect(address);
+}
+
+Bare::Bare(const std::string& address, const Trust::Ticket& ticket)
+    : context_(Trust::TlsContext::MakeForTicket(ticket).value()),
+      preamble_(Trust::Preamble::Make(Trust::TicketKeys(ticket)).value()),
+      ssl_(context_->NewClient({}))
+{
+    Connect(address);
+}
+
+Bare::Bare(UniqueFd accepted, const Trust::Ticket& ticket)
+    : socket_(std::move(accepted)),
+      context_(Trust::TlsContext::MakeForTicket(ticket).value()),
+      preamble_(Trust::Preamble::Make(Trust::TicketKeys(ticket)).value()),
+      ssl_(context_->NewServer())
+{
+    constexpr size_t RECORD_HEADER = 5;
+    const std::string challenge = Trust::Preamble::MakeChallenge().value();
+    EXPECT_TRUE(WriteRaw(challenge));
+    const auto read = [this](size_t bytes) {
+        std::string text(bytes, '\0');
+        EXPECT_EQ(::recv(socket_.Get(), text.data(), bytes, MSG_WAITALL), static_cast<ssize_t>(bytes));
+        return text;
+    };
+    const std::string proof = read(Trust::PROOF_BYTES);
+    std::string message = read(RECORD_HEADER);
+    message += read(static_cast<size_t>(static_cast<uint8_t>(message[3]) << 8 | static_cast<uint8_t>(message[4])));
+    EXPECT_TRUE(preamble_->IsProof(proof, challenge, message));
+    AttachSocket(ssl_.get(), socket_.Get(), message);
+    EXPECT_EQ(SSL_accept(ssl_.get()), 1);
+}
+
+Trust::SecretBytes Bare::ExportSecret(const std::string& label) const
+{
+    Trust::SecretBytes secret{};
+    EXPECT_EQ(
+        SSL_export_keying_material(ssl_.get(), secret.data(), secret.size(), label.data(), label.size(), nullptr, 0, 0),
+        1);
+    return secret;
+}
+
+void Bare::Connect(const std::string& address)
+{
     const HostPort where = ParseHostPort(address).value();
     sockaddr_in to{};
     to.sin_family = AF_INET;

@@ -134,6 +134,10 @@ protected:
 class Bare {
 public:
     Bare(const std::string& address, const Trust::Identity& identity);
+    // The joiner's side of an enrolment by ticket.
+    Bare(const std::string& address, const Trust::Ticket& ticket);
+    // The holder's side, on a connection that was accepted. The challenge and the handshake are made here.
+    Bare(UniqueFd accepted, const Trust::Ticket& ticket);
 
     void TrustAnyServer() { SSL_set_verify(ssl_.get(), SSL_VERIFY_NONE, nullptr); }
     // The 16 bytes that the server sends first; shorter when it sent none.
@@ -159,10 +163,14 @@ public:
     bool WaitForEnd();
     // Whether the other side's kernel has all that was written (tcp(7), SIOCOUTQ).
     bool AllArrived() const;
+    // The secret of this TLS connection under a label.
+    Trust::SecretBytes ExportSecret(const std::string& label) const;
     // Ends the connection without a word of TLS.
     void Crash() { socket_.Reset(); }
 
 private:
+    void Connect(const std::string& address);
+
     UniqueFd socket_;
     const std::string deviceId_;
     std::shared_ptr<Trust::TlsContext> context_;

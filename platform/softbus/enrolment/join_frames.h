@@ -1,0 +1,47 @@
+// The payloads of an enrolment by ticket. The joiner sends JOIN_COMMIT, the holder JOIN_NONCE, the joiner JOIN_REQUEST;
+// a person compares the numbers that both devices show; the holder sends JOIN_ANSWER. Notation: link/frame.h. Pure
+// functions; any thread. The conversation: docs/enrolment.md.
+//
+//   JOIN_COMMIT   32 bytes: SHA-256 of the payload of the JOIN_REQUEST that will follow
+//   JOIN_NONCE    32 random bytes | text name of the holder | text name of its account
+//   JOIN_REQUEST  32 random bytes | u16 device type | i64 the joiner's clock, milliseconds since 1970, UTC
+//                 | the rest: PKCS#10 in DER
+//   JOIN_ANSWER   i32 result (JoinFailure; 0: admitted) | the rest: the answer in PEM when it is 0, a free name for
+//                 NAME_TAKEN, else a phrase for a person
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "platform/base/result.h"
+#include "platform/softbus/enrolment/join_attempt.h"
+
+namespace Vexo::SoftBus {
+
+struct JoinNonce {
+    std::string nonce;  // Trust::JOIN_NONCE_BYTES
+    std::string holderName;
+    std::string account;
+};
+std::string EncodeJoinNonce(const JoinNonce& nonce);
+[[nodiscard]] Result<JoinNonce> DecodeJoinNonce(std::string_view payload);
+
+struct JoinRequest {
+    std::string nonce;  // Trust::JOIN_NONCE_BYTES
+    uint16_t deviceType = 0;
+    int64_t clockMs = 0;
+    std::string requestDer;
+};
+std::string EncodeJoinRequest(const JoinRequest& request);
+[[nodiscard]] Result<JoinRequest> DecodeJoinRequest(std::string_view payload);
+
+struct JoinAnswer {
+    JoinFailure result = JoinFailure::NONE;
+    std::string text;
+};
+std::string EncodeJoinAnswer(const JoinAnswer& answer);
+// A result that no holder sends becomes REFUSED.
+[[nodiscard]] Result<JoinAnswer> DecodeJoinAnswer(std::string_view payload);
+
+}  // namespace Vexo::SoftBus

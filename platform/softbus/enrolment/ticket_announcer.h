@@ -1,0 +1,47 @@
+// TicketAnnouncer: announces the holder under the keys of a ticket, on channels of its own beside those of the soft
+// bus, and hears nobody. Starting and ending channels blocks, so it runs on a strand. Any thread; only Drain blocks.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/base/nocopyable.h"
+#include "platform/softbus/discovery/announcement_channel.h"
+#include "platform/tasks/elastic_pool.h"
+#include "platform/trust/announcement_tokens.h"
+
+namespace Vexo::SoftBus {
+
+using Channels = std::vector<std::unique_ptr<AnnouncementChannel>>;
+
+class TicketAnnouncer : public std::enable_shared_from_this<TicketAnnouncer>, public NoCopyable {
+public:
+    using Tokens = std::map<std::string, std::shared_ptr<const Trust::AnnouncementTokens>>;  // by transport
+
+    // make: called once, on the strand. networkId: this device's.
+    TicketAnnouncer(std::function<Channels()> make, Tokens tokens, std::string networkId)
+        : make_(std::move(make)), tokens_(std::move(tokens)), networkId_(std::move(networkId))
+    {
+    }
+
+    void Start();
+    // Announces the token of the period that has begun.
+    void Announce();
+    void Withdraw();
+    // Blocks until everything before has been done. Not from a callback of the soft bus.
+    void Drain() { strand_.Drain(); }
+
+private:
+    std::string Token(const AnnouncementChannel& channel) const;
+
+    const std::function<Channels()> make_;
+    const Tokens tokens_;
+    const std::string networkId_;
+    Channels channels_;  // on the strand
+    Tasks::Strand strand_;
+};
+
+}  // namespace Vexo::SoftBus

@@ -1,0 +1,108 @@
+// TicketHolder: one ticket on the device that made it, for TICKET_MEMORY: who asks to join by it, what the person says,
+// what a joiner is answered. Status, Answer and Close on any thread; the rest on the reactor thread. No call blocks.
+// Next: invitations.h (all tickets of a soft bus), conversation.h (one joiner's link), docs/enrolment.md.
+#pragma once
+
+#include <asio/io_context.hpp>
+#include <memory>
+#include <set>
+#include <string>
+#include <string_view>
+
+#include "platform/base/mutex.h"
+#include "platform/base/nocopyable.h"
+#include "platform/softbus/enrolment/invitation.h"
+#include "platform/softbus/enrolment/join_frames.h"
+#include "platform/softbus/enrolment/ticket_announcer.h"
+#include "platform/softbus/link/link.h"
+#include "platform/tasks/timers.h"
+#include "platform/trust/ticket.h"
+
+namespace Vexo::SoftBus {
+
+// Conversations of one ticket in which the holder has shown its nonce. Each lets somebody who stands between the two
+// devices draw one number, and see whether it is the one that the joiner shows; a person joins in one or two.
+inline constexpr int MAX_JOIN_TRIES = 20;
+// Links under one ticket at a time.
+inline constexpr size_t MAX_JOIN_LINKS = 8;
+inline constexpr std::chrono::hours MAX_JOIN_CLOCK_DIFFERENCE{24};
+
+class TicketHolder : public std::enable_shared_from_this<TicketHolder>, public NoCopyable {
+public:
+    struct Setup {
+        Trust::Ticket ticket;
+        std::string holderName;
+        std::string account;
+        std::shared_ptr<asio::io_context> reactor;
+        std::shared_ptr<TicketAnnouncer> announcer;
+    };
+
+    // timers outlives it. The error says what of OpenSSL failed.
+    [[nodiscard]] static Result<std::shared_ptr<TicketHolder>> Make(Setup setup, InvitationOptions options,
+                                                                    Tasks::Timers& timers);
+
+    InvitationStatus Status() const EXCLUDES(mutex_);
+    Result<void> Answer(const std::string& networkId, bool admit) EXCLUDES(mutex_);
+    void Close() EXCLUDES(mutex_);
+    // WAITING or ASKING, and not closed. Any thread.
+    bool IsOpen() const EXCLUDES(mutex_);
+    TicketAnnouncer& Announcer() { return *setup_.announcer; }
+
+    bool IsProof(std::string_view proof, std::string_view challenge, std::string_view firstMessage) const;
+    // A stream whose peer has proved this ticket.
+    void Accept(Stream stream, const std::string& firstMessage);
+    // Ends all links. Nothing is called back from now on.
+    void Stop() EXCLUDES(mutex_);
+
+private:
+    class Talk;
+    friend class Talk;
+    using TalkPtr = std::shared_ptr<Talk>;
+
+    TicketHolder(Setup setup, InvitationOptions options, Tasks::Timers& timers);
+
+    void StartTimers();
+    template <typename WorkOnReactor>
+    void Post(WorkOnReactor work) EXCLUDES(mutex_);
+    // Changes the status, and reports it.
+    template <typename Change>
+    void Update(Change change) EXCLUDES(mutex_);
+    void End(JoinFailure result, const std::string& why);
+    bool HasEnded() const EXCLUDES(mutex_);  // ADMITTED or ENDED
+
+    // Why a joiner with that key is turned away at once; key is empty before it is known.
+    std::optional<JoinAnswer> RefusalOf(const std::string& key) const EXCLUDES(mutex_);
+    void OnCommit(const TalkPtr& talk);
+    void OnRequest(const TalkPtr& talk);
+    void Ask(const TalkPtr& talk);
+    void Admit(const TalkPtr& talk);
+    void OnAdmitted(const TalkPtr& talk, const Result<std::string>& answer, const std::string& freeName);
+    void EndIfDue();
+    void OnGone(const TalkPtr& talk, const std::string& why);
+    void Refuse(const TalkPtr& talk, JoinFailure result, const std::string& text);
+
+    const Setup setup_;
+    const InvitationOptions options_;
+    Tasks::Timers& timers_;
+    const SteadyTime expires_;  // BootNow
+    Link::Setup linkSetup_;     // constant after Make
+
+    // On the reactor.
+    std::set<TalkPtr> talks_;
+    TalkPtr asking_;  // waits for the person, or for Admit
+    bool isAdmitting_ = false;
+    std::string admittedKey_;  // the network id of the joiner that became a member
+    int tries_ = 0;
+    bool isForgotten_ = false;
+
+    mutable Mutex mutex_;
+    InvitationStatus status_ GUARDED_BY(mutex_);
+    bool isAnswered_ GUARDED_BY(mutex_) = false;
+    bool isClosed_ GUARDED_BY(mutex_) = false;  // the person wants no (further) joiner
+    bool isStopped_ GUARDED_BY(mutex_) = false;
+    Tasks::Timer expiry_;
+    Tasks::Timer end_;
+    Tasks::Strand strand_;  // of the callbacks
+};
+
+}  // namespace Vexo::SoftBus
