@@ -329,7 +329,7 @@ void TicketHolder::OnRequest(const TalkPtr& talk)
         talk->Answer(refusal->result, refusal->text);
         return;
     }
-    if (asking_ && (isAdmitting_ || asking_->Who().networkId != key)) {
+    if (asking_ && asking_->Who().networkId != key) {
         talk->Answer(JoinFailure::BUSY, "another device asks to join right now");
         return;
     }
@@ -358,6 +358,9 @@ void TicketHolder::Ask(const TalkPtr& talk)
         talks_.erase(before);  // the same device, whose link has broken
         before->Abort();
     }
+    if (isAdmitting_) {
+        return;  // it gets the answer that is being made
+    }
     if (!admittedKey_.empty()) {
         Admit(talk);
         return;
@@ -385,19 +388,18 @@ void TicketHolder::Admit(const TalkPtr& talk)
         const bool isTaken = !answer && answer.error().code == ErrorCode::ALREADY_EXISTS;
         std::string freeName =
             isTaken && self->options_.suggestName ? self->options_.suggestName(talk->Who().name) : "";
-        self->Post([self, talk, answer = std::move(answer), freeName = std::move(freeName)] {
-            self->OnAdmitted(talk, answer, freeName);
-        });
+        self->Post(
+            [self, answer = std::move(answer), freeName = std::move(freeName)] { self->OnAdmitted(answer, freeName); });
     });
     if (!isPosted) {
-        OnAdmitted(talk, Fail(ErrorCode::SYSTEM, "this device has no thread for it"), "");
+        OnAdmitted(Fail(ErrorCode::SYSTEM, "this device has no thread for it"), "");
     }
 }
 
-void TicketHolder::OnAdmitted(const TalkPtr& talk, const Result<std::string>& answer, const std::string& freeName)
+void TicketHolder::OnAdmitted(const Result<std::string>& answer, const std::string& freeName)
 {
     isAdmitting_ = false;
-    asking_.reset();
+    const TalkPtr talk = std::exchange(asking_, nullptr);
     if (answer) {
         talk->Answer(JoinFailure::NONE, answer.value());
         if (std::exchange(admittedKey_, talk->Who().networkId).empty()) {

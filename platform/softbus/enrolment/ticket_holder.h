@@ -76,7 +76,7 @@ private:
     void OnRequest(const TalkPtr& talk);
     void Ask(const TalkPtr& talk);
     void Admit(const TalkPtr& talk);
-    void OnAdmitted(const TalkPtr& talk, const Result<std::string>& answer, const std::string& freeName);
+    void OnAdmitted(const Result<std::string>& answer, const std::string& freeName);
     void EndIfDue();
     void OnGone(const TalkPtr& talk, const std::string& why);
     void Refuse(const TalkPtr& talk, JoinFailure result, const std::string& text);

@@ -393,7 +393,6 @@ TEST_F(EnrolmentTest, AfterAJoinerIsCutOffTheSameTicketStillAdmitsIt)
                 EXPECT_TRUE(Eventually([&] { return admissions == 1; }));
             }
         }
-        gate.Open();
         if (step == Step::ASKED) {
             EXPECT_NE(WaitFor(InvitationPhase::WAITING).why.find(name + " went away before"), std::string::npos);
         }
@@ -401,6 +400,8 @@ TEST_F(EnrolmentTest, AfterAJoinerIsCutOffTheSameTicketStillAdmitsIt)
         if (step != Step::CONFIRMED) {
             Confirm();
         }
+        WaitFor(attempt, JoinPhase::CONFIRMING);
+        gate.Open();
         WaitFor(attempt, JoinPhase::DONE);
         EXPECT_EQ(WaitFor(InvitationPhase::ADMITTED).joiner.name, name);
         attempts.clear();
