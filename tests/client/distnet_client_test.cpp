@@ -4,45 +4,20 @@
 
 #include <gtest/gtest.h>
 
-#include <atomic>
-
-#include "platform/ipc/ipc_server.h"
-#include "platform/ipc/ipc_types.h"
-#include "tests/support/temp_folder.h"
+#include "tests/platform/ipc/ipc_test_server.h"
 
 namespace Vexo::Client {
 namespace {
 
-using Script = std::function<int32_t(const Ipc::IpcHeader&, MessageParcel&, MessageParcel&)>;
-
-class ClientTest : public testing::Test {
+class ClientTest : public Ipc::IpcTestServer {
 protected:
-    void Serve(Script script)
-    {
-        Ipc::IpcServerOptions options;
-        options.socketPath = Socket();
-        auto server = Ipc::IpcServer::Start(
-            options,
-            [](const PeerCredentials& peer) {
-                return CallerIdentity{peer.pid, peer.uid, 1, 1};
-            },
-            std::move(script));
-        ASSERT_TRUE(server) << server.error().message;
-        server_ = std::move(server.value());
-    }
-
-    std::unique_ptr<DistNetClient> Connect()
+    std::unique_ptr<DistNetClient> ConnectClient() const
     {
         CallResult result;
-        auto client = DistNetClient::Connect(Socket(), result);
+        auto client = DistNetClient::Connect(options_.socketPath, result);
         EXPECT_NE(client, nullptr) << result.message;
         return client;
     }
-
-    std::string Socket() const { return (folder_.Path() / "ipc.sock").string(); }
-
-    const Tests::TempFolder folder_;
-    std::unique_ptr<Ipc::IpcServer> server_;
 };
 
 TEST_F(ClientTest, EachReplyHasItsCallStatusAndDamagedOnesLeaveNothing)
@@ -75,7 +50,7 @@ TEST_F(ClientTest, EachReplyHasItsCallStatusAndDamagedOnesLeaveNothing)
         EXPECT_TRUE(row.load()->write(reply));
         return row.load()->status;
     });
-    const auto client = Connect();
+    const auto client = ConnectClient();
     for (const Row& next : table) {
         SCOPED_TRACE(next.name);
         row = &next;
@@ -94,7 +69,7 @@ TEST_F(ClientTest, DamagedAnswerIsNamedAndIgnored)
         return reply.WriteInt32(0) && reply.WriteString(R"({"devices":[{"name":"phone"}]})") ? 0 : -1;
     });
     std::vector<Host::KnownDevice> devices;
-    const CallResult result = Connect()->GetDevices(devices);
+    const CallResult result = ConnectClient()->GetDevices(devices);
     EXPECT_EQ(result.status, CallStatus::BAD_ANSWER);
     EXPECT_NE(result.message.find("devices[0].type is missing"), std::string::npos) << result.message;
     EXPECT_TRUE(devices.empty());
