@@ -71,12 +71,7 @@ protected:
                 }
             }));
     }
-    template <typename... Arguments>
-    void Do(const std::string& method, const Arguments&... arguments)
-    {
-        const Result<void> done = machine.Bus().Call(TEST_CONTROL, method, BUS_CALL_LIMIT, arguments...);
-        ASSERT_TRUE(done) << done.error().message << machine.Output("bluez");
-    }
+    void Do(const std::string& method, const auto&... arguments) { machine.Call(TEST_CONTROL, method, arguments...); }
     void SetPowered(bool isPowered, const std::string& powerState)
     {
         Do("Change", std::string("hci0"),

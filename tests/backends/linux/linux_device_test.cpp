@@ -61,13 +61,6 @@ protected:
         EXPECT_EQ(Telephony::CellularDataClient::GetInstance().IsCellularDataEnabled(isOn), 0);
         return isOn;
     }
-    // Calls a mock's own method, whatever it returns.
-    template <typename... Arguments>
-    void Mock(const char* service, const std::string& path, const std::string& method, const Arguments&... arguments)
-    {
-        const Result<void> called = machine_.Bus().Call({service, path, MOCK}, method, BUS_CALL_LIMIT, arguments...);
-        EXPECT_TRUE(called) << called.error().message;
-    }
     void Set(const BusObject& object, const std::string& property, const sdbus::Variant& value)
     {
         const Result<void> set = machine_.Bus().SetProperty(object, property, value);
@@ -124,10 +117,11 @@ TEST_F(LinuxDeviceTest, TellsTheScreenByLidLockAndIdleness)
     machine_.StartMock("upower", UPOWER);
     const BusObject manager{LOGIND, "/org/freedesktop/login1", "org.freedesktop.login1.Manager"};
     const BusObject session{LOGIND, "/org/freedesktop/login1/session/c1", "org.freedesktop.login1.Session"};
-    Mock(LOGIND, manager.path, "AddProperty", manager.interface, std::string("LidClosed"), sdbus::Variant(false));
-    Mock(LOGIND, manager.path, "AddProperty", manager.interface, std::string("Docked"), sdbus::Variant(false));
-    Mock(LOGIND, manager.path, "AddSession", std::string("c1"), std::string("seat0"), uint32_t{1000},
-         std::string("user"), true);
+    const BusObject mock{LOGIND, manager.path, MOCK};
+    machine_.Call(mock, "AddProperty", manager.interface, std::string("LidClosed"), sdbus::Variant(false));
+    machine_.Call(mock, "AddProperty", manager.interface, std::string("Docked"), sdbus::Variant(false));
+    machine_.Call(mock, "AddSession", std::string("c1"), std::string("seat0"), uint32_t{1000}, std::string("user"),
+                  true);
     StartDevice();
     const auto events = Tests::RecordingSubscriber::To(
         {CommonEventSupport::COMMON_EVENT_SCREEN_ON, CommonEventSupport::COMMON_EVENT_SCREEN_OFF});
@@ -191,10 +185,9 @@ TEST_F(LinuxDeviceTest, ALowBatteryIsToldOnceAlsoAfterARestartOfTheBusAndClosesT
 TEST_F(LinuxDeviceTest, TellsConnectivityByKindOfNetworkAndLeavesAnOwnHotspotOut)
 {
     machine_.StartMock("networkmanager", NETWORK_MANAGER_NAME);
-    Mock(NETWORK_MANAGER_NAME, "/org/freedesktop", "AddEthernetDevice", std::string("wired"), std::string("eth0"),
-         int32_t{30});
-    Mock(NETWORK_MANAGER_NAME, "/org/freedesktop", "AddWiFiDevice", std::string("radio"), std::string("wlan0"),
-         int32_t{30});
+    const BusObject mock{NETWORK_MANAGER_NAME, "/org/freedesktop", MOCK};
+    machine_.Call(mock, "AddEthernetDevice", std::string("wired"), std::string("eth0"), int32_t{30});
+    machine_.Call(mock, "AddWiFiDevice", std::string("radio"), std::string("wlan0"), int32_t{30});
     StartDevice();
     const auto events = Tests::RecordingSubscriber::To({CommonEventSupport::COMMON_EVENT_CONNECTIVITY_CHANGE});
     ASSERT_TRUE(EventFwk::CommonEventManager::SubscribeCommonEvent(events));
@@ -207,12 +200,12 @@ TEST_F(LinuxDeviceTest, TellsConnectivityByKindOfNetworkAndLeavesAnOwnHotspotOut
     const std::string devices = "/org/freedesktop/NetworkManager/Devices/";
     const sdbus::ObjectPath connection("/org/freedesktop/NetworkManager/ActiveConnection/0");
 
-    Mock(NETWORK_MANAGER_NAME, "/org/freedesktop", "SetDeviceActive", sdbus::ObjectPath(devices + "wired"), connection);
+    machine_.Call(mock, "SetDeviceActive", sdbus::ObjectPath(devices + "wired"), connection);
     EXPECT_THAT(events->WaitFor(1), ElementsAre(line(NetType::ETHERNET, NetConnState::CONNECTED)));
     Set({NETWORK_MANAGER_NAME, devices + "radio", "org.freedesktop.NetworkManager.Device.Wireless"}, "Mode",
         sdbus::Variant(uint32_t{3}));
-    Mock(NETWORK_MANAGER_NAME, "/org/freedesktop", "SetDeviceActive", sdbus::ObjectPath(devices + "radio"), connection);
-    Mock(NETWORK_MANAGER_NAME, "/org/freedesktop", "SetDeviceDisconnected", sdbus::ObjectPath(devices + "wired"));
+    machine_.Call(mock, "SetDeviceActive", sdbus::ObjectPath(devices + "radio"), connection);
+    machine_.Call(mock, "SetDeviceDisconnected", sdbus::ObjectPath(devices + "wired"));
     EXPECT_THAT(events->WaitFor(2), ElementsAre(line(NetType::ETHERNET, NetConnState::CONNECTED),
                                                 line(NetType::ETHERNET, NetConnState::DISCONNECTED)));
     machine_.End("networkmanager");

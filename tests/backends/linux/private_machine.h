@@ -37,6 +37,12 @@ public:
     const std::filesystem::path& Folder() const { return folder_.Path(); }
     // A connection of the test's own.
     Linux::Bus& Bus() { return *bus_; }
+    // A call that must succeed, whatever it returns.
+    void Call(const Linux::BusObject& object, const std::string& method, const auto&... arguments)
+    {
+        const Result<void> called = bus_->Call(object, method, Linux::BUS_CALL_LIMIT, arguments...);
+        ASSERT_TRUE(called) << method << ": " << called.error().message;
+    }
 
     void StartBus()
     {
@@ -64,10 +70,8 @@ public:
         const std::string socket = "abstract:distnet-" + std::to_string(getpid()) + "-" + name;
         Start(name, {"/usr/bin/python3", SCRIPTED_MODEM, socket, sim});
         ASSERT_TRUE(EndToEnd::Eventually([&] { return Output(name).starts_with("listening"); })) << Output(name);
-        const Result<void> added = bus_->Call(
-            {"org.freedesktop.ModemManager1", "/org/freedesktop/ModemManager1", "org.freedesktop.ModemManager1.Test"},
-            "SetProfile", Linux::BUS_CALL_LIMIT, name, std::string("generic"), std::vector<std::string>{socket});
-        ASSERT_TRUE(added) << added.error().message;
+        Call({"org.freedesktop.ModemManager1", "/org/freedesktop/ModemManager1", "org.freedesktop.ModemManager1.Test"},
+             "SetProfile", name, std::string("generic"), std::vector<std::string>{socket});
     }
     void End(const std::string& name)
     {
