@@ -21,6 +21,55 @@ using std::chrono::milliseconds;
 using testing::HasSubstr;
 using Tests::Eventually;
 
+constexpr int32_t INTERFACE = 2;
+constexpr uint32_t UNIQUE = 1;
+constexpr uint32_t NO_PROBE = 2;
+constexpr uint32_t NO_REVERSE = 16;
+constexpr uint16_t PORT = 4711;
+
+// Has the Avahi at that address publish what no device of the account would. Ends with the object.
+class Stranger {
+public:
+    explicit Stranger(const std::string& address) : bus_(Bus::Open(address)) {}
+
+    // A service of the type at any address.
+    void Publish(const std::string& instance, const std::string& address)
+    {
+        const std::string host = instance.substr(instance.size() - 8) + ".local";
+        NewGroup();
+        Call("AddAddress", INTERFACE, AVAHI_PROTOCOL_IPV4, NO_REVERSE, host, address);
+        Call("AddService", INTERFACE, AVAHI_PROTOCOL_IPV4, uint32_t{0}, instance, std::string(DNS_SD_TYPE),
+             std::string(DNS_SD_DOMAIN), host, PORT, std::vector<std::vector<uint8_t>>());
+        Call("Commit");
+    }
+    // A service record of that name, without asking whether it is free.
+    void Take(const std::string& instance)
+    {
+        const std::string target("\5thief\5local\0", 13);
+        std::vector<uint8_t> record{0, 0, 0, 0, PORT >> 8U, PORT & 0xffU};  // RFC 2782
+        record.insert(record.end(), target.begin(), target.end());
+        NewGroup();
+        Call("AddRecord", INTERFACE, AVAHI_PROTOCOL_IPV4, UNIQUE | NO_PROBE,
+             instance + "." + DNS_SD_TYPE + "." + DNS_SD_DOMAIN, uint16_t{1}, uint16_t{33}, uint32_t{120}, record);
+        Call("Commit");
+    }
+
+private:
+    void NewGroup()
+    {
+        const auto made = bus_->Call<sdbus::ObjectPath>(AVAHI_SERVER, "EntryGroupNew", BUS_CALL_LIMIT);
+        group_ = {AVAHI, made.value_or(sdbus::ObjectPath("/")), AVAHI_ENTRY_GROUP};
+    }
+    void Call(const std::string& method, const auto&... arguments)
+    {
+        const Result<void> done = bus_->Call(group_, method, BUS_CALL_LIMIT, arguments...);
+        EXPECT_TRUE(done) << method << ": " << done.error().message;
+    }
+
+    const std::shared_ptr<Bus> bus_;
+    BusObject group_;
+};
+
 class DnsSdTest : public testing::Test {
 protected:
     void SetUp() override
@@ -111,14 +160,14 @@ TEST_F(DnsSdTest, ComesBackAfterRestartsAndWithdrawsFromAnAvahiThatHangs)
 
 TEST_F(DnsSdTest, IgnoresStrangersAndAddressesOffTheLinkAndTakesAnotherNameWhenItsOwnIsTaken)
 {
-    world_.StartSide("a", "stranger", "none", "none");
+    Stranger stranger(world_.Address("a"));
     for (int i = 100; i < 200; ++i) {
-        world_.Command("stranger", "publish printer-" + std::to_string(10'000'000 + i) + " 192.0.2.1");
+        stranger.Publish("printer-" + std::to_string(10'000'000 + i), "192.0.2.1");
     }
-    world_.Command("stranger", "publish 6f75727346414b45-00000001 203.0.113.9");
-    world_.Command("stranger", "publish 7374726167676c65-00000002 192.0.2.1");
+    stranger.Publish("6f75727346414b45-00000001", "203.0.113.9");
+    stranger.Publish("7374726167676c65-00000002", "192.0.2.1");
     world_.StartSide("b", "phone", "0.0.0.0:40118", "oursBBBB");
-    EXPECT_TRUE(HasSaid("phone", "not on its interface's link")) << world_.Output("stranger");
+    EXPECT_TRUE(HasSaid("phone", "not on its interface's link")) << world_.Output("phone");
     world_.StartSide("a", "laptop", "0.0.0.0:40117", "oursAAAA");
     std::cout << "found among strangers after " << world_.AwaitKnown("phone", {"oursAAAA 192.0.2.1:40117"}).count()
               << " ms\n";
@@ -128,15 +177,14 @@ TEST_F(DnsSdTest, IgnoresStrangersAndAddressesOffTheLinkAndTakesAnotherNameWhenI
 
     world_.AwaitKnown("laptop", {"oursBBBB 192.0.2.2:40118"});
     const std::string taken = InstanceAt("laptop");
-    world_.Command("stranger", "take " + taken);
+    stranger.Take(taken);
     EXPECT_TRUE(Eventually([&] {
         const auto known = world_.Known("laptop");
         return std::any_of(known.begin(), known.end(), [&](const auto& one) { return !one.first.starts_with(taken); });
-    })) << world_.Output("laptop")
-        << world_.Output("stranger");
+    })) << world_.Output("laptop");
 
     for (int i = 10; i < 30; ++i) {
-        world_.Command("stranger", "publish 6f757273434f5059-200000" + std::to_string(i) + " 192.0.2.1");
+        stranger.Publish("6f757273434f5059-200000" + std::to_string(i), "192.0.2.1");
     }
     world_.Command("laptop", "announce oursNEW2");
     std::vector<std::string> known(4, "oursCOPY 192.0.2.1:4711");  // so many names of one token are kept

@@ -64,6 +64,8 @@ public:
         return {};
     }
 
+    // Of the machine's bus.
+    std::string Address(const std::string& machine) const { return "unix:path=" + File(machine + ".bus"); }
     // Runs shell words on a machine to their end.
     void In(const std::string& machine, const std::string& words)
     {
@@ -112,7 +114,7 @@ public:
         }
         return fewest;
     }
-    // A device of that name on a machine. token: "none" with listening "none".
+    // A device of that name on a machine.
     void StartSide(const std::string& machine, const std::string& name, const std::string& listening,
                    const std::string& token)
     {
@@ -164,7 +166,6 @@ public:
 
 private:
     std::string File(const std::string& name) const { return (folder_.Path() / name).string(); }
-    std::string Address(const std::string& machine) const { return "unix:path=" + File(machine + ".bus"); }
     static Words With(Words words, const Words& more)
     {
         words.insert(words.end(), more.begin(), more.end());
