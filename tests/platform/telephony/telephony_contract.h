@@ -1,11 +1,9 @@
-// The contract suite of ICoreService and ICellularData: what every backend's modems promise. A backend's test derives
-// from TelephonyWorld and instantiates TelephonyContract with a function that makes its world.
+// The contract of ICoreService and ICellularData: what every backend's modems promise. A backend's test derives from
+// TelephonyWorld and hands its world to ExpectTelephonyContract.
 #pragma once
 
 #include <gtest/gtest.h>
 
-#include <functional>
-#include <memory>
 #include <thread>
 #include <utility>
 
@@ -24,12 +22,10 @@ public:
     virtual void SetRadio(bool isOn) = 0;
 };
 
-class TelephonyContract : public testing::TestWithParam<std::function<std::unique_ptr<TelephonyWorld>()>> {};
-
-TEST_P(TelephonyContract, AnswersForEachSlotAndForARadioOnceFromAnotherThread)
+// Each slot and the radio are answered for, the radio once and from another thread.
+inline void ExpectTelephonyContract(TelephonyWorld& world)
 {
-    const std::unique_ptr<TelephonyWorld> world = GetParam()();
-    const auto core = world->Core();
+    const auto core = world.Core();
     auto sim = Telephony::SimState::UNKNOWN;
     EXPECT_EQ(core->GetSimState(0, sim), Telephony::TELEPHONY_OK);
     EXPECT_EQ(sim, Telephony::SimState::LOADED);
@@ -41,12 +37,12 @@ TEST_P(TelephonyContract, AnswersForEachSlotAndForARadioOnceFromAnotherThread)
     }
     EXPECT_EQ(core->GetRadioState(0, nullptr), Telephony::TELEPHONY_INVALID_ARGUMENT);
     bool isDataOn = true;
-    EXPECT_EQ(world->Data()->IsCellularDataEnabled(isDataOn), Telephony::TELEPHONY_OK);
+    EXPECT_EQ(world.Data()->IsCellularDataEnabled(isDataOn), Telephony::TELEPHONY_OK);
     EXPECT_FALSE(isDataOn);
 
     sptr<RadioAnswer> before;
     for (const bool isOn : {false, true, false}) {
-        world->SetRadio(isOn);
+        world.SetRadio(isOn);
         const auto answer = MakeSptr<RadioAnswer>();
         ASSERT_EQ(core->GetRadioState(0, answer), Telephony::TELEPHONY_OK);
         EXPECT_EQ(answer->answer.get_future().get(), std::make_pair(isOn, int32_t{Telephony::TELEPHONY_OK}));

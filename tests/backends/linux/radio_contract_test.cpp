@@ -1,6 +1,9 @@
+// NetworkManager and ModemManager as backends keep the contracts of the radios.
 #include <array>
 
+#include "backends/linux/telephony.h"
 #include "tests/backends/linux/wifi_world.h"
+#include "tests/platform/telephony/telephony_contract.h"
 #include "tests/platform/wifi/wifi_contract.h"
 
 namespace Vexo::Tests {
@@ -44,6 +47,39 @@ private:
 INSTANTIATE_TEST_SUITE_P(NetworkManager, WifiContract, testing::Values([]() -> std::unique_ptr<WifiWorld> {
                              return std::make_unique<NetworkManagerWorld>();
                          }));
+
+class LinuxTelephonyWorld : public TelephonyWorld {
+public:
+    LinuxTelephonyWorld()
+    {
+        machine_.StartModemManager();
+        machine_.AddModem("a", "READY");
+        EXPECT_TRUE(
+            EndToEnd::Eventually([this] { return modems_->Get().slots[0].sim == Telephony::SimState::LOADED; }));
+    }
+    ~LinuxTelephonyWorld() override { modems_->Stop(); }
+    sptr<Telephony::ICoreService> Core() override { return core_; }
+    sptr<Telephony::ICellularData> Data() override { return MakeSptr<Linux::LinuxCellularData>(modems_); }
+    void SetRadio(bool isOn) override
+    {
+        const Result<void> set = machine_.Bus().Call(
+            {"org.freedesktop.ModemManager1", modems_->Get().slots[0].modem, Linux::MODEM_INTERFACE}, "Enable",
+            EndToEnd::PATIENCE, isOn);
+        EXPECT_TRUE(set) << set.error().message;
+    }
+
+private:
+    PrivateMachine machine_;
+    const std::shared_ptr<Linux::Modems> modems_ =
+        std::make_shared<Linux::Modems>(Linux::Bus::Open(machine_.Address()), [](const Linux::Presence&) {});
+    const sptr<Linux::LinuxCoreService> core_ = MakeSptr<Linux::LinuxCoreService>(modems_);
+};
+
+TEST(TelephonyContract, IsKept)
+{
+    LinuxTelephonyWorld world;
+    ExpectTelephonyContract(world);
+}
 
 }  // namespace
 }  // namespace Vexo::Tests

@@ -1,9 +1,10 @@
-#include "tests/platform/wifi/wifi_contract.h"
-
+// The simulated device keeps the contracts of the radios.
 #include <array>
 
 #include "platform/base/utf8.h"
 #include "tests/backends/simulated/simulated_world.h"
+#include "tests/platform/telephony/telephony_contract.h"
+#include "tests/platform/wifi/wifi_contract.h"
 
 namespace Vexo::Tests {
 namespace {
@@ -45,6 +46,33 @@ private:
 INSTANTIATE_TEST_SUITE_P(Simulated, WifiContract, testing::Values([]() -> std::unique_ptr<WifiWorld> {
                              return std::make_unique<SimulatedWifiWorld>();
                          }));
+
+class SimulatedTelephonyWorld : public TelephonyWorld {
+public:
+    sptr<Telephony::ICoreService> Core() override { return device_.Core(); }
+    sptr<Telephony::ICellularData> Data() override { return device_.Data(); }
+    void SetRadio(bool isOn) override
+    {
+        const bool isNews = std::exchange(isOn_, isOn) != isOn;
+        device_.Set({std::string("radio.0=") + (isOn ? "on" : "off")});
+        EXPECT_TRUE(!isNews || log_.WaitFor(std::string("radio.0: ") + (isOn ? "on" : "off")));
+    }
+
+private:
+    const TempFolder folder_;
+    const LogCapture log_;
+    bool isOn_ = false;
+    TestDevice device_{folder_.Path(),
+                       "phone",
+                       "7f3a11",
+                       {"sims.0.state=loaded", "sims.1.state=not_present", "radio.0=off", "cellular_data=false"}};
+};
+
+TEST(TelephonyContract, IsKept)
+{
+    SimulatedTelephonyWorld world;
+    ExpectTelephonyContract(world);
+}
 
 }  // namespace
 }  // namespace Vexo::Tests
