@@ -24,14 +24,6 @@ bool Reads(MessageParcel& parcel)
     return readInto(Read);
 }
 
-TEST(ParcelTest, TextsHaveLengthTerminatorAndPadding)
-{
-    MessageParcel parcel;
-    ASSERT_TRUE(parcel.WriteString("abcd") && parcel.WriteString16(u"z"));
-    const Bytes expected{4, 0, 0, 0, 'a', 'b', 'c', 'd', 0, 0, 0, 0, 1, 0, 0, 0, 'z', 0, 0, 0};
-    EXPECT_EQ(Bytes(parcel.GetData(), parcel.GetData() + parcel.GetDataSize()), expected);
-}
-
 TEST(ParcelTest, DamagedBytesAreRefusedAndThePositionStays)
 {
     const struct {
