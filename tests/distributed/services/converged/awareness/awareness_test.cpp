@@ -1,4 +1,5 @@
-// The source that common events feed: registration, masks, current states and events.
+// The awareness subsystem: its front, and the source that common events feed (registration, masks, current states and
+// events).
 #include "distributed/services/converged/awareness/awareness_services.h"
 
 #include <gmock/gmock.h>
@@ -6,20 +7,22 @@
 #include <atomic>
 #include <future>
 
+#include "distributed/services/converged/awareness/awareness_center_manager.h"
 #include "distributed/services/utils/ffrt_utils.h"
 #include "platform/events/common_event_server.h"
 #include "platform/events/common_event_support.h"
-#include "tests/distributed/services/converged/awareness/recording_listener.h"
-#include "tests/support/eventually.h"
 #include "tests/support/fake_ability_manager.h"
+#include "tests/support/log_capture.h"
 
 namespace Vexo::Tests {
 namespace {
 
 using EventFwk::CommonEventData;
+using EventFwk::CommonEventManager;
 using EventFwk::CommonEventSubscriber;
 using EventFwk::CommonEventSupport;
 using EventFwk::Want;
+using NetManagerStandard::AwarenessCenterManager;
 using NetManagerStandard::FFRTUtils;
 using NetManagerStandard::NetInfo;
 using NetManagerStandard::SystemAwareness;
@@ -39,6 +42,20 @@ CommonEventData Connectivity(int32_t netType, int32_t connState)
     Want want = Event(CommonEventSupport::COMMON_EVENT_CONNECTIVITY_CHANGE).GetWant();
     return CommonEventData(want.SetParam(CommonEventSupport::NET_TYPE_PARAMETER, netType), connState);
 }
+
+// A trail of what it is told, one word and its numbers a call. Any thread.
+class RecordingListener : public NetManagerStandard::AwarenessCenterCallback, public Trail<std::string> {
+public:
+    void OnScreenStateChanged(bool isScreenOn, std::shared_ptr<AppExecFwk::EventRunner>) override
+    {
+        Add(isScreenOn ? "screen on" : "screen off");
+    }
+    void OnConnectivityChanged(int netType, int connState) override
+    {
+        Add("net " + std::to_string(netType) + " " + std::to_string(connState));
+    }
+    void OnBatteryLowChanged(bool isLow) override { Add(isLow ? "battery low" : "battery fine"); }
+};
 
 // Keeps the subscriber, and does as told.
 class EventService : public IPCObjectStub, public EventFwk::ICommonEventService {
@@ -158,6 +175,38 @@ TEST_F(SystemAwarenessTest, ASourceGoesOnlyAfterTheHandlerThatRuns)
     blocked->entered.get_future().wait();
     source.reset();
     EXPECT_TRUE(blocked->hasEnded);
+}
+
+TEST(AwarenessCenterManagerTest, ListenersNeedEventsAndACallbackAndNetInfoNeedsASource)
+{
+    AwarenessCenterManager manager;
+    NetInfo info;
+    EXPECT_EQ(manager.GetCurrentNetInfo(info), 1004500112);
+    EXPECT_EQ(manager.Listen(std::make_shared<RecordingListener>(), 0, false), 1004500111);
+    EXPECT_EQ(manager.Listen(nullptr, 0x100, false), 1004500111);
+    EXPECT_EQ(manager.UnListen(nullptr), 1004500111);
+}
+
+TEST(AwarenessCenterManagerTest, SubscribesAgainWhenTheEventServiceReturns)
+{
+    const LogCapture log;
+    const InstalledRegistry registry;
+    const auto manager = AwarenessCenterManager::GetInstance();
+    manager->InitAwarenessCenter();
+    const auto listener = std::make_shared<RecordingListener>();
+    manager->Listen(listener, 0x700, false);
+
+    const std::string settled = " HandleCommonEventServiceAdded Subscribe.";
+    const CommonEventData screenOn = Event(CommonEventSupport::COMMON_EVENT_SCREEN_ON);
+    for (size_t arrivals = 1; arrivals <= 2; ++arrivals) {
+        registry.manager->AddSystemAbility(COMMON_EVENT_SERVICE_ID, MakeSptr<EventFwk::CommonEventServer>());
+        ASSERT_TRUE(log.WaitFor(settled, 2 * arrivals - 1));
+        ASSERT_TRUE(CommonEventManager::PublishCommonEvent(screenOn));
+        EXPECT_TRUE(Eventually([&] { return listener->Take() == std::vector<std::string>{"screen on"}; }));
+        registry.manager->RemoveSystemAbility(COMMON_EVENT_SERVICE_ID);
+        ASSERT_TRUE(log.WaitFor(settled, 2 * arrivals));
+    }
+    manager->InitSubAwarenessInstance();  // ends the source while there is a registry
 }
 
 }  // namespace
