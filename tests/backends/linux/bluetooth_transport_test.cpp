@@ -392,22 +392,5 @@ TEST(BluetoothAdmission, StrangersHaveTwoPlacesApartFromThoseOfTcp)
     phone->Stop();
 }
 
-TEST(BluetoothServiceData, OfAnotherFormIsNobodys)
-{
-    const BluetoothServiceData data{0x81, "oursAAAA"};
-    const std::vector<uint8_t> bytes = EncodeServiceData(data);
-    EXPECT_EQ(bytes, (std::vector<uint8_t>{1, 0x81, 'o', 'u', 'r', 's', 'A', 'A', 'A', 'A'}));
-    EXPECT_EQ(DecodeServiceData(bytes), data);
-    const std::vector<std::function<void(std::vector<uint8_t>&)>> damages{
-        [](auto& b) { b.clear(); }, [](auto& b) { b.pop_back(); }, [](auto& b) { b.push_back(0); },
-        [](auto& b) { b[0] = 0; },  [](auto& b) { b[0] = 2; },     [](auto& b) { b[1] = 0x7f; },
-    };
-    for (const auto& damage : damages) {
-        std::vector<uint8_t> damaged = bytes;
-        damage(damaged);
-        EXPECT_EQ(DecodeServiceData(damaged), std::nullopt) << testing::PrintToString(damaged);
-    }
-}
-
 }  // namespace
 }  // namespace Vexo::Linux
