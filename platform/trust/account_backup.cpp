@@ -204,8 +204,8 @@ Result<void> CheckFree(const std::filesystem::path& folder, const Identity& iden
 {
     const bool isSame = identity.HasCertificate() && EVP_PKEY_eq(X509_get0_pubkey(identity.accountCertificate.get()),
                                                                  X509_get0_pubkey(account)) == 1;
-    const bool needsIt = identity.state == nullptr || IsRestored(folder);
-    if (identity.HasCertificate() && !(isSame && identity.holdsAccountKey && needsIt)) {
+    const bool needsIt = !identity.holdsAccountKey || identity.state == nullptr || IsRestored(folder);
+    if (identity.HasCertificate() && !(isSame && needsIt)) {
         return HasAccount(folder, identity);
     }
     const std::filesystem::path file = folder / ACCOUNT_KEY_FILE;
@@ -279,6 +279,9 @@ Result<void> RestoreAccount(const std::filesystem::path& folder, const std::file
         MakeDeviceCertificate(identity.key.get(), deviceName, account, accountKey, DEVICE_VALIDITY, clock);
     if (!device) {
         return Fail(ErrorCode::SYSTEM, "the device's certificate could not be made: " + OpenSslReason());
+    }
+    if (identity.state && CompareStates(state.value().get(), *identity.state) == StateOrder::NEWER) {
+        state = identity.state;
     }
     if (isAlone) {
         AccountState next = state.value()->State();

@@ -23,8 +23,8 @@ inline constexpr size_t MIN_PASSPHRASE = 8;  // bytes
 
 // Makes this device the holder of the account in file. It may not sign a new state before it has met another member
 // (IsRestored), since members may have newer states, unless isAlone: no other member is left. UNTRUSTED: wrong
-// passphrase; MALFORMED: damaged, or no backup; ALREADY_EXISTS: the device has an account. The holder that lost its
-// state, and a device that was restored and has met nobody, may call it.
+// passphrase; MALFORMED: damaged, or no backup; ALREADY_EXISTS: the device has an account. A member of the
+// account, the holder that lost its state, and a device that was restored and has met nobody may call it.
 [[nodiscard]] Result<void> RestoreAccount(const std::filesystem::path& folder, const std::filesystem::path& file,
                                           const std::string& passphrase, const std::string& deviceName, bool isAlone,
                                           const Clock& clock = Clock::System());

@@ -145,13 +145,6 @@ Failure Damaged(const std::string& why)
     return Fail(ErrorCode::MALFORMED, std::string(WHAT) + " is damaged: " + why);
 }
 
-bool IsNewerFormat(const std::string& json)
-{
-    const Json parsed = ParseJson(json);
-    const cJSON* const version = cJSON_GetObjectItemCaseSensitive(parsed.get(), "version");
-    return cJSON_IsNumber(version) != 0 && version->valuedouble > FORMAT_VERSION;
-}
-
 // Every certificate of the account must stay valid under it, so it may differ from account in nothing but its validity.
 Result<void> CheckAccountCertificate(const std::string& pem, X509* account)
 {
@@ -227,7 +220,8 @@ Result<SignedStatePtr> OpenState(std::string bytes, X509* account)
     const std::string& json = opened.value().text.text;
     auto payload = PayloadKeys().Parse(json, WHAT);
     if (!payload) {
-        return Fail(IsNewerFormat(json) ? ErrorCode::INVALID_ARGUMENT : ErrorCode::MALFORMED, payload.error().message);
+        return Fail(IsNewerFormat(json, FORMAT_VERSION) ? ErrorCode::INVALID_ARGUMENT : ErrorCode::MALFORMED,
+                    payload.error().message);
     }
     AccountState& state = payload.value().state;
     if (state.account != NetworkIdOf(X509_get0_pubkey(account))) {

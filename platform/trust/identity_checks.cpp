@@ -8,6 +8,7 @@
 #include <cerrno>
 #include <ctime>
 
+#include "platform/trust/account_backup.h"
 #include "platform/trust/identity.h"
 #include "platform/trust/identity_files.h"
 #include "platform/trust/identity_repair.h"
@@ -20,6 +21,7 @@ using namespace QuviewDFX;
 using TimePoint = std::chrono::system_clock::time_point;
 
 constexpr std::chrono::hours EXPIRES_SOON{24 * 30};
+constexpr std::chrono::hours RENEW_BEFORE{24 * 365};
 
 TimePoint TimeOf(const ASN1_TIME* time)
 {
@@ -54,14 +56,26 @@ void CheckEnrolled(const std::filesystem::path& folder, const Identity& identity
     const TimePoint end =
         std::min(identity.CertificateExpiry(), TimeOf(X509_get0_notAfter(identity.accountCertificate.get())));
     const std::string until = "device key, certificate valid until " + DateOf(end);
-    checks.account = Healthy("account", "\"" + identity.accountName + "\"");
+    const auto fault = FindAccountFault(folder, identity);
+    checks.account = fault ? Unhealthy("account", fault->message, fault->advice)
+                           : Healthy("account", "\"" + identity.accountName + "\"");
     checks.clock = NotChecked("clock", "within the certificate's validity; not compared: no peer is reachable");
     if (now >= end) {
-        checks.identity = Unhealthy("identity", "the certificate expired on " + DateOf(end), ReissueAdvice(folder));
+        checks.identity =
+            Unhealthy("identity", "the certificate expired on " + DateOf(end), RenewAdvice(folder, identity));
         checks.clock = NotChecked("clock", "not checked: the certificate has expired by it");
         return;
     }
-    checks.identity = Healthy("identity", end - now < EXPIRES_SOON ? until + ": enrol again before then" : until);
+    checks.identity = Healthy("identity", until);
+    if (identity.holdsAccountKey && !fault && end - now < RENEW_BEFORE) {
+        checks.identity.message += ", within a year";
+        checks.identity.advice = RenewAdvice(folder, identity);
+    } else if (identity.holdsAccountKey && !fault && !LastBackup(folder)) {
+        checks.identity.message += "; the account's key has no backup";
+        checks.identity.advice = BackupAdvice(folder);
+    } else if (!identity.holdsAccountKey && end - now < EXPIRES_SOON) {
+        checks.identity.message += ": renew the account on the device that holds its key, and connect them";
+    }
     if (now <= start) {
         checks.clock =
             Unhealthy("clock", "it is " + DateOf(now) + " by it, but the certificate is valid from " + DateOf(start),

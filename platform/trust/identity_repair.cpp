@@ -5,9 +5,12 @@
 
 #include <vector>
 
+#include "platform/trust/account_backup.h"
+#include "platform/trust/identity_checks.h"
 #include "platform/trust/identity_files.h"
 #include "platform/trust/link_key_file.h"
 #include "platform/trust/openssl_util.h"
+#include "platform/trust/state_files.h"
 
 namespace Vexo::Trust {
 
@@ -134,6 +137,47 @@ bool IsEnrolled(const std::filesystem::path& folder, EVP_PKEY* deviceKey)
 
 }  // namespace
 
+std::optional<AccountFault> FindAccountFault(const std::filesystem::path& folder, const Identity& identity)
+{
+    if (identity.removedAt) {
+        return AccountFault{
+            "removed from the account \"" + identity.accountName + "\" on " + DateOf(*identity.removedAt),
+            "To join again, leave it first: " + Tool(folder, "account leave") + "; then join with a new ticket"};
+    }
+    if (IsRestored(folder)) {
+        return AccountFault{"restored from a backup, and has met no other member since: it admits and removes nobody",
+                            "Start another member of the account near it. If no other is left: " +
+                                Tool(folder, "account restore FILE --alone")};
+    }
+    if (identity.state || (LastStateNumber(folder) == 0 && !FileExists(folder / STATE_FILE))) {
+        return std::nullopt;
+    }
+    const auto state = ReadStateFile(folder, identity.accountCertificate.get());
+    if (!state && state.error().code == ErrorCode::INVALID_ARGUMENT) {
+        return AccountFault{state.error().message, "Install the version that made it, or a later one"};
+    }
+    const std::string message = std::string("the account's state (") + STATE_FILE + ") is " +
+                                (FileExists(folder / STATE_FILE) ? "damaged" : "missing");
+    if (!identity.holdsAccountKey) {
+        return AccountFault{message, "Nothing to do: the next contact with another member brings it back"};
+    }
+    return AccountFault{message + ": this device admits and removes nobody",
+                        "Start another member of the account near it, which brings it back. If no other is left: " +
+                            (LastBackup(folder) ? Tool(folder, "account restore FILE --alone")
+                                                : Joined(MoveAway(folder, {STATE_FILE, STATE_NUMBER_FILE})))};
+}
+
+std::string RenewAdvice(const std::filesystem::path& folder, const Identity& identity)
+{
+    const bool canSign = identity.holdsAccountKey && !FindAccountFault(folder, identity);
+    return canSign ? "Renew the account: " + Tool(folder, "account renew") : ReissueAdvice(folder);
+}
+
+std::string BackupAdvice(const std::filesystem::path& folder)
+{
+    return "Make one: " + Tool(folder, "account backup FILE");
+}
+
 std::string ReissueAdvice(const std::filesystem::path& folder)
 {
     return Reissue(folder, {DEVICE_CERTIFICATE_FILE});
@@ -141,6 +185,11 @@ std::string ReissueAdvice(const std::filesystem::path& folder)
 
 std::string LinkKeyAdvice(const std::filesystem::path& folder)
 {
+    if (FileExists(folder / ACCOUNT_KEY_FILE) && LastBackup(folder)) {
+        std::vector<std::string> commands = MoveAway(folder, {LINK_KEY_FILE});
+        commands.push_back(Tool(folder, "account restore FILE"));
+        return "Restore it from the account's backup: " + Joined(commands);
+    }
     return Reissue(folder, {});
 }
 
@@ -171,6 +220,10 @@ std::string RepairAdvice(const std::filesystem::path& folder)
         }
         if (!CanUse(linkKeys, folder)) {
             return LinkKeyAdvice(folder);
+        }
+        if (LastBackup(folder)) {
+            return "Restore it from its backup: " + Joined(MoveAway(folder, {ACCOUNT_KEY_FILE})) + " && " +
+                   Tool(folder, "account restore FILE");
         }
         return std::string(RESTORE_IT) +
                ", because without it no device can be admitted. To use this device without it: " +

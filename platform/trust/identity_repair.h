@@ -4,7 +4,10 @@
 #pragma once
 
 #include <filesystem>
+#include <optional>
 #include <string>
+
+#include "platform/trust/identity.h"
 
 namespace Vexo::Trust {
 
@@ -21,6 +24,18 @@ std::string ReissueAdvice(const std::filesystem::path& folder);
 
 // For a device whose link key is missing or damaged, and whose key, id and certificate can be used.
 std::string LinkKeyAdvice(const std::filesystem::path& folder);
+
+// What is wrong with the account of a device whose identity can be used, and the one step that mends it: this device
+// was removed, was restored and has met nobody, or has lost the account's state. nullopt: nothing.
+struct AccountFault {
+    std::string message;
+    std::string advice;
+};
+std::optional<AccountFault> FindAccountFault(const std::filesystem::path& folder, const Identity& identity);
+
+// The step for certificates that have expired or will.
+std::string RenewAdvice(const std::filesystem::path& folder, const Identity& identity);
+std::string BackupAdvice(const std::filesystem::path& folder);
 
 // The account that the folder's account certificate names; empty when there is none that can be read.
 std::string AccountOf(const std::filesystem::path& folder);

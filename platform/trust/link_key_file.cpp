@@ -90,6 +90,13 @@ const JsonKeys<LinkKeyRecord>& LinkKeyRecordKeys()
     return keys;
 }
 
+bool IsNewerFormat(const std::string& json, int version)
+{
+    const Json parsed = ParseJson(json);
+    const cJSON* const found = cJSON_GetObjectItemCaseSensitive(parsed.get(), "version");
+    return cJSON_IsNumber(found) != 0 && found->valuedouble > version;
+}
+
 Result<LinkKeyRecord> ReadLinkKeyFile(const std::filesystem::path& file)
 {
     const auto text = ReadSecretFile(file);
@@ -97,7 +104,10 @@ Result<LinkKeyRecord> ReadLinkKeyFile(const std::filesystem::path& file)
         return Failure(text.error());
     }
     auto record = LinkKeyRecordKeys().Parse(text.value().text, file.string());
-    return record ? record : Fail(record.error().code, record.error().message + DOCTOR_KNOWS);
+    return record ? record
+                  : Fail(IsNewerFormat(text.value().text, FORMAT_VERSION) ? ErrorCode::INVALID_ARGUMENT
+                                                                          : ErrorCode::MALFORMED,
+                         record.error().message + DOCTOR_KNOWS);
 }
 
 Result<void> WriteLinkKeyFile(const std::filesystem::path& file, const LinkKeyRecord& record)

@@ -25,11 +25,12 @@ struct LinkKeyRecord {
 LinkKeyRecord RecordOf(const LinkKeys& keys, const std::string& account);
 const JsonKeys<LinkKeyRecord>& LinkKeyRecordKeys();
 
-// What the JSON of other files of an account has, too: a network id, and the last of its times.
+// What the JSON of other files of an account has, too: a format's version, a network id, and the last of its times.
+bool IsNewerFormat(const std::string& json, int version);
 JsonKind<std::string> IdKind();
 inline constexpr int64_t LAST_SECOND = 253'402'300'799;  // the end of the year 9999
 
-// Checked as the other secrets are (identity_files.h), and for its format.
+// Checked as the other secrets are (identity_files.h), and for its format. INVALID_ARGUMENT: a newer format.
 [[nodiscard]] Result<LinkKeyRecord> ReadLinkKeyFile(const std::filesystem::path& file);
 [[nodiscard]] Result<void> WriteLinkKeyFile(const std::filesystem::path& file, const LinkKeyRecord& record);
 

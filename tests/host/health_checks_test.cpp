@@ -66,7 +66,7 @@ const Broken ROWS[] = {
          std::filesystem::remove(p.folder.Path() / "identity/link.key");
          std::filesystem::remove(p.folder.Path() / "identity/account.state");
      }},
-    {"identity", "expired on", "account create home --state", [](Phone& p) { p.facts.now += 24h * 4000; }},
+    {"identity", "expired on", "account renew --state", [](Phone& p) { p.facts.now += 24h * 4000; }},
     {"identity", "replaced", "systemctl restart", [](Phone& p) { p.facts.networkId = "cd"; }},
     {"account", "could not take it over", "journalctl", [](Phone& p) { p.facts.devices.reset(); }},
     {"clock", "is valid from", "timedatectl", [](Phone& p) { p.facts.now -= 24h * 30; }},

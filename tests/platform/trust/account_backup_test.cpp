@@ -91,7 +91,9 @@ TEST_F(AccountBackupTest, WrongPassphraseAndDamageAreToldApart)
     EXPECT_EQ(BackUpAccount(laptop, file.string() + "2", "seven77").error().code, INVALID_ARGUMENT);
     EXPECT_EQ(BackUpAccount(phone, file.string() + "2", PASSPHRASE).error().code, NOT_FOUND);
     ASSERT_TRUE(WriteFileAtomically(file, good, 0600));
-    EXPECT_EQ(RestoreAccount(phone, file, PASSPHRASE, "phone", false).error().code, ALREADY_EXISTS);
+    devices.Create("other", "elsewhere");
+    EXPECT_EQ(RestoreAccount(devices.Folder("other"), file, PASSPHRASE, "x", false).error().code, ALREADY_EXISTS);
+    EXPECT_EQ(RestoreAccount(laptop, file, PASSPHRASE, "x", false).error().code, ALREADY_EXISTS);
 }
 
 TEST_F(AccountBackupTest, TheOnlyDeviceLeftGoesOnAtOnce)
@@ -106,6 +108,17 @@ TEST_F(AccountBackupTest, TheOnlyDeviceLeftGoesOnAtOnce)
     ASSERT_FALSE(RemoveMember(laptop, devices.Load("phone").networkId, true));
     ASSERT_TRUE(RestoreAccount(laptop, file, PASSPHRASE, "laptop", true));
     EXPECT_TRUE(RemoveMember(laptop, devices.Load("phone").networkId, true));
+}
+
+TEST_F(AccountBackupTest, AMemberThatTakesTheKeyKeepsItsNewerState)
+{
+    ASSERT_TRUE(RenameMember(laptop, devices.Load("phone").networkId, "telephone"));
+    ASSERT_TRUE(AdoptState(phone, devices.Load("laptop").state->Bytes()).value());
+    ASSERT_TRUE(RestoreAccount(phone, file, PASSPHRASE, "x", false));
+    ASSERT_TRUE(CompleteRestore(phone));
+    const Identity restored = devices.Load("phone");
+    EXPECT_EQ(restored.state->State().FindMember(restored.networkId)->name, "telephone");
+    EXPECT_EQ(restored.state->State().holder, restored.networkId);
 }
 
 TEST_F(AccountBackupTest, OpenSslReadsItWithItsKeyDerivation)

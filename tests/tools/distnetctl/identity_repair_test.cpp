@@ -11,6 +11,7 @@
 #include "platform/trust/identity_checks.h"
 #include "platform/trust/identity_files.h"
 #include "platform/trust/openssl_util.h"
+#include "platform/trust/state_files.h"
 #include "tests/support/temp_folder.h"
 
 namespace Vexo::Trust {
@@ -103,8 +104,8 @@ void ExpectAdviceMends(const char* device, const char* file, const std::function
 TEST(IdentityRepairTest, AdviceMendsEachFileAndKeepsTheAccount)
 {
     for (const char* device : {HOLDER, MEMBER}) {
-        for (const char* file :
-             {DEVICE_KEY_FILE, DEVICE_ID_FILE, DEVICE_CERTIFICATE_FILE, ACCOUNT_CERTIFICATE_FILE, LINK_KEY_FILE}) {
+        for (const char* file : {DEVICE_KEY_FILE, DEVICE_ID_FILE, DEVICE_CERTIFICATE_FILE, ACCOUNT_CERTIFICATE_FILE,
+                                 LINK_KEY_FILE, STATE_FILE}) {
             for (const auto& [name, damage] : DAMAGES) {
                 SCOPED_TRACE(std::string(device) + " " + file + " " + name);
                 ExpectAdviceMends(device, file, damage);
