@@ -54,6 +54,12 @@ public:
         }
     }
 
+    bool CanAnnounce() const override
+    {
+        const MutexLock lock(mutex_);
+        return activity_ && activity_->CanAnnounce();
+    }
+
     void Withdraw() override
     {
         if (const auto ended = Exchange(nullptr)) {
@@ -69,7 +75,7 @@ protected:
         return std::exchange(activity_, std::move(next));
     }
 
-    Mutex mutex_;
+    mutable Mutex mutex_;
     std::shared_ptr<Activity> activity_ GUARDED_BY(mutex_);
 };
 

@@ -1,5 +1,6 @@
 #include "backends/linux/bluetooth_advertiser.h"
 
+#include <atomic>
 #include <utility>
 #include <vector>
 
@@ -7,6 +8,8 @@ namespace Vexo::Linux {
 namespace {
 
 constexpr const char* ADVERTISEMENT_PATH = "/distnet/advertisement";
+// Of the process: channels that share a connection to the bus need paths of their own on it.
+std::atomic<uint64_t> lastAdvertisement{0};
 
 // A device that scans hears an advertisement within a second or two. A shorter interval costs power all day.
 constexpr uint32_t MIN_INTERVAL_MS = 1000;
@@ -43,7 +46,7 @@ Result<void> BluetoothAdvertiser::Update(const std::string& adapter, const std::
 Result<BluetoothAdvertiser::Advertisement> BluetoothAdvertiser::Register(const std::string& adapter,
                                                                          const BluetoothServiceData& data)
 {
-    const std::string path = ADVERTISEMENT_PATH + std::to_string(++lastNumber_);
+    const std::string path = ADVERTISEMENT_PATH + std::to_string(++lastAdvertisement);
     const PropertyMap serviceData{{BLUETOOTH_SERVICE_UUID, sdbus::Variant(EncodeServiceData(data))}};
     Advertisement made{adapter, data, path,
                        bluez_.Connection().Export(strand_, {path,

@@ -46,7 +46,6 @@ private:
     Tasks::Strand& strand_;
     const std::function<void()> released_;
     std::optional<Advertisement> current_;
-    uint64_t lastNumber_ = 0;
 };
 
 }  // namespace Vexo::Linux

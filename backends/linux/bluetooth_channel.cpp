@@ -74,6 +74,7 @@ public:
     void Start(const std::string& token);
     void Announce(const std::string& token);
     std::shared_ptr<void> Seek();
+    bool CanAnnounce() const { return canAnnounce_; }
     // Call once, before an activity that was started is destroyed.
     void Stop();
 
@@ -92,6 +93,7 @@ private:
     std::map<std::string, Adapter>::const_iterator ChooseAdapter() const;
     // Brings advertising and scanning in line with the token, the adapters and the time.
     void Update();
+    void ClaimUpkeep();
     void UpdateState(const Result<void>& done);
     BluetoothState StateOfAdapters(const Result<void>& done) const;
     // Arms the timer for what the scanner and the radio links wait for.
@@ -107,12 +109,14 @@ private:
     const uint16_t psm_;
     DaemonCalls bluez_;
     std::atomic<bool> isReady_{false};  // an adapter is on
-    std::atomic<int> seekings_{0};      // that live
+    std::atomic<bool> canAnnounce_{false};
+    std::atomic<int> seekings_{0};  // that live
 
     // Touched on strand_ only.
     BluetoothAdvertiser advertiser_;
     BluetoothScanner scanner_;
     BluetoothRadioLinks radioLinks_;
+    std::shared_ptr<void> upkeep_;  // null: another channel of this device ends the radio links and sets the state
     std::string token_;
     bool isKnown_ = false;  // whether isThere_ has been set by the bus
     bool isThere_ = false;
@@ -132,12 +136,18 @@ void Activity::Start(const std::string& token)
 {
     Announce(token);
     Subscribe();
+}
+
+void Activity::ClaimUpkeep()
+{
+    if (upkeep_ || !(upkeep_ = shared_->ClaimUpkeep())) {
+        return;
+    }
     shared_->SetOnUnused([weak = weak_from_this()] {
         if (const auto self = weak.lock()) {
             self->OnUnused();
         }
     });
-    OnUnused();  // uses may have ended while there was no channel
 }
 
 void Activity::Subscribe()
@@ -283,6 +293,7 @@ void Activity::Update()
     if (!isKnown_ || bluez_.IsStopped()) {
         return;
     }
+    ClaimUpkeep();
     Result<void> done;
     if (isThere_ && !hasListed_) {
         done = ListAdapters();
@@ -296,13 +307,16 @@ void Activity::Update()
                                 .value_or(BluetoothAddress()));
     }
     scanner_.UseAdapter(path);
-    radioLinks_.UseAdapter(path);
+    radioLinks_.UseAdapter(upkeep_ ? path : "");
     isReady_ = isUsable;
-    const bool advertises = isUsable && adapter->second.canAdvertise && !token_.empty();
+    canAnnounce_ = isUsable && adapter->second.canAdvertise;
+    const bool advertises = canAnnounce_ && !token_.empty();
     const Result<void> advertised =
         advertiser_.Update(path, advertises ? std::optional(BluetoothServiceData{psm_, token_}) : std::nullopt);
     const Result<void> scanned = scanner_.Update(seekings_ > 0);
-    radioLinks_.Update();
+    if (upkeep_) {
+        radioLinks_.Update();
+    }
     done = !done ? done : !advertised ? advertised : scanned;
     UpdateState(done);
     UpdateLater(done ? SHORTEST_PAUSE : FIRST_RETRY);
@@ -316,8 +330,8 @@ void Activity::Update()
 // Sets the state and logs it, if it has changed.
 void Activity::UpdateState(const Result<void>& done)
 {
-    if (psm_ == 0 || bluez_.IsStopped()) {
-        return;  // the transport has set the state, or the channel has ended
+    if (psm_ == 0 || !upkeep_ || bluez_.IsStopped()) {
+        return;  // the transport or another channel sets the state, or the channel has ended
     }
     BluetoothState state = StateOfAdapters(done);
     if (shared_->State() == state) {
@@ -404,7 +418,7 @@ void Activity::Stop()
 {
     bluez_.Stop();
     isReady_ = false;
-    shared_->SetOnUnused(nullptr);
+    canAnnounce_ = false;
     subscriptions_.clear();
     EndOnStrand(strand_, [this] {
         isThere_ = false;
@@ -412,7 +426,11 @@ void Activity::Stop()
         updateTimer_.Cancel();
         advertiser_.Withdraw();
         scanner_.End();
-        radioLinks_.End();
+        if (upkeep_) {
+            shared_->SetOnUnused(nullptr);
+            radioLinks_.End();
+            upkeep_.reset();
+        }
     });
 }
 

@@ -85,6 +85,18 @@ public:
         const MutexLock lock(mutex_);
         return std::exchange(unused_, {});
     }
+    // One of the channels looks after the device's radio links and the state of Bluetooth: the first that claims it,
+    // until the result is destroyed. Null for the others.
+    std::shared_ptr<void> ClaimUpkeep() EXCLUDES(mutex_)
+    {
+        const MutexLock lock(mutex_);
+        if (!upkeep_.expired()) {
+            return nullptr;
+        }
+        auto claim = std::make_shared<int>();
+        upkeep_ = claim;
+        return claim;
+    }
     // The channel sets what is called when TakeUnused has news: on the thread that ended the use, under no lock, and
     // possibly once more after it was replaced.
     void SetOnUnused(std::function<void()> onUnused) EXCLUDES(mutex_)
@@ -126,6 +138,7 @@ private:
                                              "distnetctl account --help"};
     std::map<std::string, Uses> uses_ GUARDED_BY(mutex_);  // by device; no count is 0
     std::set<std::string> unused_ GUARDED_BY(mutex_);
+    std::weak_ptr<void> upkeep_ GUARDED_BY(mutex_);
     std::function<void()> onUnused_ GUARDED_BY(mutex_);
 };
 

@@ -1,6 +1,7 @@
 #include "backends/linux/dns_sd_channel.h"
 
 #include <algorithm>
+#include <atomic>
 #include <chrono>
 #include <utility>
 #include <vector>
@@ -41,6 +42,7 @@ public:
 
     [[nodiscard]] Result<void> Start(const std::string& token);
     void Announce(const std::string& token);
+    bool CanAnnounce() const { return canAnnounce_; }
     // Call once, before an activity that was started is destroyed.
     void Stop();
 
@@ -61,6 +63,7 @@ private:
     const std::shared_ptr<Bus> bus_;
     Tasks::Timers& timers_;
     DaemonCalls avahi_;
+    std::atomic<bool> canAnnounce_{false};  // Avahi runs, and there is an address to announce
 
     // Touched on strand_ only.
     DnsSdPublisher publisher_;
@@ -145,6 +148,7 @@ void Activity::Announce(const std::string& token)
 void Activity::OnService(bool isThere)
 {
     isThere_ = isThere;
+    canAnnounce_ = false;
     pause_ = milliseconds(0);
     publisher_.Reset();
     browser_.Reset();
@@ -182,6 +186,7 @@ void Activity::Update()
         return;
     }
     const Result<void> published = publisher_.Update(lan.value());
+    canAnnounce_ = published && publisher_.HasAddress(lan.value());
     const Result<void> browsed = browser_.Update(lan.value());
     RetryUnless(published ? browsed : published);
     // What is pending may still fail.

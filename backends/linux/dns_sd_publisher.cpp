@@ -76,6 +76,12 @@ Result<void> DnsSdPublisher::Update(const std::vector<LanAddress>& lan)
     return {};
 }
 
+bool DnsSdPublisher::HasAddress(const std::vector<LanAddress>& lan) const
+{
+    return std::any_of(lan.begin(), lan.end(),
+                       [this](const LanAddress& address) { return ListensAt(listening_.host, address); });
+}
+
 DnsSdPublisher::Publication DnsSdPublisher::Wanted(const std::vector<LanAddress>& lan)
 {
     Publication wanted{token_, {}};

@@ -34,6 +34,8 @@ public:
     void SetToken(const std::string& token) { token_ = token.size() == Trust::TOKEN_BYTES ? token : token_; }
     // Publishes the token with these addresses, unless that is already published. After an error, call it again later.
     [[nodiscard]] Result<void> Update(const std::vector<LanAddress>& lan);
+    // Whether one of these addresses is this device's to announce.
+    bool HasAddress(const std::vector<LanAddress>& lan) const;
     // Avahi's StateChanged of an entry group.
     Outcome OnStateChanged(const std::string& path, int32_t state, const std::string& error);
     // Whether Avahi has not yet accepted or rejected what Update published.

@@ -197,6 +197,12 @@ void FolderChannel::Replace(const std::string& token)
     CheckReportedFiles();
 }
 
+bool FolderChannel::CanAnnounce() const
+{
+    std::error_code error;
+    return std::filesystem::is_directory(folder_, error);
+}
+
 Result<void> FolderChannel::AnnounceIfMissing()
 {
     std::error_code error;

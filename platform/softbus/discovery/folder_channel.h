@@ -49,6 +49,7 @@ public:
     std::string Name() const override { return "folder"; }
     [[nodiscard]] Result<void> Start(const std::string& token, IsOurs isOurs, Heard heard) override EXCLUDES(mutex_);
     void Announce(const std::string& token) override;
+    bool CanAnnounce() const override;
     // Removes all files of this device. Waits for a file that is being written, also on a slow disk.
     void Withdraw() override EXCLUDES(mutex_);
 

@@ -58,7 +58,7 @@ protected:
     }
     void StartChannel(const std::string& adapter = "")
     {
-        BluetoothOptions options{Bus::Open(machine.Address()), adapter};
+        options = {Bus::Open(machine.Address()), adapter};
         channel = MakeBluetoothChannel(options, shared, timers);
         ASSERT_TRUE(channel->Start(
             "oursAAAA", [](const std::string& token) { return token.starts_with("ours"); },
@@ -125,6 +125,7 @@ protected:
     Mutex mutex;
     std::map<std::string, std::string> known GUARDED_BY(mutex);
     int reports GUARDED_BY(mutex) = 0;
+    BluetoothOptions options;
     std::unique_ptr<SoftBus::AnnouncementChannel> channel;
 };
 
@@ -159,6 +160,32 @@ TEST_F(BluetoothChannelTest, AdvertisesEachTokenAndComesBackAfterARefusal)
     ASSERT_TRUE(Advertises({"oursDDDD"}));
     channel->Withdraw();
     ASSERT_TRUE(Advertises({}));
+}
+
+// A ticket is announced beside the device, over the same connection to the bus.
+TEST_F(BluetoothChannelTest, ASecondChannelAdvertisesBesideTheFirstAndLeavesItAlone)
+{
+    StartChannel();
+    ASSERT_TRUE(Advertises({"oursAAAA"}));
+    EXPECT_TRUE(channel->CanAnnounce());
+    const auto second = MakeBluetoothChannel(options, shared, timers);
+    EXPECT_FALSE(second->CanAnnounce());
+    ASSERT_TRUE(second->Start(
+        "", [](const std::string&) { return false; },
+        [](const std::string&, const std::optional<SoftBus::Announcement>&) {}));
+    EXPECT_TRUE(Eventually([&] { return second->CanAnnounce(); }));
+    ASSERT_TRUE(Advertises({"oursAAAA"})) << "without a token it announces nothing";
+    second->Announce("tickAAAA");
+    ASSERT_TRUE(Advertises({"oursAAAA", "tickAAAA"}));
+    channel->Announce("oursBBBB");
+    ASSERT_TRUE(Advertises({"oursBBBB", "tickAAAA"}));
+    auto use = Use(PHONE);
+    second->Withdraw();
+    ASSERT_TRUE(Advertises({"oursBBBB"}));
+    use.reset();
+    Settle("oursCCCC");
+    timers.Advance(5s);
+    EXPECT_TRUE(Eventually([&] { return Connected().empty(); })) << "the first still ends radio links";
 }
 
 TEST_F(BluetoothChannelTest, FollowsAdaptersAndBlueZAsTheyComeAndGo)
