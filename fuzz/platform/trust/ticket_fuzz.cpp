@@ -1,0 +1,34 @@
+// The text of a ticket, as a person types it.
+#include "platform/trust/ticket.h"
+
+#include "fuzz/fuzz_target.h"
+
+namespace Vexo::Trust {
+namespace {
+
+std::vector<std::string> Samples()
+{
+    const std::string secret = "0123456789abcdef";
+    return {TicketText({secret, ""}), TicketText({secret, "192.0.2.7:40117"})};
+}
+
+bool Run(std::string_view input)
+{
+    const auto ticket = ParseTicket(std::string(input));
+    if (!ticket) {
+        Fuzz::Require(!ticket.error().message.empty(), "a refusal says why");
+        return false;
+    }
+    const std::string text = TicketText(ticket.value());
+    const auto again = ParseTicket(text);
+    Fuzz::Require(text.size() <= MAX_TICKET_TEXT, "it can be typed");
+    Fuzz::Require(
+        again && again.value().secret == ticket.value().secret && again.value().address == ticket.value().address,
+        "what was read is written as the same");
+    return true;
+}
+
+const Fuzz::Registration REGISTRATION({"trust_ticket", Samples, Run});
+
+}  // namespace
+}  // namespace Vexo::Trust
