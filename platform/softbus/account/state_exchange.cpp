@@ -13,12 +13,15 @@
 #include "platform/dfx/sys_event.h"
 #include "platform/softbus/softbus_log.h"
 #include "platform/trust/membership.h"
+#include "platform/trust/openssl_util.h"
 
 namespace Vexo::SoftBus {
 
 namespace {
 
 using Verdict = Standing::Verdict;
+
+constexpr const char* KEY_DEVICE_ID = "DEVICE_ID";
 
 // What tells certificates apart.
 std::string SignatureOf(X509* certificate)
@@ -50,6 +53,7 @@ struct StateExchange::Prepared {
     Trust::SignedStatePtr state;
     std::optional<std::chrono::sys_seconds> removedAt;
     Trust::Certificate account;
+    bool holdsAccountKey = false;
 };
 
 StateExchange::~StateExchange()
@@ -125,6 +129,7 @@ Result<std::shared_ptr<StateExchange::Prepared>> StateExchange::Prepare(const Tr
         prepared->tokens[transport->Name()] = std::move(tokens.value());
     }
     prepared->account.reset(X509_dup(identity.accountCertificate.get()));
+    prepared->holdsAccountKey = identity.holdsAccountKey;
     certificates_ = std::move(certificates);
     linkKeys_ = std::move(linkKeys);
     return prepared;
@@ -141,6 +146,7 @@ void StateExchange::Apply(const Prepared& prepared)
     context_.sightings.SetTokens(prepared.ownNetworkId, prepared.tokens);
     context_.account.Use(prepared.ownNetworkId, prepared.state, prepared.removedAt);
     account_.reset(X509_dup(prepared.account.get()));
+    holdsAccountKey_ = prepared.holdsAccountKey && prepared.state;
     if (prepared.state) {
         for (const Trust::RemovedKey& removed : prepared.state->State().removed) {
             context_.linkSetup.tls->Forget(removed.networkId);
@@ -162,20 +168,26 @@ Standing StateExchange::OnHello(Link& link, const Hello& hello)
     if (isMember) {
         numbers_[peer] = lacksState ? own : hello.stateNumber;
     }
-    if (lacksState) {
+    const bool hasOldKey = link.GetRole() == Link::Role::SERVER && link.Key() == Trust::ProvenKey::PREVIOUS;
+    const bool isRenewed = isMember && !hasOldKey && holdsAccountKey_ && hello.version >= HELLO_VERSION &&
+                           ShowsOlderCertificate(link) &&
+                           RenewCertificate(link.shared_from_this(), lacksState ? state : nullptr);
+    if (lacksState && !isRenewed) {
         link.Send(FrameKind::STATE, state->Bytes());
     } else if (own != 0 && hello.stateNumber == own && hello.stateDigest != state->Digest()) {
         ReportConflict(peer, own);
     }
     Standing standing;
-    standing.bringsState = hello.stateNumber > own && !options_.folder.empty();
+    standing.isPending = isRenewed || (hello.stateNumber > own && !options_.folder.empty());
     if (isMember) {
-        const bool hasOldKey = link.GetRole() == Link::Role::SERVER && link.Key() == Trust::ProvenKey::PREVIOUS;
         standing.verdict = hasOldKey ? Verdict::LEAVE : Verdict::TALK;
-    } else if (standing.bringsState) {
-        standing.verdict = Verdict::AWAIT_STATE;
-    } else {
-        standing.verdict = Verdict::LEAVE;
+        return standing;
+    }
+    // A device that is being made a member is awaited like one whose state says that it is.
+    standing.isPending =
+        standing.isPending || (holdsAccountKey_ && hello.stateNumber == 0 && AddOlderMember(link, hello));
+    standing.verdict = standing.isPending ? Verdict::AWAIT_STATE : Verdict::LEAVE;
+    if (!standing.isPending) {
         QuviewDFX::LogWarn(LOG_SOFTBUS, "%{public}s has a certificate of the account and is no member: it is refused",
                            ShortId(peer));
     }
@@ -196,35 +208,80 @@ void StateExchange::ReportConflict(const std::string& from, uint64_t number)
                            "own; the account's key was used on two devices%{public}s",
                            ShortId(from), std::to_string(number), *leftOut);
         QuviewDFX::QuSysEvent::Write("NETMANAGER", "NET_ACCOUNT_STATE_CONFLICT", QuviewDFX::QuSysEvent::SECURITY,
-                                     "DEVICE_ID", ShortId(from));
+                                     KEY_DEVICE_ID, ShortId(from));
     }
+}
+
+// --- what only the holder of the account's key does ---
+
+bool StateExchange::ShowsOlderCertificate(const Link& link) const
+{
+    X509* const shown = link.PeerCertificate();
+    return shown != nullptr && ASN1_TIME_compare(X509_get0_notBefore(shown), X509_get0_notBefore(account_.get())) < 0;
+}
+
+// Sends the member its renewed certificate, if it has one, and then the state, if it lacks that too. StateHandled
+// follows.
+bool StateExchange::RenewCertificate(const std::shared_ptr<Link>& link, const Trust::SignedStatePtr& state)
+{
+    const std::shared_ptr<X509> shown(X509_dup(link->PeerCertificate()), X509_free);
+    return StartAdoption(link, [this, link, state, shown]() -> Result<std::optional<Trust::Identity>> {
+        const auto der = Trust::RenewedCertificate(options_.folder, link->PeerNetworkId(), shown.get());
+        if (der && der->size() <= MAX_CERTIFICATE_BYTES) {
+            link->Send(FrameKind::CERTIFICATE, *der);
+        }
+        if (state) {
+            link->Send(FrameKind::STATE, state->Bytes());
+        }
+        return std::nullopt;
+    });
+}
+
+// Makes a device that was enrolled before states existed a member, if the account is that old. StateHandled follows.
+bool StateExchange::AddOlderMember(Link& link, const Hello& hello)
+{
+    Trust::Member member{link.PeerNetworkId(), hello.deviceName, hello.deviceTypeId,
+                         std::chrono::floor<std::chrono::seconds>(Clock::System().WallNow())};
+    return StartAdoption(link.shared_from_this(),
+                         [this, member = std::move(member)] { return Trust::AddOlderMember(options_.folder, member); });
 }
 
 // --- adoption ---
 
 void StateExchange::OnAccountFrame(const std::shared_ptr<Link>& link, FrameKind kind, std::string payload)
 {
-    if (kind != FrameKind::STATE || options_.folder.empty()) {
+    if (options_.folder.empty()) {
         return;
     }
+    const auto secret = std::make_shared<Trust::SecretText>(std::move(payload));
+    StartAdoption(link, [this, kind, secret]() -> Result<std::optional<Trust::Identity>> {
+        if (kind == FrameKind::STATE) {
+            return Trust::AdoptState(options_.folder, secret->text);
+        }
+        auto identity = Trust::AdoptCertificate(options_.folder, secret->text);
+        return identity ? Result<std::optional<Trust::Identity>>(std::move(identity.value()))
+                        : Failure(std::move(identity).error());
+    });
+}
+
+bool StateExchange::StartAdoption(const std::shared_ptr<Link>& link, Change change)
+{
     ++adopting_;
-    const bool isPosted =
-        strand_.Post([this, link, from = link->PeerNetworkId(), bytes = std::move(payload)]() mutable {
-            AdoptState(from, link, bytes);
-            OPENSSL_cleanse(bytes.data(), bytes.size());
-        });
+    const bool isPosted = strand_.Post([this, link, change = std::move(change)] { Adopt(link, change); });
     if (!isPosted) {
         AdoptionEnded();
     }
+    return isPosted;
 }
 
 // On the strand.
-void StateExchange::AdoptState(const std::string& from, const std::shared_ptr<Link>& link, const std::string& bytes)
+void StateExchange::Adopt(const std::shared_ptr<Link>& link, const Change& change)
 {
+    const std::string& from = link->PeerNetworkId();
     std::shared_ptr<Prepared> made;
     bool isConflict = false;
     const auto adopt = [&]() -> Result<void> {
-        auto adopted = Trust::AdoptState(options_.folder, bytes);
+        auto adopted = change();
         if (!adopted) {
             isConflict = adopted.error().code == ErrorCode::ALREADY_EXISTS;
             return Failure(std::move(adopted).error());
@@ -242,18 +299,19 @@ void StateExchange::AdoptState(const std::string& from, const std::shared_ptr<Li
     QuviewDFX::RunGuarded(LOG_SOFTBUS, "adopting the account's state", [&] { result = adopt(); });
     if (!result && !isConflict) {
         if (const auto leftOut = refusals_.Admit(from)) {
-            QuviewDFX::LogWarn(LOG_SOFTBUS, "a state of the account from %{public}s is refused: %{public}s%{public}s",
+            QuviewDFX::LogWarn(LOG_SOFTBUS, "a state or certificate from %{public}s is refused: %{public}s%{public}s",
                                ShortId(from), result.error().message, *leftOut);
         }
     }
-    options_.post([this, made, isConflict, from, link] {
+    options_.post([this, made, isConflict, link] {
+        const std::string& peer = link->PeerNetworkId();
         if (made) {
             Apply(*made);
-            QuviewDFX::LogInfo(LOG_SOFTBUS, "state %{public}s of the account came from %{public}s",
-                               std::to_string(made->state->State().number), ShortId(from));
+            QuviewDFX::LogInfo(LOG_SOFTBUS, "state %{public}s of the account is in use after contact with %{public}s",
+                               std::to_string(context_.account.Number()), ShortId(peer));
             options_.used();
         } else if (isConflict) {
-            ReportConflict(from, context_.account.Number());
+            ReportConflict(peer, context_.account.Number());
         }
         link->StateHandled();
         AdoptionEnded();
@@ -302,6 +360,17 @@ std::string StateExchange::OnRemoved(const std::string& payload)
     const std::string why = context_.account.WhyRemovedHere();
     if (isNew) {
         QuviewDFX::LogWarn(LOG_SOFTBUS, "%{public}s", why);
+    }
+    if (isNew && !options_.folder.empty()) {
+        strand_.Post([this, removal = statement.value()] {
+            const auto recorded = Trust::RecordOwnRemoval(options_.folder, removal);
+            if (!recorded) {
+                QuviewDFX::LogError(LOG_SOFTBUS,
+                                    "the removal of this device is forgotten at the next start: %{public}s",
+                                    recorded.error().message);
+            }
+            QuviewDFX::RunGuarded(LOG_SOFTBUS, "identity callback", options_.identityChanged);
+        });
     }
     return why;
 }

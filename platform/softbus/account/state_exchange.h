@@ -10,6 +10,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -31,7 +32,8 @@ struct Standing {
         LEAVE,        // it gets this device's HELLO and state, and nothing else
     };
     Verdict verdict = Verdict::TALK;
-    bool bringsState = false;  // its state is newer: it sends STATE
+    // It sends a newer state, or this device has to read or write its files first: LinkOwner::OnStateHandled follows.
+    bool isPending = false;
 };
 
 class StateExchange : public LinkGuard, public NoCopyable {
@@ -71,16 +73,24 @@ public:
 
 private:
     struct Prepared;
+    // A change of the identity's folder; nullopt: nothing has changed.
+    using Change = std::function<Result<std::optional<Trust::Identity>>()>;
 
     Result<std::shared_ptr<Prepared>> Prepare(const Trust::Identity& identity);
     void Apply(const Prepared& prepared);
-    void AdoptState(const std::string& from, const std::shared_ptr<Link>& link, const std::string& bytes);
+    bool ShowsOlderCertificate(const Link& link) const;
+    bool RenewCertificate(const std::shared_ptr<Link>& link, const Trust::SignedStatePtr& state);
+    bool AddOlderMember(Link& link, const Hello& hello);
+    // Runs change on the strand, and works with the identity that it returns; calls StateHandled then.
+    bool StartAdoption(const std::shared_ptr<Link>& link, Change change);
+    void Adopt(const std::shared_ptr<Link>& link, const Change& change);
     void AdoptionEnded();
     void ReportConflict(const std::string& from, uint64_t number);
 
     ReactorContext& context_;
     const Options options_;
     Trust::Certificate account_;
+    bool holdsAccountKey_ = false;
     std::map<std::string, uint64_t> numbers_;  // of the states of members, by their network ids
     size_t adopting_ = 0;
     std::vector<std::function<void()>> waiting_;

@@ -36,7 +36,7 @@ void Greeting::OnFrame(FrameKind kind, std::string payload)
     }
     const auto standing = OnHello(context_, *link_, payload, where_);
     hasHello_ = standing.has_value();
-    if (standing && !standing->bringsState) {
+    if (standing && !standing->isPending) {
         OnStateHandled();
     }
 }

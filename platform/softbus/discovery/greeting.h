@@ -44,7 +44,7 @@ private:
     std::shared_ptr<Dial> dial_;
     std::shared_ptr<Link> link_;
     PeerAddress where_;
-    bool hasHello_ = false;  // and waits for the other side's state
+    bool hasHello_ = false;  // and waits for OnStateHandled
 };
 
 }  // namespace Vexo::SoftBus

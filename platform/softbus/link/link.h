@@ -119,6 +119,8 @@ public:
 
     Role GetRole() const { return role_; }
     Trust::ProvenKey Key() const { return key_; }
+    // What the other side showed, or null; lives as long as the link is not ended.
+    X509* PeerCertificate() const { return ssl_ ? SSL_get0_peer_certificate(ssl_.get()) : nullptr; }
     // Whether the link keys have changed since the link began.
     bool IsOfEarlierKeys(const Setup& setup) const { return preamble_ != setup.preamble; }
     // The proof was sent, and the server closed without answering it.

@@ -262,6 +262,7 @@ TEST_F(StateExchangeTest, RemovedDeviceIsRefusedByOneThatHeardOfItAndLearnsNothi
     atTablet.WaitFor(Kind::CLOSED, atTabletsId);
     atPhone.WaitFor(Kind::CLOSED, id);
     EXPECT_TRUE(log.WaitFor("this device was removed from the account on 2026-11-18"));
+    EXPECT_TRUE(Eventually([&] { return account.Load("phone").removedAt.has_value(); })) << "also after a restart";
     EXPECT_FALSE(SeesOnline(tablet, Phone()));
     EXPECT_EQ(tablet->OpenSession(NAME, NAME, Phone(), ByteSession()), SOFTBUS_NO_SUCH_PEER);
     EXPECT_EQ(phone->OpenSession(NAME, NAME, Tablet(), ByteSession()), SOFTBUS_PEER_REFUSED);
@@ -308,6 +309,39 @@ TEST_F(StateExchangeTest, DeviceWithThePreviousLinkKeyOpensAndIsOpenedToAtTheFir
         tablet->Stop();
         ASSERT_EQ(NumberOf("phone"), NumberOf("laptop"));
     }
+}
+
+TEST_F(StateExchangeTest, RenewedCertificateReachesTheMember)
+{
+    const WallTime began = Clock::System().WallNow();
+    const auto laptop = Start("laptop");
+    const auto tablet = Start("tablet", {laptop->ListenAddress()});
+    ASSERT_TRUE(Meet(laptop, tablet));
+    const auto before = account.Load("tablet").CertificateExpiry();
+    // A certificate is renewed when it begins before the account's, in seconds.
+    ASSERT_TRUE(Eventually([&] { return Clock::System().WallNow() - began > 1100ms; }));
+    const auto renewed = Trust::RenewAccount(account.Folder("laptop"));
+    ASSERT_TRUE(renewed) << renewed.error().message;
+    laptop->UseIdentity(account.Load("laptop"));
+    EXPECT_TRUE(Eventually([&] { return account.Load("tablet").CertificateExpiry() > before; }));
+    EXPECT_TRUE(Eventually([&] { return NumberOf("tablet") == NumberOf("laptop"); }));
+}
+
+TEST_F(StateExchangeTest, HolderOfAnAccountThatIsOlderThanStatesTakesItsDevicesAsMembers)
+{
+    for (const char* device : {"laptop", "tablet"}) {
+        account.ForgetState(device);
+    }
+    const auto renamed = Trust::RenameMember(account.Folder("laptop"), Laptop(), "desk");
+    ASSERT_TRUE(renamed) << renamed.error().message;
+    ASSERT_EQ(StateOf("laptop").State().members.size(), 1u);
+    const auto laptop = Start("laptop");
+    const auto tablet = Start("tablet", {laptop->ListenAddress()});
+    ASSERT_TRUE(Meet(laptop, tablet));
+    EXPECT_TRUE(Eventually([&] {
+        const auto state = account.Load("tablet").state;
+        return state && state->State().FindMember(Tablet()) != nullptr;
+    }));
 }
 
 TEST_F(StateExchangeTest, KnownDeviceThatAnnouncesThePreviousKeyIsGreetedAndCatchesUp)
