@@ -5,7 +5,7 @@
 //   account.crt  the account's self-signed CA certificate (PEM): the one trust anchor; carries the name
 //   account.key  the account's private key, like device.key; only on the device that created the account
 //   link.key     the account's link keys (link_key.h), JSON, mode 0600; version 0.1 enrolled devices without it
-//   account.state, account.number, removal, renewed/, restored, backup: docs/files.md
+//   account.state, account.number, removal, backup, restored, older-account: docs/files.md
 // The network id is the lower-case hex SHA-256 of the device's public key (DER SubjectPublicKeyInfo, RFC 5280).
 // Functions block on the disk and on key generation; any thread. Files are created atomically; a key that others can
 // read, a damaged file, or a certificate of another key is refused with an error that names the file and what to do.
