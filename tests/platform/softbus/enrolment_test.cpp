@@ -228,9 +228,9 @@ public:
         explicit Channel(LateRadio& radio) : radio_(radio) {}
         std::string Name() const override { return "radio"; }
         std::string TransportName() const override { return "radio"; }
-        Result<void> Start(const std::string& token, IsOurs, Heard heard) override
+        Result<void> Start(const std::string& own, IsOurs, Heard heard) override
         {
-            EXPECT_EQ(token, "");
+            EXPECT_EQ(own, "");
             heard_ = std::move(heard);
             return {};
         }
