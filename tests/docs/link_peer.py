@@ -87,6 +87,7 @@ class Link:
     def __init__(self, connection, context, **options):
         self.socket, self.incoming, self.outgoing = connection, ssl.MemoryBIO(), ssl.MemoryBIO()
         connection.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
+        self.state = None  # of the account, if the other side sends it
         self.tls = context.wrap_bio(self.incoming, self.outgoing, **options)
 
     def complete(self, operation, *arguments):
@@ -115,11 +116,12 @@ class Link:
         return read_exactly(lambda missing: self.complete(self.tls.read, missing), size)
 
     def receive(self):
-        """Kind and payload of the next frame but PING."""
+        """Kind and payload of the next frame but PING and STATE; the account's state is kept."""
         kind = PING
-        while kind == PING:
+        while kind in (PING, STATE):
             length, kind = struct.unpack("<IB", self.read(5))
             payload = self.read(length)
+            self.state = payload if kind == STATE else self.state
         return kind, payload
 
     def expect(self, expected):
@@ -142,8 +144,9 @@ class Device:
         self.link_key = bytes.fromhex(json.loads((identity / "link.key").read_text())["key"])
         self.token_key = derive(self.link_key, b"distnet announcement tcp")
         self.state = (identity / "account.state").read_bytes()
-        text_of_state = self.state[self.state.index(b'{"'):self.state.rindex(b"}") + 1]
-        self.state_number, self.state_digest = json.loads(text_of_state)["number"], hashlib.sha256(text_of_state).digest()[:8]
+        signed = self.state[self.state.index(b'{"version"'):]  # the text, then the signature
+        state, end = json.JSONDecoder().raw_decode(signed.decode("latin-1"))
+        self.state_number, self.state_digest = state["number"], hashlib.sha256(signed[:end]).digest()[:8]
         self.device_id = (identity / "device.id").read_text().strip()
         self.network_id = network_id(ssl.PEM_cert_to_DER_cert((identity / "device.crt").read_text()))
         self.dialling, self.listening = ssl.SSLContext(ssl.PROTOCOL_TLS_CLIENT), ssl.SSLContext(ssl.PROTOCOL_TLS_SERVER)
@@ -177,6 +180,8 @@ class Device:
         """The link, closed, and the HELLO of the other side."""
         link = self.dial(address, self.hello(), session=session)
         hello = link.expect(HELLO)
+        if self.state_number > struct.unpack("<Q", hello[-16:-8])[0]:
+            link.send(frame(STATE, self.state))
         link.close()
         return link, hello
 
