@@ -18,6 +18,9 @@ std::string NameOfHolder(const Identity& identity)
 {
     const Member* const holder =
         identity.state ? identity.state->State().FindMember(identity.state->State().holder) : nullptr;
+    if (identity.state && identity.state->State().holder.empty()) {
+        return "the authority that runs the account";
+    }
     return holder != nullptr && holder->networkId != identity.networkId ? "\"" + holder->name + "\""
                                                                         : "the device that made the account";
 }

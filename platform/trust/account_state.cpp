@@ -54,6 +54,12 @@ JsonKind<std::string> NameKind()
                     [](const std::string& text) { return CheckName(text, "") ? "" : "is no name"; });
 }
 
+JsonKind<std::string> HolderKind()
+{
+    return TextKind("64 hex characters, or nothing",
+                    [](const std::string& text) { return text.empty() || IsHexId(text) ? "" : "is no id"; });
+}
+
 JsonKind<std::string> SignatureKind()
 {
     return ParsedTextKind<std::string>(
@@ -100,7 +106,7 @@ std::string Contradiction(const Payload& payload)
             return "members: two of one name or id";
         }
     }
-    if (!ids.contains(state.holder)) {
+    if (!state.holder.empty() && !ids.contains(state.holder)) {
         return "holder: is no member";
     }
     for (const RemovedKey& removed : state.removed) {
@@ -119,7 +125,7 @@ const JsonKeys<Payload>& PayloadKeys()
             {"account", IdKind(), [](Payload& payload) -> std::string& { return payload.state.account; }, Required()},
             {"number", WholeNumberKind<uint64_t>(1, LAST_NUMBER),
              [](Payload& payload) -> uint64_t& { return payload.state.number; }, Required()},
-            {"holder", IdKind(), [](Payload& payload) -> std::string& { return payload.state.holder; }, Required()},
+            {"holder", HolderKind(), [](Payload& payload) -> std::string& { return payload.state.holder; }, Required()},
             {"account_certificate", TextKind("X.509 in PEM"),
              [](Payload& payload) -> std::string& { return payload.state.accountCertificate; }, Required()},
             {"members", ListKind<Member>(MemberKeys(), "a list of members"),
@@ -258,7 +264,7 @@ std::string EncodeRemoval(const RemovedKey& removed)
     std::string bytes;
     const auto seconds = static_cast<uint64_t>(removed.at.time_since_epoch().count());
     for (size_t i = 0; i < TIME_BYTES; ++i) {
-        bytes += static_cast<char>(seconds >> (8 * (TIME_BYTES - 1 - i)));
+        bytes += static_cast<char>(seconds >> (8 * i));
     }
     return bytes + static_cast<char>(removed.signature.size()) + removed.signature;
 }
@@ -269,8 +275,8 @@ Result<RemovalStatement> DecodeRemoval(std::string_view bytes, const std::string
         return Fail(ErrorCode::MALFORMED, "the statement of a removal is damaged");
     }
     uint64_t seconds = 0;
-    for (const char byte : bytes.substr(0, TIME_BYTES)) {
-        seconds = seconds << 8 | static_cast<uint8_t>(byte);
+    for (size_t i = 0; i < TIME_BYTES; ++i) {
+        seconds |= static_cast<uint64_t>(static_cast<uint8_t>(bytes[i])) << (8 * i);
     }
     if (seconds > static_cast<uint64_t>(LAST_SECOND)) {
         return Fail(ErrorCode::MALFORMED, "the statement of a removal is damaged");

@@ -45,9 +45,9 @@ struct RemovedKey {
 struct AccountState {
     std::string account;  // the network id of the account's key
     uint64_t number = 0;
-    std::string holder;                 // the network id of the member that holds the account's key
-    std::string accountCertificate;     // PEM
-    std::vector<Member> members;        // by name
+    std::string holder;              // the network id of the member that holds the account's key; empty: no device does
+    std::string accountCertificate;  // PEM
+    std::vector<Member> members;     // by name
     std::vector<RemovedKey> removed{};  // the oldest first; never shrinks
     LinkKeys linkKeys{};
     bool announcesPreviousKey = true;  // false: members announce themselves with the current link key only

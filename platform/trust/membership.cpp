@@ -6,6 +6,7 @@
 #include <system_error>
 
 #include "platform/base/files.h"
+#include "platform/base/utf8.h"
 #include "platform/trust/account.h"
 #include "platform/trust/account_holder.h"
 #include "platform/trust/certificates.h"
@@ -79,6 +80,17 @@ Certificate Renewed(const Identity& identity, EVP_PKEY* accountKey, const std::s
     return endsLater ? std::move(made) : nullptr;
 }
 
+// The name of a device that own says was removed and candidate does not; empty when there is none.
+std::string NameOfForgotten(const SignedState* own, const AccountState& candidate)
+{
+    for (const RemovedKey& removed : own != nullptr ? own->State().removed : std::vector<RemovedKey>()) {
+        if (candidate.FindRemoved(removed.networkId) == nullptr) {
+            return removed.name;
+        }
+    }
+    return "";
+}
+
 Failure Stale(const Identity& identity, uint64_t own, uint64_t candidate)
 {
     return Fail(ErrorCode::REFUSED, "account \"" + identity.accountName + "\": a state that is older than this " +
@@ -119,6 +131,11 @@ Result<std::optional<Identity>> AdoptState(const std::filesystem::path& folder, 
             return Stale(identity.value(), last, number);
         case StateOrder::NEWER:
             break;
+    }
+    if (const std::string forgotten = NameOfForgotten(own, candidate.value()->State()); !forgotten.empty()) {
+        return Fail(ErrorCode::UNTRUSTED, "a newer state of the account has forgotten that \"" +
+                                              EscapeHidden(forgotten) +
+                                              "\" was removed; it was made from an old backup");
     }
     // A state that was lost may not come back as an older one.
     if (number < last) {

@@ -22,8 +22,8 @@ inline constexpr std::chrono::hours PREVIOUS_LINK_KEY_LIFE{24 * 30};
 
 // Adopts bytes if they are a newer state of this account: writes the state, its link keys and its account certificate.
 // Returns the identity with the new state, or nullopt when bytes are the state that this device has already. UNTRUSTED
-// or MALFORMED: forged, damaged or of another account; ALREADY_EXISTS: the same number with other content; REFUSED:
-// older. The error's message is one line for a log.
+// or MALFORMED: forged, damaged, of another account, or without a removal that this device knows of; ALREADY_EXISTS:
+// the same number with other content; REFUSED: older. The error's message is one line for a log.
 [[nodiscard]] Result<std::optional<Identity>> AdoptState(const std::filesystem::path& folder, const std::string& bytes);
 
 // The following need the account's key: NOT_FOUND on another device, with a message that names the member that holds

@@ -92,7 +92,7 @@ TEST_F(AccountStateTest, RefusesWhatTheAccountDidNotSignOrContradictsItself)
 
 TEST_F(AccountStateTest, TheNewerOneIsKeptWhateverOrderTheyComeIn)
 {
-    const auto newer = Changed([](AccountState& state) { state.number += 5; });
+    auto newer = Changed([](AccountState& state) { state.number += 5; });
     const auto other = Changed([](AccountState& state) {
         state.number += 5;
         state.members.back().name = "else";
@@ -104,6 +104,18 @@ TEST_F(AccountStateTest, TheNewerOneIsKeptWhateverOrderTheyComeIn)
     EXPECT_EQ(code(other), ErrorCode::ALREADY_EXISTS);
     // The same text signed again is no other content.
     EXPECT_FALSE(AdoptState(phone, Changed([](AccountState& state) { state.number += 5; })->Bytes()).value());
+    // What was made from an old backup may not bring a removed device back.
+    const std::string lost(64, 'c');
+    const auto removal = Changed([&](AccountState& state) {
+        state.number += 6;
+        state.removed = {{lost, "watch", std::chrono::sys_seconds(), state.number, "signature"}};
+    });
+    ASSERT_TRUE(AdoptState(phone, removal->Bytes()).value());
+    EXPECT_EQ(code(Changed([](AccountState& state) { state.number += 7; })), ErrorCode::UNTRUSTED);
+    newer = Changed([&](AccountState& state) {
+        state.number += 8;
+        state.removed = removal->State().removed;
+    });
     // Lost, it does not come back older, also when its link keys are lost with it.
     std::filesystem::resize_file(phone / STATE_FILE, 100);
     EXPECT_EQ(devices.Load("phone").state, nullptr);
@@ -158,14 +170,15 @@ TEST_F(AccountStateTest, AnOtherDevicesRemovalProvesNothing)
         .networkId = id, .at = at, .signature = SignatureOf(RemovalText(own->State().account, id, at), key.get())};
     const std::string bytes = EncodeRemoval(removed);
     EXPECT_EQ(DecodeRemoval(bytes, id, account.get()).value().at, at);
-    EXPECT_EQ(bytes.substr(0, 8), std::string("\0\0\0\0\x6b\x49\xd2\0", 8));
+    EXPECT_EQ(bytes.substr(0, 8), std::string("\0\xd2\x49\x6b\0\0\0\0", 8));
     std::string later = bytes;
-    ++later[7];
-    for (const auto& [changed, owner, code] : {std::tuple(bytes, std::string(64, 'a'), ErrorCode::UNTRUSTED),
-                                               {later, id, ErrorCode::UNTRUSTED},
-                                               {bytes + "x", id, ErrorCode::MALFORMED},
-                                               {bytes.substr(0, 8), id, ErrorCode::MALFORMED},
-                                               {"\xff" + bytes.substr(1), id, ErrorCode::MALFORMED}}) {
+    ++later[0];
+    for (const auto& [changed, owner, code] :
+         {std::tuple(bytes, std::string(64, 'a'), ErrorCode::UNTRUSTED),
+          {later, id, ErrorCode::UNTRUSTED},
+          {bytes + "x", id, ErrorCode::MALFORMED},
+          {bytes.substr(0, 8), id, ErrorCode::MALFORMED},
+          {bytes.substr(0, 7) + "\xff" + bytes.substr(8), id, ErrorCode::MALFORMED}}) {
         const auto decoded = DecodeRemoval(changed, owner, account.get());
         ASSERT_FALSE(decoded);
         EXPECT_EQ(decoded.error().code, code);
