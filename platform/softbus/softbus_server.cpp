@@ -15,6 +15,7 @@
 #include "platform/base/utf8.h"
 #include "platform/dfx/guard.h"
 #include "platform/dfx/trace.h"
+#include "platform/softbus/account/key_transfer.h"
 #include "platform/softbus/account/state_exchange.h"
 #include "platform/softbus/discovery/finder.h"
 #include "platform/softbus/discovery/folder_channel.h"
@@ -57,6 +58,8 @@ public:
     std::vector<Node> Nodes() override;
     Node LocalNode() override;
     void Scan(std::function<void()> done) override;
+    void SendAccountKey(const std::string& networkId, std::string key,
+                        std::function<void(Result<void> result)> done) override;
     void UseIdentity(Trust::Identity identity) override { exchange_.UseIdentity(std::move(identity)); }
     Result<std::shared_ptr<Invitation>> Invite(InvitationOptions options) override;
 
@@ -404,6 +407,15 @@ int Server::RemoveSessionServer(const std::string& pkgName, const std::string& s
         }
     }
     return result;
+}
+
+void Server::SendAccountKey(const std::string& networkId, std::string key,
+                            std::function<void(Result<void> result)> done)
+{
+    const auto transfer = std::make_shared<KeyTransfer>(context_, networkId, std::move(key), done);
+    if (!PostWhileRunning([transfer] { transfer->Start(); })) {
+        done(Fail(ErrorCode::UNAVAILABLE, "the soft bus has stopped"));
+    }
 }
 
 int Server::OpenSession(const std::string& mySessionName, const std::string& peerSessionName,

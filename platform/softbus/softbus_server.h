@@ -74,6 +74,11 @@ public:
     // ticket holds this device's address. ALREADY_EXISTS while another one is open (WAITING or ASKING), UNAVAILABLE
     // once the soft bus stops. Any thread; does not block.
     [[nodiscard]] virtual Result<std::shared_ptr<Invitation>> Invite(InvitationOptions options) = 0;
+    // Hands the account's key (Trust::ExportAccountKey) to that member. done is called once, with an error when the
+    // member was not reached or has not stored the key; on the reactor thread or in this call, must not block. The key
+    // is overwritten.
+    virtual void SendAccountKey(const std::string& networkId, std::string key,
+                                std::function<void(Result<void> result)> done) = 0;
     // Sends GOODBYE, fails sessions that are opening, closes open ones after the accepted bytes are delivered (within
     // 1 s), and writes the known devices. Blocks until that is done. Idempotent.
     virtual void Stop() = 0;

@@ -300,20 +300,21 @@ bool IsRestored(const std::filesystem::path& folder)
     return FileExists(folder / RESTORED_FILE);
 }
 
-Result<void> CompleteRestore(const std::filesystem::path& folder, const Clock& clock)
+Result<Identity> CompleteRestore(const std::filesystem::path& folder, const Clock& clock)
 {
     if (!IsRestored(folder)) {
-        return {};
+        return LoadIdentity(folder);
     }
     auto holder = OpenHolder(folder, clock, OtherHolder::REPLACED);
     if (!holder) {
         return Failure(std::move(holder).error());
     }
     BecomeHolder(holder.value().state, SelfOf(holder.value().identity, clock));
-    if (const auto stored = StoreState(holder.value(), clock); !stored) {
-        return Failure(stored.error());
+    auto stored = StoreState(holder.value(), clock);
+    if (auto removed = stored ? RemoveMarker(folder) : Result<void>(); !removed) {
+        return Failure(std::move(removed).error());
     }
-    return RemoveMarker(folder);
+    return stored;
 }
 
 std::optional<std::chrono::sys_seconds> LastBackup(const std::filesystem::path& folder)

@@ -18,6 +18,7 @@
 
 #include "platform/base/clock.h"
 #include "platform/trust/identity.h"
+#include "platform/trust/secret_text.h"
 
 namespace Vexo::Trust {
 
@@ -32,20 +33,11 @@ struct OpenSslObjectDeleter {
     void operator()(EVP_MD_CTX* context) const noexcept { EVP_MD_CTX_free(context); }
     void operator()(EVP_KDF* function) const noexcept { EVP_KDF_free(function); }
     void operator()(EVP_KDF_CTX* context) const noexcept { EVP_KDF_CTX_free(context); }
+    void operator()(PKCS8_PRIV_KEY_INFO* key) const noexcept { PKCS8_PRIV_KEY_INFO_free(key); }
     void operator()(X509_PUBKEY* key) const noexcept { X509_PUBKEY_free(key); }
 };
 template <typename T>
 using OpenSslPtr = std::unique_ptr<T, OpenSslObjectDeleter>;
-
-// A text that holds a secret; overwritten when it is destroyed.
-struct SecretText {
-    explicit SecretText(std::string secret) : text(std::move(secret)) {}
-    SecretText(SecretText&&) = default;
-    SecretText& operator=(SecretText&&) = default;
-    ~SecretText() { OPENSSL_cleanse(text.data(), text.size()); }
-
-    std::string text;
-};
 
 // OpenSSL's reason for the last failure on this thread; clears it.
 std::string OpenSslReason();

@@ -12,8 +12,9 @@
 #include "platform/dfx/guard.h"
 #include "platform/dfx/sys_event.h"
 #include "platform/softbus/softbus_log.h"
+#include "platform/trust/account_backup.h"
+#include "platform/trust/key_transfer.h"
 #include "platform/trust/membership.h"
-#include "platform/trust/openssl_util.h"
 
 namespace Vexo::SoftBus {
 
@@ -42,6 +43,12 @@ std::string TextOf(const Trust::LinkKeys& keys)
     return text;
 }
 
+Result<std::optional<Trust::Identity>> AsChange(Result<Trust::Identity> identity)
+{
+    return identity ? Result<std::optional<Trust::Identity>>(std::move(identity.value()))
+                    : Failure(std::move(identity).error());
+}
+
 }  // namespace
 
 // What the context gets from an identity.
@@ -54,6 +61,7 @@ struct StateExchange::Prepared {
     std::optional<std::chrono::sys_seconds> removedAt;
     Trust::Certificate account;
     bool holdsAccountKey = false;
+    bool isRestored = false;
 };
 
 StateExchange::~StateExchange()
@@ -130,6 +138,7 @@ Result<std::shared_ptr<StateExchange::Prepared>> StateExchange::Prepare(const Tr
     }
     prepared->account.reset(X509_dup(identity.accountCertificate.get()));
     prepared->holdsAccountKey = identity.holdsAccountKey;
+    prepared->isRestored = !options_.folder.empty() && Trust::IsRestored(options_.folder);
     certificates_ = std::move(certificates);
     linkKeys_ = std::move(linkKeys);
     return prepared;
@@ -147,6 +156,7 @@ void StateExchange::Apply(const Prepared& prepared)
     context_.account.Use(prepared.ownNetworkId, prepared.state, prepared.removedAt);
     account_.reset(X509_dup(prepared.account.get()));
     holdsAccountKey_ = prepared.holdsAccountKey && prepared.state;
+    isRestored_ = prepared.isRestored;
     if (prepared.state) {
         for (const Trust::RemovedKey& removed : prepared.state->State().removed) {
             context_.linkSetup.tls->Forget(removed.networkId);
@@ -178,7 +188,8 @@ Standing StateExchange::OnHello(Link& link, const Hello& hello)
         ReportConflict(peer, own);
     }
     Standing standing;
-    standing.isPending = isRenewed || (hello.stateNumber > own && !options_.folder.empty());
+    standing.isPending = isRenewed || (hello.stateNumber > own && !options_.folder.empty()) ||
+                         (isMember && isRestored_ && CompleteRestore(link));
     if (isMember) {
         standing.verdict = hasOldKey ? Verdict::LEAVE : Verdict::TALK;
         return standing;
@@ -254,13 +265,40 @@ void StateExchange::OnAccountFrame(const std::shared_ptr<Link>& link, FrameKind 
         return;
     }
     const auto secret = std::make_shared<Trust::SecretText>(std::move(payload));
+    if (kind == FrameKind::ACCOUNT_KEY) {
+        StoreAccountKey(link, secret);
+        return;
+    }
     StartAdoption(link, [this, kind, secret]() -> Result<std::optional<Trust::Identity>> {
-        if (kind == FrameKind::STATE) {
-            return Trust::AdoptState(options_.folder, secret->text);
+        if (kind == FrameKind::CERTIFICATE) {
+            return AsChange(Trust::AdoptCertificate(options_.folder, secret->text));
         }
-        auto identity = Trust::AdoptCertificate(options_.folder, secret->text);
-        return identity ? Result<std::optional<Trust::Identity>>(std::move(identity.value()))
-                        : Failure(std::move(identity).error());
+        auto adopted = Trust::AdoptState(options_.folder, secret->text);
+        return adopted && Trust::IsRestored(options_.folder) ? AsChange(Trust::CompleteRestore(options_.folder))
+                                                             : std::move(adopted);
+    });
+}
+
+// Another member was met, and has no newer state: a device that was restored may sign states from now on.
+bool StateExchange::CompleteRestore(Link& link)
+{
+    return StartAdoption(link.shared_from_this(), [this] { return AsChange(Trust::CompleteRestore(options_.folder)); });
+}
+
+// Another member hands the account's key over.
+void StateExchange::StoreAccountKey(const std::shared_ptr<Link>& link, const std::shared_ptr<Trust::SecretText>& key)
+{
+    if (!context_.account.IsMember(link->PeerNetworkId())) {
+        link->Refuse("the account's key from a device that is no member");
+        return;
+    }
+    StartAdoption(link, [this, link, key]() -> Result<std::optional<Trust::Identity>> {
+        if (auto stored = Trust::StoreAccountKey(options_.folder, key->text); !stored) {
+            options_.post([link, why = stored.error().message] { link->Refuse(why); });
+            return Failure(std::move(stored).error());
+        }
+        link->Send(FrameKind::KEY_STORED);
+        return AsChange(Trust::LoadIdentity(options_.folder));
     });
 }
 

@@ -21,6 +21,7 @@
 #include "platform/softbus/reactor_context.h"
 #include "platform/tasks/elastic_pool.h"
 #include "platform/trust/identity.h"
+#include "platform/trust/secret_text.h"
 
 namespace Vexo::SoftBus {
 
@@ -81,6 +82,8 @@ private:
     bool ShowsOlderCertificate(const Link& link) const;
     bool RenewCertificate(const std::shared_ptr<Link>& link, const Trust::SignedStatePtr& state);
     bool AddOlderMember(Link& link, const Hello& hello);
+    bool CompleteRestore(Link& link);
+    void StoreAccountKey(const std::shared_ptr<Link>& link, const std::shared_ptr<Trust::SecretText>& key);
     // Runs change on the strand, and works with the identity that it returns; calls StateHandled then.
     bool StartAdoption(const std::shared_ptr<Link>& link, Change change);
     void Adopt(const std::shared_ptr<Link>& link, const Change& change);
@@ -91,6 +94,7 @@ private:
     const Options options_;
     Trust::Certificate account_;
     bool holdsAccountKey_ = false;
+    bool isRestored_ = false;                  // and has met no other member yet
     std::map<std::string, uint64_t> numbers_;  // of the states of members, by their network ids
     size_t adopting_ = 0;
     std::vector<std::function<void()>> waiting_;

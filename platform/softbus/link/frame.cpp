@@ -5,6 +5,7 @@
 #include "platform/base/hex.h"
 #include "platform/base/utf8.h"
 #include "platform/trust/account_state.h"
+#include "platform/trust/key_transfer.h"
 
 namespace Vexo::SoftBus {
 
@@ -34,6 +35,8 @@ constexpr KindRule KIND_RULES[] = {
     {FrameKind::JOIN_NONCE, "JOIN_NONCE", 36, 32 + 2 * (1 + MAX_TEXT)},
     {FrameKind::JOIN_REQUEST, "JOIN_REQUEST", 43, MAX_JOIN_REQUEST_BYTES},
     {FrameKind::JOIN_ANSWER, "JOIN_ANSWER", 4, MAX_JOIN_ANSWER_BYTES},
+    {FrameKind::ACCOUNT_KEY, "ACCOUNT_KEY", 1, Trust::MAX_KEY_BYTES},
+    {FrameKind::KEY_STORED, "KEY_STORED", 0, 0},
 };
 
 // A declared length may be false: memory beyond this is allocated only as the bytes arrive.

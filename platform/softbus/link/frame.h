@@ -18,6 +18,8 @@
 //   REMOVED  the statement that the account removed the receiver (trust/account_state.h, EncodeRemoval)
 //   CERTIFICATE  the receiver's renewed certificate, X.509 in DER
 //   JOIN_COMMIT, JOIN_NONCE, JOIN_REQUEST, JOIN_ANSWER: an enrolment by ticket; enrolment/join_frames.h
+//   ACCOUNT_KEY  the account's key, PKCS#8 in DER, which the receiver is to hold from now on
+//   KEY_STORED  empty: the receiver of ACCOUNT_KEY has stored it
 //
 // HELLO and OPEN of a later version may carry more fields after those above; a reader skips them. A HELLO of version 1
 // ends after the addresses.
@@ -48,6 +50,8 @@ enum class FrameKind : uint8_t {
     JOIN_NONCE = 12,
     JOIN_REQUEST = 13,
     JOIN_ANSWER = 14,
+    ACCOUNT_KEY = 15,
+    KEY_STORED = 16,
 };
 
 inline constexpr size_t FRAME_HEADER_BYTES = 5;

@@ -16,6 +16,17 @@
 
 namespace Vexo::SoftBus {
 
+namespace {
+
+// Frames that the guard handles, whoever owns the link.
+bool IsAccountFrame(FrameKind kind)
+{
+    return kind == FrameKind::STATE || kind == FrameKind::REMOVED || kind == FrameKind::CERTIFICATE ||
+           kind == FrameKind::ACCOUNT_KEY;
+}
+
+}  // namespace
+
 std::shared_ptr<Link> Link::MakeClient(asio::io_context& reactor, Stream stream, const Setup& setup,
                                        const std::string& peerNetworkId, Trust::ProvenKey key)
 {
@@ -322,8 +333,7 @@ bool Link::Decode(std::string_view input)
             End(LinkEnd::CLOSED, "closed by the peer");
             return false;
         }
-        const bool isAccounts =
-            frame.kind == FrameKind::STATE || frame.kind == FrameKind::REMOVED || frame.kind == FrameKind::CERTIFICATE;
+        const bool isAccounts = IsAccountFrame(frame.kind);
         if (guard_ != nullptr && isAccounts) {
             if (!OnAccountFrame(frame, isFirst)) {
                 return false;
@@ -351,7 +361,7 @@ bool Link::OnAccountFrame(Frame& frame, bool isFirst)
     } else if (isFirst) {
         Refuse("its first frame is no HELLO");
     } else if (!accountFrames_.insert(frame.kind).second) {
-        Refuse("a second STATE or CERTIFICATE");
+        Refuse("a second frame about the account");
     } else {
         guard_->OnAccountFrame(shared_from_this(), frame.kind, std::move(frame.payload));
     }

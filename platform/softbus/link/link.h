@@ -48,7 +48,7 @@ public:
     virtual std::string RemovalOf(const std::string& networkId) = 0;
     // Handles a REMOVED. Returns why the link ends.
     virtual std::string OnRemoved(const std::string& payload) = 0;
-    // Handles a STATE, and calls StateHandled later; or a CERTIFICATE.
+    // Handles a STATE, and calls StateHandled later; a CERTIFICATE; or an ACCOUNT_KEY, and answers it later.
     virtual void OnAccountFrame(const std::shared_ptr<Link>& link, FrameKind kind, std::string payload) = 0;
 };
 

@@ -3,8 +3,11 @@
 
 #include <algorithm>
 #include <atomic>
+#include <future>
 
 #include "platform/base/text.h"
+#include "platform/trust/account_backup.h"
+#include "platform/trust/key_transfer.h"
 #include "platform/trust/membership.h"
 #include "tests/platform/softbus/device_fixture.h"
 #include "tests/support/log_capture.h"
@@ -358,6 +361,53 @@ TEST_F(StateExchangeTest, KnownDeviceThatAnnouncesThePreviousKeyIsGreetedAndCatc
     std::filesystem::remove(account.Folder("phone") / KNOWN_DEVICES_FILE);
     phone = Start("phone");
     EXPECT_TRUE(Eventually([&] { return NumberOf("phone") == NumberOf("laptop"); }));
+}
+
+TEST_F(StateExchangeTest, RestoredDeviceBecomesTheHolderOnceItHasMetAMember)
+{
+    const auto file = account.Folder("laptop") / "home.p12";
+    ASSERT_TRUE(Trust::BackUpAccount(account.Folder("laptop"), file, "a passphrase"));
+    Rename(Phone(), "new phone");
+    ASSERT_TRUE(Trust::AdoptState(account.Folder("tablet"), StateOf("laptop").Bytes()));
+    ASSERT_TRUE(Trust::RestoreAccount(account.Folder("desktop"), file, "a passphrase", "desktop", false));
+    const auto tablet = Start("tablet");
+    const auto desktop = Start("desktop", {tablet->ListenAddress()});
+    ASSERT_TRUE(Eventually([&] { return !Trust::IsRestored(account.Folder("desktop")); }));
+    const std::string id = account.Load("desktop").networkId;
+    EXPECT_EQ(StateOf("desktop").State().FindMember(Phone())->name, "new phone") << "merged before it signed";
+    EXPECT_TRUE(Eventually([&] { return StateOf("tablet").State().holder == id; }));
+    // Without anything newer to merge, too.
+    ASSERT_TRUE(Trust::RestoreAccount(account.Folder("server"), file, "a passphrase", "server", false));
+    ASSERT_TRUE(Trust::AdoptState(account.Folder("server"), StateOf("tablet").Bytes()));
+    const auto server = Start("server", {tablet->ListenAddress()});
+    EXPECT_TRUE(Eventually([&] { return !Trust::IsRestored(account.Folder("server")); }));
+}
+
+TEST_F(StateExchangeTest, AccountsKeyMovesToAMemberThatHasStoredItFirst)
+{
+    const auto laptop = Start("laptop");
+    const auto tablet = Start("tablet", {laptop->ListenAddress()});
+    ASSERT_TRUE(Meet(laptop, tablet));
+    const auto send = [&](const std::string& to, std::string key) {
+        std::promise<Result<void>> done;
+        laptop->SendAccountKey(to, std::move(key), [&](Result<void> result) { done.set_value(std::move(result)); });
+        return done.get_future().get();
+    };
+    const std::string key = Trust::ExportAccountKey(account.Folder("laptop"), Tablet()).value();
+    EXPECT_EQ(send(Phone(), key).error().code, ErrorCode::UNAVAILABLE);
+    EXPECT_EQ(send(Tablet(), key.substr(0, key.size() - 1)).error().code, ErrorCode::REFUSED);
+    EXPECT_FALSE(account.Load("tablet").holdsAccountKey);
+    ASSERT_TRUE(send(Tablet(), key));
+    ASSERT_TRUE(account.Load("tablet").holdsAccountKey);
+    EXPECT_FALSE(Trust::RenameMember(account.Folder("tablet"), Phone(), "early")) << "the laptop is still the holder";
+
+    auto handed = Trust::HandOverAccount(account.Folder("laptop"), Tablet());
+    ASSERT_TRUE(handed) << handed.error().message;
+    EXPECT_FALSE(handed.value().holdsAccountKey);
+    laptop->UseIdentity(std::move(handed.value()));
+    ASSERT_TRUE(Eventually([&] { return NumberOf("tablet") == NumberOf("laptop"); }));
+    EXPECT_TRUE(Trust::RenameMember(account.Folder("tablet"), Phone(), "new phone"));
+    EXPECT_FALSE(Trust::ExportAccountKey(account.Folder("laptop"), Tablet()));
 }
 
 }  // namespace
