@@ -27,6 +27,8 @@ enum HostResult : int32_t {
 
 // The longest wait that WaitForWifi and GetEvents accept; they answer HOST_BAD_REQUEST to a longer one.
 inline constexpr std::chrono::milliseconds HOST_MAX_WAIT{60'000};
+// The longest that the daemon waits for a person to permit a change of the account.
+inline constexpr std::chrono::milliseconds HOST_PERMISSION_LIMIT{120'000};
 // The longest that a scan of devices takes.
 inline constexpr std::chrono::milliseconds HOST_SCAN_LIMIT{5'000};
 
@@ -73,11 +75,24 @@ struct LinkStatus {
     std::optional<std::string> listen;  // the address that peers use, "192.0.2.7:11630"; no value without a link
 };
 
+// This device in its account. Zero and empty before enrolment.
+struct MembershipStatus {
+    std::optional<std::chrono::sys_seconds> removedAt;  // the account removed this device then
+    std::string holder;                                 // name of the member with the account's key; empty: not known
+    bool holdsKey = false;                              // this device has the account's key
+    uint32_t members = 0;                               // this device included; 0: the account has no list yet
+    uint32_t pending = 0;                               // of them, those that this device has never met
+    std::optional<std::chrono::sys_seconds> backup;     // holdsKey: when the last backup of the key was made
+    // When this device's certificate ends; on the holder the first of all that end. No value: in more than a year.
+    std::optional<std::chrono::sys_seconds> endsSoon;
+};
+
 struct HostStatus {
     std::string version;
     int32_t pid = 0;
     ThisDevice device;
-    std::optional<std::string> account;    // its name; no value before enrolment
+    std::optional<std::string> account;  // its name; no value before enrolment
+    MembershipStatus membership;
     std::string platform;                  // "linux" or "simulated"
     std::vector<AbilityStatus> abilities;  // those that are present now, ordered by id
     ServiceLife service = ServiceLife::NOT_LOADED;

@@ -66,12 +66,25 @@ void ForEachMember(Visit& visit, MaybeConst<LinkStatus> auto& link)
 }
 
 template <typename Visit>
+void ForEachMember(Visit& visit, MaybeConst<MembershipStatus> auto& membership)
+{
+    visit("removed_at", membership.removedAt);
+    visit("holder", membership.holder);
+    visit("holds_key", membership.holdsKey);
+    visit("members", membership.members);
+    visit("pending", membership.pending);
+    visit("backup", membership.backup);
+    visit("ends_soon", membership.endsSoon);
+}
+
+template <typename Visit>
 void ForEachMember(Visit& visit, MaybeConst<HostStatus> auto& status)
 {
     visit("version", status.version);
     visit("pid", status.pid);
     visit("device", status.device);
     visit("account", status.account);
+    visit("membership", status.membership);
     visit("platform", status.platform);
     visit("abilities", status.abilities);
     visit("service", status.service);
