@@ -4,6 +4,7 @@ install(FILES packaging/systemd/sysusers.conf DESTINATION lib/sysusers.d RENAME 
 install(FILES packaging/systemd/tmpfiles.conf DESTINATION lib/tmpfiles.d RENAME distnet.conf COMPONENT daemon)
 install(FILES packaging/dbus.conf DESTINATION share/dbus-1/system.d RENAME distnet.conf COMPONENT daemon)
 install(FILES packaging/polkit.rules DESTINATION share/polkit-1/rules.d RENAME 50-distnet.rules COMPONENT daemon)
+install(FILES packaging/polkit.policy DESTINATION share/polkit-1/actions RENAME org.distnet.policy COMPONENT daemon)
 install(DIRECTORY packaging/configuration/etc DESTINATION share/distnet COMPONENT daemon)
 install(FILES packaging/distnetd.json DESTINATION /etc/distnet COMPONENT daemon)
 
