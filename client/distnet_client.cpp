@@ -5,6 +5,7 @@
 #include "client/remote_call.h"
 #include "distributed/services/service/i_distnet_service.h"
 #include "distributed/services/utils/distnet_errors.h"
+#include "interfaces/account_answers_json.h"
 #include "interfaces/host_answers_json.h"
 #include "interfaces/i_distnet_host.h"
 #include "platform/ability/ability_ids.h"
@@ -123,6 +124,18 @@ public:
         }
         answer = std::move(read.value());
         return call;
+    }
+
+    // Asks for what has changed since the revision; the daemon waits for a change.
+    template <typename Answer>
+    CallResult AskAfter(HostInterfaceCode code, uint32_t revision, std::chrono::milliseconds wait, Answer& answer)
+    {
+        return Ask(
+            code,
+            [&](MessageParcel& data) {
+                return data.WriteUint32(revision) && data.WriteUint32(static_cast<uint32_t>(wait.count()));
+            },
+            answer, wait);
     }
 
     void Close()
@@ -305,6 +318,82 @@ CallResult DistNetClient::WaitForWifi(const Host::WifiStatus& known, std::chrono
                    data.WriteUint32(static_cast<uint32_t>(wait.count()));
         },
         wifi, wait);
+}
+
+CallResult DistNetClient::OpenInvitation(bool admitsWithoutAsking, Host::InvitationAnswer& invitation)
+{
+    return impl_->Ask(
+        HostInterfaceCode::OPEN_INVITATION, [&](MessageParcel& data) { return data.WriteBool(admitsWithoutAsking); },
+        invitation, Host::HOST_PERMISSION_LIMIT);
+}
+
+CallResult DistNetClient::WaitForInvitation(uint32_t revision, std::chrono::milliseconds wait,
+                                            Host::InvitationAnswer& invitation)
+{
+    return impl_->AskAfter(HostInterfaceCode::WAIT_FOR_INVITATION, revision, wait, invitation);
+}
+
+CallResult DistNetClient::AnswerJoiner(const std::string& networkId, bool admit, Host::ChangeAnswer& answer)
+{
+    return impl_->Ask(
+        HostInterfaceCode::ANSWER_JOINER,
+        [&](MessageParcel& data) { return data.WriteString(networkId) && data.WriteBool(admit); }, answer);
+}
+
+CallResult DistNetClient::CloseInvitation(Host::ChangeAnswer& answer)
+{
+    return impl_->Ask(HostInterfaceCode::CLOSE_INVITATION, Impl::WriteNothing, answer);
+}
+
+CallResult DistNetClient::StartJoin(const std::string& ticket, const std::string& deviceName, Host::JoinAnswer& join)
+{
+    return impl_->Ask(
+        HostInterfaceCode::START_JOIN,
+        [&](MessageParcel& data) { return data.WriteString(ticket) && data.WriteString(deviceName); }, join,
+        Host::HOST_PERMISSION_LIMIT);
+}
+
+CallResult DistNetClient::WaitForJoin(uint32_t revision, std::chrono::milliseconds wait, Host::JoinAnswer& join)
+{
+    return impl_->AskAfter(HostInterfaceCode::WAIT_FOR_JOIN, revision, wait, join);
+}
+
+CallResult DistNetClient::CancelJoin(Host::ChangeAnswer& answer)
+{
+    return impl_->Ask(HostInterfaceCode::CANCEL_JOIN, Impl::WriteNothing, answer);
+}
+
+CallResult DistNetClient::GetMembers(Host::MemberList& list)
+{
+    return impl_->Ask(HostInterfaceCode::GET_MEMBERS, Impl::WriteNothing, list);
+}
+
+CallResult DistNetClient::RenameMember(const std::string& networkId, const std::string& name,
+                                       Host::ChangeAnswer& answer)
+{
+    return impl_->Ask(
+        HostInterfaceCode::RENAME_MEMBER,
+        [&](MessageParcel& data) { return data.WriteString(networkId) && data.WriteString(name); }, answer,
+        Host::HOST_PERMISSION_LIMIT);
+}
+
+CallResult DistNetClient::RemoveMember(const std::string& networkId, bool announcesNewKeyOnly,
+                                       Host::ChangeAnswer& answer)
+{
+    return impl_->Ask(
+        HostInterfaceCode::REMOVE_MEMBER,
+        [&](MessageParcel& data) { return data.WriteString(networkId) && data.WriteBool(announcesNewKeyOnly); }, answer,
+        Host::HOST_PERMISSION_LIMIT);
+}
+
+CallResult DistNetClient::LeaveAccount(Host::ChangeAnswer& answer)
+{
+    return impl_->Ask(HostInterfaceCode::LEAVE_ACCOUNT, Impl::WriteNothing, answer, Host::HOST_PERMISSION_LIMIT);
+}
+
+CallResult DistNetClient::RenewAccount(Host::ChangeAnswer& answer)
+{
+    return impl_->Ask(HostInterfaceCode::RENEW_ACCOUNT, Impl::WriteNothing, answer, Host::HOST_PERMISSION_LIMIT);
 }
 
 void DistNetClient::Close()

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "interfaces/account_answers.h"
 #include "interfaces/host_answers.h"
 
 namespace Vexo::Client {
@@ -93,6 +94,27 @@ public:
     // Waits until the attempt or the state of this device's Wi-Fi differs from known, which comes from GetStatus or
     // from the previous call, or until wait has passed. wait is at most HOST_MAX_WAIT and is added to the limit.
     CallResult WaitForWifi(const Host::WifiStatus& known, std::chrono::milliseconds wait, Host::WifiStatus& wifi);
+
+    // ---- ability 1164, the account. A call that succeeds has an answer; its fault says what the daemon could not do.
+    // ---- REFUSED: this user may not change the account. The calls that change it may wait until a person has given a
+    // ---- password (HOST_PERMISSION_LIMIT, added to the limit).
+    // An invitation ends when it is closed, and when the last connection of this process ends; so does a join.
+    CallResult OpenInvitation(bool admitsWithoutAsking, Host::InvitationAnswer& invitation);
+    // Waits until the invitation differs from the one with that revision, or until wait has passed; as WaitForWifi.
+    CallResult WaitForInvitation(uint32_t revision, std::chrono::milliseconds wait, Host::InvitationAnswer& invitation);
+    // Whether the device with that network id, which is ASKING, is admitted.
+    CallResult AnswerJoiner(const std::string& networkId, bool admit, Host::ChangeAnswer& answer);
+    CallResult CloseInvitation(Host::ChangeAnswer& answer);
+    // deviceName: what the account calls this device; empty: its configured name.
+    CallResult StartJoin(const std::string& ticket, const std::string& deviceName, Host::JoinAnswer& join);
+    CallResult WaitForJoin(uint32_t revision, std::chrono::milliseconds wait, Host::JoinAnswer& join);
+    CallResult CancelJoin(Host::ChangeAnswer& answer);
+    CallResult GetMembers(Host::MemberList& list);
+    CallResult RenameMember(const std::string& networkId, const std::string& name, Host::ChangeAnswer& answer);
+    // announcesNewKeyOnly: members that have not heard of the removal are not announced to any more.
+    CallResult RemoveMember(const std::string& networkId, bool announcesNewKeyOnly, Host::ChangeAnswer& answer);
+    CallResult LeaveAccount(Host::ChangeAnswer& answer);
+    CallResult RenewAccount(Host::ChangeAnswer& answer);
 
     // Releases the service if this client used it, and closes the connection. Blocks for at most 1 s. Idempotent.
     void Close();

@@ -1,17 +1,47 @@
 #include "host/account_link.h"
 
+#include <future>
 #include <utility>
 
 #include "platform/dfx/guard.h"
 #include "platform/dfx/log.h"
+#include "platform/trust/account_backup.h"
 #include "platform/trust/identity_checks.h"
+#include "platform/trust/membership.h"
 
 namespace Vexo::Host {
 namespace {
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "AccountLink"};
 
+// Differs for two identities that the soft bus must not take for the same.
+std::string VersionOf(const Trust::Identity& identity)
+{
+    const auto seconds = [](auto time) { return std::to_string(time.time_since_epoch().count()); };
+    return identity.networkId + identity.accountName + seconds(identity.CertificateExpiry()) +
+           (identity.state ? identity.state->Digest() : "") +
+           (identity.linkKeys ? Trust::FingerprintOf(identity.linkKeys->current) : "") +
+           (identity.removedAt ? seconds(*identity.removedAt) : "") + (identity.holdsAccountKey ? "+" : "-");
+}
+
+uint64_t NumberOf(const Trust::SignedStatePtr& state)
+{
+    return state ? state->State().number : 0;
+}
+
+LinkFacts FactsOf(const Trust::Identity& identity, sptr<SoftBus::SoftBusServer> softBus)
+{
+    return {identity.networkId, identity.accountName,     std::move(softBus),          identity.state,
+            identity.removedAt, identity.holdsAccountKey, identity.CertificateExpiry()};
+}
+
 }  // namespace
+
+std::string LinkFacts::OwnName() const
+{
+    const Trust::Member* self = state ? state->State().FindMember(networkId) : nullptr;
+    return self != nullptr ? self->name : "";
+}
 
 AccountLink::AccountLink(AccountLinkOptions options) : options_(std::move(options))
 {
@@ -41,12 +71,9 @@ Result<void> AccountLink::Start()
 
 void AccountLink::Watch()
 {
-    if (Facts().softBus) {
-        return;
-    }
     auto watcher = FolderWatcher::Start(options_.identityFolder, [this](const std::string&) { OnFolderChanged(); });
     if (!watcher) {
-        options_.say(watcher.error().message + "; restart the daemon once this device is enrolled");
+        options_.say(watcher.error().message + "; restart the daemon once this device's account has changed");
         return;
     }
     {
@@ -60,32 +87,54 @@ void AccountLink::Watch()
 void AccountLink::OnFolderChanged()
 {
     const MutexLock lock(mutex_);
-    check_ = Tasks::Timers::System().RunAfter(
-        QUIET, [self = shared_from_this()] { self->strand_.Post([self] { self->CheckIdentity(); }); });
+    check_ = Tasks::Timers::System().RunAfter(QUIET, [self = shared_from_this()] {
+        self->strand_.Post([self] { self->RunOnStrand("reading the identity", [self] { self->CheckIdentity(); }); });
+    });
+}
+
+void AccountLink::RunOnStrand(const char* what, std::function<void()> work)
+{
+    {
+        const MutexLock lock(mutex_);
+        if (isStopping_) {
+            return;
+        }
+        isWorking_ = true;
+    }
+    QuviewDFX::RunGuarded(LABEL, what, work);
+    const MutexLock lock(mutex_);
+    isWorking_ = false;
+    workEnded_.NotifyAll();
+}
+
+void AccountLink::Refresh()
+{
+    const auto done = std::make_shared<std::promise<void>>();
+    const bool isPosted = strand_.Post([self = shared_from_this(), done] {
+        self->RunOnStrand("reading the identity", [self] { self->CheckIdentity(); });
+        done->set_value();
+    });
+    if (isPosted) {
+        done->get_future().wait();
+    }
+}
+
+void AccountLink::RefreshSoon()
+{
+    strand_.Post(
+        [self = shared_from_this()] { self->RunOnStrand("reading the identity", [self] { self->CheckIdentity(); }); });
 }
 
 void AccountLink::CheckIdentity()
 {
-    {
-        const MutexLock lock(mutex_);
-        if (isStopping_ || facts_.softBus) {
-            return;
-        }
-        isTakingOver_ = true;
-    }
-    bool isEnrolled = false;
-    QuviewDFX::RunGuarded(LABEL, "taking over the enrolment", [&] { isEnrolled = TakeOver(); });
-    // Declared before the lock, and so destroyed after it is released: its callback takes the lock.
-    std::unique_ptr<FolderWatcher> watcher;
-    const MutexLock lock(mutex_);
-    isTakingOver_ = false;
-    takeOverEnded_.NotifyAll();
-    if (isEnrolled) {
-        watcher.swap(watcher_);
+    if (Facts().softBus) {
+        UseChanged();
+    } else {
+        TakeOver();
     }
 }
 
-bool AccountLink::TakeOver()
+void AccountLink::TakeOver()
 {
     const Result<Trust::Identity> identity = Trust::LoadIdentity(options_.identityFolder);
     if (!identity || !identity.value().Enrolled()) {
@@ -94,20 +143,141 @@ bool AccountLink::TakeOver()
             const MutexLock lock(mutex_);
             facts_.networkId = identity.value().networkId;
         }
-        return false;
+        return;
     }
     if (const Result<void> started = StartAbilities(identity.value()); !started) {
         options_.say("this device is enrolled, but has no link to other devices: " + started.error().message +
                      ". Restart the daemon once that is repaired");
-        return false;
+        return;
     }
     options_.enrolled();
-    return true;
+}
+
+// An enrolment that was damaged or replaced by another device's leaves the soft bus as it is: `distnetctl doctor` says
+// what to do.
+void AccountLink::UseChanged()
+{
+    Result<Trust::Identity> identity = Trust::LoadIdentity(options_.identityFolder);
+    const LinkFacts known = Facts();
+    if (!identity || !identity.value().Enrolled() || identity.value().networkId != known.networkId) {
+        return;
+    }
+    std::string version = VersionOf(identity.value());
+    const bool isNewlyRemoved = identity.value().removedAt && !known.removedAt;
+    {
+        const MutexLock lock(mutex_);
+        if (used_ == version) {
+            return;
+        }
+        facts_ = FactsOf(identity.value(), known.softBus);
+        used_ = std::move(version);
+    }
+    if (isNewlyRemoved) {
+        options_.say("this device was removed from the account on " + Trust::DateOf(*identity.value().removedAt));
+    }
+    known.softBus->UseIdentity(std::move(identity.value()));
+}
+
+Result<void> AccountLink::Leave()
+{
+    const auto done = std::make_shared<std::promise<Result<void>>>();
+    const bool isPosted = strand_.Post([self = shared_from_this(), done] {
+        Result<void> result = Fail(ErrorCode::UNAVAILABLE, "the daemon ends");
+        self->RunOnStrand("leaving the account", [&] { result = self->LeaveNow(); });
+        done->set_value(std::move(result));
+    });
+    return isPosted ? done->get_future().get() : Fail(ErrorCode::SYSTEM, "no thread is left");
+}
+
+Result<void> AccountLink::LeaveNow()
+{
+    if (Result<void> left = Trust::LeaveAccount(options_.identityFolder); !left) {
+        return left;
+    }
+    StopAbilities(false);
+    std::error_code ignored;  // the file may not be there
+    std::filesystem::remove(options_.softBus.knownDevicesFile, ignored);
+    Result<Trust::Identity> fresh = Trust::LoadOrCreateUnenrolled(options_.identityFolder);
+    if (!fresh) {
+        return Failure(std::move(fresh).error());
+    }
+    {
+        const MutexLock lock(mutex_);
+        facts_ = {};
+        facts_.networkId = fresh.value().networkId;
+        lastMissing_.clear();
+    }
+    options_.left();
+    return {};
+}
+
+// A restored device has an old state: it may sign a new one only when a member has sent what is newer.
+void AccountLink::OnContact()
+{
+    if (!Trust::IsRestored(options_.identityFolder)) {
+        return;
+    }
+    const MutexLock lock(mutex_);
+    if (!firstContact_.IsArmed()) {
+        firstContact_ = Tasks::Timers::System().RunAfter(FIRST_CONTACT, [self = shared_from_this()] {
+            self->strand_.Post(
+                [self] { self->RunOnStrand("completing a restore", [self] { self->CompleteRestore(false); }); });
+        });
+    }
+}
+
+void AccountLink::CompleteRestore(bool hasNewerState)
+{
+    const LinkFacts facts = Facts();
+    if (!facts.softBus || !Trust::IsRestored(options_.identityFolder)) {
+        return;
+    }
+    WallTime since;
+    {
+        const MutexLock lock(mutex_);
+        firstContact_ = {};
+        since = linkSince_.value_or(since);
+    }
+    bool isMet = hasNewerState;
+    for (const SoftBus::Node& node : facts.softBus->Nodes()) {
+        isMet = isMet || std::chrono::milliseconds(node.lastSeenMs) >= since.time_since_epoch();
+    }
+    if (!isMet) {
+        return;
+    }
+    if (const Result<void> completed = Trust::CompleteRestore(options_.identityFolder); !completed) {
+        options_.say("the restore is not complete: " + completed.error().message);
+        return;
+    }
+    options_.say("the restore is complete: another member was met; this device holds the account's key now");
+    UseChanged();
 }
 
 Result<void> AccountLink::StartAbilities(const Trust::Identity& identity)
 {
-    auto softBus = SoftBus::SoftBusServer::Start(identity, options_.softBus);
+    SoftBus::SoftBusOptions options = options_.softBus;
+    options.identityFolder = options_.identityFolder;
+    const std::weak_ptr<AccountLink> weak = weak_from_this();
+    options.identityChanged = [weak] {
+        if (const auto self = weak.lock()) {
+            self->strand_.Post([self] {
+                self->RunOnStrand("using a changed identity", [self] {
+                    const uint64_t before = NumberOf(self->Facts().state);
+                    self->UseChanged();
+                    self->CompleteRestore(NumberOf(self->Facts().state) > before);
+                });
+            });
+        }
+    };
+    options.onlineChanged = [weak, next = options_.softBus.onlineChanged] {
+        if (next) {
+            next();
+        }
+        if (const auto self = weak.lock()) {
+            self->strand_.Post([self] { self->RunOnStrand("a contact", [self] { self->OnContact(); }); });
+        }
+    };
+    auto softBus = SoftBus::SoftBusServer::Start(identity, std::move(options));
     if (!softBus) {
         return Failure(std::move(softBus).error());
     }
@@ -124,7 +294,9 @@ Result<void> AccountLink::StartAbilities(const Trust::Identity& identity)
     const auto deviceManager = MakeSptr<DistributedHardware::DeviceManagerServer>(softBus.value());
     {
         const MutexLock lock(mutex_);
-        facts_ = {identity.networkId, identity.accountName, softBus.value()};
+        facts_ = FactsOf(identity, softBus.value());
+        used_ = VersionOf(identity);
+        linkSince_ = Clock::System().WallNow();
         deviceManager_ = deviceManager;
         collaboration_ = collaboration.value();
     }
@@ -150,19 +322,21 @@ void AccountLink::SayWhatIsMissing()
     }
 }
 
-void AccountLink::Stop(SteadyTime deadline)
+void AccountLink::StopAbilities(bool forGood)
 {
     sptr<SoftBus::SoftBusServer> softBus;
     sptr<DistributedHardware::DeviceManagerServer> deviceManager;
     sptr<CollaborationFwk::CollaborationServer> collaboration;
     {
         const MutexLock lock(mutex_);
-        isStopping_ = true;
-        while (isTakingOver_ && takeOverEnded_.WaitUntil(mutex_, deadline)) {
-        }
         softBus = facts_.softBus;
         deviceManager = deviceManager_;
         collaboration = collaboration_;
+        if (!forGood) {
+            facts_.softBus = nullptr;
+            deviceManager_ = nullptr;
+            collaboration_ = nullptr;
+        }
     }
     if (!softBus) {
         return;
@@ -170,7 +344,22 @@ void AccountLink::Stop(SteadyTime deadline)
     collaboration->Stop();
     options_.abilities->RemoveSystemAbility(DISTRIBUTED_HARDWARE_DEVICEMANAGER_SA_ID);
     deviceManager->Shutdown();
+    if (!forGood) {
+        options_.abilities->RemoveSystemAbility(COLL_FWK_SA_ID);
+        options_.abilities->RemoveSystemAbility(SOFTBUS_SERVER_SA_ID);
+    }
     softBus->Stop();
+}
+
+void AccountLink::Stop(SteadyTime deadline)
+{
+    {
+        const MutexLock lock(mutex_);
+        isStopping_ = true;
+        while (isWorking_ && workEnded_.WaitUntil(mutex_, deadline)) {
+        }
+    }
+    StopAbilities(true);
 }
 
 }  // namespace Vexo::Host

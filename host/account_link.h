@@ -1,14 +1,16 @@
 // AccountLink: owns the abilities that connect this device with the others of its account: the soft bus (4700), the
 // device manager (4802) and the collaboration framework (70635). If the device is enrolled, they start with the daemon.
-// If not, AccountLink watches the identity folder and starts them as soon as the folder holds a complete enrolment;
-// this runs on a strand of the shared pool and costs nothing while the folder does not change. Call Start, Watch and
-// Stop once each, in this order. Facts may be called from any thread.
+// AccountLink watches the identity folder: it starts them as soon as the folder holds a complete enrolment, and gives
+// the soft bus what changes in the folder later. This runs on a strand of the shared pool and costs nothing while the
+// folder does not change. Call Start, Watch and Stop once each, in this order. Other functions: any thread, not from
+// the callbacks. Next: account_operations.h.
 #pragma once
 
 #include <chrono>
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 
 #include "platform/ability/system_ability_manager.h"
@@ -26,11 +28,18 @@
 
 namespace Vexo::Host {
 
-// Who this device is to others. Changes when the device is enrolled.
+// Who this device is to others. Changes with the identity folder.
 struct LinkFacts {
     std::string networkId;
-    std::string accountName;               // empty before enrolment
-    sptr<SoftBus::SoftBusServer> softBus;  // null before enrolment
+    std::string accountName;                              // empty before enrolment
+    sptr<SoftBus::SoftBusServer> softBus;                 // null before enrolment
+    Trust::SignedStatePtr state;                          // null when not known
+    std::optional<std::chrono::sys_seconds> removedAt{};  // when the account removed this device
+    bool holdsAccountKey = false;
+    std::optional<WallTime> certificateEnd{};  // no value before enrolment
+
+    // The name that the account has for this device; empty when not known.
+    std::string OwnName() const;
 };
 
 struct AccountLinkOptions {
@@ -40,22 +49,32 @@ struct AccountLinkOptions {
     sptr<SystemAbilityManager> abilities;
     // Receives one line for a person. Called on the thread that calls Start or Watch, and later on the strand.
     std::function<void(const std::string& line)> say;
-    // Called when the device was enrolled while the daemon runs, after the abilities are registered. On the strand.
+    // Called when the device was enrolled while the daemon runs, after the abilities are registered; and when it has
+    // left its account. On the strand.
     std::function<void()> enrolled;
+    std::function<void()> left;
 };
 
 class AccountLink : public NoCopyable, public std::enable_shared_from_this<AccountLink> {
 public:
     // The folder is read when it has not changed for this long, so that a file is not read while it is being copied.
     static constexpr std::chrono::milliseconds QUIET{200};
+    // How long a restored device lets the first member that it meets send its newer state.
+    static constexpr std::chrono::seconds FIRST_CONTACT{6};
 
     static std::shared_ptr<AccountLink> Make(AccountLinkOptions options);
 
     // Starts the abilities if the device is enrolled; otherwise says what is missing and what to do, and succeeds.
     // Blocks on the disk. The error says which ability could not be started and why.
     [[nodiscard]] Result<void> Start();
-    // If the device was not enrolled at Start, begins to watch for an enrolment. Does not block.
+    // Begins to watch the identity folder. Does not block.
     void Watch();
+    // Uses what the identity folder holds now. Blocks until that is done, or until the daemon stops.
+    void Refresh() EXCLUDES(mutex_);
+    // The same without waiting.
+    void RefreshSoon() EXCLUDES(mutex_);
+    // Removes account and key of this device, stops the abilities, and makes a new key. Blocks as Stop.
+    [[nodiscard]] Result<void> Leave() EXCLUDES(mutex_);
     // Stops what was started. If an enrolment is being taken over, waits for its end until the deadline. Then blocks
     // for as long as SoftBusServer::Stop.
     void Stop(SteadyTime deadline);
@@ -65,22 +84,34 @@ public:
 private:
     explicit AccountLink(AccountLinkOptions options);
     void OnFolderChanged() EXCLUDES(mutex_);
+    // Runs work on the strand, unless Stop was called; Stop waits for its end.
+    void RunOnStrand(const char* what, std::function<void()> work) EXCLUDES(mutex_);
+    // These run on the strand.
     void CheckIdentity() EXCLUDES(mutex_);
-    // Returns whether the device is enrolled and its abilities run now.
-    bool TakeOver() EXCLUDES(mutex_);
+    void TakeOver() EXCLUDES(mutex_);
+    void UseChanged() EXCLUDES(mutex_);
+    [[nodiscard]] Result<void> LeaveNow() EXCLUDES(mutex_);
+    void OnContact() EXCLUDES(mutex_);
+    void CompleteRestore(bool hasNewerState) EXCLUDES(mutex_);
+
     [[nodiscard]] Result<void> StartAbilities(const Trust::Identity& identity) EXCLUDES(mutex_);
+    // Stops what StartAbilities started and forgets it; for good at the daemon's end.
+    void StopAbilities(bool forGood) EXCLUDES(mutex_);
     void SayWhatIsMissing();
 
     const AccountLinkOptions options_;
     std::string lastMissing_;  // the line said last; used by Start, then on the strand only
     mutable Mutex mutex_;
-    CondVar takeOverEnded_;
+    CondVar workEnded_;
     LinkFacts facts_ GUARDED_BY(mutex_);
+    std::string used_ GUARDED_BY(mutex_);  // VersionOf the identity that the soft bus uses
+    std::optional<WallTime> linkSince_ GUARDED_BY(mutex_);
     sptr<DistributedHardware::DeviceManagerServer> deviceManager_ GUARDED_BY(mutex_);
     sptr<CollaborationFwk::CollaborationServer> collaboration_ GUARDED_BY(mutex_);
-    bool isTakingOver_ GUARDED_BY(mutex_) = false;
+    bool isWorking_ GUARDED_BY(mutex_) = false;  // the strand runs work
     bool isStopping_ GUARDED_BY(mutex_) = false;
     Tasks::Timer check_ GUARDED_BY(mutex_);
+    Tasks::Timer firstContact_ GUARDED_BY(mutex_);
     Tasks::Strand strand_;
     std::unique_ptr<FolderWatcher> watcher_ GUARDED_BY(mutex_);  // last: its callback uses the others
 };

@@ -175,6 +175,7 @@ Result<void> Daemon::StartDevice(const PlatformChoice& choice, const Say& say)
         return Failure(std::move(device).error());
     }
     device_ = std::move(device.value());
+    accountRights_ = AccountRights::Make(choice.bus);
     for (const std::string& line : device_->Lines()) {
         say(line);
     }
@@ -198,7 +199,14 @@ Result<void> Daemon::StartLink(const Say& say)
     options.abilities = abilities_;
     options.say = say;
     options.enrolled = [this, say] { SayEnrolled(say); };
+    options.left = [this, say] {
+        const std::string addresses = Addresses();
+        say("this device has left its account; " + addresses);
+        NotifyServiceManager(ServiceState::RUNNING, configuration_.platform + " device, " + addresses);
+    };
+    const SoftBus::SoftBusOptions softBus = options.softBus;
     link_ = AccountLink::Make(std::move(options));
+    account_ = AccountOperations::Make({configuration_.stateDir / IDENTITY_FOLDER, link_, softBus});
     if (Result<void> started = link_->Start(); !started) {
         return started;
     }
@@ -238,6 +246,9 @@ void Daemon::PublishHost()
     facts.radio = [this] { return device_->Radio(); };
     facts.events = events_;
     facts.traces = traces_;
+    facts.identityFolder = configuration_.stateDir / IDENTITY_FOLDER;
+    facts.account = account_;
+    facts.accountRights = accountRights_;
     abilities_->AddSystemAbility(DISTNET_HOST_ABILITY_ID, MakeSptr<DistNetHost>(std::move(facts))->AsObject());
 }
 
@@ -256,7 +267,7 @@ Result<void> Daemon::Listen()
                            "raise the limit (LimitNOFILE= of the unit, or ulimit -n)",
                            uint64_t{options.shares.connections}, uint64_t{descriptors});
     }
-    options.processGone = [this] { clients_->ReleaseForGoneProcess(); };
+    options.processGone = [this] { OnProcessGone(); };
     auto server = Ipc::IpcServer::Start(std::move(options), Security::IdentifyCaller,
                                         [this](const Ipc::IpcHeader& request, MessageParcel& data,
                                                MessageParcel& reply) { return Run(request, data, reply); });
@@ -266,6 +277,12 @@ Result<void> Daemon::Listen()
     ipc_ = std::move(server.value());
     counted_ = ipc_.get();
     return {};
+}
+
+void Daemon::OnProcessGone()
+{
+    clients_->ReleaseForGoneProcess();
+    account_->OnProcessGone(IPCSkeleton::GetCallingPid());
 }
 
 int32_t Daemon::Run(const Ipc::IpcHeader& request, MessageParcel& data, MessageParcel& reply)
@@ -294,6 +311,9 @@ void Daemon::Drain()
     }
     if (device_) {
         device_->Stop();
+    }
+    if (account_) {
+        account_->Stop();
     }
     if (link_) {
         link_->Stop(deadline);

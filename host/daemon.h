@@ -11,6 +11,8 @@
 #include <string>
 
 #include "host/account_link.h"
+#include "host/account_operations.h"
+#include "host/account_rights.h"
 #include "host/configuration.h"
 #include "host/device.h"
 #include "host/memory.h"
@@ -59,6 +61,7 @@ private:
     [[nodiscard]] Result<void> Listen();
     std::string Addresses() const;
     void SayEnrolled(const Say& say) const;
+    void OnProcessGone();
     int32_t Run(const Ipc::IpcHeader& request, MessageParcel& data, MessageParcel& reply);
 
     const Configuration configuration_;
@@ -72,6 +75,8 @@ private:
     std::unique_ptr<ServiceClients> clients_;
     std::unique_ptr<Device> device_;
     std::shared_ptr<AccountLink> link_;
+    std::shared_ptr<AccountOperations> account_;
+    std::shared_ptr<AccountRights> accountRights_;
     std::unique_ptr<Ipc::IpcServer> ipc_;
     std::atomic<Ipc::IpcServer*> counted_{nullptr};  // ipc_ once it is set; the first request may arrive earlier
     std::atomic<size_t> asking_{0};                  // running requests that the host itself answers

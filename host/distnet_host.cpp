@@ -12,9 +12,13 @@
 #include "platform/base/version.h"
 #include "platform/collaboration/collaboration_ability.h"
 #include "platform/tasks/elastic_pool.h"
+#include "platform/trust/account_backup.h"
 
 namespace Vexo::Host {
 namespace {
+
+// A certificate that ends within this time is reported.
+constexpr std::chrono::hours ENDS_SOON{24 * 365};
 
 size_t EntriesOf(const char* folder)
 {
@@ -71,7 +75,38 @@ std::string BackendOf(int32_t systemAbilityId, const std::string& platform)
     }
 }
 
-DistNetHost::DistNetHost(HostFacts facts) : facts_(std::move(facts)) {}
+DistNetHost::DistNetHost(HostFacts facts)
+    : DistNetHostStub(facts.account ? std::make_unique<AccountRequests>(facts.account, facts.accountRights) : nullptr),
+      facts_(std::move(facts))
+{
+}
+
+MembershipStatus DistNetHost::Membership(const LinkFacts& link) const
+{
+    using std::chrono::floor;
+    using std::chrono::seconds;
+    MembershipStatus membership;
+    if (!link.softBus || !facts_.account) {
+        return membership;
+    }
+    membership.removedAt = link.removedAt;
+    membership.holdsKey = link.holdsAccountKey;
+    if (link.state) {
+        const MemberList list = facts_.account->Members();
+        membership.members = static_cast<uint32_t>(list.members.size());
+        for (const AccountMember& member : list.members) {
+            membership.pending += member.pending ? 1 : 0;
+            membership.holder = member.holdsKey ? member.name : membership.holder;
+        }
+    }
+    if (link.holdsAccountKey) {
+        membership.backup = Trust::LastBackup(facts_.identityFolder);
+    }
+    if (link.certificateEnd && *link.certificateEnd < Clock::System().WallNow() + ENDS_SOON) {
+        membership.endsSoon = floor<seconds>(*link.certificateEnd);
+    }
+    return membership;
+}
 
 int32_t DistNetHost::GetStatus(HostStatus& status)
 {
@@ -80,9 +115,11 @@ int32_t DistNetHost::GetStatus(HostStatus& status)
     const LinkFacts link = facts_.link();
     status.version = DistNetVersion();
     status.pid = getpid();
-    status.device = {configuration.deviceName, configuration.deviceType, link.networkId};
+    const std::string ownName = link.OwnName();
+    status.device = {ownName.empty() ? configuration.deviceName : ownName, configuration.deviceType, link.networkId};
     if (!link.accountName.empty()) {
         status.account = link.accountName;
+        status.membership = Membership(link);
     }
     status.platform = configuration.platform;
     status.abilities = AbilitiesOf(*facts_.abilities, configuration.platform);
@@ -190,6 +227,7 @@ int32_t DistNetHost::GetChecks(CheckList& checks)
     if (link.softBus) {
         facts.devices = link.softBus->Nodes();
     }
+    facts.membership = Membership(link);
     facts.abilities = facts_.abilities->ListSystemAbilities().size();
     facts.service = LifeOfService(*facts_.abilities);
     facts.serviceLibrary = FindServiceLibrary(facts_.configuration.serviceLibrary);

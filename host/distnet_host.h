@@ -4,11 +4,14 @@
 #pragma once
 
 #include <chrono>
+#include <filesystem>
 #include <functional>
 #include <memory>
 #include <string>
 
 #include "host/account_link.h"
+#include "host/account_operations.h"
+#include "host/account_rights.h"
 #include "host/change_waits.h"
 #include "host/configuration.h"
 #include "host/distnet_host_stub.h"
@@ -37,6 +40,10 @@ struct HostFacts {
     std::function<RadioState()> radio;  // called only while a Wi-Fi ability is registered
     std::shared_ptr<QuviewDFX::EventFile> events;
     std::shared_ptr<QuviewDFX::TraceRecorder> traces;
+    std::filesystem::path identityFolder;
+    // Both null: requests about the account are unknown ones.
+    std::shared_ptr<AccountOperations> account;
+    std::shared_ptr<AccountRights> accountRights;
 };
 
 class DistNetHost : public DistNetHostStub {
@@ -55,6 +62,7 @@ public:
     void ScanDevices(Answer<DeviceList> answer) override;
 
 private:
+    MembershipStatus Membership(const LinkFacts& link) const;
     std::shared_ptr<ChangeWaits> WaitsFor(const std::shared_ptr<Wifi::WifiDevice>& device) EXCLUDES(mutex_);
 
     const HostFacts facts_;

@@ -1,15 +1,13 @@
 #include "host/distnet_host_stub.h"
 
-#include <future>
-#include <memory>
 #include <optional>
 #include <utility>
 
 #include "host/caller_rights.h"
+#include "host/host_replies.h"
 #include "interfaces/host_answers_json.h"
 #include "platform/dfx/log.h"
 #include "platform/ipc/ipc_skeleton.h"
-#include "platform/ipc/later_reply.h"
 
 namespace Vexo::Host {
 namespace {
@@ -29,47 +27,6 @@ int Refuse(MessageParcel& reply, HostResult result)
     return IPC_UNKNOWN_REQUEST;
 }
 
-int32_t WriteFailure(MessageParcel& reply, int32_t result)
-{
-    return reply.WriteInt32(result) ? IPC_OK : IPC_BAD_DATAGRAM;
-}
-
-template <typename Value>
-int32_t Write(MessageParcel& reply, int32_t result, const Value& answer)
-{
-    if (result != HOST_OK) {
-        return WriteFailure(reply, result);
-    }
-    return reply.WriteInt32(result) && reply.WriteString(AnswerText(answer)) ? IPC_OK : IPC_BAD_DATAGRAM;
-}
-
-// Runs query(answer), which fills in the answer, and writes the result and the answer to the reply.
-template <typename Value, typename Query>
-int32_t Answered(MessageParcel& reply, Query query)
-{
-    Value answer;
-    const int32_t result = query(answer);
-    return Write(reply, result, answer);
-}
-
-// Runs wait(answer), where answer sends the reply later, so that no worker is blocked. For a call from inside this
-// process, blocks until the answer is there.
-template <typename Value, typename Wait>
-int32_t AnsweredLater(MessageParcel& reply, Wait wait)
-{
-    if (const std::shared_ptr<Ipc::LaterReply> later = Ipc::LaterReply::Take()) {
-        wait([later](int32_t result, const Value& value) {
-            MessageParcel answer;
-            const int32_t status = Write(answer, result, value);
-            later->Complete(status, answer);
-        });
-        return IPC_OK;
-    }
-    const auto status = std::make_shared<std::promise<int32_t>>();
-    wait([&reply, status](int32_t result, const Value& value) { status->set_value(Write(reply, result, value)); });
-    return status->get_future().get();
-}
-
 }  // namespace
 
 int DistNetHostStub::OnRemoteRequest(uint32_t code, MessageParcel& data, MessageParcel& reply, MessageOption& option)
@@ -77,6 +34,9 @@ int DistNetHostStub::OnRemoteRequest(uint32_t code, MessageParcel& data, Message
     if (data.ReadInterfaceToken() != GetDescriptor()) {
         LogRefusal("its request is for another interface");
         return Refuse(reply, HOST_BAD_REQUEST);
+    }
+    if (AccountRequests::Handles(code) && account_ != nullptr) {
+        return account_->Run(static_cast<HostInterfaceCode>(code), data, reply);
     }
     if (!IsKnown(code)) {
         return IPCObjectStub::OnRemoteRequest(code, data, reply, option);
@@ -119,6 +79,8 @@ int32_t DistNetHostStub::Run(HostInterfaceCode code, MessageParcel& data, Messag
         case HostInterfaceCode::SCAN_DEVICES:
             return AnsweredLater<DeviceList>(reply,
                                              [this](Answer<DeviceList> answer) { ScanDevices(std::move(answer)); });
+        default:
+            break;  // a request of the account, which Run does not get
     }
     return WriteFailure(reply, HOST_BAD_REQUEST);
 }

@@ -3,6 +3,9 @@
 // only state limits the log lines about refusals. The operations: host/distnet_host.h; the parcels: docs/ipc.md.
 #pragma once
 
+#include <memory>
+
+#include "host/account_requests.h"
 #include "interfaces/i_distnet_host.h"
 #include "platform/dfx/log_limit.h"
 #include "platform/ipc/iremote_object.h"
@@ -11,6 +14,9 @@ namespace Vexo::Host {
 
 class DistNetHostStub : public IRemoteStub<IDistNetHost> {
 public:
+    // account: runs the requests about the account; null: they are unknown requests.
+    explicit DistNetHostStub(std::unique_ptr<AccountRequests> account) : account_(std::move(account)) {}
+
     // Returns IPC_OK when the reply holds the operation's result, IPC_UNKNOWN_REQUEST for a refusal (the reply holds
     // its code) and for an unknown request code (the reply is empty).
     int OnRemoteRequest(uint32_t code, MessageParcel& data, MessageParcel& reply, MessageOption& option) override;
@@ -25,6 +31,7 @@ private:
     int32_t RunWaitForWifi(MessageParcel& data, MessageParcel& reply);
     int32_t RunGetEvents(MessageParcel& data, MessageParcel& reply);
 
+    const std::unique_ptr<AccountRequests> account_;
     QuviewDFX::LogLimit<uid_t> refusalLines_;
 };
 

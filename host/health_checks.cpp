@@ -27,6 +27,29 @@ using namespace QuviewDFX;
 constexpr const char* RESTART_COMMAND = "systemctl restart distnet";
 constexpr const char* RESTART = "Restart the daemon: systemctl restart distnet";
 
+// What a person should do about this device's membership. A removal replaces the good news about the account.
+void CheckMembership(const MembershipStatus& membership, HealthCheck& account, std::vector<HealthCheck>& checks)
+{
+    if (membership.removedAt) {
+        account = Unhealthy(
+            "account", account.message + ": this device was removed from it on " + Trust::DateOf(*membership.removedAt),
+            "To use it again, leave it (distnetctl account leave), then join with a new ticket");
+        return;
+    }
+    if (membership.holdsKey && membership.backup) {
+        checks.push_back(Healthy("backup", "of the account's key, made on " + Trust::DateOf(*membership.backup)));
+    } else if (membership.holdsKey) {
+        checks.push_back(NotChecked("backup", "the account's key exists on this device only",
+                                    "Make a backup, and keep it elsewhere: distnetctl account backup FILE"));
+    }
+    if (membership.endsSoon) {
+        checks.push_back(NotChecked(
+            "expiry", "certificates of the account end on " + Trust::DateOf(*membership.endsSoon),
+            membership.holdsKey ? "Renew them: distnetctl account renew"
+                                : "Renew them on the device that holds the account's key: distnetctl account renew"));
+    }
+}
+
 // Checks the identity on the disk, which may be newer than the one that the daemon uses. While the daemon has no link,
 // it takes over each new identity; once it has a link, it keeps its identity until it ends.
 void CheckTrust(const HealthFacts& facts, std::vector<HealthCheck>& checks)
@@ -48,6 +71,8 @@ void CheckTrust(const HealthFacts& facts, std::vector<HealthCheck>& checks)
                           std::string("Repair what the log names: journalctl -u distnet; then: ") + RESTART_COMMAND);
         }
     }
+    std::vector<HealthCheck> more;
+    CheckMembership(facts.membership, found.account, more);
     // CheckIdentity cannot compare this clock with others, because it does not know the peers. Compare it here with the
     // online peer whose clock differs most.
     std::optional<SoftBus::Node> farthest;
@@ -68,6 +93,7 @@ void CheckTrust(const HealthFacts& facts, std::vector<HealthCheck>& checks)
         }
     }
     checks.insert(checks.end(), {std::move(found.identity), std::move(found.account), std::move(found.clock)});
+    checks.insert(checks.end(), more.begin(), more.end());
 }
 
 // Returns the policy, or no value when the file cannot be used.

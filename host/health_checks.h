@@ -29,6 +29,7 @@ struct HealthFacts {
     // The known devices, online or away; they are kept across restarts. No value while the daemon has no link to other
     // devices, because it is not enrolled or could not use its enrolment.
     std::optional<std::vector<SoftBus::Node>> devices;
+    MembershipStatus membership;
     size_t abilities = 0;  // how many are present now
     ServiceLife service = ServiceLife::NOT_LOADED;
     std::filesystem::path serviceLibrary;

@@ -1,7 +1,8 @@
 // IDistNetHost: the daemon's answers about itself (ability 1164): status, devices, counts, events, traces and checks.
-// It never loads the service. A request starts with the interface token, and the caller needs the same rights as for
-// the service. A reply starts with an int32 result, also when the request is refused; on success the answer follows as
-// one JSON object (host_answers_json.h). Called on IPC workers, several at once.
+// The operations of the account have codes here too, and are described in host/account_operations.h. It never loads the
+// service. A request starts with the interface token, and the caller needs the same rights as for the service. A reply
+// starts with an int32 result, also when the request is refused; on success the answer follows as one JSON object
+// (host_answers_json.h). Called on IPC workers, several at once.
 #pragma once
 
 #include <chrono>
@@ -26,6 +27,21 @@ enum class HostInterfaceCode : uint32_t {
     STOP_TRACE = 7,     // uint32 recording, uint64 offset  ->  int32 result, string json: a piece of its trace
     GET_CHECKS = 8,     // ->  int32 result, string json: what `distnetctl doctor` shows. Blocks on disk and radio
     SCAN_DEVICES = 9,   // ->  int32 result, string json: as GET_DEVICES, after every device was tried. 5 s at most
+    // The account (account_answers.h). Those that change it need other rights (host/account_rights.h). An invitation
+    // and a join belong to the process that began them: only it may use 11 to 13, 15 and 16, and they end with it.
+    OPEN_INVITATION = 10,      // bool admit without asking  ->  int32 result, string json
+    WAIT_FOR_INVITATION = 11,  // uint32 revision, uint32 limit in ms  ->  int32 result, string json. Answers as soon as
+                               //   the revision differs, or at the limit (60 s at most)
+    ANSWER_JOINER = 12,        // string network id, bool admit  ->  int32 result, string json
+    CLOSE_INVITATION = 13,     // ->  int32 result, string json
+    START_JOIN = 14,     // string ticket, string device name (empty: as configured)  ->  int32 result, string json
+    WAIT_FOR_JOIN = 15,  // as WAIT_FOR_INVITATION
+    CANCEL_JOIN = 16,    // ->  int32 result, string json
+    GET_MEMBERS = 17,    // ->  int32 result, string json
+    RENAME_MEMBER = 18,  // string network id, string name  ->  int32 result, string json
+    REMOVE_MEMBER = 19,  // string network id, bool announce with the new key only  ->  int32 result, string json
+    LEAVE_ACCOUNT = 20,  // ->  int32 result, string json
+    RENEW_ACCOUNT = 21,  // ->  int32 result, string json
 };
 
 class IDistNetHost : public IRemoteBroker {

@@ -1,0 +1,138 @@
+// AccountOperations: what local programs do with this device's account (ability 1164, requests 10 to 21): invite a
+// device, join by a ticket, list, rename and remove members, leave, renew. There is at most one invitation and one join
+// at a time. Each belongs to the process that began it, and ends with that process. Any thread, several at once. Calls
+// block on the disk, CancelJoin and OnProcessGone also until a join has ended, Leave for as long as
+// SoftBusServer::Stop; the two that wait do not block. The caller checks the rights (account_requests.h).
+#pragma once
+
+#include <sys/types.h>
+
+#include <chrono>
+#include <cstdint>
+#include <filesystem>
+#include <functional>
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "host/account_link.h"
+#include "host/change_waits.h"
+#include "interfaces/account_answers.h"
+#include "interfaces/i_distnet_host.h"
+#include "platform/base/mutex.h"
+#include "platform/base/nocopyable.h"
+#include "platform/softbus/enrolment/invitation.h"
+#include "platform/softbus/enrolment/join_attempt.h"
+
+namespace Vexo::Host {
+
+struct AccountOperationsOptions {
+    std::filesystem::path identityFolder;
+    std::shared_ptr<AccountLink> link;
+    SoftBus::SoftBusOptions softBus;  // by which a join looks for the other device, and what this device is
+};
+
+class AccountOperations : public NoCopyable, public std::enable_shared_from_this<AccountOperations> {
+public:
+    static std::shared_ptr<AccountOperations> Make(AccountOperationsOptions options);
+
+    InvitationAnswer OpenInvitation(pid_t owner, bool admitsWithoutAsking);
+    void WaitForInvitation(pid_t owner, uint32_t revision, std::chrono::milliseconds limit,
+                           IDistNetHost::Answer<InvitationAnswer> answer);
+    ChangeAnswer AnswerJoiner(pid_t owner, const std::string& networkId, bool admit);
+    ChangeAnswer CloseInvitation(pid_t owner);
+
+    JoinAnswer StartJoin(pid_t owner, const std::string& ticket, const std::string& deviceName);
+    void WaitForJoin(pid_t owner, uint32_t revision, std::chrono::milliseconds limit,
+                     IDistNetHost::Answer<JoinAnswer> answer);
+    ChangeAnswer CancelJoin(pid_t owner);
+
+    MemberList Members() const;
+    ChangeAnswer RenameMember(const std::string& networkId, const std::string& name);
+    ChangeAnswer RemoveMember(const std::string& networkId, bool announcesNewKeyOnly);
+    ChangeAnswer Leave();
+    ChangeAnswer Renew();
+
+    // Call when the last connection of that process has closed.
+    void OnProcessGone(pid_t process);
+    // Ends invitation and join, before the link stops.
+    void Stop();
+
+private:
+    struct OwnInvitation {
+        pid_t owner = 0;
+        uint32_t number = 0;  // tells its callbacks from those of an earlier one
+        InvitationAnswer answer;
+        bool isDenied = false;  // by the person
+        std::shared_ptr<SoftBus::Invitation> invitation{};
+    };
+    struct OwnJoin {
+        pid_t owner = 0;
+        uint32_t number = 0;
+        JoinAnswer answer;
+        std::shared_ptr<SoftBus::JoinAttempt> attempt{};
+    };
+
+    explicit AccountOperations(AccountOperationsOptions options) : options_(std::move(options)) {}
+
+    // Why this device cannot change the account now; no value when it can.
+    std::optional<AccountFault> WhyNotHolder() const;
+    Result<std::string> Admit(const std::string& requestPem, const SoftBus::Joiner& joiner);
+    void OnInvitationChanged(uint32_t number) EXCLUDES(mutex_);
+    void OnJoinChanged(uint32_t number, const SoftBus::JoinStatus& status) EXCLUDES(mutex_);
+    void FinishJoin(uint32_t number, JoinAnswer answer) EXCLUDES(mutex_);
+    std::optional<AccountFault> WhyNoJoin() const EXCLUDES(mutex_);
+    Result<SoftBus::JoinOptions> JoinOptionsFor(uint32_t number, const JoinAnswer& answer, Trust::Ticket ticket);
+    void Changed(uint32_t& revision) REQUIRES(mutex_);
+    InvitationAnswer InvitationOf(pid_t owner) const REQUIRES(mutex_);
+    JoinAnswer JoinOf(pid_t owner) const REQUIRES(mutex_);
+    // InvitationOf or JoinOf.
+    template <typename Value>
+    using Read = Value (AccountOperations::*)(pid_t owner) const;
+    // Answers with what read returns for the owner, as soon as its revision differs from the given one.
+    template <typename Value>
+    void AnswerOnceChanged(ChangeWaits& waits, Read<Value> read, pid_t owner, uint32_t revision,
+                           std::chrono::milliseconds limit, IDistNetHost::Answer<Value> answer);
+    // Both remember the outcome, so that the owner can still read it.
+    std::shared_ptr<SoftBus::Invitation> TakeInvitation(std::optional<pid_t> owner) EXCLUDES(mutex_);
+    std::shared_ptr<SoftBus::JoinAttempt> TakeJoin(std::optional<pid_t> owner) EXCLUDES(mutex_);
+    // Does what change does with the identity folder, and uses the result.
+    template <typename Change>
+    ChangeAnswer ChangeAccount(AccountFaultCode missing, Change change);
+
+    const AccountOperationsOptions options_;
+    const std::shared_ptr<ChangeWaits> invitationWaits_ = ChangeWaits::Make();
+    const std::shared_ptr<ChangeWaits> joinWaits_ = ChangeWaits::Make();
+    mutable Mutex mutex_;
+    CondVar changed_;
+    uint32_t revision_ GUARDED_BY(mutex_) = 0;  // of the last change of any kind
+    uint32_t numbers_ GUARDED_BY(mutex_) = 0;   // how many invitations and joins were begun
+    std::optional<OwnInvitation> invitation_ GUARDED_BY(mutex_);
+    std::optional<OwnJoin> join_ GUARDED_BY(mutex_);
+};
+
+template <typename Value>
+void AccountOperations::AnswerOnceChanged(ChangeWaits& waits, Read<Value> read, pid_t owner, uint32_t revision,
+                                          std::chrono::milliseconds limit, IDistNetHost::Answer<Value> answer)
+{
+    const auto self = shared_from_this();
+    const auto answerNow = [self, revision, read, owner, answer = std::move(answer)](bool mustAnswer) {
+        MutexLock lock(self->mutex_);
+        const Value now = ((*self).*read)(owner);
+        lock.Unlock();
+        if (!mustAnswer && now.revision == revision) {
+            return false;
+        }
+        answer(HOST_OK, now);
+        return true;
+    };
+    const auto block = [self, revision, read, owner](std::chrono::milliseconds left) {
+        const SteadyTime deadline = Clock::System().Now() + left;
+        const MutexLock lock(self->mutex_);
+        while (((*self).*read)(owner).revision == revision && self->changed_.WaitUntil(self->mutex_, deadline)) {
+        }
+    };
+    waits.Add({answerNow, block}, limit);
+}
+
+}  // namespace Vexo::Host

@@ -1,0 +1,42 @@
+// AccountRequests: the receiving side of the account's requests of ability 1164: reads the arguments, checks the rights
+// (account_rights.h; reading the members needs those of every other request), runs the operation and writes the answer.
+// No worker waits for a person or for a change. Called on IPC workers, several at once. Operations:
+// host/account_operations.h; parcels: docs/ipc.md.
+#pragma once
+
+#include <functional>
+#include <memory>
+
+#include "host/account_operations.h"
+#include "host/account_rights.h"
+#include "interfaces/i_distnet_host.h"
+#include "platform/base/nocopyable.h"
+#include "platform/ipc/parcel.h"
+
+namespace Vexo::Host {
+
+class AccountRequests : public NoCopyable {
+public:
+    AccountRequests(std::shared_ptr<AccountOperations> operations, std::shared_ptr<AccountRights> rights)
+        : operations_(std::move(operations)), rights_(std::move(rights))
+    {
+    }
+
+    // Whether the code is one of the account's.
+    static bool Handles(uint32_t code);
+    // Runs a request that Handles accepts, from behind the interface token on. Returns the status of the reply.
+    int32_t Run(HostInterfaceCode code, MessageParcel& data, MessageParcel& reply);
+
+private:
+    int32_t RunInvitation(HostInterfaceCode code, MessageParcel& data, MessageParcel& reply);
+    int32_t RunJoin(HostInterfaceCode code, MessageParcel& data, MessageParcel& reply);
+    int32_t RunChange(HostInterfaceCode code, MessageParcel& data, MessageParcel& reply);
+    // Answers with what operation returns, if the caller may change the account.
+    template <typename Value>
+    int32_t Permitted(MessageParcel& reply, std::function<Value()> operation);
+
+    const std::shared_ptr<AccountOperations> operations_;
+    const std::shared_ptr<AccountRights> rights_;
+};
+
+}  // namespace Vexo::Host
