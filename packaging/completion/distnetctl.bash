@@ -20,7 +20,7 @@ _distnetctl_members()
 _distnetctl()
 {
     local word=$2 before=$3 path=() passed=() value="" index files=--state,--socket,--output,-o
-    local values=--timeout,--output,-o,--device-name,--interval,--since,--recording
+    local values=--timeout,--output,-o,--device-name,--interval,--since,--recording,--passphrase-fd
     for ((index = 1; index < COMP_CWORD; ++index)); do
         case ${COMP_WORDS[index]} in
             --socket | --state)
@@ -45,14 +45,16 @@ _distnetctl()
         value=$({ _distnetctl_help Options "${path[@]}"; _distnetctl_help Options; } | grep -o -e '--[a-z-]*')
     else
         case "${path[*]}" in
-            start | stop)
-                value=$(_distnetctl_members name "${passed[@]}" devices | tail -n +2)
+            start | stop | "account rename" | "account remove")
+                local list=(devices)
+                [[ ${path[0]} == account ]] && list=(account devices)
+                value=$(_distnetctl_members name "${passed[@]}" "${list[@]}" | tail -n +2)
                 # A name may hold spaces, which compgen would take for the end of a word.
                 local IFS=$'\n'
                 mapfile -t COMPREPLY < <(compgen -W "$value" -- "$word" | sed 's/[^[:alnum:]._-]/\\&/g')
                 return
                 ;;
-            "account request" | "account admit" | "account install" | "trace stop")
+            "account request" | "account admit" | "account install" | "account backup" | "account restore" | "trace stop")
                 mapfile -t COMPREPLY < <(compgen -f -- "$word")
                 compopt -o filenames 2>/dev/null
                 return

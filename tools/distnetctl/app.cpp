@@ -32,6 +32,11 @@ struct Request {
     std::string answerFile;
     std::vector<std::string> items;
     std::vector<std::string> assignments;
+    std::string joinName;
+    int passphraseDescriptor = -1;
+    bool yes = false;
+    bool now = false;
+    bool alone = false;
     bool scan = false;
     bool noWait = false;
     bool timing = false;
@@ -163,9 +168,79 @@ void AddRecordCommands(CLI::App& app, Request& request)
     stop->add_option("--recording", request.recording, "Its number; the oldest of `trace start` unless given");
 }
 
+constexpr const char* MEMBER = "Its name, its fingerprint as shown, or the beginning of either";
+
+void AddTicketCommands(CLI::App* account, Request& request)
+{
+    CLI::App* invite =
+        AddCommand(*account, request, "invite", "Show a ticket with which a new device joins",
+                   "  distnetctl account invite\n  distnetctl --json account invite --yes",
+                   [&](Output& output) { return RunAccountInvite(request.options, output, request.yes); });
+    invite->add_flag("--yes", request.yes, "Admit the first device that has the ticket, without asking");
+    CLI::App* join =
+        AddCommand(*account, request, "join", "On a new device: join with a ticket",
+                   "  distnetctl account join\n  distnetctl account join --device-name phone < ticket",
+                   [&](Output& output) { return RunAccountJoin(request.options, output, request.joinName); });
+    join->add_option("--device-name", request.joinName, "What this device is called; as configured unless given")
+        ->check(CheckGiven);
+}
+
+void AddMemberCommands(CLI::App* account, Request& request)
+{
+    AddCommand(*account, request, "devices", "List the members of the account", "  distnetctl account devices",
+               [&](Output& output) { return RunAccountDevices(request.options, output); });
+    CLI::App* rename = AddCommand(
+        *account, request, "rename", "Rename a member", "  distnetctl account rename phone \"old phone\"",
+        [&](Output& output) { return RunAccountRename(request.options, output, request.peer, request.name); });
+    rename->add_option("DEVICE", request.peer, MEMBER)->required();
+    rename->add_option("NAME", request.name, "Its new name")->required()->check(CheckGiven);
+    CLI::App* remove =
+        AddCommand(*account, request, "remove", "Shut a lost device out", "  distnetctl account remove phone",
+                   [&](Output& output) {
+                       return RunAccountRemove(request.options, output, request.peer, request.yes, request.now);
+                   });
+    remove->add_option("DEVICE", request.peer, MEMBER)->required();
+    remove->add_flag("--yes", request.yes, "Do not ask");
+    remove->add_flag("--now", request.now, "Do not announce with the old key any more, not even to members");
+    CLI::App* leave =
+        AddCommand(*account, request, "leave", "Take this device out of its account", "  distnetctl account leave",
+                   [&](Output& output) { return RunAccountLeave(request.options, output, request.yes); });
+    leave->add_flag("--yes", request.yes, "Do not ask");
+    AddCommand(*account, request, "renew", "Sign the account and its members anew, before they expire",
+               "  distnetctl account renew", [&](Output& output) { return RunAccountRenew(request.options, output); });
+}
+
+void AddKeyCommands(CLI::App* account, Request& request)
+{
+    CLI::App* backup =
+        AddCommand(*account, request, "backup", "Write the account's key to a file (PKCS#12)",
+                   "  distnetctl account backup /media/stick/home.p12", [&](Output& output) {
+                       return RunAccountBackup(request.options, output, request.file, request.passphraseDescriptor);
+                   });
+    CLI::App* restore =
+        AddCommand(*account, request, "restore", "Make this new device the holder of the account in a backup",
+                   "  distnetctl account restore /media/stick/home.p12", [&](Output& output) {
+                       return RunAccountRestore(request.options, output, request.file, request.passphraseDescriptor,
+                                                request.deviceName, request.alone);
+                   });
+    for (CLI::App* command : {backup, restore}) {
+        command->add_option("FILE", request.file, "The backup")->required()->check(CheckGiven);
+        command
+            ->add_option("--passphrase-fd", request.passphraseDescriptor,
+                         "Read the passphrase from this descriptor; asked for unless given")
+            ->check(CLI::NonNegativeNumber);
+        AddState(command, request);
+    }
+    restore->add_option("--device-name", request.deviceName, "What this device is called")->capture_default_str();
+    restore->add_flag("--alone", request.alone, "No other member is left: admit and remove at once");
+}
+
 void AddAccountCommands(CLI::App& app, Request& request)
 {
-    CLI::App* account = AddGroup(app, "account", "Make an account, and enrol devices by files");
+    CLI::App* account = AddGroup(app, "account", "The account: join, invite, members, backup");
+    AddTicketCommands(account, request);
+    AddMemberCommands(account, request);
+    AddKeyCommands(account, request);
     CLI::App* create = AddCommand(
         *account, request, "create", "Make an account; this device becomes its first",
         "  distnetctl account create home\n"

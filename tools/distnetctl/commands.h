@@ -63,6 +63,27 @@ int RunAccountAdmit(const GlobalOptions& options, Output& output, const std::fil
                     const std::filesystem::path& answer);
 int RunAccountInstall(const GlobalOptions& options, Output& output, const std::filesystem::path& file);
 
+// ---- The account, through the daemon (invite_command.cpp, join_command.cpp, member_commands.cpp) --------------------
+int RunAccountInvite(const GlobalOptions& options, Output& output, bool yes);
+// deviceName: empty: the name in the daemon's configuration. The ticket is read from standard input.
+int RunAccountJoin(const GlobalOptions& options, Output& output, const std::string& deviceName);
+int RunAccountDevices(const GlobalOptions& options, Output& output);
+int RunAccountRename(const GlobalOptions& options, Output& output, const std::string& device, const std::string& name);
+int RunAccountRemove(const GlobalOptions& options, Output& output, const std::string& device, bool yes,
+                     bool announcesNewKeyOnly);
+int RunAccountLeave(const GlobalOptions& options, Output& output, bool yes);
+int RunAccountRenew(const GlobalOptions& options, Output& output);
+// From now on Ctrl-C cancels what this process has begun at the daemon, says so, and ends the process.
+using AccountCancel = Client::CallResult (Client::DistNetClient::*)(Host::ChangeAnswer& answer);
+void EndAfterCancel(const GlobalOptions& options, Output& output, AccountCancel cancel, const std::string& said);
+
+// ---- The account's key, on files (backup_commands.cpp). passphraseDescriptor: negative: asked at the terminal
+// --------
+int RunAccountBackup(const GlobalOptions& options, Output& output, const std::filesystem::path& file,
+                     int passphraseDescriptor);
+int RunAccountRestore(const GlobalOptions& options, Output& output, const std::filesystem::path& file,
+                      int passphraseDescriptor, const std::string& deviceName, bool isAlone);
+
 // ---- A simulated device (sim_commands.cpp) ----------------------------------------------------------------------
 int RunSimShow(const GlobalOptions& options, Output& output);
 int RunSimSet(const GlobalOptions& options, Output& output, const std::vector<std::string>& assignments);

@@ -3,14 +3,18 @@
 #include <pthread.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <csignal>
 #include <thread>
+#include <utility>
 
 #include "tools/distnetctl/output.h"
 
 namespace Vexo::Ctl {
 
 namespace {
+
+std::atomic<bool> g_isEnding{false};
 
 sigset_t Interrupts()
 {
@@ -40,11 +44,25 @@ void WaitForInterrupt()
 
 void EndOnInterrupt()
 {
-    std::thread([] {
+    EndOnInterrupt([] {});
+}
+
+void EndOnInterrupt(std::function<void()> ended)
+{
+    std::thread([ended = std::move(ended)] {
         WaitForInterrupt();
+        g_isEnding = true;
         (void)!write(STDERR_FILENO, "\n", 1);
+        ended();
         _exit(EXIT_INTERRUPTED);
     }).detach();
+}
+
+void LeaveEndToInterrupt()
+{
+    while (g_isEnding) {
+        pause();
+    }
 }
 
 void EndWellOnInterrupt(Mutex& busy)

@@ -2,6 +2,8 @@
 // waits for them. The functions are called on the main thread.
 #pragma once
 
+#include <functional>
+
 #include "platform/base/mutex.h"
 
 namespace Vexo::Ctl {
@@ -13,11 +15,18 @@ void BlockInterrupts();
 // service on behalf of this process.
 void EndOnInterrupt();
 
+// The same, but runs ended on a thread of its own before the process ends.
+void EndOnInterrupt(std::function<void()> ended);
+
+// If an interrupt has arrived since EndOnInterrupt, does not return, because the process is ending. Else does nothing.
+// Call before the outcome is printed that the interrupt has caused.
+void LeaveEndToInterrupt();
+
 // From now on an interrupt ends the process with EXIT_DONE. For a command that runs until the user stops it. The end
 // waits until busy is free, so that no output line is cut off.
 void EndWellOnInterrupt(Mutex& busy);
 
-// Blocks until an interrupt arrives. Use this or one of the two functions above.
+// Blocks until an interrupt arrives. Use this or one of the functions above.
 void WaitForInterrupt();
 
 }  // namespace Vexo::Ctl

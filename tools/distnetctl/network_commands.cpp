@@ -1,6 +1,7 @@
 #include <array>
 
 #include "platform/base/utf8.h"
+#include "tools/distnetctl/account_view.h"
 #include "tools/distnetctl/commands.h"
 #include "tools/distnetctl/peers.h"
 #include "tools/distnetctl/printable.h"
@@ -35,6 +36,9 @@ std::string InfoLine(const cJSON* item)
 int RunDevices(const GlobalOptions& options, Output& output, bool scans)
 {
     return WithClient(options, output, [&](Client::DistNetClient& client) {
+        if (auto removed = WhyRemoved(client)) {
+            return *std::move(removed);
+        }
         Host::DeviceList list;
         if (scans) {
             output.Status("trying every device");
@@ -47,7 +51,7 @@ int RunDevices(const GlobalOptions& options, Output& output, bool scans)
         if (peers.empty()) {
             return Done(output.IsJson() ? "no other device of this account has been met"
                                         : "No other device of this account has been met yet.\n"
-                                          "`distnetctl account` enrols one.",
+                                          "`distnetctl account invite` lets one join.",
                         Host::ToJson(list));
         }
         for (const std::string& line : PeerTable(peers)) {

@@ -102,10 +102,20 @@ void Output::Status(const std::string& text)
     }
 }
 
+void Output::Prompt(const std::string& text)
+{
+    if (!json_) {
+        ClearStatus();
+        std::fputs(text.c_str(), stdout);
+        (void)Flush();
+    }
+}
+
 void Output::Object(const cJSON* object)
 {
     if (json_) {
         std::printf("%s\n", JsonText(object).c_str());
+        (void)Flush();
     }
 }
 

@@ -65,6 +65,8 @@ public:
     bool Flush();
     // Says what the command waits for. On a terminal the next Status, Line or Finish overwrites this line.
     void Status(const std::string& text);
+    // Prints a question, and stays on its line; does nothing with --json.
+    void Prompt(const std::string& text);
     // Prints a line for a person to standard error, also with --json, while the command goes on.
     void Notice(const std::string& text);
     // Marks for good and failed steps: a tick and a cross, in colour if colour is used. The words beside a mark must

@@ -7,6 +7,7 @@
 #include "platform/base/clock.h"
 #include "platform/base/text.h"
 #include "platform/dfx/trace_recorder.h"
+#include "tools/distnetctl/account_view.h"
 #include "tools/distnetctl/commands.h"
 #include "tools/distnetctl/peers.h"
 #include "tools/distnetctl/printable.h"
@@ -316,6 +317,9 @@ void ScanNearby(const GlobalOptions& options)
 int RunStart(const GlobalOptions& options, Output& output, const std::string& word, bool wait, bool timing)
 {
     return WithClient(options, output, [&](Client::DistNetClient& client) {
+        if (auto removed = WhyRemoved(client)) {
+            return *std::move(removed);
+        }
         Outcome failure;
         std::optional<Peer> peer = FindPeer(client, word, failure, [&] {
             output.Status("looking for " + (IsNetworkId(word) ? ShortId(word) : EscapeHidden(word)) + " nearby");

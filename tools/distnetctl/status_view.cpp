@@ -2,6 +2,7 @@
 
 #include "interfaces/named_values.h"
 #include "platform/base/text.h"
+#include "tools/distnetctl/account_view.h"
 #include "tools/distnetctl/output.h"
 
 namespace Vexo::Ctl {
@@ -66,15 +67,60 @@ std::string HotspotText(const Host::HotspotStatus& hotspot)
     return !hotspot.active ? "not known: the radio does not say" : *hotspot.active ? "open" : "closed";
 }
 
+namespace {
+
+std::string AccountText(const Host::HostStatus& status)
+{
+    if (!status.account) {
+        return "none: see `distnetctl account --help`";
+    }
+    const Host::MembershipStatus& membership = status.membership;
+    std::string text = "\"" + *status.account + "\"";
+    if (membership.removedAt) {
+        return text + ": removed from it on " + DayText(*membership.removedAt);
+    }
+    if (membership.members > 0) {
+        text += ", " + Counted(membership.members, "member", "members");
+        text += membership.pending > 0 ? " (" + std::to_string(membership.pending) + " not met yet)" : "";
+    }
+    return text + (membership.holdsKey         ? "; this device holds its key"
+                   : membership.holder.empty() ? ""
+                                               : "; " + membership.holder + " holds its key");
+}
+
+// What the person should do about the account, if anything.
+void AddAccountAdvice(const Host::HostStatus& status, std::vector<StatusLine>& lines)
+{
+    const Host::MembershipStatus& membership = status.membership;
+    if (!status.account) {
+        return;
+    }
+    if (membership.removedAt) {
+        lines.push_back({"", "to use it again: distnetctl account leave, then join with a ticket"});
+        return;
+    }
+    if (membership.holdsKey && !membership.backup) {
+        lines.push_back({"", "its key has no backup: distnetctl account backup FILE"});
+    }
+    if (membership.endsSoon) {
+        lines.push_back({"", "its certificates end on " + DayText(*membership.endsSoon) +
+                                 (membership.holdsKey ? ": distnetctl account renew" : "; the holder can renew them")});
+    }
+}
+
+}  // namespace
+
 std::vector<StatusLine> StatusLines(const Host::HostStatus& status, const Host::HostCounts& counts)
 {
     const Host::ThisDevice& device = status.device;
     std::vector<StatusLine> lines{
         {"device", "\"" + device.name + "\", " + NameOf(device.type) + ", " + ShortId(device.networkId)},
-        {"account", status.account ? "\"" + *status.account + "\"" : "none: see `distnetctl account --help`"},
-        {"daemon", "distnetd " + status.version + ", " + status.platform + ", up " +
-                       RoughDuration(std::chrono::floor<std::chrono::seconds>(status.uptime))},
-        {"service", ServiceText(status.service)}};
+        {"account", AccountText(status)},
+    };
+    AddAccountAdvice(status, lines);
+    lines.push_back({"daemon", "distnetd " + status.version + ", " + status.platform + ", up " +
+                                   RoughDuration(std::chrono::floor<std::chrono::seconds>(status.uptime))});
+    lines.push_back({"service", ServiceText(status.service)});
     for (StatusLine& line : WrappedLines("abilities", AbilityNames(status.abilities))) {
         lines.push_back(std::move(line));
     }

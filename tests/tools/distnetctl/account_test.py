@@ -1,0 +1,255 @@
+"""The account's commands as a person uses them: real daemons of simulated devices, which find each other in a folder.
+
+Usage: account_test.py SOURCE_DIR BIN_DIR
+"""
+
+import json
+import os
+import pathlib
+import pty
+import re
+import select
+import signal
+import subprocess
+import sys
+import tempfile
+import time
+import unittest
+
+SOURCE, BINARIES = (pathlib.Path(argument).resolve() for argument in sys.argv[1:3])
+sys.path.append(str(SOURCE / "tests/support"))
+import daemon  # noqa: E402
+
+NOBODY = 65534
+PATIENCE = 40
+
+
+class Command:
+    """distnetctl with a terminal of its own; its output comes as a person sees it."""
+
+    def __init__(self, test, device, *words):
+        self.test, self.shown = test, ""
+        self.pid, self.terminal = pty.fork()
+        if self.pid == 0:
+            os.environ["NO_COLOR"] = "1"
+            os.environ["LC_ALL"] = "C.UTF-8"
+            os.execv(BINARIES / "distnetctl", ["distnetctl", "--socket", str(device.socket), *words])
+        test.addCleanup(os.close, self.terminal)
+
+    def read_until(self, text):
+        """What stands behind the text that was awaited before, up to this one."""
+        deadline = time.monotonic() + PATIENCE
+        while text not in self.shown:
+            ready, _, _ = select.select([self.terminal], [], [], max(0, deadline - time.monotonic()))
+            try:
+                piece = os.read(self.terminal, 4096) if ready else b""
+            except OSError:  # the other side has ended
+                piece = b""
+            self.test.assertTrue(piece, f"{text!r} did not come: {self.shown!r}")
+            self.shown += piece.decode(errors="replace")
+        before, self.shown = self.shown.split(text, 1)
+        return before
+
+    def write(self, text):
+        os.write(self.terminal, text.encode())
+
+    def wait(self):
+        """The exit code, once all output was read."""
+        rest = b""
+        while True:
+            try:
+                piece = os.read(self.terminal, 4096)
+            except OSError:
+                piece = b""
+            if not piece:
+                break
+            rest += piece
+        self.shown += rest.decode(errors="replace")
+        return os.waitstatus_to_exitcode(os.waitpid(self.pid, 0)[1])
+
+
+class Device:
+    def __init__(self, test, name, kind, world):
+        self.name, self.folder = name, world / name
+        self.folder.mkdir()
+        settings = {"device": {"name": name, "type": kind}, "softbus": {"announce_dir": str(world / "announcements")},
+                    "simulated": {"air_dir": str(world / "air")}}
+        self.socket = daemon.start(test, BINARIES / "distnetd", self.folder, settings)
+        self.state = self.folder / "phone"
+
+    def run(self, *words, typed=None, **options):
+        return subprocess.run([BINARIES / "distnetctl", "--socket", self.socket, *words], input=typed, text=True,
+                              capture_output=True, timeout=PATIENCE, check=False, **options)
+
+    def json(self, *words, typed=None):
+        return [json.loads(line) for line in self.run("--json", *words, typed=typed).stdout.splitlines()]
+
+
+def joined_text(ended):
+    return ended.stdout + ended.stderr
+
+
+class Account(unittest.TestCase):
+    def setUp(self):
+        self.world = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
+        (self.world / "announcements").mkdir(mode=0o700)
+        self.laptop = Device(self, "laptop", "laptop", self.world)
+        self.phone = Device(self, "phone", "phone", self.world)
+        created = self.laptop.run("account", "create", "home", "--device-name", "laptop", "--state", self.laptop.state)
+        self.assertEqual(created.returncode, 0, joined_text(created))
+        self.wait_until(lambda: "holds its key" in self.laptop.run("status").stdout)
+
+    def wait_until(self, condition):
+        deadline = time.monotonic() + PATIENCE
+        while not condition():
+            self.assertLess(time.monotonic(), deadline)
+            time.sleep(0.05)
+
+    def invite(self, *words):
+        """The running command and its ticket."""
+        command = Command(self, self.laptop, "account", "invite", *words)
+        command.read_until("one device.")
+        command.read_until("\r\n    ")
+        ticket = command.read_until("\r\n")
+        self.assertRegex(ticket, r"^([0-9A-Z]{4}-){6}[0-9A-Z*~$=]{3}$")
+        command.read_until("waiting")
+        return command, ticket
+
+    def join_by_yes(self, device):
+        command, ticket = self.invite("--yes")
+        joined = device.run("account", "join", typed=ticket + "\n")
+        self.assertEqual(joined.returncode, 0, joined_text(joined))
+        self.assertEqual(command.wait(), 0, command.shown)
+
+    def names(self, device):
+        return [member["name"] for member in device.json("account", "devices")[-1]["members"]]
+
+    def test_join_with_a_ticket_that_was_mistyped_first(self):
+        invite, ticket = self.invite()
+        self.assertEqual(self.laptop.json("account", "invite")[-1]["fault"], "busy")
+        join = Command(self, self.phone, "account", "join")
+        join.read_until("Ticket: ")
+        wrong = "X" if ticket[0] != "X" else "Y"
+        join.write(wrong + ticket[1:] + "\n")
+        join.read_until("this is no ticket: ")
+        join.read_until("Ticket: ")
+        join.write(ticket.lower().replace("-", " ") + "\n")
+        invite.read_until("phone (phone, ")
+        invite.read_until("asks to join.")
+        invite.read_until("Both devices show ")
+        number = invite.read_until(". Admit it?")
+        join.read_until('Found "laptop" over the LAN.')
+        join.read_until('"laptop" shows ')
+        self.assertEqual(join.read_until(" …"), number)
+        invite.write("y\n")
+        invite.read_until('phone is a member of "home".')
+        join.read_until('This device is "phone" in the account "home".')
+        self.assertEqual((invite.wait(), join.wait()), (0, 0))
+        self.assertIn('"home", 2 members', self.phone.run("status").stdout)
+        started = self.phone.run("start", "laptop")
+        self.assertEqual(started.returncode, 0, joined_text(started))
+        self.assertEqual(self.names(self.laptop), ["laptop", "phone"])
+        again = self.phone.run("account", "join", typed=ticket)
+        self.assertIn('is a member of "home" already', again.stderr)
+
+    def test_refused_withdrawn_and_used_tickets_say_so(self):
+        command, ticket = self.invite()
+        waiting = subprocess.Popen([BINARIES / "distnetctl", "--socket", self.phone.socket, "account", "join"],
+                                   stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
+        waiting.stdin.write(ticket + "\n")
+        waiting.stdin.flush()
+        command.read_until("Admit it?")
+        command.write("n\n")
+        self.assertEqual(command.wait(), 1)
+        self.assertIn("the device was not admitted", command.shown)
+        self.assertIn("did not admit this one", waiting.communicate(timeout=PATIENCE)[0])
+        self.assertEqual(waiting.returncode, 1)
+
+        command, ticket = self.invite()
+        command.write("\3")
+        self.assertEqual(command.wait(), 130)
+        self.assertIn("nobody can join with this ticket any more", command.shown)
+        self.assertEqual(self.phone.json("account", "join", typed=ticket)[-1]["fault"], "expired")
+        self.join_by_yes(self.phone)
+
+    def test_join_ends_by_interrupt_and_can_begin_again(self):
+        command, ticket = self.invite()
+        join = Command(self, self.phone, "account", "join")
+        join.read_until("Ticket: ")
+        join.write(ticket + "\n")
+        command.read_until("Admit it?")
+        join.read_until("shows ")
+        join.write("\3")
+        self.assertEqual(join.wait(), 130)
+        self.assertIn("this device joins no account", join.shown)
+        command.read_until("waiting")  # the holder goes on
+        join = Command(self, self.phone, "account", "join", "--device-name", "laptop")
+        join.read_until("Ticket: ")
+        join.write(ticket + "\n")
+        command.read_until("Admit it?")
+        command.write("y\n")
+        self.assertEqual(join.wait(), 1)
+        self.assertIn('called "laptop" already', join.shown)
+        self.assertIn("--device-name laptop-2", join.shown)
+
+    def test_rename_remove_leave_and_join_again(self):
+        self.join_by_yes(self.phone)
+        self.assertEqual(self.laptop.json("account", "rename", "phone", "laptop")[-1]["suggestion"], "laptop-2")
+        self.assertIn("does not hold", self.phone.run("account", "rename", "phone", "x").stderr)
+        self.assertEqual(self.laptop.run("account", "rename", "phone", "old phone").returncode, 0)
+        self.wait_until(lambda: self.names(self.phone) == ["laptop", "old phone"])
+        self.assertIn("laptop holds its key", self.phone.run("status").stdout)
+
+        kept = self.laptop.run("account", "remove", "old", typed="n\n")
+        self.assertIn("will be refused by every device", kept.stdout)
+        self.assertIn("nothing was changed", kept.stderr)
+        self.assertEqual(self.laptop.run("account", "remove", "old", "--yes").returncode, 0)
+        self.assertEqual(self.names(self.laptop), ["laptop"])
+        removed = r'removed from the account "home" on \d{4}-\d\d-\d\d'
+        self.wait_until(lambda: re.search(removed, self.phone.run("start", "laptop").stderr))
+        for words in ("devices", "account devices", "account join"):
+            self.assertRegex(self.phone.run(*words.split()).stderr, removed)
+        self.assertIn("removed from it on", self.phone.run("status").stdout)
+        self.assertIn("removed from it on", self.phone.run("doctor").stdout)
+
+        self.assertEqual(self.phone.run("account", "leave", typed="y\n").returncode, 0)
+        self.assertIn("none: see", self.phone.run("status").stdout)
+        self.join_by_yes(self.phone)
+        started = self.phone.run("start", "laptop")
+        self.assertEqual(started.returncode, 0, joined_text(started))
+        self.assertIn("has other members", self.laptop.run("account", "leave", "--yes").stderr)
+
+    @unittest.skipUnless(os.geteuid() == 0, "only root can act for another user")
+    def test_another_user_may_not_change_the_account(self):
+        self.world.chmod(0o711)
+        self.laptop.folder.chmod(0o711)
+        self.laptop.state.chmod(0o711)
+        for words in ("invite", "rename laptop x", "leave --yes", "renew"):
+            ended = self.laptop.run("account", *words.split(), user=NOBODY, extra_groups=[])
+            self.assertEqual(ended.returncode, 4, joined_text(ended))
+        self.assertEqual(self.names(self.laptop), ["laptop"])
+
+    def test_backup_is_asked_for_twice_and_restored_elsewhere(self):
+        self.assertIn("has no backup", self.laptop.run("status").stdout)
+        file = self.world / "home.p12"
+        command = Command(self, self.laptop, "account", "backup", str(file), "--state", str(self.laptop.state))
+        for prompt in ("Passphrase: ", "The same again: "):
+            command.read_until(prompt)
+            command.write("correct horse\n")
+        self.assertEqual(command.wait(), 0, command.shown)
+        self.assertNotIn("horse", command.shown)
+        self.assertEqual(file.stat().st_mode & 0o777, 0o600)
+        self.assertNotIn("has no backup", self.laptop.run("status").stdout)
+        for passphrase, code in (("wrong horse", 1), ("correct horse", 0)):
+            ends = os.pipe()
+            os.write(ends[1], passphrase.encode() + b"\n")
+            os.close(ends[1])
+            ended = self.phone.run("account", "restore", file, "--alone", "--device-name", "phone", "--state",
+                                   self.phone.state, "--passphrase-fd", str(ends[0]), pass_fds=[ends[0]])
+            os.close(ends[0])
+            self.assertEqual(ended.returncode, code, joined_text(ended))
+        self.wait_until(lambda: "this device holds its key" in self.phone.run("status").stdout)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1])

@@ -1,0 +1,148 @@
+// The commands about the account's key: account backup and restore. They work on files of the state folder with the
+// rights of its owner, and on the backup with the rights of the user: root's backup does not become the daemon's.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+
+#include "platform/base/files.h"
+#include "platform/base/unique_fd.h"
+#include "platform/trust/account_backup.h"
+#include "tools/distnetctl/commands.h"
+#include "tools/distnetctl/interrupt.h"
+#include "tools/distnetctl/questions.h"
+#include "tools/distnetctl/state_owner.h"
+
+namespace Vexo::Ctl {
+
+namespace {
+
+constexpr size_t MAX_BACKUP = 1024 * 1024;
+constexpr mode_t BACKUP_MODE = 0600;
+
+Result<std::string> Passphrase(int descriptor, bool twice)
+{
+    EndOnInterrupt(RestoreEcho);
+    return descriptor >= 0 ? ReadPassphrase(descriptor) : AskPassphrase(twice);
+}
+
+Outcome NoPassphrase(const Error& error)
+{
+    return NotDone(error.message, "Give it at the terminal, or on a descriptor: --passphrase-fd N");
+}
+
+// A file in the state folder for as long as the object exists: both users may not share another one.
+class Passing {
+public:
+    explicit Passing(const std::filesystem::path& stateDir)
+        : stateDir_(stateDir), path_(stateDir / ("backup." + std::to_string(getpid()) + ".tmp"))
+    {
+    }
+    ~Passing()
+    {
+        (void)AsOwnerOf(stateDir_, [&]() -> Result<void> {
+            std::error_code ignored;  // it may not have been made
+            std::filesystem::remove(path_, ignored);
+            return {};
+        });
+    }
+    Passing(const Passing&) = delete;
+    Passing& operator=(const Passing&) = delete;
+
+    const std::filesystem::path& Path() const { return path_; }
+    // The message of an error, which may name this file instead of the user's.
+    std::string Explained(const Error& error, const std::filesystem::path& file) const
+    {
+        std::string message = error.message;
+        if (const size_t at = message.find(path_.string()); at != std::string::npos) {
+            message.replace(at, path_.string().size(), file.string());
+        }
+        return message;
+    }
+
+private:
+    const std::filesystem::path stateDir_;
+    const std::filesystem::path path_;
+};
+
+Result<void> WriteBackup(const UniqueFd& to, const std::filesystem::path& file, const std::string& bytes)
+{
+    if (!WriteAll(to.Get(), bytes) || fsync(to.Get()) != 0) {
+        const int cause = errno;
+        unlink(file.c_str());
+        return Fail(ErrorCodeOf(cause), file.string() + ": " + std::strerror(cause) +
+                                            "; the daemon takes this backup for made: make another one");
+    }
+    return {};
+}
+
+}  // namespace
+
+int RunAccountBackup(const GlobalOptions& options, Output& output, const std::filesystem::path& file,
+                     int passphraseDescriptor)
+{
+    const Result<std::string> passphrase = Passphrase(passphraseDescriptor, true);
+    if (!passphrase) {
+        return output.Finish(NoPassphrase(passphrase.error()));
+    }
+    // Made first, so that nothing is recorded as a backup that cannot be written.
+    const UniqueFd to(open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, BACKUP_MODE));
+    if (!to) {
+        return output.Finish(NotDone(file.string() + ": " + std::strerror(errno), "Name a file that does not exist."));
+    }
+    const Passing passing(options.stateDir);
+    const auto backUp = [&]() -> Result<std::string> {
+        if (auto made = Trust::BackUpAccount(options.stateDir / "identity", passing.Path(), passphrase.value());
+            !made) {
+            return Failure(std::move(made).error());
+        }
+        return ReadWholeFile(passing.Path(), MAX_BACKUP);
+    };
+    const Result<std::string> bytes = AsOwnerOf(options.stateDir, backUp);
+    if (!bytes) {
+        unlink(file.c_str());
+        return output.Finish(StateFailure(options.stateDir, passing.Explained(bytes.error(), file), ""));
+    }
+    if (const Result<void> written = WriteBackup(to, file, bytes.value()); !written) {
+        return output.Finish(NotDone(written.error().message, ""));
+    }
+    Json details = NewObject();
+    AddText(details.get(), "file", file);
+    return output.Finish(Done(output.Tick() + " The account's key is in " + file.string() +
+                                  ", under the passphrase.\nKeep it away from this device: who has both can admit "
+                                  "devices to the account.",
+                              std::move(details)));
+}
+
+int RunAccountRestore(const GlobalOptions& options, Output& output, const std::filesystem::path& file,
+                      int passphraseDescriptor, const std::string& deviceName, bool isAlone)
+{
+    const Result<std::string> bytes = ReadWholeFile(file, MAX_BACKUP);
+    if (!bytes) {
+        return output.Finish(NotDone(bytes.error().message, ""));
+    }
+    const Result<std::string> passphrase = Passphrase(passphraseDescriptor, false);
+    if (!passphrase) {
+        return output.Finish(NoPassphrase(passphrase.error()));
+    }
+    const Passing passing(options.stateDir);
+    const auto restore = [&]() -> Result<void> {
+        if (auto copied = WriteFileAtomically(passing.Path(), bytes.value(), BACKUP_MODE); !copied) {
+            return copied;
+        }
+        return Trust::RestoreAccount(options.stateDir / "identity", passing.Path(), passphrase.value(), deviceName,
+                                     isAlone);
+    };
+    if (const Result<void> restored = AsOwnerOf(options.stateDir, restore); !restored) {
+        return output.Finish(StateFailure(options.stateDir, passing.Explained(restored.error(), file), ""));
+    }
+    return output.Finish(
+        Done(output.Tick() + " This device has the account's key.\n" +
+             (isAlone ? "It is the account's only member now. A running daemon uses it at once."
+                      : "It admits and removes devices once it has met another member, whose list may be\n"
+                        "newer than the backup's. If none is left, restore again with --alone.")));
+}
+
+}  // namespace Vexo::Ctl

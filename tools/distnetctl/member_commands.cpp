@@ -1,0 +1,169 @@
+// The commands about the account's members: account devices, rename, remove, leave and renew.
+#include "interfaces/account_answers_json.h"
+#include "platform/base/utf8.h"
+#include "tools/distnetctl/account_view.h"
+#include "tools/distnetctl/commands.h"
+#include "tools/distnetctl/interrupt.h"
+#include "tools/distnetctl/printable.h"
+#include "tools/distnetctl/questions.h"
+
+namespace Vexo::Ctl {
+
+namespace {
+
+using Client::DistNetClient;
+
+// The members, printable. No value: failure is the outcome to finish with.
+std::optional<Host::MemberList> ReadMembers(DistNetClient& client, Outcome& failure)
+{
+    Host::MemberList list;
+    if (const Client::CallResult call = client.GetMembers(list); !call.Succeeded()) {
+        failure = FromCall(call);
+        return std::nullopt;
+    }
+    if (list.fault) {
+        failure = FromFault(*list.fault);
+        return std::nullopt;
+    }
+    return Printable(std::move(list));
+}
+
+// The outcome of an operation that was called: done, or why not.
+Outcome Changed(const Client::CallResult& call, const Host::ChangeAnswer& answer, Outcome done)
+{
+    return !call.Succeeded() ? FromAccountCall(call) : answer.fault ? FromFault(*answer.fault) : std::move(done);
+}
+
+Outcome NotConfirmed()
+{
+    return NotDone("nothing was changed", "");
+}
+
+Json MemberDetails(const Host::AccountMember& member)
+{
+    Json details = NewObject();
+    AddText(details.get(), "name", member.name);
+    AddText(details.get(), "network_id", member.networkId);
+    return details;
+}
+
+std::string RemovalQuestion(const Host::MemberList& list, const Host::AccountMember& member, bool announcesNewKeyOnly)
+{
+    const size_t others = list.members.size() - 2;  // without this device and that one
+    std::string text = WhoText(member.name, member.type, member.networkId) + "\nwill be refused by every device of \"" +
+                       list.account + "\" that hears of it: now by this one" +
+                       (others == 0   ? ""
+                        : others == 1 ? ", by the other one\nat its next contact"
+                                      : ", by the other\n" + std::to_string(others) + " at their next contact") +
+                       ". The account's link key changes.\n";
+    if (announcesNewKeyOnly && others > 0) {
+        text +=
+            "From now on this device announces itself with the new key only: a member that\nhas not heard of it "
+            "finds this device at known addresses only.\n";
+    }
+    return text + "Remove it?";
+}
+
+}  // namespace
+
+int RunAccountDevices(const GlobalOptions& options, Output& output)
+{
+    return WithClient(options, output, [&](DistNetClient& client) {
+        if (auto removed = WhyRemoved(client)) {
+            return *std::move(removed);
+        }
+        Outcome failure;
+        const std::optional<Host::MemberList> list = ReadMembers(client, failure);
+        if (!list) {
+            return failure;
+        }
+        for (const std::string& line : MemberTable(*list)) {
+            output.Line(line);
+        }
+        Json details = NewObject();
+        AddText(details.get(), "account", list->account);
+        AddMember(details.get(), "members", Host::ToJson(list->members));
+        AddMember(details.get(), "removed", Host::ToJson(list->removed));
+        return Done(output.IsJson() ? "the members of the account" : "", std::move(details));
+    });
+}
+
+int RunAccountRename(const GlobalOptions& options, Output& output, const std::string& word, const std::string& name)
+{
+    return WithClient(options, output, [&](DistNetClient& client) {
+        Outcome failure;
+        const auto list = ReadMembers(client, failure);
+        const auto member = list ? FindMember(*list, word, failure) : std::nullopt;
+        if (!member) {
+            return failure;
+        }
+        Host::ChangeAnswer answer;
+        const Client::CallResult call = client.RenameMember(member->networkId, name, answer);
+        return Changed(call, answer,
+                       Done(output.Tick() + " " + member->name + " is called \"" + EscapeHidden(name) +
+                                "\" now; the other devices learn of it at their next contact.",
+                            MemberDetails(*member)));
+    });
+}
+
+int RunAccountRemove(const GlobalOptions& options, Output& output, const std::string& word, bool yes,
+                     bool announcesNewKeyOnly)
+{
+    return WithClient(options, output, [&](DistNetClient& client) {
+        Outcome failure;
+        const auto list = ReadMembers(client, failure);
+        const auto member = list ? FindMember(*list, word, failure) : std::nullopt;
+        if (!member) {
+            return failure;
+        }
+        if (!yes && !member->isThisDevice && !Confirm(output, RemovalQuestion(*list, *member, announcesNewKeyOnly))) {
+            return NotConfirmed();
+        }
+        Host::ChangeAnswer answer;
+        const Client::CallResult call = client.RemoveMember(member->networkId, announcesNewKeyOnly, answer);
+        return Changed(call, answer,
+                       Done(output.Tick() + " " + member->name + " is no member any more.", MemberDetails(*member)));
+    });
+}
+
+int RunAccountLeave(const GlobalOptions& options, Output& output, bool yes)
+{
+    return WithClient(options, output, [&](DistNetClient& client) {
+        Host::HostStatus status;
+        if (const Client::CallResult call = client.GetStatus(status); !call.Succeeded()) {
+            return FromCall(call);
+        }
+        const std::string account = EscapeHidden(status.account.value_or(""));
+        const Host::MembershipStatus& membership = status.membership;
+        std::string question = "This device forgets the account \"" + account +
+                               "\" and its own key. It comes back only with a new ticket.\n";
+        if (!status.account) {
+            question = "This device is in no account. It gets a new key.\n";
+        } else if (membership.holdsKey && !membership.removedAt) {
+            question += membership.backup ? "It holds the account's key, of which there is a backup.\n"
+                                          : "It holds the account's key, of which there is no backup: the account is "
+                                            "lost.\n";
+        }
+        if (!yes && !Confirm(output, question + "Leave?")) {
+            return NotConfirmed();
+        }
+        Host::ChangeAnswer answer;
+        const Client::CallResult call = client.LeaveAccount(answer);
+        return Changed(call, answer,
+                       Done(output.Tick() + (status.account ? " This device has left \"" + account + "\"."
+                                                            : " This device has a new key.")));
+    });
+}
+
+int RunAccountRenew(const GlobalOptions& options, Output& output)
+{
+    return WithClient(options, output, [&](DistNetClient& client) {
+        Host::ChangeAnswer answer;
+        const Client::CallResult call = client.RenewAccount(answer);
+        return Changed(call, answer,
+                       Done(output.Tick() + " The certificates of the account and of its devices are renewed.\n"
+                                            "Each device fetches its own at its next contact with this one."));
+    });
+}
+
+}  // namespace Vexo::Ctl
