@@ -27,13 +27,10 @@ using namespace QuviewDFX;
 constexpr const char* RESTART_COMMAND = "systemctl restart distnet";
 constexpr const char* RESTART = "Restart the daemon: systemctl restart distnet";
 
-// What a person should do about this device's membership. A removal replaces the good news about the account.
-void CheckMembership(const MembershipStatus& membership, HealthCheck& account, std::vector<HealthCheck>& checks)
+// What a person should do about this device's membership. CheckIdentity reports a removal.
+void CheckMembership(const MembershipStatus& membership, std::vector<HealthCheck>& checks)
 {
     if (membership.removedAt) {
-        account = Unhealthy(
-            "account", account.message + ": this device was removed from it on " + Trust::DateOf(*membership.removedAt),
-            "To use it again, leave it (distnetctl account leave), then join with a new ticket");
         return;
     }
     if (membership.holdsKey && membership.backup) {
@@ -72,7 +69,7 @@ void CheckTrust(const HealthFacts& facts, std::vector<HealthCheck>& checks)
         }
     }
     std::vector<HealthCheck> more;
-    CheckMembership(facts.membership, found.account, more);
+    CheckMembership(facts.membership, more);
     // CheckIdentity cannot compare this clock with others, because it does not know the peers. Compare it here with the
     // online peer whose clock differs most.
     std::optional<SoftBus::Node> farthest;

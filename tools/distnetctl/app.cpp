@@ -227,8 +227,9 @@ void AddKeyCommands(CLI::App* account, Request& request)
         command->add_option("FILE", request.file, "The backup")->required()->check(CheckGiven);
         command
             ->add_option("--passphrase-fd", request.passphraseDescriptor,
-                         "Read the passphrase from this descriptor; asked for unless given")
-            ->check(CLI::NonNegativeNumber);
+                         "Descriptor to read the passphrase from, instead of asking")
+            ->check([](const std::string& number) { return CLI::NonNegativeNumber(number); })
+            ->type_name("NUMBER");
         AddState(command, request);
     }
     restore->add_option("--device-name", request.deviceName, "What this device is called")->capture_default_str();

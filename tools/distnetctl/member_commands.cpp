@@ -50,18 +50,18 @@ Json MemberDetails(const Host::AccountMember& member)
 std::string RemovalQuestion(const Host::MemberList& list, const Host::AccountMember& member, bool announcesNewKeyOnly)
 {
     const size_t others = list.members.size() - 2;  // without this device and that one
-    std::string text = WhoText(member.name, member.type, member.networkId) + "\nwill be refused by every device of \"" +
-                       list.account + "\" that hears of it: now by this one" +
-                       (others == 0   ? ""
-                        : others == 1 ? ", by the other one\nat its next contact"
-                                      : ", by the other\n" + std::to_string(others) + " at their next contact") +
-                       ". The account's link key changes.\n";
+    const std::string atContact = others == 0   ? ""
+                                  : others == 1 ? ", by the other one at its next contact"
+                                                : ", by the other " + std::to_string(others) + " at their next contact";
+    std::string text = WhoText(member.name, member.type, member.networkId) + " will be refused by every device of \"" +
+                       list.account + "\" that hears of it: now by this one" + atContact +
+                       ". The account's link key changes.";
     if (announcesNewKeyOnly && others > 0) {
         text +=
-            "From now on this device announces itself with the new key only: a member that\nhas not heard of it "
-            "finds this device at known addresses only.\n";
+            " From now on this device announces itself with the new key only: a member that has not heard of it "
+            "finds this device at known addresses only.";
     }
-    return text + "Remove it?";
+    return Wrapped(text) + "\nRemove it?";
 }
 
 }  // namespace
@@ -100,8 +100,8 @@ int RunAccountRename(const GlobalOptions& options, Output& output, const std::st
         Host::ChangeAnswer answer;
         const Client::CallResult call = client.RenameMember(member->networkId, name, answer);
         return Changed(call, answer,
-                       Done(output.Tick() + " " + member->name + " is called \"" + EscapeHidden(name) +
-                                "\" now; the other devices learn of it at their next contact.",
+                       Done(Wrapped(output.Tick() + " " + member->name + " is called \"" + EscapeHidden(name) +
+                                    "\" now; the other devices learn of it at their next contact."),
                             MemberDetails(*member)));
     });
 }
@@ -136,15 +136,15 @@ int RunAccountLeave(const GlobalOptions& options, Output& output, bool yes)
         const std::string account = EscapeHidden(status.account.value_or(""));
         const Host::MembershipStatus& membership = status.membership;
         std::string question = "This device forgets the account \"" + account +
-                               "\" and its own key. It comes back only with a new ticket.\n";
+                               "\" and its own key. It comes back only with a new ticket.";
         if (!status.account) {
-            question = "This device is in no account. It gets a new key.\n";
+            question = "This device is in no account. It gets a new key.";
         } else if (membership.holdsKey && !membership.removedAt) {
-            question += membership.backup ? "It holds the account's key, of which there is a backup.\n"
-                                          : "It holds the account's key, of which there is no backup: the account is "
-                                            "lost.\n";
+            question += membership.backup
+                            ? " It holds the account's key, of which there is a backup."
+                            : " It holds the account's key, of which there is no backup: the account is lost.";
         }
-        if (!yes && !Confirm(output, question + "Leave?")) {
+        if (!yes && !Confirm(output, Wrapped(question) + "\nLeave?")) {
             return NotConfirmed();
         }
         Host::ChangeAnswer answer;
