@@ -5,7 +5,6 @@
 
 #include "platform/dfx/guard.h"
 #include "platform/dfx/log.h"
-#include "platform/trust/account_backup.h"
 #include "platform/trust/identity_checks.h"
 #include "platform/trust/membership.h"
 
@@ -22,11 +21,6 @@ std::string VersionOf(const Trust::Identity& identity)
            (identity.state ? identity.state->Digest() : "") +
            (identity.linkKeys ? Trust::FingerprintOf(identity.linkKeys->current) : "") +
            (identity.removedAt ? seconds(*identity.removedAt) : "") + (identity.holdsAccountKey ? "+" : "-");
-}
-
-uint64_t NumberOf(const Trust::SignedStatePtr& state)
-{
-    return state ? state->State().number : 0;
 }
 
 LinkFacts FactsOf(const Trust::Identity& identity, sptr<SoftBus::SoftBusServer> softBus)
@@ -176,6 +170,15 @@ void AccountLink::UseChanged()
         options_.say("this device was removed from the account on " + Trust::DateOf(*identity.value().removedAt));
     }
     known.softBus->UseIdentity(std::move(identity.value()));
+    ReportState();
+}
+
+void AccountLink::ReportState()
+{
+    const LinkFacts facts = Facts();
+    if (facts.state) {
+        options_.stateUsed(facts.state->State(), facts.networkId);
+    }
 }
 
 Result<void> AccountLink::Leave()
@@ -211,70 +214,13 @@ Result<void> AccountLink::LeaveNow()
     return {};
 }
 
-// A restored device has an old state: it may sign a new one only when a member has sent what is newer.
-void AccountLink::OnContact()
-{
-    if (!Trust::IsRestored(options_.identityFolder)) {
-        return;
-    }
-    const MutexLock lock(mutex_);
-    if (!firstContact_.IsArmed()) {
-        firstContact_ = Tasks::Timers::System().RunAfter(FIRST_CONTACT, [self = shared_from_this()] {
-            self->strand_.Post(
-                [self] { self->RunOnStrand("completing a restore", [self] { self->CompleteRestore(false); }); });
-        });
-    }
-}
-
-void AccountLink::CompleteRestore(bool hasNewerState)
-{
-    const LinkFacts facts = Facts();
-    if (!facts.softBus || !Trust::IsRestored(options_.identityFolder)) {
-        return;
-    }
-    WallTime since;
-    {
-        const MutexLock lock(mutex_);
-        firstContact_ = {};
-        since = linkSince_.value_or(since);
-    }
-    bool isMet = hasNewerState;
-    for (const SoftBus::Node& node : facts.softBus->Nodes()) {
-        isMet = isMet || std::chrono::milliseconds(node.lastSeenMs) >= since.time_since_epoch();
-    }
-    if (!isMet) {
-        return;
-    }
-    if (const Result<void> completed = Trust::CompleteRestore(options_.identityFolder); !completed) {
-        options_.say("the restore is not complete: " + completed.error().message);
-        return;
-    }
-    options_.say("the restore is complete: another member was met; this device holds the account's key now");
-    UseChanged();
-}
-
 Result<void> AccountLink::StartAbilities(const Trust::Identity& identity)
 {
     SoftBus::SoftBusOptions options = options_.softBus;
     options.identityFolder = options_.identityFolder;
-    const std::weak_ptr<AccountLink> weak = weak_from_this();
-    options.identityChanged = [weak] {
+    options.identityChanged = [weak = weak_from_this()] {
         if (const auto self = weak.lock()) {
-            self->strand_.Post([self] {
-                self->RunOnStrand("using a changed identity", [self] {
-                    const uint64_t before = NumberOf(self->Facts().state);
-                    self->UseChanged();
-                    self->CompleteRestore(NumberOf(self->Facts().state) > before);
-                });
-            });
-        }
-    };
-    options.onlineChanged = [weak, next = options_.softBus.onlineChanged] {
-        if (next) {
-            next();
-        }
-        if (const auto self = weak.lock()) {
-            self->strand_.Post([self] { self->RunOnStrand("a contact", [self] { self->OnContact(); }); });
+            self->RefreshSoon();
         }
     };
     auto softBus = SoftBus::SoftBusServer::Start(identity, std::move(options));
@@ -296,12 +242,14 @@ Result<void> AccountLink::StartAbilities(const Trust::Identity& identity)
         const MutexLock lock(mutex_);
         facts_ = FactsOf(identity, softBus.value());
         used_ = VersionOf(identity);
-        linkSince_ = Clock::System().WallNow();
         deviceManager_ = deviceManager;
         collaboration_ = collaboration.value();
     }
     options_.abilities->AddSystemAbility(DISTRIBUTED_HARDWARE_DEVICEMANAGER_SA_ID, deviceManager);
     options_.abilities->AddSystemAbility(COLL_FWK_SA_ID, collaboration.value());
+    strand_.Post([self = shared_from_this()] {
+        self->RunOnStrand("using the account's state", [self] { self->ReportState(); });
+    });
     return {};
 }
 

@@ -53,14 +53,15 @@ struct AccountLinkOptions {
     // left its account. On the strand.
     std::function<void()> enrolled;
     std::function<void()> left;
+    // Called with the account's state and this device's network id when the link has started, and when the identity
+    // has changed. On the strand; may block.
+    std::function<void(const Trust::AccountState& state, const std::string& networkId)> stateUsed;
 };
 
 class AccountLink : public NoCopyable, public std::enable_shared_from_this<AccountLink> {
 public:
     // The folder is read when it has not changed for this long, so that a file is not read while it is being copied.
     static constexpr std::chrono::milliseconds QUIET{200};
-    // How long a restored device lets the first member that it meets send its newer state.
-    static constexpr std::chrono::seconds FIRST_CONTACT{6};
 
     static std::shared_ptr<AccountLink> Make(AccountLinkOptions options);
 
@@ -91,8 +92,7 @@ private:
     void TakeOver() EXCLUDES(mutex_);
     void UseChanged() EXCLUDES(mutex_);
     [[nodiscard]] Result<void> LeaveNow() EXCLUDES(mutex_);
-    void OnContact() EXCLUDES(mutex_);
-    void CompleteRestore(bool hasNewerState) EXCLUDES(mutex_);
+    void ReportState() EXCLUDES(mutex_);
 
     [[nodiscard]] Result<void> StartAbilities(const Trust::Identity& identity) EXCLUDES(mutex_);
     // Stops what StartAbilities started and forgets it; for good at the daemon's end.
@@ -105,13 +105,11 @@ private:
     CondVar workEnded_;
     LinkFacts facts_ GUARDED_BY(mutex_);
     std::string used_ GUARDED_BY(mutex_);  // VersionOf the identity that the soft bus uses
-    std::optional<WallTime> linkSince_ GUARDED_BY(mutex_);
     sptr<DistributedHardware::DeviceManagerServer> deviceManager_ GUARDED_BY(mutex_);
     sptr<CollaborationFwk::CollaborationServer> collaboration_ GUARDED_BY(mutex_);
     bool isWorking_ GUARDED_BY(mutex_) = false;  // the strand runs work
     bool isStopping_ GUARDED_BY(mutex_) = false;
     Tasks::Timer check_ GUARDED_BY(mutex_);
-    Tasks::Timer firstContact_ GUARDED_BY(mutex_);
     Tasks::Strand strand_;
     std::unique_ptr<FolderWatcher> watcher_ GUARDED_BY(mutex_);  // last: its callback uses the others
 };

@@ -204,6 +204,10 @@ Result<void> Daemon::StartLink(const Say& say)
         say("this device has left its account; " + addresses);
         NotifyServiceManager(ServiceState::RUNNING, configuration_.platform + " device, " + addresses);
     };
+    removals_ = std::make_unique<RemovalEffects>(configuration_.stateDir, [this] { return device_->ChangeHotspotKey(); });
+    options.stateUsed = [this](const Trust::AccountState& state, const std::string& networkId) {
+        removals_->Apply(state, networkId);
+    };
     const SoftBus::SoftBusOptions softBus = options.softBus;
     link_ = AccountLink::Make(std::move(options));
     account_ = AccountOperations::Make({configuration_.stateDir / IDENTITY_FOLDER, link_, softBus});
@@ -242,7 +246,13 @@ void Daemon::PublishHost()
         const Ipc::IpcServer* server = counted_.load();
         return server != nullptr ? server->Counts() : Ipc::IpcServerCounts{};
     };
-    facts.deviceChecks = [this] { return device_->Checks(); };
+    facts.deviceChecks = [this] {
+        std::vector<QuviewDFX::HealthCheck> checks = device_->Checks();
+        if (auto check = removals_->Check()) {
+            checks.push_back(std::move(*check));
+        }
+        return checks;
+    };
     facts.radio = [this] { return device_->Radio(); };
     facts.events = events_;
     facts.traces = traces_;

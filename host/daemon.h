@@ -16,6 +16,7 @@
 #include "host/configuration.h"
 #include "host/device.h"
 #include "host/memory.h"
+#include "host/removal_effects.h"
 #include "host/service_clients.h"
 #include "host/service_library.h"
 #include "host/state_folder.h"
@@ -74,6 +75,7 @@ private:
     sptr<SystemAbilityManager> abilities_;
     std::unique_ptr<ServiceClients> clients_;
     std::unique_ptr<Device> device_;
+    std::unique_ptr<RemovalEffects> removals_;
     std::shared_ptr<AccountLink> link_;
     std::shared_ptr<AccountOperations> account_;
     std::shared_ptr<AccountRights> accountRights_;
