@@ -88,6 +88,15 @@ class Tables(unittest.TestCase):
         self.assertEqual([(codes[name], text) for name, text in texts],
                          [tuple(row) for row in rows("distnetctl.md", "## Result codes of the service")])
 
+    def test_every_promise_names_a_test_that_there_is(self):
+        source = "".join(file.read_text() for file in (SOURCE / "tests").rglob("*_test.cpp"))
+        there = {f"{suite}.{name}" for suite, name in re.findall(r"^TEST(?:_[FP])?\((\w+),\s*(\w+)\)", source, re.M)}
+        for promise, _, tests in rows("security.md", "## Promises"):
+            named = tests.split(", ")
+            self.assertTrue(named[0], promise)
+            for test in named:
+                self.assertTrue(any(test == one or one.startswith(test + ".") for one in there), test)
+
     def test_every_event_with_its_parameters(self):
         source = "".join((SOURCE / file).read_text() for file in
                          ("distributed/services/service/event_report.cpp", "backends/linux/wifi_context.cpp",
