@@ -396,6 +396,13 @@ CallResult DistNetClient::RenewAccount(Host::ChangeAnswer& answer)
     return impl_->Ask(HostInterfaceCode::RENEW_ACCOUNT, Impl::WriteNothing, answer, Host::HOST_PERMISSION_LIMIT);
 }
 
+CallResult DistNetClient::TransferAccount(const std::string& networkId, Host::ChangeAnswer& answer)
+{
+    return impl_->Ask(
+        HostInterfaceCode::TRANSFER_ACCOUNT, [&](MessageParcel& data) { return data.WriteString(networkId); }, answer,
+        Host::HOST_PERMISSION_LIMIT);
+}
+
 void DistNetClient::Close()
 {
     impl_->Close();

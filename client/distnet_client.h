@@ -115,6 +115,8 @@ public:
     CallResult RemoveMember(const std::string& networkId, bool announcesNewKeyOnly, Host::ChangeAnswer& answer);
     CallResult LeaveAccount(Host::ChangeAnswer& answer);
     CallResult RenewAccount(Host::ChangeAnswer& answer);
+    // Hands the account's key to that member, which must be reachable.
+    CallResult TransferAccount(const std::string& networkId, Host::ChangeAnswer& answer);
 
     // Releases the service if this client used it, and closes the connection. Blocks for at most 1 s. Idempotent.
     void Close();

@@ -7,6 +7,7 @@
 #include "platform/tasks/elastic_pool.h"
 #include "platform/trust/account.h"
 #include "platform/trust/account_backup.h"
+#include "platform/trust/key_transfer.h"
 #include "platform/trust/membership.h"
 
 namespace Vexo::Host {
@@ -325,15 +326,58 @@ ChangeAnswer AccountOperations::Leave()
     if (facts.holdsAccountKey && !facts.removedAt && facts.state && facts.state->State().members.size() > 1) {
         return {AccountFault{AccountFaultCode::HAS_MEMBERS,
                              "this device holds the account's key, and the account has other members",
-                             "Remove them first (distnetctl account remove DEVICE), or restore a backup of the key on "
-                             "another device",
-                             ""}};
+                             "Hand the key over first: distnetctl account transfer DEVICE", ""}};
     }
     if (const auto invitation = TakeInvitation(std::nullopt)) {
         invitation->Close();
     }
     const Result<void> left = options_.link->Leave();
     return left ? ChangeAnswer{} : ChangeAnswer{Failed(left.error())};
+}
+
+void AccountOperations::Transfer(const std::string& networkId, IDistNetHost::Answer<ChangeAnswer> answer)
+{
+    const LinkFacts facts = options_.link->Facts();
+    std::optional<AccountFault> fault = WhyNotHolder();
+    if (!fault && networkId == facts.networkId) {
+        fault = AccountFault{AccountFaultCode::THIS_DEVICE, "this device holds the account's key already", "", ""};
+    }
+    Result<std::string> key =
+        fault ? Fail(ErrorCode::REFUSED, "") : Trust::ExportAccountKey(options_.identityFolder, networkId);
+    if (!fault && !key) {
+        fault = Failed(key.error());
+        fault->code = key.error().code == ErrorCode::NOT_FOUND ? AccountFaultCode::UNKNOWN_MEMBER : fault->code;
+    }
+    if (fault) {
+        answer(HOST_OK, {std::move(fault)});
+        return;
+    }
+    facts.softBus->SendAccountKey(
+        networkId, std::move(key.value()),
+        [self = shared_from_this(), networkId, answer = std::move(answer)](const Result<void>& sent) {
+            self->transfers_.Post(
+                [self, networkId, answer, sent] { answer(HOST_OK, self->HandOver(networkId, sent)); });
+        });
+}
+
+// What follows once the member has stored the key, or has not.
+ChangeAnswer AccountOperations::HandOver(const std::string& networkId, const Result<void>& sent)
+{
+    if (!sent) {
+        AccountFault fault = Failed(sent.error());
+        fault.message = "the device did not take the key: " + sent.error().message;
+        if (sent.error().code == ErrorCode::UNAVAILABLE) {
+            fault = {AccountFaultCode::LOST, "the device is not reachable: " + sent.error().message,
+                     "Bring the two near each other or onto one network, and try again", ""};
+        }
+        return {std::move(fault)};
+    }
+    const Result<Trust::Identity> handedOver = Trust::HandOverAccount(options_.identityFolder, networkId);
+    if (!handedOver) {
+        return {Failed(handedOver.error())};
+    }
+    options_.link->Refresh();
+    return {};
 }
 
 void AccountOperations::OnProcessGone(pid_t process)

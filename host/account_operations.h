@@ -1,8 +1,9 @@
-// AccountOperations: what local programs do with this device's account (ability 1164, requests 10 to 21): invite a
-// device, join by a ticket, list, rename and remove members, leave, renew. There is at most one invitation and one join
-// at a time. Each belongs to the process that began it, and ends with that process. Any thread, several at once. Calls
-// block on the disk, CancelJoin and OnProcessGone also until a join has ended, Leave for as long as
-// SoftBusServer::Stop; the two that wait do not block. The caller checks the rights (account_requests.h).
+// AccountOperations: what local programs do with this device's account (ability 1164, requests 10 to 22): invite a
+// device, join by a ticket, list, rename and remove members, leave, renew, hand the account's key over. There is at
+// most one invitation and one join at a time. Each belongs to the process that began it, and ends with that process.
+// Any thread, several at once. Calls block on the disk, CancelJoin and OnProcessGone also until a join has ended, Leave
+// for as long as SoftBusServer::Stop; the two that wait do not block. The caller checks the rights
+// (account_requests.h).
 #pragma once
 
 #include <sys/types.h>
@@ -23,6 +24,7 @@
 #include "platform/base/nocopyable.h"
 #include "platform/softbus/enrolment/invitation.h"
 #include "platform/softbus/enrolment/join_attempt.h"
+#include "platform/tasks/elastic_pool.h"
 
 namespace Vexo::Host {
 
@@ -51,6 +53,8 @@ public:
     ChangeAnswer RenameMember(const std::string& networkId, const std::string& name);
     ChangeAnswer RemoveMember(const std::string& networkId, bool announcesNewKeyOnly);
     ChangeAnswer Leave();
+    // Hands the account's key to that member. Does not block; answers within SEEKING_OPEN_LIMIT of the soft bus.
+    void Transfer(const std::string& networkId, IDistNetHost::Answer<ChangeAnswer> answer);
     ChangeAnswer Renew();
 
     // Call when the last connection of that process has closed.
@@ -96,6 +100,7 @@ private:
     // Both remember the outcome, so that the owner can still read it.
     std::shared_ptr<SoftBus::Invitation> TakeInvitation(std::optional<pid_t> owner) EXCLUDES(mutex_);
     std::shared_ptr<SoftBus::JoinAttempt> TakeJoin(std::optional<pid_t> owner) EXCLUDES(mutex_);
+    ChangeAnswer HandOver(const std::string& networkId, const Result<void>& sent);
     // Does what change does with the identity folder, and uses the result.
     template <typename Change>
     ChangeAnswer ChangeAccount(AccountFaultCode missing, Change change);
@@ -109,6 +114,7 @@ private:
     uint32_t numbers_ GUARDED_BY(mutex_) = 0;   // how many invitations and joins were begun
     std::optional<OwnInvitation> invitation_ GUARDED_BY(mutex_);
     std::optional<OwnJoin> join_ GUARDED_BY(mutex_);
+    Tasks::Strand transfers_;  // own synchronisation
 };
 
 template <typename Value>

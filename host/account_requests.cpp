@@ -29,7 +29,7 @@ bool ReadWait(MessageParcel& data, uint32_t& revision, std::chrono::milliseconds
 bool AccountRequests::Handles(uint32_t code)
 {
     return code >= static_cast<uint32_t>(HostInterfaceCode::OPEN_INVITATION) &&
-           code <= static_cast<uint32_t>(HostInterfaceCode::RENEW_ACCOUNT);
+           code <= static_cast<uint32_t>(HostInterfaceCode::TRANSFER_ACCOUNT);
 }
 
 int32_t AccountRequests::Run(HostInterfaceCode code, MessageParcel& data, MessageParcel& reply)
@@ -52,6 +52,8 @@ int32_t AccountRequests::Run(HostInterfaceCode code, MessageParcel& data, Messag
                 list = operations_->Members();
                 return HOST_OK;
             });
+        case HostInterfaceCode::TRANSFER_ACCOUNT:
+            return RunTransfer(data, reply);
         default:
             return RunChange(code, data, reply);
     }
@@ -113,6 +115,23 @@ int32_t AccountRequests::RunJoin(HostInterfaceCode code, MessageParcel& data, Me
         return Write(reply, HOST_OK, operations_->CancelJoin(caller));
     }
     return WriteFailure(reply, HOST_BAD_REQUEST);
+}
+
+int32_t AccountRequests::RunTransfer(MessageParcel& data, MessageParcel& reply)
+{
+    std::string networkId;
+    if (!data.ReadString(networkId)) {
+        return WriteFailure(reply, HOST_BAD_REQUEST);
+    }
+    return AnsweredLater<ChangeAnswer>(reply, [&](IDistNetHost::Answer<ChangeAnswer> answer) {
+        rights_->Check([answer = std::move(answer), operations = operations_, networkId](bool isGranted) {
+            if (isGranted) {
+                operations->Transfer(networkId, answer);
+            } else {
+                answer(HOST_NOT_PERMITTED, {});
+            }
+        });
+    });
 }
 
 int32_t AccountRequests::RunChange(HostInterfaceCode code, MessageParcel& data, MessageParcel& reply)

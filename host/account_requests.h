@@ -30,6 +30,7 @@ public:
 private:
     int32_t RunInvitation(HostInterfaceCode code, MessageParcel& data, MessageParcel& reply);
     int32_t RunJoin(HostInterfaceCode code, MessageParcel& data, MessageParcel& reply);
+    int32_t RunTransfer(MessageParcel& data, MessageParcel& reply);
     int32_t RunChange(HostInterfaceCode code, MessageParcel& data, MessageParcel& reply);
     // Answers with what operation returns, if the caller may change the account.
     template <typename Value>

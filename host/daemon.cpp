@@ -204,7 +204,8 @@ Result<void> Daemon::StartLink(const Say& say)
         say("this device has left its account; " + addresses);
         NotifyServiceManager(ServiceState::RUNNING, configuration_.platform + " device, " + addresses);
     };
-    removals_ = std::make_unique<RemovalEffects>(configuration_.stateDir, [this] { return device_->ChangeHotspotKey(); });
+    removals_ =
+        std::make_unique<RemovalEffects>(configuration_.stateDir, [this] { return device_->ChangeHotspotKey(); });
     options.stateUsed = [this](const Trust::AccountState& state, const std::string& networkId) {
         removals_->Apply(state, networkId);
     };

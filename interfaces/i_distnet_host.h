@@ -34,14 +34,15 @@ enum class HostInterfaceCode : uint32_t {
                                //   the revision differs, or at the limit (60 s at most)
     ANSWER_JOINER = 12,        // string network id, bool admit  ->  int32 result, string json
     CLOSE_INVITATION = 13,     // ->  int32 result, string json
-    START_JOIN = 14,     // string ticket, string device name (empty: as configured)  ->  int32 result, string json
-    WAIT_FOR_JOIN = 15,  // as WAIT_FOR_INVITATION
-    CANCEL_JOIN = 16,    // ->  int32 result, string json
-    GET_MEMBERS = 17,    // ->  int32 result, string json
-    RENAME_MEMBER = 18,  // string network id, string name  ->  int32 result, string json
-    REMOVE_MEMBER = 19,  // string network id, bool announce with the new key only  ->  int32 result, string json
-    LEAVE_ACCOUNT = 20,  // ->  int32 result, string json
-    RENEW_ACCOUNT = 21,  // ->  int32 result, string json
+    START_JOIN = 14,        // string ticket, string device name (empty: as configured)  ->  int32 result, string json
+    WAIT_FOR_JOIN = 15,     // as WAIT_FOR_INVITATION
+    CANCEL_JOIN = 16,       // ->  int32 result, string json
+    GET_MEMBERS = 17,       // ->  int32 result, string json
+    RENAME_MEMBER = 18,     // string network id, string name  ->  int32 result, string json
+    REMOVE_MEMBER = 19,     // string network id, bool announce with the new key only  ->  int32 result, string json
+    LEAVE_ACCOUNT = 20,     // ->  int32 result, string json
+    RENEW_ACCOUNT = 21,     // ->  int32 result, string json
+    TRANSFER_ACCOUNT = 22,  // string network id  ->  int32 result, string json: hands the account's key to that member
 };
 
 class IDistNetHost : public IRemoteBroker {

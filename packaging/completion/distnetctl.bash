@@ -45,7 +45,7 @@ _distnetctl()
         value=$({ _distnetctl_help Options "${path[@]}"; _distnetctl_help Options; } | grep -o -e '--[a-z-]*')
     else
         case "${path[*]}" in
-            start | stop | "account rename" | "account remove")
+            start | stop | "account rename" | "account remove" | "account transfer")
                 local list=(devices)
                 [[ ${path[0]} == account ]] && list=(account devices)
                 value=$(_distnetctl_members name "${passed[@]}" "${list[@]}" | tail -n +2)

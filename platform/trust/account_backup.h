@@ -33,9 +33,10 @@ inline constexpr size_t MIN_PASSPHRASE = 8;  // bytes
 // Whether this device was restored and has not met another member since.
 bool IsRestored(const std::filesystem::path& folder);
 // Call when another member was met and its state, if newer, adopted: adds this device as a member and makes it the
-// holder, and returns the new identity. Changes nothing when IsRestored is false. REFUSED when the account removed this device; UNAVAILABLE without a
-// state.
-[[nodiscard]] Result<Identity> CompleteRestore(const std::filesystem::path& folder, const Clock& clock = Clock::System());
+// holder, and returns the new identity. Changes nothing when IsRestored is false. REFUSED when the account removed this
+// device; UNAVAILABLE without a state.
+[[nodiscard]] Result<Identity> CompleteRestore(const std::filesystem::path& folder,
+                                               const Clock& clock = Clock::System());
 
 // When the last backup was made; nullopt: never.
 std::optional<std::chrono::sys_seconds> LastBackup(const std::filesystem::path& folder);

@@ -43,7 +43,7 @@ class Packaging(unittest.TestCase):
                 plain = re.sub(r"\x1b\[[\d;]*m|.\x08", "", shown.stdout)
                 for cells in re.findall(r"(?m)^\|(.*)\|\n\|-", (SOURCE / text).read_text()):
                     first, *others = (cell.strip() for cell in cells.split("|"))
-                    self.assertRegex(plain, rf"(?m)^ +{re.escape(first)}(?:\n +| +){re.escape(', '.join(others))}$")
+                    self.assertRegex(plain, rf"(?m)^ +{re.escape(first)}(?:\n+ +| +){re.escape(', '.join(others))}$")
         self.assertEqual(set(re.findall(r"--[a-z-]+", run(BINARIES / "distnetd", "--help"))) - {"--help"},
                          set(re.findall(r"\| `(--[a-z-]+)", (PACKAGING / "man/distnetd.md").read_text())) - {"--help"})
 

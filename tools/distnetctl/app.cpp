@@ -206,6 +206,12 @@ void AddMemberCommands(CLI::App* account, Request& request)
         AddCommand(*account, request, "leave", "Take this device out of its account", "  distnetctl account leave",
                    [&](Output& output) { return RunAccountLeave(request.options, output, request.yes); });
     leave->add_flag("--yes", request.yes, "Do not ask");
+    CLI::App* transfer = AddCommand(*account, request, "transfer", "Hand the account's key to another member",
+                                    "  distnetctl account transfer phone", [&](Output& output) {
+                                        return RunAccountTransfer(request.options, output, request.peer, request.yes);
+                                    });
+    transfer->add_option("DEVICE", request.peer, MEMBER)->required();
+    transfer->add_flag("--yes", request.yes, "Do not ask");
     AddCommand(*account, request, "renew", "Sign the account and its members anew, before they expire",
                "  distnetctl account renew", [&](Output& output) { return RunAccountRenew(request.options, output); });
 }

@@ -71,6 +71,7 @@ int RunAccountDevices(const GlobalOptions& options, Output& output);
 int RunAccountRename(const GlobalOptions& options, Output& output, const std::string& device, const std::string& name);
 int RunAccountRemove(const GlobalOptions& options, Output& output, const std::string& device, bool yes,
                      bool announcesNewKeyOnly);
+int RunAccountTransfer(const GlobalOptions& options, Output& output, const std::string& word, bool yes);
 int RunAccountLeave(const GlobalOptions& options, Output& output, bool yes);
 int RunAccountRenew(const GlobalOptions& options, Output& output);
 // From now on Ctrl-C cancels what this process has begun at the daemon, says so, and ends the process.

@@ -1,4 +1,4 @@
-// The commands about the account's members: account devices, rename, remove, leave and renew.
+// The commands about the account's members: account devices, rename, remove, transfer, leave and renew.
 #include "interfaces/account_answers_json.h"
 #include "platform/base/utf8.h"
 #include "tools/distnetctl/account_view.h"
@@ -123,6 +123,30 @@ int RunAccountRemove(const GlobalOptions& options, Output& output, const std::st
         const Client::CallResult call = client.RemoveMember(member->networkId, announcesNewKeyOnly, answer);
         return Changed(call, answer,
                        Done(output.Tick() + " " + member->name + " is no member any more.", MemberDetails(*member)));
+    });
+}
+
+int RunAccountTransfer(const GlobalOptions& options, Output& output, const std::string& word, bool yes)
+{
+    return WithClient(options, output, [&](DistNetClient& client) {
+        Outcome failure;
+        const auto list = ReadMembers(client, failure);
+        const auto member = list ? FindMember(*list, word, failure) : std::nullopt;
+        if (!member) {
+            return failure;
+        }
+        const std::string question = WhoText(member->name, member->type, member->networkId) +
+                                     " will hold the key of \"" + list->account +
+                                     "\" instead of this device: only there can devices be admitted and removed.";
+        if (!yes && !member->isThisDevice && !Confirm(output, Wrapped(question) + "\nHand it over?")) {
+            return NotConfirmed();
+        }
+        Host::ChangeAnswer answer;
+        const Client::CallResult call = client.TransferAccount(member->networkId, answer);
+        return Changed(call, answer,
+                       Done(Wrapped(output.Tick() + " " + member->name + " holds the account's key now. Back it up " +
+                                    "there: distnetctl account backup FILE"),
+                            MemberDetails(*member)));
     });
 }
 

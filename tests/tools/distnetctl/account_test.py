@@ -219,6 +219,18 @@ class Account(unittest.TestCase):
         self.assertEqual(started.returncode, 0, joined_text(started))
         self.assertIn("has other members", self.laptop.run("account", "leave", "--yes").stderr)
 
+    def test_key_is_handed_over_and_its_holder_may_leave_then(self):
+        self.join_by_yes(self.phone)
+        self.wait_until(lambda: "reachable" in self.laptop.run("devices").stdout)
+        self.assertEqual(self.laptop.json("account", "transfer", "laptop", "--yes")[-1]["fault"], "this_device")
+        moved = self.laptop.run("account", "transfer", "phone", typed="y\n")
+        self.assertEqual(moved.returncode, 0, joined_text(moved))
+        self.wait_until(lambda: "this device holds its key" in self.phone.run("status").stdout)
+        self.assertEqual(self.laptop.json("account", "rename", "phone", "x")[-1]["fault"], "not_holder")
+        self.assertEqual(self.laptop.run("account", "leave", "--yes").returncode, 0)
+        self.assertEqual(self.phone.run("account", "remove", "laptop", "--yes").returncode, 0)
+        self.assertEqual(self.names(self.phone), ["phone"])
+
     @unittest.skipUnless(os.geteuid() == 0, "only root can act for another user")
     def test_another_user_may_not_change_the_account(self):
         self.world.chmod(0o711)
