@@ -52,9 +52,18 @@ void AccountOperations::Changed(uint32_t& revision)
     changed_.NotifyAll();
 }
 
+// The watcher may not have seen yet what a command has just put into the identity's folder.
+LinkFacts AccountOperations::CurrentFacts() const
+{
+    if (!options_.link->Facts().softBus) {
+        options_.link->Refresh();
+    }
+    return options_.link->Facts();
+}
+
 std::optional<AccountFault> AccountOperations::WhyNotHolder() const
 {
-    const LinkFacts facts = options_.link->Facts();
+    const LinkFacts facts = CurrentFacts();
     if (!facts.softBus) {
         return NoAccount();
     }
@@ -220,7 +229,7 @@ std::shared_ptr<SoftBus::Invitation> AccountOperations::TakeInvitation(std::opti
 
 MemberList AccountOperations::Members() const
 {
-    const LinkFacts facts = options_.link->Facts();
+    const LinkFacts facts = CurrentFacts();
     MemberList list;
     if (!facts.softBus) {
         list.fault = NoAccount();

@@ -79,6 +79,7 @@ private:
 
     explicit AccountOperations(AccountOperationsOptions options) : options_(std::move(options)) {}
 
+    LinkFacts CurrentFacts() const;
     // Why this device cannot change the account now; no value when it can.
     std::optional<AccountFault> WhyNotHolder() const;
     Result<std::string> Admit(const std::string& requestPem, const SoftBus::Joiner& joiner);

@@ -27,23 +27,11 @@ using namespace QuviewDFX;
 constexpr const char* RESTART_COMMAND = "systemctl restart distnet";
 constexpr const char* RESTART = "Restart the daemon: systemctl restart distnet";
 
-// What a person should do about this device's membership. CheckIdentity reports a removal.
-void CheckMembership(const MembershipStatus& membership, std::vector<HealthCheck>& checks)
+// Identity and account say what is wrong with a membership (trust/identity_checks.h).
+void CheckBackup(const MembershipStatus& membership, std::vector<HealthCheck>& checks)
 {
-    if (membership.removedAt) {
-        return;
-    }
-    if (membership.holdsKey && membership.backup) {
+    if (membership.holdsKey && membership.backup && !membership.removedAt) {
         checks.push_back(Healthy("backup", "of the account's key, made on " + Trust::DateOf(*membership.backup)));
-    } else if (membership.holdsKey) {
-        checks.push_back(NotChecked("backup", "the account's key exists on this device only",
-                                    "Make a backup, and keep it elsewhere: distnetctl account backup FILE"));
-    }
-    if (membership.endsSoon) {
-        checks.push_back(NotChecked(
-            "expiry", "certificates of the account end on " + Trust::DateOf(*membership.endsSoon),
-            membership.holdsKey ? "Renew them: distnetctl account renew"
-                                : "Renew them on the device that holds the account's key: distnetctl account renew"));
     }
 }
 
@@ -69,7 +57,7 @@ void CheckTrust(const HealthFacts& facts, std::vector<HealthCheck>& checks)
         }
     }
     std::vector<HealthCheck> more;
-    CheckMembership(facts.membership, more);
+    CheckBackup(facts.membership, more);
     // CheckIdentity cannot compare this clock with others, because it does not know the peers. Compare it here with the
     // online peer whose clock differs most.
     std::optional<SoftBus::Node> farthest;

@@ -211,16 +211,7 @@ Result<void> Server::Discover()
         }
     }
     // The channels are complete only now.
-    PostWhileRunning([this] {
-        context_.seek = [this]() -> std::shared_ptr<void> {
-            std::vector<std::shared_ptr<void>> handles;
-            for (const auto& channel : channels_) {
-                handles.push_back(channel->Seek());
-            }
-            std::erase(handles, nullptr);
-            return handles.empty() ? nullptr : std::make_shared<decltype(handles)>(std::move(handles));
-        };
-    });
+    PostWhileRunning([this] { context_.seek = [this] { return SeekOnAll(channels_); }; });
     return AnnounceEachPeriod();
 }
 

@@ -114,13 +114,13 @@ IdentityChecks CheckIdentity(const std::filesystem::path& folder, TimePoint now)
     const std::string state = " --state " + folder.parent_path().string();
     checks.identity = Healthy("identity", "device key, no certificate yet");
     const std::string known = AccountOf(folder);
-    checks.account = known.empty() ? Unhealthy("account", "this device belongs to no account",
-                                               "Join one: distnetctl account request device.csr" + state +
-                                                   "; on its first device make it instead: "
-                                                   "distnetctl account create NAME" +
-                                                   state)
-                                   : Unhealthy("account", "this device has no certificate of \"" + known + "\"",
-                                               ReissueAdvice(folder));
+    checks.account =
+        known.empty()
+            ? Unhealthy("account", "this device belongs to no account",
+                        "Join one: distnetctl account join; on its first device make it instead: "
+                        "distnetctl account create NAME" +
+                            state)
+            : Unhealthy("account", "this device has no certificate of \"" + known + "\"", ReissueAdvice(folder));
     checks.clock = NotChecked("clock", "not checked: needs the identity's certificate");
     return checks;
 }

@@ -72,6 +72,15 @@ std::string PeerNetworkId(const SSL* ssl)
     return certificate ? NetworkIdOf(X509_get0_pubkey(certificate.get())) : "";
 }
 
+SslPtr ServerOf(SSL_CTX* context)
+{
+    SslPtr ssl(SSL_new(context));
+    if (ssl) {
+        SSL_set_accept_state(ssl.get());
+    }
+    return ssl;
+}
+
 class OpenSslTlsContext final : public TlsContext {
 public:
     static Result<std::shared_ptr<TlsContext>> Make(const Identity& identity)
@@ -112,14 +121,7 @@ public:
         return ssl;
     }
 
-    SslPtr NewServer() override
-    {
-        SslPtr ssl(SSL_new(server_.get()));
-        if (ssl) {
-            SSL_set_accept_state(ssl.get());
-        }
-        return ssl;
-    }
+    SslPtr NewServer() override { return ServerOf(server_.get()); }
 
     Result<std::string> VerifiedPeer(SSL* ssl) override
     {
@@ -245,14 +247,7 @@ public:
         return ssl;
     }
 
-    SslPtr NewServer() override
-    {
-        SslPtr ssl(SSL_new(server_.get()));
-        if (ssl) {
-            SSL_set_accept_state(ssl.get());
-        }
-        return ssl;
-    }
+    SslPtr NewServer() override { return ServerOf(server_.get()); }
 
     Result<std::string> VerifiedPeer(SSL* ssl) override
     {

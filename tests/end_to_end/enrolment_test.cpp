@@ -29,7 +29,7 @@ TEST(EnrolmentTest, RunningDaemonsAreEnrolledFindEachOtherAndStart)
     for (Device* device : {&laptop, &phone}) {
         device->Start();
         EXPECT_EQ(device->Status("account") + device->Status("link.listen"), "");
-        EXPECT_EQ(CountOf(device->Log(), "distnetctl account request device.csr"), 1U) << device->Log();
+        EXPECT_EQ(CountOf(device->Log(), "Join one: distnetctl account join"), 1U) << device->Log();
         EXPECT_NE(device->Ctl({"doctor"}).output.find("1 problem\n"), std::string::npos);
     }
     // The service of one of them is loaded before the abilities come.

@@ -55,8 +55,8 @@ int RunAccountCreate(const GlobalOptions& options, Output& output, const std::st
     }
     return output.Finish(Done("Account \"" + name +
                               "\" made; this device is its first, and holds its key.\n"
-                              "A running daemon uses it at once. On each further device:\n"
-                              "  distnetctl account request FILE"));
+                              "A running daemon uses it at once. To add a device: `distnetctl account invite` here,\n"
+                              "and `distnetctl account join` there."));
 }
 
 int RunAccountShow(const GlobalOptions& options, Output& output)
@@ -67,7 +67,7 @@ int RunAccountShow(const GlobalOptions& options, Output& output)
         const bool exists = std::filesystem::exists(IdentityFolder(options), unknown);
         return output.Finish(
             StateFailure(options.stateDir, loaded.error().message,
-                         exists ? "" : "`distnetctl account create NAME` or `account request FILE` makes it."));
+                         exists ? "" : "`distnetctl account create NAME` or `distnetctl account join` makes it."));
     }
     const Trust::Identity& identity = loaded.value();
     Json details = NewObject();

@@ -1,4 +1,6 @@
 // The commands about the account's members: account devices, rename, remove, transfer, leave and renew.
+#include <functional>
+
 #include "interfaces/account_answers_json.h"
 #include "platform/base/utf8.h"
 #include "tools/distnetctl/account_view.h"
@@ -47,6 +49,19 @@ Json MemberDetails(const Host::AccountMember& member)
     return details;
 }
 
+// Runs work with the list and the member that the word names.
+int WithMember(const GlobalOptions& options, Output& output, const std::string& word,
+               const std::function<Outcome(DistNetClient& client, const Host::MemberList& list,
+                                           const Host::AccountMember& member)>& work)
+{
+    return WithClient(options, output, [&](DistNetClient& client) {
+        Outcome failure;
+        const auto list = ReadMembers(client, failure);
+        const auto member = list ? FindMember(*list, word, failure) : std::nullopt;
+        return member ? work(client, *list, *member) : std::move(failure);
+    });
+}
+
 std::string RemovalQuestion(const Host::MemberList& list, const Host::AccountMember& member, bool announcesNewKeyOnly)
 {
     const size_t others = list.members.size() - 2;  // without this device and that one
@@ -55,7 +70,7 @@ std::string RemovalQuestion(const Host::MemberList& list, const Host::AccountMem
                                                 : ", by the other " + std::to_string(others) + " at their next contact";
     std::string text = WhoText(member.name, member.type, member.networkId) + " will be refused by every device of \"" +
                        list.account + "\" that hears of it: now by this one" + atContact +
-                       ". The account's link key changes.";
+                       ". The account's link key changes, and the key of every hotspot that DistNet makes.";
     if (announcesNewKeyOnly && others > 0) {
         text +=
             " From now on this device announces itself with the new key only: a member that has not heard of it "
@@ -90,64 +105,52 @@ int RunAccountDevices(const GlobalOptions& options, Output& output)
 
 int RunAccountRename(const GlobalOptions& options, Output& output, const std::string& word, const std::string& name)
 {
-    return WithClient(options, output, [&](DistNetClient& client) {
-        Outcome failure;
-        const auto list = ReadMembers(client, failure);
-        const auto member = list ? FindMember(*list, word, failure) : std::nullopt;
-        if (!member) {
-            return failure;
-        }
-        Host::ChangeAnswer answer;
-        const Client::CallResult call = client.RenameMember(member->networkId, name, answer);
-        return Changed(call, answer,
-                       Done(Wrapped(output.Tick() + " " + member->name + " is called \"" + EscapeHidden(name) +
-                                    "\" now; the other devices learn of it at their next contact."),
-                            MemberDetails(*member)));
-    });
+    return WithMember(
+        options, output, word, [&](DistNetClient& client, const Host::MemberList&, const Host::AccountMember& member) {
+            Host::ChangeAnswer answer;
+            const Client::CallResult call = client.RenameMember(member.networkId, name, answer);
+            return Changed(call, answer,
+                           Done(Wrapped(output.Tick() + " " + member.name + " is called \"" + EscapeHidden(name) +
+                                        "\" now; the other devices learn of it at their next contact."),
+                                MemberDetails(member)));
+        });
 }
 
 int RunAccountRemove(const GlobalOptions& options, Output& output, const std::string& word, bool yes,
                      bool announcesNewKeyOnly)
 {
-    return WithClient(options, output, [&](DistNetClient& client) {
-        Outcome failure;
-        const auto list = ReadMembers(client, failure);
-        const auto member = list ? FindMember(*list, word, failure) : std::nullopt;
-        if (!member) {
-            return failure;
-        }
-        if (!yes && !member->isThisDevice && !Confirm(output, RemovalQuestion(*list, *member, announcesNewKeyOnly))) {
-            return NotConfirmed();
-        }
-        Host::ChangeAnswer answer;
-        const Client::CallResult call = client.RemoveMember(member->networkId, announcesNewKeyOnly, answer);
-        return Changed(call, answer,
-                       Done(output.Tick() + " " + member->name + " is no member any more.", MemberDetails(*member)));
-    });
+    return WithMember(
+        options, output, word,
+        [&](DistNetClient& client, const Host::MemberList& list, const Host::AccountMember& member) {
+            if (!yes && !member.isThisDevice && !Confirm(output, RemovalQuestion(list, member, announcesNewKeyOnly))) {
+                return NotConfirmed();
+            }
+            Host::ChangeAnswer answer;
+            const Client::CallResult call = client.RemoveMember(member.networkId, announcesNewKeyOnly, answer);
+            return Changed(call, answer,
+                           Done(output.Tick() + " " + member.name + " is no member any more.", MemberDetails(member)));
+        });
 }
 
 int RunAccountTransfer(const GlobalOptions& options, Output& output, const std::string& word, bool yes)
 {
-    return WithClient(options, output, [&](DistNetClient& client) {
-        Outcome failure;
-        const auto list = ReadMembers(client, failure);
-        const auto member = list ? FindMember(*list, word, failure) : std::nullopt;
-        if (!member) {
-            return failure;
-        }
-        const std::string question = WhoText(member->name, member->type, member->networkId) +
-                                     " will hold the key of \"" + list->account +
-                                     "\" instead of this device: only there can devices be admitted and removed.";
-        if (!yes && !member->isThisDevice && !Confirm(output, Wrapped(question) + "\nHand it over?")) {
-            return NotConfirmed();
-        }
-        Host::ChangeAnswer answer;
-        const Client::CallResult call = client.TransferAccount(member->networkId, answer);
-        return Changed(call, answer,
-                       Done(Wrapped(output.Tick() + " " + member->name + " holds the account's key now. Back it up " +
-                                    "there: distnetctl account backup FILE"),
-                            MemberDetails(*member)));
-    });
+    return WithMember(
+        options, output, word,
+        [&](DistNetClient& client, const Host::MemberList& list, const Host::AccountMember& member) {
+            const std::string question = WhoText(member.name, member.type, member.networkId) +
+                                         " will hold the key of \"" + list.account +
+                                         "\" instead of this device: only there can devices be admitted and removed.";
+            if (!yes && !member.isThisDevice && !Confirm(output, Wrapped(question) + "\nHand it over?")) {
+                return NotConfirmed();
+            }
+            Host::ChangeAnswer answer;
+            const Client::CallResult call = client.TransferAccount(member.networkId, answer);
+            return Changed(
+                call, answer,
+                Done(Wrapped(output.Tick() + " " + member.name + " holds the account's key now. Back it up " +
+                             "there: distnetctl account backup FILE"),
+                     MemberDetails(member)));
+        });
 }
 
 int RunAccountLeave(const GlobalOptions& options, Output& output, bool yes)

@@ -8,6 +8,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "platform/base/result.h"
@@ -54,6 +55,17 @@ public:
     // callback runs after it returns. Must not be called from a callback. Idempotent; the destructor calls it too.
     virtual void Withdraw() = 0;
 };
+
+// Makes all channels listen more intensively while the result lives; null if none can.
+inline std::shared_ptr<void> SeekOnAll(const std::vector<std::unique_ptr<AnnouncementChannel>>& channels)
+{
+    std::vector<std::shared_ptr<void>> handles;
+    for (const auto& channel : channels) {
+        handles.push_back(channel->Seek());
+    }
+    std::erase(handles, nullptr);
+    return handles.empty() ? nullptr : std::make_shared<decltype(handles)>(std::move(handles));
+}
 
 // Makes a channel that announces a device which listens there over TCP ("0.0.0.0:40117": on all its interfaces).
 using AnnouncementChannelFactory = std::function<std::unique_ptr<AnnouncementChannel>(const std::string& listening)>;

@@ -252,14 +252,7 @@ void Attempt::ListenForHolders()
     for (const auto& channel : channels_) {
         StartChannel(*channel);
     }
-    context_.seek = [this]() -> std::shared_ptr<void> {
-        std::vector<std::shared_ptr<void>> handles;
-        for (const auto& channel : channels_) {
-            handles.push_back(channel->Seek());
-        }
-        std::erase(handles, nullptr);
-        return handles.empty() ? nullptr : std::make_shared<decltype(handles)>(std::move(handles));
-    };
+    context_.seek = [this] { return SeekOnAll(channels_); };
 }
 
 void Attempt::StartChannel(AnnouncementChannel& channel)
