@@ -7,7 +7,6 @@
 #include <asio/executor_work_guard.hpp>
 #include <asio/post.hpp>
 #include <thread>
-#include <tuple>
 
 #include "platform/base/clock.h"
 #include "platform/base/mutex.h"
@@ -19,6 +18,7 @@
 #include "platform/softbus/account/state_exchange.h"
 #include "platform/softbus/discovery/finder.h"
 #include "platform/softbus/discovery/folder_channel.h"
+#include "platform/softbus/discovery/nodes.h"
 #include "platform/softbus/discovery/period_timer.h"
 #include "platform/softbus/discovery/route.h"
 #include "platform/softbus/enrolment/invitations.h"
@@ -55,7 +55,7 @@ public:
     void CloseSession(int sessionId) override;
     int SendBytes(int sessionId, const void* data, unsigned int len) override;
     int GetPeerNetworkId(int sessionId, std::string& networkId) override;
-    std::vector<Node> Nodes() override;
+    std::vector<Node> Nodes() override { return ListNodes(context_); }
     Node LocalNode() override;
     void Scan(std::function<void()> done) override;
     void SendAccountKey(const std::string& networkId, std::string key,
@@ -324,32 +324,6 @@ bool Server::PostWhileRunning(WorkOnReactor work)
 SoftBusCounts Server::Counts() const
 {
     return {sessions_.OpenCount(), sessions_.PendingCount(), table_->ServerCount()};
-}
-
-// Reachable ones first, then by name.
-std::vector<Node> Server::Nodes()
-{
-    std::vector<Node> nodes = context_.devices.List();
-    const int64_t now = MillisecondsOf(Clock::System().WallNow());
-    for (Node& node : nodes) {
-        node.online = node.online || context_.sightings.IsAnnounced(node.networkId);
-        if (node.online) {
-            node.lastSeenMs = now;
-            if (const std::vector<Route> routes = RoutesTo(context_, node.networkId); !routes.empty()) {
-                node.transport = routes.front().where.transport;
-                node.address = routes.front().where.address;
-            }
-        } else {
-            node.clockAhead.reset();
-        }
-        if (const auto far = context_.sightings.ClockAhead(node.networkId); far.count() != 0 && !node.clockAhead) {
-            node.clockAhead = far;
-        }
-    }
-    std::sort(nodes.begin(), nodes.end(), [](const Node& a, const Node& b) {
-        return std::tie(b.online, a.deviceName, a.networkId) < std::tie(a.online, b.deviceName, b.networkId);
-    });
-    return nodes;
 }
 
 void Server::Scan(std::function<void()> done)
