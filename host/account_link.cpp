@@ -50,7 +50,11 @@ std::shared_ptr<AccountLink> AccountLink::Make(AccountLinkOptions options)
 LinkFacts AccountLink::Facts() const
 {
     const MutexLock lock(mutex_);
-    return facts_;
+    LinkFacts facts = facts_;
+    if (facts.softBus && !facts.removedAt) {
+        facts.removedAt = facts.softBus->RemovedAt();
+    }
+    return facts;
 }
 
 Result<void> AccountLink::Start()
@@ -152,7 +156,11 @@ void AccountLink::TakeOver()
 void AccountLink::UseChanged()
 {
     Result<Trust::Identity> identity = Trust::LoadIdentity(options_.identityFolder);
-    const LinkFacts known = Facts();
+    LinkFacts known;
+    {
+        const MutexLock lock(mutex_);
+        known = facts_;
+    }
     if (!identity || !identity.value().Enrolled() || identity.value().networkId != known.networkId) {
         return;
     }

@@ -61,6 +61,7 @@ public:
     void SendAccountKey(const std::string& networkId, std::string key,
                         std::function<void(Result<void> result)> done) override;
     void UseIdentity(Trust::Identity identity) override { exchange_.UseIdentity(std::move(identity)); }
+    std::optional<std::chrono::sys_seconds> RemovedAt() const override { return context_.account.RemovedAt(); }
     Result<std::shared_ptr<Invitation>> Invite(InvitationOptions options) override;
 
 private:

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <functional>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -70,6 +71,8 @@ public:
     // Works with the identity of the same device as it is now; call when it changed on disk. Returns at once. Devices
     // that are reachable get the account's state if it is newer than theirs.
     virtual void UseIdentity(Trust::Identity identity) = 0;
+    // When the account removed this device, as far as it knows; Identity::removedAt follows a little later. Any thread.
+    virtual std::optional<std::chrono::sys_seconds> RemovedAt() const = 0;
     // Opens an invitation, which announces this device under a new ticket's keys. Where nothing can be announced, the
     // ticket holds this device's address. ALREADY_EXISTS while another one is open (WAITING or ASKING), UNAVAILABLE
     // once the soft bus stops. Any thread; does not block.

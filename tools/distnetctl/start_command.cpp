@@ -325,7 +325,13 @@ int RunStart(const GlobalOptions& options, Output& output, const std::string& wo
             output.Status("looking for " + (IsNetworkId(word) ? ShortId(word) : EscapeHidden(word)) + " nearby");
             ScanNearby(options);
         });
-        return peer ? Start(options, output, client, *std::move(peer)).Run(wait, timing) : std::move(failure);
+        if (!peer) {
+            return failure;
+        }
+        Outcome outcome = Start(options, output, client, *std::move(peer)).Run(wait, timing);
+        // The peer may have been the first to say it.
+        auto removed = outcome.code != 0 ? WhyRemoved(client) : std::nullopt;
+        return removed ? *std::move(removed) : std::move(outcome);
     });
 }
 

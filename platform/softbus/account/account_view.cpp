@@ -63,6 +63,12 @@ std::string AccountView::NameOf(const std::string& networkId, const std::string&
     return member != nullptr ? member->name : fallback;
 }
 
+std::optional<std::chrono::sys_seconds> AccountView::RemovedAt() const
+{
+    const MutexLock lock(mutex_);
+    return removedAt_;
+}
+
 std::string AccountView::WhyRemovedHere() const
 {
     const MutexLock lock(mutex_);

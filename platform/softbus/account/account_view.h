@@ -28,6 +28,7 @@ public:
     bool IsRemoved(const std::string& idPrefix) const EXCLUDES(mutex_);
     // The name by the state; fallback for a device that is not in it.
     std::string NameOf(const std::string& networkId, const std::string& fallback) const EXCLUDES(mutex_);
+    std::optional<std::chrono::sys_seconds> RemovedAt() const EXCLUDES(mutex_);  // by the account, of this device
     // "this device was removed from the account on 2026-11-22"; empty for a member.
     std::string WhyRemovedHere() const EXCLUDES(mutex_);
 
