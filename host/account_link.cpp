@@ -90,7 +90,7 @@ void AccountLink::OnFolderChanged()
     });
 }
 
-void AccountLink::RunOnStrand(const char* what, std::function<void()> work)
+void AccountLink::RunOnStrand(const char* what, const std::function<void()>& work)
 {
     {
         const MutexLock lock(mutex_);

@@ -86,7 +86,7 @@ private:
     explicit AccountLink(AccountLinkOptions options);
     void OnFolderChanged() EXCLUDES(mutex_);
     // Runs work on the strand, unless Stop was called; Stop waits for its end.
-    void RunOnStrand(const char* what, std::function<void()> work) EXCLUDES(mutex_);
+    void RunOnStrand(const char* what, const std::function<void()>& work) EXCLUDES(mutex_);
     // These run on the strand.
     void CheckIdentity() EXCLUDES(mutex_);
     void TakeOver() EXCLUDES(mutex_);

@@ -87,7 +87,7 @@ private:
     void OnJoinChanged(uint32_t number, const SoftBus::JoinStatus& status) EXCLUDES(mutex_);
     void FinishJoin(uint32_t number, JoinAnswer answer) EXCLUDES(mutex_);
     std::optional<AccountFault> WhyNoJoin() const EXCLUDES(mutex_);
-    Result<SoftBus::JoinOptions> JoinOptionsFor(uint32_t number, const JoinAnswer& answer, Trust::Ticket ticket);
+    Result<SoftBus::JoinOptions> JoinOptionsFor(uint32_t number, const JoinAnswer& answer, const Trust::Ticket& ticket);
     void Changed(uint32_t& revision) REQUIRES(mutex_);
     InvitationAnswer InvitationOf(pid_t owner) const REQUIRES(mutex_);
     JoinAnswer JoinOf(pid_t owner) const REQUIRES(mutex_);

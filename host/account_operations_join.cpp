@@ -60,7 +60,7 @@ JoinAnswer AccountOperations::StartJoin(pid_t owner, const std::string& ticket, 
         Changed(answer.revision);
         join_ = OwnJoin{owner, number, answer, nullptr};
     }
-    auto options = JoinOptionsFor(number, answer, std::move(parsed.value()));
+    auto options = JoinOptionsFor(number, answer, parsed.value());
     auto attempt = options ? SoftBus::JoinAttempt::Start(std::move(options.value())) : Failure(options.error());
     const MutexLock lock(mutex_);
     if (!attempt) {
@@ -77,7 +77,7 @@ JoinAnswer AccountOperations::StartJoin(pid_t owner, const std::string& ticket, 
 }
 
 Result<SoftBus::JoinOptions> AccountOperations::JoinOptionsFor(uint32_t number, const JoinAnswer& answer,
-                                                               Trust::Ticket ticket)
+                                                               const Trust::Ticket& ticket)
 {
     Result<std::string> request = Trust::MakeRequest(options_.identityFolder, answer.deviceName);
     if (!request) {
@@ -88,7 +88,7 @@ Result<SoftBus::JoinOptions> AccountOperations::JoinOptionsFor(uint32_t number, 
         return Failure(identity.error());
     }
     SoftBus::JoinOptions options;
-    options.ticket = std::move(ticket);
+    options.ticket = ticket;
     options.deviceName = answer.deviceName;
     options.deviceTypeId = options_.softBus.deviceTypeId;
     options.networkId = identity.value().networkId;

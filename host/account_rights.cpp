@@ -57,7 +57,7 @@ std::shared_ptr<AccountRights> AccountRights::Make(std::shared_ptr<Linux::Bus> b
     return std::shared_ptr<AccountRights>(new AccountRights(std::move(bus)));
 }
 
-void AccountRights::Check(std::function<void(bool isGranted)> done)
+void AccountRights::Check(const std::function<void(bool isGranted)>& done)
 {
     const CallerIdentity caller = Caller();
     if (caller.uid == 0 || caller.uid == geteuid()) {

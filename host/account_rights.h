@@ -26,7 +26,7 @@ public:
     // Calls done once with whether the caller that IPCSkeleton names may change the account. If polkit need not be
     // asked, on this thread before it returns. Else later, on a thread of the pool that acts for the caller: when the
     // person has answered, or after HOST_PERMISSION_LIMIT. A user who is being asked already is refused.
-    void Check(std::function<void(bool isGranted)> done);
+    void Check(const std::function<void(bool isGranted)>& done);
 
 private:
     explicit AccountRights(std::shared_ptr<Linux::Bus> bus) : bus_(std::move(bus)) {}

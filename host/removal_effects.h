@@ -25,8 +25,9 @@ public:
     // In the form of Device::ChangeHotspotKey.
     using ChangeHotspotKey = std::function<Result<std::string>()>;
 
-    RemovalEffects(std::filesystem::path stateDir, ChangeHotspotKey changeKey, const Clock& clock = Clock::System())
-        : file_(std::move(stateDir) / REMOVALS_FILE), changeKey_(std::move(changeKey)), clock_(clock)
+    RemovalEffects(const std::filesystem::path& stateDir, ChangeHotspotKey changeKey,
+                   const Clock& clock = Clock::System())
+        : file_(stateDir / REMOVALS_FILE), changeKey_(std::move(changeKey)), clock_(clock)
     {
     }
 

@@ -339,10 +339,10 @@ Result<std::string> Admit(const std::filesystem::path& folder, const std::string
         return Fail(valid.error().code,
                     "the account's " + valid.error().message + "; `distnetctl account renew` makes it anew");
     }
-    const auto name = AddMember(state, {.networkId = NetworkIdOf(key),
-                                        .name = asked.value().name,
-                                        .type = options.type,
-                                        .since = TimeOfChange(state, clock)});
+    auto name = AddMember(state, {.networkId = NetworkIdOf(key),
+                                  .name = asked.value().name,
+                                  .type = options.type,
+                                  .since = TimeOfChange(state, clock)});
     if (!name) {
         return name;
     }

@@ -395,7 +395,7 @@ std::string StateExchange::OnRemoved(const std::string& payload)
     }
     const bool isNew = context_.account.WhyRemovedHere().empty();
     context_.account.SetRemovedHere(statement.value().at);
-    const std::string why = context_.account.WhyRemovedHere();
+    std::string why = context_.account.WhyRemovedHere();
     if (isNew) {
         QuviewDFX::LogWarn(LOG_SOFTBUS, "%{public}s", why);
     }

@@ -60,6 +60,7 @@ public:
 inline std::shared_ptr<void> SeekOnAll(const std::vector<std::unique_ptr<AnnouncementChannel>>& channels)
 {
     std::vector<std::shared_ptr<void>> handles;
+    handles.reserve(channels.size());
     for (const auto& channel : channels) {
         handles.push_back(channel->Seek());
     }

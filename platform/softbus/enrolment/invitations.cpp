@@ -109,8 +109,8 @@ Result<Invitations::HolderPtr> Invitations::MakeHolder(InvitationOptions options
     }
     auto announcer = std::make_shared<TicketAnnouncer>(std::move(make), std::move(tokens), context_.ownNetworkId);
     return TicketHolder::Make(
-        {std::move(ticket.value()), context_.account.NameOf(context_.ownNetworkId, context_.ownHello.deviceName),
-         account, context_.reactor, std::move(announcer)},
+        {ticket.value(), context_.account.NameOf(context_.ownNetworkId, context_.ownHello.deviceName), account,
+         context_.reactor, std::move(announcer)},
         std::move(options), timers_);
 }
 

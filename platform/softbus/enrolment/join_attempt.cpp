@@ -69,7 +69,7 @@ public:
     }
 
     // The link is ready. False when this device failed.
-    bool Start(JoinRequest request)
+    bool Start(const JoinRequest& request)
     {
         request_ = EncodeJoinRequest(request);
         GetLink().SetOwner(shared_from_this());
@@ -121,7 +121,7 @@ private:
     std::vector<Route> Routes() const;
     void Search();
     void SearchLater();
-    void OnDialEnded(DialResult result);
+    void OnDialEnded(const DialResult& result);
     void Install(const std::string& answerPem);
     void End();
 
@@ -349,6 +349,7 @@ std::vector<Route> Attempt::Routes() const
         add({TCP, address});
     }
     std::vector<Route> routes;
+    routes.reserve(all.size());
     for (const PeerAddress& address : all) {
         routes.push_back({address, NEXT_ADDRESS_DELAY * static_cast<int>(routes.size())});
     }
@@ -372,7 +373,7 @@ void Attempt::Search()
                          .limit = left,
                          .seekingLimit = left,
                          .greets = false},
-                        [this](DialResult result) { OnDialEnded(std::move(result)); });
+                        [this](const DialResult& result) { OnDialEnded(result); });
 }
 
 void Attempt::SearchLater()
@@ -385,7 +386,7 @@ void Attempt::SearchLater()
     });
 }
 
-void Attempt::OnDialEnded(DialResult result)
+void Attempt::OnDialEnded(const DialResult& result)
 {
     dial_.reset();
     if (!result.link) {
