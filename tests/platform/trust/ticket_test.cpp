@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 
+#include "platform/base/hex.h"
 #include "platform/trust/announcement_tokens.h"
 #include "platform/trust/preamble.h"
 #include "platform/trust/tls_context.h"
@@ -46,6 +47,19 @@ TEST(TicketTest, ATicketReadsBackHoweverItIsTyped)
         }
     }
     EXPECT_EQ(TicketText({SECRET, ""}), SHORT_TEXT);
+}
+
+// Computed apart from this code, from docs/enrolment.md.
+TEST(TicketTest, TextAndKeyAreThoseOfTheirDescription)
+{
+    std::string secret;
+    for (char byte = 0; byte < static_cast<char>(TICKET_SECRET_BYTES); ++byte) {
+        secret += byte;
+    }
+    EXPECT_EQ(TicketText({secret, ""}), "0004-1061-050R-3GG2-8A1C-60T3-GF6");
+    EXPECT_EQ(TicketText({secret, "192.0.2.7:40117"}), "0004106105-0R3GG28A1-C60T3GF60-0010F75NE");
+    EXPECT_EQ(HexOf(TicketKeys({secret, ""}).current.bytes),
+              "4119f5e68cad61a5f3af4f192a62d77608b2ee7f4d5f17251456fcb962ae6aaf");
 }
 
 TEST(TicketTest, AWrongSymbolAndTwoSwappedOnesAreCaught)
