@@ -45,9 +45,10 @@ public:
     // A service record of that name, without asking whether it is free.
     void Take(const std::string& instance)
     {
-        const std::string target("\5thief\5local\0", 13);
-        std::vector<uint8_t> record{0, 0, 0, 0, PORT >> 8U, PORT & 0xffU};  // RFC 2782
-        record.insert(record.end(), target.begin(), target.end());
+        // RFC 2782: priority, weight, port, target.
+        const std::string text = std::string(4, '\0') + static_cast<char>(PORT >> 8U) +
+                                 static_cast<char>(PORT & 0xffU) + std::string("\5thief\5local\0", 13);
+        const std::vector<uint8_t> record(text.begin(), text.end());
         NewGroup();
         Call("AddRecord", INTERFACE, AVAHI_PROTOCOL_IPV4, UNIQUE | NO_PROBE,
              instance + "." + DNS_SD_TYPE + "." + DNS_SD_DOMAIN, uint16_t{1}, uint16_t{33}, uint32_t{120}, record);
