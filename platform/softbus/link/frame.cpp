@@ -4,14 +4,13 @@
 
 #include "platform/base/hex.h"
 #include "platform/base/utf8.h"
+#include "platform/softbus/link/fields.h"
 #include "platform/trust/account_state.h"
 #include "platform/trust/key_transfer.h"
 
 namespace Vexo::SoftBus {
 
 namespace {
-
-constexpr size_t MAX_TEXT = 255;
 
 struct KindRule {
     FrameKind kind;
@@ -41,68 +40,6 @@ constexpr KindRule KIND_RULES[] = {
 
 // A declared length may be false: memory beyond this is allocated only as the bytes arrive.
 constexpr size_t PAYLOAD_RESERVE_BYTES = 64 * 1024;
-
-constexpr int64_t MAX_CLOCK_MS = 253'402'300'799'999;  // the end of the year 9999
-
-template <typename Number>
-void AppendNumber(std::string& out, Number value)
-{
-    for (size_t i = 0; i < sizeof(Number); ++i) {
-        out.push_back(static_cast<char>((value >> (8 * i)) & 0xFF));
-    }
-}
-
-void AppendText(std::string& out, std::string_view text, size_t limit = MAX_TEXT)
-{
-    text = CutToBytes(text, limit);
-    out.push_back(static_cast<char>(static_cast<uint8_t>(text.size())));
-    out.append(text);
-}
-
-// Reads fields off the front of a payload; after the first field that does not fit, everything fails.
-class FieldReader {
-public:
-    explicit FieldReader(std::string_view bytes) : rest_(bytes) {}
-
-    template <typename Number>
-    Number Take()
-    {
-        Number value = 0;
-        if (!Need(sizeof(Number))) {
-            return value;
-        }
-        for (size_t i = 0; i < sizeof(Number); ++i) {
-            value = static_cast<Number>(value | (static_cast<Number>(static_cast<uint8_t>(rest_[i])) << (8 * i)));
-        }
-        rest_.remove_prefix(sizeof(Number));
-        return value;
-    }
-
-    std::string TakeText() { return TakeBytes(Take<uint8_t>()); }
-
-    std::string TakeBytes(size_t count)
-    {
-        if (!Need(count)) {
-            return {};
-        }
-        std::string bytes(rest_.substr(0, count));
-        rest_.remove_prefix(count);
-        return bytes;
-    }
-
-    bool Good() const { return good_; }
-    bool AtEnd() const { return rest_.empty(); }
-
-private:
-    bool Need(size_t bytes)
-    {
-        good_ = good_ && rest_.size() >= bytes;
-        return good_;
-    }
-
-    std::string_view rest_;
-    bool good_ = true;
-};
 
 bool IsText(const std::string& text)
 {
