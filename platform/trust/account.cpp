@@ -11,6 +11,7 @@
 #include "platform/trust/account_holder.h"
 #include "platform/trust/certificates.h"
 #include "platform/trust/enrolment_answer.h"
+#include "platform/trust/enrolment_request.h"
 #include "platform/trust/identity_checks.h"
 #include "platform/trust/identity_files.h"
 #include "platform/trust/link_key_file.h"
@@ -164,9 +165,13 @@ Result<SignedStatePtr> EnsureState(const std::filesystem::path& folder, X509* ac
         return kept;
     }
     if (state.FindMember(self.networkId) == nullptr) {
-        // A member of this name is this device with the key that it has lost.
-        std::erase_if(state.members, [&](const Member& member) { return member.name == self.name; });
-        state.members.push_back(self);
+        // The holder of this name is this device with the key that it has lost; another member of the name stays.
+        std::erase_if(state.members, [&](const Member& member) {
+            return member.networkId == state.holder && member.name == self.name;
+        });
+        Member added = self;
+        added.name = FreeName(state, self.name);
+        state.members.push_back(std::move(added));
     }
     state.holder = self.networkId;
     state.accountCertificate = certificate;
@@ -189,34 +194,6 @@ Result<void> MakeMissingLinkKey(const std::filesystem::path& folder, const Ident
     state.number = LastStateNumber(folder);
     const auto made = SignNext(std::move(state), account, accountKey, Clock::System());
     return made ? WriteStateFiles(folder, *made.value()) : Failure(made.error());
-}
-
-// What a new device asks for.
-struct JoinRequest {
-    OpenSslPtr<X509_REQ> request;  // owns the key
-    EVP_PKEY* key = nullptr;
-    std::string name{};
-};
-
-Result<JoinRequest> ReadRequest(const std::string& pem)
-{
-    JoinRequest asked{RequestFromPem(pem)};
-    if (!asked.request) {
-        return Fail(ErrorCode::MALFORMED, "not a certificate request (PKCS#10) in PEM: " + OpenSslReason());
-    }
-    asked.key = X509_REQ_get0_pubkey(asked.request.get());
-    if (asked.key == nullptr || X509_REQ_verify(asked.request.get(), asked.key) != 1) {
-        (void)OpenSslReason();
-        return Fail(ErrorCode::UNTRUSTED, "the request is not signed by the key that it is for");
-    }
-    if (!IsP256(asked.key)) {
-        return Fail(ErrorCode::UNTRUSTED, "the request is for a key of another kind than P-256");
-    }
-    asked.name = CommonNameOf(X509_REQ_get_subject_name(asked.request.get()));
-    if (auto checked = CheckName(asked.name, "the request's device name"); !checked) {
-        return Failure(std::move(checked).error());
-    }
-    return asked;
 }
 
 // Adds the member to the state; one that is there already keeps its entry. Returns the member's name.
@@ -328,7 +305,7 @@ Result<std::string> Admit(const std::filesystem::path& folder, const std::string
     if (!holder) {
         return Failure(std::move(holder).error());
     }
-    const auto asked = ReadRequest(requestPem);
+    const auto asked = CheckRequest(RequestFromPem(requestPem));
     if (!asked) {
         return Failure(asked.error());
     }

@@ -23,7 +23,8 @@ constexpr size_t BITS_OF_DIGIT = 5;
 constexpr size_t CHECK_MODULUS = 37;
 static_assert(SYMBOLS.size() == CHECK_MODULUS);
 
-// Each part is a big-endian number with its spare bits in front; those of the secret say the version.
+// Secret and address are each written as one big-endian number. Its digits have 2 bits to spare, the highest ones: 0 in
+// the address, the ticket's version in the secret.
 constexpr size_t SECRET_DIGITS = 26;
 constexpr size_t ADDRESS_DIGITS = 10;
 constexpr size_t SHORT_TICKET = SECRET_DIGITS + 1;

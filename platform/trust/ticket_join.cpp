@@ -1,4 +1,5 @@
-// What the two sides of an enrolment by ticket compute from what they exchange.
+#include "platform/trust/ticket_join.h"
+
 #include <openssl/evp.h>
 #include <openssl/hmac.h>
 #include <openssl/rand.h>
@@ -6,10 +7,8 @@
 
 #include <array>
 
-#include "platform/base/utf8.h"
-#include "platform/trust/account.h"
+#include "platform/trust/enrolment_request.h"
 #include "platform/trust/openssl_util.h"
-#include "platform/trust/ticket.h"
 
 namespace Vexo::Trust {
 
@@ -21,11 +20,6 @@ constexpr size_t NUMBER_DIGITS = 6;
 const unsigned char* BytesOf(std::string_view text)
 {
     return reinterpret_cast<const unsigned char*>(text.data());
-}
-
-bool IsShowable(const std::string& name)
-{
-    return !name.empty() && name.size() <= MAX_ACCOUNT_NAME && IsUtf8(name) && EscapeHidden(name) == name;
 }
 
 }  // namespace
@@ -78,22 +72,16 @@ Result<std::string> RequestToDer(const std::string& pem)
 Result<EnrolmentRequest> ReadRequest(std::string_view der)
 {
     const unsigned char* at = BytesOf(der);
-    const OpenSslPtr<X509_REQ> request(d2i_X509_REQ(nullptr, &at, static_cast<long>(der.size())));
-    EVP_PKEY* const key = request ? X509_REQ_get0_pubkey(request.get()) : nullptr;
-    if (key == nullptr || at != BytesOf(der) + der.size()) {
-        (void)OpenSslReason();
-        return Fail(ErrorCode::MALFORMED, "its request is no certificate request (PKCS#10)");
+    OpenSslPtr<X509_REQ> request(d2i_X509_REQ(nullptr, &at, static_cast<long>(der.size())));
+    if (at != BytesOf(der) + der.size()) {
+        request.reset();
     }
-    if (X509_REQ_verify(request.get(), key) != 1) {
-        (void)OpenSslReason();
-        return Fail(ErrorCode::UNTRUSTED, "its request is not signed by the key that it is for");
+    const auto checked = CheckRequest(std::move(request));
+    if (!checked) {
+        return Failure(checked.error());
     }
-    EnrolmentRequest read{RequestToPem(request.get()), CommonNameOf(X509_REQ_get_subject_name(request.get())),
-                          NetworkIdOf(key)};
-    if (!IsShowable(read.name)) {
-        return Fail(ErrorCode::MALFORMED, "its request has a name that is not 1 to 64 bytes of visible UTF-8");
-    }
-    return read;
+    return EnrolmentRequest{RequestToPem(checked.value().request.get()), checked.value().name,
+                            NetworkIdOf(checked.value().key)};
 }
 
 }  // namespace Vexo::Trust

@@ -5,6 +5,7 @@
 
 #include "fuzz/fuzz_target.h"
 #include "platform/trust/ticket.h"
+#include "platform/trust/ticket_join.h"
 
 namespace Vexo::SoftBus {
 namespace {

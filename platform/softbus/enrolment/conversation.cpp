@@ -2,6 +2,7 @@
 
 #include "platform/softbus/sessions/sessions.h"
 #include "platform/trust/ticket.h"
+#include "platform/trust/ticket_join.h"
 
 namespace Vexo::SoftBus {
 

@@ -21,6 +21,7 @@
 #include "platform/softbus/softbus_log.h"
 #include "platform/softbus/transport/tcp_transport.h"
 #include "platform/tasks/elastic_pool.h"
+#include "platform/trust/ticket_join.h"
 
 namespace Vexo::SoftBus {
 
@@ -30,33 +31,6 @@ constexpr const char* TCP = "tcp";
 constexpr size_t MAX_QUEUED_BYTES = 64 * 1024;
 // Between two searches: what failed may work now, and a radio may have come up.
 constexpr std::chrono::seconds SEARCH_PAUSE{1};
-
-// What a person reads for a failure of which the holder says no more.
-const char* PhraseOf(JoinFailure failure)
-{
-    switch (failure) {
-        case JoinFailure::NOBODY_FOUND:
-            return "no device answers to the ticket";
-        case JoinFailure::USED:
-            return "another device has joined with the ticket";
-        case JoinFailure::EXPIRED:
-            return "the ticket has expired";
-        case JoinFailure::DENIED:
-            return "the request was turned down";
-        case JoinFailure::BUSY:
-            return "another device asks to join right now";
-        case JoinFailure::NAME_TAKEN:
-            return "the account has a device of that name";
-        case JoinFailure::REMOVED_KEY:
-            return "this device was removed from the account";
-        case JoinFailure::WRONG_CLOCK:
-            return "the two devices' clocks differ too much";
-        case JoinFailure::CANCELLED:
-            return "it was cancelled";
-        default:
-            return "the other device refused";
-    }
-}
 
 class Attempt;
 
@@ -468,7 +442,7 @@ void Attempt::FailWith(JoinFailure failure, const std::string& why, const std::s
     Update([&](JoinStatus& status) {
         status.phase = JoinPhase::FAILED;
         status.failure = failure;
-        status.why = why.empty() ? PhraseOf(failure) : why;
+        status.why = why;
         status.suggestion = suggestion;
     });
 }

@@ -53,7 +53,7 @@ struct JoinStatus {
     std::string account;     // CONFIRMING and later: its name
     std::string number;      // CONFIRMING and later: six digits
     JoinFailure failure = JoinFailure::NONE;
-    std::string why;         // FAILED: one phrase
+    std::string why;         // FAILED: one phrase for the log; empty where failure says all
     std::string suggestion;  // NAME_TAKEN
 };
 

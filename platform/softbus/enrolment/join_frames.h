@@ -16,6 +16,7 @@
 
 #include "platform/base/result.h"
 #include "platform/softbus/enrolment/join_attempt.h"
+#include "platform/trust/ticket_join.h"
 
 namespace Vexo::SoftBus {
 

@@ -7,6 +7,7 @@
 #include "platform/base/text.h"
 #include "platform/softbus/enrolment/conversation.h"
 #include "platform/softbus/softbus_log.h"
+#include "platform/trust/ticket_join.h"
 
 namespace Vexo::SoftBus {
 

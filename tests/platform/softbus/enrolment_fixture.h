@@ -14,6 +14,7 @@
 #include "platform/softbus/enrolment/join_attempt.h"
 #include "platform/softbus/enrolment/join_frames.h"
 #include "platform/softbus/enrolment/ticket_holder.h"
+#include "platform/trust/ticket_join.h"
 #include "tests/platform/softbus/device_fixture.h"
 #include "tests/support/manual_timers.h"
 

@@ -3,6 +3,7 @@
 #include <atomic>
 
 #include "platform/softbus/transport/tcp_transport.h"
+#include "platform/trust/ticket_join.h"
 #include "tests/platform/softbus/enrolment_fixture.h"
 
 namespace Vexo::SoftBus::Tests {
