@@ -126,7 +126,7 @@ public:
         return call;
     }
 
-    // Asks for what has changed since the revision; the daemon waits for a change.
+    // Sends a request that the daemon answers as soon as its revision differs from this one, or after wait.
     template <typename Answer>
     CallResult AskAfter(HostInterfaceCode code, uint32_t revision, std::chrono::milliseconds wait, Answer& answer)
     {

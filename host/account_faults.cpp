@@ -51,7 +51,7 @@ AccountFault NoAccount()
 AccountFault WasRemoved(const std::string& account, std::chrono::sys_seconds at)
 {
     return {AccountFaultCode::WAS_REMOVED,
-            "this device was removed from the account " + Quoted(account) + " on " + Trust::DateOf(at),
+            "this device was removed from the account " + Quoted(account) + " on " + DateOf(at),
             "To use it again: `distnetctl account leave`, then join with a new ticket", ""};
 }
 

@@ -175,7 +175,7 @@ void AccountLink::UseChanged()
         used_ = std::move(version);
     }
     if (isNewlyRemoved) {
-        options_.say("this device was removed from the account on " + Trust::DateOf(*identity.value().removedAt));
+        options_.say("this device was removed from the account on " + DateOf(*identity.value().removedAt));
     }
     known.softBus->UseIdentity(std::move(identity.value()));
     ReportState();

@@ -31,7 +31,7 @@ constexpr const char* RESTART = "Restart the daemon: systemctl restart distnet";
 void CheckBackup(const MembershipStatus& membership, std::vector<HealthCheck>& checks)
 {
     if (membership.holdsKey && membership.backup && !membership.removedAt) {
-        checks.push_back(Healthy("backup", "of the account's key, made on " + Trust::DateOf(*membership.backup)));
+        checks.push_back(Healthy("backup", "of the account's key, made on " + DateOf(*membership.backup)));
     }
 }
 

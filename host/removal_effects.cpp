@@ -100,8 +100,8 @@ std::optional<QuviewDFX::HealthCheck> RemovalEffects::Check() const
     }
     return QuviewDFX::NotChecked("hotspot",
                                  "\"" + EscapeHidden(done.removedDevice) + "\", removed from the account on " +
-                                     Trust::DateOf(removedAt) + ", may know the key of your hotspot \"" +
-                                     done.usersHotspot + "\"",
+                                     DateOf(removedAt) + ", may know the key of your hotspot \"" + done.usersHotspot +
+                                     "\"",
                                  "Change that key, unless you have done so since, where you manage your networks");
 }
 

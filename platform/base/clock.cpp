@@ -1,5 +1,6 @@
 #include "platform/base/clock.h"
 
+#include <array>
 #include <ctime>
 
 #include "platform/base/never_destroyed.h"
@@ -25,6 +26,16 @@ const Clock& Clock::System()
 {
     static NeverDestroyed<SystemClock> clock;
     return clock.value;
+}
+
+std::string DateOf(WallTime time)
+{
+    const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
+    std::tm parts{};
+    gmtime_r(&seconds, &parts);
+    std::array<char, 16> text{};
+    (void)std::strftime(text.data(), text.size(), "%Y-%m-%d", &parts);
+    return text.data();
 }
 
 }  // namespace Vexo

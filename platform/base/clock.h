@@ -3,6 +3,7 @@
 #pragma once
 
 #include <chrono>
+#include <string>
 
 namespace Vexo {
 
@@ -28,5 +29,8 @@ protected:
     Clock(const Clock&) = default;
     Clock& operator=(const Clock&) = default;
 };
+
+// "2036-11-18", UTC. Any thread.
+std::string DateOf(WallTime time);
 
 }  // namespace Vexo

@@ -156,7 +156,7 @@ void InboundLinks::Proven(Stream stream, Trust::ProvenKey key, const std::string
         return;
     }
     const std::string source = SourceOf(from);
-    if (const std::string why = context_.account.WhyRemovedHere(); !why.empty()) {
+    if (const std::string why = context_.account.OwnRemovalText(); !why.empty()) {
         AdmissionOf(from).LogRefusal(source, why);
         return;
     }

@@ -392,7 +392,7 @@ int Server::OpenSession(const std::string& mySessionName, const std::string& pee
         (attr.dataType != TYPE_MESSAGE && attr.dataType != TYPE_BYTES && attr.dataType != TYPE_STREAM)) {
         return SOFTBUS_INVALID_PARAM;
     }
-    if (const std::string why = context_.account.WhyRemovedHere(); !why.empty()) {
+    if (const std::string why = context_.account.OwnRemovalText(); !why.empty()) {
         QuviewDFX::LogWarn(LOG_SOFTBUS, "no session with %{public}s: %{public}s", ShortId(peerNetworkId), why);
         return SOFTBUS_PEER_REFUSED;
     }

@@ -4,10 +4,10 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <ctime>
 
+#include "platform/base/clock.h"
 #include "platform/trust/account_backup.h"
 #include "platform/trust/identity.h"
 #include "platform/trust/identity_files.h"
@@ -123,16 +123,6 @@ IdentityChecks CheckIdentity(const std::filesystem::path& folder, TimePoint now)
             : Unhealthy("account", "this device has no certificate of \"" + known + "\"", ReissueAdvice(folder));
     checks.clock = NotChecked("clock", "not checked: needs the identity's certificate");
     return checks;
-}
-
-std::string DateOf(TimePoint time)
-{
-    const std::time_t seconds = std::chrono::system_clock::to_time_t(time);
-    std::tm parts{};
-    gmtime_r(&seconds, &parts);
-    std::array<char, 16> text{};
-    (void)std::strftime(text.data(), text.size(), "%Y-%m-%d", &parts);
-    return text.data();
 }
 
 }  // namespace Vexo::Trust

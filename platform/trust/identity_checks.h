@@ -20,7 +20,4 @@ struct IdentityChecks {
 // folder: identity/ of the state folder. now: what the clock says.
 IdentityChecks CheckIdentity(const std::filesystem::path& folder, std::chrono::system_clock::time_point now);
 
-// "2036-11-18", UTC.
-std::string DateOf(std::chrono::system_clock::time_point time);
-
 }  // namespace Vexo::Trust

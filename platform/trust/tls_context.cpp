@@ -50,7 +50,8 @@ int WantedPeerIndex()
     return index;
 }
 
-// TLS 1.3 as every link has it; null when OpenSSL refuses something.
+// A context with what all links have in common: TLS 1.3, the groups of the key exchange, the modes of writing. Null on
+// failure; OpenSslReason says why.
 ContextPtr MakeContext(const SSL_METHOD* method, const char* ciphers)
 {
     ContextPtr context(SSL_CTX_new(method));

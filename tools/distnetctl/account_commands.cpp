@@ -81,7 +81,7 @@ int RunAccountShow(const GlobalOptions& options, Output& output)
         output.Line(Column("account", 14) + "none: this device is not enrolled");
         return output.Finish(Done("", std::move(details)));
     }
-    const std::string expiry = Trust::DateOf(identity.CertificateExpiry());
+    const std::string expiry = DateOf(identity.CertificateExpiry());
     AddText(details.get(), "valid_until", expiry);
     output.Line(Column("account", 14) + "\"" + EscapeHidden(identity.accountName) + "\"" +
                 (identity.holdsAccountKey ? ", whose key this device holds" : ""));

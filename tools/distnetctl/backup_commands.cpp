@@ -33,14 +33,15 @@ Outcome NoPassphrase(const Error& error)
     return NotDone(error.message, "Give it at the terminal, or on a descriptor: --passphrase-fd N");
 }
 
-// A file in the state folder for as long as the object exists: both users may not share another one.
-class Passing {
+// A temporary copy in the state folder, which the user and the folder's owner can both access. Removed by the
+// destructor.
+class StateFolderCopy {
 public:
-    explicit Passing(const std::filesystem::path& stateDir)
+    explicit StateFolderCopy(const std::filesystem::path& stateDir)
         : stateDir_(stateDir), path_(stateDir / ("backup." + std::to_string(getpid()) + ".tmp"))
     {
     }
-    ~Passing()
+    ~StateFolderCopy()
     {
         (void)AsOwnerOf(stateDir_, [&]() -> Result<void> {
             std::error_code ignored;  // it may not have been made
@@ -48,8 +49,8 @@ public:
             return {};
         });
     }
-    Passing(const Passing&) = delete;
-    Passing& operator=(const Passing&) = delete;
+    StateFolderCopy(const StateFolderCopy&) = delete;
+    StateFolderCopy& operator=(const StateFolderCopy&) = delete;
 
     const std::filesystem::path& Path() const { return path_; }
     // The message of an error, which may name this file instead of the user's.
@@ -92,18 +93,17 @@ int RunAccountBackup(const GlobalOptions& options, Output& output, const std::fi
     if (!to) {
         return output.Finish(NotDone(file.string() + ": " + std::strerror(errno), "Name a file that does not exist."));
     }
-    const Passing passing(options.stateDir);
+    const StateFolderCopy copy(options.stateDir);
     const auto backUp = [&]() -> Result<std::string> {
-        if (auto made = Trust::BackUpAccount(options.stateDir / "identity", passing.Path(), passphrase.value());
-            !made) {
+        if (auto made = Trust::BackUpAccount(options.stateDir / "identity", copy.Path(), passphrase.value()); !made) {
             return Failure(std::move(made).error());
         }
-        return ReadWholeFile(passing.Path(), MAX_BACKUP);
+        return ReadWholeFile(copy.Path(), MAX_BACKUP);
     };
     const Result<std::string> bytes = AsOwnerOf(options.stateDir, backUp);
     if (!bytes) {
         unlink(file.c_str());
-        return output.Finish(StateFailure(options.stateDir, passing.Explained(bytes.error(), file), ""));
+        return output.Finish(StateFailure(options.stateDir, copy.Explained(bytes.error(), file), ""));
     }
     if (const Result<void> written = WriteBackup(to, file, bytes.value()); !written) {
         return output.Finish(NotDone(written.error().message, ""));
@@ -127,16 +127,16 @@ int RunAccountRestore(const GlobalOptions& options, Output& output, const std::f
     if (!passphrase) {
         return output.Finish(NoPassphrase(passphrase.error()));
     }
-    const Passing passing(options.stateDir);
+    const StateFolderCopy copy(options.stateDir);
     const auto restore = [&]() -> Result<void> {
-        if (auto copied = WriteFileAtomically(passing.Path(), bytes.value(), BACKUP_MODE); !copied) {
+        if (auto copied = WriteFileAtomically(copy.Path(), bytes.value(), BACKUP_MODE); !copied) {
             return copied;
         }
-        return Trust::RestoreAccount(options.stateDir / "identity", passing.Path(), passphrase.value(), deviceName,
+        return Trust::RestoreAccount(options.stateDir / "identity", copy.Path(), passphrase.value(), deviceName,
                                      isAlone);
     };
     if (const Result<void> restored = AsOwnerOf(options.stateDir, restore); !restored) {
-        return output.Finish(StateFailure(options.stateDir, passing.Explained(restored.error(), file), ""));
+        return output.Finish(StateFailure(options.stateDir, copy.Explained(restored.error(), file), ""));
     }
     return output.Finish(
         Done(output.Tick() + " This device has the account's key.\n" +

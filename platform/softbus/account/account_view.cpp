@@ -1,9 +1,9 @@
 #include "platform/softbus/account/account_view.h"
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
 #include <utility>
+
+#include "platform/base/clock.h"
 
 namespace Vexo::SoftBus {
 
@@ -16,7 +16,7 @@ void AccountView::Use(const std::string& ownNetworkId, Trust::SignedStatePtr sta
     removedAt_ = removedAt ? removedAt : removedAt_;
 }
 
-void AccountView::SetRemovedHere(std::chrono::sys_seconds at)
+void AccountView::SetOwnRemoval(std::chrono::sys_seconds at)
 {
     const MutexLock lock(mutex_);
     removedAt_ = at;
@@ -69,17 +69,13 @@ std::optional<std::chrono::sys_seconds> AccountView::RemovedAt() const
     return removedAt_;
 }
 
-std::string AccountView::WhyRemovedHere() const
+std::string AccountView::OwnRemovalText() const
 {
     const MutexLock lock(mutex_);
     if (!removedAt_) {
         return {};
     }
-    const std::chrono::year_month_day date(std::chrono::floor<std::chrono::days>(*removedAt_));
-    std::array<char, 32> text{};
-    std::snprintf(text.data(), text.size(), "%04d-%02u-%02u", static_cast<int>(date.year()),
-                  static_cast<unsigned>(date.month()), static_cast<unsigned>(date.day()));
-    return std::string("this device was removed from the account on ") + text.data();
+    return "this device was removed from the account on " + DateOf(*removedAt_);
 }
 
 }  // namespace Vexo::SoftBus

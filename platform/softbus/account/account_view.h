@@ -18,7 +18,7 @@ public:
     // state may be null. removedAt: when the account removed this device, if it has.
     void Use(const std::string& ownNetworkId, Trust::SignedStatePtr state,
              std::optional<std::chrono::sys_seconds> removedAt) EXCLUDES(mutex_);
-    void SetRemovedHere(std::chrono::sys_seconds at) EXCLUDES(mutex_);
+    void SetOwnRemoval(std::chrono::sys_seconds at) EXCLUDES(mutex_);
 
     Trust::SignedStatePtr State() const EXCLUDES(mutex_);  // null: not known
     uint64_t Number() const EXCLUDES(mutex_);              // of the state; 0 without one
@@ -30,7 +30,7 @@ public:
     std::string NameOf(const std::string& networkId, const std::string& fallback) const EXCLUDES(mutex_);
     std::optional<std::chrono::sys_seconds> RemovedAt() const EXCLUDES(mutex_);  // by the account, of this device
     // "this device was removed from the account on 2026-11-22"; empty for a member.
-    std::string WhyRemovedHere() const EXCLUDES(mutex_);
+    std::string OwnRemovalText() const EXCLUDES(mutex_);
 
 private:
     mutable Mutex mutex_;

@@ -337,7 +337,7 @@ void StateExchange::Adopt(const std::shared_ptr<Link>& link, const Change& chang
     QuviewDFX::RunGuarded(LOG_SOFTBUS, "adopting the account's state", [&] { result = adopt(); });
     if (!result && !isConflict) {
         if (const auto leftOut = refusals_.Admit(from)) {
-            QuviewDFX::LogWarn(LOG_SOFTBUS, "a state or certificate from %{public}s is refused: %{public}s%{public}s",
+            QuviewDFX::LogWarn(LOG_SOFTBUS, "what %{public}s sent about the account is refused: %{public}s%{public}s",
                                ShortId(from), result.error().message, *leftOut);
         }
     }
@@ -393,9 +393,9 @@ std::string StateExchange::OnRemoved(const std::string& payload)
     if (!statement) {
         return statement.error().message;
     }
-    const bool isNew = context_.account.WhyRemovedHere().empty();
-    context_.account.SetRemovedHere(statement.value().at);
-    std::string why = context_.account.WhyRemovedHere();
+    const bool isNew = context_.account.OwnRemovalText().empty();
+    context_.account.SetOwnRemoval(statement.value().at);
+    std::string why = context_.account.OwnRemovalText();
     if (isNew) {
         QuviewDFX::LogWarn(LOG_SOFTBUS, "%{public}s", why);
     }

@@ -189,7 +189,7 @@ void Dial::AddNewAddresses()
 void Dial::StartDueAttempts()
 {
     const auto passed = Clock::System().Now() - start_;
-    if (const std::string why = context_.account.WhyRemovedHere(); done_ && !why.empty()) {
+    if (const std::string why = context_.account.OwnRemovalText(); done_ && !why.empty()) {
         result_.end = LinkEnd::REFUSED;
         result_.why = why;
         Finish();

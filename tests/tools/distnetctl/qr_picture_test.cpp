@@ -1,4 +1,4 @@
-// The picture of a ticket: a camera needs the modules of the code and light around them, whatever the terminal can do.
+// Every style of terminal shows the same QR code, with the light border that a camera needs.
 #include "tools/distnetctl/qr_picture.h"
 
 #include <gtest/gtest.h>
