@@ -8,6 +8,8 @@
 #include "interfaces/account_answers_json.h"
 #include "interfaces/host_answers_json.h"
 #include "interfaces/i_distnet_host.h"
+#include "interfaces/online_answers_json.h"
+#include "interfaces/sharing_answers_json.h"
 #include "platform/ability/ability_ids.h"
 #include "platform/base/mutex.h"
 
@@ -401,6 +403,80 @@ CallResult DistNetClient::TransferAccount(const std::string& networkId, Host::Ch
     return impl_->Ask(
         HostInterfaceCode::TRANSFER_ACCOUNT, [&](MessageParcel& data) { return data.WriteString(networkId); }, answer,
         Host::HOST_PERMISSION_LIMIT);
+}
+
+namespace {
+
+bool WriteIds(MessageParcel& data, const std::vector<std::string>& networkIds)
+{
+    bool isWritten = data.WriteUint32(static_cast<uint32_t>(networkIds.size()));
+    for (const std::string& networkId : networkIds) {
+        isWritten = isWritten && data.WriteString(networkId);
+    }
+    return isWritten;
+}
+
+}  // namespace
+
+CallResult DistNetClient::BeginOnline(Host::OnlineMode mode, const std::vector<std::string>& networkIds,
+                                      Host::OnlineAnswer& attempt)
+{
+    return impl_->Ask(
+        HostInterfaceCode::BEGIN_ONLINE,
+        [&](MessageParcel& data) {
+            return data.WriteUint32(static_cast<uint32_t>(mode)) && WriteIds(data, networkIds);
+        },
+        attempt);
+}
+
+CallResult DistNetClient::WaitForOnline(uint32_t revision, std::chrono::milliseconds wait, Host::OnlineAnswer& attempt)
+{
+    return impl_->AskAfter(HostInterfaceCode::WAIT_FOR_ONLINE, revision, wait, attempt);
+}
+
+CallResult DistNetClient::CancelOnline(bool hasTimedOut, Host::OnlineAnswer& attempt)
+{
+    return impl_->Ask(
+        HostInterfaceCode::CANCEL_ONLINE, [&](MessageParcel& data) { return data.WriteBool(hasTimedOut); }, attempt,
+        Host::ONLINE_UNDO_LIMIT);
+}
+
+CallResult DistNetClient::BringDown(Host::DownAnswer& down)
+{
+    return impl_->Ask(HostInterfaceCode::BRING_DOWN, Impl::WriteNothing, down, Host::ONLINE_UNDO_LIMIT);
+}
+
+CallResult DistNetClient::GetOnline(Host::OnlineStatus& status)
+{
+    return impl_->Ask(HostInterfaceCode::GET_ONLINE, Impl::WriteNothing, status);
+}
+
+CallResult DistNetClient::SetAuto(bool isOn, Host::OnlineChange& answer)
+{
+    return impl_->Ask(
+        HostInterfaceCode::SET_AUTO, [&](MessageParcel& data) { return data.WriteBool(isOn); }, answer);
+}
+
+CallResult DistNetClient::SetPreferred(const std::vector<std::string>& networkIds, Host::OnlineChange& answer)
+{
+    return impl_->Ask(
+        HostInterfaceCode::SET_PREFERRED, [&](MessageParcel& data) { return WriteIds(data, networkIds); }, answer);
+}
+
+CallResult DistNetClient::GetSharing(Host::ShareStatus& status)
+{
+    return impl_->Ask(HostInterfaceCode::GET_SHARING, Impl::WriteNothing, status);
+}
+
+CallResult DistNetClient::AnswerShareRequest(const std::string& networkId, Host::ShareDecision decision,
+                                             Host::ShareChange& answer)
+{
+    return impl_->Ask(
+        HostInterfaceCode::ANSWER_SHARE_REQUEST,
+        [&](MessageParcel& data) {
+            return data.WriteString(networkId) && data.WriteUint32(static_cast<uint32_t>(decision));
+        },
+        answer);
 }
 
 void DistNetClient::Close()

@@ -12,6 +12,8 @@
 
 #include "interfaces/account_answers.h"
 #include "interfaces/host_answers.h"
+#include "interfaces/online_answers.h"
+#include "interfaces/sharing_answers.h"
 
 namespace Vexo::Client {
 
@@ -117,6 +119,26 @@ public:
     CallResult RenewAccount(Host::ChangeAnswer& answer);
     // Hands the account's key to that member, which must be reachable.
     CallResult TransferAccount(const std::string& networkId, Host::ChangeAnswer& answer);
+
+    // ---- ability 1164, online through another device. A call that succeeds has an answer; its fault says what the
+    // ---- daemon could not do.
+    // networkIds: those to try, in this order; empty: all known devices, the best first. An attempt ends when it is
+    // cancelled, and when the last connection of this process ends.
+    CallResult BeginOnline(Host::OnlineMode mode, const std::vector<std::string>& networkIds,
+                           Host::OnlineAnswer& attempt);
+    // Waits until the attempt differs from the one with that revision, or until wait has passed; as WaitForWifi.
+    CallResult WaitForOnline(uint32_t revision, std::chrono::milliseconds wait, Host::OnlineAnswer& attempt);
+    // Ends the attempt and waits until it is undone (ONLINE_UNDO_LIMIT, added to the limit). hasTimedOut: the reason.
+    CallResult CancelOnline(bool hasTimedOut, Host::OnlineAnswer& attempt);
+    // Leaves the other device's network and waits until that is done (ONLINE_UNDO_LIMIT, added to the limit).
+    CallResult BringDown(Host::DownAnswer& down);
+    CallResult GetOnline(Host::OnlineStatus& status);
+    CallResult SetAuto(bool isOn, Host::OnlineChange& answer);
+    CallResult SetPreferred(const std::vector<std::string>& networkIds, Host::OnlineChange& answer);
+    // ---- ability 1164, sharing this device's network
+    CallResult GetSharing(Host::ShareStatus& status);
+    CallResult AnswerShareRequest(const std::string& networkId, Host::ShareDecision decision,
+                                  Host::ShareChange& answer);
 
     // Releases the service if this client used it, and closes the connection. Blocks for at most 1 s. Idempotent.
     void Close();

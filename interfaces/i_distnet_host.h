@@ -43,6 +43,20 @@ enum class HostInterfaceCode : uint32_t {
     LEAVE_ACCOUNT = 20,     // ->  int32 result, string json
     RENEW_ACCOUNT = 21,     // ->  int32 result, string json
     TRANSFER_ACCOUNT = 22,  // string network id  ->  int32 result, string json: hands the account's key to that member
+    // Online through another device (online_answers.h). An attempt belongs to the process that began it: only it may
+    // use 24 and 25, and its end cancels the attempt.
+    BEGIN_ONLINE = 23,     // uint32 mode, uint32 count, count strings network id (none: all known devices)
+                           //   ->  int32 result, string json
+    WAIT_FOR_ONLINE = 24,  // uint32 revision, uint32 limit in ms  ->  int32 result, string json. Answers as soon as
+                           //   the revision differs, or at the limit (60 s at most)
+    CANCEL_ONLINE = 25,    // bool because a limit passed  ->  int32 result, string json. Answers once all is undone
+    BRING_DOWN = 26,       // ->  int32 result, string json. Answers once this device has left the network
+    GET_ONLINE = 27,       // ->  int32 result, string json
+    SET_AUTO = 28,         // bool on  ->  int32 result, string json
+    SET_PREFERRED = 29,    // uint32 count, count strings network id, the best first  ->  int32 result, string json
+    // Sharing this device's network (sharing_answers.h)
+    GET_SHARING = 30,           // ->  int32 result, string json
+    ANSWER_SHARE_REQUEST = 31,  // string network id, uint32 decision  ->  int32 result, string json
 };
 
 class IDistNetHost : public IRemoteBroker {
