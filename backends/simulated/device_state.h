@@ -8,6 +8,7 @@
 #include <chrono>
 #include <cstdint>
 #include <filesystem>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -57,6 +58,19 @@ struct Fault {
     bool operator==(const Fault&) const = default;
 };
 
+// A saved network of the user's, as the radio sees it.
+struct NetworkInReach {
+    std::string name;
+    uint8_t strengthPercent = 0;
+    bool operator==(const NetworkInReach&) const = default;
+};
+
+// Whether this device has internet to share: as its uplinks say, or whatever they say.
+enum class UplinkInternet : uint8_t { AUTO, ON, OFF };
+
+// What the check of a joined network finds out: what the hotspot's record in the air says, or nothing.
+enum class OnlineCheck : uint8_t { AIR, UNKNOWN };
+
 // The defaults are a healthy phone. Member by member the keys of the file: DescribeDeviceState says what each means.
 struct DeviceState {
     bool screenOn = true;
@@ -74,6 +88,20 @@ struct DeviceState {
     HotspotSecurity hotspotSecurity = HotspotSecurity::WPA2;
     std::chrono::milliseconds hotspotStartTime{0};
     bool hotspotActiveAtStart = false;
+    std::string ownWifi;  // the user's own network; empty: none
+    bool hasOwnWire = false;
+    std::vector<NetworkInReach> inReach;
+    bool sessionActive = true;
+    bool leftByHand = false;
+    std::optional<uint8_t> batteryPercent;
+    bool batteryCharging = false;
+    UplinkInternet uplinkInternet = UplinkInternet::AUTO;
+    std::string uplinkTechnology = "4G";
+    std::optional<uint8_t> uplinkSignal;
+    bool uplinkMetered = true;
+    uint64_t receivedBytes = 0;  // of the connection, by this station
+    uint64_t sentBytes = 0;
+    OnlineCheck onlineCheck = OnlineCheck::AIR;
     std::array<Fault, static_cast<size_t>(PlatformCall::COUNT)> faults;
 
     const Fault& FaultOf(PlatformCall call) const { return faults[static_cast<size_t>(call)]; }

@@ -11,8 +11,11 @@ std::vector<std::string> Samples()
     DeviceState faulty;
     faulty.faults[0] = {1, std::chrono::milliseconds(5), true};
     faulty.hotspotSecurity = HotspotSecurity::WPA3;
+    faulty.inReach = {{"of:fice", 100}, {"home", 0}};
+    faulty.batteryPercent = 7;
     // The control character is one bit from a NUL, which the file could not hold.
-    return {SerializeDeviceState({}), SerializeDeviceState(faulty), "hotspot.key=example-\1"};
+    return {SerializeDeviceState({}), SerializeDeviceState(faulty), "hotspot.key=example-\1",
+            "network.in_reach=office:80,home:40"};
 }
 
 bool Keeps(const DeviceState& state)
