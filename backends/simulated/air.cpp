@@ -1,11 +1,14 @@
 #include "backends/simulated/air.h"
 
+#include <fcntl.h>
 #include <openssl/evp.h>
+#include <sys/file.h>
 
 #include <algorithm>
 #include <array>
-#include <cctype>
+#include <cerrno>
 #include <cstdint>
+#include <cstring>
 #include <system_error>
 #include <utility>
 
@@ -22,6 +25,9 @@ constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "SimulatedAi
 constexpr size_t MAX_RECORD_BYTES = 4096;
 constexpr int KEY_PROOF_ROUNDS = 4096;
 constexpr mode_t RECORD_MODE = 0644;  // the air is for every device to see
+constexpr const char* HOTSPOT_PREFIX = "hotspot-";
+constexpr const char* STATION_PREFIX = "station-";
+constexpr const char* RECORD_SUFFIX = ".json";
 constexpr size_t DIGEST_BYTES = 32;
 constexpr unsigned FIRST_HOST = 2;  // .1 is the hotspot itself
 constexpr unsigned HOST_COUNT = 253;
@@ -35,9 +41,50 @@ Digest DigestOf(const std::string& text)
     return digest;
 }
 
-bool IsRecordName(const std::string& name)
+// Locally administered: bit 1 of the first byte is set.
+std::string MakeMac(const char* firstByte, const std::string& networkId)
 {
-    return name.starts_with("hotspot-") && name.ends_with(".json");
+    const Digest digest = DigestOf(networkId);
+    std::string text = firstByte;
+    for (size_t i = 0; i < 5; ++i) {
+        text += ":" + HexOf({&digest[i], 1});
+    }
+    return text;
+}
+
+void RemoveFile(const std::filesystem::path& file)
+{
+    std::error_code error;
+    std::filesystem::remove(file, error);
+    if (error) {
+        QuviewDFX::LogError(LABEL, "cannot remove %{public}s: %{public}s", file.string(), error.message());
+    }
+}
+
+// False for a file that cannot be opened.
+bool IsLocked(const std::filesystem::path& file)
+{
+    const Result<UniqueFd> opened = OpenRegularFile(file, LastLink::REFUSED);
+    // A shared lock, so that two daemons that look at the same time do not take each other for the station's.
+    return opened && ::flock(opened.value().Get(), LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
+}
+
+// None for a damaged record, with a log line.
+template <typename Record>
+std::optional<Record> ReadRecord(const std::filesystem::path& file,
+                                 Result<Record> (*parse)(const std::string& json, const std::string& fileName))
+{
+    const Result<std::string> text = ReadWholeFile(file, MAX_RECORD_BYTES, LastLink::REFUSED);
+    if (!text) {
+        // Most often it was removed since the folder was listed.
+        return std::nullopt;
+    }
+    Result<Record> record = parse(text.value(), file.string());
+    if (!record) {
+        QuviewDFX::LogWarn(LABEL, "%{public}s; the record is ignored", record.error().message);
+        return std::nullopt;
+    }
+    return std::move(record.value());
 }
 
 const JsonKeys<AirRecord>& AirRecordKeys()
@@ -51,6 +98,7 @@ const JsonKeys<AirRecord>& AirRecordKeys()
             {"security", NamedKind(SECURITY_NAMES), &AirRecord::security, Required()},
             {"key_proof", Secret(TextKind("a text")), &AirRecord::keyProof, Required()},
             {"address_range", TextKind("a text"), &AirRecord::addressRange, Required()},
+            {"internet", FlagKind(), &AirRecord::hasInternet, Required()},
         },
         [](const AirRecord& record) {
             // A secured network without a proof would let every key in that failed to give one.
@@ -58,6 +106,19 @@ const JsonKeys<AirRecord>& AirRecordKeys()
             const bool isProof = record.keyProof.size() == 2 * DIGEST_BYTES;
             return needsProof && !isProof ? "key_proof: must be 64 hex characters" : "";
         });
+    return keys;
+}
+
+const JsonKeys<StationRecord>& StationRecordKeys()
+{
+    static const JsonKeys<StationRecord> keys({
+        {"version", WholeNumberKind<int32_t>(AIR_RECORD_VERSION, AIR_RECORD_VERSION), &StationRecord::version,
+         Required()},
+        {"bssid", TextKind("a text"), &StationRecord::bssid, Required()},
+        {"mac", TextKind("a text"), &StationRecord::macAddress, Required()},
+        {"received_bytes", ByteCountKind(), &StationRecord::receivedBytes, Required()},
+        {"sent_bytes", ByteCountKind(), &StationRecord::sentBytes, Required()},
+    });
     return keys;
 }
 
@@ -82,9 +143,24 @@ std::string SerializeAirRecord(const AirRecord& record)
     return AirRecordKeys().Print(record);
 }
 
+Result<StationRecord> ParseStationRecord(const std::string& json, const std::string& fileName)
+{
+    return StationRecordKeys().Parse(json, fileName);
+}
+
+std::string SerializeStationRecord(const StationRecord& record)
+{
+    return StationRecordKeys().Print(record);
+}
+
 std::filesystem::path Air::RecordPath() const
 {
-    return folder_ / ("hotspot-" + networkId_ + ".json");
+    return folder_ / (HOTSPOT_PREFIX + networkId_ + RECORD_SUFFIX);
+}
+
+std::filesystem::path Air::StationPath() const
+{
+    return folder_ / (STATION_PREFIX + networkId_ + RECORD_SUFFIX);
 }
 
 Result<void> Air::Publish(const AirRecord& record) const
@@ -94,19 +170,16 @@ Result<void> Air::Publish(const AirRecord& record) const
 
 void Air::Withdraw() const
 {
-    std::error_code error;
-    std::filesystem::remove(RecordPath(), error);
-    if (error) {
-        QuviewDFX::LogError(LABEL, "cannot remove %{public}s: %{public}s", RecordPath().string(), error.message());
-    }
+    RemoveFile(RecordPath());
 }
 
-std::vector<AirRecord> Air::Look() const
+std::vector<std::filesystem::path> Air::Records(const char* prefix) const
 {
     std::vector<std::filesystem::path> files;
     std::error_code error;
     for (std::filesystem::directory_iterator it(folder_, error), end; !error && it != end; it.increment(error)) {
-        if (IsRecordName(it->path().filename().string()) && it->path() != RecordPath()) {
+        const std::string name = it->path().filename().string();
+        if (name.starts_with(prefix) && name.ends_with(RECORD_SUFFIX)) {
             files.push_back(it->path());
         }
     }
@@ -115,37 +188,74 @@ std::vector<AirRecord> Air::Look() const
                             error.message());
     }
     std::sort(files.begin(), files.end());
+    return files;
+}
+
+std::vector<AirRecord> Air::Look() const
+{
     std::vector<AirRecord> records;
-    for (const std::filesystem::path& file : files) {
-        const Result<std::string> text = ReadWholeFile(file, MAX_RECORD_BYTES, LastLink::REFUSED);
-        if (!text) {
-            // Most often it was removed since the folder was listed.
+    for (const std::filesystem::path& file : Records(HOTSPOT_PREFIX)) {
+        if (file == RecordPath()) {
             continue;
         }
-        Result<AirRecord> record = ParseAirRecord(text.value(), file.string());
-        if (!record) {
-            QuviewDFX::LogWarn(LABEL, "%{public}s; the record is ignored", record.error().message);
-            continue;
+        if (std::optional<AirRecord> record = ReadRecord(file, ParseAirRecord)) {
+            records.push_back(std::move(*record));
         }
-        records.push_back(std::move(record.value()));
     }
     return records;
 }
 
+std::vector<StationRecord> Air::Stations() const
+{
+    std::vector<StationRecord> stations;
+    for (const std::filesystem::path& file : Records(STATION_PREFIX)) {
+        if (!IsLocked(file)) {
+            continue;
+        }
+        std::optional<StationRecord> record = ReadRecord(file, ParseStationRecord);
+        if (record && record->bssid == Bssid()) {
+            stations.push_back(std::move(*record));
+        }
+    }
+    return stations;
+}
+
 std::string Air::Bssid() const
 {
-    const Digest digest = DigestOf(networkId_);
-    std::string text = "02";
-    for (size_t i = 0; i < 5; ++i) {
-        text += ":" + HexOf({&digest[i], 1});
-    }
-    return text;
+    return MakeMac("02", networkId_);
+}
+
+std::string Air::StationMac() const
+{
+    return MakeMac("06", networkId_);
 }
 
 std::string Air::StationAddress() const
 {
     const Digest digest = DigestOf(networkId_);
     return "192.168.43." + std::to_string(FIRST_HOST + digest.back() % HOST_COUNT);
+}
+
+Result<void> StationPresence::Put(const StationRecord& record)
+{
+    // Written and locked under another name first: nobody reads a half record, or takes one for left over.
+    const std::filesystem::path unfinished = air_.StationPath().string() + ".new";
+    const auto fail = [&unfinished] {
+        return Fail(ErrorCodeOf(errno), unfinished.string() + ": " + std::strerror(errno));
+    };
+    UniqueFd file(::open(unfinished.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_CLOEXEC, RECORD_MODE));
+    if (!file || ::flock(file.Get(), LOCK_EX | LOCK_NB) != 0 || !WriteAll(file.Get(), SerializeStationRecord(record)) ||
+        ::rename(unfinished.c_str(), air_.StationPath().c_str()) != 0) {
+        return fail();
+    }
+    file_ = std::move(file);
+    return {};
+}
+
+void StationPresence::Remove()
+{
+    RemoveFile(air_.StationPath());
+    file_.Reset();
 }
 
 }  // namespace Vexo::Simulated
