@@ -2,6 +2,7 @@
 // fault takes effect. Any thread.
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <memory>
 
@@ -20,6 +21,10 @@ public:
     std::shared_ptr<const DeviceState> Get() const;
     void Replace(const DeviceState& state);
 
+    // Whether this device has joined a hotspot.
+    bool IsJoined() const { return isJoined_; }
+    void SetJoined(bool isJoined) { isJoined_ = isJoined; }
+
     // To be called first by every platform call, with no lock held. Nothing else in a simulated call takes time; a
     // fault may exceed the call's budget (wifi_budgets.h), as a radio that breaks its promise. Blocks as long as the
     // call's fault says, and returns what the call must return, or 0 when it goes on. noAnswerCode: the interface's own
@@ -32,6 +37,7 @@ public:
 private:
     const std::chrono::milliseconds noAnswerLimit_;
 
+    std::atomic<bool> isJoined_{false};
     mutable Mutex mutex_;
     CondVar stopping_;
     std::shared_ptr<const DeviceState> state_ GUARDED_BY(mutex_) = std::make_shared<const DeviceState>();

@@ -15,6 +15,7 @@ using EventFwk::CommonEventSupport;
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "SimulatedDevice"};
 constexpr size_t MIN_NETWORK_ID_LENGTH = 4;
 constexpr size_t MAX_NETWORK_ID_LENGTH = 64;
+constexpr std::chrono::seconds HAND_LIMIT{5};
 
 bool Always(const DeviceState&)
 {
@@ -95,7 +96,8 @@ SimulatedDevice::SimulatedDevice(const SimulatedDeviceOptions& options, sptr<ISy
       coreService_(MakeSptr<SimulatedCoreService>(live_)),
       cellularData_(MakeSptr<SimulatedCellularData>(live_)),
       station_(MakeSptr<SimulatedWifiDevice>(live_, air_, events_, options.searchLimit)),
-      hotspot_(MakeSptr<SimulatedHotspot>(live_, air_, options.deviceName))
+      hotspot_(MakeSptr<SimulatedHotspot>(live_, air_, options.deviceName)),
+      network_(live_, station_)
 {
     abilities_ = {
         {COMMON_EVENT_SERVICE_ID, events_, Always},
@@ -125,6 +127,11 @@ Result<void> SimulatedDevice::Begin()
     }
     // What an earlier run that ended without Stop() left behind.
     air_.Withdraw();
+    StationPresence(air_).Remove();
+    station_->SetListener([this] {
+        hotspot_->OnStateChanged();
+        network_.OnStationChanged();
+    });
     std::error_code error;
     if (!std::filesystem::exists(stateDir_ / DEVICE_STATE_FILE, error)) {
         if (Result<void> saved = SaveDeviceState(stateDir_, DeviceState{}); !saved) {
@@ -145,7 +152,9 @@ Result<void> SimulatedDevice::Begin()
             live_->Replace(*state);
         }
         RegisterAbilities(*live_->Get());
-        hotspot_->SetActive(live_->Get()->hotspotActiveAtStart);
+        if (live_->Get()->hotspotActiveAtStart) {
+            hotspot_->StartActive();
+        }
         hotspot_->OnStateChanged();
     });
     reloads_.Drain();
@@ -160,7 +169,9 @@ void SimulatedDevice::Stop()
     watcher_.reset();
     live_->Stop();
     coreService_->Stop();
+    network_.Stop();
     station_->Stop();
+    station_->SetListener({});
     hotspot_->Stop();
     reloads_.Drain();
 }
@@ -191,8 +202,20 @@ void SimulatedDevice::Follow()
     RegisterAbilities(*next);
     hotspot_->OnStateChanged();
     station_->OnStateChanged();
+    if (next->leftByHand && !before->leftByHand) {
+        LeaveByHand();
+    }
+    network_.OnStateChanged();
     PublishChanges(*before, *next);
     LogChanges(*before, *next);
+}
+
+void SimulatedDevice::LeaveByHand()
+{
+    const uint32_t attempt = station_->GetLinkInfo().attempt;
+    if (const Result<Wifi::LeftNetwork> left = station_->Leave(attempt, HAND_LIMIT); !left) {
+        QuviewDFX::LogError(LABEL, "%{public}s", left.error().message);
+    }
 }
 
 void SimulatedDevice::PublishChanges(const DeviceState& before, const DeviceState& after)

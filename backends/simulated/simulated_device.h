@@ -15,6 +15,7 @@
 
 #include "backends/simulated/live_state.h"
 #include "backends/simulated/simulated_hotspot.h"
+#include "backends/simulated/simulated_network.h"
 #include "backends/simulated/simulated_telephony.h"
 #include "backends/simulated/simulated_wifi_device.h"
 #include "platform/ability/iservice_registry.h"
@@ -52,6 +53,11 @@ public:
     // Changes the key of the hotspot (SimulatedHotspot::ChangeKey). Any thread.
     std::string ChangeHotspotKey() { return hotspot_->ChangeKey(); }
 
+    // Any thread. Valid for this object's life.
+    Wifi::ShareControl& Share() { return *hotspot_; }
+    Wifi::StationControl& Station() { return *station_; }
+    Network::NetworkMonitor& Network() { return network_; }
+
     // What the state file said last. Any thread.
     std::shared_ptr<const DeviceState> State() const { return live_->Get(); }
 
@@ -71,6 +77,7 @@ private:
     std::optional<DeviceState> Read();
     // Brings the device in line with the file.
     void Follow();
+    void LeaveByHand();
     void PublishChanges(const DeviceState& before, const DeviceState& after);
     void RegisterAbilities(const DeviceState& state);
 
@@ -83,6 +90,7 @@ private:
     const sptr<SimulatedCellularData> cellularData_;
     const sptr<SimulatedWifiDevice> station_;
     const sptr<SimulatedHotspot> hotspot_;
+    SimulatedNetwork network_;  // own synchronisation
 
     // Touched on reloads_ only, and before and after its life.
     std::vector<Ability> abilities_;

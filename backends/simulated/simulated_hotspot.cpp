@@ -2,9 +2,11 @@
 
 #include <utility>
 
+#include "backends/simulated/uplink.h"
 #include "platform/base/check.h"
 #include "platform/dfx/log.h"
 #include "platform/dfx/trace.h"
+#include "platform/wifi/share_closed.h"
 #include "platform/wifi/wifi_config.h"
 
 namespace Vexo::Simulated {
@@ -66,7 +68,7 @@ int32_t SimulatedHotspot::EnableHotspot(Wifi::ServiceType type)
     if (!live_->Get()->wifiEnabled) {
         return Wifi::WIFI_DISABLED;
     }
-    SetActive(true);
+    TurnOn(true);
     return Wifi::WIFI_OK;
 }
 
@@ -79,7 +81,7 @@ int32_t SimulatedHotspot::DisableHotspot(Wifi::ServiceType type)
     if (type != Wifi::ServiceType::DEFAULT) {
         return Wifi::WIFI_NOT_SUPPORTED;
     }
-    SetActive(false);
+    TurnOff(Wifi::ShareClosed::ASKED);
     return Wifi::WIFI_OK;
 }
 
@@ -119,30 +121,83 @@ std::string SimulatedHotspot::ChangeKey()
     return live_->Get()->hotspotKey.empty() ? "" : CurrentSettings().ssid;
 }
 
-void SimulatedHotspot::SetActive(bool active)
+Wifi::ShareInfo SimulatedHotspot::Look()
+{
+    Wifi::ShareInfo info;
+    {
+        const MutexLock lock(mutex_);
+        info = {active_, isOpenedHere_, opening_, true, {}};
+    }
+    if (info.isOn) {
+        for (const StationRecord& station : air_.Stations()) {
+            // What the station received, this device has sent.
+            info.stations.push_back({station.macAddress, station.sentBytes, station.receivedBytes});
+        }
+    }
+    return info;
+}
+
+Result<void> SimulatedHotspot::Close(const char* reason)
+{
+    {
+        const MutexLock lock(mutex_);
+        if (!active_) {
+            return {};
+        }
+        if (!isOpenedHere_) {
+            return Fail(ErrorCode::REFUSED, "somebody else turned this hotspot on");
+        }
+    }
+    TurnOff(reason);
+    strand_.Drain();
+    return {};
+}
+
+void SimulatedHotspot::TurnOn(bool isOpenedHere)
 {
     const std::chrono::milliseconds start = live_->Get()->hotspotStartTime;
     const sptr<SimulatedHotspot> self(this);
-    MutexLock lock(mutex_);
-    if (stopped_ || active == active_) {
-        return;
-    }
-    active_ = active;
-    timer_.Cancel();
-    if (active && start.count() > 0) {
+    {
+        const MutexLock lock(mutex_);
+        if (stopped_ || active_) {
+            return;
+        }
+        active_ = true;
+        isOpenedHere_ = isOpenedHere;
+        ++opening_;
         visibleFrom_ = timers_.Now() + start;
-        timer_ = timers_.RunAfter(start, [self] { self->OnStateChanged(); });
-        return;
+        if (start.count() > 0) {
+            timer_ = timers_.RunAfter(start, [self] { self->OnStateChanged(); });
+        }
     }
-    visibleFrom_ = timers_.Now();
     strand_.Post([self] { self->Refresh(); });
+    listener_.Notify();
+}
+
+void SimulatedHotspot::TurnOff(const char* reason)
+{
+    bool wasOpenedHere = false;
+    {
+        const MutexLock lock(mutex_);
+        if (!active_) {
+            return;
+        }
+        active_ = false;
+        wasOpenedHere = std::exchange(isOpenedHere_, false);
+        timer_.Cancel();
+    }
+    strand_.Post([self = sptr<SimulatedHotspot>(this)] { self->Refresh(); });
+    if (wasOpenedHere && reason != nullptr) {
+        Wifi::ReportShareClosed(reason);
+    }
+    listener_.Notify();
 }
 
 void SimulatedHotspot::OnStateChanged()
 {
     const std::shared_ptr<const DeviceState> state = live_->Get();
     if (!state->wifiEnabled || !state->hotspotPresent) {
-        SetActive(false);
+        TurnOff(nullptr);
     }
     strand_.Post([self = sptr<SimulatedHotspot>(this)] { self->Refresh(); });
 }
@@ -154,7 +209,8 @@ AirRecord SimulatedHotspot::MakeRecord()
         proven_ = settings;
         proof_ = settings.security == HotspotSecurity::OPEN ? "" : MakeKeyProof(settings.ssid, settings.key);
     }
-    return {settings.ssid, air_.Bssid(), settings.security, proof_, AIR_ADDRESS_RANGE};
+    const bool hasInternet = UplinkOf(*live_->Get(), live_->IsJoined()).hasInternet.value_or(false);
+    return {settings.ssid, air_.Bssid(), settings.security, proof_, AIR_ADDRESS_RANGE, hasInternet};
 }
 
 void SimulatedHotspot::Refresh()
@@ -181,7 +237,7 @@ void SimulatedHotspot::Refresh()
         QuviewDFX::LogError(LABEL, "the hotspot does not come up: %{public}s", written.error().message);
         air_.Withdraw();
         published_.reset();
-        SetActive(false);
+        TurnOff(nullptr);
         return;
     }
     QuviewDFX::LogInfo(LABEL, "hotspot on: \"%{public}s\" (%{public}s)", record->ssid, SecurityName(record->security));
@@ -190,12 +246,10 @@ void SimulatedHotspot::Refresh()
 void SimulatedHotspot::Stop()
 {
     {
-        MutexLock lock(mutex_);
+        const MutexLock lock(mutex_);
         stopped_ = true;
-        active_ = false;
-        timer_.Cancel();
     }
-    strand_.Post([self = sptr<SimulatedHotspot>(this)] { self->Refresh(); });
+    TurnOff(Wifi::ShareClosed::DAEMON_STOPPED);
     strand_.Drain();
 }
 

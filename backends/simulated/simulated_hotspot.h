@@ -1,23 +1,28 @@
-// SimulatedHotspot: the access point of a simulated device (ability 1121). On means: this device has a record in the
-// air. Any thread may call it; the air is written on a strand of its own, so that no call waits for the disk.
+// SimulatedHotspot: the access point of a simulated device (ability 1121), as requests and as its sharing use it. On
+// means: this device has a record in the air. Any thread may call it; the air is written on a strand of its own, so
+// that no call of WifiHotspot waits for the disk.
 #pragma once
 
 #include <chrono>
+#include <cstdint>
+#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
 
 #include "backends/simulated/air.h"
+#include "backends/simulated/change_listener.h"
 #include "backends/simulated/live_state.h"
 #include "platform/base/mutex.h"
 #include "platform/ipc/iremote_object.h"
 #include "platform/tasks/elastic_pool.h"
 #include "platform/tasks/timers.h"
+#include "platform/wifi/share_control.h"
 #include "platform/wifi/wifi_hotspot.h"
 
 namespace Vexo::Simulated {
 
-class SimulatedHotspot : public IPCObjectStub, public Wifi::WifiHotspot {
+class SimulatedHotspot : public IPCObjectStub, public Wifi::WifiHotspot, public Wifi::ShareControl {
 public:
     // A key is generated now and used while the state names none. Stop() must be called before the last reference goes.
     SimulatedHotspot(std::shared_ptr<LiveState> live, Air air, std::string deviceName,
@@ -36,9 +41,14 @@ public:
     // which stays, else an empty text.
     std::string ChangeKey();
 
-    // On or off, whatever faults the calls have.
-    void SetActive(bool active);
-    // To be called after the live state changed: the air follows.
+    // On when this device starts, by somebody else, whatever faults the calls have.
+    void StartActive() { TurnOn(false); }
+
+    Wifi::ShareInfo Look() override;
+    [[nodiscard]] Result<void> Close(const char* reason) override;
+    void SetListener(std::function<void()> changed) override { listener_.Set(std::move(changed)); }
+
+    // To be called after the live state or the device's uplink changed: the air follows.
     void OnStateChanged();
     // Off for good; returns when the record is out of the air.
     void Stop();
@@ -51,6 +61,9 @@ private:
         bool operator==(const Settings&) const = default;
     };
 
+    void TurnOn(bool isOpenedHere);
+    // reason: of ShareClosed, for a hotspot that was opened here; null when this daemon is not who turns it off.
+    void TurnOff(const char* reason);
     Settings CurrentSettings() const;
     AirRecord MakeRecord();
     // Brings the air in line with what is wanted; on strand_ only.
@@ -64,6 +77,8 @@ private:
     mutable Mutex mutex_;
     std::string generatedKey_ GUARDED_BY(mutex_);  // secret
     bool active_ GUARDED_BY(mutex_) = false;
+    bool isOpenedHere_ GUARDED_BY(mutex_) = false;
+    uint32_t opening_ GUARDED_BY(mutex_) = 0;
     bool stopped_ GUARDED_BY(mutex_) = false;
     SteadyTime visibleFrom_ GUARDED_BY(mutex_);
     Tasks::Timer timer_ GUARDED_BY(mutex_);
@@ -73,7 +88,8 @@ private:
     Settings proven_;  // what proof_ was made of; making one is slow
     std::string proof_;
 
-    Tasks::Strand strand_;  // own synchronisation
+    ChangeListener listener_;  // own synchronisation
+    Tasks::Strand strand_;     // own synchronisation
 };
 
 }  // namespace Vexo::Simulated

@@ -1,7 +1,9 @@
 #include "backends/simulated/simulated_wifi_device.h"
 
+#include <future>
 #include <utility>
 
+#include "backends/simulated/uplink.h"
 #include "platform/base/check.h"
 #include "platform/dfx/log.h"
 #include "platform/dfx/trace.h"
@@ -22,6 +24,19 @@ Wifi::NetworkSecurity SecurityOf(const AirRecord& record)
 {
     const HotspotSecurity security = record.security;
     return {security != HotspotSecurity::OPEN, security == HotspotSecurity::WPA2, security == HotspotSecurity::WPA3};
+}
+
+const char* SecurityWord(HotspotSecurity security)
+{
+    switch (security) {
+        case HotspotSecurity::OPEN:
+            return "open";
+        case HotspotSecurity::WPA2:
+            return "WPA2";
+        case HotspotSecurity::WPA3:
+            break;
+    }
+    return "WPA3";
 }
 
 EventFwk::NetConnState NetConnStateOf(WifiLinkState state)
@@ -46,6 +61,7 @@ SimulatedWifiDevice::SimulatedWifiDevice(std::shared_ptr<LiveState> live, Air ai
       events_(std::move(events)),
       searchLimit_(searchLimit),
       timers_(timers),
+      presence_(air_),
       station_(timers)
 {
 }
@@ -102,6 +118,47 @@ int32_t SimulatedWifiDevice::ConnectToDevice(const WifiDeviceConfig& config)
     return Wifi::WIFI_OK;
 }
 
+std::optional<Wifi::JoinedNetwork> SimulatedWifiDevice::Joined()
+{
+    const Station::Join join = station_.Current();
+    const MutexLock lock(mutex_);
+    const bool isCurrent =
+        join.state == Station::State::CONNECTED && joined_.has_value() && joined_->attempt == join.attempt;
+    return isCurrent ? joined_ : std::nullopt;
+}
+
+std::optional<AirRecord> SimulatedWifiDevice::JoinedHotspot(uint32_t attempt)
+{
+    const bool isJoined = station_.Current().state == Station::State::CONNECTED;
+    std::string bssid;
+    {
+        const MutexLock lock(mutex_);
+        if (!isJoined || !joined_ || joined_->attempt != attempt) {
+            return std::nullopt;
+        }
+        bssid = joinedBssid_;
+    }
+    for (AirRecord& record : air_.Look()) {
+        if (record.bssid == bssid) {
+            return std::move(record);
+        }
+    }
+    return std::nullopt;
+}
+
+Result<Wifi::LeftNetwork> SimulatedWifiDevice::Leave(uint32_t attempt, std::chrono::milliseconds limit)
+{
+    const auto ended = std::make_shared<std::promise<bool>>();
+    std::future<bool> hasEnded = ended->get_future();
+    const bool isPosted = strand_.Post(
+        [self = sptr<SimulatedWifiDevice>(this), ended, attempt] { ended->set_value(self->EndByWish(attempt)); });
+    if (!isPosted || hasEnded.wait_for(limit) != std::future_status::ready) {
+        return Fail(ErrorCode::UNAVAILABLE, "the simulated radio has not left its network yet");
+    }
+    const std::shared_ptr<const DeviceState> state = live_->Get();
+    return Wifi::LeftNetwork{hasEnded.get(), IsOnOwnWifi(*state, live_->IsJoined()) ? state->ownWifi : ""};
+}
+
 void SimulatedWifiDevice::OnStateChanged()
 {
     PostLook();
@@ -113,6 +170,7 @@ void SimulatedWifiDevice::Stop()
     strand_.Post([self = sptr<SimulatedWifiDevice>(this)] {
         self->stopped_ = true;
         self->StopLooking();
+        self->ClearJoined();
     });
     strand_.Drain();
 }
@@ -125,6 +183,9 @@ bool SimulatedWifiDevice::PostLook()
 void SimulatedWifiDevice::Look()
 {
     const Station::Join join = station_.Current();
+    if (join.state != Station::State::CONNECTED && ClearJoined()) {
+        listener_.Notify();
+    }
     if (stopped_ || !join.IsUnderWay()) {
         StopLooking();
         return;
@@ -143,6 +204,8 @@ void SimulatedWifiDevice::Look()
         LookWhileConnecting(join, sighting);
     } else if (!sighting.isVisible || sighting.mismatch) {
         End(join.attempt, sighting.mismatch.value_or(Wifi::HotspotGone()));
+    } else {
+        PutRecord(sighting.record.bssid);
     }
 }
 
@@ -167,10 +230,63 @@ void SimulatedWifiDevice::LookWhileConnecting(const Station::Join& join, const S
         LookAgainIn(std::chrono::ceil<std::chrono::microseconds>(joinedAt_ - now));
     } else if (sighting.mismatch) {
         End(join.attempt, *sighting.mismatch);
-    } else if (station_.OnConnected(join.attempt, sighting.bssid, air_.StationAddress())) {
+    } else {
+        OnJoined(join, sighting.record);
+    }
+}
+
+void SimulatedWifiDevice::OnJoined(const Station::Join& join, const AirRecord& hotspot)
+{
+    {
+        const MutexLock lock(mutex_);
+        joined_ = {join.attempt, join.config.ssid,  SecurityWord(hotspot.security),
+                   "simulated",  air_.StationMac(), air_.StationAddress(),
+                   AIR_GATEWAY,  {AIR_GATEWAY}};
+        joinedBssid_ = hotspot.bssid;
+    }
+    live_->SetJoined(true);
+    PutRecord(hotspot.bssid);
+    if (station_.OnConnected(join.attempt, hotspot.bssid, air_.StationAddress())) {
         timer_.Cancel();
         Publish(WifiLinkState::CONNECTED);
+        listener_.Notify();
     }
+}
+
+void SimulatedWifiDevice::PutRecord(const std::string& bssid)
+{
+    const std::shared_ptr<const DeviceState> state = live_->Get();
+    const StationRecord record{bssid, air_.StationMac(), state->receivedBytes, state->sentBytes};
+    if (record == record_) {
+        return;
+    }
+    if (const Result<void> put = presence_.Put(record); !put) {
+        QuviewDFX::LogError(LABEL, "the hotspot does not see this station: %{public}s", put.error().message);
+        return;
+    }
+    record_ = record;
+}
+
+bool SimulatedWifiDevice::ClearJoined()
+{
+    if (!live_->IsJoined()) {
+        return false;
+    }
+    live_->SetJoined(false);
+    presence_.Remove();
+    record_.reset();
+    return true;
+}
+
+bool SimulatedWifiDevice::EndByWish(uint32_t attempt)
+{
+    const Station::Join join = station_.Current();
+    if (join.attempt != attempt || !join.IsUnderWay()) {
+        return false;
+    }
+    station_.configs.Remove(join.config);
+    End(attempt, {JoinFailure::ENDED_HERE, "disconnected at this device"});
+    return true;
 }
 
 SimulatedWifiDevice::Sighting SimulatedWifiDevice::Sight(const WifiDeviceConfig& wanted)
@@ -180,7 +296,7 @@ SimulatedWifiDevice::Sighting SimulatedWifiDevice::Sight(const WifiDeviceConfig&
         if (record.ssid != wanted.ssid) {
             continue;
         }
-        sighting = {true, record.bssid, MismatchOf(wanted, record)};
+        sighting = {true, record, MismatchOf(wanted, record)};
         if (!sighting.mismatch) {
             break;
         }
@@ -234,9 +350,13 @@ void SimulatedWifiDevice::StopLooking()
 
 void SimulatedWifiDevice::End(uint32_t attempt, const LinkEnd& end)
 {
+    const bool wasJoined = ClearJoined();
     if (const std::optional<WifiLinkState> state = station_.OnEnded(attempt, end)) {
         StopLooking();
         Publish(*state);
+    }
+    if (wasJoined) {
+        listener_.Notify();
     }
 }
 

@@ -73,6 +73,9 @@ public:
     {
         return Find<EventFwk::ICommonEventService>(COMMON_EVENT_SERVICE_ID);
     }
+    Wifi::ShareControl& Share() { return device_->Share(); }
+    Wifi::StationControl& Wish() { return device_->Station(); }
+    Network::NetworkMonitor& Network() { return device_->Network(); }
     const Simulated::SimulatedDeviceOptions& Options() const { return options_; }
 
     // What another device sees of the air.
