@@ -176,7 +176,7 @@ void AddNetworkRows(Rows& rows)
 {
     using D = DeviceState;
     const Rows network = {
-        {"network.wifi", TextKind("a text"), &D::ownWifi,
+        {"network.wifi", TextKind("empty, or a name"), &D::ownWifi,
          Means("the user's own Wi-Fi network, which this device is on while it has not joined a hotspot; empty: none")},
         {"network.wire", NamedKind(SWITCH_NAMES), &D::hasOwnWire, Means("a wire with internet is plugged in")},
         {"network.in_reach", InReachKind(), &D::inReach,
