@@ -21,6 +21,7 @@ enum class ErrorCode : uint8_t {
     TIMED_OUT,          // the other side did not answer within the limit
     REFUSED,            // the other side answered with a failure of its own
     UNTRUSTED,          // a certificate, key or proof does not hold
+    CANCELLED,          // somebody here does not want the result any more
     EXPIRED,            // it is outside its time of validity by this device's clock
     SYSTEM,             // the operating system or a library failed: disk, descriptors, memory
 };

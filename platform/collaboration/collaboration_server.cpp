@@ -6,6 +6,7 @@
 
 #include "platform/ability/iservice_registry.h"
 #include "platform/base/never_destroyed.h"
+#include "platform/base/text.h"
 #include "platform/dfx/log.h"
 #include "platform/softbus/session.h"
 #include "platform/tasks/elastic_pool.h"
@@ -77,15 +78,16 @@ int32_t FromSoftBus(int result)
 
 }  // namespace
 
-CollaborationServer::CollaborationServer(std::chrono::milliseconds startLimit, Tasks::Timers& timers)
-    : startLimit_(startLimit), timers_(timers)
+CollaborationServer::CollaborationServer(std::chrono::milliseconds startLimit, Tasks::Timers& timers,
+                                         SoftBus::PeerPolicy* policy)
+    : startLimit_(startLimit), timers_(timers), policy_(policy)
 {
 }
 
 Result<sptr<CollaborationServer>> CollaborationServer::Start(std::chrono::milliseconds startLimit,
-                                                             Tasks::Timers& timers)
+                                                             Tasks::Timers& timers, SoftBus::PeerPolicy* policy)
 {
-    auto server = MakeSptr<CollaborationServer>(startLimit, timers);
+    auto server = MakeSptr<CollaborationServer>(startLimit, timers, policy);
     {
         const MutexLock lock(CurrentServer().mutex);
         if (CurrentServer().server) {
@@ -211,7 +213,7 @@ int32_t CollaborationServer::Ask(const SessionPtr& session, const TargetInfo& ta
                              parcel);
     const int sent = fits ? Send(session->id, parcel) : SOFTBUS_OK;
 
-    const MutexLock lock(mutex_);
+    MutexLock lock(mutex_);
     while (fits && sent == SOFTBUS_OK && !pending.answered && session->stage == Stage::OPEN) {
         if (!changed_.WaitUntil(mutex_, deadline)) {
             break;
@@ -223,6 +225,11 @@ int32_t CollaborationServer::Ask(const SessionPtr& session, const TargetInfo& ta
     }
     if (pending.answered) {
         if (pending.code != COLLABORATION_OK) {
+            lock.Unlock();
+            const SoftBus::PeerRefusal refusal = SoftBus::PeerRefusalOf(pending.code);
+            if (refusal != SoftBus::PeerRefusal::NONE && policy_ != nullptr) {
+                policy_->OnRefusedBy(session->networkId, refusal);
+            }
             return COLLABORATION_PEER_FAILED;
         }
         session->abilities.insert(systemAbilityId);
@@ -399,6 +406,9 @@ int32_t CollaborationServer::Wake(int32_t sessionId, int32_t systemAbilityId)
                            systemAbilityId);
         return COLLABORATION_PEER_FAILED;
     }
+    if (const int32_t code = Admit(sessionId); code != COLLABORATION_OK) {
+        return code;
+    }
     const auto manager = SystemAbilityManagerClient::GetInstance().GetSystemAbilityManager();
     const int32_t loaded = manager ? manager->LoadSystemAbility(systemAbilityId) : ERR_NOT_FOUND;
     if (loaded != ERR_OK) {
@@ -416,6 +426,28 @@ int32_t CollaborationServer::Wake(int32_t sessionId, int32_t systemAbilityId)
     }
     (void)manager->AnnounceSystemAbility(COLL_FWK_SA_ID);
     return COLLABORATION_OK;
+}
+
+int32_t CollaborationServer::Admit(int32_t sessionId)
+{
+    std::string networkId;
+    {
+        const MutexLock lock(mutex_);
+        const auto session = sessions_.find(sessionId);
+        if (session == sessions_.end()) {
+            return COLLABORATION_NO_SUCH_SESSION;
+        }
+        networkId = session->second->networkId;
+    }
+    const SoftBus::PeerRefusal refusal = policy_ != nullptr ? policy_->Admit(networkId) : SoftBus::PeerRefusal::NONE;
+    if (refusal == SoftBus::PeerRefusal::NONE) {
+        return COLLABORATION_OK;
+    }
+    if (const auto leftOut = refusalLines_.Admit(networkId)) {
+        QuviewDFX::LogInfo(LABEL, "a start from %{public}s is refused by the owner's rules: %{public}s%{public}s",
+                           ShortId(networkId), NameOf(SoftBus::PEER_REFUSAL_NAMES, refusal), *leftOut);
+    }
+    return static_cast<int32_t>(refusal);
 }
 
 void CollaborationServer::Answer(int32_t sessionId, uint32_t request, int32_t code)

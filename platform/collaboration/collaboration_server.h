@@ -17,7 +17,9 @@
 #include "platform/collaboration/collaboration_ability.h"
 #include "platform/collaboration/collaboration_message.h"
 #include "platform/collaboration/data_channel.h"
+#include "platform/dfx/log_limit.h"
 #include "platform/ipc/iremote_object.h"
+#include "platform/softbus/peer_policy.h"
 #include "platform/tasks/timers.h"
 
 namespace Vexo::CollaborationFwk {
@@ -36,11 +38,12 @@ inline constexpr std::chrono::seconds COLLABORATION_EXPIRY{30};
 
 class CollaborationServer : public ICollaborationService, public IPCObjectStub {
 public:
-    // Serves peers from now on. One at a time in a process. startLimit: the longest that StartCollaboration blocks. The
-    // error says what the soft bus refused.
+    // Serves peers from now on. One at a time in a process. startLimit: the longest that StartCollaboration blocks.
+    // policy: decides which devices may wake a service here, and hears whose owners refused this device; outlives the
+    // server; null: every device may. The error says what the soft bus refused.
     [[nodiscard]] static Result<sptr<CollaborationServer>> Start(
         std::chrono::milliseconds startLimit = COLLABORATION_START_LIMIT,
-        Tasks::Timers& timers = Tasks::Timers::System());
+        Tasks::Timers& timers = Tasks::Timers::System(), SoftBus::PeerPolicy* policy = nullptr);
     // Ends every collaboration; starts that wait fail. Idempotent.
     void Stop();
 
@@ -83,7 +86,7 @@ private:
         int32_t code = COLLABORATION_OK;
     };
 
-    CollaborationServer(std::chrono::milliseconds startLimit, Tasks::Timers& timers);
+    CollaborationServer(std::chrono::milliseconds startLimit, Tasks::Timers& timers, SoftBus::PeerPolicy* policy);
 
     // Waits for the open session to the peer: the known one (reused, if it was open already) or a new one. A
     // CollaborationResult.
@@ -103,6 +106,8 @@ private:
 
     void HandleStart(int32_t sessionId, const StartMessage& start);
     int32_t Wake(int32_t sessionId, int32_t systemAbilityId);
+    // The policy's answer for the other device of the session: COLLABORATION_OK, or the code that refuses the start.
+    int32_t Admit(int32_t sessionId);
     void Answer(int32_t sessionId, uint32_t request, int32_t code);
 
     // False when the session takes no more.
@@ -110,7 +115,9 @@ private:
     void HandleReady(int32_t sessionId);
 
     const std::chrono::milliseconds startLimit_;
-    Tasks::Timers& timers_;  // sessions expire by them; what blocks goes by the system's clock
+    Tasks::Timers& timers_;                          // sessions expire by them; what blocks goes by the system's clock
+    SoftBus::PeerPolicy* const policy_;              // may be null; called without mutex_
+    QuviewDFX::LogLimit<std::string> refusalLines_;  // by network id
     Mutex mutex_;
     CondVar changed_;  // a session opened or ended, or an answer came
     bool stopped_ GUARDED_BY(mutex_) = false;

@@ -6,6 +6,7 @@
 #include <cstdint>
 #include <string>
 
+#include "platform/base/named_values.h"
 #include "platform/base/nocopyable.h"
 
 namespace Vexo::SoftBus {
@@ -22,6 +23,14 @@ enum class PeerRefusal : int32_t {
 };
 inline constexpr int32_t FIRST_PEER_REFUSAL = -104;
 inline constexpr int32_t LAST_PEER_REFUSAL = -100;
+
+// For log lines and events.
+inline constexpr NamedValue<PeerRefusal> PEER_REFUSAL_NAMES[] = {{"NONE", PeerRefusal::NONE},
+                                                                 {"NOT_ALLOWED", PeerRefusal::NOT_ALLOWED},
+                                                                 {"OWNER_ASKED", PeerRefusal::OWNER_ASKED},
+                                                                 {"NOT_ANSWERED", PeerRefusal::NOT_ANSWERED},
+                                                                 {"BATTERY_FLOOR", PeerRefusal::BATTERY_FLOOR},
+                                                                 {"DATA_LIMIT", PeerRefusal::DATA_LIMIT}};
 
 // NONE for a value that is no refusal.
 inline constexpr PeerRefusal PeerRefusalOf(int32_t value)

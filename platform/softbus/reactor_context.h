@@ -19,6 +19,7 @@
 namespace Vexo::SoftBus {
 
 class Dial;
+class PeerPolicy;
 class StateExchange;
 
 struct ReactorContext : public NoCopyable {
@@ -28,7 +29,9 @@ struct ReactorContext : public NoCopyable {
     std::vector<std::shared_ptr<Transport>> transports;
     std::string ownNetworkId;
     Hello ownHello;
-    size_t peerShare = 0;  // sessions that one peer may have opened
+    size_t peerShare = 0;                // sessions that one peer may have opened
+    PeerPolicy* policy = nullptr;        // null: every member may open every session
+    std::set<std::string> openSessions;  // names of session servers that the policy is not asked about
     std::function<void()> onlineChanged;
     // Makes the channels listen more intensively while the handle lives (AnnouncementChannel::Seek); null if none can.
     // Empty until all channels have started.

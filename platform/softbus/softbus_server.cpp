@@ -117,6 +117,8 @@ Server::Server(SoftBusOptions options)
 {
     context_.linkSetup.maxQueuedBytes = options_.maxQueuedBytes;
     context_.peerShare = options_.peerShare;
+    context_.policy = options_.policy;
+    context_.openSessions = {options_.openSessions.begin(), options_.openSessions.end()};
     context_.onlineChanged = options_.onlineChanged;
     context_.exchange = &exchange_;
 }

@@ -15,6 +15,7 @@
 #include "platform/ipc/iremote_object.h"
 #include "platform/softbus/discovery/announcement_channel.h"
 #include "platform/softbus/enrolment/invitation.h"
+#include "platform/softbus/peer_policy.h"
 #include "platform/softbus/softbus_service.h"
 #include "platform/softbus/transport/transport.h"
 #include "platform/tasks/timers.h"
@@ -45,8 +46,11 @@ struct SoftBusOptions {
     // The soft bus changed that folder: it adopted a state or a certificate, or learned that the account removed this
     // device (Identity::removedAt). On a strand; may block.
     std::function<void()> identityChanged;
-    std::vector<AnnouncementChannelFactory> channels;        // beside the folder
-    std::vector<TransportFactory> moreTransports;            // beside TCP, in order of preference
+    std::vector<AnnouncementChannelFactory> channels;  // beside the folder
+    std::vector<TransportFactory> moreTransports;      // beside TCP, in order of preference
+    // Decides who may open sessions of this device; outlives the soft bus. Null: every member of the account.
+    PeerPolicy* policy = nullptr;
+    std::vector<std::string> openSessions;                   // names of session servers that it is not asked about
     Tasks::Timers* ticketTimers = &Tasks::Timers::System();  // by which tickets end; outlive the soft bus
 };
 

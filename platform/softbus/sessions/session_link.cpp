@@ -7,6 +7,7 @@
 #include "platform/softbus/account/state_exchange.h"
 #include "platform/softbus/discovery/hello.h"
 #include "platform/softbus/discovery/route.h"
+#include "platform/softbus/peer_policy.h"
 #include "platform/softbus/softbus_log.h"
 
 namespace Vexo::SoftBus {
@@ -119,6 +120,10 @@ void Sessions::SessionLink::OnOpened(const std::string& payload)
     } else if (result.value() == SOFTBUS_OK) {
         ReportResult(SOFTBUS_OK);
     } else {
+        const PeerRefusal refusal = PeerRefusalOf(result.value());
+        if (refusal != PeerRefusal::NONE && sessions_.context_.policy != nullptr) {
+            sessions_.context_.policy->OnRefusedBy(session_->Request().peerNetworkId, refusal);
+        }
         // The peer's codes are not passed on, except those that say that it has no room.
         const bool isFull = result.value() == SOFTBUS_LIMIT || result.value() == SOFTBUS_PEER_SHARE;
         ReportResult(isFull ? result.value() : SOFTBUS_PEER_REFUSED);

@@ -4,6 +4,7 @@
 
 #include "platform/base/check.h"
 #include "platform/base/text.h"
+#include "platform/softbus/peer_policy.h"
 #include "platform/softbus/sessions/session_link.h"
 #include "platform/softbus/softbus_log.h"
 
@@ -75,6 +76,9 @@ void Sessions::AdoptInbound(const std::shared_ptr<Link>& link, const std::string
         RefuseOpen(link, SOFTBUS_PEER_SHARE, "that device has its share open");
         return;
     }
+    if (!IsAdmitted(link, open.value())) {
+        return;
+    }
     const auto waiting = std::make_shared<WaitingPeer>(*this, link, open.value());
     waitingPeers_.insert(waiting);
     CountPending();
@@ -92,6 +96,28 @@ size_t Sessions::CountOpenedBy(const std::string& peerNetworkId) const
     const auto waiting = std::count_if(waitingPeers_.begin(), waitingPeers_.end(),
                                        [&](const auto& peer) { return peer->PeerNetworkId() == peerNetworkId; });
     return table_->InboundCount(peerNetworkId) + static_cast<size_t>(waiting);
+}
+
+// Asked when the open arrives, so that a refusal does not wait for the session server.
+bool Sessions::IsAdmitted(const std::shared_ptr<Link>& link, const struct Open& open)
+{
+    const std::string& peer = link->PeerNetworkId();
+    if (context_.policy == nullptr || context_.openSessions.contains(open.serverName) ||
+        !context_.account.IsMember(peer)) {
+        return true;  // Accept answers a device that is no member
+    }
+    const PeerRefusal refusal = context_.policy->Admit(peer);
+    if (refusal == PeerRefusal::NONE) {
+        return true;
+    }
+    if (const auto leftOut = refusalLines_.Admit(peer)) {
+        QuviewDFX::LogInfo(LOG_SOFTBUS,
+                           "a session from %{public}s is refused by the owner's rules: %{public}s%{public}s",
+                           ShortId(peer), NameOf(PEER_REFUSAL_NAMES, refusal), *leftOut);
+    }
+    link->Send(FrameKind::OPENED, EncodeOpened(static_cast<int32_t>(refusal)));
+    link->Close();
+    return false;
 }
 
 void Sessions::Accept(const std::shared_ptr<Link>& link, const struct Open& open, std::shared_ptr<SessionServer> server)

@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "platform/base/nocopyable.h"
+#include "platform/dfx/log_limit.h"
 #include "platform/softbus/reactor_context.h"
 #include "platform/softbus/sessions/session_table.h"
 
@@ -60,6 +61,8 @@ private:
     friend class WaitingPeer;
 
     size_t CountOpenedBy(const std::string& peerNetworkId) const;
+    // Asks the policy about that open; answers a refusal.
+    bool IsAdmitted(const std::shared_ptr<Link>& link, const struct Open& open);
     void Accept(const std::shared_ptr<Link>& link, const struct Open& open, std::shared_ptr<SessionServer> server);
     void CountPending() { pendingCount_ = links_.size() + waitingPeers_.size() - openCount_.load(); }
 
@@ -67,6 +70,7 @@ private:
     const std::shared_ptr<SessionTable> table_;
     std::map<int, std::shared_ptr<SessionLink>> links_;  // by session id
     std::set<std::shared_ptr<WaitingPeer>> waitingPeers_;
+    QuviewDFX::LogLimit<std::string> refusalLines_;  // by network id
     std::atomic<size_t> openCount_{0};
     std::atomic<size_t> pendingCount_{0};
     bool stopped_ = false;

@@ -7,9 +7,11 @@
 #include <limits>
 #include <set>
 
+#include "platform/base/text.h"
 #include "platform/collaboration/collaboration_server.h"
 #include "platform/tasks/elastic_pool.h"
 #include "tests/support/fake_ability_manager.h"
+#include "tests/support/fake_peer_policy.h"
 #include "tests/support/fake_soft_bus.h"
 #include "tests/support/log_capture.h"
 #include "tests/support/manual_timers.h"
@@ -148,7 +150,7 @@ protected:
     {
         SystemAbilityManagerClient::GetInstance().SetSystemAbilityManager(registry);
         registry->AddSystemAbility(SOFTBUS_SERVER_SA_ID, bus);
-        server = CollaborationServer::Start(COLLABORATION_START_LIMIT, timers).value();
+        server = CollaborationServer::Start(COLLABORATION_START_LIMIT, timers, &policy).value();
         registry->AddSystemAbility(COLL_FWK_SA_ID, server);
     }
     void TearDown() override
@@ -182,6 +184,7 @@ protected:
     const sptr<LoopbackBus> bus = MakeSptr<LoopbackBus>();
     CollaborationAbility& ability = CollaborationAbility::GetInstance();
     Vexo::Tests::ManualTimers timers;
+    Vexo::Tests::FakePeerPolicy policy;
     sptr<CollaborationServer> server;
 };
 
@@ -205,6 +208,27 @@ TEST_F(CollaborationTest, StartsShareASessionAndEachWakesThePeersService)
     EXPECT_EQ(other.get(), session);
     EXPECT_EQ(registry->loads, 3);
     EXPECT_EQ(bus->openings, 1);
+}
+
+TEST_F(CollaborationTest, RefusedStartWakesNothingAndSaysWhyToThePolicyOfItsStarter)
+{
+    const std::string& peer = LoopbackBus::PEER;
+    const Vexo::Tests::LogCapture log;
+    for (const auto refusal : {SoftBus::PeerRefusal::NOT_ALLOWED, SoftBus::PeerRefusal::NOT_ANSWERED}) {
+        policy.answer = refusal;
+        EXPECT_EQ(Start().code, COLLABORATION_PEER_FAILED);
+        EXPECT_EQ(policy.Take(),
+                  (std::vector<std::string>{"admit " + peer,
+                                            "refused " + peer + " " + std::to_string(static_cast<int>(refusal))}));
+    }
+    EXPECT_EQ(log.Count("a start from " + ShortId(peer) + " is refused by the owner's rules: NOT_ALLOWED"), 1u);
+    EXPECT_EQ(log.Count("refused by the owner's rules"), 1u) << "one line a minute";
+    EXPECT_EQ(registry->loads, 0);
+    EXPECT_TRUE(Running().empty());
+    policy.answer = SoftBus::PeerRefusal::NONE;
+    Started();
+    EXPECT_EQ(bus->openings, 1) << "the session was kept";
+    EXPECT_EQ(policy.Take(), (std::vector<std::string>{"admit " + peer}));
 }
 
 TEST_F(CollaborationTest, UnusedSessionExpiresOnBothSides)

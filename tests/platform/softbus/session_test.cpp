@@ -10,6 +10,7 @@
 #include "platform/softbus/transport/tcp_transport.h"
 #include "tests/platform/softbus/session_suite.h"
 #include "tests/support/fake_ability_manager.h"
+#include "tests/support/fake_peer_policy.h"
 #include "tests/support/log_capture.h"
 
 namespace Vexo::SoftBus::Tests {
@@ -114,6 +115,55 @@ TEST_F(SessionTest, ExceptionOnTheReactorIsLoggedAndTheDeviceWorksOn)
     EXPECT_EQ(atLaptop.WaitFor(Kind::OPENED, id).result, 0);
     watch->Stop();
     EXPECT_TRUE(Eventually([&] { return !SeesOnline(tablet, watchIdentity.networkId); }));
+}
+
+TEST_F(SessionTest, PolicyRefusesSessionsAtOnceAndTheOpenerHearsWhyBeforeItsCallback)
+{
+    Vexo::Tests::FakePeerPolicy servers;
+    Vexo::Tests::FakePeerPolicy openers;
+    SoftBusOptions options;
+    options.policy = &servers;
+    options.openSessions = {"test.free"};
+    const Trust::Identity tabletIdentity = account.Enrol("tablet");
+    const auto tablet = StartBus(tabletIdentity, "tablet", {}, options);
+    options.policy = &openers;
+    const auto watch = StartBus(account.Enrol("watch"), "watch", {tablet->ListenAddress()}, options);
+    const std::string watchId = watch->LocalNode().networkId;
+    for (const char* name : {NAME, "test.free", "test.never"}) {
+        ASSERT_EQ(watch->CreateSessionServer(PKG, name, Listener<0>::Table()), 0);
+    }
+    for (const char* name : {NAME, "test.free"}) {
+        ASSERT_EQ(tablet->CreateSessionServer(PKG, name, Listener<1>::Table()), 0);
+    }
+    ASSERT_TRUE(Meet(watch, tablet));
+    const Vexo::Tests::LogCapture log;
+    struct Row {
+        const char* server;
+        PeerRefusal answer;
+        int result;
+        std::string atTablet;
+        std::string atWatch;
+    };
+    const auto refused = [&](int value) { return "refused " + tabletIdentity.networkId + " " + std::to_string(value); };
+    for (const Row& row : std::vector<Row>{
+             {NAME, PeerRefusal::NONE, SOFTBUS_OK, "admit " + watchId, ""},
+             {NAME, PeerRefusal::OWNER_ASKED, SOFTBUS_PEER_REFUSED, "admit " + watchId, refused(-101)},
+             {"test.never", PeerRefusal::DATA_LIMIT, SOFTBUS_PEER_REFUSED, "admit " + watchId, refused(-104)},
+             {"test.free", PeerRefusal::NOT_ALLOWED, SOFTBUS_OK, "", ""}}) {
+        servers.answer = row.answer;
+        std::vector<std::string> heardBefore;
+        atLaptop.Clear();
+        atLaptop.OnEvent(Kind::OPENED, [&](const Event&) { heardBefore = openers.Take(); });
+        const auto began = std::chrono::steady_clock::now();
+        const int id = watch->OpenSession(row.server, row.server, tabletIdentity.networkId, ByteSession());
+        EXPECT_EQ(atLaptop.WaitFor(Kind::OPENED, id).result, row.result) << row.server;
+        EXPECT_LT(std::chrono::steady_clock::now() - began, 2s) << "it waited for a session server";
+        atLaptop.Clear();
+        EXPECT_EQ(heardBefore, row.atWatch.empty() ? std::vector<std::string>{} : std::vector{row.atWatch});
+        EXPECT_EQ(servers.Take(), row.atTablet.empty() ? std::vector<std::string>{} : std::vector{row.atTablet});
+    }
+    EXPECT_EQ(log.Count("refused by the owner's rules: OWNER_ASKED"), 1u);
+    EXPECT_EQ(log.Count("refused by the owner's rules"), 1u) << "one line a minute";
 }
 
 TEST_F(SessionTest, PlainFunctionsCheckTheirArgumentsAndReachTheAbility)

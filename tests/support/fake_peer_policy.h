@@ -1,0 +1,28 @@
+// FakePeerPolicy: answers what the test sets, and keeps a trail of what it was asked and told: "admit <network id>" or
+// "refused <network id> <value>". Any thread.
+#pragma once
+
+#include <atomic>
+#include <string>
+
+#include "platform/softbus/peer_policy.h"
+#include "tests/support/trail.h"
+
+namespace Vexo::Tests {
+
+class FakePeerPolicy : public SoftBus::PeerPolicy, public Trail<std::string> {
+public:
+    std::atomic<SoftBus::PeerRefusal> answer{SoftBus::PeerRefusal::NONE};
+
+    SoftBus::PeerRefusal Admit(const std::string& networkId) override
+    {
+        Add("admit " + networkId);
+        return answer;
+    }
+    void OnRefusedBy(const std::string& networkId, SoftBus::PeerRefusal why) override
+    {
+        Add("refused " + networkId + " " + std::to_string(static_cast<int>(why)));
+    }
+};
+
+}  // namespace Vexo::Tests
