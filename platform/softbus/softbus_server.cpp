@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <asio/executor_work_guard.hpp>
+#include <asio/ip/address.hpp>
 #include <asio/post.hpp>
 #include <thread>
 
@@ -58,6 +59,7 @@ public:
     std::vector<Node> Nodes() override { return ListNodes(context_); }
     Node LocalNode() override;
     void Scan(std::function<void()> done) override;
+    void SuggestAddress(const std::string& networkId, const std::string& ipAddress) override;
     void SendAccountKey(const std::string& networkId, std::string key,
                         std::function<void(Result<void> result)> done) override;
     void UseIdentity(Trust::Identity identity) override { exchange_.UseIdentity(std::move(identity)); }
@@ -334,6 +336,18 @@ void Server::Scan(std::function<void()> done)
     if (!PostWhileRunning([this, done] { finder_.Scan(done); })) {
         done();
     }
+}
+
+void Server::SuggestAddress(const std::string& networkId, const std::string& ipAddress)
+{
+    asio::error_code error;
+    asio::ip::make_address(ipAddress, error);
+    if (error) {
+        QuviewDFX::LogWarn(LOG_SOFTBUS, "\"%{public}s\" is no IP address; %{public}s is not tried there", ipAddress,
+                           ShortId(networkId));
+        return;
+    }
+    context_.devices.SuggestHost(networkId, ipAddress);
 }
 
 Node Server::LocalNode()

@@ -262,6 +262,21 @@ std::vector<PeerAddress> KnownDevices::Addresses(const std::string& networkId) c
     return found == entries_.end() ? std::vector<PeerAddress>{} : found->second.addresses;
 }
 
+void KnownDevices::SuggestHost(const std::string& networkId, const std::string& ipAddress)
+{
+    if (IsKnown(networkId)) {
+        const MutexLock lock(mutex_);
+        suggestedHosts_[networkId] = ipAddress;
+    }
+}
+
+std::string KnownDevices::SuggestedHost(const std::string& networkId) const
+{
+    const MutexLock lock(mutex_);
+    const auto found = suggestedHosts_.find(networkId);
+    return found == suggestedHosts_.end() ? std::string() : found->second;
+}
+
 std::vector<Node> KnownDevices::List() const
 {
     std::vector<Node> nodes;

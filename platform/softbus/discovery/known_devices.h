@@ -73,6 +73,9 @@ public:
     bool HadRecentContact(const std::string& networkId) const EXCLUDES(mutex_);
     // The addresses of the device, those of its last HELLO first; empty for an unknown device.
     std::vector<PeerAddress> Addresses(const std::string& networkId) const EXCLUDES(mutex_);
+    // Where the device may be in this run, beside its addresses: an IP address; empty: none. Replaces an earlier one.
+    void SuggestHost(const std::string& networkId, const std::string& ipAddress) EXCLUDES(mutex_);
+    std::string SuggestedHost(const std::string& networkId) const EXCLUDES(mutex_);
     // All known devices that were met, in no order. online is true after recent contact; clockAhead is also set for
     // devices that are away.
     std::vector<Node> List() const EXCLUDES(mutex_);
@@ -105,10 +108,11 @@ private:
     std::string accountId_;       // the same
     mutable Mutex mutex_;
     std::map<std::string, Entry> entries_ GUARDED_BY(mutex_);
-    bool isChanged_ GUARDED_BY(mutex_) = false;  // since the last write
-    bool isQueued_ GUARDED_BY(mutex_) = false;   // a write waits on the strand
-    SteadyTime savedAt_ GUARDED_BY(mutex_){};    // when a write was last queued
-    bool hasFailed_ = false;                     // the last write; used on the strand only
+    std::map<std::string, std::string> suggestedHosts_ GUARDED_BY(mutex_);  // by network id; of known devices
+    bool isChanged_ GUARDED_BY(mutex_) = false;                             // since the last write
+    bool isQueued_ GUARDED_BY(mutex_) = false;                              // a write waits on the strand
+    SteadyTime savedAt_ GUARDED_BY(mutex_){};                               // when a write was last queued
+    bool hasFailed_ = false;                                                // the last write; used on the strand only
     Tasks::Strand strand_;
 };
 

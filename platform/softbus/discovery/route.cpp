@@ -2,6 +2,9 @@
 
 #include <algorithm>
 #include <iterator>
+#include <optional>
+
+#include "platform/base/host_port.h"
 
 namespace Vexo::SoftBus {
 
@@ -24,6 +27,35 @@ std::vector<const Transport*> TransportsOf(const ReactorContext& context, const 
         choose([type](const Transport& transport) { return transport.Carries(static_cast<LinkType>(type)); });
     }
     return chosen;
+}
+
+constexpr const char* TCP = "tcp";
+
+// The suggested host with the device's TCP port. None without both, or once another device has answered there. Where
+// the device was reached counts before what is announced, which may be a replay.
+std::optional<PeerAddress> SuggestedAddress(const ReactorContext& context, const std::string& networkId,
+                                            std::vector<PeerAddress> known)
+{
+    const std::string host = context.devices.SuggestedHost(networkId);
+    const std::vector<PeerAddress> announced = context.sightings.Addresses(networkId);
+    known.insert(known.end(), announced.begin(), announced.end());
+    for (const PeerAddress& address : known) {
+        const auto parsed = ParseHostPort(address.address);
+        if (!host.empty() && address.transport == TCP && parsed) {
+            PeerAddress suggested{TCP, ToText({host, parsed.value().port})};
+            return context.sightings.IsAvoided(networkId, suggested) ? std::nullopt : std::optional(suggested);
+        }
+    }
+    return std::nullopt;
+}
+
+void TryFirst(const PeerAddress& where, std::vector<Route>& routes)
+{
+    std::erase_if(routes, [&](const Route& route) { return route.where == where; });
+    for (Route& route : routes) {
+        route.after += NEXT_ADDRESS_DELAY;
+    }
+    routes.insert(routes.begin(), {where, std::chrono::milliseconds(0)});
 }
 
 }  // namespace
@@ -66,6 +98,12 @@ std::vector<Route> RoutesTo(const ReactorContext& context, const std::string& ne
     add(second, first.empty() ? std::chrono::milliseconds(0) : ANNOUNCED_AHEAD);
     std::stable_sort(routes.begin(), routes.end(), [](const Route& a, const Route& b) { return a.after < b.after; });
     add(last, routes.empty() ? std::chrono::milliseconds(0) : routes.back().after + NEXT_ADDRESS_DELAY);
+    const auto isOverTcp = [](const Route& route) { return route.where.transport == TCP; };
+    if (std::any_of(routes.begin(), routes.end(), isOverTcp)) {
+        if (const auto suggested = SuggestedAddress(context, networkId, reached)) {
+            TryFirst(*suggested, routes);
+        }
+    }
     return routes;
 }
 

@@ -13,9 +13,10 @@ namespace Vexo::SoftBus {
 // turn if it is announced too.
 inline constexpr std::chrono::milliseconds ANNOUNCED_AHEAD{300};
 
-// The routes to the device with that network id, or to any device whose network id begins with it: first the announced
-// addresses, the newest announcement first; then those where the device was reached before; last those that
-// Sightings::IsAvoided names. linkTypes: only routes of these types, in their order; empty: of all types.
+// The routes to the device with that network id, or to any device whose network id begins with it: first where
+// KnownDevices::SuggestHost says; then the announced addresses, the newest announcement first; then those where the
+// device was reached before; last those that Sightings::IsAvoided names. linkTypes: only routes of these types, in
+// their order; empty: of all types.
 std::vector<Route> RoutesTo(const ReactorContext& context, const std::string& networkId,
                             const std::vector<int32_t>& linkTypes = {});
 

@@ -74,5 +74,26 @@ TEST_F(ReactorContextTest, NewestAnnouncementIsTriedFirstAndReplaysDoNotDelayAGo
     EXPECT_EQ(order(), "replay:4@0 replay:3@100 replay:2@200 replay:1@300 old:1@300 kept:1@300 new:1@400 ");
 }
 
+TEST_F(ReactorContextTest, SuggestedHostIsTriedFirstAtTheKnownPortUntilAnotherDeviceAnswersThere)
+{
+    context.transports = {std::make_shared<TcpTransport>(*context.reactor, "127.0.0.1:0")};
+    const auto first = [this] {
+        const auto routes = RoutesTo(context, phone.networkId);
+        return routes.empty() ? "" : routes[0].where.address + " of " + std::to_string(routes.size());
+    };
+    SayHello(phone.networkId);
+    context.devices.SuggestHost(phone.networkId, "192.0.2.1");
+    EXPECT_EQ(first(), "") << "no port is known";
+    Announce("replay:9");
+    EXPECT_EQ(first(), "192.0.2.1:9 of 2");
+    SayHello(phone.networkId, {{"tcp", "kept:7"}, {"tcp", "192.0.2.1:7"}});
+    EXPECT_EQ(first(), "192.0.2.1:7 of 3") << "once, at the port where it was reached";
+    EXPECT_EQ(RoutesTo(context, phone.networkId, {LINK_TYPE_BR}).size(), 0u);
+    context.sightings.RecordHandshake(phone.networkId, {"tcp", "192.0.2.1:7"}, true);
+    EXPECT_EQ(first(), "replay:9 of 3");
+    context.devices.SuggestHost(phone.networkId, "2001:db8::1");
+    EXPECT_EQ(first(), "[2001:db8::1]:7 of 4");
+}
+
 }  // namespace
 }  // namespace Vexo::SoftBus
