@@ -1,0 +1,86 @@
+// LoopbackBus: ability 4700 on which this device is its own peer: each open makes two sessions of the one session
+// server, so that one object plays both sides. The opener's id is even, the other side's is greater by one. Callbacks
+// come on a strand, in order. Any thread.
+#pragma once
+
+#include <atomic>
+#include <mutex>
+#include <set>
+#include <string>
+
+#include "platform/tasks/elastic_pool.h"
+#include "tests/support/fake_soft_bus.h"
+
+namespace Vexo::Tests {
+
+class LoopbackBus : public FakeSoftBus {
+public:
+    inline static const std::string PEER = std::string(64, 'a');
+
+    std::atomic<int> lastMute{0};  // what the sessions up to this one send is lost
+    std::atomic<int> openings{0};
+
+    int OpenSession(const std::string&, const std::string&, const std::string& networkId,
+                    const SessionAttribute&) override
+    {
+        if (networkId != PEER) {
+            return SOFTBUS_NO_SUCH_PEER;
+        }
+        const int opener = ++openings * 2;
+        const std::lock_guard lock(mutex_);
+        open_.insert({opener, opener + 1});
+        for (const int side : {opener + 1, opener}) {
+            strand_.Post([this, side] { listener.OnSessionOpened(side, SOFTBUS_OK); });
+        }
+        return opener;
+    }
+    void CloseSession(int sessionId) override
+    {
+        if (const int other = Break(sessionId)) {
+            strand_.Post([this, other] { listener.OnSessionClosed(other); });
+        }
+    }
+    int SendBytes(int sessionId, const void* data, unsigned int len) override
+    {
+        const int other = Other(sessionId);
+        if (other != 0 && sessionId > lastMute) {
+            Deliver(other, std::string(static_cast<const char*>(data), len));
+        }
+        return other != 0 ? SOFTBUS_OK : SOFTBUS_NO_SUCH_SESSION;
+    }
+    int GetPeerNetworkId(int sessionId, std::string& networkId) override
+    {
+        networkId = PEER;
+        return Other(sessionId) != 0 ? SOFTBUS_OK : SOFTBUS_NO_SUCH_SESSION;
+    }
+
+    // The other side of a session; 0 once it is closed.
+    int Other(int sessionId)
+    {
+        const std::lock_guard lock(mutex_);
+        return open_.contains(sessionId) ? sessionId ^ 1 : 0;
+    }
+    void Deliver(int sessionId, const std::string& bytes)
+    {
+        strand_.Post([this, sessionId, bytes] {
+            listener.OnBytesReceived(sessionId, bytes.data(), static_cast<unsigned int>(bytes.size()));
+        });
+    }
+    // Ends a session without a word to either side; returns the other one.
+    int Break(int sessionId)
+    {
+        const int other = Other(sessionId);
+        const std::lock_guard lock(mutex_);
+        open_.erase(sessionId);
+        open_.erase(other);
+        return other;
+    }
+    void Drain() { strand_.Drain(); }
+
+private:
+    std::mutex mutex_;
+    std::set<int> open_;  // guarded by mutex_
+    Tasks::Strand strand_;
+};
+
+}  // namespace Vexo::Tests
