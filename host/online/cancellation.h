@@ -19,7 +19,9 @@ public:
     // Blocks until the time or the cancellation; returns whether it was cancelled.
     bool WaitUntil(SteadyTime time) EXCLUDES(mutex_);
 
-    // While it exists, Cancel() calls wake, which must not block. A Waker made after the cancellation calls it at once.
+    // While it exists, Cancel() calls wake. A Waker made after the cancellation calls it at once. wake runs under the
+    // cancellation's lock: it must not block, and must not use the Cancellation or its wakers. Once the destructor has
+    // returned, wake neither runs nor will.
     class Waker : public NoCopyable {
     public:
         Waker(Cancellation* cancellation, std::function<void()> wake);  // null: does nothing

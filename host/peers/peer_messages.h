@@ -4,10 +4,10 @@
 //   {"version": 1, "request": 8, "ask": "lease", "mac": "02:00:5e:10:00:01"}
 //   {"version": 1, "request": 9, "ask": "release", "mac": "02:00:5e:10:00:01"}        mac may be missing
 //   {"version": 1, "request": 7, "answer": "facts", …}              the members: docs/link.md
-//   {"version": 1, "request": 8, "answer": "lease", "held": true, "closes": "…"}
+//   {"version": 1, "request": 8, "answer": "lease", "held": true}
 //   {"version": 1, "request": 9, "answer": "release", "closed": true}
 //   {"version": 1, "request": 7, "answer": "unknown"}               to a request that the other side does not know
-// Unknown members are ignored. Pure functions; any thread.
+// Unknown members are ignored, so a later version may add some. Pure functions; any thread.
 #pragma once
 
 #include <cstdint>
@@ -21,12 +21,13 @@
 namespace Vexo::Host {
 
 inline constexpr size_t MAX_PEER_MESSAGE = 4096;
+inline constexpr size_t MAX_TECHNOLOGY = 16;  // bytes of DeviceFacts::technology
 
 // Asks what the device can share, and whether the asking device may use it.
 struct FactsRequest {};
 // "This device uses your share": renews the lease of the asking device, or begins it.
 struct LeaseRequest {
-    std::string macAddress;  // of the station, lower case
+    std::string macAddress;  // of the station, lower case: "02:00:5e:10:00:01"
 };
 // "This device is done": ends its lease, and closes a hotspot that the device opened and nobody else uses.
 struct ReleaseRequest {
@@ -61,8 +62,8 @@ using PeerMessage = std::variant<NumberedRequest, NumberedAnswer, UnknownRequest
 
 std::string Encode(const NumberedRequest& request);
 std::string Encode(const NumberedAnswer& answer);
-// The error names the member that is wrong. Texts and numbers of another device are checked: lengths, ranges, a MAC
-// address's form.
+// The error (MALFORMED) names the member that is wrong. Texts and numbers of another device are checked: lengths,
+// ranges, a MAC address's form.
 [[nodiscard]] Result<PeerMessage> DecodePeerMessage(const std::string& text);
 
 }  // namespace Vexo::Host
