@@ -239,7 +239,8 @@ Result<void> AccountLink::StartAbilities(const Trust::Identity& identity)
     // It creates a session server, for which the soft bus (4700) must be registered.
     auto collaboration = CollaborationFwk::CollaborationServer::Start(
         options_.softBus.moreTransports.empty() ? CollaborationFwk::COLLABORATION_START_LIMIT
-                                                : CollaborationFwk::COLLABORATION_SEEKING_START_LIMIT);
+                                                : CollaborationFwk::COLLABORATION_SEEKING_START_LIMIT,
+        Tasks::Timers::System(), options_.softBus.policy);
     if (!collaboration) {
         options_.abilities->RemoveSystemAbility(SOFTBUS_SERVER_SA_ID);
         softBus.value()->Stop();

@@ -83,11 +83,18 @@ int32_t CollaborationServer::SendCollaborationData(int32_t sessionId, const void
     return FromSending(Send(sessionId, parcel));
 }
 
-bool CollaborationServer::HandleData(int32_t sessionId, std::string bytes)
+const char* CollaborationServer::HandleData(int32_t sessionId, std::string bytes)
 {
-    const MutexLock lock(mutex_);
-    const SessionPtr session = Use(sessionId);
-    return !session || session->data->Received(std::move(bytes));
+    SessionPtr session;
+    {
+        const MutexLock lock(mutex_);
+        session = Use(sessionId);
+    }
+    // The other side's right to use this device may have ended since its start.
+    if (session && session->inbound && Admit(session->networkId) != COLLABORATION_OK) {
+        return "a message that the owner's rules refuse";
+    }
+    return !session || session->data->Received(std::move(bytes)) ? nullptr : "one undelivered message too many";
 }
 
 void CollaborationServer::HandleReady(int32_t sessionId)

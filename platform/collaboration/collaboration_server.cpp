@@ -374,7 +374,7 @@ void CollaborationServer::OnBytes(int32_t sessionId, const void* data, uint32_t 
     } else if (const auto* answer = std::get_if<AnswerMessage>(&message)) {
         HandleAnswer(sessionId, *answer);
     } else if (auto* bytes = std::get_if<DataMessage>(&message)) {
-        fault = HandleData(sessionId, std::move(bytes->bytes)) ? nullptr : "one undelivered message too many";
+        fault = HandleData(sessionId, std::move(bytes->bytes));
     } else if (std::holds_alternative<ReadyMessage>(message)) {
         HandleReady(sessionId);
     } else {
@@ -406,7 +406,16 @@ int32_t CollaborationServer::Wake(int32_t sessionId, int32_t systemAbilityId)
                            systemAbilityId);
         return COLLABORATION_PEER_FAILED;
     }
-    if (const int32_t code = Admit(sessionId); code != COLLABORATION_OK) {
+    std::string networkId;
+    {
+        const MutexLock lock(mutex_);
+        const auto session = sessions_.find(sessionId);
+        if (session == sessions_.end()) {
+            return COLLABORATION_NO_SUCH_SESSION;
+        }
+        networkId = session->second->networkId;
+    }
+    if (const int32_t code = Admit(networkId); code != COLLABORATION_OK) {
         return code;
     }
     const auto manager = SystemAbilityManagerClient::GetInstance().GetSystemAbilityManager();
@@ -428,17 +437,8 @@ int32_t CollaborationServer::Wake(int32_t sessionId, int32_t systemAbilityId)
     return COLLABORATION_OK;
 }
 
-int32_t CollaborationServer::Admit(int32_t sessionId)
+int32_t CollaborationServer::Admit(const std::string& networkId)
 {
-    std::string networkId;
-    {
-        const MutexLock lock(mutex_);
-        const auto session = sessions_.find(sessionId);
-        if (session == sessions_.end()) {
-            return COLLABORATION_NO_SUCH_SESSION;
-        }
-        networkId = session->second->networkId;
-    }
     const SoftBus::PeerRefusal refusal = policy_ != nullptr ? policy_->Admit(networkId) : SoftBus::PeerRefusal::NONE;
     if (refusal == SoftBus::PeerRefusal::NONE) {
         return COLLABORATION_OK;

@@ -106,12 +106,12 @@ private:
 
     void HandleStart(int32_t sessionId, const StartMessage& start);
     int32_t Wake(int32_t sessionId, int32_t systemAbilityId);
-    // The policy's answer for the other device of the session: COLLABORATION_OK, or the code that refuses the start.
-    int32_t Admit(int32_t sessionId);
+    // The policy's answer for that device: COLLABORATION_OK, or the code that refuses it, which is logged.
+    int32_t Admit(const std::string& networkId);
     void Answer(int32_t sessionId, uint32_t request, int32_t code);
 
-    // False when the session takes no more.
-    bool HandleData(int32_t sessionId, std::string bytes);
+    // Returns why the session must end; null: it goes on.
+    const char* HandleData(int32_t sessionId, std::string bytes);
     void HandleReady(int32_t sessionId);
 
     const std::chrono::milliseconds startLimit_;

@@ -7,7 +7,6 @@
 #include "platform/softbus/account/state_exchange.h"
 #include "platform/softbus/discovery/hello.h"
 #include "platform/softbus/discovery/route.h"
-#include "platform/softbus/peer_policy.h"
 #include "platform/softbus/softbus_log.h"
 
 namespace Vexo::SoftBus {
@@ -202,10 +201,23 @@ void Sessions::SessionLink::OnFrame(FrameKind kind, std::string payload)
     } else if (stage_ == Stage::OPENING && kind == FrameKind::OPENED && hasHello_) {
         OnOpened(payload);
     } else if (stage_ == Stage::OPEN && kind == FrameKind::DATA) {
-        session_->DeliverBytes(std::move(payload), link_);
+        OnData(std::move(payload));
     } else if (kind != FrameKind::PING) {
         link_->Refuse("a frame that has no place in a session");
     }
+}
+
+// The other side's right to use this device may have ended since it opened the session.
+void Sessions::SessionLink::OnData(std::string payload)
+{
+    const SessionRequest& request = session_->Request();
+    if (request.outbound || sessions_.AskPolicy(request.peerNetworkId, request.serverName) == PeerRefusal::NONE) {
+        session_->DeliverBytes(std::move(payload), link_);
+        return;
+    }
+    const std::shared_ptr<Link> link = link_;
+    OnEnded(LinkEnd::REFUSED, "the owner's rules refuse that device");
+    link->Close();
 }
 
 // Both sides send PING, so a side that is busy sending, or that does not read for a while because its callbacks are

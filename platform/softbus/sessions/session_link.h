@@ -44,6 +44,7 @@ private:
     void OnDialEnded(const DialResult& result);
     bool DialAgain();
     void OnOpened(const std::string& payload);
+    void OnData(std::string payload);
     void ReportResult(int result);
     void DeliverResult();
     void BeginOpen();

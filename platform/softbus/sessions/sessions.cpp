@@ -76,7 +76,11 @@ void Sessions::AdoptInbound(const std::shared_ptr<Link>& link, const std::string
         RefuseOpen(link, SOFTBUS_PEER_SHARE, "that device has its share open");
         return;
     }
-    if (!IsAdmitted(link, open.value())) {
+    // Before the wait for the session server, so that a refusal comes at once.
+    const PeerRefusal refusal = AskPolicy(link->PeerNetworkId(), open.value().serverName);
+    if (refusal != PeerRefusal::NONE) {
+        link->Send(FrameKind::OPENED, EncodeOpened(static_cast<int32_t>(refusal)));
+        link->Close();
         return;
     }
     const auto waiting = std::make_shared<WaitingPeer>(*this, link, open.value());
@@ -98,26 +102,20 @@ size_t Sessions::CountOpenedBy(const std::string& peerNetworkId) const
     return table_->InboundCount(peerNetworkId) + static_cast<size_t>(waiting);
 }
 
-// Asked when the open arrives, so that a refusal does not wait for the session server.
-bool Sessions::IsAdmitted(const std::shared_ptr<Link>& link, const struct Open& open)
+PeerRefusal Sessions::AskPolicy(const std::string& peerNetworkId, const std::string& serverName)
 {
-    const std::string& peer = link->PeerNetworkId();
-    if (context_.policy == nullptr || context_.openSessions.contains(open.serverName) ||
-        !context_.account.IsMember(peer)) {
-        return true;  // Accept answers a device that is no member
+    if (context_.policy == nullptr || context_.openSessions.contains(serverName) ||
+        !context_.account.IsMember(peerNetworkId)) {
+        return PeerRefusal::NONE;  // Accept answers a device that is no member
     }
-    const PeerRefusal refusal = context_.policy->Admit(peer);
-    if (refusal == PeerRefusal::NONE) {
-        return true;
-    }
-    if (const auto leftOut = refusalLines_.Admit(peer)) {
+    const PeerRefusal refusal = context_.policy->Admit(peerNetworkId);
+    const auto leftOut = refusal != PeerRefusal::NONE ? refusalLines_.Admit(peerNetworkId) : std::nullopt;
+    if (leftOut) {
         QuviewDFX::LogInfo(LOG_SOFTBUS,
                            "a session from %{public}s is refused by the owner's rules: %{public}s%{public}s",
-                           ShortId(peer), NameOf(PEER_REFUSAL_NAMES, refusal), *leftOut);
+                           ShortId(peerNetworkId), NameOf(PEER_REFUSAL_NAMES, refusal), *leftOut);
     }
-    link->Send(FrameKind::OPENED, EncodeOpened(static_cast<int32_t>(refusal)));
-    link->Close();
-    return false;
+    return refusal;
 }
 
 void Sessions::Accept(const std::shared_ptr<Link>& link, const struct Open& open, std::shared_ptr<SessionServer> server)

@@ -14,6 +14,7 @@
 
 #include "platform/base/nocopyable.h"
 #include "platform/dfx/log_limit.h"
+#include "platform/softbus/peer_policy.h"
 #include "platform/softbus/reactor_context.h"
 #include "platform/softbus/sessions/session_table.h"
 
@@ -61,8 +62,8 @@ private:
     friend class WaitingPeer;
 
     size_t CountOpenedBy(const std::string& peerNetworkId) const;
-    // Asks the policy about that open; answers a refusal.
-    bool IsAdmitted(const std::shared_ptr<Link>& link, const struct Open& open);
+    // The policy's answer for a device that uses that session server; a refusal is logged.
+    PeerRefusal AskPolicy(const std::string& peerNetworkId, const std::string& serverName);
     void Accept(const std::shared_ptr<Link>& link, const struct Open& open, std::shared_ptr<SessionServer> server);
     void CountPending() { pendingCount_ = links_.size() + waitingPeers_.size() - openCount_.load(); }
 

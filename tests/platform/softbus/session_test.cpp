@@ -162,6 +162,15 @@ TEST_F(SessionTest, PolicyRefusesSessionsAtOnceAndTheOpenerHearsWhyBeforeItsCall
         EXPECT_EQ(heardBefore, row.atWatch.empty() ? std::vector<std::string>{} : std::vector{row.atWatch});
         EXPECT_EQ(servers.Take(), row.atTablet.empty() ? std::vector<std::string>{} : std::vector{row.atTablet});
     }
+    // The right to use the device ends while a session is open: its next message closes the session.
+    servers.answer = PeerRefusal::NONE;
+    const int id = watch->OpenSession(NAME, NAME, tabletIdentity.networkId, ByteSession());
+    ASSERT_EQ(atLaptop.WaitFor(Kind::OPENED, id).result, SOFTBUS_OK);
+    servers.answer = PeerRefusal::NOT_ALLOWED;
+    atPhone.Clear();
+    ASSERT_EQ(watch->SendBytes(id, "again", 5), SOFTBUS_OK);
+    atLaptop.WaitFor(Kind::CLOSED, id);
+    EXPECT_TRUE(atPhone.All().empty() || atPhone.All().front().kind == Kind::CLOSED);
     EXPECT_EQ(log.Count("refused by the owner's rules: OWNER_ASKED"), 1u);
     EXPECT_EQ(log.Count("refused by the owner's rules"), 1u) << "one line a minute";
 }
