@@ -78,7 +78,7 @@ class Packaging(unittest.TestCase):
     def test_commands_on_a_closed_state_folder_say_who_may_enter(self):
         def as_nobody(*words):
             return subprocess.run([BINARIES / "distnetctl", *words], capture_output=True, text=True, check=False,
-                                  user=65534, group=65534, extra_groups=[])
+                                  user=65534, group=65534, extra_groups=[], env={**os.environ, "COLUMNS": "1000"})
         try:
             as_nobody("--version")
         except PermissionError:

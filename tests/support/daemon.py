@@ -6,6 +6,8 @@ import socket
 import subprocess
 import time
 
+os.environ["COLUMNS"] = "1000"  # errors of distnetctl stay on one line
+
 
 def start(test, program, folder, settings=None, **options):
     """Starts it in the folder, with more settings of its configuration and its output in folder/log; the test ends it.

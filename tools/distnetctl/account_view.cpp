@@ -90,15 +90,6 @@ std::optional<Outcome> WhyRemoved(Client::DistNetClient& client)
                       "To use it again: `distnetctl account leave`, then join with a new ticket.", ""});
 }
 
-std::string Wrapped(const std::string& text)
-{
-    std::string wrapped;
-    for (const std::string& line : Wrap(text, COLUMNS)) {
-        wrapped += (wrapped.empty() ? "" : "\n") + line;
-    }
-    return wrapped;
-}
-
 std::string NumberText(const std::string& number)
 {
     constexpr size_t HALF = 3;

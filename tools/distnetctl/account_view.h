@@ -18,8 +18,6 @@ Outcome FromAccountCall(const Client::CallResult& call);
 // The outcome for a device that its account has removed; nothing for any other, or when the daemon does not say.
 std::optional<Outcome> WhyRemoved(Client::DistNetClient& client);
 
-// The text with line ends, so that no line is wider than COLUMNS.
-std::string Wrapped(const std::string& text);
 // "482 915"
 std::string NumberText(const std::string& number);
 // "2026-11-21", in local time.

@@ -5,7 +5,6 @@
 #include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <string_view>
 
 #include "platform/base/number.h"
@@ -302,12 +301,6 @@ void AddSimCommands(CLI::App& app, Request& request)
     AddState(set, request);
 }
 
-bool WantsColour(bool terminal)
-{
-    const char* noColour = std::getenv("NO_COLOR");
-    return terminal && (noColour == nullptr || *noColour == '\0');
-}
-
 // Whether --json is among the arguments. For errors of the parser, when the parsed flag is not available.
 bool AsksForJson(int argc, const char* const* argv)
 {
@@ -355,7 +348,7 @@ int ReportParseError(const CLI::App& app, const CLI::ParseError& error, Output& 
 
 int RunApp(int argc, const char* const* argv)
 {
-    const bool terminal = isatty(STDOUT_FILENO) == 1;
+    const Terminal terminal = FindTerminal();
     Request request;
     request.deviceName = HostName();
     CLI::App app("DistNet: get this device online through another device of yours", "distnetctl");
@@ -384,10 +377,10 @@ int RunApp(int argc, const char* const* argv)
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        Output output(AsksForJson(argc, argv), terminal, WantsColour(terminal));
+        Output output(AsksForJson(argc, argv), terminal);
         return ReportParseError(app, error, output);
     }
-    Output output(request.options.json, terminal, WantsColour(terminal));
+    Output output(request.options.json, terminal);
     return output.End(request.run(output));
 }
 

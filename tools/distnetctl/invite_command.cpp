@@ -99,8 +99,8 @@ private:
         if (output_.IsTerminal()) {
             constexpr size_t INDENT = 4;
             const size_t columns = Screen::Size().columns;
-            const auto picture =
-                QrPicture(now_.ticket, {IsUtf8Locale(), output_.UsesColour()}, columns - std::min(columns, INDENT));
+            const auto picture = QrPicture(now_.ticket, {output_.GetTerminal().hasUtf8, output_.UsesColour()},
+                                           columns - std::min(columns, INDENT));
             for (const std::string& line : picture) {
                 output_.Line(std::string(INDENT, ' ') + line);
             }

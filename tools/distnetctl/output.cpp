@@ -14,6 +14,9 @@ namespace Vexo::Ctl {
 
 namespace {
 
+constexpr size_t ADVICE_INDENT = 2;
+constexpr size_t CONTINUATION = 2;  // further indentation of lines of standard error that go on with the one above
+
 bool EndsSentence(const std::string& text)
 {
     return text.ends_with('.') || text.ends_with('?');
@@ -68,7 +71,23 @@ Outcome FromCall(const Client::CallResult& result)
     return {EXIT_FAILED, result.code, text.name, result.message, text.advice, nullptr};
 }
 
-Output::Output(bool json, bool terminal, bool colour) : json_(json), terminal_(terminal), colour_(colour) {}
+Output::Output(bool json, const Terminal& terminal) : json_(json), terminal_(terminal) {}
+
+std::string Output::Shown(const std::string& text) const
+{
+    return terminal_.hasUtf8 ? text : AsciiMarks(text);
+}
+
+void Output::PrintError(const std::string& text, size_t indent) const
+{
+    const std::string wrapped = Wrapped(text, terminal_.errorColumns - indent, CONTINUATION);
+    std::string lines(indent, ' ');
+    for (const char character : wrapped) {
+        lines += character;
+        lines += character == '\n' ? std::string(indent, ' ') : "";
+    }
+    std::fprintf(stderr, "%s\n", Shown(lines).c_str());
+}
 
 void Output::ClearStatus()
 {
@@ -82,7 +101,7 @@ void Output::Line(const std::string& text)
 {
     if (!json_) {
         ClearStatus();
-        std::printf("%s\n", text.c_str());
+        std::printf("%s\n", Shown(text).c_str());
         (void)Flush();
     }
 }
@@ -92,9 +111,9 @@ void Output::Status(const std::string& text)
     if (json_) {
         return;
     }
-    if (terminal_) {
+    if (terminal_.isControlled) {
         ClearStatus();
-        std::fputs(text.c_str(), stdout);
+        std::fputs(Shown(text).c_str(), stdout);
         statusShown_ = true;
         (void)Flush();
     } else {
@@ -106,7 +125,7 @@ void Output::Prompt(const std::string& text)
 {
     if (!json_) {
         ClearStatus();
-        std::fputs(text.c_str(), stdout);
+        std::fputs(Shown(text).c_str(), stdout);
         (void)Flush();
     }
 }
@@ -140,17 +159,17 @@ void Output::Notice(const std::string& text)
 {
     ClearStatus();
     (void)Flush();
-    std::fprintf(stderr, "distnetctl: %s\n", text.c_str());
+    PrintError("distnetctl: " + text, 0);
 }
 
 std::string Output::Tick() const
 {
-    return colour_ ? "\033[32m✓\033[0m" : "✓";
+    return terminal_.hasColour ? "\033[32m✓\033[0m" : "✓";
 }
 
 std::string Output::Cross() const
 {
-    return colour_ ? "\033[31m✗\033[0m" : "✗";
+    return terminal_.hasColour ? "\033[31m✗\033[0m" : "✗";
 }
 
 int Output::Finish(Outcome outcome)
@@ -161,14 +180,14 @@ int Output::Finish(Outcome outcome)
     ClearStatus();
     if (outcome.exitCode == EXIT_DONE) {
         if (!outcome.message.empty()) {
-            std::printf("%s\n", outcome.message.c_str());
+            std::printf("%s\n", Shown(outcome.message).c_str());
         }
         return EXIT_DONE;
     }
     (void)Flush();
-    std::fprintf(stderr, "distnetctl: %s%s\n", outcome.message.c_str(), EndsSentence(outcome.message) ? "" : ".");
+    PrintError("distnetctl: " + outcome.message + (EndsSentence(outcome.message) ? "" : "."), 0);
     if (!outcome.advice.empty()) {
-        std::fprintf(stderr, "  %s%s\n", outcome.advice.c_str(), EndsSentence(outcome.advice) ? "" : ".");
+        PrintError(outcome.advice + (EndsSentence(outcome.advice) ? "" : "."), ADVICE_INDENT);
     }
     return outcome.exitCode;
 }

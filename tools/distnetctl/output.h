@@ -8,6 +8,7 @@
 
 #include "client/distnet_client.h"
 #include "platform/base/json.h"
+#include "tools/distnetctl/terminal.h"
 
 namespace Vexo::Ctl {
 
@@ -30,9 +31,6 @@ enum LocalCode : int32_t {
     CODE_NOT_DONE = -5,  // this side refused the command or could not carry it out
 };
 
-// The width at which lines are wrapped. The live picture uses the terminal's width instead.
-inline constexpr size_t COLUMNS = 80;
-
 struct Outcome {
     int exitCode = EXIT_DONE;
     int32_t code = 0;
@@ -50,11 +48,12 @@ Outcome FromCall(const Client::CallResult& result);
 
 class Output {
 public:
-    Output(bool json, bool terminal, bool colour);
+    Output(bool json, const Terminal& terminal);
 
     bool IsJson() const { return json_; }
-    bool IsTerminal() const { return terminal_; }
-    bool UsesColour() const { return colour_; }
+    bool IsTerminal() const { return terminal_.isControlled; }
+    bool UsesColour() const { return terminal_.hasColour; }
+    const Terminal& GetTerminal() const { return terminal_; }
 
     // Prints a line; does nothing with --json.
     void Line(const std::string& text);
@@ -67,10 +66,10 @@ public:
     void Status(const std::string& text);
     // Prints a question, and stays on its line; does nothing with --json.
     void Prompt(const std::string& text);
-    // Prints a line for a person to standard error, also with --json, while the command goes on.
+    // Prints a line for a person to standard error, wrapped, also with --json, while the command goes on.
     void Notice(const std::string& text);
     // Marks for good and failed steps: a tick and a cross, in colour if colour is used. The words beside a mark must
-    // make sense without it.
+    // make sense without it. They are printed in ASCII where the locale has no UTF-8, as all text is (AsciiMarks).
     std::string Tick() const;
     std::string Cross() const;
 
@@ -83,11 +82,12 @@ public:
 
 private:
     void ClearStatus();
+    std::string Shown(const std::string& text) const;
+    void PrintError(const std::string& text, size_t indent) const;
     int FinishJson(Outcome outcome);
 
     const bool json_;
-    const bool terminal_;
-    const bool colour_;
+    const Terminal terminal_;
     bool statusShown_ = false;
     int writeError_ = 0;  // errno of the first write that failed
 };

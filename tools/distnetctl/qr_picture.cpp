@@ -1,11 +1,8 @@
 #include "tools/distnetctl/qr_picture.h"
 
-#include <langinfo.h>
 #include <qrencode.h>
 
-#include <clocale>
 #include <memory>
-#include <string_view>
 
 namespace Vexo::Ctl {
 
@@ -77,17 +74,6 @@ std::vector<std::string> QrPicture(const std::string& text, QrStyle style, size_
         lines.push_back(style.utf8 ? HalfBlockLine(modules, row, style.colour) : AsciiLine(modules, row, style.colour));
     }
     return lines;
-}
-
-bool IsUtf8Locale()
-{
-    const locale_t locale = newlocale(LC_CTYPE_MASK, "", nullptr);
-    if (locale == nullptr) {
-        return false;
-    }
-    const bool isUtf8 = std::string_view(nl_langinfo_l(CODESET, locale)) == "UTF-8";
-    freelocale(locale);
-    return isUtf8;
 }
 
 }  // namespace Vexo::Ctl

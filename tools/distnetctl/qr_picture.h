@@ -17,7 +17,4 @@ struct QrStyle {
 // than columns, or when memory is short.
 std::vector<std::string> QrPicture(const std::string& text, QrStyle style, size_t columns);
 
-// Whether the user's locale writes UTF-8 (LC_ALL, LC_CTYPE, LANG).
-bool IsUtf8Locale();
-
 }  // namespace Vexo::Ctl

@@ -20,14 +20,15 @@ constexpr std::string_view GIVE_BACK = "\033[?7h\033[?25h\033[?1049l";
 constexpr const char* CLEAR_REST_OF_LINE = "\033[K";
 constexpr const char* CLEAR_REST_OF_SCREEN = "\033[J";
 
-std::string Styled(const ScreenLine& line, size_t columns, bool colour)
+std::string Styled(const ScreenLine& line, size_t columns, const Terminal& terminal)
 {
-    std::string text = Column(line.text, columns);
+    const std::string cut = Column(line.text, columns);
+    std::string text = terminal.hasUtf8 ? cut : AsciiMarks(cut);
     switch (line.style) {
         case ScreenLine::Style::HEADING:
             return "\033[1m" + text + "\033[0m";
         case ScreenLine::Style::WRONG:
-            return colour ? "\033[31m" + text + "\033[0m" : text;
+            return terminal.hasColour ? "\033[31m" + text + "\033[0m" : text;
         case ScreenLine::Style::PLAIN:
             break;
     }
@@ -36,7 +37,7 @@ std::string Styled(const ScreenLine& line, size_t columns, bool colour)
 
 }  // namespace
 
-Screen::Screen(bool colour) : colour_(colour)
+Screen::Screen(const Terminal& terminal) : terminal_(terminal)
 {
     Enter();
 }
@@ -89,7 +90,7 @@ bool Screen::Draw(const std::vector<ScreenLine>& lines, const ScreenSize& size)
     std::string picture = "\033[H";
     const size_t count = std::min(lines.size(), size.rows);
     for (size_t i = 0; i < count; ++i) {
-        picture += Styled(lines[i], size.columns, colour_) + CLEAR_REST_OF_LINE + (i + 1 < count ? "\r\n" : "");
+        picture += Styled(lines[i], size.columns, terminal_) + CLEAR_REST_OF_LINE + (i + 1 < count ? "\r\n" : "");
     }
     return WriteAll(STDOUT_FILENO, picture + CLEAR_REST_OF_SCREEN);
 }

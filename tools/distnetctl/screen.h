@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "platform/base/nocopyable.h"
+#include "tools/distnetctl/terminal.h"
 
 namespace Vexo::Ctl {
 
@@ -28,7 +29,7 @@ struct ScreenLine {
 class Screen : public NoCopyable {
 public:
     // Takes over the terminal (as Enter does): that of standard output, and that of standard input if it is one.
-    explicit Screen(bool colour);
+    explicit Screen(const Terminal& terminal);
     ~Screen();
 
     // Leave restores the terminal and Enter takes it over again, before and after the process is suspended. Idempotent.
@@ -41,7 +42,7 @@ public:
     bool Draw(const std::vector<ScreenLine>& lines, const ScreenSize& size);
 
 private:
-    const bool colour_;
+    const Terminal terminal_;
     std::optional<termios> before_;  // of standard input, while held
     bool held_ = false;
 };

@@ -27,9 +27,9 @@ bool IsHopeless(const Snapshot& snapshot)
 }
 
 // Shows the live picture until the user quits. Returns the last look, which says how it ended.
-Snapshot ShowLive(WatchSource& source, Wakeup& wakeup, bool colour, std::chrono::milliseconds interval)
+Snapshot ShowLive(WatchSource& source, Wakeup& wakeup, const Terminal& terminal, std::chrono::milliseconds interval)
 {
-    Screen screen(colour);
+    Screen screen(terminal);
     WatchHistory history;
     Snapshot snapshot = source.Read();
     history.Take(snapshot);
@@ -124,7 +124,7 @@ int RunWatch(const GlobalOptions& options, Output& output, std::chrono::millisec
     WatchSource source(options.socket, std::min(options.Timeout(), LOOK_LIMIT),
                        live ? WallTime() : std::chrono::floor<std::chrono::milliseconds>(Clock::System().WallNow()));
     const Snapshot last =
-        live ? ShowLive(source, wakeup, output.UsesColour(), interval) : ShowLines(source, wakeup, output, interval);
+        live ? ShowLive(source, wakeup, output.GetTerminal(), interval) : ShowLines(source, wakeup, output, interval);
     return IsHopeless(last) ? output.Finish(FromCall(last.call)) : EXIT_DONE;
 }
 

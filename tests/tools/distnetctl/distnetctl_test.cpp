@@ -10,6 +10,7 @@
 #include "platform/base/text.h"
 #include "tools/distnetctl/output.h"
 #include "tools/distnetctl/peers.h"
+#include "tools/distnetctl/terminal.h"
 #include "tools/distnetctl/time_word.h"
 #include "tools/distnetctl/timing.h"
 
@@ -82,6 +83,37 @@ TEST(LayoutTest, ColumnsCountCharactersAndMarkWhatIsCut)
     EXPECT_EQ(Column("Bürorechner", 5), "Büro…");
     EXPECT_EQ(DurationText(0.2), "1 ms");
     EXPECT_EQ(DurationText(3100), "3.1 s");
+}
+
+TEST(LayoutTest, WrappedTextKeepsCommandsWhole)
+{
+    const struct {
+        const char* text;
+        const char* wrapped;
+    } table[] = {
+        {"Start it with `systemctl start distnet`, or not.", "Start it with\n  `systemctl start distnet`,\n  or not."},
+        {"See `a command that is far too long for one line` here.",
+         "See `a command that is far\n  too long for one line`\n  here."},
+        {"An open ` quote wraps as other words do.", "An open ` quote wraps as\n  other words do."},
+        {"one\n\ntwo", "one\n\n  two"},
+        {"/a/path/without/any/space/in/it goes", "/a/path/without/any/space/in/it\n  goes"},
+    };
+    for (const auto& row : table) {
+        EXPECT_EQ(Wrapped(row.text, 28, 2), row.wrapped);
+    }
+}
+
+TEST(LayoutTest, AsciiMarksKeepTheColumns)
+{
+    for (const auto& [text, ascii] : std::map<std::string, std::string>{{"✓ done – ✗", "+ done - x"},
+                                                                        {"3f91c…d6384 |", "3f91...6384 |"},
+                                                                        {"a long na… |", "a long ... |"},
+                                                                        {"… waiting …", "... waiting ..."},
+                                                                        {"Büro", "Büro"}}) {
+        EXPECT_EQ(AsciiMarks(text), ascii);
+    }
+    EXPECT_EQ(AsciiMarks(Column("Bürorechner", 9)), "Bürore...");
+    EXPECT_TRUE(FitsShortId(AsciiMarks(ShortId(TABLET_ID)), TABLET_ID));
 }
 
 TEST(TimingTest, ConnectionIsMeasuredAlongTheAttemptThatSucceeded)
