@@ -153,7 +153,7 @@ void AddRecordCommands(CLI::App& app, Request& request)
                    "  distnetctl --json events > events.jsonl",
                    [&](Output& output) { return RunEvents(request.options, output, request.follow, request.since); });
     events->add_flag("-f,--follow", request.follow, "Then show new events, until Ctrl-C");
-    events->add_option("--since", request.since, "10m, 2h or 1d ago; today, yesterday; or RFC 3339")
+    events->add_option("--since", request.since, "10m, 1h30m or 2d ago; today; 2026-11-21, \"2026-11-21 14:00\"")
         ->check(CheckGiven)
         ->type_name("TIME");
 

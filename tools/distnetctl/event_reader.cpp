@@ -1,9 +1,39 @@
 #include "tools/distnetctl/event_reader.h"
 
 #include <algorithm>
+#include <string_view>
 #include <utility>
 
 namespace Vexo::Ctl {
+
+namespace {
+
+constexpr size_t MIN_SHOWN = 3;  // characters that a masked id shows at each end
+
+}  // namespace
+
+std::optional<std::string> NameOfMaskedId(const std::string& masked, const std::vector<Host::KnownDevice>& devices)
+{
+    constexpr std::string_view HEX = "0123456789abcdef";
+    const size_t begin = std::min(masked.find_first_not_of(HEX), masked.size());
+    const size_t end = masked.find_last_not_of(HEX) + 1;
+    const std::string first = masked.substr(0, begin);
+    const std::string last = masked.substr(std::min(end, masked.size()));
+    if (first.size() < MIN_SHOWN || last.size() < MIN_SHOWN || begin == masked.size()) {
+        return std::nullopt;
+    }
+    std::optional<std::string> name;
+    for (const Host::KnownDevice& device : devices) {
+        if (!device.networkId.starts_with(first) || !device.networkId.ends_with(last)) {
+            continue;
+        }
+        if (name) {
+            return std::nullopt;
+        }
+        name = device.name;
+    }
+    return name;
+}
 
 Client::CallResult EventReader::Read(Client::DistNetClient& client, std::chrono::milliseconds wait, NewEvents& read)
 {

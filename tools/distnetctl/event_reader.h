@@ -6,6 +6,7 @@
 #include <chrono>
 #include <cstdint>
 #include <optional>
+#include <string>
 #include <vector>
 
 #include "client/distnet_client.h"
@@ -17,6 +18,10 @@ struct NewEvents {
     bool more = false;                // further events may follow at once
     bool missed = false;              // some events before these were removed before they could be read
 };
+
+// The name of the only known device whose network id has the ends of masked, an id that an event has shortened
+// ("3f91c…d6384", or with asterisks). No value if several devices or none have them.
+std::optional<std::string> NameOfMaskedId(const std::string& masked, const std::vector<Host::KnownDevice>& devices);
 
 class EventReader {
 public:

@@ -15,20 +15,28 @@ namespace Vexo::Ctl {
 namespace {
 
 constexpr std::chrono::milliseconds RETRY_AFTER{500};  // how often to look for a daemon that went away
-constexpr size_t TIME_COLUMNS = 21;
+constexpr size_t TIME_COLUMNS = 28;
+constexpr const char* DEVICE_ID = "DEVICE_ID";  // the parameter whose value is the masked id of a device
 
 using EventTime = decltype(Host::Event::time);
 
-void ShowEvent(Output& output, const Host::Event& event)
+// The value as JSON; the name of the device for the id of a known one.
+std::string ValueText(const Host::EventParameter& parameter, const std::vector<Host::KnownDevice>& devices)
 {
-    std::string line = Column(LocalText(event.time, "%Y-%m-%d %H:%M:%S"), TIME_COLUMNS) + EscapeHidden(event.name);
+    const auto* text = std::get_if<std::string>(&parameter.value);
+    const auto name = text != nullptr && parameter.key == DEVICE_ID ? NameOfMaskedId(*text, devices) : std::nullopt;
+    return name ? JsonText(Host::ToJson(*name).get())
+                : std::visit([](const auto& held) { return JsonText(Host::ToJson(held).get()); }, parameter.value);
+}
+
+void ShowEvent(Output& output, const Host::Event& event, const std::vector<Host::KnownDevice>& devices)
+{
+    std::string line = Column(LocalTextWithOffset(event.time), TIME_COLUMNS) + EscapeHidden(event.name);
     if (event.type == Host::EventType::FAULT) {
         line += " (fault)";
     }
     for (const Host::EventParameter& parameter : event.parameters) {
-        const std::string value =
-            std::visit([](const auto& held) { return JsonText(Host::ToJson(held).get()); }, parameter.value);
-        const std::string word = EscapeHidden(parameter.key + "=" + value);
+        const std::string word = EscapeHidden(parameter.key + "=" + ValueText(parameter, devices));
         if (TextWidth(line) + 2 + TextWidth(word) > COLUMNS) {
             output.Line(line);
             line = std::string(TIME_COLUMNS, ' ') + word;
@@ -63,6 +71,9 @@ public:
         if (!call.Succeeded()) {
             failure = FromCall(call);
             return false;
+        }
+        if (!read.events.empty() && !output_.IsJson()) {
+            (void)client_->GetDevices(devices_);  // without an answer the ids stay
         }
         const MutexLock lock(printing_);
         progressed_ = read.more;
@@ -101,7 +112,7 @@ private:
         if (output_.IsJson()) {
             output_.Object(Host::ToJson(event).get());
         } else {
-            ShowEvent(output_, event);
+            ShowEvent(output_, event, devices_);
         }
     }
 
@@ -110,6 +121,7 @@ private:
     const EventTime since_;
     std::unique_ptr<Client::DistNetClient> client_;
     EventReader reader_;
+    std::vector<Host::KnownDevice> devices_;
     bool progressed_ = false;
     bool shownAny_ = false;
     bool readerGone_ = false;

@@ -14,20 +14,60 @@ using std::chrono::system_clock;
 
 constexpr int MAX_DIGITS = 6;  // of the count; a larger count would be older than any event
 
+std::chrono::seconds UnitOf(char letter)
+{
+    using namespace std::chrono;
+    return letter == 's'   ? seconds(1)
+           : letter == 'm' ? seconds(minutes(1))
+           : letter == 'h' ? seconds(hours(1))
+           : letter == 'd' ? seconds(days(1))
+                           : seconds(weeks(1));
+}
+
 std::optional<WallTime> Ago(const std::string& word, WallTime now)
 {
-    static const std::regex FORM("(\\d+)([smhdw])( ago)?");
-    std::smatch parts;
-    if (!std::regex_match(word, parts, FORM) || parts[1].length() > MAX_DIGITS) {
+    static const std::regex FORM("((\\d{1," + std::to_string(MAX_DIGITS) + "}[smhdw])+)( ago)?");
+    static const std::regex PART("(\\d+)([smhdw])");
+    std::smatch whole;
+    if (!std::regex_match(word, whole, FORM)) {
         return std::nullopt;
     }
-    using namespace std::chrono;
-    const seconds unit = parts[2] == "s"   ? seconds(1)
-                         : parts[2] == "m" ? seconds(minutes(1))
-                         : parts[2] == "h" ? seconds(hours(1))
-                         : parts[2] == "d" ? seconds(days(1))
-                                           : seconds(weeks(1));
-    return now - unit * std::stol(parts[1]);
+    const std::string parts = whole[1];
+    std::chrono::seconds last = std::chrono::seconds::max();
+    for (std::sregex_iterator part(parts.begin(), parts.end(), PART), end; part != end; ++part) {
+        const std::chrono::seconds unit = UnitOf(*(*part)[2].first);
+        if (unit >= last) {
+            return std::nullopt;  // "30m1h" and "1h1h" are more likely misspelt than meant
+        }
+        last = unit;
+        now -= unit * std::stol((*part)[1]);
+    }
+    return now;
+}
+
+// A day, or a day and a minute or second of it, in local time.
+std::optional<WallTime> LocalDate(const std::string& word)
+{
+    static const std::regex FORM("(\\d{4})-(\\d\\d)-(\\d\\d)([ T](\\d\\d):(\\d\\d)(:(\\d\\d))?)?");
+    std::smatch parts;
+    if (!std::regex_match(word, parts, FORM)) {
+        return std::nullopt;
+    }
+    const auto number = [&](size_t at) { return parts[at].matched ? std::stoi(parts[at]) : 0; };
+    std::tm given{};
+    given.tm_year = number(1) - 1900;
+    given.tm_mon = number(2) - 1;
+    given.tm_mday = number(3);
+    given.tm_hour = number(5);
+    given.tm_min = number(6);
+    given.tm_sec = number(8);
+    given.tm_isdst = -1;  // mktime decides whether daylight saving applied then
+    std::tm made = given;
+    const WallTime time = system_clock::from_time_t(std::mktime(&made));
+    // mktime turns February 30 into a day of March. The hour may differ: one is left out each spring.
+    const bool isDate = made.tm_mon == given.tm_mon && made.tm_mday == given.tm_mday && given.tm_hour < 24 &&
+                        given.tm_min < 60 && given.tm_sec < 60;
+    return isDate ? std::optional(time) : std::nullopt;
 }
 
 std::optional<WallTime> Midnight(const std::string& word, WallTime now)
@@ -51,16 +91,22 @@ Result<WallTime> ParseTime(const std::string& word, WallTime now)
     if (word == "now") {
         return now;
     }
-    for (const std::optional<WallTime>& time :
-         {Ago(word, now), Midnight(word, now), std::optional<WallTime>(QuviewDFX::ParseRfc3339(word))}) {
+    for (const std::optional<WallTime>& time : {Ago(word, now), Midnight(word, now), LocalDate(word),
+                                                std::optional<WallTime>(QuviewDFX::ParseRfc3339(word))}) {
         if (time) {
             return *time;
         }
     }
     return Fail(ErrorCode::INVALID_ARGUMENT,
                 "\"" + word +
-                    "\" is no time (30s, 10m, 2h, 1d or 2w ago; now, today, yesterday; or RFC 3339, as "
-                    "2026-11-21T12:08:06Z)");
+                    "\" is no time: write an age (10m, 1h30m, 2d, 2w), now, today, yesterday, a date "
+                    "(2026-11-21, \"2026-11-21 14:00\"), or a date, time and offset "
+                    "(2026-11-21T12:08:06Z)");
+}
+
+std::string LocalTextWithOffset(WallTime time)
+{
+    return LocalText(time, "%Y-%m-%d %H:%M:%S %z").insert(23, ":");
 }
 
 std::string LocalText(WallTime time, const char* format)

@@ -9,10 +9,13 @@
 
 namespace Vexo::Ctl {
 
-// Accepts "30s", "10m", "2h", "1d" and "2w", with or without " ago"; "now"; "today" and "yesterday", which mean
-// midnight in local time; and RFC 3339 with date, time and offset. The error says what is allowed.
+// Accepts ages in s, m, h, d and w, the largest unit first ("10m", "1h30m"), with or without " ago"; "now"; "today" and
+// "yesterday", which mean midnight in local time; dates in local time, with or without a time of the day ("2026-11-21",
+// "2026-11-21 14:00"); and RFC 3339 with date, time and offset. The error says what is allowed.
 [[nodiscard]] Result<WallTime> ParseTime(const std::string& word, WallTime now);
 
+// "2026-11-21 13:08:06 +01:00": time in local time, with its offset from UTC.
+std::string LocalTextWithOffset(WallTime time);
 // time in local time, formatted by strftime(3).
 std::string LocalText(WallTime time, const char* format);
 

@@ -8,6 +8,7 @@
 
 #include "platform/base/open_file.h"
 #include "platform/base/text.h"
+#include "tools/distnetctl/event_reader.h"
 #include "tools/distnetctl/output.h"
 #include "tools/distnetctl/peers.h"
 #include "tools/distnetctl/terminal.h"
@@ -158,14 +159,57 @@ TEST(TimeTest, AnAgeADayOrRfc3339IsATimeAndAnythingElseAnError)
                                                                         {"90s", 90},
                                                                         {"10m ago", 600},
                                                                         {"2h", 7200},
+                                                                        {"1h30m", 5400},
+                                                                        {"1d2h3s ago", 93603},
+
                                                                         {"2026-11-21T12:08:05.5Z", 0.5},
                                                                         {"2026-11-21t14:08:00+02:00", 6}}) {
         EXPECT_EQ(std::chrono::duration<double>(now - ParseTime(word, now).value()).count(), secondsAgo) << word;
     }
     EXPECT_EQ(ParseTime("today", now).value() - ParseTime("yesterday", now).value(), std::chrono::hours(24));
-    for (const char* word : {"", "10", "10x", "-1h", "2026-11-21", "2026-02-30T00:00:00Z", "2026-11-21T12:08:06",
-                             "2026-11-21T24:00:00Z", "9999999d", "tomorrow"}) {
+    for (const char* word : {"", "10", "10x", "-1h", "30m1h", "1h1h", "2026-02-30", "2026-02-30T00:00:00Z",
+                             "2026-11-21 25:00", "2026-11", "2026-11-21T24:00:00Z", "9999999d", "tomorrow"}) {
         EXPECT_FALSE(ParseTime(word, now)) << word;
+    }
+}
+
+// Sets the local time zone while it lives.
+class TimeZone {
+public:
+    explicit TimeZone(const char* zone)
+    {
+        setenv("TZ", zone, 1);
+        tzset();
+    }
+    ~TimeZone()
+    {
+        unsetenv("TZ");
+        tzset();
+    }
+};
+
+TEST(TimeTest, DatesAreReadAndShownInLocalTime)
+{
+    const TimeZone berlin("CET-1CEST,M3.5.0,M10.5.0/3");
+    for (const auto& [word, utc] : std::map<std::string, std::string>{{"2026-11-21", "2026-11-20T23:00:00Z"},
+                                                                      {"2026-07-01 14:00", "2026-07-01T12:00:00Z"},
+                                                                      {"2026-11-21T14:00:05", "2026-11-21T13:00:05Z"},
+                                                                      {"2026-03-29 02:30", "2026-03-29T01:30:00Z"}}) {
+        EXPECT_EQ(ParseTime(word, {}).value(), ParseTime(utc, {}).value()) << word;
+    }
+    EXPECT_EQ(LocalTextWithOffset(ParseTime("2026-07-01T12:00:05Z", {}).value()), "2026-07-01 14:00:05 +02:00");
+}
+
+TEST(EventTest, MaskedIdNamesTheOnlyDeviceWithItsEnds)
+{
+    for (const auto& [masked, name] : std::map<std::string, std::string>{{"7f3a1****11111", "phone"},
+                                                                         {ShortId(TABLET_ID), "phablet"},
+                                                                         {"7f3******22222", ""},  // two devices
+                                                                         {"7f3d1****11111", ""},
+                                                                         {"******", ""},
+                                                                         {PHONE_ID, ""},
+                                                                         {"", ""}}) {
+        EXPECT_EQ(NameOfMaskedId(masked, Peers()).value_or(""), name) << masked;
     }
 }
 
