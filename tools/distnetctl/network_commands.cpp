@@ -1,5 +1,7 @@
+#include <algorithm>
 #include <array>
 
+#include "platform/base/text.h"
 #include "platform/base/utf8.h"
 #include "tools/distnetctl/account_view.h"
 #include "tools/distnetctl/commands.h"
@@ -10,11 +12,42 @@ namespace Vexo::Ctl {
 
 namespace {
 
+// The capability items of the service, and what each means.
+constexpr std::array<std::array<const char*, 2>, 3> LABELS{
+    {{"supportSmartHotSpot", "can share mobile data"}, {"hotspotName", "hotspot name"}, {"bssid", "Wi-Fi BSSID"}}};
+
+// The items that were asked for and that the answer leaves out, each once.
+std::vector<std::string> ItemsNotIn(const cJSON* answer, const std::vector<std::string>& asked)
+{
+    std::vector<std::string> missing;
+    for (const std::string& item : asked) {
+        if (cJSON_GetObjectItemCaseSensitive(answer, item.c_str()) == nullptr &&
+            std::find(missing.begin(), missing.end(), item) == missing.end()) {
+            missing.push_back(item);
+        }
+    }
+    return missing;
+}
+
+Outcome UnknownItems(const std::vector<std::string>& items)
+{
+    std::vector<std::string> known;
+    for (const auto& row : LABELS) {
+        known.emplace_back(row[0]);
+    }
+    std::string list;
+    for (const std::string& item : items) {
+        const std::string close = ClosestOf(item, known);
+        list += (list.empty() ? "\"" : ", \"") + EscapeHidden(item) + "\"" +
+                (close.empty() ? "" : " (did you mean " + close + "?)");
+    }
+    return NotDone("the service knows no item " + list,
+                   "It knows " + known[0] + ", " + known[1] + " and " + known[2] + ".");
+}
+
 // The readable line for a capability item: its label and its value in words.
 std::string InfoLine(const cJSON* item)
 {
-    static constexpr std::array<std::array<const char*, 2>, 3> LABELS{
-        {{"supportSmartHotSpot", "can share mobile data"}, {"hotspotName", "hotspot name"}, {"bssid", "Wi-Fi BSSID"}}};
     std::string label = item->string;
     for (const auto& row : LABELS) {
         if (label == row[0]) {
@@ -94,12 +127,11 @@ int RunInfo(const GlobalOptions& options, Output& output, const std::vector<std:
         {
             output.Line(InfoLine(item));
         }
-        const bool any = answer && answer->child != nullptr;
-        Outcome outcome = any ? Done("")
-                              : NotDone("the service knows none of these items",
-                                        "It knows supportSmartHotSpot, hotspotName and bssid.");
+        const std::vector<std::string> unknown = ItemsNotIn(answer.get(), items);
+        Outcome outcome = unknown.empty() ? Done("") : UnknownItems(unknown);
         outcome.details = NewObject();
         AddMember(outcome.details.get(), "items", std::move(answer));
+        AddMember(outcome.details.get(), "unknown", Host::ToJson(unknown));
         return outcome;
     });
 }
