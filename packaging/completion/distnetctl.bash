@@ -65,7 +65,7 @@ _distnetctl()
                     grep -o '"[A-Za-z0-9_.]*":"' | tr -d '":' | sed 's/$/=/')
                 compopt -o nospace 2>/dev/null
                 ;;
-            *) value=$(_distnetctl_help Subcommands "${path[@]}" | cut -d ' ' -f 1) ;;
+            *) value=$(_distnetctl_help Subcommands "${path[@]}" "${passed[@]}" | cut -d ' ' -f 1) ;;
         esac
     fi
     mapfile -t COMPREPLY < <(compgen -W "$value" -- "$word")

@@ -286,9 +286,11 @@ void AddAccountCommands(CLI::App& app, Request& request)
     AddState(install, request);
 }
 
-void AddSimCommands(CLI::App& app, Request& request)
+// The commands work in any case; help and completion show them where they are of use.
+void AddSimCommands(CLI::App& app, Request& request, bool isShown)
 {
     CLI::App* sim = AddGroup(app, "sim", "A simulated device: its screen, radios, SIMs and faults");
+    sim->group(isShown ? "Subcommands" : "");
     CLI::App* show = AddCommand(*sim, request, "show", "Show the settings of the simulated device",
                                 "  distnetctl sim show --state ./phone",
                                 [&](Output& output) { return RunSimShow(request.options, output); });
@@ -313,6 +315,9 @@ std::string WrongCommand(const CLI::App& group, const std::vector<std::string>& 
     std::vector<std::string> names;
     std::string list;
     for (const CLI::App* command : group.get_subcommands({})) {
+        if (command->get_group().empty()) {
+            continue;
+        }
         names.push_back(command->get_name());
         list += (list.empty() ? "" : ", ") + names.back();
     }
@@ -373,7 +378,7 @@ int RunApp(int argc, const char* const* argv)
     AddDaemonCommands(app, request);
     AddRecordCommands(app, request);
     AddAccountCommands(app, request);
-    AddSimCommands(app, request);
+    AddSimCommands(app, request, IsSimulated(GlobalOptions(), argc, argv));
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

@@ -86,6 +86,9 @@ int RunAccountRestore(const GlobalOptions& options, Output& output, const std::f
                       int passphraseDescriptor, const std::string& deviceName, bool isAlone);
 
 // ---- A simulated device (sim_commands.cpp) ----------------------------------------------------------------------
+// Whether the device of these arguments is simulated: the folder that --state names, else the folder of the socket or
+// the default one, has the settings of a simulated device. For the help, before the arguments are parsed.
+bool IsSimulated(const GlobalOptions& defaults, int argc, const char* const* argv);
 int RunSimShow(const GlobalOptions& options, Output& output);
 int RunSimSet(const GlobalOptions& options, Output& output, const std::vector<std::string>& assignments);
 

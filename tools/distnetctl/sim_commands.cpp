@@ -20,7 +20,35 @@ Json StateDetails(const Simulated::DeviceState& state)
     return details;
 }
 
+// The value of the last "--NAME VALUE" or "--NAME=VALUE" among the arguments.
+std::optional<std::string> ValueOf(const std::string& option, int argc, const char* const* argv)
+{
+    std::optional<std::string> value;
+    for (int at = 1; at < argc; ++at) {
+        const std::string word = argv[at];
+        if (word == option && at + 1 < argc) {
+            value = argv[at + 1];
+        } else if (word.starts_with(option + "=")) {
+            value = word.substr(option.size() + 1);
+        }
+    }
+    return value;
+}
+
 }  // namespace
+
+bool IsSimulated(const GlobalOptions& defaults, int argc, const char* const* argv)
+{
+    const auto hasSettings = [](const std::filesystem::path& folder) {
+        std::error_code unknown;
+        return std::filesystem::exists(folder / Simulated::DEVICE_STATE_FILE, unknown);
+    };
+    if (const auto named = ValueOf("--state", argc, argv)) {
+        return hasSettings(*named);
+    }
+    const std::filesystem::path socket = ValueOf("--socket", argc, argv).value_or(defaults.socket);
+    return hasSettings(socket.parent_path()) || hasSettings(defaults.stateDir);
+}
 
 int RunSimShow(const GlobalOptions& options, Output& output)
 {
