@@ -67,6 +67,8 @@ install(FILES "${PROJECT_BINARY_DIR}/packaging/DistNetConfig.cmake"
 
 install(FILES packaging/completion/distnetctl.bash
     DESTINATION share/bash-completion/completions RENAME distnetctl COMPONENT daemon)
+install(FILES packaging/completion/_distnetctl DESTINATION share/zsh/vendor-completions COMPONENT daemon)
+install(FILES packaging/completion/distnetctl.fish DESTINATION share/fish/vendor_completions.d COMPONENT daemon)
 
 # ---- Manual pages: made of the pages in docs/ ---------------------------------------------------------------------
 find_program(LOWDOWN_PROGRAM lowdown)

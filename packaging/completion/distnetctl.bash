@@ -38,14 +38,14 @@ _distnetctl()
         compopt -o filenames 2>/dev/null
         return
     elif [[ $before == --since ]]; then
-        value="10m 2h 1d today yesterday"
+        value="10m 1h30m 1d today yesterday"
     elif [[ ,$values, == *",$before,"* ]]; then
         return
     elif [[ $word == -* ]]; then
         value=$({ _distnetctl_help Options "${path[@]}"; _distnetctl_help Options; } | grep -o -e '--[a-z-]*')
     else
         case "${path[*]}" in
-            start | stop | "account rename" | "account remove" | "account transfer")
+            start | stop | up | "up "* | prefer | "prefer "* | "share allow" | "share deny" | "account rename" | "account remove" | "account transfer")
                 local list=(devices)
                 [[ ${path[0]} == account ]] && list=(account devices)
                 value=$(_distnetctl_members name "${passed[@]}" "${list[@]}" | tail -n +2)
@@ -59,6 +59,7 @@ _distnetctl()
                 compopt -o filenames 2>/dev/null
                 return
                 ;;
+            auto) value="on off" ;;
             info | "info "*) value="supportSmartHotSpot hotspotName bssid" ;;
             "sim set" | "sim set "*)
                 value=$(distnetctl --json sim show "${passed[@]}" 2>/dev/null | sed -n 's/.*"state":{//p' |

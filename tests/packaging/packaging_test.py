@@ -6,6 +6,7 @@ Usage: packaging_test.py SOURCE_DIR BIN_DIR
 import os
 import pathlib
 import re
+import shutil
 import subprocess
 import sys
 import tempfile
@@ -19,13 +20,36 @@ def run(*command, **options):
     return subprocess.run(command, capture_output=True, text=True, timeout=30, check=True, **options).stdout
 
 
-def complete(*words, devices=""):
-    """What bash offers for the last word. The daemon's answer to `devices` is given."""
-    script = f"""PATH={BINARIES}:$PATH; source {PACKAGING}/completion/distnetctl.bash
-        distnetctl() {{ [[ "$*" == *devices ]] && printf '%s' "$DEVICES" || command distnetctl "$@"; }}
-        COMP_WORDS=(distnetctl "$@"); COMP_CWORD=$#; _distnetctl distnetctl "${{@: -1}}" "${{COMP_WORDS[$#-1]}}"
-        printf '%s\\n' "${{COMPREPLY[@]}}" """
-    return set(run("bash", "-c", script, "bash", *words, env={**os.environ, "DEVICES": devices}).split("\n")) - {""}
+# The daemon's answer to `devices` is given.
+STUB = 'distnetctl() { [[ "$*" == *devices ]] && printf %s "$DEVICES" || command distnetctl "$@"; };'
+# What each shell runs to offer what may stand for the last argument. zsh's own functions need a terminal: compadd is
+# replaced by one that prints what fits.
+SHELLS = {
+    "bash": ["bash", "-c", STUB + """source $COMPLETION/distnetctl.bash
+        COMP_WORDS=(distnetctl "$@"); COMP_CWORD=$#; _distnetctl distnetctl "${@: -1}" "${COMP_WORDS[$#-1]}"
+        printf '%s\\n' "${COMPREPLY[@]//\\\\/}" """, "bash"],
+    "zsh": ["zsh", "-f", "-c", STUB + """
+        compadd() {
+            while [[ $1 == -* ]]; do
+                case $1 in --) shift; break ;; -d|-S) shift 2 ;; *) shift ;; esac
+            done
+            for name in "$@"; do [[ $name != "$PREFIX"* ]] || print -r -- $name; done
+        }
+        _files() { print -rl -- $PREFIX*(N) }
+        words=(distnetctl "$@"); CURRENT=$#words; PREFIX=$words[-1]; source $COMPLETION/_distnetctl""", "zsh"],
+    "fish": ["fish", "--no-config", "-c", """
+        function distnetctl
+            string match -q '*devices' -- "$argv"; and printf %s "$DEVICES"; or command distnetctl $argv
+        end
+        source $COMPLETION/distnetctl.fish; complete -C "distnetctl $argv" | cut -f 1""", "--"],
+}
+
+
+def complete(shell, *words, devices=""):
+    """What the shell offers for the last word."""
+    environment = {**os.environ, "PATH": f"{BINARIES}:{os.environ['PATH']}", "COMPLETION": PACKAGING / "completion",
+                   "DEVICES": devices}
+    return set(run(*SHELLS[shell], *words, env=environment).split("\n")) - {""}
 
 
 class Packaging(unittest.TestCase):
@@ -48,14 +72,22 @@ class Packaging(unittest.TestCase):
                          set(re.findall(r"\| `(--[a-z-]+)", (PACKAGING / "man/distnetd.md").read_text())) - {"--help"})
 
     def test_completion_offers_what_the_help_lists(self):
+        devices = '{"schema":"s","code":0,"name":"OK","devices":[{"name":"phone","type":"phone"},{"name":"my laptop"}]}'
         top = run(BINARIES / "distnetctl", "--help")
-        self.assertEqual(complete(""), set(re.findall(r"(?m)^  ([a-z]+)  +[A-Z]", top)))
-        self.assertEqual(complete("--json", "account", "a"), {"admit"})
         options = re.findall(r"(?m)^  (?:-\w,)?(--[a-z-]+)", top + run(BINARIES / "distnetctl", "start", "--help"))
-        self.assertEqual(complete("start", "--"), set(options))
-        devices = '{"name":"OK","devices":[{"name":"phone","type":"phone"},{"name":"my laptop"}]}'
-        self.assertEqual(complete("--socket", "ipc.sock", "start", "", devices=devices), {"phone", "my\\ laptop"})
-        self.assertEqual(complete("account", "install", "/etc/hostn"), {"/etc/hostname"})
+        for shell in SHELLS:
+            with self.subTest(shell), tempfile.TemporaryDirectory() as simulated:
+                if not shutil.which(shell):
+                    self.skipTest(f"{shell} is not installed")
+                commands = set(re.findall(r"(?m)^  ([a-z]+)  +[A-Z]", top))
+                self.assertEqual(complete(shell, ""), commands)
+                pathlib.Path(simulated, "device-state.json").write_text("{}")
+                self.assertEqual(complete(shell, "--socket", f"{simulated}/ipc.sock", ""), commands | {"sim"})
+                self.assertEqual(complete(shell, "--json", "account", "a"), {"admit"})
+                self.assertEqual(complete(shell, "start", "--"), set(options))
+                self.assertEqual(complete(shell, "--socket", "ipc.sock", "start", "", devices=devices),
+                                 {"phone", "my laptop"})
+                self.assertEqual(complete(shell, "account", "install", "/etc/hostn"), {"/etc/hostname"})
 
     def test_the_shipped_configuration_has_no_faults(self):
         run(BINARIES / "distnetd", "--check-config", "--config", PACKAGING / "distnetd.json")
