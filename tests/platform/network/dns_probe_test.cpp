@@ -1,0 +1,164 @@
+#include "platform/network/dns_probe.h"
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+
+#include <thread>
+
+#include "platform/base/unique_fd.h"
+#include "tests/support/eventually.h"
+
+namespace Vexo::Network {
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+
+constexpr uint16_t ID = 0x1234;
+const Bytes NS_RECORD{0, 0, 2, 0, 1, 0, 0, 1, 0, 0, 4, 1, 'a', 0xc0, 12};
+const Bytes NS_RECORD_BY_POINTER{0xc0, 12, 0, 2, 0, 1, 0, 0, 1, 0, 0, 4, 1, 'a', 0xc0, 12};
+const Bytes ADDRESS_RECORD{0, 0, 1, 0, 1, 0, 0, 1, 0, 0, 4, 192, 0, 2, 1};
+const Bytes NS_RECORD_OF_ANOTHER_NAME{3, 'n', 'e', 't', 0, 0, 2, 0, 1, 0, 0, 1, 0, 0, 1, 0};
+
+Bytes Answer(const std::vector<Bytes>& records, uint8_t code = 0)
+{
+    Bytes answer = EncodeRootQuery(ID);
+    answer[2] = 0x81;
+    answer[3] = code;
+    answer[7] = static_cast<uint8_t>(records.size());
+    for (const Bytes& record : records) {
+        answer.insert(answer.end(), record.begin(), record.end());
+    }
+    return answer;
+}
+
+Bytes With(Bytes bytes, size_t at, uint8_t value)
+{
+    bytes.at(at) = value;
+    return bytes;
+}
+
+TEST(DnsProbeTest, OnlyAnAnswerWithANameServerOfTheRootIsAccepted)
+{
+    const Bytes good = Answer({NS_RECORD});
+    EXPECT_TRUE(CheckRootAnswer(ID, good.data(), good.size()));
+    const struct {
+        const char* what;
+        Bytes bytes;
+        std::optional<ErrorCode> code;  // none: it is accepted
+    } cases[] = {
+        {"a pointer to the root's name", Answer({NS_RECORD_BY_POINTER}), {}},
+        {"after other records", Answer({ADDRESS_RECORD, NS_RECORD_OF_ANOTHER_NAME, NS_RECORD}), {}},
+        {"an address only, as a captive portal answers", Answer({ADDRESS_RECORD}), ErrorCode::REFUSED},
+        {"a name server of another name", Answer({NS_RECORD_OF_ANOTHER_NAME}), ErrorCode::REFUSED},
+        {"no record", Answer({}), ErrorCode::REFUSED},
+        {"a server's failure", Answer({}, 2), ErrorCode::REFUSED},
+        {"another query's id", With(good, 0, 0), ErrorCode::MALFORMED},
+        {"the query itself", With(good, 2, 1), ErrorCode::MALFORMED},
+        {"an answer to a status request", With(good, 2, 0x91), ErrorCode::MALFORMED},
+        {"no question", With(good, 5, 0), ErrorCode::MALFORMED},
+        {"a question for addresses", With(good, 14, 1), ErrorCode::MALFORMED},
+        {"a pointer that points to itself", With(Answer({NS_RECORD_BY_POINTER}), 18, 17), ErrorCode::REFUSED},
+        {"a pointer that points ahead", With(Answer({NS_RECORD_BY_POINTER}), 18, 200), ErrorCode::MALFORMED},
+        {"a label that is too long", With(good, 17, 64), ErrorCode::MALFORMED},
+        {"a record longer than the datagram", With(good, 27, 5), ErrorCode::MALFORMED},
+    };
+    for (const auto& [what, bytes, code] : cases) {
+        const Result<void> checked = CheckRootAnswer(ID, bytes.data(), bytes.size());
+        EXPECT_EQ(checked ? std::nullopt : std::optional(checked.error().code), code) << what;
+    }
+    for (size_t size = 0; size < good.size(); ++size) {
+        EXPECT_FALSE(CheckRootAnswer(ID, good.data(), size)) << size;
+    }
+}
+
+// A name server on the loopback interface that answers each query with the next of the given datagrams, and no more.
+class NameServer {
+public:
+    explicit NameServer(std::vector<Bytes> answers) : answers_(std::move(answers))
+    {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t size = sizeof(address);
+        EXPECT_EQ(::bind(socket_.Get(), reinterpret_cast<const sockaddr*>(&address), size), 0);
+        EXPECT_EQ(::getsockname(socket_.Get(), reinterpret_cast<sockaddr*>(&address), &size), 0);
+        port_ = ntohs(address.sin_port);
+        thread_ = std::thread([this] { Serve(); });
+    }
+    ~NameServer()
+    {
+        ::shutdown(socket_.Get(), SHUT_RDWR);
+        thread_.join();
+    }
+    uint16_t Port() const { return port_; }
+
+private:
+    void Serve()
+    {
+        for (Bytes& answer : answers_) {
+            Bytes query(512);
+            sockaddr_in from{};
+            socklen_t size = sizeof(from);
+            if (::recvfrom(socket_.Get(), query.data(), query.size(), 0, reinterpret_cast<sockaddr*>(&from), &size) <=
+                0) {
+                return;
+            }
+            std::copy_n(query.begin(), std::min<size_t>(2, answer.size()), answer.begin());
+            // A datagram of somebody else comes first.
+            for (const Bytes& datagram : {Bytes{1, 2, 3}, answer}) {
+                EXPECT_GT(::sendto(socket_.Get(), datagram.data(), datagram.size(), 0,
+                                   reinterpret_cast<const sockaddr*>(&from), size),
+                          0);
+            }
+        }
+    }
+
+    std::vector<Bytes> answers_;
+    const UniqueFd socket_{::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
+    uint16_t port_ = 0;
+    std::thread thread_;
+};
+
+SteadyTime In(std::chrono::milliseconds time)
+{
+    return Clock::System().Now() + time;
+}
+
+bool Never()
+{
+    return false;
+}
+
+TEST(DnsProbeTest, AsksUntilANameServerAnswersWell)
+{
+    NameServer server({Answer({}, 2), Answer({NS_RECORD})});
+    // Nothing listens at the second address.
+    const Result<void> asked =
+        AskRootServers({"127.0.0.2", "127.0.0.1"}, "lo", In(Tests::WAIT_LIMIT), Never, server.Port());
+    EXPECT_TRUE(asked) << asked.error().message;
+}
+
+TEST(DnsProbeTest, EndsWithTheErrorOfTheLastTry)
+{
+    NameServer silent({});
+    NameServer refusing(std::vector<Bytes>(9, Answer({ADDRESS_RECORD})));
+    const std::chrono::milliseconds soon(50);
+    const auto ask = [&](const std::string& nameServer, const std::string& interface, uint16_t port) {
+        return AskRootServers({nameServer}, interface, In(soon), Never, port).error().code;
+    };
+    EXPECT_EQ(ask("127.0.0.1", "", silent.Port()), ErrorCode::TIMED_OUT);
+    EXPECT_EQ(ask("127.0.0.2", "", silent.Port()), ErrorCode::UNAVAILABLE) << "nothing listens there";
+    EXPECT_EQ(ask("127.0.0.1", "", refusing.Port()), ErrorCode::REFUSED);
+    EXPECT_EQ(ask("127.0.0.1", "no-such-radio", refusing.Port()), ErrorCode::NOT_FOUND);
+    EXPECT_EQ(AskRootServers({}, "", In(soon), Never).error().code, ErrorCode::NOT_FOUND);
+
+    int looks = 0;
+    const SteadyTime begun = Clock::System().Now();
+    EXPECT_FALSE(AskRootServers(
+        {"127.0.0.1"}, "", In(Tests::WAIT_LIMIT), [&] { return ++looks > 3; }, silent.Port()));
+    EXPECT_LT(Clock::System().Now() - begun, Tests::WAIT_LIMIT / 2);
+}
+
+}  // namespace
+}  // namespace Vexo::Network
