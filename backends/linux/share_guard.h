@@ -6,20 +6,9 @@
 #include <chrono>
 
 #include "platform/base/clock.h"
+#include "platform/wifi/share_control.h"
 
 namespace Vexo::Linux {
-
-// Why a hotspot was turned off: the REASON of the system event NET_SHARE_CLOSED.
-namespace ShareClosed {
-inline constexpr const char* ASKED = "ASKED";                              // by a call
-inline constexpr const char* IDLE = "IDLE";                                // no station for the idle limit
-inline constexpr const char* IDLE_WITHOUT_UPLINK = "IDLE_WITHOUT_UPLINK";  // the same, and no uplink
-inline constexpr const char* BATTERY_LOW = "BATTERY_LOW";
-inline constexpr const char* DAEMON_STOPPED = "DAEMON_STOPPED";
-inline constexpr const char* LEFT_OPEN = "LEFT_OPEN";      // found open at a start of the daemon or of NetworkManager
-inline constexpr const char* KEY_CHANGED = "KEY_CHANGED";  // a device was removed from the account
-inline constexpr const char* TOO_LATE = "TOO_LATE";        // it opened after the call had failed
-}  // namespace ShareClosed
 
 struct ShareLimits {
     std::chrono::milliseconds idle{std::chrono::minutes(5)};
@@ -37,7 +26,7 @@ public:
     // The hotspot was turned on: the idle time begins.
     void Open(Time now) { idleSince_ = uplinkLostAt_ = now; }
 
-    // The reason to close it now, a name of ShareClosed, or null. isUsed: a station is connected.
+    // The reason to close it now, a name of Wifi::ShareClosed, or null. isUsed: a station is connected.
     const char* Look(Time now, bool isUsed, bool hasUplink)
     {
         if (isUsed) {
@@ -47,11 +36,11 @@ public:
             uplinkLostAt_ = now;
         }
         if (now - idleSince_ >= limits_.idle) {
-            return ShareClosed::IDLE;
+            return Wifi::ShareClosed::IDLE;
         }
         // Both must have lasted that long: a station that left just now may come back.
         if (now - idleSince_ >= limits_.idleWithoutUplink && now - uplinkLostAt_ >= limits_.idleWithoutUplink) {
-            return ShareClosed::IDLE_WITHOUT_UPLINK;
+            return Wifi::ShareClosed::IDLE_WITHOUT_UPLINK;
         }
         return nullptr;
     }

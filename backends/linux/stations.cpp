@@ -7,7 +7,9 @@
 #include <netlink/netlink.h>
 #include <sys/socket.h>
 
+#include <array>
 #include <cerrno>
+#include <cstdio>
 #include <memory>
 #include <system_error>
 
@@ -17,7 +19,9 @@ namespace {
 constexpr timeval ANSWER_LIMIT{.tv_sec = 1, .tv_usec = 0};
 // A dump that a joining or leaving station interrupts is inconsistent; the next one is not likely to be.
 constexpr int MAX_DUMPS = 3;
+constexpr int MAC_SIZE = 6;
 
+using Stations = std::vector<Wifi::ShareStation>;
 using Socket = std::unique_ptr<nl_sock, decltype(&nl_socket_free)>;
 using Message = std::unique_ptr<nl_msg, decltype(&nlmsg_free)>;
 
@@ -27,14 +31,42 @@ Failure ErrorOf(const std::string& step, int code)
     return Fail(ErrorCode::SYSTEM, step + ": " + nl_geterror(code));
 }
 
-int CountRecord(nl_msg* /*station*/, void* count)
+std::string MacText(const nlattr* attribute)
 {
-    ++*static_cast<size_t*>(count);
+    const auto* const bytes = static_cast<const uint8_t*>(nla_data(attribute));
+    std::array<char, 18> text{};
+    std::snprintf(text.data(), text.size(), "%02x:%02x:%02x:%02x:%02x:%02x", bytes[0], bytes[1], bytes[2], bytes[3],
+                  bytes[4], bytes[5]);
+    return text.data();
+}
+
+// The counter with 64 bits, else the one that older drivers have.
+uint64_t BytesOf(nlattr* const* info, int wide, int narrow)
+{
+    return info[wide] != nullptr ? nla_get_u64(info[wide]) : info[narrow] != nullptr ? nla_get_u32(info[narrow]) : 0;
+}
+
+int AddRecord(nl_msg* message, void* stations)
+{
+    std::array<nlattr*, NL80211_ATTR_MAX + 1> attributes{};
+    if (genlmsg_parse(nlmsg_hdr(message), 0, attributes.data(), NL80211_ATTR_MAX, nullptr) != 0 ||
+        attributes[NL80211_ATTR_MAC] == nullptr || nla_len(attributes[NL80211_ATTR_MAC]) != MAC_SIZE) {
+        return NL_SKIP;
+    }
+    std::array<nlattr*, NL80211_STA_INFO_MAX + 1> info{};
+    if (attributes[NL80211_ATTR_STA_INFO] != nullptr &&
+        nla_parse_nested(info.data(), NL80211_STA_INFO_MAX, attributes[NL80211_ATTR_STA_INFO], nullptr) != 0) {
+        info.fill(nullptr);
+    }
+    static_cast<Stations*>(stations)->push_back(
+        {MacText(attributes[NL80211_ATTR_MAC]),
+         BytesOf(info.data(), NL80211_STA_INFO_RX_BYTES64, NL80211_STA_INFO_RX_BYTES),
+         BytesOf(info.data(), NL80211_STA_INFO_TX_BYTES64, NL80211_STA_INFO_TX_BYTES)});
     return NL_OK;
 }
 
 // 0, or libnl's negative code.
-int DumpStations(nl_sock* socket, int family, uint32_t interface, size_t& count)
+int DumpStations(nl_sock* socket, int family, uint32_t interface, Stations& stations)
 {
     const Message request(nlmsg_alloc(), &nlmsg_free);
     if (!request ||
@@ -43,8 +75,8 @@ int DumpStations(nl_sock* socket, int family, uint32_t interface, size_t& count)
         nla_put_u32(request.get(), NL80211_ATTR_IFINDEX, interface) != 0) {
         return -NLE_NOMEM;
     }
-    count = 0;
-    int failed = nl_socket_modify_cb(socket, NL_CB_VALID, NL_CB_CUSTOM, &CountRecord, &count);
+    stations.clear();
+    int failed = nl_socket_modify_cb(socket, NL_CB_VALID, NL_CB_CUSTOM, &AddRecord, &stations);
     if (failed == 0) {
         failed = nl_send_auto(socket, request.get());
     }
@@ -53,7 +85,7 @@ int DumpStations(nl_sock* socket, int family, uint32_t interface, size_t& count)
 
 }  // namespace
 
-Result<size_t> CountStations(const std::string& interface)
+Result<Stations> ListStations(const std::string& interface)
 {
     const uint32_t index = ::if_nametoindex(interface.c_str());
     if (index == 0) {
@@ -75,15 +107,15 @@ Result<size_t> CountStations(const std::string& interface)
     if (family < 0) {
         return ErrorOf("nl80211", family);
     }
-    size_t count = 0;
+    Stations stations;
     failed = -NLE_DUMP_INTR;
     for (int dump = 0; dump < MAX_DUMPS && failed == -NLE_DUMP_INTR; ++dump) {
-        failed = DumpStations(socket.get(), family, index, count);
+        failed = DumpStations(socket.get(), family, index, stations);
     }
     if (failed != 0) {
         return ErrorOf("stations of " + interface, failed);
     }
-    return count;
+    return stations;
 }
 
 }  // namespace Vexo::Linux

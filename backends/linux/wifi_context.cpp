@@ -2,15 +2,16 @@
 
 #include <algorithm>
 #include <optional>
+#include <thread>
 #include <utility>
 #include <vector>
 
 #include "backends/linux/network_manager_profiles.h"
-#include "backends/linux/share_guard.h"
 #include "platform/base/check.h"
 #include "platform/base/mutex.h"
 #include "platform/dfx/log.h"
 #include "platform/dfx/sys_event.h"
+#include "platform/wifi/share_control.h"
 #include "platform/wifi/wifi_types.h"
 
 namespace Vexo::Linux {
@@ -18,6 +19,7 @@ namespace {
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "LinuxWifi"};
 constexpr const char* DOMAIN = "NETMANAGER";
+constexpr std::chrono::milliseconds STATE_POLL_PERIOD{50};
 
 bool IsOn(ActivationState state)
 {
@@ -79,6 +81,19 @@ int32_t WifiContext::RunAndWait(std::chrono::milliseconds budget, std::function<
         }
     });
     return isPosted ? call->WaitFor(budget) : Wifi::WIFI_FAILED;
+}
+
+bool WifiContext::WaitFor(const std::string& activation, ActivationState state, Deadline deadline) const
+{
+    DISTNET_ASSERT(!strand.RunsOnThisThread(), "the Wi-Fi strand does not wait for its own work");
+    while (timers.Now() < deadline) {
+        const Result<ActivationState> now = manager.Until(deadline).StateOf(activation);
+        if (now && (now.value() == state || now.value() == ActivationState::GONE)) {
+            return now.value() == state;
+        }
+        std::this_thread::sleep_for(STATE_POLL_PERIOD);
+    }
+    return false;
 }
 
 bool WifiContext::Leave(const NetworkChange& change)
@@ -183,7 +198,7 @@ void WifiContext::TakeBackLeft(const NetworkChange& change)
         return;
     }
     if (wasShared) {
-        ReportShareClosed(ShareClosed::LEFT_OPEN);
+        ReportShareClosed(Wifi::ShareClosed::LEFT_OPEN);
     }
     Restore(change, "");
 }
@@ -202,40 +217,41 @@ void WifiContext::TakeBackAll()
     }
     for (const Profile& profile : profiles.value()) {
         if (IsOurs(profile) && manager.Delete(profile.path) && IsHotspotProfile(profile)) {
-            ReportShareClosed(ShareClosed::LEFT_OPEN);
+            ReportShareClosed(Wifi::ShareClosed::LEFT_OPEN);
         }
     }
 }
 
-void WifiContext::Restore(const NetworkChange& change, const std::string& radio)
+std::string WifiContext::Restore(const NetworkChange& change, const std::string& radio)
 {
     DISTNET_ASSERT(strand.RunsOnThisThread(), "called on the Wi-Fi strand");
     if (change.previous.empty()) {
-        return;
+        return "";
     }
     const Result<std::vector<WifiRadio>> radios = manager.Radios();
     const Result<Profile> profile = manager.FindProfile(change.previous);
     if ((!radios && IsNoAnswer(radios.error())) || (!profile && IsNoAnswer(profile.error()))) {
         TakeBackLater(change);
-        return;
+        return "";
     }
     if (!radios || !profile) {
-        return;  // it has gone meanwhile
+        return "";  // it has gone meanwhile
     }
     const auto found = std::find_if(radios.value().begin(), radios.value().end(), [&](const WifiRadio& one) {
         const bool isFree = !one.IsActive() || (!one.activation.empty() && one.activation == change.activation);
         return isFree && (radio.empty() || one.path == radio);
     });
     if (found == radios.value().end()) {
-        return;
+        return "";
     }
     const Result<Activation> activated = manager.Activate(profile.value().path, found->path);
-    if (activated) {
-        QuviewDFX::LogInfo(LABEL, "%{public}s goes back to the network that it had before", found->interface);
-    } else {
+    if (!activated) {
         QuviewDFX::LogWarn(LABEL, "%{public}s does not go back to the network that it had before: %{public}s",
                            found->interface, activated.error().message);
+        return "";
     }
+    QuviewDFX::LogInfo(LABEL, "%{public}s goes back to the network that it had before", found->interface);
+    return activated.value().path;
 }
 
 Result<std::string> NetworkOf(const NetworkManager& manager, const WifiRadio& radio)

@@ -37,6 +37,10 @@ public:
     int32_t RunAndWait(std::chrono::milliseconds budget, std::function<int32_t(Deadline)> work,
                        std::function<void()> undo = nullptr);
 
+    // Blocks until the activation has that state; false if it ends in another one, or at the deadline. Not called on
+    // the strand, which the changes need.
+    bool WaitFor(const std::string& activation, ActivationState state, Deadline deadline) const;
+
     // These are called on the strand.
     // Ends the activation and, when it is ours, the profile. False when NetworkManager does not answer: then this is
     // retried, and the network that the radio had before is restored afterwards.
@@ -48,8 +52,8 @@ public:
     // Takes back what an earlier run left, and what was changed before NetworkManager restarted.
     void TakeBackAll();
     // Activates the network that the radio had before, unless the radio is in use by another activation than the
-    // change's. radio: empty for the first idle one.
-    void Restore(const NetworkChange& change, const std::string& radio);
+    // change's. radio: empty for the first idle one. Returns the path of the new activation; empty: there is none.
+    std::string Restore(const NetworkChange& change, const std::string& radio);
 
     Tasks::Timers& timers;
     const NetworkManager manager;
@@ -70,7 +74,7 @@ private:
 // The UUID of the profile by which the radio is a station; empty when there is none or the profile is ours.
 [[nodiscard]] Result<std::string> NetworkOf(const NetworkManager& manager, const WifiRadio& radio);
 
-// Writes the system event of a hotspot that this daemon closed; reason: of ShareClosed.
+// Writes the system event of a hotspot that this daemon closed; reason: of Wifi::ShareClosed.
 void ReportShareClosed(const std::string& reason);
 
 }  // namespace Vexo::Linux

@@ -14,6 +14,8 @@
 namespace Vexo::Linux {
 namespace {
 
+namespace ShareClosed = Wifi::ShareClosed;
+
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "LinuxHotspot"};
 constexpr size_t MIN_KEY_BYTES = 8;
 constexpr size_t MAX_KEY_BYTES = 63;
@@ -80,7 +82,7 @@ int32_t LinuxWifiHotspot::EnableHotspot(Wifi::ServiceType type)
         Wifi::HOTSPOT_ENABLE_BUDGET, [self](WifiContext::Deadline deadline) { return self->Enable(deadline); },
         [self] {
             if (self->hasJustOpened_) {
-                self->Close(ShareClosed::TOO_LATE);
+                self->CloseOwn(ShareClosed::TOO_LATE);
             }
         });
 }
@@ -93,7 +95,7 @@ int32_t LinuxWifiHotspot::DisableHotspot(Wifi::ServiceType type)
     }
     return context_->RunAndWait(WIFI_CALL_LIMIT,
                                 [self = sptr<LinuxWifiHotspot>(this)](WifiContext::Deadline) -> int32_t {
-                                    if (!self->Close(ShareClosed::ASKED)) {
+                                    if (!self->CloseOwn(ShareClosed::ASKED)) {
                                         return Wifi::WIFI_NO_ANSWER;
                                     }
                                     bool isOn = false;
@@ -185,7 +187,7 @@ Result<std::string> LinuxWifiHotspot::ChangeKey()
     }
     context_->RunAndWait(WIFI_CALL_LIMIT, [self = sptr<LinuxWifiHotspot>(this)](WifiContext::Deadline) -> int32_t {
         if (self->isOpening_ || (self->share_ && self->share_->change.isOurProfile)) {
-            self->Close(ShareClosed::KEY_CHANGED);
+            self->CloseOwn(ShareClosed::KEY_CHANGED);
         }
         return Wifi::WIFI_OK;
     });
@@ -332,7 +334,7 @@ int32_t LinuxWifiHotspot::Open(const NetworkManager& manager, const WifiRadio& r
     return Wifi::WIFI_OK;
 }
 
-bool LinuxWifiHotspot::Close(const char* reason)
+bool LinuxWifiHotspot::CloseOwn(const char* reason)
 {
     if (std::exchange(isOpening_, false)) {
         Forget();
@@ -371,9 +373,11 @@ void LinuxWifiHotspot::OnChanged()
         }
     }
     if (const Result<std::vector<WifiRadio>> radios = context_->manager.Radios()) {
-        SetOn(isOpening_ || share_ ||
-              std::any_of(radios.value().begin(), radios.value().end(),
-                          [](const WifiRadio& one) { return one.IsHotspot(); }));
+        const auto hotspot = std::find_if(radios.value().begin(), radios.value().end(),
+                                          [](const WifiRadio& one) { return one.IsHotspot(); });
+        const bool isThere = hotspot != radios.value().end();
+        SetOn(isOpening_ || share_ || isThere,
+              isThere && hotspot->state == NM_STATE_ACTIVATED ? hotspot->interface : "");
     }
 }
 
@@ -408,43 +412,7 @@ void LinuxWifiHotspot::OnGone()
 void LinuxWifiHotspot::OnBatteryLow()
 {
     DISTNET_ASSERT(context_->strand.RunsOnThisThread(), "called on the Wi-Fi strand");
-    Close(ShareClosed::BATTERY_LOW);
-}
-
-void LinuxWifiHotspot::Guard()
-{
-    if (!share_) {
-        return;
-    }
-    const Result<size_t> stations = options_.countStations(share_->interface);
-    const Result<bool> uplink = context_->manager.HasUplink();
-    if (!stations) {
-        QuviewDFX::LogWarn(LABEL, "cannot count stations, so none counts: %{public}s", stations.error().message);
-    }
-    const char* const reason =
-        guard_.Look(context_->timers.Now(), stations && stations.value() > 0, !uplink || uplink.value());
-    if (reason != nullptr) {
-        Close(reason);
-    } else {
-        GuardLater();
-    }
-}
-
-void LinuxWifiHotspot::GuardLater()
-{
-    timer_.Cancel();
-    timer_ = context_->timers.RunAfter(guard_.Limits().look, [self = sptr<LinuxWifiHotspot>(this)] {
-        self->context_->strand.Post([self] { self->Guard(); });
-    });
-}
-
-void LinuxWifiHotspot::SetOn(bool isOn)
-{
-    const MutexLock lock(mutex_);
-    isOn_ = isOn;
-    if (!share_) {
-        opened_.reset();
-    }
+    CloseOwn(ShareClosed::BATTERY_LOW);
 }
 
 void LinuxWifiHotspot::Stop()
@@ -455,7 +423,7 @@ void LinuxWifiHotspot::Stop()
     }
     context_->RunAndWait(WIFI_CALL_LIMIT, [self = sptr<LinuxWifiHotspot>(this)](WifiContext::Deadline) -> int32_t {
         self->isStopped_ = true;
-        self->Close(ShareClosed::DAEMON_STOPPED);
+        self->CloseOwn(ShareClosed::DAEMON_STOPPED);
         return Wifi::WIFI_OK;
     });
 }

@@ -1,7 +1,7 @@
 // LinuxWifiHotspot: this machine's access point (ability 1121) over NetworkManager. Enabling activates the user's own
 // access-point profile where there is one whose key NetworkManager knows (the one used last), else a temporary one of
-// ours. It turns off what it turned on (share_guard.h), and no hotspot that somebody else turned on. Any thread may
-// call it; the work runs on the Wi-Fi strand (wifi_context.h).
+// ours. It turns off what it turned on (share_guard.h), and no hotspot that somebody else turned on. It is also this
+// machine's share (ShareControl). Any thread may call it; the work runs on the Wi-Fi strand (wifi_context.h).
 #pragma once
 
 #include <chrono>
@@ -10,7 +10,10 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <utility>
+#include <vector>
 
+#include "backends/linux/change_listener.h"
 #include "backends/linux/network_manager_profiles.h"
 #include "backends/linux/share_guard.h"
 #include "backends/linux/stations.h"
@@ -18,6 +21,7 @@
 #include "platform/base/mutex.h"
 #include "platform/ipc/iremote_object.h"
 #include "platform/tasks/timers.h"
+#include "platform/wifi/share_control.h"
 #include "platform/wifi/wifi_hotspot.h"
 
 namespace Vexo::Linux {
@@ -32,10 +36,10 @@ struct HotspotOptions {
     ShareLimits limits;
     // How long a radio that is a station stays one after enabling: the caller's answer may be sent over it.
     std::chrono::milliseconds switchDelay{500};
-    std::function<Result<size_t>(const std::string& interface)> countStations = CountStations;
+    std::function<Result<std::vector<Wifi::ShareStation>>(const std::string& interface)> listStations = ListStations;
 };
 
-class LinuxWifiHotspot : public IPCObjectStub, public Wifi::WifiHotspot {
+class LinuxWifiHotspot : public IPCObjectStub, public Wifi::WifiHotspot, public Wifi::ShareControl {
 public:
     // Stop() must be called before the last reference goes.
     LinuxWifiHotspot(std::shared_ptr<WifiContext> context, HotspotOptions options);
@@ -50,6 +54,10 @@ public:
     // Returns the configuration of the hotspot that is on, else of the one that enabling would turn on. While
     // NetworkManager gives no answer: of the one that was turned on here.
     int32_t GetHotspotConfig(Wifi::HotspotConfig& config) override;
+
+    Wifi::ShareInfo Look() override;
+    [[nodiscard]] Result<void> Close(const char* reason) override;
+    void SetListener(std::function<void()> changed) override { listener_.Set(std::move(changed)); }
 
     // Makes a new key for hotspots of ours, and turns off one that is on, because somebody who knows the key may no
     // longer join. Returns the SSID of the user's own hotspot, whose key stays, or an empty text when enabling would
@@ -82,13 +90,14 @@ private:
     void OpenLater(const WifiRadio& radio);
     void OpenNow(const std::string& radio);
     // False when NetworkManager did not answer; it is then closed later.
-    bool Close(const char* reason);
+    bool CloseOwn(const char* reason);
     void Forget();
     // Whether the same profile is active again, as after a change of its settings. Then it still is this daemon's.
     bool WasRenewed();
     void Guard();
     void GuardLater();
-    void SetOn(bool isOn);
+    // interface: of the hotspot, once it is on the air; else empty.
+    void SetOn(bool isOn, const std::string& interface = "");
 
     // These only read. Any thread may call them.
     [[nodiscard]] Result<Chosen> Choose(const NetworkManager& manager) const;
@@ -105,6 +114,9 @@ private:
     bool isOn_ GUARDED_BY(mutex_) = false;
     std::optional<Wifi::HotspotConfig> opened_ GUARDED_BY(mutex_);  // what share_ was opened with; secret
     bool hasStopBegun_ GUARDED_BY(mutex_) = false;
+    bool isOpenedHere_ GUARDED_BY(mutex_) = false;
+    uint32_t openings_ GUARDED_BY(mutex_) = 0;  // since the start of the daemon
+    std::string interface_ GUARDED_BY(mutex_);  // of the hotspot, once it is on the air
 
     // Touched on the strand only.
     std::optional<Share> share_;
@@ -114,6 +126,8 @@ private:
     bool isStopped_ = false;
     ShareGuard guard_;
     Tasks::Timer timer_;
+
+    ChangeListener listener_;  // own synchronisation
 };
 
 }  // namespace Vexo::Linux

@@ -30,7 +30,9 @@ public:
         options_.hotspot.networkId = "7f3a11";
         options_.hotspot.switchDelay = std::chrono::milliseconds(60);
         options_.hotspot.limits.look = std::chrono::milliseconds(20);
-        options_.hotspot.countStations = [this](const std::string&) -> Result<size_t> { return stations.load(); };
+        options_.hotspot.listStations = [this](const std::string&) -> Result<std::vector<Wifi::ShareStation>> {
+            return std::vector<Wifi::ShareStation>(stations, {"02:00:5e:10:00:09", 2000, 1000});
+        };
         options_.station.searchLimit = std::chrono::seconds(3);  // longer than a busy machine takes for a call
         options_.station.lookAgain = std::chrono::milliseconds(50);
     }
