@@ -1,6 +1,7 @@
 #include "backends/linux/network_manager.h"
 
 #include <algorithm>
+#include <cctype>
 #include <functional>
 #include <utility>
 
@@ -30,6 +31,13 @@ constexpr const char* SECURITY_SETTING = "802-11-wireless-security";
 BusObject ObjectOf(const std::string& path, const std::string& interface)
 {
     return {NETWORK_MANAGER, path, NETWORK_MANAGER + std::string(".") + interface};
+}
+
+std::string LowerCase(std::string address)
+{
+    std::transform(address.begin(), address.end(), address.begin(),
+                   [](unsigned char one) { return std::tolower(one); });
+    return address;
 }
 
 // NetworkManager says "/" for none.
@@ -127,11 +135,7 @@ Result<bool> NetworkManager::IsWifiBlocked() const
 
 Result<bool> NetworkManager::HasUplink() const
 {
-    Result<PropertyMap> manager = GetProperties(NM_MANAGER);
-    if (!manager) {
-        return Failure(std::move(manager).error());
-    }
-    return !PathIn(manager.value(), "PrimaryConnection").empty();
+    return Overview().map([](const NetworkOverview& overview) { return !overview.primary.empty(); });
 }
 
 Result<WifiRadio> NetworkManager::ReadRadio(const std::string& path) const
@@ -155,6 +159,8 @@ Result<WifiRadio> NetworkManager::ReadRadio(const std::string& path) const
     radio.canBeAccessPoint =
         (ValueIn<uint32_t>(wireless.value(), "WirelessCapabilities") & CAPABILITY_ACCESS_POINT) != 0;
     radio.isAccessPoint = ValueIn<uint32_t>(wireless.value(), "Mode") == NM_MODE_ACCESS_POINT;
+    radio.macAddress = LowerCase(ValueIn<std::string>(wireless.value(), "HwAddress"));
+    radio.lastScan = ValueIn<int64_t>(wireless.value(), "LastScan", -1);
     return radio;
 }
 
@@ -203,15 +209,103 @@ void NetworkManager::RequestScan(const std::string& radio) const
     }
 }
 
-std::string NetworkManager::AddressOf(const std::string& radio) const
+Result<uint8_t> NetworkManager::StrengthAt(const std::string& radio) const
+{
+    return GetProperty<sdbus::ObjectPath>(ObjectOf(radio, "Device.Wireless"), "ActiveAccessPoint")
+        .and_then([this](const sdbus::ObjectPath& path) {
+            return GetProperty<uint8_t>(ObjectOf(path, "AccessPoint"), "Strength");
+        });
+}
+
+Result<Ip4Lease> NetworkManager::LeaseOf(const std::string& radio) const
 {
     const Result<sdbus::ObjectPath> config = GetProperty<sdbus::ObjectPath>(ObjectOf(radio, "Device"), "Ip4Config");
-    if (!config || config.value() == "/") {
-        return "";
+    if (!config) {
+        return Failure(config.error());
     }
-    const Result<std::vector<PropertyMap>> addresses =
-        GetProperty<std::vector<PropertyMap>>(ObjectOf(config.value(), "IP4Config"), "AddressData");
-    return addresses && !addresses.value().empty() ? ValueIn<std::string>(addresses.value().front(), "address") : "";
+    if (config.value() == "/") {
+        return Ip4Lease();
+    }
+    const Result<PropertyMap> read = GetProperties(ObjectOf(config.value(), "IP4Config"));
+    if (!read) {
+        return Failure(read.error());
+    }
+    using Maps = std::vector<PropertyMap>;
+    Ip4Lease lease;
+    if (const Maps addresses = ValueIn<Maps>(read.value(), "AddressData"); !addresses.empty()) {
+        lease.address = ValueIn<std::string>(addresses.front(), "address");
+    }
+    lease.gateway = ValueIn<std::string>(read.value(), "Gateway");
+    for (const PropertyMap& nameServer : ValueIn<Maps>(read.value(), "NameserverData")) {
+        lease.nameServers.push_back(ValueIn<std::string>(nameServer, "address"));
+    }
+    return lease;
+}
+
+Result<NetworkOverview> NetworkManager::Overview() const
+{
+    const Result<PropertyMap> manager = GetProperties(NM_MANAGER);
+    if (!manager) {
+        return Failure(manager.error());
+    }
+    const PropertyMap& properties = manager.value();
+    NetworkOverview overview;
+    overview.primary = PathIn(properties, "PrimaryConnection");
+    for (const sdbus::ObjectPath& path : ValueIn<Paths>(properties, "ActiveConnections")) {
+        overview.active.push_back(path);
+    }
+    overview.isCheckOn = ValueIn<bool>(properties, "ConnectivityCheckAvailable") &&
+                         ValueIn<bool>(properties, "ConnectivityCheckEnabled");
+    overview.connectivity = static_cast<NmConnectivity>(ValueIn<uint32_t>(properties, "Connectivity"));
+    return overview;
+}
+
+Result<Connection> NetworkManager::ReadConnection(const std::string& activation) const
+{
+    const Result<PropertyMap> active = GetProperties(ObjectOf(activation, "Connection.Active"));
+    if (!active) {
+        return Failure(active.error());
+    }
+    const PropertyMap& properties = active.value();
+    Connection connection;
+    connection.path = activation;
+    connection.profile = PathIn(properties, "Connection");
+    connection.name = ValueIn<std::string>(properties, "Id");
+    connection.type = ValueIn<std::string>(properties, "Type");
+    connection.state = static_cast<ActivationState>(ValueIn<uint32_t>(properties, "State"));
+    connection.isDefault = ValueIn<bool>(properties, "Default") || ValueIn<bool>(properties, "Default6");
+    if (const auto devices = ValueIn<Paths>(properties, "Devices"); !devices.empty()) {
+        connection.device = devices.front();
+    }
+    return connection;
+}
+
+Result<NetworkDevice> NetworkManager::ReadDevice(const std::string& path) const
+{
+    const Result<PropertyMap> read = GetProperties(ObjectOf(path, "Device"));
+    if (!read) {
+        return Failure(read.error());
+    }
+    NetworkDevice device;
+    device.interface = ValueIn<std::string>(read.value(), "Interface");
+    device.type = ValueIn<uint32_t>(read.value(), "DeviceType");
+    // NMMetered: unknown, yes, no, guessed yes, guessed no.
+    if (const auto metered = ValueIn<uint32_t>(read.value(), "Metered"); metered != 0) {
+        device.isMetered = metered == 1 || metered == 3;
+    }
+    device.connectivity = static_cast<NmConnectivity>(std::max(ValueIn<uint32_t>(read.value(), "Ip4Connectivity"),
+                                                               ValueIn<uint32_t>(read.value(), "Ip6Connectivity")));
+    return device;
+}
+
+Result<NmConnectivity> NetworkManager::CheckConnectivity(SteadyTime deadline) const
+{
+    const auto left = std::chrono::ceil<milliseconds>(deadline - clock_.Now());
+    const Result<uint32_t> checked = bus_->Call<uint32_t>(NM_MANAGER, "CheckConnectivity", left);
+    if (!checked) {
+        return Failure(checked.error());
+    }
+    return static_cast<NmConnectivity>(checked.value());
 }
 
 Result<Activation> NetworkManager::AddAndActivate(const SettingsMap& settings, const std::string& radio,

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -61,6 +62,8 @@ struct WifiRadio {
     bool canBeAccessPoint = false;
     bool isAccessPoint = false;  // meaningful while it is activating or activated
     std::string activation;      // empty: none
+    std::string macAddress;      // in use, lower case
+    int64_t lastScan = -1;       // when a scan has ended last, in milliseconds on the boot clock; -1: never
 
     bool IsActive() const { return state >= NM_STATE_PREPARE && state <= NM_STATE_ACTIVATED; }
     bool IsHotspot() const { return isAccessPoint && IsActive(); }
@@ -86,7 +89,43 @@ struct Activation {
     std::string path;
 };
 
+// IPv4, as a radio got it.
+struct Ip4Lease {
+    std::string address;
+    std::string gateway;
+    std::vector<std::string> nameServers;
+};
+
+// NMConnectivityState
+enum class NmConnectivity : uint32_t { UNKNOWN = 0, NONE = 1, PORTAL = 2, LIMITED = 3, FULL = 4 };
+
+// How NetworkManager sees the whole machine.
+struct NetworkOverview {
+    std::string primary;              // the activation with the default route; empty: none
+    std::vector<std::string> active;  // activations
+    bool isCheckOn = false;           // NetworkManager checks connectivity
+    NmConnectivity connectivity = NmConnectivity::UNKNOWN;
+};
+
+struct NetworkDevice {
+    std::string interface;
+    uint32_t type = 0;              // NMDeviceType
+    std::optional<bool> isMetered;  // as NetworkManager knows or guesses
+    NmConnectivity connectivity = NmConnectivity::UNKNOWN;
+};
+
 enum class ActivationState : uint32_t { UNKNOWN = 0, ACTIVATING = 1, ACTIVATED = 2, DEACTIVATING = 3, GONE = 4 };
+
+// An activation with what it stands for.
+struct Connection {
+    std::string path;
+    std::string profile;
+    std::string name;  // as the user calls it: "office"
+    std::string type;  // "802-11-wireless"
+    std::string device;
+    ActivationState state = ActivationState::UNKNOWN;
+    bool isDefault = false;  // it has the default route, of IPv4 or IPv6
+};
 
 class NetworkManager {
 public:
@@ -114,8 +153,17 @@ public:
     [[nodiscard]] Result<std::vector<AccessPoint>> AccessPoints(const std::string& radio) const;
     // Scans that NetworkManager refuses as too frequent are ignored.
     void RequestScan(const std::string& radio) const;
-    // The radio's IPv4 address, empty when it has none.
-    std::string AddressOf(const std::string& radio) const;
+    // Of the access point that the radio has joined, in percent.
+    [[nodiscard]] Result<uint8_t> StrengthAt(const std::string& radio) const;
+    // Empty fields: the radio has none.
+    [[nodiscard]] Result<Ip4Lease> LeaseOf(const std::string& radio) const;
+
+    [[nodiscard]] Result<NetworkOverview> Overview() const;
+    [[nodiscard]] Result<Connection> ReadConnection(const std::string& activation) const;
+    [[nodiscard]] Result<NetworkDevice> ReadDevice(const std::string& path) const;
+    // Makes NetworkManager check the connectivity of every device now. Blocks for that, beyond the usual limit, until
+    // the deadline.
+    [[nodiscard]] Result<NmConnectivity> CheckConnectivity(SteadyTime deadline) const;
 
     // Adds a profile and activates it. NetworkManager ends it when its activation ends or this program leaves the bus.
     // accessPoint: the path of the one to join; empty: none is given.

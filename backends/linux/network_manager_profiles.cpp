@@ -106,6 +106,25 @@ bool IsHotspotProfile(const Profile& profile)
     return ValueIn<std::string>(SettingOf(profile, WIRELESS), "mode") == "ap";
 }
 
+bool JoinsByItself(const Profile& profile)
+{
+    const PropertyMap connection = SettingOf(profile, CONNECTION);
+    return ValueIn<std::string>(connection, "type") == WIRELESS && !IsOurs(profile) &&
+           ValueIn<std::string>(SettingOf(profile, WIRELESS), "mode", "infrastructure") == "infrastructure" &&
+           ValueIn<bool>(connection, "autoconnect", true);
+}
+
+std::string SsidOf(const Profile& profile)
+{
+    const auto ssid = ValueIn<std::vector<uint8_t>>(SettingOf(profile, WIRELESS), "ssid");
+    return {ssid.begin(), ssid.end()};
+}
+
+std::string NameOf(const Profile& profile)
+{
+    return ValueIn<std::string>(SettingOf(profile, CONNECTION), "id");
+}
+
 std::string UuidOf(const Profile& profile)
 {
     return ValueIn<std::string>(SettingOf(profile, CONNECTION), "uuid");
@@ -118,8 +137,8 @@ uint64_t LastUseOf(const Profile& profile)
 
 bool ReadHotspotConfig(const Profile& profile, Wifi::HotspotConfig& config)
 {
-    const auto ssid = ValueIn<std::vector<uint8_t>>(SettingOf(profile, WIRELESS), "ssid");
-    config.SetSsid(std::string(ssid.begin(), ssid.end()));
+    const std::string ssid = SsidOf(profile);
+    config.SetSsid(ssid);
     config.SetPreSharedKey("");
     config.SetSecurityType(KeyMgmt::NONE);
     if (!profile.settings.contains(SECURITY)) {

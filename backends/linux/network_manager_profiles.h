@@ -32,6 +32,11 @@ SettingsMap MakeStationProfile(const std::string& uuid, const Wifi::WifiDeviceCo
 
 bool IsOurs(const Profile& profile);
 bool IsHotspotProfile(const Profile& profile);
+// Whether NetworkManager joins the profile's network by itself, once it is visible.
+bool JoinsByItself(const Profile& profile);
+std::string SsidOf(const Profile& profile);
+// As the user calls it: "office".
+std::string NameOf(const Profile& profile);
 std::string UuidOf(const Profile& profile);
 // When it was last used, in seconds since 1970; 0: never.
 uint64_t LastUseOf(const Profile& profile);

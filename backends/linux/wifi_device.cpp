@@ -55,6 +55,15 @@ bool IsSomebodysChoice(NmReason reason)
     return reason == NmReason::USER_REQUESTED || reason == NmReason::NEW_ACTIVATION;
 }
 
+// Empty where the beacon offers several: which one is in use depends on the driver.
+std::string SecurityName(const Wifi::NetworkSecurity& security)
+{
+    if (!security.needsKey) {
+        return "open";
+    }
+    return security.allowsPsk == security.allowsSae ? "" : security.allowsSae ? "WPA3" : "WPA2";
+}
+
 std::chrono::seconds BootClock()
 {
     timespec now{};
@@ -133,6 +142,7 @@ int32_t LinuxWifiDevice::Begin(const Wifi::WifiDeviceConfig& config, WifiContext
     }
     Attempt next;
     next.radio = radio->path;
+    next.interface = radio->interface;
     if (radio->IsStation()) {
         // A connected radio scans at most every 10 s: wait until a hotspot that is just opening can be visible.
         next.nextScan = context_->timers.Now() + options_.lookAgain;
@@ -148,6 +158,7 @@ int32_t LinuxWifiDevice::Begin(const Wifi::WifiDeviceConfig& config, WifiContext
     }
     next.change.previous = std::move(previous.value());
     attempt_ = std::move(next);
+    wasLeftByHand_ = false;
     QuviewDFX::LogInfo(LABEL, "looking for \"%{public}s\" on %{public}s", config.ssid, radio->interface);
     // The join of the replaced attempt is taken back after the caller has its answer.
     context_->strand.Post([self = sptr<LinuxWifiDevice>(this)] { self->LeaveJoined(); });
@@ -232,6 +243,7 @@ void LinuxWifiDevice::Join(const Station::Join& join, const AccessPoint& accessP
     attempt.change.isOurProfile = true;
     attempt.reason = NmReason::NONE;
     attempt.bssid = accessPoint.bssid;
+    attempt.security = accessPoint.security;
     context_->own.Note(attempt.change);
     if (std::exchange(attempt.isLeft, true)) {
         context_->own.Forget(left);
@@ -296,8 +308,8 @@ void LinuxWifiDevice::Follow(const Station::Join& join, Trigger trigger)
 
 void LinuxWifiDevice::OnActivated(const Station::Join& join)
 {
-    const std::string address = context_->manager.AddressOf(attempt_->radio);
-    if (address.empty()) {
+    const Result<Ip4Lease> lease = context_->manager.LeaseOf(attempt_->radio);
+    if (!lease || lease.value().address.empty()) {
         station_.Advance(join.attempt, Station::State::OBTAINING_ADDRESS);
         if (IsJoinOverdue()) {
             End({JoinFailure::NO_IP_ADDRESS, "no address"});
@@ -307,7 +319,18 @@ void LinuxWifiDevice::OnActivated(const Station::Join& join)
         return;
     }
     timer_.Cancel();
-    if (station_.OnConnected(join.attempt, attempt_->bssid, address)) {
+    {
+        // Before the end of the attempt is known, because who hears of that asks for the network.
+        const MutexLock lock(mutex_);
+        connected_ = Connected{attempt_->radio, {}};
+        Wifi::JoinedNetwork& network = connected_->network;
+        network.attempt = join.attempt;
+        network.ssid = join.config.ssid;
+        network.security = SecurityName(attempt_->security);
+        network.interface = attempt_->interface;
+        network.address = lease.value().address;
+    }
+    if (station_.OnConnected(join.attempt, attempt_->bssid, lease.value().address)) {
         ended_(WifiLinkState::CONNECTED);
     }
 }
@@ -396,23 +419,27 @@ void LinuxWifiDevice::LeaveJoined()
     }
 }
 
-void LinuxWifiDevice::End(const LinkEnd& end)
+LinuxWifiDevice::Freed LinuxWifiDevice::End(const LinkEnd& end)
 {
     timer_.Cancel();
     Attempt ended = std::move(*attempt_);
     attempt_.reset();
+    wasLeftByHand_ = ended.hasTakenRadio && ended.reason == NmReason::USER_REQUESTED;
     const Station::Join join = station_.Current();
     const std::optional<WifiLinkState> state = station_.OnEnded(join.attempt, end);
     station_.configs.Remove(join.config);
     if (!ended.hasTakenRadio || IsSomebodysChoice(ended.reason)) {
         ended.change.previous.clear();
     }
-    if (!ended.change.profile.empty() && ended.isLeft && context_->TakeBack(ended.change)) {
-        context_->Restore(ended.change, ended.radio);
+    Freed freed;
+    if (!ended.change.profile.empty()) {
+        freed.isDone = ended.isLeft && context_->TakeBack(ended.change);
+        freed.activation = freed.isDone ? context_->Restore(ended.change, ended.radio) : "";
     }
     if (state) {
         ended_(*state);
     }
+    return freed;
 }
 
 void LinuxWifiDevice::LookAgainIn(milliseconds delay, Trigger trigger)

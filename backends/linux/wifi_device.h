@@ -3,9 +3,11 @@
 // pass are retried until the search limit. An attempt ends connected with an address, or failed: not visible, another
 // security, wrong key, no address. With the connection the profile ends, and the network that the radio had before is
 // activated again. Each end of an attempt and of a connection is reported once; an attempt that a newer one replaced
-// ends silently. Any thread may call it; the work runs on the Wi-Fi strand (wifi_context.h).
+// ends silently. It also says what was joined, and leaves it (StationControl). Any thread may call it; the work runs on
+// the Wi-Fi strand (wifi_context.h).
 #pragma once
 
+#include <atomic>
 #include <chrono>
 #include <functional>
 #include <memory>
@@ -15,9 +17,11 @@
 
 #include "backends/linux/network_manager_profiles.h"
 #include "backends/linux/wifi_context.h"
+#include "platform/base/mutex.h"
 #include "platform/ipc/iremote_object.h"
 #include "platform/tasks/timers.h"
 #include "platform/wifi/station.h"
+#include "platform/wifi/station_control.h"
 #include "platform/wifi/wifi_device.h"
 
 namespace Vexo::Linux {
@@ -34,7 +38,7 @@ struct StationOptions {
 // CONNECTED, FAILED or DISCONNECTED; on the Wi-Fi strand.
 using LinkEnded = std::function<void(Wifi::WifiLinkState state)>;
 
-class LinuxWifiDevice : public IPCObjectStub, public Wifi::WifiDevice {
+class LinuxWifiDevice : public IPCObjectStub, public Wifi::WifiDevice, public Wifi::StationControl {
 public:
     // Stop() must be called before the last reference goes.
     LinuxWifiDevice(std::shared_ptr<WifiContext> context, const StationOptions& options, LinkEnded ended);
@@ -54,6 +58,11 @@ public:
         return station_.WaitForChange(known, limit);
     }
 
+    std::optional<Wifi::JoinedNetwork> Joined() override;
+    [[nodiscard]] Result<Wifi::LeftNetwork> Leave(uint32_t attempt, std::chrono::milliseconds limit) override;
+    // Whether a person ended the latest attempt or connection.
+    bool WasLeftByHand() const { return wasLeftByHand_; }
+
     // On the strand: something about the radios has changed; a radio entered this state; NetworkManager has gone.
     void OnChanged() { Look(); }
     void OnRadioState(const std::string& radio, uint32_t state, NmReason reason);
@@ -66,6 +75,7 @@ private:
     // The attempt under way, as NetworkManager carries it out.
     struct Attempt {
         std::string radio;
+        std::string interface;
         SteadyTime nextScan;              // not before
         std::chrono::seconds begunAt{0};  // on the boot clock, as in access points
         bool hasTakenRadio = false;       // an attempt has joined: change.previous is restored at the end
@@ -73,8 +83,24 @@ private:
         int refusals = 0;
         NetworkChange change;
         std::string bssid;
+        Wifi::NetworkSecurity security;
         NmReason reason = NmReason::NONE;  // of the radio's last failure
         SteadyTime joiningSince;
+    };
+
+    struct Connected {
+        std::string radio;
+        Wifi::JoinedNetwork network;  // without what NetworkManager knows of the radio
+    };
+
+    // What became of the radio at the end of an attempt.
+    struct Freed {
+        bool isDone = true;      // false when NetworkManager did not answer: it is taken back later
+        std::string activation;  // of the network from before, which is joined again; empty: none
+    };
+    struct Departure {
+        bool hasLeft = false;
+        Freed freed;
     };
 
     // Why the station checks its radio.
@@ -100,9 +126,13 @@ private:
     bool WasHeardWhileJoining(const std::string& ssid) const;
     void SearchAgain();
     void LookAgainIn(std::chrono::milliseconds delay, Trigger trigger = Trigger::CHANGE_OR_TIMER);
-    void End(const Wifi::LinkEnd& end);
+    Freed End(const Wifi::LinkEnd& end);
+    Departure LeaveNow(uint32_t attempt);
     // Takes back a join that is no longer wanted, of this attempt or of the one that it replaced.
     void LeaveJoined();
+
+    // The name of the profile that is active; empty when it is ours or unknown.
+    std::string UsersNetwork(const std::string& activation, SteadyTime deadline) const;
 
     const std::shared_ptr<WifiContext> context_;
     const StationOptions options_;
@@ -111,6 +141,11 @@ private:
     std::optional<Attempt> attempt_;  // while an attempt is under way; touched on the strand only
     Tasks::Timer timer_;              // touched on the strand only
     uint32_t timersSet_ = 0;          // touched on the strand only; the number of the latest
+
+    std::atomic<bool> wasLeftByHand_{false};
+
+    mutable Mutex mutex_;
+    std::optional<Connected> connected_ GUARDED_BY(mutex_);  // counts while the attempt is CONNECTED
 
     Wifi::Station station_;  // own synchronisation
 };

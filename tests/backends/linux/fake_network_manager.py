@@ -103,7 +103,10 @@ class Profile(Node):
 class Activation(Node):
     def __init__(self, machine, profile):
         super().__init__(machine.bus, machine.new_path("ActiveConnection"), {
-            NM + ".Connection.Active": {"State": dbus.UInt32(1), "Connection": dbus.ObjectPath(profile.path)}})
+            NM + ".Connection.Active": {
+                "State": dbus.UInt32(1), "Connection": dbus.ObjectPath(profile.path),
+                "Id": str(profile.settings["connection"]["id"]), "Type": WIRELESS, "Default": not profile.is_hotspot,
+                "Devices": dbus.Array([machine.radio.path], "o")}})
         self.profile, self.address = profile, ""
 
 
@@ -111,8 +114,10 @@ class Radio(Node):
     def __init__(self, machine, name):
         super().__init__(machine.bus, ROOT + "/Devices/1", {
             NM + ".Device": {"DeviceType": dbus.UInt32(2), "Interface": name, "State": dbus.UInt32(30),
-                             "ActiveConnection": dbus.ObjectPath("/"), "Ip4Config": dbus.ObjectPath("/")},
-            NM + ".Device.Wireless": {"WirelessCapabilities": dbus.UInt32(0x7f), "Mode": dbus.UInt32(INFRA)}})
+                             "ActiveConnection": dbus.ObjectPath("/"), "Ip4Config": dbus.ObjectPath("/"),
+                             "Metered": dbus.UInt32(0), "Ip4Connectivity": dbus.UInt32(0)},
+            NM + ".Device.Wireless": {"WirelessCapabilities": dbus.UInt32(0x7f), "Mode": dbus.UInt32(INFRA),
+                                      "HwAddress": "02:00:5E:10:00:0A", "LastScan": dbus.Int64(-1)}})
         self.machine = machine
 
     @dbus.service.signal(NM + ".Device", "uuu")
@@ -146,7 +151,9 @@ class Machine(Node):
         self.profiles, self.activations, self.access_points = [], [], {}
         super().__init__(bus, ROOT, {NM: {
             "Version": "1.42.4", "WirelessEnabled": True, "WirelessHardwareEnabled": True,
-            "PrimaryConnection": dbus.ObjectPath("/")}})
+            "PrimaryConnection": dbus.ObjectPath("/"), "ActiveConnections": dbus.Array([], "o"),
+            "ConnectivityCheckAvailable": False, "ConnectivityCheckEnabled": False, "Connectivity": dbus.UInt32(0)}})
+        self.users_networks = {}
         self.radio = Radio(self, f"wlan{number}")
         self.settings, self.control = SettingsNode(self), Control(self)
         self.late, self.lost = {}, {}
@@ -186,7 +193,8 @@ class Machine(Node):
                 "Ssid": dbus.ByteArray(profile.ssid.encode("latin-1")), "HwAddress": "02:00:5e:10:00:01",
                 "Strength": dbus.Byte(70), "Flags": dbus.UInt32(flags != 0), "WpaFlags": dbus.UInt32(0),
                 "RsnFlags": dbus.UInt32(flags), "LastSeen": dbus.Int32(now)}}
-        return [self.access_points[profile.ssid].path for profile in seen]
+        return [self.access_points[profile.ssid].path for profile in seen] + [
+            one.path for one in self.users_networks.values()]
 
     def hotspot_of(self, profile):
         return next((hotspot.profile for other in self.air if other is not self for hotspot in other.on_air()
@@ -242,9 +250,13 @@ class Machine(Node):
             return self.end(activation, reason, failed=True)
         if state == 100:
             config = Node(self.bus, self.new_path("IP4Config"), {NM + ".IP4Config": {"AddressData": dbus.Array(
-                [dbus.Dictionary({"address": activation.address or "10.9.9.9"}, "sv")], "a{sv}")}})
+                [dbus.Dictionary({"address": activation.address or "10.9.9.9"}, "sv")], "a{sv}"),
+                "Gateway": "10.42.0.1", "NameserverData": dbus.Array(
+                    [dbus.Dictionary({"address": "10.42.0.1"}, "sv")], "a{sv}")}})
             self.radio.put(NM + ".Device", Ip4Config=dbus.ObjectPath(config.path))
             activation.put(NM + ".Connection.Active", State=dbus.UInt32(2))
+            if not profile.is_hotspot and self.properties[NM]["PrimaryConnection"] == "/":
+                self.lead_by(activation.path)
         self.radio.enter(state)
         if state == 100 and profile.is_hotspot:
             self.tell_others()
@@ -261,6 +273,8 @@ class Machine(Node):
         activation.put(NM + ".Connection.Active", State=dbus.UInt32(4))
         activation.remove_from_connection()
         none = dbus.ObjectPath("/")
+        if self.properties[NM]["PrimaryConnection"] == activation.path:
+            self.lead_by("/")
         self.radio.put(NM + ".Device", ActiveConnection=none, Ip4Config=none)
         self.radio.put(NM + ".Device.Wireless", Mode=dbus.UInt32(INFRA))
         self.radio.enter(30, 0 if failed else reason)
@@ -269,6 +283,11 @@ class Machine(Node):
         if was_on_air and not is_quiet:
             self.tell_others()
         return False
+
+    def lead_by(self, path):
+        """The activation has the default route."""
+        active = [path] if path != "/" else []
+        self.put(NM, PrimaryConnection=dbus.ObjectPath(path), ActiveConnections=dbus.Array(active, "o"))
 
     def forget(self, profile):
         if profile in self.profiles:
@@ -281,6 +300,10 @@ class Machine(Node):
     @dbus.service.method(NM, "", "ao")
     def GetDevices(self):
         return [self.radio.path]
+
+    @dbus.service.method(NM, "", "u")
+    def CheckConnectivity(self):
+        return self.properties[NM]["Connectivity"]
 
     @dbus.service.method(NM, "a{sa{sv}}ooa{sv}", "ooa{sv}", sender_keyword="sender")
     def AddAndActivateConnection2(self, settings, device, specific, options, sender=None):
@@ -346,6 +369,37 @@ class Control(Node):
 
     def lead_to(self, path):
         self.machine.put(NM, PrimaryConnection=dbus.ObjectPath(path))
+
+    def check(self, connectivity, of_radio=0):
+        """The connectivity check is configured, and finds that; of_radio: through the radio alone."""
+        self.machine.radio.put(NM + ".Device", Ip4Connectivity=dbus.UInt32(of_radio))
+        self.machine.put(NM, ConnectivityCheckAvailable=True, ConnectivityCheckEnabled=True,
+                         Connectivity=dbus.UInt32(connectivity))
+
+    def connect_by(self, kind, connectivity=0, metered=0):
+        """A connection that is no Wi-Fi gets the default route."""
+        machine = self.machine
+        device = Node(machine.bus, machine.new_path("Devices"), {NM + ".Device": {
+            "DeviceType": dbus.UInt32(1), "Interface": "eth0", "Metered": dbus.UInt32(metered),
+            "Ip4Connectivity": dbus.UInt32(connectivity)}})
+        active = Node(machine.bus, machine.new_path("ActiveConnection"), {NM + ".Connection.Active": {
+            "State": dbus.UInt32(2), "Connection": dbus.ObjectPath("/none"), "Id": kind, "Type": kind,
+            "Default": True, "Devices": dbus.Array([device.path], "o")}})
+        machine.lead_by(active.path)
+
+    def disconnect_wire(self):
+        self.machine.lead_by("/")
+
+    def scan(self, networks, age=0):
+        """A scan ends that has seen those SSIDs with that strength, the last time so many seconds ago."""
+        with open("/proc/uptime", encoding="ascii") as uptime:
+            now = float(uptime.read().split()[0])
+        self.machine.users_networks = {ssid: Node(self.machine.bus, self.machine.new_path("AccessPoint"), {
+            NM + ".AccessPoint": {
+                "Ssid": dbus.ByteArray(ssid.encode()), "HwAddress": "02:00:5e:10:00:02", "Strength": dbus.Byte(strength),
+                "Flags": dbus.UInt32(1), "WpaFlags": dbus.UInt32(0), "RsnFlags": dbus.UInt32(0x100),
+                "LastSeen": dbus.Int32(int(now) - age)}}) for ssid, strength in networks.items()}
+        self.machine.radio.put(NM + ".Device.Wireless", LastScan=dbus.Int64(int(now * 1000)))
 
     def capabilities(self, bits):
         self.machine.radio.put(NM + ".Device.Wireless", WirelessCapabilities=dbus.UInt32(bits))
