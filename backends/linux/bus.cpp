@@ -71,6 +71,11 @@ Result<void> Bus::SetProperty(const BusObject& object, const std::string& name, 
     return Call({object.service, object.path, PROPERTIES_INTERFACE}, "Set", limit, object.interface, name, value);
 }
 
+void Bus::EmitPacked(const BusObject& object, const std::string& signal, Write write)
+{
+    loop_->Post([loop = loop_.get(), object, signal, write = std::move(write)] { loop->Emit(object, signal, write); });
+}
+
 BusSubscription Bus::Listen(Tasks::Strand& strand, const BusObject& object, const std::string& signal, Unpack unpack)
 {
     const auto target = std::make_shared<HandlerTarget>(strand);

@@ -153,6 +153,11 @@ public:
     // strand must outlive the subscription.
     [[nodiscard]] BusSubscription Export(Tasks::Strand& strand, OwnObject object);
 
+    // Sends a signal of that object to everyone on the bus. Does not block; without a bus, it is lost. object.service
+    // is not used: the signal comes from this program.
+    template <typename... Arguments>
+    void Emit(const BusObject& object, const std::string& signal, const Arguments&... arguments);
+
 private:
     class Loop;
     using Write = std::function<void(sdbus::Message&)>;
@@ -164,6 +169,7 @@ private:
 
     [[nodiscard]] Result<void> Exchange(const BusObject& object, const std::string& method,
                                         std::chrono::milliseconds limit, Write write, Read read);
+    void EmitPacked(const BusObject& object, const std::string& signal, Write write);
     BusSubscription Listen(Tasks::Strand& strand, const BusObject& object, const std::string& signal, Unpack unpack);
 
     const std::shared_ptr<Loop> loop_;
@@ -186,6 +192,13 @@ Result<Reply> Bus::Call(const BusObject& object, const std::string& method, std:
         }
         return std::move(*reply);
     }
+}
+
+template <typename... Arguments>
+void Bus::Emit(const BusObject& object, const std::string& signal, const Arguments&... arguments)
+{
+    EmitPacked(object, signal,
+               [packed = std::tuple<Arguments...>(arguments...)](sdbus::Message& message) { message << packed; });
 }
 
 template <typename T>

@@ -202,4 +202,21 @@ void Bus::Loop::Send(const std::shared_ptr<PendingCall>& call)
     }
 }
 
+void Bus::Loop::Emit(const BusObject& object, const std::string& signal,
+                     const std::function<void(sdbus::Message&)>& write)
+{
+    DISTNET_ASSERT(IsOnLoop(), "used on the loop's thread only");
+    if (!connection_) {
+        return;
+    }
+    try {
+        const std::unique_ptr<sdbus::IObject> sender = sdbus::createObject(*connection_, object.path);
+        sdbus::Signal message = sender->createSignal(object.interface, signal);
+        write(message);
+        sender->emitSignal(message);
+    } catch (const sdbus::Error& error) {
+        QuviewDFX::LogWarn(LABEL, "the signal %{public}s is not sent: %{public}s", signal, error.what());
+    }
+}
+
 }  // namespace Vexo::Linux

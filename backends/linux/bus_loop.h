@@ -145,6 +145,7 @@ public:
 
     // On the loop's thread.
     void Send(const std::shared_ptr<PendingCall>& call);
+    void Emit(const BusObject& object, const std::string& signal, const std::function<void(sdbus::Message&)>& write);
 
 private:
     void Add(const std::shared_ptr<BusListener>& listener);

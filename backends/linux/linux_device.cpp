@@ -73,6 +73,7 @@ void LinuxDevice::Begin()
     };
     wifi_ = std::make_unique<NetworkManagerWifi>(bus, options_.wifi,
                                                  WifiListener{Telling(STATION), Telling(HOTSPOT), linkEnded});
+    network_ = std::make_unique<LinuxNetworkMonitor>(bus, modems_, wifi_->Station(), options_.dnsPort);
     abilities_ = {
         {WIFI_DEVICE_SYS_ABILITY_ID, wifi_->Station(), {STATION}},
         {WIFI_HOTSPOT_SYS_ABILITY_ID, wifi_->Hotspot(), {HOTSPOT}},
@@ -82,14 +83,20 @@ void LinuxDevice::Begin()
     };
     connectivity_ = std::make_unique<Connectivity>(bus, Telling(CONNECTIVITY),
                                                    [this](auto type, auto state) { PublishConnectivity(type, state); });
-    power_ = std::make_unique<Power>(bus, Telling(POWER), [this] {
-        Publish(Want().SetAction(CommonEventSupport::COMMON_EVENT_BATTERY_LOW));
-        wifi_->OnBatteryLow();
-    });
-    screen_ = std::make_unique<Screen>(bus, Telling(SCREEN), [this](bool isOn) {
-        Publish(Want().SetAction(isOn ? CommonEventSupport::COMMON_EVENT_SCREEN_ON
-                                      : CommonEventSupport::COMMON_EVENT_SCREEN_OFF));
-    });
+    power_ = std::make_unique<Power>(
+        bus, Telling(POWER),
+        [this] {
+            Publish(Want().SetAction(CommonEventSupport::COMMON_EVENT_BATTERY_LOW));
+            wifi_->OnBatteryLow();
+        },
+        [this](const Network::Battery& battery) { network_->OnBattery(battery); });
+    screen_ = std::make_unique<Screen>(
+        bus, Telling(SCREEN),
+        [this](bool isOn) {
+            Publish(Want().SetAction(isOn ? CommonEventSupport::COMMON_EVENT_SCREEN_ON
+                                          : CommonEventSupport::COMMON_EVENT_SCREEN_OFF));
+        },
+        [this](bool isInUse) { network_->OnUseChanged(isInUse); });
     RegisterAbilities();
 }
 
@@ -110,6 +117,7 @@ void LinuxDevice::Stop()
     connectivity_.reset();
     power_.reset();
     screen_.reset();
+    network_->Stop();
     wifi_->Stop();
     registrations_.Drain();
 }
@@ -117,6 +125,11 @@ void LinuxDevice::Stop()
 Result<std::string> LinuxDevice::ChangeHotspotKey()
 {
     return wifi_->Hotspot()->ChangeKey();
+}
+
+void LinuxDevice::SignalShareRequest(const std::string& networkId, const std::string& deviceName)
+{
+    options_.bus->Emit({"", "/org/distnet/Sharing", "org.distnet.Sharing"}, "Requested", networkId, deviceName);
 }
 
 std::vector<AbilityState> LinuxDevice::Abilities() const

@@ -1,6 +1,7 @@
 // LinuxDevice: the backend of a machine that runs NetworkManager, ModemManager, UPower and logind. It makes the
 // abilities of the table below and registers each while the daemon behind it runs and has the hardware for it. Screen,
-// battery and connectivity become common events.
+// battery and connectivity become common events. It also is the share, the station and the networks of this machine
+// (share_control.h, station_control.h, network_monitor.h).
 //   3299 common events: always; from NetworkManager, UPower and logind
 //   1120 Wi-Fi device, 1121 Wi-Fi hotspot: while NetworkManager has a radio that can
 //   4010 telephony, 4011 mobile data: while ModemManager has a modem
@@ -17,6 +18,7 @@
 #include "backends/linux/bus.h"
 #include "backends/linux/connectivity.h"
 #include "backends/linux/network_manager_wifi.h"
+#include "backends/linux/network_monitor.h"
 #include "backends/linux/power.h"
 #include "backends/linux/presence.h"
 #include "backends/linux/screen.h"
@@ -37,6 +39,7 @@ struct LinuxDeviceOptions {
     std::shared_ptr<Bus> bus;  // where the machine's daemons are
     WifiOptions wifi;
     sptr<ISystemAbilityManager> registry;  // null: the process's own
+    uint16_t dnsPort = 53;                 // of the name servers that CheckOnline asks
 };
 
 // The state of one ability of the backend.
@@ -62,6 +65,15 @@ public:
 
     // Changes the key of hotspots that this daemon makes (LinuxWifiHotspot::ChangeKey).
     [[nodiscard]] Result<std::string> ChangeHotspotKey();
+
+    // Valid as long as this object. After Stop they answer what they still know.
+    Wifi::ShareControl& Share() { return *wifi_->Hotspot(); }
+    Wifi::StationControl& Station() { return *wifi_->Station(); }
+    Network::NetworkMonitor& Network() { return *network_; }
+
+    // Tells desktops that a device asks to use this device's hotspot: the signal Requested of docs/linux.md. Does not
+    // block.
+    void SignalShareRequest(const std::string& networkId, const std::string& deviceName);
 
     // Every ability that such a device can have, in the order of the ids.
     std::vector<AbilityState> Abilities() const;
@@ -110,6 +122,7 @@ private:
     std::shared_ptr<Modems> modems_;
     sptr<LinuxCoreService> coreService_;
     std::unique_ptr<NetworkManagerWifi> wifi_;
+    std::unique_ptr<LinuxNetworkMonitor> network_;
     std::unique_ptr<Connectivity> connectivity_;
     std::unique_ptr<Power> power_;
     std::unique_ptr<Screen> screen_;

@@ -14,12 +14,21 @@ constexpr int32_t STATE_FAILED = -1;
 constexpr int32_t STATE_INITIALIZING = 1;
 constexpr int32_t STATE_LOCKED = 2;
 constexpr int32_t STATE_ENABLED = 6;
+constexpr int32_t STATE_SEARCHING = 7;
 constexpr int32_t STATE_CONNECTING = 10;
 
 // MMModemStateFailedReason
 constexpr uint32_t FAILED_SIM_MISSING = 2;
 constexpr uint32_t FAILED_SIM_ERROR = 3;
 constexpr uint32_t FAILED_NO_ESIM_PROFILE = 5;
+
+// MMModemAccessTechnology, the newest first.
+constexpr std::array<std::pair<uint32_t, const char*>, 4> GENERATIONS{{
+    {0x8000, "5G"},   // 5G NR
+    {0x34000, "4G"},  // LTE, LTE-M, NB-IoT
+    {0x3be0, "3G"},   // UMTS, HSPA, EV-DO
+    {0x41e, "2G"},    // GSM, GPRS, EDGE, 1xRTT
+}};
 
 constexpr const char* NO_OBJECT = "/";
 
@@ -100,6 +109,38 @@ ModemSlots SlotsOf(const ManagedObjects& objects)
         }
     }
     return result;
+}
+
+MobileLink MobileLinkOf(const ManagedObjects& objects)
+{
+    MobileLink link;
+    const PropertyMap* ready = nullptr;
+    for (const auto& [path, interfaces] : objects) {
+        const auto modem = interfaces.find(MODEM_INTERFACE);
+        if (modem == interfaces.end() || SimInUse(modem->second) != SimState::LOADED) {
+            continue;
+        }
+        if (ready == nullptr || StateOf(modem->second) > StateOf(*ready)) {
+            ready = &modem->second;
+        }
+    }
+    if (ready == nullptr) {
+        return link;
+    }
+    // A modem that searches has no coverage: switching data on would not help.
+    link.isDataOff = StateOf(*ready) < STATE_CONNECTING && StateOf(*ready) != STATE_SEARCHING;
+    const auto technologies = ValueIn<uint32_t>(*ready, "AccessTechnologies");
+    for (const auto& [bits, name] : GENERATIONS) {
+        if ((technologies & bits) != 0) {
+            link.technology = name;
+            break;
+        }
+    }
+    using Quality = sdbus::Struct<uint32_t, bool>;
+    if (const auto quality = ready->find("SignalQuality"); quality != ready->end() && technologies != 0) {
+        link.signalPercent = static_cast<uint8_t>(std::min(std::get<0>(ValueOf<Quality>(quality->second)), 100U));
+    }
+    return link;
 }
 
 bool IsRadioOn(int32_t modemState)

@@ -6,6 +6,7 @@
 #include <array>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <string>
 
 #include "backends/linux/bus.h"
@@ -35,6 +36,15 @@ struct ModemSlots {
 
 // Modems are ordered by their device's path in sysfs, which stays the same over a restart of ModemManager.
 ModemSlots SlotsOf(const ManagedObjects& objects);
+
+// The modem that carries this machine's data, or would.
+struct MobileLink {
+    std::string technology;                // "2G" to "5G"; empty: not known
+    std::optional<uint8_t> signalPercent;  // no value: not known
+    bool isDataOff = false;                // it is ready, and its mobile data is switched off
+};
+
+MobileLink MobileLinkOf(const ManagedObjects& objects);
 
 // The radio of a modem in this state (Modem.State) can carry calls and data.
 bool IsRadioOn(int32_t modemState);

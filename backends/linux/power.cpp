@@ -1,5 +1,8 @@
 #include "backends/linux/power.h"
 
+#include <algorithm>
+#include <array>
+#include <cmath>
 #include <utility>
 
 #include "backends/linux/daemon_version.h"
@@ -16,13 +19,19 @@ constexpr const char* VERSION = "DaemonVersion";
 constexpr const char* WARNING_LEVEL = "WarningLevel";
 constexpr uint32_t WARNING_LOW = 3;  // 4 critical, 5 about to act
 
+constexpr std::array<uint32_t, 3> STATES_ON_MAINS{1, 4, 5};  // charging, full, waits to be charged
+
 // The sum of all batteries.
 const BusObject BATTERY{SERVICE, "/org/freedesktop/UPower/devices/DisplayDevice", "org.freedesktop.UPower.Device"};
 
 }  // namespace
 
-Power::Power(std::shared_ptr<Bus> bus, PresenceChanged changed, std::function<void()> batteryLow)
-    : bus_(std::move(bus)), changed_(std::move(changed)), batteryLow_(std::move(batteryLow))
+Power::Power(std::shared_ptr<Bus> bus, PresenceChanged changed, std::function<void()> batteryLow,
+             BatteryChanged batteryChanged)
+    : bus_(std::move(bus)),
+      changed_(std::move(changed)),
+      batteryLow_(std::move(batteryLow)),
+      batteryChanged_(std::move(batteryChanged))
 {
     properties_ = bus_->OnPropertiesChanged(strand_, BATTERY,
                                             [this](const std::string&, const PropertyMap& battery) { Note(battery); });
@@ -36,6 +45,8 @@ void Power::OnServiceOwnerChanged(bool hasOwner)
         if (!std::exchange(wasAsked_, true) && bus_->GetProperty<std::string>(DAEMON, VERSION)) {
             return;  // this function is called again when UPower has its name
         }
+        battery_.clear();
+        TellBattery();
         // isLow_ stays: a restart of UPower must not report the same low battery again.
         changed_({false, "UPower does not run"});
         return;
@@ -50,8 +61,24 @@ void Power::OnServiceOwnerChanged(bool hasOwner)
     changed_({true, "UPower" + (version ? " " + version.value() : "")});
 }
 
+void Power::TellBattery()
+{
+    Network::Battery battery;
+    if (ValueIn<bool>(battery_, "IsPresent") && battery_.contains("Percentage")) {
+        const double percent = std::clamp(ValueIn<double>(battery_, "Percentage"), 0.0, 100.0);
+        battery.percent = static_cast<uint8_t>(std::lround(percent));
+        const auto state = ValueIn<uint32_t>(battery_, "State");
+        battery.isCharging = std::find(STATES_ON_MAINS.begin(), STATES_ON_MAINS.end(), state) != STATES_ON_MAINS.end();
+    }
+    batteryChanged_(battery);
+}
+
 void Power::Note(const PropertyMap& battery)
 {
+    for (const auto& [name, value] : battery) {
+        battery_.insert_or_assign(name, value);
+    }
+    TellBattery();
     if (!battery.contains(WARNING_LEVEL)) {
         return;
     }

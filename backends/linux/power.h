@@ -1,7 +1,7 @@
 // Power: the battery of this machine, from UPower. A low battery is reported once, and again only after it has
 // recovered. UPower decides what is low: the warning levels of its own configuration, of all batteries together, and
-// only while they empty. Where UPower does not run yet, it is started through the bus, once. The callback runs on a
-// strand of its own. https://upower.freedesktop.org/docs/Device.html
+// only while they empty. Where UPower does not run yet, it is started through the bus, once. The callbacks run on a
+// strand of their own. https://upower.freedesktop.org/docs/Device.html
 #pragma once
 
 #include <functional>
@@ -10,25 +10,32 @@
 #include "backends/linux/bus.h"
 #include "backends/linux/presence.h"
 #include "platform/base/nocopyable.h"
+#include "platform/network/network_monitor.h"
 #include "platform/tasks/elastic_pool.h"
 
 namespace Vexo::Linux {
 
 class Power : public NoCopyable {
 public:
-    Power(std::shared_ptr<Bus> bus, PresenceChanged changed, std::function<void()> batteryLow);
+    using BatteryChanged = std::function<void(const Network::Battery& battery)>;
+
+    Power(std::shared_ptr<Bus> bus, PresenceChanged changed, std::function<void()> batteryLow,
+          BatteryChanged batteryChanged);
 
 private:
     // These run on strand_ only.
     void OnServiceOwnerChanged(bool hasOwner);
     void Note(const PropertyMap& battery);
+    void TellBattery();
 
     const std::shared_ptr<Bus> bus_;
     const PresenceChanged changed_;
     const std::function<void()> batteryLow_;
+    const BatteryChanged batteryChanged_;
 
     // Touched on strand_ only.
     bool isLow_ = false;
+    PropertyMap battery_;  // as last reported; empty while UPower does not run
     bool wasAsked_ = false;
 
     Tasks::Strand strand_;  // own synchronisation

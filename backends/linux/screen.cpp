@@ -24,8 +24,12 @@ BusObject FirstSeat()
 
 }  // namespace
 
-Screen::Screen(std::shared_ptr<Bus> bus, PresenceChanged changed, std::function<void(bool isOn)> screenChanged)
-    : bus_(std::move(bus)), changed_(std::move(changed)), screenChanged_(std::move(screenChanged))
+Screen::Screen(std::shared_ptr<Bus> bus, PresenceChanged changed, std::function<void(bool isOn)> screenChanged,
+               std::function<void(bool isInUse)> useChanged)
+    : bus_(std::move(bus)),
+      changed_(std::move(changed)),
+      screenChanged_(std::move(screenChanged)),
+      useChanged_(std::move(useChanged))
 {
     const auto read = [this](const std::string&, const PropertyMap&) { Read(); };
     seat_ = bus_->OnPropertiesChanged(strand_, FirstSeat(), read);
@@ -46,22 +50,35 @@ void Screen::OnServiceOwnerChanged(bool hasOwner)
 {
     if (hasOwner) {
         Read();
+    } else {
+        SetInUse(false);
     }
     changed_({hasOwner, hasOwner ? "logind" : "logind does not run"});
 }
 
 void Screen::Read()
 {
-    const std::optional<bool> isOn = IsOn();
-    if (!isOn || isOn == isOn_) {
+    const std::optional<Seat> seat = ReadSeat();
+    if (!seat) {
         return;
     }
-    if (std::exchange(isOn_, isOn)) {
-        screenChanged_(*isOn);
+    SetInUse(seat->isInUse);
+    if (isOn_ == seat->isScreenOn) {
+        return;
+    }
+    if (std::exchange(isOn_, seat->isScreenOn)) {
+        screenChanged_(seat->isScreenOn);
     }
 }
 
-std::optional<bool> Screen::IsOn()
+void Screen::SetInUse(bool isInUse)
+{
+    if (std::exchange(isInUse_, isInUse) != isInUse) {
+        useChanged_(isInUse);
+    }
+}
+
+std::optional<Screen::Seat> Screen::ReadSeat()
 {
     const Result<PropertyMap> manager = bus_->GetProperties(Manager());
     if (!manager) {
@@ -69,20 +86,22 @@ std::optional<bool> Screen::IsOn()
         return std::nullopt;
     }
     if (ValueIn<bool>(manager.value(), "LidClosed") && !ValueIn<bool>(manager.value(), "Docked")) {
-        return false;
+        return Seat{};
     }
     using Session = sdbus::Struct<std::string, sdbus::ObjectPath>;
     const Result<Session> active = bus_->GetProperty<Session>(FirstSeat(), "ActiveSession");
     if (!active || std::get<0>(active.value()).empty()) {
         // Nobody has logged in, or the machine has no seat: no session can be locked or idle.
-        return true;
+        return Seat{true, false};
     }
     const Result<PropertyMap> session = bus_->GetProperties({SERVICE, std::get<1>(active.value()), SESSION});
     if (!session) {
         // The session may have ended meanwhile; the seat's signal follows.
         return std::nullopt;
     }
-    return !ValueIn<bool>(session.value(), "LockedHint") && !ValueIn<bool>(session.value(), "IdleHint");
+    const bool isOn = !ValueIn<bool>(session.value(), "LockedHint") && !ValueIn<bool>(session.value(), "IdleHint");
+    const std::string kind = ValueIn<std::string>(session.value(), "Class");
+    return Seat{isOn, isOn && kind != "greeter" && kind != "lock-screen"};
 }
 
 }  // namespace Vexo::Linux

@@ -1,6 +1,7 @@
 // Screen: whether someone looks at this machine, from logind: its first seat's active session is neither locked nor
 // idle, and the lid is open or the machine docked. docs/linux.md says what counts. Only changes are reported, on a
-// strand of its own; the first reading is no change.
+// strand of its own; the first reading of the screen is no change. Somebody uses this machine while the screen is on in
+// a session of a person; that counts as false at the start.
 // https://www.freedesktop.org/software/systemd/man/252/org.freedesktop.login1.html
 #pragma once
 
@@ -17,19 +18,30 @@ namespace Vexo::Linux {
 
 class Screen : public NoCopyable {
 public:
-    Screen(std::shared_ptr<Bus> bus, PresenceChanged changed, std::function<void(bool isOn)> screenChanged);
+    Screen(std::shared_ptr<Bus> bus, PresenceChanged changed, std::function<void(bool isOn)> screenChanged,
+           std::function<void(bool isInUse)> useChanged);
 
 private:
+    struct Seat {
+        bool isScreenOn = false;
+        bool isInUse = false;
+    };
+
     // These run on strand_ only.
     void OnServiceOwnerChanged(bool hasOwner);
     void Read();
     // Returns nothing when logind does not answer.
-    std::optional<bool> IsOn();
+    std::optional<Seat> ReadSeat();
+    void SetInUse(bool isInUse);
 
     const std::shared_ptr<Bus> bus_;
     const PresenceChanged changed_;
     const std::function<void(bool isOn)> screenChanged_;
-    std::optional<bool> isOn_;  // touched on strand_ only
+    const std::function<void(bool isInUse)> useChanged_;
+
+    // Touched on strand_ only.
+    std::optional<bool> isOn_;
+    bool isInUse_ = false;
 
     Tasks::Strand strand_;  // own synchronisation
     BusSubscription seat_;

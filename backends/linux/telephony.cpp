@@ -56,6 +56,16 @@ ModemSlots Modems::Get() const
     return slots_;
 }
 
+MobileLink Modems::AskLink(std::chrono::milliseconds limit) const
+{
+    if (Get().modemCount == 0) {
+        return {};  // a call would start ModemManager
+    }
+    const Result<ManagedObjects> objects =
+        bus_->Call<ManagedObjects>({SERVICE, ROOT, OBJECT_MANAGER}, "GetManagedObjects", limit);
+    return objects ? MobileLinkOf(objects.value()) : MobileLink();
+}
+
 Result<bool> Modems::AskRadio(const std::string& modem) const
 {
     const Result<int32_t> state = bus_->GetProperty<int32_t>({SERVICE, modem, MODEM_INTERFACE}, "State");

@@ -5,6 +5,7 @@
 #pragma once
 
 #include <atomic>
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -29,6 +30,9 @@ public:
     void Stop();
     // The last state that ModemManager reported. Does not block.
     ModemSlots Get() const;
+    // Reads which modem carries the data, and how. Empty when there is no modem, or no answer. Blocks, at most for the
+    // limit.
+    MobileLink AskLink(std::chrono::milliseconds limit) const;
     // Reads from the modem whether its radio is on. Blocks, at most BUS_CALL_LIMIT.
     [[nodiscard]] Result<bool> AskRadio(const std::string& modem) const;
 

@@ -86,6 +86,7 @@ TEST_F(LinuxDeviceTest, TelephonyFollowsModemManagerAndItsModems)
     ASSERT_TRUE(Eventually([&] { return Has(TELEPHONY_CELLULAR_DATA_SYS_ABILITY_ID); })) << machine_.Output("a");
     EXPECT_THAT(ReasonOf(TELEPHONY_CORE_SERVICE_SYS_ABILITY_ID), HasSubstr(", 1 modem"));
     EXPECT_TRUE(Eventually([] { return SimOf(0) == SimState::LOADED; }));
+    EXPECT_TRUE(Eventually([&] { return device_->Network().CurrentUplink().isMobileDataOff; }));
     EXPECT_EQ(SimOf(1), SimState::NOT_PRESENT);
     EXPECT_FALSE(IsDataOn());
 
@@ -94,6 +95,7 @@ TEST_F(LinuxDeviceTest, TelephonyFollowsModemManagerAndItsModems)
                                                                PropertyMap{{"apn", std::string("internet")}});
     ASSERT_TRUE(bearer) << bearer.error().message;
     EXPECT_TRUE(Eventually([] { return IsDataOn(); }));
+    EXPECT_FALSE(device_->Network().CurrentUplink().isMobileDataOff);
     ASSERT_TRUE(machine_.Bus().Call(simple, "Disconnect", MODEM_LIMIT, sdbus::ObjectPath("/")));
     EXPECT_TRUE(Eventually([] { return !IsDataOn(); }));
 
@@ -129,8 +131,10 @@ TEST_F(LinuxDeviceTest, TellsTheScreenByLidLockAndIdleness)
     const std::string on = CommonEventSupport::COMMON_EVENT_SCREEN_ON + " -1 0";
     const std::string off = CommonEventSupport::COMMON_EVENT_SCREEN_OFF + " -1 0";
 
+    EXPECT_TRUE(Eventually([&] { return device_->Network().Situation().isSessionActive; }));
     Set(session, "LockedHint", sdbus::Variant(true));
     EXPECT_THAT(events->WaitFor(1), ElementsAre(off));
+    EXPECT_FALSE(device_->Network().Situation().isSessionActive);
     Set(session, "IdleHint", sdbus::Variant(true));  // still off: no second event
     Set(session, "LockedHint", sdbus::Variant(false));
     Set(session, "IdleHint", sdbus::Variant(false));
@@ -166,6 +170,14 @@ TEST_F(LinuxDeviceTest, ALowBatteryIsToldOnceAlsoAfterARestartOfTheBusAndClosesT
     ASSERT_EQ(hotspot->EnableHotspot(Wifi::ServiceType::DEFAULT), Wifi::WIFI_OK);
     const auto events = Tests::RecordingSubscriber::To({CommonEventSupport::COMMON_EVENT_BATTERY_LOW});
     ASSERT_TRUE(EventFwk::CommonEventManager::SubscribeCommonEvent(events));
+    EXPECT_FALSE(device_->Network().CurrentBattery().percent) << "this machine has none";
+    for (const auto& [name, value] :
+         {std::pair{"State", sdbus::Variant(uint32_t{4})}, std::pair{"Percentage", sdbus::Variant(99.6)},
+          std::pair{"IsPresent", sdbus::Variant(true)}}) {
+        Set({UPOWER, path, "org.freedesktop.UPower.Device"}, name, value);
+    }
+    EXPECT_TRUE(Eventually([&] { return device_->Network().CurrentBattery().percent == 100; }));
+    EXPECT_TRUE(device_->Network().CurrentBattery().isCharging);
     warn(2);  // discharging
     warn(3);
     warn(4);
@@ -175,11 +187,26 @@ TEST_F(LinuxDeviceTest, ALowBatteryIsToldOnceAlsoAfterARestartOfTheBusAndClosesT
     machine_.End("bus");
     EXPECT_TRUE(
         Eventually([&] { return ReasonOf(COMMON_EVENT_SERVICE_ID).find("UPower does not run") != std::string::npos; }));
+    EXPECT_FALSE(device_->Network().CurrentBattery().percent);
     machine_.StartBus();
     machine_.StartMock("upower", UPOWER);
     EXPECT_TRUE(Eventually([&] { return ReasonOf(COMMON_EVENT_SERVICE_ID).find("UPower 0.99") != std::string::npos; }));
     warn(3);
     EXPECT_EQ(events->WaitFor(2).size(), 2U);
+}
+
+TEST_F(LinuxDeviceTest, SignalsThatADeviceAsksForTheShare)
+{
+    StartDevice();
+    machine_.Start("monitor", {"/usr/bin/dbus-monitor", "--address", machine_.Address(),
+                               "type='signal',interface='org.distnet.Sharing'"});
+    EXPECT_TRUE(Eventually([&] {
+        device_->SignalShareRequest("7f3a11", "laptop");
+        return machine_.Output("monitor").find("string \"laptop\"") != std::string::npos;
+    })) << machine_.Output("monitor");
+    EXPECT_THAT(machine_.Output("monitor"),
+                HasSubstr("path=/org/distnet/Sharing; interface=org.distnet.Sharing; member=Requested\n"
+                          "   string \"7f3a11\"\n   string \"laptop\""));
 }
 
 TEST_F(LinuxDeviceTest, TellsConnectivityByKindOfNetworkAndLeavesAnOwnHotspotOut)

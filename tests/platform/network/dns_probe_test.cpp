@@ -1,36 +1,22 @@
 #include "platform/network/dns_probe.h"
 
-#include <arpa/inet.h>
 #include <gtest/gtest.h>
-#include <sys/socket.h>
 
-#include <thread>
-
-#include "platform/base/unique_fd.h"
+#include "tests/platform/network/name_server.h"
 #include "tests/support/eventually.h"
 
 namespace Vexo::Network {
 namespace {
 
-using Bytes = std::vector<uint8_t>;
+using Tests::ADDRESS_RECORD;
+using Tests::Answer;
+using Tests::Bytes;
+using Tests::NameServer;
+using Tests::NS_RECORD;
 
-constexpr uint16_t ID = 0x1234;
-const Bytes NS_RECORD{0, 0, 2, 0, 1, 0, 0, 1, 0, 0, 4, 1, 'a', 0xc0, 12};
+constexpr uint16_t ID = Tests::QUERY_ID;
 const Bytes NS_RECORD_BY_POINTER{0xc0, 12, 0, 2, 0, 1, 0, 0, 1, 0, 0, 4, 1, 'a', 0xc0, 12};
-const Bytes ADDRESS_RECORD{0, 0, 1, 0, 1, 0, 0, 1, 0, 0, 4, 192, 0, 2, 1};
 const Bytes NS_RECORD_OF_ANOTHER_NAME{3, 'n', 'e', 't', 0, 0, 2, 0, 1, 0, 0, 1, 0, 0, 1, 0};
-
-Bytes Answer(const std::vector<Bytes>& records, uint8_t code = 0)
-{
-    Bytes answer = EncodeRootQuery(ID);
-    answer[2] = 0x81;
-    answer[3] = code;
-    answer[7] = static_cast<uint8_t>(records.size());
-    for (const Bytes& record : records) {
-        answer.insert(answer.end(), record.begin(), record.end());
-    }
-    return answer;
-}
 
 Bytes With(Bytes bytes, size_t at, uint8_t value)
 {
@@ -71,54 +57,6 @@ TEST(DnsProbeTest, OnlyAnAnswerWithANameServerOfTheRootIsAccepted)
         EXPECT_FALSE(CheckRootAnswer(ID, good.data(), size)) << size;
     }
 }
-
-// A name server on the loopback interface that answers each query with the next of the given datagrams, and no more.
-class NameServer {
-public:
-    explicit NameServer(std::vector<Bytes> answers) : answers_(std::move(answers))
-    {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof(address);
-        EXPECT_EQ(::bind(socket_.Get(), reinterpret_cast<const sockaddr*>(&address), size), 0);
-        EXPECT_EQ(::getsockname(socket_.Get(), reinterpret_cast<sockaddr*>(&address), &size), 0);
-        port_ = ntohs(address.sin_port);
-        thread_ = std::thread([this] { Serve(); });
-    }
-    ~NameServer()
-    {
-        ::shutdown(socket_.Get(), SHUT_RDWR);
-        thread_.join();
-    }
-    uint16_t Port() const { return port_; }
-
-private:
-    void Serve()
-    {
-        for (Bytes& answer : answers_) {
-            Bytes query(512);
-            sockaddr_in from{};
-            socklen_t size = sizeof(from);
-            if (::recvfrom(socket_.Get(), query.data(), query.size(), 0, reinterpret_cast<sockaddr*>(&from), &size) <=
-                0) {
-                return;
-            }
-            std::copy_n(query.begin(), std::min<size_t>(2, answer.size()), answer.begin());
-            // A datagram of somebody else comes first.
-            for (const Bytes& datagram : {Bytes{1, 2, 3}, answer}) {
-                EXPECT_GT(::sendto(socket_.Get(), datagram.data(), datagram.size(), 0,
-                                   reinterpret_cast<const sockaddr*>(&from), size),
-                          0);
-            }
-        }
-    }
-
-    std::vector<Bytes> answers_;
-    const UniqueFd socket_{::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)};
-    uint16_t port_ = 0;
-    std::thread thread_;
-};
 
 SteadyTime In(std::chrono::milliseconds time)
 {

@@ -1,0 +1,68 @@
+// LinuxNetworkMonitor: what this machine knows about its networks, from NetworkManager and ModemManager, which are
+// asked each time, and from UPower and logind, whose last reports are kept. Any thread may use it.
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "backends/linux/bus.h"
+#include "backends/linux/change_listener.h"
+#include "backends/linux/network_manager.h"
+#include "backends/linux/telephony.h"
+#include "backends/linux/wifi_device.h"
+#include "platform/base/mutex.h"
+#include "platform/network/network_monitor.h"
+#include "platform/tasks/elastic_pool.h"
+
+namespace Vexo::Linux {
+
+class LinuxNetworkMonitor : public Network::NetworkMonitor {
+public:
+    // dnsPort: of the name servers that CheckOnline asks.
+    LinuxNetworkMonitor(std::shared_ptr<Bus> bus, std::shared_ptr<Modems> modems, sptr<LinuxWifiDevice> station,
+                        uint16_t dnsPort = 53);
+    ~LinuxNetworkMonitor() override;
+
+    Network::Uplink CurrentUplink() override;
+    Network::Battery CurrentBattery() override;
+    Network::NetworkSituation Situation() override;
+    void RequestScan() override;
+    Network::OnlineVerdict CheckOnline(const Wifi::JoinedNetwork& network, SteadyTime deadline,
+                                       const std::function<bool()>& isCancelled) override;
+    void SetListener(std::function<void()> changed) override { listener_.Set(std::move(changed)); }
+
+    // Reports of UPower (power.h) and of logind (screen.h). They do not block.
+    void OnBattery(const Network::Battery& battery);
+    void OnUseChanged(bool isInUse);
+    // Changes are not reported any more. Blocks until no report runs; a second call does nothing.
+    void Stop();
+
+private:
+    using IsCancelled = std::function<bool()>;
+
+    // What NetworkManager's own check says of the network; UNKNOWN also when its first answer takes too long.
+    Network::OnlineVerdict CheckByNetworkManager(const std::string& interface, SteadyTime deadline,
+                                                 const IsCancelled& isCancelled) const;
+    Network::OnlineVerdict CheckByNameServers(const Wifi::JoinedNetwork& network, SteadyTime deadline,
+                                              const IsCancelled& isCancelled) const;
+    // Nothing when there was no answer in time.
+    std::optional<NmConnectivity> AskConnectivity(const std::string& interface, SteadyTime deadline,
+                                                  const IsCancelled& isCancelled) const;
+
+    const std::shared_ptr<Modems> modems_;
+    const sptr<LinuxWifiDevice> station_;
+    const NetworkManager manager_;
+    const uint16_t dnsPort_;
+
+    Mutex mutex_;
+    Network::Battery battery_ GUARDED_BY(mutex_);
+    bool isInUse_ GUARDED_BY(mutex_) = false;
+
+    ChangeListener listener_;                     // own synchronisation
+    Tasks::Strand strand_;                        // own synchronisation
+    std::vector<BusSubscription> subscriptions_;  // end first
+};
+
+}  // namespace Vexo::Linux
