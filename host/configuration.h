@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "host/sharing/sharing_settings.h"
 #include "interfaces/host_answers.h"
 #include "platform/dfx/log.h"
 #include "platform/wifi/wifi_types.h"
@@ -44,6 +45,7 @@ struct Configuration {
     uint32_t hotspotChannel = 0;                              // "hotspot.channel": 0: the driver's choice
     uint32_t hotspotIdleS = 300;                              // "hotspot.idle_s"
     uint32_t hotspotIdleNoUplinkS = 60;                       // "hotspot.idle_no_uplink_s"
+    SharingSettings sharing;                                  // "share.…"
     std::filesystem::path serviceLibrary;  // "service.library": default: beside the program or in ../lib
     QuviewDFX::LogLevel logLevel = QuviewDFX::LogLevel::INFO;  // "log.level": "debug", "info", "warning", "error"
     std::filesystem::path eventsFile;                          // "events.file": default STATE_DIR/events.jsonl

@@ -7,6 +7,7 @@
 #include <cstdio>
 
 #include "interfaces/named_values.h"
+#include "interfaces/sharing_answers_json.h"
 #include "platform/base/host_port.h"
 #include "platform/base/number.h"
 #include "platform/dfx/event_file.h"
@@ -175,13 +176,37 @@ Rows DeviceRows(const fs::path& folder)
     };
 }
 
+// Keys about who may use this device's network, and how much of it.
+Rows ShareRows()
+{
+    using C = Configuration;
+    return {
+        {"share.allow", NamedKind(SHARE_ALLOW_NAMES), [](C& c) -> ShareAllow& { return c.sharing.allow; },
+         Means("which devices of the account may use this device's network: all, those that its owner allows when "
+               "asked, none, only those that were allowed before")},
+        {"share.battery_floor", WholeNumberKind<uint8_t>(0, 100, "0: none"),
+         [](C& c) -> uint8_t& { return c.sharing.batteryFloorPercent; },
+         Means("below how many percent of a battery that is not being charged the network is not shared")},
+        {"share.month_limit_mb", WholeNumberKind<uint64_t>(0, 1'000'000'000, "0: none"),
+         [](C& c) -> uint64_t& { return c.sharing.monthLimitMb; },
+         Means("how many megabytes (of 1000000 bytes) other devices may use in a month")},
+        {"share.month_first_day", WholeNumberKind<uint32_t>(1, 31, "in a shorter month its last day"),
+         [](C& c) -> uint32_t& { return c.sharing.monthFirstDay; },
+         Means("the day on which that month begins, local time")},
+        {"share.close_after_s", WholeNumberKind<std::chrono::seconds>(10, 3600),
+         [](C& c) -> std::chrono::seconds& { return c.sharing.closesAfter; },
+         Means("how many seconds after its last user has left the daemon turns off a hotspot that it turned on")},
+    };
+}
+
 }  // namespace
 
 JsonKeys<Configuration> ConfigurationTable(const fs::path& folder)
 {
     Rows rows = ReachRows(folder);
-    const Rows more = DeviceRows(folder);
-    rows.insert(rows.end(), more.begin(), more.end());
+    for (const Rows& more : {DeviceRows(folder), ShareRows()}) {
+        rows.insert(rows.end(), more.begin(), more.end());
+    }
     return JsonKeys<Configuration>(std::move(rows));
 }
 

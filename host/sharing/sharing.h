@@ -11,9 +11,9 @@
 #include <string>
 
 #include "host/peers/peer_messages.h"
+#include "host/sharing/sharing_settings.h"
 #include "interfaces/sharing_answers.h"
-#include "platform/base/clock.h"
-#include "platform/base/result.h"
+#include "platform/base/nocopyable.h"
 #include "platform/network/network_monitor.h"
 #include "platform/softbus/peer_policy.h"
 #include "platform/tasks/timers.h"
@@ -26,15 +26,6 @@ inline constexpr std::chrono::seconds SHARE_LOOK{10};
 // A lease that was not renewed for this long has ended. Devices renew it every LEASE_RENEWAL.
 inline constexpr std::chrono::seconds LEASE_LIFE{150};
 inline constexpr std::chrono::seconds LEASE_RENEWAL{60};
-
-// "share.…" of the configuration.
-struct SharingSettings {
-    ShareAllow allow = ShareAllow::ACCOUNT;  // "share.allow"
-    uint8_t batteryFloorPercent = 0;         // "share.battery_floor": 0 to 100; 0: none
-    uint64_t monthLimitBytes = 0;            // "share.month_limit_mb" times 10^6; 0: none
-    uint32_t monthFirstDay = 1;              // "share.month_first_day": 1 to 31
-    std::chrono::seconds closesAfter{60};    // "share.close_after_s"
-};
 
 struct SharingOptions {
     std::filesystem::path stateDir;

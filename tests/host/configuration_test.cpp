@@ -32,6 +32,8 @@ TEST(Configuration, FaultNamesKeyAndWhatIsAllowed)
         {R"("linux": {"bus": "system"})",
          "linux.bus: \"system\" is not a D-Bus address (a D-Bus address, \"unix:path=…\")"},
         {R"("events": {"file": ""})", "events.file: \"\" is empty (a path)"},
+        {R"("share": {"month_first_day": 32})",
+         "share.month_first_day: 32 is out of range (1 to 31; in a shorter month its last day)"},
     };
     for (const auto& [json, fault] : cases) {
         EXPECT_THAT(Parse(std::string(MINIMAL) + ", " + json).faults,
