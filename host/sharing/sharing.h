@@ -23,9 +23,7 @@ namespace Vexo::Host {
 
 inline constexpr const char* SHARING_FILE = "sharing.json";  // in the state folder: rules, questions, bytes
 inline constexpr std::chrono::seconds SHARE_LOOK{10};
-// A lease that was not renewed for this long has ended. Devices renew it every LEASE_RENEWAL.
-inline constexpr std::chrono::seconds LEASE_LIFE{150};
-inline constexpr std::chrono::seconds LEASE_RENEWAL{60};
+inline constexpr std::chrono::milliseconds RELEASE_PAUSE{300};
 
 struct SharingOptions {
     std::filesystem::path stateDir;
@@ -41,25 +39,33 @@ struct SharingOptions {
     Tasks::Timers* timers = &Tasks::Timers::System();
 };
 
-class Sharing : public SoftBus::PeerPolicy {
+class Sharing : public NoCopyable {
 public:
+    virtual ~Sharing() = default;
+
     // A damaged file is renamed and logged; the rules are then empty. Blocks on the disk.
     static std::shared_ptr<Sharing> Start(SharingOptions options);
 
     // ---- For peers
-    SoftBus::PeerRefusal Admit(const std::string& networkId) override = 0;
-    virtual DeviceFacts FactsFor(const std::string& networkId) = 0;  // blocks, at most 2 s
+    // For PeerPolicy::Admit: whether that device may use the service now. Opens a question if need be. Does not block.
+    // A battery level older than 60 s counts as unknown; it is read anew, and a look at the hotspot closes it then.
+    virtual SoftBus::PeerRefusal Admit(const std::string& networkId) = 0;
+    // Opens no question. Blocks, at most 2 s.
+    virtual DeviceFacts FactsFor(const std::string& networkId) = 0;
+    // Both block for a look at the hotspot, well under 100 ms.
     virtual LeaseAnswer OnLease(const std::string& networkId, const LeaseRequest& request) = 0;
-    // Blocks until the hotspot is closed, at most 3 s.
+    // The hotspot closes after the answer, which may travel over it: RELEASE_PAUSE later.
     virtual ReleaseAnswer OnRelease(const std::string& networkId, const ReleaseRequest& request) = 0;
-    // That device is no member of the account any more: its lease, rule and question end.
+    // That device is no member of the account any more: its lease, rule and question end. Blocks
+    // for a look at the hotspot.
     virtual void OnMemberRemoved(const std::string& networkId) = 0;
 
     // ---- For programs of this device
-    virtual ShareStatus Status() = 0;
+    virtual ShareStatus Status() = 0;  // blocks for a look at the hotspot
+    // Blocks on the disk. NEVER also ends the device's use, and closes the hotspot if nobody else uses it.
     virtual ShareChange Decide(const std::string& networkId, ShareDecision decision) = 0;
 
-    // Ends timers and callbacks, and writes the file. Blocks until that is done. Idempotent.
+    // Ends timers and callbacks, and writes the file. Blocks until that is done, not from a callback. Idempotent.
     virtual void Stop() = 0;
 };
 

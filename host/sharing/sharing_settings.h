@@ -1,5 +1,5 @@
-// "share.…" of the configuration (docs/configuration.md): what the owner of this device decides about sharing its
-// network. Sharing (sharing.h) follows it. Value type; any thread.
+// What sharing is set to: "share.…" of the configuration (docs/configuration.md), which Sharing (sharing.h) follows,
+// and the times of a lease, which both devices keep. Value types; any thread.
 #pragma once
 
 #include <chrono>
@@ -9,10 +9,16 @@
 
 namespace Vexo::Host {
 
+// A lease that was not renewed for this long has ended. Devices renew it every LEASE_RENEWAL.
+inline constexpr std::chrono::seconds LEASE_LIFE{150};
+inline constexpr std::chrono::seconds LEASE_RENEWAL{60};
+
+inline constexpr uint64_t BYTES_OF_MB = 1'000'000;
+
 struct SharingSettings {
     ShareAllow allow = ShareAllow::ACCOUNT;  // "share.allow"
     uint8_t batteryFloorPercent = 0;         // "share.battery_floor": 0 to 100; 0: none
-    uint64_t monthLimitMb = 0;               // "share.month_limit_mb": in 10^6 bytes; 0: none
+    uint64_t monthLimitMb = 0;               // "share.month_limit_mb": in BYTES_OF_MB; 0: none
     uint32_t monthFirstDay = 1;              // "share.month_first_day": 1 to 31
     std::chrono::seconds closesAfter{60};    // "share.close_after_s": from the end of the last lease
 };

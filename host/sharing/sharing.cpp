@@ -1,0 +1,565 @@
+#include "host/sharing/sharing.h"
+
+#include <optional>
+#include <utility>
+
+#include "host/sharing/share_leases.h"
+#include "host/sharing/share_policy.h"
+#include "host/sharing/share_time.h"
+#include "host/sharing/share_usage.h"
+#include "host/sharing/sharing_file.h"
+#include "interfaces/sharing_answers_json.h"
+#include "platform/base/mutex.h"
+#include "platform/base/text.h"
+#include "platform/dfx/log.h"
+#include "platform/dfx/log_limit.h"
+#include "platform/dfx/sys_event.h"
+#include "platform/tasks/elastic_pool.h"
+
+namespace Vexo::Host {
+namespace {
+
+using SoftBus::PeerRefusal;
+
+constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Sharing"};
+constexpr std::chrono::seconds BATTERY_LIFE{60};
+constexpr std::chrono::minutes SAVE_PAUSE{1};  // between writes when only bytes have changed
+
+constexpr NamedValue<ShareDecision> EVENT_DECISIONS[] = {{"ONCE", ShareDecision::ONCE},
+                                                         {"TODAY", ShareDecision::TODAY},
+                                                         {"ALWAYS", ShareDecision::ALWAYS},
+                                                         {"NEVER", ShareDecision::NEVER},
+                                                         {"DENY", ShareDecision::DENY}};
+
+template <typename... KeysAndValues>
+void Report(const std::string& event, const std::string& networkId, KeysAndValues&&... more)
+{
+    QuviewDFX::QuSysEvent::Write("NETMANAGER", event, QuviewDFX::QuSysEvent::BEHAVIOR, "DEVICE_ID", ShortId(networkId),
+                                 std::forward<KeysAndValues>(more)...);
+}
+
+SharingPermission PermissionOf(PeerRefusal refusal)
+{
+    switch (refusal) {
+        case PeerRefusal::NONE:
+            return SharingPermission::ALLOWED;
+        case PeerRefusal::OWNER_ASKED:
+            return SharingPermission::ASKS;
+        case PeerRefusal::NOT_ANSWERED:
+            return SharingPermission::NOT_ANSWERED;
+        case PeerRefusal::BATTERY_FLOOR:
+            return SharingPermission::BATTERY_FLOOR;
+        case PeerRefusal::DATA_LIMIT:
+            return SharingPermission::DATA_LIMIT;
+        case PeerRefusal::NOT_ALLOWED:
+            break;
+    }
+    return SharingPermission::NOT_ALLOWED;
+}
+
+UplinkKind KindOf(Network::Uplink::Kind kind)
+{
+    switch (kind) {
+        case Network::Uplink::Kind::MOBILE:
+            return UplinkKind::MOBILE;
+        case Network::Uplink::Kind::WIRE:
+            return UplinkKind::WIRE;
+        case Network::Uplink::Kind::WIFI:
+            return UplinkKind::WIFI;
+        case Network::Uplink::Kind::NONE:
+            break;
+    }
+    return UplinkKind::NONE;
+}
+
+InternetState InternetOf(const Network::Uplink& uplink)
+{
+    if (uplink.hasInternet) {
+        return *uplink.hasInternet ? InternetState::YES : InternetState::NO;
+    }
+    return uplink.kind == Network::Uplink::Kind::NONE ? InternetState::NO : InternetState::UNKNOWN;
+}
+
+class SharingImpl final : public Sharing, public std::enable_shared_from_this<SharingImpl> {
+public:
+    explicit SharingImpl(SharingOptions options)
+        : options_(std::move(options)),
+          timers_(*options_.timers),
+          refusals_(timers_),
+          file_(options_.stateDir / SHARING_FILE)
+    {
+        const SharingRecord record = file_.Load();
+        policy_.emplace(options_.settings, record, Now());
+        usage_.emplace(options_.settings.monthFirstDay, record, Now());
+        savedBytes_ = usage_->MonthBytes();
+    }
+
+    void Begin()
+    {
+        RefreshBattery();
+        options_.share->SetListener([weak = weak_from_this()] {
+            if (const auto self = weak.lock()) {
+                self->PostLook();
+            }
+        });
+        PostLook();
+    }
+
+    PeerRefusal Admit(const std::string& networkId) override EXCLUDES(mutex_);
+    DeviceFacts FactsFor(const std::string& networkId) override EXCLUDES(mutex_);
+    LeaseAnswer OnLease(const std::string& networkId, const LeaseRequest& request) override EXCLUDES(mutex_);
+    ReleaseAnswer OnRelease(const std::string& networkId, const ReleaseRequest& request) override
+    {
+        return {EndUse(networkId, request.macAddress, LeaseEnd::RELEASED)};
+    }
+    void OnMemberRemoved(const std::string& networkId) override EXCLUDES(mutex_);
+    ShareStatus Status() override EXCLUDES(mutex_);
+    ShareChange Decide(const std::string& networkId, ShareDecision decision) override EXCLUDES(mutex_);
+    void Stop() override EXCLUDES(mutex_);
+
+private:
+    ShareTime Now() const { return {timers_.BootNow(), timers_.WallNow()}; }
+    // Runs work with this object on the strand, unless sharing has stopped. As Strand::Post.
+    bool Post(std::function<void(SharingImpl&)> work);
+    void PostLook() EXCLUDES(mutex_);
+    void PostAsk(const std::string& networkId);
+    SteadyTime::duration BatteryAge(const ShareTime& now) const REQUIRES(mutex_) { return now.boot - batteryReadAt_; }
+    ShareResources Resources(const ShareTime& now) REQUIRES(mutex_);
+
+    void RefreshBattery() EXCLUDES(mutex_);
+    void Look() EXCLUDES(mutex_);
+    const char* WhyClose(const ShareTime& now) REQUIRES(mutex_);
+    // Ends the device's use; true: the hotspot is off, or closes because nobody else uses it.
+    bool EndUse(const std::string& networkId, const std::string& macAddress, const char* reason) EXCLUDES(mutex_);
+    void Save(Result<void>* result = nullptr) EXCLUDES(mutex_, fileMutex_);
+
+    // ---- On the strand
+    void LookAndClose() EXCLUDES(mutex_);
+    void CloseReleased() EXCLUDES(mutex_);
+    void Close(const char* reason);
+
+    const SharingOptions options_;
+    Tasks::Timers& timers_;
+    QuviewDFX::LogLimit<std::string> refusals_;  // by network id
+    bool hasCloseFailed_ = false;                // used on the strand only
+
+    // Each is locked before mutex_.
+    Mutex lookMutex_;  // looks take effect in the order in which they were made
+    Mutex fileMutex_;  // so do writes
+    SharingFile file_ GUARDED_BY(fileMutex_);
+    bool hasSaveFailed_ GUARDED_BY(fileMutex_) = false;
+
+    Mutex mutex_;
+    std::optional<SharePolicy> policy_ GUARDED_BY(mutex_);  // both have a value
+    std::optional<ShareUsage> usage_ GUARDED_BY(mutex_);
+    ShareLeases leases_ GUARDED_BY(mutex_){options_.settings.closesAfter};
+    Wifi::ShareInfo info_ GUARDED_BY(mutex_);
+    Network::Battery battery_ GUARDED_BY(mutex_);
+    SteadyTime batteryReadAt_ GUARDED_BY(mutex_){};
+    uint64_t savedBytes_ GUARDED_BY(mutex_) = 0;
+    SteadyTime savedAt_ GUARDED_BY(mutex_){};
+    bool isLookPosted_ GUARDED_BY(mutex_) = false;
+    bool isStopped_ GUARDED_BY(mutex_) = false;
+    Tasks::Timer lookTimer_ GUARDED_BY(mutex_);
+    Tasks::Timer releaseTimer_ GUARDED_BY(mutex_);
+    Tasks::Strand strand_;
+};
+
+// ---- Admission
+
+PeerRefusal SharingImpl::Admit(const std::string& networkId)
+{
+    const ShareTime now = Now();
+    MutexLock lock(mutex_);
+    const ShareResources has = Resources(now);
+    const bool isBatteryOld = BatteryAge(now) > BATTERY_LIFE;
+    if (isStopped_) {
+        return policy_->Check(networkId, now, has);
+    }
+    const SharePolicy::Verdict verdict = policy_->OnRequest(networkId, now, has);
+    if (verdict.refusal == PeerRefusal::NONE) {
+        leases_.OnAdmitted(networkId, now.boot);
+    }
+    lock.Unlock();
+    if (isBatteryOld && options_.settings.batteryFloorPercent > 0) {
+        Post([](SharingImpl& self) { self.RefreshBattery(); });
+    }
+    if (verdict.hasOpenedQuestion) {
+        PostAsk(networkId);
+    }
+    if (verdict.refusal != PeerRefusal::NONE && refusals_.Admit(networkId)) {
+        Post([networkId, why = verdict.refusal](SharingImpl&) {
+            Report("NET_SHARE_REFUSED", networkId, "REASON", NameOf(SoftBus::PEER_REFUSAL_NAMES, why));
+        });
+    }
+    return verdict.refusal;
+}
+
+void SharingImpl::PostAsk(const std::string& networkId)
+{
+    Post([networkId](SharingImpl& self) {
+        const std::string name = self.options_.nameOf(networkId);
+        QuviewDFX::LogInfo(LABEL, "\"%{public}s\" asks to use this device's network", name);
+        Report("NET_SHARE_ASKED", networkId);
+        self.Save();
+        self.options_.asked(networkId, name);
+    });
+}
+
+// A battery level that is too old counts as unknown.
+ShareResources SharingImpl::Resources(const ShareTime& now)
+{
+    usage_->OnTime(now);
+    return {BatteryAge(now) <= BATTERY_LIFE ? battery_ : Network::Battery{}, usage_->MonthBytes()};
+}
+
+DeviceFacts SharingImpl::FactsFor(const std::string& networkId)
+{
+    DeviceFacts facts;
+    const Network::Uplink uplink = options_.network->CurrentUplink();
+    RefreshBattery();
+    facts.obstacle = options_.obstacle();
+    facts.uplink = KindOf(uplink.kind);
+    facts.technology = uplink.technology;
+    facts.signalPercent = uplink.signalPercent;
+    facts.isMetered = uplink.isMetered;
+    facts.internet = InternetOf(uplink);
+    facts.isMobileDataOff = uplink.isMobileDataOff;
+    const ShareTime now = Now();
+    const MutexLock lock(mutex_);
+    facts.permission = PermissionOf(policy_->Check(networkId, now, Resources(now)));
+    facts.batteryPercent = battery_.percent;
+    facts.isCharging = battery_.isCharging;
+    return facts;
+}
+
+void SharingImpl::RefreshBattery()
+{
+    const Network::Battery battery = options_.network->CurrentBattery();
+    const MutexLock lock(mutex_);
+    battery_ = battery;
+    batteryReadAt_ = timers_.BootNow();
+}
+
+// ---- Leases
+
+LeaseAnswer SharingImpl::OnLease(const std::string& networkId, const LeaseRequest& request)
+{
+    Look();
+    const ShareTime now = Now();
+    MutexLock lock(mutex_);
+    if (!info_.isOn || isStopped_) {
+        return {};
+    }
+    const PeerRefusal refusal = policy_->Check(networkId, now, Resources(now));
+    if (refusal != PeerRefusal::NONE) {
+        const bool isByOwner = policy_->CheckResources(Resources(now)) != refusal;
+        const bool hadLease = leases_.Has(networkId);
+        lock.Unlock();
+        if (isByOwner && hadLease) {
+            EndUse(networkId, request.macAddress, LeaseEnd::DENIED);
+        }
+        return {};
+    }
+    const ShareLeases::Renewal renewal = leases_.Renew(networkId, request.macAddress, now);
+    if (renewal == ShareLeases::Renewal::TOO_MANY) {
+        return {};
+    }
+    policy_->OnLeaseBegan(networkId);
+    lock.Unlock();
+    if (renewal == ShareLeases::Renewal::BEGUN) {
+        Report("NET_SHARE_LEASE_BEGIN", networkId);
+        PostLook();
+    }
+    return {true};
+}
+
+bool SharingImpl::EndUse(const std::string& networkId, const std::string& macAddress, const char* reason)
+{
+    Look();
+    const SteadyTime now = timers_.BootNow();
+    MutexLock lock(mutex_);
+    const ShareLeases::Ended ended = leases_.End(networkId, macAddress, now);
+    policy_->OnShareEnded(networkId);
+    const bool isClosing =
+        info_.isOn && info_.isOpenedHere && ended.wasKnown && !isStopped_ && leases_.IsUnused(info_, now);
+    if (isClosing) {
+        releaseTimer_ = timers_.RunAfter(RELEASE_PAUSE, [weak = weak_from_this()] {
+            if (const auto self = weak.lock()) {
+                self->Post([](SharingImpl& sharing) { sharing.CloseReleased(); });
+            }
+        });
+    }
+    const bool isOff = !info_.isOn;
+    lock.Unlock();
+    if (ended.hadLease) {
+        Report("NET_SHARE_LEASE_END", networkId, "REASON", reason);
+    }
+    return isClosing || isOff;
+}
+
+void SharingImpl::OnMemberRemoved(const std::string& networkId)
+{
+    EndUse(networkId, "", LeaseEnd::REMOVED);
+    {
+        const MutexLock lock(mutex_);
+        policy_->Forget(networkId);
+    }
+    Post([](SharingImpl& self) { self.Save(); });
+}
+
+// ---- Looks
+
+bool SharingImpl::Post(std::function<void(SharingImpl&)> work)
+{
+    return strand_.Post([weak = weak_from_this(), work = std::move(work)] {
+        const auto self = weak.lock();
+        if (!self) {
+            return;
+        }
+        {
+            const MutexLock lock(self->mutex_);
+            if (self->isStopped_) {
+                return;
+            }
+        }
+        work(*self);
+    });
+}
+
+void SharingImpl::PostLook()
+{
+    {
+        const MutexLock lock(mutex_);
+        if (std::exchange(isLookPosted_, true)) {
+            return;
+        }
+    }
+    if (!Post([](SharingImpl& self) { self.LookAndClose(); })) {
+        const MutexLock lock(mutex_);
+        isLookPosted_ = false;
+    }
+}
+
+void SharingImpl::Look()
+{
+    const MutexLock look(lookMutex_);
+    Wifi::ShareInfo info = options_.share->Look();
+    const ShareTime now = Now();
+    std::vector<ShareLeases::EndedLease> ended;
+    {
+        const MutexLock lock(mutex_);
+        info_ = std::move(info);
+        usage_->OnLook(info_, now);
+        ended = leases_.OnLook(info_, now.boot);
+        for (const ShareLeases::EndedLease& lease : ended) {
+            policy_->OnShareEnded(lease.networkId);
+        }
+    }
+    for (const ShareLeases::EndedLease& lease : ended) {
+        Report("NET_SHARE_LEASE_END", lease.networkId, "REASON", lease.reason);
+    }
+}
+
+void SharingImpl::LookAndClose()
+{
+    bool needsBattery = false;
+    {
+        const MutexLock lock(mutex_);
+        isLookPosted_ = false;
+    }
+    Look();
+    {
+        const MutexLock lock(mutex_);
+        needsBattery =
+            info_.isOn && options_.settings.batteryFloorPercent > 0 && BatteryAge(Now()) > BATTERY_LIFE - SHARE_LOOK;
+    }
+    if (needsBattery) {
+        RefreshBattery();
+    }
+    const ShareTime now = Now();
+    const char* reason = nullptr;
+    bool needsSave = false;
+    {
+        const MutexLock lock(mutex_);
+        reason = WhyClose(now);
+        needsSave = usage_->MonthBytes() != savedBytes_ && now.boot - savedAt_ >= SAVE_PAUSE;
+        lookTimer_ = Tasks::Timer();
+        if (info_.isOn && !isStopped_) {
+            lookTimer_ = timers_.RunAfter(SHARE_LOOK, [weak = weak_from_this()] {
+                if (const auto self = weak.lock()) {
+                    self->PostLook();
+                }
+            });
+        }
+    }
+    if (needsSave) {
+        Save();
+    }
+    if (reason != nullptr) {
+        Close(reason);
+    }
+}
+
+const char* SharingImpl::WhyClose(const ShareTime& now)
+{
+    if (!info_.isOn || !info_.isOpenedHere) {
+        return nullptr;
+    }
+    switch (policy_->CheckResources(Resources(now))) {
+        case PeerRefusal::BATTERY_FLOOR:
+            return Wifi::ShareClosed::BATTERY_FLOOR;
+        case PeerRefusal::DATA_LIMIT:
+            return Wifi::ShareClosed::DATA_LIMIT;
+        default:
+            return leases_.HasEnded(now.boot) ? Wifi::ShareClosed::LEASE_ENDED : nullptr;
+    }
+}
+
+// Somebody may have come since the release.
+void SharingImpl::CloseReleased()
+{
+    Look();
+    bool isUnused = false;
+    {
+        const MutexLock lock(mutex_);
+        isUnused = info_.isOn && info_.isOpenedHere && leases_.IsUnused(info_, timers_.BootNow());
+    }
+    if (isUnused) {
+        Close(Wifi::ShareClosed::RELEASED);
+    }
+}
+
+void SharingImpl::Close(const char* reason)
+{
+    const Result<void> closed = options_.share->Close(reason);
+    if (!closed && !hasCloseFailed_) {
+        QuviewDFX::LogWarn(LABEL, "the hotspot is to close (%{public}s), and stays open: %{public}s", reason,
+                           closed.error().message);
+    }
+    hasCloseFailed_ = !closed;
+}
+
+// ---- For programs
+
+ShareStatus SharingImpl::Status()
+{
+    Look();
+    const ShareTime now = Now();
+    ShareStatus status;
+    {
+        const MutexLock lock(mutex_);
+        usage_->OnTime(now);
+        status.isOn = info_.isOn;
+        status.isOpenedHere = info_.isOpenedHere;
+        status.users = leases_.Users(usage_->Stations());
+        status.requests = policy_->Questions(now);
+        status.rules = policy_->Rules(now);
+        status.monthBytes = usage_->MonthBytes();
+        status.monthBegan = BeginningOf(usage_->MonthDay());
+    }
+    const SharingSettings& settings = options_.settings;
+    status.allow = settings.allow;
+    status.batteryFloorPercent = settings.batteryFloorPercent;
+    status.closesAfter = settings.closesAfter;
+    if (settings.monthLimitMb != 0) {
+        status.monthLimitBytes = settings.monthLimitMb * BYTES_OF_MB;
+    }
+    for (ShareUser& user : status.users) {
+        user.deviceName = user.networkId.empty() ? "" : options_.nameOf(user.networkId);
+    }
+    for (ShareRequest& request : status.requests) {
+        request.deviceName = options_.nameOf(request.networkId);
+    }
+    for (ShareRule& rule : status.rules) {
+        rule.deviceName = options_.nameOf(rule.networkId);
+    }
+    return status;
+}
+
+ShareChange SharingImpl::Decide(const std::string& networkId, ShareDecision decision)
+{
+    const std::string name = options_.nameOf(networkId);
+    if (name.empty()) {
+        return {ShareFault{ShareFaultCode::UNKNOWN_DEVICE, "no device of the account has that id",
+                           "`distnetctl devices` lists them"}};
+    }
+    bool isDone = false;
+    {
+        const MutexLock lock(mutex_);
+        isDone = policy_->Decide(networkId, decision, Now());
+        if (leases_.Has(networkId)) {
+            policy_->OnLeaseBegan(networkId);
+        }
+    }
+    if (!isDone && decision == ShareDecision::DENY) {
+        return {ShareFault{ShareFaultCode::NOT_ASKED, "\"" + name + "\" has no open question",
+                           "`distnetctl share requests` lists the open ones"}};
+    }
+    if (!isDone) {
+        return {ShareFault{ShareFaultCode::FAILED,
+                           std::to_string(MAX_SHARE_DEVICES) + " devices were decided on, and more are not kept", ""}};
+    }
+    Report("NET_SHARE_DECIDED", networkId, "DECISION", Vexo::NameOf(EVENT_DECISIONS, decision));
+    if (decision == ShareDecision::NEVER) {
+        EndUse(networkId, "", LeaseEnd::DENIED);
+    }
+    Result<void> saved;
+    Save(&saved);
+    if (!saved) {
+        return {ShareFault{ShareFaultCode::FAILED,
+                           "the decision holds, but only until the daemon ends: " + saved.error().message, ""}};
+    }
+    return {};
+}
+
+void SharingImpl::Save(Result<void>* result)
+{
+    const MutexLock file(fileMutex_);
+    SharingRecord record;
+    {
+        const ShareTime now = Now();
+        const MutexLock lock(mutex_);
+        policy_->Store(record, now);
+        usage_->Store(record);
+        savedBytes_ = record.monthBytes;
+        savedAt_ = now.boot;
+    }
+    const Result<void> saved = file_.Save(record);
+    if (!saved && !std::exchange(hasSaveFailed_, true)) {
+        QuviewDFX::LogWarn(LABEL, "%{public}s; rules, questions and bytes since then are lost at a restart",
+                           saved.error().message);
+    }
+    hasSaveFailed_ = !saved;
+    if (result != nullptr) {
+        *result = saved;
+    }
+}
+
+void SharingImpl::Stop()
+{
+    {
+        const MutexLock lock(mutex_);
+        if (isStopped_) {
+            return;
+        }
+        isStopped_ = true;
+        lookTimer_ = Tasks::Timer();
+        releaseTimer_ = Tasks::Timer();
+    }
+    options_.share->SetListener({});
+    strand_.Drain();
+    Look();
+    Save();
+}
+
+}  // namespace
+
+std::shared_ptr<Sharing> Sharing::Start(SharingOptions options)
+{
+    auto sharing = std::make_shared<SharingImpl>(std::move(options));
+    sharing->Begin();
+    return sharing;
+}
+
+}  // namespace Vexo::Host
