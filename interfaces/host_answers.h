@@ -52,6 +52,7 @@ struct WifiStatus {
     std::string ssid;      // of the last attempt; what is not printable is escaped ("caf\xe9"), a backslash is "\\"
     std::string address;   // "192.168.43.17" when connected, else empty
     std::string reason;    // why, as one phrase, when failed or disconnected, else empty
+    std::string failure;   // the same as a word: a REASON of NET_WIFI_JOIN_FAIL (share/doc/libdistnet-dev/errors.md)
 };
 
 struct HotspotStatus {

@@ -34,6 +34,7 @@ void ForEachMember(Visit& visit, MaybeConst<WifiStatus> auto& wifi)
     visit("ssid", wifi.ssid);
     visit("address", wifi.address);
     visit("reason", wifi.reason);
+    visit("failure", wifi.failure);
 }
 
 template <typename Visit>

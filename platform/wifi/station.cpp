@@ -86,7 +86,7 @@ std::optional<uint32_t> Station::Begin(const WifiDeviceConfig& config, std::chro
     }
     join_ = {join_.attempt + 1, State::SEARCHING, config};
     searchEnd_ = clock_.Now() + searchLimit;
-    info_ = {WifiLinkState::CONNECTING, join_.attempt, config.ssid, "", ""};
+    info_ = {WifiLinkState::CONNECTING, join_.attempt, config.ssid, "", "", ""};
     changed_.NotifyAll();
     return join_.attempt;
 }
@@ -138,6 +138,7 @@ std::optional<WifiLinkState> Station::OnEnded(uint32_t attempt, const LinkEnd& e
         ended = wasConnected ? WifiLinkState::DISCONNECTED : WifiLinkState::FAILED;
         info_.state = ended;
         info_.reason = end.sentence;
+        info_.failure = end.failure;
         info_.address.clear();
         changed_.NotifyAll();
     }

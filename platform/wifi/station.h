@@ -21,7 +21,7 @@
 
 namespace Vexo::Wifi {
 
-// Why a join failed: the REASON of NET_WIFI_JOIN_FAIL (docs/errors.md).
+// Why a join failed: the REASON of NET_WIFI_JOIN_FAIL (docs/errors.md), and WifiLinkInfo::failure.
 namespace JoinFailure {
 inline constexpr const char* NOT_VISIBLE = "NOT_VISIBLE";
 inline constexpr const char* SECURITY_DIFFERS = "SECURITY_DIFFERS";

@@ -65,6 +65,7 @@ struct WifiLinkInfo {
     std::string ssid;
     std::string address;  // when connected: "192.168.43.17"
     std::string reason;   // when failed or disconnected: "no hotspot of that name is visible", "wrong key", …
+    std::string failure;  // the same as a word of JoinFailure (station.h)
 };
 
 }  // namespace Vexo::Wifi

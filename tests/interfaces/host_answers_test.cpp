@@ -15,7 +15,7 @@ HostStatus Status()
     status.device = {"B\303\274ro", DeviceType::LAPTOP, "ab"};
     status.account = "home";
     status.abilities = {{1120, "Wi-Fi", "linux"}, {1163, "service", "service"}};
-    status.wifi = {true, RadioState::BLOCKED, WifiState::FAILED, 7, "caf\\xe9", "", "wrong key"};
+    status.wifi = {true, RadioState::BLOCKED, WifiState::FAILED, 7, "caf\\xe9", "", "wrong key", "WRONG_KEY"};
     status.hotspot = {true, std::nullopt};
     status.uptime = 90'061'001ms;
     return status;

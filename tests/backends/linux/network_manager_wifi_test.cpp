@@ -144,6 +144,7 @@ TEST_F(NetworkManagerWifiTest, AConnectionLeavesNoTraceAndGivesTheUsersNetworkBa
         int id = -1;
         EXPECT_EQ(laptop_.Station()->AddDeviceConfig({-1, "Garden", "", KEY, ""}, id, false), Wifi::WIFI_OK);
         const Wifi::WifiLinkInfo info = Join();
+        EXPECT_EQ(info.failure, reason == mayPass ? "" : reason == 5 ? "NO_IP_ADDRESS" : "WRONG_KEY");
         EXPECT_EQ(info.reason, reason == mayPass ? "" : reason == 5 ? "no address" : "wrong key");
         if (reason == mayPass) {
             EXPECT_EQ(info.address, "10.42.0.17");
