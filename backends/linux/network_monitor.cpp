@@ -60,10 +60,12 @@ bool CanShareWifi(const NetworkManager& manager, const std::string& station)
 std::optional<Connection> SharedConnection(const NetworkManager& manager, const NetworkOverview& overview)
 {
     std::vector<std::string> paths = overview.active;
-    paths.insert(paths.begin(), overview.primary);
+    if (!overview.primary.empty()) {
+        paths.insert(paths.begin(), overview.primary);
+    }
     for (const std::string& path : paths) {
         const Result<Connection> connection = manager.ReadConnection(path);
-        if (path.empty() || !connection || connection.value().state != ActivationState::ACTIVATED) {
+        if (!connection || connection.value().state != ActivationState::ACTIVATED) {
             continue;
         }
         const Uplink::Kind kind = KindOf(connection.value().type);
@@ -98,7 +100,8 @@ std::map<std::string, uint8_t> SeenBy(const NetworkManager& manager, const WifiR
     return seen;
 }
 
-void ReadScan(const NetworkManager& manager, NetworkSituation& situation)
+// joinedHere: the SSID of the network that this daemon has joined, which a profile of the user's may name too.
+void ReadScan(const NetworkManager& manager, const std::string& joinedHere, NetworkSituation& situation)
 {
     std::map<std::string, uint8_t> seen;
     const Result<std::vector<WifiRadio>> radios = manager.Radios();
@@ -108,6 +111,7 @@ void ReadScan(const NetworkManager& manager, NetworkSituation& situation)
             seen[ssid] = std::max(seen[ssid], strength);
         }
     }
+    seen.erase(joinedHere);
     if (seen.empty()) {
         return;
     }
@@ -239,7 +243,8 @@ NetworkSituation LinuxNetworkMonitor::Situation()
             situation.isJoinedHere = IsProfileOurs(manager, connection.value().profile);
         }
     }
-    ReadScan(manager, situation);
+    const Wifi::WifiLinkInfo link = station_->GetLinkInfo();
+    ReadScan(manager, link.state == Wifi::WifiLinkState::CONNECTED ? link.ssid : "", situation);
     return situation;
 }
 

@@ -2,6 +2,7 @@
 #include <utility>
 
 #include "backends/linux/wifi_hotspot.h"
+#include "platform/base/awaited.h"
 #include "platform/dfx/log.h"
 
 namespace Vexo::Linux {
@@ -9,6 +10,11 @@ namespace {
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "LinuxHotspot"};
 constexpr std::chrono::seconds SHARE_CLOSE_LIMIT{3};
+
+struct Closed {
+    bool isDone = false;
+    std::string activation;  // that was ended; empty: none
+};
 
 }  // namespace
 
@@ -58,21 +64,21 @@ Result<void> LinuxWifiHotspot::Close(const char* reason)
 {
     const Failure noAnswer = Fail(ErrorCode::UNAVAILABLE, "NetworkManager does not answer: the hotspot closes later");
     const WifiContext::Deadline deadline = context_->timers.Now() + SHARE_CLOSE_LIMIT;
-    const auto activation = std::make_shared<std::string>();
-    const int32_t closed = context_->RunAndWait(
-        SHARE_CLOSE_LIMIT,
-        [self = sptr<LinuxWifiHotspot>(this), reason = std::string(reason), activation](WifiContext::Deadline) {
-            *activation = self->share_ ? self->share_->change.activation : "";
-            return self->CloseOwn(reason.c_str()) ? Wifi::WIFI_OK : Wifi::WIFI_NO_ANSWER;
-        });
-    if (closed != Wifi::WIFI_OK) {
+    const auto closing = std::make_shared<Awaited<Closed>>();
+    // Not dropped when the limit passes: what the caller has given up must not stay open.
+    context_->strand.Post([self = sptr<LinuxWifiHotspot>(this), reason = std::string(reason), closing] {
+        const std::string activation = self->share_ ? self->share_->change.activation : "";
+        closing->Set({self->CloseOwn(reason.c_str()), activation});
+    });
+    const std::optional<Closed> closed = closing->WaitFor(SHARE_CLOSE_LIMIT);
+    if (!closed || !closed->isDone) {
         return noAnswer;
     }
-    if (activation->empty()) {
-        const MutexLock lock(mutex_);
-        return isOn_ ? Fail(ErrorCode::REFUSED, "somebody else turned the hotspot on") : Result<void>();
+    if (!closed->activation.empty()) {
+        return context_->WaitFor(closed->activation, ActivationState::GONE, deadline) ? Result<void>() : noAnswer;
     }
-    return context_->WaitFor(*activation, ActivationState::GONE, deadline) ? Result<void>() : noAnswer;
+    const MutexLock lock(mutex_);
+    return isOn_ ? Fail(ErrorCode::REFUSED, "somebody else turned the hotspot on") : Result<void>();
 }
 
 void LinuxWifiHotspot::Guard()

@@ -71,5 +71,46 @@ TEST(ModemSlots, MapsModemsAndSlotsInTheOrderOfTheirDevices)
     }
 }
 
+TEST(ModemSlots, TheModemThatCarriesDataOrWouldSaysHow)
+{
+    constexpr int32_t locked = 2;
+    constexpr int32_t searching = 7;
+    constexpr int32_t registered = 8;
+    constexpr int32_t connected = 11;
+    using Quality = sdbus::Struct<uint32_t, bool>;
+    const auto modem = [](int32_t state, uint32_t technologies) {
+        return PropertyMap{{"State", state},
+                           {"Sim", sdbus::ObjectPath("/SIM/0")},
+                           {"AccessTechnologies", technologies},
+                           {"SignalQuality", Quality(61, true)}};
+    };
+    const struct {
+        const char* name;
+        std::vector<PropertyMap> modems;
+        std::string technology;
+        bool isDataOff;
+    } cases[] = {
+        {"none", {}, "", false},
+        {"connected over LTE and 5G", {modem(connected, 0xc000)}, "5G", false},
+        {"connected over LTE", {modem(connected, 0x4000)}, "4G", false},
+        {"connected over HSPA+", {modem(connected, 0x200)}, "3G", false},
+        {"connected over EDGE", {modem(connected, 0x10)}, "2G", false},
+        {"switched off", {modem(registered, 0x4000)}, "4G", true},
+        {"without coverage", {modem(searching, 0)}, "", false},
+        {"locked", {modem(locked, 0)}, "", false},
+        {"the second is connected", {modem(registered, 0x4000), modem(connected, 0x10)}, "2G", false},
+    };
+    for (const auto& one : cases) {
+        ManagedObjects objects;
+        for (const PropertyMap& properties : one.modems) {
+            objects[sdbus::ObjectPath("/Modem/" + std::to_string(objects.size()))][MODEM_INTERFACE] = properties;
+        }
+        const MobileLink link = MobileLinkOf(objects);
+        EXPECT_EQ(link.technology, one.technology) << one.name;
+        EXPECT_EQ(link.isDataOff, one.isDataOff) << one.name;
+        EXPECT_EQ(link.signalPercent, one.technology.empty() ? std::nullopt : std::optional<uint8_t>(61)) << one.name;
+    }
+}
+
 }  // namespace
 }  // namespace Vexo::Linux

@@ -134,6 +134,11 @@ TEST_F(NetworkMonitorTest, SavedNetworksInReachAreThoseThatTheScanSawAndNetworkM
     EXPECT_EQ(seen.inReach[0].name, "my Home");
     EXPECT_EQ(seen.inReach[0].strengthPercent, 80);
     EXPECT_EQ(seen.inReach[1].name, "my Office");
+    ShareGarden();
+    save("44444444-4444-4444-8444-444444444444", "Garden", false);
+    EXPECT_EQ(monitor_->Situation().inReach.at(1).name, "my Garden");
+    ASSERT_EQ(Join().state, WifiLinkState::CONNECTED);
+    EXPECT_EQ(monitor_->Situation().inReach.at(1).name, "my Office") << "this daemon has joined it";
     Laptop(R"({"do": "scan", "networks": {"Office": 40}, "age": 60})");
     EXPECT_TRUE(monitor_->Situation().inReach.empty()) << "NetworkManager keeps what earlier scans saw";
 }
