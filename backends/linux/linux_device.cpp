@@ -67,6 +67,7 @@ void LinuxDevice::Begin()
     coreService_ = MakeSptr<LinuxCoreService>(modems_);
     // NetworkManager reports every outcome except "SSID not found", which is published here.
     const auto linkEnded = [this](Wifi::WifiLinkState state) {
+        network_->OnStationChanged();
         if (state == Wifi::WifiLinkState::FAILED) {
             PublishConnectivity(EventFwk::NetType::WIFI, EventFwk::NetConnState::FAILED);
         }

@@ -33,9 +33,10 @@ public:
                                        const std::function<bool()>& isCancelled) override;
     void SetListener(std::function<void()> changed) override { listener_.Set(std::move(changed)); }
 
-    // Reports of UPower (power.h) and of logind (screen.h). They do not block.
+    // Reports of UPower (power.h), of logind (screen.h) and of the station. They do not block.
     void OnBattery(const Network::Battery& battery);
     void OnUseChanged(bool isInUse);
+    void OnStationChanged() { listener_.Tell(); }
     // Changes are not reported any more. Blocks until no report runs; a second call does nothing.
     void Stop();
 

@@ -373,8 +373,9 @@ void LinuxWifiHotspot::OnChanged()
         }
     }
     if (const Result<std::vector<WifiRadio>> radios = context_->manager.Radios()) {
-        const auto hotspot = std::find_if(radios.value().begin(), radios.value().end(),
-                                          [](const WifiRadio& one) { return one.IsHotspot(); });
+        const auto hotspot = std::find_if(radios.value().begin(), radios.value().end(), [this](const WifiRadio& one) {
+            return one.IsHotspot() && (!share_ || one.path == share_->radio);
+        });
         const bool isThere = hotspot != radios.value().end();
         SetOn(isOpening_ || share_ || isThere,
               isThere && hotspot->state == NM_STATE_ACTIVATED ? hotspot->interface : "");
