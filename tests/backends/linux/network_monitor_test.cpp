@@ -170,24 +170,20 @@ TEST_F(NetworkMonitorTest, OnlineIsWhatNetworkManagersCheckSaysOfThatRadio)
 
 TEST_F(NetworkMonitorTest, WithoutNetworkManagersCheckTheNameServersOfTheLeaseAreAsked)
 {
-    NameServer good(std::vector<Bytes>(3, Answer({NS_RECORD})));
-    StartMonitor(good.Port());
+    std::vector<Bytes> answers(3, Answer({NS_RECORD}));
+    answers.resize(9, Answer({ADDRESS_RECORD}));
+    NameServer nameServer(answers);
+    StartMonitor(nameServer.Port());
     EXPECT_EQ(Check(WAIT_LIMIT), OnlineVerdict::ONLINE) << "none is configured";
     Laptop(R"({"do": "check", "connectivity": 0})");
     EXPECT_EQ(Check(WAIT_LIMIT), OnlineVerdict::ONLINE) << "it does not know";
     Laptop(R"({"do": "check", "connectivity": 4})");
     Lose(air_.Laptop(), "CheckConnectivity", 1);
     EXPECT_EQ(Check(milliseconds(2000)), OnlineVerdict::ONLINE) << "it does not answer";
-    isOnLoopback_ = false;
     Laptop(R"({"do": "check", "connectivity": 0})");
+    EXPECT_EQ(Check(milliseconds(300)), OnlineVerdict::NO_INTERNET) << "it knows no name server of the root";
+    isOnLoopback_ = false;
     EXPECT_EQ(Check(milliseconds(300)), OnlineVerdict::UNKNOWN) << "this machine has no such interface";
-}
-
-TEST_F(NetworkMonitorTest, ANameServerThatKnowsNoRootServersMeansNoInternet)
-{
-    NameServer portal(std::vector<Bytes>(9, Answer({ADDRESS_RECORD})));
-    StartMonitor(portal.Port());
-    EXPECT_EQ(Check(milliseconds(300)), OnlineVerdict::NO_INTERNET);
 }
 
 }  // namespace

@@ -54,16 +54,6 @@ TEST_F(WifiControlTest, AShareSaysWhoUsesItAndIsClosedForAReason)
     share.SetListener(nullptr);
 }
 
-TEST_F(WifiControlTest, AShareThatNetworkManagerDoesNotCloseIsClosedLater)
-{
-    phone_.Options().answerLimit = std::chrono::milliseconds(200);
-    phone_.Start();
-    ASSERT_EQ(phone_.Hotspot()->EnableHotspot(ServiceType::DEFAULT), Wifi::WIFI_OK);
-    Lose(air_.Phone(), "DeactivateConnection", 1);
-    EXPECT_EQ(phone_.Hotspot()->Close(Wifi::ShareClosed::RELEASED).error().code, ErrorCode::UNAVAILABLE);
-    ExpectAsBefore(phone_, "", "");
-}
-
 TEST_F(WifiControlTest, LeavingAJoinedNetworkGoesBackToTheOneBefore)
 {
     BeAtHome(air_.Laptop());
@@ -114,21 +104,6 @@ TEST_F(WifiControlTest, WithoutANetworkBeforeOrWithoutAnAnswerLeavingSaysSo)
     ASSERT_FALSE(left);
     EXPECT_EQ(left.error().code, ErrorCode::UNAVAILABLE);
     ExpectAsBefore(laptop_, "", "");
-}
-
-TEST_F(WifiControlTest, ANetworkThatAPersonLeftIsKnownUntilTheNextAttempt)
-{
-    ShareGarden();
-    laptop_.Start();
-    JoinGarden();
-    Do(air_.Laptop(), R"({"do": "deactivate"})");
-    EXPECT_EQ(Leave(WifiLinkState::CONNECTED).state, WifiLinkState::DISCONNECTED);
-    EXPECT_TRUE(laptop_.Station()->WasLeftByHand());
-    JoinGarden();
-    EXPECT_FALSE(laptop_.Station()->WasLeftByHand());
-    Do(air_.Phone(), R"({"do": "deactivate"})");
-    EXPECT_EQ(Leave(WifiLinkState::CONNECTED).reason, "the hotspot is gone");
-    EXPECT_FALSE(laptop_.Station()->WasLeftByHand());
 }
 
 }  // namespace
