@@ -3,17 +3,16 @@
 #include <optional>
 #include <utility>
 
+#include "host/sharing/share_events.h"
+#include "host/sharing/share_facts.h"
 #include "host/sharing/share_leases.h"
 #include "host/sharing/share_policy.h"
 #include "host/sharing/share_time.h"
 #include "host/sharing/share_usage.h"
 #include "host/sharing/sharing_file.h"
-#include "interfaces/sharing_answers_json.h"
 #include "platform/base/mutex.h"
-#include "platform/base/text.h"
 #include "platform/dfx/log.h"
 #include "platform/dfx/log_limit.h"
-#include "platform/dfx/sys_event.h"
 #include "platform/tasks/elastic_pool.h"
 
 namespace Vexo::Host {
@@ -24,61 +23,6 @@ using SoftBus::PeerRefusal;
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Sharing"};
 constexpr std::chrono::seconds BATTERY_LIFE{60};
 constexpr std::chrono::minutes SAVE_PAUSE{1};  // between writes when only bytes have changed
-
-constexpr NamedValue<ShareDecision> EVENT_DECISIONS[] = {{"ONCE", ShareDecision::ONCE},
-                                                         {"TODAY", ShareDecision::TODAY},
-                                                         {"ALWAYS", ShareDecision::ALWAYS},
-                                                         {"NEVER", ShareDecision::NEVER},
-                                                         {"DENY", ShareDecision::DENY}};
-
-template <typename... KeysAndValues>
-void Report(const std::string& event, const std::string& networkId, KeysAndValues&&... more)
-{
-    QuviewDFX::QuSysEvent::Write("NETMANAGER", event, QuviewDFX::QuSysEvent::BEHAVIOR, "DEVICE_ID", ShortId(networkId),
-                                 std::forward<KeysAndValues>(more)...);
-}
-
-SharingPermission PermissionOf(PeerRefusal refusal)
-{
-    switch (refusal) {
-        case PeerRefusal::NONE:
-            return SharingPermission::ALLOWED;
-        case PeerRefusal::OWNER_ASKED:
-            return SharingPermission::ASKS;
-        case PeerRefusal::NOT_ANSWERED:
-            return SharingPermission::NOT_ANSWERED;
-        case PeerRefusal::BATTERY_FLOOR:
-            return SharingPermission::BATTERY_FLOOR;
-        case PeerRefusal::DATA_LIMIT:
-            return SharingPermission::DATA_LIMIT;
-        case PeerRefusal::NOT_ALLOWED:
-            break;
-    }
-    return SharingPermission::NOT_ALLOWED;
-}
-
-UplinkKind KindOf(Network::Uplink::Kind kind)
-{
-    switch (kind) {
-        case Network::Uplink::Kind::MOBILE:
-            return UplinkKind::MOBILE;
-        case Network::Uplink::Kind::WIRE:
-            return UplinkKind::WIRE;
-        case Network::Uplink::Kind::WIFI:
-            return UplinkKind::WIFI;
-        case Network::Uplink::Kind::NONE:
-            break;
-    }
-    return UplinkKind::NONE;
-}
-
-InternetState InternetOf(const Network::Uplink& uplink)
-{
-    if (uplink.hasInternet) {
-        return *uplink.hasInternet ? InternetState::YES : InternetState::NO;
-    }
-    return uplink.kind == Network::Uplink::Kind::NONE ? InternetState::NO : InternetState::UNKNOWN;
-}
 
 class SharingImpl final : public Sharing, public std::enable_shared_from_this<SharingImpl> {
 public:
@@ -121,6 +65,7 @@ private:
     ShareTime Now() const { return {timers_.BootNow(), timers_.WallNow()}; }
     // Runs work with this object on the strand, unless sharing has stopped. As Strand::Post.
     bool Post(std::function<void(SharingImpl&)> work);
+    Tasks::Timer PostAfter(std::chrono::milliseconds delay, void (SharingImpl::*work)());
     void PostLook() EXCLUDES(mutex_);
     void PostAsk(const std::string& networkId);
     SteadyTime::duration BatteryAge(const ShareTime& now) const REQUIRES(mutex_) { return now.boot - batteryReadAt_; }
@@ -184,13 +129,11 @@ PeerRefusal SharingImpl::Admit(const std::string& networkId)
     if (isBatteryOld && options_.settings.batteryFloorPercent > 0) {
         Post([](SharingImpl& self) { self.RefreshBattery(); });
     }
+    if (verdict.refusal != PeerRefusal::NONE && refusals_.Admit(networkId)) {
+        Post([networkId, why = verdict.refusal](SharingImpl&) { ReportShareRefused(networkId, why); });
+    }
     if (verdict.hasOpenedQuestion) {
         PostAsk(networkId);
-    }
-    if (verdict.refusal != PeerRefusal::NONE && refusals_.Admit(networkId)) {
-        Post([networkId, why = verdict.refusal](SharingImpl&) {
-            Report("NET_SHARE_REFUSED", networkId, "REASON", NameOf(SoftBus::PEER_REFUSAL_NAMES, why));
-        });
     }
     return verdict.refusal;
 }
@@ -200,7 +143,7 @@ void SharingImpl::PostAsk(const std::string& networkId)
     Post([networkId](SharingImpl& self) {
         const std::string name = self.options_.nameOf(networkId);
         QuviewDFX::LogInfo(LABEL, "\"%{public}s\" asks to use this device's network", name);
-        Report("NET_SHARE_ASKED", networkId);
+        ReportShareAsked(networkId);
         self.Save();
         self.options_.asked(networkId, name);
     });
@@ -215,22 +158,12 @@ ShareResources SharingImpl::Resources(const ShareTime& now)
 
 DeviceFacts SharingImpl::FactsFor(const std::string& networkId)
 {
-    DeviceFacts facts;
     const Network::Uplink uplink = options_.network->CurrentUplink();
     RefreshBattery();
-    facts.obstacle = options_.obstacle();
-    facts.uplink = KindOf(uplink.kind);
-    facts.technology = uplink.technology;
-    facts.signalPercent = uplink.signalPercent;
-    facts.isMetered = uplink.isMetered;
-    facts.internet = InternetOf(uplink);
-    facts.isMobileDataOff = uplink.isMobileDataOff;
+    const SharingObstacle obstacle = options_.obstacle();
     const ShareTime now = Now();
     const MutexLock lock(mutex_);
-    facts.permission = PermissionOf(policy_->Check(networkId, now, Resources(now)));
-    facts.batteryPercent = battery_.percent;
-    facts.isCharging = battery_.isCharging;
-    return facts;
+    return MakeFacts(uplink, battery_, obstacle, policy_->Check(networkId, now, Resources(now)));
 }
 
 void SharingImpl::RefreshBattery()
@@ -268,7 +201,7 @@ LeaseAnswer SharingImpl::OnLease(const std::string& networkId, const LeaseReques
     policy_->OnLeaseBegan(networkId);
     lock.Unlock();
     if (renewal == ShareLeases::Renewal::BEGUN) {
-        Report("NET_SHARE_LEASE_BEGIN", networkId);
+        ReportLeaseBegan(networkId);
         PostLook();
     }
     return {true};
@@ -284,16 +217,12 @@ bool SharingImpl::EndUse(const std::string& networkId, const std::string& macAdd
     const bool isClosing =
         info_.isOn && info_.isOpenedHere && ended.wasKnown && !isStopped_ && leases_.IsUnused(info_, now);
     if (isClosing) {
-        releaseTimer_ = timers_.RunAfter(RELEASE_PAUSE, [weak = weak_from_this()] {
-            if (const auto self = weak.lock()) {
-                self->Post([](SharingImpl& sharing) { sharing.CloseReleased(); });
-            }
-        });
+        releaseTimer_ = PostAfter(RELEASE_PAUSE, &SharingImpl::CloseReleased);
     }
     const bool isOff = !info_.isOn;
     lock.Unlock();
     if (ended.hadLease) {
-        Report("NET_SHARE_LEASE_END", networkId, "REASON", reason);
+        ReportLeaseEnded(networkId, reason);
     }
     return isClosing || isOff;
 }
@@ -327,6 +256,15 @@ bool SharingImpl::Post(std::function<void(SharingImpl&)> work)
     });
 }
 
+Tasks::Timer SharingImpl::PostAfter(std::chrono::milliseconds delay, void (SharingImpl::*work)())
+{
+    return timers_.RunAfter(delay, [weak = weak_from_this(), work] {
+        if (const auto self = weak.lock()) {
+            self->Post([work](SharingImpl& sharing) { (sharing.*work)(); });
+        }
+    });
+}
+
 void SharingImpl::PostLook()
 {
     {
@@ -357,18 +295,18 @@ void SharingImpl::Look()
         }
     }
     for (const ShareLeases::EndedLease& lease : ended) {
-        Report("NET_SHARE_LEASE_END", lease.networkId, "REASON", lease.reason);
+        ReportLeaseEnded(lease.networkId, lease.reason);
     }
 }
 
 void SharingImpl::LookAndClose()
 {
-    bool needsBattery = false;
     {
         const MutexLock lock(mutex_);
         isLookPosted_ = false;
     }
     Look();
+    bool needsBattery = false;
     {
         const MutexLock lock(mutex_);
         needsBattery =
@@ -384,14 +322,7 @@ void SharingImpl::LookAndClose()
         const MutexLock lock(mutex_);
         reason = WhyClose(now);
         needsSave = usage_->MonthBytes() != savedBytes_ && now.boot - savedAt_ >= SAVE_PAUSE;
-        lookTimer_ = Tasks::Timer();
-        if (info_.isOn && !isStopped_) {
-            lookTimer_ = timers_.RunAfter(SHARE_LOOK, [weak = weak_from_this()] {
-                if (const auto self = weak.lock()) {
-                    self->PostLook();
-                }
-            });
-        }
+        lookTimer_ = info_.isOn && !isStopped_ ? PostAfter(SHARE_LOOK, &SharingImpl::LookAndClose) : Tasks::Timer();
     }
     if (needsSave) {
         Save();
@@ -465,15 +396,14 @@ ShareStatus SharingImpl::Status()
     if (settings.monthLimitMb != 0) {
         status.monthLimitBytes = settings.monthLimitMb * BYTES_OF_MB;
     }
-    for (ShareUser& user : status.users) {
-        user.deviceName = user.networkId.empty() ? "" : options_.nameOf(user.networkId);
-    }
-    for (ShareRequest& request : status.requests) {
-        request.deviceName = options_.nameOf(request.networkId);
-    }
-    for (ShareRule& rule : status.rules) {
-        rule.deviceName = options_.nameOf(rule.networkId);
-    }
+    const auto fillInNames = [this](auto& devices) {
+        for (auto& device : devices) {
+            device.deviceName = device.networkId.empty() ? "" : options_.nameOf(device.networkId);
+        }
+    };
+    fillInNames(status.users);
+    fillInNames(status.requests);
+    fillInNames(status.rules);
     return status;
 }
 
@@ -500,7 +430,7 @@ ShareChange SharingImpl::Decide(const std::string& networkId, ShareDecision deci
         return {ShareFault{ShareFaultCode::FAILED,
                            std::to_string(MAX_SHARE_DEVICES) + " devices were decided on, and more are not kept", ""}};
     }
-    Report("NET_SHARE_DECIDED", networkId, "DECISION", Vexo::NameOf(EVENT_DECISIONS, decision));
+    ReportShareDecided(networkId, decision);
     if (decision == ShareDecision::NEVER) {
         EndUse(networkId, "", LeaseEnd::DENIED);
     }

@@ -120,20 +120,6 @@ TEST_F(SharePolicyTest, OneQuestionADeviceThenAPauseAndThreeADay)
     EXPECT_EQ(Ask(), OWNER_ASKED) << "no pause after a decision";
 }
 
-TEST_F(SharePolicyTest, ADateThatWasAheadOnceDelaysQuestionsForADayAtMost)
-{
-    Use({.allow = ShareAllow::ASK});
-    now_.wall += std::chrono::years(50);
-    for (uint32_t question = 0; question < MAX_QUESTIONS_A_DAY; ++question) {
-        EXPECT_EQ(Ask(), OWNER_ASKED);
-        Pass(QUESTION_LIFE + QUESTION_PAUSE);
-    }
-    now_.wall = NOON;
-    EXPECT_EQ(Ask(), NOT_ANSWERED);
-    Pass(24h);
-    EXPECT_EQ(Ask(), OWNER_ASKED);
-}
-
 TEST_F(SharePolicyTest, OnceAndTodayEnd)
 {
     Use({.allow = ShareAllow::DEVICES});
