@@ -40,7 +40,9 @@ public:
 
     void Begin()
     {
-        RefreshBattery();
+        if (options_.settings.batteryFloorPercent > 0) {
+            Post([](SharingImpl& self) { self.RefreshBattery(); });
+        }
         options_.share->SetListener([weak = weak_from_this()] {
             if (const auto self = weak.lock()) {
                 self->PostLook();

@@ -100,7 +100,8 @@ class Tables(unittest.TestCase):
     def test_every_event_with_its_parameters(self):
         source = "".join((SOURCE / file).read_text() for file in
                          ("distributed/services/service/event_report.cpp", "backends/linux/wifi_context.cpp",
-                          "platform/wifi/station.cpp", "platform/softbus/account/state_exchange.cpp"))
+                          "platform/wifi/station.cpp", "platform/softbus/account/state_exchange.cpp",
+                          "host/sharing/share_events.cpp"))
         keys = dict(re.findall(r'(KEY_\w+) = "(\w+)"', source))
         written = {name: [keys.get(key, key) for key in re.findall(r"\b(?:KEY_\w+|REASON)\b", rest)]
                    for name, rest in re.findall(r'"(NET_[A-Z_]+)"(.*?);', source, re.S)}
