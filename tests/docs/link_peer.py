@@ -18,6 +18,7 @@ HELLO, OPEN, OPENED, DATA, PING, CLOSE, GOODBYE, STATE, REMOVED, CERTIFICATE = r
 START, ANSWER, _, READY = range(1, 5)
 COLLABORATION = "vexo.distnet.collaboration"
 HOTSPOT = "vexo.communication.network_connectivity_ext.distributed"
+DAEMON = "vexo.distnet.daemon"
 HOTSPOT_REQUEST = bytes([3, 2, 0])
 TIMEOUT = 5  # seconds
 P256 = bytes.fromhex("3059301306072a8648ce3d020106082a8648ce3d030107034200")  # SubjectPublicKeyInfo, but for the last 65 bytes
@@ -124,6 +125,11 @@ class Link:
             self.state = payload if kind == STATE else self.state
         return kind, payload
 
+    def ask(self, number, kind, **members):
+        """The answer of the other side's daemon to a request, over a session of daemons."""
+        self.send(frame(DATA, json.dumps({"version": 1, "request": number, "ask": kind, **members}).encode()))
+        return json.loads(self.expect(DATA))
+
     def expect(self, expected):
         kind, payload = self.receive()
         assert kind == expected, f"frame {kind} instead of {expected}"
@@ -185,11 +191,12 @@ class Device:
         link.close()
         return link, hello
 
-    def open(self, address, name):
-        """The link of a session between the servers of this name on both sides."""
+    def open(self, address, name, result=0):
+        """The link of a session between the servers of this name on both sides, whose OPENED has this result."""
         link = self.dial(address, self.hello(), open_frame(name, name))
         link.expect(HELLO)
-        assert link.expect(OPENED) == bytes(4)
+        opened, = struct.unpack("<i", link.expect(OPENED))
+        assert opened == result, f"OPENED {opened} instead of {result}"
         return link
 
     def leave(self, address):
