@@ -33,8 +33,9 @@ class Link(unittest.TestCase):
         self.phone_id = self.distnetctl("account", "show", "--state", "phone")["network_id"]
         self.phone = self.wait_for(self.announced)
 
-    def start(self):
-        daemon.start(self, BINARIES / "distnetd", self.folder, {"device": {"name": "phone"}, "softbus": {"announce_dir": "link"}})
+    def start(self, **settings):
+        settings = {"device": {"name": "phone"}, "softbus": {"announce_dir": "link"}, **settings}
+        daemon.start(self, BINARIES / "distnetd", self.folder, settings)
 
     def stop(self):
         """Asks the phone to end; returns what tells whether it has."""
@@ -42,9 +43,9 @@ class Link(unittest.TestCase):
         os.kill(process, signal.SIGTERM)
         return lambda: os.waitid(os.P_PID, process, os.WEXITED | os.WNOWAIT | os.WNOHANG)
 
-    def restart(self):
+    def restart(self, **settings):
         self.wait_for(self.stop())
-        self.start()
+        self.start(**settings)
 
     def distnetctl(self, *arguments, code=0):
         done = subprocess.run([BINARIES / "distnetctl", "--json", "--socket", "phone/ipc.sock", *arguments], cwd=self.folder,
@@ -119,6 +120,52 @@ class Link(unittest.TestCase):
             self.wait_for(ended)
         self.assertEqual([(purpose, connection.tls.session_reused) for purpose, connection in (task.result() for task in served)],
                          [(link.CLOSE, False), (link.COLLABORATION, True), (link.HOTSPOT, True), (link.GOODBYE, True)])
+
+    def open(self, name, **expected):
+        session = self.tablet.open(self.phone, name, **expected)
+        self.addCleanup(session.close)
+        return session
+
+    def is_sharing(self):
+        return self.distnetctl("status")["status"]["hotspot"]["active"]
+
+    def test_a_daemon_says_its_facts_and_closes_its_hotspot_after_the_release(self):
+        session, mac = self.open(link.DAEMON), "02:00:5e:10:00:01"
+        facts = session.ask(1, "facts")
+        self.assertEqual({key: facts.pop(key) for key in ("version", "request", "answer", "obstacle", "permission", "uplink")},
+                         {"version": 1, "request": 1, "answer": "facts", "obstacle": "none", "permission": "allowed",
+                          "uplink": "mobile"})
+        self.assertEqual(set(facts), {"technology", "signal_percent", "metered", "internet", "mobile_data_off",
+                                      "battery_percent", "charging"})
+        self.assertEqual(session.ask(2, "dance"), {"version": 1, "request": 2, "answer": "unknown"})
+        self.assertFalse(session.ask(3, "lease", mac=mac)["held"], "the hotspot is off")
+
+        collaboration = self.open(link.COLLABORATION)
+        collaboration.send(link.frame(link.DATA, link.start_message(1)))
+        collaboration.expect(link.DATA)
+        hotspot = self.open(link.HOTSPOT)
+        hotspot.send(link.frame(link.DATA, link.HOTSPOT_REQUEST))
+        hotspot.expect(link.DATA)
+        self.assertTrue(self.is_sharing())
+        self.assertEqual(session.ask(4, "lease", mac=mac), {"version": 1, "request": 4, "answer": "lease", "held": True})
+        released = time.monotonic()
+        self.assertEqual(session.ask(5, "release", mac=mac), {"version": 1, "request": 5, "answer": "release", "closed": True})
+        self.wait_for(lambda: not self.is_sharing())
+        self.assertLess(time.monotonic() - released, 3)
+
+        session.send(link.frame(link.DATA, json.dumps({"version": 1, "request": 6, "ask": "lease", "mac": mac[1:]}).encode()))
+        session.expect(link.CLOSE)
+        self.wait_for(lambda: "is damaged: mac is" in (self.folder / "log").read_text())
+
+    def test_an_owner_who_allows_nobody_refuses_at_once_but_says_facts(self):
+        self.restart(share={"allow": "nobody"})
+        self.phone = self.wait_for(self.announced)
+        self.open(link.HOTSPOT, result=-100)
+        collaboration = self.open(link.COLLABORATION)
+        collaboration.send(link.frame(link.DATA, link.start_message(1)))
+        self.assertEqual(collaboration.expect(link.DATA), struct.pack("<IIi", link.ANSWER, 1, -100))
+        self.assertEqual(self.open(link.DAEMON).ask(1, "facts")["permission"], "not_allowed")
+        self.assertEqual((self.folder / "log").read_text().count("refused by the owner's rules: NOT_ALLOWED"), 2)
 
     def test_a_frame_out_of_place_ends_the_connection_with_one_line(self):
         hello = self.tablet.hello()
