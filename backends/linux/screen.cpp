@@ -51,7 +51,7 @@ void Screen::OnServiceOwnerChanged(bool hasOwner)
     if (hasOwner) {
         Read();
     } else {
-        SetInUse(false);
+        SetInUse(true);
     }
     changed_({hasOwner, hasOwner ? "logind" : "logind does not run"});
 }
@@ -90,8 +90,12 @@ std::optional<Screen::Seat> Screen::ReadSeat()
     }
     using Session = sdbus::Struct<std::string, sdbus::ObjectPath>;
     const Result<Session> active = bus_->GetProperty<Session>(FirstSeat(), "ActiveSession");
-    if (!active || std::get<0>(active.value()).empty()) {
-        // Nobody has logged in, or the machine has no seat: no session can be locked or idle.
+    if (!active) {
+        // Without a seat, no session can be locked or idle.
+        return Seat{true, true};
+    }
+    if (std::get<0>(active.value()).empty()) {
+        // Nobody has logged in.
         return Seat{true, false};
     }
     const Result<PropertyMap> session = bus_->GetProperties({SERVICE, std::get<1>(active.value()), SESSION});

@@ -10,7 +10,7 @@
 #include "platform/base/check.h"
 #include "platform/base/mutex.h"
 #include "platform/dfx/log.h"
-#include "platform/dfx/sys_event.h"
+#include "platform/wifi/share_closed.h"
 #include "platform/wifi/share_control.h"
 #include "platform/wifi/wifi_types.h"
 
@@ -18,7 +18,6 @@ namespace Vexo::Linux {
 namespace {
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "LinuxWifi"};
-constexpr const char* DOMAIN = "NETMANAGER";
 constexpr std::chrono::milliseconds STATE_POLL_PERIOD{50};
 
 bool IsOn(ActivationState state)
@@ -58,12 +57,6 @@ private:
 };
 
 }  // namespace
-
-void ReportShareClosed(const std::string& reason)
-{
-    QuviewDFX::LogInfo(LABEL, "closed the hotspot that this daemon opened: %{public}s", reason);
-    QuviewDFX::QuSysEvent::Write(DOMAIN, "NET_SHARE_CLOSED", QuviewDFX::QuSysEvent::BEHAVIOR, "REASON", reason);
-}
 
 int32_t WifiContext::RunAndWait(std::chrono::milliseconds budget, std::function<int32_t(Deadline)> work,
                                 std::function<void()> undo)
@@ -198,7 +191,7 @@ void WifiContext::TakeBackLeft(const NetworkChange& change)
         return;
     }
     if (wasShared) {
-        ReportShareClosed(Wifi::ShareClosed::LEFT_OPEN);
+        Wifi::ReportShareClosed(Wifi::ShareClosed::LEFT_OPEN);
     }
     Restore(change, "");
 }
@@ -217,7 +210,7 @@ void WifiContext::TakeBackAll()
     }
     for (const Profile& profile : profiles.value()) {
         if (IsOurs(profile) && manager.Delete(profile.path) && IsHotspotProfile(profile)) {
-            ReportShareClosed(Wifi::ShareClosed::LEFT_OPEN);
+            Wifi::ReportShareClosed(Wifi::ShareClosed::LEFT_OPEN);
         }
     }
 }

@@ -74,7 +74,4 @@ private:
 // The UUID of the profile by which the radio is a station; empty when there is none or the profile is ours.
 [[nodiscard]] Result<std::string> NetworkOf(const NetworkManager& manager, const WifiRadio& radio);
 
-// Writes the system event of a hotspot that this daemon closed; reason: of Wifi::ShareClosed.
-void ReportShareClosed(const std::string& reason);
-
 }  // namespace Vexo::Linux

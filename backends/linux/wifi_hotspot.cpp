@@ -8,6 +8,7 @@
 #include "platform/base/files.h"
 #include "platform/dfx/log.h"
 #include "platform/dfx/trace.h"
+#include "platform/wifi/share_closed.h"
 #include "platform/wifi/wifi_budgets.h"
 #include "platform/wifi/wifi_config.h"
 
@@ -345,7 +346,7 @@ bool LinuxWifiHotspot::CloseOwn(const char* reason)
     const Share closed = *share_;
     Forget();
     const bool isDone = context_->TakeBack(closed.change);
-    ReportShareClosed(reason);
+    Wifi::ReportShareClosed(reason);
     if (isDone) {
         context_->Restore(closed.change, closed.radio);
     }
