@@ -122,24 +122,9 @@ template <typename Value>
 void AccountOperations::AnswerOnceChanged(ChangeWaits& waits, Read<Value> read, pid_t owner, uint32_t revision,
                                           std::chrono::milliseconds limit, IDistNetHost::Answer<Value> answer)
 {
-    const auto self = shared_from_this();
-    const auto answerNow = [self, revision, read, owner, answer = std::move(answer)](bool mustAnswer) {
-        MutexLock lock(self->mutex_);
-        const Value now = ((*self).*read)(owner);
-        lock.Unlock();
-        if (!mustAnswer && now.revision == revision) {
-            return false;
-        }
-        answer(HOST_OK, now);
-        return true;
-    };
-    const auto block = [self, revision, read, owner](std::chrono::milliseconds left) {
-        const SteadyTime deadline = Clock::System().Now() + left;
-        const MutexLock lock(self->mutex_);
-        while (((*self).*read)(owner).revision == revision && self->changed_.WaitUntil(self->mutex_, deadline)) {
-        }
-    };
-    waits.Add({answerNow, block}, limit);
+    const auto readNow = [self = shared_from_this(), read, owner] { return ((*self).*read)(owner); };
+    waits.AddForRevision<Value>({&mutex_, &changed_, readNow}, revision, limit,
+                                [answer = std::move(answer)](const Value& now) { answer(HOST_OK, now); });
 }
 
 }  // namespace Vexo::Host

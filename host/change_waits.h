@@ -7,7 +7,9 @@
 #include <functional>
 #include <list>
 #include <memory>
+#include <utility>
 
+#include "platform/base/clock.h"
 #include "platform/base/mutex.h"
 #include "platform/base/nocopyable.h"
 #include "platform/tasks/timers.h"
@@ -30,6 +32,18 @@ public:
     // Answers the waiter at once if something has changed already, otherwise at the next change or at the limit.
     void Add(Waiter waiter, std::chrono::milliseconds limit) EXCLUDES(mutex_);
 
+    // A value with a revision, which another object guards. The object outlives every call of read.
+    template <typename Value>
+    struct Source {
+        Mutex* mutex;
+        CondVar* changed;             // notified with each change
+        std::function<Value()> read;  // called with the mutex held; keeps the object alive
+    };
+    // Answers with the value as soon as its revision differs from the given one, or at the limit.
+    template <typename Value>
+    void AddForRevision(Source<Value> source, uint32_t revision, std::chrono::milliseconds limit,
+                        std::function<void(const Value&)> answer);
+
 private:
     struct Entry {
         Waiter waiter;
@@ -49,5 +63,28 @@ private:
     std::list<std::shared_ptr<Entry>> entries_ GUARDED_BY(mutex_);
     bool isWatched_ GUARDED_BY(mutex_) = false;
 };
+
+template <typename Value>
+void ChangeWaits::AddForRevision(Source<Value> source, uint32_t revision, std::chrono::milliseconds limit,
+                                 std::function<void(const Value&)> answer)
+{
+    const auto answerNow = [source, revision, answer = std::move(answer)](bool mustAnswer) {
+        MutexLock lock(*source.mutex);
+        const Value now = source.read();
+        lock.Unlock();
+        if (!mustAnswer && now.revision == revision) {
+            return false;
+        }
+        answer(now);
+        return true;
+    };
+    const auto block = [source, revision](std::chrono::milliseconds left) {
+        const SteadyTime deadline = Clock::System().Now() + left;
+        const MutexLock lock(*source.mutex);
+        while (source.read().revision == revision && source.changed->WaitUntil(*source.mutex, deadline)) {
+        }
+    };
+    Add({answerNow, block}, limit);
+}
 
 }  // namespace Vexo::Host

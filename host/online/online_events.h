@@ -1,0 +1,17 @@
+// The system events about getting online (docs/errors.md). Any thread.
+#pragma once
+
+#include <string>
+
+#include "interfaces/online_answers.h"
+
+namespace Vexo::Host {
+
+enum class OnlineEnding : uint8_t { DOWN, LOST, CANCELLED };
+
+void WriteOnlineSuccess(const std::string& networkId);
+// networkId: empty for a failure of this device.
+void WriteOnlineFail(const std::string& networkId, OnlineStepKind step, OnlineFaultCode code);
+void WriteOnlineEnd(const std::string& networkId, OnlineEnding ending);
+
+}  // namespace Vexo::Host

@@ -1,0 +1,49 @@
+#include "host/online/undo.h"
+
+#include <variant>
+
+#include "host/online/online_faults.h"
+
+namespace Vexo::Host {
+
+std::optional<ReleaseAnswer> Release(const OnlineOptions& options, const DeviceInUse& device,
+                                     std::chrono::milliseconds limit, Cancellation* stop)
+{
+    const Result<PeerAnswer> answer =
+        options.peers->Ask(device.networkId, ReleaseRequest{device.macAddress}, options.timers->Now() + limit, stop);
+    const auto* released = answer ? std::get_if<ReleaseAnswer>(&answer.value()) : nullptr;
+    return released != nullptr ? std::optional(*released) : std::nullopt;
+}
+
+Undone Undo(const OnlineOptions& options, const DeviceInUse& device, Cancellation* stop)
+{
+    const auto isStopped = [stop] { return stop != nullptr && stop->IsCancelled(); };
+    Undone undone;
+    undone.takenBack.networkId = device.networkId;
+    undone.takenBack.deviceName = device.deviceName;
+    // The device is told first: the answer may travel over the network that this device leaves then.
+    std::optional<ReleaseAnswer> released;
+    if (!isStopped()) {
+        released = Release(options, device, RELEASE_LIMIT, stop);
+    }
+    if (device.wifiAttempt != 0 && !isStopped()) {
+        const Result<Wifi::LeftNetwork> left = options.station->Leave(device.wifiAttempt, LEAVE_LIMIT);
+        if (left) {
+            undone.takenBack.hasLeftWifi = left.value().hasLeft;
+            undone.takenBack.backOn = left.value().backOn;
+        } else {
+            undone.fault = MakeFault(OnlineFaultCode::FAILED, FaultDevice{device.networkId, device.deviceName});
+            undone.fault->message =
+                "this device has not left the network of " + device.deviceName + ": " + left.error().message;
+            undone.fault->advice = "It is left as soon as the radio answers; see: distnetctl doctor";
+        }
+    }
+    if (!released && !isStopped()) {
+        released = Release(options, device, SECOND_RELEASE_LIMIT, stop);
+    }
+    undone.takenBack.wasTold = released.has_value();
+    undone.takenBack.hasClosedHotspot = released && released->hasClosedHotspot;
+    return undone;
+}
+
+}  // namespace Vexo::Host
