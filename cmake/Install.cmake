@@ -46,7 +46,7 @@ foreach(header client/distnet_client.h interfaces/account_answers.h interfaces/h
     install(FILES ${header} DESTINATION ${distnet_include_dir}/${folder} COMPONENT development)
 endforeach()
 # The pages that they refer to, and those that these lead to.
-install(FILES docs/ipc.md docs/traces.md docs/files.md docs/errors.md docs/distnetctl.md docs/configuration.md docs/enrolment.md
+install(FILES docs/ipc.md docs/traces.md docs/files.md docs/errors.md docs/failures.md docs/distnetctl.md docs/configuration.md docs/enrolment.md
     DESTINATION share/doc/libdistnet-dev COMPONENT development)
 install(DIRECTORY docs/examples DESTINATION share/doc/libdistnet-dev COMPONENT development)
 

@@ -411,7 +411,7 @@ AttemptEnd Attempt::Run()
             return End();
         }
     }
-    if (task_.mode == OnlineMode::UP && !asked_.empty() && !IsCancelled()) {
+    if (task_.mode == OnlineMode::UP && !asked_.empty() && !IsCancelled() && !*env_.isAutomatic) {
         WaitForOwners(std::exchange(asked_, {}));
     }
     return End();

@@ -75,9 +75,13 @@ AutoMode::Decision AutoMode::Update(const Network::NetworkSituation& situation, 
     if (isBusy) {
         return {};
     }
+    if (isUpByAuto_) {  // until OnLost: the situation may lag behind
+        state_ = AutoState::ONLINE;
+        return WhileJoined(situation, now);
+    }
     if (situation.hasNetwork) {
         state_ = situation.isJoinedHere ? AutoState::ONLINE : AutoState::WATCHING;
-        return isUpByAuto_ ? WhileJoined(situation, now) : Decision{};
+        return {};
     }
     return WhileWithout(situation, hasCandidate, now);
 }

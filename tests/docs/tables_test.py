@@ -101,7 +101,7 @@ class Tables(unittest.TestCase):
         source = "".join((SOURCE / file).read_text() for file in
                          ("distributed/services/service/event_report.cpp", "backends/linux/wifi_context.cpp",
                           "platform/wifi/station.cpp", "platform/softbus/account/state_exchange.cpp",
-                          "host/sharing/share_events.cpp"))
+                          "host/sharing/share_events.cpp", "host/online/online_events.cpp"))
         keys = dict(re.findall(r'(KEY_\w+) = "(\w+)"', source))
         written = {name: [keys.get(key, key) for key in re.findall(r"\b(?:KEY_\w+|REASON)\b", rest)]
                    for name, rest in re.findall(r'"(NET_[A-Z_]+)"(.*?);', source, re.S)}
