@@ -31,6 +31,18 @@ LinkFacts FactsOf(const Trust::Identity& identity, sptr<SoftBus::SoftBusServer> 
 
 }  // namespace
 
+std::vector<KnownDevice> LinkFacts::Devices() const
+{
+    using namespace std::chrono;
+    std::vector<KnownDevice> devices;
+    for (const SoftBus::Node& node : softBus ? softBus->Nodes() : std::vector<SoftBus::Node>()) {
+        devices.push_back({node.deviceName, static_cast<DeviceType>(node.deviceTypeId), node.networkId, node.deviceId,
+                           node.online, sys_seconds(seconds(node.lastSeenMs / 1000)), node.transport, node.address,
+                           node.clockAhead.value_or(milliseconds(0))});
+    }
+    return devices;
+}
+
 std::string LinkFacts::OwnName() const
 {
     const Trust::Member* self = state ? state->State().FindMember(networkId) : nullptr;
@@ -256,6 +268,7 @@ Result<void> AccountLink::StartAbilities(const Trust::Identity& identity)
     }
     options_.abilities->AddSystemAbility(DISTRIBUTED_HARDWARE_DEVICEMANAGER_SA_ID, deviceManager);
     options_.abilities->AddSystemAbility(COLL_FWK_SA_ID, collaboration.value());
+    options_.linkStarted();
     strand_.Post([self = shared_from_this()] {
         self->RunOnStrand("using the account's state", [self] { self->ReportState(); });
     });
@@ -298,6 +311,7 @@ void AccountLink::StopAbilities(bool forGood)
     if (!softBus) {
         return;
     }
+    options_.linkStopping();
     collaboration->Stop();
     options_.abilities->RemoveSystemAbility(DISTRIBUTED_HARDWARE_DEVICEMANAGER_SA_ID);
     deviceManager->Shutdown();

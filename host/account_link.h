@@ -12,7 +12,9 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
+#include "interfaces/host_answers.h"
 #include "platform/ability/system_ability_manager.h"
 #include "platform/base/clock.h"
 #include "platform/base/folder_watcher.h"
@@ -40,6 +42,8 @@ struct LinkFacts {
 
     // The name that the account has for this device; empty when not known.
     std::string OwnName() const;
+    // The known devices of the account, those online first; none before enrolment.
+    std::vector<KnownDevice> Devices() const;
 };
 
 struct AccountLinkOptions {
@@ -49,6 +53,10 @@ struct AccountLinkOptions {
     sptr<SystemAbilityManager> abilities;
     // Receives one line for a person. Called on the thread that calls Start or Watch, and later on the strand.
     std::function<void(const std::string& line)> say;
+    // Called when the abilities have been registered, and before they stop. On the thread that calls Start or Stop, or
+    // on the strand.
+    std::function<void()> linkStarted;
+    std::function<void()> linkStopping;
     // Called when the device was enrolled while the daemon runs, after the abilities are registered; and when it has
     // left its account. On the strand.
     std::function<void()> enrolled;

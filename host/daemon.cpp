@@ -182,7 +182,18 @@ Result<void> Daemon::StartDevice(const PlatformChoice& choice, const Say& say)
     return {};
 }
 
-Result<void> Daemon::StartLink(const Say& say)
+void Daemon::StartNetworkUse()
+{
+    NetworkUseOptions options;
+    options.configuration = configuration_;
+    options.device = device_.get();
+    options.link = [this] { return link_->Facts(); };
+    options.members = [this] { return account_->Members(); };
+    options.askService = [this](const std::string& networkId) { return clients_->StartDistributedNetwork(networkId); };
+    network_ = NetworkUse::Start(std::move(options));
+}
+
+AccountLinkOptions Daemon::LinkOptions(const Say& say)
 {
     AccountLinkOptions options;
     options.identityFolder = configuration_.stateDir / IDENTITY_FOLDER;
@@ -196,19 +207,32 @@ Result<void> Daemon::StartLink(const Say& say)
     options.softBus.channels = device_->AnnouncementChannels();
     options.softBus.moreTransports = device_->Transports();
     options.softBus.onlineChanged = [memory = memory_] { memory->MarkActive(); };
+    options.softBus.policy = network_.get();
+    options.softBus.openSessions = {CollaborationFwk::COLLABORATION_SESSION, PEER_SESSION};
     options.abilities = abilities_;
     options.say = say;
+    options.linkStarted = [this] { network_->OnLinkStarted(); };
+    options.linkStopping = [this] { network_->OnLinkStopping(); };
     options.enrolled = [this, say] { SayEnrolled(say); };
     options.left = [this, say] {
+        network_->OnAccountLeft();
         const std::string addresses = Addresses();
         say("this device has left its account; " + addresses);
         NotifyServiceManager(ServiceState::RUNNING, configuration_.platform + " device, " + addresses);
     };
-    removals_ =
-        std::make_unique<RemovalEffects>(configuration_.stateDir, [this] { return device_->ChangeHotspotKey(); });
     options.stateUsed = [this](const Trust::AccountState& state, const std::string& networkId) {
         removals_->Apply(state, networkId);
+        network_->OnStateUsed(state);
     };
+    return options;
+}
+
+Result<void> Daemon::StartLink(const Say& say)
+{
+    StartNetworkUse();
+    removals_ =
+        std::make_unique<RemovalEffects>(configuration_.stateDir, [this] { return device_->ChangeHotspotKey(); });
+    AccountLinkOptions options = LinkOptions(say);
     const SoftBus::SoftBusOptions softBus = options.softBus;
     link_ = AccountLink::Make(std::move(options));
     account_ = AccountOperations::Make({configuration_.stateDir / IDENTITY_FOLDER, link_, softBus});
@@ -260,6 +284,8 @@ void Daemon::PublishHost()
     facts.identityFolder = configuration_.stateDir / IDENTITY_FOLDER;
     facts.account = account_;
     facts.accountRights = accountRights_;
+    facts.online = network_->GetOnline();
+    facts.sharing = network_->GetSharing();
     abilities_->AddSystemAbility(DISTNET_HOST_ABILITY_ID, MakeSptr<DistNetHost>(std::move(facts))->AsObject());
 }
 
@@ -294,6 +320,7 @@ void Daemon::OnProcessGone()
 {
     clients_->ReleaseForGoneProcess();
     account_->OnProcessGone(IPCSkeleton::GetCallingPid());
+    network_->OnProcessGone(IPCSkeleton::GetCallingPid());
 }
 
 int32_t Daemon::Run(const Ipc::IpcHeader& request, MessageParcel& data, MessageParcel& reply)
@@ -319,6 +346,9 @@ void Daemon::Drain()
     }
     if (abilities_) {
         abilities_->StopLoading();
+    }
+    if (network_) {
+        network_->Stop();
     }
     if (device_) {
         device_->Stop();

@@ -16,6 +16,7 @@
 #include "host/configuration.h"
 #include "host/device.h"
 #include "host/memory.h"
+#include "host/network_use.h"
 #include "host/removal_effects.h"
 #include "host/service_clients.h"
 #include "host/service_library.h"
@@ -57,7 +58,9 @@ private:
     void InstallAccess(const Say& say);
     void InstallAbilities();
     [[nodiscard]] Result<void> StartDevice(const PlatformChoice& choice, const Say& say);
+    void StartNetworkUse();
     [[nodiscard]] Result<void> StartLink(const Say& say);
+    AccountLinkOptions LinkOptions(const Say& say);
     void PublishHost();
     [[nodiscard]] Result<void> Listen();
     std::string Addresses() const;
@@ -76,6 +79,7 @@ private:
     std::unique_ptr<ServiceClients> clients_;
     std::unique_ptr<Device> device_;
     std::unique_ptr<RemovalEffects> removals_;
+    std::unique_ptr<NetworkUse> network_;
     std::shared_ptr<AccountLink> link_;
     std::shared_ptr<AccountOperations> account_;
     std::shared_ptr<AccountRights> accountRights_;

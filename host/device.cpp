@@ -73,6 +73,10 @@ public:
     }
 
     Result<std::string> ChangeHotspotKey() override { return device_->ChangeHotspotKey(); }
+    Wifi::ShareControl& Share() override { return device_->Share(); }
+    Wifi::StationControl& Station() override { return device_->Station(); }
+    Network::NetworkMonitor& Network() override { return device_->Network(); }
+    void SignalShareRequest(const std::string& /*networkId*/, const std::string& /*deviceName*/) override {}
     std::vector<SoftBus::AnnouncementChannelFactory> AnnouncementChannels() const override { return {}; }
     std::vector<SoftBus::TransportFactory> Transports() const override { return {}; }
 
@@ -114,6 +118,13 @@ public:
         return checks;
     }
     Result<std::string> ChangeHotspotKey() override { return device_->ChangeHotspotKey(); }
+    Wifi::ShareControl& Share() override { return device_->Share(); }
+    Wifi::StationControl& Station() override { return device_->Station(); }
+    Network::NetworkMonitor& Network() override { return device_->Network(); }
+    void SignalShareRequest(const std::string& networkId, const std::string& deviceName) override
+    {
+        device_->SignalShareRequest(networkId, deviceName);
+    }
     std::vector<SoftBus::AnnouncementChannelFactory> AnnouncementChannels() const override
     {
         std::vector<SoftBus::AnnouncementChannelFactory> channels;

@@ -13,8 +13,11 @@
 #include "platform/base/nocopyable.h"
 #include "platform/base/result.h"
 #include "platform/dfx/health_check.h"
+#include "platform/network/network_monitor.h"
 #include "platform/softbus/discovery/announcement_channel.h"
 #include "platform/softbus/transport/transport.h"
+#include "platform/wifi/share_control.h"
+#include "platform/wifi/station_control.h"
 
 namespace Vexo::Host {
 
@@ -52,6 +55,12 @@ public:
     // from the account. Returns the SSID of a hotspot of the user's own, whose key stays, or an empty text. Blocks for
     // the radio's daemon. Any thread.
     [[nodiscard]] virtual Result<std::string> ChangeHotspotKey() = 0;
+    // The hotspot as others use it, the station, and the networks of this device. Valid for the life of this object.
+    virtual Wifi::ShareControl& Share() = 0;
+    virtual Wifi::StationControl& Station() = 0;
+    virtual Network::NetworkMonitor& Network() = 0;
+    // Tells desktop programs that the owner is asked whether that device may use this one's network. Any thread.
+    virtual void SignalShareRequest(const std::string& networkId, const std::string& deviceName) = 0;
     // On what this device can announce itself and hear of others, as the configuration allows.
     virtual std::vector<SoftBus::AnnouncementChannelFactory> AnnouncementChannels() const = 0;
     // By what this device can be reached beside TCP, as the configuration allows.

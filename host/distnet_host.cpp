@@ -7,6 +7,7 @@
 
 #include "host/health_checks.h"
 #include "host/service_library.h"
+#include "host/wifi_status.h"
 #include "platform/ability/system_ability.h"
 #include "platform/base/utf8.h"
 #include "platform/base/version.h"
@@ -17,6 +18,8 @@
 namespace Vexo::Host {
 namespace {
 
+// How long a scan waits for what the reachable devices say of themselves.
+constexpr std::chrono::milliseconds FACTS_LIMIT{1500};
 // A certificate that ends within this time is reported.
 constexpr std::chrono::hours ENDS_SOON{24 * 365};
 
@@ -29,14 +32,6 @@ size_t EntriesOf(const char* folder)
         ++count;
     }
     return count;
-}
-
-static_assert(static_cast<int32_t>(WifiState::DISCONNECTED) == static_cast<int32_t>(Wifi::WifiLinkState::DISCONNECTED));
-
-WifiStatus StatusOf(const Wifi::WifiLinkInfo& info, RadioState radio)
-{
-    return {true,         radio,      static_cast<WifiState>(info.state), info.attempt, EscapeBytes(info.ssid),
-            info.address, info.reason};
 }
 
 std::vector<AbilityStatus> AbilitiesOf(const SystemAbilityManager& manager, const std::string& platform)
@@ -76,7 +71,8 @@ std::string BackendOf(int32_t systemAbilityId, const std::string& platform)
 }
 
 DistNetHost::DistNetHost(HostFacts facts)
-    : DistNetHostStub(facts.account ? std::make_unique<AccountRequests>(facts.account, facts.accountRights) : nullptr),
+    : DistNetHostStub(facts.account ? std::make_unique<AccountRequests>(facts.account, facts.accountRights) : nullptr,
+                      facts.online ? std::make_unique<NetworkRequests>(facts.online, facts.sharing) : nullptr),
       facts_(std::move(facts))
 {
 }
@@ -127,9 +123,7 @@ int32_t DistNetHost::GetStatus(HostStatus& status)
     if (link.softBus) {
         status.link.listen = link.softBus->ListenAddress();
     }
-    if (const auto wifi = Wifi::WifiDevice::GetInstance(WIFI_DEVICE_SYS_ABILITY_ID)) {
-        status.wifi = StatusOf(wifi->GetLinkInfo(), facts_.radio());
-    }
+    status.wifi = CurrentWifiStatus(facts_.radio);
     status.hotspot = hotspot_.Ask();
     status.uptime = duration_cast<milliseconds>(Clock::System().Now() - started_);
     return HOST_OK;
@@ -151,7 +145,7 @@ void DistNetHost::WaitForWifi(uint32_t attempt, WifiState state, std::chrono::mi
         if (!mustAnswer && info.attempt == known.attempt && info.state == known.state) {
             return false;
         }
-        answer(HOST_OK, StatusOf(info, radio()));
+        answer(HOST_OK, WifiStatusOf(info, radio()));
         return true;
     };
     WaitsFor(wifi)->Add(
@@ -192,13 +186,7 @@ int32_t DistNetHost::GetCounts(HostCounts& counts)
 
 int32_t DistNetHost::GetDevices(DeviceList& devices)
 {
-    using namespace std::chrono;
-    const sptr<SoftBus::SoftBusServer> softBus = facts_.link().softBus;
-    for (const SoftBus::Node& node : softBus ? softBus->Nodes() : std::vector<SoftBus::Node>{}) {
-        devices.devices.push_back({node.deviceName, static_cast<DeviceType>(node.deviceTypeId), node.networkId,
-                                   node.deviceId, node.online, sys_seconds(seconds(node.lastSeenMs / 1000)),
-                                   node.transport, node.address, node.clockAhead.value_or(milliseconds(0))});
-    }
+    devices.devices = facts_.link().Devices();
     return HOST_OK;
 }
 
@@ -206,6 +194,9 @@ void DistNetHost::ScanDevices(Answer<DeviceList> answer)
 {
     const sptr<SoftBus::SoftBusServer> softBus = facts_.link().softBus;
     const auto answerNow = [self = sptr<DistNetHost>(this), answer = std::move(answer)] {
+        if (self->facts_.online) {
+            self->facts_.online->RefreshFacts(FACTS_LIMIT);
+        }
         DeviceList devices;
         const int32_t result = self->GetDevices(devices);
         answer(result, devices);

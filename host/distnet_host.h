@@ -16,6 +16,8 @@
 #include "host/configuration.h"
 #include "host/distnet_host_stub.h"
 #include "host/hotspot_state.h"
+#include "host/online/online.h"
+#include "host/sharing/sharing.h"
 #include "interfaces/host_answers.h"
 #include "platform/ability/system_ability_manager.h"
 #include "platform/base/clock.h"
@@ -44,6 +46,9 @@ struct HostFacts {
     // Both null: requests about the account are unknown ones.
     std::shared_ptr<AccountOperations> account;
     std::shared_ptr<AccountRights> accountRights;
+    // Both null: requests about getting online and sharing are unknown ones.
+    std::shared_ptr<Online> online;
+    std::shared_ptr<Sharing> sharing;
 };
 
 class DistNetHost : public DistNetHostStub {

@@ -38,14 +38,16 @@ int DistNetHostStub::OnRemoteRequest(uint32_t code, MessageParcel& data, Message
     if (AccountRequests::Handles(code) && account_ != nullptr) {
         return account_->Run(static_cast<HostInterfaceCode>(code), data, reply);
     }
-    if (!IsKnown(code)) {
+    const bool isNetwork = NetworkRequests::Handles(code) && network_ != nullptr;
+    if (!IsKnown(code) && !isNetwork) {
         return IPCObjectStub::OnRemoteRequest(code, data, reply, option);
     }
     if (!CallerHasRights()) {
         LogRefusal("not permitted");
         return Refuse(reply, HOST_NOT_PERMITTED);
     }
-    return Run(static_cast<HostInterfaceCode>(code), data, reply);
+    return isNetwork ? network_->Run(static_cast<HostInterfaceCode>(code), data, reply)
+                     : Run(static_cast<HostInterfaceCode>(code), data, reply);
 }
 
 void DistNetHostStub::LogRefusal(const char* why)
@@ -80,7 +82,7 @@ int32_t DistNetHostStub::Run(HostInterfaceCode code, MessageParcel& data, Messag
             return AnsweredLater<DeviceList>(reply,
                                              [this](Answer<DeviceList> answer) { ScanDevices(std::move(answer)); });
         default:
-            break;  // a request of the account, which Run does not get
+            break;  // a request of the account or of the network, which Run does not get
     }
     return WriteFailure(reply, HOST_BAD_REQUEST);
 }

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "host/account_requests.h"
+#include "host/network_requests.h"
 #include "interfaces/i_distnet_host.h"
 #include "platform/dfx/log_limit.h"
 #include "platform/ipc/iremote_object.h"
@@ -14,8 +15,12 @@ namespace Vexo::Host {
 
 class DistNetHostStub : public IRemoteStub<IDistNetHost> {
 public:
-    // account: runs the requests about the account; null: they are unknown requests.
-    explicit DistNetHostStub(std::unique_ptr<AccountRequests> account) : account_(std::move(account)) {}
+    // account and network: run the requests about the account, and about getting online and sharing. Null: those are
+    // unknown requests.
+    DistNetHostStub(std::unique_ptr<AccountRequests> account, std::unique_ptr<NetworkRequests> network)
+        : account_(std::move(account)), network_(std::move(network))
+    {
+    }
 
     // Returns IPC_OK when the reply holds the operation's result, IPC_UNKNOWN_REQUEST for a refusal (the reply holds
     // its code) and for an unknown request code (the reply is empty).
@@ -32,6 +37,7 @@ private:
     int32_t RunGetEvents(MessageParcel& data, MessageParcel& reply);
 
     const std::unique_ptr<AccountRequests> account_;
+    const std::unique_ptr<NetworkRequests> network_;
     QuviewDFX::LogLimit<uid_t> refusalLines_;
 };
 

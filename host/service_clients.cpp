@@ -142,6 +142,23 @@ void ServiceClients::End(uint32_t code, bool wasCounted, bool wasLoaded)
     released_.NotifyAll();
 }
 
+ServiceAnswer ServiceClients::StartDistributedNetwork(const std::string& networkId)
+{
+    MessageParcel data;
+    MessageParcel reply;
+    data.WriteInterfaceToken(IDistNetService::GetDescriptor());
+    data.WriteInt32(0);
+    data.WriteInt32(0);
+    data.WriteString(networkId);
+    constexpr auto START = static_cast<uint32_t>(DistNetInterfaceCode::START_DISTRIBUTED_NETWORK);
+    const int32_t status = Run(Ipc::IpcHeader{0, COMM_DISTRIBUTED_NET_ABILITY_ID, START}, data, reply);
+    ServiceAnswer answer;
+    answer.wasAsked =
+        status != IPC_UNKNOWN_ABILITY && status != IPC_ABILITY_UNAVAILABLE && reply.ReadInt32(answer.code);
+    ReleaseForGoneProcess();
+    return answer;
+}
+
 void ServiceClients::ReleaseForGoneProcess()
 {
     {

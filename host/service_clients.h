@@ -10,8 +10,10 @@
 #include <cstdint>
 #include <optional>
 #include <set>
+#include <string>
 #include <vector>
 
+#include "host/online/online.h"
 #include "platform/ability/system_ability_manager.h"
 #include "platform/base/clock.h"
 #include "platform/base/mutex.h"
@@ -31,6 +33,10 @@ public:
     // SystemAbilityManager::Dispatch. Of the requests of one user that the service would refuse, one per minute reaches
     // the service; the others get a copy of its answer.
     int32_t Dispatch(const Ipc::IpcHeader& request, MessageParcel& data, MessageParcel& reply);
+
+    // Asks the service for the network of that device, on behalf of the daemon itself, and releases the service again.
+    // Blocks for as long as the request. Not called on IPC workers.
+    ServiceAnswer StartDistributedNetwork(const std::string& networkId);
 
     // Call when the calling process is gone and its requests have ended. Releases the service if the service still
     // counts the process. Blocks for as long as a request; never loads the service.
