@@ -11,16 +11,16 @@
 
 namespace Vexo::Ctl {
 
-namespace {
-
-constexpr size_t MAX_NAME_WIDTH = 20;
-
 std::string UpperCase(std::string text)
 {
     std::transform(text.begin(), text.end(), text.begin(),
                    [](unsigned char letter) { return static_cast<char>(std::toupper(letter)); });
     return text;
 }
+
+namespace {
+
+constexpr size_t MAX_NAME_WIDTH = 20;
 
 std::string ReachedText(const Host::AccountMember& member)
 {

@@ -18,6 +18,8 @@ Outcome FromAccountCall(const Client::CallResult& call);
 // The outcome for a device that its account has removed; nothing for any other, or when the daemon does not say.
 std::optional<Outcome> WhyRemoved(Client::DistNetClient& client);
 
+// For the names of faults in JSON: "NAME_TAKEN". ASCII only.
+std::string UpperCase(std::string text);
 // "482 915"
 std::string NumberText(const std::string& number);
 // "2026-11-21", in local time.

@@ -2,7 +2,6 @@
 
 #include <unistd.h>
 
-#include <CLI/CLI.hpp>
 #include <algorithm>
 #include <array>
 #include <string_view>
@@ -10,40 +9,32 @@
 #include "platform/base/number.h"
 #include "platform/base/text.h"
 #include "platform/base/version.h"
-#include "tools/distnetctl/commands.h"
+#include "tools/distnetctl/app_commands.h"
 
 namespace Vexo::Ctl {
+
+CLI::App* AddCommand(CLI::App& parent, Request& request, const std::string& name, const std::string& description,
+                     const std::string& examples, std::function<int(Output&)> run)
+{
+    CLI::App* command = parent.add_subcommand(name, description);
+    command->footer("Examples:\n" + examples +
+                    "\n\nWith every command: --json, --socket and --timeout, see `distnetctl --help`.");
+    command->callback([&request, run = std::move(run)] { request.run = run; });
+    return command;
+}
+
+CLI::App* AddGroup(CLI::App& parent, const std::string& name, const std::string& description)
+{
+    CLI::App* group = parent.add_subcommand(name, description);
+    group->require_subcommand(1);
+    return group;
+}
 
 namespace {
 
 constexpr size_t HELP_COLUMN = 18;  // where descriptions begin, so that help fits 80 columns
 constexpr double MIN_SECONDS = 0.1;
 constexpr double MAX_SECONDS = 3600;
-
-// The parsed command line: CLI11 sets the arguments and run, the command to execute.
-struct Request {
-    GlobalOptions options;
-    std::function<int(Output&)> run;
-    std::string peer;
-    std::string name;
-    std::string deviceName;
-    std::string file;
-    std::string answerFile;
-    std::vector<std::string> items;
-    std::vector<std::string> assignments;
-    std::string joinName;
-    int passphraseDescriptor = -1;
-    bool yes = false;
-    bool now = false;
-    bool alone = false;
-    bool scan = false;
-    bool noWait = false;
-    bool timing = false;
-    bool follow = false;
-    std::string since;
-    uint32_t recording = 0;
-    double intervalSeconds = 1;
-};
 
 std::string HostName()
 {
@@ -65,23 +56,6 @@ std::string CheckSeconds(const std::string& text)
 std::string CheckGiven(const std::string& text)
 {
     return text.empty() ? "must not be empty" : "";
-}
-
-CLI::App* AddCommand(CLI::App& parent, Request& request, const std::string& name, const std::string& description,
-                     const std::string& examples, std::function<int(Output&)> run)
-{
-    CLI::App* command = parent.add_subcommand(name, description);
-    command->footer("Examples:\n" + examples +
-                    "\n\nWith every command: --json, --socket and --timeout, see `distnetctl --help`.");
-    command->callback([&request, run = std::move(run)] { request.run = run; });
-    return command;
-}
-
-CLI::App* AddGroup(CLI::App& parent, const std::string& name, const std::string& description)
-{
-    CLI::App* group = parent.add_subcommand(name, description);
-    group->require_subcommand(1);
-    return group;
 }
 
 void AddState(CLI::App* command, Request& request)
@@ -367,13 +341,15 @@ int RunApp(int argc, const char* const* argv)
         ->check(CheckGiven)
         ->take_last()
         ->capture_default_str();
-    app.add_option("--timeout", request.options.timeoutSeconds, "Longest wait for an answer, in seconds")
+    app.add_option("--timeout", request.options.timeoutSeconds, "Longest wait in seconds; `up` has none unless given")
         ->check(CheckSeconds)
+        ->each([&request](const std::string&) { request.options.hasTimeout = true; })
         ->take_last()
         ->capture_default_str();
     app.footer(
         "Exit codes: 0 done, 1 failed, 2 usage, 3 daemon not reachable, 4 not permitted,\n"
-        "5 timed out, 130 interrupted.\n\nExamples:\n  distnetctl devices\n  distnetctl start phone");
+        "5 timed out, 130 interrupted.\n\nExamples:\n  distnetctl up\n  distnetctl down\n  distnetctl devices");
+    AddOnlineCommands(app, request);
     AddNetworkCommands(app, request);
     AddDaemonCommands(app, request);
     AddRecordCommands(app, request);

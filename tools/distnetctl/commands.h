@@ -18,6 +18,7 @@ struct GlobalOptions {
     bool json = false;
     std::string socket = Client::DEFAULT_SOCKET;
     double timeoutSeconds = 30;
+    bool hasTimeout = false;  // --timeout was given; attempts to get online have no limit otherwise
     std::filesystem::path stateDir = "/var/lib/distnet";
 
     std::chrono::milliseconds Timeout() const
@@ -34,9 +35,24 @@ std::unique_ptr<Client::DistNetClient> ConnectClient(const GlobalOptions& option
 int WithClient(const GlobalOptions& options, Output& output,
                const std::function<Outcome(Client::DistNetClient& client)>& work);
 
-// ---- Network (network_commands.cpp, start_command.cpp) ----------------------------------------------------------
-int RunDevices(const GlobalOptions& options, Output& output, bool scans);
+// ---- Online and off again (online_commands.cpp, start_command.cpp) ------------------------------------------------
+int RunUp(const GlobalOptions& options, Output& output, const std::vector<std::string>& words);
 int RunStart(const GlobalOptions& options, Output& output, const std::string& peer, bool wait, bool timing);
+// For FindPeer: makes the daemon look nearby for the device that word names. options and output must outlive it.
+std::function<void()> ScanFor(const GlobalOptions& options, Output& output, const std::string& word);
+int RunDown(const GlobalOptions& options, Output& output);
+// mode: "on", "off", or empty: shows it.
+int RunAuto(const GlobalOptions& options, Output& output, const std::string& mode);
+// Without words and isNone: shows them.
+int RunPrefer(const GlobalOptions& options, Output& output, const std::vector<std::string>& words, bool isNone);
+
+// ---- Sharing this device's network (share_commands.cpp) ---------------------------------------------------------
+int RunShareStatus(const GlobalOptions& options, Output& output);
+int RunShareRequests(const GlobalOptions& options, Output& output);
+int RunShareDecide(const GlobalOptions& options, Output& output, const std::string& word, Host::ShareDecision decision);
+
+// ---- Network (network_commands.cpp) -----------------------------------------------------------------------------
+int RunDevices(const GlobalOptions& options, Output& output, bool scans);
 int RunStop(const GlobalOptions& options, Output& output, const std::string& peer);
 int RunInfo(const GlobalOptions& options, Output& output, const std::vector<std::string>& items);
 

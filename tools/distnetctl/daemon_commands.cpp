@@ -3,10 +3,13 @@
 #include <cerrno>
 #include <utility>
 
+#include "interfaces/online_answers_json.h"
+#include "interfaces/sharing_answers_json.h"
 #include "tools/distnetctl/commands.h"
 #include "tools/distnetctl/interrupt.h"
 #include "tools/distnetctl/peers.h"
 #include "tools/distnetctl/printable.h"
+#include "tools/distnetctl/share_view.h"
 #include "tools/distnetctl/status_view.h"
 
 namespace Vexo::Ctl {
@@ -36,6 +39,42 @@ int WithClient(const GlobalOptions& options, Output& output,
     return output.Finish(client ? work(*client) : std::move(failure));
 }
 
+namespace {
+
+// Which device uses which network. No value: an older daemon, which does not know it.
+struct UseStatus {
+    std::optional<Host::OnlineStatus> online;
+    std::optional<Host::ShareStatus> sharing;
+};
+
+UseStatus GetUse(Client::DistNetClient& client)
+{
+    UseStatus use;
+    if (Host::OnlineStatus online; client.GetOnline(online).Succeeded()) {
+        use.online = std::move(online);
+    }
+    if (Host::ShareStatus sharing; client.GetSharing(sharing).Succeeded()) {
+        use.sharing = std::move(sharing);
+    }
+    return use;
+}
+
+std::vector<StatusLine> UseLines(const UseStatus& use)
+{
+    const WallTime now = Clock::System().WallNow();
+    std::vector<StatusLine> lines;
+    if (use.online) {
+        lines = OnlineLines(Printable(*use.online), now);
+    }
+    if (use.sharing) {
+        const std::vector<StatusLine> share = ShareLines(Printable(*use.sharing), now);
+        lines.insert(lines.end(), share.begin(), share.end());
+    }
+    return lines;
+}
+
+}  // namespace
+
 int RunStatus(const GlobalOptions& options, Output& output)
 {
     return WithClient(options, output, [&](Client::DistNetClient& client) {
@@ -58,10 +97,16 @@ int RunStatus(const GlobalOptions& options, Output& output)
         for (const StatusLine& line : WrappedLines("reachable", ReachableText(Printable(known.devices)))) {
             output.Line(Labelled(line));
         }
+        const UseStatus use = GetUse(client);
+        for (const StatusLine& line : UseLines(use)) {
+            output.Line(Labelled(line));
+        }
         Json details = NewObject();
         AddMember(details.get(), "status", Host::ToJson(status));
         AddMember(details.get(), "counts", Host::ToJson(counts));
         AddMember(details.get(), "devices", Host::ToJson(known.devices));
+        AddMember(details.get(), "online", Host::ToJson(use.online));
+        AddMember(details.get(), "sharing", Host::ToJson(use.sharing));
         return Done(output.IsJson() ? "the daemon answers" : "", std::move(details));
     });
 }

@@ -1,6 +1,7 @@
 #include <algorithm>
 #include <array>
 
+#include "interfaces/online_answers_json.h"
 #include "platform/base/text.h"
 #include "platform/base/utf8.h"
 #include "tools/distnetctl/account_view.h"
@@ -66,6 +67,23 @@ std::string InfoLine(const cJSON* item)
 
 }  // namespace
 
+namespace {
+
+// The list, each device with what it has said of itself.
+Json DevicesWithFacts(const Host::DeviceList& list, const std::vector<Host::DeviceFacts>& facts)
+{
+    Json details = Host::ToJson(list);
+    cJSON* device = cJSON_GetObjectItemCaseSensitive(details.get(), "devices")->child;
+    for (const Peer& peer : list.devices) {
+        const Host::DeviceFacts* said = FactsOf(peer.networkId, facts);
+        AddMember(device, "facts", said != nullptr ? Host::ToJson(*said) : Json(cJSON_CreateNull()));
+        device = device->next;
+    }
+    return details;
+}
+
+}  // namespace
+
 int RunDevices(const GlobalOptions& options, Output& output, bool scans)
 {
     return WithClient(options, output, [&](Client::DistNetClient& client) {
@@ -81,16 +99,19 @@ int RunDevices(const GlobalOptions& options, Output& output, bool scans)
             return FromCall(call);
         }
         const std::vector<Peer> peers = Printable(list.devices);
+        Host::OnlineStatus online;  // an older daemon does not know it
+        (void)client.GetOnline(online);
+        Json details = DevicesWithFacts(list, online.facts);
         if (peers.empty()) {
             return Done(output.IsJson() ? "no other device of this account has been met"
                                         : "No other device of this account has been met yet.\n"
                                           "`distnetctl account invite` lets one join.",
-                        Host::ToJson(list));
+                        std::move(details));
         }
-        for (const std::string& line : PeerTable(peers)) {
+        for (const std::string& line : PeerTable(peers, Printable(online.facts))) {
             output.Line(line);
         }
-        return Done(output.IsJson() ? std::to_string(peers.size()) + " devices" : "", Host::ToJson(list));
+        return Done(output.IsJson() ? std::to_string(peers.size()) + " devices" : "", std::move(details));
     });
 }
 
@@ -106,9 +127,9 @@ int RunStop(const GlobalOptions& options, Output& output, const std::string& wor
         if (!call.Succeeded()) {
             return FromCall(call);
         }
-        return Done("The service has noted that " + peer->name +
-                        " is no longer needed.\nIt closes nothing: this device stays on the Wi-Fi, and " + peer->name +
-                        "'s\nhotspot stays on until it is switched off there.",
+        return Done(Wrapped("The service has noted that " + peer->name +
+                            " is no longer needed. That closes nothing: `distnetctl down` leaves " + peer->name +
+                            "'s Wi-Fi and tells " + peer->name + " to close its hotspot."),
                     PeerDetails(*peer));
     });
 }

@@ -7,6 +7,7 @@
 #include "platform/base/clock.h"
 #include "platform/base/hex.h"
 #include "platform/base/text.h"
+#include "tools/distnetctl/facts_view.h"
 #include "tools/distnetctl/printable.h"
 
 namespace Vexo::Ctl {
@@ -139,6 +140,8 @@ std::string LastSeenText(const Peer& peer)
 
 namespace {
 
+constexpr size_t FACTS_INDENT = 2;
+
 std::string PeerColumns(size_t nameWidth, const std::array<std::string, 5>& texts)
 {
     return Column(texts[0], nameWidth) + "  " + Column(texts[1], 7) + " " + Column(texts[2], 11) + " " +
@@ -158,7 +161,15 @@ std::string PeerLine(const Peer& peer, size_t nameWidth)
                                    peer.online ? "reachable" : "away"});
 }
 
-std::vector<std::string> PeerTable(const std::vector<Peer>& peers)
+const Host::DeviceFacts* FactsOf(const std::string& networkId, const std::vector<Host::DeviceFacts>& facts)
+{
+    const auto found = std::find_if(facts.begin(), facts.end(), [&](const Host::DeviceFacts& candidate) {
+        return candidate.networkId == networkId;
+    });
+    return found == facts.end() ? nullptr : &*found;
+}
+
+std::vector<std::string> PeerTable(const std::vector<Peer>& peers, const std::vector<Host::DeviceFacts>& facts)
 {
     size_t longestName = std::string_view("NAME").size();
     size_t longestWay = std::string_view("OVER").size();
@@ -172,6 +183,11 @@ std::vector<std::string> PeerTable(const std::vector<Peer>& peers)
     std::vector<std::string> lines{PeerHeading(nameWidth) + " OVER"};
     for (const Peer& peer : peers) {
         lines.push_back(PeerLine(peer, nameWidth) + " " + WayText(peer));
+        const Host::DeviceFacts* said = FactsOf(peer.networkId, facts);
+        const std::string text = said != nullptr ? FactsText(*said, Clock::System().WallNow()) : "";
+        for (const std::string& line : Wrap(text, COLUMNS - FACTS_INDENT)) {
+            lines.push_back(std::string(FACTS_INDENT, ' ') + line);
+        }
     }
     return lines;
 }

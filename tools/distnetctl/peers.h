@@ -10,6 +10,7 @@
 
 #include "client/distnet_client.h"
 #include "interfaces/host_answers.h"
+#include "interfaces/online_answers.h"
 #include "platform/base/result.h"
 #include "tools/distnetctl/output.h"
 
@@ -44,9 +45,11 @@ std::string LastSeenText(const Peer& peer);
 std::string PeerHeading(size_t nameWidth);
 std::string PeerLine(const Peer& peer, size_t nameWidth);
 inline constexpr size_t PEER_COLUMNS_WIDTH = 42;
-// The lines of the list of devices, with WayText as the last column. Names are cut to MIN_NAME_WIDTH if the lines would
-// be wider than 80 columns.
-std::vector<std::string> PeerTable(const std::vector<Peer>& peers);
+// The lines of the list of devices, with WayText as the last column; below a device, what it has said of itself
+// (facts). Names are cut to MIN_NAME_WIDTH if the lines would be wider than 80 columns.
+std::vector<std::string> PeerTable(const std::vector<Peer>& peers, const std::vector<Host::DeviceFacts>& facts = {});
+// The facts of that device; null if there are none.
+const Host::DeviceFacts* FactsOf(const std::string& networkId, const std::vector<Host::DeviceFacts>& facts);
 inline constexpr size_t MIN_NAME_WIDTH = 12;
 // How the device would be tried first: "LAN 192.0.2.7:11630", "Bluetooth". For a device that is away this is where it
 // was reached before. Empty for an unknown device.

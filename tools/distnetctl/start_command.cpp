@@ -314,6 +314,14 @@ void ScanNearby(const GlobalOptions& options)
 
 }  // namespace
 
+std::function<void()> ScanFor(const GlobalOptions& options, Output& output, const std::string& word)
+{
+    return [&options, &output, word] {
+        output.Status("looking for " + (IsNetworkId(word) ? ShortId(word) : EscapeHidden(word)) + " nearby");
+        ScanNearby(options);
+    };
+}
+
 int RunStart(const GlobalOptions& options, Output& output, const std::string& word, bool wait, bool timing)
 {
     return WithClient(options, output, [&](Client::DistNetClient& client) {
@@ -321,10 +329,7 @@ int RunStart(const GlobalOptions& options, Output& output, const std::string& wo
             return *std::move(removed);
         }
         Outcome failure;
-        std::optional<Peer> peer = FindPeer(client, word, failure, [&] {
-            output.Status("looking for " + (IsNetworkId(word) ? ShortId(word) : EscapeHidden(word)) + " nearby");
-            ScanNearby(options);
-        });
+        std::optional<Peer> peer = FindPeer(client, word, failure, ScanFor(options, output, word));
         if (!peer) {
             return failure;
         }

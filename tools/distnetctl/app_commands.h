@@ -1,0 +1,55 @@
+// How the commands of distnetctl are declared to the parser: the parsed command line, and what each declaration needs.
+// Shared by app.cpp and app_online.cpp. Main thread only.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "tools/distnetctl/commands.h"
+
+namespace Vexo::Ctl {
+
+// The parsed command line: CLI11 sets the arguments and run, the command to execute.
+struct Request {
+    GlobalOptions options;
+    std::function<int(Output&)> run;
+    std::string peer;
+    std::vector<std::string> peers;
+    std::string name;
+    std::string deviceName;
+    std::string file;
+    std::string answerFile;
+    std::vector<std::string> items;
+    std::vector<std::string> assignments;
+    std::string joinName;
+    std::string autoMode;  // "on", "off"; empty: shows it
+    int passphraseDescriptor = -1;
+    bool yes = false;
+    bool now = false;
+    bool alone = false;
+    bool scan = false;
+    bool noWait = false;
+    bool timing = false;
+    bool follow = false;
+    bool none = false;
+    bool once = false;
+    bool today = false;
+    bool always = false;
+    bool never = false;
+    std::string since;
+    uint32_t recording = 0;
+    double intervalSeconds = 1;
+};
+
+// A command that sets request.run to run. examples: lines of its help.
+CLI::App* AddCommand(CLI::App& parent, Request& request, const std::string& name, const std::string& description,
+                     const std::string& examples, std::function<int(Output&)> run);
+// A word that is followed by one of several commands.
+CLI::App* AddGroup(CLI::App& parent, const std::string& name, const std::string& description);
+
+// up, down, auto, prefer and share (app_online.cpp).
+void AddOnlineCommands(CLI::App& app, Request& request);
+
+}  // namespace Vexo::Ctl

@@ -1,0 +1,182 @@
+#include "tools/distnetctl/online_attempt.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "tools/distnetctl/interrupt.h"
+#include "tools/distnetctl/printable.h"
+
+namespace Vexo::Ctl {
+
+namespace {
+
+using Host::OnlinePhase;
+using Host::OnlineStepState;
+
+constexpr const char* TAKING_BACK = "taking back what was begun";
+constexpr const char* OWNER = "waiting for the owner's answer";
+
+bool HasEnded(OnlinePhase phase)
+{
+    return phase != OnlinePhase::RUNNING && phase != OnlinePhase::CANCELLING;
+}
+
+}  // namespace
+
+StepLog::StepLog(StepStyle style) : style_(std::move(style)) {}
+
+std::vector<std::string> StepLog::Take(const Host::OnlineAnswer& attempt)
+{
+    std::vector<std::string> lines;
+    while (shown_ < attempt.steps.size() && attempt.steps[shown_].state != OnlineStepState::RUNNING) {
+        const bool isFirst = shown_ == 0 || attempt.steps[shown_].networkId != device_;
+        const Host::OnlineStep& step = attempt.steps[shown_++];
+        if (WasSaid(step)) {
+            continue;
+        }
+        for (std::string& line : StepLines(step, isFirst, style_)) {
+            lines.push_back(std::move(line));
+        }
+        device_ = step.networkId;
+        waitedFor_.clear();
+    }
+    return lines;
+}
+
+// Whether the step repeats what was said when the owner of its device was asked first.
+bool StepLog::WasSaid(const Host::OnlineStep& step)
+{
+    const bool asks = step.fault && step.fault->code == Host::OnlineFaultCode::OWNER_ASKED;
+    const bool isAgain = asked_.count(step.networkId) != 0;
+    if (asks) {
+        asked_.insert(step.networkId);
+    }
+    return isAgain && (asks || (step.kind == Host::OnlineStepKind::FIND && !step.fault));
+}
+
+std::string StepLog::TakeWait(const Host::OnlineAnswer& attempt, bool isEager)
+{
+    std::string wait = WaitOf(attempt, isEager);
+    if (wait.empty() || wait == waitedFor_) {
+        return "";
+    }
+    waitedFor_ = wait;
+    return wait;
+}
+
+std::string StepLog::WaitOf(const Host::OnlineAnswer& attempt, bool isEager) const
+{
+    if (HasEnded(attempt.phase)) {
+        return "";
+    }
+    if (attempt.phase == OnlinePhase::CANCELLING) {
+        return TAKING_BACK;
+    }
+    if (shown_ == attempt.steps.size()) {
+        return asked_.empty() ? "" : OWNER;
+    }
+    const Host::OnlineStep& step = attempt.steps[shown_];
+    if (asked_.count(step.networkId) != 0 && step.kind <= Host::OnlineStepKind::HOTSPOT) {
+        return OWNER;
+    }
+    return isEager || step.took >= SLOW_STEP ? WaitText(step) : "";
+}
+
+Attempt::Attempt(const GlobalOptions& options, Output& output, Client::DistNetClient& client, AttemptWish wish)
+    : options_(options),
+      output_(output),
+      client_(client),
+      wish_(std::move(wish)),
+      began_(Clock::System().Now()),
+      log_({output.Tick(), output.Cross(), !wish_.isForOne})
+{
+}
+
+Outcome Attempt::Run(const Observer& observer)
+{
+    Client::CallResult call = client_.BeginOnline(wish_.mode, wish_.networkIds, now_);
+    while (call.Succeeded()) {
+        LeaveEndToInterrupt();
+        Show();
+        if (observer) {
+            observer(now_);
+        }
+        if (HasEnded(now_.phase)) {
+            return FromAttempt(now_, wish_.isForOne);
+        }
+        const std::chrono::milliseconds left = Left();
+        if (left.count() <= 0) {
+            return TimedOut();
+        }
+        call = client_.WaitForOnline(now_.revision, std::min<std::chrono::milliseconds>(left, SLOW_STEP), now_);
+    }
+    LeaveEndToInterrupt();
+    return FromCall(call);
+}
+
+void Attempt::Show()
+{
+    if (!wish_.showsSteps) {
+        return;
+    }
+    for (const std::string& line : log_.Take(now_)) {
+        output_.Line(line);
+    }
+    if (const std::string wait = log_.TakeWait(now_, output_.IsTerminal()); !wait.empty()) {
+        output_.Status("… " + wait);
+    }
+}
+
+// Of --timeout. Without it an attempt has no limit of this program's: the daemon limits each step.
+std::chrono::milliseconds Attempt::Left() const
+{
+    return options_.hasTimeout
+               ? std::chrono::ceil<std::chrono::milliseconds>(began_ + options_.Timeout() - Clock::System().Now())
+               : Host::HOST_MAX_WAIT;
+}
+
+Outcome Attempt::TimedOut()
+{
+    std::string why = "the limit of " + DurationText(options_.timeoutSeconds * 1000) + " (--timeout) was too short";
+    if (!now_.steps.empty() && now_.steps.back().state == OnlineStepState::RUNNING) {
+        why += " for " + WaitText(now_.steps.back());
+    }
+    output_.Status(std::string("… ") + TAKING_BACK);
+    const Client::CallResult call = client_.CancelOnline(true, now_);
+    LeaveEndToInterrupt();
+    if (!call.Succeeded()) {
+        Outcome outcome = FromCall(call);
+        outcome.message = why + ", and it is not known what was taken back: " + outcome.message;
+        outcome.exitCode = EXIT_TIMED_OUT;
+        return outcome;
+    }
+    return now_.phase == OnlinePhase::ONLINE ? FromAttempt(now_, wish_.isForOne) : FromTimedOut(now_, why);
+}
+
+void CancelOnInterrupt(const GlobalOptions& options, Output& output)
+{
+    EndOnInterrupt([&options, &output] {
+        EndOnInterrupt([&output] {
+            (void)output.Finish({EXIT_INTERRUPTED, CODE_NOT_DONE, "CANCELLED",
+                                 "cancelled; the daemon goes on taking back what was begun", "", nullptr});
+            (void)output.Flush();
+        });
+        output.Status(std::string("… ") + TAKING_BACK);
+        Outcome outcome;
+        Host::OnlineAnswer attempt;
+        // A connection of its own: the other one waits for an answer.
+        if (const auto client = ConnectClient(options, outcome)) {
+            const Client::CallResult call = client->CancelOnline(false, attempt);
+            outcome = call.Succeeded() ? FromCancelled(attempt) : FromCall(call);
+        }
+        if (outcome.exitCode != EXIT_INTERRUPTED) {
+            outcome.message = "cancelled, but it is not known what was taken back: " + outcome.message;
+            outcome.name = "CANCELLED";
+            outcome.exitCode = EXIT_INTERRUPTED;
+        }
+        (void)output.Finish(std::move(outcome));
+        (void)output.Flush();
+    });
+}
+
+}  // namespace Vexo::Ctl

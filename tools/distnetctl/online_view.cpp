@@ -1,0 +1,289 @@
+#include "tools/distnetctl/online_view.h"
+
+#include <algorithm>
+
+#include "interfaces/online_answers_json.h"
+#include "platform/base/text.h"
+#include "tools/distnetctl/account_view.h"
+#include "tools/distnetctl/facts_view.h"
+#include "tools/distnetctl/printable.h"
+
+namespace Vexo::Ctl {
+
+namespace {
+
+using Host::OnlineFaultCode;
+using Host::OnlinePhase;
+using Host::OnlineStep;
+using Host::OnlineStepKind;
+
+constexpr size_t NAME_WIDTH = 12;
+constexpr size_t MARK_COLUMN = NAME_WIDTH + 2;
+constexpr size_t TEXT_COLUMN = MARK_COLUMN + 2;
+constexpr size_t LABEL_WIDTH = 20;
+constexpr size_t DURATION_WIDTH = 8;
+constexpr size_t RESULT_COLUMN = TEXT_COLUMN + LABEL_WIDTH + DURATION_WIDTH + 2;
+constexpr size_t FAILED_LABEL_WIDTH = 9;
+
+std::string OverText(const std::string& transport)
+{
+    return transport == "tcp" ? " over the LAN" : transport == "bluetooth" ? " over Bluetooth" : "";
+}
+
+std::string DoneLabel(const OnlineStep& step)
+{
+    switch (step.kind) {
+        case OnlineStepKind::FIND:
+            return "found" + OverText(step.transport);
+        case OnlineStepKind::HOTSPOT:
+            return "hotspot ready";
+        case OnlineStepKind::WIFI:
+            return "Wi-Fi joined";
+        case OnlineStepKind::ONLINE:
+            break;
+    }
+    return "online";
+}
+
+// Empty for a device that was not found: the sentence says so.
+std::string FailedLabel(OnlineStepKind kind)
+{
+    switch (kind) {
+        case OnlineStepKind::FIND:
+            break;
+        case OnlineStepKind::HOTSPOT:
+            return "hotspot";
+        case OnlineStepKind::WIFI:
+            return "Wi-Fi";
+        case OnlineStepKind::ONLINE:
+            return "online";
+    }
+    return "";
+}
+
+// "\"phone-7f3a\" (WPA2) 192.168.43.17"
+std::string ResultText(const OnlineStep& step)
+{
+    std::string text = step.ssid.empty() ? "" : "\"" + step.ssid + "\"";
+    text += step.security.empty() ? "" : " (" + step.security + ")";
+    return text + (step.address.empty() ? "" : (text.empty() ? "" : " ") + step.address);
+}
+
+// first, then text; the lines that continue text begin below its first character.
+std::vector<std::string> Beside(const std::string& first, size_t column, const std::string& text)
+{
+    std::vector<std::string> lines;
+    for (const std::string& piece : Wrap(text, COLUMNS - column)) {
+        lines.push_back((lines.empty() ? first : std::string(column, ' ')) + piece);
+    }
+    return lines.empty() ? std::vector<std::string>{first} : lines;
+}
+
+// The object's members but for the revision, which only a program that waits needs.
+Json AttemptDetails(const Host::OnlineAnswer& attempt)
+{
+    Json details = Host::ToJson(attempt);
+    cJSON_DeleteItemFromObjectCaseSensitive(details.get(), "revision");
+    return details;
+}
+
+// The advice of each device that failed, the last of a device that failed several times; one a line.
+std::string AdviceOfEach(const Host::OnlineAnswer& attempt)
+{
+    std::vector<std::pair<std::string, std::string>> advices;  // by network id
+    for (const OnlineStep& step : attempt.steps) {
+        if (!step.fault || step.fault->advice.empty()) {
+            continue;
+        }
+        const auto sameDevice = std::find_if(advices.begin(), advices.end(),
+                                             [&](const auto& advice) { return advice.first == step.networkId; });
+        if (sameDevice == advices.end()) {
+            advices.emplace_back(step.networkId, step.fault->advice);
+        } else {
+            sameDevice->second = step.fault->advice;
+        }
+    }
+    std::string lines;
+    for (const auto& advice : advices) {
+        const bool isNew = lines.find(advice.second) == std::string::npos;
+        lines += isNew ? (lines.empty() ? "" : "\n") + advice.second : "";
+    }
+    return lines;
+}
+
+Outcome Failed(const Host::OnlineAnswer& attempt, bool isForOne)
+{
+    const Host::OnlineFault fault = attempt.fault.value_or(Host::OnlineFault{});
+    Outcome outcome = FromFault(fault);
+    const bool concernsDevices = !fault.networkId.empty() && fault.code != OnlineFaultCode::TIMED_OUT;
+    if (!isForOne && concernsDevices) {
+        outcome.message = "no device of yours could get this one online";
+        const std::string advice = AdviceOfEach(attempt);
+        outcome.advice = advice.empty() ? outcome.advice : advice;
+    }
+    if (attempt.fault && !attempt.networkId.empty()) {
+        outcome.advice += (outcome.advice.empty() ? "" : "\n") +
+                          std::string("This device stays on its Wi-Fi; `distnetctl down` leaves it.");
+    }
+    if (attempt.takenBack && !attempt.takenBack->deviceName.empty()) {
+        outcome.message += "; " + TakenBackText(*attempt.takenBack);
+    }
+    return outcome;
+}
+
+}  // namespace
+
+std::vector<std::string> StepLines(const OnlineStep& received, bool isFirst, const StepStyle& style)
+{
+    const OnlineStep step = Printable(received);
+    const bool isDone = step.state == Host::OnlineStepState::DONE;
+    const std::string begin =
+        Column(isFirst ? step.deviceName : "", NAME_WIDTH) + "  " + (isDone ? style.tick : style.cross) + " ";
+    const std::string duration = DurationText(static_cast<double>(step.took.count()));
+    if (isDone) {
+        const std::string padded = std::string(DURATION_WIDTH - std::min(duration.size(), DURATION_WIDTH), ' ');
+        const std::string first = begin + Column(DoneLabel(step), LABEL_WIDTH) + padded + duration;
+        const std::string result = ResultText(step);
+        return result.empty() ? std::vector<std::string>{first} : Beside(first + "  ", RESULT_COLUMN, result);
+    }
+    const std::string label = FailedLabel(step.kind);
+    if (!style.givesReasons) {
+        return {begin + (label.empty() ? "not ready" : label + " failed") + " after " + duration};
+    }
+    const std::string reason = step.fault ? step.fault->message : "failed";
+    return label.empty() ? Beside(begin, TEXT_COLUMN, reason)
+                         : Beside(begin + Column(label, FAILED_LABEL_WIDTH), TEXT_COLUMN + FAILED_LABEL_WIDTH, reason);
+}
+
+std::string WaitText(const OnlineStep& received)
+{
+    const std::string name = EscapeHidden(received.deviceName);
+    switch (received.kind) {
+        case OnlineStepKind::FIND:
+            return name.empty() ? "looking for devices" : "looking for " + name;
+        case OnlineStepKind::HOTSPOT:
+            return "waiting for " + name + "'s hotspot";
+        case OnlineStepKind::WIFI:
+            return "joining " + name + "'s Wi-Fi";
+        case OnlineStepKind::ONLINE:
+            break;
+    }
+    return "checking whether " + name + " leads to the internet";
+}
+
+std::string OnlineText(const Host::OnlineAnswer& received)
+{
+    const Host::OnlineAnswer attempt = Printable(received);
+    const std::string use = attempt.facts ? UseText(*attempt.facts) : "";
+    return Wrapped("You are online through " + attempt.deviceName + (use.empty() ? "" : " (" + use + ")") +
+                   ". `distnetctl down` ends it.");
+}
+
+std::string TakenBackText(const Host::TakenBack& received)
+{
+    const Host::TakenBack back = Printable(received);
+    std::string text = !back.backOn.empty() ? "this device is back on \"" + back.backOn + "\""
+                       : back.hasLeftWifi   ? "this device has left the Wi-Fi"
+                                            : "";
+    if (back.deviceName.empty()) {
+        return text.empty() ? "nothing had to be taken back" : text;
+    }
+    text += text.empty() ? "" : "; ";
+    return text + back.deviceName +
+           (!back.wasTold           ? " could not be told, and closes its hotspot once nobody uses it"
+            : back.hasClosedHotspot ? " closed its hotspot"
+                                    : " left its hotspot as it was");
+}
+
+Outcome FromFault(const Host::OnlineFault& fault)
+{
+    const bool isTimedOut = fault.code == OnlineFaultCode::TIMED_OUT;
+    Json details = NewObject();
+    AddMember(details.get(), "fault", Host::ToJson(fault));
+    return {isTimedOut ? EXIT_TIMED_OUT : EXIT_FAILED,
+            isTimedOut ? CODE_TIMED_OUT : CODE_NOT_DONE,
+            UpperCase(NameOf(fault.code)),
+            fault.message.empty() ? "this device is not online" : EscapeHidden(fault.message),
+            EscapeHidden(fault.advice),
+            std::move(details)};
+}
+
+Outcome FromAttempt(const Host::OnlineAnswer& attempt, bool isForOne)
+{
+    if (attempt.phase == OnlinePhase::CANCELLED) {
+        return FromCancelled(attempt);
+    }
+    Outcome outcome =
+        attempt.phase == OnlinePhase::ONLINE ? Done(OnlineText(attempt)) : Failed(Printable(attempt), isForOne);
+    outcome.details = AttemptDetails(attempt);
+    return outcome;
+}
+
+Outcome FromCancelled(const Host::OnlineAnswer& attempt)
+{
+    const std::string said = attempt.phase == OnlinePhase::ONLINE
+                                 ? "it was too late to cancel: you are online through " +
+                                       EscapeHidden(attempt.deviceName) + "; `distnetctl down` ends it"
+                                 : "cancelled: " + TakenBackText(attempt.takenBack.value_or(Host::TakenBack{}));
+    return {EXIT_INTERRUPTED, CODE_NOT_DONE, "CANCELLED", said, "", AttemptDetails(attempt)};
+}
+
+Outcome FromTimedOut(const Host::OnlineAnswer& attempt, const std::string& why)
+{
+    return {EXIT_TIMED_OUT,
+            CODE_TIMED_OUT,
+            "TIMED_OUT",
+            why + "; " + TakenBackText(attempt.takenBack.value_or(Host::TakenBack{})),
+            "Allow more with --timeout SECONDS, or leave it out.",
+            AttemptDetails(attempt)};
+}
+
+Outcome FromDown(const Host::DownAnswer& received)
+{
+    const Host::DownAnswer down = Printable(received);
+    Outcome outcome = down.fault ? FromFault(*down.fault) : Done("");
+    outcome.details = Host::ToJson(received);
+    if (down.fault) {
+        return outcome;
+    }
+    const Host::TakenBack& back = down.takenBack;
+    if (down.result == Host::DownResult::NOT_JOINED) {
+        outcome.message = "This device is on no hotspot of another device; nothing to leave.";
+    } else if (!back.hasLeftWifi) {
+        outcome.message = Wrapped("The attempt is over; " + TakenBackText(back) + ".");
+    } else {
+        std::string text = "You are off " + (back.deviceName.empty() ? "the" : back.deviceName + "'s") + " hotspot" +
+                           (back.backOn.empty() ? "" : " and back on \"" + back.backOn + "\"") + ".";
+        Host::TakenBack there;  // the other device's part
+        there.deviceName = back.deviceName;
+        there.wasTold = back.wasTold;
+        there.hasClosedHotspot = back.hasClosedHotspot;
+        text += back.deviceName.empty() ? "" : " " + TakenBackText(there) + ".";
+        outcome.message = Wrapped(text);
+    }
+    return outcome;
+}
+
+std::string AutoText(const Host::AutoStatus& status, WallTime now)
+{
+    const std::string until = status.until ? " until " + MomentText(*status.until, now) : "";
+    switch (status.state) {
+        case Host::AutoState::OFF:
+            break;
+        case Host::AutoState::WATCHING:
+            return "on: it acts when this device has had no network for a while";
+        case Host::AutoState::WAITING:
+            return "on: this device has no network; a try follows soon";
+        case Host::AutoState::TRYING:
+            return "on: it is getting this device online";
+        case Host::AutoState::ONLINE:
+            return "on: it got this device online";
+        case Host::AutoState::SUSPENDED:
+            return "on, but suspended" + (until.empty() ? "" : until + " or") + " until a network of your own was back";
+        case Host::AutoState::EXHAUSTED:
+            return "on, but it has tried often enough" + until;
+    }
+    return status.isOn ? "on" : "off";
+}
+
+}  // namespace Vexo::Ctl

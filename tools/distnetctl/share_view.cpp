@@ -1,0 +1,172 @@
+#include "tools/distnetctl/share_view.h"
+
+#include <utility>
+
+#include "interfaces/sharing_answers_json.h"
+#include "platform/base/text.h"
+#include "tools/distnetctl/account_view.h"
+#include "tools/distnetctl/facts_view.h"
+#include "tools/distnetctl/online_view.h"
+
+namespace Vexo::Ctl {
+
+namespace {
+
+std::string UserText(const Host::ShareUser& user, WallTime now)
+{
+    return (user.deviceName.empty() ? "a device of nobody's account (" + user.macAddress + ")" : user.deviceName) +
+           ", since " + MomentText(user.since, now) + ", " + BytesText(user.bytes) +
+           (user.isConnected ? "" : ", not connected now");
+}
+
+std::string MonthText(const Host::ShareStatus& status)
+{
+    return status.monthLimitBytes ? BytesOfText(status.monthBytes, *status.monthLimitBytes)
+                                  : BytesText(status.monthBytes);
+}
+
+// "1 min"; in seconds where minutes would be rounded.
+std::string LimitText(std::chrono::milliseconds limit)
+{
+    const auto seconds = std::chrono::ceil<std::chrono::seconds>(limit);
+    return seconds % std::chrono::minutes(1) == std::chrono::seconds(0) ? RoughDuration(seconds)
+                                                                        : std::to_string(seconds.count()) + " s";
+}
+
+std::string ClosesText(const Host::ShareStatus& status)
+{
+    if (!status.isOpenedHere) {
+        return "";
+    }
+    const char* who = status.users.size() > 1 ? "the last one leaves" : "it leaves";
+    return status.closesAfter.count() == 0 ? std::string("; closes when ") + who
+                                           : "; closes " + LimitText(status.closesAfter) + " after " + who;
+}
+
+void Add(std::vector<StatusLine>& lines, const std::string& label, const std::string& text)
+{
+    for (StatusLine& line : WrappedLines(label, text)) {
+        lines.push_back(std::move(line));
+    }
+}
+
+void AddUsers(std::vector<StatusLine>& lines, const Host::ShareStatus& status, WallTime now)
+{
+    if (status.users.empty()) {
+        return;
+    }
+    const std::string rest = MonthText(status) + " this month";
+    if (status.users.size() == 1) {
+        Add(lines, "share", UserText(status.users[0], now) + " (" + rest + ")" + ClosesText(status));
+        return;
+    }
+    std::string label = "share";
+    for (const Host::ShareUser& user : status.users) {
+        Add(lines, std::exchange(label, ""), UserText(user, now));
+    }
+    Add(lines, "", rest + ClosesText(status));
+}
+
+std::string AllowText(Host::ShareAllow allow)
+{
+    switch (allow) {
+        case Host::ShareAllow::ACCOUNT:
+            return "every device of the account";
+        case Host::ShareAllow::ASK:
+            return "you are asked about each device";
+        case Host::ShareAllow::NOBODY:
+            return "nobody";
+        case Host::ShareAllow::DEVICES:
+            break;
+    }
+    return "only devices that you have allowed";
+}
+
+// A name as a person types it in a command.
+std::string Word(const std::string& name)
+{
+    return name.find(' ') == std::string::npos ? name : "\"" + name + "\"";
+}
+
+std::string RuleText(const Host::ShareRule& rule, WallTime now)
+{
+    return (rule.deviceName.empty() ? ShortId(rule.networkId) : rule.deviceName) + ": " + NameOf(rule.decision) +
+           (rule.until ? ", until " + MomentText(*rule.until, now) : "");
+}
+
+}  // namespace
+
+std::vector<StatusLine> ShareLines(const Host::ShareStatus& status, WallTime now)
+{
+    std::vector<StatusLine> lines;
+    AddUsers(lines, status, now);
+    for (const Host::ShareRequest& request : status.requests) {
+        Add(lines, "asks", request.deviceName + ": see `distnetctl share requests`");
+    }
+    return lines;
+}
+
+std::vector<StatusLine> OnlineLines(const Host::OnlineStatus& status, WallTime now)
+{
+    std::vector<StatusLine> lines;
+    if (status.attempt.phase == Host::OnlinePhase::ONLINE) {
+        Add(lines, "online",
+            "through " + status.attempt.deviceName + (status.since ? ", since " + MomentText(*status.since, now) : "") +
+                (status.hasLease ? "" : "; it does not know that this device uses it"));
+    }
+    if (status.automatic.isOn) {
+        Add(lines, "auto", AutoText(status.automatic, now));
+    }
+    return lines;
+}
+
+std::vector<StatusLine> ShareStatusLines(const Host::ShareStatus& status, WallTime now)
+{
+    std::vector<StatusLine> lines;
+    Add(lines, "allowed", AllowText(status.allow));
+    AddUsers(lines, status, now);
+    if (status.users.empty()) {
+        lines.push_back({"share", status.isOn ? "the hotspot is open, and nobody uses it" : "closed"});
+    }
+    lines.push_back({"this month", MonthText(status) + " since " + DayText(status.monthBegan) +
+                                       (status.monthLimitBytes ? "" : "; no limit")});
+    lines.push_back({"battery", status.batteryFloorPercent == 0
+                                    ? "no floor"
+                                    : "shared above " + std::to_string(status.batteryFloorPercent) + " %"});
+    for (const Host::ShareRequest& request : status.requests) {
+        Add(lines, "asks", request.deviceName + ", since " + MomentText(request.at, now));
+    }
+    std::string label = "rules";
+    for (const Host::ShareRule& rule : status.rules) {
+        Add(lines, std::exchange(label, ""), RuleText(rule, now));
+    }
+    return lines;
+}
+
+std::vector<std::string> RequestLines(const Host::ShareRequest& request)
+{
+    return {request.deviceName + " asks to use this device's network.",
+            "  distnetctl share allow " + Word(request.deviceName) + " [--once|--today|--always]",
+            "  distnetctl share deny " + Word(request.deviceName) + " [--never]"};
+}
+
+std::string DecisionText(const std::string& name, Host::ShareDecision decision)
+{
+    switch (decision) {
+        case Host::ShareDecision::ONCE:
+            return name + " may use this device's network once, if it begins within 10 minutes.";
+        case Host::ShareDecision::TODAY:
+            return name + " may use this device's network until midnight.";
+        case Host::ShareDecision::ALWAYS:
+            return name + " may use this device's network. `distnetctl share deny " + Word(name) +
+                   " --never` ends that.";
+        case Host::ShareDecision::NEVER:
+            return name + " may not use this device's network. `distnetctl share allow " + Word(name) +
+                   "` changes that.";
+        case Host::ShareDecision::DENY:
+            break;
+    }
+    return name + " is refused; you are not asked about it for 10 minutes.";
+}
+
+}  // namespace Vexo::Ctl

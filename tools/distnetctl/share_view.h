@@ -1,0 +1,26 @@
+// Who uses this device's network, and who may, as a person sees it. status must be printable (printable.h). Pure
+// functions; any thread.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "interfaces/online_answers.h"
+#include "interfaces/sharing_answers.h"
+#include "platform/base/clock.h"
+#include "tools/distnetctl/status_view.h"
+
+namespace Vexo::Ctl {
+
+// The lines of `status` about sharing: who uses the network now and who asks to. Empty when nobody does.
+std::vector<StatusLine> ShareLines(const Host::ShareStatus& status, WallTime now);
+// The lines of `status` about this device being online through another one, and about automatic mode. Often empty.
+std::vector<StatusLine> OnlineLines(const Host::OnlineStatus& status, WallTime now);
+// The lines of `share status`.
+std::vector<StatusLine> ShareStatusLines(const Host::ShareStatus& status, WallTime now);
+// "laptop asks to use this device's network.", and the command that allows it.
+std::vector<std::string> RequestLines(const Host::ShareRequest& request);
+// What a decision means: "laptop may use this device's network until midnight."
+std::string DecisionText(const std::string& name, Host::ShareDecision decision);
+
+}  // namespace Vexo::Ctl
