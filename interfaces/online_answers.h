@@ -47,7 +47,7 @@ enum class OnlineFaultCode : uint8_t {
     NOT_VISIBLE,
     SECURITY_DIFFERS,
     WRONG_KEY,
-    NO_ADDRESS,
+    NO_IP_ADDRESS,
     JOIN_FAILED,  // any other reason of the radio
     // The network
     NO_INTERNET,  // joined, but it leads nowhere

@@ -35,7 +35,7 @@ inline constexpr NamedValue<OnlineFaultCode> ONLINE_FAULT_CODE_NAMES[] = {
     {"not_visible", OnlineFaultCode::NOT_VISIBLE},
     {"security_differs", OnlineFaultCode::SECURITY_DIFFERS},
     {"wrong_key", OnlineFaultCode::WRONG_KEY},
-    {"no_address", OnlineFaultCode::NO_ADDRESS},
+    {"no_ip_address", OnlineFaultCode::NO_IP_ADDRESS},
     {"join_failed", OnlineFaultCode::JOIN_FAILED},
     {"no_internet", OnlineFaultCode::NO_INTERNET},
     {"cancelled", OnlineFaultCode::CANCELLED},

@@ -75,7 +75,7 @@ const std::array<OnlineFaultRow, ONLINE_FAULT_COUNT> ONLINE_FAULTS{{
      "Bring the two devices closer together, then `distnetctl up` here", 1},
     {Code::SECURITY_DIFFERS, "the hotspot of {device} is not secured as it said{why}", CLOSE_AND_RETRY, 1},
     {Code::WRONG_KEY, "the hotspot of {device} refused the key that {device} sent{why}", CLOSE_AND_RETRY, 1},
-    {Code::NO_ADDRESS, "the network of {device} gave this device no address", CLOSE_AND_RETRY, 1},
+    {Code::NO_IP_ADDRESS, "the network of {device} gave this device no address", CLOSE_AND_RETRY, 1},
     {Code::JOIN_FAILED, "this device did not join the network of {device}{why}",
      "Try again: distnetctl up. The daemon's log says more: sudo journalctl -u distnet", 1},
     {Code::NO_INTERNET, "{device} has no internet{why}",
@@ -224,7 +224,7 @@ OnlineFault JoinFault(const std::string& failure, const std::string& reason, con
     static constexpr Row ROWS[] = {
         {Words::NOT_VISIBLE, Code::NOT_VISIBLE},     {Words::SECURITY_DIFFERS, Code::SECURITY_DIFFERS},
         {Words::KEY_NEEDED, Code::SECURITY_DIFFERS}, {Words::WRONG_KEY, Code::WRONG_KEY},
-        {Words::NOT_ADMITTED, Code::WRONG_KEY},      {Words::NO_IP_ADDRESS, Code::NO_ADDRESS},
+        {Words::NOT_ADMITTED, Code::WRONG_KEY},      {Words::NO_IP_ADDRESS, Code::NO_IP_ADDRESS},
         {Words::WIFI_OFF, Code::WIFI_OFF},
     };
     const auto* const row =

@@ -73,15 +73,16 @@ void AddNetworkCommands(CLI::App& app, Request& request)
     devices->add_flag("--scan", request.scan, "Try every device first; takes up to 5 s");
 
     CLI::App* start = AddCommand(
-        app, request, "start", "Get this device online through a peer's hotspot",
+        app, request, "start", "Get this device online through one device",
         "  distnetctl start phone\n  distnetctl --timeout 60 start 7f3a\n  distnetctl --json start phone --no-wait",
         [&](Output& output) {
             return RunStart(request.options, output, request.peer, !request.noWait, request.timing);
         });
     start->add_option("PEER", request.peer, "Its name, its network id as shown, or the beginning of either")
         ->required();
-    start->add_flag("--no-wait", request.noWait, "Do not wait until this device's Wi-Fi has joined");
-    start->add_flag("--timing", request.timing, "Show where the time went");
+    CLI::Option* noWait =
+        start->add_flag("--no-wait", request.noWait, "Do not wait until this device's Wi-Fi has joined");
+    start->add_flag("--timing", request.timing, "Show where the time went")->excludes(noWait);
 
     CLI::App* stop =
         AddCommand(app, request, "stop", "Tell the service that a peer is no longer needed", "  distnetctl stop phone",
@@ -341,7 +342,8 @@ int RunApp(int argc, const char* const* argv)
         ->check(CheckGiven)
         ->take_last()
         ->capture_default_str();
-    app.add_option("--timeout", request.options.timeoutSeconds, "Longest wait in seconds; `up` has none unless given")
+    app.add_option("--timeout", request.options.timeoutSeconds,
+                   "Longest wait in seconds; of up, start: none unless given")
         ->check(CheckSeconds)
         ->each([&request](const std::string&) { request.options.hasTimeout = true; })
         ->take_last()

@@ -28,13 +28,17 @@ StepLog::StepLog(StepStyle style) : style_(std::move(style)) {}
 std::vector<std::string> StepLog::Take(const Host::OnlineAnswer& attempt)
 {
     std::vector<std::string> lines;
-    while (shown_ < attempt.steps.size() && attempt.steps[shown_].state != OnlineStepState::RUNNING) {
-        const bool isFirst = shown_ == 0 || attempt.steps[shown_].networkId != device_;
-        const Host::OnlineStep& step = attempt.steps[shown_++];
-        if (WasSaid(step)) {
+    isShown_.resize(std::max(isShown_.size(), attempt.steps.size()));
+    for (size_t at = 0; at < attempt.steps.size(); ++at) {
+        const Host::OnlineStep& step = attempt.steps[at];
+        if (isShown_[at] || step.state == OnlineStepState::RUNNING) {
             continue;
         }
-        for (std::string& line : StepLines(step, isFirst, style_)) {
+        isShown_[at] = true;
+        if (IsSaidElsewhere(step)) {
+            continue;
+        }
+        for (std::string& line : StepLines(step, step.networkId != device_, style_)) {
             lines.push_back(std::move(line));
         }
         device_ = step.networkId;
@@ -43,15 +47,13 @@ std::vector<std::string> StepLog::Take(const Host::OnlineAnswer& attempt)
     return lines;
 }
 
-// Whether the step repeats what was said when the owner of its device was asked first.
-bool StepLog::WasSaid(const Host::OnlineStep& step)
+// The end of the command says that the attempt was cancelled; that an owner is asked was said when that began.
+bool StepLog::IsSaidElsewhere(const Host::OnlineStep& step)
 {
-    const bool asks = step.fault && step.fault->code == Host::OnlineFaultCode::OWNER_ASKED;
-    const bool isAgain = asked_.count(step.networkId) != 0;
-    if (asks) {
-        asked_.insert(step.networkId);
-    }
-    return isAgain && (asks || (step.kind == Host::OnlineStepKind::FIND && !step.fault));
+    const Host::OnlineFaultCode code = step.fault ? step.fault->code : Host::OnlineFaultCode::FAILED;
+    const bool isFirstQuestion = code == Host::OnlineFaultCode::OWNER_ASKED && asked_.insert(step.networkId).second;
+    return code == Host::OnlineFaultCode::CANCELLED || code == Host::OnlineFaultCode::TIMED_OUT ||
+           (code == Host::OnlineFaultCode::OWNER_ASKED && !isFirstQuestion);
 }
 
 std::string StepLog::TakeWait(const Host::OnlineAnswer& attempt, bool isEager)
@@ -72,14 +74,13 @@ std::string StepLog::WaitOf(const Host::OnlineAnswer& attempt, bool isEager) con
     if (attempt.phase == OnlinePhase::CANCELLING) {
         return TAKING_BACK;
     }
-    if (shown_ == attempt.steps.size()) {
-        return asked_.empty() ? "" : OWNER;
+    for (auto step = attempt.steps.rbegin(); step != attempt.steps.rend(); ++step) {
+        const bool isOwnersTurn = asked_.count(step->networkId) != 0 && step->kind == Host::OnlineStepKind::HOTSPOT;
+        if (step->state == OnlineStepState::RUNNING && !isOwnersTurn) {
+            return isEager || step->took >= SLOW_STEP ? WaitText(*step) : "";
+        }
     }
-    const Host::OnlineStep& step = attempt.steps[shown_];
-    if (asked_.count(step.networkId) != 0 && step.kind <= Host::OnlineStepKind::HOTSPOT) {
-        return OWNER;
-    }
-    return isEager || step.took >= SLOW_STEP ? WaitText(step) : "";
+    return asked_.empty() ? "" : OWNER;
 }
 
 Attempt::Attempt(const GlobalOptions& options, Output& output, Client::DistNetClient& client, AttemptWish wish)

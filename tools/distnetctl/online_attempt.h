@@ -17,8 +17,8 @@ namespace Vexo::Ctl {
 
 inline constexpr std::chrono::seconds SLOW_STEP{2};
 
-// The steps of an attempt as lines, each once. A device whose owner is asked is tried again and again; that is one
-// line.
+// The steps of an attempt as lines, each once, in the order of their ends: a step that waits for a device's owner runs
+// beside the steps of other devices.
 class StepLog {
 public:
     explicit StepLog(StepStyle style);
@@ -29,11 +29,11 @@ public:
     std::string TakeWait(const Host::OnlineAnswer& attempt, bool isEager);
 
 private:
-    bool WasSaid(const Host::OnlineStep& step);
+    bool IsSaidElsewhere(const Host::OnlineStep& step);
     std::string WaitOf(const Host::OnlineAnswer& attempt, bool isEager) const;
 
     const StepStyle style_;
-    size_t shown_ = 0;             // steps
+    std::vector<bool> isShown_;    // by step
     std::string device_;           // network id of the last line
     std::string waitedFor_;        // what TakeWait returned last, after the last line
     std::set<std::string> asked_;  // network ids of devices whose owner is asked, as was said

@@ -61,6 +61,11 @@ std::string FailedLabel(OnlineStepKind kind)
     return "";
 }
 
+std::string NameText(const OnlineStep& step)
+{
+    return step.deviceName.empty() ? ShortId(step.networkId) : EscapeHidden(step.deviceName);
+}
+
 // "\"phone-7f3a\" (WPA2) 192.168.43.17"
 std::string ResultText(const OnlineStep& step)
 {
@@ -87,6 +92,11 @@ Json AttemptDetails(const Host::OnlineAnswer& attempt)
     return details;
 }
 
+std::string Sentence(const std::string& text)
+{
+    return text.empty() || text.ends_with('.') ? text : text + ".";
+}
+
 // The advice of each device that failed, the last of a device that failed several times; one a line.
 std::string AdviceOfEach(const Host::OnlineAnswer& attempt)
 {
@@ -106,7 +116,7 @@ std::string AdviceOfEach(const Host::OnlineAnswer& attempt)
     std::string lines;
     for (const auto& advice : advices) {
         const bool isNew = lines.find(advice.second) == std::string::npos;
-        lines += isNew ? (lines.empty() ? "" : "\n") + advice.second : "";
+        lines += isNew ? (lines.empty() ? "" : "\n") + Sentence(advice.second) : "";
     }
     return lines;
 }
@@ -122,8 +132,8 @@ Outcome Failed(const Host::OnlineAnswer& attempt, bool isForOne)
         outcome.advice = advice.empty() ? outcome.advice : advice;
     }
     if (attempt.fault && !attempt.networkId.empty()) {
-        outcome.advice += (outcome.advice.empty() ? "" : "\n") +
-                          std::string("This device stays on its Wi-Fi; `distnetctl down` leaves it.");
+        outcome.advice = Sentence(outcome.advice) + (outcome.advice.empty() ? "" : "\n") +
+                         std::string("This device stays on its Wi-Fi; `distnetctl down` leaves it.");
     }
     if (attempt.takenBack && !attempt.takenBack->deviceName.empty()) {
         outcome.message += "; " + TakenBackText(*attempt.takenBack);
@@ -138,7 +148,7 @@ std::vector<std::string> StepLines(const OnlineStep& received, bool isFirst, con
     const OnlineStep step = Printable(received);
     const bool isDone = step.state == Host::OnlineStepState::DONE;
     const std::string begin =
-        Column(isFirst ? step.deviceName : "", NAME_WIDTH) + "  " + (isDone ? style.tick : style.cross) + " ";
+        Column(isFirst ? NameText(step) : "", NAME_WIDTH) + "  " + (isDone ? style.tick : style.cross) + " ";
     const std::string duration = DurationText(static_cast<double>(step.took.count()));
     if (isDone) {
         const std::string padded = std::string(DURATION_WIDTH - std::min(duration.size(), DURATION_WIDTH), ' ');
@@ -155,12 +165,12 @@ std::vector<std::string> StepLines(const OnlineStep& received, bool isFirst, con
                          : Beside(begin + Column(label, FAILED_LABEL_WIDTH), TEXT_COLUMN + FAILED_LABEL_WIDTH, reason);
 }
 
-std::string WaitText(const OnlineStep& received)
+std::string WaitText(const OnlineStep& step)
 {
-    const std::string name = EscapeHidden(received.deviceName);
-    switch (received.kind) {
+    const std::string name = NameText(step);
+    switch (step.kind) {
         case OnlineStepKind::FIND:
-            return name.empty() ? "looking for devices" : "looking for " + name;
+            return "looking for " + name;
         case OnlineStepKind::HOTSPOT:
             return "waiting for " + name + "'s hotspot";
         case OnlineStepKind::WIFI:
@@ -198,9 +208,12 @@ std::string TakenBackText(const Host::TakenBack& received)
 Outcome FromFault(const Host::OnlineFault& fault)
 {
     const bool isTimedOut = fault.code == OnlineFaultCode::TIMED_OUT;
+    const bool isCancelled = fault.code == OnlineFaultCode::CANCELLED;
     Json details = NewObject();
     AddMember(details.get(), "fault", Host::ToJson(fault));
-    return {isTimedOut ? EXIT_TIMED_OUT : EXIT_FAILED,
+    return {isTimedOut    ? EXIT_TIMED_OUT
+            : isCancelled ? EXIT_INTERRUPTED
+                          : EXIT_FAILED,
             isTimedOut ? CODE_TIMED_OUT : CODE_NOT_DONE,
             UpperCase(NameOf(fault.code)),
             fault.message.empty() ? "this device is not online" : EscapeHidden(fault.message),
@@ -211,7 +224,11 @@ Outcome FromFault(const Host::OnlineFault& fault)
 Outcome FromAttempt(const Host::OnlineAnswer& attempt, bool isForOne)
 {
     if (attempt.phase == OnlinePhase::CANCELLED) {
-        return FromCancelled(attempt);
+        Outcome outcome =
+            FromFault(attempt.fault.value_or(Host::OnlineFault{OnlineFaultCode::CANCELLED, "", "", "", ""}));
+        outcome.message += "; " + TakenBackText(attempt.takenBack.value_or(Host::TakenBack{}));
+        outcome.details = AttemptDetails(attempt);
+        return outcome;
     }
     Outcome outcome =
         attempt.phase == OnlinePhase::ONLINE ? Done(OnlineText(attempt)) : Failed(Printable(attempt), isForOne);
@@ -225,7 +242,13 @@ Outcome FromCancelled(const Host::OnlineAnswer& attempt)
                                  ? "it was too late to cancel: you are online through " +
                                        EscapeHidden(attempt.deviceName) + "; `distnetctl down` ends it"
                                  : "cancelled: " + TakenBackText(attempt.takenBack.value_or(Host::TakenBack{}));
-    return {EXIT_INTERRUPTED, CODE_NOT_DONE, "CANCELLED", said, "", AttemptDetails(attempt)};
+    const bool isStillUsed = attempt.phase == OnlinePhase::CANCELLED && !attempt.networkId.empty();
+    return {EXIT_INTERRUPTED,
+            CODE_NOT_DONE,
+            "CANCELLED",
+            said + (isStillUsed ? "; it stays online through " + EscapeHidden(attempt.deviceName) : ""),
+            "",
+            AttemptDetails(attempt)};
 }
 
 Outcome FromTimedOut(const Host::OnlineAnswer& attempt, const std::string& why)

@@ -122,7 +122,7 @@ TEST_F(OnlineTest, EachFailureHasItsCodeAndStepAndIsUndone)
         {Code::NO_ANSWER, Kind::HOTSPOT, code(1004500116), asked},
         {Code::NOT_VISIBLE, Kind::WIFI, join(Words::NOT_VISIBLE), left},
         {Code::WRONG_KEY, Kind::WIFI, join(Words::NOT_ADMITTED), left},
-        {Code::NO_ADDRESS, Kind::WIFI, join(Words::NO_IP_ADDRESS), left},
+        {Code::NO_IP_ADDRESS, Kind::WIFI, join(Words::NO_IP_ADDRESS), left},
         {Code::JOIN_FAILED, Kind::WIFI, join(Words::ENDED_HERE), left},
         {Code::JOIN_FAILED, Kind::WIFI, [](World& w) { w.isJoining = true; }, left},
         {Code::NO_INTERNET,
