@@ -138,9 +138,9 @@ std::chrono::milliseconds Attempt::Left() const
 
 Outcome Attempt::TimedOut()
 {
-    std::string why = "the limit of " + DurationText(options_.timeoutSeconds * 1000) + " (--timeout) was too short";
+    std::string why = "the limit of " + DurationText(options_.timeoutSeconds * 1000) + " (--timeout) passed";
     if (!now_.steps.empty() && now_.steps.back().state == OnlineStepState::RUNNING) {
-        why += " for " + WaitText(now_.steps.back());
+        why += " while " + WaitText(now_.steps.back());
     }
     output_.Status(std::string("… ") + TAKING_BACK);
     const Client::CallResult call = client_.CancelOnline(true, now_);

@@ -105,10 +105,10 @@ int RunAuto(const GlobalOptions& options, Output& output, const std::string& mod
             Host::OnlineChange change;
             const Client::CallResult call = client.SetAuto(mode == "on", change);
             const std::string done =
-                mode == "on" ? "From now on this device gets online by itself when it has had no network for a while,\n"
+                mode == "on" ? "From now on this device gets online by itself when it has had no network for a while, "
                                "and goes off when a network of your own is back."
                              : "This device gets online only when you say so: `distnetctl up`.";
-            return Changed(call, change, Done(done));
+            return Changed(call, change, Done(Wrapped(done)));
         }
         Host::OnlineStatus status;
         if (const Client::CallResult call = client.GetOnline(status); !call.Succeeded()) {
@@ -116,7 +116,7 @@ int RunAuto(const GlobalOptions& options, Output& output, const std::string& mod
         }
         Json details = NewObject();
         AddMember(details.get(), "automatic", Host::ToJson(status.automatic));
-        return Done("Automatic mode is " + AutoText(status.automatic, Clock::System().WallNow()) + ".",
+        return Done(Wrapped("Automatic mode is " + AutoText(status.automatic, Clock::System().WallNow()) + "."),
                     std::move(details));
     });
 }

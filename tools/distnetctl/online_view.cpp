@@ -66,6 +66,29 @@ std::string NameText(const OnlineStep& step)
     return step.deviceName.empty() ? ShortId(step.networkId) : EscapeHidden(step.deviceName);
 }
 
+// "not found", "hotspot failed": for a step whose reason is given elsewhere.
+std::string ShortFailure(const OnlineStep& step)
+{
+    if (step.kind != OnlineStepKind::FIND) {
+        return FailedLabel(step.kind) + " failed";
+    }
+    const OnlineFaultCode code = step.fault ? step.fault->code : OnlineFaultCode::FAILED;
+    const bool isFound = code != OnlineFaultCode::AWAY && code != OnlineFaultCode::UNREACHABLE &&
+                         code != OnlineFaultCode::UNKNOWN_DEVICE;
+    return isFound ? "not ready" : "not found";
+}
+
+// The reason of a device that was not found, beside its name: "away since 2 h" for "tablet is away since 2 h".
+std::string WithoutName(const std::string& reason, const std::string& name)
+{
+    for (const std::string& first : {name + " is ", name + " "}) {
+        if (reason.starts_with(first)) {
+            return reason.substr(first.size());
+        }
+    }
+    return reason;
+}
+
 // "\"phone-7f3a\" (WPA2) 192.168.43.17"
 std::string ResultText(const OnlineStep& step)
 {
@@ -158,10 +181,10 @@ std::vector<std::string> StepLines(const OnlineStep& received, bool isFirst, con
     }
     const std::string label = FailedLabel(step.kind);
     if (!style.givesReasons) {
-        return {begin + (label.empty() ? "not ready" : label + " failed") + " after " + duration};
+        return {begin + ShortFailure(step) + " after " + duration};
     }
     const std::string reason = step.fault ? step.fault->message : "failed";
-    return label.empty() ? Beside(begin, TEXT_COLUMN, reason)
+    return label.empty() ? Beside(begin, TEXT_COLUMN, isFirst ? WithoutName(reason, step.deviceName) : reason)
                          : Beside(begin + Column(label, FAILED_LABEL_WIDTH), TEXT_COLUMN + FAILED_LABEL_WIDTH, reason);
 }
 

@@ -72,9 +72,8 @@ TEST(StepLogTest, StepsAreLinesIn80ColumnsWithTheNameOfTheirDeviceOnce)
     Host::OnlineStep waiting = Step("phone", OnlineStepKind::HOTSPOT, 10ms);
     waiting.state = OnlineStepState::RUNNING;
     StepLog log({"+", "x", true});
-    EXPECT_THAT(
-        log.Take(Answer(OnlinePhase::RUNNING, {TABLET_AWAY, found, waiting})),
-        ElementsAre("tablet        x tablet is away since 2 h", "phone         + found over Bluetooth  900 ms"));
+    EXPECT_THAT(log.Take(Answer(OnlinePhase::RUNNING, {TABLET_AWAY, found, waiting})),
+                ElementsAre("tablet        x away since 2 h", "phone         + found over Bluetooth  900 ms"));
     EXPECT_EQ(log.TakeWait(Answer(OnlinePhase::RUNNING, {TABLET_AWAY, found, waiting}), false), "");
     waiting.took = SLOW_STEP;
     EXPECT_EQ(log.TakeWait(Answer(OnlinePhase::RUNNING, {TABLET_AWAY, found, waiting}), false),
