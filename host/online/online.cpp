@@ -145,6 +145,7 @@ void OnlineService::StartAttempt(AttemptTask task, pid_t owner, bool isAutomatic
     isAutomatic_ = isAutomatic;
     cancellation_ = std::make_shared<Cancellation>();
     whyCancelled_.reset();
+    isDecided_ = false;
     ResetAnswer(OnlinePhase::RUNNING);
     answer_.isAutomatic = isAutomatic;
     const bool isPosted = Tasks::ElasticPool::Shared().Post(
@@ -180,26 +181,34 @@ void OnlineService::RunAttempt(const AttemptTask& task, Cancellation& cancellati
     FinishAttempt(Attempt(std::move(environment), task).Run());
 }
 
-// Whether an attempt has succeeded or was cancelled is decided here, by its phase.
+// Whether an attempt has succeeded or was cancelled is decided here, by its phase. Its events are written before
+// anybody sees the outcome, so that those of a later act follow them.
 void OnlineService::FinishAttempt(AttemptEnd end)
 {
     MutexLock lock(mutex_);
-    if (answer_.phase == OnlinePhase::CANCELLING && end.inUse && end.isNew) {
-        lock.Unlock();
+    isDecided_ = true;
+    const bool isCancelled = answer_.phase == OnlinePhase::CANCELLING;
+    const bool isOnline = !isCancelled && !end.fault;
+    lock.Unlock();
+    if (isCancelled && end.inUse && end.isNew) {
         end.takenBack = Undo(options_, *end.inUse, &stop_).takenBack;
         end.inUse.reset();
-        lock.Lock();
     }
-    const bool isFromBefore = end.inUse && !end.isNew;
-    if (connection_ && !isFromBefore) {
+    if (isOnline) {
+        memory_->OnSuccess(end.inUse->networkId);
+        WriteOnlineSuccess(end.inUse->networkId);
+    } else if (isCancelled && end.takenBack) {
+        WriteOnlineEnd(end.takenBack->networkId, OnlineEnding::CANCELLED);
+    }
+    lock.Lock();
+    if (!end.inUse || end.isNew) {
         connection_.reset();
     }
     if (end.inUse && !stop_.IsCancelled()) {
         Connect(*end.inUse, end.isNew);
     }
-    const bool isOnline = answer_.phase == OnlinePhase::RUNNING && !end.fault;
-    const bool isCancelled = answer_.phase == OnlinePhase::CANCELLING;
     SetOutcome(end);
+    Changed();
     asked_.reset();
     OnAttemptEnded(isOnline, isCancelled);
     Answers answers;
@@ -208,17 +217,11 @@ void OnlineService::FinishAttempt(AttemptEnd end)
     }
     job_ = Job::NONE;
     if (isDownWanted_) {
-        undoneForDown_ = end.takenBack.value_or(TakenBack{});
+        undoneForDown_ = isOnline ? std::nullopt : std::optional(end.takenBack.value_or(TakenBack{}));
         StartDown();
     }
-    Changed();
+    changed_.NotifyAll();
     lock.Unlock();
-    if (isOnline) {
-        memory_->OnSuccess(end.inUse->networkId);
-        WriteOnlineSuccess(end.inUse->networkId);
-    } else if (isCancelled && end.takenBack) {
-        WriteOnlineEnd(end.takenBack->networkId, OnlineEnding::CANCELLED);
-    }
     for (const auto& answer : answers) {
         answer();
     }
@@ -277,7 +280,7 @@ void OnlineService::Connect(const DeviceInUse& device, bool isNew)
 
 void OnlineService::BeginCancelling(OnlineFault why)
 {
-    if (job_ == Job::ATTEMPT && answer_.phase == OnlinePhase::RUNNING) {
+    if (job_ == Job::ATTEMPT && answer_.phase == OnlinePhase::RUNNING && !isDecided_) {
         answer_.phase = OnlinePhase::CANCELLING;
         whyCancelled_ = std::move(why);
         Changed();

@@ -147,7 +147,7 @@ TEST_F(OnlineTest, EachFailureHasItsCodeAndStepAndIsUndone)
         std::erase(calls, "wait");
         calls.erase(calls.begin(), std::find(calls.begin(), calls.end(), "ask phone"));
         EXPECT_EQ(calls.empty() ? Lines() : Lines(calls.begin() + 1, calls.end()), row.undone);
-        ASSERT_EQ(events.Lines().size(), 1U);
+        ASSERT_EQ(events.Lines().size(), 1U) << testing::PrintToString(events.Lines());
         EXPECT_TRUE(events.Lines()[0].starts_with("NET_ONLINE_FAIL")) << events.Lines()[0];
         online->Stop();
     }
