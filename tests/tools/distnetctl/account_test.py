@@ -3,90 +3,22 @@
 Usage: account_test.py SOURCE_DIR BIN_DIR
 """
 
-import json
 import os
 import pathlib
-import pty
 import re
-import select
 import signal
 import subprocess
 import sys
 import tempfile
-import time
 import unittest
 
 SOURCE, BINARIES = (pathlib.Path(argument).resolve() for argument in sys.argv[1:3])
 sys.path.append(str(SOURCE / "tests/support"))
-import daemon  # noqa: E402
+import devices  # noqa: E402
+from devices import PATIENCE, Command, Device, joined_text, wait_until  # noqa: E402
 
+devices.BINARIES = BINARIES
 NOBODY = 65534
-PATIENCE = 40
-
-
-class Command:
-    """distnetctl with a terminal of its own; its output comes as a person sees it."""
-
-    def __init__(self, test, device, *words):
-        self.test, self.shown = test, ""
-        self.pid, self.terminal = pty.fork()
-        if self.pid == 0:
-            os.environ["NO_COLOR"] = "1"
-            os.environ["LC_ALL"] = "C.UTF-8"
-            os.execv(BINARIES / "distnetctl", ["distnetctl", "--socket", str(device.socket), *words])
-        test.addCleanup(os.close, self.terminal)
-
-    def read_until(self, text):
-        """What stands behind the text that was awaited before, up to this one."""
-        deadline = time.monotonic() + PATIENCE
-        while text not in self.shown:
-            ready, _, _ = select.select([self.terminal], [], [], max(0, deadline - time.monotonic()))
-            try:
-                piece = os.read(self.terminal, 4096) if ready else b""
-            except OSError:  # the other side has ended
-                piece = b""
-            self.test.assertTrue(piece, f"{text!r} did not come: {self.shown!r}")
-            self.shown += piece.decode(errors="replace")
-        before, self.shown = self.shown.split(text, 1)
-        return before
-
-    def write(self, text):
-        os.write(self.terminal, text.encode())
-
-    def wait(self):
-        """The exit code, once all output was read."""
-        rest = b""
-        while True:
-            try:
-                piece = os.read(self.terminal, 4096)
-            except OSError:
-                piece = b""
-            if not piece:
-                break
-            rest += piece
-        self.shown += rest.decode(errors="replace")
-        return os.waitstatus_to_exitcode(os.waitpid(self.pid, 0)[1])
-
-
-class Device:
-    def __init__(self, test, name, kind, world):
-        self.name, self.folder = name, world / name
-        self.folder.mkdir()
-        settings = {"device": {"name": name, "type": kind}, "softbus": {"announce_dir": str(world / "announcements")},
-                    "simulated": {"air_dir": str(world / "air")}}
-        self.socket = daemon.start(test, BINARIES / "distnetd", self.folder, settings)
-        self.state = self.folder / "phone"
-
-    def run(self, *words, typed=None, **options):
-        return subprocess.run([BINARIES / "distnetctl", "--socket", self.socket, *words], input=typed, text=True,
-                              capture_output=True, timeout=PATIENCE, check=False, **options)
-
-    def json(self, *words, typed=None):
-        return [json.loads(line) for line in self.run("--json", *words, typed=typed).stdout.splitlines()]
-
-
-def joined_text(ended):
-    return ended.stdout + ended.stderr
 
 
 class Account(unittest.TestCase):
@@ -97,12 +29,6 @@ class Account(unittest.TestCase):
         self.phone = Device(self, "phone", "phone", self.world)
         created = self.laptop.run("account", "create", "home", "--device-name", "laptop", "--state", self.laptop.state)
         self.assertEqual(created.returncode, 0, joined_text(created))
-
-    def wait_until(self, condition):
-        deadline = time.monotonic() + PATIENCE
-        while not condition():
-            self.assertLess(time.monotonic(), deadline)
-            time.sleep(0.05)
 
     def invite(self, *words):
         """The running command and its ticket."""
@@ -196,7 +122,7 @@ class Account(unittest.TestCase):
         self.assertEqual(self.laptop.json("account", "rename", "phone", "laptop")[-1]["suggestion"], "laptop-2")
         self.assertIn("does not hold", self.phone.run("account", "rename", "phone", "x").stderr)
         self.assertEqual(self.laptop.run("account", "rename", "phone", "old phone").returncode, 0)
-        self.wait_until(lambda: self.names(self.phone) == ["laptop", "old phone"])
+        wait_until(self, lambda: self.names(self.phone) == ["laptop", "old phone"])
         self.assertIn("laptop holds its key", self.phone.run("status").stdout)
 
         kept = self.laptop.run("account", "remove", "old", typed="n\n")
@@ -220,11 +146,11 @@ class Account(unittest.TestCase):
 
     def test_key_is_handed_over_and_its_holder_may_leave_then(self):
         self.join_by_yes(self.phone)
-        self.wait_until(lambda: "reachable" in self.laptop.run("devices").stdout)
+        wait_until(self, lambda: "reachable" in self.laptop.run("devices").stdout)
         self.assertEqual(self.laptop.json("account", "transfer", "laptop", "--yes")[-1]["fault"], "this_device")
         moved = self.laptop.run("account", "transfer", "phone", typed="y\n")
         self.assertEqual(moved.returncode, 0, joined_text(moved))
-        self.wait_until(lambda: "this device holds its key" in self.phone.run("status").stdout)
+        wait_until(self, lambda: "this device holds its key" in self.phone.run("status").stdout)
         self.assertEqual(self.laptop.json("account", "rename", "phone", "x")[-1]["fault"], "not_holder")
         self.assertEqual(self.laptop.run("account", "leave", "--yes").returncode, 0)
         self.assertEqual(self.phone.run("account", "remove", "laptop", "--yes").returncode, 0)
@@ -241,7 +167,7 @@ class Account(unittest.TestCase):
         self.assertEqual(self.names(self.laptop), ["laptop"])
 
     def test_backup_is_asked_for_twice_and_restored_elsewhere(self):
-        self.wait_until(lambda: "has no backup" in self.laptop.run("status").stdout)
+        wait_until(self, lambda: "has no backup" in self.laptop.run("status").stdout)
         file = self.world / "home.p12"
         command = Command(self, self.laptop, "account", "backup", str(file), "--state", str(self.laptop.state))
         for prompt in ("Passphrase: ", "The same again: "):
@@ -259,7 +185,7 @@ class Account(unittest.TestCase):
                                    self.phone.state, "--passphrase-fd", str(ends[0]), pass_fds=[ends[0]])
             os.close(ends[0])
             self.assertEqual(ended.returncode, code, joined_text(ended))
-        self.wait_until(lambda: "this device holds its key" in self.phone.run("status").stdout)
+        wait_until(self, lambda: "this device holds its key" in self.phone.run("status").stdout)
 
 
 if __name__ == "__main__":

@@ -1,0 +1,114 @@
+"""Simulated devices of this user, each with a daemon of its own, that find each other in a folder; and commands with a
+terminal. For tests in Python: set BINARIES first."""
+
+import json
+import os
+import pathlib
+import pty
+import select
+import signal
+import subprocess
+import time
+
+import daemon
+
+BINARIES = pathlib.Path()
+PATIENCE = 40
+
+
+class Command:
+    """distnetctl with a terminal of its own; its output comes as a person sees it."""
+
+    def __init__(self, test, device, *words):
+        self.test, self.shown = test, ""
+        self.pid, self.terminal = pty.fork()
+        if self.pid == 0:
+            os.environ["NO_COLOR"] = "1"
+            os.environ["LC_ALL"] = "C.UTF-8"
+            os.execv(BINARIES / "distnetctl", ["distnetctl", "--socket", str(device.socket), *words])
+        test.addCleanup(os.close, self.terminal)
+
+    def read_until(self, text):
+        """What stands behind the text that was awaited before, up to this one."""
+        deadline = time.monotonic() + PATIENCE
+        while text not in self.shown:
+            ready, _, _ = select.select([self.terminal], [], [], max(0, deadline - time.monotonic()))
+            try:
+                piece = os.read(self.terminal, 4096) if ready else b""
+            except OSError:  # the other side has ended
+                piece = b""
+            self.test.assertTrue(piece, f"{text!r} did not come: {self.shown!r}")
+            self.shown += piece.decode(errors="replace")
+        before, self.shown = self.shown.split(text, 1)
+        return before
+
+    def write(self, text):
+        os.write(self.terminal, text.encode())
+
+    def interrupt(self):
+        os.kill(self.pid, signal.SIGINT)
+
+    def kill(self):
+        os.kill(self.pid, signal.SIGKILL)
+
+    def wait(self):
+        """The exit code, once all output was read."""
+        rest = b""
+        while True:
+            try:
+                piece = os.read(self.terminal, 4096)
+            except OSError:
+                piece = b""
+            if not piece:
+                break
+            rest += piece
+        self.shown += rest.decode(errors="replace")
+        return os.waitstatus_to_exitcode(os.waitpid(self.pid, 0)[1])
+
+
+class Device:
+    def __init__(self, test, name, kind, world, **settings):
+        self.name, self.folder = name, world / name
+        self.folder.mkdir()
+        settings = {"device": {"name": name, "type": kind}, "softbus": {"announce_dir": str(world / "announcements")},
+                    "simulated": {"air_dir": str(world / "air")}, **settings}
+        self.socket = daemon.start(test, BINARIES / "distnetd", self.folder, settings)
+        self.state = self.folder / "phone"
+
+    def run(self, *words, typed=None, **options):
+        return subprocess.run([BINARIES / "distnetctl", "--socket", self.socket, *words], input=typed, text=True,
+                              capture_output=True, timeout=PATIENCE, check=False, **options)
+
+    def json(self, *words, typed=None):
+        return [json.loads(line) for line in self.run("--json", *words, typed=typed).stdout.splitlines()]
+
+    def set(self, *assignments):
+        """Changes the simulated device; its daemon follows at once."""
+        changed = self.run("sim", "set", "--state", self.state, *assignments)
+        if changed.returncode != 0:
+            raise ValueError(joined_text(changed))
+
+
+def joined_text(ended):
+    return ended.stdout + ended.stderr
+
+
+def make_account(test, holder, *members):
+    """The holder makes an account, which the members join by tickets."""
+    created = holder.run("account", "create", "home", "--device-name", holder.name, "--state", holder.state)
+    test.assertEqual(created.returncode, 0, joined_text(created))
+    for member in members:
+        invite = Command(test, holder, "account", "invite", "--yes")
+        invite.read_until("one device.")
+        invite.read_until("\r\n    ")
+        ticket = invite.read_until("\r\n")
+        joined = member.run("account", "join", typed=ticket + "\n")
+        test.assertEqual(joined.returncode, 0, joined_text(joined))
+        test.assertEqual(invite.wait(), 0, invite.shown)
+
+
+def wait_until(test, condition, what=""):
+    deadline = time.monotonic() + PATIENCE
+    while not condition():
+        test.assertLess(time.monotonic(), deadline, what)
+        time.sleep(0.05)

@@ -1,0 +1,145 @@
+"""Getting online through another device, and off again, as a person uses it: real daemons of simulated devices.
+
+Usage: online_test.py SOURCE_DIR BIN_DIR
+"""
+
+import pathlib
+import sys
+import tempfile
+import unittest
+
+SOURCE, BINARIES = (pathlib.Path(argument).resolve() for argument in sys.argv[1:3])
+sys.path.append(str(SOURCE / "tests/support"))
+import devices  # noqa: E402
+from devices import Command, Device, joined_text, make_account, wait_until  # noqa: E402
+
+devices.BINARIES = BINARIES
+
+
+class Devices(unittest.TestCase):
+    """A laptop in the network "office", and a phone."""
+
+    share = {}
+
+    def setUp(self):
+        self.world = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
+        (self.world / "announcements").mkdir(mode=0o700)
+        self.laptop = Device(self, "laptop", "laptop", self.world)
+        self.phone = Device(self, "phone", "phone", self.world, share={"close_after_s": 10, **self.share})
+        make_account(self, self.laptop, self.phone)
+        self.laptop.set("network.wifi=office")
+
+    def hotspots(self):
+        return [path.name for path in (self.world / "air").glob("hotspot-*.json")]
+
+    def assert_taken_back(self):
+        wait_until(self, lambda: not self.hotspots(), "the hotspot stays on")
+        online = self.laptop.json("status")[-1]["status"]
+        self.assertNotEqual(online["wifi"]["state"], "connected")
+
+    def up(self, code, *words):
+        ended = self.laptop.run(*(words or ("up",)))
+        self.assertEqual(ended.returncode, code, joined_text(ended))
+        return joined_text(ended)
+
+    def reasons(self):
+        return [event["params"].get("REASON") for event in self.laptop.json("events") if event["name"] == "NET_ONLINE_FAIL"]
+
+
+class Online(Devices):
+    def test_up_and_down_leave_nothing_behind(self):
+        said = self.up(0)
+        for text in ["phone", "hotspot ready", "Wi-Fi joined", "online", "You are online through phone", "distnetctl down"]:
+            self.assertIn(text, said)
+        wait_until(self, lambda: "laptop, since" in self.phone.run("status").stdout)
+        self.laptop.set("wifi.received_bytes=5000000", "wifi.sent_bytes=1000000")
+        self.assertIn("online through phone", self.up(0))
+        self.assertIn("phone", self.laptop.run("status").stdout)
+        down = self.up(0, "down")
+        self.assertIn('back on "office"', down)
+        self.assertIn("phone closed its hotspot", down)
+        self.assert_taken_back()
+        self.assertIn("nothing to leave", self.up(0, "down"))
+        share = self.phone.json("share")[-1]["sharing"]
+        self.assertEqual((share["users"], share["month_bytes"]), ([], 6000000))
+
+    def test_a_phone_without_internet_is_left_by_up_and_kept_by_start(self):
+        self.phone.set("cellular_data=off")
+        said = self.up(1)
+        self.assertIn("its mobile data is switched off", said)
+        self.assertIn("On phone: switch mobile data on", said)
+        self.assert_taken_back()
+        self.assertEqual(self.reasons(), ["NO_INTERNET"])
+        self.assertIn("has no internet", self.up(1, "start", "phone"))
+        self.assertEqual(self.laptop.json("status")[-1]["status"]["wifi"]["state"], "connected")
+        self.up(0, "down")
+        self.assert_taken_back()
+
+    def test_ctrl_c_a_killed_client_and_a_limit_take_everything_back(self):
+        self.phone.set("wifi.hotspot_start_ms=0")
+        self.laptop.set("wifi.join_ms=20000")
+        command = Command(self, self.laptop, "up")
+        command.read_until("hotspot ready")
+        command.interrupt()
+        command.read_until('cancelled: this device is back on "office"; phone closed its hotspot.')
+        self.assertEqual(command.wait(), 130)
+        self.assert_taken_back()
+
+        command = Command(self, self.laptop, "up")
+        command.read_until("hotspot ready")
+        command.kill()
+        self.assertLess(command.wait(), 0)
+        self.assert_taken_back()
+
+        self.assertIn("--timeout", self.up(5, "--timeout", "2", "up"))
+        self.assert_taken_back()
+        self.assertEqual(self.laptop.json("--timeout", "2", "up")[-1]["name"], "TIMED_OUT")
+
+    def test_up_goes_on_to_the_next_device(self):
+        tablet = Device(self, "tablet", "tablet", self.world)
+        invite = Command(self, self.laptop, "account", "invite", "--yes")
+        invite.read_until("one device.\r\n\r\n    ")
+        self.assertEqual(tablet.run("account", "join", typed=invite.read_until("\r\n") + "\n").returncode, 0)
+        self.assertEqual(invite.wait(), 0)
+        self.up(0, "prefer", "phone")
+        self.phone.set("wifi.enabled=off")
+        said = self.up(0)
+        self.assertIn("its Wi-Fi is switched off", said)
+        self.assertIn("You are online through tablet", said)
+        self.up(0, "start", "tablet")
+        self.up(0, "down")
+        self.assert_taken_back()
+
+    def test_failures_of_this_device_name_the_step_and_what_to_do(self):
+        self.laptop.set("wifi.enabled=off")
+        self.assertIn("switched off", self.up(1))
+        self.laptop.set("wifi.enabled=on")
+        self.phone.set("faults.hotspot.enable.code=5")
+        self.assertIn("On phone:", self.up(1))
+        self.assertEqual(self.reasons(), ["WIFI_OFF", "HOTSPOT_FAILED"])
+        self.assert_taken_back()
+
+
+class Asking(Devices):
+    share = {"allow": "ask"}
+
+    def test_the_owner_is_asked_and_decides(self):
+        self.assertIn("asked", self.up(1, "start", "phone"))
+        command = Command(self, self.laptop, "up")
+        wait_until(self, lambda: "laptop asks" in self.phone.run("share", "requests").stdout)
+        self.assertEqual(self.phone.run("share", "allow", "laptop", "--once").returncode, 0)
+        command.read_until("You are online through phone")
+        self.assertEqual(command.wait(), 0)
+        self.up(0, "down")
+        self.assert_taken_back()
+        command = Command(self, self.laptop, "up")
+        wait_until(self, lambda: "laptop asks" in self.phone.run("share", "requests").stdout)
+        self.assertEqual(self.phone.run("share", "deny", "laptop").returncode, 0)
+        self.assertEqual(command.wait(), 1)
+        self.assertNotIn("laptop asks", self.phone.run("share", "requests").stdout)
+        self.assertEqual(self.phone.run("share", "allow", "laptop", "--always").returncode, 0)
+        self.up(0)
+
+
+if __name__ == "__main__":
+    unittest.main(argv=sys.argv[:1], verbosity=2)
