@@ -64,7 +64,7 @@ class Online(Devices):
         self.assertEqual((share["users"], share["month_bytes"]), ([], 6000000))
 
     def test_a_phone_without_internet_is_left_by_up_and_kept_by_start(self):
-        self.phone.set("cellular_data=off")
+        self.phone.set("cellular_data=false")
         said = self.up(1)
         self.assertIn("its mobile data is switched off", said)
         self.assertIn("On phone: switch mobile data on", said)
@@ -76,7 +76,6 @@ class Online(Devices):
         self.assert_taken_back()
 
     def test_ctrl_c_a_killed_client_and_a_limit_take_everything_back(self):
-        self.phone.set("wifi.hotspot_start_ms=0")
         self.laptop.set("wifi.join_ms=20000")
         command = Command(self, self.laptop, "up")
         command.read_until("hotspot ready")
@@ -102,18 +101,21 @@ class Online(Devices):
         self.assertEqual(tablet.run("account", "join", typed=invite.read_until("\r\n") + "\n").returncode, 0)
         self.assertEqual(invite.wait(), 0)
         self.up(0, "prefer", "phone")
-        self.phone.set("wifi.enabled=off")
+        self.phone.set("faults.hotspot.enable.code=5")
         said = self.up(0)
-        self.assertIn("its Wi-Fi is switched off", said)
+        self.assertIn("phone could not open its hotspot", said)
         self.assertIn("You are online through tablet", said)
+        self.up(0, "down")
+        self.phone.set("faults.hotspot.enable.code=0", "wifi.enabled=false")
+        self.assertNotIn("phone", self.up(0))
         self.up(0, "start", "tablet")
         self.up(0, "down")
         self.assert_taken_back()
 
     def test_failures_of_this_device_name_the_step_and_what_to_do(self):
-        self.laptop.set("wifi.enabled=off")
+        self.laptop.set("wifi.enabled=false")
         self.assertIn("switched off", self.up(1))
-        self.laptop.set("wifi.enabled=on")
+        self.laptop.set("wifi.enabled=true")
         self.phone.set("faults.hotspot.enable.code=5")
         self.assertIn("On phone:", self.up(1))
         self.assertEqual(self.reasons(), ["WIFI_OFF", "HOTSPOT_FAILED"])
