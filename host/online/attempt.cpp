@@ -4,6 +4,7 @@
 #include <utility>
 #include <variant>
 
+#include "host/online/facts_round.h"
 #include "host/online/online_events.h"
 #include "platform/base/text.h"
 
@@ -79,9 +80,11 @@ std::vector<KnownDevice> Attempt::Candidates()
     for (const std::string& networkId : task_.networkIds) {
         const auto found = std::find_if(known.begin(), known.end(),
                                         [&](const KnownDevice& device) { return device.networkId == networkId; });
-        if (found != known.end()) {
+        const bool isTwice = std::any_of(chosen.begin(), chosen.end(),
+                                         [&](const KnownDevice& device) { return device.networkId == networkId; });
+        if (found != known.end() && !isTwice) {
             chosen.push_back(*found);
-        } else {
+        } else if (found == known.end()) {
             Record(MakeFault(Code::UNKNOWN_DEVICE, FaultDevice{networkId, ""}, ShortId(networkId)), Kind::FIND);
         }
     }
@@ -182,14 +185,22 @@ OnlineFault Attempt::WhyNoHotspot(Trial& trial, int32_t code, milliseconds took)
         trial.mayBeOpen = false;
         return FaultOf(refusal, trial.named);
     }
-    AskForFacts(options_, env_.memory, {trial.named.networkId}, FRESH_FACTS_LIMIT);
-    const Experience experience = env_.memory->CurrentExperience();
-    if (const auto facts = experience.facts.find(trial.named.networkId); facts != experience.facts.end()) {
-        if (Fault fault = FaultOf(facts->second, trial.named)) {
-            return *std::move(fault);
-        }
+    RefreshFactsOf(trial);
+    if (Fault fault = trial.use.facts ? FaultOf(*trial.use.facts, trial.named) : std::nullopt) {
+        return *std::move(fault);
     }
     return HotspotFault(code, took, TrialOf(trial.named.networkId).device);
+}
+
+void Attempt::RefreshFactsOf(Trial& trial)
+{
+    const auto before = std::chrono::floor<std::chrono::seconds>(options_.timers->WallNow());
+    AskForFacts(options_, env_.memory, {trial.named.networkId}, FRESH_FACTS_LIMIT);
+    const Experience experience = env_.memory->CurrentExperience();
+    const auto facts = experience.facts.find(trial.named.networkId);
+    if (facts != experience.facts.end() && facts->second.at >= before) {
+        trial.use.facts = facts->second;
+    }
 }
 
 Attempt::Fault Attempt::Join(Trial& trial, size_t step)
@@ -235,12 +246,14 @@ Attempt::Fault Attempt::CheckNetwork(Trial& trial)
     if (IsCancelled()) {
         return Cancelled(trial);
     }
-    const auto joined = options_.station->Joined();
-    if (!joined || joined->attempt != trial.use.wifiAttempt) {
+    if (!IsOnNetworkOf(options_, trial.use)) {
         return JoinFault("", "the network went away while it was checked", trial.named);
     }
-    return verdict == Network::OnlineVerdict::NO_INTERNET ? Fault(NoInternet(trial.use.facts, trial.named))
-                                                          : std::nullopt;
+    if (verdict != Network::OnlineVerdict::NO_INTERNET) {
+        return std::nullopt;
+    }
+    RefreshFactsOf(trial);  // the device may know why
+    return NoInternet(trial.use.facts, trial.named);
 }
 
 // ---- The run
@@ -428,8 +441,7 @@ void Attempt::EndBefore()
         (void)Release(options_, *before_, RELEASE_LIMIT, env_.stop);
         return;
     }
-    const auto joined = options_.station->Joined();
-    if (joined && joined->attempt == before_->wifiAttempt) {
+    if (IsOnNetworkOf(options_, *before_)) {
         end_.inUse = before_;
     } else {
         KeepTakenBack(Undo(options_, *before_, env_.stop).takenBack);
@@ -452,40 +464,6 @@ AttemptEnd Attempt::End()
                                            [](const Failure& a, const Failure& b) { return a.step < b.step; });
     end_.fault = farthest != failures_.end() ? farthest->fault : MakeFault(Code::CANCELLED);
     return std::move(end_);
-}
-
-void AskForFacts(const OnlineOptions& options, const std::shared_ptr<OnlineMemory>& memory,
-                 const std::vector<std::string>& networkIds, milliseconds limit)
-{
-    struct Round {
-        Mutex mutex;
-        CondVar answered;
-        size_t open GUARDED_BY(mutex) = 0;
-    };
-    const auto round = std::make_shared<Round>();
-    const SteadyTime deadline = options.timers->Now() + limit;
-    for (const std::string& networkId : networkIds) {
-        const auto ask = [round, networkId, deadline, peers = options.peers, memory] {
-            const Result<PeerAnswer> answer = peers->Ask(networkId, FactsRequest{}, deadline, nullptr);
-            if (const auto* facts = answer ? std::get_if<DeviceFacts>(&answer.value()) : nullptr) {
-                DeviceFacts known = *facts;
-                known.networkId = networkId;
-                memory->SetFacts(std::move(known));
-            }
-            const MutexLock lock(round->mutex);
-            --round->open;
-            round->answered.NotifyAll();
-        };
-        MutexLock lock(round->mutex);
-        ++round->open;
-        lock.Unlock();
-        if (!Tasks::ElasticPool::Shared().Post(ask)) {
-            lock.Lock();
-            --round->open;
-        }
-    }
-    const MutexLock lock(round->mutex);
-    (void)round->answered.WaitFor(round->mutex, limit, [&]() REQUIRES(round->mutex) { return round->open == 0; });
 }
 
 }  // namespace Vexo::Host

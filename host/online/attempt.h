@@ -28,11 +28,6 @@ inline constexpr std::chrono::seconds ONLINE_CHECK_LIMIT{10};
 inline constexpr std::chrono::seconds OWNER_RETRY{5};  // while an owner is being asked
 inline constexpr int OWNER_RETRIES = 12;
 
-// Asks the devices for their facts, all at once, and stores them. Blocks until all have answered or the limit has
-// passed.
-void AskForFacts(const OnlineOptions& options, const std::shared_ptr<OnlineMemory>& memory,
-                 const std::vector<std::string>& networkIds, std::chrono::milliseconds limit);
-
 struct AttemptTask {
     OnlineMode mode = OnlineMode::UP;
     std::vector<std::string> networkIds;  // those to try, in this order; empty: all, the best first
@@ -94,6 +89,7 @@ private:
     Fault WhyNotByItself(const Trial& trial) const;
     Fault OpenHotspot(Trial& trial, size_t step);
     OnlineFault WhyNoHotspot(Trial& trial, int32_t code, std::chrono::milliseconds took);
+    void RefreshFactsOf(Trial& trial);
     Fault Join(Trial& trial, size_t step);
     Fault CheckNetwork(Trial& trial);
 

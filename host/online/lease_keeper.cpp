@@ -58,15 +58,9 @@ void LeaseKeeper::Renew()
     RenewAfter(answer ? LEASE_RENEWAL : LEASE_RETRY);
 }
 
-bool LeaseKeeper::IsOnNetwork() const
-{
-    const auto joined = options_.station->Joined();
-    return joined && joined->attempt == device_.wifiAttempt;
-}
-
 void LeaseKeeper::Check()
 {
-    if (IsOnNetwork()) {
+    if (IsOnNetworkOf(options_, device_)) {
         return;
     }
     std::function<void()> lost;

@@ -28,7 +28,7 @@ public:
 
     // The device knows that this one uses it.
     bool IsHeld() const EXCLUDES(mutex_);
-    // Looks at the network now. Blocks for the radio's daemon.
+    // Looks at the network now. Does not block; may call lost.
     void Check() EXCLUDES(mutex_);
     void Stop() EXCLUDES(mutex_);
 
@@ -37,7 +37,6 @@ private:
 
     void Renew() EXCLUDES(mutex_);
     void RenewAfter(std::chrono::milliseconds delay) EXCLUDES(mutex_);
-    bool IsOnNetwork() const;
 
     const OnlineOptions options_;
     const DeviceInUse device_;

@@ -7,7 +7,6 @@
 #include "host/online/online_events.h"
 #include "host/online/online_faults.h"
 #include "host/online/online_service.h"
-#include "platform/dfx/log.h"
 #include "platform/tasks/elastic_pool.h"
 
 namespace Vexo::Host {
@@ -387,7 +386,8 @@ DownAnswer OnlineService::LeaveNetwork()
             done.takenBack.hasLeftWifi = left.value().hasLeft;
             done.takenBack.backOn = left.value().backOn;
         } else {
-            done.fault = MakeFault(Code::FAILED, ": " + left.error().message);
+            done.fault = MakeFault(Code::FAILED);
+            done.fault->message = "this device has not left the network: " + left.error().message;
         }
     }
     lock.Lock();

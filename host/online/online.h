@@ -68,7 +68,7 @@ public:
                                IDistNetHost::Answer<OnlineAnswer> answer) = 0;
     // Ends the attempt, undoes it and then answers, within ONLINE_UNDO_LIMIT. wasTimeout: the program's limit passed.
     virtual void Cancel(pid_t owner, bool wasTimeout, IDistNetHost::Answer<OnlineAnswer> answer) = 0;
-    // Leaves the other device's network, or ends an attempt of automatic mode; then answers, within ONLINE_UNDO_LIMIT.
+    // Ends an attempt, of any program, and leaves the other device's network; then answers, within ONLINE_UNDO_LIMIT.
     virtual void Down(IDistNetHost::Answer<DownAnswer> answer) = 0;
     virtual OnlineStatus Status() = 0;
     virtual OnlineChange SetAuto(bool isOn) = 0;
@@ -84,7 +84,8 @@ public:
     virtual void OnProcessGone(pid_t process) = 0;
     // Leaves the account: preferences, facts and successes are forgotten.
     virtual void Forget() = 0;
-    // Ends the attempt, tells the device in use (within 1 s), and ends all timers. Blocks. Idempotent.
+    // Ends the attempt, tells the device in use (within 1 s), and ends all timers. Leaves no network. Blocks for at
+    // most 2 s; the thread of an attempt that waits for the service ends later, without a further call. Idempotent.
     virtual void Stop() = 0;
 };
 

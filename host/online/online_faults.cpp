@@ -95,10 +95,12 @@ std::string Filled(std::string text, const std::string& place, const std::string
     return text;
 }
 
+// The way over which the device would be tried first; the others were tried, too.
 std::string WaysText(const KnownDevice& device)
 {
-    const std::string lan = "the LAN" + (device.address.empty() ? "" : " at " + device.address);
-    return device.transport == "tcp" ? lan + " or Bluetooth" : "Bluetooth or the LAN";
+    return (device.transport == "bluetooth" ? std::string("Bluetooth")
+                                            : "the LAN" + (device.address.empty() ? "" : " at " + device.address)) +
+           " or any other way";
 }
 
 std::string ClockText(milliseconds clockAhead)

@@ -92,7 +92,7 @@ private:
     SteadyTime stepBegan_ GUARDED_BY(mutex_);  // of the last one
     std::shared_ptr<Cancellation> cancellation_ GUARDED_BY(mutex_);
     std::optional<OnlineFault> whyCancelled_ GUARDED_BY(mutex_);
-    bool isDecided_ GUARDED_BY(mutex_) = false;  // how the attempt ends: a cancellation comes too late
+    bool isDecided_ GUARDED_BY(mutex_) = false;            // how the attempt ends: a cancellation comes too late
     std::optional<DeviceInUse> asked_ GUARDED_BY(mutex_);  // by the attempt that runs: its hotspot may be open
     std::vector<std::pair<pid_t, IDistNetHost::Answer<OnlineAnswer>>> cancelAnswers_ GUARDED_BY(mutex_);
     bool isDownWanted_ GUARDED_BY(mutex_) = false;

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <utility>
 
+#include "host/online/facts_round.h"
 #include "host/online/online_events.h"
 #include "host/online/online_faults.h"
 #include "host/online/online_service.h"
@@ -18,7 +19,12 @@ constexpr std::chrono::seconds STOP_LIMIT{1};
 
 OnlineChange ChangeOf(const Result<void>& stored)
 {
-    return stored ? OnlineChange{} : OnlineChange{MakeFault(Code::FAILED, ": " + stored.error().message)};
+    if (stored) {
+        return {};
+    }
+    OnlineFault fault = MakeFault(Code::FAILED);
+    fault.message = "the setting could not be stored: " + stored.error().message;
+    return {std::move(fault)};
 }
 
 }  // namespace

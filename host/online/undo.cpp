@@ -3,8 +3,21 @@
 #include <variant>
 
 #include "host/online/online_faults.h"
+#include "platform/dfx/log.h"
 
 namespace Vexo::Host {
+namespace {
+
+constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Online"};
+
+}  // namespace
+
+bool IsOnNetworkOf(const OnlineOptions& options, const DeviceInUse& device)
+{
+    // By the attempt's state, which stays as it is while the radio's daemon does not answer.
+    const WifiStatus wifi = options.wifi();
+    return wifi.state == WifiState::CONNECTED && wifi.attempt == device.wifiAttempt;
+}
 
 std::optional<ReleaseAnswer> Release(const OnlineOptions& options, const DeviceInUse& device,
                                      std::chrono::milliseconds limit, Cancellation* stop)
@@ -35,10 +48,12 @@ Undone Undo(const OnlineOptions& options, const DeviceInUse& device, Cancellatio
             undone.fault = MakeFault(OnlineFaultCode::FAILED, FaultDevice{device.networkId, device.deviceName});
             undone.fault->message =
                 "this device has not left the network of " + device.deviceName + ": " + left.error().message;
+            QuviewDFX::LogWarn(LABEL, "%{public}s", undone.fault->message);
             undone.fault->advice = "It is left as soon as the radio answers; see: distnetctl doctor";
         }
     }
-    if (!released && !isStopped()) {
+    // Over the network of before, the device may be within reach again.
+    if (!released && device.wifiAttempt != 0 && !isStopped()) {
         released = Release(options, device, SECOND_RELEASE_LIMIT, stop);
     }
     undone.takenBack.wasTold = released.has_value();

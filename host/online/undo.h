@@ -24,6 +24,9 @@ struct DeviceInUse {
     std::string macAddress;    // of this device's station; empty before it has joined
 };
 
+// Whether this device is on the network that it joined through the device. Does not block.
+bool IsOnNetworkOf(const OnlineOptions& options, const DeviceInUse& device);
+
 struct Undone {
     TakenBack takenBack;
     std::optional<OnlineFault> fault;  // what could not be undone here

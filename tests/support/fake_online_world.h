@@ -91,6 +91,7 @@ public:
     {
         const MutexLock lock(mutex_);
         joined_.reset();
+        wifi.state = Host::WifiState::DISCONNECTED;
     }
     // The Wi-Fi stays in this state after the service's request.
     bool isJoining = false;
@@ -130,6 +131,7 @@ public:
         const MutexLock lock(mutex_);
         const bool isLatest = attempt == wifi.attempt;
         if (isLatest) {
+            wifi.state = Host::WifiState::DISCONNECTED;
             joined_.reset();
         }
         return Wifi::LeftNetwork{isLatest, isLatest ? "office" : ""};

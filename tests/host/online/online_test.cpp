@@ -128,7 +128,7 @@ TEST_F(OnlineTest, EachFailureHasItsCodeAndStepAndIsUndone)
         {Code::NO_INTERNET,
          Kind::ONLINE,
          [](World& w) { w.devices["phone"].verdict = Network::OnlineVerdict::NO_INTERNET; },
-         {"check phone", "release phone", "leave 1"}},
+         {"check phone", "facts phone", "release phone", "leave 1"}},
     };
     for (const Case& row : table) {
         const auto world = FakeOnlineWorld::Make();
@@ -163,8 +163,8 @@ TEST_F(OnlineTest, TheNextDeviceIsTriedAndTheFirstOneIsUndone)
     EXPECT_EQ(answer.deviceName, "tablet");
     EXPECT_EQ(answer.steps[3].fault->message, "phone has no internet: its mobile data is switched off");
     EXPECT_EQ(answer.steps[6].security, "WPA2");
-    EXPECT_EQ(Calls(), (Lines{"facts phone", "ask phone", "check phone", "release phone", "leave 1", "facts tablet",
-                              "ask tablet", "check tablet"}));
+    EXPECT_EQ(Calls(), (Lines{"facts phone", "ask phone", "check phone", "facts phone", "release phone", "leave 1",
+                              "facts tablet", "ask tablet", "check tablet"}));
     EXPECT_EQ(events_.WaitFor(2), (Lines{"NET_ONLINE_FAIL DEVICE_ID phone STEP ONLINE REASON NO_INTERNET",
                                          "NET_ONLINE_SUCCESS DEVICE_ID tablet"}));
 }

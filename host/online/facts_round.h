@@ -1,0 +1,19 @@
+// Asks several devices of the account for their facts at once. Any thread.
+#pragma once
+
+#include <chrono>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/online/online.h"
+#include "host/online/online_memory.h"
+
+namespace Vexo::Host {
+
+// Asks the devices for their facts, and stores what they say. Blocks until all have answered or the limit has
+// passed.
+void AskForFacts(const OnlineOptions& options, const std::shared_ptr<OnlineMemory>& memory,
+                 const std::vector<std::string>& networkIds, std::chrono::milliseconds limit);
+
+}  // namespace Vexo::Host
