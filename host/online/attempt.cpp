@@ -185,6 +185,9 @@ OnlineFault Attempt::WhyNoHotspot(Trial& trial, int32_t code, milliseconds took)
         trial.mayBeOpen = false;
         return FaultOf(refusal, trial.named);
     }
+    if (Fault fault = WhyNotHere()) {
+        return *std::move(fault);  // the join could not begin here
+    }
     RefreshFactsOf(trial);
     if (Fault fault = trial.use.facts ? FaultOf(*trial.use.facts, trial.named) : std::nullopt) {
         return *std::move(fault);
