@@ -24,6 +24,7 @@ foreach(pair daemon:distnet development:libdistnet-dev)
         DESTINATION share/lintian/overrides RENAME ${package} COMPONENT ${component})
 endforeach()
 install(FILES README.md docs/install.md DESTINATION share/doc/distnet COMPONENT daemon)
+install(DIRECTORY docs/schema DESTINATION share/doc/distnet COMPONENT daemon)
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_NAME distnet)

@@ -58,7 +58,8 @@ std::vector<DeviceStateEntry> DescribeDeviceState(const DeviceState& state)
         std::string allowed = key.shape->allowed;
         std::erase(allowed, '"');  // a person types words without quotes
         entries.push_back({key.name, key.shape->isSecret ? (value.empty() ? "generated" : "set") : value,
-                           std::move(allowed), key.meaning, value == keys.Typed(key, {})});
+                           std::move(allowed), key.meaning, value == keys.Typed(key, {}),
+                           key.shape->isText || key.shape->isSecret});
     }
     return entries;
 }

@@ -126,6 +126,7 @@ struct DeviceStateEntry {
     std::string allowed;  // "on or off", "0 to 60000", …
     std::string help;     // what the key means, one phrase
     bool isDefault = false;
+    bool isText = false;  // else value is JSON: a number, true or false
 };
 std::vector<DeviceStateEntry> DescribeDeviceState(const DeviceState& state);
 

@@ -14,7 +14,7 @@ std::vector<std::string> Samples()
     status.device = {"B\u00FCro", DeviceType::LAPTOP, "ab"};
     status.account = "home";
     status.abilities = {{1120, "Wi-Fi", "linux"}, {1163, "service", "service"}};
-    status.wifi = {true, RadioState::BLOCKED, WifiState::FAILED, 7, "caf\\xe9", "", "wrong key"};
+    status.wifi = {true, RadioState::BLOCKED, WifiState::FAILED, 7, "caf\\xe9", "", "wrong key", "WRONG_KEY"};
     status.hotspot = {true, std::nullopt};
     status.uptime = std::chrono::milliseconds(90'061'001);
     return {AnswerText(status), AnswerText(DeviceList{{{}}}), AnswerText(CheckList{{{}}}), AnswerText(TracePiece{}),

@@ -63,7 +63,7 @@ _distnetctl()
             info | "info "*) value="supportSmartHotSpot hotspotName bssid" ;;
             "sim set" | "sim set "*)
                 value=$(distnetctl --json sim show "${passed[@]}" 2>/dev/null | sed -n 's/.*"state":{//p' |
-                    grep -o '"[A-Za-z0-9_.]*":"' | tr -d '":' | sed 's/$/=/')
+                    grep -o '"[A-Za-z0-9_.]*":' | tr -d '":' | sed 's/$/=/')
                 compopt -o nospace 2>/dev/null
                 ;;
             *) value=$(_distnetctl_help Subcommands "${path[@]}" "${passed[@]}" | cut -d ' ' -f 1) ;;

@@ -88,7 +88,7 @@ class Link(unittest.TestCase):
         answer = session.expect(link.DATA)
         self.assertEqual(answer[:5], struct.pack("<BI", 4, len(answer) - 5))
         hotspot = json.loads(answer[5:])
-        ssid = self.distnetctl("info", "hotspotName")["items"]["hotspotName"]["value"]
+        ssid = self.distnetctl("info", "hotspotName")["items"]["hotspotName"]
         self.assertEqual((hotspot["RES"], hotspot["SSID"], hotspot["SECURITY_TYPE"], len(hotspot["PRESHARED_KEY"]) >= 8),
                          (0, ssid, 4, True))
         session.close()

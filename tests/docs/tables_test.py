@@ -7,9 +7,12 @@ import pathlib
 import re
 import subprocess
 import sys
+import tempfile
 import unittest
 
 SOURCE, BINARIES = (pathlib.Path(argument).resolve() for argument in sys.argv[1:3])
+SIMULATED = tempfile.TemporaryDirectory()  # a state folder for which the help shows `sim`
+pathlib.Path(SIMULATED.name, "device-state.json").write_text("{}")
 
 
 def rows(page, heading):
@@ -25,7 +28,7 @@ def run(program, *arguments):
 
 def commands(*path):
     """Every command below path that has none below itself, with its help."""
-    text = run("distnetctl", *path, "--help")
+    text = run("distnetctl", *path, "--state", SIMULATED.name, "--help")
     below = re.search(r"^Subcommands:\n((?:  .*\n)+)", text, re.M)
     if below is None:
         return {" ".join(path): text}

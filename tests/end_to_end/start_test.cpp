@@ -153,8 +153,10 @@ TEST_F(StartTest, OwnWifiThatCannotJoinIsNamedAndThePeerIsNotAsked)
         EXPECT_THAT(start.output, testing::HasSubstr(std::string(setting) + "=true")) << "what to do";
         const Finished json = Laptop().Ctl({"--json", "start", "phone"});
         EXPECT_EQ(json.exitCode, 1);
-        EXPECT_THAT(json.output, testing::AllOf(testing::StartsWith("{\"code\":-5,\"name\":\"NOT_DONE\""),
-                                                testing::HasSubstr(radio)));
+        EXPECT_THAT(
+            json.output,
+            testing::AllOf(testing::StartsWith("{\"schema\":\"distnetctl/start/1\",\"code\":-5,\"name\":\"NOT_DONE\""),
+                           testing::HasSubstr(radio)));
         Laptop().Set({std::string(setting) + "=true"});
     }
     EXPECT_THAT(Phone().Ctl({"--json", "status"}).output,

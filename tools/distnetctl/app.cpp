@@ -10,6 +10,7 @@
 #include "platform/base/text.h"
 #include "platform/base/version.h"
 #include "tools/distnetctl/app_commands.h"
+#include "tools/distnetctl/interrupt.h"
 
 namespace Vexo::Ctl {
 
@@ -306,6 +307,21 @@ std::string WrongCommand(const CLI::App& group, const std::vector<std::string>& 
     return "there is no command \"" + rest.front() + "\"" + (close.empty() ? "" : "; did you mean \"" + close + "\"?");
 }
 
+// The command that was recognised as the name of its schema: "account-show"; empty if there is none.
+std::string SchemaOf(const CLI::App& app)
+{
+    std::string name;
+    const CLI::App* command = &app;
+    while (!command->get_subcommands().empty()) {
+        command = command->get_subcommands().front();
+        name += (name.empty() ? "" : "-") + command->get_name();
+    }
+    if (name == "share") {
+        return "share-status";  // `share` alone
+    }
+    return command->get_subcommands({}).empty() ? name : "";
+}
+
 int ReportParseError(const CLI::App& app, const CLI::ParseError& error, Output& output)
 {
     if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
@@ -360,10 +376,11 @@ int RunApp(int argc, const char* const* argv)
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
-        Output output(AsksForJson(argc, argv), terminal);
+        Output output(AsksForJson(argc, argv), terminal, SchemaOf(app));
         return ReportParseError(app, error, output);
     }
-    Output output(request.options.json, terminal);
+    Output output(request.options.json, terminal, SchemaOf(app));
+    ReportInterrupts(output);
     return output.End(request.run(output));
 }
 

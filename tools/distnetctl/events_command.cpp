@@ -110,7 +110,7 @@ private:
     {
         shownAny_ = true;
         if (output_.IsJson()) {
-            output_.Object(Host::ToJson(event).get());
+            output_.Object("event", Host::ToJson(event).get());
         } else {
             ShowEvent(output_, event, devices_);
         }

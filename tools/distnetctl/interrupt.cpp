@@ -15,6 +15,7 @@ namespace Vexo::Ctl {
 namespace {
 
 std::atomic<bool> g_isEnding{false};
+std::atomic<Output*> g_output{nullptr};
 
 sigset_t Interrupts()
 {
@@ -26,6 +27,11 @@ sigset_t Interrupts()
 }
 
 }  // namespace
+
+void ReportInterrupts(Output& output)
+{
+    g_output = &output;
+}
 
 void BlockInterrupts()
 {
@@ -54,6 +60,9 @@ void EndOnInterrupt(std::function<void()> ended)
         g_isEnding = true;
         (void)!write(STDERR_FILENO, "\n", 1);
         ended();
+        if (Output* const output = g_output) {
+            output->FinishInterrupted();
+        }
         _exit(EXIT_INTERRUPTED);
     }).detach();
 }

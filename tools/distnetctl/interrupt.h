@@ -8,6 +8,12 @@
 
 namespace Vexo::Ctl {
 
+class Output;
+
+// From now on an interrupt that ends the process says so on output, with --json; output must not be destroyed before
+// the process ends.
+void ReportInterrupts(Output& output);
+
 // Blocks SIGINT and SIGTERM in this thread and the threads that it starts, and ignores SIGPIPE. Call first in main.
 void BlockInterrupts();
 

@@ -38,7 +38,7 @@ public:
         }
         ShowTicket();
         while (true) {
-            output_.Object(Host::ToJson(now_).get());
+            output_.Object("account-invite-state", Host::ToJson(now_).get());
             if (std::optional<Outcome> outcome = Follow()) {
                 return *std::move(outcome);
             }
@@ -157,7 +157,7 @@ void EndAfterCancel(const GlobalOptions& options, Output& output, AccountCancel 
         if (const auto client = ConnectClient(options, failure)) {
             (void)(client.get()->*cancel)(answer);
         }
-        (void)output.Finish({EXIT_INTERRUPTED, CODE_NOT_DONE, "CANCELLED", said, "", nullptr});
+        (void)output.Finish({EXIT_INTERRUPTED, CODE_INTERRUPTED, "INTERRUPTED", said, "", nullptr});
         (void)output.Flush();
     });
 }

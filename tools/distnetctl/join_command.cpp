@@ -68,7 +68,7 @@ public:
     {
         Client::CallResult call = client_.StartJoin(ticket, deviceName, now_);
         while (call.Succeeded()) {
-            output_.Object(Host::ToJson(now_).get());
+            output_.Object("account-join-state", Host::ToJson(now_).get());
             if (now_.fault) {
                 return FromFault(*now_.fault);
             }

@@ -44,7 +44,7 @@ Outcome NotConfirmed()
 Json MemberDetails(const Host::AccountMember& member)
 {
     Json details = NewObject();
-    AddText(details.get(), "name", member.name);
+    AddText(details.get(), "device_name", member.name);
     AddText(details.get(), "network_id", member.networkId);
     return details;
 }

@@ -30,6 +30,20 @@ std::vector<std::string> ItemsNotIn(const cJSON* answer, const std::vector<std::
     return missing;
 }
 
+// Each item with its value: true, false, a text, or null when it is not available.
+Json ItemValues(const cJSON* answer)
+{
+    Json values = NewObject();
+    const cJSON* item = nullptr;
+    cJSON_ArrayForEach(item, answer)
+    {
+        const cJSON* value = cJSON_GetObjectItemCaseSensitive(item, "value");
+        const bool isEmpty = value == nullptr || (cJSON_IsString(value) != 0 && *value->valuestring == '\0');
+        AddMember(values.get(), item->string, Json(isEmpty ? cJSON_CreateNull() : cJSON_Duplicate(value, 1)));
+    }
+    return values;
+}
+
 Outcome UnknownItems(const std::vector<std::string>& items)
 {
     std::vector<std::string> known;
@@ -151,7 +165,7 @@ int RunInfo(const GlobalOptions& options, Output& output, const std::vector<std:
         const std::vector<std::string> unknown = ItemsNotIn(answer.get(), items);
         Outcome outcome = unknown.empty() ? Done("") : UnknownItems(unknown);
         outcome.details = NewObject();
-        AddMember(outcome.details.get(), "items", std::move(answer));
+        AddMember(outcome.details.get(), "items", ItemValues(answer.get()));
         AddMember(outcome.details.get(), "unknown", Host::ToJson(unknown));
         return outcome;
     });

@@ -14,6 +14,7 @@ namespace Vexo::Ctl {
 
 namespace {
 
+constexpr int SCHEMA_VERSION = 1;  // of all files of docs/schema
 constexpr size_t ADVICE_INDENT = 2;
 constexpr size_t CONTINUATION = 2;  // further indentation of lines of standard error that go on with the one above
 
@@ -71,7 +72,10 @@ Outcome FromCall(const Client::CallResult& result)
     return {EXIT_FAILED, result.code, text.name, result.message, text.advice, nullptr};
 }
 
-Output::Output(bool json, const Terminal& terminal) : json_(json), terminal_(terminal) {}
+Output::Output(bool json, const Terminal& terminal, std::string command)
+    : json_(json), terminal_(terminal), command_(std::move(command))
+{
+}
 
 std::string Output::Shown(const std::string& text) const
 {
@@ -130,10 +134,10 @@ void Output::Prompt(const std::string& text)
     }
 }
 
-void Output::Object(const cJSON* object)
+void Output::Object(const std::string& schema, const cJSON* object)
 {
     if (json_) {
-        std::printf("%s\n", JsonText(object).c_str());
+        std::printf("{\"schema\":\"%s\",%s\n", SchemaName(schema).c_str(), JsonText(object).substr(1).c_str());
         (void)Flush();
     }
 }
@@ -206,8 +210,22 @@ int Output::FinishJson(Outcome outcome)
         const std::string key = member->string;
         cJSON_AddItemToObject(object.get(), key.c_str(), member);
     }
-    std::printf("%s\n", JsonText(object.get()).c_str());
+    if (!isFinished_.exchange(true)) {
+        Object(command_.empty() ? "usage" : command_, object.get());
+    }
     return outcome.exitCode;
+}
+
+void Output::FinishInterrupted()
+{
+    if (json_) {
+        (void)FinishJson({EXIT_INTERRUPTED, CODE_INTERRUPTED, "INTERRUPTED", "interrupted", "", nullptr});
+    }
+}
+
+std::string SchemaName(const std::string& file)
+{
+    return "distnetctl/" + file + "/" + std::to_string(SCHEMA_VERSION);
 }
 
 std::string DurationText(double milliseconds)

@@ -3,6 +3,7 @@
 // thread only.
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <string>
 
@@ -28,7 +29,8 @@ enum LocalCode : int32_t {
     CODE_TIMED_OUT = -2,
     CODE_BAD_ANSWER = -3,
     CODE_USAGE = -4,
-    CODE_NOT_DONE = -5,  // this side refused the command or could not carry it out
+    CODE_NOT_DONE = -5,     // this side refused the command or could not carry it out
+    CODE_INTERRUPTED = -6,  // Ctrl-C or SIGTERM
 };
 
 struct Outcome {
@@ -48,7 +50,8 @@ Outcome FromCall(const Client::CallResult& result);
 
 class Output {
 public:
-    Output(bool json, const Terminal& terminal);
+    // command: the words of the command, for the schema of its objects; may be empty: no command was recognised.
+    Output(bool json, const Terminal& terminal, std::string command);
 
     bool IsJson() const { return json_; }
     bool IsTerminal() const { return terminal_.isControlled; }
@@ -57,9 +60,9 @@ public:
 
     // Prints a line; does nothing with --json.
     void Line(const std::string& text);
-    // Prints one object on a line of its own; does nothing without --json. For commands that print many objects, which
-    // then do not call Finish when they succeed.
-    void Object(const cJSON* object);
+    // Prints one object on a line of its own; does nothing without --json. For commands that print many objects, before
+    // Finish or instead of it. schema: which of docs/schema the object follows.
+    void Object(const std::string& schema, const cJSON* object);
     // Writes out what is buffered. Returns false if this or an earlier write failed.
     bool Flush();
     // Says what the command waits for. On a terminal the next Status, Line or Finish overwrites this line.
@@ -74,8 +77,11 @@ public:
     std::string Cross() const;
 
     // Prints the outcome as a JSON object, or its message and advice (for a failure to standard error). Returns the
-    // exit code.
+    // exit code. May be called on two threads, when an interrupt ends the process: of two JSON objects the first one is
+    // printed.
     int Finish(Outcome outcome);
+    // The same for a command that Ctrl-C has ended: prints the JSON object that says so, and nothing for a person.
+    void FinishInterrupted();
     // Call before the process ends, with its exit code. Returns that code, or prints the error and returns EXIT_FAILED
     // if some output could not be written. That the reader closed the pipe early (EPIPE) is not a failure.
     int End(int exitCode);
@@ -88,9 +94,14 @@ private:
 
     const bool json_;
     const Terminal terminal_;
+    const std::string command_;
+    std::atomic<bool> isFinished_{false};
     bool statusShown_ = false;
     int writeError_ = 0;  // errno of the first write that failed
 };
+
+// The "schema" of an object: "distnetctl/devices/1", the file of docs/schema and its version.
+std::string SchemaName(const std::string& file);
 
 // "41 ms", "3.1 s".
 std::string DurationText(double milliseconds);

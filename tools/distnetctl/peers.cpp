@@ -124,7 +124,7 @@ std::optional<Peer> FindPeer(Client::DistNetClient& client, const std::string& w
 Json PeerDetails(const Peer& peer)
 {
     Json details = NewObject();
-    AddText(details.get(), "peer", peer.name);
+    AddText(details.get(), "device_name", peer.name);
     AddText(details.get(), "network_id", peer.networkId);
     return details;
 }

@@ -1,4 +1,5 @@
 #include "backends/simulated/device_state.h"
+#include "interfaces/host_answers_json.h"
 #include "platform/base/text.h"
 #include "tools/distnetctl/commands.h"
 #include "tools/distnetctl/state_owner.h"
@@ -13,7 +14,8 @@ Json StateDetails(const Simulated::DeviceState& state)
 {
     Json values = NewObject();
     for (const Simulated::DeviceStateEntry& entry : Simulated::DescribeDeviceState(state)) {
-        AddText(values.get(), entry.key.c_str(), entry.value);
+        Json value = entry.isText ? nullptr : ParseJson(entry.value);
+        AddMember(values.get(), entry.key.c_str(), value ? std::move(value) : Host::ToJson(entry.value));
     }
     Json details = NewObject();
     AddMember(details.get(), "state", std::move(values));

@@ -5,6 +5,7 @@
 
 #include "interfaces/host_answers_json.h"
 #include "platform/base/clock.h"
+#include "platform/base/number.h"
 #include "platform/base/utf8.h"
 #include "platform/dfx/event_text.h"
 #include "tools/distnetctl/commands.h"
@@ -68,16 +69,31 @@ Json NewLine(const char* kind, const std::string& time)
     return line;
 }
 
+// A word of a change: a number where it is one.
+Json WordJson(const std::string& word)
+{
+    const auto number = ParseNumber<uint32_t>(word);
+    return number ? Host::ToJson(*number) : Host::ToJson(word);
+}
+
 // message: why the daemon does not answer; empty if it does.
 void Show(Output& output, const Change& change, WallTime seen, const std::string& message)
 {
     const Json line = NewLine("change", QuviewDFX::Rfc3339(seen));
-    AddText(line.get(), "subject", change.subject);
-    AddText(line.get(), "name", change.name);
-    AddText(line.get(), "value", change.value);
-    AddMember(line.get(), "before", change.before.empty() ? nullptr : Json(cJSON_CreateString(change.before.c_str())));
-    AddText(line.get(), "message", message);
-    output.Object(line.get());
+    AddText(line.get(), "subject", change.subject == "Wi-Fi" ? "wifi" : change.subject);
+    if (change.subject == "peer") {
+        AddText(line.get(), "device_name", change.name);
+        AddText(line.get(), "network_id", change.id);
+    } else if (change.subject == "ability") {
+        AddText(line.get(), "ability", change.name);
+        AddNumber(line.get(), "ability_id", ParseNumber<uint32_t>(change.id).value_or(0));
+    }
+    AddMember(line.get(), "value", WordJson(change.word));
+    AddMember(line.get(), "before", change.before.empty() ? nullptr : WordJson(change.wordBefore));
+    if (!message.empty()) {
+        AddText(line.get(), "message", message);
+    }
+    output.Object("watch", line.get());
     output.Line(ClockText(seen) + " " + change.subject + (change.name.empty() ? "" : " " + change.name) + ": " +
                 change.value + (message.empty() ? "" : ": " + message));
 }
@@ -87,7 +103,7 @@ void Show(Output& output, const Host::Event& event, WallTime seen)
     const Json line = NewLine("event", QuviewDFX::Rfc3339(event.time));
     AddText(line.get(), "name", EscapeHidden(event.name));
     AddMember(line.get(), "params", Host::ToJson(event.parameters));
-    output.Object(line.get());
+    output.Object("watch", line.get());
     output.Line(ClockText(seen) + " event " + EscapeHidden(event.name) + ": " + ParametersText(event));
 }
 

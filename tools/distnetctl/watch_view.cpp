@@ -142,21 +142,35 @@ std::vector<ScreenLine> Picture(const Snapshot& snapshot, const WatchHistory& hi
     return picture;
 }
 
+namespace {
+
+std::string WifiWord(const Host::WifiStatus& wifi)
+{
+    return wifi.present ? NameOf(wifi.state) : "absent";
+}
+
+std::string HotspotWord(const Host::HotspotStatus& hotspot)
+{
+    return !hotspot.present ? "absent" : !hotspot.active ? "unknown" : *hotspot.active ? "open" : "closed";
+}
+
+}  // namespace
+
 // The current value of everything whose changes are printed.
 ChangeFinder::Facts ChangeFinder::FactsOf(const Snapshot& snapshot)
 {
     Facts facts;
-    facts[{"daemon", ""}] = {"", "answers"};
-    facts[{"service", ""}] = {"", NameOf(snapshot.status.service)};
-    facts[{"Wi-Fi", ""}] = {"", WifiText(snapshot.status.wifi)};
-    facts[{"hotspot", ""}] = {"", HotspotText(snapshot.status.hotspot)};
-    facts[{"sessions", ""}] = {"", std::to_string(snapshot.counts.sessions)};
-    facts[{"pending", ""}] = {"", std::to_string(snapshot.counts.Pending())};
+    facts[{"daemon", ""}] = {"", "answers", ""};
+    facts[{"service", ""}] = {"", NameOf(snapshot.status.service), ""};
+    facts[{"Wi-Fi", ""}] = {"", WifiText(snapshot.status.wifi), WifiWord(snapshot.status.wifi)};
+    facts[{"hotspot", ""}] = {"", HotspotText(snapshot.status.hotspot), HotspotWord(snapshot.status.hotspot)};
+    facts[{"sessions", ""}] = {"", std::to_string(snapshot.counts.sessions), ""};
+    facts[{"pending", ""}] = {"", std::to_string(snapshot.counts.Pending()), ""};
     for (const Host::AbilityStatus& ability : snapshot.status.abilities) {
-        facts[{"ability", std::to_string(ability.id)}] = {ability.name, "present"};
+        facts[{"ability", std::to_string(ability.id)}] = {ability.name, "present", ""};
     }
     for (const Peer& peer : snapshot.peers) {
-        facts[{"peer", peer.networkId}] = {peer.name, peer.online ? "reachable" : AWAY};
+        facts[{"peer", peer.networkId}] = {peer.name, peer.online ? "reachable" : AWAY, ""};
     }
     return facts;
 }
@@ -168,17 +182,19 @@ std::vector<Change> ChangeFinder::Compare(const Snapshot& snapshot)
     const bool answers = snapshot.call.Succeeded();
     Facts now = answers ? FactsOf(snapshot) : known_;
     if (!answers) {
-        now[{"daemon", ""}] = {"", AWAY};
+        now[{"daemon", ""}] = {"", AWAY, ""};
     }
     for (auto& [key, fact] : known_) {
         if (!now.contains(key)) {
-            now[key] = {fact.name, "gone"};
+            now[key] = {fact.name, "gone", ""};
         }
     }
     for (const auto& [key, fact] : now) {
         const auto before = known_.find(key);
         if (before == known_.end() || before->second.value != fact.value) {
-            changes.push_back({key.first, fact.name, fact.value, before == known_.end() ? "" : before->second.value});
+            const Fact was = before == known_.end() ? Fact() : before->second;
+            changes.push_back({key.first, fact.name, fact.value, was.value, key.second,
+                               fact.word.empty() ? fact.value : fact.word, was.word.empty() ? was.value : was.word});
         }
     }
     known_ = std::move(now);

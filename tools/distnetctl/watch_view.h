@@ -32,6 +32,9 @@ struct Change {
     std::string name;  // which peer or ability; empty for other subjects
     std::string value;
     std::string before;  // the previous value; empty if there was none
+    std::string id;      // network id of the peer, or number of the ability
+    std::string word;    // value as a word or number without names, for programs
+    std::string wordBefore;
 };
 
 class ChangeFinder {
@@ -43,6 +46,7 @@ private:
     struct Fact {
         std::string name;
         std::string value;
+        std::string word;  // as Change::word; empty: as value
     };
     using Facts = std::map<std::pair<std::string, std::string>, Fact>;  // by subject and id
 

@@ -103,7 +103,7 @@ class Online(Devices):
         self.up(0, "prefer", "phone")
         self.phone.set("faults.hotspot.enable.code=5")
         said = self.up(0)
-        self.assertIn("phone could not open its hotspot", said)
+        self.assertIn("phone did not open its hotspot", said)
         self.assertIn("You are online through tablet", said)
         self.up(0, "down")
         self.phone.set("faults.hotspot.enable.code=0", "wifi.enabled=false")
