@@ -42,7 +42,6 @@ public:
     std::vector<Host::KnownDevice> known;
     Host::WifiStatus wifi{true, Host::RadioState::ON, Host::WifiState::IDLE, 0, "", "", "", ""};
     std::optional<Host::OnlineFault> whyNoAccount;
-    Network::NetworkSituation situation;
     std::function<void(const std::string& call)> onCall = [](const std::string&) {};
     std::weak_ptr<Host::Online> online;
 
@@ -86,6 +85,11 @@ public:
     {
         const MutexLock lock(mutex_);
         change(devices.at(name));
+    }
+    void Set(const Network::NetworkSituation& situation)
+    {
+        const MutexLock lock(mutex_);
+        situation_ = situation;
     }
     void LoseNetwork()
     {
@@ -139,7 +143,11 @@ public:
 
     Network::Uplink CurrentUplink() override { return {}; }
     Network::Battery CurrentBattery() override { return {}; }
-    Network::NetworkSituation Situation() override { return situation; }
+    Network::NetworkSituation Situation() override
+    {
+        const MutexLock lock(mutex_);
+        return situation_;
+    }
     void RequestScan() override {}
     void SetListener(std::function<void()>) override {}
     Network::OnlineVerdict CheckOnline(const Wifi::JoinedNetwork& network, SteadyTime,
@@ -192,6 +200,7 @@ private:
 
     Mutex mutex_;
     std::optional<Wifi::JoinedNetwork> joined_ GUARDED_BY(mutex_);
+    Network::NetworkSituation situation_ GUARDED_BY(mutex_);
 };
 
 }  // namespace Vexo::Tests

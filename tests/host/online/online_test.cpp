@@ -255,6 +255,12 @@ TEST_F(OnlineTest, ASecondProgramIsToldWhatRuns)
     EXPECT_EQ(Run().phase, OnlinePhase::ONLINE);
     ASSERT_TRUE(second.fault);
     EXPECT_EQ(second.fault->code, Code::BUSY);
+    Tests::Trail<OnlinePhase> seen;
+    for (const pid_t program : {OWNER, OTHER}) {
+        online_->WaitForChange(program, 0, program == OWNER ? 60s : 0s,
+                               [&](int32_t, const OnlineAnswer& answer) { seen.Add(answer.phase); });
+    }
+    EXPECT_EQ(seen.WaitFor(2), (std::vector{OnlinePhase::ONLINE, OnlinePhase::IDLE}));
     EXPECT_EQ(second.fault->message, "getting online is under way already: process 7 tries phone");
 }
 
@@ -342,7 +348,7 @@ TEST_F(OnlineTest, AutomaticModeDoesNotAskAnOwner)
     world_->devices["old"].isOld = true;
     world_->devices["old"].refusal = SoftBus::PeerRefusal::OWNER_ASKED;
     world_->devices["phone"].facts.permission = SharingPermission::ASKS;
-    world_->situation.isSessionActive = true;
+    world_->Set({.isSessionActive = true});
     EXPECT_FALSE(online_->SetAuto(true).fault);
     const auto asked = [&] {
         const Lines calls = Calls();
@@ -365,6 +371,12 @@ TEST_F(OnlineTest, AutomaticModeDoesNotAskAnOwner)
         return online_->Status().attempt.phase == OnlinePhase::ONLINE;
     }));
     EXPECT_EQ(online_->Status().automatic.state, AutoState::ONLINE);
+    world_->Set({.hasNetwork = true, .hasOwnWire = true, .isSessionActive = true});
+    EXPECT_TRUE(Tests::Eventually([&] {
+        world_->timers.Advance(1s);
+        return online_->Status().automatic.state == AutoState::WATCHING;
+    })) << "it is not suspended";
+    EXPECT_EQ(Calls().back(), "leave 1");
 }
 
 }  // namespace
