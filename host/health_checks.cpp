@@ -132,6 +132,20 @@ void CheckDaemon(const HealthFacts& facts, std::vector<HealthCheck>& checks)
                                            ServiceText(facts.service)));
 }
 
+// What was tried at each address of a device, and what came back: "LAN 192.0.2.7:11630 5 s ago: connection refused".
+std::string TriesText(const HealthFacts& facts, const SoftBus::Node& node)
+{
+    std::string text;
+    for (const SoftBus::WayTried& way : node.tried) {
+        const auto ago = std::chrono::duration_cast<std::chrono::seconds>(facts.now - way.at);
+        // A Bluetooth address changes with each announcement, so a person cannot use it.
+        const std::string where = way.transport == "tcp" ? "LAN " + way.address : "Bluetooth";
+        text += (text.empty() ? "tried " : "; ") + where + " " + RoughDuration(std::max(ago, std::chrono::seconds(0))) +
+                " ago: " + (way.answer.empty() ? "it answered" : way.answer);
+    }
+    return text.empty() ? "no address of it was tried since the daemon began" : text;
+}
+
 void CheckPeers(const HealthFacts& facts, std::vector<HealthCheck>& checks)
 {
     if (!facts.devices) {
@@ -149,10 +163,11 @@ void CheckPeers(const HealthFacts& facts, std::vector<HealthCheck>& checks)
     for (const SoftBus::Node& node : *facts.devices) {
         const auto away = std::chrono::duration_cast<std::chrono::seconds>(facts.now.time_since_epoch() -
                                                                            std::chrono::milliseconds(node.lastSeenMs));
-        const std::string gone =
-            node.deviceName + " is away, last seen " + RoughDuration(std::max(away, std::chrono::seconds(0))) + " ago";
+        const std::string tries = TriesText(facts, node);
+        const std::string gone = node.deviceName + " is away, last seen " +
+                                 RoughDuration(std::max(away, std::chrono::seconds(0))) + " ago; " + tries;
         if (node.online) {
-            checks.push_back(Healthy("peer", node.deviceName + " is reachable"));
+            checks.push_back(Healthy("peer", node.deviceName + " is reachable; " + tries));
         } else if (any) {
             checks.push_back(NotChecked("peer", gone));
         } else {

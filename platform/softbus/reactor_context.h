@@ -13,6 +13,7 @@
 #include "platform/softbus/account/account_view.h"
 #include "platform/softbus/discovery/known_devices.h"
 #include "platform/softbus/discovery/sightings.h"
+#include "platform/softbus/discovery/tries.h"
 #include "platform/softbus/link/link.h"
 #include "platform/softbus/transport/transport.h"
 
@@ -40,6 +41,7 @@ struct ReactorContext : public NoCopyable {
     StateExchange* exchange = nullptr;  // null: the account's state is not exchanged
     KnownDevices devices{Clock::System(), &account};
     Sightings sightings;
+    Tries tries;
     std::set<std::shared_ptr<Dial>> dials;  // under way
 
     // For contracts: whether the calling thread runs the reactor.

@@ -7,10 +7,19 @@
 #include <string>
 #include <vector>
 
+#include "platform/base/clock.h"
 #include "platform/base/refbase.h"
 #include "platform/softbus/softbus_types.h"
 
 namespace Vexo::SoftBus {
+
+// A try to reach a device at an address.
+struct WayTried {
+    std::string transport;
+    std::string address;
+    WallTime at;         // when it ended
+    std::string answer;  // what came back, in words; empty: the device was reached
+};
 
 // A device of this account whose certificate was verified in a handshake. Ids are 64 hex characters.
 struct Node {
@@ -23,8 +32,9 @@ struct Node {
     // How far its clock is ahead of this device's: by its last HELLO in this run if it is reachable, else by its
     // announcement if that shows a difference; otherwise empty.
     std::optional<std::chrono::milliseconds> clockAhead{};
-    std::string transport{};  // of the address that would be tried first: "tcp"
-    std::string address{};    // in the transport's notation; empty for a device that only connected to this one
+    std::string transport{};        // of the address that would be tried first: "tcp"
+    std::string address{};          // in the transport's notation; empty for a device that only connected to this one
+    std::vector<WayTried> tried{};  // in this run: the latest try at each address, the latest of all first
 };
 
 // Device types that a node announces.

@@ -77,6 +77,13 @@ const Broken ROWS[] = {
     {"socket", "user 64999", "ipc.socket_mode",
      [](Phone& p) { p.Policy(R"({"entries":[{"user":"64999","token_type":"native"}]})"); }},
     {"peers", "no device", "softbus.peers", [](Phone& p) { p.facts.devices->clear(); }},
+    {"peer", "tried LAN 192.0.2.7:1 0 s ago: connection refused; Bluetooth 0 s ago: it answered", "switched on",
+     [](Phone& p) {
+         SoftBus::Node& laptop = p.facts.devices->front();
+         laptop.online = false;
+         laptop.tried = {{"tcp", "192.0.2.7:1", p.facts.now, "connection refused"},
+                         {"bluetooth", "C0:00:00:00:00:01/129", p.facts.now, ""}};
+     }},
     {"peer", "laptop is away", "switched on", [](Phone& p) { p.facts.devices->front().online = false; }},
     {"radio", "switched off", "wifi.enabled=true", [](Phone& p) { p.Set("wifi.enabled=false"); }},
     {"hotspot", "cannot be", "wifi.hotspot_present=true",

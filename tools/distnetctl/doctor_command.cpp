@@ -80,6 +80,11 @@ Checks CheckHere(const GlobalOptions& options, const Client::CallResult& call)
     } else if (call.status != Client::CallStatus::UNREACHABLE) {
         daemon.advice = "Restart it: systemctl restart distnet";
     }
+    if (!daemon.advice.empty()) {
+        daemon.advice += daemon.advice.ends_with('.') ? " " : ". ";
+        daemon.advice += HasUnit() ? "Its last words: `journalctl -u distnet -n 20`"
+                                   : "Its last words went to the standard error of distnetd, where it was started";
+    }
     checks.insert(checks.end(), {std::move(policy), std::move(daemon), std::move(socket)});
     for (const char* name : {"peers", "radio", "hotspot"}) {
         checks.push_back(NotChecked(name, reason));
@@ -117,7 +122,10 @@ void Show(Output& output, const HealthCheck& check)
 int RunDoctor(const GlobalOptions& options, Output& output)
 {
     EndOnInterrupt();
-    const Checks checks = Examine(options);
+    Checks checks = Examine(options);
+    for (HealthCheck& check : checks) {
+        check.advice = WithRights(check.advice);
+    }
     for (const HealthCheck& check : checks) {
         Show(output, Printable(check));
     }

@@ -1,5 +1,8 @@
 #include "tools/distnetctl/output.h"
 
+#include <unistd.h>
+
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cmath>
@@ -14,6 +17,7 @@ namespace Vexo::Ctl {
 
 namespace {
 
+constexpr const char* DAEMON_UNIT = "distnet.service";
 constexpr int SCHEMA_VERSION = 1;  // of all files of docs/schema
 constexpr size_t ADVICE_INDENT = 2;
 constexpr size_t CONTINUATION = 2;  // further indentation of lines of standard error that go on with the one above
@@ -24,6 +28,14 @@ bool EndsSentence(const std::string& text)
 }
 
 }  // namespace
+
+bool HasUnit()
+{
+    constexpr std::array FOLDERS{"/etc/systemd/system", "/usr/lib/systemd/system", "/lib/systemd/system"};
+    return std::any_of(FOLDERS.begin(), FOLDERS.end(), [](const char* folder) {
+        return access((std::string(folder) + "/" + DAEMON_UNIT).c_str(), F_OK) == 0;
+    });
+}
 
 Outcome Done(std::string message, Json details)
 {
@@ -48,7 +60,8 @@ Outcome FromCall(const Client::CallResult& result)
                     CODE_UNREACHABLE,
                     "UNREACHABLE",
                     result.message,
-                    "Start it with `systemctl start distnet`, or name another socket with --socket.",
+                    HasUnit() ? "Start it with `systemctl start distnet`, or name another socket with --socket."
+                              : "Start distnetd, or name another socket with --socket.",
                     nullptr};
         case Client::CallStatus::NOT_LOADED:
             return {EXIT_UNREACHABLE,
@@ -178,6 +191,7 @@ std::string Output::Cross() const
 
 int Output::Finish(Outcome outcome)
 {
+    outcome.advice = WithRights(outcome.advice);
     if (json_) {
         return FinishJson(std::move(outcome));
     }
@@ -221,6 +235,27 @@ void Output::FinishInterrupted()
     if (json_) {
         (void)FinishJson({EXIT_INTERRUPTED, CODE_INTERRUPTED, "INTERRUPTED", "interrupted", "", nullptr});
     }
+}
+
+std::string WithRights(const std::string& advice)
+{
+    return geteuid() == 0 ? advice : WithSudo(advice);
+}
+
+std::string WithSudo(std::string advice)
+{
+    constexpr std::string_view SUDO = "sudo ";
+    for (const std::string_view command : {"systemctl start ", "systemctl restart ", "systemctl enable ",
+                                           "journalctl -u ", "timedatectl set-", "rfkill unblock ", "apt install "}) {
+        for (size_t at = advice.find(command); at != std::string::npos; at = advice.find(command, at + 1)) {
+            const bool hasRights = at >= SUDO.size() && advice.compare(at - SUDO.size(), SUDO.size(), SUDO) == 0;
+            if (!hasRights && (at == 0 || advice[at - 1] == ' ' || advice[at - 1] == '`')) {
+                advice.insert(at, SUDO);
+                at += SUDO.size();
+            }
+        }
+    }
+    return advice;
 }
 
 std::string SchemaName(const std::string& file)

@@ -42,6 +42,9 @@ struct Outcome {
     Json details;         // further members of the JSON object; may be null
 };
 
+// Whether systemd has a unit of the daemon on this machine.
+bool HasUnit();
+
 Outcome Done(std::string message, Json details = nullptr);
 Outcome UsageError(std::string message, std::string advice);
 Outcome NotDone(std::string message, std::string advice);
@@ -99,6 +102,11 @@ private:
     bool statusShown_ = false;
     int writeError_ = 0;  // errno of the first write that failed
 };
+
+// Advice with "sudo" before each command in it that needs the rights of root, unless the user is root.
+std::string WithRights(const std::string& advice);
+// The same for every user but root.
+std::string WithSudo(std::string advice);
 
 // The "schema" of an object: "distnetctl/devices/1", the file of docs/schema and its version.
 std::string SchemaName(const std::string& file);

@@ -13,6 +13,7 @@ std::vector<Node> ListNodes(const ReactorContext& context)
     std::vector<Node> nodes = context.devices.List();
     const int64_t now = MillisecondsOf(Clock::System().WallNow());
     for (Node& node : nodes) {
+        node.tried = context.tries.Of(node.networkId);
         node.online = node.online || context.sightings.IsAnnounced(node.networkId);
         if (node.online) {
             node.lastSeenMs = now;

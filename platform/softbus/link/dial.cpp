@@ -268,6 +268,9 @@ void Dial::Wait()
             return;
         }
         if (Clock::System().Now() >= self->start_ + self->limit_) {
+            for (const AttemptPtr& waiting : self->attempts_) {
+                self->RecordTry(waiting->Where(), "no answer within the limit");
+            }
             self->result_.end = LinkEnd::TIMED_OUT;
             self->result_.why = "no answer within the limit" +
                                 (self->result_.where.address.empty() ? "" : ", and before: " + self->result_.why);
@@ -279,9 +282,20 @@ void Dial::Wait()
     });
 }
 
+// Only for a device that is known: others are not listed, and there may be many.
+void Dial::RecordTry(const PeerAddress& where, const std::string& answer)
+{
+    const std::string networkId =
+        request_.networkId.empty() ? context_.devices.FindByPrefix(request_.idPrefix) : request_.networkId;
+    if (context_.devices.IsKnown(networkId)) {
+        context_.tries.Record(networkId, where, Clock::System().WallNow(), answer);
+    }
+}
+
 void Dial::Succeeded(const AttemptPtr& attempt, std::shared_ptr<Link> link)
 {
     context_.sightings.RecordHandshake(request_.idPrefix, attempt->Where(), false);
+    RecordTry(attempt->Where(), "");
     if (request_.greets) {
         link->Send(FrameKind::HELLO, OwnHello(context_));
     }
@@ -293,6 +307,7 @@ void Dial::Failed(const AttemptPtr& attempt, LinkEnd end, const std::string& why
 {
     attempts_.erase(attempt);
     attempt->Abandon();
+    RecordTry(attempt->Where(), why);
     if (end == LinkEnd::REFUSED) {
         context_.sightings.RecordHandshake(request_.idPrefix, attempt->Where(), true);
     }

@@ -90,6 +90,7 @@ private:
     std::chrono::milliseconds Left() const;
     bool CanDeliver() const;
     void Try(const Route& route);
+    void RecordTry(const PeerAddress& where, const std::string& answer);
     void Succeeded(const AttemptPtr& attempt, std::shared_ptr<Link> link);
     void Failed(const AttemptPtr& attempt, LinkEnd end, const std::string& why);
     void Finish();

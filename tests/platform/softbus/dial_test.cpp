@@ -63,7 +63,7 @@ protected:
     {
         DialResult ended;
         asio::post(*context.reactor, [&] {
-            Dial::Start(context, {"", "", [this] { return routes; }, LIMIT, SEEKING_LIMIT}, [&](DialResult result) {
+            Dial::Start(context, {wanted, "", [this] { return routes; }, LIMIT, SEEKING_LIMIT}, [&](DialResult result) {
                 EXPECT_TRUE(seeking.expired());
                 ended = std::move(result);
             });
@@ -76,6 +76,7 @@ protected:
     ReactorContext context;
     const std::shared_ptr<TestTransport> transport = std::make_shared<TestTransport>(*context.reactor);
     std::vector<Route> routes;
+    std::string wanted;           // network id; empty: any device
     std::weak_ptr<void> seeking;  // the handle that the channels gave last
 };
 
@@ -113,6 +114,23 @@ public:
     std::set<std::pair<std::string, int32_t>> open;
     std::string text;
 };
+
+TEST_F(DialTest, RecordsWhatCameBackFromEachAddressOfAKnownDevice)
+{
+    const std::string phone(64, 'a');
+    Hello hello;
+    hello.deviceName = "phone";
+    context.AddDevice(phone, hello, "test");
+    routes = {{{"test", "refused"}}, {{"test", "silent"}}};
+    wanted = phone;
+    (void)Run();
+    std::map<std::string, std::string> answers;
+    for (const WayTried& way : context.tries.Of(phone)) {
+        answers[way.address] = way.answer;
+    }
+    EXPECT_THAT(answers, testing::ElementsAre(testing::Pair("refused", "refused"),
+                                              testing::Pair("silent", "no answer within the limit")));
+}
 
 TEST_F(DialTest, TracesItsConnectsAndHowLongItSought)
 {

@@ -104,6 +104,13 @@ TEST(LayoutTest, WrappedTextKeepsCommandsWhole)
     }
 }
 
+TEST(AdviceTest, CommandsThatNeedRightsAreShownWithSudo)
+{
+    EXPECT_EQ(WithSudo("Do `systemctl start distnet`, then: journalctl -u distnet; not sudo systemctl restart x."),
+              "Do `sudo systemctl start distnet`, then: sudo journalctl -u distnet; not sudo systemctl restart x.");
+    EXPECT_EQ(WithSudo("systemctl status distnet shows it"), "systemctl status distnet shows it");
+}
+
 TEST(LayoutTest, AsciiMarksKeepTheColumns)
 {
     for (const auto& [text, ascii] : std::map<std::string, std::string>{{"✓ done – ✗", "+ done - x"},
