@@ -65,8 +65,7 @@ void AddOnlineCommands(CLI::App& app, Request& request)
         AddCommand(app, request, "auto", "Whether `up` and `down` happen by themselves",
                    "  distnetctl auto\n  distnetctl auto on\n  distnetctl auto off",
                    [&](Output& output) { return RunAuto(request.options, output, request.autoMode); });
-    automatic->add_option("MODE", request.autoMode, "on or off; shows it unless given")
-        ->check(CLI::IsMember({"on", "off"}));
+    automatic->add_option("MODE", request.autoMode, "on or off; shows it unless given");
 
     CLI::App* prefer =
         AddCommand(app, request, "prefer", "Which devices `up` tries first",

@@ -158,7 +158,7 @@ void CancelOnInterrupt(const GlobalOptions& options, Output& output)
 {
     EndOnInterrupt([&options, &output] {
         EndOnInterrupt([&output] {
-            (void)output.Finish({EXIT_INTERRUPTED, CODE_NOT_DONE, "CANCELLED",
+            (void)output.Finish({EXIT_INTERRUPTED, CODE_INTERRUPTED, "CANCELLED",
                                  "cancelled; the daemon goes on taking back what was begun", "", nullptr});
             (void)output.Flush();
         });
@@ -174,6 +174,7 @@ void CancelOnInterrupt(const GlobalOptions& options, Output& output)
             outcome.message = "cancelled, but it is not known what was taken back: " + outcome.message;
             outcome.name = "CANCELLED";
             outcome.exitCode = EXIT_INTERRUPTED;
+            outcome.code = CODE_INTERRUPTED;
         }
         (void)output.Finish(std::move(outcome));
         (void)output.Flush();

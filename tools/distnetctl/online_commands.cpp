@@ -100,6 +100,10 @@ int RunDown(const GlobalOptions& options, Output& output)
 
 int RunAuto(const GlobalOptions& options, Output& output, const std::string& mode)
 {
+    if (!mode.empty() && mode != "on" && mode != "off") {
+        return output.Finish(UsageError("automatic mode can be on or off, not \"" + EscapeHidden(mode) + "\"",
+                                        "`distnetctl auto` shows it."));
+    }
     return WithClient(options, output, [&](Client::DistNetClient& client) {
         if (!mode.empty()) {
             Host::OnlineChange change;

@@ -237,7 +237,9 @@ Outcome FromFault(const Host::OnlineFault& fault)
     return {isTimedOut    ? EXIT_TIMED_OUT
             : isCancelled ? EXIT_INTERRUPTED
                           : EXIT_FAILED,
-            isTimedOut ? CODE_TIMED_OUT : CODE_NOT_DONE,
+            isTimedOut    ? CODE_TIMED_OUT
+            : isCancelled ? CODE_INTERRUPTED
+                          : CODE_NOT_DONE,
             UpperCase(NameOf(fault.code)),
             fault.message.empty() ? "this device is not online" : EscapeHidden(fault.message),
             EscapeHidden(fault.advice),
@@ -267,7 +269,7 @@ Outcome FromCancelled(const Host::OnlineAnswer& attempt)
                                  : "cancelled: " + TakenBackText(attempt.takenBack.value_or(Host::TakenBack{}));
     const bool isStillUsed = attempt.phase == OnlinePhase::CANCELLED && !attempt.networkId.empty();
     return {EXIT_INTERRUPTED,
-            CODE_NOT_DONE,
+            CODE_INTERRUPTED,
             "CANCELLED",
             said + (isStillUsed ? "; it stays online through " + EscapeHidden(attempt.deviceName) : ""),
             "",

@@ -8,6 +8,7 @@
 #include <cmath>
 #include <cstdio>
 #include <cstring>
+#include <sstream>
 #include <utility>
 
 #include "platform/base/text.h"
@@ -204,8 +205,9 @@ int Output::Finish(Outcome outcome)
     }
     (void)Flush();
     PrintError("distnetctl: " + outcome.message + (EndsSentence(outcome.message) ? "" : "."), 0);
-    if (!outcome.advice.empty()) {
-        PrintError(outcome.advice + (EndsSentence(outcome.advice) ? "" : "."), ADVICE_INDENT);
+    std::istringstream advice(outcome.advice);
+    for (std::string line; std::getline(advice, line);) {
+        PrintError(line + (EndsSentence(line) ? "" : "."), ADVICE_INDENT);
     }
     return outcome.exitCode;
 }

@@ -38,7 +38,7 @@ struct Outcome {
     int32_t code = 0;
     std::string name = "OK";
     std::string message;  // one sentence
-    std::string advice;   // what to do next; may be empty
+    std::string advice;   // what to do next, one thing a line; may be empty
     Json details;         // further members of the JSON object; may be null
 };
 

@@ -54,17 +54,19 @@ void AddDurations(Outcome& outcome, const std::vector<Host::OnlineStep>& steps)
     if (!outcome.details) {
         outcome.details = NewObject();
     }
-    double requestMs = 0;
+    std::optional<double> requestMs;
     std::optional<double> joinMs;
     for (const Host::OnlineStep& step : steps) {
         const auto tookMs = static_cast<double>(step.took.count());
         if (step.kind == OnlineStepKind::FIND || step.kind == OnlineStepKind::HOTSPOT) {
-            requestMs += tookMs;
+            requestMs = requestMs.value_or(0) + tookMs;
         } else if (step.kind == OnlineStepKind::WIFI) {
             joinMs = tookMs;
         }
     }
-    cJSON_AddNumberToObject(outcome.details.get(), "request_ms", requestMs);
+    if (requestMs) {
+        cJSON_AddNumberToObject(outcome.details.get(), "request_ms", *requestMs);
+    }
     if (joinMs) {
         cJSON_AddNumberToObject(outcome.details.get(), "join_ms", *joinMs);
     }
