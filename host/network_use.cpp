@@ -5,9 +5,10 @@
 #include <utility>
 #include <variant>
 
-#include "host/account_faults.h"
+#include "host/online/online_faults.h"
 #include "host/wifi_status.h"
 #include "platform/ability/ability_ids.h"
+#include "platform/base/clock.h"
 #include "platform/dfx/log.h"
 #include "platform/wifi/wifi_hotspot.h"
 
@@ -108,14 +109,9 @@ std::optional<OnlineFault> NetworkUse::WhyNoAccount() const
 {
     const LinkFacts link = options_.link();
     if (link.removedAt) {
-        AccountFault removed = WasRemoved(link.accountName, *link.removedAt);
-        return OnlineFault{OnlineFaultCode::REMOVED, "", "", std::move(removed.message), std::move(removed.advice)};
+        return MakeFault(OnlineFaultCode::REMOVED, " on " + DateOf(*link.removedAt));
     }
-    if (!link.softBus) {
-        AccountFault missing = NoAccount();
-        return OnlineFault{OnlineFaultCode::NO_ACCOUNT, "", "", std::move(missing.message), std::move(missing.advice)};
-    }
-    return std::nullopt;
+    return link.softBus ? std::nullopt : std::optional(MakeFault(OnlineFaultCode::NO_ACCOUNT));
 }
 
 SoftBus::PeerRefusal NetworkUse::Admit(const std::string& networkId)
@@ -143,6 +139,9 @@ void NetworkUse::OnLinkStopping()
 void NetworkUse::OnAccountLeft()
 {
     online_->Forget();
+    for (const ShareRule& rule : sharing_->Status().rules) {
+        sharing_->OnMemberRemoved(rule.networkId);
+    }
 }
 
 void NetworkUse::OnStateUsed(const Trust::AccountState& state)

@@ -84,8 +84,8 @@ public:
     virtual void OnProcessGone(pid_t process) = 0;
     // Leaves the account: preferences, facts and successes are forgotten.
     virtual void Forget() = 0;
-    // Ends the attempt, tells the device in use (within 1 s), and ends all timers. Leaves no network. Blocks for at
-    // most 2 s; the thread of an attempt that waits for the service ends later, without a further call. Idempotent.
+    // Ends the attempt, tells the device in use (within 0.5 s), and ends all timers. Leaves no network. Blocks for at
+    // most 1 s; the thread of an attempt that waits for the service ends later, without a further call. Idempotent.
     virtual void Stop() = 0;
 };
 

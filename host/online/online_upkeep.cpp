@@ -15,7 +15,7 @@ using Code = OnlineFaultCode;
 using std::chrono::milliseconds;
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Online"};
-constexpr std::chrono::seconds STOP_LIMIT{1};
+constexpr milliseconds STOP_LIMIT{500};
 
 OnlineChange ChangeOf(const Result<void>& stored)
 {
