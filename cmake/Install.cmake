@@ -40,7 +40,8 @@ install(TARGETS distnet_platform distnet_client
 install(TARGETS distnet_client LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development NAMELINK_ONLY)
 # Headers lie as they include each other.
 set(distnet_include_dir include/distnet)
-foreach(header client/distnet_client.h interfaces/account_answers.h interfaces/host_answers.h interfaces/named_values.h platform/base/named_values.h
+foreach(header client/distnet_client.h interfaces/account_answers.h interfaces/host_answers.h interfaces/named_values.h interfaces/online_answers.h
+        interfaces/sharing_answers.h platform/base/named_values.h
         platform/dfx/health_check.h distributed/services/utils/distnet_errors.h)
     get_filename_component(folder ${header} DIRECTORY)
     install(FILES ${header} DESTINATION ${distnet_include_dir}/${folder} COMPONENT development)

@@ -31,6 +31,20 @@ LinkFacts FactsOf(const Trust::Identity& identity, sptr<SoftBus::SoftBusServer> 
 
 }  // namespace
 
+std::string LinkFacts::NameOf(const std::string& otherNetworkId) const
+{
+    if (state) {
+        const Trust::Member* member = state->State().FindMember(otherNetworkId);
+        return member != nullptr ? member->name : "";
+    }
+    for (const SoftBus::Node& node : softBus ? softBus->Nodes() : std::vector<SoftBus::Node>()) {
+        if (node.networkId == otherNetworkId) {
+            return node.deviceName;
+        }
+    }
+    return "";
+}
+
 std::vector<KnownDevice> LinkFacts::Devices() const
 {
     using namespace std::chrono;

@@ -44,6 +44,8 @@ struct LinkFacts {
     std::string OwnName() const;
     // The known devices of the account, those online first; none before enrolment.
     std::vector<KnownDevice> Devices() const;
+    // The name of another device of the account; empty: none has that network id.
+    std::string NameOf(const std::string& otherNetworkId) const;
 };
 
 struct AccountLinkOptions {

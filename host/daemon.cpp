@@ -188,7 +188,6 @@ void Daemon::StartNetworkUse()
     options.configuration = configuration_;
     options.device = device_.get();
     options.link = [this] { return link_->Facts(); };
-    options.members = [this] { return account_->Members(); };
     options.askService = [this](const std::string& networkId) { return clients_->StartDistributedNetwork(networkId); };
     network_ = NetworkUse::Start(std::move(options));
 }

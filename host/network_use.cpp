@@ -49,7 +49,7 @@ void NetworkUse::StartSharing()
     sharing.share = &device->Share();
     sharing.network = &device->Network();
     sharing.obstacle = [this] { return Obstacle(); };
-    sharing.nameOf = [this](const std::string& networkId) { return NameOf(networkId); };
+    sharing.nameOf = [link = options_.link](const std::string& networkId) { return link().NameOf(networkId); };
     sharing.asked = [device](const std::string& networkId, const std::string& name) {
         device->SignalShareRequest(networkId, name);
     };
@@ -93,16 +93,6 @@ SharingObstacle NetworkUse::Obstacle() const
     }
     return Wifi::WifiHotspot::GetInstance(WIFI_HOTSPOT_SYS_ABILITY_ID, 0) ? SharingObstacle::NONE
                                                                           : SharingObstacle::NO_HOTSPOT;
-}
-
-std::string NetworkUse::NameOf(const std::string& networkId) const
-{
-    for (const AccountMember& member : options_.members().members) {
-        if (member.networkId == networkId) {
-            return member.name;
-        }
-    }
-    return "";
 }
 
 std::optional<OnlineFault> NetworkUse::WhyNoAccount() const

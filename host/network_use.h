@@ -11,7 +11,6 @@
 #include <vector>
 
 #include "host/account_link.h"
-#include "host/account_operations.h"
 #include "host/configuration.h"
 #include "host/device.h"
 #include "host/online/online.h"
@@ -27,7 +26,6 @@ struct NetworkUseOptions {
     Configuration configuration;
     Device* device = nullptr;  // outlives the object
     std::function<LinkFacts()> link;
-    std::function<MemberList()> members;
     AskService askService;
 };
 
@@ -57,7 +55,6 @@ private:
     void StartSharing();
     void StartOnline();
     SharingObstacle Obstacle() const;
-    std::string NameOf(const std::string& networkId) const;
     std::optional<OnlineFault> WhyNoAccount() const;
 
     const NetworkUseOptions options_;

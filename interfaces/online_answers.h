@@ -1,7 +1,8 @@
 // The daemon's answers about getting online through another device (ability 1164, requests 23 to 29) as types: an
 // attempt step by step, why it failed, what was taken back. Value types; any thread. Texts are as the daemon sent them,
 // so escape them before you show them on a terminal. The requests: client/distnet_client.h. The encoding:
-// share/doc/libdistnet-dev/ipc.md. Each failure with its sentence, advice and event: docs/failures.md.
+// share/doc/libdistnet-dev/ipc.md. Each failure with its sentence, advice and event:
+// share/doc/libdistnet-dev/failures.md.
 #pragma once
 
 #include <chrono>

@@ -102,7 +102,6 @@ private:
 };
 
 inline constexpr const char* AIR_ADDRESS_RANGE = "192.168.43.0/24";
-inline constexpr const char* AIR_GATEWAY = "192.168.43.1";  // every hotspot's own address
 
 // Hex of PBKDF2-HMAC-SHA-256 of key, salted with ssid, 4096 rounds: the passphrase mapping of IEEE 802.11 with a newer
 // hash. Takes some milliseconds. Empty on a failure of the crypto library, which matches no proof.

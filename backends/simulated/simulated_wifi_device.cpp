@@ -239,9 +239,14 @@ void SimulatedWifiDevice::OnJoined(const Station::Join& join, const AirRecord& h
 {
     {
         const MutexLock lock(mutex_);
-        joined_ = {join.attempt, join.config.ssid,  SecurityWord(hotspot.security),
-                   "simulated",  air_.StationMac(), air_.StationAddress(),
-                   AIR_GATEWAY,  {AIR_GATEWAY}};
+        joined_ = {join.attempt,
+                   join.config.ssid,
+                   SecurityWord(hotspot.security),
+                   "simulated",
+                   air_.StationMac(),
+                   air_.StationAddress(),
+                   "",
+                   {}};
         joinedBssid_ = hotspot.bssid;
     }
     live_->SetJoined(true);

@@ -194,7 +194,7 @@ class Ipc(unittest.TestCase):
         self.start()
         with Client(self.path) as client:
             for ability, code, interface, answer in [
-                    (SERVICE, 5, None, (305, b"")), (HOST, 23, None, (305, b"")), (1121, 1, TOKEN[HOST], (305, b"")),
+                    (SERVICE, 5, None, (305, b"")), (HOST, 32, None, (305, b"")), (1121, 1, TOKEN[HOST], (305, b"")),
                     (4802, 1, TOKEN[HOST], (306, b"")), (SERVICE, 0, TOKEN[HOST], (305, struct.pack("<i", 1004500108))),
                     (HOST, 1, TOKEN[SERVICE], (305, struct.pack("<i", 2)))]:
                 self.assertEqual(client.ask(ability, code, b"", interface), answer, (ability, code))

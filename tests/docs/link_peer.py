@@ -21,6 +21,10 @@ HOTSPOT = "vexo.communication.network_connectivity_ext.distributed"
 DAEMON = "vexo.distnet.daemon"
 HOTSPOT_REQUEST = bytes([3, 2, 0])
 TIMEOUT = 5  # seconds
+# What this device answers to another one's daemon.
+ANSWERS = {"facts": {"obstacle": "none", "permission": "allowed", "uplink": "mobile", "technology": "5G", "signal_percent": 80,
+                     "metered": True, "internet": "yes", "mobile_data_off": False, "battery_percent": None, "charging": False},
+           "lease": {"held": False}, "release": {"closed": True}}
 P256 = bytes.fromhex("3059301306072a8648ce3d020106082a8648ce3d030107034200")  # SubjectPublicKeyInfo, but for the last 65 bytes
 
 
@@ -227,5 +231,9 @@ class Device:
             elif purpose == HOTSPOT and payload == HOTSPOT_REQUEST:
                 answer = json.dumps(hotspot).encode()
                 link.send(frame(DATA, struct.pack("<BI", 4, len(answer)) + answer))
+            elif purpose == DAEMON and kind == DATA:
+                request = json.loads(payload)
+                answer = {"version": 1, "request": request["request"], "answer": request["ask"], **ANSWERS[request["ask"]]}
+                link.send(frame(DATA, json.dumps(answer).encode()))
         link.close()
         return purpose, link

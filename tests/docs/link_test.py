@@ -112,14 +112,15 @@ class Link(unittest.TestCase):
             served = [serve()]
             self.wait_for(self.listed)
             start = pool.submit(self.distnetctl, "start", "tablet", code=1)
-            served += [serve(), serve()]
-            self.assertEqual(start.result()["name"], "DISTNET_ERR_LINK")
+            served += [serve(), serve(), serve()]
+            self.assertEqual(start.result()["name"], "HOTSPOT_FAILED")
             self.assertIn("error: -97", (self.folder / "log").read_text())
             ended = self.stop()
             served.append(serve())
             self.wait_for(ended)
         self.assertEqual([(purpose, connection.tls.session_reused) for purpose, connection in (task.result() for task in served)],
-                         [(link.CLOSE, False), (link.COLLABORATION, True), (link.HOTSPOT, True), (link.GOODBYE, True)])
+                         [(link.CLOSE, False), (link.DAEMON, True), (link.COLLABORATION, True), (link.HOTSPOT, True),
+                          (link.GOODBYE, True)])
 
     def open(self, name, **expected):
         session = self.tablet.open(self.phone, name, **expected)

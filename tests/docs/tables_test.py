@@ -102,7 +102,7 @@ class Tables(unittest.TestCase):
 
     def test_every_event_with_its_parameters(self):
         source = "".join((SOURCE / file).read_text() for file in
-                         ("distributed/services/service/event_report.cpp", "backends/linux/wifi_context.cpp",
+                         ("distributed/services/service/event_report.cpp", "platform/wifi/share_closed.cpp",
                           "platform/wifi/station.cpp", "platform/softbus/account/state_exchange.cpp",
                           "host/sharing/share_events.cpp", "host/online/online_events.cpp"))
         keys = dict(re.findall(r'(KEY_\w+) = "(\w+)"', source))

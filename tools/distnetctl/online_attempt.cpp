@@ -1,6 +1,7 @@
 #include "tools/distnetctl/online_attempt.h"
 
 #include <algorithm>
+#include <optional>
 #include <utility>
 
 #include "tools/distnetctl/interrupt.h"
@@ -19,6 +20,42 @@ constexpr const char* OWNER = "waiting for the owner's answer";
 bool HasEnded(OnlinePhase phase)
 {
     return phase != OnlinePhase::RUNNING && phase != OnlinePhase::CANCELLING;
+}
+
+// The check of that name if it found something wrong or missing.
+std::optional<QuviewDFX::HealthCheck> ProblemOf(Client::DistNetClient& client, const char* name)
+{
+    std::vector<QuviewDFX::HealthCheck> checks;
+    (void)client.GetChecks(checks);
+    const auto found = std::find_if(checks.begin(), checks.end(), [&](const QuviewDFX::HealthCheck& check) {
+        return check.name == name && check.good != true;
+    });
+    return found != checks.end() ? std::optional(*found) : std::nullopt;
+}
+
+bool WasReachedOverBluetooth(Client::DistNetClient& client, const std::string& networkId)
+{
+    std::vector<Host::KnownDevice> known;
+    (void)client.GetDevices(known);
+    return std::any_of(known.begin(), known.end(), [&](const Host::KnownDevice& device) {
+        return device.networkId == networkId && device.transport == "bluetooth";
+    });
+}
+
+// Where a radio of this device is the reason, `doctor` knows what to do on this machine.
+void AddOwnRadio(Client::DistNetClient& client, Host::OnlineFault& fault)
+{
+    using Code = Host::OnlineFaultCode;
+    if (fault.code == Code::WIFI_OFF || fault.code == Code::WIFI_BLOCKED || fault.code == Code::WIFI_ABSENT) {
+        if (const auto problem = ProblemOf(client, "radio"); problem && !problem->advice.empty()) {
+            fault.advice = problem->advice;
+        }
+    } else if (fault.code == Code::AWAY && WasReachedOverBluetooth(client, fault.networkId)) {
+        if (const auto problem = ProblemOf(client, "bluetooth")) {
+            fault.message += "; and on this device " + problem->message;
+            fault.advice = problem->advice;
+        }
+    }
 }
 
 }  // namespace
@@ -103,6 +140,9 @@ Outcome Attempt::Run(const Observer& observer)
             observer(now_);
         }
         if (HasEnded(now_.phase)) {
+            if (now_.fault) {
+                AddOwnRadio(client_, *now_.fault);
+            }
             return FromAttempt(now_, wish_.isForOne);
         }
         const std::chrono::milliseconds left = Left();

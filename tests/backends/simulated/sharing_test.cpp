@@ -51,7 +51,6 @@ TEST_F(SharingTest, AStationIsSeenWithItsBytesUntilItLeaves)
     const uint32_t attempt = Join();
     const Wifi::JoinedNetwork joined = laptop_.Wish().Joined().value();
     EXPECT_EQ(joined.security, "WPA2");
-    EXPECT_EQ(joined.gateway, AIR_GATEWAY);
     const auto stations = phone_.Share().Look().stations;
     ASSERT_EQ(stations.size(), 1U);
     EXPECT_EQ(stations[0].macAddress, joined.macAddress);

@@ -14,6 +14,7 @@ import unittest
 
 import account_test
 import jsonschema
+from devices import wait_until
 
 SOURCE, BINARIES = (pathlib.Path(argument).resolve() for argument in sys.argv[1:3])
 SCHEMAS = {path.stem: json.loads(path.read_text()) for path in (SOURCE / "docs/schema").iterdir()}
@@ -50,7 +51,6 @@ def undescribed(schema, path):
 
 class Schema(unittest.TestCase):
     setUp = account_test.Account.setUp
-    wait_until = account_test.Account.wait_until
 
     def valid(self, device, words, code=0, typed=None, **options):
         """Runs a command; all that it prints follows the schemas. Returns the names of them."""
@@ -74,7 +74,7 @@ class Schema(unittest.TestCase):
         begun = process.stdout.readline() if first else ""
         state = pathlib.Path(f"/proc/{process.pid}/status")
         # It ignores SIGPIPE once it has blocked SIGINT.
-        self.wait_until(lambda: int(re.search(r"SigIgn:\s+(\w+)", state.read_text()).group(1), 16) & 0x1000)
+        wait_until(self, lambda: int(re.search(r"SigIgn:\s+(\w+)", state.read_text()).group(1), 16) & 0x1000)
         process.send_signal(signal.SIGINT)
         lines = (begun + process.stdout.read()).splitlines()
         self.seen.update(map(validate, lines))
@@ -85,7 +85,7 @@ class Schema(unittest.TestCase):
         known = self.laptop.run("--help").stdout
         laptop, phone = self.laptop, self.phone
         self.join()
-        self.wait_until(lambda: "reachable" in laptop.run("devices").stdout)
+        wait_until(self, lambda: "reachable" in laptop.run("devices").stdout)
         for words in ("devices", "status", "info", "doctor", "start phone", "start --timing phone", "stop phone",
                       "account devices", "account rename phone phone2", "account transfer phone --yes"):
             self.valid(laptop, words)
@@ -98,7 +98,7 @@ class Schema(unittest.TestCase):
                 self.valid(laptop, words, code=None)
         for words in ("account renew", "account remove laptop --yes"):
             self.valid(phone, words)
-        self.wait_until(lambda: "removed" in laptop.run("status").stdout)
+        wait_until(self, lambda: "removed" in laptop.run("status").stdout)
         self.valid(laptop, "devices", 1)
         self.valid(laptop, "doctor", 1)
         self.valid(laptop, "account leave --yes")
