@@ -14,7 +14,7 @@ namespace {
 
 std::string UserText(const Host::ShareUser& user, WallTime now)
 {
-    return (user.deviceName.empty() ? "a device of nobody's account (" + user.macAddress + ")" : user.deviceName) +
+    return (user.deviceName.empty() ? "a device outside the account (" + user.macAddress + ")" : user.deviceName) +
            ", since " + MomentText(user.since, now) + ", " + BytesText(user.bytes) +
            (user.isConnected ? "" : ", not connected now");
 }

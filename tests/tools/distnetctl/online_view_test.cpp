@@ -250,7 +250,7 @@ TEST(ShareTest, StatusNamesUsersBytesAndWhenTheShareCloses)
     status.users.push_back(laptop);
     status.closesAfter = 90s;
     EXPECT_EQ(text(),
-              "share: laptop, since 12:00, 212 MB a device of nobody's account (02:00:00:00:00:01), since "
+              "share: laptop, since 12:00, 212 MB a device outside the account (02:00:00:00:00:01), since "
               "2026-11-20 12:08, 212 MB, not connected now 1.9 of 5 GB this month; closes 90 s after the last "
               "one leaves");
     status.users.clear();
