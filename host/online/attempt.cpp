@@ -277,7 +277,7 @@ void Attempt::KeepTakenBack(TakenBack takenBack)
     end_.takenBack = std::move(takenBack);
 }
 
-bool Attempt::GiveUp(Trial& trial, OnlineFault fault, Kind step)
+bool Attempt::GiveUp(Trial& trial, const OnlineFault& fault, Kind step)
 {
     if (fault.code == Code::NO_INTERNET && task_.mode == OnlineMode::START) {
         Record(fault, step);
@@ -302,12 +302,12 @@ bool Attempt::GiveUp(Trial& trial, OnlineFault fault, Kind step)
 bool Attempt::Try(Trial& trial)
 {
     const size_t find = BeginStep(Kind::FIND, trial.named);
-    if (Fault fault = EndStep(find, Find(trial, find))) {
-        return GiveUp(trial, *std::move(fault), Kind::FIND);
+    if (const Fault fault = EndStep(find, Find(trial, find))) {
+        return GiveUp(trial, *fault, Kind::FIND);
     }
     const size_t hotspot = BeginStep(Kind::HOTSPOT, trial.named);
-    if (Fault fault = EndStep(hotspot, OpenHotspot(trial, hotspot))) {
-        return GiveUp(trial, *std::move(fault), Kind::HOTSPOT);
+    if (const Fault fault = EndStep(hotspot, OpenHotspot(trial, hotspot))) {
+        return GiveUp(trial, *fault, Kind::HOTSPOT);
     }
     return JoinAndCheck(trial);
 }
@@ -315,12 +315,12 @@ bool Attempt::Try(Trial& trial)
 bool Attempt::JoinAndCheck(Trial& trial)
 {
     const size_t wifi = BeginStep(Kind::WIFI, trial.named);
-    if (Fault fault = EndStep(wifi, Join(trial, wifi))) {
-        return GiveUp(trial, *std::move(fault), Kind::WIFI);
+    if (const Fault fault = EndStep(wifi, Join(trial, wifi))) {
+        return GiveUp(trial, *fault, Kind::WIFI);
     }
     const size_t online = BeginStep(Kind::ONLINE, trial.named);
-    if (Fault fault = EndStep(online, CheckNetwork(trial))) {
-        return GiveUp(trial, *std::move(fault), Kind::ONLINE);
+    if (const Fault fault = EndStep(online, CheckNetwork(trial))) {
+        return GiveUp(trial, *fault, Kind::ONLINE);
     }
     std::erase_if(failures_, [&](const Failure& failure) { return failure.fault.networkId == trial.named.networkId; });
     end_.inUse = trial.use;
@@ -330,14 +330,15 @@ bool Attempt::JoinAndCheck(Trial& trial)
 }
 
 // One more HOTSPOT step for each device runs until its owner has decided, or the time is up.
-bool Attempt::WaitForOwners(std::vector<Trial> asked)
+bool Attempt::WaitForOwners(const std::vector<Trial>& asked)
 {
     struct Waiting {
         Trial trial;
         size_t step;
     };
     std::vector<Waiting> waiting;
-    for (Trial& trial : asked) {
+    waiting.reserve(asked.size());
+    for (const Trial& trial : asked) {
         waiting.push_back({trial, BeginStep(Kind::HOTSPOT, trial.named)});
     }
     for (int retry = 0; retry < OWNER_RETRIES && !waiting.empty() && !isOnline_; ++retry) {
@@ -355,7 +356,7 @@ bool Attempt::WaitForOwners(std::vector<Trial> asked)
             at = waiting.erase(at);
             fault = EndStep(decided.step, std::move(fault));
             if (fault) {
-                GiveUp(decided.trial, *std::move(fault), Kind::HOTSPOT);
+                GiveUp(decided.trial, *fault, Kind::HOTSPOT);
             } else {
                 JoinAndCheck(decided.trial);
             }

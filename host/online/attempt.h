@@ -83,7 +83,7 @@ private:
     // Each ends with this device online (true), or with what the device was asked for undone.
     bool Try(Trial& trial);
     bool JoinAndCheck(Trial& trial);
-    bool WaitForOwners(std::vector<Trial> asked);
+    bool WaitForOwners(const std::vector<Trial>& asked);
 
     Fault Find(Trial& trial, size_t step);
     Fault WhyNotByItself(const Trial& trial) const;
@@ -96,7 +96,7 @@ private:
     size_t BeginStep(OnlineStepKind kind, const FaultDevice& device);
     Fault EndStep(size_t step, Fault fault);
     // Records the failure and undoes what the device was asked for; false.
-    bool GiveUp(Trial& trial, OnlineFault fault, OnlineStepKind step);
+    bool GiveUp(Trial& trial, const OnlineFault& fault, OnlineStepKind step);
     void Record(const OnlineFault& fault, OnlineStepKind step);
     void KeepTakenBack(TakenBack takenBack);
     void EndBefore();

@@ -13,7 +13,7 @@ LeaseKeeper::LeaseKeeper(const OnlineOptions& options, DeviceInUse device, std::
 std::shared_ptr<LeaseKeeper> LeaseKeeper::Start(const OnlineOptions& options, DeviceInUse device,
                                                 std::function<void()> lost)
 {
-    const std::shared_ptr<LeaseKeeper> keeper(new LeaseKeeper(options, std::move(device), std::move(lost)));
+    std::shared_ptr<LeaseKeeper> keeper(new LeaseKeeper(options, std::move(device), std::move(lost)));
     keeper->RenewAfter(std::chrono::milliseconds(1));
     return keeper;
 }

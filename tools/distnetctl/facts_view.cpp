@@ -1,6 +1,7 @@
 #include "tools/distnetctl/facts_view.h"
 
 #include <array>
+#include <cmath>
 #include <cstdio>
 #include <vector>
 
@@ -123,7 +124,7 @@ Size SizeOf(uint64_t bytes)
         return {Amount(count / GIGABYTE), "GB"};
     }
     if (count >= SHOWN_WITH_FRACTION) {
-        return {std::to_string(static_cast<uint64_t>(count / MEGABYTE + 0.5)), "MB"};
+        return {std::to_string(std::llround(count / MEGABYTE)), "MB"};
     }
     return {Amount(count / MEGABYTE), "MB"};
 }

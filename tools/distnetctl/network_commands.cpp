@@ -47,6 +47,7 @@ Json ItemValues(const cJSON* answer)
 Outcome UnknownItems(const std::vector<std::string>& items)
 {
     std::vector<std::string> known;
+    known.reserve(LABELS.size());
     for (const auto& row : LABELS) {
         known.emplace_back(row[0]);
     }

@@ -82,7 +82,7 @@ std::vector<std::string> WordsOf(const std::string& line, size_t room)
             whole += " " + single[next++];
         }
         const bool fits = !IsOpen(whole) && TextWidth(whole) <= room;
-        words.push_back(fits ? std::move(whole) : single[at]);
+        words.push_back(fits ? whole : single[at]);
         at = fits ? next : at + 1;
     }
     return words;
