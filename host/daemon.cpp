@@ -272,6 +272,7 @@ void Daemon::PublishHost()
     };
     facts.deviceChecks = [this] {
         std::vector<QuviewDFX::HealthCheck> checks = device_->Checks();
+        checks.push_back(network_->CheckUplink());
         if (auto check = removals_->Check()) {
             checks.push_back(std::move(*check));
         }

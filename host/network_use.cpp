@@ -17,6 +17,8 @@ namespace {
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Host"};
 
+constexpr const char* UPLINK = "uplink";
+
 // Runs a request of another device.
 struct Server {
     Sharing& sharing;
@@ -102,6 +104,26 @@ std::optional<OnlineFault> NetworkUse::WhyNoAccount() const
         return MakeFault(OnlineFaultCode::REMOVED, " on " + DateOf(*link.removedAt));
     }
     return link.softBus ? std::nullopt : std::optional(MakeFault(OnlineFaultCode::NO_ACCOUNT));
+}
+
+QuviewDFX::HealthCheck NetworkUse::CheckUplink() const
+{
+    using Kind = Network::Uplink::Kind;
+    const Network::Uplink uplink = options_.device->Network().CurrentUplink();
+    const std::string what = uplink.kind == Kind::WIRE   ? "wire"
+                             : uplink.kind == Kind::WIFI ? "Wi-Fi"
+                             : uplink.technology.empty() ? "mobile data"
+                                                         : uplink.technology;
+    if (uplink.kind == Kind::NONE && uplink.isMobileDataOff) {
+        return QuviewDFX::NotChecked(UPLINK, "nothing to share: mobile data is switched off", "Switch mobile data on");
+    }
+    if (uplink.kind == Kind::NONE) {
+        return QuviewDFX::NotChecked(UPLINK, "nothing to share: this device has no network that others could use");
+    }
+    if (uplink.hasInternet == false) {
+        return QuviewDFX::NotChecked(UPLINK, "nothing to share: its " + what + " has no internet");
+    }
+    return QuviewDFX::Healthy(UPLINK, "other devices can use its " + what);
 }
 
 SoftBus::PeerRefusal NetworkUse::Admit(const std::string& networkId)

@@ -17,6 +17,7 @@
 #include "host/peers/peer_link.h"
 #include "host/sharing/sharing.h"
 #include "platform/base/nocopyable.h"
+#include "platform/dfx/health_check.h"
 #include "platform/softbus/peer_policy.h"
 #include "platform/trust/account_state.h"
 
@@ -39,6 +40,10 @@ public:
 
     SoftBus::PeerRefusal Admit(const std::string& networkId) override;
     void OnRefusedBy(const std::string& networkId, SoftBus::PeerRefusal why) override;
+
+    // For `distnetctl doctor`: what others could use of this device's networks. Blocks for the machine's daemons, at
+    // most 1 s.
+    QuviewDFX::HealthCheck CheckUplink() const;
 
     // The soft bus was registered; is about to end; is about to end because this device has left its account.
     void OnLinkStarted();

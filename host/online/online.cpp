@@ -378,10 +378,11 @@ DownAnswer OnlineService::LeaveNetwork()
         connection->keeper->Stop();
         Undone now = Undo(options_, connection->device, &stop_);
         done = {DownResult::DONE, std::move(now.takenBack), std::move(now.fault)};
-    } else if (const auto joined = options_.station->Joined(); joined && !undone) {
+    } else if (const WifiStatus wifi = options_.wifi();
+               !undone && (wifi.state == WifiState::CONNECTING || wifi.state == WifiState::CONNECTED)) {
         // A program asked the service itself; the daemon does not know through which device.
         done.result = DownResult::DONE;
-        const Result<Wifi::LeftNetwork> left = options_.station->Leave(joined->attempt, LEAVE_LIMIT);
+        const Result<Wifi::LeftNetwork> left = options_.station->Leave(wifi.attempt, LEAVE_LIMIT);
         if (left) {
             done.takenBack.hasLeftWifi = left.value().hasLeft;
             done.takenBack.backOn = left.value().backOn;
