@@ -252,14 +252,13 @@ std::vector<HealthCheck> CheckHealth(const HealthFacts& facts)
     CheckDaemon(facts, checks);
     checks.push_back(CheckSocket(facts.configuration, policy.value_or(Security::AccessPolicy::RootOnly())));
     CheckPeers(facts, checks);
-    if (facts.configuration.platform == PLATFORM_LINUX) {
-        checks.insert(checks.end(), facts.device.begin(), facts.device.end());
-        return checks;
+    if (facts.configuration.platform != PLATFORM_LINUX) {
+        const auto state = Simulated::LoadDeviceState(facts.configuration.stateDir);
+        checks.push_back(CheckRadio(facts, state));
+        checks.push_back(checks.back().good.value_or(false) ? CheckHotspot(facts, state.value())
+                                                            : NotChecked("hotspot", "not checked: needs the radio"));
     }
-    const auto state = Simulated::LoadDeviceState(facts.configuration.stateDir);
-    checks.push_back(CheckRadio(facts, state));
-    checks.push_back(checks.back().good.value_or(false) ? CheckHotspot(facts, state.value())
-                                                        : NotChecked("hotspot", "not checked: needs the radio"));
+    checks.insert(checks.end(), facts.device.begin(), facts.device.end());
     return checks;
 }
 

@@ -287,10 +287,10 @@ TEST_F(OnlineTest, UpWaitsForTheOwnerAndStartDoesNot)
     Start({"phone"});
     world_->devices["phone"].refusal = SoftBus::PeerRefusal::OWNER_ASKED;
     EXPECT_EQ(Run(OnlineMode::START, {"phone"}).fault->code, Code::OWNER_ASKED);
-    int asked = 0;
-    world_->onCall = [&](const std::string& call) {
+    // The end of the test makes calls, too.
+    world_->onCall = [this, asked = 0](const std::string& call) mutable {
         asked += call == "ask phone" ? 1 : 0;
-        world_->Change("phone", [&](auto& phone) {
+        world_->Change("phone", [asked](auto& phone) {
             phone.refusal = asked > 2 ? SoftBus::PeerRefusal::NONE : SoftBus::PeerRefusal::OWNER_ASKED;
         });
     };
