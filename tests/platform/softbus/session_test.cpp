@@ -2,6 +2,7 @@
 #include "platform/softbus/session.h"
 
 #include <sys/socket.h>
+#include <future>
 
 #include <array>
 #include <stdexcept>
@@ -151,13 +152,14 @@ TEST_F(SessionTest, PolicyRefusesSessionsAtOnceAndTheOpenerHearsWhyBeforeItsCall
              {"test.never", PeerRefusal::DATA_LIMIT, SOFTBUS_PEER_REFUSED, "admit " + watchId, refused(-104)},
              {"test.free", PeerRefusal::NOT_ALLOWED, SOFTBUS_OK, "", ""}}) {
         servers.answer = row.answer;
-        std::vector<std::string> heardBefore;
+        std::promise<std::vector<std::string>> heard;
         atLaptop.Clear();
-        atLaptop.OnEvent(Kind::OPENED, [&](const Event&) { heardBefore = openers.Take(); });
+        atLaptop.OnEvent(Kind::OPENED, [&](const Event&) { heard.set_value(openers.Take()); });
         const auto began = std::chrono::steady_clock::now();
         const int id = watch->OpenSession(row.server, row.server, tabletIdentity.networkId, ByteSession());
         EXPECT_EQ(atLaptop.WaitFor(Kind::OPENED, id).result, row.result) << row.server;
         EXPECT_LT(std::chrono::steady_clock::now() - began, 2s) << "it waited for a session server";
+        const std::vector<std::string> heardBefore = heard.get_future().get();
         atLaptop.Clear();
         EXPECT_EQ(heardBefore, row.atWatch.empty() ? std::vector<std::string>{} : std::vector{row.atWatch});
         EXPECT_EQ(servers.Take(), row.atTablet.empty() ? std::vector<std::string>{} : std::vector{row.atTablet});
