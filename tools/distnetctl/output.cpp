@@ -109,9 +109,8 @@ void Output::PrintError(const std::string& text, size_t indent) const
 
 void Output::ClearStatus()
 {
-    if (statusShown_) {
+    if (statusShown_.exchange(false)) {
         std::fputs("\r\033[K", stdout);
-        statusShown_ = false;
     }
 }
 

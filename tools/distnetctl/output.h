@@ -99,8 +99,9 @@ private:
     const Terminal terminal_;
     const std::string command_;
     std::atomic<bool> isFinished_{false};
-    bool statusShown_ = false;
-    int writeError_ = 0;  // errno of the first write that failed
+    // Atomic, because the thread that ends the process after an interrupt prints, too.
+    std::atomic<bool> statusShown_{false};
+    std::atomic<int> writeError_{0};  // errno of the first write that failed
 };
 
 // Advice with "sudo" before each command in it that needs the rights of root, unless the user is root.
