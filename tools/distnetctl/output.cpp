@@ -149,7 +149,13 @@ void Output::Prompt(const std::string& text)
 
 void Output::Object(const std::string& schema, const cJSON* object)
 {
-    if (json_) {
+    const MutexLock lock(objects_);
+    PrintObject(schema, object);
+}
+
+void Output::PrintObject(const std::string& schema, const cJSON* object)
+{
+    if (json_ && !isFinished_) {
         std::printf("{\"schema\":\"%s\",%s\n", SchemaName(schema).c_str(), JsonText(object).substr(1).c_str());
         (void)Flush();
     }
@@ -225,9 +231,9 @@ int Output::FinishJson(Outcome outcome)
         const std::string key = member->string;
         cJSON_AddItemToObject(object.get(), key.c_str(), member);
     }
-    if (!isFinished_.exchange(true)) {
-        Object(command_.empty() ? "usage" : command_, object.get());
-    }
+    const MutexLock lock(objects_);
+    PrintObject(command_.empty() ? "usage" : command_, object.get());
+    isFinished_ = true;
     return outcome.exitCode;
 }
 

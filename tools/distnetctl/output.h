@@ -1,6 +1,6 @@
 // The output of distnetctl: readable lines for a person, or one JSON object, and the exit code. A command builds one
 // Outcome and passes it to Output::Finish. Only the live picture (screen.h) writes to standard output by itself. Main
-// thread only.
+// thread only, but for what the thread that ends the process after an interrupt prints.
 #pragma once
 
 #include <atomic>
@@ -9,6 +9,7 @@
 
 #include "client/distnet_client.h"
 #include "platform/base/json.h"
+#include "platform/base/mutex.h"
 #include "tools/distnetctl/terminal.h"
 
 namespace Vexo::Ctl {
@@ -64,7 +65,8 @@ public:
     // Prints a line; does nothing with --json.
     void Line(const std::string& text);
     // Prints one object on a line of its own; does nothing without --json. For commands that print many objects, before
-    // Finish or instead of it. schema: which of docs/schema the object follows.
+    // Finish or instead of it; an object that comes after that of Finish is dropped. schema: which of docs/schema the
+    // object follows.
     void Object(const std::string& schema, const cJSON* object);
     // Writes out what is buffered. Returns false if this or an earlier write failed.
     bool Flush();
@@ -80,7 +82,7 @@ public:
     std::string Cross() const;
 
     // Prints the outcome as a JSON object, or its message and advice (for a failure to standard error). Returns the
-    // exit code. May be called on two threads, when an interrupt ends the process: of two JSON objects the first one is
+    // exit code. When an interrupt ends the process, two threads may call it: of two JSON objects the first one is
     // printed.
     int Finish(Outcome outcome);
     // The same for a command that Ctrl-C has ended: prints the JSON object that says so, and nothing for a person.
@@ -91,6 +93,7 @@ public:
 
 private:
     void ClearStatus();
+    void PrintObject(const std::string& schema, const cJSON* object) REQUIRES(objects_);
     std::string Shown(const std::string& text) const;
     void PrintError(const std::string& text, size_t indent) const;
     int FinishJson(Outcome outcome);
@@ -98,7 +101,8 @@ private:
     const bool json_;
     const Terminal terminal_;
     const std::string command_;
-    std::atomic<bool> isFinished_{false};
+    Mutex objects_;
+    bool isFinished_ GUARDED_BY(objects_) = false;
     // Atomic, because the thread that ends the process after an interrupt prints, too.
     std::atomic<bool> statusShown_{false};
     std::atomic<int> writeError_{0};  // errno of the first write that failed

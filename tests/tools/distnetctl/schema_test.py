@@ -89,7 +89,7 @@ class Schema(unittest.TestCase):
         for words in ("devices", "status", "info", "doctor", "start phone", "start --timing phone", "stop phone",
                       "account devices", "account rename phone phone2", "account transfer phone --yes"):
             self.valid(laptop, words)
-        for words, code in (("start nobody", 2), ("info nonsense", 1), ("events --since x", 2), ("account rename a b", 2),
+        for words, code in (("start nobody", 2), ("info nonsense", 1), ("events --since x", 2), ("account rename nobody b", 2),
                             ("account backup", 2), ("nonsense", 2), ("account", 2)):
             self.valid(laptop, words, code)
         for words in ("up phone", "auto on", "auto", "auto off", "prefer phone", "prefer", "share status",
