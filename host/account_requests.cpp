@@ -4,27 +4,12 @@
 #include <utility>
 
 #include "host/caller_rights.h"
+#include "host/host_arguments.h"
 #include "host/host_replies.h"
 #include "interfaces/account_answers_json.h"
 #include "platform/ipc/ipc_skeleton.h"
 
 namespace Vexo::Host {
-namespace {
-
-constexpr auto MAX_WAIT_MS = static_cast<uint32_t>(HOST_MAX_WAIT.count());
-
-// The arguments of a request that waits for a change.
-bool ReadWait(MessageParcel& data, uint32_t& revision, std::chrono::milliseconds& limit)
-{
-    uint32_t limitMs = 0;
-    if (!data.ReadUint32(revision) || !data.ReadUint32(limitMs) || limitMs > MAX_WAIT_MS) {
-        return false;
-    }
-    limit = std::chrono::milliseconds(limitMs);
-    return true;
-}
-
-}  // namespace
 
 bool AccountRequests::Handles(uint32_t code)
 {

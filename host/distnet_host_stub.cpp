@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "host/caller_rights.h"
+#include "host/host_arguments.h"
 #include "host/host_replies.h"
 #include "interfaces/host_answers_json.h"
 #include "platform/dfx/log.h"
@@ -13,7 +14,6 @@ namespace Vexo::Host {
 namespace {
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Host"};
-constexpr auto MAX_WAIT_MS = static_cast<uint32_t>(HOST_MAX_WAIT.count());
 
 bool IsKnown(uint32_t code)
 {
@@ -112,25 +112,23 @@ int32_t DistNetHostStub::RunWaitForWifi(MessageParcel& data, MessageParcel& repl
 {
     uint32_t attempt = 0;
     int32_t state = 0;
-    uint32_t limitMs = 0;
-    if (!data.ReadUint32(attempt) || !data.ReadInt32(state) || !data.ReadUint32(limitMs) || limitMs > MAX_WAIT_MS) {
+    std::chrono::milliseconds limit{0};
+    if (!data.ReadUint32(attempt) || !data.ReadInt32(state) || !ReadWaitLimit(data, limit)) {
         return WriteFailure(reply, HOST_BAD_REQUEST);
     }
     return AnsweredLater<WifiStatus>(reply, [&](Answer<WifiStatus> answer) {
-        WaitForWifi(attempt, static_cast<WifiState>(state), std::chrono::milliseconds(limitMs), std::move(answer));
+        WaitForWifi(attempt, static_cast<WifiState>(state), limit, std::move(answer));
     });
 }
 
 int32_t DistNetHostStub::RunGetEvents(MessageParcel& data, MessageParcel& reply)
 {
     uint64_t cursor = 0;
-    uint32_t limitMs = 0;
-    if (!data.ReadUint64(cursor) || !data.ReadUint32(limitMs) || limitMs > MAX_WAIT_MS) {
+    std::chrono::milliseconds limit{0};
+    if (!data.ReadUint64(cursor) || !ReadWaitLimit(data, limit)) {
         return WriteFailure(reply, HOST_BAD_REQUEST);
     }
-    return AnsweredLater<EventPage>(reply, [&](Answer<EventPage> answer) {
-        GetEvents(cursor, std::chrono::milliseconds(limitMs), std::move(answer));
-    });
+    return AnsweredLater<EventPage>(reply, [&](Answer<EventPage> answer) { GetEvents(cursor, limit, std::move(answer)); });
 }
 
 }  // namespace Vexo::Host

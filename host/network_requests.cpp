@@ -4,6 +4,7 @@
 #include <utility>
 #include <vector>
 
+#include "host/host_arguments.h"
 #include "host/host_replies.h"
 #include "interfaces/online_answers_json.h"
 #include "interfaces/sharing_answers_json.h"
@@ -84,13 +85,13 @@ int32_t NetworkRequests::RunBegin(MessageParcel& data, MessageParcel& reply)
 int32_t NetworkRequests::RunWait(MessageParcel& data, MessageParcel& reply)
 {
     uint32_t revision = 0;
-    uint32_t limitMs = 0;
-    if (!data.ReadUint32(revision) || !data.ReadUint32(limitMs) || limitMs > HOST_MAX_WAIT.count()) {
+    std::chrono::milliseconds limit{0};
+    if (!ReadWait(data, revision, limit)) {
         return WriteFailure(reply, HOST_BAD_REQUEST);
     }
     const pid_t caller = IPCSkeleton::GetCallingPid();
     return AnsweredLater<OnlineAnswer>(reply, [&](IDistNetHost::Answer<OnlineAnswer> answer) {
-        online_->WaitForChange(caller, revision, std::chrono::milliseconds(limitMs), std::move(answer));
+        online_->WaitForChange(caller, revision, limit, std::move(answer));
     });
 }
 

@@ -143,14 +143,14 @@ LinuxNetworkMonitor::LinuxNetworkMonitor(std::shared_ptr<Bus> bus, std::shared_p
             strand_, object, [this, names = std::move(names)](const std::string&, const PropertyMap& changed) {
                 if (std::any_of(names.begin(), names.end(),
                                 [&](const std::string& name) { return changed.contains(name); })) {
-                    listener_.Tell();
+                    listener_.Notify();
                 }
             }));
     };
     tellOf(NM_MANAGER, {"PrimaryConnection", "ActiveConnections", "Connectivity"});
     tellOf(ANY_DEVICE, {"Ip4Connectivity", "Ip6Connectivity"});
     tellOf(ANY_RADIO, {"LastScan"});
-    subscriptions_.push_back(bus->OnService(strand_, NETWORK_MANAGER, [this](bool) { listener_.Tell(); }));
+    subscriptions_.push_back(bus->OnService(strand_, NETWORK_MANAGER, [this](bool) { listener_.Notify(); }));
 }
 
 LinuxNetworkMonitor::~LinuxNetworkMonitor()
@@ -215,7 +215,7 @@ void LinuxNetworkMonitor::OnUseChanged(bool isInUse)
         const MutexLock lock(mutex_);
         isInUse_ = isInUse;
     }
-    listener_.Tell();
+    listener_.Notify();
 }
 
 NetworkSituation LinuxNetworkMonitor::Situation()

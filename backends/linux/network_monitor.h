@@ -8,12 +8,12 @@
 #include <vector>
 
 #include "backends/linux/bus.h"
-#include "backends/linux/change_listener.h"
 #include "backends/linux/network_manager.h"
 #include "backends/linux/telephony.h"
 #include "backends/linux/wifi_device.h"
 #include "platform/base/mutex.h"
 #include "platform/network/network_monitor.h"
+#include "platform/tasks/change_listener.h"
 #include "platform/tasks/elastic_pool.h"
 
 namespace Vexo::Linux {
@@ -36,7 +36,7 @@ public:
     // Reports of UPower (power.h), of logind (screen.h) and of the station. They do not block.
     void OnBattery(const Network::Battery& battery);
     void OnUseChanged(bool isInUse);
-    void OnStationChanged() { listener_.Tell(); }
+    void OnStationChanged() { listener_.Notify(); }
     // Changes are not reported any more. Blocks until no report runs; a second call does nothing.
     void Stop();
 
@@ -61,7 +61,7 @@ private:
     Network::Battery battery_ GUARDED_BY(mutex_);
     bool isInUse_ GUARDED_BY(mutex_) = false;
 
-    ChangeListener listener_;                     // own synchronisation
+    Tasks::ChangeListener listener_;              // own synchronisation
     Tasks::Strand strand_;                        // own synchronisation
     std::vector<BusSubscription> subscriptions_;  // end first
 };

@@ -13,13 +13,13 @@
 #include <utility>
 #include <vector>
 
-#include "backends/linux/change_listener.h"
 #include "backends/linux/network_manager_profiles.h"
 #include "backends/linux/share_guard.h"
 #include "backends/linux/stations.h"
 #include "backends/linux/wifi_context.h"
 #include "platform/base/mutex.h"
 #include "platform/ipc/iremote_object.h"
+#include "platform/tasks/change_listener.h"
 #include "platform/tasks/timers.h"
 #include "platform/wifi/share_control.h"
 #include "platform/wifi/wifi_hotspot.h"
@@ -127,7 +127,7 @@ private:
     ShareGuard guard_;
     Tasks::Timer timer_;
 
-    ChangeListener listener_;  // own synchronisation
+    Tasks::ChangeListener listener_;  // own synchronisation
 };
 
 }  // namespace Vexo::Linux

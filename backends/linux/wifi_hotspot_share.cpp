@@ -32,7 +32,7 @@ void LinuxWifiHotspot::SetOn(bool isOn, const std::string& interface)
         }
         openings_ += isOn ? 1 : 0;
     }
-    listener_.Tell();
+    listener_.Notify();
 }
 
 Wifi::ShareInfo LinuxWifiHotspot::Look()

@@ -11,10 +11,10 @@
 #include <string>
 
 #include "backends/simulated/air.h"
-#include "backends/simulated/change_listener.h"
 #include "backends/simulated/live_state.h"
 #include "platform/base/mutex.h"
 #include "platform/ipc/iremote_object.h"
+#include "platform/tasks/change_listener.h"
 #include "platform/tasks/elastic_pool.h"
 #include "platform/tasks/timers.h"
 #include "platform/wifi/share_control.h"
@@ -88,8 +88,8 @@ private:
     Settings proven_;  // what proof_ was made of; making one is slow
     std::string proof_;
 
-    ChangeListener listener_;  // own synchronisation
-    Tasks::Strand strand_;     // own synchronisation
+    Tasks::ChangeListener listener_;  // own synchronisation
+    Tasks::Strand strand_;            // own synchronisation
 };
 
 }  // namespace Vexo::Simulated

@@ -4,11 +4,11 @@
 #include <functional>
 #include <memory>
 
-#include "backends/simulated/change_listener.h"
 #include "backends/simulated/live_state.h"
 #include "backends/simulated/simulated_wifi_device.h"
 #include "platform/base/mutex.h"
 #include "platform/network/network_monitor.h"
+#include "platform/tasks/change_listener.h"
 
 namespace Vexo::Simulated {
 
@@ -45,7 +45,7 @@ private:
     bool stopped_ GUARDED_BY(mutex_) = false;
     uint32_t scan_ GUARDED_BY(mutex_) = 0;
 
-    ChangeListener listener_;  // own synchronisation
+    Tasks::ChangeListener listener_;  // own synchronisation
 };
 
 }  // namespace Vexo::Simulated

@@ -1,9 +1,9 @@
-// SimulatedWifiDevice: the station of a simulated device (ability 1120), as requests and as getting online use it. An
-// attempt to connect looks for the hotspot in
-// the air until it is there and compares security and key; a connection lasts as long as the hotspot's record does.
-// While it looks or is connected a watcher of the air folder tells of changes, so nothing polls. Any thread may call
-// it; looking runs on a strand of its own. Each end of an attempt and of a connection publishes a connectivity event of
-// type WIFI: CONNECTED, FAILED or DISCONNECTED. An attempt that a newer one replaced ends silently.
+// SimulatedWifiDevice: the station of a simulated device (ability 1120), also as StationControl. An attempt to connect
+// looks for the hotspot in the air until it is there and compares security and key; a connection lasts as long as the
+// hotspot's record does. While it looks or is connected a watcher of the air folder tells of changes, so nothing polls.
+// Any thread may call it; looking runs on a strand of its own. Each end of an attempt and of a connection publishes a
+// connectivity event of type WIFI: CONNECTED, FAILED or DISCONNECTED. An attempt that a newer one replaced ends
+// silently.
 #pragma once
 
 #include <chrono>
@@ -15,13 +15,13 @@
 #include <vector>
 
 #include "backends/simulated/air.h"
-#include "backends/simulated/change_listener.h"
 #include "backends/simulated/live_state.h"
 #include "platform/base/folder_watcher.h"
 #include "platform/base/mutex.h"
 #include "platform/events/common_event_manager.h"
 #include "platform/events/common_event_support.h"
 #include "platform/ipc/iremote_object.h"
+#include "platform/tasks/change_listener.h"
 #include "platform/tasks/elastic_pool.h"
 #include "platform/tasks/timers.h"
 #include "platform/wifi/station.h"
@@ -115,9 +115,9 @@ private:
     std::optional<Wifi::JoinedNetwork> joined_ GUARDED_BY(mutex_);  // by the latest attempt that joined one
     std::string joinedBssid_ GUARDED_BY(mutex_);
 
-    Wifi::Station station_;    // own synchronisation
-    ChangeListener listener_;  // own synchronisation
-    Tasks::Strand strand_;     // own synchronisation
+    Wifi::Station station_;           // own synchronisation
+    Tasks::ChangeListener listener_;  // own synchronisation
+    Tasks::Strand strand_;            // own synchronisation
 };
 
 }  // namespace Vexo::Simulated

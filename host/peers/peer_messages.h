@@ -6,7 +6,7 @@
 //   {"version": 1, "request": 7, "answer": "facts", …}              the members: docs/link.md
 //   {"version": 1, "request": 8, "answer": "lease", "held": true}
 //   {"version": 1, "request": 9, "answer": "release", "closed": true}
-//   {"version": 1, "request": 7, "answer": "unknown"}               to a request that the other side does not know
+//   {"version": 1, "request": 7, "answer": "unknown"}               to a request of a later version
 // Unknown members are ignored, so a later version may add some. Pure functions; any thread.
 #pragma once
 
@@ -41,7 +41,7 @@ struct LeaseAnswer {
 struct ReleaseAnswer {
     bool hasClosedHotspot = false;  // also true if it was off already
 };
-// The other side does not know the request.
+// Says that this device does not know the request: it has an older version.
 struct UnknownAnswer {};
 // DeviceFacts::networkId and at are not sent; the receiver fills them in.
 using PeerAnswer = std::variant<UnknownAnswer, DeviceFacts, LeaseAnswer, ReleaseAnswer>;

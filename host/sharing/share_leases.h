@@ -17,7 +17,7 @@
 
 namespace Vexo::Host {
 
-// A device that was admitted may be joining for this long.
+// How long a device that was admitted counts as one that still joins, and so keeps the hotspot open.
 inline constexpr std::chrono::seconds JOINING_LIFE{60};
 
 // Why a lease ended: the REASON of the system event NET_SHARE_LEASE_END.

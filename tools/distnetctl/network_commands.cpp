@@ -1,3 +1,4 @@
+// devices, stop and info.
 #include <algorithm>
 #include <array>
 
@@ -79,10 +80,6 @@ std::string InfoLine(const cJSON* item)
     }
     return Column(label, 24) + text;
 }
-
-}  // namespace
-
-namespace {
 
 // The list, each device with what it has said of itself.
 Json DevicesWithFacts(const Host::DeviceList& list, const std::vector<Host::DeviceFacts>& facts)

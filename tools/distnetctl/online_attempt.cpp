@@ -22,7 +22,7 @@ bool HasEnded(OnlinePhase phase)
     return phase != OnlinePhase::RUNNING && phase != OnlinePhase::CANCELLING;
 }
 
-// The check of that name if it found something wrong or missing.
+// What `doctor` finds wrong or missing in its check of that name; no value: nothing.
 std::optional<QuviewDFX::HealthCheck> ProblemOf(Client::DistNetClient& client, const char* name)
 {
     std::vector<QuviewDFX::HealthCheck> checks;

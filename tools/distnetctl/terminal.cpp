@@ -63,7 +63,7 @@ void Replace(std::string& text, std::string_view mark, std::string_view ascii)
     }
 }
 
-// How many backquotes text has is odd: a command begins in it and does not end.
+// Whether a command begins in text and does not end there: text has an odd number of backquotes.
 bool IsOpen(const std::string& text)
 {
     return std::count(text.begin(), text.end(), '`') % 2 != 0;

@@ -17,8 +17,7 @@ struct Terminal {
     size_t errorColumns = COLUMNS;  // of standard error
 };
 
-// Asks standard output, standard error and the environment (TERM, NO_COLOR, COLUMNS, LC_ALL,
-// LC_CTYPE, LANG).
+// Asks standard output, standard error and the environment (TERM, NO_COLOR, COLUMNS, LC_ALL, LC_CTYPE, LANG).
 Terminal FindTerminal();
 
 // Whether the user's locale writes UTF-8 (LC_ALL, LC_CTYPE, LANG).

@@ -1,5 +1,4 @@
-// ChangeListener: the one function that an owner calls when something has changed, as the SetListener of the platform's
-// interfaces promises it. Any thread may use it.
+// ChangeListener: the one function that the owner of the object calls after each change. Any thread.
 #pragma once
 
 #include <functional>
@@ -9,13 +8,14 @@
 #include "platform/base/nocopyable.h"
 #include "platform/tasks/elastic_pool.h"
 
-namespace Vexo::Linux {
+namespace Vexo::Tasks {
 
 class ChangeListener : public NoCopyable {
 public:
     ~ChangeListener() { strand_.Drain(); }
 
-    // An empty function ends the calls, and returns when no call runs any more.
+    // Replaces the function. An empty one ends the calls: when Set returns, no call runs any more, unless Set was
+    // called by the function itself.
     void Set(std::function<void()> changed)
     {
         const bool isEnd = !changed;
@@ -27,8 +27,8 @@ public:
             strand_.Drain();
         }
     }
-    // The function is called soon, on a strand of its own. Does not block.
-    void Tell()
+    // Calls the function soon, on a thread of the pool and one call at a time. Does not block.
+    void Notify()
     {
         strand_.Post([this] {
             std::function<void()> changed;
@@ -45,7 +45,7 @@ public:
 private:
     Mutex mutex_;
     std::function<void()> changed_ GUARDED_BY(mutex_);
-    Tasks::Strand strand_;  // own synchronisation
+    Strand strand_;  // own synchronisation
 };
 
-}  // namespace Vexo::Linux
+}  // namespace Vexo::Tasks
