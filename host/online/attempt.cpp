@@ -138,6 +138,7 @@ Attempt::Fault Attempt::Find(Trial& trial, size_t step)
     if (const auto* facts = answer ? std::get_if<DeviceFacts>(&answer.value()) : nullptr) {
         trial.use.facts = *facts;
         trial.use.facts->networkId = trial.named.networkId;
+        trial.use.facts->at = std::chrono::floor<std::chrono::seconds>(options_.timers->WallNow());
         env_.memory->SetFacts(*trial.use.facts);
         if (Fault fault = FaultOf(*facts, trial.named)) {
             return fault;

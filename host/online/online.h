@@ -49,7 +49,8 @@ struct OnlineOptions {
     // Why no device can be asked: NO_ACCOUNT, REMOVED; no value: it can.
     std::function<std::optional<OnlineFault>()> whyNoAccount;
     AskService askService;
-    // This device is on a network on which that device has the address (its gateway): try it there first.
+    // This device is on a network on which that device has the address (its gateway): try it there first. Empty: this
+    // device has left the network.
     std::function<void(const std::string& networkId, const std::string& ipAddress)> suggestAddress;
     Tasks::Timers* timers = &Tasks::Timers::System();
 };

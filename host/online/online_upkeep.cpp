@@ -53,6 +53,7 @@ void OnlineService::OnLost(uint32_t number)
     lock.Unlock();
     QuviewDFX::LogInfo(LABEL, "the network of \"%{public}s\" is gone", device.deviceName);
     WriteOnlineEnd(device.networkId, OnlineEnding::LOST);
+    options_.suggestAddress(device.networkId, "");
     // With a newer attempt, a program may use the same device again.
     if (options_.wifi().attempt == device.wifiAttempt) {
         (void)Release(options_, device, RELEASE_LIMIT, &stop_);

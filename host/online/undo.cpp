@@ -52,6 +52,9 @@ Undone Undo(const OnlineOptions& options, const DeviceInUse& device, Cancellatio
             undone.fault->advice = "It is left as soon as the radio answers; see: distnetctl doctor";
         }
     }
+    if (device.wifiAttempt != 0) {
+        options.suggestAddress(device.networkId, "");
+    }
     // Over the network of before, the device may be within reach again.
     if (!released && device.wifiAttempt != 0 && !isStopped()) {
         released = Release(options, device, SECOND_RELEASE_LIMIT, stop);

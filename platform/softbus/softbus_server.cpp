@@ -341,7 +341,9 @@ void Server::Scan(std::function<void()> done)
 void Server::SuggestAddress(const std::string& networkId, const std::string& ipAddress)
 {
     asio::error_code error;
-    asio::ip::make_address(ipAddress, error);
+    if (!ipAddress.empty()) {
+        asio::ip::make_address(ipAddress, error);
+    }
     if (error) {
         QuviewDFX::LogWarn(LOG_SOFTBUS, "\"%{public}s\" is no IP address; %{public}s is not tried there", ipAddress,
                            ShortId(networkId));

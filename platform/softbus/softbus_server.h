@@ -86,9 +86,9 @@ public:
     // is overwritten.
     virtual void SendAccountKey(const std::string& networkId, std::string key,
                                 std::function<void(Result<void> result)> done) = 0;
-    // This device is on a network on which that known device has the IP address: from now on, until another one is
-    // suggested or the soft bus stops, it is tried there first, at the port of its first known TCP address. Does
-    // nothing while no TCP port of it is known. Any thread; does not block.
+    // This device is on a network on which that known device has the IP address: from now on the device is tried there
+    // first, at the port of its first known TCP address. Has no effect while no TCP port of the device is known. A new
+    // address replaces the one before; an empty one withdraws it. Any thread; does not block.
     virtual void SuggestAddress(const std::string& networkId, const std::string& ipAddress) = 0;
     // Sends GOODBYE, fails sessions that are opening, closes open ones after the accepted bytes are delivered (within
     // 1 s), and writes the known devices. Blocks until that is done. Idempotent.

@@ -73,7 +73,10 @@ public:
         options.devices = [this] { return known; };
         options.whyNoAccount = [this] { return whyNoAccount; };
         options.askService = [this](const std::string& id) { return AskService(id); };
-        options.suggestAddress = [](const std::string&, const std::string&) {};
+        options.suggestAddress = [this](const std::string& id, const std::string& ipAddress) {
+            const MutexLock lock(mutex_);
+            suggested_[id] = ipAddress;
+        };
         options.timers = &timers;
         const auto started = Host::Online::Start(std::move(options));
         online = started;
@@ -96,6 +99,12 @@ public:
         const MutexLock lock(mutex_);
         joined_.reset();
         wifi.state = Host::WifiState::DISCONNECTED;
+    }
+    // Where the device is tried first; empty: nowhere special.
+    std::string Suggested(const std::string& id)
+    {
+        const MutexLock lock(mutex_);
+        return suggested_[id];
     }
     // The Wi-Fi stays in this state after the service's request.
     bool isJoining = false;
@@ -201,6 +210,7 @@ private:
     Mutex mutex_;
     std::optional<Wifi::JoinedNetwork> joined_ GUARDED_BY(mutex_);
     Network::NetworkSituation situation_ GUARDED_BY(mutex_);
+    std::map<std::string, std::string> suggested_ GUARDED_BY(mutex_);
 };
 
 }  // namespace Vexo::Tests

@@ -264,9 +264,12 @@ std::vector<PeerAddress> KnownDevices::Addresses(const std::string& networkId) c
 
 void KnownDevices::SuggestHost(const std::string& networkId, const std::string& ipAddress)
 {
-    if (IsKnown(networkId)) {
-        const MutexLock lock(mutex_);
+    const bool isKnown = IsKnown(networkId);
+    const MutexLock lock(mutex_);
+    if (isKnown && !ipAddress.empty()) {
         suggestedHosts_[networkId] = ipAddress;
+    } else {
+        suggestedHosts_.erase(networkId);
     }
 }
 

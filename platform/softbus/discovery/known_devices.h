@@ -73,7 +73,8 @@ public:
     bool HadRecentContact(const std::string& networkId) const EXCLUDES(mutex_);
     // The addresses of the device, those of its last HELLO first; empty for an unknown device.
     std::vector<PeerAddress> Addresses(const std::string& networkId) const EXCLUDES(mutex_);
-    // Where the device may be in this run, beside its addresses: an IP address; empty: none. Replaces an earlier one.
+    // Stores one more IP address at which the device may be, in place of an earlier one; empty: none. It is not written
+    // to the disk.
     void SuggestHost(const std::string& networkId, const std::string& ipAddress) EXCLUDES(mutex_);
     std::string SuggestedHost(const std::string& networkId) const EXCLUDES(mutex_);
     // All known devices that were met, in no order. online is true after recent contact; clockAhead is also set for

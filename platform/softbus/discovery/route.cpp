@@ -1,6 +1,7 @@
 #include "platform/softbus/discovery/route.h"
 
 #include <algorithm>
+#include <asio/ip/address.hpp>
 #include <iterator>
 #include <optional>
 
@@ -30,6 +31,15 @@ std::vector<const Transport*> TransportsOf(const ReactorContext& context, const 
 }
 
 constexpr const char* TCP = "tcp";
+
+// Whether the address names no host: a device that listens on all its interfaces says so over a transport without
+// hosts.
+bool IsOfAnyHost(const PeerAddress& address)
+{
+    const auto parsed = ParseHostPort(address.address);
+    asio::error_code error;
+    return parsed && asio::ip::make_address(parsed.value().host, error).is_unspecified() && !error;
+}
 
 // The suggested host with the device's TCP port. None without both, or once another device has answered there. Where
 // the device was reached counts before what is announced, which may be a replay.
@@ -75,7 +85,7 @@ std::vector<Route> RoutesTo(const ReactorContext& context, const std::string& ne
         const auto take = [&](const std::vector<PeerAddress>& from, std::vector<PeerAddress>& to,
                               const auto& isWanted) {
             for (const PeerAddress& address : from) {
-                if (address.transport == transport->Name() && isWanted(address)) {
+                if (address.transport == transport->Name() && !IsOfAnyHost(address) && isWanted(address)) {
                     (context.sightings.IsAvoided(networkId, address) ? last : to).push_back(address);
                 }
             }

@@ -315,20 +315,25 @@ void Dial::Failed(const AttemptPtr& attempt, LinkEnd end, const std::string& why
         result_ = {.where = attempt->Where(), .end = end, .why = why, .isThisDevice = result_.isThisDevice};
     }
     if (end == LinkEnd::BROKEN || end == LinkEnd::TIMED_OUT) {
-        RepeatIfSought(attempt->Where());
+        RepeatIfByRadio(attempt->Where());
     }
     StartDueAttempts();
 }
 
-void Dial::RepeatIfSought(const PeerAddress& where)
+void Dial::RepeatIfByRadio(const PeerAddress& where)
 {
+    const Transport* const transport = context_.FindTransport(where.transport);
     const auto untried = routes_.begin() + static_cast<std::ptrdiff_t>(next_);
     const auto route = std::find_if(routes_.begin(), untried, [&](const Route& one) { return one.where == where; });
-    if (route == untried || !route->wasSought || routes_.size() >= MAX_ROUTES) {
+    if (route == untried || routes_.size() >= MAX_ROUTES) {
+        return;
+    }
+    const bool isByRadio = route->wasSought || (transport != nullptr && !transport->KeepsAddresses());
+    if (!isByRadio) {
         return;
     }
     const auto passed = std::chrono::ceil<std::chrono::milliseconds>(Clock::System().Now() - start_);
-    const Route again{where, passed + REPEAT_DELAY, true, true};
+    const Route again{where, passed + REPEAT_DELAY, route->wasSought, true};
     const auto later = std::find_if(untried, routes_.end(), [&](const Route& one) { return one.after > again.after; });
     routes_.insert(later, again);
 }

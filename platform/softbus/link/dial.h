@@ -33,7 +33,8 @@ struct Route {
 // A seeking dial starts to seek after this time without success, or at once when no route is left.
 inline constexpr std::chrono::milliseconds SEEK_DELAY{300};
 
-// A radio fails now and then: an address that was sought is tried again after this pause, unless the device refused.
+// A radio fails now and then: a seeking dial tries an address of a transport that finds devices by radio again after
+// this pause, unless the device refused.
 inline constexpr std::chrono::milliseconds REPEAT_DELAY{500};
 
 // Limits of one dial: attempts at the same time, and routes in all.
@@ -83,7 +84,7 @@ private:
     Dial(ReactorContext& context, DialRequest request, Done done);
 
     void StartDueAttempts();
-    void RepeatIfSought(const PeerAddress& where);
+    void RepeatIfByRadio(const PeerAddress& where);
     bool SeeksNow();
     void StopSeeking();
     void Wait();

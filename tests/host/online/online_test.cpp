@@ -167,6 +167,7 @@ TEST_F(OnlineTest, TheNextDeviceIsTriedAndTheFirstOneIsUndone)
                               "facts tablet", "ask tablet", "check tablet"}));
     EXPECT_EQ(events_.WaitFor(2), (Lines{"NET_ONLINE_FAIL DEVICE_ID phone STEP ONLINE REASON NO_INTERNET",
                                          "NET_ONLINE_SUCCESS DEVICE_ID tablet"}));
+    EXPECT_EQ(world_->Suggested("phone") + "|" + world_->Suggested("tablet"), "|10.42.0.1");
 }
 
 TEST_F(OnlineTest, StartKeepsANetworkWithoutInternetUntilDown)
@@ -324,6 +325,7 @@ TEST_F(OnlineTest, TheLeaseIsRenewedUntilTheNetworkIsGone)
     world_->timers.Advance(5s);
     EXPECT_EQ(online_->Status().attempt.phase, OnlinePhase::IDLE);
     EXPECT_EQ(events_.WaitFor(2)[1], "NET_ONLINE_END DEVICE_ID phone REASON LOST");
+    EXPECT_EQ(world_->Suggested("phone"), "");
     const auto before = leases();
     world_->timers.Advance(10min);
     EXPECT_EQ(leases(), before);

@@ -1,4 +1,5 @@
 // How devices find each other, and how they leave the list.
+#include <asio/post.hpp>
 #include <atomic>
 #include <filesystem>
 #include <fstream>
@@ -21,9 +22,19 @@ constexpr const char* RADIO = "radio";
 // TCP, as a radio whose devices are heard only when somebody seeks them and whose addresses change.
 class TestRadio : public TcpTransport {
 public:
-    explicit TestRadio(asio::io_context& reactor, std::string& bound)
-        : TcpTransport(reactor, "127.0.0.1:0"), bound_(bound)
+    // The next failures connects fail.
+    TestRadio(asio::io_context& reactor, std::string& bound, std::atomic<int>& failures)
+        : TcpTransport(reactor, "127.0.0.1:0"), reactor_(reactor), bound_(bound), failures_(failures)
     {
+    }
+    std::shared_ptr<void> Connect(const std::string& address, std::chrono::milliseconds limit, Connected done) override
+    {
+        if (failures_ == 0) {
+            return TcpTransport::Connect(address, limit, std::move(done));
+        }
+        --failures_;
+        asio::post(reactor_, [done = std::move(done)] { done(Fail(ErrorCode::UNAVAILABLE, "the radio failed")); });
+        return nullptr;
     }
     std::string Name() const override { return RADIO; }
     bool Carries(LinkType type) const override { return type == LINK_TYPE_BR; }
@@ -35,7 +46,9 @@ public:
     }
 
 private:
+    asio::io_context& reactor_;
     std::string& bound_;
+    std::atomic<int>& failures_;
 };
 
 // A channel on which the test speaks.
@@ -106,11 +119,12 @@ protected:
         return Trust::AnnouncementTokens::Make(*identity.linkKeys, transport).value()->MakeToken(identity.networkId);
     }
     // bound: set to the address that a seeker may hear.
-    static SoftBusOptions WithRadio(std::string& bound)
+    SoftBusOptions WithRadio(std::string& bound)
     {
         SoftBusOptions options;
-        options.moreTransports = {
-            [&bound](asio::io_context& reactor) { return std::make_shared<TestRadio>(reactor, bound); }};
+        options.moreTransports = {[this, &bound](asio::io_context& reactor) {
+            return std::make_shared<TestRadio>(reactor, bound, radioFailures);
+        }};
         return options;
     }
     // A laptop with a radio, and a channel of the test's that hears by it.
@@ -134,6 +148,7 @@ protected:
         return id > 0 ? atLaptop.WaitFor(Kind::OPENED, id).result : id;
     }
 
+    std::atomic<int> radioFailures{0};
     Trust::Tests::Devices account;
     Trust::Identity phone = account.Enrol("phone");
     Trust::Identity laptop = account.Enrol("laptop");
@@ -272,6 +287,20 @@ TEST_F(DiscoveryTest, ADeviceThatNoAddressLeadsToIsSoughtByRadio)
     EXPECT_EQ(laptopBus->Nodes()[0].transport, RADIO) << "as long as it is heard";
     channel->HearTheEnd("phone");
     EXPECT_TRUE(Eventually([&] { return laptopBus->Nodes()[0].transport == "tcp"; })) << "no radio address is kept";
+}
+
+TEST_F(DiscoveryTest, RadioConnectThatFailsIsRepeatedWithoutANewAnnouncement)
+{
+    std::string phoneRadio;
+    const auto phoneBus = StartBus(phone, "phone", {}, WithRadio(phoneRadio));
+    ASSERT_EQ(phoneBus->CreateSessionServer(PKG, NAME, Listener<1>::Table()), 0);
+    const auto laptopBus = StartRadioLaptop();
+    channel->onSeek = [] {};
+    channel->Hear("phone", TokenOf(phone, RADIO), {phoneRadio});
+    ASSERT_TRUE(Meet(laptopBus, phoneBus));
+    radioFailures = 2;
+    EXPECT_EQ(Open(laptopBus, {TYPE_BYTES, 1, {LINK_TYPE_BR}}), SOFTBUS_OK);
+    EXPECT_EQ(radioFailures, 0);
 }
 
 TEST_F(DiscoveryTest, AScanSaysWhoIsThereNow)

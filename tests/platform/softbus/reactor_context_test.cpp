@@ -93,6 +93,8 @@ TEST_F(ReactorContextTest, SuggestedHostIsTriedFirstAtTheKnownPortUntilAnotherDe
     EXPECT_EQ(first(), "replay:9 of 3");
     context.devices.SuggestHost(phone.networkId, "2001:db8::1");
     EXPECT_EQ(first(), "[2001:db8::1]:7 of 4");
+    context.devices.SuggestHost(phone.networkId, "");
+    EXPECT_EQ(first(), "replay:9 of 3");
 }
 
 }  // namespace
