@@ -23,8 +23,8 @@ using NetManagerStandard::DistNetInterfaceCode;
 constexpr std::chrono::milliseconds DEFAULT_LIMIT{30'000};
 constexpr std::chrono::milliseconds CLOSE_LIMIT{1'000};
 
-// The fewest bytes that a device takes in an answer. Limits the count that a hostile answer can claim, so that no
-// memory is reserved for devices that cannot follow.
+// The smallest size of an encoded device. It bounds the number of devices that an answer may claim, so that a hostile
+// answer cannot make this process reserve much memory.
 constexpr size_t MIN_DEVICE_SIZE = 48;
 
 bool ReadDevice(MessageParcel& reply, Device& device)
@@ -93,7 +93,7 @@ public:
     CallResult RemoteInfo(const std::vector<std::string>& items, std::string& json)
     {
         const MutexLock lock(mutex_);
-        // The only reply without a result code. An empty text means that the service was not running.
+        // This reply has no result code. An empty text means that the service was not running.
         return Service(
             DistNetInterfaceCode::GET_REMOTE_DEVICE_INFO,
             [&](MessageParcel& data) { return data.WriteStringVector(items); },
@@ -104,7 +104,8 @@ public:
             });
     }
 
-    // answer is written on success only. extra is added to the limit: how long the daemon may wait before it answers.
+    // Sends a request of ability 1164. answer is written on success only. extra: how long the daemon may wait before it
+    // answers; added to the limit.
     template <typename Answer>
     CallResult Ask(HostInterfaceCode code, const RemoteCall::Writer& write, Answer& answer,
                    std::chrono::milliseconds extra = {})
@@ -128,7 +129,7 @@ public:
         return call;
     }
 
-    // Sends a request that the daemon answers as soon as its revision differs from this one, or after wait.
+    // Sends a request that the daemon answers as soon as its revision differs from revision, or after wait.
     template <typename Answer>
     CallResult AskAfter(HostInterfaceCode code, uint32_t revision, std::chrono::milliseconds wait, Answer& answer)
     {

@@ -20,16 +20,16 @@ public:
         uint32_t code;
         const std::u16string& descriptor;
     };
-    // Writes the arguments after the interface token; false when they do not fit into one request.
+    // Writes the arguments after the interface token. Returns false if they do not fit into one request.
     using Writer = std::function<bool(MessageParcel& data)>;
-    // Reads the result code and the values that follow it; false when they cannot be decoded.
+    // Reads the result code and the values that follow it. Returns false if they cannot be decoded.
     using Reader = std::function<bool(MessageParcel& reply, int32_t& code)>;
 
     RemoteCall(std::shared_ptr<Ipc::IpcConnection> connection, std::string socketPath);
 
-    // Blocks for at most limit.
+    // Sends the request, and blocks until the answer arrives or limit has passed.
     CallResult Run(const Target& target, const Writer& write, const Reader& read, std::chrono::milliseconds limit);
-    // The result for an answer that arrived but cannot be decoded, because of problem.
+    // Returns the result for an answer that arrived but cannot be decoded. problem: why not.
     CallResult Unreadable(const std::string& problem) const;
     bool IsOpen() const { return connection_->IsOpen(); }
     void Close() { connection_->Close(); }

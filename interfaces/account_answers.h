@@ -1,6 +1,6 @@
-// The answers of the daemon's account operations (ability 1164) as types: an invitation, a join, the members, and what
-// went wrong. Value types; any thread. Texts are as the daemon sent them, so escape them before you show them on a
-// terminal. The requests: client/distnet_client.h. The encoding: share/doc/libdistnet-dev/ipc.md.
+// Types for the daemon's answers about the account (ability 1164, requests 10 to 22): an invitation, a join, the
+// members, and why an operation failed. Value types; any thread. Strings are as the daemon sent them, so escape them
+// before you show them on a terminal. Requests: client/distnet_client.h. Encoding: share/doc/libdistnet-dev/ipc.md.
 #pragma once
 
 #include <chrono>
@@ -13,7 +13,8 @@
 
 namespace Vexo::Host {
 
-// Why an account operation failed. Programs decide by this code, never by the texts beside it.
+// Why an account operation failed. Programs decide by this code, never by the texts of AccountFault. The holder is the
+// member that has the account's key.
 enum class AccountFaultCode : uint8_t {
     FAILED,          // anything else; the message says what
     NO_ACCOUNT,      // this device is in no account
@@ -24,35 +25,35 @@ enum class AccountFaultCode : uint8_t {
     HAS_MEMBERS,     // the holder of the account's key may not leave the other members
     UNKNOWN_MEMBER,  // no member has that network id
     THIS_DEVICE,     // a device cannot remove itself
-    BAD_NAME,        // not allowed as a name
+    BAD_NAME,        // the name is not allowed
     NAME_TAKEN,      // another member has that name; suggestion is a free one
-    BAD_TICKET,      // mistyped, or no ticket
+    BAD_TICKET,      // the text is mistyped, or is not a ticket
     NOBODY_FOUND,    // no device answered to the ticket
     USED,            // another device has joined with the ticket
-    EXPIRED,         // the ticket
-    DENIED,          // the person at the holder said no
+    EXPIRED,         // the ticket has expired
+    DENIED,          // the person at the holder denied the join
     BUSY,            // another invitation, join or joiner is under way
     REMOVED_KEY,     // the account has removed this device's key
     WRONG_CLOCK,     // the clocks of holder and joiner differ too much
-    LOST,            // the other side went away
-    CANCELLED,       // the person who began it has ended it
+    LOST,            // the other device disconnected
+    CANCELLED,       // the program that began the operation cancelled it
     NOT_OPEN,        // this program has no such invitation or join
 };
 
 struct AccountFault {
     AccountFaultCode code = AccountFaultCode::FAILED;
-    std::string message;     // what is wrong with what: one sentence without its full stop
+    std::string message;     // what failed: one sentence without a full stop
     std::string advice;      // what to do; may be empty
     std::string suggestion;  // NAME_TAKEN: a free name
 };
 
-// The answer of an operation that returns nothing else.
+// The answer of an operation that has no other result.
 struct ChangeAnswer {
-    std::optional<AccountFault> fault;  // no value: done
+    std::optional<AccountFault> fault;  // no value: success
 };
 
 enum class InvitationPhase : uint8_t {
-    WAITING,   // for a device
+    WAITING,   // no device is asking
     ASKING,    // a device waits for the person's answer
     ADMITTED,  // the device is a member
     ENDED,     // nobody can join with this ticket any more; fault says why
@@ -63,23 +64,24 @@ struct JoiningDevice {
     std::string name;
     DeviceType type = DeviceType::UNKNOWN;
     std::string networkId;
-    std::string number;  // six digits; the same on both devices unless somebody is between them
+    std::string
+        number;  // six digits; both devices show the same number unless a third device intercepts the connection
 };
 
 struct InvitationAnswer {
-    uint32_t revision = 0;  // grows with each change; 0 when none was opened
+    uint32_t revision = 0;  // grows with each change; 0: no invitation was opened
     InvitationPhase phase = InvitationPhase::ENDED;
     std::string account;
-    std::string ticket;  // a secret: whoever reads it can ask to join
+    std::string ticket;  // secret: any device that has the ticket can ask to join
     std::chrono::sys_seconds expires;
-    JoiningDevice joiner;  // ASKING, ADMITTED
+    JoiningDevice joiner;  // set in ASKING and ADMITTED
     std::string note;      // WAITING: why the last device was turned away; may be empty
     std::optional<AccountFault> fault;
 };
 
 enum class JoinPhase : uint8_t {
-    SEARCHING,   // for the device that made the ticket
-    CONFIRMING,  // its owner compares the numbers
+    SEARCHING,   // looks for the device that made the ticket
+    CONFIRMING,  // the other device's owner compares the numbers
     DONE,        // this device is a member
     FAILED,      // fault says why
 };
@@ -87,9 +89,9 @@ enum class JoinPhase : uint8_t {
 struct JoinAnswer {
     uint32_t revision = 0;
     JoinPhase phase = JoinPhase::FAILED;
-    std::string deviceName;  // what this device asks to be called
-    std::string transport;   // over which the holder was found: "tcp", "bluetooth"
-    std::string holder;      // CONFIRMING, DONE: its name
+    std::string deviceName;  // the name that this device asks for
+    std::string transport;   // the transport over which the holder was found: "tcp" or "bluetooth"
+    std::string holder;      // CONFIRMING, DONE: the holder's name
     std::string account;     // CONFIRMING, DONE
     std::string number;      // CONFIRMING: six digits
     std::optional<AccountFault> fault;
@@ -98,13 +100,14 @@ struct JoinAnswer {
 struct AccountMember {
     std::string name;
     DeviceType type = DeviceType::UNKNOWN;
-    std::string networkId;                                  // the fingerprint of its key
-    std::optional<std::chrono::sys_seconds> since{};        // no value: the account has no list of members yet
+    std::string networkId;  // the fingerprint of its key
+    std::optional<std::chrono::sys_seconds>
+        since{};  // when it was admitted; no value: the account has no list of members yet
     std::optional<std::chrono::sys_seconds> lastReached{};  // by this device; no value: never, or this device itself
     bool online = false;
-    bool pending = false;  // this device has not met it since it was admitted
+    bool pending = false;  // this device has not met the member since its admission
     bool isThisDevice = false;
-    bool holdsKey = false;  // the account's key
+    bool holdsKey = false;  // it has the account's key
 };
 
 struct RemovedMember {
@@ -115,8 +118,8 @@ struct RemovedMember {
 
 struct MemberList {
     std::string account;
-    std::vector<AccountMember> members;  // by name
-    std::vector<RemovedMember> removed;  // the oldest first
+    std::vector<AccountMember> members;  // ordered by name
+    std::vector<RemovedMember> removed;  // oldest first
     std::optional<AccountFault> fault;
 };
 

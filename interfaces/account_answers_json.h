@@ -1,5 +1,5 @@
-// The answers of the account operations as JSON objects (docs/ipc.md): their members and the words for their values, in
-// the way of host_answers_json.h. Functions without state; any thread. No call blocks.
+// Encodes the daemon's answers about the account as JSON objects (docs/ipc.md): lists the members of each type, and the
+// words for enumerators. Built like host_answers_json.h. Functions without state; any thread. No call blocks.
 #pragma once
 
 #include "interfaces/account_answers.h"

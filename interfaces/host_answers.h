@@ -1,7 +1,7 @@
-// The answers of the daemon about itself (ability 1164) as types: its status, what it has open, the known devices, the
-// health checks, its events and its traces. Value types; any thread. Texts are as the daemon sent them: the name of
-// another device or of a Wi-Fi network may hold control characters, so escape a text before you show it on a terminal.
-// The requests: client/distnet_client.h. The encoding: share/doc/libdistnet-dev/ipc.md.
+// Types for the daemon's answers about itself (ability 1164): status, open resources, known devices, health checks,
+// events and traces. Value types; any thread. Strings are as the daemon sent them: the name of another device or of a
+// Wi-Fi network may contain control characters, so escape a string before you show it on a terminal. Requests:
+// client/distnet_client.h. Encoding: share/doc/libdistnet-dev/ipc.md.
 #pragma once
 
 #include <chrono>
@@ -15,7 +15,7 @@
 
 namespace Vexo::Host {
 
-// Results of the ability's requests.
+// Result codes of ability 1164.
 enum HostResult : int32_t {
     HOST_OK = 0,
     HOST_NOT_PERMITTED = 201,
@@ -25,34 +25,36 @@ enum HostResult : int32_t {
     HOST_NO_RECORDING = 4,  // StopTrace: no such recording, or the offset is beyond its end
 };
 
-// The longest wait that WaitForWifi and GetEvents accept; they answer HOST_BAD_REQUEST to a longer one.
+// The longest wait that a request may ask for; a longer one is answered with HOST_BAD_REQUEST.
 inline constexpr std::chrono::milliseconds HOST_MAX_WAIT{60'000};
-// The longest that the daemon waits for a person to permit a change of the account.
+// How long the daemon waits at most for a person to authorize a change of the account.
 inline constexpr std::chrono::milliseconds HOST_PERMISSION_LIMIT{120'000};
-// The longest that a scan of devices takes.
+// How long a scan for devices takes at most.
 inline constexpr std::chrono::milliseconds HOST_SCAN_LIMIT{5'000};
 
-// The values are those that devices send to each other.
+// The values are part of the protocol between devices.
 enum class DeviceType : uint16_t { UNKNOWN = 0, PHONE = 1, TABLET = 2, LAPTOP = 3 };
 
 // Whether this device's Wi-Fi can join a network now. BLOCKED: a switch or key of the machine keeps the radio off.
 enum class RadioState { ON, SWITCHED_OFF, BLOCKED, ABSENT };
 
-// The state of the last attempt to join a network. The values are the arguments of WaitForWifi.
+// The state of the latest attempt to join a network. WAIT_FOR_WIFI requests carry these values.
 enum class WifiState : int32_t { IDLE = 0, CONNECTING = 1, CONNECTED = 2, FAILED = 3, DISCONNECTED = 4 };
 
-// Whether the service runs. IDLE: stopped because no program uses it, but its library stays loaded and serves peers.
+// Whether the service (ability 1163) runs. IDLE: stopped because no program uses it; its library stays loaded and still
+// serves other devices.
 enum class ServiceLife { NOT_LOADED, RUNNING, IDLE };
 
 struct WifiStatus {
-    bool present = false;  // this device has a Wi-Fi ability; if false, the other members have no meaning
+    bool present = false;  // this device has a Wi-Fi ability; if false, the other members are meaningless
     RadioState radio = RadioState::ABSENT;
     WifiState state = WifiState::IDLE;
-    uint32_t attempt = 0;  // number of joins that were accepted since the daemon's start
-    std::string ssid;      // of the last attempt; what is not printable is escaped ("caf\xe9"), a backslash is "\\"
+    uint32_t attempt = 0;  // how many joins were accepted since the daemon's start
+    std::string ssid;      // of the latest attempt; non-printable bytes are escaped ("caf\xe9"), a backslash is "\\"
     std::string address;   // "192.168.43.17" when connected, else empty
-    std::string reason;    // why, as one phrase, when failed or disconnected, else empty
-    std::string failure;   // the same as a word: a REASON of NET_WIFI_JOIN_FAIL (share/doc/libdistnet-dev/errors.md)
+    std::string reason;    // FAILED, DISCONNECTED: the cause as one phrase; else empty
+    std::string
+        failure;  // the same cause as a code word: a REASON of NET_WIFI_JOIN_FAIL (share/doc/libdistnet-dev/errors.md)
 };
 
 struct HotspotStatus {
@@ -76,15 +78,16 @@ struct LinkStatus {
     std::optional<std::string> listen;  // the address that peers use, "192.0.2.7:11630"; no value without a link
 };
 
-// This device in its account. Zero and empty before enrolment.
+// This device's membership in its account. Before enrolment all members are zero or empty.
 struct MembershipStatus {
-    std::optional<std::chrono::sys_seconds> removedAt;  // the account removed this device then
-    std::string holder;                                 // name of the member with the account's key; empty: not known
+    std::optional<std::chrono::sys_seconds> removedAt;  // when the account removed this device
+    std::string holder;                                 // name of the member that has the account's key; empty: unknown
     bool holdsKey = false;                              // this device has the account's key
     uint32_t members = 0;                               // this device included; 0: the account has no list yet
-    uint32_t pending = 0;                               // of them, those that this device has never met
+    uint32_t pending = 0;                               // how many of the members this device has never met
     std::optional<std::chrono::sys_seconds> backup;     // holdsKey: when the last backup of the key was made
-    // When this device's certificate ends; on the holder the first of all that end. No value: in more than a year.
+    // Expiry of this device's certificate; on the device with the account's key, the earliest expiry of all
+    // certificates of the account. No value if it is more than a year away.
     std::optional<std::chrono::sys_seconds> endsSoon;
 };
 
@@ -95,7 +98,7 @@ struct HostStatus {
     std::optional<std::string> account;  // its name; no value before enrolment
     MembershipStatus membership;
     std::string platform;                  // "linux" or "simulated"
-    std::vector<AbilityStatus> abilities;  // those that are present now, ordered by id
+    std::vector<AbilityStatus> abilities;  // registered now, ordered by id
     ServiceLife service = ServiceLife::NOT_LOADED;
     LinkStatus link;
     WifiStatus wifi;
@@ -103,7 +106,7 @@ struct HostStatus {
     std::chrono::milliseconds uptime{0};
 };
 
-// What the daemon has open now. A leak shows as a count that only grows.
+// Resources that the daemon has open now. A count that only grows indicates a leak.
 struct HostCounts {
     uint64_t sessions = 0;  // of the soft bus, both directions
     uint64_t pendingOpens = 0;
@@ -127,9 +130,9 @@ struct KnownDevice {
     std::string deviceId;
     bool online = false;
     std::chrono::sys_seconds lastSeen;
-    std::string transport{};  // the transport over which the device would be tried first: "tcp" or "bluetooth"
-    std::string address{};    // the address at which it would be tried first; empty when not known
-    // The device's clock less this one's; 0 when it is not known.
+    std::string transport{};  // the transport that would be tried first: "tcp" or "bluetooth"
+    std::string address{};    // the address that would be tried first; empty: unknown
+    // The device's clock minus this device's clock; 0 if unknown.
     std::chrono::milliseconds clockAhead{0};
 };
 
@@ -170,12 +173,12 @@ struct TraceRecording {
     uint32_t recording = 0;  // its number, from 1
 };
 
-// A piece of a stopped recording. To read the whole trace, add the size of text to the offset and ask for the next
-// piece, until the offset reaches bytes.
+// A piece of a stopped recording. To read the whole trace, add the size of text to the offset and request the next
+// piece, until the offset equals bytes.
 struct TracePiece {
     uint32_t recording = 0;
-    uint64_t spans = 0;    // how many were recorded
-    uint64_t dropped = 0;  // how many were not recorded, because there were too many
+    uint64_t spans = 0;    // recorded spans
+    uint64_t dropped = 0;  // spans that were not recorded because the recording was full
     std::chrono::milliseconds duration{0};
     uint64_t bytes = 0;  // size of the whole trace
     std::string text;  // the trace from the requested offset on; trace-event JSON (share/doc/libdistnet-dev/traces.md)

@@ -1,5 +1,6 @@
-// The daemon's answers as JSON objects (docs/ipc.md). ForEachMember lists the members of each type once; AnswerText
-// writes and ParseAnswer reads by this list. Functions without state; any thread. No call blocks.
+// Encodes and decodes the daemon's answers as JSON objects (docs/ipc.md). ForEachMember lists the members of each type;
+// AnswerText writes, and ParseAnswer reads, according to this list. Functions without state; any thread. No call
+// blocks.
 #pragma once
 
 #include <cmath>
@@ -20,8 +21,8 @@ namespace Vexo::Host {
 template <typename Value, typename Type>
 concept MaybeConst = std::same_as<std::remove_const_t<Value>, Type>;
 
-// ---- The members of each type, in their order: calls visit(key, member) for each. visit.Derived(key, value) is for a
-// ---- value that follows from other members; it is written but not read.
+// ---- The members of each type, in the order in which they are written. ForEachMember calls visit(key, member) for
+// ---- each. visit.Derived(key, value) passes a value that is computed from other members: it is written but not read.
 
 template <typename Visit>
 void ForEachMember(Visit& visit, MaybeConst<WifiStatus> auto& wifi)
@@ -264,8 +265,8 @@ Json ToJson(const Value& value)
 
 // ---- Reading --------------------------------------------------------------------------------------------------------
 
-// Reads value from json. False when json is not of the type; at is then the path of the member within it that is wrong
-// ("abilities[2].name"), empty for json itself.
+// Reads value from json. Returns false if json is not of the type. at is then the path of the wrong member
+// ("abilities[2].name"), or empty if json itself is wrong.
 template <typename Value>
 bool FromJson(const cJSON* json, Value& value, std::string& at);
 
@@ -418,14 +419,14 @@ bool FromJson(const cJSON* json, Value& value, std::string& at)
 
 // ---- Whole answers --------------------------------------------------------------------------------------------------
 
-// The answer as one JSON object; empty when memory is short.
+// Returns the answer as one JSON object, or an empty string if memory is short.
 template <typename Answer>
 std::string AnswerText(const Answer& answer)
 {
     return JsonText(ToJson(answer).get());
 }
 
-// The error names the first member that is missing or of the wrong type. Unknown members are ignored.
+// Parses an answer. The error names the first member that is missing or of the wrong type. Unknown members are ignored.
 template <typename Answer>
 [[nodiscard]] Result<Answer> ParseAnswer(const std::string& text)
 {

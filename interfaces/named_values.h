@@ -26,7 +26,7 @@ inline constexpr NamedValue<RadioState> RADIO_STATE_NAMES[] = {{"on", RadioState
 inline constexpr NamedValue<ServiceLife> SERVICE_LIFE_NAMES[] = {
     {"not_loaded", ServiceLife::NOT_LOADED}, {"running", ServiceLife::RUNNING}, {"idle", ServiceLife::IDLE}};
 
-// The table for the type of the argument.
+// Each overload returns the word table for the type of its argument.
 inline constexpr const auto& NamesOf(DeviceType)
 {
     return DEVICE_TYPE_NAMES;
@@ -44,7 +44,7 @@ inline constexpr const auto& NamesOf(ServiceLife)
     return SERVICE_LIFE_NAMES;
 }
 
-// The word for value; "unknown" for a value that has none.
+// Returns the word for value, or "unknown" if value has none.
 template <typename Value>
 constexpr const char* NameOf(Value value)
 {

@@ -1,7 +1,7 @@
-// The daemon's answers about sharing this device's network (ability 1164, requests 30 and 31) as types: who uses it,
-// how much it has carried, and who asks. Value types; any thread. Texts are as the daemon sent them, so escape them
-// before you show them on a terminal. The requests: client/distnet_client.h. The encoding:
-// share/doc/libdistnet-dev/ipc.md.
+// Types for the daemon's answers about sharing this device's network through its hotspot (ability 1164, requests 30 and
+// 31): which devices use the hotspot, how many bytes it has carried, and which devices ask to use it. Value types; any
+// thread. Strings are as the daemon sent them, so escape them before you show them on a terminal. Requests:
+// client/distnet_client.h. Encoding: share/doc/libdistnet-dev/ipc.md.
 #pragma once
 
 #include <chrono>
@@ -12,75 +12,75 @@
 
 namespace Vexo::Host {
 
-// Whom the owner allows to use this device's network: "share.allow" of the configuration.
+// Which devices may use this device's network: "share.allow" of the configuration.
 enum class ShareAllow : uint8_t {
-    ACCOUNT,  // every device of the account, but for those that were denied for good
-    ASK,      // the owner is asked about every device that was not decided on
+    ACCOUNT,  // every device of the account, except those with the rule NEVER
+    ASK,      // the owner is asked about each device that has no rule
     NOBODY,
-    DEVICES,  // only devices that were allowed
+    DEVICES,  // only devices with a rule that allows them
 };
 
-// What the owner decides about one device.
+// The owner's decision about one device. All but DENY become the device's rule.
 enum class ShareDecision : uint32_t {
-    ONCE = 1,    // for the next share, which must begin within 10 minutes
-    TODAY = 2,   // until midnight, local time
-    ALWAYS = 3,  // until it is changed
-    NEVER = 4,   // the same
-    DENY = 5,    // this question only; not asked again for a while
+    ONCE = 1,    // allowed for one use, which must begin within 10 minutes
+    TODAY = 2,   // allowed until midnight, local time
+    ALWAYS = 3,  // allowed until the rule is changed
+    NEVER = 4,   // refused until the rule is changed
+    DENY = 5,    // denies this request only; the owner is not asked again for 10 minutes
 };
 
-// A device that uses the share: it holds a lease, or its station is connected.
+// A user of this device's hotspot: a device with a lease, or a connected station.
 struct ShareUser {
-    std::string networkId;  // empty for a station that no device of the account has named
+    std::string networkId;  // empty for a station that no lease names
     std::string deviceName;
     std::string macAddress;
     std::chrono::sys_seconds since;
-    uint64_t bytes = 0;        // both directions, since then
-    bool hasLease = false;     // it said within the last 150 s that it uses the share
-    bool isConnected = false;  // its station is connected now
+    uint64_t bytes = 0;        // in both directions, since `since`
+    bool hasLease = false;     // the device renewed its lease within the last 150 s
+    bool isConnected = false;  // the station is connected now
 };
 
 struct ShareRequest {
     std::string networkId;
     std::string deviceName;
-    std::chrono::sys_seconds at;  // when it asked first
+    std::chrono::sys_seconds at;  // when the device asked first
 };
 
 struct ShareRule {
     std::string networkId;
-    std::string deviceName;                           // empty: not known any more
+    std::string deviceName;                           // empty: no longer known
     ShareDecision decision = ShareDecision::ONCE;     // never DENY
     std::optional<std::chrono::sys_seconds> until{};  // ONCE, TODAY
 };
 
 struct ShareStatus {
     ShareAllow allow = ShareAllow::ACCOUNT;
-    bool isOn = false;          // a hotspot of this device
-    bool isOpenedHere = false;  // by the daemon, which closes it
+    bool isOn = false;          // a hotspot of this device is on
+    bool isOpenedHere = false;  // the daemon opened the hotspot, and will close it
     std::vector<ShareUser> users;
-    std::vector<ShareRequest> requests;  // open questions, the oldest first
+    std::vector<ShareRequest> requests;  // requests that wait for the owner's decision, oldest first
     std::vector<ShareRule> rules;
-    uint64_t monthBytes = 0;                    // carried since the month's first day
+    uint64_t monthBytes = 0;                    // carried by the hotspot since monthBegan
     std::optional<uint64_t> monthLimitBytes{};  // no value: no limit
     std::chrono::sys_seconds monthBegan;
-    uint8_t batteryFloorPercent = 0;           // 0: none
-    std::chrono::milliseconds closesAfter{0};  // the last user has left
+    uint8_t batteryFloorPercent = 0;           // 0: no floor
+    std::chrono::milliseconds closesAfter{0};  // how long the hotspot stays open after the last lease ended
 };
 
 enum class ShareFaultCode : uint8_t {
     UNKNOWN_DEVICE,  // no member of the account has that network id
-    NOT_ASKED,       // DENY: that device has no open question
+    NOT_ASKED,       // DENY: that device has no open request
     FAILED,          // the decision could not be stored; the message says why
 };
 
 struct ShareFault {
     ShareFaultCode code = ShareFaultCode::FAILED;
-    std::string message;  // one sentence without its full stop
+    std::string message;  // one sentence without a full stop
     std::string advice;
 };
 
 struct ShareChange {
-    std::optional<ShareFault> fault;  // no value: done
+    std::optional<ShareFault> fault;  // no value: success
 };
 
 }  // namespace Vexo::Host
