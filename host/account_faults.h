@@ -1,5 +1,5 @@
-// What account operations answer when they fail: the code for programs, and the sentences for people. Functions without
-// state; any thread.
+// Builds the AccountFault that an account operation returns when it fails: the code for programs, and the sentences for
+// people. Functions without state; any thread.
 #pragma once
 
 #include <optional>
@@ -11,16 +11,16 @@
 
 namespace Vexo::Host {
 
-// This device is in no account.
+// The device has no account.
 AccountFault NoAccount();
 AccountFault WasRemoved(const std::string& account, std::chrono::sys_seconds at);
-// holder: the name of the member with the account's key; empty: not known.
+// holder: the name of the member that has the account's key; empty: unknown.
 AccountFault NotHolder(const std::string& holder);
 AccountFault NotSettled();
 AccountFault MemberAlready(const std::string& account);
 AccountFault NotOpen(const std::string& what);
 AccountFault NameTaken(const std::string& name, const std::string& suggestion, const std::string& command);
-// Why a join has failed. deviceName: what this device asked to be called.
+// The fault for a join that failed. deviceName: the name that this device asked for.
 AccountFault JoinFault(const SoftBus::JoinStatus& status, const std::string& deviceName);
 
 }  // namespace Vexo::Host

@@ -1,9 +1,12 @@
-// AccountOperations: what local programs do with this device's account (ability 1164, requests 10 to 22): invite a
-// device, join by a ticket, list, rename and remove members, leave, renew, hand the account's key over. There is at
-// most one invitation and one join at a time. Each belongs to the process that began it, and ends with that process.
-// Any thread, several at once. Calls block on the disk, CancelJoin and OnProcessGone also until a join has ended, Leave
-// for as long as SoftBusServer::Stop; the two that wait do not block. The caller checks the rights
-// (account_requests.h).
+// AccountOperations: the operations on this device's account that local programs request (ability 1164, requests 10 to
+// 22): invite a device, join by a ticket, list, rename and remove members, leave, renew, and transfer the account's
+// key. At most one invitation and one join exist at a time. Each belongs to the process that began it, and is cancelled
+// when that process ends. The caller checks the rights (account_requests.h). Any thread, several calls at once. What
+// blocks:
+// - WaitForInvitation and WaitForJoin: nothing.
+// - CancelJoin, OnProcessGone and Stop: the disk, and until the join has ended.
+// - Leave: the disk, and as long as SoftBusServer::Stop.
+// - All others: the disk.
 #pragma once
 
 #include <sys/types.h>
@@ -31,7 +34,7 @@ namespace Vexo::Host {
 struct AccountOperationsOptions {
     std::filesystem::path identityFolder;
     std::shared_ptr<AccountLink> link;
-    SoftBus::SoftBusOptions softBus;  // by which a join looks for the other device, and what this device is
+    SoftBus::SoftBusOptions softBus;  // how a join finds the other device, and this device's type
 };
 
 class AccountOperations : public NoCopyable, public std::enable_shared_from_this<AccountOperations> {
@@ -53,21 +56,22 @@ public:
     ChangeAnswer RenameMember(const std::string& networkId, const std::string& name);
     ChangeAnswer RemoveMember(const std::string& networkId, bool announcesNewKeyOnly);
     ChangeAnswer Leave();
-    // Hands the account's key to that member. Does not block; answers within SEEKING_OPEN_LIMIT of the soft bus.
+    // Transfers the account's key to the member with that network id. Does not wait for the member; answers within
+    // SEEKING_OPEN_LIMIT of the soft bus.
     void Transfer(const std::string& networkId, IDistNetHost::Answer<ChangeAnswer> answer);
     ChangeAnswer Renew();
 
-    // Call when the last connection of that process has closed.
+    // Call when the last connection of that process has closed. Cancels the process's invitation and join.
     void OnProcessGone(pid_t process);
-    // Ends invitation and join, before the link stops.
+    // Cancels the invitation and the join. Call before the AccountLink stops.
     void Stop();
 
 private:
     struct OwnInvitation {
         pid_t owner = 0;
-        uint32_t number = 0;  // tells its callbacks from those of an earlier one
+        uint32_t number = 0;  // distinguishes its callbacks from those of an earlier invitation
         InvitationAnswer answer;
-        bool isDenied = false;  // by the person
+        bool isDenied = false;  // the person denied the device that asked
         std::shared_ptr<SoftBus::Invitation> invitation{};
     };
     struct OwnJoin {
@@ -80,7 +84,7 @@ private:
     explicit AccountOperations(AccountOperationsOptions options) : options_(std::move(options)) {}
 
     LinkFacts CurrentFacts() const;
-    // Why this device cannot change the account now; no value when it can.
+    // Returns why this device cannot change the account now, or no value if it can.
     std::optional<AccountFault> WhyNotHolder() const;
     Result<std::string> Admit(const std::string& requestPem, const SoftBus::Joiner& joiner);
     void OnInvitationChanged(uint32_t number) EXCLUDES(mutex_);
@@ -91,18 +95,21 @@ private:
     void Changed(uint32_t& revision) REQUIRES(mutex_);
     InvitationAnswer InvitationOf(pid_t owner) const REQUIRES(mutex_);
     JoinAnswer JoinOf(pid_t owner) const REQUIRES(mutex_);
-    // InvitationOf or JoinOf.
+    // Reads the answer for the owner: InvitationOf or JoinOf.
     template <typename Value>
     using Read = Value (AccountOperations::*)(pid_t owner) const;
-    // Answers with what read returns for the owner, as soon as its revision differs from the given one.
+    // Answers with the value that read returns for the owner, as soon as its revision differs from revision or the
+    // limit has passed.
     template <typename Value>
     void AnswerOnceChanged(ChangeWaits& waits, Read<Value> read, pid_t owner, uint32_t revision,
                            std::chrono::milliseconds limit, IDistNetHost::Answer<Value> answer);
-    // Both remember the outcome, so that the owner can still read it.
+    // Each marks the invitation or join as cancelled, so that its owner can still read the outcome, and returns the
+    // object for the caller to stop. owner: no value for any owner. Returns null if there is nothing to cancel.
     std::shared_ptr<SoftBus::Invitation> TakeInvitation(std::optional<pid_t> owner) EXCLUDES(mutex_);
     std::shared_ptr<SoftBus::JoinAttempt> TakeJoin(std::optional<pid_t> owner) EXCLUDES(mutex_);
     ChangeAnswer HandOver(const std::string& networkId, const Result<void>& sent);
-    // Does what change does with the identity folder, and uses the result.
+    // Runs change on the identity folder, and applies the changed folder. missing: the fault's code if change fails
+    // with NOT_FOUND.
     template <typename Change>
     ChangeAnswer ChangeAccount(AccountFaultCode missing, Change change);
 
@@ -111,8 +118,8 @@ private:
     const std::shared_ptr<ChangeWaits> joinWaits_ = ChangeWaits::Make();
     mutable Mutex mutex_;
     CondVar changed_;
-    uint32_t revision_ GUARDED_BY(mutex_) = 0;  // of the last change of any kind
-    uint32_t numbers_ GUARDED_BY(mutex_) = 0;   // how many invitations and joins were begun
+    uint32_t revision_ GUARDED_BY(mutex_) = 0;  // revision of the latest change of an invitation or a join
+    uint32_t numbers_ GUARDED_BY(mutex_) = 0;   // number of the latest invitation or join
     std::optional<OwnInvitation> invitation_ GUARDED_BY(mutex_);
     std::optional<OwnJoin> join_ GUARDED_BY(mutex_);
     Tasks::Strand transfers_;  // own synchronisation

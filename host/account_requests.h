@@ -1,6 +1,6 @@
-// AccountRequests: the receiving side of the account's requests of ability 1164: reads the arguments, checks the rights
-// (account_rights.h; reading the members needs those of every other request), runs the operation and writes the answer.
-// No worker waits for a person or for a change. Called on IPC workers, several at once. Operations:
+// AccountRequests: handles the account's requests of ability 1164: reads the arguments, checks the rights
+// (account_rights.h; GET_MEMBERS needs only the rights that every request needs), runs the operation and writes the
+// answer. No worker waits for a person or for a change. Called on IPC workers, several at once. Operations:
 // host/account_operations.h; parcels: docs/ipc.md.
 #pragma once
 
@@ -22,9 +22,10 @@ public:
     {
     }
 
-    // Whether the code is one of the account's.
+    // Returns true if the code is a request about the account.
     static bool Handles(uint32_t code);
-    // Runs a request that Handles accepts, from behind the interface token on. Returns the status of the reply.
+    // Runs a request for which Handles returns true. data is positioned after the interface token. Returns the status
+    // of the reply.
     int32_t Run(HostInterfaceCode code, MessageParcel& data, MessageParcel& reply);
 
 private:
@@ -32,7 +33,7 @@ private:
     int32_t RunJoin(HostInterfaceCode code, MessageParcel& data, MessageParcel& reply);
     int32_t RunTransfer(MessageParcel& data, MessageParcel& reply);
     int32_t RunChange(HostInterfaceCode code, MessageParcel& data, MessageParcel& reply);
-    // Answers with what operation returns, if the caller may change the account.
+    // If the caller may change the account, runs operation and answers with its result. Otherwise refuses the request.
     template <typename Value>
     int32_t Permitted(MessageParcel& reply, std::function<Value()> operation);
 

@@ -1,6 +1,8 @@
-// AccountRights: who may change this device's account: root and the daemon's own user; on a Linux machine, which has a
-// system bus, also whom polkit permits the action of packaging/polkit.policy (an active user, by password); on a
-// simulated device also a caller that the access policy makes native. Any thread.
+// AccountRights: decides whether a caller may change this device's account. Any thread. These callers may:
+// - root and the daemon's own user;
+// - on a Linux machine, a user whom polkit authorizes for the action of packaging/polkit.policy (an active user, by
+//   password);
+// - on a simulated device, a caller that the access policy makes native.
 #pragma once
 
 #include <sys/types.h>
@@ -23,9 +25,9 @@ public:
     // bus: the machine's system bus; null on a simulated device.
     static std::shared_ptr<AccountRights> Make(std::shared_ptr<Linux::Bus> bus);
 
-    // Calls done once with whether the caller that IPCSkeleton names may change the account. If polkit need not be
-    // asked, on this thread before it returns. Else later, on a thread of the pool that acts for the caller: when the
-    // person has answered, or after HOST_PERMISSION_LIMIT. A user who is being asked already is refused.
+    // Decides about the caller that IPCSkeleton names, and calls done once. Without polkit, done runs on this thread
+    // before Check returns. With polkit, it runs on a thread of the pool that acts for the caller, after the person has
+    // answered or HOST_PERMISSION_LIMIT has passed. A user for whom polkit is already being asked is refused.
     void Check(const std::function<void(bool isGranted)>& done);
 
 private:
@@ -36,10 +38,11 @@ private:
     const std::shared_ptr<Linux::Bus> bus_;
     QuviewDFX::LogLimit<uid_t> refusalLines_;
     Mutex mutex_;
-    std::set<uid_t> asked_ GUARDED_BY(mutex_);  // users whose answer is awaited
+    std::set<uid_t> asked_ GUARDED_BY(mutex_);  // users for whom polkit is being asked
 };
 
-// When the process started, in the kernel's units, as polkit compares it (proc(5), stat, field 22); 0: it has ended.
+// The process's start time in the kernel's clock ticks, which polkit compares (proc(5), stat, field 22); 0 if the
+// process has ended.
 uint64_t StartTimeOf(pid_t pid);
 
 }  // namespace Vexo::Host

@@ -1,12 +1,11 @@
-// The rights that a local caller needs to use the service and the daemon's own ability. Checks the caller that
-// IPCSkeleton names. Looks things up in memory only; any thread. How rights are decided:
-// platform/access/caller_check.h.
+// Checks whether a local caller may use the service and the daemon's own ability. The caller is the one that
+// IPCSkeleton names. Reads memory only; any thread. How rights are decided: platform/access/caller_check.h.
 #pragma once
 
 namespace Vexo::Host {
 
-// True for a caller with the system-app flag that is native, or is an application with a system level and the
-// permission.
+// Returns true if the caller has the system-app flag and is either native, or an application with a system privilege
+// level and the permission.
 bool CallerHasRights();
 
 }  // namespace Vexo::Host

@@ -1,6 +1,5 @@
-// ChangeWaits: lets many callers wait for the same change without a thread for each. While there are waiters, one
-// thread of the shared pool waits for all of them; a timer for each ends its wait at the limit. Any thread; Add does
-// not block.
+// ChangeWaits: lets many callers wait for the same change without one thread each. While there are waiters, one thread
+// of the shared pool waits for all of them, and each waiter has a timer for its limit. Any thread; Add does not block.
 #pragma once
 
 #include <chrono>
@@ -19,27 +18,29 @@ namespace Vexo::Host {
 class ChangeWaits : public NoCopyable, public std::enable_shared_from_this<ChangeWaits> {
 public:
     struct Waiter {
-        // Answers the caller if something has changed, or in any case if mustAnswer. Returns whether it answered.
-        // Called on any thread, also inside Add, by one thread at a time, and not again once it has answered. Must not
-        // block.
+        // Answers the caller if something has changed, or unconditionally if mustAnswer. Returns whether it answered.
+        // Called on any thread, also inside Add, but by one thread at a time, and not again once it has answered. Must
+        // not block.
         std::function<bool(bool mustAnswer)> answer;
-        // Blocks until the state differs from what this caller knows, or until the limit has passed.
+        // Blocks until the state differs from the one that this caller knows, or until the limit has passed.
         std::function<void(std::chrono::milliseconds limit)> block;
     };
 
     static std::shared_ptr<ChangeWaits> Make();
 
-    // Answers the waiter at once if something has changed already, otherwise at the next change or at the limit.
+    // Answers the waiter at once if something has changed already; otherwise at the next change or when the limit has
+    // passed.
     void Add(Waiter waiter, std::chrono::milliseconds limit) EXCLUDES(mutex_);
 
-    // A value with a revision, which another object guards. The object outlives every call of read.
+    // A value with a revision, guarded by a mutex of the object that owns it. mutex and changed must be valid while
+    // read exists.
     template <typename Value>
     struct Source {
         Mutex* mutex;
         CondVar* changed;             // notified with each change
-        std::function<Value()> read;  // called with the mutex held; keeps the object alive
+        std::function<Value()> read;  // called with the mutex locked; keeps the owner of the value alive
     };
-    // Answers with the value as soon as its revision differs from the given one, or at the limit.
+    // Calls answer with the value as soon as its revision differs from revision, or when the limit has passed.
     template <typename Value>
     void AddForRevision(Source<Value> source, uint32_t revision, std::chrono::milliseconds limit,
                         std::function<void(const Value&)> answer);

@@ -1,6 +1,6 @@
-// The configuration of distnetd: one JSON file that is read once at start; docs/configuration.md lists its keys. An
-// unknown key, a wrong type or a value out of range is a fault that names the file, the key and what is allowed.
-// Relative paths start from the file's folder. Value types and functions without state; any thread.
+// The configuration of distnetd: one JSON file that is read once at start. docs/configuration.md lists its keys. An
+// unknown key, a wrong type or a value out of range is a fault, whose message names the file, the key and the allowed
+// values. Relative paths are relative to the folder of the file. Value types and functions without state; any thread.
 #pragma once
 
 #include <cstddef>
@@ -19,22 +19,22 @@ namespace Vexo::Host {
 inline constexpr size_t MAX_DEVICE_NAME = 64;  // bytes
 
 struct Configuration {
-    std::string platform;                     // "platform": "linux", "simulated"; empty: chosen at start
-    std::filesystem::path stateDir;           // "state_dir": required
-    std::string deviceName;                   // "device.name": default the host name
-    DeviceType deviceType{};                  // "device.type": "phone", "tablet", "laptop", "unknown"
-    std::filesystem::path ipcSocket;          // "ipc.socket": default STATE_DIR/ipc.sock
-    uint32_t ipcSocketMode = 0666;            // "ipc.socket_mode": octal text, "0600" to "0666"
-    uint32_t ipcUserConnections = 64;         // "ipc.user_connections": for each user but root
-    uint32_t ipcUserRequests = 32;            // "ipc.user_requests": at a time, for each user but root
+    std::string platform;              // "platform": "linux", "simulated"; empty: detected at start
+    std::filesystem::path stateDir;    // "state_dir": required
+    std::string deviceName;            // "device.name": default: the host name
+    DeviceType deviceType{};           // "device.type": "phone", "tablet", "laptop", "unknown"
+    std::filesystem::path ipcSocket;   // "ipc.socket": default STATE_DIR/ipc.sock
+    uint32_t ipcSocketMode = 0666;     // "ipc.socket_mode": octal text, "0600" to "0666"
+    uint32_t ipcUserConnections = 64;  // "ipc.user_connections": limit for each user except root
+    uint32_t ipcUserRequests = 32;     // "ipc.user_requests": limit of running requests for each user except root
     std::string softbusListen = "127.0.0.1";  // "softbus.listen": an address of this machine
     uint16_t softbusPort = 0;                 // "softbus.port": 0 picks a free one
     std::vector<std::string> softbusPeers;    // "softbus.peers": "host:port" each
-    bool dnsSd = true;                        // "softbus.dns_sd": on the platform linux
-    bool bluetooth = true;                    // "bluetooth.enabled": on the platform linux
-    std::string bluetoothAdapter;             // "bluetooth.adapter": "hci1"; empty: the first that is on
-    std::string bluetoothBus;                 // "bluetooth.bus": where BlueZ is; empty: linuxBus
-    std::filesystem::path announceDir;        // "softbus.announce_dir": empty: no announcements there
+    bool dnsSd = true;                        // "softbus.dns_sd": used on the platform linux only
+    bool bluetooth = true;                    // "bluetooth.enabled": used on the platform linux only
+    std::string bluetoothAdapter;             // "bluetooth.adapter": "hci1"; empty: the first adapter that is on
+    std::string bluetoothBus;                 // "bluetooth.bus": the bus of BlueZ; empty: linuxBus
+    std::filesystem::path announceDir;        // "softbus.announce_dir": empty: no announcements through a folder
     std::filesystem::path accessPolicy;       // "access.policy": empty: the shipped default
     // "config_policy.roots": lowest priority first
     std::vector<std::filesystem::path> policyRoots{"/usr/share/distnet", "/etc/distnet"};
@@ -49,18 +49,18 @@ struct Configuration {
     std::filesystem::path serviceLibrary;  // "service.library": default: beside the program or in ../lib
     QuviewDFX::LogLevel logLevel = QuviewDFX::LogLevel::INFO;  // "log.level": "debug", "info", "warning", "error"
     std::filesystem::path eventsFile;                          // "events.file": default STATE_DIR/events.jsonl
-    uint64_t eventsMaxBytes = 1024 * 1024;                     // "events.max_bytes": of each file
-    uint32_t eventsFiles = 4;                                  // "events.files": the current one included
+    uint64_t eventsMaxBytes = 1024 * 1024;                     // "events.max_bytes": maximum size of each file
+    uint32_t eventsFiles = 4;  // "events.files": number of files, including the current one
 };
 
-// The configuration, and one message for each fault of the file ("distnetd.json: softbus.port: 70000 is out of range (0
-// to 65535; …)"). The configuration can be used only if there are no faults.
+// The result of reading a configuration file. Use configuration only if faults is empty. Each fault is one message:
+// "distnetd.json: softbus.port: 70000 is out of range (0 to 65535; …)".
 struct ConfigurationResult {
     Configuration configuration;
     std::vector<std::string> faults;
 };
 
-// One key of the file, for --help and docs/configuration.md.
+// One key of the configuration file, as --help and docs/configuration.md show it.
 struct ConfigurationKey {
     std::string name;      // "softbus.port"
     std::string allowed;   // "0 to 65535; 0 picks a free port"
@@ -68,12 +68,13 @@ struct ConfigurationKey {
     std::string meaning;
 };
 
-// Every key, in the order of docs/configuration.md.
+// Returns every key, in the order of docs/configuration.md.
 std::vector<ConfigurationKey> ConfigurationKeys();
 
-// Reads the file. A file that is missing, unreadable or too large is a fault as well. Blocks on the disk.
+// Reads and parses the file. A file that is missing, unreadable or too large is a fault. Blocks on the disk.
 ConfigurationResult LoadConfiguration(const std::filesystem::path& file);
-// The same for text that was read already. file is the name that faults show; relative paths start from its folder.
+// As LoadConfiguration, for text that was already read. file: the name in the faults; its folder is the base of
+// relative paths.
 ConfigurationResult ParseConfiguration(const std::string& json, const std::filesystem::path& file);
 
 }  // namespace Vexo::Host

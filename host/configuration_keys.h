@@ -1,5 +1,5 @@
-// The table of the configuration's keys: for each its allowed values, its default and the member of Configuration that
-// it sets. The parser (configuration.cpp), --help and docs/configuration.md all follow this table. Any thread.
+// The table of the configuration's keys: for each key its allowed values, its default and the member of Configuration
+// that it sets. The parser (configuration.cpp), --help and docs/configuration.md use this table. Any thread.
 #pragma once
 
 #include <filesystem>
@@ -9,7 +9,7 @@
 
 namespace Vexo::Host {
 
-// folder: where relative paths in the file start from.
+// folder: the base of relative paths in the file.
 JsonKeys<Configuration> ConfigurationTable(const std::filesystem::path& folder);
 
 }  // namespace Vexo::Host

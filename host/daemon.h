@@ -1,5 +1,5 @@
 // Daemon: the composition root of distnetd. It creates the platform's services from the configuration and registers
-// them, and opens the local socket last, when everything that requests need is running. A started daemon is never
+// them. It opens the local socket last, when everything that requests need is running. A started Daemon is never
 // destroyed, because the service's threads run until the process ends. Call Start once and Drain once; daemon.cpp shows
 // their steps.
 #pragma once
@@ -30,7 +30,7 @@
 
 namespace Vexo::Host {
 
-// How long running requests may take to finish once the daemon is told to stop.
+// How long Drain waits for running requests to finish.
 inline constexpr std::chrono::milliseconds DRAIN_LIMIT{1500};
 
 class Daemon : public NoCopyable {
@@ -39,13 +39,13 @@ public:
     // thread of Start, and on a thread of the pool when the device is enrolled later.
     using Say = std::function<void(const std::string& line)>;
 
-    // Starts everything. Blocks on the disk, and on key generation at a device's first start. The error says what could
-    // not be started and why; then everything is stopped again, and only files and folders remain.
+    // Starts everything. Blocks on the disk and, at a device's first start, on key generation. On failure the error
+    // says what could not be started and why; everything else is stopped again, and only files and folders remain.
     [[nodiscard]] static Result<std::unique_ptr<Daemon>> Start(const Configuration& configuration, const Say& say);
 
-    // Accepts no new work from here on: removes the socket, loads no ability, closes sessions, and lets session opens
-    // and radio queries fail. Returns when the running requests have ended, or DRAIN_LIMIT after the call. The caller
-    // must then end the process.
+    // Stops accepting work: removes the socket, loads no ability, closes sessions, and makes session opens and radio
+    // queries fail. Returns when the running requests have ended, or DRAIN_LIMIT after the call. The caller must then
+    // end the process.
     void Drain();
 
 private:
@@ -74,7 +74,7 @@ private:
     std::unique_ptr<StateFolder> folder_;
     std::shared_ptr<QuviewDFX::EventFile> events_;
     const std::shared_ptr<QuviewDFX::TraceRecorder> traces_;
-    std::string networkId_;  // of the key that the device had when the daemon started
+    std::string networkId_;  // network id of the device's key when the daemon started
     sptr<SystemAbilityManager> abilities_;
     std::unique_ptr<ServiceClients> clients_;
     std::unique_ptr<Device> device_;
@@ -85,7 +85,7 @@ private:
     std::shared_ptr<AccountRights> accountRights_;
     std::unique_ptr<Ipc::IpcServer> ipc_;
     std::atomic<Ipc::IpcServer*> counted_{nullptr};  // ipc_ once it is set; the first request may arrive earlier
-    std::atomic<size_t> asking_{0};                  // running requests that the host itself answers
+    std::atomic<size_t> asking_{0};                  // running requests to ability 1164, which Drain does not wait for
 };
 
 }  // namespace Vexo::Host

@@ -1,6 +1,6 @@
-// Device: the radios, SIMs, screen and battery of this device, and the choice of the platform that provides them: the
-// machine's own daemons, or a simulation. Only the host makes this choice. Start and Stop are called once each; other
-// threads may use the abilities that a device registers.
+// Device: the radios, SIMs, screen and battery of this device. ChoosePlatform selects what provides them: the machine's
+// own daemons, or a simulation. Only the host makes this choice. Call Start and Stop once each; other threads may use
+// the abilities that a device registers.
 #pragma once
 
 #include <memory>
@@ -31,43 +31,45 @@ struct PlatformChoice {
 };
 
 // Returns the configured platform without checking that it works. If none is configured, returns linux if
-// NetworkManager answers, else simulated; blocks for that answer, at most 5 s.
+// NetworkManager answers on the bus, otherwise simulated. Blocks until NetworkManager answers, at most 5 s.
 PlatformChoice ChoosePlatform(const Configuration& configuration);
 
 class Device : public NoCopyable {
 public:
-    // Blocks until the abilities that are available now are registered with the process's registry.
+    // Starts the device. Blocks until the abilities that are available now are registered with the process's registry.
     [[nodiscard]] static Result<std::unique_ptr<Device>> Start(const PlatformChoice& choice,
                                                                const Configuration& configuration,
                                                                const std::string& networkId);
     virtual ~Device() = default;
 
-    // Ends running work. The abilities stay registered and refuse new work.
+    // Stops running work. The abilities stay registered and refuse new work.
     virtual void Stop() = 0;
-    // One line for each ability, for the person who starts the daemon: what provides it, or why it is not there.
+    // Returns one line for each ability, for the person who starts the daemon: what provides the ability, or why it is
+    // missing.
     virtual std::vector<std::string> Lines() const = 0;
-    // The checks of radios, modems and events for `distnetctl doctor`, with advice on what is missing. Empty for a
-    // simulated device. Any thread.
+    // Returns the checks of radios, modems and events for `distnetctl doctor`, with advice on what is missing. Empty
+    // for a simulated device. Any thread.
     virtual std::vector<QuviewDFX::HealthCheck> Checks() const = 0;
     // Whether Wi-Fi can join a network now. Any thread; does not block.
     virtual RadioState Radio() const = 0;
-    // Makes a new key for the hotspots that this program makes, because a device that knows the old one was removed
-    // from the account. Returns the SSID of a hotspot of the user's own, whose key stays, or an empty text. Blocks for
-    // the radio's daemon. Any thread.
+    // Creates a new key for the hotspots that this daemon opens; called after a device that knows the old key was
+    // removed from the account. Returns the SSID of the user's own hotspot, whose key does not change, or an empty text
+    // if there is none. Blocks for the radio's daemon. Any thread.
     [[nodiscard]] virtual Result<std::string> ChangeHotspotKey() = 0;
-    // The hotspot as others use it, the station, and the networks of this device. Valid for the life of this object.
+    // This device's hotspot, station and networks. The references are valid as long as this object.
     virtual Wifi::ShareControl& Share() = 0;
     virtual Wifi::StationControl& Station() = 0;
     virtual Network::NetworkMonitor& Network() = 0;
-    // Tells desktop programs that the owner is asked whether that device may use this one's network. Any thread.
+    // Notifies desktop programs that the device with that network id asks to use this device's network. Any thread.
     virtual void SignalShareRequest(const std::string& networkId, const std::string& deviceName) = 0;
-    // On what this device can announce itself and hear of others, as the configuration allows.
+    // The channels on which this device announces itself and finds others, as the configuration allows.
     virtual std::vector<SoftBus::AnnouncementChannelFactory> AnnouncementChannels() const = 0;
-    // By what this device can be reached beside TCP, as the configuration allows.
+    // The transports beside TCP over which this device can be reached, as the configuration allows.
     virtual std::vector<SoftBus::TransportFactory> Transports() const = 0;
 };
 
-// "ability 4010 telephony: ModemManager 1.20.4, 1 modem"
+// Returns the line for an ability: "ability 4010 telephony: ModemManager 1.20.4, 1 modem". what: the part after the
+// name.
 std::string AbilityLine(int32_t systemAbilityId, const std::string& what);
 
 }  // namespace Vexo::Host

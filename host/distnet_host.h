@@ -1,6 +1,6 @@
-// DistNetHost: answers requests about the daemon itself (ability 1164). It queries the registry and the platform for
-// each request and never loads the service. Called on IPC workers, several at once. WaitForWifi and GetEvents do not
-// block, GetChecks blocks on the disk and the radio, the others block for at most 200 ms.
+// DistNetHost: answers requests about the daemon itself (ability 1164). For each request it queries the registry and
+// the platform; it never loads the service. Called on IPC workers, several at once. WaitForWifi, GetEvents and
+// ScanDevices do not block, GetChecks blocks on the disk and the radio, the others block for at most 200 ms.
 #pragma once
 
 #include <chrono>
@@ -30,8 +30,8 @@
 
 namespace Vexo::Host {
 
-// Where DistNetHost gets its answers from: values for what stays the same, functions for what changes while the daemon
-// runs.
+// The sources of DistNetHost's answers: values that stay the same while the daemon runs, and functions for what
+// changes.
 struct HostFacts {
     Configuration configuration;
     sptr<SystemAbilityManager> abilities;
@@ -43,10 +43,10 @@ struct HostFacts {
     std::shared_ptr<QuviewDFX::EventFile> events;
     std::shared_ptr<QuviewDFX::TraceRecorder> traces;
     std::filesystem::path identityFolder;
-    // Both null: requests about the account are unknown ones.
+    // account and accountRights: null to treat requests about the account as unknown requests.
     std::shared_ptr<AccountOperations> account;
     std::shared_ptr<AccountRights> accountRights;
-    // Both null: requests about getting online and sharing are unknown ones.
+    // online and sharing: null to treat requests about getting online and sharing as unknown requests.
     std::shared_ptr<Online> online;
     std::shared_ptr<Sharing> sharing;
 };
@@ -73,15 +73,15 @@ private:
     const HostFacts facts_;
     const std::shared_ptr<ChangeWaits> eventWaits_ = ChangeWaits::Make();
     Mutex mutex_;
-    // The Wi-Fi device that wifiWaits_ belongs to. When the radio is replaced, new waits start a new ChangeWaits.
+    // The Wi-Fi device that wifiWaits_ waits on. When the radio is replaced, later waits use a new ChangeWaits.
     const Wifi::WifiDevice* waitedFor_ GUARDED_BY(mutex_) = nullptr;
     std::shared_ptr<ChangeWaits> wifiWaits_ GUARDED_BY(mutex_);
     HotspotState hotspot_;
     const SteadyTime started_ = Clock::System().Now();
 };
 
-// Which part of the program provides this ability: "service", "host", "platform", or else the given platform ("linux"
-// or "simulated").
+// Returns which part of the program provides this ability: "service", "host", "platform", or the given platform
+// ("linux" or "simulated").
 std::string BackendOf(int32_t systemAbilityId, const std::string& platform);
 
 }  // namespace Vexo::Host

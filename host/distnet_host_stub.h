@@ -1,6 +1,7 @@
-// DistNetHostStub: the receiving side of IDistNetHost. It makes the same checks as the service (interface token,
-// system-app flag, permission), reads the arguments and writes the answer. Called on IPC workers, several at once; its
-// only state limits the log lines about refusals. The operations: host/distnet_host.h; the parcels: docs/ipc.md.
+// DistNetHostStub: handles incoming requests of IDistNetHost. It makes the same checks as the service (interface token,
+// system-app flag, permission), reads the arguments, runs the operation and writes the answer. Called on IPC workers,
+// several at once; its only state is the rate limit of log lines about refusals. Operations: host/distnet_host.h;
+// parcels: docs/ipc.md.
 #pragma once
 
 #include <memory>
@@ -15,20 +16,20 @@ namespace Vexo::Host {
 
 class DistNetHostStub : public IRemoteStub<IDistNetHost> {
 public:
-    // account and network: run the requests about the account, and about getting online and sharing. Null: those are
-    // unknown requests.
+    // account runs the requests about the account, network those about getting online and sharing. Null: these are
+    // answered as unknown requests.
     DistNetHostStub(std::unique_ptr<AccountRequests> account, std::unique_ptr<NetworkRequests> network)
         : account_(std::move(account)), network_(std::move(network))
     {
     }
 
-    // Returns IPC_OK when the reply holds the operation's result, IPC_UNKNOWN_REQUEST for a refusal (the reply holds
-    // its code) and for an unknown request code (the reply is empty).
+    // Returns IPC_OK if the reply contains the operation's result. Returns IPC_UNKNOWN_REQUEST for a refusal, whose
+    // code is in the reply, and for an unknown request code, where the reply is empty.
     int OnRemoteRequest(uint32_t code, MessageParcel& data, MessageParcel& reply, MessageOption& option) override;
 
 private:
     void LogRefusal(const char* why);
-    // Each reads the arguments of an operation, runs it and writes its answer. When the arguments cannot be read, the
+    // Each reads the arguments of an operation, runs it and writes its answer. If the arguments cannot be read, the
     // answer is HOST_BAD_REQUEST.
     int32_t Run(HostInterfaceCode code, MessageParcel& data, MessageParcel& reply);
     int32_t RunStartTrace(MessageParcel& data, MessageParcel& reply);

@@ -1,5 +1,5 @@
-// Arguments that several requests of the daemon's own ability have. Functions without state; any thread. False: the
-// parcel holds no such arguments.
+// Reads arguments that several requests of ability 1164 have in common. Functions without state; any thread. Each
+// returns false if the arguments are missing or out of range.
 #pragma once
 
 #include <chrono>
@@ -10,7 +10,7 @@
 
 namespace Vexo::Host {
 
-// How long the daemon may wait for a change before it answers: at most HOST_MAX_WAIT.
+// Reads the limit of a wait: at most HOST_MAX_WAIT.
 inline bool ReadWaitLimit(MessageParcel& data, std::chrono::milliseconds& limit)
 {
     uint32_t limitMs = 0;
@@ -21,7 +21,7 @@ inline bool ReadWaitLimit(MessageParcel& data, std::chrono::milliseconds& limit)
     return true;
 }
 
-// Waits for an answer that differs from the one with that revision.
+// Reads the arguments of a wait: the revision that the caller knows, and the limit.
 inline bool ReadWait(MessageParcel& data, uint32_t& revision, std::chrono::milliseconds& limit)
 {
     return data.ReadUint32(revision) && ReadWaitLimit(data, limit);

@@ -1,4 +1,4 @@
-// HotspotState: asks the radio whether this device's hotspot is open, and gives up after 200 ms, so that a radio that
+// HotspotState: asks the radio whether this device's hotspot is on, and gives up after 200 ms, so that a radio that
 // hangs does not block the caller. Any thread.
 #pragma once
 
@@ -10,7 +10,7 @@ namespace Vexo::Host {
 
 class HotspotState {
 public:
-    // Blocks for at most 200 ms. While an earlier query is still unanswered, no second one is sent.
+    // Blocks for at most 200 ms. Does not start a second query while an earlier one is unanswered.
     HotspotStatus Ask();
 
 private:

@@ -10,18 +10,18 @@
 
 namespace Vexo::Host {
 
-// Makes all threads share one heap. They are mostly asleep, so a heap for each would only hold memory. Call before any
+// Makes all threads share one heap. Most threads sleep, and a heap for each would only use memory. Call before any
 // other thread exists.
 void ShareOneHeap();
 
-// Returns free heap pages to the system once after each period of activity, when nothing has happened for QUIET. The
-// timer runs only between activity and this release, so an idle daemon is not woken.
+// Returns free heap pages to the system once after each period of activity: when MarkActive was not called for QUIET.
+// No timer runs after that, so an idle daemon is not woken.
 class IdleMemory : public NoCopyable, public std::enable_shared_from_this<IdleMemory> {
 public:
     static constexpr std::chrono::seconds QUIET{3};
 
     static std::shared_ptr<IdleMemory> Make(Tasks::Timers& timers = Tasks::Timers::System());
-    // Call when something has happened. Does not block.
+    // Call when the daemon has done some work. Does not block.
     void MarkActive();
 
 private:

@@ -1,7 +1,7 @@
-// NetworkRequests: the receiving side of the requests of ability 1164 about getting online through another device (23
-// to 29) and about sharing this one's network (30, 31): checks the rights, reads the arguments, runs the operation and
-// writes the answer. No worker waits for an attempt or for what is undone. Called on IPC workers, several at once.
-// Operations: host/online/online.h, host/sharing/sharing.h; parcels: docs/ipc.md.
+// NetworkRequests: handles the requests of ability 1164 about getting online through another device (23 to 29) and
+// about sharing this device's network (30, 31): reads the arguments, runs the operation and writes the answer. No
+// worker waits for an attempt or for its undoing. Called on IPC workers, several at once. Operations:
+// host/online/online.h, host/sharing/sharing.h; parcels: docs/ipc.md.
 #pragma once
 
 #include <memory>
@@ -21,10 +21,10 @@ public:
     {
     }
 
-    // Whether the code is one of these requests.
+    // Returns true if the code is one of these requests.
     static bool Handles(uint32_t code);
-    // Runs a request that Handles accepts, from behind the interface token on. The caller has the rights
-    // (CallerHasRights). Returns the status of the reply.
+    // Runs a request for which Handles returns true. data is positioned after the interface token. The caller must have
+    // been checked with CallerHasRights. Returns the status of the reply.
     int32_t Run(HostInterfaceCode code, MessageParcel& data, MessageParcel& reply);
 
 private:

@@ -1,6 +1,7 @@
-// NetworkUse: how this device uses the networks of other devices (online/online.h) and others use its own
-// (sharing/sharing.h), and what connects both with the other daemons (peers/peer_link.h) and with the soft bus, which
-// asks here whether a device may use this one. The daemon makes one and never destroys it. Any thread.
+// NetworkUse: creates and connects the parts that use other devices' networks (online/online.h), share this device's
+// network (sharing/sharing.h) and talk to the daemons of other devices (peers/peer_link.h). As the soft bus's
+// PeerPolicy it decides whether another device may use the service. The daemon creates one and never destroys it. Any
+// thread.
 #pragma once
 
 #include <sys/types.h>
@@ -32,7 +33,7 @@ struct NetworkUseOptions {
 
 class NetworkUse : public SoftBus::PeerPolicy {
 public:
-    // Blocks on the disk. The functions of the options are not called before OnLinkStarted.
+    // Blocks on the disk. Does not call the functions of the options before OnLinkStarted.
     static std::unique_ptr<NetworkUse> Start(NetworkUseOptions options);
 
     const std::shared_ptr<Online>& GetOnline() const { return online_; }
@@ -41,18 +42,20 @@ public:
     SoftBus::PeerRefusal Admit(const std::string& networkId) override;
     void OnRefusedBy(const std::string& networkId, SoftBus::PeerRefusal why) override;
 
-    // For `distnetctl doctor`: what others could use of this device's networks. Blocks for the machine's daemons, at
-    // most 1 s.
+    // The check of `distnetctl doctor` for what other devices could use of this device's networks. Blocks for the
+    // machine's daemons, at most 1 s.
     QuviewDFX::HealthCheck CheckUplink() const;
 
-    // The soft bus was registered; is about to end; is about to end because this device has left its account.
+    // Call OnLinkStarted after the soft bus was registered, OnLinkStopping before it stops, OnAccountLeft after this
+    // device has left its account, and OnStateUsed with each new state of the account.
     void OnLinkStarted();
     void OnLinkStopping();
     void OnAccountLeft();
     void OnStateUsed(const Trust::AccountState& state);
-    // Call when the last connection of that process has closed.
+    // Call when the last connection of that process has closed. Cancels the process's attempt.
     void OnProcessGone(pid_t process);
-    // Ends the attempt under way, and the use of another device's network, which is told. Blocks, at most about 1 s.
+    // Cancels the running attempt, notifies the device whose network is in use, and stops sharing. Blocks for about 1 s
+    // at most.
     void Stop();
 
 private:

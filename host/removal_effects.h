@@ -1,7 +1,6 @@
-// RemovalEffects: what follows on this device once a device was removed from the account: the key of its hotspot
-// changes, since the removed device knows it. Each removal has its effect once, also when the daemon ends in between:
-// removals.json of the state folder says which ones are done. One thread at a time; Apply blocks on the disk and the
-// radio's daemon.
+// RemovalEffects: changes the key of this device's hotspot after a device was removed from the account, because the
+// removed device knows the key. removals.json in the state folder records which removals are handled, so that a restart
+// does not lose one. One thread at a time; Apply blocks on the disk and the radio's daemon.
 #pragma once
 
 #include <chrono>
@@ -22,7 +21,7 @@ inline constexpr const char* REMOVALS_FILE = "removals.json";
 
 class RemovalEffects : public NoCopyable {
 public:
-    // In the form of Device::ChangeHotspotKey.
+    // Has the result of Device::ChangeHotspotKey.
     using ChangeHotspotKey = std::function<Result<std::string>()>;
 
     RemovalEffects(const std::filesystem::path& stateDir, ChangeHotspotKey changeKey,
@@ -31,12 +30,12 @@ public:
     {
     }
 
-    // Call for each state that this device has adopted, and at the daemon's start. A removal from before this device
-    // was a member needs nothing. After a failure, which is logged, the next call tries again.
+    // Call at the daemon's start and for each new state of the account that this device has adopted. Ignores removals
+    // from before this device was a member. A failure is logged, and the next call tries again.
     void Apply(const Trust::AccountState& state, const std::string& ownNetworkId);
 
-    // For `distnetctl doctor`: the user's own hotspot, for 30 days after the removal of a device that may know its key;
-    // nullopt: nothing to say.
+    // The check of `distnetctl doctor` that reports the user's own hotspot for 30 days after a device that may know its
+    // key was removed; nullopt if there is nothing to report.
     std::optional<QuviewDFX::HealthCheck> Check() const;
 
 private:

@@ -1,7 +1,7 @@
 // ServiceClients: passes requests of local callers to the service. The service counts the processes that use it and
-// stops with the last release, so ServiceClients releases it for a process that ended without doing so. It also unloads
-// the service if only refused requests have loaded it, and keeps refused requests from filling the log. Called on IPC
-// workers, several at once; IPCSkeleton names the caller. Why: docs/decisions/0027-released-for-the-gone.md.
+// stops with the last release. ServiceClients therefore releases it for a process that ended without doing so, unloads
+// it if only refused requests have loaded it, and keeps refused requests from filling the log. Called on IPC workers,
+// several at once; IPCSkeleton names the caller. Why: docs/decisions/0027-released-for-the-gone.md.
 #pragma once
 
 #include <sys/types.h>
@@ -29,17 +29,17 @@ public:
     {
     }
 
-    // Passes a request to the service and remembers which processes use it. Returns the status of
+    // Passes a request to the service and records the caller as a user of the service. Returns the status of
     // SystemAbilityManager::Dispatch. Of the requests of one user that the service would refuse, one per minute reaches
-    // the service; the others get a copy of its answer.
+    // the service; the others get a copy of its reply.
     int32_t Dispatch(const Ipc::IpcHeader& request, MessageParcel& data, MessageParcel& reply);
 
-    // Asks the service for the network of that device, on behalf of the daemon itself, and releases the service again.
-    // Blocks for as long as the request. Not called on IPC workers.
+    // Requests the network of the device with that network id from the service, on behalf of the daemon itself, and
+    // releases the service again. Blocks for as long as the request. Not called on IPC workers.
     ServiceAnswer StartDistributedNetwork(const std::string& networkId);
 
-    // Call when the calling process is gone and its requests have ended. Releases the service if the service still
-    // counts the process. Blocks for as long as a request; never loads the service.
+    // Call on a thread that acts for a process that has ended, after its requests have ended. Releases the service if
+    // the service still counts the process. Blocks for as long as a request; never loads the service.
     void ReleaseForGoneProcess();
 
 private:
@@ -60,8 +60,8 @@ private:
     std::set<pid_t> users_ GUARDED_BY(mutex_);
     size_t running_ GUARDED_BY(mutex_) = 0;              // requests that the service handles now
     bool isLoadedForNobody_ GUARDED_BY(mutex_) = false;  // a refused request loaded it, and no process uses it yet
-    bool isReleasing_ GUARDED_BY(mutex_) = false;        // End releases the service; new requests wait
-    // The service's reply to a request refused for each reason, to be sent again.
+    bool isReleasing_ GUARDED_BY(mutex_) = false;        // the service is being released; new requests wait
+    // For each reason of refusal, the service's reply to an earlier request, to be sent again.
     std::array<std::optional<std::vector<uint8_t>>, REFUSALS> answers_ GUARDED_BY(mutex_);
 };
 

@@ -1,5 +1,5 @@
-// ServiceLibrary: opens the service's shared library on demand. The library registers its ability while it is being
-// opened, and stays mapped until the process ends. Called on the ability manager's loading thread, one call at a time.
+// ServiceLibrary: opens the service's shared library on demand. The library registers its ability while it is opened,
+// and stays mapped until the process ends. Called on the ability manager's loading thread, one call at a time.
 #pragma once
 
 #include <filesystem>
@@ -8,17 +8,16 @@
 
 namespace Vexo::Host {
 
-// Returns an absolute path: the configured one, else libdistnet_service.so beside this program if it exists there, else
-// the one in ../lib.
+// Returns the absolute path of the library: the configured one; else libdistnet_service.so beside this program if it
+// exists there; else the one in ../lib.
 std::filesystem::path FindServiceLibrary(const std::filesystem::path& configured);
 
 class ServiceLibrary : public NoCopyable {
 public:
     explicit ServiceLibrary(std::filesystem::path path);
 
-    // Opens the library if it is not open yet. Returns false, with a log line that names the file and the cause, if the
-    // library is missing, cannot be linked, or does not register the service. The next call tries again. Blocks on the
-    // disk.
+    // Opens the library if it is not open yet. Returns false if the library is missing, cannot be linked, or does not
+    // register the service; a log line names the file and the cause, and the next call tries again. Blocks on the disk.
     bool Open();
 
 private:

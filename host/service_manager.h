@@ -1,5 +1,5 @@
-// NotifyServiceManager: reports the daemon's state to systemd if a unit of Type=notify started it; does nothing
-// otherwise. Any thread; does not block.
+// NotifyServiceManager: reports the daemon's state to systemd if a unit of Type=notify started the daemon; otherwise
+// does nothing. Any thread; does not block.
 // https://www.freedesktop.org/software/systemd/man/252/sd_notify.html
 #pragma once
 
@@ -7,7 +7,7 @@
 
 namespace Vexo::Host {
 
-// READY: sent once, when the start is complete. RUNNING: the daemon runs on, with a new status text.
+// READY: the start is complete; sent once. RUNNING: only the status text has changed. STOPPING: the daemon stops.
 enum class ServiceState { READY, RUNNING, STOPPING };
 
 // status: one line for a person, which `systemctl status` shows. Logs a warning if systemd cannot be reached.

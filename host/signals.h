@@ -1,5 +1,5 @@
-// The signals that end the daemon. They are blocked in every thread, and the main thread waits for them, so that no
-// handler interrupts a call (signal(7), sigwaitinfo(2)) and waiting causes no wake-ups.
+// EndSignals: the signals that stop the daemon. They are blocked in every thread, and the main thread waits for them.
+// So no signal handler interrupts a call (signal(7), sigwaitinfo(2)), and waiting causes no wake-ups.
 #pragma once
 
 #include <csignal>
@@ -8,16 +8,16 @@
 
 namespace Vexo::Host {
 
-// SIGTERM, SIGINT and SIGHUP.
+// Handles SIGTERM, SIGINT and SIGHUP.
 class EndSignals {
 public:
     // Blocks these signals and ignores SIGPIPE. Call on the main thread before any other thread exists, because threads
     // inherit both.
     EndSignals();
 
-    // Blocks until one arrives; returns its number.
+    // Blocks until one of the signals arrives; returns its number.
     int Wait();
-    // The same, but returns 0 if none arrives within limit.
+    // As Wait, but returns 0 if no signal arrives within limit.
     int WaitFor(std::chrono::milliseconds limit);
 
 private:

@@ -8,8 +8,9 @@
 
 namespace Vexo::Host {
 
-// policy: the policy in force. With a policy of its own (access.policy) the check fails if the policy admits a user or
-// group that cannot reach the socket. With the shipped policy it only says who can reach the socket.
+// policy: the policy in force. If the configuration names a policy (access.policy), the check fails when that policy
+// admits a user or group that cannot reach the socket. With the shipped policy it only reports who can reach the
+// socket.
 QuviewDFX::HealthCheck CheckSocket(const Configuration& configuration, const Security::AccessPolicy& policy);
 
 }  // namespace Vexo::Host

@@ -1,5 +1,5 @@
-// StateFolder: the lock on a device's state folder, which one daemon at a time holds. The lock is released when the
-// object is destroyed. Any thread.
+// StateFolder: the lock on a device's state folder, so that only one daemon uses the folder. The lock is released when
+// the object is destroyed. Any thread.
 #pragma once
 
 #include <filesystem>
@@ -12,8 +12,9 @@ namespace Vexo::Host {
 
 class StateFolder {
 public:
-    // Creates the folder and its missing parents (mode 0700) and takes the lock: flock(2) on distnetd.lock, to which
-    // the process id is written. The error names the folder, and the process that holds the lock if there is one.
+    // Creates the folder and its missing parents (mode 0700) and acquires the lock: flock(2) on distnetd.lock, which
+    // then contains the process id. If another process has the lock, the error names that process. Does not wait for
+    // the lock.
     [[nodiscard]] static Result<StateFolder> Acquire(const std::filesystem::path& folder);
 
 private:
