@@ -15,7 +15,7 @@ std::string Quoted(const std::string& text)
     return "\"" + EscapeHidden(text) + "\"";
 }
 
-// A failure that always has the same sentences.
+// A failure of a join whose message and advice are constant.
 struct Row {
     JoinFailure failure;
     AccountFaultCode code;

@@ -13,7 +13,7 @@ namespace {
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "AccountLink"};
 
-// Differs for two identities that the soft bus must not take for the same.
+// Returns a text that differs whenever the soft bus must be given the new identity.
 std::string VersionOf(const Trust::Identity& identity)
 {
     const auto seconds = [](auto time) { return std::to_string(time.time_since_epoch().count()); };
@@ -104,7 +104,7 @@ void AccountLink::Watch()
         const MutexLock lock(mutex_);
         watcher_ = std::move(watcher.value());
     }
-    // The folder may have changed since Start.
+    // Read the folder once, because it may have changed since Start.
     OnFolderChanged();
 }
 
@@ -177,8 +177,8 @@ void AccountLink::TakeOver()
     options_.enrolled();
 }
 
-// An enrolment that was damaged or replaced by another device's leaves the soft bus as it is: `distnetctl doctor` says
-// what to do.
+// A damaged enrolment, or one of another network id, is ignored here: the soft bus keeps the identity that it has, and
+// `distnetctl doctor` says what to do.
 void AccountLink::UseChanged()
 {
     Result<Trust::Identity> identity = Trust::LoadIdentity(options_.identityFolder);
@@ -232,7 +232,7 @@ Result<void> AccountLink::LeaveNow()
         return left;
     }
     StopAbilities(false);
-    std::error_code ignored;  // the file may not be there
+    std::error_code ignored;  // the file may not exist
     std::filesystem::remove(options_.softBus.knownDevicesFile, ignored);
     Result<Trust::Identity> fresh = Trust::LoadOrCreateUnenrolled(options_.identityFolder);
     if (!fresh) {
@@ -262,7 +262,7 @@ Result<void> AccountLink::StartAbilities(const Trust::Identity& identity)
         return Failure(std::move(softBus).error());
     }
     options_.abilities->AddSystemAbility(SOFTBUS_SERVER_SA_ID, softBus.value());
-    // It creates a session server, for which the soft bus (4700) must be registered.
+    // The collaboration framework creates a session server, for which the soft bus (4700) must already be registered.
     auto collaboration = CollaborationFwk::CollaborationServer::Start(
         options_.softBus.moreTransports.empty() ? CollaborationFwk::COLLABORATION_START_LIMIT
                                                 : CollaborationFwk::COLLABORATION_SEEKING_START_LIMIT,
@@ -298,7 +298,7 @@ void AccountLink::SayWhatIsMissing()
     const Trust::IdentityChecks found = Trust::CheckIdentity(options_.identityFolder, Clock::System().WallNow());
     const QuviewDFX::HealthCheck& wrong = found.identity.good.value_or(true) ? found.account : found.identity;
     if (wrong.good.value_or(true)) {
-        return;  // the enrolment was completed since it was loaded; the watcher reports this change
+        return;  // the enrolment was completed after it was loaded; the watcher reports that change
     }
     const std::string missing = "no link to other devices yet: " + wrong.message + ". " + wrong.advice;
     if (std::exchange(lastMissing_, missing) != missing) {

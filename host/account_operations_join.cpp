@@ -1,4 +1,4 @@
-// AccountOperations: joining an account by a ticket.
+// The part of AccountOperations that joins an account by a ticket.
 #include <utility>
 
 #include "host/account_faults.h"
@@ -68,7 +68,7 @@ JoinAnswer AccountOperations::StartJoin(pid_t owner, const std::string& ticket, 
         return NotJoined({AccountFaultCode::FAILED, attempt.error().message, "", ""});
     }
     if (!join_ || join_->number != number) {
-        return NotJoined(NotOpen("join"));  // and the attempt ends with this call
+        return NotJoined(NotOpen("join"));  // leaving this function destroys the attempt
     }
     if (!HasEnded(join_->answer)) {
         join_->attempt = std::move(attempt.value());
@@ -125,7 +125,8 @@ void AccountOperations::OnJoinChanged(uint32_t number, const SoftBus::JoinStatus
         answer.fault = JoinFault(status, answer.deviceName);
     }
     if (HasEnded(answer)) {
-        // The attempt cannot end inside its own callback. Its owner learns of the end when the account can be used.
+        // The attempt cannot be destroyed in its own callback. Its owner is notified by FinishJoin, once the account
+        // can be used.
         Tasks::ElasticPool::Shared().Post(
             [self = shared_from_this(), number, answer] { self->FinishJoin(number, answer); });
         return;
@@ -144,7 +145,7 @@ void AccountOperations::FinishJoin(uint32_t number, JoinAnswer answer)
         }
     }
     if (attempt) {
-        attempt->Cancel();  // it has ended; waits for its thread
+        attempt->Cancel();  // the attempt has ended: this only waits for its thread
         attempt.reset();
     }
     if (answer.phase == JoinPhase::DONE) {

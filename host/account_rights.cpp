@@ -36,13 +36,13 @@ uint64_t StartTimeOf(pid_t pid)
     std::ifstream file("/proc/" + std::to_string(pid) + "/stat");
     std::string text;
     std::getline(file, text, '\0');
-    // The second field is the program's name in parentheses, which may hold spaces and parentheses itself.
+    // The second field is the program's name in parentheses, and may itself contain spaces and parentheses.
     const size_t nameEnd = text.rfind(')');
     if (nameEnd == std::string::npos) {
         return 0;
     }
     std::istringstream fields(text.substr(nameEnd + 1));
-    constexpr int FIELDS_BETWEEN = 19;  // 3 to 21
+    constexpr int FIELDS_BETWEEN = 19;  // fields 3 to 21
     std::string skipped;
     for (int field = 0; field < FIELDS_BETWEEN; ++field) {
         fields >> skipped;
@@ -95,7 +95,7 @@ void AccountRights::Check(const std::function<void(bool isGranted)>& done)
 bool AccountRights::AskPolkit(pid_t pid, uid_t uid)
 {
     using Details = std::map<std::string, std::string>;
-    // The start time keeps another process from taking the answer over with the same id.
+    // The start time prevents a later process with the same id from using this authorization.
     const Linux::PropertyMap process{{"pid", sdbus::Variant(static_cast<uint32_t>(pid))},
                                      {"start-time", sdbus::Variant(StartTimeOf(pid))},
                                      {"uid", sdbus::Variant(static_cast<int32_t>(uid))}};

@@ -99,7 +99,7 @@ JsonKind<fs::path> PathKind(const fs::path& folder, const std::string& allowed =
 
 using Rows = std::vector<JsonKeyOf<Configuration>>;
 
-// Keys about how local programs and other devices reach this device.
+// The keys for how local programs and other devices reach this device.
 Rows ReachRows(const fs::path& folder)
 {
     using C = Configuration;
@@ -136,7 +136,7 @@ Rows ReachRows(const fs::path& folder)
     };
 }
 
-// Keys about what the device consists of and which files it writes.
+// The keys for this device's parts and the files that it writes.
 Rows DeviceRows(const fs::path& folder)
 {
     using C = Configuration;
@@ -176,7 +176,7 @@ Rows DeviceRows(const fs::path& folder)
     };
 }
 
-// Keys about who may use this device's network, and how much of it.
+// The keys for which devices may use this device's network, and how much.
 Rows ShareRows()
 {
     using C = Configuration;

@@ -22,14 +22,14 @@ namespace {
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Host"};
 constexpr const char* IDENTITY_FOLDER = "identity";
-constexpr mode_t SOCKET_FOLDER = 0755;  // open to all, because ipc.socket_mode decides who may connect
+constexpr mode_t SOCKET_FOLDER = 0755;  // accessible to all users; ipc.socket_mode decides who may connect
 
 std::string Quoted(const std::string& text)
 {
     return "\"" + EscapeHidden(text) + "\"";
 }
 
-// Reports activity to IdleMemory when the service or the collaboration framework comes or goes.
+// Reports activity to IdleMemory when the service or the collaboration framework is registered or removed.
 class ActivityWatch : public SystemAbilityStatusChangeStub {
 public:
     explicit ActivityWatch(std::shared_ptr<IdleMemory> memory) : memory_(std::move(memory)) {}
@@ -359,8 +359,8 @@ void Daemon::Drain()
     if (link_) {
         link_->Stop(deadline);
     }
-    // Do not wait for workers that answer questions about the daemon: they may block for seconds, and nothing is lost
-    // when they are cut off.
+    // Do not wait for workers that handle requests of ability 1164: they may block for seconds, and stopping them loses
+    // nothing.
     if (ipc_) {
         ipc_->AwaitWorkers(deadline, [this] { return asking_.load(); });
     }

@@ -14,11 +14,11 @@
 namespace Vexo::Host {
 namespace {
 
-// How `distnetctl doctor` shows an ability.
+// Describes the check of an ability in `distnetctl doctor`.
 struct AbilityCheck {
     int32_t id;
     const char* name;
-    bool isNeeded;  // without it the check fails
+    bool isNeeded;  // the check fails if the ability is missing
     const char* advice;
 };
 
@@ -61,7 +61,7 @@ class SimulatedPlatform final : public Device {
 public:
     explicit SimulatedPlatform(std::unique_ptr<Simulated::SimulatedDevice> device) : device_(std::move(device)) {}
     void Stop() override { device_->Stop(); }
-    // Abilities come and go with the state file, and each change is logged.
+    // No lines: abilities are registered and removed as the state file changes, and each change is logged.
     std::vector<std::string> Lines() const override { return {}; }
     std::vector<QuviewDFX::HealthCheck> Checks() const override { return {}; }
     RadioState Radio() const override
@@ -167,7 +167,7 @@ private:
                                            "apt install avahi-daemon, or: systemctl start avahi-daemon");
     }
 
-    // Bluetooth is optional.
+    // A missing Bluetooth adapter is no failure: Bluetooth is optional.
     QuviewDFX::HealthCheck CheckBluetooth() const
     {
         const Linux::BluetoothState state = bluetooth_->state();
@@ -192,8 +192,8 @@ std::optional<Linux::Bluetooth> BluetoothOf(const PlatformChoice& choice, const 
          configuration.bluetoothAdapter});
 }
 
-// Wraps a platform's own device class as a Device, made with the arguments behind it; passes on the error of a failed
-// start.
+// Wraps a started platform device in a Platform object, which is constructed from the device and arguments. Returns the
+// error if the start failed.
 template <typename Platform, typename Started, typename... Arguments>
 Result<std::unique_ptr<Device>> AsDevice(Result<std::unique_ptr<Started>> started, Arguments... arguments)
 {

@@ -18,9 +18,9 @@
 namespace Vexo::Host {
 namespace {
 
-// How long a scan waits for what the reachable devices say of themselves.
+// How long a scan waits for the facts of the reachable devices.
 constexpr std::chrono::milliseconds FACTS_LIMIT{1500};
-// A certificate that ends within this time is reported.
+// A certificate that expires within this time is reported.
 constexpr std::chrono::hours ENDS_SOON{24 * 365};
 
 size_t EntriesOf(const char* folder)
@@ -177,7 +177,7 @@ int32_t DistNetHost::GetCounts(HostCounts& counts)
     counts.ipcConnections = ipc.connections;
     counts.ipcThreads = ipc.threads;
     counts.threads = EntriesOf("/proc/self/task");
-    // Without the one that EntriesOf itself opens.
+    // EntriesOf itself opens one descriptor; subtract it.
     const size_t descriptors = EntriesOf("/proc/self/fd");
     counts.descriptors = descriptors > 0 ? descriptors - 1 : 0;
     counts.queuedTasks = Tasks::ElasticPool::Shared().QueuedCount();
@@ -202,7 +202,7 @@ void DistNetHost::ScanDevices(Answer<DeviceList> answer)
         answer(result, devices);
     };
     if (softBus) {
-        // Writing an answer may block, which the soft bus's thread must not.
+        // The soft bus's thread must not block, but writing an answer may.
         softBus->Scan([answerNow] { Tasks::ElasticPool::Shared().Post(answerNow); });
     } else {
         answerNow();

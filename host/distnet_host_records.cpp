@@ -1,4 +1,4 @@
-// DistNetHost: the requests about the daemon's records: events and traces.
+// The part of DistNetHost that reads the daemon's records: events and traces.
 #include <algorithm>
 #include <chrono>
 
@@ -11,11 +11,11 @@ namespace {
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Host"};
 
-// How much of a record one answer carries. An answer has at most 160 KiB, and a record takes up to twice its size
-// there, because it is JSON text inside a JSON string.
+// How many bytes of a record one answer contains. An answer has at most 160 KiB, and a record takes up to twice its
+// size there, because it is JSON text inside a JSON string.
 constexpr size_t MAX_PIECE_BYTES = 64 * 1024;
 
-// Parses lines of the event file. A line that is not a valid event (someone may have edited the file) is left out.
+// Parses lines of the event file. Leaves out lines that are not valid events, because the file may have been edited.
 std::vector<Event> EventsOf(std::string_view lines)
 {
     std::vector<Event> events;

@@ -82,7 +82,7 @@ int32_t DistNetHostStub::Run(HostInterfaceCode code, MessageParcel& data, Messag
             return AnsweredLater<DeviceList>(reply,
                                              [this](Answer<DeviceList> answer) { ScanDevices(std::move(answer)); });
         default:
-            break;  // a request of the account or of the network, which Run does not get
+            break;  // requests of the account or the network, which Run does not receive
     }
     return WriteFailure(reply, HOST_BAD_REQUEST);
 }
@@ -128,7 +128,8 @@ int32_t DistNetHostStub::RunGetEvents(MessageParcel& data, MessageParcel& reply)
     if (!data.ReadUint64(cursor) || !ReadWaitLimit(data, limit)) {
         return WriteFailure(reply, HOST_BAD_REQUEST);
     }
-    return AnsweredLater<EventPage>(reply, [&](Answer<EventPage> answer) { GetEvents(cursor, limit, std::move(answer)); });
+    return AnsweredLater<EventPage>(reply,
+                                    [&](Answer<EventPage> answer) { GetEvents(cursor, limit, std::move(answer)); });
 }
 
 }  // namespace Vexo::Host

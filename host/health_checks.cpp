@@ -27,7 +27,8 @@ using namespace QuviewDFX;
 constexpr const char* RESTART_COMMAND = "systemctl restart distnet";
 constexpr const char* RESTART = "Restart the daemon: systemctl restart distnet";
 
-// Identity and account say what is wrong with a membership (trust/identity_checks.h).
+// Reports only the healthy case. The checks "identity" and "account" report what is wrong with a membership
+// (trust/identity_checks.h).
 void CheckBackup(const MembershipStatus& membership, std::vector<HealthCheck>& checks)
 {
     if (membership.holdsKey && membership.backup && !membership.removedAt) {
@@ -35,8 +36,8 @@ void CheckBackup(const MembershipStatus& membership, std::vector<HealthCheck>& c
     }
 }
 
-// Checks the identity on the disk, which may be newer than the one that the daemon uses. While the daemon has no link,
-// it takes over each new identity; once it has a link, it keeps its identity until it ends.
+// Checks the identity on the disk, which may be newer than the identity in use. Without a link the daemon adopts each
+// new identity; with a link it keeps its identity until it ends.
 void CheckTrust(const HealthFacts& facts, std::vector<HealthCheck>& checks)
 {
     Trust::IdentityChecks found = Trust::CheckIdentity(facts.configuration.stateDir / "identity", facts.now);
@@ -58,8 +59,8 @@ void CheckTrust(const HealthFacts& facts, std::vector<HealthCheck>& checks)
     }
     std::vector<HealthCheck> more;
     CheckBackup(facts.membership, more);
-    // CheckIdentity cannot compare this clock with others, because it does not know the peers. Compare it here with the
-    // online peer whose clock differs most.
+    // CheckIdentity does not know the other devices' clocks. Compare this clock with the known device whose clock
+    // differs most.
     std::optional<SoftBus::Node> farthest;
     for (const SoftBus::Node& node : facts.devices.value_or(std::vector<SoftBus::Node>{})) {
         if (node.clockAhead && (!farthest || abs(*node.clockAhead) > abs(*farthest->clockAhead))) {
@@ -81,7 +82,7 @@ void CheckTrust(const HealthFacts& facts, std::vector<HealthCheck>& checks)
     checks.insert(checks.end(), more.begin(), more.end());
 }
 
-// Returns the policy, or no value when the file cannot be used.
+// Returns the policy, or no value if the file cannot be used. Adds the check.
 std::optional<Security::AccessPolicy> CheckPolicy(const std::filesystem::path& file, std::vector<HealthCheck>& checks)
 {
     if (file.empty()) {
@@ -132,13 +133,14 @@ void CheckDaemon(const HealthFacts& facts, std::vector<HealthCheck>& checks)
                                            ServiceText(facts.service)));
 }
 
-// What was tried at each address of a device, and what came back: "LAN 192.0.2.7:11630 5 s ago: connection refused".
+// Returns the latest attempt at each address of a device, and its result: "LAN 192.0.2.7:11630 5 s ago: connection
+// refused".
 std::string TriesText(const HealthFacts& facts, const SoftBus::Node& node)
 {
     std::string text;
     for (const SoftBus::WayTried& way : node.tried) {
         const auto ago = std::chrono::duration_cast<std::chrono::seconds>(facts.now - way.at);
-        // A Bluetooth address changes with each announcement, so a person cannot use it.
+        // A Bluetooth address is not shown: it changes with each announcement, so a person cannot use it.
         const std::string where = way.transport == "tcp" ? "LAN " + way.address : "Bluetooth";
         text += (text.empty() ? "tried " : "; ") + where + " " + RoughDuration(std::max(ago, std::chrono::seconds(0))) +
                 " ago: " + (way.answer.empty() ? "it answered" : way.answer);
@@ -177,13 +179,13 @@ void CheckPeers(const HealthFacts& facts, std::vector<HealthCheck>& checks)
     }
 }
 
-// The command that sets a key of the simulated device.
+// Returns the command that sets a key of the simulated device.
 std::string SimSet(const HealthFacts& facts, const std::string& assignment)
 {
     return "distnetctl sim set --state " + facts.configuration.stateDir.string() + " " + assignment;
 }
 
-// A failed check if the simulated device is set to fail a call of this kind ("hotspot"); no value otherwise.
+// Returns a failed check if the simulated device is set to fail calls of this kind ("hotspot"); otherwise no value.
 std::optional<HealthCheck> FaultOf(const HealthFacts& facts, const Simulated::DeviceState& state,
                                    const std::string& check, const std::string& kind)
 {

@@ -14,7 +14,7 @@ constexpr std::chrono::milliseconds ANSWER_LIMIT{200};
 
 }  // namespace
 
-// Shared with the task that asks the radio, which may outlive the HotspotState.
+// Shared with the task that queries the radio, because the task may outlive the HotspotState.
 struct HotspotState::Query {
     Mutex mutex;
     CondVar answered;

@@ -1,6 +1,6 @@
-// distnetd: reads its configuration, starts the daemon, and runs until a signal ends it.
-// Exit codes: 0 ended normally after a signal; 1 could not start; 2 wrong usage or configuration; 128 + signal number
-// when a second signal arrived before the daemon had stopped.
+// distnetd: reads its configuration, starts the daemon, and runs until a signal stops it.
+// Exit codes: 0 stopped by a signal; 1 could not start; 2 wrong usage or configuration; 128 + signal number if a second
+// signal arrived before the daemon had stopped.
 
 #include <unistd.h>
 
@@ -60,8 +60,8 @@ void Say(const std::string& line)
         text.assign(clock, std::strftime(clock, sizeof clock, "%H:%M:%S ", &local));
     }
     text += line + "\n";
-    // One write, so that the line does not mix with log lines. A failure is ignored: the daemon runs without a reader
-    // too.
+    // One write, so that the line does not mix with log lines. A failure is ignored, because the daemon also runs if
+    // standard output is closed.
     (void)Vexo::WriteAll(STDOUT_FILENO, text);
 }
 
@@ -77,7 +77,7 @@ int ParseArguments(int count, char** arguments, Options& options)
     app.footer([] { return KeyList(); });
     try {
         app.parse(count, arguments);
-        // Checked after parsing, so that the message about a misspelt option comes first.
+        // Checked after parsing, so that a misspelt option is reported first.
         if (options.file.empty()) {
             throw CLI::RequiredError("--config FILE");
         }
@@ -99,7 +99,7 @@ int ParseArguments(int count, char** arguments, Options& options)
         daemon.Drain();
         _exit(EXIT_DONE);
     }).detach();
-    // Drain ends by itself after DRAIN_LIMIT; the longer wait here is for the case that it hangs.
+    // Drain returns after DRAIN_LIMIT at the latest. The longer wait here covers a Drain that hangs.
     const int second = signals.WaitFor(Vexo::Host::DRAIN_LIMIT + std::chrono::milliseconds(200));
     _exit(second != 0 ? EXIT_CUT_SHORT + second : EXIT_DONE);
 }

@@ -13,7 +13,7 @@
 namespace Vexo::Host {
 namespace {
 
-// More devices than an account can have known ones.
+// An account has fewer devices than this.
 constexpr uint32_t MAX_IDS = 256;
 
 bool ReadIds(MessageParcel& data, std::vector<std::string>& networkIds)

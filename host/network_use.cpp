@@ -19,7 +19,7 @@ constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Host"};
 
 constexpr const char* UPLINK = "uplink";
 
-// Runs a request of another device.
+// Serves a request of the device with this network id.
 struct Server {
     Sharing& sharing;
     const std::string& networkId;
@@ -90,7 +90,7 @@ SharingObstacle NetworkUse::Obstacle() const
         case RadioState::SWITCHED_OFF:
             return SharingObstacle::WIFI_OFF;
         case RadioState::ON:
-        case RadioState::ABSENT:  // of the station; the hotspot may have a radio of its own
+        case RadioState::ABSENT:  // the station has no radio; the hotspot may have its own
             break;
     }
     return Wifi::WifiHotspot::GetInstance(WIFI_HOTSPOT_SYS_ABILITY_ID, 0) ? SharingObstacle::NONE

@@ -19,9 +19,9 @@ constexpr int64_t LAST_SECOND = 253'402'300'799;  // the end of the year 9999
 
 struct Done {
     int version = 1;
-    int64_t number = 0;           // of the last removal whose effects are done
-    std::string usersHotspot{};   // its SSID, as it may be shown; empty: there was none
-    std::string removedDevice{};  // who may know its key
+    int64_t number = 0;           // number of the last removal that is handled
+    std::string usersHotspot{};   // SSID of the user's own hotspot, escaped; empty: there was none
+    std::string removedDevice{};  // name of the removed device, which may know the hotspot's key
     std::chrono::seconds removedAt{};
 };
 
@@ -45,7 +45,7 @@ Done Read(const std::filesystem::path& file)
     }
     Result<Done> done = DoneKeys().Load(file, MAX_FILE_BYTES);
     if (!done) {
-        // Effects that happen twice do no harm.
+        // Handling a removal twice does no harm.
         QuviewDFX::LogWarn(LABEL, "%{public}s; counts as empty", done.error().message);
         return {};
     }

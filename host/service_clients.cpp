@@ -33,9 +33,9 @@ bool IsKnown(uint32_t code)
     return false;
 }
 
-// Whether the service counted the caller of a request that returned this status. The service counts its caller before
-// it runs the request, so the caller counts even if the request failed. It does not count when the status is that of a
-// refusal or an unknown code, or says that the request did not reach the service.
+// Returns whether the service counted the caller of a request that returned this status. The service counts the caller
+// before it runs the request, so a failed request counts too. It does not count if the status is that of a refusal or
+// an unknown code, or if the request did not reach the service.
 bool WasCounted(int32_t status)
 {
     constexpr int32_t REFUSAL_NOT_WRITTEN = 301;
@@ -98,9 +98,9 @@ int32_t ServiceClients::Run(const Ipc::IpcHeader& request, MessageParcel& data, 
     return status;
 }
 
-// Begin forgets a process before its release runs, and End remembers a process after any other request has run. So
-// every process that the service counts is in users_, even if two connections of one process send requests at the same
-// time.
+// For a release request, Begin removes the process from users_ before the request runs. For any other request, End adds
+// the process after the request has run. So users_ contains every process that the service counts, even if two
+// connections of one process send requests at the same time.
 void ServiceClients::Begin(uint32_t code)
 {
     const MutexLock lock(mutex_);
@@ -128,8 +128,8 @@ void ServiceClients::End(uint32_t code, bool wasCounted, bool wasLoaded)
     if (!isLoadedForNobody_ || !users_.empty() || running_ != 0) {
         return;
     }
-    // No request runs now, and isReleasing_ keeps new ones waiting. So the service cannot count another process between
-    // its check for users and its stop.
+    // No request is running, and new ones wait while isReleasing_ is set. So the service cannot count another process
+    // between its check for users and its stop.
     isLoadedForNobody_ = false;
     isReleasing_ = true;
     lock.Unlock();

@@ -17,7 +17,7 @@ EndSignals::EndSignals()
         sigaddset(&signals_, signal);
     }
     pthread_sigmask(SIG_BLOCK, &signals_, nullptr);
-    // Writing to a peer or client that went away must fail with an error, not end the daemon.
+    // A write to a closed connection must fail with an error, not end the daemon.
     signal(SIGPIPE, SIG_IGN);
 }
 

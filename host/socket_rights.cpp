@@ -15,7 +15,7 @@ using namespace QuviewDFX;
 
 constexpr mode_t ALL_RIGHTS = 07777;
 
-// The users who can connect to the socket, besides root and the socket's owner.
+// The users that can connect to the socket, besides root and the socket's owner.
 struct SocketAccess {
     bool everyone = true;
     bool group = true;  // the members of groupName
@@ -49,7 +49,7 @@ SocketAccess AccessOf(const std::filesystem::path& socket, const struct stat& st
     }
 }
 
-// The first user or group that the policy admits but that cannot reach the socket; empty when there is none.
+// Returns the first user or group that the policy admits but that cannot reach the socket; empty if there is none.
 std::string FindShutOut(const Security::AccessPolicy& policy, const SocketAccess& access)
 {
     for (const Security::PolicyEntry& entry : policy.entries) {

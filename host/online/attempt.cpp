@@ -127,7 +127,7 @@ Attempt::Fault Attempt::Find(Trial& trial, size_t step)
         return Cancelled(trial);
     }
     trial.device = TrialOf(trial.named.networkId).device;
-    // A device that refuses the question is there all the same; its software may be older.
+    // REFUSED counts as found: the device is reachable, but its software may be too old to answer.
     if (!answer && answer.error().code == ErrorCode::NOT_FOUND) {
         return MakeFault(Code::UNKNOWN_DEVICE, trial.named, trial.use.deviceName);
     }
@@ -187,7 +187,7 @@ OnlineFault Attempt::WhyNoHotspot(Trial& trial, int32_t code, milliseconds took)
         return FaultOf(refusal, trial.named);
     }
     if (Fault fault = WhyNotHere()) {
-        return *std::move(fault);  // the join could not begin here
+        return *std::move(fault);  // this device could not begin the join
     }
     RefreshFactsOf(trial);
     if (Fault fault = trial.use.facts ? FaultOf(*trial.use.facts, trial.named) : std::nullopt) {
@@ -256,7 +256,7 @@ Attempt::Fault Attempt::CheckNetwork(Trial& trial)
     if (verdict != Network::OnlineVerdict::NO_INTERNET) {
         return std::nullopt;
     }
-    RefreshFactsOf(trial);  // the device may know why
+    RefreshFactsOf(trial);  // the device's facts may contain the cause
     return NoInternet(trial.use.facts, trial.named);
 }
 
@@ -270,7 +270,7 @@ void Attempt::Record(const OnlineFault& fault, Kind step)
 
 void Attempt::KeepTakenBack(TakenBack takenBack)
 {
-    // What an earlier undo brought back is not brought back again by a later one.
+    // A later undo does not reconnect to the network that an earlier undo reconnected to, so keep the earlier name.
     if (end_.takenBack && takenBack.backOn.empty()) {
         takenBack.backOn = end_.takenBack->backOn;
     }
@@ -330,7 +330,8 @@ bool Attempt::JoinAndCheck(Trial& trial)
     return true;
 }
 
-// One more HOTSPOT step for each device runs until its owner has decided, or the time is up.
+// Begins one more HOTSPOT step for each device, and repeats its request until its owner has decided or OWNER_RETRIES
+// are used up.
 bool Attempt::WaitForOwners(const std::vector<Trial>& asked)
 {
     struct Waiting {
@@ -435,8 +436,8 @@ AttemptEnd Attempt::Run()
     return End();
 }
 
-// The device of before is told once another one is in use. If none is, its network is kept where this device still is
-// on it.
+// Ends the use of the previous device (before_). If another device is in use now, notifies the previous one. Otherwise
+// keeps the previous network if this device is still on it.
 void Attempt::EndBefore()
 {
     if (!before_ || (end_.inUse && end_.inUse->networkId == before_->networkId)) {

@@ -1,6 +1,7 @@
-// Attempt: one run over the candidates, on the thread that calls Run, until this device is online or none is left. What
-// a device that failed was asked for is undone before the next one is tried. A cancellation is noticed between two
-// calls that block, and inside those that can be interrupted; the service's request cannot.
+// Attempt: one attempt to get online: tries the candidates in order until this device is online or no candidate is
+// left. If a device fails, its part of the attempt is undone before the next device is tried. Runs on the thread that
+// calls Run. A cancellation takes effect between two blocking calls, and inside those that can be interrupted; the
+// service's request cannot be interrupted.
 #pragma once
 
 #include <atomic>
@@ -21,24 +22,25 @@
 namespace Vexo::Host {
 
 inline constexpr std::chrono::seconds FIND_LIMIT{12};
-inline constexpr std::chrono::seconds FACTS_ROUND_LIMIT{3};  // for the facts of all reachable devices, before the order
-inline constexpr std::chrono::seconds FRESH_FACTS_LIMIT{2};  // after the service's request has failed
+inline constexpr std::chrono::seconds FACTS_ROUND_LIMIT{
+    3};  // to ask all reachable devices for their facts, before ranking
+inline constexpr std::chrono::seconds FRESH_FACTS_LIMIT{2};  // to ask one device for its facts after a failure
 inline constexpr std::chrono::seconds JOIN_LIMIT{60};
 inline constexpr std::chrono::seconds ONLINE_CHECK_LIMIT{10};
-inline constexpr std::chrono::seconds OWNER_RETRY{5};  // while an owner is being asked
+inline constexpr std::chrono::seconds OWNER_RETRY{5};  // between requests while an owner is being asked
 inline constexpr int OWNER_RETRIES = 12;
 
 struct AttemptTask {
     OnlineMode mode = OnlineMode::UP;
-    std::vector<std::string> networkIds;  // those to try, in this order; empty: all, the best first
-    std::optional<DeviceInUse> before;    // through which this device is online already
-    std::vector<OnlineStep> stepsBefore;  // by which it got there
+    std::vector<std::string> networkIds;  // the devices to try, in this order; empty: all, the best first
+    std::optional<DeviceInUse> before;    // the device through which this device is already online
+    std::vector<OnlineStep> stepsBefore;  // the steps of the attempt that reached `before`
 };
 
 struct AttemptEnd {
-    std::optional<DeviceInUse> inUse;  // whose network this device is on now
-    bool isNew = false;                // inUse is not the one of before
-    std::optional<OnlineFault> fault;  // no value: online. With inUse: that network is kept all the same
+    std::optional<DeviceInUse> inUse;  // the device whose network this device is on now
+    bool isNew = false;                // inUse differs from AttemptTask::before
+    std::optional<OnlineFault> fault;  // no value: online. inUse may be set beside a fault: its network was kept
     std::optional<TakenBack> takenBack;
 };
 
@@ -47,40 +49,40 @@ public:
     struct Environment {
         OnlineOptions options;
         std::shared_ptr<OnlineMemory> memory;
-        Cancellation* cancellation = nullptr;            // ends the attempt
-        Cancellation* stop = nullptr;                    // the daemon ends
-        const std::atomic<bool>* isAutomatic = nullptr;  // may become false, when a person asks for the same
+        Cancellation* cancellation = nullptr;            // cancels the attempt
+        Cancellation* stop = nullptr;                    // cancelled when the daemon ends
+        const std::atomic<bool>* isAutomatic = nullptr;  // becomes false when a program adopts the attempt
         std::function<void(const std::vector<OnlineStep>&)> changed;
-        std::function<void(const DeviceInUse&)> asked;  // the device may have opened its hotspot from now on
+        std::function<void(const DeviceInUse&)> asked;  // called before the device is asked to open its hotspot
     };
 
     Attempt(Environment environment, AttemptTask task);
 
-    // Blocks, for minutes.
+    // Runs the attempt. Blocks for up to several minutes.
     AttemptEnd Run();
 
 private:
-    // What a device was asked for, and how far that came.
+    // The progress of the attempt at one device.
     struct Trial {
         KnownDevice device;
         FaultDevice named;
         DeviceInUse use;
-        bool mayBeOpen = false;   // the device's hotspot
-        WifiStatus wifiBefore{};  // before the service was asked
+        bool mayBeOpen = false;   // the device's hotspot may be open because of this attempt
+        WifiStatus wifiBefore{};  // the Wi-Fi's status before the service was asked
         std::optional<Wifi::JoinedNetwork> joined{};
     };
     struct Failure {
         OnlineFault fault;
         OnlineStepKind step;
     };
-    using Fault = std::optional<OnlineFault>;  // no value: it went well
+    using Fault = std::optional<OnlineFault>;  // no value: success
 
     Fault WhyNotHere() const;
     std::vector<KnownDevice> Candidates();
     bool IsStillOnline();
     Trial TrialOf(const std::string& networkId) const;
 
-    // Each ends with this device online (true), or with what the device was asked for undone.
+    // Each returns true if this device is online. Otherwise the attempt at the device is undone.
     bool Try(Trial& trial);
     bool JoinAndCheck(Trial& trial);
     bool WaitForOwners(const std::vector<Trial>& asked);
@@ -95,7 +97,7 @@ private:
 
     size_t BeginStep(OnlineStepKind kind, const FaultDevice& device);
     Fault EndStep(size_t step, Fault fault);
-    // Records the failure and undoes what the device was asked for; false.
+    // Records the failure, undoes the attempt at the device, and returns false.
     bool GiveUp(Trial& trial, const OnlineFault& fault, OnlineStepKind step);
     void Record(const OnlineFault& fault, OnlineStepKind step);
     void KeepTakenBack(TakenBack takenBack);
@@ -110,8 +112,8 @@ private:
     std::optional<DeviceInUse> before_;
     std::vector<OnlineStep> steps_;
     std::vector<SteadyTime> stepsBegan_;
-    std::vector<Failure> failures_;  // the latest of each device
-    std::vector<Trial> asked_;       // whose owners are being asked
+    std::vector<Failure> failures_;  // the latest failure at each device
+    std::vector<Trial> asked_;       // the devices whose owners are being asked
     AttemptEnd end_;
     bool isOnline_ = false;
 };

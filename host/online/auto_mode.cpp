@@ -75,7 +75,7 @@ AutoMode::Decision AutoMode::Update(const Network::NetworkSituation& situation, 
     if (isBusy) {
         return {};
     }
-    if (isUpByAuto_) {  // until OnLost: the situation may lag behind
+    if (isUpByAuto_) {  // true until OnLost is called; the situation may be outdated
         state_ = AutoState::ONLINE;
         return WhileJoined(situation, now);
     }
@@ -104,7 +104,7 @@ bool AutoMode::IsOwnNetworkBack(const Network::NetworkSituation& situation)
 AutoMode::Decision AutoMode::WhileJoined(const Network::NetworkSituation& situation, SteadyTime now)
 {
     if (!scannedAt_) {
-        scan_ = situation.scan;  // the scans of before do not count
+        scan_ = situation.scan;  // scans before the connection do not count
     }
     if (IsOwnNetworkBack(situation)) {
         isUpByAuto_ = false;
@@ -129,7 +129,7 @@ AutoMode::Decision AutoMode::WhileWithout(const Network::NetworkSituation& situa
         return {};
     }
     state_ = AutoState::WAITING;
-    // Each failure doubles the wait: the tries of an hour are not used up within minutes.
+    // Each failure doubles the wait, so that the attempts of an hour are not used up within minutes.
     const SteadyTime due = *waitsSince_ + AUTO_UP_AFTER * (1 << std::min<int>(failures_, AUTO_MAX_TRIES));
     if (now < due || !hasCandidate) {
         return {.again = std::max(due, now + AUTO_UP_AFTER / 4)};

@@ -1,6 +1,6 @@
-// AutoMode: decides when this device gets online through another one by itself, and when it goes off again. A state
-// machine without threads, timers or calls: Online feeds it with the situation and the time (Clock::BootNow), and does
-// what it answers. Not thread-safe.
+// AutoMode: decides when this device gets online through another device by itself, and when it leaves that device's
+// network again. A state machine without threads, timers or calls: Online passes the network situation and the time
+// (Clock::BootNow) to it, and carries out its decisions. Not thread-safe.
 #pragma once
 
 #include <chrono>
@@ -13,12 +13,13 @@
 
 namespace Vexo::Host {
 
-inline constexpr std::chrono::seconds AUTO_UP_AFTER{20};       // without any network
+inline constexpr std::chrono::seconds AUTO_UP_AFTER{20};       // time without any network
 inline constexpr std::chrono::seconds AUTO_SCAN_INTERVAL{30};  // while online by automatic mode
 inline constexpr std::chrono::hours AUTO_SUSPENDED_FOR{1};
 inline constexpr std::chrono::hours AUTO_TRIES_COUNT_FOR{1};
-inline constexpr size_t AUTO_MAX_TRIES = 6;              // within AUTO_TRIES_COUNT_FOR
-inline constexpr uint8_t AUTO_OWN_NETWORK_PERCENT = 50;  // a saved network this strong, in so many scans, ends it
+inline constexpr size_t AUTO_MAX_TRIES = 6;  // within AUTO_TRIES_COUNT_FOR
+// A saved network of the user counts as back when this many consecutive scans saw one of at least this strength.
+inline constexpr uint8_t AUTO_OWN_NETWORK_PERCENT = 50;
 inline constexpr int AUTO_OWN_NETWORK_SCANS = 2;
 
 class AutoMode {
@@ -27,26 +28,27 @@ public:
     struct Decision {
         Act act = Act::NOTHING;
         bool wantsScan = false;
-        std::optional<SteadyTime> again{};  // ask again then, or when the situation changes; no value: then only
+        std::optional<SteadyTime>
+            again{};  // when to call Update again, unless the situation changes first; no value: only on a change
     };
 
-    // Forgets all but the tries of the last hour.
+    // Switches automatic mode on or off. Resets the state, except the attempts of the last hour.
     void Switch(bool isOn);
     bool IsOn() const { return isOn_; }
 
-    // hasCandidate: there is a device that automatic mode may try. isBusy: an attempt of a program, or `down`, runs.
+    // hasCandidate: at least one device is known that can be tried. isBusy: an attempt or `down` runs.
     Decision Update(const Network::NetworkSituation& situation, bool hasCandidate, bool isBusy, SteadyTime now);
-    // An attempt of automatic mode has ended.
+    // Call when an attempt of automatic mode has ended.
     void OnTried(bool isOnline, SteadyTime now);
-    // A program got this device online: automatic mode does not end that.
+    // Call when a program got this device online: automatic mode will not end that connection.
     void OnOnlineByPerson() { isUpByAuto_ = false; }
-    // The network of the other device is gone.
+    // Call when this device has lost the other device's network.
     void OnLost() { isUpByAuto_ = false; }
-    // A person asked for `down`, or ended an attempt of automatic mode.
+    // Call when a person requested `down`, or cancelled an attempt of automatic mode. Suspends automatic mode.
     void OnDownByPerson(SteadyTime now);
 
     AutoState State() const { return state_; }
-    // SUSPENDED, EXHAUSTED: until when.
+    // When the state SUSPENDED or EXHAUSTED ends; no value in other states.
     std::optional<SteadyTime> Until() const;
 
 private:
@@ -58,14 +60,14 @@ private:
     bool isOn_ = false;
     AutoState state_ = AutoState::OFF;
     bool isUpByAuto_ = false;
-    std::optional<bool> wasLeftByHand_;     // no value: not seen since the switch
-    int failures_ = 0;                      // in a row, since this device had a network
-    std::optional<SteadyTime> waitsSince_;  // without a network, or since the last try has failed
+    std::optional<bool> wasLeftByHand_;     // the latest NetworkSituation::wasLeftByHand; no value: none since Switch
+    int failures_ = 0;                      // consecutive failed attempts since this device had a network
+    std::optional<SteadyTime> waitsSince_;  // start of the wait: network lost, or last attempt ended
     std::optional<SteadyTime> suspendedUntil_;
     std::deque<SteadyTime> tries_;
     std::optional<SteadyTime> scannedAt_;
-    uint32_t scan_ = 0;     // the last one that was counted
-    int scansWithOwn_ = 0;  // scans in a row that saw a strong saved network
+    uint32_t scan_ = 0;     // number of the last scan that was counted
+    int scansWithOwn_ = 0;  // consecutive scans that saw a strong saved network
 };
 
 }  // namespace Vexo::Host

@@ -1,4 +1,4 @@
-// Cancellation: tells work that blocks on several threads that its result is not wanted any more. Any thread.
+// Cancellation: a flag that asks blocking work on one or more threads to stop, and wakes it. Any thread.
 #pragma once
 
 #include <atomic>
@@ -13,18 +13,18 @@ namespace Vexo::Host {
 
 class Cancellation : public NoCopyable {
 public:
-    // Runs the callbacks of Waker that exist, on this thread. Idempotent.
+    // Sets the flag, and runs the callbacks of all existing Wakers on this thread. Idempotent.
     void Cancel() EXCLUDES(mutex_);
     bool IsCancelled() const { return isCancelled_.load(); }
-    // Blocks until the time or the cancellation; returns whether it was cancelled.
+    // Blocks until time or until Cancel is called; returns IsCancelled().
     bool WaitUntil(SteadyTime time) EXCLUDES(mutex_);
 
-    // While it exists, Cancel() calls wake. A Waker made after the cancellation calls it at once. wake runs under the
-    // cancellation's lock: it must not block, and must not use the Cancellation or its wakers. Once the destructor has
-    // returned, wake neither runs nor will.
+    // While a Waker exists, Cancel() calls its wake. If the flag is already set, the constructor calls wake. wake runs
+    // under the cancellation's lock: it must not block, and must not use the Cancellation or its Wakers. After the
+    // destructor has returned, wake is not running and is not called again.
     class Waker : public NoCopyable {
     public:
-        Waker(Cancellation* cancellation, std::function<void()> wake);  // null: does nothing
+        Waker(Cancellation* cancellation, std::function<void()> wake);  // null cancellation: does nothing
         ~Waker();
 
     private:

@@ -1,4 +1,4 @@
-// Asks several devices of the account for their facts at once. Any thread.
+// Asks several devices of the account for their DeviceFacts at the same time. Any thread.
 #pragma once
 
 #include <chrono>
@@ -11,7 +11,7 @@
 
 namespace Vexo::Host {
 
-// Asks the devices for their facts, and stores what they say. Blocks until all have answered or the limit has
+// Asks the devices for their facts, and stores the answers in memory. Blocks until all have answered or limit has
 // passed.
 void AskForFacts(const OnlineOptions& options, const std::shared_ptr<OnlineMemory>& memory,
                  const std::vector<std::string>& networkIds, std::chrono::milliseconds limit);

@@ -1,5 +1,6 @@
-// LeaseKeeper: while this device uses another one's network, keeps the lease at that device and watches the network.
-// Runs on the timers' pool; any thread may call; Stop does not wait for a request that runs.
+// LeaseKeeper: while this device uses another device's network, renews the lease at that device and watches whether
+// this device is still on the network. Works on the timers' pool. Any thread may call. Stop does not wait for a running
+// renewal.
 #pragma once
 
 #include <chrono>
@@ -15,20 +16,20 @@
 namespace Vexo::Host {
 
 inline constexpr std::chrono::seconds LEASE_RENEWAL{60};
-inline constexpr std::chrono::seconds LEASE_RETRY{5};  // until it is held, and when a renewal was not answered
+inline constexpr std::chrono::seconds LEASE_RETRY{5};  // after a request without an answer
 inline constexpr std::chrono::seconds LEASE_LIFE{150};
 inline constexpr std::chrono::seconds LEASE_ANSWER_LIMIT{5};
 
 class LeaseKeeper : public NoCopyable, public std::enable_shared_from_this<LeaseKeeper> {
 public:
-    // Begins at once, on a thread of the pool. lost is called once, on a thread of the pool, when this device is not on
-    // the device's network any more; not after Stop.
+    // Starts on a thread of the pool. lost is called at most once, when this device is no longer on the device's
+    // network; not after Stop.
     static std::shared_ptr<LeaseKeeper> Start(const OnlineOptions& options, DeviceInUse device,
                                               std::function<void()> lost);
 
-    // The device knows that this one uses it.
+    // Returns true if the device granted or renewed the lease within LEASE_LIFE.
     bool IsHeld() const EXCLUDES(mutex_);
-    // Looks at the network now. Does not block; may call lost.
+    // Checks whether this device is still on the network. Does not block; may call lost on this thread.
     void Check() EXCLUDES(mutex_);
     void Stop() EXCLUDES(mutex_);
 
@@ -41,8 +42,8 @@ private:
     const OnlineOptions options_;
     const DeviceInUse device_;
     mutable Mutex mutex_;
-    std::function<void()> lost_ GUARDED_BY(mutex_);  // empty once it was called, or after Stop
-    bool isAsking_ GUARDED_BY(mutex_) = true;        // false: the device said that it holds no lease for this one
+    std::function<void()> lost_ GUARDED_BY(mutex_);  // empty after it was called, and after Stop
+    bool isAsking_ GUARDED_BY(mutex_) = true;        // false: the device refused the lease
     std::optional<SteadyTime> heldAt_ GUARDED_BY(mutex_);
     Tasks::Timer timer_ GUARDED_BY(mutex_);
     Cancellation stopped_;  // own synchronisation

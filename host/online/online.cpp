@@ -1,4 +1,4 @@
-// Online: attempts and what follows them. What happens without a program: online_upkeep.cpp.
+// The part of Online that runs attempts and `down`. What happens without a request: online_upkeep.cpp.
 #include "host/online/online.h"
 
 #include <algorithm>
@@ -115,7 +115,7 @@ OnlineAnswer OnlineService::Begin(pid_t owner, OnlineMode mode, const std::vecto
     const MutexLock lock(mutex_);
     if (job_ == Job::ATTEMPT && isAutomatic_ && mode == OnlineMode::UP && networkIds.empty() &&
         answer_.phase == OnlinePhase::RUNNING) {
-        // The person wants what automatic mode does already.
+        // Automatic mode is already doing what the program requests: the program adopts the attempt.
         owner_ = owner;
         isAutomatic_ = false;
         answer_.isAutomatic = false;
@@ -180,8 +180,8 @@ void OnlineService::RunAttempt(const AttemptTask& task, Cancellation& cancellati
     FinishAttempt(Attempt(std::move(environment), task).Run());
 }
 
-// Whether an attempt has succeeded or was cancelled is decided here, by its phase. Its events are written before
-// anybody sees the outcome, so that those of a later act follow them.
+// The outcome is decided here, by the phase: succeeded, failed or cancelled. The events are written before the outcome
+// becomes visible, so that events of a later job follow them.
 void OnlineService::FinishAttempt(AttemptEnd end)
 {
     MutexLock lock(mutex_);
@@ -227,7 +227,7 @@ void OnlineService::FinishAttempt(AttemptEnd end)
     ReviewSoon();
 }
 
-// Automatic mode may have begun an attempt that a person has made his own since.
+// auto_ is TRYING also if a program has adopted automatic mode's attempt.
 void OnlineService::OnAttemptEnded(bool isOnline, bool isCancelled)
 {
     const SteadyTime now = options_.timers->BootNow();
@@ -275,7 +275,7 @@ void OnlineService::Connect(const DeviceInUse& device, bool isNew)
     });
 }
 
-// ---- Its end by others
+// ---- Cancelling and `down`
 
 void OnlineService::BeginCancelling(OnlineFault why)
 {
@@ -346,7 +346,7 @@ void OnlineService::StartDown()
     isDownWanted_ = false;
     job_ = Job::DOWN;
     if (!Tasks::ElasticPool::Shared().Post([self = Self()] { self->RunDown(); })) {
-        job_ = Job::NONE;  // the answers wait for the next job
+        job_ = Job::NONE;  // the answers are sent after the next job
     }
 }
 
@@ -380,7 +380,8 @@ DownAnswer OnlineService::LeaveNetwork()
         done = {DownResult::DONE, std::move(now.takenBack), std::move(now.fault)};
     } else if (const WifiStatus wifi = options_.wifi();
                !undone && (wifi.state == WifiState::CONNECTING || wifi.state == WifiState::CONNECTED)) {
-        // A program asked the service itself; the daemon does not know through which device.
+        // A program sent its request directly to the service, so the daemon does not know which device's network this
+        // is.
         done.result = DownResult::DONE;
         const Result<Wifi::LeftNetwork> left = options_.station->Leave(wifi.attempt, LEAVE_LIMIT);
         if (left) {

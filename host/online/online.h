@@ -1,9 +1,11 @@
-// Online: gets this device online through another device of the account, and off again: at most one attempt at a time,
-// begun by a program (which may wait for it or cancel it, and whose end cancels it) or by automatic mode (auto_mode.h).
-// An attempt tries one device after the other (candidates.h); at each it checks this device's Wi-Fi, asks for the
-// device's facts, lets the service ask for the hotspot, waits for the join, and checks the network. Whatever ends an
-// attempt badly is undone on both devices. While this device is online it renews its lease at the other one. Attempts
-// run on a thread of the pool; calls do not block unless they say so. Any thread.
+// Online: gets this device online through another device of the account, and offline again. At most one attempt runs at
+// a time. A program begins it (and may wait for it or cancel it; the end of the program cancels it), or automatic mode
+// does (auto_mode.h).
+// An attempt tries one device after the other (candidates.h). For each device it checks this device's Wi-Fi, asks the
+// device for its facts (DeviceFacts), lets the service request the device's hotspot, waits for the join, and checks the
+// network. A failed or cancelled attempt is undone on both devices. While this device is online it renews its lease at
+// the other device.
+// Attempts run on a thread of the pool. Calls do not block unless their comment says so. Any thread.
 #pragma once
 
 #include <sys/types.h>
@@ -28,9 +30,10 @@
 
 namespace Vexo::Host {
 
-inline constexpr const char* ONLINE_FILE = "online.json";  // in the state folder: auto, preferences, successes
+inline constexpr const char* ONLINE_FILE = "online.json";  // in the state folder; online_file.h
 
-// Asks the service for the network of a device (its code 2), which blocks for up to 14 s.
+// Requests the network of a device from the service (its request 2), and returns the service's result code. Blocks for
+// up to 14 s.
 struct ServiceAnswer {
     bool wasAsked = false;  // false: the service did not start
     int32_t code = 0;
@@ -42,15 +45,15 @@ struct OnlineOptions {
     std::shared_ptr<PeerLink> peers;
     Wifi::StationControl* station = nullptr;     // outlives the object
     Network::NetworkMonitor* network = nullptr;  // the same
-    std::function<WifiStatus()> wifi;            // of this device: radio, latest attempt
-    // Blocks until the Wi-Fi's attempt or state differs from known, or the limit has passed; returns the state.
+    std::function<WifiStatus()> wifi;            // this device's radio and latest join
+    // Blocks until the Wi-Fi's attempt or state differs from known, or limit has passed. Returns the new status.
     std::function<WifiStatus(const WifiStatus& known, std::chrono::milliseconds limit)> waitForWifi;
     std::function<std::vector<KnownDevice>()> devices;
-    // Why no device can be asked: NO_ACCOUNT, REMOVED; no value: it can.
+    // Returns why no device can be asked (NO_ACCOUNT or REMOVED); no value: devices can be asked.
     std::function<std::optional<OnlineFault>()> whyNoAccount;
     AskService askService;
-    // This device is on a network on which that device has the address (its gateway): try it there first. Empty: this
-    // device has left the network.
+    // Reports that on the network that this device has joined, the device with that network id has that IP address (the
+    // gateway), so that it is tried there first. Empty: this device has left the network.
     std::function<void(const std::string& networkId, const std::string& ipAddress)> suggestAddress;
     Tasks::Timers* timers = &Tasks::Timers::System();
 };
@@ -61,32 +64,33 @@ public:
     static std::shared_ptr<Online> Start(OnlineOptions options);
     virtual ~Online() = default;
 
-    // ---- For programs. owner: the process that begins an attempt, and may wait for it and cancel it.
-    // networkIds: those to try, in this order; empty: all known ones, the best first.
+    // ---- For programs. owner: the process that begins an attempt; only this process may wait for it or cancel it.
+    // networkIds: the devices to try, in this order; empty: all known devices, the best first.
     virtual OnlineAnswer Begin(pid_t owner, OnlineMode mode, const std::vector<std::string>& networkIds) = 0;
-    // Answers as soon as the revision differs from the given one, or at the limit.
+    // Answers as soon as the revision differs from revision, or when limit has passed.
     virtual void WaitForChange(pid_t owner, uint32_t revision, std::chrono::milliseconds limit,
                                IDistNetHost::Answer<OnlineAnswer> answer) = 0;
-    // Ends the attempt, undoes it and then answers, within ONLINE_UNDO_LIMIT. wasTimeout: the program's limit passed.
+    // Cancels and undoes the attempt, then answers, within ONLINE_UNDO_LIMIT. wasTimeout: the program's limit passed.
     virtual void Cancel(pid_t owner, bool wasTimeout, IDistNetHost::Answer<OnlineAnswer> answer) = 0;
-    // Ends an attempt, of any program, and leaves the other device's network; then answers, within ONLINE_UNDO_LIMIT.
+    // Cancels the attempt of any program, and leaves the other device's network. Then answers, within
+    // ONLINE_UNDO_LIMIT.
     virtual void Down(IDistNetHost::Answer<DownAnswer> answer) = 0;
     virtual OnlineStatus Status() = 0;
     virtual OnlineChange SetAuto(bool isOn) = 0;
     virtual OnlineChange SetPreferred(const std::vector<std::string>& networkIds) = 0;
-    // Asks the reachable devices for their facts, all at once, and returns when all have answered or the limit passed.
-    // Blocks.
+    // Asks all reachable devices for their facts at the same time. Blocks until all have answered or limit has passed.
     virtual void RefreshFacts(std::chrono::milliseconds limit) = 0;
 
     // ---- For the daemon
-    // A device refused this one (SoftBus::PeerPolicy::OnRefusedBy). Does not block.
+    // Call when another device has refused this device (SoftBus::PeerPolicy::OnRefusedBy). Does not block.
     virtual void OnRefusedBy(const std::string& networkId, SoftBus::PeerRefusal why) = 0;
-    // Call when the last connection of that process has closed: cancels its attempt.
+    // Call when the last connection of that process has closed. Cancels the process's attempt.
     virtual void OnProcessGone(pid_t process) = 0;
-    // Leaves the account: preferences, facts and successes are forgotten.
+    // Call when this device has left its account. Deletes preferences, facts and successes. Blocks on the disk.
     virtual void Forget() = 0;
-    // Ends the attempt, tells the device in use (within 0.5 s), and ends all timers. Leaves no network. Blocks for at
-    // most 1 s; the thread of an attempt that waits for the service ends later, without a further call. Idempotent.
+    // Cancels the attempt, notifies the device in use (within 0.5 s), and stops all timers. Does not leave the network.
+    // Blocks for at most 1 s. An attempt that waits for the service ends later on its own thread, and makes no further
+    // calls. Idempotent.
     virtual void Stop() = 0;
 };
 

@@ -1,4 +1,4 @@
-// The system events about getting online (docs/errors.md). Any thread.
+// Writes the system events about getting online (docs/errors.md). Any thread.
 #pragma once
 
 #include <string>
@@ -10,7 +10,7 @@ namespace Vexo::Host {
 enum class OnlineEnding : uint8_t { DOWN, LOST, CANCELLED };
 
 void WriteOnlineSuccess(const std::string& networkId);
-// networkId: empty for a failure of this device.
+// networkId: empty if this device caused the failure.
 void WriteOnlineFail(const std::string& networkId, OnlineStepKind step, OnlineFaultCode code);
 void WriteOnlineEnd(const std::string& networkId, OnlineEnding ending);
 

@@ -17,12 +17,12 @@ using std::chrono::seconds;
 
 constexpr const char* CLOSE_AND_RETRY = "On {device}: switch its hotspot off, then `distnetctl up` here";
 
-// Clocks that differ by more may be why a certificate is refused.
+// If the clocks differ by at least this much, they are the likely cause of a refused certificate.
 constexpr std::chrono::minutes FAR_CLOCK{30};
-// A device that fails to open its hotspot says so sooner.
+// A device that fails to open its hotspot answers sooner than this.
 constexpr seconds ANSWER_LIMIT{3};
 
-// Of the service (docs/distnetctl.md).
+// Result codes of the service (docs/distnetctl.md).
 constexpr int32_t CODE_NOT_WOKEN = 1004500002;
 constexpr int32_t CODE_LINK = 1004500003;
 constexpr int32_t CODE_NO_ANSWER = 1004500116;
@@ -95,7 +95,7 @@ std::string Filled(std::string text, const std::string& place, const std::string
     return text;
 }
 
-// The way over which the device would be tried first; the others were tried, too.
+// Names the transport that was tried first; all others were tried too.
 std::string WaysText(const KnownDevice& device)
 {
     return (device.transport == "bluetooth" ? std::string("Bluetooth")

@@ -1,5 +1,5 @@
-// Every failure on the way online: its sentence for a person, its advice, and the exit code of distnetctl. The one
-// table; docs/failures.md shows it. Functions without state; any thread.
+// Every failure of getting online: its sentence for a person, its advice, and the exit code of distnetctl. This is the
+// only table; docs/failures.md shows it. Functions without state; any thread.
 #pragma once
 
 #include <array>
@@ -13,7 +13,7 @@ namespace Vexo::Host {
 
 struct OnlineFaultRow {
     OnlineFaultCode code;
-    // "{device}" stands for the device's name, "{why}" for what only the case knows; the text without "{why}" is whole.
+    // "{device}" is replaced by the device's name, and "{why}" by a detail of the case, which may be empty.
     const char* message;
     const char* advice;
     int exitCode;
@@ -23,30 +23,30 @@ inline constexpr size_t ONLINE_FAULT_COUNT = static_cast<size_t>(OnlineFaultCode
 // In the order of OnlineFaultCode.
 extern const std::array<OnlineFaultRow, ONLINE_FAULT_COUNT> ONLINE_FAULTS;
 
-// Whom a fault concerns. Without a name the id's short form stands in the texts.
+// The device that a fault concerns. If name is empty, the texts show the short form of the network id.
 struct FaultDevice {
     std::string networkId;
     std::string name;
 };
 
-// A fault of this device, or of the attempt as a whole.
+// The first overload is for a fault of this device, or of the attempt as a whole.
 OnlineFault MakeFault(OnlineFaultCode code, const std::string& why = "");
 OnlineFault MakeFault(OnlineFaultCode code, const FaultDevice& device, const std::string& why = "");
 
-// The code in capitals, as REASON of NET_ONLINE_FAIL.
+// Returns the code in capitals, as in the REASON of NET_ONLINE_FAIL.
 std::string EventWord(OnlineFaultCode code);
 
-// The device did not answer over any way.
+// The fault of a device that did not answer over any transport.
 OnlineFault NotReached(const KnownDevice& device, std::chrono::sys_seconds now);
-// NONE counts as FAILED.
+// The fault for a refusal by the device's owner. NONE gives FAILED.
 OnlineFault FaultOf(SoftBus::PeerRefusal refusal, const FaultDevice& device);
-// What speaks against asking a device with these facts; no value: nothing, or only that its owner is asked first.
+// The fault that these facts predict; no value if the device can be asked, even if its owner must decide first.
 std::optional<OnlineFault> FaultOf(const DeviceFacts& facts, const FaultDevice& device);
-// The service's request for the device's hotspot has failed with that code after that time.
+// The fault of a failed service request for the device's hotspot. code: its result; took: its duration.
 OnlineFault HotspotFault(int32_t code, std::chrono::milliseconds took, const KnownDevice& device);
-// A join failed. failure: a word of Wifi::JoinFailure; reason: the sentence beside it.
+// The fault of a failed join. failure: a word of Wifi::JoinFailure; reason: its sentence.
 OnlineFault JoinFault(const std::string& failure, const std::string& reason, const FaultDevice& device);
-// The device's network leads nowhere.
+// The fault of a device's network without access to the internet.
 OnlineFault NoInternet(const std::optional<DeviceFacts>& facts, const FaultDevice& device);
 
 }  // namespace Vexo::Host

@@ -1,6 +1,6 @@
-// OnlineMemory: what this device remembers of the others to get online through them: the facts and refusals of this
-// run of the daemon, and what is kept in online.json. Any thread; OnSuccess, SetAuto, SetPreferred and Forget block on
-// the disk, the rest does not.
+// OnlineMemory: what this device knows about the other devices for getting online: their facts and refusals since the
+// daemon's start, and the content of online.json. Any thread. OnSuccess, SetAuto, SetPreferred and Forget block on the
+// disk; the other functions do not block.
 #pragma once
 
 #include <functional>
@@ -27,20 +27,20 @@ public:
     std::vector<DeviceFacts> AllFacts() const EXCLUDES(mutex_);
 
     void OnRefusedBy(const std::string& networkId, SoftBus::PeerRefusal why) EXCLUDES(mutex_);
-    // The device's latest refusal since the last call of this function; NONE without one.
+    // Returns the device's latest refusal since the last call of this function, or NONE. Clears it.
     SoftBus::PeerRefusal TakeRefusal(const std::string& networkId) EXCLUDES(mutex_);
-    // Whether automatic mode may ask the device for its network: it never asked an owner or was refused there before,
-    // or the device has said since then that this one is allowed.
+    // Returns whether automatic mode may ask the device for its network without a person: the device has not refused
+    // this device since its latest permission, and its latest facts, if any, say ALLOWED.
     bool MayTryByItself(const std::string& networkId) const EXCLUDES(mutex_);
 
     Experience CurrentExperience() const EXCLUDES(mutex_);
     void OnSuccess(const std::string& networkId) EXCLUDES(mutex_);
 
     OnlineRecord Record() const EXCLUDES(mutex_);
-    // The record stays as it was when it could not be stored.
+    // If the record cannot be stored, it does not change.
     [[nodiscard]] Result<void> SetAuto(bool isOn) EXCLUDES(mutex_);
     [[nodiscard]] Result<void> SetPreferred(std::vector<std::string> networkIds) EXCLUDES(mutex_);
-    // All but whether automatic mode is on.
+    // Deletes everything except whether automatic mode is on.
     void Forget() EXCLUDES(mutex_);
 
 private:
@@ -48,13 +48,13 @@ private:
     std::chrono::sys_seconds Now() const;
 
     const Clock& clock_;
-    Mutex fileMutex_;  // taken before mutex_, and held while the file is written
+    Mutex fileMutex_;  // locked before mutex_, and while the file is written
     OnlineFile file_ GUARDED_BY(fileMutex_);
     mutable Mutex mutex_;
     OnlineRecord record_ GUARDED_BY(mutex_);
     std::map<std::string, DeviceFacts> facts_ GUARDED_BY(mutex_);
     std::map<std::string, SoftBus::PeerRefusal> refusals_ GUARDED_BY(mutex_);
-    std::set<std::string> refusedBy_ GUARDED_BY(mutex_);  // devices whose latest word about this one was a refusal
+    std::set<std::string> refusedBy_ GUARDED_BY(mutex_);  // devices that refused this device since they last allowed it
 };
 
 }  // namespace Vexo::Host

@@ -1,5 +1,5 @@
-// OnlineService: Online as the daemon uses it (online.h). One job at a time: an attempt, or `down`; each on a thread of
-// the pool. A lease keeper and, while it is on, automatic mode work between the jobs. Any thread.
+// OnlineService: implements Online (online.h). At most one job runs at a time, on a thread of the pool: an attempt, or
+// `down`. Between jobs a LeaseKeeper and, if it is on, automatic mode are active. Any thread.
 #pragma once
 
 #include <atomic>
@@ -44,12 +44,12 @@ private:
     // The device whose network this device is on.
     struct Connection {
         DeviceInUse device;
-        std::vector<OnlineStep> steps;  // by which this device got there
+        std::vector<OnlineStep> steps;  // the steps that got this device online
         std::chrono::sys_seconds since;
-        uint32_t number = 0;  // tells its keeper's callback from an earlier one's
+        uint32_t number = 0;  // distinguishes the callback of this keeper from an earlier one's
         std::shared_ptr<LeaseKeeper> keeper{};
     };
-    // Whom to answer, once the lock is free.
+    // Answers to send after the lock is released.
     using Answers = std::vector<std::function<void()>>;
 
     std::shared_ptr<OnlineService> Self() { return std::static_pointer_cast<OnlineService>(shared_from_this()); }
@@ -69,7 +69,7 @@ private:
     void Connect(const DeviceInUse& device, bool isNew) REQUIRES(mutex_);
     void OnLost(uint32_t number) EXCLUDES(mutex_);
 
-    // isByPerson: automatic mode is suspended.
+    // isByPerson: a person requested `down`, so automatic mode is suspended.
     void BringDown(std::optional<IDistNetHost::Answer<DownAnswer>> answer, bool isByPerson) EXCLUDES(mutex_);
     void StartDown() REQUIRES(mutex_);
     void RunDown() EXCLUDES(mutex_);
@@ -81,22 +81,22 @@ private:
     const OnlineOptions options_;
     const std::shared_ptr<OnlineMemory> memory_;
     const std::shared_ptr<ChangeWaits> waits_ = ChangeWaits::Make();
-    std::atomic<bool> isAutomatic_{false};  // the attempt that runs, or the latest one
-    Cancellation stop_;                     // the daemon ends; own synchronisation
+    std::atomic<bool> isAutomatic_{false};  // automatic mode owns the running or latest attempt
+    Cancellation stop_;                     // cancelled when the daemon ends; own synchronisation
 
     mutable Mutex mutex_;
     mutable CondVar changed_;
     Job job_ GUARDED_BY(mutex_) = Job::NONE;
     pid_t owner_ GUARDED_BY(mutex_) = 0;
     OnlineAnswer answer_ GUARDED_BY(mutex_);
-    SteadyTime stepBegan_ GUARDED_BY(mutex_);  // of the last one
+    SteadyTime stepBegan_ GUARDED_BY(mutex_);  // when the latest step began
     std::shared_ptr<Cancellation> cancellation_ GUARDED_BY(mutex_);
     std::optional<OnlineFault> whyCancelled_ GUARDED_BY(mutex_);
-    bool isDecided_ GUARDED_BY(mutex_) = false;            // how the attempt ends: a cancellation comes too late
-    std::optional<DeviceInUse> asked_ GUARDED_BY(mutex_);  // by the attempt that runs: its hotspot may be open
+    bool isDecided_ GUARDED_BY(mutex_) = false;            // the outcome is fixed: it can no longer be cancelled
+    std::optional<DeviceInUse> asked_ GUARDED_BY(mutex_);  // the device that the running attempt asked last
     std::vector<std::pair<pid_t, IDistNetHost::Answer<OnlineAnswer>>> cancelAnswers_ GUARDED_BY(mutex_);
     bool isDownWanted_ GUARDED_BY(mutex_) = false;
-    std::optional<TakenBack> undoneForDown_ GUARDED_BY(mutex_);  // of the attempt that `down` has ended
+    std::optional<TakenBack> undoneForDown_ GUARDED_BY(mutex_);  // what the attempt that `down` cancelled undid
     std::vector<IDistNetHost::Answer<DownAnswer>> downAnswers_ GUARDED_BY(mutex_);
     std::optional<Connection> connection_ GUARDED_BY(mutex_);
     uint32_t connections_ GUARDED_BY(mutex_) = 0;

@@ -1,4 +1,4 @@
-// Online: what happens between attempts, and without a program: the connection's end, automatic mode, preferences.
+// The part of Online that works between attempts: loss of the connection, automatic mode, settings, and the stop.
 #include <algorithm>
 #include <utility>
 
@@ -39,7 +39,7 @@ void OnlineService::Listen()
     ReviewSoon();
 }
 
-// The keeper of the connection with that number found that this device is on another network, or on none.
+// Called by the LeaseKeeper of the connection with that number: this device has left the device's network.
 void OnlineService::OnLost(uint32_t number)
 {
     MutexLock lock(mutex_);
@@ -54,7 +54,7 @@ void OnlineService::OnLost(uint32_t number)
     QuviewDFX::LogInfo(LABEL, "the network of \"%{public}s\" is gone", device.deviceName);
     WriteOnlineEnd(device.networkId, OnlineEnding::LOST);
     options_.suggestAddress(device.networkId, "");
-    // With a newer attempt, a program may use the same device again.
+    // If there is a newer join, a program may be using the same device again: do not release it.
     if (options_.wifi().attempt == device.wifiAttempt) {
         (void)Release(options_, device, RELEASE_LIMIT, &stop_);
     }
@@ -74,7 +74,7 @@ void OnlineService::ReviewSoon()
     });
 }
 
-// Looks at the network, and lets automatic mode decide.
+// Checks whether this device is still on the network, and lets automatic mode decide.
 void OnlineService::Review()
 {
     MutexLock lock(mutex_);
@@ -195,7 +195,7 @@ void OnlineService::Stop()
         (void)Release(options_, *device, STOP_LIMIT, nullptr);
     }
     lock.Lock();
-    // The service's request cannot be interrupted: its thread ends without a further call.
+    // An attempt that waits for the service cannot be interrupted: its thread ends later, and makes no further calls.
     (void)changed_.WaitFor(mutex_, STOP_LIMIT, [this]() REQUIRES(mutex_) { return job_ == Job::NONE; });
 }
 

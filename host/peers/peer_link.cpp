@@ -19,7 +19,7 @@ namespace {
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "PeerLink"};
 
-// When an Ask may block no longer.
+// Limits how long an Ask may block.
 struct Limit {
     SteadyTime deadline;
     Cancellation* cancellation;
@@ -38,62 +38,63 @@ public:
     Result<PeerAnswer> Ask(const std::string& networkId, const PeerRequest& request, SteadyTime deadline,
                            Cancellation* cancellation) override EXCLUDES(mutex_);
 
-    // From the soft bus, on session strands.
+    // Callbacks of the soft bus, on session strands.
     void OnOpened(int sessionId, int result) EXCLUDES(mutex_);
     void OnClosed(int sessionId) EXCLUDES(mutex_);
     void OnBytes(int sessionId, const void* data, unsigned int size) EXCLUDES(mutex_);
 
 private:
     enum class Stage { OPENING, OPEN, ENDED };
-    // Its members are guarded by mutex_, but for the first three, which are constant.
+    // The first three members are constant; the others are guarded by mutex_.
     struct Session {
         int id;
         std::string networkId;
         bool isInbound;
         Stage stage = Stage::OPENING;
-        Error failure{};          // ENDED: of those that wait
-        bool wasGivenUp = false;  // ENDED because an answer stayed away
-        size_t asks = 0;          // that use it now
-        Tasks::Timer idle{};      // of an outbound session that no Ask uses
+        Error failure{};          // ENDED: the error for Asks that wait
+        bool wasGivenUp = false;  // ENDED because an answer did not arrive in time
+        size_t asks = 0;          // Asks that use the session now
+        Tasks::Timer idle{};      // closes an outbound session that no Ask uses
     };
     using SessionPtr = std::shared_ptr<Session>;
-    // An Ask that waits for its answer; lives on its stack, guarded by mutex_.
+    // The answer that an Ask waits for. Lives on the stack of the Ask; guarded by mutex_.
     struct Pending {
         int sessionId;
         std::optional<PeerAnswer> answer{};
     };
 
-    // One try. isWorthAnother: it failed because of a session that was opened earlier.
+    // Makes one attempt. isWorthAnother receives true if the attempt failed because an earlier session was dead.
     Result<PeerAnswer> AskOnce(const std::string& networkId, const PeerRequest& request, const Limit& limit,
                                bool& isWorthAnother) EXCLUDES(mutex_);
     Result<PeerAnswer> Exchange(const SessionPtr& session, const PeerRequest& request, const Limit& limit)
         REQUIRES(mutex_);
     Result<SessionPtr> FindOrOpen(const std::string& networkId) REQUIRES(mutex_);
-    // Waits for changed_. Returns why the Ask must end, if it must.
+    // Waits for changed_. Returns an error if the Ask must stop waiting.
     std::optional<Error> Wait(const Limit& limit) REQUIRES(mutex_);
 
     void Forget(const SessionPtr& session, Error failure) REQUIRES(mutex_);
     void Close(const SessionPtr& session, Error failure) REQUIRES(mutex_);
     void CloseIdle(int sessionId) EXCLUDES(mutex_);
 
-    // Each returns what is wrong with the message, or an empty text.
+    // Each returns what is wrong with the message; empty if it is valid.
     std::string OnRequest(int sessionId, const NumberedRequest& request) EXCLUDES(mutex_);
     std::string OnUnknownRequest(int sessionId, uint32_t number) EXCLUDES(mutex_);
     std::string OnAnswer(int sessionId, NumberedAnswer answer) EXCLUDES(mutex_);
     void CloseDamaged(int sessionId, const std::string& why) EXCLUDES(mutex_);
 
     const std::shared_ptr<PeerRequests> requests_;
-    Tasks::Timers& timers_;  // idle sessions end by them; what blocks goes by the system's clock
+    Tasks::Timers& timers_;  // for idle sessions; blocking calls use the system clock
     Mutex mutex_;
-    CondVar changed_;  // a session opened or ended, an answer came, an Ask was cancelled
+    CondVar changed_;  // a session opened or ended, an answer arrived, or an Ask was cancelled
     bool isRunning_ GUARDED_BY(mutex_) = false;
     uint32_t lastNumber_ GUARDED_BY(mutex_) = 0;
-    std::map<int, SessionPtr> sessions_ GUARDED_BY(mutex_);          // not ended, by id
-    std::map<std::string, SessionPtr> outbound_ GUARDED_BY(mutex_);  // of them, those opened here, by network id
-    std::map<uint32_t, Pending*> pending_ GUARDED_BY(mutex_);        // by number of the request
+    std::map<int, SessionPtr> sessions_ GUARDED_BY(mutex_);  // sessions that have not ended, by id
+    std::map<std::string, SessionPtr> outbound_
+        GUARDED_BY(mutex_);  // those of sessions_ that this device opened, by network id
+    std::map<uint32_t, Pending*> pending_ GUARDED_BY(mutex_);  // by request number
 };
 
-// ---- Where the soft bus's callbacks, which carry no context, find the link
+// ---- The PeerLink that the soft bus's callbacks use, because they have no context argument
 
 struct Current {
     Mutex mutex;
@@ -157,7 +158,7 @@ Error FromSoftBus(int result)
     }
 }
 
-// The alternatives of requests and answers have one order, but that answers begin with UnknownAnswer.
+// PeerAnswer has the order of PeerRequest, with UnknownAnswer in front.
 bool Answers(const PeerAnswer& answer, const PeerRequest& request)
 {
     return answer.index() == 0 || answer.index() == request.index() + 1;
@@ -288,7 +289,7 @@ Result<Link::SessionPtr> Link::FindOrOpen(const std::string& networkId)
         return known->second;
     }
     const SessionAttribute attribute{TYPE_BYTES, 3, {LINK_TYPE_WIFI_5G, LINK_TYPE_WIFI_2G, LINK_TYPE_BR}};
-    // Under the lock: the opened callback, on another thread, must find the session.
+    // OpenSession is called under the lock, so that the opened callback, on another thread, finds the session.
     const int id = OpenSession(PEER_SESSION, PEER_SESSION, networkId.c_str(), "", &attribute);
     if (id < 0) {
         return Failure(FromSoftBus(id));
@@ -326,8 +327,8 @@ void Link::Forget(const SessionPtr& session, Error failure)
     }
 }
 
-// Under the lock: an opened callback that is on its way must not take the session for one that the other device has
-// opened.
+// Called under the lock: otherwise an opened callback that is about to run could mistake the session for an inbound
+// one.
 void Link::Close(const SessionPtr& session, Error failure)
 {
     Forget(session, std::move(failure));
@@ -415,7 +416,7 @@ std::string Link::OnAnswer(int sessionId, NumberedAnswer answer)
     if (session != sessions_.end() && session->second->isInbound) {
         return "an answer on a session for requests";
     }
-    // Nobody may wait for it any more.
+    // The Ask may have stopped waiting.
     const auto pending = pending_.find(answer.number);
     if (pending != pending_.end() && pending->second->sessionId == sessionId) {
         pending->second->answer = std::move(answer.answer);
@@ -432,7 +433,7 @@ std::string Link::OnUnknownRequest(int sessionId, uint32_t number)
         return "a request on a session for answers";
     }
     (void)SendMessage(sessionId,
-                      Encode(NumberedAnswer{number, UnknownAnswer{}}));  // a session that ended needs no answer
+                      Encode(NumberedAnswer{number, UnknownAnswer{}}));  // a failure is ignored: the session has ended
     return {};
 }
 

@@ -1,7 +1,7 @@
-// PeerLink: this daemon's sessions with the daemons of other devices of the account, for the requests of
-// peer_messages.h. A session is opened when something is asked, is used again, and is closed by the asking side when it
-// was idle for PEER_SESSION_IDLE. The host makes one, through which both sides talk; it goes by the soft bus registered
-// as 4700, which may come and go. Any thread.
+// PeerLink: this daemon's sessions with the daemons of other devices of the account. They carry the requests of
+// peer_messages.h. Ask opens a session if none is open; the asking side closes the session after PEER_SESSION_IDLE
+// without requests. The process has one PeerLink, for asking and for serving. It uses the soft bus that is registered
+// as 4700, which may be registered and removed repeatedly. Any thread.
 #pragma once
 
 #include <chrono>
@@ -20,36 +20,37 @@ namespace Vexo::Host {
 inline constexpr const char* PEER_PACKAGE = "vexo.distnet";
 inline constexpr const char* PEER_SESSION = "vexo.distnet.daemon";
 inline constexpr std::chrono::seconds PEER_SESSION_IDLE{10};
-// An Ask over a session that was opened before waits this long for the answer, then opens another: the network that the
-// first one runs over may be gone. A Serve that takes longer is asked twice.
+// How long an Ask over an already open session waits for the answer. Then Ask opens another session, because the
+// network under the first one may be gone. A Serve that takes longer receives the request twice.
 inline constexpr std::chrono::milliseconds PEER_KEPT_SESSION_LIMIT{1'500};
-// Of one device at a time; more are dropped.
+// How many requests of one device are served at a time; more are dropped.
 inline constexpr size_t MAX_SERVED_REQUESTS = 4;
 
 class PeerLink : public NoCopyable {
 public:
-    // Answers a request of another device of the account, which has opened the session. Called on a thread of the
-    // pool, several at once; may block, but the other side waits for at most some seconds. One that runs may outlast
-    // End and the object; its answer is lost then.
+    // Answers a request of another device of the account. Called on threads of the pool, several at once. May block,
+    // but the other side waits for a few seconds only. A running call may outlive End and the PeerLink; its answer is
+    // then dropped.
     using Serve = std::function<PeerAnswer(const std::string& networkId, const PeerRequest& request)>;
 
-    // One in a process at a time.
+    // Creates the process's only PeerLink.
     static std::shared_ptr<PeerLink> Make(Serve serve, Tasks::Timers& timers = Tasks::Timers::System());
     virtual ~PeerLink() = default;
 
-    // The soft bus (4700) is registered now: serves other devices. Call after each time that it was registered, and End
-    // before it goes. The error says what the soft bus refused.
+    // Starts serving other devices. Call each time after the soft bus (4700) was registered; call End before it is
+    // removed. The error says what the soft bus refused.
     [[nodiscard]] virtual Result<void> Begin() = 0;
-    // Ends all sessions and requests. Begin starts anew. Idempotent.
+    // Closes all sessions and fails all running Asks. Begin may be called again. Idempotent.
     virtual void End() = 0;
 
-    // Asks the device and waits for its answer; blocks until the deadline, or until cancellation. Opens a session, if
-    // need be over Bluetooth, which takes up to 9 s. The error says why there is no answer, for a person:
+    // Sends the request to the device and waits for its answer. Blocks until the answer, the deadline or the
+    // cancellation (null: none). Opens a session if none is open; over Bluetooth this takes up to 9 s. The error's text
+    // is for a person; its code says why there is no answer:
     //   NOT_FOUND    no device of the account has that id
-    //   UNAVAILABLE  it is not reached over any way
-    //   REFUSED      it refused the session, as one does whose daemon knows no such sessions; or the answer was damaged
-    //   TIMED_OUT    the deadline passed     CANCELLED  cancelled
-    // cancellation: null: none.
+    //   UNAVAILABLE  the device was not reached over any transport
+    //   REFUSED      the device refused the session (its daemon may be too old), or its answer was damaged
+    //   TIMED_OUT    the deadline passed
+    //   CANCELLED    the cancellation was cancelled
     [[nodiscard]] virtual Result<PeerAnswer> Ask(const std::string& networkId, const PeerRequest& request,
                                                  SteadyTime deadline, Cancellation* cancellation) = 0;
 };

@@ -15,7 +15,7 @@ constexpr const char* LEASE = "lease";
 constexpr const char* RELEASE = "release";
 constexpr const char* UNKNOWN = "unknown";
 
-// Visits all members of DeviceFacts but those that the receiver fills in.
+// Visits all members of DeviceFacts except those that the receiver fills in.
 template <typename Visit>
 class SentMembers {
 public:
@@ -104,7 +104,7 @@ Failure Wrong(const std::string& member)
     return Fail(ErrorCode::MALFORMED, member + " is missing, or is not such a value");
 }
 
-// Lower-case hex pairs with colons between them.
+// Accepts six pairs of lower-case hex digits, separated by colons.
 bool IsMacAddress(std::string_view text)
 {
     constexpr size_t SIZE = 17;

@@ -1,5 +1,5 @@
-// What the daemons of two devices say to each other, over a session of their own (peer_link.h): each message is one
-// JSON object in UTF-8 of at most MAX_PEER_MESSAGE bytes. The asking side sends a request, the other side one answer:
+// The messages between the daemons of two devices, over a session of their own (peer_link.h). Each message is one JSON
+// object in UTF-8 of at most MAX_PEER_MESSAGE bytes. The asking side sends a request, the other side sends one answer:
 //   {"version": 1, "request": 7, "ask": "facts"}
 //   {"version": 1, "request": 8, "ask": "lease", "mac": "02:00:5e:10:00:01"}
 //   {"version": 1, "request": 9, "ask": "release", "mac": "02:00:5e:10:00:01"}        mac may be missing
@@ -23,27 +23,28 @@ namespace Vexo::Host {
 inline constexpr size_t MAX_PEER_MESSAGE = 4096;
 inline constexpr size_t MAX_TECHNOLOGY = 16;  // bytes of DeviceFacts::technology
 
-// Asks what the device can share, and whether the asking device may use it.
+// Asks for the device's DeviceFacts: what it can share, and whether the asking device may use it.
 struct FactsRequest {};
-// "This device uses your share": renews the lease of the asking device, or begins it.
+// The asking device uses the receiver's hotspot: begins or renews the asking device's lease.
 struct LeaseRequest {
     std::string macAddress;  // of the station, lower case: "02:00:5e:10:00:01"
 };
-// "This device is done": ends its lease, and closes a hotspot that the device opened and nobody else uses.
+// The asking device no longer uses the receiver's hotspot: ends its lease, and closes the hotspot if the receiver's
+// daemon opened it and no other device uses it.
 struct ReleaseRequest {
-    std::string macAddress;  // empty: it has not joined
+    std::string macAddress;  // empty: the device has not joined
 };
 using PeerRequest = std::variant<FactsRequest, LeaseRequest, ReleaseRequest>;
 
 struct LeaseAnswer {
-    bool isHeld = false;  // false: the share is off, or its owner does not allow it any more
+    bool isHeld = false;  // false: the hotspot is off, or its owner no longer allows the device
 };
 struct ReleaseAnswer {
-    bool hasClosedHotspot = false;  // also true if it was off already
+    bool hasClosedHotspot = false;  // also true if the hotspot was already off
 };
-// Says that this device does not know the request: it has an older version.
+// The answer to a request that this version does not know.
 struct UnknownAnswer {};
-// DeviceFacts::networkId and at are not sent; the receiver fills them in.
+// DeviceFacts::networkId and DeviceFacts::at are not sent; the receiver fills them in.
 using PeerAnswer = std::variant<UnknownAnswer, DeviceFacts, LeaseAnswer, ReleaseAnswer>;
 
 struct NumberedRequest {
@@ -54,7 +55,7 @@ struct NumberedAnswer {
     uint32_t number = 0;
     PeerAnswer answer;
 };
-// UnknownRequest: well formed, but of a kind that this version does not know; it is answered with UnknownAnswer.
+// A well-formed request that this version does not know; it is answered with UnknownAnswer.
 struct UnknownRequest {
     uint32_t number = 0;
 };
@@ -62,8 +63,8 @@ using PeerMessage = std::variant<NumberedRequest, NumberedAnswer, UnknownRequest
 
 std::string Encode(const NumberedRequest& request);
 std::string Encode(const NumberedAnswer& answer);
-// The error (MALFORMED) names the member that is wrong. Texts and numbers of another device are checked: lengths,
-// ranges, a MAC address's form.
+// Decodes and checks a message of another device: lengths, ranges, the format of a MAC address. The error (MALFORMED)
+// names the wrong member.
 [[nodiscard]] Result<PeerMessage> DecodePeerMessage(const std::string& text);
 
 }  // namespace Vexo::Host

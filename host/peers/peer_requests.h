@@ -1,5 +1,5 @@
-// PeerRequests: answers requests of other devices on the pool, a few of one device at a time. Private to
-// peer_link.cpp. Any thread; does not block.
+// PeerRequests: answers requests of other devices on the pool, at most MAX_SERVED_REQUESTS of one device at a time.
+// Private to peer_link.cpp. Any thread; does not block.
 #pragma once
 
 #include <map>
@@ -16,8 +16,8 @@ class PeerRequests : public NoCopyable, public std::enable_shared_from_this<Peer
 public:
     explicit PeerRequests(PeerLink::Serve serve) : serve_(std::move(serve)) {}
 
-    // Has the request answered, and sends the answer over the session, if that is open still. Drops the request, with a
-    // log line, when MAX_SERVED_REQUESTS of the device are being answered.
+    // Serves the request on the pool and sends the answer over the session if it is still open. Drops the request, with
+    // a log line, if MAX_SERVED_REQUESTS of the device are being served.
     void Answer(const std::string& networkId, int sessionId, const NumberedRequest& request) EXCLUDES(mutex_);
 
 private:
@@ -26,10 +26,10 @@ private:
     const PeerLink::Serve serve_;
     QuviewDFX::LogLimit<std::string> droppedLines_;  // by network id
     Mutex mutex_;
-    std::map<std::string, size_t> served_ GUARDED_BY(mutex_);  // under way, by network id
+    std::map<std::string, size_t> served_ GUARDED_BY(mutex_);  // requests being served, by network id
 };
 
-// Sends it as one message of the session; a SoftBusResult.
+// Sends text as one message of the session. Returns a SoftBusResult.
 int SendMessage(int sessionId, const std::string& text);
 
 }  // namespace Vexo::Host

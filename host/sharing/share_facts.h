@@ -1,5 +1,5 @@
-// What this device says of itself to another one that could use its network. A function without state; any thread. No
-// call blocks.
+// Builds the DeviceFacts that this device sends to a device that may want to use its network. Functions without state;
+// any thread. No call blocks.
 #pragma once
 
 #include "interfaces/online_answers.h"
@@ -8,7 +8,7 @@
 
 namespace Vexo::Host {
 
-// refusal: the owner's, of the device that asks. networkId and at stay empty: the other device fills them in.
+// refusal: the owner's decision about the asking device. networkId and at stay empty; the receiver fills them in.
 DeviceFacts MakeFacts(const Network::Uplink& uplink, const Network::Battery& battery, SharingObstacle obstacle,
                       SoftBus::PeerRefusal refusal);
 

@@ -1,6 +1,7 @@
-// ShareLeases: which devices of the account use this device's hotspot. A device says so by a lease that it renews, and
-// names its MAC address; from that, from the stations and from who was admitted a short while ago follows when nobody
-// uses the hotspot any more. It only decides: the caller gives the time and the looks, and locks. No call blocks.
+// ShareLeases: tracks which devices of the account use this device's hotspot. A device that uses the hotspot begins a
+// lease, renews it, and names its MAC address. From the leases, the connected stations and the recently admitted
+// devices, ShareLeases decides when the hotspot is unused. It has no clock and no lock: the caller passes the time and
+// the hotspot's state (ShareControl::Look), and locks. No call blocks.
 #pragma once
 
 #include <chrono>
@@ -17,23 +18,23 @@
 
 namespace Vexo::Host {
 
-// How long a device that was admitted counts as one that still joins, and so keeps the hotspot open.
+// How long an admitted device counts as joining, and so keeps the hotspot open.
 inline constexpr std::chrono::seconds JOINING_LIFE{60};
 
 // Why a lease ended: the REASON of the system event NET_SHARE_LEASE_END.
 namespace LeaseEnd {
-inline constexpr const char* RELEASED = "RELEASED";  // the device said that it is done
-inline constexpr const char* EXPIRED = "EXPIRED";    // it was not renewed
-inline constexpr const char* CLOSED = "CLOSED";      // the hotspot went off
-inline constexpr const char* DENIED = "DENIED";      // the owner does not allow the device any more
-inline constexpr const char* REMOVED = "REMOVED";    // the device is no member of the account any more
+inline constexpr const char* RELEASED = "RELEASED";  // the device released the lease
+inline constexpr const char* EXPIRED = "EXPIRED";    // the device did not renew the lease
+inline constexpr const char* CLOSED = "CLOSED";      // the hotspot was turned off
+inline constexpr const char* DENIED = "DENIED";      // the owner no longer allows the device
+inline constexpr const char* REMOVED = "REMOVED";    // the device is no longer a member of the account
 }  // namespace LeaseEnd
 
 class ShareLeases {
 public:
     explicit ShareLeases(std::chrono::seconds closesAfter) : closesAfter_(closesAfter) {}
 
-    // The device may use the service, and will ask for the hotspot: it may be joining.
+    // Call when the device was admitted to the service: it may ask for the hotspot and join.
     void OnAdmitted(const std::string& networkId, SteadyTime now);
 
     enum class Renewal { BEGUN, RENEWED, TOO_MANY };
@@ -41,28 +42,30 @@ public:
 
     struct Ended {
         bool hadLease = false;
-        bool wasKnown = false;  // it had a lease, or was admitted: a hotspot may be open because of it
+        bool wasKnown = false;  // it had a lease or was admitted, so a hotspot may be open because of it
     };
-    // The device is done. macAddress: of its station, which is about to leave and does not count as a user; empty: that
-    // of its lease.
+    // Call when the device no longer uses the hotspot. macAddress: its station, which is about to disconnect and no
+    // longer counts as a user; empty: the station of its lease.
     Ended End(const std::string& networkId, const std::string& macAddress, SteadyTime now);
 
     struct EndedLease {
         std::string networkId;
         const char* reason;
     };
-    // Returns the leases that ended because of the time or of what the look saw.
+    // Call with each new state of the hotspot. Returns the leases that ended because they expired or the hotspot is
+    // off.
     std::vector<EndedLease> OnLook(const Wifi::ShareInfo& info, SteadyTime now);
 
-    // Nobody has a lease, may be joining, or is connected, but for stations of devices that said that they are done.
+    // Returns true if no device has a lease or may be joining, and no station is connected except those of devices that
+    // released their leases.
     bool IsUnused(const Wifi::ShareInfo& info, SteadyTime now) const;
-    // The last lease ended, and nobody has used the hotspot since then for closesAfter.
+    // Returns true if the last lease ended, and the hotspot has been unused for closesAfter since then.
     bool HasEnded(SteadyTime now) const { return unusedSince_ && now - *unusedSince_ >= closesAfter_; }
 
     bool IsEmpty() const { return leases_.empty(); }
     bool Has(const std::string& networkId) const { return leases_.contains(networkId); }
-    // Leases first, then stations that no lease names; without device names. A station belongs to the lease that named
-    // it first.
+    // Lists the leases, then the stations that no lease names. Device names are not filled in. If several leases name a
+    // station, it belongs to the lease that began first.
     std::vector<ShareUser> Users(const std::map<std::string, ShareUsage::Station>& stations) const;
 
 private:
@@ -76,9 +79,9 @@ private:
 
     const std::chrono::seconds closesAfter_;
     std::map<std::string, Lease> leases_;
-    std::map<std::string, SteadyTime> admitted_;  // no renewal and no release since
-    std::map<std::string, SteadyTime> leaving_;   // by MAC address: until when it does not count
-    std::optional<SteadyTime> unusedSince_;       // set when the last lease ends; no value: there was none
+    std::map<std::string, SteadyTime> admitted_;  // when each was admitted; neither a lease nor a release since
+    std::map<std::string, SteadyTime> leaving_;   // by MAC address: until when the station does not count as a user
+    std::optional<SteadyTime> unusedSince_;       // no value: a lease exists, or there was none
     uint32_t opening_ = 0;
 };
 

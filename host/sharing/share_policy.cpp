@@ -8,7 +8,7 @@ namespace {
 
 using SoftBus::PeerRefusal;
 
-constexpr std::chrono::hours LONGEST_DAY{25};  // with the end of daylight saving time in it
+constexpr std::chrono::hours LONGEST_DAY{25};  // the day on which daylight saving time ends
 
 }  // namespace
 

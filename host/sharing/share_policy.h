@@ -1,10 +1,11 @@
-// SharePolicy: whether another device of the account may use this device's network: by the settings, the owner's rules
-// for single devices and the questions that the owner was asked; then by battery and bytes. It only decides: the caller
-// gives the time and the facts, and locks. No call blocks.
+// SharePolicy: decides whether another device of the account may use this device's network. It has no clock and no
+// lock: the caller passes the time and the resources, and locks. No call blocks.
 //
-// In this order: "nobody" refuses; the device's rule decides; without one "account" allows, "devices" refuses, and
-// "ask" opens a question; what is allowed so far is refused below the battery floor and when the month's bytes are used
-// up.
+// The steps, in this order:
+// - "share.allow" is "nobody": refused.
+// - The owner has a rule for the device: the rule decides.
+// - No rule: "account" allows, "devices" refuses, "ask" asks the owner (opens a question).
+// - What is allowed so far is refused below the battery floor, and when the monthly data limit is used up.
 #pragma once
 
 #include <chrono>
@@ -22,14 +23,14 @@
 
 namespace Vexo::Host {
 
-// A question is open for so long after the device's last request; then it was ignored.
+// How long a question to the owner stays open after the device's last request. Then it counts as ignored.
 inline constexpr std::chrono::seconds QUESTION_LIFE{60};
-// The owner is not asked about a device for so long after a question that was denied or ignored.
+// How long the owner is not asked about a device after a question was denied or ignored.
 inline constexpr std::chrono::minutes QUESTION_PAUSE{10};
 inline constexpr uint32_t MAX_QUESTIONS_A_DAY = 3;  // about one device
 inline constexpr std::chrono::minutes ONCE_LIFE{10};
 
-// What sharing uses up.
+// The resources that sharing consumes.
 struct ShareResources {
     Network::Battery battery;
     uint64_t monthBytes = 0;
@@ -39,40 +40,41 @@ class SharePolicy {
 public:
     SharePolicy(const SharingSettings& settings, const SharingRecord& record, const ShareTime& now);
 
-    // NONE: allowed. OWNER_ASKED: a question is open, or a request would open one.
+    // Returns NONE if the device is allowed. Returns OWNER_ASKED if a question is open, or a request would open one.
     SoftBus::PeerRefusal Check(const std::string& networkId, const ShareTime& now, const ShareResources& has) const;
-    // BATTERY_FLOOR, DATA_LIMIT or NONE: for all devices.
+    // Returns BATTERY_FLOOR, DATA_LIMIT or NONE: the part of Check that is the same for all devices.
     SoftBus::PeerRefusal CheckResources(const ShareResources& has) const;
 
     struct Verdict {
         SoftBus::PeerRefusal refusal = SoftBus::PeerRefusal::NONE;
         bool hasOpenedQuestion = false;
     };
-    // The device asks for the network. Opens a question, or keeps it open, when the refusal is OWNER_ASKED.
+    // Call when the device requests the network. If the refusal is OWNER_ASKED, opens a question or extends the open
+    // one.
     Verdict OnRequest(const std::string& networkId, const ShareTime& now, const ShareResources& has);
 
-    // Makes the decision the device's rule and ends its question. False: DENY without an open question, or a rule when
-    // MAX_SHARE_DEVICES others have one.
+    // Makes the decision the device's rule and closes its question. Returns false for DENY without an open question,
+    // and for a new rule when MAX_SHARE_DEVICES rules exist.
     bool Decide(const std::string& networkId, ShareDecision decision, const ShareTime& now);
-    // The device uses the share now: ONCE lasts until OnShareEnded.
+    // Call when the device begins to use the network: a ONCE rule now lasts until OnShareEnded.
     void OnLeaseBegan(const std::string& networkId);
-    // The device is done: ONCE is used up.
+    // Call when the device's use has ended: removes a ONCE rule.
     void OnShareEnded(const std::string& networkId);
     void Forget(const std::string& networkId);
 
-    // Without device names.
-    std::vector<ShareRequest> Questions(const ShareTime& now) const;  // open ones, the oldest first
+    // Both lists are without device names.
+    std::vector<ShareRequest> Questions(const ShareTime& now) const;  // open questions, oldest first
     std::vector<ShareRule> Rules(const ShareTime& now) const;
-    // Fills in rules and asked.
+    // Writes the members rules and asked of record.
     void Store(SharingRecord& record, const ShareTime& now) const;
 
 private:
-    // Holds while both clocks are before its end, so that a clock that is set back does not prolong it.
+    // A rule is valid until either clock reaches its end, so setting the wall clock back does not prolong it.
     struct Rule {
         ShareDecision decision = ShareDecision::ALWAYS;
         WallTime until = WallTime::max();
         SteadyTime untilBoot = SteadyTime::max();
-        bool hasBegun = false;  // ONCE: the device uses the share
+        bool hasBegun = false;  // ONCE: the device uses the network
 
         bool IsValid(const ShareTime& now) const { return hasBegun || (now.wall < until && now.boot < untilBoot); }
     };
@@ -81,10 +83,11 @@ private:
         SteadyTime openUntil;
         SteadyTime pausedUntil;
     };
-    // A day ends when the date is a later one, or when it has lasted 24 hours by a date that was ahead once.
+    // The questions about a device on one day. The day is over when the local date is later. If the stored date is in
+    // the future, because the clock was ahead, the day is over after 24 hours.
     struct Day {
         std::chrono::local_days date;
-        SteadyTime began;  // or loaded
+        SteadyTime began;  // when the day began, or was loaded from the file
         uint32_t questions = 0;
 
         bool IsOver(const ShareTime& now) const;

@@ -8,7 +8,7 @@ using namespace std::chrono;
 
 local_days LocalDayOf(WallTime time)
 {
-    // localtime_r alone does not notice that the machine's zone has changed.
+    // localtime_r alone does not notice a change of the machine's time zone.
     ::tzset();
     const std::time_t seconds = system_clock::to_time_t(time);
     std::tm parts{};
@@ -25,7 +25,7 @@ sys_seconds BeginningOf(local_days day)
     parts.tm_year = static_cast<int>(date.year()) - 1900;
     parts.tm_mon = static_cast<int>(static_cast<unsigned>(date.month())) - 1;
     parts.tm_mday = static_cast<int>(static_cast<unsigned>(date.day()));
-    parts.tm_isdst = -1;  // mktime finds out
+    parts.tm_isdst = -1;  // unknown: mktime determines it
     return SecondsOf(system_clock::from_time_t(std::mktime(&parts)));
 }
 

@@ -1,5 +1,5 @@
-// ShareTime: the time as sharing uses it: a date by which people decide ("today", the month), and a clock that nobody
-// can set, by which waits run. Both are given in by the caller. Value types and functions without state; any thread.
+// ShareTime: the two clocks that sharing uses: the wall clock for what people mean ("today", the month), and the boot
+// clock, which nobody can set, for waits. The caller reads both. Value types and functions without state; any thread.
 #pragma once
 
 #include <chrono>
@@ -18,9 +18,9 @@ inline std::chrono::sys_seconds SecondsOf(WallTime time)
     return std::chrono::floor<std::chrono::seconds>(time);
 }
 
-// The day at that time in this machine's time zone, as it is set now.
+// Returns the date of time in this machine's current time zone.
 std::chrono::local_days LocalDayOf(WallTime time);
-// When that day begins.
+// Returns when that day begins in this machine's current time zone.
 std::chrono::sys_seconds BeginningOf(std::chrono::local_days day);
 
 }  // namespace Vexo::Host

@@ -22,7 +22,7 @@ using SoftBus::PeerRefusal;
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Sharing"};
 constexpr std::chrono::seconds BATTERY_LIFE{60};
-constexpr std::chrono::minutes SAVE_PAUSE{1};  // between writes when only bytes have changed
+constexpr std::chrono::minutes SAVE_PAUSE{1};  // between writes if only byte counts have changed
 
 class SharingImpl final : public Sharing, public std::enable_shared_from_this<SharingImpl> {
 public:
@@ -65,7 +65,7 @@ public:
 
 private:
     ShareTime Now() const { return {timers_.BootNow(), timers_.WallNow()}; }
-    // Runs work with this object on the strand, unless sharing has stopped. As Strand::Post.
+    // Runs work with this object on the strand, unless sharing has stopped. Returns the result of Strand::Post.
     bool Post(std::function<void(SharingImpl&)> work);
     Tasks::Timer PostAfter(std::chrono::milliseconds delay, void (SharingImpl::*work)());
     void PostLook() EXCLUDES(mutex_);
@@ -76,7 +76,7 @@ private:
     void RefreshBattery() EXCLUDES(mutex_);
     void Look() EXCLUDES(mutex_);
     const char* WhyClose(const ShareTime& now) REQUIRES(mutex_);
-    // Ends the device's use; true: the hotspot is off, or closes because nobody else uses it.
+    // Ends the device's use. Returns true if the hotspot is off, or will close because no other device uses it.
     bool EndUse(const std::string& networkId, const std::string& macAddress, const char* reason) EXCLUDES(mutex_);
     void Save(Result<void>* result = nullptr) EXCLUDES(mutex_, fileMutex_);
 
@@ -90,14 +90,14 @@ private:
     QuviewDFX::LogLimit<std::string> refusals_;  // by network id
     bool hasCloseFailed_ = false;                // used on the strand only
 
-    // Each is locked before mutex_.
-    Mutex lookMutex_;  // looks take effect in the order in which they were made
-    Mutex fileMutex_;  // so do writes
+    // lookMutex_ and fileMutex_ are locked before mutex_.
+    Mutex lookMutex_;  // the hotspot's states are applied in the order in which they were read
+    Mutex fileMutex_;  // records are written in the order in which they were made
     SharingFile file_ GUARDED_BY(fileMutex_);
     bool hasSaveFailed_ GUARDED_BY(fileMutex_) = false;
 
     Mutex mutex_;
-    std::optional<SharePolicy> policy_ GUARDED_BY(mutex_);  // both have a value
+    std::optional<SharePolicy> policy_ GUARDED_BY(mutex_);  // policy_ and usage_ always have a value after construction
     std::optional<ShareUsage> usage_ GUARDED_BY(mutex_);
     ShareLeases leases_ GUARDED_BY(mutex_){options_.settings.closesAfter};
     Wifi::ShareInfo info_ GUARDED_BY(mutex_);
@@ -151,7 +151,7 @@ void SharingImpl::PostAsk(const std::string& networkId)
     });
 }
 
-// A battery level that is too old counts as unknown.
+// Returns the current resources. A battery level older than BATTERY_LIFE counts as unknown.
 ShareResources SharingImpl::Resources(const ShareTime& now)
 {
     usage_->OnTime(now);
@@ -239,7 +239,7 @@ void SharingImpl::OnMemberRemoved(const std::string& networkId)
     Post([](SharingImpl& self) { self.Save(); });
 }
 
-// ---- Looks
+// ---- Reading the hotspot's state
 
 bool SharingImpl::Post(std::function<void(SharingImpl&)> work)
 {
@@ -349,7 +349,7 @@ const char* SharingImpl::WhyClose(const ShareTime& now)
     }
 }
 
-// Somebody may have come since the release.
+// Runs RELEASE_PAUSE after the release; another device may have joined since then.
 void SharingImpl::CloseReleased()
 {
     Look();

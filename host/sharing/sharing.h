@@ -1,7 +1,8 @@
-// Sharing: this device as one whose network others use: decides who may (share_policy.h), keeps the leases of those who
-// do (share_leases.h), counts the bytes (share_usage.h), and closes a hotspot of the daemon's when nobody uses it any
-// more, when the battery is below the floor or when the month is used up. While a hotspot is on it looks at it every
-// SHARE_LOOK; without one it has no timer. Any thread.
+// Sharing: lets other devices of the account use this device's network through its hotspot. It decides which devices
+// may (share_policy.h), keeps the leases of the devices that do (share_leases.h), and counts the bytes (share_usage.h).
+// It closes a hotspot that the daemon opened when no device uses it any more, when the battery is below the floor, or
+// when the monthly data limit is used up. While a hotspot is on, Sharing reads its state every SHARE_LOOK; without a
+// hotspot it has no timer. Any thread.
 #pragma once
 
 #include <chrono>
@@ -28,13 +29,14 @@ inline constexpr std::chrono::milliseconds RELEASE_PAUSE{300};
 struct SharingOptions {
     std::filesystem::path stateDir;
     SharingSettings settings;
-    Wifi::ShareControl* share = nullptr;         // outlives the object
-    Network::NetworkMonitor* network = nullptr;  // the same
-    // Why this device cannot open a hotspot now.
+    Wifi::ShareControl* share = nullptr;         // must outlive the Sharing object
+    Network::NetworkMonitor* network = nullptr;  // must outlive the Sharing object
+    // Returns why this device cannot open a hotspot now; NONE if it can.
     std::function<SharingObstacle()> obstacle;
-    // The name of a device of the account; empty: none has that id.
+    // Returns the name of a device of the account; empty if no device has that id.
     std::function<std::string(const std::string& networkId)> nameOf;
-    // The owner is asked about that device now (a D-Bus signal, an event). On a thread of the pool.
+    // Called when a question to the owner about that device was opened, to notify desktop programs. On a thread of the
+    // pool.
     std::function<void(const std::string& networkId, const std::string& deviceName)> asked;
     Tasks::Timers* timers = &Tasks::Timers::System();
 };
@@ -43,29 +45,31 @@ class Sharing : public NoCopyable {
 public:
     virtual ~Sharing() = default;
 
-    // A damaged file is renamed and logged; the rules are then empty. Blocks on the disk.
+    // Blocks on the disk. A damaged sharing.json is renamed and logged; the rules are then empty.
     static std::shared_ptr<Sharing> Start(SharingOptions options);
 
     // ---- For peers
-    // For PeerPolicy::Admit: whether that device may use the service now. Opens a question if need be. Does not block.
-    // A battery level older than 60 s counts as unknown; it is read anew, and a look at the hotspot closes it then.
+    // Decides whether that device may use the service now (PeerPolicy::Admit). May open a question to the owner. Does
+    // not block. A battery level older than 60 s counts as unknown; it is then read again in the background.
     virtual SoftBus::PeerRefusal Admit(const std::string& networkId) = 0;
-    // Opens no question. Blocks, at most 2 s.
+    // Returns this device's facts for that device. Opens no question. Blocks for at most 2 s.
     virtual DeviceFacts FactsFor(const std::string& networkId) = 0;
-    // Both block for a look at the hotspot, well under 100 ms.
+    // OnLease and OnRelease block while the hotspot's state is read, well under 100 ms.
     virtual LeaseAnswer OnLease(const std::string& networkId, const LeaseRequest& request) = 0;
-    // The hotspot closes after the answer, which may travel over it: RELEASE_PAUSE later.
+    // An unused hotspot closes RELEASE_PAUSE later, because the answer may travel over it.
     virtual ReleaseAnswer OnRelease(const std::string& networkId, const ReleaseRequest& request) = 0;
-    // That device is no member of the account any more: its lease, rule and question end. Blocks
-    // for a look at the hotspot.
+    // Call when that device is no longer a member of the account: ends its lease, rule and question. Blocks while the
+    // hotspot's state is read.
     virtual void OnMemberRemoved(const std::string& networkId) = 0;
 
     // ---- For programs of this device
-    virtual ShareStatus Status() = 0;  // blocks for a look at the hotspot
-    // Blocks on the disk. NEVER also ends the device's use, and closes the hotspot if nobody else uses it.
+    virtual ShareStatus Status() = 0;  // blocks while the hotspot's state is read
+    // Stores the owner's decision about that device. NEVER also ends the device's use, and closes the hotspot if no
+    // other device uses it. Blocks on the disk.
     virtual ShareChange Decide(const std::string& networkId, ShareDecision decision) = 0;
 
-    // Ends timers and callbacks, and writes the file. Blocks until that is done, not from a callback. Idempotent.
+    // Stops timers and callbacks, and writes the file. Blocks until that is done; must not be called from a callback.
+    // Idempotent.
     virtual void Stop() = 0;
 };
 

@@ -15,11 +15,11 @@ constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Sharing"};
 constexpr mode_t FILE_MODE = 0600;
 constexpr size_t MAX_FILE_BYTES = 256 * 1024;
 constexpr int64_t LAST_SECOND = 253'402'300'799;  // the end of the year 9999
-constexpr int64_t FIRST_DAY = -366;               // the month that holds 1970-01-01, in any time zone, begins before it
+constexpr int64_t FIRST_DAY = -366;               // earlier than any month that contains 1970-01-01
 constexpr int64_t LAST_DAY = LAST_SECOND / 86'400;
 constexpr int64_t MOST_BYTES = int64_t{1} << 53;
 
-// ONCE ends with the daemon, since its hotspot does.
+// ONCE is not stored: it ends when the daemon ends, because the daemon's hotspot closes then.
 constexpr NamedValue<ShareDecision> STORED_DECISIONS[] = {
     {"today", ShareDecision::TODAY}, {"always", ShareDecision::ALWAYS}, {"never", ShareDecision::NEVER}};
 
@@ -63,7 +63,7 @@ SharingRecord SharingFile::Load()
         return std::move(record.value());
     }
     if (record.error().code != ErrorCode::MALFORMED) {
-        // The content may be good, so it is not overwritten.
+        // Do not overwrite the file: its content may be valid.
         whyNotWritten_ = record.error().message;
         QuviewDFX::LogError(LABEL, "%{public}s; rules and bytes in it do not count, and new ones are not kept",
                             whyNotWritten_);

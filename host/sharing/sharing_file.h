@@ -1,5 +1,5 @@
-// sharing.json of the state folder (mode 0600, replaced by rename): what of sharing outlives the daemon. docs/files.md
-// lists its keys. One thread at a time; both calls block on the disk.
+// SharingFile: reads and writes sharing.json in the state folder (mode 0600, replaced by rename): the data of sharing
+// that outlives the daemon. docs/files.md lists its keys. One thread at a time; both calls block on the disk.
 #pragma once
 
 #include <chrono>
@@ -14,25 +14,25 @@
 
 namespace Vexo::Host {
 
-// Of rules, of questions, and of devices that use the share at a time.
+// The maximum number of rules, of devices with questions, and of leases.
 inline constexpr size_t MAX_SHARE_DEVICES = 256;
 
 struct SharingRecord {
     struct Rule {
         std::string networkId;
         ShareDecision decision = ShareDecision::ALWAYS;  // TODAY, ALWAYS or NEVER
-        std::chrono::seconds until{0};                   // TODAY: since 1970
+        std::chrono::seconds until{0};                   // TODAY: the end of the rule, since 1970
     };
-    // How often the owner was asked about a device on one day.
+    // How many times the owner was asked about a device on one day.
     struct Asked {
         std::string networkId;
-        std::chrono::days day{0};  // since 1970, local time
+        std::chrono::days day{0};  // the date: days since 1970, local time
         uint32_t count = 0;
     };
     int version = 1;
     std::vector<Rule> rules{};
     std::vector<Asked> asked{};
-    std::chrono::days monthDay{0};  // the first of the month whose bytes are counted, since 1970, local time; 0: none
+    std::chrono::days monthDay{0};  // first day of the counted month: days since 1970, local time; 0: none
     uint64_t monthBytes = 0;
 };
 
@@ -40,15 +40,15 @@ class SharingFile : public NoCopyable {
 public:
     explicit SharingFile(std::filesystem::path file) : file_(std::move(file)) {}
 
-    // A missing file is an empty record. So is a damaged one or one of a later version, which is renamed and logged,
-    // and one that cannot be read, which is logged and never written.
+    // A missing file gives an empty record. So does a damaged file or one of a later version, which is renamed and
+    // logged, and an unreadable file, which is logged and never overwritten.
     SharingRecord Load();
-    // The error is a sentence for the owner.
+    // The error's text is for the owner.
     [[nodiscard]] Result<void> Save(const SharingRecord& record);
 
 private:
     const std::filesystem::path file_;
-    std::string whyNotWritten_;  // empty: the file may be written
+    std::string whyNotWritten_;  // why Save must not overwrite the file; empty: it may
 };
 
 }  // namespace Vexo::Host

@@ -1,5 +1,5 @@
-// What sharing is set to: "share.…" of the configuration (docs/configuration.md), which Sharing (sharing.h) follows,
-// and the times of a lease, which both devices keep. Value types; any thread.
+// The settings of sharing: "share.…" in the configuration (docs/configuration.md), and the times of a lease, which are
+// the same on both devices. Used by Sharing (sharing.h). Value types; any thread.
 #pragma once
 
 #include <chrono>
@@ -9,7 +9,7 @@
 
 namespace Vexo::Host {
 
-// A lease that was not renewed for this long has ended. Devices renew it every LEASE_RENEWAL.
+// A lease expires when it was not renewed for LEASE_LIFE. Devices renew it every LEASE_RENEWAL.
 inline constexpr std::chrono::seconds LEASE_LIFE{150};
 inline constexpr std::chrono::seconds LEASE_RENEWAL{60};
 
@@ -17,10 +17,10 @@ inline constexpr uint64_t BYTES_OF_MB = 1'000'000;
 
 struct SharingSettings {
     ShareAllow allow = ShareAllow::ACCOUNT;  // "share.allow"
-    uint8_t batteryFloorPercent = 0;         // "share.battery_floor": 0 to 100; 0: none
-    uint64_t monthLimitMb = 0;               // "share.month_limit_mb": in BYTES_OF_MB; 0: none
+    uint8_t batteryFloorPercent = 0;         // "share.battery_floor": 0 to 100; 0: no floor
+    uint64_t monthLimitMb = 0;               // "share.month_limit_mb": in BYTES_OF_MB; 0: no limit
     uint32_t monthFirstDay = 1;              // "share.month_first_day": 1 to 31
-    std::chrono::seconds closesAfter{60};    // "share.close_after_s": from the end of the last lease
+    std::chrono::seconds closesAfter{60};    // "share.close_after_s": after the end of the last lease
 };
 
 }  // namespace Vexo::Host
