@@ -11,7 +11,7 @@
 
 namespace Vexo::Host {
 
-// The device has no account.
+// The fault of a device without an account.
 AccountFault NoAccount();
 AccountFault WasRemoved(const std::string& account, std::chrono::sys_seconds at);
 // holder: the name of the member that has the account's key; empty: unknown.

@@ -40,7 +40,8 @@ public:
     using Say = std::function<void(const std::string& line)>;
 
     // Starts everything. Blocks on the disk and, at a device's first start, on key generation. On failure the error
-    // says what could not be started and why; everything else is stopped again, and only files and folders remain.
+    // says what could not be started and why; everything that was started is stopped again, and only files and folders
+    // remain.
     [[nodiscard]] static Result<std::unique_ptr<Daemon>> Start(const Configuration& configuration, const Say& say);
 
     // Stops accepting work: removes the socket, loads no ability, closes sessions, and makes session opens and radio

@@ -113,7 +113,7 @@ struct DeviceFacts {
     bool operator==(const DeviceFacts&) const = default;
 };
 
-// What was undone on both devices after an attempt or `down`.
+// What was undone on both devices after an attempt or `distnetctl down`.
 struct TakenBack {
     bool hasLeftWifi = false;
     std::string backOn;  // name of the user's own network that this device is on again; empty: none
@@ -165,7 +165,7 @@ enum class AutoState : uint8_t {
     WAITING,   // this device has no network; an attempt begins if that persists
     TRYING,
     ONLINE,     // this device is online through another device
-    SUSPENDED,  // by `down` or a manual disconnect; ends at AutoStatus::until, or with the user's own network
+    SUSPENDED,  // by `distnetctl down` or a manual disconnect; ends at AutoStatus::until, or with the user's own network
     EXHAUSTED,  // this hour's attempts are used up; ends at AutoStatus::until
 };
 

@@ -36,7 +36,7 @@ public:
     void Switch(bool isOn);
     bool IsOn() const { return isOn_; }
 
-    // hasCandidate: at least one device is known that can be tried. isBusy: an attempt or `down` runs.
+    // hasCandidate: at least one device is known that can be tried. isBusy: an attempt or `distnetctl down` runs.
     Decision Update(const Network::NetworkSituation& situation, bool hasCandidate, bool isBusy, SteadyTime now);
     // Call when an attempt of automatic mode has ended.
     void OnTried(bool isOnline, SteadyTime now);
@@ -44,7 +44,7 @@ public:
     void OnOnlineByPerson() { isUpByAuto_ = false; }
     // Call when this device has lost the other device's network.
     void OnLost() { isUpByAuto_ = false; }
-    // Call when a person requested `down`, or cancelled an attempt of automatic mode. Suspends automatic mode.
+    // Call when a person requested `distnetctl down`, or cancelled an attempt of automatic mode. Suspends automatic mode.
     void OnDownByPerson(SteadyTime now);
 
     AutoState State() const { return state_; }

@@ -13,7 +13,8 @@ namespace Vexo::Host {
 
 // Older facts do not influence the order.
 inline constexpr std::chrono::minutes FACTS_COUNT_FOR{10};
-// Devices that are away are tried if they were reached within this time, and at most this many of them.
+// Devices that are not reachable now are tried if they were reached within AWAY_TRIED_FOR, and at most
+// MAX_AWAY_CANDIDATES of them.
 inline constexpr std::chrono::days AWAY_TRIED_FOR{30};
 inline constexpr size_t MAX_AWAY_CANDIDATES = 3;
 // A battery at or below this percentage counts as low, unless it is charging.

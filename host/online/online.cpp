@@ -1,4 +1,4 @@
-// The part of Online that runs attempts and `down`. What happens without a request: online_upkeep.cpp.
+// The part of Online that runs attempts and `distnetctl down`. What happens without a request: online_upkeep.cpp.
 #include "host/online/online.h"
 
 #include <algorithm>
@@ -275,7 +275,7 @@ void OnlineService::Connect(const DeviceInUse& device, bool isNew)
     });
 }
 
-// ---- Cancelling and `down`
+// ---- Cancelling and `distnetctl down`
 
 void OnlineService::BeginCancelling(OnlineFault why)
 {

@@ -52,15 +52,15 @@ struct OnlineOptions {
     // Returns why no device can be asked (NO_ACCOUNT or REMOVED); no value: devices can be asked.
     std::function<std::optional<OnlineFault>()> whyNoAccount;
     AskService askService;
-    // Reports that on the network that this device has joined, the device with that network id has that IP address (the
-    // gateway), so that it is tried there first. Empty: this device has left the network.
+    // Reports the IP address that the device with that network id has on the network that this device has joined (the
+    // gateway). The link to other devices then tries this address first. Empty: this device has left the network.
     std::function<void(const std::string& networkId, const std::string& ipAddress)> suggestAddress;
     Tasks::Timers* timers = &Tasks::Timers::System();
 };
 
 class Online : public NoCopyable, public std::enable_shared_from_this<Online> {
 public:
-    // Blocks on the disk.
+    // Creates Online and loads online.json. Blocks on the disk.
     static std::shared_ptr<Online> Start(OnlineOptions options);
     virtual ~Online() = default;
 

@@ -20,7 +20,7 @@ struct OnlineFaultRow {
 };
 
 inline constexpr size_t ONLINE_FAULT_COUNT = static_cast<size_t>(OnlineFaultCode::TIMED_OUT) + 1;
-// In the order of OnlineFaultCode.
+// The rows are in the order of OnlineFaultCode.
 extern const std::array<OnlineFaultRow, ONLINE_FAULT_COUNT> ONLINE_FAULTS;
 
 // The device that a fault concerns. If name is empty, the texts show the short form of the network id.

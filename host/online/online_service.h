@@ -1,5 +1,5 @@
 // OnlineService: implements Online (online.h). At most one job runs at a time, on a thread of the pool: an attempt, or
-// `down`. Between jobs a LeaseKeeper and, if it is on, automatic mode are active. Any thread.
+// `distnetctl down`. Between jobs a LeaseKeeper and, if it is on, automatic mode are active. Any thread.
 #pragma once
 
 #include <atomic>
@@ -69,7 +69,7 @@ private:
     void Connect(const DeviceInUse& device, bool isNew) REQUIRES(mutex_);
     void OnLost(uint32_t number) EXCLUDES(mutex_);
 
-    // isByPerson: a person requested `down`, so automatic mode is suspended.
+    // isByPerson: a person requested it; automatic mode is then suspended.
     void BringDown(std::optional<IDistNetHost::Answer<DownAnswer>> answer, bool isByPerson) EXCLUDES(mutex_);
     void StartDown() REQUIRES(mutex_);
     void RunDown() EXCLUDES(mutex_);
@@ -96,7 +96,7 @@ private:
     std::optional<DeviceInUse> asked_ GUARDED_BY(mutex_);  // the device that the running attempt asked last
     std::vector<std::pair<pid_t, IDistNetHost::Answer<OnlineAnswer>>> cancelAnswers_ GUARDED_BY(mutex_);
     bool isDownWanted_ GUARDED_BY(mutex_) = false;
-    std::optional<TakenBack> undoneForDown_ GUARDED_BY(mutex_);  // what the attempt that `down` cancelled undid
+    std::optional<TakenBack> undoneForDown_ GUARDED_BY(mutex_);  // what the attempt that `distnetctl down` cancelled undid
     std::vector<IDistNetHost::Answer<DownAnswer>> downAnswers_ GUARDED_BY(mutex_);
     std::optional<Connection> connection_ GUARDED_BY(mutex_);
     uint32_t connections_ GUARDED_BY(mutex_) = 0;
