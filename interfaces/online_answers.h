@@ -165,7 +165,7 @@ enum class AutoState : uint8_t {
     WAITING,   // this device has no network; an attempt begins if that persists
     TRYING,
     ONLINE,     // this device is online through another device
-    SUSPENDED,  // by `distnetctl down` or a manual disconnect; ends at AutoStatus::until, or with the user's own network
+    SUSPENDED,  // after `distnetctl down` or a manual disconnect; ends at AutoStatus::until or with the own network
     EXHAUSTED,  // this hour's attempts are used up; ends at AutoStatus::until
 };
 

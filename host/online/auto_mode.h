@@ -44,7 +44,8 @@ public:
     void OnOnlineByPerson() { isUpByAuto_ = false; }
     // Call when this device has lost the other device's network.
     void OnLost() { isUpByAuto_ = false; }
-    // Call when a person requested `distnetctl down`, or cancelled an attempt of automatic mode. Suspends automatic mode.
+    // Call when a person requested `distnetctl down`, or cancelled an attempt of automatic mode. Suspends automatic
+    // mode.
     void OnDownByPerson(SteadyTime now);
 
     AutoState State() const { return state_; }

@@ -96,7 +96,7 @@ private:
     std::optional<DeviceInUse> asked_ GUARDED_BY(mutex_);  // the device that the running attempt asked last
     std::vector<std::pair<pid_t, IDistNetHost::Answer<OnlineAnswer>>> cancelAnswers_ GUARDED_BY(mutex_);
     bool isDownWanted_ GUARDED_BY(mutex_) = false;
-    std::optional<TakenBack> undoneForDown_ GUARDED_BY(mutex_);  // what the attempt that `distnetctl down` cancelled undid
+    std::optional<TakenBack> undoneForDown_ GUARDED_BY(mutex_);  // by the attempt that was cancelled for it
     std::vector<IDistNetHost::Answer<DownAnswer>> downAnswers_ GUARDED_BY(mutex_);
     std::optional<Connection> connection_ GUARDED_BY(mutex_);
     uint32_t connections_ GUARDED_BY(mutex_) = 0;
