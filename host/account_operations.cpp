@@ -376,7 +376,7 @@ ChangeAnswer AccountOperations::HandOver(const std::string& networkId, const Res
 {
     if (!sent) {
         AccountFault fault = Failed(sent.error());
-        fault.message = "the device did not take the key: " + sent.error().message;
+        fault.message = "the device did not accept the key: " + sent.error().message;
         if (sent.error().code == ErrorCode::UNAVAILABLE) {
             fault = {AccountFaultCode::LOST, "the device is not reachable: " + sent.error().message,
                      "Bring the two near each other or onto one network, and try again", ""};

@@ -193,7 +193,7 @@ std::optional<HealthCheck> FaultOf(const HealthFacts& facts, const Simulated::De
         const bool fails = !entry.isDefault && !entry.key.ends_with(".delay_ms");
         if (fails && entry.key.starts_with("faults." + kind + ".")) {
             const std::string healthy = entry.key.ends_with(".code") ? "=0" : "=false";
-            return Unhealthy(check, "it is told to fail: " + entry.key + "=" + entry.value,
+            return Unhealthy(check, "it is set to fail: " + entry.key + "=" + entry.value,
                              "Remove the fault: " + SimSet(facts, entry.key + healthy));
         }
     }
@@ -211,7 +211,7 @@ HealthCheck CheckRadio(const HealthFacts& facts, const Result<Simulated::DeviceS
     const auto wifi = Wifi::WifiDevice::GetInstance(WIFI_DEVICE_SYS_ABILITY_ID);
     if (!wifi) {
         return Unhealthy("radio", "this device has no Wi-Fi",
-                         "Give it some: " + SimSet(facts, "wifi.station_present=true"));
+                         "Add Wi-Fi: " + SimSet(facts, "wifi.station_present=true"));
     }
     if (!state.value().wifiEnabled) {
         return Unhealthy("radio", "Wi-Fi is switched off", "Switch it on: " + SimSet(facts, "wifi.enabled=true"));
@@ -228,7 +228,7 @@ HealthCheck CheckHotspot(const HealthFacts& facts, const Simulated::DeviceState&
     const auto hotspot = Wifi::WifiHotspot::GetInstance(WIFI_HOTSPOT_SYS_ABILITY_ID);
     if (!hotspot) {
         return Unhealthy("hotspot", "this device's Wi-Fi cannot be a hotspot",
-                         "Let it: " + SimSet(facts, "wifi.hotspot_present=true"));
+                         "Allow it: " + SimSet(facts, "wifi.hotspot_present=true"));
     }
     if (auto fault = FaultOf(facts, state, "hotspot", "hotspot")) {
         return *std::move(fault);

@@ -139,7 +139,7 @@ void NetworkUse::OnRefusedBy(const std::string& networkId, SoftBus::PeerRefusal 
 void NetworkUse::OnLinkStarted()
 {
     if (const Result<void> begun = peers_->Begin(); !begun) {
-        QuviewDFX::LogError(LABEL, "no requests to and from other daemons: %{public}s", begun.error().message);
+        QuviewDFX::LogError(LABEL, "cannot exchange requests with other daemons: %{public}s", begun.error().message);
     }
 }
 

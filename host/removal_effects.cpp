@@ -46,7 +46,7 @@ Done Read(const std::filesystem::path& file)
     Result<Done> done = DoneKeys().Load(file, MAX_FILE_BYTES);
     if (!done) {
         // Handling a removal twice does no harm.
-        QuviewDFX::LogWarn(LABEL, "%{public}s; counts as empty", done.error().message);
+        QuviewDFX::LogWarn(LABEL, "%{public}s; treated as empty", done.error().message);
         return {};
     }
     return std::move(done.value());
@@ -86,7 +86,8 @@ void RemovalEffects::Apply(const Trust::AccountState& state, const std::string& 
     QuviewDFX::LogInfo(LABEL, "%{public}s was removed from the account: the key of this device's hotspot has changed",
                        latest->name);
     if (!done.usersHotspot.empty()) {
-        QuviewDFX::LogWarn(LABEL, "the hotspot \"%{public}s\" is its user's own: %{public}s may know its key",
+        QuviewDFX::LogWarn(LABEL,
+                           "the key of the user's own hotspot \"%{public}s\" is unchanged: %{public}s may know it",
                            done.usersHotspot, latest->name);
     }
 }

@@ -48,7 +48,7 @@ const std::array<OnlineFaultRow, ONLINE_FAULT_COUNT> ONLINE_FAULTS{{
      "See what is wrong: distnetctl doctor; sudo journalctl -u distnet", 1},
     {Code::NO_DEVICES, "no other device of this account is known",
      "Bring one near this device, then look for it: distnetctl devices --scan", 1},
-    {Code::UNKNOWN_DEVICE, "no device of this account is {why}", "See which there are: distnetctl devices", 1},
+    {Code::UNKNOWN_DEVICE, "no device of this account is {why}", "List the devices: distnetctl devices", 1},
     {Code::AWAY, "{device} is away{why}",
      "Bring {device} near this device, or into one network with it, and see that DistNet runs there", 1},
     {Code::UNREACHABLE, "{device} announces itself, but could not be reached{why}",
@@ -60,7 +60,7 @@ const std::array<OnlineFaultRow, ONLINE_FAULT_COUNT> ONLINE_FAULTS{{
     {Code::NOT_ANSWERED, "the owner of {device} has denied or ignored this device's request",
      "On {device}: distnetctl share allow, with this device's name. The owner is not asked again for 10 minutes", 1},
     {Code::BATTERY_FLOOR, "the battery of {device} is below what its owner allows{why}", "Charge {device}", 1},
-    {Code::DATA_LIMIT, "{device} has carried this month's bytes, as its owner limits them",
+    {Code::DATA_LIMIT, "{device} has reached its owner's data limit of this month",
      "On {device}: distnetctl share status shows the limit", 1},
     {Code::PEER_WIFI_OFF, "the Wi-Fi of {device} is switched off",
      "On {device}: switch Wi-Fi on, then `distnetctl up` here", 1},
@@ -73,7 +73,8 @@ const std::array<OnlineFaultRow, ONLINE_FAULT_COUNT> ONLINE_FAULTS{{
      "Wake {device} up, then `distnetctl up` here", 1},
     {Code::NOT_VISIBLE, "the hotspot of {device} is not visible here{why}",
      "Bring the two devices closer together, then `distnetctl up` here", 1},
-    {Code::SECURITY_DIFFERS, "the hotspot of {device} is not secured as it said{why}", CLOSE_AND_RETRY, 1},
+    {Code::SECURITY_DIFFERS, "the hotspot of {device} has another security type than {device} announced{why}",
+     CLOSE_AND_RETRY, 1},
     {Code::WRONG_KEY, "the hotspot of {device} refused the key that {device} sent{why}", CLOSE_AND_RETRY, 1},
     {Code::NO_IP_ADDRESS, "the network of {device} gave this device no address", CLOSE_AND_RETRY, 1},
     {Code::JOIN_FAILED, "this device did not join the network of {device}{why}",
@@ -100,7 +101,7 @@ std::string WaysText(const KnownDevice& device)
 {
     return (device.transport == "bluetooth" ? std::string("Bluetooth")
                                             : "the LAN" + (device.address.empty() ? "" : " at " + device.address)) +
-           " or any other way";
+           " or any other transport";
 }
 
 std::string ClockText(milliseconds clockAhead)
@@ -245,7 +246,7 @@ OnlineFault NoInternet(const std::optional<DeviceFacts>& facts, const FaultDevic
     }
     const bool isAlone = facts && facts->uplink == UplinkKind::NONE;
     return MakeFault(Code::NO_INTERNET, device,
-                     isAlone ? ": it is in no other network itself" : ": its network leads nowhere");
+                     isAlone ? ": it has no other network itself" : ": its network has no internet access");
 }
 
 }  // namespace Vexo::Host

@@ -80,7 +80,7 @@ void OnlineMemory::OnSuccess(const std::string& networkId)
     }
     const auto stored = Change([&](OnlineRecord& record) { record.successes[networkId] = Now(); });
     if (!stored) {
-        QuviewDFX::LogWarn(LABEL, "the success is not stored: %{public}s", stored.error().message);
+        QuviewDFX::LogWarn(LABEL, "cannot store which device was used last: %{public}s", stored.error().message);
     }
 }
 
@@ -123,8 +123,7 @@ void OnlineMemory::Forget()
     }
     const auto stored = Change([](OnlineRecord& record) { record = {record.isAutoOn, {}, {}}; });
     if (!stored) {
-        QuviewDFX::LogError(LABEL, "the account's devices are not removed from the file: %{public}s",
-                            stored.error().message);
+        QuviewDFX::LogError(LABEL, "cannot remove the devices of the left account: %{public}s", stored.error().message);
     }
 }
 

@@ -146,15 +146,15 @@ Error FromSoftBus(int result)
         case SOFTBUS_INVALID_PARAM:  // an id that no device can have
             return {ErrorCode::NOT_FOUND, "no device of this account has that id"};
         case SOFTBUS_NO_LINK:
-            return {ErrorCode::UNAVAILABLE, "the device was reached over no way"};
+            return {ErrorCode::UNAVAILABLE, "the device could not be reached over any transport"};
         case SOFTBUS_TIMED_OUT:
             return {ErrorCode::UNAVAILABLE, "no connection to the device was made in time"};
         case SOFTBUS_UNAVAILABLE:
             return {ErrorCode::UNAVAILABLE, "the link to other devices does not run"};
         case SOFTBUS_QUEUE_FULL:
-            return {ErrorCode::UNAVAILABLE, "the device takes no messages"};
+            return {ErrorCode::UNAVAILABLE, "the device does not accept more messages"};
         default:
-            return {ErrorCode::REFUSED, "the device refused the session of the daemons"};
+            return {ErrorCode::REFUSED, "the device refused the session with its daemon"};
     }
 }
 
@@ -176,7 +176,7 @@ Result<void> Link::Begin()
     const int result = CreateSessionServer(PEER_PACKAGE, PEER_SESSION, &LISTENER);
     if (result != SOFTBUS_OK) {
         End();
-        return Fail(ErrorCode::REFUSED, "the session server of the daemons was refused with " + std::to_string(result));
+        return Fail(ErrorCode::REFUSED, "the soft bus refused the session server with " + std::to_string(result));
     }
     return {};
 }
@@ -272,7 +272,7 @@ Result<PeerAnswer> Link::Exchange(const SessionPtr& session, const PeerRequest& 
     }
     pending_.erase(number);
     if (pending.answer && !Answers(*pending.answer, request)) {
-        return Fail(ErrorCode::REFUSED, "the device answered another request than it was asked");
+        return Fail(ErrorCode::REFUSED, "the answer of the device does not match the request");
     }
     if (pending.answer) {
         return std::move(*pending.answer);
@@ -372,7 +372,7 @@ void Link::OnClosed(int sessionId)
     const MutexLock lock(mutex_);
     if (const auto found = sessions_.find(sessionId); found != sessions_.end()) {
         const SessionPtr session = found->second;
-        Forget(session, {ErrorCode::UNAVAILABLE, "the device closed the session of the daemons"});
+        Forget(session, {ErrorCode::UNAVAILABLE, "the device closed the session with its daemon"});
     }
 }
 

@@ -367,7 +367,7 @@ void SharingImpl::Close(const char* reason)
 {
     const Result<void> closed = options_.share->Close(reason);
     if (!closed && !hasCloseFailed_) {
-        QuviewDFX::LogWarn(LABEL, "the hotspot is to close (%{public}s), and stays open: %{public}s", reason,
+        QuviewDFX::LogWarn(LABEL, "cannot close the hotspot (%{public}s), so it stays open: %{public}s", reason,
                            closed.error().message);
     }
     hasCloseFailed_ = !closed;
@@ -429,8 +429,9 @@ ShareChange SharingImpl::Decide(const std::string& networkId, ShareDecision deci
                            "`distnetctl share requests` lists the open ones"}};
     }
     if (!isDone) {
-        return {ShareFault{ShareFaultCode::FAILED,
-                           std::to_string(MAX_SHARE_DEVICES) + " devices were decided on, and more are not kept", ""}};
+        return {ShareFault{
+            ShareFaultCode::FAILED,
+            std::to_string(MAX_SHARE_DEVICES) + " devices have a rule already, and no more can be stored", ""}};
     }
     ReportShareDecided(networkId, decision);
     if (decision == ShareDecision::NEVER) {
@@ -440,7 +441,7 @@ ShareChange SharingImpl::Decide(const std::string& networkId, ShareDecision deci
     Save(&saved);
     if (!saved) {
         return {ShareFault{ShareFaultCode::FAILED,
-                           "the decision holds, but only until the daemon ends: " + saved.error().message, ""}};
+                           "the decision is in effect, but only until the daemon ends: " + saved.error().message, ""}};
     }
     return {};
 }
@@ -459,7 +460,8 @@ void SharingImpl::Save(Result<void>* result)
     }
     const Result<void> saved = file_.Save(record);
     if (!saved && !std::exchange(hasSaveFailed_, true)) {
-        QuviewDFX::LogWarn(LABEL, "%{public}s; rules, questions and bytes since then are lost at a restart",
+        QuviewDFX::LogWarn(LABEL,
+                           "%{public}s; a restart loses the rules, questions and byte counts since the last save",
                            saved.error().message);
     }
     hasSaveFailed_ = !saved;

@@ -65,7 +65,7 @@ SharingRecord SharingFile::Load()
     if (record.error().code != ErrorCode::MALFORMED) {
         // Do not overwrite the file: its content may be valid.
         whyNotWritten_ = record.error().message;
-        QuviewDFX::LogError(LABEL, "%{public}s; rules and bytes in it do not count, and new ones are not kept",
+        QuviewDFX::LogError(LABEL, "%{public}s; its rules and byte counts are not used, and new ones are not stored",
                             whyNotWritten_);
         return {};
     }
@@ -73,7 +73,8 @@ SharingRecord SharingFile::Load()
     kept += SoftBus::UNUSABLE_SUFFIX;
     std::error_code error;
     std::filesystem::rename(file_, kept, error);
-    QuviewDFX::LogError(LABEL, "%{public}s; %{public}s, and rules and bytes start anew", record.error().message,
+    QuviewDFX::LogError(LABEL, "%{public}s; %{public}s, and the rules and byte counts start empty",
+                        record.error().message,
                         error ? "it cannot be renamed: " + error.message() : "it is now " + kept.string());
     return {};
 }

@@ -88,7 +88,7 @@ const Broken ROWS[] = {
     {"radio", "switched off", "wifi.enabled=true", [](Phone& p) { p.Set("wifi.enabled=false"); }},
     {"hotspot", "cannot be", "wifi.hotspot_present=true",
      [](Phone& p) { p.registry.manager->RemoveSystemAbility(WIFI_HOTSPOT_SYS_ABILITY_ID); }},
-    {"hotspot", "told to fail", "hotspot.enable.code=0", [](Phone& p) { p.Set("faults.hotspot.enable.code=5"); }},
+    {"hotspot", "set to fail", "hotspot.enable.code=0", [](Phone& p) { p.Set("faults.hotspot.enable.code=5"); }},
 };
 
 TEST(HealthChecks, NameTheOneThingThatIsWrongAndHowToMendIt)
