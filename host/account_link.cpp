@@ -154,11 +154,11 @@ void AccountLink::CheckIdentity()
     if (Facts().softBus) {
         UseChanged();
     } else {
-        TakeOver();
+        StartIfEnrolled();
     }
 }
 
-void AccountLink::TakeOver()
+void AccountLink::StartIfEnrolled()
 {
     const Result<Trust::Identity> identity = Trust::LoadIdentity(options_.identityFolder);
     if (!identity || !identity.value().Enrolled()) {

@@ -99,7 +99,7 @@ private:
     void RunOnStrand(const char* what, const std::function<void()>& work) EXCLUDES(mutex_);
     // The following functions run on the strand.
     void CheckIdentity() EXCLUDES(mutex_);
-    void TakeOver() EXCLUDES(mutex_);
+    void StartIfEnrolled() EXCLUDES(mutex_);
     void UseChanged() EXCLUDES(mutex_);
     [[nodiscard]] Result<void> LeaveNow() EXCLUDES(mutex_);
     void ReportState() EXCLUDES(mutex_);
