@@ -152,7 +152,7 @@ void AccountLink::RefreshSoon()
 void AccountLink::CheckIdentity()
 {
     if (Facts().softBus) {
-        UseChanged();
+        ApplyIdentityChange();
     } else {
         StartIfEnrolled();
     }
@@ -179,7 +179,7 @@ void AccountLink::StartIfEnrolled()
 
 // A damaged enrolment, or one of another network id, is ignored here: the soft bus keeps the identity that it has, and
 // `distnetctl doctor` says what to do.
-void AccountLink::UseChanged()
+void AccountLink::ApplyIdentityChange()
 {
     Result<Trust::Identity> identity = Trust::LoadIdentity(options_.identityFolder);
     LinkFacts known;

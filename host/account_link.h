@@ -100,7 +100,7 @@ private:
     // The following functions run on the strand.
     void CheckIdentity() EXCLUDES(mutex_);
     void StartIfEnrolled() EXCLUDES(mutex_);
-    void UseChanged() EXCLUDES(mutex_);
+    void ApplyIdentityChange() EXCLUDES(mutex_);
     [[nodiscard]] Result<void> LeaveNow() EXCLUDES(mutex_);
     void ReportState() EXCLUDES(mutex_);
 
