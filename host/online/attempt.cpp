@@ -23,7 +23,7 @@ Attempt::Attempt(Environment environment, AttemptTask task)
 {
 }
 
-Attempt::Fault Attempt::WhyNotHere() const
+Attempt::Fault Attempt::CheckThisDevice() const
 {
     if (Fault fault = options_.whyNoAccount()) {
         return fault;
@@ -186,7 +186,7 @@ OnlineFault Attempt::WhyNoHotspot(Trial& trial, int32_t code, milliseconds took)
         trial.mayBeOpen = false;
         return FaultOf(refusal, trial.named);
     }
-    if (Fault fault = WhyNotHere()) {
+    if (Fault fault = CheckThisDevice()) {
         return *std::move(fault);  // this device could not begin the join
     }
     RefreshFactsOf(trial);
@@ -406,7 +406,7 @@ bool Attempt::IsStillOnline()
 
 AttemptEnd Attempt::Run()
 {
-    if (const Fault fault = WhyNotHere()) {
+    if (const Fault fault = CheckThisDevice()) {
         Record(*fault, Kind::FIND);
         return End();
     }
@@ -421,7 +421,7 @@ AttemptEnd Attempt::Run()
         if (hasFailed || IsCancelled()) {
             continue;
         }
-        if (const Fault fault = WhyNotHere()) {
+        if (const Fault fault = CheckThisDevice()) {
             Record(*fault, Kind::FIND);
             break;
         }

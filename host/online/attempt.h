@@ -77,7 +77,7 @@ private:
     };
     using Fault = std::optional<OnlineFault>;  // no value: success
 
-    Fault WhyNotHere() const;
+    Fault CheckThisDevice() const;
     std::vector<KnownDevice> Candidates();
     bool IsStillOnline();
     Trial TrialOf(const std::string& networkId) const;
