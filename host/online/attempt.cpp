@@ -438,7 +438,7 @@ AttemptEnd Attempt::Run()
 
 // Ends the use of the previous device (before_). If another device is in use now, notifies the previous one. Otherwise
 // keeps the previous network if this device is still on it.
-void Attempt::EndBefore()
+void Attempt::EndPreviousUse()
 {
     if (!before_ || (end_.inUse && end_.inUse->networkId == before_->networkId)) {
         return;
@@ -456,7 +456,7 @@ void Attempt::EndBefore()
 
 AttemptEnd Attempt::End()
 {
-    EndBefore();
+    EndPreviousUse();
     for (const Failure& failure : failures_) {
         if (failure.fault.code != Code::CANCELLED) {
             WriteOnlineFail(failure.fault.networkId, failure.step, failure.fault.code);

@@ -101,7 +101,7 @@ private:
     bool GiveUp(Trial& trial, const OnlineFault& fault, OnlineStepKind step);
     void Record(const OnlineFault& fault, OnlineStepKind step);
     void KeepTakenBack(TakenBack takenBack);
-    void EndBefore();
+    void EndPreviousUse();
     AttemptEnd End();
     bool IsCancelled() const { return env_.cancellation->IsCancelled(); }
     Fault Cancelled(const Trial& trial) const;
