@@ -107,7 +107,7 @@ Current& CurrentLink()
     return current.value;
 }
 
-std::shared_ptr<Link> TheLink()
+std::shared_ptr<Link> ActiveLink()
 {
     const MutexLock lock(CurrentLink().mutex);
     return CurrentLink().link.lock();
@@ -115,7 +115,7 @@ std::shared_ptr<Link> TheLink()
 
 int OpenedAdapter(int sessionId, int result)
 {
-    if (const auto link = TheLink()) {
+    if (const auto link = ActiveLink()) {
         link->OnOpened(sessionId, result);
     }
     return 0;
@@ -123,14 +123,14 @@ int OpenedAdapter(int sessionId, int result)
 
 void ClosedAdapter(int sessionId)
 {
-    if (const auto link = TheLink()) {
+    if (const auto link = ActiveLink()) {
         link->OnClosed(sessionId);
     }
 }
 
 void BytesAdapter(int sessionId, const void* data, unsigned int size)
 {
-    if (const auto link = TheLink()) {
+    if (const auto link = ActiveLink()) {
         link->OnBytes(sessionId, data, size);
     }
 }
