@@ -63,9 +63,9 @@ private:
         std::optional<PeerAnswer> answer{};
     };
 
-    // Makes one attempt. isWorthAnother receives true if the attempt failed because an earlier session was dead.
+    // Makes one attempt. mayRetry receives true if the attempt failed because an earlier session was dead.
     Result<PeerAnswer> AskOnce(const std::string& networkId, const PeerRequest& request, const Limit& limit,
-                               bool& isWorthAnother) EXCLUDES(mutex_);
+                               bool& mayRetry) EXCLUDES(mutex_);
     Result<PeerAnswer> Exchange(const SessionPtr& session, const PeerRequest& request, const Limit& limit)
         REQUIRES(mutex_);
     Result<SessionPtr> FindOrOpen(const std::string& networkId) REQUIRES(mutex_);
@@ -206,16 +206,16 @@ Result<PeerAnswer> Link::Ask(const std::string& networkId, const PeerRequest& re
         changed_.NotifyAll();
     });
     while (true) {
-        bool isWorthAnother = false;
-        Result<PeerAnswer> answer = AskOnce(networkId, request, {deadline, cancellation}, isWorthAnother);
-        if (answer || !isWorthAnother || Clock::System().Now() >= deadline) {
+        bool mayRetry = false;
+        Result<PeerAnswer> answer = AskOnce(networkId, request, {deadline, cancellation}, mayRetry);
+        if (answer || !mayRetry || Clock::System().Now() >= deadline) {
             return answer;
         }
     }
 }
 
 Result<PeerAnswer> Link::AskOnce(const std::string& networkId, const PeerRequest& request, const Limit& limit,
-                                 bool& isWorthAnother)
+                                 bool& mayRetry)
 {
     const MutexLock lock(mutex_);
     Result<SessionPtr> found = FindOrOpen(networkId);
@@ -242,7 +242,7 @@ Result<PeerAnswer> Link::AskOnce(const std::string& networkId, const PeerRequest
         });
     }
     const bool isLost = session->stage == Stage::ENDED && session->failure.code == ErrorCode::UNAVAILABLE;
-    isWorthAnother = isLost && isRunning_ && (isKept || session->wasGivenUp);
+    mayRetry = isLost && isRunning_ && (isKept || session->wasGivenUp);
     return answer;
 }
 
