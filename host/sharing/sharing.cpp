@@ -45,10 +45,10 @@ public:
         }
         options_.share->SetListener([weak = weak_from_this()] {
             if (const auto self = weak.lock()) {
-                self->PostLook();
+                self->PostHotspotUpdate();
             }
         });
-        PostLook();
+        PostHotspotUpdate();
     }
 
     PeerRefusal Admit(const std::string& networkId) override EXCLUDES(mutex_);
@@ -68,20 +68,20 @@ private:
     // Runs work with this object on the strand, unless sharing has stopped. Returns the result of Strand::Post.
     bool Post(std::function<void(SharingImpl&)> work);
     Tasks::Timer PostAfter(std::chrono::milliseconds delay, void (SharingImpl::*work)());
-    void PostLook() EXCLUDES(mutex_);
+    void PostHotspotUpdate() EXCLUDES(mutex_);
     void PostAsk(const std::string& networkId);
     SteadyTime::duration BatteryAge(const ShareTime& now) const REQUIRES(mutex_) { return now.boot - batteryReadAt_; }
     ShareResources Resources(const ShareTime& now) REQUIRES(mutex_);
 
     void RefreshBattery() EXCLUDES(mutex_);
-    void Look() EXCLUDES(mutex_);
+    void ReadHotspot() EXCLUDES(mutex_);
     const char* WhyClose(const ShareTime& now) REQUIRES(mutex_);
     // Ends the device's use. Returns true if the hotspot is off, or will close because no other device uses it.
     bool EndUse(const std::string& networkId, const std::string& macAddress, const char* reason) EXCLUDES(mutex_);
     void Save(Result<void>* result = nullptr) EXCLUDES(mutex_, fileMutex_);
 
     // ---- On the strand
-    void LookAndClose() EXCLUDES(mutex_);
+    void UpdateHotspot() EXCLUDES(mutex_);
     void CloseReleased() EXCLUDES(mutex_);
     void Close(const char* reason);
 
@@ -90,8 +90,8 @@ private:
     QuviewDFX::LogLimit<std::string> refusals_;  // by network id
     bool hasCloseFailed_ = false;                // used on the strand only
 
-    // lookMutex_ and fileMutex_ are locked before mutex_.
-    Mutex lookMutex_;  // the hotspot's states are applied in the order in which they were read
+    // readMutex_ and fileMutex_ are locked before mutex_.
+    Mutex readMutex_;  // the hotspot's states are applied in the order in which they were read
     Mutex fileMutex_;  // records are written in the order in which they were made
     SharingFile file_ GUARDED_BY(fileMutex_);
     bool hasSaveFailed_ GUARDED_BY(fileMutex_) = false;
@@ -105,9 +105,9 @@ private:
     SteadyTime batteryReadAt_ GUARDED_BY(mutex_){};
     uint64_t savedBytes_ GUARDED_BY(mutex_) = 0;
     SteadyTime savedAt_ GUARDED_BY(mutex_){};
-    bool isLookPosted_ GUARDED_BY(mutex_) = false;
+    bool isUpdatePosted_ GUARDED_BY(mutex_) = false;
     bool isStopped_ GUARDED_BY(mutex_) = false;
-    Tasks::Timer lookTimer_ GUARDED_BY(mutex_);
+    Tasks::Timer updateTimer_ GUARDED_BY(mutex_);
     Tasks::Timer releaseTimer_ GUARDED_BY(mutex_);
     Tasks::Strand strand_;
 };
@@ -180,7 +180,7 @@ void SharingImpl::RefreshBattery()
 
 LeaseAnswer SharingImpl::OnLease(const std::string& networkId, const LeaseRequest& request)
 {
-    Look();
+    ReadHotspot();
     const ShareTime now = Now();
     MutexLock lock(mutex_);
     if (!info_.isOn || isStopped_) {
@@ -204,14 +204,14 @@ LeaseAnswer SharingImpl::OnLease(const std::string& networkId, const LeaseReques
     lock.Unlock();
     if (renewal == ShareLeases::Renewal::BEGUN) {
         ReportLeaseBegan(networkId);
-        PostLook();
+        PostHotspotUpdate();
     }
     return {true};
 }
 
 bool SharingImpl::EndUse(const std::string& networkId, const std::string& macAddress, const char* reason)
 {
-    Look();
+    ReadHotspot();
     const SteadyTime now = timers_.BootNow();
     MutexLock lock(mutex_);
     const ShareLeases::Ended ended = leases_.End(networkId, macAddress, now);
@@ -267,23 +267,23 @@ Tasks::Timer SharingImpl::PostAfter(std::chrono::milliseconds delay, void (Shari
     });
 }
 
-void SharingImpl::PostLook()
+void SharingImpl::PostHotspotUpdate()
 {
     {
         const MutexLock lock(mutex_);
-        if (std::exchange(isLookPosted_, true)) {
+        if (std::exchange(isUpdatePosted_, true)) {
             return;
         }
     }
-    if (!Post([](SharingImpl& self) { self.LookAndClose(); })) {
+    if (!Post([](SharingImpl& self) { self.UpdateHotspot(); })) {
         const MutexLock lock(mutex_);
-        isLookPosted_ = false;
+        isUpdatePosted_ = false;
     }
 }
 
-void SharingImpl::Look()
+void SharingImpl::ReadHotspot()
 {
-    const MutexLock look(lookMutex_);
+    const MutexLock look(readMutex_);
     Wifi::ShareInfo info = options_.share->Look();
     const ShareTime now = Now();
     std::vector<ShareLeases::EndedLease> ended;
@@ -301,18 +301,18 @@ void SharingImpl::Look()
     }
 }
 
-void SharingImpl::LookAndClose()
+void SharingImpl::UpdateHotspot()
 {
     {
         const MutexLock lock(mutex_);
-        isLookPosted_ = false;
+        isUpdatePosted_ = false;
     }
-    Look();
+    ReadHotspot();
     bool needsBattery = false;
     {
         const MutexLock lock(mutex_);
-        needsBattery =
-            info_.isOn && options_.settings.batteryFloorPercent > 0 && BatteryAge(Now()) > BATTERY_LIFE - SHARE_LOOK;
+        needsBattery = info_.isOn && options_.settings.batteryFloorPercent > 0 &&
+                       BatteryAge(Now()) > BATTERY_LIFE - SHARE_UPDATE_INTERVAL;
     }
     if (needsBattery) {
         RefreshBattery();
@@ -324,7 +324,8 @@ void SharingImpl::LookAndClose()
         const MutexLock lock(mutex_);
         reason = WhyClose(now);
         needsSave = usage_->MonthBytes() != savedBytes_ && now.boot - savedAt_ >= SAVE_PAUSE;
-        lookTimer_ = info_.isOn && !isStopped_ ? PostAfter(SHARE_LOOK, &SharingImpl::LookAndClose) : Tasks::Timer();
+        updateTimer_ =
+            info_.isOn && !isStopped_ ? PostAfter(SHARE_UPDATE_INTERVAL, &SharingImpl::UpdateHotspot) : Tasks::Timer();
     }
     if (needsSave) {
         Save();
@@ -352,7 +353,7 @@ const char* SharingImpl::WhyClose(const ShareTime& now)
 // Runs RELEASE_PAUSE after the release; another device may have joined since then.
 void SharingImpl::CloseReleased()
 {
-    Look();
+    ReadHotspot();
     bool isUnused = false;
     {
         const MutexLock lock(mutex_);
@@ -377,7 +378,7 @@ void SharingImpl::Close(const char* reason)
 
 ShareStatus SharingImpl::Status()
 {
-    Look();
+    ReadHotspot();
     const ShareTime now = Now();
     ShareStatus status;
     {
@@ -478,12 +479,12 @@ void SharingImpl::Stop()
             return;
         }
         isStopped_ = true;
-        lookTimer_ = Tasks::Timer();
+        updateTimer_ = Tasks::Timer();
         releaseTimer_ = Tasks::Timer();
     }
     options_.share->SetListener({});
     strand_.Drain();
-    Look();
+    ReadHotspot();
     Save();
 }
 

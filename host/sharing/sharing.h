@@ -1,8 +1,8 @@
 // Sharing: lets other devices of the account use this device's network through its hotspot. It decides which devices
 // may (share_policy.h), keeps the leases of the devices that do (share_leases.h), and counts the bytes (share_usage.h).
 // It closes a hotspot that the daemon opened when no device uses it any more, when the battery is below the floor, or
-// when the monthly data limit is used up. While a hotspot is on, Sharing reads its state every SHARE_LOOK; without a
-// hotspot it has no timer. Any thread.
+// when the monthly data limit is used up. While a hotspot is on, Sharing reads its state every SHARE_UPDATE_INTERVAL;
+// without a hotspot it has no timer. Any thread.
 #pragma once
 
 #include <chrono>
@@ -23,7 +23,7 @@
 namespace Vexo::Host {
 
 inline constexpr const char* SHARING_FILE = "sharing.json";  // in the state folder: rules, questions, bytes
-inline constexpr std::chrono::seconds SHARE_LOOK{10};
+inline constexpr std::chrono::seconds SHARE_UPDATE_INTERVAL{10};
 inline constexpr std::chrono::milliseconds RELEASE_PAUSE{300};
 
 struct SharingOptions {
