@@ -37,7 +37,7 @@ public:
     void OnSuccess(const std::string& networkId) EXCLUDES(mutex_);
 
     OnlineRecord Record() const EXCLUDES(mutex_);
-    // If the record cannot be stored, it does not change.
+    // On failure the record in memory does not change either.
     [[nodiscard]] Result<void> SetAuto(bool isOn) EXCLUDES(mutex_);
     [[nodiscard]] Result<void> SetPreferred(std::vector<std::string> networkIds) EXCLUDES(mutex_);
     // Deletes everything except whether automatic mode is on.

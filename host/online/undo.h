@@ -32,8 +32,8 @@ struct Undone {
     std::optional<OnlineFault> fault;  // what could not be undone on this device
 };
 
-// Undoes the attempt at the device, or its use. stop: cancelled when the daemon ends; null: never. Once stop is
-// cancelled, Undo begins no further step.
+// Reverts the attempt at the device, or the use of its network. stop: cancelled when the daemon ends; null: never. Once
+// stop is cancelled, Undo begins no further step.
 Undone Undo(const OnlineOptions& options, const DeviceInUse& device, Cancellation* stop);
 // Notifies the device that this device no longer uses its network, and returns its answer; no value if it did not
 // answer within limit.

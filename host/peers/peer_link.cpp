@@ -63,7 +63,7 @@ private:
         std::optional<PeerAnswer> answer{};
     };
 
-    // Makes one attempt. mayRetry receives true if the attempt failed because an earlier session was dead.
+    // Sends the request once. mayRetry receives true if that failed because an earlier session was dead.
     Result<PeerAnswer> AskOnce(const std::string& networkId, const PeerRequest& request, const Limit& limit,
                                bool& mayRetry) EXCLUDES(mutex_);
     Result<PeerAnswer> Exchange(const SessionPtr& session, const PeerRequest& request, const Limit& limit)

@@ -461,8 +461,7 @@ void SharingImpl::Save(Result<void>* result)
     }
     const Result<void> saved = file_.Save(record);
     if (!saved && !std::exchange(hasSaveFailed_, true)) {
-        QuviewDFX::LogWarn(LABEL,
-                           "%{public}s; a restart loses the rules, questions and byte counts since the last save",
+        QuviewDFX::LogWarn(LABEL, "%{public}s; rules, questions and byte counts are lost at a restart",
                            saved.error().message);
     }
     hasSaveFailed_ = !saved;
