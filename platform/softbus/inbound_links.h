@@ -1,8 +1,12 @@
-// InboundLinks: connections that other devices open to this one. Each passes four steps: the proof that it belongs to
-// the account (admission.h), the TLS handshake, HELLO, and a second frame: OPEN opens a session, GOODBYE says that the
-// device stops, CLOSE ends the greeting. A device that is no member gets no further than HELLO, unless it brings a
-// state that says otherwise. A connection that proves a ticket instead is handed to the invitations. The number of
-// connections in these steps and the time for each are limited. Used on the reactor thread. No call blocks.
+// InboundLinks: handles the connections that other devices open to this one. Each connection passes four steps:
+// 1. The client proves that it belongs to the account (admission.h).
+// 2. TLS handshake.
+// 3. HELLO.
+// 4. A second frame: OPEN opens a session, GOODBYE says that the device stops, CLOSE ends the connection.
+// A device that is not a member of the account is disconnected after HELLO, unless it sends a newer account state in
+// which it is a member. A connection that is proved with a ticket is passed to Invitations (enrolment/invitations.h).
+// The number of connections in steps 1 to 4 and the time for each step are limited. Used on the reactor thread. No call
+// blocks.
 #pragma once
 
 #include <list>
@@ -22,8 +26,8 @@
 
 namespace Vexo::SoftBus {
 
-// How many connections may be between proof and second frame at a time, in all and from one source. One more than the
-// limit is closed.
+// Limits of connections between proof and second frame, in total and from one source (Transport::SourceOf). Connections
+// beyond a limit are closed.
 inline constexpr size_t MAX_HANDSHAKES = 256;
 inline constexpr size_t MAX_HANDSHAKES_OF_SOURCE = 128;
 
@@ -32,7 +36,7 @@ public:
     InboundLinks(ReactorContext& context, Sessions& sessions, Invitations& invitations);
     ~InboundLinks();
 
-    // A stream that a transport accepted from that address.
+    // Call for each stream that a transport has accepted. from: the address of the other device.
     void Accepted(Stream stream, const PeerAddress& from);
     void Stop();
 
@@ -52,7 +56,7 @@ private:
     Invitations& invitations_;
     std::map<std::string, Admission> admissions_;  // by transport
     std::set<std::shared_ptr<Greeter>> greeters_;
-    // Links that were refused, by source: they count until their last alert has gone out.
+    // Refused links, by source. They count towards the limits until their TLS alert is sent and they are destroyed.
     std::list<std::pair<std::string, std::weak_ptr<Link>>> refused_;
     bool stopped_ = false;
 };

@@ -1,6 +1,7 @@
-// PeerPolicy: whether another device of the account may use the service of this one. The platform asks it when the
-// device wakes the service, and when it opens a session of the service; the other device gets the answer at once as a
-// reason, so that its request never waits for a person. The host provides one; without one every member may.
+// PeerPolicy: decides whether another device of the account may use the service of this device. The platform asks it
+// when the other device wakes the service, opens a session to it, or sends data. The other device gets the result at
+// once: its request never waits for a person. The host provides the policy; without one every member may use the
+// service.
 #pragma once
 
 #include <cstdint>
@@ -11,15 +12,15 @@
 
 namespace Vexo::SoftBus {
 
-// Why the owner of a device refuses another one. The values travel between devices: as the result of an OPENED frame
-// (softbus_types.h) and as the code of the collaboration's ANSWER.
+// Why the owner of a device refuses another one. The values are sent to that device: as the result of an OPENED frame
+// (link/frame.h) and as the code of the collaboration's ANSWER message (collaboration_message.h).
 enum class PeerRefusal : int32_t {
     NONE = 0,              // not refused
     NOT_ALLOWED = -100,    // the owner does not allow this device
     OWNER_ASKED = -101,    // the owner is being asked now; a later request may succeed
-    NOT_ANSWERED = -102,   // the owner was asked, and has denied or ignored it; not asked again for now
-    BATTERY_FLOOR = -103,  // the battery is below the owner's floor
-    DATA_LIMIT = -104,     // the month's bytes are used up
+    NOT_ANSWERED = -102,   // the owner has denied or ignored the request, and is not asked again for now
+    BATTERY_FLOOR = -103,  // the battery is below the level that the owner set
+    DATA_LIMIT = -104,     // the data volume that the owner set for a month is used up
 };
 inline constexpr int32_t FIRST_PEER_REFUSAL = -104;
 inline constexpr int32_t LAST_PEER_REFUSAL = -100;
@@ -32,7 +33,7 @@ inline constexpr NamedValue<PeerRefusal> PEER_REFUSAL_NAMES[] = {{"NONE", PeerRe
                                                                  {"BATTERY_FLOOR", PeerRefusal::BATTERY_FLOOR},
                                                                  {"DATA_LIMIT", PeerRefusal::DATA_LIMIT}};
 
-// NONE for a value that is no refusal.
+// Returns NONE if value is not a refusal.
 inline constexpr PeerRefusal PeerRefusalOf(int32_t value)
 {
     return value >= FIRST_PEER_REFUSAL && value <= LAST_PEER_REFUSAL ? static_cast<PeerRefusal>(value)
@@ -43,11 +44,11 @@ class PeerPolicy : public NoCopyable {
 public:
     virtual ~PeerPolicy() = default;
 
-    // Whether that device may use this device's service now. May begin to ask the owner. Called on the reactor and on
-    // threads of the pool; must not block.
+    // Returns NONE if that device may use this device's service now, otherwise the reason why not. May start to ask the
+    // owner. Called on the reactor thread and on threads of the elastic pool; must not block.
     virtual PeerRefusal Admit(const std::string& networkId) = 0;
-    // That device has refused this one, which had asked to wake its service or to open a session. Called before the
-    // caller's own failure. The same threads; must not block.
+    // Called when that device refused a request of this device to wake its service or to open a session, before the
+    // requester gets its error. Called on the reactor thread and on the thread of StartCollaboration; must not block.
     virtual void OnRefusedBy(const std::string& networkId, PeerRefusal why) = 0;
 };
 

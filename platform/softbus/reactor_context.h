@@ -1,5 +1,6 @@
-// ReactorContext: the state of a soft bus that discovery and sessions share. Used on the reactor thread, except for the
-// known devices, the sightings and the account view, which lock themselves, and the values that never change.
+// ReactorContext: the state that the discovery and the sessions of one soft bus share. Used on the reactor thread, with
+// two exceptions for any thread: account, devices, sightings and tries have their own locks, and constant values may be
+// read.
 #pragma once
 
 #include <asio/io_context.hpp>
@@ -24,40 +25,42 @@ class PeerPolicy;
 class StateExchange;
 
 struct ReactorContext : public NoCopyable {
-    // Callbacks that outlive the soft bus hold it too.
+    // Shared, because callbacks that outlive the soft bus use it too.
     const std::shared_ptr<asio::io_context> reactor = std::make_shared<asio::io_context>(1);
     Link::Setup linkSetup;
     std::vector<std::shared_ptr<Transport>> transports;
     std::string ownNetworkId;
     Hello ownHello;
-    size_t peerShare = 0;                // sessions that one peer may have opened
+    size_t peerShare = 0;                // how many sessions one peer may have open to this device
     PeerPolicy* policy = nullptr;        // null: every member may open every session
-    std::set<std::string> openSessions;  // names of session servers that the policy is not asked about
+    std::set<std::string> openSessions;  // session servers for which the policy is not asked
     std::function<void()> onlineChanged;
-    // Makes the channels listen more intensively while the handle lives (AnnouncementChannel::Seek); null if none can.
-    // Empty until all channels have started.
+    // Makes the announcement channels listen more intensively while the returned handle lives
+    // (AnnouncementChannel::Seek). Returns null if no channel can. The function object is empty until all channels have
+    // started.
     std::function<std::shared_ptr<void>()> seek;
     AccountView account;
     StateExchange* exchange = nullptr;  // null: the account's state is not exchanged
     KnownDevices devices{Clock::System(), &account};
     Sightings sightings;
     Tries tries;
-    std::set<std::shared_ptr<Dial>> dials;  // under way
+    std::set<std::shared_ptr<Dial>> dials;  // the running ones
 
-    // For contracts: whether the calling thread runs the reactor.
+    // Whether the calling thread runs the reactor; for assertions.
     bool RunsOnThisThread() const { return reactor->get_executor().running_in_this_thread(); }
 
-    // Records the HELLO of a verified device, and reports reachability that changes, also of devices that are forgotten
-    // because there are too many.
+    // Records the HELLO of a verified device. Updates the reachability of that device, and of devices that are
+    // forgotten because there are too many.
     void AddDevice(const std::string& networkId, const Hello& hello, const std::string& transport);
-    // Known and announced now, or with recent contact. Any thread.
+    // Whether the device announces itself now and is known, or had recent contact (KnownDevices). Any thread.
     bool IsReachable(const std::string& networkId) const;
     // Call after anything that may have changed IsReachable: logs a change, and calls onlineChanged.
     void UpdateReachability(const std::string& networkId);
-    // The same for all devices.
+    // Calls UpdateReachability for every device.
     void UpdateAllReachability();
 
-    // Whether a transport of these link types finds devices only by seeking (Dial); no types: any transport.
+    // Whether any transport of these link types finds devices only by seeking (link/dial.h). Empty: checks all
+    // transports.
     bool CanSeek(const std::vector<int32_t>& linkTypes) const;
 
     // Returns null if no transport has the name.

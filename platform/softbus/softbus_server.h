@@ -1,7 +1,8 @@
-// SoftBusServer: the device's soft bus: finding devices, and sessions over TLS. The host makes it with the device's
-// identity, registers it as ability 4700 and stops it at the end. One reactor thread does sockets, TLS and timers;
-// callbacks run on session strands. How it works inside: docs/link.md. Timing: connect and handshake end within 5 s; a
-// session that is silent for 6 s (pinged after 2 s) is closed.
+// SoftBusServer: the device's soft bus: finds the other devices of the account, and opens and accepts sessions over
+// TLS. The host creates it with the device's identity, registers it as ability 4700 and stops it at the end. One
+// reactor thread handles sockets, TLS and timers; callbacks run on session strands. Design: docs/link.md. Timing:
+// connecting and handshake take at most 5 s each; a side that has sent nothing for 2 s sends PING; a session is closed
+// when nothing was received for 6 s.
 #pragma once
 
 #include <chrono>
@@ -23,35 +24,36 @@
 
 namespace Vexo::SoftBus {
 
-// How many sessions one peer may have open to this device, those that wait for a session server included: an eighth of
-// all, so that one peer cannot use up the sessions of other peers and of this device.
+// How many sessions one peer may have open to this device, including those that wait for a session server. This is an
+// eighth of the default maxSessions, so that one peer cannot use up the sessions of the others.
 inline constexpr size_t MAX_SESSIONS_OF_PEER = 128;
 
-// What the host calls the file of known devices (discovery/known_devices.h).
+// The file name that the host uses for SoftBusOptions::knownDevicesFile.
 inline constexpr const char* KNOWN_DEVICES_FILE = "known-devices.json";
 
 struct SoftBusOptions {
     std::string deviceName;
     uint16_t deviceTypeId = DEVICE_TYPE_UNKNOWN;
     std::string listenAddress = "127.0.0.1:0";  // TCP; port 0 picks a free one
-    std::filesystem::path knownDevicesFile;     // kept by this soft bus; empty: known devices are in memory only
-    std::vector<std::string> peerAddresses;     // tried, ever more rarely, until a device has answered there
-    std::filesystem::path announceFolder;       // shared with other devices; empty: no announcements
+    std::filesystem::path knownDevicesFile;     // read and written; empty: known devices are in memory only
+    std::vector<std::string> peerAddresses;     // tried at growing intervals until a device answers
+    std::filesystem::path announceFolder;       // for announcements of devices that share it; empty: none
     size_t maxSessions = 1024;
-    size_t peerShare = MAX_SESSIONS_OF_PEER;  // of maxSessions
-    size_t maxQueuedBytes = 8 * 1024 * 1024;  // per session, not yet taken by the kernel
-    std::function<void()> onlineChanged;      // a device became reachable, or is away; on the reactor, must not block
-    // Where the identity is: newer states of the account are adopted there. Empty: the account's state is not used.
+    size_t peerShare = MAX_SESSIONS_OF_PEER;  // how many of maxSessions one peer may open
+    size_t maxQueuedBytes = 8 * 1024 * 1024;  // per session: accepted, but not yet sent
+    // Called on the reactor thread when a device has become reachable or is away; must not block.
+    std::function<void()> onlineChanged;
+    // The folder of the identity. Newer states of the account are stored there. Empty: the account's state is not used.
     std::filesystem::path identityFolder;
-    // The soft bus changed that folder: it adopted a state or a certificate, or learned that the account removed this
-    // device (Identity::removedAt). On a strand; may block.
+    // Called after the soft bus has changed identityFolder: it adopted a state or a certificate, or recorded that the
+    // account removed this device (Identity::removedAt). Runs on a strand; may block.
     std::function<void()> identityChanged;
-    std::vector<AnnouncementChannelFactory> channels;  // beside the folder
-    std::vector<TransportFactory> moreTransports;      // beside TCP, in order of preference
-    // Decides who may open sessions of this device; outlives the soft bus. Null: every member of the account.
+    std::vector<AnnouncementChannelFactory> channels;  // in addition to announceFolder
+    std::vector<TransportFactory> moreTransports;      // in addition to TCP, in order of preference
+    // Decides which devices may open sessions to this device. Must outlive the soft bus. Null: every member may.
     PeerPolicy* policy = nullptr;
-    std::vector<std::string> openSessions;                   // names of session servers that it is not asked about
-    Tasks::Timers* ticketTimers = &Tasks::Timers::System();  // by which tickets end; outlive the soft bus
+    std::vector<std::string> openSessions;                   // session servers for which policy is not asked
+    Tasks::Timers* ticketTimers = &Tasks::Timers::System();  // end tickets; must outlive the soft bus
 };
 
 struct SoftBusCounts {
@@ -62,33 +64,38 @@ struct SoftBusCounts {
 
 class SoftBusServer : public ISoftBusService, public IPCObjectStub {
 public:
-    // Reads the known devices, starts listening and discovering. Blocks on the disk. The identity must be enrolled. The
-    // error says what could not be bound or used.
+    // Reads the known devices, and starts to listen and to find devices. Blocks on the disk. identity must be enrolled
+    // in an account. The error names the address or option that cannot be used.
     [[nodiscard]] static Result<sptr<SoftBusServer>> Start(const Trust::Identity& identity, SoftBusOptions options);
 
-    // The address that peers use, with the port really bound.
+    // The TCP address on which this device listens, with the port that is bound.
     virtual std::string ListenAddress() const = 0;
     virtual SoftBusCounts Counts() const = 0;
-    // Greets every known device and every announced one, so that Nodes() is up to date when done is called: once,
-    // within 5 s, on the reactor thread or in this call. done must not block.
+    // Connects once to every known and every announced device, so that Nodes() is up to date when done is called. done
+    // is called once, within 5 s, on the reactor thread; or inside this call if the soft bus has stopped. done must not
+    // block.
     virtual void Scan(std::function<void()> done) = 0;
-    // Works with the identity of the same device as it is now; call when it changed on disk. Returns at once. Devices
-    // that are reachable get the account's state if it is newer than theirs.
+    // Replaces the identity by its current version; call when it has changed on disk. identity must be of the same
+    // device. Does not block. Reachable devices that have an older state of the account are sent the new one.
     virtual void UseIdentity(Trust::Identity identity) = 0;
-    // When the account removed this device, as far as it knows; Identity::removedAt follows a little later. Any thread.
+    // When the account removed this device; nullopt if this device does not know of a removal. Known slightly before
+    // Identity::removedAt is stored. Any thread.
     virtual std::optional<std::chrono::sys_seconds> RemovedAt() const = 0;
-    // Opens an invitation, which announces this device under a new ticket's keys. Where nothing can be announced, the
-    // ticket holds this device's address. ALREADY_EXISTS while another one is open (WAITING or ASKING), UNAVAILABLE
-    // once the soft bus stops. Any thread; does not block.
+    // Creates a ticket with which another device can join the account, and opens its invitation
+    // (enrolment/invitation.h). The invitation announces this device with tokens that are derived from the ticket. If
+    // no channel can announce, the ticket contains this device's address instead. Any thread; does not block.
+    // Errors: ALREADY_EXISTS while another invitation is open (WAITING or ASKING), UNAVAILABLE after the soft bus has
+    // stopped.
     [[nodiscard]] virtual Result<std::shared_ptr<Invitation>> Invite(InvitationOptions options) = 0;
-    // Hands the account's key (Trust::ExportAccountKey) to that member. done is called once, with an error when the
-    // member was not reached or has not stored the key; on the reactor thread or in this call, must not block. The key
-    // is overwritten.
+    // Sends the account's private key, as Trust::ExportAccountKey returned it, to that member. done is called once,
+    // with an error if the member was not reached or has not stored the key. It is called on the reactor thread, or
+    // inside this call if the soft bus has stopped; it must not block. The memory of key is overwritten afterwards.
     virtual void SendAccountKey(const std::string& networkId, std::string key,
                                 std::function<void(Result<void> result)> done) = 0;
-    // This device is on a network on which that known device has the IP address: from now on the device is tried there
-    // first, at the port of its first known TCP address. Has no effect while no TCP port of the device is known. A new
-    // address replaces the one before; an empty one withdraws it. Any thread; does not block.
+    // Call when this device has joined a network in which that known device has the address ipAddress, and with an empty
+    // address when it has left that network. Until then the device is tried there first, at the port of its first known
+    // TCP address. A new address replaces the one before. Has no effect while no TCP port of the device is known. Any
+    // thread; does not block.
     virtual void SuggestAddress(const std::string& networkId, const std::string& ipAddress) = 0;
     // Sends GOODBYE, fails sessions that are opening, closes open ones after the accepted bytes are delivered (within
     // 1 s), and writes the known devices. Blocks until that is done. Idempotent.

@@ -1,5 +1,6 @@
-// ISoftBusService: what stands behind the plain functions of session.h: the object registered as ability 4700. The real
-// one is SoftBusServer (softbus_server.h); tests register their own. Same contracts as the functions; any thread.
+// ISoftBusService: the interface of ability 4700, which the plain functions of session.h call. SoftBusServer
+// (softbus_server.h) implements it; tests register their own implementations. Functions of the same name have the
+// contracts of session.h. Any thread.
 #pragma once
 
 #include <chrono>
@@ -13,12 +14,12 @@
 
 namespace Vexo::SoftBus {
 
-// A try to reach a device at an address.
+// One attempt to reach a device at an address.
 struct WayTried {
     std::string transport;
     std::string address;
-    WallTime at;         // when it ended
-    std::string answer;  // what came back, in words; empty: the device was reached
+    WallTime at;         // when the attempt ended
+    std::string answer;  // why the attempt failed, for a person; empty: it succeeded
 };
 
 // A device of this account whose certificate was verified in a handshake. Ids are 64 hex characters.
@@ -28,16 +29,16 @@ struct Node {
     std::string deviceName;
     uint16_t deviceTypeId = 0;
     bool online = false;     // reachable: it announces itself, or the last contact was in the last 5 minutes
-    int64_t lastSeenMs = 0;  // time of the last contact: milliseconds since 1970, UTC; now while it is reachable
-    // How far its clock is ahead of this device's: by its last HELLO in this run if it is reachable, else by its
-    // announcement if that shows a difference; otherwise empty.
+    int64_t lastSeenMs = 0;  // time of the last contact: milliseconds since 1970, UTC; the current time while reachable
+    // How far its clock is ahead of this device's clock. A reachable device: by its last HELLO in this run. Otherwise:
+    // by its announcement, if that shows a difference. Empty if neither is known.
     std::optional<std::chrono::milliseconds> clockAhead{};
-    std::string transport{};        // of the address that would be tried first: "tcp"
-    std::string address{};          // in the transport's notation; empty for a device that only connected to this one
-    std::vector<WayTried> tried{};  // in this run: the latest try at each address, the latest of all first
+    std::string transport{};        // transport of address: "tcp"
+    std::string address{};          // tried first; empty for a device that only connected to this one
+    std::vector<WayTried> tried{};  // the latest attempt at each address in this run, newest first
 };
 
-// Device types that a node announces.
+// The values of Node::deviceTypeId.
 enum DeviceTypeId : uint16_t {
     DEVICE_TYPE_UNKNOWN = 0,
     DEVICE_TYPE_PHONE = 1,
@@ -55,9 +56,9 @@ public:
     virtual void CloseSession(int sessionId) = 0;
     virtual int SendBytes(int sessionId, const void* data, unsigned int len) = 0;
     virtual int GetPeerNetworkId(int sessionId, std::string& networkId) = 0;
-    // Every known device, those reachable first, then by name. Memory only.
+    // Returns every known device, sorted: reachable devices first, then by name. Does not block.
     virtual std::vector<Node> Nodes() = 0;
-    // The device itself.
+    // Returns this device.
     virtual Node LocalNode() = 0;
 };
 

@@ -1,6 +1,7 @@
-// Transport: provides the byte streams that TLS runs over: a TCP transport here, others (Bluetooth) in backends. The
-// soft bus tries transports in the order of the link types that an opener names. Called on the soft bus's reactor
-// thread; must not block. Completions run on that thread too, never inside the call.
+// Transport: connects and accepts the byte streams that TLS runs over. TCP is in this folder, Bluetooth in a backend.
+// The soft bus tries transports in the order of the link types that the caller of OpenSession names. Functions are
+// called on the soft bus's reactor thread and must not block. Callbacks run on that thread, never inside the call that
+// started them.
 #pragma once
 
 #include <asio/io_context.hpp>
@@ -34,56 +35,58 @@ struct PeerAddress {
 struct Stream {
     UniqueFd socket{};
     size_t maxWriteBytes = std::numeric_limits<size_t>::max();  // the most that the kernel takes in one call
-    std::shared_ptr<void> use{};  // destroyed once the stream is closed: by it, a transport counts its streams
+    std::shared_ptr<void> use{};  // released after the stream is closed; for counting streams
 };
 
-// How many connections of others may be between accept and proof at a time, and how long (link/admission.h).
+// Limits for inbound connections that have not proved yet that they belong to the account (link/admission.h): how long
+// the proof may take, and how many connections may wait for it.
 struct AdmissionLimits {
     std::chrono::milliseconds time{2000};
     size_t connections = 1024;
-    size_t ofSource = 128;  // Transport::SourceOf
-    // Connections from sources that a member of the account has connected from are counted apart, up to this number. 0:
-    // they are counted with the others.
+    size_t ofSource = 128;  // connections from one source (Transport::SourceOf)
+    // A separate limit for sources from which a member of the account has connected before. 0: their connections count
+    // towards the limit of connections.
     size_t ofMembers = 512;
 };
 
 class Transport {
 public:
-    // The stream, or why there is none.
+    // Gets the stream, or the error.
     using Connected = std::function<void(Result<Stream>)>;
     using Accepted = std::function<void(Stream stream, const std::string& from)>;
 
     virtual ~Transport() = default;
 
     virtual std::string Name() const = 0;           // "tcp"
-    virtual bool Carries(LinkType type) const = 0;  // whether it is a way of that link type
-    // Starts accepting; the bound address that peers use comes back ("127.0.0.1:40117"), or an empty text when peers
-    // can only find it by what this device announces.
+    virtual bool Carries(LinkType type) const = 0;  // whether it implements that link type
+    // Starts to accept connections. Returns the bound address, for peers to connect to ("127.0.0.1:40117"), or an empty
+    // text if peers can learn the address only from announcements.
     [[nodiscard]] virtual Result<std::string> Listen(Accepted accepted) = 0;
-    // Checks the notation of an address, for configuration.
+    // Checks the notation of an address, without connecting.
     [[nodiscard]] virtual Result<void> CheckAddress(const std::string& address) const = 0;
-    // Ends when the result is destroyed; then, and after done was called, nothing more comes of it. An error is
-    // UNAVAILABLE or TIMED_OUT where nobody answered, and another code where this device could not even try.
+    // Starts to connect. done is called once, within limit; not after the returned handle was destroyed, which cancels
+    // the attempt. Errors: UNAVAILABLE or TIMED_OUT if no device answered; any other code if this device could not even
+    // try.
     [[nodiscard]] virtual std::shared_ptr<void> Connect(const std::string& address, std::chrono::milliseconds limit,
                                                         Connected done) = 0;
-    // The address to use for a peer that says it listens at announced and whose connection came from seenFrom: a peer
-    // that listens on all its interfaces does not know which of its addresses leads to it.
+    // Returns the address for connecting to a peer that reported its listening address as announced and was seen at
+    // seenFrom. A peer that listens on all its interfaces does not know which of its addresses is reachable from here.
     virtual std::string Reachable(const std::string& announced, const std::string& /*seenFrom*/) const
     {
         return announced;
     }
-    // Whether an address still leads to the same device tomorrow. One that does not is tried while it is announced,
-    // and not kept.
+    // Whether an address stays valid for the same device. If false, addresses are used only while they are announced,
+    // and are not stored.
     virtual bool KeepsAddresses() const { return true; }
-    // What shares of this device are counted by, for a connection that came from there: the host of an address.
+    // Returns what identifies the sender when connections from that address are counted, such as its host.
     virtual std::string SourceOf(const std::string& from) const { return from; }
-    // The limits of connections over this transport; they are counted apart from those of others.
+    // Returns the limits for inbound connections without a proof. Each transport has its own count.
     virtual AdmissionLimits LimitsOfAdmission() const { return {}; }
-    // No accepting and no completion from now on. Idempotent.
+    // Stops accepting. No callback runs from now on. Idempotent.
     virtual void Stop() = 0;
 };
 
-// Makes a transport whose sockets and completions are the reactor's. Called once, before the reactor runs.
+// Creates a transport that works on the given reactor. Called once, before the reactor runs.
 using TransportFactory = std::function<std::shared_ptr<Transport>(asio::io_context& reactor)>;
 
 }  // namespace Vexo::SoftBus
