@@ -1,7 +1,9 @@
-// Finder: finds the other devices of the account. It greets unknown devices that announce themselves, each configured
-// address until a device answers there, the known devices after the start, all of them on a scan, and those that lack
-// this device's state of the account. On Stop it sends GOODBYE. It keeps no connection open. Used on the reactor
-// thread. No call blocks.
+// Finder: finds the other devices of the account. It greets (greeting.h)
+// - unknown devices that announce themselves,
+// - each configured address, until a device answers there,
+// - the known devices, once after the start and on a scan,
+// - devices that lack this device's state of the account.
+// On Stop it sends GOODBYE. It keeps no connection open. Used on the reactor thread. No call blocks.
 #pragma once
 
 #include <asio/steady_timer.hpp>
@@ -21,17 +23,17 @@
 
 namespace Vexo::SoftBus {
 
-// The pause before an address of the configuration is tried again doubles from the first to the last.
+// The pause before a configured address is tried again. It doubles from the first value to the last.
 inline constexpr std::chrono::milliseconds FIRST_RETRY_PAUSE{200};
 inline constexpr std::chrono::milliseconds LAST_RETRY_PAUSE{60'000};
-// A host that fails the handshake is unlikely to join this account: it is tried less often.
+// The same after a failed handshake. Such a host is unlikely to join this account, so it is tried less often.
 inline constexpr std::chrono::milliseconds FIRST_STRANGER_PAUSE{5'000};
 inline constexpr std::chrono::milliseconds LAST_STRANGER_PAUSE{3'600'000};
 inline constexpr std::chrono::milliseconds GREETING_LIMIT{5'000};
 inline constexpr size_t MAX_GREETINGS = 16;  // at once; others wait
 // A scan ends after this time at the latest; greetings that it began may still go on.
 inline constexpr std::chrono::milliseconds SCAN_LIMIT{5'000};
-// Where a channel can seek, a scan listens at least this long: a device may advertise only about once a second.
+// If a channel can seek, a scan takes at least this long: a device may advertise only about once a second.
 inline constexpr std::chrono::milliseconds SCAN_SEEK{3'000};
 // A device that stops sends GOODBYE to at most this many devices with recent contact, within this time.
 inline constexpr std::chrono::milliseconds GOODBYE_LIMIT{500};
@@ -49,7 +51,7 @@ public:
     // Call when an announcement is new, has changed or has ended (AnnouncementChannel::Heard).
     void OnAnnouncement(const std::string& channel, const std::string& name,
                         const std::optional<Announcement>& announcement);
-    // Call when a token period begins.
+    // Call when a token period begins (trust/announcement_tokens.h).
     void DropOldAnnouncements();
     // Greets every known device and every announced one, and makes the channels seek meanwhile. done is called once:
     // when all greetings of known devices have ended and, if a channel seeks, SCAN_SEEK has passed and the greetings of
@@ -77,11 +79,11 @@ private:
     std::set<ConfiguredPtr> configured_;
     std::list<Task> waiting_;
     std::set<std::shared_ptr<Greeting>> running_;
-    // By network id: the callbacks of those who wait for the greeting of a device.
+    // The callbacks that wait for the greeting of a device, by network id.
     std::map<std::string, std::vector<std::function<void()>>> greetedDevices_;
     std::set<std::string> greetedStrangers_;       // id prefixes whose greeting waits or runs
     std::vector<std::function<void()>> scanDone_;  // of the running scan
-    size_t scanLeft_ = 0;                          // greetings of known devices, and SCAN_SEEK, that they wait for
+    size_t scanLeft_ = 0;                          // how many greetings, and SCAN_SEEK, a scan waits for
     std::shared_ptr<void> scanSeeking_;            // ReactorContext::seek, while the scan runs
     asio::steady_timer scanSeekTimer_;
     asio::steady_timer scanTimer_;

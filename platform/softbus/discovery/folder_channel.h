@@ -5,10 +5,10 @@
 // A file is opened only when its name's token is of this account. A running device writes a new file each period. A
 // file older than two periods is from a device that crashed, and is ignored. Ages are judged when a file changes and at
 // each Announce, so an idle channel does not wake up.
-// When the folder is removed, its announcements end; when it is there again, this device announces itself in it again.
-// Start and Withdraw block on the disk and are called by one thread at a time. Announce may be called on any thread; it
-// posts its work to a strand. IsOurs and Heard run on the thread of Start, of the folder watcher or of the strand, one
-// at a time, with the channel's lock held: the only function of the channel that they may call is Announce.
+// When the folder is removed, its announcements end; when it is created again, this device announces itself in it
+// again. Start and Withdraw block on the disk and are called by one thread at a time. Announce may be called on any
+// thread; it posts its work to a strand. IsOurs and Heard run on the thread of Start, of the folder watcher or of the
+// strand, one at a time, with the channel's lock held: the only function of the channel that they may call is Announce.
 #pragma once
 
 #include <filesystem>
@@ -37,8 +37,8 @@ std::string EncodeFolderAnnouncement(const Announcement& announcement);
 class FolderChannel final : public AnnouncementChannel, public NoCopyable {
 public:
     // Whether this device made the token of a file that was written at that time, in this run or an earlier one. Used
-    // to remove the files of earlier runs at the start and when the folder is there again. It is called for every file
-    // then, so it may take a while. Threads: as IsOurs.
+    // to remove the files of earlier runs at the start and when the folder is created again. It is called for every
+    // file then, so it may take a while. Threads: as IsOurs.
     using IsOwn = std::function<bool(const std::string& token, WallTime then)>;
 
     // Start creates the folder if it is missing. clock must outlive the channel.

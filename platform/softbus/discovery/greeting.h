@@ -20,7 +20,7 @@ struct GreetingResult {
 
 class Greeting : public LinkOwner, public std::enable_shared_from_this<Greeting>, public NoCopyable {
 public:
-    using Done = std::function<void(const GreetingResult& result)>;  // once, never inside Start, not after Cancel
+    using Done = std::function<void(const GreetingResult& result)>;  // once; never inside Start or after Cancel
 
     Greeting(ReactorContext& context, GreetingKind kind, Done done)
         : context_(context), kind_(kind), done_(std::move(done))
@@ -44,7 +44,7 @@ private:
     std::shared_ptr<Dial> dial_;
     std::shared_ptr<Link> link_;
     PeerAddress where_;
-    bool hasHello_ = false;  // and waits for OnStateHandled
+    bool hasHello_ = false;  // HELLO was received; waits for OnStateHandled
 };
 
 }  // namespace Vexo::SoftBus

@@ -20,7 +20,7 @@ std::string OwnHello(const ReactorContext& context);
 std::optional<Standing> OnHello(ReactorContext& context, Link& link, const std::string& payload,
                                 const PeerAddress& where);
 
-// Call when the device said GOODBYE, or when a dial that took triedFor reached it at none of its addresses.
+// Call when the device sent GOODBYE, or when a dial that took triedFor reached it at none of its addresses.
 void MarkAway(ReactorContext& context, const std::string& networkId, std::chrono::steady_clock::duration triedFor);
 
 }  // namespace Vexo::SoftBus

@@ -47,7 +47,7 @@ public:
         : clock_(clock), account_(account)
     {
     }
-    // Waits for a write under way.
+    // Blocks until a running write is done.
     ~KnownDevices();
 
     // Loads the devices that the file holds for that account (the network id of its key), and keeps the file up to date
@@ -60,10 +60,10 @@ public:
     // already. Returns the network ids of devices that were forgotten because there were more than MAX_KNOWN_DEVICES.
     std::vector<std::string> AddOrUpdate(const std::string& networkId, const Hello& hello, const std::string& transport)
         EXCLUDES(mutex_);
-    // Records that the device sent something that long ago. Does nothing for an unknown device. Does not undo a later
-    // MarkAway.
+    // Records contact with the device: it sent something, that long ago. Does nothing for an unknown device. Does not
+    // undo a later MarkAway.
     void RecordContact(const std::string& networkId, std::chrono::steady_clock::duration ago) EXCLUDES(mutex_);
-    // Call when the device said GOODBYE, or when a dial that took triedFor reached it at no address: earlier contact no
+    // Call when the device sent GOODBYE, or when a dial that took triedFor reached it at no address: earlier contact no
     // longer counts as recent, except contact during that dial.
     void MarkAway(const std::string& networkId, std::chrono::steady_clock::duration triedFor) EXCLUDES(mutex_);
 
@@ -73,12 +73,12 @@ public:
     bool HadRecentContact(const std::string& networkId) const EXCLUDES(mutex_);
     // The addresses of the device, those of its last HELLO first; empty for an unknown device.
     std::vector<PeerAddress> Addresses(const std::string& networkId) const EXCLUDES(mutex_);
-    // Stores one more IP address at which the device may be, in place of an earlier one; empty: none. It is not written
-    // to the disk.
+    // Sets an IP address at which the device may be reached in this run, in addition to its addresses. Empty: none.
+    // Replaces an earlier one.
     void SuggestHost(const std::string& networkId, const std::string& ipAddress) EXCLUDES(mutex_);
     std::string SuggestedHost(const std::string& networkId) const EXCLUDES(mutex_);
-    // All known devices that were met, in no order. online is true after recent contact; clockAhead is also set for
-    // devices that are away.
+    // Returns all known devices that were met, in no particular order. Node::online is true after recent contact;
+    // Node::clockAhead is also set for devices that are away.
     std::vector<Node> List() const EXCLUDES(mutex_);
 
     // Writes changes to the file, and blocks until that is done.
@@ -106,7 +106,7 @@ private:
     const Clock& clock_;
     const AccountView* const account_;
     std::filesystem::path file_;  // constant after UseFile; empty: memory only
-    std::string accountId_;       // the same
+    std::string accountId_;       // constant after UseFile
     mutable Mutex mutex_;
     std::map<std::string, Entry> entries_ GUARDED_BY(mutex_);
     std::map<std::string, std::string> suggestedHosts_ GUARDED_BY(mutex_);  // by network id; of known devices

@@ -1,5 +1,5 @@
-// The known devices as callers of the soft bus see them (softbus_service.h): what is remembered of each, and whether
-// and where it would be reached now. Any thread. Does not block.
+// Lists the known devices for callers of the soft bus (softbus_service.h): what is stored about each device, whether it
+// is reachable now, and which address would be tried first. Any thread. Does not block.
 #pragma once
 
 #include <vector>
@@ -9,7 +9,7 @@
 
 namespace Vexo::SoftBus {
 
-// Reachable ones first, then by name.
+// Sorted: reachable devices first, then by name.
 std::vector<Node> ListNodes(const ReactorContext& context);
 
 }  // namespace Vexo::SoftBus

@@ -9,14 +9,17 @@
 
 namespace Vexo::SoftBus {
 
-// An address where the device was reached before is tried this long after the first announced one, or earlier in its
-// turn if it is announced too.
+// An address where the device was reached before is tried this long after the first announced address. If it is
+// announced too, it may be tried earlier, in its turn.
 inline constexpr std::chrono::milliseconds ANNOUNCED_AHEAD{300};
 
-// The routes to the device with that network id, or to any device whose network id begins with it: first where
-// KnownDevices::SuggestHost says; then the announced addresses, the newest announcement first; then those where the
-// device was reached before; last those that Sightings::IsAvoided names. linkTypes: only routes of these types, in
-// their order; empty: of all types.
+// Returns the routes to the device with that network id, or to any device whose network id begins with it, in this
+// order:
+// 1. the address from KnownDevices::SuggestHost;
+// 2. the announced addresses, the newest announcement first;
+// 3. other addresses where the device was reached before;
+// 4. the addresses to avoid (Sightings::IsAvoided).
+// linkTypes: only routes of these link types, in their order; empty: of all types.
 std::vector<Route> RoutesTo(const ReactorContext& context, const std::string& networkId,
                             const std::vector<int32_t>& linkTypes = {});
 

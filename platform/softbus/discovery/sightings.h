@@ -26,7 +26,7 @@ inline constexpr std::chrono::minutes SIGHTING_LIFE = 2 * Trust::TOKEN_PERIOD;
 // An address at which a handshake failed is avoided for this long.
 inline constexpr std::chrono::minutes AVOID_TIME{10};
 inline constexpr size_t MAX_AVOIDED = 256;
-// Per minute, at most this many foreign tokens are compared with all clocks up to MAX_TOKEN_CLOCK_DIFFERENCE off.
+// How many foreign tokens per minute are passed to AnnouncementTokens::ReadOfAnyClock, which computes many hashes.
 inline constexpr int MAX_DISTANT_READS = 60;
 
 class Sightings : public NoCopyable {
@@ -35,19 +35,20 @@ public:
 
     using TransportTokens = std::map<std::string, std::shared_ptr<const Trust::AnnouncementTokens>>;
 
-    // Call before any other function, and again when the link keys change. tokens: for each transport that is passed to
-    // a function.
+    // Call before any other function, and again when the link keys change. tokens must have an element for each
+    // transport that is passed to another function.
     void SetTokens(std::string ownNetworkId, TransportTokens tokens) EXCLUDES(mutex_);
 
-    // This device's token of the period, for announcements of that transport.
+    // Returns this device's token of the current period, for announcements over that transport.
     std::string OwnToken(const std::string& transport) const EXCLUDES(mutex_);
-    // Whether a device of this account made the token, whatever its clock says.
+    // Whether a device of this account made the token, even if its clock is wrong.
     bool IsOurs(const std::string& transport, const std::string& token) EXCLUDES(mutex_);
-    // Whether this device made the token: at about the time then, or at any clock that ReadOfAnyClock covers.
+    // Whether this device made the token, at about the time then or with any clock that
+    // AnnouncementTokens::ReadOfAnyClock covers.
     bool IsOwn(const std::string& transport, const std::string& token, WallTime then) const EXCLUDES(mutex_);
 
-    // Records a new or changed announcement, or its end (nullopt). Returns whose it is; nullopt if the announcement is
-    // this device's own, is of no device of the account, or was not recorded.
+    // Records a new or changed announcement, or its end (nullopt). Returns the device that it belongs to; nullopt if
+    // the announcement is this device's own, is of no device of the account, or was not recorded.
     std::optional<Trust::TokenOwner> Set(const std::string& channel, const std::string& name,
                                          const std::optional<Announcement>& announcement) EXCLUDES(mutex_);
     // Removes announcements that were not renewed within SIGHTING_LIFE. Call once a period.

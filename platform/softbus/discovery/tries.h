@@ -1,5 +1,5 @@
-// Tries: the latest try of this run at each address of each known device, for a person who looks for a fault. Memory
-// only, at most MAX_TRIED_ADDRESSES of one device. Any thread. No call blocks.
+// Tries: the latest connection attempt of this run at each address of each known device, for diagnosis by a person. In
+// memory only, at most MAX_TRIED_ADDRESSES for each device. Any thread. No call blocks.
 #pragma once
 
 #include <map>
@@ -18,11 +18,11 @@ inline constexpr size_t MAX_TRIED_ADDRESSES = 8;
 
 class Tries : public NoCopyable {
 public:
-    // answer: what came back in words; empty: the device was reached there. Replaces the earlier try at the address.
-    // The oldest is forgotten when there are too many.
+    // Records an attempt, and replaces the earlier one at the same address. answer: why it failed, for a person; empty:
+    // the device was reached. If there are too many, the oldest attempt is forgotten.
     void Record(const std::string& networkId, const PeerAddress& where, WallTime at, const std::string& answer)
         EXCLUDES(mutex_);
-    // The latest try first.
+    // Returns the attempts at the device's addresses, the latest first.
     std::vector<WayTried> Of(const std::string& networkId) const EXCLUDES(mutex_);
 
 private:

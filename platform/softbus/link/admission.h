@@ -1,8 +1,8 @@
-// Admission: the connections that others opened to this device, until each has proven that it belongs to the account
-// (trust/preamble.h). A stranger gets a challenge and a closed connection; no TLS object is made for it. The number of
-// connections is limited, in all and for each source (AdmissionLimits). There is one object for each transport, so that
-// strangers on one do not use up the places of another. Refusals are logged at most once a minute for each source. Used
-// on the reactor thread. No call blocks.
+// Admission: holds the connections that other devices have opened to this device, until each has proved that it belongs
+// to the account (trust/preamble.h). A stranger gets a challenge and a closed connection; no TLS object is created for
+// it. The number of connections is limited, in total and for each source (AdmissionLimits). There is one object for
+// each transport, so that strangers on one transport do not use up the limits of another. Refusals are logged at most
+// once a minute for each source. Used on the reactor thread. No call blocks.
 #pragma once
 
 #include <asio/io_context.hpp>
@@ -25,17 +25,17 @@
 
 namespace Vexo::SoftBus {
 
-// How many sources are remembered from which a member of the account has connected.
+// The maximum number of sources to remember from which a member of the account has connected.
 inline constexpr size_t MAX_MEMBER_SOURCES = 256;
-// The TLS record that holds a ClientHello, its header included.
+// The maximum size in bytes of the TLS record that contains the ClientHello, including the record header.
 inline constexpr size_t MAX_FIRST_MESSAGE = 4096;
 
 class Admission : public NoCopyable {
 public:
-    // Which key the proof was made with; nullopt: none that is accepted now.
+    // Returns the key that the proof was made with; nullopt if it is none of the accepted keys.
     using KeyOfProof = std::function<std::optional<Trust::ProvenKey>(std::string_view proof, std::string_view challenge,
                                                                      std::string_view firstMessage)>;
-    // A stream whose peer has proved that key, with the first TLS message that was read from it.
+    // Called when a client has proved key. firstMessage: the first TLS message, which was read from the stream already.
     using Proven =
         std::function<void(Stream stream, Trust::ProvenKey key, std::string firstMessage, const PeerAddress& from)>;
 
@@ -52,7 +52,8 @@ public:
     // Call for each stream that the transport accepted. source: the key by which connections are counted
     // (Transport::SourceOf).
     void Accept(Stream stream, const PeerAddress& from, const std::string& source);
-    // Call when a connection from that source turned out to be a member's: its later ones count as members'.
+    // Call when a connection from that source was a member's: later connections from it count towards
+    // AdmissionLimits::ofMembers.
     void AddMemberSource(const std::string& source);
     // Logs the refusal of a connection from there, unless one was logged in the last minute.
     void LogRefusal(const std::string& source, const std::string& why);
@@ -76,9 +77,9 @@ private:
     const AdmissionLimits limits_;
     const Proven proven_;
     Candidates all_;
-    Candidates strangers_;                       // of all_, those whose source no member has connected from
-    Candidates members_;                         // of all_, the others
-    std::map<std::string, Candidates> sources_;  // all, by source
+    Candidates strangers_;                       // those of all_ from other sources than members'
+    Candidates members_;                         // those of all_ from sources of members
+    std::map<std::string, Candidates> sources_;  // all_, by source
     uint64_t accepted_ = 0;
     std::list<std::string> memberSources_;  // the most recent first
     QuviewDFX::LogLimit<std::string> refusals_;

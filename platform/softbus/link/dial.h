@@ -1,9 +1,12 @@
-// Dial: one try to reach a device. It connects to the device's addresses, each a little after the previous one, or at
-// once when all previous ones have failed (as RFC 8305 does), and keeps the first connection whose handshake is done.
-// HELLO is queued on it as the first frame (docs/link.md). If no address has led to the device, a dial that seeks makes
-// the channels listen more intensively, and tries the addresses that they report. A device that does not know this
-// device's link key yet gets the account's state over a connection proved with the previous key, and is then connected
-// to again. A device that was removed from the account dials nobody. Used on the reactor thread. No call blocks.
+// Dial: tries to connect to one device. It tries the device's addresses, each a little after the previous one, or at
+// once when all previous ones have failed (as RFC 8305 does). It keeps the first connection that completes the
+// handshake, and queues HELLO on it as the first frame (docs/link.md).
+// - A dial may seek: if no address works, it makes the announcement channels listen more intensively, and tries the
+//   addresses that they report.
+// - A device that does not have the current link key yet refuses the proof. The dial then sends it the account's state
+//   over a connection that is proved with the previous key, and connects again.
+// - After the account removed this device, every dial fails.
+// Used on the reactor thread. No call blocks.
 #pragma once
 
 #include <asio/steady_timer.hpp>
@@ -26,15 +29,15 @@ namespace Vexo::SoftBus {
 struct Route {
     PeerAddress where;
     std::chrono::milliseconds after{0};
-    bool wasSought = false;   // heard while a channel sought the device for this dial
+    bool wasSought = false;   // reported by a channel while this dial was seeking
     bool isRepeated = false;  // it has failed before in this dial
 };
 
-// A seeking dial starts to seek after this time without success, or at once when no route is left.
+// A dial with a seekingLimit starts to seek after this time without success, or at once when no route is left.
 inline constexpr std::chrono::milliseconds SEEK_DELAY{300};
 
-// A radio fails now and then: a seeking dial tries an address of a transport that finds devices by radio again after
-// this pause, unless the device refused.
+// The pause before a dial that seeks tries an address over radio again. Radio connections fail occasionally. An address
+// is not repeated if the device refused the connection.
 inline constexpr std::chrono::milliseconds REPEAT_DELAY{500};
 
 // Limits of one dial: attempts at the same time, and routes in all.
@@ -44,34 +47,34 @@ inline constexpr size_t MAX_ROUTES = 64;
 inline constexpr std::chrono::milliseconds NEXT_ADDRESS_DELAY{100};
 
 struct DialRequest {
-    std::string networkId;  // who must answer; empty: any other device of the account
-    std::string idPrefix;   // how the network id of the wanted device begins; empty when any will do
+    std::string networkId;  // of the wanted device; empty: any other device of the account
+    std::string idPrefix;   // beginning of the wanted network id; empty: any
     // Returns the routes, the earliest first. Called again when an announcement is heard.
     std::function<std::vector<Route>()> routes;
     std::chrono::milliseconds limit{0};
-    // The limit once a channel seeks, at least limit; nothing: this dial does not seek.
+    // The time limit of a dial that has started to seek, at least limit. nullopt: this dial does not seek.
     std::optional<std::chrono::milliseconds> seekingLimit{};
-    bool greets = true;  // sends HELLO first
+    bool greets = true;  // queues HELLO on the link
 };
 
 struct DialResult {
-    std::shared_ptr<Link> link{};    // null when none of the addresses led to the device
+    std::shared_ptr<Link> link{};    // null if no address led to the device
     PeerAddress where{};             // of the link
-    LinkEnd end = LinkEnd::BROKEN;   // without a link: the end of the try that best explains the failure
-    std::string why = "no address";  // the same in words
-    bool wasTried = false;           // at least one address answered or was silent: it is not this device that failed
+    LinkEnd end = LinkEnd::BROKEN;   // without a link: how the attempt ended that best explains the failure
+    std::string why = "no address";  // the failure of that attempt, for a person
+    bool wasTried = false;           // a connection was attempted: the failure is not only local
     std::chrono::steady_clock::duration took{};
-    SteadyTime deadline{};      // when the dial would have ended at the latest
-    bool isThisDevice = false;  // one of the addresses leads back here
+    SteadyTime deadline{};      // the end of the dial's time limit
+    bool isThisDevice = false;  // one of the addresses belongs to this device
 };
 
 class Dial : public std::enable_shared_from_this<Dial>, public NoCopyable {
 public:
-    // On the reactor, never inside Start. The link's owner must be set before it returns.
+    // Called once, on the reactor thread, never inside Start. It must set the owner of the link before it returns.
     using Done = std::function<void(DialResult result)>;
 
     static std::shared_ptr<Dial> Start(ReactorContext& context, DialRequest request, Done done);
-    // Done is not called from now on. Idempotent.
+    // Stops the dial. Done is not called from now on. Idempotent.
     void Cancel();
     // Call when a new announcement was recorded: addresses that this dial does not know yet are tried after the others.
     void AddNewAddresses();
@@ -102,9 +105,9 @@ private:
     const SteadyTime start_ = Clock::System().Now();
     std::chrono::milliseconds limit_ = request_.limit;
     asio::steady_timer timer_;
-    const int32_t span_;  // the id of its spans
+    const int32_t span_;  // the id of its trace spans
     std::vector<Route> routes_;
-    size_t next_ = 0;                         // of the routes
+    size_t next_ = 0;                         // index into routes_
     std::chrono::milliseconds lastAdded_{0};  // when the last address that was added is due
     bool wasTried_ = false;
     bool hasSought_ = false;

@@ -1,5 +1,5 @@
-// The fields of which payloads are made: little-endian numbers, texts and bytes. A text is a uint8 length and that many
-// bytes of UTF-8. Pure functions and a reader; any thread. Users: frame.cpp, enrolment/join_frames.cpp.
+// Encodes and decodes the fields of a payload: little-endian numbers, texts and bytes. A text is a uint8 length and
+// that many bytes of UTF-8. No shared state; any thread. Users: frame.cpp, enrolment/join_frames.cpp.
 #pragma once
 
 #include <cstdint>
@@ -29,7 +29,8 @@ inline void AppendText(std::string& out, std::string_view text, size_t limit = M
     out.append(text);
 }
 
-// Reads fields off the front of a payload; after the first field that does not fit, everything fails.
+// Reads the fields of a payload from front to back. After the first field that does not fit, every read returns an
+// empty value.
 class FieldReader {
 public:
     explicit FieldReader(std::string_view bytes) : rest_(bytes) {}
@@ -62,7 +63,7 @@ public:
         return bytes;
     }
 
-    // False once a field did not fit.
+    // Returns false if a field did not fit.
     bool Good() const { return good_; }
     bool AtEnd() const { return rest_.empty(); }
 

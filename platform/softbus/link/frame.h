@@ -1,5 +1,5 @@
-// Frames: what devices say to each other inside TLS, byte by byte. Pure functions and a pure decoder; no state is
-// shared, so any thread may use them. Numbers are little-endian. What the frames mean in a conversation: docs/link.md.
+// Frames: the messages that devices exchange inside TLS, byte by byte. No shared state; any thread. Numbers are
+// little-endian. When each frame is sent: docs/link.md.
 //
 //   frame    u32 length of the payload | u8 kind | payload
 //   text     u8 length | that many bytes of UTF-8 without NUL
@@ -9,16 +9,16 @@
 //            | u64 number of the sender's account state, 0: none | 8 bytes its digest (trust/account_state.h)
 //   OPEN     u8 version (1) | u8 data type (1, 2 or 4) | text name of the session server asked for
 //            | text name of the opener's own
-//   OPENED   i32 result: 0, or a negative SoftBusResult
+//   OPENED   i32 result: 0, or a negative SoftBusResult or PeerRefusal (peer_policy.h)
 //   DATA     one message, 1 to 4,194,304 bytes
 //   PING     empty: the sender is alive
-//   CLOSE    empty: the sender ends the connection on purpose and sends nothing more
+//   CLOSE    empty: the sender closes the connection and sends nothing more
 //   GOODBYE  empty: the sender stops and will not be reachable
 //   STATE    the account's signed state, which is newer than the receiver's
 //   REMOVED  the statement that the account removed the receiver (trust/account_state.h, EncodeRemoval)
 //   CERTIFICATE  the receiver's renewed certificate, X.509 in DER
 //   JOIN_COMMIT, JOIN_NONCE, JOIN_REQUEST, JOIN_ANSWER: an enrolment by ticket; enrolment/join_frames.h
-//   ACCOUNT_KEY  the account's key, PKCS#8 in DER, which the receiver is to hold from now on
+//   ACCOUNT_KEY  the account's private key, PKCS#8 in DER; the receiver must store it
 //   KEY_STORED  empty: the receiver of ACCOUNT_KEY has stored it
 //
 // HELLO and OPEN of a later version may carry more fields after those above; a reader skips them. A HELLO of version 1
@@ -64,7 +64,7 @@ inline constexpr size_t MAX_SESSION_NAME = 255;
 inline constexpr size_t MAX_REMOVED_BYTES = 264;
 inline constexpr size_t MAX_CERTIFICATE_BYTES = 8192;
 inline constexpr size_t STATE_DIGEST_BYTES = 8;
-inline constexpr uint8_t HELLO_VERSION = 2;  // the first one with a state's number; its sender takes STATE
+inline constexpr uint8_t HELLO_VERSION = 2;  // since 2 a HELLO has a state number, and its sender accepts STATE
 inline constexpr uint8_t OPEN_VERSION = 1;
 
 struct Frame {
@@ -72,13 +72,15 @@ struct Frame {
     std::string payload;
 };
 
-// Cuts a byte stream into frames. A header that breaks the rules is refused before its payload is waited for.
+// Splits a byte stream into frames. An invalid header is refused before its payload arrives.
 class FrameDecoder {
 public:
     enum class Status { MORE, FRAME, BROKEN };
 
-    // Takes bytes off the front of input until a frame is whole (FRAME, moved into frame), input is used up (MORE) or
-    // the stream breaks the rules (BROKEN, for good; Problem() says how).
+    // Removes bytes from the front of input. Returns
+    // - FRAME: a frame is complete and was moved into frame;
+    // - MORE: all of input was used, and the frame is not complete;
+    // - BROKEN: the stream is invalid, and all later calls fail too. Problem() says why.
     Status Next(std::string_view& input, Frame& frame);
     const std::string& Problem() const { return problem_; }
 
@@ -91,28 +93,28 @@ private:
     std::string problem_;
 };
 
-// The five bytes before a payload of that length.
+// Encodes the header of a frame whose payload has that many bytes.
 std::string EncodeHeader(FrameKind kind, size_t payloadBytes);
 
-// What a device tells of itself at the beginning of every connection.
+// The payload of HELLO: describes the device that sends it.
 struct Hello {
     uint16_t deviceTypeId = 0;
     std::string deviceId;
     std::string deviceName;
     std::vector<PeerAddress> addresses;  // where it listens
-    int64_t clockMs = 0;                 // its clock as it was sent: milliseconds since 1970, UTC
-    uint64_t stateNumber = 0;            // 0: it has no state
+    int64_t clockMs = 0;                 // its clock when HELLO was sent: milliseconds since 1970, UTC
+    uint64_t stateNumber = 0;            // of its account state; 0: it has none
     std::string stateDigest{};           // STATE_DIGEST_BYTES; empty without a state
     uint8_t version = HELLO_VERSION;     // set by DecodeHello
 };
-// The payload, of HELLO_VERSION; texts longer than the format allows are cut at a character.
+// Encodes a HELLO of HELLO_VERSION. Texts that are too long are cut between two characters.
 std::string EncodeHello(const Hello& hello);
 [[nodiscard]] Result<Hello> DecodeHello(std::string_view payload);
 
 struct Open {
     int32_t dataType = 0;
-    std::string serverName;  // the session server that is asked for
-    std::string openerName;
+    std::string serverName;  // the session server to connect to
+    std::string openerName;  // the session server of the opener
 };
 std::string EncodeOpen(const Open& open);
 [[nodiscard]] Result<Open> DecodeOpen(std::string_view payload);

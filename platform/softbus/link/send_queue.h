@@ -1,5 +1,5 @@
-// SendQueue: the bounded queue of frames between those who send on a link and the reactor that writes to its socket.
-// Push from any thread; Take and Sent from the reactor.
+// SendQueue: the bounded queue of the frames that a link has to send. Any thread pushes frames; the reactor thread
+// takes them and writes them to the socket.
 #pragma once
 
 #include <cstddef>
@@ -15,7 +15,7 @@ namespace Vexo::SoftBus {
 class SendQueue : public NoCopyable {
 public:
     enum class Pushed {
-        QUEUED,       // the reactor is writing already and will come to it
+        QUEUED,       // the reactor is writing already, and will send this frame too
         QUEUED_WAKE,  // the caller must wake the reactor
         FULL,
         CLOSED,
@@ -23,16 +23,17 @@ public:
 
     explicit SendQueue(size_t maxBytes) : maxBytes_(maxBytes) {}
 
-    // Copies the frame; does not block. A frame always fits into an empty queue.
+    // Adds a copy of the frame. Does not block. Returns FULL if the queue would exceed maxBytes; an empty queue accepts
+    // every frame.
     Pushed Push(FrameKind kind, const void* payload, size_t bytes) EXCLUDES(mutex_);
-    // Adds a last frame, for which there is always room, and refuses all that come later.
+    // Adds a last frame without payload, even to a full queue. Later frames are refused with CLOSED.
     Pushed PushLast(FrameKind kind) EXCLUDES(mutex_);
     void Close() EXCLUDES(mutex_);
 
-    // The next bytes to write, one or more frames together. False when there are none: the next push asks to be woken
-    // for.
+    // Moves the next bytes to write (one or more whole frames) into bytes. Returns false if there are none; the next
+    // push then returns QUEUED_WAKE.
     bool Take(std::string& bytes) EXCLUDES(mutex_);
-    // bytes of what was taken have reached the kernel.
+    // Call when that many of the taken bytes were written to the socket.
     void Sent(size_t bytes) EXCLUDES(mutex_);
     bool Empty() const EXCLUDES(mutex_);
 
@@ -42,7 +43,7 @@ private:
     const size_t maxBytes_;
     mutable Mutex mutex_;
     std::deque<std::string> chunks_ GUARDED_BY(mutex_);
-    size_t queuedBytes_ GUARDED_BY(mutex_) = 0;  // taken but not sent included
+    size_t queuedBytes_ GUARDED_BY(mutex_) = 0;  // includes bytes that are taken, but not sent
     bool writerActive_ GUARDED_BY(mutex_) = false;
     bool closed_ GUARDED_BY(mutex_) = false;
 };
