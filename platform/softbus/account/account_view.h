@@ -1,6 +1,6 @@
-// AccountView: what the account's state (trust/account_state.h) says about devices, for those who decide by it. Without
-// a state every device with a certificate of the account counts as a member. Any thread; locks itself. No call blocks.
-// Next: state_exchange.h (where the state comes from).
+// AccountView: which devices are members of the account, and their names, by the account's state
+// (trust/account_state.h). Without a state every device with a certificate of the account counts as a member. Any
+// thread; has its own lock. No call blocks. Next: state_exchange.h (where the state comes from).
 #pragma once
 
 #include <chrono>
@@ -15,7 +15,8 @@ namespace Vexo::SoftBus {
 
 class AccountView : public NoCopyable {
 public:
-    // state may be null. removedAt: when the account removed this device, if it has.
+    // Replaces the state, which may be null. removedAt: when the account removed this device; nullopt keeps the earlier
+    // value.
     void Use(const std::string& ownNetworkId, Trust::SignedStatePtr state,
              std::optional<std::chrono::sys_seconds> removedAt) EXCLUDES(mutex_);
     void SetOwnRemoval(std::chrono::sys_seconds at) EXCLUDES(mutex_);
@@ -24,12 +25,12 @@ public:
     uint64_t Number() const EXCLUDES(mutex_);              // of the state; 0 without one
     std::string OwnNetworkId() const EXCLUDES(mutex_);
     bool IsMember(const std::string& networkId) const EXCLUDES(mutex_);
-    // Whether the id of a removed device, and of no member, begins so.
+    // Whether the network id of a removed device, and of no member, begins with idPrefix.
     bool IsRemoved(const std::string& idPrefix) const EXCLUDES(mutex_);
-    // The name by the state; fallback for a device that is not in it.
+    // Returns the name of the device in the state, or fallback if the device is not in it.
     std::string NameOf(const std::string& networkId, const std::string& fallback) const EXCLUDES(mutex_);
-    std::optional<std::chrono::sys_seconds> RemovedAt() const EXCLUDES(mutex_);  // by the account, of this device
-    // "this device was removed from the account on 2026-11-22"; empty for a member.
+    std::optional<std::chrono::sys_seconds> RemovedAt() const EXCLUDES(mutex_);  // removal of this device
+    // Returns "this device was removed from the account on 2026-11-22"; empty if it was not removed.
     std::string OwnRemovalText() const EXCLUDES(mutex_);
 
 private:

@@ -1,5 +1,5 @@
-// KeyTransfer: hands the account's key to another member: connects, says HELLO, sends the key and waits until the
-// member has stored it. The member's side is part of InboundLinks. Used on the reactor thread. No call blocks.
+// KeyTransfer: sends the account's private key to another member. It connects, sends HELLO and the key, and waits until
+// the member has stored the key. StateExchange is the receiving side. Used on the reactor thread. No call blocks.
 // Next: trust/key_transfer.h (the order of steps that never loses the key).
 #pragma once
 
@@ -15,7 +15,7 @@ namespace Vexo::SoftBus {
 
 class KeyTransfer : public LinkOwner, public std::enable_shared_from_this<KeyTransfer>, public NoCopyable {
 public:
-    // Once, never inside Start. UNAVAILABLE: the member was not reached; REFUSED: it did not store the key.
+    // Called once, never inside Start. UNAVAILABLE: the member was not reached. REFUSED: it did not store the key.
     using Done = std::function<void(Result<void> result)>;
 
     KeyTransfer(ReactorContext& context, std::string networkId, std::string key, Done done);

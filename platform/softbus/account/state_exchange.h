@@ -1,8 +1,10 @@
-// StateExchange: keeps the account's state (trust/account_state.h) the same on all members. It sends the state to a
-// device whose HELLO names an older one, adopts a newer one from any member, decides with whom this device talks, and
-// changes what the soft bus works with when the identity changes: TLS, preamble, tokens and members. What devices say
-// to each other: docs/link.md. Used on the reactor thread, but where a function says otherwise. Files are read and
-// written on a strand of its own.
+// StateExchange: keeps the account's state (trust/account_state.h) the same on all members:
+// - sends the state to a device whose HELLO names an older one;
+// - adopts a newer state from any member;
+// - decides with which devices this device talks;
+// - updates TLS, preamble, tokens and members of the soft bus when the identity changes.
+// Protocol: docs/link.md. Used on the reactor thread, unless a function says otherwise. Files are read and written on a
+// strand of its own.
 #pragma once
 
 #include <cstdint>
@@ -25,47 +27,50 @@
 
 namespace Vexo::SoftBus {
 
-// What follows from a device's HELLO.
+// How to treat a device after its HELLO.
 struct Standing {
     enum class Verdict {
         TALK,
-        AWAIT_STATE,  // it is no member yet, and its state may say that it is one
-        LEAVE,        // it gets this device's HELLO and state, and nothing else
+        AWAIT_STATE,  // it is not a member yet, but its state may say that it is
+        LEAVE,        // it gets this device's HELLO and state; then the link is closed
     };
     Verdict verdict = Verdict::TALK;
-    // It sends a newer state, or this device has to read or write its files first: LinkOwner::OnStateHandled follows.
+    // LinkOwner::OnStateHandled follows, because the device sends a newer state, or because this device has to read or
+    // write its files first.
     bool isPending = false;
 };
 
 class StateExchange : public LinkGuard, public NoCopyable {
 public:
     struct Options {
-        std::filesystem::path folder;  // the identity's; empty: no state is used
+        std::filesystem::path folder;  // of the identity; empty: the account's state is not used
         // Posts work to the reactor, unless the soft bus has stopped. Any thread.
         std::function<void(std::function<void()> work)> post;
-        std::function<void()> used;             // the soft bus works with another identity now; on the reactor
-        std::function<void()> identityChanged;  // the folder has changed; on the strand
+        std::function<void()> used;             // a changed identity is in use; called on the reactor
+        std::function<void()> identityChanged;  // folder has changed; called on the strand
     };
 
     StateExchange(ReactorContext& context, Options options) : context_(context), options_(std::move(options)) {}
-    // Waits for work on the strand.
+    // Blocks until the work on the strand is done.
     ~StateExchange() override;
 
-    // Prepares the context for the identity, which must be enrolled. Call once, before the reactor runs and once the
-    // context has its transports.
+    // Prepares the context for the identity, which must be enrolled. Call once, when the context has its transports and
+    // before the reactor runs.
     [[nodiscard]] Result<void> Begin(const Trust::Identity& identity);
-    // The same at runtime. Any thread; returns at once. A failure is logged, and the identity before stays in use.
+    // Changes the identity at runtime. Any thread; does not block. If that fails, which is logged, the previous
+    // identity stays in use.
     void UseIdentity(Trust::Identity identity);
-    // Blocks until the strand has done what was posted before. Any thread but the reactor's.
+    // Blocks until the work that was posted to the strand is done. Any thread but the reactor's.
     void Drain() { strand_.Drain(); }
 
-    // Call for the HELLO of a verified device, once this device's own is queued: sends what the other side lacks.
+    // Call for the HELLO of a verified device, after this device's own HELLO was queued. Sends the state or certificate
+    // that the other device lacks.
     Standing OnHello(Link& link, const Hello& hello);
     // Whether a state is being adopted.
     bool IsAdopting() const { return adopting_ > 0; }
-    // Runs then once no state is being adopted; never in this call.
+    // Runs then on the reactor thread as soon as no state is being adopted, never inside this call.
     void WhenAdopted(std::function<void()> then);
-    // Whether this device's state is newer than the last one that the device is known to have.
+    // Whether this device's state is newer than the latest one that the other device is known to have.
     bool IsBehind(const std::string& networkId) const;
 
     std::string RemovalOf(const std::string& networkId) override;
@@ -74,7 +79,7 @@ public:
 
 private:
     struct Prepared;
-    // A change of the identity's folder; nullopt: nothing has changed.
+    // Changes the identity's folder and returns the new identity; nullopt if nothing has changed.
     using Change = std::function<Result<std::optional<Trust::Identity>>()>;
 
     Result<std::shared_ptr<Prepared>> Prepare(const Trust::Identity& identity);
@@ -84,7 +89,8 @@ private:
     bool AddOlderMember(Link& link, const Hello& hello);
     bool CompleteRestore(Link& link);
     void StoreAccountKey(const std::shared_ptr<Link>& link, const std::shared_ptr<Trust::SecretText>& key);
-    // Runs change on the strand, and works with the identity that it returns; calls StateHandled then.
+    // Runs change on the strand, uses the identity that it returns, and calls link->StateHandled(). Returns false if
+    // the strand accepts no work.
     bool StartAdoption(const std::shared_ptr<Link>& link, Change change);
     void Adopt(const std::shared_ptr<Link>& link, const Change& change);
     void AdoptionEnded();
@@ -94,12 +100,12 @@ private:
     const Options options_;
     Trust::Certificate account_;
     bool holdsAccountKey_ = false;
-    bool isRestored_ = false;                  // and has met no other member yet
-    std::map<std::string, uint64_t> numbers_;  // of the states of members, by their network ids
+    bool isRestored_ = false;                  // from a backup, and has met no other member since
+    std::map<std::string, uint64_t> numbers_;  // the latest known state number of each member
     size_t adopting_ = 0;
     std::vector<std::function<void()>> waiting_;
-    QuviewDFX::LogLimit<std::string> refusals_;  // by the network id of who sent the state
-    // What the context was prepared for; used by Begin, then on the strand.
+    QuviewDFX::LogLimit<std::string> refusals_;  // by the network id of the sender
+    // The certificates and link keys for which the context is prepared. Used by Begin, then on the strand.
     std::string certificates_;
     std::string linkKeys_;
     Tasks::Strand strand_;

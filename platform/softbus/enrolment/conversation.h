@@ -1,6 +1,6 @@
-// Conversation: one link of an enrolment by ticket; what the holder's side (ticket_holder.h) and the joiner's side
-// (join_attempt.cpp) have in common. It keeps the link alive while people compare numbers, and ends it when the other
-// side falls silent. Used on the reactor thread. No call blocks.
+// Conversation: one link of an enrolment by ticket (docs/enrolment.md): the part that the holder's side
+// (ticket_holder.h) and the joiner's side (join_attempt.cpp) have in common. It keeps the link alive while people
+// compare numbers, and ends it when the other side is silent. Used on the reactor thread. No call blocks.
 #pragma once
 
 #include <asio/steady_timer.hpp>
@@ -20,21 +20,22 @@ public:
 
     void OnFrame(FrameKind kind, std::string payload) final;
     void OnEnded(LinkEnd end, const std::string& why) final;
-    // Ends it without another call of OnLost: delivers what was sent (Close), or at once (Abort).
+    // End the conversation without a call of OnLost. Close sends the queued frames first; Abort drops them.
     void Close();
     void Abort();
-    // Sends the last frame. The other side closes when it has it, however slow the link is, within LAST_FRAME_LIMIT.
+    // Sends the last frame, and keeps the link open until the other side closes it, for at most LAST_FRAME_LIMIT: the
+    // frame arrives over a slow link too.
     void SendLast(FrameKind kind, const std::string& payload);
 
 protected:
     virtual void OnJoinFrame(FrameKind kind, const std::string& payload) = 0;
-    // The link has ended, by the other side or by its silence. The last call.
+    // The other side closed the link or was silent. The last call.
     virtual void OnLost(const std::string& why) = 0;
 
-    // The first frame was accepted: no limit runs from now on but that for silence.
+    // Call when the first frame was accepted: from now on only silence ends the link.
     void KeepAlive();
     Link& GetLink() { return *link_; }
-    // The number that both devices show; an error ends the conversation.
+    // Computes the number that both devices show. If that fails, the caller must end the conversation.
     [[nodiscard]] Result<std::string> NumberOf(const std::string& holderNonce, const std::string& request) const;
 
 private:
@@ -42,7 +43,7 @@ private:
 
     const std::shared_ptr<Link> link_;
     asio::steady_timer timer_;
-    SteadyTime end_ = SteadyTime::max();  // after the last frame
+    SteadyTime end_ = SteadyTime::max();  // the deadline after the last frame
     bool hasEnded_ = false;
 };
 

@@ -1,5 +1,6 @@
-// Invitations: the tickets of a soft bus, each for as long as it is answered (ticket_holder.h). One is open at a time,
-// and the newest is announced. Open on any thread; Withdraw blocks; the rest on the reactor thread.
+// Invitations: the tickets of a soft bus (ticket_holder.h). Only one is open at a time, and only the newest is
+// announced; the others are kept to answer late joiners. Open: any thread. Withdraw: blocks, not on the reactor thread.
+// Everything else: reactor thread.
 #pragma once
 
 #include <functional>
@@ -18,20 +19,22 @@ namespace Vexo::SoftBus {
 
 class Invitations : public NoCopyable {
 public:
-    // timers outlives it.
+    // timers must outlive the object.
     Invitations(const ReactorContext& context, Tasks::Timers& timers) : context_(context), timers_(timers) {}
 
-    // address: for the ticket; empty: channels announce it. make: channels that announce this device.
+    // Creates a ticket and opens its invitation; errors: SoftBusServer::Invite. address: for the ticket; empty: joiners
+    // find this device by its announcements. make: creates the channels that announce this device.
     [[nodiscard]] Result<std::shared_ptr<Invitation>> Open(InvitationOptions options, const std::string& account,
                                                            const std::string& address, std::function<Channels()> make)
         EXCLUDES(mutex_);
 
-    // Whether the first message of a connection proves one of the tickets. Accept takes that connection next.
+    // Whether the first message of a new connection proves one of the tickets. If it does, the next call must be
+    // Accept, for that connection.
     bool IsProof(std::string_view proof, std::string_view challenge, std::string_view firstMessage) EXCLUDES(mutex_);
     void Accept(Stream stream, const std::string& firstMessage);
-    // A period of announcements has begun.
+    // Call when a token period begins: announces this device with the new token.
     void Announce() EXCLUDES(mutex_);
-    // Ends all announcements; blocks until that is done. No invitation is opened from now on.
+    // Ends all announcements, and blocks until that is done. Open fails from now on.
     void Withdraw() EXCLUDES(mutex_);
     void Stop() EXCLUDES(mutex_);
 
@@ -44,13 +47,14 @@ private:
 
     const ReactorContext& context_;
     Tasks::Timers& timers_;
-    HolderPtr proven_;  // by the last proof, until Accept
+    HolderPtr proven_;  // the ticket of the last proof, until Accept
     mutable Mutex mutex_;
     std::vector<HolderPtr> holders_ GUARDED_BY(mutex_);  // the newest last
     bool isStopped_ GUARDED_BY(mutex_) = false;
 };
 
-// The address at which a device that listens there is reached on its LAN, for a ticket; empty: none over IPv4.
+// Returns the IPv4 address and port, for a ticket, at which a device that listens at listening is reached on its LAN;
+// empty if there is none.
 std::string AddressForTicket(const std::string& listening);
 
 }  // namespace Vexo::SoftBus

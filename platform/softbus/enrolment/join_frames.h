@@ -6,8 +6,8 @@
 //   JOIN_NONCE    32 random bytes | text name of the holder | text name of its account
 //   JOIN_REQUEST  32 random bytes | u16 device type | i64 the joiner's clock, milliseconds since 1970, UTC
 //                 | the rest: PKCS#10 in DER
-//   JOIN_ANSWER   i32 result (JoinFailure; 0: admitted) | the rest: the answer in PEM when it is 0, a free name for
-//                 NAME_TAKEN, else a phrase for a person
+//   JOIN_ANSWER   i32 result (JoinFailure; 0: admitted) | the rest: the enrolment answer in PEM if the result is 0,
+//                 a free name if it is NAME_TAKEN, otherwise a phrase for a person
 #pragma once
 
 #include <cstdint>
@@ -42,7 +42,7 @@ struct JoinAnswer {
     std::string text;
 };
 std::string EncodeJoinAnswer(const JoinAnswer& answer);
-// A result that no holder sends becomes REFUSED.
+// A result that no holder sends is decoded as REFUSED.
 [[nodiscard]] Result<JoinAnswer> DecodeJoinAnswer(std::string_view payload);
 
 }  // namespace Vexo::SoftBus

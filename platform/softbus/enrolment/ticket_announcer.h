@@ -1,5 +1,6 @@
-// TicketAnnouncer: announces the holder under the keys of a ticket, on channels of its own beside those of the soft
-// bus, and hears nobody. Starting and ending channels blocks, so it runs on a strand. Any thread; only Drain blocks.
+// TicketAnnouncer: announces this device with tokens of a ticket, on channels of its own, beside those of the soft bus.
+// It ignores the announcements of other devices. Starting and stopping a channel blocks, so that work runs on a strand.
+// Any thread; only Drain blocks.
 #pragma once
 
 #include <functional>
@@ -21,7 +22,7 @@ class TicketAnnouncer : public std::enable_shared_from_this<TicketAnnouncer>, pu
 public:
     using Tokens = std::map<std::string, std::shared_ptr<const Trust::AnnouncementTokens>>;  // by transport
 
-    // make: called once, on the strand. networkId: this device's.
+    // make: creates the channels; called once, on the strand. networkId: of this device.
     TicketAnnouncer(std::function<Channels()> make, Tokens tokens, std::string networkId)
         : make_(std::move(make)), tokens_(std::move(tokens)), networkId_(std::move(networkId))
     {
@@ -31,7 +32,7 @@ public:
     // Announces the token of the period that has begun.
     void Announce();
     void Withdraw();
-    // Blocks until everything before has been done. Not from a callback of the soft bus.
+    // Blocks until the work of all earlier calls is done. Must not be called from a callback of the soft bus.
     void Drain() { strand_.Drain(); }
 
 private:
@@ -40,7 +41,7 @@ private:
     const std::function<Channels()> make_;
     const Tokens tokens_;
     const std::string networkId_;
-    Channels channels_;  // on the strand
+    Channels channels_;  // used on the strand only
     Tasks::Strand strand_;
 };
 

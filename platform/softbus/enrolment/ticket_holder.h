@@ -1,6 +1,7 @@
-// TicketHolder: one ticket on the device that made it, for TICKET_MEMORY: who asks to join by it, what the person says,
-// what a joiner is answered. Status, Answer and Close on any thread; the rest on the reactor thread. No call blocks.
-// Next: invitations.h (all tickets of a soft bus), conversation.h (one joiner's link), docs/enrolment.md.
+// TicketHolder: one ticket on the device that created it (the holder), until TICKET_MEMORY has passed. It knows which
+// device asks to join and what the person decided, and answers the joiners. Make, Status, Answer, Close and IsOpen: any
+// thread. Everything else: reactor thread. No call blocks.
+// Next: invitations.h (all tickets of a soft bus), conversation.h (the link to one joiner), docs/enrolment.md.
 #pragma once
 
 #include <asio/io_context.hpp>
@@ -20,10 +21,10 @@
 
 namespace Vexo::SoftBus {
 
-// Conversations of one ticket in which the holder has shown its nonce. Each lets somebody who stands between the two
-// devices draw one number, and see whether it is the one that the joiner shows; a person joins in one or two.
+// How many times the holder sends its nonce for one ticket. Each time a man in the middle has one chance that both
+// devices show the same number; a person who joins needs one or two.
 inline constexpr int MAX_JOIN_TRIES = 20;
-// Links under one ticket at a time.
+// How many links one ticket may have at a time.
 inline constexpr size_t MAX_JOIN_LINKS = 8;
 inline constexpr std::chrono::hours MAX_JOIN_CLOCK_DIFFERENCE{24};
 
@@ -37,21 +38,21 @@ public:
         std::shared_ptr<TicketAnnouncer> announcer;
     };
 
-    // timers outlives it. The error says what of OpenSSL failed.
+    // timers must outlive the object. Fails if OpenSSL fails.
     [[nodiscard]] static Result<std::shared_ptr<TicketHolder>> Make(Setup setup, InvitationOptions options,
                                                                     Tasks::Timers& timers);
 
     InvitationStatus Status() const EXCLUDES(mutex_);
     Result<void> Answer(const std::string& networkId, bool admit) EXCLUDES(mutex_);
     void Close() EXCLUDES(mutex_);
-    // WAITING or ASKING, and not closed. Any thread.
+    // Whether the phase is WAITING or ASKING, and Close was not called.
     bool IsOpen() const EXCLUDES(mutex_);
     TicketAnnouncer& Announcer() { return *setup_.announcer; }
 
     bool IsProof(std::string_view proof, std::string_view challenge, std::string_view firstMessage) const;
-    // A stream whose peer has proved this ticket.
+    // Call for a stream whose client has proved this ticket.
     void Accept(Stream stream, const std::string& firstMessage);
-    // Ends all links. Nothing is called back from now on.
+    // Closes all links. No callback is posted from now on.
     void Stop() EXCLUDES(mutex_);
 
 private:
@@ -64,13 +65,14 @@ private:
     void StartTimers();
     template <typename WorkOnReactor>
     void Post(WorkOnReactor work) EXCLUDES(mutex_);
-    // Changes the status, and reports it.
+    // Changes the status, and posts InvitationOptions::changed.
     template <typename Change>
     void Update(Change change) EXCLUDES(mutex_);
     void End(JoinFailure result, const std::string& why);
     bool HasEnded() const EXCLUDES(mutex_);  // ADMITTED or ENDED
 
-    // Why a joiner with that key is turned away at once; key is empty before it is known.
+    // Returns the answer that rejects a joiner at once; nullopt if it may go on. key: the network id of the joiner;
+    // empty while it is not known.
     std::optional<JoinAnswer> RefusalOf(const std::string& key) const EXCLUDES(mutex_);
     void OnCommit(const TalkPtr& talk);
     void OnRequest(const TalkPtr& talk);
@@ -84,12 +86,12 @@ private:
     const Setup setup_;
     const InvitationOptions options_;
     Tasks::Timers& timers_;
-    const SteadyTime expires_;  // BootNow
+    const SteadyTime expires_;  // by Timers::BootNow
     Link::Setup linkSetup_;     // constant after Make
 
-    // On the reactor.
+    // Used on the reactor thread only.
     std::set<TalkPtr> talks_;
-    TalkPtr asking_;  // waits for the person, or for Admit
+    TalkPtr asking_;  // the joiner that waits for the person or for Admit
     bool isAdmitting_ = false;
     std::string admittedKey_;  // the network id of the joiner that became a member
     int tries_ = 0;
@@ -98,11 +100,11 @@ private:
     mutable Mutex mutex_;
     InvitationStatus status_ GUARDED_BY(mutex_);
     bool isAnswered_ GUARDED_BY(mutex_) = false;
-    bool isClosed_ GUARDED_BY(mutex_) = false;  // the person wants no (further) joiner
+    bool isClosed_ GUARDED_BY(mutex_) = false;  // Close was called
     bool isStopped_ GUARDED_BY(mutex_) = false;
     Tasks::Timer expiry_;
     Tasks::Timer end_;
-    Tasks::Strand strand_;  // of the callbacks
+    Tasks::Strand strand_;  // runs the callbacks
 };
 
 }  // namespace Vexo::SoftBus

@@ -1,5 +1,5 @@
-// SessionLink: one session on the reactor, from the request to its end, and WaitingPeer: a peer's open that waits for
-// its session server. Private to sessions.cpp and session_link.cpp.
+// SessionLink: the reactor's part of one session, from the request to its end. WaitingPeer: an OPEN of a peer that
+// waits for its session server. Used on the reactor thread. Private to sessions.cpp and session_link.cpp.
 #pragma once
 
 #include <asio/steady_timer.hpp>
@@ -18,14 +18,15 @@ class Sessions::SessionLink : public LinkOwner, public std::enable_shared_from_t
 public:
     SessionLink(Sessions& sessions, SessionPtr session);
 
-    // Outbound: as soon as this side's server exists.
+    // Opens an outbound session, as soon as this side's session server exists.
     void Open();
     void ServerAppeared();
-    // Inbound.
+    // Starts an inbound session: answers OPENED and reports the session as open.
     void Accept(const std::shared_ptr<Link>& link, std::shared_ptr<SessionServer> server);
-    // This side closes, with that result for the opened callback if it has not come yet.
+    // Closes the session from this side. A session that is still opening reports resultIfOpening in its opened
+    // callback.
     void Close(int resultIfOpening);
-    // Ends the session if the other side is no member of the account any more.
+    // Ends the session if the other device is no longer a member of the account.
     void EndIfRemoved();
 
     void OnFrame(FrameKind kind, std::string payload) override;
@@ -35,7 +36,7 @@ private:
     enum class Stage {
         WAITS_FOR_SERVER,
         OPENING,
-        REPORTING,  // the result is known, and waits for OPENED_DELAY
+        REPORTING,  // the result is known, and is reported after OPENED_DELAY
         OPEN,
         ENDED,
     };
@@ -62,8 +63,8 @@ private:
     std::shared_ptr<Dial> dial_;
     // When this side opens the link:
     PeerAddress where_;
-    bool hasHello_ = false;    // of the other side
-    bool dialsAgain_ = false;  // because the first link was of earlier link keys
+    bool hasHello_ = false;    // HELLO of the other side was received
+    bool dialsAgain_ = false;  // the first link used outdated link keys
     SteadyTime deadline_{};    // of the first dial
     int result_ = SOFTBUS_NO_LINK;
 };
@@ -74,7 +75,7 @@ public:
 
     void Start();
     void ServerAppeared();
-    // Answers with that failure and ends.
+    // Sends OPENED with that failure, and closes the link.
     void Refuse(int result);
     const std::string& ServerName() const { return open_.serverName; }
     const std::string& PeerNetworkId() const { return link_->PeerNetworkId(); }

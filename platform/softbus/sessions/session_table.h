@@ -1,5 +1,6 @@
-// SessionTable: the session servers and sessions of one soft bus, as callers and the reactor share them, and the
-// callbacks that tell a session's server about it. Any thread; each class locks itself; no callback runs under a lock.
+// SessionTable: the session servers and sessions of one soft bus, which callers and the reactor share, and the delivery
+// of callbacks to session servers. Any thread, unless a function says otherwise; each class has its own lock. No
+// callback runs with a lock held.
 #pragma once
 
 #include <asio/io_context.hpp>
@@ -18,11 +19,11 @@
 
 namespace Vexo::SoftBus {
 
-// Reading stops while more than this waits for a session's callbacks.
+// Reading from a session's link stops while more than this many bytes wait for its callbacks.
 inline constexpr size_t MAX_UNDELIVERED_BYTES = 8 * 1024 * 1024;
 inline constexpr size_t MAX_SESSION_SERVERS = 64;
 
-// One name that is served, by whom, and the listener, which can be replaced while sessions are open.
+// A session server: its package name and its listener, which can be replaced while sessions are open.
 class SessionServer : public NoCopyable {
 public:
     SessionServer(std::string pkgName, const ISessionListener& listener)
@@ -40,7 +41,7 @@ private:
     ISessionListener listener_ GUARDED_BY(mutex_);
 };
 
-// What an opener asked for, or a peer.
+// The parameters of a session: of OpenSession, or of a peer's OPEN.
 struct SessionRequest {
     bool outbound = false;
     std::string serverName;      // of this side
@@ -62,24 +63,27 @@ public:
     int Id() const { return id_; }
     const SessionRequest& Request() const { return request_; }
 
-    // Both are called on the reactor thread: the server that gets the callbacks, then the link that carries the bytes.
+    // Called on the reactor thread: first SetServer, with the server that gets the callbacks; then SetOpen, with the
+    // link that carries the bytes.
     void SetServer(std::shared_ptr<SessionServer> server) { server_ = std::move(server); }
     void SetOpen(const std::shared_ptr<Link>& link) EXCLUDES(mutex_);
-    // Null before SetOpen and after SetClosed.
+    // Returns null before SetOpen and after SetClosed.
     std::shared_ptr<Link> OpenLink() const EXCLUDES(mutex_);
     void SetClosed() EXCLUDES(mutex_);
     // Call when this side has closed the session: no bytes or closed callback begins from now on.
     void StopCallbacks() { callbacksStopped_ = true; }
 
-    // The end of OpenSession, before which the opened callback must not come; time_point::max() until then.
+    // When OpenSession returned; time_point::max() before that. The opened callback must not run earlier.
     std::chrono::steady_clock::time_point ReturnedAt() const { return returnedAt_.load(); }
     void SetReturnedAt(std::chrono::steady_clock::time_point when) { returnedAt_ = when; }
 
-    // For traces: the wait for the other side's answer begins, and ends because the answer came or cannot come.
+    // For traces: AwaitAnswer starts the wait for the other side's answer. AnswerCame ends it, also if no answer can
+    // arrive any more.
     void AwaitAnswer();
     void AnswerCame();
 
-    // Put callbacks on the session's strand. Bytes pause the link when too much waits, and resume it.
+    // Post callbacks to the session's strand. DeliverBytes pauses reading from link while more than
+    // MAX_UNDELIVERED_BYTES wait.
     void DeliverOpened(int result);
     void DeliverBytes(std::string payload, const std::shared_ptr<Link>& link);
     void DeliverClosed(std::shared_ptr<SessionTable> table);
@@ -91,7 +95,7 @@ private:
     const int id_;
     const SessionRequest request_;
     const std::shared_ptr<asio::io_context> reactor_;
-    std::shared_ptr<SessionServer> server_;  // set before the first callback is posted, constant then
+    std::shared_ptr<SessionServer> server_;  // set before the first callback, then constant
     std::atomic<bool> callbacksStopped_{false};
     std::atomic<bool> awaitsAnswer_{false};
     std::atomic<size_t> undelivered_{0};
@@ -110,22 +114,23 @@ public:
     {
     }
 
-    // SoftBusResult of CreateSessionServer and RemoveSessionServer.
+    // Return the SoftBusResult of CreateSessionServer and RemoveSessionServer.
     int AddServer(const std::string& pkgName, const std::string& name, const ISessionListener& listener)
         EXCLUDES(mutex_);
     int RemoveServer(const std::string& pkgName, const std::string& name) EXCLUDES(mutex_);
-    // Null when the name is not served.
+    // Returns null if the name is not served.
     std::shared_ptr<SessionServer> FindServer(const std::string& name) const EXCLUDES(mutex_);
     size_t ServerCount() const EXCLUDES(mutex_);
 
-    // A new session under a new id; null when there are maxSessions.
+    // Creates a session with a new id. Returns null if maxSessions exist already.
     SessionPtr Add(SessionRequest request) EXCLUDES(mutex_);
     SessionPtr Find(int id) const EXCLUDES(mutex_);
-    // Null when it is not there (any more): whoever gets the session decides how it ends.
+    // Removes the session and returns it; null if there is none with that id (any more). Only the caller that gets the
+    // session may close it and report its end.
     SessionPtr Remove(int id) EXCLUDES(mutex_);
-    // How many the peer has opened.
+    // The number of sessions that the peer has opened.
     size_t InboundCount(const std::string& peerNetworkId) const EXCLUDES(mutex_);
-    // All of them, or those whose own side is that server.
+    // Returns all sessions, or those of this side's session server serverName.
     std::vector<SessionPtr> List(const std::string& serverName = {}) const EXCLUDES(mutex_);
 
 private:

@@ -1,7 +1,7 @@
-// Sessions: the reactor's half of sessions: opens them over the links that the opener named, answers peers that open
-// them, moves frames between links and callbacks, and detects silent peers. The part that callers use: session_table.h.
-// Used on the reactor thread, except for the counts, which any thread may read. No call blocks. Timers run only while a
-// session opens or is open.
+// Sessions: the reactor's part of all sessions. It opens sessions over the requested link types, accepts sessions of
+// peers, moves frames between links and callbacks, and detects silent peers. The part that callers use:
+// session_table.h. Used on the reactor thread, except for the counts, which any thread may read. No call blocks. Timers
+// run only while a session is opening or open.
 #pragma once
 
 #include <atomic>
@@ -20,18 +20,18 @@
 
 namespace Vexo::SoftBus {
 
-// From the start of an open to its result. A little more than ACCEPT_WAIT, so that the peer's answer comes first.
+// The time limit of an open. Longer than ACCEPT_WAIT, so that the peer's refusal arrives first.
 inline constexpr std::chrono::milliseconds OPEN_LIMIT{6000};
-// The same when a channel seeks the peer.
+// The time limit of an open while a channel seeks the peer.
 inline constexpr std::chrono::milliseconds SEEKING_OPEN_LIMIT{9000};
 // How long an open waits for this side's session server to appear.
 inline constexpr std::chrono::milliseconds OWN_SERVER_WAIT{10'000};
 // How long a peer's open waits for the session server that it asks for.
 inline constexpr std::chrono::milliseconds ACCEPT_WAIT{5000};
-// The opened callback comes at least this long after OpenSession returned, so that its caller can note the id first.
+// The opened callback runs at least this long after OpenSession returned, so that the caller can store the id first.
 inline constexpr std::chrono::microseconds OPENED_DELAY{1100};
-// A side that has sent nothing for this long sends PING; one that has heard nothing for SILENCE_LIMIT takes the peer
-// for gone.
+// A side that has sent nothing for PING_PAUSE sends PING. A side that has received nothing for SILENCE_LIMIT closes the
+// session.
 inline constexpr std::chrono::milliseconds PING_PAUSE{2000};
 inline constexpr std::chrono::milliseconds SILENCE_LIMIT{6000};
 
@@ -41,15 +41,15 @@ public:
     ~Sessions();
 
     void Open(const SessionPtr& session);
-    // The caller has taken the session out of the table.
+    // Call after the session was removed from the table.
     void Close(const SessionPtr& session);
-    // A session server was created: opens that waited for it go on.
+    // Call when a session server was created: continues the opens that wait for it.
     void ServerAppeared(const std::string& name);
-    // A link that another device opened, and its first frame.
+    // Call when the peer of an inbound link has sent OPEN. open: the payload of that frame.
     void AdoptInbound(const std::shared_ptr<Link>& link, const std::string& open);
-    // Ends sessions with devices that are no members of the account any more.
+    // Ends the sessions with devices that are no longer members of the account.
     void EndRemoved();
-    // Fails what is opening, closes what is open.
+    // Fails sessions that are opening, and closes open ones.
     void Stop();
 
     size_t OpenCount() const { return openCount_.load(); }
@@ -62,7 +62,7 @@ private:
     friend class WaitingPeer;
 
     size_t CountOpenedBy(const std::string& peerNetworkId) const;
-    // The policy's answer for a device that uses that session server; a refusal is logged.
+    // Asks the policy whether the device may use that session server. A refusal is logged.
     PeerRefusal AskPolicy(const std::string& peerNetworkId, const std::string& serverName);
     void Accept(const std::shared_ptr<Link>& link, const struct Open& open, std::shared_ptr<SessionServer> server);
     void CountPending() { pendingCount_ = links_.size() + waitingPeers_.size() - openCount_.load(); }
