@@ -1,5 +1,5 @@
-// The collaboration framework: wakes an ability on a peer and keeps it company while the two work together. Acts on the
-// ability registered as 70635. Any thread.
+// The collaboration framework: starts an ability on a peer, and lets the two devices exchange data while they work
+// together (a collaboration). The functions use the ability that is registered as 70635. Any thread.
 #pragma once
 
 #include <cstdint>
@@ -14,7 +14,7 @@ namespace Vexo::CollaborationFwk {
 // Results of the framework; 0 is success.
 enum CollaborationResult : int32_t {
     COLLABORATION_OK = 0,
-    COLLABORATION_UNAVAILABLE = 1,  // 70635 is not there
+    COLLABORATION_UNAVAILABLE = 1,  // ability 70635 is not registered, or it is stopped
     COLLABORATION_NULL_TARGET = 2,
     COLLABORATION_NO_SUCH_PEER = 3,  // not a known device of this account, or not reached
     COLLABORATION_PEER_FAILED = 4,   // the peer could not start the ability
@@ -22,13 +22,13 @@ enum CollaborationResult : int32_t {
     COLLABORATION_NO_SUCH_SESSION = 6,
     COLLABORATION_TOO_LARGE = 7,         // action and parameters, or the data, do not fit one message
     COLLABORATION_INVALID_ARGUMENT = 8,  // a null callback, or no data
-    COLLABORATION_NOT_SENT = 9,          // the peer does not take what is sent
+    COLLABORATION_NOT_SENT = 9,          // too many bytes wait to be sent to the peer
 };
 
-// Whom to collaborate with, and through which ability there.
+// The peer to collaborate with, and the ability to start on it.
 class TargetInfo : public RefBase {
 public:
-    // flags, action and parameters are handed to the peer's framework unread.
+    // flags, action and parameters are sent to the peer's framework unchanged.
     TargetInfo(std::string networkId, uint32_t flags, std::string action, std::string parameters,
                int32_t systemAbilityId);
 
@@ -64,7 +64,7 @@ struct StartResult {
     int32_t sessionId = 0;  // positive on success
 };
 
-// What stands behind CollaborationAbility: the object registered as 70635. Same contracts.
+// The interface of ability 70635, which CollaborationAbility calls. The contracts are those of CollaborationAbility.
 class ICollaborationService : public virtual RefBase {
 public:
     virtual StartResult StartCollaboration(int32_t systemAbilityId, const sptr<TargetInfo>& target) = 0;
@@ -79,24 +79,29 @@ class CollaborationAbility {
 public:
     static CollaborationAbility& GetInstance();
 
-    // Wakes the target's ability and answers within 5 s, or 10 s where a device may have to be sought over Bluetooth. A
-    // second start to the same peer reuses the first one's session; it expires 30 s after its last use. A null target
-    // is refused. Blocks; not from a callback of the framework.
+    // Starts the target's ability on the peer. Blocks for at most 5 s, or 10 s if the peer may have to be found over
+    // Bluetooth first. Returns COLLABORATION_NULL_TARGET for a null target. A second start to the same peer reuses the
+    // session of the first, which is closed 30 s after its last use. Must not be called from a callback of the
+    // framework.
     StartResult StartCollaboration(int32_t systemAbilityId, const sptr<TargetInfo>& target);
-    // Ends it on both sides. Does not wait for the peer. What had arrived is still delivered to a registered callback.
+    // Ends the collaboration on both sides. Does not wait for the peer. Data that has arrived is still delivered to a
+    // registered callback.
     int32_t StopCollaboration(int32_t sessionId);
-    // The collaborations of that ability that run now, both directions.
+    // Lists the running collaborations of that ability, whichever side started them.
     int32_t GetCollaborationStartInfos(int32_t systemAbilityId, std::vector<sptr<StartInfo>>& infos);
 
-    // The data of a running collaboration, whichever side started it. None of them blocks.
-    // Registers who receives it, and tells the peer that this side is ready. One callback a collaboration: registering
-    // again is no error and replaces it. What came before the first callback has waited, in order: up to 64 messages
-    // and 1 MiB (data_channel.h); more end the collaboration, as do more for a callback that is slow.
+    // The next three functions handle the data of a running collaboration, whichever side started it. They do not
+    // block.
+    // Registers the callback that receives data, and notifies the peer that this side is ready. A collaboration has one
+    // callback: registering again replaces it. Data that arrived before the first callback is delivered to it in order.
+    // At most 64 messages and 1 MiB (data_channel.h) may wait for the first callback or for a slow one; more end the
+    // collaboration.
     int32_t RegisterCollaborationDataCallback(int32_t sessionId, const sptr<DataCallback>& callback);
-    // What waits is dropped. No error when there is no callback or the collaboration has ended.
+    // Removes the callback, and drops data that waits for it. Returns COLLABORATION_OK also if there is no callback or
+    // the collaboration has ended.
     int32_t UnRegisterCollaborationDataCallback(int32_t sessionId);
-    // Sends size bytes, 1 to 163,815, as one message; they are copied. It reaches the peer's callback once there is
-    // one, which OnDataReceiverReady tells.
+    // Sends a copy of size bytes, 1 to 163,815, as one message. The peer delivers it when it has a callback;
+    // OnDataReceiverReady (data_callback.h) reports that it has one.
     int32_t SendCollaborationData(int32_t sessionId, const void* data, uint32_t size);
 
 private:

@@ -1,14 +1,14 @@
-// The messages that two collaboration frameworks exchange over their session; one message of the session each. All
+// The messages that two collaboration frameworks exchange over their session, each in one session message. All
 // numbers are little-endian; a string is an int32 length n, n bytes, a NUL, and zeros up to the next multiple of four.
 //   START    bytes 0-3   uint32 1                  ANSWER   bytes 0-3   uint32 2
-//            bytes 4-7   uint32 request                     bytes 4-7   uint32 request: that of the start
-//            bytes 8-11  int32 id of the ability            bytes 8-11  int32 code: 0, the ability runs, else it does
-//            to wake                                                    not (CollaborationResult)
+//            bytes 4-7   uint32 request                     bytes 4-7   uint32 request: that of the START
+//            bytes 8-11  int32 id of the ability            bytes 8-11  int32 code: 0 if the ability runs, otherwise a
+//            to start                                                   CollaborationResult or PeerRefusal
 //            bytes 12-15 uint32 flags
 //            string action, string parameters
 //   DATA     bytes 0-3   uint32 3                  READY    bytes 0-3   uint32 4: a data callback is registered at the
 //            string       at least one byte                              sender
-// Nothing may follow. Pure functions; any thread.
+// No bytes may follow. Pure functions; any thread.
 #pragma once
 
 #include <cstdint>
@@ -40,13 +40,13 @@ struct ReadyMessage {};
 
 using Message = std::variant<std::monostate, StartMessage, AnswerMessage, DataMessage, ReadyMessage>;
 
-// False when it does not fit.
+// Return false if the message does not fit into a parcel.
 bool Encode(const StartMessage& message, Parcel& parcel);
 bool Encode(const AnswerMessage& message, Parcel& parcel);
 bool Encode(const DataMessage& message, Parcel& parcel);
 bool Encode(const ReadyMessage& message, Parcel& parcel);
 
-// Empty (monostate) for a message that is truncated, has bytes left over, or is of an unknown kind.
+// Returns an empty value (monostate) if the message is truncated, has bytes left over, or is of an unknown kind.
 Message Decode(const void* data, size_t size);
 
 }  // namespace Vexo::CollaborationFwk

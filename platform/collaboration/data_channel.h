@@ -1,6 +1,7 @@
-// DataChannel: the data of one collaboration as this side sees it: its callback, what has arrived for it, and whether
-// the peer's receiver is ready. It belongs to a session of CollaborationServer (collaboration_server.h) and outlives it
-// until what had arrived is delivered. Any thread. No call blocks. Callbacks: data_callback.h.
+// DataChannel: the data of one collaboration on this side: the registered callback, the received messages that wait for
+// it, and whether the peer is ready to receive. It belongs to a session of CollaborationServer
+// (collaboration_server.h), and lives on after the session until received messages are delivered. Any thread. No call
+// blocks. Callbacks: data_callback.h.
 #pragma once
 
 #include <cstddef>
@@ -16,7 +17,7 @@
 
 namespace Vexo::CollaborationFwk {
 
-// What waits for a callback, or for one that is slow.
+// The limits for received data that waits for a callback, because none is registered or because it is slow.
 inline constexpr size_t MAX_WAITING_MESSAGES = 64;
 inline constexpr size_t MAX_WAITING_BYTES = size_t{1} << 20;
 
@@ -24,16 +25,18 @@ class DataChannel : public NoCopyable, public std::enable_shared_from_this<DataC
 public:
     explicit DataChannel(int32_t sessionId) : sessionId_(sessionId) {}
 
-    // What waits is delivered to the callback, then what arrives; it hears of a ready peer, now or later. It replaces
-    // one that is there, and readiness that was reported to that one is not reported again.
+    // Delivers waiting and later messages to the callback, and reports to it when the peer is ready. Replaces an
+    // earlier callback. Readiness that was reported to the earlier one is not reported again.
     void Register(const sptr<DataCallback>& callback);
-    // Waiting data is dropped; data that arrives later waits for the next callback. A running call is not waited for.
+    // Removes the callback, and drops waiting messages. Later messages wait for the next callback. Does not wait for a
+    // callback that is running.
     void Unregister();
 
-    // From the peer. Received: false when the message finds the queue full or cannot be delivered.
+    // Call when the peer has sent READY or data. Received returns false if the queue is full or the delivery cannot be
+    // posted.
     void PeerReady();
     bool Received(std::string bytes);
-    // Nothing arrives any more. The callback is released once it has what had arrived.
+    // Call when the session has ended. Releases the callback after all received messages are delivered.
     void End();
 
 private:
@@ -46,7 +49,7 @@ private:
     Mutex mutex_;
     sptr<DataCallback> callback_ GUARDED_BY(mutex_);
     bool peerReady_ GUARDED_BY(mutex_) = false;
-    bool readyReported_ GUARDED_BY(mutex_) = false;  // to this callback or one that it replaced
+    bool readyReported_ GUARDED_BY(mutex_) = false;  // to this callback, or to one that it replaced
     std::deque<std::string> waiting_ GUARDED_BY(mutex_);
     size_t waitingBytes_ GUARDED_BY(mutex_) = 0;
 };
