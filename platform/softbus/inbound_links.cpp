@@ -97,8 +97,8 @@ private:
     const std::string source_;
     bool hasGreeted_ = false;
     bool hasLeft_ = false;
-    bool awaitsState_ = false;             // of a device that is no member yet
-    std::optional<std::string> heldOpen_;  // which waits for that state
+    bool awaitsState_ = false;             // the device is not a member yet, and its STATE is awaited
+    std::optional<std::string> heldOpen_;  // its OPEN, kept until that STATE is handled
 };
 
 InboundLinks::InboundLinks(ReactorContext& context, Sessions& sessions, Invitations& invitations)

@@ -32,7 +32,7 @@ namespace Vexo::SoftBus {
 
 namespace {
 
-// Goodbyes, closing links, and a margin.
+// The time for sending GOODBYE and for closing links, and a margin.
 constexpr std::chrono::milliseconds STOP_LIMIT = GOODBYE_LIMIT + CLOSE_LIMIT + std::chrono::milliseconds(200);
 
 constexpr const char* TCP = "tcp";
@@ -74,7 +74,7 @@ private:
     Channels MakeChannels(FolderChannel::IsOwn isOwn) const;
     Result<void> AnnounceEachPeriod();
     void RunReactor() EXCLUDES(lifeMutex_);
-    // False once the soft bus stops; else the work will run on the reactor.
+    // Runs work on the reactor. Returns false, without running it, when the soft bus is stopping.
     template <typename WorkOnReactor>
     bool PostWhileRunning(WorkOnReactor work) EXCLUDES(lifeMutex_);
 
@@ -125,7 +125,7 @@ Server::Server(SoftBusOptions options)
     context_.exchange = &exchange_;
 }
 
-// --- life ---
+// --- start and stop ---
 
 Result<void> Server::Begin(const Trust::Identity& identity)
 {
@@ -215,7 +215,7 @@ Result<void> Server::Discover()
             return started;
         }
     }
-    // The channels are complete only now.
+    // Set only now, because seek must see all channels.
     PostWhileRunning([this] { context_.seek = [this] { return SeekOnAll(channels_); }; });
     return AnnounceEachPeriod();
 }
@@ -291,8 +291,8 @@ void Server::Stop()
             });
         });
     }
-    // The reactor returns when its last link has ended, which each does within CLOSE_LIMIT. Only a name that is still
-    // being resolved can keep it longer.
+    // The reactor returns when its last link has ended. Every link ends within CLOSE_LIMIT; only a name resolution that
+    // is still running can take longer.
     const auto deadline = Clock::System().Now() + STOP_LIMIT;
     {
         MutexLock lock(lifeMutex_);
@@ -308,7 +308,7 @@ void Server::Stop()
 void Server::RunReactor()
 {
     pthread_setname_np(pthread_self(), "softbus");
-    // The handler that threw is lost; the reactor goes on with the others.
+    // A handler that threw is lost; the reactor continues with the others.
     while (!QuviewDFX::RunGuarded(LOG_SOFTBUS, "reactor work", [this] { context_.reactor->run(); })) {
     }
     MutexLock lock(lifeMutex_);

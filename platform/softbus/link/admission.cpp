@@ -15,7 +15,7 @@ namespace Vexo::SoftBus {
 
 namespace {
 
-// RFC 8446, 5.1 and 4: the heads of a record and of the handshake message in it.
+// The headers of a TLS record and of the handshake message in it (RFC 8446, 5.1 and 4).
 constexpr size_t RECORD_HEADER_BYTES = 5;
 constexpr size_t MESSAGE_HEADER_BYTES = 4;
 constexpr uint8_t RECORD_OF_HANDSHAKE = 22;
@@ -32,7 +32,8 @@ size_t BigEndian(std::string_view bytes)
     return number;
 }
 
-// Whether the record holds one whole ClientHello and nothing else: what lay outside would not be covered by the proof.
+// Whether the record contains one whole ClientHello and nothing else. The proof does not cover anything outside the
+// record.
 bool IsClientHello(std::string_view record)
 {
     const std::string_view message = record.substr(RECORD_HEADER_BYTES);
@@ -42,7 +43,7 @@ bool IsClientHello(std::string_view record)
 
 }  // namespace
 
-// One connection between accept and proof.
+// A connection that was accepted and has not been proved.
 class Admission::Candidate : public std::enable_shared_from_this<Candidate> {
 public:
     Candidate(Admission& admission, uint64_t order, Stream stream, PeerAddress from, std::string source)
@@ -64,7 +65,7 @@ public:
             return;
         }
         challenge_ = std::move(challenge.value());
-        // The send buffer of a new connection has room for the challenge; if not, the connection cannot be used.
+        // The send buffer of a new connection has room for the challenge. If it has not, the connection cannot be used.
         if (::send(socket_.native_handle(), challenge_.data(), challenge_.size(), MSG_NOSIGNAL) !=
             static_cast<ssize_t>(challenge_.size())) {
             admission_.Refuse(shared_from_this(), "it takes no bytes");
@@ -98,7 +99,7 @@ private:
             });
     }
 
-    // Reads no byte beyond the first message: the rest is for TLS.
+    // Reads the proof and the first message, and no byte more: the rest is for TLS.
     void Read()
     {
         while (received_.size() < wanted_) {
@@ -109,7 +110,7 @@ private:
                 return;
             }
             if (got <= 0) {
-                // The client closed first, as a port scan does: nothing was refused.
+                // The client closed first, as a port scan does. This is not logged as a refusal.
                 Close();
                 admission_.Forget(shared_from_this());
                 return;
@@ -123,7 +124,7 @@ private:
         Judge();
     }
 
-    // False when what came is not the head of a first message.
+    // Reads the record header that follows the proof. Returns false if it is not the header of a first message.
     bool ReadHead()
     {
         const std::string_view head = std::string_view(received_).substr(Trust::PROOF_BYTES);
@@ -148,7 +149,7 @@ private:
     }
 
     Admission& admission_;
-    std::shared_ptr<void> use_;  // before socket_, which is closed first
+    std::shared_ptr<void> use_;  // declared before socket_: released after the socket is closed
     asio::posix::stream_descriptor socket_;
     const size_t maxWriteBytes_;
     const SteadyTime deadline_ = Clock::System().Now() + admission_.limits_.time;
@@ -182,7 +183,7 @@ void Admission::Accept(Stream stream, const PeerAddress& from, const std::string
     candidate->Start();
 }
 
-// One timer for all connections, which is not restarted for each, so that strangers cost little.
+// Uses one timer for all connections and does not restart it for each, so that connections of strangers cost little.
 void Admission::WatchDeadlines(SteadyTime first)
 {
     watchesDeadlines_ = true;

@@ -13,8 +13,8 @@ namespace Vexo::SoftBus {
 
 namespace {
 
-// Of several failed attempts the one with the largest weight is reported: a refusal before silence, and silence before
-// a connection that failed.
+// The failed attempt with the largest weight is reported: a refusal before a timeout, and a timeout before a broken
+// connection.
 int Weight(LinkEnd end)
 {
     switch (end) {
@@ -37,8 +37,8 @@ int32_t NextSpanId()
 
 }  // namespace
 
-// One address: its connection, and the handshake on it. If the proof is refused: a second connection, proved with the
-// previous key, that delivers the account's state, and a third one with the current key.
+// The attempt at one address: its connection, and the handshake on it. If the proof is refused, it makes a second
+// connection, proved with the previous key, that delivers the account's state, and a third one with the current key.
 class Dial::Attempt : public LinkOwner, public std::enable_shared_from_this<Attempt> {
 public:
     Attempt(std::shared_ptr<Dial> dial, PeerAddress where) : dial_(std::move(dial)), where_(std::move(where)) {}
@@ -61,10 +61,10 @@ public:
         });
     }
 
-    // Also breaks the reference cycle of dial and attempt.
+    // Stops the attempt, and breaks the reference cycle of dial and attempt.
     void Abandon()
     {
-        FinishAsyncTrace(TRACE_TAG_PLATFORM, SpanName::CONNECT, span_);  // nothing when it has ended
+        FinishAsyncTrace(TRACE_TAG_PLATFORM, SpanName::CONNECT, span_);  // no effect if the span has ended
         dial_.reset();
         connect_.reset();
         if (const auto link = std::exchange(link_, nullptr)) {
@@ -88,14 +88,13 @@ public:
         dial_->Succeeded(shared_from_this(), std::exchange(link_, nullptr));
     }
 
-    // Only while a state is delivered: a link that is ready has another owner otherwise.
+    // Called only for the link that delivers the state; every other link has a new owner when it is ready.
     void OnFrame(FrameKind kind, std::string payload) override
     {
         if (kind != FrameKind::HELLO || std::exchange(hasDelivered_, true)) {
             link_->Refuse("a frame that has no place before a session");
         } else {
-            OnHello(dial_->context_, *link_, payload,
-                    where_);  // sends the state; the other side closes once it uses it
+            OnHello(dial_->context_, *link_, payload, where_);  // sends the state; the other side then closes
         }
     }
 
@@ -205,8 +204,8 @@ void Dial::StartDueAttempts()
     }
 }
 
-// Starts seeking when it is due, anew once the addresses that were heard have failed. Returns whether a channel is
-// seeking.
+// Starts to seek when it is due, and again when the addresses found by seeking have failed. Returns whether a channel
+// is seeking.
 bool Dial::SeeksNow()
 {
     const auto passed = std::chrono::ceil<std::chrono::milliseconds>(Clock::System().Now() - start_);
@@ -232,27 +231,27 @@ void Dial::StopSeeking()
 void Dial::Try(const Route& route)
 {
     if (route.wasSought) {
-        StopSeeking();  // a radio that listens connects late
+        StopSeeking();  // a radio that is scanning connects slowly
     }
     const auto attempt = std::make_shared<Attempt>(shared_from_this(), route.where);
     attempts_.insert(attempt);
     attempt->Start(Left());
 }
 
-// For a connection that is attempted now.
+// Returns the time limit for a connection that starts now.
 std::chrono::milliseconds Dial::Left() const
 {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(start_ + limit_ - Clock::System().Now());
     return std::clamp(left, std::chrono::milliseconds(1), HANDSHAKE_LIMIT);
 }
 
-// Whether there is a state to deliver to a device that knows the previous link key only.
+// Whether this device can deliver a state to a device that has only the previous link key.
 bool Dial::CanDeliver() const
 {
     return context_.exchange != nullptr && context_.account.State() && context_.linkSetup.preamble->HasPrevious();
 }
 
-// Sets the timer for the earliest of the next route, the start of seeking, and the limit.
+// Sets the timer for whichever is first: the next route, the start of seeking, or the time limit.
 void Dial::Wait()
 {
     auto until = limit_;
@@ -282,7 +281,7 @@ void Dial::Wait()
     });
 }
 
-// Only for a device that is known: others are not listed, and there may be many.
+// Records attempts at known devices only. Others are not listed, and there may be many.
 void Dial::RecordTry(const PeerAddress& where, const std::string& answer)
 {
     const std::string networkId =

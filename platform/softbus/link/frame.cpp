@@ -38,7 +38,8 @@ constexpr KindRule KIND_RULES[] = {
     {FrameKind::KEY_STORED, "KEY_STORED", 0, 0},
 };
 
-// A declared length may be false: memory beyond this is allocated only as the bytes arrive.
+// The memory that is allocated for a declared length, which may be false. Memory beyond this is allocated as bytes
+// arrive.
 constexpr size_t PAYLOAD_RESERVE_BYTES = 64 * 1024;
 
 bool IsText(const std::string& text)
@@ -46,7 +47,8 @@ bool IsText(const std::string& text)
     return IsUtf8(text) && text.find('\0') == std::string::npos;
 }
 
-// The checks that HELLO and OPEN share once their fields are read; newest: the latest version of which all are known.
+// Does the checks that HELLO and OPEN share, after their fields were read. newest: the latest version of which all
+// fields are known.
 Result<void> CheckEnd(const char* what, const FieldReader& reader, uint8_t version, uint8_t newest)
 {
     if (!reader.Good()) {

@@ -18,7 +18,7 @@ namespace Vexo::SoftBus {
 
 namespace {
 
-// Frames that the guard handles, whoever owns the link.
+// Whether the LinkGuard handles the frame, instead of the owner of the link.
 bool IsAccountFrame(FrameKind kind)
 {
     return kind == FrameKind::STATE || kind == FrameKind::REMOVED || kind == FrameKind::CERTIFICATE ||
@@ -67,7 +67,7 @@ Link::Link(asio::io_context& reactor, Stream stream, Role role, const Setup& set
 {
     SSL_set_mode(ssl_.get(),
                  SSL_MODE_RELEASE_BUFFERS | SSL_MODE_ENABLE_PARTIAL_WRITE | SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER);
-    // Header and body of a record come with one system call.
+    // Reads header and body of a record with one system call.
     SSL_set_read_ahead(ssl_.get(), 1);
 }
 
@@ -83,7 +83,7 @@ void Link::Start(std::shared_ptr<LinkOwner> owner)
 
 void Link::Established()
 {
-    // Unlike cancel, this also disarms a wait that has expired and is on its way.
+    // Unlike cancel, this also disarms a wait that has expired and whose handler is already queued.
     deadline_.expires_at(SteadyTime::max());
 }
 
@@ -161,7 +161,7 @@ void Link::OnReadable()
     }
 }
 
-// True when OpenSSL only waits for the socket: the call that it wants again is arranged.
+// Returns true if OpenSSL only has to wait for the socket. The call is repeated when the socket is ready.
 bool Link::MustWait(int sslError)
 {
     if (sslError == SSL_ERROR_WANT_READ) {
@@ -216,7 +216,8 @@ void Link::Handshake()
     const int systemError = errno;
     int error = SSL_get_error(ssl_.get(), result);
     if (error == SSL_ERROR_SYSCALL && BIO_should_write(SSL_get_rbio(ssl_.get())) != 0) {
-        // OpenSSL 3.0 does not pass on that a flush found no room, as the one that sends the first flight may.
+        // OpenSSL 3.0 reports a flush that must be repeated as SSL_ERROR_SYSCALL. The flush that sends the first flight
+        // can be one.
         error = SSL_ERROR_WANT_WRITE;
     }
     if (!MustWait(error)) {
@@ -302,7 +303,7 @@ void Link::ReadSome()
     ReadLater();
 }
 
-// False when reading must not go on: the link is paused, closing or ended.
+// Returns false if reading must not continue, because the link is paused, closing or ended.
 bool Link::DecodeUnread()
 {
     if (paused_ || state_ != State::READY) {
@@ -353,7 +354,7 @@ bool Link::Decode(std::string_view input)
     return true;
 }
 
-// False when the link has ended.
+// Returns false if the link has ended.
 bool Link::OnAccountFrame(Frame& frame, bool isFirst)
 {
     if (frame.kind == FrameKind::REMOVED) {
@@ -376,7 +377,8 @@ void Link::StateHandled()
     }
 }
 
-// A device that was removed gets the statement of its removal and nothing else, also after a session was resumed.
+// Sends a removed device the statement of its removal and nothing else, also when it resumed a TLS session. Returns
+// whether the device was removed.
 bool Link::RefuseRemoved()
 {
     const std::string removal = guard_ != nullptr ? guard_->RemovalOf(peerNetworkId_) : "";
@@ -434,7 +436,7 @@ void Link::WriteSome()
     }
 }
 
-// False when the socket takes no more at the moment, or the link has ended.
+// Returns false if the socket accepts no more bytes at the moment, or the link has ended.
 bool Link::WriteChunk()
 {
     ERR_clear_error();
@@ -451,8 +453,8 @@ bool Link::WriteChunk()
         return false;
     }
     if (state_ == State::READY) {
-        // Bytes that the peer sent before the connection broke must still be read, now or after a pause; reading then
-        // finds the end.
+        // Bytes that the peer sent before the connection broke must still be read, now or after a pause. Reading then
+        // detects the broken connection.
         queue_.Close();
         writing_ = {};
         written_ = 0;

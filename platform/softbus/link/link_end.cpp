@@ -1,4 +1,4 @@
-// How a link ends: by Close, by Abort, by the peer, or by a fault.
+// How a link ends: by Close, by Abort, by the peer, or by an error.
 #include <openssl/err.h>
 #include <sys/socket.h>
 
@@ -34,12 +34,12 @@ void Link::Close()
     queue_.PushLast(FrameKind::CLOSE);
     asio::post(reactor_, [self = shared_from_this()] {
         self->WriteSome();
-        // Reading goes on while the last bytes are written, so that a peer that keeps sending is not blocked.
+        // Reading continues while the last bytes are written, so that a peer that keeps sending is not blocked.
         self->WaitReadable();
     });
 }
 
-// Called when the kernel has everything that was queued. Sends close_notify; nothing may be sent after it.
+// Called when all queued frames were written to the socket. Sends close_notify; nothing may be sent after it.
 void Link::ShutDownTls()
 {
     ERR_clear_error();
@@ -51,8 +51,8 @@ void Link::ShutDownTls()
     StartLinger();
 }
 
-// Closing a socket that holds unread bytes resets the connection, and the peer would lose what it has not read yet. So:
-// say that nothing more comes, and read until the peer has closed its side too.
+// Closing a socket with unread bytes would reset the connection, and the peer would lose what it has not read yet.
+// Therefore this side shuts down sending, and reads until the peer has closed its side too.
 void Link::StartLinger()
 {
     state_ = State::LINGERING;
@@ -69,7 +69,7 @@ void Link::Discard()
             break;
         }
         if (got <= 0) {
-            // While CLOSING the peer may have shut its sending side only: what is queued still goes out.
+            // While CLOSING the peer may have shut down only its sending side: queued frames are still sent.
             if (got < 0 || state_ == State::LINGERING) {
                 Release();
             }
@@ -116,7 +116,7 @@ void Link::End(LinkEnd end, const std::string& why)
     const std::shared_ptr<LinkOwner> owner = std::move(owner_);
     owner_.reset();
     if (end == LinkEnd::REFUSED && state_ != State::ENDED) {
-        // The alert with the reason was sent: wait until it has arrived.
+        // OpenSSL has sent an alert with the reason: wait until it has arrived.
         queue_.Close();
         ssl_.reset();
         SetDeadline(CLOSE_LIMIT);
@@ -134,8 +134,8 @@ void Link::Release()
     if (state_ == State::ENDED) {
         return;
     }
-    // After a connection that ends without close_notify OpenSSL would not resume its session. Frames say
-    // where a conversation ends, so nothing can be cut off unnoticed and the ticket stays good.
+    // OpenSSL does not resume a session after a connection that ended without close_notify. Here frames mark the end of
+    // a conversation, so a truncated one is noticed anyway: marking TLS as shut down keeps the ticket usable.
     if (state_ != State::PREAMBLE && state_ != State::HANDSHAKE && ssl_) {
         SSL_set_shutdown(ssl_.get(), SSL_SENT_SHUTDOWN | SSL_RECEIVED_SHUTDOWN);
     }

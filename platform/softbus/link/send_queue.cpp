@@ -4,7 +4,7 @@ namespace Vexo::SoftBus {
 
 namespace {
 
-// Small frames that wait are sent together, as long as they fit one TLS record.
+// Small frames are collected into chunks of at most this size, and sent together in one TLS record.
 constexpr size_t CHUNK_BYTES = 16 * 1024;
 
 }  // namespace

@@ -14,9 +14,9 @@ namespace {
 struct SocketState {
     int fd = -1;
     size_t maxWriteBytes = 0;
-    std::string alreadyRead;   // what OpenSSL still has to read before the socket
-    FirstFlightPrefix prefix;  // set until the first flight is whole
-    std::string firstFlight;   // what is held back until then, and what of it the socket has not taken since
+    std::string alreadyRead;   // bytes that OpenSSL reads before those of the socket
+    FirstFlightPrefix prefix;  // set until the first flight is complete
+    std::string firstFlight;   // the bytes of the first flight that are not sent yet
 };
 
 SocketState& StateOf(BIO* bio)
@@ -39,7 +39,7 @@ ssize_t Send(BIO* bio, std::string_view bytes)
     return sent;
 }
 
-// Sends the bytes that are held back. Returns 1 when the kernel has all of them.
+// Sends the rest of the first flight. Returns 1 when all of it is sent, otherwise -1.
 int Flush(BIO* bio)
 {
     SocketState& state = StateOf(bio);

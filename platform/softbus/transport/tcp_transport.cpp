@@ -24,7 +24,8 @@ namespace {
 
 using asio::ip::tcp;
 
-// Out of descriptors: the connection stays in the kernel's queue, and trying again at once would spin.
+// The pause after a failed accept, such as one without free descriptors: the connection stays in the kernel's queue,
+// and trying again at once would spin.
 constexpr std::chrono::milliseconds ACCEPT_PAUSE{100};
 
 std::optional<tcp::endpoint> NumericEndpoint(const HostPort& where)
@@ -43,13 +44,14 @@ void Prepare(int fd)
 {
     const int on = 1;
     static_cast<void>(::fcntl(fd, F_SETFD, FD_CLOEXEC));
-    // A socket without it only is slower.
+    // Without TCP_NODELAY a socket is only slower.
     static_cast<void>(::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on)));
 }
 
 }  // namespace
 
-// One connect: resolves if it must, tries each endpoint, ends by completion or by the limit.
+// One outbound connection: resolves the host name if there is one, tries each endpoint, and ends when connected or at
+// the time limit.
 class TcpTransport::Attempt : public std::enable_shared_from_this<Attempt> {
 public:
     Attempt(asio::io_context& reactor, std::string address)
@@ -167,7 +169,7 @@ Result<std::string> TcpTransport::Listen(Accepted accepted)
     asio::error_code error;
     acceptor_.open(endpoint->protocol(), error);
     if (!error) {
-        Prepare(acceptor_.native_handle());  // what it accepts inherits the option
+        Prepare(acceptor_.native_handle());  // accepted sockets inherit TCP_NODELAY
         acceptor_.set_option(tcp::acceptor::reuse_address(true), error);
         acceptor_.bind(*endpoint, error);
     }
@@ -221,7 +223,7 @@ void TcpTransport::AcceptAll()
             });
             return;
         }
-        // One link that fails must not end accepting.
+        // A link that fails must not stop the accepting of others.
         QuviewDFX::RunGuarded(LOG_SOFTBUS, "accepting", [&] {
             tcp::endpoint peer;
             peer.resize(length);
