@@ -1,4 +1,4 @@
-// CollaborationServer's data of running collaborations.
+// The part of CollaborationServer that handles the data of running collaborations.
 #include <utility>
 
 #include "platform/collaboration/collaboration_server.h"
@@ -7,7 +7,7 @@
 namespace Vexo::CollaborationFwk {
 namespace {
 
-// Of SendBytes.
+// Converts a result of SendBytes to a CollaborationResult.
 int32_t FromSending(int result)
 {
     switch (result) {
@@ -90,7 +90,8 @@ const char* CollaborationServer::HandleData(int32_t sessionId, std::string bytes
         const MutexLock lock(mutex_);
         session = Use(sessionId);
     }
-    // The other side's right to use this device may have ended since its start.
+    // Asks the policy again for each message of an inbound session: the owner may have changed the rules since the
+    // start.
     if (session && session->inbound && Admit(session->networkId) != COLLABORATION_OK) {
         return "a message that the owner's rules refuse";
     }

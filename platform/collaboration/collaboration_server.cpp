@@ -18,7 +18,7 @@ namespace {
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Collaboration"};
 
-// Where the soft bus's callbacks, which carry no context, find the one server of the process.
+// The only server of the process. The soft bus's callbacks carry no context, and find it here.
 struct Current {
     Mutex mutex;
     sptr<CollaborationServer> server GUARDED_BY(mutex);
@@ -65,7 +65,7 @@ int32_t FromSoftBus(int result)
     switch (result) {
         case SOFTBUS_NO_SUCH_PEER:
         case SOFTBUS_NO_LINK:
-        case SOFTBUS_INVALID_PARAM:  // a network id that none can have
+        case SOFTBUS_INVALID_PARAM:  // not a valid network id
             return COLLABORATION_NO_SUCH_PEER;
         case SOFTBUS_UNAVAILABLE:
             return COLLABORATION_UNAVAILABLE;
@@ -125,7 +125,7 @@ int CollaborationServer::Send(int32_t sessionId, const Parcel& parcel)
     return SendBytes(sessionId, parcel.GetData(), static_cast<unsigned int>(parcel.GetDataSize()));
 }
 
-// ---- Starting here
+// ---- Starts of this device
 
 StartResult CollaborationServer::StartCollaboration(int32_t systemAbilityId, const sptr<TargetInfo>& target)
 {
@@ -151,8 +151,8 @@ StartResult CollaborationServer::StartCollaboration(int32_t systemAbilityId, con
         if (code == COLLABORATION_OK) {
             return {COLLABORATION_OK, session->id};
         }
-        // A session that was kept may have died with a peer that has come back since, or with the network that it ran
-        // over: a fresh one may do.
+        // A reused session may be broken, because the peer has restarted or the network is gone: try again with a new
+        // session.
         if (!reused) {
             break;
         }
@@ -186,7 +186,7 @@ int32_t CollaborationServer::BeginSession(const std::string& networkId, SessionP
         return COLLABORATION_UNAVAILABLE;
     }
     const SessionAttribute attribute{TYPE_BYTES, 3, {LINK_TYPE_WIFI_5G, LINK_TYPE_WIFI_2G, LINK_TYPE_BR}};
-    // Under the lock: the opened callback, on another thread, must find the session.
+    // Called with the lock held, so that the opened callback, on another thread, finds the session.
     const int id = OpenSession(COLLABORATION_SESSION, COLLABORATION_SESSION, networkId.c_str(), "", &attribute);
     if (id < 0) {
         return FromSoftBus(id);
@@ -249,7 +249,7 @@ void CollaborationServer::HandleAnswer(int32_t sessionId, const AnswerMessage& a
 {
     const MutexLock lock(mutex_);
     const auto pending = pending_.find(answer.request);
-    // An answer that nobody waits for any more, or that came over another session, decides nothing.
+    // Ignores an answer for which no call waits any more, or which arrived over another session.
     if (pending != pending_.end() && pending->second->sessionId == sessionId) {
         pending->second->answered = true;
         pending->second->code = answer.code;
@@ -257,7 +257,7 @@ void CollaborationServer::HandleAnswer(int32_t sessionId, const AnswerMessage& a
     }
 }
 
-// ---- What runs
+// ---- Running collaborations
 
 int32_t CollaborationServer::StopCollaboration(int32_t sessionId)
 {
@@ -284,7 +284,7 @@ int32_t CollaborationServer::GetCollaborationStartInfos(int32_t systemAbilityId,
 
 void CollaborationServer::End(const SessionPtr& ended, int32_t failure)
 {
-    // A copy, because the one given may be the map's own.
+    // A copy, because ended may refer to the element that is erased from the map.
     const SessionPtr session = ended;  // NOLINT(performance-unnecessary-copy-initialization): see above
     if (session->stage == Stage::ENDED) {
         return;
@@ -300,8 +300,8 @@ void CollaborationServer::End(const SessionPtr& ended, int32_t failure)
     changed_.NotifyAll();
 }
 
-// Under the lock: an opened callback that is on its way must not take the session, forgotten but still open, for one
-// that the peer has opened.
+// The caller holds the lock until the session is closed. Otherwise an opened callback could find the session open but
+// not in sessions_, and treat it as a session of the peer.
 void CollaborationServer::Close(const SessionPtr& session)
 {
     const int32_t id = session->id;
@@ -389,7 +389,7 @@ void CollaborationServer::OnBytes(int32_t sessionId, const void* data, uint32_t 
 
 void CollaborationServer::HandleStart(int32_t sessionId, const StartMessage& start)
 {
-    // Loading may take seconds, and a session's strand must not.
+    // Loading may take seconds, and must not block the strand of the session.
     const bool posted = Tasks::ElasticPool::Shared().Post(
         [self = sptr<CollaborationServer>(this), sessionId, id = start.systemAbilityId, request = start.request] {
             self->Answer(sessionId, request, self->Wake(sessionId, id));

@@ -6,11 +6,11 @@ namespace Vexo::CollaborationFwk {
 
 void DataChannel::Register(const sptr<DataCallback>& callback)
 {
-    sptr<DataCallback> replaced;  // released after the lock
+    sptr<DataCallback> replaced;  // destroyed after the lock is released
     const MutexLock lock(mutex_);
     replaced = std::exchange(callback_, callback);
     ReportReady();
-    // With a callback there, each message has brought its own delivery.
+    // If a callback was registered, a delivery was already posted for each waiting message.
     for (size_t i = 0; !replaced && i < waiting_.size(); ++i) {
         (void)PostDelivery();
     }
@@ -33,8 +33,8 @@ void DataChannel::PeerReady()
     ReportReady();
 }
 
-// Not over the strand: a callback that makes its readiness wait must not hold up the data behind it, on which the end
-// of that wait may depend.
+// Does not use the strand: a callback that blocks in OnDataReceiverReady may be waiting for data, which must not queue
+// behind it.
 void DataChannel::ReportReady()
 {
     if (callback_ && peerReady_ && !readyReported_) {
@@ -56,7 +56,7 @@ bool DataChannel::Received(std::string bytes)
 
 void DataChannel::End()
 {
-    // Behind the deliveries: a peer may close right after its last message.
+    // Posted behind the deliveries: a peer may close right after its last message.
     (void)strand_.Post([self = shared_from_this()] { self->Unregister(); });
 }
 

@@ -24,7 +24,7 @@ using Verdict = Standing::Verdict;
 
 constexpr const char* KEY_DEVICE_ID = "DEVICE_ID";
 
-// What tells certificates apart.
+// Returns the signature of a certificate, which identifies it.
 std::string SignatureOf(X509* certificate)
 {
     const ASN1_BIT_STRING* signature = nullptr;
@@ -51,11 +51,11 @@ Result<std::optional<Trust::Identity>> AsChange(Result<Trust::Identity> identity
 
 }  // namespace
 
-// What the context gets from an identity.
+// What Prepare derives from an identity, and Apply puts into the context.
 struct StateExchange::Prepared {
     std::string ownNetworkId;
-    std::shared_ptr<Trust::TlsContext> tls;           // null: as before
-    std::shared_ptr<const Trust::Preamble> preamble;  // null: as before
+    std::shared_ptr<Trust::TlsContext> tls;           // null: unchanged
+    std::shared_ptr<const Trust::Preamble> preamble;  // null: unchanged
     Sightings::TransportTokens tokens;
     Trust::SignedStatePtr state;
     std::optional<std::chrono::sys_seconds> removedAt;
@@ -165,7 +165,7 @@ void StateExchange::Apply(const Prepared& prepared)
     }
 }
 
-// --- what others have ---
+// --- the state of other devices ---
 
 Standing StateExchange::OnHello(Link& link, const Hello& hello)
 {
@@ -194,7 +194,7 @@ Standing StateExchange::OnHello(Link& link, const Hello& hello)
         standing.verdict = hasOldKey ? Verdict::LEAVE : Verdict::TALK;
         return standing;
     }
-    // A device that is being made a member is awaited like one whose state says that it is.
+    // A device that AddOlderMember is adding is awaited, like one that sends a newer state.
     standing.isPending =
         standing.isPending || (holdsAccountKey_ && hello.stateNumber == 0 && AddOlderMember(link, hello));
     standing.verdict = standing.isPending ? Verdict::AWAIT_STATE : Verdict::LEAVE;
@@ -223,7 +223,7 @@ void StateExchange::ReportConflict(const std::string& from, uint64_t number)
     }
 }
 
-// --- what only the holder of the account's key does ---
+// --- only on the holder of the account's key ---
 
 bool StateExchange::ShowsOlderCertificate(const Link& link) const
 {
@@ -231,8 +231,8 @@ bool StateExchange::ShowsOlderCertificate(const Link& link) const
     return shown != nullptr && ASN1_TIME_compare(X509_get0_notBefore(shown), X509_get0_notBefore(account_.get())) < 0;
 }
 
-// Sends the member its renewed certificate, if it has one, and then the state, if it lacks that too. StateHandled
-// follows.
+// Sends the member its renewed certificate, if it has one, and then state, if that is not null. Calls StateHandled
+// afterwards. Returns false if the strand accepts no work.
 bool StateExchange::RenewCertificate(const std::shared_ptr<Link>& link, const Trust::SignedStatePtr& state)
 {
     const std::shared_ptr<X509> shown(X509_dup(link->PeerCertificate()), X509_free);
@@ -248,7 +248,8 @@ bool StateExchange::RenewCertificate(const std::shared_ptr<Link>& link, const Tr
     });
 }
 
-// Makes a device that was enrolled before states existed a member, if the account is that old. StateHandled follows.
+// Adds a device that was enrolled before the account had a state as a member. Calls StateHandled afterwards. Returns
+// false if the strand accepts no work.
 bool StateExchange::AddOlderMember(Link& link, const Hello& hello)
 {
     Trust::Member member{link.PeerNetworkId(), hello.deviceName, hello.deviceTypeId,
@@ -279,13 +280,14 @@ void StateExchange::OnAccountFrame(const std::shared_ptr<Link>& link, FrameKind 
     });
 }
 
-// Another member was met, and has no newer state: a device that was restored may sign states from now on.
+// Call when another member was met that has no newer state. A device that was restored from a backup may sign states
+// afterwards.
 bool StateExchange::CompleteRestore(Link& link)
 {
     return StartAdoption(link.shared_from_this(), [this] { return AsChange(Trust::CompleteRestore(options_.folder)); });
 }
 
-// Another member hands the account's key over.
+// Stores the account's key, which another member has sent, and answers KEY_STORED.
 void StateExchange::StoreAccountKey(const std::shared_ptr<Link>& link, const std::shared_ptr<Trust::SecretText>& key)
 {
     if (!context_.account.IsMember(link->PeerNetworkId())) {
@@ -312,7 +314,7 @@ bool StateExchange::StartAdoption(const std::shared_ptr<Link>& link, Change chan
     return isPosted;
 }
 
-// On the strand.
+// Runs on the strand.
 void StateExchange::Adopt(const std::shared_ptr<Link>& link, const Change& change)
 {
     const std::string& from = link->PeerNetworkId();

@@ -24,9 +24,9 @@ struct Finder::Configured {
 
 // A greeting that waits for its turn.
 struct Finder::Task {
-    std::string networkId;  // who must answer; empty: any other device of the account
+    std::string networkId;  // of the wanted device; empty: any other device of the account
     std::string idPrefix;   // DialRequest::idPrefix
-    // Called when the greeting's turn comes. No route: the greeting is not needed any more, unless it seeks.
+    // Called when the greeting is about to start. If it returns no route, the greeting is skipped, unless it seeks.
     std::function<std::vector<Route>()> routes;
     Greeting::Done done;
     GreetingKind kind = GreetingKind::HELLO;
@@ -111,7 +111,7 @@ void Finder::OnAnnouncement(const std::string& channel, const std::string& name,
         GreetStranger(owner->idPrefix);
     } else if (!networkId.empty()) {
         context_.UpdateReachability(networkId);
-        // It may not have heard of the current link key.
+        // The device may not have the current link key yet.
         if (owner->isOfPreviousKey && context_.exchange != nullptr && context_.exchange->IsBehind(networkId)) {
             GreetDevice(networkId, false, [] {});
         }
@@ -284,7 +284,7 @@ void Finder::StartNext()
     }
 }
 
-// --- the end ---
+// --- stop ---
 
 void Finder::Stop(std::function<void()> done)
 {

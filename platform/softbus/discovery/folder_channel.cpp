@@ -17,7 +17,7 @@ namespace {
 
 constexpr int FORMAT_VERSION = 2;
 constexpr size_t MAX_FILE_BYTES = 4096;
-// Devices that run as other users must be able to read it, and it holds no secret.
+// Devices that run as other users must be able to read the file, and it contains no secret.
 constexpr mode_t READABLE_BY_ALL = 0644;
 constexpr auto MAX_AGE = 2 * Trust::TOKEN_PERIOD;
 
@@ -37,7 +37,8 @@ std::string RandomHex()
     return HexOfText({reinterpret_cast<const char*>(&number), sizeof(number)});
 }
 
-// Empty for a file that is no announcement; a file that is being written has another name.
+// Returns the token in the name of an announcement file; empty for any other file. A file that is still being written
+// has a name of another form.
 std::string TokenOfFileName(std::string_view name)
 {
     constexpr size_t randomAt = TOKEN_CHARACTERS + 1;
@@ -120,7 +121,7 @@ Result<void> FolderChannel::Start(const std::string& token, IsOurs isOurs, Heard
     token_ = token;
     isOurs_ = std::move(isOurs);
     heard_ = std::move(heard);
-    // Started before the folder is read, so that no change is missed; its thread waits for the lock.
+    // The watcher starts before the folder is read, so that no change is missed. Its thread waits for the lock.
     auto watcher = FolderWatcher::Start(folder_, [this](const std::string& fileName) { OnChange(fileName); });
     if (!watcher) {
         return Failure(std::move(watcher).error());
@@ -148,7 +149,7 @@ void FolderChannel::Withdraw()
         const MutexLock lock(mutex_);
         isWithdrawn_ = true;
     }
-    watcher_.reset();  // without the lock, for which its thread may wait
+    watcher_.reset();  // not under the lock: the thread of the watcher may wait for it
     strand_.Drain();
     const MutexLock lock(mutex_);
     RemoveOwnFilesBut("");
@@ -159,8 +160,7 @@ void FolderChannel::Withdraw()
     ownFiles_.clear();
 }
 
-// Runs on the watcher's thread. fileName is empty when the folder was removed or is there again, or when events were
-// lost.
+// Runs on the watcher's thread. fileName is empty if the folder was removed or created again, or if events were lost.
 void FolderChannel::OnChange(const std::string& fileName)
 {
     const MutexLock lock(mutex_);
@@ -211,13 +211,13 @@ Result<void> FolderChannel::AnnounceIfMissing()
         return {};
     }
     Result<void> written = WriteOwnFile();
-    RemoveFilesOfEarlierRuns();  // last, so that others always find one
+    RemoveFilesOfEarlierRuns();  // last, so that others always find a file of this device
     return written;
 }
 
 Result<void> FolderChannel::WriteOwnFile()
 {
-    // A new name each time: strangers could follow the device by a part of the name that stays.
+    // A new random part each time: a part of the name that stays the same would let strangers track the device.
     const std::string fileName = HexOfText(token_) + SEPARATOR + RandomHex() + std::string(SUFFIX);
     Result<void> written = WriteFileAtomically(folder_ / fileName, EncodeFolderAnnouncement({token_, {listening_}}),
                                                READABLE_BY_ALL, Sync::LATER);

@@ -53,7 +53,7 @@ void Greeting::OnStateHandled()
 void Greeting::OnEnded(LinkEnd end, const std::string& why)
 {
     if (hasHello_) {
-        OnStateHandled();  // the other side left without its state, or this device is still adopting it
+        OnStateHandled();  // no state was received, or it is still being adopted
     } else {
         Finish({false, {.end = end, .why = why, .wasTried = true}});
     }

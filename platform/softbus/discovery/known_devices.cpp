@@ -21,7 +21,7 @@ namespace {
 
 constexpr int FORMAT_VERSION = 1;
 constexpr mode_t FILE_MODE = 0600;
-// More than the largest names and addresses of MAX_KNOWN_DEVICES take.
+// Larger than a file of MAX_KNOWN_DEVICES devices can be.
 constexpr size_t MAX_FILE_BYTES = 16 * 1024 * 1024;
 constexpr int64_t LAST_MS = 253'402'300'799'999;  // the end of the year 9999
 
@@ -100,7 +100,7 @@ bool SameInAnyOrder(const std::vector<PeerAddress>& one, const std::vector<PeerA
     return std::is_permutation(one.begin(), one.end(), other.begin(), other.end());
 }
 
-// The fresh addresses, then the others of before, up to MAX_KNOWN_ADDRESSES.
+// Returns the fresh addresses, then the earlier ones that are not among them, at most MAX_KNOWN_ADDRESSES in total.
 std::vector<PeerAddress> FreshFirst(std::vector<PeerAddress> fresh, const std::vector<PeerAddress>& before)
 {
     std::copy_if(before.begin(), before.end(), std::back_inserter(fresh),

@@ -27,7 +27,7 @@ Result<void> PeriodTimer::Start(std::function<void()> turned)
     return {};
 }
 
-// Arms for the start of the next period. Setting the clock also wakes it.
+// Arms the timer for the start of the next period. It also expires when the clock is set.
 bool PeriodTimer::Arm()
 {
     const auto now = Clock::System().WallNow().time_since_epoch();
@@ -36,7 +36,7 @@ bool PeriodTimer::Arm()
     when.it_value.tv_sec = std::chrono::duration_cast<std::chrono::seconds>(next).count();
     return ::timerfd_settime(timer_.native_handle(), TFD_TIMER_ABSTIME | TFD_TIMER_CANCEL_ON_SET, &when, nullptr) ==
                0 ||
-           errno == ECANCELED;  // the clock was set meanwhile; the timer is armed all the same
+           errno == ECANCELED;  // the clock was set; the timer is armed anyway
 }
 
 void PeriodTimer::Wait()
@@ -46,7 +46,7 @@ void PeriodTimer::Wait()
             return;
         }
         uint64_t turns = 0;
-        // Fails with ECANCELED when the clock was set. Both cases are handled in the same way.
+        // The read fails with ECANCELED if the clock was set. Both cases are handled in the same way.
         [[maybe_unused]] const ssize_t got = ::read(timer_.native_handle(), &turns, sizeof(turns));
         if (!Arm()) {
             QuviewDFX::LogError(

@@ -32,17 +32,18 @@ std::vector<const Transport*> TransportsOf(const ReactorContext& context, const 
 
 constexpr const char* TCP = "tcp";
 
-// Whether the address names no host: a device that listens on all its interfaces says so over a transport without
-// hosts.
-bool IsOfAnyHost(const PeerAddress& address)
+// Returns whether the address is that of all interfaces ("0.0.0.0:7"), which leads back to this device. A device that
+// listens on all of them reports it, and a peer that hears it over Bluetooth cannot replace it by a real address.
+bool IsOfAllInterfaces(const PeerAddress& address)
 {
     const auto parsed = ParseHostPort(address.address);
     asio::error_code error;
     return parsed && asio::ip::make_address(parsed.value().host, error).is_unspecified() && !error;
 }
 
-// The suggested host with the device's TCP port. None without both, or once another device has answered there. Where
-// the device was reached counts before what is announced, which may be a replay.
+// Returns the suggested host with the device's TCP port; nullopt if either is unknown, or if a handshake at that
+// address has failed. The port of an address where the device was reached is preferred to an announced port, since an
+// announcement may be replayed.
 std::optional<PeerAddress> SuggestedAddress(const ReactorContext& context, const std::string& networkId,
                                             std::vector<PeerAddress> known)
 {
@@ -85,7 +86,7 @@ std::vector<Route> RoutesTo(const ReactorContext& context, const std::string& ne
         const auto take = [&](const std::vector<PeerAddress>& from, std::vector<PeerAddress>& to,
                               const auto& isWanted) {
             for (const PeerAddress& address : from) {
-                if (address.transport == transport->Name() && !IsOfAnyHost(address) && isWanted(address)) {
+                if (address.transport == transport->Name() && !IsOfAllInterfaces(address) && isWanted(address)) {
                     (context.sightings.IsAvoided(networkId, address) ? last : to).push_back(address);
                 }
             }
@@ -101,7 +102,8 @@ std::vector<Route> RoutesTo(const ReactorContext& context, const std::string& ne
         }
     };
     add(first, std::chrono::milliseconds(0));
-    // A fixed delay, whatever the number of announcements: replayed ones must not delay a known good address.
+    // The delay does not grow with the number of announcements: replayed announcements must not delay a known good
+    // address.
     for (Route& route : routes) {
         route.after = contains(reached, route.where) ? std::min(route.after, ANNOUNCED_AHEAD) : route.after;
     }

@@ -15,12 +15,12 @@ namespace Vexo::SoftBus {
 
 namespace {
 
-// Old tickets are answered as long as they are remembered, but no more than these.
+// The maximum number of tickets that are kept to answer late joiners. The oldest is dropped first.
 constexpr size_t MAX_HOLDERS = 16;
 constexpr const char* ANY_IPV4 = "0.0.0.0";
 constexpr const char* ANY_IPV6 = "::";
 
-// What the caller of Invite holds.
+// The object that the caller of Invite owns.
 class Handle final : public Invitation, public NoCopyable {
 public:
     explicit Handle(std::shared_ptr<TicketHolder> holder) : holder_(std::move(holder)) {}
@@ -34,7 +34,7 @@ private:
     const std::shared_ptr<TicketHolder> holder_;
 };
 
-// The IPv4 address of an interface that is up; loopback does not count.
+// Returns the IPv4 address of the first interface that is up and not loopback; empty if there is none.
 std::string LanAddress()
 {
     ifaddrs* all = nullptr;

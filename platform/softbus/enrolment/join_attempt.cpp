@@ -29,7 +29,7 @@ namespace {
 
 constexpr const char* TCP = "tcp";
 constexpr size_t MAX_QUEUED_BYTES = 64 * 1024;
-// Between two searches: what failed may work now, and a radio may have come up.
+// The pause before the next search. What failed may work then; a radio, for example, may have come up.
 constexpr std::chrono::seconds SEARCH_PAUSE{1};
 
 class Attempt;
@@ -42,7 +42,7 @@ public:
     {
     }
 
-    // The link is ready. False when this device failed.
+    // Call when the link is ready: sends JOIN_COMMIT. Returns false if this device failed.
     bool Start(const JoinRequest& request)
     {
         request_ = EncodeJoinRequest(request);
@@ -57,7 +57,7 @@ private:
     void OnNonce(const std::string& payload);
     void OnLost(const std::string& why) override;
 
-    Attempt& attempt_;  // outlives the reactor's work
+    Attempt& attempt_;  // outlives all work on the reactor
     const std::string over_;
     std::string request_;  // the payload of JOIN_REQUEST
     bool hasAsked_ = false;
@@ -78,7 +78,7 @@ public:
     JoinStatus Status() const override EXCLUDES(mutex_);
     void Cancel() override EXCLUDES(mutex_, lifeMutex_);
 
-    // Of Talk, on the reactor.
+    // Called by Talk, on the reactor thread.
     void OnAsked(const JoinNonce& nonce, const std::string& number);
     void OnAnswer(const JoinAnswer& answer);
     void OnLost(const std::string& why);
@@ -105,7 +105,7 @@ private:
     asio::steady_timer limit_;
     asio::steady_timer pause_;
     std::vector<std::unique_ptr<AnnouncementChannel>> channels_;  // constant while the reactor runs
-    std::set<std::string> heard_;                                 // prefixes of network ids
+    std::set<std::string> heard_;                                 // network id prefixes of announced holders
     std::shared_ptr<Dial> dial_;
     std::shared_ptr<Talk> talk_;
     bool hasEnded_ = false;
@@ -194,7 +194,7 @@ Result<void> Attempt::MakeLinks()
     context_.transports.push_back(std::make_shared<TcpTransport>(*context_.reactor, options_.listenAddress));
     for (const TransportFactory& make : options_.moreTransports) {
         const auto transport = make(*context_.reactor);
-        // A channel may need its transport to listen. Nobody is told where.
+        // A channel may need a transport that listens. This address is not announced.
         if (const auto listening = transport->Listen([](Stream, const std::string&) {}); !listening) {
             QuviewDFX::LogWarn(LOG_SOFTBUS, "no links over %{public}s: %{public}s", transport->Name(),
                                listening.error().message);
@@ -267,7 +267,7 @@ void Attempt::Cancel()
     }
 }
 
-// Lets go of everything, so that the reactor returns once its last link has ended.
+// Cancels everything, so that the reactor returns after its last link has ended.
 void Attempt::End()
 {
     hasEnded_ = true;
@@ -395,7 +395,7 @@ void Attempt::OnLost(const std::string& why)
     const bool hasAsked = talk_ && talk_->HasAsked();
     talk_.reset();
     if (hasAsked) {
-        // Not tried again without the person: each try would show another number.
+        // No automatic retry: each try would show another number, which the person must compare.
         FailWith(JoinFailure::LOST, "the other device went away before it answered: " + why);
     } else if (!hasEnded_) {
         SearchLater();

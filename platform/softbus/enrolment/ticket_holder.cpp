@@ -19,7 +19,7 @@ constexpr const char* WAS_WITHDRAWN = "the ticket was withdrawn";
 
 }  // namespace
 
-// A link of one joiner.
+// The link to one joiner.
 class TicketHolder::Talk final : public Conversation {
 public:
     Talk(std::weak_ptr<TicketHolder> holder, asio::io_context& reactor, std::shared_ptr<Link> link)
@@ -29,7 +29,7 @@ public:
 
     void Start() { GetLink().Start(shared_from_this()); }
 
-    // False when this device failed.
+    // Returns false if this device has no random bytes.
     bool SendNonce(const std::string& holderName, const std::string& account)
     {
         auto nonce = Trust::MakeJoinNonce();
@@ -225,7 +225,7 @@ Result<void> TicketHolder::Answer(const std::string& networkId, bool admit)
     }
     Post([self = shared_from_this(), number, admit] {
         if (!self->asking_ || self->asking_->Who().number != number) {
-            return;  // it has gone, or asks again over another link, whose number was not compared
+            return;  // it is gone, or asks again over another link with another number
         }
         if (admit) {
             self->Admit(self->asking_);
@@ -251,7 +251,8 @@ bool TicketHolder::HasEnded() const
     return phase == InvitationPhase::ADMITTED || phase == InvitationPhase::ENDED;
 }
 
-// Ends the invitation if it is open, and turns the joiner away that asks. An admission that runs is completed.
+// Ends the invitation if it is open, and rejects the joiner that asks. Does nothing while a joiner is being admitted:
+// EndIfDue follows.
 void TicketHolder::End(JoinFailure result, const std::string& why)
 {
     if (HasEnded() || isAdmitting_) {
@@ -346,7 +347,7 @@ void TicketHolder::OnRequest(const TalkPtr& talk)
     Ask(talk);
 }
 
-// Turns a joiner away; others may still join.
+// Rejects a joiner; others may still join.
 void TicketHolder::Refuse(const TalkPtr& talk, JoinFailure result, const std::string& text)
 {
     talk->Answer(result, text);
@@ -360,7 +361,7 @@ void TicketHolder::Ask(const TalkPtr& talk)
         before->Abort();
     }
     if (isAdmitting_) {
-        return;  // it gets the answer that is being made
+        return;  // it gets the answer of the running admission
     }
     if (!admittedKey_.empty()) {
         Admit(talk);
@@ -425,7 +426,7 @@ void TicketHolder::OnAdmitted(const Result<std::string>& answer, const std::stri
     }
 }
 
-// What was put off until the end of an admission.
+// Ends the invitation if it has expired, or was closed, while a joiner was being admitted.
 void TicketHolder::EndIfDue()
 {
     if (timers_.BootNow() >= expires_) {

@@ -13,7 +13,7 @@ namespace Vexo::SoftBus {
 
 namespace {
 
-// The opened callback's result when a link ended before the peer answered.
+// Returns the result for the opened callback if the link ended before the peer answered.
 int ResultOf(LinkEnd end)
 {
     switch (end) {
@@ -35,7 +35,7 @@ Sessions::SessionLink::SessionLink(Sessions& sessions, SessionPtr session)
 {
 }
 
-// Each stage has one use for the timer; starting it again cancels the previous use.
+// Each stage uses the timer for one purpose. Starting the timer again cancels the earlier wait.
 template <typename Action>
 void Sessions::SessionLink::StartTimer(SteadyTime when, Action action)
 {
@@ -105,7 +105,7 @@ void Sessions::SessionLink::OnDialEnded(const DialResult& result)
     where_ = result.where;
     deadline_ = result.deadline;
     link_->SetOwner(shared_from_this());
-    // From here on the limit of the whole open counts: the peer may wait for its session server.
+    // From here on the time limit of the whole open applies, since the peer may wait for its session server.
     link_->Established();
     StartTimer(result.deadline, [](SessionLink& self) { self.ReportResult(SOFTBUS_TIMED_OUT); });
     link_->Send(FrameKind::OPEN, EncodeOpen({request.dataType, request.peerServerName, request.serverName}));
@@ -123,14 +123,15 @@ void Sessions::SessionLink::OnOpened(const std::string& payload)
         if (refusal != PeerRefusal::NONE && sessions_.context_.policy != nullptr) {
             sessions_.context_.policy->OnRefusedBy(session_->Request().peerNetworkId, refusal);
         }
-        // The peer's codes are not passed on, except those that say that it has no room.
+        // The caller gets the peer's result only if the peer has no room for the session. Every other failure is
+        // SOFTBUS_PEER_REFUSED.
         const bool isFull = result.value() == SOFTBUS_LIMIT || result.value() == SOFTBUS_PEER_SHARE;
         ReportResult(isFull ? result.value() : SOFTBUS_PEER_REFUSED);
     }
 }
 
-// Sets the result for the opened callback, which comes after OPENED_DELAY. Data of the peer waits in the socket until
-// then.
+// Stores the result for the opened callback, which runs OPENED_DELAY after OpenSession returned. Until then data of the
+// peer is left in the socket.
 void Sessions::SessionLink::ReportResult(int result)
 {
     if (stage_ != Stage::OPENING && stage_ != Stage::REPORTING) {
@@ -207,7 +208,8 @@ void Sessions::SessionLink::OnFrame(FrameKind kind, std::string payload)
     }
 }
 
-// The other side's right to use this device may have ended since it opened the session.
+// Asks the policy again for each message of an inbound session: the owner may have changed the rules since the session
+// was opened.
 void Sessions::SessionLink::OnData(std::string payload)
 {
     const SessionRequest& request = session_->Request();
@@ -220,8 +222,8 @@ void Sessions::SessionLink::OnData(std::string payload)
     link->Close();
 }
 
-// Both sides send PING, so a side that is busy sending, or that does not read for a while because its callbacks are
-// slow, does not count as silent.
+// Sends PING if nothing else was sent, and ends the session if the peer is silent. Both sides send PING. A peer that
+// stops reading because its callbacks are slow still sends, so it does not count as silent.
 void Sessions::SessionLink::KeepAlive()
 {
     const SteadyTime now = Clock::System().Now();
@@ -245,7 +247,7 @@ void Sessions::SessionLink::KeepAlive()
     StartTimer(std::min(nextPing, silentAt), [](SessionLink& self) { self.KeepAlive(); });
 }
 
-// --- ends ---
+// --- closing ---
 
 void Sessions::SessionLink::Close(int resultIfOpening)
 {
@@ -282,8 +284,8 @@ void Sessions::SessionLink::OnEnded(LinkEnd end, const std::string& why)
     ReportResult(ResultOf(end));
 }
 
-// The other side sent its state over a link of earlier link keys, and closed: once the state is in use, the session
-// opens with the current key, within the same limit. Returns false when that is not what happened.
+// Call when the peer closed the link. If it did so because the link used outdated link keys, and it has sent its state,
+// dials again with the current key after that state was adopted, within the same time limit. Otherwise returns false.
 bool Sessions::SessionLink::DialAgain()
 {
     StateExchange* const exchange = sessions_.context_.exchange;
@@ -342,7 +344,7 @@ void Sessions::SessionLink::Forget()
     sessions_.CountPending();
 }
 
-// --- a peer that waits ---
+// --- WaitingPeer ---
 
 Sessions::WaitingPeer::WaitingPeer(Sessions& sessions, std::shared_ptr<Link> link, struct Open open)
     : sessions_(sessions), link_(std::move(link)), open_(std::move(open)), timer_(*sessions.context_.reactor)
