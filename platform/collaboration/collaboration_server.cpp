@@ -91,7 +91,7 @@ Result<sptr<CollaborationServer>> CollaborationServer::Start(std::chrono::millis
     {
         const MutexLock lock(CurrentServer().mutex);
         if (CurrentServer().server) {
-            return Fail(ErrorCode::ALREADY_EXISTS, "the collaboration framework runs already in this process");
+            return Fail(ErrorCode::ALREADY_EXISTS, "the collaboration framework already runs in this process");
         }
         CurrentServer().server = server;
     }
@@ -402,7 +402,7 @@ void CollaborationServer::HandleStart(int32_t sessionId, const StartMessage& sta
 int32_t CollaborationServer::Wake(int32_t sessionId, int32_t systemAbilityId)
 {
     if (systemAbilityId != COMM_DISTRIBUTED_NET_ABILITY_ID) {
-        QuviewDFX::LogWarn(LABEL, "session %{public}d: ability %{public}d is not for a peer to wake", sessionId,
+        QuviewDFX::LogWarn(LABEL, "session %{public}d: a peer may not start ability %{public}d", sessionId,
                            systemAbilityId);
         return COLLABORATION_PEER_FAILED;
     }

@@ -31,7 +31,7 @@ public:
             hasLeft_ = true;
             MarkAway(inbound_.context_, link_->PeerNetworkId(), {});
         } else {
-            link_->Refuse("after HELLO only OPEN, GOODBYE or CLOSE may come");
+            link_->Refuse("only OPEN, GOODBYE or CLOSE may follow HELLO");
         }
     }
 
@@ -40,7 +40,7 @@ public:
         if (link_->IsOfEarlierKeys(inbound_.context_.linkSetup)) {
             Leave();  // the other side connects again with the current key
         } else if (!inbound_.context_.account.IsMember(link_->PeerNetworkId())) {
-            inbound_.AdmissionOf(from_).LogRefusal(source_, "it is no member of the account");
+            inbound_.AdmissionOf(from_).LogRefusal(source_, "it is not a member of the account");
             Leave();
         } else if (std::exchange(awaitsState_, false) && heldOpen_) {
             Open(*heldOpen_);
@@ -67,7 +67,7 @@ private:
             link_->Abort();
             inbound_.greeters_.erase(self);
         } else if (kind != FrameKind::HELLO) {
-            link_->Refuse("its first frame is no HELLO");
+            link_->Refuse("its first frame is not HELLO");
         } else if (const auto standing = OnHello(inbound_.context_, *link_, payload, from_)) {
             hasGreeted_ = true;
             awaitsState_ = standing->verdict == Standing::Verdict::AWAIT_STATE;

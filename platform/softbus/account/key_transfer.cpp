@@ -49,12 +49,12 @@ void KeyTransfer::OnFrame(FrameKind kind, std::string payload)
             hasSent_ = true;
             link_->Send(FrameKind::ACCOUNT_KEY, key_);
         } else if (standing) {
-            Finish(Fail(ErrorCode::REFUSED, "it is no member of the account"));
+            Finish(Fail(ErrorCode::REFUSED, "it is not a member of the account"));
         }
     } else if (kind == FrameKind::KEY_STORED && hasSent_) {
         Finish({});
     } else {
-        link_->Refuse("a frame that has no place in a transfer");
+        link_->Refuse("an unexpected frame while the account's key is sent");
     }
 }
 

@@ -88,7 +88,7 @@ void StateExchange::UseIdentity(Trust::Identity identity)
     strand_.Post([this, shared] {
         auto prepared = shared->networkId == context_.ownNetworkId
                             ? Prepare(*shared)
-                            : Fail(ErrorCode::INVALID_ARGUMENT, "it is another device's");
+                            : Fail(ErrorCode::INVALID_ARGUMENT, "it belongs to another device");
         if (!prepared) {
             QuviewDFX::LogError(LOG_SOFTBUS, "the changed identity is not used: %{public}s", prepared.error().message);
             return;
@@ -199,7 +199,7 @@ Standing StateExchange::OnHello(Link& link, const Hello& hello)
         standing.isPending || (holdsAccountKey_ && hello.stateNumber == 0 && AddOlderMember(link, hello));
     standing.verdict = standing.isPending ? Verdict::AWAIT_STATE : Verdict::LEAVE;
     if (!standing.isPending) {
-        QuviewDFX::LogWarn(LOG_SOFTBUS, "%{public}s has a certificate of the account and is no member: it is refused",
+        QuviewDFX::LogWarn(LOG_SOFTBUS, "%{public}s has a certificate of the account, but is not a member: refused",
                            ShortId(peer));
     }
     return standing;
@@ -291,7 +291,7 @@ bool StateExchange::CompleteRestore(Link& link)
 void StateExchange::StoreAccountKey(const std::shared_ptr<Link>& link, const std::shared_ptr<Trust::SecretText>& key)
 {
     if (!context_.account.IsMember(link->PeerNetworkId())) {
-        link->Refuse("the account's key from a device that is no member");
+        link->Refuse("the account's key from a device that is not a member");
         return;
     }
     StartAdoption(link, [this, link, key]() -> Result<std::optional<Trust::Identity>> {
@@ -335,7 +335,7 @@ void StateExchange::Adopt(const std::shared_ptr<Link>& link, const Change& chang
         }
         return {};
     };
-    Result<void> result = Fail(ErrorCode::SYSTEM, "a fault of this device");
+    Result<void> result = Fail(ErrorCode::SYSTEM, "an internal error of this device");
     QuviewDFX::RunGuarded(LOG_SOFTBUS, "adopting the account's state", [&] { result = adopt(); });
     if (!result && !isConflict) {
         if (const auto leftOut = refusals_.Admit(from)) {

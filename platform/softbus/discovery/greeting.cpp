@@ -31,7 +31,7 @@ void Greeting::OnDialEnded(const DialResult& result)
 void Greeting::OnFrame(FrameKind kind, std::string payload)
 {
     if (kind != FrameKind::HELLO || hasHello_) {
-        link_->Refuse("no HELLO, or a second one");
+        link_->Refuse("a frame other than HELLO, or a second HELLO");
         return;
     }
     const auto standing = OnHello(context_, *link_, payload, where_);
@@ -46,7 +46,7 @@ void Greeting::OnStateHandled()
     if (context_.account.IsMember(link_->PeerNetworkId())) {
         Finish({true});
     } else {
-        Finish({false, {.end = LinkEnd::REFUSED, .why = "it is no member of the account", .wasTried = true}});
+        Finish({false, {.end = LinkEnd::REFUSED, .why = "it is not a member of the account", .wasTried = true}});
     }
 }
 

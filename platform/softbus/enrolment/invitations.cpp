@@ -72,7 +72,7 @@ Result<std::shared_ptr<Invitation>> Invitations::Open(InvitationOptions options,
 {
     const MutexLock lock(mutex_);
     if (isStopped_) {
-        return Fail(ErrorCode::UNAVAILABLE, "the link to other devices has stopped");
+        return Fail(ErrorCode::UNAVAILABLE, "the soft bus has stopped");
     }
     if (!holders_.empty() && holders_.back()->IsOpen()) {
         return Fail(ErrorCode::ALREADY_EXISTS, "another invitation is open");

@@ -128,7 +128,7 @@ void Talk::OnJoinFrame(FrameKind kind, const std::string& payload)
     } else if (kind == FrameKind::JOIN_NONCE && !hasAsked_) {
         OnNonce(payload);
     } else {
-        GetLink().Refuse("its frames are no enrolment by ticket");
+        GetLink().Refuse("an unexpected frame during an enrolment by ticket");
     }
 }
 
@@ -245,7 +245,7 @@ void Attempt::StartChannel(AnnouncementChannel& channel)
             });
         });
     if (!started) {
-        QuviewDFX::LogWarn(LOG_SOFTBUS, "no holder is found over %{public}s: %{public}s", channel.Name(),
+        QuviewDFX::LogWarn(LOG_SOFTBUS, "cannot search for the holder over %{public}s: %{public}s", channel.Name(),
                            started.error().message);
     }
 }
@@ -428,7 +428,7 @@ void Attempt::Install(const std::string& answerPem)
         Update([](JoinStatus& status) {
             status.phase = JoinPhase::FAILED;
             status.failure = JoinFailure::LOCAL;
-            status.why = "this device has no thread to install the answer";
+            status.why = "this device has no free thread to install the answer";
         });
     }
 }

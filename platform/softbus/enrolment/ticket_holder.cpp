@@ -72,14 +72,14 @@ private:
                 GetLink().Refuse(read.error().message);
             }
         } else {
-            GetLink().Refuse("its frames are no enrolment by ticket");
+            GetLink().Refuse("an unexpected frame during an enrolment by ticket");
         }
     }
 
     Result<void> Read(const std::string& payload)
     {
         if (Trust::JoinCommitment(payload) != commitment_) {
-            return Fail(ErrorCode::UNTRUSTED, "its JOIN_REQUEST is another than it had announced");
+            return Fail(ErrorCode::UNTRUSTED, "its JOIN_REQUEST does not match its JOIN_COMMIT");
         }
         const auto request = DecodeJoinRequest(payload);
         if (!request) {
@@ -277,7 +277,7 @@ bool TicketHolder::IsProof(std::string_view proof, std::string_view challenge, s
 void TicketHolder::Accept(Stream stream, const std::string& firstMessage)
 {
     if (talks_.size() >= MAX_JOIN_LINKS) {
-        QuviewDFX::LogWarn(LOG_SOFTBUS, "a joiner's connection was refused: there are %{public}s already",
+        QuviewDFX::LogWarn(LOG_SOFTBUS, "a joiner's connection was refused: %{public}s are open already",
                            std::to_string(talks_.size()));
         return;
     }
@@ -310,7 +310,7 @@ std::optional<JoinAnswer> TicketHolder::RefusalOf(const std::string& key) const
 void TicketHolder::OnCommit(const TalkPtr& talk)
 {
     if (tries_ >= MAX_JOIN_TRIES) {
-        QuviewDFX::LogWarn(LOG_SOFTBUS, "a ticket was tried %{public}d times, and ends", tries_);
+        QuviewDFX::LogWarn(LOG_SOFTBUS, "a ticket was tried %{public}d times and is closed", tries_);
         End(JoinFailure::EXPIRED, "the ticket was tried too often");
     }
     if (const auto refusal = RefusalOf("")) {
@@ -394,7 +394,7 @@ void TicketHolder::Admit(const TalkPtr& talk)
             [self, answer = std::move(answer), freeName = std::move(freeName)] { self->OnAdmitted(answer, freeName); });
     });
     if (!isPosted) {
-        OnAdmitted(Fail(ErrorCode::SYSTEM, "this device has no thread for it"), "");
+        OnAdmitted(Fail(ErrorCode::SYSTEM, "this device has no free thread"), "");
     }
 }
 

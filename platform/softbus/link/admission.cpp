@@ -68,7 +68,7 @@ public:
         // The send buffer of a new connection has room for the challenge. If it has not, the connection cannot be used.
         if (::send(socket_.native_handle(), challenge_.data(), challenge_.size(), MSG_NOSIGNAL) !=
             static_cast<ssize_t>(challenge_.size())) {
-            admission_.Refuse(shared_from_this(), "it takes no bytes");
+            admission_.Refuse(shared_from_this(), "it accepts no bytes");
             return;
         }
         WaitReadable();
@@ -94,7 +94,7 @@ private:
             asio::posix::descriptor_base::wait_read, [self = shared_from_this()](const asio::error_code& error) {
                 const auto read = [&self] { self->Read(); };
                 if (!error && self->IsWaiting() && !QuviewDFX::RunGuarded(LOG_SOFTBUS, "reading a proof", read)) {
-                    self->admission_.Refuse(self, "a fault of this device");
+                    self->admission_.Refuse(self, "an internal error of this device");
                 }
             });
     }
@@ -117,7 +117,7 @@ private:
             }
             received_.append(buffer.data(), static_cast<size_t>(got));
             if (received_.size() == HEAD_BYTES && !ReadHead()) {
-                admission_.Refuse(shared_from_this(), "version 1 of the link, or a stranger");
+                admission_.Refuse(shared_from_this(), "it uses version 1 of the link, or is a stranger");
                 return;
             }
         }
@@ -140,7 +140,7 @@ private:
         const auto self = shared_from_this();
         const auto key = IsClientHello(message) ? admission_.keyOfProof_(proof, challenge_, message) : std::nullopt;
         if (!key) {
-            admission_.Refuse(self, "its proof is wrong: a stranger, or its link key is another");
+            admission_.Refuse(self, "its proof is wrong: it is a stranger, or has another link key");
             return;
         }
         Stream stream{UniqueFd(socket_.release()), maxWriteBytes_, std::move(use_)};

@@ -92,7 +92,7 @@ public:
     void OnFrame(FrameKind kind, std::string payload) override
     {
         if (kind != FrameKind::HELLO || std::exchange(hasDelivered_, true)) {
-            link_->Refuse("a frame that has no place before a session");
+            link_->Refuse("an unexpected frame before a session");
         } else {
             OnHello(dial_->context_, *link_, payload, where_);  // sends the state; the other side then closes
         }

@@ -115,7 +115,7 @@ void Link::WaitReadable()
                            self->waitsReadable_ = false;
                            const auto read = [&self] { self->OnReadable(); };
                            if (!error && !QuviewDFX::RunGuarded(LOG_SOFTBUS, "reading a link", read)) {
-                               self->End(LinkEnd::BROKEN, "a fault of this device");
+                               self->End(LinkEnd::BROKEN, "an internal error of this device");
                            }
                        });
 }
@@ -255,7 +255,7 @@ Result<Trust::SecretBytes> Link::ExportSecret(std::string_view label) const
     Trust::SecretBytes secret{};
     if (!ssl_ || SSL_export_keying_material(ssl_.get(), secret.data(), secret.size(), label.data(), label.size(),
                                             nullptr, 0, 0) != 1) {
-        return Fail(ErrorCode::SYSTEM, "the link gives no secret");
+        return Fail(ErrorCode::SYSTEM, "cannot derive a secret from the TLS connection");
     }
     return secret;
 }
@@ -360,9 +360,9 @@ bool Link::OnAccountFrame(Frame& frame, bool isFirst)
     if (frame.kind == FrameKind::REMOVED) {
         End(LinkEnd::REFUSED, guard_->OnRemoved(frame.payload));
     } else if (isFirst) {
-        Refuse("its first frame is no HELLO");
+        Refuse("its first frame is not HELLO");
     } else if (!accountFrames_.insert(frame.kind).second) {
-        Refuse("a second frame about the account");
+        Refuse("a second STATE, CERTIFICATE or ACCOUNT_KEY");
     } else {
         guard_->OnAccountFrame(shared_from_this(), frame.kind, std::move(frame.payload));
     }

@@ -204,7 +204,7 @@ void Sessions::SessionLink::OnFrame(FrameKind kind, std::string payload)
     } else if (stage_ == Stage::OPEN && kind == FrameKind::DATA) {
         OnData(std::move(payload));
     } else if (kind != FrameKind::PING) {
-        link_->Refuse("a frame that has no place in a session");
+        link_->Refuse("an unexpected frame in a session");
     }
 }
 
@@ -381,7 +381,7 @@ void Sessions::WaitingPeer::Refuse(int result)
 void Sessions::WaitingPeer::OnFrame(FrameKind kind, std::string /*payload*/)
 {
     if (kind != FrameKind::PING) {
-        link_->Refuse("a frame before the session is open");
+        link_->Refuse("an unexpected frame before the session is open");
     }
 }
 

@@ -73,7 +73,7 @@ void Sessions::AdoptInbound(const std::shared_ptr<Link>& link, const std::string
         return;
     }
     if (CountOpenedBy(link->PeerNetworkId()) >= context_.peerShare) {
-        RefuseOpen(link, SOFTBUS_PEER_SHARE, "that device has its share open");
+        RefuseOpen(link, SOFTBUS_PEER_SHARE, "that device has its maximum of sessions open");
         return;
     }
     // Asked before the wait for the session server, so that a refusal is sent at once.
@@ -121,7 +121,7 @@ PeerRefusal Sessions::AskPolicy(const std::string& peerNetworkId, const std::str
 void Sessions::Accept(const std::shared_ptr<Link>& link, const struct Open& open, std::shared_ptr<SessionServer> server)
 {
     if (!context_.account.IsMember(link->PeerNetworkId())) {
-        RefuseOpen(link, SOFTBUS_UNAVAILABLE, "that device is no member of the account");
+        RefuseOpen(link, SOFTBUS_UNAVAILABLE, "that device is not a member of the account");
         return;
     }
     const SessionPtr session =

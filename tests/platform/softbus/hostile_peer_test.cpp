@@ -184,7 +184,7 @@ TEST_F(HostilePeerTest, PeerIsLimitedToItsShareOfSessions)
     answer("test.never", true);
     ASSERT_TRUE(Eventually([&] { return small->Counts().pendingOpens == 1; }));
     EXPECT_EQ(answer(NAME, false), SOFTBUS_PEER_SHARE);
-    EXPECT_EQ(log.Count("is refused: that device has its share open"), 1u);
+    EXPECT_EQ(log.Count("is refused: that device has its maximum of sessions open"), 1u);
 
     const auto openedTo = [&](const sptr<SoftBusServer>& by, Recorder& at, const std::string& whom) {
         const int id = by->OpenSession(NAME, NAME, whom, ByteSession());
