@@ -20,7 +20,7 @@ public:
     void OnFrame(FrameKind kind, std::string payload) override
     {
         if (!hasGreeted_) {
-            TakeFirst(kind, payload);
+            OnFirstFrame(kind, payload);
         } else if (hasLeft_ || heldOpen_) {
             link_->Refuse("a frame after GOODBYE or OPEN");
         } else if (kind == FrameKind::OPEN && awaitsState_) {
@@ -60,7 +60,7 @@ public:
     const std::string& Source() const { return source_; }
 
 private:
-    void TakeFirst(FrameKind kind, const std::string& payload)
+    void OnFirstFrame(FrameKind kind, const std::string& payload)
     {
         const auto self = shared_from_this();
         if (link_->PeerNetworkId() == inbound_.context_.ownNetworkId) {
