@@ -21,14 +21,14 @@ public:
     {
         if (!hasGreeted_) {
             OnFirstFrame(kind, payload);
-        } else if (hasLeft_ || heldOpen_) {
+        } else if (hasSentGoodbye_ || pendingOpen_) {
             link_->Refuse("a frame after GOODBYE or OPEN");
         } else if (kind == FrameKind::OPEN && awaitsState_) {
-            heldOpen_ = std::move(payload);
+            pendingOpen_ = std::move(payload);
         } else if (kind == FrameKind::OPEN) {
             Open(payload);
         } else if (kind == FrameKind::GOODBYE) {
-            hasLeft_ = true;
+            hasSentGoodbye_ = true;
             MarkAway(inbound_.context_, link_->PeerNetworkId(), {});
         } else {
             link_->Refuse("only OPEN, GOODBYE or CLOSE may follow HELLO");
@@ -42,8 +42,8 @@ public:
         } else if (!inbound_.context_.account.IsMember(link_->PeerNetworkId())) {
             inbound_.AdmissionOf(from_).LogRefusal(source_, "it is not a member of the account");
             Leave();
-        } else if (std::exchange(awaitsState_, false) && heldOpen_) {
-            Open(*heldOpen_);
+        } else if (std::exchange(awaitsState_, false) && pendingOpen_) {
+            Open(*pendingOpen_);
         }
     }
 
@@ -96,9 +96,9 @@ private:
     const PeerAddress from_;
     const std::string source_;
     bool hasGreeted_ = false;
-    bool hasLeft_ = false;
-    bool awaitsState_ = false;             // the device is not a member yet, and its STATE is awaited
-    std::optional<std::string> heldOpen_;  // its OPEN, kept until that STATE is handled
+    bool hasSentGoodbye_ = false;
+    bool awaitsState_ = false;                // the device is not a member yet, and its STATE is awaited
+    std::optional<std::string> pendingOpen_;  // its OPEN, kept until that STATE is handled
 };
 
 InboundLinks::InboundLinks(ReactorContext& context, Sessions& sessions, Invitations& invitations)
