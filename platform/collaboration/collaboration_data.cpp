@@ -8,7 +8,7 @@ namespace Vexo::CollaborationFwk {
 namespace {
 
 // Converts a result of SendBytes to a CollaborationResult.
-int32_t FromSending(int result)
+int32_t ResultOfSendBytes(int result)
 {
     switch (result) {
         case SOFTBUS_OK:
@@ -48,7 +48,7 @@ int32_t CollaborationServer::RegisterCollaborationDataCallback(int32_t sessionId
     }
     if (!session->readySent) {
         if (const int sent = Send(sessionId, ready); sent != SOFTBUS_OK) {
-            return FromSending(sent);
+            return ResultOfSendBytes(sent);
         }
         session->readySent = true;
     }
@@ -80,7 +80,7 @@ int32_t CollaborationServer::SendCollaborationData(int32_t sessionId, const void
             return COLLABORATION_NO_SUCH_SESSION;
         }
     }
-    return FromSending(Send(sessionId, parcel));
+    return ResultOfSendBytes(Send(sessionId, parcel));
 }
 
 const char* CollaborationServer::HandleData(int32_t sessionId, std::string bytes)

@@ -60,7 +60,7 @@ void BytesAdapter(int sessionId, const void* data, unsigned int size)
 
 constexpr ISessionListener LISTENER{OpenedAdapter, ClosedAdapter, BytesAdapter, nullptr, nullptr, nullptr};
 
-int32_t FromSoftBus(int result)
+int32_t ResultOfSoftBus(int result)
 {
     switch (result) {
         case SOFTBUS_NO_SUCH_PEER:
@@ -189,7 +189,7 @@ int32_t CollaborationServer::BeginSession(const std::string& networkId, SessionP
     // Called with the lock held, so that the opened callback, on another thread, finds the session.
     const int id = OpenSession(COLLABORATION_SESSION, COLLABORATION_SESSION, networkId.c_str(), "", &attribute);
     if (id < 0) {
-        return FromSoftBus(id);
+        return ResultOfSoftBus(id);
     }
     session = std::make_shared<Session>(Session{.id = id, .networkId = networkId, .inbound = false});
     outbound_[networkId] = session;
@@ -242,7 +242,7 @@ int32_t CollaborationServer::Ask(const SessionPtr& session, const TargetInfo& ta
     if (session->stage == Stage::ENDED) {
         return COLLABORATION_NO_SUCH_SESSION;
     }
-    return sent == SOFTBUS_OK ? COLLABORATION_TIMED_OUT : FromSoftBus(sent);
+    return sent == SOFTBUS_OK ? COLLABORATION_TIMED_OUT : ResultOfSoftBus(sent);
 }
 
 void CollaborationServer::HandleAnswer(int32_t sessionId, const AnswerMessage& answer)
@@ -339,7 +339,7 @@ void CollaborationServer::OnOpened(int32_t sessionId, int32_t result)
     const auto session = sessions_.find(sessionId);
     if (session != sessions_.end()) {
         if (result != SOFTBUS_OK) {
-            End(session->second, FromSoftBus(result));
+            End(session->second, ResultOfSoftBus(result));
             return;
         }
         session->second->stage = Stage::OPEN;
