@@ -141,7 +141,7 @@ StartResult CollaborationServer::StartCollaboration(int32_t systemAbilityId, con
         if (code == COLLABORATION_OK) {
             const SteadyTime answerBy =
                 reused ? std::min(deadline, Clock::System().Now() + COLLABORATION_KEPT_SESSION_LIMIT) : deadline;
-            code = Ask(session, *target, systemAbilityId, answerBy);
+            code = SendStart(session, *target, systemAbilityId, answerBy);
             if (reused && code == COLLABORATION_TIMED_OUT) {
                 const MutexLock lock(mutex_);
                 Close(session);
@@ -197,8 +197,8 @@ int32_t CollaborationServer::BeginSession(const std::string& networkId, SessionP
     return COLLABORATION_OK;
 }
 
-int32_t CollaborationServer::Ask(const SessionPtr& session, const TargetInfo& target, int32_t systemAbilityId,
-                                 SteadyTime deadline)
+int32_t CollaborationServer::SendStart(const SessionPtr& session, const TargetInfo& target, int32_t systemAbilityId,
+                                       SteadyTime deadline)
 {
     Pending pending{session->id};
     uint32_t request = 0;
@@ -392,14 +392,14 @@ void CollaborationServer::HandleStart(int32_t sessionId, const StartMessage& sta
     // Loading may take seconds, and must not block the strand of the session.
     const bool posted = Tasks::ElasticPool::Shared().Post(
         [self = sptr<CollaborationServer>(this), sessionId, id = start.systemAbilityId, request = start.request] {
-            self->Answer(sessionId, request, self->Wake(sessionId, id));
+            self->Answer(sessionId, request, self->StartAbility(sessionId, id));
         });
     if (!posted) {
         Answer(sessionId, start.request, COLLABORATION_PEER_FAILED);
     }
 }
 
-int32_t CollaborationServer::Wake(int32_t sessionId, int32_t systemAbilityId)
+int32_t CollaborationServer::StartAbility(int32_t sessionId, int32_t systemAbilityId)
 {
     if (systemAbilityId != COMM_DISTRIBUTED_NET_ABILITY_ID) {
         QuviewDFX::LogWarn(LABEL, "session %{public}d: a peer may not start ability %{public}d", sessionId,

@@ -80,7 +80,7 @@ private:
         const std::shared_ptr<DataChannel> data = std::make_shared<DataChannel>(id);
     };
     using SessionPtr = std::shared_ptr<Session>;
-    // A start that waits for its answer. It lives on the stack of Ask, and is guarded by mutex_.
+    // A start that waits for its answer. It lives on the stack of SendStart, and is guarded by mutex_.
     struct Pending {
         int32_t sessionId;
         bool answered = false;
@@ -98,7 +98,8 @@ private:
     SessionPtr Use(int32_t sessionId) REQUIRES(mutex_);
     // Sends the start and blocks until its answer or deadline. Returns COLLABORATION_NO_SUCH_SESSION if the session
     // ended first.
-    int32_t Ask(const SessionPtr& session, const TargetInfo& target, int32_t systemAbilityId, SteadyTime deadline);
+    int32_t SendStart(const SessionPtr& session, const TargetInfo& target, int32_t systemAbilityId,
+                      SteadyTime deadline);
     void HandleAnswer(int32_t sessionId, const AnswerMessage& answer);
 
     void End(const SessionPtr& ended, int32_t failure) REQUIRES(mutex_);
@@ -107,7 +108,7 @@ private:
     void Expire(int32_t sessionId);
 
     void HandleStart(int32_t sessionId, const StartMessage& start);
-    int32_t Wake(int32_t sessionId, int32_t systemAbilityId);
+    int32_t StartAbility(int32_t sessionId, int32_t systemAbilityId);
     // Asks the policy about that device. Returns COLLABORATION_OK, or the PeerRefusal, which is logged.
     int32_t Admit(const std::string& networkId);
     void Answer(int32_t sessionId, uint32_t request, int32_t code);
