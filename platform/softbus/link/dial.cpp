@@ -108,10 +108,10 @@ public:
         }
         if (key_ == Trust::ProvenKey::CURRENT && wasProofRefused && !hasDelivered_ && dial->CanDeliver()) {
             key_ = Trust::ProvenKey::PREVIOUS;
-            Start(dial->Left());
+            Start(dial->TimeLeft());
         } else if (key_ == Trust::ProvenKey::PREVIOUS && hasDelivered_ && end == LinkEnd::CLOSED) {
             key_ = Trust::ProvenKey::CURRENT;
-            Start(dial->Left());
+            Start(dial->TimeLeft());
         } else {
             dial->Failed(shared_from_this(), end, why);
         }
@@ -235,11 +235,11 @@ void Dial::Try(const Route& route)
     }
     const auto attempt = std::make_shared<Attempt>(shared_from_this(), route.where);
     attempts_.insert(attempt);
-    attempt->Start(Left());
+    attempt->Start(TimeLeft());
 }
 
 // Returns the time limit for a connection that starts now.
-std::chrono::milliseconds Dial::Left() const
+std::chrono::milliseconds Dial::TimeLeft() const
 {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(start_ + limit_ - Clock::System().Now());
     return std::clamp(left, std::chrono::milliseconds(1), HANDSHAKE_LIMIT);

@@ -91,7 +91,7 @@ private:
     bool SeeksNow();
     void StopSeeking();
     void Wait();
-    std::chrono::milliseconds Left() const;
+    std::chrono::milliseconds TimeLeft() const;
     bool CanDeliver() const;
     void Try(const Route& route);
     void RecordTry(const PeerAddress& where, const std::string& answer);
