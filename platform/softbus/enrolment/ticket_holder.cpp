@@ -103,7 +103,7 @@ private:
     void OnLost(const std::string& why) override
     {
         if (const auto holder = holder_.lock()) {
-            holder->OnGone(Self(), why);
+            holder->OnJoinerLost(Self(), why);
         }
     }
 
@@ -344,7 +344,7 @@ void TicketHolder::OnRequest(const TalkPtr& talk)
                    std::to_string(std::chrono::floor<std::chrono::hours>(difference).count()) + " hours");
         return;
     }
-    Ask(talk);
+    AskPerson(talk);
 }
 
 // Rejects a joiner; others may still join.
@@ -354,7 +354,7 @@ void TicketHolder::Refuse(const TalkPtr& talk, JoinFailure result, const std::st
     Update([&](InvitationStatus& status) { status.why = talk->Who().name + ": " + text; });
 }
 
-void TicketHolder::Ask(const TalkPtr& talk)
+void TicketHolder::AskPerson(const TalkPtr& talk)
 {
     if (const TalkPtr before = std::exchange(asking_, talk)) {
         talks_.erase(before);  // the same device, whose link has broken
@@ -436,7 +436,7 @@ void TicketHolder::EndIfDue()
     }
 }
 
-void TicketHolder::OnGone(const TalkPtr& talk, const std::string& why)
+void TicketHolder::OnJoinerLost(const TalkPtr& talk, const std::string& why)
 {
     talks_.erase(talk);
     if (talk != asking_ || isAdmitting_) {

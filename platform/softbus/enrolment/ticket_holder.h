@@ -76,11 +76,11 @@ private:
     std::optional<JoinAnswer> RefusalOf(const std::string& key) const EXCLUDES(mutex_);
     void OnCommit(const TalkPtr& talk);
     void OnRequest(const TalkPtr& talk);
-    void Ask(const TalkPtr& talk);
+    void AskPerson(const TalkPtr& talk);
     void Admit(const TalkPtr& talk);
     void OnAdmitted(const Result<std::string>& answer, const std::string& freeName);
     void EndIfDue();
-    void OnGone(const TalkPtr& talk, const std::string& why);
+    void OnJoinerLost(const TalkPtr& talk, const std::string& why);
     void Refuse(const TalkPtr& talk, JoinFailure result, const std::string& text);
 
     const Setup setup_;
