@@ -90,18 +90,16 @@ public:
     // Lists the running collaborations of that ability, whichever side started them.
     int32_t GetCollaborationStartInfos(int32_t systemAbilityId, std::vector<sptr<StartInfo>>& infos);
 
-    // The next three functions handle the data of a running collaboration, whichever side started it. They do not
-    // block.
-    // Registers the callback that receives data, and notifies the peer that this side is ready. A collaboration has one
-    // callback: registering again replaces it. Data that arrived before the first callback is delivered to it in order.
-    // At most 64 messages and 1 MiB (data_channel.h) may wait for the first callback or for a slow one; more end the
-    // collaboration.
+    // Registers the callback that receives the data of a running collaboration, whichever side started it, and notifies
+    // the peer that this side is ready. Does not block. A collaboration has one callback: registering again replaces
+    // it. Data that arrived before the first callback is delivered to it in order. At most 64 messages and 1 MiB
+    // (data_channel.h) may wait for the first callback or for a slow one; more end the collaboration.
     int32_t RegisterCollaborationDataCallback(int32_t sessionId, const sptr<DataCallback>& callback);
-    // Removes the callback, and drops data that waits for it. Returns COLLABORATION_OK also if there is no callback or
-    // the collaboration has ended.
+    // Removes the callback, and drops data that waits for it. Does not block. Returns COLLABORATION_OK also if there is
+    // no callback or the collaboration has ended.
     int32_t UnRegisterCollaborationDataCallback(int32_t sessionId);
-    // Sends a copy of size bytes, 1 to 163,815, as one message. The peer delivers it when it has a callback;
-    // OnDataReceiverReady (data_callback.h) reports that it has one.
+    // Sends a copy of size bytes, 1 to 163,815, as one message. Does not block. The peer delivers the message when it
+    // has a callback; OnDataReceiverReady (data_callback.h) reports that it has one.
     int32_t SendCollaborationData(int32_t sessionId, const void* data, uint32_t size);
 
 private:

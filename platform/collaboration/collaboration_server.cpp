@@ -331,7 +331,7 @@ void CollaborationServer::Expire(int32_t sessionId)
     }
 }
 
-// ---- From the soft bus, on session strands
+// ---- Callbacks of the soft bus, on session strands
 
 void CollaborationServer::OnOpened(int32_t sessionId, int32_t result)
 {

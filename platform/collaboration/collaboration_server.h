@@ -28,7 +28,8 @@ inline constexpr const char* COLLABORATION_PACKAGE = "vexo.distnet";
 inline constexpr const char* COLLABORATION_SESSION = "vexo.distnet.collaboration";
 
 inline constexpr std::chrono::milliseconds COLLABORATION_START_LIMIT{5'000};
-// The same if the peer may have to be found over Bluetooth first. A person must get an answer within 10 s.
+// The limit of StartCollaboration if the peer may have to be found over Bluetooth first. A person must get an answer
+// within 10 s.
 inline constexpr std::chrono::milliseconds COLLABORATION_SEEKING_START_LIMIT{9'800};
 // A start over an existing session waits this long for the answer, and then tries a new session: the network of the
 // existing one may be gone.

@@ -15,8 +15,8 @@ public:
     // Receives one message that the peer sent with SendCollaborationData: len bytes, at least one, valid only during
     // the call. Called for one message at a time, in the order of sending.
     virtual void OnDataReceived(int sessionId, const char* data, unsigned int len) = 0;
-    // The peer has registered a callback, so data that is sent from now on reaches it. Called once for each
-    // registration, independently of OnDataReceived: both may run at the same time.
+    // The peer has registered a callback, so data that is sent from now on reaches it. Called at most once for each
+    // registration of this callback, possibly at the same time as OnDataReceived.
     virtual void OnDataReceiverReady(int sessionId) = 0;
 };
 

@@ -1,6 +1,6 @@
-// ReactorContext: the state that the discovery and the sessions of one soft bus share. Used on the reactor thread, with
-// two exceptions for any thread: account, devices, sightings and tries have their own locks, and constant values may be
-// read.
+// ReactorContext: the state that the discovery and the sessions of one soft bus share. Used on the reactor thread.
+// Exceptions: account, devices, sightings and tries have their own locks, and any thread may read values that never
+// change.
 #pragma once
 
 #include <asio/io_context.hpp>

@@ -1,4 +1,4 @@
-// AccountView: which devices are members of the account, and their names, by the account's state
+// AccountView: which devices are members of the account, and their names, according to the account's state
 // (trust/account_state.h). Without a state every device with a certificate of the account counts as a member. Any
 // thread; has its own lock. No call blocks. Next: state_exchange.h (where the state comes from).
 #pragma once

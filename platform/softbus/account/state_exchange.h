@@ -35,8 +35,8 @@ struct Standing {
         LEAVE,        // it gets this device's HELLO and state; then the link is closed
     };
     Verdict verdict = Verdict::TALK;
-    // LinkOwner::OnStateHandled follows, because the device sends a newer state, or because this device has to read or
-    // write its files first.
+    // LinkOwner::OnStateHandled will be called, because the device sends a newer state, or because this device has to
+    // read or write its files first.
     bool isPending = false;
 };
 

@@ -1,5 +1,5 @@
 // AnnouncementChannel: a medium on which devices announce themselves and receive the announcements of others nearby: a
-// folder that they share (folder_channel.h), or DNS-SD on the LAN (a backend's). An announcement holds a token
+// folder that they share (folder_channel.h), or DNS-SD on the LAN (in a backend). An announcement contains a token
 // (trust/announcement_tokens.h) and the addresses at which the device listens. It is only a hint: the handshake at an
 // address proves which device is there.
 #pragma once
@@ -34,12 +34,12 @@ public:
     virtual ~AnnouncementChannel() = default;
 
     virtual std::string Name() const = 0;  // "dns-sd", for logs
-    // Transport::Name() of the addresses that it announces; the tokens are made for that one.
+    // The Transport::Name() of the addresses that the channel announces. The tokens are made for that transport.
     virtual std::string TransportName() const { return "tcp"; }
 
-    // Announces token (an empty one: nothing), reports the announcements of others that exist now, and listens for new
-    // ones. Blocks for a short time. An error means that the channel can never work. Temporary faults, such as a daemon
-    // that is not running, are retried and return no error. Call once.
+    // Announces token (empty: announces nothing), reports the announcements of others that exist now, and listens for
+    // new ones. Blocks for a short time. An error means that the channel can never work. Temporary faults, such as a
+    // daemon that is not running, are retried and return no error. Call once.
     [[nodiscard]] virtual Result<void> Start(const std::string& token, IsOurs isOurs, Heard heard) = 0;
     // Replaces the announced token; the announcement of the previous token ends only after the new one is out. An empty
     // token changes nothing. Does not block.

@@ -111,7 +111,7 @@ void Finder::OnAnnouncement(const std::string& channel, const std::string& name,
         GreetStranger(owner->idPrefix);
     } else if (!networkId.empty()) {
         context_.UpdateReachability(networkId);
-        // The device may not have the current link key yet.
+        // The token was made with the previous link key: the device may not have the current one yet.
         if (owner->isOfPreviousKey && context_.exchange != nullptr && context_.exchange->IsBehind(networkId)) {
             GreetDevice(networkId, false, [] {});
         }

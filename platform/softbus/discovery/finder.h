@@ -26,7 +26,7 @@ namespace Vexo::SoftBus {
 // The pause before a configured address is tried again. It doubles from the first value to the last.
 inline constexpr std::chrono::milliseconds FIRST_RETRY_PAUSE{200};
 inline constexpr std::chrono::milliseconds LAST_RETRY_PAUSE{60'000};
-// The same after a failed handshake. Such a host is unlikely to join this account, so it is tried less often.
+// The pause after a failed handshake: such a host is unlikely to join this account, so it is tried less often.
 inline constexpr std::chrono::milliseconds FIRST_STRANGER_PAUSE{5'000};
 inline constexpr std::chrono::milliseconds LAST_STRANGER_PAUSE{3'600'000};
 inline constexpr std::chrono::milliseconds GREETING_LIMIT{5'000};

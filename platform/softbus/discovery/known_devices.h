@@ -1,7 +1,7 @@
 // KnownDevices: the devices of this account that have passed a handshake and sent HELLO, in this run or, with a file,
 // in an earlier one: their names and ids, the time of the last contact, and the addresses at which they were reached.
 // The reactor thread writes, any thread reads. Only UseFile and Flush block; the file is written on a strand of its
-// own. With a state of the account (account/account_view.h) its members are known, met or not, and nobody else.
+// own. With a state of the account (account/account_view.h) exactly its members are known, met or not.
 // Announcements: sightings.h.
 //
 // The file (mode 0600, replaced by rename):
@@ -33,7 +33,7 @@ namespace Vexo::SoftBus {
 
 // Appended to the name of a file that cannot be used.
 inline constexpr const char* UNUSABLE_SUFFIX = ".unusable";
-// When there are more, the device that is away and whose last contact is oldest is forgotten.
+// If more devices are known, the one that is away and whose last contact is oldest is forgotten.
 inline constexpr size_t MAX_KNOWN_DEVICES = 256;
 inline constexpr size_t MAX_KNOWN_ADDRESSES = 8;  // of one device
 
@@ -42,7 +42,7 @@ inline constexpr std::chrono::minutes CONTACT_LIFE{5};
 
 class KnownDevices : public NoCopyable {
 public:
-    // account: null, or outlives the object.
+    // account may be null, and must outlive the object.
     explicit KnownDevices(const Clock& clock = Clock::System(), const AccountView* account = nullptr)
         : clock_(clock), account_(account)
     {
@@ -52,8 +52,8 @@ public:
 
     // Loads the devices that the file holds for that account (the network id of its key), and keeps the file up to date
     // from now on. Call at most once, before any other call; without it the devices are in memory only. Blocks on the
-    // disk. A damaged file, or one of a later version, is renamed and logged. One that cannot be read is logged and
-    // never written; the devices are in memory only then. Devices of another account are forgotten.
+    // disk. A damaged file, or one of a later version, is renamed and logged. A file that cannot be read is logged
+    // and never written; the devices are in memory only then. Devices of another account are forgotten.
     void UseFile(const std::filesystem::path& file, const std::string& account) EXCLUDES(mutex_);
 
     // Records the HELLO of a verified device, which came over that transport. Its addresses go before those known

@@ -1,4 +1,4 @@
-// The addresses at which a device is tried, in their order. Any thread. No call blocks.
+// Chooses the addresses at which a device is tried, and their order. Any thread. No call blocks.
 #pragma once
 
 #include <chrono>

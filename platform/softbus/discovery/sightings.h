@@ -26,7 +26,8 @@ inline constexpr std::chrono::minutes SIGHTING_LIFE = 2 * Trust::TOKEN_PERIOD;
 // An address at which a handshake failed is avoided for this long.
 inline constexpr std::chrono::minutes AVOID_TIME{10};
 inline constexpr size_t MAX_AVOIDED = 256;
-// How many foreign tokens per minute are passed to AnnouncementTokens::ReadOfAnyClock, which computes many hashes.
+// The maximum number of unknown tokens per minute that are passed to AnnouncementTokens::ReadOfAnyClock, which computes
+// many hashes.
 inline constexpr int MAX_DISTANT_READS = 60;
 
 class Sightings : public NoCopyable {

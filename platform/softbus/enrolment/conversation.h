@@ -29,7 +29,7 @@ public:
 
 protected:
     virtual void OnJoinFrame(FrameKind kind, const std::string& payload) = 0;
-    // The other side closed the link or was silent. The last call.
+    // The other side closed the link, or was silent for too long. The last call.
     virtual void OnLost(const std::string& why) = 0;
 
     // Call when the first frame was accepted: from now on only silence ends the link.

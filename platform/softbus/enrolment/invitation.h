@@ -1,6 +1,7 @@
-// Invitation: the side of an enrolment by ticket that holds the account's key, while a soft bus runs. It announces the
-// device with tokens of the ticket, answers joiners that prove the ticket's secret, and admits one of them after a
-// person has confirmed it. Protocol: docs/enrolment.md. Created by SoftBusServer::Invite. Any thread; no call blocks.
+// Invitation: one ticket, and the enrolment by it, on the device that holds the account's key and runs a soft bus. The
+// device announces itself with tokens derived from the ticket, answers joiners that prove the ticket's secret, and
+// admits one of them after a person has confirmed it. Protocol: docs/enrolment.md. Created by SoftBusServer::Invite.
+// Any thread; no call blocks.
 #pragma once
 
 #include <chrono>

@@ -29,7 +29,7 @@ namespace {
 
 constexpr const char* TCP = "tcp";
 constexpr size_t MAX_QUEUED_BYTES = 64 * 1024;
-// The pause before the next search. What failed may work then; a radio, for example, may have come up.
+// The pause before the next search. By then an address that failed may work, or a radio may have come up.
 constexpr std::chrono::seconds SEARCH_PAUSE{1};
 
 class Attempt;
@@ -151,7 +151,7 @@ void Talk::OnLost(const std::string& why)
     attempt_.OnLost(why);
 }
 
-// --- life ---
+// --- start and stop ---
 
 Result<void> Attempt::Begin()
 {

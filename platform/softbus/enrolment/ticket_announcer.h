@@ -1,6 +1,6 @@
-// TicketAnnouncer: announces this device with tokens of a ticket, on channels of its own, beside those of the soft bus.
-// It ignores the announcements of other devices. Starting and stopping a channel blocks, so that work runs on a strand.
-// Any thread; only Drain blocks.
+// TicketAnnouncer: announces this device with tokens derived from a ticket, on its own channels. It ignores the
+// announcements of other devices. Starting and stopping a channel blocks, so that work runs on a strand. Any thread;
+// only Drain blocks.
 #pragma once
 
 #include <functional>

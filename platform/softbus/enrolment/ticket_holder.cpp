@@ -116,7 +116,7 @@ private:
     bool isAnswered_ = false;
 };
 
-// --- life ---
+// --- start and stop ---
 
 Result<std::shared_ptr<TicketHolder>> TicketHolder::Make(Setup setup, InvitationOptions options, Tasks::Timers& timers)
 {

@@ -43,7 +43,7 @@ bool IsClientHello(std::string_view record)
 
 }  // namespace
 
-// A connection that was accepted and has not been proved.
+// An accepted connection whose client has not proved yet that it belongs to the account.
 class Admission::Candidate : public std::enable_shared_from_this<Candidate> {
 public:
     Candidate(Admission& admission, uint64_t order, Stream stream, PeerAddress from, std::string source)

@@ -281,7 +281,7 @@ void Dial::Wait()
     });
 }
 
-// Records attempts at known devices only. Others are not listed, and there may be many.
+// Records only attempts at known devices: others are not listed, and there may be many.
 void Dial::RecordTry(const PeerAddress& where, const std::string& answer)
 {
     const std::string networkId =

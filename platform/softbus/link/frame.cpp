@@ -38,8 +38,7 @@ constexpr KindRule KIND_RULES[] = {
     {FrameKind::KEY_STORED, "KEY_STORED", 0, 0},
 };
 
-// The memory that is allocated for a declared length, which may be false. Memory beyond this is allocated as bytes
-// arrive.
+// The most memory that is allocated before the payload arrives, since its declared length may be false.
 constexpr size_t PAYLOAD_RESERVE_BYTES = 64 * 1024;
 
 bool IsText(const std::string& text)

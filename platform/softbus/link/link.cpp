@@ -354,7 +354,7 @@ bool Link::Decode(std::string_view input)
     return true;
 }
 
-// Returns false if the link has ended.
+// Passes a frame about the account to the guard. Returns false if the link has ended.
 bool Link::OnAccountFrame(Frame& frame, bool isFirst)
 {
     if (frame.kind == FrameKind::REMOVED) {

@@ -83,7 +83,7 @@ public:
     // Both return null if memory is short.
     // - peerNetworkId: the network id that the server must have; empty: any.
     // - firstMessage: the TLS message that the client sent after its proof.
-    // - key: the key that the client proves, or has proved, to have.
+    // - key: the key with which the client makes, or has made, its proof.
     static std::shared_ptr<Link> MakeClient(asio::io_context& reactor, Stream stream, const Setup& setup,
                                             const std::string& peerNetworkId,
                                             Trust::ProvenKey key = Trust::ProvenKey::CURRENT);

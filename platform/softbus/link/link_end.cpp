@@ -100,7 +100,8 @@ void Link::EndByTls(int sslError, int systemError)
     } else if (ERR_GET_REASON(ERR_peek_error()) == SSL_R_UNEXPECTED_EOF_WHILE_READING) {
         End(LinkEnd::BROKEN, SystemError(0));
     } else {
-        // In TLS 1.3 a client learns only after its handshake that the server did not accept its certificate.
+        // In TLS 1.3 a client learns only after its handshake that the server did not accept its certificate: an error
+        // before the first frame is a refusal.
         End(firstFrameSeen_ ? LinkEnd::BROKEN : LinkEnd::REFUSED, tls_->DescribeFailure(ssl_.get()));
     }
 }
@@ -134,8 +135,8 @@ void Link::Release()
     if (state_ == State::ENDED) {
         return;
     }
-    // OpenSSL does not resume a session after a connection that ended without close_notify. Here frames mark the end of
-    // a conversation, so a truncated one is noticed anyway: marking TLS as shut down keeps the ticket usable.
+    // OpenSSL does not resume a session whose connection ended without close_notify. Here frames show whether a
+    // conversation was cut off, so TLS is marked as shut down and the ticket stays usable.
     if (state_ != State::PREAMBLE && state_ != State::HANDSHAKE && ssl_) {
         SSL_set_shutdown(ssl_.get(), SSL_SENT_SHUTDOWN | SSL_RECEIVED_SHUTDOWN);
     }

@@ -284,8 +284,9 @@ void Sessions::SessionLink::OnEnded(LinkEnd end, const std::string& why)
     ReportResult(ResultOf(end));
 }
 
-// Call when the peer closed the link. If it did so because the link used outdated link keys, and it has sent its state,
-// dials again with the current key after that state was adopted, within the same time limit. Otherwise returns false.
+// Call when the peer closed the link while the session was opening. The peer does that after sending its state, if the
+// link used outdated link keys. In that case this dials again with the current key when the state is adopted, within
+// the same time limit. Otherwise it returns false.
 bool Sessions::SessionLink::DialAgain()
 {
     StateExchange* const exchange = sessions_.context_.exchange;

@@ -61,7 +61,7 @@ private:
     std::shared_ptr<Link> link_;
     asio::steady_timer timer_;
     std::shared_ptr<Dial> dial_;
-    // When this side opens the link:
+    // Used only if this side opens the link:
     PeerAddress where_;
     bool hasHello_ = false;    // HELLO of the other side was received
     bool dialsAgain_ = false;  // the first link used outdated link keys

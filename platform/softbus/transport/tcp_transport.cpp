@@ -24,8 +24,8 @@ namespace {
 
 using asio::ip::tcp;
 
-// The pause after a failed accept, such as one without free descriptors: the connection stays in the kernel's queue,
-// and trying again at once would spin.
+// The pause after accept failed, for example because no descriptor is free. The connection stays in the kernel's queue,
+// so trying again at once would spin.
 constexpr std::chrono::milliseconds ACCEPT_PAUSE{100};
 
 std::optional<tcp::endpoint> NumericEndpoint(const HostPort& where)

@@ -69,8 +69,9 @@ public:
     // try.
     [[nodiscard]] virtual std::shared_ptr<void> Connect(const std::string& address, std::chrono::milliseconds limit,
                                                         Connected done) = 0;
-    // Returns the address for connecting to a peer that reported its listening address as announced and was seen at
-    // seenFrom. A peer that listens on all its interfaces does not know which of its addresses is reachable from here.
+    // Returns the address at which to connect to a peer. announced: the listening address that the peer reports.
+    // seenFrom: the address that was dialled, or that the peer connected from. A peer that listens on all its
+    // interfaces does not know which of its addresses can be reached from here.
     virtual std::string Reachable(const std::string& announced, const std::string& /*seenFrom*/) const
     {
         return announced;
