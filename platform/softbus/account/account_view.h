@@ -25,7 +25,7 @@ public:
     uint64_t Number() const EXCLUDES(mutex_);              // of the state; 0 without one
     std::string OwnNetworkId() const EXCLUDES(mutex_);
     bool IsMember(const std::string& networkId) const EXCLUDES(mutex_);
-    // Whether the network id of a removed device, and of no member, begins with idPrefix.
+    // Whether idPrefix is the beginning of the network id of a removed device, and of no member's.
     bool IsRemoved(const std::string& idPrefix) const EXCLUDES(mutex_);
     // Returns the name of the device in the state, or fallback if the device is not in it.
     std::string NameOf(const std::string& networkId, const std::string& fallback) const EXCLUDES(mutex_);

@@ -56,8 +56,9 @@ public:
     // and never written; the devices are in memory only then. Devices of another account are forgotten.
     void UseFile(const std::filesystem::path& file, const std::string& account) EXCLUDES(mutex_);
 
-    // Records the HELLO of a verified device, which came over that transport. Its addresses go before those known
-    // already. Returns the network ids of devices that were forgotten because there were more than MAX_KNOWN_DEVICES.
+    // Records the HELLO of a verified device, which arrived over that transport. The addresses in the HELLO are put
+    // before those that are known already. Returns the network ids of devices that were forgotten because there were
+    // more than MAX_KNOWN_DEVICES.
     std::vector<std::string> AddOrUpdate(const std::string& networkId, const Hello& hello, const std::string& transport)
         EXCLUDES(mutex_);
     // Records contact with the device: it sent something, that long ago. Does nothing for an unknown device. Does not

@@ -34,7 +34,7 @@ struct InvitationStatus {
     std::string ticket;  // the text of the ticket
     WallTime expires;
     Joiner joiner;    // in ASKING and ADMITTED
-    std::string why;  // WAITING: why the last joiner was turned away, or empty; ENDED: one phrase
+    std::string why;  // WAITING: why the last joiner was rejected, or empty; ENDED: one phrase
 };
 
 // Admits the device of that PKCS#10 request (PEM), as Trust::Admit does: stores the new member, and returns the answer
@@ -62,8 +62,8 @@ public:
     // Admits or rejects the joiner with that network id, as the person decided. Returns NOT_FOUND if that joiner does
     // not ask (any more). A rejection ends the invitation.
     [[nodiscard]] virtual Result<void> Answer(const std::string& networkId, bool admit) = 0;
-    // Closes the invitation: no device can join with the ticket any more. The soft bus still tells joiners why, until
-    // TICKET_MEMORY has passed.
+    // Closes the invitation: no device can join with the ticket any more. Until TICKET_MEMORY has passed, the soft bus
+    // answers joiners with the reason.
     virtual void Close() = 0;
 };
 
