@@ -1,4 +1,4 @@
-// Ability ids: the names under which a device's abilities are registered and found. The one table.
+// The ids under which this device registers and looks up its abilities. This is the only table of them.
 #pragma once
 
 #include <cstdint>
@@ -8,7 +8,7 @@ namespace Vexo {
 inline constexpr int32_t WIFI_DEVICE_SYS_ABILITY_ID = 1120;
 inline constexpr int32_t WIFI_HOTSPOT_SYS_ABILITY_ID = 1121;
 inline constexpr int32_t COMM_DISTRIBUTED_NET_ABILITY_ID = 1163;  // the service itself; loaded on demand
-inline constexpr int32_t DISTNET_HOST_ABILITY_ID = 1164;          // the daemon about itself: IDistNetHost
+inline constexpr int32_t DISTNET_HOST_ABILITY_ID = 1164;          // the daemon's own interface, IDistNetHost
 inline constexpr int32_t COMMON_EVENT_SERVICE_ID = 3299;
 inline constexpr int32_t TELEPHONY_CORE_SERVICE_SYS_ABILITY_ID = 4010;
 inline constexpr int32_t TELEPHONY_CELLULAR_DATA_SYS_ABILITY_ID = 4011;
@@ -16,7 +16,7 @@ inline constexpr int32_t SOFTBUS_SERVER_SA_ID = 4700;
 inline constexpr int32_t DISTRIBUTED_HARDWARE_DEVICEMANAGER_SA_ID = 4802;
 inline constexpr int32_t COLL_FWK_SA_ID = 70635;
 
-// "Wi-Fi hotspot" for 1121, and so on; "ability" for an id that is not in the table.
+// Returns a name for people: "Wi-Fi hotspot" for 1121; "ability" for an id that is not in the table.
 const char* AbilityName(int32_t systemAbilityId);
 
 }  // namespace Vexo

@@ -1,7 +1,6 @@
-// ISystemAbilityManager: the one registry of this device's abilities, and SystemAbilityManagerClient, which gives
-// access to it. A backend registers the abilities of the machine; everyone else looks one up here before each use. Any
-// thread. No call blocks unless its comment says so. The manager that the host installs:
-// platform/ability/system_ability_manager.h.
+// ISystemAbilityManager: the registry of this device's abilities. SystemAbilityManagerClient: gives access to it. A
+// backend registers the abilities of the machine; every other module looks an ability up here before each use. Any
+// thread. No call blocks unless its comment says so. Implementation: platform/ability/system_ability_manager.h.
 #pragma once
 
 #include <cstdint>
@@ -16,32 +15,35 @@ enum SystemAbilityManagerResult : int32_t {
     ERR_OK = 0,
     ERR_INVALID_ARGUMENT = 22,
     ERR_NOT_FOUND = 2,
-    ERR_NOT_ON_DEMAND = 3,  // this ability is not loaded or unloaded on demand
-    ERR_NOT_STARTED = 4,    // its library or its start failed, it did not start in time, or nothing is loaded any more
+    ERR_NOT_ON_DEMAND = 3,  // the ability is registered, but not loaded on demand
+    ERR_NOT_STARTED = 4,    // the library or the start failed, the start timed out, or the daemon is stopping
 };
 
 class ISystemAbilityManager : public virtual RefBase {
 public:
-    // Null when it is not registered now. Never loads.
+    // Returns null if the ability is not registered. Never loads it.
     virtual sptr<IRemoteObject> GetSystemAbility(int32_t systemAbilityId) = 0;
-    // Registers or replaces; status listeners hear of an id that was not there before.
+    // Registers the ability, or replaces the registered one. Listeners are notified of a new id, not of a replacement.
+    // Returns ERR_INVALID_ARGUMENT for a null ability.
     virtual int32_t AddSystemAbility(int32_t systemAbilityId, const sptr<IRemoteObject>& ability) = 0;
+    // Returns ERR_NOT_FOUND if the ability is not registered.
     virtual int32_t RemoveSystemAbility(int32_t systemAbilityId) = 0;
-    // The listener hears of every later arrival and departure of that id, and at once (on a platform thread) when it is
-    // present. Subscribing twice to the same id is no error and changes nothing. The manager holds the listener until
-    // it unsubscribes.
+    // Notifies the listener whenever the ability is added or removed. If it is registered already, the listener is
+    // notified of that too, on a platform thread. Subscribing twice to the same id changes nothing and returns ERR_OK.
+    // The manager owns the listener until it unsubscribes.
     virtual int32_t SubscribeSystemAbility(int32_t systemAbilityId,
                                            const sptr<ISystemAbilityStatusChange>& listener) = 0;
-    // Notifications that were not delivered yet are dropped. A call of the listener that is running is not waited for.
+    // Drops notifications that were not delivered yet. Does not wait for a callback that is running.
     virtual int32_t UnSubscribeSystemAbility(int32_t systemAbilityId,
                                              const sptr<ISystemAbilityStatusChange>& listener) = 0;
-    // Blocks until the on-demand ability runs (ERR_OK) or could not be started within 5 s (ERR_NOT_STARTED). Loading
-    // itself always happens on the platform's loading thread.
+    // Starts an on-demand ability, on a platform thread. Blocks until the ability runs (ERR_OK) or could not be started
+    // within 5 s (ERR_NOT_STARTED).
     virtual int32_t LoadSystemAbility(int32_t systemAbilityId) = 0;
-    // Accepts and returns; the ability stops once its transactions have ended. A request that comes meanwhile starts it
-    // again.
+    // Returns at once. The ability stops when its running requests have ended; a request that arrives in the meantime
+    // waits and starts it again.
     virtual int32_t UnloadSystemAbility(int32_t systemAbilityId) = 0;
-    // Reports to the listeners of a present ability once more that it was added, because its state has changed.
+    // Notifies the listeners once more that the ability was added, because its state has changed. Returns ERR_NOT_FOUND
+    // if it is not registered.
     virtual int32_t AnnounceSystemAbility(int32_t systemAbilityId) = 0;
 };
 
@@ -49,7 +51,7 @@ class SystemAbilityManagerClient {
 public:
     static SystemAbilityManagerClient& GetInstance();
 
-    // Null before the host has installed one.
+    // Returns null before the host has installed a manager.
     sptr<ISystemAbilityManager> GetSystemAbilityManager();
     void SetSystemAbilityManager(const sptr<ISystemAbilityManager>& manager);
 
@@ -57,7 +59,7 @@ private:
     SystemAbilityManagerClient() = default;
 };
 
-// The ability of that id if it is present and of that interface, else null.
+// Returns the ability if it is registered and implements Interface, else null.
 template <typename Interface>
 sptr<Interface> FindAbility(int32_t systemAbilityId)
 {

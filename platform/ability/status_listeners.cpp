@@ -71,7 +71,7 @@ void StatusListeners::Post(const Listener& listener, int32_t systemAbilityId, Ev
             }
         });
     if (!posted) {
-        QuviewDFX::LogError(LABEL, "a listener was not notified of ability %{public}d: too much work waits",
+        QuviewDFX::LogError(LABEL, "a listener was not notified of ability %{public}d: too much work is queued",
                             systemAbilityId);
     }
 }

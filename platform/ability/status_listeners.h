@@ -1,6 +1,6 @@
-// StatusListeners: who hears of which ability's arrival and departure. Each listener has a strand, so that it hears in
-// the order in which the registry changed, on a thread of the pool and under no lock. Not thread-safe: the registry's
-// lock guards it, and its order is the order of delivery. User: system_ability_manager.cpp.
+// StatusListeners: the listeners that are notified when an ability is added or removed. Each listener has its own
+// strand: it is called on a pool thread, without a lock held, in the order in which the registry changed. Not
+// thread-safe: the registry's lock guards it. User: system_ability_manager.cpp.
 #pragma once
 
 #include <atomic>
@@ -17,12 +17,12 @@ class StatusListeners {
 public:
     enum class Event { ADDED, REMOVED };
 
-    // False when it listens to that id already.
+    // Returns false if the listener is subscribed to that id already.
     bool Add(int32_t systemAbilityId, const sptr<ISystemAbilityStatusChange>& listener);
-    // False when it did not listen to that id. What it has not heard yet it will not hear.
+    // Returns false if the listener is not subscribed to that id. Drops notifications that were not delivered yet.
     bool Remove(int32_t systemAbilityId, const sptr<ISystemAbilityStatusChange>& listener);
 
-    // Do not block; the callbacks follow.
+    // Post the callbacks and return. Do not block.
     void Notify(int32_t systemAbilityId, Event event) const;
     void TellOne(int32_t systemAbilityId, Event event, const sptr<ISystemAbilityStatusChange>& listener) const;
 
@@ -30,7 +30,7 @@ private:
     struct Listener {
         sptr<ISystemAbilityStatusChange> object;
         std::unique_ptr<Tasks::Strand> strand;
-        std::map<int32_t, std::shared_ptr<std::atomic<bool>>> subscriptions;  // by ability id; false once ended
+        std::map<int32_t, std::shared_ptr<std::atomic<bool>>> subscriptions;  // by ability id; false after Remove
     };
 
     static void Post(const Listener& listener, int32_t systemAbilityId, Event event);

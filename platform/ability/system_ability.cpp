@@ -23,7 +23,7 @@ RegisteredAbilities& Registered()
     return registered.value;
 }
 
-// Runs a step of the ability's own code. False when it let an exception out.
+// Runs code of the ability. Returns false if it threw an exception, which is logged.
 template <typename Step>
 bool Guarded(int32_t id, const char* name, const Step& step)
 {
@@ -45,7 +45,7 @@ bool SystemAbility::MakeAndRegisterAbility(SystemAbility* ability)
     if (!registered.byId.emplace(ability->systemAbilityId_, ability).second) {
         return false;
     }
-    // It is an object with static storage: without the pin the last sptr to it would delete it.
+    // The ability has static storage: without this reference, releasing the last sptr would delete it.
     if (const auto* counted = dynamic_cast<RefBase*>(ability)) {
         counted->IncStrongRef();
     }

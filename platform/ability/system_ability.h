@@ -1,5 +1,5 @@
-// SystemAbility: base of an ability that the host starts and stops. The host calls OnStart and OnStop, one at a time,
-// never on an IPC worker; the ability publishes its remote object from OnStart. Registration and look-up:
+// SystemAbility: base class of an ability that the host starts and stops. The host calls OnStart and OnStop one at a
+// time, never on an IPC worker. OnStart publishes the ability's remote object. Registration and look-up:
 // platform/ability/system_ability_manager.h.
 #pragma once
 
@@ -15,10 +15,11 @@ enum class SystemAbilityState : int32_t { NOT_LOADED = 0, ACTIVE = 1, IDLE = 2 }
 
 class SystemAbility {
 public:
-    // Called when the ability's library is loaded. Makes the ability known to this process so that the host can start
-    // it; it is pinned and must live as long as the process. False when one with the same id is registered already.
+    // Registers the ability with this process, so that the host can start it. Called while the ability's library is
+    // being loaded. The ability must live as long as the process; if it is reference-counted, it is never released.
+    // Returns false if it is null or its id is taken.
     static bool MakeAndRegisterAbility(SystemAbility* ability);
-    // The ability of that id that MakeAndRegisterAbility made known, or null. Not owned.
+    // Returns the ability that MakeAndRegisterAbility registered, or null. The caller does not own it.
     static SystemAbility* FindRegistered(int32_t systemAbilityId);
 
     virtual ~SystemAbility() = default;
@@ -29,20 +30,21 @@ public:
     SystemAbilityState GetAbilityState() const { return state_.load(); }
     virtual std::string GetClassName() { return "SystemAbility"; }
 
-    // Run by the host, one at a time: OnStart, state ACTIVE when it published, else false. OnStop, then withdrawn,
-    // state NOT_LOADED. An exception that OnStart or OnStop lets out is logged and ends there.
+    // Called by the host, one at a time. Start runs OnStart; it returns true and sets ACTIVE if OnStart published an
+    // object. Stop runs OnStop, unregisters the object and sets NOT_LOADED. Exceptions from OnStart and OnStop are
+    // caught and logged.
     bool Start();
     void Stop();
 
 protected:
-    // runOnCreate: for hosts that start an ability with their process; this one starts each on demand.
+    // runOnCreate is ignored: the host starts every ability on demand.
     SystemAbility(int32_t systemAbilityId, bool runOnCreate);
 
     virtual void OnStart() {}
     virtual void OnStop() {}
 
-    // Registers the object under this ability's id; false without a manager, with a null object, or when the manager
-    // refuses. Publishing again replaces the object.
+    // Registers the object under this ability's id. Publishing again replaces the object. Returns false if no manager
+    // is installed, the object is null or the manager refuses it.
     bool Publish(const sptr<IRemoteObject>& object);
 
 private:

@@ -19,18 +19,18 @@ namespace {
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Ability"};
 
 enum class Phase { NOT_LOADED, LOADING, LOADED, UNLOADING };
-enum class LimitFrom { CALL, LOADING };  // from when on the load limit counts
+enum class LimitFrom { CALL, LOADING };  // when the load limit starts: at the call, or when loading begins
 
 struct Entry {
     sptr<IRemoteObject> object;
-    IPCObjectStub* stub = nullptr;  // the same object when it takes requests, else null
+    IPCObjectStub* stub = nullptr;  // the same object if it accepts requests, else null
 };
 
 struct OnDemand {
     int32_t id;
     SystemAbilityManager::Loader loader;  // constant
     Phase phase = Phase::NOT_LOADED;
-    size_t running = 0;             // transactions
+    size_t running = 0;             // requests that run now
     size_t waiting = 0;             // callers that want it loaded
     uint64_t failures = 0;          // starts that failed so far
     bool unloadWhenLoaded = false;  // the unload came while it was loading
@@ -47,7 +47,7 @@ bool RunLoader(const OnDemand& ability)
 
 }  // namespace
 
-// Shared with the work on the lifecycle strand, which may outlive the manager.
+// Shared with the work on the lifecycle strand: that work may outlive the manager.
 class SystemAbilityManager::State : public std::enable_shared_from_this<State> {
 public:
     explicit State(std::chrono::milliseconds loadLimit) : loadLimit_(loadLimit) {}
@@ -68,7 +68,7 @@ public:
     int32_t Unsubscribe(int32_t id, const sptr<ISystemAbilityStatusChange>& listener);
 
 private:
-    // Counts one transaction of an on-demand ability for its life; null for any other ability.
+    // Ends a counted request when destroyed. ability is null if it is not loaded on demand: nothing is counted then.
     class Transaction : public NoCopyable {
     public:
         Transaction(State& state, OnDemand* ability) : state_(state), ability_(ability) {}
@@ -86,13 +86,14 @@ private:
 
     OnDemand* FindOnDemand(int32_t id) REQUIRES(mutex_);
     int32_t WhyNotOnDemand(int32_t id) REQUIRES(mutex_);
-    // With LimitFrom::LOADING the wait for unloading has no limit: a transaction may hold it open for minutes.
-    // StopLoading ends every wait.
+    // Blocks until the ability is loaded. Returns false when its start failed, the load limit has passed or StopLoading
+    // forbids to load it. With LimitFrom::LOADING the limit starts when loading begins: unloading may take minutes,
+    // because it waits for running requests.
     bool AwaitLoaded(OnDemand& ability, LimitFrom from) REQUIRES(mutex_);
     bool BeginLoading(OnDemand& ability) REQUIRES(mutex_);
     void StopWhenIdle(OnDemand& ability) REQUIRES(mutex_);
     void EndTransaction(OnDemand& ability);
-    // On the lifecycle strand.
+    // Run on the lifecycle strand.
     void RunLoad(OnDemand& ability);
     void RunStop(OnDemand& ability);
 
@@ -101,13 +102,12 @@ private:
     Mutex mutex_;
     CondVar phaseChanged_;
     std::map<int32_t, Entry> registry_ GUARDED_BY(mutex_);
-    std::map<int32_t, OnDemand> onDemand_ GUARDED_BY(mutex_);  // entries stay where they are
+    std::map<int32_t, OnDemand> onDemand_ GUARDED_BY(mutex_);  // never erased: references to entries stay valid
     StatusListeners listeners_ GUARDED_BY(mutex_);
     bool loadingStopped_ GUARDED_BY(mutex_) = false;
 };
 
-// ---- On-demand life
-// --------------------------------------------------------------------------------------------------
+// ---- Loading and unloading on demand
 
 void SystemAbilityManager::State::AddOnDemand(int32_t id, Loader loader)
 {
@@ -259,7 +259,7 @@ void SystemAbilityManager::State::StopWhenIdle(OnDemand& ability)
         return;
     }
     if (!lifecycle_.Post([self = shared_from_this(), &ability] { self->RunStop(ability); })) {
-        QuviewDFX::LogError(LABEL, "ability %{public}d stays: too much work waits", ability.id);
+        QuviewDFX::LogError(LABEL, "ability %{public}d stays loaded: too much work is queued", ability.id);
         ability.phase = Phase::LOADED;
         phaseChanged_.NotifyAll();
     }
@@ -283,7 +283,6 @@ void SystemAbilityManager::State::StopLoading()
 }
 
 // ---- Registry
-// --------------------------------------------------------------------------------------------------------
 
 std::vector<int32_t> SystemAbilityManager::State::List()
 {
@@ -307,7 +306,8 @@ int32_t SystemAbilityManager::State::Add(int32_t id, const sptr<IRemoteObject>& 
     if (!object) {
         return ERR_INVALID_ARGUMENT;
     }
-    // What it replaces is released after the lock: its destructor may call the manager.
+    // The swap below moves the replaced entry here. It is destroyed after the lock is released: its destructor may call
+    // the manager.
     Entry entry{object, dynamic_cast<IPCObjectStub*>(object.GetRefPtr())};
     const MutexLock lock(mutex_);
     const auto [place, isNew] = registry_.try_emplace(id);
@@ -363,8 +363,7 @@ int32_t SystemAbilityManager::State::Unsubscribe(int32_t id, const sptr<ISystemA
     return listeners_.Remove(id, listener) ? ERR_OK : ERR_NOT_FOUND;
 }
 
-// ---- The manager in front
-// --------------------------------------------------------------------------------------------
+// ---- SystemAbilityManager: forwards to State
 
 SystemAbilityManager::SystemAbilityManager(std::chrono::milliseconds loadLimit)
     : state_(std::make_shared<State>(loadLimit))

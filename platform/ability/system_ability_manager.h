@@ -1,10 +1,10 @@
-// SystemAbilityManager: the registry of one daemon, with on-demand loading and unloading. The host makes it, tells it
-// which abilities are loaded on demand and how, installs it with SystemAbilityManagerClient and routes IPC requests
-// through Dispatch. Any thread. Loading and stopping run on a thread of the manager's own, never on the caller's, one
-// after the other: OnStart and OnStop must not wait for another on-demand ability. Life of such an ability:
+// SystemAbilityManager: the registry of one daemon, which also loads and unloads abilities on demand. The host creates
+// it, adds the on-demand abilities, installs it with SystemAbilityManagerClient and routes IPC requests to Dispatch.
+// Any thread. Abilities start and stop one at a time on a pool thread, never on the caller's, so OnStart and OnStop
+// must not wait for another on-demand ability. States of an on-demand ability:
 //   NOT_LOADED --request or load--> LOADING --OnStart published--> LOADED --unload--> UNLOADING --OnStop--> NOT_LOADED
-// A request waits while it unloads, and at most the load limit while it loads; a failed start fails those that wait,
-// and the next request tries again.
+// A request waits while the ability unloads, and at most the load limit while it loads. When a start fails, the waiting
+// requests fail; the next request tries again.
 #pragma once
 
 #include <chrono>
@@ -23,25 +23,26 @@ inline constexpr std::chrono::seconds ABILITY_LOAD_LIMIT{5};
 
 class SystemAbilityManager : public ISystemAbilityManager {
 public:
-    // Makes the ability known to the process (opens its library once); false with a log line when it cannot.
+    // Opens the ability's library, which registers the ability with this process (MakeAndRegisterAbility). Returns
+    // false, with a log line, when it cannot.
     using Loader = std::function<bool()>;
 
     explicit SystemAbilityManager(std::chrono::milliseconds loadLimit = ABILITY_LOAD_LIMIT);
     ~SystemAbilityManager() override;
 
-    // Once for each id; the loader is not empty.
+    // Call at most once for each id. loader must not be empty.
     void AddOnDemandAbility(int32_t systemAbilityId, Loader loader);
 
-    // Runs one request on the calling thread against the ability it names: loads an on-demand one first, waiting at
-    // most the load limit, and counts the transaction so that unloading waits for it. One that is being unloaded is
-    // first waited for, without a limit: its transactions may take minutes. Returns OnRemoteRequest's result,
-    // IPC_UNKNOWN_ABILITY (also for an object that takes no requests) or IPC_ABILITY_UNAVAILABLE.
+    // Runs one request on the calling thread against the ability it names. An on-demand ability is loaded first, which
+    // blocks at most the load limit. If the ability is being unloaded, Dispatch first waits for that, without a limit:
+    // its running requests may take minutes. Unloading waits for the request. Returns OnRemoteRequest's result,
+    // IPC_UNKNOWN_ABILITY (also for an object that is no IPCObjectStub) or IPC_ABILITY_UNAVAILABLE.
     int32_t Dispatch(const Ipc::IpcHeader& request, MessageParcel& data, MessageParcel& reply);
 
-    // Whether an on-demand ability runs, and is neither being started nor stopped.
+    // Returns true if an on-demand ability runs and is neither starting nor stopping.
     bool IsLoaded(int32_t systemAbilityId) const;
-    std::vector<int32_t> ListSystemAbilities() const;  // registered now, ascending
-    // No on-demand ability is loaded from now on; requests that wait for one to stop fail at once.
+    std::vector<int32_t> ListSystemAbilities() const;  // ids registered now, ascending
+    // From now on no on-demand ability is loaded. Requests that wait for an ability to stop fail at once.
     void StopLoading();
 
     sptr<IRemoteObject> GetSystemAbility(int32_t systemAbilityId) override;

@@ -1,5 +1,6 @@
-// SystemAbilityStatusChangeStub: hears of abilities that appear and disappear. Called on a thread of the platform, in
-// order for one listener, never on the thread that registered or subscribed and under no lock.
+// SystemAbilityStatusChangeStub: is notified when an ability is added to or removed from the registry. The callbacks
+// run on a platform thread, without a lock held, and never on the thread that registers or subscribes. One listener
+// gets them in order.
 #pragma once
 
 #include <cstdint>
@@ -13,7 +14,7 @@ class ISystemAbilityStatusChange : public IRemoteBroker {
 public:
     DECLARE_INTERFACE_DESCRIPTOR(u"Vexo.ISystemAbilityStatusChange")
 
-    // deviceId is empty: abilities of this device.
+    // deviceId is always empty: the ability is on this device.
     virtual void OnAddSystemAbility(int32_t systemAbilityId, const std::string& deviceId) = 0;
     virtual void OnRemoveSystemAbility(int32_t systemAbilityId, const std::string& deviceId) = 0;
 };

@@ -1,6 +1,6 @@
-// AccessTokenKit and TokenIdKit: what a caller is and may do. An access token stands for one kind of caller on this
-// machine (a user with its groups); the IPC server obtains it from kernel credentials and the policy
-// (platform/access/policy.h). All functions are look-ups in memory; any thread.
+// AccessTokenKit and TokenIdKit: say what kind of caller an access token stands for and what that caller may do. A
+// token stands for one kind of caller on this machine (a user with its groups); the IPC server derives it from kernel
+// credentials and the policy (platform/access/policy.h). All functions are look-ups in memory; any thread.
 #pragma once
 
 #include <cstdint>
@@ -8,7 +8,7 @@
 
 namespace Vexo::Security {
 
-using AccessTokenID = uint32_t;  // 0 is no token
+using AccessTokenID = uint32_t;  // 0: no token
 using FullTokenID = uint64_t;    // bit 32: system application
 
 enum ATokenTypeEnum : int32_t { TOKEN_INVALID = -1, TOKEN_HAP = 0, TOKEN_NATIVE = 1, TOKEN_SHELL = 2 };
@@ -20,22 +20,22 @@ enum PermissionState : int32_t { PERMISSION_DENIED = -1, PERMISSION_GRANTED = 0 
 
 enum AccessTokenResult : int32_t { ACCESS_TOKEN_OK = 0, ACCESS_TOKEN_UNKNOWN = 1, ACCESS_TOKEN_NOT_APPLICATION = 2 };
 
-// The permission to change this device's connectivity: what the service and the daemon ask of their callers.
+// The permission to change this device's connectivity. The service and the daemon require it of their callers.
 inline constexpr const char* CONNECTIVITY_INTERNAL_PERMISSION = "vexo.permission.CONNECTIVITY_INTERNAL";
 
 struct HapTokenInfo {
     ATokenAplEnum apl = APL_INVALID;
     AccessTokenID tokenID = 0;
-    std::string bundleName;  // the policy entry that made it an application: "user alice", "group netdev"
+    std::string bundleName;  // the policy entry that applies to the caller: "user alice", "group netdev"
 };
 
 class AccessTokenKit {
 public:
-    // TOKEN_INVALID for an unknown token.
+    // Returns TOKEN_INVALID for an unknown token.
     static ATokenTypeEnum GetTokenTypeFlag(AccessTokenID tokenId);
-    // PERMISSION_GRANTED when the token's policy entry lists the permission, else PERMISSION_DENIED.
+    // Returns PERMISSION_GRANTED if the token's policy entry lists the permission, else PERMISSION_DENIED.
     static int VerifyAccessToken(AccessTokenID tokenId, const std::string& permissionName);
-    // An AccessTokenResult; info is written only on success.
+    // Returns an AccessTokenResult. Writes info only on success.
     static int GetHapTokenInfo(AccessTokenID tokenId, HapTokenInfo& info);
 };
 

@@ -1,6 +1,6 @@
-// CheckCaller: the one decision behind every check of a permission: may the caller that IPCSkeleton names do this? Each
-// caller of CheckCaller writes the log lines and results of its own interface. Look-ups in memory; any thread. What a
-// token is: platform/access/accesstoken_kit.h.
+// CheckCaller: decides whether the caller that IPCSkeleton names has a permission. Every permission check of the daemon
+// uses it; log lines and result codes are up to the interface that asks. Look-ups in memory; any thread. Access tokens:
+// platform/access/accesstoken_kit.h.
 #pragma once
 
 #include <string>
@@ -10,15 +10,15 @@
 namespace Vexo::Security {
 
 enum class CallerVerdict {
-    GRANTED,      // a native caller, or an application that was granted the permission
-    NO_NAME,      // the permission has no name; the caller was not looked up
-    WRONG_TYPE,   // a shell, or a token that no policy made: refused whatever the permission
-    NOT_GRANTED,  // an application without the permission, or of too low a level
+    GRANTED,      // a native caller, or an application that has the permission
+    NO_NAME,      // the permission's name is empty; the caller was not checked
+    WRONG_TYPE,   // a shell or an unknown token: refused for every permission
+    NOT_GRANTED,  // an application without the permission, or with too low a level
 };
 
 enum class RequiredLevel {
-    ANY,     // every application that was granted the permission
-    SYSTEM,  // of these, applications of a system level (APL_SYSTEM_BASIC or APL_SYSTEM_CORE)
+    ANY,     // every application that has the permission
+    SYSTEM,  // only applications of level APL_SYSTEM_BASIC or APL_SYSTEM_CORE that have the permission
 };
 
 struct CallerCheck {

@@ -1,13 +1,18 @@
-// The access policy: which users and groups are what to this device. Read once at start from a JSON file:
+// The access policy: decides from a caller's user and groups what kind of caller it is and which permissions it has.
+// Read once at start from a JSON file:
 //   {"entries": [{"user": "root", "token_type": "native", "system_app": true},
 //                {"group": "netdev", "token_type": "application", "privilege_level": 2, "system_app": true,
 //                 "permissions": ["vexo.permission.CONNECTIVITY_INTERNAL"]}]}
-// Keys of an entry: "user" or "group", one of them, a name or a number; "token_type": "application", "native" or
-// "shell"; "privilege_level": 1 to 3, 1 unless given; "system_app": false unless given; "permissions": none unless
-// given. The first entry that names the caller's user, else the first that names one of its groups, applies; everyone
-// else is a shell. An entry with a name that the machine does not know matches no caller. Load touches the disk,
-// Install the user database; Install is called once, by the host, before the IPC server starts; the rest is in memory,
-// any thread.
+// Keys of an entry:
+//   "user" or "group"   exactly one of them, a name or a number
+//   "token_type"        "application", "native" or "shell"
+//   "privilege_level"   1 to 3; default 1
+//   "system_app"        default false
+//   "permissions"       default none
+// The first entry with the caller's user applies, else the first entry with one of the caller's groups. Every other
+// caller is a shell. An entry whose name the machine does not know matches no caller.
+// Load reads the disk. InstallAccessPolicy reads the user database; the host calls it once, before the IPC server
+// starts. The other functions work in memory, on any thread.
 #pragma once
 
 #include <filesystem>
@@ -33,24 +38,24 @@ struct PolicyEntry {
 struct AccessPolicy {
     std::vector<PolicyEntry> entries;
 
-    // root native with the system-app flag; group netdev an application of level 2 with the flag and the permission.
+    // root is a native caller with the system-app flag. Group netdev is an application of level 2 with the flag and
+    // CONNECTIVITY_INTERNAL_PERMISSION.
     static AccessPolicy ShippedDefault();
-    // Only root: what holds when the file is missing or damaged.
+    // Only root has access. Used when the policy file cannot be used.
     static AccessPolicy RootOnly();
-    // The error names file, entry and key, and what is allowed.
+    // The error names the file, the entry, the key and the allowed values.
     [[nodiscard]] static Result<AccessPolicy> Load(const std::filesystem::path& file);
     [[nodiscard]] static Result<AccessPolicy> Parse(const std::string& json, const std::string& fileName);
 };
 
-// Tokens are made by this policy from now on. Tokens made before become unknown.
+// Replaces the policy. Tokens issued before become unknown, except this process's own.
 void InstallAccessPolicy(AccessPolicy policy);
 
-// The caller's identity under the installed policy: the same token for the same user and entry. Without a policy
-// everyone is a shell.
+// Returns the caller's identity under the installed policy. The same user and entry always get the same token. Without
+// a policy every caller is a shell.
 CallerIdentity IdentifyCaller(const PeerCredentials& peer);
 
-// This process as a native caller with the system-app flag: what the daemon is to its own abilities. Holds under any
-// policy.
+// Returns this process's own identity: a native caller with the system-app flag, under any policy.
 CallerIdentity IdentifySelf();
 
 }  // namespace Vexo::Security

@@ -7,7 +7,7 @@ namespace Vexo::Security {
 namespace {
 
 constexpr size_t MAX_POLICY_SIZE = 256 * 1024;
-constexpr int64_t MAX_ID = std::numeric_limits<uint32_t>::max() - 1;  // the largest uid_t and gid_t means "none"
+constexpr int64_t MAX_ID = std::numeric_limits<uint32_t>::max() - 1;  // the largest uid_t and gid_t value means "none"
 
 constexpr NamedValue<ATokenTypeEnum> TOKEN_TYPES[] = {
     {"application", TOKEN_HAP}, {"native", TOKEN_NATIVE}, {"shell", TOKEN_SHELL}};
@@ -17,7 +17,7 @@ std::string WrongName(const std::string& name)
     return name.empty() ? "is empty" : "";
 }
 
-// A user or group: a name, or a number as JSON number or digits.
+// A user or group: a name, or a number, which may be a JSON number or a string of digits.
 JsonKind<std::string> NameOrNumberKind()
 {
     const auto read = [](const cJSON& json, std::string& out) {

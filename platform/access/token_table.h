@@ -1,6 +1,6 @@
-// TokenTable: the access tokens of this process. A token is made when a kind of caller is first seen and names it from
-// then on; a new policy makes every token but the process's own unknown. Any thread. Filled by policy.cpp, asked by
-// accesstoken_kit.cpp.
+// TokenTable: the access tokens of this process. A token is issued when a user first matches a policy entry, and stands
+// for that pair from then on. A new policy makes every token unknown except the process's own. Any thread. Filled by
+// policy.cpp, read by accesstoken_kit.cpp.
 #pragma once
 
 #include <sys/types.h>
@@ -30,7 +30,7 @@ struct TokenFacts {
     std::string origin;  // the policy entry
 };
 
-// A policy entry with its names resolved: the numbers that it matches, if any.
+// A policy entry whose user or group name is resolved to a number. No value: the machine does not know the name.
 struct ResolvedEntry {
     std::optional<uid_t> user;
     std::optional<gid_t> group;
@@ -44,7 +44,7 @@ public:
     void Install(std::vector<ResolvedEntry> entries);
     AccessTokenID Identify(const PeerCredentials& peer, bool& systemApp);
 
-    // Runs use(facts) under the table's lock when the token is known, else returns the fallback.
+    // Returns use(facts) for a known token, else the fallback. use runs with the table's lock held.
     template <typename Result, typename Use>
     Result With(AccessTokenID token, Result fallback, Use use) const
     {
@@ -59,7 +59,7 @@ private:
 
     mutable Mutex mutex_;
     const TokenFacts self_;
-    const TokenFacts nobody_;  // who matches no entry
+    const TokenFacts nobody_;  // of callers that match no entry
     std::vector<ResolvedEntry> entries_ GUARDED_BY(mutex_);
     AccessTokenID lastToken_ GUARDED_BY(mutex_) = SELF_TOKEN;
     std::map<std::pair<const TokenFacts*, uid_t>, AccessTokenID> issued_ GUARDED_BY(mutex_);

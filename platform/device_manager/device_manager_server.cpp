@@ -14,7 +14,7 @@ constexpr int32_t RANGE_UNKNOWN = -1;
 template <size_t Size>
 void CopyBounded(char (&to)[Size], const std::string& from)
 {
-    from.copy(to, std::min(from.size(), Size - 1));  // the record was zeroed: a terminator is there
+    from.copy(to, std::min(from.size(), Size - 1));  // to was zeroed, so a terminator follows
 }
 
 std::string ExtraData(const SoftBus::Node& node)

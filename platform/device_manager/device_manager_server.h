@@ -1,4 +1,4 @@
-// DeviceManagerServer: the device manager of this device, over the soft bus's list of nodes. The host makes it and
+// DeviceManagerServer: implements the device manager from the soft bus's list of devices. The host creates it and
 // registers it as ability 4802. Any thread. No call blocks.
 #pragma once
 
@@ -24,7 +24,7 @@ public:
                                  std::vector<DmDeviceInfo>& deviceList) override;
     bool IsSameAccount(const std::string& networkId) override;
 
-    // Tells every registered package that the device manager has gone, on a platform thread. Called when 4802 is
+    // Calls OnRemoteDied of every registered callback, on a platform thread. Does not block. Call it when 4802 is
     // removed.
     void Shutdown();
 
