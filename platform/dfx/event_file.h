@@ -1,7 +1,7 @@
-// EventFile: system events as JSON lines in a file of bounded size. A full file is renamed to FILE.1, FILE.1 to FILE.2
-// and so on; the oldest goes. Lines are whole: one that could not be written whole is taken back, and one that a crash
-// cut short is removed when the file is opened again. Any thread; writing blocks on the disk only. One process at a
-// time may have a file open. Format of a line: event_text.h.
+// EventFile: writes system events as JSON lines to a file of bounded size. A full file is renamed to FILE.1, FILE.1 to
+// FILE.2 and so on; the oldest file is deleted. A file contains whole lines only: a line that could not be written
+// whole is removed at once, and a line that a crash cut short is removed when the file is opened. Any thread; blocks on
+// the disk. Only one process may have a file open. Format of a line: event_text.h.
 #pragma once
 
 #include <chrono>
@@ -19,40 +19,41 @@
 
 namespace Vexo::QuviewDFX {
 
-// An event whose line would be longer is refused, so that one event never displaces many.
+// An event with a longer line is refused, so that one event never displaces many.
 inline constexpr size_t MAX_EVENT_BYTES = 32 * 1024;
 inline constexpr uint32_t MAX_EVENT_FILES = 100;
 
 struct EventFileOptions {
     std::filesystem::path file;
-    uint64_t maxBytes = 1024 * 1024;  // of each file
-    uint32_t files = 4;               // at most, the current one included
+    uint64_t maxBytes = 1024 * 1024;  // of one file
+    uint32_t files = 4;               // number of files, the current one included
 };
 
-// Consecutive lines. Cursors count bytes and hold for as long as the EventFile lives; 0 is the oldest event.
+// Consecutive events. A cursor is a position in bytes, which is valid while the EventFile exists. Cursor 0 is the
+// oldest event.
 struct EventPage {
-    std::string lines;    // whole lines; empty when nothing came within the limit
-    uint64_t next = 0;    // the cursor of what follows them
-    bool missed = false;  // older events, from the cursor on, were removed before they could be read
+    std::string lines;    // whole lines; empty if no event was written within the limit
+    uint64_t next = 0;    // the cursor of the line after these
+    bool missed = false;  // events after the requested cursor were deleted before they were read
 };
 
 class EventFile : public SysEventSink, public NoCopyable {
 public:
-    // Continues a file that is there. The error names the file.
+    // Opens the file, to append to it if it exists. The error names the file.
     [[nodiscard]] static Result<std::shared_ptr<EventFile>> Open(const EventFileOptions& options);
 
-    // 0, or a negative code: the event is lost, and nothing of it is in the file.
+    // Returns 0, or a negative code when the event is lost; the file then contains no part of it.
     int32_t Write(const SysEventRecord& record) noexcept override EXCLUDES(mutex_);
 
-    // The lines that follow the cursor, about maxBytes of them. Blocks until there are some, at the latest until limit
-    // has passed. An error for a cursor that this file never gave, or a file that cannot be read.
+    // Returns the lines after the cursor, at most maxBytes. Blocks until there is one, at most for limit. Fails for a
+    // cursor beyond the last event, and when the file cannot be read.
     [[nodiscard]] Result<EventPage> Read(uint64_t cursor, size_t maxBytes, std::chrono::milliseconds limit)
         EXCLUDES(mutex_);
 
-    explicit EventFile(const EventFileOptions& options);  // only Open makes one
+    explicit EventFile(const EventFileOptions& options);  // use Open
 
 private:
-    // Of the n-th older file; 0 is the current one.
+    // Returns the path of the n-th older file; 0 is the current file.
     std::filesystem::path PathOf(size_t n) const;
     [[nodiscard]] Result<void> OpenCurrent() REQUIRES(mutex_);
     void RemoveTornLine() REQUIRES(mutex_);
@@ -68,8 +69,8 @@ private:
     UniqueFd current_ GUARDED_BY(mutex_);
     uint64_t currentBytes_ GUARDED_BY(mutex_) = 0;
     std::vector<uint64_t> olderBytes_ GUARDED_BY(mutex_);  // of FILE.1, FILE.2, …
-    uint64_t oldest_ GUARDED_BY(mutex_) = 0;               // cursors of the first byte kept, and of the next written
-    uint64_t end_ GUARDED_BY(mutex_) = 0;
+    uint64_t oldest_ GUARDED_BY(mutex_) = 0;               // cursor of the first byte that is kept
+    uint64_t end_ GUARDED_BY(mutex_) = 0;                  // cursor of the next byte to write
 };
 
 }  // namespace Vexo::QuviewDFX

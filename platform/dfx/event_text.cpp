@@ -8,7 +8,7 @@
 namespace Vexo::QuviewDFX {
 namespace {
 
-// Whole years that a system_clock::time_point holds.
+// The first and the last whole year that a system_clock::time_point can represent.
 constexpr int FIRST_YEAR = 1678;
 constexpr int LAST_YEAR = 2261;
 
@@ -17,7 +17,8 @@ bool IsDigit(char c)
     return c >= '0' && c <= '9';
 }
 
-// Takes text of that form from the front, and its numbers: each 0 is a digit of a number, every other character itself.
+// Removes a prefix of the given form from text and reads its numbers. In form, each 0 stands for a digit of a number;
+// every other character stands for itself and ends the number. Returns false if text does not start with that form.
 bool TakeForm(std::string_view& text, std::string_view form, std::initializer_list<int*> numbers)
 {
     const auto* number = numbers.begin();
@@ -40,7 +41,8 @@ bool TakeForm(std::string_view& text, std::string_view form, std::initializer_li
     return true;
 }
 
-// Of ".123": 123 ms; further digits are cut off. None when no digit follows the point.
+// Removes ".123" from the front of text and returns 123. Further digits are cut off. Returns 0 if text does not start
+// with a point, no value if no digit follows the point.
 std::optional<int> TakeMilliseconds(std::string_view& text)
 {
     if (!text.starts_with('.')) {
@@ -52,7 +54,7 @@ std::optional<int> TakeMilliseconds(std::string_view& text)
     return digits.empty() ? std::nullopt : std::optional<int>(std::stoi((digits + "00").substr(0, 3)));
 }
 
-// "Z", "+02:00", in seconds east of UTC.
+// Parses "Z" or "+02:00". Returns seconds east of UTC.
 std::optional<int> ParseOffset(std::string_view text)
 {
     if (text == "Z" || text == "z") {
@@ -109,7 +111,7 @@ std::optional<std::chrono::sys_time<std::chrono::milliseconds>> ParseRfc3339(std
     if (!fraction || !offset || !isInReach || !date.ok() || parts[3] > 23 || parts[4] > 59 || parts[5] > 60) {
         return std::nullopt;
     }
-    // A leap second is taken for the one before it.
+    // A leap second (60) counts as second 59.
     return sys_days(date) + hours(parts[3]) + minutes(parts[4]) + seconds(std::min(parts[5], 59) - *offset) +
            milliseconds(*fraction);
 }

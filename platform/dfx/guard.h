@@ -1,5 +1,5 @@
-// RunGuarded: runs what comes from outside the platform (a callback, a task, a handler) and lets no exception out: one
-// line at error level says whose it was, and its caller goes on. Any thread.
+// RunGuarded: runs code from outside the platform (a callback, a task, a handler) and catches every exception. An
+// exception is logged at error level, with the name of the code that threw it. Any thread.
 #pragma once
 
 #include <exception>
@@ -10,8 +10,8 @@
 
 namespace Vexo::QuviewDFX {
 
-// whose: what the log line names, or a function that makes it, which is called only when it is needed ("task close").
-// False when the work let an exception out.
+// whose: the name for the log line ("task close"), or a function that returns the name and is called only if an
+// exception is logged. Returns false if work threw an exception.
 template <typename Whose, typename Work>
 bool RunGuarded(const LogLabel& label, const Whose& whose, const Work& work)
 {

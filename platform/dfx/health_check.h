@@ -1,6 +1,6 @@
-// HealthCheck: one thing that was checked, its state, and how to repair it: a line of `distnetctl doctor`. The
-// daemon checks what it can see, distnetctl what is left when there is none. Value type; any thread. Neither text holds
-// a secret.
+// HealthCheck: the result of one check, shown as a line of `distnetctl doctor`. The daemon makes the checks that it can
+// make; distnetctl makes the remaining ones when no daemon runs. Value type; any thread. Neither text contains a
+// secret.
 #pragma once
 
 #include <optional>
@@ -11,9 +11,9 @@ namespace Vexo::QuviewDFX {
 
 struct HealthCheck {
     std::string name;          // one word: "identity"
-    std::optional<bool> good;  // none: not checked; the message says why
-    std::string message;       // how it stands, or what is wrong
-    std::string advice;        // how to repair it, with a command if there is one; may be empty
+    std::optional<bool> good;  // no value: not checked; the message says why
+    std::string message;       // the state, or what is wrong
+    std::string advice;        // how to repair it, if possible with a command; may be empty
 };
 
 inline HealthCheck Healthy(std::string name, std::string message)

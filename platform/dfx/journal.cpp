@@ -21,13 +21,13 @@ namespace {
 constexpr const char* IDENTIFIER = "SYSLOG_IDENTIFIER=distnetd";
 constexpr int NOT_TAKEN = -4;
 
-// Looked up under its plain name: the header's macros of that name only add a place in the code.
+// The header defines macros of this name that add the source location; dlsym needs the plain function.
 #undef sd_journal_sendv
 using SendFields = decltype(&sd_journal_sendv);
 
 Result<SendFields> LoadSendFields()
 {
-    // Never closed: records are written until the process is gone.
+    // Never closed: records are written until the process exits.
     void* library = ::dlopen("libsystemd.so.0", RTLD_NOW | RTLD_LOCAL);
     void* symbol = library != nullptr ? ::dlsym(library, "sd_journal_sendv") : nullptr;
     if (symbol == nullptr) {
@@ -76,7 +76,7 @@ public:
                 return;
             }
         } catch (...) {
-            // Without memory for the fields the plain line below is tried.
+            // Out of memory for the fields: write the plain line instead.
         }
         stderr_->Write(record);
     }

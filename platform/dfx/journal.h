@@ -1,6 +1,6 @@
-// The system journal as a place for log lines and system events, with fields that journalctl can select by. Used by the
-// host at start; sinks as in sinks.h. libsystemd is loaded when the first sink is made, so that a machine without
-// systemd needs none of it. systemd.journal-fields(7), sd_journal_sendv(3)
+// Sinks that write log lines and system events to the systemd journal, with fields that journalctl can filter by. The
+// host makes them at start; threads as in sinks.h. libsystemd is loaded when the first sink is made, so the daemon also
+// runs on machines without systemd. See systemd.journal-fields(7) and sd_journal_sendv(3).
 #pragma once
 
 #include <memory>
@@ -12,18 +12,19 @@
 
 namespace Vexo::QuviewDFX {
 
-// Whether standard error leads to the journal: JOURNAL_STREAM names the very stream (systemd.exec(5)). A program that
-// merely inherited the variable, from a terminal that a unit started, is not meant.
+// Returns true if standard error is connected to the journal: JOURNAL_STREAM must contain the device and inode of
+// standard error (systemd.exec(5)). The variable alone proves nothing: a program in a terminal that a unit started
+// inherits it.
 bool IsStderrTheJournal();
 
-// Both fail when libsystemd cannot be loaded; the error says why. A line that the journal does not take goes to
-// standard error; an event that it does not take is answered with a negative code.
+// Both fail when libsystemd cannot be loaded; the error says why. A log line that the journal rejects is written to
+// standard error. For an event that the journal rejects, Write returns a negative code.
 [[nodiscard]] Result<std::shared_ptr<LogSink>> MakeJournalLogSink();
 [[nodiscard]] Result<std::shared_ptr<SysEventSink>> MakeJournalSysEventSink();
 
-// "FIELD=value" each. Of a log line: MESSAGE, PRIORITY, SYSLOG_IDENTIFIER, DISTNET_TAG, DISTNET_LOG_DOMAIN; of an
-// event: MESSAGE, PRIORITY, SYSLOG_IDENTIFIER, DISTNET_EVENT, DISTNET_DOMAIN, DISTNET_TYPE, and DISTNET_PARAM_KEY for
-// each parameter.
+// Returns fields of the form "FIELD=value". A log line has MESSAGE, PRIORITY, SYSLOG_IDENTIFIER, DISTNET_TAG and
+// DISTNET_LOG_DOMAIN. An event has MESSAGE, PRIORITY, SYSLOG_IDENTIFIER, DISTNET_EVENT, DISTNET_DOMAIN, DISTNET_TYPE,
+// and DISTNET_PARAM_KEY for each parameter.
 std::vector<std::string> JournalFields(const LogRecord& record);
 std::vector<std::string> JournalFields(const SysEventRecord& record);
 

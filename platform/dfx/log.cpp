@@ -21,7 +21,7 @@ namespace Vexo::QuviewDFX {
 
 namespace {
 
-// A line is built on the stack up to this length, and beyond it on the heap.
+// A line up to this length is built on the stack, a longer one on the heap.
 constexpr size_t STACK_BYTES = 512;
 using Text = std::pmr::string;
 
@@ -66,7 +66,7 @@ public:
             line += '\n';
             (void)!::write(STDERR_FILENO, line.data(), line.size());
         } catch (...) {
-            // Without memory for the line there is nobody left to tell.
+            // Out of memory: the line is lost.
         }
     }
 
@@ -98,7 +98,7 @@ void AppendArgument(Text& out, const LogArgument& argument)
     std::to_chars_result end{digits.data(), {}};
     switch (argument.kind) {
         case LogArgument::Kind::TEXT:
-            // What a peer or a file says may hold anything: no sink shows it as it is.
+            // Text from a peer or a file may contain anything, so it is escaped before a sink gets it.
             if (IsPrintableAscii(argument.text)) {
                 out += argument.text;
             } else {
@@ -116,7 +116,7 @@ void AppendArgument(Text& out, const LogArgument& argument)
     out.append(digits.data(), static_cast<size_t>(end.ptr - digits.data()));
 }
 
-// The format has been checked against the arguments when the program was compiled.
+// The compiler has checked the format against the arguments (LogFormat).
 void Format(Text& out, std::string_view format, const LogArgument* arguments)
 {
     constexpr std::string_view PUBLIC = "{public}";
@@ -165,7 +165,7 @@ void WriteLog(LogLevel level, const LogLabel& label, std::string_view format, co
             StderrLogSink().Write({level, label, message});
         }
     } catch (...) {
-        // A log call never fails: without memory the record is lost.
+        // A log call never fails: out of memory, the record is lost.
     }
 }
 

@@ -27,7 +27,7 @@ struct LogLabel {
 
 inline constexpr uint32_t LOG_DOMAIN_PLATFORM = 0xD0015B1;
 
-// One argument, erased to what the formatter needs. Does not own the text.
+// One argument in the form that the formatter needs. Does not own the text.
 struct LogArgument {
     enum class Kind : uint8_t { SIGNED, UNSIGNED, UNSIGNED_LONG, TEXT };
     Kind kind;
@@ -53,8 +53,8 @@ constexpr LogArgument::Kind LogKindOf()
     }
 }
 
-// A format that has been checked against Args. A mismatch calls a function that is not constexpr, which is the error
-// the compiler reports; the function's name says what is wrong.
+// A format that the compiler has checked against Args. On a mismatch, Check calls a function that is not constexpr. The
+// compiler reports that call as the error; the function's name says what is wrong.
 template <typename... Args>
 class LogFormat {
 public:
@@ -72,7 +72,7 @@ private:
     std::string_view text_;
 };
 
-// True when a record of this level would be written.
+// Returns true if a record of this level would be written.
 bool IsLoggable(LogLevel level) noexcept;
 void WriteLog(LogLevel level, const LogLabel& label, std::string_view format, const LogArgument* arguments,
               size_t count) noexcept;

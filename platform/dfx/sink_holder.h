@@ -1,5 +1,5 @@
-// SinkHolder: the current sink of one kind, replaced as a whole. Readers take their own reference under a lock that is
-// held for a pointer copy only. Any thread.
+// SinkHolder: holds the current sink of one kind. Get returns a reference that keeps the sink alive even if Set
+// replaces it. The lock is held only to copy a pointer. Any thread.
 #pragma once
 
 #include <memory>

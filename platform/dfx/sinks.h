@@ -1,6 +1,7 @@
-// Where records go: log lines, system events and trace calls each have one process-wide sink, replaced as a whole.
-// Setters are for the host at start and for tests; a sink is called from any thread, possibly several at once, and must
-// neither block for long nor log. Without a sink: log lines go to standard error, events and traces nowhere.
+// Sinks: where log lines, system events and trace calls are written. Each of the three kinds has one sink for the whole
+// process. The host sets the sinks at start, and tests set their own. A sink is called on any thread, possibly on
+// several at once, and must neither block for long nor log. Without a sink, log lines are written to standard error,
+// and events and trace calls are discarded.
 #pragma once
 
 #include <chrono>
@@ -19,8 +20,8 @@ namespace Vexo::QuviewDFX {
 struct LogRecord {
     LogLevel level;
     LogLabel label;
-    // Formatted, private arguments masked, hidden characters and bytes that are no UTF-8 escaped: one line that is safe
-    // to show. Valid during the call.
+    // One formatted line that is safe to show: private arguments are masked, hidden characters and invalid UTF-8 are
+    // escaped. Valid during the call only.
     std::string_view message;
 };
 
@@ -46,30 +47,31 @@ struct SysEventRecord {
 class SysEventSink {
 public:
     virtual ~SysEventSink() = default;
-    // 0, or a negative code: the event is lost.
+    // Returns 0, or a negative code when the event is lost.
     virtual int32_t Write(const SysEventRecord& record) noexcept = 0;
 };
 
 class TraceSink {
 public:
     virtual ~TraceSink() = default;
-    // name is empty for END and TASK_END; taskId is 0 for those of a thread.
+    // name is empty for END and TASK_END. taskId is 0 for synchronous spans.
     virtual void Write(TracePhase phase, uint64_t tag, std::string_view name, int32_t taskId) noexcept = 0;
 };
 
-// A null sink restores the default. The previous sink is released once no thread is in it.
+// A null sink restores the default. The previous sink is destroyed once no thread uses it any more.
 void SetLogSink(std::shared_ptr<LogSink> sink);
 void SetSysEventSink(std::shared_ptr<SysEventSink> sink);
 void SetTraceSink(std::shared_ptr<TraceSink> sink);
 
-// Records below this level are dropped before they are formatted. INFO at start.
+// Records below this level are dropped before they are formatted. Default: INFO.
 void SetLogLevel(LogLevel level) noexcept;
 
-// Readable lines: "2026-11-21T12:08:06.123+01:00 I Tag: message", local time (RFC 3339), one write(2) a line.
+// Makes a sink that writes to standard error, one write(2) a line: "2026-11-21T12:08:06.123+01:00 I Tag: message", in
+// local time (RFC 3339).
 std::shared_ptr<LogSink> MakeStderrLogSink();
 
-// Hands each event to all of them, in order; answers the first code that is not 0. A file: event_file.h; the journal:
-// journal.h.
+// Makes a sink that passes each event to all given sinks, in order, and returns the first result that is not 0. Sinks
+// to give it: event_file.h, journal.h.
 std::shared_ptr<SysEventSink> MakeTeeSysEventSink(std::vector<std::shared_ptr<SysEventSink>> sinks);
 
 }  // namespace Vexo::QuviewDFX

@@ -10,7 +10,7 @@ namespace Vexo::QuviewDFX {
 
 namespace {
 
-constexpr int REFUSED = -1;  // a name that is none
+constexpr int REFUSED = -1;  // an invalid domain, name or key
 constexpr size_t MAX_NAME = 32;
 
 constinit NeverDestroyed<SinkHolder<SysEventSink>> g_sink;

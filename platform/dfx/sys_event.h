@@ -1,5 +1,5 @@
-// Structured system events: what happened, for operators and machines. Any thread; the write is handed to the sink of
-// platform/dfx/sinks.h on the calling thread and never throws.
+// System events: structured records of what happened, for operators and programs. Any thread. The sink
+// (platform/dfx/sinks.h) is called on the calling thread.
 #pragma once
 
 #include <cstdint>
@@ -15,9 +15,9 @@ class QuSysEvent {
 public:
     enum EventType : int32_t { FAULT = 1, STATISTIC = 2, SECURITY = 3, BEHAVIOR = 4 };
 
-    // Writes one event; keysAndValues alternate a key (string) and its value (int32_t or string). Returns 0, or the
-    // sink's negative code. Names and keys are 1 to 32 characters of A-Z, 0-9 and _, starting with a letter; a domain
-    // likewise: anything else is refused with -1 and nothing is written.
+    // Writes one event. keysAndValues alternate a key (string) and its value (int32_t or string). A domain, a name and
+    // a key have 1 to 32 characters of A-Z, 0-9 and _, and start with a letter. Returns 0, the sink's negative code, or
+    // -1 for an invalid domain, name or key; then nothing is written.
     template <typename... KeysAndValues>
     static int Write(const std::string& domain, const std::string& name, EventType type,
                      KeysAndValues&&... keysAndValues)

@@ -1,6 +1,6 @@
-// The trace meter: spans of work for a trace viewer. Synchronous spans nest per thread; asynchronous ones pair by name
-// and task id. Any thread; while nobody records (trace_recorder.h) each call costs one relaxed load. Names say what is
-// done, never with whom: no id, no secret.
+// The trace meter: marks spans of work, for display in a trace viewer. Synchronous spans nest on their thread;
+// asynchronous spans are matched by name and task id. Any thread. While nothing is being recorded (trace_recorder.h), a
+// call costs one relaxed load. A span's name says what is done and contains no id and no secret.
 #pragma once
 
 #include <atomic>
@@ -9,14 +9,14 @@
 
 namespace Vexo {
 
-// The platform's own spans; the service has its own tag.
+// The tag of the platform's spans. The service uses a tag of its own.
 inline constexpr uint64_t TRACE_TAG_PLATFORM = 0x1;
 
 namespace QuviewDFX {
 
 enum class TracePhase : uint8_t { BEGIN, END, ASYNC_BEGIN, ASYNC_END, TASK_END };
 
-// Follows SetTraceSink (sinks.h); read it through IsTracing.
+// True while a trace sink is set (SetTraceSink in sinks.h). Read it with IsTracing.
 extern std::atomic<bool> g_isTracing;
 
 inline bool IsTracing() noexcept
@@ -24,11 +24,11 @@ inline bool IsTracing() noexcept
     return g_isTracing.load(std::memory_order_relaxed);
 }
 
-// Hands one call to the sink, if there is one.
+// Passes one call to the sink, if one is set.
 void WriteTrace(TracePhase phase, uint64_t tag, std::string_view name, int32_t taskId) noexcept;
 
-// A task has ended: the synchronous spans that are still open on this thread are its own, and end with it. Called by
-// whatever runs tasks, one after the other, on a thread.
+// Ends the synchronous spans that a task left open on this thread. Called after each task by code that runs several
+// tasks on one thread.
 inline void EndTaskSpans() noexcept
 {
     if (IsTracing()) {
@@ -60,7 +60,7 @@ inline void StartAsyncTrace(uint64_t tag, std::string_view value, int32_t taskId
     }
 }
 
-// Nothing when that span has not been started.
+// Does nothing if no such span was started.
 inline void FinishAsyncTrace(uint64_t tag, std::string_view value, int32_t taskId)
 {
     if (QuviewDFX::IsTracing()) {
@@ -68,7 +68,7 @@ inline void FinishAsyncTrace(uint64_t tag, std::string_view value, int32_t taskI
     }
 }
 
-// A synchronous span of the platform that lasts as long as the object.
+// A synchronous span of the platform. It lasts as long as the object.
 class TraceSpan {
 public:
     explicit TraceSpan(std::string_view name) noexcept : begun_(QuviewDFX::IsTracing())
@@ -90,16 +90,16 @@ private:
     const bool begun_;
 };
 
-// The spans of the platform, by the names that they have in a trace (docs/traces.md).
+// The names of the platform's spans in a trace (docs/traces.md).
 namespace SpanName {
 inline constexpr std::string_view COLLABORATION = "collaboration start";  // until the peer has answered
 inline constexpr std::string_view SESSION_OPEN = "session open";          // until the opened callback; by session id
-inline constexpr std::string_view SEEK = "seek";        // until a device is heard that is tried, or the dial ends
-inline constexpr std::string_view CONNECT = "connect";  // one address, until it is connected or is given up
+inline constexpr std::string_view SEEK = "seek";                    // until a device to dial is heard, or dialling ends
+inline constexpr std::string_view CONNECT = "connect";              // one address, until it is connected or given up
 inline constexpr std::string_view HANDSHAKE = "TLS handshake";      // by the socket's number
-inline constexpr std::string_view SEND = "send";                    // handing bytes over, not their way
+inline constexpr std::string_view SEND = "send";                    // the call only, not the transfer
 inline constexpr std::string_view ANSWER = "answer";                // from send to received bytes; by session id
-inline constexpr std::string_view HOTSPOT_STATE = "hotspot state";  // and what follows: calls of the radio
+inline constexpr std::string_view HOTSPOT_STATE = "hotspot state";  // this and the following: calls of the radio
 inline constexpr std::string_view HOTSPOT_ENABLE = "hotspot enable";
 inline constexpr std::string_view HOTSPOT_DISABLE = "hotspot disable";
 inline constexpr std::string_view HOTSPOT_CONFIG = "hotspot configuration";

@@ -14,7 +14,7 @@ namespace Vexo::QuviewDFX {
 namespace {
 
 constexpr size_t MAX_NAME_BYTES = 128;
-constexpr size_t ID_DIGITS = 32;  // a longer run of hex digits is an id
+constexpr size_t ID_DIGITS = 32;  // so many hex digits in a row, or more, are an id
 constexpr size_t SHOWN_DIGITS = 5;
 constexpr const char* MASK = "**";
 
@@ -23,7 +23,7 @@ bool IsHex(char c)
     return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
 }
 
-// The name as a recording may hold it: bounded, and with ids anonymised, whatever a caller has put into it.
+// Returns the name as it is recorded: cut to MAX_NAME_BYTES, with ids masked in case a caller put one into it.
 std::string SafeName(std::string_view name)
 {
     std::string safe;
@@ -115,7 +115,8 @@ uint32_t TraceRecorder::Start(std::chrono::milliseconds limit, bool detached)
     return lastRecording_;
 }
 
-// Stopped, nobody writes to it any more. Null when there is none; a number of 0 becomes that of the one found.
+// Finds a recording and stops it, so that no thread writes to it any more. recording 0 finds the oldest detached one
+// and is set to its number. Returns null if there is none.
 TraceRecorder::RecordingPtr TraceRecorder::FindAndFinish(uint32_t& recording)
 {
     const MutexLock lock(mutex_);
@@ -178,7 +179,7 @@ void TraceRecorder::Write(TracePhase phase, uint64_t tag, std::string_view name,
             }
         }
     } catch (...) {
-        // Without memory a span is lost, which the one who is traced must not notice.
+        // Out of memory: the span is lost. The traced code must not fail because of it.
     }
 }
 
@@ -197,7 +198,7 @@ void TraceRecorder::Record(Recording& recording, TracePhase phase, Span span)
         Begin(recording, std::move(span));
         return;
     }
-    // What began before the recording did has nothing open here.
+    // A span that began before the recording has no entry here.
     const auto thread = recording.threads.find(span.tid);
     if (thread == recording.threads.end()) {
         return;
@@ -316,7 +317,7 @@ void TraceRecorder::FollowRecordings()
     SetTraceSink(any ? shared_from_this() : nullptr);
 }
 
-// Times are of CLOCK_MONOTONIC, so that the traces of several processes of a machine fit together.
+// Times are CLOCK_MONOTONIC, so that traces of several processes of one machine can be merged.
 void TraceRecorder::AppendSpan(std::string& text, const Span& span)
 {
     const Json event = NewEvent(span.isAsync ? "b" : "X", span.name, span.tid);
@@ -340,7 +341,7 @@ void TraceRecorder::AppendSpan(std::string& text, const Span& span)
     }
 }
 
-// One event a line.
+// Writes one event per line.
 std::string TraceRecorder::Render(const Recording& recording) const
 {
     std::string text = R"({"displayTimeUnit":"ms","otherData":{"dropped":)" + std::to_string(recording.dropped) +

@@ -1,7 +1,8 @@
-// TraceRecorder: records the process's spans in memory and gives them as a text in the trace-event JSON format, which
-// trace viewers open. Several recordings run at once, each bounded in time and number; what does not fit is counted.
-// Between recordings it is no sink, so that tracing costs nothing. Any thread; only Stop takes long, and nobody but
-// another Stop waits for it. What the text holds: docs/traces.md.
+// TraceRecorder: records the process's spans in memory and returns them as text in the trace-event JSON format, which
+// trace viewers open. Several recordings can run at once. Each is limited in time and in number of spans; spans beyond
+// the limit are counted. The recorder is the trace sink only while a recording runs, so that tracing costs nothing at
+// other times. Any thread. Only Stop takes long, and only another Stop waits for it. Content of the text:
+// docs/traces.md.
 #pragma once
 
 #include <chrono>
@@ -23,32 +24,34 @@ namespace Vexo::QuviewDFX {
 inline constexpr size_t MAX_RECORDINGS = 4;
 inline constexpr size_t MAX_RECORDED_SPANS = 16'384;
 inline constexpr size_t MAX_RECORDED_THREADS = 1024;
-inline constexpr size_t MAX_SPAN_DEPTH = 64;  // of open spans of a thread
-// The longest recording. One that its client has forgotten ends then; it can be taken until its place is needed.
+inline constexpr size_t MAX_SPAN_DEPTH = 64;  // open spans of one thread
+// The longest recording. A recording that its client forgets ends after this time; its text can be fetched until
+// another recording needs its place.
 inline constexpr std::chrono::minutes RECORDING_LIMIT{10};
 
 // A part of a stopped recording's text.
 struct TracePiece {
     uint32_t recording = 0;
-    std::string text;    // whole lines from the offset asked for
-    size_t bytes = 0;    // of the whole text
-    size_t spans = 0;    // recorded
-    size_t dropped = 0;  // not recorded: there were too many
+    std::string text;    // whole lines, from the requested offset on
+    size_t bytes = 0;    // size of the whole text
+    size_t spans = 0;    // recorded spans
+    size_t dropped = 0;  // spans that were not recorded, because there were too many
     std::chrono::milliseconds duration{0};
 };
 
 class TraceRecorder : public TraceSink, public std::enable_shared_from_this<TraceRecorder>, public NoCopyable {
 public:
-    // processName: what viewers call this process. The recorder must be owned by a shared_ptr.
+    // processName: the name that trace viewers show. The recorder must be owned by a shared_ptr.
     explicit TraceRecorder(std::string processName, const Clock& clock = Clock::System());
 
-    // A new recording's number, from 1; 0 when MAX_RECORDINGS run already. It ends by itself after limit, at most
-    // RECORDING_LIMIT. A detached one is meant to outlive its starter: Stop finds it without its number.
+    // Starts a recording and returns its number, from 1 on. Returns 0 if MAX_RECORDINGS are running. The recording ends
+    // by itself after limit, at most RECORDING_LIMIT. A detached recording may outlive the client that started it: Stop
+    // finds it without its number.
     uint32_t Start(std::chrono::milliseconds limit, bool detached) EXCLUDES(mutex_);
 
-    // Stops the recording at the first call, and gives its text from offset on, at most maxBytes of it. The last piece
-    // forgets the recording. recording 0 is the oldest detached one. Empty when there is none of that number, or
-    // nothing at that offset.
+    // Stops the recording at the first call, and returns its text from offset on, at most maxBytes. Once the last piece
+    // is returned, the recording is deleted. recording 0 is the oldest detached one. Returns no value if there is no
+    // such recording or offset is beyond the end.
     std::optional<TracePiece> Stop(uint32_t recording, size_t offset, size_t maxBytes) EXCLUDES(stopMutex_, mutex_);
 
     void Write(TracePhase phase, uint64_t tag, std::string_view name, int32_t taskId) noexcept override
@@ -60,7 +63,7 @@ private:
         std::string name;
         uint64_t tag = 0;
         bool isAsync = false;
-        int32_t taskId = 0;  // asynchronous
+        int32_t taskId = 0;  // of an asynchronous span
         int tid = 0;
         SteadyTime begin;
         SteadyTime end;
@@ -80,7 +83,7 @@ private:
         std::map<std::pair<std::string, int32_t>, Span> async;
         std::vector<Span> spans;
         size_t dropped = 0;
-        std::string text;  // once asked for, under stopMutex_
+        std::string text;  // made by the first Stop; guarded by stopMutex_
     };
     using RecordingPtr = std::shared_ptr<Recording>;
 
@@ -100,9 +103,9 @@ private:
 
     const std::string processName_;
     const Clock& clock_;
-    Mutex stopMutex_;  // before mutex_
+    Mutex stopMutex_;  // locked before mutex_
     Mutex mutex_;
-    std::map<uint32_t, RecordingPtr> recordings_ GUARDED_BY(mutex_);  // once stopped a recording is Stop's alone
+    std::map<uint32_t, RecordingPtr> recordings_ GUARDED_BY(mutex_);  // only Stop reads a stopped recording
     uint32_t lastRecording_ GUARDED_BY(mutex_) = 0;
 };
 
