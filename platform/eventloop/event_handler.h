@@ -1,6 +1,6 @@
-// EventHandler: posts events and named tasks to an EventRunner and removes them again by name. Removal is per owner:
-// only the handler that posted a task can remove it, and a queued task outlives its handler. Any thread. Without a
-// runner SendEvent is false and RemoveTask does nothing.
+// EventHandler: posts events and named tasks to an EventRunner and removes tasks by name. Only the handler that posted
+// a task can remove it. A queued task outlives its handler. Any thread. Without a runner, SendEvent returns false and
+// RemoveTask does nothing.
 #pragma once
 
 #include <cstdint>
@@ -14,18 +14,19 @@ namespace Vexo::AppExecFwk {
 
 class EventHandler : public std::enable_shared_from_this<EventHandler> {
 public:
-    // Scheduling classes among events due in the same millisecond; smaller runs first.
+    // The order of events that are due in the same millisecond: the smallest value runs first.
     enum class Priority : uint32_t { VIP = 0, IMMEDIATE = 1, HIGH = 2, LOW = 3, IDLE = 4 };
 
     explicit EventHandler(const std::shared_ptr<EventRunner>& runner = nullptr);
     virtual ~EventHandler();
 
-    // Takes the event over. False without a runner, with a null event or a negative delay. A numeric event that is due
-    // after its handler is gone is dropped; a task still runs. Handlers are held by shared_ptr for numeric events.
+    // Takes ownership of the event. Returns false without a runner, for a null event and for a negative delay. A
+    // numeric event is dropped if its handler no longer exists when the event is due; a task still runs. A handler that
+    // sends numeric events must be owned by a shared_ptr.
     bool SendEvent(InnerEvent::Pointer event, int64_t delayTimeMs = 0, Priority priority = Priority::LOW);
     bool SendEvent(uint32_t innerEventId, int64_t param = 0, int64_t delayTimeMs = 0);
 
-    // Removes the queued tasks of that name which this handler posted.
+    // Removes the queued tasks of that name that this handler posted.
     void RemoveTask(const std::string& name);
 
     // Called on the runner's thread for each numeric event.
@@ -33,7 +34,7 @@ public:
 
 private:
     const std::shared_ptr<EventRunner> runner_;
-    const uint64_t owner_;  // never reused: tasks of a destroyed handler cannot be mistaken for a later one's
+    const uint64_t owner_;  // never reused: a later handler cannot remove the tasks of a destroyed one
 };
 
 }  // namespace Vexo::AppExecFwk

@@ -20,7 +20,8 @@ std::string NameOf(const EventQueue::Entry& entry)
            caller.function + ")";
 }
 
-// Due times are whole milliseconds, never early, so that priorities decide among what comes together.
+// Returns the due time in whole milliseconds, never before the delay has passed. Events that are due in the same
+// millisecond are then ordered by priority.
 SteadyTime WholeDueAfter(std::chrono::milliseconds delay)
 {
     using std::chrono::milliseconds;
@@ -42,7 +43,7 @@ void EventQueue::Add(std::chrono::milliseconds delay, uint32_t priority, Entry e
 
 void EventQueue::Remove(uint64_t owner, const std::string& taskName)
 {
-    std::vector<Entry> removed;  // what the tasks hold is released after the lock
+    std::vector<Entry> removed;  // destroyed after the lock is released
     const MutexLock lock(mutex_);
     removed = entries_.RemoveIf([&](const Entry& entry) { return entry.owner == owner && entry.taskName == taskName; });
 }

@@ -1,4 +1,4 @@
-// EventQueue: the events of one runner, in the order in which they are due. Shared by the runner and its thread; any
+// EventQueue: the events of one runner, in the order in which they are due. Shared by the runner and its thread. Any
 // thread.
 #pragma once
 
@@ -25,13 +25,13 @@ public:
         Deliver deliver;
     };
 
-    // The entry is delivered once on the runner's thread, unless it is removed before.
+    // Delivers the entry once, on the runner's thread, unless it is removed before. After Stop the entry is dropped.
     void Add(std::chrono::milliseconds delay, uint32_t priority, Entry entry);
     void Remove(uint64_t owner, const std::string& taskName);
 
-    // Delivers until Stop; the runner's thread.
+    // Delivers events until Stop is called. Call once, on the runner's thread.
     void Run();
-    // Drops what is queued and waits for the event that runs, unless called from it.
+    // Drops the queued events. Blocks until Run has returned, unless called by an event on the runner's thread.
     void Stop();
 
 private:

@@ -12,7 +12,8 @@ namespace Vexo::AppExecFwk {
 std::shared_ptr<EventRunner> EventRunner::Create(const std::string& threadName)
 {
     auto queue = std::make_shared<EventQueue>();
-    // Detached, and waited for by Stop: the last holder of a runner may be an event on its own thread.
+    // Detached, because an event on this thread may release the runner last, and a thread cannot join itself. Stop
+    // waits for the thread instead.
     std::thread([queue, name = threadName.substr(0, 15)] {
         pthread_setname_np(pthread_self(), name.c_str());
         queue->Run();

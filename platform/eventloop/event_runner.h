@@ -1,6 +1,5 @@
-// EventRunner: one thread that runs posted events when they are due. Shared by the handlers made on it
-// (event_handler.h); the thread ends when the last of them lets go. Events already queued outlive the handler that
-// posted them.
+// EventRunner: one thread that runs posted events when they are due. Handlers (event_handler.h) share a runner; the
+// thread ends when the last owner of the runner releases it.
 #pragma once
 
 #include <memory>
@@ -16,7 +15,7 @@ class EventRunner : public NoCopyable {
 public:
     // Starts the thread. Does not block.
     static std::shared_ptr<EventRunner> Create(const std::string& threadName);
-    // Events that are not due are dropped; waits for the one that runs, unless called on the runner's own thread.
+    // Drops the queued events. Blocks until the running event has finished, unless called on the runner's own thread.
     ~EventRunner();
 
     const std::shared_ptr<EventQueue>& Queue() const { return queue_; }

@@ -1,5 +1,6 @@
-// InnerEvent: what a handler posts: either a numeric id with a parameter, for EventHandler::ProcessEvent, or a named
-// task. Made with Get, moved into SendEvent; not shared between threads before that.
+// InnerEvent: an event that a handler posts. It is either a numeric id with a parameter, for
+// EventHandler::ProcessEvent, or a named task. Make it with Get and move it into SendEvent; until then one thread uses
+// it.
 #pragma once
 
 #include <cstdint>
@@ -9,7 +10,7 @@
 
 namespace Vexo::AppExecFwk {
 
-// Who posted an event: file, function and line, for the diagnosis of a stuck runner.
+// The place in the code that posted an event, for log lines.
 struct Caller {
     std::string file;
     std::string function;
@@ -24,7 +25,7 @@ public:
     static Pointer Get(uint32_t innerEventId, int64_t param = 0, const Caller& caller = {});
     static Pointer Get(const Callback& callback, const std::string& name = "", const Caller& caller = {});
 
-    // 0 for a task: an event that carries no numeric id counts as 0.
+    // Returns 0 for a task.
     uint32_t GetInnerEventId() const { return innerEventId_; }
     int64_t GetParam() const { return param_; }
     bool HasTask() const { return callback_ != nullptr; }

@@ -1,5 +1,6 @@
-// CommonEventManager: publishes and subscribes to the system's common events. Acts on the ability registered as 3299;
-// every function is false without it. Any thread; delivery is on the common-event thread, never inside a call.
+// CommonEventManager: publishes and subscribes to the system's common events. Calls are forwarded to the ability
+// registered as 3299; without it they return false. Any thread. Events are delivered on the common-event thread, never
+// inside a call.
 #pragma once
 
 #include <memory>
@@ -10,7 +11,7 @@
 
 namespace Vexo::EventFwk {
 
-// What stands behind CommonEventManager: the object registered as 3299. Same contracts.
+// The interface of ability 3299, which CommonEventManager forwards to. Same contracts.
 class ICommonEventService : public virtual RefBase {
 public:
     virtual bool SubscribeCommonEvent(const std::shared_ptr<CommonEventSubscriber>& subscriber) = 0;
@@ -20,9 +21,9 @@ public:
 
 class CommonEventManager {
 public:
-    // False when already subscribed.
+    // Returns false if the subscriber is subscribed already.
     static bool SubscribeCommonEvent(const std::shared_ptr<CommonEventSubscriber>& subscriber);
-    // After it returns no delivery to the subscriber starts; one that runs may still finish.
+    // After this returns, no delivery to the subscriber starts; a running one may still finish.
     static bool UnSubscribeCommonEvent(const std::shared_ptr<CommonEventSubscriber>& subscriber);
     static bool PublishCommonEvent(const CommonEventData& data);
 };

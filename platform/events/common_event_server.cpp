@@ -23,7 +23,8 @@ bool CommonEventServer::SubscribeCommonEvent(const std::shared_ptr<CommonEventSu
 
 bool CommonEventServer::UnSubscribeCommonEvent(const std::shared_ptr<CommonEventSubscriber>& subscriber)
 {
-    std::shared_ptr<Subscription> removed;  // released after the lock, because it may be the subscriber's last owner
+    // Destroyed after the lock is released: it may be the subscriber's last owner.
+    std::shared_ptr<Subscription> removed;
     MutexLock lock(mutex_);
     const auto it = std::find_if(subscriptions_.begin(), subscriptions_.end(),
                                  [&](const auto& subscription) { return subscription->subscriber == subscriber; });
@@ -43,7 +44,7 @@ bool CommonEventServer::PublishCommonEvent(const CommonEventData& data)
     }
     const auto event = std::make_shared<const CommonEventData>(data);
     bool accepted = true;
-    // Posting under the lock makes every subscriber see two events of two threads in the same order.
+    // Posting under the lock: all subscribers get the events of two threads in the same order.
     MutexLock lock(mutex_);
     for (const auto& subscription : subscriptions_) {
         if (!subscription->subscriber->GetSubscribeInfo().GetMatchingSkills().Match(event->GetWant())) {

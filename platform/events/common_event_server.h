@@ -1,6 +1,6 @@
-// CommonEventServer: the common-event service of one device, which a backend makes and registers as ability 3299. Any
-// thread. No call blocks. Events are delivered on one strand, the common-event thread: in publishing order, one at a
-// time, never inside a call and without a lock held. Callers use platform/events/common_event_manager.h.
+// CommonEventServer: the common-event service of one device. A backend creates it and registers it as ability 3299. Any
+// thread. No call blocks. Events are delivered on one strand, called the common-event thread: one at a time, in
+// publishing order, never inside a call and without a lock held. Callers use platform/events/common_event_manager.h.
 #pragma once
 
 #include <atomic>
@@ -16,13 +16,14 @@ namespace Vexo::EventFwk {
 
 class CommonEventServer : public IPCObjectStub, public ICommonEventService {
 public:
-    // False for null and for one that is subscribed already. Only events published later are delivered. Keeps the
-    // subscriber.
+    // Returns false for null and for a subscriber that is subscribed already. Delivers only events that are published
+    // later. Owns the subscriber until it unsubscribes.
     bool SubscribeCommonEvent(const std::shared_ptr<CommonEventSubscriber>& subscriber) override;
-    // False when not subscribed. No delivery starts after it returns, not even of an event published before; waits for
-    // nothing.
+    // Returns false if the subscriber is not subscribed. After this returns, no delivery starts, not even of an event
+    // published before. Does not wait for a running delivery.
     bool UnSubscribeCommonEvent(const std::shared_ptr<CommonEventSubscriber>& subscriber) override;
-    // False when the event has no action, or when too many deliveries wait: some subscribers may then miss it.
+    // Returns false if the event has no action or too many deliveries are queued. Some subscribers may then miss the
+    // event.
     bool PublishCommonEvent(const CommonEventData& data) override;
 
 private:

@@ -1,6 +1,6 @@
-// MatchingSkills, CommonEventSubscribeInfo and CommonEventSubscriber: which events a subscriber wants, and how it gets
-// them. OnReceiveEvent runs on the common-event thread, one event at a time in order: it must not block, so it hands
-// work off.
+// MatchingSkills, CommonEventSubscribeInfo and CommonEventSubscriber: which events a subscriber wants, and how it
+// receives them. OnReceiveEvent runs on the common-event thread, one event at a time, in publishing order. It must not
+// block: start longer work elsewhere.
 #pragma once
 
 #include <memory>

@@ -1,4 +1,5 @@
-// The actions of common events, and the network types and states that a connectivity event carries. The one table.
+// The actions of common events, and the network types and states that a connectivity event carries. This is the only
+// table of them.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +12,7 @@ public:
     static const std::string COMMON_EVENT_SCREEN_ON;
     static const std::string COMMON_EVENT_SCREEN_OFF;
     static const std::string COMMON_EVENT_BATTERY_LOW;
-    // Parameter NET_TYPE_PARAMETER: a NetType; code: the new NetConnState of that type.
+    // The event has the parameter NET_TYPE_PARAMETER, a NetType. Its code is the new NetConnState of that type.
     static const std::string COMMON_EVENT_CONNECTIVITY_CHANGE;
     static const std::string NET_TYPE_PARAMETER;  // "NetType"
 };
