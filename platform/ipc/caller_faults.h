@@ -1,4 +1,4 @@
-// CallerFaults: the log lines about what clients of a server do wrong, one a minute of each kind for each user. Any
+// CallerFaults: logs what clients of a server do wrong, at most one line a minute for each user and kind of fault. Any
 // thread; does not block.
 #pragma once
 
@@ -17,8 +17,9 @@ public:
     void BadDatagram(const CallerIdentity& caller, const char* fault, size_t size);
     // Call when the caller's connection is closed because a reply could not be sent.
     void FailedReply(const CallerIdentity& caller, const char* why);
+    // Call when a new connection is refused.
     void TurnedAway(uid_t user, const char* why);
-    // No client is named: the lack concerns all of them.
+    // Call when no descriptor is left. Names no client, because all clients are affected.
     void OutOfDescriptors();
 
 private:

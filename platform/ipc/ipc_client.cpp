@@ -71,9 +71,10 @@ int32_t IpcConnection::Exchange(int socket, const IpcHeader& request, const Mess
         sent = ::sendmsg(socket, &message, MSG_NOSIGNAL);
     }
     if (sent < 0 && errno == EAGAIN) {
-        return IPC_TIMED_OUT;  // nothing was sent, so nothing can come late
+        return IPC_TIMED_OUT;  // nothing was sent, so no late reply can arrive
     }
-    // A server that refuses a connection says why before it closes it, so a failed send still has a reply to read.
+    // A server that refuses a connection sends the reason before it closes the connection, so there may be a reply to
+    // read even after a failed send.
     const int32_t status = Receive(socket, request.abilityId, reply, sent < 0 ? Clock::System().Now() : deadline);
     if (sent < 0) {
         Close();
@@ -96,7 +97,7 @@ int32_t IpcConnection::Receive(int socket, uint32_t abilityId, MessageParcel& re
         SetReceiveLimit(socket, Remaining(deadline));
         // MSG_TRUNC: the result is the datagram's own size, recv(2).
         size = ::recv(socket, buffer_.get(), MAX_DATAGRAM_SIZE, MSG_TRUNC);
-        // A reset is told once; a reply that came before it is still there.
+        // ECONNRESET is reported once; a reply that arrived before the reset can still be read.
     } while (size < 0 && (errno == EINTR || (errno == ECONNRESET && resets++ == 0)));
     if (size <= 0) {
         return size < 0 && errno == EAGAIN ? IPC_TIMED_OUT : IPC_CLOSED;
@@ -104,7 +105,7 @@ int32_t IpcConnection::Receive(int socket, uint32_t abilityId, MessageParcel& re
     IpcHeader header;
     const auto bytes = static_cast<size_t>(size);
     const bool decoded = DecodeHeader(buffer_.get(), bytes, header) == nullptr && header.flags == IPC_FLAG_REPLY;
-    // An error reply to a datagram that the server could not read names no ability.
+    // An error reply to a datagram that the server could not decode has the ability id 0.
     if (!decoded || (header.abilityId != abilityId && header.abilityId != 0)) {
         Close();
         return IPC_BAD_DATAGRAM;

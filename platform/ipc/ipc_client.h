@@ -1,6 +1,7 @@
-// IpcConnection: a client's connection to a daemon's socket; RemoteProxy: one ability behind it as an IRemoteObject.
-// Requests of one connection are sent one at a time (a second caller waits); every call has a limit, after which the
-// connection is closed, since a late reply could no longer be told from the next one's. Any thread.
+// IpcConnection: a client's connection to a daemon's socket. RemoteProxy: one ability behind that connection, as an
+// IRemoteObject. Requests of one connection are sent one at a time; a second caller waits. Every call has a time limit.
+// When it passes, the connection is closed, because a late reply could be mistaken for the next request's reply. Any
+// thread.
 #pragma once
 
 #include <chrono>
@@ -19,18 +20,18 @@ namespace Vexo::Ipc {
 
 class IpcConnection : public NoCopyable {
 public:
-    // Waits at most 5 s for a busy listener. The error names the socket and the cause ("no such file", "nobody
-    // listens", "permission denied").
+    // Connects to the socket. Blocks at most 5 s while the listener is busy. The error names the socket and the cause
+    // ("no such file", "nobody listens", "permission denied").
     [[nodiscard]] static Result<std::shared_ptr<IpcConnection>> Connect(const std::string& socketPath);
 
-    // Sends one request and waits for its reply; the limit covers the wait for callers before. Returns the reply's
-    // status, IPC_CLOSED, IPC_TIMED_OUT or IPC_BAD_DATAGRAM. The connection stays open when the limit passes before
-    // anything was sent.
+    // Sends one request and blocks until its reply arrives. limit includes the wait for earlier callers. Returns the
+    // reply's status, IPC_CLOSED, IPC_TIMED_OUT or IPC_BAD_DATAGRAM. If the limit passes before the request was sent,
+    // the connection stays open.
     int32_t Transact(uint32_t abilityId, uint32_t code, const MessageParcel& data, MessageParcel& reply,
                      std::chrono::milliseconds limit);
-    // False once closed from either side. Does not block.
+    // Returns false once either side has closed the connection. Does not block.
     bool IsOpen() const;
-    // Does not block. A call that is under way returns IPC_CLOSED.
+    // Closes the connection. A Transact that runs returns IPC_CLOSED. Does not block.
     void Close();
 
 private:
@@ -42,10 +43,10 @@ private:
 
     mutable Mutex mutex_;
     CondVar idle_;
-    bool busy_ GUARDED_BY(mutex_) = false;    // a call is under way; it owns buffer_ and alone closes the socket
-    bool closed_ GUARDED_BY(mutex_) = false;  // no further call; the socket goes with the call under way
+    bool busy_ GUARDED_BY(mutex_) = false;    // a call runs: it owns buffer_, and only it closes the socket
+    bool closed_ GUARDED_BY(mutex_) = false;  // no call may start; a call that runs closes the socket
     UniqueFd socket_ GUARDED_BY(mutex_);
-    std::unique_ptr<uint8_t[]> buffer_;  // one datagram; made by the first call
+    std::unique_ptr<uint8_t[]> buffer_;  // for one datagram; allocated by the first call
 };
 
 class RemoteProxy : public IRemoteObject {

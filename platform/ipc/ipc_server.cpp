@@ -35,17 +35,17 @@ using QuviewDFX::LogWarn;
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Ipc"};
 
-// What the epoll says whose event it is; connections are numbered from there on.
+// The epoll's user data for the listener and the stop event. Connection ids follow.
 constexpr uint64_t LISTENER = 0;
 constexpr uint64_t STOP_EVENT = 1;
 constexpr int MAX_ACCEPTS_AT_ONCE = 64;
 constexpr std::chrono::milliseconds LINGER_LIMIT{2};
 constexpr size_t MAX_LINGERING = 8;
-// A parcel that grew beyond this gives its memory back after the request.
+// A larger parcel gives its memory back after the request.
 constexpr size_t KEPT_PARCEL_SIZE = 16 * 1024;
 
-// What one worker reads into and answers from, kept from request to request. The system gives the pages of the buffer
-// as they are first written.
+// The buffers of one worker, reused for each request. The datagram buffer is not initialised, so that the system
+// provides its pages only when they are written.
 struct Buffers {
     std::unique_ptr<uint8_t[]> datagram = std::make_unique_for_overwrite<uint8_t[]>(MAX_DATAGRAM_SIZE);
     MessageParcel data;
@@ -79,7 +79,7 @@ public:
 
 private:
     enum class Growth { DONE, AT_LIMIT, REFUSED };
-    // What is to be done with a connection that was served.
+    // What a worker does with a connection after it was served.
     enum class Serving { ARM, DROP, PARKED };
 
     void Work();
@@ -111,12 +111,12 @@ private:
     UserShares shares_;
     CallerFaults faults_;
 
-    // The accepting worker's own.
-    UniqueFd reserve_;  // given up to accept, and turn away, a client when descriptors run out
+    // Used only by the worker that accepts.
+    UniqueFd reserve_;  // spare: closed to accept and refuse a client when descriptors run out
     uint64_t lastId_ = STOP_EVENT;
 
     std::atomic<size_t> waiting_{0};    // workers in epoll_wait
-    std::atomic<size_t> lingering_{0};  // workers that wait at a connection's own socket
+    std::atomic<size_t> lingering_{0};  // workers that wait on one connection's socket (Linger)
     std::atomic<bool> stopping_{false};
     std::atomic<bool> saturationTold_{false};
 
@@ -133,7 +133,7 @@ Server::~Server()
     while (threads_ != 0) {
         workerGone_.Wait(mutex_);
     }
-    // A reply may still come later: it finds its connection closed.
+    // A later reply may still arrive. It finds its connection closed and is dropped.
     for (const auto& [id, connection] : connections_) {
         connection->Close();
     }
@@ -170,7 +170,7 @@ void Server::StopAccepting()
         return;
     }
     struct stat status {};
-    // A server that took the path over in the meantime keeps its file.
+    // Another server may have replaced the socket file in the meantime: leave that file alone.
     if (listener_ && ::stat(options_.socketPath.c_str(), &status) == 0 && status.st_dev == socketDevice_ &&
         status.st_ino == socketInode_) {
         ::unlink(options_.socketPath.c_str());
@@ -196,7 +196,7 @@ IpcServerCounts Server::Counts() const
     return IpcServerCounts{connections_.size(), threads_};
 }
 
-// ---- Workers: each waits on the one epoll, and runs the event that it gets
+// ---- Workers: all wait on the same epoll, and each handles the event that it gets
 
 void Server::Work()
 {
@@ -216,7 +216,7 @@ void Server::Work()
     workerGone_.NotifyAll();
 }
 
-// False when this worker ends. The worker counts as waiting until an event is its own.
+// Waits for the next event. Returns false if this worker must end. The worker counts as waiting until it has an event.
 bool Server::AwaitEvent(epoll_event& event)
 {
     if (stopping_) {
@@ -240,7 +240,8 @@ bool Server::AwaitEvent(epoll_event& event)
     return !stopping_;
 }
 
-// The last worker that waits stays, without a time-out: an idle server makes no wake-ups.
+// Returns true if this worker must end. The last waiting worker stays and waits without a time-out, so that an idle
+// server never wakes up.
 bool Server::LeavesAfterIdling()
 {
     size_t waiting = waiting_;
@@ -328,7 +329,7 @@ void Server::Accept(UniqueFd socket)
     }
 }
 
-// Closes a socket that is no connection yet, having told its peer why.
+// Sends the status to a client that is not accepted, and closes its socket.
 void Server::TurnAway(UniqueFd socket, IpcStatus status)
 {
     if (socket) {
@@ -347,7 +348,7 @@ void Server::OnEvent(const epoll_event& event, Buffers& buffers)
 {
     const std::shared_ptr<ServerConnection> connection = Find(event.data.u64);
     if (!connection) {
-        return;  // dropped since the event was taken
+        return;  // dropped after epoll_wait returned the event
     }
     Serving next = Serving::DROP;
     switch (connection->TakeTurn(event.events)) {
@@ -399,8 +400,9 @@ Server::Serving Server::Serve(const std::shared_ptr<ServerConnection>& connectio
     return errno == EAGAIN ? Serving::ARM : Serving::DROP;
 }
 
-// A client in the middle of its work asks again at once: waiting for it a moment at its own socket saves arming the
-// epoll and the wake-up of a second worker. Only while another worker minds the epoll, and only few.
+// Waits a moment for the next request on the connection's own socket. A busy client sends it at once; this saves
+// re-arming the epoll and waking a second worker. Only a few workers linger, and only while another one waits on the
+// epoll. Returns like Receive: -1 and EAGAIN if no request arrived.
 ssize_t Server::Linger(const ServerConnection& connection, Buffers& buffers)
 {
     if (stopping_ || waiting_.load() == 0 || lingering_.load() >= MAX_LINGERING) {
@@ -413,7 +415,7 @@ ssize_t Server::Linger(const ServerConnection& connection, Buffers& buffers)
     return size;
 }
 
-// Runs one datagram as a request and replies.
+// Runs the request in the datagram and sends the reply.
 ServerConnection::Sent Server::Answer(const std::shared_ptr<ServerConnection>& connection, size_t size,
                                       Buffers& buffers)
 {

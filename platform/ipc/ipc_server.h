@@ -1,8 +1,11 @@
-// IpcServer: listens on an AF_UNIX SOCK_SEQPACKET socket and runs requests. Elastic workers share one epoll, so a
-// request is read, run and answered on one thread; requests of one connection run in order, of different connections at
-// once; an idle client costs nothing, and a client that does not read or waits for a later reply costs no worker. Bad
-// datagrams get an error reply, and the connection stays usable. What a user may take: platform/ipc/user_shares.h. Wire
-// format: platform/ipc/wire.h. Start and Stop from one thread; the dispatcher is called on workers.
+// IpcServer: listens on an AF_UNIX SOCK_SEQPACKET socket and runs requests.
+// - Workers share one epoll: a request is read, run and answered on one thread. A worker is added when all are busy,
+//   and ends when idle for long.
+// - Requests of one connection run in order, requests of different connections at the same time.
+// - A client that is idle, does not read its replies or waits for a later reply occupies no worker.
+// - A bad datagram gets an error reply; the connection stays usable.
+// Start, StopAccepting, AwaitWorkers and the destructor are called on one thread, the dispatcher on workers. Limits for
+// each user: platform/ipc/user_shares.h. Wire format: platform/ipc/wire.h.
 #pragma once
 
 #include <sys/types.h>
@@ -23,25 +26,25 @@
 
 namespace Vexo::Ipc {
 
-// Runs one request, with the caller's identity set on the thread. Returns the status of the reply; the reply parcel
-// goes back in every case, unless the reply was taken to be given later (platform/ipc/later_reply.h). May block for
+// Runs one request, with the caller's identity set on the thread. Returns the status of the reply. The reply parcel is
+// always sent, unless the handler took over the reply to complete it later (platform/ipc/later_reply.h). May block for
 // minutes.
 using Dispatcher = std::function<int32_t(const IpcHeader& request, MessageParcel& data, MessageParcel& reply)>;
 
-// Turns kernel credentials into an identity, once per connection.
+// Converts kernel credentials into an identity. Called once for each connection.
 using Identifier = std::function<CallerIdentity(const PeerCredentials& peer)>;
 
-// Told on a worker when the last connection of a process has closed and its last request has ended, with that process's
-// identity set on the thread, as in a request. May block as a request may; must not throw.
+// Called on a worker when the last connection of a process has closed and its last request has ended. As in a request,
+// that process's identity is set on the thread. May block as long as a request may; must not throw.
 using ProcessGone = std::function<void()>;
 
 struct IpcServerOptions {
     std::string socketPath;
-    mode_t socketMode = 0666;  // who may connect; what they may do is the access policy's
+    mode_t socketMode = 0666;  // who may connect; the access policy says what a client may do
     ShareLimits shares{};
     size_t maxThreads = 256;
     std::chrono::milliseconds threadIdleLimit{10'000};
-    std::chrono::milliseconds sendLimit{2'000};  // a client that leaves its replies unread for so long is closed
+    std::chrono::milliseconds sendLimit{2'000};  // a client that does not read a reply for so long is disconnected
     ProcessGone processGone{};                   // may be empty
 };
 
@@ -52,17 +55,18 @@ struct IpcServerCounts {
 
 class IpcServer : public NoCopyable {
 public:
-    // Binds and starts serving. Replaces a socket file that nobody listens on; refuses one that is in use. The error
-    // says which path and why.
+    // Creates the socket and starts serving. Replaces a socket file that no process listens on; fails if a process
+    // listens on it. The error names the path and the cause.
     [[nodiscard]] static Result<std::unique_ptr<IpcServer>> Start(IpcServerOptions options, Identifier identify,
                                                                   Dispatcher dispatch);
 
-    // Stops accepting, blocks until the requests that run have ended, and closes every connection.
+    // Stops accepting, blocks until the running requests have ended, and closes every connection.
     virtual ~IpcServer() = default;
-    // Accepts and reads nothing more and unlinks the socket; requests that run are answered. Does not wait for them.
+    // Accepts no more connections, reads no more requests and unlinks the socket. Running requests are still answered;
+    // this function does not wait for them.
     virtual void StopAccepting() = 0;
-    // After StopAccepting: blocks until no more than allowed() workers are left, or the deadline has passed. A worker
-    // leaves once its reply is sent.
+    // Call after StopAccepting. Blocks until at most allowed() workers are left, or the deadline has passed. A worker
+    // ends once its reply is sent.
     virtual void AwaitWorkers(SteadyTime deadline, const std::function<size_t()>& allowed) = 0;
     // Any thread.
     virtual IpcServerCounts Counts() const = 0;

@@ -70,7 +70,7 @@ CallerScope::CallerScope(const CallerIdentity& identity) : previous_(currentCall
 
 CallerScope::~CallerScope()
 {
-    DISTNET_CHECK(currentCaller == &identity_, "identities of a thread nest");
+    DISTNET_CHECK(currentCaller == &identity_, "scopes of a thread are destroyed in reverse order");
     currentCaller = previous_;
 }
 

@@ -1,6 +1,6 @@
-// IPCSkeleton: who called. On a thread that runs a transaction it names the caller, whose process id comes from the
-// kernel; anywhere else it names this process. Identities are per thread and nest: a scope restores what was there
-// before.
+// IPCSkeleton: the identity of the caller. On a thread that runs a request it is the client that sent the request,
+// whose process id comes from the kernel; on any other thread it is this process. Identities belong to a thread and
+// nest: a CallerScope restores the previous one.
 #pragma once
 
 #include <sys/types.h>
@@ -18,7 +18,7 @@ struct PeerCredentials {
     pid_t pid = 0;
     uid_t uid = 0;
     gid_t gid = 0;
-    std::vector<gid_t> groups;  // supplementary ones
+    std::vector<gid_t> groups;  // supplementary groups
 };
 
 struct CallerIdentity {
@@ -40,7 +40,7 @@ public:
     static CallerIdentity SelfIdentity();
 };
 
-// For its life, the calling thread acts for the given caller.
+// While this object exists, the calling thread acts for the given caller.
 class CallerScope : public NoCopyable {
 public:
     explicit CallerScope(const CallerIdentity& identity);

@@ -1,15 +1,16 @@
-// The values of the IPC layer that callers and callees share.
+// The status codes of the IPC layer, for callers and handlers.
 #pragma once
 
 #include <cstdint>
 
 namespace Vexo {
 
-// What a transaction returns beside its reply parcel. The service's own codes (0, 301, 1004500103, …) travel here too.
+// The status that a request returns beside its reply parcel. The service's own codes (0, 301, 1004500103, …) use the
+// same field.
 enum IpcStatus : int32_t {
     IPC_OK = 0,
-    IPC_UNKNOWN_REQUEST = 305,  // the default handler: this object has no such request code, or refused it in the reply
-    IPC_UNKNOWN_ABILITY = 306,  // no such ability here
+    IPC_UNKNOWN_REQUEST = 305,      // no such request code, or the reply parcel says why it was refused
+    IPC_UNKNOWN_ABILITY = 306,      // no ability is registered under that id
     IPC_ABILITY_UNAVAILABLE = 307,  // the ability could not be loaded in time
     IPC_BAD_DATAGRAM = 308,         // truncated, oversized, or not of this protocol
     IPC_BUSY = 309,                 // too many connections; this one is closed

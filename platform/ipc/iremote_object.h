@@ -1,7 +1,7 @@
 // IRemoteObject, IRemoteBroker and the stubs: the two sides of a remote interface. A caller holds an IRemoteObject and
 // sends it requests; a stub receives them in OnRemoteRequest on an IPC worker, several at once.
-// An interface I derives from IRemoteBroker, names itself with DECLARE_INTERFACE_DESCRIPTOR and is served by a class
-// that derives from IRemoteStub<I>. Threads and identity of the caller: platform/ipc/ipc_skeleton.h.
+// An interface I derives from IRemoteBroker and declares its name with DECLARE_INTERFACE_DESCRIPTOR; a class that
+// implements it derives from IRemoteStub<I>. Threads and identity of the caller: platform/ipc/ipc_skeleton.h.
 #pragma once
 
 #include <cstdint>
@@ -16,7 +16,7 @@ namespace Vexo {
 
 class IRemoteObject : public virtual RefBase {
 public:
-    // Blocks until the reply is there. Returns what the other side's OnRemoteRequest returned, or an IpcStatus.
+    // Blocks until the reply arrives. Returns what OnRemoteRequest of the other side returned, or an IpcStatus.
     virtual int SendRequest(uint32_t code, MessageParcel& data, MessageParcel& reply, MessageOption& option) = 0;
     const std::u16string& GetObjectDescriptor() const { return descriptor_; }
 
@@ -29,7 +29,7 @@ private:
 
 class IRemoteBroker : public virtual RefBase {
 public:
-    // The object to publish or to send to.
+    // Returns the object to publish, or to send requests to.
     virtual sptr<IRemoteObject> AsObject() = 0;
 };
 
@@ -40,14 +40,14 @@ public:
         return metaDescriptor_;                                     \
     }
 
-// The receiving side. A request sent from inside the process runs OnRemoteRequest on the calling thread as a nested
-// call whose caller is the process itself.
+// The receiving side. A request from inside the process runs OnRemoteRequest on the calling thread; its caller is then
+// the process itself.
 class IPCObjectStub : public IRemoteObject {
 public:
     explicit IPCObjectStub(std::u16string descriptor = {}) : IRemoteObject(std::move(descriptor)) {}
 
     int SendRequest(uint32_t code, MessageParcel& data, MessageParcel& reply, MessageOption& option) override;
-    // The default handler: IPC_UNKNOWN_REQUEST, nothing read or written.
+    // Reads and writes nothing and returns IPC_UNKNOWN_REQUEST.
     virtual int OnRemoteRequest(uint32_t code, MessageParcel& data, MessageParcel& reply, MessageOption& option);
 };
 

@@ -21,7 +21,7 @@ RequestScope::RequestScope(const std::shared_ptr<ReplyTarget>& target, uint32_t 
 
 RequestScope::~RequestScope()
 {
-    DISTNET_CHECK(currentRequest == this, "requests of a thread nest");
+    DISTNET_CHECK(currentRequest == this, "scopes of a thread are destroyed in reverse order");
     currentRequest = previous_;
 }
 

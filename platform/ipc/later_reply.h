@@ -1,6 +1,6 @@
-// LaterReply: the reply of a request that is given after its handler has returned, so that a request that waits for
-// something holds no worker. The handler takes it, keeps it as long as it likes and completes it from any thread. The
-// connection reads its next request after that. Neither the client nor the server need be there any more by then.
+// LaterReply: a reply that is sent after the request's handler has returned, so that a request that waits for something
+// occupies no worker. The handler takes it with Take(), stores it and completes it from any thread. Only then is the
+// connection's next request read. Client and server may be gone by that time.
 #pragma once
 
 #include <cstdint>
@@ -11,25 +11,26 @@
 
 namespace Vexo::Ipc {
 
-// Where a reply that comes later goes: the connection that the request came from.
+// Where a later reply is sent: the connection of the request.
 class ReplyTarget {
 public:
     virtual ~ReplyTarget() = default;
-    // Sends the reply if the connection still stands. Does not block. Any thread.
+    // Sends the reply if the connection is still open. Does not block. Any thread.
     virtual void SendLater(uint32_t abilityId, int32_t status, const MessageParcel& reply) = 0;
 };
 
 class LaterReply : public NoCopyable {
 public:
-    // The reply of the request that runs on this thread; what its handler returns then counts no more. Null where no
-    // request of a server runs, in a call from inside the process, and when the reply has been taken already.
+    // Takes over the reply of the request that runs on this thread; the handler's return value is then ignored. Returns
+    // null if the thread runs no request of a server, if the call comes from inside the process, or if the reply was
+    // taken already.
     static std::unique_ptr<LaterReply> Take();
 
     LaterReply(std::shared_ptr<ReplyTarget> target, uint32_t abilityId);
-    // A reply that was not completed is completed with IPC_HANDLER_FAILED.
+    // Completes the reply with IPC_HANDLER_FAILED if Complete was not called.
     ~LaterReply();
 
-    // Once; a second call does nothing. Does not block. Calls of one object from one thread at a time.
+    // Sends the reply. A second call does nothing. Does not block. One thread at a time.
     void Complete(int32_t status, const MessageParcel& reply);
 
 private:
@@ -37,8 +38,8 @@ private:
     const uint32_t abilityId_;
 };
 
-// For its life, the calling thread runs a request whose reply LaterReply::Take may take. A scope without a target hides
-// the one around it: a call from inside the process is answered when it returns.
+// While this object exists, the calling thread runs a request whose reply LaterReply::Take can take over. A scope
+// without a target hides the outer scope, because a call from inside the process is answered when it returns.
 class RequestScope : public NoCopyable {
 public:
     RequestScope();
@@ -50,7 +51,7 @@ public:
 private:
     friend class LaterReply;
 
-    const std::shared_ptr<ReplyTarget>* const target_ = nullptr;  // the caller's, for the scope's life
+    const std::shared_ptr<ReplyTarget>* const target_ = nullptr;  // the caller keeps it alive
     const uint32_t abilityId_ = 0;
     bool isTaken_ = false;
     RequestScope* const previous_;

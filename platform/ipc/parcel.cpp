@@ -12,7 +12,7 @@ namespace {
 static_assert(std::endian::native == std::endian::little, "a parcel is little-endian and copied as it lies in memory");
 
 constexpr size_t ALIGNMENT = 4;
-// The shortest string: its length, and a NUL with its padding.
+// The bytes of the shortest string: its length, and a NUL with padding.
 constexpr size_t MIN_STRING_SIZE = 8;
 
 constexpr size_t Padded(size_t size)

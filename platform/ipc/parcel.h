@@ -4,9 +4,9 @@
 //   string                        int32 length n, n bytes, a NUL, padding to 4
 //   u16string                     int32 units, units, a NUL unit, padding to 4
 //   vector<string>                int32 count, then the strings
-// A bool other than 0 and 1 and a uint16 above 65535 are damaged. A failed read returns false and leaves the position
-// and the output unchanged; a write that would exceed the capacity returns false and leaves the parcel unchanged. Not
-// thread-safe: one owner at a time.
+// Reading fails for a bool other than 0 and 1 and for a uint16 above 65535. A failed read returns false and leaves the
+// position and the output unchanged; a write that would exceed the capacity returns false and leaves the parcel
+// unchanged. Not thread-safe: one owner at a time.
 #pragma once
 
 #include <cstddef>
@@ -18,7 +18,7 @@
 
 namespace Vexo {
 
-// What one datagram can carry: 160 KiB less its header (platform/ipc/wire.h).
+// The largest content of a datagram: 160 KiB less the header (platform/ipc/wire.h).
 inline constexpr size_t MAX_PARCEL_SIZE = 160 * 1024 - 16;
 
 class Parcel {
@@ -62,20 +62,21 @@ public:
     bool ReadDouble(double& value);
     bool ReadString(std::string& value);
     bool ReadString16(std::u16string& value);
-    // Refuses a count that the remaining bytes cannot hold before anything is allocated for it.
+    // Checks the count against the remaining bytes before it allocates memory.
     bool ReadStringVector(std::vector<std::string>& values);
 
     const uint8_t* GetData() const { return bytes_.data(); }
     size_t GetDataSize() const { return bytes_.size(); }
     size_t GetReadableBytes() const { return bytes_.size() - readPosition_; }
 
-    // Replaces the content with a copy of size bytes and rewinds; false when larger than the capacity.
+    // Replaces the content by a copy of size bytes and rewinds. Returns false if size exceeds the capacity.
     bool ParseFrom(const void* data, size_t size);
     // The next read starts at the first value again.
     void Rewind() { readPosition_ = 0; }
-    // As new, but keeps its memory.
+    // Removes the content and resets the capacity. Keeps the memory.
     void Clear();
-    // At most MAX_PARCEL_SIZE; a smaller one makes writes fail earlier.
+    // Limits the size of the content, so that writes fail earlier. Values above MAX_PARCEL_SIZE count as
+    // MAX_PARCEL_SIZE.
     void SetMaxCapacity(size_t bytes);
 
 private:
@@ -83,7 +84,7 @@ private:
     bool WriteFixed(T value);
     template <typename T>
     bool ReadFixed(T& value);
-    // A text of either character type: int32 length, the units, a NUL unit, padding.
+    // A string of either character type: int32 length, the units, a NUL unit, padding.
     template <typename Char>
     bool WriteText(std::basic_string_view<Char> value);
     template <typename Char>
@@ -98,7 +99,7 @@ class MessageParcel : public Parcel {
 public:
     // The interface token: the descriptor of the interface that a request is for, as UTF-16.
     bool WriteInterfaceToken(std::u16string_view descriptor) { return WriteString16(descriptor); }
-    // Empty when there is none or it is damaged.
+    // Returns an empty string if the parcel has no token or it is damaged.
     std::u16string ReadInterfaceToken();
 };
 

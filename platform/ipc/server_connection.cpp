@@ -45,8 +45,8 @@ ssize_t ServerConnection::Receive(uint8_t* datagram, int flags) const
 {
     ssize_t size = -1;
     do {
-        // MSG_TRUNC: the result is the datagram's own size, recv(2). Without room for control data the kernel closes
-        // descriptors that a client sends along.
+        // MSG_TRUNC: the result is the datagram's own size, recv(2). The call gives no buffer for control data, so the
+        // kernel closes descriptors that a client sends along.
         size = ::recv(socket_.Get(), datagram, MAX_DATAGRAM_SIZE, MSG_TRUNC | flags);
     } while (size < 0 && errno == EINTR);
     return size;
@@ -66,8 +66,8 @@ bool ServerConnection::Enter()
     return ::epoll_ctl(epoll_, EPOLL_CTL_ADD, socket_.Get(), &event) == 0;
 }
 
-// A client's end and a later reply may arm the connection at the same moment, so that two workers get an event: the
-// stage says whose turn it is.
+// The client's disconnect and a later reply may arm the connection at the same moment, so two workers may get an event.
+// The stage decides which worker owns the connection.
 ServerConnection::Turn ServerConnection::TakeTurn(uint32_t events)
 {
     const MutexLock lock(mutex_);
@@ -118,9 +118,9 @@ ServerConnection::Sent ServerConnection::AwaitReply()
     const MutexLock lock(mutex_);
     DISTNET_ASSERT(stage_ == Stage::RUNNING, "only the worker that has the connection releases it");
     if (!unsent_.empty()) {
-        return SendUnsent();  // it came before its handler had returned
+        return SendUnsent();  // the reply was completed before the handler returned
     }
-    ArmFor(0, Stage::AWAITING_REPLY);  // for the client's end, which the kernel reports in any case
+    ArmFor(0, Stage::AWAITING_REPLY);  // no events: the kernel still reports a disconnect
     return Sent::PARKED;
 }
 
@@ -132,11 +132,11 @@ void ServerConnection::SendLater(uint32_t abilityId, int32_t status, const Messa
     }
     KeepUnsent(abilityId, status, reply);
     if (stage_ != Stage::AWAITING_REPLY) {
-        return;  // the worker still has it, and sends the reply
+        return;  // a worker still owns the connection and will send the reply
     }
     const Sent sent = SendUnsent();
     if (sent == Sent::FAILED) {
-        ::shutdown(socket_.Get(), SHUT_RDWR);  // a worker drops it, when it finds it closed
+        ::shutdown(socket_.Get(), SHUT_RDWR);  // the next worker finds it closed and drops the connection
     }
     if (sent != Sent::PARKED) {
         ArmFor(EPOLLIN | EPOLLRDHUP, Stage::READING);
@@ -193,7 +193,8 @@ ServerConnection::Sent ServerConnection::SendUnsent()
     return error == 0 ? Sent::WHOLE : Sent::FAILED;
 }
 
-// The limit counts from the first wait for one reply. Without a timer there would be none, so the client is given up.
+// Waits until the socket has room for the reply. The limit counts from the first wait for that reply. If the timer
+// cannot be started, the client is disconnected at once, because nothing would limit the wait.
 void ServerConnection::WaitForRoom()
 {
     if (stage_ != Stage::SENDING) {
@@ -209,7 +210,7 @@ void ServerConnection::WaitForRoom()
     ArmFor(EPOLLOUT, Stage::SENDING);
 }
 
-// Shuts the socket, which wakes a worker to drop the connection: only workers do.
+// Shuts the socket down. That wakes a worker, which drops the connection; only workers may drop it.
 void ServerConnection::GiveUp(uint64_t wait)
 {
     const MutexLock lock(mutex_);

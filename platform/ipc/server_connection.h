@@ -1,6 +1,7 @@
-// ServerConnection: one client as the server keeps it, and who may touch it. A connection is armed in the server's
-// epoll, for one event, or it is somebody's: the worker's that took the event, or nobody's while its request waits for
-// a later reply. Nothing here blocks. Workers call it; SendLater comes from any thread, GiveUp from the timers'.
+// ServerConnection: one client connection of the server, and which thread may use it. The connection is either armed in
+// the server's epoll for one event, or owned by the worker that received an event. While a request waits for a later
+// reply, no worker owns the connection. Nothing here blocks. Workers call it; SendLater is called on any thread, GiveUp
+// on the timer thread. Stages:
 //   READING --request--> RUNNING --answered--> READING
 //   RUNNING --its reply comes later--> AWAITING_REPLY --reply--> READING
 //   RUNNING, AWAITING_REPLY --the client does not read--> SENDING --it reads--> READING
@@ -22,46 +23,46 @@
 
 namespace Vexo::Ipc {
 
-// Sends one reply without blocking: 0, or the errno of the call.
+// Sends one reply without blocking. Returns 0 or an errno.
 int SendReply(int socket, uint32_t abilityId, int32_t status, const MessageParcel& reply);
 
 class ServerConnection : public ReplyTarget, public NoCopyable, public std::enable_shared_from_this<ServerConnection> {
 public:
-    // What a worker does with the event that it got.
+    // What a worker must do with the connection after an event.
     enum class Turn {
-        NONE,   // the event was an old one: leave the connection alone
-        SERVE,  // the worker has it now: read, run, answer, then Arm or drop it
-        DROP,   // it is of no more use
+        NONE,   // the event is out of date: leave the connection alone
+        SERVE,  // the worker owns it: read, run and answer a request, then Arm or drop it
+        DROP,   // the worker owns it and must drop it
     };
-    // What became of a reply.
+    // The result of sending a reply.
     enum class Sent {
-        WHOLE,   // the worker keeps the connection
-        PARKED,  // the rest happens without this worker, which no longer has the connection
-        FAILED,  // the worker keeps the connection, which is of no more use
+        WHOLE,   // sent; the worker still owns the connection
+        PARKED,  // not sent yet; the worker no longer owns the connection
+        FAILED,  // errno says why; the worker still owns the connection and must drop it
     };
 
-    // epoll: the server's; used until Close.
+    // epoll: the server's epoll, which must exist until Close.
     ServerConnection(uint64_t id, int epoll, UniqueFd socket, const CallerIdentity& caller,
                      std::chrono::milliseconds sendLimit);
 
     uint64_t Id() const { return id_; }
     const CallerIdentity& Caller() const { return caller_; }
-    // For the worker that has the connection: reads a datagram of at most MAX_DATAGRAM_SIZE bytes. Its own size, which
-    // may be larger, or -1 and errno.
+    // Reads a datagram of at most MAX_DATAGRAM_SIZE bytes, without blocking if flags contains MSG_DONTWAIT. Called by
+    // the worker that owns the connection. Returns the datagram's own size, which may be larger, or -1 and errno.
     ssize_t Receive(uint8_t* datagram, int flags) const;
-    // Whether an empty datagram was the end of the connection.
+    // Call after an empty datagram. Returns true if it meant that the client has closed the connection.
     bool PeerIsGone() const;
 
-    // Adds it to the epoll; false when the system refuses.
+    // Adds the connection to the epoll. Returns false, with errno set, if the system refuses.
     bool Enter() EXCLUDES(mutex_);
     Turn TakeTurn(uint32_t events) EXCLUDES(mutex_);
     Sent Send(uint32_t abilityId, int32_t status, const MessageParcel& reply) EXCLUDES(mutex_);
-    // Of a request whose handler took the reply.
+    // Called instead of Send when the handler took over the reply (LaterReply).
     Sent AwaitReply() EXCLUDES(mutex_);
     void Arm() EXCLUDES(mutex_);
-    // Closes the socket; a reply that comes now goes nowhere.
+    // Closes the socket. A later reply is then dropped.
     void Close() EXCLUDES(mutex_);
-    // Whether it was given up because its client left its replies unread.
+    // Returns true if the client was disconnected because it did not read its replies.
     bool WasGivenUp() EXCLUDES(mutex_);
 
     void SendLater(uint32_t abilityId, int32_t status, const MessageParcel& reply) override EXCLUDES(mutex_);
@@ -81,13 +82,14 @@ private:
     const std::chrono::milliseconds sendLimit_;
     UniqueFd socket_;  // reset by Close, when no worker has the connection
 
-    // Also held while it is armed. The next worker gets the connection from the kernel, whose ordering the language
-    // does not know: TakeTurn, which takes this lock, makes the hand-over visible.
+    // Locked also to arm the connection. The kernel passes an armed connection to the next worker, and the C++ memory
+    // model does not know the kernel's order. TakeTurn locks this mutex, so the new worker sees what the previous one
+    // wrote.
     Mutex mutex_;
     Stage stage_ GUARDED_BY(mutex_) = Stage::RUNNING;
-    std::vector<uint8_t> unsent_ GUARDED_BY(mutex_);  // a whole datagram
+    std::vector<uint8_t> unsent_ GUARDED_BY(mutex_);  // one whole datagram: the reply to send
     Tasks::Timer timer_ GUARDED_BY(mutex_);
-    uint64_t waits_ GUARDED_BY(mutex_) = 0;  // for room; a timer names the one that it limits
+    uint64_t waits_ GUARDED_BY(mutex_) = 0;  // counts waits for socket buffer space; a timer limits one of them
     bool wasGivenUp_ GUARDED_BY(mutex_) = false;
 };
 

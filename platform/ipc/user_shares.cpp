@@ -53,7 +53,8 @@ void UserShares::RemoveConnection(uid_t user)
     }
 }
 
-// A request may end after its connection: the client has gone meanwhile.
+// Removes a user without connections and requests. A request may end after its connection, if the client has
+// disconnected.
 void UserShares::ForgetUnused(Shares::iterator share)
 {
     if (share->second.connections == 0 && share->second.requests == 0) {

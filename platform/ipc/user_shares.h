@@ -1,6 +1,6 @@
-// UserShares: limits how many connections to a server, and how many running requests, the programs of one user may
-// have. A connection whose request is beyond the limit is kept here until another request of that user ends. Root and
-// the server's own user are not limited, and some connections are reserved for them. Any thread. No call blocks.
+// UserShares: limits how many connections, and how many running requests, the programs of one user may have. A
+// connection whose request exceeds the limit is queued here until another request of that user ends. Root and the
+// server's own user are not limited, and some connections are reserved for them. Any thread. No call blocks.
 #pragma once
 
 #include <sys/types.h>
@@ -18,11 +18,12 @@
 namespace Vexo::Ipc {
 
 struct ShareLimits {
-    size_t connections = 4096;    // of everybody
-    size_t reserved = 64;         // of these, for users who are not limited
+    size_t connections = 4096;    // of all users together
+    size_t reserved = 64;         // of these, for users that are not limited
     size_t userConnections = 64;  // of one limited user
     size_t userRequests = 32;     // of one limited user, at once
-    // Root and the server's own user, who can end the daemon anyway, are not.
+    // Returns true for a user that is limited. Empty: every user except root and the server's own user, which can stop
+    // the daemon anyway.
     std::function<bool(uid_t user)> isLimited{};
 };
 
@@ -30,16 +31,16 @@ class UserShares : public NoCopyable {
 public:
     explicit UserShares(ShareLimits limits);
 
-    // Null when the user has a connection more now, else why it has not.
+    // Counts a new connection of the user. Returns null, or why the connection must be refused.
     const char* AddConnection(uid_t user) EXCLUDES(mutex_);
     void RemoveConnection(uid_t user) EXCLUDES(mutex_);
 
-    // True when a request may run on the connection: EndRequest then follows. Else the connection is kept, and an
-    // EndRequest returns it.
+    // Returns true if a request may run on the connection; call EndRequest afterwards. Otherwise the connection is
+    // queued, and a later EndRequest returns it.
     bool BeginRequest(const std::shared_ptr<ServerConnection>& connection) EXCLUDES(mutex_);
-    // The connection that has waited longest for its turn, to be armed; null when none waits.
+    // Returns the connection that has been queued longest, which the caller must arm, or null if none is queued.
     std::shared_ptr<ServerConnection> EndRequest(uid_t user) EXCLUDES(mutex_);
-    // Whether another connection of the user waits for its turn.
+    // Returns true if another connection of the user is queued.
     bool HasWaiting(uid_t user) EXCLUDES(mutex_);
 
 private:

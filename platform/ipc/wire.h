@@ -24,8 +24,8 @@ struct IpcHeader {
 };
 
 void EncodeHeader(const IpcHeader& header, uint8_t* out);  // IPC_HEADER_SIZE bytes
-// Null on success, else a static text that says what the datagram is ("shorter than its header", "not of this
-// protocol", …). size is the datagram's own size, which may exceed what was kept of it.
+// Returns null on success, else a static text that says what is wrong with the datagram ("shorter than its header",
+// "not of this protocol", …). size is the datagram's own size, which may exceed the bytes that were stored.
 const char* DecodeHeader(const uint8_t* data, size_t size, IpcHeader& header);
 
 }  // namespace Vexo::Ipc
