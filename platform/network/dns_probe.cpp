@@ -32,7 +32,7 @@ constexpr uint8_t POINTER = 0xc0;  // in a name: the rest of the name is at anot
 
 constexpr milliseconds CANCEL_PERIOD{100};
 constexpr milliseconds TRY_LIMIT{1000};  // for the answer of one name server
-constexpr milliseconds PAUSE{500};       // after every name server has failed
+constexpr milliseconds PAUSE{500};       // after all name servers have failed
 
 void Append(std::vector<uint8_t>& bytes, uint16_t value)
 {
@@ -61,7 +61,8 @@ public:
         value = static_cast<uint16_t>(data_[at_ - 2] << 8U | data_[at_ - 1]);
         return true;
     }
-    // isRoot: whether the name is the root, also when it is a pointer to an earlier empty name.
+    // Skips a name. Sets isRoot if the name is the root, also if it is a pointer to an earlier empty name. Returns
+    // false if the name is damaged.
     bool ReadName(bool& isRoot)
     {
         for (bool isFirst = true; at_ < size_; isFirst = false) {
@@ -99,7 +100,7 @@ Failure FailedCall(const std::string& what)
     return Fail(ErrorCodeOf(number), what + ": " + std::generic_category().message(number));
 }
 
-// Looks for an NS record of the root in that many records.
+// Searches the next count records for an NS record of the root.
 Result<void> FindRootServer(Reader& reader, uint16_t count)
 {
     for (; count > 0; --count) {
@@ -119,7 +120,7 @@ Result<void> FindRootServer(Reader& reader, uint16_t count)
     return Fail(ErrorCode::REFUSED, "DNS answer: it names no name server of the root");
 }
 
-// A UDP socket that is connected to the name server, so that it gets no other datagrams.
+// Returns a UDP socket that is connected to the name server, so that it receives no other datagrams.
 Result<UniqueFd> Connect(const std::string& nameServer, const std::string& interface, uint16_t port)
 {
     sockaddr_in address{};
@@ -142,7 +143,7 @@ Result<UniqueFd> Connect(const std::string& nameServer, const std::string& inter
     return socket;
 }
 
-// Waits until the socket has something to read. False when the time is over or the caller has cancelled.
+// Waits until the socket is readable. Returns false when the deadline has passed or the caller has cancelled.
 bool WaitToRead(int socket, SteadyTime deadline, const std::function<bool()>& isCancelled)
 {
     for (auto now = Clock::System().Now(); now < deadline && !isCancelled(); now = Clock::System().Now()) {
@@ -175,7 +176,7 @@ Result<void> AskOne(const std::string& nameServer, const std::string& interface,
             return FailedCall("name server " + nameServer);
         }
         outcome = CheckRootAnswer(id, answer.data(), static_cast<size_t>(size));
-        // Bytes that are no answer to this query may come from anybody: the answer may still follow.
+        // Anyone may send malformed bytes; the real answer may still arrive.
         if (outcome || outcome.error().code != ErrorCode::MALFORMED) {
             return outcome;
         }

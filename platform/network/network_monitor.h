@@ -1,6 +1,6 @@
-// NetworkMonitor: what this device knows about its networks: whether it has one of the user's own, what it can share
-// with others, and whether a network that it joined leads to the internet. Each backend implements it; any thread may
-// use it.
+// NetworkMonitor: reports the state of this device's networks: whether the user has a network without this daemon, what
+// this device can share with others, and whether a joined network leads to the internet. Each backend implements it;
+// any thread may use it.
 #pragma once
 
 #include <chrono>
@@ -23,8 +23,8 @@ struct Uplink {
     std::string technology;                // of MOBILE: "2G" to "5G"; else empty
     std::optional<uint8_t> signalPercent;  // of MOBILE and WIFI
     std::optional<bool> isMetered;
-    std::optional<bool> hasInternet;  // by the machine's connectivity check; no value: not checked
-    bool isMobileDataOff = false;     // there is a modem with a SIM, and its mobile data is switched off
+    std::optional<bool> hasInternet;  // result of the machine's connectivity check; no value: not checked
+    bool isMobileDataOff = false;     // a modem has a SIM, but mobile data is switched off
 };
 
 struct Battery {
@@ -32,24 +32,24 @@ struct Battery {
     bool isCharging = false;
 };
 
-// Decides when this device needs a network and when it has one of the user's own again.
+// The facts that decide when this device needs the network of another device, and when it no longer does.
 struct NetworkSituation {
     bool hasNetwork = false;       // any connection with a default route
     bool isJoinedHere = false;     // that connection is a network that this daemon joined (ConnectToDevice)
-    bool hasOwnWire = false;       // a wire with connectivity
-    bool isSessionActive = false;  // somebody uses this device: the first seat's active session
+    bool hasOwnWire = false;       // a wired connection with connectivity
+    bool isSessionActive = false;  // a person uses this device: the first seat has an active session
     bool wasLeftByHand = false;    // a person disconnected the network that this daemon had joined last
     struct SavedNetwork {
         std::string name;
         uint8_t strengthPercent = 0;
     };
-    uint32_t scan = 0;                    // number of the scan that the list is of; changes with each finished scan
-    std::vector<SavedNetwork> inReach{};  // the user's saved networks that the scan saw, the strongest first
+    uint32_t scan = 0;                    // number of the scan that found inReach; changes with each finished scan
+    std::vector<SavedNetwork> inReach{};  // the user's saved networks that the scan found, the strongest first
 };
 
 enum class OnlineVerdict : uint8_t {
     ONLINE,
-    NO_INTERNET,  // the network was asked, and leads nowhere
+    NO_INTERNET,  // the check was made: the network does not lead to the internet
     UNKNOWN,      // the check could not be made
 };
 
@@ -57,19 +57,21 @@ class NetworkMonitor : public NoCopyable {
 public:
     virtual ~NetworkMonitor() = default;
 
-    // Each blocks for the machine's daemons, at most 1 s; what they do not answer counts as not known.
+    // Each call asks daemons of the machine and blocks at most 1 s. A value that they do not report in time counts as
+    // not known.
     virtual Uplink CurrentUplink() = 0;
     virtual Battery CurrentBattery() = 0;
     virtual NetworkSituation Situation() = 0;
-    // Asks for a scan; its end changes NetworkSituation::scan. Does not block.
+    // Starts a scan. NetworkSituation::scan changes when it has finished. Does not block.
     virtual void RequestScan() = 0;
-    // Whether the joined network leads to the internet: by NetworkManager's connectivity check where it is configured,
-    // else by a query for the root's name servers (dns_probe.h) at the name servers of the lease, on that interface
-    // only. Tried until there is an answer or the deadline has passed; isCancelled is read at least every 100 ms.
+    // Checks whether the joined network leads to the internet. Uses NetworkManager's connectivity check if that is
+    // configured, else a query for the root's name servers (dns_probe.h), sent to the name servers of the lease on that
+    // interface only. Blocks until there is an answer or the deadline has passed. isCancelled is called at least every
+    // 100 ms.
     virtual OnlineVerdict CheckOnline(const Wifi::JoinedNetwork& network, SteadyTime deadline,
                                       const std::function<bool()>& isCancelled) = 0;
-    // changed is called when the situation may have changed, on a thread of the backend; it must not block. Call at
-    // most once; an empty function ends it, and returns when no call runs any more.
+    // changed is called when the situation may have changed, on a thread of the backend; it must not block. Set a
+    // function at most once. An empty function ends the calls; SetListener then returns when no call runs any more.
     virtual void SetListener(std::function<void()> changed) = 0;
 };
 

@@ -1,4 +1,4 @@
-// ChangeListener: the one function that the owner of the object calls after each change. Any thread.
+// ChangeListener: stores one function, which it calls after each change that its owner reports (Notify). Any thread.
 #pragma once
 
 #include <functional>
@@ -27,7 +27,7 @@ public:
             strand_.Drain();
         }
     }
-    // Calls the function soon, on a thread of the pool and one call at a time. Does not block.
+    // Posts a call of the function to a thread of the pool. One call runs at a time. Does not block.
     void Notify()
     {
         strand_.Post([this] {

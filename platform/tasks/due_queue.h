@@ -1,4 +1,4 @@
-// DueQueue: what is to happen at given times, the next first. Behind the platform's timers (timers.h), the runtime's
+// DueQueue: entries sorted by the time at which they are due. Used by the platform's timers (timers.h), the runtime's
 // queues (ffrt.h) and event runners (platform/eventloop/event_queue.h). Not thread-safe: its owner's lock guards it.
 #pragma once
 
@@ -17,8 +17,8 @@
 
 namespace Vexo::Tasks {
 
-// now + delay; at most ten years count, so that no delay overflows the clock. In the unit of the delay, for the same
-// reason.
+// Returns now + delay. A delay counts at most ten years, so that the sum does not overflow the clock. The comparison is
+// made in the unit of the delay, so that it does not overflow either.
 template <typename Delay>
 SteadyTime DueAfter(SteadyTime now, Delay delay)
 {
@@ -26,12 +26,12 @@ SteadyTime DueAfter(SteadyTime now, Delay delay)
     return now + std::min<Delay>(delay, LONGEST_DELAY);
 }
 
-// Where an entry stands. Of what is due at the same time the smaller priority comes first; within one priority, what
-// was added first.
+// The position of an entry in its queue. Of entries that are due at the same time, the one with the smaller priority
+// comes first; with equal priority, the one that was added first.
 struct DuePlace {
     SteadyTime due;
     uint32_t priority = 0;
-    uint64_t number = 0;  // of a queue's entries never 0 and never used twice
+    uint64_t number = 0;  // from 1 on, unique in the queue
 
     friend bool operator<(const DuePlace& left, const DuePlace& right)
     {
@@ -49,13 +49,13 @@ public:
         return place;
     }
 
-    // When the first entry is due; none in an empty queue.
+    // Returns when the first entry is due; no value for an empty queue.
     std::optional<SteadyTime> NextDue() const
     {
         return entries_.empty() ? std::nullopt : std::optional<SteadyTime>(entries_.begin()->first.due);
     }
 
-    // Takes the first entry if it is due at that time.
+    // Removes and returns the first entry if it is due at now; else returns no value.
     std::optional<Entry> TakeDue(SteadyTime now)
     {
         if (entries_.empty() || entries_.begin()->first.due > now) {
@@ -64,15 +64,15 @@ public:
         return std::move(entries_.extract(entries_.begin()).mapped());
     }
 
-    // Removes and returns the entry at that place; nullopt when it was taken or removed before. The caller must destroy
-    // the entry after releasing its lock: destroying an entry may need that lock.
+    // Removes and returns the entry at that place; no value if it was removed before. The caller must destroy the entry
+    // after releasing its lock, because destroying an entry may need that lock.
     std::optional<Entry> Remove(const DuePlace& place)
     {
         auto node = entries_.extract(place);
         return node ? std::optional<Entry>(std::move(node.mapped())) : std::nullopt;
     }
 
-    // Removes every entry for which the predicate is true. As Remove.
+    // Removes and returns every entry for which the predicate is true. Destroy them as after Remove.
     template <typename Predicate>
     std::vector<Entry> RemoveIf(const Predicate& predicate)
     {

@@ -20,7 +20,7 @@ namespace Vexo::Tasks {
 namespace {
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Tasks"};
-constexpr const char* WORK = "work";    // what a log line calls it
+constexpr const char* WORK = "work";    // the name of posted work in log lines
 constexpr size_t MAX_THREAD_NAME = 15;  // pthread_setname_np(3)
 
 struct Job {
@@ -40,9 +40,9 @@ bool StartDetachedThread(Work run)
     }
 }
 
-// Work goes straight to an idle worker, or to a new one, and waits in the queue only when there may be no more threads
-// or the system refuses one. So work never waits behind a blocked worker below the limit. While work is queued, at
-// least one worker runs and none is idle.
+// Work is passed to an idle worker or to a new one. It is queued only at the thread limit or when the system refuses a
+// thread, so below the limit work never waits behind a blocked worker. While work is queued, at least one worker runs
+// and none is idle.
 class ElasticPool::State : public std::enable_shared_from_this<State> {
 public:
     State(const std::string& name, size_t maxThreads, ThreadStarter startThread)
@@ -63,7 +63,7 @@ public:
             }
             refused = true;
         }
-        // Without a worker it shows only now, with the threads that other posts start, whether there will be one.
+        // No worker runs yet, but other posts are starting threads: wait until the system has given or refused one.
         while (idle_.empty() && starting_ > 0 && starting_ == threads_) {
             settled_.Wait(mutex_);
         }
@@ -79,7 +79,8 @@ public:
             return false;
         }
         queue_.push_back(std::move(job));
-        // Work that waits since the system refused a thread goes first: a new worker takes it from the queue.
+        // Older work may be queued because the system refused a thread. It goes first: the new worker takes its job
+        // from the queue.
         Job none;
         if (!refused && threads_ < maxThreads_ && StartWorker(none)) {
             return true;
@@ -93,7 +94,7 @@ public:
         return true;
     }
 
-    // Lets idle workers go and waits until all have gone.
+    // Ends the idle workers and blocks until all workers have ended.
     void Close() EXCLUDES(mutex_)
     {
         const MutexLock lock(mutex_);
@@ -121,14 +122,15 @@ public:
 
 private:
     struct Worker {
-        Job job;             // handed over under mutex_; empty while idle
-        bool leave = false;  // under mutex_
+        Job job;             // guarded by mutex_; empty while idle
+        bool leave = false;  // guarded by mutex_
         SteadyTime idleSince;
         CondVar handed;
     };
 
-    // Starts a worker with the job, or with none to take one from the queue. False when the system has no thread to
-    // give; the job is then as it was. Lets the lock go meanwhile: it takes the kernel long.
+    // Starts a worker with the job; if the job is empty, the worker takes one from the queue. Returns false if the
+    // system refuses a thread; job is then unchanged. Releases the lock while the thread starts, because that takes
+    // long.
     bool StartWorker(Job& job) REQUIRES(mutex_)
     {
         auto worker = std::make_shared<Worker>();
@@ -162,7 +164,7 @@ private:
         }
     }
 
-    // The next job, or none when this worker is to go.
+    // Returns the next job; an empty job if this worker must end.
     Job Next(const std::shared_ptr<Worker>& worker, const Work& finished) EXCLUDES(mutex_)
     {
         MutexLock lock(mutex_);
@@ -187,15 +189,16 @@ private:
         if (!mayWait) {
             Retire(*worker);
         }
-        // Without a deadline, which the kernel would set and remove at every hand-over: Trim ends an idle worker.
+        // Waits without a time-out, for which the kernel would set and remove a timer at every wait. Trim ends idle
+        // workers.
         while (!worker->job.work && !worker->leave) {
             worker->handed.Wait(mutex_);
         }
         return std::exchange(worker->job, {});
     }
 
-    // The worker stops counting as a thread under the lock that saw no job for it, so that no job is ever queued in the
-    // belief that it will come back.
+    // Ends the worker. It stops counting as a thread while the lock is held, so that no job is queued for a worker that
+    // is about to end.
     void Retire(Worker& worker) REQUIRES(mutex_)
     {
         worker.leave = true;
@@ -217,10 +220,10 @@ private:
                 }
             });
         trimArmed_ = trim.IsArmed();
-        trim.Detach();  // nothing to trim when the pool is gone by then
+        trim.Detach();  // if the pool is gone by then, there is nothing to trim
     }
 
-    // Retires who has idled for long; on the timer thread.
+    // Ends workers that have been idle for too long. Runs on the timer thread.
     void Trim() EXCLUDES(mutex_)
     {
         const MutexLock lock(mutex_);
@@ -241,7 +244,7 @@ private:
     Mutex mutex_;
     std::deque<Job> queue_ GUARDED_BY(mutex_);
     std::vector<std::shared_ptr<Worker>> idle_ GUARDED_BY(mutex_);  // the longest idle first
-    size_t threads_ GUARDED_BY(mutex_) = 0;                         // those that are being started included
+    size_t threads_ GUARDED_BY(mutex_) = 0;                         // including those that are being started
     size_t starting_ GUARDED_BY(mutex_) = 0;  // threads that the system has neither given nor refused yet
     bool closing_ GUARDED_BY(mutex_) = false;
     bool trimArmed_ GUARDED_BY(mutex_) = false;
@@ -287,14 +290,14 @@ public:
 
     bool Post(Work work) EXCLUDES(mutex_)
     {
-        Work refused;  // released after the lock
+        Work refused;  // destroyed after the lock is released
         const MutexLock lock(mutex_);
         queue_.push_back(std::move(work));
         ++posted_;
         if (active_) {
             return true;
         }
-        // Under the lock: nobody may post behind work that the pool then refuses.
+        // Posted under the lock: no thread can queue work behind work that the pool then refuses.
         active_ = pool_.Post([state = shared_from_this()] { state->Run(); });
         if (!active_) {
             refused = std::move(queue_.back());
@@ -329,7 +332,7 @@ private:
             queue_.pop_front();
             lock.Unlock();
             QuviewDFX::RunGuarded(LABEL, WORK, work);
-            work = nullptr;  // what it holds may post here again
+            work = nullptr;  // destroyed without the lock: destroying it may post to this strand
             lock.Lock();
             ++ran_;
             drained_.NotifyAll();

@@ -1,7 +1,7 @@
-// ElasticPool: worker threads for work that may block for minutes. It grows whenever every worker is busy, shrinks
-// after a worker has idled for 10 s, and queues only beyond its thread limit, with one warning. An idle pool without
-// workers makes no wake-ups. Strand: runs what is posted to it in order, one at a time, on a pool. Used by the task
-// runtime (ffrt.h), by the session and status callbacks, by loading. Any thread may post.
+// ElasticPool: worker threads for work that may block for minutes. A thread is added whenever all are busy, and ends
+// after it was idle for 10 s. At the thread limit work is queued, with one warning. An idle pool without threads makes
+// no wake-ups. Strand: runs the work posted to it in order, one at a time, on a pool. Used by the task runtime
+// (ffrt.h), for callbacks and for loading abilities. Any thread may post.
 #pragma once
 
 #include <chrono>
@@ -20,31 +20,32 @@ inline constexpr std::chrono::seconds POOL_THREAD_IDLE_LIMIT{10};
 
 using Work = std::function<void()>;
 
-// Runs the work on a new thread; false when the system refuses one, and then the work never runs.
+// Runs the work on a new thread. Returns false if the system refuses a thread; the work then never runs.
 using ThreadStarter = std::function<bool(Work run)>;
 bool StartDetachedThread(Work run);
 
 class ElasticPool : public NoCopyable {
 public:
-    // name labels the threads (at most 15 bytes are shown by the system). startThread is called by Post, on any thread.
+    // name: the name of the threads, of which the system shows at most 15 bytes. startThread is called by Post, on any
+    // thread.
     explicit ElasticPool(const std::string& name, size_t maxThreads = MAX_POOL_THREADS,
                          ThreadStarter startThread = StartDetachedThread);
-    // Runs the queued work, then joins the threads, so work that blocks also blocks the destructor.
+    // Blocks until the queued work and the running work have ended and all threads are gone.
     ~ElasticPool();
 
-    // Blocks no longer than the system takes to give or refuse a thread. False when the work will not run: it is empty,
-    // the queue is full, or the system refuses even the first thread. A thread refused later makes the work wait for a
-    // worker, and the next post asks again. An exception that leaves the work is logged and ends there.
+    // Blocks only while the system starts a thread. Returns false if the work will not run: it is empty, the queue is
+    // full, or the system refuses even the first thread. If the system refuses a further thread, the work waits for a
+    // worker, and the next Post tries again. Exceptions from the work are caught and logged.
     //
-    // finished, when given, runs on the same thread once the work has ended and its worker is free again: the place to
-    // wake whoever waits for the work, so that what the woken thread posts next finds that worker. It must neither
-    // block nor throw.
+    // finished (optional) runs on the same thread after the work, when the worker counts as idle again. Use it to wake
+    // a thread that waits for the work: what that thread posts next finds an idle worker. finished must neither block
+    // nor throw.
     bool Post(Work work, Work finished = nullptr);
 
     size_t ThreadCount() const;
     size_t QueuedCount() const;
 
-    // The pool shared by strands and helpers of the platform; lives to the end of the process.
+    // The pool shared by strands and helpers of the platform. Never destroyed.
     static ElasticPool& Shared();
 
 private:
@@ -52,15 +53,15 @@ private:
     std::shared_ptr<State> state_;
 };
 
-// Work posted to a strand runs in posting order, never two at a time. Destroying the strand lets queued work run.
+// Runs posted work in posting order, one at a time. Work that is queued when the strand is destroyed still runs.
 class Strand : public NoCopyable {
 public:
     explicit Strand(ElasticPool& pool = ElasticPool::Shared());
     ~Strand();
 
-    // As ElasticPool::Post.
+    // Like ElasticPool::Post.
     bool Post(Work work);
-    // Blocks until everything posted before has run. Not from work of this strand.
+    // Blocks until all work posted before has run. Must not be called by work of this strand.
     void Drain();
     bool RunsOnThisThread() const;
 

@@ -1,5 +1,4 @@
-// Task attributes, general tasks and the wait for them; asynchronous calls. Queues: ffrt_queue.cpp; mutex:
-// ffrt_sync.cpp.
+// Task attributes, general tasks, ffrt_wait and asynchronous calls. Queues: ffrt_queue.cpp. Mutex: ffrt_sync.cpp.
 #include "platform/tasks/ffrt.h"
 
 #include <atomic>
@@ -15,8 +14,8 @@
 #include "platform/tasks/elastic_pool.h"
 #include "platform/tasks/ffrt_function.h"
 
-// The unfinished tasks of one thread, or of one running task. Shared with those tasks, since a thread may end before
-// them.
+// Counts the unfinished tasks that one thread, or one running task, has submitted. Shared with these tasks, because the
+// thread may end before them.
 class WaitContext {
 public:
     void Add() { unfinished_.fetch_add(1, std::memory_order_relaxed); }
@@ -27,10 +26,10 @@ public:
             return;
         }
         {
-            // A waiter that has read the count before now is asleep once this lock is free.
+            // Once this lock is acquired, a waiter that read the old count is asleep and will be woken below.
             const Vexo::MutexLock lock(mutex_);
         }
-        finished_.NotifyOne();  // a context has one thread: nobody else waits for it
+        finished_.NotifyOne();  // only one thread waits for a context
     }
 
     void Wait() EXCLUDES(mutex_)
@@ -54,7 +53,7 @@ namespace {
 
 constexpr Vexo::QuviewDFX::LogLabel LABEL{Vexo::QuviewDFX::LOG_DOMAIN_PLATFORM, "Tasks"};
 
-// Made when the context first submits: most tasks submit nothing.
+// Created by the first submission, because most tasks submit nothing.
 thread_local std::shared_ptr<WaitContext> t_context;
 
 const std::shared_ptr<WaitContext>& CurrentContext()
@@ -65,7 +64,7 @@ const std::shared_ptr<WaitContext>& CurrentContext()
     return t_context;
 }
 
-// Runs when a task has ended and its worker is free again.
+// Called when a task has ended and its worker counts as idle again.
 void Finish(ffrt_function_t* ended)
 {
     const std::unique_ptr<ffrt_function_t> function(ended);
@@ -74,8 +73,9 @@ void Finish(ffrt_function_t* ended)
     }
 }
 
-// Takes the function over; false when the runtime refused it. What the pool gets is a bare pointer, which fits in its
-// std::function without an allocation; the pool runs both parts of whatever it accepts exactly once.
+// Takes ownership of the function and posts it. Returns false if the runtime refuses it; the function is then
+// destroyed. The lambdas capture a raw pointer, which fits into std::function without an allocation. The pool runs both
+// lambdas exactly once.
 bool Start(std::unique_ptr<ffrt_function_t> function)
 {
     ffrt_function_t* const raw = function.get();
@@ -94,7 +94,7 @@ void ffrt_function_t::Run()
         LABEL, [this] { return "task " + name; }, callable);
     callable = nullptr;
     Vexo::QuviewDFX::EndTaskSpans();
-    t_context = nullptr;  // the worker's next task has a context of its own
+    t_context = nullptr;  // the next task on this worker gets its own context
 }
 
 Vexo::Tasks::ElasticPool& RuntimePool()
@@ -160,7 +160,7 @@ ffrt_function_t* create_function_wrapper(const std::function<void()>& callable, 
     return std::make_unique<ffrt_function_t>(callable).release();
 }
 
-// Whoever of the task and the future lets go last frees it.
+// Shared by the task and the future; the last of them destroys it.
 class async_state {
 public:
     async_state()
@@ -189,7 +189,7 @@ public:
         ffrt_mutex_lock(&mutex_);
         while (!isReady_ && ffrt_cond_timedwait(&ready_, &mutex_, deadline) != ffrt_error_timedout) {
         }
-        const bool ready = isReady_;  // a completion that coincides with the deadline counts
+        const bool ready = isReady_;  // also true if the call ended exactly at the deadline
         ffrt_mutex_unlock(&mutex_);
         return ready;
     }
@@ -212,7 +212,7 @@ future async(const std::function<void()>& callable)
     auto state = std::make_shared<async_state>();
     const auto function = std::make_shared<ffrt_function_t>(callable);
     function->name = "thread";
-    // Refused by a full runtime: the future times out.
+    // If the runtime is full, nothing runs and the future times out.
     (void)RuntimePool().Post([function] { function->Run(); }, [state] { state->complete(); });
     return future(state);
 }

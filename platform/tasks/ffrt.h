@@ -1,7 +1,8 @@
 // ffrt: the task runtime that the service runs on. Tasks have a name and may block for minutes; a general task has no
 // dependencies and no order; a queue runs its tasks one after the other. Every submission copies the callable into
-// storage that the runtime owns, invokes it once and destroys it. A task that lets an exception out is logged and ends.
-// All functions may be called from any thread, tasks included. Built on elastic_pool.h and timers.h.
+// storage that the runtime owns, invokes it once and destroys it. A task that throws an exception ends, and the
+// exception is logged. All functions may be called from any thread, tasks included. Built on elastic_pool.h and
+// timers.h.
 #pragma once
 
 #include <chrono>
@@ -27,14 +28,13 @@ enum ffrt_function_kind_t { ffrt_function_kind_general, ffrt_function_kind_queue
 struct ffrt_function_t;  // owned by the runtime from submission on
 
 namespace ffrt {
-// Copies the callable. The storage must be handed to exactly one submission of that kind, which takes it over; both
-// kinds are stored alike.
+// Copies the callable. Pass the result to exactly one submission of that kind, which takes ownership of it.
 ffrt_function_t* create_function_wrapper(const std::function<void()>& callable, ffrt_function_kind_t kind);
 }  // namespace ffrt
 
 // ---- General tasks ---------------------------------------------------------------------------------------------
-// Starts a task without input or output dependencies. Does not block. A task that the full runtime refuses is destroyed
-// and not waited for.
+// Starts a task without input or output dependencies. Does not block. If the runtime is full, the task is destroyed
+// without running, and ffrt_wait does not wait for it.
 void ffrt_submit(ffrt_function_t* function, const ffrt_task_attr_t* attr);
 
 // Blocks until every task submitted so far from the calling context has finished. The context is the running task when
@@ -45,11 +45,11 @@ void ffrt_wait();
 namespace ffrt {
 class queue_state;
 class queue_task;
-// Names a task that was submitted to a queue; empty when the runtime refused it. Copies name the same task.
+// Identifies a task that was submitted to a queue; null if the runtime refused the task. Copies identify the same task.
 using task_handle = std::shared_ptr<queue_task>;
 
-// A serial queue: tasks run one at a time in submission order; a delayed one becomes due after its delay. The
-// destructor drops tasks that have not started and waits for the one that runs.
+// A serial queue: runs one task at a time, in the order in which the tasks are due. A task without a delay is due when
+// it is submitted. The destructor drops tasks that have not started and waits for the running one.
 class queue {
 public:
     explicit queue(const char* name);
@@ -66,12 +66,13 @@ private:
 
 void ffrt_queue_submit(ffrt::queue& queue, ffrt_function_t* function, const ffrt_task_attr_t* attr);
 ffrt::task_handle ffrt_queue_submit_h(ffrt::queue& queue, ffrt_function_t* function, const ffrt_task_attr_t* attr);
-// 0 when the task had not started and will not run; 1 when it has started, is unknown or was cancelled before.
+// Returns 0 if the task had not started and will not run; 1 if it has started, is unknown or was cancelled before.
 int ffrt_queue_cancel(ffrt::queue& queue, const ffrt::task_handle& handle);
 
 // ---- Mutex and condition variable ------------------------------------------------------------------------------
-// Storage of 64 bytes that init fills. All return 0 on success, else ffrt_error (a null argument or an object that was
-// not initialised), ffrt_error_busy or ffrt_error_timedout.
+// Each type is 64 bytes of storage, in which init constructs the object. All functions return 0 on success, else
+// ffrt_error (a null argument, an attribute, or an object that was not initialised), ffrt_error_busy or
+// ffrt_error_timedout.
 enum ffrt_error_t : int { ffrt_success = 0, ffrt_error = -1, ffrt_error_busy = 16, ffrt_error_timedout = 110 };
 struct alignas(8) ffrt_mutex_t {
     unsigned char storage[64];
@@ -90,7 +91,7 @@ int ffrt_cond_init(ffrt_cond_t* cond, const ffrt_condattr_t* attr);
 int ffrt_cond_signal(ffrt_cond_t* cond);
 int ffrt_cond_broadcast(ffrt_cond_t* cond);
 int ffrt_cond_wait(ffrt_cond_t* cond, ffrt_mutex_t* mutex);
-// The caller holds the mutex. deadline is on the steady clock.
+// The caller must have locked the mutex. deadline is a time of the steady clock.
 int ffrt_cond_timedwait(ffrt_cond_t* cond, ffrt_mutex_t* mutex, std::chrono::steady_clock::time_point deadline);
 int ffrt_cond_destroy(ffrt_cond_t* cond);
 
@@ -99,17 +100,18 @@ namespace ffrt {
 enum class future_status { ready, timeout };
 class async_state;
 
-// The completion of one async call; shared with the task, so either may go first.
+// The completion of one async call. The future may be destroyed before the call ends, or after it.
 class future {
 public:
     explicit future(std::shared_ptr<async_state> state);
-    // Waits at most timeout. A completion that coincides with the deadline counts as ready.
+    // Blocks at most timeout. Returns ready if the call has ended, also if it ended exactly at the deadline.
     future_status wait_for(std::chrono::nanoseconds timeout) const;
 
 private:
     std::shared_ptr<async_state> state_;
 };
 
-// Runs a copy of the callable as a detached runtime thread named "thread". Nothing waits for it but the future.
+// Runs a copy of the callable on a runtime thread, as a task named "thread". Only the future waits for it, ffrt_wait
+// does not. If the runtime is full, the callable does not run and the future times out.
 future async(const std::function<void()>& callable);
 }  // namespace ffrt

@@ -1,4 +1,4 @@
-// The callable that a submission handed over, and how the runtime runs it. Used by ffrt*.cpp only.
+// A submitted callable, and how the runtime runs it. Used by ffrt*.cpp only.
 #pragma once
 
 #include <functional>
@@ -9,19 +9,19 @@
 #include "platform/tasks/elastic_pool.h"
 #include "platform/tasks/ffrt.h"
 
-class WaitContext;  // what ffrt_wait waits for; see ffrt.cpp
+class WaitContext;  // the tasks that ffrt_wait waits for; see ffrt.cpp
 
-// One allocation holds all that a submission needs, since it is on the path of every request.
+// All data of one submission, in one allocation, because every request submits tasks.
 struct ffrt_function_t {
     explicit ffrt_function_t(std::function<void()> function) : callable(std::move(function)) {}
 
-    // Invokes the callable in a waiting context of its own, and destroys it. An exception that it lets out is logged
-    // with the task's name and ends there.
+    // Invokes the callable with a WaitContext of its own, then destroys it. An exception from the callable is caught
+    // and logged with the task's name.
     void Run();
 
     std::function<void()> callable;
     std::string name;
-    std::shared_ptr<WaitContext> context;  // of the submitter; empty when nothing waits for the task
+    std::shared_ptr<WaitContext> context;  // the submitter's; null if ffrt_wait does not wait for the task
 };
 
 // The pool that tasks run on.

@@ -19,12 +19,13 @@ using Vexo::Tasks::Timers;
 
 class queue_task {
 public:
-    std::unique_ptr<ffrt_function_t> function;  // taken by whoever runs or cancels the task
-    // Where the task waits in its queue. Constant once it does.
+    std::unique_ptr<ffrt_function_t> function;  // null once the task runs or was cancelled
+    // The task's place in the queue. Constant once the task is queued.
     Vexo::Tasks::DuePlace place;
 };
 
-// At most one worker, the runner, runs what is due until nothing is; then one timer waits for the next that will be.
+// At most one worker, the runner, runs the tasks that are due. When no task is due any more, the runner ends, and one
+// timer waits for the next task.
 class queue_state : public std::enable_shared_from_this<queue_state> {
 public:
     task_handle submit(std::unique_ptr<ffrt_function_t> function, const ffrt_task_attr_t* attr) EXCLUDES(mutex_)
@@ -48,7 +49,7 @@ public:
 
     int cancel(const task_handle& task) EXCLUDES(mutex_)
     {
-        std::unique_ptr<ffrt_function_t> cancelled;  // what it holds is released after the lock
+        std::unique_ptr<ffrt_function_t> cancelled;  // destroyed after the lock is released
         const Vexo::MutexLock lock(mutex_);
         if (!task || !waiting_.Remove(task->place)) {
             return 1;
@@ -74,7 +75,7 @@ public:
     }
 
 private:
-    // Sees to it that a runner comes when the first task is due; false when the runtime has none to give.
+    // Makes sure that a runner starts when the first task is due. Returns false if the runtime refuses one.
     bool look_ahead() REQUIRES(mutex_)
     {
         const std::optional<SteadyTime> due = waiting_.NextDue();
@@ -126,7 +127,7 @@ private:
         runner_ = {};
         running_ = false;
         idle_.NotifyAll();
-        (void)look_ahead();  // refused: the next submission looks again
+        (void)look_ahead();  // if refused, the next submission tries again
     }
 
     Vexo::Mutex mutex_;

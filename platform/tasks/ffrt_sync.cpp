@@ -1,6 +1,6 @@
-// Mutex and condition variable of the task runtime: the standard ones, placed in the storage that the caller owns.
-// Not those of platform/base/mutex.h: one call locks and another unlocks, through storage whose content the analysis
-// cannot follow, and nothing is guarded here.
+// Mutex and condition variable of the task runtime: standard objects, constructed in storage that the caller owns. The
+// types of platform/base/mutex.h are not used: one function locks and another unlocks, through untyped storage, which
+// the thread-safety analysis cannot follow.
 #include <condition_variable>
 #include <cstdint>
 #include <cstring>
@@ -11,8 +11,8 @@
 
 namespace {
 
-// Storage holds a mark that says what init placed there, then the object. The mark is no member of the object: a
-// compiler may drop a write to a member of what is about to be destroyed.
+// The storage contains a mark that says what init constructed there, then the object. The mark is not a member of the
+// object, because a compiler may drop a write to a member of an object that is about to be destroyed.
 using Mark = uint64_t;
 constexpr Mark INITIALISED_MUTEX = 0x6D75746578212121;
 constexpr Mark INITIALISED_COND = 0x636F6E6464212121;
@@ -42,7 +42,7 @@ int Place(Storage* storage, bool hasAttributes)
     return ffrt_success;
 }
 
-// Null for a null argument and for storage that init has not filled.
+// Returns null for a null argument and for storage that init has not filled.
 template <typename Object, typename Storage>
 Object* ObjectIn(Storage* storage)
 {
@@ -76,7 +76,7 @@ int Destroy(Storage* storage)
     return ffrt_success;
 }
 
-// Runs wait(condition, lock) on the mutex that the caller holds.
+// Runs wait(condition, lock) with the mutex, which the caller has locked.
 template <typename Wait>
 int WaitHolding(ffrt_cond_t* cond, ffrt_mutex_t* mutex, Wait wait)
 {

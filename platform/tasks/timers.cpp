@@ -25,7 +25,7 @@ public:
 private:
     struct Entry {
         Work work;
-        ElasticPool* pool = nullptr;  // null: the work runs here
+        ElasticPool* pool = nullptr;  // null: the work runs on the timer thread
     };
 
     DuePlace Arm(std::chrono::microseconds delay, Work work, ElasticPool* pool) override EXCLUDES(mutex_)
@@ -45,7 +45,7 @@ private:
 
     bool Cancel(const DuePlace& place) override EXCLUDES(mutex_)
     {
-        std::optional<Entry> dropped;  // destroyed after the lock: what the work holds may cancel timers
+        std::optional<Entry> dropped;  // destroyed after the lock is released: that may cancel timers
         const MutexLock lock(mutex_);
         dropped = queue_.Remove(place);
         return dropped.has_value();

@@ -1,6 +1,6 @@
-// Timers: the one source of delays of the platform: a thread that sleeps until the next due time, and not at all while
-// there is none, hands the work to a pool. A Timer is an object whose destruction cancels it. Any thread may arm one; a
-// Timer itself is used like any value, by one thread at a time.
+// Timers: the only source of delays in the platform. One thread sleeps until the next timer is due and then passes the
+// work to a pool; without timers it never wakes up. A Timer is an object whose destruction cancels it. Any thread may
+// start a timer; a Timer object is used by one thread at a time.
 #pragma once
 
 #include <chrono>
@@ -21,12 +21,12 @@ public:
     Timer(Timer&& other) noexcept : timers_(std::exchange(other.timers_, nullptr)), place_(other.place_) {}
     Timer& operator=(Timer&& other) noexcept;
 
-    // True when the work had been neither started nor handed to its pool: it will not run. Does not wait for work that
-    // runs. The timer is not armed afterwards.
+    // Returns true if the work will not run, because it had not been passed to its pool or started. Does not wait for
+    // work that runs. Afterwards the timer is not armed.
     bool Cancel() noexcept;
-    // Lets the work run whatever becomes of this object.
+    // Separates the work from this object: the work runs even if the object is destroyed first.
     void Detach() noexcept { timers_ = nullptr; }
-    // From being armed to Cancel or Detach, also once the work has run.
+    // True from the start of the timer until Cancel or Detach, even after the work has run.
     bool IsArmed() const noexcept { return timers_ != nullptr; }
 
 private:
@@ -37,23 +37,24 @@ private:
     DuePlace place_;
 };
 
-// Arms timers; the clock by which they are due. Outlives its timers.
+// Starts timers. It is also the clock by which they are due. Must outlive its timers.
 class Timers : public Clock {
 public:
-    // Runs work once on the pool after delay (at most ten years count). Does not block. Work without a delay is handed
-    // to the pool at once. That, and work that is refused for want of a thread, which is logged, leaves no armed timer.
+    // Runs work once on the pool, after delay (at most ten years). Does not block. Without a delay the work is posted
+    // to the pool at once, and the returned timer is not armed. It is not armed either if the timer thread cannot be
+    // started: the work is then lost, which is logged.
     Timer RunAfter(std::chrono::microseconds delay, Work work, ElasticPool& pool = ElasticPool::Shared());
-    // Runs work once where due times are watched, on a thread that it must not block: for the pools' own upkeep. Else
-    // as RunAfter.
+    // Like RunAfter, but runs work on the timer thread, which the work must not block. For short upkeep, such as that
+    // of the pools.
     Timer CallAfter(std::chrono::microseconds delay, Work work);
 
-    // This machine's. Live to the end of the process.
+    // The timers of this machine. Never destroyed.
     static Timers& System();
 
 protected:
-    // pool: null where the work runs on the watching thread. A place of number 0 when there is no such thread.
+    // pool: null if the work runs on the timer thread. Returns a place with number 0 if there is no timer thread.
     virtual DuePlace Arm(std::chrono::microseconds delay, Work work, ElasticPool* pool) = 0;
-    // Whether the work was still to come.
+    // Returns true if the work had not started.
     virtual bool Cancel(const DuePlace& place) = 0;
 
 private:
