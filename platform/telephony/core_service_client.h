@@ -1,7 +1,7 @@
-// CoreServiceClient and CellularDataClient: SIM, radio and mobile data of this device. They act on the abilities that a
-// backend registers as 4010 (an ICoreService) and 4011 (an ICellularData), and answer TELEPHONY_UNAVAILABLE without
-// them. Any thread; calls return within 700 ms (10 s when the modem does not answer at all); a radio state comes later,
-// in the callback, exactly once.
+// CoreServiceClient and CellularDataClient: SIM, radio and mobile data of this device. Calls are forwarded to the
+// abilities that a backend registers as 4010 (ICoreService) and 4011 (ICellularData); without them they return
+// TELEPHONY_UNAVAILABLE. Any thread. A call blocks at most 700 ms, or 10 s if the modem does not answer at all. The
+// radio state is delivered later, to the callback, exactly once.
 #pragma once
 
 #include <cstdint>
@@ -23,7 +23,7 @@ enum class SimState : int32_t { UNKNOWN = 0, NOT_PRESENT = 1, LOCKED = 2, NOT_RE
 
 inline constexpr int32_t SIM_SLOT_COUNT = 2;
 
-// What stands behind the clients. Same contracts.
+// The interfaces of abilities 4010 and 4011, which the clients forward to. Same contracts.
 class ICoreService : public virtual RefBase {
 public:
     virtual int32_t GetSimState(int32_t slotId, SimState& state) = 0;
@@ -39,7 +39,7 @@ class CoreServiceClient {
 public:
     static CoreServiceClient& GetInstance();
     int32_t GetSimState(int32_t slotId, SimState& state);
-    // 0: the callback follows.
+    // Returns 0 if the callback will be called.
     int32_t GetRadioState(int32_t slotId, const sptr<INetworkSearchCallback>& callback);
 
 private:

@@ -1,5 +1,5 @@
-// INetworkSearchCallback: the asynchronous answer to a radio state query. Called on a platform thread, never on the
-// asking one.
+// INetworkSearchCallback: receives the result of a radio state query. Called on a platform thread, never on the thread
+// that made the query.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +12,7 @@ class INetworkSearchCallback : public IRemoteBroker {
 public:
     DECLARE_INTERFACE_DESCRIPTOR(u"Vexo.Telephony.INetworkSearchCallback")
 
-    // errorCode other than 0: the radio could not be asked, and isOn means nothing.
+    // If errorCode is not 0, the radio state could not be read and isOn has no meaning.
     virtual void OnGetRadioStateCallback(bool isOn, int32_t errorCode) = 0;
 };
 

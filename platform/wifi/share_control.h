@@ -1,5 +1,5 @@
-// ShareControl: the hotspot of this device as something that is shared: who is connected to it, how much it has
-// carried, and how it is closed. Beside WifiHotspot (wifi_hotspot.h), which requests of peers use. Each backend
+// ShareControl: the hotspot through which this device shares its network: which stations are connected, how many bytes
+// they used, and closing the hotspot. Requests of peers use WifiHotspot instead (wifi_hotspot.h). Each backend
 // implements it; any thread may use it.
 #pragma once
 
@@ -17,16 +17,16 @@ namespace Vexo::Wifi {
 namespace ShareClosed {
 inline constexpr const char* ASKED = "ASKED";                              // by a call
 inline constexpr const char* IDLE = "IDLE";                                // no station for the idle limit
-inline constexpr const char* IDLE_WITHOUT_UPLINK = "IDLE_WITHOUT_UPLINK";  // the same, and no uplink
+inline constexpr const char* IDLE_WITHOUT_UPLINK = "IDLE_WITHOUT_UPLINK";  // like IDLE, while this device had no uplink
 inline constexpr const char* BATTERY_LOW = "BATTERY_LOW";
 inline constexpr const char* DAEMON_STOPPED = "DAEMON_STOPPED";
 inline constexpr const char* LEFT_OPEN = "LEFT_OPEN";      // found open at a start of the daemon or of NetworkManager
 inline constexpr const char* KEY_CHANGED = "KEY_CHANGED";  // a device was removed from the account
-inline constexpr const char* TOO_LATE = "TOO_LATE";        // it opened after the call had failed
-inline constexpr const char* RELEASED = "RELEASED";        // the device that asked for it is done, and nobody uses it
-inline constexpr const char* LEASE_ENDED = "LEASE_ENDED";  // the last lease ended, and no station is connected
+inline constexpr const char* TOO_LATE = "TOO_LATE";        // the hotspot opened after the call had failed
+inline constexpr const char* RELEASED = "RELEASED";  // released by the device that asked for it; no device uses it
+inline constexpr const char* LEASE_ENDED = "LEASE_ENDED";      // the last lease ended, and no station is connected
 inline constexpr const char* BATTERY_FLOOR = "BATTERY_FLOOR";  // below the owner's battery floor
-inline constexpr const char* DATA_LIMIT = "DATA_LIMIT";        // the month's bytes are used up
+inline constexpr const char* DATA_LIMIT = "DATA_LIMIT";        // the monthly data limit is reached
 }  // namespace ShareClosed
 
 struct ShareStation {
@@ -36,11 +36,12 @@ struct ShareStation {
 };
 
 struct ShareInfo {
-    bool isOn = false;          // also true for a hotspot that somebody else turned on
-    bool isOpenedHere = false;  // by this daemon, which may therefore close it
-    // Counts the hotspots that were turned on since the daemon's start, so that two looks can be told apart.
+    bool isOn = false;          // also true for a hotspot that another program opened
+    bool isOpenedHere = false;  // opened by this daemon, which may therefore close it
+    // Number of hotspots opened since the daemon's start. It shows whether the hotspot was opened anew between two
+    // calls of Look.
     uint32_t opening = 0;
-    bool areStationsKnown = false;  // false when the kernel does not tell; stations is empty then
+    bool areStationsKnown = false;  // false if the kernel does not report stations
     std::vector<ShareStation> stations;
 };
 
@@ -48,14 +49,15 @@ class ShareControl : public NoCopyable {
 public:
     virtual ~ShareControl() = default;
 
-    // Blocks for the kernel or the disk, not for the radio's daemon: well under 100 ms.
+    // Returns the current state. Blocks on the kernel or the disk, not on the radio's daemon: well under 100 ms.
     virtual ShareInfo Look() = 0;
-    // Closes the hotspot if this daemon opened it. reason: of ShareClosed. Succeeds also if none is on; REFUSED for a
-    // hotspot that somebody else turned on; UNAVAILABLE if the radio's daemon does not answer (it is closed later).
-    // Blocks until it is off, at most 3 s.
+    // Closes the hotspot if this daemon opened it. reason: a value of ShareClosed. Succeeds also if no hotspot is on.
+    // Returns REFUSED for a hotspot that another program opened, and UNAVAILABLE if the radio's daemon does not answer;
+    // the hotspot is then closed later. Blocks until the hotspot is off, at most 3 s.
     [[nodiscard]] virtual Result<void> Close(const char* reason) = 0;
-    // changed is called after the hotspot went on or off, on a thread of the backend; it must not block. Call once,
-    // before the first peer is served. An empty function ends it, and returns when no call runs any more.
+    // changed is called after the hotspot was opened or closed, on a thread of the backend; it must not block. Set a
+    // function once, before the first peer is served. An empty function ends the calls; SetListener then returns when
+    // no call runs any more.
     virtual void SetListener(std::function<void()> changed) = 0;
 };
 

@@ -1,13 +1,16 @@
-// Station: the state machine of a Wi-Fi join, the same for every backend. A backend begins an attempt and reports what
-// it observes at its radio; the station keeps the attempt's state, number, configuration and search limit, answers
-// GetLinkInfo and WaitForChange, writes the system event NET_WIFI_JOIN_FAIL of each attempt that failed, and says which
-// ends are published. A new attempt replaces the one before silently, from any state: observations name their attempt,
-// and change nothing once it was replaced or has ended.
+// Station: the state machine of a Wi-Fi join, which every backend uses. A backend begins an attempt and reports what
+// its radio observes. The station
+// - stores the attempt's state, number, configuration and search limit,
+// - answers GetLinkInfo and WaitForChange,
+// - writes the system event NET_WIFI_JOIN_FAIL for each attempt that failed,
+// - returns which changes the backend must publish as common events.
+// A new attempt silently replaces the previous one, in any state. Each observation names its attempt and changes
+// nothing if the attempt was replaced or has ended.
 //
 //   SEARCHING -> JOIN_REQUESTED -> JOINING -> OBTAINING_ADDRESS -> CONNECTED -> DISCONNECTED
 //
-// A radio may skip states. Each before CONNECTED may go back to SEARCHING, when another join is tried, or end in
-// FAILED. Any thread; own mutex; only WaitForChange blocks. What the stored configurations are for: wifi_device.h.
+// A radio may skip states. A state before CONNECTED may return to SEARCHING, to try another join, or end in FAILED. Any
+// thread; only WaitForChange blocks. Stored configurations: wifi_device.h.
 #pragma once
 
 #include <chrono>
@@ -27,42 +30,42 @@ inline constexpr const char* NOT_VISIBLE = "NOT_VISIBLE";
 inline constexpr const char* SECURITY_DIFFERS = "SECURITY_DIFFERS";
 inline constexpr const char* KEY_NEEDED = "KEY_NEEDED";
 inline constexpr const char* WRONG_KEY = "WRONG_KEY";
-inline constexpr const char* NOT_ADMITTED = "NOT_ADMITTED";  // the hotspot does not say why; most often the key
+inline constexpr const char* NOT_ADMITTED = "NOT_ADMITTED";  // the hotspot gives no reason; most often the key is wrong
 inline constexpr const char* NO_IP_ADDRESS = "NO_IP_ADDRESS";
 inline constexpr const char* NO_ANSWER = "NO_ANSWER";        // the hotspot did not complete the join in time
 inline constexpr const char* WIFI_OFF = "WIFI_OFF";          // switched off, or the radio was removed
-inline constexpr const char* RADIO_FAILED = "RADIO_FAILED";  // the radio, or the daemon that drives it
-inline constexpr const char* ENDED_HERE = "ENDED_HERE";      // by a person, another network or sleep of this device
+inline constexpr const char* RADIO_FAILED = "RADIO_FAILED";  // the radio failed, or the daemon that controls it
+inline constexpr const char* ENDED_HERE = "ENDED_HERE";      // by a person, another network or sleep, on this device
 }  // namespace JoinFailure
 
 // Why an attempt or a connection ended.
 struct LinkEnd {
-    const char* failure;   // of JoinFailure; counts when an attempt ended
+    const char* failure;   // a value of JoinFailure
     std::string sentence;  // for a person; it may name the network, never its key
 };
 
-// The ends that every backend has.
-LinkEnd NotVisible(const std::string& ssid);  // of an attempt
-LinkEnd HotspotGone();                        // of a connection
+// Ends that every backend can report.
+LinkEnd NotVisible(const std::string& ssid);  // ends an attempt
+LinkEnd HotspotGone();                        // ends a connection
 LinkEnd WrongKey();
 LinkEnd WifiOff(bool hasRadio);
 
-// How a network in the air is secured.
+// How a visible network is secured.
 struct NetworkSecurity {
     bool needsKey = false;
     bool allowsPsk = false;
     bool allowsSae = false;
 };
 
-// Why a station with this configuration cannot join such a network; none when it can try.
+// Returns why a station with this configuration cannot join such a network; no value if it can try.
 std::optional<LinkEnd> MismatchOf(const WifiDeviceConfig& config, const NetworkSecurity& security);
 
 class Station {
 public:
     enum class State {
         IDLE,            // no attempt yet
-        SEARCHING,       // until a network is seen that the attempt can join
-        JOIN_REQUESTED,  // the radio may still be leaving its network of before
+        SEARCHING,       // until a network that the attempt can join is visible
+        JOIN_REQUESTED,  // the radio may still be leaving its previous network
         JOINING,         // the radio authenticates with the hotspot
         OBTAINING_ADDRESS,
         CONNECTED,
@@ -70,34 +73,36 @@ public:
         DISCONNECTED,  // ended after it was connected
     };
 
-    // Where the latest attempt stood when it was asked for.
+    // The latest attempt, as it is when Current is called.
     struct Join {
         uint32_t attempt = 0;
         State state = State::IDLE;
-        WifiDeviceConfig config;                  // with its key
-        std::chrono::microseconds searchLeft{0};  // no join may begin any more at 0
+        WifiDeviceConfig config;                  // includes the key
+        std::chrono::microseconds searchLeft{0};  // at 0 no other join may begin
         bool IsUnderWay() const { return state >= State::SEARCHING && state <= State::CONNECTED; }
     };
 
-    // clock: of the search limit.
+    // clock: measures the search limit.
     explicit Station(const Clock& clock = Clock::System()) : clock_(clock) {}
 
     WifiLinkInfo LinkInfo() const;
-    // Blocks until the link differs from known in state or attempt, the limit has passed, or Stop(); returns what is.
+    // Blocks until state or attempt differ from known, the limit has passed, or Stop() is called. Returns the current
+    // link info.
     WifiLinkInfo WaitForChange(const WifiLinkInfo& known, std::chrono::milliseconds limit);
 
     Join Current() const;
-    // A new attempt is SEARCHING from now on: its number. None after Stop().
+    // Starts a new attempt in state SEARCHING. Returns its number; no value after Stop().
     std::optional<uint32_t> Begin(const WifiDeviceConfig& config, std::chrono::milliseconds searchLimit);
-    // The attempt is in a state before CONNECTED now. False when it is not the latest, or has ended.
+    // Sets the state of the attempt, which must be one before CONNECTED. Returns false if the attempt is not the latest
+    // or has ended.
     bool Advance(uint32_t attempt, State state);
-    // The attempt is CONNECTED now, and its network's hardware address stored before anybody sees that. Whether to
-    // publish it: not when the attempt is not the latest, has ended, or after Stop().
+    // Stores the network's hardware address in the configuration, then sets the attempt to CONNECTED. Returns true if
+    // the backend must publish that; false if the attempt is not the latest or has ended, and after Stop().
     bool OnConnected(uint32_t attempt, const std::string& bssid, const std::string& address);
-    // The attempt is FAILED now, or its connection DISCONNECTED: which one to publish; none in the cases of
-    // OnConnected.
+    // Sets the attempt to FAILED, or to DISCONNECTED if it was connected. Returns the state that the backend must
+    // publish; no value if the attempt is not the latest or has ended, and after Stop().
     std::optional<WifiLinkState> OnEnded(uint32_t attempt, const LinkEnd& end);
-    // Ends all waits; nothing is reported any more, and the link info stays as it is.
+    // Ends all waits. From now on nothing is to be published, and the link info does not change.
     void Stop();
     bool IsStopped() const;
 

@@ -12,7 +12,7 @@ std::shared_ptr<Interface> FindRadio(int32_t systemAbilityId, int32_t instanceId
     if (!ability) {
         return nullptr;
     }
-    // The deleter's copy is what keeps the object: it dies with the last shared_ptr.
+    // The deleter's copy of ability keeps the object alive until the last shared_ptr is destroyed.
     return std::shared_ptr<Interface>(ability.GetRefPtr(), [ability](Interface*) {});
 }
 

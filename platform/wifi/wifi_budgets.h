@@ -1,7 +1,7 @@
 // How long the Wi-Fi calls of one request may take. A requester waits 3 s for its answer, which covers the calls of
 // both devices and the link between them: the serving device's calls together end within 1.3 s, the requesting device's
 // within 0.9 s, and 0.8 s are left for the link. Opening a hotspot through a real NetworkManager took 300 to 390 ms in
-// an emulated machine. A call that reaches its budget returns a failure, and what it has begun by then is taken back.
+// an emulated machine. A call that reaches its budget returns a failure and undoes what it has begun.
 #pragma once
 
 #include <chrono>

@@ -1,4 +1,5 @@
-// WifiConfigStore: the configurations that a station was given, in memory. Any thread. No call blocks. They hold keys.
+// WifiConfigStore: the configurations that were added to a station, in memory only. They contain keys. Any thread. No
+// call blocks.
 #pragma once
 
 #include <optional>
@@ -11,14 +12,15 @@ namespace Vexo::Wifi {
 
 class WifiConfigStore {
 public:
-    // In the order of their ids; isCandidate: only those that were added so.
+    // Returns the configurations in the order of their ids. isCandidate: only those added with isCandidate.
     std::vector<WifiDeviceConfig> List(bool isCandidate);
-    // The id: ids count from 0; a configuration with the SSID and key management of a stored one replaces it and keeps
-    // its id.
+    // Stores a configuration and returns its id. Ids count from 0. A configuration with the SSID and key management of
+    // a stored one replaces that one and keeps its id.
     int Add(const WifiDeviceConfig& config, bool isCandidate);
-    // What a call means: its own configuration, or with an empty SSID the stored one of its id.
+    // Returns the configuration that a call refers to: config itself, or the stored one with its id if config has an
+    // empty SSID.
     WifiDeviceConfig Resolve(const WifiDeviceConfig& config);
-    // The hardware address of the network was seen.
+    // Stores the hardware address of the network, if the configuration is stored.
     void NoteBssid(const WifiDeviceConfig& config, const std::string& bssid);
     void Remove(const WifiDeviceConfig& config);
 

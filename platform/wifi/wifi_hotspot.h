@@ -1,7 +1,7 @@
 // WifiHotspot: this device's access point (ability 1121). Implemented by a backend. Any thread. Every call returns
-// within its budget (wifi_budgets.h) and lets longer work go on after it. A call that reaches its budget fails, and
-// undoes what it has begun. DisableHotspot, which no request makes, may take 10 s. Results: WifiResult or the radio's
-// own.
+// within its budget (wifi_budgets.h); what takes longer goes on after the call. A call that reaches its budget fails
+// and undoes what it has begun. DisableHotspot has no budget, because no request calls it; it may take 10 s. Results: a
+// WifiResult, or the radio's own code.
 #pragma once
 
 #include <cstdint>
@@ -14,8 +14,8 @@ namespace Vexo::Wifi {
 
 class WifiHotspot : public virtual RefBase {
 public:
-    // What is registered under that ability id now, or null. instanceId: the radio; only 0 exists. The pointer keeps
-    // the object.
+    // Returns the object registered under that ability id, or null. instanceId: the radio; only 0 exists. The pointer
+    // keeps the object alive.
     static std::shared_ptr<WifiHotspot> GetInstance(int32_t systemAbilityId, int32_t instanceId = 0);
 
     virtual int32_t IsHotspotActive(bool& isActive) = 0;

@@ -1,4 +1,4 @@
-// The values and records that Wi-Fi hotspot and Wi-Fi device share.
+// The types that WifiHotspot and WifiDevice share.
 #pragma once
 
 #include <cstdint>
@@ -6,7 +6,7 @@
 
 namespace Vexo::Wifi {
 
-// How a network is secured. The numbers travel between devices.
+// How a network is secured. The numbers are sent to other devices.
 enum class KeyMgmt : int32_t {
     NONE = 0,  // open
     WPA_PSK = 1,
@@ -31,7 +31,7 @@ enum WifiResult : int32_t {
 
 enum class ServiceType : int32_t { DEFAULT = 0 };
 
-// What a hotspot is called and how one joins it. The pre-shared key never goes to a log, an event or a trace.
+// The name, key and security of a hotspot. The pre-shared key never appears in a log line, an event or a trace.
 class HotspotConfig {
 public:
     const std::string& GetSsid() const { return ssid_; }
@@ -52,11 +52,12 @@ struct WifiDeviceConfig {
     std::string ssid;
     std::string bssid;  // "02:00:5e:10:00:01", empty when unknown
     std::string preSharedKey;
-    // "NONE"; "WPA-PSK": any security that a pre-shared key opens, WPA3 included; "WPA-EAP"; empty: as the air says.
+    // "NONE"; "WPA-PSK": any security with a pre-shared key, WPA3 included; "WPA-EAP"; empty: the security of the
+    // visible network.
     std::string keyMgmt;
 };
 
-// Where this device's Wi-Fi stands, for those who wait for it.
+// The state of this device's Wi-Fi connection, for callers that wait for it.
 enum class WifiLinkState : int32_t { IDLE = 0, CONNECTING = 1, CONNECTED = 2, FAILED = 3, DISCONNECTED = 4 };
 
 struct WifiLinkInfo {
@@ -65,7 +66,7 @@ struct WifiLinkInfo {
     std::string ssid;
     std::string address;  // when connected: "192.168.43.17"
     std::string reason;   // when failed or disconnected: "no hotspot of that name is visible", "wrong key", …
-    std::string failure;  // the same as a word of JoinFailure (station.h)
+    std::string failure;  // the same as a value of JoinFailure (station.h)
 };
 
 }  // namespace Vexo::Wifi
