@@ -1,6 +1,6 @@
-// A fuzz target feeds one decoder with arbitrary bytes and requires what must hold for any of them. Each file below
-// fuzz/ registers one; it is linked with fuzzer_main.cpp into a libFuzzer program of its own (scripts/fuzz), and with
-// all others into the replay test, which feeds it damaged samples. One thread.
+// A fuzz target passes arbitrary bytes to one decoder and checks what must hold for every input. Each .cpp file in the
+// folders below fuzz/ registers one target. The target is linked with fuzzer_main.cpp into a libFuzzer program of its
+// own (scripts/fuzz), and with all other targets into the replay test, which runs it on damaged samples. One thread.
 #pragma once
 
 #include <stdexcept>
@@ -11,13 +11,13 @@
 namespace Vexo::Fuzz {
 
 struct Target {
-    const char* name;                       // as scripts/fuzz takes it
-    std::vector<std::string> (*samples)();  // valid inputs: what damaged ones are made from
-    // True when the decoder accepted the input. Throws when a requirement does not hold, which ends a fuzz run.
+    const char* name;                       // its name as an argument of scripts/fuzz
+    std::vector<std::string> (*samples)();  // valid inputs, from which damaged inputs are made
+    // Returns true if the decoder accepted the input. Throws if a requirement does not hold, which ends a fuzz run.
     bool (*run)(std::string_view input);
 };
 
-// The targets that are linked in; complete once main() runs.
+// The targets that are linked in. Complete when main() starts.
 inline std::vector<Target>& Targets()
 {
     static std::vector<Target> targets;
@@ -28,7 +28,7 @@ struct Registration {
     explicit Registration(const Target& target) { Targets().push_back(target); }
 };
 
-// Throws unless holds; what says what should have.
+// Throws if holds is false. what names the requirement.
 inline void Require(bool holds, const char* what)
 {
     if (!holds) {
@@ -36,8 +36,9 @@ inline void Require(bool holds, const char* what)
     }
 }
 
-// Of a decoder that returns a Result and an encoder that is the way back: a refusal's message starts with what it is
-// about, and what was read is written so that it reads as the same. Returns whether the input was read.
+// Checks a decoder that returns a Result, and the encoder for its values. If the decoder refuses the input, the message
+// must start with about. Otherwise the encoded value must decode and encode to the same text. Returns true if the
+// decoder accepted the input.
 template <typename Decode, typename Encode>
 bool ReadsBack(const std::string& input, const Decode& decode, const Encode& encode, const char* about)
 {

@@ -1,4 +1,5 @@
-// The entry points that libFuzzer calls. DISTNET_FUZZ_CORPUS names a folder that gets the target's samples first.
+// The entry points that libFuzzer calls. If DISTNET_FUZZ_CORPUS names a folder, the target's samples are written there
+// first.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>

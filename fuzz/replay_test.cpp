@@ -1,4 +1,4 @@
-// Every fuzz target with its samples, whole, cut short and with single bits flipped, always at the same places.
+// Runs every fuzz target on its samples: unchanged, cut short, and with single bits flipped, always at the same places.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -10,7 +10,7 @@
 
 namespace Vexo::Fuzz {
 
-// How GoogleTest shows a parameter, and CTest a case.
+// Names a test case in the output of GoogleTest and CTest.
 void PrintTo(const Target& target, std::ostream* out)
 {
     *out << target.name;
@@ -18,7 +18,7 @@ void PrintTo(const Target& target, std::ostream* out)
 
 namespace {
 
-// Per sample; longer ones are cut and flipped at evenly spaced places.
+// For each sample. A longer sample is cut, or has bits flipped, at evenly spaced places.
 constexpr size_t MAX_CUTS = 50;
 constexpr size_t MAX_FLIPS = 100;
 
@@ -26,21 +26,21 @@ class Replay : public testing::TestWithParam<Target> {
 protected:
     void SetUp() override { QuviewDFX::SetLogLevel(QuviewDFX::LogLevel::FATAL); }
 
-    // Whether the decoder accepted the input, which lies in memory of just its size: a sanitizer sees each read past
-    // it.
+    // Returns true if the decoder accepted the input. The input is copied to memory of exactly its size, so that a
+    // sanitizer detects every read beyond it.
     static bool Accepts(const std::string& input, const std::string& what)
     {
         const std::vector<char> exact(input.begin(), input.end());
         try {
             return GetParam().run({exact.data(), exact.size()});
         } catch (const std::exception& failed) {
-            ADD_FAILURE() << what << ": not so: " << failed.what();
+            ADD_FAILURE() << what << ": requirement does not hold: " << failed.what();
             return false;
         }
     }
 };
 
-TEST_P(Replay, AcceptsItsSamplesAndBearsDamagedOnes)
+TEST_P(Replay, AcceptsSamplesAndSurvivesDamagedOnes)
 {
     size_t number = 0;
     size_t refused = 0;
@@ -57,7 +57,7 @@ TEST_P(Replay, AcceptsItsSamplesAndBearsDamagedOnes)
             refused += Accepts(flipped, name + " with bit " + std::to_string(bit) + " flipped") ? 0 : 1;
         }
     }
-    EXPECT_GT(refused, number) << "damage goes unnoticed";
+    EXPECT_GT(refused, number) << "too few damaged samples are rejected";
 }
 
 INSTANTIATE_TEST_SUITE_P(Fuzz, Replay, testing::ValuesIn(Targets()));

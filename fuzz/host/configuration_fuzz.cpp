@@ -1,4 +1,4 @@
-// The configuration of distnetd.
+// Fuzzes the parser of distnetd's configuration.
 #include "host/configuration.h"
 
 #include "fuzz/fuzz_target.h"
@@ -24,8 +24,10 @@ bool Run(std::string_view input)
     if (!faults.empty()) {
         return false;
     }
-    Fuzz::Require(!configuration.deviceName.empty() && configuration.deviceName.size() <= 64, "a name of 1 to 64");
-    Fuzz::Require(configuration.ipcSocketMode >= 0600 && configuration.ipcSocketMode <= 0666, "a mode in its range");
+    Fuzz::Require(!configuration.deviceName.empty() && configuration.deviceName.size() <= 64,
+                  "a device name has 1 to 64 bytes");
+    Fuzz::Require(configuration.ipcSocketMode >= 0600 && configuration.ipcSocketMode <= 0666,
+                  "a socket mode is in its range");
     for (const auto& path : {configuration.stateDir, configuration.ipcSocket, configuration.airDir}) {
         Fuzz::Require(path.is_absolute(), "paths start from the file's folder");
     }

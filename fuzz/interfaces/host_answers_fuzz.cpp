@@ -1,4 +1,4 @@
-// The daemon's answers, as a client reads them.
+// Fuzzes the client's parsers of the daemon's answers.
 #include <algorithm>
 #include <iterator>
 

@@ -1,4 +1,4 @@
-// What strangers advertise over Bluetooth, and addresses.
+// Fuzzes the decoders of Bluetooth service data, which strangers may advertise, and of Bluetooth addresses.
 #include "backends/linux/bluetooth_address.h"
 #include "fuzz/fuzz_target.h"
 

@@ -1,4 +1,4 @@
-// The records that a simulated hotspot and a simulated station have in the air.
+// Fuzzes the parsers of the records that simulated hotspots and stations write to the air folder.
 #include "backends/simulated/air.h"
 
 #include "fuzz/fuzz_target.h"

@@ -1,4 +1,4 @@
-// The file that is a simulated device, and each assignment that distnetctl makes in it.
+// Fuzzes the parser of a simulated device's state file, and the assignments that distnetctl makes in that file.
 #include "backends/simulated/device_state.h"
 
 #include "fuzz/fuzz_target.h"
@@ -13,7 +13,7 @@ std::vector<std::string> Samples()
     faulty.hotspotSecurity = HotspotSecurity::WPA3;
     faulty.inReach = {{"of:fice", 100}, {"home", 0}};
     faulty.batteryPercent = 7;
-    // The control character is one bit from a NUL, which the file could not hold.
+    // The control character differs in one bit from NUL, which the file could not contain.
     return {SerializeDeviceState({}), SerializeDeviceState(faulty), "hotspot.key=example-\1",
             "network.in_reach=office:80,home:40"};
 }

@@ -1,4 +1,4 @@
-// The messages between daemons, as another device sends them.
+// Fuzzes the decoder of the messages that daemons of different devices exchange.
 #include "host/peers/peer_messages.h"
 
 #include "fuzz/fuzz_target.h"
@@ -21,7 +21,7 @@ std::vector<std::string> Samples()
 struct Encoder {
     std::string operator()(const NumberedRequest& request) const { return Encode(request); }
     std::string operator()(const NumberedAnswer& answer) const { return Encode(answer); }
-    // Of no kind that could be written: one that reads as the same.
+    // No such request can be encoded. This text decodes to the same value.
     std::string operator()(const UnknownRequest& request) const
     {
         return R"({"version":1,"ask":"?","request":)" + std::to_string(request.number) + "}";

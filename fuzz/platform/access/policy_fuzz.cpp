@@ -1,4 +1,4 @@
-// The access policy's file.
+// Fuzzes the parser of the access policy file.
 #include "platform/access/policy.h"
 
 #include "fuzz/fuzz_target.h"
@@ -21,8 +21,9 @@ bool Run(std::string_view input)
     }
     for (const PolicyEntry& entry : policy.value().entries) {
         Fuzz::Require(entry.user.empty() != entry.group.empty(), "an entry is for a user or for a group");
-        Fuzz::Require(entry.tokenType >= TOKEN_HAP && entry.tokenType <= TOKEN_SHELL, "a token type exists");
-        Fuzz::Require(entry.privilegeLevel >= APL_NORMAL && entry.privilegeLevel <= APL_SYSTEM_CORE, "a level exists");
+        Fuzz::Require(entry.tokenType >= TOKEN_HAP && entry.tokenType <= TOKEN_SHELL, "a token type is known");
+        Fuzz::Require(entry.privilegeLevel >= APL_NORMAL && entry.privilegeLevel <= APL_SYSTEM_CORE,
+                      "a privilege level is known");
         for (const std::string& permission : entry.permissions) {
             Fuzz::Require(!permission.empty(), "a permission has a name");
         }

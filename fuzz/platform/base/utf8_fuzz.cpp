@@ -1,4 +1,4 @@
-// Text of others, and what is shown of it.
+// Fuzzes the functions that escape text from others before it is shown.
 #include "platform/base/utf8.h"
 
 #include "fuzz/fuzz_target.h"

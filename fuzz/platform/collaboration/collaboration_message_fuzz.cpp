@@ -1,4 +1,4 @@
-// The messages of two collaboration frameworks.
+// Fuzzes the decoder of the messages that two collaboration frameworks exchange.
 #include "platform/collaboration/collaboration_message.h"
 
 #include "fuzz/fuzz_target.h"
@@ -32,7 +32,7 @@ bool Run(std::string_view input)
         return false;
     }
     const auto encode = [](const auto& kind) { return Encoded(kind); };
-    // Padding may hold anything, so the bytes may differ once and never again.
+    // Padding may contain any bytes, so the first encoding may differ from the input. The second must equal the first.
     const std::string first = std::visit(encode, message);
     const Message again = Decode(first.data(), first.size());
     Fuzz::Require(

@@ -1,4 +1,5 @@
-// A datagram of local IPC: its header, then values read from its parcel in an order that the datagram itself gives.
+// Fuzzes the decoding of an IPC datagram: its header, then values read from its parcel. The header's request code gives
+// the order of the reads.
 #include "fuzz/fuzz_target.h"
 #include "platform/ipc/wire.h"
 
@@ -15,12 +16,13 @@ std::vector<std::string> Samples()
                          parcel.WriteStringVector(TEXTS);
     Fuzz::Require(written, "the sample fits");
     std::string datagram(IPC_HEADER_SIZE, '\0');
-    // The code is the order of the reads: u16string, bool, int32, int64, uint16, string, strings.
+    // Each octal digit of the code is one read, from the last digit on: u16string, bool, int32, int64, uint16, string,
+    // strings.
     EncodeHeader({0, 1163, 00'6543210}, reinterpret_cast<uint8_t*>(datagram.data()));
     return {datagram.append(reinterpret_cast<const char*>(parcel.GetData()), parcel.GetDataSize())};
 }
 
-// Reads one value and, if that worked, writes it; the result is what the read said.
+// Reads one value and, if the read succeeds, writes it. Returns whether the read succeeded.
 template <typename Value>
 bool Copy(MessageParcel& from, MessageParcel& to, bool (Parcel::*read)(Value&), auto write)
 {
@@ -67,11 +69,12 @@ bool Run(std::string_view input)
     uint32_t order = header.code;
     size_t left = parcel.GetReadableBytes();
     for (; left != 0 && CopyNext(order, parcel, again); order = order >> 3 | order << 29) {
-        Fuzz::Require(parcel.GetReadableBytes() < left, "a read takes bytes");
+        Fuzz::Require(parcel.GetReadableBytes() < left, "a read consumes bytes");
         left = parcel.GetReadableBytes();
     }
-    Fuzz::Require(parcel.GetReadableBytes() == left, "a failed read takes nothing");
-    Fuzz::Require(again.GetDataSize() == parcel.GetDataSize() - left, "values take the bytes that they are written as");
+    Fuzz::Require(parcel.GetReadableBytes() == left, "a failed read consumes nothing");
+    Fuzz::Require(again.GetDataSize() == parcel.GetDataSize() - left,
+                  "a value is written with as many bytes as it was read from");
     return left == 0;
 }
 

@@ -1,4 +1,4 @@
-// Answers of name servers to the query for the root's name servers.
+// Fuzzes the check of DNS answers to the query for the root's name servers.
 #include "platform/network/dns_probe.h"
 
 #include "fuzz/fuzz_target.h"
@@ -26,11 +26,12 @@ bool Run(std::string_view input)
     const auto* const data = reinterpret_cast<const uint8_t*>(input.data());
     const Result<void> checked = CheckRootAnswer(ID, data, input.size());
     if (!checked) {
-        Fuzz::Require(checked.error().message.starts_with("DNS answer: "), "a refusal says what it is about");
+        Fuzz::Require(checked.error().message.starts_with("DNS answer: "),
+                      "a refusal's message starts with DNS answer");
         return false;
     }
     Fuzz::Require(input.starts_with("AB"), "only an answer to this query is accepted");
-    Fuzz::Require(!CheckRootAnswer(ID + 1, data, input.size()), "it answers no other query");
+    Fuzz::Require(!CheckRootAnswer(ID + 1, data, input.size()), "the same bytes do not answer another query");
     return true;
 }
 

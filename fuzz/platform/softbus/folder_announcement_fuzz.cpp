@@ -1,4 +1,4 @@
-// The file by which a device announces its token in a shared folder.
+// Fuzzes the decoder of the file in which a device announces its token in a shared folder.
 #include "fuzz/fuzz_target.h"
 #include "platform/softbus/discovery/folder_channel.h"
 #include "platform/trust/announcement_tokens.h"

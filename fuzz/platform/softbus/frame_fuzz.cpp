@@ -1,4 +1,4 @@
-// The byte stream of a link, in pieces of changing size, and the payloads of its frames.
+// Fuzzes the decoders of a link's byte stream, given in pieces of changing size, and of the payloads of its frames.
 #include "platform/softbus/link/frame.h"
 
 #include "fuzz/fuzz_target.h"
@@ -20,7 +20,7 @@ std::vector<std::string> Samples()
             Framed(FrameKind::OPENED, EncodeOpened(-1)) + Framed(FrameKind::CLOSE, "")};
 }
 
-// What decodes must encode to itself; a later version may carry more.
+// A payload that decodes must encode to itself, unless a later version added fields.
 bool Decodes(const Frame& frame)
 {
     if (frame.kind == FrameKind::HELLO) {
@@ -59,7 +59,8 @@ bool Run(std::string_view input)
             accepted = Decodes(frame) && accepted;
         }
         const bool broken = status == FrameDecoder::Status::BROKEN;
-        Fuzz::Require(broken ? !decoder.Problem().empty() : part.empty(), "it says what broke, or takes every byte");
+        Fuzz::Require(broken ? !decoder.Problem().empty() : part.empty(),
+                      "the decoder names the fault or consumes every byte");
     }
     Fuzz::Require(input.starts_with(again), "the frames are the stream's bytes in order");
     return accepted && again.size() == input.size() && !input.empty();

@@ -1,4 +1,4 @@
-// The payloads of an enrolment by ticket: a frame kind, and the payload.
+// Fuzzes the decoders of the messages of an enrolment by ticket. The first byte of an input selects the message.
 #include "platform/softbus/enrolment/join_frames.h"
 
 #include <algorithm>

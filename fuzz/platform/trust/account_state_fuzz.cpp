@@ -1,5 +1,5 @@
-// The account's state, as another member sends it: bytes as they come, and texts that the account's key has signed,
-// which an input could not reach through the signature.
+// Fuzzes the reading of the account's state, as another member sends it. An input is either such bytes or, if it starts
+// with {, a text that is signed with the account's key first: no other input would pass the check of the signature.
 #include "fuzz/fuzz_target.h"
 #include "platform/trust/account.h"
 #include "platform/trust/account_state.h"

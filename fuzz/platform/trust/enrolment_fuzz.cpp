@@ -1,5 +1,5 @@
-// What enrolment takes from another device: the request that Admit signs, the answer that Install keeps,
-// and what is inside the answer, which an input could not reach through its encryption.
+// Fuzzes what enrolment receives from another device: the request that Admit signs, the answer that Install stores, and
+// the decrypted content of the answer, which other inputs cannot reach.
 #include "fuzz/fuzz_target.h"
 #include "platform/trust/account.h"
 #include "platform/trust/enrolment_answer.h"
@@ -11,7 +11,7 @@
 namespace Vexo::Trust {
 namespace {
 
-// One device with an account, and one with a request that the first has admitted.
+// One device that owns an account, and one whose request the first has admitted.
 struct Devices {
     Tests::TempFolder folder;
     std::filesystem::path owner = folder.Path() / "owner";
@@ -51,7 +51,7 @@ bool Admits(const std::string& request)
         Fuzz::Require(!admitted.error().message.empty(), "a refusal says why");
         return false;
     }
-    // Nobody can sign a request for another key, so every request that is admitted is for this one.
+    // Only the owner of a key can sign a request for it, so every admitted request is for this device's key.
     const auto answer = OpenAnswer(admitted.value(), TheDevices().otherKey.get());
     Fuzz::Require(answer && VerifySignedBy(answer.value().device.get(), answer.value().account.get()) &&
                       IsP256(X509_get0_pubkey(answer.value().device.get())),

@@ -1,4 +1,4 @@
-// The text of a ticket, as a person types it.
+// Fuzzes the parser of a ticket, as a person types it.
 #include "platform/trust/ticket.h"
 
 #include "fuzz/fuzz_target.h"
@@ -21,7 +21,7 @@ bool Run(std::string_view input)
     }
     const std::string text = TicketText(ticket.value());
     const auto again = ParseTicket(text);
-    Fuzz::Require(text.size() <= MAX_TICKET_TEXT, "it can be typed");
+    Fuzz::Require(text.size() <= MAX_TICKET_TEXT, "a ticket's text is short enough to type");
     Fuzz::Require(
         again && again.value().secret == ticket.value().secret && again.value().address == ticket.value().address,
         "what was read is written as the same");
