@@ -35,7 +35,7 @@ sptr<ISystemAbilityManager> SystemAbilityManagerClient::GetSystemAbilityManager(
 void SystemAbilityManagerClient::SetSystemAbilityManager(const sptr<ISystemAbilityManager>& manager)
 {
     InstalledManager& installed = Installed();
-    sptr<ISystemAbilityManager> previous = manager;  // released after the lock
+    sptr<ISystemAbilityManager> previous = manager;  // destroyed after the lock is released
     const MutexLock lock(installed.mutex);
     std::swap(installed.manager, previous);
 }

@@ -31,9 +31,9 @@ struct OnDemand {
     SystemAbilityManager::Loader loader;  // constant
     Phase phase = Phase::NOT_LOADED;
     size_t running = 0;             // requests that run now
-    size_t waiting = 0;             // callers that want it loaded
+    size_t waiting = 0;             // callers that wait until it is loaded
     uint64_t failures = 0;          // starts that failed so far
-    bool unloadWhenLoaded = false;  // the unload came while it was loading
+    bool unloadWhenLoaded = false;  // unload was requested while it was loading
 };
 
 bool RunLoader(const OnDemand& ability)

@@ -39,7 +39,7 @@ public:
     virtual void OnRemoteDied() = 0;
 };
 
-// The interface of ability 4802, which DeviceManager forwards to. Same contracts.
+// The interface of ability 4802, to which DeviceManager forwards. Same contracts.
 class IDeviceManagerService : public virtual RefBase {
 public:
     virtual int32_t InitDeviceManager(const std::string& pkgName, std::shared_ptr<DmInitCallback> callback) = 0;

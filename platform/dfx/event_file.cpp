@@ -177,7 +177,8 @@ Result<EventPage> EventFile::Read(uint64_t cursor, size_t maxBytes, std::chrono:
     return page;
 }
 
-// Fills the page from the file that contains the cursor at. Returns false, with errno set, if the file cannot be read.
+// Fills the page from the file that contains the position at. Returns false, with errno set, if the file cannot be
+// read.
 bool EventFile::ReadPiece(uint64_t at, size_t maxBytes, EventPage& page) const
 {
     size_t file = olderBytes_.size();

@@ -71,7 +71,7 @@ void SetLogLevel(LogLevel level) noexcept;
 std::shared_ptr<LogSink> MakeStderrLogSink();
 
 // Makes a sink that passes each event to all given sinks, in order, and returns the first result that is not 0. Sinks
-// to give it: event_file.h, journal.h.
+// for events: event_file.h, journal.h.
 std::shared_ptr<SysEventSink> MakeTeeSysEventSink(std::vector<std::shared_ptr<SysEventSink>> sinks);
 
 }  // namespace Vexo::QuviewDFX

@@ -93,12 +93,12 @@ private:
 // The names of the platform's spans in a trace (docs/traces.md).
 namespace SpanName {
 inline constexpr std::string_view COLLABORATION = "collaboration start";  // until the peer has answered
-inline constexpr std::string_view SESSION_OPEN = "session open";          // until the opened callback; by session id
+inline constexpr std::string_view SESSION_OPEN = "session open";    // until the opened callback; task id: session id
 inline constexpr std::string_view SEEK = "seek";                    // until a device to dial is heard, or dialling ends
 inline constexpr std::string_view CONNECT = "connect";              // one address, until it is connected or given up
-inline constexpr std::string_view HANDSHAKE = "TLS handshake";      // by the socket's number
+inline constexpr std::string_view HANDSHAKE = "TLS handshake";      // task id: the socket's number
 inline constexpr std::string_view SEND = "send";                    // the call only, not the transfer
-inline constexpr std::string_view ANSWER = "answer";                // from send to received bytes; by session id
+inline constexpr std::string_view ANSWER = "answer";                // from send to received bytes; task id: session id
 inline constexpr std::string_view HOTSPOT_STATE = "hotspot state";  // this and the following: calls of the radio
 inline constexpr std::string_view HOTSPOT_ENABLE = "hotspot enable";
 inline constexpr std::string_view HOTSPOT_DISABLE = "hotspot disable";

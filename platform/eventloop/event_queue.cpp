@@ -72,7 +72,7 @@ void EventQueue::Run()
 
 void EventQueue::Stop()
 {
-    std::vector<Entry> dropped;  // as in Remove
+    std::vector<Entry> dropped;  // destroyed after the lock is released
     const MutexLock lock(mutex_);
     stopped_ = true;
     dropped = entries_.RemoveIf([](const Entry&) { return true; });

@@ -11,7 +11,7 @@
 
 namespace Vexo::EventFwk {
 
-// The interface of ability 3299, which CommonEventManager forwards to. Same contracts.
+// The interface of ability 3299, to which CommonEventManager forwards. Same contracts.
 class ICommonEventService : public virtual RefBase {
 public:
     virtual bool SubscribeCommonEvent(const std::shared_ptr<CommonEventSubscriber>& subscriber) = 0;

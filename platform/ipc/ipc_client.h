@@ -31,7 +31,7 @@ public:
                      std::chrono::milliseconds limit);
     // Returns false once either side has closed the connection. Does not block.
     bool IsOpen() const;
-    // Closes the connection. A Transact that runs returns IPC_CLOSED. Does not block.
+    // Closes the connection. A running Transact returns IPC_CLOSED. Does not block.
     void Close();
 
 private:

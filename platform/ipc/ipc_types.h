@@ -9,7 +9,7 @@ namespace Vexo {
 // same field.
 enum IpcStatus : int32_t {
     IPC_OK = 0,
-    IPC_UNKNOWN_REQUEST = 305,      // no such request code, or the reply parcel says why it was refused
+    IPC_UNKNOWN_REQUEST = 305,      // no such request code; or a refusal, whose reason is in the reply parcel
     IPC_UNKNOWN_ABILITY = 306,      // no ability is registered under that id
     IPC_ABILITY_UNAVAILABLE = 307,  // the ability could not be loaded in time
     IPC_BAD_DATAGRAM = 308,         // truncated, oversized, or not of this protocol
@@ -17,7 +17,7 @@ enum IpcStatus : int32_t {
     IPC_REFUSED = 310,              // this caller may not connect
     IPC_CLOSED = 311,               // client side: the connection is gone
     IPC_TIMED_OUT = 312,            // client side: no reply within the limit; the connection is closed
-    IPC_HANDLER_FAILED = 313,       // the handler of the request let an exception out
+    IPC_HANDLER_FAILED = 313,       // the request's handler threw an exception
 };
 
 }  // namespace Vexo

@@ -1,7 +1,7 @@
 // ServerConnection: one client connection of the server, and which thread may use it. The connection is either armed in
 // the server's epoll for one event, or owned by the worker that received an event. While a request waits for a later
-// reply, no worker owns the connection. Nothing here blocks. Workers call it; SendLater is called on any thread, GiveUp
-// on the timer thread. Stages:
+// reply, no worker owns the connection. Nothing here blocks. Workers call its functions, except SendLater (any thread)
+// and GiveUp (timer thread). Stages:
 //   READING --request--> RUNNING --answered--> READING
 //   RUNNING --its reply comes later--> AWAITING_REPLY --reply--> READING
 //   RUNNING, AWAITING_REPLY --the client does not read--> SENDING --it reads--> READING
@@ -82,8 +82,8 @@ private:
     const std::chrono::milliseconds sendLimit_;
     UniqueFd socket_;  // reset by Close, when no worker has the connection
 
-    // Locked also to arm the connection. The kernel passes an armed connection to the next worker, and the C++ memory
-    // model does not know the kernel's order. TakeTurn locks this mutex, so the new worker sees what the previous one
+    // Also locked to arm the connection: the kernel passes an armed connection to the next worker, and the C++ memory
+    // model does not cover that hand-over. TakeTurn locks this mutex, so the new worker sees what the previous one
     // wrote.
     Mutex mutex_;
     Stage stage_ GUARDED_BY(mutex_) = Stage::RUNNING;

@@ -48,7 +48,7 @@ UniqueFd NewSocket()
     return UniqueFd(::socket(AF_UNIX, SOCK_SEQPACKET | SOCK_CLOEXEC, 0));
 }
 
-// 0, or the errno of the call.
+// Connect and Bind return 0 or an errno.
 int Connect(int socket, const sockaddr_un& address)
 {
     return ::connect(socket, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0 ? 0 : errno;

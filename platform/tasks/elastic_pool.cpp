@@ -189,8 +189,8 @@ private:
         if (!mayWait) {
             Retire(*worker);
         }
-        // Waits without a time-out, for which the kernel would set and remove a timer at every wait. Trim ends idle
-        // workers.
+        // Waits without a time-out: the kernel would have to set and remove a timer at every wait. Trim ends idle
+        // workers instead.
         while (!worker->job.work && !worker->leave) {
             worker->handed.Wait(mutex_);
         }

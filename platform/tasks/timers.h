@@ -41,11 +41,12 @@ private:
 class Timers : public Clock {
 public:
     // Runs work once on the pool, after delay (at most ten years). Does not block. Without a delay the work is posted
-    // to the pool at once, and the returned timer is not armed. It is not armed either if the timer thread cannot be
-    // started: the work is then lost, which is logged.
+    // to the pool at once, and the returned timer is not armed. Work is lost, with a log line, if the pool refuses it
+    // or the timer thread cannot be started.
     Timer RunAfter(std::chrono::microseconds delay, Work work, ElasticPool& pool = ElasticPool::Shared());
-    // Like RunAfter, but runs work on the timer thread, which the work must not block. For short upkeep, such as that
-    // of the pools.
+    // Runs work once after delay on the timer thread, which the work must not block. For short upkeep, such as that of
+    // the pools. If the timer thread cannot be started, the work is lost, with a log line, and the returned timer is
+    // not armed.
     Timer CallAfter(std::chrono::microseconds delay, Work work);
 
     // The timers of this machine. Never destroyed.

@@ -23,7 +23,7 @@ enum class SimState : int32_t { UNKNOWN = 0, NOT_PRESENT = 1, LOCKED = 2, NOT_RE
 
 inline constexpr int32_t SIM_SLOT_COUNT = 2;
 
-// The interfaces of abilities 4010 and 4011, which the clients forward to. Same contracts.
+// The interfaces of abilities 4010 and 4011, to which the clients forward. Same contracts.
 class ICoreService : public virtual RefBase {
 public:
     virtual int32_t GetSimState(int32_t slotId, SimState& state) = 0;

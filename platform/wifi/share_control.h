@@ -15,7 +15,7 @@ namespace Vexo::Wifi {
 
 // Why this device closed a hotspot that it had opened: the REASON of the system event NET_SHARE_CLOSED.
 namespace ShareClosed {
-inline constexpr const char* ASKED = "ASKED";                              // by a call
+inline constexpr const char* ASKED = "ASKED";                              // a caller asked for it
 inline constexpr const char* IDLE = "IDLE";                                // no station for the idle limit
 inline constexpr const char* IDLE_WITHOUT_UPLINK = "IDLE_WITHOUT_UPLINK";  // like IDLE, while this device had no uplink
 inline constexpr const char* BATTERY_LOW = "BATTERY_LOW";
@@ -25,7 +25,7 @@ inline constexpr const char* KEY_CHANGED = "KEY_CHANGED";  // a device was remov
 inline constexpr const char* TOO_LATE = "TOO_LATE";        // the hotspot opened after the call had failed
 inline constexpr const char* RELEASED = "RELEASED";  // released by the device that asked for it; no device uses it
 inline constexpr const char* LEASE_ENDED = "LEASE_ENDED";      // the last lease ended, and no station is connected
-inline constexpr const char* BATTERY_FLOOR = "BATTERY_FLOOR";  // below the owner's battery floor
+inline constexpr const char* BATTERY_FLOOR = "BATTERY_FLOOR";  // the battery is below the owner's limit
 inline constexpr const char* DATA_LIMIT = "DATA_LIMIT";        // the monthly data limit is reached
 }  // namespace ShareClosed
 

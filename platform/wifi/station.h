@@ -96,8 +96,9 @@ public:
     // Sets the state of the attempt, which must be one before CONNECTED. Returns false if the attempt is not the latest
     // or has ended.
     bool Advance(uint32_t attempt, State state);
-    // Stores the network's hardware address in the configuration, then sets the attempt to CONNECTED. Returns true if
-    // the backend must publish that; false if the attempt is not the latest or has ended, and after Stop().
+    // Sets the attempt to CONNECTED and stores the network's hardware address in its configuration, before another
+    // thread can see the new state. Returns true if the backend must publish that; false if the attempt is not the
+    // latest or has ended, and after Stop().
     bool OnConnected(uint32_t attempt, const std::string& bssid, const std::string& address);
     // Sets the attempt to FAILED, or to DISCONNECTED if it was connected. Returns the state that the backend must
     // publish; no value if the attempt is not the latest or has ended, and after Stop().

@@ -20,7 +20,7 @@ public:
     // keeps the object alive.
     static std::shared_ptr<WifiDevice> GetInstance(int32_t systemAbilityId, int32_t instanceId = 0);
 
-    // The stored configurations; isCandidate: only those that a program proposed.
+    // Replaces configs by the stored configurations. isCandidate: only those that were added as candidates.
     virtual int32_t GetDeviceConfigs(std::vector<WifiDeviceConfig>& configs, bool isCandidate) = 0;
     // Stores a configuration and gives it a network id.
     virtual int32_t AddDeviceConfig(const WifiDeviceConfig& config, int& networkId, bool isCandidate) = 0;

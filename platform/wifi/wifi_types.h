@@ -24,7 +24,7 @@ enum WifiResult : int32_t {
     WIFI_OK = 0,
     WIFI_NO_ANSWER = 1,       // the radio did not answer in time
     WIFI_DISABLED = 2,        // switched off or blocked
-    WIFI_INVALID_CONFIG = 3,  // SSID not of 1 to 32 bytes, or a key that its security does not allow
+    WIFI_INVALID_CONFIG = 3,  // SSID without 1 to 32 bytes, or a key that the security does not allow
     WIFI_NOT_SUPPORTED = 4,
     WIFI_FAILED = 5,
 };
