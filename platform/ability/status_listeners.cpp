@@ -44,8 +44,8 @@ void StatusListeners::Notify(int32_t systemAbilityId, Event event) const
     }
 }
 
-void StatusListeners::TellOne(int32_t systemAbilityId, Event event,
-                              const sptr<ISystemAbilityStatusChange>& listener) const
+void StatusListeners::NotifyOne(int32_t systemAbilityId, Event event,
+                                const sptr<ISystemAbilityStatusChange>& listener) const
 {
     const auto entry = listeners_.find(listener.GetRefPtr());
     if (entry != listeners_.end()) {

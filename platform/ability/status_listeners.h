@@ -24,7 +24,7 @@ public:
 
     // Post the callbacks and return. Do not block.
     void Notify(int32_t systemAbilityId, Event event) const;
-    void TellOne(int32_t systemAbilityId, Event event, const sptr<ISystemAbilityStatusChange>& listener) const;
+    void NotifyOne(int32_t systemAbilityId, Event event, const sptr<ISystemAbilityStatusChange>& listener) const;
 
 private:
     struct Listener {

@@ -349,7 +349,7 @@ int32_t SystemAbilityManager::State::Subscribe(int32_t id, const sptr<ISystemAbi
     }
     const MutexLock lock(mutex_);
     if (listeners_.Add(id, listener) && registry_.count(id) != 0) {
-        listeners_.TellOne(id, StatusListeners::Event::ADDED, listener);
+        listeners_.NotifyOne(id, StatusListeners::Event::ADDED, listener);
     }
     return ERR_OK;
 }
