@@ -111,7 +111,7 @@ uint32_t TraceRecorder::Start(std::chrono::milliseconds limit, bool detached)
     recording->started = now;
     recording->ends = now + std::min<std::chrono::milliseconds>(limit, RECORDING_LIMIT);
     recordings_[++lastRecording_] = recording;
-    FollowRecordings();
+    UpdateTraceSink();
     return lastRecording_;
 }
 
@@ -128,7 +128,7 @@ TraceRecorder::RecordingPtr TraceRecorder::FindAndFinish(uint32_t& recording)
     }
     recording = found->first;
     Finish(*found->second, clock_.Now());
-    FollowRecordings();
+    UpdateTraceSink();
     return found->second;
 }
 
@@ -305,11 +305,11 @@ void TraceRecorder::FinishExpired(SteadyTime now)
         }
     }
     if (expired) {
-        FollowRecordings();
+        UpdateTraceSink();
     }
 }
 
-void TraceRecorder::FollowRecordings()
+void TraceRecorder::UpdateTraceSink()
 {
     DISTNET_ASSERT(!weak_from_this().expired(), "a recorder is owned by a shared_ptr");
     const bool any =

@@ -98,7 +98,7 @@ private:
     static void AppendSpan(std::string& text, const Span& span);
     RecordingPtr FindAndFinish(uint32_t& recording) EXCLUDES(mutex_);
     void FinishExpired(SteadyTime now) REQUIRES(mutex_);
-    void FollowRecordings() REQUIRES(mutex_);
+    void UpdateTraceSink() REQUIRES(mutex_);
     std::string Render(const Recording& recording) const;
 
     const std::string processName_;
