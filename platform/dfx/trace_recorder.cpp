@@ -246,7 +246,7 @@ void TraceRecorder::EndInnermost(Recording& recording, Thread& thread, SteadyTim
     } else if (!thread.open.empty()) {
         Span span = std::move(thread.open.back());
         thread.open.pop_back();
-        Keep(recording, std::move(span), when, how);
+        StoreFinishedSpan(recording, std::move(span), when, how);
     }
 }
 
@@ -263,11 +263,11 @@ void TraceRecorder::BeginAsync(Recording& recording, Span span)
 void TraceRecorder::EndAsync(Recording& recording, const Span& end)
 {
     if (auto begun = recording.async.extract({end.name, end.taskId})) {
-        Keep(recording, std::move(begun.mapped()), end.begin, End::FINISHED);
+        StoreFinishedSpan(recording, std::move(begun.mapped()), end.begin, End::FINISHED);
     }
 }
 
-void TraceRecorder::Keep(Recording& recording, Span span, SteadyTime end, End how)
+void TraceRecorder::StoreFinishedSpan(Recording& recording, Span span, SteadyTime end, End how)
 {
     if (recording.spans.size() >= MAX_RECORDED_SPANS) {
         ++recording.dropped;
@@ -290,7 +290,7 @@ void TraceRecorder::Finish(Recording& recording, SteadyTime when)
         }
     }
     for (auto& [key, span] : recording.async) {
-        Keep(recording, std::move(span), recording.ends, End::WITH_RECORDING);
+        StoreFinishedSpan(recording, std::move(span), recording.ends, End::WITH_RECORDING);
     }
     recording.async.clear();
 }

@@ -92,7 +92,7 @@ private:
     static void BeginAsync(Recording& recording, Span span);
     static void EndAsync(Recording& recording, const Span& end);
     static void EndInnermost(Recording& recording, Thread& thread, SteadyTime when, End how);
-    static void Keep(Recording& recording, Span span, SteadyTime end, End how);
+    static void StoreFinishedSpan(Recording& recording, Span span, SteadyTime end, End how);
     static Thread* ThreadOf(Recording& recording, int tid);
     static void Finish(Recording& recording, SteadyTime when);
     static void AppendSpan(std::string& text, const Span& span);
