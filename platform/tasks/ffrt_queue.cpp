@@ -40,7 +40,7 @@ public:
         }
         const Vexo::MutexLock lock(mutex_);
         task->place = waiting_.Add(Vexo::Tasks::DueAfter(timers_.Now(), delay), task);
-        if (!look_ahead()) {
+        if (!ensure_runner()) {
             waiting_.Remove(task->place);
             return nullptr;
         }
@@ -76,7 +76,7 @@ public:
 
 private:
     // Makes sure that a runner starts when the first task is due. Returns false if the runtime refuses one.
-    bool look_ahead() REQUIRES(mutex_)
+    bool ensure_runner() REQUIRES(mutex_)
     {
         const std::optional<SteadyTime> due = waiting_.NextDue();
         if (running_ || !due) {
@@ -127,7 +127,7 @@ private:
         runner_ = {};
         running_ = false;
         idle_.NotifyAll();
-        (void)look_ahead();  // if refused, the next submission tries again
+        (void)ensure_runner();  // if refused, the next submission tries again
     }
 
     Vexo::Mutex mutex_;
