@@ -110,7 +110,7 @@ bool Station::OnConnected(uint32_t attempt, const std::string& bssid, const std:
         return false;
     }
     join_.state = State::CONNECTED;
-    configs.NoteBssid(join_.config, bssid);
+    configs.SetBssid(join_.config, bssid);
     if (stopped_) {
         return false;
     }

@@ -38,7 +38,7 @@ WifiDeviceConfig WifiConfigStore::Resolve(const WifiDeviceConfig& config)
     return config.ssid.empty() && it != stored_.end() ? it->config : config;
 }
 
-void WifiConfigStore::NoteBssid(const WifiDeviceConfig& config, const std::string& bssid)
+void WifiConfigStore::SetBssid(const WifiDeviceConfig& config, const std::string& bssid)
 {
     MutexLock lock(mutex_);
     if (const auto it = Find(config); it != stored_.end()) {

@@ -21,7 +21,7 @@ public:
     // empty SSID.
     WifiDeviceConfig Resolve(const WifiDeviceConfig& config);
     // Stores the hardware address of the network, if the configuration is stored.
-    void NoteBssid(const WifiDeviceConfig& config, const std::string& bssid);
+    void SetBssid(const WifiDeviceConfig& config, const std::string& bssid);
     void Remove(const WifiDeviceConfig& config);
 
 private:
