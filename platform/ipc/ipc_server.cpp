@@ -323,7 +323,7 @@ void Server::Accept(UniqueFd socket)
         const MutexLock lock(mutex_);
         connections_.emplace(connection->Id(), connection);
     }
-    if (!connection->Enter()) {
+    if (!connection->AddToEpoll()) {
         LogError(LABEL, "a client was turned away: %{public}s", std::strerror(errno));
         Drop(*connection);
     }

@@ -58,7 +58,7 @@ bool ServerConnection::PeerIsGone() const
     return ::poll(&state, 1, 0) == 1;
 }
 
-bool ServerConnection::Enter()
+bool ServerConnection::AddToEpoll()
 {
     epoll_event event{EPOLLIN | EPOLLRDHUP | EPOLLONESHOT, {.u64 = id_}};
     const MutexLock lock(mutex_);

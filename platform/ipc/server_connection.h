@@ -54,7 +54,7 @@ public:
     bool PeerIsGone() const;
 
     // Adds the connection to the epoll. Returns false, with errno set, if the system refuses.
-    bool Enter() EXCLUDES(mutex_);
+    bool AddToEpoll() EXCLUDES(mutex_);
     Turn TakeTurn(uint32_t events) EXCLUDES(mutex_);
     Sent Send(uint32_t abilityId, int32_t status, const MessageParcel& reply) EXCLUDES(mutex_);
     // Called instead of Send when the handler took over the reply (LaterReply).
