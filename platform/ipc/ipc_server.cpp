@@ -118,7 +118,7 @@ private:
     std::atomic<size_t> waiting_{0};    // workers in epoll_wait
     std::atomic<size_t> lingering_{0};  // workers that wait on one connection's socket (Linger)
     std::atomic<bool> stopping_{false};
-    std::atomic<bool> saturationTold_{false};
+    std::atomic<bool> saturationLogged_{false};
 
     mutable Mutex mutex_;
     CondVar workerGone_;
@@ -247,7 +247,7 @@ bool Server::LeavesAfterIdling()
     size_t waiting = waiting_;
     while (waiting > 1) {
         if (waiting_.compare_exchange_weak(waiting, waiting - 1)) {
-            saturationTold_ = false;
+            saturationLogged_ = false;
             return true;
         }
     }
@@ -260,7 +260,7 @@ void Server::GrowWhenNobodyWaits()
         return;
     }
     const Growth growth = StartWorker();
-    if (growth != Growth::DONE && !saturationTold_.exchange(true)) {
+    if (growth != Growth::DONE && !saturationLogged_.exchange(true)) {
         LogWarn(LABEL, "every worker is busy and no more can be made (%{public}s): requests wait",
                 growth == Growth::AT_LIMIT ? "limit reached" : "refused by the system");
     }
