@@ -85,7 +85,7 @@ private:
     void Work();
     bool AwaitEvent(epoll_event& event);
     bool LeavesAfterIdling();
-    void GrowWhenNobodyWaits();
+    void AddWorkerIfNoneWaits();
     Growth StartWorker();
 
     void AcceptAll();
@@ -204,7 +204,7 @@ void Server::Work()
     Buffers buffers;
     epoll_event event{};
     while (AwaitEvent(event)) {
-        GrowWhenNobodyWaits();
+        AddWorkerIfNoneWaits();
         if (event.data.u64 == LISTENER) {
             AcceptAll();
         } else {
@@ -254,7 +254,7 @@ bool Server::LeavesAfterIdling()
     return false;
 }
 
-void Server::GrowWhenNobodyWaits()
+void Server::AddWorkerIfNoneWaits()
 {
     if (waiting_.load() != 0 || stopping_) {
         return;
