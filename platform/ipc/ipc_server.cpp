@@ -84,7 +84,7 @@ private:
 
     void Work();
     bool AwaitEvent(epoll_event& event);
-    bool LeavesAfterIdling();
+    bool EndsAfterIdling();
     void AddWorkerIfNoneWaits();
     Growth StartWorker();
 
@@ -230,7 +230,7 @@ bool Server::AwaitEvent(epoll_event& event)
             break;
         }
         if (count == 0) {
-            if (LeavesAfterIdling()) {
+            if (EndsAfterIdling()) {
                 return false;
             }
             limit = -1;
@@ -242,7 +242,7 @@ bool Server::AwaitEvent(epoll_event& event)
 
 // Returns true if this worker must end. The last waiting worker stays and waits without a time-out, so that an idle
 // server never wakes up.
-bool Server::LeavesAfterIdling()
+bool Server::EndsAfterIdling()
 {
     size_t waiting = waiting_;
     while (waiting > 1) {
