@@ -40,7 +40,7 @@ inline void Require(bool holds, const char* what)
 // must start with about. Otherwise the encoded value must decode and encode to the same text. Returns true if the
 // decoder accepted the input.
 template <typename Decode, typename Encode>
-bool ReadsBack(const std::string& input, const Decode& decode, const Encode& encode, const char* about)
+bool RoundTrips(const std::string& input, const Decode& decode, const Encode& encode, const char* about)
 {
     const auto value = decode(input);
     if (!value) {

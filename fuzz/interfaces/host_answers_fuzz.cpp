@@ -24,7 +24,7 @@ std::vector<std::string> Samples()
 template <typename Answer>
 bool Accepts(const std::string& input)
 {
-    return Fuzz::ReadsBack(input, ParseAnswer<Answer>, AnswerText<Answer>, "");
+    return Fuzz::RoundTrips(input, ParseAnswer<Answer>, AnswerText<Answer>, "");
 }
 
 bool Run(std::string_view input)

@@ -18,8 +18,8 @@ bool Run(std::string_view input)
 {
     const auto parse = [](const std::string& text) { return ParseAirRecord(text, "record.json"); };
     const auto parseStation = [](const std::string& text) { return ParseStationRecord(text, "record.json"); };
-    const bool isHotspot = Fuzz::ReadsBack(std::string(input), parse, SerializeAirRecord, "record.json:");
-    return Fuzz::ReadsBack(std::string(input), parseStation, SerializeStationRecord, "record.json:") || isHotspot;
+    const bool isHotspot = Fuzz::RoundTrips(std::string(input), parse, SerializeAirRecord, "record.json:");
+    return Fuzz::RoundTrips(std::string(input), parseStation, SerializeStationRecord, "record.json:") || isHotspot;
 }
 
 const Fuzz::Registration REGISTRATION({"simulated_air", Samples, Run});

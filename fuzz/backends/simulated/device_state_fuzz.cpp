@@ -32,7 +32,7 @@ bool Run(std::string_view input)
                      SetByPath(changed, input.substr(0, separator), input.substr(separator + 1)).has_value();
     Fuzz::Require(set ? Keeps(changed) : changed == DeviceState{}, "a key that was set is kept, else nothing changes");
     const auto parse = [](const std::string& text) { return ParseDeviceState(text); };
-    return Fuzz::ReadsBack(std::string(input), parse, SerializeDeviceState, DEVICE_STATE_FILE) || set;
+    return Fuzz::RoundTrips(std::string(input), parse, SerializeDeviceState, DEVICE_STATE_FILE) || set;
 }
 
 const Fuzz::Registration REGISTRATION({"simulated_device_state", Samples, Run});

@@ -30,7 +30,7 @@ struct Encoder {
 
 bool Run(std::string_view input)
 {
-    return Fuzz::ReadsBack(
+    return Fuzz::RoundTrips(
         std::string(input), DecodePeerMessage,
         [](const PeerMessage& message) {
             std::string text = std::visit(Encoder{}, message);

@@ -77,7 +77,7 @@ bool Installs(const std::string& answer)
 bool Parses(const std::string& payload)
 {
     const auto print = [](const EnrolmentAnswer& answer) { return std::string(PrintAnswer(answer).text); };
-    return Fuzz::ReadsBack(payload, ParseAnswer, print, "");
+    return Fuzz::RoundTrips(payload, ParseAnswer, print, "");
 }
 
 bool Run(std::string_view input)
