@@ -28,7 +28,7 @@ struct Registration {
     explicit Registration(const Target& target) { Targets().push_back(target); }
 };
 
-// Throws if holds is false. what names the requirement.
+// Throws std::logic_error(what) if holds is false. what names the requirement.
 inline void Require(bool holds, const char* what)
 {
     if (!holds) {
