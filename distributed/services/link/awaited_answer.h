@@ -1,6 +1,6 @@
-// AwaitedAnswer: decides which start-hotspot answer counts on one channel. Every device of the account can send an
-// answer over a session of its own; only the first one on the session of the request that waits may be acted on. Any
-// thread. Each channel has one: soft_bus_adapter.h, collaboration.h. Why: docs/decisions/0001-late-answers.md.
+// AwaitedAnswer: decides which start-hotspot answer is accepted on one channel. Every device of the account can send an
+// answer over its own session; only the first answer on the session of the waiting request is accepted. Any thread.
+// Each channel has one AwaitedAnswer: soft_bus_adapter.h, collaboration.h. Reason: docs/decisions/0001-late-answers.md.
 #pragma once
 
 #include <chrono>
@@ -16,13 +16,13 @@ namespace Vexo::NetManagerStandard {
 
 class AwaitedAnswer : public NoCopyable {
 public:
-    // One request, made before its message is sent, because the answer can arrive before sending returns. It holds both
-    // locks while it lives. One at a time: the constructor blocks while another request lives. Claim and Post block
-    // while a request lives and does not wait for its result.
+    // One request. Create it before its message is sent, because the answer can arrive before sending returns. It holds
+    // both locks until it is destroyed, except hotspotMutex_ during WaitForResult. The constructor blocks while another
+    // Request exists. Claim and Post block while a Request exists and is not in WaitForResult.
     class SCOPED_CAPABILITY Request : public NoCopyable {
     public:
         Request(AwaitedAnswer& awaited, int sessionId) ACQUIRE(awaited.turnMutex_, awaited.hotspotMutex_);
-        // From now on no answer counts for it.
+        // From now on no answer is accepted for this request.
         ~Request() RELEASE();
 
     private:
@@ -31,28 +31,30 @@ public:
         const MutexLock lock_;
     };
 
-    // By the thread whose request lives: blocks until its result is posted, for at most limit; empty when it was not.
+    // Called by the thread that owns the Request. Blocks until its result is posted, for at most limit. Returns no
+    // value if no result was posted.
     std::optional<int32_t> WaitForResult(std::chrono::milliseconds limit) REQUIRES(hotspotMutex_);
 
-    // True when a request waits on that session and this is its first answer: the caller acts on the answer and then
-    // calls Post, once. False, after logging it, for every other answer: the caller drops it.
+    // Returns true if a request waits on that session and this is its first answer: the caller must act on the answer
+    // and then call Post once. Returns false (logged) for every other answer, which the caller must ignore.
     bool Claim(int sessionId) EXCLUDES(hotspotMutex_);
 
-    // Calls end, which ends the session, with the lock held, and gives the result to the request that waits on it. The
-    // result is dropped when that request has ended; end is left out when a newer request waits on the same session.
+    // Calls end, which must close the session, with hotspotMutex_ held, and then gives result to the request that waits
+    // on the session. If the request that claimed the answer has ended, the result is dropped; end is then called only
+    // if no newer request waits on the same session.
     void Post(int sessionId, int32_t result, const std::function<void()>& end) EXCLUDES(hotspotMutex_);
 
 private:
     enum class Stage { IDLE, ASKED, CLAIMED };
 
-    Mutex turnMutex_;     // held for a whole request; before hotspotMutex_
-    Mutex hotspotMutex_;  // held for a whole request, except while it waits
+    Mutex turnMutex_;     // held during a whole request; locked before hotspotMutex_
+    Mutex hotspotMutex_;  // held during a whole request, except in WaitForResult
     CondVar hotspotCondition_;
     Stage stage_ GUARDED_BY(hotspotMutex_) = Stage::IDLE;
-    int sessionId_ GUARDED_BY(hotspotMutex_) = 0;  // of the request
+    int sessionId_ GUARDED_BY(hotspotMutex_) = 0;  // session of the current request
     bool isHotspotResultReady_ GUARDED_BY(hotspotMutex_) = false;
     int32_t hotspotResult_ GUARDED_BY(hotspotMutex_) = 0;
-    // Sessions whose claimed answer is not posted yet though its request has ended.
+    // Sessions whose answer was claimed, but not posted before the request ended.
     std::set<int> handledTooLong_ GUARDED_BY(hotspotMutex_);
 };
 

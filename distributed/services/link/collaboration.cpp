@@ -61,7 +61,7 @@ void Collaboration::InitCollaboration()
         return;
     }
     {
-        // A collaboration that was ready before and runs no more was ended by its peer, and nobody else forgets it.
+        // Removes the entries of collaborations that their peers have stopped. No other code removes these.
         const MutexLock lock(readyEntriesMutex_);
         std::erase_if(receiverReady_, [&](const auto& entry) {
             return ready.count(entry.first) != 0 &&

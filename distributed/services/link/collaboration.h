@@ -1,9 +1,9 @@
-// Collaboration: the hotspot exchange over the collaboration framework's data channel
-// (platform/collaboration/collaboration_ability.h) instead of a soft bus session: it starts and stops collaborations,
-// and lets a requester wait first for its peer's receiver and then for the answer. CollaborationCallback is what the
-// framework calls, on its own threads; received messages go to collaboration_listener.h. Any thread. Locks, in order:
-// receiverMutex_, those of hotspotAnswer_, readyEntriesMutex_. Results: utils/distnet_errors.h and the framework's
-// own.
+// Collaboration: runs the hotspot exchange over the collaboration framework's data channel
+// (platform/collaboration/collaboration_ability.h) instead of a soft bus session. It starts and stops collaborations. A
+// request waits first until the peer's receiver is ready, then for the answer. The framework calls
+// CollaborationCallback on its own threads; received messages go to collaboration_listener.h. Any thread. Lock order:
+// receiverMutex_, the locks of hotspotAnswer_, readyEntriesMutex_. Result codes: utils/distnet_errors.h and the
+// framework's own.
 #pragma once
 
 #include <chrono>
@@ -19,8 +19,8 @@
 
 namespace Vexo::NetManagerStandard {
 
-inline constexpr std::chrono::seconds RECEIVER_READY_WAIT{10};        // from registering to the peer's readiness
-inline constexpr std::chrono::seconds COLLABORATION_ANSWER_WAIT{10};  // from the sent request to the posted result
+inline constexpr std::chrono::seconds RECEIVER_READY_WAIT{10};        // longest wait for the peer's receiver
+inline constexpr std::chrono::seconds COLLABORATION_ANSWER_WAIT{10};  // longest wait for the answer after sending
 
 class CollaborationCallback : public CollaborationFwk::DataCallback {
 public:
@@ -32,28 +32,32 @@ class Collaboration : public NoCopyable {
 public:
     static Collaboration& GetInstance();
 
-    // Receives on every collaboration that runs now, so that peers can ask this device. At each announcement of the
-    // framework: receiving again is no error. Stops at the first one that cannot be received on.
+    // Registers a data callback on every running collaboration, so that this device receives requests of peers. Called
+    // each time the framework is announced; registering again is no error. Stops at the first collaboration whose
+    // registration fails.
     void InitCollaboration();
 
-    // Wakes the service on the device. The framework's code; sessionId is set only on 0. Blocks as the framework does.
+    // Starts a collaboration with the device, which wakes its service. Returns the framework's code and sets sessionId
+    // only if the code is 0. Blocks as long as the framework's call.
     int32_t StartCollaboration(const std::string& deviceId, int& sessionId);
-    // Receives no longer and ends the collaboration. Does not block; the framework's code of the step that failed.
+    // Unregisters the data callback and stops the collaboration. Does not block. Returns 0, or the framework's code of
+    // the step that failed.
     int32_t StopCollaboration(int sessionId);
-    // True when a received answer may be acted on: a request waits on that collaboration, and this is its first answer.
-    // Its outcome is then posted. Blocks while a request is being sent.
+    // Returns true if a request waits on that collaboration and this is its first answer: the caller must then act on
+    // the answer and post its outcome with StopCollaborationCondition. Blocks while a request is being sent.
     bool ClaimAnswer(int sessionId);
-    // Stops the collaboration and posts the outcome of the request that waits on it.
+    // Stops the collaboration and posts result to the request that waits on it (AwaitedAnswer::Post).
     void StopCollaborationCondition(int sessionId, int result);
 
-    // From the framework: the peer receives on that collaboration. Blocks while a request waits for its answer.
+    // Called by the framework when the peer's receiver on that collaboration is ready. Blocks while a request waits for
+    // its answer.
     void SetReceiverReady(int sessionId);
     bool GetReceiverReady(int sessionId);
 
-    // Asks the peer to open its hotspot, once it receives, and blocks until the outcome is posted. One request at a
-    // time: others wait their turn. Returns the posted result, the framework's code when this side cannot receive,
-    // DISTNET_ERR_SEND, or DISTNET_ERR_HOTSPOT_TIMEOUT when the receiver or the answer takes too long. Never stops the
-    // collaboration by itself.
+    // Waits until the peer's receiver is ready, asks the peer to open its hotspot, and blocks until the outcome is
+    // posted. One request at a time: other callers wait. Returns the posted result; the framework's code if the data
+    // callback cannot be registered; DISTNET_ERR_SEND; or DISTNET_ERR_HOTSPOT_TIMEOUT if the receiver or the answer
+    // takes too long. Does not stop the collaboration on failure.
     int32_t SendStartHotspotMessage(int sessionId);
 
 private:
@@ -62,18 +66,19 @@ private:
     Collaboration();
     ~Collaboration();
 
-    // Sends the request and waits for what is posted.
+    // Sends the request and blocks until its result is posted or COLLABORATION_ANSWER_WAIT has passed.
     int32_t RequestHotspot(int sessionId) REQUIRES(receiverMutex_);
 
     AwaitedAnswer hotspotAnswer_;
 
-    // Held for a whole request, except while it waits for the receiver.
+    // Held during a whole request, except while the request waits for the peer's receiver.
     Mutex receiverMutex_;
     CondVar receiverCondition_;
-    // Peers that receive. Stopping may not take receiverMutex_: the handler of the answer stops while the sender holds
-    // it. So the entries have a lock of their own, never held over a call.
+    // A lock of its own for receiverReady_: StopCollaboration must not lock receiverMutex_, because the handler of an
+    // answer calls StopCollaboration while the waiting request holds receiverMutex_. Not held while other code is
+    // called.
     Mutex readyEntriesMutex_;
-    std::map<int32_t, bool> receiverReady_ GUARDED_BY(readyEntriesMutex_);
+    std::map<int32_t, bool> receiverReady_ GUARDED_BY(readyEntriesMutex_);  // by collaboration session id
 };
 
 }  // namespace Vexo::NetManagerStandard

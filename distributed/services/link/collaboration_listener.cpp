@@ -28,7 +28,7 @@ CollaborationListener::~CollaborationListener()
 
 void CollaborationListener::InitHandleMessageMap()
 {
-    // The class name is the callback's, whose messages these are.
+    // This log line names CollaborationCallback, not this class.
     NETMGR_EXT_LOGI(" CollaborationCallback::InitHandleMessageMap");
     std::call_once(mapOnce_, [this] {
         handleMessageMap_ = {
@@ -115,7 +115,7 @@ void CollaborationListener::HandleMessageStartHotSpotResponse(int sessionId, uns
         NETMGR_EXT_LOGE(" ParseStartHotspotResponseMessage error: %{public}d", result);
     } else {
         NETMGR_EXT_LOGI(" HandleMessageStartHotSpotResponse AddDeviceConfig start");
-        // The peer has done its part, and that is what the waiting request hears; a failed join is in the log.
+        // The waiting request receives the result of parsing; a failed join is only logged.
         (void)JoinHotspot(config);
     }
     collaboration.StopCollaborationCondition(sessionId, result);

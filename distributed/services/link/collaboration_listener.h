@@ -1,7 +1,10 @@
-// CollaborationListener: DataListener's counterpart for messages that arrive over collaborations: the same exchange
-// (hotspot_exchange.h), with other answers to failure. A failing Wi-Fi call's own code goes to the peer; as the
-// requesting device it counts an answer that parses as success, whatever joining then says; hellos are unknown here.
-// Called on the framework's threads, several at once; handlers run there to their end. Message layouts: link_message.h.
+// CollaborationListener: receives the messages of collaborations and runs the hotspot exchange (hotspot_exchange.h), as
+// DataListener does for soft bus sessions. It differs from DataListener in three points:
+// - If a Wi-Fi call of the serving device fails, the peer receives the code of that call.
+// - The requesting device posts success for every answer that parses, also if joining the hotspot fails.
+// - It has no handlers for hello messages.
+// Called on the framework's threads, concurrently; a handler runs to its end on the calling thread. Message layouts:
+// link_message.h.
 #pragma once
 
 #include <atomic>
@@ -24,31 +27,33 @@ class CollaborationListener : public NoCopyable {
 public:
     static CollaborationListener& GetInstance();
 
-    // Builds the handler table the first time; until then every message is unknown.
+    // The first call builds the handler table. Before it, every message counts as unknown.
     void InitHandleMessageMap();
-    // Checks size and pointer, but no session id, and hands a copy to the handler of its type; a type without one is
-    // logged and dropped.
+    // Checks the size and the pointer (not the session id), and passes a copy of the message to the handler of its
+    // type. A message without a handler is logged and ignored.
     void DataReceived(int sessionId, const char* data, unsigned int len);
 
-    // Handlers; data is valid during the call.
-    // Opens the hotspot and answers. Silent when there is no hotspot service: the requester times out.
+    // ---- Message handlers; data is valid only during the call.
+
+    // Opens the hotspot and sends the answer. Sends nothing if this device has no hotspot service: the requester then
+    // times out.
     void HandleMessageStartHotSpot(int sessionId, unsigned char* data, unsigned int len);
-    // Adds the received configuration, connects, and posts what parsing said: 0 also when joining failed. Drops an
-    // answer that no request of this device waits for. Stops the collaboration in every case.
+    // Adds the received configuration, connects, and posts the result of parsing: 0 also if joining fails. Ignores an
+    // answer that no request of this device waits for. Then stops the collaboration.
     void HandleMessageStartHotSpotResponse(int sessionId, unsigned char* data, unsigned int len);
     void HandleMessageUnknown(int sessionId, unsigned char* data, unsigned int len);
 
-    // Sends the failure answer with result and stops the collaboration. Takes json over and deletes it. data is not
-    // read.
+    // Sends the failure answer with result and stops the collaboration. Takes ownership of json and deletes it. Ignores
+    // data.
     void HandlerSendStartMessage(int sessionId, cJSON* json, char* data, int result);
-    // Fills json with the success answer for config and sends it; result is what sending returned. json stays the
-    // caller's.
+    // Fills json with the success answer for config, sends it, and sets result to the code of sending. The caller keeps
+    // the ownership of json. Ignores data.
     void HandlerParkData(int sessionId, cJSON* json, const Wifi::HotspotConfig& config, char* data, int& result);
 
-    // Frames message as a start-hotspot response and sends it. 0, DISTNET_ERR_INVALID_FRAME when it is too large,
-    // DISTNET_ERR_MESSAGE_COPY, DISTNET_ERR_SEND, or DISTNET_ERR_RESPONSE_BUFFER without memory.
+    // Sends message in a start-hotspot response frame. Returns 0, DISTNET_ERR_SEND, or an error of
+    // FrameStartHotspotResponse (start_hotspot_response.h).
     int32_t SendStartHotspotResponseMessage(int sessionId, const std::string& message);
-    // As ParseStartHotspotResponse (start_hotspot_response.h).
+    // Same as ParseStartHotspotResponse (start_hotspot_response.h).
     int32_t ParseStartHotspotResponseMessage(unsigned char* data, unsigned int len, Wifi::WifiDeviceConfig& config);
     std::string ParseKeyMgmt(Wifi::KeyMgmt keyMgmt);
 
@@ -61,7 +66,7 @@ private:
     ~CollaborationListener();
 
     std::once_flag mapOnce_;
-    std::atomic<bool> isMapBuilt_{false};  // from then on the map is only read
+    std::atomic<bool> isMapBuilt_{false};  // once true, the map is not changed
     std::map<MESSAGE_TYPE, MessageHandler> handleMessageMap_;
 };
 

@@ -38,8 +38,7 @@ int32_t DeviceManagerAdapter::GetTrustedDeviceList(std::vector<DmDeviceInfo>& de
 {
     DeviceManager::GetInstance().GetTrustedDeviceList(PKG_NAME, "", deviceList);
     for (const DmDeviceInfo& device : deviceList) {
-        // The network id, by which a device is reached, is masked; the device id stands in full so that support can
-        // tell devices apart.
+        // The log line has the network id masked and the device id in full.
         NETMGR_EXT_LOGI(
             " DeviceManagerAdapter::GetTrustedDeviceList deviceId:%{public}s, networkId:%{public}s,"
             "deviceName:%{public}s, deviceTypeId:%{public}d",

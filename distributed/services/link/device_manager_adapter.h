@@ -1,5 +1,5 @@
-// DeviceManagerAdapter: this service's front to the device manager (platform/device_manager/device_manager.h).
-// Stateless and safe from any thread; nothing blocks, look-ups are in memory.
+// DeviceManagerAdapter: the service's access to the device manager (platform/device_manager/device_manager.h).
+// Stateless; any thread. No call blocks: the device manager answers from memory.
 #pragma once
 
 #include <atomic>
@@ -14,7 +14,8 @@
 
 namespace Vexo::NetManagerStandard {
 
-// Told when the device manager goes away. Nothing to do then: the service registers again when 4802 is added back.
+// The device manager calls it when it goes away. It only logs: the service registers again when the device manager's
+// ability, 4802, is added again (converged/awareness/awareness_center_manager.h).
 class DeviceInitCallBack : public DistributedHardware::DmInitCallback {
 public:
     void OnRemoteDied() override;
@@ -24,9 +25,9 @@ class DeviceManagerAdapter : public NoCopyable {
 public:
     static std::shared_ptr<DeviceManagerAdapter> GetInstance();
 
-    // Registers this service with the device manager, or registers it again. Returns the device manager's code.
+    // Registers this service with the device manager; may be called again. Returns the device manager's code.
     int32_t Init();
-    // Fills deviceList with the trusted devices that are online; always 0, also when the query failed and the list is
+    // Fills deviceList with the trusted devices that are online. Always returns 0; if the query fails, the list is
     // empty.
     int32_t GetTrustedDeviceList(std::vector<DistributedHardware::DmDeviceInfo>& deviceList);
 

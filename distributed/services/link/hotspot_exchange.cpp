@@ -12,8 +12,8 @@
 namespace Vexo::NetManagerStandard {
 namespace {
 
-// Opens the hotspot where it is closed and reads how to join it. The code of the Wi-Fi call that failed, after
-// logging it.
+// Opens the hotspot if it is closed, and reads its configuration. Returns 0, or the code of the Wi-Fi call that failed
+// (logged).
 int32_t OpenHotspot(Wifi::WifiHotspot& hotspot, Wifi::HotspotConfig& config)
 {
     bool isActive = false;
@@ -51,7 +51,7 @@ PreparedAnswer PrepareAnswer()
         return answer;
     }
     answer.json = std::move(json);
-    // Read at once after enabling: the configuration is there before the radio is up, and the requester waits.
+    // Does not wait until the radio is up: the configuration is available as soon as the hotspot is enabled.
     answer.result = OpenHotspot(*hotspot, answer.config);
     return answer;
 }

@@ -1,5 +1,6 @@
-// The hotspot exchange apart from its channel: what the message handlers of soft bus sessions (data_listener.h) and of
-// collaborations (collaboration_listener.h) do alike. Any thread; what calls Wi-Fi blocks as long as Wi-Fi does.
+// The steps of the hotspot exchange that do not depend on the channel. The message handlers of soft bus sessions
+// (data_listener.h) and of collaborations (collaboration_listener.h) share them. Any thread. PrepareAnswer and
+// JoinHotspot block as long as their Wi-Fi calls.
 #pragma once
 
 #include <cstdint>
@@ -11,20 +12,20 @@
 namespace Vexo::NetManagerStandard {
 
 struct PreparedAnswer {
-    Json json;           // the empty answer; null: there is nothing to answer
-    int32_t result = 0;  // of Wi-Fi; not 0: the hotspot is not open, and the log says which call failed
+    Json json;           // an empty object to fill; null: send no answer
+    int32_t result = 0;  // 0, or the code of the Wi-Fi call that failed (logged)
     Wifi::HotspotConfig config;
 };
 
-// The serving device: opens its hotspot where it is closed and reads how to join it. Nothing to answer without memory
-// or without a hotspot service.
+// For the serving device: opens its hotspot if it is closed, and reads its configuration. The result's json is null if
+// memory is short or this device has no hotspot service.
 PreparedAnswer PrepareAnswer();
-// Fill json and return its text.
+// Add the members of the answer to json and return its text.
 std::string PrintSuccessAnswer(cJSON* json, const Wifi::HotspotConfig& config);
 std::string PrintFailureAnswer(cJSON* json, int32_t result);
 
-// The requesting device: adds the configuration and connects. 0, HOTSPOT_FAIL_ADD_CONFIG or HOTSPOT_FAIL_CONNECT after
-// logging it. The peer did its part, its hotspot is open: on a device without Wi-Fi of its own that is 0.
+// For the requesting device: adds the configuration and starts to connect. Returns 0, or HOTSPOT_FAIL_ADD_CONFIG or
+// HOTSPOT_FAIL_CONNECT (logged). Returns 0 also if this device has no Wi-Fi service.
 int32_t JoinHotspot(const Wifi::WifiDeviceConfig& config);
 
 }  // namespace Vexo::NetManagerStandard

@@ -1,11 +1,11 @@
-// The messages of the device-to-device link: byte 0 is the type, the rest depends on it. Records without behaviour,
-// built and used on one thread. Sent and received over soft bus sessions (soft_bus_adapter.h, data_listener.h) and over
-// collaborations (collaboration.h, collaboration_listener.h).
+// The messages of the device-to-device link. Byte 0 is the message type and decides the layout of the rest. Plain
+// structs, each used on one thread. The messages travel over soft bus sessions (soft_bus_adapter.h, data_listener.h)
+// and over collaborations (collaboration.h, collaboration_listener.h).
 //   hello                   01 02 00 03
-//   start hotspot           03 02 00          receivers look at the type only
-//   start hotspot response  04, u32 length little-endian, then that many bytes of JSON without a terminating NUL:
-//                           {"RES": 0, "SSID", "PRESHARED_KEY", "SECURITY_TYPE": a Wifi::KeyMgmt}, or "RES" alone:
-//                           why not
+//   start hotspot           03 02 00          receivers read only the type
+//   start hotspot response  04, u32 length little-endian, then that many bytes of JSON without a terminating NUL.
+//                           Success: {"RES": 0, "SSID", "PRESHARED_KEY", "SECURITY_TYPE": a Wifi::KeyMgmt}
+//                           Failure: {"RES": the error code}
 #pragma once
 
 #include <cstdint>
@@ -24,17 +24,17 @@ enum MESSAGE_TYPE : int {
     MESSAGE_TYPE_START_HOTSPOT_RESPONSE = 4,
 };
 
-inline constexpr uint32_t MAX_SEND_MESSAGE_SIZE = 46080;  // the largest response that is sent
+inline constexpr uint32_t MAX_SEND_MESSAGE_SIZE = 46080;  // largest response that is sent, in bytes
 inline constexpr uint32_t MIN_RECEIVED_MESSAGE_SIZE = 3;
 inline constexpr uint32_t MAX_RECEIVED_MESSAGE_SIZE = 4 * 1024 * 1024;
-inline constexpr uint32_t MESSAGE_TYPE_START_HOTSPOT_RESPONSE_LENGTH = 5;  // type and length: the smallest response
+inline constexpr uint32_t MESSAGE_TYPE_START_HOTSPOT_RESPONSE_LENGTH = 5;  // bytes of type and length
 
 struct FreeMessageBytes {
     void operator()(uint8_t* bytes) const { std::free(bytes); }
 };
 using MessageBytes = std::unique_ptr<uint8_t[], FreeMessageBytes>;
 
-// size bytes of zero; null without memory.
+// Allocates size bytes, all zero. Returns null if memory is short.
 MessageBytes ZeroedBytes(size_t size);
 
 struct MessageTlvHelloRequest {
@@ -43,29 +43,31 @@ struct MessageTlvHelloRequest {
     uint8_t value0 = 0;
     uint8_t value1 = 3;
 
-    // A copy of the message's 4 bytes; null without memory.
+    // Returns a copy of the message's 4 bytes, or null if memory is short.
     MessageBytes getBytes() const;
 };
 
 struct MessageTlvStartHotspotRequest {
     uint8_t type = MESSAGE_TYPE_START_HOTSPOT;
-    // Not the count of the bytes that follow: peers send and expect 2 here.
+    // Always 2, although only one byte follows.
     uint8_t length = 2;
     uint8_t value = 0;
 
-    // A copy of the message's 3 bytes; null without memory.
+    // Returns a copy of the message's 3 bytes, or null if memory is short.
     MessageBytes getBytes() const;
 };
 
-// What the log says of a response that is sent. The frame carries the real length; the one here stays as it is.
+// The values in the log line about a sent response. length is not the length field of the frame: for a session it is 2,
+// for a collaboration the size of the whole frame.
 struct MessageTlvStartHotspotResponse {
     uint8_t type = MESSAGE_TYPE_START_HOTSPOT_RESPONSE;
     uint32_t length = 2;
     std::string value;
 };
 
-// The key management of a Wi-Fi device configuration for a received security type. Everything that is not open or
-// WPA-EAP joins as "WPA-PSK" up to 4; beyond, the string is empty, which leaves the choice to what the air says.
+// Returns the key management of a Wi-Fi device configuration for a received security type: "NONE" for 0, "WPA-EAP" for
+// 2, "WPA-PSK" for 1, 3 and 4. For any other value returns an empty string, with which the Wi-Fi device uses the
+// security that the hotspot announces.
 std::string KeyMgmtText(Wifi::KeyMgmt keyMgmt);
 
 }  // namespace Vexo::NetManagerStandard

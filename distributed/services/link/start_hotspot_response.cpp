@@ -79,14 +79,14 @@ int32_t ParseStartHotspotResponse(const unsigned char* data, unsigned int len, W
         NETMGR_EXT_LOGE(" memcpy data fail size:%{public}d", static_cast<int32_t>(declared));
         return DISTNET_ERR_MESSAGE_COPY;
     }
-    // What was declared and did not come counts as zero bytes, which JSON treats as the end of the text: nothing is
-    // allocated for them, whatever a peer declares.
+    // Bytes that the peer declared but did not send count as zero bytes, which end a JSON text. So no memory is
+    // allocated for them.
     const Json json = ParseJson({reinterpret_cast<const char*>(data + HEADER_SIZE), received});
     if (!json) {
         NETMGR_EXT_LOGE(" json parse error");
         return DISTNET_ERR_MESSAGE_JSON;
     }
-    // valueint is truncated, and saturates where the number is outside its range.
+    // valueint is the number truncated toward zero, or the nearest limit of int.
     if (const cJSON* res = NumberOf(json.get(), "RES"); res != nullptr && res->valueint != 0) {
         NETMGR_EXT_LOGE(" info[res] not success");
         return res->valueint;

@@ -1,5 +1,5 @@
-// The start-hotspot response as bytes: framing for the serving device, parsing for the requesting one. Pure but for
-// their log lines; any thread. The layout: link_message.h. Used for both channels: data_listener.h,
+// The start-hotspot response as bytes: the serving device builds the frame, the requesting device parses it. Stateless
+// functions that may log; any thread. Layout: link_message.h. Used for both channels: data_listener.h,
 // collaboration_listener.h.
 #pragma once
 
@@ -16,12 +16,14 @@ struct ResponseFrame {
     uint32_t size = 0;
 };
 
-// Frames the JSON text message. 0, DISTNET_ERR_INVALID_FRAME when it is too large, DISTNET_ERR_RESPONSE_BUFFER without
-// memory (the one failure without a log line), or DISTNET_ERR_MESSAGE_COPY.
+// Builds the frame for message, a JSON text. Returns 0; DISTNET_ERR_INVALID_FRAME if the frame is larger than
+// MAX_SEND_MESSAGE_SIZE; DISTNET_ERR_RESPONSE_BUFFER if memory is short (the only failure that is not logged); or
+// DISTNET_ERR_MESSAGE_COPY if the text cannot be copied.
 int32_t FrameStartHotspotResponse(const std::string& message, ResponseFrame& frame);
 
-// Reads the frame of len bytes into config; a key that is missing or of another type leaves its field as it was.
-// 0, DISTNET_ERR_INVALID_FRAME, DISTNET_ERR_MESSAGE_COPY, DISTNET_ERR_MESSAGE_JSON, or the peer's own non-zero "RES".
+// Parses the frame of len bytes into config. A field whose JSON key is missing or has another type is not changed.
+// Returns 0; DISTNET_ERR_INVALID_FRAME if the frame is too short; DISTNET_ERR_MESSAGE_COPY if its length field is 0 or
+// smaller than the received text; DISTNET_ERR_MESSAGE_JSON if the text is not JSON; or the peer's "RES" if it is not 0.
 int32_t ParseStartHotspotResponse(const unsigned char* data, unsigned int len, Wifi::WifiDeviceConfig& config);
 
 }  // namespace Vexo::NetManagerStandard
