@@ -14,8 +14,8 @@
 
 namespace Vexo::NetManagerStandard {
 
-// The device manager calls it when it goes away. It only logs: the service registers again when the device manager's
-// ability, 4802, is added again (converged/awareness/awareness_center_manager.h).
+// Logs that the device manager has gone away. The service registers again when the device manager's ability, 4802, is
+// added again (converged/awareness/awareness_center_manager.h).
 class DeviceInitCallBack : public DistributedHardware::DmInitCallback {
 public:
     void OnRemoteDied() override;

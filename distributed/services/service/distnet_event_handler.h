@@ -1,5 +1,6 @@
-// DistNetEventHandler: the service's numeric events, dispatched by id. ProcessEvent runs on the thread of the runner
-// that the handler is made on (platform/eventloop/event_handler.h). It does not own the service, which must outlive it.
+// DistNetEventHandler: dispatches the service's numeric events by id. ProcessEvent runs on the thread of the runner
+// that the constructor receives (platform/eventloop/event_handler.h). The handler does not own the service, which must
+// outlive it.
 #pragma once
 
 #include <cstdint>
@@ -19,7 +20,7 @@ public:
     // service may be null: every event is then ignored.
     DistNetEventHandler(const std::shared_ptr<AppExecFwk::EventRunner>& runner, DistNetService* service);
 
-    // Other ids are ignored, as is an event without one.
+    // Ignores a null event and an unknown id.
     void ProcessEvent(const AppExecFwk::InnerEvent::Pointer& event) override;
 
 private:

@@ -1,12 +1,12 @@
-// The permissions that the service knows by name. Constants.
+// Names of permissions.
 #pragma once
 
 namespace Vexo::NetManagerStandard {
 
-// What every request of IDistNetService asks of its caller.
+// Every request of IDistNetService requires this permission of its caller.
 inline constexpr const char* PERMISSION_CONNECTIVITY_INTERNAL = "vexo.permission.CONNECTIVITY_INTERNAL";
 
-// Declared for callers that share this header; no request asks for them.
+// No request requires these two.
 inline constexpr const char* PERMISSION_INTERNET = "vexo.permission.INTERNET";
 inline constexpr const char* PERMISSION_NETWORK_COOPERATE_ACCELERATE = "vexo.permission.NETWORK_COOPERATE_ACCELERATE";
 

@@ -14,7 +14,7 @@ const bool isRegisteredToLocalSa = SystemAbility::MakeAndRegisterAbility(&DistNe
 
 DistNetService::DistNetService() : SystemAbility(COMM_DISTRIBUTED_NET_ABILITY_ID, true)
 {
-    // The object is not on the heap: this reference, which nothing releases, keeps every other from being the last.
+    // The object is not on the heap. This reference is never released, so that no other release deletes the object.
     IncStrongRef();
 }
 

@@ -47,7 +47,7 @@ int32_t WakePeer(const std::string& networkId)
 int32_t DistNetService::StartDistributedNetwork(int32_t first, int32_t second, const std::string& networkId)
 {
     if (runningState_ != STATE_RUNNING || !DeviceManager::GetInstance().IsSameAccount(networkId)) {
-        // One message for both: a service that does not run vouches for no peer.
+        // This line is also logged if the service is not running.
         NETMGR_EXT_LOGE(" IsSameAccount verify failed.");
         return DISTNET_ERR_GENERAL;
     }
@@ -63,7 +63,7 @@ int32_t DistNetService::StartDistributedNetworkAsync(int32_t, int32_t, const std
     QuTrace::StartSyncQuTrace("DistNetService StartDistributedNetworkAsync start");
     const int32_t result = SoftBusStartDisNet(networkId);
     if (result != DISTNET_SUCCESS) {
-        // The span stays open: in a trace, a start that failed is one that never finished.
+        // The span is not finished: in a trace, a failed start has no end.
         NETMGR_EXT_LOGE(" SoftBusStartDisNet error");
         return result;
     }

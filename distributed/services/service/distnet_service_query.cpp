@@ -21,7 +21,7 @@ using Telephony::CellularDataClient;
 using Telephony::CoreServiceClient;
 using Telephony::SimState;
 
-// One capability item: how it is asked for, answered, and reported when it fails.
+// One capability item: its name in requests, the function that answers it, and how its failure is reported.
 struct CapabilityItem {
     const char* name;
     int32_t (DistNetService::*answer)(cJSON* root);
@@ -31,7 +31,7 @@ struct CapabilityItem {
 };
 
 constexpr std::array<CapabilityItem, 3> CAPABILITY_ITEMS{{
-    // The text as it stands is part of the reported data: whoever evaluates the events looks for it.
+    // The spelling "hotsopt" is part of the event.
     {"supportSmartHotSpot", &DistNetService::SupportSmartHotSpot, REMOTE_INFO_FAIL_SMART_HOTSPOT,
      "support smart hotsopt error", [] { NETMGR_EXT_LOGE(" GetRemoteDeviceInfo fail"); }},
     {"bssid", &DistNetService::GetCurrentBssid, REMOTE_INFO_FAIL_BSSID, "get current bssid error",
@@ -40,7 +40,7 @@ constexpr std::array<CapabilityItem, 3> CAPABILITY_ITEMS{{
      [] { NETMGR_EXT_LOGE(" GetHotspotName fail"); }},
 }};
 
-// Adds the member of one item, without its value, to root, which owns it. Null without memory.
+// Adds the member of one item, without its value, to root, which owns the member. Returns null if memory is short.
 cJSON* AddItem(cJSON* root, const char* name, const char* valueType)
 {
     Json item = NewObject();
@@ -93,7 +93,7 @@ bool IsCellularDataOn()
     return enabled;
 }
 
-// False after logging why there is none.
+// Returns false if the hotspot name is not available (logged).
 bool ReadHotspotName(std::string& ssid)
 {
     const std::shared_ptr<Wifi::WifiHotspot> hotspot = Wifi::WifiHotspot::GetInstance(WIFI_HOTSPOT_SYS_ABILITY_ID, 0);
@@ -130,7 +130,7 @@ bool ReadFirstBssid(std::string& bssid)
     return true;
 }
 
-// A failed read still adds its member, with an empty string.
+// Adds the member also if read fails, with an empty string.
 int32_t AddTextItem(cJSON* root, const char* name, bool (*read)(std::string& text))
 {
     cJSON* item = AddItem(root, name, "string");
@@ -175,7 +175,7 @@ int32_t DistNetService::GetRemoteDeviceInfo(std::vector<std::string> items, std:
     return RunSynchronously([this, &items, &result] { return GetRemoteDeviceInfoAsync(items, result); });
 }
 
-// NOLINTNEXTLINE(performance-unnecessary-value-param): works on a copy of its own, as the remote interface does
+// NOLINTNEXTLINE(performance-unnecessary-value-param): same parameters as in the remote interface
 int32_t DistNetService::GetRemoteDeviceInfoAsync(std::vector<std::string> items, std::string& result)
 {
     const MutexLock lock(remoteInfoMutex_);
@@ -211,7 +211,7 @@ int32_t DistNetService::SupportSmartHotSpot(cJSON* root)
     }
     bool isSupported = IsSimReady();
     if (isSupported) {
-        // Both are asked, whatever the first answers.
+        // Queries both slots, also if the first radio is on.
         const bool isFirstOn = IsRadioOn(0);
         const bool isSecondOn = IsRadioOn(1);
         isSupported = (isFirstOn || isSecondOn) && IsCellularDataOn();
@@ -236,7 +236,7 @@ bool DistNetService::IsRadioOn(int32_t slotId)
 {
     const auto callback = MakeSptr<GetRadioStateCallback>(this);
     const MutexLock lock(radioMutex_);
-    // An answer that outlasted the wait of an earlier query must not answer this one.
+    // Discards an answer that arrived after an earlier query had timed out.
     isRadioStateReceived_ = false;
     const int32_t ret = CoreServiceClient::GetInstance().GetRadioState(slotId, callback);
     if (ret != Telephony::TELEPHONY_OK) {

@@ -170,7 +170,7 @@ int32_t DistNetServiceStub::OngetAvailableDeviceList(MessageParcel&, MessageParc
     if (!reply.WriteInt32(result)) {
         return DISTNET_ERR_WRITE_REPLY;
     }
-    // The list follows an error as well, so that a reader need not look at the result to know what comes.
+    // The list follows the result also if the result is an error.
     const int32_t ret = DmDeviceInfoMarshalling(reply, deviceList);
     if (ret != DISTNET_SUCCESS) {
         NETMGR_EXT_LOGE(" OngetAvailableDeviceList DmDeviceInfoMarshalling fail");
@@ -188,7 +188,7 @@ int32_t DistNetServiceStub::OnGetRemoteDeviceInfo(MessageParcel& data, MessagePa
     if (GetRemoteDeviceInfo(items, result) != DISTNET_SUCCESS) {
         NETMGR_EXT_LOGE(" GetRemoteDeviceInfo fail");
     }
-    // The text alone: a failed query shows as an empty one.
+    // The reply has no result code: the text is empty if the query failed.
     return reply.WriteString(result) ? DISTNET_SUCCESS : DISTNET_ERR_WRITE_REPLY;
 }
 

@@ -1,7 +1,7 @@
-// DistNetServiceStub: the receiving side of IDistNetService. It checks the interface token, that the caller is a system
-// application, and its permission; keeps the set of client processes that the release of the service asks about; reads
-// the arguments, calls the operation and writes the reply. Runs on IPC workers, several requests at once. Parcel
-// layouts: docs/ipc.md; operations: distnet_service.h; codes: distnet_errors.h.
+// DistNetServiceStub: the receiving side of IDistNetService. It checks the interface token, the caller's system-app
+// flag and the caller's permission. Then it adds the caller's process to the set of clients (a release removes the
+// process), reads the arguments, calls the operation and writes the reply. Runs on IPC workers, several requests at
+// once. Parcel layouts: docs/ipc.md; operations: distnet_service.h; codes: distnet_errors.h.
 #pragma once
 
 #include <cstdint>
@@ -20,18 +20,18 @@ namespace Vexo::NetManagerStandard {
 
 class DistNetServiceStub : public IRemoteStub<IDistNetService> {
 public:
-    // Blocks as long as the operation. Returns 0 or a DistNetResult; for a request that is refused or unknown what the
-    // platform's default handler returns, with the refusal's code in the reply.
+    // Blocks as long as the operation. Returns 0 or a DistNetResult. For a refused or unknown request, returns the
+    // result of the platform's default handler; the reply of a refused request contains the error code.
     int OnRemoteRequest(uint32_t code, MessageParcel& data, MessageParcel& reply, MessageOption& option) override;
 
 protected:
-    // True while a process has sent a request and not yet released the service.
+    // Returns true if any process has sent a request and has not released the service since.
     bool HasClients();
 
 private:
     struct PermissionAndUid {
         std::set<std::string> permissions;
-        std::set<uint32_t> uids;  // carried, not consulted
+        std::set<uint32_t> uids;  // not checked
     };
     using RequestHandler = int32_t (DistNetServiceStub::*)(MessageParcel& data, MessageParcel& reply);
 

@@ -1,5 +1,5 @@
-// EventReport: the service's structured system events (platform/dfx/sys_event.h). Static operations from any thread;
-// each writes one event on the calling thread. A refused write is silent: reporting never changes what is reported.
+// EventReport: writes the service's structured system events (platform/dfx/sys_event.h). Static functions; any thread.
+// Each writes one event on the calling thread. A failed write is ignored and not logged.
 #pragma once
 
 #include <cstdint>
@@ -7,7 +7,7 @@
 
 namespace Vexo::NetManagerStandard {
 
-// What an event is made of. deviceId is always anonymised already (CommonUtils::GetAnonymousDeviceID).
+// The parameters of an event. The caller must anonymise deviceId (CommonUtils::GetAnonymousDeviceID).
 struct EventInfo {
     std::string deviceId;
     int32_t sessionId = 0;  // 0: none
@@ -17,7 +17,7 @@ struct EventInfo {
 
 class EventReport {
 public:
-    // Domain NETMANAGER_UE, all behaviour events: a failed start is part of how the feature is used.
+    // Domain NETMANAGER_UE. All three are behaviour events, also the failed start. Each line names the parameters.
     static void SendStartDistNetworkBehaviorEvent(const EventInfo& info);  // DEVICE_ID
     static void SendStartDistNetworkSuccessEvent(const EventInfo& info);   // DEVICE_ID
     static void SendStartDistNetworkFailEvent(const EventInfo& info);  // DEVICE_ID, SESSION_ID, ERROR_TYPE, ERROR_MSG

@@ -31,11 +31,11 @@ public:
     // state: the ability's state (SystemAbilityState).
     virtual int32_t StartService(uint32_t& state) = 0;
     virtual int32_t ReleaseService(uint32_t& state) = 0;
-    // The two integers are carried through and not interpreted.
+    // The two integers are not used.
     virtual int32_t StartDistributedNetwork(int32_t, int32_t, const std::string& networkId) = 0;
     virtual int32_t StopDistributedNetwork(int32_t, int32_t, const std::string& networkId) = 0;
     virtual int32_t GetAvailableDeviceList(std::vector<DmDeviceInfo>& deviceList) = 0;
-    // items: names of capability items; result: a JSON object with a member for each known one.
+    // items: names of capability items. result: a JSON object with a member for each known item.
     virtual int32_t GetRemoteDeviceInfo(std::vector<std::string> items, std::string& result) = 0;
 };
 

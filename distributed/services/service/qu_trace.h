@@ -1,5 +1,5 @@
-// QuTrace: the service's spans in the trace meter (platform/dfx/trace.h), each with a log line. Static operations from
-// any thread; they do not block. Synchronous spans nest per thread: finish on the thread that started.
+// QuTrace: starts and finishes the service's trace spans (platform/dfx/trace.h) and logs each call. Static functions;
+// any thread; they do not block. Synchronous spans nest per thread: finish a span on the thread that started it.
 #pragma once
 
 #include <cstdint>
@@ -10,9 +10,9 @@ namespace Vexo::NetManagerStandard {
 class QuTrace {
 public:
     static void StartSyncQuTrace(const std::string& value);
-    // Ends the innermost span of this thread; value is only logged.
+    // Finishes the innermost span of this thread; value is only logged.
     static void FinishSyncQuTrace(const std::string& value);
-    // An asynchronous span is named by value and taskId together.
+    // value and taskId together identify an asynchronous span.
     static void StartAsyncQuTrace(const std::string& value, int32_t taskId);
     static void FinishAsyncQuTrace(const std::string& value, int32_t taskId);
 };

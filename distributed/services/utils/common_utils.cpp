@@ -65,7 +65,7 @@ bool CheckPermissionWithCache(const std::string& strPermission)
     }
     const bool verdict = CheckPermission(strPermission);
     const MutexLock guard(cache.mutex);
-    // A verdict of a first check that ran at the same time stands.
+    // If another thread has stored a verdict meanwhile, that verdict is kept.
     return cache.verdicts.try_emplace(callerToken, verdict).first->second;
 }
 
@@ -75,8 +75,7 @@ std::string GetAnonymousStr(const std::string& input)
     for (const char byte : input) {
         text += std::to_string(static_cast<int8_t>(byte));
     }
-    // For a text of fewer than six characters the position wraps and the replacement reports it as out of range: a
-    // caller that hands over something shorter than an identifier is told so, and nothing unmasked comes back.
+    // If the text has fewer than six characters, the position wraps around and replace throws std::out_of_range.
     return text.replace(text.size() - MASKED_LENGTH, MASKED_LENGTH, STRING_MASK);
 }
 

@@ -1,5 +1,5 @@
 // CommonUtils: permission checks of the caller of a remote request, anonymised identifiers for logs and events, and a
-// string splitter. Any thread; nothing blocks. The checks ask about the caller of the transaction that the thread runs
+// string splitter. Any thread; no call blocks. The checks apply to the caller of the current transaction of this thread
 // (platform/ipc/ipc_skeleton.h).
 #pragma once
 
@@ -8,23 +8,25 @@
 
 namespace Vexo::NetManagerStandard::CommonUtils {
 
-// True when the caller holds the permission. A native process holds every permission; an application needs a privilege
-// level of system basic or system core besides the grant; anyone else (a shell) holds none. A refusal is logged.
+// Returns true if the caller holds the permission. A native process holds every permission; an application needs the
+// grant and the privilege level system basic or system core; any other caller (a shell) holds none. A refusal is
+// logged.
 bool CheckPermission(const std::string& strPermission);
 
-// As CheckPermission, but the first verdict about a caller stands for the life of the process. The cache knows the
-// caller's token alone: whatever permission was asked about first decides for every permission asked about later.
+// Like CheckPermission, but caches the first result for each caller for the life of the process. The key of the cache
+// is only the caller's token: the result for the first permission is returned for every other permission, too.
 bool CheckPermissionWithCache(const std::string& strPermission);
 
-// The bytes of input as decimal numbers (signed, 8 bit), one after the other, with the last six characters masked:
-// "abcd" gives "979******". Throws std::out_of_range when that text has fewer than six characters; identifiers of the
-// platform have 64.
+// Returns the bytes of input as decimal numbers (signed, 8 bit) without separators, with the last six characters
+// masked: "abcd" gives "979******". Throws std::out_of_range if the text of numbers has fewer than six characters.
 std::string GetAnonymousStr(const std::string& input);
 
-// The first and last five characters around "**"; "***" for an identifier of fewer than ten.
+// Returns the first and last five characters with "**" between them, or "***" if deviceId has fewer than ten
+// characters.
 std::string GetAnonymousDeviceID(const std::string& deviceId);
 
-// The parts of str between separators; an empty last part is dropped, so "a,b," gives two. sep must not be empty.
+// Returns the parts of str between separators. An empty last part is left out: "a,b," gives two parts. sep must not be
+// empty.
 std::vector<std::string> Split(const std::string& str, const std::string& sep);
 
 }  // namespace Vexo::NetManagerStandard::CommonUtils

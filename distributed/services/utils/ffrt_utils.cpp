@@ -7,7 +7,7 @@ namespace {
 
 constexpr uint64_t MICROSECONDS_PER_MILLISECOND = 1000;
 
-// The attributes of one submission.
+// Owns the attributes of one submitted task.
 class TaskAttributes : public NoCopyable {
 public:
     explicit TaskAttributes(const char* name)

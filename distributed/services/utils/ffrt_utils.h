@@ -1,7 +1,7 @@
-// FFRTUtils: callables as named tasks of the runtime (platform/tasks/ffrt.h), and its mutex and condition variable as
-// classes. Static operations without state, from any thread, tasks included. Each copies its callable; the runtime
-// invokes the copy once. General tasks have no order among each other. Nothing here reports errors: a task that the
-// runtime refuses does not run.
+// FFRTUtils: submits callables as named tasks of the runtime (platform/tasks/ffrt.h), and wraps the runtime's mutex and
+// condition variable in classes. Static functions; any thread, also inside tasks. Each copies its callable; the runtime
+// calls the copy once. Tasks outside a queue run in no fixed order. Errors are not reported: a task that the runtime
+// refuses does not run.
 #pragma once
 
 #include <cstdint>
@@ -20,38 +20,37 @@ public:
 
     // Submits and returns at once.
     static void SubmitTask(const std::function<void()>& func);
-    // Submits, and blocks until every task that the calling context has submitted so far has finished: this one and
-    // those before.
+    // Submits, and blocks until this task and all earlier tasks of the calling context have finished.
     static void SubmitTaskSync(const std::function<void()>& func);
-    // Starts the callable and blocks for at most timeoutMs. True when it has finished; otherwise it goes on to its end,
-    // and what it refers to must live that long. With 0 ms only a task that is already done counts.
+    // Starts the callable and blocks until it has finished, for at most timeoutMs. Returns true if it has finished.
+    // Otherwise it continues to run, and everything that it refers to must live until it has finished.
     static bool SubmitTimeoutTask(const std::function<void()>& func, uint32_t timeoutMs);
-    // Queues a task that is due after delayMs. The handle is empty when the runtime refused it.
+    // Queues a task that runs after delayMs. Returns an empty handle if the runtime refuses the task.
     static ffrt::task_handle SubmitDelayTask(std::function<void()>& func, uint32_t delayMs, ffrt::queue& queue);
-    // Hands the tasks to the queue in order. Nothing for an empty vector.
+    // Queues the tasks in order.
     static void SubmitQueueTasks(const std::vector<std::function<void()>>& funcs, ffrt::queue& queue);
-    // 0 when the task had not started and will not run; otherwise the runtime's code.
+    // Returns 0 if the task had not started and will not run; otherwise the runtime's code.
     static int CancelTask(ffrt::task_handle& handle, ffrt::queue& queue);
 };
 
-// The runtime's mutex, usable from tasks and threads. Its storage is neither destroyed nor freed with the object: a
-// task that still holds the lock while the owner goes away unlocks valid memory. So it belongs into objects that live
-// as long as the process. Once destroyed, every operation does nothing.
+// The runtime's mutex, for tasks and threads. The destructor does not free the memory of the mutex, so that a task that
+// still holds the lock can unlock it. Use it only in objects that live as long as the process. After destruction every
+// operation does nothing.
 class FFRTUtils::Mutex : public NoCopyable {
 public:
     Mutex();
     ~Mutex();
 
     void Lock();     // blocks
-    bool TryLock();  // true when it has taken the lock
+    bool TryLock();  // returns true if it has locked the mutex
     void Unlock();
 
 private:
-    // volatile: without it a compiler may leave out the destructor's last store.
+    // volatile, so that the compiler keeps the store in the destructor.
     ffrt_mutex_t* volatile mutex_ = nullptr;
 };
 
-// The runtime's condition variable, to signal only. Its storage stays like that of Mutex.
+// The runtime's condition variable, without a wait operation. Its memory is not freed either (see Mutex).
 class FFRTUtils::ConditionVariable : public NoCopyable {
 public:
     ConditionVariable();

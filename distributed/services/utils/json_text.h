@@ -1,5 +1,5 @@
-// FormattedJson: a JSON tree as the text that the service sends and answers with. Any thread; nothing blocks. Owners of
-// trees: platform/base/json.h.
+// FormattedJson: prints a JSON tree in the format that the service sends to peers and callers. Any thread; does not
+// block. Owning pointers to trees: platform/base/json.h.
 #pragma once
 
 #include <cjson/cJSON.h>
@@ -8,7 +8,8 @@
 
 namespace Vexo::NetManagerStandard {
 
-// Over several lines, with tabs, as peers and callers know it; strings keep their bytes. Empty without memory.
+// Prints with line ends and tabs; bytes above 0x7F in strings are not escaped. Returns an empty string if memory is
+// short.
 std::string FormattedJson(const cJSON* json);
 
 }  // namespace Vexo::NetManagerStandard

@@ -1,6 +1,6 @@
-// The service's log macros: one line to the platform log under the service's label. Any thread; a call never fails.
-// Formats and their check at compile time: platform/dfx/log.h. Every text starts with a space, by which the service's
-// lines are told apart when logs are read without their tags; identifiers are anonymised first (common_utils.h).
+// The service's log macros. Each writes one line to the platform log under the service's label. Any thread; a call
+// never fails. Formats, which are checked at compile time: platform/dfx/log.h. Every text starts with a space.
+// Anonymise identifiers before they are logged (common_utils.h).
 #pragma once
 
 #include "platform/dfx/log.h"

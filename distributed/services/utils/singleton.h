@@ -1,7 +1,7 @@
-// GetOrCreateInstance: the double-checked creation that the service's singletons share. A class keeps its pointer, its
-// lock and a flag as static members. The pointer is written once, under the lock, and is constant once the flag is set;
-// so the flag, not the lock, guards its readers. The object is never destroyed: when the process ends, tasks and
-// platform callbacks may still be in it. Any thread; blocks only while another thread creates the object.
+// GetOrCreateInstance: double-checked creation for the service's singletons. A class has a pointer, a lock and a flag
+// as static members. The pointer is written once, under the lock, before the flag is set; readers check the flag and
+// need no lock. The object is never destroyed, because tasks and platform callbacks may still use it when the process
+// ends. Any thread; blocks only while another thread creates the object.
 #pragma once
 
 #include <atomic>
