@@ -1,7 +1,7 @@
-// What a local request costs beside the least it can cost: a bare blocking SOCK_SEQPACKET ping-pong. Server and client
-// are two processes pinned to one CPU, since waking an idle virtual CPU would hide everything else. The measurements
-// alternate, so that a change of the machine's load meets both.
-//   ipc_bench [REQUESTS]     prints median and 99th percentile of each in microseconds, and their ratios
+// Compares the time of a local request with the minimum: a bare blocking SOCK_SEQPACKET ping-pong. Server and client
+// are two processes pinned to one CPU, because waking an idle virtual CPU would take most of the measured time. The
+// measurements alternate, so that a change of the machine's load affects both.
+//   ipc_bench [REQUESTS]     prints the median and the 99th percentile of each in microseconds, and their ratios
 #include <sched.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
@@ -41,7 +41,7 @@ constexpr int ROUNDS = 10;
 constexpr int IDLE_CLIENTS = 1000;
 
 constexpr uint32_t EMPTY_ABILITY = 1;    // answers at once
-constexpr uint32_t CHECKED_ABILITY = 2;  // behind the registry; checks its caller as the service does
+constexpr uint32_t CHECKED_ABILITY = 2;  // found in the registry; checks its caller as the service does
 constexpr uint32_t TASK_ABILITY = 3;     // the same, and runs its work on the task runtime as the service does
 
 class EmptyStub : public IPCObjectStub {
@@ -111,7 +111,7 @@ void PinToOneCpu()
     Check(::sched_setaffinity(0, sizeof(one), &one) == 0, "sched_setaffinity");
 }
 
-// Room for the idle clients, here and in the server.
+// Each idle client needs a descriptor here and one in the server, which inherits the limit.
 void RaiseDescriptorLimit()
 {
     rlimit limit{};
@@ -204,7 +204,7 @@ void Summarise(Series& series)
     series.p99 = series.microseconds[series.microseconds.size() * 99 / 100];
 }
 
-// Request and reply as bytes: what a client in any language does.
+// Sends the request and receives the reply as bytes, without the client classes.
 void PingPong(int socket, const std::array<uint8_t, REQUEST_SIZE>& request)
 {
     std::array<uint8_t, REQUEST_SIZE> reply{};

@@ -1,6 +1,6 @@
-// What a log line costs on the path of a request: to a sink that does nothing, below the level, and a trace call
-// without a sink.
-//   log_bench [ITERATIONS]     prints the median of nine rounds of each in nanoseconds a call
+// Measures three calls: a log line to a sink that does nothing, a log line below the level, and a trace call without a
+// sink.
+//   log_bench [ITERATIONS]     prints the median of nine rounds for each, in nanoseconds per call
 #include <algorithm>
 #include <array>
 #include <chrono>

@@ -1,11 +1,11 @@
 #!/usr/bin/env python3
-"""Two daemons on two machines of one wire: how soon they find each other, and what they do while idle.
+"""Measures two daemons on two machines of one network: how soon they find each other, and what they do while idle.
 
     bench/pair_bench.py [--build build/release] [--idle SECONDS] [--away SECONDS]
 
-Each machine is a network namespace with a bus, an avahi-daemon and a distnetd on the platform linux, on one veth
-pair. Needs root. Prints a line a figure; packets are counted by a socket on the wire (packet(7)), wake-ups are the
-voluntary context switches of all threads of a daemon (proc(5)).
+Each machine is a network namespace with a D-Bus daemon, an avahi-daemon and a distnetd on the platform linux. One veth
+pair connects them. Needs root. Prints one line per figure. A packet socket counts the packets (packet(7)); wake-ups are
+the voluntary context switches of all threads of a daemon (proc(5)).
 """
 import argparse
 import collections
@@ -91,7 +91,7 @@ class Machine:
     def move(self, address):
         self.run("ip", "address", "replace", f"{address}/24", "dev", "wire")
         self.run("ip", "address", "del", f"{self.address}/24", "dev", "wire")
-        self.run("ip", "address", "replace", f"{address}/24", "dev", "wire")  # went with the one that was first
+        self.run("ip", "address", "replace", f"{address}/24", "dev", "wire")  # removed with the primary one
         self.address = address
 
     def wake_ups(self):
@@ -133,7 +133,7 @@ class Wire:
         threading.Thread(target=self.read, daemon=True).start()
 
     def read(self):
-        with contextlib.suppress(OSError):  # the wire goes with its machines
+        with contextlib.suppress(OSError):  # the veth pair is removed with its namespaces
             while True:
                 self.counts[self.kind(self.socket.recv(65535))] += 1
 

@@ -1,9 +1,9 @@
-// What a session costs beside the least that TLS can cost: a bare OpenSSL pair that connects, shakes hands and
-// exchanges one byte. Everything runs in one process pinned to one CPU, since waking an idle virtual CPU would hide
-// everything else.
-//   softbus_bench [ROUNDS]    prints medians of opening, echoing 3 bytes, and the memory of a session
-// Also prints what a stranger costs that connects, sends a wrong proof and is closed.
-// A contract holds the opener's own callback back until 1 ms after OpenSession, so the peer's callback is timed too.
+// Compares the cost of a session with the minimum for TLS: a bare OpenSSL pair that connects, makes a handshake and
+// exchanges one byte. Everything runs in one process pinned to one CPU, because waking an idle virtual CPU would take
+// most of the measured time.
+//   softbus_bench [ROUNDS]    prints medians of opening a session and of echoing 3 bytes, and the memory of a session
+// Also prints the cost of a stranger that connects, sends a wrong proof of membership and is disconnected.
+// The opener's own callback never runs before 1 ms after OpenSession, so the peer's callback is measured too.
 #include <malloc.h>
 #include <sched.h>
 #include <sys/socket.h>
@@ -76,7 +76,7 @@ double Median(std::vector<double> values)
     return values[values.size() / 2];
 }
 
-// Microseconds, by the wall and of this process's processor time.
+// In microseconds: elapsed time, and processor time of this process.
 struct Cost {
     double wall;
     double cpu;
@@ -118,7 +118,7 @@ private:
     std::vector<double> cpu_;
 };
 
-// A counter that callbacks raise and the measuring thread waits for.
+// A counter that callbacks increment and on which the measuring thread waits.
 class Signal {
 public:
     void Raise(int id)
@@ -165,7 +165,7 @@ Cost Each(Cost all, int count)
     return {all.wall / count, all.cpu / count};
 }
 
-// The least: blocking sockets, one thread a side.
+// The minimum for comparison: blocking sockets, one thread per side.
 class BarePair {
 public:
     BarePair(Side& client, Side& server)
@@ -183,7 +183,7 @@ public:
     Cost Echo() { return Run(true, ECHOES_PER_ROUND).second; }
 
 private:
-    // Of opening, and of one echo.
+    // Returns the cost of opening and the cost of one echo.
     std::pair<Cost, Cost> Run(bool resume, int echoes)
     {
         const Stopwatch opening;
@@ -270,7 +270,7 @@ public:
     {
         SoftBus::SoftBusOptions options;
         options.deviceName = "phone";
-        options.peerShare = options.maxSessions;  // more than one peer may have open are measured
+        options.peerShare = options.maxSessions;  // the default is less than what is measured
         options.identityFolder = phone.folder;
         g_phone = Take(SoftBusServer::Start(phone.identity, options));
         options.deviceName = "laptop";
@@ -289,7 +289,7 @@ public:
     }
 
     struct Times {
-        Cost peersCallback;  // processor time: until both callbacks have come
+        Cost peersCallback;  // its processor time covers both callbacks
         Cost ownCallback;
         Cost echo;
     };
@@ -314,7 +314,8 @@ public:
         return times;
     }
 
-    // All at once: one may resume by the ticket at hand, the others shake hands in full. What each costs.
+    // Opens count sessions at the same time and returns the cost of each. One of them may resume with the stored
+    // ticket; the others make full handshakes.
     Cost OpenTogether(int count)
     {
         const size_t before = g_laptopOpened.Count();
@@ -328,7 +329,7 @@ public:
         return each;
     }
 
-    // KiB that one end of one session adds to what this process holds.
+    // Returns how many KiB of memory one end of one session needs.
     double MemoryKiB()
     {
         const double before = HeldKiB();
@@ -343,13 +344,13 @@ public:
         return (after - before) / (2.0 * MEMORY_SESSIONS);
     }
 
-    // Processor time of everything in this process but the stranger's own thread.
+    // Returns the cost of refusing one stranger. The processor time leaves out the stranger's own thread.
     Cost RefuseAStranger()
     {
         const asio::ip::address_v4 host = asio::ip::address_v4::loopback();
         const std::string address = g_phone->ListenAddress();
         const auto port = static_cast<uint16_t>(std::stoi(address.substr(address.rfind(':') + 1)));
-        // A record head as a ClientHello has it, behind a proof of zeros.
+        // A proof of zeros, followed by the record header of a ClientHello.
         std::string answer(32, '\0');
         answer += std::string("\x16\x03\x01\x01\x00\x01\x00\x00\xfc", 9) + std::string(252, '\0');
         constexpr int STRANGERS = 50;

@@ -1,6 +1,6 @@
-// A whole start between two daemons of this machine, through socket, collaboration, session and simulated radios:
-// median and p99 of 200 warm requests; with --flood also while strangers flood the phone's link; with --idle also what
-// an idle daemon costs: resident memory, and wake-ups over a minute.
+// Measures whole starts between two daemons on this machine, with simulated radios: prints the median and the 99th
+// percentile of 200 requests after a warm-up. --flood: also while strangers flood the phone's link. --idle: also the
+// resident memory of an idle daemon and its wake-ups during a minute.
 
 #include <arpa/inet.h>
 #include <fcntl.h>
@@ -28,7 +28,7 @@ using Vexo::EndToEnd::Device;
 constexpr int WARM_UP = 20;
 constexpr int REQUESTS = 200;
 
-// The sum of a numeric line of status or schedstat files over all threads of a process.
+// Returns the number of voluntary context switches of all threads of a process.
 long VoluntarySwitches(pid_t pid)
 {
     long sum = 0;
@@ -64,8 +64,9 @@ void MeasureIdle(Device& device)
                 VoluntarySwitches(device.Daemon().Pid()) - before);
 }
 
-// Strangers at 8 addresses of this machine: 1,000 connections that say nothing, 300 that send a byte now and then, and
-// 1,000 new ones a second that send noise. Those that the device closes are opened again.
+// Strangers at 8 addresses of this machine: 1,000 connections that send nothing, 300 that send a byte now and then, and
+// 1,000 new connections per second that send 64 meaningless bytes each. Connections that the device closes are opened
+// again.
 class Flood {
 public:
     explicit Flood(const std::string& address)
@@ -136,7 +137,7 @@ private:
     std::thread thread_;
 };
 
-// False when a request failed.
+// Returns false if a request failed.
 bool MeasureStarts(Device& laptop, const std::string& phone, const char* when)
 {
     std::vector<double> milliseconds;
@@ -170,7 +171,7 @@ int main(int argc, char** argv)
     }
     if (mode == "--flood") {
         const Flood flood(world["phone"].Status("link.listen"));
-        std::this_thread::sleep_for(std::chrono::seconds(3));  // until all its connections are open
+        std::this_thread::sleep_for(std::chrono::seconds(3));  // until all connections of the flood are open
         if (!MeasureStarts(world["laptop"], phone, "flooded")) {
             return 1;
         }

@@ -81,11 +81,11 @@ public:
     // Returns false also if the query fails or times out.
     bool IsRadioOn(int32_t slotId);
 
-    // Called for the events of distnet_event_handler.h, except TryToLinkDirect. These three only log and return 0.
+    // HandleRequestPathTimeout is called for EVENT_REQUEST_PATH_TIMEOUT. These three only log and return 0.
     int32_t HandleRequestPathTimeout();
     int32_t TryToLinkFromSoftBus();
     int32_t TryToLinkDirect();
-    // Releases the network path.
+    // Called for EVENT_STOP_DISTRIBUTED_NETWORK. Releases the network path.
     void HandleStopDistributedNetwork();
 
     // Logs code and msg and returns 0. Ignores the third argument.

@@ -64,7 +64,7 @@ int32_t BaseAwareness::FilterEvents(int32_t events) const
     int32_t filtered = 0;
     if (events >= 1) {
         for (const int32_t event : awareEventSet_) {
-            // Kept whole: an event of several bits is offered and heard as one.
+            // Adds all bits of the event, also those outside the mask.
             filtered |= (event & events) != 0 ? event : 0;
         }
     }

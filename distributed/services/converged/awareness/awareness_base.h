@@ -1,7 +1,7 @@
-// BaseAwareness: what every source of awareness events shares: the listeners with the events that each asked for, the
-// events that the source offers, and how to tell a listener the current state. Any thread. One lock orders
-// registration, removal and delivery, and is held while listeners run: a listener does not call back into its source.
-// The one source: awareness_services.h.
+// BaseAwareness: the base class of sources of awareness events. It keeps the listeners with their event masks, the
+// events that the source offers, and the functions that report a current state to a listener. Any thread. One lock
+// guards registration, removal and delivery. The lock is held while listeners run: a listener must not call back into
+// its source. Derived class: awareness_services.h.
 #pragma once
 
 #include <cstdint>
@@ -25,28 +25,29 @@ public:
     BaseAwareness(const BaseAwareness&) = delete;
     BaseAwareness& operator=(const BaseAwareness&) = delete;
 
-    // Start and stop hearing of changes.
+    // Start and stop receiving changes.
     virtual void Subscribe() = 0;
     virtual void UnSubscribe() = 0;
 
-    // Offers one more event.
+    // Adds an event to those that the source offers.
     void AddAwareEventsToSet(int32_t event);
-    // How a listener is told the current state of an event. The first function of an event stays.
+    // Sets the function that reports the current state of an event to a listener. Does nothing if the event already has
+    // a function.
     void AddNotifyNowFuncToMap(int32_t event, const NotifyFunc& func);
 
-    // The offered events that share a bit with the mask; 0 for a mask below 1.
+    // Returns the offered events that share a bit with the mask; 0 if the mask is below 1.
     int32_t GetFilteredEvents(int32_t events);
 
-    // Registers a listener for the offered events of the mask; its earlier mask is replaced, not added to. Nothing
-    // happens when nothing of the mask is offered. With isNotifyNow the listener is told the current states within the
-    // call, so that no event comes before them.
+    // Registers a listener for the offered events of the mask, or replaces its earlier mask. Does nothing if the source
+    // offers no event of the mask. With isNotifyNow the listener receives the current states during the call, before
+    // any event.
     void AddCallback(const std::shared_ptr<AwarenessCenterCallback>& callback, int32_t events, bool isNotifyNow);
     void RemoveCallback(const std::shared_ptr<AwarenessCenterCallback>& callback);
-    // Tells one listener, registered or not, the current state of every event of the mask.
+    // Reports the current state of every event of the mask to one listener, which need not be registered.
     void NotifyOnFirstRegister(const std::shared_ptr<AwarenessCenterCallback>& callback, int32_t events);
 
 protected:
-    // Runs func for every listener that asked for the event.
+    // Runs func for every listener that is registered for the event.
     void NotifyListeners(int32_t event, const NotifyFunc& func);
 
 private:
@@ -55,7 +56,7 @@ private:
         REQUIRES(awareMutex_);
 
     Mutex awareMutex_;
-    // To the listener's filtered mask.
+    // Maps each listener to its filtered mask.
     std::map<std::shared_ptr<AwarenessCenterCallback>, int32_t> callbackMap_ GUARDED_BY(awareMutex_);
     std::set<int32_t> awareEventSet_ GUARDED_BY(awareMutex_);
     std::unordered_map<int32_t, NotifyFunc> notifyNowFuncMap_ GUARDED_BY(awareMutex_);

@@ -1,6 +1,7 @@
-// AwarenessCenterCallback: hears of screen, connectivity and battery changes, and the event bits that select what it
-// hears. Called on task threads, one call at a time for one source, while the source holds its lock: a listener does
-// not call back into the source. Registration: awareness_center_interface.h.
+// AwarenessCenterCallback: the interface of a listener to screen, connectivity and battery changes, and the event bits
+// that select the changes. Called on task threads, and on the registering thread for the current states. A source makes
+// one call at a time and holds its lock meanwhile: a listener must not call back into the source. Registration:
+// awareness_center_interface.h.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +11,7 @@
 
 namespace Vexo::NetManagerStandard {
 
-// A listener asks for an OR of these.
+// A listener registers for an OR of these bits.
 enum AwareEvent : int32_t {
     AWARE_EVENT_SCREEN_STATE = 0x100,
     AWARE_EVENT_CONNECTIVITY = 0x200,
@@ -21,9 +22,9 @@ class AwarenessCenterCallback {
 public:
     virtual ~AwarenessCenterCallback() = default;
 
-    // runner is where the listener may schedule work; it may be empty.
+    // runner: the listener may schedule work on it; may be null.
     virtual void OnScreenStateChanged(bool isScreenOn, std::shared_ptr<AppExecFwk::EventRunner> runner) = 0;
-    // An event that names no network type comes as type -1, one of an unknown type as it is.
+    // netType is -1 if the event names no network type. An unknown type is passed on unchanged.
     virtual void OnConnectivityChanged(int netType, int connState) = 0;
     virtual void OnBatteryLowChanged(bool) {}
 };

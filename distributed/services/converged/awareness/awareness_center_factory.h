@@ -1,4 +1,4 @@
-// AwarenessCenterFactory: makes the source of awareness events. Stateless; any thread.
+// AwarenessCenterFactory: creates the source of awareness events. Stateless; any thread.
 #pragma once
 
 #include <memory>
@@ -9,7 +9,7 @@ namespace Vexo::NetManagerStandard {
 
 class AwarenessCenterFactory {
 public:
-    // A new source, which has subscribed to the common events if their service is there.
+    // Returns a new source. It is subscribed to the common events if their service is registered.
     static std::shared_ptr<SystemAwareness> GetAwarenessInstance();
 };
 

@@ -1,5 +1,5 @@
-// AwarenessCenterInterface: where the rest of the service registers for awareness events. Any thread. Results:
-// utils/distnet_errors.h. What is behind it: awareness_center_manager.h.
+// AwarenessCenterInterface: the rest of the service registers for awareness events here. Any thread. Result codes:
+// utils/distnet_errors.h. Implementation: awareness_center_manager.h.
 #pragma once
 
 #include <cstdint>
@@ -14,20 +14,22 @@ class AwarenessCenterInterface {
 public:
     virtual ~AwarenessCenterInterface() = default;
 
-    // Creates the source of events and watches the abilities that the service depends on. Meant to run once: a second
-    // call replaces the source, and its listeners are lost.
+    // Creates the source of events and watches the abilities that the service depends on. Call it once: a second call
+    // replaces the source, and the registered listeners are lost.
     virtual void InitAwarenessCenter() = 0;
 
-    // Both need an InitAwarenessCenter before them; both block while listeners are being called.
-    // Listen registers a listener for the events of the mask, or replaces its mask; the listener is kept alive. With
-    // isNotifyNow it is told the current states before the call returns. 0, or DISTNET_ERR_AWARENESS_ARGUMENT for a
-    // mask below 1 or no listener.
+    // Call Listen and UnListen only after InitAwarenessCenter. Both block while listeners are being called.
+
+    // Registers a listener for the events of the mask, or replaces its mask, and keeps the listener alive. With
+    // isNotifyNow the listener receives the current states before the call returns. Returns 0, or
+    // DISTNET_ERR_AWARENESS_ARGUMENT if the mask is below 1 or callback is null.
     virtual int32_t Listen(const std::shared_ptr<AwarenessCenterCallback>& callback, int32_t events,
                            bool isNotifyNow) = 0;
-    // 0, or DISTNET_ERR_AWARENESS_ARGUMENT for no listener. No call to the listener runs or starts after it returns.
+    // Returns 0, or DISTNET_ERR_AWARENESS_ARGUMENT if callback is null. After UnListen returns, the listener is not
+    // called any more.
     virtual int32_t UnListen(const std::shared_ptr<AwarenessCenterCallback>& callback) = 0;
 
-    // Does not block. 0, or DISTNET_ERR_NO_NET_INFO before InitAwarenessCenter.
+    // Does not block. Returns 0, or DISTNET_ERR_NO_NET_INFO before InitAwarenessCenter.
     virtual int32_t GetCurrentNetInfo(NetInfo& info) = 0;
 
     static std::shared_ptr<AwarenessCenterInterface> GetInstance();

@@ -40,7 +40,7 @@ void AwarenessCenterManager::InitSubAwarenessInstance()
     std::shared_ptr<SystemAwareness> source = AwarenessCenterFactory::GetAwarenessInstance();
     if (source != nullptr) {
         const MutexLock guard(stateMutex_);
-        systemAwareness_.swap(source);  // the previous one ends after the lock
+        systemAwareness_.swap(source);  // the previous source is destroyed after unlocking
     }
 }
 
@@ -154,7 +154,7 @@ void AwarenessCenterManager::HandleCommonEventServiceRemoved()
 {
     if (const std::shared_ptr<SystemAwareness> source = Source(); source != nullptr) {
         source->UnSubscribe();
-        // The text of the arrival, on purpose: in the log both mean that the subscription was settled anew.
+        // The same log line as in HandleCommonEventServiceAdded.
         NETMGR_EXT_LOGI(" HandleCommonEventServiceAdded Subscribe.");
     }
 }

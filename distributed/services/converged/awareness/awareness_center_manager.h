@@ -1,6 +1,6 @@
-// AwarenessCenterManager: the process-wide front of the awareness subsystem. It owns the source of events, registers
-// listeners with it, and watches the abilities that the service depends on: when one appears, what needs it is started.
-// Any thread; the handlers run on the platform's threads for ability status.
+// AwarenessCenterManager: the process-wide awareness center. It owns the source of events and registers listeners with
+// it. It also watches the abilities that the service depends on, and connects the service to an ability when the
+// ability is added. Any thread; the ability handlers run on the platform's threads for ability status.
 #pragma once
 
 #include <atomic>
@@ -32,23 +32,23 @@ public:
 
     // The steps of InitAwarenessCenter.
     void InitSubAwarenessInstance();
-    void InitSysAbilityStatusListener();  // nothing when there is a listener already
+    void InitSysAbilityStatusListener();  // does nothing if there is a listener already
     void AddServiceIdListener();
 
-    // Null before InitAwarenessCenter. Owned by the manager: it lasts until a further InitAwarenessCenter.
+    // Returns null before InitAwarenessCenter. The manager owns the object; the next InitAwarenessCenter destroys it.
     SystemAwareness* GetSystemAwarenessInstance();
 
-    // What happens when an ability appears or goes.
+    // Called when an ability is added or removed.
     void HandleCommonEventServiceAdded();
     void HandleCommonEventServiceRemoved();
     void HandleSoftBusServiceAdded();
-    void HandleSoftBusServiceRemoved() {}  // the session server comes back with the soft bus
+    void HandleSoftBusServiceRemoved() {}  // when the soft bus is added, the session server is created again
     void HandleDeviceManagerServiceAdded();
     void HandleDeviceManagerServiceRemoved() {}
-    void HandleCollFwkServiceAdded();  // also whenever a peer has started a collaboration
+    void HandleCollFwkServiceAdded();  // also called when a peer has started a collaboration
     void HandleCollFwkServiceRemoved() {}
 
-    // The second halves of the handlers above; failures show in the log of what they call.
+    // Called by the handlers above. Failures are logged.
     void InitSoftbusAdapter();
     void InitDmAdapter();
 
@@ -59,11 +59,11 @@ private:
     void InitHandleSysAbilityMap();
     std::shared_ptr<SystemAwareness> Source();
 
-    Mutex stateMutex_;  // never held over a call
+    Mutex stateMutex_;  // not held while other code is called
     std::shared_ptr<SystemAwareness> systemAwareness_ GUARDED_BY(stateMutex_);
     sptr<SystemAbilityStatusListener> statusListener_ GUARDED_BY(stateMutex_);
 
-    // Filled once, before the subscriptions that lead to them.
+    // Filled once, before the status listener is subscribed; constant afterwards.
     SysAbilityHandleMap sysAbilityAddedHandleMap_;
     SysAbilityHandleMap sysAbilityRemovedHandleMap_;
 
@@ -72,7 +72,8 @@ private:
     static std::atomic<bool> isInstanceCreated_;
 };
 
-// Hears of abilities and runs the singleton's handler for them; an id without one is ignored.
+// Receives changes of ability status and calls the handler of AwarenessCenterManager for the ability. Ignores abilities
+// without a handler.
 class AwarenessCenterManager::SystemAbilityStatusListener : public SystemAbilityStatusChangeStub {
 public:
     void OnAddSystemAbility(int32_t systemAbilityId, const std::string& deviceId) override;

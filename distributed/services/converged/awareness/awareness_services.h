@@ -1,7 +1,8 @@
-// SystemAwareness: the source of awareness events that the device's common events feed: screen on and off, battery low,
-// connectivity change. It remembers the last states for listeners that come later. The common-event thread hands every
-// event to the task runtime at once; handlers run on task threads, two at a time perhaps, and listeners one at a time
-// under the base's lock. Made by awareness_center_factory.h, owned by awareness_center_manager.h.
+// SystemAwareness: the source of awareness events. It subscribes to the device's common events: screen on and off,
+// battery low, connectivity change. It keeps the last states for listeners that register later. The common-event thread
+// passes every event to the task runtime at once. Handlers run on task threads, possibly several at the same time;
+// listeners are called one at a time under the lock of BaseAwareness. Created by awareness_center_factory.h, owned by
+// awareness_center_manager.h.
 #pragma once
 
 #include <array>
@@ -23,27 +24,27 @@ class SystemAwareness : public BaseAwareness {
 public:
     class SysAwareSubscriber;
 
-    // Subscribes, if the common-event service is there.
+    // Subscribes if the common-event service is registered.
     SystemAwareness();
-    // Unsubscribes, drops the events that are still queued and waits for the handlers that run.
+    // Unsubscribes, drops the events that are still queued and waits for running handlers.
     ~SystemAwareness() override;
 
-    // One subscription at a time. Without the common-event service, or while subscribed, nothing happens. A refused
-    // registration counts as subscribed until UnSubscribe.
+    // Does nothing if the source is subscribed already, or if the common-event service is not registered (logged). A
+    // subscription that the service refuses (logged) still counts as subscribed until UnSubscribe.
     void Subscribe() override;
     void UnSubscribe() override;
 
-    // Delivers one event to the listeners; an unknown action is ignored.
+    // Delivers one event to the listeners. Ignores an unknown action.
     void HandleSystemEvent(const EventFwk::CommonEventData& data);
 
-    int32_t GetCurrentNetInfo(NetInfo& info) const;  // always 0
-    // Types outside 0 to 6 are ignored.
+    int32_t GetCurrentNetInfo(NetInfo& info) const;  // always returns 0
+    // Ignores types outside 0 to 6.
     void UpdateNetInfo(int netType, int connState);
-    void InitLocalStateCache();  // all connection states 0
+    void InitLocalStateCache();  // sets all connection states to 0
     void InitSysEventsSet();
 
 private:
-    // Lets a queued event reach its source only while the source lives.
+    // Prevents a queued event from calling a source that was destroyed.
     class EventGate;
     using EventHandle = void (SystemAwareness::*)(const EventFwk::CommonEventData&);
 
@@ -56,7 +57,7 @@ private:
     void NotifyBatteryLowChanged(const EventFwk::CommonEventData& data);
     void NotifyConnectivityChanged(const EventFwk::CommonEventData& data);
 
-    // Tell one listener the state of now.
+    // Report the current state to one listener.
     void HandleScreenStateChangedInner(const std::shared_ptr<AwarenessCenterCallback>& callback) const;
     void HandleBatteryLowChangedInner(const std::shared_ptr<AwarenessCenterCallback>& callback) const;
     void HandleConnectivityChangeInner(const std::shared_ptr<AwarenessCenterCallback>& callback) const;
@@ -66,20 +67,20 @@ private:
     std::map<std::string, EventHandle> eventHandleMap_;
     std::shared_ptr<EventGate> gate_;
 
-    Mutex subscriberMutex_;  // never held over a call
+    Mutex subscriberMutex_;  // not held while other code is called
     std::shared_ptr<SysAwareSubscriber> subscriber_ GUARDED_BY(subscriberMutex_);
 
-    // Written before the base's lock is taken, read by anyone.
+    // The current states. Written before the listeners are notified; read on any thread.
     std::atomic<bool> isScreenOn_{false};
     std::atomic<bool> isBatteryLow_{false};
     std::array<std::atomic<int32_t>, NET_TYPE_COUNT> netStateCache_{};
 
-    // Handed to listeners with each screen state. Never assigned: they get an empty pointer and cope.
+    // Passed to listeners with each screen state. Always null.
     static const std::shared_ptr<AppExecFwk::EventRunner> eventRunner_;
 };
 
-// What the common-event service calls. Holds its owner by a plain pointer, which the gate keeps from being used once
-// the owner has gone.
+// Receives events from the common-event service. The pointer to the owner is used only through the gate, and so never
+// after the owner is destroyed.
 class SystemAwareness::SysAwareSubscriber : public EventFwk::CommonEventSubscriber {
 public:
     SysAwareSubscriber(const EventFwk::CommonEventSubscribeInfo& info, SystemAwareness* owner);

@@ -1,4 +1,4 @@
-// NetInfo: the connection state of every network type. A plain value.
+// NetInfo: the connection state of every network type. A plain struct.
 #pragma once
 
 #include <array>

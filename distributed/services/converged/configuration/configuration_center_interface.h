@@ -1,5 +1,5 @@
-// ConfigurationCenterInterface: the one door through which the service reads its settings. Any thread. What is behind
-// it: configuration_center_manager.h.
+// ConfigurationCenterInterface: the service reads its settings only through this interface. Any thread. Implementation:
+// configuration_center_manager.h.
 #pragma once
 
 #include <cstdint>
@@ -10,14 +10,14 @@ namespace Vexo::NetManagerStandard {
 
 class ConfigurationCenterInterface {
 public:
-    // Look-ups in memory, after an InitConfigurationCenter. False for an unknown device type; the outputs are written
-    // only on success. The time is in milliseconds.
+    // Call only after InitConfigurationCenter. They do not block. Return false if the device type is unknown; the
+    // outputs are written only on success. netOffTime is in milliseconds.
     virtual bool GetDeviceNetFeature(const std::string& deviceType, bool& isUseNetwork, bool& isProvideNetwork) = 0;
     virtual bool GetDeviceNetOffTime(const std::string& deviceType, int& netOffTime) = 0;
 
     virtual ~ConfigurationCenterInterface() = default;
 
-    // Reads the configuration files anew; blocks on the disk. 0 or DISTNET_ERR_CONFIGURATION_CENTER.
+    // Reads the configuration files again. Blocks on the disk. Returns 0 or DISTNET_ERR_CONFIGURATION_CENTER.
     virtual int32_t InitConfigurationCenter() = 0;
 
     static std::shared_ptr<ConfigurationCenterInterface> GetInstance();

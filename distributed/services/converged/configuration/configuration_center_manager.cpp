@@ -26,7 +26,8 @@ int32_t ConfigurationCenterManager::InitConfigurationCenter()
     auto parser = std::make_shared<ConfigurationParser>();
     const bool isLoaded = parser->LoadConfiguration();
     {
-        // Held only now that it is filled, so that a look-up never reads a map that grows. It is held in either case.
+        // Stores the parser only after it is filled, because other threads read it from now on. Stores it also if
+        // loading failed.
         const MutexLock guard(parserMutex_);
         parser_.swap(parser);
     }

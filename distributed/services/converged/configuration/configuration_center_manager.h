@@ -1,5 +1,6 @@
 // ConfigurationCenterManager: the process-wide configuration center. It owns the parser that the last
-// InitConfigurationCenter filled and answers from it. Any thread. Operations: configuration_center_interface.h.
+// InitConfigurationCenter filled, and reads the settings from this parser. Any thread. Operations:
+// configuration_center_interface.h.
 #pragma once
 
 #include <atomic>
@@ -28,12 +29,13 @@ public:
     int32_t InitConfigurationCenter() override;
 
 private:
-    friend class Tests::ConfigurationCenterAccess;  // hands over a filled parser, which no file can give
+    friend class Tests::ConfigurationCenterAccess;  // sets a filled parser; loading files cannot fill one
 
     std::shared_ptr<ConfigurationParser> Parser();
 
-    Mutex parserMutex_;                                                     // never held over a call
-    std::shared_ptr<ConfigurationParser> parser_ GUARDED_BY(parserMutex_);  // not changed once it is here
+    Mutex parserMutex_;  // not held while other code is called
+    std::shared_ptr<ConfigurationParser> parser_
+        GUARDED_BY(parserMutex_);  // the parser is not changed after it is stored here
 
     static NeverDestroyed<std::shared_ptr<ConfigurationCenterManager>> instance_;
     static Mutex instanceLock_;

@@ -1,5 +1,4 @@
-// The paths of the device and scenario files, below the configuration-policy roots, and the keys in them: the one
-// table.
+// The paths of the device and scenario files below the configuration-policy roots, and the keys in these files.
 #pragma once
 
 namespace Vexo::NetManagerStandard {
@@ -11,11 +10,11 @@ inline constexpr const char* KEY_DEVICE = "device";
 inline constexpr const char* KEY_SCENARIO = "scenario";
 inline constexpr const char* KEY_DEVICE_CAPS = "deviceCaps";
 inline constexpr const char* KEY_TYPE = "type";
-inline constexpr const char* KEY_NAME = "name";  // only named in the message for an element without a type
+inline constexpr const char* KEY_NAME = "name";  // not read; only named in a log line
 inline constexpr const char* KEY_USE_NETWORK = "use_network";
 inline constexpr const char* KEY_PROVIDE_NETWORK = "provide_network";
 inline constexpr const char* KEY_SCREEN_OFF_TIME = "screen_off_auto_close_time";
-// Part of the format, for the files' own use; not read here.
+// Part of the file format, but not read.
 inline constexpr const char* KEY_VERSION = "version";
 inline constexpr const char* KEY_SET = "set";
 

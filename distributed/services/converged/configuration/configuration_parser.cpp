@@ -32,8 +32,7 @@ bool ConfigurationParser::LoadConfiguration()
         NETMGR_EXT_LOGE(" Load scenario config failed.");
         return false;
     }
-    // The loader takes its pointers by value, so both are null here: a caller learns from false that it has no
-    // settings, and every look-up will find none.
+    // Both documents are still null, because the loader takes its pointer by value. So both parses fail.
     bool isParsed = true;
     if (!ParseDeviceConfig(deviceJson.get())) {
         NETMGR_EXT_LOGE(" Parse device config failed.");
@@ -83,7 +82,7 @@ void ConfigurationParser::ParseDeviceCapsOfDevice(const cJSON* deviceCaps)
     {
         const char* type = cJSON_GetStringValue(cJSON_GetObjectItem(element, KEY_TYPE));
         if (type == nullptr) {
-            // An element is told by its type; the message calls that its name.
+            // The log line says "name", although the missing key is "type".
             LogMissing(KEY_NAME);
             continue;
         }
@@ -142,7 +141,7 @@ bool ConfigurationParser::GetDeviceNetOffTime(const std::string& deviceType, int
         return false;
     }
     if (it->second == 0) {
-        // Closing at once is not offered: 0 is how a scenario says that it sets no time.
+        // A time of 0 counts as not set.
         NETMGR_EXT_LOGI(" scenarioInfoConf_ iter is nullptr");
         return false;
     }

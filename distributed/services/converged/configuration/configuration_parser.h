@@ -1,7 +1,7 @@
-// ConfigurationParser: the settings of this device's types, from device.json (does a type use the shared network, does
-// it provide it) and scenario.json (how long after the screen goes off its shared network closes). Filled by one
-// thread, then read by any. Everything that fails is logged and false. Formats: docs/files.md. Owner:
-// configuration_center_manager.h.
+// ConfigurationParser: the settings of each device type. device.json says whether the type uses and provides the shared
+// network; scenario.json says how long after the screen goes off the shared network closes. One thread fills the
+// object; afterwards any thread may read it. Functions that fail log the failure and return false. File formats:
+// docs/files.md. Owner: configuration_center_manager.h.
 #pragma once
 
 #include <cjson/cJSON.h>
@@ -20,24 +20,26 @@ struct DeviceConfigInfo {
 
 class ConfigurationParser {
 public:
-    // Whether both files could be loaded and parsed. Blocks on the disk. The loader hands no document over
-    // (distributed_json_util.h), so the parse finds nothing: false also for good files, and no type is known
-    // afterwards. To parse a document, hand it to the operations below.
+    // Loads and parses both files. Blocks on the disk. The loader does not return the documents
+    // (distributed_json_util.h): so LoadConfiguration returns false also for valid files, and knows no device type
+    // afterwards. To parse a document, pass it to the functions below.
     bool LoadConfiguration();
 
-    // The root of device.json; false without its "device" object. Of two elements of one type the first holds.
+    // Parses the root of device.json. Returns false if the root has no "device" object. If two elements have the same
+    // type, the first one is used.
     bool ParseDeviceConfig(const cJSON* root);
-    // The root of scenario.json; false without its "scenario" object and the "deviceCaps" array inside.
+    // Parses the root of scenario.json. Returns false if the root has no "scenario" object, or if this object has no
+    // "deviceCaps" array.
     bool ParseScenarioConfig(const cJSON* root);
-    // The elements of a "deviceCaps" array; a bad one is skipped. Keys are matched without regard to case in
-    // device.json and exactly in scenario.json.
+    // Parse the elements of a "deviceCaps" array; invalid elements are skipped. The keys of elements are
+    // case-insensitive in device.json and case-sensitive in scenario.json.
     void ParseDeviceCapsOfDevice(const cJSON* deviceCaps);
     void ParseDeviceCapsOfScenario(const cJSON* deviceCaps);
     void ClearConfig();
 
-    // Both write only on success.
+    // Both write their outputs only on success.
     bool GetDeviceNetFeature(const std::string& deviceType, bool& isUseNetwork, bool& isProvideNetwork);
-    // In milliseconds. A time of 0 counts as none: false.
+    // netOffTime is in milliseconds. Returns false also if the configured time is 0.
     bool GetDeviceNetOffTime(const std::string& deviceType, int& netOffTime);
 
 private:

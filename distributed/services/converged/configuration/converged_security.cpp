@@ -29,7 +29,7 @@ bool ConvergedSecurity::CheckFilePath(const std::string& path)
 bool ConvergedSecurity::CheckFileSize(int fd)
 {
     if (!FileSecurity::GetInstance().VerifyFileSize(fd, MAX_FILE_SIZE_BYTES)) {
-        // One closing line for every refused file, also when its size was the reason.
+        // The same log line as in CheckFilePath.
         NETMGR_EXT_LOGE(" invalid file path.");
         return false;
     }
@@ -38,7 +38,7 @@ bool ConvergedSecurity::CheckFileSize(int fd)
 
 bool ConvergedSecurity::CheckPermission(const std::string& permission)
 {
-    // Unlike CommonUtils::CheckPermission this grants an application of any level what it holds.
+    // Unlike CommonUtils::CheckPermission, accepts applications of any privilege level.
     const auto [verdict, token, type] = Security::CheckCaller(permission, Security::RequiredLevel::ANY);
     const auto tokenType = static_cast<int32_t>(type);
     if (verdict == CallerVerdict::GRANTED) {

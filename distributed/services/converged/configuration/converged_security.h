@@ -1,5 +1,5 @@
-// ConvergedSecurity: what a configuration file must satisfy before it is read, and a check of the caller's permission.
-// Any thread. Failures are false and are logged.
+// ConvergedSecurity: checks the path and the size of a configuration file before it is read, and checks the permission
+// of a caller. Any thread. Functions that refuse log the reason and return false.
 #pragma once
 
 #include <cstdint>
@@ -16,10 +16,10 @@ public:
     class FileSecurity;
 
     static bool CheckFilePath(const std::string& path);
-    // 1 byte to 512 MiB. The file position is at the start after success, at the end after a failure.
+    // Accepts 1 byte to 512 MiB. After success the file position is at the start, after a failure at the end.
     static bool CheckFileSize(int fd);
-    // Whether the caller of the transaction that the thread runs holds the permission. A native process holds every
-    // permission; an application of any privilege level needs the grant; anyone else is refused.
+    // Returns whether the caller of this thread's current transaction holds the permission. A native process holds
+    // every permission; an application of any privilege level needs the grant; any other caller is refused.
     static bool CheckPermission(const std::string& permission);
 };
 
@@ -28,9 +28,11 @@ class ConvergedSecurity::FileSecurity : public NoCopyable {
 public:
     static FileSecurity& GetInstance();
 
-    // True when the path starts with an allowed prefix, as text: a prefix need not end at a separator.
+    // Returns true if the path starts with an allowed prefix. The comparison is plain text: the prefix need not end at
+    // a path separator.
     bool VerifyFilePath(const std::string& path) const;
-    // True for a file of 1 to maxSize bytes; the size is taken as a 32-bit number, so one byte above 4 GiB counts as 1.
+    // Returns true for a file of 1 to maxSize bytes. The size is truncated to 32 bits: a file of 4 GiB and 1 byte
+    // counts as 1 byte.
     bool VerifyFileSize(int fd, int32_t maxSize) const;
 
 private:

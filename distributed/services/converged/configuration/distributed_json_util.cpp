@@ -15,7 +15,7 @@ namespace {
 
 constexpr size_t PATH_BUFFER_SIZE = 4096;
 
-// The member of that key, if its whole type word is type.
+// Returns the member with that key if all bits of its type equal type; else null.
 const cJSON* FindMember(const cJSON* jsonObj, const std::string& key, int type)
 {
     if (jsonObj == nullptr || key.empty()) {
@@ -25,8 +25,8 @@ const cJSON* FindMember(const cJSON* jsonObj, const std::string& key, int type)
     return member != nullptr && member->type == type ? member : nullptr;
 }
 
-// A plain conversion of a double that does not fit is undefined, and what it gives differs between machines. Saturating
-// gives one value everywhere, which the next check of a limit refuses. Not-a-number becomes 0.
+// Converts a double. A value outside the range becomes the nearest limit, because a plain conversion of it is
+// undefined. NaN becomes 0.
 template <typename Integer>
 Integer Saturate(double number)
 {
@@ -34,7 +34,7 @@ Integer Saturate(double number)
     if (std::isnan(number)) {
         return 0;
     }
-    // The largest value of a 64-bit type has no double of its own: the next power of two is the first that is too
+    // The largest value of a 64-bit type is no exact double. The next power of two is the first value that is too
     // large.
     const double tooLarge = std::ldexp(1.0, Limits::digits);
     if (number >= tooLarge) {
@@ -57,7 +57,7 @@ bool GetInteger(const cJSON* jsonObj, const std::string& key, Integer* value)
     return true;
 }
 
-// The lookup by key returns a child of an object that the caller may change; only the lookup itself is const.
+// Sets *value to the member with that key. Casting away const is valid, because the caller may change the object.
 bool GetNode(const cJSON* jsonObj, const std::string& key, int type, cJSON** value)
 {
     const cJSON* member = FindMember(jsonObj, key, type);
@@ -68,11 +68,10 @@ bool GetNode(const cJSON* jsonObj, const std::string& key, int type, cJSON** val
     return true;
 }
 
-// Null, and the text from the place of the error in the log, for a damaged text.
+// Returns null for invalid JSON, and logs the text from the position of the error.
 cJSON* Parse(const std::string& text)
 {
-    // The place of the error is taken from this call, not from cJSON_GetErrorPtr: that is one for the process, and a
-    // parse on another thread may have moved it.
+    // Takes the position of the error from this call. cJSON_GetErrorPtr is shared by all threads.
     const char* end = nullptr;
     cJSON* document = cJSON_ParseWithOpts(text.c_str(), &end, false);
     if (document == nullptr && end != nullptr) {
@@ -195,7 +194,7 @@ bool DistributedJsonUtil::LoadJsonObjFromFile(cJSON* json, const std::string& pa
     if (content.empty()) {
         return false;
     }
-    // The caller asks whether there is a document; the document itself ends here, unreleased (see the header).
+    // The document is not freed (see the header).
     json = Parse(content);
     return json != nullptr;
 }

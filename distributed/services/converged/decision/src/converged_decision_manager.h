@@ -1,6 +1,6 @@
-// ConvergedDecisionManager: the front of the decision subsystem that the service holds. It starts the decision center
-// (decision_center.h) and forwards path requests and releases to it. Stateless; any thread; nothing blocks but the
-// first Init, which reads the configuration files.
+// ConvergedDecisionManager: the service's access to the decision center (decision_center.h). It starts the decision
+// center and forwards path requests and releases. Stateless; any thread. Only the first Init blocks: it reads the
+// configuration files.
 #pragma once
 
 #include <cstdint>
@@ -9,7 +9,7 @@ namespace Vexo::NetManagerStandard {
 
 class ConvergedDecisionManager {
 public:
-    // Both start the decision center; repeated calls are harmless.
+    // Both start the decision center. Further calls do nothing.
     void Init();
     void InnerInitFirstStage();
 
@@ -17,7 +17,7 @@ public:
     void DeInit();
     void InnerDeInit();
 
-    // Results as of DecisionCenter; the references come back as the caller set them.
+    // Same results as in DecisionCenter; the arguments are not changed.
     int32_t RequestPath(uint16_t& pathType, int& pathId);
     int32_t ReleasePath(uint16_t& pathType, int& pathId);
 };

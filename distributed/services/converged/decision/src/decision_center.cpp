@@ -21,8 +21,8 @@ constexpr int32_t LISTENED_EVENTS = AWARE_EVENT_SCREEN_STATE | AWARE_EVENT_CONNE
 constexpr const char* CLOSE_NET_SHARE_TASK = "CloseNetShare";
 constexpr const char* DEFAULT_DEVICE_TYPE = "default";
 
-// Who posts the closing, for whoever reads a runner's diagnosis. Fixed texts: they name the task whatever becomes of
-// this file.
+// Identifies the scheduled closing in the diagnosis of an event runner. The values are fixed; they do not follow the
+// real file and line.
 const AppExecFwk::Caller CLOSE_NET_SHARE_CALLER{
     "foundation/communication/netmanager_plugins/network_connectivity_ext/distributed/services/converged/decision/src/"
     "decision_center",
@@ -103,8 +103,8 @@ bool DecisionCenter::UpdateDeviceParameter()
 
 void DecisionCenter::CancelClosing(const std::shared_ptr<EventRunner>& runner)
 {
-    // A runner removes named tasks per handler, and this handler has posted none: a closing that was scheduled stays
-    // scheduled when the screen comes on, on purpose. It still only closes what the flags then allow.
+    // RemoveTask removes only tasks of the same handler, and this handler is new. So a scheduled closing stays
+    // scheduled when the screen goes on. It closes only if the flags at that time allow it.
     const auto handler = std::make_shared<EventHandler>(runner);
     StoreHandler(&DecisionCenter::screenOnHandler_, handler);
     handler->RemoveTask(CLOSE_NET_SHARE_TASK);
@@ -116,7 +116,7 @@ void DecisionCenter::ScheduleClosing(const std::shared_ptr<EventRunner>& runner)
     closeDelay_ = delay;
     const auto handler = std::make_shared<EventHandler>(runner);
     StoreHandler(&DecisionCenter::screenOffHandler_, handler);
-    // The queue may outlive this object, so the task holds it weakly. The flags are read when it runs.
+    // A weak pointer, because the queue may outlive this object. The task reads the flags when it runs.
     auto closing = [weak = weak_from_this()] {
         if (const std::shared_ptr<DecisionCenter> center = weak.lock(); center != nullptr) {
             center->CloseNetShare(center->isUseNetwork_, center->isProvideNetwork_);
@@ -132,7 +132,7 @@ void DecisionCenter::StoreHandler(std::shared_ptr<EventHandler> DecisionCenter::
                                   std::shared_ptr<EventHandler> handler)
 {
     const MutexLock guard(handlerMutex_);
-    (this->*place).swap(handler);  // the previous one goes with the parameter, after the lock
+    (this->*place).swap(handler);  // the parameter destroys the previous handler after unlocking
 }
 
 void DecisionCenter::OnConnectivityChanged(int netType, int connState)
@@ -148,8 +148,7 @@ void DecisionCenter::HandleWifiConnectionChanged(bool isConnected)
     isWifiConnected_ = isConnected;
 }
 
-// The type comes by value, as the interface has it.
-// NOLINTNEXTLINE(performance-unnecessary-value-param)
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the signature is fixed
 bool DecisionCenter::GetDeviceParameter(std::string deviceType, int& netOffTime, bool& isUseNetwork,
                                         bool& isProvideNetwork)
 {

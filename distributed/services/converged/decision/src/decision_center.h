@@ -1,7 +1,7 @@
-// DecisionCenter: decides when the shared network should close. A screen that goes off schedules the closing after the
-// configured time, on the event runner that comes with the event. Closing is a log line in this version. Awareness
-// calls the listener operations on task threads, one at a time; the scheduled task runs on the runner's thread. Reached
-// through converged_decision_manager.h.
+// DecisionCenter: decides when the shared network closes. When the screen goes off, it schedules the closing after the
+// configured time, on the event runner that it receives with the screen event. Closing only writes a log line in this
+// version. The listener functions are called on task threads, one at a time; the scheduled task runs on the runner's
+// thread. The service uses it through converged_decision_manager.h.
 #pragma once
 
 #include <atomic>
@@ -22,24 +22,24 @@ public:
     static std::shared_ptr<DecisionCenter> GetInstance();
     ~DecisionCenter() override = default;
 
-    // Starts the configuration center and the awareness center, once, and listens. Blocks on the disk. Always 0: what
-    // fails is logged.
+    // The first call initializes the configuration center and the awareness center, and registers this object as a
+    // listener. Blocks on the disk. Always returns 0; failures are logged.
     int32_t InitDecisionCenter();
 
     void OnScreenStateChanged(bool isScreenOn, std::shared_ptr<AppExecFwk::EventRunner> runner) override;
     void OnConnectivityChanged(int netType, int connState) override;
 
-    // The screen logic; works with an empty runner, on which nothing can be posted.
+    // Schedules or cancels the closing. runner may be null: then nothing is scheduled.
     void HandleScreenStateChanged(bool isScreenOn, const std::shared_ptr<AppExecFwk::EventRunner>& runner);
     void HandleWifiConnectionChanged(bool isConnected);
 
-    // The settings of a device type; the time in milliseconds. False when one of them is missing; the outputs of a
-    // failed look-up stay as they were.
+    // Reads the settings of a device type; netOffTime is in milliseconds. Returns false if a setting is missing; the
+    // outputs of a missing setting are not changed.
     bool GetDeviceParameter(std::string deviceType, int& netOffTime, bool& isUseNetwork, bool& isProvideNetwork);
-    // Only a device that both uses and provides the network has something to close.
+    // Closes only if both arguments are true.
     void CloseNetShare(bool isUseNetwork, bool isProvideNetwork);
 
-    // No path can be requested in this version: always DISTNET_ERR_GENERAL, the references stay as they are.
+    // Not supported in this version: always return DISTNET_ERR_GENERAL and do not change the arguments.
     int32_t RequestPath(uint16_t& pathType, int& pathId);
     int32_t ReleasePath(uint16_t& pathType, int& pathId);
 
@@ -49,22 +49,22 @@ private:
     bool UpdateDeviceParameter();
     void CancelClosing(const std::shared_ptr<AppExecFwk::EventRunner>& runner);
     void ScheduleClosing(const std::shared_ptr<AppExecFwk::EventRunner>& runner);
-    // Keeps a handler in its place; the one before is dropped.
+    // Stores the handler and drops the previous one.
     void StoreHandler(std::shared_ptr<EventHandler> DecisionCenter::*place, std::shared_ptr<EventHandler> handler)
         EXCLUDES(handlerMutex_);
 
     const std::string moduleName_{"network_connectivity_ext"};
 
-    // Written by awareness, read by the scheduled task and by anyone.
+    // Written by the listener functions; read on any thread.
     std::atomic<bool> isInitialized_{false};
     std::atomic<bool> isWifiConnected_{false};
     std::atomic<bool> isScreenOn_{false};
-    std::atomic<int32_t> netOffTime_{0};  // milliseconds, as the delay
+    std::atomic<int32_t> netOffTime_{0};  // in milliseconds, like closeDelay_
     std::atomic<int32_t> closeDelay_{0};
     std::atomic<bool> isUseNetwork_{false};
     std::atomic<bool> isProvideNetwork_{false};
 
-    Mutex handlerMutex_;  // never held over a call
+    Mutex handlerMutex_;  // not held while other code is called
     std::shared_ptr<EventHandler> screenOffHandler_ GUARDED_BY(handlerMutex_);
     std::shared_ptr<EventHandler> screenOnHandler_ GUARDED_BY(handlerMutex_);
 
