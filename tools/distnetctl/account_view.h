@@ -1,4 +1,5 @@
-// The account as a person sees it: members, numbers and what went wrong. Functions without state; any thread.
+// Formats the account for a person: members, numbers and failures. Stateless functions; any thread. Only WhyRemoved
+// blocks: it waits for the daemon's answer.
 #pragma once
 
 #include <string>
@@ -11,26 +12,28 @@
 
 namespace Vexo::Ctl {
 
-// The outcome for an account operation that the daemon could not do, and for a call that did not succeed.
+// The outcomes for an account operation that the daemon answered with a fault, and for a failed call.
 Outcome FromFault(const Host::AccountFault& fault);
 Outcome FromAccountCall(const Client::CallResult& call);
 
-// The outcome for a device that its account has removed; nothing for any other, or when the daemon does not say.
+// Returns the outcome to finish with if this device was removed from its account. Returns no value if it was not
+// removed or if the daemon does not answer.
 std::optional<Outcome> WhyRemoved(Client::DistNetClient& client);
 
-// For the names of faults in JSON: "NAME_TAKEN". ASCII only.
+// Converts ASCII letters to upper case, for the names of faults in JSON: "NAME_TAKEN".
 std::string UpperCase(std::string text);
-// "482 915"
+// Adds a space in the middle of a number of six digits: "482 915".
 std::string NumberText(const std::string& number);
-// "2026-11-21", in local time.
+// The day in local time: "2026-11-21".
 std::string DayText(std::chrono::sys_seconds time);
-// "phone (phone, 7f3ac…c21e)" for a device that asks, or a member. The texts must be printable.
+// Names a member or a device that asks to join: "phone (phone, 7f3ac…c21e)". The texts must be printable (printable.h).
 std::string WhoText(const std::string& name, Host::DeviceType type, const std::string& networkId);
 
-// A table of the members, and the removed ones below it. The list must be printable.
+// The lines of the table of members, followed by the removed members. list must be printable.
 std::vector<std::string> MemberTable(const Host::MemberList& list);
 
-// The member that word names, as ResolvePeer finds devices. No value: failure is the outcome to finish with.
+// Finds the member that word names, by the rules of ResolvePeer (peers.h). Returns no value on failure; failure is then
+// the outcome to finish with.
 std::optional<Host::AccountMember> FindMember(const Host::MemberList& list, const std::string& word, Outcome& failure);
 
 }  // namespace Vexo::Ctl

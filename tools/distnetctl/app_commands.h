@@ -1,5 +1,5 @@
-// How the commands of distnetctl are declared to the parser: the parsed command line, and what each declaration needs.
-// Shared by app.cpp and app_online.cpp. Main thread only.
+// Helpers to declare the commands of distnetctl to the parser (CLI11), and the parsed command line. Shared by app.cpp
+// and app_online.cpp. Main thread only.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -11,7 +11,7 @@
 
 namespace Vexo::Ctl {
 
-// The parsed command line: CLI11 sets the arguments and run, the command to execute.
+// The parsed command line. CLI11 sets the arguments and run, the function that executes the command.
 struct Request {
     GlobalOptions options;
     std::function<int(Output&)> run;
@@ -24,7 +24,7 @@ struct Request {
     std::vector<std::string> items;
     std::vector<std::string> assignments;
     std::string joinName;
-    std::string autoMode;  // "on", "off"; empty: shows it
+    std::string autoMode;  // "on" or "off"; empty: show the mode
     int passphraseDescriptor = -1;
     bool yes = false;
     bool now = false;
@@ -43,13 +43,13 @@ struct Request {
     double intervalSeconds = 1;
 };
 
-// A command that sets request.run to run. examples: lines of its help.
+// Adds a command. When the command is parsed, request.run is set to run. examples: lines for the help.
 CLI::App* AddCommand(CLI::App& parent, Request& request, const std::string& name, const std::string& description,
                      const std::string& examples, std::function<int(Output&)> run);
-// A word that is followed by one of several commands.
+// Adds a word that must be followed by one of its own commands, like "account" in "account invite".
 CLI::App* AddGroup(CLI::App& parent, const std::string& name, const std::string& description);
 
-// up, down, auto, prefer and share (app_online.cpp).
+// Adds up, down, auto, prefer and share (app_online.cpp).
 void AddOnlineCommands(CLI::App& app, Request& request);
 
 }  // namespace Vexo::Ctl

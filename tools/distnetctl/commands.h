@@ -18,7 +18,7 @@ struct GlobalOptions {
     bool json = false;
     std::string socket = Client::DEFAULT_SOCKET;
     double timeoutSeconds = 30;
-    bool hasTimeout = false;  // --timeout was given; attempts to get online have no limit otherwise
+    bool hasTimeout = false;  // --timeout was given; without it, attempts to get online have no limit
     std::filesystem::path stateDir = "/var/lib/distnet";
 
     std::chrono::milliseconds Timeout() const
@@ -38,12 +38,13 @@ int WithClient(const GlobalOptions& options, Output& output,
 // ---- Online and off again (online_commands.cpp, start_command.cpp) ------------------------------------------------
 int RunUp(const GlobalOptions& options, Output& output, const std::vector<std::string>& words);
 int RunStart(const GlobalOptions& options, Output& output, const std::string& peer, bool wait, bool timing);
-// For FindPeer: makes the daemon look nearby for the device that word names. options and output must outlive it.
+// Returns the scan function for FindPeer (peers.h). It shows that word is searched for, and makes the daemon scan for
+// devices nearby. options and output must outlive the function.
 std::function<void()> ScanFor(const GlobalOptions& options, Output& output, const std::string& word);
 int RunDown(const GlobalOptions& options, Output& output);
-// mode: "on", "off", or empty: shows it.
+// mode: "on" or "off" sets automatic mode; empty shows it.
 int RunAuto(const GlobalOptions& options, Output& output, const std::string& mode);
-// Without words and isNone: shows them.
+// Sets the preferred devices to words, the best first; isNone removes all. With neither, shows the preferred devices.
 int RunPrefer(const GlobalOptions& options, Output& output, const std::vector<std::string>& words, bool isNone);
 
 // ---- Sharing this device's network (share_commands.cpp) ---------------------------------------------------------
@@ -81,7 +82,7 @@ int RunAccountInstall(const GlobalOptions& options, Output& output, const std::f
 
 // ---- The account, through the daemon (invite_command.cpp, join_command.cpp, member_commands.cpp) --------------------
 int RunAccountInvite(const GlobalOptions& options, Output& output, bool yes);
-// deviceName: empty: the name in the daemon's configuration. The ticket is read from standard input.
+// Reads the ticket from standard input. If deviceName is empty, the device has the name in the daemon's configuration.
 int RunAccountJoin(const GlobalOptions& options, Output& output, const std::string& deviceName);
 int RunAccountDevices(const GlobalOptions& options, Output& output);
 int RunAccountRename(const GlobalOptions& options, Output& output, const std::string& device, const std::string& name);
@@ -90,20 +91,20 @@ int RunAccountRemove(const GlobalOptions& options, Output& output, const std::st
 int RunAccountTransfer(const GlobalOptions& options, Output& output, const std::string& word, bool yes);
 int RunAccountLeave(const GlobalOptions& options, Output& output, bool yes);
 int RunAccountRenew(const GlobalOptions& options, Output& output);
-// From now on Ctrl-C cancels what this process has begun at the daemon, says so, and ends the process.
 using AccountCancel = Client::CallResult (Client::DistNetClient::*)(Host::ChangeAnswer& answer);
+// From now on Ctrl-C calls cancel at the daemon, prints said, and ends the process.
 void EndAfterCancel(const GlobalOptions& options, Output& output, AccountCancel cancel, const std::string& said);
 
-// ---- The account's key, on files (backup_commands.cpp). passphraseDescriptor: negative: asked at the terminal
-// --------
+// ---- The account's key, on files (backup_commands.cpp) ------------------------------------------------------------
+// passphraseDescriptor: where the passphrase is read from; negative: it is asked for at the terminal.
 int RunAccountBackup(const GlobalOptions& options, Output& output, const std::filesystem::path& file,
                      int passphraseDescriptor);
 int RunAccountRestore(const GlobalOptions& options, Output& output, const std::filesystem::path& file,
                       int passphraseDescriptor, const std::string& deviceName, bool isAlone);
 
 // ---- A simulated device (sim_commands.cpp) ----------------------------------------------------------------------
-// Whether the device of these arguments is simulated: the folder that --state names, else the folder of the socket or
-// the default one, has the settings of a simulated device. For the help, before the arguments are parsed.
+// Returns whether the arguments name a simulated device: the folder of --state has the settings file of one. Without
+// --state, checks the folder of the socket and the default state folder. For the help, before the arguments are parsed.
 bool IsSimulated(const GlobalOptions& defaults, int argc, const char* const* argv);
 int RunSimShow(const GlobalOptions& options, Output& output);
 int RunSimSet(const GlobalOptions& options, Output& output, const std::vector<std::string>& assignments);

@@ -15,18 +15,18 @@ namespace Vexo::Ctl {
 
 struct NewEvents {
     std::vector<Host::Event> events;  // oldest first; may be empty
-    bool more = false;                // further events may follow at once
-    bool missed = false;              // some events before these were removed before they could be read
+    bool more = false;                // more events may be available already
+    bool missed = false;              // some older events were deleted before they were read
 };
 
-// The name of the only known device whose network id has the ends of masked, an id that an event has shortened
-// ("3f91c…d6384", or with asterisks). No value if several devices or none have them.
+// Finds the device of masked, a network id whose middle is replaced in an event ("3f91c…d6384", or with asterisks).
+// Returns the name of the known device whose network id has the same begin and end. No value if none or several have.
 std::optional<std::string> NameOfMaskedId(const std::string& masked, const std::vector<Host::KnownDevice>& devices);
 
 class EventReader {
 public:
-    // Reads the events that follow those read before. Blocks until there is one, or until wait has passed. If the call
-    // does not succeed, nothing was read.
+    // Reads the events that follow those read before. Blocks until an event is available or wait has passed. If the
+    // call fails, read is not changed.
     Client::CallResult Read(Client::DistNetClient& client, std::chrono::milliseconds wait, NewEvents& read);
 
     // Call before the first Read with a new connection, because the daemon may have restarted.
@@ -35,7 +35,7 @@ public:
 private:
     uint64_t cursor_ = 0;  // valid for the connected daemon only
     std::optional<Host::Event> last_;
-    std::optional<Host::Event> resumeAfter_;  // skip up to and including this event: read on an earlier connection
+    std::optional<Host::Event> resumeAfter_;  // skip events up to this one, which was read on an earlier connection
 };
 
 }  // namespace Vexo::Ctl

@@ -1,4 +1,4 @@
-// What devices say of themselves, and amounts of data, as a person sees them. Pure functions; any thread.
+// Formats for a person the facts that devices report about themselves, and amounts of data. Pure functions; any thread.
 #pragma once
 
 #include <cstdint>
@@ -9,10 +9,10 @@
 
 namespace Vexo::Ctl {
 
-// "4G, battery 64 %", "no internet: mobile data is off", "does not allow this device"; with their age if the facts are
-// older than 10 minutes. facts must be printable.
+// "4G, battery 64 %", "no internet: mobile data is off", "does not allow this device". Adds the age of facts older than
+// 10 minutes. facts must be printable (printable.h).
 std::string FactsText(const Host::DeviceFacts& facts, WallTime now);
-// What stands behind a device's name when this device is online through it: "battery 64 %, 4G". May be empty.
+// The facts that are shown with the device through which this device is online: "battery 64 %, 4G". May be empty.
 std::string UseText(const Host::DeviceFacts& facts);
 
 // "0.3 MB", "212 MB", "1.9 GB": an MB has 10^6 bytes, a GB 10^9.
@@ -20,7 +20,7 @@ std::string BytesText(uint64_t bytes);
 // "1.9 of 5 GB", "12 MB of 5 GB".
 std::string BytesOfText(uint64_t bytes, uint64_t limit);
 
-// "14:02" on the local day of now, "2026-11-21 14:02" on any other.
+// time in local time: "14:02" if it is on the day of now, else "2026-11-21 14:02".
 std::string MomentText(std::chrono::sys_seconds time, WallTime now);
 
 }  // namespace Vexo::Ctl

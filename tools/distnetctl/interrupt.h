@@ -1,5 +1,5 @@
-// Handles Ctrl-C (SIGINT) and SIGTERM while a command waits. The signals are blocked in every thread, and one thread
-// waits for them. The functions are called on the main thread.
+// Handles interrupts, which are Ctrl-C (SIGINT) and SIGTERM, while a command waits. The signals are blocked in every
+// thread, and one thread waits for them. The functions are called on the main thread.
 #pragma once
 
 #include <functional>
@@ -10,8 +10,8 @@ namespace Vexo::Ctl {
 
 class Output;
 
-// From now on an interrupt that ends the process says so on output, with --json; output must not be destroyed before
-// the process ends.
+// From now on an interrupt that ends the process also finishes output (Output::FinishInterrupted). output must live
+// until the process ends.
 void ReportInterrupts(Output& output);
 
 // Blocks SIGINT and SIGTERM in this thread and the threads that it starts, and ignores SIGPIPE. Call first in main.
@@ -21,18 +21,18 @@ void BlockInterrupts();
 // service on behalf of this process.
 void EndOnInterrupt();
 
-// The same, but runs ended on a thread of its own before the process ends.
+// The same, but also calls ended before the process ends, on the thread that waits for the interrupt.
 void EndOnInterrupt(std::function<void()> ended);
 
-// If an interrupt has arrived since EndOnInterrupt, does not return, because the process is ending. Else does nothing.
-// Call before the outcome is printed that the interrupt has caused.
+// If an interrupt has arrived since EndOnInterrupt, blocks until the process ends. Else returns at once. Call before
+// printing an outcome that the interrupt may have caused.
 void LeaveEndToInterrupt();
 
-// From now on an interrupt ends the process with EXIT_DONE. For a command that runs until the user stops it. The end
-// waits until busy is free, so that no output line is cut off.
+// From now on an interrupt ends the process with EXIT_DONE, for commands that run until the user stops them. The
+// process ends only while busy is not locked by another thread, so that no output line is cut off.
 void EndWellOnInterrupt(Mutex& busy);
 
-// Blocks until an interrupt arrives. Use this or one of the functions above.
+// Blocks until an interrupt arrives. Do not combine with EndOnInterrupt or EndWellOnInterrupt.
 void WaitForInterrupt();
 
 }  // namespace Vexo::Ctl

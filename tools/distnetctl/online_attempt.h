@@ -1,5 +1,5 @@
-// Attempt: runs one attempt of the daemon's to get this device online, shows each step as it ends, and cancels the
-// attempt at the limit of --timeout. CancelOnInterrupt does the same for Ctrl-C. Main thread only; Run blocks until the
+// Attempt: makes the daemon try to get this device online, shows each step when it ends, and cancels the attempt when
+// the time of --timeout has passed. CancelOnInterrupt cancels it on Ctrl-C. Main thread only; Run blocks until the
 // attempt has ended.
 #pragma once
 
@@ -17,15 +17,16 @@ namespace Vexo::Ctl {
 
 inline constexpr std::chrono::seconds SLOW_STEP{2};
 
-// The steps of an attempt as lines, each once, in the order of their ends: a step that waits for a device's owner runs
-// beside the steps of other devices.
+// Formats the steps of an attempt as lines. Each step is returned once, when it has ended. Steps can overlap: while one
+// step waits for a device's owner, the attempt tries other devices.
 class StepLog {
 public:
     explicit StepLog(StepStyle style);
 
-    // The lines of the steps that have ended since the last call.
+    // Returns the lines of the steps that have ended since the last call.
     std::vector<std::string> Take(const Host::OnlineAnswer& attempt);
-    // What the attempt waits for, if that is news. isEager: also when the step has run for less than SLOW_STEP.
+    // Returns what the attempt waits for, or an empty text if that was returned before. isEager: also for a step that
+    // has run for less than SLOW_STEP.
     std::string TakeWait(const Host::OnlineAnswer& attempt, bool isEager);
 
 private:
@@ -33,22 +34,22 @@ private:
     std::string WaitOf(const Host::OnlineAnswer& attempt, bool isEager) const;
 
     const StepStyle style_;
-    std::vector<bool> isShown_;    // by step
-    std::string device_;           // network id of the last line
-    std::string waitedFor_;        // what TakeWait returned last, after the last line
-    std::set<std::string> asked_;  // network ids of devices whose owner is asked, as was said
+    std::vector<bool> isShown_;    // by index of the step
+    std::string device_;           // network id of the device of the last line
+    std::string waitedFor_;        // what TakeWait has returned since the last line
+    std::set<std::string> asked_;  // network ids of devices with a line that their owner is asked
 };
 
 struct AttemptWish {
     Host::OnlineMode mode = Host::OnlineMode::UP;
     std::vector<std::string> networkIds;
-    bool isForOne = false;  // one device is meant
+    bool isForOne = false;  // the user has named one device
     bool showsSteps = true;
 };
 
 class Attempt {
 public:
-    // Receives each state of the attempt, and when it came.
+    // Called with each new state of the attempt.
     using Observer = std::function<void(const Host::OnlineAnswer& attempt)>;
 
     Attempt(const GlobalOptions& options, Output& output, Client::DistNetClient& client, AttemptWish wish);
@@ -69,8 +70,8 @@ private:
     Host::OnlineAnswer now_;
 };
 
-// From now on Ctrl-C and SIGTERM cancel the attempt of this process, print what was taken back on both devices, and end
-// the process. A second one ends it at once; the daemon then goes on taking back.
+// From now on Ctrl-C and SIGTERM cancel the attempt of this process, print what was undone on both devices, and end the
+// process. A second signal ends the process at once; the daemon continues to undo the attempt.
 void CancelOnInterrupt(const GlobalOptions& options, Output& output);
 
 }  // namespace Vexo::Ctl

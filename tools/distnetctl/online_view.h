@@ -1,5 +1,5 @@
-// Getting online and off again as a person and a program see it: steps, ends, and what was taken back. The answers
-// passed in are as the daemon sent them; the functions escape their texts. Pure functions; any thread.
+// Formats attempts to get online and off again, for a person and as JSON: the steps, the outcome, and what was undone.
+// Pass the answers as the daemon sent them: the functions escape their texts. Pure functions; any thread.
 #pragma once
 
 #include <string>
@@ -15,27 +15,28 @@ namespace Vexo::Ctl {
 struct StepStyle {
     std::string tick;
     std::string cross;
-    // Whether a failed step says why. False where the end of the command says it: an attempt at one device.
+    // Whether a failed step shows the reason. False for an attempt with one device: its outcome shows the reason.
     bool givesReasons = false;
 };
 
-// The lines of a step that has ended, of at most 80 columns. The first column is the device's name, if isFirst.
+// The lines of a step that has ended, at most 80 columns wide. The first column shows the device's name only if
+// isFirst.
 std::vector<std::string> StepLines(const Host::OnlineStep& step, bool isFirst, const StepStyle& style);
 // What a running step waits for: "waiting for phone's hotspot".
 std::string WaitText(const Host::OnlineStep& step);
 
 // "You are online through phone (battery 64 %, 4G). `distnetctl down` ends it."
 std::string OnlineText(const Host::OnlineAnswer& attempt);
-// "this device is back on "office"; phone closed its hotspot"
+// What was undone on both devices: "this device is back on "office"; phone closed its hotspot"
 std::string TakenBackText(const Host::TakenBack& back);
 
-// The outcome of an attempt that has ended. isForOne: one device was meant, so its sentence is the message.
+// The outcome of an attempt that has ended. isForOne: the user has named one device, so its fault is the message.
 Outcome FromAttempt(const Host::OnlineAnswer& attempt, bool isForOne);
-// The outcome after this program has cancelled the attempt because of Ctrl-C or, with why, for another reason; why is
-// a sentence's beginning.
+// The outcomes after this program has cancelled the attempt: on Ctrl-C, and because --timeout has passed. why: the
+// beginning of the message.
 Outcome FromCancelled(const Host::OnlineAnswer& attempt);
 Outcome FromTimedOut(const Host::OnlineAnswer& attempt, const std::string& why);
-// The outcome for what the daemon could not do.
+// The outcomes for a fault that the daemon reports, and for the answer to `down`.
 Outcome FromFault(const Host::OnlineFault& fault);
 Outcome FromDown(const Host::DownAnswer& down);
 

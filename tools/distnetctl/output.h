@@ -1,6 +1,6 @@
 // The output of distnetctl: readable lines for a person, or one JSON object, and the exit code. A command builds one
-// Outcome and passes it to Output::Finish. Only the live picture (screen.h) writes to standard output by itself. Main
-// thread only, but for what the thread that ends the process after an interrupt prints.
+// Outcome and passes it to Output::Finish. Only the live picture (screen.h) writes to standard output without Output.
+// Used on the main thread, and on the thread that ends the process after an interrupt.
 #pragma once
 
 #include <atomic>
@@ -39,7 +39,7 @@ struct Outcome {
     int32_t code = 0;
     std::string name = "OK";
     std::string message;  // one sentence
-    std::string advice;   // what to do next, one thing a line; may be empty
+    std::string advice;   // what to do next, one step per line; may be empty
     Json details;         // further members of the JSON object; may be null
 };
 
@@ -54,7 +54,7 @@ Outcome FromCall(const Client::CallResult& result);
 
 class Output {
 public:
-    // command: the words of the command, for the schema of its objects; may be empty: no command was recognised.
+    // command: the name of the command's schema ("account-show"); empty if no command was recognised.
     Output(bool json, const Terminal& terminal, std::string command);
 
     bool IsJson() const { return json_; }
@@ -64,31 +64,31 @@ public:
 
     // Prints a line; does nothing with --json.
     void Line(const std::string& text);
-    // Prints one object on a line of its own; does nothing without --json. For commands that print many objects, before
-    // Finish or instead of it; an object that comes after that of Finish is dropped. schema: which of docs/schema the
-    // object follows.
+    // Prints one JSON object on its own line; does nothing without --json. For commands that print several objects.
+    // After Finish has printed its object, further objects are dropped. schema: the name of the object's schema in
+    // docs/schema.
     void Object(const std::string& schema, const cJSON* object);
-    // Writes out what is buffered. Returns false if this or an earlier write failed.
+    // Writes the buffered output. Returns false if this or an earlier write failed.
     bool Flush();
-    // Says what the command waits for. On a terminal the next Status, Line or Finish overwrites this line.
+    // Shows what the command waits for. On a terminal the next output overwrites this line.
     void Status(const std::string& text);
-    // Prints a question, and stays on its line; does nothing with --json.
+    // Prints a question without a line end; does nothing with --json.
     void Prompt(const std::string& text);
-    // Prints a line for a person to standard error, wrapped, also with --json, while the command goes on.
+    // Prints a message to standard error, wrapped, also with --json. The command continues.
     void Notice(const std::string& text);
     // Marks for good and failed steps: a tick and a cross, in colour if colour is used. The words beside a mark must
-    // make sense without it. They are printed in ASCII where the locale has no UTF-8, as all text is (AsciiMarks).
+    // make sense without the mark. If the locale has no UTF-8, marks are printed in ASCII (AsciiMarks).
     std::string Tick() const;
     std::string Cross() const;
 
     // Prints the outcome as a JSON object, or its message and advice (for a failure to standard error). Returns the
-    // exit code. When an interrupt ends the process, two threads may call it: of two JSON objects the first one is
+    // exit code. When an interrupt ends the process, two threads may call Finish: only the first JSON object is
     // printed.
     int Finish(Outcome outcome);
-    // The same for a command that Ctrl-C has ended: prints the JSON object that says so, and nothing for a person.
+    // The same for a command that an interrupt has ended. Prints nothing without --json.
     void FinishInterrupted();
-    // Call before the process ends, with its exit code. Returns that code, or prints the error and returns EXIT_FAILED
-    // if some output could not be written. That the reader closed the pipe early (EPIPE) is not a failure.
+    // Call before the process ends, with its exit code. Returns this code; if some output could not be written, prints
+    // the error and returns EXIT_FAILED. A reader that closes the pipe early (EPIPE) is not an error.
     int End(int exitCode);
 
 private:
@@ -103,20 +103,20 @@ private:
     const std::string command_;
     Mutex objects_;
     bool isFinished_ GUARDED_BY(objects_) = false;
-    // Atomic, because the thread that ends the process after an interrupt prints, too.
+    // Both are atomic, because the thread that ends the process after an interrupt prints, too.
     std::atomic<bool> statusShown_{false};
     std::atomic<int> writeError_{0};  // errno of the first write that failed
 };
 
-// Advice with "sudo" before each command in it that needs the rights of root, unless the user is root.
+// Returns advice with "sudo" added before each command that needs root. If the user is root, returns it unchanged.
 std::string WithRights(const std::string& advice);
-// The same for every user but root.
+// The same, but adds "sudo" for every user.
 std::string WithSudo(std::string advice);
 
-// The "schema" of an object: "distnetctl/devices/1", the file of docs/schema and its version.
+// The value of "schema" in an object: the file in docs/schema and its version, "distnetctl/devices/1".
 std::string SchemaName(const std::string& file);
 
-// "41 ms", "3.1 s".
+// A duration for a person: "41 ms", "3.1 s".
 std::string DurationText(double milliseconds);
 // Pads text with spaces to width columns, or cuts it to width with "…" at the end. One column for each code point.
 std::string Column(const std::string& text, size_t width);

@@ -1,5 +1,5 @@
-// QrPicture: a text as a QR code on a terminal, which a camera reads on a dark and on a light screen. Function without
-// state; any thread. Why libqrencode: docs/decisions/0043-qr-pictures.md.
+// QrPicture: draws a text as a QR code for a terminal. A camera can read it on a dark and on a light screen. Stateless;
+// any thread. Reason for libqrencode: docs/decisions/0043-qr-pictures.md.
 #pragma once
 
 #include <cstddef>
@@ -9,12 +9,12 @@
 namespace Vexo::Ctl {
 
 struct QrStyle {
-    bool utf8 = true;     // half blocks, two modules above each other in one character; else two characters a module
-    bool colour = false;  // black on white whatever the terminal's colours; else the light modules are printed
+    bool utf8 = true;     // one character for two modules, one above the other; else two ASCII characters per module
+    bool colour = false;  // black on white; else the light modules are drawn in the terminal's text colour
 };
 
-// The lines of the picture, with the four light modules around it that a reader needs. Empty when a line would be wider
-// than columns, or when memory is short.
+// Returns the lines of the picture, with a border of four light modules, which QR readers need. Returns no lines if a
+// line would be wider than columns or memory is short.
 std::vector<std::string> QrPicture(const std::string& text, QrStyle style, size_t columns);
 
 }  // namespace Vexo::Ctl

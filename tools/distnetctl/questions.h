@@ -1,5 +1,5 @@
-// Questions to a person: at the terminal, or by lines of standard input. Passphrases are read without echo. Main thread
-// only; calls block until there is a line, unless they say otherwise.
+// Asks the user questions, at the terminal or through lines of standard input. Passphrases are read without echo. Main
+// thread only, except RestoreEcho. Calls block until a line arrives, unless they say otherwise.
 #pragma once
 
 #include <chrono>
@@ -12,35 +12,39 @@
 
 namespace Vexo::Ctl {
 
-// The lines of a descriptor, as they come.
+// Reads lines from a descriptor.
 class LineReader : public NoCopyable {
 public:
     explicit LineReader(int descriptor) : descriptor_(descriptor) {}
 
     enum class Read { LINE, NOTHING_YET, END };
-    // Waits for a line at most for limit; without a limit until there is one. line is without its end.
+    // Reads the next line, without its line end. Waits for at most limit; without a limit, until a line or the end of
+    // input arrives.
     Read Next(std::string& line, std::optional<std::chrono::milliseconds> limit = std::nullopt);
 
 private:
     const int descriptor_;
-    std::string rest_;  // read, but not returned
+    std::string rest_;  // bytes that were read but not returned yet
 };
 
-// Whether the answer means yes: "y" or "yes".
+// Returns whether the answer means yes: "y", "Y", "yes" or "Yes".
 bool MeansYes(const std::string& answer);
 
-// Ends the line of a prompt (Output::Prompt), unless the person has ended it.
+// Ends the line of a prompt (Output::Prompt) unless the user has pressed Enter.
 void EndPrompt(Output& output, LineReader::Read read);
 
-// Asks a question that the answer "y" permits, on a terminal or by a line of standard input. False also at its end.
+// Prints the question and reads the answer from standard input. Returns true only for yes (MeansYes); false also at the
+// end of input.
 bool Confirm(Output& output, const std::string& question);
 
-// Asks twice at the terminal without echo. INVALID_ARGUMENT when the two differ or are too short, UNAVAILABLE without a
-// terminal. Ctrl-C restores the terminal before the process ends (EndOnInterrupt).
+// Asks for a passphrase at the terminal, without echo. With twice, asks a second time. Fails with INVALID_ARGUMENT if
+// no passphrase is given, or, with twice, if it is too short or the two differ; with UNAVAILABLE if there is no
+// terminal. Call EndOnInterrupt(RestoreEcho) before, so that Ctrl-C restores the terminal.
 [[nodiscard]] Result<std::string> AskPassphrase(bool twice);
-// The first line of the descriptor.
+// Reads the first line of the descriptor. Fails with INVALID_ARGUMENT if the descriptor is not open or the line is
+// empty.
 [[nodiscard]] Result<std::string> ReadPassphrase(int descriptor);
-// Ends what AskPassphrase changed at the terminal. Any thread.
+// Switches the echo of the terminal on again, if AskPassphrase has switched it off. Any thread.
 void RestoreEcho();
 
 }  // namespace Vexo::Ctl

@@ -1,6 +1,6 @@
-// Screen: takes over the terminal for a live picture and restores it afterwards. While it is taken over, the picture is
-// on the alternate screen without cursor and line wrapping, and keys arrive one by one without echo (termios(3); the
-// control sequences are those of xterm, ECMA-48). One object at a time; main thread only. Keys and signals: wakeup.h.
+// Screen: sets up the terminal for a live picture and restores it afterwards. Meanwhile the picture is on the alternate
+// screen without cursor and line wrapping, and keys arrive one by one without echo (termios(3); the control sequences
+// are those of xterm, ECMA-48). One object at a time; main thread only. Keys and signals: wakeup.h.
 #pragma once
 
 #include <termios.h>
@@ -28,11 +28,12 @@ struct ScreenLine {
 
 class Screen : public NoCopyable {
 public:
-    // Takes over the terminal (as Enter does): that of standard output, and that of standard input if it is one.
+    // Calls Enter: sets up the terminal of standard output, and of standard input if that is a terminal.
     explicit Screen(const Terminal& terminal);
     ~Screen();
 
-    // Leave restores the terminal and Enter takes it over again, before and after the process is suspended. Idempotent.
+    // Leave restores the terminal before the process is suspended, and Enter sets it up again afterwards. Repeated
+    // calls do nothing.
     void Leave();
     void Enter();
 
@@ -43,8 +44,8 @@ public:
 
 private:
     const Terminal terminal_;
-    std::optional<termios> before_;  // of standard input, while held
-    bool held_ = false;
+    std::optional<termios> before_;  // settings of standard input before Enter
+    bool held_ = false;              // Enter was called, and not Leave since
 };
 
 }  // namespace Vexo::Ctl

@@ -1,5 +1,5 @@
-// Who uses this device's network, and who may, as a person sees it. status must be printable (printable.h). Pure
-// functions; any thread.
+// Formats for a person which devices use this device's network, and which are allowed to. status must be printable
+// (printable.h). Pure functions; any thread.
 #pragma once
 
 #include <string>
@@ -12,7 +12,7 @@
 
 namespace Vexo::Ctl {
 
-// The lines of `status` about sharing: who uses the network now and who asks to. Empty when nobody does.
+// The lines of `status` about sharing: which devices use the network now, and which ask for it. May be empty.
 std::vector<StatusLine> ShareLines(const Host::ShareStatus& status, WallTime now);
 // The lines of `status` about this device being online through another one, and about automatic mode. Often empty.
 std::vector<StatusLine> OnlineLines(const Host::OnlineStatus& status, WallTime now);

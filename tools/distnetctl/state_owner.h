@@ -1,6 +1,6 @@
-// Access to a state folder with the rights of the folder's owner, when root runs distnetctl. The daemon runs as the
-// owner and must be able to read the files that are written, and root must not follow a link that the owner has placed
-// in the folder. One thread at a time.
+// When root runs distnetctl, these functions access a state folder with the rights of the folder's owner, for two
+// reasons: the daemon runs as the owner and must be able to read new files, and root must not follow a link that the
+// owner has placed in the folder. Use on one thread at a time: the rights belong to the process.
 #pragma once
 
 #include <filesystem>
@@ -28,10 +28,10 @@ private:
     bool isOther_ = false;
 };
 
-// Whether this user lacks the rights to read the state folder or the identity in it. Never true for root.
+// Returns whether this user may not read the state folder or the identity in it. Always false for root.
 bool IsClosedToUser(const std::filesystem::path& stateDir);
-// The outcome for failed work on a state folder. A user without access (IsClosedToUser) gets advice about that instead
-// of the given advice.
+// The outcome for failed work on a state folder. If the user may not read the folder (IsClosedToUser), the advice is
+// about that instead of the given advice.
 Outcome StateFailure(const std::filesystem::path& stateDir, std::string message, std::string advice);
 
 // Runs work with the rights of the folder's owner. Returns the Result of work, or the error if the rights could not be

@@ -1,5 +1,5 @@
-// What the terminal of distnetctl can show, and text fitted to it: wrapped at its width, and in ASCII where the locale
-// has no UTF-8. Functions without state; any thread. No call blocks.
+// Finds out what the user's terminal can show, and fits text to it: wraps lines, and replaces marks by ASCII if the
+// locale has no UTF-8. Stateless functions; any thread. No call blocks.
 #pragma once
 
 #include <cstddef>
@@ -7,30 +7,30 @@
 
 namespace Vexo::Ctl {
 
-// The width at which lines are wrapped where no terminal says its own.
+// The width at which lines are wrapped if the terminal's width is not known.
 inline constexpr size_t COLUMNS = 80;
 
 struct Terminal {
-    bool isControlled = false;  // standard output obeys control sequences: a terminal, but not one of TERM=dumb
+    bool isControlled = false;  // standard output is a terminal with control sequences: not TERM=dumb
     bool hasColour = false;
     bool hasUtf8 = true;
-    size_t errorColumns = COLUMNS;  // of standard error
+    size_t errorColumns = COLUMNS;  // width of standard error
 };
 
-// Asks standard output, standard error and the environment (TERM, NO_COLOR, COLUMNS, LC_ALL, LC_CTYPE, LANG).
+// Reads the properties of standard output and standard error, and the environment (TERM, NO_COLOR, COLUMNS, LC_ALL,
+// LC_CTYPE, LANG).
 Terminal FindTerminal();
 
-// Whether the user's locale writes UTF-8 (LC_ALL, LC_CTYPE, LANG).
+// Returns whether the user's locale uses UTF-8 (LC_ALL, LC_CTYPE, LANG).
 bool IsUtf8Locale();
 
-// Text with its marks in ASCII: "+" for the tick, "x" for the cross, "-" for the dash, "..." for the ellipsis. The
-// ellipsis of a short id or of a cut text takes the place of two neighbours, so that columns stay where they are. Names
-// of devices and networks are not changed.
+// Returns text with ASCII marks: "+" for the tick, "x" for the cross, "-" for the dash, "..." for the ellipsis. In a
+// short id or a cut text, "..." also replaces two neighbouring characters, so that columns keep their width. Names of
+// devices and networks are not changed.
 std::string AsciiMarks(const std::string& text);
 
-// Text with line ends at spaces, so that no line is wider than width, but for a single word that is. A command in
-// backquotes is not broken if it fits a line of its own. Lines that follow a break begin with indent spaces; line ends
-// of the text itself stay.
+// Breaks text at spaces so that no line is wider than width, except for a single longer word. A command in backquotes
+// is not broken if it fits on one line. All lines but the first begin with indent spaces. Line ends in text are kept.
 std::string Wrapped(const std::string& text, size_t width = COLUMNS, size_t indent = 0);
 
 }  // namespace Vexo::Ctl

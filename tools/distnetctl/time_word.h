@@ -1,5 +1,5 @@
-// Reads times as people type them ("10m" ago, "yesterday", RFC 3339) and prints times in local time. Functions without
-// state that depend on the local time zone; any thread.
+// Parses times as people type them ("10m" ago, "yesterday", RFC 3339) and formats times in local time. Stateless
+// functions that depend on the local time zone; any thread.
 #pragma once
 
 #include <string>
@@ -14,9 +14,9 @@ namespace Vexo::Ctl {
 // "2026-11-21 14:00"); and RFC 3339 with date, time and offset. The error says what is allowed.
 [[nodiscard]] Result<WallTime> ParseTime(const std::string& word, WallTime now);
 
-// "2026-11-21 13:08:06 +01:00": time in local time, with its offset from UTC.
+// Formats time in local time, with the offset from UTC: "2026-11-21 13:08:06 +01:00".
 std::string LocalTextWithOffset(WallTime time);
-// time in local time, formatted by strftime(3).
+// Formats time in local time with strftime(3).
 std::string LocalText(WallTime time, const char* format);
 
 }  // namespace Vexo::Ctl

@@ -1,5 +1,6 @@
-// Wakeup: lets `watch` wait for a point in time, a key or a signal. Signals are blocked and read from a descriptor
-// (signalfd(2)), so that none is lost and no handler runs. Main thread only; create it before any other thread exists.
+// Wakeup: `watch` waits with it for a point in time, a key or a signal. Signals are blocked and read from a descriptor
+// (signalfd(2)), so that no signal is lost and no handler runs. Main thread only; create the object before any other
+// thread exists.
 #pragma once
 
 #include "platform/base/clock.h"
@@ -18,11 +19,11 @@ enum class WakeReason {
 
 class Wakeup : public NoCopyable {
 public:
-    // keys: also wait for keys, if standard input is a terminal, and for the signals of the terminal. Without keys,
-    // only SIGINT, SIGTERM and SIGHUP end a wait.
+    // keys: also wait for the signals of the terminal, and for keys if standard input is a terminal. Without keys, only
+    // SIGINT, SIGTERM, SIGHUP and the deadline end a wait.
     explicit Wakeup(bool keys);
 
-    // Blocks until one of these happens, or until the deadline.
+    // Blocks until a key or signal arrives, the deadline passes, or standard output is closed (QUIT).
     WakeReason Wait(SteadyTime deadline);
 
 private:

@@ -1,5 +1,5 @@
-// WatchSource: reads what `watch` shows from the daemon, again and again over one connection. If the daemon goes away,
-// each look tries to connect again. Main thread only; each call to the daemon blocks for at most the limit.
+// WatchSource: reads what `watch` shows from the daemon, over one connection. If the connection is lost, each Read
+// tries to connect again. Main thread only; each call to the daemon blocks for at most the limit.
 #pragma once
 
 #include <chrono>
@@ -14,14 +14,14 @@
 
 namespace Vexo::Ctl {
 
-// The daemon's answers at one look. All texts are printable (printable.h) except those of events.
+// The answers of the daemon to one Read. All texts are printable (printable.h) except those of events.
 struct Snapshot {
     WallTime time;
     Client::CallResult call;  // if it did not succeed, only the events below are valid
     Host::HostStatus status;
     Host::HostCounts counts;
     std::vector<Peer> peers;
-    std::vector<Host::Event> events;  // since the previous look; at most MAX_WATCHED_EVENTS, the newest
+    std::vector<Host::Event> events;  // since the previous Read; only the newest MAX_WATCHED_EVENTS
 };
 
 inline constexpr size_t MAX_WATCHED_EVENTS = 100;

@@ -1,5 +1,5 @@
-// Formats what `watch` shows: a picture for a terminal, or the changes since the previous look. Depends on nothing but
-// its arguments and the local time zone; any thread, each object on one.
+// Formats what `watch` shows: a picture for a terminal, or the changes since the previous snapshot. Depends only on the
+// arguments and the local time zone. Any thread; use each object on one thread.
 #pragma once
 
 #include <deque>
@@ -14,39 +14,39 @@
 
 namespace Vexo::Ctl {
 
-// What the picture shows in addition to the last look.
+// What the picture shows in addition to the last snapshot.
 struct WatchHistory {
     std::deque<Host::Event> events;     // newest last; at most MAX_WATCHED_EVENTS
-    std::optional<WallTime> awaySince;  // the daemon does not answer
+    std::optional<WallTime> awaySince;  // since when the daemon has not answered
 
     void Take(const Snapshot& snapshot);
 };
 
-// The picture, no larger than size. A small screen leaves out what rarely changes (abilities, versions) and older
-// events.
+// Returns the picture, no larger than size. On a small screen it leaves out older events and what rarely changes
+// (abilities, versions).
 std::vector<ScreenLine> Picture(const Snapshot& snapshot, const WatchHistory& history, const ScreenSize& size);
 
-// One change, in words: {"peer", "phone", "away"}.
+// One change, for example subject "peer", name "phone", value "away".
 struct Change {
     std::string subject;
-    std::string name;  // which peer or ability; empty for other subjects
+    std::string name;  // of the peer or ability; empty for other subjects
     std::string value;
-    std::string before;  // the previous value; empty if there was none
-    std::string id;      // network id of the peer, or number of the ability
-    std::string word;    // value as a word or number without names, for programs
-    std::string wordBefore;
+    std::string before;      // the previous value; empty if there was none
+    std::string id;          // network id of the peer, or number of the ability
+    std::string word;        // value for programs: a word or a number, without names
+    std::string wordBefore;  // before, for programs
 };
 
 class ChangeFinder {
 public:
-    // The differences from the previous looks; at the first look everything.
+    // Returns the differences from the previous snapshots; for the first snapshot, all values.
     std::vector<Change> Compare(const Snapshot& snapshot);
 
 private:
     struct Fact {
         std::string name;
         std::string value;
-        std::string word;  // as Change::word; empty: as value
+        std::string word;  // as Change::word; empty: same as value
     };
     using Facts = std::map<std::pair<std::string, std::string>, Fact>;  // by subject and id
 
