@@ -13,9 +13,9 @@ namespace Vexo::Ctl {
 
 namespace {
 
-constexpr size_t MAX_ENROLMENT_FILE = 256 * 1024;  // an answer with the largest state
-constexpr mode_t REQUEST_FILE_MODE = 0644;         // holds a public key only
-constexpr mode_t ANSWER_FILE_MODE = 0600;          // holds the link key, encrypted for the new device
+constexpr size_t MAX_ENROLMENT_FILE = 256 * 1024;  // large enough for an answer with the largest account state
+constexpr mode_t REQUEST_FILE_MODE = 0644;         // contains only a public key
+constexpr mode_t ANSWER_FILE_MODE = 0600;          // contains the link key, encrypted for the new device
 
 std::filesystem::path IdentityFolder(const GlobalOptions& options)
 {

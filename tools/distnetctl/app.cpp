@@ -52,8 +52,8 @@ std::string CheckSeconds(const std::string& text)
                : "\"" + text + "\" is not a number of seconds from 0.1 to 3600";
 }
 
-// Rejects an empty argument, which mostly comes from an unset shell variable: an empty path would mean the current
-// folder, and an empty time all events.
+// Rejects an empty argument, usually an unset shell variable: an empty path would mean the current folder, and an empty
+// time all events.
 std::string CheckGiven(const std::string& text)
 {
     return text.empty() ? "must not be empty" : "";
@@ -262,7 +262,7 @@ void AddAccountCommands(CLI::App& app, Request& request)
     AddState(install, request);
 }
 
-// The commands work in any case; help and completion show them where they are of use.
+// isShown: whether help and completion show the commands. Hidden commands work, too.
 void AddSimCommands(CLI::App& app, Request& request, bool isShown)
 {
     CLI::App* sim = AddGroup(app, "sim", "A simulated device: its screen, radios, SIMs and faults");
@@ -279,13 +279,13 @@ void AddSimCommands(CLI::App& app, Request& request, bool isShown)
     AddState(set, request);
 }
 
-// Whether --json is among the arguments. For errors of the parser, when the parsed flag is not available.
+// Returns whether --json is among the arguments. For errors of the parser, when the parsed flag is not available.
 bool AsksForJson(int argc, const char* const* argv)
 {
     return std::any_of(argv, argv + argc, [](const char* word) { return std::string_view(word) == "--json"; });
 }
 
-// The message for a group that is followed by no command, or by something that is not one of its commands.
+// The message for a group without a command, or with a word that is not one of its commands.
 std::string WrongCommand(const CLI::App& group, const std::vector<std::string>& rest)
 {
     std::vector<std::string> names;
@@ -307,7 +307,7 @@ std::string WrongCommand(const CLI::App& group, const std::vector<std::string>& 
     return "there is no command \"" + rest.front() + "\"" + (close.empty() ? "" : "; did you mean \"" + close + "\"?");
 }
 
-// The command that was recognised as the name of its schema: "account-show"; empty if there is none.
+// Returns the schema name of the parsed command: "account-show". Empty if no command was recognised.
 std::string SchemaOf(const CLI::App& app)
 {
     std::string name;

@@ -1,5 +1,5 @@
-// The commands about the account's key: account backup and restore. They work on files of the state folder with the
-// rights of its owner, and on the backup with the rights of the user: root's backup does not become the daemon's.
+// The commands account backup and account restore. They access files of the state folder with the rights of the
+// folder's owner, and the backup file with the rights of the user: a backup by root belongs to root.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -44,7 +44,7 @@ public:
     ~StateFolderCopy()
     {
         (void)AsOwnerOf(stateDir_, [&]() -> Result<void> {
-            std::error_code ignored;  // it may not have been made
+            std::error_code ignored;  // the file may not exist
             std::filesystem::remove(path_, ignored);
             return {};
         });
@@ -53,7 +53,7 @@ public:
     StateFolderCopy& operator=(const StateFolderCopy&) = delete;
 
     const std::filesystem::path& Path() const { return path_; }
-    // The message of an error, which may name this file instead of the user's.
+    // Returns the message of an error, with the path of this copy replaced by file, the user's backup.
     std::string Explained(const Error& error, const std::filesystem::path& file) const
     {
         std::string message = error.message;
@@ -88,7 +88,7 @@ int RunAccountBackup(const GlobalOptions& options, Output& output, const std::fi
     if (!passphrase) {
         return output.Finish(NoPassphrase(passphrase.error()));
     }
-    // Made first, so that nothing is recorded as a backup that cannot be written.
+    // Create the file first: BackUpAccount records that a backup exists.
     const UniqueFd to(open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, BACKUP_MODE));
     if (!to) {
         return output.Finish(NotDone(file.string() + ": " + std::strerror(errno), "Name a file that does not exist."));

@@ -41,7 +41,7 @@ int WithClient(const GlobalOptions& options, Output& output,
 
 namespace {
 
-// Which device uses which network. No value: an older daemon, which does not know it.
+// Which device uses which network. No value if the daemon is older and does not support the request.
 struct UseStatus {
     std::optional<Host::OnlineStatus> online;
     std::optional<Host::ShareStatus> sharing;

@@ -52,13 +52,13 @@ HealthCheck CheckSocketHere(const std::string& path)
                      "daemon's configuration");
 }
 
-// The checks that are possible without the daemon's answer.
+// Makes the checks that are possible without the daemon's answer.
 Checks CheckHere(const GlobalOptions& options, const Client::CallResult& call)
 {
     const std::filesystem::path stateDir = StateFolder(options);
     Trust::IdentityChecks found;
     {
-        const StateOwner owner(stateDir);  // the check fails for a key that does not belong to the user who reads it
+        const StateOwner owner(stateDir);  // the check of a key fails for any user but its owner
         found = Trust::CheckIdentity(stateDir / "identity", Clock::System().WallNow());
     }
     Checks checks{std::move(found.identity), std::move(found.account), std::move(found.clock)};

@@ -8,7 +8,7 @@ namespace Vexo::Ctl {
 
 namespace {
 
-constexpr size_t MIN_SHOWN = 3;  // characters that a masked id shows at each end
+constexpr size_t MIN_SHOWN = 3;  // hex digits that a masked id must have at each end
 
 }  // namespace
 

@@ -14,13 +14,13 @@
 namespace Vexo::Ctl {
 namespace {
 
-constexpr std::chrono::milliseconds RETRY_AFTER{500};  // how often to look for a daemon that went away
+constexpr std::chrono::milliseconds RETRY_AFTER{500};  // time between attempts to connect to a daemon that went away
 constexpr size_t TIME_COLUMNS = 28;
 constexpr const char* DEVICE_ID = "DEVICE_ID";  // the parameter whose value is the masked id of a device
 
 using EventTime = decltype(Host::Event::time);
 
-// The value as JSON; the name of the device for the id of a known one.
+// Returns the value as JSON. The masked id of a known device is replaced by the device's name.
 std::string ValueText(const Host::EventParameter& parameter, const std::vector<Host::KnownDevice>& devices)
 {
     const auto* text = std::get_if<std::string>(&parameter.value);
@@ -47,7 +47,7 @@ void ShowEvent(Output& output, const Host::Event& event, const std::vector<Host:
     output.Line(line);
 }
 
-// Prints the daemon's events from a given time on, and new ones as they come.
+// Prints the daemon's events from a given time on, and new events when they arrive.
 class EventList {
 public:
     EventList(const GlobalOptions& options, Output& output, EventTime since)
@@ -62,8 +62,8 @@ public:
         return client_ != nullptr;
     }
 
-    // Reads and prints the next events; waits for one until wait has passed. Returns false like Connect, which must
-    // have succeeded before.
+    // Reads and prints the next events. Blocks until an event arrives or wait has passed. Returns false if the daemon
+    // does not answer; failure then says why. Call only after Connect has succeeded.
     bool ShowNext(std::chrono::milliseconds wait, Outcome& failure)
     {
         NewEvents read;
@@ -73,7 +73,7 @@ public:
             return false;
         }
         if (!read.events.empty() && !output_.IsJson()) {
-            (void)client_->GetDevices(devices_);  // without an answer the ids stay
+            (void)client_->GetDevices(devices_);  // if this fails, the ids are shown unchanged
         }
         const MutexLock lock(printing_);
         progressed_ = read.more;
@@ -89,7 +89,7 @@ public:
         return true;
     }
 
-    // Blocks until a daemon that went away is back, or until the reader of standard output is gone.
+    // Blocks until the daemon can be connected again, or until the reader of standard output has closed it.
     void WaitForReturn()
     {
         Outcome ignored;
@@ -125,7 +125,7 @@ private:
     bool progressed_ = false;
     bool shownAny_ = false;
     bool readerGone_ = false;
-    Mutex printing_;  // held while events are written
+    Mutex printing_;  // held while events are printed
 };
 
 }  // namespace

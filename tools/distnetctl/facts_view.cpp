@@ -19,7 +19,7 @@ using Host::UplinkKind;
 constexpr std::chrono::minutes OLD{10};
 constexpr double MEGABYTE = 1e6;
 constexpr double GIGABYTE = 1e9;
-// From here on the megabytes would be rounded to 1000.
+// Larger amounts would be rounded to "1000 MB".
 constexpr double SHOWN_AS_GIGABYTES = 999.5e6;
 constexpr double SHOWN_WITH_FRACTION = 9.95e6;
 

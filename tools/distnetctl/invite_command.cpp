@@ -1,4 +1,4 @@
-// account invite: shows a ticket, and asks whether the device that comes with it is admitted.
+// account invite: shows a ticket, and asks whether to admit the device that uses the ticket.
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -18,7 +18,7 @@ namespace Vexo::Ctl {
 
 namespace {
 
-// How often the command looks whether the device still asks, while it waits for the person.
+// How often the command checks whether the device still asks to join, while it waits for the user's answer.
 constexpr std::chrono::milliseconds LOOK_INTERVAL{300};
 
 class Invite {
@@ -52,14 +52,14 @@ public:
     }
 
 private:
-    // The outcome when the call fails.
+    // Waits until the invitation changes, for at most limit. Returns the outcome to finish with if the call fails.
     std::optional<Outcome> Wait(std::chrono::milliseconds limit)
     {
         const Client::CallResult call = client_.WaitForInvitation(now_.revision, limit, now_);
         return call.Succeeded() ? std::nullopt : std::optional(FromAccountCall(call));
     }
 
-    // Shows what has changed. The outcome once the command has ended.
+    // Shows what has changed. Returns the outcome if the invitation is over; else no value.
     std::optional<Outcome> Follow()
     {
         const Host::InvitationAnswer shown = Printable(now_);
@@ -109,7 +109,7 @@ private:
         output_.Line("On the new device: distnetctl account join");
     }
 
-    // Waits for the person's answer, for as long as the device asks.
+    // Asks the user and passes the answer to the daemon. Stops waiting if the device no longer asks.
     std::optional<Outcome> AskPerson()
     {
         const std::string asking = now_.joiner.networkId;
@@ -153,7 +153,7 @@ void EndAfterCancel(const GlobalOptions& options, Output& output, AccountCancel 
     EndOnInterrupt([&options, &output, cancel, said] {
         Outcome failure;
         Host::ChangeAnswer answer;
-        // A connection of its own: the other one waits for an answer.
+        // Uses a second connection, because the first one waits for an answer.
         if (const auto client = ConnectClient(options, failure)) {
             (void)(client.get()->*cancel)(answer);
         }

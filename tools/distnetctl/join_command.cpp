@@ -13,7 +13,8 @@ namespace Vexo::Ctl {
 
 namespace {
 
-// Why this device cannot join any account now, before the person has typed a ticket.
+// Returns the outcome to finish with if this device is a member of an account or was removed from one. Called before
+// the user is asked for a ticket.
 std::optional<Outcome> WhyNotFree(Client::DistNetClient& client)
 {
     if (auto removed = WhyRemoved(client)) {
@@ -28,7 +29,8 @@ std::optional<Outcome> WhyNotFree(Client::DistNetClient& client)
                       "To move it to another account, leave this one first: distnetctl account leave", ""});
 }
 
-// The text of a ticket whose form is right. On a terminal a mistyped one is asked for again.
+// Returns the text of a valid ticket. On a terminal, asks again after an invalid ticket. Returns no value on failure;
+// failure is then the outcome to finish with.
 std::optional<std::string> AskTicket(Output& output, Outcome& failure)
 {
     const bool isTerminal = isatty(STDIN_FILENO) == 1;

@@ -15,7 +15,7 @@ namespace {
 
 using Client::DistNetClient;
 
-// The members, printable. No value: failure is the outcome to finish with.
+// Returns the members, printable. Returns no value on failure; failure is then the outcome to finish with.
 std::optional<Host::MemberList> ReadMembers(DistNetClient& client, Outcome& failure)
 {
     Host::MemberList list;
@@ -30,7 +30,7 @@ std::optional<Host::MemberList> ReadMembers(DistNetClient& client, Outcome& fail
     return Printable(std::move(list));
 }
 
-// The outcome of an operation that was called: done, or why not.
+// Returns done if the operation succeeded; else the outcome of its failure.
 Outcome Changed(const Client::CallResult& call, const Host::ChangeAnswer& answer, Outcome done)
 {
     return !call.Succeeded() ? FromAccountCall(call) : answer.fault ? FromFault(*answer.fault) : std::move(done);
@@ -49,7 +49,7 @@ Json MemberDetails(const Host::AccountMember& member)
     return details;
 }
 
-// Runs work with the list and the member that the word names.
+// Runs work with the list of members and the member that word names.
 int WithMember(const GlobalOptions& options, Output& output, const std::string& word,
                const std::function<Outcome(DistNetClient& client, const Host::MemberList& list,
                                            const Host::AccountMember& member)>& work)
@@ -64,7 +64,7 @@ int WithMember(const GlobalOptions& options, Output& output, const std::string& 
 
 std::string RemovalQuestion(const Host::MemberList& list, const Host::AccountMember& member, bool announcesNewKeyOnly)
 {
-    const size_t others = list.members.size() - 2;  // without this device and that one
+    const size_t others = list.members.size() - 2;  // without this device and the removed one
     const std::string atContact = others == 0   ? ""
                                   : others == 1 ? ", by the other one at its next contact"
                                                 : ", by the other " + std::to_string(others) + " at their next contact";

@@ -1,4 +1,4 @@
-// devices, stop and info.
+// The commands devices, stop and info.
 #include <algorithm>
 #include <array>
 
@@ -14,11 +14,11 @@ namespace Vexo::Ctl {
 
 namespace {
 
-// The capability items of the service, and what each means.
+// The capability items of the service, and the label of each.
 constexpr std::array<std::array<const char*, 2>, 3> LABELS{
     {{"supportSmartHotSpot", "can share mobile data"}, {"hotspotName", "hotspot name"}, {"bssid", "Wi-Fi BSSID"}}};
 
-// The items that were asked for and that the answer leaves out, each once.
+// Returns the requested items that are missing in the answer, each once.
 std::vector<std::string> ItemsNotIn(const cJSON* answer, const std::vector<std::string>& asked)
 {
     std::vector<std::string> missing;
@@ -31,7 +31,7 @@ std::vector<std::string> ItemsNotIn(const cJSON* answer, const std::vector<std::
     return missing;
 }
 
-// Each item with its value: true, false, a text, or null when it is not available.
+// Returns each item with its value: true, false, a text, or null if it is not available.
 Json ItemValues(const cJSON* answer)
 {
     Json values = NewObject();
@@ -81,7 +81,7 @@ std::string InfoLine(const cJSON* item)
     return Column(label, 24) + text;
 }
 
-// The list, each device with what it has said of itself.
+// Returns the list as JSON, each device with its facts.
 Json DevicesWithFacts(const Host::DeviceList& list, const std::vector<Host::DeviceFacts>& facts)
 {
     Json details = Host::ToJson(list);
@@ -111,7 +111,7 @@ int RunDevices(const GlobalOptions& options, Output& output, bool scans)
             return FromCall(call);
         }
         const std::vector<Peer> peers = Printable(list.devices);
-        Host::OnlineStatus online;  // an older daemon does not know it
+        Host::OnlineStatus online;  // stays empty if the daemon is older and does not support the request
         (void)client.GetOnline(online);
         Json details = DevicesWithFacts(list, online.facts);
         if (peers.empty()) {

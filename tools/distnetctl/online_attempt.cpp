@@ -22,7 +22,7 @@ bool HasEnded(OnlinePhase phase)
     return phase != OnlinePhase::RUNNING && phase != OnlinePhase::CANCELLING;
 }
 
-// What `doctor` finds wrong or missing in its check of that name; no value: nothing.
+// Returns the check of `doctor` with that name if it failed or was not made. No value if the check is good or missing.
 std::optional<QuviewDFX::HealthCheck> ProblemOf(Client::DistNetClient& client, const char* name)
 {
     std::vector<QuviewDFX::HealthCheck> checks;
@@ -42,7 +42,7 @@ bool WasReachedOverBluetooth(Client::DistNetClient& client, const std::string& n
     });
 }
 
-// Where a radio of this device is the reason, `doctor` knows what to do on this machine.
+// If the reason is a radio of this device, adds what `doctor` advises for this machine.
 void AddOwnRadio(Client::DistNetClient& client, Host::OnlineFault& fault)
 {
     using Code = Host::OnlineFaultCode;
@@ -84,7 +84,8 @@ std::vector<std::string> StepLog::Take(const Host::OnlineAnswer& attempt)
     return lines;
 }
 
-// The end of the command says that the attempt was cancelled; that an owner is asked was said when that began.
+// Returns true for a step that needs no line of its own: the outcome of the command shows a cancelled or timed-out
+// step, and an earlier line has shown that the owner is asked.
 bool StepLog::IsSaidElsewhere(const Host::OnlineStep& step)
 {
     const Host::OnlineFaultCode code = step.fault ? step.fault->code : Host::OnlineFaultCode::FAILED;
@@ -168,7 +169,7 @@ void Attempt::Show()
     }
 }
 
-// Of --timeout. Without it an attempt has no limit of this program's: the daemon limits each step.
+// The time that is left of --timeout. Without --timeout only the daemon limits the time of each step.
 std::chrono::milliseconds Attempt::Left() const
 {
     return options_.hasTimeout
@@ -205,7 +206,7 @@ void CancelOnInterrupt(const GlobalOptions& options, Output& output)
         output.Status(std::string("… ") + TAKING_BACK);
         Outcome outcome;
         Host::OnlineAnswer attempt;
-        // A connection of its own: the other one waits for an answer.
+        // Uses a second connection, because the first one waits for an answer.
         if (const auto client = ConnectClient(options, outcome)) {
             const Client::CallResult call = client->CancelOnline(false, attempt);
             outcome = call.Succeeded() ? FromCancelled(attempt) : FromCall(call);

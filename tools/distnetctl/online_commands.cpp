@@ -1,4 +1,4 @@
-// up, down, auto and prefer.
+// The commands up, down, auto and prefer.
 #include <algorithm>
 
 #include "interfaces/online_answers_json.h"
@@ -15,7 +15,8 @@ namespace Vexo::Ctl {
 
 namespace {
 
-// The network ids of the devices that the words name. No value: failure is the outcome to finish with.
+// Returns the network ids of the devices that words name. Returns no value on failure; failure is then the outcome to
+// finish with.
 std::optional<std::vector<std::string>> IdsOf(const GlobalOptions& options, Output& output,
                                               Client::DistNetClient& client, const std::vector<std::string>& words,
                                               Outcome& failure)

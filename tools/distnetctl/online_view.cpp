@@ -45,7 +45,7 @@ std::string DoneLabel(const OnlineStep& step)
     return "online";
 }
 
-// Empty for a device that was not found: the sentence says so.
+// Empty for a device that was not found: the fault's message says so.
 std::string FailedLabel(OnlineStepKind kind)
 {
     switch (kind) {
@@ -66,7 +66,7 @@ std::string NameText(const OnlineStep& step)
     return step.deviceName.empty() ? ShortId(step.networkId) : EscapeHidden(step.deviceName);
 }
 
-// "not found", "hotspot failed": for a step whose reason is given elsewhere.
+// "not found", "hotspot failed": the text of a failed step without its reason.
 std::string ShortFailure(const OnlineStep& step)
 {
     if (step.kind != OnlineStepKind::FIND) {
@@ -78,7 +78,7 @@ std::string ShortFailure(const OnlineStep& step)
     return isFound ? "not ready" : "not found";
 }
 
-// The reason of a device that was not found, beside its name: "away since 2 h" for "tablet is away since 2 h".
+// The reason without the device's name, which is shown beside it: "away since 2 h" for "tablet is away since 2 h".
 std::string WithoutName(const std::string& reason, const std::string& name)
 {
     for (const std::string& first : {name + " is ", name + " "}) {
@@ -107,7 +107,7 @@ std::vector<std::string> Beside(const std::string& first, size_t column, const s
     return lines.empty() ? std::vector<std::string>{first} : lines;
 }
 
-// The object's members but for the revision, which only a program that waits needs.
+// The members of attempt as JSON, without the revision, which is only needed to wait for changes.
 Json AttemptDetails(const Host::OnlineAnswer& attempt)
 {
     Json details = Host::ToJson(attempt);
@@ -120,7 +120,7 @@ std::string Sentence(const std::string& text)
     return text.empty() || text.ends_with('.') ? text : text + ".";
 }
 
-// The advice of each device that failed, the last of a device that failed several times; one a line.
+// The advice of each device that failed, one line per device. If a device failed several times, its last advice.
 std::string AdviceOfEach(const Host::OnlineAnswer& attempt)
 {
     std::vector<std::pair<std::string, std::string>> advices;  // by network id

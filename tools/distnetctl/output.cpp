@@ -21,7 +21,7 @@ namespace {
 constexpr const char* DAEMON_UNIT = "distnet.service";
 constexpr int SCHEMA_VERSION = 1;  // of all files of docs/schema
 constexpr size_t ADVICE_INDENT = 2;
-constexpr size_t CONTINUATION = 2;  // further indentation of lines of standard error that go on with the one above
+constexpr size_t CONTINUATION = 2;  // additional indent of wrapped lines on standard error
 
 bool EndsSentence(const std::string& text)
 {

@@ -84,7 +84,7 @@ std::optional<Result<Peer>> ResolveAmongKnown(Client::DistNetClient& client, con
     return ResolvePeer(word, Printable(std::move(peers)));
 }
 
-// False also for a word that fits several known devices.
+// Returns false also if the word matches several known devices.
 bool FitsNoKnownDevice(const Result<Peer>& peer)
 {
     return peer ? !IsKnown(peer.value()) : peer.error().code == ErrorCode::NOT_FOUND;
@@ -194,7 +194,7 @@ std::vector<std::string> PeerTable(const std::vector<Peer>& peers, const std::ve
 
 std::string WayText(const Peer& peer)
 {
-    // A Bluetooth address is valid only while it is announced, so it is of no use to a person.
+    // A Bluetooth address is not shown: it changes, and a person cannot use it.
     return peer.transport == "tcp"         ? "LAN" + (peer.address.empty() ? "" : " " + peer.address)
            : peer.transport == "bluetooth" ? "Bluetooth"
                                            : peer.transport;

@@ -20,7 +20,7 @@ class Modules {
 public:
     explicit Modules(const QRcode& code) : code_(code) {}
     int Size() const { return code_.width + 2 * QUIET_ZONE; }
-    // False in the quiet zone and below the picture.
+    // Returns false in the quiet zone (the border) and below the picture.
     bool IsDark(int row, int column) const
     {
         const int y = row - QUIET_ZONE;
@@ -32,7 +32,7 @@ private:
     const QRcode& code_;
 };
 
-// One character for two modules above each other: printed is whether each has the colour of the text.
+// Returns one character for two modules, one above the other. A module is printed if it has the colour of text.
 const char* HalfBlock(bool isUpperPrinted, bool isLowerPrinted)
 {
     return isUpperPrinted ? (isLowerPrinted ? "█" : "▀") : (isLowerPrinted ? "▄" : " ");

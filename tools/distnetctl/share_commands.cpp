@@ -1,4 +1,4 @@
-// share: who uses this device's network, and who may.
+// The share commands: show which devices use this device's network, and allow or deny devices.
 #include "interfaces/sharing_answers_json.h"
 #include "tools/distnetctl/account_view.h"
 #include "tools/distnetctl/commands.h"
@@ -10,7 +10,7 @@ namespace Vexo::Ctl {
 
 namespace {
 
-// Reads the state of sharing and finishes with the outcome of show.
+// Reads the sharing status from the daemon and finishes with the outcome of show.
 int WithSharing(const GlobalOptions& options, Output& output,
                 const std::function<Outcome(const Host::ShareStatus& status)>& show)
 {

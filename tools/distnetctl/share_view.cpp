@@ -25,7 +25,7 @@ std::string MonthText(const Host::ShareStatus& status)
                                   : BytesText(status.monthBytes);
 }
 
-// "1 min"; in seconds where minutes would be rounded.
+// "1 min"; in seconds if the time is no whole number of minutes.
 std::string LimitText(std::chrono::milliseconds limit)
 {
     const auto seconds = std::chrono::ceil<std::chrono::seconds>(limit);
@@ -82,7 +82,7 @@ std::string AllowText(Host::ShareAllow allow)
     return "only devices that you have allowed";
 }
 
-// A name as a person types it in a command.
+// Adds quotation marks to a name with spaces, as a person types it in a command.
 std::string Word(const std::string& name)
 {
     return name.find(' ') == std::string::npos ? name : "\"" + name + "\"";

@@ -22,7 +22,7 @@ Json StateDetails(const Simulated::DeviceState& state)
     return details;
 }
 
-// The value of the last "--NAME VALUE" or "--NAME=VALUE" among the arguments.
+// Returns the value of option: the last "OPTION VALUE" or "OPTION=VALUE" among the arguments.
 std::optional<std::string> ValueOf(const std::string& option, int argc, const char* const* argv)
 {
     std::optional<std::string> value;

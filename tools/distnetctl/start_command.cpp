@@ -1,5 +1,6 @@
-// start: gets this device online through one device: by an attempt of the daemon, which it undoes when it fails, or,
-// with --no-wait, by a request to the service, which undoes nothing.
+// start: gets this device online through one device. Normally the daemon makes an attempt, and undoes it if it fails.
+// With
+// --no-wait the command only sends a request to the service, which undoes nothing.
 #include <algorithm>
 #include <chrono>
 #include <optional>
@@ -24,17 +25,17 @@ namespace {
 using Host::OnlineStepKind;
 using Host::OnlineStepState;
 
-// Spans of the request may begin this much before the hotspot step was seen to begin: the daemon rounds the time that a
-// step took, and its answer takes a moment.
+// How much earlier than the observed begin of the hotspot step the spans of the request may begin: the daemon rounds
+// the duration of a step, and its answer takes some time.
 constexpr double EARLIER_MS = 20;
 
-// When a step ran, and whether it has ended.
+// The observed time of a step, and whether the step has ended.
 struct SeenStep {
     Interval when;
     bool hasEnded = false;
 };
 
-// nowMs: when the steps were received.
+// Returns the observed time of the last step of that kind. nowMs: when the steps were received.
 std::optional<SeenStep> SeenIn(const std::vector<Host::OnlineStep>& steps, OnlineStepKind kind, double nowMs)
 {
     double endMs = nowMs;
@@ -48,7 +49,7 @@ std::optional<SeenStep> SeenIn(const std::vector<Host::OnlineStep>& steps, Onlin
     return std::nullopt;
 }
 
-// The members that programs know: how long the hotspot took, and the join.
+// Adds "request_ms" and "join_ms" to the details: how long opening the hotspot and joining it took.
 void AddDurations(Outcome& outcome, const std::vector<Host::OnlineStep>& steps)
 {
     if (!outcome.details) {
@@ -72,7 +73,7 @@ void AddDurations(Outcome& outcome, const std::vector<Host::OnlineStep>& steps)
     }
 }
 
-// A start whose spans are recorded, and shown instead of the steps.
+// A start with --timing: records the daemon's trace spans and shows their times instead of the steps.
 class TimedStart {
 public:
     TimedStart(const GlobalOptions& options, Output& output, Client::DistNetClient& client, const Peer& peer)
@@ -112,7 +113,7 @@ private:
         See(OnlineStepKind::WIFI, wifi_);
     }
 
-    // The first look after the end of a step is the most precise.
+    // The first observation after the end of a step is the most precise one, so it is kept.
     void See(OnlineStepKind kind, std::optional<SeenStep>& seen)
     {
         if (!seen || !seen->hasEnded) {
@@ -157,8 +158,8 @@ private:
     std::optional<SeenStep> wifi_;
 };
 
-// Asks the service itself, which answers when the peer's hotspot is open and the join has begun. What it began belongs
-// to no attempt.
+// Sends the request to the service, which answers when the peer's hotspot is open and joining has begun. There is no
+// attempt, so the daemon undoes nothing.
 Outcome AskService(Client::DistNetClient& client, Output& output, const Peer& peer)
 {
     Host::HostStatus status;
@@ -190,8 +191,8 @@ Outcome AskService(Client::DistNetClient& client, Output& output, const Peer& pe
     return outcome;
 }
 
-// Makes the daemon look for devices nearby, for as long as a scan and --timeout allow. The known devices are read again
-// afterwards, so the result of the call does not matter. It has a connection of its own, because a call that times out
+// Makes the daemon scan for devices nearby; blocks for at most HOST_SCAN_LIMIT and --timeout. The result of the call is
+// ignored, because the caller reads the known devices again. Uses a second connection, because a call that times out
 // closes its connection.
 void ScanNearby(const GlobalOptions& options)
 {
@@ -247,7 +248,7 @@ Outcome RunStartWith(const GlobalOptions& options, Output& output, Client::DistN
         return outcome;
     }
     outcome = StartThrough(options, output, client, *peer, wait, timing);
-    // The peer may have been the first to say it.
+    // This device may have learned from the peer that it was removed from the account.
     auto removed = outcome.exitCode == EXIT_FAILED ? WhyRemoved(client) : std::nullopt;
     return removed ? *std::move(removed) : std::move(outcome);
 }

@@ -80,7 +80,7 @@ std::optional<WallTime> Midnight(const std::string& word, WallTime now)
     localtime_r(&seconds, &parts);
     parts.tm_hour = parts.tm_min = parts.tm_sec = 0;
     parts.tm_mday -= word == "yesterday" ? 1 : 0;
-    parts.tm_isdst = -1;  // let mktime find out, because daylight saving may differ from now
+    parts.tm_isdst = -1;  // mktime finds out whether daylight saving applies on that day
     return system_clock::from_time_t(std::mktime(&parts));
 }
 

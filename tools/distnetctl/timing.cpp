@@ -12,7 +12,7 @@
 namespace Vexo::Ctl {
 namespace {
 
-constexpr double MICROSECONDS = 1000;  // in a millisecond
+constexpr double MICROSECONDS = 1000;  // per millisecond
 constexpr size_t NAME_COLUMNS = 16;
 constexpr const char* ONGOING = "…";
 constexpr size_t DURATION_COLUMNS = 7;
@@ -61,7 +61,7 @@ std::vector<NamedSpan> SpansOf(const std::string& trace)
     return spans;
 }
 
-// The last span of that name that begins between the two times.
+// Returns the last span with that name that begins between the two times.
 std::optional<Interval> LastOf(const std::vector<NamedSpan>& spans, std::string_view name, double from, double until)
 {
     std::optional<Interval> last;
@@ -73,7 +73,7 @@ std::optional<Interval> LastOf(const std::vector<NamedSpan>& spans, std::string_
     return last;
 }
 
-// The span of that name that ends last, of those that begin and end between the two times.
+// Of the spans with that name that begin and end inside within, returns the one that ends last.
 std::optional<Interval> LastEndedOf(const std::vector<NamedSpan>& spans, std::string_view name, const Interval& within)
 {
     std::optional<Interval> last;
@@ -86,9 +86,9 @@ std::optional<Interval> LastEndedOf(const std::vector<NamedSpan>& spans, std::st
     return last;
 }
 
-// Finds how the connection for the collaboration was made. Several addresses may have been tried at the same time: the
-// last handshake to end is the one that succeeded, and its connection was made last before it. If the peer was not
-// woken, there may be no handshake, or no connection.
+// Finds the parts of the collaboration step. Several addresses may have been tried at the same time: the handshake that
+// ended last is the successful one, and the connection that was made last before it belongs to it. If the peer was not
+// woken, there may be no handshake or no connection.
 void FindConnection(const std::vector<NamedSpan>& spans, Timing& timing)
 {
     const Interval& within = *timing.collaboration;

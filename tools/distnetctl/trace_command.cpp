@@ -9,10 +9,10 @@
 namespace Vexo::Ctl {
 namespace {
 
-constexpr mode_t TRACE_FILE_MODE = 0644;  // no ids and no secrets
+constexpr mode_t TRACE_FILE_MODE = 0644;  // a trace contains no ids and no secrets
 
-// Why the file cannot be created; empty if it can. Checked before the recording is stopped, because the daemon deletes
-// a recording when its last piece has been fetched.
+// Returns why the file cannot be created; empty if it can. Called before the recording is stopped, because the daemon
+// deletes a recording after its last piece has been fetched.
 std::string WhyNotWritable(const std::filesystem::path& file)
 {
     std::error_code ignored;

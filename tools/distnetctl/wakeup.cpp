@@ -43,7 +43,7 @@ Wakeup::Wakeup(bool keys) : keys_(keys && isatty(STDIN_FILENO) == 1)
 
 WakeReason Wakeup::Wait(SteadyTime deadline)
 {
-    // Standard output is polled for errors only: the reader of the pipe is gone, or the terminal was closed.
+    // Standard output is polled only for errors: the reader of the pipe has closed it, or the terminal was closed.
     std::array<pollfd, 3> sources{
         {{signals_.Get(), POLLIN, 0}, {keys_ ? STDIN_FILENO : -1, POLLIN, 0}, {STDOUT_FILENO, 0, 0}}};
     const timespec left = LeftUntil(deadline);

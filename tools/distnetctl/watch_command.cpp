@@ -18,16 +18,16 @@ namespace Vexo::Ctl {
 
 namespace {
 
-// Longest wait for the daemon's answer. While a look waits, q has no effect, so this must be short.
+// Longest wait for an answer of the daemon. The key q has no effect during this wait, so it must be short.
 constexpr std::chrono::milliseconds LOOK_LIMIT{1000};
 
-// Whether to give up: a daemon that refuses one look will refuse the next one too.
+// A daemon that refuses one call will also refuse the next one.
 bool IsHopeless(const Snapshot& snapshot)
 {
     return snapshot.call.status == Client::CallStatus::REFUSED;
 }
 
-// Shows the live picture until the user quits. Returns the last look, which says how it ended.
+// Shows the live picture until the user quits or the daemon refuses a call. Returns the last snapshot.
 Snapshot ShowLive(WatchSource& source, Wakeup& wakeup, const Terminal& terminal, std::chrono::milliseconds interval)
 {
     Screen screen(terminal);
@@ -69,7 +69,7 @@ Json NewLine(const char* kind, const std::string& time)
     return line;
 }
 
-// A word of a change: a number where it is one.
+// Converts a word of a change to JSON: to a number if it is one.
 Json WordJson(const std::string& word)
 {
     const auto number = ParseNumber<uint32_t>(word);
@@ -107,8 +107,8 @@ void Show(Output& output, const Host::Event& event, WallTime seen)
     output.Line(ClockText(seen) + " event " + EscapeHidden(event.name) + ": " + ParametersText(event));
 }
 
-// Prints a line for each change and each event until the user quits or the reader of the output is gone. Returns the
-// last look.
+// Prints a line for each change and each event until the user quits, the output is closed or the daemon refuses a call.
+// Returns the last snapshot.
 Snapshot ShowLines(WatchSource& source, Wakeup& wakeup, Output& output, std::chrono::milliseconds interval)
 {
     ChangeFinder finder;

@@ -51,7 +51,7 @@ Client::CallResult WatchSource::Ask(Snapshot& snapshot)
     return AskForEvents(snapshot.events);
 }
 
-// Page by page, until nothing follows.
+// Reads page by page until no more events follow.
 Client::CallResult WatchSource::AskForEvents(std::vector<Host::Event>& events)
 {
     for (;;) {

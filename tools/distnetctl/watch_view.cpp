@@ -16,9 +16,9 @@ namespace {
 
 using Style = ScreenLine::Style;
 
-constexpr size_t ROOMY_ROWS = 20;                                   // fewer: only what changes is shown
+constexpr size_t ROOMY_ROWS = 20;                                   // with fewer rows, only what changes often is shown
 constexpr size_t NAME_WIDTH = 20;                                   // of a peer's name
-constexpr size_t PEER_ROW_WIDTH = NAME_WIDTH + PEER_COLUMNS_WIDTH;  // narrower: a peer's name and state only
+constexpr size_t PEER_ROW_WIDTH = NAME_WIDTH + PEER_COLUMNS_WIDTH;  // below this width, only a peer's name and state
 constexpr const char* AWAY = "away";
 constexpr size_t MAX_VALUE_BYTES = 200;  // of an event's parameter
 
@@ -117,7 +117,7 @@ std::vector<ScreenLine> Picture(const Snapshot& snapshot, const WatchHistory& hi
 {
     std::vector<ScreenLine> picture;
     const bool roomy = size.rows >= ROOMY_ROWS;
-    const size_t body = size.rows > 0 ? size.rows - 1 : 0;  // the last row is the foot's
+    const size_t body = size.rows > 0 ? size.rows - 1 : 0;  // the last row is the footer
     const auto left = [&] { return body > picture.size() ? body - picture.size() : 0; };
     const auto gap = [&] {
         if (roomy) {
@@ -156,7 +156,7 @@ std::string HotspotWord(const Host::HotspotStatus& hotspot)
 
 }  // namespace
 
-// The current value of everything whose changes are printed.
+// Returns the current values whose changes are printed.
 ChangeFinder::Facts ChangeFinder::FactsOf(const Snapshot& snapshot)
 {
     Facts facts;
@@ -178,7 +178,7 @@ ChangeFinder::Facts ChangeFinder::FactsOf(const Snapshot& snapshot)
 std::vector<Change> ChangeFinder::Compare(const Snapshot& snapshot)
 {
     std::vector<Change> changes;
-    // If the daemon does not answer, keep its last known values and compare them with its answers when it is back.
+    // If the daemon does not answer, keep its last values, to compare them with its next answer.
     const bool answers = snapshot.call.Succeeded();
     Facts now = answers ? FactsOf(snapshot) : known_;
     if (!answers) {

@@ -33,9 +33,8 @@ private:
 
     std::shared_ptr<ConfigurationParser> Parser();
 
-    Mutex parserMutex_;  // not held while other code is called
-    std::shared_ptr<ConfigurationParser> parser_
-        GUARDED_BY(parserMutex_);  // the parser is not changed after it is stored here
+    Mutex parserMutex_;                                                     // not held while other code is called
+    std::shared_ptr<ConfigurationParser> parser_ GUARDED_BY(parserMutex_);  // not changed once stored
 
     static NeverDestroyed<std::shared_ptr<ConfigurationCenterManager>> instance_;
     static Mutex instanceLock_;
