@@ -54,7 +54,7 @@ int RunAccountCreate(const GlobalOptions& options, Output& output, const std::st
                                   "If its link key was missing, enrol the other devices again."));
     }
     return output.Finish(Done("Account \"" + name +
-                              "\" made; this device is its first, and holds its key.\n"
+                              "\" created; this device is its first member and holds its key.\n"
                               "A running daemon uses it at once. To add a device: `distnetctl account invite` here,\n"
                               "and `distnetctl account join` there."));
 }
@@ -67,7 +67,7 @@ int RunAccountShow(const GlobalOptions& options, Output& output)
         const bool exists = std::filesystem::exists(IdentityFolder(options), unknown);
         return output.Finish(
             StateFailure(options.stateDir, loaded.error().message,
-                         exists ? "" : "`distnetctl account create NAME` or `distnetctl account join` makes it."));
+                         exists ? "" : "`distnetctl account create NAME` or `distnetctl account join` creates it."));
     }
     const Trust::Identity& identity = loaded.value();
     Json details = NewObject();

@@ -83,7 +83,7 @@ void AddNetworkCommands(CLI::App& app, Request& request)
         ->required();
     CLI::Option* noWait =
         start->add_flag("--no-wait", request.noWait, "Do not wait until this device's Wi-Fi has joined");
-    start->add_flag("--timing", request.timing, "Show where the time went")->excludes(noWait);
+    start->add_flag("--timing", request.timing, "Show how long each step took")->excludes(noWait);
 
     CLI::App* stop =
         AddCommand(app, request, "stop", "Tell the service that a peer is no longer needed", "  distnetctl stop phone",
@@ -113,7 +113,7 @@ void AddDaemonCommands(CLI::App& app, Request& request)
                        return RunWatch(request.options, output,
                                        std::chrono::milliseconds(static_cast<int64_t>(request.intervalSeconds * 1000)));
                    });
-    watch->add_option("--interval", request.intervalSeconds, "How often to look, in seconds")
+    watch->add_option("--interval", request.intervalSeconds, "Seconds between updates")
         ->check(CheckSeconds)
         ->capture_default_str();
     CLI::App* service = AddGroup(app, "service", "Hold the service");
@@ -139,8 +139,10 @@ void AddRecordCommands(CLI::App& app, Request& request)
     CLI::App* stop = AddCommand(
         *trace, request, "stop", "Stop a recording and write its trace", "  distnetctl trace stop trace.json",
         [&](Output& output) { return RunTraceStop(request.options, output, request.file, request.recording); });
-    stop->add_option("FILE", request.file, "Where the trace goes (trace-event JSON)")->required()->check(CheckGiven);
-    stop->add_option("--recording", request.recording, "Its number; the oldest of `trace start` unless given");
+    stop->add_option("FILE", request.file, "File to write the trace to (trace-event JSON)")
+        ->required()
+        ->check(CheckGiven);
+    stop->add_option("--recording", request.recording, "Its number; default: the oldest of `trace start`");
 }
 
 constexpr const char* MEMBER = "Its name, its fingerprint as shown, or the beginning of either";
@@ -156,7 +158,7 @@ void AddTicketCommands(CLI::App* account, Request& request)
         AddCommand(*account, request, "join", "On a new device: join with a ticket",
                    "  distnetctl account join\n  distnetctl account join --device-name phone < ticket",
                    [&](Output& output) { return RunAccountJoin(request.options, output, request.joinName); });
-    join->add_option("--device-name", request.joinName, "What this device is called; as configured unless given")
+    join->add_option("--device-name", request.joinName, "Name of this device; default: the configured name")
         ->check(CheckGiven);
 }
 
@@ -170,24 +172,24 @@ void AddMemberCommands(CLI::App* account, Request& request)
     rename->add_option("DEVICE", request.peer, MEMBER)->required();
     rename->add_option("NAME", request.name, "Its new name")->required()->check(CheckGiven);
     CLI::App* remove =
-        AddCommand(*account, request, "remove", "Shut a lost device out", "  distnetctl account remove phone",
+        AddCommand(*account, request, "remove", "Remove a device from the account", "  distnetctl account remove phone",
                    [&](Output& output) {
                        return RunAccountRemove(request.options, output, request.peer, request.yes, request.now);
                    });
     remove->add_option("DEVICE", request.peer, MEMBER)->required();
     remove->add_flag("--yes", request.yes, "Do not ask");
-    remove->add_flag("--now", request.now, "Do not announce with the old key any more, not even to members");
+    remove->add_flag("--now", request.now, "Stop announcing with the old key at once, also to members");
     CLI::App* leave =
-        AddCommand(*account, request, "leave", "Take this device out of its account", "  distnetctl account leave",
+        AddCommand(*account, request, "leave", "Remove this device from its account", "  distnetctl account leave",
                    [&](Output& output) { return RunAccountLeave(request.options, output, request.yes); });
     leave->add_flag("--yes", request.yes, "Do not ask");
-    CLI::App* transfer = AddCommand(*account, request, "transfer", "Hand the account's key to another member",
+    CLI::App* transfer = AddCommand(*account, request, "transfer", "Transfer the account's key to another member",
                                     "  distnetctl account transfer phone", [&](Output& output) {
                                         return RunAccountTransfer(request.options, output, request.peer, request.yes);
                                     });
     transfer->add_option("DEVICE", request.peer, MEMBER)->required();
     transfer->add_flag("--yes", request.yes, "Do not ask");
-    AddCommand(*account, request, "renew", "Sign the account and its members anew, before they expire",
+    AddCommand(*account, request, "renew", "Renew the certificates of the account and its members",
                "  distnetctl account renew", [&](Output& output) { return RunAccountRenew(request.options, output); });
 }
 
@@ -199,7 +201,7 @@ void AddKeyCommands(CLI::App* account, Request& request)
                        return RunAccountBackup(request.options, output, request.file, request.passphraseDescriptor);
                    });
     CLI::App* restore =
-        AddCommand(*account, request, "restore", "Make this new device the holder of the account in a backup",
+        AddCommand(*account, request, "restore", "On a new device: restore the account's key from a backup",
                    "  distnetctl account restore /media/stick/home.p12", [&](Output& output) {
                        return RunAccountRestore(request.options, output, request.file, request.passphraseDescriptor,
                                                 request.deviceName, request.alone);
@@ -213,7 +215,7 @@ void AddKeyCommands(CLI::App* account, Request& request)
             ->type_name("NUMBER");
         AddState(command, request);
     }
-    restore->add_option("--device-name", request.deviceName, "What this device is called")->capture_default_str();
+    restore->add_option("--device-name", request.deviceName, "Name of this device")->capture_default_str();
     restore->add_flag("--alone", request.alone, "No other member is left: admit and remove at once");
 }
 
@@ -224,12 +226,12 @@ void AddAccountCommands(CLI::App& app, Request& request)
     AddMemberCommands(account, request);
     AddKeyCommands(account, request);
     CLI::App* create = AddCommand(
-        *account, request, "create", "Make an account; this device becomes its first",
+        *account, request, "create", "Create an account; this device is its first member",
         "  distnetctl account create home\n"
         "  distnetctl account create home --state ./laptop --device-name laptop",
         [&](Output& output) { return RunAccountCreate(request.options, output, request.name, request.deviceName); });
-    create->add_option("NAME", request.name, "What the account is called")->required();
-    create->add_option("--device-name", request.deviceName, "What this device is called")->capture_default_str();
+    create->add_option("NAME", request.name, "Name of the account")->required();
+    create->add_option("--device-name", request.deviceName, "Name of this device")->capture_default_str();
     AddState(create, request);
 
     CLI::App* show = AddCommand(*account, request, "show", "Show this device's identity and account",
@@ -241,8 +243,8 @@ void AddAccountCommands(CLI::App& app, Request& request)
                                "  distnetctl account request phone.csr", [&](Output& output) {
                                    return RunAccountRequest(request.options, output, request.file, request.deviceName);
                                });
-    ask->add_option("FILE", request.file, "Where the request goes")->required()->check(CheckGiven);
-    ask->add_option("--device-name", request.deviceName, "What this device is called")->capture_default_str();
+    ask->add_option("FILE", request.file, "File to write the request to")->required()->check(CheckGiven);
+    ask->add_option("--device-name", request.deviceName, "Name of this device")->capture_default_str();
     AddState(ask, request);
 
     CLI::App* admit = AddCommand(*account, request, "admit", "On the account's first device: answer a request (CMS)",
@@ -250,7 +252,7 @@ void AddAccountCommands(CLI::App& app, Request& request)
                                      return RunAccountAdmit(request.options, output, request.file, request.answerFile);
                                  });
     admit->add_option("FILE", request.file, "The request")->required()->check(CheckGiven);
-    admit->add_option("-o,--output", request.answerFile, "Where the answer goes, readable by its owner only")
+    admit->add_option("-o,--output", request.answerFile, "File to write the answer to, readable only by its owner")
         ->required()
         ->check(CheckGiven);
     AddState(admit, request);
@@ -359,7 +361,7 @@ int RunApp(int argc, const char* const* argv)
         ->take_last()
         ->capture_default_str();
     app.add_option("--timeout", request.options.timeoutSeconds,
-                   "Longest wait in seconds; of up, start: none unless given")
+                   "Longest wait in seconds; up and start: no limit by default")
         ->check(CheckSeconds)
         ->each([&request](const std::string&) { request.options.hasTimeout = true; })
         ->take_last()

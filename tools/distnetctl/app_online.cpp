@@ -16,9 +16,9 @@ Host::ShareDecision AllowedFor(const Request& request)
 void AddShareCommands(CLI::App& app, Request& request)
 {
     const auto show = [&](Output& output) { return RunShareStatus(request.options, output); };
-    CLI::App* share = app.add_subcommand("share", "Who uses this device's network, and who may");
+    CLI::App* share = app.add_subcommand("share", "Show and decide which devices use this device's network");
     share->require_subcommand(0, 1);
-    share->footer("Without a command: as `distnetctl share status`.");
+    share->footer("Without a command: same as `distnetctl share status`.");
     share->callback([&request, share, show] {
         if (share->get_subcommands().empty()) {
             request.run = show;
@@ -34,8 +34,7 @@ void AddShareCommands(CLI::App& app, Request& request)
         "  distnetctl share allow laptop\n  distnetctl share allow laptop --always",
         [&](Output& output) { return RunShareDecide(request.options, output, request.peer, AllowedFor(request)); });
     allow->add_option("DEVICE", request.peer, DEVICE)->required();
-    CLI::Option* once =
-        allow->add_flag("--once", request.once, "For one use that begins within 10 minutes; unless given");
+    CLI::Option* once = allow->add_flag("--once", request.once, "For one use that begins within 10 minutes (default)");
     CLI::Option* today = allow->add_flag("--today", request.today, "Until midnight")->excludes(once);
     allow->add_flag("--always", request.always, "Until it is changed")->excludes(once)->excludes(today);
 
@@ -46,7 +45,7 @@ void AddShareCommands(CLI::App& app, Request& request)
                                              request.never ? Host::ShareDecision::NEVER : Host::ShareDecision::DENY);
                    });
     deny->add_option("DEVICE", request.peer, DEVICE)->required();
-    deny->add_flag("--never", request.never, "Until it is changed, and without being asked again");
+    deny->add_flag("--never", request.never, "Until it is changed; you are not asked again");
 }
 
 }  // namespace
@@ -56,22 +55,23 @@ void AddOnlineCommands(CLI::App& app, Request& request)
     CLI::App* up = AddCommand(app, request, "up", "Get this device online through the best of your devices",
                               "  distnetctl up\n  distnetctl up phone tablet\n  distnetctl --timeout 30 up",
                               [&](Output& output) { return RunUp(request.options, output, request.peers); });
-    up->add_option("PEER", request.peers, "Only through these, in this order; all unless given");
+    up->add_option("PEER", request.peers, "Try only these devices, in this order; default: all");
 
-    AddCommand(app, request, "down", "End what `up` or `start` began, on both devices", "  distnetctl down",
+    AddCommand(app, request, "down", "Undo `up` or `start` on both devices", "  distnetctl down",
                [&](Output& output) { return RunDown(request.options, output); });
 
     CLI::App* automatic =
-        AddCommand(app, request, "auto", "Whether `up` and `down` happen by themselves",
+        AddCommand(app, request, "auto", "Show or set whether `up` and `down` run by themselves",
                    "  distnetctl auto\n  distnetctl auto on\n  distnetctl auto off",
                    [&](Output& output) { return RunAuto(request.options, output, request.autoMode); });
-    automatic->add_option("MODE", request.autoMode, "on or off; shows it unless given");
+    automatic->add_option("MODE", request.autoMode, "on or off; default: show the mode");
 
     CLI::App* prefer =
-        AddCommand(app, request, "prefer", "Which devices `up` tries first",
+        AddCommand(app, request, "prefer", "Show or set which devices `up` tries first",
                    "  distnetctl prefer\n  distnetctl prefer phone tablet\n  distnetctl prefer --none",
                    [&](Output& output) { return RunPrefer(request.options, output, request.peers, request.none); });
-    CLI::Option* devices = prefer->add_option("DEVICE", request.peers, "The best first; shows them unless given");
+    CLI::Option* devices =
+        prefer->add_option("DEVICE", request.peers, "Best first; default: show the preferred devices");
     prefer->add_flag("--none", request.none, "Prefer none")->excludes(devices);
 
     AddShareCommands(app, request);

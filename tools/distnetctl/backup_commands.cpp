@@ -74,7 +74,7 @@ Result<void> WriteBackup(const UniqueFd& to, const std::filesystem::path& file, 
         const int cause = errno;
         unlink(file.c_str());
         return Fail(ErrorCodeOf(cause), file.string() + ": " + std::strerror(cause) +
-                                            "; the daemon takes this backup for made: make another one");
+                                            "; the daemon has recorded this backup as made: make another one");
     }
     return {};
 }
@@ -110,10 +110,11 @@ int RunAccountBackup(const GlobalOptions& options, Output& output, const std::fi
     }
     Json details = NewObject();
     AddText(details.get(), "file", file);
-    return output.Finish(Done(output.Tick() + " The account's key is in " + file.string() +
-                                  ", under the passphrase.\nKeep it away from this device: who has both can admit "
-                                  "devices to the account.",
-                              std::move(details)));
+    return output.Finish(
+        Done(output.Tick() + " The account's key is in " + file.string() +
+                 ", encrypted with the passphrase.\nKeep it away from this device: anyone who has both can admit "
+                 "devices to\nthe account.",
+             std::move(details)));
 }
 
 int RunAccountRestore(const GlobalOptions& options, Output& output, const std::filesystem::path& file,

@@ -45,7 +45,7 @@ HealthCheck CheckSocketHere(const std::string& path)
         return Healthy("socket", path + ": this user may connect");
     }
     if (errno != EACCES) {
-        return NotChecked("socket", "not checked: there is none at " + path);
+        return NotChecked("socket", "not checked: there is no socket at " + path);
     }
     return Unhealthy("socket", path + ": user " + UserName(geteuid()) + " may not connect",
                      "Ask as root: sudo distnetctl doctor; for other users see ipc.socket and ipc.socket_mode in the "
@@ -69,10 +69,11 @@ Checks CheckHere(const GlobalOptions& options, const Client::CallResult& call)
     std::string reason = "not checked: needs the daemon";
     if (call.status == Client::CallStatus::REFUSED) {
         const std::string user = UserName(geteuid());
-        policy = Unhealthy("policy", "it does not let user " + user + " in",
-                           "Join the group that it names (netdev as shipped), then log in again: sudo usermod -aG "
-                           "netdev " +
-                               user);
+        policy =
+            Unhealthy("policy", "it refuses user " + user,
+                      "Join the group that the policy names (netdev as shipped), then log in again: sudo usermod -aG "
+                      "netdev " +
+                          user);
         daemon = Healthy("daemon", "it answers");
         reason = "not checked: the daemon refuses this user";
     } else if (call.status == Client::CallStatus::UNREACHABLE && !socket.good.value_or(true)) {
@@ -82,8 +83,8 @@ Checks CheckHere(const GlobalOptions& options, const Client::CallResult& call)
     }
     if (!daemon.advice.empty()) {
         daemon.advice += daemon.advice.ends_with('.') ? " " : ". ";
-        daemon.advice += HasUnit() ? "Its last words: `journalctl -u distnet -n 20`"
-                                   : "Its last words went to the standard error of distnetd, where it was started";
+        daemon.advice += HasUnit() ? "Its last log lines: `journalctl -u distnet -n 20`"
+                                   : "Its last log lines are on the standard error of distnetd";
     }
     checks.insert(checks.end(), {std::move(policy), std::move(daemon), std::move(socket)});
     for (const char* name : {"peers", "radio", "hotspot"}) {

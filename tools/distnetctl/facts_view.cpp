@@ -88,9 +88,9 @@ std::string PermissionText(SharingPermission permission)
         case SharingPermission::NOT_ANSWERED:
             return "its owner did not allow it";
         case SharingPermission::BATTERY_FLOOR:
-            return "keeps its battery for itself";
+            return "its battery is too low to share";
         case SharingPermission::DATA_LIMIT:
-            return "its data of this month is used up";
+            return "its data limit of this month is reached";
     }
     return "";
 }

@@ -94,7 +94,7 @@ private:
     void ShowTicket()
     {
         const auto left = std::chrono::ceil<std::chrono::minutes>(now_.expires - Clock::System().WallNow()).count();
-        output_.Line("A ticket for \"" + Printable(now_).account + "\". It holds for " + std::to_string(left) +
+        output_.Line("A ticket for \"" + Printable(now_).account + "\". It is valid for " + std::to_string(left) +
                      (left == 1 ? " minute" : " minutes") + " and admits one device.\n\n    " + now_.ticket + "\n");
         if (output_.IsTerminal()) {
             constexpr size_t INDENT = 4;

@@ -69,11 +69,11 @@ std::string RemovalQuestion(const Host::MemberList& list, const Host::AccountMem
                                   : others == 1 ? ", by the other one at its next contact"
                                                 : ", by the other " + std::to_string(others) + " at their next contact";
     std::string text = WhoText(member.name, member.type, member.networkId) + " will be refused by every device of \"" +
-                       list.account + "\" that hears of it: now by this one" + atContact +
+                       list.account + "\" that learns of it: now by this one" + atContact +
                        ". The account's link key changes, and the key of every hotspot that DistNet makes.";
     if (announcesNewKeyOnly && others > 0) {
         text +=
-            " From now on this device announces itself with the new key only: a member that has not heard of it "
+            " From now on this device announces itself with the new key only: a member that has not learned of it "
             "finds this device at known addresses only.";
     }
     return Wrapped(text) + "\nRemove it?";
@@ -128,7 +128,7 @@ int RunAccountRemove(const GlobalOptions& options, Output& output, const std::st
             Host::ChangeAnswer answer;
             const Client::CallResult call = client.RemoveMember(member.networkId, announcesNewKeyOnly, answer);
             return Changed(call, answer,
-                           Done(output.Tick() + " " + member.name + " is no member any more.", MemberDetails(member)));
+                           Done(output.Tick() + " " + member.name + " is no longer a member.", MemberDetails(member)));
         });
 }
 
@@ -140,7 +140,7 @@ int RunAccountTransfer(const GlobalOptions& options, Output& output, const std::
             const std::string question = WhoText(member.name, member.type, member.networkId) +
                                          " will hold the key of \"" + list.account +
                                          "\" instead of this device: only there can devices be admitted and removed.";
-            if (!yes && !member.isThisDevice && !Confirm(output, Wrapped(question) + "\nHand it over?")) {
+            if (!yes && !member.isThisDevice && !Confirm(output, Wrapped(question) + "\nTransfer the key?")) {
                 return NotConfirmed();
             }
             Host::ChangeAnswer answer;

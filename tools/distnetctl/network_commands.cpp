@@ -139,9 +139,9 @@ int RunStop(const GlobalOptions& options, Output& output, const std::string& wor
         if (!call.Succeeded()) {
             return FromCall(call);
         }
-        return Done(Wrapped("The service has noted that " + peer->name +
-                            " is no longer needed. That closes nothing: `distnetctl down` leaves " + peer->name +
-                            "'s Wi-Fi and tells " + peer->name + " to close its hotspot."),
+        return Done(Wrapped("The service was told that " + peer->name +
+                            " is no longer needed. This closes nothing: `distnetctl down` leaves " + peer->name +
+                            "'s Wi-Fi and asks " + peer->name + " to close its hotspot."),
                     PeerDetails(*peer));
     });
 }

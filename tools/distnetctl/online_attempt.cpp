@@ -14,7 +14,7 @@ namespace {
 using Host::OnlinePhase;
 using Host::OnlineStepState;
 
-constexpr const char* TAKING_BACK = "taking back what was begun";
+constexpr const char* TAKING_BACK = "undoing what was begun";
 constexpr const char* OWNER = "waiting for the owner's answer";
 
 bool HasEnded(OnlinePhase phase)
@@ -188,7 +188,7 @@ Outcome Attempt::TimedOut()
     LeaveEndToInterrupt();
     if (!call.Succeeded()) {
         Outcome outcome = FromCall(call);
-        outcome.message = why + ", and it is not known what was taken back: " + outcome.message;
+        outcome.message = why + ", and it is not known what was undone: " + outcome.message;
         outcome.exitCode = EXIT_TIMED_OUT;
         return outcome;
     }
@@ -200,7 +200,7 @@ void CancelOnInterrupt(const GlobalOptions& options, Output& output)
     EndOnInterrupt([&options, &output] {
         EndOnInterrupt([&output] {
             (void)output.Finish({EXIT_INTERRUPTED, CODE_INTERRUPTED, "CANCELLED",
-                                 "cancelled; the daemon goes on taking back what was begun", "", nullptr});
+                                 "cancelled; the daemon continues to undo what was begun", "", nullptr});
             (void)output.Flush();
         });
         output.Status(std::string("… ") + TAKING_BACK);
@@ -212,7 +212,7 @@ void CancelOnInterrupt(const GlobalOptions& options, Output& output)
             outcome = call.Succeeded() ? FromCancelled(attempt) : FromCall(call);
         }
         if (outcome.exitCode != EXIT_INTERRUPTED) {
-            outcome.message = "cancelled, but it is not known what was taken back: " + outcome.message;
+            outcome.message = "cancelled, but it is not known what was undone: " + outcome.message;
             outcome.name = "CANCELLED";
             outcome.exitCode = EXIT_INTERRUPTED;
             outcome.code = CODE_INTERRUPTED;

@@ -150,7 +150,7 @@ Outcome Failed(const Host::OnlineAnswer& attempt, bool isForOne)
     Outcome outcome = FromFault(fault);
     const bool concernsDevices = !fault.networkId.empty() && fault.code != OnlineFaultCode::TIMED_OUT;
     if (!isForOne && concernsDevices) {
-        outcome.message = "no device of yours could get this one online";
+        outcome.message = "none of your devices could get this device online";
         const std::string advice = AdviceOfEach(attempt);
         outcome.advice = advice.empty() ? outcome.advice : advice;
     }
@@ -219,11 +219,11 @@ std::string TakenBackText(const Host::TakenBack& received)
                        : back.hasLeftWifi   ? "this device has left the Wi-Fi"
                                             : "";
     if (back.deviceName.empty()) {
-        return text.empty() ? "nothing had to be taken back" : text;
+        return text.empty() ? "nothing had to be undone" : text;
     }
     text += text.empty() ? "" : "; ";
     return text + back.deviceName +
-           (!back.wasTold           ? " could not be told, and closes its hotspot once nobody uses it"
+           (!back.wasTold           ? " could not be notified, and closes its hotspot when no device uses it"
             : back.hasClosedHotspot ? " closed its hotspot"
                                     : " left its hotspot as it was");
 }
@@ -271,7 +271,7 @@ Outcome FromCancelled(const Host::OnlineAnswer& attempt)
     return {EXIT_INTERRUPTED,
             CODE_INTERRUPTED,
             "CANCELLED",
-            said + (isStillUsed ? "; it stays online through " + EscapeHidden(attempt.deviceName) : ""),
+            said + (isStillUsed ? "; this device stays online through " + EscapeHidden(attempt.deviceName) : ""),
             "",
             AttemptDetails(attempt)};
 }
@@ -321,7 +321,7 @@ std::string AutoText(const Host::AutoStatus& status, WallTime now)
         case Host::AutoState::WATCHING:
             return "on: it acts when this device has had no network for a while";
         case Host::AutoState::WAITING:
-            return "on: this device has no network; a try follows soon";
+            return "on: this device has no network; it will try soon";
         case Host::AutoState::TRYING:
             return "on: it is getting this device online";
         case Host::AutoState::ONLINE:
@@ -329,7 +329,7 @@ std::string AutoText(const Host::AutoStatus& status, WallTime now)
         case Host::AutoState::SUSPENDED:
             return "on, but suspended" + (until.empty() ? "" : until + " or") + " until a network of your own was back";
         case Host::AutoState::EXHAUSTED:
-            return "on, but it has tried often enough" + until;
+            return "on, but it has made all tries of this hour; it waits" + until;
     }
     return status.isOn ? "on" : "off";
 }

@@ -112,7 +112,7 @@ std::vector<StatusLine> OnlineLines(const Host::OnlineStatus& status, WallTime n
     if (status.attempt.phase == Host::OnlinePhase::ONLINE) {
         Add(lines, "online",
             "through " + status.attempt.deviceName + (status.since ? ", since " + MomentText(*status.since, now) : "") +
-                (status.hasLease ? "" : "; it does not know that this device uses it"));
+                (status.hasLease ? "" : "; that device does not know that this one uses its network"));
     }
     if (status.automatic.isOn) {
         Add(lines, "auto", AutoText(status.automatic, now));

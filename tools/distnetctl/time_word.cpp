@@ -99,7 +99,7 @@ Result<WallTime> ParseTime(const std::string& word, WallTime now)
     }
     return Fail(ErrorCode::INVALID_ARGUMENT,
                 "\"" + word +
-                    "\" is no time: write an age (10m, 1h30m, 2d, 2w), now, today, yesterday, a date "
+                    "\" is not a time: write an age (10m, 1h30m, 2d, 2w), now, today, yesterday, a date "
                     "(2026-11-21, \"2026-11-21 14:00\"), or a date, time and offset "
                     "(2026-11-21T12:08:06Z)");
 }

@@ -147,7 +147,7 @@ TEST(OnlineEndTest, EndSaysWhatBecameOfTheAttemptAndHasItsExitCode)
     } table[] = {
         {FromAttempt(online, true), EXIT_DONE, "OK",
          "You are online through phone (battery 64 %, 4G). `distnetctl down` ends it.", ""},
-        {FromAttempt(failed, false), EXIT_FAILED, "NO_INTERNET", "no device of yours could get this one online",
+        {FromAttempt(failed, false), EXIT_FAILED, "NO_INTERNET", "none of your devices could get this device online",
          "Switch tablet on.\nOn phone: switch mobile data on."},
         {FromAttempt(kept, true), EXIT_FAILED, "NO_INTERNET", "phone has no internet: its mobile data is switched off",
          "On phone: switch mobile data on.\nThis device stays on its Wi-Fi; `distnetctl down` leaves it."},
@@ -155,7 +155,7 @@ TEST(OnlineEndTest, EndSaysWhatBecameOfTheAttemptAndHasItsExitCode)
         {FromCancelled(cancelled), EXIT_INTERRUPTED, "CANCELLED",
          "cancelled: this device is back on \"office\"; phone closed its hotspot", ""},
         {FromCancelled(Answer(OnlinePhase::IDLE, {})), EXIT_INTERRUPTED, "CANCELLED",
-         "cancelled: nothing had to be taken back", ""},
+         "cancelled: nothing had to be undone", ""},
         {FromCancelled(online), EXIT_INTERRUPTED, "CANCELLED",
          "it was too late to cancel: you are online through phone; `distnetctl down` ends it", ""},
         {FromTimedOut(cancelled, "too short"), EXIT_TIMED_OUT, "TIMED_OUT",
@@ -181,7 +181,7 @@ TEST(OnlineEndTest, DownSaysWhereThisDeviceIsNowAndWhatTheOtherOneDid)
         {{Host::DownResult::DONE, Back("", true, false), {}},
          "You are off phone's hotspot. phone left its hotspot as it was."},
         {{Host::DownResult::DONE, Back("", false, false), {}},
-         "You are off phone's hotspot. phone could not be told, and closes its hotspot\nonce nobody uses it."},
+         "You are off phone's hotspot. phone could not be notified, and closes its hotspot\nwhen no device uses it."},
         {{Host::DownResult::NOT_JOINED, {}, {}}, "This device is on no hotspot of another device; nothing to leave."},
     };
     for (const auto& row : table) {
