@@ -175,14 +175,14 @@ std::vector<std::string> PeerTable(const std::vector<Peer>& peers, const std::ve
     size_t longestWay = std::string_view("OVER").size();
     for (const Peer& peer : peers) {
         longestName = std::max(longestName, TextWidth(peer.name));
-        longestWay = std::max(longestWay, TextWidth(WayText(peer)));
+        longestWay = std::max(longestWay, TextWidth(TransportText(peer)));
     }
     const size_t others = PEER_COLUMNS_WIDTH + 1 + longestWay;
     const size_t room = COLUMNS - std::min(others, COLUMNS);
     const size_t nameWidth = std::min(longestName, std::max(room, MIN_NAME_WIDTH));
     std::vector<std::string> lines{PeerHeading(nameWidth) + " OVER"};
     for (const Peer& peer : peers) {
-        lines.push_back(PeerLine(peer, nameWidth) + " " + WayText(peer));
+        lines.push_back(PeerLine(peer, nameWidth) + " " + TransportText(peer));
         const Host::DeviceFacts* said = FactsOf(peer.networkId, facts);
         const std::string text = said != nullptr ? FactsText(*said, Clock::System().WallNow()) : "";
         for (const std::string& line : Wrap(text, COLUMNS - FACTS_INDENT)) {
@@ -192,7 +192,7 @@ std::vector<std::string> PeerTable(const std::vector<Peer>& peers, const std::ve
     return lines;
 }
 
-std::string WayText(const Peer& peer)
+std::string TransportText(const Peer& peer)
 {
     // A Bluetooth address is not shown: it changes, and a person cannot use it.
     return peer.transport == "tcp"         ? "LAN" + (peer.address.empty() ? "" : " " + peer.address)
@@ -205,7 +205,7 @@ std::string ReachableText(const std::vector<Peer>& peers)
     std::string list;
     for (const Peer& peer : peers) {
         if (peer.online) {
-            list += (list.empty() ? "" : ", ") + peer.name + " over " + WayText(peer);
+            list += (list.empty() ? "" : ", ") + peer.name + " over " + TransportText(peer);
         }
     }
     return !list.empty()   ? list

@@ -44,15 +44,15 @@ std::string LastSeenText(const Peer& peer);
 std::string PeerHeading(size_t nameWidth);
 std::string PeerLine(const Peer& peer, size_t nameWidth);
 inline constexpr size_t PEER_COLUMNS_WIDTH = 42;
-// The lines of the list of devices, with WayText as the last column. Below each device, a line with its facts. Names
-// are cut, to not less than MIN_NAME_WIDTH, if the lines would be wider than 80 columns.
+// The lines of the list of devices, with TransportText as the last column. Below each device, a line with its facts.
+// Names are cut, to not less than MIN_NAME_WIDTH, if the lines would be wider than 80 columns.
 std::vector<std::string> PeerTable(const std::vector<Peer>& peers, const std::vector<Host::DeviceFacts>& facts = {});
 // Returns the facts of the device; null if there are none.
 const Host::DeviceFacts* FactsOf(const std::string& networkId, const std::vector<Host::DeviceFacts>& facts);
 inline constexpr size_t MIN_NAME_WIDTH = 12;
 // The transport and address by which the device is tried first: "LAN 192.0.2.7:11630", "Bluetooth". For a device that
 // is away, those by which it was last reached. Empty for an unknown device.
-std::string WayText(const Peer& peer);
+std::string TransportText(const Peer& peer);
 // Lists the peers that are reachable: "phone over LAN 192.0.2.7:11630, tablet over Bluetooth".
 std::string ReachableText(const std::vector<Peer>& peers);
 
