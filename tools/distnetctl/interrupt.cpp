@@ -67,7 +67,7 @@ void EndOnInterrupt(std::function<void()> ended)
     }).detach();
 }
 
-void LeaveEndToInterrupt()
+void WaitIfInterrupted()
 {
     while (g_isEnding) {
         pause();

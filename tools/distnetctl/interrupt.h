@@ -26,7 +26,7 @@ void EndOnInterrupt(std::function<void()> ended);
 
 // If an interrupt has arrived since EndOnInterrupt, blocks until the process ends. Else returns at once. Call before
 // printing an outcome that the interrupt may have caused.
-void LeaveEndToInterrupt();
+void WaitIfInterrupted();
 
 // From now on an interrupt ends the process with EXIT_DONE, for commands that run until the user stops them. The
 // process ends only while busy is not locked by another thread, so that no output line is cut off.

@@ -169,7 +169,7 @@ int RunAccountInvite(const GlobalOptions& options, Output& output, bool yes)
     Outcome failure;
     const auto client = ConnectClient(options, failure);
     Outcome outcome = client ? Invite(output, *client, yes).Run() : std::move(failure);
-    LeaveEndToInterrupt();
+    WaitIfInterrupted();
     return output.Finish(std::move(outcome));
 }
 

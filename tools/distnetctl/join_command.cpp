@@ -119,7 +119,7 @@ int RunAccountJoin(const GlobalOptions& options, Output& output, const std::stri
     }
     const std::optional<std::string> ticket = AskTicket(output, failure);
     Outcome outcome = ticket ? Join(output, *client).Run(*ticket, deviceName) : std::move(failure);
-    LeaveEndToInterrupt();
+    WaitIfInterrupted();
     return output.Finish(std::move(outcome));
 }
 

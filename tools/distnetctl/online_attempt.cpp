@@ -135,7 +135,7 @@ Outcome Attempt::Run(const Observer& observer)
 {
     Client::CallResult call = client_.BeginOnline(wish_.mode, wish_.networkIds, now_);
     while (call.Succeeded()) {
-        LeaveEndToInterrupt();
+        WaitIfInterrupted();
         Show();
         if (observer) {
             observer(now_);
@@ -152,7 +152,7 @@ Outcome Attempt::Run(const Observer& observer)
         }
         call = client_.WaitForOnline(now_.revision, std::min<std::chrono::milliseconds>(left, SLOW_STEP), now_);
     }
-    LeaveEndToInterrupt();
+    WaitIfInterrupted();
     return FromCall(call);
 }
 
@@ -185,7 +185,7 @@ Outcome Attempt::TimedOut()
     }
     output_.Status(std::string("… ") + TAKING_BACK);
     const Client::CallResult call = client_.CancelOnline(true, now_);
-    LeaveEndToInterrupt();
+    WaitIfInterrupted();
     if (!call.Succeeded()) {
         Outcome outcome = FromCall(call);
         outcome.message = why + ", and it is not known what was undone: " + outcome.message;

@@ -83,7 +83,7 @@ int RunUp(const GlobalOptions& options, Output& output, const std::vector<std::s
             outcome = Attempt(options, output, *client, {Host::OnlineMode::UP, *networkIds, isForOne}).Run();
         }
     }
-    LeaveEndToInterrupt();
+    WaitIfInterrupted();
     return output.Finish(std::move(outcome));
 }
 

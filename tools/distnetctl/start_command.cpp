@@ -267,7 +267,7 @@ int RunStart(const GlobalOptions& options, Output& output, const std::string& wo
     if (const auto client = ConnectClient(options, outcome)) {
         outcome = RunStartWith(options, output, *client, word, wait, timing);
     }
-    LeaveEndToInterrupt();
+    WaitIfInterrupted();
     return output.Finish(std::move(outcome));
 }
 
