@@ -22,7 +22,7 @@ namespace {
 constexpr std::chrono::milliseconds LOOK_LIMIT{1000};
 
 // A daemon that refuses one call will also refuse the next one.
-bool IsHopeless(const Snapshot& snapshot)
+bool IsRefused(const Snapshot& snapshot)
 {
     return snapshot.call.status == Client::CallStatus::REFUSED;
 }
@@ -35,7 +35,7 @@ Snapshot ShowLive(WatchSource& source, Wakeup& wakeup, const Terminal& terminal,
     Snapshot snapshot = source.Read();
     history.Take(snapshot);
     auto next = Clock::System().Now() + interval;
-    while (!IsHopeless(snapshot)) {
+    while (!IsRefused(snapshot)) {
         const ScreenSize size = Screen::Size();
         if (!screen.Draw(Picture(snapshot, history, size), size)) {
             break;
@@ -114,7 +114,7 @@ Snapshot ShowLines(WatchSource& source, Wakeup& wakeup, Output& output, std::chr
     ChangeFinder finder;
     for (;;) {
         Snapshot snapshot = source.Read();
-        if (IsHopeless(snapshot)) {
+        if (IsRefused(snapshot)) {
             return snapshot;
         }
         for (const Change& change : finder.Compare(snapshot)) {
@@ -141,7 +141,7 @@ int RunWatch(const GlobalOptions& options, Output& output, std::chrono::millisec
                        live ? WallTime() : std::chrono::floor<std::chrono::milliseconds>(Clock::System().WallNow()));
     const Snapshot last =
         live ? ShowLive(source, wakeup, output.GetTerminal(), interval) : ShowLines(source, wakeup, output, interval);
-    return IsHopeless(last) ? output.Finish(FromCall(last.call)) : EXIT_DONE;
+    return IsRefused(last) ? output.Finish(FromCall(last.call)) : EXIT_DONE;
 }
 
 }  // namespace Vexo::Ctl
