@@ -15,7 +15,7 @@ namespace {
 
 // Returns the outcome to finish with if this device is a member of an account or was removed from one. Called before
 // the user is asked for a ticket.
-std::optional<Outcome> WhyNotFree(Client::DistNetClient& client)
+std::optional<Outcome> WhyNoJoinPossible(Client::DistNetClient& client)
 {
     if (auto removed = WhyRemoved(client)) {
         return removed;
@@ -114,7 +114,7 @@ int RunAccountJoin(const GlobalOptions& options, Output& output, const std::stri
     if (!client) {
         return output.Finish(std::move(failure));
     }
-    if (auto reason = WhyNotFree(*client)) {
+    if (auto reason = WhyNoJoinPossible(*client)) {
         return output.Finish(*std::move(reason));
     }
     const std::optional<std::string> ticket = AskTicket(output, failure);
