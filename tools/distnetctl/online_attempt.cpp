@@ -72,7 +72,7 @@ std::vector<std::string> StepLog::Take(const Host::OnlineAnswer& attempt)
             continue;
         }
         isShown_[at] = true;
-        if (IsSaidElsewhere(step)) {
+        if (NeedsNoLine(step)) {
             continue;
         }
         for (std::string& line : StepLines(step, step.networkId != device_, style_)) {
@@ -86,7 +86,7 @@ std::vector<std::string> StepLog::Take(const Host::OnlineAnswer& attempt)
 
 // Returns true for a step that needs no line of its own: the outcome of the command shows a cancelled or timed-out
 // step, and an earlier line has shown that the owner is asked.
-bool StepLog::IsSaidElsewhere(const Host::OnlineStep& step)
+bool StepLog::NeedsNoLine(const Host::OnlineStep& step)
 {
     const Host::OnlineFaultCode code = step.fault ? step.fault->code : Host::OnlineFaultCode::FAILED;
     const bool isFirstQuestion = code == Host::OnlineFaultCode::OWNER_ASKED && asked_.insert(step.networkId).second;

@@ -30,7 +30,7 @@ public:
     std::string TakeWait(const Host::OnlineAnswer& attempt, bool isEager);
 
 private:
-    bool IsSaidElsewhere(const Host::OnlineStep& step);
+    bool NeedsNoLine(const Host::OnlineStep& step);
     std::string WaitOf(const Host::OnlineAnswer& attempt, bool isEager) const;
 
     const StepStyle style_;
