@@ -38,8 +38,8 @@ int WithClient(const GlobalOptions& options, Output& output,
 // ---- Online and off again (online_commands.cpp, start_command.cpp) ------------------------------------------------
 int RunUp(const GlobalOptions& options, Output& output, const std::vector<std::string>& words);
 int RunStart(const GlobalOptions& options, Output& output, const std::string& peer, bool wait, bool timing);
-// Returns the scan function for FindPeer (peers.h). It shows that word is searched for, and makes the daemon scan for
-// devices nearby. options and output must outlive the function.
+// Returns the scan function for FindPeer (peers.h). The function prints that the device word is searched for, and makes
+// the daemon scan for devices nearby. options and output must outlive the function.
 std::function<void()> ScanFor(const GlobalOptions& options, Output& output, const std::string& word);
 int RunDown(const GlobalOptions& options, Output& output);
 // mode: "on" or "off" sets automatic mode; empty shows it.

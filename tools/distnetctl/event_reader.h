@@ -1,6 +1,6 @@
-// EventReader: reads the daemon's events and returns each of them once, even if the daemon restarts. A restarted daemon
-// numbers its events anew and sends all that its files hold, so EventReader skips those that it has returned before.
-// Main thread only.
+// EventReader: reads the daemon's events and returns each event once, even if the daemon restarts. A restarted daemon
+// numbers its events from the start and sends all events in its files again, so EventReader skips the events that it
+// has returned before. Main thread only.
 #pragma once
 
 #include <chrono>

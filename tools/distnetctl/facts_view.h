@@ -15,9 +15,9 @@ std::string FactsText(const Host::DeviceFacts& facts, WallTime now);
 // The facts that are shown with the device through which this device is online: "battery 64 %, 4G". May be empty.
 std::string UseText(const Host::DeviceFacts& facts);
 
-// "0.3 MB", "212 MB", "1.9 GB": an MB has 10^6 bytes, a GB 10^9.
+// An amount of data: "0.3 MB", "212 MB", "1.9 GB". 1 MB is 10^6 bytes, 1 GB is 10^9 bytes.
 std::string BytesText(uint64_t bytes);
-// "1.9 of 5 GB", "12 MB of 5 GB".
+// An amount of data and its limit: "1.9 of 5 GB", "12 MB of 5 GB".
 std::string BytesOfText(uint64_t bytes, uint64_t limit);
 
 // time in local time: "14:02" if it is on the day of now, else "2026-11-21 14:02".

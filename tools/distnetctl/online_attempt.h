@@ -25,8 +25,8 @@ public:
 
     // Returns the lines of the steps that have ended since the last call.
     std::vector<std::string> Take(const Host::OnlineAnswer& attempt);
-    // Returns what the attempt waits for, or an empty text if that was returned before. isEager: also for a step that
-    // has run for less than SLOW_STEP.
+    // Returns what the attempt waits for. Returns an empty text if there is nothing, or nothing new since the last
+    // call. isEager: also for a step that has run for less than SLOW_STEP.
     std::string TakeWait(const Host::OnlineAnswer& attempt, bool isEager);
 
 private:

@@ -89,7 +89,7 @@ std::string WithoutName(const std::string& reason, const std::string& name)
     return reason;
 }
 
-// "\"phone-7f3a\" (WPA2) 192.168.43.17"
+// The result of a successful step: "phone-7f3a" (WPA2) 192.168.43.17
 std::string ResultText(const OnlineStep& step)
 {
     std::string text = step.ssid.empty() ? "" : "\"" + step.ssid + "\"";
@@ -97,7 +97,7 @@ std::string ResultText(const OnlineStep& step)
     return text + (step.address.empty() ? "" : (text.empty() ? "" : " ") + step.address);
 }
 
-// first, then text; the lines that continue text begin below its first character.
+// Returns lines with first, followed by text. column: the column of text, to which its continuation lines are indented.
 std::vector<std::string> Beside(const std::string& first, size_t column, const std::string& text)
 {
     std::vector<std::string> lines;

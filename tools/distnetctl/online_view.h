@@ -25,7 +25,7 @@ std::vector<std::string> StepLines(const Host::OnlineStep& step, bool isFirst, c
 // What a running step waits for: "waiting for phone's hotspot".
 std::string WaitText(const Host::OnlineStep& step);
 
-// "You are online through phone (battery 64 %, 4G). `distnetctl down` ends it."
+// The message of a successful attempt: "You are online through phone (battery 64 %, 4G). `distnetctl down` ends it."
 std::string OnlineText(const Host::OnlineAnswer& attempt);
 // What was undone on both devices: "this device is back on "office"; phone closed its hotspot"
 std::string TakenBackText(const Host::TakenBack& back);
@@ -40,7 +40,7 @@ Outcome FromTimedOut(const Host::OnlineAnswer& attempt, const std::string& why);
 Outcome FromFault(const Host::OnlineFault& fault);
 Outcome FromDown(const Host::DownAnswer& down);
 
-// "on: this device has a network"
+// The state of automatic mode: "off", "on: it is getting this device online".
 std::string AutoText(const Host::AutoStatus& status, WallTime now);
 
 }  // namespace Vexo::Ctl

@@ -43,7 +43,7 @@ struct Outcome {
     Json details;         // further members of the JSON object; may be null
 };
 
-// Whether systemd has a unit of the daemon on this machine.
+// Returns whether systemd has a unit of the daemon on this machine.
 bool HasUnit();
 
 Outcome Done(std::string message, Json details = nullptr);

@@ -172,12 +172,12 @@ const Host::DeviceFacts* FactsOf(const std::string& networkId, const std::vector
 std::vector<std::string> PeerTable(const std::vector<Peer>& peers, const std::vector<Host::DeviceFacts>& facts)
 {
     size_t longestName = std::string_view("NAME").size();
-    size_t longestWay = std::string_view("OVER").size();
+    size_t longestTransport = std::string_view("OVER").size();
     for (const Peer& peer : peers) {
         longestName = std::max(longestName, TextWidth(peer.name));
-        longestWay = std::max(longestWay, TextWidth(TransportText(peer)));
+        longestTransport = std::max(longestTransport, TextWidth(TransportText(peer)));
     }
-    const size_t others = PEER_COLUMNS_WIDTH + 1 + longestWay;
+    const size_t others = PEER_COLUMNS_WIDTH + 1 + longestTransport;
     const size_t room = COLUMNS - std::min(others, COLUMNS);
     const size_t nameWidth = std::min(longestName, std::max(room, MIN_NAME_WIDTH));
     std::vector<std::string> lines{PeerHeading(nameWidth) + " OVER"};

@@ -34,7 +34,7 @@ bool IsKnown(const Peer& peer);
 std::optional<Peer> FindPeer(Client::DistNetClient& client, const std::string& word, Outcome& failure,
                              const std::function<void()>& scan = nullptr);
 
-// {"peer", "network_id"}: the first members of the details of an outcome about one peer.
+// {"device_name", "network_id"}: the first members of the details of an outcome about one peer.
 Json PeerDetails(const Peer& peer);
 
 // The time since the last contact with the peer: "now", "5 min ago", "2 h ago", "3 d ago".

@@ -1,5 +1,6 @@
-// Printable: escapes hidden characters (platform/base/utf8.h) in all texts of the daemon's answers, so that they are
-// safe on a terminal: names in them come from other devices and Wi-Fi networks. Pure functions; any thread.
+// Printable: escapes hidden characters (platform/base/utf8.h) in all texts of the daemon's answers. Without it the
+// texts are not safe on a terminal, because names in them come from other devices and Wi-Fi networks. Pure functions;
+// any thread.
 #pragma once
 
 #include <string>

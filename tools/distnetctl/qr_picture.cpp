@@ -32,7 +32,8 @@ private:
     const QRcode& code_;
 };
 
-// Returns one character for two modules, one above the other. A module is printed if it has the colour of text.
+// Returns one character for two modules, one above the other. A printed module has the text colour, any other module
+// the background colour.
 const char* HalfBlock(bool isUpperPrinted, bool isLowerPrinted)
 {
     return isUpperPrinted ? (isLowerPrinted ? "█" : "▀") : (isLowerPrinted ? "▄" : " ");

@@ -18,7 +18,7 @@ std::vector<StatusLine> ShareLines(const Host::ShareStatus& status, WallTime now
 std::vector<StatusLine> OnlineLines(const Host::OnlineStatus& status, WallTime now);
 // The lines of `share status`.
 std::vector<StatusLine> ShareStatusLines(const Host::ShareStatus& status, WallTime now);
-// "laptop asks to use this device's network.", and the command that allows it.
+// "laptop asks to use this device's network.", followed by the commands that allow and deny it.
 std::vector<std::string> RequestLines(const Host::ShareRequest& request);
 // What a decision means: "laptop may use this device's network until midnight."
 std::string DecisionText(const std::string& name, Host::ShareDecision decision);

@@ -1,6 +1,5 @@
-// start: gets this device online through one device. Normally the daemon makes an attempt, and undoes it if it fails.
-// With
-// --no-wait the command only sends a request to the service, which undoes nothing.
+// start: gets this device online through one device. The daemon makes an attempt, and undoes it if it fails. With the
+// option --no-wait the command only sends a request to the service, which undoes nothing.
 #include <algorithm>
 #include <chrono>
 #include <optional>
@@ -49,7 +48,7 @@ std::optional<SeenStep> SeenIn(const std::vector<Host::OnlineStep>& steps, Onlin
     return std::nullopt;
 }
 
-// Adds "request_ms" and "join_ms" to the details: how long opening the hotspot and joining it took.
+// Adds to the details "request_ms", the time to find the device and open its hotspot, and "join_ms", the time to join.
 void AddDurations(Outcome& outcome, const std::vector<Host::OnlineStep>& steps)
 {
     if (!outcome.details) {

@@ -88,7 +88,7 @@ std::string AccountText(const Host::HostStatus& status)
                                                : "; " + membership.holder + " holds its key");
 }
 
-// What the person should do about the account, if anything.
+// Adds lines about what the user should do for the account, if anything.
 void AddAccountAdvice(const Host::HostStatus& status, std::vector<StatusLine>& lines)
 {
     const Host::MembershipStatus& membership = status.membership;

@@ -20,9 +20,9 @@ std::vector<StatusLine> StatusLines(const Host::HostStatus& status, const Host::
 // A text under one label, wrapped to 80 columns, label included.
 std::vector<StatusLine> WrappedLines(const std::string& label, const std::string& text);
 
-// "connected "phone-7f3a", 192.168.43.17"
+// The state of Wi-Fi: "connected "phone-7f3a", 192.168.43.17"
 std::string WifiText(const Host::WifiStatus& wifi);
-// "open", "closed", "not present", "not known: the radio does not say"
+// The state of the hotspot: "open", "closed", "not present", "not known: the radio does not say"
 std::string HotspotText(const Host::HotspotStatus& hotspot);
 
 // The whole line: the label, padded to 12 columns, then the text.

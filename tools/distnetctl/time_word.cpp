@@ -45,7 +45,7 @@ std::optional<WallTime> Ago(const std::string& word, WallTime now)
     return now;
 }
 
-// A day, or a day and a minute or second of it, in local time.
+// Parses a day in local time, with or without a time of the day.
 std::optional<WallTime> LocalDate(const std::string& word)
 {
     static const std::regex FORM("(\\d{4})-(\\d\\d)-(\\d\\d)([ T](\\d\\d):(\\d\\d)(:(\\d\\d))?)?");
@@ -64,7 +64,8 @@ std::optional<WallTime> LocalDate(const std::string& word)
     given.tm_isdst = -1;  // mktime decides whether daylight saving applied then
     std::tm made = given;
     const WallTime time = system_clock::from_time_t(std::mktime(&made));
-    // mktime turns February 30 into a day of March. The hour may differ: one is left out each spring.
+    // mktime turns February 30 into a day of March, so month and day are compared. The hour may change, because one
+    // hour is left out each spring.
     const bool isDate = made.tm_mon == given.tm_mon && made.tm_mday == given.tm_mday && given.tm_hour < 24 &&
                         given.tm_min < 60 && given.tm_sec < 60;
     return isDate ? std::optional(time) : std::nullopt;

@@ -35,7 +35,7 @@ std::string TextOf(const cJSON* object, const char* key)
     return text != nullptr ? text : "";
 }
 
-// The complete and the asynchronous spans of a trace, ordered by their begin.
+// Returns the complete and the asynchronous spans of a trace, ordered by their begin.
 std::vector<NamedSpan> SpansOf(const std::string& trace)
 {
     const Json document = ParseJson(trace);

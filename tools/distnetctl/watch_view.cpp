@@ -48,7 +48,7 @@ std::string NarrowPeerLine(const Peer& peer)
     return Column(peer.name, 16) + " " + (peer.online ? "reachable" : "away, " + LastSeenText(peer));
 }
 
-// rows: the most lines to add, the heading included.
+// rows: the maximum number of lines to add, including the heading.
 void AddPeers(const std::vector<Peer>& peers, const ScreenSize& size, size_t rows, std::vector<ScreenLine>& picture)
 {
     if (rows == 0) {
@@ -69,7 +69,7 @@ void AddPeers(const std::vector<Peer>& peers, const ScreenSize& size, size_t row
     }
 }
 
-// rows: the most lines to add, the heading included. Shows the newest events.
+// Adds the newest events. rows: the maximum number of lines to add, including the heading.
 void AddEvents(const std::deque<Host::Event>& events, WallTime now, size_t rows, std::vector<ScreenLine>& picture)
 {
     if (rows < 2 || events.empty()) {

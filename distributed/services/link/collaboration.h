@@ -33,8 +33,8 @@ public:
     static Collaboration& GetInstance();
 
     // Registers a data callback on every running collaboration, so that this device receives requests of peers. Called
-    // each time the framework is announced; registering again is no error. Stops at the first collaboration whose
-    // registration fails.
+    // each time the framework announces its ability; registering again is no error. Stops at the first collaboration
+    // whose registration fails.
     void InitCollaboration();
 
     // Starts a collaboration with the device, which wakes its service. Returns the framework's code and sets sessionId

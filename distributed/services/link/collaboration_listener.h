@@ -1,7 +1,7 @@
 // CollaborationListener: receives the messages of collaborations and runs the hotspot exchange (hotspot_exchange.h), as
 // DataListener does for soft bus sessions. It differs from DataListener in three points:
 // - If a Wi-Fi call of the serving device fails, the peer receives the code of that call.
-// - The requesting device posts success for every answer that parses, also if joining the hotspot fails.
+// - The requesting device posts success for every answer that parses without error, also if joining fails.
 // - It has no handlers for hello messages.
 // Called on the framework's threads, concurrently; a handler runs to its end on the calling thread. Message layouts:
 // link_message.h.

@@ -38,7 +38,7 @@ int32_t DeviceManagerAdapter::GetTrustedDeviceList(std::vector<DmDeviceInfo>& de
 {
     DeviceManager::GetInstance().GetTrustedDeviceList(PKG_NAME, "", deviceList);
     for (const DmDeviceInfo& device : deviceList) {
-        // The log line has the network id masked and the device id in full.
+        // The log line masks the network id, but not the device id.
         NETMGR_EXT_LOGI(
             " DeviceManagerAdapter::GetTrustedDeviceList deviceId:%{public}s, networkId:%{public}s,"
             "deviceName:%{public}s, deviceTypeId:%{public}d",

@@ -81,8 +81,9 @@ public:
     // Returns false also if the query fails or times out.
     bool IsRadioOn(int32_t slotId);
 
-    // HandleRequestPathTimeout is called for EVENT_REQUEST_PATH_TIMEOUT. These three only log and return 0.
+    // Called for EVENT_REQUEST_PATH_TIMEOUT (distnet_event_handler.h). Calls TryToLinkFromSoftBus and returns 0.
     int32_t HandleRequestPathTimeout();
+    // Both only log and return 0.
     int32_t TryToLinkFromSoftBus();
     int32_t TryToLinkDirect();
     // Called for EVENT_STOP_DISTRIBUTED_NETWORK. Releases the network path.
@@ -104,8 +105,8 @@ private:
     DistNetService();
     ~DistNetService() override = default;
 
-    // Publishes the remote interface and initializes the decision manager in a task; does nothing if this is done.
-    // Returns false if publishing fails (logged).
+    // Publishes the remote interface and initializes the decision manager in a task. Does nothing if this was done
+    // before. Returns false if the service cannot be registered or published (logged).
     bool Init();
     std::shared_ptr<ConvergedDecisionManager> DecisionManager();
     // Sends the event about a failed exchange on the session. Returns DISTNET_ERR_LINK.

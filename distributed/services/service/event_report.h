@@ -17,7 +17,8 @@ struct EventInfo {
 
 class EventReport {
 public:
-    // Domain NETMANAGER_UE. All three are behaviour events, also the failed start. Each line names the parameters.
+    // Domain NETMANAGER_UE. All three are behaviour events, also the failed start. The parameters are named beside
+    // each.
     static void SendStartDistNetworkBehaviorEvent(const EventInfo& info);  // DEVICE_ID
     static void SendStartDistNetworkSuccessEvent(const EventInfo& info);   // DEVICE_ID
     static void SendStartDistNetworkFailEvent(const EventInfo& info);  // DEVICE_ID, SESSION_ID, ERROR_TYPE, ERROR_MSG

@@ -36,7 +36,7 @@ public:
     // Reads the settings of a device type; netOffTime is in milliseconds. Returns false if a setting is missing; the
     // outputs of a missing setting are not changed.
     bool GetDeviceParameter(std::string deviceType, int& netOffTime, bool& isUseNetwork, bool& isProvideNetwork);
-    // Closes only if both arguments are true.
+    // Closes the shared network if both arguments are true; else does nothing.
     void CloseNetShare(bool isUseNetwork, bool isProvideNetwork);
 
     // Not supported in this version: always return DISTNET_ERR_GENERAL and do not change the arguments.
@@ -55,7 +55,7 @@ private:
 
     const std::string moduleName_{"network_connectivity_ext"};
 
-    // Written by the listener functions; read on any thread.
+    // Atomic, because they are written on task threads and read on any thread.
     std::atomic<bool> isInitialized_{false};
     std::atomic<bool> isWifiConnected_{false};
     std::atomic<bool> isScreenOn_{false};
