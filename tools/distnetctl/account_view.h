@@ -12,7 +12,8 @@
 
 namespace Vexo::Ctl {
 
-// The outcomes for an account operation that the daemon answered with a fault, and for a failed call.
+// FromFault returns the outcome for a fault that the daemon reports about an account operation, FromAccountCall the
+// outcome for a failed call.
 Outcome FromFault(const Host::AccountFault& fault);
 Outcome FromAccountCall(const Client::CallResult& call);
 

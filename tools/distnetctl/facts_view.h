@@ -20,7 +20,7 @@ std::string BytesText(uint64_t bytes);
 // An amount of data and its limit: "1.9 of 5 GB", "12 MB of 5 GB".
 std::string BytesOfText(uint64_t bytes, uint64_t limit);
 
-// time in local time: "14:02" if it is on the day of now, else "2026-11-21 14:02".
+// Formats time in local time: "14:02" if it is on the day of now, else "2026-11-21 14:02".
 std::string MomentText(std::chrono::sys_seconds time, WallTime now);
 
 }  // namespace Vexo::Ctl

@@ -21,7 +21,7 @@ void BlockInterrupts();
 // service on behalf of this process.
 void EndOnInterrupt();
 
-// The same, but also calls ended before the process ends, on the thread that waits for the interrupt.
+// Like EndOnInterrupt(), but calls ended before the process ends, on the thread that waits for the interrupt.
 void EndOnInterrupt(std::function<void()> ended);
 
 // If an interrupt has arrived since EndOnInterrupt, blocks until the process ends. Else returns at once. Call before

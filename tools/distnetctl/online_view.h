@@ -32,11 +32,12 @@ std::string TakenBackText(const Host::TakenBack& back);
 
 // The outcome of an attempt that has ended. isForOne: the user has named one device, so its fault is the message.
 Outcome FromAttempt(const Host::OnlineAnswer& attempt, bool isForOne);
-// The outcomes after this program has cancelled the attempt: on Ctrl-C, and because --timeout has passed. why: the
-// beginning of the message.
+// The outcomes of an attempt that this program has cancelled: FromCancelled after Ctrl-C, FromTimedOut after the time
+// of
+// --timeout. why: the beginning of the message.
 Outcome FromCancelled(const Host::OnlineAnswer& attempt);
 Outcome FromTimedOut(const Host::OnlineAnswer& attempt, const std::string& why);
-// The outcomes for a fault that the daemon reports, and for the answer to `down`.
+// FromFault returns the outcome for a fault that the daemon reports, FromDown the outcome of `down`.
 Outcome FromFault(const Host::OnlineFault& fault);
 Outcome FromDown(const Host::DownAnswer& down);
 

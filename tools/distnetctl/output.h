@@ -85,7 +85,7 @@ public:
     // exit code. When an interrupt ends the process, two threads may call Finish: only the first JSON object is
     // printed.
     int Finish(Outcome outcome);
-    // The same for a command that an interrupt has ended. Prints nothing without --json.
+    // Finishes a command that an interrupt has ended: prints its JSON object with --json, else nothing.
     void FinishInterrupted();
     // Call before the process ends, with its exit code. Returns this code; if some output could not be written, prints
     // the error and returns EXIT_FAILED. A reader that closes the pipe early (EPIPE) is not an error.
@@ -103,14 +103,14 @@ private:
     const std::string command_;
     Mutex objects_;
     bool isFinished_ GUARDED_BY(objects_) = false;
-    // Both are atomic, because the thread that ends the process after an interrupt prints, too.
+    // statusShown_ and writeError_ are atomic, because the thread that ends the process after an interrupt also prints.
     std::atomic<bool> statusShown_{false};
     std::atomic<int> writeError_{0};  // errno of the first write that failed
 };
 
 // Returns advice with "sudo" added before each command that needs root. If the user is root, returns it unchanged.
 std::string WithRights(const std::string& advice);
-// The same, but adds "sudo" for every user.
+// Like WithRights, but adds "sudo" for every user.
 std::string WithSudo(std::string advice);
 
 // The value of "schema" in an object: the file in docs/schema and its version, "distnetctl/devices/1".

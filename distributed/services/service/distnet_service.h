@@ -42,9 +42,10 @@ public:
     void OnStart() override;
     void OnStop() override;
 
-    // Can be called in any state of the service. Both set state to the ability's state (SystemAbilityState).
-    // ReleaseService unloads the ability when the last client releases it. It does not set state while another client
-    // holds the service, or if unloading fails (DISTNET_ERR_GENERAL).
+    // StartService and ReleaseService can be called in any state of the service. They set state to the ability's state
+    // (SystemAbilityState). ReleaseService unloads the ability when the last client releases the service.
+    // ReleaseService does not set state while another client holds the service, or if unloading fails
+    // (DISTNET_ERR_GENERAL).
     int32_t StartService(uint32_t& state) override;
     int32_t ReleaseService(uint32_t& state) override;
     int32_t StartServiceAsync(uint32_t& state);
@@ -56,8 +57,9 @@ public:
     int32_t StartDistributedNetwork(int32_t, int32_t, const std::string& networkId) override;
     int32_t StartDistributedNetworkAsync(int32_t, int32_t, const std::string& networkId);
     int32_t SoftBusStartDisNet(const std::string& networkId);
-    // The same exchange over the collaboration's own data channel (link/collaboration.h). The remote interface has no
-    // request for it: only code in the service's process can call it. Blocks for at most about 25 s.
+    // Runs the exchange over the data channel of a collaboration (link/collaboration.h) instead of a soft bus session.
+    // The remote interface has no request for this function: only code in the service's process can call it. Blocks for
+    // at most about 25 s.
     int32_t CollaborationStartDisNet(const std::string& networkId);
     // Only logs and returns 0. The peer closes its hotspot by its own rules.
     int32_t StopDistributedNetwork(int32_t, int32_t, const std::string& networkId) override;

@@ -10,8 +10,8 @@ namespace Vexo::NetManagerStandard {
 
 class ConfigurationCenterInterface {
 public:
-    // Call only after InitConfigurationCenter. They do not block. Return false if the device type is unknown; the
-    // outputs are written only on success. netOffTime is in milliseconds.
+    // Call the two getters only after InitConfigurationCenter. They do not block. They return false if the device type
+    // is unknown, and write their outputs only on success. netOffTime is in milliseconds.
     virtual bool GetDeviceNetFeature(const std::string& deviceType, bool& isUseNetwork, bool& isProvideNetwork) = 0;
     virtual bool GetDeviceNetOffTime(const std::string& deviceType, int& netOffTime) = 0;
 

@@ -37,7 +37,7 @@ public:
     void ParseDeviceCapsOfScenario(const cJSON* deviceCaps);
     void ClearConfig();
 
-    // Both write their outputs only on success.
+    // The two getters write their outputs only on success.
     bool GetDeviceNetFeature(const std::string& deviceType, bool& isUseNetwork, bool& isProvideNetwork);
     // netOffTime is in milliseconds. Returns false also if the configured time is 0.
     bool GetDeviceNetOffTime(const std::string& deviceType, int& netOffTime);

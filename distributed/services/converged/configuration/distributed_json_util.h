@@ -43,8 +43,8 @@ public:
     // Returns whether the file contains valid JSON. json is passed by value, so the caller's pointer is not changed.
     // The parsed document is not freed.
     static bool LoadJsonObjFromFile(cJSON* json, const std::string& path);
-    // The same for the file that the configuration policy (platform/config_policy/config_policy.h) finds for path: the
-    // one below the root with the highest priority.
+    // Like LoadJsonObjFromFile, for the file that the configuration policy (platform/config_policy/config_policy.h)
+    // finds for path: the one below the root with the highest priority.
     static bool LoadJsonObjFromTarselPath(cJSON* json, const std::string& path);
 };
 

@@ -9,11 +9,11 @@ namespace Vexo::NetManagerStandard {
 
 class ConvergedDecisionManager {
 public:
-    // Both start the decision center. Further calls do nothing.
+    // Init and InnerInitFirstStage start the decision center. Further calls do nothing.
     void Init();
     void InnerInitFirstStage();
 
-    // Both do nothing: the decision center lives as long as the process.
+    // DeInit and InnerDeInit do nothing: the decision center lives as long as the process.
     void DeInit();
     void InnerDeInit();
 
