@@ -1,4 +1,4 @@
-// Avahi over D-Bus, as both halves of the DNS-SD channel use it: its names, numbers and limits.
+// Avahi over D-Bus: the names, numbers and limits that the parts of the DNS-SD channel (dns_sd_channel.h) use.
 // https://github.com/avahi/avahi/tree/v0.8/avahi-daemon (the files org.freedesktop.Avahi.*.xml)
 #pragma once
 
@@ -16,7 +16,7 @@ inline constexpr const char* AVAHI_SERVICE_BROWSER = "org.freedesktop.Avahi.Serv
 inline constexpr const char* AVAHI_SERVICE_RESOLVER = "org.freedesktop.Avahi.ServiceResolver";
 inline const BusObject AVAHI_SERVER{AVAHI, "/", "org.freedesktop.Avahi.Server"};
 
-// AvahiProtocol, AvahiIfIndex
+// Values of Avahi's types AvahiProtocol and AvahiIfIndex; AVAHI_ANY is valid for both.
 inline constexpr int32_t AVAHI_PROTOCOL_IPV4 = 0;
 inline constexpr int32_t AVAHI_PROTOCOL_IPV6 = 1;
 inline constexpr int32_t AVAHI_ANY = -1;
@@ -24,13 +24,13 @@ inline constexpr int32_t AVAHI_ANY = -1;
 inline constexpr const char* DNS_SD_TYPE = "_distnet._tcp";
 inline constexpr const char* DNS_SD_DOMAIN = "local";
 
-// For DaemonCalls. An object that Avahi makes after the call for it timed out stays, unused, until this connection to
-// the bus or Avahi ends. Avahi rejects new objects of a client that has 1024 (its objects-per-client-max). Both limits
-// together are less than the second within which a channel withdraws.
+// The limits of DaemonCalls. If Avahi creates an object after the call for it timed out, the object stays unused until
+// this bus connection ends or Avahi exits. Avahi allows a client 1024 objects (objects-per-client-max). Together, both
+// limits are below one second, the limit of AnnouncementChannel::Withdraw.
 inline constexpr std::chrono::milliseconds AVAHI_CALL_LIMIT{500};
 inline constexpr std::chrono::milliseconds AVAHI_END_LIMIT{300};
 
-// Frees an object of Avahi; it may already be gone. Blocks as DaemonCalls::CallAtEnd.
+// Frees an object at Avahi. Ignores errors, because the object may already be gone. Blocks as DaemonCalls::CallAtEnd.
 inline void FreeAvahiObject(DaemonCalls& avahi, const std::string& path, const char* interface)
 {
     static_cast<void>(avahi.CallAtEnd({AVAHI, path, interface}, "Free"));

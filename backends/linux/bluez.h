@@ -1,4 +1,4 @@
-// BlueZ over D-Bus, as both halves of the Bluetooth channel use it: its names, types and limits.
+// BlueZ over D-Bus: the names, types and limits that the parts of the Bluetooth channel (bluetooth_channel.h) use.
 // https://git.kernel.org/pub/scm/bluetooth/bluez.git/tree/doc?h=5.66 (the files adapter-api.txt, device-api.txt,
 // advertising-api.txt)
 #pragma once
@@ -18,12 +18,12 @@ inline constexpr const char* BLUEZ_ADVERTISEMENT = "org.bluez.LEAdvertisement1";
 inline constexpr const char* BLUEZ_ADVERTISING_MANAGER = "org.bluez.LEAdvertisingManager1";
 inline const BusObject BLUEZ_OBJECTS{BLUEZ, "/", "org.freedesktop.DBus.ObjectManager"};
 
-// The properties of one object, by interface; and those of all objects, by path.
+// BluezInterfaces: the properties of one object, by interface. BluezObjects: the interfaces of all objects, by path.
 using BluezInterfaces = std::map<std::string, PropertyMap>;
 using BluezObjects = std::map<sdbus::ObjectPath, BluezInterfaces>;
 
-// For DaemonCalls. BlueZ answers when the controller has answered. BLUEZ_END_LIMIT is less than the second within which
-// a channel withdraws.
+// The limits of DaemonCalls. BlueZ replies only after the controller has answered. BLUEZ_END_LIMIT is below one second,
+// the limit of AnnouncementChannel::Withdraw.
 inline constexpr std::chrono::milliseconds BLUEZ_CALL_LIMIT{2000};
 inline constexpr std::chrono::milliseconds BLUEZ_END_LIMIT{600};
 

@@ -1,8 +1,9 @@
 // Bus: the only access to D-Bus. It owns a connection and a thread that does all its reads and writes. After a restart
 // of the bus it connects again and restores subscriptions and exported objects. Calls block the calling thread, at most
-// for their limit. Handlers of signals and names run on the strand that the subscriber gave, in the order of the bus,
-// never inside a call and under no lock. No exception of the library leaves it: a failure's code follows the D-Bus
-// error's name (sd-bus-errors(3)), and its message begins with that name and a colon. Any thread may use it.
+// for their limit. Handlers of signals and names run on the strand that the subscriber passed, in the order of arrival,
+// never inside a call and with no lock held. The class throws no sdbus-c++ exceptions: an error's code is derived from
+// the name of the D-Bus error (sd-bus-errors(3)), and its message begins with that name and a colon. Any thread may use
+// it.
 #pragma once
 
 #include <sdbus-c++/Message.h>
@@ -34,18 +35,18 @@ inline constexpr std::chrono::milliseconds BUS_CALL_LIMIT{5000};
 // One interface of one object of a service, as calls and subscriptions name it.
 struct BusObject {
     std::string service;    // "org.freedesktop.NetworkManager"
-    std::string path;       // "/org/freedesktop/NetworkManager"; empty in a subscription: of every object
+    std::string path;       // "/org/freedesktop/NetworkManager"; empty in a subscription: every object
     std::string interface;  // "org.freedesktop.NetworkManager.Device"
 };
 
-// A variant's value, or the fallback when it holds another type.
+// Returns the variant's value, or fallback if the variant contains another type.
 template <typename T>
 T ValueOf(const sdbus::Variant& variant, T fallback = T())
 {
     return !variant.isEmpty() && variant.containsValueOfType<T>() ? variant.get<T>() : fallback;
 }
 
-// As ValueOf, for a key that may be missing.
+// Returns the value of that key as ValueOf does, or fallback if the key is missing.
 template <typename T>
 T ValueIn(const PropertyMap& properties, const std::string& key, T fallback = T())
 {
@@ -53,9 +54,9 @@ T ValueIn(const PropertyMap& properties, const std::string& key, T fallback = T(
     return found == properties.end() ? fallback : ValueOf<T>(found->second, std::move(fallback));
 }
 
-// An object that this program exports, for services that read a request from an object of their client (BlueZ).
+// An object that this program exports, for services such as BlueZ that read a request from an object of their client.
 struct OwnObject {
-    // Read-only.
+    // A read-only property.
     struct Property {
         template <typename T>
         Property(std::string propertyName, const T& value)
@@ -73,12 +74,12 @@ struct OwnObject {
     std::string path;
     std::string interface;
     std::vector<Property> properties;
-    std::map<std::string, std::function<void()>> methods;  // without arguments; the caller is answered at once
+    std::map<std::string, std::function<void()>> methods;  // no arguments; the reply does not wait for them
 };
 
-// A subscription or an exported object, which ends with it. The destructor and End block until a handler that runs on
-// another thread has returned, so do not call them under a lock that the handler takes. No handler starts afterwards.
-// Empty when default-constructed.
+// The handle of a subscription or an exported object, which ends when the handle is destroyed. The destructor and End
+// block until a handler that runs on another thread has returned, so do not call them while holding a lock that the
+// handler acquires. No handler starts afterwards. A default-constructed handle is empty.
 class BusSubscription {
 public:
     BusSubscription() = default;
@@ -107,16 +108,18 @@ private:
 
 class Bus : public NoCopyable {
 public:
-    // Blocks for the first attempt to connect. A failure is logged and retried. address: as in DBUS_SYSTEM_BUS_ADDRESS;
-    // empty: the system bus. clock: for the pauses between retries. Throws nothing; never returns null.
+    // Blocks for the first attempt to connect. If it fails, the failure is logged and the connection is retried in the
+    // background. address: as in DBUS_SYSTEM_BUS_ADDRESS; empty: the system bus. clock: measures the pauses between
+    // retries. Throws nothing; never returns null.
     static std::shared_ptr<Bus> Open(const std::string& address = "", const Clock& clock = Clock::System());
-    // Fails calls that wait; returns when its thread has ended. Subscriptions may outlive it.
+    // Fails the pending calls and joins the thread. Subscriptions may outlive the Bus.
     ~Bus();
 
     bool IsConnected() const;
 
-    // Calls a method and blocks for its answer. A handler may call it too. Arguments are D-Bus types (std::string,
-    // never a char pointer). Reply: the type of the one value that is returned, a std::tuple of several, or void.
+    // Calls a method and blocks for the reply, at most for limit. Handlers may use it too. Arguments have D-Bus types
+    // (std::string, never a char pointer). Reply: the type of the returned value, a std::tuple if the method returns
+    // several values, or void.
     template <typename Reply = void, typename... Arguments>
     [[nodiscard]] Result<Reply> Call(const BusObject& object, const std::string& method,
                                      std::chrono::milliseconds limit, const Arguments&... arguments);
@@ -130,31 +133,33 @@ public:
                                            const sdbus::Variant& value,
                                            std::chrono::milliseconds limit = BUS_CALL_LIMIT);
 
-    // The handler gets each signal of that name: the path of its object, and its arguments. A signal whose arguments
-    // have other types is logged and dropped. The strand must outlive the subscription.
+    // Calls handler for each signal of that name, with the path of the sending object and the signal's arguments. A
+    // signal whose arguments have other types is logged and dropped. The strand must outlive the subscription.
     template <typename... Arguments>
     [[nodiscard]] BusSubscription OnSignal(
         Tasks::Strand& strand, const BusObject& object, const std::string& signal,
         std::type_identity_t<std::function<void(const std::string& path, const Arguments&...)>> handler);
 
-    // The handler gets the properties of that interface that changed, with their new values.
+    // Calls handler with the properties of that interface that changed, and their new values. The strand must outlive
+    // the subscription.
     [[nodiscard]] BusSubscription OnPropertiesChanged(
         Tasks::Strand& strand, const BusObject& object,
         std::function<void(const std::string& path, const PropertyMap& changed)> handler);
 
-    // Calls the handler with whether the service runs: soon after subscribing, and at each change. For a service that
-    // was replaced it is called with false, then with true. Without a bus, no service runs. When it is called with
-    // true, signals subscribed before arrive again.
+    // Calls handler with whether the service has its name on the bus: once soon after subscribing, then at each change.
+    // If another process takes over the name, handler is called with false, then with true. While the bus is
+    // disconnected, the value is false. When handler is called with true, earlier subscriptions already receive signals
+    // again.
     [[nodiscard]] BusSubscription OnService(Tasks::Strand& strand, const std::string& service,
                                             std::function<void(bool isThere)> handler);
 
-    // Until the subscription ends, others on the bus may read the object's properties (org.freedesktop.DBus.Properties)
-    // and call its methods, which run on the strand. A service that this program calls later can already read it. The
-    // strand must outlive the subscription.
+    // Until the subscription ends, other programs on the bus can read the object's properties
+    // (org.freedesktop.DBus.Properties) and call its methods, whose handlers run on the strand. A service that receives
+    // a later call of this Bus can already read the object. The strand must outlive the subscription.
     [[nodiscard]] BusSubscription Export(Tasks::Strand& strand, OwnObject object);
 
-    // Sends a signal of that object to everyone on the bus. Does not block; without a bus, it is lost. object.service
-    // is not used: the signal comes from this program.
+    // Broadcasts a signal of that object on the bus. Does not block. The signal is lost while the bus is disconnected.
+    // object.service is ignored: this program is the sender.
     template <typename... Arguments>
     void Emit(const BusObject& object, const std::string& signal, const Arguments&... arguments);
 
@@ -162,7 +167,7 @@ private:
     class Loop;
     using Write = std::function<void(sdbus::Message&)>;
     using Read = std::function<void(sdbus::Message&)>;
-    // Reads a signal's arguments and returns the work that calls the handler; null: the signal does not concern it.
+    // Reads a signal's arguments and returns the work that calls the handler; null: the handler is not called.
     using Unpack = std::function<Tasks::Work(sdbus::Message&)>;
 
     explicit Bus(std::shared_ptr<Loop> loop) : loop_(std::move(loop)) {}
@@ -179,7 +184,7 @@ template <typename Reply, typename... Arguments>
 Result<Reply> Bus::Call(const BusObject& object, const std::string& method, std::chrono::milliseconds limit,
                         const Arguments&... arguments)
 {
-    // Shared: the answer may come after the caller has stopped waiting.
+    // The arguments are copied and the reply is shared: the call may go on after its caller has stopped waiting.
     Write write = [packed = std::tuple<Arguments...>(arguments...)](sdbus::Message& message) { message << packed; };
     if constexpr (std::is_void_v<Reply>) {
         return Exchange(object, method, limit, std::move(write), nullptr);

@@ -12,21 +12,21 @@ class Error;
 
 namespace Vexo::Linux {
 
-// Whether a call failed because no answer came. The caller then knows nothing about the state of the service: an
+// Whether a call failed because no reply arrived. The caller then knows nothing about the state of the service: an
 // operation that it requested may have been carried out or not.
 inline bool IsNoAnswer(const Error& error)
 {
     return error.code == ErrorCode::TIMED_OUT || error.code == ErrorCode::UNAVAILABLE;
 }
 
-// The call was not answered in time. In these functions, what is the text that follows the error's name and a colon.
+// The failure of a call that was not answered in time. what: the text after the error's name and a colon.
 Failure NoReply(const std::string& what);
-// There is no connection to the bus at the moment.
+// The failure of a call while the bus is disconnected. what: as in NoReply.
 Failure NoBus(const std::string& what);
-// The service answered with this error.
+// The failure of a call that the service answered with an error. what: as in NoReply.
 Failure FailureOf(const sdbus::Error& error, const std::string& what);
-// Only the name of the D-Bus error that made a call fail. For logs and messages: the rest of error.message may repeat
-// the arguments of the call.
+// Returns only the name of the D-Bus error, for logs and messages: the rest of error.message may repeat the arguments
+// of the call.
 std::string BusErrorName(const Error& error);
 
 }  // namespace Vexo::Linux

@@ -25,28 +25,29 @@
 
 namespace Vexo::Linux {
 
-// A call under way. The loop's thread ends it; its caller may have stopped waiting before.
+// A call in progress. The loop's thread completes it; the caller may have stopped waiting by then.
 struct PendingCall {
     BusObject object;
     std::string method;
     std::chrono::microseconds limit{0};
     std::function<void(sdbus::Message&)> write;
     std::function<void(sdbus::Message&)> read;     // may be empty
-    std::function<void(Result<void>)> onFinished;  // on the loop's thread; once
-    // Destroyed on the loop's thread, after the library's callback and before the connection: the caller may hold this
-    // call for longer.
+    std::function<void(Result<void>)> onFinished;  // called once, on the loop's thread
+    // Destroyed on the loop's thread, after the library's callback has returned and before the connection is destroyed.
+    // The PendingCall may live longer, because the caller shares it.
     std::unique_ptr<sdbus::IProxy> proxy;
 };
 
-// A subscription or an exported object, kept over reconnections. Used on the loop's thread only.
+// A subscription or an exported object, which survives reconnections. Used on the loop's thread only.
 struct BusListener {
     std::string match;  // the match rule; for an exported object: its path
     std::function<void(sdbus::Message&)> onMessage;
     std::function<void()> onConnected;     // may be empty
-    std::function<void()> onDisconnected;  // may be empty; also called when there is no bus at the start
-    // Set for an exported object only, which has no onMessage.
+    std::function<void()> onDisconnected;  // may be empty; also called by Add without a connection
+    // Set for exported objects only; they have no onMessage.
     std::function<std::unique_ptr<sdbus::IObject>(sdbus::IConnection&)> makeObject;
-    // Destroyed on the loop's thread, before the connection: a subscription may hold this listener for longer.
+    // slot and object are destroyed on the loop's thread, before the connection. The listener may live longer, because
+    // its subscription shares it.
     sdbus::Slot slot;
     std::unique_ptr<sdbus::IObject> object;
 
@@ -57,7 +58,7 @@ struct BusListener {
     }
 };
 
-// The strand on which the handlers of a subscription run, until the subscription ends.
+// Posts the handlers of one subscription to its strand until End is called.
 class HandlerTarget {
 public:
     explicit HandlerTarget(Tasks::Strand& strand) : strand_(strand) {}
@@ -96,7 +97,7 @@ private:
     Tasks::Strand& strand_;
 };
 
-// The connection and its thread. The members without a lock belong to that thread.
+// The connection and its thread. Once the thread runs, only it uses connection_ and the members after it.
 class Bus::Loop : public std::enable_shared_from_this<Loop>, public NoCopyable {
 public:
     Loop(std::string address, const Clock& clock) : address_(std::move(address)), clock_(clock) {}
@@ -117,7 +118,7 @@ public:
         thread_.join();
     }
 
-    // Queues work for the loop's thread; false when the loop has stopped.
+    // Queues work for the loop's thread. Returns false if the loop has stopped.
     bool Post(Tasks::Work work)
     {
         {
@@ -143,7 +144,7 @@ public:
         });
     }
 
-    // On the loop's thread.
+    // These run on the loop's thread only.
     void Send(const std::shared_ptr<PendingCall>& call);
     void Emit(const BusObject& object, const std::string& signal, const std::function<void(sdbus::Message&)>& write);
 
@@ -187,7 +188,7 @@ private:
     std::unique_ptr<sdbus::IConnection> connection_;
     std::list<std::shared_ptr<BusListener>> listeners_;
     std::list<std::shared_ptr<PendingCall>> calls_;
-    std::list<std::shared_ptr<PendingCall>> finished_;  // until the library has left their callbacks
+    std::list<std::shared_ptr<PendingCall>> finished_;  // kept until the library's callbacks have returned
     SteadyTime nextAttempt_;
     std::chrono::milliseconds retry_{0};
 };

@@ -1,6 +1,6 @@
-// Connectivity: how this machine is connected, by kind of network, from NetworkManager's devices and VPN connections.
-// Of several devices of one kind the best state counts. Changes of a kind's state are reported on a strand of its own.
-// A device that is an access point itself connects this machine to nothing.
+// Connectivity: the connection state of this machine for each kind of network (Ethernet, Wi-Fi, VPN, ...), from
+// NetworkManager's devices and VPN connections. If several devices are of one kind, the best state counts. A radio that
+// is an access point counts as not connected. Changes of state are reported on a strand of this class.
 // https://networkmanager.dev/docs/api/1.42/
 #pragma once
 
@@ -19,9 +19,9 @@
 
 namespace Vexo::Linux {
 
-// The kind of network of a NetworkManager device type; none for devices that connect to none (bridges, loopback).
+// Returns the kind of network for an NMDeviceType; nothing for devices without one (bridges, loopback).
 std::optional<EventFwk::NetType> NetTypeOf(uint32_t deviceType);
-// The connection state of a NetworkManager device state.
+// Returns the connection state for an NMDeviceState.
 EventFwk::NetConnState NetConnStateOf(uint32_t deviceState);
 
 class Connectivity : public NoCopyable {

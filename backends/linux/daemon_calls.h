@@ -1,5 +1,6 @@
-// DaemonCalls: calls of a channel to its daemon that end soon, also while the channel stops. Used on the channel's
-// strand, except for Stop and IsStopped, which any thread may call.
+// DaemonCalls: the D-Bus calls of an announcement channel to its daemon (Avahi, BlueZ), with a limit for each call and
+// a common limit for the calls that clean up when the channel stops. Used on the channel's strand, except for Stop and
+// IsStopped, which any thread may call.
 #pragma once
 
 #include <algorithm>
@@ -18,18 +19,19 @@ namespace Vexo::Linux {
 
 class DaemonCalls : public NoCopyable {
 public:
-    // callLimit: for one call. endLimit: for all calls of CallAtEnd together, after Stop.
+    // callLimit: the limit of one call. endLimit: the limit of all CallAtEnd calls together, counted from the first one
+    // after Stop.
     DaemonCalls(std::shared_ptr<Bus> bus, std::chrono::milliseconds callLimit, std::chrono::milliseconds endLimit)
         : bus_(std::move(bus)), callLimit_(callLimit), endLimit_(endLimit)
     {
     }
 
-    // From now on Call fails at once.
+    // After Stop, Call fails at once.
     void Stop() { isStopped_ = true; }
     bool IsStopped() const { return isStopped_; }
     Bus& Connection() { return *bus_; }
 
-    // Blocks for the answer, at most for callLimit.
+    // Calls the method and blocks for the reply, at most for callLimit.
     template <typename Reply = void, typename... Arguments>
     [[nodiscard]] Result<Reply> Call(const BusObject& object, const std::string& method, const Arguments&... arguments)
     {
@@ -39,8 +41,8 @@ public:
         return bus_->Call<Reply>(object, method, callLimit_, arguments...);
     }
 
-    // As Call, for methods that end something: the message is sent after Stop too, even when no time is left to wait
-    // for the answer.
+    // As Call, for methods that free something at the daemon. After Stop the message is still sent, even if no time is
+    // left to wait for the reply.
     template <typename... Arguments>
     [[nodiscard]] Result<void> CallAtEnd(const BusObject& object, const std::string& method,
                                          const Arguments&... arguments)

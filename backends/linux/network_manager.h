@@ -1,7 +1,8 @@
-// NetworkManager: the part of its D-Bus interface that Wi-Fi needs, with types instead of dictionaries. It keeps no
-// state: every function calls the daemon, blocks for each answer at most for the limit, and fails as bus.h says
-// (IsNoAnswer: no answer came). Any thread may use it. A profile is NetworkManager's stored connection, an activation
-// its active one; both are named by their object paths. https://networkmanager.dev/docs/api/1.42/spec.html
+// NetworkManager: a typed client of the part of NetworkManager's D-Bus interface that this backend uses. It keeps no
+// state: every function calls the daemon, blocks for each reply at most for the limit, and returns the errors of bus.h
+// (IsNoAnswer: no reply arrived). Any thread may use it. A profile is a stored connection of NetworkManager, an
+// activation is an active one; both are identified by their object paths.
+// https://networkmanager.dev/docs/api/1.42/spec.html
 #pragma once
 
 #include <chrono>
@@ -30,7 +31,7 @@ inline constexpr uint32_t NM_MODE_ACCESS_POINT = 3;  // NM_802_11_MODE_AP
 
 // NMDeviceState
 inline constexpr uint32_t NM_STATE_DISCONNECTED = 30;  // ready, connected to nothing
-inline constexpr uint32_t NM_STATE_PREPARE = 40;       // the first of an activation
+inline constexpr uint32_t NM_STATE_PREPARE = 40;       // the first state of an activation
 inline constexpr uint32_t NM_STATE_ACTIVATED = 100;
 inline constexpr uint32_t NM_STATE_FAILED = 120;
 
@@ -60,10 +61,10 @@ struct WifiRadio {
     std::string interface;  // "wlan0"
     uint32_t state = 0;
     bool canBeAccessPoint = false;
-    bool isAccessPoint = false;  // meaningful while it is activating or activated
+    bool isAccessPoint = false;  // valid only while IsActive()
     std::string activation;      // empty: none
-    std::string macAddress;      // in use, lower case
-    int64_t lastScan = -1;       // when a scan has ended last, in milliseconds on the boot clock; -1: never
+    std::string macAddress;      // the current one, lower case
+    int64_t lastScan = -1;       // end of the last scan, in milliseconds on the boot clock; -1: never
 
     bool IsActive() const { return state >= NM_STATE_PREPARE && state <= NM_STATE_ACTIVATED; }
     bool IsHotspot() const { return isAccessPoint && IsActive(); }
@@ -89,7 +90,7 @@ struct Activation {
     std::string path;
 };
 
-// IPv4, as a radio got it.
+// The IPv4 configuration of a radio.
 struct Ip4Lease {
     std::string address;
     std::string gateway;
@@ -99,32 +100,32 @@ struct Ip4Lease {
 // NMConnectivityState
 enum class NmConnectivity : uint32_t { UNKNOWN = 0, NONE = 1, PORTAL = 2, LIMITED = 3, FULL = 4 };
 
-// How NetworkManager sees the whole machine.
+// The network state of the whole machine.
 struct NetworkOverview {
     std::string primary;              // the activation with the default route; empty: none
     std::vector<std::string> active;  // activations
-    bool isCheckOn = false;           // NetworkManager checks connectivity
+    bool isCheckOn = false;           // connectivity checks are configured and enabled
     NmConnectivity connectivity = NmConnectivity::UNKNOWN;
 };
 
 struct NetworkDevice {
     std::string interface;
     uint32_t type = 0;              // NMDeviceType
-    std::optional<bool> isMetered;  // as NetworkManager knows or guesses
+    std::optional<bool> isMetered;  // known or guessed by NetworkManager; no value: not known
     NmConnectivity connectivity = NmConnectivity::UNKNOWN;
 };
 
 enum class ActivationState : uint32_t { UNKNOWN = 0, ACTIVATING = 1, ACTIVATED = 2, DEACTIVATING = 3, GONE = 4 };
 
-// An activation with what it stands for.
+// The properties of an activation.
 struct Connection {
     std::string path;
     std::string profile;
-    std::string name;  // as the user calls it: "office"
-    std::string type;  // "802-11-wireless"
-    std::string device;
+    std::string name;    // the profile's name: "office"
+    std::string type;    // "802-11-wireless"
+    std::string device;  // path of its first device; empty: none
     ActivationState state = ActivationState::UNKNOWN;
-    bool isDefault = false;  // it has the default route, of IPv4 or IPv6
+    bool isDefault = false;  // has the default route of IPv4 or IPv6
 };
 
 class NetworkManager {
@@ -136,7 +137,8 @@ public:
     {
     }
 
-    // Returns a copy with a deadline: a call under way fails at the deadline, and no call is sent after it.
+    // Returns a copy with a deadline: a call in progress fails at the deadline, and no call is sent after it. Version,
+    // IsWifiBlocked and CheckConnectivity ignore this deadline.
     NetworkManager Until(SteadyTime deadline) const;
 
     [[nodiscard]] Result<std::string> Version() const;
@@ -153,28 +155,28 @@ public:
     [[nodiscard]] Result<std::vector<AccessPoint>> AccessPoints(const std::string& radio) const;
     // Scans that NetworkManager refuses as too frequent are ignored.
     void RequestScan(const std::string& radio) const;
-    // Of the access point that the radio has joined, in percent.
+    // The signal strength of the access point that the radio has joined, in percent.
     [[nodiscard]] Result<uint8_t> StrengthAt(const std::string& radio) const;
-    // Empty fields: the radio has none.
+    // The fields are empty if the radio has no IPv4 configuration.
     [[nodiscard]] Result<Ip4Lease> LeaseOf(const std::string& radio) const;
 
     [[nodiscard]] Result<NetworkOverview> Overview() const;
     [[nodiscard]] Result<Connection> ReadConnection(const std::string& activation) const;
     [[nodiscard]] Result<NetworkDevice> ReadDevice(const std::string& path) const;
-    // Makes NetworkManager check the connectivity of every device now. Blocks for that, beyond the usual limit, until
-    // the deadline.
+    // Makes NetworkManager check the connectivity of every device now, and returns the result for the machine. Blocks
+    // for the check, at most until the deadline, which may be later than the usual limit.
     [[nodiscard]] Result<NmConnectivity> CheckConnectivity(SteadyTime deadline) const;
 
-    // Adds a profile and activates it. NetworkManager ends it when its activation ends or this program leaves the bus.
-    // accessPoint: the path of the one to join; empty: none is given.
+    // Adds a temporary profile and activates it. NetworkManager deactivates it when this program leaves the bus, and
+    // deletes it when its activation ends. accessPoint: path of the access point to join; empty: not specified.
     [[nodiscard]] Result<Activation> AddAndActivate(const SettingsMap& settings, const std::string& radio,
                                                     const std::string& accessPoint) const;
     [[nodiscard]] Result<Activation> Activate(const std::string& profile, const std::string& radio) const;
-    // Succeeds also when it was no longer active; fails only when no answer comes.
+    // Also succeeds if the activation has already ended; fails only if no reply arrives.
     [[nodiscard]] Result<void> Deactivate(const std::string& activation) const;
-    // Returns GONE also when it no longer exists; fails only when no answer comes.
+    // Also returns GONE if the activation no longer exists; fails only if no reply arrives.
     [[nodiscard]] Result<ActivationState> StateOf(const std::string& activation) const;
-    // The profile that is active as that activation.
+    // The profile of that activation.
     [[nodiscard]] Result<Profile> ProfileInUse(const std::string& activation) const;
 
     [[nodiscard]] Result<std::vector<Profile>> Profiles() const;
@@ -182,13 +184,13 @@ public:
     [[nodiscard]] Result<Profile> FindProfile(const std::string& uuid) const;
     // Returns the profile with its Wi-Fi key, if NetworkManager keeps one.
     [[nodiscard]] Result<Profile> WithSecrets(Profile profile) const;
-    // Succeeds also when it no longer exists; fails only when no answer comes.
+    // Also succeeds if the profile no longer exists; fails only if no reply arrives.
     [[nodiscard]] Result<void> Delete(const std::string& profile) const;
 
 private:
-    // How long that call may take; fails when the deadline has passed.
+    // Returns the limit of a call of that method; fails if the deadline has passed.
     [[nodiscard]] Result<std::chrono::milliseconds> TimeFor(const std::string& method) const;
-    // As the functions of Bus, within the limit and the deadline.
+    // As the functions of Bus with these names, within the limit and the deadline.
     template <typename Reply = void, typename... Arguments>
     [[nodiscard]] Result<Reply> Call(const BusObject& object, const std::string& method,
                                      const Arguments&... arguments) const;

@@ -1,7 +1,7 @@
-// NetworkManagerWifi: this machine's Wi-Fi: its station and its hotspot, which follow NetworkManager's starts, changes
-// and ends. It reports for each ability whether the machine has it now; its owner registers the abilities. When
-// NetworkManager starts, what an earlier run left there is taken back first. The host makes one, through the Linux
-// device; any thread may use it.
+// NetworkManagerWifi: the station and the hotspot of this machine. It subscribes to NetworkManager's signals for both,
+// and reports for each of their abilities whether the machine has it now; the owner registers the abilities. Each time
+// NetworkManager starts, changes that an earlier run left there are undone first. LinuxDevice creates one; any thread
+// may use it.
 #pragma once
 
 #include <memory>
@@ -16,24 +16,24 @@
 namespace Vexo::Linux {
 
 struct WifiOptions {
-    HotspotOptions hotspot;  // its state folder also keeps the record of changes
+    HotspotOptions hotspot;  // network-changes.json is in its stateDir too
     StationOptions station;
-    std::chrono::milliseconds answerLimit = NETWORK_MANAGER_LIMIT;  // for one answer of NetworkManager
+    std::chrono::milliseconds answerLimit = NETWORK_MANAGER_LIMIT;  // of one call to NetworkManager
 };
 
 // Callbacks, called on the Wi-Fi strand.
 struct WifiListener {
     PresenceChanged stationChanged;  // ability 1120
     PresenceChanged hotspotChanged;  // ability 1121
-    // How attempts and connections of the station end, for connectivity events. Attempts whose network is not visible
-    // are reported here only: NetworkManager does not know of them.
+    // Called with the outcome of each attempt and at the end of each connection of the station, for connectivity
+    // events. Only this callback reports attempts whose network is not visible: NetworkManager does not know of them.
     LinkEnded linkEnded;
 };
 
 class NetworkManagerWifi : public NoCopyable {
 public:
     NetworkManagerWifi(const std::shared_ptr<Bus>& bus, const WifiOptions& options, WifiListener listener);
-    // Stops.
+    // Calls Stop.
     ~NetworkManagerWifi();
 
     const sptr<LinuxWifiDevice>& Station() const { return station_; }
@@ -41,8 +41,8 @@ public:
 
     // Closes the hotspot if this daemon opened it. Does not block.
     void OnBatteryLow();
-    // Takes back what was changed in NetworkManager; no callback runs afterwards. Blocks until that is done; a second
-    // call does nothing.
+    // Undoes this daemon's changes in NetworkManager. No callback runs afterwards. Blocks until that is done, at most
+    // WIFI_CALL_LIMIT each for station and hotspot. A second call does nothing.
     void Stop();
 
 private:
@@ -60,7 +60,7 @@ private:
     std::optional<Presence> toldStation_;
     std::optional<Presence> toldHotspot_;
 
-    std::vector<BusSubscription> subscriptions_;  // end first
+    std::vector<BusSubscription> subscriptions_;  // last: destroyed first
 };
 
 }  // namespace Vexo::Linux

@@ -1,5 +1,5 @@
-// LinuxNetworkMonitor: what this machine knows about its networks, from NetworkManager and ModemManager, which are
-// asked each time, and from UPower and logind, whose last reports are kept. Any thread may use it.
+// LinuxNetworkMonitor: the NetworkMonitor of a Linux machine. Each call queries NetworkManager and ModemManager; the
+// battery and whether the machine is in use come from the last reports of UPower and logind. Any thread may use it.
 #pragma once
 
 #include <functional>
@@ -20,7 +20,7 @@ namespace Vexo::Linux {
 
 class LinuxNetworkMonitor : public Network::NetworkMonitor {
 public:
-    // dnsPort: of the name servers that CheckOnline asks.
+    // dnsPort: the port of the name servers that CheckOnline queries.
     LinuxNetworkMonitor(std::shared_ptr<Bus> bus, std::shared_ptr<Modems> modems, sptr<LinuxWifiDevice> station,
                         uint16_t dnsPort = 53);
     ~LinuxNetworkMonitor() override;
@@ -33,22 +33,22 @@ public:
                                        const std::function<bool()>& isCancelled) override;
     void SetListener(std::function<void()> changed) override { listener_.Set(std::move(changed)); }
 
-    // Reports of UPower (power.h), of logind (screen.h) and of the station. They do not block.
+    // Called with the reports of UPower (power.h), logind (screen.h) and the station. They do not block.
     void OnBattery(const Network::Battery& battery);
     void OnUseChanged(bool isInUse);
     void OnStationChanged() { listener_.Notify(); }
-    // Changes are not reported any more. Blocks until no report runs; a second call does nothing.
+    // Ends the subscriptions to NetworkManager. Blocks until none of their handlers runs; a second call does nothing.
     void Stop();
 
 private:
     using IsCancelled = std::function<bool()>;
 
-    // What NetworkManager's own check says of the network; UNKNOWN also when its first answer takes too long.
+    // Returns the verdict of NetworkManager's own connectivity check; UNKNOWN also if its first answer takes too long.
     Network::OnlineVerdict CheckByNetworkManager(const std::string& interface, SteadyTime deadline,
                                                  const IsCancelled& isCancelled) const;
     Network::OnlineVerdict CheckByNameServers(const Wifi::JoinedNetwork& network, SteadyTime deadline,
                                               const IsCancelled& isCancelled) const;
-    // Nothing when there was no answer in time.
+    // Returns nothing if NetworkManager does not answer in time, or if isCancelled.
     std::optional<NmConnectivity> AskConnectivity(const std::string& interface, SteadyTime deadline,
                                                   const IsCancelled& isCancelled) const;
 
@@ -63,7 +63,7 @@ private:
 
     Tasks::ChangeListener listener_;              // own synchronisation
     Tasks::Strand strand_;                        // own synchronisation
-    std::vector<BusSubscription> subscriptions_;  // end first
+    std::vector<BusSubscription> subscriptions_;  // last: destroyed first
 };
 
 }  // namespace Vexo::Linux

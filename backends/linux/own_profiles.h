@@ -1,7 +1,7 @@
-// OwnProfiles: what this daemon has changed in NetworkManager and must take back: profiles that it added, hotspots that
-// it turned on. It is kept in network-changes.json of the state folder (mode 0600, no secret in it) before the change
-// is made, so that a daemon that crashed takes it back at its next start. Used on the Wi-Fi strand only; blocks on the
-// disk.
+// OwnProfiles: the list of the changes that this daemon has made in NetworkManager and must undo: profiles that it
+// added, hotspots that it turned on. Each change is written to network-changes.json in the state folder (mode 0600, no
+// secrets) before it is made, so that the daemon can undo it after a crash. Used on the Wi-Fi strand only; blocks on
+// the disk.
 #pragma once
 
 #include <filesystem>
@@ -16,20 +16,20 @@ inline constexpr const char* NETWORK_CHANGES_FILE = "network-changes.json";
 
 struct NetworkChange {
     std::string profile;     // the profile's UUID
-    std::string activation;  // its object path, empty until NetworkManager has accepted
-    std::string previous;    // the UUID of the profile that the radio had before, empty when it had none
+    std::string activation;  // its object path; empty until NetworkManager has accepted it
+    std::string previous;    // the UUID of the profile that was active on the radio before; empty: none
     bool isHotspot = false;
-    bool isOurProfile = false;  // the profile is deleted too; else only its activation ends
-    bool isOver = false;        // taken back once NetworkManager answers; not kept in the file
+    bool isOurProfile = false;  // undone by deleting the profile too, not only by ending its activation
+    bool isOver = false;        // to be undone as soon as NetworkManager answers; not written to the file
 };
 
 class OwnProfiles {
 public:
-    // Reads what an earlier run left; a damaged file is logged and counts as empty.
+    // Reads the changes that an earlier run left; a damaged file is logged and counts as empty.
     explicit OwnProfiles(const std::filesystem::path& stateDir);
 
     const std::vector<NetworkChange>& Changes() const { return changes_; }
-    // Adds the change, or replaces the one of that profile. A failure to write is logged.
+    // Adds the change, or replaces the change of the same profile. A write error is logged.
     void Note(const NetworkChange& change);
     void Forget(const std::string& profile);
 

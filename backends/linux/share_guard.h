@@ -13,7 +13,7 @@ namespace Vexo::Linux {
 struct ShareLimits {
     std::chrono::milliseconds idle{std::chrono::minutes(5)};
     std::chrono::milliseconds idleWithoutUplink{std::chrono::minutes(1)};
-    std::chrono::milliseconds look{std::chrono::seconds(10)};  // how often the facts are gathered
+    std::chrono::milliseconds look{std::chrono::seconds(10)};  // how often stations and uplink are checked
 };
 
 class ShareGuard {
@@ -23,10 +23,11 @@ public:
     explicit ShareGuard(const ShareLimits& limits) : limits_(limits) {}
 
     const ShareLimits& Limits() const { return limits_; }
-    // The hotspot was turned on: the idle time begins.
+    // Call when the hotspot was turned on: the idle time begins.
     void Open(Time now) { idleSince_ = uplinkLostAt_ = now; }
 
-    // The reason to close it now, a name of Wifi::ShareClosed, or null. isUsed: a station is connected.
+    // Returns the reason to close the hotspot now (a name of Wifi::ShareClosed), or null. isUsed: a station is
+    // connected.
     const char* Look(Time now, bool isUsed, bool hasUplink)
     {
         if (isUsed) {
@@ -38,7 +39,8 @@ public:
         if (now - idleSince_ >= limits_.idle) {
             return Wifi::ShareClosed::IDLE;
         }
-        // Both must have lasted that long: a station that left just now may come back.
+        // No station and no uplink: both must have lasted that long, because a station that has just left may come
+        // back.
         if (now - idleSince_ >= limits_.idleWithoutUplink && now - uplinkLostAt_ >= limits_.idleWithoutUplink) {
             return Wifi::ShareClosed::IDLE_WITHOUT_UPLINK;
         }

@@ -1,5 +1,6 @@
-// WifiContext: what this machine's station and hotspot share: the access to NetworkManager, the record of what was
-// changed there, and the strand on which both do their work without locks. Owned by both.
+// WifiContext: the objects that this machine's station and hotspot share: the access to NetworkManager, the list of the
+// changes made there, and the strand on which both work without locks. To take a change back is to undo it. Owned by
+// both.
 #pragma once
 
 #include <chrono>
@@ -16,14 +17,14 @@
 
 namespace Vexo::Linux {
 
-// How long turning off the hotspot, or a stop, blocks at most when NetworkManager does not answer.
+// The most that turning off the hotspot, or Stop, blocks while NetworkManager does not answer.
 inline constexpr std::chrono::seconds WIFI_CALL_LIMIT{10};
 
 class WifiContext : public NoCopyable, public std::enable_shared_from_this<WifiContext> {
 public:
     using Deadline = SteadyTime;
 
-    // answerLimit: how long NetworkManager may take for one answer, and the pause after a missing answer before a
+    // answerLimit: the limit of one call to NetworkManager. After a call without a reply, also the pause before its
     // change is taken back.
     WifiContext(std::shared_ptr<Bus> bus, const std::filesystem::path& stateDir, std::chrono::milliseconds answerLimit,
                 Tasks::Timers& clockAndTimers = Tasks::Timers::System())
@@ -32,37 +33,38 @@ public:
     }
 
     // Runs work on the strand and blocks for its result (a WifiResult), at most for the budget. After that it returns
-    // WIFI_NO_ANSWER: work that has not begun is dropped, and work that succeeds later is followed by undo. Not called
-    // on the strand.
+    // WIFI_NO_ANSWER: work that has not begun is dropped, and work that succeeds later is followed by undo. Must not be
+    // called on the strand. Returns WIFI_FAILED if the strand has no thread.
     int32_t RunAndWait(std::chrono::milliseconds budget, std::function<int32_t(Deadline)> work,
                        std::function<void()> undo = nullptr);
 
-    // Blocks until the activation has that state; false if it ends in another one, or at the deadline. Not called on
-    // the strand, which the changes need.
+    // Blocks until the activation has that state. Returns false if the activation ends in another state, or at the
+    // deadline. Must not be called on the strand.
     bool WaitFor(const std::string& activation, ActivationState state, Deadline deadline) const;
 
-    // These are called on the strand.
-    // Ends the activation and, when it is ours, the profile. False when NetworkManager does not answer: then this is
-    // retried, and the network that the radio had before is restored afterwards.
+    // The next five functions must be called on the strand.
+
+    // Ends the activation, and deletes the profile if it is ours. Returns false if NetworkManager does not answer: the
+    // change is then taken back later, and after that the network that the radio had before is restored.
     bool Leave(const NetworkChange& change);
-    // The same, and forgets the change once that is done.
+    // As Leave, and removes the change from the list when Leave has succeeded.
     bool TakeBack(const NetworkChange& change);
-    // For a change that NetworkManager did not answer: takes it back once NetworkManager answers.
+    // Schedules a change whose call got no reply: retries until NetworkManager answers, then takes the change back.
     void TakeBackLater(NetworkChange change);
-    // Takes back what an earlier run left, and what was changed before NetworkManager restarted.
+    // Takes back the changes that an earlier run left, and those made before NetworkManager restarted.
     void TakeBackAll();
-    // Activates the network that the radio had before, unless the radio is in use by another activation than the
-    // change's. radio: empty for the first idle one. Returns the path of the new activation; empty: there is none.
+    // Activates the network that the radio had before the change, unless the radio now has another activation. radio:
+    // its path; empty: the first idle radio. Returns the path of the new activation; empty: none.
     std::string Restore(const NetworkChange& change, const std::string& radio);
 
     Tasks::Timers& timers;
     const NetworkManager manager;
     OwnProfiles own;         // touched on the strand only
-    bool isRunning = false;  // NetworkManager; touched on the strand only
+    bool isRunning = false;  // whether NetworkManager runs; touched on the strand only
     Tasks::Strand strand;
 
 private:
-    // The activation of the change; empty when it has ended.
+    // Returns the path of the change's activation; empty if the activation has ended.
     [[nodiscard]] Result<std::string> ActivationLeft(const NetworkChange& change) const;
     void TakeBackLeft(const NetworkChange& change);
     void TakeBackUnanswered();
@@ -71,7 +73,8 @@ private:
     Tasks::Timer timer_;  // touched on the strand only
 };
 
-// The UUID of the profile by which the radio is a station; empty when there is none or the profile is ours.
+// Returns the UUID of the profile with which the radio is connected as a station; empty if the radio is not connected,
+// or if the profile is ours.
 [[nodiscard]] Result<std::string> NetworkOf(const NetworkManager& manager, const WifiRadio& radio);
 
 }  // namespace Vexo::Linux
