@@ -1,6 +1,7 @@
-// ActivityChannel: the part that channels over a daemon have in common: an Activity does the work between Start and
-// Withdraw, on a strand of its own. It is held by a shared_ptr, since a timer that fires late may hold it too. Any
-// thread; Withdraw blocks for Activity::Stop. Users: bluetooth_channel.cpp, dns_sd_channel.cpp.
+// ActivityChannel: the common base of the announcement channels that use a daemon (bluetooth_channel.cpp,
+// dns_sd_channel.cpp). An object of the class Activity does the work between Start and Withdraw, on a strand of its
+// own. A shared_ptr owns the activity, because a timer that fires late may still use it. Any thread may call the
+// channel; Withdraw blocks for Activity::Stop.
 #pragma once
 
 #include <chrono>
@@ -15,13 +16,13 @@
 
 namespace Vexo::Linux {
 
-// Runs work on the activity's strand after pause, if the activity still lives then. Tries again each second while the
-// strand gets no thread. Does not block. timers outlives the activity.
+// Runs work on the activity's strand after pause, if the activity still exists then. While the strand gets no thread,
+// retries each second. Does not block. timers must outlive the activity.
 template <typename Activity>
 Tasks::Timer CallOnStrandAfter(Tasks::Timers& timers, std::chrono::milliseconds pause, std::weak_ptr<Activity> weak,
                                Tasks::Strand Activity::*strand, void (Activity::*work)())
 {
-    // CallAfter, not RunAfter: a pool that has no thread would lose the work, and nothing would retry again.
+    // Not RunAfter: a pool that has no thread would drop the work, and nothing would retry.
     return timers.CallAfter(pause, [&timers, weak, strand, work] {
         const auto activity = weak.lock();
         if (activity && !((*activity).*strand).Post([activity, work] { ((*activity).*work)(); })) {
@@ -30,7 +31,8 @@ Tasks::Timer CallOnStrandAfter(Tasks::Timers& timers, std::chrono::milliseconds 
     });
 }
 
-// Runs end as the last work on the strand, and blocks until it is done. Runs it on this thread if the strand gets none.
+// Runs end as the last work on the strand, and blocks until it is done. If the strand gets no thread, runs end on the
+// calling thread.
 template <typename Work>
 void EndOnStrand(Tasks::Strand& strand, const Work& end)
 {
@@ -68,7 +70,7 @@ public:
     }
 
 protected:
-    // Returns the activity before.
+    // Replaces the activity and returns the previous one.
     std::shared_ptr<Activity> Exchange(std::shared_ptr<Activity> next)
     {
         const MutexLock lock(mutex_);

@@ -1,5 +1,6 @@
-// Bluetooth Low Energy as a way to other devices: the transport (bluetooth_transport.h) on the kernel's sockets, and
-// the channel by which devices find each other (bluetooth_channel.h) through BlueZ. Start here.
+// Bluetooth: reaches other devices over Bluetooth Low Energy. It consists of a transport over the kernel's sockets
+// (bluetooth_transport.h), and of an announcement channel through BlueZ, by which devices find each other
+// (bluetooth_channel.h). Any thread may call MakeBluetooth. Read this header first.
 #pragma once
 
 #include <functional>
@@ -14,7 +15,7 @@
 namespace Vexo::Linux {
 
 struct BluetoothOptions {
-    std::shared_ptr<Bus> bus;  // where BlueZ is
+    std::shared_ptr<Bus> bus;  // the bus that BlueZ is on
     std::string adapter;       // "hci1"; empty: the first that is on
 };
 

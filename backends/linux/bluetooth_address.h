@@ -1,6 +1,6 @@
-// BluetoothAddress: where a device accepts Bluetooth Low Energy channels, as text ("AA:BB:CC:DD:EE:FF/random/128"); and
-// the service data by which a device announces itself over Bluetooth. Value types and functions without state. Any
-// thread may use them. No call blocks. The formats: docs/link.md.
+// BluetoothAddress: the address at which a device accepts Bluetooth Low Energy channels, as text
+// "AA:BB:CC:DD:EE:FF/random/128". Also the service data by which a device announces itself over Bluetooth. Value types
+// and functions without state. Any thread may use them. No call blocks. The formats: docs/link.md.
 #pragma once
 
 #include <array>
@@ -18,17 +18,17 @@ inline constexpr uint16_t FIRST_PSM = 0x80;
 inline constexpr uint16_t LAST_PSM = 0xff;
 
 struct BluetoothAddress {
-    std::array<uint8_t, 6> bytes{};  // as people write them, the highest byte first; all 0: any adapter
+    std::array<uint8_t, 6> bytes{};  // the most significant first, as in the text; all 0: any adapter
     bool isRandom = false;           // a random device address, else a public one
     uint16_t psm = 0;                // 0: none
 
     bool operator==(const BluetoothAddress&) const = default;
 };
 
-// The error names what is wrong and what is allowed.
+// Parses the text form of an address. The error says what is wrong and what is allowed.
 Result<BluetoothAddress> ParseBluetoothAddress(const std::string& text);
 std::string ToText(const BluetoothAddress& address);
-// The device alone: "AA:BB:CC:DD:EE:FF/random".
+// The text form without the channel number: "AA:BB:CC:DD:EE:FF/random".
 std::string DeviceOf(const BluetoothAddress& address);
 
 // The UUID of the service data that devices advertise.

@@ -1,6 +1,6 @@
-// BluetoothAdvertiser: announces this device through BlueZ, by a connectable advertisement whose service data hold its
-// token and channel number (bluetooth_address.h). Used on the channel's strand (bluetooth_channel.h); blocks for
-// BlueZ's answers.
+// BluetoothAdvertiser: announces this device through BlueZ, by a connectable advertisement whose service data contain
+// the device's token and channel number (bluetooth_address.h). Used on the channel's strand (bluetooth_channel.h);
+// blocks for BlueZ's answers.
 #pragma once
 
 #include <cstdint>
@@ -17,16 +17,17 @@ namespace Vexo::Linux {
 
 class BluetoothAdvertiser : public NoCopyable {
 public:
-    // released: called on the strand when BlueZ ended the advertisement by itself.
+    // released: called on the strand when BlueZ has ended the advertisement by itself.
     BluetoothAdvertiser(DaemonCalls& bluez, Tasks::Strand& strand, std::function<void()> released)
         : bluez_(bluez), strand_(strand), released_(std::move(released))
     {
     }
 
-    // Advertises the data on that adapter. An advertisement of other data ends after that, or before it where BlueZ has
-    // no room for both. With an empty path or no data, nothing is advertised. After an error, call it again later.
+    // Advertises data on that adapter. The previous advertisement ends after the new one has started, or before that if
+    // BlueZ rejects a second one. If adapter (BlueZ's path) is empty or data is nullopt, nothing is advertised. After
+    // an error, call Update again later.
     [[nodiscard]] Result<void> Update(const std::string& adapter, const std::optional<BluetoothServiceData>& data);
-    // Call when BlueZ has ended, and every advertisement with it.
+    // Call when BlueZ has exited: its advertisements have ended too.
     void Reset() { current_.reset(); }
     void Withdraw();
 

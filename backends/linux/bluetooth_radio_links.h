@@ -1,6 +1,6 @@
-// BluetoothRadioLinks: ends the radio links over Bluetooth that this device opened and no longer uses. BlueZ keeps
-// channels of its own on a radio link, which would stay up for ever. Used on the strand of the Bluetooth channel. Calls
-// block for BlueZ's answers, within the limits named below.
+// BluetoothRadioLinks: disconnects the Bluetooth radio links that this device opened and no longer uses. They would
+// stay up for ever otherwise, because BlueZ keeps channels of its own open on them. Used on the strand of the Bluetooth
+// channel. Calls block for BlueZ's answers, within the limits named below.
 #pragma once
 
 #include <chrono>
@@ -17,28 +17,29 @@
 
 namespace Vexo::Linux {
 
-// How long a radio link outlives its last use. A request and the wake before it share one.
+// How long a radio link stays up after its last use. So a request can use the link of the wake-up before it.
 inline constexpr std::chrono::milliseconds RADIO_LINK_LINGER{5000};
 
 class BluetoothRadioLinks : public NoCopyable {
 public:
-    // bus and clock outlive it.
+    // bus and clock must outlive this object.
     BluetoothRadioLinks(Bus& bus, std::shared_ptr<BluetoothShared> shared, const Clock& clock);
 
-    // BlueZ's path of the adapter in use; empty: none, and nothing is ended.
+    // Sets the adapter in use, by BlueZ's path. Empty: none, and no radio link is disconnected.
     void UseAdapter(const std::string& adapter) { adapter_ = adapter; }
-    // Ends the radio links whose last use was RADIO_LINK_LINGER ago. Call when a use has ended
-    // (BluetoothShared::SetOnUnused), and at NextUpdate. Blocks for 2 s at most, and 0.1 s for each radio link.
+    // Disconnects the radio links whose last use was RADIO_LINK_LINGER ago. Call when a use has ended
+    // (BluetoothShared::SetOnUnused), and at NextUpdate. Blocks for at most 2 s, and another 0.1 s for each radio link.
     void Update();
-    // Returns nothing while no radio link lingers.
+    // Returns when the next unused radio link is due; nothing if there is none.
     std::optional<SteadyTime> NextUpdate() const;
-    // Ends those that linger at once. Blocks for 0.2 s at most, and 0.01 s for each radio link.
+    // Disconnects all unused radio links now. Blocks for at most 0.2 s, and another 0.01 s for each radio link.
     void End();
 
 private:
     struct Limits {
         std::chrono::milliseconds list;
-        // BlueZ reports a refused Disconnect at once, and success only seconds later, which is not awaited.
+        // Short: BlueZ reports a refused Disconnect at once. It reports success only seconds later, which is not
+        // awaited.
         std::chrono::milliseconds disconnect;
     };
 
@@ -48,7 +49,7 @@ private:
     const std::shared_ptr<BluetoothShared> shared_;
     const Clock& clock_;
     std::string adapter_;
-    std::map<std::string, SteadyTime> lingering_;  // devices (DeviceOf), and when their radio links are due to end
+    std::map<std::string, SteadyTime> lingering_;  // unused ones, by DeviceOf: when they are due
 };
 
 }  // namespace Vexo::Linux

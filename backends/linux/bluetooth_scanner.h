@@ -1,6 +1,6 @@
-// BluetoothScanner: hears through BlueZ which other devices of the account advertise themselves nearby. It scans only
-// while somebody seeks a device, because scanning costs power and air time. Advertisements of strangers cost no call
-// and no memory. Used on the channel's strand (bluetooth_channel.h); blocks for BlueZ's answers.
+// BluetoothScanner: finds, through BlueZ, the other devices of the account that advertise themselves nearby. It scans
+// only while a device is sought, because scanning costs power and air time. For advertisements of other accounts it
+// makes no call and keeps nothing. Used on the channel's strand (bluetooth_channel.h); blocks for BlueZ's answers.
 #pragma once
 
 #include <map>
@@ -25,28 +25,28 @@ public:
     {
     }
 
-    // Sets the adapter to scan on, by its path; empty: none. After a change, everything heard before is reported as
+    // Sets the adapter to scan on, by its path; empty: none. After a change, all devices found before are reported as
     // gone.
     void UseAdapter(const std::string& adapter);
-    // Starts or ends scanning. While it does not scan, reports devices that were not heard for 30 s as gone. After an
-    // error, call it again later.
+    // Starts or stops the scan. While no scan runs, reports devices that were not heard for 30 s as gone. After an
+    // error, call Update again later.
     [[nodiscard]] Result<void> Update(bool isSought);
-    // When the next Update is due. Nothing: only after another call.
+    // Returns when Update must be called again; nothing while a scan runs or no device is known.
     std::optional<SteadyTime> NextUpdate() const;
 
-    // BlueZ reports properties of a device: all of a new one, or those that changed.
+    // Call when BlueZ reports properties of a device: all properties of a new device, or those that changed.
     void OnProperties(const std::string& device, const PropertyMap& properties);
     void OnRemoved(const std::string& device);
 
-    // Call when BlueZ has ended, and its scan with it. Reports everything heard as gone.
+    // Call when BlueZ has exited: its scan has ended too. Reports all devices as gone.
     void Reset();
-    // Ends scanning without another callback.
+    // Stops the scan and forgets all devices, without a callback.
     void End();
 
 private:
     struct Device {
         SoftBus::Announcement announcement;
-        std::string address;  // with its type
+        std::string address;  // with its type: "AA:BB:CC:DD:EE:FF/public"
         SteadyTime heardAt;
     };
 
@@ -61,7 +61,7 @@ private:
     const Clock& clock_;
 
     std::string adapter_;                    // its path; empty: none
-    bool isScanning_ = false;                // also true when BlueZ did not answer
+    bool isScanning_ = false;                // also true if BlueZ did not answer the last call to start or stop
     std::map<std::string, Device> devices_;  // of this account, by BlueZ's path
     QuviewDFX::LogLimit<std::string> logLimit_;
 };

@@ -1,6 +1,6 @@
 // BluetoothShared: the values that the Bluetooth transport and the Bluetooth channel of one device share, and the state
-// of Bluetooth on that device. It also counts the connections with each other device, so that the channel ends radio
-// links that are no longer used. Any thread may use it. No call blocks. Made in bluetooth.cpp.
+// of Bluetooth on that device. It also counts the connections with each other device, so that the channel can
+// disconnect radio links that are no longer used. Any thread may use it. No call blocks. Created in bluetooth.cpp.
 #pragma once
 
 #include <cstdint>
@@ -63,8 +63,8 @@ public:
 
     enum class OpenedBy { THIS_DEVICE, OTHER };
 
-    // Counts a connection with another device (DeviceOf), or an attempt, until the result is destroyed. Any thread may
-    // destroy it.
+    // Counts a connection with another device (DeviceOf), or an attempt to connect, until the result is destroyed. Any
+    // thread may destroy the result.
     std::shared_ptr<void> AddUse(const std::string& device, OpenedBy openedBy) EXCLUDES(mutex_)
     {
         const MutexLock lock(mutex_);
@@ -79,14 +79,14 @@ public:
         const MutexLock lock(mutex_);
         return uses_.contains(device);
     }
-    // Returns the devices that this device opened a connection to and whose last use has ended since the call before.
+    // Returns the devices that this device opened a connection to and whose last use has ended since the previous call.
     std::set<std::string> TakeUnused() EXCLUDES(mutex_)
     {
         const MutexLock lock(mutex_);
         return std::exchange(unused_, {});
     }
-    // One of the channels looks after the device's radio links and the state of Bluetooth: the first that claims it,
-    // until the result is destroyed. Null for the others.
+    // Makes the caller the only channel that manages radio links and sets the state, until the result is destroyed.
+    // Returns null if another channel already does.
     std::shared_ptr<void> ClaimUpkeep() EXCLUDES(mutex_)
     {
         const MutexLock lock(mutex_);
@@ -97,8 +97,8 @@ public:
         upkeep_ = claim;
         return claim;
     }
-    // The channel sets what is called when TakeUnused has news: on the thread that ended the use, under no lock, and
-    // possibly once more after it was replaced.
+    // Sets a callback that is called when TakeUnused has a new device. It runs on the thread that ended the use, with
+    // no lock held, and possibly once more after it was replaced.
     void SetOnUnused(std::function<void()> onUnused) EXCLUDES(mutex_)
     {
         const MutexLock lock(mutex_);
@@ -121,7 +121,7 @@ private:
         const bool isOpener = uses->second.isOpener;
         uses_.erase(uses);
         if (!isOpener) {
-            return;  // the other device ends the radio link
+            return;  // the other device opened the radio link and disconnects it
         }
         unused_.insert(device);
         const auto onUnused = onUnused_;

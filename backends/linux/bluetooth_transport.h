@@ -1,7 +1,7 @@
 // BluetoothTransport: connection-oriented L2CAP channels over Bluetooth Low Energy, used for link type 4. Devices are
 // not paired and no privilege is needed: the handshake proves who the peer is. An address is
-// "AA:BB:CC:DD:EE:FF/public/128" or "…/random/128" (bluetooth_address.h); devices change their addresses, so none is
-// kept. Threads: transport.h.
+// "AA:BB:CC:DD:EE:FF/public/128" or "…/random/128" (bluetooth_address.h); addresses are not stored, because devices
+// change them. Threads: transport.h.
 #pragma once
 
 #include <asio/posix/stream_descriptor.hpp>
@@ -25,22 +25,22 @@ class BluetoothTransport : public SoftBus::Transport,
                            public std::enable_shared_from_this<BluetoothTransport>,
                            public NoCopyable {
 public:
-    // sockets outlives the transport.
+    // sockets must outlive the transport.
     BluetoothTransport(asio::io_context& reactor, std::shared_ptr<BluetoothShared> shared,
                        L2capSockets& sockets = L2capSockets::System());
     ~BluetoothTransport() override;
 
     std::string Name() const override { return "bluetooth"; }
     bool Carries(LinkType type) const override { return type == LINK_TYPE_BR; }
-    // Accepts on every adapter, at the first free channel number, which it puts into the shared object. The returned
-    // text is empty: peers read address and number from the announcement.
+    // Accepts connections on every adapter, at the first free channel number, which it stores in shared. The returned
+    // text is empty: peers read the address and the number from the announcement.
     [[nodiscard]] Result<std::string> Listen(Accepted accepted) override;
     [[nodiscard]] Result<void> CheckAddress(const std::string& address) const override;
-    // From the adapter in use.
+    // Connects from the adapter in use.
     [[nodiscard]] std::shared_ptr<void> Connect(const std::string& address, std::chrono::milliseconds limit,
                                                 Connected done) override;
     bool KeepsAddresses() const override { return false; }
-    // The device address alone.
+    // Returns the device address without its type and the channel number.
     std::string SourceOf(const std::string& from) const override { return from.substr(0, from.find('/')); }
     // A controller holds only a few connections, and a stranger can give itself any number of addresses.
     SoftBus::AdmissionLimits LimitsOfAdmission() const override

@@ -1,6 +1,6 @@
-// DnsSdBrowser: hears through Avahi which other devices of the account are announced nearby. Only names with a token of
-// the account are resolved, so the services of strangers cost no packet. An address counts while it is on the link on
-// which it was heard. Used on the channel's strand (dns_sd_channel.h); blocks for Avahi's answers.
+// DnsSdBrowser: finds, through Avahi, the other devices of the account that are announced nearby. Only names with a
+// token of the account are resolved, so the services of others cost no packet. An address counts only while it is on
+// the link on which it was announced. Used on the channel's strand (dns_sd_channel.h); blocks for Avahi's answers.
 #pragma once
 
 #include <cstdint>
@@ -40,24 +40,24 @@ public:
     {
     }
 
-    // Starts to browse, unless it already browses, and resolves the waiting services. After an error, call it again
+    // Starts to browse, unless it already browses, and resolves the waiting services. After an error, call Update again
     // later.
     [[nodiscard]] Result<void> Update(const std::vector<LanAddress>& lan);
 
-    // Avahi's signals, with the path of their object.
+    // Call for Avahi's signals. path: that of the object that sent the signal.
     [[nodiscard]] Result<void> OnItemNew(const std::string& path, const Service& service);
     [[nodiscard]] Result<void> OnItemRemove(const std::string& path, const Service& service);
-    // address is empty when Avahi did not find it.
+    // address: empty if Avahi could not resolve the service.
     [[nodiscard]] Result<void> OnResolved(const std::string& path, const std::string& address, uint16_t port);
     void OnAllForNow(const std::string& path);
-    // The browser itself failed. The next Update makes a new one.
+    // Avahi's browser itself failed. The next Update creates a new one.
     void OnBrowserFailure(const std::string& path);
-    // Whether the browser may still fail before it has reported what there is.
+    // Whether the browser has not yet reported all existing services. It may still fail until then.
     bool IsPending() const { return isPending_; }
 
-    // Call when Avahi has ended. Reports everything heard as gone.
+    // Call when Avahi has exited. Reports all devices as gone.
     void Reset();
-    // Ends browsing without another callback.
+    // Frees the browser and the resolvers at Avahi, without a callback.
     void End();
 
 private:
@@ -73,8 +73,8 @@ private:
         std::optional<SoftBus::Announcement> reported;
     };
 
-    // Drops the oldest name of that token when it has too many: anybody can copy a token, and must not fill the table
-    // with it.
+    // Drops the oldest name with that token if there are too many: anybody can copy a token, and copies must not fill
+    // the table.
     void MakeRoomForNameOf(const std::string& token, int32_t interface);
     void Enqueue(const Service& service);
     [[nodiscard]] Result<void> ResolveWaiting();

@@ -1,7 +1,7 @@
-// The DNS-SD channel: announces this device on its LANs, and hears of others there, through Avahi (RFC 6762, RFC 6763).
-// The channel waits and tries again while Avahi is absent, restarts or hangs, and while the bus restarts. All its work
-// runs on a strand of its own; Heard is called there. What is announced: docs/linux.md. Its halves: dns_sd_publisher.h,
-// dns_sd_browser.h.
+// The DNS-SD channel: an announcement channel through Avahi (RFC 6762, RFC 6763). It announces this device on its LANs
+// and finds other devices there. It waits and retries while Avahi is absent, restarts or hangs, and while the bus
+// restarts. All its work runs on a strand of its own; Heard is called there. What is announced: docs/linux.md. Its
+// parts: dns_sd_publisher.h, dns_sd_browser.h.
 #pragma once
 
 #include <memory>
@@ -14,9 +14,9 @@
 namespace Vexo::Linux {
 
 // listening: the numeric address where the device accepts TCP ("0.0.0.0:40117": at each IPv4 address, "[::]:40117": at
-// each address). A loopback address is not announced. bus: where Avahi is; null: a connection of its own to the system
-// bus, opened by Start. timers outlives the channel. Withdraw and the destructor are not called from Heard. Does not
-// block.
+// each address). A loopback address is not announced. bus: the bus that Avahi is on; null: Start opens a connection of
+// its own to the system bus. timers must outlive the channel. Withdraw and the destructor must not be called from
+// Heard. Does not block.
 std::unique_ptr<SoftBus::AnnouncementChannel> MakeDnsSdChannel(const std::string& listening,
                                                                std::shared_ptr<Bus> bus = nullptr,
                                                                Tasks::Timers& timers = Tasks::Timers::System());

@@ -1,7 +1,7 @@
-// DnsSdPublisher: announces this device through Avahi. Each publication is an entry group with random instance names
-// after the token and a random host name of its own, so that it reveals neither the machine's host name nor an earlier
-// publication. A new publication is established before the old one is freed. Used on the channel's strand
-// (dns_sd_channel.h); blocks for Avahi's answers.
+// DnsSdPublisher: announces this device through Avahi. Each publication is an entry group of Avahi. Its instance names
+// consist of the token and random characters, and its host name is random, so it reveals neither the machine's host
+// name nor an earlier publication. A new publication is established before the old one is freed. Used on the channel's
+// strand (dns_sd_channel.h); blocks for Avahi's answers.
 #pragma once
 
 #include <cstdint>
@@ -19,7 +19,7 @@
 
 namespace Vexo::Linux {
 
-// The token as hex, "-" and 8 random hex characters: 25 characters.
+// An instance name is the token in hex, "-" and 8 random hex characters: 25 characters.
 inline constexpr size_t DNS_SD_TOKEN_CHARACTERS = 2 * Trust::TOKEN_BYTES;
 inline constexpr size_t DNS_SD_SUFFIX_BYTES = 4;
 
@@ -32,17 +32,18 @@ public:
 
     // A token of another length than Trust::TOKEN_BYTES is ignored: the token before stays announced.
     void SetToken(const std::string& token) { token_ = token.size() == Trust::TOKEN_BYTES ? token : token_; }
-    // Publishes the token with these addresses, unless that is already published. After an error, call it again later.
+    // Publishes the token with these addresses, unless they are already published. After an error, call Update again
+    // later.
     [[nodiscard]] Result<void> Update(const std::vector<LanAddress>& lan);
-    // Whether one of these addresses is this device's to announce.
+    // Whether the device accepts connections at one of these addresses, so that there is one to announce.
     bool HasAddress(const std::vector<LanAddress>& lan) const;
-    // Avahi's StateChanged of an entry group.
+    // Call for Avahi's signal StateChanged of an entry group.
     Outcome OnStateChanged(const std::string& path, int32_t state, const std::string& error);
     // Whether Avahi has not yet accepted or rejected what Update published.
     bool IsPending() const { return pending_.has_value(); }
     // Whether this publisher made the name, also when it is no longer published.
     bool IsOwn(const std::string& instance) const;
-    // Call when Avahi has ended. Forgets the entry groups, which ended with it.
+    // Call when Avahi has exited. Forgets the entry groups, which no longer exist.
     void Reset();
     void Withdraw();
 
@@ -61,7 +62,7 @@ private:
     Publication Wanted(const std::vector<LanAddress>& lan);
     [[nodiscard]] Result<Group> Commit(const Publication& publication);
     [[nodiscard]] Result<void> Fill(const Group& group);
-    // A new name for a service, which IsOwn knows from now on.
+    // Returns a new instance name. From now on IsOwn returns true for it.
     [[nodiscard]] Result<std::string> MakeInstance(const std::string& token);
     void Free(std::optional<Group>& group);
 

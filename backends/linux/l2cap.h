@@ -16,8 +16,8 @@ namespace L2cap {
 
 inline constexpr int PROTOCOL = 0;  // BTPROTO_L2CAP
 
-// Options of the level SOL_BLUETOOTH; both values are uint16_t. SEND_UNIT: the most bytes that the peer takes in one
-// message; read it once connected. RECEIVE_UNIT: the most bytes that this side takes; set it between bind and connect
+// Options of the level SOL_BLUETOOTH; both values are uint16_t. SEND_UNIT: the most bytes that the peer accepts in one
+// message; read it once connected. RECEIVE_UNIT: the most bytes that this side accepts; set it between bind and connect
 // or listen.
 inline constexpr int OPTION_LEVEL = 274;  // SOL_BLUETOOTH
 inline constexpr int SEND_UNIT = 12;      // BT_SNDMTU
@@ -38,22 +38,25 @@ static_assert(sizeof(SocketAddress) == 14, "as the kernel lays it out");
 
 }  // namespace L2cap
 
-// Each function returns 0 or more, or a negative errno(3). Sockets are non-blocking and belong to the caller.
+// On failure each function returns a negative errno(3). Sockets are non-blocking and belong to the caller.
 class L2capSockets {
 public:
     virtual ~L2capSockets() = default;
 
-    // A new socket that is bound to that adapter and channel number; psm 0 for one that connects.
+    // Returns a new socket that is bound to that adapter and channel number. local.psm: 0 for a socket that is to
+    // connect.
     virtual int Open(const BluetoothAddress& local) = 0;
     virtual int Listen(int socket) = 0;
-    // Returns the next connection; from gets its address, without a channel number.
+    // Returns the socket of the next connection, or -EAGAIN if none waits. from gets the peer's address, without a
+    // channel number.
     virtual int Accept(int socket, BluetoothAddress& from) = 0;
-    // -EINPROGRESS: the socket becomes writable when the attempt has ended. That may never happen.
+    // Starts to connect. -EINPROGRESS: the socket becomes writable when the attempt has ended, which may never happen.
     virtual int Connect(int socket, const BluetoothAddress& to) = 0;
-    // Returns the most bytes that one write to a connected socket may have, or why the attempt to connect failed.
+    // Returns the most bytes that one write to a connected socket may have, or the error with which the attempt to
+    // connect failed.
     virtual int SendUnit(int socket) = 0;
 
-    // This machine's sockets. Lives to the end of the process.
+    // The kernel's sockets. The object exists until the process ends.
     static L2capSockets& System();
 };
 

@@ -24,7 +24,7 @@ struct LanAddress {
     auto operator<=>(const LanAddress&) const = default;  // NOLINT(modernize-use-nullptr): no pointer
 };
 
-// Sorted.
+// Returns this machine's LAN addresses, sorted.
 [[nodiscard]] Result<std::vector<LanAddress>> ListLanAddresses();
 
 // Whether the address lies in a subnet of one of that interface's addresses. False for text that is no address.

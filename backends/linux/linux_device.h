@@ -1,11 +1,11 @@
-// LinuxDevice: the backend of a machine that runs NetworkManager, ModemManager, UPower and logind. It makes the
-// abilities of the table below and registers each while the daemon behind it runs and has the hardware for it. Screen,
-// battery and connectivity become common events. It also is the share, the station and the networks of this machine
-// (share_control.h, station_control.h, network_monitor.h).
+// LinuxDevice: the backend of a machine that runs NetworkManager, ModemManager, UPower and logind. It creates the
+// abilities of the table below and registers each while the daemon behind it runs and has the hardware for it. Changes
+// of screen, battery and connectivity are published as common events. It also provides ShareControl, StationControl and
+// NetworkMonitor for this machine.
 //   3299 common events: always; from NetworkManager, UPower and logind
-//   1120 Wi-Fi device, 1121 Wi-Fi hotspot: while NetworkManager has a radio that can
+//   1120 Wi-Fi device, 1121 Wi-Fi hotspot: while NetworkManager has a radio for it
 //   4010 telephony, 4011 mobile data: while ModemManager has a modem
-// The host makes one; any thread may use it. What is read from where: docs/linux.md.
+// The host creates one; any thread may use it. What is read from where: docs/linux.md.
 #pragma once
 
 #include <array>
@@ -32,14 +32,14 @@
 
 namespace Vexo::Linux {
 
-// How long a start waits until it is known which daemons run. A daemon that starts later is used too.
+// How long Start waits for the state of every daemon. A daemon that starts later is used too.
 inline constexpr std::chrono::seconds FIRST_LOOK_LIMIT{3};
 
 struct LinuxDeviceOptions {
-    std::shared_ptr<Bus> bus;  // where the machine's daemons are
+    std::shared_ptr<Bus> bus;  // the bus that the machine's daemons are on
     WifiOptions wifi;
     sptr<ISystemAbilityManager> registry;  // null: the process's own
-    uint16_t dnsPort = 53;                 // of the name servers that CheckOnline asks
+    uint16_t dnsPort = 53;                 // of the name servers that CheckOnline queries
 };
 
 // The state of one ability of the backend.
@@ -50,32 +50,33 @@ struct AbilityState {
 
 class LinuxDevice : public NoCopyable {
 public:
-    // Returns "NetworkManager 1.42.4" when it answers on that bus. The error says why this machine cannot be such a
-    // device. Blocks for the answer, at most BUS_CALL_LIMIT.
+    // Returns "NetworkManager 1.42.4" if NetworkManager answers on that bus. The error says why this machine cannot use
+    // this backend. Blocks as AwaitVersion (daemon_version.h).
     [[nodiscard]] static Result<std::string> Probe(Bus& bus);
 
-    // Blocks until every daemon has been looked for, at most FIRST_LOOK_LIMIT. No daemon at all is no error.
+    // Blocks until the state of every daemon is known, at most FIRST_LOOK_LIMIT. Also succeeds if no daemon runs.
     [[nodiscard]] static Result<std::unique_ptr<LinuxDevice>> Start(const LinuxDeviceOptions& options);
-    // Stops, and removes its abilities from the registry.
+    // Calls Stop and removes the abilities from the registry.
     ~LinuxDevice();
 
-    // Takes back what was changed in NetworkManager, and stops following the daemons. The abilities stay registered and
-    // refuse work. Blocks for what runs on the device's strands; a second call does nothing.
+    // Takes back this daemon's changes in NetworkManager and ends the subscriptions to the daemons. The abilities stay
+    // registered but accept no new work. Blocks for the work that runs on the device's strands. A second call does
+    // nothing.
     void Stop();
 
     // Changes the key of hotspots that this daemon makes (LinuxWifiHotspot::ChangeKey).
     [[nodiscard]] Result<std::string> ChangeHotspotKey();
 
-    // Valid as long as this object. After Stop they answer what they still know.
+    // The references are valid during the life of this object. After Stop they still answer queries.
     Wifi::ShareControl& Share() { return *wifi_->Hotspot(); }
     Wifi::StationControl& Station() { return *wifi_->Station(); }
     Network::NetworkMonitor& Network() { return *network_; }
 
-    // Tells desktops that a device asks to use this device's hotspot: the signal Requested of docs/linux.md. Does not
-    // block.
+    // Emits the signal Requested (docs/linux.md) for desktops: another device asks to use this device's hotspot. Does
+    // not block.
     void SignalShareRequest(const std::string& networkId, const std::string& deviceName);
 
-    // Every ability that such a device can have, in the order of the ids.
+    // Returns the state of every ability of this backend, ordered by id.
     std::vector<AbilityState> Abilities() const;
 
 private:
@@ -112,12 +113,12 @@ private:
     std::array<Presence, SOURCE_COUNT> presences_ GUARDED_BY(mutex_);
     std::array<bool, SOURCE_COUNT> told_ GUARDED_BY(mutex_){};
 
-    // Changes are logged from then on; Start's caller logs the state at the start.
+    // True after Start: from then on changes of abilities are logged. Start's caller logs the initial state.
     std::atomic<bool> hasStarted_{false};
 
     Tasks::Strand registrations_;  // own synchronisation
 
-    // Made by Begin, and the same from then on.
+    // Created by Begin and not replaced afterwards.
     std::vector<Ability> abilities_;
     std::shared_ptr<Modems> modems_;
     sptr<LinuxCoreService> coreService_;

@@ -1,5 +1,5 @@
-// ModemSlots: translates ModemManager's modems to the SIM slots of a device. Two modems, or two slots of one, are slots
-// 0 and 1; further ones do not count. Pure functions; any thread.
+// ModemSlots: maps ModemManager's modems to the SIM slots of a device. Slots 0 and 1 are two modems, or the two SIM
+// slots of one modem; further ones are ignored. Pure functions; any thread.
 // https://www.freedesktop.org/software/ModemManager/api/latest/
 #pragma once
 
@@ -37,16 +37,16 @@ struct ModemSlots {
 // Modems are ordered by their device's path in sysfs, which stays the same over a restart of ModemManager.
 ModemSlots SlotsOf(const ManagedObjects& objects);
 
-// The modem that carries this machine's data, or would.
+// The modem that carries this machine's mobile data, or would carry it.
 struct MobileLink {
     std::string technology;                // "2G" to "5G"; empty: not known
     std::optional<uint8_t> signalPercent;  // no value: not known
-    bool isDataOff = false;                // it is ready, and its mobile data is switched off
+    bool isDataOff = false;                // the modem is ready, but mobile data is switched off
 };
 
 MobileLink MobileLinkOf(const ManagedObjects& objects);
 
-// The radio of a modem in this state (Modem.State) can carry calls and data.
+// Whether the radio of a modem in this state (property State) can carry calls and data.
 bool IsRadioOn(int32_t modemState);
 
 // Whether a change of that property may change the result of SlotsOf.

@@ -10,8 +10,8 @@ namespace Vexo::Linux {
 struct Presence {
     bool isThere = false;
     std::string reason;          // "ModemManager 1.20.4, 1 modem"; what is missing: "ModemManager does not run"
-    bool isSwitchedOff = false;  // it is there, but cannot be used until it is switched on
-    bool isBlocked = false;      // switched off by a switch of the machine, which no command overrides
+    bool isSwitchedOff = false;  // present, but cannot be used until it is switched on
+    bool isBlocked = false;      // kept off by a switch of the machine or by rfkill(8)
 
     bool operator==(const Presence&) const = default;
 };

@@ -1,7 +1,8 @@
-// Screen: whether someone looks at this machine, from logind: its first seat's active session is neither locked nor
-// idle, and the lid is open or the machine docked. docs/linux.md says what counts. Only changes are reported, on a
-// strand of its own; the first reading of the screen is no change. Somebody uses this machine while the screen is on in
-// a session of a person; that counts as false at the start.
+// Screen: reports, from logind, whether the screen is on and whether somebody uses this machine. The screen is on while
+// the active session of the first seat is neither locked nor idle, and the lid is open or the machine docked. The
+// machine is in use while the screen is on in a person's session, not on a login screen (docs/linux.md). Only changes
+// are reported, on a strand of this class. The first reading of the screen is no change; the machine counts as not in
+// use at first.
 // https://www.freedesktop.org/software/systemd/man/252/org.freedesktop.login1.html
 #pragma once
 

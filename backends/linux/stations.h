@@ -1,5 +1,5 @@
-// The stations that are connected to a hotspot of this machine, from the kernel's Wi-Fi interface (nl80211), which
-// answers any user. Blocks for the kernel's answer. Any thread may call it. No state.
+// Lists the stations that are connected to a hotspot of this machine, through the kernel's Wi-Fi interface nl80211,
+// which needs no privilege. A function without state. Blocks for the kernel's answer. Any thread may call it.
 // https://wireless.wiki.kernel.org/en/developers/documentation/nl80211
 #pragma once
 
@@ -11,8 +11,7 @@
 
 namespace Vexo::Linux {
 
-// interface: "wlan0". A counter that the driver does not keep is 0. The error says which step failed: a kernel without
-// Wi-Fi, an interface that does not exist.
+// interface: "wlan0". A counter that the driver does not keep is 0. The error names the step that failed.
 [[nodiscard]] Result<std::vector<Wifi::ShareStation>> ListStations(const std::string& interface);
 
 }  // namespace Vexo::Linux

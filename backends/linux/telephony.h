@@ -1,7 +1,7 @@
-// Telephony over ModemManager: Modems keeps the last state that it reported. LinuxCoreService (ability 4010) and
-// LinuxCellularData (4011) answer from that state at once; only the state of a radio is read from the modem. Any thread
-// may use them. The answer about a radio comes on a strand of its own, exactly once for each accepted query. What a
-// slot is, and what its SIM's states mean: backends/linux/modem_slots.h.
+// Telephony over ModemManager: Modems keeps the last state that ModemManager reported. LinuxCoreService (ability 4010)
+// and LinuxCellularData (4011) answer from that state at once; only the state of a radio is read from the modem. Any
+// thread may use them. The callback of a radio query runs on a strand of LinuxCoreService, exactly once for each
+// accepted query. Slots and SIM states: modem_slots.h.
 #pragma once
 
 #include <atomic>
@@ -23,15 +23,15 @@ namespace Vexo::Linux {
 
 class Modems : public NoCopyable {
 public:
-    // Telephony is there while ModemManager runs and has a modem.
+    // changed: reports telephony as present while ModemManager runs and has a modem.
     Modems(std::shared_ptr<Bus> bus, PresenceChanged changed);
 
-    // Stops following ModemManager. No callback runs afterwards.
+    // Ends the subscriptions to ModemManager. No callback runs afterwards.
     void Stop();
     // The last state that ModemManager reported. Does not block.
     ModemSlots Get() const;
-    // Reads which modem carries the data, and how. Empty when there is no modem, or no answer. Blocks, at most for the
-    // limit.
+    // Reads the state of the modem that carries the data. Returns an empty MobileLink if there is no modem or no
+    // answer. Blocks, at most for limit.
     MobileLink AskLink(std::chrono::milliseconds limit) const;
     // Reads from the modem whether its radio is on. Blocks, at most BUS_CALL_LIMIT.
     [[nodiscard]] Result<bool> AskRadio(const std::string& modem) const;
@@ -62,10 +62,10 @@ public:
     explicit LinuxCoreService(std::shared_ptr<Modems> modems) : modems_(std::move(modems)) {}
 
     int32_t GetSimState(int32_t slotId, Telephony::SimState& state) override;
-    // A slot that no modem serves has a radio that is off.
+    // The radio of a slot that no modem serves counts as off.
     int32_t GetRadioState(int32_t slotId, const sptr<Telephony::INetworkSearchCallback>& callback) override;
 
-    // New queries are refused. Those under way are answered, as long as the process lives.
+    // Refuses new queries. Accepted queries are still answered.
     void Stop() { stopped_ = true; }
 
 private:

@@ -1,7 +1,8 @@
 // LinuxWifiHotspot: this machine's access point (ability 1121) over NetworkManager. Enabling activates the user's own
-// access-point profile where there is one whose key NetworkManager knows (the one used last), else a temporary one of
-// ours. It turns off what it turned on (share_guard.h), and no hotspot that somebody else turned on. It is also this
-// machine's share (ShareControl). Any thread may call it; the work runs on the Wi-Fi strand (wifi_context.h).
+// access-point profile (the one used last of those whose key NetworkManager knows), or a temporary profile of this
+// daemon if the user has none. The class turns off only a hotspot that it turned on: by a call, or when nobody uses it
+// any more (share_guard.h). It also implements ShareControl. Any thread may call it; the work runs on the Wi-Fi strand
+// (wifi_context.h).
 #pragma once
 
 #include <chrono>
@@ -30,46 +31,48 @@ inline constexpr const char* HOTSPOT_KEY_FILE = "hotspot-key";  // in the state 
 
 struct HotspotOptions {
     std::filesystem::path stateDir;
-    std::string deviceName;  // the SSID is made of it and the network id
+    std::string deviceName;  // the SSID is derived from it and the network id
     std::string networkId;
     HotspotSettings settings;  // of the temporary profile
     ShareLimits limits;
-    // How long a radio that is a station stays one after enabling: the caller's answer may be sent over it.
+    // How long a radio that is connected as a station stays connected after EnableHotspot: the answer to the requesting
+    // device may be sent over it.
     std::chrono::milliseconds switchDelay{500};
     std::function<Result<std::vector<Wifi::ShareStation>>(const std::string& interface)> listStations = ListStations;
 };
 
 class LinuxWifiHotspot : public IPCObjectStub, public Wifi::WifiHotspot, public Wifi::ShareControl {
 public:
-    // Stop() must be called before the last reference goes.
+    // Stop() must be called before the last reference is released.
     LinuxWifiHotspot(std::shared_ptr<WifiContext> context, HotspotOptions options);
     ~LinuxWifiHotspot() override;
 
-    // True from the moment EnableHotspot accepted, and for a hotspot that somebody else turned on.
+    // Sets isActive to true as soon as EnableHotspot has succeeded, and for a hotspot that somebody else turned on.
     int32_t IsHotspotActive(bool& isActive) override;
-    // WIFI_DISABLED while Wi-Fi is switched off. Enabling while a hotspot is on changes nothing.
+    // Returns WIFI_DISABLED while Wi-Fi is switched off. Does nothing if a hotspot is already on.
     int32_t EnableHotspot(Wifi::ServiceType type) override;
-    // WIFI_FAILED when somebody else turned the hotspot on: it stays on.
+    // Returns WIFI_FAILED if somebody else turned the hotspot on: it stays on.
     int32_t DisableHotspot(Wifi::ServiceType type) override;
-    // Returns the configuration of the hotspot that is on, else of the one that enabling would turn on. While
-    // NetworkManager gives no answer: of the one that was turned on here.
+    // Reads the configuration of the hotspot that is on, or of the hotspot that EnableHotspot would turn on. If
+    // NetworkManager does not answer, that of the hotspot that this class turned on.
     int32_t GetHotspotConfig(Wifi::HotspotConfig& config) override;
 
     Wifi::ShareInfo Look() override;
     [[nodiscard]] Result<void> Close(const char* reason) override;
     void SetListener(std::function<void()> changed) override { listener_.Set(std::move(changed)); }
 
-    // Makes a new key for hotspots of ours, and turns off one that is on, because somebody who knows the key may no
-    // longer join. Returns the SSID of the user's own hotspot, whose key stays, or an empty text when enabling would
-    // turn on one of ours. After an error the key is new all the same, unless the error is of the disk. Blocks for
-    // NetworkManager.
+    // Generates a new key for this daemon's own hotspot, and turns that hotspot off if it is on, because a device that
+    // knows the old key may no longer join. If EnableHotspot would turn on the user's own hotspot, whose key does not
+    // change, returns its SSID; else an empty text. If the new key cannot be written, the old key stays; after any
+    // other error the new key is in use. Blocks for NetworkManager.
     [[nodiscard]] Result<std::string> ChangeKey();
 
-    // On the strand: something about the radios has changed; NetworkManager has gone; the battery is low.
+    // These three are called on the strand. OnChanged: something about the radios has changed. OnGone: NetworkManager
+    // has left the bus. OnBatteryLow: the battery is low.
     void OnChanged();
     void OnGone();
     void OnBatteryLow();
-    // Turns off what it turned on, and blocks until that is done.
+    // Turns off the hotspot if this class turned it on. Blocks until that is done, at most WIFI_CALL_LIMIT.
     void Stop();
 
 private:
@@ -85,21 +88,23 @@ private:
 
     // These run on the strand only.
     int32_t Enable(WifiContext::Deadline deadline);
-    // manager: for the calls before the hotspot opens, which the caller's deadline limits.
+    // manager: limited by the caller's deadline; used for the calls before the hotspot is activated.
     int32_t Open(const NetworkManager& manager, const WifiRadio& radio);
     void OpenLater(const WifiRadio& radio);
     void OpenNow(const std::string& radio);
-    // False when NetworkManager did not answer; it is then closed later.
+    // Closes the hotspot if this class opened it. Returns false if NetworkManager did not answer: the hotspot is then
+    // closed later.
     bool CloseOwn(const char* reason);
     void Forget();
-    // Whether the same profile is active again, as after a change of its settings. Then it still is this daemon's.
+    // Whether the same profile is active again with a new activation, as after a change of its settings. The hotspot
+    // then still belongs to this class.
     bool WasRenewed();
     void Guard();
     void GuardLater();
-    // interface: of the hotspot, once it is on the air; else empty.
+    // interface: that of the hotspot; empty until the hotspot is activated.
     void SetOn(bool isOn, const std::string& interface = "");
 
-    // These only read. Any thread may call them.
+    // These functions only read. Any thread may call them.
     [[nodiscard]] Result<Chosen> Choose(const NetworkManager& manager) const;
     // Returns nothing while no hotspot is on.
     [[nodiscard]] static Result<std::optional<Wifi::HotspotConfig>> ConfigInUse(const NetworkManager& manager);
@@ -112,16 +117,16 @@ private:
     mutable Mutex mutex_;
     std::string generatedKey_ GUARDED_BY(mutex_);  // secret
     bool isOn_ GUARDED_BY(mutex_) = false;
-    std::optional<Wifi::HotspotConfig> opened_ GUARDED_BY(mutex_);  // what share_ was opened with; secret
+    std::optional<Wifi::HotspotConfig> opened_ GUARDED_BY(mutex_);  // the configuration of share_; secret
     bool hasStopBegun_ GUARDED_BY(mutex_) = false;
     bool isOpenedHere_ GUARDED_BY(mutex_) = false;
     uint32_t openings_ GUARDED_BY(mutex_) = 0;  // since the start of the daemon
-    std::string interface_ GUARDED_BY(mutex_);  // of the hotspot, once it is on the air
+    std::string interface_ GUARDED_BY(mutex_);  // of the hotspot; empty until it is activated
 
     // Touched on the strand only.
     std::optional<Share> share_;
-    bool isOpening_ = false;      // accepted, waiting for switchDelay
-    bool hasJustOpened_ = false;  // the latest call to enable has turned it on
+    bool isOpening_ = false;      // Enable has succeeded and waits for switchDelay
+    bool hasJustOpened_ = false;  // the latest Enable has turned the hotspot on
     uint32_t openingsSet_ = 0;    // the number of the latest wait for switchDelay
     bool isStopped_ = false;
     ShareGuard guard_;
