@@ -1,7 +1,7 @@
-// Air: what simulated radios share. A folder in which each hotspot that is on has one record, and each station that is
-// connected to one; each side looks for the other's. The key itself never lies in the air: a record holds a proof of
-// it, as hard to turn back as a Wi-Fi handshake that somebody recorded. The functions block on the disk; any thread; no
-// state but the folder's path. Keys and values of the records: docs/files.md.
+// Air: the medium that simulated radios share, which is a folder. Each hotspot that is on and each connected station
+// has one record in it, a file; hotspots and stations find each other by reading the records. A record never contains a
+// Wi-Fi key, only a proof of the key that is as hard to invert as a recorded Wi-Fi handshake. Any thread may use it;
+// calls block on the disk. The only state is the folder's path. Keys and values of the records: docs/files.md.
 #pragma once
 
 #include <cstdint>
@@ -30,7 +30,7 @@ struct AirRecord {
     bool operator==(const AirRecord&) const = default;
 };
 
-// What a station has in the air while it is connected.
+// The record of a station while it is connected.
 struct StationRecord {
     std::string bssid;  // of the hotspot
     std::string macAddress;
@@ -42,7 +42,7 @@ struct StationRecord {
 
 class Air {
 public:
-    // networkId: the device whose radios these are; it is part of its record's file name.
+    // networkId: of the device that these radios belong to; part of the names of its files.
     Air(std::filesystem::path folder, std::string networkId)
         : folder_(std::move(folder)), networkId_(std::move(networkId))
     {
@@ -51,21 +51,21 @@ public:
     const std::filesystem::path& Folder() const { return folder_; }
     const std::string& NetworkId() const { return networkId_; }
 
-    // Puts this device's record into the air, in place of the one before.
+    // Writes this device's hotspot record, in place of the previous one.
     [[nodiscard]] Result<void> Publish(const AirRecord& record) const;
-    // Removes this device's record; none there is fine.
+    // Removes this device's hotspot record. Does nothing if there is none; an error is logged.
     void Withdraw() const;
-    // What other devices have in the air, in order of file name. Damaged records are left out, with a log line each.
+    // Returns the hotspot records of other devices, ordered by file name. A damaged record is logged and left out.
     std::vector<AirRecord> Look() const;
-    // The stations that are connected to this device's hotspot, in order of file name. A record that no daemon holds
-    // (StationPresence) was left by a crash and is left out.
+    // Returns the records of the stations that are connected to this device's hotspot, ordered by file name. A record
+    // that no process has locked (StationPresence) was left by a crash and is left out.
     std::vector<StationRecord> Stations() const;
 
-    // The hotspot's hardware address, locally administered, made from the network id.
+    // The hotspot's hardware address: locally administered, derived from the network id.
     std::string Bssid() const;
-    // The station's hardware address, made in the same way; never the hotspot's.
+    // The station's hardware address: derived in the same way, but never equal to Bssid().
     std::string StationMac() const;
-    // The address that this device gets in every hotspot: "192.168.43.2" to ".254", made from the network id.
+    // The address that this device gets in every hotspot: "192.168.43.2" to ".254", derived from the network id.
     std::string StationAddress() const;
 
 private:
@@ -79,8 +79,9 @@ private:
     std::string networkId_;
 };
 
-// The record of this device as a station. It holds an exclusive lock on the file (flock(2)), which ends with the
-// process, so that a record without a lock is known to be left over. Used by one thread at a time.
+// This device's station record in the air. While the record exists, the object keeps an exclusive lock on its file
+// (flock(2)). The lock ends with the process, so a record without a lock was left by a crash. Used by one thread at a
+// time.
 class StationPresence : public NoCopyable {
 public:
     explicit StationPresence(Air air) : air_(std::move(air)) {}
@@ -91,9 +92,9 @@ public:
         }
     }
 
-    // Puts the record into the air, in place of the one before.
+    // Writes the record, in place of the previous one.
     [[nodiscard]] Result<void> Put(const StationRecord& record);
-    // Removes it, and one that an earlier run left; none there is fine.
+    // Removes the record, including one that an earlier run left. Does nothing if there is none.
     void Remove();
 
 private:
@@ -103,11 +104,12 @@ private:
 
 inline constexpr const char* AIR_ADDRESS_RANGE = "192.168.43.0/24";
 
-// Hex of PBKDF2-HMAC-SHA-256 of key, salted with ssid, 4096 rounds: the passphrase mapping of IEEE 802.11 with a newer
-// hash. Takes some milliseconds. Empty on a failure of the crypto library, which matches no proof.
+// Returns, in hex, PBKDF2-HMAC-SHA-256 of key, salted with ssid, 4096 rounds: the passphrase mapping of IEEE 802.11
+// with a newer hash. Takes some milliseconds. If the crypto library fails, returns an empty text, which equals no
+// proof.
 std::string MakeKeyProof(const std::string& ssid, const std::string& key);
 
-// fileName stands in the error.
+// fileName: named in the error.
 [[nodiscard]] Result<AirRecord> ParseAirRecord(const std::string& json, const std::string& fileName);
 std::string SerializeAirRecord(const AirRecord& record);
 [[nodiscard]] Result<StationRecord> ParseStationRecord(const std::string& json, const std::string& fileName);

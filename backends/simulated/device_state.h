@@ -1,7 +1,8 @@
-// DeviceState: what device-state.json says about a simulated device: screen, battery, SIMs, radios, Wi-Fi and injected
-// faults. The file is input only: whoever changes it replaces it by rename, and a running device follows. One table of
-// keys (device_state_keys.cpp) drives parsing, setting, showing and the documentation. Value types and functions
-// without state; any thread; those that name a folder block on the disk.
+// DeviceState: the content of device-state.json, which describes a simulated device: screen, battery, SIMs, radios,
+// Wi-Fi and injected faults. The file is input of the daemon. A program that changes it must replace it by rename; a
+// running device then reads it again. One table of keys (device_state_keys.cpp) drives parsing, setting, showing and
+// the documentation. Value types and functions without state. Any thread may use them; functions with a folder
+// parameter block on the disk.
 #pragma once
 
 #include <array>
@@ -22,7 +23,7 @@ namespace Vexo::Simulated {
 inline constexpr const char* DEVICE_STATE_FILE = "device-state.json";
 
 enum class HotspotSecurity : int32_t { OPEN = 0, WPA2 = 1, WPA3 = 2 };
-// In the state file and in the air.
+// The names in the state file and in air records.
 inline constexpr NamedValue<HotspotSecurity> SECURITY_NAMES[] = {
     {"open", HotspotSecurity::OPEN}, {"wpa2", HotspotSecurity::WPA2}, {"wpa3", HotspotSecurity::WPA3}};
 inline const char* SecurityName(HotspotSecurity security)
@@ -30,7 +31,7 @@ inline const char* SecurityName(HotspotSecurity security)
     return NameOf(SECURITY_NAMES, security);
 }
 
-// The platform calls that can be given a fault, in the order of PlatformCallName.
+// The platform calls for which a fault can be injected. CALL_NAMES (device_state_keys.cpp) has the same order.
 enum class PlatformCall : size_t {
     HOTSPOT_IS_ACTIVE,
     HOTSPOT_ENABLE,
@@ -41,16 +42,17 @@ enum class PlatformCall : size_t {
     WIFI_CONNECT,
     TELEPHONY_SIM_STATE,
     TELEPHONY_RADIO_STATE,
-    TELEPHONY_RADIO_CALLBACK,  // the answer to a radio state query: its errorCode, its delay; no_answer: not before the
-                               // device stops
+    // The callback of a radio state query: Fault::code is its errorCode, Fault::delay its delay. With Fault::noAnswer,
+    // it is called only when the device stops.
+    TELEPHONY_RADIO_CALLBACK,
     TELEPHONY_CELLULAR_DATA,
     COUNT
 };
-// "hotspot.enable" for HOTSPOT_ENABLE: the key below "faults".
+// Returns the call's key below "faults": "hotspot.enable" for HOTSPOT_ENABLE.
 const char* PlatformCallName(PlatformCall call);
 
-// What a call does instead of working: waits, then answers the code if it is not 0. noAnswer: waits 10 s and answers
-// the interface's own code for a silent radio.
+// What a faulty call does: it waits for delay, then returns code, or works if code is 0. With noAnswer, it waits 10 s
+// and returns the interface's code for a radio that does not answer.
 struct Fault {
     int32_t code = 0;
     std::chrono::milliseconds delay{0};
@@ -58,20 +60,21 @@ struct Fault {
     bool operator==(const Fault&) const = default;
 };
 
-// A saved network of the user's, as the radio sees it.
+// A saved network of the user that a scan finds.
 struct NetworkInReach {
     std::string name;
     uint8_t strengthPercent = 0;
     bool operator==(const NetworkInReach&) const = default;
 };
 
-// Whether this device has internet to share: as its uplinks say, or whatever they say.
+// Whether this device has internet to share. AUTO: if it has an uplink. ON and OFF override that.
 enum class UplinkInternet : uint8_t { AUTO, ON, OFF };
 
-// What the check of a joined network finds out: what the hotspot's record in the air says, or nothing.
+// The result of the online check of a joined network. AIR: what the hotspot's record in the air says. UNKNOWN: no
+// result.
 enum class OnlineCheck : uint8_t { AIR, UNKNOWN };
 
-// The defaults are a healthy phone. Member by member the keys of the file: DescribeDeviceState says what each means.
+// The members are the keys of the file; DescribeDeviceState explains each. The defaults describe a healthy phone.
 struct DeviceState {
     bool screenOn = true;
     bool batteryLow = false;
@@ -83,7 +86,7 @@ struct DeviceState {
     bool stationPresent = true;
     bool hotspotPresent = true;
     std::chrono::milliseconds joinTime{0};
-    std::string hotspotSsid;  // empty: made from the device's name
+    std::string hotspotSsid;  // empty: derived from the device's name
     std::string hotspotKey;   // empty: generated. Secret
     HotspotSecurity hotspotSecurity = HotspotSecurity::WPA2;
     std::chrono::milliseconds hotspotStartTime{0};
@@ -99,7 +102,7 @@ struct DeviceState {
     std::string uplinkTechnology = "4G";
     std::optional<uint8_t> uplinkSignal;
     bool uplinkMetered = true;
-    uint64_t receivedBytes = 0;  // of the connection, by this station
+    uint64_t receivedBytes = 0;  // by this station, over its connection
     uint64_t sentBytes = 0;
     OnlineCheck onlineCheck = OnlineCheck::AIR;
     std::array<Fault, static_cast<size_t>(PlatformCall::COUNT)> faults;
@@ -109,24 +112,25 @@ struct DeviceState {
 };
 
 // Parses a whole file. Keys that are missing keep their defaults. The error names the file, the dotted key, what is
-// wrong with it and what is allowed; it never holds a Wi-Fi key.
+// wrong with it and what is allowed; it never contains a Wi-Fi key.
 [[nodiscard]] Result<DeviceState> ParseDeviceState(const std::string& json,
                                                    const std::string& fileName = DEVICE_STATE_FILE);
 
-// The file's text: every key, faults only where there is one. ParseDeviceState of it gives the same state.
+// Returns the file's text: every key, but only those faults that are set. ParseDeviceState restores the same state from
+// it.
 std::string SerializeDeviceState(const DeviceState& state);
 
 // Sets one key from text as a person types it ("sims.0.state", "ready"). On an error the state is unchanged.
 [[nodiscard]] Result<void> SetByPath(DeviceState& state, std::string_view key, std::string_view value);
 
-// One row of the table of keys, with the value that the state has.
+// One row of the table of keys, with the key's value in a given state.
 struct DeviceStateEntry {
     std::string key;      // "sims.0.state"
-    std::string value;    // as SetByPath takes it; of the Wi-Fi key only "set" or "generated"
+    std::string value;    // as SetByPath accepts it; for the Wi-Fi key only "set" or "generated"
     std::string allowed;  // "on or off", "0 to 60000", …
     std::string help;     // what the key means, one phrase
     bool isDefault = false;
-    bool isText = false;  // else value is JSON: a number, true or false
+    bool isText = false;  // false: value is JSON (a number, true or false)
 };
 std::vector<DeviceStateEntry> DescribeDeviceState(const DeviceState& state);
 

@@ -1,5 +1,6 @@
-// The table of keys of device-state.json, from which everything about a key follows, and the kind of an SSID, for the
-// air too. Used by device_state.cpp and air.cpp only. Constant once made: any thread.
+// The table of keys of device-state.json: name, type, range, default and meaning of each. Also two kinds of JSON values
+// that air records use too. Used by device_state.cpp and air.cpp only. Any thread may use it: the table is constant
+// once created.
 #pragma once
 
 #include <cstdint>
@@ -12,10 +13,11 @@ namespace Vexo::Simulated {
 
 const JsonKeys<DeviceState>& DeviceStateKeys();
 
-// An SSID of least (0 or 1) to 32 bytes of any kind; in JSON they are escaped (EscapeBytes of platform/base/utf8.h).
+// The kind of an SSID: from least (0 or 1) to 32 bytes of any value, which JSON contains escaped (EscapeBytes of
+// platform/base/utf8.h).
 JsonKind<std::string> SsidKind(size_t least);
 
-// A count of bytes, as exact as JSON is.
+// The kind of a byte count: 0 to 2^53, the range in which JSON numbers are exact.
 JsonKind<uint64_t> ByteCountKind();
 
 }  // namespace Vexo::Simulated

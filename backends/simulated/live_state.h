@@ -1,5 +1,5 @@
-// LiveState: the state that a simulated device is in now, shared by its abilities, and the one place where an injected
-// fault takes effect. Any thread.
+// LiveState: the current state of a simulated device, which its abilities share. It also applies the injected faults.
+// Any thread may use it.
 #pragma once
 
 #include <atomic>
@@ -25,13 +25,13 @@ public:
     bool IsJoined() const { return isJoined_; }
     void SetJoined(bool isJoined) { isJoined_ = isJoined; }
 
-    // To be called first by every platform call, with no lock held. Nothing else in a simulated call takes time; a
-    // fault may exceed the call's budget (wifi_budgets.h), as a radio that breaks its promise. Blocks as long as the
-    // call's fault says, and returns what the call must return, or 0 when it goes on. noAnswerCode: the interface's own
-    // code for a silent radio; also what a call gets once the device has stopped, which cuts waits short.
+    // Applies the fault that is injected for that call. Every simulated platform call calls this first, with no lock
+    // held. Blocks for the fault's delay, which may exceed the call's budget (wifi_budgets.h). Returns the code that
+    // the call must return at once, or 0 if the call must continue. noAnswerCode: the interface's code for a radio that
+    // does not answer; also returned once the device has stopped, which ends the delay early.
     int32_t ApplyFault(PlatformCall call, int32_t noAnswerCode);
 
-    // Every call fails from now on. Does not block.
+    // After Stop, ApplyFault returns noAnswerCode for every call. Does not block.
     void Stop();
 
 private:

@@ -1,9 +1,10 @@
-// SimulatedDevice: the simulated backend of one device. It makes the abilities of the table below, registers those that
-// the device has, and follows device-state.json: a change of screen or battery becomes a common event, a radio that
-// comes or goes is registered or removed, everything else is what the abilities answer from then on.
+// SimulatedDevice: the simulated backend of one device. It creates the abilities of the table below, registers those
+// that the device has, and reads device-state.json again at each change. A change of the screen, or a battery that
+// becomes low, is published as a common event. A radio that appears or disappears is registered or removed. All other
+// values are what the abilities return from then on.
 //   3299 common events    4010 telephony    4011 mobile data
 //   1120 Wi-Fi device (wifi.station_present)    1121 Wi-Fi hotspot (wifi.hotspot_present)
-// The host makes one; any thread may use it. What each file key means: DescribeDeviceState in device_state.h.
+// The host creates one; any thread may use it. What each file key means: DescribeDeviceState in device_state.h.
 #pragma once
 
 #include <chrono>
@@ -29,9 +30,9 @@ namespace Vexo::Simulated {
 
 struct SimulatedDeviceOptions {
     std::filesystem::path stateDir;  // where device-state.json is; created when missing
-    std::filesystem::path airDir;    // shared with the devices that are to meet; created when missing
+    std::filesystem::path airDir;    // shared with the devices in radio range; created when missing
     std::string deviceName;
-    std::string networkId;                 // 4 to 64 letters and digits; names this device's record in the air
+    std::string networkId;                 // 4 to 64 letters and digits; part of the names of its air records
     sptr<ISystemAbilityManager> registry;  // null: the process's own
     std::chrono::milliseconds searchLimit = SEARCH_LIMIT;
     std::chrono::milliseconds noAnswerLimit = NO_ANSWER_LIMIT;
@@ -39,26 +40,26 @@ struct SimulatedDeviceOptions {
 
 class SimulatedDevice : public NoCopyable {
 public:
-    // Blocks until the abilities are registered. A missing state file is written with the defaults; a damaged one is
-    // left as it is, logged, and the defaults hold until it is replaced. The error names the folder, or what is wrong
-    // with an option.
+    // Blocks until the abilities are registered. A missing state file is written with the defaults. A damaged one is
+    // logged and left as it is; the defaults apply until it is replaced. The error names the folder, or the option that
+    // is wrong.
     [[nodiscard]] static Result<std::unique_ptr<SimulatedDevice>> Start(const SimulatedDeviceOptions& options);
-    // Stops, and removes its abilities from the registry.
+    // Calls Stop and removes the abilities from the registry.
     ~SimulatedDevice();
 
-    // Takes the hotspot out of the air, ends attempts, connections, faults in progress and radio queries. The abilities
-    // stay registered and refuse work. Blocks for what runs on this device's strands; a second call does nothing.
+    // Turns the hotspot off, and ends attempts, connections, delays of faults and radio queries. The abilities stay
+    // registered but refuse work. Blocks for the work that runs on this device's strands. A second call does nothing.
     void Stop();
 
     // Changes the key of the hotspot (SimulatedHotspot::ChangeKey). Any thread.
     std::string ChangeHotspotKey() { return hotspot_->ChangeKey(); }
 
-    // Any thread. Valid for this object's life.
+    // Any thread may use them. The references are valid during the life of this object.
     Wifi::ShareControl& Share() { return *hotspot_; }
     Wifi::StationControl& Station() { return *station_; }
     Network::NetworkMonitor& Network() { return network_; }
 
-    // What the state file said last. Any thread.
+    // Returns the state that was last read from the file. Any thread may call it.
     std::shared_ptr<const DeviceState> State() const { return live_->Get(); }
 
 private:
@@ -73,9 +74,10 @@ private:
 
     [[nodiscard]] Result<void> Begin();
     // These run on reloads_ only.
-    // The state in the file; none when it is damaged, which is logged once.
+
+    // Reads the state from the file. Returns nothing if the file is damaged, which is logged once.
     std::optional<DeviceState> Read();
-    // Brings the device in line with the file.
+    // Reads the file and applies what has changed.
     void Follow();
     void LeaveByHand();
     void PublishChanges(const DeviceState& before, const DeviceState& after);
@@ -92,7 +94,7 @@ private:
     const sptr<SimulatedHotspot> hotspot_;
     SimulatedNetwork network_;  // own synchronisation
 
-    // Touched on reloads_ only, and before and after its life.
+    // Touched on reloads_, by the constructor and by the destructor only.
     std::vector<Ability> abilities_;
     std::string lastComplaint_;
 

@@ -1,6 +1,6 @@
-// SimulatedHotspot: the access point of a simulated device (ability 1121), as requests and as its sharing use it. On
-// means: this device has a record in the air. Any thread may call it; the air is written on a strand of its own, so
-// that no call of WifiHotspot waits for the disk.
+// SimulatedHotspot: the access point of a simulated device (ability 1121); it also implements ShareControl. While the
+// hotspot is on, this device has a hotspot record in the air (air.h). Any thread may call it. A strand of this class
+// writes the record, so that no call of WifiHotspot waits for the disk.
 #pragma once
 
 #include <chrono>
@@ -24,33 +24,35 @@ namespace Vexo::Simulated {
 
 class SimulatedHotspot : public IPCObjectStub, public Wifi::WifiHotspot, public Wifi::ShareControl {
 public:
-    // A key is generated now and used while the state names none. Stop() must be called before the last reference goes.
+    // Generates a key, which is used while the device's state contains none. Stop() must be called before the last
+    // reference is released.
     SimulatedHotspot(std::shared_ptr<LiveState> live, Air air, std::string deviceName,
                      Tasks::Timers& timers = Tasks::Timers::System());
     ~SimulatedHotspot() override;
 
-    // True from the moment EnableHotspot accepted, though the record may still be on its way.
+    // Sets isActive to true as soon as EnableHotspot has succeeded, even if the record is not in the air yet.
     int32_t IsHotspotActive(bool& isActive) override;
-    // WIFI_DISABLED while Wi-Fi is switched off. Enabling an active hotspot changes nothing.
+    // Returns WIFI_DISABLED while Wi-Fi is switched off. Does nothing if the hotspot is already on.
     int32_t EnableHotspot(Wifi::ServiceType type) override;
     int32_t DisableHotspot(Wifi::ServiceType type) override;
-    // Also while the hotspot is off.
+    // Succeeds also while the hotspot is off.
     int32_t GetHotspotConfig(Wifi::HotspotConfig& config) override;
 
-    // Makes a new key for this run; a hotspot that is on goes on with it. Returns the SSID when the state names a key,
-    // which stays, else an empty text.
+    // Generates a new key for this run. A hotspot that is on stays on with the new key. If the device's state contains
+    // a key, that key does not change and its SSID is returned; else an empty text.
     std::string ChangeKey();
 
-    // On when this device starts, by somebody else, whatever faults the calls have.
+    // Turns the hotspot on when the device starts, as if somebody else had turned it on. Injected faults do not apply.
     void StartActive() { TurnOn(false); }
 
     Wifi::ShareInfo Look() override;
     [[nodiscard]] Result<void> Close(const char* reason) override;
     void SetListener(std::function<void()> changed) override { listener_.Set(std::move(changed)); }
 
-    // To be called after the live state or the device's uplink changed: the air follows.
+    // Call after the live state or the device's uplink has changed: updates the record, or turns the hotspot off if
+    // Wi-Fi is off.
     void OnStateChanged();
-    // Off for good; returns when the record is out of the air.
+    // Turns the hotspot off for good. Blocks until the record is removed.
     void Stop();
 
 private:
@@ -62,11 +64,11 @@ private:
     };
 
     void TurnOn(bool isOpenedHere);
-    // reason: of ShareClosed, for a hotspot that was opened here; null when this daemon is not who turns it off.
+    // reason: a name of ShareClosed, reported if this daemon opened the hotspot; null: nothing is reported.
     void TurnOff(const char* reason);
     Settings CurrentSettings() const;
     AirRecord MakeRecord();
-    // Brings the air in line with what is wanted; on strand_ only.
+    // Writes or removes the record, as the hotspot's state requires. Runs on strand_ only.
     void Refresh();
 
     const std::shared_ptr<LiveState> live_;
@@ -85,7 +87,7 @@ private:
 
     // Touched on strand_ only.
     std::optional<AirRecord> published_;
-    Settings proven_;  // what proof_ was made of; making one is slow
+    Settings proven_;  // the input of proof_, which is slow to compute
     std::string proof_;
 
     Tasks::ChangeListener listener_;  // own synchronisation

@@ -1,4 +1,5 @@
-// SimulatedNetwork: what a simulated device knows about its networks, by its state file and the air. Any thread.
+// SimulatedNetwork: the NetworkMonitor of a simulated device, which reads the device's state and the air. Any thread
+// may use it.
 #pragma once
 
 #include <functional>
@@ -24,16 +25,16 @@ public:
     Network::NetworkSituation Situation() override;
     // The scan finishes at once.
     void RequestScan() override { OnStateChanged(); }
-    // Without a record of the hotspot it waits for one until the deadline.
+    // If the joined hotspot has no record in the air, waits for one until the deadline.
     Network::OnlineVerdict CheckOnline(const Wifi::JoinedNetwork& network, SteadyTime deadline,
                                        const std::function<bool()>& isCancelled) override;
     void SetListener(std::function<void()> changed) override { listener_.Set(std::move(changed)); }
 
-    // To be called after the live state changed, which counts as a finished scan.
+    // Call after the live state has changed. Counts as a finished scan.
     void OnStateChanged();
-    // To be called after this device joined or left a hotspot.
+    // Call after this device has joined or left a hotspot.
     void OnStationChanged() { listener_.Notify(); }
-    // Ends checks: their verdict is UNKNOWN.
+    // Ends checks that wait for a record, with the verdict UNKNOWN.
     void Stop();
 
 private:

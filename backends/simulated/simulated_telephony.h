@@ -1,5 +1,6 @@
 // SimulatedCoreService (ability 4010) and SimulatedCellularData (4011): the SIMs and modems of a simulated device. Any
-// thread may call them; a radio state answer comes on a strand of its own, exactly once for each accepted query.
+// thread may call them. The callback of a radio state query runs on a pool thread, never inside the call, and exactly
+// once for each accepted query.
 #pragma once
 
 #include <cstdint>
@@ -17,14 +18,14 @@ namespace Vexo::Simulated {
 
 class SimulatedCoreService : public IPCObjectStub, public Telephony::ICoreService {
 public:
-    // Stop() must be called before the last reference goes.
+    // Stop() must be called before the last reference is released.
     explicit SimulatedCoreService(std::shared_ptr<LiveState> live) : live_(std::move(live)) {}
     ~SimulatedCoreService() override;
 
     int32_t GetSimState(int32_t slotId, Telephony::SimState& state) override;
     int32_t GetRadioState(int32_t slotId, const sptr<Telephony::INetworkSearchCallback>& callback) override;
 
-    // Queries still open are answered with TELEPHONY_NO_ANSWER, new ones are refused. Does not wait for the callbacks.
+    // Answers open queries with TELEPHONY_NO_ANSWER and refuses new ones. Does not block for the callbacks.
     void Stop();
 
 private:

@@ -1,9 +1,9 @@
-// SimulatedWifiDevice: the station of a simulated device (ability 1120), also as StationControl. An attempt to connect
-// looks for the hotspot in the air until it is there and compares security and key; a connection lasts as long as the
-// hotspot's record does. While it looks or is connected a watcher of the air folder tells of changes, so nothing polls.
-// Any thread may call it; looking runs on a strand of its own. Each end of an attempt and of a connection publishes a
-// connectivity event of type WIFI: CONNECTED, FAILED or DISCONNECTED. An attempt that a newer one replaced ends
-// silently.
+// SimulatedWifiDevice: the station of a simulated device (ability 1120); it also implements StationControl. An attempt
+// to connect searches the air (air.h) until the hotspot's record appears, then compares security and key. A connection
+// lasts as long as that record. During an attempt or a connection, a watcher of the air folder reports changes, so
+// nothing polls. Any thread may call it; the air is read on a strand of this class. Each end of an attempt and of a
+// connection publishes a connectivity event of type WIFI: CONNECTED, FAILED or DISCONNECTED. An attempt that a newer
+// one replaced ends silently.
 #pragma once
 
 #include <chrono>
@@ -30,12 +30,12 @@
 
 namespace Vexo::Simulated {
 
-// How long an attempt looks for a hotspot that is not there.
+// How long an attempt searches for a hotspot that is not in the air.
 inline constexpr std::chrono::seconds SEARCH_LIMIT{5};
 
 class SimulatedWifiDevice : public IPCObjectStub, public Wifi::WifiDevice, public Wifi::StationControl {
 public:
-    // events: where connectivity events are published. Stop() must be called before the last reference goes.
+    // events: publishes the connectivity events. Stop() must be called before the last reference is released.
     SimulatedWifiDevice(std::shared_ptr<LiveState> live, Air air, sptr<EventFwk::ICommonEventService> events,
                         std::chrono::milliseconds searchLimit = SEARCH_LIMIT,
                         Tasks::Timers& timers = Tasks::Timers::System());
@@ -43,7 +43,7 @@ public:
 
     int32_t GetDeviceConfigs(std::vector<Wifi::WifiDeviceConfig>& configs, bool isCandidate) override;
     int32_t AddDeviceConfig(const Wifi::WifiDeviceConfig& config, int& networkId, bool isCandidate) override;
-    // With an empty SSID, the stored configuration of config.networkId is meant.
+    // If the SSID is empty, uses the stored configuration config.networkId.
     int32_t ConnectToDevice(const Wifi::WifiDeviceConfig& config) override;
 
     Wifi::WifiLinkInfo GetLinkInfo() override { return station_.LinkInfo(); }
@@ -56,41 +56,46 @@ public:
     std::optional<Wifi::JoinedNetwork> Joined() override;
     [[nodiscard]] Result<Wifi::LeftNetwork> Leave(uint32_t attempt, std::chrono::milliseconds limit) override;
 
-    // What the hotspot that this attempt has joined has in the air. Blocks for the disk.
+    // Returns the record of the hotspot that this attempt has joined; nothing if the attempt is not connected, or the
+    // record is gone. Blocks on the disk.
     std::optional<AirRecord> JoinedHotspot(uint32_t attempt);
-    // changed is called after a hotspot was joined or left. As NetworkMonitor::SetListener otherwise.
+    // changed is called after a hotspot was joined or left. Otherwise as NetworkMonitor::SetListener.
     void SetListener(std::function<void()> changed) { listener_.Set(std::move(changed)); }
 
-    // To be called after the live state changed: Wi-Fi that is off or gone ends attempt and connection.
+    // Call after the live state has changed. Ends the attempt or the connection if Wi-Fi is off or the radio was
+    // removed.
     void OnStateChanged();
-    // Ends attempt, connection and waits, silently; returns when nothing of it runs any more.
+    // Ends the attempt, the connection and waiting calls without an event. Blocks until no work runs on the strand.
     void Stop();
 
 private:
-    // What the air has under the name of a network.
+    // The record with a given SSID, if the air contains one.
     struct Sighting {
         bool isVisible = false;
         AirRecord record;
-        std::optional<Wifi::LinkEnd> mismatch{};  // why it cannot be joined
+        std::optional<Wifi::LinkEnd> mismatch{};  // why the network cannot be joined
     };
 
     bool PostLook();
-    // Looks into the air and moves the station on; these run on strand_ only.
+    // These run on strand_ only.
+
+    // Reads the air and advances the state of the station.
     void Look();
     void LookWhileConnecting(const Wifi::Station::Join& join, const Sighting& sighting);
     Sighting Sight(const Wifi::WifiDeviceConfig& wanted);
     std::optional<Wifi::LinkEnd> MismatchOf(const Wifi::WifiDeviceConfig& wanted, const AirRecord& record);
     void LookAgainIn(std::chrono::microseconds delay);
     void OnJoined(const Wifi::Station::Join& join, const AirRecord& hotspot);
-    // Puts this device's record into the air unless it is there.
+    // Writes this device's station record, unless the air already has the same.
     void PutRecord(const std::string& bssid);
-    // Takes this device's record out of the air; whether there was one. Joined() follows the state of station_.
+    // Removes this device's station record. Returns whether a hotspot was joined. joined_ stays: Joined() checks the
+    // state of station_.
     bool ClearJoined();
-    // Ends that attempt, as a person's wish; false when it is not the latest or has ended.
+    // Ends that attempt or its connection on request. Returns false if it is not the latest, or has already ended.
     bool EndByWish(uint32_t attempt);
     void StopLooking();
     bool StartWatching();
-    // Does nothing once a newer attempt has begun.
+    // Removes the station record and ends the attempt. Publishes nothing if a newer attempt has begun.
     void End(uint32_t attempt, const Wifi::LinkEnd& end);
     void Publish(Wifi::WifiLinkState state);
 
@@ -104,15 +109,15 @@ private:
     bool stopped_ = false;
     std::unique_ptr<FolderWatcher> watcher_;
     Tasks::Timer timer_;
-    SteadyTime joinedAt_;     // when the attempt that is JOINING has joined
-    std::string provenSsid_;  // what proof_ was made of; making one is slow
+    SteadyTime joinedAt_;     // when the state JOINING is over
+    std::string provenSsid_;  // the input of proof_, which is slow to compute: SSID and key
     std::string provenKey_;
     std::string proof_;
     StationPresence presence_;
-    std::optional<StationRecord> record_;  // that is in the air
+    std::optional<StationRecord> record_;  // the one that is in the air
 
     Mutex mutex_;
-    std::optional<Wifi::JoinedNetwork> joined_ GUARDED_BY(mutex_);  // by the latest attempt that joined one
+    std::optional<Wifi::JoinedNetwork> joined_ GUARDED_BY(mutex_);  // by the latest attempt that has joined a network
     std::string joinedBssid_ GUARDED_BY(mutex_);
 
     Wifi::Station station_;           // own synchronisation

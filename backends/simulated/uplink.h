@@ -1,4 +1,5 @@
-// What a simulated device can share, by its state file. Pure functions; any thread.
+// Derives from the state of a simulated device what it can share through its hotspot. Pure functions. Any thread may
+// use them.
 #pragma once
 
 #include "backends/simulated/device_state.h"
@@ -6,7 +7,8 @@
 
 namespace Vexo::Simulated {
 
-// isJoined: this device has joined a hotspot, for which it left the user's own Wi-Fi.
+// Whether the device is connected to the user's own Wi-Fi. isJoined: it has joined a hotspot, and has left the user's
+// own Wi-Fi for that.
 bool IsOnOwnWifi(const DeviceState& state, bool isJoined);
 Network::Uplink UplinkOf(const DeviceState& state, bool isJoined);
 
