@@ -8,10 +8,11 @@ namespace Vexo::Linux {
 namespace {
 
 constexpr const char* ADVERTISEMENT_PATH = "/distnet/advertisement";
-// Of the process: channels that share a connection to the bus need paths of their own on it.
+// One counter for the process: channels that share a connection to the bus need different paths.
 std::atomic<uint64_t> lastAdvertisement{0};
 
-// A device that scans hears an advertisement within a second or two. A shorter interval costs power all day.
+// With this interval a scanning device receives an advertisement within two seconds. A shorter one would cost more
+// power.
 constexpr uint32_t MIN_INTERVAL_MS = 1000;
 constexpr uint32_t MAX_INTERVAL_MS = 1200;
 
@@ -31,7 +32,7 @@ Result<void> BluetoothAdvertiser::Update(const std::string& adapter, const std::
     }
     Result<Advertisement> made = Register(adapter, *data);
     if (!made && current_) {
-        // A controller with one slot has room for the new one only when the old one has gone.
+        // A controller with one slot accepts the new advertisement only after the old one has ended.
         Withdraw();
         made = Register(adapter, *data);
     }
@@ -69,7 +70,7 @@ Result<BluetoothAdvertiser::Advertisement> BluetoothAdvertiser::Register(const s
 
 void BluetoothAdvertiser::Unregister(const std::string& adapter, const std::string& path)
 {
-    // BlueZ refuses to end an advertisement that has already ended.
+    // The error is ignored: BlueZ reports one for an advertisement that has already ended.
     static_cast<void>(bluez_.CallAtEnd({BLUEZ, adapter, BLUEZ_ADVERTISING_MANAGER}, "UnregisterAdvertisement",
                                        sdbus::ObjectPath(path)));
 }

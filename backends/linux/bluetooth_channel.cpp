@@ -28,7 +28,7 @@ constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Bluetooth"}
 constexpr milliseconds SHORTEST_PAUSE{1};
 constexpr milliseconds FIRST_RETRY{1000};
 constexpr milliseconds LONGEST_RETRY{60'000};
-// Stands for an unknown address. The transport takes it for any adapter.
+// The address of an adapter until BlueZ reports it. The transport then uses any adapter.
 constexpr const char* ANY_ADDRESS = "00:00:00:00:00:00";
 
 struct Adapter {
@@ -39,7 +39,7 @@ struct Adapter {
     std::string addressType = "public";
 };
 
-// The adapter's name ("hci0") in BlueZ's path.
+// Returns the adapter's name ("hci0") from BlueZ's path.
 std::string NameOf(const std::string& path)
 {
     return path.substr(path.rfind('/') + 1);
@@ -75,7 +75,7 @@ public:
     void Announce(const std::string& token);
     std::shared_ptr<void> Seek();
     bool CanAnnounce() const { return canAnnounce_; }
-    // Call once, before an activity that was started is destroyed.
+    // After Start, must be called once before the activity is destroyed.
     void Stop();
 
 private:
@@ -91,12 +91,12 @@ private:
     [[nodiscard]] Result<void> ListAdapters();
     // Returns the adapter in use, or the end of the map while no adapter is on.
     std::map<std::string, Adapter>::const_iterator ChooseAdapter() const;
-    // Brings advertising and scanning in line with the token, the adapters and the time.
+    // Starts and stops advertising and scanning, as the token, the adapters and the time require.
     void Update();
     void ClaimUpkeep();
     void UpdateState(const Result<void>& done);
     BluetoothState StateOfAdapters(const Result<void>& done) const;
-    // Arms the timer for what the scanner and the radio links wait for.
+    // Arms the timer for the next Update that the scanner or the radio links need, after at least shortest.
     void UpdateLater(milliseconds shortest);
     void RetryLater();
     Tasks::Timer CallAfter(milliseconds pause, void (Activity::*work)());
@@ -110,7 +110,7 @@ private:
     DaemonCalls bluez_;
     std::atomic<bool> isReady_{false};  // an adapter is on
     std::atomic<bool> canAnnounce_{false};
-    std::atomic<int> seekings_{0};  // that live
+    std::atomic<int> seekings_{0};  // how many handles exist
 
     // Touched on strand_ only.
     BluetoothAdvertiser advertiser_;
@@ -125,7 +125,7 @@ private:
     milliseconds pause_{0};
     Tasks::Timer retry_;
     Tasks::Timer updateTimer_;
-    SteadyTime nextUpdate_ = SteadyTime::max();  // when it is due
+    SteadyTime nextUpdate_ = SteadyTime::max();  // when updateTimer_ is due
     bool isRetrying_ = false;
 
     Tasks::Strand strand_;  // own synchronisation
@@ -181,7 +181,7 @@ void Activity::Announce(const std::string& token)
     });
 }
 
-// A handle: the channel scans while one lives.
+// A handle of Seek: the channel scans while one exists.
 class Activity::Seeking : public NoCopyable {
 public:
     explicit Seeking(Activity& activity) : activity_(activity.weak_from_this()) { ++activity.seekings_; }
@@ -365,7 +365,7 @@ BluetoothState Activity::StateOfAdapters(const Result<void>& done) const
                 "Switch it on: rfkill unblock bluetooth; bluetoothctl power on"};
     }
     if (!done) {
-        // Only the error's name: the rest of the message may repeat what was sent.
+        // Shows only the error's name, because the rest of the message may repeat what was sent.
         return {{false, "BlueZ refuses to announce this device or to scan, which is tried again: " +
                             BusErrorName(done.error())},
                 "journalctl -u bluetooth says why; systemctl restart bluetooth"};

@@ -54,7 +54,7 @@ void BluetoothRadioLinks::End()
     EndLinks(devices, {std::chrono::milliseconds(200), std::chrono::milliseconds(10)});
 }
 
-// Leaves out a device that is used again, and one that is paired: its links are the user's own.
+// Leaves out devices that are in use again, and paired devices, whose radio links are the user's own.
 void BluetoothRadioLinks::EndLinks(const std::set<std::string>& devices, const Limits& limits)
 {
     const auto isUsed = [this](const std::string& device) { return shared_->IsUsed(device); };

@@ -13,12 +13,12 @@ namespace {
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Bluetooth"};
 
-// How long a device is kept after a scan. A device changes its address from time to time, which is heard only during a
-// scan.
+// How long a device is kept after it was last heard. A device changes its address from time to time, and only a scan
+// finds the new address.
 constexpr std::chrono::seconds KEPT{30};
 constexpr size_t MAX_DEVICES = 64;
 
-// Returns nothing for a device without service data of our form.
+// Returns nothing if the device has no service data of the form in bluetooth_address.h.
 std::optional<BluetoothServiceData> OwnServiceData(const sdbus::Variant& serviceData)
 {
     const auto byUuid = ValueOf<PropertyMap>(serviceData);
@@ -32,7 +32,7 @@ void BluetoothScanner::UseAdapter(const std::string& adapter)
     if (adapter == adapter_) {
         return;
     }
-    // An adapter that was removed or switched off has ended its scan. One that is still on must be told to stop.
+    // The error is ignored: an adapter that was removed or switched off has already ended its scan.
     if (isScanning_) {
         static_cast<void>(StopScan());
     }
@@ -86,7 +86,7 @@ std::optional<SteadyTime> BluetoothScanner::NextUpdate() const
 Result<void> BluetoothScanner::StartScan()
 {
     const BusObject adapter{BLUEZ, adapter_, BLUEZ_ADAPTER};
-    // A filter of UUIDs would not match service data.
+    // The filter contains no UUIDs: BlueZ does not match them against service data.
     const PropertyMap filter{{"Transport", sdbus::Variant(std::string("le"))},
                              {"DuplicateData", sdbus::Variant(false)}};
     if (Result<void> filtered = bluez_.Call(adapter, "SetDiscoveryFilter", filter); !filtered) {
@@ -97,7 +97,7 @@ Result<void> BluetoothScanner::StartScan()
     if (!started) {
         return started;
     }
-    // BlueZ sends no signal for a device that it already knows.
+    // BlueZ sends no signal for devices that it already knows, so they are listed.
     Result<BluezObjects> objects = bluez_.Call<BluezObjects>(BLUEZ_OBJECTS, "GetManagedObjects");
     if (!objects) {
         return Failure(objects.error());
@@ -113,7 +113,7 @@ Result<void> BluetoothScanner::StartScan()
 Result<void> BluetoothScanner::StopScan()
 {
     Result<void> stopped = bluez_.CallAtEnd({BLUEZ, adapter_, BLUEZ_ADAPTER}, "StopDiscovery");
-    // BlueZ refuses when there is no scan.
+    // Any other error means that no scan runs.
     isScanning_ = !stopped && IsNoAnswer(stopped.error());
     return isScanning_ ? stopped : Result<void>();
 }

@@ -19,13 +19,15 @@ namespace {
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Bluetooth"};
 
-// The pause when no descriptor is free. The connection stays in the kernel's queue, so a retry at once would spin.
+// The pause after accepting has failed, as when no descriptor is free. The connection stays in the kernel's queue, so
+// retrying at once would spin.
 constexpr std::chrono::milliseconds ACCEPT_PAUSE{100};
 
-// The wake of a device is soon followed by a session with it, over a second channel. That channel is opened at once,
-// because some hundred milliseconds later BlueZ opens channels of its own on both sides of a new radio link: where two
-// of them carry the same identifier, kernel 6.1 takes one for the other, and for up to 40 s refuses the next new
-// channel. A spare channel is closed before the peer misses the proof on it.
+// How long an unused spare channel stays open. A device that is woken over a first channel soon gets a session over a
+// second one. The second channel, the spare, is opened right after the first: some hundred milliseconds later BlueZ
+// opens channels of its own on both sides of a new radio link. If two of those have the same identifier, kernel 6.1
+// confuses them and rejects new channels for up to 40 s. The peer closes a channel without a proof after 5 s
+// (LimitsOfAdmission).
 constexpr std::chrono::milliseconds SPARE_TIME{4000};
 
 Failure FailureOf(const std::string& what, int number)
@@ -43,7 +45,8 @@ Failure ListenFailure(int number)
 
 }  // namespace
 
-// One connect: ends by completion or by the limit. The kernel itself waits forever for a device that is not there.
+// One attempt to connect. Ends when the kernel completes it, or at the limit: the kernel itself waits for ever for an
+// absent device.
 class BluetoothTransport::Attempt : public std::enable_shared_from_this<Attempt> {
 public:
     Attempt(asio::io_context& reactor, L2capSockets& sockets, std::string address)
@@ -56,7 +59,7 @@ public:
     {
         done_ = std::move(done);
         if (const Result<BluetoothAddress> to = ParseBluetoothAddress(address_)) {
-            // An attempt that fails may leave a radio link too.
+            // Counted even if the attempt fails, because a failed attempt may leave a radio link.
             use_ = shared.AddUse(DeviceOf(*to), BluetoothShared::OpenedBy::THIS_DEVICE);
         }
         if (Result<void> begun = Begin(shared.Adapter()); !begun) {
@@ -230,9 +233,9 @@ void BluetoothTransport::OnAccepted(UniqueFd socket, const BluetoothAddress& fro
 {
     const int unit = sockets_.SendUnit(socket.Get());
     if (unit < 0) {
-        return;  // the peer has left again
+        return;  // the peer has already disconnected
     }
-    // One link that fails must not end accepting.
+    // An exception of one connection must not end accepting.
     QuviewDFX::RunGuarded(LABEL, "accepting", [&] {
         accepted_(Stream{std::move(socket), static_cast<size_t>(unit),
                          shared_->AddUse(DeviceOf(from), BluetoothShared::OpenedBy::OTHER)},

@@ -7,7 +7,7 @@
 namespace Vexo::Linux {
 namespace {
 
-// The D-Bus errors that code decides by (sd-bus-errors(3)), without their common beginning.
+// The D-Bus errors that have an ErrorCode of their own (sd-bus-errors(3)), without their common prefix.
 struct BusErrorCode {
     const char* name;
     ErrorCode code;

@@ -171,7 +171,7 @@ void Bus::Loop::Send(const std::shared_ptr<PendingCall>& call)
         return;
     }
     const auto entry = calls_.insert(calls_.end(), call);
-    // The entry is valid as long as the callback exists: the proxy, which owns the callback, ends with the entry.
+    // entry is valid as long as the callback exists: the proxy owns the callback and is destroyed with the entry.
     const auto onAnswer = [this, entry](sdbus::MethodReply& reply, const sdbus::Error* error) {
         finished_.splice(finished_.end(), calls_, entry);
         const std::shared_ptr<PendingCall>& answered = *entry;

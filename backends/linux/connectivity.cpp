@@ -26,7 +26,7 @@ constexpr std::array<std::pair<uint32_t, NetType>, 10> DEVICE_TYPES{{
     {9, NetType::OTHER},      // InfiniBand
     {12, NetType::OTHER},     // ADSL
     {16, NetType::VPN},       // TUN
-    {20, NetType::ETHERNET},  // veth, a container's way out
+    {20, NetType::ETHERNET},  // veth, a container's network interface
     {29, NetType::VPN},       // WireGuard
     {31, NetType::OTHER},     // VRF
 }};
@@ -100,7 +100,7 @@ Connectivity::Connectivity(std::shared_ptr<Bus> bus, PresenceChanged changed, St
             Tell();
             if (const NetConnState now = NetConnStateOfVpn(state);
                 now == NetConnState::FAILED || now == NetConnState::DISCONNECTED) {
-                // Its object is removed without another signal.
+                // The VPN connection's object is removed without another signal.
                 links_.erase(path);
             }
         });
@@ -138,13 +138,13 @@ void Connectivity::ReadDevice(const std::string& path, std::optional<uint32_t> t
 {
     const Result<PropertyMap> device = bus_->GetProperties({NETWORK_MANAGER, path, NM_DEVICE_INTERFACE});
     if (!device) {
-        return;  // it has gone meanwhile
+        return;  // the device was removed meanwhile
     }
     const std::optional<NetType> type = NetTypeOf(ValueIn<uint32_t>(device.value(), "DeviceType"));
     if (!type) {
         return;
     }
-    // The signal's state counts: when the property is read, a failure may already have passed.
+    // The signal's state comes first: the property may already have changed again, as after a failure.
     NetConnState state = NetConnStateOf(toldState.value_or(ValueIn<uint32_t>(device.value(), "State")));
     if (type == NetType::WIFI && RankOf(state) > RankOf(NetConnState::IDLE)) {
         const Result<uint32_t> mode =

@@ -9,7 +9,7 @@ namespace {
 
 constexpr std::chrono::milliseconds ASK_AGAIN{50};
 
-// The name is taken, but the object or its interface is not there yet.
+// Whether the daemon has its name, but has not exported the object or its interface yet.
 bool IsEarly(const Error& error)
 {
     return error.code == ErrorCode::NOT_FOUND || error.code == ErrorCode::INVALID_ARGUMENT;

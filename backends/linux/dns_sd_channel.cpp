@@ -43,7 +43,7 @@ public:
     [[nodiscard]] Result<void> Start(const std::string& token);
     void Announce(const std::string& token);
     bool CanAnnounce() const { return canAnnounce_; }
-    // Call once, before an activity that was started is destroyed.
+    // After Start, must be called once before the activity is destroyed.
     void Stop();
 
 private:
@@ -51,13 +51,14 @@ private:
     // These run on strand_ only.
     void OnService(bool isThere);
     void OnGroupChanged(const std::string& path, int32_t state, const std::string& error);
-    // Brings what is published and browsed in line with the token and the addresses.
+    // Publishes and browses, as the token and this machine's addresses require.
     void Update();
     void RetryUnless(const Result<void>& done);
     void RetryLater();
 
-    // These run on any thread.
+    // Runs on any thread.
     void PostOrLog(Tasks::Work work, const char* purpose);
+    // Runs on strand_ only.
     void Retry();
 
     const std::shared_ptr<Bus> bus_;
@@ -88,7 +89,7 @@ Result<void> Activity::Start(const std::string& token)
     }
     lanWatcher_ = std::move(watcher).value();
     Announce(token);
-    // Subscribed before any call: Avahi sends signals as soon as their object exists.
+    // Subscriptions come before any call, because Avahi sends signals as soon as their object exists.
     subscriptions_.push_back(
         bus_->OnSignal<int32_t, std::string>(strand_, {AVAHI, "", AVAHI_ENTRY_GROUP}, "StateChanged",
                                              [this](const std::string& path, int32_t state, const std::string& error) {
@@ -176,7 +177,7 @@ void Activity::OnGroupChanged(const std::string& path, int32_t state, const std:
 
 void Activity::Update()
 {
-    // IsStopped first: Stop may end the publisher and the browser on another thread, and isThere_ with them.
+    // IsStopped is read first: if the strand has no thread, Stop writes isThere_ on another thread.
     if (avahi_.IsStopped() || !isThere_) {
         return;
     }
@@ -189,7 +190,7 @@ void Activity::Update()
     canAnnounce_ = published && publisher_.HasAddress(lan.value());
     const Result<void> browsed = browser_.Update(lan.value());
     RetryUnless(published ? browsed : published);
-    // What is pending may still fail.
+    // A pending publication or browser may still fail.
     if (published && browsed && !publisher_.IsPending() && !browser_.IsPending()) {
         hasLoggedFailure_ = false;
         pause_ = milliseconds(0);

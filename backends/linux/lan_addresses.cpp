@@ -56,7 +56,7 @@ AddressBytes BytesOf(const std::string& text)
     return ::inet_pton(isIpv6 ? AF_INET6 : AF_INET, text.c_str(), bytes.data()) == 1 ? bytes : AddressBytes();
 }
 
-// Of IPv6: global (2000::/3) and unique-local (fc00::/7).
+// IPv6 addresses must be global (2000::/3) or unique-local (fc00::/7).
 bool IsUsable(const AddressBytes& bytes)
 {
     if (bytes.size() == IPV4_BYTES) {
@@ -77,7 +77,7 @@ std::optional<LanAddress> LanAddressOf(const ifaddrs& entry)
     std::array<char, INET6_ADDRSTRLEN> text{};
     if (found.interface == 0 ||
         ::inet_ntop(entry.ifa_addr->sa_family, bytes.data(), text.data(), text.size()) == nullptr) {
-        return std::nullopt;  // the interface has gone meanwhile
+        return std::nullopt;  // the interface was removed meanwhile
     }
     found.address = text.data();
     for (const uint8_t byte : BytesOf(entry.ifa_netmask)) {
@@ -122,7 +122,8 @@ public:
 private:
     void Run()
     {
-        // poll(2) ignores the descriptor -1: the second wait ends with its limit or with a stop.
+        // The second Wait gathers further changes: poll(2) ignores the descriptor -1, so it ends at its limit or with a
+        // stop.
         while (!Wait(route_.Get(), -1) && !Wait(-1, GATHER_MS)) {
             Drain();
             changed_();

@@ -37,7 +37,7 @@ Result<std::unique_ptr<LinuxDevice>> LinuxDevice::Start(const LinuxDeviceOptions
                     "a linux device needs a D-Bus connection, and a system-ability manager for its abilities");
     }
     std::unique_ptr<LinuxDevice> device(new LinuxDevice(options, std::move(registry)));
-    // Reports of the daemons wait on the strand until Begin has returned.
+    // Begin runs on the strand, so reports of the daemons wait until it has returned.
     device->registrations_.Post([&device] { device->Begin(); });
     device->registrations_.Drain();
     device->WaitForFirstLook();

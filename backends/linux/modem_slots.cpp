@@ -42,7 +42,7 @@ int32_t StateOf(const PropertyMap& modem)
     return ValueIn<int32_t>(modem, "State");
 }
 
-// The SIM that the modem uses.
+// Returns the state of the SIM that the modem uses.
 SimState SimInUse(const PropertyMap& modem)
 {
     const int32_t state = StateOf(modem);
@@ -66,14 +66,14 @@ SimState SimInUse(const PropertyMap& modem)
     return IsObject(ValueIn<sdbus::ObjectPath>(modem, "Sim")) ? SimState::LOADED : SimState::NOT_PRESENT;
 }
 
-// The slots of one modem, in their own order.
+// Returns the slots of one modem, in the modem's order.
 std::vector<ModemSlot> SlotsOfModem(const std::string& path, const PropertyMap& modem)
 {
     const auto sims = ValueIn<std::vector<sdbus::ObjectPath>>(modem, "SimSlots");
     if (sims.size() < 2) {
         return {{path, SimInUse(modem)}};
     }
-    // Counted from 1; 0 when the modem does not report it.
+    // PrimarySimSlot counts from 1; it is 0 if the modem does not report it.
     const size_t primary = std::max<size_t>(ValueIn<uint32_t>(modem, "PrimarySimSlot"), 1) - 1;
     std::vector<ModemSlot> slots;
     for (size_t i = 0; i < sims.size(); ++i) {

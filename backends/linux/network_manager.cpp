@@ -25,7 +25,7 @@ constexpr uint32_t CAPABILITY_ACCESS_POINT = 0x40;  // NM_WIFI_DEVICE_CAP_AP
 constexpr uint32_t AP_PRIVACY = 0x1;                // NM_802_11_AP_FLAGS_PRIVACY
 constexpr uint32_t KEY_MGMT_PSK = 0x100;            // NM_802_11_AP_SEC_KEY_MGMT_PSK
 constexpr uint32_t KEY_MGMT_SAE = 0x400;            // NM_802_11_AP_SEC_KEY_MGMT_SAE
-constexpr uint32_t KEY_MGMT_OWE_TM = 0x1000;        // NM_802_11_AP_SEC_KEY_MGMT_OWE_TM: open, and has a protected twin
+constexpr uint32_t KEY_MGMT_OWE_TM = 0x1000;        // NM_802_11_AP_SEC_KEY_MGMT_OWE_TM: open, has an encrypted twin
 constexpr const char* SECURITY_SETTING = "802-11-wireless-security";
 
 BusObject ObjectOf(const std::string& path, const std::string& interface)
@@ -40,7 +40,7 @@ std::string LowerCase(std::string address)
     return address;
 }
 
-// NetworkManager says "/" for none.
+// Returns the object path of that key; empty for "/", which means none.
 std::string PathIn(const PropertyMap& properties, const std::string& key)
 {
     const std::string path = ValueIn<sdbus::ObjectPath>(properties, key, sdbus::ObjectPath("/"));
@@ -52,8 +52,8 @@ sdbus::ObjectPath PathOrNone(const std::string& path)
     return sdbus::ObjectPath(path.empty() ? "/" : path);
 }
 
-// Reads each object. One that was removed meanwhile, or is of another kind, is left out. Fails when no answer comes: an
-// incomplete list would pass for a complete one.
+// Reads each object. One that was removed meanwhile, or is of another kind, is left out. Fails if no reply arrives,
+// because an incomplete list would look complete.
 template <typename T>
 Result<std::vector<T>> ReadEach(Result<Paths> paths, const std::function<Result<T>(const std::string& path)>& read)
 {
@@ -203,7 +203,7 @@ Result<std::vector<AccessPoint>> NetworkManager::AccessPoints(const std::string&
 
 void NetworkManager::RequestScan(const std::string& radio) const
 {
-    // No SSID is named: NetworkManager 1.42 crashes when one is asked for again while it scans.
+    // The request names no SSID: NetworkManager 1.42 crashes when an SSID is requested again while it scans for it.
     if (const Result<void> asked = Call(ObjectOf(radio, "Device.Wireless"), "RequestScan", PropertyMap()); !asked) {
         QuviewDFX::LogInfo(LABEL, "no scan now: %{public}s", asked.error().message);
     }
@@ -394,7 +394,7 @@ Result<Profile> NetworkManager::WithSecrets(Profile profile) const
 
 Result<void> NetworkManager::Delete(const std::string& profile) const
 {
-    // A volatile profile may already have ended with its activation.
+    // An error is ignored: a volatile profile may already have been deleted with its activation.
     const Result<void> deleted = Call(ObjectOf(profile, "Settings.Connection"), "Delete");
     if (deleted) {
         QuviewDFX::LogInfo(LABEL, "profile %{public}s deleted", profile);

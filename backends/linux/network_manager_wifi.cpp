@@ -70,7 +70,7 @@ void NetworkManagerWifi::OnService(bool isThere)
 {
     context_->isRunning = isThere;
     if (isThere) {
-        // Its objects appear after its name: Version waits for them.
+        // NetworkManager acquires its name before it exports its objects: Version waits for the objects.
         if (const Result<std::string> version = context_->manager.Version(); !version) {
             QuviewDFX::LogWarn(LABEL, "NetworkManager does not answer: %{public}s", version.error().message);
         }
@@ -101,7 +101,7 @@ void NetworkManagerWifi::TellPresence()
         const Result<std::string> version = context_->manager.Version();
         const Result<std::vector<WifiRadio>> radios = context_->manager.Radios();
         if (!radios) {
-            return;  // it is ending: OnService follows
+            return;  // NetworkManager is exiting: OnService will be called
         }
         const std::string by = "NetworkManager" + (version ? " " + version.value() : "");
         const Result<bool> isEnabled = context_->manager.IsWifiEnabled();

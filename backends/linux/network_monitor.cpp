@@ -26,7 +26,7 @@ const BusObject ANY_RADIO{NETWORK_MANAGER, "", NM_WIRELESS_INTERFACE};
 constexpr milliseconds ANSWER_LIMIT{1000};  // for all answers of one function together
 constexpr milliseconds CANCEL_PERIOD{100};
 constexpr milliseconds CHECK_PAUSE{1000};
-constexpr std::chrono::seconds SCAN_LENGTH{20};  // what a scan has seen was seen at most that long before its end
+constexpr std::chrono::seconds SCAN_LENGTH{20};  // a scan sees its access points at most that long before its end
 
 SteadyTime Now()
 {
@@ -47,7 +47,7 @@ bool IsWire(const std::string& type)
     return type == "802-3-ethernet" || type == "veth";
 }
 
-// A radio that is a station can only be shared through another one.
+// Whether this machine can share the network of that station: the hotspot needs another radio.
 bool CanShareWifi(const NetworkManager& manager, const std::string& station)
 {
     const Result<std::vector<WifiRadio>> radios = manager.Radios();
@@ -55,8 +55,8 @@ bool CanShareWifi(const NetworkManager& manager, const std::string& station)
                                  [&](const WifiRadio& one) { return one.path != station && one.canBeAccessPoint; });
 }
 
-// The connection that a hotspot of this device would share: the one with the default route, or else the modem's, which
-// takes over when the radio that has the default route becomes the hotspot.
+// Returns the connection that a hotspot of this device would share: the one with the default route, or else the
+// modem's, which takes over when the radio that has the default route becomes the hotspot.
 std::optional<Connection> SharedConnection(const NetworkManager& manager, const NetworkOverview& overview)
 {
     std::vector<std::string> paths = overview.active;
@@ -86,7 +86,7 @@ bool IsOwnWire(const NetworkManager& manager, const Connection& connection, bool
     return !isCheckOn || (device && device.value().connectivity == NmConnectivity::FULL);
 }
 
-// The strongest signal of each network that the radio's latest scan has seen.
+// Returns the strongest signal of each network that the radio's latest scan has seen, by SSID.
 std::map<std::string, uint8_t> SeenBy(const NetworkManager& manager, const WifiRadio& radio)
 {
     std::map<std::string, uint8_t> seen;
@@ -100,7 +100,8 @@ std::map<std::string, uint8_t> SeenBy(const NetworkManager& manager, const WifiR
     return seen;
 }
 
-// joinedHere: the SSID of the network that this daemon has joined, which a profile of the user's may name too.
+// Sets scan and inReach of situation. joinedHere: the SSID of the network that this daemon has joined, which does not
+// count even if a profile of the user has the same SSID.
 void ReadScan(const NetworkManager& manager, const std::string& joinedHere, NetworkSituation& situation)
 {
     std::map<std::string, uint8_t> seen;
@@ -273,7 +274,8 @@ OnlineVerdict LinuxNetworkMonitor::CheckOnline(const Wifi::JoinedNetwork& networ
 OnlineVerdict LinuxNetworkMonitor::CheckByNetworkManager(const std::string& interface, SteadyTime deadline,
                                                          const IsCancelled& isCancelled) const
 {
-    // NetworkManager waits 20 s for a server that does not answer: then the name servers are asked in the time left.
+    // NetworkManager waits 20 s for a server that does not answer. Half of the time is left for asking the name
+    // servers.
     SteadyTime answerBy = Now() + (deadline - Now()) / 2;
     OnlineVerdict verdict = OnlineVerdict::UNKNOWN;
     while (Now() < deadline && !isCancelled()) {
@@ -284,7 +286,7 @@ OnlineVerdict LinuxNetworkMonitor::CheckByNetworkManager(const std::string& inte
         if (connectivity == NmConnectivity::FULL) {
             return OnlineVerdict::ONLINE;
         }
-        // The check may have been too early.
+        // The check may have run too early, so it is repeated until the deadline.
         verdict = OnlineVerdict::NO_INTERNET;
         answerBy = deadline;
         const SteadyTime next = std::min(deadline, Now() + CHECK_PAUSE);
@@ -312,7 +314,7 @@ std::optional<NmConnectivity> LinuxNetworkMonitor::AskConnectivity(const std::st
         QuviewDFX::LogInfo(LABEL, "NetworkManager does not check connectivity: %{public}s", checked->error().message);
         return std::nullopt;
     }
-    // The answer is the best of all devices; that of this one counts.
+    // The reply is the best result of all devices; the result of this interface counts.
     const Result<std::vector<WifiRadio>> radios = manager_.Radios();
     for (const WifiRadio& radio : radios ? radios.value() : std::vector<WifiRadio>()) {
         const Result<NetworkDevice> device = manager_.ReadDevice(radio.path);

@@ -17,11 +17,11 @@ constexpr const char* SERVICE = "org.freedesktop.UPower";
 const BusObject DAEMON{SERVICE, "/org/freedesktop/UPower", SERVICE};
 constexpr const char* VERSION = "DaemonVersion";
 constexpr const char* WARNING_LEVEL = "WarningLevel";
-constexpr uint32_t WARNING_LOW = 3;  // 4 critical, 5 about to act
+constexpr uint32_t WARNING_LOW = 3;  // 4: critical; 5: UPower is about to act
 
 constexpr std::array<uint32_t, 3> STATES_ON_MAINS{1, 4, 5};  // charging, full, waits to be charged
 
-// The sum of all batteries.
+// UPower's device for the sum of all batteries.
 const BusObject BATTERY{SERVICE, "/org/freedesktop/UPower/devices/DisplayDevice", "org.freedesktop.UPower.Device"};
 
 }  // namespace

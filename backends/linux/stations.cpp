@@ -17,7 +17,7 @@ namespace Vexo::Linux {
 namespace {
 
 constexpr timeval ANSWER_LIMIT{.tv_sec = 1, .tv_usec = 0};
-// A dump that a joining or leaving station interrupts is inconsistent; the next one is not likely to be.
+// A dump during which a station joins or leaves is inconsistent, and is repeated.
 constexpr int MAX_DUMPS = 3;
 constexpr int MAC_SIZE = 6;
 
@@ -25,7 +25,7 @@ using Stations = std::vector<Wifi::ShareStation>;
 using Socket = std::unique_ptr<nl_sock, decltype(&nl_socket_free)>;
 using Message = std::unique_ptr<nl_msg, decltype(&nlmsg_free)>;
 
-// code: libnl's own, negative.
+// code: a negative error code of libnl.
 Failure ErrorOf(const std::string& step, int code)
 {
     return Fail(ErrorCode::SYSTEM, step + ": " + nl_geterror(code));
@@ -40,7 +40,7 @@ std::string MacText(const nlattr* attribute)
     return text.data();
 }
 
-// The counter with 64 bits, else the one that older drivers have.
+// Returns the 64-bit counter, or the 32-bit counter of older drivers, or 0.
 uint64_t BytesOf(nlattr* const* info, int wide, int narrow)
 {
     return info[wide] != nullptr ? nla_get_u64(info[wide]) : info[narrow] != nullptr ? nla_get_u32(info[narrow]) : 0;
@@ -65,7 +65,7 @@ int AddRecord(nl_msg* message, void* stations)
     return NL_OK;
 }
 
-// 0, or libnl's negative code.
+// Returns 0, or a negative error code of libnl.
 int DumpStations(nl_sock* socket, int family, uint32_t interface, Stations& stations)
 {
     const Message request(nlmsg_alloc(), &nlmsg_free);

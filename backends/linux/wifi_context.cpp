@@ -28,7 +28,7 @@ bool IsOn(ActivationState state)
 // A call whose caller stops waiting at a deadline. Either the caller gets the answer, or Answer returns false.
 class LimitedCall {
 public:
-    // False when the caller has left.
+    // Returns false if the caller has stopped waiting.
     bool Answer(int32_t result)
     {
         MutexLock lock(mutex_);
@@ -102,7 +102,7 @@ bool WifiContext::Leave(const NetworkChange& change)
         if (!change.isOurProfile) {
             return true;
         }
-        // Found by its UUID, and deleted only with our mark: no profile of others is deleted.
+        // The profile is deleted only if it has our mark, so that no profile of the user is deleted.
         const Result<Profile> profile = manager.FindProfile(change.profile);
         if (!profile) {
             return !IsNoAnswer(profile.error());
@@ -142,7 +142,7 @@ void WifiContext::TakeBackLater(NetworkChange change)
 void WifiContext::TakeBackUnanswered()
 {
     for (const NetworkChange& change : std::vector<NetworkChange>(own.Changes())) {
-        // While NetworkManager does not run, its next start takes back everything.
+        // If NetworkManager does not run, TakeBackAll takes the change back at its next start.
         if (change.isOver && isRunning) {
             TakeBackLeft(change);
         }
@@ -151,7 +151,8 @@ void WifiContext::TakeBackUnanswered()
 
 Result<std::string> WifiContext::ActivationLeft(const NetworkChange& change) const
 {
-    // A change that got no answer has no activation path: its profile identifies it.
+    // Without a path there is no activation, unless its call got no reply (isOver): then only the profile identifies
+    // it.
     if (change.activation.empty() && !change.isOver) {
         return std::string();
     }
@@ -163,7 +164,7 @@ Result<std::string> WifiContext::ActivationLeft(const NetworkChange& change) con
         if (radio.activation.empty() || (!change.activation.empty() && radio.activation != change.activation)) {
             continue;
         }
-        // The next NetworkManager uses the same object paths again.
+        // The profile is compared too, because NetworkManager uses the same object paths again after a restart.
         const Result<Profile> profile = manager.ProfileInUse(radio.activation);
         if (profile && UuidOf(profile.value()) == change.profile) {
             return radio.activation;
@@ -184,7 +185,7 @@ void WifiContext::TakeBackLeft(const NetworkChange& change)
     }
     NetworkChange left = change;
     left.activation = activation.value();
-    // With a known activation, the closing was reported when no answer came.
+    // If the activation was known, closing it was reported when NetworkManager did not answer.
     const bool wasReported = change.isOver && !change.activation.empty();
     const bool wasShared = change.isHotspot && !left.activation.empty() && !wasReported;
     if (!TakeBack(left)) {
@@ -228,7 +229,7 @@ std::string WifiContext::Restore(const NetworkChange& change, const std::string&
         return "";
     }
     if (!radios || !profile) {
-        return "";  // it has gone meanwhile
+        return "";  // the network was removed meanwhile
     }
     const auto found = std::find_if(radios.value().begin(), radios.value().end(), [&](const WifiRadio& one) {
         const bool isFree = !one.IsActive() || (!one.activation.empty() && one.activation == change.activation);

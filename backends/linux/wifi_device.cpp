@@ -25,7 +25,7 @@ constexpr milliseconds REASON_DELAY{200};
 constexpr milliseconds ADDRESS_DELAY{200};
 constexpr int MAX_REFUSALS = 2;
 
-// How the attempt ends for a reason that a retry does not change; nothing for other reasons.
+// Returns how the attempt ends if a retry cannot succeed; nothing if it can.
 std::optional<LinkEnd> LastingCauseOf(NmReason reason)
 {
     switch (reason) {
@@ -49,13 +49,13 @@ std::optional<LinkEnd> LastingCauseOf(NmReason reason)
     }
 }
 
-// The user chose what follows, so the network before is not restored.
+// Whether a person chose another network or none. The previous network is then not restored.
 bool IsSomebodysChoice(NmReason reason)
 {
     return reason == NmReason::USER_REQUESTED || reason == NmReason::NEW_ACTIVATION;
 }
 
-// Empty where the beacon offers several: which one is in use depends on the driver.
+// Returns an empty text if the beacon offers several kinds: which one is in use depends on the driver.
 std::string SecurityName(const Wifi::NetworkSecurity& security)
 {
     if (!security.needsKey) {
@@ -202,7 +202,7 @@ void LinuxWifiDevice::Search(const Station::Join& join)
         if (!reason) {
             best = best == nullptr || one.strengthPercent > best->strengthPercent ? &one : best;
         } else if (isLate || one.lastSeen >= attempt_->begunAt) {
-            // What was seen before the attempt may be an earlier hotspot of that name.
+            // An access point that was last seen before the attempt may be an earlier hotspot with the same SSID.
             mismatch = std::move(reason);
         }
     }
@@ -227,7 +227,7 @@ bool LinuxWifiDevice::HasLostRadio() const
 
 void LinuxWifiDevice::Scan()
 {
-    // The end of the scan calls OnChanged.
+    // OnChanged is called when the scan has ended.
     if (const auto now = context_->timers.Now(); now >= attempt_->nextScan) {
         attempt_->nextScan = now + options_.lookAgain;
         context_->manager.RequestScan(attempt_->radio);
@@ -251,7 +251,7 @@ void LinuxWifiDevice::Join(const Station::Join& join, const AccessPoint& accessP
     const Result<Activation> joining = context_->manager.AddAndActivate(
         MakeStationProfile(attempt.change.profile, join.config, accessPoint), attempt.radio, accessPoint.path);
     if (!joining) {
-        // The message may repeat the request, so only the error's name is shown.
+        // Only the error's name is shown, because the message may repeat the request.
         const std::string name = BusErrorName(joining.error());
         QuviewDFX::LogWarn(LABEL, "NetworkManager refuses to join: %{public}s", name);
         if (IsNoAnswer(joining.error())) {
@@ -320,7 +320,7 @@ void LinuxWifiDevice::OnActivated(const Station::Join& join)
     }
     timer_.Cancel();
     {
-        // Before the end of the attempt is known, because who hears of that asks for the network.
+        // Set before OnConnected, because a caller that sees the state CONNECTED may call Joined at once.
         const MutexLock lock(mutex_);
         connected_ = Connected{attempt_->radio, {}};
         Wifi::JoinedNetwork& network = connected_->network;
@@ -412,7 +412,8 @@ void LinuxWifiDevice::OnGone()
 
 void LinuxWifiDevice::LeaveJoined()
 {
-    // The record stays until the attempt ends, because the network that the radio had before is restored only then.
+    // The change stays recorded until the attempt ends, because the network that the radio had before is restored only
+    // then.
     if (attempt_ && station_.Current().state == Station::State::SEARCHING && !attempt_->change.activation.empty()) {
         attempt_->isLeft = context_->Leave(attempt_->change);
         attempt_->change.activation.clear();
@@ -445,7 +446,7 @@ LinuxWifiDevice::Freed LinuxWifiDevice::End(const LinkEnd& end)
 void LinuxWifiDevice::LookAgainIn(milliseconds delay, Trigger trigger)
 {
     timer_.Cancel();
-    // A replaced timer may already have posted its work, which must not act on the trigger.
+    // A replaced timer may already have posted its work. The work then ignores the trigger.
     timer_ = context_->timers.RunAfter(delay, [self = sptr<LinuxWifiDevice>(this), trigger, number = ++timersSet_] {
         self->context_->strand.Post(
             [self, trigger, number] { self->Look(number == self->timersSet_ ? trigger : Trigger::CHANGE_OR_TIMER); });

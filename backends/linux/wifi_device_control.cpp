@@ -1,4 +1,4 @@
-// LinuxWifiDevice beyond what requests need: what was joined, and how it is left.
+// StationControl of LinuxWifiDevice: reports the joined network and leaves it.
 #include <utility>
 
 #include "backends/linux/wifi_device.h"
@@ -43,7 +43,7 @@ Result<Wifi::LeftNetwork> LinuxWifiDevice::Leave(uint32_t attempt, std::chrono::
 {
     const SteadyTime deadline = context_->timers.Now() + limit;
     const auto departure = std::make_shared<Awaited<Departure>>();
-    // Not dropped when the limit passes: what the caller has given up must not stay joined.
+    // The work is not dropped at the limit: the network must be left even if the caller has stopped waiting.
     context_->strand.Post(
         [self = sptr<LinuxWifiDevice>(this), attempt, departure] { departure->Set(self->LeaveNow(attempt)); });
     const std::optional<Departure> done = departure->WaitFor(limit);

@@ -27,7 +27,7 @@ Result<void> SaveKey(const std::filesystem::path& file, const std::string& key)
     return WriteFileAtomically(file, key + "\n", KEY_MODE);
 }
 
-// The key of earlier runs, so that stations that know it can join again.
+// Returns the key of earlier runs, so that stations that know it can join again, or else a new key.
 std::string LoadOrMakeKey(const std::filesystem::path& file)
 {
     if (const Result<std::string> kept = ReadWholeFile(file, MAX_KEY_BYTES + 1)) {
@@ -108,11 +108,11 @@ int32_t LinuxWifiHotspot::DisableHotspot(Wifi::ServiceType type)
 int32_t LinuxWifiHotspot::GetHotspotConfig(Wifi::HotspotConfig& config)
 {
     const TraceSpan span(SpanName::HOTSPOT_CONFIG);
-    // On the caller's thread, not on the strand, which is busy while a hotspot opens.
+    // Runs on the caller's thread, because the strand is busy while a hotspot opens.
     Result<Wifi::HotspotConfig> read =
         ReadConfig(context_->manager.Until(context_->timers.Now() + Wifi::HOTSPOT_CONFIG_BUDGET));
     if (!read && IsNoAnswer(read.error())) {
-        // It may be busy with opening this very hotspot.
+        // NetworkManager may be busy opening this hotspot.
         const MutexLock lock(mutex_);
         if (opened_) {
             config = *opened_;
@@ -211,7 +211,7 @@ Result<LinuxWifiHotspot::Chosen> LinuxWifiHotspot::Choose(const NetworkManager& 
                      [](const Profile& one, const Profile& other) { return LastUseOf(one) > LastUseOf(other); });
     for (Profile& candidate : candidates) {
         Chosen chosen;
-        // Without its key, no peer could join it.
+        // Profiles whose key is not known are skipped: no peer could join them.
         const Result<Profile> complete = manager.WithSecrets(candidate);
         if (!complete && IsNoAnswer(complete.error())) {
             return Failure(complete.error());
@@ -280,7 +280,7 @@ void LinuxWifiHotspot::OpenNow(const std::string& radio)
     if (!std::exchange(isOpening_, false)) {
         return;
     }
-    // Read again: the radio may have changed its network meanwhile.
+    // The radios are read again, because this radio may have changed its network meanwhile.
     const Result<std::vector<WifiRadio>> radios = context_->manager.Radios();
     for (const WifiRadio& one : radios ? radios.value() : std::vector<WifiRadio>()) {
         if (one.path == radio && Open(context_->manager, one) == Wifi::WIFI_OK) {
@@ -305,7 +305,7 @@ int32_t LinuxWifiHotspot::Open(const NetworkManager& manager, const WifiRadio& r
     change.isHotspot = true;
     change.isOurProfile = !usersOwn;
     context_->own.Note(change);
-    // Not limited by the caller's deadline: only the answer says what must be taken back.
+    // The caller's deadline does not limit these calls: only their replies say what must be taken back.
     const Result<Activation> opened =
         usersOwn ? context_->manager.Activate(usersOwn->path, radio.path)
                  : context_->manager.AddAndActivate(
@@ -387,7 +387,7 @@ bool LinuxWifiHotspot::WasRenewed()
 {
     const Result<std::vector<WifiRadio>> radios = context_->manager.Radios();
     if (!radios) {
-        return true;  // without an answer, it counts as on
+        return true;  // without a reply, the hotspot counts as on
     }
     for (const WifiRadio& radio : radios.value()) {
         if (radio.path != share_->radio || radio.activation.empty()) {

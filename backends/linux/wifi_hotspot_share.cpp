@@ -1,4 +1,4 @@
-// LinuxWifiHotspot as a share: who uses it, when it closes by itself, and how its owner's rules close it.
+// ShareControl of LinuxWifiHotspot: reports its stations, and closes it on request or when nobody uses it.
 #include <utility>
 
 #include "backends/linux/wifi_hotspot.h"
@@ -13,7 +13,7 @@ constexpr std::chrono::seconds SHARE_CLOSE_LIMIT{3};
 
 struct Closed {
     bool isDone = false;
-    std::string activation;  // that was ended; empty: none
+    std::string activation;  // the one that was ended; empty: none
 };
 
 }  // namespace
@@ -48,7 +48,7 @@ Wifi::ShareInfo LinuxWifiHotspot::Look()
     }
     info.areStationsKnown = true;
     if (interface.empty()) {
-        return info;  // a hotspot that is not on the air has no stations
+        return info;  // a hotspot that is not activated has no stations
     }
     Result<std::vector<Wifi::ShareStation>> stations = options_.listStations(interface);
     if (!stations) {
@@ -65,7 +65,7 @@ Result<void> LinuxWifiHotspot::Close(const char* reason)
     const Failure noAnswer = Fail(ErrorCode::UNAVAILABLE, "NetworkManager does not answer: the hotspot closes later");
     const WifiContext::Deadline deadline = context_->timers.Now() + SHARE_CLOSE_LIMIT;
     const auto closing = std::make_shared<Awaited<Closed>>();
-    // Not dropped when the limit passes: what the caller has given up must not stay open.
+    // The work is not dropped at the limit: the hotspot must close even if the caller has stopped waiting.
     context_->strand.Post([self = sptr<LinuxWifiHotspot>(this), reason = std::string(reason), closing] {
         const std::string activation = self->share_ ? self->share_->change.activation : "";
         closing->Set({self->CloseOwn(reason.c_str()), activation});

@@ -24,7 +24,7 @@ namespace {
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "SimulatedAir"};
 constexpr size_t MAX_RECORD_BYTES = 4096;
 constexpr int KEY_PROOF_ROUNDS = 4096;
-constexpr mode_t RECORD_MODE = 0644;  // the air is for every device to see
+constexpr mode_t RECORD_MODE = 0644;  // every device may read the air
 constexpr const char* HOTSPOT_PREFIX = "hotspot-";
 constexpr const char* STATION_PREFIX = "station-";
 constexpr const char* RECORD_SUFFIX = ".json";
@@ -61,22 +61,22 @@ void RemoveFile(const std::filesystem::path& file)
     }
 }
 
-// False for a file that cannot be opened.
+// Whether another open descriptor has an exclusive lock on the file. False if the file cannot be opened.
 bool IsLocked(const std::filesystem::path& file)
 {
     const Result<UniqueFd> opened = OpenRegularFile(file, LastLink::REFUSED);
-    // A shared lock, so that two daemons that look at the same time do not take each other for the station's.
+    // Tries a shared lock: two daemons that check at the same time do not exclude each other.
     return opened && ::flock(opened.value().Get(), LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
 }
 
-// None for a damaged record, with a log line.
+// Returns nothing if the record is missing or damaged; a damaged one is logged.
 template <typename Record>
 std::optional<Record> ReadRecord(const std::filesystem::path& file,
                                  Result<Record> (*parse)(const std::string& json, const std::string& fileName))
 {
     const Result<std::string> text = ReadWholeFile(file, MAX_RECORD_BYTES, LastLink::REFUSED);
     if (!text) {
-        // Most often it was removed since the folder was listed.
+        // Usually the file was removed after the folder was listed.
         return std::nullopt;
     }
     Result<Record> record = parse(text.value(), file.string());
@@ -101,7 +101,7 @@ const JsonKeys<AirRecord>& AirRecordKeys()
             {"internet", FlagKind(), &AirRecord::hasInternet, Required()},
         },
         [](const AirRecord& record) {
-            // A secured network without a proof would let every key in that failed to give one.
+            // An empty proof is refused: MakeKeyProof returns an empty text on failure, which would match it.
             const bool needsProof = record.security != HotspotSecurity::OPEN;
             const bool isProof = record.keyProof.size() == 2 * DIGEST_BYTES;
             return needsProof && !isProof ? "key_proof: must be 64 hex characters" : "";
@@ -238,7 +238,7 @@ std::string Air::StationAddress() const
 
 Result<void> StationPresence::Put(const StationRecord& record)
 {
-    // Written and locked under another name first: nobody reads a half record, or takes one for left over.
+    // The record is written and locked under another name first, so that readers never see it incomplete or unlocked.
     const std::filesystem::path unfinished = air_.StationPath().string() + ".new";
     const auto fail = [&unfinished] {
         return Fail(ErrorCodeOf(errno), unfinished.string() + ": " + std::strerror(errno));

@@ -14,9 +14,10 @@ namespace Vexo::Simulated {
 namespace {
 
 constexpr size_t MAX_STATE_FILE_BYTES = 64 * 1024;
-constexpr mode_t STATE_FILE_MODE = 0600;  // it may hold the hotspot's key
+constexpr mode_t STATE_FILE_MODE = 0600;  // it may contain the hotspot's key
 
-// An exclusive lock on the folder itself, held by whoever reads the file in order to replace it.
+// Locks the folder exclusively, so that reading and replacing the file cannot overlap with another update. Blocks while
+// another process has the lock.
 Result<UniqueFd> LockFolder(const std::filesystem::path& folder)
 {
     UniqueFd fd(::open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));

@@ -32,7 +32,7 @@ bool HasHotspot(const DeviceState& state)
     return state.hotspotPresent;
 }
 
-// It becomes part of a file name.
+// Only letters and digits are allowed, because the id becomes part of a file name.
 bool IsNetworkId(const std::string& text)
 {
     return text.size() >= MIN_NETWORK_ID_LENGTH && text.size() <= MAX_NETWORK_ID_LENGTH &&
@@ -125,7 +125,7 @@ Result<void> SimulatedDevice::Begin()
             return made;
         }
     }
-    // What an earlier run that ended without Stop() left behind.
+    // Removes the records that an earlier run left when it ended without Stop().
     air_.Withdraw();
     StationPresence(air_).Remove();
     station_->SetListener([this] {
@@ -184,7 +184,7 @@ std::optional<DeviceState> SimulatedDevice::Read()
         return std::move(loaded.value());
     }
     if (lastComplaint_ != loaded.error().message) {
-        // One replacement can be told more than once.
+        // Logged once: the watcher may report one replacement several times.
         lastComplaint_ = loaded.error().message;
         QuviewDFX::LogError(LABEL, "%{public}s; the state before it stays", lastComplaint_);
     }

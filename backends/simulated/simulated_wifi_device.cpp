@@ -336,7 +336,7 @@ bool SimulatedWifiDevice::StartWatching()
     if (watcher_) {
         return true;
     }
-    // The reference that the watcher holds ends in StopLooking, at the latest from Stop().
+    // The watcher keeps a reference to this object. StopLooking releases it, at the latest when Stop() is called.
     Result<std::unique_ptr<FolderWatcher>> watcher = FolderWatcher::Start(
         air_.Folder(), [self = sptr<SimulatedWifiDevice>(this)](const std::string&) { self->PostLook(); });
     if (!watcher) {
