@@ -366,8 +366,7 @@ BluetoothState Activity::StateOfAdapters(const Result<void>& done) const
     }
     if (!done) {
         // Shows only the error's name, because the rest of the message may repeat what was sent.
-        return {{false, "BlueZ refuses to announce this device or to scan, which is tried again: " +
-                            BusErrorName(done.error())},
+        return {{false, "BlueZ refuses to announce this device or to scan; retrying: " + BusErrorName(done.error())},
                 "journalctl -u bluetooth says why; systemctl restart bluetooth"};
     }
     if (!adapter->second.canAdvertise) {

@@ -63,7 +63,7 @@ void BluetoothRadioLinks::EndLinks(const std::set<std::string>& devices, const L
     }
     const Result<BluezObjects> objects = bus_.Call<BluezObjects>(BLUEZ_OBJECTS, "GetManagedObjects", limits.list);
     if (!objects) {
-        QuviewDFX::LogInfo(LABEL, "radio links are left: %{public}s", BusErrorName(objects.error()));
+        QuviewDFX::LogInfo(LABEL, "cannot disconnect unused radio links: %{public}s", BusErrorName(objects.error()));
         return;
     }
     for (const auto& [path, interfaces] : *objects) {
@@ -80,7 +80,8 @@ void BluetoothRadioLinks::EndLinks(const std::set<std::string>& devices, const L
         }
         const Result<void> ended = bus_.Call({BLUEZ, path, BLUEZ_DEVICE}, "Disconnect", limits.disconnect);
         if (!ended && !IsNoAnswer(ended.error())) {
-            QuviewDFX::LogInfo(LABEL, "a radio link is left: %{public}s", BusErrorName(ended.error()));
+            QuviewDFX::LogInfo(LABEL, "cannot disconnect an unused radio link: %{public}s",
+                               BusErrorName(ended.error()));
         }
     }
 }

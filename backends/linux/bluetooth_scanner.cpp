@@ -136,7 +136,7 @@ void BluetoothScanner::OnProperties(const std::string& device, const PropertyMap
     }
     if (known == devices_.end() && devices_.size() >= MAX_DEVICES) {
         if (const auto more = logLimit_.Admit("devices")) {
-            QuviewDFX::LogWarn(LABEL, "too many devices are heard: the newest is left out%{public}s", *more);
+            QuviewDFX::LogWarn(LABEL, "too many devices nearby: ignoring the newest%{public}s", *more);
         }
         return;
     }

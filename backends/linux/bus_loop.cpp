@@ -88,8 +88,7 @@ void Bus::Loop::Connect()
         }
     } catch (const sdbus::Error& error) {
         if (isFirstFailure) {
-            QuviewDFX::LogWarn(LABEL, "%{public}s does not answer, which is tried again: %{public}s", Name(),
-                               error.what());
+            QuviewDFX::LogWarn(LABEL, "%{public}s does not answer; retrying: %{public}s", Name(), error.what());
         }
         for (const std::shared_ptr<BusListener>& listener : listeners_) {
             listener->Detach();
@@ -111,13 +110,13 @@ void Bus::Loop::Disconnect(const char* cause)
 {
     isConnected_ = false;
     if (cause != nullptr) {
-        QuviewDFX::LogWarn(LABEL, "%{public}s is gone: %{public}s", Name(), cause);
+        QuviewDFX::LogWarn(LABEL, "lost the connection to %{public}s: %{public}s", Name(), cause);
     }
     Release(finished_);
     std::list<std::shared_ptr<PendingCall>> calls;
     calls.swap(calls_);
     for (const std::shared_ptr<PendingCall>& call : calls) {
-        call->onFinished(NoBus(Name() + " is gone"));
+        call->onFinished(NoBus("lost the connection to " + Name()));
     }
     Release(calls);
     for (const std::shared_ptr<BusListener>& listener : listeners_) {
@@ -154,7 +153,7 @@ void Bus::Loop::Add(const std::shared_ptr<BusListener>& listener)
         try {
             Attach(*listener);
         } catch (const sdbus::Error& error) {
-            QuviewDFX::LogError(LABEL, "cannot listen or export (%{public}s): %{public}s", listener->match,
+            QuviewDFX::LogError(LABEL, "cannot subscribe or export (%{public}s): %{public}s", listener->match,
                                 error.what());
         }
     }
@@ -167,7 +166,7 @@ void Bus::Loop::Send(const std::shared_ptr<PendingCall>& call)
 {
     DISTNET_ASSERT(IsOnLoop(), "used on the loop's thread only");
     if (!connection_) {
-        call->onFinished(NoBus(Name() + " is not there"));
+        call->onFinished(NoBus("not connected to " + Name()));
         return;
     }
     const auto entry = calls_.insert(calls_.end(), call);
@@ -215,7 +214,7 @@ void Bus::Loop::Emit(const BusObject& object, const std::string& signal,
         write(message);
         sender->emitSignal(message);
     } catch (const sdbus::Error& error) {
-        QuviewDFX::LogWarn(LABEL, "the signal %{public}s is not sent: %{public}s", signal, error.what());
+        QuviewDFX::LogWarn(LABEL, "cannot send the signal %{public}s: %{public}s", signal, error.what());
     }
 }
 

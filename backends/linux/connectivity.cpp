@@ -128,8 +128,7 @@ void Connectivity::OnServiceOwnerChanged(bool hasOwner)
         }
         Tell();
     } else {
-        QuviewDFX::LogWarn(LABEL, "NetworkManager does not say which devices there are: %{public}s",
-                           devices.error().message);
+        QuviewDFX::LogWarn(LABEL, "cannot list the devices of NetworkManager: %{public}s", devices.error().message);
     }
     changed_({true, "NetworkManager" + (version ? " " + version.value() : "")});
 }

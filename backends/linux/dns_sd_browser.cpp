@@ -81,7 +81,7 @@ Result<void> DnsSdBrowser::OnItemNew(const std::string& path, const Service& ser
     }
     if (items_.size() >= MAX_ITEMS && !items_.contains(place)) {
         if (const auto more = logLimit_.Admit("items")) {
-            QuviewDFX::LogWarn(LABEL, "too many devices are announced nearby: the newest is left out%{public}s", *more);
+            QuviewDFX::LogWarn(LABEL, "too many devices are announced nearby: ignoring the newest%{public}s", *more);
         }
         return {};
     }

@@ -182,7 +182,7 @@ void LinuxDevice::RegisterAbilities()
             continue;
         }
         QuviewDFX::LogInfo(LABEL, "ability %{public}d %{public}s%{public}s: %{public}s", ability.id,
-                           AbilityName(ability.id), now.isThere ? "" : " is not there", now.reason);
+                           AbilityName(ability.id), now.isThere ? "" : " is not available", now.reason);
     }
 }
 

@@ -85,7 +85,7 @@ Result<milliseconds> NetworkManager::TimeFor(const std::string& method) const
 {
     const auto left = std::chrono::ceil<milliseconds>(deadline_ - clock_.Now());
     if (left.count() <= 0) {
-        return NoReply("no time was left to ask for " + method);
+        return NoReply("no time is left for the call " + method);
     }
     return std::min(left, limit_);
 }
@@ -205,7 +205,7 @@ void NetworkManager::RequestScan(const std::string& radio) const
 {
     // The request names no SSID: NetworkManager 1.42 crashes when an SSID is requested again while it scans for it.
     if (const Result<void> asked = Call(ObjectOf(radio, "Device.Wireless"), "RequestScan", PropertyMap()); !asked) {
-        QuviewDFX::LogInfo(LABEL, "no scan now: %{public}s", asked.error().message);
+        QuviewDFX::LogInfo(LABEL, "NetworkManager starts no scan: %{public}s", asked.error().message);
     }
 }
 
@@ -335,7 +335,7 @@ Result<void> NetworkManager::Deactivate(const std::string& activation) const
 {
     const Result<void> done = Call(NM_MANAGER, "DeactivateConnection", PathOrNone(activation));
     if (!done) {
-        QuviewDFX::LogInfo(LABEL, "%{public}s is not deactivated: %{public}s", activation, done.error().message);
+        QuviewDFX::LogInfo(LABEL, "cannot deactivate %{public}s: %{public}s", activation, done.error().message);
     }
     return !done && IsNoAnswer(done.error()) ? done : Result<void>();
 }

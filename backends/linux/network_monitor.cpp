@@ -311,7 +311,7 @@ std::optional<NmConnectivity> LinuxNetworkMonitor::AskConnectivity(const std::st
         return std::nullopt;
     }
     if (!*checked) {
-        QuviewDFX::LogInfo(LABEL, "NetworkManager does not check connectivity: %{public}s", checked->error().message);
+        QuviewDFX::LogInfo(LABEL, "NetworkManager's connectivity check failed: %{public}s", checked->error().message);
         return std::nullopt;
     }
     // The reply is the best result of all devices; the result of this interface counts.
@@ -336,7 +336,7 @@ OnlineVerdict LinuxNetworkMonitor::CheckByNameServers(const Wifi::JoinedNetwork&
     if (asked) {
         return OnlineVerdict::ONLINE;
     }
-    QuviewDFX::LogInfo(LABEL, "\"%{public}s\" leads nowhere: %{public}s", network.ssid, asked.error().message);
+    QuviewDFX::LogInfo(LABEL, "\"%{public}s\" has no internet: %{public}s", network.ssid, asked.error().message);
     switch (asked.error().code) {
         case ErrorCode::TIMED_OUT:
         case ErrorCode::REFUSED:

@@ -38,7 +38,7 @@ OwnProfiles::OwnProfiles(const std::filesystem::path& stateDir) : file_(stateDir
     }
     Result<std::vector<NetworkChange>> changes = NetworkChangesKind().Load(file_, MAX_FILE_BYTES);
     if (!changes) {
-        QuviewDFX::LogError(LABEL, "damaged, what it named is found by its mark only: %{public}s",
+        QuviewDFX::LogError(LABEL, "cannot read the network changes; only marked profiles are removed: %{public}s",
                             changes.error().message);
         return;
     }

@@ -56,7 +56,7 @@ void Power::OnServiceOwnerChanged(bool hasOwner)
     if (battery) {
         Note(battery.value());
     } else {
-        QuviewDFX::LogWarn(LABEL, "UPower does not say how the battery is: %{public}s", battery.error().message);
+        QuviewDFX::LogWarn(LABEL, "cannot read the battery from UPower: %{public}s", battery.error().message);
     }
     changed_({true, "UPower" + (version ? " " + version.value() : "")});
 }

@@ -82,7 +82,7 @@ std::optional<Screen::Seat> Screen::ReadSeat()
 {
     const Result<PropertyMap> manager = bus_->GetProperties(Manager());
     if (!manager) {
-        QuviewDFX::LogWarn(LABEL, "logind does not say how the lid is: %{public}s", manager.error().message);
+        QuviewDFX::LogWarn(LABEL, "cannot read the lid's state from logind: %{public}s", manager.error().message);
         return std::nullopt;
     }
     if (ValueIn<bool>(manager.value(), "LidClosed") && !ValueIn<bool>(manager.value(), "Docked")) {

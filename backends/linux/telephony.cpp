@@ -93,8 +93,7 @@ void Modems::Reload()
         const Result<ManagedObjects> objects =
             bus_->Call<ManagedObjects>({SERVICE, ROOT, OBJECT_MANAGER}, "GetManagedObjects", BUS_CALL_LIMIT);
         if (!objects) {
-            QuviewDFX::LogWarn(LABEL, "ModemManager does not say which modems there are: %{public}s",
-                               objects.error().message);
+            QuviewDFX::LogWarn(LABEL, "cannot list the modems of ModemManager: %{public}s", objects.error().message);
             return;
         }
         slots = SlotsOf(objects.value());
@@ -134,8 +133,8 @@ int32_t LinuxCoreService::GetRadioState(int32_t slotId, const sptr<Telephony::IN
         const std::string modem = modems->Get().slots[static_cast<size_t>(slotId)].modem;
         const Result<bool> isOn = modem.empty() ? Result<bool>(false) : modems->AskRadio(modem);
         if (!isOn) {
-            QuviewDFX::LogWarn(LABEL, "the modem of slot %{public}d does not say whether its radio is on: %{public}s",
-                               slotId, isOn.error().message);
+            QuviewDFX::LogWarn(LABEL, "cannot read the radio state of the modem of slot %{public}d: %{public}s", slotId,
+                               isOn.error().message);
         }
         callback->OnGetRadioStateCallback(isOn && isOn.value(),
                                           isOn ? Telephony::TELEPHONY_OK : Telephony::TELEPHONY_NO_ANSWER);

@@ -61,7 +61,7 @@ private:
 int32_t WifiContext::RunAndWait(std::chrono::milliseconds budget, std::function<int32_t(Deadline)> work,
                                 std::function<void()> undo)
 {
-    DISTNET_ASSERT(!strand.RunsOnThisThread(), "work of the Wi-Fi strand does not wait for the strand");
+    DISTNET_ASSERT(!strand.RunsOnThisThread(), "not called on the Wi-Fi strand, which it waits for");
     const auto call = std::make_shared<LimitedCall>();
     const Deadline deadline = timers.Now() + budget;
     const bool isPosted = strand.Post([call, deadline, work = std::move(work), undo = std::move(undo)] {
@@ -78,7 +78,7 @@ int32_t WifiContext::RunAndWait(std::chrono::milliseconds budget, std::function<
 
 bool WifiContext::WaitFor(const std::string& activation, ActivationState state, Deadline deadline) const
 {
-    DISTNET_ASSERT(!strand.RunsOnThisThread(), "the Wi-Fi strand does not wait for its own work");
+    DISTNET_ASSERT(!strand.RunsOnThisThread(), "not called on the Wi-Fi strand, which it waits for");
     while (timers.Now() < deadline) {
         const Result<ActivationState> now = manager.Until(deadline).StateOf(activation);
         if (now && (now.value() == state || now.value() == ActivationState::GONE)) {
@@ -128,7 +128,8 @@ bool WifiContext::TakeBack(const NetworkChange& change)
 void WifiContext::TakeBackLater(NetworkChange change)
 {
     DISTNET_ASSERT(strand.RunsOnThisThread(), "called on the Wi-Fi strand");
-    QuviewDFX::LogWarn(LABEL, "NetworkManager does not answer: profile %{public}s is taken back later", change.profile);
+    QuviewDFX::LogWarn(LABEL, "NetworkManager does not answer: the changes of profile %{public}s are undone later",
+                       change.profile);
     change.isOver = true;
     own.Note(change);
     timer_.Cancel();
@@ -205,7 +206,7 @@ void WifiContext::TakeBackAll()
     }
     const Result<std::vector<Profile>> profiles = manager.Profiles();
     if (!profiles) {
-        QuviewDFX::LogWarn(LABEL, "cannot look for what was left in NetworkManager: %{public}s",
+        QuviewDFX::LogWarn(LABEL, "cannot list the profiles that an earlier run may have left: %{public}s",
                            profiles.error().message);
         return;
     }
@@ -240,11 +241,11 @@ std::string WifiContext::Restore(const NetworkChange& change, const std::string&
     }
     const Result<Activation> activated = manager.Activate(profile.value().path, found->path);
     if (!activated) {
-        QuviewDFX::LogWarn(LABEL, "%{public}s does not go back to the network that it had before: %{public}s",
-                           found->interface, activated.error().message);
+        QuviewDFX::LogWarn(LABEL, "cannot reconnect %{public}s to its previous network: %{public}s", found->interface,
+                           activated.error().message);
         return "";
     }
-    QuviewDFX::LogInfo(LABEL, "%{public}s goes back to the network that it had before", found->interface);
+    QuviewDFX::LogInfo(LABEL, "reconnecting %{public}s to its previous network", found->interface);
     return activated.value().path;
 }
 

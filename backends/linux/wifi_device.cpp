@@ -80,7 +80,7 @@ LinuxWifiDevice::LinuxWifiDevice(std::shared_ptr<WifiContext> context, const Sta
 
 LinuxWifiDevice::~LinuxWifiDevice()
 {
-    DISTNET_ASSERT(station_.IsStopped(), "Stop() is called before the last reference goes");
+    DISTNET_ASSERT(station_.IsStopped(), "Stop() is called before the last reference is released");
 }
 
 int32_t LinuxWifiDevice::GetDeviceConfigs(std::vector<Wifi::WifiDeviceConfig>& configs, bool isCandidate)
@@ -343,7 +343,7 @@ void LinuxWifiDevice::OnDeactivated(const Station::Join& join)
     if (join.state == Station::State::CONNECTED || cause) {
         End(cause.value_or(Wifi::HotspotGone()));
     } else if (join.searchLeft.count() > 0) {
-        QuviewDFX::LogInfo(LABEL, "\"%{public}s\" did not let this device in (reason %{public}u), trying again", ssid,
+        QuviewDFX::LogInfo(LABEL, "\"%{public}s\" did not let this device in (reason %{public}u); retrying", ssid,
                            static_cast<uint32_t>(reason));
         station_.Advance(join.attempt, Station::State::SEARCHING);
         LeaveJoined();
@@ -407,7 +407,7 @@ void LinuxWifiDevice::OnGone()
     }
     // The change stays recorded: it is taken back when NetworkManager runs again.
     attempt_->change = {};
-    End({JoinFailure::RADIO_FAILED, "NetworkManager has gone"});
+    End({JoinFailure::RADIO_FAILED, "NetworkManager has stopped"});
 }
 
 void LinuxWifiDevice::LeaveJoined()

@@ -38,7 +38,8 @@ std::string LoadOrMakeKey(const std::filesystem::path& file)
     }
     std::string key = Wifi::GenerateHotspotKey();
     if (const Result<void> written = SaveKey(file, key); !written) {
-        QuviewDFX::LogWarn(LABEL, "the hotspot's key lasts for this run only: %{public}s", written.error().message);
+        QuviewDFX::LogWarn(LABEL, "cannot store the hotspot's key, which is lost at the next start: %{public}s",
+                           written.error().message);
     }
     return key;
 }
@@ -61,7 +62,7 @@ LinuxWifiHotspot::LinuxWifiHotspot(std::shared_ptr<WifiContext> context, Hotspot
 LinuxWifiHotspot::~LinuxWifiHotspot()
 {
     const MutexLock lock(mutex_);
-    DISTNET_ASSERT(hasStopBegun_, "Stop() is called before the last reference goes");
+    DISTNET_ASSERT(hasStopBegun_, "Stop() is called before the last reference is released");
 }
 
 int32_t LinuxWifiHotspot::IsHotspotActive(bool& isActive)
@@ -120,7 +121,7 @@ int32_t LinuxWifiHotspot::GetHotspotConfig(Wifi::HotspotConfig& config)
         }
     }
     if (!read) {
-        QuviewDFX::LogWarn(LABEL, "no hotspot configuration: %{public}s", read.error().message);
+        QuviewDFX::LogWarn(LABEL, "cannot read the hotspot's configuration: %{public}s", read.error().message);
         return ResultOf(read.error());
     }
     config = std::move(read.value());
@@ -260,7 +261,7 @@ int32_t LinuxWifiHotspot::Enable(WifiContext::Deadline deadline)
 
 void LinuxWifiHotspot::OpenLater(const WifiRadio& radio)
 {
-    QuviewDFX::LogInfo(LABEL, "%{public}s is a station and becomes a hotspot in a moment", radio.interface);
+    QuviewDFX::LogInfo(LABEL, "%{public}s leaves its network and opens the hotspot in a moment", radio.interface);
     isOpening_ = true;
     SetOn(true);
     timer_.Cancel();
@@ -295,7 +296,7 @@ int32_t LinuxWifiHotspot::Open(const NetworkManager& manager, const WifiRadio& r
     const Result<Chosen> chosen = Choose(manager);
     const Result<std::string> previous = chosen.and_then([&](const Chosen&) { return NetworkOf(manager, radio); });
     if (!previous) {
-        QuviewDFX::LogError(LABEL, "the hotspot does not open: %{public}s", previous.error().message);
+        QuviewDFX::LogError(LABEL, "cannot open the hotspot: %{public}s", previous.error().message);
         return ResultOf(previous.error());
     }
     const std::optional<Profile>& usersOwn = chosen.value().usersOwn;
@@ -311,7 +312,7 @@ int32_t LinuxWifiHotspot::Open(const NetworkManager& manager, const WifiRadio& r
                  : context_->manager.AddAndActivate(
                        MakeHotspotProfile(change.profile, chosen.value().config, options_.settings), radio.path, "");
     if (!opened) {
-        QuviewDFX::LogError(LABEL, "the hotspot does not open: %{public}s", opened.error().message);
+        QuviewDFX::LogError(LABEL, "cannot open the hotspot: %{public}s", opened.error().message);
         if (IsNoAnswer(opened.error())) {
             context_->TakeBackLater(change);
         } else {

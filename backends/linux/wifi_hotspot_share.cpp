@@ -53,7 +53,7 @@ Wifi::ShareInfo LinuxWifiHotspot::Look()
     Result<std::vector<Wifi::ShareStation>> stations = options_.listStations(interface);
     if (!stations) {
         info.areStationsKnown = false;
-        QuviewDFX::LogWarn(LABEL, "cannot list the stations, so none counts: %{public}s", stations.error().message);
+        QuviewDFX::LogWarn(LABEL, "cannot list the stations, assuming none: %{public}s", stations.error().message);
         return info;
     }
     info.stations = std::move(stations.value());

@@ -184,7 +184,7 @@ std::vector<std::filesystem::path> Air::Records(const char* prefix) const
         }
     }
     if (error) {
-        QuviewDFX::LogError(LABEL, "cannot look into the air %{public}s: %{public}s", folder_.string(),
+        QuviewDFX::LogError(LABEL, "cannot read the air folder %{public}s: %{public}s", folder_.string(),
                             error.message());
     }
     std::sort(files.begin(), files.end());

@@ -97,7 +97,7 @@ JsonKind<std::vector<NetworkInReach>> InReachKind()
             const size_t comma = std::min(text.find(',', from), text.size());
             const std::optional<NetworkInReach> network = ParseInReach(text.substr(from, comma - from));
             if (!network) {
-                return "is no such list";
+                return "is not such a list";
             }
             networks.push_back(*network);
             from = comma + 1;

@@ -186,7 +186,7 @@ std::optional<DeviceState> SimulatedDevice::Read()
     if (lastComplaint_ != loaded.error().message) {
         // Logged once: the watcher may report one replacement several times.
         lastComplaint_ = loaded.error().message;
-        QuviewDFX::LogError(LABEL, "%{public}s; the state before it stays", lastComplaint_);
+        QuviewDFX::LogError(LABEL, "%{public}s; keeping the previous state", lastComplaint_);
     }
     return std::nullopt;
 }

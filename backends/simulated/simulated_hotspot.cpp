@@ -42,7 +42,7 @@ SimulatedHotspot::SimulatedHotspot(std::shared_ptr<LiveState> live, Air air, std
 SimulatedHotspot::~SimulatedHotspot()
 {
     const MutexLock lock(mutex_);
-    DISTNET_ASSERT(stopped_, "Stop() is called before the last reference goes");
+    DISTNET_ASSERT(stopped_, "Stop() is called before the last reference is released");
 }
 
 int32_t SimulatedHotspot::IsHotspotActive(bool& isActive)
@@ -234,7 +234,8 @@ void SimulatedHotspot::Refresh()
         return;
     }
     if (const Result<void> written = air_.Publish(*record); !written) {
-        QuviewDFX::LogError(LABEL, "the hotspot does not come up: %{public}s", written.error().message);
+        QuviewDFX::LogError(LABEL, "cannot write the hotspot's record, so the hotspot stays off: %{public}s",
+                            written.error().message);
         air_.Withdraw();
         published_.reset();
         TurnOff(nullptr);

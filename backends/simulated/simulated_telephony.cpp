@@ -18,7 +18,7 @@ bool IsSlot(int32_t slotId)
 SimulatedCoreService::~SimulatedCoreService()
 {
     const MutexLock lock(mutex_);
-    DISTNET_ASSERT(stopped_, "Stop() is called before the last reference goes");
+    DISTNET_ASSERT(stopped_, "Stop() is called before the last reference is released");
 }
 
 int32_t SimulatedCoreService::GetSimState(int32_t slotId, Telephony::SimState& state)

@@ -68,7 +68,7 @@ SimulatedWifiDevice::SimulatedWifiDevice(std::shared_ptr<LiveState> live, Air ai
 
 SimulatedWifiDevice::~SimulatedWifiDevice()
 {
-    DISTNET_ASSERT(station_.IsStopped(), "Stop() is called before the last reference goes");
+    DISTNET_ASSERT(station_.IsStopped(), "Stop() is called before the last reference is released");
 }
 
 int32_t SimulatedWifiDevice::GetDeviceConfigs(std::vector<WifiDeviceConfig>& configs, bool isCandidate)
@@ -266,7 +266,7 @@ void SimulatedWifiDevice::PutRecord(const std::string& bssid)
         return;
     }
     if (const Result<void> put = presence_.Put(record); !put) {
-        QuviewDFX::LogError(LABEL, "the hotspot does not see this station: %{public}s", put.error().message);
+        QuviewDFX::LogError(LABEL, "cannot write this station's record: %{public}s", put.error().message);
         return;
     }
     record_ = record;

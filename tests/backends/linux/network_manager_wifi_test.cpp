@@ -317,7 +317,9 @@ TEST_F(NetworkManagerWifiTest, WhatACrashLeftIsTakenBackAtTheNextStart)
         phone_.End();
     }
     EXPECT_EQ(events_.Lines(), ClosedFor("LEFT_OPEN", 2));
-    EXPECT_EQ(log_.Count("damaged, what it named is found by its mark only: " + phone_.Folder().string()), 1U);
+    EXPECT_EQ(
+        log_.Count("cannot read the network changes; only marked profiles are removed: " + phone_.Folder().string()),
+        1U);
 
     // Without a next start, NetworkManager itself ends what its maker does not answer for any more.
     {
@@ -364,7 +366,7 @@ TEST_F(NetworkManagerWifiTest, AbilitiesComeAndGoWithNetworkManagerTheBusAndTheR
     Do(air_.Laptop(), R"({"do": "leave_bus"})");
     EXPECT_TRUE(isThere(false));
     EXPECT_EQ(laptop_.HotspotPresence().reason, "NetworkManager does not run");
-    EXPECT_EQ(Leave(WifiLinkState::CONNECTING).reason, "NetworkManager has gone");
+    EXPECT_EQ(Leave(WifiLinkState::CONNECTING).reason, "NetworkManager has stopped");
     EXPECT_NE(laptop_.Hotspot()->EnableHotspot(ServiceType::DEFAULT), Wifi::WIFI_OK);
     Do(air_.Laptop(), R"({"do": "join_bus"})");
     EXPECT_TRUE(isThere(true));

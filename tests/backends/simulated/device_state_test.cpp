@@ -24,7 +24,7 @@ TEST(DeviceStateTest, ADamagedFileIsRefusedWithFileKeyAndWhatIsAllowed)
         {R"({"hotspot": {"key": "seven.7"}})",
          "device-state.json: hotspot.key: the value has 7 bytes (empty, or 8 to 63 bytes)"},
         {R"({"network": {"in_reach": "office:80,home:101"}})",
-         R"(device-state.json: network.in_reach: "office:80,home:101" is no such list )"
+         R"(device-state.json: network.in_reach: "office:80,home:101" is not such a list )"
          R"((empty, or a list of NAME:PERCENT: "office:80,home:40"))"},
         {R"({"battery": {"percent": "full"}})",
          R"(device-state.json: battery.percent: "full" is not allowed ("unknown", or 0 to 100))"},

@@ -75,12 +75,12 @@ TEST_F(SimulatedDeviceTest, ADamagedStateFileIsNamedOnceAndTheStateBeforeItStays
     size_t complaints = 0;
     for (const char* damage : {"{\"scren\": \"off\"}", R"({"radio": [3]})", "{"}) {
         WriteState(damage);
-        ASSERT_TRUE(log_.WaitFor("the state before it stays", ++complaints)) << damage;
+        ASSERT_TRUE(log_.WaitFor("keeping the previous state", ++complaints)) << damage;
         EXPECT_TRUE(simIs(Telephony::SimState::READY));
     }
     WriteState(R"({"sims": [{"state": "locked"}]})");
     EXPECT_TRUE(Eventually([&] { return simIs(Telephony::SimState::LOCKED); }));
-    EXPECT_EQ(log_.Count("the state before it stays"), 3U);
+    EXPECT_EQ(log_.Count("keeping the previous state"), 3U);
 
     device.End();
     WriteState("{\"scren\"");
