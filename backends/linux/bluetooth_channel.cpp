@@ -85,7 +85,7 @@ private:
     void OnUnused();
     void Subscribe();
     // These run on strand_ only.
-    void OnService(bool isThere);
+    void OnServiceOwnerChanged(bool hasOwner);
     void OnInterfacesAdded(const std::string& path, const BluezInterfaces& interfaces);
     void OnInterfacesRemoved(const std::string& path, const std::vector<std::string>& interfaces);
     [[nodiscard]] Result<void> ListAdapters();
@@ -118,8 +118,8 @@ private:
     BluetoothRadioLinks radioLinks_;
     std::shared_ptr<void> upkeep_;  // null: another channel of this device ends the radio links and sets the state
     std::string token_;
-    bool isKnown_ = false;  // whether isThere_ has been set by the bus
-    bool isThere_ = false;
+    bool isKnown_ = false;  // whether isRunning_ has been set by the bus
+    bool isRunning_ = false;
     bool hasListed_ = false;
     std::map<std::string, Adapter> adapters_;  // by BlueZ's path
     milliseconds pause_{0};
@@ -170,7 +170,8 @@ void Activity::Subscribe()
                                                        [this](const std::string& path, const PropertyMap& changed) {
                                                            OnInterfacesAdded(path, {{BLUEZ_DEVICE, changed}});
                                                        }));
-    subscriptions_.push_back(bus_->OnService(strand_, BLUEZ, [this](bool isThere) { OnService(isThere); }));
+    subscriptions_.push_back(
+        bus_->OnService(strand_, BLUEZ, [this](bool hasOwner) { OnServiceOwnerChanged(hasOwner); }));
 }
 
 void Activity::Announce(const std::string& token)
@@ -220,10 +221,10 @@ void Activity::OnUnused()
     }
 }
 
-void Activity::OnService(bool isThere)
+void Activity::OnServiceOwnerChanged(bool hasOwner)
 {
     isKnown_ = true;
-    isThere_ = isThere;
+    isRunning_ = hasOwner;
     hasListed_ = false;
     pause_ = milliseconds(0);
     adapters_.clear();
@@ -257,7 +258,7 @@ void Activity::OnInterfacesAdded(const std::string& path, const BluezInterfaces&
     }
     const auto properties = interfaces.find(BLUEZ_ADAPTER);
     const bool canAdvertise = interfaces.contains(BLUEZ_ADVERTISING_MANAGER);
-    if (!isThere_ || (properties == interfaces.end() && !canAdvertise)) {
+    if (!isRunning_ || (properties == interfaces.end() && !canAdvertise)) {
         return;
     }
     Adapter& adapter = adapters_[path];
@@ -295,7 +296,7 @@ void Activity::Update()
     }
     ClaimUpkeep();
     Result<void> done;
-    if (isThere_ && !hasListed_) {
+    if (isRunning_ && !hasListed_) {
         done = ListAdapters();
     }
     const auto adapter = ChooseAdapter();
@@ -347,7 +348,7 @@ void Activity::UpdateState(const Result<void>& done)
 
 BluetoothState Activity::StateOfAdapters(const Result<void>& done) const
 {
-    if (!isThere_) {
+    if (!isRunning_) {
         return {{false, "BlueZ does not run: no device is found over Bluetooth"},
                 "apt install bluez, or: systemctl start bluetooth"};
     }
@@ -394,7 +395,7 @@ void Activity::UpdateLater(milliseconds shortest)
 
 void Activity::RetryLater()
 {
-    if (!isThere_ || isRetrying_) {
+    if (!isRunning_ || isRetrying_) {
         return;
     }
     pause_ = std::clamp(pause_ * 2, FIRST_RETRY, LONGEST_RETRY);
@@ -420,7 +421,7 @@ void Activity::Stop()
     canAnnounce_ = false;
     subscriptions_.clear();
     EndOnStrand(strand_, [this] {
-        isThere_ = false;
+        isRunning_ = false;
         retry_.Cancel();
         updateTimer_.Cancel();
         advertiser_.Withdraw();

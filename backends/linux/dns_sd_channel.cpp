@@ -49,7 +49,7 @@ public:
 private:
     void SubscribeToBrowsers();
     // These run on strand_ only.
-    void OnService(bool isThere);
+    void OnServiceOwnerChanged(bool hasOwner);
     void OnGroupChanged(const std::string& path, int32_t state, const std::string& error);
     // Publishes and browses, as the token and this machine's addresses require.
     void Update();
@@ -69,7 +69,7 @@ private:
     // Touched on strand_ only.
     DnsSdPublisher publisher_;
     DnsSdBrowser browser_;
-    bool isThere_ = false;
+    bool isRunning_ = false;
     bool hasLoggedFailure_ = false;
     bool isRetrying_ = false;  // a retry is scheduled
     milliseconds pause_{0};
@@ -96,7 +96,8 @@ Result<void> Activity::Start(const std::string& token)
                                                  OnGroupChanged(path, state, error);
                                              }));
     SubscribeToBrowsers();
-    subscriptions_.push_back(bus_->OnService(strand_, AVAHI, [this](bool isThere) { OnService(isThere); }));
+    subscriptions_.push_back(
+        bus_->OnService(strand_, AVAHI, [this](bool hasOwner) { OnServiceOwnerChanged(hasOwner); }));
     return {};
 }
 
@@ -146,14 +147,14 @@ void Activity::Announce(const std::string& token)
         "announce this device's new token");
 }
 
-void Activity::OnService(bool isThere)
+void Activity::OnServiceOwnerChanged(bool hasOwner)
 {
-    isThere_ = isThere;
+    isRunning_ = hasOwner;
     canAnnounce_ = false;
     pause_ = milliseconds(0);
     publisher_.Reset();
     browser_.Reset();
-    if (isThere) {
+    if (hasOwner) {
         QuviewDFX::LogInfo(LABEL, "Avahi runs: devices nearby are found through it");
     } else {
         QuviewDFX::LogWarn(LABEL, "Avahi is not running: devices nearby are not found automatically");
@@ -177,8 +178,8 @@ void Activity::OnGroupChanged(const std::string& path, int32_t state, const std:
 
 void Activity::Update()
 {
-    // IsStopped is read first: if the strand has no thread, Stop writes isThere_ on another thread.
-    if (avahi_.IsStopped() || !isThere_) {
+    // IsStopped is read first: if the strand has no thread, Stop writes isRunning_ on another thread.
+    if (avahi_.IsStopped() || !isRunning_) {
         return;
     }
     const auto lan = ListLanAddresses();
@@ -210,7 +211,7 @@ void Activity::RetryUnless(const Result<void>& done)
 
 void Activity::RetryLater()
 {
-    if (!isThere_ || isRetrying_) {
+    if (!isRunning_ || isRetrying_) {
         return;
     }
     pause_ = std::clamp(pause_ * 2, FIRST_RETRY, LONGEST_RETRY);
@@ -237,7 +238,7 @@ void Activity::Stop()
     subscriptions_.clear();
     lanWatcher_.reset();
     EndOnStrand(strand_, [this] {
-        isThere_ = false;
+        isRunning_ = false;
         retry_.Cancel();
         publisher_.Withdraw();
         browser_.End();

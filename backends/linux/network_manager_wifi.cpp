@@ -58,7 +58,8 @@ NetworkManagerWifi::NetworkManagerWifi(const std::shared_ptr<Bus>& bus, const Wi
                 OnChanged();
             }
         }));
-    subscriptions_.push_back(bus->OnService(strand, NETWORK_MANAGER, [this](bool isThere) { OnService(isThere); }));
+    subscriptions_.push_back(
+        bus->OnService(strand, NETWORK_MANAGER, [this](bool hasOwner) { OnServiceOwnerChanged(hasOwner); }));
 }
 
 NetworkManagerWifi::~NetworkManagerWifi()
@@ -66,10 +67,10 @@ NetworkManagerWifi::~NetworkManagerWifi()
     Stop();
 }
 
-void NetworkManagerWifi::OnService(bool isThere)
+void NetworkManagerWifi::OnServiceOwnerChanged(bool hasOwner)
 {
-    context_->isRunning = isThere;
-    if (isThere) {
+    context_->isRunning = hasOwner;
+    if (hasOwner) {
         // NetworkManager acquires its name before it exports its objects: Version waits for the objects.
         if (const Result<std::string> version = context_->manager.Version(); !version) {
             QuviewDFX::LogWarn(LABEL, "NetworkManager does not answer: %{public}s", version.error().message);
@@ -101,7 +102,7 @@ void NetworkManagerWifi::TellPresence()
         const Result<std::string> version = context_->manager.Version();
         const Result<std::vector<WifiRadio>> radios = context_->manager.Radios();
         if (!radios) {
-            return;  // NetworkManager is exiting: OnService will be called
+            return;  // NetworkManager is exiting: OnServiceOwnerChanged follows
         }
         const std::string by = "NetworkManager" + (version ? " " + version.value() : "");
         const Result<bool> isEnabled = context_->manager.IsWifiEnabled();

@@ -47,7 +47,7 @@ public:
 
 private:
     // These run on the Wi-Fi strand only.
-    void OnService(bool isThere);
+    void OnServiceOwnerChanged(bool hasOwner);
     void OnChanged();
     void TellPresence();
 
