@@ -59,7 +59,7 @@ public:
     // Calls Stop and removes the abilities from the registry.
     ~LinuxDevice();
 
-    // Takes back this daemon's changes in NetworkManager and ends the subscriptions to the daemons. The abilities stay
+    // Undoes this daemon's changes in NetworkManager and ends the subscriptions to the daemons. The abilities stay
     // registered but accept no new work. Blocks for the work that runs on the device's strands. A second call does
     // nothing.
     void Stop();

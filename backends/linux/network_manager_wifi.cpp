@@ -75,7 +75,7 @@ void NetworkManagerWifi::OnServiceOwnerChanged(bool hasOwner)
         if (const Result<std::string> version = context_->manager.Version(); !version) {
             QuviewDFX::LogWarn(LABEL, "NetworkManager does not answer: %{public}s", version.error().message);
         }
-        context_->TakeBackAll();
+        context_->UndoAll();
         OnChanged();
         return;
     }

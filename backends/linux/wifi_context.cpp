@@ -112,11 +112,11 @@ bool WifiContext::Leave(const NetworkChange& change)
     if (leave()) {
         return true;
     }
-    TakeBackLater(change);
+    UndoLater(change);
     return false;
 }
 
-bool WifiContext::TakeBack(const NetworkChange& change)
+bool WifiContext::Undo(const NetworkChange& change)
 {
     if (!Leave(change)) {
         return false;
@@ -125,7 +125,7 @@ bool WifiContext::TakeBack(const NetworkChange& change)
     return true;
 }
 
-void WifiContext::TakeBackLater(NetworkChange change)
+void WifiContext::UndoLater(NetworkChange change)
 {
     DISTNET_ASSERT(strand.RunsOnThisThread(), "called on the Wi-Fi strand");
     QuviewDFX::LogWarn(LABEL, "NetworkManager does not answer: the changes of profile %{public}s are undone later",
@@ -135,17 +135,17 @@ void WifiContext::TakeBackLater(NetworkChange change)
     timer_.Cancel();
     timer_ = timers.RunAfter(answerLimit_, [weak = weak_from_this()] {
         if (const auto self = weak.lock()) {
-            self->strand.Post([self] { self->TakeBackUnanswered(); });
+            self->strand.Post([self] { self->UndoUnanswered(); });
         }
     });
 }
 
-void WifiContext::TakeBackUnanswered()
+void WifiContext::UndoUnanswered()
 {
     for (const NetworkChange& change : std::vector<NetworkChange>(own.Changes())) {
-        // If NetworkManager does not run, TakeBackAll takes the change back at its next start.
+        // If NetworkManager does not run, UndoAll undoes the change at its next start.
         if (change.isOver && isRunning) {
-            TakeBackLeft(change);
+            UndoLeft(change);
         }
     }
 }
@@ -177,11 +177,11 @@ Result<std::string> WifiContext::ActivationLeft(const NetworkChange& change) con
     return std::string();
 }
 
-void WifiContext::TakeBackLeft(const NetworkChange& change)
+void WifiContext::UndoLeft(const NetworkChange& change)
 {
     const Result<std::string> activation = ActivationLeft(change);
     if (!activation) {
-        TakeBackLater(change);
+        UndoLater(change);
         return;
     }
     NetworkChange left = change;
@@ -189,7 +189,7 @@ void WifiContext::TakeBackLeft(const NetworkChange& change)
     // If the activation was known, closing it was reported when NetworkManager did not answer.
     const bool wasReported = change.isOver && !change.activation.empty();
     const bool wasShared = change.isHotspot && !left.activation.empty() && !wasReported;
-    if (!TakeBack(left)) {
+    if (!Undo(left)) {
         return;
     }
     if (wasShared) {
@@ -198,11 +198,11 @@ void WifiContext::TakeBackLeft(const NetworkChange& change)
     Restore(change, "");
 }
 
-void WifiContext::TakeBackAll()
+void WifiContext::UndoAll()
 {
     DISTNET_ASSERT(strand.RunsOnThisThread(), "called on the Wi-Fi strand");
     for (const NetworkChange& change : std::vector<NetworkChange>(own.Changes())) {
-        TakeBackLeft(change);
+        UndoLeft(change);
     }
     const Result<std::vector<Profile>> profiles = manager.Profiles();
     if (!profiles) {
@@ -226,7 +226,7 @@ std::string WifiContext::Restore(const NetworkChange& change, const std::string&
     const Result<std::vector<WifiRadio>> radios = manager.Radios();
     const Result<Profile> profile = manager.FindProfile(change.previous);
     if ((!radios && IsNoAnswer(radios.error())) || (!profile && IsNoAnswer(profile.error()))) {
-        TakeBackLater(change);
+        UndoLater(change);
         return "";
     }
     if (!radios || !profile) {

@@ -1,6 +1,5 @@
 // WifiContext: the objects that this machine's station and hotspot share: the access to NetworkManager, the list of the
-// changes made there, and the strand on which both work without locks. To take a change back is to undo it. Owned by
-// both.
+// changes made there, and the strand on which both work without locks. Owned by both.
 #pragma once
 
 #include <chrono>
@@ -25,7 +24,7 @@ public:
     using Deadline = SteadyTime;
 
     // answerLimit: the limit of one call to NetworkManager. After a call without a reply, also the pause before its
-    // change is taken back.
+    // change is undone.
     WifiContext(std::shared_ptr<Bus> bus, const std::filesystem::path& stateDir, std::chrono::milliseconds answerLimit,
                 Tasks::Timers& clockAndTimers = Tasks::Timers::System())
         : timers(clockAndTimers), manager(std::move(bus), answerLimit, timers), own(stateDir), answerLimit_(answerLimit)
@@ -45,14 +44,14 @@ public:
     // The next five functions must be called on the strand.
 
     // Ends the activation, and deletes the profile if it is ours. Returns false if NetworkManager does not answer: the
-    // change is then taken back later, and after that the network that the radio had before is restored.
+    // change is then undone later, and after that the network that the radio had before is restored.
     bool Leave(const NetworkChange& change);
     // As Leave, and removes the change from the list when Leave has succeeded.
-    bool TakeBack(const NetworkChange& change);
-    // Schedules a change whose call got no reply: retries until NetworkManager answers, then takes the change back.
-    void TakeBackLater(NetworkChange change);
-    // Takes back the changes that an earlier run left, and those made before NetworkManager restarted.
-    void TakeBackAll();
+    bool Undo(const NetworkChange& change);
+    // Schedules a change whose call got no reply: retries until NetworkManager answers, then undoes the change.
+    void UndoLater(NetworkChange change);
+    // Undoes the changes that an earlier run left, and those made before NetworkManager restarted.
+    void UndoAll();
     // Activates the network that the radio had before the change, unless the radio now has another activation. radio:
     // its path; empty: the first idle radio. Returns the path of the new activation; empty: none.
     std::string Restore(const NetworkChange& change, const std::string& radio);
@@ -66,8 +65,8 @@ public:
 private:
     // Returns the path of the change's activation; empty if the activation has ended.
     [[nodiscard]] Result<std::string> ActivationLeft(const NetworkChange& change) const;
-    void TakeBackLeft(const NetworkChange& change);
-    void TakeBackUnanswered();
+    void UndoLeft(const NetworkChange& change);
+    void UndoUnanswered();
 
     const std::chrono::milliseconds answerLimit_;
     Tasks::Timer timer_;  // touched on the strand only

@@ -160,7 +160,7 @@ int32_t LinuxWifiDevice::Begin(const Wifi::WifiDeviceConfig& config, WifiContext
     attempt_ = std::move(next);
     wasLeftByHand_ = false;
     QuviewDFX::LogInfo(LABEL, "looking for \"%{public}s\" on %{public}s", config.ssid, radio->interface);
-    // The join of the replaced attempt is taken back after the caller has its answer.
+    // The join of the replaced attempt is undone after the caller has its result.
     context_->strand.Post([self = sptr<LinuxWifiDevice>(this)] { self->LeaveJoined(); });
     LookAgainIn(milliseconds(0));
     return Wifi::WIFI_OK;
@@ -257,7 +257,7 @@ void LinuxWifiDevice::Join(const Station::Join& join, const AccessPoint& accessP
         if (IsNoAnswer(joining.error())) {
             attempt.hasTakenRadio = true;
             attempt.isLeft = false;
-            context_->TakeBackLater(attempt.change);
+            context_->UndoLater(attempt.change);
         }
         if (++attempt.refusals >= MAX_REFUSALS || station_.Current().searchLeft.count() == 0) {
             End({JoinFailure::RADIO_FAILED, "NetworkManager refuses: " + name});
@@ -405,7 +405,7 @@ void LinuxWifiDevice::OnGone()
     if (!attempt_) {
         return;
     }
-    // The change stays recorded: it is taken back when NetworkManager runs again.
+    // The change stays recorded: it is undone when NetworkManager runs again.
     attempt_->change = {};
     End({JoinFailure::RADIO_FAILED, "NetworkManager has stopped"});
 }
@@ -434,7 +434,7 @@ LinuxWifiDevice::Freed LinuxWifiDevice::End(const LinkEnd& end)
     }
     Freed freed;
     if (!ended.change.profile.empty()) {
-        freed.isDone = ended.isLeft && context_->TakeBack(ended.change);
+        freed.isDone = ended.isLeft && context_->Undo(ended.change);
         freed.activation = freed.isDone ? context_->Restore(ended.change, ended.radio) : "";
     }
     if (state) {

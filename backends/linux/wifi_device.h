@@ -68,8 +68,8 @@ public:
     void OnChanged() { Look(); }
     void OnRadioState(const std::string& radio, uint32_t state, NmReason reason);
     void OnGone();
-    // Ends the attempt, the connection and waiting calls without a report, and takes all changes back. Blocks until
-    // that is done, at most WIFI_CALL_LIMIT.
+    // Ends the attempt, the connection and waiting calls without a report, and undoes all changes. Blocks until that is
+    // done, at most WIFI_CALL_LIMIT.
     void Stop();
 
 private:
@@ -80,7 +80,7 @@ private:
         SteadyTime nextScan;              // the earliest time
         std::chrono::seconds begunAt{0};  // on the boot clock, as AccessPoint::lastSeen
         bool hasTakenRadio = false;       // a join was requested: change.previous is restored at the end
-        bool isLeft = true;               // false if NetworkManager did not answer: the join is taken back later
+        bool isLeft = true;               // false if NetworkManager did not answer: the join is undone later
         int refusals = 0;
         NetworkChange change;
         std::string bssid;
@@ -96,7 +96,7 @@ private:
 
     // The result of releasing the radio at the end of an attempt.
     struct Freed {
-        bool isDone = true;      // false if NetworkManager did not answer: the join is taken back later
+        bool isDone = true;      // false if NetworkManager did not answer: the join is undone later
         std::string activation;  // of the previous network, which is activated again; empty: none
     };
     struct Departure {
@@ -129,7 +129,7 @@ private:
     void LookAgainIn(std::chrono::milliseconds delay, Trigger trigger = Trigger::CHANGE_OR_TIMER);
     Freed End(const Wifi::LinkEnd& end);
     Departure LeaveNow(uint32_t attempt);
-    // Takes back a join that is no longer wanted, of this attempt or of the attempt that it replaced.
+    // Undoes a join that is no longer wanted, of this attempt or of the attempt that it replaced.
     void LeaveJoined();
 
     // Returns the name of that activation's profile; empty if the profile is ours or unknown.

@@ -306,7 +306,7 @@ int32_t LinuxWifiHotspot::Open(const NetworkManager& manager, const WifiRadio& r
     change.isHotspot = true;
     change.isOurProfile = !usersOwn;
     context_->own.Note(change);
-    // The caller's deadline does not limit these calls: only their replies say what must be taken back.
+    // The caller's deadline does not limit these calls: only their replies say what must be undone.
     const Result<Activation> opened =
         usersOwn ? context_->manager.Activate(usersOwn->path, radio.path)
                  : context_->manager.AddAndActivate(
@@ -314,7 +314,7 @@ int32_t LinuxWifiHotspot::Open(const NetworkManager& manager, const WifiRadio& r
     if (!opened) {
         QuviewDFX::LogError(LABEL, "cannot open the hotspot: %{public}s", opened.error().message);
         if (IsNoAnswer(opened.error())) {
-            context_->TakeBackLater(change);
+            context_->UndoLater(change);
         } else {
             context_->own.Forget(change.profile);
         }
@@ -346,7 +346,7 @@ bool LinuxWifiHotspot::CloseOwn(const char* reason)
     }
     const Share closed = *share_;
     Forget();
-    const bool isDone = context_->TakeBack(closed.change);
+    const bool isDone = context_->Undo(closed.change);
     Wifi::ReportShareClosed(reason);
     if (isDone) {
         context_->Restore(closed.change, closed.radio);
@@ -370,7 +370,7 @@ void LinuxWifiHotspot::OnChanged()
         QuviewDFX::LogInfo(LABEL, "the hotspot on %{public}s ended", share_->interface);
         const Share ended = *share_;
         Forget();
-        if (context_->TakeBack(ended.change)) {
+        if (context_->Undo(ended.change)) {
             context_->Restore(ended.change, ended.radio);
         }
     }
@@ -407,7 +407,7 @@ bool LinuxWifiHotspot::WasRenewed()
 void LinuxWifiHotspot::OnGone()
 {
     DISTNET_ASSERT(context_->strand.RunsOnThisThread(), "called on the Wi-Fi strand");
-    // The change stays recorded: it is taken back when NetworkManager runs again.
+    // The change stays recorded: it is undone when NetworkManager runs again.
     isOpening_ = false;
     Forget();
 }
