@@ -134,27 +134,27 @@ BusSubscription Bus::OnService(Tasks::Strand& strand, const std::string& service
 {
     const auto target = std::make_shared<HandlerTarget>(strand);
     // The last value that the handler got. Used on the loop's thread only.
-    const auto told = std::make_shared<std::optional<bool>>();
-    const auto tell = [target, told, handler = std::move(handler)](bool isThere) {
-        if (*told != isThere) {
-            *told = isThere;
+    const auto reported = std::make_shared<std::optional<bool>>();
+    const auto report = [target, reported, handler = std::move(handler)](bool isThere) {
+        if (*reported != isThere) {
+            *reported = isThere;
             HandlerTarget::Post(target, [handler, isThere] { handler(isThere); });
         }
     };
     const auto listener = std::make_shared<BusListener>();
     listener->match = MatchOf(DBUS_DAEMON, "NameOwnerChanged") + ",arg0='" + service + "'";
-    listener->onMessage = [tell](sdbus::Message& message) {
+    listener->onMessage = [report](sdbus::Message& message) {
         std::tuple<std::string, std::string, std::string> nameOldNew;
         message >> nameOldNew;
         if (!std::get<1>(nameOldNew).empty()) {
-            tell(false);
+            report(false);
         }
         if (!std::get<2>(nameOldNew).empty()) {
-            tell(true);
+            report(true);
         }
     };
-    listener->onDisconnected = [tell] { tell(false); };
-    listener->onConnected = [loop = loop_.get(), service, tell] {
+    listener->onDisconnected = [report] { report(false); };
+    listener->onConnected = [loop = loop_.get(), service, report] {
         const auto call = std::make_shared<PendingCall>();
         call->object = DBUS_DAEMON;
         call->method = "NameHasOwner";
@@ -162,7 +162,7 @@ BusSubscription Bus::OnService(Tasks::Strand& strand, const std::string& service
         call->write = [service](sdbus::Message& message) { message << service; };
         const auto isThere = std::make_shared<bool>(false);
         call->read = [isThere](sdbus::Message& message) { message >> *isThere; };
-        call->onFinished = [tell, isThere](const Result<void>& result) { tell(result.has_value() && *isThere); };
+        call->onFinished = [report, isThere](const Result<void>& result) { report(result.has_value() && *isThere); };
         loop->Send(call);
     };
     return loop_->Subscribe(listener, target);

@@ -82,7 +82,7 @@ Connectivity::Connectivity(std::shared_ptr<Bus> bus, PresenceChanged changed, St
     added_ = bus_->OnSignal<sdbus::ObjectPath>(strand_, NM_MANAGER, "DeviceAdded",
                                                [this](const std::string&, const sdbus::ObjectPath& device) {
                                                    ReadDevice(device, std::nullopt);
-                                                   Tell();
+                                                   ReportChanges();
                                                });
     removed_ = bus_->OnSignal<sdbus::ObjectPath>(
         strand_, NM_MANAGER, "DeviceRemoved",
@@ -91,13 +91,13 @@ Connectivity::Connectivity(std::shared_ptr<Bus> bus, PresenceChanged changed, St
         strand_, {NETWORK_MANAGER, "", NM_DEVICE_INTERFACE}, "StateChanged",
         [this](const std::string& path, uint32_t state, uint32_t, uint32_t) {
             ReadDevice(path, state);
-            Tell();
+            ReportChanges();
         });
     vpnStates_ = bus_->OnSignal<uint32_t, uint32_t>(
         strand_, {NETWORK_MANAGER, "", "org.freedesktop.NetworkManager.VPN.Connection"}, "VpnStateChanged",
         [this](const std::string& path, uint32_t state, uint32_t) {
             Note(path, NetType::VPN, NetConnStateOfVpn(state));
-            Tell();
+            ReportChanges();
             if (const NetConnState now = NetConnStateOfVpn(state);
                 now == NetConnState::FAILED || now == NetConnState::DISCONNECTED) {
                 // The VPN connection's object is removed without another signal.
@@ -113,7 +113,7 @@ void Connectivity::OnServiceOwnerChanged(bool hasOwner)
     if (!hasOwner) {
         changed_({false, "NetworkManager does not run"});
         // The connections may still work, but their state is unknown.
-        for (auto& [type, state] : told_) {
+        for (auto& [type, state] : reported_) {
             if (std::exchange(state, NetConnState::UNKNOWN) != NetConnState::UNKNOWN) {
                 stateChanged_(type, NetConnState::UNKNOWN);
             }
@@ -126,14 +126,14 @@ void Connectivity::OnServiceOwnerChanged(bool hasOwner)
         for (const sdbus::ObjectPath& device : devices.value()) {
             ReadDevice(device, std::nullopt);
         }
-        Tell();
+        ReportChanges();
     } else {
         QuviewDFX::LogWarn(LABEL, "cannot list the devices of NetworkManager: %{public}s", devices.error().message);
     }
     changed_({true, "NetworkManager" + (version ? " " + version.value() : "")});
 }
 
-void Connectivity::ReadDevice(const std::string& path, std::optional<uint32_t> toldState)
+void Connectivity::ReadDevice(const std::string& path, std::optional<uint32_t> signalState)
 {
     const Result<PropertyMap> device = bus_->GetProperties({NETWORK_MANAGER, path, NM_DEVICE_INTERFACE});
     if (!device) {
@@ -144,7 +144,7 @@ void Connectivity::ReadDevice(const std::string& path, std::optional<uint32_t> t
         return;
     }
     // The signal's state comes first: the property may already have changed again, as after a failure.
-    NetConnState state = NetConnStateOf(toldState.value_or(ValueIn<uint32_t>(device.value(), "State")));
+    NetConnState state = NetConnStateOf(signalState.value_or(ValueIn<uint32_t>(device.value(), "State")));
     if (type == NetType::WIFI && RankOf(state) > RankOf(NetConnState::IDLE)) {
         const Result<uint32_t> mode =
             bus_->GetProperty<uint32_t>({NETWORK_MANAGER, path, NM_WIRELESS_INTERFACE}, "Mode");
@@ -173,12 +173,12 @@ void Connectivity::Forget(const std::string& path)
     }
     if (RankOf(gone->second.state) > RankOf(NetConnState::IDLE)) {
         gone->second.state = NetConnState::DISCONNECTED;
-        Tell();
+        ReportChanges();
     }
     links_.erase(gone);
 }
 
-void Connectivity::Tell()
+void Connectivity::ReportChanges()
 {
     std::map<NetType, NetConnState> best;
     for (const auto& [path, link] : links_) {
@@ -188,7 +188,7 @@ void Connectivity::Tell()
         }
     }
     for (const auto& [type, state] : best) {
-        const auto [entry, isNew] = told_.emplace(type, NetConnState::UNKNOWN);
+        const auto [entry, isNew] = reported_.emplace(type, NetConnState::UNKNOWN);
         if (std::exchange(entry->second, state) != state) {
             stateChanged_(type, state);
         }

@@ -38,12 +38,12 @@ private:
 
     // These run on strand_ only.
     void OnServiceOwnerChanged(bool hasOwner);
-    // toldState: the state that a signal reported; nothing: the device's current state is read.
-    void ReadDevice(const std::string& path, std::optional<uint32_t> toldState);
+    // signalState: the state that a signal reported; nothing: the device's current state is read.
+    void ReadDevice(const std::string& path, std::optional<uint32_t> signalState);
     void Note(const std::string& path, EventFwk::NetType type, EventFwk::NetConnState state);
     void Forget(const std::string& path);
     // Reports each kind of network whose state has changed.
-    void Tell();
+    void ReportChanges();
 
     const std::shared_ptr<Bus> bus_;
     const PresenceChanged changed_;
@@ -51,7 +51,7 @@ private:
 
     // Touched on strand_ only.
     std::map<std::string, Link> links_;  // by object path
-    std::map<EventFwk::NetType, EventFwk::NetConnState> told_;
+    std::map<EventFwk::NetType, EventFwk::NetConnState> reported_;
 
     Tasks::Strand strand_;  // own synchronisation
     BusSubscription added_;

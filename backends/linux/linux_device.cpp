@@ -40,7 +40,7 @@ Result<std::unique_ptr<LinuxDevice>> LinuxDevice::Start(const LinuxDeviceOptions
     // Begin runs on the strand, so reports of the daemons wait until it has returned.
     device->registrations_.Post([&device] { device->Begin(); });
     device->registrations_.Drain();
-    device->WaitForFirstLook();
+    device->WaitForFirstReports();
     device->hasStarted_ = true;
     return device;
 }
@@ -63,7 +63,7 @@ LinuxDevice::~LinuxDevice()
 void LinuxDevice::Begin()
 {
     const std::shared_ptr<Bus>& bus = options_.bus;
-    modems_ = std::make_shared<Modems>(bus, Telling(MODEMS));
+    modems_ = std::make_shared<Modems>(bus, ReporterOf(MODEMS));
     coreService_ = MakeSptr<LinuxCoreService>(modems_);
     // NetworkManager reports every outcome except "SSID not found", which is published here.
     const auto linkEnded = [this](Wifi::WifiLinkState state) {
@@ -73,7 +73,7 @@ void LinuxDevice::Begin()
         }
     };
     wifi_ = std::make_unique<NetworkManagerWifi>(bus, options_.wifi,
-                                                 WifiListener{Telling(STATION), Telling(HOTSPOT), linkEnded});
+                                                 WifiListener{ReporterOf(STATION), ReporterOf(HOTSPOT), linkEnded});
     network_ = std::make_unique<LinuxNetworkMonitor>(bus, modems_, wifi_->Station(), options_.dnsPort);
     abilities_ = {
         {WIFI_DEVICE_SYS_ABILITY_ID, wifi_->Station(), {STATION}},
@@ -82,17 +82,17 @@ void LinuxDevice::Begin()
         {TELEPHONY_CORE_SERVICE_SYS_ABILITY_ID, coreService_, {MODEMS}},
         {TELEPHONY_CELLULAR_DATA_SYS_ABILITY_ID, MakeSptr<LinuxCellularData>(modems_), {MODEMS}},
     };
-    connectivity_ = std::make_unique<Connectivity>(bus, Telling(CONNECTIVITY),
+    connectivity_ = std::make_unique<Connectivity>(bus, ReporterOf(CONNECTIVITY),
                                                    [this](auto type, auto state) { PublishConnectivity(type, state); });
     power_ = std::make_unique<Power>(
-        bus, Telling(POWER),
+        bus, ReporterOf(POWER),
         [this] {
             Publish(Want().SetAction(CommonEventSupport::COMMON_EVENT_BATTERY_LOW));
             wifi_->OnBatteryLow();
         },
         [this](const Network::Battery& battery) { network_->OnBattery(battery); });
     screen_ = std::make_unique<Screen>(
-        bus, Telling(SCREEN),
+        bus, ReporterOf(SCREEN),
         [this](bool isOn) {
             Publish(Want().SetAction(isOn ? CommonEventSupport::COMMON_EVENT_SCREEN_ON
                                           : CommonEventSupport::COMMON_EVENT_SCREEN_OFF));
@@ -101,11 +101,12 @@ void LinuxDevice::Begin()
     RegisterAbilities();
 }
 
-void LinuxDevice::WaitForFirstLook()
+void LinuxDevice::WaitForFirstReports()
 {
     MutexLock lock(mutex_);
-    looked_.WaitFor(mutex_, FIRST_LOOK_LIMIT,
-                    [this]() REQUIRES(mutex_) { return std::find(told_.begin(), told_.end(), false) == told_.end(); });
+    reportReceived_.WaitFor(mutex_, FIRST_REPORT_LIMIT, [this]() REQUIRES(mutex_) {
+        return std::find(hasReported_.begin(), hasReported_.end(), false) == hasReported_.end();
+    });
 }
 
 void LinuxDevice::Stop()
@@ -142,27 +143,27 @@ std::vector<AbilityState> LinuxDevice::Abilities() const
     return states;
 }
 
-PresenceChanged LinuxDevice::Telling(Source source)
+PresenceChanged LinuxDevice::ReporterOf(Source source)
 {
     return [this, source](const Presence& presence) {
-        registrations_.Post([this, source, presence] { Note(source, presence); });
+        registrations_.Post([this, source, presence] { OnPresence(source, presence); });
     };
 }
 
-void LinuxDevice::Note(Source source, const Presence& presence)
+void LinuxDevice::OnPresence(Source source, const Presence& presence)
 {
     bool isNews = false;
     {
         MutexLock lock(mutex_);
-        isNews = !told_[source] || presences_[source] != presence;
+        isNews = !hasReported_[source] || presences_[source] != presence;
         presences_[source] = presence;
     }
     if (isNews) {
         RegisterAbilities();
     }
     MutexLock lock(mutex_);
-    told_[source] = true;
-    looked_.NotifyAll();
+    hasReported_[source] = true;
+    reportReceived_.NotifyAll();
 }
 
 void LinuxDevice::RegisterAbilities()

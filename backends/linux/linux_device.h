@@ -33,7 +33,7 @@
 namespace Vexo::Linux {
 
 // How long Start waits for the state of every daemon. A daemon that starts later is used too.
-inline constexpr std::chrono::seconds FIRST_LOOK_LIMIT{3};
+inline constexpr std::chrono::seconds FIRST_REPORT_LIMIT{3};
 
 struct LinuxDeviceOptions {
     std::shared_ptr<Bus> bus;  // the bus that the machine's daemons are on
@@ -54,7 +54,7 @@ public:
     // this backend. Blocks as AwaitVersion (daemon_version.h).
     [[nodiscard]] static Result<std::string> Probe(Bus& bus);
 
-    // Blocks until the state of every daemon is known, at most FIRST_LOOK_LIMIT. Also succeeds if no daemon runs.
+    // Blocks until the state of every daemon is known, at most FIRST_REPORT_LIMIT. Also succeeds if no daemon runs.
     [[nodiscard]] static Result<std::unique_ptr<LinuxDevice>> Start(const LinuxDeviceOptions& options);
     // Calls Stop and removes the abilities from the registry.
     ~LinuxDevice();
@@ -93,11 +93,11 @@ private:
 
     LinuxDevice(const LinuxDeviceOptions& options, sptr<ISystemAbilityManager> registry);
 
-    PresenceChanged Telling(Source source);
-    void WaitForFirstLook();
+    PresenceChanged ReporterOf(Source source);
+    void WaitForFirstReports();
     // These run on registrations_ only.
     void Begin();
-    void Note(Source source, const Presence& presence);
+    void OnPresence(Source source, const Presence& presence);
     void RegisterAbilities();
 
     Presence PresenceOf(const Ability& ability) const;
@@ -109,9 +109,9 @@ private:
     const sptr<EventFwk::CommonEventServer> events_;
 
     mutable Mutex mutex_;
-    CondVar looked_;
+    CondVar reportReceived_;
     std::array<Presence, SOURCE_COUNT> presences_ GUARDED_BY(mutex_);
-    std::array<bool, SOURCE_COUNT> told_ GUARDED_BY(mutex_){};
+    std::array<bool, SOURCE_COUNT> hasReported_ GUARDED_BY(mutex_){};
 
     // True after Start: from then on changes of abilities are logged. Start's caller logs the initial state.
     std::atomic<bool> hasStarted_{false};

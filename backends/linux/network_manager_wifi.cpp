@@ -13,11 +13,11 @@ constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "LinuxWifi"}
 const BusObject ANY_DEVICE{NETWORK_MANAGER, "", NM_DEVICE_INTERFACE};
 const BusObject ANY_RADIO{NETWORK_MANAGER, "", NM_WIRELESS_INTERFACE};
 
-void TellOnce(std::optional<Presence>& told, Presence now, const PresenceChanged& tell)
+void ReportIfChanged(std::optional<Presence>& reported, Presence now, const PresenceChanged& report)
 {
-    if (told != now) {
-        told = std::move(now);
-        tell(*told);
+    if (reported != now) {
+        reported = std::move(now);
+        report(*reported);
     }
 }
 
@@ -82,7 +82,7 @@ void NetworkManagerWifi::OnServiceOwnerChanged(bool hasOwner)
     QuviewDFX::LogInfo(LABEL, "NetworkManager does not run");
     station_->OnGone();
     hotspot_->OnGone();
-    TellPresence();
+    ReportPresence();
 }
 
 void NetworkManagerWifi::OnChanged()
@@ -90,11 +90,11 @@ void NetworkManagerWifi::OnChanged()
     if (context_->isRunning) {
         station_->OnChanged();
         hotspot_->OnChanged();
-        TellPresence();
+        ReportPresence();
     }
 }
 
-void NetworkManagerWifi::TellPresence()
+void NetworkManagerWifi::ReportPresence()
 {
     Presence station{false, "NetworkManager does not run"};
     Presence hotspot = station;
@@ -124,8 +124,8 @@ void NetworkManagerWifi::TellPresence()
             hotspot.reason = by + ", no Wi-Fi device can be an access point";
         }
     }
-    TellOnce(toldStation_, std::move(station), listener_.stationChanged);
-    TellOnce(toldHotspot_, std::move(hotspot), listener_.hotspotChanged);
+    ReportIfChanged(reportedStation_, std::move(station), listener_.stationChanged);
+    ReportIfChanged(reportedHotspot_, std::move(hotspot), listener_.hotspotChanged);
 }
 
 void NetworkManagerWifi::OnBatteryLow()

@@ -49,7 +49,7 @@ private:
     // These run on the Wi-Fi strand only.
     void OnServiceOwnerChanged(bool hasOwner);
     void OnChanged();
-    void TellPresence();
+    void ReportPresence();
 
     const WifiListener listener_;
     const std::shared_ptr<WifiContext> context_;
@@ -57,8 +57,8 @@ private:
     const sptr<LinuxWifiHotspot> hotspot_;
 
     // Touched on the Wi-Fi strand only.
-    std::optional<Presence> toldStation_;
-    std::optional<Presence> toldHotspot_;
+    std::optional<Presence> reportedStation_;
+    std::optional<Presence> reportedHotspot_;
 
     std::vector<BusSubscription> subscriptions_;  // last: destroyed first
 };

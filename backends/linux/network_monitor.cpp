@@ -139,7 +139,7 @@ LinuxNetworkMonitor::LinuxNetworkMonitor(std::shared_ptr<Bus> bus, std::shared_p
                                          sptr<LinuxWifiDevice> station, uint16_t dnsPort)
     : modems_(std::move(modems)), station_(std::move(station)), manager_(bus, ANSWER_LIMIT), dnsPort_(dnsPort)
 {
-    const auto tellOf = [&](const BusObject& object, std::vector<std::string> names) {
+    const auto notifyOn = [&](const BusObject& object, std::vector<std::string> names) {
         subscriptions_.push_back(bus->OnPropertiesChanged(
             strand_, object, [this, names = std::move(names)](const std::string&, const PropertyMap& changed) {
                 if (std::any_of(names.begin(), names.end(),
@@ -148,9 +148,9 @@ LinuxNetworkMonitor::LinuxNetworkMonitor(std::shared_ptr<Bus> bus, std::shared_p
                 }
             }));
     };
-    tellOf(NM_MANAGER, {"PrimaryConnection", "ActiveConnections", "Connectivity"});
-    tellOf(ANY_DEVICE, {"Ip4Connectivity", "Ip6Connectivity"});
-    tellOf(ANY_RADIO, {"LastScan"});
+    notifyOn(NM_MANAGER, {"PrimaryConnection", "ActiveConnections", "Connectivity"});
+    notifyOn(ANY_DEVICE, {"Ip4Connectivity", "Ip6Connectivity"});
+    notifyOn(ANY_RADIO, {"LastScan"});
     subscriptions_.push_back(bus->OnService(strand_, NETWORK_MANAGER, [this](bool) { listener_.Notify(); }));
 }
 

@@ -42,11 +42,11 @@ void Power::OnServiceOwnerChanged(bool hasOwner)
 {
     if (!hasOwner) {
         // UPower is activated over the bus: start it once, and respect a later stop.
-        if (!std::exchange(wasAsked_, true) && bus_->GetProperty<std::string>(DAEMON, VERSION)) {
+        if (!std::exchange(hasTriedStart_, true) && bus_->GetProperty<std::string>(DAEMON, VERSION)) {
             return;  // this function is called again when UPower has its name
         }
         battery_.clear();
-        TellBattery();
+        ReportBattery();
         // isLow_ stays: a restart of UPower must not report the same low battery again.
         changed_({false, "UPower does not run"});
         return;
@@ -61,7 +61,7 @@ void Power::OnServiceOwnerChanged(bool hasOwner)
     changed_({true, "UPower" + (version ? " " + version.value() : "")});
 }
 
-void Power::TellBattery()
+void Power::ReportBattery()
 {
     Network::Battery battery;
     if (ValueIn<bool>(battery_, "IsPresent") && battery_.contains("Percentage")) {
@@ -78,7 +78,7 @@ void Power::Note(const PropertyMap& battery)
     for (const auto& [name, value] : battery) {
         battery_.insert_or_assign(name, value);
     }
-    TellBattery();
+    ReportBattery();
     if (!battery.contains(WARNING_LEVEL)) {
         return;
     }

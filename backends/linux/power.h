@@ -26,7 +26,7 @@ private:
     // These run on strand_ only.
     void OnServiceOwnerChanged(bool hasOwner);
     void Note(const PropertyMap& battery);
-    void TellBattery();
+    void ReportBattery();
 
     const std::shared_ptr<Bus> bus_;
     const PresenceChanged changed_;
@@ -36,7 +36,7 @@ private:
     // Touched on strand_ only.
     bool isLow_ = false;
     PropertyMap battery_;  // as last reported; empty while UPower does not run
-    bool wasAsked_ = false;
+    bool hasTriedStart_ = false;
 
     Tasks::Strand strand_;  // own synchronisation
     BusSubscription properties_;
