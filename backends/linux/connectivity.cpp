@@ -86,7 +86,7 @@ Connectivity::Connectivity(std::shared_ptr<Bus> bus, PresenceChanged changed, St
                                                });
     removed_ = bus_->OnSignal<sdbus::ObjectPath>(
         strand_, NM_MANAGER, "DeviceRemoved",
-        [this](const std::string&, const sdbus::ObjectPath& device) { Forget(device); });
+        [this](const std::string&, const sdbus::ObjectPath& device) { RemoveLink(device); });
     states_ = bus_->OnSignal<uint32_t, uint32_t, uint32_t>(
         strand_, {NETWORK_MANAGER, "", NM_DEVICE_INTERFACE}, "StateChanged",
         [this](const std::string& path, uint32_t state, uint32_t, uint32_t) {
@@ -96,7 +96,7 @@ Connectivity::Connectivity(std::shared_ptr<Bus> bus, PresenceChanged changed, St
     vpnStates_ = bus_->OnSignal<uint32_t, uint32_t>(
         strand_, {NETWORK_MANAGER, "", "org.freedesktop.NetworkManager.VPN.Connection"}, "VpnStateChanged",
         [this](const std::string& path, uint32_t state, uint32_t) {
-            Note(path, NetType::VPN, NetConnStateOfVpn(state));
+            SetLink(path, NetType::VPN, NetConnStateOfVpn(state));
             ReportChanges();
             if (const NetConnState now = NetConnStateOfVpn(state);
                 now == NetConnState::FAILED || now == NetConnState::DISCONNECTED) {
@@ -152,10 +152,10 @@ void Connectivity::ReadDevice(const std::string& path, std::optional<uint32_t> s
             state = NetConnState::IDLE;
         }
     }
-    Note(path, *type, state);
+    SetLink(path, *type, state);
 }
 
-void Connectivity::Note(const std::string& path, NetType type, NetConnState state)
+void Connectivity::SetLink(const std::string& path, NetType type, NetConnState state)
 {
     const auto known = links_.find(path);
     if (RankOf(state) <= RankOf(NetConnState::IDLE) && known != links_.end() &&
@@ -165,7 +165,7 @@ void Connectivity::Note(const std::string& path, NetType type, NetConnState stat
     links_.insert_or_assign(path, Link{type, state});
 }
 
-void Connectivity::Forget(const std::string& path)
+void Connectivity::RemoveLink(const std::string& path)
 {
     const auto gone = links_.find(path);
     if (gone == links_.end()) {

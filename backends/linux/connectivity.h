@@ -40,8 +40,8 @@ private:
     void OnServiceOwnerChanged(bool hasOwner);
     // signalState: the state that a signal reported; nothing: the device's current state is read.
     void ReadDevice(const std::string& path, std::optional<uint32_t> signalState);
-    void Note(const std::string& path, EventFwk::NetType type, EventFwk::NetConnState state);
-    void Forget(const std::string& path);
+    void SetLink(const std::string& path, EventFwk::NetType type, EventFwk::NetConnState state);
+    void RemoveLink(const std::string& path);
     // Reports each kind of network whose state has changed.
     void ReportChanges();
 

@@ -45,7 +45,7 @@ OwnProfiles::OwnProfiles(const std::filesystem::path& stateDir) : file_(stateDir
     changes_ = std::move(changes.value());
 }
 
-void OwnProfiles::Note(const NetworkChange& change)
+void OwnProfiles::Record(const NetworkChange& change)
 {
     std::erase_if(changes_, [&](const NetworkChange& known) { return known.profile == change.profile; });
     changes_.push_back(change);

@@ -30,7 +30,7 @@ public:
 
     const std::vector<NetworkChange>& Changes() const { return changes_; }
     // Adds the change, or replaces the change of the same profile. A write error is logged.
-    void Note(const NetworkChange& change);
+    void Record(const NetworkChange& change);
     void Forget(const std::string& profile);
 
 private:

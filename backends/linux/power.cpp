@@ -33,8 +33,8 @@ Power::Power(std::shared_ptr<Bus> bus, PresenceChanged changed, std::function<vo
       batteryLow_(std::move(batteryLow)),
       batteryChanged_(std::move(batteryChanged))
 {
-    properties_ = bus_->OnPropertiesChanged(strand_, BATTERY,
-                                            [this](const std::string&, const PropertyMap& battery) { Note(battery); });
+    properties_ = bus_->OnPropertiesChanged(
+        strand_, BATTERY, [this](const std::string&, const PropertyMap& battery) { OnProperties(battery); });
     service_ = bus_->OnService(strand_, SERVICE, [this](bool hasOwner) { OnServiceOwnerChanged(hasOwner); });
 }
 
@@ -54,7 +54,7 @@ void Power::OnServiceOwnerChanged(bool hasOwner)
     const Result<std::string> version = AwaitVersion(*bus_, DAEMON, VERSION);
     const Result<PropertyMap> battery = bus_->GetProperties(BATTERY);
     if (battery) {
-        Note(battery.value());
+        OnProperties(battery.value());
     } else {
         QuviewDFX::LogWarn(LABEL, "cannot read the battery from UPower: %{public}s", battery.error().message);
     }
@@ -73,7 +73,7 @@ void Power::ReportBattery()
     batteryChanged_(battery);
 }
 
-void Power::Note(const PropertyMap& battery)
+void Power::OnProperties(const PropertyMap& battery)
 {
     for (const auto& [name, value] : battery) {
         battery_.insert_or_assign(name, value);

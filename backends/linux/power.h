@@ -25,7 +25,7 @@ public:
 private:
     // These run on strand_ only.
     void OnServiceOwnerChanged(bool hasOwner);
-    void Note(const PropertyMap& battery);
+    void OnProperties(const PropertyMap& battery);
     void ReportBattery();
 
     const std::shared_ptr<Bus> bus_;

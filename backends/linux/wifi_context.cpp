@@ -131,7 +131,7 @@ void WifiContext::UndoLater(NetworkChange change)
     QuviewDFX::LogWarn(LABEL, "NetworkManager does not answer: the changes of profile %{public}s are undone later",
                        change.profile);
     change.isOver = true;
-    own.Note(change);
+    own.Record(change);
     timer_.Cancel();
     timer_ = timers.RunAfter(answerLimit_, [weak = weak_from_this()] {
         if (const auto self = weak.lock()) {

@@ -244,7 +244,7 @@ void LinuxWifiDevice::Join(const Station::Join& join, const AccessPoint& accessP
     attempt.reason = NmReason::NONE;
     attempt.bssid = accessPoint.bssid;
     attempt.security = accessPoint.security;
-    context_->own.Note(attempt.change);
+    context_->own.Record(attempt.change);
     if (std::exchange(attempt.isLeft, true)) {
         context_->own.Forget(left);
     }
@@ -270,7 +270,7 @@ void LinuxWifiDevice::Join(const Station::Join& join, const AccessPoint& accessP
     attempt.hasTakenRadio = true;
     attempt.joiningSince = context_->timers.Now();
     station_.Advance(join.attempt, Station::State::JOIN_REQUESTED);
-    context_->own.Note(attempt.change);
+    context_->own.Record(attempt.change);
     LookAgainIn(options_.lookAgain);
 }
 

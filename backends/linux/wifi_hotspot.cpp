@@ -305,7 +305,7 @@ int32_t LinuxWifiHotspot::Open(const NetworkManager& manager, const WifiRadio& r
     change.previous = previous.value();
     change.isHotspot = true;
     change.isOurProfile = !usersOwn;
-    context_->own.Note(change);
+    context_->own.Record(change);
     // The caller's deadline does not limit these calls: only their replies say what must be undone.
     const Result<Activation> opened =
         usersOwn ? context_->manager.Activate(usersOwn->path, radio.path)
@@ -321,7 +321,7 @@ int32_t LinuxWifiHotspot::Open(const NetworkManager& manager, const WifiRadio& r
         return ResultOf(opened.error());
     }
     change.activation = opened.value().path;
-    context_->own.Note(change);
+    context_->own.Record(change);
     QuviewDFX::LogInfo(LABEL, "opening hotspot \"%{public}s\" on %{public}s (%{public}s)",
                        chosen.value().config.GetSsid(), radio.interface,
                        usersOwn ? "the user's profile" : "a temporary profile");
@@ -339,13 +339,13 @@ int32_t LinuxWifiHotspot::Open(const NetworkManager& manager, const WifiRadio& r
 bool LinuxWifiHotspot::CloseOwn(const char* reason)
 {
     if (std::exchange(isOpening_, false)) {
-        Forget();
+        ResetShare();
     }
     if (!share_) {
         return true;
     }
     const Share closed = *share_;
-    Forget();
+    ResetShare();
     const bool isDone = context_->Undo(closed.change);
     Wifi::ReportShareClosed(reason);
     if (isDone) {
@@ -354,7 +354,7 @@ bool LinuxWifiHotspot::CloseOwn(const char* reason)
     return isDone;
 }
 
-void LinuxWifiHotspot::Forget()
+void LinuxWifiHotspot::ResetShare()
 {
     share_.reset();
     timer_.Cancel();
@@ -369,7 +369,7 @@ void LinuxWifiHotspot::OnChanged()
     if (share_ && state && state.value() == ActivationState::GONE && !WasRenewed()) {
         QuviewDFX::LogInfo(LABEL, "the hotspot on %{public}s ended", share_->interface);
         const Share ended = *share_;
-        Forget();
+        ResetShare();
         if (context_->Undo(ended.change)) {
             context_->Restore(ended.change, ended.radio);
         }
@@ -397,7 +397,7 @@ bool LinuxWifiHotspot::WasRenewed()
         const Result<Profile> profile = context_->manager.ProfileInUse(radio.activation);
         if (profile && UuidOf(profile.value()) == share_->change.profile) {
             share_->change.activation = radio.activation;
-            context_->own.Note(share_->change);
+            context_->own.Record(share_->change);
             return true;
         }
     }
@@ -409,7 +409,7 @@ void LinuxWifiHotspot::OnGone()
     DISTNET_ASSERT(context_->strand.RunsOnThisThread(), "called on the Wi-Fi strand");
     // The change stays recorded: it is undone when NetworkManager runs again.
     isOpening_ = false;
-    Forget();
+    ResetShare();
 }
 
 void LinuxWifiHotspot::OnBatteryLow()

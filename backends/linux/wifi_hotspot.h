@@ -95,7 +95,7 @@ private:
     // Closes the hotspot if this class opened it. Returns false if NetworkManager did not answer: the hotspot is then
     // closed later.
     bool CloseOwn(const char* reason);
-    void Forget();
+    void ResetShare();
     // Whether the same profile is active again with a new activation, as after a change of its settings. The hotspot
     // then still belongs to this class.
     bool WasRenewed();
