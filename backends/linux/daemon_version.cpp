@@ -7,7 +7,7 @@
 namespace Vexo::Linux {
 namespace {
 
-constexpr std::chrono::milliseconds ASK_AGAIN{50};
+constexpr std::chrono::milliseconds RETRY_PERIOD{50};
 
 // Whether the daemon has its name, but has not exported the object or its interface yet.
 bool IsEarly(const Error& error)
@@ -26,7 +26,7 @@ Result<std::string> AwaitVersion(Bus& bus, const BusObject& object, const std::s
             return version;
         }
         const auto again = std::make_shared<Awaited<bool>>();
-        const Tasks::Timer timer = timers.RunAfter(ASK_AGAIN, [again] { again->Set(true); });
+        const Tasks::Timer timer = timers.RunAfter(RETRY_PERIOD, [again] { again->Set(true); });
         again->WaitFor(BUS_CALL_LIMIT);
     }
 }

@@ -28,7 +28,7 @@ public:
 
     // Returns the reason to close the hotspot now (a name of Wifi::ShareClosed), or null. isUsed: a station is
     // connected.
-    const char* Look(Time now, bool isUsed, bool hasUplink)
+    const char* ReasonToClose(Time now, bool isUsed, bool hasUplink)
     {
         if (isUsed) {
             idleSince_ = now;

@@ -50,7 +50,7 @@ std::optional<LinkEnd> LastingCauseOf(NmReason reason)
 }
 
 // Whether a person chose another network or none. The previous network is then not restored.
-bool IsSomebodysChoice(NmReason reason)
+bool IsUsersChoice(NmReason reason)
 {
     return reason == NmReason::USER_REQUESTED || reason == NmReason::NEW_ACTIVATION;
 }
@@ -162,11 +162,11 @@ int32_t LinuxWifiDevice::Begin(const Wifi::WifiDeviceConfig& config, WifiContext
     QuviewDFX::LogInfo(LABEL, "looking for \"%{public}s\" on %{public}s", config.ssid, radio->interface);
     // The join of the replaced attempt is undone after the caller has its result.
     context_->strand.Post([self = sptr<LinuxWifiDevice>(this)] { self->LeaveJoined(); });
-    LookAgainIn(milliseconds(0));
+    CheckAgainIn(milliseconds(0));
     return Wifi::WIFI_OK;
 }
 
-void LinuxWifiDevice::Look(Trigger trigger)
+void LinuxWifiDevice::CheckNetwork(Trigger trigger)
 {
     DISTNET_ASSERT(context_->strand.RunsOnThisThread(), "called on the Wi-Fi strand");
     if (!attempt_) {
@@ -214,7 +214,7 @@ void LinuxWifiDevice::Search(const Station::Join& join)
         End(Wifi::NotVisible(join.config.ssid));
     } else {
         Scan();
-        LookAgainIn(std::min(std::chrono::ceil<milliseconds>(join.searchLeft), options_.lookAgain));
+        CheckAgainIn(std::min(std::chrono::ceil<milliseconds>(join.searchLeft), options_.lookAgain));
     }
 }
 
@@ -271,14 +271,14 @@ void LinuxWifiDevice::Join(const Station::Join& join, const AccessPoint& accessP
     attempt.joiningSince = context_->timers.Now();
     station_.Advance(join.attempt, Station::State::JOIN_REQUESTED);
     context_->own.Record(attempt.change);
-    LookAgainIn(options_.lookAgain);
+    CheckAgainIn(options_.lookAgain);
 }
 
 void LinuxWifiDevice::Follow(const Station::Join& join, Trigger trigger)
 {
     const Result<ActivationState> state = context_->manager.StateOf(attempt_->change.activation);
     if (!state) {
-        LookAgainIn(options_.lookAgain, trigger);
+        CheckAgainIn(options_.lookAgain, trigger);
         return;
     }
     const bool isConnected = join.state == Station::State::CONNECTED;
@@ -292,7 +292,7 @@ void LinuxWifiDevice::Follow(const Station::Join& join, Trigger trigger)
         case ActivationState::GONE:
             // The signal with the reason may still wait on the strand; the timer's work is queued behind it.
             if (attempt_->reason == NmReason::NONE && trigger != Trigger::REASON_DELAY_OVER) {
-                LookAgainIn(REASON_DELAY, Trigger::REASON_DELAY_OVER);
+                CheckAgainIn(REASON_DELAY, Trigger::REASON_DELAY_OVER);
             } else {
                 OnDeactivated(join);
             }
@@ -301,7 +301,7 @@ void LinuxWifiDevice::Follow(const Station::Join& join, Trigger trigger)
             if (IsJoinOverdue()) {
                 End({JoinFailure::NO_ANSWER, "the hotspot does not answer"});
             } else if (!isConnected) {
-                LookAgainIn(options_.lookAgain);
+                CheckAgainIn(options_.lookAgain);
             }
     }
 }
@@ -314,7 +314,7 @@ void LinuxWifiDevice::OnActivated(const Station::Join& join)
         if (IsJoinOverdue()) {
             End({JoinFailure::NO_IP_ADDRESS, "no address"});
         } else {
-            LookAgainIn(ADDRESS_DELAY);
+            CheckAgainIn(ADDRESS_DELAY);
         }
         return;
     }
@@ -372,7 +372,7 @@ bool LinuxWifiDevice::WasHeardWhileJoining(const std::string& ssid) const
 void LinuxWifiDevice::SearchAgain()
 {
     Scan();
-    LookAgainIn(options_.lookAgain);
+    CheckAgainIn(options_.lookAgain);
 }
 
 void LinuxWifiDevice::OnRadioState(const std::string& radio, uint32_t state, NmReason reason)
@@ -429,7 +429,7 @@ LinuxWifiDevice::Freed LinuxWifiDevice::End(const LinkEnd& end)
     const Station::Join join = station_.Current();
     const std::optional<WifiLinkState> state = station_.OnEnded(join.attempt, end);
     station_.configs.Remove(join.config);
-    if (!ended.hasTakenRadio || IsSomebodysChoice(ended.reason)) {
+    if (!ended.hasTakenRadio || IsUsersChoice(ended.reason)) {
         ended.change.previous.clear();
     }
     Freed freed;
@@ -443,13 +443,14 @@ LinuxWifiDevice::Freed LinuxWifiDevice::End(const LinkEnd& end)
     return freed;
 }
 
-void LinuxWifiDevice::LookAgainIn(milliseconds delay, Trigger trigger)
+void LinuxWifiDevice::CheckAgainIn(milliseconds delay, Trigger trigger)
 {
     timer_.Cancel();
     // A replaced timer may already have posted its work. The work then ignores the trigger.
     timer_ = context_->timers.RunAfter(delay, [self = sptr<LinuxWifiDevice>(this), trigger, number = ++timersSet_] {
-        self->context_->strand.Post(
-            [self, trigger, number] { self->Look(number == self->timersSet_ ? trigger : Trigger::CHANGE_OR_TIMER); });
+        self->context_->strand.Post([self, trigger, number] {
+            self->CheckNetwork(number == self->timersSet_ ? trigger : Trigger::CHANGE_OR_TIMER);
+        });
     });
 }
 

@@ -65,7 +65,7 @@ public:
 
     // These three are called on the strand. OnChanged: something about the radios has changed. OnRadioState: a radio
     // has entered that state. OnGone: NetworkManager has left the bus.
-    void OnChanged() { Look(); }
+    void OnChanged() { CheckNetwork(); }
     void OnRadioState(const std::string& radio, uint32_t state, NmReason reason);
     void OnGone();
     // Ends the attempt, the connection and waiting calls without a report, and undoes all changes. Blocks until that is
@@ -112,7 +112,7 @@ private:
 
     // These run on the strand only.
     int32_t Begin(const Wifi::WifiDeviceConfig& config, WifiContext::Deadline deadline);
-    void Look(Trigger trigger = Trigger::CHANGE_OR_TIMER);
+    void CheckNetwork(Trigger trigger = Trigger::CHANGE_OR_TIMER);
     void Search(const Wifi::Station::Join& join);
     bool HasLostRadio() const;
     // Requests a scan, unless the last request is too recent.
@@ -126,7 +126,7 @@ private:
     // a key that WPA3 rejects and for a hotspot that is not visible.
     bool WasHeardWhileJoining(const std::string& ssid) const;
     void SearchAgain();
-    void LookAgainIn(std::chrono::milliseconds delay, Trigger trigger = Trigger::CHANGE_OR_TIMER);
+    void CheckAgainIn(std::chrono::milliseconds delay, Trigger trigger = Trigger::CHANGE_OR_TIMER);
     Freed End(const Wifi::LinkEnd& end);
     Departure LeaveNow(uint32_t attempt);
     // Undoes a join that is no longer wanted, of this attempt or of the attempt that it replaced.

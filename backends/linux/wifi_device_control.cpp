@@ -7,7 +7,7 @@
 namespace Vexo::Linux {
 namespace {
 
-constexpr std::chrono::seconds LOOK_LIMIT{1};
+constexpr std::chrono::seconds READ_LIMIT{1};
 
 }  // namespace
 
@@ -23,7 +23,7 @@ std::optional<Wifi::JoinedNetwork> LinuxWifiDevice::Joined()
         }
         connected = *connected_;
     }
-    const NetworkManager manager = context_->manager.Until(context_->timers.Now() + LOOK_LIMIT);
+    const NetworkManager manager = context_->manager.Until(context_->timers.Now() + READ_LIMIT);
     Wifi::JoinedNetwork& network = connected.network;
     if (Result<Ip4Lease> lease = manager.LeaseOf(connected.radio); lease && !lease.value().address.empty()) {
         network.address = std::move(lease.value().address);

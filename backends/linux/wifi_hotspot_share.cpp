@@ -88,7 +88,8 @@ void LinuxWifiHotspot::Guard()
     }
     const Wifi::ShareInfo info = Look();
     const Result<bool> uplink = context_->manager.HasUplink();
-    const char* const reason = guard_.Look(context_->timers.Now(), !info.stations.empty(), !uplink || uplink.value());
+    const char* const reason =
+        guard_.ReasonToClose(context_->timers.Now(), !info.stations.empty(), !uplink || uplink.value());
     if (reason != nullptr) {
         CloseOwn(reason);
     } else {
