@@ -15,7 +15,7 @@ using EventFwk::CommonEventSupport;
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "SimulatedDevice"};
 constexpr size_t MIN_NETWORK_ID_LENGTH = 4;
 constexpr size_t MAX_NETWORK_ID_LENGTH = 64;
-constexpr std::chrono::seconds HAND_LIMIT{5};
+constexpr std::chrono::seconds LEAVE_LIMIT{5};
 
 bool Always(const DeviceState&)
 {
@@ -180,13 +180,13 @@ std::optional<DeviceState> SimulatedDevice::Read()
 {
     Result<DeviceState> loaded = LoadDeviceState(stateDir_);
     if (loaded) {
-        lastComplaint_.clear();
+        lastError_.clear();
         return std::move(loaded.value());
     }
-    if (lastComplaint_ != loaded.error().message) {
+    if (lastError_ != loaded.error().message) {
         // Logged once: the watcher may report one replacement several times.
-        lastComplaint_ = loaded.error().message;
-        QuviewDFX::LogError(LABEL, "%{public}s; keeping the previous state", lastComplaint_);
+        lastError_ = loaded.error().message;
+        QuviewDFX::LogError(LABEL, "%{public}s; keeping the previous state", lastError_);
     }
     return std::nullopt;
 }
@@ -213,7 +213,7 @@ void SimulatedDevice::Follow()
 void SimulatedDevice::LeaveByHand()
 {
     const uint32_t attempt = station_->GetLinkInfo().attempt;
-    if (const Result<Wifi::LeftNetwork> left = station_->Leave(attempt, HAND_LIMIT); !left) {
+    if (const Result<Wifi::LeftNetwork> left = station_->Leave(attempt, LEAVE_LIMIT); !left) {
         QuviewDFX::LogError(LABEL, "%{public}s", left.error().message);
     }
 }

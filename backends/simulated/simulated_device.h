@@ -96,7 +96,7 @@ private:
 
     // Touched on reloads_, by the constructor and by the destructor only.
     std::vector<Ability> abilities_;
-    std::string lastComplaint_;
+    std::string lastError_;
 
     Tasks::Strand reloads_;  // own synchronisation
     std::unique_ptr<FolderWatcher> watcher_;

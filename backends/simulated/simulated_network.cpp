@@ -12,7 +12,7 @@ namespace {
 using Network::NetworkSituation;
 using Network::OnlineVerdict;
 
-constexpr std::chrono::milliseconds LOOK_INTERVAL{100};
+constexpr std::chrono::milliseconds CHECK_PERIOD{100};
 
 }  // namespace
 
@@ -59,7 +59,7 @@ OnlineVerdict SimulatedNetwork::CheckOnline(const Wifi::JoinedNetwork& network, 
             return hotspot->hasInternet ? OnlineVerdict::ONLINE : OnlineVerdict::NO_INTERNET;
         }
         const MutexLock lock(mutex_);
-        if (stopping_.WaitFor(mutex_, LOOK_INTERVAL, [this]() REQUIRES(mutex_) { return stopped_; })) {
+        if (stopping_.WaitFor(mutex_, CHECK_PERIOD, [this]() REQUIRES(mutex_) { return stopped_; })) {
             break;
         }
     }

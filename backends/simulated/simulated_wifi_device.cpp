@@ -111,7 +111,7 @@ int32_t SimulatedWifiDevice::ConnectToDevice(const WifiDeviceConfig& config)
     if (!attempt) {
         return Wifi::WIFI_FAILED;
     }
-    if (!PostLook()) {
+    if (!PostCheck()) {
         station_.OnEnded(*attempt, {JoinFailure::RADIO_FAILED, "too much work waits on this device"});
         return Wifi::WIFI_FAILED;
     }
@@ -151,7 +151,7 @@ Result<Wifi::LeftNetwork> SimulatedWifiDevice::Leave(uint32_t attempt, std::chro
     const auto ended = std::make_shared<std::promise<bool>>();
     std::future<bool> hasEnded = ended->get_future();
     const bool isPosted = strand_.Post(
-        [self = sptr<SimulatedWifiDevice>(this), ended, attempt] { ended->set_value(self->EndByWish(attempt)); });
+        [self = sptr<SimulatedWifiDevice>(this), ended, attempt] { ended->set_value(self->EndOnRequest(attempt)); });
     if (!isPosted || hasEnded.wait_for(limit) != std::future_status::ready) {
         return Fail(ErrorCode::UNAVAILABLE, "the simulated radio has not left its network yet");
     }
@@ -161,7 +161,7 @@ Result<Wifi::LeftNetwork> SimulatedWifiDevice::Leave(uint32_t attempt, std::chro
 
 void SimulatedWifiDevice::OnStateChanged()
 {
-    PostLook();
+    PostCheck();
 }
 
 void SimulatedWifiDevice::Stop()
@@ -169,25 +169,25 @@ void SimulatedWifiDevice::Stop()
     station_.Stop();
     strand_.Post([self = sptr<SimulatedWifiDevice>(this)] {
         self->stopped_ = true;
-        self->StopLooking();
+        self->StopWatching();
         self->ClearJoined();
     });
     strand_.Drain();
 }
 
-bool SimulatedWifiDevice::PostLook()
+bool SimulatedWifiDevice::PostCheck()
 {
-    return strand_.Post([self = sptr<SimulatedWifiDevice>(this)] { self->Look(); });
+    return strand_.Post([self = sptr<SimulatedWifiDevice>(this)] { self->CheckAir(); });
 }
 
-void SimulatedWifiDevice::Look()
+void SimulatedWifiDevice::CheckAir()
 {
     const Station::Join join = station_.Current();
     if (join.state != Station::State::CONNECTED && ClearJoined()) {
         listener_.Notify();
     }
     if (stopped_ || !join.IsUnderWay()) {
-        StopLooking();
+        StopWatching();
         return;
     }
     const std::shared_ptr<const DeviceState> state = live_->Get();
@@ -199,23 +199,23 @@ void SimulatedWifiDevice::Look()
         End(join.attempt, {JoinFailure::RADIO_FAILED, "the air cannot be watched"});
         return;
     }
-    const Sighting sighting = Sight(join.config);
+    const FoundNetwork found = FindNetwork(join.config);
     if (join.state != Station::State::CONNECTED) {
-        LookWhileConnecting(join, sighting);
-    } else if (!sighting.isVisible || sighting.mismatch) {
-        End(join.attempt, sighting.mismatch.value_or(Wifi::HotspotGone()));
+        CheckWhileConnecting(join, found);
+    } else if (!found.isVisible || found.mismatch) {
+        End(join.attempt, found.mismatch.value_or(Wifi::HotspotGone()));
     } else {
-        PutRecord(sighting.record.bssid);
+        PutRecord(found.record.bssid);
     }
 }
 
-void SimulatedWifiDevice::LookWhileConnecting(const Station::Join& join, const Sighting& sighting)
+void SimulatedWifiDevice::CheckWhileConnecting(const Station::Join& join, const FoundNetwork& found)
 {
-    if (!sighting.isVisible) {
+    if (!found.isVisible) {
         if (join.searchLeft.count() == 0) {
             End(join.attempt, Wifi::NotVisible(join.config.ssid));
         } else if (station_.Advance(join.attempt, Station::State::SEARCHING)) {
-            LookAgainIn(join.searchLeft);
+            CheckAgainIn(join.searchLeft);
         }
         return;
     }
@@ -227,11 +227,11 @@ void SimulatedWifiDevice::LookWhileConnecting(const Station::Join& join, const S
         return;
     }
     if (now < joinedAt_) {
-        LookAgainIn(std::chrono::ceil<std::chrono::microseconds>(joinedAt_ - now));
-    } else if (sighting.mismatch) {
-        End(join.attempt, *sighting.mismatch);
+        CheckAgainIn(std::chrono::ceil<std::chrono::microseconds>(joinedAt_ - now));
+    } else if (found.mismatch) {
+        End(join.attempt, *found.mismatch);
     } else {
-        OnJoined(join, sighting.record);
+        OnJoined(join, found.record);
     }
 }
 
@@ -283,7 +283,7 @@ bool SimulatedWifiDevice::ClearJoined()
     return true;
 }
 
-bool SimulatedWifiDevice::EndByWish(uint32_t attempt)
+bool SimulatedWifiDevice::EndOnRequest(uint32_t attempt)
 {
     const Station::Join join = station_.Current();
     if (join.attempt != attempt || !join.IsUnderWay()) {
@@ -294,19 +294,19 @@ bool SimulatedWifiDevice::EndByWish(uint32_t attempt)
     return true;
 }
 
-SimulatedWifiDevice::Sighting SimulatedWifiDevice::Sight(const WifiDeviceConfig& wanted)
+SimulatedWifiDevice::FoundNetwork SimulatedWifiDevice::FindNetwork(const WifiDeviceConfig& wanted)
 {
-    Sighting sighting;
+    FoundNetwork found;
     for (const AirRecord& record : air_.Look()) {
         if (record.ssid != wanted.ssid) {
             continue;
         }
-        sighting = {true, record, MismatchOf(wanted, record)};
-        if (!sighting.mismatch) {
+        found = {true, record, MismatchOf(wanted, record)};
+        if (!found.mismatch) {
             break;
         }
     }
-    return sighting;
+    return found;
 }
 
 std::optional<LinkEnd> SimulatedWifiDevice::MismatchOf(const WifiDeviceConfig& wanted, const AirRecord& record)
@@ -325,10 +325,10 @@ std::optional<LinkEnd> SimulatedWifiDevice::MismatchOf(const WifiDeviceConfig& w
     return proof_ == record.keyProof ? std::nullopt : std::optional(Wifi::WrongKey());
 }
 
-void SimulatedWifiDevice::LookAgainIn(std::chrono::microseconds delay)
+void SimulatedWifiDevice::CheckAgainIn(std::chrono::microseconds delay)
 {
     timer_.Cancel();
-    timer_ = timers_.RunAfter(delay, [self = sptr<SimulatedWifiDevice>(this)] { self->PostLook(); });
+    timer_ = timers_.RunAfter(delay, [self = sptr<SimulatedWifiDevice>(this)] { self->PostCheck(); });
 }
 
 bool SimulatedWifiDevice::StartWatching()
@@ -336,9 +336,9 @@ bool SimulatedWifiDevice::StartWatching()
     if (watcher_) {
         return true;
     }
-    // The watcher keeps a reference to this object. StopLooking releases it, at the latest when Stop() is called.
+    // The watcher keeps a reference to this object. StopWatching releases it, at the latest when Stop() is called.
     Result<std::unique_ptr<FolderWatcher>> watcher = FolderWatcher::Start(
-        air_.Folder(), [self = sptr<SimulatedWifiDevice>(this)](const std::string&) { self->PostLook(); });
+        air_.Folder(), [self = sptr<SimulatedWifiDevice>(this)](const std::string&) { self->PostCheck(); });
     if (!watcher) {
         QuviewDFX::LogError(LABEL, "cannot watch the air: %{public}s", watcher.error().message);
         return false;
@@ -347,7 +347,7 @@ bool SimulatedWifiDevice::StartWatching()
     return true;
 }
 
-void SimulatedWifiDevice::StopLooking()
+void SimulatedWifiDevice::StopWatching()
 {
     timer_.Cancel();
     watcher_.reset();
@@ -357,7 +357,7 @@ void SimulatedWifiDevice::End(uint32_t attempt, const LinkEnd& end)
 {
     const bool wasJoined = ClearJoined();
     if (const std::optional<WifiLinkState> state = station_.OnEnded(attempt, end)) {
-        StopLooking();
+        StopWatching();
         Publish(*state);
     }
     if (wasJoined) {

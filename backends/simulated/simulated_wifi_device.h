@@ -70,21 +70,21 @@ public:
 
 private:
     // The record with a given SSID, if the air contains one.
-    struct Sighting {
+    struct FoundNetwork {
         bool isVisible = false;
         AirRecord record;
         std::optional<Wifi::LinkEnd> mismatch{};  // why the network cannot be joined
     };
 
-    bool PostLook();
+    bool PostCheck();
     // These run on strand_ only.
 
     // Reads the air and advances the state of the station.
-    void Look();
-    void LookWhileConnecting(const Wifi::Station::Join& join, const Sighting& sighting);
-    Sighting Sight(const Wifi::WifiDeviceConfig& wanted);
+    void CheckAir();
+    void CheckWhileConnecting(const Wifi::Station::Join& join, const FoundNetwork& found);
+    FoundNetwork FindNetwork(const Wifi::WifiDeviceConfig& wanted);
     std::optional<Wifi::LinkEnd> MismatchOf(const Wifi::WifiDeviceConfig& wanted, const AirRecord& record);
-    void LookAgainIn(std::chrono::microseconds delay);
+    void CheckAgainIn(std::chrono::microseconds delay);
     void OnJoined(const Wifi::Station::Join& join, const AirRecord& hotspot);
     // Writes this device's station record, unless the air already has the same.
     void PutRecord(const std::string& bssid);
@@ -92,8 +92,8 @@ private:
     // state of station_.
     bool ClearJoined();
     // Ends that attempt or its connection on request. Returns false if it is not the latest, or has already ended.
-    bool EndByWish(uint32_t attempt);
-    void StopLooking();
+    bool EndOnRequest(uint32_t attempt);
+    void StopWatching();
     bool StartWatching();
     // Removes the station record and ends the attempt. Publishes nothing if a newer attempt has begun.
     void End(uint32_t attempt, const Wifi::LinkEnd& end);
