@@ -148,7 +148,7 @@ bool IsRadioOn(int32_t modemState)
     return modemState >= STATE_ENABLED;
 }
 
-bool MattersToSlots(const std::string& property)
+bool AffectsSlots(const std::string& property)
 {
     return property == "State" || property == "StateFailedReason" || property == "Sim" || property == "SimSlots" ||
            property == "PrimarySimSlot";

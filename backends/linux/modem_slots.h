@@ -50,6 +50,6 @@ MobileLink MobileLinkOf(const ManagedObjects& objects);
 bool IsRadioOn(int32_t modemState);
 
 // Whether a change of that property may change the result of SlotsOf.
-bool MattersToSlots(const std::string& property);
+bool AffectsSlots(const std::string& property);
 
 }  // namespace Vexo::Linux

@@ -189,7 +189,7 @@ Uplink LinuxNetworkMonitor::CurrentUplink()
         }
     }
     const auto left = std::chrono::floor<milliseconds>(deadline - Now());
-    const MobileLink mobile = left.count() > 0 ? modems_->AskLink(left) : MobileLink();
+    const MobileLink mobile = left.count() > 0 ? modems_->ReadLink(left) : MobileLink();
     uplink.isMobileDataOff = mobile.isDataOff;
     if (uplink.kind == Uplink::Kind::MOBILE) {
         uplink.technology = mobile.technology;
@@ -279,7 +279,7 @@ OnlineVerdict LinuxNetworkMonitor::CheckByNetworkManager(const std::string& inte
     SteadyTime answerBy = Now() + (deadline - Now()) / 2;
     OnlineVerdict verdict = OnlineVerdict::UNKNOWN;
     while (Now() < deadline && !isCancelled()) {
-        const std::optional<NmConnectivity> connectivity = AskConnectivity(interface, answerBy, isCancelled);
+        const std::optional<NmConnectivity> connectivity = ReadConnectivity(interface, answerBy, isCancelled);
         if (!connectivity || connectivity == NmConnectivity::UNKNOWN) {
             return verdict;
         }
@@ -297,8 +297,8 @@ OnlineVerdict LinuxNetworkMonitor::CheckByNetworkManager(const std::string& inte
     return verdict;
 }
 
-std::optional<NmConnectivity> LinuxNetworkMonitor::AskConnectivity(const std::string& interface, SteadyTime deadline,
-                                                                   const IsCancelled& isCancelled) const
+std::optional<NmConnectivity> LinuxNetworkMonitor::ReadConnectivity(const std::string& interface, SteadyTime deadline,
+                                                                    const IsCancelled& isCancelled) const
 {
     const auto answer = std::make_shared<Awaited<Result<NmConnectivity>>>();
     Tasks::ElasticPool::Shared().Post(

@@ -49,8 +49,8 @@ private:
     Network::OnlineVerdict CheckByNameServers(const Wifi::JoinedNetwork& network, SteadyTime deadline,
                                               const IsCancelled& isCancelled) const;
     // Returns nothing if NetworkManager does not answer in time, or if isCancelled.
-    std::optional<NmConnectivity> AskConnectivity(const std::string& interface, SteadyTime deadline,
-                                                  const IsCancelled& isCancelled) const;
+    std::optional<NmConnectivity> ReadConnectivity(const std::string& interface, SteadyTime deadline,
+                                                   const IsCancelled& isCancelled) const;
 
     const std::shared_ptr<Modems> modems_;
     const sptr<LinuxWifiDevice> station_;

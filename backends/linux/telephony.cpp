@@ -36,7 +36,7 @@ Modems::Modems(std::shared_ptr<Bus> bus, PresenceChanged changed) : bus_(std::mo
     properties_ = bus_->OnPropertiesChanged(
         strand_, {SERVICE, "", MODEM_INTERFACE}, [this](const std::string&, const PropertyMap& properties) {
             if (std::any_of(properties.begin(), properties.end(),
-                            [](const auto& property) { return MattersToSlots(property.first); })) {
+                            [](const auto& property) { return AffectsSlots(property.first); })) {
                 Reload();
             }
         });
@@ -56,7 +56,7 @@ ModemSlots Modems::Get() const
     return slots_;
 }
 
-MobileLink Modems::AskLink(std::chrono::milliseconds limit) const
+MobileLink Modems::ReadLink(std::chrono::milliseconds limit) const
 {
     if (Get().modemCount == 0) {
         return {};  // a call would start ModemManager
@@ -66,7 +66,7 @@ MobileLink Modems::AskLink(std::chrono::milliseconds limit) const
     return objects ? MobileLinkOf(objects.value()) : MobileLink();
 }
 
-Result<bool> Modems::AskRadio(const std::string& modem) const
+Result<bool> Modems::ReadRadioState(const std::string& modem) const
 {
     const Result<int32_t> state = bus_->GetProperty<int32_t>({SERVICE, modem, MODEM_INTERFACE}, "State");
     if (!state) {
@@ -131,7 +131,7 @@ int32_t LinuxCoreService::GetRadioState(int32_t slotId, const sptr<Telephony::IN
     }
     const bool accepted = !stopped_ && answers_.Post([modems = modems_, slotId, callback] {
         const std::string modem = modems->Get().slots[static_cast<size_t>(slotId)].modem;
-        const Result<bool> isOn = modem.empty() ? Result<bool>(false) : modems->AskRadio(modem);
+        const Result<bool> isOn = modem.empty() ? Result<bool>(false) : modems->ReadRadioState(modem);
         if (!isOn) {
             QuviewDFX::LogWarn(LABEL, "cannot read the radio state of the modem of slot %{public}d: %{public}s", slotId,
                                isOn.error().message);

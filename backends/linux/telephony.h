@@ -32,9 +32,9 @@ public:
     ModemSlots Get() const;
     // Reads the state of the modem that carries the data. Returns an empty MobileLink if there is no modem or no
     // answer. Blocks, at most for limit.
-    MobileLink AskLink(std::chrono::milliseconds limit) const;
+    MobileLink ReadLink(std::chrono::milliseconds limit) const;
     // Reads from the modem whether its radio is on. Blocks, at most BUS_CALL_LIMIT.
-    [[nodiscard]] Result<bool> AskRadio(const std::string& modem) const;
+    [[nodiscard]] Result<bool> ReadRadioState(const std::string& modem) const;
 
 private:
     // These run on strand_ only.
