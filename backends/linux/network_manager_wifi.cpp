@@ -80,8 +80,8 @@ void NetworkManagerWifi::OnServiceOwnerChanged(bool hasOwner)
         return;
     }
     QuviewDFX::LogInfo(LABEL, "NetworkManager does not run");
-    station_->OnGone();
-    hotspot_->OnGone();
+    station_->OnNetworkManagerStopped();
+    hotspot_->OnNetworkManagerStopped();
     ReportPresence();
 }
 

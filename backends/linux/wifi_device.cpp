@@ -399,7 +399,7 @@ void LinuxWifiDevice::OnRadioState(const std::string& radio, uint32_t state, NmR
     }
 }
 
-void LinuxWifiDevice::OnGone()
+void LinuxWifiDevice::OnNetworkManagerStopped()
 {
     DISTNET_ASSERT(context_->strand.RunsOnThisThread(), "called on the Wi-Fi strand");
     if (!attempt_) {

@@ -64,10 +64,10 @@ public:
     bool WasLeftByHand() const { return wasLeftByHand_; }
 
     // These three are called on the strand. OnChanged: something about the radios has changed. OnRadioState: a radio
-    // has entered that state. OnGone: NetworkManager has left the bus.
+    // has entered that state. OnNetworkManagerStopped: NetworkManager has left the bus.
     void OnChanged() { CheckNetwork(); }
     void OnRadioState(const std::string& radio, uint32_t state, NmReason reason);
-    void OnGone();
+    void OnNetworkManagerStopped();
     // Ends the attempt, the connection and waiting calls without a report, and undoes all changes. Blocks until that is
     // done, at most WIFI_CALL_LIMIT.
     void Stop();

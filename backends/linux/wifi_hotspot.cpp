@@ -404,7 +404,7 @@ bool LinuxWifiHotspot::WasRenewed()
     return false;
 }
 
-void LinuxWifiHotspot::OnGone()
+void LinuxWifiHotspot::OnNetworkManagerStopped()
 {
     DISTNET_ASSERT(context_->strand.RunsOnThisThread(), "called on the Wi-Fi strand");
     // The change stays recorded: it is undone when NetworkManager runs again.

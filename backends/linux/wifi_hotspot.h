@@ -67,10 +67,10 @@ public:
     // other error the new key is in use. Blocks for NetworkManager.
     [[nodiscard]] Result<std::string> ChangeKey();
 
-    // These three are called on the strand. OnChanged: something about the radios has changed. OnGone: NetworkManager
-    // has left the bus. OnBatteryLow: the battery is low.
+    // These three are called on the strand. OnChanged: something about the radios has changed. OnNetworkManagerStopped:
+    // NetworkManager has left the bus. OnBatteryLow: the battery is low.
     void OnChanged();
-    void OnGone();
+    void OnNetworkManagerStopped();
     void OnBatteryLow();
     // Turns off the hotspot if this class turned it on. Blocks until that is done, at most WIFI_CALL_LIMIT.
     void Stop();
