@@ -79,9 +79,9 @@ public:
     void Stop();
 
 private:
-    class Seeking;
+    class SeekHandle;
 
-    void SeekEnded();
+    void OnSeekEnded();
     void OnUnused();
     void Subscribe();
     // These run on strand_ only.
@@ -110,7 +110,7 @@ private:
     DaemonCalls bluez_;
     std::atomic<bool> isReady_{false};  // an adapter is on
     std::atomic<bool> canAnnounce_{false};
-    std::atomic<int> seekings_{0};  // how many handles exist
+    std::atomic<int> seekHandles_{0};  // how many handles exist
 
     // Touched on strand_ only.
     BluetoothAdvertiser advertiser_;
@@ -183,13 +183,13 @@ void Activity::Announce(const std::string& token)
 }
 
 // A handle of Seek: the channel scans while one exists.
-class Activity::Seeking : public NoCopyable {
+class Activity::SeekHandle : public NoCopyable {
 public:
-    explicit Seeking(Activity& activity) : activity_(activity.weak_from_this()) { ++activity.seekings_; }
-    ~Seeking()
+    explicit SeekHandle(Activity& activity) : activity_(activity.weak_from_this()) { ++activity.seekHandles_; }
+    ~SeekHandle()
     {
         if (const auto activity = activity_.lock()) {
-            activity->SeekEnded();
+            activity->OnSeekEnded();
         }
     }
 
@@ -202,14 +202,14 @@ std::shared_ptr<void> Activity::Seek()
     if (!isReady_) {
         return nullptr;
     }
-    auto seeking = std::make_shared<Seeking>(*this);
+    auto handle = std::make_shared<SeekHandle>(*this);
     const bool isPosted = strand_.Post([this] { Update(); });
-    return isPosted ? std::move(seeking) : nullptr;
+    return isPosted ? std::move(handle) : nullptr;
 }
 
-void Activity::SeekEnded()
+void Activity::OnSeekEnded()
 {
-    if (--seekings_ == 0 && !strand_.Post([self = shared_from_this()] { self->Update(); })) {
+    if (--seekHandles_ == 0 && !strand_.Post([self = shared_from_this()] { self->Update(); })) {
         CallAfter(FIRST_RETRY, &Activity::Update).Detach();
     }
 }
@@ -314,7 +314,7 @@ void Activity::Update()
     const bool advertises = canAnnounce_ && !token_.empty();
     const Result<void> advertised =
         advertiser_.Update(path, advertises ? std::optional(BluetoothServiceData{psm_, token_}) : std::nullopt);
-    const Result<void> scanned = scanner_.Update(seekings_ > 0);
+    const Result<void> scanned = scanner_.Update(seekHandles_ > 0);
     if (upkeep_) {
         radioLinks_.Update();
     }
