@@ -87,7 +87,7 @@ Result<void> DnsSdBrowser::OnItemNew(const std::string& path, const Service& ser
     }
     Item& item = items_[place];
     item.token = token;
-    item.heardAt = ++heardCount_;
+    item.arrival = ++arrivals_;
     if (!item.lookups.try_emplace(protocol).second) {
         return {};
     }
@@ -151,7 +151,7 @@ void DnsSdBrowser::MakeRoomForNameOf(const std::string& token, int32_t interface
     for (auto entry = items_.begin(); entry != items_.end(); ++entry) {
         if (entry->first.interface == interface && entry->second.token == token) {
             ++names;
-            oldest = oldest == items_.end() || entry->second.heardAt < oldest->second.heardAt ? entry : oldest;
+            oldest = oldest == items_.end() || entry->second.arrival < oldest->second.arrival ? entry : oldest;
         }
     }
     if (names < MAX_NAMES_PER_TOKEN) {

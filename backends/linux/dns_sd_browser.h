@@ -68,7 +68,7 @@ private:
     };
     struct Item {
         std::string token;
-        uint64_t heardAt = 0;               // its place in the order of arrival
+        uint64_t arrival = 0;               // its place in the order of arrival
         std::map<int32_t, Lookup> lookups;  // by AvahiProtocol
         std::optional<SoftBus::Announcement> reported;
     };
@@ -91,7 +91,7 @@ private:
     std::string browser_;  // its path; empty: none
     bool isPending_ = false;
     std::map<Place, Item> items_;
-    uint64_t heardCount_ = 0;
+    uint64_t arrivals_ = 0;
     std::map<std::string, Service> resolving_;  // by the resolver's path
     std::deque<Service> waiting_;               // those with fewer tries first
     QuviewDFX::LogLimit<std::string> logLimit_;
