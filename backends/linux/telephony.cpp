@@ -77,7 +77,7 @@ Result<bool> Modems::ReadRadioState(const std::string& modem) const
 
 void Modems::OnServiceOwnerChanged(bool hasOwner)
 {
-    isThere_ = hasOwner;
+    isRunning_ = hasOwner;
     version_.clear();
     if (hasOwner) {
         const Result<std::string> version = AwaitVersion(*bus_, {SERVICE, ROOT, SERVICE}, "Version");
@@ -89,7 +89,7 @@ void Modems::OnServiceOwnerChanged(bool hasOwner)
 void Modems::Reload()
 {
     ModemSlots slots;
-    if (isThere_) {
+    if (isRunning_) {
         const Result<ManagedObjects> objects =
             bus_->Call<ManagedObjects>({SERVICE, ROOT, OBJECT_MANAGER}, "GetManagedObjects", BUS_CALL_LIMIT);
         if (!objects) {
@@ -102,7 +102,7 @@ void Modems::Reload()
         MutexLock lock(mutex_);
         slots_ = slots;
     }
-    if (!isThere_) {
+    if (!isRunning_) {
         changed_({false, "ModemManager does not run"});
     } else if (slots.modemCount == 0) {
         changed_({false, "ModemManager" + version_ + " has no modem"});

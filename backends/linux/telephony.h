@@ -28,7 +28,7 @@ public:
 
     // Ends the subscriptions to ModemManager. No callback runs afterwards.
     void Stop();
-    // The last state that ModemManager reported. Does not block.
+    // Returns the last state that ModemManager reported. Does not block.
     ModemSlots Get() const;
     // Reads the state of the modem that carries the data. Returns an empty MobileLink if there is no modem or no
     // answer. Blocks, at most for limit.
@@ -37,7 +37,7 @@ public:
     [[nodiscard]] Result<bool> ReadRadioState(const std::string& modem) const;
 
 private:
-    // These run on strand_ only.
+    // The following functions run on strand_ only.
     void OnServiceOwnerChanged(bool hasOwner);
     void Reload();
 
@@ -47,7 +47,7 @@ private:
     mutable Mutex mutex_;
     ModemSlots slots_ GUARDED_BY(mutex_);
 
-    bool isThere_ = false;  // touched on strand_ only; so is version_
+    bool isRunning_ = false;  // ModemManager; used on strand_ only, as version_
     std::string version_;
 
     Tasks::Strand strand_;  // own synchronisation
