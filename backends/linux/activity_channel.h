@@ -22,7 +22,7 @@ template <typename Activity>
 Tasks::Timer CallOnStrandAfter(Tasks::Timers& timers, std::chrono::milliseconds pause, std::weak_ptr<Activity> weak,
                                Tasks::Strand Activity::*strand, void (Activity::*work)())
 {
-    // Not RunAfter: a pool that has no thread would drop the work, and nothing would retry.
+    // RunAfter would not do: if the pool has no thread, it drops the work, and nothing retries.
     return timers.CallAfter(pause, [&timers, weak, strand, work] {
         const auto activity = weak.lock();
         if (activity && !((*activity).*strand).Post([activity, work] { ((*activity).*work)(); })) {

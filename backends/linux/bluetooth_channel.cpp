@@ -84,14 +84,14 @@ private:
     void OnSeekEnded();
     void OnUnused();
     void Subscribe();
-    // These run on strand_ only.
+    // The following functions run on strand_ only, except CallAfter, which any thread may call.
     void OnServiceOwnerChanged(bool hasOwner);
     void OnInterfacesAdded(const std::string& path, const BluezInterfaces& interfaces);
     void OnInterfacesRemoved(const std::string& path, const std::vector<std::string>& interfaces);
     [[nodiscard]] Result<void> ListAdapters();
     // Returns the adapter in use, or the end of the map while no adapter is on.
     std::map<std::string, Adapter>::const_iterator ChooseAdapter() const;
-    // Starts and stops advertising and scanning, as the token, the adapters and the time require.
+    // Brings advertising and scanning up to date with the token, the adapters and the time.
     void Update();
     void ClaimUpkeep();
     void UpdateState(const Result<void>& done);
@@ -112,7 +112,7 @@ private:
     std::atomic<bool> canAnnounce_{false};
     std::atomic<int> seekHandles_{0};  // how many handles exist
 
-    // Touched on strand_ only.
+    // The following members are used on strand_ only.
     BluetoothAdvertiser advertiser_;
     BluetoothScanner scanner_;
     BluetoothRadioLinks radioLinks_;

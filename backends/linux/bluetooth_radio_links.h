@@ -28,7 +28,8 @@ public:
     // Sets the adapter in use, by BlueZ's path. Empty: none, and no radio link is disconnected.
     void UseAdapter(const std::string& adapter) { adapter_ = adapter; }
     // Disconnects the radio links whose last use was RADIO_LINK_LINGER ago. Call when a use has ended
-    // (BluetoothShared::SetOnUnused), and at NextUpdate. Blocks for at most 2 s, and another 0.1 s for each radio link.
+    // (BluetoothShared::SetOnUnused), and at the time that NextUpdate() returns. Blocks for at most 2 s, and another
+    // 0.1 s for each radio link.
     void Update();
     // Returns when the next unused radio link is due; nothing if there is none.
     std::optional<SteadyTime> NextUpdate() const;

@@ -113,7 +113,7 @@ Result<void> BluetoothScanner::StartScan()
 Result<void> BluetoothScanner::StopScan()
 {
     Result<void> stopped = bluez_.CallAtEnd({BLUEZ, adapter_, BLUEZ_ADAPTER}, "StopDiscovery");
-    // Any other error means that no scan runs.
+    // BlueZ may still scan if it did not answer. Any other error means that no scan runs.
     isScanning_ = !stopped && IsNoAnswer(stopped.error());
     return isScanning_ ? stopped : Result<void>();
 }

@@ -52,7 +52,7 @@ private:
 
     [[nodiscard]] Result<void> StartScan();
     [[nodiscard]] Result<void> StopScan();
-    // "AA:BB:CC:DD:EE:FF/public"; empty when BlueZ does not report it.
+    // Returns the address with its type, "AA:BB:CC:DD:EE:FF/public"; empty if BlueZ does not report it.
     std::string AddressOf(const std::string& device, const PropertyMap& properties);
 
     DaemonCalls& bluez_;

@@ -26,8 +26,8 @@ constexpr std::chrono::milliseconds ACCEPT_PAUSE{100};
 // How long an unused spare channel stays open. A device that is woken over a first channel soon gets a session over a
 // second one. The second channel, the spare, is opened right after the first: some hundred milliseconds later BlueZ
 // opens channels of its own on both sides of a new radio link. If two of those have the same identifier, kernel 6.1
-// confuses them and rejects new channels for up to 40 s. The peer closes a channel without a proof after 5 s
-// (LimitsOfAdmission).
+// confuses them and rejects new channels for up to 40 s. The spare is closed before the peer closes it, which happens 5
+// s after opening if no proof arrives (LimitsOfAdmission).
 constexpr std::chrono::milliseconds SPARE_TIME{4000};
 
 Failure FailureOf(const std::string& what, int number)
@@ -59,7 +59,7 @@ public:
     {
         done_ = std::move(done);
         if (const Result<BluetoothAddress> to = ParseBluetoothAddress(address_)) {
-            // Counted even if the attempt fails, because a failed attempt may leave a radio link.
+            // The attempt counts as a use even if it fails, because a failed attempt may leave a radio link.
             use_ = shared.AddUse(DeviceOf(*to), BluetoothShared::OpenedBy::THIS_DEVICE);
         }
         if (Result<void> begun = Begin(shared.Adapter()); !begun) {

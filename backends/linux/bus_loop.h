@@ -144,7 +144,7 @@ public:
         });
     }
 
-    // These run on the loop's thread only.
+    // The following functions run on the loop's thread only.
     void Send(const std::shared_ptr<PendingCall>& call);
     void Emit(const BusObject& object, const std::string& signal, const std::function<void(sdbus::Message&)>& write);
 

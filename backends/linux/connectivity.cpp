@@ -17,7 +17,7 @@ using EventFwk::NetType;
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "LinuxConnectivity"};
 
-// NMDeviceType → NetType
+// The NetType for each NMDeviceType.
 constexpr std::array<std::pair<uint32_t, NetType>, 10> DEVICE_TYPES{{
     {1, NetType::ETHERNET},
     {2, NetType::WIFI},
@@ -31,7 +31,7 @@ constexpr std::array<std::pair<uint32_t, NetType>, 10> DEVICE_TYPES{{
     {31, NetType::OTHER},     // VRF
 }};
 
-// The least NMDeviceState of each NetConnState, highest first.
+// The lowest NMDeviceState of each NetConnState, in descending order.
 constexpr std::array<std::pair<uint32_t, NetConnState>, 6> DEVICE_STATES{{
     {120, NetConnState::FAILED},
     {110, NetConnState::DISCONNECTING},
@@ -41,7 +41,7 @@ constexpr std::array<std::pair<uint32_t, NetConnState>, 6> DEVICE_STATES{{
     {0, NetConnState::UNKNOWN},
 }};
 
-// NMVpnConnectionState
+// Returns the NetConnState for an NMVpnConnectionState.
 NetConnState NetConnStateOfVpn(uint32_t state)
 {
     constexpr std::array<NetConnState, 8> states{

@@ -36,7 +36,7 @@ private:
         EventFwk::NetConnState state;
     };
 
-    // These run on strand_ only.
+    // The following functions run on strand_ only.
     void OnServiceOwnerChanged(bool hasOwner);
     // signalState: the state that a signal reported; nothing: the device's current state is read.
     void ReadDevice(const std::string& path, std::optional<uint32_t> signalState);
@@ -49,7 +49,7 @@ private:
     const PresenceChanged changed_;
     const StateChanged stateChanged_;
 
-    // Touched on strand_ only.
+    // The following members are used on strand_ only.
     std::map<std::string, Link> links_;  // by object path
     std::map<EventFwk::NetType, EventFwk::NetConnState> reported_;
 

@@ -50,7 +50,7 @@ public:
     // address: empty if Avahi could not resolve the service.
     [[nodiscard]] Result<void> OnResolved(const std::string& path, const std::string& address, uint16_t port);
     void OnAllForNow(const std::string& path);
-    // Avahi's browser itself failed. The next Update creates a new one.
+    // Call when Avahi's browser itself has failed. The next Update creates a new one.
     void OnBrowserFailure(const std::string& path);
     // Whether the browser has not yet reported all existing services. It may still fail until then.
     bool IsPending() const { return isPending_; }

@@ -48,10 +48,10 @@ public:
 
 private:
     void SubscribeToBrowsers();
-    // These run on strand_ only.
+    // The following functions run on strand_ only.
     void OnServiceOwnerChanged(bool hasOwner);
     void OnGroupChanged(const std::string& path, int32_t state, const std::string& error);
-    // Publishes and browses, as the token and this machine's addresses require.
+    // Brings the publication and the browser up to date with the token and this machine's addresses.
     void Update();
     void RetryUnless(const Result<void>& done);
     void RetryLater();
@@ -66,7 +66,7 @@ private:
     DaemonCalls avahi_;
     std::atomic<bool> canAnnounce_{false};  // Avahi runs, and there is an address to announce
 
-    // Touched on strand_ only.
+    // The following members are used on strand_ only.
     DnsSdPublisher publisher_;
     DnsSdBrowser browser_;
     bool isRunning_ = false;

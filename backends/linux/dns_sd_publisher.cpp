@@ -15,12 +15,12 @@ namespace {
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "DnsSd"};
 
-// AvahiEntryGroupState
+// Values of AvahiEntryGroupState.
 constexpr int32_t GROUP_ESTABLISHED = 2;
 constexpr int32_t GROUP_COLLISION = 3;
 constexpr int32_t GROUP_FAILURE = 4;
 
-// AvahiPublishFlags
+// Values of AvahiPublishFlags.
 constexpr uint32_t PUBLISH_NO_REVERSE = 16;
 constexpr uint32_t PUBLISH_NO_COOKIE = 32;  // Avahi's cookie in the TXT record is the same in each publication
 

@@ -26,7 +26,7 @@ inline constexpr int RECEIVE_UNIT = 13;   // BT_RCVMTU
 inline constexpr uint8_t LE_PUBLIC = 1;  // BDADDR_LE_PUBLIC
 inline constexpr uint8_t LE_RANDOM = 2;  // BDADDR_LE_RANDOM
 
-// struct sockaddr_l2
+// The kernel's struct sockaddr_l2.
 struct SocketAddress {
     sa_family_t family = AF_BLUETOOTH;
     uint16_t psm = 0;      // little-endian

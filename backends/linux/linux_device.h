@@ -64,10 +64,10 @@ public:
     // nothing.
     void Stop();
 
-    // Changes the key of hotspots that this daemon makes (LinuxWifiHotspot::ChangeKey).
+    // Changes the key of this daemon's own hotspot (LinuxWifiHotspot::ChangeKey).
     [[nodiscard]] Result<std::string> ChangeHotspotKey();
 
-    // The references are valid during the life of this object. After Stop they still answer queries.
+    // These references are valid during the life of this object. The objects still answer queries after Stop.
     Wifi::ShareControl& Share() { return *wifi_->Hotspot(); }
     Wifi::StationControl& Station() { return *wifi_->Station(); }
     Network::NetworkMonitor& Network() { return *network_; }
@@ -95,7 +95,7 @@ private:
 
     PresenceChanged ReporterOf(Source source);
     void WaitForFirstReports();
-    // These run on registrations_ only.
+    // The following functions run on registrations_ only.
     void Begin();
     void OnPresence(Source source, const Presence& presence);
     void RegisterAbilities();

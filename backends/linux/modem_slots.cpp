@@ -17,12 +17,12 @@ constexpr int32_t STATE_ENABLED = 6;
 constexpr int32_t STATE_SEARCHING = 7;
 constexpr int32_t STATE_CONNECTING = 10;
 
-// MMModemStateFailedReason
+// Values of MMModemStateFailedReason.
 constexpr uint32_t FAILED_SIM_MISSING = 2;
 constexpr uint32_t FAILED_SIM_ERROR = 3;
 constexpr uint32_t FAILED_NO_ESIM_PROFILE = 5;
 
-// MMModemAccessTechnology, the newest first.
+// The bits of MMModemAccessTechnology for each generation, the newest first.
 constexpr std::array<std::pair<uint32_t, const char*>, 4> GENERATIONS{{
     {0x8000, "5G"},   // 5G NR
     {0x34000, "4G"},  // LTE, LTE-M, NB-IoT

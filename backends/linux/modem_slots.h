@@ -1,5 +1,5 @@
 // ModemSlots: maps ModemManager's modems to the SIM slots of a device. Slots 0 and 1 are two modems, or the two SIM
-// slots of one modem; further ones are ignored. Pure functions; any thread.
+// slots of one modem; further ones are ignored. Pure functions. Any thread may call them.
 // https://www.freedesktop.org/software/ModemManager/api/latest/
 #pragma once
 

@@ -289,7 +289,7 @@ Result<NetworkDevice> NetworkManager::ReadDevice(const std::string& path) const
     NetworkDevice device;
     device.interface = ValueIn<std::string>(read.value(), "Interface");
     device.type = ValueIn<uint32_t>(read.value(), "DeviceType");
-    // NMMetered: unknown, yes, no, guessed yes, guessed no.
+    // The values of NMMetered, from 0: unknown, yes, no, guessed yes, guessed no.
     if (const auto metered = ValueIn<uint32_t>(read.value(), "Metered"); metered != 0) {
         device.isMetered = metered == 1 || metered == 3;
     }

@@ -29,7 +29,7 @@ inline const BusObject NM_MANAGER{NETWORK_MANAGER, NETWORK_MANAGER_PATH, NETWORK
 inline constexpr std::chrono::milliseconds NETWORK_MANAGER_LIMIT{5000};
 inline constexpr uint32_t NM_MODE_ACCESS_POINT = 3;  // NM_802_11_MODE_AP
 
-// NMDeviceState
+// Values of NMDeviceState.
 inline constexpr uint32_t NM_STATE_DISCONNECTED = 30;  // ready, connected to nothing
 inline constexpr uint32_t NM_STATE_PREPARE = 40;       // the first state of an activation
 inline constexpr uint32_t NM_STATE_ACTIVATED = 100;
@@ -97,7 +97,7 @@ struct Ip4Lease {
     std::vector<std::string> nameServers;
 };
 
-// NMConnectivityState
+// The values of NMConnectivityState.
 enum class NmConnectivity : uint32_t { UNKNOWN = 0, NONE = 1, PORTAL = 2, LIMITED = 3, FULL = 4 };
 
 // The network state of the whole machine.
@@ -142,7 +142,7 @@ public:
     NetworkManager Until(SteadyTime deadline) const;
 
     [[nodiscard]] Result<std::string> Version() const;
-    // False while Wi-Fi is switched off, by software or by a switch of the machine.
+    // Returns false while Wi-Fi is switched off, by software or by a switch of the machine.
     [[nodiscard]] Result<bool> IsWifiEnabled() const;
     // Whether a switch of the machine keeps Wi-Fi off.
     [[nodiscard]] Result<bool> IsWifiBlocked() const;

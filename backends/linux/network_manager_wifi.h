@@ -46,7 +46,7 @@ public:
     void Stop();
 
 private:
-    // These run on the Wi-Fi strand only.
+    // The following functions run on the Wi-Fi strand only.
     void OnServiceOwnerChanged(bool hasOwner);
     void OnChanged();
     void ReportPresence();
@@ -56,7 +56,7 @@ private:
     const sptr<LinuxWifiDevice> station_;
     const sptr<LinuxWifiHotspot> hotspot_;
 
-    // Touched on the Wi-Fi strand only.
+    // The following members are used on the Wi-Fi strand only.
     std::optional<Presence> reportedStation_;
     std::optional<Presence> reportedHotspot_;
 

@@ -33,7 +33,7 @@ SteadyTime Now()
     return Clock::System().Now();
 }
 
-// The connection types of nm-settings-nmcli(5).
+// Returns the kind of uplink for a connection type of nm-settings-nmcli(5).
 Uplink::Kind KindOf(const std::string& type)
 {
     if (type == "gsm" || type == "cdma") {
@@ -274,8 +274,8 @@ OnlineVerdict LinuxNetworkMonitor::CheckOnline(const Wifi::JoinedNetwork& networ
 OnlineVerdict LinuxNetworkMonitor::CheckByNetworkManager(const std::string& interface, SteadyTime deadline,
                                                          const IsCancelled& isCancelled) const
 {
-    // NetworkManager waits 20 s for a server that does not answer. Half of the time is left for asking the name
-    // servers.
+    // NetworkManager waits 20 s for a server that does not answer. Its first answer therefore gets half of the time,
+    // and querying the name servers the rest.
     SteadyTime answerBy = Now() + (deadline - Now()) / 2;
     OnlineVerdict verdict = OnlineVerdict::UNKNOWN;
     while (Now() < deadline && !isCancelled()) {

@@ -23,7 +23,7 @@ public:
           BatteryChanged batteryChanged);
 
 private:
-    // These run on strand_ only.
+    // The following functions run on strand_ only.
     void OnServiceOwnerChanged(bool hasOwner);
     void OnProperties(const PropertyMap& battery);
     void ReportBattery();
@@ -33,7 +33,7 @@ private:
     const std::function<void()> batteryLow_;
     const BatteryChanged batteryChanged_;
 
-    // Touched on strand_ only.
+    // The following members are used on strand_ only.
     bool isLow_ = false;
     PropertyMap battery_;  // as last reported; empty while UPower does not run
     bool hasTriedStart_ = false;

@@ -28,7 +28,7 @@ private:
         bool isInUse = false;
     };
 
-    // These run on strand_ only.
+    // The following functions run on strand_ only.
     void OnServiceOwnerChanged(bool hasOwner);
     void Read();
     // Returns nothing when logind does not answer.
@@ -40,7 +40,7 @@ private:
     const std::function<void(bool isOn)> screenChanged_;
     const std::function<void(bool isInUse)> useChanged_;
 
-    // Touched on strand_ only.
+    // The following members are used on strand_ only.
     std::optional<bool> isOn_;
     bool isInUse_ = false;
 

@@ -152,8 +152,8 @@ void WifiContext::UndoUnanswered()
 
 Result<std::string> WifiContext::ActivationLeft(const NetworkChange& change) const
 {
-    // Without a path there is no activation, unless its call got no reply (isOver): then only the profile identifies
-    // it.
+    // An empty path means that there is no activation, unless the call to activate got no reply (isOver). Then only the
+    // profile identifies the activation.
     if (change.activation.empty() && !change.isOver) {
         return std::string();
     }
@@ -186,7 +186,7 @@ void WifiContext::UndoLeft(const NetworkChange& change)
     }
     NetworkChange left = change;
     left.activation = activation.value();
-    // If the activation was known, closing it was reported when NetworkManager did not answer.
+    // If the activation was known, its closing was already reported when NetworkManager did not answer.
     const bool wasReported = change.isOver && !change.activation.empty();
     const bool wasShared = change.isHotspot && !left.activation.empty() && !wasReported;
     if (!Undo(left)) {

@@ -16,7 +16,7 @@
 
 namespace Vexo::Linux {
 
-// The most that turning off the hotspot, or Stop, blocks while NetworkManager does not answer.
+// How long turning off the hotspot, or Stop, blocks at most if NetworkManager does not answer.
 inline constexpr std::chrono::seconds WIFI_CALL_LIMIT{10};
 
 class WifiContext : public NoCopyable, public std::enable_shared_from_this<WifiContext> {
@@ -58,8 +58,8 @@ public:
 
     Tasks::Timers& timers;
     const NetworkManager manager;
-    OwnProfiles own;         // touched on the strand only
-    bool isRunning = false;  // whether NetworkManager runs; touched on the strand only
+    OwnProfiles own;         // used on the strand only
+    bool isRunning = false;  // whether NetworkManager runs; used on the strand only
     Tasks::Strand strand;
 
 private:
@@ -69,7 +69,7 @@ private:
     void UndoUnanswered();
 
     const std::chrono::milliseconds answerLimit_;
-    Tasks::Timer timer_;  // touched on the strand only
+    Tasks::Timer timer_;  // used on the strand only
 };
 
 // Returns the UUID of the profile with which the radio is connected as a station; empty if the radio is not connected,

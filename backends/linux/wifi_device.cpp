@@ -320,7 +320,7 @@ void LinuxWifiDevice::OnActivated(const Station::Join& join)
     }
     timer_.Cancel();
     {
-        // Set before OnConnected, because a caller that sees the state CONNECTED may call Joined at once.
+        // connected_ is set before OnConnected, because a caller that sees the state CONNECTED may call Joined at once.
         const MutexLock lock(mutex_);
         connected_ = Connected{attempt_->radio, {}};
         Wifi::JoinedNetwork& network = connected_->network;
@@ -386,7 +386,7 @@ void LinuxWifiDevice::OnRadioState(const std::string& radio, uint32_t state, NmR
     if (isRequested && reason == NmReason::NEW_ACTIVATION) {
         return;  // this attempt itself ended the radio's connection
     }
-    // After a failure the radio passes through more states, whose reasons are less exact.
+    // The reason of NM_STATE_FAILED is kept: the states after a failure have less exact reasons.
     if (state == NM_STATE_PREPARE) {
         if (isRequested) {
             station_.Advance(join.attempt, Station::State::JOINING);

@@ -52,7 +52,7 @@ public:
     int32_t ConnectToDevice(const Wifi::WifiDeviceConfig& config) override;
 
     Wifi::WifiLinkInfo GetLinkInfo() override { return station_.LinkInfo(); }
-    // Returns at once when the device has stopped.
+    // Returns at once after Stop().
     Wifi::WifiLinkInfo WaitForChange(const Wifi::WifiLinkInfo& known, std::chrono::milliseconds limit) override
     {
         return station_.WaitForChange(known, limit);
@@ -110,7 +110,7 @@ private:
         REASON_DELAY_OVER,  // no signal with the reason of the disconnection has arrived
     };
 
-    // These run on the strand only.
+    // The following functions run on the strand only.
     int32_t Begin(const Wifi::WifiDeviceConfig& config, WifiContext::Deadline deadline);
     void CheckNetwork(Trigger trigger = Trigger::CHANGE_OR_TIMER);
     void Search(const Wifi::Station::Join& join);
@@ -139,9 +139,9 @@ private:
     const StationOptions options_;
     const LinkEnded ended_;
 
-    std::optional<Attempt> attempt_;  // while an attempt is under way; touched on the strand only
-    Tasks::Timer timer_;              // touched on the strand only
-    uint32_t timersSet_ = 0;          // touched on the strand only; the number of the latest timer
+    std::optional<Attempt> attempt_;  // while an attempt is under way; used on the strand only
+    Tasks::Timer timer_;              // used on the strand only
+    uint32_t timersSet_ = 0;          // used on the strand only; the number of the latest timer
 
     std::atomic<bool> wasLeftByHand_{false};
 

@@ -1,4 +1,4 @@
-// StationControl of LinuxWifiDevice: reports the joined network and leaves it.
+// The StationControl functions of LinuxWifiDevice, which report the joined network and leave it.
 #include <utility>
 
 #include "backends/linux/wifi_device.h"

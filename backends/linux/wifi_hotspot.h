@@ -86,7 +86,7 @@ private:
         std::string interface;
     };
 
-    // These run on the strand only.
+    // The following functions run on the strand only.
     int32_t Enable(WifiContext::Deadline deadline);
     // manager: limited by the caller's deadline; used for the calls before the hotspot is activated.
     int32_t Open(const NetworkManager& manager, const WifiRadio& radio);
@@ -123,7 +123,7 @@ private:
     uint32_t openings_ GUARDED_BY(mutex_) = 0;  // since the start of the daemon
     std::string interface_ GUARDED_BY(mutex_);  // of the hotspot; empty until it is activated
 
-    // Touched on the strand only.
+    // The following members are used on the strand only.
     std::optional<Share> share_;
     bool isOpening_ = false;      // Enable has succeeded and waits for switchDelay
     bool hasJustOpened_ = false;  // the latest Enable has turned the hotspot on

@@ -1,4 +1,5 @@
-// ShareControl of LinuxWifiHotspot: reports its stations, and closes it on request or when nobody uses it.
+// The ShareControl functions of LinuxWifiHotspot, which report the stations and close the hotspot on request; and the
+// timer that closes an unused hotspot.
 #include <utility>
 
 #include "backends/linux/wifi_hotspot.h"

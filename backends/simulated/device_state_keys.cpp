@@ -41,7 +41,7 @@ constexpr const char* TECHNOLOGIES[] = {"2G", "3G", "4G", "5G"};
 using Rows = std::vector<JsonKeyOf<DeviceState>>;
 using Milliseconds = std::chrono::milliseconds;
 
-// The kind of a text that is empty or has the length of a Wi-Fi key.
+// The JsonKind of a text that is empty or has the length of a Wi-Fi key.
 JsonKind<std::string> OptionalKeyKind()
 {
     return TextKind("empty, or " + std::to_string(MIN_KEY_BYTES) + " to " + std::to_string(MAX_KEY_BYTES) + " bytes",
@@ -52,7 +52,7 @@ JsonKind<std::string> OptionalKeyKind()
                     });
 }
 
-// The kind of a percentage or the word "unknown".
+// The JsonKind of a percentage or the word "unknown".
 JsonKind<std::optional<uint8_t>> PercentKind()
 {
     return ValueKind<std::optional<uint8_t>>(

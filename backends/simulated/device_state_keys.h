@@ -13,11 +13,11 @@ namespace Vexo::Simulated {
 
 const JsonKeys<DeviceState>& DeviceStateKeys();
 
-// The kind of an SSID: from least (0 or 1) to 32 bytes of any value, which JSON contains escaped (EscapeBytes of
+// The JsonKind of an SSID: from least (0 or 1) to 32 bytes of any value, which JSON contains escaped (EscapeBytes of
 // platform/base/utf8.h).
 JsonKind<std::string> SsidKind(size_t least);
 
-// The kind of a byte count: 0 to 2^53, the range in which JSON numbers are exact.
+// The JsonKind of a byte count: 0 to 2^53, the range in which JSON numbers are exact.
 JsonKind<uint64_t> ByteCountKind();
 
 }  // namespace Vexo::Simulated

@@ -54,7 +54,7 @@ public:
     // Changes the key of the hotspot (SimulatedHotspot::ChangeKey). Any thread.
     std::string ChangeHotspotKey() { return hotspot_->ChangeKey(); }
 
-    // Any thread may use them. The references are valid during the life of this object.
+    // These references are valid during the life of this object. Any thread may use them.
     Wifi::ShareControl& Share() { return *hotspot_; }
     Wifi::StationControl& Station() { return *station_; }
     Network::NetworkMonitor& Network() { return network_; }
@@ -73,7 +73,7 @@ private:
     SimulatedDevice(const SimulatedDeviceOptions& options, sptr<ISystemAbilityManager> registry);
 
     [[nodiscard]] Result<void> Begin();
-    // These run on reloads_ only.
+    // The following functions run on reloads_ only.
 
     // Reads the state from the file. Returns nothing if the file is damaged, which is logged once.
     std::optional<DeviceState> Read();
@@ -94,7 +94,7 @@ private:
     const sptr<SimulatedHotspot> hotspot_;
     SimulatedNetwork network_;  // own synchronisation
 
-    // Touched on reloads_, by the constructor and by the destructor only.
+    // The following members are used on reloads_, by the constructor and by the destructor only.
     std::vector<Ability> abilities_;
     std::string lastError_;
 

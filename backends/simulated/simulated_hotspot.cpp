@@ -130,7 +130,7 @@ Wifi::ShareInfo SimulatedHotspot::Look()
     }
     if (info.isOn) {
         for (const StationRecord& station : air_.Stations()) {
-            // What the station received, this device has sent.
+            // The station's counters are swapped: this device has sent what the station received.
             info.stations.push_back({station.macAddress, station.sentBytes, station.receivedBytes});
         }
     }

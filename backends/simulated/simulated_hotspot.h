@@ -85,7 +85,7 @@ private:
     SteadyTime visibleFrom_ GUARDED_BY(mutex_);
     Tasks::Timer timer_ GUARDED_BY(mutex_);
 
-    // Touched on strand_ only.
+    // The following members are used on strand_ only.
     std::optional<AirRecord> published_;
     Settings proven_;  // the input of proof_, which is slow to compute
     std::string proof_;

@@ -1,5 +1,5 @@
-// SimulatedNetwork: the NetworkMonitor of a simulated device, which reads the device's state and the air. Any thread
-// may use it.
+// SimulatedNetwork: the NetworkMonitor of a simulated device, which reads the device's state and the air (air.h). Any
+// thread may use it.
 #pragma once
 
 #include <functional>
@@ -23,7 +23,7 @@ public:
     Network::Uplink CurrentUplink() override;
     Network::Battery CurrentBattery() override;
     Network::NetworkSituation Situation() override;
-    // The scan finishes at once.
+    // A simulated scan finishes at once.
     void RequestScan() override { OnStateChanged(); }
     // If the joined hotspot has no record in the air, waits for one until the deadline.
     Network::OnlineVerdict CheckOnline(const Wifi::JoinedNetwork& network, SteadyTime deadline,

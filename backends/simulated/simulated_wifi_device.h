@@ -47,7 +47,7 @@ public:
     int32_t ConnectToDevice(const Wifi::WifiDeviceConfig& config) override;
 
     Wifi::WifiLinkInfo GetLinkInfo() override { return station_.LinkInfo(); }
-    // Returns at once when the device has stopped.
+    // Returns at once after Stop().
     Wifi::WifiLinkInfo WaitForChange(const Wifi::WifiLinkInfo& known, std::chrono::milliseconds limit) override
     {
         return station_.WaitForChange(known, limit);
@@ -77,7 +77,7 @@ private:
     };
 
     bool PostCheck();
-    // These run on strand_ only.
+    // The following functions run on strand_ only.
 
     // Reads the air and advances the state of the station.
     void CheckAir();
@@ -91,7 +91,8 @@ private:
     // Removes this device's station record. Returns whether a hotspot was joined. joined_ stays: Joined() checks the
     // state of station_.
     bool ClearJoined();
-    // Ends that attempt or its connection on request. Returns false if it is not the latest, or has already ended.
+    // Ends that attempt or its connection on request. Returns false if the attempt is not the latest, or has already
+    // ended.
     bool EndOnRequest(uint32_t attempt);
     void StopWatching();
     bool StartWatching();
@@ -105,7 +106,7 @@ private:
     const std::chrono::milliseconds searchLimit_;
     Tasks::Timers& timers_;
 
-    // Touched on strand_ only.
+    // The following members are used on strand_ only.
     bool stopped_ = false;
     std::unique_ptr<FolderWatcher> watcher_;
     Tasks::Timer timer_;
