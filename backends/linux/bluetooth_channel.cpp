@@ -96,7 +96,7 @@ private:
     void ClaimUpkeep();
     void UpdateState(const Result<void>& done);
     BluetoothState StateOfAdapters(const Result<void>& done) const;
-    // Arms the timer for the next Update that the scanner or the radio links need, but not earlier than shortest from now.
+    // Arms the timer for the next Update that the scanner or the radio links need. shortest: the minimum delay.
     void UpdateLater(milliseconds shortest);
     void RetryLater();
     Tasks::Timer CallAfter(milliseconds pause, void (Activity::*work)());

@@ -143,7 +143,7 @@ void Connectivity::ReadDevice(const std::string& path, std::optional<uint32_t> s
     if (!type) {
         return;
     }
-    // The signal's state comes first: the property may already have changed again, as after a failure.
+    // The signal's state is preferred: the property may already have changed again, as after a failure.
     NetConnState state = NetConnStateOf(signalState.value_or(ValueIn<uint32_t>(device.value(), "State")));
     if (type == NetType::WIFI && RankOf(state) > RankOf(NetConnState::IDLE)) {
         const Result<uint32_t> mode =

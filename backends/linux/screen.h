@@ -1,4 +1,4 @@
-// Screen: reports, from logind, whether the screen is on and whether somebody uses this machine. The screen is on while
+// Screen: reports, from logind, whether the screen is on and whether a person uses this machine. The screen is on while
 // the active session of the first seat is neither locked nor idle, and the lid is open or the machine docked. The
 // machine is in use while the screen is on in a person's session, not on a login screen (docs/linux.md). Only changes
 // are reported, on a strand of this class. The first reading of the screen is no change; the machine counts as not in

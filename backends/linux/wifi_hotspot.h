@@ -47,11 +47,11 @@ public:
     LinuxWifiHotspot(std::shared_ptr<WifiContext> context, HotspotOptions options);
     ~LinuxWifiHotspot() override;
 
-    // Sets isActive to true as soon as EnableHotspot has succeeded, and for a hotspot that somebody else turned on.
+    // Sets isActive to true as soon as EnableHotspot has succeeded, and for a hotspot that another program turned on.
     int32_t IsHotspotActive(bool& isActive) override;
     // Returns WIFI_DISABLED while Wi-Fi is switched off. Does nothing if a hotspot is already on.
     int32_t EnableHotspot(Wifi::ServiceType type) override;
-    // Returns WIFI_FAILED if somebody else turned the hotspot on: it stays on.
+    // Returns WIFI_FAILED if another program turned the hotspot on: the hotspot stays on.
     int32_t DisableHotspot(Wifi::ServiceType type) override;
     // Reads the configuration of the hotspot that is on, or of the hotspot that EnableHotspot would turn on. If
     // NetworkManager does not answer, that of the hotspot that this class turned on.

@@ -42,7 +42,8 @@ public:
     // a key, that key does not change and its SSID is returned; else an empty text.
     std::string ChangeKey();
 
-    // Turns the hotspot on when the device starts, as if somebody else had turned it on. Injected faults do not apply.
+    // Turns the hotspot on when the device starts, as if another program had turned it on. Injected faults do not
+    // apply.
     void StartActive() { TurnOn(false); }
 
     Wifi::ShareInfo Look() override;
