@@ -1,5 +1,5 @@
-// What a row of the failure table does: how something goes wrong between the devices of a stage. An Act returns the
-// code that the caller got. On the test's thread; bounded by PATIENCE. The rows: failure_table_test.cpp.
+// Actions of the failure table (failure_table_test.cpp): each makes something go wrong between the devices of a stage.
+// An Act runs on the test's thread, blocks for PATIENCE at most and returns the code that the caller received.
 #pragma once
 
 #include <functional>
@@ -20,38 +20,40 @@ struct Stage {
     Device& laptop{world.Add("laptop")};
     Device& phone{world.Add("phone")};
     std::unique_ptr<HandMadePeer> tablet;
-    std::string peer = phone.NetworkId();  // whom the laptop asks
-    bool collaborates = false;             // it asks over a collaboration
+    std::string peer = phone.NetworkId();  // network id of the device that the laptop asks
+    bool collaborates = false;             // the laptop asks over a collaboration
 
     bool LogHas(const Device& device, const std::string& text) const;
-    // A third device, played by the test, that both others see.
+    // Adds a third device, played by the test, and waits until it and the other two see each other.
     void BringTablet(Lacks lacks);
 };
 
 using Act = std::function<int32_t(Stage&)>;
 
-// A tablet's success answer, padded with spaces to the size.
+// The tablet answers with success; its JSON is padded with spaces to size bytes. declared: as for ResponseFrame().
 Act TabletSucceeds(size_t size = 0, int64_t declared = -1);
 
 int32_t Start(Stage& stage);
 
-// The laptop asks a tablet that answers with the frame.
+// The laptop asks a tablet that answers with this frame.
 Act TabletAnswers(const std::string& frame, Lacks lacks = Lacks::NOTHING);
 
-// A tablet sends the phone, whose service the laptop has woken, a message and a request; or it hangs up before it has
-// its answer.
+// The laptop's start wakes the service of the phone. Then a tablet sends the phone this message and a request. waits
+// false: the tablet closes the session without waiting for the answer.
 Act TabletSends(const std::string& message, bool waits = true);
 
-// A process is killed or frozen: before the request, or once the phone has begun to serve it.
+// Kills or freezes a device by a signal: before the request or, with isServing, once the phone has begun to serve it.
 Act StartWhile(const char* device, int signal, bool isServing);
 
-// The exchange over the collaboration's data channel, through a laptop that can: with the phone, alive or killed, or
-// with a tablet that answers with the frame; with no frame it never becomes ready to receive.
+// The laptop, which runs collaboration_daemon, starts over the collaboration's data channel. Its peer is the phone,
+// killed before if isKilled, or a tablet that answers with this frame. With an empty frame the tablet never becomes
+// ready to receive.
 Act Collaborate(bool isKilled = false, bool isTablet = false, const std::string& frame = "");
 
 int32_t CollaborateBothWays(Stage& stage);
 
-// Has a device of such an act start over a collaboration, and returns the code once it is there.
+// Makes a device that runs collaboration_daemon start over a collaboration, and runs meanwhile. Blocks until the device
+// has logged the result code, and returns it.
 int32_t AskToCollaborate(
     const Device& device, const std::string& peer, const std::function<void()>& meanwhile = [] {});
 
@@ -59,18 +61,19 @@ int32_t StartFromStranger(Stage& stage);
 
 Act StartWithProductFiles(const char* device, const char* scenario = nullptr, uintmax_t size = 0);
 
-// Every file that a running device looks at holds junk: each is named once, and all stays as it was.
+// Replaces files that a running device watches by damaged ones. The device must name each of them in its log and
+// continue with the state before.
 int32_t StartAmidJunk(Stage& stage);
 
 int32_t TurnScreenOff(Stage& stage);
 
-// An item that fails has no value, or false.
+// Queries one item that fails: its value must be empty or false.
 Act Query(const char* item);
 
 int32_t ListDevicesWithoutPhone(Stage& stage);
 
-// One datagram of an interface token, an int32 and a list of items: the int32 of the reply where it has one, else the
-// status.
+// Sends one datagram with an interface token and an int32 or, if items is not 0, a list of that many items. Returns the
+// int32 of the reply if there is one, else the status.
 Act Raw(uint32_t request, int32_t number, const std::string& token = DESCRIPTOR, size_t items = 0);
 
 }  // namespace Vexo::EndToEnd

@@ -1,5 +1,5 @@
-// HandMadePeer: a device of the account that lives in the test process: real link, real certificate, but what it
-// answers is the test's to say. One at a time in a process.
+// HandMadePeer: a device of the account that runs inside the test process. It uses the real link and a real
+// certificate, but the test decides what it answers. At most one at a time in a process.
 #pragma once
 
 #include <string>
@@ -20,8 +20,8 @@ class HandMadePeer {
 public:
     enum class Lacks { NOTHING, SERVICE, SESSION_SERVER };
 
-    // device: enrolled, its daemon not running. Without SERVICE nobody can wake it; without SESSION_SERVER it is woken,
-    // but accepts no session.
+    // device: enrolled, and its daemon does not run. Without SERVICE other devices cannot wake its service. Without
+    // SESSION_SERVER they can, but it accepts no session.
     HandMadePeer(const World& world, const Device& device, Lacks lacks = Lacks::NOTHING);
     ~HandMadePeer();
     HandMadePeer(const HandMadePeer&) = delete;
@@ -30,9 +30,10 @@ public:
     const std::string& NetworkId() const { return networkId_; }
     bool Sees(const std::string& networkId) const;
 
-    // What it sends back when bytes arrive; unless told, nothing.
+    // Sets the frame that it sends back for each message. Without this call it sends nothing.
     void AnswerWith(const std::string& frame);
-    // Opens a session to a device, sends the messages and returns the first that comes back, unless it does not wait.
+    // Opens a session to a device and sends the messages. Returns the first answer, or an empty text at once if waits
+    // is false.
     std::string Ask(const std::string& networkId, const std::vector<std::string>& messages, bool waits = true);
     // Opens a session to a device, sends the message and waits until the device closes the session.
     void SendUntilClosed(const std::string& networkId, const std::string& message);

@@ -1,4 +1,4 @@
-// Programs of the project as child processes of a test: started with their output in files, ended by their pid.
+// Runs programs of the project as child processes of a test, with their output in files.
 #pragma once
 
 #include <sys/types.h>
@@ -19,15 +19,16 @@ std::string ReadText(const std::filesystem::path& file);
 
 class Process {
 public:
-    // Starts program with arguments, both outputs going to the file.
+    // Starts the program command[0] with the remaining words as its arguments. Standard output and error go to the file
+    // output.
     Process(const std::vector<std::string>& command, std::filesystem::path output);
-    ~Process();  // kills it if it runs
+    ~Process();  // kills the process if it still runs
     Process(const Process&) = delete;
     Process& operator=(const Process&) = delete;
 
     pid_t Pid() const { return pid_; }
     void Signal(int signal) const;
-    // Waits for its end: its exit code, 128 + signal, or -1 when PATIENCE ran out.
+    // Waits until the process has ended. Returns its exit code, 128 + the signal that ended it, or -1 after PATIENCE.
     int Wait();
     std::string Output() const { return ReadText(output_); }
 
@@ -41,7 +42,7 @@ struct Finished {
     std::string output;  // standard output and standard error, as a terminal would show them
 };
 
-// Runs distnetctl to its end. Its output stays in a file of the folder, when one is given.
+// Runs distnetctl and waits for its end. If folder is not empty, a file with the output stays there.
 Finished Ctl(const std::vector<std::string>& arguments, const std::filesystem::path& folder = {});
 
 }  // namespace Vexo::EndToEnd

@@ -1,5 +1,5 @@
-// FindSecrets: the search for what must not be written. A Wi-Fi key or a private key has no place in a log, an event, a
-// trace, an announcement or what a command prints.
+// FindSecrets: searches the files of a test for secrets. Wi-Fi keys and private keys must not appear in logs, events,
+// traces, announcements or the output of commands.
 #pragma once
 
 #include <filesystem>
@@ -8,9 +8,9 @@
 
 namespace Vexo::EndToEnd {
 
-// Looks through every file below folder, but those that keep keys (*.key, device-state.json) and product files, for
-// each of the keys, plain, in hexadecimal and in Base64, and for the body of every private key below folder. Each
-// finding says file, line and what is there, without the secret.
+// Searches every file below folder for each of the keys (as text, in hexadecimal and in Base64) and for the body of
+// each private key below folder. Skips product files and files that keep keys (*.key, device-state.json). Each finding
+// names the file, the line and the kind of secret, but not the secret.
 std::vector<std::string> FindSecrets(const std::filesystem::path& folder, const std::vector<std::string>& keys);
 
 }  // namespace Vexo::EndToEnd

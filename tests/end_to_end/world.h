@@ -1,6 +1,7 @@
-// A world of simulated devices for one test: a folder with an account, an air and a link that its devices share. Each
-// device is a real distnetd, reached through the client library and distnetctl. At its end a world looks through all
-// that was written below its folder: the test fails when a Wi-Fi key or a private key stands where it has no place.
+// World: simulated devices for one test, in a folder with an account, an air folder (simulated radio) and a link folder
+// (announcements) that the devices share. Each device is a real distnetd, used through the client library and
+// distnetctl. The destructor searches all files of the world, and fails the test if a Wi-Fi key or a private key was
+// written where it must not be.
 #pragma once
 
 #include <filesystem>
@@ -20,22 +21,23 @@ inline constexpr const char* NATIVE_POLICY = R"("token_type": "native", "system_
 
 class Device {
 public:
-    // Makes its state folder, with a hotspot key of its own.
+    // Creates the state folder, with its own hotspot key.
     Device(std::filesystem::path world, std::string name);
-    // Ends the daemon. Fails the test when a sanitizer has spoken in its log.
+    // Kills the daemon. Fails the test if the daemon's log contains a sanitizer report.
     ~Device();
     Device(const Device&) = delete;
     Device& operator=(const Device&) = delete;
 
-    // What Start runs instead of distnetd.
+    // Sets the program that Start() runs instead of distnetd.
     void SetProgram(std::string program) { program_ = std::move(program); }
-    // From its next start on it has only what WriteProductFile wrote, without the device configuration that is shipped.
+    // From its next start, the device uses only the device configuration that WriteProductFile() wrote, not the shipped
+    // one.
     void OmitShippedFiles() { hasShippedFiles_ = false; }
-    // Writes its configuration and starts its daemon.
+    // Writes the configuration, starts the daemon and waits until it answers.
     void Start();
-    // A file of its device configuration, in place of the shipped one.
+    // Writes a file of the device configuration, in place of the shipped file. Returns its path.
     std::filesystem::path WriteProductFile(const std::string& name, const std::string& text) const;
-    // Ends the daemon: by SIGTERM, waiting for its exit code; or at once.
+    // Stop() sends SIGTERM, waits and returns the exit code. Kill() ends the daemon at once.
     int Stop();
     void Kill();
     Process& Daemon() { return *daemon_; }
@@ -50,19 +52,21 @@ public:
     std::string Log() const { return ReadText(StateDir() / "daemon.log"); }
     std::string Events() const { return ReadText(StateDir() / "events.jsonl"); }
 
-    // Null when the daemon does not answer.
+    // Returns null when the daemon does not answer.
     std::unique_ptr<Client::DistNetClient> Connect() const;
-    // Asks that device for its hotspot: the service's code, or minus the CallStatus.
+    // Requests the hotspot of the device with that network id. Returns the service's code, or -CallStatus if the call
+    // failed.
     int32_t Ask(const std::string& networkId) const;
-    // distnetctl with this device's socket.
+    // Runs distnetctl with this device's socket.
     Finished Ctl(std::vector<std::string> arguments) const;
-    // distnetctl sim set KEY=VALUE…; the daemon follows soon after.
+    // Runs distnetctl sim set KEY=VALUE…. The daemon applies the change soon after.
     void Set(const std::vector<std::string>& assignments) const;
-    // A member of the host's status, dotted ("wifi.state", "service"); numbers as text, empty when absent.
+    // Returns a member of the daemon's status by its dotted name ("wifi.state", "service"); numbers as text, empty if
+    // absent.
     std::string Status(const std::string& key) const;
     int Count(const std::string& key) const;
     bool Sees(const std::string& networkId) const;
-    // The same after a scan.
+    // Like Sees(), after a scan.
     bool Finds(const std::string& networkId) const;
 
 private:
@@ -74,8 +78,8 @@ private:
     std::unique_ptr<Process> daemon_;
 };
 
-// Whether a healthy device logs this line at error level too: of a session that the other side opened, and of device
-// configuration, which its loader reads and does not hand on.
+// Returns whether a healthy device logs this error line too: lines of a session that the other side opened, and of the
+// loader of device configuration.
 bool IsUsualError(const std::string& line);
 
 class World {
@@ -85,19 +89,18 @@ public:
     World(const World&) = delete;
     World& operator=(const World&) = delete;
 
-    // Whom daemons that start from now on let in: the rest of the policy's entry for this user. NATIVE_POLICY unless
-    // set.
+    // Sets the rest of this user's entry in the access policy, for daemons that start later. Default: NATIVE_POLICY.
     void SetPolicy(const std::string& members) const;
-    // A key that the test plays with, besides those of its devices: none may be written in the clear.
+    // Adds a key that the test itself uses. Like the keys of the devices, it must not appear in clear text in any file.
     void KeepSecret(const std::string& key) { secrets_.push_back(key); }
 
-    // Makes a device.
+    // Creates a device that is not enrolled.
     Device& AddUnenrolled(const std::string& name);
-    // By files, as distnetctl does: laptop makes the account, and admits the others.
+    // Enrols a device through files, as distnetctl does. laptop creates the account and admits the other devices.
     void Enrol(const Device& device) const;
-    // Makes a device and enrols it.
+    // Creates a device and enrols it.
     Device& Add(const std::string& name);
-    // Adds laptop and phone, starts both and waits until they have found each other.
+    // Adds laptop and phone, starts both and waits until they see each other.
     void StartLaptopAndPhone();
     static bool Found(const Device& one, const Device& other);
 

@@ -6,7 +6,7 @@
 #include <cstddef>
 
 struct DescriptorMessage {
-    // bytes: what goes along, or room for what comes; outlives the message.
+    // bytes: the data to send, or the buffer for received data. Must outlive the message.
     DescriptorMessage(void* bytes, size_t size) : data{bytes, size}
     {
         header.msg_iov = &data;

@@ -1,4 +1,4 @@
-// Waits of a test: WAIT_LIMIT for what must come, and Eventually for conditions that nobody signals.
+// Waiting in tests: WAIT_LIMIT, the time limit, and Eventually(), which polls a condition.
 #pragma once
 
 #include <chrono>
@@ -8,7 +8,7 @@ namespace Vexo::Tests {
 
 inline constexpr std::chrono::seconds WAIT_LIMIT{30};  // generous: a sanitizer on a busy machine is ten times slower
 
-// Polls until the condition holds; false when it did not within the limit.
+// Polls until the condition holds. Returns false if it does not hold within the limit.
 template <typename Condition>
 bool Eventually(const Condition& condition, std::chrono::milliseconds limit = WAIT_LIMIT)
 {

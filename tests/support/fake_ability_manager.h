@@ -1,5 +1,5 @@
-// FakeAbilityManager: the registry of the platform, whose results a test may set before use. InstalledRegistry: one for
-// the life of a test.
+// FakeAbilityManager: the ability registry for tests; a test may set its results before use. InstalledRegistry:
+// installs one for the duration of a test.
 #pragma once
 
 #include "platform/ability/system_ability_manager.h"
@@ -23,7 +23,7 @@ public:
     }
 };
 
-// Installs a registry and takes it away again.
+// Installs a registry in the constructor and removes it in the destructor.
 class InstalledRegistry {
 public:
     const sptr<FakeAbilityManager> manager = MakeSptr<FakeAbilityManager>();

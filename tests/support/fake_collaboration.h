@@ -1,5 +1,5 @@
-// FakeCollaboration: ability 70635 for tests: a trail of what the service does, "register 7", "unregister 7",
-// "send 7 bytes" or "stop 7". It calls back on threads of its own, as told.
+// FakeCollaboration: a fake of the collaboration framework (ability 70635). Records the service's calls in a trail:
+// "register 7", "unregister 7", "send 7 bytes" or "stop 7". Runs callbacks on its own threads.
 #pragma once
 
 #include <functional>
@@ -16,10 +16,10 @@ class FakeCollaboration : public IPCObjectStub,
                           public CollaborationFwk::ICollaborationService,
                           public Trail<std::string> {
 public:
-    // Set before use. A peer is ready as soon as this side registers.
+    // Set before use. The peer becomes ready as soon as this side registers.
     int32_t registerResult = 0;
     int32_t sendResult = 0;
-    std::function<void()> onSend;  // after a successful call
+    std::function<void()> onSend;  // runs after each successful send
 
     CollaborationFwk::StartResult StartCollaboration(int32_t, const sptr<CollaborationFwk::TargetInfo>&) override
     {

@@ -1,4 +1,4 @@
-// FakeDeviceManager: ability 4802 for tests. Every network id is of this account.
+// FakeDeviceManager: a fake of the device manager (ability 4802). Every network id belongs to this account.
 #pragma once
 
 #include <memory>

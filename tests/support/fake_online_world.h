@@ -1,6 +1,6 @@
-// FakeOnlineWorld: what Online stands on, in memory: other devices with their daemons, this device's Wi-Fi, its
-// network. One trail has every call in order ("facts phone", "ask phone", "check phone", "lease phone", "release
-// phone", "leave 1"). Set it up before use; onCall runs inside each call.
+// FakeOnlineWorld: everything that Online uses, in memory: other devices with their daemons, this device's Wi-Fi and
+// its network. One trail records every call in order ("facts phone", "ask phone", "check phone", "lease phone",
+// "release phone", "leave 1"). Prepare it before use; onCall runs inside each call.
 #pragma once
 
 #include <map>
@@ -16,14 +16,14 @@
 namespace Vexo::Tests {
 
 struct FakeDevice {
-    bool isReachable = true;  // for the daemon's own session
-    bool isOld = false;       // knows no requests of the daemon
+    bool isReachable = true;  // for requests of this device's daemon
+    bool isOld = false;       // knows no requests between daemons
     bool holdsLease = true;
     bool releases = true;
     Host::DeviceFacts facts;
     int32_t serviceCode = 0;
-    SoftBus::PeerRefusal refusal = SoftBus::PeerRefusal::NONE;  // of the service's request
-    std::string joinFailure;                                    // a word of JoinFailure; empty: joined
+    SoftBus::PeerRefusal refusal = SoftBus::PeerRefusal::NONE;  // its policy's answer to the service's request
+    std::string joinFailure;                                    // a JoinFailure; empty: the join succeeds
     Network::OnlineVerdict verdict = Network::OnlineVerdict::ONLINE;
 };
 
@@ -32,13 +32,13 @@ class FakeOnlineWorld : public Host::PeerLink,
                         public Network::NetworkMonitor,
                         public std::enable_shared_from_this<FakeOnlineWorld> {
 public:
-    // Online, which shares it as its peer link, keeps it alive.
+    // Online uses this object as its peer link, and shares its ownership.
     static std::shared_ptr<FakeOnlineWorld> Make() { return std::make_shared<FakeOnlineWorld>(); }
 
     TempFolder folder;
     ManualTimers timers;
     Trail<std::string> trail;
-    std::map<std::string, FakeDevice> devices;  // by name, which is the network id, too
+    std::map<std::string, FakeDevice> devices;  // by name, which is also the network id
     std::vector<Host::KnownDevice> known;
     Host::WifiStatus wifi{true, Host::RadioState::ON, Host::WifiState::IDLE, 0, "", "", "", ""};
     std::optional<Host::OnlineFault> whyNoAccount;
@@ -100,13 +100,13 @@ public:
         joined_.reset();
         wifi.state = Host::WifiState::DISCONNECTED;
     }
-    // Where the device is tried first; empty: nowhere special.
+    // The IP address at which the device is tried first; empty: none was suggested, or it was withdrawn.
     std::string Suggested(const std::string& id)
     {
         const MutexLock lock(mutex_);
         return suggested_[id];
     }
-    // The Wi-Fi stays in this state after the service's request.
+    // If true, the Wi-Fi stays in the state CONNECTING after the service's request.
     bool isJoining = false;
 
     Result<void> Begin() override { return {}; }

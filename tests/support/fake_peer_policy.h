@@ -1,4 +1,4 @@
-// FakePeerPolicy: answers what the test sets, and keeps a trail of what it was asked and told: "admit <network id>" or
+// FakePeerPolicy: returns the answer that the test sets, and records each call in a trail: "admit <network id>" or
 // "refused <network id> <value>". Any thread.
 #pragma once
 

@@ -1,5 +1,5 @@
-// FakeSoftBus: ability 4700 for tests: a trail of what the service does, "open mine|peers|network id", "send 7 bytes"
-// or "close 7", which calls back on threads of its own, as told.
+// FakeSoftBus: a fake of the soft bus (ability 4700). Records the service's calls in a trail: "open <own
+// server>|<peer's server>|<network id>", "send 7 bytes" or "close 7". Runs callbacks on its own threads.
 #pragma once
 
 #include <functional>
@@ -14,13 +14,12 @@ namespace Vexo::Tests {
 
 class FakeSoftBus : public IPCObjectStub, public SoftBus::ISoftBusService, public Trail<std::string> {
 public:
-    // Set before use. onOpen and onSend run on a thread of their own after a call that succeeds; empty: nothing
-    // happens.
+    // Set before use. onOpen and onSend run on their own thread after a successful call. Empty: nothing runs.
     int openResult = 7;
     int sendResult = 0;
     std::function<void()> onOpen;
     std::function<void()> onSend;
-    // What it was given last.
+    // Arguments of the latest CreateSessionServer and OpenSession.
     ISessionListener listener{};
     SessionAttribute attribute{};
 

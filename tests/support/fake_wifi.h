@@ -1,5 +1,5 @@
-// FakeWifiHotspot (1121) and FakeWifiDevice (1120): results are set before use. The device keeps a trail of what it is
-// asked to join: "add ssid", "connect ssid".
+// FakeWifiHotspot (ability 1121) and FakeWifiDevice (ability 1120). Set the results before use. The device records each
+// join request in a trail: "add ssid", "connect ssid".
 #pragma once
 
 #include <vector>

@@ -1,5 +1,5 @@
-// LogCapture: the log lines of a test, while it lives. Any thread may log. At its end no line shows one of the keys
-// that tests play with.
+// LogCapture: collects the log lines written while it exists. Any thread may log. The destructor fails the test if a
+// line contains one of the keys that tests use.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -40,7 +40,7 @@ public:
         }
         return text;
     }
-    // Blocks until count lines contain text.
+    // Blocks until count lines contain the text. Returns false after the time limit.
     bool WaitFor(const std::string& text, size_t count = 1) const
     {
         return Eventually([&] { return Count(text) >= count; });

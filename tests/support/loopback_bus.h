@@ -1,6 +1,6 @@
-// LoopbackBus: ability 4700 on which this device is its own peer: each open makes two sessions of the one session
-// server, so that one object plays both sides. The opener's id is even, the other side's is greater by one. Callbacks
-// come on a strand, in order. Any thread.
+// LoopbackBus: a soft bus (ability 4700) on which this device is its own peer. Each open creates two sessions of the
+// one session server, so that one object acts as both sides. The opener's session id is even; the id of the other side
+// is greater by one. Callbacks run in order on a strand. Any thread.
 #pragma once
 
 #include <atomic>
@@ -17,7 +17,7 @@ class LoopbackBus : public FakeSoftBus {
 public:
     inline static const std::string PEER = std::string(64, 'a');
 
-    std::atomic<int> lastMute{0};  // what the sessions up to this one send is lost
+    std::atomic<int> lastMute{0};  // bytes sent in sessions with ids up to this one are lost
     std::atomic<int> openings{0};
 
     int OpenSession(const std::string&, const std::string&, const std::string& networkId,
@@ -54,7 +54,7 @@ public:
         return Other(sessionId) != 0 ? SOFTBUS_OK : SOFTBUS_NO_SUCH_SESSION;
     }
 
-    // The other side of a session; 0 once it is closed.
+    // Returns the session id of the other side, or 0 if the session is closed.
     int Other(int sessionId)
     {
         const std::lock_guard lock(mutex_);
@@ -66,7 +66,7 @@ public:
             listener.OnBytesReceived(sessionId, bytes.data(), static_cast<unsigned int>(bytes.size()));
         });
     }
-    // Ends a session without a word to either side; returns the other one.
+    // Closes a session without notifying either side. Returns the session id of the other side.
     int Break(int sessionId)
     {
         const int other = Other(sessionId);

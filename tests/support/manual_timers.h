@@ -1,5 +1,6 @@
-// ManualTimers: timers and a clock that stand still until the test moves them. Work that falls due runs on the thread
-// that advances, in the order of due times, whatever its pool. Any thread may arm and cancel.
+// ManualTimers: timers and a clock that stand still until the test advances them. Work that becomes due runs on the
+// thread that calls Advance(), in the order of due times, whichever pool it was meant for. Any thread may arm and
+// cancel.
 #pragma once
 
 #include <algorithm>
@@ -26,7 +27,7 @@ public:
                         std::chrono::duration_cast<WallTime::duration>(now_.time_since_epoch()));
     }
 
-    // Moves the time on, and stops at each due time on the way to run what is due then.
+    // Advances the clock. Stops at each due time on the way and runs the work that is due.
     void Advance(std::chrono::microseconds by) EXCLUDES(mutex_)
     {
         MutexLock lock(mutex_);

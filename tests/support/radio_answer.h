@@ -1,5 +1,5 @@
-// RadioAnswer: keeps the answer of one radio query: whether it is on and the error code, from which thread it came and
-// how often. Any thread.
+// RadioAnswer: records the answer to one radio query: the radio's state and the error code, the thread of the callback
+// and the number of callbacks. Any thread.
 #pragma once
 
 #include <atomic>

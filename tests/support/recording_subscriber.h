@@ -1,4 +1,4 @@
-// RecordingSubscriber: a trail of the common events it gets, each as "action type code". Any thread.
+// RecordingSubscriber: records the common events that it receives in a trail, each as "action type code". Any thread.
 #pragma once
 
 #include <atomic>
@@ -36,7 +36,7 @@ public:
         held_.wait(true);
     }
 
-    // While held, OnReceiveEvent does not return.
+    // While held is true, OnReceiveEvent blocks.
     void Hold(bool held)
     {
         held_ = held;

@@ -1,4 +1,4 @@
-// ResponseFrame: a peer's answer to a start-hotspot request as it travels: type 4, length (little-endian), JSON text.
+// ResponseFrame: encodes a peer's answer to a start-hotspot request: type 4, length (little-endian), JSON text.
 #pragma once
 
 #include <cstdint>
@@ -6,7 +6,7 @@
 
 namespace Vexo::Tests {
 
-// declared: what the header says instead of the text's length.
+// declared: the length in the header. If negative, the length of the text.
 inline std::string ResponseFrame(const std::string& json, int64_t declared = -1)
 {
     const auto length = static_cast<uint32_t>(declared >= 0 ? declared : static_cast<int64_t>(json.size()));

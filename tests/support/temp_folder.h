@@ -1,4 +1,4 @@
-// TempFolder: a fresh folder (mode 0700) that is removed with everything in it when the object goes.
+// TempFolder: creates an empty folder (mode 0700). The destructor removes the folder and its content.
 #pragma once
 
 #include <cstdlib>

@@ -1,6 +1,6 @@
-// What tests of threads wait with: a gate that holds tasks, and a trail of what has happened so far, which fakes and
-// listeners keep too; and the threads on which a fake calls back. Any thread. What adds to a trail does so last, so
-// that the trail may go once all has been seen.
+// Helpers for tests with threads: Gate blocks tasks until it is opened, Trail records values in order and waits for
+// them, and CallbackThreads runs the callbacks of a fake. Any thread. Code that adds a value to a trail does nothing
+// after that, so that a test may destroy the trail once all values have arrived.
 #pragma once
 
 #include <condition_variable>
@@ -15,7 +15,8 @@
 
 namespace Vexo::Tests {
 
-// Holds whoever goes its way until it is opened, at the latest by its destructor. A way outlives its gate.
+// Way() returns a function that blocks until the gate is opened, at the latest by its destructor. That function may
+// outlive the gate.
 class Gate {
 public:
     Gate() = default;
@@ -38,8 +39,8 @@ private:
     std::once_flag once_;
 };
 
-// Runs each callback on a thread of its own; the destructor waits for them. A callback that may hold the last reference
-// to the owner is joined before.
+// Runs each callback on a thread of its own. The destructor waits for all of them. Call Join() first where a callback
+// may hold the last reference to the owner: no thread can join itself.
 class CallbackThreads {
 public:
     void Run(const std::function<void()>& callback)
@@ -70,14 +71,14 @@ public:
         values_.push_back(std::move(value));
         added_.notify_all();
     }
-    // Blocks until count values are there, or the limit has passed; what is there then.
+    // Blocks until count values have been added or the time limit has passed. Returns all values so far.
     std::vector<T> WaitFor(size_t count)
     {
         std::unique_lock lock(mutex_);
         added_.wait_for(lock, WAIT_LIMIT, [&] { return values_.size() >= count; });
         return values_;
     }
-    // The values since the last Take.
+    // Returns and removes all values.
     std::vector<T> Take()
     {
         const std::lock_guard lock(mutex_);

@@ -1,5 +1,6 @@
-// DnsSdWorld: two machines, a and b, on one wire: each a network namespace with a bus, the real avahi-daemon and
-// devices (dns_sd_side.cpp). Needs root, or a kernel that lets users make namespaces. Everything ends with it.
+// DnsSdWorld: two machines, a and b, on one wire. Each machine is a network namespace with its own D-Bus bus, the real
+// avahi-daemon and the devices under test (dns_sd_side.cpp). Needs root, or a kernel that lets unprivileged users
+// create namespaces. The destructor stops all processes.
 #pragma once
 
 #include <fcntl.h>
@@ -27,13 +28,14 @@ public:
     using Words = std::vector<std::string>;
     static constexpr std::chrono::seconds START_LIMIT{10};
 
-    // Why there is no such world here; empty when there is one.
+    // Starts both machines. Returns an empty text, or the reason why this system cannot run them.
     std::string Start()
     {
         std::ofstream(File("bus.conf"))
             << "<busconfig><type>session</type><listen>unix:tmpdir=/tmp</listen><policy context=\"default\">"
             << R"(<allow send_destination="*"/><allow receive_sender="*"/><allow own="*"/></policy></busconfig>)";
-        // avahi-daemon wants its folder to be its user's, which does not exist where root is the only user.
+        // avahi-daemon requires that the user avahi owns its folder. The namespace may have user 0 only, so avahi gets
+        // the ids 0 in copies of passwd and group.
         const std::string hold =
             "mount -t tmpfs tmpfs /run && for f in passwd group; do"
             " sed -E 's/^(avahi:x):[0-9]+(:[0-9]+)?/\\1:0\\2/; s/^(avahi:x:0):[0-9]+/\\1:0/' /etc/$f >/run/$f &&"
@@ -64,9 +66,9 @@ public:
         return {};
     }
 
-    // Of the machine's bus.
+    // Returns the D-Bus address of the machine's bus.
     std::string Address(const std::string& machine) const { return "unix:path=" + File(machine + ".bus"); }
-    // Runs shell words on a machine to their end.
+    // Runs a shell command on a machine and waits for its end. Fails the test if the command fails.
     void In(const std::string& machine, const std::string& words)
     {
         EndToEnd::Process process(With(Enter(machine), {"/bin/sh", "-c", words}), File("shell.log"));
@@ -95,7 +97,8 @@ public:
         Begin(machine, "monitor", {"/usr/bin/busctl", "--address=" + Address(machine), "--json=short", "monitor"});
         EXPECT_TRUE(EndToEnd::Eventually([&] { return Output("monitor").starts_with("Monitoring"); }));
     }
-    // Of the entry groups that the monitor saw: how many were established at least, after the first was.
+    // Returns the smallest number of established entry groups that remained after a group was freed, as the monitor
+    // saw; SIZE_MAX if none was freed.
     size_t FewestGroups() const
     {
         std::set<std::string> groups;
@@ -114,7 +117,7 @@ public:
         }
         return fewest;
     }
-    // A device of that name on a machine.
+    // Starts a device (dns_sd_side) with that name on a machine.
     void StartSide(const std::string& machine, const std::string& name, const std::string& listening,
                    const std::string& token)
     {
@@ -130,7 +133,7 @@ public:
     int Wait(const std::string& name) { return processes_.at(name)->Wait(); }
     std::string Output(const std::string& name) const { return EndToEnd::ReadText(File(name + ".log")); }
 
-    // What a side knows now: the rest of the line by name.
+    // Returns the announcements that the device knows now: from name to the rest of its "heard" line.
     std::map<std::string, std::string> Known(const std::string& name) const
     {
         std::map<std::string, std::string> known;
@@ -148,7 +151,7 @@ public:
         }
         return known;
     }
-    // Waits until exactly these announcements ("TOKEN ADDRESS", sorted) are known, and gives the time that took.
+    // Waits until the device knows exactly these announcements ("TOKEN ADDRESS", sorted). Returns how long that took.
     std::chrono::milliseconds AwaitKnown(const std::string& name, const std::vector<std::string>& wanted) const
     {
         const auto begin = std::chrono::steady_clock::now();

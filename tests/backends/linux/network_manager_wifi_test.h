@@ -1,5 +1,5 @@
-// NetworkManagerWifiTest: the Wi-Fi of a phone and a laptop over a NetworkManager each (wifi_world.h), and what its
-// tests do there.
+// NetworkManagerWifiTest: a fixture with the Wi-Fi of a phone and of a laptop, each over its own NetworkManager
+// (wifi_world.h), and the steps that its tests share.
 #pragma once
 
 #include <algorithm>
@@ -44,7 +44,7 @@ protected:
     {
         return "\"active\": [" + (uuid.empty() ? "" : "\"" + uuid + "\"") + "]";
     }
-    // The user's network at home, which the radio is in.
+    // Connects the radio to the user's home network.
     void BeAtHome(PrivateMachine& machine)
     {
         Linux::AccessPoint open;
@@ -86,8 +86,8 @@ protected:
     {
         Do(machine, R"({"do": "lose", "method": ")" + method + R"(", "count": )" + std::to_string(count) + "}");
     }
-    // Soon NetworkManager has this profile of the user, or none, is in that one or in none, and nothing is noted that
-    // would have to be taken back.
+    // Waits until NetworkManager has only this profile of the user (empty: none), only this one is active (empty:
+    // none), and no recorded change is left to undo.
     void ExpectAsBefore(WifiMachine& daemon, const std::string& profile, const std::string& active)
     {
         PrivateMachine& machine = &daemon == &phone_ ? air_.Phone() : air_.Laptop();

@@ -1,6 +1,6 @@
-// PrivateMachine: a bus of a test's own, on which it starts and ends the daemons that a Linux machine would run: the
-// real ModemManager with scripted modems, and mocks of the others. Programs of a test see this bus as the system's and
-// the session's, so there is one such machine in a test program at a time. Everything ends with it.
+// PrivateMachine: a D-Bus bus for one test, on which the test starts and stops the daemons of a Linux machine: the real
+// ModemManager with scripted modems, and mocks of the others. Programs that the test starts see the bus of the machine
+// created last, as system bus and as session bus. The destructor stops everything.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -35,9 +35,9 @@ public:
 
     std::string Address() const { return "unix:path=" + (folder_.Path() / "bus").string(); }
     const std::filesystem::path& Folder() const { return folder_.Path(); }
-    // A connection of the test's own.
+    // Returns the test's own connection to the bus.
     Linux::Bus& Bus() { return *bus_; }
-    // A call that must succeed, whatever it returns.
+    // Calls a method, which must succeed, and ignores what it returns.
     void Call(const Linux::BusObject& object, const std::string& method, const auto&... arguments)
     {
         const Result<void> called = bus_->Call(object, method, Linux::BUS_CALL_LIMIT, arguments...);
@@ -48,11 +48,11 @@ public:
     {
         Start("bus", {"/usr/bin/dbus-daemon", "--nofork", "--nosyslog", "--print-address",
                       "--config-file=" + (folder_.Path() / "bus.conf").string()});
-        // It prints its address once it listens there.
+        // dbus-daemon prints its address once it listens.
         EXPECT_TRUE(EndToEnd::Eventually([&] { return Output("bus").find('\n') != std::string::npos; }))
             << Output("bus");
     }
-    // dbusmock's stand-in; returns when it answers for the service.
+    // Starts a template of python-dbusmock. Returns once the mock owns the service name.
     void StartMock(const std::string& name, const std::string& service)
     {
         Start(name, {"/usr/bin/python3", "-m", "dbusmock", "--template", name});
@@ -64,7 +64,7 @@ public:
                                "--test-enable", "--debug"});
         AwaitService("org.freedesktop.ModemManager1", "ModemManager");
     }
-    // Gives ModemManager a modem whose SIM says that ("READY", "SIM PIN") when asked whether it is locked.
+    // Adds a modem to ModemManager. sim: what the SIM answers when asked whether it is locked ("READY", "SIM PIN").
     void AddModem(const std::string& name, const std::string& sim)
     {
         const std::string socket = "abstract:distnet-" + std::to_string(getpid()) + "-" + name;
@@ -82,7 +82,7 @@ public:
     }
     std::string Output(const std::string& name) { return processes_.at(name)->Output(); }
 
-    // Starts a program whose output is Output(name); returns at once.
+    // Starts a program, whose output Output(name) then returns. Does not block.
     void Start(const std::string& name, const std::vector<std::string>& command)
     {
         processes_[name] = std::make_unique<EndToEnd::Process>(command, folder_.Path() / (name + ".log"));

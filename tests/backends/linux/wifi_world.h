@@ -1,5 +1,5 @@
-// WifiWorld's parts over NetworkManager: machines whose Wi-Fi is under test, on the buses of fake_network_manager.py.
-// Built for the tests of the Linux backend; scripts/radio-lab has the real NetworkManager.
+// Machines whose Wi-Fi is under test, each on a bus of the fake NetworkManager (fake_network_manager.py). Compiled only
+// into the tests of the Linux backend. scripts/radio-lab tests with the real NetworkManager.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -20,7 +20,7 @@
 
 namespace Vexo::Tests {
 
-// One machine of the air, as its daemon sees it.
+// The Wi-Fi of one machine, as the machine's daemon sees it.
 class WifiMachine {
 public:
     WifiMachine(std::string address, const std::string& name) : address_(std::move(address))
@@ -33,7 +33,7 @@ public:
         options_.hotspot.listStations = [this](const std::string&) -> Result<std::vector<Wifi::ShareStation>> {
             return std::vector<Wifi::ShareStation>(stations, {"02:00:5e:10:00:09", 2000, 1000});
         };
-        options_.station.searchLimit = std::chrono::seconds(3);  // longer than a busy machine takes for a call
+        options_.station.searchLimit = std::chrono::seconds(3);  // longer than a call takes on a busy machine
         options_.station.lookAgain = std::chrono::milliseconds(50);
     }
     ~WifiMachine() { End(); }
@@ -41,7 +41,7 @@ public:
     Linux::WifiOptions& Options() { return options_; }
     const std::filesystem::path& Folder() const { return folder_.Path(); }
 
-    // Returns when it was said whether there is a hotspot.
+    // Returns once the daemon has reported whether a hotspot is available.
     void Start()
     {
         Note(hotspot_, {});
@@ -79,7 +79,7 @@ public:
         return config;
     }
 
-    std::atomic<size_t> stations{0};  // of its hotspot
+    std::atomic<size_t> stations{0};  // connected to its hotspot
 
 private:
     void Note(Linux::Presence& known, const Linux::Presence& now)
@@ -114,7 +114,7 @@ private:
     std::unique_ptr<Linux::NetworkManagerWifi> wifi_;
 };
 
-// A NetworkManager each for a phone and a laptop, and how a user stores a profile there.
+// The fake NetworkManager on the bus of a phone and on that of a laptop; their radios are within range of each other.
 class Air {
 public:
     static constexpr const char* USERS_HOTSPOT = "11111111-1111-4111-8111-111111111111";
@@ -131,7 +131,7 @@ public:
     PrivateMachine& Phone() { return phone_; }
     PrivateMachine& Laptop() { return laptop_; }
 
-    // A command of fake_network_manager.py, whose answer is JSON.
+    // Sends a command to fake_network_manager.py. Returns its answer as JSON.
     static Result<std::string> Do(PrivateMachine& machine, const std::string& command)
     {
         return machine.Bus().Call<std::string>({"test.Control", "/test", "test.Control"}, "Do", Linux::BUS_CALL_LIMIT,
@@ -143,7 +143,8 @@ public:
         return state ? state.value() : state.error().message;
     }
 
-    // Stores the profile as a user would, or changes the one of that UUID; returns its path.
+    // Stores the profile as a user would, or updates the profile with the same UUID. isUsers false: the profile keeps
+    // its mark of this service. Returns its D-Bus path.
     static std::string StoreProfile(Linux::Bus& bus, Linux::SettingsMap settings, bool isUsers = true)
     {
         if (isUsers) {

@@ -1,5 +1,5 @@
-// SimulatedWorld: devices with a registry and a state folder each, in one air. Built for the tests of the simulated
-// backend.
+// TestDevice: a simulated device with its own ability registry and state folder. Devices of one world share an air
+// folder, in which their simulated radios find each other. Compiled only into the tests of the simulated backend.
 #pragma once
 
 #include <memory>
@@ -16,7 +16,7 @@ namespace Vexo::Tests {
 
 class TestDevice {
 public:
-    // assignments: what the state file says before the device starts, as for `sim set`.
+    // assignments: KEY=VALUE, as for `sim set`, written to the state file before the device starts.
     TestDevice(const std::filesystem::path& world, const std::string& name, const std::string& networkId,
                const std::vector<std::string>& assignments = {})
     {
@@ -78,7 +78,7 @@ public:
     Network::NetworkMonitor& Network() { return device_->Network(); }
     const Simulated::SimulatedDeviceOptions& Options() const { return options_; }
 
-    // What another device sees of the air.
+    // Returns the hotspots that another device finds in the air folder.
     std::vector<Simulated::AirRecord> Air() const { return Simulated::Air(options_.airDir, "observer").Look(); }
 
 private:

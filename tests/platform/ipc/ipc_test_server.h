@@ -1,5 +1,5 @@
-// IpcTestServer: an IPC server in a temporary folder whose dispatcher is the test's, and raw sockets to it. A client of
-// the test is this process, so the identity that requests see is this process's own.
+// IpcTestServer: an IPC server in a temporary folder with a dispatcher that the test sets, and raw client sockets. The
+// clients run in this process, so requests carry this process's own identity.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -26,7 +26,7 @@ using Tests::WAIT_LIMIT;
 inline constexpr uint32_t TEST_ABILITY = 42;
 inline constexpr uint32_t TEST_TOKEN = 7;
 
-// A datagram: the header and, as its parcel, one integer.
+// Returns a request datagram: the header and a parcel with one integer.
 inline std::vector<uint8_t> RequestOf(int32_t value, uint32_t code = 1)
 {
     MessageParcel parcel;
@@ -44,7 +44,7 @@ inline bool SendRaw(const UniqueFd& socket, const std::vector<uint8_t>& bytes)
 
 struct RawReply {
     int32_t status = -1;  // -1: no reply came
-    int32_t value = -1;   // when the reply carries an integer
+    int32_t value = -1;   // if the reply carries an integer
 };
 
 inline RawReply ReceiveRaw(const UniqueFd& socket)
@@ -74,7 +74,7 @@ protected:
         };
         server_ = std::move(IpcServer::Start(options_, identify, std::move(dispatch)).value());
     }
-    // Replies with the integer that it was sent.
+    // Replies with the integer that the request carries.
     static int32_t Echo(MessageParcel& data, MessageParcel& reply)
     {
         int32_t value = 0;
@@ -84,7 +84,7 @@ protected:
     {
         Serve([](const IpcHeader&, MessageParcel& data, MessageParcel& reply) { return Echo(data, reply); });
     }
-    // Request 1 waits until Release; the others are answered at once.
+    // Request 1 blocks until Release(); the other requests are answered at once.
     void ServeGate()
     {
         Serve([this](const IpcHeader& request, MessageParcel&, MessageParcel&) {
@@ -108,7 +108,7 @@ protected:
         SetReceiveLimit(socket.value().Get(), WAIT_LIMIT);
         return std::move(socket.value());
     }
-    // A new client that has sent one request.
+    // Connects a new client and sends one request.
     UniqueFd Send(uint32_t code = 1) const
     {
         UniqueFd socket = ConnectRaw();
@@ -128,7 +128,7 @@ protected:
     IpcServerOptions options_;
     MessageParcel data_;
     MessageParcel reply_;
-    std::unique_ptr<IpcServer> server_;  // last: stopped before what its dispatcher uses goes
+    std::unique_ptr<IpcServer> server_;  // last: stopped before the members that its dispatcher uses are destroyed
 };
 
 }  // namespace Vexo::Ipc

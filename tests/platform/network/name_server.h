@@ -1,5 +1,5 @@
-// NameServer: a DNS server on the loopback interface, and the answers that it gives to the query for the root's name
-// servers.
+// NameServer: a DNS server on the loopback interface, and functions that build its answers to the query for the root
+// name servers.
 #pragma once
 
 #include <arpa/inet.h>
@@ -33,7 +33,8 @@ inline Bytes Answer(const std::vector<Bytes>& records, uint8_t code = 0)
     return answer;
 }
 
-// A name server on the loopback interface that answers each query with the next of the given datagrams, and no more.
+// A name server on the loopback interface. Answers each query with the next of the given datagrams, and answers nothing
+// after the last one.
 class NameServer {
 public:
     explicit NameServer(std::vector<Bytes> answers) : answers_(std::move(answers))
@@ -66,7 +67,7 @@ private:
                 return;
             }
             std::copy_n(query.begin(), std::min<size_t>(2, answer.size()), answer.begin());
-            // A datagram of somebody else comes first.
+            // An unrelated datagram arrives first.
             for (const Bytes& datagram : {Bytes{1, 2, 3}, answer}) {
                 EXPECT_GT(::sendto(socket_.Get(), datagram.data(), datagram.size(), 0,
                                    reinterpret_cast<const sockaddr*>(&from), size),

@@ -1,5 +1,5 @@
-// Devices for soft bus tests: soft buses over loopback, and a recorder of what the callbacks of a session server say.
-// Bare: a peer that speaks TLS and frames by hand, to do what a good one never would.
+// Fixtures for soft bus tests: soft buses over loopback, and a recorder of the callbacks of a session server. Bare: a
+// client that builds TLS messages and frames by hand, to send what a real device never sends.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -45,15 +45,16 @@ struct Event {
 
 class Recorder : public Vexo::Tests::Trail<Event> {
 public:
-    // Adds it, and does what OnEvent says.
+    // Records the event, then runs the action that OnEvent() has set.
     void Record(const Event& event) EXCLUDES(mutex_);
-    // Waits until such an event came, of any session if id is 0, and returns the first; fails the test at the limit.
+    // Blocks until an event of this kind occurred in this session (0: in any session), and returns the first one. Fails
+    // the test after the time limit.
     Event WaitFor(Kind kind, int id = 0);
     size_t Count(Kind kind, int id);
     std::vector<Event> All() { return Trail::WaitFor(0); }
-    // What a callback does besides being recorded.
+    // Sets the action to run for each event of this kind. Replaces the previous action.
     void OnEvent(Kind kind, const std::function<void(const Event&)>& act) EXCLUDES(mutex_);
-    // Forgets the events and what to do.
+    // Removes all events and the action.
     void Clear() EXCLUDES(mutex_);
 
 private:
@@ -61,7 +62,7 @@ private:
     std::function<void(const Event&)> hook_ GUARDED_BY(mutex_);
 };
 
-// The callbacks carry no context, so each device of a test has its own functions.
+// Session callbacks carry no context pointer, so each device of a test has its own functions.
 template <int Slot>
 struct Listener {
     static Recorder& Events()
@@ -88,36 +89,36 @@ struct Listener {
 sptr<SoftBusServer> StartBus(const Trust::Identity& identity, const std::string& name,
                              std::vector<std::string> peers = {}, SoftBusOptions options = {});
 bool SeesOnline(const sptr<SoftBusServer>& bus, const std::string& networkId);
-// Waits until each sees the other.
+// Blocks until each device sees the other online. Returns false after the time limit.
 bool Meet(const sptr<SoftBusServer>& one, const sptr<SoftBusServer>& other);
 
-// How a pair of devices reach each other: over TCP, unless a derived class says otherwise.
+// How the two devices of a pair reach each other: over TCP, unless a derived class overrides it.
 class SessionWorld {
 public:
     enum Side : size_t { LAPTOP, PHONE };
 
     explicit SessionWorld(LinkType type = LINK_TYPE_WIFI_5G, size_t opens = 50) : linkType(type), opensAtOnce(opens) {}
     virtual ~SessionWorld() = default;
-    // What the device of that side is started with, to reach its peer.
+    // Returns the soft bus options that the device on that side needs to reach its peer.
     virtual SoftBusOptions OptionsOf(Side /*side*/, const Trust::Identity& /*peer*/) { return {}; }
 
-    // Over that transport and, for the addresses of the peer, a channel of it.
+    // Returns options with this transport, and with a channel that announces the peer at these addresses.
     static SoftBusOptions Over(TransportFactory transport, const std::string& name, const Trust::Identity& peer,
                                std::function<std::vector<std::string>()> addresses);
 
     const LinkType linkType;
-    const size_t opensAtOnce;  // how many may be opening before the transport refuses one
+    const size_t opensAtOnce;  // more opens at a time than this may be refused by the transport
 };
 
-// Two devices that know each other, both serving NAME.
+// Two devices that know each other; each has a session server called NAME.
 class PairTest : public testing::Test {
 protected:
     explicit PairTest(std::unique_ptr<SessionWorld> way = std::make_unique<SessionWorld>()) : world(std::move(way)) {}
     void SetUp() override;
     void TearDown() override;
-    // Opens from laptop to phone a session of the server of that name, and returns its id at the laptop.
+    // Opens a session from laptop to phone, to the server with that name. Returns its id on the laptop.
     int Open(const std::string& name = NAME);
-    // Opens one; both ids once both have their opened callback.
+    // Opens a session and waits for the opened callback on both sides. Returns the ids on laptop and phone.
     std::pair<int, int> OpenPair();
 
     Trust::Tests::Devices account;
@@ -130,42 +131,42 @@ protected:
     Recorder& atPhone = Listener<1>::Events();
 };
 
-// A TCP and TLS client that blocks, for what a real device would not do.
+// A blocking TCP and TLS client, for actions that a real device would not perform.
 class Bare {
 public:
     Bare(const std::string& address, const Trust::Identity& identity);
-    // The joiner's side of an enrolment by ticket.
+    // Connects as the joiner of an enrolment by ticket.
     Bare(const std::string& address, const Trust::Ticket& ticket);
-    // The holder's side, on a connection that was accepted. The challenge and the handshake are made here.
+    // Acts as the holder of an enrolment, on an accepted connection: sends the challenge and completes the handshake.
     Bare(UniqueFd accepted, const Trust::Ticket& ticket);
 
     void TrustAnyServer() { SSL_set_verify(ssl_.get(), SSL_VERIFY_NONE, nullptr); }
-    // The 16 bytes that the server sends first; shorter when it sent none.
+    // Reads the 16 bytes that the server sends first. Returns fewer bytes if the server closes the connection.
     std::string ReadChallenge();
     bool WriteRaw(std::string_view bytes);
-    // The first TLS message, made but not sent.
+    // Creates the first TLS message without sending it.
     std::string FirstMessage();
-    // Offers the ticket that another one got, which must live on.
+    // Offers the TLS session ticket that other has received. other must outlive this object.
     void UseTicketOf(const Bare& other);
     bool IsResumed() const { return SSL_session_reused(ssl_.get()) == 1; }
-    // Reads the challenge, proves, and shakes hands.
+    // Reads the challenge, sends the proof of the account and completes the TLS handshake.
     bool Handshake();
-    // After the handshake: HELLO both ways.
+    // Exchanges HELLO frames. Call after Handshake().
     bool Greet();
     bool Write(const std::string& bytes);
     bool WriteFrame(FrameKind kind, const std::string& payload)
     {
         return Write(EncodeHeader(kind, payload.size()) + payload);
     }
-    // The next frame, PINGs included; false at the end of the connection.
+    // Reads the next frame, PINGs included. Returns false at the end of the connection.
     bool ReadFrame(Frame& frame);
-    // Reads to the end; false when the connection is still open after 8 s.
+    // Reads until the connection ends. Returns false if it is still open after 8 s.
     bool WaitForEnd();
-    // Whether the other side's kernel has all that was written (tcp(7), SIOCOUTQ).
+    // Returns whether the other side's kernel has received all written bytes (tcp(7), SIOCOUTQ).
     bool AllArrived() const;
-    // The secret of this TLS connection under a label.
+    // Returns the secret that this TLS connection exports for a label.
     Trust::SecretBytes ExportSecret(const std::string& label) const;
-    // Ends the connection without a word of TLS.
+    // Closes the socket without a TLS close message.
     void Crash() { socket_.Reset(); }
 
 private:

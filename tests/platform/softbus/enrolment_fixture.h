@@ -1,5 +1,5 @@
-// What the tests of enrolment by ticket share: a holder's soft bus, joiners that are made of it or by hand, and a
-// socket on which the test is the holder.
+// EnrolmentTest: a fixture with the soft bus of a holder (the device that admits others) and joiners, which are real
+// (JoinAttempt) or written by hand (Bare). BareHolder: a listening socket on which the test acts as the holder.
 #pragma once
 
 #include <arpa/inet.h>
@@ -26,7 +26,7 @@ using Vexo::Tests::Gate;
 inline constexpr uint16_t PHONE_TYPE = 0x0E;
 inline constexpr const char* NUMBER_LABEL = "EXPORTER-distnet join";
 
-// A listening socket on which the test is the holder.
+// A listening socket on which the test acts as the holder.
 class BareHolder {
 public:
     BareHolder()
@@ -49,7 +49,7 @@ private:
     std::string address_;
 };
 
-// The next frame that is no PING; its kind is PING at the end of the connection.
+// Returns the next frame that is not a PING. At the end of the connection, returns a frame of kind PING.
 Frame NextFrame(Bare& peer)
 {
     Frame frame;
@@ -72,7 +72,7 @@ protected:
         }
     }
 
-    // Starts the holder, and opens an invitation.
+    // Starts the holder's soft bus, unless it runs, and opens an invitation.
     void Invite(SoftBusOptions busOptions = {}, InvitationOptions options = {})
     {
         if (!bus) {
@@ -127,14 +127,15 @@ protected:
         EXPECT_TRUE(answered) << answered.error().message;
     }
 
-    // What a joiner by hand would send.
+    // Returns the join request of a joiner by hand.
     std::string RequestOf(const std::string& device, WallTime clock = Clock::System().WallNow())
     {
         const std::string pem = Trust::MakeRequest(devices.Folder(device), device).value();
         return EncodeJoinRequest({std::string(Trust::JOIN_NONCE_BYTES, 'j'), PHONE_TYPE, MillisecondsOf(clock),
                                   Trust::RequestToDer(pem).value()});
     }
-    // Joins by hand up to the answer to the request, or to the commitment if that is one.
+    // Sends commitment and request of a joiner by hand. Returns the answer to the request, or to the commitment if the
+    // holder answers that with a refusal.
     static JoinAnswer AnswerTo(Bare& joiner, const std::string& request)
     {
         EXPECT_TRUE(joiner.WriteFrame(FrameKind::JOIN_COMMIT, Trust::JoinCommitment(request)));
@@ -155,7 +156,7 @@ protected:
 
     Trust::Tests::Devices devices;
     const Trust::Identity laptop = devices.Enrol("laptop");
-    Vexo::Tests::ManualTimers timers;  // of the tests that give them to the holder
+    Vexo::Tests::ManualTimers timers;  // used by the tests that pass them to the holder
     sptr<SoftBusServer> bus;
     std::shared_ptr<Invitation> invitation;
     std::vector<std::shared_ptr<JoinAttempt>> attempts;

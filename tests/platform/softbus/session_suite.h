@@ -1,5 +1,5 @@
-// The suite of sessions between two devices: opening, bytes, closing, and what the contracts say of their callbacks. A
-// test of a transport includes this header and instantiates SessionSuite with a function that makes its SessionWorld.
+// Test suite of sessions between two devices: opening, bytes, closing, and the contract of the callbacks. The test of a
+// transport includes this header and instantiates SessionSuite with a function that creates its SessionWorld.
 #pragma once
 
 #include <algorithm>
@@ -133,7 +133,7 @@ TEST_P(SessionSuite, SlowPeerFillsTheQueueAndLosesNothing)
         while ((result = Send(laptop, ids.first, megabyte)) == SOFTBUS_OK) {
             ++accepted;
         }
-        // Full for good only when the pause at the other end has reached this one.
+        // The queue stays full only once the peer's pause has reached this side.
         return result == SOFTBUS_QUEUE_FULL && accepted >= 16;
     }));
     EXPECT_LT(accepted, 64u) << "the other end must stop reading";

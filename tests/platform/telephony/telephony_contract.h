@@ -1,5 +1,5 @@
-// The contract of ICoreService and ICellularData: what every backend's modems promise. A backend's test derives from
-// TelephonyWorld and hands its world to ExpectTelephonyContract.
+// The contract of ICoreService and ICellularData, which every backend's modems keep. A backend's test derives from
+// TelephonyWorld and passes its world to ExpectTelephonyContract.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -18,11 +18,11 @@ public:
     virtual ~TelephonyWorld() = default;
     virtual sptr<Telephony::ICoreService> Core() = 0;
     virtual sptr<Telephony::ICellularData> Data() = 0;
-    // Of slot 0. Returns when it is so.
+    // Affects SIM slot 0. Blocks until the radio has that state.
     virtual void SetRadio(bool isOn) = 0;
 };
 
-// Each slot and the radio are answered for, the radio once and from another thread.
+// Expects an answer for each slot, and exactly one answer to a radio query, on another thread.
 inline void ExpectTelephonyContract(TelephonyWorld& world)
 {
     const auto core = world.Core();

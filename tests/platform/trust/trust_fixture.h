@@ -1,4 +1,5 @@
-// Devices for the tests of trust: folders in a temporary one, enrolled as the product does it, with keys made anew.
+// Devices for the tests of trust: folders inside a temporary folder, enrolled by the product's own functions, with new
+// keys in each test.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -19,7 +20,7 @@
 
 namespace Vexo::Trust::Tests {
 
-// The bytes first, first + 1, and so on.
+// Returns a key whose bytes count up from first.
 inline LinkKey CountingKey(uint32_t number, uint8_t first)
 {
     LinkKey key{number};
@@ -27,14 +28,14 @@ inline LinkKey CountingKey(uint32_t number, uint8_t first)
     return key;
 }
 
-// A clock that shows one date.
+// A clock that always shows the date that the test has set.
 struct Calendar : Clock {
     SteadyTime Now() const override { return {}; }
     WallTime WallNow() const override { return date; }
     WallTime date;
 };
 
-// The same certificate signed anew, with a validity that ends at notAfter.
+// Returns a copy of the certificate, signed again, whose validity ends at notAfter.
 inline Certificate EndingAt(X509* certificate, EVP_PKEY* accountKey, std::time_t notAfter)
 {
     Certificate changed(X509_dup(certificate));
@@ -51,20 +52,20 @@ public:
         const auto created = CreateAccount(Folder(device), account, device);
         ASSERT_TRUE(created) << created.error().message;
     }
-    // What holder answers to device's request.
+    // Returns the answer of holder to a join request of device.
     std::string Answer(const std::string& device, const std::string& holder,
                        std::chrono::hours validity = DEVICE_VALIDITY) const
     {
         return Admit(Folder(holder), MakeRequest(Folder(device), device).value(), {.validity = validity}).value();
     }
-    // As a version without states enrolled it.
+    // Removes the account's state, as if a version without states had enrolled the device.
     void ForgetState(const std::string& device) const
     {
         std::filesystem::remove(Folder(device) / STATE_FILE);
         std::filesystem::remove(Folder(device) / STATE_NUMBER_FILE);
     }
     Identity Load(const std::string& device) const { return std::move(LoadIdentity(Folder(device)).value()); }
-    // A new device's identity: the first one makes the account and admits the others.
+    // Enrols a new device and returns its identity. The first device creates the account and admits the others.
     Identity Enrol(const std::string& device)
     {
         if (first_.empty()) {

@@ -1,5 +1,5 @@
-// The contract suite of WifiHotspot and WifiDevice: what every backend's radios promise together. A backend's test
-// derives from WifiWorld, includes this header and instantiates WifiContract with a function that makes its world.
+// The contract suite of WifiHotspot and WifiDevice, which every backend's radios keep. A backend's test derives from
+// WifiWorld, includes this header and instantiates WifiContract with a function that creates its world.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -21,22 +21,22 @@ namespace Vexo::Tests {
 
 enum class Security { OPEN, WPA2, WPA3 };
 
-// A world's object as its users hold it.
+// Wraps an object of a world in the shared_ptr that callers of the interface have.
 template <typename T, typename U>
 std::shared_ptr<T> Shared(const sptr<U>& object)
 {
     return {object.GetRefPtr(), [object](T*) {}};
 }
 
-// One device that is a hotspot and one that joins, in reach of each other.
+// One device with a hotspot and one that joins it, within radio range of each other.
 class WifiWorld {
 public:
     virtual ~WifiWorld() = default;
     virtual std::shared_ptr<Wifi::WifiHotspot> Hotspot() = 0;
     virtual std::shared_ptr<Wifi::WifiDevice> Station() = 0;
-    // Returns when the hotspot answers so and, if it is on, is seen so.
+    // Returns once the hotspot reports this configuration and, if it is on, the station sees it.
     virtual void SetHotspot(const std::string& ssid, const std::string& key, Security security) = 0;
-    // The station's connectivity events go to the subscriber.
+    // Subscribes to the connectivity events of the station's device.
     virtual void Subscribe(const std::shared_ptr<EventFwk::CommonEventSubscriber>& subscriber) = 0;
 };
 
@@ -58,7 +58,7 @@ protected:
         return {-1, ssid, "", key, keyMgmt};
     }
 
-    // Connects and waits for how it ends.
+    // Connects and waits for the result.
     Wifi::WifiLinkInfo Join(const Wifi::WifiDeviceConfig& config)
     {
         EXPECT_EQ(world_->Station()->ConnectToDevice(config), Wifi::WIFI_OK);
@@ -159,7 +159,7 @@ TEST_P(WifiContract, AnSsidOfAnyBytesIsKeptWhole)
         EXPECT_EQ(info.state, Wifi::WifiLinkState::CONNECTED) << info.reason;
         EXPECT_EQ(info.ssid, ssid);
     }
-    // What a NUL would leave of the network that is visible.
+    // "Cell" is what remains of the visible network's SSID if it is cut at its NUL byte.
     EXPECT_EQ(Join(Config("Cell", KEY, "")).state, Wifi::WifiLinkState::FAILED);
 }
 

@@ -1,4 +1,4 @@
-// LinkTest: the service's end of the link, on a soft bus and a Wi-Fi that a test controls.
+// LinkTest: a fixture for the service's side of the link, with a fake soft bus and a fake Wi-Fi.
 #pragma once
 
 #include <gmock/gmock.h>
@@ -13,13 +13,13 @@
 
 namespace Vexo::NetManagerStandard {
 
-inline constexpr int SESSION = 7;  // what FakeSoftBus answers
+inline constexpr int SESSION = 7;  // the session id that FakeSoftBus returns
 inline const std::string SEND = "send 7 ";
 inline const std::string CLOSE = "close 7";
 inline const std::string DROPPED = " hotspot answer dropped: no request waits for it, sessionId = ";
 inline const std::string REQUEST("\x03\x02\x00", 3);
 
-// A peer's success answer.
+// Returns the frame of a peer's success answer.
 inline std::string AnswerOf(const std::string& ssid)
 {
     return Tests::ResponseFrame(R"({"RES": 0, "SSID": ")" + ssid + R"("})");
