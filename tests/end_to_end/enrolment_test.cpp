@@ -1,4 +1,4 @@
-// Devices that are enrolled, or whose enrolment is mended, while their daemons run.
+// Devices that are enrolled, or whose damaged enrolment is repaired, while their daemons run.
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -32,11 +32,11 @@ TEST(EnrolmentTest, RunningDaemonsAreEnrolledFindEachOtherAndStart)
         EXPECT_EQ(CountOf(device->Log(), "Join one: distnetctl account join"), 1U) << device->Log();
         EXPECT_NE(device->Ctl({"doctor"}).output.find("1 problem\n"), std::string::npos);
     }
-    // The service of one of them is loaded before the abilities come.
+    // One of the devices loads the service before the abilities are registered.
     const auto client = laptop.Connect();
     uint32_t state = 0;
     ASSERT_TRUE(client->StartService(state).Succeeded());
-    fs::rename(phone.Identity(), phone.StateDir() / "old");  // and the other one gets a new key
+    fs::rename(phone.Identity(), phone.StateDir() / "old");  // the other device gets a new key
     world.Enrol(laptop);
     world.Enrol(phone);
     ASSERT_TRUE(Eventually([&] { return World::Found(laptop, phone); })) << laptop.Log() << phone.Log();
@@ -78,15 +78,15 @@ TEST(EnrolmentTest, DamagedEnrolmentIsNamedAndTakenOverOnceMended)
     for (const auto& row : rows) {
         row.damage();
         phone.Start();
-        fs::create_directory(phone.Identity() / "other");  // a change that mends nothing
+        fs::create_directory(phone.Identity() / "other");  // a change that repairs nothing
         EXPECT_EQ(phone.Status("account"), "");
         row.mend();
         EXPECT_TRUE(Eventually([&] { return phone.Status("account") == "home"; })) << phone.Log();
         EXPECT_EQ(CountOf(phone.Log(), row.said), 1U) << phone.Log();
         EXPECT_EQ(phone.Stop(), 0);
         fs::remove(phone.Identity() / "other");
-        // Stopped as soon as the link is up, while the daemon may still be registering the abilities that use it: it
-        // must withdraw its announcement.
+        // Stop the daemon as soon as the link is up, while it may still be registering the abilities that use the link.
+        // It must withdraw its announcement.
         row.damage();
         phone.Start();
         row.mend();

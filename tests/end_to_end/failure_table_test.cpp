@@ -1,5 +1,6 @@
-// The failure table: whatever goes wrong between devices, with what the caller gets, which events are written, which
-// lines the logs hold, and that the next request on the same daemons succeeds. One row is one case.
+// The failure table. Each row makes something go wrong between devices, and states the code that the caller gets, the
+// events that are written and the error lines of the logs. After each row, the next request on the same daemons must
+// succeed.
 
 #include <fnmatch.h>
 #include <gtest/gtest.h>
@@ -23,12 +24,12 @@ constexpr uint32_t START_NETWORK = 2;
 constexpr uint32_t REMOTE_INFO = 1001;
 constexpr size_t LARGEST_SENT_JSON = 46075;
 
-// ---- What comes of it. Texts are patterns of fnmatch(3)
+// ---- Expected outcomes. Texts are patterns of fnmatch(3)
 
 struct Outcome {
     int32_t code;
-    std::string events;  // the laptop's, all of them, one a line; @ is the peer's anonymised id
-    std::string laptop;  // its error lines, all of them, each followed by |
+    std::string events;  // all events of the laptop, one a line; @ is the peer's anonymised id
+    std::string laptop;  // all error lines of the laptop, each followed by |
     std::string phone = "";
 };
 
@@ -70,7 +71,7 @@ Outcome NotServed(const std::string& laptop, int type = -96, const std::string& 
             laptop + "SendStartHotspotMessage error|SoftBusStartDisNet error|"};
 }
 
-// Over a collaboration, where only a failure is an event.
+// For a start over a collaboration, which writes an event only when it fails.
 Outcome NotExchanged(int result, const std::string& laptop, const std::string& phone = "")
 {
     return {DISTNET_ERR_LINK, StartFails(-96, "request error"),
@@ -94,13 +95,13 @@ Outcome Faults(int type, const char* message, const char* laptop)
     return {0, ANSWERED + Event("NETMANAGER", "NET_REMOTE_DEVICE_INFO_FAULT", 1, Error(type, message)), laptop};
 }
 
-// ---- The check of a row
+// ---- The test of a row
 
 struct Row {
     const char* name;
     Act act;
     Outcome outcome;
-    const char* where = "";  // a simulated device, which starts with KEY=VALUE; "policy": the laptop's is; "product"
+    const char* where = "";  // a device: starts with KEY=VALUE of what; "policy": what is the laptop's; "product"
     const char* what = "";
 };
 
@@ -197,7 +198,7 @@ constexpr const char* NO_ANSWER = "faults.hotspot.enable.no_answer=true";
 constexpr const char* OTHER_ACCOUNT = "IsSameAccount verify failed.|";
 constexpr const char* UNSENT = "SendBytes fail, errorCode:-[1-9]|SendStartHotspotResponseMessage error: 1004500123|";
 constexpr const char* REFUSED = "info\\[res] not success";
-constexpr const char* MAYBE_STOPPED = "*";  // StopCollaboration fails when the peer has stopped it before
+constexpr const char* MAYBE_STOPPED = "*";  // StopCollaboration fails if the peer has stopped it first
 constexpr const char* WRONG_SIZE =
     "file over maxSize|invalid file path.|Cannot read json file to string.|Load device config failed.|";
 constexpr const char* NO_PERMISSION =

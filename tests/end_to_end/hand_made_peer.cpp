@@ -7,7 +7,7 @@ namespace Vexo::EndToEnd {
 
 namespace {
 
-// Stands for the service, so that it can be woken.
+// Takes the place of the service, so that other devices can wake it.
 class WakeOnly : public SystemAbility, public IPCObjectStub {
 public:
     WakeOnly() : SystemAbility(COMM_DISTRIBUTED_NET_ABILITY_ID, true) {}

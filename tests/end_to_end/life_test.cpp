@@ -1,5 +1,5 @@
-// The life of the service and of the daemon, through real processes: who keeps the service running, how it comes back,
-// and what refused callers, second daemons and signals meet.
+// The life of the service and of the daemon, with real processes: who keeps the service loaded, how it is loaded again,
+// and how the daemon treats refused callers, second daemons and signals.
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -53,7 +53,7 @@ TEST_F(LifeTest, SecondDaemonOfTheSameStateFolderIsRefused)
     EXPECT_NE(device_.Connect(), nullptr);
 }
 
-// Lines of events as the daemon's file has them.
+// Returns the event lines as they are in the daemon's file, without the schema member.
 std::string WithoutSchema(const std::string& lines)
 {
     return std::regex_replace(lines, std::regex("\"schema\":\"[a-z/0-9]*\","), "");
@@ -100,13 +100,13 @@ TEST(OpenRequestTest, TerminationEndsTheDaemonWithinItsLimitAndASecondOneAtOnce)
         auto told = std::chrono::steady_clock::now();
         laptop.Daemon().Signal(SIGTERM);
         if (isTwice) {
-            // The socket goes first: from then on a second signal cuts the end short.
+            // The daemon removes its socket first. From then on, a second signal ends it at once.
             ASSERT_TRUE(Eventually([&] { return !std::filesystem::exists(laptop.Socket()); }));
             told = std::chrono::steady_clock::now();
             laptop.Daemon().Signal(SIGTERM);
         }
         EXPECT_EQ(laptop.Daemon().Wait(), isTwice ? 128 + SIGTERM : 0);
-        const std::chrono::milliseconds limit(isTwice ? 1500 : 1500 + 2000);  // and a busy machine
+        const std::chrono::milliseconds limit(isTwice ? 1500 : 1500 + 2000);  // 2 s more on a busy machine
         EXPECT_LT(std::chrono::steady_clock::now() - told, limit);
     }
 }
@@ -115,7 +115,7 @@ TEST(PolicyTest, CallerWithoutTheRightIsRefusedWithExitCodeFour)
 {
     World world;
     Device& device = world.Add("laptop");
-    // Nobody but a user that does not exist may ask.
+    // Only a user that does not exist may send requests.
     std::ofstream(world.Path() / "policy.json")
         << R"({"entries": [{"user": "4294967294", "token_type": "native", "system_app": true}]})";
     device.Start();

@@ -1,4 +1,4 @@
-// What a real daemon says to other devices on its link, byte by byte.
+// What a real daemon sends to other devices on its link, byte by byte.
 
 #include <gtest/gtest.h>
 
@@ -14,7 +14,7 @@ TEST(LinkTest, ARequestIsAnsweredWithAFrameAsDocumented)
 {
     World world;
     Device& laptop = world.Add("laptop");
-    laptop.Set({"hotspot.key="});  // it makes one
+    laptop.Set({"hotspot.key="});  // the device generates a key
     laptop.Start();
     HandMadePeer peer(world, world.Add("phone"));
     ASSERT_TRUE(Eventually([&] { return laptop.Sees(peer.NetworkId()) && peer.Sees(laptop.NetworkId()); }));

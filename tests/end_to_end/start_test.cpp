@@ -1,5 +1,5 @@
-// The main job through real processes: two daemons of one account, a start in each direction, and what a person is told
-// when the joining fails.
+// Starting the network, with real processes: two daemons of one account, a start in each direction, and what the user
+// sees when the join fails.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -71,7 +71,7 @@ TEST_F(StartTest, RestartedDaemonAsksAKnownPeerAtOnceAndSaysWhyOthersAreNotReach
 
 TEST_F(StartTest, ScanFindsADeviceThatWasNotMetAndEndsAtOnceOnInterrupt)
 {
-    // The tablet is announced, but cannot answer yet. A scan waits for the phone, which cannot answer either.
+    // The tablet is announced but frozen, so it cannot answer. The scan also waits for the phone, which is frozen too.
     ASSERT_EQ(Laptop().Stop(), 0);
     Device& tablet = world_.Add("tablet");
     tablet.Start();
@@ -119,7 +119,7 @@ TEST_F(StartTest, TenClientsAndThePeersOwnAreServedAtOnce)
 
 TEST_F(StartTest, WrongKeyIsTheReasonOfAFailedJoin)
 {
-    // Somebody else's hotspot of the same name, with another key, is all that the air holds.
+    // The air folder contains only a hotspot of another world, with the same name and another key.
     World other;
     Device& twin = other.Add("laptop");
     twin.Set({"hotspot.ssid=shared", "hotspot.active_at_start=true"});
@@ -128,7 +128,7 @@ TEST_F(StartTest, WrongKeyIsTheReasonOfAFailedJoin)
     ASSERT_TRUE(Eventually([&] { return std::filesystem::exists(other.Path() / "air" / record); }));
     std::filesystem::copy(other.Path() / "air" / record, world_.Path() / "air" / record);
     Phone().Set({"hotspot.ssid=shared", "hotspot.start_ms=60000"});
-    // Until the daemon has followed, the phone still offers its old name.
+    // Until the daemon has applied the change, the phone still offers its old name.
     Finished start;
     EXPECT_TRUE(Eventually([&] { return (start = Laptop().Ctl({"start", "phone"})).exitCode == 1; }));
     EXPECT_NE(start.output.find("wrong key"), std::string::npos) << start.output;

@@ -1,4 +1,4 @@
-// Who may change the account: by the caller's user, by the access policy of a simulated device, and by polkit.
+// Who may change the account: the rules for the device's own user, the access policy of a simulated device, and polkit.
 #include "host/account_rights.h"
 
 #include <gtest/gtest.h>

@@ -41,7 +41,7 @@ protected:
     }
     ~HostAbility() override { SystemAbilityManagerClient::GetInstance().SetSystemAbilityManager(nullptr); }
 
-    // The result, and the rest of the answer in reply.
+    // Returns the result. The rest of the answer is in the member reply.
     int32_t WaitForWifi(uint32_t attempt, Wifi::WifiLinkState state, uint32_t limitMs,
                         const CallerIdentity& identity = Security::IdentifySelf())
     {

@@ -1,4 +1,4 @@
-// What doctor says of a device that is set up wrongly: which line, and what to do. Everything else stays right.
+// What doctor reports for each wrong setup of a device: one line with its advice. All other lines stay good.
 #include "host/health_checks.h"
 
 #include <gtest/gtest.h>
@@ -20,7 +20,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// A phone that is well, with a peer.
+// A phone without problems that knows one other device.
 struct Phone {
     Phone()
     {
@@ -30,7 +30,7 @@ struct Phone {
         facts.configuration.ipcSocket = folder.Path() / "ipc.sock";
         socket = std::move(Ipc::ListenOn(facts.configuration.ipcSocket, 0666).value());
         facts.networkId = Trust::LoadIdentity(folder.Path() / "identity").value().networkId;
-        facts.serviceLibrary = folder.Path() / Simulated::DEVICE_STATE_FILE;  // any file that can be read
+        facts.serviceLibrary = folder.Path() / Simulated::DEVICE_STATE_FILE;  // any readable file
         facts.devices.emplace({SoftBus::Node{"ab", "", "laptop", 0, true, 0}});
         registry.Add<Tests::FakeWifiDevice>(WIFI_DEVICE_SYS_ABILITY_ID);
         registry.Add<Tests::FakeWifiHotspot>(WIFI_HOTSPOT_SYS_ABILITY_ID);
@@ -49,8 +49,8 @@ struct Phone {
 };
 
 struct Broken {
-    const char* line;     // the one that is wrong
-    const char* message;  // a part of it
+    const char* line;     // the check that fails; empty: none
+    const char* message;  // a part of the message
     const char* advice;
     std::function<void(Phone&)> breakIt;
 };

@@ -13,7 +13,7 @@
 namespace Vexo::Host {
 namespace {
 
-// Bytes of the heap that the program has freed and still holds at the heap's top, where malloc_trim(3) gives them back.
+// Returns how many freed bytes the program keeps at the top of the heap, where malloc_trim(3) can return them.
 size_t FreeAtTop()
 {
     return mallinfo2().keepcost;
@@ -22,7 +22,7 @@ size_t FreeAtTop()
 TEST(IdleMemory, GivesFreeHeapPagesBackOnceTheDaemonHasBeenQuiet)
 {
     ShareOneHeap();
-    mallopt(M_TRIM_THRESHOLD, 64 * 1024 * 1024);  // so that free() itself gives nothing back
+    mallopt(M_TRIM_THRESHOLD, 64 * 1024 * 1024);  // so that free() itself returns nothing to the system
     std::vector<std::unique_ptr<char[]>> blocks(4096);
     for (auto& block : blocks) {
         block = std::make_unique<char[]>(1024);

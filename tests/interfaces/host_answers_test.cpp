@@ -1,4 +1,5 @@
-// The daemon's answers as text: what is written is read again, and a damaged answer is refused with the member's name.
+// The daemon's answers as text: reading returns what was written, and a damaged answer is refused with the member's
+// name.
 #include <gtest/gtest.h>
 
 #include "interfaces/host_answers_json.h"
@@ -21,7 +22,7 @@ HostStatus Status()
     return status;
 }
 
-// Instead of a part of a good answer, another one; the error names the member.
+// Replaces a part of a good answer. The error names the member.
 struct Damage {
     const char* part;
     const char* instead;

@@ -1,4 +1,4 @@
-// When automatic mode brings this device up and down.
+// When automatic mode connects and disconnects this device.
 #include "host/online/auto_mode.h"
 
 #include <gtest/gtest.h>
@@ -77,8 +77,8 @@ TEST_F(AutoModeTest, GoesDownWhenANetworkOfTheUsersIsBack)
         bool goesDown;
     };
     for (const Case& row : {Case{{wired}, true}, Case{{wireOnly}, true}, Case{{Scanned(1, 50), Scanned(2, 50)}, true},
-                            Case{{Scanned(0, 90), Scanned(0, 90)}, false},  // a scan from before
-                            Case{{Scanned(1, 50), Scanned(1, 50)}, false},  // the same scan
+                            Case{{Scanned(0, 90), Scanned(0, 90)}, false},  // a scan from before it was online
+                            Case{{Scanned(1, 50), Scanned(1, 50)}, false},  // the same scan twice
                             Case{{Scanned(1, 50), Scanned(2, 49), Scanned(3, 50)}, false}}) {
         mode_.Switch(false);
         mode_.Switch(true);

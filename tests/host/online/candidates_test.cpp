@@ -1,4 +1,4 @@
-// The order in which devices are tried.
+// The order in which Online tries the other devices.
 #include "host/online/candidates.h"
 
 #include <gtest/gtest.h>
@@ -29,7 +29,7 @@ std::string Order(const std::vector<KnownDevice>& devices, const Experience& exp
 
 TEST(CandidatesTest, EachReasonCountsMoreThanThoseAfterIt)
 {
-    // Of two devices a reason puts the second one first; each reason is tried against all that follow it.
+    // Each reason favours the second device. It must win against all reasons after it, which favour the first device.
     using Change = std::function<void(std::vector<KnownDevice> & devices, Experience & experience, size_t better)>;
     const auto name = [](size_t device) { return std::string(1, "ab"[device]); };
     const Change reasons[] = {

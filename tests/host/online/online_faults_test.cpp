@@ -1,4 +1,4 @@
-// Every failure on the way online has its row in docs/failures.md, and texts that name the device.
+// Each failure of getting online has a row in docs/failures.md, and its texts name the device.
 #include "host/online/online_faults.h"
 
 #include <gtest/gtest.h>
@@ -11,7 +11,7 @@
 namespace Vexo::Host {
 namespace {
 
-// The cells of each row below the heading, back quotes around a whole cell removed.
+// Returns the cells of each table row below the heading, without back quotes around a whole cell.
 std::vector<std::vector<std::string>> Rows(const std::string& heading)
 {
     std::ifstream page(FAILURES_PAGE);
@@ -44,7 +44,7 @@ TEST(OnlineFaultsTest, ThePageShowsEachFailureAsTheProgramSaysIt)
         SCOPED_TRACE(row[0]);
         ASSERT_EQ(row.size(), 6U);
         const OnlineFault fault = MakeFault(code, FaultDevice{std::string(64, '0'), "phone"}, "#");
-        // What only the case knows stands in the page as an example.
+        // Where a text depends on the case ('#'), the page shows an example.
         const size_t why = fault.message.find('#');
         EXPECT_TRUE(row[2].starts_with(fault.message.substr(0, why))) << row[2] << "\n" << fault.message;
         EXPECT_TRUE(why != std::string::npos || row[2] == fault.message) << row[2];

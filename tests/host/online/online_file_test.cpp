@@ -1,4 +1,4 @@
-// What is remembered across restarts.
+// What Online stores across restarts.
 #include "host/online/online_file.h"
 
 #include <gtest/gtest.h>

@@ -62,7 +62,7 @@ protected:
         }));
         return *answer;
     }
-    // The calls, but for waits and leases, which the clock decides about.
+    // Returns all calls except waits and leases, whose number depends on the clock.
     Lines Calls() const
     {
         Lines calls;
@@ -86,7 +86,7 @@ TEST_F(OnlineTest, EachFailureHasItsCodeAndStepAndIsUndone)
         Code code;
         Kind step;
         std::function<void(World&)> prepare;
-        Lines undone;  // the calls after "ask phone"; empty: it was not asked
+        Lines undone;  // the calls after "ask phone"; empty: the phone was not asked
     };
     const auto fact = [](auto member, auto value) {
         return [=](World& world) { world.devices["phone"].facts.*member = value; };
@@ -288,7 +288,7 @@ TEST_F(OnlineTest, UpWaitsForTheOwnerAndStartDoesNot)
     Start({"phone"});
     world_->devices["phone"].refusal = SoftBus::PeerRefusal::OWNER_ASKED;
     EXPECT_EQ(Run(OnlineMode::START, {"phone"}).fault->code, Code::OWNER_ASKED);
-    // The end of the test makes calls, too.
+    // Captures no local variable by reference: the end of the test makes calls, too.
     world_->onCall = [this, asked = 0](const std::string& call) mutable {
         asked += call == "ask phone" ? 1 : 0;
         world_->Change("phone", [asked](auto& phone) {

@@ -1,4 +1,4 @@
-// Requests between daemons, on a soft bus on which this device is its own peer.
+// Requests between daemons, over a soft bus on which this device is its own peer.
 #include "host/peers/peer_link.h"
 
 #include <gtest/gtest.h>
@@ -40,7 +40,7 @@ protected:
         EXPECT_TRUE(Eventually([&] { return serveLives.expired(); })) << "a late answer would reach the next test";
         bus->Drain();
     }
-    // A lease waits for the gate.
+    // A lease request blocks until the gate is opened.
     PeerAnswer Serve(const std::string& networkId, const PeerRequest& request)
     {
         EXPECT_EQ(networkId, LoopbackBus::PEER);
@@ -95,9 +95,9 @@ TEST_F(PeerLinkTest, RequestsOverlapOnOneSessionWhichEndsWhenIdle)
 TEST_F(PeerLinkTest, DeadKeptSessionIsReplacedAndCostsItsLimit)
 {
     ASSERT_TRUE(Ask(FactsRequest{}));
-    bus->Break(2);  // found out by the request itself
+    bus->Break(2);  // the next request detects this
     EXPECT_TRUE(Ask(FactsRequest{}));
-    bus->lastMute = 5;  // what it runs over is gone, and nothing says so
+    bus->lastMute = 5;  // bytes of the kept session are lost without an error
     const auto began = Clock::System().Now();
     EXPECT_TRUE(Ask(FactsRequest{}));
     EXPECT_LT(Clock::System().Now() - began, PEER_KEPT_SESSION_LIMIT + 1s);

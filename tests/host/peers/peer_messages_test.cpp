@@ -1,5 +1,5 @@
-// The messages between daemons: facts are the documented text, and damaged messages are refused with the member's name.
-// That each kind is read as it was written, the fuzz target requires.
+// The messages between daemons: facts are encoded as the documented text, and damaged messages are refused with the
+// member's name. The fuzz target checks that each kind is decoded as it was encoded.
 #include "host/peers/peer_messages.h"
 
 #include <gtest/gtest.h>

@@ -25,7 +25,7 @@ const std::string LAPTOP(64, 'b');
 constexpr const char* PHONE_MAC = "02:00:5e:10:00:01";
 constexpr const char* TABLET_MAC = "02:00:5e:10:00:03";
 
-// A hotspot whose closings are recorded, each with its time.
+// A hotspot that records the reason and the time of each closing.
 class FakeShare : public Wifi::ShareControl {
 public:
     explicit FakeShare(const Clock& clock) : clock_(clock) {}
@@ -119,7 +119,7 @@ protected:
         }
         sharing_.reset();
     }
-    // Lets time pass until the hotspot closes.
+    // Advances the clock until the hotspot closes. Returns the reason.
     std::string WaitForClosing()
     {
         std::string reason;

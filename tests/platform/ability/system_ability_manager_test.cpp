@@ -29,7 +29,7 @@ public:
     explicit TestAbility(int32_t id) : SystemAbility(id, true) {}
 
     std::function<int()> onRequest = [] { return IPC_OK; };
-    std::function<bool()> onStart = [] { return true; };  // whether to publish
+    std::function<bool()> onStart = [] { return true; };  // returns whether to publish
     std::atomic<int> starts{0};
     std::atomic<int> stops{0};
 
@@ -44,7 +44,7 @@ protected:
     void OnStop() override { ++stops; }
 };
 
-// A registered ability lives as long as the process, its threads included, so each test takes a new one.
+// A registered ability lives as long as the process and its threads, so each test creates a new one.
 TestAbility& NewAbility()
 {
     static auto* const abilities = new std::list<TestAbility>;  // NOLINT(cppcoreguidelines-owning-memory)
@@ -76,8 +76,8 @@ protected:
         return std::async(std::launch::async, [this] { return Request(); });
     }
 
-    // A request that stays open until release_, and the ability is unloaded meanwhile. A request answers how often the
-    // ability had been stopped.
+    // Starts a request that blocks until release_ is set, and unloads the ability meanwhile. Each request returns how
+    // often the ability had been stopped.
     std::future<int32_t> UnloadDuringARequest()
     {
         ability_.onRequest = [this] {
@@ -146,10 +146,11 @@ TEST_F(SystemAbilityManagerTest, FailedStartFailsThoseThatWaitAndTheNextRequestT
 
 constexpr int32_t ABILITY = WIFI_HOTSPOT_SYS_ABILITY_ID;
 
-// The ids that came, and those that left, negative.
+// Records the id of each added ability, and the negated id of each removed one.
 class RecordingListener : public SystemAbilityStatusChangeStub, public Tests::Trail<int32_t> {
 public:
-    // Each callback asks the manager, which would never end under the manager's lock. The manager holds the listener.
+    // Each callback calls the manager, which would deadlock if the manager held its lock. The manager owns the
+    // listener.
     explicit RecordingListener(SystemAbilityManager& asks) : manager_(asks) {}
 
     void OnAddSystemAbility(int32_t id, const std::string&) override { Record(id); }

@@ -59,7 +59,7 @@ TEST(FilesTest, OnlyARegularFileIsReadAndOnlyWhereItLiesIfLinksAreRefused)
     const struct {
         const char* name;
         LastLink link;
-        const char* refused;  // null: read
+        const char* refused;  // null: the file is read
     } cases[] = {
         {"file", LastLink::REFUSED, nullptr},
         {"link", LastLink::FOLLOWED, nullptr},

@@ -31,7 +31,7 @@ protected:
             return std::find(names.begin(), names.end(), name) != names.end();
         });
     }
-    // Whether the watcher reports a new file.
+    // Creates a file. Returns whether the watcher reports it.
     bool HearsOf(const std::string& name)
     {
         heard_.Take();

@@ -87,7 +87,7 @@ TEST(JsonKeys, FaultNamesFileKeyValueAndWhatIsAllowed)
         {R"("names": [""])", R"(names.0: "" is empty (a text that is not empty))"},
         {R"("stations": [{"name": "a"}, {"open": true}])", "stations.1.name: missing (a text that is not empty)"},
         {R"("stations": [{"open": true, "name": "home"}])", "stations.0: home must not be open"},
-        // No fault shows what may be a secret.
+        // No fault shows a value that may be secret.
         {R"("link": {"key": "example"})", "link.key: the value is too short (8 bytes)"},
         {R"("link": {"key": 4711})", "link.key: the value is not a text (8 bytes)"},
         {R"("link": "example")", "link: the value is not an object (an object with \"key\")"},

@@ -10,7 +10,7 @@ namespace {
 
 using namespace std::string_view_literals;
 
-// How each input comes out of the functions that escape.
+// The results of the escaping functions for an input.
 struct Case {
     const char* what;
     std::string_view bytes;
@@ -66,7 +66,7 @@ TEST(Utf8Test, EscapedBytesOfTwoNamesNeverAgree)
 
 TEST(Utf8Test, JsonTextIsUtf8AndReadsBackAsTheSameCharacters)
 {
-    // As a parser that does not check its input leaves it in a tree.
+    // The tree may hold invalid UTF-8, since the parser does not check its input.
     for (const Case& c : CASES) {
         const std::string text =
             c.invalidEscaped == c.bytes || c.what == "NUL"sv ? EscapeInvalid(c.bytes) : std::string(c.bytes);

@@ -24,7 +24,7 @@ using namespace std::chrono_literals;
 
 constexpr int32_t SERVICE = COMM_DISTRIBUTED_NET_ABILITY_ID;
 
-// The ids of what runs, in ascending order.
+// Returns the ids of the running collaborations in ascending order.
 std::vector<int32_t> Running(int32_t ability = SERVICE)
 {
     std::vector<sptr<StartInfo>> infos;
@@ -37,7 +37,7 @@ std::vector<int32_t> Running(int32_t ability = SERVICE)
     return ids;
 }
 
-// Notes what is loaded, and what a status listener would find when the framework is announced.
+// Counts the loads of the service, and the collaborations that a status listener finds when the framework is announced.
 class Registry : public Vexo::Tests::FakeAbilityManager {
 public:
     std::atomic<int> loads{0};
@@ -55,7 +55,7 @@ public:
     }
 };
 
-// Notes what it hears, and answers "ping" from inside the callback.
+// Records the received data, and answers "ping" inside the callback.
 class Receiver : public DataCallback, public Vexo::Tests::Trail<std::string> {
 public:
     void OnDataReceived(int sessionId, const char* data, unsigned int len) override
@@ -66,7 +66,7 @@ public:
         }
     }
     void OnDataReceiverReady(int) override { ++ready; }
-    // Blocks until this, in this order, is what came.
+    // Blocks until as many messages have arrived. Returns whether they are these, in this order.
     bool Heard(const std::vector<std::string>& expected) { return WaitFor(expected.size()) == expected; }
 
     std::atomic<int> ready{0};
@@ -179,9 +179,9 @@ TEST_F(CollaborationTest, EndedSessionIsGoneOnBothSidesAndTheNextStartOpensAnoth
         EXPECT_EQ(ability.StopCollaboration(session), COLLABORATION_NO_SUCH_SESSION);
         EXPECT_NE(Started(), std::exchange(session, session + 2));
     }
-    bus->Break(session);  // found out by the start itself
+    bus->Break(session);  // the next start detects this
     EXPECT_NE(Started(), std::exchange(session, session + 2));
-    bus->lastMute = bus->Other(session);  // what it runs over is gone, and nothing says so
+    bus->lastMute = bus->Other(session);  // bytes of the session are lost without an error
     EXPECT_NE(Started(), session);
     EXPECT_EQ(ability.StopCollaboration(session), COLLABORATION_NO_SUCH_SESSION);
 }

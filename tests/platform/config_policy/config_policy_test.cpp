@@ -19,7 +19,7 @@ protected:
             std::filesystem::create_directories((folder_.Path() / file).parent_path());
             std::ofstream(folder_.Path() / file) << "{}";
         }
-        std::filesystem::create_directories(folder_.Path() / "high/etc/low.json");  // a folder is no file
+        std::filesystem::create_directories(folder_.Path() / "high/etc/low.json");  // a folder where a file is expected
         SetConfigPolicyRoots({folder_.Path() / "low", folder_.Path() / "high"});
     }
     ~ConfigPolicyTest() override { SetConfigPolicyRoots({}); }

@@ -1,4 +1,4 @@
-// System events: what is written of one, and the rotating file that keeps them.
+// System events: the line of an event, and the rotating file that stores the lines.
 #include "platform/dfx/event_file.h"
 
 #include <gtest/gtest.h>
@@ -34,7 +34,8 @@ protected:
             EXPECT_EQ(file.Write(Event(std::to_string(next_))), 0);
         }
     }
-    // That these numbers follow the cursor, in pages of a few lines, and whether some before them are missing.
+    // Expects the events with these numbers after the cursor, read in pages of a few lines. missed: whether older
+    // events were lost.
     void ExpectToRead(EventFile& file, int from, int until, bool missed)
     {
         EventPage page;

@@ -1,4 +1,4 @@
-// Compiles the one log call that CMakeLists.txt names, to see whether it compiles.
+// Contains one log call, whose arguments CMakeLists.txt defines as CALL. A test checks whether this file compiles.
 #include "platform/dfx/log.h"
 
 void LogOnce()

@@ -59,7 +59,7 @@ TEST(LogTest, StandardErrorGetsOneLineARecordWhateverItHolds)
         "20[0-9]+-[0-9]+-[0-9]+T[0-9]+:[0-9]+:[0-9]+\\.[0-9]+\\+05:30 E Test: name a.x0ab.x1b\\[2J\n";
     SetLogSink(MakeStderrLogSink());
     EXPECT_THAT(written(log), testing::MatchesRegex(EXPECTED));
-    SetLogSink(nullptr);  // the default
+    SetLogSink(nullptr);  // restores the default sink
     EXPECT_THAT(written(log), testing::MatchesRegex(EXPECTED));
     EXPECT_THAT(written([] { LogInfo(LABEL, "no space"); }), testing::EndsWith("I Test: no space\n"));
 }

@@ -18,7 +18,8 @@ class TraceRecorderTest : public testing::Test {
 protected:
     ~TraceRecorderTest() override { SetTraceSink(nullptr); }
 
-    // "phase name why" of each event of a recording but the thread names, fetched in pieces of a few lines.
+    // Stops a recording and fetches its text in pieces of a few lines. Returns "phase name why" of each event except
+    // thread names.
     std::vector<std::string> Events(uint32_t recording)
     {
         std::string text;

@@ -19,7 +19,7 @@ using Tests::Trail;
 
 class EventHandlerTest : public testing::Test {
 protected:
-    // Keeps the runner busy until the gate opens, so that what is posted meanwhile is due together.
+    // Blocks the runner until the gate is opened, so that events posted meanwhile are due together.
     void Hold() { handler_->SendEvent(InnerEvent::Get(gate_.Way()), 0, Priority::VIP); }
     InnerEvent::Pointer Task(const std::string& name)
     {
@@ -98,7 +98,7 @@ TEST_F(EventHandlerTest, LastHolderEndsTheRunnerAlsoFromItsOwnThread)
     handler_->SendEvent(Task("dropped"), 60'000);
     auto own = InnerEvent::Get([this, handler = handler_]() mutable {
         ran_.Add("ran");
-        handler.reset();  // with the event itself gone, nothing holds the runner
+        handler.reset();  // once this event is destroyed, nothing owns the runner
     });
     handler_->SendEvent(std::move(own));
     const std::weak_ptr<EventRunner> watched = runner_;

@@ -1,4 +1,4 @@
-// What clients that take too much, read nothing or send rubbish do to the others.
+// How clients that send too much, never read or send garbage affect the other clients.
 #include <fcntl.h>
 #include <sys/resource.h>
 
@@ -120,7 +120,7 @@ TEST_F(IpcFloodTest, WithoutDescriptorsNewClientsAreTurnedAwayUntilThereAreSome)
     ASSERT_TRUE(Connections(2));
     rlimit before{};
     ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
-    // Room for the client's end alone.
+    // Leaves one descriptor: for the client's end, not for the server's.
     UniqueFd next(::open("/dev/null", O_RDONLY | O_CLOEXEC));
     const rlimit few{static_cast<rlim_t>(next.Get()) + 1, before.rlim_max};
     next.Reset();

@@ -72,7 +72,7 @@ TEST_F(IpcServerTest, AFileInThePlaceOfTheSocketIsKept)
     EXPECT_TRUE(std::filesystem::exists(options_.socketPath));
 }
 
-// Is called inside the process, during a request: it names its caller, and must answer at once.
+// A stub for calls inside the process during a request. Replies with its caller's token. It cannot reply later.
 class NestedStub : public IPCObjectStub {
 public:
     int OnRemoteRequest(uint32_t, MessageParcel&, MessageParcel& reply, MessageOption&) override

@@ -11,7 +11,7 @@ namespace {
 
 using Bytes = std::vector<uint8_t>;
 
-// Reads the next value; the output is unchanged when that fails.
+// Reads the next value. If that fails, the output must be unchanged.
 template <auto Read>
 bool Reads(MessageParcel& parcel)
 {
