@@ -1,4 +1,4 @@
-// The client library against a daemon that answers by script: every way a call can end, hostile replies included.
+// The client library against a daemon with scripted replies: every way a call can end, hostile replies included.
 
 #include "client/distnet_client.h"
 

@@ -1,5 +1,5 @@
-// The Bluetooth channel with a stand-in for BlueZ (fake_bluez.py), while adapters come and go, advertisements are
-// refused and strangers advertise.
+// The Bluetooth channel with a fake BlueZ (fake_bluez.py): adapters appear and disappear, advertisements are refused,
+// and strangers advertise.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -91,7 +91,7 @@ protected:
         EXPECT_TRUE(does) << shared->State().presence.reason;
         return does;
     }
-    // Opens a radio link to a device as a connection does, and returns the use of it.
+    // Opens a radio link to a device, as a connection does. The link is in use while the returned handle exists.
     std::shared_ptr<void> Use(const std::string& address, bool isPaired = false)
     {
         Do("Appear", address, UUID, DataOf(1, 0x80, "oursPHON"));
@@ -102,7 +102,7 @@ protected:
     {
         return machine.Bus().Call<Texts>(TEST_CONTROL, "Connected", BUS_CALL_LIMIT).value_or(Texts{"?"});
     }
-    // Returns when the channel has done all its work until now.
+    // Returns once the channel has finished all earlier work.
     void Settle(const std::string& token)
     {
         channel->Announce(token);
@@ -162,7 +162,7 @@ TEST_F(BluetoothChannelTest, AdvertisesEachTokenAndComesBackAfterARefusal)
     ASSERT_TRUE(Advertises({}));
 }
 
-// A ticket is announced beside the device, over the same connection to the bus.
+// The second channel announces an enrolment ticket, over the same connection to the bus.
 TEST_F(BluetoothChannelTest, ASecondChannelAdvertisesBesideTheFirstAndLeavesItAlone)
 {
     StartChannel();
@@ -258,7 +258,7 @@ TEST_F(BluetoothChannelTest, HearsDevicesOfTheAccountWhileSomebodySeeksAndNoStra
     ASSERT_TRUE(Eventually([&] { return Scans() == 0; }));
     EXPECT_THAT(Known(), testing::SizeIs(1));
     timers.Advance(30s);
-    // The channel may arm its timer only now, after BlueZ has ended the scan.
+    // The channel may arm its timer after this point, once BlueZ has ended the scan.
     ASSERT_TRUE(Eventually([&] {
         timers.Advance(1ms);
         return Known().empty();
@@ -271,7 +271,7 @@ TEST_F(BluetoothChannelTest, HearsDevicesOfTheAccountWhileSomebodySeeksAndNoStra
     channel->Withdraw();
     EXPECT_EQ(Scans(), 0);
     channel.reset();
-    seeking.reset();  // nothing is left to end
+    seeking.reset();  // the channel is destroyed: no scan is left to stop
 }
 
 TEST_F(BluetoothChannelTest, EndsARadioLinkFiveSecondsAfterItsLastUse)

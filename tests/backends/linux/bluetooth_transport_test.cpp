@@ -37,7 +37,7 @@ extern "C" ssize_t send(int fd, const void* bytes, size_t length, int flags)
             errno = EMSGSIZE;
             return -1;
         }
-        // The challenge, the first bytes on a connection, always finds room.
+        // Every third write is cut in half, except the challenge, which is the first message on a connection.
         length = ++sends % 3 == 0 && length > CHALLENGE_BYTES ? length / 2 : length;
     }
     return ::sendto(fd, bytes, length, flags, nullptr, 0);
@@ -55,11 +55,11 @@ constexpr const char* DEVICE_OF_SOMEBODY = "02:11:22:33:44:55/random";
 class FakeSockets final : public L2capSockets {
 public:
     int openError = 0;
-    int connectError = 0;  // of Connect itself
-    int lateError = 0;     // of a connect that was silent for a while
+    int connectError = 0;  // returned by Connect()
+    int lateError = 0;     // returned by SendUnit(), which runs when a pending connect completes
     int refusals = 0;      // so many connects are refused late
     int connects = 0;
-    bool isSilent = false;  // a connect waits until Answer
+    bool isSilent = false;  // a connect stays pending until Answer()
     std::deque<int> acceptErrors;
 
     int Open(const BluetoothAddress& local) override
@@ -103,7 +103,7 @@ public:
     }
     int SendUnit(int) override { return lateError != 0 ? -lateError : int{UNIT}; }
 
-    // Ends the silent connect.
+    // Completes the pending connect.
     void Answer()
     {
         std::array<char, 65536> bytes{};
@@ -119,7 +119,7 @@ private:
         std::snprintf(&address.sun_path[1], sizeof address.sun_path - 1, "distnet-l2cap-%d-%d", ::getpid(), int{psm});
         return address;
     }
-    // Makes it a socket that is not writable.
+    // Replaces the socket by one that is not writable.
     void BecomeFull(int socket)
     {
         std::array<int, 2> pair{};
@@ -140,7 +140,8 @@ protected:
     {
         return std::make_shared<BluetoothTransport>(reactor, std::move(with), sockets);
     }
-    // How a connect ends: "connected, 600 bytes", or why not. begun: runs once it is under way.
+    // Connects and returns the result: "connected, 600 bytes" or the error. begun runs while the connect is in
+    // progress.
     std::string Connect(
         const std::string& address, const std::function<void()>& begun = [] {})
     {
@@ -256,7 +257,7 @@ TEST_F(BluetoothTransportTest, CountsAnAttemptAndItsStreamAsOneUseOfTheDevice)
     EXPECT_THAT(shared->TakeUnused(), testing::ElementsAre(DEVICE_OF_SOMEBODY));
 
     const auto attempt = connect();
-    sockets.connectError = EHOSTDOWN;  // of the spare channel
+    sockets.connectError = EHOSTDOWN;  // for the spare channel
     sockets.Answer();
     RunUntil([&] { return stream.has_value(); });
     EXPECT_TRUE(shared->IsUsed(DEVICE_OF_SOMEBODY));
@@ -291,7 +292,7 @@ TEST_F(BluetoothTransportTest, OpensASpareChannelForTheSessionThatFollows)
     EXPECT_EQ(Connect(self), "connected, 600 bytes");
     RunUntil([&] { return accepted.size() == 2; });
     reactor.restart();
-    reactor.run_for(milliseconds(50));  // this side of the spare one
+    reactor.run_for(milliseconds(50));  // this side of the spare channel completes
     EXPECT_EQ(Connect(self), "connected, 600 bytes");
     EXPECT_EQ(sockets.connects, 2) << "it was the spare one";
 

@@ -1,11 +1,13 @@
-// One device of the DNS-SD tests, as a program of its own because a network namespace belongs to threads: a channel
-// that prints what it hears, and takes commands from a FIFO.
-//   dns_sd_side BUS FIFO LISTENING TOKEN
-// A token of "ours" and four more characters is of the account. Output: "heard NAME TOKEN ADDRESS...", "gone NAME".
+// dns_sd_side BUS FIFO LISTENING TOKEN: one device of the DNS-SD tests, with a DNS-SD channel that prints what it hears
+// and reads commands from a FIFO. It is a program of its own because a network namespace belongs to threads. A token
+// that consists of "ours" and four more characters belongs to the account.
+// Output:
+//     heard NAME TOKEN ADDRESS...
+//     gone NAME
 // Commands:
-//   announce TOKEN    a new token
-//   objects           prints "objects N": how many objects Avahi has made for this program
-//   end               withdraws, prints "withdrawn", ends
+//     announce TOKEN    announces a new token
+//     objects           prints "objects N": how many objects Avahi has created for this program
+//     end               withdraws, prints "withdrawn" and exits
 #include <fstream>
 #include <iostream>
 
@@ -35,7 +37,7 @@ int Run(const std::string& address, const char* fifo, const std::string& listeni
     std::ifstream commands(fifo);
     for (std::string line; std::getline(commands, line) && line != "end";) {
         if (line == "objects") {
-            // The number of the newest: "/Client3/EntryGroup17".
+            // Avahi numbers a client's objects: "/Client3/EntryGroup17" is its 17th.
             const auto group = bus->Call<sdbus::ObjectPath>(AVAHI_SERVER, "EntryGroupNew", BUS_CALL_LIMIT);
             const std::string path = group.value_or(sdbus::ObjectPath("none"));
             std::cout << "objects " << path.substr(path.find_last_not_of("0123456789") + 1) << std::endl;

@@ -1,5 +1,4 @@
-// The DNS-SD channel between two machines, each with the real avahi-daemon; and with a stand-in for an Avahi that
-// fails.
+// The DNS-SD channel: between two machines with the real avahi-daemon, and with a mock of an Avahi that fails.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -27,12 +26,13 @@ constexpr uint32_t NO_PROBE = 2;
 constexpr uint32_t NO_REVERSE = 16;
 constexpr uint16_t PORT = 4711;
 
-// Has the Avahi at that address publish what no device of the account would. Ends with the object.
+// Publishes, through the Avahi on that bus, records that no device of the account would publish. They are withdrawn
+// when the object is destroyed.
 class Stranger {
 public:
     explicit Stranger(const std::string& address) : bus_(Bus::Open(address)) {}
 
-    // A service of the type at any address.
+    // Publishes a service of the type with this instance name and address.
     void Publish(const std::string& instance, const std::string& address)
     {
         const std::string host = instance.substr(instance.size() - 8) + ".local";
@@ -42,7 +42,7 @@ public:
              std::string(DNS_SD_DOMAIN), host, PORT, std::vector<std::vector<uint8_t>>());
         Call("Commit");
     }
-    // A service record of that name, without asking whether it is free.
+    // Publishes a service record with this instance name, without probing whether the name is free.
     void Take(const std::string& instance)
     {
         // RFC 2782: priority, weight, port, target.
@@ -80,7 +80,7 @@ protected:
         }
         ASSERT_FALSE(HasFailure());
     }
-    // The instance name of the one device that a side knows.
+    // Returns the instance name of the only device that a side (dns_sd_side) knows.
     std::string InstanceAt(const std::string& side)
     {
         const auto known = world_.Known(side);
@@ -122,7 +122,7 @@ TEST_F(DnsSdTest, ComesBackAfterRestartsAndWithdrawsFromAnAvahiThatHangs)
 {
     world_.Kill("avahi-b");
     world_.StartSide("a", "laptop", "192.0.2.1:40117", "oursAAAA");
-    world_.StartSide("b", "phone", "127.0.0.1:40118", "oursBBBB");  // hears, and is not heard
+    world_.StartSide("b", "phone", "127.0.0.1:40118", "oursBBBB");  // hears others, but is not heard
     EXPECT_TRUE(HasSaid("phone", "Avahi is not running")) << world_.Output("phone");
     world_.StartAvahi("b");
     const std::string laptop = "oursAAAA 192.0.2.1:40117";
@@ -146,7 +146,7 @@ TEST_F(DnsSdTest, ComesBackAfterRestartsAndWithdrawsFromAnAvahiThatHangs)
     EXPECT_THAT(world_.Known("laptop"), testing::IsEmpty());
 
     world_.Signal("avahi-a", SIGSTOP);
-    // A call that Avahi does not answer ends soon, and so does withdrawing from it.
+    // While Avahi is frozen, a call to it times out soon, and withdrawing does not hang.
     world_.Command("laptop", "announce oursNEW2");
     const auto asked = std::chrono::steady_clock::now();
     EXPECT_TRUE(HasSaid("laptop", "; retrying: ")) << world_.Output("laptop");
@@ -172,7 +172,7 @@ TEST_F(DnsSdTest, IgnoresStrangersAndAddressesOffTheLinkAndTakesAnotherNameWhenI
     world_.StartSide("a", "laptop", "0.0.0.0:40117", "oursAAAA");
     std::cout << "found among strangers after " << world_.AwaitKnown("phone", {"oursAAAA 192.0.2.1:40117"}).count()
               << " ms\n";
-    // A group, a browser, a resolver for each of the two, and the group that asks.
+    // An entry group, a browser, a resolver for each of the two instances, and the group that "objects" creates.
     world_.Command("phone", "objects");
     EXPECT_TRUE(HasSaid("phone", "objects 5\n")) << world_.Output("phone");
 
@@ -188,7 +188,7 @@ TEST_F(DnsSdTest, IgnoresStrangersAndAddressesOffTheLinkAndTakesAnotherNameWhenI
         stranger.Publish("6f757273434f5059-200000" + std::to_string(i), "192.0.2.1");
     }
     world_.Command("laptop", "announce oursNEW2");
-    std::vector<std::string> known(4, "oursCOPY 192.0.2.1:4711");  // so many names of one token are kept
+    std::vector<std::string> known(4, "oursCOPY 192.0.2.1:4711");  // at most this many names of one token are kept
     known.emplace_back("oursNEW2 192.0.2.1:40117");
     world_.AwaitKnown("phone", known);
 }
@@ -226,7 +226,7 @@ protected:
              arguments);
     }
     void FailBrowser() { Emit(AVAHI_SERVICE_BROWSER, "Failure", "s", {sdbus::Variant(std::string("no network"))}); }
-    // How often Avahi's server was called by that method.
+    // Returns how often that method of Avahi's server was called.
     size_t Calls(const std::string& method)
     {
         using Calls = std::vector<sdbus::Struct<uint64_t, std::vector<sdbus::Variant>>>;

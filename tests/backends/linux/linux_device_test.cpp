@@ -135,7 +135,7 @@ TEST_F(LinuxDeviceTest, TellsTheScreenByLidLockAndIdleness)
     Set(session, "LockedHint", sdbus::Variant(true));
     EXPECT_THAT(events->WaitFor(1), ElementsAre(off));
     EXPECT_FALSE(device_->Network().Situation().isSessionActive);
-    Set(session, "IdleHint", sdbus::Variant(true));  // still off: no second event
+    Set(session, "IdleHint", sdbus::Variant(true));  // the screen is still off: no second event
     Set(session, "LockedHint", sdbus::Variant(false));
     Set(session, "IdleHint", sdbus::Variant(false));
     EXPECT_THAT(events->WaitFor(2), ElementsAre(off, on));
@@ -146,7 +146,7 @@ TEST_F(LinuxDeviceTest, TellsTheScreenByLidLockAndIdleness)
     };
     moveLid(true);
     EXPECT_THAT(events->WaitFor(3), ElementsAre(off, on, off));
-    Set(manager, "Docked", sdbus::Variant(true));  // which logind does not tell
+    Set(manager, "Docked", sdbus::Variant(true));  // logind sends no signal for this property
     moveLid(true);
     EXPECT_THAT(events->WaitFor(4), ElementsAre(off, on, off, on));
 

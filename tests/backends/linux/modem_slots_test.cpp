@@ -1,4 +1,4 @@
-// What ModemManager says, as the slots of a device: the cases that no scripted modem can play.
+// The mapping from ModemManager's modems to the SIM slots of a device: cases that no scripted modem can produce.
 #include "backends/linux/modem_slots.h"
 
 #include <gtest/gtest.h>

@@ -78,7 +78,7 @@ TEST_F(NetworkManagerWifiTest, AHotspotThatTheUserTurnedOnIsLeftAlone)
     EXPECT_TRUE(Has(Phone(), ActiveIs(Air::USERS_HOTSPOT)));
     EXPECT_TRUE(events_.Lines().empty());
 
-    // A key that somebody else keeps can be told to no peer: once that hotspot is off, one of ours takes its place.
+    // A key that a secret agent keeps cannot be sent to a peer. Once that hotspot is off, the daemon offers its own.
     Do(air_.Phone(), R"({"do": "keep_key_elsewhere", "uuid": ")" + std::string(Air::USERS_HOTSPOT) + "\"}");
     phone_.Start();
     Wifi::HotspotConfig config;
@@ -134,7 +134,7 @@ TEST_F(NetworkManagerWifiTest, AHotspotOfOursIsClosedWhenNobodyUsesItAndOnLowBat
 
 TEST_F(NetworkManagerWifiTest, AConnectionLeavesNoTraceAndGivesTheUsersNetworkBack)
 {
-    constexpr int mayPass = 11;  // so it is tried again
+    constexpr int mayPass = 11;  // a reason that may be temporary: the attempt is repeated
     laptop_.Options().station.searchLimit = WAIT_LIMIT;
     BeAtHome(air_.Laptop());
     laptop_.Start();
@@ -160,7 +160,7 @@ TEST_F(NetworkManagerWifiTest, AConnectionLeavesNoTraceAndGivesTheUsersNetworkBa
             EXPECT_EQ(Leave(WifiLinkState::CONNECTED).reason, "the hotspot is gone");
             ShareGarden(Wifi::KeyMgmt::SAE);
         }
-        // The user's own profile has the same SSID.
+        // The user's own profile has the same SSID and must stay.
         ExpectAsBefore(laptop_, Air::USERS_NETWORK, Air::USERS_NETWORK);
         std::vector<Wifi::WifiDeviceConfig> configs;
         laptop_.Station()->GetDeviceConfigs(configs, false);
@@ -283,7 +283,7 @@ TEST_F(NetworkManagerWifiTest, AnAnswerThatIsMissingIsNotTakenForARadioThatIs)
     laptop_.Options().answerLimit = milliseconds(200);
     laptop_.Start();
     ASSERT_TRUE(laptop_.StationPresence().isThere);
-    // A change of the radio makes the daemon ask for its properties, for the hotspot and for the abilities.
+    // After a change of the radio, the daemon reads its properties twice: for the hotspot and for the abilities.
     Lose(air_.Laptop(), "GetAll", 2);
     Do(air_.Laptop(), R"({"do": "capabilities", "bits": 127})");
     ASSERT_TRUE(Eventually([&] { return Has(Laptop(), "\"lost\": 0"); }));
@@ -311,7 +311,8 @@ TEST_F(NetworkManagerWifiTest, WhatACrashLeftIsTakenBackAtTheNextStart)
                               ActivationIn(Phone()) + R"(", "previous": "", "hotspot": true, "our_profile": false}])"
                         : "[{damaged");
         phone_.Start();
-        // The profile with our mark goes; the user's stays, and stays on unless it was noted that we turned it on.
+        // The profile with our mark is removed. The user's profile stays; it is turned off only if the file says that
+        // we turned it on.
         EXPECT_TRUE(Has(Phone(), "\"profiles\": [\"" + std::string(Air::USERS_HOTSPOT) + "\"]")) << Phone();
         EXPECT_TRUE(Has(Phone(), ActiveIs(isNoted ? "" : Air::USERS_HOTSPOT))) << Phone();
         phone_.End();
@@ -321,7 +322,7 @@ TEST_F(NetworkManagerWifiTest, WhatACrashLeftIsTakenBackAtTheNextStart)
         log_.Count("cannot read the network changes; only marked profiles are removed: " + phone_.Folder().string()),
         1U);
 
-    // Without a next start, NetworkManager itself ends what its maker does not answer for any more.
+    // Without a next start, NetworkManager removes the profile itself once its creator has left the bus.
     {
         const Linux::NetworkManager manager(Linux::Bus::Open(air_.Phone().Address()));
         const auto radios = manager.Radios();

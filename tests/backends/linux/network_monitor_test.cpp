@@ -71,7 +71,7 @@ TEST_F(NetworkMonitorTest, TheUplinkIsWhatAHotspotWouldShare)
     EXPECT_EQ(monitor_->CurrentUplink().hasInternet, std::optional(false));
     Laptop(R"({"do": "check", "connectivity": 4})");
     EXPECT_EQ(monitor_->CurrentUplink().hasInternet, std::optional(true));
-    // What does not answer is not known, and does not block.
+    // A value for which no answer arrives counts as unknown, and does not block for long.
     Lose(air_.Laptop(), "GetAll", 1);
     const SteadyTime begun = Clock::System().Now();
     EXPECT_EQ(monitor_->CurrentUplink().kind, Uplink::Kind::NONE);
@@ -153,7 +153,7 @@ TEST_F(NetworkMonitorTest, OnlineIsWhatNetworkManagersCheckSaysOfThatRadio)
         OnlineVerdict verdict;
     } cases[] = {
         {4, 4, OnlineVerdict::ONLINE},      {4, 0, OnlineVerdict::ONLINE},
-        {4, 2, OnlineVerdict::NO_INTERNET},  // a wire leads further, the radio to a portal
+        {4, 2, OnlineVerdict::NO_INTERNET},  // the wire has internet, the Wi-Fi leads to a portal
         {3, 3, OnlineVerdict::NO_INTERNET}, {1, 1, OnlineVerdict::NO_INTERNET},
     };
     for (const auto& [overall, ofRadio, verdict] : cases) {

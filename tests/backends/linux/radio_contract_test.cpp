@@ -1,4 +1,4 @@
-// NetworkManager and ModemManager as backends keep the contracts of the radios.
+// The contracts of the radios, kept by the backends over NetworkManager and ModemManager.
 #include <array>
 
 #include "backends/linux/telephony.h"
@@ -23,7 +23,7 @@ public:
         constexpr std::array keyMgmts{Wifi::KeyMgmt::NONE, Wifi::KeyMgmt::WPA2_PSK, Wifi::KeyMgmt::SAE};
         const Linux::SettingsMap profile = HotspotProfile(ssid, key, keyMgmts.at(static_cast<size_t>(security)));
         const std::string path = Air::StoreProfile(phone_.Bus(), profile);
-        // A profile that is in use keeps its old settings until it is activated again.
+        // NetworkManager applies new settings to an active profile only when the profile is activated again.
         const Linux::NetworkManager manager{std::shared_ptr<Linux::Bus>(&phone_.Bus(), [](Linux::Bus*) {})};
         if (const auto radios = manager.Radios(); radios && phone_.IsHotspotOn()) {
             EXPECT_TRUE(manager.Activate(path, radios.value().front().path));

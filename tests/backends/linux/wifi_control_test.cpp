@@ -1,4 +1,4 @@
-// The share and the station of a machine as its owner's rules use them: ShareControl and StationControl.
+// ShareControl and StationControl over NetworkManager: who uses the hotspot, why it closes, and leaving a network.
 #include "tests/backends/linux/network_manager_wifi_test.h"
 
 namespace Vexo::Tests {

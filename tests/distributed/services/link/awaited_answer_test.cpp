@@ -17,9 +17,9 @@ TEST(AwaitedAnswerTest, AnswerThatIsHandledLongerThanItsRequestWaitsDecidesNoLat
 {
     struct Case {
         int next;
-        int ended;  // how often the handled answer's session is ended
+        int ended;  // how often the late answer's session is ended
     };
-    // A collaboration keeps its id from one request to the next; a soft bus session does not.
+    // A collaboration keeps its id for the next request; each soft bus session has a new one.
     for (const auto& [next, ended] : {Case{SESSION + 1, 1}, Case{SESSION, 0}}) {
         AwaitedAnswer awaited;
         {
@@ -35,7 +35,7 @@ TEST(AwaitedAnswerTest, AnswerThatIsHandledLongerThanItsRequestWaitsDecidesNoLat
         }
         int ends = 0;
         std::atomic<bool> isPosted{false};
-        std::jthread handler;  // joined after the request, which it may wait for
+        std::jthread handler;  // joined after the request is destroyed, since it may wait for that
         {
             const Request second(awaited, next);
             handler = std::jthread([&, next = next] {

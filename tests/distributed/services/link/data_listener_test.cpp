@@ -10,10 +10,10 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using Tests::ResponseFrame;
 
-// What parsing returns and leaves in a configuration: "code ssid|key|key management", each "-" before.
+// Returns the result code and the fields that parsing has set: "code ssid|key|key management". "-": not set.
 std::string Parse(const std::string& frame)
 {
-    std::vector<unsigned char> bytes(frame.begin(), frame.end());  // exact size: a read past it is an error
+    std::vector<unsigned char> bytes(frame.begin(), frame.end());  // exact size: a sanitizer reports a read beyond it
     Wifi::WifiDeviceConfig config;
     config.ssid = config.preSharedKey = config.keyMgmt = "-";
     const int32_t code = DataListener::GetInstance()->ParseStartHotspotResponseMessage(

@@ -14,7 +14,7 @@ const std::string PEER(64, 'a');
 
 class SoftBusAdapterTest : public LinkTest {
 protected:
-    // The opened callback comes once the opener waits, as a soft bus that takes its time would deliver it.
+    // Delivers the opened callback once the opener waits, as a slow soft bus would.
     void AnswerOpenWith(int result)
     {
         softBus_->onOpen = [this, result] {
@@ -75,7 +75,7 @@ TEST_F(SoftBusAdapterTest, SecondWaitForTheSameSessionFailsAtOnce)
 
 TEST_F(SoftBusAdapterTest, RequestReturnsWhatIsPostedAndForgetsALateAnswer)
 {
-    adapter_->CloseSessionCondition(SESSION, 0);  // nobody waits: an answer that came too late
+    adapter_->CloseSessionCondition(SESSION, 0);  // an answer that is too late: no request waits
     softBus_->onSend = [this] {
         log_.WaitFor(" SendStartHotspotMessage wait result");
         adapter_->CloseSessionCondition(SESSION, HOTSPOT_FAIL_ADD_CONFIG);

@@ -1,4 +1,4 @@
-// The one service of the process: start, release, the replies of its stub, and queries that fail or come late.
+// DistNetService: start, release, the replies of its stub, and queries that fail or are answered late.
 #include <cstring>
 
 #include "distributed/services/service/distnet_service.h"
@@ -19,7 +19,7 @@ using namespace Tests;
 class ServiceTest : public testing::Test {
 protected:
     ~ServiceTest() override { service_.OnStop(); }
-    // Waits for the start-up task too, so that it logs into this test's capture only.
+    // Also waits for the start-up task, so that it does not log into the next test's capture.
     void Start()
     {
         service_.OnStart();
@@ -34,7 +34,7 @@ protected:
 
 class DistNetServiceTest : public ServiceTest {
 protected:
-    // A request of a process with every right; its reply.
+    // Sends a request as a process with every right. Returns the reply.
     std::unique_ptr<MessageParcel> Send(DistNetInterfaceCode request)
     {
         const CallerScope caller(Security::IdentifySelf());
@@ -144,7 +144,7 @@ TEST_F(QueryTest, BssidIsThatOfTheFirstStoredNetwork)
     EXPECT_NE(text.find("\"02:00:5e:10:00:01\""), std::string::npos) << text;
 }
 
-// Answers a query only when the test does.
+// Answers a radio query only when the test does.
 class SilentCore : public IPCObjectStub, public Telephony::ICoreService {
 public:
     sptr<Telephony::INetworkSearchCallback> asked;

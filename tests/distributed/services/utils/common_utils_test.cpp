@@ -17,7 +17,7 @@ using CommonUtils::CheckPermissionWithCache;
 constexpr const char* GRANTED = "test.permission.GRANTED";
 constexpr const char* OTHER = "test.permission.OTHER";
 
-// Users of the test's policy.
+// Users in the access policy of the test.
 enum User : uid_t { BASIC = 70002, CORE = 70003 };
 
 class PermissionTest : public testing::Test {

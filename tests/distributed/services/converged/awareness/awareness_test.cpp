@@ -1,5 +1,5 @@
-// The awareness subsystem: its front, and the source that common events feed (registration, masks, current states and
-// events).
+// The awareness subsystem: AwarenessCenterManager, and the source that turns common events into callbacks
+// (registration, masks, current states and events).
 #include "distributed/services/converged/awareness/awareness_services.h"
 
 #include <gmock/gmock.h>
@@ -43,7 +43,7 @@ CommonEventData Connectivity(int32_t netType, int32_t connState)
     return CommonEventData(want.SetParam(CommonEventSupport::NET_TYPE_PARAMETER, netType), connState);
 }
 
-// A trail of what it is told, one word and its numbers a call. Any thread.
+// Records each callback in a trail, as one word and its numbers. Any thread.
 class RecordingListener : public NetManagerStandard::AwarenessCenterCallback, public Trail<std::string> {
 public:
     void OnScreenStateChanged(bool isScreenOn, std::shared_ptr<AppExecFwk::EventRunner>) override
@@ -57,7 +57,7 @@ public:
     void OnBatteryLowChanged(bool isLow) override { Add(isLow ? "battery low" : "battery fine"); }
 };
 
-// Keeps the subscriber, and does as told.
+// Keeps the subscribers. Accepts or refuses subscriptions as the test sets.
 class EventService : public IPCObjectStub, public EventFwk::ICommonEventService {
 public:
     bool isAccepting = true;
@@ -101,7 +101,7 @@ TEST_F(SystemAwarenessTest, AFurtherRegistrationReplacesTheMaskAndTellsTheCurren
     source->AddCallback(listener, 0x100, false);
     source->AddCallback(listener, 0xc00, true);
     EXPECT_THAT(listener->Take(), ElementsAre("battery fine"));
-    source->AddCallback(listener, 0x800, false);  // nothing of it is offered: the mask before it stays
+    source->AddCallback(listener, 0x800, false);  // the source offers none of these events: the earlier mask stays
     source->RemoveCallback(std::make_shared<RecordingListener>());
     source->HandleSystemEvent(Event(CommonEventSupport::COMMON_EVENT_SCREEN_ON));
     source->HandleSystemEvent(Event(CommonEventSupport::COMMON_EVENT_BATTERY_LOW));
@@ -150,7 +150,7 @@ TEST_F(SystemAwarenessTest, AnEventThatIsStillQueuedWhenItsSourceGoesIsDropped)
     source->AddCallback(listener, ALL_EVENTS, false);
     for (const size_t heard : {size_t{1}, size_t{0}}) {
         service->subscribers.at(0)->OnReceiveEvent(Connectivity(1, 3));
-        FFRTUtils::SubmitTaskSync([] {});  // waits for the event's task too
+        FFRTUtils::SubmitTaskSync([] {});  // also waits for the event's task
         EXPECT_EQ(listener->Take().size(), heard);
         source.reset();
     }
@@ -206,7 +206,7 @@ TEST(AwarenessCenterManagerTest, SubscribesAgainWhenTheEventServiceReturns)
         registry.manager->RemoveSystemAbility(COMMON_EVENT_SERVICE_ID);
         ASSERT_TRUE(log.WaitFor(settled, 2 * arrivals));
     }
-    manager->InitSubAwarenessInstance();  // ends the source while there is a registry
+    manager->InitSubAwarenessInstance();  // replaces the source, which is destroyed while there is a registry
 }
 
 }  // namespace

@@ -1,4 +1,4 @@
-// What the service takes from its product files: settings of device types, numbers, sizes and paths.
+// What the service reads from its product files: settings of device types, numbers, sizes and paths.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 
@@ -10,8 +10,8 @@
 #include "platform/base/unique_fd.h"
 #include "tests/support/temp_folder.h"
 
-// Whole call stacks of allocations: the library's frames have no frame pointers, and the leak that the loader has by
-// contract is told by its caller (tests/support/lsan.supp).
+// Records whole call stacks of allocations, although the library's frames have no frame pointers: the leak that the
+// loader has by contract is identified by the caller's name (tests/support/lsan.supp).
 extern "C" const char* DefaultOptions() __asm__("__asan_default_options");
 const char* DefaultOptions()
 {

@@ -1,4 +1,4 @@
-// The screen logic on a real runner.
+// The reaction to screen events, on a real event runner.
 #include "distributed/services/converged/decision/src/decision_center.h"
 
 #include <gtest/gtest.h>
@@ -32,7 +32,7 @@ using NetManagerStandard::DecisionCenter;
 
 const std::string CLOSED = " Close net share.";
 
-// Settings of device type "default"; a time of 0 is none.
+// Sets the settings of device type "default". A time of 0 means none.
 void Configure(const std::string& isUse, const std::string& isProvide, int64_t closeTimeMs)
 {
     const std::string caps = R"([{"type": "default", "use_network": )" + isUse + R"(, "provide_network": )" +
@@ -47,7 +47,7 @@ void Configure(const std::string& isUse, const std::string& isProvide, int64_t c
 class DecisionCenterTest : public testing::Test {
 protected:
     void Screen(bool isOn) { center->OnScreenStateChanged(isOn, runner); }
-    // Blocks until everything that is due by then has run.
+    // Blocks until all events due within this delay have run.
     void RunUntil(std::chrono::milliseconds delay)
     {
         std::promise<void> reached;
@@ -87,7 +87,7 @@ TEST_F(DecisionCenterTest, ScreenOnKeepsScheduledEventsWhichFollowTheLatestFlags
         Screen(false);
         Configure("true", isProvideThen, 1);
         Screen(true);
-        // A center that is gone does nothing.
+        // The event of a destroyed center has no effect.
         std::make_shared<DecisionCenter>()->OnScreenStateChanged(false, runner);
         release.set_value();
         RunUntil(2ms);
