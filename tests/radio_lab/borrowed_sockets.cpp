@@ -1,5 +1,6 @@
-// A library to preload: Bluetooth sockets come from the lender (socket_lender.cpp) whose socket the environment
-// variable LAB_SOCKET_LENDER names; all others from the kernel. They work as the process's own would.
+// A preload library. Bluetooth sockets come from the lender (socket_lender.cpp), whose socket path is in the
+// environment variable LAB_SOCKET_LENDER; all other sockets come from the kernel. A borrowed socket works like one that
+// the process has opened itself.
 #include <dlfcn.h>
 #include <sys/socket.h>
 #include <sys/un.h>

@@ -1,7 +1,7 @@
-// socket_lender SOCKET: lends Bluetooth sockets to processes in other network namespaces, in which the kernel makes
-// none. Runs in the first namespace of the guest. Whoever connects to the sequenced-packet socket at the path SOCKET
-// sends type and protocol, two ints in one message, and is answered by one byte with the new socket, or by the errno(3)
-// value as an int without one. borrowed_sockets.cpp is the other side.
+// socket_lender SOCKET: lends Bluetooth sockets to processes in other network namespaces, where the kernel does not
+// create them. Runs in the guest's first network namespace. A client (borrowed_sockets.cpp) connects to the
+// sequenced-packet socket at the path SOCKET and sends type and protocol, two ints in one message. The answer is one
+// byte with the new socket, or an errno(3) value as an int without a socket.
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>

@@ -1,5 +1,5 @@
-// Runs the tests of one program and ends it as the daemon ends: tasks of the service may still run, so no destructor
-// runs beside them. Leaks are looked for first.
+// Runs the tests of one program and exits as the daemon does: without destructors, because tasks of the service may
+// still run. Checks for leaks before that.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>

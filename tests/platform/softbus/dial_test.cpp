@@ -1,4 +1,5 @@
-// How long a dial tries and seeks, over a transport that refuses or stays silent.
+// Dial, which connects to a device: how long it tries addresses and seeks, over a transport that refuses or never
+// answers.
 #include "platform/softbus/link/dial.h"
 
 #include <gmock/gmock.h>
@@ -19,7 +20,7 @@ using namespace std::chrono_literals;
 constexpr auto LIMIT = SEEK_DELAY + 100ms;
 constexpr auto SEEKING_LIMIT = SEEK_DELAY + 700ms;
 
-// Refuses each connect to an address that begins with "refused"; others stay silent.
+// Refuses each connect to an address that starts with "refused". Other connects get no answer.
 class TestTransport : public Transport {
 public:
     explicit TestTransport(asio::io_context& reactor) : reactor_(reactor) {}
@@ -49,7 +50,7 @@ class DialTest : public testing::Test {
 protected:
     DialTest() { context.transports = {transport}; }
 
-    // Lets the channels seek; heard runs soon after.
+    // Enables the channels to seek. heard runs soon after each seek starts.
     void CanSeek(const std::function<void()>& heard)
     {
         context.seek = [this, heard] {
@@ -77,7 +78,7 @@ protected:
     const std::shared_ptr<TestTransport> transport = std::make_shared<TestTransport>(*context.reactor);
     std::vector<Route> routes;
     std::string wanted;           // network id; empty: any device
-    std::weak_ptr<void> seeking;  // the handle that the channels gave last
+    std::weak_ptr<void> seeking;  // the handle of the latest seek
 };
 
 TEST_F(DialTest, HasMoreTimeOnlyWhileAChannelSeeks)
@@ -97,7 +98,7 @@ TEST_F(DialTest, HasMoreTimeOnlyWhileAChannelSeeks)
     }
 }
 
-// Keeps "b name" and "e name" of spans that threads share; an end without its beginning is left out.
+// Records "b name" and "e name" for the begin and end of asynchronous spans. Ignores an end without a begin.
 class SpanSink : public QuviewDFX::TraceSink {
 public:
     void Write(QuviewDFX::TracePhase phase, uint64_t /*tag*/, std::string_view name, int32_t id) noexcept override
@@ -144,7 +145,7 @@ TEST_F(DialTest, TracesItsConnectsAndHowLongItSought)
     });
     Run();
     QuviewDFX::SetTraceSink(nullptr);
-    // A slow machine may end a connect later.
+    // On a slow machine a connect may end later, so only parts of the text are compared.
     EXPECT_THAT(trace->text, testing::StartsWith("b connect, b connect, "));
     EXPECT_THAT(trace->text, testing::HasSubstr("b seek, e seek, b connect, "));
     EXPECT_THAT(trace->text, testing::EndsWith("e connect, e connect, "));

@@ -1,4 +1,4 @@
-// How devices find each other, and how they leave the list.
+// How devices find each other, and how they disappear from the list.
 #include <asio/post.hpp>
 #include <atomic>
 #include <filesystem>
@@ -19,10 +19,10 @@ using namespace std::chrono_literals;
 
 constexpr const char* RADIO = "radio";
 
-// TCP, as a radio whose devices are heard only when somebody seeks them and whose addresses change.
+// TCP that acts as a radio: devices are heard only while a seek runs, and their addresses change.
 class TestRadio : public TcpTransport {
 public:
-    // The next failures connects fail.
+    // failures: how many of the next connects fail.
     TestRadio(asio::io_context& reactor, std::string& bound, std::atomic<int>& failures)
         : TcpTransport(reactor, "127.0.0.1:0"), reactor_(reactor), bound_(bound), failures_(failures)
     {
@@ -51,7 +51,7 @@ private:
     std::atomic<int>& failures_;
 };
 
-// A channel on which the test speaks.
+// A channel whose announcements the test makes.
 class TestChannel : public AnnouncementChannel {
 public:
     explicit TestChannel(std::string transport = "tcp") : transport_(std::move(transport)) {}
@@ -76,7 +76,7 @@ public:
     void Announce(const std::string& /*token*/) override {}
     void Withdraw() override {}
 
-    // Whether the token is taken for one of the account.
+    // Reports an announcement. Returns whether the device recognises its token as one of the account.
     bool Hear(const std::string& name, const std::string& token, const std::vector<std::string>& addresses)
     {
         Announcement announcement{token, {}};
@@ -103,7 +103,7 @@ protected:
     {
         return Eventually([&] { return SeesOnline(at, phone.networkId) == online; });
     }
-    // A laptop with a channel of the test's.
+    // Starts a laptop with a channel of the test.
     sptr<SoftBusServer> StartLaptop()
     {
         SoftBusOptions options;
@@ -118,7 +118,7 @@ protected:
     {
         return Trust::AnnouncementTokens::Make(*identity.linkKeys, transport).value()->MakeToken(identity.networkId);
     }
-    // bound: set to the address that a seeker may hear.
+    // bound: receives the address at which the radio listens.
     SoftBusOptions WithRadio(std::string& bound)
     {
         SoftBusOptions options;
@@ -127,7 +127,7 @@ protected:
         }};
         return options;
     }
-    // A laptop with a radio, and a channel of the test's that hears by it.
+    // Starts a laptop with a radio, and with a channel of the test for that radio.
     sptr<SoftBusServer> StartRadioLaptop(const std::vector<std::string>& peers = {})
     {
         SoftBusOptions options = WithRadio(laptopRadio);
@@ -138,7 +138,7 @@ protected:
         }};
         return StartBus(laptop, "laptop", peers, options);
     }
-    // How an open from laptop to phone ends.
+    // Opens a session from laptop to phone. Returns the result.
     int Open(const sptr<SoftBusServer>& bus, const SessionAttribute& attribute = ByteSession())
     {
         Recorder& atLaptop = Listener<0>::Events();
@@ -225,7 +225,7 @@ TEST_F(DiscoveryTest, ADeviceThatWasNeverMetIsGreetedOnceWhereItAnnouncesItself)
     EXPECT_FALSE(channel->Hear("stranger", TokenOf(strangers), {phoneBus->ListenAddress()}));
     EXPECT_TRUE(channel->Hear("laptop", TokenOf(laptop), {laptopBus->ListenAddress()})) << "its own";
     EXPECT_TRUE(laptopBus->Nodes().empty());
-    // One address where nobody is, one that is of no use, and a good one.
+    // An address where nothing listens, an invalid address, and a good one.
     EXPECT_TRUE(channel->Hear("phone", TokenOf(phone), {"127.0.0.1:1", "nonsense", phoneBus->ListenAddress()}));
     EXPECT_TRUE(Meet(laptopBus, phoneBus));
 
@@ -247,7 +247,8 @@ TEST_F(DiscoveryTest, AReplayedTokenNeitherHidesADeviceNorIsTriedAgain)
     ASSERT_TRUE(Meet(laptopBus, phoneBus));
     channel->HearTheEnd("phone");
 
-    // Who replays it is silent at many addresses, and answers with another account's certificate at one.
+    // The replayed token names many addresses that never answer, and one that answers with another account's
+    // certificate.
     const UniqueFd silent(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     ASSERT_EQ(::listen(silent.Get(), 64), 0);
     sockaddr_in at{};

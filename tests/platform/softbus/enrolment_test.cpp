@@ -1,5 +1,5 @@
-// Enrolment by ticket: the holder is a soft bus, the joiner a JoinAttempt, or either of them a test that speaks by
-// hand.
+// Enrolment by ticket. The holder is a soft bus and the joiner a JoinAttempt; in some tests, the test acts as one of
+// them and builds the messages by hand.
 #include <atomic>
 
 #include "platform/softbus/transport/tcp_transport.h"
@@ -9,7 +9,7 @@
 namespace Vexo::SoftBus::Tests {
 namespace {
 
-// --- the way that works ---
+// --- successful enrolment ---
 
 TEST_F(EnrolmentTest, ADeviceJoinsByTheAddressInTheTicketAndIsUsedAtOnce)
 {
@@ -46,7 +46,7 @@ TEST_F(EnrolmentTest, AnnouncementsLeadThereWhereverADeadAddressAndAStrangerAreT
     confirms.confirmsItself = true;
     Invite(announces, confirms);
     EXPECT_EQ(Ticket().address, "");
-    const BareHolder stranger;  // takes connections, and says nothing
+    const BareHolder stranger;  // accepts connections and sends nothing
     BareHolder dead;
     JoinOptions options = OptionsOf("phone");
     options.announceFolder = folder;
@@ -62,7 +62,7 @@ TEST_F(EnrolmentTest, AnnouncementsLeadThereWhereverADeadAddressAndAStrangerAreT
     EXPECT_EQ(files(), 0);
 }
 
-// A radio and a channel that come up after the attempt has begun.
+// A radio and a channel that come up after the attempt has started.
 class LateRadio {
 public:
     class Wire : public TcpTransport {
@@ -87,7 +87,7 @@ public:
         std::shared_ptr<void> Seek() override
         {
             if (++radio_.seeks < 2) {
-                return nullptr;  // it is not up yet
+                return nullptr;  // the radio is not up yet
             }
             heard_("holder", Announcement{radio_.token, {{"radio", radio_.address}}});
             return std::make_shared<int>();
@@ -122,7 +122,7 @@ TEST_F(EnrolmentTest, ARadioThatComesUpLaterLeadsThere)
     EXPECT_EQ(WaitFor(Join(options), JoinPhase::DONE).over, "radio");
 }
 
-// --- others ---
+// --- attackers and other joiners ---
 
 TEST_F(EnrolmentTest, AManInTheMiddleWhoHasTheTicketMakesTwoNumbers)
 {
@@ -179,7 +179,7 @@ TEST_F(EnrolmentTest, WhoeverDoesNotProveTheTicketGets16RandomBytes)
         EXPECT_TRUE(peer.WriteRaw(row.answer(challenge)));
         EXPECT_EQ(peer.ReadChallenge(), "") << row.who;
     }
-    // The proof alone does not do: a first message of another secret ends in an alert.
+    // A valid proof is not enough: a first TLS message made with another secret is answered by an alert.
     Bare mixed(bus->ListenAddress(), guess);
     const std::string other = mixed.FirstMessage();
     EXPECT_TRUE(mixed.WriteRaw(
@@ -206,9 +206,9 @@ TEST_F(EnrolmentTest, OneJoinerAsksAtATimeAndOnlyItMayAskAgain)
     EXPECT_EQ(answer.text.find("-----BEGIN CMS"), 0U);
 }
 
-// --- cuts ---
+// --- interrupted enrolments ---
 
-// How far the conversation goes before one side is cut off.
+// The step of the enrolment after which one side is cut off.
 enum class Step { CONNECTED, SECURED, COMMITTED, NONCE_KNOWN, ASKED, CONFIRMED };
 
 TEST_F(EnrolmentTest, AfterAJoinerIsCutOffTheSameTicketStillAdmitsIt)
@@ -282,7 +282,7 @@ TEST_F(EnrolmentTest, AfterAHolderIsCutOffTheJoinerSearchesOnOrSaysThatItIsLost)
         }
         accepted.Reset();
         if (step < Step::NONCE_KNOWN) {
-            Bare holder(cut.Accept(), Ticket());  // it searches on, and asks again
+            Bare holder(cut.Accept(), Ticket());  // the joiner keeps searching, and asks again
             EXPECT_EQ(NextFrame(holder).kind, FrameKind::JOIN_COMMIT);
             attempt->Cancel();
             EXPECT_EQ(attempt->Status().failure, JoinFailure::CANCELLED);
@@ -295,7 +295,7 @@ TEST_F(EnrolmentTest, AfterAHolderIsCutOffTheJoinerSearchesOnOrSaysThatItIsLost)
     }
 }
 
-// --- what the holder answers ---
+// --- the holder's answers ---
 
 TEST_F(EnrolmentTest, FailuresOfAdmissionAreToldAndLeaveTheTicketOpen)
 {

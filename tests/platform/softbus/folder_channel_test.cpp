@@ -21,7 +21,7 @@ using namespace std::chrono_literals;
 using Vexo::Tests::Eventually;
 namespace fs = std::filesystem;
 
-// The test's tokens: 8 characters; those of the account begin with "our", and then the device follows.
+// The tokens of the test have 8 characters. Tokens of the account start with "our", followed by the device.
 const std::string LAPTOP = "our-L-01", LAPTOP_NEXT = "our-L-02", PHONE = "our-P-01", PHONE_NEXT = "our-P-02";
 
 std::string Hex(const std::string& token)
@@ -63,7 +63,7 @@ protected:
     }
 
     void Write(const std::string& name, const std::string& text) const { std::ofstream(shared / name) << text; }
-    // The tokens in the names of the files, each with a blank.
+    // Returns the tokens in the file names, each followed by a space.
     std::string Announced() const
     {
         std::set<std::string> tokens;
@@ -102,7 +102,7 @@ TEST_F(FolderChannelTest, FilesAreReportedOnlyWhenWholeAndOursAndOthersGetOneLin
 {
     const auto name = [](const std::string& token) { return Hex(token) + "-01234567.json"; };
     const std::tuple<std::string, std::string, std::string> ignored[] = {
-        {"foreign1", "{", ""},  // without a line
+        {"foreign1", "{", ""},  // ignored without a log line
         {"our-tool", std::string(4097, ' '), "larger than"},
         {"our-cut1", FileOf("our-cut1", where).substr(0, 60), "the JSON ends too early"},
         {"our-vers", FileOf("our-vers", where, "3"), "version: 3 was made by a newer version"},
@@ -119,7 +119,8 @@ TEST_F(FolderChannelTest, FilesAreReportedOnlyWhenWholeAndOursAndOthersGetOneLin
     }
     Write("target", FileOf("our-link", where));
     fs::create_symlink("target", shared / name("our-link"));
-    ASSERT_EQ(::mkfifo((shared / name("our-fifo")).c_str(), 0600), 0);  // opening one waits for a writer
+    ASSERT_EQ(::mkfifo((shared / name("our-fifo")).c_str(), 0600),
+              0);  // opening it would block until a writer opens it
     Write(name("our-good"), FileOf("our-good", where + R"(, "later": {"x": 1}, "a b": 2)"));
 
     const Vexo::Tests::LogCapture log;

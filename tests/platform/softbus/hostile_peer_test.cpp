@@ -1,4 +1,4 @@
-// Peers that break the rules, vanish or fall silent.
+// Peers that break the protocol, crash or stop answering.
 #include <algorithm>
 #include <future>
 
@@ -12,7 +12,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// A device of the account besides the phone and the laptop, connected to the phone.
+// A third device of the account, connected to the phone.
 class HostilePeerTest : public PairTest {
 protected:
     void SetUp() override
@@ -20,7 +20,7 @@ protected:
         PairTest::SetUp();
         peer = Connect();
     }
-    // Opens a session, and returns its id at the phone.
+    // Opens a session. Returns its id on the phone.
     int Open(Bare& by)
     {
         EXPECT_TRUE(by.Handshake() && by.Greet());
@@ -72,7 +72,7 @@ TEST_F(HostilePeerTest, BrokenFramesCloseTheConnectionWithOneLine)
     EXPECT_TRUE(atPhone.All().empty());
 }
 
-// Without a proof of the account a peer gets 16 bytes and a closed connection.
+// A peer without a proof of the account gets 16 bytes and a closed connection.
 TEST_F(HostilePeerTest, WrongOrLateProofClosesTheConnection)
 {
     const std::string message = peer->FirstMessage();
@@ -170,7 +170,8 @@ TEST_F(HostilePeerTest, PeerIsLimitedToItsShareOfSessions)
     ASSERT_EQ(small->CreateSessionServer(PKG, NAME, Listener<0>::Table()), 0);
     ASSERT_TRUE(Meet(small, phone));
     const Vexo::Tests::LogCapture log;
-    // The peer opens one after another; the last of its share waits for a server that nobody has.
+    // The peer opens one session after another. The last one of its share waits for a session server that does not
+    // exist.
     std::vector<std::unique_ptr<Bare>> opens;
     const auto answer = [&](const char* server, bool waits) {
         opens.push_back(std::make_unique<Bare>(small->ListenAddress(), identity));

@@ -1,4 +1,4 @@
-// What the soft bus knows of other devices altogether: which are reachable, and where each is tried.
+// What the soft bus knows about other devices: which are reachable, and which addresses it tries.
 #include "platform/softbus/reactor_context.h"
 
 #include <gtest/gtest.h>
@@ -17,7 +17,7 @@ protected:
         context.sightings.SetTokens(laptop.networkId,
                                     {{"tcp", Trust::AnnouncementTokens::Make(*laptop.linkKeys, "tcp").value()}});
     }
-    // The phone announces itself at that address.
+    // Reports an announcement of the phone with that address.
     void Announce(const std::string& address)
     {
         const auto tokens = Trust::AnnouncementTokens::Make(*phone.linkKeys, "tcp").value();

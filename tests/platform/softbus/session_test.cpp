@@ -1,4 +1,4 @@
-// The suite of sessions over TCP and over a lossy transport, and what of sessions does not depend on the transport.
+// The session suite over TCP and over a lossy transport, and the tests of sessions that do not depend on the transport.
 #include "platform/softbus/session.h"
 
 #include <sys/socket.h>
@@ -17,7 +17,7 @@
 namespace Vexo::SoftBus::Tests {
 namespace {
 
-// TCP in small pieces. Of a device's two addresses the first fails at every third connect.
+// TCP with small writes. Of a device's two addresses, the first fails at every third connect.
 class LossyTransport final : public TcpTransport {
 public:
     LossyTransport(asio::io_context& reactor, uint16_t& port) : TcpTransport(reactor, "127.0.0.1:0"), port_(port) {}
@@ -44,7 +44,7 @@ public:
 private:
     Stream InPieces(Stream stream)
     {
-        // Where a test sends megabytes, its first stream carries them.
+        // In tests that send megabytes, the first stream carries them, so it has the largest pieces.
         constexpr std::array<size_t, 5> PIECES{1021, 1, 7, 2, 61};
         const int bufferBytes = 4096;
         EXPECT_EQ(::setsockopt(stream.socket.Get(), SOL_SOCKET, SO_SNDBUF, &bufferBytes, sizeof bufferBytes), 0);
@@ -79,7 +79,7 @@ INSTANTIATE_TEST_SUITE_P(Lossy, SessionSuite, testing::Values([] { return std::m
 
 using SessionTest = PairTest;
 
-// A way of the link type for Bluetooth whose connects throw.
+// A transport for the Bluetooth link type whose connects throw.
 class ThrowingTransport : public Transport {
 public:
     std::string Name() const override { return "throwing"; }
@@ -164,7 +164,7 @@ TEST_F(SessionTest, PolicyRefusesSessionsAtOnceAndTheOpenerHearsWhyBeforeItsCall
         EXPECT_EQ(heardBefore, row.atWatch.empty() ? std::vector<std::string>{} : std::vector{row.atWatch});
         EXPECT_EQ(servers.Take(), row.atTablet.empty() ? std::vector<std::string>{} : std::vector{row.atTablet});
     }
-    // The right to use the device ends while a session is open: its next message closes the session.
+    // If the policy refuses the device while a session is open, the next message closes the session.
     servers.answer = PeerRefusal::NONE;
     const int id = watch->OpenSession(NAME, NAME, tabletIdentity.networkId, ByteSession());
     ASSERT_EQ(atLaptop.WaitFor(Kind::OPENED, id).result, SOFTBUS_OK);

@@ -1,4 +1,4 @@
-// What is heard of other devices, and for how long it counts.
+// Announcements of other devices, and how long they count.
 #include "platform/softbus/discovery/sightings.h"
 
 #include <gtest/gtest.h>

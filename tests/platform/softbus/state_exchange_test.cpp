@@ -1,4 +1,4 @@
-// How the account's state spreads, what a removal does, and how a device with the previous link key catches up.
+// How the account's state spreads, what a removal causes, and how a device with the previous link key catches up.
 #include <openssl/x509.h>
 
 #include <algorithm>
@@ -25,7 +25,7 @@ protected:
         for (const char* device : {"laptop", "tablet", "phone"}) {
             ids.push_back(account.Enrol(device).networkId);
         }
-        // Each has the state with all of them, as if they had met.
+        // Each device gets the state with all members, as if the devices had met.
         for (const char* device : {"tablet", "phone"}) {
             EXPECT_TRUE(Trust::AdoptState(account.Folder(device), StateOf("laptop").Bytes()));
         }
@@ -64,7 +64,7 @@ protected:
     }
     uint64_t NumberOf(const std::string& device) { return StateOf(device).State().number; }
 
-    // A state that follows the laptop's, signed by the account's key.
+    // Returns a state that is newer than the laptop's and signed with the account's key.
     Trust::SignedStatePtr Signed(const std::function<void(AccountState&)>& change, uint64_t ahead = 1)
     {
         AccountState state = StateOf("laptop").State();
@@ -86,7 +86,7 @@ protected:
                 name;
         }));
     }
-    // Removes the phone, with a new link key.
+    // Removes the phone from the account, with a new link key.
     void RemovePhone()
     {
         const auto key = Trust::KeyFromPem(Trust::Tests::Read(account.Folder("laptop") / "account.key"));
@@ -150,7 +150,7 @@ TEST_F(StateExchangeTest, LargestStateIsAdopted)
             }
         };
     };
-    // Signatures differ by a few bytes in length.
+    // Signatures differ in length by a few bytes, so the size per member is an average.
     const size_t one = (Signed(crowd(200))->Bytes().size() - Signed(crowd(100))->Bytes().size() + 150) / 100;
     const size_t count = 100 + (Trust::MAX_STATE_BYTES - Signed(crowd(100))->Bytes().size() - 16) / one;
     GiveLaptop(Signed(crowd(count)));
@@ -235,7 +235,8 @@ TEST_F(StateExchangeTest, DeviceOfTheAccountThatIsNoMemberSpeaksOnlyOnceItsState
     EXPECT_EQ(NumberOf("tablet"), NumberOf("laptop"));
 }
 
-// What the device at the other end of a bare link gets before the link ends.
+// Returns the kinds of all frames that the other device sends before it closes the connection. removal: the payload of
+// the REMOVED frame.
 std::vector<FrameKind> KindsUntilTheEnd(Bare& peer, std::string& removal)
 {
     std::vector<FrameKind> kinds;
@@ -298,7 +299,7 @@ TEST_F(StateExchangeTest, DeviceWithThePreviousLinkKeyOpensAndIsOpenedToAtTheFir
         }
         GiveLaptop(Signed(ChangeLinkKey));
         ASSERT_TRUE(Trust::AdoptState(account.Folder(oldOneDials ? "tablet" : "phone"), StateOf("laptop").Bytes()));
-        // Neither greets the other: what they know of each other is on the side that dials.
+        // The tablet forgets the phone, so that only the phone connects to the other one.
         std::filesystem::remove(account.Folder("tablet") / KNOWN_DEVICES_FILE);
         tablet = Start("tablet", {}, address);
         if (!oldOneDials) {
@@ -321,7 +322,7 @@ TEST_F(StateExchangeTest, RenewedCertificateReachesTheMember)
     const auto tablet = Start("tablet", {laptop->ListenAddress()});
     ASSERT_TRUE(Meet(laptop, tablet));
     const auto before = account.Load("tablet").CertificateExpiry();
-    // A certificate is renewed when it begins before the account's, in seconds.
+    // A certificate is renewed if it begins at an earlier second than the account's certificate.
     ASSERT_TRUE(Eventually([&] { return Clock::System().WallNow() - began > 1100ms; }));
     const auto renewed = Trust::RenewAccount(account.Folder("laptop"));
     ASSERT_TRUE(renewed) << renewed.error().message;
@@ -376,7 +377,7 @@ TEST_F(StateExchangeTest, RestoredDeviceBecomesTheHolderOnceItHasMetAMember)
     const std::string id = account.Load("desktop").networkId;
     EXPECT_EQ(StateOf("desktop").State().FindMember(Phone())->name, "new phone") << "merged before it signed";
     EXPECT_TRUE(Eventually([&] { return StateOf("tablet").State().holder == id; }));
-    // Without anything newer to merge, too.
+    // The restore also completes if a member has nothing newer to merge.
     ASSERT_TRUE(Trust::RestoreAccount(account.Folder("server"), file, "a passphrase", "server", false));
     ASSERT_TRUE(Trust::AdoptState(account.Folder("server"), StateOf("tablet").Bytes()));
     const auto server = Start("server", {tablet->ListenAddress()});

@@ -36,7 +36,7 @@ TEST(ElasticPoolTest, BeyondItsThreadsWorkWaitsInOrderWithOneWarningAndOnlyAFull
     EXPECT_EQ(ran.WaitFor(3), (std::vector<int>{0, 1, 2}));
 }
 
-// A pool whose threads the test gives or refuses, or makes a post wait for.
+// A pool whose new threads the test allows or refuses. The test can also block a post while the pool asks for a thread.
 class RefusedThreadsTest : public testing::Test {
 protected:
     std::atomic<bool> gives_{true};
@@ -50,7 +50,7 @@ protected:
                           }
                           return gives_.load() && StartDetachedThread(std::move(run));
                       }};
-    Gate gate_;  // opened before the pool ends
+    Gate gate_;  // destroyed, and so opened, before the pool
 };
 
 TEST_F(RefusedThreadsTest, WorkWhoseThreadIsRefusedGoesToTheWorkerThatBecameIdleMeanwhile)

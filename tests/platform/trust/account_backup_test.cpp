@@ -54,7 +54,7 @@ TEST_F(AccountBackupTest, AnOldBackupSignsOnlyAfterTheNewerStateHasCome)
     EXPECT_NE(restored.state->State().FindRemoved(lost), nullptr);
     EXPECT_EQ(restored.state->State().members.size(), 3U);
     ASSERT_TRUE(AdoptState(devices.Folder("tablet"), restored.state->Bytes()).value());
-    // The new holder admits and removes, also the one before it, which signs no more.
+    // The new holder admits and removes members, the previous holder included, which can no longer sign.
     ASSERT_TRUE(AdoptState(laptop, restored.state->Bytes()).value());
     ExpectRefused(Admit(laptop, MakeRequest(devices.Folder("watch"), "watch").value()), "\"laptop-2\"");
     EXPECT_TRUE(Install(devices.Folder("watch"), devices.Answer("watch", "desktop")));
@@ -99,11 +99,11 @@ TEST_F(AccountBackupTest, WrongPassphraseAndDamageAreToldApart)
 TEST_F(AccountBackupTest, TheOnlyDeviceLeftGoesOnAtOnce)
 {
     ASSERT_TRUE(RestoreAccount(desktop, file, PASSPHRASE, "desktop", false));
-    // Nobody was met.
+    // The restored device has met no other member, and is declared to be the only device left.
     ASSERT_TRUE(RestoreAccount(desktop, file, PASSPHRASE, "desktop", true));
     EXPECT_FALSE(IsRestored(desktop));
     EXPECT_TRUE(RemoveMember(desktop, devices.Load("laptop").networkId, true));
-    // So does the holder that has lost its state.
+    // The holder that has lost its state may also declare that.
     fs::remove(laptop / STATE_FILE);
     ASSERT_FALSE(RemoveMember(laptop, devices.Load("phone").networkId, true));
     ASSERT_TRUE(RestoreAccount(laptop, file, PASSPHRASE, "laptop", true));

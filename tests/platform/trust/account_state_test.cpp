@@ -24,7 +24,7 @@ protected:
         own = devices.Load("laptop").state;
         account = std::move(CertificatesFromPem(own->State().accountCertificate).front());
     }
-    // The state after change, signed by the account's key.
+    // Returns the changed state, signed with the account's key.
     SignedStatePtr Changed(const std::function<void(AccountState&)>& change) const
     {
         AccountState state = own->State();
@@ -32,7 +32,7 @@ protected:
         return SignState(std::move(state), account.get(), key.get()).value();
     }
     std::string Text() const { return OpenSignedText(own->Bytes(), "").value().text.text; }
-    // What the account's key signs when one part of the text is another.
+    // Returns the state's text with one part replaced, signed with the account's key.
     std::string Rewritten(const std::string& before, const std::string& after) const
     {
         std::string text = Text();
@@ -102,9 +102,9 @@ TEST_F(AccountStateTest, TheNewerOneIsKeptWhateverOrderTheyComeIn)
     EXPECT_EQ(AdoptState(phone, newer->Bytes()).value()->state->Digest(), newer->Digest());
     EXPECT_EQ(code(own), ErrorCode::REFUSED);
     EXPECT_EQ(code(other), ErrorCode::ALREADY_EXISTS);
-    // The same text signed again is no other content.
+    // The same text with a new signature is the same state.
     EXPECT_FALSE(AdoptState(phone, Changed([](AccountState& state) { state.number += 5; })->Bytes()).value());
-    // What was made from an old backup may not bring a removed device back.
+    // A state that was made from an old backup must not bring a removed device back.
     const std::string lost(64, 'c');
     const auto removal = Changed([&](AccountState& state) {
         state.number += 6;
@@ -116,7 +116,7 @@ TEST_F(AccountStateTest, TheNewerOneIsKeptWhateverOrderTheyComeIn)
         state.number += 8;
         state.removed = removal->State().removed;
     });
-    // Lost, it does not come back older, also when its link keys are lost with it.
+    // A device that has lost its state accepts no older one, even if its link keys are lost, too.
     std::filesystem::resize_file(phone / STATE_FILE, 100);
     EXPECT_EQ(devices.Load("phone").state, nullptr);
     EXPECT_EQ(code(own), ErrorCode::REFUSED);

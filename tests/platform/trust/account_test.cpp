@@ -12,7 +12,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// A request for subject's key, signed by signer.
+// Returns a certificate request for subject's key, signed by signer.
 std::string RequestFor(EVP_PKEY* subject, EVP_PKEY* signer)
 {
     const OpenSslPtr<X509_REQ> request(X509_REQ_new());
@@ -67,7 +67,7 @@ TEST_F(AccountTest, TheNewMemberIsStoredBeforeItHasItsAnswer)
     ASSERT_NE(member, nullptr);
     EXPECT_EQ(member->name + std::to_string(member->type), "phone14");
     EXPECT_EQ(stored->State().holder, devices.Load("laptop").networkId);
-    // Asked again, because the answer was lost: the same member.
+    // A repeated request, as after a lost answer, yields the same member.
     ASSERT_TRUE(Install(phone, Admit(laptop, request).value()));
     EXPECT_EQ(devices.Load("phone").state->Bytes(), stored->Bytes());
     EXPECT_TRUE(devices.Load("phone").IsMember(devices.Load("laptop").networkId));
@@ -89,7 +89,7 @@ TEST_F(AccountTest, AnOlderAccountGetsItsFirstStateWithTheNextMember)
     EXPECT_TRUE(devices.Load("phone").IsMember("anybody"));
     devices.Answer("tablet", "laptop");
     EXPECT_EQ(devices.Load("laptop").state->State().members.size(), 2U);
-    // A state that was there is not made anew: the members in it would be shut out.
+    // The holder does not replace a damaged state by a new one, which would shut out its members.
     fs::resize_file(laptop / STATE_FILE, 10);
     const auto refused = Admit(laptop, MakeRequest(phone / "other", "watch").value());
     ExpectRefused(refused, "must meet another member");
@@ -234,7 +234,7 @@ TEST_F(AccountTest, WhatACrashLeftHalfDoneIsCompletedAndTakesNoOtherAccount)
     devices.Create("laptop");
     EXPECT_TRUE(devices.Load("laptop").holdsAccountKey);
     EXPECT_EQ(Read(laptop / LINK_KEY_FILE), linkKey);
-    // A device that was being admitted makes an account of its own instead.
+    // A device whose admission was interrupted creates an account of its own, with another link key.
     EXPECT_TRUE(Install(phone, devices.Answer("phone", "laptop")));
     fs::remove(phone / DEVICE_CERTIFICATE_FILE);
     devices.Create("phone", "own");

@@ -18,7 +18,8 @@ protected:
         return AnnouncementTokens::Make(keys, transport, clock).value();
     }
 
-    // The clocks of a phone, which makes tokens, and of a laptop, which reads them; at the beginning of a period.
+    // The clocks of a phone, which makes tokens, and of a laptop, which reads them. Both start at the beginning of a
+    // period.
     Calendar phone;
     Calendar laptop;
     const WallTime start{2'111'111 * 15min};

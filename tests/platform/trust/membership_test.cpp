@@ -23,7 +23,7 @@ protected:
     }
     std::string Id(const std::string& device) const { return devices.Load(device).networkId; }
     AccountState State() const { return devices.Load("laptop").state->State(); }
-    // What the laptop knows reaches the others.
+    // Delivers the laptop's state to another device.
     void Pass(const std::string& device) const
     {
         EXPECT_TRUE(AdoptState(devices.Folder(device), devices.Load("laptop").state->Bytes()).value());
@@ -54,7 +54,7 @@ TEST_F(MembershipTest, ARemovedDeviceStaysRemovedAndKnowsNoNewKey)
     Pass("phone");
     EXPECT_EQ(devices.Load("phone").removedAt, removed->at);
 
-    // Its key does not come back; the device does with another one.
+    // The removed key stays removed, but the device can join again with a new key.
     std::filesystem::remove(devices.Folder("phone") / DEVICE_CERTIFICATE_FILE);
     const auto again = Admit(laptop, MakeRequest(devices.Folder("phone"), "phone").value());
     ExpectRefused(again, "removed this device on");
@@ -64,7 +64,7 @@ TEST_F(MembershipTest, ARemovedDeviceStaysRemovedAndKnowsNoNewKey)
     EXPECT_EQ(devices.Load("phone").removedAt, std::nullopt);
 }
 
-// A member that met nobody between two removals has the key before both.
+// A member that met no other member between two removals still has the key from before both.
 TEST_F(MembershipTest, ASecondRemovalKeepsTheKeyThatEveryMemberStillHas)
 {
     Calendar clock;
@@ -97,7 +97,8 @@ TEST_F(MembershipTest, RefusesWhatWouldBreakTheAccount)
     ExpectRefused(RenameMember(phone, Id("phone"), "x"), "do it on \"laptop\"");
     EXPECT_EQ(State().number, devices.Load("laptop").state->State().number);
 
-    // The key itself goes another way; who still has it signs no more.
+    // SetHolder() names the holder and does not move the key. The old holder still has the key, but cannot sign any
+    // more.
     ASSERT_TRUE(SetHolder(laptop, Id("phone")));
     ExpectRefused(RenameMember(laptop, Id("phone"), "x"), "do it on \"phone\"");
     ASSERT_TRUE(SetHolder(laptop, Id("laptop")));
@@ -107,7 +108,7 @@ TEST_F(MembershipTest, RefusesWhatWouldBreakTheAccount)
     for (const char* const device : {"phone", "tablet"}) {
         ASSERT_TRUE(RemoveMember(laptop, Id(device), true));
     }
-    // The last member ends the account.
+    // The account ends when its last member leaves.
     const std::string before = Id("laptop");
     ASSERT_TRUE(LeaveAccount(laptop));
     EXPECT_TRUE(std::filesystem::is_empty(laptop));
@@ -127,7 +128,7 @@ TEST_F(MembershipTest, RenewsEveryCertificateForTheSameKeys)
     const auto certificate = RenewedCertificate(laptop, old.networkId, old.certificate.get(), clock);
     ASSERT_TRUE(certificate);
     EXPECT_FALSE(RenewedCertificate(laptop, Id("tablet"), old.certificate.get(), clock));
-    // With the account's certificate of before, too.
+    // The phone, which still has the account's old certificate, adopts the new certificate.
     ASSERT_TRUE(AdoptCertificate(devices.Folder("phone"), *certificate));
     Pass("phone");
     const Identity after = devices.Load("phone");

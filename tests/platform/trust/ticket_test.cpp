@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::string_view DIGITS = "0123456789ABCDEFGHJKMNPQRSTVWXYZ";
 const std::string SECRET{"\x00\x01\x02\x03\x04\x05\x06\x07\x08\x09\x0a\x0b\x0c\x0d\xfe\xff", 16};
-// Computed from the format with another program's arithmetic: 26 digits and the check symbol.
+// Computed from the format by another program: 26 digits and the check symbol.
 constexpr const char* SHORT_TEXT = "0004-1061-050R-3GG2-8A1C-60VZ-QZ7";
 constexpr const char* ADDRESS = "192.0.2.7:40117";
 
@@ -49,7 +49,7 @@ TEST(TicketTest, ATicketReadsBackHoweverItIsTyped)
     EXPECT_EQ(TicketText({SECRET, ""}), SHORT_TEXT);
 }
 
-// Computed apart from this code, from docs/enrolment.md.
+// The expected values were computed from docs/enrolment.md, independently of this code.
 TEST(TicketTest, TextAndKeyAreThoseOfTheirDescription)
 {
     std::string secret;
@@ -72,7 +72,7 @@ TEST(TicketTest, AWrongSymbolAndTwoSwappedOnesAreCaught)
                 wrong[i] = symbol;
                 EXPECT_TRUE(symbol == text[i] || !ParseTicket(wrong)) << wrong;
             }
-            // Far from its place, the check symbol itself may change with a digit unnoticed.
+            // The check symbol detects a swap of itself with a digit only if the two are neighbours.
             for (size_t j = i + 1; j < text.size() - (i + 2 < text.size() ? 1 : 0); ++j) {
                 std::string swapped = text;
                 std::swap(swapped[i], swapped[j]);
@@ -96,7 +96,7 @@ TEST(TicketTest, ARefusalSaysWhatIsWrongAndWhere)
         {"0004-1061-0U0R-3GG2-8A1C-60VZ-QZ7", "\"U\" in group 3 is no character of a ticket"},
         {std::string("0004-1061-05\0", 13), "a character in group 3 is no character of a ticket"},
         {"0004-1061-050R-3GG2-8A1C-60VZ-QZ8", "a character is mistyped"},
-        // Secret and address of zeros, but for the version, 1, whose check symbol the loop below finds.
+        // Secret and address are zeros. The first row has version 1. The loop below finds the check symbols.
         {"8000-0000-0000-0000-0000-0000-00?", "it was made by a newer version"},
         {"0000000000-000000000-000000000-00000000?", "its address has port 0"},
     };
@@ -134,7 +134,7 @@ TEST(TicketTest, OnlyTheSameSecretReadsTokensAndProofs)
     }
 }
 
-// --- TLS ---
+// --- TLS with a ticket ---
 
 struct Handshake {
     bool done = false;

@@ -15,7 +15,7 @@ Context ContextOf(const Identity& identity)
     return made ? made.value() : nullptr;
 }
 
-// Two TLS objects, driven in turns until a byte of the server has reached the client or one of them has failed.
+// Two TLS objects, driven in turns until the client has received a byte of the server or one of them has failed.
 struct Connection {
     SslPtr client;
     SslPtr server;
@@ -44,7 +44,7 @@ Connection Connect(SslPtr client, const Context& clientContext, const Context& s
         sent = sent == 1 ? sent : SSL_write(pair.server.get(), &byte, 1);
         note(serverContext, pair.server.get(), sent);
     }
-    // Ended as the links of the soft bus end: a session that may be resumed.
+    // Closed as the soft bus closes its links, so that the TLS session may be resumed.
     for (SSL* ssl : {pair.client.get(), pair.server.get()}) {
         SSL_set_shutdown(ssl, SSL_SENT_SHUTDOWN | SSL_RECEIVED_SHUTDOWN);
     }
@@ -56,7 +56,7 @@ Connection Connect(const Context& client, const Context& server, const std::stri
     return Connect(client->NewClient(wanted), client, server);
 }
 
-// identity with another certificate of its account for the same key, whose validity ends at notAfter.
+// Returns identity with another certificate of its account for the same key, whose validity ends at notAfter.
 Identity WithExpiry(Identity identity, EVP_PKEY* accountKey, std::time_t notAfter)
 {
     identity.certificate = EndingAt(identity.certificate.get(), accountKey, notAfter);
@@ -114,7 +114,7 @@ TEST_F(TlsContextTest, LaterSessionsResumeEachWithAFreshTicketUntilItIsForgotten
     EXPECT_FALSE(resumes());
     EXPECT_TRUE(resumes());
     EXPECT_TRUE(resumes());
-    const SslPtr took = atLaptop->NewClient(phone.networkId);  // the only ticket, offered and lost
+    const SslPtr took = atLaptop->NewClient(phone.networkId);  // takes the only ticket, which is then lost
     EXPECT_FALSE(resumes());
     atLaptop->Forget(phone.networkId);
     EXPECT_FALSE(resumes());

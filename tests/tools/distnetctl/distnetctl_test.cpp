@@ -1,4 +1,4 @@
-// What distnetctl makes of words: which device is meant and how lines are laid out.
+// How distnetctl reads arguments (which device or time they name) and lays out its output.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// What doctor advises for a damaged identity, done as it says: the commands go through a shell, word for word.
+// Follows doctor's advice for a damaged identity: the advised commands run in a shell, unchanged.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -19,7 +19,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Names that a shell would take apart.
+// Names that a shell would split without quotes.
 const char* const ACCOUNT = "Anna's home";
 const char* const HOLDER = "Anna's laptop";
 const char* const MEMBER = "phone";
@@ -42,7 +42,7 @@ struct World {
     {
         return CheckIdentity(Identity(device), std::chrono::system_clock::now());
     }
-    // What the shell ended with.
+    // Runs the commands in a shell. Returns its exit status.
     int Run(const std::string& commands) const
     {
         const std::string line =
@@ -53,7 +53,7 @@ struct World {
     const Vexo::Tests::TempFolder folder;
 };
 
-// The commands of an advice stand behind a colon and end with it or at a semicolon.
+// Returns the commands of an advice. They follow a colon, and end at a semicolon or at the end of the advice.
 std::string CommandsOf(const std::string& advice)
 {
     std::smatch found;
@@ -91,7 +91,7 @@ void ExpectAdviceMends(const char* device, const char* file, const std::function
                   0);
         EXPECT_EQ(fs::status(world.folder.Path() / "answer.pem").permissions(), fs::perms(0600));
     }
-    // What the daemon does at its start.
+    // The daemon does this at its start.
     const auto mended = LoadOrCreateIdentity(world.Identity(device));
     ASSERT_TRUE(mended) << advice << mended.error().message;
     EXPECT_TRUE(mended.value().Enrolled()) << advice;

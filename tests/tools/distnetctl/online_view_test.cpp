@@ -1,4 +1,4 @@
-// What distnetctl says of attempts to get online, of what devices say of themselves, and of sharing.
+// How distnetctl shows attempts to get online, the facts of devices, and sharing.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

@@ -13,12 +13,13 @@ namespace {
 constexpr const char* TICKET = "K7QF-2M9X-TD4H-8WNC-R5VA-3PJE-6ZB";
 constexpr size_t QUIET = 4;
 
-// The modules of a picture in rows, '#' for a dark one, as a camera sees them on a dark terminal without colours.
+// Returns the modules of a picture in rows, '#' for a dark one, as a camera sees them on a dark terminal without
+// colours.
 std::vector<std::string> ModulesOf(const std::vector<std::string>& lines, QrStyle style)
 {
     std::vector<std::string> rows;
     for (std::string line : lines) {
-        if (style.colour) {  // one sequence before, one behind
+        if (style.colour) {  // an escape sequence before and another after the modules
             line = line.substr(line.find('m') + 1);
             line.resize(line.rfind('\033'));
         }
@@ -49,7 +50,7 @@ TEST(QrPictureTest, EveryStyleShowsTheSameCodeInsideALightBorder)
         ASSERT_GE(rows.size(), code.size());
         EXPECT_TRUE(std::equal(code.begin(), code.end(), rows.begin())) << style.utf8 << style.colour;
     }
-    const std::string finder = "####### ";  // of the code's corners, and the light module beside them
+    const std::string finder = "####### ";  // a corner of the code, and the light module beside it
     const size_t size = code.size();
     EXPECT_EQ(code[QUIET].substr(QUIET, finder.size()), finder);
     EXPECT_EQ(code[size - QUIET - 1].substr(QUIET, finder.size()), finder);

@@ -1,4 +1,4 @@
-// watch on a terminal that it must give back, and without one; what strangers' names may do to it.
+// distnetctl watch: it restores the terminal, works without one, and withstands names that strangers choose.
 #include <gtest/gtest.h>
 #include <pty.h>
 #include <sys/wait.h>
@@ -14,7 +14,7 @@
 namespace Vexo::Ctl {
 namespace {
 
-// Looks for a daemon that is not there, with output as its terminal or its standard output.
+// Starts watch for a daemon that does not run, with output as its terminal or as its standard output.
 pid_t StartWatch(int output)
 {
     const pid_t child = fork();
@@ -26,7 +26,7 @@ pid_t StartWatch(int output)
     return child;
 }
 
-// Reads until the text has come count times, or the other side has ended.
+// Reads until the text has occurred count times or the other side has closed.
 std::string ReadUntil(const UniqueFd& from, const std::string& text, int count = 1)
 {
     std::string got;
