@@ -20,7 +20,7 @@ protected:
     }
 };
 
-TEST_F(ClientTest, EachReplyHasItsCallStatusAndDamagedOnesLeaveNothing)
+TEST_F(ClientTest, EachReplyHasItsCallStatusAndDamagedOneYieldsNoData)
 {
     struct Row {
         const char* name;
@@ -63,7 +63,7 @@ TEST_F(ClientTest, EachReplyHasItsCallStatusAndDamagedOnesLeaveNothing)
     }
 }
 
-TEST_F(ClientTest, DamagedAnswerIsNamedAndIgnored)
+TEST_F(ClientTest, DamagedAnswerIsReportedAndIgnored)
 {
     Serve([](const Ipc::IpcHeader&, MessageParcel&, MessageParcel& reply) {
         return reply.WriteInt32(0) && reply.WriteString(R"({"devices":[{"name":"phone"}]})") ? 0 : -1;

@@ -75,7 +75,7 @@ class Fleet(unittest.TestCase):
     def reaches(self, name, peer):
         return any(peer in json.dumps(line) and '"online": true' in json.dumps(line) for line in self.devices(name))
 
-    def test_an_authority_enrols_a_hundred_devices_and_removes_one(self):
+    def test_authority_enrols_hundred_devices_and_removes_one(self):
         names = [f"device-{index:03}" for index in range(DEVICES)]
         self.sh(self.authority)
         for name in names:

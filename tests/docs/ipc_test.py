@@ -148,7 +148,7 @@ class Ipc(unittest.TestCase):
         subprocess.run([BINARIES / "distnetctl", "sim", "set", *assignments, "--state", self.folder / "phone"],
                        stdout=subprocess.DEVNULL, check=True)
 
-    def test_the_object_of_remote_device_info(self):
+    def test_remote_device_info_returns_documented_object(self):
         self.start()
         self.set_device('hotspot.ssid=say "hi"')
         with Client(self.path) as client:
@@ -160,7 +160,7 @@ class Ipc(unittest.TestCase):
             self.assertEqual(json.loads(self.remote_info(client)), {})
             self.assertEqual(client.ask(SERVICE, REMOTE_INFO), (1004500103, b""))
 
-    def test_a_smart_hotspot_needs_a_sim_a_radio_and_mobile_data(self):
+    def test_smart_hotspot_needs_sim_radio_and_mobile_data(self):
         self.start()
         # Each setting changes the answer, so that what is awaited is not the answer before it.
         settings = [("sims.0.state=loaded", "radio.0=off", "radio.1=on", "cellular_data=true"), ("radio.1=off",),
@@ -172,7 +172,7 @@ class Ipc(unittest.TestCase):
                 self.wait_until(lambda: json.loads(self.remote_info(client, "supportSmartHotSpot")) ==
                                 {"supportSmartHotSpot": item})
 
-    def test_start_and_release_of_the_service(self):
+    def test_service_is_started_and_released(self):
         self.start()
         self.assertEqual(self.service(), "not_loaded")
         with Client(self.path) as client:
@@ -190,7 +190,7 @@ class Ipc(unittest.TestCase):
                 holder.communicate()
             self.wait_until(lambda: self.service() == "idle")
 
-    def test_what_is_answered_to_requests_that_nobody_takes(self):
+    def test_unknown_and_damaged_requests_get_documented_errors(self):
         self.start()
         with Client(self.path) as client:
             for ability, code, interface, answer in [
@@ -205,7 +205,7 @@ class Ipc(unittest.TestCase):
             self.assertEqual(client.send(whole[:6] + b"\1" + whole[7:]), (HOST, 308, b""))
             self.assertEqual(client.ask(HOST, 3)[0], 0, "the connection stays usable")
 
-    def test_a_daemon_with_few_descriptors_serves_fewer_clients(self):
+    def test_daemon_with_few_descriptors_serves_fewer_clients(self):
         self.start(descriptors=96)
         self.assertIn("at most 48 local clients", self.log())
         served = []
@@ -218,7 +218,7 @@ class Ipc(unittest.TestCase):
             client.socket.close()
         self.wait_until(lambda: self.connections() == 24 + 1)
 
-    def test_waits_for_events_leave_the_workers_to_others(self):
+    def test_waits_for_events_occupy_no_workers(self):
         self.start()
         with Client(self.path) as client:
             status, parcel = client.ask(HOST, EVENTS, struct.pack("<QI", 0, 1))
@@ -236,7 +236,7 @@ class Ipc(unittest.TestCase):
                 self.assertEqual((status, member in parcel), (0, True), parcel)
 
     @needs_second_user
-    def test_connections_of_a_user_are_a_share(self):
+    def test_connections_of_one_user_are_limited(self):
         self.start()
         def flood():
             return [client.send(request(HOST, COUNTS))[1] for client in self.connect(300)].count(309)
@@ -246,7 +246,7 @@ class Ipc(unittest.TestCase):
             self.assertEqual(self.service(), "not_loaded")
 
     @needs_second_user
-    def test_refused_requests_write_a_few_lines_and_leave_the_service_unloaded(self):
+    def test_refused_requests_log_few_lines_and_keep_service_unloaded(self):
         self.start()
         before = len(self.log())
         for datagram, answer in [
@@ -263,7 +263,7 @@ class Ipc(unittest.TestCase):
         self.assertLess(len(self.log()) - before, 4096, self.log())
 
     @needs_second_user
-    def test_a_refused_request_leaves_the_service_to_those_who_hold_it(self):
+    def test_refused_request_keeps_service_for_its_holders(self):
         self.start()
         with Client(self.path) as holder:
             holder.ask(SERVICE, START)

@@ -70,7 +70,7 @@ class Link(unittest.TestCase):
     def listed(self):
         return {device["name"]: device for device in self.distnetctl("devices")["devices"]}.get("tablet")
 
-    def test_a_device_that_connects_is_known_and_served_and_away_after_goodbye(self):
+    def test_connecting_device_is_listed_served_and_away_after_goodbye(self):
         greeting, hello = self.tablet.greet(self.phone)
         self.assertEqual(link.network_id(greeting.tls.getpeercert(True)), self.phone_id)
         self.assertIn(link.text("phone"), hello)
@@ -103,7 +103,7 @@ class Link(unittest.TestCase):
         self.wait_for(lambda: self.listed()["clock_ahead_ms"] == -36_000_000)
         self.assertIn("its clock is 10 h behind", self.distnetctl("start", "tablet", code=1)["message"])
 
-    def test_a_device_that_announces_itself_is_greeted_and_asked_and_left(self):
+    def test_announced_device_is_greeted_asked_and_sent_goodbye(self):
         with socket.create_server(("127.0.0.1", 0)) as listener, concurrent.futures.ThreadPoolExecutor() as pool:
             listener.settimeout(10)
             def serve():
@@ -130,7 +130,7 @@ class Link(unittest.TestCase):
     def is_sharing(self):
         return self.distnetctl("status")["status"]["hotspot"]["active"]
 
-    def test_a_daemon_says_its_facts_and_closes_its_hotspot_after_the_release(self):
+    def test_daemon_answers_facts_and_closes_hotspot_after_release(self):
         session, mac = self.open(link.DAEMON), "02:00:5e:10:00:01"
         facts = session.ask(1, "facts")
         self.assertEqual({key: facts.pop(key) for key in ("version", "request", "answer", "obstacle", "permission", "uplink")},
@@ -158,7 +158,7 @@ class Link(unittest.TestCase):
         session.expect(link.CLOSE)
         self.wait_for(lambda: "is damaged: mac is" in (self.folder / "log").read_text())
 
-    def test_an_owner_who_allows_nobody_refuses_at_once_but_says_facts(self):
+    def test_allow_nobody_refuses_at_once_but_answers_facts(self):
         self.restart(share={"allow": "nobody"})
         self.phone = self.wait_for(self.announced)
         self.open(link.HOTSPOT, result=-100)
@@ -168,7 +168,7 @@ class Link(unittest.TestCase):
         self.assertEqual(self.open(link.DAEMON).ask(1, "facts")["permission"], "not_allowed")
         self.assertEqual((self.folder / "log").read_text().count("refused by the owner's rules: NOT_ALLOWED"), 2)
 
-    def test_a_frame_out_of_place_ends_the_connection_with_one_line(self):
+    def test_misplaced_frame_closes_connection_with_one_log_line(self):
         hello = self.tablet.hello()
         for number, (fault, *frames) in enumerate([
                 ("two HELLOs", hello, hello),
@@ -183,7 +183,7 @@ class Link(unittest.TestCase):
             self.wait_for(lambda: (self.folder / "log").read_text().count(f"{self.tablet.network_id[-5:]} ended: ") == number)
         self.assertTrue(self.listed()["online"], "the GOODBYE counts for nothing")
 
-    def test_a_first_message_in_two_records_closes_the_connection(self):
+    def test_first_message_in_two_records_closes_connection(self):
         with socket.create_connection(self.phone.rsplit(":", 1), 5) as attack:
             challenge, unsent = link.read_exactly(attack.recv, 16), link.Link(attack, self.tablet.dialling)
             whole = unsent.begin(unsent.tls.do_handshake)

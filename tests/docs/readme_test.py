@@ -25,7 +25,7 @@ def running(lock):
 
 
 class Readme(unittest.TestCase):
-    def test_two_devices_by_hand_get_one_online_and_end(self):
+    def test_readme_commands_bring_laptop_online_and_stop(self):
         section = (SOURCE / "README.md").read_text().split("\n## Two devices by hand\n")[1]
         lines = re.search(r"(?ms)^```\n(.*?)^```$", section).group(1)
         with tempfile.TemporaryDirectory() as folder:

@@ -44,7 +44,7 @@ def numbers(header, enumeration):
 class Tables(unittest.TestCase):
     maxDiff = None
 
-    def test_every_configuration_key_with_its_values_default_and_meaning(self):
+    def test_page_lists_every_configuration_key_as_help_does(self):
         text = run("distnetd", "--help").split("Keys of the file:\n")[1]
         told = re.findall(r"^  (\S+)\n((?:      .*\n)+)", text, re.M)
         shown = {(key, " ".join(words.split())) for key, words in told}
@@ -52,7 +52,7 @@ class Tables(unittest.TestCase):
         self.assertEqual(shown, {(key, f"{meaning}: {allowed} (default: {default})") for key, allowed, default, meaning
                                  in rows("configuration.md", "STATE_DIR is the value of `state_dir`.")})
 
-    def test_every_command_and_option(self):
+    def test_page_lists_every_command_and_option(self):
         page = (SOURCE / "docs/distnetctl.md").read_text()
         listed = page.split("# distnetctl\n")[1].split("PEER is")[0]
         told = {re.match(r"[a-z]+(?: [a-z]+)*", cell).group(0) for cell in re.findall(r"`([a-z][^`]*)`(?=.*\|.*\|)", listed)}
@@ -62,14 +62,14 @@ class Tables(unittest.TestCase):
                 self.assertTrue(option == "--help" or re.search(rf"`[^`]*{option}\b", page), f"{command} {option}")
             self.assertLessEqual(max(map(len, text.splitlines())), 80, text)
 
-    def test_wrong_words_end_with_two(self):
+    def test_invalid_arguments_exit_with_code_two(self):
         for words in ((), ("frobnicate",), ("start",), ("--timeout", "0", "devices"), ("--timeout", "nan", "devices"),
                       ("account", "show", "--state", ""), ("sim", "set", "--state", "/nonexistent", "x")):
             with self.subTest(words):
                 ended = subprocess.run([BINARIES / "distnetctl", *words], capture_output=True, timeout=20, check=False)
                 self.assertEqual(ended.returncode, 2, ended.stderr)
 
-    def test_every_exit_code_and_result_code(self):
+    def test_pages_list_every_exit_code_and_result_code(self):
         for header, enumeration, page, heading in [
                 ("tools/distnetctl/output.h", "ExitCode", "distnetctl.md", "## Exit codes"),
                 ("tools/distnetctl/output.h", "LocalCode", "distnetctl.md", "## JSON"),
@@ -91,7 +91,7 @@ class Tables(unittest.TestCase):
         self.assertEqual([(codes[name], text) for name, text in texts],
                          [tuple(row) for row in rows("distnetctl.md", "## Result codes of the service")])
 
-    def test_every_promise_names_a_test_that_there_is(self):
+    def test_every_promise_names_existing_test(self):
         source = "".join(file.read_text() for file in (SOURCE / "tests").rglob("*_test.cpp"))
         there = {f"{suite}.{name}" for suite, name in re.findall(r"^TEST(?:_[FP])?\((\w+),\s*(\w+)\)", source, re.M)}
         for promise, _, tests in rows("security.md", "## Promises"):
@@ -100,7 +100,7 @@ class Tables(unittest.TestCase):
             for test in named:
                 self.assertTrue(any(test == one or one.startswith(test + ".") for one in there), test)
 
-    def test_every_event_with_its_parameters(self):
+    def test_page_lists_every_event_with_parameters(self):
         source = "".join((SOURCE / file).read_text() for file in
                          ("distributed/services/service/event_report.cpp", "platform/wifi/share_closed.cpp",
                           "platform/wifi/station.cpp", "platform/softbus/account/state_exchange.cpp",

@@ -21,7 +21,7 @@ size_t CountOf(const std::string& text, const std::string& part)
     return count;
 }
 
-TEST(EnrolmentTest, RunningDaemonsAreEnrolledFindEachOtherAndStart)
+TEST(EnrolmentTest, RunningDaemonsStartAfterEnrolment)
 {
     World world;
     Device& laptop = world.AddUnenrolled("laptop");
@@ -51,7 +51,7 @@ TEST(EnrolmentTest, RunningDaemonsAreEnrolledFindEachOtherAndStart)
     EXPECT_EQ(laptop.Stop() + phone.Stop(), 0);
 }
 
-TEST(EnrolmentTest, DamagedEnrolmentIsNamedAndTakenOverOnceMended)
+TEST(EnrolmentTest, DamagedEnrolmentIsReportedAndUsedOnceRepaired)
 {
     World world;
     world.Add("laptop");

@@ -172,7 +172,7 @@ protected:
     Stage stage_;
 };
 
-TEST_P(FailureTest, IsReportedAndTheNextRequestSucceeds)
+TEST_P(FailureTest, FailureIsReportedAndNextRequestSucceeds)
 {
     EXPECT_EQ(row_.act(stage_), row_.outcome.code);
     const std::string id = stage_.peer.substr(0, 5) + "\\*\\*" + stage_.peer.substr(stage_.peer.size() - 5);

@@ -27,7 +27,7 @@ protected:
     Device& device_{world_.Add("laptop")};
 };
 
-TEST_F(LifeTest, InterruptedOrKilledCommandReleasesTheService)
+TEST_F(LifeTest, InterruptedOrKilledCommandReleasesService)
 {
     Device& phone = world_.Add("phone");
     phone.Start();
@@ -44,7 +44,7 @@ TEST_F(LifeTest, InterruptedOrKilledCommandReleasesTheService)
     EXPECT_NE(device_.Ctl({"status"}).output.find("it still serves peers"), std::string::npos);
 }
 
-TEST_F(LifeTest, SecondDaemonOfTheSameStateFolderIsRefused)
+TEST_F(LifeTest, SecondDaemonOnSameStateFolderIsRefused)
 {
     Process second({DISTNET_BIN_DIR "/distnetd", "--config", world_.Path() / "laptop.json"},
                    world_.Path() / "second.log");
@@ -59,7 +59,7 @@ std::string WithoutSchema(const std::string& lines)
     return std::regex_replace(lines, std::regex("\"schema\":\"[a-z/0-9]*\","), "");
 }
 
-TEST_F(LifeTest, FollowerOfEventsOutlivesTheDaemonAndPrintsEachEventOnce)
+TEST_F(LifeTest, EventFollowerSurvivesRestartAndPrintsEachEventOnce)
 {
     const Process follower(
         {"/bin/sh", "-c", "exec " DISTNET_BIN_DIR "/distnetctl --json events -f 2>&- --socket " + device_.Socket()},
@@ -73,7 +73,7 @@ TEST_F(LifeTest, FollowerOfEventsOutlivesTheDaemonAndPrintsEachEventOnce)
     }
 }
 
-TEST(SocketFolderTest, NewFolderIsOpenToTheSocketsUsers)
+TEST(SocketFolderTest, NewSocketFolderIsAccessibleToUsers)
 {
     const World world;
     std::ofstream(world.Path() / "phone.json")
@@ -87,7 +87,7 @@ TEST(SocketFolderTest, NewFolderIsOpenToTheSocketsUsers)
     EXPECT_EQ(modeOf("phone"), std::filesystem::perms(0700));
 }
 
-TEST(OpenRequestTest, TerminationEndsTheDaemonWithinItsLimitAndASecondOneAtOnce)
+TEST(OpenRequestTest, SigtermEndsDaemonInTimeAndSecondOneAtOnce)
 {
     for (const bool isTwice : {false, true}) {
         World world;
@@ -111,7 +111,7 @@ TEST(OpenRequestTest, TerminationEndsTheDaemonWithinItsLimitAndASecondOneAtOnce)
     }
 }
 
-TEST(PolicyTest, CallerWithoutTheRightIsRefusedWithExitCodeFour)
+TEST(PolicyTest, CallerWithoutRightGetsExitCodeFour)
 {
     World world;
     Device& device = world.Add("laptop");
@@ -127,7 +127,7 @@ TEST(PolicyTest, CallerWithoutTheRightIsRefusedWithExitCodeFour)
     }
 }
 
-TEST(PolicyTest, DamagedPolicyIsNamedAndAdmitsRootOnly)
+TEST(PolicyTest, DamagedPolicyIsReportedAndAllowsRootOnly)
 {
     World world;
     Device& device = world.Add("laptop");
@@ -139,7 +139,7 @@ TEST(PolicyTest, DamagedPolicyIsNamedAndAdmitsRootOnly)
     EXPECT_EQ(device.Ctl({"status"}).exitCode, getuid() == 0 ? 0 : 4);
 }
 
-TEST(UnreachableTest, AbsentDaemonIsExitCodeThreeAndOneJsonObject)
+TEST(UnreachableTest, MissingDaemonGivesExitCodeThreeAndJsonError)
 {
     const Finished plain = Ctl({"--socket", "/nonexistent/ipc.sock", "devices"});
     EXPECT_EQ(plain.exitCode, 3);

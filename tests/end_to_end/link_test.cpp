@@ -10,7 +10,7 @@
 namespace Vexo::EndToEnd {
 namespace {
 
-TEST(LinkTest, ARequestIsAnsweredWithAFrameAsDocumented)
+TEST(LinkTest, RequestIsAnsweredWithDocumentedFrame)
 {
     World world;
     Device& laptop = world.Add("laptop");
@@ -33,7 +33,7 @@ TEST(LinkTest, ARequestIsAnsweredWithAFrameAsDocumented)
     world.KeepSecret(parts[1]);
 }
 
-TEST(LinkTest, AnswerOfADeviceThatWasNotAskedJoinsNoNetwork)
+TEST(LinkTest, AnswerFromUnaskedDeviceIsIgnored)
 {
     const std::string answer = ResponseFrame(R"({"RES":0,"SSID":"not-asked","SECURITY_TYPE":0})");
     Stage stage;

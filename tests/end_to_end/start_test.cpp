@@ -22,7 +22,7 @@ protected:
     World world_;
 };
 
-TEST_F(StartTest, JoinsThePeersHotspotTimedAndTracedWithoutUnusualErrors)
+TEST_F(StartTest, StartJoinsPeerHotspotWithTimingAndTrace)
 {
     const std::filesystem::path trace = world_.Path() / "trace.json";
     ASSERT_EQ(Laptop().Ctl({"trace", "start"}).exitCode, 0);
@@ -52,7 +52,7 @@ TEST_F(StartTest, JoinsThePeersHotspotTimedAndTracedWithoutUnusualErrors)
     }
 }
 
-TEST_F(StartTest, RestartedDaemonAsksAKnownPeerAtOnceAndSaysWhyOthersAreNotReached)
+TEST_F(StartTest, RestartedDaemonReachesKnownPeerAndExplainsFailures)
 {
     ASSERT_EQ(Laptop().Stop(), 0);
     std::filesystem::remove(world_.Path() / "link" / (Phone().NetworkId() + ".json"));
@@ -69,7 +69,7 @@ TEST_F(StartTest, RestartedDaemonAsksAKnownPeerAtOnceAndSaysWhyOthersAreNotReach
     }
 }
 
-TEST_F(StartTest, ScanFindsADeviceThatWasNotMetAndEndsAtOnceOnInterrupt)
+TEST_F(StartTest, ScanFindsNewDeviceAndStopsOnInterrupt)
 {
     // The tablet is announced but frozen, so it cannot answer. The scan also waits for the phone, which is frozen too.
     ASSERT_EQ(Laptop().Stop(), 0);
@@ -101,7 +101,7 @@ TEST_F(StartTest, ScanFindsADeviceThatWasNotMetAndEndsAtOnceOnInterrupt)
     EXPECT_THAT(Laptop().Ctl({"stop", "tabled"}).output, testing::Not(testing::HasSubstr("nearby")));
 }
 
-TEST_F(StartTest, TenClientsAndThePeersOwnAreServedAtOnce)
+TEST_F(StartTest, TenClientsAreServedWhilePeerStartsToo)
 {
     std::vector<int32_t> codes(11, -1);
     std::vector<std::jthread> clients;
@@ -117,7 +117,7 @@ TEST_F(StartTest, TenClientsAndThePeersOwnAreServedAtOnce)
     }
 }
 
-TEST_F(StartTest, WrongKeyIsTheReasonOfAFailedJoin)
+TEST_F(StartTest, FailedJoinReportsWrongKey)
 {
     // The air folder contains only a hotspot of another world, with the same name and another key.
     World other;
@@ -134,7 +134,7 @@ TEST_F(StartTest, WrongKeyIsTheReasonOfAFailedJoin)
     EXPECT_NE(start.output.find("wrong key"), std::string::npos) << start.output;
 }
 
-TEST_F(StartTest, OwnWifiThatCannotJoinIsNamedAndThePeerIsNotAsked)
+TEST_F(StartTest, PeerIsNotAskedWhenOwnWifiCannotJoin)
 {
     const struct {
         const char* setting;
@@ -163,7 +163,7 @@ TEST_F(StartTest, OwnWifiThatCannotJoinIsNamedAndThePeerIsNotAsked)
                 testing::HasSubstr("\"hotspot\":{\"present\":true,\"active\":false}"));
 }
 
-TEST_F(StartTest, TooShortLimitIsNamedAsTheCause)
+TEST_F(StartTest, TooShortTimeLimitIsReportedAsCause)
 {
     Phone().Set({"hotspot.start_ms=60000", "faults.hotspot.is_active.delay_ms=700"});
     EXPECT_TRUE(Eventually([&] { return Phone().Ctl({"--json", "status"}).output.find("null") != std::string::npos; }));

@@ -48,7 +48,7 @@ TEST(AccountRightsTest, SimulatedDeviceAcceptsItsUserAndNativeCallers)
     EXPECT_FALSE(Ask(*rights, CallerOf(OTHER_USER)).get()) << "the permission to use the network is not enough";
 }
 
-TEST(AccountRightsTest, MachineAsksPolkitAboutOthersWithoutBlockingTheCaller)
+TEST(AccountRightsTest, MachineAsksPolkitAboutOthersWithoutBlockingCaller)
 {
     const Tests::LogCapture log;
     Tests::PrivateMachine machine;
@@ -71,7 +71,7 @@ TEST(AccountRightsTest, MachineAsksPolkitAboutOthersWithoutBlockingTheCaller)
     EXPECT_TRUE(awaited.get());
 }
 
-TEST(AccountRightsTest, StartTimeIsThatOfTheProcess)
+TEST(AccountRightsTest, StartTimeIsReadFromProcess)
 {
     EXPECT_GT(StartTimeOf(getpid()), StartTimeOf(1));
     EXPECT_EQ(StartTimeOf(-1), 0U);

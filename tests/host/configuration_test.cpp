@@ -17,7 +17,7 @@ ConfigurationResult Parse(const std::string& members)
     return ParseConfiguration("{" + members + "}", "etc/distnetd.json");
 }
 
-TEST(Configuration, FaultNamesKeyAndWhatIsAllowed)
+TEST(Configuration, FaultNamesKeyAndAllowedValues)
 {
     const std::pair<const char*, const char*> cases[] = {
         {R"("softbus": {"port": 70000})", "softbus.port: 70000 is out of range (0 to 65535; 0 picks a free port)"},
@@ -47,7 +47,7 @@ TEST(Configuration, SocketPathThatCannotBeBoundIsAFault)
                 ElementsAre(HasSubstr("ipc.socket: the path has 130 bytes (at most 107")));
 }
 
-TEST(Configuration, PathsAreOfTheFilesFolderAndDefaultsOfTheStateFolder)
+TEST(Configuration, PathsAreRelativeToFileAndDefaultsToStateFolder)
 {
     const ConfigurationResult result =
         Parse(std::string(MINIMAL) +

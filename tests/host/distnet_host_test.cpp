@@ -73,7 +73,7 @@ protected:
     MessageParcel reply;
 };
 
-TEST_F(HostAbility, AnswersOnlyWhomTheServiceWouldAnswer)
+TEST_F(HostAbility, AnswersOnlyCallersThatServiceAllows)
 {
     using namespace Security;
     const std::vector<std::string> granted{CONNECTIVITY_INTERNAL_PERMISSION};
@@ -94,7 +94,7 @@ TEST_F(HostAbility, AnswersOnlyWhomTheServiceWouldAnswer)
     }
 }
 
-TEST_F(HostAbility, WaitForWifiAnswersAtOnceWhatTheCallerDoesNotKnowAndRefusesABadWait)
+TEST_F(HostAbility, WaitForWifiReturnsAtOnceIfStateIsNewAndRefusesBadWait)
 {
     using Wifi::WifiLinkState;
     EXPECT_EQ(WaitForWifi(2, WifiLinkState::CONNECTING, 1), HOST_NO_WIFI);
@@ -110,7 +110,7 @@ TEST_F(HostAbility, WaitForWifiAnswersAtOnceWhatTheCallerDoesNotKnowAndRefusesAB
     EXPECT_EQ(answer.ssid, R"(a\x00\\\xff\xc2\x9b)") << "whole, whatever bytes it has";
 }
 
-TEST_F(HostAbility, WaitsShareOneThreadKeepTheirLimitsAndEndWithTheChange)
+TEST_F(HostAbility, WaitsShareOneThreadAndEndAtLimitOrChange)
 {
     constexpr int WAITERS = 400;
     const auto wifi = AddStation();

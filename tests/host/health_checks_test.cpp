@@ -91,7 +91,7 @@ const Broken ROWS[] = {
     {"hotspot", "set to fail", "hotspot.enable.code=0", [](Phone& p) { p.Set("faults.hotspot.enable.code=5"); }},
 };
 
-TEST(HealthChecks, NameTheOneThingThatIsWrongAndHowToMendIt)
+TEST(HealthChecks, EachProblemIsReportedOnceWithAdvice)
 {
     for (const Broken& row : ROWS) {
         Phone phone;

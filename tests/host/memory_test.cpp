@@ -19,7 +19,7 @@ size_t FreeAtTop()
     return mallinfo2().keepcost;
 }
 
-TEST(IdleMemory, GivesFreeHeapPagesBackOnceTheDaemonHasBeenQuiet)
+TEST(IdleMemory, FreeHeapPagesAreReturnedOnceDaemonIsQuiet)
 {
     ShareOneHeap();
     mallopt(M_TRIM_THRESHOLD, 64 * 1024 * 1024);  // so that free() itself returns nothing to the system

@@ -23,7 +23,7 @@ using testing::StartsWith;
 
 constexpr const char* NETWORK_MANAGER = "org.freedesktop.NetworkManager";
 
-TEST(Platform, IsConfiguredOrTheMachinesOwnWhenNetworkManagerAnswers)
+TEST(Platform, IsConfiguredOneOrLinuxIfNetworkManagerAnswers)
 {
     Tests::PrivateMachine machine;
     const auto choose = [&](const char* configured) {
@@ -40,7 +40,7 @@ TEST(Platform, IsConfiguredOrTheMachinesOwnWhenNetworkManagerAnswers)
     EXPECT_EQ(choose("simulated"), "simulated: configured");
 }
 
-TEST(Platform, MachineWithoutRadioAndModemNamesWhatItNeeds)
+TEST(Platform, MachineWithoutRadioAndModemReportsWhatIsMissing)
 {
     Tests::PrivateMachine machine;
     const Tests::InstalledRegistry registry;
@@ -77,7 +77,7 @@ std::string ReceiveFrom(const UniqueFd& socket)
     return text;
 }
 
-TEST(Platform, DaemonLogsItsPlatformAndOutlivesItsBus)
+TEST(Platform, DaemonLogsPlatformAndSurvivesLossOfBus)
 {
     Tests::PrivateMachine machine;
     machine.StartMock("networkmanager", NETWORK_MANAGER);

@@ -50,7 +50,7 @@ protected:
     int changes_ = 0;
 };
 
-TEST_F(RemovalEffectsTest, EachRemovalSinceThisDeviceJoinedChangesTheHotspotsKeyOnce)
+TEST_F(RemovalEffectsTest, EachRemovalSinceJoiningChangesHotspotKeyOnce)
 {
     const Trust::RemovedKey before{"old", "tablet", JOINED - hours(1), 5, ""};
     const Trust::RemovedKey lost{"lost", "phone", JOINED + hours(1), 7, ""};
@@ -73,7 +73,7 @@ TEST_F(RemovalEffectsTest, EachRemovalSinceThisDeviceJoinedChangesTheHotspotsKey
     EXPECT_FALSE(CheckAt(JOINED + hours(3)));
 }
 
-TEST_F(RemovalEffectsTest, AHotspotOfTheUsersOwnIsNamedForThirtyDays)
+TEST_F(RemovalEffectsTest, UsersHotspotIsReportedForThirtyDays)
 {
     hotspot_ = std::string("Garden");
     Run(StateWith({{"lost", "phone", JOINED, 7, ""}}));

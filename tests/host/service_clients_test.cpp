@@ -78,7 +78,7 @@ protected:
     ServiceClients clients_{abilities_, timers_};
 };
 
-TEST_F(ServiceClientsTest, AProcessThatEndsIsReleasedAlsoWhenAllItsRequestsFailed)
+TEST_F(ServiceClientsTest, EndedProcessIsReleasedEvenIfAllItsRequestsFailed)
 {
     const Caller caller;
     EXPECT_EQ(Ask(caller, START_NETWORK), NetManagerStandard::DISTNET_ERR_READ_DATA);
@@ -91,7 +91,7 @@ TEST_F(ServiceClientsTest, AProcessThatEndsIsReleasedAlsoWhenAllItsRequestsFaile
     EXPECT_TRUE(BecomesUnloaded());
 }
 
-TEST_F(ServiceClientsTest, AHolderThatComesWhileARefusedRequestLoadsTheServiceKeepsIt)
+TEST_F(ServiceClientsTest, HolderKeepsServiceThatRefusedRequestLoads)
 {
     for (pid_t round = 1; round <= 50; ++round) {
         timers_.Advance(QuviewDFX::LOG_LIMIT_INTERVAL);

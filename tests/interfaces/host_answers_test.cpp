@@ -45,7 +45,7 @@ void ExpectRefused(const Answer& good, const std::vector<Damage>& table)
     }
 }
 
-TEST(HostAnswersTest, DamagedAnswerIsRefusedWithTheNameOfItsMember)
+TEST(HostAnswersTest, DamagedAnswerIsRefusedWithMemberName)
 {
     ExpectRefused(Status(), {{"{", "[", "it is no JSON"},
                              {"90061001}", "90061001", "it is no JSON"},

@@ -32,7 +32,7 @@ class Installed(unittest.TestCase):
         self.pc = next(self.prefix.rglob("distnet-client.pc"))
         self.example = self.prefix / "share/doc/libdistnet-dev/examples"
 
-    def test_the_example_is_built_both_ways_from_a_moved_prefix_and_reads_the_status(self):
+    def test_example_builds_from_moved_prefix_with_pkg_config_and_cmake(self):
         variables = {**os.environ, "PKG_CONFIG_PATH": str(self.pc.parent)}
         words = run("pkg-config", "--cflags", "--libs", "distnet-client", env=variables).split()
         run(COMPILER, "-std=c++20", *FLAGS, self.example / "status.cpp", *words,
@@ -47,7 +47,7 @@ class Installed(unittest.TestCase):
             self.assertEqual((away.returncode, away.stdout), (1, ""))
             self.assertIn("nobody", away.stderr)
 
-    def test_what_the_headers_refer_to_is_installed(self):
+    def test_files_named_in_headers_are_installed(self):
         include = self.prefix / "include/distnet"
         for header in include.rglob("*.h"):
             text = header.read_text()

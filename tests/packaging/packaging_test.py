@@ -53,7 +53,7 @@ def complete(shell, *words, devices=""):
 
 
 class Packaging(unittest.TestCase):
-    def test_every_manual_is_whole_and_formats_without_warnings(self):
+    def test_every_manual_is_complete_and_formats_without_warnings(self):
         for page, text in {"distnetctl.1": "docs/distnetctl.md", "distnetd.json.5": "docs/configuration.md",
                            "distnetd.8": "packaging/man/distnetd.md"}.items():
             with self.subTest(page):
@@ -71,7 +71,7 @@ class Packaging(unittest.TestCase):
         self.assertEqual(set(re.findall(r"--[a-z-]+", run(BINARIES / "distnetd", "--help"))) - {"--help"},
                          set(re.findall(r"\| `(--[a-z-]+)", (PACKAGING / "man/distnetd.md").read_text())) - {"--help"})
 
-    def test_completion_offers_what_the_help_lists(self):
+    def test_completion_offers_words_of_help(self):
         devices = '{"schema":"s","code":0,"name":"OK","devices":[{"name":"phone","type":"phone"},{"name":"my laptop"}]}'
         top = run(BINARIES / "distnetctl", "--help")
         options = re.findall(r"(?m)^  (?:-\w,)?(--[a-z-]+)", top + run(BINARIES / "distnetctl", "start", "--help"))
@@ -89,11 +89,11 @@ class Packaging(unittest.TestCase):
                                  {"phone", "my laptop"})
                 self.assertEqual(complete(shell, "account", "install", "/etc/hostn"), {"/etc/hostname"})
 
-    def test_the_shipped_configuration_has_no_faults(self):
+    def test_shipped_configuration_has_no_faults(self):
         run(BINARIES / "distnetd", "--check-config", "--config", PACKAGING / "distnetd.json")
 
     @unittest.skipUnless(os.geteuid() == 0, "only root can act for another user")
-    def test_what_root_writes_into_a_state_folder_belongs_to_its_owner(self):
+    def test_files_written_by_root_belong_to_owner_of_state_folder(self):
         with tempfile.TemporaryDirectory() as folder:
             state = pathlib.Path(folder, "state")
             state.mkdir()
@@ -107,7 +107,7 @@ class Packaging(unittest.TestCase):
             self.assertEqual(request.stat().st_uid, 0)
 
     @unittest.skipUnless(os.geteuid() == 0, "only root can act for another user")
-    def test_commands_on_a_closed_state_folder_say_who_may_enter(self):
+    def test_commands_on_inaccessible_state_folder_advise_sudo(self):
         def as_nobody(*words):
             return subprocess.run([BINARIES / "distnetctl", *words], capture_output=True, text=True, check=False,
                                   user=65534, group=65534, extra_groups=[], env={**os.environ, "COLUMNS": "1000"})

@@ -43,7 +43,7 @@ CASES = {
 
 
 class CheckIncludes(unittest.TestCase):
-    def test_names_file_and_line_of_each_breach_and_nothing_else(self):
+    def test_reports_only_forbidden_includes_with_file_and_line(self):
         with tempfile.TemporaryDirectory() as folder:
             for is_broken in False, True:
                 files = dict.fromkeys(HEADERS, [])

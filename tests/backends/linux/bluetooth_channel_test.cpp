@@ -129,7 +129,7 @@ protected:
     std::unique_ptr<SoftBus::AnnouncementChannel> channel;
 };
 
-TEST_F(BluetoothChannelTest, AdvertisesEachTokenAndComesBackAfterARefusal)
+TEST_F(BluetoothChannelTest, AdvertisesEachTokenAndRetriesAfterRefusal)
 {
     StartChannel();
     ASSERT_TRUE(Advertises({"oursAAAA"}));
@@ -163,7 +163,7 @@ TEST_F(BluetoothChannelTest, AdvertisesEachTokenAndComesBackAfterARefusal)
 }
 
 // The second channel announces an enrolment ticket, over the same connection to the bus.
-TEST_F(BluetoothChannelTest, ASecondChannelAdvertisesBesideTheFirstAndLeavesItAlone)
+TEST_F(BluetoothChannelTest, SecondChannelAdvertisesWithoutAffectingFirst)
 {
     StartChannel();
     ASSERT_TRUE(Advertises({"oursAAAA"}));
@@ -188,7 +188,7 @@ TEST_F(BluetoothChannelTest, ASecondChannelAdvertisesBesideTheFirstAndLeavesItAl
     EXPECT_TRUE(Eventually([&] { return Connected().empty(); })) << "the first still ends radio links";
 }
 
-TEST_F(BluetoothChannelTest, FollowsAdaptersAndBlueZAsTheyComeAndGo)
+TEST_F(BluetoothChannelTest, FollowsAppearingAndVanishingAdaptersAndBlueZ)
 {
     StartChannel();
     ASSERT_TRUE(Advertises({"oursAAAA"}));
@@ -215,7 +215,7 @@ TEST_F(BluetoothChannelTest, FollowsAdaptersAndBlueZAsTheyComeAndGo)
     EXPECT_NE(channel->Seek(), nullptr);
 }
 
-TEST_F(BluetoothChannelTest, KeepsToTheAdapterThatIsConfigured)
+TEST_F(BluetoothChannelTest, UsesOnlyConfiguredAdapter)
 {
     StartChannel("hci1");
     ASSERT_TRUE(StateIs("there is no Bluetooth adapter hci1"));
@@ -224,7 +224,7 @@ TEST_F(BluetoothChannelTest, KeepsToTheAdapterThatIsConfigured)
     ASSERT_TRUE(Advertises({"oursAAAA"}));
 }
 
-TEST_F(BluetoothChannelTest, HearsDevicesOfTheAccountWhileSomebodySeeksAndNoStranger)
+TEST_F(BluetoothChannelTest, HearsOnlyDevicesOfAccountAndOnlyWhileSeeking)
 {
     Do("Appear", PHONE, UUID, DataOf(1, 0x80, "oursPHON"));
     StartChannel();
@@ -274,7 +274,7 @@ TEST_F(BluetoothChannelTest, HearsDevicesOfTheAccountWhileSomebodySeeksAndNoStra
     seeking.reset();  // the channel is destroyed: no scan is left to stop
 }
 
-TEST_F(BluetoothChannelTest, EndsARadioLinkFiveSecondsAfterItsLastUse)
+TEST_F(BluetoothChannelTest, ClosesRadioLinkFiveSecondsAfterLastUse)
 {
     const std::string paired("40:00:00:00:00:01");
     const std::string usedAgain("40:00:00:00:00:02");
@@ -306,7 +306,7 @@ TEST_F(BluetoothChannelTest, EndsARadioLinkFiveSecondsAfterItsLastUse)
     ASSERT_TRUE(Eventually([&] { return Connected() == Texts{paired, accepted}; }));
 }
 
-TEST_F(BluetoothChannelTest, EndsUnusedRadioLinksAtOnceWhenItEnds)
+TEST_F(BluetoothChannelTest, ClosesUnusedRadioLinksAtOnceWhenDestroyed)
 {
     const std::string stillUsed("40:00:00:00:00:01");
     StartChannel();

@@ -170,7 +170,7 @@ protected:
     std::shared_ptr<BluetoothTransport> transport = Make(shared);
 };
 
-TEST_F(BluetoothTransportTest, ListensAtTheFirstFreeNumberOrSaysWhyItCannot)
+TEST_F(BluetoothTransportTest, ListensOnFirstFreePsmOrReportsWhyNot)
 {
     const auto other = std::make_shared<BluetoothShared>();
     const auto first = Make(other);
@@ -217,7 +217,7 @@ TEST_F(BluetoothTransportTest, ChecksAddresses)
     }
 }
 
-TEST_F(BluetoothTransportTest, EachConnectEndsByAnAnswerARefusalOrItsLimit)
+TEST_F(BluetoothTransportTest, EachConnectEndsByAnswerRefusalOrTimeLimit)
 {
     EXPECT_THAT(Connect(SOMEBODY), HasSubstr("Connection refused")) << "nobody listens";
     EXPECT_THAT(Connect("nowhere"), HasSubstr("is not of the form"));
@@ -240,7 +240,7 @@ TEST_F(BluetoothTransportTest, EachConnectEndsByAnAnswerARefusalOrItsLimit)
     reactor.run_for(milliseconds(50));
 }
 
-TEST_F(BluetoothTransportTest, CountsAnAttemptAndItsStreamAsOneUseOfTheDevice)
+TEST_F(BluetoothTransportTest, AttemptAndItsStreamCountAsOneUseOfDevice)
 {
     sockets.isSilent = true;
     std::optional<SoftBus::Stream> stream;
@@ -269,7 +269,7 @@ TEST_F(BluetoothTransportTest, CountsAnAttemptAndItsStreamAsOneUseOfTheDevice)
     EXPECT_FALSE(shared->IsUsed(DEVICE_OF_SOMEBODY));
 }
 
-TEST_F(BluetoothTransportTest, AcceptingGoesOnAfterErrors)
+TEST_F(BluetoothTransportTest, AcceptContinuesAfterErrors)
 {
     std::string from;
     ASSERT_TRUE(transport->Listen([&](const SoftBus::Stream& stream, const std::string& address) {
@@ -283,7 +283,7 @@ TEST_F(BluetoothTransportTest, AcceptingGoesOnAfterErrors)
     EXPECT_EQ(transport->SourceOf(from), "02:01:02:03:04:05");
 }
 
-TEST_F(BluetoothTransportTest, OpensASpareChannelForTheSessionThatFollows)
+TEST_F(BluetoothTransportTest, OpensSpareChannelForNextSession)
 {
     std::vector<SoftBus::Stream> accepted;
     ASSERT_TRUE(
@@ -335,7 +335,7 @@ protected:
     BluetoothSession() : PairTest(std::make_unique<BluetoothWorld>()) {}
 };
 
-TEST_F(BluetoothSession, CarriesBytesInPiecesThatTheKernelTakes)
+TEST_F(BluetoothSession, SendsBytesInPiecesThatKernelAccepts)
 {
     using SoftBus::Tests::Eventually;
     const auto& shared = dynamic_cast<const BluetoothWorld&>(*world).shared;
@@ -355,7 +355,7 @@ TEST_F(BluetoothSession, CarriesBytesInPiecesThatTheKernelTakes)
     EXPECT_TRUE(Eventually([&] { return !shared[1]->IsUsed("02:01:02:03:04:05/public"); }));
 }
 
-TEST(BluetoothAdmission, StrangersHaveTwoPlacesApartFromThoseOfTcp)
+TEST(BluetoothAdmission, StrangersHaveTwoPlacesSeparateFromTcp)
 {
     Trust::Tests::Devices account;
     const Trust::Identity laptopIdentity = account.Enrol("laptop");

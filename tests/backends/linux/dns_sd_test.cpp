@@ -94,7 +94,7 @@ protected:
     Tests::DnsSdWorld world_;
 };
 
-TEST_F(DnsSdTest, FindsADeviceAndFollowsItsTokenAndAddressesUntilItsGoodbye)
+TEST_F(DnsSdTest, FindsDeviceAndFollowsTokenAndAddressesUntilGoodbye)
 {
     world_.StartMonitor("a");
     world_.StartSide("b", "phone", "[::]:40118", "oursBBBB");
@@ -118,7 +118,7 @@ TEST_F(DnsSdTest, FindsADeviceAndFollowsItsTokenAndAddressesUntilItsGoodbye)
     EXPECT_LT(gone, milliseconds(2000));
 }
 
-TEST_F(DnsSdTest, ComesBackAfterRestartsAndWithdrawsFromAnAvahiThatHangs)
+TEST_F(DnsSdTest, RecoversAfterRestartsAndWithdrawsFromFrozenAvahi)
 {
     world_.Kill("avahi-b");
     world_.StartSide("a", "laptop", "192.0.2.1:40117", "oursAAAA");
@@ -159,7 +159,7 @@ TEST_F(DnsSdTest, ComesBackAfterRestartsAndWithdrawsFromAnAvahiThatHangs)
     world_.AwaitKnown("phone", {});
 }
 
-TEST_F(DnsSdTest, IgnoresStrangersAndAddressesOffTheLinkAndTakesAnotherNameWhenItsOwnIsTaken)
+TEST_F(DnsSdTest, IgnoresStrangersAndChangesNameOnConflict)
 {
     Stranger stranger(world_.Address("a"));
     for (int i = 100; i < 200; ++i) {
@@ -250,7 +250,7 @@ protected:
         MakeDnsSdChannel("127.0.0.1:40117", Bus::Open(machine_.Address()), timers_);
 };
 
-TEST_F(MockAvahiTest, ABrowserThatFailsEachTimeIsRetriedLessAndLessOftenAndLoggedOnce)
+TEST_F(MockAvahiTest, FailingBrowserIsRetriedWithBackoffAndLoggedOnce)
 {
     const SteadyTime begin = timers_.Now();
     for (int i = 0; i < 5; ++i) {
@@ -265,7 +265,7 @@ TEST_F(MockAvahiTest, ABrowserThatFailsEachTimeIsRetriedLessAndLessOftenAndLogge
     EXPECT_TRUE(log_.WaitFor("searching for devices nearby failed", 2)) << "it had worked in between";
 }
 
-TEST_F(MockAvahiTest, AnAddressOnAnInterfaceThatHasNoneIsDroppedSilently)
+TEST_F(MockAvahiTest, AddressOnInterfaceWithoutAddressesIsDroppedSilently)
 {
     Mock("/", "AddMethod", AVAHI_SERVER.interface, std::string("ServiceResolverNew"), std::string("iisssiu"),
          std::string("o"), std::string("ret = '/resolver'"));
@@ -287,7 +287,7 @@ TEST_F(MockAvahiTest, AnAddressOnAnInterfaceThatHasNoneIsDroppedSilently)
     EXPECT_FALSE(log_.Contains("not on its interface's link")) << log_.Text();
 }
 
-TEST(LanAddressesTest, AnAddressIsOnTheLinkWhenItIsInASubnetOfThatInterface)
+TEST(LanAddressesTest, AddressIsOnLinkIfInSubnetOfInterface)
 {
     const std::vector<LanAddress> lan = {
         {2, false, "192.0.2.1", 25}, {2, true, "2001:db8::1", 64}, {3, false, "198.51.100.1", 0}};

@@ -113,7 +113,7 @@ TEST_F(LinuxDeviceTest, TelephonyFollowsModemManagerAndItsModems)
     EXPECT_TRUE(Eventually([] { return SimOf(0) == SimState::LOADED; }));
 }
 
-TEST_F(LinuxDeviceTest, TellsTheScreenByLidLockAndIdleness)
+TEST_F(LinuxDeviceTest, ScreenStateFollowsLidLockAndIdleness)
 {
     machine_.StartMock("logind", LOGIND);
     machine_.StartMock("upower", UPOWER);
@@ -155,7 +155,7 @@ TEST_F(LinuxDeviceTest, TellsTheScreenByLidLockAndIdleness)
     EXPECT_TRUE(Has(COMMON_EVENT_SERVICE_ID));
 }
 
-TEST_F(LinuxDeviceTest, ALowBatteryIsToldOnceAlsoAfterARestartOfTheBusAndClosesTheHotspot)
+TEST_F(LinuxDeviceTest, LowBatteryIsReportedOnceAndClosesHotspot)
 {
     const std::string path = "/org/freedesktop/UPower/devices/DisplayDevice";
     const auto warn = [&](uint32_t level) {
@@ -195,7 +195,7 @@ TEST_F(LinuxDeviceTest, ALowBatteryIsToldOnceAlsoAfterARestartOfTheBusAndClosesT
     EXPECT_EQ(events->WaitFor(2).size(), 2U);
 }
 
-TEST_F(LinuxDeviceTest, SignalsThatADeviceAsksForTheShare)
+TEST_F(LinuxDeviceTest, SignalsThatDeviceAsksForShare)
 {
     StartDevice();
     machine_.Start("monitor", {"/usr/bin/dbus-monitor", "--address", machine_.Address(),
@@ -209,7 +209,7 @@ TEST_F(LinuxDeviceTest, SignalsThatADeviceAsksForTheShare)
                           "   string \"7f3a11\"\n   string \"laptop\""));
 }
 
-TEST_F(LinuxDeviceTest, TellsConnectivityByKindOfNetworkAndLeavesAnOwnHotspotOut)
+TEST_F(LinuxDeviceTest, ReportsConnectivityByNetworkTypeWithoutOwnHotspot)
 {
     machine_.StartMock("networkmanager", NETWORK_MANAGER_NAME);
     const BusObject mock{NETWORK_MANAGER_NAME, "/org/freedesktop", MOCK};

@@ -35,7 +35,7 @@ ModemSlots SlotsOfModems(const std::vector<Modem>& modems)
     return SlotsOf(objects);
 }
 
-TEST(ModemSlots, MapsModemsAndSlotsInTheOrderOfTheirDevices)
+TEST(ModemSlots, MapsModemsToSlotsInDeviceOrder)
 {
     const std::vector<sdbus::ObjectPath> both{sdbus::ObjectPath("/SIM/0"), sdbus::ObjectPath("/SIM/1")};
     const std::vector<sdbus::ObjectPath> secondOnly{sdbus::ObjectPath("/"), sdbus::ObjectPath("/SIM/1")};
@@ -71,7 +71,7 @@ TEST(ModemSlots, MapsModemsAndSlotsInTheOrderOfTheirDevices)
     }
 }
 
-TEST(ModemSlots, TheModemThatCarriesDataOrWouldSaysHow)
+TEST(ModemSlots, TechnologyComesFromModemThatCarriesOrCouldCarryData)
 {
     constexpr int32_t locked = 2;
     constexpr int32_t searching = 7;

@@ -9,7 +9,7 @@ using std::chrono::milliseconds;
 using Wifi::ServiceType;
 using Wifi::WifiLinkState;
 
-TEST_F(NetworkManagerWifiTest, WithoutAProfileOfTheUserAHotspotOfOursComesAndGoesAndKeepsItsKey)
+TEST_F(NetworkManagerWifiTest, OwnHotspotStartsStopsAndKeepsKeyWithoutUserProfile)
 {
     std::string key;
     for (const auto& [security, shown] : {std::pair{Wifi::KeyMgmt::WPA2_PSK, "\"key-mgmt\": \"wpa-psk\""},
@@ -42,7 +42,7 @@ TEST_F(NetworkManagerWifiTest, WithoutAProfileOfTheUserAHotspotOfOursComesAndGoe
     EXPECT_FALSE(log_.Contains(key));
 }
 
-TEST_F(NetworkManagerWifiTest, AChangedKeyEndsAHotspotOfOursAndLeavesTheUsersOwn)
+TEST_F(NetworkManagerWifiTest, ChangedKeyClosesOwnHotspotAndKeepsUsersHotspot)
 {
     phone_.Start();
     ASSERT_EQ(phone_.Hotspot()->EnableHotspot(ServiceType::DEFAULT), Wifi::WIFI_OK);
@@ -64,7 +64,7 @@ TEST_F(NetworkManagerWifiTest, AChangedKeyEndsAHotspotOfOursAndLeavesTheUsersOwn
     EXPECT_EQ(phone_.Config().GetPreSharedKey(), KEY);
 }
 
-TEST_F(NetworkManagerWifiTest, AHotspotThatTheUserTurnedOnIsLeftAlone)
+TEST_F(NetworkManagerWifiTest, HotspotStartedByUserIsNotChanged)
 {
     ShareGarden();
     phone_.Options().hotspot.limits.idle = milliseconds(1);
@@ -87,7 +87,7 @@ TEST_F(NetworkManagerWifiTest, AHotspotThatTheUserTurnedOnIsLeftAlone)
     EXPECT_EQ(phone_.Config().GetSsid(), "phone-7f3a");
 }
 
-TEST_F(NetworkManagerWifiTest, AStationStaysOneUntilTheAnswerIsOutAndAgainAfterTheHotspot)
+TEST_F(NetworkManagerWifiTest, StationIsReplacedAfterAnswerAndRestoredAfterHotspot)
 {
     BeAtHome(air_.Phone());
     phone_.Start();
@@ -101,7 +101,7 @@ TEST_F(NetworkManagerWifiTest, AStationStaysOneUntilTheAnswerIsOutAndAgainAfterT
     EXPECT_TRUE(Eventually([&] { return Has(Phone(), ActiveIs(Air::USERS_NETWORK)); }));
 }
 
-TEST_F(NetworkManagerWifiTest, AHotspotOfOursIsClosedWhenNobodyUsesItAndOnLowBattery)
+TEST_F(NetworkManagerWifiTest, OwnHotspotClosesWhenIdleOrOnLowBattery)
 {
     const milliseconds soon(150);
     const milliseconds never = std::chrono::hours(1);
@@ -132,7 +132,7 @@ TEST_F(NetworkManagerWifiTest, AHotspotOfOursIsClosedWhenNobodyUsesItAndOnLowBat
     }
 }
 
-TEST_F(NetworkManagerWifiTest, AConnectionLeavesNoTraceAndGivesTheUsersNetworkBack)
+TEST_F(NetworkManagerWifiTest, ConnectionLeavesNoTraceAndRestoresUsersNetwork)
 {
     constexpr int mayPass = 11;  // a reason that may be temporary: the attempt is repeated
     laptop_.Options().station.searchLimit = WAIT_LIMIT;
@@ -168,7 +168,7 @@ TEST_F(NetworkManagerWifiTest, AConnectionLeavesNoTraceAndGivesTheUsersNetworkBa
     }
 }
 
-TEST_F(NetworkManagerWifiTest, AnAttemptThatReplacesAConnectionGivesTheUsersNetworkBackWhenItFails)
+TEST_F(NetworkManagerWifiTest, FailedReplacementRestoresUsersNetwork)
 {
     BeAtHome(air_.Laptop());
     laptop_.Options().station.searchLimit = std::chrono::seconds(1);
@@ -189,7 +189,7 @@ TEST_F(NetworkManagerWifiTest, AnAttemptThatReplacesAConnectionGivesTheUsersNetw
     ExpectAsBefore(laptop_, Air::USERS_NETWORK, Air::USERS_NETWORK);
 }
 
-TEST_F(NetworkManagerWifiTest, TheCallsOfARequestEndWithinTheirBudgetsThoughEveryAnswerIsLate)
+TEST_F(NetworkManagerWifiTest, RequestCallsKeepTimeLimitsWhenAnswersAreLate)
 {
     const milliseconds busyMachine(300);
     const auto now = [] { return std::chrono::steady_clock::now(); };
@@ -222,7 +222,7 @@ TEST_F(NetworkManagerWifiTest, TheCallsOfARequestEndWithinTheirBudgetsThoughEver
     EXPECT_EQ(phone_.Config().GetSsid(), "phone-7f3a");
 }
 
-TEST_F(NetworkManagerWifiTest, AHotspotThatOpensAfterItsCallHasFailedIsClosedAgain)
+TEST_F(NetworkManagerWifiTest, HotspotThatOpensAfterFailedCallIsClosed)
 {
     phone_.Start();
     size_t closed = 0;
@@ -239,7 +239,7 @@ TEST_F(NetworkManagerWifiTest, AHotspotThatOpensAfterItsCallHasFailedIsClosedAga
     }
 }
 
-TEST_F(NetworkManagerWifiTest, TheKeyOfAHotspotThatWasJustOpenedIsToldWhileNetworkManagerIsBusy)
+TEST_F(NetworkManagerWifiTest, NewHotspotKeyIsKnownWhileNetworkManagerIsBusy)
 {
     phone_.Start();
     Wifi::HotspotConfig config;
@@ -254,7 +254,7 @@ TEST_F(NetworkManagerWifiTest, TheKeyOfAHotspotThatWasJustOpenedIsToldWhileNetwo
     EXPECT_EQ(config.GetSsid(), "phone-7f3a");
 }
 
-TEST_F(NetworkManagerWifiTest, WhatGetsNoAnswerIsTakenBackOnceNetworkManagerAnswers)
+TEST_F(NetworkManagerWifiTest, UnansweredChangesAreUndoneOnceNetworkManagerAnswers)
 {
     for (WifiMachine* const machine : {&phone_, &laptop_}) {
         machine->Options().answerLimit = milliseconds(500);
@@ -278,7 +278,7 @@ TEST_F(NetworkManagerWifiTest, WhatGetsNoAnswerIsTakenBackOnceNetworkManagerAnsw
     EXPECT_EQ(events_.Lines(), ClosedFor("ASKED", 2));
 }
 
-TEST_F(NetworkManagerWifiTest, AnAnswerThatIsMissingIsNotTakenForARadioThatIs)
+TEST_F(NetworkManagerWifiTest, MissingAnswerDoesNotRemoveRadio)
 {
     laptop_.Options().answerLimit = milliseconds(200);
     laptop_.Start();
@@ -290,7 +290,7 @@ TEST_F(NetworkManagerWifiTest, AnAnswerThatIsMissingIsNotTakenForARadioThatIs)
     EXPECT_FALSE(Eventually([&] { return !laptop_.StationPresence().isThere; }, milliseconds(400)));
 }
 
-TEST_F(NetworkManagerWifiTest, AKeyThatWpa3RefusesIsToldFromAHotspotThatIsNotThere)
+TEST_F(NetworkManagerWifiTest, WrongWpa3KeyIsDistinguishedFromMissingHotspot)
 {
     ShareGarden(Wifi::KeyMgmt::SAE);
     laptop_.Start();
@@ -298,7 +298,7 @@ TEST_F(NetworkManagerWifiTest, AKeyThatWpa3RefusesIsToldFromAHotspotThatIsNotThe
     EXPECT_TRUE(Leave(WifiLinkState::CONNECTING).reason.ends_with("most often the key is wrong"));
 }
 
-TEST_F(NetworkManagerWifiTest, WhatACrashLeftIsTakenBackAtTheNextStart)
+TEST_F(NetworkManagerWifiTest, ChangesLeftByCrashAreUndoneAtNextStart)
 {
     const std::string left = "33333333-3333-4333-8333-333333333333";
     Linux::SettingsMap ours = HotspotProfile("phone-7f3a", KEY, Wifi::KeyMgmt::WPA2_PSK);
@@ -333,7 +333,7 @@ TEST_F(NetworkManagerWifiTest, WhatACrashLeftIsTakenBackAtTheNextStart)
     EXPECT_TRUE(Eventually([&] { return !Has(Phone(), left); }));
 }
 
-TEST_F(NetworkManagerWifiTest, AChangeThatCannotBeRecordedIsMadeAndLogged)
+TEST_F(NetworkManagerWifiTest, ChangeThatCannotBeRecordedIsMadeAndLogged)
 {
     std::filesystem::create_directory(phone_.Folder() / Linux::NETWORK_CHANGES_FILE);
     phone_.Start();
@@ -341,7 +341,7 @@ TEST_F(NetworkManagerWifiTest, AChangeThatCannotBeRecordedIsMadeAndLogged)
     EXPECT_TRUE(log_.Contains(": cannot be written: Is a directory; a crash now would leave changes behind"));
 }
 
-TEST_F(NetworkManagerWifiTest, AbilitiesComeAndGoWithNetworkManagerTheBusAndTheRadio)
+TEST_F(NetworkManagerWifiTest, AbilitiesFollowNetworkManagerBusAndRadio)
 {
     ShareGarden();
     laptop_.Start();
@@ -388,7 +388,7 @@ TEST_F(NetworkManagerWifiTest, AbilitiesComeAndGoWithNetworkManagerTheBusAndTheR
     EXPECT_TRUE(isThere(true));
 }
 
-TEST_F(NetworkManagerWifiTest, ACallThatGetsNoUsableAnswerInTimeSaysSo)
+TEST_F(NetworkManagerWifiTest, CallWithoutUsableAnswerReportsError)
 {
     Linux::Bus& bus = air_.Phone().Bus();
     const Linux::BusObject manager{Linux::NETWORK_MANAGER, Linux::NETWORK_MANAGER_PATH, Linux::NETWORK_MANAGER};

@@ -45,7 +45,7 @@ protected:
     bool isOnLoopback_ = true;
 };
 
-TEST_F(NetworkMonitorTest, TheUplinkIsWhatAHotspotWouldShare)
+TEST_F(NetworkMonitorTest, UplinkIsConnectionThatHotspotWouldShare)
 {
     StartMonitor();
     EXPECT_EQ(monitor_->CurrentUplink().kind, Uplink::Kind::NONE);
@@ -78,7 +78,7 @@ TEST_F(NetworkMonitorTest, TheUplinkIsWhatAHotspotWouldShare)
     EXPECT_LT(Clock::System().Now() - begun, std::chrono::seconds(2));
 }
 
-TEST_F(NetworkMonitorTest, TheSituationTellsTheUsersNetworksFromOnesThatWereJoinedHere)
+TEST_F(NetworkMonitorTest, SituationDistinguishesUsersNetworksFromJoinedOnes)
 {
     StartMonitor();
     ShareGarden();
@@ -109,7 +109,7 @@ TEST_F(NetworkMonitorTest, TheSituationTellsTheUsersNetworksFromOnesThatWereJoin
     EXPECT_EQ(changes, before);
 }
 
-TEST_F(NetworkMonitorTest, SavedNetworksInReachAreThoseThatTheScanSawAndNetworkManagerJoins)
+TEST_F(NetworkMonitorTest, SavedNetworksAreInReachIfScannedAndJoinable)
 {
     StartMonitor();
     const auto save = [&](const std::string& uuid, const std::string& ssid, bool isManual) {
@@ -143,7 +143,7 @@ TEST_F(NetworkMonitorTest, SavedNetworksInReachAreThoseThatTheScanSawAndNetworkM
     EXPECT_TRUE(monitor_->Situation().inReach.empty()) << "NetworkManager keeps what earlier scans saw";
 }
 
-TEST_F(NetworkMonitorTest, OnlineIsWhatNetworkManagersCheckSaysOfThatRadio)
+TEST_F(NetworkMonitorTest, OnlineVerdictFollowsNetworkManagerCheckOfRadio)
 {
     StartMonitor();
     isOnLoopback_ = false;
@@ -168,7 +168,7 @@ TEST_F(NetworkMonitorTest, OnlineIsWhatNetworkManagersCheckSaysOfThatRadio)
     EXPECT_LT(Clock::System().Now() - begun, WAIT_LIMIT / 2);
 }
 
-TEST_F(NetworkMonitorTest, WithoutNetworkManagersCheckTheNameServersOfTheLeaseAreAsked)
+TEST_F(NetworkMonitorTest, NameServersOfLeaseAreAskedWithoutNetworkManagerCheck)
 {
     std::vector<Bytes> answers(3, Answer({NS_RECORD}));
     answers.resize(9, Answer({ADDRESS_RECORD}));

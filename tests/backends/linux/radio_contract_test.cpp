@@ -75,7 +75,7 @@ private:
     const sptr<Linux::LinuxCoreService> core_ = MakeSptr<Linux::LinuxCoreService>(modems_);
 };
 
-TEST(TelephonyContract, IsKept)
+TEST(TelephonyContract, SlotsAndRadioAreAnswered)
 {
     LinuxTelephonyWorld world;
     ExpectTelephonyContract(world);

@@ -23,7 +23,7 @@ protected:
     }
 };
 
-TEST_F(WifiControlTest, AShareSaysWhoUsesItAndIsClosedForAReason)
+TEST_F(WifiControlTest, ShareReportsUsersAndIsClosedWithReason)
 {
     phone_.Start();
     Wifi::ShareControl& share = *phone_.Hotspot();
@@ -54,7 +54,7 @@ TEST_F(WifiControlTest, AShareSaysWhoUsesItAndIsClosedForAReason)
     share.SetListener(nullptr);
 }
 
-TEST_F(WifiControlTest, LeavingAJoinedNetworkGoesBackToTheOneBefore)
+TEST_F(WifiControlTest, LeavingJoinedNetworkRestoresPreviousOne)
 {
     BeAtHome(air_.Laptop());
     ShareGarden();
@@ -81,7 +81,7 @@ TEST_F(WifiControlTest, LeavingAJoinedNetworkGoesBackToTheOneBefore)
     ExpectLeft(station.Leave(attempt, WAIT_LIMIT), false, "far away");
 }
 
-TEST_F(WifiControlTest, LeavingAnAttemptThatSearchesEndsIt)
+TEST_F(WifiControlTest, LeavingCancelsSearchingAttempt)
 {
     laptop_.Options().station.searchLimit = WAIT_LIMIT;
     BeAtHome(air_.Laptop());
@@ -92,7 +92,7 @@ TEST_F(WifiControlTest, LeavingAnAttemptThatSearchesEndsIt)
     EXPECT_EQ(events_.Lines(), std::vector<std::string>{"NET_WIFI_JOIN_FAIL REASON ENDED_HERE"});
 }
 
-TEST_F(WifiControlTest, WithoutANetworkBeforeOrWithoutAnAnswerLeavingSaysSo)
+TEST_F(WifiControlTest, LeavingReportsMissingPreviousNetworkOrAnswer)
 {
     laptop_.Options().answerLimit = std::chrono::milliseconds(500);
     ShareGarden();

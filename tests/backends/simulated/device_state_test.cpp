@@ -10,7 +10,7 @@
 namespace Vexo::Simulated {
 namespace {
 
-TEST(DeviceStateTest, ADamagedFileIsRefusedWithFileKeyAndWhatIsAllowed)
+TEST(DeviceStateTest, DamagedFileIsRefusedWithFileKeyAndAllowedValues)
 {
     const std::pair<const char*, const char*> cases[] = {
         {R"({"scren": "on"})", R"(device-state.json: scren: unknown key (did you mean "screen"?))"},
@@ -34,7 +34,7 @@ TEST(DeviceStateTest, ADamagedFileIsRefusedWithFileKeyAndWhatIsAllowed)
     }
 }
 
-TEST(DeviceStateTest, TheHotspotsKeyIsDescribedButNotShown)
+TEST(DeviceStateTest, HotspotKeyIsDescribedButNotShown)
 {
     const auto shown = [](const DeviceState& state) {
         const auto entries = DescribeDeviceState(state);
@@ -49,7 +49,7 @@ TEST(DeviceStateTest, TheHotspotsKeyIsDescribedButNotShown)
     EXPECT_FALSE(shown(state).isDefault);
 }
 
-TEST(DeviceStateTest, AnUpdateIsAllOrNothingAndConcurrentOnesLoseNothing)
+TEST(DeviceStateTest, UpdateIsAtomicAndConcurrentUpdatesAreKept)
 {
     const Tests::TempFolder folder;
     EXPECT_FALSE(UpdateDeviceState(folder.Path(), {"screen=off"})) << "there is no file yet";

@@ -68,7 +68,7 @@ private:
                        {"sims.0.state=loaded", "sims.1.state=not_present", "radio.0=off", "cellular_data=false"}};
 };
 
-TEST(TelephonyContract, IsKept)
+TEST(TelephonyContract, SlotsAndRadioAreAnswered)
 {
     SimulatedTelephonyWorld world;
     ExpectTelephonyContract(world);

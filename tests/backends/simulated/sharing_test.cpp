@@ -45,7 +45,7 @@ protected:
     TestDevice laptop_{folder_.Path(), "laptop", "b04d22", {"network.wifi=office"}};
 };
 
-TEST_F(SharingTest, AStationIsSeenWithItsBytesUntilItLeaves)
+TEST_F(SharingTest, StationIsReportedWithBytesUntilItLeaves)
 {
     OpenHotspot();
     const uint32_t attempt = Join();
@@ -73,7 +73,7 @@ TEST_F(SharingTest, AStationIsSeenWithItsBytesUntilItLeaves)
     EXPECT_TRUE(configs.empty());
 }
 
-TEST_F(SharingTest, OnlyAHeldRecordOfThisHotspotIsAStation)
+TEST_F(SharingTest, OnlyHeldRecordOfThisHotspotCountsAsStation)
 {
     OpenHotspot();
     const std::filesystem::path air = phone_.Options().airDir;
@@ -90,7 +90,7 @@ TEST_F(SharingTest, OnlyAHeldRecordOfThisHotspotIsAStation)
     EXPECT_TRUE(phone_.Share().Look().stations.empty());
 }
 
-TEST_F(SharingTest, OnlyAHotspotThatWasOpenedHereIsClosed)
+TEST_F(SharingTest, OnlyHotspotOpenedByThisDeviceIsClosed)
 {
     const Tests::RecordedSysEvents events;
     std::atomic<int> changes = 0;
@@ -115,7 +115,7 @@ TEST_F(SharingTest, OnlyAHotspotThatWasOpenedHereIsClosed)
     phone_.Start();
 }
 
-TEST_F(SharingTest, TheCheckFindsWhatTheHotspotsDeviceHas)
+TEST_F(SharingTest, OnlineCheckReportsUplinkOfHotspotDevice)
 {
     OpenHotspot();
     Join();
@@ -130,7 +130,7 @@ TEST_F(SharingTest, TheCheckFindsWhatTheHotspotsDeviceHas)
     EXPECT_EQ(laptop_.Network().CheckOnline({}, SteadyTime::max(), now), OnlineVerdict::UNKNOWN);
 }
 
-TEST_F(SharingTest, TheSituationFollowsTheStateAndTheStation)
+TEST_F(SharingTest, SituationFollowsStateAndStation)
 {
     std::atomic<int> changes = 0;
     Network::NetworkMonitor& network = laptop_.Network();
@@ -152,7 +152,7 @@ TEST_F(SharingTest, TheSituationFollowsTheStateAndTheStation)
     network.SetListener({});
 }
 
-TEST(UplinkTest, IsTheBestOfWhatTheStateHas)
+TEST(UplinkTest, UplinkIsBestConnectionOfState)
 {
     const struct {
         std::vector<std::string> assignments;

@@ -33,7 +33,7 @@ protected:
     const Tests::LogCapture log_;
 };
 
-TEST_F(SimulatedDeviceTest, AMissingStateFileIsWrittenWithTheDefaultsForItsOwnerOnly)
+TEST_F(SimulatedDeviceTest, MissingStateFileIsCreatedWithDefaultsForOwnerOnly)
 {
     const TestDevice device = MakeDevice();
     EXPECT_EQ(LoadDeviceState(device.Options().stateDir).value(), DeviceState{});
@@ -65,7 +65,7 @@ TEST_F(SimulatedDeviceTest, ScreenAndBatteryChangesBecomeEvents)
     }
 }
 
-TEST_F(SimulatedDeviceTest, ADamagedStateFileIsNamedOnceAndTheStateBeforeItStays)
+TEST_F(SimulatedDeviceTest, DamagedStateFileIsReportedOnceAndOldStateKept)
 {
     TestDevice device = MakeDevice({"sims.0.state=ready"});
     const auto simIs = [&](Telephony::SimState expected) {
@@ -90,7 +90,7 @@ TEST_F(SimulatedDeviceTest, ADamagedStateFileIsNamedOnceAndTheStateBeforeItStays
     EXPECT_FALSE(LoadDeviceState(device.Options().stateDir)) << "the file stays as it is";
 }
 
-TEST_F(SimulatedDeviceTest, StoppingEndsWaitsAndOpenRadioQueriesWithAnError)
+TEST_F(SimulatedDeviceTest, StopFailsWaitsAndOpenRadioQueries)
 {
     TestDevice device = MakeDevice({"faults.wifi.get_configs.delay_ms=60000", "hotspot.active_at_start=true",
                                     "faults.telephony.radio_callback.no_answer=true"});
@@ -113,7 +113,7 @@ TEST_F(SimulatedDeviceTest, StoppingEndsWaitsAndOpenRadioQueriesWithAnError)
     EXPECT_EQ(answer->calls, 1);
 }
 
-TEST_F(SimulatedDeviceTest, TheAirKeepsDamagedAndLeftOverRecordsFromStations)
+TEST_F(SimulatedDeviceTest, StationsIgnoreDamagedAndLeftOverAirRecords)
 {
     TestDevice device = MakeDevice();
     const std::filesystem::path air = device.Options().airDir;

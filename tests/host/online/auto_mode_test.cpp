@@ -44,7 +44,7 @@ protected:
     SteadyTime now_{std::chrono::hours(10)};
 };
 
-TEST_F(AutoModeTest, ComesUpAfterTwentySecondsWithoutANetworkInAnActiveSession)
+TEST_F(AutoModeTest, ConnectsAfterTwentySecondsWithoutNetworkInActiveSession)
 {
     EXPECT_EQ(After(0s, OWN).act, Act::NOTHING);
     EXPECT_EQ(mode_.State(), AutoState::WATCHING);
@@ -66,7 +66,7 @@ TEST_F(AutoModeTest, ComesUpAfterTwentySecondsWithoutANetworkInAnActiveSession)
     EXPECT_EQ(After(1h, NONE).act, Act::NOTHING);
 }
 
-TEST_F(AutoModeTest, GoesDownWhenANetworkOfTheUsersIsBack)
+TEST_F(AutoModeTest, DisconnectsWhenUsersNetworkIsBack)
 {
     NetworkSituation wired = JOINED;
     wired.hasOwnWire = true;
@@ -95,7 +95,7 @@ TEST_F(AutoModeTest, GoesDownWhenANetworkOfTheUsersIsBack)
     EXPECT_EQ(After(30s, wired).act, Act::NOTHING) << "a person began it";
 }
 
-TEST_F(AutoModeTest, DownAndADisconnectByHandSuspendIt)
+TEST_F(AutoModeTest, DownOrManualDisconnectSuspendsAutomaticMode)
 {
     for (const NetworkSituation& without : {NONE, LEFT}) {
         now_ += 2h;
@@ -117,7 +117,7 @@ TEST_F(AutoModeTest, DownAndADisconnectByHandSuspendIt)
     }
 }
 
-TEST_F(AutoModeTest, TriesSixTimesAnHourEachLaterThanTheOneBefore)
+TEST_F(AutoModeTest, TriesSixTimesAnHourWithGrowingDelay)
 {
     std::vector<std::chrono::seconds> tries;
     for (std::chrono::seconds passed{0}; passed < 2h; passed += 5s) {

@@ -27,7 +27,7 @@ std::string Order(const std::vector<KnownDevice>& devices, const Experience& exp
     return names;
 }
 
-TEST(CandidatesTest, EachReasonCountsMoreThanThoseAfterIt)
+TEST(CandidatesTest, EachReasonOutweighsAllLaterReasons)
 {
     // Each reason favours the second device. It must win against all reasons after it, which favour the first device.
     using Change = std::function<void(std::vector<KnownDevice> & devices, Experience & experience, size_t better)>;
@@ -55,7 +55,7 @@ TEST(CandidatesTest, EachReasonCountsMoreThanThoseAfterIt)
     }
 }
 
-TEST(CandidatesTest, OldFactsDoNotCountAndFewAwayDevicesAreTried)
+TEST(CandidatesTest, OldFactsAreIgnoredAndFewAwayDevicesAreTried)
 {
     Experience experience{{}, {}, {{"a", {}}}, NOW};
     experience.facts["a"].permission = SharingPermission::NOT_ALLOWED;

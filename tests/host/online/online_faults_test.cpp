@@ -34,7 +34,7 @@ std::vector<std::vector<std::string>> Rows(const std::string& heading)
     return rows;
 }
 
-TEST(OnlineFaultsTest, ThePageShowsEachFailureAsTheProgramSaysIt)
+TEST(OnlineFaultsTest, PageListsEachFailureWithItsTexts)
 {
     const auto rows = Rows("## On the way online");
     ASSERT_EQ(rows.size(), ONLINE_FAULT_COUNT);
@@ -58,7 +58,7 @@ TEST(OnlineFaultsTest, ThePageShowsEachFailureAsTheProgramSaysIt)
     }
 }
 
-TEST(OnlineFaultsTest, AFailureOfADeviceNamesItAndNoTextSaysPeer)
+TEST(OnlineFaultsTest, DeviceFailureNamesDeviceAndNeverSaysPeer)
 {
     const FaultDevice nameless{"3f91c" + std::string(54, '0') + "d6384", ""};
     for (const OnlineFaultRow& row : ONLINE_FAULTS) {

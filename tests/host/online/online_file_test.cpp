@@ -11,7 +11,7 @@
 namespace Vexo::Host {
 namespace {
 
-TEST(OnlineFileTest, ADamagedFileIsKeptAsideAndTheNextOneIsReadBack)
+TEST(OnlineFileTest, DamagedFileIsSetAsideAndNextOneIsReadBack)
 {
     const Tests::TempFolder folder;
     const Tests::LogCapture log;

@@ -153,7 +153,7 @@ TEST_F(OnlineTest, EachFailureHasItsCodeAndStepAndIsUndone)
     }
 }
 
-TEST_F(OnlineTest, TheNextDeviceIsTriedAndTheFirstOneIsUndone)
+TEST_F(OnlineTest, NextDeviceIsTriedAfterFirstOneIsUndone)
 {
     Start({"phone", "tablet"});
     world_->devices["phone"].verdict = Network::OnlineVerdict::NO_INTERNET;
@@ -170,7 +170,7 @@ TEST_F(OnlineTest, TheNextDeviceIsTriedAndTheFirstOneIsUndone)
     EXPECT_EQ(world_->Suggested("phone") + "|" + world_->Suggested("tablet"), "|10.42.0.1");
 }
 
-TEST_F(OnlineTest, StartKeepsANetworkWithoutInternetUntilDown)
+TEST_F(OnlineTest, StartKeepsNetworkWithoutInternetUntilDown)
 {
     Start({"phone"});
     world_->devices["phone"].verdict = Network::OnlineVerdict::NO_INTERNET;
@@ -185,7 +185,7 @@ TEST_F(OnlineTest, StartKeepsANetworkWithoutInternetUntilDown)
     EXPECT_EQ(Down().result, DownResult::NOT_JOINED);
 }
 
-TEST_F(OnlineTest, ACancellationAtAnyCallIsUndoneInOrder)
+TEST_F(OnlineTest, CancellationAtAnyCallIsUndoneInOrder)
 {
     struct Case {
         const char* at;
@@ -231,7 +231,7 @@ TEST_F(OnlineTest, ACancellationAtAnyCallIsUndoneInOrder)
     }
 }
 
-TEST_F(OnlineTest, AReleaseWithoutAnAnswerIsRepeatedOnTheNetworkOfBefore)
+TEST_F(OnlineTest, UnansweredReleaseIsRepeatedOnPreviousNetwork)
 {
     Start({"phone"});
     world_->devices["phone"].releases = false;
@@ -242,7 +242,7 @@ TEST_F(OnlineTest, AReleaseWithoutAnAnswerIsRepeatedOnTheNetworkOfBefore)
     EXPECT_EQ(events_.WaitFor(2)[1], "NET_ONLINE_END DEVICE_ID phone REASON DOWN");
 }
 
-TEST_F(OnlineTest, ASecondProgramIsToldWhatRuns)
+TEST_F(OnlineTest, SecondProgramGetsBusyWithRunningAttempt)
 {
     Start({"phone"});
     OnlineAnswer second;
@@ -265,7 +265,7 @@ TEST_F(OnlineTest, ASecondProgramIsToldWhatRuns)
     EXPECT_EQ(second.fault->message, "getting online is under way already: process 7 tries phone");
 }
 
-TEST_F(OnlineTest, WhileOnlineUpChecksAgainAndStartOfAnotherReleasesTheFirst)
+TEST_F(OnlineTest, UpWhileOnlineChecksAgainAndStartOfOtherReleasesFirst)
 {
     Start({"phone", "tablet"});
     EXPECT_EQ(Run(OnlineMode::UP, {"phone"}).phase, OnlinePhase::ONLINE);
@@ -283,7 +283,7 @@ TEST_F(OnlineTest, WhileOnlineUpChecksAgainAndStartOfAnotherReleasesTheFirst)
                      "facts tablet", "release tablet", "facts tablet", "ask tablet", "check tablet", "release phone"}));
 }
 
-TEST_F(OnlineTest, UpWaitsForTheOwnerAndStartDoesNot)
+TEST_F(OnlineTest, UpWaitsForOwnerAndStartDoesNot)
 {
     Start({"phone"});
     world_->devices["phone"].refusal = SoftBus::PeerRefusal::OWNER_ASKED;
@@ -303,7 +303,7 @@ TEST_F(OnlineTest, UpWaitsForTheOwnerAndStartDoesNot)
     EXPECT_EQ(online_->Status().attempt.steps.size(), 5U) << "one more line while the owner is asked";
 }
 
-TEST_F(OnlineTest, TheLeaseIsRenewedUntilTheNetworkIsGone)
+TEST_F(OnlineTest, LeaseIsRenewedUntilNetworkIsGone)
 {
     Start({"phone"});
     EXPECT_EQ(Run().phase, OnlinePhase::ONLINE);
@@ -331,7 +331,7 @@ TEST_F(OnlineTest, TheLeaseIsRenewedUntilTheNetworkIsGone)
     EXPECT_EQ(leases(), before);
 }
 
-TEST_F(OnlineTest, StopTellsTheDeviceAndLeavesTheRadioAlone)
+TEST_F(OnlineTest, StopNotifiesDeviceAndKeepsWifiConnected)
 {
     Start({"phone"});
     world_->onCall = [&](const std::string& call) {
@@ -344,7 +344,7 @@ TEST_F(OnlineTest, StopTellsTheDeviceAndLeavesTheRadioAlone)
     EXPECT_EQ(Calls(), (Lines{"facts phone", "ask phone", "release phone"}));
 }
 
-TEST_F(OnlineTest, AutomaticModeDoesNotAskAnOwner)
+TEST_F(OnlineTest, AutomaticModeDoesNotAskOwner)
 {
     Start({"old", "phone"});
     world_->devices["old"].isOld = true;

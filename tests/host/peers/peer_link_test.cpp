@@ -72,7 +72,7 @@ protected:
     std::shared_ptr<PeerLink> link;
 };
 
-TEST_F(PeerLinkTest, RequestsOverlapOnOneSessionWhichEndsWhenIdle)
+TEST_F(PeerLinkTest, RequestsShareOneSessionThatClosesWhenIdle)
 {
     auto lease = AskLater(LeaseRequest{MAC});
     asked.WaitFor(1);
@@ -92,7 +92,7 @@ TEST_F(PeerLinkTest, RequestsOverlapOnOneSessionWhichEndsWhenIdle)
     EXPECT_EQ(bus->openings, 2);
 }
 
-TEST_F(PeerLinkTest, DeadKeptSessionIsReplacedAndCostsItsLimit)
+TEST_F(PeerLinkTest, DeadKeptSessionIsReplacedWithinTimeLimit)
 {
     ASSERT_TRUE(Ask(FactsRequest{}));
     bus->Break(2);  // the next request detects this
@@ -126,7 +126,7 @@ TEST_F(PeerLinkTest, EachFailureHasItsCode)
     EXPECT_TRUE(Ask(FactsRequest{})) << "begun anew";
 }
 
-TEST_F(PeerLinkTest, DamagedOrMisplacedMessageClosesTheSessionWithOneLine)
+TEST_F(PeerLinkTest, DamagedOrMisplacedMessageClosesSessionWithOneLogLine)
 {
     const std::string ask = R"({"version":1,"request":1,"ask":"facts"})";
     const std::string answer = R"({"version":1,"request":1,"answer":"unknown"})";
@@ -161,7 +161,7 @@ TEST_F(PeerLinkTest, DamagedOrMisplacedMessageClosesTheSessionWithOneLine)
     EXPECT_EQ(ErrorOf(waiting.get()), ErrorCode::REFUSED);
 }
 
-TEST_F(PeerLinkTest, OneDeviceIsServedFourRequestsAtATime)
+TEST_F(PeerLinkTest, DeviceIsServedFourRequestsAtATime)
 {
     const Vexo::Tests::LogCapture log;
     std::vector<std::future<Result<PeerAnswer>>> leases;

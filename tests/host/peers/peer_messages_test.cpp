@@ -26,7 +26,7 @@ const std::string FACTS_TEXT =
     R"("technology":"4G","signal_percent":70,"metered":null,"internet":"no","mobile_data_off":true,)"
     R"("battery_percent":100,"charging":false})";
 
-TEST(PeerMessagesTest, FactsAreTheDocumentedTextAndUnknownMembersAreIgnored)
+TEST(PeerMessagesTest, FactsMatchDocumentationAndUnknownMembersAreIgnored)
 {
     EXPECT_EQ(Encode(NumberedAnswer{7, Facts()}), FACTS_TEXT);
     std::string later = FACTS_TEXT;
@@ -38,7 +38,7 @@ TEST(PeerMessagesTest, FactsAreTheDocumentedTextAndUnknownMembersAreIgnored)
     EXPECT_EQ(std::get<DeviceFacts>(std::get<NumberedAnswer>(read.value()).answer), expected);
 }
 
-TEST(PeerMessagesTest, DamagedMessageIsRefusedWithTheNameOfItsMember)
+TEST(PeerMessagesTest, DamagedMessageIsRefusedWithMemberName)
 {
     const std::string lease = R"({"version":1,"request":8,"ask":"lease","mac":"02:00:5e:10:00:01"})";
     const std::string release = R"({"version":1,"request":8,"ask":"release","mac":"02:00:5e:10:00:01"})";

@@ -38,7 +38,7 @@ protected:
     std::optional<ShareLeases> leases_{60s};
 };
 
-TEST_F(ShareLeasesTest, AShareEndsAMinuteAfterTheLastLeaseUnlessSomebodyIsThere)
+TEST_F(ShareLeasesTest, ShareEndsOneMinuteAfterLastLeaseUnlessStationIsConnected)
 {
     Pass(1h);
     EXPECT_FALSE(leases_->HasEnded(now_.boot)) << "there was no lease";
@@ -68,7 +68,7 @@ TEST_F(ShareLeasesTest, AShareEndsAMinuteAfterTheLastLeaseUnlessSomebodyIsThere)
     EXPECT_EQ(Pass(0s).at(0).reason, std::string(LeaseEnd::CLOSED));
 }
 
-TEST_F(ShareLeasesTest, AReleasedShareIsUnusedWhenNobodyElseIsThere)
+TEST_F(ShareLeasesTest, ReleasedShareIsUnusedIfNoOtherDeviceUsesIt)
 {
     struct Case {
         const char* what;
@@ -107,7 +107,7 @@ TEST_F(ShareLeasesTest, AReleasedShareIsUnusedWhenNobodyElseIsThere)
     EXPECT_FALSE(IsUnused()) << "a device that has nothing to release names another one's station";
 }
 
-TEST_F(ShareLeasesTest, AStationBelongsToTheLeaseThatNamedItFirst)
+TEST_F(ShareLeasesTest, StationBelongsToLeaseThatNamedItFirst)
 {
     Renew(LAPTOP, LAPTOP_MAC);
     Pass(1s);

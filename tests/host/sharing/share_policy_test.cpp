@@ -45,7 +45,7 @@ protected:
     std::optional<SharePolicy> policy_;
 };
 
-TEST_F(SharePolicyTest, NobodyGoesBeforeRulesAndRulesGoBeforeTheRest)
+TEST_F(SharePolicyTest, NobodySettingOverridesRulesAndRulesOverrideTheRest)
 {
     const struct {
         ShareAllow allow;
@@ -69,7 +69,7 @@ TEST_F(SharePolicyTest, NobodyGoesBeforeRulesAndRulesGoBeforeTheRest)
     }
 }
 
-TEST_F(SharePolicyTest, BatteryAndBytesRefuseWhatTheOwnerAllows)
+TEST_F(SharePolicyTest, BatteryAndByteLimitsRefuseWhatOwnerAllows)
 {
     const struct {
         Network::Battery battery;
@@ -87,7 +87,7 @@ TEST_F(SharePolicyTest, BatteryAndBytesRefuseWhatTheOwnerAllows)
     EXPECT_EQ(policy_->Check(PHONE, now_, {{19, false}, 0}), NOT_ALLOWED);
 }
 
-TEST_F(SharePolicyTest, OneQuestionADeviceThenAPauseAndThreeADay)
+TEST_F(SharePolicyTest, QuestionsPerDeviceHavePauseAndDailyLimit)
 {
     Use({.allow = ShareAllow::ASK});
     EXPECT_TRUE(policy_->OnRequest(PHONE, now_, {}).hasOpenedQuestion);
@@ -120,7 +120,7 @@ TEST_F(SharePolicyTest, OneQuestionADeviceThenAPauseAndThreeADay)
     EXPECT_EQ(Ask(), OWNER_ASKED) << "no pause after a decision";
 }
 
-TEST_F(SharePolicyTest, OnceAndTodayEnd)
+TEST_F(SharePolicyTest, OnceAndTodayRulesExpire)
 {
     Use({.allow = ShareAllow::DEVICES});
     Decide(ShareDecision::ONCE);
@@ -157,7 +157,7 @@ TEST_F(SharePolicyTest, OnceAndTodayEnd)
     EXPECT_EQ(Ask(), NOT_ALLOWED) << "the daemon's end closed the hotspot";
 }
 
-TEST_F(SharePolicyTest, ManyDevicesTakeNoMoreThanTheirPlaces)
+TEST_F(SharePolicyTest, NumberOfDevicesIsLimited)
 {
     Use({.allow = ShareAllow::ASK});
     for (size_t device = 0; device < MAX_SHARE_DEVICES; ++device) {

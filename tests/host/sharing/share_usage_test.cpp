@@ -17,7 +17,7 @@ local_days Day(int year, int month, int day)
     return local_days(std::chrono::year(year) / month / day);
 }
 
-TEST(ShareUsage, AMonthBeginsOnItsFirstDayOrOnTheLastOfAShorterOne)
+TEST(ShareUsage, MonthBeginsOnItsDayOrLastDayOfShorterMonth)
 {
     const struct {
         local_days day;
@@ -57,7 +57,7 @@ protected:
     ShareUsage usage_{1, SharingRecord{}, now_};
 };
 
-TEST_F(ShareUsageTest, BytesOfStationsAreCountedOnceAlsoWhenTheirCountersBeginAnew)
+TEST_F(ShareUsageTest, StationBytesAreCountedOnceAcrossCounterResets)
 {
     Look(100, 10);
     Look(150, 10);
@@ -77,7 +77,7 @@ TEST_F(ShareUsageTest, BytesOfStationsAreCountedOnceAlsoWhenTheirCountersBeginAn
     EXPECT_EQ(usage_.Stations().at(PHONE).bytes, 120U);
 }
 
-TEST_F(ShareUsageTest, AMonthEndsByItsDateAndNeverBecauseTheClockWentBack)
+TEST_F(ShareUsageTest, MonthEndsByDateAndNotWhenClockGoesBack)
 {
     Look(100);
     SetDate(Day(2036, 10, 5));

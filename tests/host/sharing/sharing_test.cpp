@@ -143,7 +143,7 @@ protected:
     std::shared_ptr<Sharing> sharing_;
 };
 
-TEST_F(SharingTest, ReleaseOfTheOnlyUserClosesTheHotspotOnceTheAnswerIsOut)
+TEST_F(SharingTest, ReleaseOfOnlyUserClosesHotspotAfterAnswer)
 {
     Start();
     EXPECT_EQ(sharing_->Admit(PHONE), PeerRefusal::NONE);
@@ -165,7 +165,7 @@ TEST_F(SharingTest, ReleaseOfTheOnlyUserClosesTheHotspotOnceTheAnswerIsOut)
     EXPECT_TRUE(sharing_->OnRelease(PHONE, {PHONE_MAC}).hasClosedHotspot) << "asked again: it is off";
 }
 
-TEST_F(SharingTest, DeviceThatComesAfterTheReleaseKeepsTheHotspotOpenUntilItsLeaseHasExpired)
+TEST_F(SharingTest, LeaseAfterReleaseKeepsHotspotOpenUntilItExpires)
 {
     Start({.closesAfter = 30s});
     EXPECT_FALSE(sharing_->OnLease(PHONE, {PHONE_MAC}).isHeld) << "no hotspot";
@@ -181,7 +181,7 @@ TEST_F(SharingTest, DeviceThatComesAfterTheReleaseKeepsTheHotspotOpenUntilItsLea
     EXPECT_EQ(events_.WaitFor(4).back(), "NET_SHARE_LEASE_END DEVICE_ID bbbbb…bbbbb REASON EXPIRED");
 }
 
-TEST_F(SharingTest, BatteryAndBytesCloseAHotspotThatIsInUse)
+TEST_F(SharingTest, BatteryAndByteLimitsCloseHotspotInUse)
 {
     Start({.batteryFloorPercent = 20, .monthLimitMb = 1});
     share_.Open({{PHONE_MAC, 400'000, 0}});
@@ -219,7 +219,7 @@ TEST_F(SharingTest, OwnerIsAskedOnceAndDecides)
     EXPECT_EQ(sharing_->Admit(PHONE), PeerRefusal::OWNER_ASKED);
 }
 
-TEST_F(SharingTest, ADeviceThatIsDeniedLosesItsLeaseAndTheHotspotCloses)
+TEST_F(SharingTest, DeniedDeviceLosesLeaseAndHotspotCloses)
 {
     Start();
     share_.Open({{PHONE_MAC, 0, 0}});
@@ -231,7 +231,7 @@ TEST_F(SharingTest, ADeviceThatIsDeniedLosesItsLeaseAndTheHotspotCloses)
     EXPECT_FALSE(sharing_->OnRelease(PHONE, {TABLET_MAC}).hasClosedHotspot) << "a station that is not its own";
 }
 
-TEST_F(SharingTest, DamagedFileIsSetAsideAndAnUnreadableOneKept)
+TEST_F(SharingTest, DamagedFileIsSetAsideAndUnreadableOneKept)
 {
     const std::filesystem::path file = folder_.Path() / SHARING_FILE;
     std::ofstream(file) << R"({"version": 1, "rules": [)";

@@ -101,7 +101,7 @@ protected:
     std::atomic<std::thread::id> loadedOn_{};
 };
 
-TEST_F(SystemAbilityManagerTest, FirstRequestsStartTheAbilityOnceOnAnotherThread)
+TEST_F(SystemAbilityManagerTest, FirstRequestsStartAbilityOnceOnAnotherThread)
 {
     std::vector<std::future<int32_t>> requests(8);
     std::generate(requests.begin(), requests.end(), [this] { return RequestInBackground(); });
@@ -113,7 +113,7 @@ TEST_F(SystemAbilityManagerTest, FirstRequestsStartTheAbilityOnceOnAnotherThread
     EXPECT_NE(loadedOn_.load(), std::this_thread::get_id());
 }
 
-TEST_F(SystemAbilityManagerTest, DuringUnloadingALoadKeepsItsLimitAndARequestWaitsPastItAndStartsTheAbilityAgain)
+TEST_F(SystemAbilityManagerTest, LoadTimesOutAndRequestRestartsAbilityDuringUnload)
 {
     std::future<int32_t> first = UnloadDuringARequest();
     std::future<int32_t> second = RequestInBackground();
@@ -125,7 +125,7 @@ TEST_F(SystemAbilityManagerTest, DuringUnloadingALoadKeepsItsLimitAndARequestWai
     EXPECT_EQ(ability_.starts, 2);
 }
 
-TEST_F(SystemAbilityManagerTest, RequestDuringUnloadingFailsAtOnceWhenLoadingStops)
+TEST_F(SystemAbilityManagerTest, RequestDuringUnloadFailsAtOnceWhenLoadingStops)
 {
     std::future<int32_t> first = UnloadDuringARequest();
     std::future<int32_t> second = RequestInBackground();
@@ -136,7 +136,7 @@ TEST_F(SystemAbilityManagerTest, RequestDuringUnloadingFailsAtOnceWhenLoadingSto
     EXPECT_EQ(first.get(), 0);
 }
 
-TEST_F(SystemAbilityManagerTest, FailedStartFailsThoseThatWaitAndTheNextRequestTriesAgain)
+TEST_F(SystemAbilityManagerTest, RequestFailsWithFailedStartAndNextRequestRetries)
 {
     ability_.onStart = []() -> bool { throw std::runtime_error("broken"); };
     EXPECT_EQ(Request(), IPC_ABILITY_UNAVAILABLE);
@@ -181,7 +181,7 @@ protected:
     const sptr<IRemoteObject> object_ = MakeSptr<IPCObjectStub>();
 };
 
-TEST_F(StatusListenerTest, HearsChangesInOrderOnAnotherThreadUntilItUnsubscribes)
+TEST_F(StatusListenerTest, ReceivesChangesInOrderOnAnotherThreadUntilUnsubscribed)
 {
     std::vector<int32_t> expected;
     for (int i = 0; i < 100; ++i) {

@@ -19,7 +19,7 @@ std::string Describe(const CallerIdentity& caller)
     return text + (AccessTokenKit::VerifyAccessToken(caller.tokenId, PERMISSION) == 0 ? ", granted" : "");
 }
 
-TEST(AccessPolicyTest, FirstUserEntryThenFirstGroupEntryHolds)
+TEST(AccessPolicyTest, FirstUserEntryWinsThenFirstGroupEntry)
 {
     InstallAccessPolicy(AccessPolicy::Parse(R"({"entries": [
         {"group": 500, "token_type": "application", "privilege_level": 2, "system_app": true,
@@ -53,7 +53,7 @@ TEST(AccessPolicyTest, FirstUserEntryThenFirstGroupEntryHolds)
     }
 }
 
-TEST(AccessPolicyTest, DefaultAdmitsRootAndNetdevTheFallbackRootAloneAndOlderTokensEnd)
+TEST(AccessPolicyTest, DefaultAllowsRootAndNetdevAndNewPolicyInvalidatesTokens)
 {
     const AccessTokenID older = IdentifyCaller({1, 0, 0, {}}).tokenId;
     EXPECT_NE(AccessTokenKit::GetTokenTypeFlag(older), TOKEN_INVALID);
@@ -70,7 +70,7 @@ TEST(AccessPolicyTest, DefaultAdmitsRootAndNetdevTheFallbackRootAloneAndOlderTok
     EXPECT_EQ(AccessPolicy::RootOnly().entries[0].user, "root");
 }
 
-TEST(AccessPolicyTest, FaultIsNamedWithFileEntryKeyAndWhatIsAllowed)
+TEST(AccessPolicyTest, FaultNamesFileEntryKeyAndAllowedValues)
 {
     const std::string name = "(a name or a number from 0 to 4294967294)";
     const std::string either = "entries.0: must name either a user or a group";

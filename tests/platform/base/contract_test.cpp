@@ -19,7 +19,7 @@ struct Both : Left, Right {
     int& destroyed;
 };
 
-TEST(RefBaseTest, LastReferenceOfAnyKindDestroysTheObject)
+TEST(RefBaseTest, LastReferenceOfAnyKindDestroysObject)
 {
     int destroyed = 0;
     sptr<Both> both = MakeSptr<Both>(destroyed);
@@ -36,7 +36,7 @@ TEST(RefBaseTest, LastReferenceOfAnyKindDestroysTheObject)
     EXPECT_EQ(destroyed, 1);
 }
 
-TEST(ContractDeathTest, BreachEndsTheProcessAndNamesPlaceContractAndCondition)
+TEST(ContractDeathTest, BreachEndsProcessAndNamesPlaceContractAndCondition)
 {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     int evaluated = 0;
@@ -47,7 +47,7 @@ TEST(ContractDeathTest, BreachEndsTheProcessAndNamesPlaceContractAndCondition)
                  R"(contract_test\.cpp:[0-9]+: contract broken: two of them \(evaluated == 2\))");
 }
 
-TEST(SecurecTest, CopyOrFillBeyondTheDestinationFailsAndTouchesNothing)
+TEST(SecurecTest, CopyOrFillBeyondDestinationFailsAndChangesNothing)
 {
     std::array<char, 4> buffer{'a', 'b', 'c', 'd'};
     const auto original = buffer;

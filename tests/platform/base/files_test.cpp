@@ -19,7 +19,7 @@ size_t EntriesOf(const std::filesystem::path& folder)
     return static_cast<size_t>(std::distance(std::filesystem::directory_iterator(folder), {}));
 }
 
-TEST(FilesTest, AWriteReplacesTheWholeFileWithTheModeAskedFor)
+TEST(FilesTest, WriteReplacesWholeFileWithRequestedMode)
 {
     const Tests::TempFolder folder;
     const auto file = folder.Path() / "state.json";
@@ -35,7 +35,7 @@ TEST(FilesTest, AWriteReplacesTheWholeFileWithTheModeAskedFor)
     EXPECT_EQ(EntriesOf(folder.Path()), 1U);
 }
 
-TEST(FilesTest, AFailedWriteNamesTheFileAndLeavesNothingBehind)
+TEST(FilesTest, FailedWriteNamesFileAndLeavesNothingBehind)
 {
     const Tests::TempFolder folder;
     const auto taken = folder.Path() / "taken";
@@ -49,7 +49,7 @@ TEST(FilesTest, AFailedWriteNamesTheFileAndLeavesNothingBehind)
 }
 
 // Opening a FIFO would wait for a writer that never comes.
-TEST(FilesTest, OnlyARegularFileIsReadAndOnlyWhereItLiesIfLinksAreRefused)
+TEST(FilesTest, ReadsOnlyRegularFilesAndLinksOnlyIfAllowed)
 {
     const Tests::TempFolder folder;
     std::ofstream(folder.Path() / "file") << "text";

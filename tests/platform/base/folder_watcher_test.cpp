@@ -45,7 +45,7 @@ protected:
     std::unique_ptr<FolderWatcher> watcher_;
 };
 
-TEST_F(FolderWatcherTest, ReportsChangesAgainOnceTheFolderIsBack)
+TEST_F(FolderWatcherTest, ReportsChangesAgainOnceFolderIsRecreated)
 {
     const struct {
         const char* how;
@@ -71,7 +71,7 @@ TEST_F(FolderWatcherTest, ReportsChangesAgainOnceTheFolderIsBack)
     EXPECT_THAT(heard_.Take(), testing::Not(testing::Contains("strange"))) << "of the folder that was moved away";
 }
 
-TEST_F(FolderWatcherTest, StopsWhileTheFolderIsGoneAndNeedsOneToStart)
+TEST_F(FolderWatcherTest, StopsWhileFolderIsMissingAndNeedsFolderToStart)
 {
     Watch(folder_);
     fs::remove_all(folder_);

@@ -5,7 +5,7 @@
 namespace Vexo {
 namespace {
 
-TEST(HostPort, IsReadAndWrittenAlike)
+TEST(HostPort, ParsingAndFormattingAgree)
 {
     for (const HostPort& address : {HostPort{"192.0.2.7", 0}, HostPort{"my_phone.example", 65535},
                                     HostPort{"2001:db8::7", 4700}, HostPort{"fe80::1%eth0", 4700}}) {

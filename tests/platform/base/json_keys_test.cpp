@@ -60,7 +60,7 @@ std::vector<std::string> FaultsOf(const std::string& members)
     return RadioKeys().Read("{" + timing + members + "}", "f", radio);
 }
 
-TEST(JsonKeys, FaultNamesFileKeyValueAndWhatIsAllowed)
+TEST(JsonKeys, FaultNamesFileKeyValueAndAllowedValues)
 {
     const std::pair<const char*, const char*> cases[] = {
         {R"("timing": {"wait_ms": 61})", "timing.wait_ms: 61 is out of range (0 to 60; 0: none)"},
@@ -97,7 +97,7 @@ TEST(JsonKeys, FaultNamesFileKeyValueAndWhatIsAllowed)
     }
 }
 
-TEST(JsonKeys, CollectsEveryFaultInTheOrderOfTheFileAndMissingKeysLast)
+TEST(JsonKeys, CollectsFaultsInFileOrderThenMissingKeys)
 {
     Radio radio;
     EXPECT_THAT(RadioKeys().Read(R"({"names": [1, ""], "colour": {}})", "f", radio),
@@ -105,7 +105,7 @@ TEST(JsonKeys, CollectsEveryFaultInTheOrderOfTheFileAndMissingKeysLast)
                             HasSubstr("timing.wait_ms: missing")));
 }
 
-TEST(JsonKeys, FaultNamesThePlaceWhereJsonEnds)
+TEST(JsonKeys, FaultNamesPositionOfJsonError)
 {
     const std::pair<std::string, const char*> cases[] = {
         {"{\n  \"a\": ?}", ":2:8: not JSON from here on"},

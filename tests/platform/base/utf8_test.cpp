@@ -38,7 +38,7 @@ constexpr Case CASES[] = {
     {"invalid, then good", "\xE2\x28\u00E9"sv, false, "\\xe2(\u00E9", "\\xe2(\u00E9"},
 };
 
-TEST(Utf8Test, EscapesWhatIsNoUtf8OrWouldNotBeSeen)
+TEST(Utf8Test, EscapesInvalidUtf8AndInvisibleCharacters)
 {
     for (const Case& c : CASES) {
         EXPECT_EQ(IsUtf8(c.bytes), c.isUtf8) << c.what;
@@ -51,7 +51,7 @@ TEST(Utf8Test, EscapesWhatIsNoUtf8OrWouldNotBeSeen)
     }
 }
 
-TEST(Utf8Test, EscapedBytesOfTwoNamesNeverAgree)
+TEST(Utf8Test, EscapedBytesAreUnambiguousAndReversible)
 {
     for (const auto& [bytes, escaped] : {std::pair{"\xFF", R"(\xff)"}, {R"(\xff)", R"(\\xff)"}, {R"(\)", R"(\\)"}}) {
         EXPECT_EQ(EscapeBytes(bytes), escaped);
@@ -64,7 +64,7 @@ TEST(Utf8Test, EscapedBytesOfTwoNamesNeverAgree)
     }
 }
 
-TEST(Utf8Test, JsonTextIsUtf8AndReadsBackAsTheSameCharacters)
+TEST(Utf8Test, JsonTextIsUtf8AndParsesToSameCharacters)
 {
     // The tree may hold invalid UTF-8, since the parser does not check its input.
     for (const Case& c : CASES) {

@@ -124,7 +124,7 @@ std::string Encoded(const Message& message)
     return {reinterpret_cast<const char*>(parcel.GetData()), parcel.GetDataSize()};
 }
 
-TEST_F(CollaborationTest, StartsShareASessionAndEachWakesThePeersService)
+TEST_F(CollaborationTest, StartsShareOneSessionAndEachWakesPeerService)
 {
     const int32_t session = Started();
     EXPECT_EQ(registry->seenWhenAnnounced, 1);
@@ -138,7 +138,7 @@ TEST_F(CollaborationTest, StartsShareASessionAndEachWakesThePeersService)
     EXPECT_EQ(bus->openings, 1);
 }
 
-TEST_F(CollaborationTest, RefusedStartWakesNothingAndSaysWhyToThePolicyOfItsStarter)
+TEST_F(CollaborationTest, RefusedStartWakesNothingAndReportsReasonToStarter)
 {
     const std::string& peer = LoopbackBus::PEER;
     const Vexo::Tests::LogCapture log;
@@ -170,7 +170,7 @@ TEST_F(CollaborationTest, UnusedSessionExpiresOnBothSides)
     EXPECT_TRUE(Eventually([] { return Running().empty(); }));
 }
 
-TEST_F(CollaborationTest, EndedSessionIsGoneOnBothSidesAndTheNextStartOpensAnother)
+TEST_F(CollaborationTest, EndedSessionIsRemovedAndNextStartOpensNewOne)
 {
     int32_t session = Started();
     for (const bool peerStops : {false, true}) {
@@ -186,7 +186,7 @@ TEST_F(CollaborationTest, EndedSessionIsGoneOnBothSidesAndTheNextStartOpensAnoth
     EXPECT_EQ(ability.StopCollaboration(session), COLLABORATION_NO_SUCH_SESSION);
 }
 
-TEST_F(CollaborationTest, DataWaitsForItsReceiverAndReadinessForBoth)
+TEST_F(CollaborationTest, DataWaitsForReceiverAndReadinessForBothSides)
 {
     const int32_t here = Started();
     const int32_t there = bus->Other(here);
@@ -219,7 +219,7 @@ TEST_F(CollaborationTest, DataWaitsForItsReceiverAndReadinessForBoth)
     EXPECT_EQ(ability.UnRegisterCollaborationDataCallback(here), COLLABORATION_OK);
 }
 
-TEST_F(CollaborationTest, InvalidDataIsRefusedAndTooMuchUndeliveredEndsTheSession)
+TEST_F(CollaborationTest, InvalidDataIsRefusedAndUndeliveredExcessEndsSession)
 {
     const int32_t session = Started();
     const int32_t peer = bus->Other(session);
@@ -247,7 +247,7 @@ TEST_F(CollaborationTest, InvalidDataIsRefusedAndTooMuchUndeliveredEndsTheSessio
     }
 }
 
-TEST_F(CollaborationTest, StoppingTheFrameworkFailsTheStartsThatWait)
+TEST_F(CollaborationTest, StoppingFrameworkFailsWaitingStarts)
 {
     Started();
     bus->lastMute = std::numeric_limits<int>::max();
@@ -258,7 +258,7 @@ TEST_F(CollaborationTest, StoppingTheFrameworkFailsTheStartsThatWait)
     EXPECT_TRUE(Running().empty());
 }
 
-TEST_F(CollaborationTest, MessagesAreTheDocumentedBytesAndADamagedOneEndsItsSession)
+TEST_F(CollaborationTest, MessagesMatchDocumentationAndDamagedOneEndsSession)
 {
     const std::string start = Encoded(StartMessage{0x01020304, SERVICE, 5, "act", ""});
     const std::string answer = Encoded(AnswerMessage{0x01020304, -1});

@@ -33,7 +33,7 @@ protected:
     Tests::TempFolder folder_;
 };
 
-TEST_F(ConfigPolicyTest, TheFileOfTheHighestRootThatHasOneIsFound)
+TEST_F(ConfigPolicyTest, FindsFileInHighestRootThatHasIt)
 {
     const std::string high = folder_.Path() / "high/etc/both.json";
     EXPECT_EQ(Find("etc/both.json"), high);
@@ -43,7 +43,7 @@ TEST_F(ConfigPolicyTest, TheFileOfTheHighestRootThatHasOneIsFound)
     EXPECT_EQ(Find("etc/none.json"), "");
 }
 
-TEST_F(ConfigPolicyTest, ASuffixThatLeadsOutOfItsRootIsRefused)
+TEST_F(ConfigPolicyTest, SuffixLeadingOutOfRootIsRefused)
 {
     const std::string absolute = folder_.Path() / "secret";
     for (const char* suffix : {"", "../secret", "etc/../../secret", "etc/../etc/both.json", absolute.c_str(),

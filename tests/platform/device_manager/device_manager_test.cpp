@@ -35,7 +35,7 @@ struct DeviceManagerTest : testing::Test {
     const std::string away = std::string(64, 'b');
 };
 
-TEST_F(DeviceManagerTest, ListsTheKnownDevicesCutToTheRecordAndTrustsThem)
+TEST_F(DeviceManagerTest, ListsKnownDevicesTruncatedToRecordAndTrustsThem)
 {
     bus->nodes = {{online, std::string(70, 'c'), std::string(200, 'n'), 1, true, 1'795'252'830'000},
                   {away, std::string(64, 'd'), "tablet", 2, false, 0}};
@@ -54,7 +54,7 @@ TEST_F(DeviceManagerTest, ListsTheKnownDevicesCutToTheRecordAndTrustsThem)
     EXPECT_FALSE(manager.IsSameAccount(std::string(64, 'e')));
 }
 
-TEST_F(DeviceManagerTest, TellsTheLastCallbackOnceAndOnItsOwnThreadThatItWentAway)
+TEST_F(DeviceManagerTest, LastCallbackIsNotifiedOnceOnOwnThreadWhenServerGoes)
 {
     const auto replaced = std::make_shared<Callback>();
     const auto current = std::make_shared<Callback>();

@@ -57,7 +57,7 @@ protected:
     uint64_t cursor_ = 0;
 };
 
-TEST_F(EventFileTest, RotatedFileKeepsTheNewestAndReadersLearnOfGaps)
+TEST_F(EventFileTest, RotatedFileKeepsNewestEventsAndReportsGaps)
 {
     const auto file = Open();
     WriteUntil(*file, 1015);
@@ -74,7 +74,7 @@ TEST_F(EventFileTest, RotatedFileKeepsTheNewestAndReadersLearnOfGaps)
     writer.join();
 }
 
-TEST_F(EventFileTest, RestartContinuesAndRemovesATornLine)
+TEST_F(EventFileTest, RestartContinuesAndRemovesIncompleteLine)
 {
     WriteUntil(*Open(), 1015);
     std::ofstream(path_, std::ios::app) << R"({"time":"2026-)";
@@ -83,7 +83,7 @@ TEST_F(EventFileTest, RestartContinuesAndRemovesATornLine)
     ExpectToRead(*file, 1000, 1016, false);
 }
 
-TEST(SysEventTest, EventIsOneJsonLineWithItsParametersInOrder)
+TEST(SysEventTest, EventIsOneJsonLineWithParametersInOrder)
 {
     const std::string hostile = std::string("quote\" line\n back\\ \xC3\xA9 \xFF\xED\xA0\x80 ") + '\0';
     EXPECT_EQ(EventLine({{}, "NETMANAGER", "SOME_FAULT", 1, {{"TEXT", hostile}, {"NUMBER", -97}}}),

@@ -35,7 +35,7 @@ const std::string RECEIVED =
     "MESSAGE=FAULT ERROR_TYPE=-97 ERROR_MSG=a\\x09b\nPRIORITY=3\nSYSLOG_IDENTIFIER=distnetd\nDISTNET_EVENT=FAULT\n"
     "DISTNET_DOMAIN=NETMANAGER\nDISTNET_TYPE=1\nDISTNET_PARAM_ERROR_TYPE=-97\nDISTNET_PARAM_ERROR_MSG=a\\x09b\n";
 
-TEST(JournalTest, LinesAndEventsReachItsSocketWithTheirFields)
+TEST(JournalTest, LinesAndEventsReachJournalSocketWithFields)
 {
     MakeJournalLogSink().value()->Write({LogLevel::WARN, {0xD0015B1, "Tag"}, " a line"});
     EXPECT_EQ(MakeJournalSysEventSink().value()->Write(
@@ -44,7 +44,7 @@ TEST(JournalTest, LinesAndEventsReachItsSocketWithTheirFields)
     EXPECT_EQ(Sent(), RECEIVED);
 }
 
-TEST(JournalTest, OnlyAStreamThatIsStandardErrorIsTheJournal)
+TEST(JournalTest, StderrIsJournalOnlyIfStreamMatches)
 {
     struct stat status {};
     ASSERT_EQ(::fstat(STDERR_FILENO, &status), 0);

@@ -12,7 +12,7 @@ namespace {
 
 constexpr LogLabel LABEL{LOG_DOMAIN_PLATFORM, "Test"};
 
-TEST(LogTest, PublicArgumentsAreWrittenAllOthersMaskedAndLinesBelowTheLevelDropped)
+TEST(LogTest, PrivateArgumentsAreMaskedAndLowLevelsDropped)
 {
     const std::string name = "phone";
     const std::string_view view = "view";
@@ -44,7 +44,7 @@ TEST(LogTest, PublicArgumentsAreWrittenAllOthersMaskedAndLinesBelowTheLevelDropp
     }
 }
 
-TEST(LogTest, StandardErrorGetsOneLineARecordWhateverItHolds)
+TEST(LogTest, StandardErrorGetsOneLinePerRecord)
 {
     const auto written = [](const std::function<void()>& log) {
         testing::internal::CaptureStderr();

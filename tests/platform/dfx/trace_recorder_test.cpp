@@ -47,7 +47,7 @@ protected:
     const std::shared_ptr<TraceRecorder> recorder_ = std::make_shared<TraceRecorder>("test", timers_);
 };
 
-TEST_F(TraceRecorderTest, SpansEndOnceAndAnUnfinishedOneWithItsTaskOrTheRecording)
+TEST_F(TraceRecorderTest, SpansEndOnceOrWithTheirTaskOrRecording)
 {
     StartTrace(1, "before the recording");
     const uint32_t recording = recorder_->Start(milliseconds(1000), false);
@@ -69,7 +69,7 @@ TEST_F(TraceRecorderTest, SpansEndOnceAndAnUnfinishedOneWithItsTaskOrTheRecordin
     EXPECT_FALSE(recorder_->Stop(recording, 0, 400)) << "fetched and forgotten";
 }
 
-TEST_F(TraceRecorderTest, RecordingsAreBoundedInNumberTimeAndSpansAndCountWhatTheyDrop)
+TEST_F(TraceRecorderTest, RecordingsAreBoundedAndCountDroppedSpans)
 {
     for (uint32_t number = 1; number <= MAX_RECORDINGS; ++number) {
         EXPECT_EQ(recorder_->Start(milliseconds(1000 * number), number == 2), number);

@@ -44,7 +44,7 @@ TEST_F(EventHandlerTest, RunsByDueTimeAndThenInOrderOfPosting)
     EXPECT_EQ(ran_.WaitFor(4), (std::vector<std::string>{"first", "second", "soon", "late"}));
 }
 
-TEST_F(EventHandlerTest, TaskIsRemovedByItsHandlerOnlyAndOutlivesIt)
+TEST_F(EventHandlerTest, TaskOutlivesHandlerAndIsRemovedOnlyThroughIt)
 {
     EventHandler other(runner_);
     Hold();
@@ -61,7 +61,7 @@ TEST_F(EventHandlerTest, TaskIsRemovedByItsHandlerOnlyAndOutlivesIt)
     EXPECT_EQ(ran_.WaitFor(2), (std::vector<std::string>{"kept", "last"}));
 }
 
-TEST_F(EventHandlerTest, NumericEventReachesALiveHandlerOnTheRunnersThread)
+TEST_F(EventHandlerTest, NumericEventReachesLiveHandlerOnRunnerThread)
 {
     struct Recorder : EventHandler {
         Recorder(const std::shared_ptr<EventRunner>& on, Trail<std::string>& trail) : EventHandler(on), ran(trail) {}
@@ -92,7 +92,7 @@ TEST_F(EventHandlerTest, NumericEventReachesALiveHandlerOnTheRunnersThread)
     EXPECT_TRUE(log.Contains("event task of a.cpp:3 (Post) ended by an exception: too bad"));
 }
 
-TEST_F(EventHandlerTest, LastHolderEndsTheRunnerAlsoFromItsOwnThread)
+TEST_F(EventHandlerTest, LastReferenceStopsRunnerAlsoFromItsOwnThread)
 {
     Hold();
     handler_->SendEvent(Task("dropped"), 60'000);

@@ -24,7 +24,7 @@ protected:
     const std::shared_ptr<Tests::RecordingSubscriber> subscriber_ = Tests::RecordingSubscriber::To({"a", "b"});
 };
 
-TEST_F(CommonEventServerTest, WantedEventsArriveInOrderOnAnotherThreadWhileTheSubscriberIsBusyToo)
+TEST_F(CommonEventServerTest, MatchingEventsArriveInOrderWhileSubscriberIsBusy)
 {
     ASSERT_TRUE(server_->SubscribeCommonEvent(subscriber_));
     subscriber_->Hold(true);
@@ -41,7 +41,7 @@ TEST_F(CommonEventServerTest, WantedEventsArriveInOrderOnAnotherThreadWhileTheSu
     EXPECT_NE(subscriber_->thread.load(), std::this_thread::get_id());
 }
 
-TEST_F(CommonEventServerTest, UnsubscribingDropsWhatWasPublishedBeforeAndResubscribingDoesNotBringItBack)
+TEST_F(CommonEventServerTest, UnsubscribeDropsPendingEventsForGood)
 {
     const auto leaving = Tests::RecordingSubscriber::To({"a"});
     server_->SubscribeCommonEvent(subscriber_);
@@ -56,7 +56,7 @@ TEST_F(CommonEventServerTest, UnsubscribingDropsWhatWasPublishedBeforeAndResubsc
     EXPECT_EQ(leaving->WaitFor(1), (Lines{"a 1 2"}));
 }
 
-TEST_F(CommonEventServerTest, ManagerActsOnTheAbilityThatIsPresentNowWhichRefusesWhatCannotBeDone)
+TEST_F(CommonEventServerTest, CallsFailWithoutServerOrWithInvalidArguments)
 {
     EXPECT_FALSE(CommonEventManager::PublishCommonEvent(Event("a")));
     Tests::InstalledRegistry registry;

@@ -36,7 +36,7 @@ protected:
     static constexpr int32_t REQUESTS = 12;  // more replies than a socket holds
 };
 
-TEST_F(IpcFloodTest, ClientsThatDoNotReadHoldNoWorkerAndAreClosed)
+TEST_F(IpcFloodTest, ClientsThatDoNotReadBlockNoWorkerAndAreClosed)
 {
     const Tests::LogCapture log;
     options_.maxThreads = 2;
@@ -71,7 +71,7 @@ TEST_F(IpcFloodTest, ClientThatReadsLateGetsEveryReplyInOrder)
     }
 }
 
-TEST(UserSharesTest, LimitedUserHasAShareOfConnectionsAndNoneOfTheReserve)
+TEST(UserSharesTest, LimitedUserGetsShareOfConnectionsWithoutReserve)
 {
     constexpr uid_t LIMITED = 1000;
     constexpr uid_t OTHER = 1001;
@@ -88,7 +88,7 @@ TEST(UserSharesTest, LimitedUserHasAShareOfConnectionsAndNoneOfTheReserve)
     EXPECT_FALSE(connects(OTHER)) << "all are taken";
 }
 
-TEST_F(IpcFloodTest, RequestsBeyondAUsersShareWaitInTheirSocketsAndAllRun)
+TEST_F(IpcFloodTest, RequestsBeyondUserShareWaitAndAllRun)
 {
     options_.maxThreads = 3;
     options_.shares.userRequests = 2;
@@ -107,7 +107,7 @@ TEST_F(IpcFloodTest, RequestsBeyondAUsersShareWaitInTheirSocketsAndAllRun)
     EXPECT_EQ(entered_, sockets.size());
 }
 
-TEST_F(IpcFloodTest, WithoutDescriptorsNewClientsAreTurnedAwayUntilThereAreSome)
+TEST_F(IpcFloodTest, NewClientsAreRefusedWhileDescriptorsRunOut)
 {
 #ifdef __SANITIZE_ADDRESS__
     GTEST_SKIP() << "the sanitizer's own check of objects needs a descriptor (a pipe)";
@@ -132,7 +132,7 @@ TEST_F(IpcFloodTest, WithoutDescriptorsNewClientsAreTurnedAwayUntilThereAreSome)
     ExpectEcho(ConnectRaw());
 }
 
-TEST(LogLimitTest, LinesAreCountedWhileTheyAreLeftOutAndSoAreNewSourcesWhileTooManyAreKnown)
+TEST(LogLimitTest, CountsOmittedLinesAndSourcesBeyondLimit)
 {
     Tests::ManualTimers timers;
     QuviewDFX::LogLimit<uid_t> limit(timers);

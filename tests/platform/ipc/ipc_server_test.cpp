@@ -14,7 +14,7 @@ namespace {
 
 using IpcServerTest = IpcTestServer;
 
-TEST_F(IpcServerTest, LargestParcelTravelsBothWaysWithARefusalToo)
+TEST_F(IpcServerTest, LargestParcelIsSentBothWaysAlsoWithRefusal)
 {
     Serve([](const IpcHeader&, MessageParcel& data, MessageParcel& reply) {
         std::string text;
@@ -28,7 +28,7 @@ TEST_F(IpcServerTest, LargestParcelTravelsBothWaysWithARefusalToo)
     EXPECT_TRUE(echoed == text);
 }
 
-TEST_F(IpcServerTest, BlockedRequestsDelayOthersOnlyAtTheThreadLimitWhereTheyWait)
+TEST_F(IpcServerTest, BlockedRequestsDelayOthersOnlyAtThreadLimit)
 {
     options_.maxThreads = 65;
     ServeGate();
@@ -46,13 +46,13 @@ TEST_F(IpcServerTest, BlockedRequestsDelayOthersOnlyAtTheThreadLimitWhereTheyWai
     }
 }
 
-TEST_F(IpcServerTest, ExceptionOfAHandlerEndsInAnErrorReply)
+TEST_F(IpcServerTest, HandlerExceptionYieldsErrorReply)
 {
     Serve([](const IpcHeader&, MessageParcel&, MessageParcel&) -> int32_t { throw std::runtime_error("broken"); });
     EXPECT_EQ(ReceiveRaw(Send()).status, IPC_HANDLER_FAILED);
 }
 
-TEST_F(IpcServerTest, LateReplyAndAVanishedServerCloseTheConnection)
+TEST_F(IpcServerTest, LateReplyOrVanishedServerClosesConnection)
 {
     ServeGate();
     auto connection = Connect();
@@ -64,7 +64,7 @@ TEST_F(IpcServerTest, LateReplyAndAVanishedServerCloseTheConnection)
     EXPECT_FALSE(connection->IsOpen());
 }
 
-TEST_F(IpcServerTest, AFileInThePlaceOfTheSocketIsKept)
+TEST_F(IpcServerTest, FileAtSocketPathIsKept)
 {
     options_.socketPath = folder_.Path() / "notes";
     std::ofstream(options_.socketPath) << "kept";
@@ -82,7 +82,7 @@ public:
     }
 };
 
-TEST_F(IpcServerTest, CallerIsTheClientInARequestAndTheProcessItselfInACallInsideItAndElsewhere)
+TEST_F(IpcServerTest, CallerIsClientInRequestAndProcessItselfElsewhere)
 {
     constexpr uint32_t SELF_TOKEN = 1;
     IPCSkeleton::SetSelfIdentity(CallerIdentity{::getpid(), ::getuid(), SELF_TOKEN, SELF_TOKEN});

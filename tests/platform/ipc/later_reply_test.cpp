@@ -30,7 +30,7 @@ protected:
     Tests::Trail<std::shared_ptr<LaterReply>> taken_;
 };
 
-TEST_F(LaterReplyTest, CompletedAndDroppedRepliesReachTheClient)
+TEST_F(LaterReplyTest, CompletedAndDroppedRepliesReachClient)
 {
     Serve([](const IpcHeader& request, MessageParcel&, MessageParcel&) {
         const auto later = LaterReply::Take();
@@ -46,7 +46,7 @@ TEST_F(LaterReplyTest, CompletedAndDroppedRepliesReachTheClient)
     EXPECT_EQ(ReceiveRaw(socket).status, IPC_HANDLER_FAILED);
 }
 
-TEST_F(LaterReplyTest, OnlyAClientThatLeavesIsDroppedBeforeItsReply)
+TEST_F(LaterReplyTest, OnlyDisconnectedClientIsDroppedBeforeReply)
 {
     ServeLater();
     UniqueFd gone = Send(LATER);
@@ -62,7 +62,7 @@ TEST_F(LaterReplyTest, OnlyAClientThatLeavesIsDroppedBeforeItsReply)
     EXPECT_TRUE(Eventually([&] { return server_->Counts().connections == 0; }));
 }
 
-TEST_F(LaterReplyTest, ServerMayGoBeforeTheReply)
+TEST_F(LaterReplyTest, ServerMayBeDestroyedBeforeReply)
 {
     ServeLater();
     const UniqueFd socket = Send(LATER);
@@ -72,7 +72,7 @@ TEST_F(LaterReplyTest, ServerMayGoBeforeTheReply)
     EXPECT_EQ(ReceiveRaw(socket).status, -1);
 }
 
-TEST_F(LaterReplyTest, RepliesThatRaceWithTheirClientsEndLeaveNothingBehind)
+TEST_F(LaterReplyTest, RepliesRacingWithDisconnectLeaveNothingBehind)
 {
     ServeLater();
     for (size_t round = 1; round <= 200; ++round) {

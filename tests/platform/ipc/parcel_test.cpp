@@ -24,7 +24,7 @@ bool Reads(MessageParcel& parcel)
     return readInto(Read);
 }
 
-TEST(ParcelTest, DamagedBytesAreRefusedAndThePositionStays)
+TEST(ParcelTest, DamagedBytesAreRefusedAndPositionStays)
 {
     const struct {
         const char* fault;
@@ -56,7 +56,7 @@ TEST(ParcelTest, DamagedBytesAreRefusedAndThePositionStays)
     }
 }
 
-TEST(ParcelTest, WriteBeyondTheCapacityFailsAndChangesNothing)
+TEST(ParcelTest, WriteBeyondCapacityFailsAndChangesNothing)
 {
     MessageParcel parcel;
     parcel.SetMaxCapacity(16);

@@ -24,7 +24,7 @@ Bytes With(Bytes bytes, size_t at, uint8_t value)
     return bytes;
 }
 
-TEST(DnsProbeTest, OnlyAnAnswerWithANameServerOfTheRootIsAccepted)
+TEST(DnsProbeTest, AcceptsOnlyAnswerWithRootNameServer)
 {
     const Bytes good = Answer({NS_RECORD});
     EXPECT_TRUE(CheckRootAnswer(ID, good.data(), good.size()));
@@ -68,7 +68,7 @@ bool Never()
     return false;
 }
 
-TEST(DnsProbeTest, AsksUntilANameServerAnswersWell)
+TEST(DnsProbeTest, AsksUntilNameServerGivesGoodAnswer)
 {
     NameServer server({Answer({}, 2), Answer({NS_RECORD})});
     // No name server listens at 127.0.0.2.
@@ -77,7 +77,7 @@ TEST(DnsProbeTest, AsksUntilANameServerAnswersWell)
     EXPECT_TRUE(asked) << asked.error().message;
 }
 
-TEST(DnsProbeTest, EndsWithTheErrorOfTheLastTry)
+TEST(DnsProbeTest, FailsWithErrorOfLastTry)
 {
     NameServer silent({});
     NameServer refusing(std::vector<Bytes>(9, Answer({ADDRESS_RECORD})));

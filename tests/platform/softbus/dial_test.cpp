@@ -81,7 +81,7 @@ protected:
     std::weak_ptr<void> seeking;  // the handle of the latest seek
 };
 
-TEST_F(DialTest, HasMoreTimeOnlyWhileAChannelSeeks)
+TEST_F(DialTest, TimeLimitIsLongerOnlyWhileChannelSeeks)
 {
     for (const bool canSeek : {false, true}) {
         if (canSeek) {
@@ -116,7 +116,7 @@ public:
     std::string text;
 };
 
-TEST_F(DialTest, RecordsWhatCameBackFromEachAddressOfAKnownDevice)
+TEST_F(DialTest, RecordsResultOfEachAddressOfKnownDevice)
 {
     const std::string phone(64, 'a');
     Hello hello;
@@ -133,7 +133,7 @@ TEST_F(DialTest, RecordsWhatCameBackFromEachAddressOfAKnownDevice)
                                               testing::Pair("silent", "no answer within the limit")));
 }
 
-TEST_F(DialTest, TracesItsConnectsAndHowLongItSought)
+TEST_F(DialTest, TracesConnectsAndSeekTime)
 {
     const auto trace = std::make_shared<SpanSink>();
     QuviewDFX::SetTraceSink(trace);

@@ -157,7 +157,7 @@ protected:
     std::string laptopRadio;
 };
 
-TEST_F(DiscoveryTest, DevicesMeetByOneAddressAndAgainAfterARestart)
+TEST_F(DiscoveryTest, DevicesMeetByOneAddressAndAgainAfterRestart)
 {
     SoftBusOptions options;
     options.deviceTypeId = DEVICE_TYPE_PHONE;
@@ -196,7 +196,7 @@ TEST_F(DiscoveryTest, DevicesMeetByOneAddressAndAgainAfterARestart)
     EXPECT_TRUE(SeesOnline(laptopBus, phone.networkId));
 }
 
-TEST_F(DiscoveryTest, DevicesThatShareAFolderMeetAndLeaveNoFilesOfEarlierRuns)
+TEST_F(DiscoveryTest, DevicesSharingFolderMeetAndRemoveOldFiles)
 {
     SoftBusOptions options;
     options.announceFolder = folder.Path();
@@ -217,7 +217,7 @@ TEST_F(DiscoveryTest, DevicesThatShareAFolderMeetAndLeaveNoFilesOfEarlierRuns)
     EXPECT_EQ(std::distance(begin(files), end(files)), 1) << "the phone announces itself no longer";
 }
 
-TEST_F(DiscoveryTest, ADeviceThatWasNeverMetIsGreetedOnceWhereItAnnouncesItself)
+TEST_F(DiscoveryTest, UnknownDeviceIsGreetedOnceAtItsAnnouncedAddress)
 {
     const auto phoneBus = StartBus(phone, "phone");
     const auto laptopBus = StartLaptop();
@@ -238,7 +238,7 @@ TEST_F(DiscoveryTest, ADeviceThatWasNeverMetIsGreetedOnceWhereItAnnouncesItself)
     EXPECT_TRUE(PhoneIs(false, laptopBus));
 }
 
-TEST_F(DiscoveryTest, AReplayedTokenNeitherHidesADeviceNorIsTriedAgain)
+TEST_F(DiscoveryTest, ReplayedTokenDoesNotHideDeviceAndIsNotRetried)
 {
     auto phoneBus = StartBus(phone, "phone");
     ASSERT_EQ(phoneBus->CreateSessionServer(PKG, NAME, Listener<1>::Table()), 0);
@@ -265,7 +265,7 @@ TEST_F(DiscoveryTest, AReplayedTokenNeitherHidesADeviceNorIsTriedAgain)
     EXPECT_LT(std::chrono::steady_clock::now() - began, ANNOUNCED_AHEAD + 1s);
 }
 
-TEST_F(DiscoveryTest, ADeviceThatNoAddressLeadsToIsSoughtByRadio)
+TEST_F(DiscoveryTest, DeviceWithoutWorkingAddressIsSoughtByRadio)
 {
     std::string phoneRadio;
     auto phoneBus = StartBus(phone, "phone", {}, WithRadio(phoneRadio));
@@ -304,7 +304,7 @@ TEST_F(DiscoveryTest, RadioConnectThatFailsIsRepeatedWithoutANewAnnouncement)
     EXPECT_EQ(radioFailures, 0);
 }
 
-TEST_F(DiscoveryTest, AScanSaysWhoIsThereNow)
+TEST_F(DiscoveryTest, ScanReportsReachableDevices)
 {
     auto phoneBus = StartBus(phone, "phone");
     SoftBusOptions options;
@@ -324,7 +324,7 @@ TEST_F(DiscoveryTest, AScanSaysWhoIsThereNow)
     EXPECT_TRUE(scan());
 }
 
-TEST_F(DiscoveryTest, AScanByRadioMeetsADeviceThatAnnouncesItselfOnlyThere)
+TEST_F(DiscoveryTest, RadioScanMeetsDeviceAnnouncedByRadioOnly)
 {
     std::string phoneRadio;
     const auto phoneBus = StartBus(phone, "phone", {}, WithRadio(phoneRadio));
@@ -348,7 +348,7 @@ TEST_F(DiscoveryTest, AScanByRadioMeetsADeviceThatAnnouncesItselfOnlyThere)
     EXPECT_EQ(*channel->seekers, 0);
 }
 
-TEST_F(DiscoveryTest, ADeviceThatListensEverywhereIsReachedWhereItWasSeenAndDoesNotMeetItself)
+TEST_F(DiscoveryTest, DeviceListeningEverywhereIsReachedAndDoesNotMeetItself)
 {
     SoftBusOptions everywhere;
     everywhere.listenAddress = "0.0.0.0:0";
@@ -369,7 +369,7 @@ TEST_F(DiscoveryTest, ADeviceThatListensEverywhereIsReachedWhereItWasSeenAndDoes
     EXPECT_EQ(atPhone.WaitFor(Kind::OPENED, id).result, 0);
 }
 
-TEST_F(DiscoveryTest, UnusableOptionsAreRefusedAtTheStart)
+TEST_F(DiscoveryTest, InvalidOptionsAreRefusedAtStart)
 {
     const auto busy = StartBus(phone, "phone");
     std::ofstream(folder.Path() / "file") << "x";

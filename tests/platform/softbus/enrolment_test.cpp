@@ -11,7 +11,7 @@ namespace {
 
 // --- successful enrolment ---
 
-TEST_F(EnrolmentTest, ADeviceJoinsByTheAddressInTheTicketAndIsUsedAtOnce)
+TEST_F(EnrolmentTest, DeviceJoinsByTicketAddressAndIsUsableAtOnce)
 {
     Invite();
     ASSERT_EQ(Ticket().address, bus->ListenAddress());
@@ -37,7 +37,7 @@ TEST_F(EnrolmentTest, ADeviceJoinsByTheAddressInTheTicketAndIsUsedAtOnce)
     phone->Stop();
 }
 
-TEST_F(EnrolmentTest, AnnouncementsLeadThereWhereverADeadAddressAndAStrangerAreTriedToo)
+TEST_F(EnrolmentTest, JoinerFindsHolderByAnnouncementDespiteBadAddresses)
 {
     const auto folder = devices.Folder("air");
     SoftBusOptions announces;
@@ -104,7 +104,7 @@ public:
     std::atomic<int> seeks{0};
 };
 
-TEST_F(EnrolmentTest, ARadioThatComesUpLaterLeadsThere)
+TEST_F(EnrolmentTest, JoinerFindsHolderByRadioThatComesUpLater)
 {
     InvitationOptions confirms;
     confirms.confirmsItself = true;
@@ -124,7 +124,7 @@ TEST_F(EnrolmentTest, ARadioThatComesUpLaterLeadsThere)
 
 // --- attackers and other joiners ---
 
-TEST_F(EnrolmentTest, AManInTheMiddleWhoHasTheTicketMakesTwoNumbers)
+TEST_F(EnrolmentTest, ManInTheMiddleWithTicketCausesDifferentNumbers)
 {
     Invite();
     const BareHolder middle;
@@ -154,7 +154,7 @@ TEST_F(EnrolmentTest, AManInTheMiddleWhoHasTheTicketMakesTwoNumbers)
     EXPECT_EQ(Ask(RequestOf("phone")).result, JoinFailure::EXPIRED) << "a joiner that was turned down ends the ticket";
 }
 
-TEST_F(EnrolmentTest, WhoeverDoesNotProveTheTicketGets16RandomBytes)
+TEST_F(EnrolmentTest, PeerWithoutTicketProofGets16RandomBytes)
 {
     Invite();
     const Trust::Ticket ticket = Ticket();
@@ -188,7 +188,7 @@ TEST_F(EnrolmentTest, WhoeverDoesNotProveTheTicketGets16RandomBytes)
     EXPECT_EQ(invitation->Status().phase, InvitationPhase::WAITING);
 }
 
-TEST_F(EnrolmentTest, OneJoinerAsksAtATimeAndOnlyItMayAskAgain)
+TEST_F(EnrolmentTest, SecondJoinerIsRefusedWhileFirstMayAskAgain)
 {
     Invite();
     const std::string request = RequestOf("phone");
@@ -211,7 +211,7 @@ TEST_F(EnrolmentTest, OneJoinerAsksAtATimeAndOnlyItMayAskAgain)
 // The step of the enrolment after which one side is cut off.
 enum class Step { CONNECTED, SECURED, COMMITTED, NONCE_KNOWN, ASKED, CONFIRMED };
 
-TEST_F(EnrolmentTest, AfterAJoinerIsCutOffTheSameTicketStillAdmitsIt)
+TEST_F(EnrolmentTest, SameTicketAdmitsJoinerAfterItWasCutOff)
 {
     for (const Step step :
          {Step::CONNECTED, Step::SECURED, Step::COMMITTED, Step::NONCE_KNOWN, Step::ASKED, Step::CONFIRMED}) {
@@ -258,7 +258,7 @@ TEST_F(EnrolmentTest, AfterAJoinerIsCutOffTheSameTicketStillAdmitsIt)
     }
 }
 
-TEST_F(EnrolmentTest, AfterAHolderIsCutOffTheJoinerSearchesOnOrSaysThatItIsLost)
+TEST_F(EnrolmentTest, JoinerSearchesOrReportsLossAfterHolderIsCutOff)
 {
     for (const Step step : {Step::CONNECTED, Step::SECURED, Step::COMMITTED, Step::NONCE_KNOWN, Step::ASKED}) {
         SCOPED_TRACE(static_cast<int>(step));
@@ -297,7 +297,7 @@ TEST_F(EnrolmentTest, AfterAHolderIsCutOffTheJoinerSearchesOnOrSaysThatItIsLost)
 
 // --- the holder's answers ---
 
-TEST_F(EnrolmentTest, FailuresOfAdmissionAreToldAndLeaveTheTicketOpen)
+TEST_F(EnrolmentTest, FailedAdmissionIsReportedAndKeepsTicketOpen)
 {
     const struct {
         ErrorCode code;
@@ -331,7 +331,7 @@ TEST_F(EnrolmentTest, FailuresOfAdmissionAreToldAndLeaveTheTicketOpen)
     EXPECT_EQ(WaitFor(Join(local), JoinPhase::FAILED).why, "the disk is full");
 }
 
-TEST_F(EnrolmentTest, ATicketEndsByTimeIsAnsweredForAnHourAndThenForgotten)
+TEST_F(EnrolmentTest, ExpiredTicketIsAnsweredForOneHourThenForgotten)
 {
     SoftBusOptions timed;
     timed.ticketTimers = &timers;
@@ -374,7 +374,7 @@ TEST_F(EnrolmentTest, ATicketEndsByTimeIsAnsweredForAnHourAndThenForgotten)
     EXPECT_EQ(Ask(now()).result, JoinFailure::EXPIRED);
 }
 
-TEST_F(EnrolmentTest, ATicketEndsAfterTwentyTriesToMakeANumber)
+TEST_F(EnrolmentTest, TicketEndsAfterTwentyCommitments)
 {
     Invite();
     const std::string request = RequestOf("phone");
@@ -387,7 +387,7 @@ TEST_F(EnrolmentTest, ATicketEndsAfterTwentyTriesToMakeANumber)
     EXPECT_EQ(WaitFor(InvitationPhase::ENDED).why, "the ticket was tried too often");
 }
 
-TEST_F(EnrolmentTest, AJoinerThatBreaksTheRulesIsCutOff)
+TEST_F(EnrolmentTest, JoinerThatBreaksProtocolIsDisconnected)
 {
     Invite();
     const std::string request = RequestOf("phone");

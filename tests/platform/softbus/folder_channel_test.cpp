@@ -79,7 +79,7 @@ protected:
     const std::string where = R"(, "transport": "tcp", "address": "127.0.0.1:9")";
 };
 
-TEST_F(FolderChannelTest, DevicesHearOfEachOtherUntilTheyWithdrawAndLeaveNoFile)
+TEST_F(FolderChannelTest, DevicesHearEachOtherUntilWithdrawalRemovesFiles)
 {
     const auto laptop = StartDevice(LAPTOP, "127.0.0.1:1");
     const auto phone = StartDevice(PHONE, "127.0.0.1:2");
@@ -98,7 +98,7 @@ TEST_F(FolderChannelTest, DevicesHearOfEachOtherUntilTheyWithdrawAndLeaveNoFile)
     EXPECT_EQ(phone->heard.WaitFor(0).size(), 1u) << "nothing of its own files";
 }
 
-TEST_F(FolderChannelTest, FilesAreReportedOnlyWhenWholeAndOursAndOthersGetOneLineAtMost)
+TEST_F(FolderChannelTest, OnlyValidFilesOfAccountAreReported)
 {
     const auto name = [](const std::string& token) { return Hex(token) + "-01234567.json"; };
     const std::tuple<std::string, std::string, std::string> ignored[] = {
@@ -137,7 +137,7 @@ TEST_F(FolderChannelTest, FilesAreReportedOnlyWhenWholeAndOursAndOthersGetOneLin
     EXPECT_TRUE(laptop->Hears({"our-good 127.0.0.1:9", "gone"}));
 }
 
-TEST_F(FolderChannelTest, FilesThatNobodyRenewsAreNotReportedAndOwnOnesAreRemovedAtTheStart)
+TEST_F(FolderChannelTest, ExpiredFilesAreNotReportedAndOwnOnesRemovedAtStart)
 {
     fs::create_directories(shared);
     const auto place = [&](const std::string& token, std::chrono::minutes age) {
@@ -159,7 +159,7 @@ TEST_F(FolderChannelTest, FilesThatNobodyRenewsAreNotReportedAndOwnOnesAreRemove
     EXPECT_TRUE(Eventually([&] { return Announced() == "our-L-02 our-dead our-late "; }));
 }
 
-TEST_F(FolderChannelTest, AFolderThatIsBackHoldsTheNewestAnnouncementOnly)
+TEST_F(FolderChannelTest, RecreatedFolderGetsNewestAnnouncementOnly)
 {
     const auto laptop = StartDevice(LAPTOP, "127.0.0.1:1");
     const auto phone = StartDevice(PHONE, "127.0.0.1:2");

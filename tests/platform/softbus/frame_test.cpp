@@ -21,7 +21,7 @@ Hello SomeHello()
             "digest 8"};
 }
 
-TEST(FrameDecoder, RefusesAHeaderThatBreaksTheRulesBeforeItsPayload)
+TEST(FrameDecoder, InvalidHeaderIsRefusedBeforeItsPayload)
 {
     const struct {
         const char* fault;
@@ -68,7 +68,7 @@ void ExpectRefused(Decoder decode, const Faults& faults)
     }
 }
 
-TEST(FramePayload, AHelloThatIsDamagedIsRefused)
+TEST(FramePayload, DamagedHelloIsRefused)
 {
     const auto with = [](const std::function<void(Hello&)>& change) {
         Hello hello = SomeHello();
@@ -119,7 +119,7 @@ TEST(FramePayload, AHelloThatIsDamagedIsRefused)
     EXPECT_EQ(first.value().stateNumber, 0u);
 }
 
-TEST(FramePayload, AnOpenThatIsDamagedIsRefused)
+TEST(FramePayload, DamagedOpenIsRefused)
 {
     ExpectRefused(DecodeOpen, {{"data type 3", EncodeOpen({3, "a", "b"})},
                                {"empty server name", EncodeOpen({TYPE_BYTES, "", "b"})},

@@ -42,7 +42,7 @@ std::string Framed(FrameKind kind, const std::string& payload)
     return EncodeHeader(kind, payload.size()) + payload;
 }
 
-TEST_F(HostilePeerTest, BrokenFramesCloseTheConnectionWithOneLine)
+TEST_F(HostilePeerTest, BrokenFramesCloseConnectionWithOneLogLine)
 {
     const struct {
         const char* fault;
@@ -73,7 +73,7 @@ TEST_F(HostilePeerTest, BrokenFramesCloseTheConnectionWithOneLine)
 }
 
 // A peer without a proof of the account gets 16 bytes and a closed connection.
-TEST_F(HostilePeerTest, WrongOrLateProofClosesTheConnection)
+TEST_F(HostilePeerTest, WrongOrLateProofClosesConnection)
 {
     const std::string message = peer->FirstMessage();
     const std::string other = Connect()->FirstMessage();
@@ -121,7 +121,7 @@ TEST_F(HostilePeerTest, ProofInSingleBytesIsAccepted)
     EXPECT_FALSE(peer->ReadChallenge().empty()) << "the server's first message";
 }
 
-TEST_F(HostilePeerTest, CrashOrMisplacedFrameClosesTheSessionAfterItsBytes)
+TEST_F(HostilePeerTest, CrashOrMisplacedFrameClosesSessionAfterDeliveringBytes)
 {
     for (const bool crashes : {true, false}) {
         peer = Connect();
@@ -142,7 +142,7 @@ TEST_F(HostilePeerTest, CrashOrMisplacedFrameClosesTheSessionAfterItsBytes)
     }
 }
 
-TEST_F(HostilePeerTest, SilentPeerIsPingedAndGivenUpWhileAnIdleOneStays)
+TEST_F(HostilePeerTest, SilentPeerIsDroppedAndIdlePeerKept)
 {
     const auto [mine, theirs] = OpenPair();
     atPhone.Clear();
@@ -200,7 +200,7 @@ TEST_F(HostilePeerTest, PeerIsLimitedToItsShareOfSessions)
     ASSERT_TRUE(Eventually([&] { return answer(NAME, false) == SOFTBUS_OK; })) << "once one has ended";
 }
 
-TEST_F(HostilePeerTest, SilentConnectionsMakeRoomForOthers)
+TEST_F(HostilePeerTest, OldestSilentConnectionMakesRoomForNewOne)
 {
     std::vector<std::unique_ptr<Bare>> mute(AdmissionLimits().ofSource + 10);
     std::generate(mute.begin(), mute.end(), [this] { return Connect(); });
@@ -210,7 +210,7 @@ TEST_F(HostilePeerTest, SilentConnectionsMakeRoomForOthers)
     EXPECT_TRUE(mute.back()->WaitForEnd()) << "its time is over";
 }
 
-TEST_F(HostilePeerTest, BytesBeforeACrashAreDeliveredAfterAPause)
+TEST_F(HostilePeerTest, BytesBeforeCrashAreDeliveredAfterPause)
 {
     std::promise<void> resume;
     const auto resumed = resume.get_future().share();

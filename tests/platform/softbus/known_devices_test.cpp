@@ -42,7 +42,7 @@ protected:
     const std::string account = std::string(64, 'a');
 };
 
-TEST_F(KnownDevicesTest, UnusableFileIsSetAsideAndOneOfAnotherAccountIsForgotten)
+TEST_F(KnownDevicesTest, UnusableFileIsSetAsideAndOtherAccountsFileIsDropped)
 {
     KnownDevices first;
     first.UseFile(file, account);
@@ -80,7 +80,7 @@ TEST_F(KnownDevicesTest, UnusableFileIsSetAsideAndOneOfAnotherAccountIsForgotten
     }
 }
 
-TEST_F(KnownDevicesTest, FileIsPrivateAndHoldsTheDevicesReachedLast)
+TEST_F(KnownDevicesTest, FileIsPrivateAndKeepsMostRecentDevices)
 {
     Vexo::Tests::ManualTimers clock;
     KnownDevices before(clock);
@@ -111,7 +111,7 @@ TEST_F(KnownDevicesTest, FileIsPrivateAndHoldsTheDevicesReachedLast)
     EXPECT_EQ(addresses[1].address, "192.0.2.7:1");
 }
 
-TEST_F(KnownDevicesTest, FailingWritesCostOneLineAndNothingElse)
+TEST_F(KnownDevicesTest, FailedWritesLogOneLineAndKeepDevices)
 {
     KnownDevices devices;
     devices.UseFile(folder.Path() / "missing" / "known-devices.json", account);

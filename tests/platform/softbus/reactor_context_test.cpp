@@ -34,7 +34,7 @@ protected:
     ReactorContext context;
 };
 
-TEST_F(ReactorContextTest, ForgottenDeviceIsReportedAsAwayAndAgainWhenItIsMetAnew)
+TEST_F(ReactorContextTest, ForgottenDeviceIsReportedAwayAndOnlineWhenMetAgain)
 {
     size_t changes = 0;
     context.onlineChanged = [&] { ++changes; };
@@ -52,7 +52,7 @@ TEST_F(ReactorContextTest, ForgottenDeviceIsReportedAsAwayAndAgainWhenItIsMetAne
     EXPECT_EQ(changes, 1 + MAX_KNOWN_DEVICES + 2);
 }
 
-TEST_F(ReactorContextTest, NewestAnnouncementIsTriedFirstAndReplaysDoNotDelayAGoodAddress)
+TEST_F(ReactorContextTest, NewestAnnouncementIsTriedFirstDespiteReplays)
 {
     context.transports = {std::make_shared<TcpTransport>(*context.reactor, "127.0.0.1:0")};
     const auto order = [this] {
@@ -74,7 +74,7 @@ TEST_F(ReactorContextTest, NewestAnnouncementIsTriedFirstAndReplaysDoNotDelayAGo
     EXPECT_EQ(order(), "replay:4@0 replay:3@100 replay:2@200 replay:1@300 old:1@300 kept:1@300 new:1@400 ");
 }
 
-TEST_F(ReactorContextTest, SuggestedHostIsTriedFirstAtTheKnownPortUntilAnotherDeviceAnswersThere)
+TEST_F(ReactorContextTest, SuggestedHostIsTriedFirstUntilOtherDeviceAnswers)
 {
     context.transports = {std::make_shared<TcpTransport>(*context.reactor, "127.0.0.1:0")};
     const auto first = [this] {

@@ -23,7 +23,7 @@ protected:
     SessionSuite() : PairTest(GetParam()()) {}
 };
 
-TEST_P(SessionSuite, OpenedCallbackComesOnceAndAfterAMillisecond)
+TEST_P(SessionSuite, OpenedCallbackRunsOnceAfterOneMillisecond)
 {
     int last = 0;
     for (int round = 0; round < 20; ++round) {
@@ -40,7 +40,7 @@ TEST_P(SessionSuite, OpenedCallbackComesOnceAndAfterAMillisecond)
     }
 }
 
-TEST_P(SessionSuite, LocalFailuresAreNegativeWithoutACallback)
+TEST_P(SessionSuite, LocalFailuresReturnNegativeIdWithoutCallback)
 {
     const std::string peer = phoneIdentity.networkId;
     const struct {
@@ -68,7 +68,7 @@ TEST_P(SessionSuite, LocalFailuresAreNegativeWithoutACallback)
     EXPECT_EQ(laptop->Counts().pendingOpens, 0u);
 }
 
-TEST_P(SessionSuite, BytesAcceptedBeforeACloseArriveThenOneClosedAtTheOtherSideOnly)
+TEST_P(SessionSuite, BytesBeforeCloseArriveThenPeerAloneGetsClosed)
 {
     const auto [mine, theirs] = OpenPair();
     const std::string largest(MAX_SESSION_BYTES, 'L');
@@ -91,7 +91,7 @@ TEST_P(SessionSuite, BytesAcceptedBeforeACloseArriveThenOneClosedAtTheOtherSideO
     EXPECT_EQ(atLaptop.Count(Kind::CLOSED, mine), 0u);
 }
 
-TEST_P(SessionSuite, ClosingFromCallbacksOrBeforeTheOpenedOneIsSafe)
+TEST_P(SessionSuite, ClosingInsideCallbacksOrBeforeOpenedIsSafe)
 {
     atPhone.OnEvent(Kind::BYTES, [this](const Event& event) {
         Send(phone, event.id, "bye");
@@ -117,7 +117,7 @@ TEST_P(SessionSuite, ClosingFromCallbacksOrBeforeTheOpenedOneIsSafe)
     EXPECT_EQ(atLaptop.All().size(), 1u);
 }
 
-TEST_P(SessionSuite, SlowPeerFillsTheQueueAndLosesNothing)
+TEST_P(SessionSuite, SlowPeerFillsQueueAndLosesNothing)
 {
     const std::pair<int, int> ids = OpenPair();
     std::atomic<bool> hold{true};
@@ -143,7 +143,7 @@ TEST_P(SessionSuite, SlowPeerFillsTheQueueAndLosesNothing)
     atPhone.Clear();
 }
 
-TEST_P(SessionSuite, FiftySessionsAndThePeersHaveDistinctIds)
+TEST_P(SessionSuite, FiftySessionsHaveDistinctIdsOnBothSides)
 {
     const auto echo = [this](const Event& event) { Send(phone, event.id, "echo " + event.bytes); };
     atPhone.OnEvent(Kind::BYTES, echo);
@@ -166,7 +166,7 @@ TEST_P(SessionSuite, FiftySessionsAndThePeersHaveDistinctIds)
     EXPECT_EQ(atLaptop.Count(Kind::CLOSED, ids.back()), 0u);
 }
 
-TEST_P(SessionSuite, WaitsForItsOwnServerAndForThePeers)
+TEST_P(SessionSuite, OpenWaitsForOwnAndPeerServer)
 {
     const char late[] = "test.late";
     const int id = laptop->OpenSession(late, late, phoneIdentity.networkId, ByteSession(world->linkType));
@@ -177,7 +177,7 @@ TEST_P(SessionSuite, WaitsForItsOwnServerAndForThePeers)
     EXPECT_EQ(atLaptop.WaitFor(Kind::OPENED, id).result, 0);
 }
 
-TEST_P(SessionSuite, OpenFailsWithinItsLimitWithoutAServerAndAtOnceWhenStopping)
+TEST_P(SessionSuite, OpenFailsInTimeWithoutServerAndAtOnceWhenStopping)
 {
     const auto began = std::chrono::steady_clock::now();
     const int id = Open("test.never");
@@ -191,7 +191,7 @@ TEST_P(SessionSuite, OpenFailsWithinItsLimitWithoutAServerAndAtOnceWhenStopping)
     EXPECT_EQ(atLaptop.WaitFor(Kind::OPENED, stopped).result, SOFTBUS_UNAVAILABLE);
 }
 
-TEST_P(SessionSuite, RemovingAServerClosesItsSessions)
+TEST_P(SessionSuite, RemovingServerClosesItsSessions)
 {
     const auto [mine, theirs] = OpenPair();
     EXPECT_EQ(phone->CreateSessionServer("other.package", NAME, Listener<1>::Table()), SOFTBUS_INVALID_PARAM);

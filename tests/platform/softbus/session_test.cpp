@@ -94,7 +94,7 @@ public:
     void Stop() override {}
 };
 
-TEST_F(SessionTest, ExceptionOnTheReactorIsLoggedAndTheDeviceWorksOn)
+TEST_F(SessionTest, ExceptionOnReactorIsLoggedAndDeviceContinues)
 {
     SoftBusOptions options;
     options.moreTransports = {[](asio::io_context&) { return std::make_shared<ThrowingTransport>(); }};
@@ -118,7 +118,7 @@ TEST_F(SessionTest, ExceptionOnTheReactorIsLoggedAndTheDeviceWorksOn)
     EXPECT_TRUE(Eventually([&] { return !SeesOnline(tablet, watchIdentity.networkId); }));
 }
 
-TEST_F(SessionTest, PolicyRefusesSessionsAtOnceAndTheOpenerHearsWhyBeforeItsCallback)
+TEST_F(SessionTest, RefusedOpenerGetsReasonBeforeOpenedCallback)
 {
     Vexo::Tests::FakePeerPolicy servers;
     Vexo::Tests::FakePeerPolicy openers;
@@ -177,7 +177,7 @@ TEST_F(SessionTest, PolicyRefusesSessionsAtOnceAndTheOpenerHearsWhyBeforeItsCall
     EXPECT_EQ(log.Count("refused by the owner's rules"), 1u) << "one line a minute";
 }
 
-TEST_F(SessionTest, PlainFunctionsCheckTheirArgumentsAndReachTheAbility)
+TEST_F(SessionTest, PlainFunctionsCheckArgumentsAndCallAbility)
 {
     const ISessionListener table = Listener<0>::Table();
     const char* peer = phoneIdentity.networkId.c_str();

@@ -34,7 +34,7 @@ protected:
     Sightings sightings{clock};
 };
 
-TEST_F(SightingsTest, DeviceIsAnnouncedUntilItsLastAnnouncementEndsOrIsOld)
+TEST_F(SightingsTest, DeviceIsAnnouncedUntilLastAnnouncementEndsOrExpires)
 {
     EXPECT_EQ(Hear("own", TokenOf(laptop), "a:1"), std::nullopt);
     EXPECT_EQ(Hear("other", TokenOf(stranger), "a:1"), std::nullopt);
@@ -54,7 +54,7 @@ TEST_F(SightingsTest, DeviceIsAnnouncedUntilItsLastAnnouncementEndsOrIsOld)
     EXPECT_FALSE(sightings.IsAnnounced(phone.networkId));
 }
 
-TEST_F(SightingsTest, DeviceThatDidNotAnswerIsNotThereUntilItAnswersOrIsHeardAnew)
+TEST_F(SightingsTest, SilentDeviceIsAwayUntilItAnswersOrAnnouncesAnew)
 {
     Hear("phone", TokenOf(phone), "a:1");
     for (const bool answers : {true, false}) {
@@ -70,7 +70,7 @@ TEST_F(SightingsTest, DeviceThatDidNotAnswerIsNotThereUntilItAnswersOrIsHeardAne
     }
 }
 
-TEST_F(SightingsTest, AddressIsLeftAloneForItsTimeOrUntilItAnswers)
+TEST_F(SightingsTest, BadAddressIsSkippedUntilDelayEndsOrItAnswers)
 {
     const PeerAddress one{"tcp", "a:1"};
     const PeerAddress other{"tcp", "a:2"};
@@ -84,7 +84,7 @@ TEST_F(SightingsTest, AddressIsLeftAloneForItsTimeOrUntilItAnswers)
     EXPECT_FALSE(sightings.IsAvoided(phone.networkId, one));
 }
 
-TEST_F(SightingsTest, FarClocksAreToldAsLongAsStrangersDoNotAskTooOften)
+TEST_F(SightingsTest, WrongClocksAreRecognisedWithinRateLimit)
 {
     const std::string early = TokenOf(phone);
     clock.Advance(std::chrono::hours(10));

@@ -122,7 +122,7 @@ protected:
     Recorder& atPhone = Listener<1>::Events();
 };
 
-TEST_F(StateExchangeTest, NewStateReachesADeviceThatNeverMeetsItsMaker)
+TEST_F(StateExchangeTest, NewStateReachesDeviceThatNeverMeetsItsSigner)
 {
     const auto laptop = Start("laptop");
     const auto tablet = Start("tablet", {laptop->ListenAddress()});
@@ -159,7 +159,7 @@ TEST_F(StateExchangeTest, LargestStateIsAdopted)
     EXPECT_TRUE(Eventually([&] { return NumberOf("tablet") == NumberOf("laptop"); }));
 }
 
-TEST_F(StateExchangeTest, BadStateIsRefusedWithOneLineAndTheLinkGoesOn)
+TEST_F(StateExchangeTest, BadStateIsRefusedWithOneLogLineAndLinkStaysOpen)
 {
     const Trust::Tests::Devices others;
     others.Create("stranger");
@@ -207,7 +207,7 @@ TEST_F(StateExchangeTest, BadStateIsRefusedWithOneLineAndTheLinkGoesOn)
     EXPECT_EQ(changes, 0);
 }
 
-TEST_F(StateExchangeTest, DeviceOfTheAccountThatIsNoMemberSpeaksOnlyOnceItsStateSaysThatItIsOne)
+TEST_F(StateExchangeTest, NonMemberIsServedOnlyAfterProvingMembershipByState)
 {
     const auto tablet = Start("tablet");
     const Trust::Identity watch = account.Enrol("watch");
@@ -247,7 +247,7 @@ std::vector<FrameKind> KindsUntilTheEnd(Bare& peer, std::string& removal)
     return kinds;
 }
 
-TEST_F(StateExchangeTest, RemovedDeviceIsRefusedByOneThatHeardOfItAndLearnsNothingElse)
+TEST_F(StateExchangeTest, RemovedDeviceIsRefusedAndGetsOnlyItsRemoval)
 {
     const auto laptop = Start("laptop");
     const auto tablet = Start("tablet", {laptop->ListenAddress()});
@@ -286,7 +286,7 @@ TEST_F(StateExchangeTest, RemovedDeviceIsRefusedByOneThatHeardOfItAndLearnsNothi
     }
 }
 
-TEST_F(StateExchangeTest, DeviceWithThePreviousLinkKeyOpensAndIsOpenedToAtTheFirstTry)
+TEST_F(StateExchangeTest, PreviousLinkKeyConnectsAtFirstTryInBothDirections)
 {
     for (const bool oldOneDials : {true, false}) {
         auto tablet = Start("tablet");
@@ -315,7 +315,7 @@ TEST_F(StateExchangeTest, DeviceWithThePreviousLinkKeyOpensAndIsOpenedToAtTheFir
     }
 }
 
-TEST_F(StateExchangeTest, RenewedCertificateReachesTheMember)
+TEST_F(StateExchangeTest, RenewedCertificateReachesMember)
 {
     const WallTime began = Clock::System().WallNow();
     const auto laptop = Start("laptop");
@@ -331,7 +331,7 @@ TEST_F(StateExchangeTest, RenewedCertificateReachesTheMember)
     EXPECT_TRUE(Eventually([&] { return NumberOf("tablet") == NumberOf("laptop"); }));
 }
 
-TEST_F(StateExchangeTest, HolderOfAnAccountThatIsOlderThanStatesTakesItsDevicesAsMembers)
+TEST_F(StateExchangeTest, HolderOfAccountWithoutStateAddsDevicesItMeets)
 {
     for (const char* device : {"laptop", "tablet"}) {
         account.ForgetState(device);
@@ -348,7 +348,7 @@ TEST_F(StateExchangeTest, HolderOfAnAccountThatIsOlderThanStatesTakesItsDevicesA
     }));
 }
 
-TEST_F(StateExchangeTest, KnownDeviceThatAnnouncesThePreviousKeyIsGreetedAndCatchesUp)
+TEST_F(StateExchangeTest, KnownDeviceWithPreviousKeyIsGreetedAndGetsNewState)
 {
     auto tablet = Start("tablet");
     auto phone = Start("phone", {tablet->ListenAddress()});
@@ -364,7 +364,7 @@ TEST_F(StateExchangeTest, KnownDeviceThatAnnouncesThePreviousKeyIsGreetedAndCatc
     EXPECT_TRUE(Eventually([&] { return NumberOf("phone") == NumberOf("laptop"); }));
 }
 
-TEST_F(StateExchangeTest, RestoredDeviceBecomesTheHolderOnceItHasMetAMember)
+TEST_F(StateExchangeTest, RestoredDeviceBecomesHolderAfterMeetingMember)
 {
     const auto file = account.Folder("laptop") / "home.p12";
     ASSERT_TRUE(Trust::BackUpAccount(account.Folder("laptop"), file, "a passphrase"));
@@ -384,7 +384,7 @@ TEST_F(StateExchangeTest, RestoredDeviceBecomesTheHolderOnceItHasMetAMember)
     EXPECT_TRUE(Eventually([&] { return !Trust::IsRestored(account.Folder("server")); }));
 }
 
-TEST_F(StateExchangeTest, AccountsKeyMovesToAMemberThatHasStoredItFirst)
+TEST_F(StateExchangeTest, AccountKeyIsDeletedOnlyAfterNewHolderStoredIt)
 {
     const auto laptop = Start("laptop");
     const auto tablet = Start("tablet", {laptop->ListenAddress()});

@@ -16,7 +16,7 @@ using Tests::Gate;
 using Tests::LogCapture;
 using Tests::Trail;
 
-TEST(ElasticPoolTest, BeyondItsThreadsWorkWaitsInOrderWithOneWarningAndOnlyAFullQueueRefuses)
+TEST(ElasticPoolTest, ExcessWorkQueuesWithOneWarningAndOnlyFullQueueRefuses)
 {
     const LogCapture log;
     Trail<int> ran;
@@ -53,7 +53,7 @@ protected:
     Gate gate_;  // destroyed, and so opened, before the pool
 };
 
-TEST_F(RefusedThreadsTest, WorkWhoseThreadIsRefusedGoesToTheWorkerThatBecameIdleMeanwhile)
+TEST_F(RefusedThreadsTest, IdleWorkerRunsWorkWhoseThreadWasRefused)
 {
     ASSERT_TRUE(pool_.Post(gate_.Way(), [this] { ran_.Add(1); }));
     gives_ = false;
@@ -66,7 +66,7 @@ TEST_F(RefusedThreadsTest, WorkWhoseThreadIsRefusedGoesToTheWorkerThatBecameIdle
     EXPECT_EQ(pool_.ThreadCount(), 1U);
 }
 
-TEST_F(RefusedThreadsTest, PostsWhoseThreadsAreRefusedTogetherAreBothRefused)
+TEST_F(RefusedThreadsTest, ConcurrentPostsFailWhenBothThreadsAreRefused)
 {
     gives_ = false;
     std::future<bool> second;
@@ -82,7 +82,7 @@ TEST_F(RefusedThreadsTest, PostsWhoseThreadsAreRefusedTogetherAreBothRefused)
     EXPECT_EQ(ran_.WaitFor(1).size(), 1U);
 }
 
-TEST_F(RefusedThreadsTest, WorkThatWaitsForARefusedThreadRunsOnTheNextOneThatIsGiven)
+TEST_F(RefusedThreadsTest, WorkOfRefusedThreadRunsOnNextStartedThread)
 {
     ASSERT_TRUE(pool_.Post(gate_.Way()));
     gives_ = false;
@@ -92,7 +92,7 @@ TEST_F(RefusedThreadsTest, WorkThatWaitsForARefusedThreadRunsOnTheNextOneThatIsG
     EXPECT_EQ(ran_.WaitFor(2), (std::vector<int>{1, 2})) << "the first worker is blocked all the while";
 }
 
-TEST(ElasticPoolTest, AnIdleWorkersThreadEndsWithItsPool)
+TEST(ElasticPoolTest, IdleWorkerThreadEndsWithPool)
 {
     const auto seen = std::make_shared<Trail<std::string>>();
     {
@@ -108,7 +108,7 @@ TEST(ElasticPoolTest, AnIdleWorkersThreadEndsWithItsPool)
     EXPECT_EQ(seen->WaitFor(2), (std::vector<std::string>{"idle", "ended"}));
 }
 
-TEST(StrandTest, RunsInPostingOrderPastExceptionsAlsoAfterItsOwnerLetGo)
+TEST(StrandTest, RunsInOrderPastExceptionsAndAfterDestruction)
 {
     const LogCapture log;
     Trail<int> order;

@@ -28,7 +28,7 @@ ffrt::task_handle SubmitTo(ffrt::queue& queue, std::chrono::microseconds delay, 
     return ffrt_queue_submit_h(queue, ffrt::create_function_wrapper(task, ffrt_function_kind_queue), &attr);
 }
 
-TEST(FfrtWaitTest, WaitsForTheTasksOfItsThreadAndForNoOthers)
+TEST(FfrtWaitTest, WaitCoversTasksOfItsThreadOnly)
 {
     Gate others;
     Trail<int> blocked;
@@ -49,7 +49,7 @@ TEST(FfrtWaitTest, WaitsForTheTasksOfItsThreadAndForNoOthers)
     EXPECT_EQ(finished, 20);
 }
 
-TEST(FfrtWaitTest, InsideATaskWaitsForWhatThatTaskSubmitted)
+TEST(FfrtWaitTest, WaitInsideTaskCoversItsSubtasksOnly)
 {
     Gate outside;
     Submit(outside.Way());
@@ -66,7 +66,7 @@ TEST(FfrtWaitTest, InsideATaskWaitsForWhatThatTaskSubmitted)
     ffrt_wait();
 }
 
-TEST(FfrtWaitTest, ATaskThatThrowsIsLoggedAndItsCallableIsGoneWhenTheWaitReturns)
+TEST(FfrtWaitTest, ThrowingTaskIsLoggedAndDestroyedBeforeWaitReturns)
 {
     const LogCapture log;
     const auto held = std::make_shared<int>(1);
@@ -77,7 +77,7 @@ TEST(FfrtWaitTest, ATaskThatThrowsIsLoggedAndItsCallableIsGoneWhenTheWaitReturns
     EXPECT_EQ(ffrt::async([] { throw 1; }).wait_for(Vexo::Tests::WAIT_LIMIT), ffrt::future_status::ready);
 }
 
-TEST(FfrtQueueTest, RunsByDueTimeThenInOrderOfSubmissionAndGoesOnAfterAnException)
+TEST(FfrtQueueTest, RunsByDueTimeThenSubmissionOrderPastExceptions)
 {
     Trail<int> order;
     Gate gate;
@@ -93,7 +93,7 @@ TEST(FfrtQueueTest, RunsByDueTimeThenInOrderOfSubmissionAndGoesOnAfterAnExceptio
     EXPECT_EQ(order.WaitFor(4), (std::vector<int>{1, 2, 3, 4}));
 }
 
-TEST(FfrtQueueTest, ItsDestructorDropsWhatWaitsAndWaitsForWhatRuns)
+TEST(FfrtQueueTest, DestructorDropsQueuedTasksAndWaitsForRunningOne)
 {
     auto held = std::make_shared<int>(0);
     std::atomic<bool> ended{false};

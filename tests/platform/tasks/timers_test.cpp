@@ -15,7 +15,7 @@ using std::chrono::milliseconds;
 using Tests::ManualTimers;
 using Tests::Trail;
 
-TEST(TimersTest, ATimerThatIsCancelledReplacedOrDestroyedDoesNotFireAndADetachedOneDoes)
+TEST(TimersTest, CancelledReplacedOrDestroyedTimerDoesNotFire)
 {
     ManualTimers timers;
     std::vector<std::string> ran;
@@ -39,7 +39,7 @@ TEST(TimersTest, ATimerThatIsCancelledReplacedOrDestroyedDoesNotFireAndADetached
     EXPECT_FALSE(moved.Cancel());
 }
 
-TEST(TimersTest, TheMachinesTimersFireAtTheirTimeCancelAndTakeADelayOfCenturies)
+TEST(TimersTest, SystemTimersFireOnTimeCancelAndAcceptHugeDelay)
 {
     Timers& timers = Timers::System();
     Trail<SteadyTime> fired;

@@ -26,7 +26,7 @@ protected:
     const fs::path file = devices.Folder("") / "home.backup";
 };
 
-TEST_F(AccountBackupTest, AnOldBackupSignsOnlyAfterTheNewerStateHasCome)
+TEST_F(AccountBackupTest, RestoredBackupSignsOnlyAfterNewerStateArrived)
 {
     EXPECT_TRUE(LastBackup(laptop));
     EXPECT_FALSE(LastBackup(phone));
@@ -61,7 +61,7 @@ TEST_F(AccountBackupTest, AnOldBackupSignsOnlyAfterTheNewerStateHasCome)
     EXPECT_TRUE(RemoveMember(desktop, devices.Load("laptop").networkId, true));
 }
 
-TEST_F(AccountBackupTest, WrongPassphraseAndDamageAreToldApart)
+TEST_F(AccountBackupTest, WrongPassphraseAndDamageHaveDifferentErrors)
 {
     using enum ErrorCode;
     const std::string good = Read(file);
@@ -96,7 +96,7 @@ TEST_F(AccountBackupTest, WrongPassphraseAndDamageAreToldApart)
     EXPECT_EQ(RestoreAccount(laptop, file, PASSPHRASE, "x", false).error().code, ALREADY_EXISTS);
 }
 
-TEST_F(AccountBackupTest, TheOnlyDeviceLeftGoesOnAtOnce)
+TEST_F(AccountBackupTest, OnlyRemainingDeviceSignsAtOnce)
 {
     ASSERT_TRUE(RestoreAccount(desktop, file, PASSPHRASE, "desktop", false));
     // The restored device has met no other member, and is declared to be the only device left.
@@ -110,7 +110,7 @@ TEST_F(AccountBackupTest, TheOnlyDeviceLeftGoesOnAtOnce)
     EXPECT_TRUE(RemoveMember(laptop, devices.Load("phone").networkId, true));
 }
 
-TEST_F(AccountBackupTest, AMemberThatTakesTheKeyKeepsItsNewerState)
+TEST_F(AccountBackupTest, MemberThatRestoresKeyKeepsItsNewerState)
 {
     ASSERT_TRUE(RenameMember(laptop, devices.Load("phone").networkId, "telephone"));
     ASSERT_TRUE(AdoptState(phone, devices.Load("laptop").state->Bytes()).value());
@@ -121,7 +121,7 @@ TEST_F(AccountBackupTest, AMemberThatTakesTheKeyKeepsItsNewerState)
     EXPECT_EQ(restored.state->State().holder, restored.networkId);
 }
 
-TEST_F(AccountBackupTest, OpenSslReadsItWithItsKeyDerivation)
+TEST_F(AccountBackupTest, OpenSslDecryptsBackup)
 {
     const fs::path output = devices.Folder("") / "output";
     const std::string command = "openssl pkcs12 -info -noenc -in " + file.string() + " -passin 'pass:" + PASSPHRASE +

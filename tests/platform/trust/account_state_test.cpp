@@ -49,7 +49,7 @@ protected:
     Certificate account;
 };
 
-TEST_F(AccountStateTest, RefusesWhatTheAccountDidNotSignOrContradictsItself)
+TEST_F(AccountStateTest, UnsignedOrContradictoryStateIsRefused)
 {
     using enum ErrorCode;
     devices.Create("other", "elsewhere");
@@ -90,7 +90,7 @@ TEST_F(AccountStateTest, RefusesWhatTheAccountDidNotSignOrContradictsItself)
     }
 }
 
-TEST_F(AccountStateTest, TheNewerOneIsKeptWhateverOrderTheyComeIn)
+TEST_F(AccountStateTest, NewerStateIsKeptInAnyOrderOfArrival)
 {
     auto newer = Changed([](AccountState& state) { state.number += 5; });
     const auto other = Changed([](AccountState& state) {
@@ -125,7 +125,7 @@ TEST_F(AccountStateTest, TheNewerOneIsKeptWhateverOrderTheyComeIn)
     EXPECT_EQ(devices.Load("phone").linkKeys->current.bytes, own->State().linkKeys.current.bytes);
 }
 
-TEST_F(AccountStateTest, TheLargestIsAdoptedAndALargerOneNotSigned)
+TEST_F(AccountStateTest, LargestStateIsAdoptedAndLargerOneNotSigned)
 {
     AccountState state = own->State();
     Result<SignedStatePtr> largest = own;
@@ -147,7 +147,7 @@ TEST_F(AccountStateTest, TheLargestIsAdoptedAndALargerOneNotSigned)
     EXPECT_EQ(devices.Load("phone").state->Bytes(), largest.value()->Bytes());
 }
 
-TEST_F(AccountStateTest, AStateOfAnOrganisationsToolsIsAdopted)
+TEST_F(AccountStateTest, StateMadeByExternalToolsIsAdopted)
 {
     const Vexo::Tests::TempFolder folder;
     std::string text = Text();
@@ -162,7 +162,7 @@ TEST_F(AccountStateTest, AStateOfAnOrganisationsToolsIsAdopted)
     EXPECT_TRUE(AdoptState(phone, Read(folder.Path() / "state")).value());
 }
 
-TEST_F(AccountStateTest, AnOtherDevicesRemovalProvesNothing)
+TEST_F(AccountStateTest, RemovalOfAnotherDeviceProvesNothing)
 {
     const std::string id = devices.Load("phone").networkId;
     const std::chrono::sys_seconds at(1'800'000'000s);

@@ -35,7 +35,7 @@ protected:
     const fs::path phone = devices.Folder("phone");
 };
 
-TEST_F(AccountTest, AdmitsADeviceThatThenSharesTheLinkKeyButCannotAdmit)
+TEST_F(AccountTest, AdmittedDeviceSharesLinkKeyButCannotAdmit)
 {
     ASSERT_TRUE(Install(phone, devices.Answer("phone", "laptop")));
 
@@ -58,7 +58,7 @@ TEST_F(AccountTest, AdmitsADeviceThatThenSharesTheLinkKeyButCannotAdmit)
     ExpectRefused(CreateAccount(phone, "another", "phone"), "\"home\"");
 }
 
-TEST_F(AccountTest, TheNewMemberIsStoredBeforeItHasItsAnswer)
+TEST_F(AccountTest, NewMemberIsStoredBeforeItIsAnswered)
 {
     const std::string request = MakeRequest(phone, "phone").value();
     ASSERT_TRUE(Admit(laptop, request, {.type = 14}));
@@ -81,7 +81,7 @@ TEST_F(AccountTest, TheNewMemberIsStoredBeforeItHasItsAnswer)
     EXPECT_EQ(FreeName(devices.Load("laptop").state->State(), "phone"), "phone-3");
 }
 
-TEST_F(AccountTest, AnOlderAccountGetsItsFirstStateWithTheNextMember)
+TEST_F(AccountTest, AccountWithoutStateGetsOneWithNextMember)
 {
     ASSERT_TRUE(Install(phone, devices.Answer("phone", "laptop")));
     devices.ForgetState("laptop");
@@ -96,7 +96,7 @@ TEST_F(AccountTest, AnOlderAccountGetsItsFirstStateWithTheNextMember)
     EXPECT_EQ(refused.error().code, ErrorCode::UNAVAILABLE);
 }
 
-TEST_F(AccountTest, AHolderThatLostItsOwnKeyStaysTheHolder)
+TEST_F(AccountTest, HolderThatLostItsDeviceKeyStaysHolder)
 {
     ASSERT_TRUE(Install(phone, devices.Answer("phone", "laptop")));
     const Identity before = devices.Load("laptop");
@@ -111,7 +111,7 @@ TEST_F(AccountTest, AHolderThatLostItsOwnKeyStaysTheHolder)
     EXPECT_TRUE(AdoptState(phone, after.state->Bytes()).value());
 }
 
-TEST_F(AccountTest, RefusesRequestsThatProveNothing)
+TEST_F(AccountTest, InvalidRequestsAreRefused)
 {
     const PrivateKey one = GenerateKey();
     const PrivateKey two = GenerateKey();
@@ -124,7 +124,7 @@ TEST_F(AccountTest, RefusesRequestsThatProveNothing)
     ExpectRefused(Admit(laptop, "-----BEGIN CERTIFICATE REQUEST-----\nAAAA\n"), "not a certificate request");
 }
 
-TEST_F(AccountTest, RefusesAnswersThatDoNotFitTheDevice)
+TEST_F(AccountTest, AnswerForOtherDeviceOrAccountIsRefused)
 {
     using enum ErrorCode;
     devices.Create("other", "elsewhere");
@@ -178,7 +178,7 @@ TEST_F(AccountTest, RefusesAnswersThatDoNotFitTheDevice)
     ExpectRefused(Install(phone, strange), "\"home\"");
 }
 
-TEST_F(AccountTest, AnEnrolmentWithoutALinkKeyIsCompletedInPlace)
+TEST_F(AccountTest, EnrolmentWithoutLinkKeyIsCompletedInPlace)
 {
     devices.Create("other", "elsewhere");
     const std::string strange = devices.Answer("phone", "other");
@@ -201,7 +201,7 @@ TEST_F(AccountTest, AnEnrolmentWithoutALinkKeyIsCompletedInPlace)
     EXPECT_EQ(devices.Load("phone").linkKeys->current.bytes, devices.Load("laptop").linkKeys->current.bytes);
 }
 
-TEST_F(AccountTest, ADeviceBelongsToItNoLongerThanItLasts)
+TEST_F(AccountTest, DeviceCertificateEndsNoLaterThanAccount)
 {
     const auto accountFile = laptop / ACCOUNT_CERTIFICATE_FILE;
     const Certificate account = std::move(ReadCertificateFile(accountFile).value());
@@ -225,7 +225,7 @@ TEST_F(AccountTest, ADeviceBelongsToItNoLongerThanItLasts)
                   "account's certificate has expired");
 }
 
-TEST_F(AccountTest, WhatACrashLeftHalfDoneIsCompletedAndTakesNoOtherAccount)
+TEST_F(AccountTest, InterruptedChangeIsCompletedForSameAccountOnly)
 {
     const std::string linkKey = Read(laptop / LINK_KEY_FILE);
     fs::remove(laptop / DEVICE_CERTIFICATE_FILE);

@@ -28,7 +28,7 @@ protected:
     const std::shared_ptr<const AnnouncementTokens> ofLaptop = TokensOf(keys, laptop);
 };
 
-TEST_F(AnnouncementTokensTest, OnlyTheAccountsDevicesReadATokenAndOnlyOfItsTransport)
+TEST_F(AnnouncementTokensTest, TokenIsReadOnlyWithinAccountAndTransport)
 {
     phone.date = laptop.date = start + 100s;
     const std::string token = ofPhone->MakeToken(PHONE);
@@ -49,7 +49,7 @@ TEST_F(AnnouncementTokensTest, OnlyTheAccountsDevicesReadATokenAndOnlyOfItsTrans
     }
 }
 
-TEST_F(AnnouncementTokensTest, ClocksMayDifferByOnePeriodOrByTwoDaysWhereAnyClockIsRead)
+TEST_F(AnnouncementTokensTest, ClocksMayDifferByOnePeriodOrTwoDaysForAnyClock)
 {
     laptop.date = start;
     const struct {
@@ -69,7 +69,7 @@ TEST_F(AnnouncementTokensTest, ClocksMayDifferByOnePeriodOrByTwoDaysWhereAnyCloc
     }
 }
 
-TEST_F(AnnouncementTokensTest, TokensOfThePreviousKeyAreReadUntilItsDate)
+TEST_F(AnnouncementTokensTest, TokensOfPreviousKeyAreReadUntilItExpires)
 {
     const LinkKeys changed{CountingKey(2, 1), PreviousLinkKey{keys.current, start + 10s}};
     const auto ofChanged = TokensOf(changed, laptop);
@@ -84,7 +84,7 @@ TEST_F(AnnouncementTokensTest, TokensOfThePreviousKeyAreReadUntilItsDate)
     EXPECT_FALSE(ofChanged->ReadOfAnyClock(token));
 }
 
-TEST_F(AnnouncementTokensTest, TokensOfOddPeriodsAreMadeWithThePreviousKeyUntilItsDate)
+TEST_F(AnnouncementTokensTest, OddPeriodTokensUsePreviousKeyUntilItExpires)
 {
     const LinkKeys changed{CountingKey(2, 1), PreviousLinkKey{keys.current, start + 45min}};
     const auto inTurn = AnnouncementTokens::Make(changed, "tcp", laptop, true).value();

@@ -84,7 +84,7 @@ const Row ROWS[] = {
      }},
 };
 
-TEST(IdentityChecksTest, NameTheOneRightStep)
+TEST(IdentityChecksTest, EachFaultIsReportedWithOneStep)
 {
     for (const Row& row : ROWS) {
         SCOPED_TRACE(row.name);
@@ -102,7 +102,7 @@ TEST(IdentityChecksTest, NameTheOneRightStep)
     }
 }
 
-TEST(IdentityChecksTest, ADamagedAccountKeyComesBackFromItsBackup)
+TEST(IdentityChecksTest, DamagedAccountKeyIsRestoredFromBackup)
 {
     const World world;
     const fs::path laptop = world.Folder("laptop");

@@ -25,7 +25,7 @@ std::map<std::string, std::string> Contents(const fs::path& folder)
 
 using Damage = void (*)(const fs::path& file, const fs::path& anothers);
 
-TEST(IdentityTest, ThatIsDamagedIsRefusedByNameAndLeftAsItIs)
+TEST(IdentityTest, DamagedFileIsNamedAndLeftUnchanged)
 {
     const Damage open = [](const fs::path& file, const fs::path&) { fs::permissions(file, fs::perms(0755)); };
     const Damage cut = [](const fs::path& file, const fs::path&) { fs::resize_file(file, fs::file_size(file) / 2); };
@@ -76,7 +76,7 @@ TEST(IdentityTest, ThatIsDamagedIsRefusedByNameAndLeftAsItIs)
     }
 }
 
-TEST(IdentityTest, AKeyOfAnotherUserIsRefused)
+TEST(IdentityTest, KeyOfAnotherUserIsRefused)
 {
     if (::geteuid() != 0) {
         GTEST_SKIP() << "only root can give a file away";
@@ -95,7 +95,7 @@ TEST(IdentityTest, AKeyOfAnotherUserIsRefused)
     EXPECT_TRUE(LoadIdentity(devices.Folder("laptop")));
 }
 
-TEST(IdentityTest, IsMadeOnceForAllWhoAskAtOnceAndReadableByItsOwnerOnly)
+TEST(IdentityTest, ConcurrentLoadsCreateOneIdentityForOwnerOnly)
 {
     const Devices devices{};
     const fs::path folder = devices.Folder("laptop");

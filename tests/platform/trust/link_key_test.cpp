@@ -13,7 +13,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-TEST(LinkKeyTest, PreviousKeyIsKeptAndProvesMembershipUntilItsDate)
+TEST(LinkKeyTest, PreviousKeyProvesMembershipUntilItExpires)
 {
     const WallTime end(1'900'000'000s);
     const Vexo::Tests::TempFolder folder;
@@ -42,7 +42,7 @@ TEST(LinkKeyTest, PreviousKeyIsKeptAndProvesMembershipUntilItsDate)
     EXPECT_FALSE(preamble->HasPrevious());
 }
 
-TEST(LinkKeyTest, ADamagedRecordIsNamedWithoutItsKey)
+TEST(LinkKeyTest, DamagedRecordIsNamedWithoutItsKey)
 {
     const LinkKeyRecord good = RecordOf({CountingKey(8, 0xA0)}, std::string(64, 'a'));
     const std::string hex = HexOf(good.current.bytes);

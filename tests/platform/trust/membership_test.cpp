@@ -33,7 +33,7 @@ protected:
     const std::filesystem::path laptop = devices.Folder("laptop");
 };
 
-TEST_F(MembershipTest, ARemovedDeviceStaysRemovedAndKnowsNoNewKey)
+TEST_F(MembershipTest, RemovedDeviceStaysRemovedWithoutNewKey)
 {
     const AccountState before = State();
     const Identity phone = devices.Load("phone");
@@ -65,7 +65,7 @@ TEST_F(MembershipTest, ARemovedDeviceStaysRemovedAndKnowsNoNewKey)
 }
 
 // A member that met no other member between two removals still has the key from before both.
-TEST_F(MembershipTest, ASecondRemovalKeepsTheKeyThatEveryMemberStillHas)
+TEST_F(MembershipTest, SecondRemovalKeepsKeyThatEveryMemberHas)
 {
     Calendar clock;
     clock.date = Clock::System().WallNow() + 24h;
@@ -81,7 +81,7 @@ TEST_F(MembershipTest, ASecondRemovalKeepsTheKeyThatEveryMemberStillHas)
     EXPECT_EQ(State().linkKeys.previous->key.number, 3U);
 }
 
-TEST_F(MembershipTest, RefusesWhatWouldBreakTheAccount)
+TEST_F(MembershipTest, ChangesThatWouldBreakAccountAreRefused)
 {
     using enum ErrorCode;
     const std::string nobody(64, 'a');
@@ -116,7 +116,7 @@ TEST_F(MembershipTest, RefusesWhatWouldBreakTheAccount)
     EXPECT_NE(Id("laptop"), before);
 }
 
-TEST_F(MembershipTest, RenewsEveryCertificateForTheSameKeys)
+TEST_F(MembershipTest, RenewsEveryCertificateForSameKeys)
 {
     Calendar clock;
     clock.date = Clock::System().WallNow() + 9 * YEAR;
@@ -145,7 +145,7 @@ TEST_F(MembershipTest, RenewsEveryCertificateForTheSameKeys)
     EXPECT_EQ(refused(*certificate + "x"), ErrorCode::MALFORMED);
 }
 
-TEST_F(MembershipTest, AClockThatIsWrongByAYearKeepsTheOrderOfStates)
+TEST_F(MembershipTest, ClockWrongByOneYearKeepsOrderOfStates)
 {
     for (const auto error : {YEAR, -YEAR, 0 * YEAR}) {
         Calendar clock;
@@ -161,7 +161,7 @@ TEST_F(MembershipTest, AClockThatIsWrongByAYearKeepsTheOrderOfStates)
     EXPECT_GT(State().linkKeys.previous->validUntil, Clock::System().WallNow()) << "the others still need it";
 }
 
-TEST_F(MembershipTest, TwoProcessesThatChangeTheStateAtOnceLoseNoChange)
+TEST_F(MembershipTest, ConcurrentChangesByTwoProcessesAreAllKept)
 {
     constexpr int CHANGES = 12;
     const std::string ids[] = {Id("phone"), Id("tablet")};
@@ -188,7 +188,7 @@ TEST_F(MembershipTest, TwoProcessesThatChangeTheStateAtOnceLoseNoChange)
     }
 }
 
-TEST_F(MembershipTest, AnOlderAccountsDevicesAreAddedWhenTheyAreMet)
+TEST_F(MembershipTest, DevicesOfAccountWithoutStateAreAddedWhenMet)
 {
     const auto met = [&] { return AddOlderMember(laptop, {.networkId = std::string(64, 'a'), .name = "phone"}); };
     EXPECT_FALSE(met().value()) << "no device of this account can be unknown";

@@ -24,7 +24,7 @@ std::string WithoutDashes(std::string text)
     return text;
 }
 
-TEST(TicketTest, ATicketReadsBackHoweverItIsTyped)
+TEST(TicketTest, TicketIsReadInEveryTypedForm)
 {
     for (const std::string address : {"", ADDRESS}) {
         const std::string text = TicketText({SECRET, address});
@@ -50,7 +50,7 @@ TEST(TicketTest, ATicketReadsBackHoweverItIsTyped)
 }
 
 // The expected values were computed from docs/enrolment.md, independently of this code.
-TEST(TicketTest, TextAndKeyAreThoseOfTheirDescription)
+TEST(TicketTest, TextAndKeyMatchDocumentation)
 {
     std::string secret;
     for (char byte = 0; byte < static_cast<char>(TICKET_SECRET_BYTES); ++byte) {
@@ -62,7 +62,7 @@ TEST(TicketTest, TextAndKeyAreThoseOfTheirDescription)
               "4119f5e68cad61a5f3af4f192a62d77608b2ee7f4d5f17251456fcb962ae6aaf");
 }
 
-TEST(TicketTest, AWrongSymbolAndTwoSwappedOnesAreCaught)
+TEST(TicketTest, WrongOrSwappedSymbolsAreDetected)
 {
     for (const std::string address : {"", ADDRESS}) {
         const std::string text = WithoutDashes(TicketText({SECRET, address}));
@@ -82,7 +82,7 @@ TEST(TicketTest, AWrongSymbolAndTwoSwappedOnesAreCaught)
     }
 }
 
-TEST(TicketTest, ARefusalSaysWhatIsWrongAndWhere)
+TEST(TicketTest, ErrorNamesFaultAndPosition)
 {
     const std::string good = SHORT_TEXT;
     const struct {
@@ -119,7 +119,7 @@ TEST(TicketTest, ARefusalSaysWhatIsWrongAndWhere)
     EXPECT_NE(MakeTicket("").value().secret, MakeTicket("").value().secret);
 }
 
-TEST(TicketTest, OnlyTheSameSecretReadsTokensAndProofs)
+TEST(TicketTest, OnlySameSecretReadsTokensAndProofs)
 {
     const Ticket mine{SECRET, ""};
     Ticket other = mine;
@@ -182,7 +182,7 @@ Context ContextOf(const Ticket& ticket)
     return TlsContext::MakeForTicket(ticket).value();
 }
 
-TEST(TicketTlsTest, TheTicketAloneOpensALinkWithAFreshExchangeAndNothingToResume)
+TEST(TicketTlsTest, TicketAloneOpensLinkWithFreshKeyExchangeOnly)
 {
     const Context context = ContextOf({SECRET, ""});
     const Context joiner = ContextOf({SECRET, ADDRESS});
@@ -198,7 +198,7 @@ TEST(TicketTlsTest, TheTicketAloneOpensALinkWithAFreshExchangeAndNothingToResume
     EXPECT_EQ(SSL_SESSION_has_ticket(SSL_get_session(client.get())), 0);
 }
 
-TEST(TicketTlsTest, WithoutTheSecretAServerOnlySendsAnAlert)
+TEST(TicketTlsTest, ServerSendsOnlyAlertWithoutSecret)
 {
     const Context context = ContextOf({SECRET, ""});
     Ticket guess{SECRET, ""};

@@ -75,7 +75,7 @@ protected:
     PrivateKey accountKey;
 };
 
-TEST_F(TlsContextTest, AnotherDeviceThanAskedForOneThatIsNotOfTheAccountNowAndAnOlderProtocolAreRefused)
+TEST_F(TlsContextTest, WrongDeviceAccountOrProtocolIsRefused)
 {
     const Connection another = Connect(atLaptop, atPhone, std::string(64, 'a'));
     EXPECT_TRUE(another.done) << another.failure;
@@ -99,7 +99,7 @@ TEST_F(TlsContextTest, AnotherDeviceThanAskedForOneThatIsNotOfTheAccountNowAndAn
     EXPECT_EQ(Connect(std::move(older), atLaptop, atPhone).failure, "unsupported protocol");
 }
 
-TEST_F(TlsContextTest, LaterSessionsResumeEachWithAFreshTicketUntilItIsForgotten)
+TEST_F(TlsContextTest, SessionsResumeWithFreshTicketUntilForgotten)
 {
     const auto resumes = [this] {
         const Connection connection = Connect(atLaptop, atPhone, phone.networkId);
@@ -120,7 +120,7 @@ TEST_F(TlsContextTest, LaterSessionsResumeEachWithAFreshTicketUntilItIsForgotten
     EXPECT_FALSE(resumes());
 }
 
-TEST_F(TlsContextTest, ACertificateOrAccountThatExpiredSinceIsRefusedOnResumption)
+TEST_F(TlsContextTest, ExpiredCertificateOrAccountIsRefusedOnResumption)
 {
     const std::time_t end = std::time(nullptr) + 2;
     Identity tablet = devices.Enrol("tablet");

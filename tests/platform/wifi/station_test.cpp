@@ -14,7 +14,7 @@ using State = Station::State;
 const WifiDeviceConfig GARDEN{-1, "Garden", "", "", ""};
 const LinkEnd GONE = HotspotGone();
 
-TEST(StationTest, ObservationsOfAReplacedOrEndedAttemptChangeNothing)
+TEST(StationTest, ObservationsOfReplacedOrEndedAttemptAreIgnored)
 {
     const Tests::RecordedSysEvents events;
     Station station;
@@ -33,7 +33,7 @@ TEST(StationTest, ObservationsOfAReplacedOrEndedAttemptChangeNothing)
     EXPECT_EQ(events.Lines(), std::vector<std::string>{"NET_WIFI_JOIN_FAIL REASON NOT_VISIBLE"});
 }
 
-TEST(StationTest, EachAttemptHasTheWholeSearchLimit)
+TEST(StationTest, EachAttemptHasFullSearchLimit)
 {
     Tests::ManualTimers clock;
     Station station(clock);

@@ -85,7 +85,7 @@ protected:
         RecordingSubscriber::To({EventFwk::CommonEventSupport::COMMON_EVENT_CONNECTIVITY_CHANGE});
 };
 
-TEST_P(WifiContract, WhatTheHotspotSaysRightAfterItIsEnabledLetsTheStationJoin)
+TEST_P(WifiContract, StationJoinsWithConfigReadRightAfterEnable)
 {
     const std::tuple<Security, Wifi::KeyMgmt, const char*> cases[] = {
         {Security::OPEN, Wifi::KeyMgmt::NONE, "NONE"},
@@ -121,7 +121,7 @@ TEST_P(WifiContract, WhatTheHotspotSaysRightAfterItIsEnabledLetsTheStationJoin)
     }
 }
 
-TEST_P(WifiContract, AnAttemptThatCannotSucceedFailsWithItsReason)
+TEST_P(WifiContract, ImpossibleJoinFailsWithReason)
 {
     namespace Failure = Wifi::JoinFailure;
     const char* const differs = "security differs";
@@ -146,7 +146,7 @@ TEST_P(WifiContract, AnAttemptThatCannotSucceedFailsWithItsReason)
     }
 }
 
-TEST_P(WifiContract, AnSsidOfAnyBytesIsKeptWhole)
+TEST_P(WifiContract, SsidWithAnyBytesIsPreserved)
 {
     const std::string ssids[] = {"Gr\xc3\xbcn", std::string(32, '\0'), {"Cell\0\xe9\xff\x1b\\", 9}};
     for (const std::string& ssid : ssids) {
@@ -163,7 +163,7 @@ TEST_P(WifiContract, AnSsidOfAnyBytesIsKeptWhole)
     EXPECT_EQ(Join(Config("Cell", KEY, "")).state, Wifi::WifiLinkState::FAILED);
 }
 
-TEST_P(WifiContract, AHotspotThatEndsOrChangesItsKeyDisconnectsItsStation)
+TEST_P(WifiContract, StationDisconnectsWhenHotspotEndsOrChangesKey)
 {
     EnableHotspot();
     for (const bool ends : {false, true}) {
@@ -182,7 +182,7 @@ TEST_P(WifiContract, AHotspotThatEndsOrChangesItsKeyDisconnectsItsStation)
     }
 }
 
-TEST_P(WifiContract, ANewerAttemptReplacesAnOlderOneSilentlyAndWaitsForItsHotspot)
+TEST_P(WifiContract, NewAttemptReplacesOldOneSilentlyAndWaitsForHotspot)
 {
     for (const char* const ssid : {"Cellar", SSID}) {
         ASSERT_EQ(world_->Station()->ConnectToDevice(Config(ssid, KEY, "WPA-PSK")), Wifi::WIFI_OK);
@@ -196,7 +196,7 @@ TEST_P(WifiContract, ANewerAttemptReplacesAnOlderOneSilentlyAndWaitsForItsHotspo
     EXPECT_EQ(events_->WaitFor(1), std::vector{ConnectivityEvent(EventFwk::NetConnState::CONNECTED)});
 }
 
-TEST_P(WifiContract, AConfigurationThatNoNetworkCanHaveIsRefused)
+TEST_P(WifiContract, InvalidConfigurationIsRefused)
 {
     const auto invalid = Wifi::WIFI_INVALID_CONFIG;
     const std::pair<Wifi::WifiDeviceConfig, int32_t> cases[] = {

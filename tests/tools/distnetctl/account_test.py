@@ -49,7 +49,7 @@ class Account(unittest.TestCase):
     def names(self, device):
         return [member["name"] for member in device.json("account", "devices")[-1]["members"]]
 
-    def test_join_with_a_ticket_that_was_mistyped_first(self):
+    def test_join_succeeds_after_mistyped_ticket(self):
         invite, ticket = self.invite()
         self.assertEqual(self.laptop.json("account", "invite")[-1]["fault"], "busy")
         join = Command(self, self.phone, "account", "join")
@@ -77,7 +77,7 @@ class Account(unittest.TestCase):
         again = self.phone.run("account", "join", typed=ticket)
         self.assertIn('is a member of "home" already', again.stderr)
 
-    def test_refused_withdrawn_and_used_tickets_say_so(self):
+    def test_refused_withdrawn_and_used_tickets_are_reported(self):
         command, ticket = self.invite()
         waiting = subprocess.Popen([BINARIES / "distnetctl", "--socket", self.phone.socket, "account", "join"],
                                    stdin=subprocess.PIPE, stdout=subprocess.PIPE, stderr=subprocess.STDOUT, text=True)
@@ -97,7 +97,7 @@ class Account(unittest.TestCase):
         self.assertEqual(self.phone.json("account", "join", typed=ticket)[-1]["fault"], "expired")
         self.join_by_yes(self.phone)
 
-    def test_join_ends_by_interrupt_and_can_begin_again(self):
+    def test_interrupted_join_can_be_repeated(self):
         command, ticket = self.invite()
         join = Command(self, self.phone, "account", "join")
         join.read_until("Ticket: ")
@@ -144,7 +144,7 @@ class Account(unittest.TestCase):
         self.assertEqual(started.returncode, 0, joined_text(started))
         self.assertIn("has other members", self.laptop.run("account", "leave", "--yes").stderr)
 
-    def test_key_is_handed_over_and_its_holder_may_leave_then(self):
+    def test_holder_may_leave_after_handing_over_key(self):
         self.join_by_yes(self.phone)
         wait_until(self, lambda: "reachable" in self.laptop.run("devices").stdout)
         self.assertEqual(self.laptop.json("account", "transfer", "laptop", "--yes")[-1]["fault"], "this_device")
@@ -157,7 +157,7 @@ class Account(unittest.TestCase):
         self.assertEqual(self.names(self.phone), ["phone"])
 
     @unittest.skipUnless(os.geteuid() == 0, "only root can act for another user")
-    def test_another_user_may_not_change_the_account(self):
+    def test_other_user_cannot_change_account(self):
         self.world.chmod(0o711)
         self.laptop.folder.chmod(0o711)
         self.laptop.state.chmod(0o711)
@@ -166,7 +166,7 @@ class Account(unittest.TestCase):
             self.assertEqual(ended.returncode, 4, joined_text(ended))
         self.assertEqual(self.names(self.laptop), ["laptop"])
 
-    def test_backup_is_asked_for_twice_and_restored_elsewhere(self):
+    def test_backup_asks_passphrase_twice_and_restores_on_other_device(self):
         wait_until(self, lambda: "has no backup" in self.laptop.run("status").stdout)
         file = self.world / "home.p12"
         command = Command(self, self.laptop, "account", "backup", str(file), "--state", str(self.laptop.state))

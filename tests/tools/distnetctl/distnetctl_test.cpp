@@ -29,7 +29,7 @@ std::vector<Peer> Peers()
             {"pho", Host::DeviceType::TABLET, SPARE_ID, "", false, {}}};
 }
 
-TEST(PeerTest, WordNamesOneDeviceOrTheErrorSaysWhy)
+TEST(PeerTest, WordNamesOneDeviceOrErrorExplainsWhy)
 {
     const struct {
         std::string word;
@@ -59,7 +59,7 @@ TEST(PeerTest, WordNamesOneDeviceOrTheErrorSaysWhy)
     }
 }
 
-TEST(PeerTest, ReachablePeersAreListedWithTheWayToThemIn80Columns)
+TEST(PeerTest, ReachablePeersAreListedWithTransportIn80Columns)
 {
     std::vector<Peer> peers = Peers();
     peers[0].transport = "tcp";
@@ -78,7 +78,7 @@ TEST(PeerTest, ReachablePeersAreListedWithTheWayToThemIn80Columns)
     EXPECT_EQ(ReachableText(peers), "none (1 known)");
 }
 
-TEST(LayoutTest, ColumnsCountCharactersAndMarkWhatIsCut)
+TEST(LayoutTest, ColumnsCountCharactersAndMarkTruncation)
 {
     EXPECT_EQ(Column("Büro", 6), "Büro  ");
     EXPECT_EQ(Column("Bürorechner", 5), "Büro…");
@@ -111,7 +111,7 @@ TEST(AdviceTest, CommandsThatNeedRightsAreShownWithSudo)
     EXPECT_EQ(WithSudo("systemctl status distnet shows it"), "systemctl status distnet shows it");
 }
 
-TEST(LayoutTest, AsciiMarksKeepTheColumns)
+TEST(LayoutTest, AsciiMarksKeepColumns)
 {
     for (const auto& [text, ascii] : std::map<std::string, std::string>{{"✓ done – ✗", "+ done - x"},
                                                                         {"3f91c…d6384 |", "3f91...6384 |"},
@@ -124,7 +124,7 @@ TEST(LayoutTest, AsciiMarksKeepTheColumns)
     EXPECT_TRUE(FitsShortId(AsciiMarks(ShortId(TABLET_ID)), TABLET_ID));
 }
 
-TEST(TimingTest, ConnectionIsMeasuredAlongTheAttemptThatSucceeded)
+TEST(TimingTest, ConnectionTimeIsThatOfSuccessfulAttempt)
 {
     const auto span = [](const char* name, int id, int beginMs, int endMs) {
         const std::string rest = R"(","name":")" + std::string(name) + R"(","id":)" + std::to_string(id) + R"(,"ts":)";
@@ -159,7 +159,7 @@ TEST(TimingTest, ConnectionIsMeasuredAlongTheAttemptThatSucceeded)
                                      testing::HasSubstr("+ session open"), testing::HasSubstr("total")));
 }
 
-TEST(TimeTest, AnAgeADayOrRfc3339IsATimeAndAnythingElseAnError)
+TEST(TimeTest, AgeDayOrRfc3339IsATimeAndOtherTextAnError)
 {
     const auto now = std::chrono::system_clock::from_time_t(1'795'262'886);  // 2026-11-21T12:08:06Z
     for (const auto& [word, secondsAgo] : std::map<std::string, double>{{"now", 0},
@@ -207,7 +207,7 @@ TEST(TimeTest, DatesAreReadAndShownInLocalTime)
     EXPECT_EQ(LocalTextWithOffset(ParseTime("2026-07-01T12:00:05Z", {}).value()), "2026-07-01 14:00:05 +02:00");
 }
 
-TEST(EventTest, MaskedIdNamesTheOnlyDeviceWithItsEnds)
+TEST(EventTest, MaskedIdResolvesToOnlyMatchingDevice)
 {
     for (const auto& [masked, name] : std::map<std::string, std::string>{{"7f3a1****11111", "phone"},
                                                                          {ShortId(TABLET_ID), "phablet"},
@@ -220,7 +220,7 @@ TEST(EventTest, MaskedIdNamesTheOnlyDeviceWithItsEnds)
     }
 }
 
-TEST(StreamsTest, AClosedOutputIsNotTakenByWhatIsOpenedNext)
+TEST(StreamsTest, LaterOpenDoesNotReuseClosedOutputDescriptor)
 {
     EXPECT_EXIT((close(STDOUT_FILENO), KeepStandardStreams(), _exit(dup(STDIN_FILENO) > STDERR_FILENO ? 0 : 1)),
                 testing::ExitedWithCode(0), "");

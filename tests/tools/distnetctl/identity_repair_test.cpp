@@ -101,7 +101,7 @@ void ExpectAdviceMends(const char* device, const char* file, const std::function
     EXPECT_TRUE(TrustEachOther(world));
 }
 
-TEST(IdentityRepairTest, AdviceMendsEachFileAndKeepsTheAccount)
+TEST(IdentityRepairTest, AdviceRepairsEachFileAndKeepsAccount)
 {
     for (const char* device : {HOLDER, MEMBER}) {
         for (const char* file : {DEVICE_KEY_FILE, DEVICE_ID_FILE, DEVICE_CERTIFICATE_FILE, ACCOUNT_CERTIFICATE_FILE,
@@ -114,7 +114,7 @@ TEST(IdentityRepairTest, AdviceMendsEachFileAndKeepsTheAccount)
     }
 }
 
-TEST(IdentityRepairTest, LostAccountKeyIsNamedAndTheDeviceWorksWithoutIt)
+TEST(IdentityRepairTest, LostAccountKeyIsReportedAndDeviceWorksWithoutIt)
 {
     const World world;
     fs::resize_file(world.Identity(HOLDER) / ACCOUNT_KEY_FILE, 10);
@@ -125,7 +125,7 @@ TEST(IdentityRepairTest, LostAccountKeyIsNamedAndTheDeviceWorksWithoutIt)
     EXPECT_TRUE(TrustEachOther(world));
 }
 
-TEST(IdentityRepairTest, ReadableAccountKeyIsClosedAndKept)
+TEST(IdentityRepairTest, AdviceRestrictsReadableAccountKeyAndKeepsIt)
 {
     const World world;
     chmod((world.Identity(HOLDER) / ACCOUNT_KEY_FILE).c_str(), 0644);
@@ -138,7 +138,7 @@ TEST(IdentityRepairTest, ReadableAccountKeyIsClosedAndKept)
     EXPECT_TRUE(TrustEachOther(world));
 }
 
-TEST(IdentityRepairTest, AccountKeySignsUnderNoOtherName)
+TEST(IdentityRepairTest, AccountKeySignsUnderItsNameOnly)
 {
     const World world;
     fs::remove(world.Identity(HOLDER) / DEVICE_CERTIFICATE_FILE);

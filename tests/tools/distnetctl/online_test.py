@@ -63,7 +63,7 @@ class Online(Devices):
         share = self.phone.json("share")[-1]["sharing"]
         self.assertEqual((share["users"], share["month_bytes"]), ([], 6000000))
 
-    def test_a_phone_without_internet_is_left_by_up_and_kept_by_start(self):
+    def test_up_leaves_and_start_keeps_phone_without_internet(self):
         self.phone.set("cellular_data=false")
         said = self.up(1)
         self.assertIn("its mobile data is switched off", said)
@@ -75,7 +75,7 @@ class Online(Devices):
         self.up(0, "down")
         self.assert_taken_back()
 
-    def test_ctrl_c_a_killed_client_and_a_limit_take_everything_back(self):
+    def test_interrupt_killed_client_and_time_limit_undo_everything(self):
         self.laptop.set("wifi.join_ms=20000")
         command = Command(self, self.laptop, "up")
         command.read_until("hotspot ready")
@@ -94,7 +94,7 @@ class Online(Devices):
         self.assert_taken_back()
         self.assertEqual(self.laptop.json("--timeout", "2", "up")[-1]["name"], "TIMED_OUT")
 
-    def test_up_goes_on_to_the_next_device(self):
+    def test_up_tries_next_device_after_failure(self):
         tablet = Device(self, "tablet", "tablet", self.world)
         invite = Command(self, self.laptop, "account", "invite", "--yes")
         invite.read_until("one device.\r\n\r\n    ")
@@ -112,7 +112,7 @@ class Online(Devices):
         self.up(0, "down")
         self.assert_taken_back()
 
-    def test_failures_of_this_device_name_the_step_and_what_to_do(self):
+    def test_failures_of_this_device_name_step_and_advice(self):
         self.laptop.set("wifi.enabled=false")
         self.assertIn("switched off", self.up(1))
         self.laptop.set("wifi.enabled=true")
@@ -125,7 +125,7 @@ class Online(Devices):
 class Asking(Devices):
     share = {"allow": "ask"}
 
-    def test_the_owner_is_asked_and_decides(self):
+    def test_owner_is_asked_and_decides(self):
         self.assertIn("asked", self.up(1, "start", "phone"))
         command = Command(self, self.laptop, "up")
         wait_until(self, lambda: "laptop asks" in self.phone.run("share", "requests").stdout)

@@ -61,7 +61,7 @@ const Host::OnlineStep PHONE_OFFLINE =
     FailedStep("phone", OnlineStepKind::ONLINE, OnlineFaultCode::NO_INTERNET,
                "phone has no internet: its mobile data is switched off", "On phone: switch mobile data on.");
 
-TEST(StepLogTest, StepsAreLinesIn80ColumnsWithTheNameOfTheirDeviceOnce)
+TEST(StepLogTest, StepsFit80ColumnsAndNameEachDeviceOnce)
 {
     Host::OnlineStep found = Step("phone", OnlineStepKind::FIND, 900ms);
     found.transport = "bluetooth";
@@ -93,7 +93,7 @@ TEST(StepLogTest, StepsAreLinesIn80ColumnsWithTheNameOfTheirDeviceOnce)
     }
 }
 
-TEST(StepLogTest, OwnerWhoIsAskedAgainIsOneLineUntilTheAnswer)
+TEST(StepLogTest, RepeatedOwnerQuestionIsOneLineUntilAnswered)
 {
     const Host::OnlineStep found = Step("phone", OnlineStepKind::FIND, 100ms);
     const Host::OnlineStep asked = FailedStep("phone", OnlineStepKind::HOTSPOT, OnlineFaultCode::OWNER_ASKED,
@@ -123,7 +123,7 @@ Host::TakenBack Back(const std::string& network, bool wasTold, bool hasClosed)
     return back;
 }
 
-TEST(OnlineEndTest, EndSaysWhatBecameOfTheAttemptAndHasItsExitCode)
+TEST(OnlineEndTest, EndReportsResultOfAttemptAndExitCode)
 {
     Host::OnlineAnswer online = Answer(OnlinePhase::ONLINE, {});
     online.deviceName = "phone";
@@ -170,7 +170,7 @@ TEST(OnlineEndTest, EndSaysWhatBecameOfTheAttemptAndHasItsExitCode)
     }
 }
 
-TEST(OnlineEndTest, DownSaysWhereThisDeviceIsNowAndWhatTheOtherOneDid)
+TEST(OnlineEndTest, DownReportsCurrentNetworkAndReleaseByOtherDevice)
 {
     const struct {
         Host::DownAnswer down;
@@ -190,7 +190,7 @@ TEST(OnlineEndTest, DownSaysWhereThisDeviceIsNowAndWhatTheOtherOneDid)
     }
 }
 
-TEST(FactsTest, FactsSayWhatADeviceCanDoAndHowOldTheyAre)
+TEST(FactsTest, FactsShowAbilitiesAndAge)
 {
     Host::DeviceFacts good;
     good.at = NOW;
@@ -209,7 +209,7 @@ TEST(FactsTest, FactsSayWhatADeviceCanDoAndHowOldTheyAre)
     EXPECT_EQ(FactsText(closed, NOW), "does not allow this device, 4G, battery 64 % (2 h ago)");
 }
 
-TEST(FactsTest, AmountsOfDataAreInMegabytesOf10To6AndGigabytesOf10To9)
+TEST(FactsTest, DataAmountsUseDecimalMegabytesAndGigabytes)
 {
     const std::pair<uint64_t, const char*> table[] = {{0, "0 MB"},
                                                       {340'000, "0.3 MB"},
@@ -225,7 +225,7 @@ TEST(FactsTest, AmountsOfDataAreInMegabytesOf10To6AndGigabytesOf10To9)
     EXPECT_EQ(BytesOfText(12'000'000, 5'000'000'000), "12 MB of 5 GB");
 }
 
-TEST(ShareTest, StatusNamesUsersBytesAndWhenTheShareCloses)
+TEST(ShareTest, StatusShowsUsersBytesAndClosingTime)
 {
     setenv("TZ", "UTC", 1);
     tzset();

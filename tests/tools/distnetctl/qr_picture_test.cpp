@@ -41,7 +41,7 @@ std::vector<std::string> ModulesOf(const std::vector<std::string>& lines, QrStyl
     return rows;
 }
 
-TEST(QrPictureTest, EveryStyleShowsTheSameCodeInsideALightBorder)
+TEST(QrPictureTest, EveryStyleShowsSameCodeInsideLightBorder)
 {
     const std::vector<std::string> code = ModulesOf(QrPicture(TICKET, {false, false}, 80), {false, false});
     ASSERT_GT(code.size(), 2 * QUIET + 20);
@@ -62,7 +62,7 @@ TEST(QrPictureTest, EveryStyleShowsTheSameCodeInsideALightBorder)
     }
 }
 
-TEST(QrPictureTest, IsLeftOutWhereTheTerminalIsTooNarrow)
+TEST(QrPictureTest, PictureIsOmittedInNarrowTerminal)
 {
     const auto picture = QrPicture(TICKET, {true, false}, 80);
     ASSERT_FALSE(picture.empty());

@@ -80,7 +80,7 @@ class Schema(unittest.TestCase):
         self.seen.update(map(validate, lines))
         return json.loads(lines[-1]), process.wait()
 
-    def test_what_every_command_prints_follows_its_schema(self):
+    def test_output_of_every_command_follows_its_schema(self):
         self.seen = set()
         known = self.laptop.run("--help").stdout
         laptop, phone = self.laptop, self.phone
@@ -146,7 +146,7 @@ class Schema(unittest.TestCase):
         self.assertEqual(self.interrupted(self.laptop, "watch", first=True)[1], 0)
         self.assertEqual(self.interrupted(self.laptop, "service", "hold")[1], 0)
 
-    def test_schemas_are_schemas_and_describe_every_member(self):
+    def test_schemas_are_valid_and_describe_every_member(self):
         for name, schema in SCHEMAS.items():
             with self.subTest(name):
                 jsonschema.Draft202012Validator.check_schema(schema)

@@ -42,7 +42,7 @@ bool EndsWell(pid_t child)
     return waitpid(child, &status, 0) == child && status == 0;
 }
 
-TEST(WatchTest, LeavesTheTerminalAsItWasHoweverItIsEnded)
+TEST(WatchTest, RestoresTerminalAfterEveryKindOfEnd)
 {
     for (const char* key : {"q", "\3", ""}) {
         int screen = -1;
@@ -66,7 +66,7 @@ TEST(WatchTest, LeavesTheTerminalAsItWasHoweverItIsEnded)
     }
 }
 
-TEST(WatchTest, TellsChangesInLinesWithoutATerminal)
+TEST(WatchTest, PrintsChangesAsLinesWithoutTerminal)
 {
     int ends[2] = {-1, -1};
     ASSERT_EQ(pipe(ends), 0);
@@ -89,7 +89,7 @@ Snapshot Seen(const std::string& name, bool online)
     return snapshot;
 }
 
-TEST(WatchTest, NoNameOfAStrangerCommandsTheTerminalAndNoPictureIsTooHigh)
+TEST(WatchTest, EscapesStrangersNamesAndLimitsPictureHeight)
 {
     for (const char* name : {"\033[2J", "a\nb", "\u009b2J", "\xff\xfe", "\xe2\x80\xae evil", "\x7f"}) {
         for (const ScreenSize& size : {ScreenSize{80, 24}, ScreenSize{40, 10}, ScreenSize{1, 1}}) {
@@ -102,7 +102,7 @@ TEST(WatchTest, NoNameOfAStrangerCommandsTheTerminalAndNoPictureIsTooHigh)
     }
 }
 
-TEST(WatchTest, AChangeIsToldOnceAndADaemonThatLeftTakesNothingWithIt)
+TEST(WatchTest, ReportsEachChangeOnceAcrossDaemonRestart)
 {
     ChangeFinder finder;
     EXPECT_GT(finder.Compare(Seen("phone", true)).size(), 4u) << "the first look tells all";

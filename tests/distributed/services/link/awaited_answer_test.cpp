@@ -13,7 +13,7 @@ using Request = AwaitedAnswer::Request;
 
 constexpr int SESSION = 7;
 
-TEST(AwaitedAnswerTest, AnswerThatIsHandledLongerThanItsRequestWaitsDecidesNoLaterRequest)
+TEST(AwaitedAnswerTest, LateAnswerDoesNotDecideLaterRequest)
 {
     struct Case {
         int next;
@@ -54,7 +54,7 @@ TEST(AwaitedAnswerTest, AnswerThatIsHandledLongerThanItsRequestWaitsDecidesNoLat
     }
 }
 
-TEST(AwaitedAnswerTest, RequestsTakeTurns)
+TEST(AwaitedAnswerTest, RequestsRunOneAtATime)
 {
     AwaitedAnswer awaited;
     std::atomic<int> requests{0};

@@ -27,7 +27,7 @@ protected:
     Collaboration& collaboration_ = Collaboration::GetInstance();
 };
 
-TEST_F(CollaborationTest, OnlyTheFirstAnswerOnTheCollaborationOfTheWaitingRequestIsJoined)
+TEST_F(CollaborationTest, JoinsOnlyFirstAnswerOfWaitingCollaboration)
 {
     Receive(AnswerOf("unasked"), OTHER_SESSION);
     collaboration_.StopCollaborationCondition(SESSION, HOTSPOT_FAIL_PEER);  // no request waits for it
@@ -49,7 +49,7 @@ TEST_F(CollaborationTest, OnlyTheFirstAnswerOnTheCollaborationOfTheWaitingReques
     EXPECT_EQ(log_.Count(DROPPED), 3U);
 }
 
-TEST_F(CollaborationTest, RequestThatCannotBeMadeFailsAtOnceAndStopsNothing)
+TEST_F(CollaborationTest, UnsendableRequestFailsAtOnceAndStopsNothing)
 {
     framework_->registerResult = CollaborationFwk::COLLABORATION_NO_SUCH_SESSION;
     EXPECT_EQ(collaboration_.SendStartHotspotMessage(SESSION), CollaborationFwk::COLLABORATION_NO_SUCH_SESSION);
@@ -60,7 +60,7 @@ TEST_F(CollaborationTest, RequestThatCannotBeMadeFailsAtOnceAndStopsNothing)
     EXPECT_THAT(framework_->Take(), ElementsAre("register 7", "send 7 " + REQUEST));
 }
 
-TEST_F(CollaborationTest, FailedServingIsAnsweredWithItsCodeAndStopsTheCollaboration)
+TEST_F(CollaborationTest, ServingFailureIsAnsweredAndStopsCollaboration)
 {
     const auto hotspot = registry_.Add<Tests::FakeWifiHotspot>(WIFI_HOTSPOT_SYS_ABILITY_ID);
     for (const auto& [config, send, answer] :

@@ -23,7 +23,7 @@ std::string Parse(const std::string& frame)
 
 using DataListenerTest = LinkTest;
 
-TEST(ParseTest, EachFrameHasItsCodeAndFillsWhatItHolds)
+TEST(ParseTest, EachFrameYieldsItsCodeAndFields)
 {
     const std::string json = R"({"RES": 0, "SSID": "net", "PRESHARED_KEY": "example-key", "SECURITY_TYPE": 4})";
     struct Case {
@@ -54,7 +54,7 @@ TEST(ParseTest, EachFrameHasItsCodeAndFillsWhatItHolds)
     }
 }
 
-TEST_F(DataListenerTest, ResponseIsSentUpToItsLimitAndFaultsHaveTheirCodes)
+TEST_F(DataListenerTest, ResponseIsSentUpToSizeLimitAndFaultsHaveCodes)
 {
     const auto send = [](size_t size) {
         return DataListener::GetInstance()->SendStartHotspotResponseMessage(SESSION, std::string(size, 'x'));
@@ -68,7 +68,7 @@ TEST_F(DataListenerTest, ResponseIsSentUpToItsLimitAndFaultsHaveTheirCodes)
     EXPECT_EQ(send(1), 1004500123);
 }
 
-TEST_F(DataListenerTest, OpenHotspotIsNotEnabledAgainAndAFailureClosesTheSession)
+TEST_F(DataListenerTest, ActiveHotspotIsNotEnabledAgainAndFailureClosesSession)
 {
     const auto hotspot = registry_.Add<Tests::FakeWifiHotspot>(WIFI_HOTSPOT_SYS_ABILITY_ID);
     const std::string failure = SEND + ResponseFrame("{\n\t\"RES\":\t-97\n}");
@@ -99,7 +99,7 @@ TEST_F(DataListenerTest, OpenHotspotIsNotEnabledAgainAndAFailureClosesTheSession
     }
 }
 
-TEST_F(DataListenerTest, FramesUpToFourMebibytesReachTheirHandler)
+TEST_F(DataListenerTest, FramesUpToFourMebibytesReachHandler)
 {
     registry_.Add<Tests::FakeWifiHotspot>(WIFI_HOTSPOT_SYS_ABILITY_ID);
     Receive(REQUEST + std::string(4194302, '\0'));

@@ -26,7 +26,7 @@ protected:
     int sessionId_ = 0;
 };
 
-TEST_F(SoftBusAdapterTest, OpensAByteSessionOverTheLinksInOrder)
+TEST_F(SoftBusAdapterTest, OpensByteSessionWithLinkTypesInOrder)
 {
     AnswerOpenWith(0);
     const auto start = std::chrono::steady_clock::now();
@@ -39,7 +39,7 @@ TEST_F(SoftBusAdapterTest, OpensAByteSessionOverTheLinksInOrder)
     EXPECT_FALSE(log_.Contains(PEER));
 }
 
-TEST_F(SoftBusAdapterTest, OpenRefusesBadArgumentsAndLeavesNoSessionOpenAfterAFailure)
+TEST_F(SoftBusAdapterTest, OpenRefusesBadArgumentsAndClosesSessionOnFailure)
 {
     const SessionAttribute attribute{};
     EXPECT_EQ(adapter_->OpenSoftBusSession("", sessionId_), 1004500124);
@@ -54,7 +54,7 @@ TEST_F(SoftBusAdapterTest, OpenRefusesBadArgumentsAndLeavesNoSessionOpenAfterAFa
     EXPECT_THAT(softBus_->Take(), ElementsAre(open_));
 }
 
-TEST_F(SoftBusAdapterTest, OpenedCallbackBeforeTheWaitIsLostAndTheOpenTimesOut)
+TEST_F(SoftBusAdapterTest, OpenTimesOutIfOpenedCallbackPrecedesWait)
 {
     adapter_->SetPending(SESSION, 0);
     const auto start = std::chrono::steady_clock::now();
@@ -63,7 +63,7 @@ TEST_F(SoftBusAdapterTest, OpenedCallbackBeforeTheWaitIsLostAndTheOpenTimesOut)
     EXPECT_THAT(softBus_->Take(), ElementsAre(open_, CLOSE));
 }
 
-TEST_F(SoftBusAdapterTest, SecondWaitForTheSameSessionFailsAtOnce)
+TEST_F(SoftBusAdapterTest, SecondWaitForSameSessionFailsAtOnce)
 {
     auto first = std::async(std::launch::async, [this] { return adapter_->StartPending(SESSION); });
     ASSERT_TRUE(log_.WaitFor(" StartPending: sessionId=7"));
@@ -73,7 +73,7 @@ TEST_F(SoftBusAdapterTest, SecondWaitForTheSameSessionFailsAtOnce)
     adapter_->StopPending(SESSION);
 }
 
-TEST_F(SoftBusAdapterTest, RequestReturnsWhatIsPostedAndForgetsALateAnswer)
+TEST_F(SoftBusAdapterTest, RequestReturnsPostedResultAndIgnoresLateAnswer)
 {
     adapter_->CloseSessionCondition(SESSION, 0);  // an answer that is too late: no request waits
     softBus_->onSend = [this] {
@@ -97,7 +97,7 @@ TEST_F(SoftBusAdapterTest, RequestReturnsWhatIsPostedAndForgetsALateAnswer)
     EXPECT_THAT(softBus_->Take(), ElementsAre(SEND + REQUEST, CLOSE));
 }
 
-TEST_F(SoftBusAdapterTest, StringTravelsWithItsTerminatorUpToItsLimit)
+TEST_F(SoftBusAdapterTest, StringIsSentWithTerminatorUpToSizeLimit)
 {
     std::string text(46081, 't');
     EXPECT_EQ(adapter_->SendSoftBusStr(SESSION, text), 1004500123);

@@ -48,7 +48,7 @@ protected:
     bool IsPublished() { return registry_.manager->GetSystemAbility(COMM_DISTRIBUTED_NET_ABILITY_ID) != nullptr; }
 };
 
-TEST_F(DistNetServiceTest, FailedPublishLeavesItStoppedAndARunningServicePublishesOnce)
+TEST_F(DistNetServiceTest, FailedPublishKeepsServiceStoppedAndRunningOnePublishesOnce)
 {
     std::vector<DmDeviceInfo> devices;
     registry_.manager->addResult = ERR_NOT_FOUND;
@@ -68,7 +68,7 @@ TEST_F(DistNetServiceTest, FailedPublishLeavesItStoppedAndARunningServicePublish
     EXPECT_TRUE(IsPublished()) << "after a stop";
 }
 
-TEST_F(DistNetServiceTest, FailedReleaseKeepsTheState)
+TEST_F(DistNetServiceTest, FailedReleaseKeepsState)
 {
     Start();
     uint32_t state = 77;
@@ -114,7 +114,7 @@ protected:
     QueryTest() { Start(); }
 };
 
-TEST_F(QueryTest, StoppedServiceRefusesAndReportsNothing)
+TEST_F(QueryTest, StoppedServiceRefusesRequestsWithoutEvents)
 {
     service_.OnStop();
     std::vector<DmDeviceInfo> devices;
@@ -126,7 +126,7 @@ TEST_F(QueryTest, StoppedServiceRefusesAndReportsNothing)
     EXPECT_TRUE(events_.Lines().empty());
 }
 
-TEST_F(QueryTest, ShortDeviceIdIsTheGeneralFailure)
+TEST_F(QueryTest, ShortDeviceIdGivesGeneralError)
 {
     std::vector<DmDeviceInfo> devices;
     EXPECT_EQ(service_.GetAvailableDeviceList(devices), 1004500001) << "without a device manager";
@@ -134,7 +134,7 @@ TEST_F(QueryTest, ShortDeviceIdIsTheGeneralFailure)
     EXPECT_EQ(service_.GetAvailableDeviceList(devices), 2200003);
 }
 
-TEST_F(QueryTest, BssidIsThatOfTheFirstStoredNetwork)
+TEST_F(QueryTest, BssidComesFromFirstStoredNetwork)
 {
     const auto device = registry_.Add<FakeWifiDevice>(WIFI_DEVICE_SYS_ABILITY_ID);
     device->stored.resize(2);
@@ -157,7 +157,7 @@ public:
     }
 };
 
-TEST_F(QueryTest, LateRadioAnswerIsIgnoredAndMeansOff)
+TEST_F(QueryTest, LateRadioAnswerCountsAsOff)
 {
     const auto core = registry_.Add<SilentCore>(TELEPHONY_CORE_SERVICE_SYS_ABILITY_ID);
     RADIO_STATE_WAIT = std::chrono::milliseconds(50);

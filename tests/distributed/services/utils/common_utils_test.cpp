@@ -35,7 +35,7 @@ protected:
     }
 };
 
-TEST_F(PermissionTest, FirstCachedVerdictStandsForEveryPermissionOfThatCaller)
+TEST_F(PermissionTest, FirstCachedVerdictAppliesToEveryPermissionOfCaller)
 {
     EXPECT_FALSE(As(BASIC, CheckPermissionWithCache, "")) << "refused, and not remembered";
     auto other = std::async(std::launch::async, [] { return As(CORE, CheckPermissionWithCache, OTHER); });
@@ -46,7 +46,7 @@ TEST_F(PermissionTest, FirstCachedVerdictStandsForEveryPermissionOfThatCaller)
     EXPECT_FALSE(As(BASIC, CheckPermission, OTHER)) << "only the cached check remembers";
 }
 
-TEST(CommonUtilsTest, IdentifiersAreMaskedAndAStringTooShortForThatIsAnError)
+TEST(CommonUtilsTest, IdentifiersAreMaskedAndTooShortOnesFail)
 {
     using CommonUtils::GetAnonymousDeviceID;
     using CommonUtils::GetAnonymousStr;

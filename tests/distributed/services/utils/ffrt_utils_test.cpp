@@ -14,7 +14,7 @@ namespace {
 
 using Tests::WAIT_LIMIT;
 
-TEST(FfrtUtilsTest, TimeLimitReportsWhetherTheTaskFinishedAndNeverStopsIt)
+TEST(FfrtUtilsTest, TimeLimitReportsCompletionWithoutStoppingTask)
 {
     EXPECT_TRUE(FFRTUtils::SubmitTimeoutTask([] {}, 20000));
     for (const uint32_t timeoutMs : {0U, 20U}) {
@@ -31,7 +31,7 @@ TEST(FfrtUtilsTest, TimeLimitReportsWhetherTheTaskFinishedAndNeverStopsIt)
     }
 }
 
-TEST(FfrtUtilsTest, QueueRunsItsTasksInOrderAndADelayedOneCanBeCancelled)
+TEST(FfrtUtilsTest, QueueRunsInOrderAndDelayedTaskCanBeCancelled)
 {
     ffrt::queue queue("test");
     std::vector<int> order;
@@ -47,7 +47,7 @@ TEST(FfrtUtilsTest, QueueRunsItsTasksInOrderAndADelayedOneCanBeCancelled)
     EXPECT_EQ(FFRTUtils::CancelTask(delayed, queue), 1);
 }
 
-TEST(FfrtUtilsTest, LocksAreHarmlessOnceDestroyed)
+TEST(FfrtUtilsTest, DestroyedLocksDoNotBlock)
 {
     struct Locks {
         FFRTUtils::Mutex mutex;

@@ -84,7 +84,7 @@ protected:
     std::unique_ptr<SystemAwareness> source = std::make_unique<SystemAwareness>();
 };
 
-TEST_F(SystemAwarenessTest, KeepsOfARequestTheOfferedEventsThatShareABit)
+TEST_F(SystemAwarenessTest, FilterKeepsOfferedEventsSharingABit)
 {
     source->AddAwareEventsToSet(0x1800);
     const std::pair<int32_t, int32_t> cases[] = {
@@ -95,7 +95,7 @@ TEST_F(SystemAwarenessTest, KeepsOfARequestTheOfferedEventsThatShareABit)
     }
 }
 
-TEST_F(SystemAwarenessTest, AFurtherRegistrationReplacesTheMaskAndTellsTheCurrentStateOnRequest)
+TEST_F(SystemAwarenessTest, NewRegistrationReplacesMaskAndMayReportCurrentState)
 {
     source->AddNotifyNowFuncToMap(0x100, [](const auto& callback) { callback->OnBatteryLowChanged(true); });
     source->AddCallback(listener, 0x100, false);
@@ -114,7 +114,7 @@ TEST_F(SystemAwarenessTest, AFurtherRegistrationReplacesTheMaskAndTellsTheCurren
         << "an event's first function stays";
 }
 
-TEST_F(SystemAwarenessTest, DeliversEveryEventAndRemembersTheKnownNetworkTypes)
+TEST_F(SystemAwarenessTest, DeliversEveryEventAndRemembersKnownNetworkTypes)
 {
     source->AddCallback(listener, ALL_EVENTS, true);
     EXPECT_THAT(listener->Take(), UnorderedElementsAre("screen off", "battery fine"));
@@ -136,7 +136,7 @@ TEST_F(SystemAwarenessTest, DeliversEveryEventAndRemembersTheKnownNetworkTypes)
     EXPECT_THAT(listener->Take(), ElementsAre("net 0 5", "net 6 2"));
 }
 
-TEST_F(SystemAwarenessTest, ARefusedRegistrationCountsAsSubscribed)
+TEST_F(SystemAwarenessTest, RefusedSubscriptionCountsAsSubscribed)
 {
     source->UnSubscribe();
     service->isAccepting = false;
@@ -145,7 +145,7 @@ TEST_F(SystemAwarenessTest, ARefusedRegistrationCountsAsSubscribed)
     EXPECT_EQ(service->subscribers.size(), 2U);
 }
 
-TEST_F(SystemAwarenessTest, AnEventThatIsStillQueuedWhenItsSourceGoesIsDropped)
+TEST_F(SystemAwarenessTest, QueuedEventIsDroppedWhenSourceIsDestroyed)
 {
     source->AddCallback(listener, ALL_EVENTS, false);
     for (const size_t heard : {size_t{1}, size_t{0}}) {
@@ -156,7 +156,7 @@ TEST_F(SystemAwarenessTest, AnEventThatIsStillQueuedWhenItsSourceGoesIsDropped)
     }
 }
 
-TEST_F(SystemAwarenessTest, ASourceGoesOnlyAfterTheHandlerThatRuns)
+TEST_F(SystemAwarenessTest, SourceIsDestroyedOnlyAfterRunningHandler)
 {
     struct BlockedListener : RecordingListener {
         explicit BlockedListener(EventService& events) : service(events) {}
@@ -177,7 +177,7 @@ TEST_F(SystemAwarenessTest, ASourceGoesOnlyAfterTheHandlerThatRuns)
     EXPECT_TRUE(blocked->hasEnded);
 }
 
-TEST(AwarenessCenterManagerTest, ListenersNeedEventsAndACallbackAndNetInfoNeedsASource)
+TEST(AwarenessCenterManagerTest, ListenNeedsEventsAndCallbackAndNetInfoNeedsSource)
 {
     AwarenessCenterManager manager;
     NetInfo info;
@@ -187,7 +187,7 @@ TEST(AwarenessCenterManagerTest, ListenersNeedEventsAndACallbackAndNetInfoNeedsA
     EXPECT_EQ(manager.UnListen(nullptr), 1004500111);
 }
 
-TEST(AwarenessCenterManagerTest, SubscribesAgainWhenTheEventServiceReturns)
+TEST(AwarenessCenterManagerTest, SubscribesAgainWhenEventServiceReturns)
 {
     const LogCapture log;
     const InstalledRegistry registry;

@@ -33,7 +33,7 @@ protected:
     ConfigurationParser parser_;
 };
 
-TEST_F(ConfigurationParserTest, DeviceTypesComeWithTheirFlagsFromKeysOfAnyCase)
+TEST_F(ConfigurationParserTest, DeviceTypeFlagsAreReadFromKeysOfAnyCase)
 {
     EXPECT_TRUE(ParseDevice(R"({"device": {"deviceCaps": [
         {"TYPE": "phone", "Use_Network": true}, {"type": "phone", "provide_network": true},
@@ -48,7 +48,7 @@ TEST_F(ConfigurationParserTest, DeviceTypesComeWithTheirFlagsFromKeysOfAnyCase)
     }
 }
 
-TEST_F(ConfigurationParserTest, CloseTimesComeFromExactKeysAndZeroCountsAsNone)
+TEST_F(ConfigurationParserTest, CloseTimesNeedExactKeysAndZeroMeansNone)
 {
     EXPECT_TRUE(ParseScenario(R"({"scenario": {"deviceCaps": [
         {"type": "phone", "screen_off_auto_close_time": 1500.9}, {"type": "phone", "screen_off_auto_close_time": 2},
@@ -63,14 +63,14 @@ TEST_F(ConfigurationParserTest, CloseTimesComeFromExactKeysAndZeroCountsAsNone)
     EXPECT_EQ(time, 1500);
 }
 
-TEST_F(ConfigurationParserTest, OnlyADevicesListMayBeMissing)
+TEST_F(ConfigurationParserTest, OnlyDeviceListMayBeMissing)
 {
     EXPECT_TRUE(ParseDevice(R"({"device": {"deviceCaps": {}}})"));
     EXPECT_FALSE(ParseDevice(R"({"Device": {}})"));
     EXPECT_FALSE(ParseScenario(R"({"scenario": {"deviceCaps": {}}})"));
 }
 
-TEST_F(ConfigurationParserTest, ShippedFilesHaveEverySettingOfTheDefaultDevice)
+TEST_F(ConfigurationParserTest, ShippedFilesHaveEverySettingOfDefaultDevice)
 {
     const auto read = [](const std::string& name) {
         const std::string path = DISTNET_SHIPPED_FILES "/etc/communication/network_connectivity_ext/" + name;
@@ -109,7 +109,7 @@ TEST(DistributedJsonUtilTest, NumbersAreCutTowardZeroAndSaturate)
     }
 }
 
-TEST(ConvergedSecurityTest, FileHasOneByteToHalfAGibibyteBy32BitCount)
+TEST(ConvergedSecurityTest, FileSizeIsOneByteToHalfGibibyteIn32Bits)
 {
     constexpr off_t LIMIT = off_t{1} << 29;
     constexpr off_t FOUR_GIB = off_t{1} << 32;
@@ -128,7 +128,7 @@ TEST(ConvergedSecurityTest, FileHasOneByteToHalfAGibibyteBy32BitCount)
     EXPECT_FALSE(ConvergedSecurity::CheckFileSize(-1));
 }
 
-TEST(ConvergedSecurityTest, PathStartsWithTheAllowedTextWhateverFollows)
+TEST(ConvergedSecurityTest, PathIsAcceptedByPrefixAlone)
 {
     const std::string allowed = "/system/etc/communication/netmanager_converged";
     for (const auto& [path, isAllowed] :

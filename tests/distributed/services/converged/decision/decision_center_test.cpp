@@ -62,7 +62,7 @@ protected:
     const std::shared_ptr<DecisionCenter> center = std::make_shared<DecisionCenter>();
 };
 
-TEST_F(DecisionCenterTest, ScreenOffClosesAfterTheConfiguredTimeIfBothFlagsAreSet)
+TEST_F(DecisionCenterTest, ScreenOffClosesAfterConfiguredTimeIfBothFlagsAreSet)
 {
     for (const auto& [isUse, isProvide] : {std::pair{"false", "true"}, {"true", "false"}}) {
         Configure(isUse, isProvide, 1);
@@ -77,7 +77,7 @@ TEST_F(DecisionCenterTest, ScreenOffClosesAfterTheConfiguredTimeIfBothFlagsAreSe
     EXPECT_GE(std::chrono::steady_clock::now() - start, 60ms);
 }
 
-TEST_F(DecisionCenterTest, ScreenOnKeepsScheduledEventsWhichFollowTheLatestFlags)
+TEST_F(DecisionCenterTest, ScreenOnKeepsScheduledEvents)
 {
     for (const char* isProvideThen : {"false", "true"}) {
         std::promise<void> release;
@@ -95,7 +95,7 @@ TEST_F(DecisionCenterTest, ScreenOnKeepsScheduledEventsWhichFollowTheLatestFlags
     }
 }
 
-TEST_F(DecisionCenterTest, WithoutSettingsOrARunnerNothingIsScheduled)
+TEST_F(DecisionCenterTest, NothingIsScheduledWithoutSettingsOrRunner)
 {
     Configure("false", "true", 0);
     Screen(false);
