@@ -1,4 +1,4 @@
-"""An authority of openssl's own commands, as docs/fleet.md has them, runs an account of 100 devices.
+"""Manages an account of 100 devices with the openssl commands of docs/fleet.md.
 
 Usage: fleet_test.py SOURCE_DIR BIN_DIR
 """
@@ -37,7 +37,7 @@ class Fleet(unittest.TestCase):
         return json.loads(done.stdout.splitlines()[-1])
 
     def put(self, name, *files):
-        """Puts files into the device's identity folder, each by rename."""
+        """Copies files into the device's identity folder, replacing each by rename."""
         for source, target, mode in files:
             target = self.folder / name / "identity" / target
             new = target.with_suffix(".new")
@@ -96,7 +96,7 @@ class Fleet(unittest.TestCase):
         self.wait_for(lambda: self.reaches(first, second) and self.reaches(first, lost), first)
         self.ask(first, "start", second)
 
-        # The new state is put on one device only.
+        # Only one device gets the new state.
         self.sh("\n".join(self.state) + self.removal + """
             old=$(cat link-key-1)
             now=$((now + 1))

@@ -1,4 +1,4 @@
-"""A client written from docs/ipc.md alone, against a real daemon: what the page says of the bytes must come back.
+"""A client written from docs/ipc.md alone, against a real daemon: the replies must have the documented bytes.
 
 Usage: ipc_test.py SOURCE_DIR BIN_DIR
 """
@@ -62,7 +62,7 @@ class Client:
     def receive(self):
         try:
             return self.socket.recv(1 << 18)
-        except ConnectionResetError:  # told once when a request was left unread; what came before it is still there
+        except ConnectionResetError:  # reported once if the server left a request unread; earlier replies can still be read
             return self.socket.recv(1 << 18)
 
     def read(self):
@@ -72,7 +72,7 @@ class Client:
         return ability, status, reply[16:]
 
     def send(self, datagram):
-        with contextlib.suppress(BrokenPipeError):  # of a connection too many: its answer is there already
+        with contextlib.suppress(BrokenPipeError):  # the server has refused the connection, and its reply has already arrived
             self.socket.send(datagram)
         return self.read()
 
@@ -84,7 +84,8 @@ class Client:
 
 @contextlib.contextmanager
 def program_of_another(body, user=NOBODY):
-    """What the body returns in a process of another user, which keeps what the body left open."""
+    """Runs the body in a process of another user. Yields the number that the body returns. The process, with all that the
+    body has opened, lives until the end of the context."""
     result, results = os.pipe()
     child = os.fork()
     if child == 0:
@@ -113,7 +114,7 @@ class Ipc(unittest.TestCase):
         self.folder = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
         self.path = daemon.start(self, BINARIES / "distnetd", self.folder, preexec_fn=lambda: resource.setrlimit(
             resource.RLIMIT_NOFILE, (descriptors,) * 2))
-        os.chmod(self.folder, 0o711)  # another user reaches the socket
+        os.chmod(self.folder, 0o711)  # so that another user can connect to the socket
         os.chmod(self.path.parent, 0o711)
 
     def wait_until(self, condition):
@@ -162,7 +163,7 @@ class Ipc(unittest.TestCase):
 
     def test_smart_hotspot_needs_sim_radio_and_mobile_data(self):
         self.start()
-        # Each setting changes the answer, so that what is awaited is not the answer before it.
+        # Each setting changes the answer, so that the previous answer cannot end the wait.
         settings = [("sims.0.state=loaded", "radio.0=off", "radio.1=on", "cellular_data=true"), ("radio.1=off",),
                     ("radio.0=on",), ("sims.0.state=not_ready",), ("sims.1.state=ready",), ("cellular_data=false",)]
         with Client(self.path) as client:
@@ -223,15 +224,15 @@ class Ipc(unittest.TestCase):
         with Client(self.path) as client:
             status, parcel = client.ask(HOST, EVENTS, struct.pack("<QI", 0, 1))
             self.assertEqual((status, json.loads(parcel[8:].rstrip(b"\0"))["events"]), (0, []), "at its limit")
-        waiting = self.connect(300)  # more than there are workers
+        waiting = self.connect(300)  # more connections than workers
         for client in waiting:
             client.socket.send(request(HOST, EVENTS, struct.pack("<QI", 0, 60_000)))
             client.socket.send(request(HOST, COUNTS))
         self.wait_until(lambda: self.connections() == len(waiting) + 1)
         with Client(self.path) as client:
-            client.ask(SERVICE, REMOTE_INFO, texts([]))  # an event: else the waits last a minute
+            client.ask(SERVICE, REMOTE_INFO, texts([]))  # causes an event; without one the waits last a minute
         for client in waiting:
-            for member in b'"events"', b'"descriptors"':  # the answers in the order of the requests
+            for member in b'"events"', b'"descriptors"':  # replies arrive in the order of the requests
                 _, status, parcel = client.read()
                 self.assertEqual((status, member in parcel), (0, True), parcel)
 
@@ -242,7 +243,7 @@ class Ipc(unittest.TestCase):
             return [client.send(request(HOST, COUNTS))[1] for client in self.connect(300)].count(309)
         with program_of_another(flood) as refused:
             self.assertEqual(refused, 300 - 64)
-            self.wait_until(lambda: self.connections() == 64 + 1)  # root's own is the last
+            self.wait_until(lambda: self.connections() == 64 + 1)  # 64, and the connection of root that asks
             self.assertEqual(self.service(), "not_loaded")
 
     @needs_second_user

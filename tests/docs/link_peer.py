@@ -1,7 +1,7 @@
-"""docs/link.md as a program: a device of the link in Python, for both sides of a connection, written from that page alone.
+"""A device that speaks the link protocol, written in Python from docs/link.md alone, for both sides of a connection.
 
-It is made from the state folder of an enrolled device. Whatever waits too long raises TimeoutError. It sends no PING, so a
-session of it must not be idle for 6 s.
+It is created from the state folder of an enrolled device. A call that waits too long raises TimeoutError. The device sends
+no PING, so its sessions must not be idle for 6 s.
 """
 
 import contextlib
@@ -21,15 +21,15 @@ HOTSPOT = "vexo.communication.network_connectivity_ext.distributed"
 DAEMON = "vexo.distnet.daemon"
 HOTSPOT_REQUEST = bytes([3, 2, 0])
 TIMEOUT = 5  # seconds
-# What this device answers to another one's daemon.
+# The answers of this device to the requests of another device's daemon.
 ANSWERS = {"facts": {"obstacle": "none", "permission": "allowed", "uplink": "mobile", "technology": "5G", "signal_percent": 80,
                      "metered": True, "internet": "yes", "mobile_data_off": False, "battery_percent": None, "charging": False},
            "lease": {"held": False}, "release": {"closed": True}}
-P256 = bytes.fromhex("3059301306072a8648ce3d020106082a8648ce3d030107034200")  # SubjectPublicKeyInfo, but for the last 65 bytes
+P256 = bytes.fromhex("3059301306072a8648ce3d020106082a8648ce3d030107034200")  # SubjectPublicKeyInfo without the key
 
 
 def derive(link_key, purpose):
-    """HKDF without salt: its first 32 bytes."""
+    """Returns the first 32 bytes of HKDF without salt."""
     return hmac.digest(hmac.digest(bytes(32), link_key, "sha256"), purpose + b"\x01", "sha256")
 
 
@@ -47,13 +47,13 @@ def masked(key, period, tag, device):
 
 
 def make_token(key, period, device):
-    """The device is the beginning of its network id, 4 bytes."""
+    """device: the first 4 bytes of its network id."""
     tag = hmac.digest(key, struct.pack("<BQ4s", 1, period, device), "sha256")[:4]
     return tag + masked(key, period, tag, device)
 
 
 def read_token(key, token, seconds):
-    """The device that made the token, or None."""
+    """Returns the device that made the token, or None."""
     for period in range(seconds // 900 - 1, seconds // 900 + 2):
         device = masked(key, period, token[:4], token[4:])
         if make_token(key, period, device) == token:
@@ -92,11 +92,11 @@ class Link:
     def __init__(self, connection, context, **options):
         self.socket, self.incoming, self.outgoing = connection, ssl.MemoryBIO(), ssl.MemoryBIO()
         connection.setsockopt(socket.IPPROTO_TCP, socket.TCP_NODELAY, 1)
-        self.state = None  # of the account, if the other side sends it
+        self.state = None  # the account's state, if the other side sends it
         self.tls = context.wrap_bio(self.incoming, self.outgoing, **options)
 
     def complete(self, operation, *arguments):
-        """Carries the bytes of a TLS operation until it is done."""
+        """Runs a TLS operation, and sends and receives its bytes until it is complete."""
         while True:
             try:
                 result = operation(*arguments)
@@ -109,7 +109,7 @@ class Link:
                 self.incoming.write(received)
 
     def begin(self, operation):
-        """The first bytes of a TLS operation, which are not sent yet."""
+        """Starts a TLS operation. Returns its first bytes without sending them."""
         with contextlib.suppress(ssl.SSLError):
             operation()
         return self.outgoing.read()
@@ -121,7 +121,7 @@ class Link:
         return read_exactly(lambda missing: self.complete(self.tls.read, missing), size)
 
     def receive(self):
-        """Kind and payload of the next frame but PING and STATE; the account's state is kept."""
+        """Returns kind and payload of the next frame that is not PING or STATE. Stores the state of a STATE frame."""
         kind = PING
         while kind in (PING, STATE):
             length, kind = struct.unpack("<IB", self.read(5))
@@ -130,7 +130,7 @@ class Link:
         return kind, payload
 
     def ask(self, number, kind, **members):
-        """The answer of the other side's daemon to a request, over a session of daemons."""
+        """Sends a request over a session between daemons. Returns the answer."""
         self.send(frame(DATA, json.dumps({"version": 1, "request": number, "ask": kind, **members}).encode()))
         return json.loads(self.expect(DATA))
 
@@ -154,7 +154,7 @@ class Device:
         self.link_key = bytes.fromhex(json.loads((identity / "link.key").read_text())["key"])
         self.token_key = derive(self.link_key, b"distnet announcement tcp")
         self.state = (identity / "account.state").read_bytes()
-        signed = self.state[self.state.index(b'{"version"'):]  # the text, then the signature
+        signed = self.state[self.state.index(b'{"version"'):]  # the JSON text, then the signature
         state, end = json.JSONDecoder().raw_decode(signed.decode("latin-1"))
         self.state_number, self.state_digest = state["number"], hashlib.sha256(signed[:end]).digest()[:8]
         self.device_id = (identity / "device.id").read_text().strip()
@@ -173,12 +173,12 @@ class Device:
         (folder / "new").rename(folder / f"{token}-{os.urandom(4).hex()}.json")
 
     def hello(self):
-        """Of a tablet without an address."""
+        """Returns the HELLO frame of a tablet without an address."""
         return frame(HELLO, struct.pack("<BHq", 2, 2, time.time_ns() // 10**6) + text(self.device_id) + text(self.name) + b"\0" +
                      struct.pack("<Q", self.state_number) + self.state_digest)
 
     def dial(self, address, *frames, session=None):
-        """A link whose first frames are sent. The session of an earlier link has its ticket."""
+        """Connects and sends the first frames. session: the TLS session of an earlier link, to resume. Returns the link."""
         link = Link(socket.create_connection(address.rsplit(":", 1), TIMEOUT), self.dialling, session=session)
         challenge, first_message = read_exactly(link.socket.recv, 16), link.begin(link.tls.do_handshake)
         link.socket.sendall(prove(self.link_key, challenge, first_message) + first_message)
@@ -187,7 +187,7 @@ class Device:
         return link
 
     def greet(self, address, session=None):
-        """The link, closed, and the HELLO of the other side."""
+        """Exchanges HELLO frames and closes the link. Returns the closed link and the HELLO of the other side."""
         link = self.dial(address, self.hello(), session=session)
         hello = link.expect(HELLO)
         if self.state_number > struct.unpack("<Q", hello[-16:-8])[0]:
@@ -196,7 +196,7 @@ class Device:
         return link, hello
 
     def open(self, address, name, result=0):
-        """The link of a session between the servers of this name on both sides, whose OPENED has this result."""
+        """Opens a session between the servers with this name on both sides. OPENED must have this result. Returns the link."""
         link = self.dial(address, self.hello(), open_frame(name, name))
         link.expect(HELLO)
         opened, = struct.unpack("<i", link.expect(OPENED))
@@ -207,8 +207,8 @@ class Device:
         self.dial(address, self.hello(), frame(GOODBYE)).close()
 
     def serve(self, connection, hotspot):
-        """Serves a connection until the other side closes it; the hotspot is an object for the answer. Returns what the
-        connection was for, which is the name of a session server or the kind of a frame, and the link."""
+        """Serves a connection until the other side closes it. hotspot: the JSON object of the answer. Returns the purpose of
+        the connection (the name of a session server, or the kind of its frame) and the link."""
         connection.settimeout(TIMEOUT)
         link, challenge = Link(connection, self.listening, server_side=True), os.urandom(16)
         connection.sendall(challenge)

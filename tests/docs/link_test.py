@@ -1,4 +1,4 @@
-"""The device of link_peer.py and a real daemon do with each other what docs/link.md says.
+"""The device of link_peer.py and a real daemon exchange what docs/link.md describes.
 
 Usage: link_test.py SOURCE_DIR BIN_DIR
 """
@@ -38,7 +38,7 @@ class Link(unittest.TestCase):
         daemon.start(self, BINARIES / "distnetd", self.folder, settings)
 
     def stop(self):
-        """Asks the phone to end; returns what tells whether it has."""
+        """Sends SIGTERM to the phone's daemon. Returns a function that returns whether the daemon has ended."""
         process = int((self.folder / "phone/distnetd.lock").read_text())
         os.kill(process, signal.SIGTERM)
         return lambda: os.waitid(os.P_PID, process, os.WEXITED | os.WNOWAIT | os.WNOHANG)
@@ -61,7 +61,7 @@ class Link(unittest.TestCase):
         return result
 
     def announced(self):
-        """Where the phone listens, by the announcement with its token."""
+        """Returns the address in the announcement with the phone's token, or None."""
         announcements = [json.loads(file.read_text()) for file in (self.folder / "link").glob("*.json")]
         addresses = {link.read_token(self.tablet.token_key, bytes.fromhex(announcement["token"]), int(time.time())):
                      announcement["address"] for announcement in announcements}
@@ -97,7 +97,7 @@ class Link(unittest.TestCase):
         self.tablet.leave(self.phone)
         self.wait_for(lambda: not self.listed()["online"])
 
-        self.restart()  # what it heard from the tablet itself would count for more
+        self.restart()  # earlier messages of the tablet would outweigh the announcement
         ten_hours_ago = int(time.time()) // 900 - 40
         self.tablet.announce(self.folder / "link", "127.0.0.1:1", ten_hours_ago)
         self.wait_for(lambda: self.listed()["clock_ahead_ms"] == -36_000_000)

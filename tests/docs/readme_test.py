@@ -1,4 +1,4 @@
-"""Runs the README's lines as they stand, as a person pastes them.
+"""Runs the commands of the README unchanged, as a user pastes them.
 
 Usage: readme_test.py SOURCE_DIR BIN_DIR
 """
@@ -16,7 +16,7 @@ SOURCE, BINARIES = (pathlib.Path(argument).resolve() for argument in sys.argv[1:
 
 
 def running(lock):
-    """The daemon that holds a state folder, or none."""
+    """Returns the process id of the daemon that holds this lock file, or None."""
     try:
         pid = int(lock.read_text())
         return pid if pathlib.Path(f"/proc/{pid}/comm").read_text() == "distnetd\n" else None

@@ -1,4 +1,4 @@
-"""Holds the tables of docs/ to what the programs say of themselves.
+"""Checks the tables in docs/ against the programs' help, their sources and their tests.
 
 Usage: tables_test.py SOURCE_DIR BIN_DIR
 """
@@ -11,12 +11,12 @@ import tempfile
 import unittest
 
 SOURCE, BINARIES = (pathlib.Path(argument).resolve() for argument in sys.argv[1:3])
-SIMULATED = tempfile.TemporaryDirectory()  # a state folder for which the help shows `sim`
+SIMULATED = tempfile.TemporaryDirectory()  # a simulated device's state folder: with it, the help shows `sim`
 pathlib.Path(SIMULATED.name, "device-state.json").write_text("{}")
 
 
 def rows(page, heading):
-    """The cells of the first table below a heading of a page, back quotes removed."""
+    """Returns the cells of the first table below a heading of a page, without back quotes."""
     text = ("\n" + (SOURCE / "docs" / page).read_text()).split(f"\n{heading}\n")[1]
     table = re.search(r"(?:^\|.*\n)+", text, re.M).group(0).splitlines()[2:]
     return [[cell.strip().replace("`", "") for cell in line.strip("|").split("|")] for line in table]
@@ -27,7 +27,7 @@ def run(program, *arguments):
 
 
 def commands(*path):
-    """Every command below path that has none below itself, with its help."""
+    """Returns every command below path that has no subcommands, with its help text."""
     text = run("distnetctl", *path, "--state", SIMULATED.name, "--help")
     below = re.search(r"^Subcommands:\n((?:  .*\n)+)", text, re.M)
     if below is None:

@@ -1,4 +1,4 @@
-"""Builds the example as a user of the installed tree does, by pkg-config and by CMake, and runs both against its daemon.
+"""Builds the example against the installed tree, with pkg-config and with CMake, and runs both programs against a daemon.
 
 Usage: installed_test.py SOURCE_DIR BUILD_DIR COMPILER [FLAG…]    (FLAG: what the libraries were built with)
 """
@@ -28,7 +28,7 @@ class Installed(unittest.TestCase):
     def setUp(self):
         self.folder = pathlib.Path(self.enterContext(tempfile.TemporaryDirectory()))
         run("cmake", "--install", BUILD, "--prefix", self.folder / "first")
-        self.prefix = (self.folder / "first").rename(self.folder / "moved")  # nothing may lead to where it was
+        self.prefix = (self.folder / "first").rename(self.folder / "moved")  # no file may refer to the folder before the move
         self.pc = next(self.prefix.rglob("distnet-client.pc"))
         self.example = self.prefix / "share/doc/libdistnet-dev/examples"
 

@@ -1,4 +1,4 @@
-"""Holds what a package adds to the programs (manuals, completion, configuration, the daemon's user) to the programs.
+"""Checks what a package adds (manuals, completion, configuration, the daemon's user) against the programs.
 
 Usage: packaging_test.py SOURCE_DIR BIN_DIR
 """
@@ -20,10 +20,10 @@ def run(*command, **options):
     return subprocess.run(command, capture_output=True, text=True, timeout=30, check=True, **options).stdout
 
 
-# The daemon's answer to `devices` is given.
+# A shell function that prints $DEVICES as the daemon's answer to `devices`, and runs distnetctl for other commands.
 STUB = 'distnetctl() { [[ "$*" == *devices ]] && printf %s "$DEVICES" || command distnetctl "$@"; };'
-# What each shell runs to offer what may stand for the last argument. zsh's own functions need a terminal: compadd is
-# replaced by one that prints what fits.
+# The command with which each shell prints the completions of the last argument. zsh's own functions need a terminal, so
+# compadd is replaced by a function that prints the matching words.
 SHELLS = {
     "bash": ["bash", "-c", STUB + """source $COMPLETION/distnetctl.bash
         COMP_WORDS=(distnetctl "$@"); COMP_CWORD=$#; _distnetctl distnetctl "${@: -1}" "${COMP_WORDS[$#-1]}"
@@ -46,7 +46,7 @@ SHELLS = {
 
 
 def complete(shell, *words, devices=""):
-    """What the shell offers for the last word."""
+    """Returns the completions that the shell offers for the last word."""
     environment = {**os.environ, "PATH": f"{BINARIES}:{os.environ['PATH']}", "COMPLETION": PACKAGING / "completion",
                    "DEVICES": devices}
     return set(run(*SHELLS[shell], *words, env=environment).split("\n")) - {""}

@@ -1,4 +1,4 @@
-"""The include rule finds each kind of breach, names its line, and lets the allowed neighbours pass."""
+"""Tests of the include check: it reports the line of each kind of forbidden include, and accepts the allowed ones."""
 
 import pathlib
 import re
@@ -16,7 +16,7 @@ HEADERS = ["platform/base/a.h", "platform/ipc/a.h", "platform/ability/a.h", "pla
            "distributed/services/link/a.h", "distributed/services/converged/awareness/a.h",
            "distributed/services/converged/decision/src/a.h", "tests/support/a.h"]
 
-# File → includes that pass, includes that are refused.
+# File → (allowed includes, forbidden includes).
 CASES = {
     "platform/ability/x.cpp": (['"platform/ipc/a.h"', "<sys/socket.h>"],
                                ['"platform/trust/a.h"', '"a.h"', '"platform/ability/none.h"', '"tests/support/a.h"']),

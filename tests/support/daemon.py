@@ -1,4 +1,4 @@
-"""A daemon of this user that plays a simulated phone, for the tests in Python."""
+"""Starts distnetd as a simulated phone, for tests in Python."""
 
 import json
 import os
@@ -10,8 +10,8 @@ os.environ["COLUMNS"] = "1000"  # errors of distnetctl stay on one line
 
 
 def start(test, program, folder, settings=None, **options):
-    """Starts it in the folder, with more settings of its configuration and its output in folder/log; the test ends it.
-    Returns its socket once it is served."""
+    """Starts the daemon in the folder. settings: further members of its configuration. Its output goes to folder/log, and
+    the cleanup of the test stops it. Returns the path of its socket once the daemon accepts connections."""
     policy = {"entries": [{"user": str(os.getuid()), "token_type": "native", "system_app": True}]}
     configuration = {"platform": "simulated", "state_dir": "phone", "access": {"policy": "policy.json"}, **(settings or {})}
     (folder / "policy.json").write_text(json.dumps(policy))

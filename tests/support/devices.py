@@ -1,5 +1,5 @@
-"""Simulated devices of this user, each with a daemon of its own, that find each other in a folder; and commands with a
-terminal. For tests in Python: set BINARIES first."""
+"""Helpers for tests in Python: simulated devices, each with its own daemon, that find each other in a shared folder, and
+distnetctl commands with a terminal. Set BINARIES to the folder of the programs before use."""
 
 import json
 import os
@@ -17,7 +17,7 @@ PATIENCE = 40
 
 
 class Command:
-    """distnetctl with a terminal of its own; its output comes as a person sees it."""
+    """A running distnetctl with its own terminal, whose output is what a user sees."""
 
     def __init__(self, test, device, *words):
         self.test, self.shown = test, ""
@@ -29,13 +29,13 @@ class Command:
         test.addCleanup(os.close, self.terminal)
 
     def read_until(self, text):
-        """What stands behind the text that was awaited before, up to this one."""
+        """Waits for the text. Returns the output between the text of the previous call and this one."""
         deadline = time.monotonic() + PATIENCE
         while text not in self.shown:
             ready, _, _ = select.select([self.terminal], [], [], max(0, deadline - time.monotonic()))
             try:
                 piece = os.read(self.terminal, 4096) if ready else b""
-            except OSError:  # the other side has ended
+            except OSError:  # the program has ended
                 piece = b""
             self.test.assertTrue(piece, f"{text!r} did not come: {self.shown!r}")
             self.shown += piece.decode(errors="replace")
@@ -52,7 +52,7 @@ class Command:
         os.kill(self.pid, signal.SIGKILL)
 
     def wait(self):
-        """The exit code, once all output was read."""
+        """Reads the remaining output and waits for the end. Returns the exit code."""
         rest = b""
         while True:
             try:
@@ -83,7 +83,7 @@ class Device:
         return [json.loads(line) for line in self.run("--json", *words, typed=typed).stdout.splitlines()]
 
     def set(self, *assignments):
-        """Changes the simulated device; its daemon follows at once."""
+        """Changes the state of the simulated device. Its daemon applies the change soon after."""
         changed = self.run("sim", "set", "--state", self.state, *assignments)
         if changed.returncode != 0:
             raise ValueError(joined_text(changed))
@@ -94,7 +94,7 @@ def joined_text(ended):
 
 
 def make_account(test, holder, *members):
-    """The holder makes an account, which the members join by tickets."""
+    """Makes the holder create an account, and each member join it with a ticket."""
     created = holder.run("account", "create", "home", "--device-name", holder.name, "--state", holder.state)
     test.assertEqual(created.returncode, 0, joined_text(created))
     for member in members:

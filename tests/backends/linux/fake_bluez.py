@@ -1,7 +1,7 @@
-"""BlueZ for tests: dbusmock's template with what it lacks: advertising, and devices with service data.
+"""A fake BlueZ: the template of python-dbusmock, with advertising and with devices that have service data.
 
-An advertising manager has a number of slots, and reads what an advertisement holds from the object of its client, as
-BlueZ does.
+The advertising manager has a limited number of slots. As BlueZ does, it reads the content of an advertisement from the
+client's object.
 """
 import dbus
 from dbusmock import OBJECT_MANAGER_IFACE, mockobject
@@ -56,7 +56,7 @@ def _scan(change):
 
 def _client_object(path):
     bus = dbus.SystemBus()
-    for name in reversed(bus.list_names()):  # the newest first: this program has another connection of its own
+    for name in reversed(bus.list_names()):  # the newest first: the test program has other connections, too
         if not name.startswith(":") or name == bus.get_unique_name():
             continue
         try:
@@ -78,7 +78,7 @@ def _register(_adapter, path, _options):
     if read.get("Type") != "peripheral" or not 20 <= read.get("MinInterval", 0) <= read.get("MaxInterval", 0):
         _fail("InvalidArguments")
     data = read.get("ServiceData", {})
-    if sum(16 + 2 + len(value) for value in data.values()) > 28:  # 31 bytes without the flags
+    if sum(16 + 2 + len(value) for value in data.values()) > 28:  # 31 bytes of an advertisement without its flags
         _fail("InvalidLength")
     state["advertisements"][path] = ",".join(f"{uuid} {bytes(value).hex()}" for uuid, value in data.items())
 

@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""A NetworkManager for each bus address given, each with one radio, all in one air.
+"""A fake NetworkManager on each given bus address. Each has one radio, and all radios are within range of each other.
 
-It behaves as NetworkManager 1.42 does for what a Wi-Fi client asks: profiles, activations with their states and
-reasons, access points, volatile profiles that end with their activation or their maker. A test rules it through
-test.Control.Do at /test, with JSON.
+It behaves like NetworkManager 1.42 towards a Wi-Fi client: profiles, activations with their states and reasons, access
+points, and volatile profiles that are removed with their activation or when their creator leaves the bus. A test controls
+it through test.Control.Do at /test, with JSON.
 """
 
 import json
@@ -28,7 +28,7 @@ KEY_MGMT = {"open": 0, "wpa2": 0x100, "wpa3": 0x400, "mixed": 0x500}
 
 
 class Node(dbus.service.Object):
-    """An object with properties: {interface: {name: value}}."""
+    """A D-Bus object with properties: {interface: {name: value}}."""
 
     def __init__(self, bus, path, properties=None):
         super().__init__(bus, path)
@@ -140,11 +140,11 @@ class Radio(Node):
     @dbus.service.method(NM + ".Device.Wireless", "a{sv}", "")
     def RequestScan(self, options):
         if options:
-            os._exit(1)  # 1.42 crashes when an SSID is asked for again while it scans
+            os._exit(1)  # NetworkManager 1.42 crashes if a second scan for an SSID is requested during a scan
 
 
 class Machine(Node):
-    """NetworkManager's own object, and all that belongs to one."""
+    """The manager object of one NetworkManager, with its profiles, activations, access points and radio."""
 
     def __init__(self, bus, air, number):
         self.bus, self.air, self.counter, self.failure = bus, air, 0, 0
@@ -161,7 +161,7 @@ class Machine(Node):
         self.names = [dbus.service.BusName(name, bus) for name in ("test.Control", NM)]
 
     def receive(self, _, message):
-        """Answers a call late, or never, when a test has said so."""
+        """Delays or drops a call, if the test has requested that for its method."""
         is_ours = str(message.get_interface()).startswith((NM, PROPERTIES))
         if not is_ours or not isinstance(message, dbus.lowlevel.MethodCallMessage):
             return dbus.lowlevel.HANDLER_RESULT_NOT_YET_HANDLED
@@ -176,12 +176,12 @@ class Machine(Node):
         self.counter += 1
         return f"{ROOT}/{kind}/{self.counter}"
 
-    # --- the air ---------------------------------------------------------------------------------------------------
+    # --- radio range -------------------------------------------------------------------------------------------------
     def on_air(self):
         return [one for one in self.activations if one.profile.is_hotspot and self.state_of(one) == 2]
 
     def look(self):
-        """The paths of what this radio sees; one object an SSID."""
+        """Returns the paths of the access points that this radio sees: one object for each SSID."""
         seen = [hotspot.profile for other in self.air if other is not self for hotspot in other.on_air()]
         for profile in seen:
             flags = KEY_MGMT[profile.security]
@@ -201,7 +201,7 @@ class Machine(Node):
                      if hotspot.profile.ssid == profile.ssid and hotspot.profile.security == profile.security), None)
 
     def tell_others(self):
-        """A hotspot came, changed or went: stations that cannot stay leave, the others hear of it."""
+        """After a hotspot changed, appeared or vanished: disconnects stations that cannot stay, notifies other radios."""
         for other in self.air:
             if other is self:
                 continue
@@ -238,7 +238,7 @@ class Machine(Node):
             if hotspot is None:
                 return self.end(activation, 53, failed=True)
             if hotspot.key != profile.key and profile.security == "wpa3":
-                # The supplicant tries on until NetworkManager takes the hotspot for gone.
+                # The supplicant retries until NetworkManager reports that the hotspot is gone.
                 GLib.timeout_add(1100, self.end, activation, 53, True)
                 return False
             if hotspot.key != profile.key:
@@ -285,7 +285,7 @@ class Machine(Node):
         return False
 
     def lead_by(self, path):
-        """The activation has the default route."""
+        """Gives the default route to the activation with this path ("/": to none)."""
         active = [path] if path != "/" else []
         self.put(NM, PrimaryConnection=dbus.ObjectPath(path), ActiveConnections=dbus.Array(active, "o"))
 
@@ -371,13 +371,13 @@ class Control(Node):
         self.machine.put(NM, PrimaryConnection=dbus.ObjectPath(path))
 
     def check(self, connectivity, of_radio=0):
-        """The connectivity check is configured, and finds that; of_radio: through the radio alone."""
+        """Enables the connectivity check with this result. of_radio: the result through the radio alone."""
         self.machine.radio.put(NM + ".Device", Ip4Connectivity=dbus.UInt32(of_radio))
         self.machine.put(NM, ConnectivityCheckAvailable=True, ConnectivityCheckEnabled=True,
                          Connectivity=dbus.UInt32(connectivity))
 
     def connect_by(self, kind, connectivity=0, metered=0):
-        """A connection that is no Wi-Fi gets the default route."""
+        """Gives the default route to a connection that is not Wi-Fi."""
         machine = self.machine
         device = Node(machine.bus, machine.new_path("Devices"), {NM + ".Device": {
             "DeviceType": dbus.UInt32(1), "Interface": "eth0", "Metered": dbus.UInt32(metered),
@@ -391,7 +391,7 @@ class Control(Node):
         self.machine.lead_by("/")
 
     def scan(self, networks, age=0):
-        """A scan ends that has seen those SSIDs with that strength, the last time so many seconds ago."""
+        """Completes a scan. networks: strength by SSID; each network was last seen age seconds ago."""
         with open("/proc/uptime", encoding="ascii") as uptime:
             now = float(uptime.read().split()[0])
         self.machine.users_networks = {ssid: Node(self.machine.bus, self.machine.new_path("AccessPoint"), {
@@ -409,7 +409,7 @@ class Control(Node):
         time.sleep(seconds)
 
     def answer_late(self, seconds, method=""):
-        """Calls of that method, or all of them, wait that long."""
+        """Delays the calls of this method (empty: all calls) by that time."""
         self.machine.late = {method: seconds}
 
     def lose(self, method, count):
@@ -419,7 +419,7 @@ class Control(Node):
         self.machine.failure = reason
 
     def leave_bus(self):
-        """NetworkManager ends; what it kept in memory only goes."""
+        """Stops NetworkManager: it leaves the bus, and what it kept only in memory is lost."""
         for one in list(self.machine.activations):
             self.machine.end(one, 36)
         self.machine.bus.release_name(NM)

@@ -1,4 +1,4 @@
-"""A modem that speaks as much of 3GPP TS 27.007 as ModemManager needs to enable it and to make a data connection.
+"""A modem that implements the commands of 3GPP TS 27.007 that ModemManager needs to enable it and to connect its data.
 
 Usage: scripted_modem.py ABSTRACT_SOCKET SIM    (SIM: what AT+CPIN? answers: "READY", "SIM PIN")
 """

@@ -1,4 +1,4 @@
-"""The account's commands as a person uses them: real daemons of simulated devices, which find each other in a folder.
+"""The account commands as a user runs them, with real daemons of simulated devices that find each other in a folder.
 
 Usage: account_test.py SOURCE_DIR BIN_DIR
 """
@@ -31,7 +31,7 @@ class Account(unittest.TestCase):
         self.assertEqual(created.returncode, 0, joined_text(created))
 
     def invite(self, *words):
-        """The running command and its ticket."""
+        """Starts an invitation. Returns the running command and its ticket."""
         command = Command(self, self.laptop, "account", "invite", *words)
         command.read_until("one device.")
         command.read_until("\r\n    ")
@@ -107,7 +107,7 @@ class Account(unittest.TestCase):
         join.write("\3")
         self.assertEqual(join.wait(), 130)
         self.assertIn("this device joins no account", join.shown)
-        command.read_until("waiting")  # the holder goes on
+        command.read_until("waiting")  # the holder continues
         join = Command(self, self.phone, "account", "join", "--device-name", "laptop")
         join.read_until("Ticket: ")
         join.write(ticket + "\n")

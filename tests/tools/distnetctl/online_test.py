@@ -1,4 +1,4 @@
-"""Getting online through another device, and off again, as a person uses it: real daemons of simulated devices.
+"""`distnetctl up` and `down` as a user runs them, with real daemons of simulated devices.
 
 Usage: online_test.py SOURCE_DIR BIN_DIR
 """
@@ -17,7 +17,7 @@ devices.BINARIES = BINARIES
 
 
 class Devices(unittest.TestCase):
-    """A laptop in the network "office", and a phone."""
+    """Starts a laptop that is connected to the network "office", and a phone."""
 
     share = {}
 

@@ -1,4 +1,4 @@
-"""Holds what distnetctl prints with --json to docs/schema/: two devices run its commands, well and badly.
+"""Checks the output of distnetctl --json against docs/schema/: two devices run its commands, with success and failure.
 
 Usage: schema_test.py SOURCE_DIR BIN_DIR
 """
@@ -22,7 +22,7 @@ STORE = {schema["$id"]: schema for schema in SCHEMAS.values()}
 
 
 def validate(line):
-    """Returns the name of the schema that the line says it follows, and does."""
+    """Checks the line against the schema that it names. Returns the name of the schema."""
     value = json.loads(line, object_pairs_hook=unique)
     assert next(iter(value)) == "schema", line
     name, version = re.fullmatch(r"distnetctl/([a-z-]+)/(\d+)", value["schema"]).groups()
@@ -39,7 +39,7 @@ def unique(pairs):
 
 
 def undescribed(schema, path):
-    """The members of a schema that have no description."""
+    """Yields the members of a schema that have no description."""
     for key, value in schema.items() if isinstance(schema, dict) else enumerate(schema):
         if key in ("properties", "$defs") and "const" not in schema:
             for name, member in value.items():
@@ -53,7 +53,7 @@ class Schema(unittest.TestCase):
     setUp = account_test.Account.setUp
 
     def valid(self, device, words, code=0, typed=None, **options):
-        """Runs a command; all that it prints follows the schemas. Returns the names of them."""
+        """Runs a command and checks each line of its output. Returns the names of the schemas."""
         words = words.split() if isinstance(words, str) else words
         ended = device.run("--json", *map(str, words), typed=typed, **options)
         self.assertIn(ended.returncode, [code] if code is not None else [0, 1], f"{words}: {ended.stdout}{ended.stderr}")
@@ -64,7 +64,7 @@ class Schema(unittest.TestCase):
         return names
 
     def interrupted(self, device, *words, first=False):
-        """Interrupts a command, with first once it has printed a line. Returns its last object and its exit code."""
+        """Starts and interrupts a command; if first, only after its first line. Returns its last object and its exit code."""
         process = subprocess.Popen([BINARIES / "distnetctl", "--socket", device.socket, "--json", *words], text=True,
                                    stdin=subprocess.PIPE, stdout=subprocess.PIPE)
         self.addCleanup(process.wait)
@@ -73,7 +73,7 @@ class Schema(unittest.TestCase):
             self.addCleanup(pipe.close)
         begun = process.stdout.readline() if first else ""
         state = pathlib.Path(f"/proc/{process.pid}/status")
-        # It ignores SIGPIPE once it has blocked SIGINT.
+        # distnetctl blocks SIGINT and then ignores SIGPIPE, so the interrupt is handled once SIGPIPE is ignored.
         wait_until(self, lambda: int(re.search(r"SigIgn:\s+(\w+)", state.read_text()).group(1), 16) & 0x1000)
         process.send_signal(signal.SIGINT)
         lines = (begun + process.stdout.read()).splitlines()
@@ -119,7 +119,7 @@ class Schema(unittest.TestCase):
             self.seen.add(validate(line))
 
     def files(self):
-        """The commands that work on files and folders."""
+        """Checks the commands that work on files and folders."""
         folder = self.world / "files"
         holder, member = folder / "holder", folder / "member"
         for each in folder, folder / "new":
