@@ -15,7 +15,7 @@
 
 namespace Vexo::Tests {
 
-// Way() returns a function that blocks until the gate is opened, at the latest by its destructor. That function may
+// Blocker() returns a function that blocks until the gate is opened, at the latest by its destructor. That function may
 // outlive the gate.
 class Gate {
 public:
@@ -28,7 +28,7 @@ public:
     {
         std::call_once(once_, [this] { promise_.set_value(); });
     }
-    std::function<void()> Way() const
+    std::function<void()> Blocker() const
     {
         return [opened = opened_] { opened.wait(); };
     }

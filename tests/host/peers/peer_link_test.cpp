@@ -46,7 +46,7 @@ protected:
         EXPECT_EQ(networkId, LoopbackBus::PEER);
         asked.Add(request.index());
         if (std::holds_alternative<LeaseRequest>(request)) {
-            way();
+            block();
             return LeaseAnswer{true};
         }
         return std::holds_alternative<FactsRequest>(request) ? PeerAnswer(DeviceFacts{}) : ReleaseAnswer{true};
@@ -67,7 +67,7 @@ protected:
     Vexo::Tests::ManualTimers timers;
     Vexo::Tests::Trail<size_t> asked;
     Vexo::Tests::Gate gate;
-    const std::function<void()> way = gate.Way();
+    const std::function<void()> block = gate.Blocker();
     std::weak_ptr<int> serveLives;
     std::shared_ptr<PeerLink> link;
 };

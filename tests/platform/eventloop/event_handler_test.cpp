@@ -20,7 +20,7 @@ using Tests::Trail;
 class EventHandlerTest : public testing::Test {
 protected:
     // Blocks the runner until the gate is opened, so that events posted meanwhile are due together.
-    void Hold() { handler_->SendEvent(InnerEvent::Get(gate_.Way()), 0, Priority::VIP); }
+    void Hold() { handler_->SendEvent(InnerEvent::Get(gate_.Blocker()), 0, Priority::VIP); }
     InnerEvent::Pointer Task(const std::string& name)
     {
         return InnerEvent::Get([this, name] { ran_.Add(name); }, name);

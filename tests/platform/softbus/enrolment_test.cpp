@@ -221,9 +221,9 @@ TEST_F(EnrolmentTest, SameTicketAdmitsJoinerAfterItWasCutOff)
         Gate gate;
         std::atomic<int> admissions{0};
         InvitationOptions options;
-        options.admit = [&, way = gate.Way()](const std::string& pem, const Joiner&) {
+        options.admit = [&, block = gate.Blocker()](const std::string& pem, const Joiner&) {
             ++admissions;
-            way();
+            block();
             return Trust::Admit(devices.Folder("laptop"), pem);
         };
         Invite({}, options);

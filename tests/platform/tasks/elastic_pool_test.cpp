@@ -22,7 +22,7 @@ TEST(ElasticPoolTest, ExcessWorkQueuesWithOneWarningAndOnlyFullQueueRefuses)
     Trail<int> ran;
     ElasticPool pool("small", 1);
     Gate gate;
-    ASSERT_TRUE(pool.Post(gate.Way()));
+    ASSERT_TRUE(pool.Post(gate.Blocker()));
     for (int i = 0; i < 3; ++i) {
         ASSERT_TRUE(pool.Post([&, i] { ran.Add(i); }));
     }
@@ -55,7 +55,7 @@ protected:
 
 TEST_F(RefusedThreadsTest, IdleWorkerRunsWorkWhoseThreadWasRefused)
 {
-    ASSERT_TRUE(pool_.Post(gate_.Way(), [this] { ran_.Add(1); }));
+    ASSERT_TRUE(pool_.Post(gate_.Blocker(), [this] { ran_.Add(1); }));
     gives_ = false;
     beforeAnswer_ = [this] {
         gate_.Open();
@@ -84,7 +84,7 @@ TEST_F(RefusedThreadsTest, ConcurrentPostsFailWhenBothThreadsAreRefused)
 
 TEST_F(RefusedThreadsTest, WorkOfRefusedThreadRunsOnNextStartedThread)
 {
-    ASSERT_TRUE(pool_.Post(gate_.Way()));
+    ASSERT_TRUE(pool_.Post(gate_.Blocker()));
     gives_ = false;
     ASSERT_TRUE(pool_.Post([this] { ran_.Add(1); }));
     gives_ = true;
@@ -117,7 +117,7 @@ TEST(StrandTest, RunsInOrderPastExceptionsAndAfterDestruction)
     ASSERT_TRUE(strand->Post([] { throw std::runtime_error("no such luck"); }));
     strand->Drain();
     EXPECT_TRUE(log.Contains("work ended by an exception: no such luck"));
-    ASSERT_TRUE(strand->Post(gate.Way()));
+    ASSERT_TRUE(strand->Post(gate.Blocker()));
     std::vector<int> expected(300);
     std::iota(expected.begin(), expected.end(), 0);
     for (const int i : expected) {

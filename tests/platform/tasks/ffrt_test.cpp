@@ -33,9 +33,9 @@ TEST(FfrtWaitTest, WaitCoversTasksOfItsThreadOnly)
     Gate others;
     Trail<int> blocked;
     std::thread other([&] {
-        Submit([&blocked, way = others.Way()] {
+        Submit([&blocked, block = others.Blocker()] {
             blocked.Add(0);
-            way();
+            block();
         });
     });
     other.join();  // the thread ends while its task still blocks
@@ -52,7 +52,7 @@ TEST(FfrtWaitTest, WaitCoversTasksOfItsThreadOnly)
 TEST(FfrtWaitTest, WaitInsideTaskCoversItsSubtasksOnly)
 {
     Gate outside;
-    Submit(outside.Way());
+    Submit(outside.Blocker());
     Trail<int> inner;
     Submit([&] {
         for (int i = 0; i < 5; ++i) {
@@ -82,7 +82,7 @@ TEST(FfrtQueueTest, RunsByDueTimeThenSubmissionOrderPastExceptions)
     Trail<int> order;
     Gate gate;
     ffrt::queue queue("test");
-    SubmitTo(queue, 0us, gate.Way());
+    SubmitTo(queue, 0us, gate.Blocker());
     SubmitTo(queue, std::chrono::microseconds(INT64_MAX), [&] { order.Add(9); });
     SubmitTo(queue, 400ms, [&] { order.Add(4); });
     SubmitTo(queue, 0us, [&] { order.Add(1); });
@@ -100,9 +100,9 @@ TEST(FfrtQueueTest, DestructorDropsQueuedTasksAndWaitsForRunningOne)
     Trail<int> begun;
     Gate gate;
     auto queue = std::make_unique<ffrt::queue>("test");
-    SubmitTo(*queue, 0us, [&, way = gate.Way()] {
+    SubmitTo(*queue, 0us, [&, block = gate.Blocker()] {
         begun.Add(0);
-        way();
+        block();
         ended = true;
     });
     SubmitTo(*queue, 0us, [held] { ++*held; });
