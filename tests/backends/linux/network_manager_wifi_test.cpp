@@ -157,7 +157,7 @@ TEST_F(NetworkManagerWifiTest, ConnectionLeavesNoTraceAndRestoresUsersNetwork)
             EXPECT_TRUE(Has(noted, Air::USERS_NETWORK)) << noted;
             EXPECT_EQ(std::count(noted.begin(), noted.end(), '{'), 1) << "one change: " << noted;
             Do(air_.Phone(), R"({"do": "deactivate"})");
-            EXPECT_EQ(Leave(WifiLinkState::CONNECTED).reason, "the hotspot is gone");
+            EXPECT_EQ(WaitWhile(WifiLinkState::CONNECTED).reason, "the hotspot is gone");
             ShareGarden(Wifi::KeyMgmt::SAE);
         }
         // The user's own profile has the same SSID and must stay.
@@ -185,7 +185,7 @@ TEST_F(NetworkManagerWifiTest, FailedReplacementRestoresUsersNetwork)
     EXPECT_EQ(configs[0].ssid, "Cellar");
     ASSERT_TRUE(Eventually([&] { return Has(Laptop(), ActiveIs("")); })) << Laptop();
     EXPECT_TRUE(Has(Journal(laptop_), Air::USERS_NETWORK)) << "a crash now would leave the machine offline";
-    EXPECT_EQ(Leave(WifiLinkState::CONNECTING).state, WifiLinkState::FAILED);
+    EXPECT_EQ(WaitWhile(WifiLinkState::CONNECTING).state, WifiLinkState::FAILED);
     ExpectAsBefore(laptop_, Air::USERS_NETWORK, Air::USERS_NETWORK);
 }
 
@@ -268,7 +268,7 @@ TEST_F(NetworkManagerWifiTest, UnansweredChangesAreUndoneOnceNetworkManagerAnswe
         const std::string ssid = phone_.Config().GetSsid();
         EXPECT_EQ(laptop_.Station()->ConnectToDevice({-1, ssid, "", phone_.Config().GetPreSharedKey(), ""}),
                   Wifi::WIFI_OK);
-        EXPECT_EQ(Leave(WifiLinkState::CONNECTING).state, WifiLinkState::CONNECTED);
+        EXPECT_EQ(WaitWhile(WifiLinkState::CONNECTING).state, WifiLinkState::CONNECTED);
         Lose(air_.Phone(), method, 1);
         Lose(air_.Laptop(), "GetConnectionByUuid", 1);
         EXPECT_EQ(phone_.Hotspot()->DisableHotspot(ServiceType::DEFAULT), Wifi::WIFI_NO_ANSWER) << method;
@@ -295,7 +295,7 @@ TEST_F(NetworkManagerWifiTest, WrongWpa3KeyIsDistinguishedFromMissingHotspot)
     ShareGarden(Wifi::KeyMgmt::SAE);
     laptop_.Start();
     EXPECT_EQ(laptop_.Station()->ConnectToDevice({-1, "Garden", "", "another-key", ""}), Wifi::WIFI_OK);
-    EXPECT_TRUE(Leave(WifiLinkState::CONNECTING).reason.ends_with("most often the key is wrong"));
+    EXPECT_TRUE(WaitWhile(WifiLinkState::CONNECTING).reason.ends_with("most often the key is wrong"));
 }
 
 TEST_F(NetworkManagerWifiTest, ChangesLeftByCrashAreUndoneAtNextStart)
@@ -367,7 +367,7 @@ TEST_F(NetworkManagerWifiTest, AbilitiesFollowNetworkManagerBusAndRadio)
     Do(air_.Laptop(), R"({"do": "leave_bus"})");
     EXPECT_TRUE(isThere(false));
     EXPECT_EQ(laptop_.HotspotPresence().reason, "NetworkManager does not run");
-    EXPECT_EQ(Leave(WifiLinkState::CONNECTING).reason, "NetworkManager has stopped");
+    EXPECT_EQ(WaitWhile(WifiLinkState::CONNECTING).reason, "NetworkManager has stopped");
     EXPECT_NE(laptop_.Hotspot()->EnableHotspot(ServiceType::DEFAULT), Wifi::WIFI_OK);
     Do(air_.Laptop(), R"({"do": "join_bus"})");
     EXPECT_TRUE(isThere(true));

@@ -66,9 +66,9 @@ protected:
     Wifi::WifiLinkInfo Join(const std::string& ssid = "Garden")
     {
         EXPECT_EQ(laptop_.Station()->ConnectToDevice({-1, ssid, "", KEY, ""}), Wifi::WIFI_OK);
-        return Leave(Wifi::WifiLinkState::CONNECTING);
+        return WaitWhile(Wifi::WifiLinkState::CONNECTING);
     }
-    Wifi::WifiLinkInfo Leave(Wifi::WifiLinkState state)
+    Wifi::WifiLinkInfo WaitWhile(Wifi::WifiLinkState state)
     {
         Wifi::WifiLinkInfo info = laptop_.Station()->GetLinkInfo();
         return info.state == state ? laptop_.Station()->WaitForChange(info, WAIT_LIMIT) : info;
