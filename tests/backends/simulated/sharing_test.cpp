@@ -30,13 +30,13 @@ protected:
         const auto station = laptop_.Station();
         EXPECT_EQ(station->AddDeviceConfig(config, config.networkId, true), Wifi::WIFI_OK);
         EXPECT_EQ(station->ConnectToDevice(config), Wifi::WIFI_OK);
-        EXPECT_TRUE(Eventually([&] { return laptop_.Wish().Joined().has_value(); }));
+        EXPECT_TRUE(Eventually([&] { return laptop_.StationControl().Joined().has_value(); }));
         return station->GetLinkInfo().attempt;
     }
     OnlineVerdict Check()
     {
         const auto never = [] { return false; };
-        return laptop_.Network().CheckOnline(laptop_.Wish().Joined().value_or(Wifi::JoinedNetwork{}),
+        return laptop_.Network().CheckOnline(laptop_.StationControl().Joined().value_or(Wifi::JoinedNetwork{}),
                                              std::chrono::steady_clock::now() + LIMIT, never);
     }
 
@@ -49,7 +49,7 @@ TEST_F(SharingTest, StationIsReportedWithBytesUntilItLeaves)
 {
     OpenHotspot();
     const uint32_t attempt = Join();
-    const Wifi::JoinedNetwork joined = laptop_.Wish().Joined().value();
+    const Wifi::JoinedNetwork joined = laptop_.StationControl().Joined().value();
     EXPECT_EQ(joined.security, "WPA2");
     const auto stations = phone_.Share().Look().stations;
     ASSERT_EQ(stations.size(), 1U);
@@ -60,13 +60,13 @@ TEST_F(SharingTest, StationIsReportedWithBytesUntilItLeaves)
         return seen.size() == 1 && seen[0].sentBytes == 3000 && seen[0].receivedBytes == 200;
     }));
 
-    EXPECT_FALSE(laptop_.Wish().Leave(attempt + 1, LIMIT)->hasLeft);
-    EXPECT_TRUE(laptop_.Wish().Joined());
-    const auto left = laptop_.Wish().Leave(attempt, LIMIT);
+    EXPECT_FALSE(laptop_.StationControl().Leave(attempt + 1, LIMIT)->hasLeft);
+    EXPECT_TRUE(laptop_.StationControl().Joined());
+    const auto left = laptop_.StationControl().Leave(attempt, LIMIT);
     ASSERT_TRUE(left);
     EXPECT_TRUE(left->hasLeft);
     EXPECT_EQ(left->backOn, "office");
-    EXPECT_FALSE(laptop_.Wish().Joined());
+    EXPECT_FALSE(laptop_.StationControl().Joined());
     EXPECT_TRUE(phone_.Share().Look().stations.empty());
     std::vector<Wifi::WifiDeviceConfig> configs;
     EXPECT_EQ(laptop_.Station()->GetDeviceConfigs(configs, false), Wifi::WIFI_OK);

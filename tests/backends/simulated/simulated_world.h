@@ -74,7 +74,7 @@ public:
         return Find<EventFwk::ICommonEventService>(COMMON_EVENT_SERVICE_ID);
     }
     Wifi::ShareControl& Share() { return device_->Share(); }
-    Wifi::StationControl& Wish() { return device_->Station(); }
+    Wifi::StationControl& StationControl() { return device_->Station(); }
     Network::NetworkMonitor& Network() { return device_->Network(); }
     const Simulated::SimulatedDeviceOptions& Options() const { return options_; }
 
