@@ -70,7 +70,7 @@ protected:
     }
     // Returns whether the service stays loaded. Needs no waiting: a request or a process end that unloads the service
     // returns only after the unload has been accepted.
-    bool Stays() const { return abilities_->IsLoaded(COMM_DISTRIBUTED_NET_ABILITY_ID); }
+    bool StaysLoaded() const { return abilities_->IsLoaded(COMM_DISTRIBUTED_NET_ABILITY_ID); }
 
     const Tests::LogCapture log_;
     const sptr<SystemAbilityManager> abilities_ = MakeSptr<SystemAbilityManager>();
@@ -82,11 +82,11 @@ TEST_F(ServiceClientsTest, EndedProcessIsReleasedEvenIfAllItsRequestsFailed)
 {
     const Caller caller;
     EXPECT_EQ(Ask(caller, START_NETWORK), NetManagerStandard::DISTNET_ERR_READ_DATA);
-    EXPECT_TRUE(Stays());
+    EXPECT_TRUE(StaysLoaded());
     End(caller);
     EXPECT_TRUE(BecomesUnloaded());
     EXPECT_EQ(Ask(caller, START_SERVICE, 0), NetManagerStandard::DISTNET_ERR_WRITE_REPLY);
-    EXPECT_TRUE(Stays());
+    EXPECT_TRUE(StaysLoaded());
     End(caller);
     EXPECT_TRUE(BecomesUnloaded());
 }
@@ -99,7 +99,7 @@ TEST_F(ServiceClientsTest, HolderKeepsServiceThatRefusedRequestLoads)
         auto refused = std::async(std::launch::async, [&] { return Ask({STRANGER, 1000}, START_SERVICE); });
         EXPECT_EQ(Ask(holder, START_SERVICE), IPC_OK);
         EXPECT_EQ(refused.get(), IPC_UNKNOWN_REQUEST);
-        ASSERT_TRUE(Stays()) << round;
+        ASSERT_TRUE(StaysLoaded()) << round;
         EXPECT_EQ(Ask(holder, RELEASE_SERVICE), IPC_OK);
         ASSERT_TRUE(BecomesUnloaded()) << round;
     }

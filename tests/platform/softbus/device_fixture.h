@@ -113,7 +113,7 @@ public:
 // Two devices that know each other; each has a session server called NAME.
 class PairTest : public testing::Test {
 protected:
-    explicit PairTest(std::unique_ptr<SessionWorld> way = std::make_unique<SessionWorld>()) : world(std::move(way)) {}
+    explicit PairTest(std::unique_ptr<SessionWorld> made = std::make_unique<SessionWorld>()) : world(std::move(made)) {}
     void SetUp() override;
     void TearDown() override;
     // Opens a session from laptop to phone, to the server with that name. Returns its id on the laptop.
