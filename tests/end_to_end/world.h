@@ -109,7 +109,7 @@ public:
 
 private:
     const Tests::TempFolder folder_;
-    const Tests::LogCapture log_;  // of the devices that the test plays itself
+    const Tests::LogCapture log_;  // lines of the devices that run in the test process
     std::vector<std::string> secrets_;
     std::map<std::string, std::unique_ptr<Device>> devices_;
 };

@@ -83,7 +83,7 @@ public:
         return started;
     }
 
-    // Changes a device while attempts run.
+    // Changes a device. A test may call this while attempts run.
     void Change(const std::string& name, const std::function<void(FakeDevice&)>& change)
     {
         const MutexLock lock(mutex_);

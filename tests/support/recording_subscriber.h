@@ -43,7 +43,7 @@ public:
         held_.notify_all();
     }
 
-    std::atomic<std::thread::id> thread;  // of the last event
+    std::atomic<std::thread::id> thread;  // thread of the latest callback
 
 private:
     std::atomic<bool> held_{false};

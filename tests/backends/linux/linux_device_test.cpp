@@ -178,7 +178,7 @@ TEST_F(LinuxDeviceTest, LowBatteryIsReportedOnceAndClosesHotspot)
     }
     EXPECT_TRUE(Eventually([&] { return device_->Network().CurrentBattery().percent == 100; }));
     EXPECT_TRUE(device_->Network().CurrentBattery().isCharging);
-    warn(2);  // discharging
+    warn(2);  // UPower level 2: discharging
     warn(3);
     warn(4);
     EXPECT_EQ(events->WaitFor(1).size(), 1U);

@@ -33,7 +33,7 @@ protected:
     }
 
     static constexpr size_t REPLY_SIZE = 100'000;
-    static constexpr int32_t REQUESTS = 12;  // more replies than a socket holds
+    static constexpr int32_t REQUESTS = 12;  // more replies than a socket's buffer holds
 };
 
 TEST_F(IpcFloodTest, ClientsThatDoNotReadBlockNoWorkerAndAreClosed)
@@ -116,7 +116,7 @@ TEST_F(IpcFloodTest, NewClientsAreRefusedWhileDescriptorsRunOut)
     ServeEcho();
     const UniqueFd served = ConnectRaw();
     ExpectEcho(served);
-    const UniqueFd late = ConnectRaw();  // the server's end takes the next descriptor
+    const UniqueFd late = ConnectRaw();  // the server's end uses the next descriptor
     ASSERT_TRUE(Connections(2));
     rlimit before{};
     ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);

@@ -37,8 +37,8 @@ enum class Kind { OPENED, CLOSED, BYTES };
 struct Event {
     Kind kind;
     int id;
-    int result = 0;          // of OPENED
-    std::string bytes = {};  // of BYTES
+    int result = 0;          // set for OPENED
+    std::string bytes = {};  // set for BYTES
     std::chrono::steady_clock::time_point when = std::chrono::steady_clock::now();
     std::thread::id thread = std::this_thread::get_id();
 };

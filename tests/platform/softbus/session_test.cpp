@@ -34,7 +34,7 @@ public:
     std::shared_ptr<void> Connect(const std::string& address, std::chrono::milliseconds limit, Connected done) override
     {
         if (address.starts_with("localhost") && connects_++ % 3 == 0) {
-            return TcpTransport::Connect("127.0.0.1:1", limit, std::move(done));  // nobody listens there
+            return TcpTransport::Connect("127.0.0.1:1", limit, std::move(done));  // nothing listens there
         }
         return TcpTransport::Connect(address, limit, [this, done = std::move(done)](Result<Stream> stream) {
             done(stream ? InPieces(std::move(*stream)) : std::move(stream));

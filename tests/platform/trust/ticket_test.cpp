@@ -138,7 +138,7 @@ TEST(TicketTest, OnlySameSecretReadsTokensAndProofs)
 
 struct Handshake {
     bool done = false;
-    std::string fromServer;  // each byte on the wire
+    std::string fromServer;  // all bytes that the server has sent
     std::string clientSays;
     std::string serverSays;
 };

@@ -180,7 +180,7 @@ TEST(TimeTest, AgeDayOrRfc3339IsATimeAndOtherTextAnError)
     }
 }
 
-// Sets the local time zone while it lives.
+// Sets the local time zone while the object exists.
 class TimeZone {
 public:
     explicit TimeZone(const char* zone)
