@@ -78,8 +78,8 @@ private:
     std::unique_ptr<Process> daemon_;
 };
 
-// Returns whether a healthy device logs this error line too: lines of a session that the other side opened, and of the
-// loader of device configuration.
+// Returns whether a healthy device logs this error line too. Such lines come from sessions that the other side opened,
+// and from the loader of the device configuration.
 bool IsUsualError(const std::string& line);
 
 class World {

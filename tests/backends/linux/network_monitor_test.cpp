@@ -71,7 +71,7 @@ TEST_F(NetworkMonitorTest, UplinkIsConnectionThatHotspotWouldShare)
     EXPECT_EQ(monitor_->CurrentUplink().hasInternet, std::optional(false));
     Laptop(R"({"do": "check", "connectivity": 4})");
     EXPECT_EQ(monitor_->CurrentUplink().hasInternet, std::optional(true));
-    // A value for which no answer arrives counts as unknown, and does not block for long.
+    // If NetworkManager does not answer, no uplink is reported, and the call returns within its time limit.
     Lose(air_.Laptop(), "GetAll", 1);
     const SteadyTime begun = Clock::System().Now();
     EXPECT_EQ(monitor_->CurrentUplink().kind, Uplink::Kind::NONE);

@@ -120,7 +120,7 @@ TEST_F(IpcFloodTest, NewClientsAreRefusedWhileDescriptorsRunOut)
     ASSERT_TRUE(Connections(2));
     rlimit before{};
     ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
-    // Leaves one descriptor: for the client's end, not for the server's.
+    // Leaves one free descriptor: enough for the client's end, but not for the server's.
     UniqueFd next(::open("/dev/null", O_RDONLY | O_CLOEXEC));
     const rlimit few{static_cast<rlim_t>(next.Get()) + 1, before.rlim_max};
     next.Reset();

@@ -127,7 +127,7 @@ protected:
         EXPECT_TRUE(answered) << answered.error().message;
     }
 
-    // Returns the join request of a joiner by hand.
+    // Returns the join request that a joiner written by hand sends.
     std::string RequestOf(const std::string& device, WallTime clock = Clock::System().WallNow())
     {
         const std::string pem = Trust::MakeRequest(devices.Folder(device), device).value();

@@ -64,7 +64,7 @@ TEST_F(MembershipTest, RemovedDeviceStaysRemovedWithoutNewKey)
     EXPECT_EQ(devices.Load("phone").removedAt, std::nullopt);
 }
 
-// A member that met no other member between two removals still has the key from before both.
+// A member that met no other member between two removals still has the link key from before both.
 TEST_F(MembershipTest, SecondRemovalKeepsKeyThatEveryMemberHas)
 {
     Calendar clock;

@@ -91,7 +91,7 @@ void ExpectAdviceMends(const char* device, const char* file, const std::function
                   0);
         EXPECT_EQ(fs::status(world.folder.Path() / "answer.pem").permissions(), fs::perms(0600));
     }
-    // The daemon does this at its start.
+    // The daemon loads its identity like this at its start.
     const auto mended = LoadOrCreateIdentity(world.Identity(device));
     ASSERT_TRUE(mended) << advice << mended.error().message;
     EXPECT_TRUE(mended.value().Enrolled()) << advice;

@@ -144,7 +144,7 @@ TEST_F(QueryTest, BssidComesFromFirstStoredNetwork)
     EXPECT_NE(text.find("\"02:00:5e:10:00:01\""), std::string::npos) << text;
 }
 
-// Answers a radio query only when the test does.
+// Stores the callback of a radio query, which the test answers later.
 class SilentCore : public IPCObjectStub, public Telephony::ICoreService {
 public:
     sptr<Telephony::INetworkSearchCallback> asked;

@@ -1,4 +1,4 @@
-// The reaction to screen events, on a real event runner.
+// How DecisionCenter reacts to screen events, on a real event runner.
 #include "distributed/services/converged/decision/src/decision_center.h"
 
 #include <gtest/gtest.h>
