@@ -23,11 +23,12 @@ constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Bluetooth"}
 // retrying at once would spin.
 constexpr std::chrono::milliseconds ACCEPT_PAUSE{100};
 
-// How long an unused spare channel stays open. A device that is woken over a first channel soon gets a session over a
-// second one. The second channel, the spare, is opened right after the first: some hundred milliseconds later BlueZ
-// opens channels of its own on both sides of a new radio link. If two of those have the same identifier, kernel 6.1
-// confuses them and rejects new channels for up to 40 s. The spare is closed before the peer closes it, which happens 5
-// s after opening if no proof arrives (LimitsOfAdmission).
+// Getting online over a device takes three channels: of the two daemons, of the wake, and of the service. The second
+// and the third, the spares, are opened right after the first: some hundred milliseconds later BlueZ opens channels of
+// its own on both sides of a new radio link. If two of those have the same identifier, kernel 6.1 confuses them: it
+// rejects new channels for up to 40 s, or sends the data of one over the other.
+constexpr size_t SPARES = 2;
+// How long an unused spare stays open: less than the peer allows a channel without a proof (LimitsOfAdmission).
 constexpr std::chrono::milliseconds SPARE_TIME{4000};
 
 Failure FailureOf(const std::string& what, int number)
@@ -262,7 +263,7 @@ std::shared_ptr<void> BluetoothTransport::Connect(const std::string& address, st
     auto ended = [this, self = shared_from_this(), weak = std::weak_ptr(attempt), done = std::move(done), address,
                   isFirst](Result<Stream> stream) {
         attempts_.erase(weak.lock());
-        if (stream && isFirst) {
+        for (size_t opened = 0; stream && isFirst && opened < SPARES; ++opened) {
             OpenSpare(address);
         }
         done(std::move(stream));
@@ -289,10 +290,10 @@ void BluetoothTransport::OpenSpare(const std::string& address)
                            return;
                        }
                        const auto timer = std::make_shared<asio::steady_timer>(reactor_, SPARE_TIME);
-                       spares_.insert_or_assign(address, Spare{std::move(stream.value()), timer});
-                       timer->async_wait([this, self, address, timer](const asio::error_code& error) {
+                       spares_.emplace(address, Spare{std::move(stream.value()), timer});
+                       timer->async_wait([this, self, timer](const asio::error_code& error) {
                            if (!error) {
-                               spares_.erase(address);
+                               std::erase_if(spares_, [&](const auto& spare) { return spare.second.expiry == timer; });
                            }
                        });
                    });
@@ -300,16 +301,14 @@ void BluetoothTransport::OpenSpare(const std::string& address)
 
 std::optional<Stream> BluetoothTransport::TakeSpare(const std::string& address)
 {
-    auto spare = spares_.extract(address);
-    if (spare.empty()) {
-        return std::nullopt;
+    for (auto spare = spares_.extract(address); !spare.empty(); spare = spares_.extract(address)) {
+        spare.mapped().expiry->cancel();
+        pollfd closedByPeer{spare.mapped().stream.socket.Get(), POLLRDHUP, 0};
+        if (::poll(&closedByPeer, 1, 0) == 0) {
+            return std::move(spare.mapped().stream);
+        }
     }
-    spare.mapped().expiry->cancel();
-    pollfd closed{spare.mapped().stream.socket.Get(), POLLRDHUP, 0};
-    if (::poll(&closed, 1, 0) != 0) {
-        return std::nullopt;  // the peer has closed it
-    }
-    return std::move(spare.mapped().stream);
+    return std::nullopt;
 }
 
 void BluetoothTransport::Stop()

@@ -45,7 +45,7 @@ public:
     // A controller holds only a few connections, and a stranger can give itself any number of addresses.
     SoftBus::AdmissionLimits LimitsOfAdmission() const override
     {
-        return {.time = std::chrono::seconds(5), .connections = 2, .ofSource = 2, .ofMembers = 0};
+        return {.time = std::chrono::seconds(5), .connections = 3, .ofSource = 3, .ofMembers = 0};
     }
     void Stop() override;
 
@@ -72,7 +72,7 @@ private:
     asio::steady_timer acceptPause_;
     Accepted accepted_;
     std::set<std::shared_ptr<Attempt>> attempts_;
-    std::map<std::string, Spare> spares_;  // by address
+    std::multimap<std::string, Spare> spares_;  // by address
     bool stopped_ = false;
 };
 

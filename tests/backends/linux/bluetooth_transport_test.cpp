@@ -283,26 +283,27 @@ TEST_F(BluetoothTransportTest, AcceptContinuesAfterErrors)
     EXPECT_EQ(transport->SourceOf(from), "02:01:02:03:04:05");
 }
 
-TEST_F(BluetoothTransportTest, OpensSpareChannelForNextSession)
+TEST_F(BluetoothTransportTest, OpensSpareChannelsForNextSessions)
 {
     std::vector<SoftBus::Stream> accepted;
     ASSERT_TRUE(
         transport->Listen([&](SoftBus::Stream stream, const std::string&) { accepted.push_back(std::move(stream)); }));
     const std::string self = "02:11:22:33:44:55/random/" + std::to_string(shared->Psm());
     EXPECT_EQ(Connect(self), "connected, 600 bytes");
-    RunUntil([&] { return accepted.size() == 2; });
+    RunUntil([&] { return accepted.size() == 3; });
     reactor.restart();
-    reactor.run_for(milliseconds(50));  // this side of the spare channel completes
+    reactor.run_for(milliseconds(50));  // this side of the spare channels completes
     EXPECT_EQ(Connect(self), "connected, 600 bytes");
-    EXPECT_EQ(sockets.connects, 2) << "it was the spare one";
+    EXPECT_EQ(Connect(self), "connected, 600 bytes");
+    EXPECT_EQ(sockets.connects, 3) << "these were the spare ones";
 
     EXPECT_EQ(Connect(self), "connected, 600 bytes");
-    RunUntil([&] { return accepted.size() == 4; });
+    RunUntil([&] { return accepted.size() == 6; });
     reactor.restart();
     reactor.run_for(milliseconds(50));
     accepted.clear();
     EXPECT_EQ(Connect(self), "connected, 600 bytes");
-    EXPECT_EQ(sockets.connects, 5) << "the peer had closed the spare one";
+    EXPECT_EQ(sockets.connects, 7) << "the peer had closed the spare ones";
 }
 
 class BluetoothWorld final : public SoftBus::Tests::SessionWorld {
