@@ -15,9 +15,7 @@
 
 namespace Vexo::Host {
 
-inline constexpr std::chrono::seconds LEASE_RENEWAL{60};
 inline constexpr std::chrono::seconds LEASE_RETRY{5};  // after a request without an answer
-inline constexpr std::chrono::seconds LEASE_LIFE{150};
 inline constexpr std::chrono::seconds LEASE_ANSWER_LIMIT{5};
 
 class LeaseKeeper : public NoCopyable, public std::enable_shared_from_this<LeaseKeeper> {

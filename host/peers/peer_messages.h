@@ -10,6 +10,7 @@
 // Unknown members are ignored, so a later version may add some. Pure functions; any thread.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -25,6 +26,10 @@ inline constexpr size_t MAX_TECHNOLOGY = 16;  // bytes of DeviceFacts::technolog
 
 // Asks for the device's DeviceFacts: what it can share, and whether the asking device may use it.
 struct FactsRequest {};
+// A lease expires when it was not renewed for LEASE_LIFE. The asking device renews it every LEASE_RENEWAL.
+inline constexpr std::chrono::seconds LEASE_LIFE{150};
+inline constexpr std::chrono::seconds LEASE_RENEWAL{60};
+
 // The asking device uses the receiver's hotspot: begins or renews the asking device's lease.
 struct LeaseRequest {
     std::string macAddress;  // of the station, lower case: "02:00:5e:10:00:01"

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "host/peers/peer_messages.h"
 #include "host/sharing/share_time.h"
 #include "host/sharing/share_usage.h"
 #include "host/sharing/sharing_settings.h"

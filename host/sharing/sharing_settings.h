@@ -1,5 +1,5 @@
-// The settings of sharing: "share.…" in the configuration (docs/configuration.md), and the times of a lease, which are
-// the same on both devices. Used by Sharing (sharing.h). Value types; any thread.
+// The settings of sharing: "share.…" in the configuration (docs/configuration.md). Used by Sharing (sharing.h). Value
+// types; any thread.
 #pragma once
 
 #include <chrono>
@@ -8,10 +8,6 @@
 #include "interfaces/sharing_answers.h"
 
 namespace Vexo::Host {
-
-// A lease expires when it was not renewed for LEASE_LIFE. Devices renew it every LEASE_RENEWAL.
-inline constexpr std::chrono::seconds LEASE_LIFE{150};
-inline constexpr std::chrono::seconds LEASE_RENEWAL{60};
 
 inline constexpr uint64_t BYTES_OF_MB = 1'000'000;
 

@@ -46,11 +46,12 @@ bool WasReachedOverBluetooth(Client::DistNetClient& client, const std::string& n
 void AddOwnRadio(Client::DistNetClient& client, Host::OnlineFault& fault)
 {
     using Code = Host::OnlineFaultCode;
+    const bool isNotReached = fault.code == Code::AWAY || fault.code == Code::UNREACHABLE;
     if (fault.code == Code::WIFI_OFF || fault.code == Code::WIFI_BLOCKED || fault.code == Code::WIFI_ABSENT) {
         if (const auto problem = ProblemOf(client, "radio"); problem && !problem->advice.empty()) {
             fault.advice = problem->advice;
         }
-    } else if (fault.code == Code::AWAY && WasReachedOverBluetooth(client, fault.networkId)) {
+    } else if (isNotReached && WasReachedOverBluetooth(client, fault.networkId)) {
         if (const auto problem = ProblemOf(client, "bluetooth")) {
             fault.message += "; and on this device " + problem->message;
             fault.advice = problem->advice;

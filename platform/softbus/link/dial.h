@@ -36,8 +36,8 @@ struct Route {
 // A dial with a seekingLimit starts to seek after this time without success, or at once when no route is left.
 inline constexpr std::chrono::milliseconds SEEK_DELAY{300};
 
-// A dial that seeks tries an address over radio again after this pause, because radio connections fail occasionally. The
-// address is not tried again if the device refused the connection.
+// A dial that seeks tries an address over radio again after this pause, because radio connections fail occasionally.
+// The address is not tried again if the device refused the connection.
 inline constexpr std::chrono::milliseconds REPEAT_DELAY{500};
 
 // Limits of one dial: attempts at the same time, and routes in all.
