@@ -1,7 +1,7 @@
 # Helpers that the folders' CMakeLists.txt share.
 
-# distnet_service_sources(<source…>): called in each folder of the service. The list is built twice: as the shipped
-# library, and as objects for tests.
+# distnet_service_sources(<source…>): call once in each folder of the service. The sources are built twice: for the
+# shipped library, and as objects for tests.
 function(distnet_service_sources)
     foreach(source IN LISTS ARGN)
         set_property(GLOBAL APPEND PROPERTY DISTNET_SERVICE_SOURCES "${CMAKE_CURRENT_SOURCE_DIR}/${source}")
@@ -10,8 +10,8 @@ endfunction()
 
 # distnet_add_test(<name> <source…> [LIBS <library…>] [DAEMON] [TIMEOUT <seconds>])
 # Builds one GoogleTest program and registers each of its cases as "<name>/<case>", labelled with the folder.
-# DAEMON: the test starts the built programs. They are built before it, and DISTNET_BIN_DIR names their folder.
-# TIMEOUT: per case, in seconds; 60 unless given.
+# DAEMON: the test starts the programs. They are built before the test, and DISTNET_BIN_DIR is defined as their folder.
+# TIMEOUT: for each case, in seconds; default: 60.
 function(distnet_add_test name)
     cmake_parse_arguments(PARSE_ARGV 1 arg "DAEMON" "TIMEOUT" "LIBS")
     if(NOT arg_TIMEOUT)

@@ -1,5 +1,5 @@
-# DISTNET_FUZZ: everything is instrumented, so that a fuzz program sees which code an input reaches. Included before
-# anything is built.
+# DISTNET_FUZZ: instruments all code, so that a fuzz program sees which code an input reaches. Include this file before any
+# target is defined.
 include(CheckCXXSourceCompiles)
 
 set(CMAKE_REQUIRED_FLAGS "-fsanitize=fuzzer,address,undefined")

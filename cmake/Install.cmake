@@ -1,8 +1,8 @@
-# What `cmake --install` lays out, and the Debian packages that CPack makes of it (scripts/package).
+# The files that `cmake --install` installs, and the Debian packages that CPack makes of them (scripts/package).
 #
-# The daemon lies beside the service library, which it looks for there; sbin/ has a link to it. The libraries are found by
-# the loader below /usr, and elsewhere by their place relative to the programs. What ties the daemon into a machine (unit,
-# user, D-Bus, polkit, configuration) names its paths, and is installed below /usr only.
+# The daemon is in the same folder as the service library, where it searches for it; sbin/ has a link to the daemon. Below
+# /usr the loader finds the libraries; elsewhere they are found by their path relative to the programs. Files of the
+# system (unit, user, D-Bus, polkit, configuration) contain absolute paths, so they are installed below /usr only.
 include(GNUInstallDirs)
 set(daemon_dir lib/distnet)
 set(is_system FALSE)
@@ -38,7 +38,7 @@ install(TARGETS distnet_platform distnet_client
     LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT daemon NAMELINK_SKIP)
 
 install(TARGETS distnet_client LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR} COMPONENT development NAMELINK_ONLY)
-# Headers lie as they include each other.
+# The installed folders match the paths by which the headers include each other.
 set(distnet_include_dir include/distnet)
 foreach(header client/distnet_client.h interfaces/account_answers.h interfaces/host_answers.h interfaces/named_values.h interfaces/online_answers.h
         interfaces/sharing_answers.h platform/base/named_values.h
@@ -46,12 +46,12 @@ foreach(header client/distnet_client.h interfaces/account_answers.h interfaces/h
     get_filename_component(folder ${header} DIRECTORY)
     install(FILES ${header} DESTINATION ${distnet_include_dir}/${folder} COMPONENT development)
 endforeach()
-# The pages that they refer to, and those that these lead to.
+# The pages that the headers refer to, and the pages linked from those.
 install(FILES docs/ipc.md docs/traces.md docs/files.md docs/errors.md docs/failures.md docs/distnetctl.md docs/configuration.md docs/enrolment.md
     DESTINATION share/doc/libdistnet-dev COMPONENT development)
 install(DIRECTORY docs/examples DESTINATION share/doc/libdistnet-dev COMPONENT development)
 
-# Both are found relative to themselves, wherever the tree is moved to.
+# The pkg-config and CMake files use paths relative to themselves, so the installed tree can be moved.
 file(RELATIVE_PATH distnet_prefix_from_pc "/${CMAKE_INSTALL_LIBDIR}/pkgconfig" "/")
 string(REGEX REPLACE "/$" "" distnet_prefix_from_pc "${distnet_prefix_from_pc}")
 configure_file(packaging/distnet-client.pc.in packaging/distnet-client.pc @ONLY)
@@ -71,7 +71,7 @@ install(FILES packaging/completion/distnetctl.bash
 install(FILES packaging/completion/_distnetctl DESTINATION share/zsh/vendor-completions COMPONENT daemon)
 install(FILES packaging/completion/distnetctl.fish DESTINATION share/fish/vendor_completions.d COMPONENT daemon)
 
-# ---- Manual pages: made of the pages in docs/ ---------------------------------------------------------------------
+# ---- Manual pages, generated from docs/ ---------------------------------------------------------------------------
 find_program(LOWDOWN_PROGRAM lowdown)
 function(install_manual page text)
     set(written "${PROJECT_BINARY_DIR}/packaging/${page}.gz")

@@ -1,4 +1,4 @@
-# What ties the daemon into a machine, and the Debian packages.
+# The files that integrate the daemon into a system, and the Debian packages.
 install(FILES packaging/systemd/distnet.service DESTINATION lib/systemd/system COMPONENT daemon)
 install(FILES packaging/systemd/sysusers.conf DESTINATION lib/sysusers.d RENAME distnet.conf COMPONENT daemon)
 install(FILES packaging/systemd/tmpfiles.conf DESTINATION lib/tmpfiles.d RENAME distnet.conf COMPONENT daemon)
@@ -45,13 +45,13 @@ set(CPACK_DEBIAN_PACKAGE_CONTROL_STRICT_PERMISSION ON)
 set(CPACK_DEBIAN_DAEMON_PACKAGE_NAME distnet)
 set(CPACK_DEBIAN_DAEMON_PACKAGE_SECTION net)
 set(CPACK_COMPONENT_DAEMON_DESCRIPTION "network through another device of the same account
-Gets a device online through another one of the same owner: the laptop asks
-the phone over a link between devices to open its Wi-Fi hotspot, receives
-name and key, and joins it. The devices prove themselves to each other by
-certificates of an account of their own; no cloud takes part.
+Gets a device online through another device of the same owner: the laptop
+asks the phone, over a device-to-device link, to open its Wi-Fi hotspot,
+receives name and key, and joins it. The devices authenticate each other with
+certificates of their own account; no cloud service is used.
 
-This package has the daemon, its command line distnetctl, and the library by
-which programs talk to the daemon.")
+This package contains the daemon, its command line distnetctl, and the library
+for programs that use the daemon.")
 set(CPACK_DEBIAN_DAEMON_PACKAGE_SHLIBDEPS ON)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS "${CMAKE_LIBRARY_OUTPUT_DIRECTORY}")
@@ -65,7 +65,7 @@ set(CPACK_DEBIAN_DAEMON_PACKAGE_CONTROL_EXTRA
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libdistnet-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION "network through another device - development files
-Header files and the library to link, for programs that talk to the daemon
-of the package distnet.")
+Header files and the library to link, for programs that use the daemon of
+the package distnet.")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "distnet (= ${PROJECT_VERSION}-1)")
 include(CPack)

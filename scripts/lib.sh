@@ -1,10 +1,10 @@
-# Shared by the scripts: sourced, never run. Leaves the caller in the repository's root.
+# Functions that the scripts share. Source this file; it changes the current folder to the repository's root.
 
 set -eu
 root=$(cd "$(dirname "$0")/.." && pwd)
 cd "$root"
 
-# say TEXT…: one line that stands out between tool output.
+# say TEXT…: prints one highlighted line.
 say()
 {
     if [ -t 1 ] && [ -z "${NO_COLOR:-}" ]; then
@@ -14,14 +14,14 @@ say()
     fi
 }
 
-# die TEXT…: says on standard error what went wrong and ends the script.
+# die TEXT…: prints an error on standard error and exits with 1.
 die()
 {
     printf '%s: %s\n' "$(basename "$0")" "$*" >&2
     exit 1
 }
 
-# sources: the tracked and the new C++ files, one a line.
+# sources: prints the tracked and the new C++ files, one a line.
 sources()
 {
     git ls-files --cached --others --exclude-standard -- '*.h' '*.cpp' | while IFS= read -r file; do
@@ -31,7 +31,7 @@ sources()
     done
 }
 
-# configure PRESET: once, and again when the preset changed. Ninja itself notices a changed CMakeLists.txt.
+# configure PRESET: runs CMake the first time and after a change of the presets. Ninja detects changes of CMakeLists.txt.
 configure()
 {
     if [ ! -f "build/$1/build.ninja" ] || [ CMakePresets.json -nt "build/$1/build.ninja" ]; then

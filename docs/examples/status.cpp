@@ -1,4 +1,4 @@
-// Asks the daemon how it stands and whom it has met: status [SOCKET]
+// Prints the state of the service and the Wi-Fi, and the devices that were met: status [SOCKET]
 #include <cstdio>
 
 #include "client/distnet_client.h"

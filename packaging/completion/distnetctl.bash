@@ -1,7 +1,7 @@
-# Completion of distnetctl for bash. What may be written is read from the program's own help, so this knows every command
-# of the version that is installed.
+# Completion of distnetctl for bash. Commands and options are read from the program's own help, so they match
+# the installed version.
 
-# The words below a heading of the help of a command: _distnetctl_help HEADING [COMMAND…]
+# Prints the words below a heading of a command's help: _distnetctl_help HEADING [COMMAND…]
 _distnetctl_help()
 {
     local heading=$1
@@ -9,7 +9,7 @@ _distnetctl_help()
     distnetctl "$@" --help 2>/dev/null | sed -n "/^$heading:/,/^\$/s/^  \([^ ].*\)/\1/p"
 }
 
-# The values of a member of the daemon's answer: _distnetctl_members MEMBER ARGUMENT…
+# Prints the values of a member of the daemon's answer: _distnetctl_members MEMBER ARGUMENT…
 _distnetctl_members()
 {
     local member=$1
@@ -49,7 +49,7 @@ _distnetctl()
                 local list=(devices)
                 [[ ${path[0]} == account ]] && list=(account devices)
                 value=$(_distnetctl_members name "${passed[@]}" "${list[@]}" | tail -n +2)
-                # A name may hold spaces, which compgen would take for the end of a word.
+                # A name may contain spaces, which compgen would treat as the end of a word.
                 local IFS=$'\n'
                 mapfile -t COMPREPLY < <(compgen -W "$value" -- "$word" | sed 's/[^[:alnum:]._-]/\\&/g')
                 return

@@ -1,13 +1,13 @@
-# Completion of distnetctl for fish. What may be written is read from the program's own help, so this knows every command
-# of the version that is installed.
+# Completion of distnetctl for fish. Commands and options are read from the program's own help, so they match
+# the installed version.
 
-# The words below a heading of the help of a command, each with its description: __distnetctl_help HEADING [COMMAND…]
+# Prints the words below a heading of a command's help, each with its description: __distnetctl_help HEADING [COMMAND…]
 function __distnetctl_help
     distnetctl $argv[2..] --help 2>/dev/null | sed -n "/^$argv[1]:/,/^\$/s/^  \([^ ].*\)/\1/p" |
         string replace --regex '  +' \t
 end
 
-# The names in the daemon's answer: __distnetctl_names ARGUMENT…
+# Prints the names in the daemon's answer: __distnetctl_names ARGUMENT…
 function __distnetctl_names
     distnetctl --json --timeout 1 $argv 2>/dev/null | grep -o '"name":"[^"]*"' | cut -d '"' -f 4 | tail -n +2
 end
