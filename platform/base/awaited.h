@@ -1,5 +1,5 @@
-// Awaited: a value that one thread gives, once, and others wait for, each as long as it likes. Held by std::shared_ptr
-// from both sides, because the waiting side may have given up and be destroyed when the value comes late.
+// Awaited: a value that one thread sets once and other threads wait for. Each side holds a std::shared_ptr to it,
+// because a waiting thread may time out and be destroyed before the value is set. Any thread.
 #pragma once
 
 #include <chrono>
@@ -20,7 +20,7 @@ public:
         given_.NotifyAll();
     }
 
-    // Blocks; none when the limit passes first.
+    // Blocks until the value is set, for at most limit. Returns nullopt on timeout.
     std::optional<T> WaitFor(std::chrono::milliseconds limit)
     {
         MutexLock lock(mutex_);

@@ -1,8 +1,8 @@
-// Checks of an interface's contract. A breach is a mistake in this program; input from a peer, a caller of the daemon
-// or a file can never cause one, it is answered with an error (docs/errors.md).
-//   DISTNET_CHECK(condition, "what the header demands")   in every build: where going on would harm other data
-//   DISTNET_ASSERT(condition, "what the header demands")  in development builds; costs nothing in others
-// A breach writes one line to standard error and ends the process by abort(3). Any thread.
+// Contract checks: a failed check is a mistake in this program. Bad input from a peer, a local caller or a file must
+// never fail a check; answer it with an error (docs/errors.md).
+//   DISTNET_CHECK(condition, "what the header demands")   in every build: where continuing would damage other data
+//   DISTNET_ASSERT(condition, "what the header demands")  only in builds without NDEBUG; costs nothing in others
+// A failed check writes one line to standard error and calls abort(3). Any thread.
 #pragma once
 
 namespace Vexo {

@@ -1,5 +1,5 @@
-// Clock: where the time comes from. What decides by the time is given one, so that a test advances it
-// (tests/support/manual_timers.h). Clock::System() is this machine's. Any thread. No call blocks.
+// Clock: the source of time. A class that depends on the time receives a Clock, so that a test can advance the time
+// (tests/support/manual_timers.h). Clock::System() is this machine's clock. Any thread. No call blocks.
 #pragma once
 
 #include <chrono>
@@ -14,14 +14,16 @@ class Clock {
 public:
     virtual ~Clock() = default;
 
-    // For durations and deadlines: it cannot be set. Stands still while the machine is suspended.
+    // Monotonic time, for durations and deadlines. Nobody can set it. It does not advance while the machine is
+    // suspended.
     virtual SteadyTime Now() const = 0;
-    // The same, but goes on during a suspend (clock_gettime(2), CLOCK_BOOTTIME). Not to be mixed with Now.
+    // As Now, but also advances during a suspend (clock_gettime(2), CLOCK_BOOTTIME). Times of Now and BootNow must not
+    // be mixed.
     virtual SteadyTime BootNow() const { return Now(); }
-    // For dates: a person or a time server may set it at any moment, also back.
+    // Calendar time, for dates. A person or a time server may set it at any moment, also backwards.
     virtual WallTime WallNow() const = 0;
 
-    // Lives to the end of the process.
+    // Returns this machine's clock, which is never destroyed.
     static const Clock& System();
 
 protected:
@@ -30,7 +32,7 @@ protected:
     Clock& operator=(const Clock&) = default;
 };
 
-// "2036-11-18", UTC. Any thread.
+// Returns the date in UTC, such as "2036-11-18".
 std::string DateOf(WallTime time);
 
 }  // namespace Vexo

@@ -1,5 +1,5 @@
-// HOST:PORT, the notation of a listening address in configurations and announcements. Functions without state, which
-// resolve no names. Any thread. No call blocks.
+// HOST:PORT, the notation of a listening address in configurations and announcements. Functions without state that do
+// not resolve names. Any thread. No call blocks.
 #pragma once
 
 #include <cstdint>
@@ -14,11 +14,11 @@ struct HostPort {
     uint16_t port = 0;
 };
 
-// A host name or IPv4 address, or an IPv6 address in brackets ("[fe80::1%eth0]:4700"), and a port of 0 to 65535.
-// MALFORMED for anything else.
+// Parses a host name, an IPv4 address, or an IPv6 address in brackets, followed by a colon and a port from 0 to 65535:
+// "[fe80::1%eth0]:4700". Returns MALFORMED for anything else.
 [[nodiscard]] Result<HostPort> ParseHostPort(const std::string& text);
 
-// The text that ParseHostPort reads.
+// Returns the text that ParseHostPort parses as this address.
 std::string ToText(const HostPort& address);
 
 }  // namespace Vexo

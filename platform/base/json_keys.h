@@ -1,5 +1,5 @@
-// Reads and writes all JSON that people write. A table says for each key what is allowed and which member of a C++
-// object holds the value; reading, writing, showing and setting all follow the table:
+// Reads and writes all JSON that people write. A table lists the keys of a JSON object. For each key it gives the
+// allowed values and the C++ member that stores the value. Reading, writing, showing and setting all use the table:
 //
 //   const JsonKeys<Radio>& RadioKeys()
 //   {
@@ -11,14 +11,14 @@
 //       return keys;
 //   }
 //
-// takes {"name": "r", "power": {"level": 7}, "slots": [{"locked": true}]}. A key that the table does not have (unless
-// the table skips such keys), one that is given twice and a required one that is missing are faults, as is a wrong
-// value. A fault is one line:
+// This table accepts {"name": "r", "power": {"level": 7}, "slots": [{"locked": true}]}. Faults are: a value that is not
+// allowed, a key that the table does not have (unless the table skips unknown keys), a key given twice, and a missing
+// required key. A fault is reported as one line:
 //
 //   radio.json: power.level: 101 is out of range (0 to 100)
 //   radio.json: nmae: unknown key (did you mean "name"?)
 //
-// Tables and kinds are constant once made: any thread. Only Load blocks, on the disk. The walk: json_shape.cpp.
+// Tables and kinds are constant once made: any thread. Only Load blocks, on the disk. Implementation: json_shape.cpp.
 #pragma once
 
 #include <cstdint>
@@ -38,19 +38,21 @@
 
 namespace Vexo {
 
-// What a JSON value may be, and how it becomes a T. Also the document of a file as a whole.
+// A kind of JSON value: which values are allowed, and how they convert to and from a T. It can also read and write a
+// whole document.
 template <typename T>
 class JsonKind {
 public:
     explicit JsonKind(JsonShape shape) : shape_(std::make_shared<const JsonShape>(std::move(shape))) {}
 
-    // Reads a text into value and returns every fault; with one, value is half read. fileName stands in the faults.
+    // Parses text into value and returns all faults; none: an empty list. With a fault, only parts of value are set.
+    // Each fault begins with fileName.
     std::vector<std::string> Read(const std::string& text, const std::string& fileName, T& value) const
     {
         return ReadDocument(*shape_, text, fileName, &value);
     }
 
-    // The error is the first fault.
+    // Returns the parsed value. The error is the first fault.
     [[nodiscard]] Result<T> Parse(const std::string& text, const std::string& fileName) const
     {
         T value{};
@@ -61,14 +63,14 @@ public:
         return value;
     }
 
-    // The same for a file of at most maxBytes; one that cannot be read is an error, too.
+    // As Parse, but reads the text from a file of at most maxBytes. Also fails when the file cannot be read.
     [[nodiscard]] Result<T> Load(const std::filesystem::path& file, size_t maxBytes) const
     {
         Result<std::string> text = ReadWholeFile(file, maxBytes);
         return text ? Parse(text.value(), file.string()) : Failure(std::move(text).error());
     }
 
-    // The text of a file that Parse reads back as the same value.
+    // Returns indented JSON text that Parse reads back as the same value.
     std::string Print(const T& value) const { return IndentedJson(WriteValue(*shape_, &value).get()); }
 
     std::shared_ptr<const JsonShape> Shape() const { return shape_; }
@@ -77,15 +79,16 @@ private:
     std::shared_ptr<const JsonShape> shape_;
 };
 
-// What a row of a table may have beside name, kind and member: made by one of the three functions.
+// Optional properties of a row. Means, Required and OmittedByDefault create them.
 struct JsonKeyOptions {
-    std::string meaning{};  // one phrase for help
+    std::string meaning{};  // one phrase for help texts
     std::string fallback{};
     bool isRequired = false;
     bool isOmittedByDefault = false;
 };
 
-// fallback: what holds without the key; empty: the value of a new object, as JSON.
+// fallback: the value that applies when the key is missing, as help texts show it. Empty: the value in a
+// default-constructed object, as JSON.
 inline JsonKeyOptions Means(std::string meaning, std::string fallback = "")
 {
     return {.meaning = std::move(meaning), .fallback = std::move(fallback)};
@@ -96,13 +99,14 @@ inline JsonKeyOptions Required(std::string meaning = "")
     return {.meaning = std::move(meaning), .isRequired = true};
 }
 
-// Not written while it has the value of a new object.
+// The key is not written while its value is that of a default-constructed object.
 inline JsonKeyOptions OmittedByDefault(std::string meaning = "")
 {
     return {.meaning = std::move(meaning), .isOmittedByDefault = true};
 }
 
-// A row of a table: member is a pointer to a member, or a function from Object& to the reference of one.
+// A row of a table. member: a pointer to a data member, or a function that takes an Object& and returns a reference to
+// a part of it.
 template <typename Object>
 struct JsonKeyOf {
     template <typename T, typename Member>
@@ -121,14 +125,16 @@ struct JsonKeyOf {
     JsonKey key;
 };
 
-// What a key that the table does not have is: SKIPPED for what other devices write, which may be newer.
+// What happens to a key that the table does not have: a fault, or nothing. SKIPPED is for JSON from other devices,
+// which may run a newer version.
 enum class UnknownKeys { REFUSED, SKIPPED };
 
-// An object by its table of keys.
+// The kind of a JSON object that has the keys of a table.
 template <typename Object>
 class JsonKeys : public JsonKind<Object> {
 public:
-    // check: what is wrong with an object whose keys are right each ("names nobody"), or empty.
+    // check: called when the object has no other fault. Returns what is wrong with the object as a whole ("names
+    // nobody"), or an empty string.
     explicit JsonKeys(std::vector<JsonKeyOf<Object>> keys, std::function<std::string(const Object&)> check = {},
                       UnknownKeys unknown = UnknownKeys::REFUSED)
         : JsonKind<Object>(MakeShape(std::move(keys), std::move(check), unknown))
@@ -136,11 +142,12 @@ public:
     }
 
     const std::vector<JsonKey>& Keys() const& { return this->Shape()->keys; }
-    const std::vector<JsonKey>& Keys() const&& = delete;  // a loop over the keys of a temporary table would outlive it
+    const std::vector<JsonKey>& Keys() const&& = delete;  // the reference would outlive a temporary table
 
-    // A value as a person types it: on, 12, garden. A secret in full.
+    // Returns the value as a person would type it: on, 12, garden. A secret is returned in full.
     std::string Typed(const JsonKey& key, const Object& object) const { return TypedValue(key, &object); }
-    // Sets one key from such a text. On an error the object is unchanged.
+    // Sets one key from text that a person typed. On an error a list may have lost its elements; any other value is
+    // unchanged. Does not call the table's check.
     [[nodiscard]] Result<void> SetTyped(Object& object, std::string_view name, std::string_view typed) const
     {
         return SetTypedValue(*this->Shape(), &object, name, typed);
@@ -169,7 +176,8 @@ private:
     }
 };
 
-// A single value. read stores it, or returns what is wrong with it ("is out of range") and stores nothing.
+// The kind of a single value. allowed: the allowed values, as faults show them. read: stores the value, or returns what
+// is wrong with it ("is out of range") and stores nothing.
 template <typename T>
 JsonKind<T> ValueKind(std::string allowed, std::function<std::string(const cJSON& json, T& out)> read,
                       std::function<Json(const T& value)> write)
@@ -196,8 +204,8 @@ inline JsonKind<bool> FlagKind()
         [](bool value) { return Json(cJSON_CreateBool(value ? 1 : 0)); });
 }
 
-// A whole number from least to most, both within 2^53: an integer, an enum, or a duration in its own unit. note follows
-// the range ("0 picks a free port").
+// A whole number from least to most, both within 2^53. T is an integer, an enum, or a duration, which is written as its
+// count. note follows the range in faults ("0 picks a free port").
 template <typename T>
 JsonKind<T> WholeNumberKind(int64_t least, int64_t most, const std::string& note = "")
 {
@@ -219,7 +227,8 @@ JsonKind<T> WholeNumberKind(int64_t least, int64_t most, const std::string& note
         });
 }
 
-// The version of a format, of which newest is the only one that is read: a higher one is named as such.
+// The version number of a file format. Only newest is accepted; the fault of a higher number says that a newer version
+// of this program made the file.
 inline JsonKind<int> FormatVersionKind(int newest)
 {
     return ValueKind<int>(
@@ -234,8 +243,8 @@ inline JsonKind<int> FormatVersionKind(int newest)
         [](int version) { return Json(cJSON_CreateNumber(version)); });
 }
 
-// A text that stands for a T: parse as read of ValueKind, and print as the way back. What parse returns for a secret
-// must not hold the text.
+// A text that stands for a T. parse works like read of ValueKind, and print is its inverse. For a secret, the fault
+// that parse returns must not contain the text.
 template <typename T>
 JsonKind<T> ParsedTextKind(std::string allowed, std::function<std::string(const std::string& text, T& out)> parse,
                            std::function<std::string(const T& value)> print)
@@ -252,7 +261,8 @@ JsonKind<T> ParsedTextKind(std::string allowed, std::function<std::string(const 
     return JsonKind<T>(std::move(shape));
 }
 
-// A text as it is. wrong: what is wrong with one ("is empty"), or empty; without it every text is right.
+// Any text. wrong: returns what is wrong with a text ("is empty"), or an empty string. Without wrong, every text is
+// allowed.
 inline JsonKind<std::string> TextKind(std::string allowed, std::function<std::string(const std::string&)> wrong = {})
 {
     return ParsedTextKind<std::string>(
@@ -272,7 +282,7 @@ inline JsonKind<std::string> FilledTextKind()
     return TextKind("a text that is not empty", [](const std::string& text) { return text.empty() ? "is empty" : ""; });
 }
 
-// One of the words of a table.
+// A text that is one of the names in a table.
 template <typename T, size_t count>
 JsonKind<T> NamedKind(const NamedValue<T> (&names)[count])
 {
@@ -296,7 +306,7 @@ JsonKind<T> NamedKind(const NamedValue<T> (&names)[count])
         [table](const T& value) { return NameOf(table, value); });
 }
 
-// A list of any length. allowed: "a list of paths".
+// A list of any length. allowed: how faults describe it, such as "a list of paths".
 template <typename T>
 JsonKind<std::vector<T>> ListKind(const JsonKind<T>& element, std::string allowed)
 {

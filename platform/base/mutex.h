@@ -1,5 +1,5 @@
-// Mutex, MutexLock, CondVar and SharedMutex: the standard ones with clang's thread-safety annotations, so that a member
-// marked GUARDED_BY(mutex_) is checked at compile time (clang -Wthread-safety). Any thread.
+// Mutex, MutexLock, CondVar and SharedMutex: the standard types with clang's thread-safety annotations. Clang checks at
+// compile time (-Wthread-safety) that a member marked GUARDED_BY(mutex_) is used only while mutex_ is held. Any thread.
 // https://releases.llvm.org/14.0.0/tools/clang/docs/ThreadSafetyAnalysis.html
 #pragma once
 
@@ -55,16 +55,16 @@ public:
     MutexLock(const MutexLock&) = delete;
     MutexLock& operator=(const MutexLock&) = delete;
 
-    // Unlocks for a call that must not run under the lock; Lock locks again.
+    // Releases the mutex before a call that must not run under it. Lock acquires the mutex again.
     void Unlock() RELEASE()
     {
-        DISTNET_ASSERT(held_, "only a held lock is let go");
+        DISTNET_ASSERT(held_, "Unlock is called while the mutex is held");
         held_ = false;
         mutex_.unlock();
     }
     void Lock() ACQUIRE()
     {
-        DISTNET_ASSERT(!held_, "a held lock is not taken again");
+        DISTNET_ASSERT(!held_, "Lock is called while the mutex is not held");
         mutex_.lock();
         held_ = true;
     }
@@ -74,7 +74,8 @@ private:
     bool held_ = true;
 };
 
-// Waits release the mutex, which the caller holds before and after. Waits may wake spuriously: loop on a condition.
+// Each wait releases the mutex while it blocks. The caller holds the mutex before and after. Wait and WaitUntil may
+// wake spuriously: call them in a loop that checks the condition.
 class CondVar {
 public:
     void Wait(Mutex& mutex) REQUIRES(mutex)
@@ -84,7 +85,7 @@ public:
         lock.release();
     }
 
-    // False when the deadline has passed.
+    // Returns false when the deadline has passed.
     bool WaitUntil(Mutex& mutex, SteadyTime deadline) REQUIRES(mutex)
     {
         std::unique_lock<std::mutex> lock(mutex.mutex_, std::adopt_lock);
@@ -93,8 +94,9 @@ public:
         return intime;
     }
 
-    // Blocks until the condition holds, for at most limit; returns whether it holds. The condition is a lambda marked
-    // REQUIRES(mutex); that the mutex is held where it is called is beyond the analysis.
+    // Blocks until the condition is true, for at most limit. Returns whether it is true. The condition is a lambda
+    // marked REQUIRES(mutex). The analysis is off in this function, because it cannot see that mutex is held where the
+    // lambda is called.
     template <typename Condition>
     bool WaitFor(Mutex& mutex, std::chrono::nanoseconds limit, const Condition& condition)
         REQUIRES(mutex) NO_THREAD_SAFETY_ANALYSIS
@@ -115,7 +117,7 @@ private:
     std::condition_variable condition_;
 };
 
-// Taken by one writer or by any number of readers. A reader may read what it guards, and no more.
+// Locked by one writer, or by any number of readers at the same time. A reader must not change the guarded data.
 class CAPABILITY("mutex") SharedMutex {
 public:
     void lock() ACQUIRE() { mutex_.lock(); }

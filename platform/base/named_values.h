@@ -1,4 +1,4 @@
-// Words that stand for values in JSON and in answers: one table a kind of value. Constant data; any thread.
+// Tables of names for values, which JSON and answers use. One table for each type of value. Constant data; any thread.
 #pragma once
 
 namespace Vexo {
@@ -9,7 +9,7 @@ struct NamedValue {
     Value value;
 };
 
-// "unknown" for a value without a word. Names: any range of NamedValue.
+// Returns the name of the value, or "unknown" if the table has none. names: any range of NamedValue.
 template <typename Names, typename Value>
 constexpr const char* NameOf(const Names& names, const Value& value)
 {

@@ -1,6 +1,6 @@
-// NeverDestroyed<T>: a global whose destructor does not run: the daemon's threads use it until the process is gone. As
-// a static inside a function it is made at first use; as a namespace's own it is constant-initialised where T allows
-// that, and reaching it costs no check. T says on which threads it is used.
+// NeverDestroyed<T>: a global whose destructor never runs, because the daemon's threads use it until the process ends.
+// A static variable of a function is constructed at its first use. A variable of a namespace is constant-initialised
+// where T allows that, and each access then costs no check. On which threads the value may be used depends on T.
 #pragma once
 
 #include <utility>

@@ -8,8 +8,8 @@
 
 namespace Vexo {
 
-// Nothing for other text, also with spaces or a plus sign around the number, and for a number out of Number's range.
-// base: of an integer, 10 unless given.
+// Returns nullopt for any other text, for spaces or a plus sign around the number, and for a number that Number cannot
+// represent. base: the base of an integer, 10 if absent.
 template <typename Number, typename... Base>
 std::optional<Number> ParseNumber(std::string_view text, Base... base)
 {

@@ -1,7 +1,7 @@
-// Intrusive reference counting: RefBase is the counted base class, sptr<T> the owning pointer.
-// Thread-safe: counts are atomic, so an object may be shared and released from any thread. The object itself is not
-// guarded. An object that is reached through several interfaces inherits RefBase virtually from each of them.
-// A static object that must outlive every sptr is pinned with one IncStrongRef() that nothing releases.
+// Intrusive reference counting: RefBase is the counted base class, sptr<T> the owning pointer. Counts are atomic, so
+// any thread may copy and release an sptr to the same object. Access to the object itself is not synchronised. An
+// object with several interfaces inherits RefBase virtually from each of them. A static object that must outlive every
+// sptr is pinned: call IncStrongRef() once and never release that reference.
 #pragma once
 
 #include <atomic>
@@ -45,7 +45,7 @@ class sptr {
 public:
     sptr() noexcept = default;
     sptr(std::nullptr_t) noexcept {}
-    // Takes one reference; the object must have been made with new (or be pinned).
+    // Acquires one reference. The object must have been created with new, or be pinned (see the top of this file).
     sptr(T* object) noexcept : object_(object) { Acquire(); }
     sptr(const sptr& other) noexcept : object_(other.object_) { Acquire(); }
     sptr(sptr&& other) noexcept : object_(std::exchange(other.object_, nullptr)) {}
@@ -70,7 +70,7 @@ public:
     bool operator==(std::nullptr_t) const noexcept { return object_ == nullptr; }
     bool operator<(const sptr& other) const noexcept { return object_ < other.object_; }
 
-    // The same object seen as U, or an empty pointer when it is none.
+    // Returns a pointer to the same object as a U, or an empty pointer when the object is not a U.
     template <typename U>
     sptr<U> Cast() const
     {

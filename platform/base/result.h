@@ -1,6 +1,6 @@
-// The failure convention of our own code: a function that can fail returns Result<T>, a tl::expected that holds a value
-// or an Error. Code decides by Error::code; Error::message is for a person and for the log. (The system's interfaces
-// keep their integer codes: docs/errors.md.) Value types; any thread.
+// How functions report failure: a function that can fail returns Result<T>, a tl::expected that contains a value or an
+// Error. Callers decide by Error::code; Error::message is for people and for the log. (The interfaces that the service
+// implements and uses return integer codes: docs/errors.md.) Value types; any thread.
 #pragma once
 
 #include <cerrno>
@@ -12,29 +12,29 @@
 namespace Vexo {
 
 enum class ErrorCode : uint8_t {
-    INVALID_ARGUMENT,   // a value is not allowed: a caller's, a person's, a configuration's
-    MALFORMED,          // bytes are not of their format: a file's, a frame's, an answer's
-    NOT_FOUND,          // what was named does not exist
-    ALREADY_EXISTS,     // what was to be made exists, or somebody else has it
-    PERMISSION_DENIED,  // this process or this user may not
-    UNAVAILABLE,        // the other side is not there: a daemon, the bus, a peer
+    INVALID_ARGUMENT,   // a caller, a person or a configuration gave a value that is not allowed
+    MALFORMED,          // the bytes of a file, a frame or an answer are not in the expected format
+    NOT_FOUND,          // the named object does not exist
+    ALREADY_EXISTS,     // the object to create exists already, or its name or address is in use
+    PERMISSION_DENIED,  // this process or this user lacks the permission
+    UNAVAILABLE,        // the other side cannot be reached: a daemon, the bus, a peer
     TIMED_OUT,          // the other side did not answer within the limit
     REFUSED,            // the other side answered with a failure of its own
-    UNTRUSTED,          // a certificate, key or proof does not hold
-    CANCELLED,          // somebody here does not want the result any more
-    EXPIRED,            // it is outside its time of validity by this device's clock
+    UNTRUSTED,          // a certificate, key or proof is not valid
+    CANCELLED,          // the caller no longer wants the result
+    EXPIRED,            // by this device's clock, the validity period is over or has not begun
     SYSTEM,             // the operating system or a library failed: disk, descriptors, memory
 };
 
 struct Error {
     ErrorCode code;
-    std::string message;  // one sentence: what is wrong with what, and what is allowed; never a secret
+    std::string message;  // one sentence: which object has which problem, and what is allowed; never a secret
 };
 
 template <typename T>
 using Result = tl::expected<T, Error>;
 
-// What a function that returns a Result returns when it fails.
+// The return value of a failed function; converts to every Result<T>.
 using Failure = tl::unexpected<Error>;
 
 inline Failure Fail(ErrorCode code, std::string message)
@@ -42,7 +42,7 @@ inline Failure Fail(ErrorCode code, std::string message)
     return Failure(Error{code, std::move(message)});
 }
 
-// What an errno(3) of a system call stands for.
+// Returns the code for an errno(3) of a system call.
 constexpr ErrorCode ErrorCodeOf(int number)
 {
     switch (number) {

@@ -1,5 +1,5 @@
-// The names and numbers of this machine's users and groups. They block on the user database, which may ask a directory
-// server; any thread; no state.
+// Looks up the names and numbers of this machine's users and groups. Functions block on the user database, which may
+// query a directory server; any thread; no state.
 #pragma once
 
 #include <sys/types.h>
@@ -9,11 +9,11 @@
 
 namespace Vexo {
 
-// Nothing for a name that the machine does not know.
+// Return nullopt for an unknown name.
 std::optional<uid_t> FindUser(const std::string& name);
 std::optional<gid_t> FindGroup(const std::string& name);
 
-// The name; the number as text when it has none.
+// Return the name, or the number as text when the user or group has no name.
 std::string UserName(uid_t user);
 std::string GroupName(gid_t group);
 

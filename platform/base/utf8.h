@@ -13,36 +13,37 @@
 
 namespace Vexo {
 
-// True for UTF-8 from the first byte to the last, NUL included. Overlong forms and surrogates are none.
+// Returns true when all of text is valid UTF-8. NUL is valid; overlong forms and surrogates are not.
 bool IsUtf8(std::string_view text);
-// How long the beginning is that is UTF-8.
+// Returns the length in bytes of the longest prefix that is valid UTF-8.
 size_t Utf8PrefixSize(std::string_view text);
-// True when every byte is a character of ASCII that is neither a control character nor DEL.
+// Returns true when every byte is printable ASCII (0x20 to 0x7E).
 bool IsPrintableAscii(std::string_view text);
 
-// Escapes bytes that are no UTF-8, and NUL: what a JSON string and a C string cannot hold. All else stays.
+// Escapes invalid UTF-8 and NUL, which JSON strings and C strings cannot contain. All else stays unchanged.
 std::string EscapeInvalid(std::string_view text);
 
-// Escapes also what moves a cursor or reorders what is read: control characters (C0, DEL, C1), line and paragraph
-// separators, and controls of the writing direction. For terminals and log lines. Escaping twice changes nothing.
+// As EscapeInvalid, but also escapes characters that move the cursor or reorder the text: control characters (C0, DEL,
+// C1), line and paragraph separators, and controls of the writing direction. For terminals and log lines. Escaping
+// twice changes nothing.
 std::string EscapeHidden(std::string_view text);
 
-// Escapes the same and doubles each backslash, so that no two inputs have one result and a reader can undo it. For
-// names that may be any bytes, as an SSID may.
+// As EscapeHidden, but also doubles each backslash, so that different inputs never give the same result and
+// UnescapeBytes can undo it. For names that may contain any bytes, such as an SSID.
 std::string EscapeBytes(std::string_view bytes);
-// Undoes EscapeBytes. Bytes that EscapeBytes would have escaped are taken as they are, as a person types them; \xNN may
-// have upper-case digits. The error says which backslash begins neither \\ nor \xNN.
+// Undoes EscapeBytes. Also accepts text that a person typed, where bytes may be unescaped that EscapeBytes would
+// escape, and the digits of \xNN may be upper-case. The error gives the position of a backslash that begins no escape.
 [[nodiscard]] Result<std::string> UnescapeBytes(std::string_view text);
 
-// JSON text as it may be printed anywhere: hidden characters from DEL on become \uNNNN, which reads back as the same
-// character; a byte that is no UTF-8 reads back as its escape.
+// Makes JSON text safe to print. Hidden characters from DEL upwards become \uNNNN, which a JSON parser reads back as
+// the same character. Invalid UTF-8 is escaped inside its JSON string: a parser reads it back as the text \xNN.
 std::string EscapeJson(std::string_view json);
 
-// How many code points text has; a byte that is no UTF-8 counts as one.
+// Returns the number of code points. Each byte that is not UTF-8 counts as one.
 size_t CodePointCount(std::string_view text);
-// The first count code points, or all of text if it has fewer.
+// Returns the first count code points, or all of text if it has fewer.
 std::string_view FirstCodePoints(std::string_view text, size_t count);
-// The beginning of text, at most maxBytes long, that ends where a character ends.
+// Returns the longest prefix of at most maxBytes bytes that does not end inside a character.
 std::string_view CutToBytes(std::string_view text, size_t maxBytes);
 
 }  // namespace Vexo

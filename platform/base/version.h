@@ -1,5 +1,5 @@
-// The version of this build, for --version, the daemon's first line and the host's status answer.
-// Any thread. The number is set once, in the top CMakeLists.txt.
+// The version of this build, for --version, the daemon's first log line and the host's status answer. Any thread. The
+// number is set once, in the top CMakeLists.txt.
 #pragma once
 
 namespace Vexo {
