@@ -7,7 +7,7 @@ namespace Vexo {
 
 void EndByBreach(const char* condition, const char* contract, const char* file, int line) noexcept
 {
-    // Not through the log, which may be what is broken.
+    // Does not use the log, which may itself be broken.
     std::fprintf(stderr, "%s:%d: contract broken: %s (%s)\n", file, line, contract, condition);
     std::abort();
 }

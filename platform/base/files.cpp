@@ -19,7 +19,7 @@ Failure WriteError(const std::filesystem::path& path, int number)
     return Fail(ErrorCodeOf(number), path.string() + ": cannot be written: " + std::strerror(number));
 }
 
-// A name beside path that no other writer uses.
+// Returns a name in the folder of path that no other writer uses.
 std::filesystem::path TemporaryName(const std::filesystem::path& path)
 {
     std::random_device source;
@@ -38,12 +38,12 @@ Result<void> MakeFolder(const std::filesystem::path& folder, mode_t mode)
     if (Result<void> parent = MakeFolder(folder.parent_path(), mode); !parent) {
         return parent;
     }
-    // The process's umask must not narrow what the caller asked for.
+    // mkdir(2) applies the umask, so chmod(2) sets the mode that the caller asked for.
     if (::mkdir(folder.c_str(), mode) == 0 ? ::chmod(folder.c_str(), mode) == 0
                                            : errno == EEXIST && std::filesystem::is_directory(folder, unknown)) {
         return {};
     }
-    return Fail(ErrorCodeOf(errno), folder.string() + ": the folder cannot be made: " + std::strerror(errno));
+    return Fail(ErrorCodeOf(errno), folder.string() + ": the folder cannot be created: " + std::strerror(errno));
 }
 
 Result<std::string> ReadWholeFile(const std::filesystem::path& path, size_t maxBytes, LastLink link)
@@ -74,7 +74,7 @@ Result<void> WriteFileAtomically(const std::filesystem::path& path, std::string_
     if (!file) {
         return WriteError(path, errno);
     }
-    // The process's umask must not widen or narrow what the caller asked for.
+    // open(2) applies the umask, so fchmod(2) sets the mode that the caller asked for.
     const bool written = ::fchmod(file.Get(), mode) == 0 && WriteAll(file.Get(), text) &&
                          (sync == Sync::LATER || ::fsync(file.Get()) == 0);
     const int number = errno;

@@ -18,7 +18,8 @@ namespace {
 
 constexpr uint32_t FOLDER_EVENTS =
     IN_CREATE | IN_MOVED_TO | IN_MOVED_FROM | IN_CLOSE_WRITE | IN_ATTRIB | IN_DELETE | IN_MOVE_SELF | IN_ONLYDIR;
-// Of an ancestor of a folder that is gone: what may bring it back, or take the ancestor away too.
+// Events of the ancestor that is watched while the folder is missing: the folder may appear again, or the ancestor may
+// be moved away.
 constexpr uint32_t ANCESTOR_EVENTS = IN_CREATE | IN_MOVED_TO | IN_MOVE_SELF | IN_ONLYDIR;
 constexpr int NOT_WATCHED = -1;
 
@@ -73,7 +74,8 @@ private:
 
     void OnEvent(const inotify_event& event, const std::string& name)
     {
-        // The kernel ends the watch of what is removed or unmounted; of what is moved away, this side does.
+        // The kernel removes the watch of a folder that is removed or unmounted (IN_IGNORED). The watch of a folder
+        // that is moved away remains until Forget removes it.
         const bool isGone = (event.mask & (IN_IGNORED | IN_MOVE_SELF)) != 0;
         if ((event.mask & IN_Q_OVERFLOW) != 0) {
             callback_("");
@@ -87,7 +89,7 @@ private:
         }
     }
 
-    // Watches the folder again, or its nearest ancestor until the folder is back.
+    // Watches the folder again. While it is missing, watches its nearest existing ancestor.
     void WatchAgain()
     {
         for (;;) {
@@ -105,7 +107,7 @@ private:
             if (known != NOT_WATCHED) {
                 (void)::inotify_rm_watch(inotify_.Get(), known);
             }
-            // The folder may have come back before the ancestor was watched.
+            // Try again: the folder may have appeared before its ancestor was watched.
         }
     }
 
@@ -131,10 +133,10 @@ private:
     const UniqueFd inotify_;
     const UniqueFd stop_;
     const Callback callback_;
-    // The thread's.
+    // Used only on thread_.
     int folderWatch_;
     int ancestorWatch_ = NOT_WATCHED;
-    std::thread thread_;  // last: it uses the others
+    std::thread thread_;  // last, because it uses the other members
 };
 
 }  // namespace

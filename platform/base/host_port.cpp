@@ -20,7 +20,7 @@ bool IsHostName(std::string_view text)
     });
 }
 
-// With or without a scope: an interface's name or number.
+// Whether text is an IPv6 address, with or without a scope: "%" and an interface's name or number.
 bool IsIpv6Address(const std::string& text)
 {
     const size_t scope = std::min(text.find('%'), text.size());

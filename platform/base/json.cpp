@@ -10,7 +10,7 @@ std::string Escaped(const PrintedJson& text)
     return text ? EscapeJson(text.get()) : "";
 }
 
-// Line and column, in bytes, both from 1.
+// Returns "LINE:COLUMN" of the offset, both counted from 1, the column in bytes.
 std::string PlaceOf(std::string_view text, size_t offset)
 {
     const std::string_view before = text.substr(0, offset);
@@ -19,7 +19,7 @@ std::string PlaceOf(std::string_view text, size_t offset)
     return std::to_string(line) + ":" + std::to_string(column);
 }
 
-// Where a text of the JSON document holds an escaped NUL; npos when none does.
+// Returns the offset of the first \u0000 escape in valid JSON, or npos.
 size_t FindEscapedNul(std::string_view json)
 {
     for (size_t at = json.find('\\'); at != std::string_view::npos; at = json.find('\\', at + 2)) {
@@ -39,7 +39,7 @@ Result<Json> ParseWholeJson(const std::string& text)
     }
     const char* stop = text.c_str();
     Json value(cJSON_ParseWithLengthOpts(text.c_str(), text.size() + 1, &stop, 1));
-    // The parser takes a NUL for a space, or for the end of a name or text.
+    // cJSON reads a NUL byte as white space, or as the end of a string.
     size_t offset = text.find('\0');
     if (value == nullptr) {
         offset = std::min(offset, static_cast<size_t>(stop - text.c_str()));
@@ -49,7 +49,7 @@ Result<Json> ParseWholeJson(const std::string& text)
         }
         return value;
     }
-    // Of a text without its closing quote the parser names the beginning.
+    // For a string without a closing quote, cJSON reports the position after its opening quote.
     const bool isUnclosed = offset > 0 && text[offset - 1] == '"' && text.find('"', offset) == std::string::npos;
     if (offset >= text.size() || isUnclosed) {
         return Fail(ErrorCode::MALFORMED,

@@ -28,7 +28,8 @@ const JsonKey* FindKey(const JsonShape& shape, std::string_view name)
     return found != shape.keys.end() ? &*found : nullptr;
 }
 
-// "sims" and "sims.0" are groups of "sims.0.state", and "" of every key.
+// Whether a key belongs to a group, which is the beginning of a dotted name: "sims.0.state" belongs to "sims" and to
+// "sims.0". Every key belongs to the group "".
 bool IsInGroup(const JsonKey& key, const std::string& group)
 {
     return group.empty() || key.name.starts_with(group + ".");
@@ -45,14 +46,14 @@ bool IsListGroup(const JsonShape& shape, const std::string& group)
     return FindKey(shape, first) != nullptr || IsGroup(shape, first);
 }
 
-// The part of a key's name that follows the group.
+// Returns the part of the key's dotted name that follows the group, up to the next dot.
 std::string NameInGroup(const JsonKey& key, const std::string& group)
 {
     const size_t start = group.empty() ? 0 : group.size() + 1;
     return key.name.substr(start, key.name.find('.', start) - start);
 }
 
-// "\"socket\", \"socket_mode\"".
+// Returns the quoted names that a group has: "\"socket\", \"socket_mode\"".
 std::string NamesInGroup(const JsonShape& shape, const std::string& group)
 {
     std::string names;
@@ -77,7 +78,7 @@ std::string Cut(const std::string& text)
     return text.size() <= MAX_SHOWN_BYTES ? text : std::string(CutToBytes(text, MAX_SHOWN_BYTES)) + "…";
 }
 
-// Lists and objects are named only: a secret may be inside, and what is wrong with them is their kind.
+// Returns the value as faults show it. Shows only the type of a list or an object, because a secret may be inside.
 std::string Shown(const cJSON& json, bool isSecret)
 {
     if (cJSON_IsArray(&json) || cJSON_IsObject(&json)) {
@@ -99,7 +100,8 @@ bool CanBeAKey(const std::string& name)
     });
 }
 
-// "unknown key" with the closest known one, or else the names that its group has.
+// Returns "unknown key" with the closest known key, or else with the names that its group has. Returns "no key by
+// itself" if the name is a group.
 std::string UnknownKey(const JsonShape& shape, const std::string& name)
 {
     if (IsGroup(shape, name)) {
@@ -126,7 +128,7 @@ std::string UnknownKey(const JsonShape& shape, const std::string& name)
 // Walks a document once, fills the target and collects every fault.
 class Walk {
 public:
-    // name: where the value stands in the document; empty for all of it.
+    // name: the value's dotted name in the document; empty for the whole document.
     void Read(const JsonShape& shape, const cJSON& json, void* target, const std::string& name)
     {
         if (shape.element != nullptr) {
@@ -149,8 +151,8 @@ private:
     struct Object {
         const JsonShape& shape;
         void* target;
-        const std::string& name;       // where it stands in the document
-        std::set<std::string>& given;  // its keys and groups that the document has
+        const std::string& name;       // the object's dotted name in the document
+        std::set<std::string>& given;  // the keys and groups that were read so far
     };
 
     void ReadList(const JsonShape& shape, const cJSON& json, void* list, const std::string& name)
@@ -187,7 +189,7 @@ private:
         }
     }
 
-    // Reads the members of an object that belong to a group: "" for the object itself.
+    // Reads the JSON object or list of a group; group "" is the whole object.
     void ReadGroup(const Object& object, const cJSON& json, const std::string& group)
     {
         const bool isList = IsListGroup(object.shape, group);
@@ -230,7 +232,7 @@ private:
     std::vector<std::string> faults_;
 };
 
-// The group's object or list below json, made when it is not there yet.
+// Returns the JSON object or list of the group inside json. Creates it and its parents if they are missing.
 cJSON* GroupBelow(const JsonShape& shape, cJSON* json, const std::string& group)
 {
     if (group.empty()) {
@@ -251,7 +253,7 @@ cJSON* GroupBelow(const JsonShape& shape, cJSON* json, const std::string& group)
 
 Json WriteMember(const JsonKey& key, const void* object)
 {
-    // The accessor gives a reference into the object and changes nothing.
+    // const_cast is safe: member returns a reference into the object and changes nothing.
     return WriteValue(*key.shape, key.member(const_cast<void*>(object)));
 }
 
@@ -330,7 +332,7 @@ Result<void> SetTypedValue(const JsonShape& shape, void* object, std::string_vie
             value = ParseWholeJson(text).value_or(nullptr);
         }
         if (!value) {
-            // What is no JSON is refused as a text where another kind belongs.
+            // Text that is not JSON becomes a JSON string, and a kind for another type then reports a fault.
             value.reset(cJSON_CreateString(text.c_str()));
         }
         walk.Read(*key->shape, *value, key->member(object), key->name);

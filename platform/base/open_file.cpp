@@ -28,7 +28,7 @@ void KeepStandardStreams()
 {
     for (const int fd : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (::fcntl(fd, F_GETFD) < 0) {
-            (void)::open("/dev/null", O_RDONLY);  // takes the lowest number that is free, which is this one
+            (void)::open("/dev/null", O_RDONLY);  // open returns the lowest free number, which is fd
         }
     }
 }

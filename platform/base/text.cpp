@@ -9,7 +9,8 @@
 namespace Vexo {
 namespace {
 
-// Three rows of the alignment table are enough: a swap of neighbours reaches back two.
+// Keeps only three rows of the alignment table: a swap of two neighbouring letters needs the row before the previous
+// one.
 size_t AlignmentDistance(std::string_view left, std::string_view right)
 {
     std::vector<size_t> beforePrevious(right.size() + 1);

@@ -9,7 +9,8 @@
 namespace Vexo {
 namespace {
 
-// One member of the record that lookUp, a function of getpwnam_r(3) or getgrnam_r(3), finds for the key.
+// Returns one member of the record that lookUp finds for key. lookUp is a function such as getpwnam_r(3) or
+// getgrnam_r(3).
 template <typename Value, typename Record, typename Member, typename Key, typename LookUp>
 std::optional<Value> Find(LookUp lookUp, Key key, Member Record::*member)
 {

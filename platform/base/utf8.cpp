@@ -31,8 +31,8 @@ bool IsHidden(char32_t character)
                        [character](const Range& range) { return character >= range.first && character <= range.last; });
 }
 
-// Calls visit with each code point and its bytes, and with each byte that is no UTF-8 and no code point, in order,
-// while visit returns true.
+// Calls visit for each character in order, until visit returns false. visit receives a code point and its bytes, or
+// nullopt and a single byte that is not UTF-8.
 template <typename Visit>
 void ForEachCharacter(std::string_view text, Visit visit)
 {
@@ -145,7 +145,7 @@ std::string EscapeJson(std::string_view json)
     out.reserve(json.size());
     ForEachCharacter(json, [&out](std::optional<char32_t> character, std::string_view bytes) {
         if (!character) {
-            out += '\\';  // of the escape itself, in JSON's notation
+            out += '\\';  // JSON writes a backslash as two
             AppendEscaped(out, bytes);
         } else if (*character >= DELETE && IsHidden(*character)) {
             out += "\\u";
