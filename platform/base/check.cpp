@@ -5,7 +5,7 @@
 
 namespace Vexo {
 
-void EndByBreach(const char* condition, const char* contract, const char* file, int line) noexcept
+void AbortOnBrokenContract(const char* condition, const char* contract, const char* file, int line) noexcept
 {
     // Does not use the log, which may itself be broken.
     std::fprintf(stderr, "%s:%d: contract broken: %s (%s)\n", file, line, contract, condition);

@@ -7,12 +7,13 @@
 
 namespace Vexo {
 
-[[noreturn]] void EndByBreach(const char* condition, const char* contract, const char* file, int line) noexcept;
+[[noreturn]] void AbortOnBrokenContract(const char* condition, const char* contract, const char* file,
+                                        int line) noexcept;
 
 }  // namespace Vexo
 
 #define DISTNET_CHECK(condition, contract) \
-    ((condition) ? static_cast<void>(0) : ::Vexo::EndByBreach(#condition, contract, __FILE__, __LINE__))
+    ((condition) ? static_cast<void>(0) : ::Vexo::AbortOnBrokenContract(#condition, contract, __FILE__, __LINE__))
 
 #ifdef NDEBUG
 #define DISTNET_ASSERT(condition, contract) static_cast<void>(sizeof((condition) ? 1 : 0))
