@@ -1,9 +1,12 @@
-// Accounts and enrolment by files in standard formats; private keys never leave their device. On the first device
-// CreateAccount; on each further one MakeRequest (PKCS#10, RFC 2986), then Admit on the device that holds the account's
-// key (CMS, RFC 5652: both certificates, X.509, the link keys and the account's state, signed by the account's key and
-// encrypted for the device's), then Install. The formats: docs/enrolment.md. Functions block on the disk and on key
-// generation; any thread. A failure at any moment leaves the device as it was, or with an enrolment that the same call
-// completes.
+// Accounts, and enrolment by files in standard formats. Private keys never leave their device. The steps:
+//   1. The first device calls CreateAccount. It holds the account's key.
+//   2. Each further device calls MakeRequest, which returns a request (PKCS#10, RFC 2986).
+//   3. The device that holds the account's key calls Admit, which returns an answer (CMS, RFC 5652).
+//   4. The new device calls Install with the answer.
+// The answer contains both X.509 certificates, the link keys and the account's state. It is signed by the account's key
+// and encrypted for the new device's key. The formats: docs/enrolment.md. Functions block on the disk and on key
+// generation; any thread. After a failure at any moment, the device is unchanged, or has a partial enrolment that the
+// same call completes.
 #pragma once
 
 #include <chrono>
@@ -20,36 +23,45 @@ inline constexpr std::chrono::hours ACCOUNT_VALIDITY{24 * 3652};
 inline constexpr std::chrono::hours DEVICE_VALIDITY{24 * 3652};
 inline constexpr size_t MAX_ACCOUNT_NAME = 64;  // X.520 upper bound of a common name
 
-// Makes an account named accountName with its first link key and its first state, and enrols this device under
-// deviceName. If the folder holds an account's key already, no account is made: the device gets the certificate and the
-// link key if they are missing, and accountName must be the name of that account. Refused when the device has an
-// account and nothing is missing.
+// Creates an account named accountName with its first link key and its first state, and enrols this device as
+// deviceName. If the folder contains an account's key already, the function does not create another account: it creates
+// the missing certificate or link key of this device, and accountName must be the name of that account. ALREADY_EXISTS:
+// the device has an account and nothing is missing, or the key belongs to an account of another name.
 [[nodiscard]] Result<void> CreateAccount(const std::filesystem::path& folder, const std::string& accountName,
                                          const std::string& deviceName);
 
-// A PEM PKCS#10 request for this device's key. Refused when the device has an account and its link key.
+// Returns a PKCS#10 request in PEM for this device's key. ALREADY_EXISTS when the device has an account and its link
+// key.
 [[nodiscard]] Result<std::string> MakeRequest(const std::filesystem::path& folder, const std::string& deviceName);
 
 struct AdmitOptions {
-    uint16_t type = 0;  // the new member's, as in HELLO; 0: unknown
+    uint16_t type = 0;  // device type of the new member, as in the HELLO frame (docs/link.md); 0: unknown
     std::chrono::hours validity = DEVICE_VALIDITY;
     const Clock* clock = &Clock::System();
 };
 
-// Checks the request's own signature, makes its key a member under the request's name, and issues a certificate, valid
-// from now for validity, but no longer than the account. The account's new state is stored before the answer returns,
-// in PEM; the answer holds the state and the link keys, encrypted: a file of mode 0600. The same key may be admitted
-// again and stays the member that it is. ALREADY_EXISTS: the name is another member's; the message suggests FreeName.
-// REFUSED: the account removed that key. NOT_FOUND, UNAVAILABLE: membership.h. EXPIRED: the account.
+// Makes the device that sent the request a member, under the name in the request, and returns an answer in PEM for
+// Install. The answer contains a certificate that is valid for options.validity from now, but no longer than the
+// account's. It also contains the state and the link keys, encrypted; its file needs mode 0600. The account's new state
+// is on disk when Admit returns. A device that is a member already may be admitted again, and keeps its name. Errors:
+//   MALFORMED, UNTRUSTED, INVALID_ARGUMENT: the request is not valid (enrolment_request.h)
+//   ALREADY_EXISTS: another member has the name; the message suggests the name from FreeName
+//   REFUSED: the account removed the device's key, or this device
+//   NOT_FOUND, UNAVAILABLE: this device cannot change the account (membership.h)
+//   EXPIRED: the account's certificate has expired
 [[nodiscard]] Result<std::string> Admit(const std::filesystem::path& folder, const std::string& requestPem,
                                         const AdmitOptions& options = {});
 
-// A name that no member has: name itself, or with a number behind it.
+// Returns name if no member has it, else name with a number appended.
 std::string FreeName(const AccountState& state, const std::string& name);
 
-// Installs the answer that Admit made. Refused when it is no such answer or damaged (MALFORMED), for another key or
-// signed by another (UNTRUSTED), EXPIRED, or the device has an account already (ALREADY_EXISTS); a device that lacks
-// only its link key takes an answer of its own account.
+// Installs an answer that Admit returned. A device that lacks only its link key accepts an answer of its own account.
+// Errors:
+//   MALFORMED: not an answer, or damaged
+//   UNTRUSTED: for another device's key, or not signed by the account's key
+//   INVALID_ARGUMENT: the account's state in the answer has a newer format
+//   EXPIRED: a certificate is not valid now
+//   ALREADY_EXISTS: this device has an account, or an account's key
 [[nodiscard]] Result<void> Install(const std::filesystem::path& folder, const std::string& answerPem);
 
 }  // namespace Vexo::Trust

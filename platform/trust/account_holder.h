@@ -1,5 +1,6 @@
-// The device that holds an account's key, at work on the account's state: from the reading of the identity folder to
-// the writing of a new state its lock is held. Used by platform/trust only. Functions block on the disk; any thread.
+// Changes to an account's state, on the device that holds the account's key. An AccountHolder keeps the identity folder
+// locked from the time it is read until the new state is written. Used by platform/trust only. Functions block on the
+// disk; any thread.
 #pragma once
 
 #include <filesystem>
@@ -13,9 +14,10 @@
 
 namespace Vexo::Trust {
 
-// Marker: the state was made for an account that had members before there were states.
+// Marker file: the account may have members that its state does not list, because they were enrolled before states
+// existed or because the state was lost.
 inline constexpr const char* OLDER_ACCOUNT_FILE = "older-account";
-// Marker: this device was restored from a backup, and has not met another member yet.
+// Marker file: this device was restored from a backup, or lost its state, and has not met another member yet.
 inline constexpr const char* RESTORED_FILE = "restored";
 
 struct AccountHolder {
@@ -23,37 +25,40 @@ struct AccountHolder {
     std::filesystem::path folder;
     Identity identity;
     PrivateKey accountKey;
-    AccountState state;         // the caller changes it
-    bool isFirstState = false;  // the account is of an older version, and has no state yet
+    AccountState state;         // the caller changes it before StoreState
+    bool isFirstState = false;  // an older version made the account, which has no state yet
 };
 
-// The key is on this device, but the account's state names another as the holder: an error; allowed; or allowed because
-// this device was restored to take its place.
+// What OpenHolder does when the account's state names another device as the holder:
+//   REFUSED   fails
+//   ALLOWED   continues
+//   REPLACED  continues, also on a restored device, which takes the place of that holder
 enum class OtherHolder { REFUSED, ALLOWED, REPLACED };
 
-// NOT_FOUND without the account's key; UNAVAILABLE while this device has to meet another member first, because it was
-// restored or has lost its state; REFUSED when the account removed this device.
+// Locks the folder, and loads the identity, the account's key and the state. NOT_FOUND: this device does not hold the
+// account's key, or has no link key. REFUSED: the account removed this device. UNAVAILABLE: this device must meet
+// another member first, because it was restored or has lost its state.
 [[nodiscard]] Result<AccountHolder> OpenHolder(const std::filesystem::path& folder, const Clock& clock,
                                                OtherHolder other = OtherHolder::REFUSED);
-// Signs holder.state as the next one and writes it; returns the new identity.
+// Signs holder.state as the next state and writes it. Returns the new identity.
 [[nodiscard]] Result<Identity> StoreState(AccountHolder& holder, const Clock& clock);
 
-// The identity of a folder that is locked for writing; key and id are made if they are missing.
+// An identity, with the lock of its folder for writing.
 struct LockedIdentity {
     UniqueFd lock;
     Identity identity;
 };
 [[nodiscard]] Result<LockedIdentity> LockIdentity(const std::filesystem::path& folder);
-// The error for a device that belongs to an account already.
+// Returns the error for a device that belongs to an account already.
 Failure HasAccount(const std::filesystem::path& folder, const Identity& identity);
 
-// The time by the clock, or of the newest state, if the clock was set back behind that.
+// Returns the time by the clock, or the time of state when the clock was set back behind it.
 std::chrono::sys_seconds TimeOfChange(const AccountState& state, const Clock& clock);
-// This device as a member, by the name in its certificate.
+// Returns this device as a member, with the name in its certificate.
 Member SelfOf(const Identity& identity, const Clock& clock);
-// A state with that device as its only member and holder. Its number is not set.
+// Returns a state whose only member is the holder. Its number is 0.
 AccountState FirstState(X509* account, const LinkKeys& linkKeys, const Member& holder);
-// Sets the state's number, also where it is 0 in a new RemovedKey, and signs.
+// Gives the state its number, and gives the same number to each RemovedKey that has none (0). Then signs the state.
 [[nodiscard]] Result<SignedStatePtr> SignNext(AccountState state, X509* account, EVP_PKEY* accountKey,
                                               const Clock& clock);
 

@@ -1,5 +1,6 @@
-// The answer to a request to join (docs/enrolment.md): CMS (RFC 5652) in PEM, encrypted for the new device's key around
-// what the account's key signed. Used by platform/trust only. Functions without state that do not block; any thread.
+// The answer to an enrolment request (docs/enrolment.md), as CMS (RFC 5652) in PEM: a text that the account's key
+// signed, encrypted for the new device's key. Used by platform/trust only. Functions without state that do not block;
+// any thread.
 #pragma once
 
 #include <string>
@@ -20,19 +21,21 @@ struct EnrolmentAnswer {
     SignedStatePtr state;  // null in an answer of version 1
 };
 
-// device: the new device's certificate, with its subject key identifier. accountKey: the key of answer.account.
+// Signs and encrypts the answer. answer.device must have a subject key identifier. accountKey: the key of
+// answer.account.
 [[nodiscard]] Result<std::string> SealAnswer(const EnrolmentAnswer& answer, EVP_PKEY* accountKey);
 
-// Decrypts and decodes the answer, and checks that the account named in it signed it and that link keys and state are
-// of that account. The caller must check the certificates. MALFORMED when pem is no such answer or is damaged,
-// UNTRUSTED when it is for another key or signed by another, INVALID_ARGUMENT when it is of a newer format.
+// Decrypts and decodes the answer. Checks that the account named in it signed it, and that link keys and state belong
+// to that account. The caller must check the certificates. MALFORMED: not an answer, damaged, or a newer format of the
+// answer. UNTRUSTED: for another key, or not signed by that account's key. INVALID_ARGUMENT: the state in it has a
+// newer format.
 [[nodiscard]] Result<EnrolmentAnswer> OpenAnswer(const std::string& pem, EVP_PKEY* deviceKey);
 
-// Its layers. Innermost a JSON object;
+// The inner layer of an answer: a JSON object.
 SecretText PrintAnswer(const EnrolmentAnswer& answer);
 [[nodiscard]] Result<EnrolmentAnswer> ParseAnswer(const std::string& json);
-// around it SignedData (signed_text.h);
-// and around that AuthEnvelopedData in PEM, for the key of that certificate; empty when OpenSSL fails.
+// The outer layer of an answer: AuthEnvelopedData in PEM around SignedData (signed_text.h), encrypted for the key of
+// the recipient's certificate. Empty when OpenSSL fails.
 std::string EncryptText(const SecretText& text, X509* recipient);
 
 }  // namespace Vexo::Trust

@@ -1,4 +1,4 @@
-// HMAC-SHA256 (RFC 2104) under the keys that an account's link keys give for one purpose (link_key.h). Used by
+// HMAC-SHA256 (RFC 2104) with a key that is derived from a link key for one purpose (link_key.h). Used by
 // platform/trust only. Constant once made: any thread. No call blocks.
 #pragma once
 
@@ -23,26 +23,28 @@ struct MacDeleter {
 
 class Hmac {
 public:
-    // The key for a purpose. False when OpenSSL fails; OpenSslReason says why.
+    // Derives the key for the purpose. When OpenSSL fails, the object converts to false and OpenSslReason returns the
+    // cause.
     Hmac(const LinkKey& linkKey, std::string_view purpose);
     explicit operator bool() const { return keyed_ != nullptr; }
 
-    // The hash of the parts, one after the other: 32 bytes. Empty only when memory is short.
+    // Returns the HMAC of the concatenated parts: 32 bytes. Empty only when memory is short.
     std::string Of(std::initializer_list<std::string_view> parts) const;
 
 private:
-    // Copied for each hash: fetching the algorithm each time would cost more than the hash itself.
+    // A context with the key, copied for each hash: fetching the algorithm each time would cost more than the hash
+    // itself.
     std::unique_ptr<EVP_MAC_CTX, MacDeleter> keyed_;
 };
 
-// The current link key's and the previous one's.
+// The Hmac of the current link key and that of the previous one.
 class LinkHmacs {
 public:
-    // clock outlives the object.
+    // clock must outlive the object.
     [[nodiscard]] static Result<LinkHmacs> Make(const LinkKeys& keys, std::string_view purpose, const Clock& clock);
 
     const Hmac& Current() const { return current_; }
-    // Null when there is none, or when it is no longer valid by the clock.
+    // Null when there is no previous link key, or when it is no longer valid by the clock.
     const Hmac* Previous() const { return previous_ && clock_->WallNow() < previousUntil_ ? &*previous_ : nullptr; }
 
 private:

@@ -1,5 +1,5 @@
-// What `distnetctl doctor` says of a device's identity, from its files alone: by the daemon, and by distnetctl when no
-// daemon answers. Blocks on the disk; any thread; changes nothing.
+// The checks of a device's identity that `distnetctl doctor` shows, made from its files alone. The daemon makes them,
+// or distnetctl itself when no daemon answers. Blocks on the disk; any thread; changes nothing.
 #pragma once
 
 #include <chrono>
@@ -12,12 +12,14 @@ namespace Vexo::Trust {
 
 struct IdentityChecks {
     QuviewDFX::HealthCheck identity;  // key and certificate
-    QuviewDFX::HealthCheck account;   // its name
-    QuviewDFX::HealthCheck clock;     // within the certificate's validity or not; never good: peers are for the caller
-    std::string networkId;            // empty when the identity cannot be loaded
+    QuviewDFX::HealthCheck account;   // the account's name, or what is wrong with the account
+    // Compares the clock with the certificate's validity only. Never healthy: the caller must compare it with peers'
+    // clocks.
+    QuviewDFX::HealthCheck clock;
+    std::string networkId;  // empty when the identity cannot be loaded
 };
 
-// folder: identity/ of the state folder. now: what the clock says.
+// folder: the identity folder, identity/ in the state folder. now: the current time.
 IdentityChecks CheckIdentity(const std::filesystem::path& folder, std::chrono::system_clock::time_point now);
 
 }  // namespace Vexo::Trust

@@ -1,5 +1,5 @@
-// The files of an identity folder: names, and the checks that every read of a secret makes. Used by platform/trust
-// only. Functions block on the disk; any thread.
+// The files of an identity folder: their names, how they are read and written, and the checks before a secret is read.
+// Used by platform/trust only. Functions block on the disk; any thread.
 #pragma once
 
 #include <sys/types.h>
@@ -23,28 +23,28 @@ inline constexpr const char* LINK_KEY_FILE = "link.key";
 
 inline constexpr mode_t SECRET_FILE_MODE = 0600;
 
-// Returns false also if the answer is not known, for example without access to the folder; using the file then fails
-// with the reason.
+// Also returns false when the folder cannot be accessed; opening the file then fails with the cause.
 bool FileExists(const std::filesystem::path& file);
 
-// Goes before the command at the end of a message about a key that others may have read: the command is for the case
-// that nobody did.
+// Precedes the command at the end of a message about a key that other users may have read. The command is right only if
+// nobody has read the key.
 inline constexpr const char* IF_NOT_KNOWN = " If not: ";
-// The end of a message about a damaged or missing file of an identity: which command gives the advice.
+// The end of a message about a damaged or missing file of an identity. Refers to the command that gives advice.
 inline constexpr const char* DOCTOR_KNOWS = "; `distnetctl doctor` says how to repair it";
 
-// Makes the folder (0700) with its parents if it is missing; refuses one that others may enter.
+// Creates the folder (0700) and its parents if it is missing. Refuses a folder that other users can access.
 [[nodiscard]] Result<void> PrepareIdentityFolder(const std::filesystem::path& folder);
 [[nodiscard]] Result<void> CheckIdentityFolder(const std::filesystem::path& folder);
-// READ locks exclude WRITE locks; a WRITE lock excludes all others.
+// Several READ locks may exist at the same time. A WRITE lock excludes all others.
 enum class FolderLock { READ, WRITE };
-// Waits for the lock (flock(2)). It is released when the result is destroyed.
+// Blocks until it has the lock (flock(2)). Destroying the result releases the lock.
 [[nodiscard]] Result<UniqueFd> LockIdentityFolder(const std::filesystem::path& folder, FolderLock kind);
 
 [[nodiscard]] Result<std::string> ReadDeviceIdFile(const std::filesystem::path& file);
-// Reads a secret. Refuses a symbolic link, and a file that others own, can read or can replace.
+// Reads a secret. Refuses a symbolic link. UNTRUSTED: the file belongs to a user who is neither this process's user nor
+// root, or other users can access it.
 [[nodiscard]] Result<SecretText> ReadSecretFile(const std::filesystem::path& file);
-// Whether ReadSecretFile refuses it because others may have read it.
+// Whether ReadSecretFile refuses the file because other users may have read it.
 bool MayBeKnownToOthers(const std::filesystem::path& file);
 [[nodiscard]] Result<PrivateKey> ReadKeyFile(const std::filesystem::path& file);
 [[nodiscard]] Result<Certificate> ReadCertificateFile(const std::filesystem::path& file);

@@ -1,7 +1,7 @@
-// Moves the account's key from its holder to another member, over a link between the two (softbus/account). The
-// receiver stores the key before the sender signs a state that names the new holder, and the sender deletes its own
-// last: an interruption leaves two devices with the key, never none, and the same transfer can be made again. Functions
-// block on the disk; any thread.
+// Moves the account's key from its holder to another member, over a link between the two (platform/softbus/account/).
+// The receiver stores the key. Then the sender signs a state that names the new holder, and deletes its own copy last.
+// An interruption therefore leaves the key on both devices, never on none, and the same transfer can be repeated.
+// Functions block on the disk; any thread.
 #pragma once
 
 #include <filesystem>
@@ -16,12 +16,13 @@ namespace Vexo::Trust {
 
 inline constexpr size_t MAX_KEY_BYTES = 1024;
 
-// On the holder: the account's key for that member, PKCS#8 (RFC 5958) in DER; a secret that the caller must overwrite.
-// NOT_FOUND when this device does not hold the key or networkId is no other member.
+// On the holder: returns the account's key for that member, as PKCS#8 (RFC 5958) in DER. The caller must overwrite this
+// secret. NOT_FOUND: this device does not hold the key, or networkId is not another member.
 [[nodiscard]] Result<std::string> ExportAccountKey(const std::filesystem::path& folder, const std::string& networkId);
-// On the member: stores it. UNTRUSTED when it is not the key of this device's account.
+// On the receiver: stores the key, if it has none yet. UNTRUSTED: not the key of this device's account.
 [[nodiscard]] Result<void> StoreAccountKey(const std::filesystem::path& folder, std::string_view der);
-// On the holder, once the member has stored the key: the state names the member as holder, and the key is deleted here.
+// On the holder, after the member has stored the key: signs a state that names the member as the holder, and deletes
+// the key on this device. Returns the new identity.
 [[nodiscard]] Result<Identity> HandOverAccount(const std::filesystem::path& folder, const std::string& networkId,
                                                const Clock& clock = Clock::System());
 

@@ -1,7 +1,7 @@
-// The link key: a symmetric secret that every device of an account has. It is made with the account and handed out with
-// each enrolment. Its bytes themselves are never used: DeriveKey gives each purpose a key of its own. Link keys are
-// numbered from 1; after a change the key before stays valid until a date, so that a device that has not learned of the
-// change is still understood. No state. Any thread. No call blocks.
+// The link key: a symmetric secret that every device of an account has. It is created with the account, and each
+// enrolment passes it on. Its bytes are never used directly: DeriveKey returns a separate key for each purpose. Link
+// keys are numbered from 1. After a change, the previous key stays valid until a date, so that a device without the new
+// key can still connect. Functions without state. Any thread. No call blocks.
 // Next: link_key_file.h (the file), account.h and docs/enrolment.md (how a device gets the keys).
 #pragma once
 
@@ -39,16 +39,16 @@ struct LinkKeys {
     std::optional<PreviousLinkKey> previous{};  // none before the first change
 };
 
-// A new random key. Fails when the system has no random bytes.
+// Returns a new random key. Fails when the system has no random bytes.
 [[nodiscard]] Result<LinkKey> GenerateLinkKey(uint32_t number);
 
-// HKDF with SHA-256 (RFC 5869): no salt, purpose as info, 32 bytes. Purposes begin with "distnet "; two uses never
-// share one.
+// Derives a key: HKDF with SHA-256 (RFC 5869), no salt, purpose as info, 32 bytes. A purpose begins with "distnet ",
+// and each use has a purpose of its own.
 SecretBytes DeriveKey(const LinkKey& key, std::string_view purpose);
-// The same from a secret of another length.
+// As above, from a secret of any length.
 SecretBytes DeriveKey(std::string_view secret, std::string_view purpose);
 
-// 8 hex characters for people to compare on two devices; they do not lead to the key.
+// Returns 8 hex characters for people to compare on two devices. The key cannot be computed from them.
 std::string FingerprintOf(const LinkKey& key);
 
 }  // namespace Vexo::Trust

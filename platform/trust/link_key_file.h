@@ -1,5 +1,6 @@
-// link.key, an account's link keys as JSON (docs/enrolment.md); the answer to an enrolment holds the same object. Used
-// by platform/trust only. Functions block on the disk; any thread. No message shows a byte of a key.
+// The file link.key: an account's link keys as JSON (docs/enrolment.md). The answer to an enrolment request contains
+// the same JSON object. Used by platform/trust only. Functions block on the disk; any thread. No error message contains
+// a byte of a key.
 #pragma once
 
 #include <chrono>
@@ -14,9 +15,9 @@ namespace Vexo::Trust {
 // The members of the JSON object.
 struct LinkKeyRecord {
     int version = 1;
-    std::string account{};  // the network id of the account's key: which account the keys are of
+    std::string account{};  // network id of the account's key: the account that the link keys belong to
     LinkKey current{};
-    LinkKey previous{};                         // number 0: there is none
+    LinkKey previous{};                         // number 0: no previous key
     std::chrono::seconds previousValidUntil{};  // since 1970, UTC
 
     LinkKeys Keys() const;
@@ -25,12 +26,14 @@ struct LinkKeyRecord {
 LinkKeyRecord RecordOf(const LinkKeys& keys, const std::string& account);
 const JsonKeys<LinkKeyRecord>& LinkKeyRecordKeys();
 
-// What the JSON of other files of an account has, too: a format's version, a network id, and the last of its times.
+// The JSON of an account's other files uses these, too. IsNewerFormat returns whether the object's "version" is higher
+// than version.
 bool IsNewerFormat(const std::string& json, int version);
 JsonKind<std::string> IdKind();
-inline constexpr int64_t LAST_SECOND = 253'402'300'799;  // the end of the year 9999
+inline constexpr int64_t LAST_SECOND = 253'402'300'799;  // largest time: the end of the year 9999
 
-// Checked as the other secrets are (identity_files.h), and for its format. INVALID_ARGUMENT: a newer format.
+// Reads the file with ReadSecretFile (identity_files.h) and decodes it. INVALID_ARGUMENT: the format is newer.
+// MALFORMED: damaged.
 [[nodiscard]] Result<LinkKeyRecord> ReadLinkKeyFile(const std::filesystem::path& file);
 [[nodiscard]] Result<void> WriteLinkKeyFile(const std::filesystem::path& file, const LinkKeyRecord& record);
 

@@ -1,9 +1,9 @@
-// What the uses of OpenSSL share: owners for what it allocates, reads and writes of PEM texts, checks of certificates.
-// Used by platform/trust only. Functions without state; any thread. Empty results and null pointers mean failure;
-// OpenSslReason says why.
+// Helpers for OpenSSL: owners of its objects, conversions to and from PEM and DER, and checks of certificates. Used by
+// platform/trust only. Functions without state; any thread. Unless a comment says otherwise, an empty result or a null
+// pointer means failure, and OpenSslReason returns the cause.
 #pragma once
 
-#include <openssl/pem.h>  // before cms.h, which declares its PEM functions only then
+#include <openssl/pem.h>  // before cms.h, which declares its PEM functions only if this one was included
 
 #include <openssl/bio.h>
 #include <openssl/cms.h>
@@ -39,12 +39,12 @@ struct OpenSslObjectDeleter {
 template <typename T>
 using OpenSslPtr = std::unique_ptr<T, OpenSslObjectDeleter>;
 
-// OpenSSL's reason for the last failure on this thread; clears it.
+// Returns the reason of the oldest error in this thread's error queue of OpenSSL, and clears the queue.
 std::string OpenSslReason();
 
-// Reads from the text, which must outlive it. Null only when memory is short.
+// Returns a BIO that reads from text. text must outlive the BIO. Null only when memory is short.
 OpenSslPtr<BIO> ReaderOf(const std::string& text);
-// What was written to a memory BIO.
+// Returns the bytes that were written to a memory BIO.
 std::string WrittenTo(BIO* bio);
 
 PrivateKey GenerateKey();
@@ -53,9 +53,9 @@ std::string KeyToPem(EVP_PKEY* key);
 PrivateKey KeyFromPem(const std::string& pem);
 std::string CertificateToPem(X509* certificate);
 std::string CertificateToDer(X509* certificate);
-// Null also when bytes follow the certificate.
+// Also returns null when bytes follow the certificate.
 Certificate CertificateFromDer(const std::string& der);
-// The certificates of the text in order; empty when there is none or one is damaged.
+// Returns the certificates of the text in order; empty when there is none or one is damaged.
 std::vector<Certificate> CertificatesFromPem(const std::string& pem);
 std::string RequestToPem(X509_REQ* request);
 OpenSslPtr<X509_REQ> RequestFromPem(const std::string& pem);
@@ -69,12 +69,12 @@ std::string CommonNameOf(const X509_NAME* name);
 std::string SignatureOf(const std::string& text, EVP_PKEY* key);
 bool IsSignatureOf(const std::string& signature, const std::string& text, EVP_PKEY* key);
 
-// Checks that anchor's key signed certificate; an error says what is wrong in words.
+// Checks that the key of anchor signed certificate. Ignores validity periods. The error's message says what is wrong.
 [[nodiscard]] Result<void> VerifySignedBy(X509* certificate, X509* anchor);
 // Checks that the clock is within the certificate's validity.
 [[nodiscard]] Result<void> VerifyValidNow(const X509* certificate, const Clock& clock = Clock::System());
-// "certificate has expired", "certificate is not valid yet", "certificate not signed by this account", else OpenSSL's
-// words for an X509_V_ERR code.
+// Returns a text for an X509_V_ERR code: "certificate has expired", "certificate is not valid yet; is the clock
+// right?", "certificate not signed by this account", else the text of OpenSSL.
 std::string VerifyErrorText(long error);
 
 }  // namespace Vexo::Trust

@@ -1,4 +1,4 @@
-// SecretText: a text that holds a secret; its memory is overwritten when it is destroyed. A value type.
+// SecretText: a string that contains a secret. Its memory is overwritten when it is destroyed. A value type.
 #pragma once
 
 #include <openssl/crypto.h>

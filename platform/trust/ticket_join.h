@@ -1,6 +1,5 @@
-// What the two sides of an enrolment by ticket (ticket.h) compute from what they exchange: the commitment, the six
-// digits, and the request in the form in which it travels. Functions without state that do not block; any thread. The
-// conversation: docs/enrolment.md.
+// The values that both sides of an enrolment by ticket (ticket.h) compute: the commitment, the six digits, and the
+// conversion of the request. Functions without state that do not block; any thread. The messages: docs/enrolment.md.
 #pragma once
 
 #include <string>
@@ -22,14 +21,19 @@ struct EnrolmentRequest {
 };
 
 [[nodiscard]] Result<std::string> MakeJoinNonce();
-// By it the joiner settles what it will send before it knows the holder's nonce. Empty only when memory is short.
+// Returns the hash that commits the joiner to its request before it knows the holder's nonce. request: the payload of
+// the JOIN_REQUEST that the joiner will send. Empty only when memory is short.
 std::string JoinCommitment(std::string_view request);
-// The six digits that both devices show. exported: of the TLS link between them, so that somebody who holds the ticket
-// and stands between two links makes two numbers. request: what the commitment hides until the holder's nonce is known;
-// a hash of it would not do, since the commitment shows that. Empty only when memory is short.
+// Returns the six digits that both devices show.
+// exported: key material that TLS exports for the link. An attacker between the devices, who knows the ticket, has one
+// link to each device, so the two devices show different digits.
+// request: the payload of JOIN_REQUEST itself, which stays hidden until the holder's nonce is known. A hash of the
+// request would not do, because the commitment reveals that hash.
+// Empty only when memory is short.
 std::string JoinNumber(const SecretBytes& exported, std::string_view holderNonce, std::string_view request);
 
-// PKCS#10 in PEM as DER, and back; ReadRequest also makes the checks of every enrolment: signature, kind of key, name.
+// RequestToDer converts a PKCS#10 request from PEM to DER. ReadRequest decodes DER and makes the checks of every
+// enrolment (enrolment_request.h): signature, kind of key, name.
 [[nodiscard]] Result<std::string> RequestToDer(const std::string& pem);
 [[nodiscard]] Result<EnrolmentRequest> ReadRequest(std::string_view der);
 
