@@ -24,7 +24,7 @@ namespace {
 
 constexpr long REQUEST_VERSION_1_VALUE = 0;  // RFC 2986
 
-// The account's key of this folder: one that an interrupted creation left behind is used, not replaced.
+// Returns the account's key from the folder, or creates it. Uses a key that an interrupted CreateAccount left behind.
 Result<PrivateKey> EnsureAccountKey(const std::filesystem::path& folder)
 {
     const std::filesystem::path file = folder / ACCOUNT_KEY_FILE;
@@ -41,7 +41,8 @@ Result<PrivateKey> EnsureAccountKey(const std::filesystem::path& folder)
     return key;
 }
 
-// The certificate of that key and name. One of another name is not replaced: every device of the account trusts it.
+// Returns the account's certificate for that key and name, or creates it. Fails when the folder has a certificate for
+// the key under another name, because every device of the account trusts that certificate.
 Result<Certificate> EnsureAccountCertificate(const std::filesystem::path& folder, EVP_PKEY* key,
                                              const std::string& name)
 {
@@ -65,7 +66,8 @@ Result<Certificate> EnsureAccountCertificate(const std::filesystem::path& folder
     return made;
 }
 
-// The link keys of that account: those of the folder, which other devices have, or a first one.
+// Returns the link keys of that account from the folder, because other devices have the same keys. Creates the first
+// one if there are none.
 Result<LinkKeyRecord> EnsureLinkKeys(const std::filesystem::path& folder, X509* account)
 {
     const std::filesystem::path file = folder / LINK_KEY_FILE;
@@ -75,7 +77,7 @@ Result<LinkKeyRecord> EnsureLinkKeys(const std::filesystem::path& folder, X509* 
     }
     if (FileExists(file)) {
         auto kept = ReadLinkKeyFile(file);
-        // Keys of another account are what an interrupted Install has left.
+        // Replaces link keys of another account, which an interrupted Install left behind.
         if (!kept || kept.value().account == accountId) {
             return kept;
         }
@@ -84,7 +86,7 @@ Result<LinkKeyRecord> EnsureLinkKeys(const std::filesystem::path& folder, X509* 
     return made ? RecordOf({made.value()}, accountId) : Result<LinkKeyRecord>(Failure(made.error()));
 }
 
-// Under the folder's lock. The device's certificate last: an enrolment counts from the moment it is there.
+// Call under the folder's lock. Writes the device's certificate last: the device is enrolled once that file exists.
 Result<void> WriteEnrolment(const std::filesystem::path& folder, const EnrolmentAnswer& enrolment)
 {
     if (enrolment.state) {
@@ -102,7 +104,7 @@ Result<void> WriteEnrolment(const std::filesystem::path& folder, const Enrolment
     return WriteCertificateFile(folder / DEVICE_CERTIFICATE_FILE, enrolment.device.get());
 }
 
-// The identity of a device that can be enrolled: it has no account, or lacks its account's link key.
+// Locks and loads the identity of a device that can be enrolled: it has no account, or lacks its account's link key.
 Result<LockedIdentity> LockUnenrolled(const std::filesystem::path& folder)
 {
     auto locked = LockIdentity(folder);
@@ -110,7 +112,7 @@ Result<LockedIdentity> LockUnenrolled(const std::filesystem::path& folder)
                                                         : std::move(locked);
 }
 
-// Checks the certificates of an answer for the device of that identity.
+// Checks that the certificates and the state of an answer are valid for the device with that identity.
 Result<void> CheckAnswer(const std::filesystem::path& folder, const EnrolmentAnswer& answer, const Identity& identity)
 {
     if (X509_check_private_key(answer.device.get(), identity.key.get()) != 1) {
@@ -138,8 +140,8 @@ Result<void> CheckAnswer(const std::filesystem::path& folder, const EnrolmentAns
     return {};
 }
 
-// The state of an account whose key is on this device, with this device as a member and the holder. Null when it is
-// lost: then nothing may be signed before another member has brought it back.
+// Returns the state of an account whose key is on this device, with this device as a member and the holder. Returns
+// null when the state is lost: the device may sign nothing until another member has sent the state.
 Result<SignedStatePtr> EnsureState(const std::filesystem::path& folder, X509* account, EVP_PKEY* accountKey,
                                    const LinkKeys& linkKeys, const Member& self, bool isNewAccount)
 {
@@ -165,7 +167,8 @@ Result<SignedStatePtr> EnsureState(const std::filesystem::path& folder, X509* ac
         return kept;
     }
     if (state.FindMember(self.networkId) == nullptr) {
-        // The holder of this name is this device with the key that it has lost; another member of the name stays.
+        // A holder of this name in the state is this device with its lost key, so that entry is replaced. Another
+        // member of this name stays.
         std::erase_if(state.members, [&](const Member& member) {
             return member.networkId == state.holder && member.name == self.name;
         });
@@ -178,8 +181,9 @@ Result<SignedStatePtr> EnsureState(const std::filesystem::path& folder, X509* ac
     return SignNext(std::move(state), account, accountKey, clock);
 }
 
-// For a device that holds the account's key, and whose link key is lost. When its state was lost with it, no member can
-// bring the state back, since none knows the new key: members are enrolled again, into a new state.
+// Creates the link key of a device that holds the account's key and has lost its link key. If the device has lost its
+// state too, no member can send the state, because no member has the new link key. The device then starts a new state,
+// and the members must be enrolled again.
 Result<void> MakeMissingLinkKey(const std::filesystem::path& folder, const Identity& identity, EVP_PKEY* accountKey,
                                 const LinkKeyRecord& linkKeys)
 {
@@ -196,7 +200,7 @@ Result<void> MakeMissingLinkKey(const std::filesystem::path& folder, const Ident
     return made ? WriteStateFiles(folder, *made.value()) : Failure(made.error());
 }
 
-// Adds the member to the state; one that is there already keeps its entry. Returns the member's name.
+// Adds the member to the state, unless the device is a member already. Returns the member's name in the state.
 Result<std::string> AddMember(AccountState& state, Member member)
 {
     if (const RemovedKey* const removed = state.FindRemoved(member.networkId)) {
@@ -359,7 +363,7 @@ Result<void> Install(const std::filesystem::path& folder, const std::string& ans
                         ": this device was making an account of its own; complete that, or move the key away");
     }
     if (!identity.HasCertificate()) {
-        // Left by an enrolment that was interrupted, of any account.
+        // Deletes what an interrupted enrolment left behind, of whichever account.
         std::error_code ignored;
         for (const char* const name : {STATE_FILE, STATE_NUMBER_FILE, REMOVAL_FILE}) {
             std::filesystem::remove(folder / name, ignored);

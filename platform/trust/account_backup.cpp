@@ -22,10 +22,10 @@ namespace Vexo::Trust {
 namespace {
 
 constexpr int KEY_ITERATIONS = 600'000;    // of PBKDF2 with HMAC-SHA256
-constexpr int MAC_ITERATIONS = 1'200'000;  // of PKCS#12's own derivation, where one costs half as much
+constexpr int MAC_ITERATIONS = 1'200'000;  // of PKCS#12's own derivation, whose iterations cost half as much
 constexpr int MAC_SALT_BYTES = 16;
 constexpr int CIPHER = NID_aes_256_cbc;
-constexpr int STATE_BAG = NID_pkcs7_signed;  // what the secret bag holds
+constexpr int STATE_BAG = NID_pkcs7_signed;  // type of the secret bag's content
 constexpr size_t MAX_BACKUP = 256 * 1024;
 constexpr size_t MAX_TIME_FILE = 64;
 
@@ -56,7 +56,7 @@ std::string ChecksumOf(const std::string& bytes)
     return {hash.begin(), hash.end()};
 }
 
-// The file's bytes; empty when OpenSSL fails.
+// Returns the bytes of a backup file; empty when OpenSSL fails.
 std::string PackBackup(EVP_PKEY* key, X509* account, const std::string& state, const std::string& passphrase)
 {
     Bags* made = nullptr;
@@ -159,7 +159,7 @@ Result<void> WriteTime(const std::filesystem::path& file, const Clock& clock)
     return WriteFileAtomically(file, std::to_string(now.time_since_epoch().count()) + "\n", SECRET_FILE_MODE);
 }
 
-// This device becomes a member, if it is none, and the holder.
+// Makes this device a member, if it is not one, and the holder.
 void BecomeHolder(AccountState& state, Member self)
 {
     if (state.FindMember(self.networkId) == nullptr) {
@@ -177,7 +177,8 @@ Result<void> RemoveMarker(const std::filesystem::path& folder)
     return failed ? Result<void>(Fail(ErrorCode::SYSTEM, file.string() + ": " + failed.message())) : Result<void>();
 }
 
-// The marker first, so that nothing is signed too early; the device's certificate last, from which on it all counts.
+// Writes the marker first, so that the device signs nothing too early, and the device's certificate last, because that
+// completes the restore.
 Result<void> WriteRestored(const std::filesystem::path& folder, EVP_PKEY* accountKey, const SignedState& state,
                            X509* device, bool isAlone, const Clock& clock)
 {
@@ -199,7 +200,7 @@ Result<void> WriteRestored(const std::filesystem::path& folder, EVP_PKEY* accoun
     return isAlone ? RemoveMarker(folder) : Result<void>();
 }
 
-// Whether the account of the backup may take the place of what is in the folder.
+// Checks that the account of the backup may replace the account in the folder.
 Result<void> CheckFree(const std::filesystem::path& folder, const Identity& identity, X509* account)
 {
     const bool isSame = identity.HasCertificate() && EVP_PKEY_eq(X509_get0_pubkey(identity.accountCertificate.get()),
@@ -238,7 +239,7 @@ Result<void> BackUpAccount(const std::filesystem::path& folder, const std::files
     if (!stored) {
         return Failure(std::move(stored).error());
     }
-    opened.lock = UniqueFd();  // the derivation takes a second
+    opened.lock = UniqueFd();  // unlocks the folder: deriving the key takes a second
     const std::string bytes = PackBackup(opened.accountKey.get(), stored.value().accountCertificate.get(),
                                          stored.value().state->Bytes(), passphrase);
     if (bytes.empty()) {

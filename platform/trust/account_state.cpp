@@ -20,7 +20,7 @@ namespace Vexo::Trust {
 namespace {
 
 constexpr int FORMAT_VERSION = 1;
-constexpr int64_t LAST_NUMBER = (int64_t{1} << 53) - 1;  // JSON is exact so far
+constexpr int64_t LAST_NUMBER = (int64_t{1} << 53) - 1;  // JSON numbers are exact up to here
 constexpr size_t DIGEST_BYTES = 8;
 constexpr size_t MAX_SIGNATURE = 72;  // ECDSA on P-256, in DER
 constexpr size_t TIME_BYTES = 8;
@@ -151,7 +151,8 @@ Failure Damaged(const std::string& why)
     return Fail(ErrorCode::MALFORMED, std::string(WHAT) + " is damaged: " + why);
 }
 
-// Every certificate of the account must stay valid under it, so it may differ from account in nothing but its validity.
+// Checks that the account certificate in a state has the same key and name as the present one, so that the devices'
+// certificates stay valid under it.
 Result<void> CheckAccountCertificate(const std::string& pem, X509* account)
 {
     const std::vector<Certificate> certificates = CertificatesFromPem(pem);
@@ -206,7 +207,7 @@ Result<SignedStatePtr> SignState(AccountState state, X509* account, EVP_PKEY* ac
         return Fail(ErrorCode::INVALID_ARGUMENT, "the account has too many members and removed devices: its state " +
                                                      std::string("would be larger than 64 KiB"));
     }
-    // What is signed here is what others can open.
+    // Checks that other devices will be able to open the signed state.
     return OpenState(std::move(bytes), account);
 }
 

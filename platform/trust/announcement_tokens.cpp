@@ -17,12 +17,12 @@ namespace {
 constexpr std::string_view PURPOSE_PREFIX = "distnet announcement ";
 constexpr size_t TAG_BYTES = TOKEN_BYTES - TOKEN_ID_BYTES;
 constexpr size_t ID_START_CHARACTERS = 2 * TOKEN_ID_BYTES;
-// What a hash is for is its first byte.
+// The first byte of a hash's input says what the hash is for.
 constexpr std::string_view FOR_TAG = "\x01";
 constexpr std::string_view FOR_MASK = "\x02";
 using Periods = std::chrono::duration<int64_t, std::ratio<15 * 60>>;
 static_assert(Periods(1) == TOKEN_PERIOD);
-// In periods.
+// Both in periods.
 constexpr int64_t NEIGHBOURS = 1;
 constexpr int64_t MAX_DIFFERENCE = MAX_TOKEN_CLOCK_DIFFERENCE / TOKEN_PERIOD;
 
@@ -35,13 +35,13 @@ std::string LittleEndian(int64_t period)
     return bytes;
 }
 
-// Empty only when memory is short, as MaskedId.
+// Empty only when memory is short; the same holds for MaskedId.
 std::string TagOf(const Hmac& hmac, const std::string& period, std::string_view id)
 {
     return hmac.Of({FOR_TAG, period, id}).substr(0, TAG_BYTES);
 }
 
-// Hides an id, and uncovers a hidden one.
+// Encrypts an id, or decrypts an encrypted one.
 std::string MaskedId(const Hmac& hmac, const std::string& period, std::string_view tag, std::string_view id)
 {
     std::string masked = hmac.Of({FOR_MASK, period, tag}).substr(0, TOKEN_ID_BYTES);
@@ -89,7 +89,7 @@ public:
 private:
     static int64_t PeriodOf(WallTime time) { return std::chrono::floor<Periods>(time.time_since_epoch()).count(); }
 
-    // Tries the periods nearest to that time first.
+    // Tries all periods up to difference periods away from time, the nearest ones first.
     std::optional<TokenOwner> ReadWithin(std::string_view token, WallTime time, int64_t difference) const
     {
         if (token.size() != TOKEN_BYTES) {
@@ -112,7 +112,7 @@ private:
         return std::nullopt;
     }
 
-    // Empty when the token was not made in that period with that key.
+    // Returns the id in the token; empty when the token was not made in that period with that key.
     static std::string IdIn(std::string_view token, const std::string& period, const Hmac& key)
     {
         const std::string_view tag = token.substr(0, TAG_BYTES);

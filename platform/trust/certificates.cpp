@@ -16,7 +16,7 @@ namespace {
 
 constexpr long X509_VERSION_3_VALUE = 2;        // the field holds the version less one (RFC 5280)
 constexpr int SERIAL_BITS = 159;                // at most 20 bytes, positive
-constexpr long CLOCK_SKEW_SECONDS = 24 * 3600;  // a device whose clock is behind still finds it valid
+constexpr long CLOCK_SKEW_SECONDS = 24 * 3600;  // the start is this much earlier, for clocks that are behind
 
 bool SetRandomSerial(X509* certificate)
 {
@@ -33,7 +33,7 @@ bool AddExtension(X509* certificate, X509* issuer, int nid, const char* value)
     return extension && X509_add_ext(certificate, extension.get(), -1) == 1;
 }
 
-// A certificate with everything but extensions and signature.
+// Creates a certificate without issuer, extensions and signature.
 Certificate MakeDraft(EVP_PKEY* subjectKey, const std::string& commonName, std::chrono::hours validity,
                       const Clock& clock)
 {
@@ -51,7 +51,7 @@ Certificate MakeDraft(EVP_PKEY* subjectKey, const std::string& commonName, std::
     return certificate;
 }
 
-// A device certificate ends with its account's at the latest.
+// Makes the certificate expire at last, if it would expire later.
 bool LimitExpiry(X509* certificate, const ASN1_TIME* last)
 {
     return ASN1_TIME_compare(X509_get0_notAfter(certificate), last) <= 0 || X509_set1_notAfter(certificate, last) == 1;
@@ -70,7 +70,7 @@ Result<void> CheckName(const std::string& name, const std::string& what)
     }
     if (EscapeHidden(name) != name) {
         return Fail(ErrorCode::INVALID_ARGUMENT,
-                    what + ": control characters, of the writing direction too, are not allowed");
+                    what + ": control characters, including those of the writing direction, are not allowed");
     }
     return {};
 }

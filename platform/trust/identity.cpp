@@ -22,7 +22,8 @@ namespace {
 
 constexpr size_t ID_BYTES = 32;
 
-// A device that has no key yet gets one; one that lost its key but has a certificate is not given another silently.
+// Creates the device's key and id if they are missing. Fails when the key is missing and the device has a certificate,
+// because that certificate is for the lost key.
 Result<void> CreateMissing(const std::filesystem::path& folder)
 {
     const std::filesystem::path keyFile = folder / DEVICE_KEY_FILE;
@@ -30,7 +31,7 @@ Result<void> CreateMissing(const std::filesystem::path& folder)
     if (FileExists(idFile) && FileExists(keyFile)) {
         return {};
     }
-    // The daemon and a tool may both be at a device's first start: the second takes what the first has made.
+    // The daemon and distnetctl may run for the first time together: the second one uses what the first one created.
     const auto lock = LockIdentityFolder(folder, FolderLock::WRITE);
     if (!lock) {
         return Failure(lock.error());
@@ -58,7 +59,7 @@ Result<void> CreateMissing(const std::filesystem::path& folder)
     return WriteKeyFile(keyFile, key.get());
 }
 
-// Whether this device holds the account's key; an error when the key that lies there is of no use.
+// Returns whether this device holds the account's key. Fails when the key file is damaged or is for another account.
 Result<bool> HoldsAccountKey(const std::filesystem::path& folder, X509* account)
 {
     const std::filesystem::path file = folder / ACCOUNT_KEY_FILE;
@@ -77,8 +78,8 @@ Result<bool> HoldsAccountKey(const std::filesystem::path& folder, X509* account)
     return true;
 }
 
-// The account's state; null when it is missing or damaged, because another member has it. An error when other users may
-// know it.
+// Returns the account's state; null when it is missing or damaged, because another member can send it. Fails when other
+// users may have read the state.
 Result<SignedStatePtr> LoadState(const std::filesystem::path& folder, X509* account)
 {
     auto state = ReadStateFile(folder, account);
@@ -88,7 +89,7 @@ Result<SignedStatePtr> LoadState(const std::filesystem::path& folder, X509* acco
     return state ? std::move(state.value()) : nullptr;
 }
 
-// The link keys of that account: those of the state, else of the file; none without either.
+// Returns the link keys of that account from the state, else from link.key; nullopt when neither exists.
 Result<std::optional<LinkKeys>> LoadLinkKeys(const std::filesystem::path& folder, X509* account,
                                              const SignedState* state)
 {
@@ -127,12 +128,12 @@ Result<Identity> LoadKeyAndId(const std::filesystem::path& folder)
     return identity;
 }
 
-// Certificate and anchor, or neither; the link keys if there are any.
+// Loads the enrolment into identity: both certificates or neither, and the state and the link keys if there are any.
 Result<void> LoadEnrolment(const std::filesystem::path& folder, Identity& identity)
 {
     const std::filesystem::path certificateFile = folder / DEVICE_CERTIFICATE_FILE;
     const std::filesystem::path accountFile = folder / ACCOUNT_CERTIFICATE_FILE;
-    // The device's certificate is written last: without it an enrolment has not been completed.
+    // The device's certificate is written last: without it the enrolment is not complete.
     if (!FileExists(certificateFile)) {
         return {};
     }
@@ -149,7 +150,7 @@ Result<void> LoadEnrolment(const std::filesystem::path& folder, Identity& identi
         return Fail(ErrorCode::UNTRUSTED,
                     certificateFile.string() + ": for another key than " + DEVICE_KEY_FILE + DOCTOR_KNOWS);
     }
-    // An expired certificate still says who this device is; peers refuse it, and it is shown.
+    // An expired certificate is loaded too: it is shown to the user, and peers refuse it.
     if (const auto verified = VerifySignedBy(certificate.value().get(), account.value().get()); !verified) {
         return Fail(verified.error().code, certificateFile.string() + ": " + verified.error().message + " (" +
                                                ACCOUNT_CERTIFICATE_FILE + ")" + DOCTOR_KNOWS);

@@ -30,7 +30,7 @@ TimePoint TimeOf(const ASN1_TIME* time)
     return std::chrono::system_clock::from_time_t(timegm(&parts));
 }
 
-// The error of LoadIdentity without the advice at its end.
+// Returns the failed check for an error of LoadIdentity. Replaces the hint at the end of the message with advice.
 HealthCheck Damaged(const std::filesystem::path& folder, std::string message)
 {
     if (message.ends_with(DOCTOR_KNOWS)) {

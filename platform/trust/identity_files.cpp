@@ -22,7 +22,7 @@ constexpr mode_t OTHERS = S_IRWXG | S_IRWXO;
 constexpr uid_t ROOT = 0;
 constexpr mode_t CERTIFICATE_MODE = 0644;
 
-// Checks that nobody but this process's user, and root, can read or exchange the open key.
+// Checks that only this process's user and root can read or replace the open file.
 Result<void> CheckKept(int fd, const std::filesystem::path& file)
 {
     struct stat status {};

@@ -18,7 +18,7 @@ namespace {
 
 constexpr const char* RESTORE_IT = "Restore it from a copy";
 
-// Quotes text as one word of a shell command, where that is necessary.
+// Returns the word quoted for a shell command, if it needs quotes.
 std::string Quoted(const std::string& word)
 {
     constexpr const char* PLAIN = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_./+-";
@@ -32,7 +32,7 @@ std::string Quoted(const std::string& word)
     return quoted + "'";
 }
 
-// One command for each of the files that exists.
+// Returns a command for each of the files that exists.
 std::vector<std::string> MoveAway(const std::filesystem::path& folder, const std::vector<const char*>& names)
 {
     std::vector<std::string> commands;
@@ -59,8 +59,8 @@ std::string Tool(const std::filesystem::path& folder, const std::string& words)
     return "distnetctl " + words + " --state " + Quoted(folder.parent_path());
 }
 
-// The account that the folder's certificates name, its key given: the account's own certificate, else the issuer of the
-// device's.
+// Returns the account's name from the account's certificate, else from the issuer of the device's certificate. Empty
+// when the certificate does not match the account's key.
 std::string NameOfAccount(const std::filesystem::path& folder, EVP_PKEY* accountKey)
 {
     if (const auto account = ReadCertificateFile(folder / ACCOUNT_CERTIFICATE_FILE)) {
@@ -81,14 +81,15 @@ bool IsOpenToOthers(const std::filesystem::path& file)
            (status.st_mode & (S_IRWXG | S_IRWXO)) != 0;
 }
 
-// Whether the account's certificate, when it can be read, is of another key.
+// Whether the account's certificate can be read and is for another key.
 bool IsForeignKey(const std::filesystem::path& folder, EVP_PKEY* accountKey)
 {
     const auto account = ReadCertificateFile(folder / ACCOUNT_CERTIFICATE_FILE);
     return account && X509_check_private_key(account.value().get(), accountKey) != 1;
 }
 
-// Whether the link keys are of the folder's account, as far as its certificate can be read.
+// Whether the link keys were read and belong to the folder's account. If the account's certificate cannot be read, the
+// account is not compared.
 bool CanUse(const Result<LinkKeyRecord>& linkKeys, const std::filesystem::path& folder)
 {
     const auto account = ReadCertificateFile(folder / ACCOUNT_CERTIFICATE_FILE);
@@ -96,8 +97,8 @@ bool CanUse(const Result<LinkKeyRecord>& linkKeys, const std::filesystem::path& 
     return linkKeys && (!account || linkKeys.value().account == NetworkIdOf(X509_get0_pubkey(account.value().get())));
 }
 
-// The step that gives the device what it lacks of its account; the replaced files, and a link key that cannot be used,
-// are moved away first.
+// Returns the commands that give the device its missing certificate or link key. They first move away the files in
+// replaced, and a link key that cannot be used.
 std::string Reissue(const std::filesystem::path& folder, std::vector<const char*> replaced)
 {
     const std::filesystem::path accountKeyFile = folder / ACCOUNT_KEY_FILE;
@@ -111,7 +112,7 @@ std::string Reissue(const std::filesystem::path& folder, std::vector<const char*
     const auto accountKey = ReadKeyFile(accountKeyFile);
     (void)OpenSslReason();
     if (!accountKey || IsForeignKey(folder, accountKey.value().get())) {
-        // It cannot be used, and `account install` refuses while it exists.
+        // The account's key cannot be used, and `account install` fails while the file exists.
         replaced.push_back(ACCOUNT_KEY_FILE);
         std::vector<std::string> commands = MoveAway(folder, replaced);
         commands.push_back(Tool(folder, "account request device.csr"));
@@ -205,7 +206,7 @@ std::string RepairAdvice(const std::filesystem::path& folder)
     const auto deviceKey = ReadKeyFile(folder / DEVICE_KEY_FILE);
     (void)OpenSslReason();
     if (!deviceKey) {
-        // The certificate is for the lost key, and keeps a new one from being made.
+        // The certificate is for the lost key. While it exists, the device does not create a new key.
         return Reissue(folder, {DEVICE_KEY_FILE, DEVICE_CERTIFICATE_FILE});
     }
     if (!ReadDeviceIdFile(folder / DEVICE_ID_FILE)) {

@@ -18,7 +18,8 @@ namespace Vexo::Trust {
 
 namespace {
 
-// What of a state that this device cannot use would cost it its enrolment.
+// Checks that this device's certificate is valid under the account certificate in the state. Without this check,
+// adopting the state could end the device's enrolment.
 Result<void> CheckOwnCertificate(const Identity& identity, const AccountState& state)
 {
     const std::vector<Certificate> account = CertificatesFromPem(state.accountCertificate);
@@ -33,7 +34,7 @@ Failure UnknownMember(const std::string& networkId)
     return Fail(ErrorCode::NOT_FOUND, networkId + ": no member of the account");
 }
 
-// Why the account's key may not leave this device, or empty.
+// Returns why this device must keep the account's key; empty when the key may be deleted.
 std::string MustStay(const std::filesystem::path& folder, const Identity& identity)
 {
     const AccountState* const state = identity.state ? &identity.state->State() : nullptr;
@@ -48,13 +49,14 @@ std::string MustStay(const std::filesystem::path& folder, const Identity& identi
                     : "";
 }
 
-// The account's key first: without the rest it is of no use, and would keep the device from joining another account.
+// The files that LeaveAccount deletes, in this order. The account's key is first: without the other files it is
+// useless, and it would keep the device from joining another account.
 constexpr const char* LEFT_FILES[] = {
     ACCOUNT_KEY_FILE,        RESTORED_FILE, OLDER_ACCOUNT_FILE, BACKUP_FILE,   REMOVAL_FILE,
     DEVICE_CERTIFICATE_FILE, STATE_FILE,    STATE_NUMBER_FILE,  LINK_KEY_FILE, ACCOUNT_CERTIFICATE_FILE,
     DEVICE_KEY_FILE,         DEVICE_ID_FILE};
 
-// The first link keys after a removal.
+// Returns the link keys for the state after a removal at that time.
 Result<LinkKeys> NextLinkKeys(const LinkKeys& keys, std::chrono::sys_seconds at)
 {
     const auto made = GenerateLinkKey(keys.current.number + 1);
@@ -66,7 +68,8 @@ Result<LinkKeys> NextLinkKeys(const LinkKeys& keys, std::chrono::sys_seconds at)
                                                 : PreviousLinkKey{keys.current, WallTime(at + PREVIOUS_LINK_KEY_LIFE)}};
 }
 
-// A certificate for the key of shown, when that was made before the account's certificate and ends before it.
+// Returns a new certificate for the key of shown, if shown was issued before the account's certificate and the new one
+// expires later than shown. Else returns null.
 Certificate Renewed(const Identity& identity, EVP_PKEY* accountKey, const std::string& name, X509* shown,
                     const Clock& clock)
 {
@@ -80,7 +83,7 @@ Certificate Renewed(const Identity& identity, EVP_PKEY* accountKey, const std::s
     return endsLater ? std::move(made) : nullptr;
 }
 
-// The name of a device that own says was removed and candidate does not; empty when there is none.
+// Returns the name of a device that own lists as removed and candidate does not; empty when there is none.
 std::string NameOfForgotten(const SignedState* own, const AccountState& candidate)
 {
     for (const RemovedKey& removed : own != nullptr ? own->State().removed : std::vector<RemovedKey>()) {
@@ -137,7 +140,7 @@ Result<std::optional<Identity>> AdoptState(const std::filesystem::path& folder, 
                                               EscapeHidden(forgotten) +
                                               "\" was removed; it was made from an old backup");
     }
-    // A state that was lost may not come back as an older one.
+    // A device that lost its state accepts no older one than the state it lost.
     if (number < last) {
         return Stale(identity.value(), last, number);
     }

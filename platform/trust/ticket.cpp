@@ -16,26 +16,26 @@ namespace Vexo::Trust {
 
 namespace {
 
-// The first 32 are digits; the check symbol may be any.
+// The first 32 symbols are the digits. Only the check symbol may be one of the others.
 constexpr std::string_view SYMBOLS = "0123456789ABCDEFGHJKMNPQRSTVWXYZ*~$=U";
 constexpr size_t DIGITS = 32;
 constexpr size_t BITS_OF_DIGIT = 5;
 constexpr size_t CHECK_MODULUS = 37;
 static_assert(SYMBOLS.size() == CHECK_MODULUS);
 
-// Secret and address are each written as one big-endian number. Its digits have 2 bits to spare, the highest ones: 0 in
-// the address, the ticket's version in the secret.
+// Secret and address are each written as one big-endian number of base-32 digits. The digits have room for 2 bits more
+// than the number, at the top: 0 for the address, the ticket's version for the secret.
 constexpr size_t SECRET_DIGITS = 26;
 constexpr size_t ADDRESS_DIGITS = 10;
 constexpr size_t SHORT_TICKET = SECRET_DIGITS + 1;
 constexpr size_t LONG_TICKET = SECRET_DIGITS + ADDRESS_DIGITS + 1;
-constexpr size_t DIGITS_OF_VERSION_0 = 8;  // first digits whose spare bits are zero
+constexpr size_t DIGITS_OF_VERSION_0 = 8;  // the ticket has version 0 if its first digit is less
 constexpr size_t HOST_BYTES = 4;
 constexpr size_t ADDRESS_BYTES = 6;
 
 constexpr const char* PURPOSE = "distnet ticket";
 
-using Values = std::string;  // of symbols: places in SYMBOLS
+using Values = std::string;  // each character is the index of a symbol in SYMBOLS
 
 Values DigitsOf(std::string_view bytes, size_t count)
 {
@@ -58,7 +58,7 @@ std::string BytesOf(std::string_view digits, size_t count)
     return bytes;
 }
 
-// The number that the digits are, modulo CHECK_MODULUS.
+// Returns the number that the digits represent, modulo CHECK_MODULUS.
 size_t CheckOf(std::string_view digits)
 {
     size_t rest = 0;
@@ -68,7 +68,7 @@ size_t CheckOf(std::string_view digits)
     return rest;
 }
 
-// A dash goes before the symbol at that place.
+// Whether a dash is written before the symbol at that index.
 bool BeginsGroup(size_t place, size_t length)
 {
     return place != 0 && (length <= SHORT_TICKET ? place % 4 == 0 : place >= 10 && (place - 10) % 9 == 0);
@@ -88,11 +88,11 @@ bool IsSeparator(char character)
     return character == '-' || std::isspace(static_cast<unsigned char>(character)) != 0;
 }
 
-// What is left without separators, in upper case, with the digits that letters are read as.
+// Returns the text in upper case, without separators, and with 1 for I and L and 0 for O.
 std::string Normalised(std::string_view text)
 {
     std::string symbols;
-    symbols.reserve(text.size());  // no copies of a secret are left behind
+    symbols.reserve(text.size());  // a reallocation would leave a copy of the secret in memory
     for (const char character : text) {
         const char upper = static_cast<char>(std::toupper(static_cast<unsigned char>(character)));
         if (!IsSeparator(character)) {
@@ -114,7 +114,7 @@ Result<std::string> AddressBytes(const std::string& address)
     return bytes;
 }
 
-// Empty for port 0.
+// Returns the address as text; empty when the port is 0.
 std::string AddressOf(const std::string& bytes)
 {
     std::array<char, INET_ADDRSTRLEN> host{};
@@ -125,7 +125,7 @@ std::string AddressOf(const std::string& bytes)
                : "";
 }
 
-// The values of the symbols; says which of them is none, or that their number is wrong.
+// Returns the values of the symbols. The error names the first wrong symbol, or the wrong number of symbols.
 Result<Values> ValuesOf(const std::string& symbols)
 {
     Values values;

@@ -16,7 +16,7 @@ namespace {
 constexpr const char* CIPHERS = "TLS_AES_128_GCM_SHA256:TLS_CHACHA20_POLY1305_SHA256:TLS_AES_256_GCM_SHA384";
 constexpr const char* GROUPS = "X25519:P-256";
 constexpr unsigned char SESSION_CONTEXT[] = "distnet-link";
-constexpr size_t MAX_TICKETS = 256;  // peers; an account has a handful
+constexpr size_t MAX_TICKETS = 256;  // session tickets, one for each peer
 
 constexpr const char* TICKET_CIPHER = "TLS_AES_128_GCM_SHA256";
 constexpr unsigned char TICKET_CIPHER_ID[] = {0x13, 0x01};  // RFC 8446, B.4
@@ -33,7 +33,7 @@ struct SessionDeleter {
 };
 using SessionPtr = std::unique_ptr<SSL_SESSION, SessionDeleter>;
 
-// Which device a connection asked for, hung on the SSL object as its application data.
+// The device that a client connection wants to reach. Stored as application data of the SSL object.
 struct WantedPeer {
     std::string networkId;
 };
@@ -50,8 +50,8 @@ int WantedPeerIndex()
     return index;
 }
 
-// A context with what all links have in common: TLS 1.3, the groups of the key exchange, the modes of writing. Null on
-// failure; OpenSslReason says why.
+// Creates a context with the settings of all links: TLS 1.3, the groups of the key exchange, the write modes. Null on
+// failure; OpenSslReason returns the cause.
 ContextPtr MakeContext(const SSL_METHOD* method, const char* ciphers)
 {
     ContextPtr context(SSL_CTX_new(method));
@@ -98,7 +98,7 @@ public:
         }
         SSL_CTX_set_session_cache_mode(context->client_.get(), SSL_SESS_CACHE_CLIENT | SSL_SESS_CACHE_NO_INTERNAL);
         SSL_CTX_sess_set_new_cb(context->client_.get(), KeepTicket);
-        // Tickets carry their own state; the server remembers nothing.
+        // Session tickets contain the session's state, so the server stores none.
         SSL_CTX_set_session_cache_mode(context->server_.get(), SSL_SESS_CACHE_OFF);
         SSL_CTX_set_num_tickets(context->server_.get(), 1);
         return std::shared_ptr<TlsContext>(std::move(context));
@@ -130,7 +130,8 @@ public:
         if (!certificate || SSL_get_verify_result(ssl) != X509_V_OK) {
             return Fail(ErrorCode::UNTRUSTED, "peer sent no certificate of this account");
         }
-        // The signature was checked in a first handshake with this context, but a session may be resumed after expiry.
+        // A full handshake with this context has checked the signature. A session may be resumed after the certificate
+        // expired.
         if (SSL_session_reused(ssl) == 1) {
             if (auto valid = VerifyValidNow(certificate.get()); !valid) {
                 return Failure(std::move(valid).error());
@@ -183,7 +184,7 @@ private:
         return context;
     }
 
-    // Called by OpenSSL when the server has sent a ticket; 1 takes the reference over.
+    // Called by OpenSSL when the server has sent a session ticket. Returning 1 takes ownership of the session.
     static int KeepTicket(SSL* ssl, SSL_SESSION* session)
     {
         auto* self = static_cast<OpenSslTlsContext*>(SSL_CTX_get_app_data(SSL_get_SSL_CTX(ssl)));
@@ -196,7 +197,8 @@ private:
         return 1;
     }
 
-    // A ticket is used once (RFC 8446, appendix C.4); the resumed session brings the next.
+    // Removes and returns the session ticket for a peer; null when there is none. A ticket is used once (RFC 8446,
+    // appendix C.4); the resumed session brings the next.
     SessionPtr TakeTicket(const std::string& networkId)
     {
         const MutexLock lock(mutex_);
@@ -221,7 +223,6 @@ public:
     static Result<std::shared_ptr<TlsContext>> Make(const Ticket& ticket)
     {
         auto context = std::make_shared<TicketTlsContext>();
-        // The callbacks of OpenSSL that ask for the key find it by these.
         context->client_ = MakeContext(TLS_client_method(), TICKET_CIPHER);
         context->server_ = MakeContext(TLS_server_method(), TICKET_CIPHER);
         const SslPtr any(context->client_ ? SSL_new(context->client_.get()) : nullptr);
@@ -230,7 +231,7 @@ public:
             return Fail(ErrorCode::SYSTEM, "TLS under a ticket could not be set up: " + OpenSslReason());
         }
         for (SSL_CTX* const each : {context->client_.get(), context->server_.get()}) {
-            SSL_CTX_set_app_data(each, context.get());
+            SSL_CTX_set_app_data(each, context.get());  // through it OfferKey and FindKey find the key
             SSL_CTX_set_session_cache_mode(each, SSL_SESS_CACHE_OFF);
         }
         SSL_CTX_set_psk_use_session_callback(context->client_.get(), OfferKey);
@@ -252,7 +253,7 @@ public:
 
     Result<std::string> VerifiedPeer(SSL* ssl) override
     {
-        // A handshake under a pre-shared key counts as a resumption of it.
+        // OpenSSL reports a handshake with a pre-shared key as a resumed session.
         if (SSL_is_init_finished(ssl) != 1 || SSL_session_reused(ssl) != 1) {
             return Fail(ErrorCode::UNTRUSTED, "peer did not prove the ticket");
         }
@@ -283,12 +284,14 @@ private:
         return session;
     }
 
-    // Of OpenSSL's shape: 1 and a session that it then owns, or null for a handshake without the key.
+    // A callback of OpenSSL. Returns 1 and a session that OpenSSL then owns, or 1 and null for a handshake without the
+    // key.
     static int OfferKey(SSL* ssl, const EVP_MD* digest, const unsigned char** identity, size_t* identityBytes,
                         SSL_SESSION** session)
     {
         *session = nullptr;
-        // digest: of the cipher that a server has asked for in a second round; the key fits SHA-256 only.
+        // digest: the hash of the cipher that the server chose with a HelloRetryRequest, else null. The key works with
+        // SHA-256 only.
         if (digest == nullptr || EVP_MD_get_type(digest) == NID_sha256) {
             *identity = reinterpret_cast<const unsigned char*>(TICKET_IDENTITY.data());
             *identityBytes = TICKET_IDENTITY.size();
@@ -312,7 +315,7 @@ private:
 
     ContextPtr client_;
     ContextPtr server_;
-    SessionPtr session_;  // holds the key
+    SessionPtr session_;  // contains the key
 };
 
 }  // namespace
