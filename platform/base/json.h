@@ -19,7 +19,7 @@ struct JsonDeleter {
     void operator()(cJSON* json) const noexcept { cJSON_Delete(json); }
     void operator()(char* printed) const noexcept { cJSON_free(printed); }
 };
-// Also null when memory is short. The functions of cJSON accept null as an empty tree.
+// An owned cJSON tree. Null when memory is short; the functions of cJSON accept null as an empty tree.
 using Json = std::unique_ptr<cJSON, JsonDeleter>;
 // Text printed by cJSON; null when memory is short.
 using PrintedJson = std::unique_ptr<char, JsonDeleter>;

@@ -324,7 +324,7 @@ JsonKind<std::vector<T>> ListKind(const JsonKind<T>& element, std::string allowe
     return JsonKind<List>(std::move(shape));
 }
 
-// The same kind for a value that no message may show.
+// The same kind, for a secret value: no message shows it.
 template <typename T>
 JsonKind<T> Secret(const JsonKind<T>& kind)
 {

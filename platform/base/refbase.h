@@ -20,7 +20,7 @@ public:
 
     void IncStrongRef() const noexcept { strong_.fetch_add(1, std::memory_order_relaxed); }
 
-    // Destroys the object when this was the last reference.
+    // Releases one reference. Destroys the object if it was the last.
     void DecStrongRef() const noexcept
     {
         const int32_t before = strong_.fetch_sub(1, std::memory_order_acq_rel);

@@ -14,7 +14,7 @@ inline constexpr int SECUREC_TOO_LARGE = 34;  // count exceeds the destination s
 // The areas must not overlap. Copying 0 bytes into a destination of size 0 is SECUREC_INVALID.
 int memcpy_s(void* dest, size_t destMax, const void* src, size_t count);
 
-// Fills count bytes of a destination of destMax bytes with value. Same results.
+// Fills count bytes of a destination of destMax bytes with value. Returns the same codes as memcpy_s.
 int memset_s(void* dest, size_t destMax, int value, size_t count);
 
 }  // namespace Vexo

@@ -12,8 +12,8 @@
 
 namespace Vexo::Trust {
 
-// Checks the name of an account or a device: 1 to 64 bytes of UTF-8 without control characters. The error's message
-// begins with what.
+// Checks the name of an account or a device: 1 to 64 bytes of UTF-8 without control characters. INVALID_ARGUMENT: the
+// name is not allowed; the message begins with the text in what, such as "device name".
 [[nodiscard]] Result<void> CheckName(const std::string& name, const std::string& what);
 
 bool SetCommonName(X509_NAME* name, const std::string& text);

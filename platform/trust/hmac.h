@@ -40,7 +40,7 @@ private:
 // The Hmac of the current link key and that of the previous one.
 class LinkHmacs {
 public:
-    // clock must outlive the object.
+    // Fails when OpenSSL fails. clock must outlive the object.
     [[nodiscard]] static Result<LinkHmacs> Make(const LinkKeys& keys, std::string_view purpose, const Clock& clock);
 
     const Hmac& Current() const { return current_; }

@@ -26,7 +26,7 @@ inline constexpr mode_t SECRET_FILE_MODE = 0600;
 // Also returns false when the folder cannot be accessed; opening the file then fails with the cause.
 bool FileExists(const std::filesystem::path& file);
 
-// Precedes the command at the end of a message about a key that other users may have read. The command is right only if
+// Precedes the command at the end of a message about a key that other users may have read. The command is the remedy if
 // nobody has read the key.
 inline constexpr const char* IF_NOT_KNOWN = " If not: ";
 // The end of a message about a damaged or missing file of an identity. Refers to the command that gives advice.

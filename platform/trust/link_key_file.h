@@ -12,7 +12,7 @@
 
 namespace Vexo::Trust {
 
-// The members of the JSON object.
+// The content of link.key.
 struct LinkKeyRecord {
     int version = 1;
     std::string account{};  // network id of the account's key: the account that the link keys belong to

@@ -71,7 +71,7 @@ bool IsSignatureOf(const std::string& signature, const std::string& text, EVP_PK
 
 // Checks that the key of anchor signed certificate. Ignores validity periods. The error's message says what is wrong.
 [[nodiscard]] Result<void> VerifySignedBy(X509* certificate, X509* anchor);
-// Checks that the clock is within the certificate's validity.
+// Checks that the certificate is valid at the clock's time. EXPIRED: it has expired or is not valid yet.
 [[nodiscard]] Result<void> VerifyValidNow(const X509* certificate, const Clock& clock = Clock::System());
 // Returns a text for an X509_V_ERR code: "certificate has expired", "certificate is not valid yet; is the clock
 // right?", "certificate not signed by this account", else the text of OpenSSL.
