@@ -103,18 +103,18 @@ std::string Contradiction(const Payload& payload)
     std::set<std::string> names;
     for (const Member& member : state.members) {
         if (!ids.insert(member.networkId).second || !names.insert(member.name).second) {
-            return "members: two of one name or id";
+            return "members: two with the same name or id";
         }
     }
     if (!state.holder.empty() && !ids.contains(state.holder)) {
-        return "holder: is no member";
+        return "holder: is not a member";
     }
     for (const RemovedKey& removed : state.removed) {
         if (!ids.insert(removed.networkId).second) {
-            return "removed: a member, or one key twice";
+            return "removed: names a member, or one key twice";
         }
     }
-    return payload.linkKeys.account == state.account ? "" : "link_keys: of another account";
+    return payload.linkKeys.account == state.account ? "" : "link_keys: belong to another account";
 }
 
 const JsonKeys<Payload>& PayloadKeys()

@@ -63,7 +63,7 @@ void CheckEnrolled(const std::filesystem::path& folder, const Identity& identity
     if (now >= end) {
         checks.identity =
             Unhealthy("identity", "the certificate expired on " + DateOf(end), RenewAdvice(folder, identity));
-        checks.clock = NotChecked("clock", "not checked: the certificate has expired by it");
+        checks.clock = NotChecked("clock", "not checked: by this clock, the certificate has expired");
         return;
     }
     checks.identity = Healthy("identity", until);
@@ -78,7 +78,7 @@ void CheckEnrolled(const std::filesystem::path& folder, const Identity& identity
     }
     if (now <= start) {
         checks.clock =
-            Unhealthy("clock", "it is " + DateOf(now) + " by it, but the certificate is valid from " + DateOf(start),
+            Unhealthy("clock", "it shows " + DateOf(now) + ", but the certificate is valid from " + DateOf(start),
                       "Set it: timedatectl set-ntp true");
     }
 }

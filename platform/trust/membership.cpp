@@ -26,7 +26,8 @@ Result<void> CheckOwnCertificate(const Identity& identity, const AccountState& s
     auto verified = VerifySignedBy(identity.certificate.get(), account.front().get());
     return verified ? verified
                     : Fail(ErrorCode::UNTRUSTED,
-                           "the account's state has a certificate under which this device's own does not hold");
+                           "the account's state has an account certificate under which this device's own certificate "
+                           "is not valid");
 }
 
 Failure UnknownMember(const std::string& networkId)
@@ -40,8 +41,8 @@ std::string MustStay(const std::filesystem::path& folder, const Identity& identi
     const AccountState* const state = identity.state ? &identity.state->State() : nullptr;
     const bool isKnown = state != nullptr && !FileExists(folder / RESTORED_FILE);
     if (!identity.HasCertificate() || (!isKnown && !identity.removedAt)) {
-        return "this device holds an account's key, and it is not known who needs it; `distnetctl doctor` says how to "
-               "repair the account";
+        return "this device holds an account's key and does not know which members need it; `distnetctl doctor` says "
+               "how to repair the account";
     }
     const bool isNeeded = !identity.removedAt && state->holder == identity.networkId && state->members.size() > 1;
     return isNeeded ? "this device holds the account's key, which the other members need; first move it: "
@@ -128,15 +129,15 @@ Result<std::optional<Identity>> AdoptState(const std::filesystem::path& folder, 
             return std::nullopt;
         case StateOrder::CONFLICT:
             return Fail(ErrorCode::ALREADY_EXISTS, "account \"" + identity.value().accountName +
-                                                       "\": two states of number " + std::to_string(number) +
-                                                       " with other content; this device keeps its own");
+                                                       "\": two states with number " + std::to_string(number) +
+                                                       " differ; this device keeps its own");
         case StateOrder::OLDER:
             return Stale(identity.value(), last, number);
         case StateOrder::NEWER:
             break;
     }
     if (const std::string forgotten = NameOfForgotten(own, candidate.value()->State()); !forgotten.empty()) {
-        return Fail(ErrorCode::UNTRUSTED, "a newer state of the account has forgotten that \"" +
+        return Fail(ErrorCode::UNTRUSTED, "a newer state of the account does not list that \"" +
                                               EscapeHidden(forgotten) +
                                               "\" was removed; it was made from an old backup");
     }

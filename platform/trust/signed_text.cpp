@@ -53,7 +53,7 @@ Result<SignedText> OpenSignedText(const std::string& der, const std::string& wha
         sk_X509_free(signers);
     }
     if (!signer) {
-        return Fail(ErrorCode::UNTRUSTED, what + "'s signature does not hold");
+        return Fail(ErrorCode::UNTRUSTED, what + "'s signature is not valid");
     }
     return SignedText{SecretText(WrittenTo(text.get())), std::move(signer)};
 }

@@ -158,7 +158,7 @@ TEST_F(AccountTest, AnswerForOtherDeviceOrAccountIsRefused)
         {CertificateToPem(opened.device.get()) + CertificateToPem(opened.account.get()), MALFORMED, "version 0.1"},
         {good.substr(0, good.size() - 40), MALFORMED, "damaged"},
         {MessageToPem(unsignedText.get()), MALFORMED, "not encrypted"},
-        {EncryptText(SecretText(WrittenTo(der.get())), opened.device.get()), UNTRUSTED, "signature does not hold"},
+        {EncryptText(SecretText(WrittenTo(der.get())), opened.device.get()), UNTRUSTED, "signature is not valid"},
         {sealed(text, stolen.account.get(), otherKey.get()), UNTRUSTED, "not signed by the account that it names"},
         {SealAnswer(mixed, otherKey.get()).value(), UNTRUSTED, "link keys are of another account"},
         {SealAnswer(stolen, otherKey.get()).value(), UNTRUSTED, "not signed by this account"},
