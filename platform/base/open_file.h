@@ -28,7 +28,7 @@ UniqueFd OpenForReading(const std::string& path);
 [[nodiscard]] Result<std::string> ReadToEnd(int fd, const std::filesystem::path& path, size_t maxBytes);
 // Returns the size in bytes that fstat(2) reports, or -1 on failure.
 int64_t FileStatusSize(int fd);
-// Both move the position and return the new one, in bytes, or -1 on failure.
+// SeekToEnd and SeekToStart move the position and return the new one in bytes, or -1 on failure.
 int64_t SeekToEnd(int fd);
 int64_t SeekToStart(int fd);
 // Reads content.size() bytes into content. Shortens content when the file ends first. Returns false when a read fails.

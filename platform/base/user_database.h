@@ -9,11 +9,11 @@
 
 namespace Vexo {
 
-// Return nullopt for an unknown name.
+// FindUser and FindGroup return nullopt for an unknown name.
 std::optional<uid_t> FindUser(const std::string& name);
 std::optional<gid_t> FindGroup(const std::string& name);
 
-// Return the name, or the number as text when the user or group has no name.
+// UserName and GroupName return the name, or the number as text when there is no name for it.
 std::string UserName(uid_t user);
 std::string GroupName(gid_t group);
 

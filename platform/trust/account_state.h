@@ -36,7 +36,7 @@ struct RemovedKey {
     std::string networkId{};
     std::string name{};  // the member's name
     std::chrono::sys_seconds at{};
-    uint64_t number = 0;      // of the first state without the member
+    uint64_t number = 0;      // number of the first state without the member
     std::string signature{};  // signature of RemovalText by the account's key; DER
 
     bool operator==(const RemovedKey&) const = default;

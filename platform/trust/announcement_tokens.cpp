@@ -22,7 +22,8 @@ constexpr std::string_view FOR_TAG = "\x01";
 constexpr std::string_view FOR_MASK = "\x02";
 using Periods = std::chrono::duration<int64_t, std::ratio<15 * 60>>;
 static_assert(Periods(1) == TOKEN_PERIOD);
-// Both in periods.
+// How many periods a token's period may differ from this device's: NEIGHBOURS in Read, MAX_DIFFERENCE in
+// ReadOfAnyClock.
 constexpr int64_t NEIGHBOURS = 1;
 constexpr int64_t MAX_DIFFERENCE = MAX_TOKEN_CLOCK_DIFFERENCE / TOKEN_PERIOD;
 

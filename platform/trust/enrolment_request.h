@@ -11,7 +11,7 @@
 namespace Vexo::Trust {
 
 struct CheckedRequest {
-    OpenSslPtr<X509_REQ> request;  // owns the key
+    OpenSslPtr<X509_REQ> request;  // owns key
     EVP_PKEY* key = nullptr;       // the device's public key, P-256
     std::string name{};            // the device's name, checked by CheckName
 };

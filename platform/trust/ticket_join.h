@@ -16,7 +16,7 @@ inline constexpr size_t JOIN_COMMITMENT_BYTES = 32;
 // A request for enrolment that a joiner sent.
 struct EnrolmentRequest {
     std::string pem;   // PKCS#10
-    std::string name;  // the device's; 1 to 64 bytes of UTF-8 without control characters
+    std::string name;  // the device's name; 1 to 64 bytes of UTF-8 without control characters
     std::string networkId;
 };
 

@@ -189,7 +189,7 @@ private:
     {
         auto* self = static_cast<OpenSslTlsContext*>(SSL_CTX_get_app_data(SSL_get_SSL_CTX(ssl)));
         const std::string networkId = PeerNetworkId(ssl);
-        SessionPtr previous(session);  // released after the lock
+        SessionPtr previous(session);  // freed after the mutex is released
         const MutexLock lock(self->mutex_);
         if (!networkId.empty() && (self->tickets_.size() < MAX_TICKETS || self->tickets_.contains(networkId))) {
             self->tickets_[networkId].swap(previous);

@@ -35,8 +35,9 @@ public:
     [[nodiscard]] static Result<std::shared_ptr<TlsContext>> MakeForTicket(const Ticket& ticket);
     virtual ~TlsContext() = default;
 
-    // Both return a TLS object for one connection; null only when memory is short. peerNetworkId: the device that must
-    // answer (empty: any). A client offers the session ticket of an earlier connection to that device.
+    // NewClient and NewServer return a TLS object for one connection; null only when memory is short. peerNetworkId:
+    // the device that must answer (empty: any). NewClient offers the session ticket of an earlier connection to that
+    // device.
     virtual SslPtr NewClient(const std::string& peerNetworkId) = 0;
     virtual SslPtr NewServer() = 0;
 
