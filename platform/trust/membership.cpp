@@ -52,7 +52,7 @@ std::string MustStay(const std::filesystem::path& folder, const Identity& identi
 
 // The files that LeaveAccount deletes, in this order. The account's key is first: without the other files it is
 // useless, and it would keep the device from joining another account.
-constexpr const char* LEFT_FILES[] = {
+constexpr const char* DELETED_FILES[] = {
     ACCOUNT_KEY_FILE,        RESTORED_FILE, OLDER_ACCOUNT_FILE, BACKUP_FILE,   REMOVAL_FILE,
     DEVICE_CERTIFICATE_FILE, STATE_FILE,    STATE_NUMBER_FILE,  LINK_KEY_FILE, ACCOUNT_CERTIFICATE_FILE,
     DEVICE_KEY_FILE,         DEVICE_ID_FILE};
@@ -346,7 +346,7 @@ Result<void> LeaveAccount(const std::filesystem::path& folder)
             return Fail(ErrorCode::REFUSED, why);
         }
     }
-    for (const char* const name : LEFT_FILES) {
+    for (const char* const name : DELETED_FILES) {
         std::error_code failed;
         std::filesystem::remove(folder / name, failed);
         if (failed) {
