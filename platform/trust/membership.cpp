@@ -36,7 +36,7 @@ Failure UnknownMember(const std::string& networkId)
 }
 
 // Returns why this device must keep the account's key; empty when the key may be deleted.
-std::string MustStay(const std::filesystem::path& folder, const Identity& identity)
+std::string ReasonToKeepKey(const std::filesystem::path& folder, const Identity& identity)
 {
     const AccountState* const state = identity.state ? &identity.state->State() : nullptr;
     const bool isKnown = state != nullptr && !FileExists(folder / RESTORED_FILE);
@@ -342,7 +342,7 @@ Result<void> LeaveAccount(const std::filesystem::path& folder)
         if (!identity) {
             return Failure(identity.error());
         }
-        if (const std::string why = MustStay(folder, identity.value()); !why.empty()) {
+        if (const std::string why = ReasonToKeepKey(folder, identity.value()); !why.empty()) {
             return Fail(ErrorCode::REFUSED, why);
         }
     }
