@@ -81,7 +81,7 @@ std::string PackBackup(EVP_PKEY* key, X509* account, const std::string& state, c
     return der + ChecksumOf(der);
 }
 
-void TakeBag(const PKCS12_SAFEBAG* bag, const std::string& passphrase, Backup& backup)
+void ReadBag(const PKCS12_SAFEBAG* bag, const std::string& passphrase, Backup& backup)
 {
     const int length = static_cast<int>(passphrase.size());
     switch (PKCS12_SAFEBAG_get_nid(bag)) {
@@ -143,7 +143,7 @@ Result<Backup> UnpackBackup(const std::filesystem::path& file, const std::string
                                        ? PKCS12_unpack_p7data(safe)
                                        : PKCS12_unpack_p7encdata(safe, passphrase.c_str(), length));
         for (int j = 0; j < sk_PKCS12_SAFEBAG_num(bags.get()); ++j) {
-            TakeBag(sk_PKCS12_SAFEBAG_value(bags.get(), j), passphrase, backup);
+            ReadBag(sk_PKCS12_SAFEBAG_value(bags.get(), j), passphrase, backup);
         }
     }
     if (!backup.key || !IsP256(backup.key.get()) || !backup.account || backup.state.empty() ||
