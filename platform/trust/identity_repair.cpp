@@ -33,7 +33,7 @@ std::string Quoted(const std::string& word)
 }
 
 // Returns a command for each of the files that exists.
-std::vector<std::string> MoveAway(const std::filesystem::path& folder, const std::vector<const char*>& names)
+std::vector<std::string> MoveCommands(const std::filesystem::path& folder, const std::vector<const char*>& names)
 {
     std::vector<std::string> commands;
     for (const char* const name : names) {
@@ -114,13 +114,13 @@ std::string Reissue(const std::filesystem::path& folder, std::vector<const char*
     if (!accountKey || IsForeignKey(folder, accountKey.value().get())) {
         // The account's key cannot be used, and `account install` fails while the file exists.
         replaced.push_back(ACCOUNT_KEY_FILE);
-        std::vector<std::string> commands = MoveAway(folder, replaced);
+        std::vector<std::string> commands = MoveCommands(folder, replaced);
         commands.push_back(Tool(folder, "account request device.csr"));
         return std::string(RESTORE_IT) + ", or enrol again: " + Joined(commands) +
                "; then admit it on the device that holds the account's key, and install the answer here";
     }
     const std::string name = NameOfAccount(folder, accountKey.value().get());
-    std::vector<std::string> commands = MoveAway(folder, replaced);
+    std::vector<std::string> commands = MoveCommands(folder, replaced);
     commands.push_back(Tool(folder, "account create " + (name.empty() ? "NAME" : Quoted(name))));
     return std::string(RESTORE_IT) + ", or make it anew with the account's key, which is here: " + Joined(commands) +
            (name.empty() ? "; NAME is what `distnetctl account show` says on another device" : "");
@@ -165,7 +165,7 @@ std::optional<AccountFault> FindAccountFault(const std::filesystem::path& folder
     return AccountFault{message + ": this device admits and removes nobody",
                         "Start another member of the account near it, which brings it back. If no other is left: " +
                             (LastBackup(folder) ? Tool(folder, "account restore FILE --alone")
-                                                : Joined(MoveAway(folder, {STATE_FILE, STATE_NUMBER_FILE})))};
+                                                : Joined(MoveCommands(folder, {STATE_FILE, STATE_NUMBER_FILE})))};
 }
 
 std::string RenewAdvice(const std::filesystem::path& folder, const Identity& identity)
@@ -187,7 +187,7 @@ std::string ReissueAdvice(const std::filesystem::path& folder)
 std::string LinkKeyAdvice(const std::filesystem::path& folder)
 {
     if (FileExists(folder / ACCOUNT_KEY_FILE) && LastBackup(folder)) {
-        std::vector<std::string> commands = MoveAway(folder, {LINK_KEY_FILE});
+        std::vector<std::string> commands = MoveCommands(folder, {LINK_KEY_FILE});
         commands.push_back(Tool(folder, "account restore FILE"));
         return "Restore it from the account's backup: " + Joined(commands);
     }
@@ -210,7 +210,7 @@ std::string RepairAdvice(const std::filesystem::path& folder)
         return Reissue(folder, {DEVICE_KEY_FILE, DEVICE_CERTIFICATE_FILE});
     }
     if (!ReadDeviceIdFile(folder / DEVICE_ID_FILE)) {
-        const std::string move = Joined(MoveAway(folder, {DEVICE_ID_FILE}));
+        const std::string move = Joined(MoveCommands(folder, {DEVICE_ID_FILE}));
         return move.empty() ? "Restart the daemon, which makes a new one"
                             : "Move it away: " + move + "; then restart the daemon, which makes a new one";
     }
@@ -223,12 +223,12 @@ std::string RepairAdvice(const std::filesystem::path& folder)
             return LinkKeyAdvice(folder);
         }
         if (LastBackup(folder)) {
-            return "Restore it from its backup: " + Joined(MoveAway(folder, {ACCOUNT_KEY_FILE})) + " && " +
+            return "Restore it from its backup: " + Joined(MoveCommands(folder, {ACCOUNT_KEY_FILE})) + " && " +
                    Tool(folder, "account restore FILE");
         }
         return std::string(RESTORE_IT) +
                ", because without it no device can be admitted. To use this device without it: " +
-               Joined(MoveAway(folder, {ACCOUNT_KEY_FILE}));
+               Joined(MoveCommands(folder, {ACCOUNT_KEY_FILE}));
     }
     return ReissueAdvice(folder);
 }
