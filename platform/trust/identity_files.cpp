@@ -23,7 +23,7 @@ constexpr uid_t ROOT = 0;
 constexpr mode_t CERTIFICATE_MODE = 0644;
 
 // Checks that only this process's user and root can read or replace the open file.
-Result<void> CheckKept(int fd, const std::filesystem::path& file)
+Result<void> CheckOnlyOwnerAccess(int fd, const std::filesystem::path& file)
 {
     struct stat status {};
     if (::fstat(fd, &status) != 0) {
@@ -106,7 +106,7 @@ Result<SecretText> ReadSecretFile(const std::filesystem::path& file)
         return Fail(opened.error().code, opened.error().message + DOCTOR_KNOWS);
     }
     // Checks the open file, so that nobody can replace it between the check and the reading.
-    if (auto kept = CheckKept(opened.value().Get(), file); !kept) {
+    if (auto kept = CheckOnlyOwnerAccess(opened.value().Get(), file); !kept) {
         return Failure(std::move(kept).error());
     }
     auto text = ReadToEnd(opened.value().Get(), file, MAX_FILE_SIZE);
