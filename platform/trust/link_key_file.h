@@ -26,8 +26,8 @@ struct LinkKeyRecord {
 LinkKeyRecord RecordOf(const LinkKeys& keys, const std::string& account);
 const JsonKeys<LinkKeyRecord>& LinkKeyRecordKeys();
 
-// The JSON of an account's other files uses these, too. IsNewerFormat returns whether the object's "version" is higher
-// than version.
+// IsNewerFormat, IdKind and LAST_SECOND also serve the other JSON of an account. IsNewerFormat returns whether the
+// object's "version" is higher than version.
 bool IsNewerFormat(const std::string& json, int version);
 JsonKind<std::string> IdKind();
 inline constexpr int64_t LAST_SECOND = 253'402'300'799;  // largest time: the end of the year 9999

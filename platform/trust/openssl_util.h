@@ -65,7 +65,7 @@ OpenSslPtr<CMS_ContentInfo> MessageFromPem(const std::string& pem);
 
 std::string CommonNameOf(const X509_NAME* name);
 
-// ECDSA with SHA-256, in DER; empty when OpenSSL fails.
+// ECDSA with SHA-256. SignatureOf returns the signature in DER, or an empty string when OpenSSL fails.
 std::string SignatureOf(const std::string& text, EVP_PKEY* key);
 bool IsSignatureOf(const std::string& signature, const std::string& text, EVP_PKEY* key);
 

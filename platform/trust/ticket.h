@@ -17,8 +17,8 @@ namespace Vexo::Trust {
 
 inline constexpr size_t TICKET_SECRET_BYTES = 16;
 inline constexpr std::chrono::minutes TICKET_LIFE{10};
-// For this long after the ticket was made, the holder answers a joiner, if only to report that the ticket was used or
-// has expired.
+// The holder answers joiners for this long after it made the ticket. If the ticket was used or has expired, the answer
+// says so.
 inline constexpr std::chrono::minutes TICKET_MEMORY{60};
 inline constexpr size_t MAX_TICKET_TEXT = 40;
 

@@ -284,8 +284,8 @@ private:
         return session;
     }
 
-    // A callback of OpenSSL. Returns 1 and a session that OpenSSL then owns, or 1 and null for a handshake without the
-    // key.
+    // OpenSSL's callback for the pre-shared key that a client offers. Returns 1 and a session that OpenSSL then owns,
+    // or 1 and null for a handshake without the key.
     static int OfferKey(SSL* ssl, const EVP_MD* digest, const unsigned char** identity, size_t* identityBytes,
                         SSL_SESSION** session)
     {
