@@ -3,6 +3,7 @@
 Usage: ipc_test.py SOURCE_DIR BIN_DIR
 """
 
+import codecs
 import contextlib
 import json
 import os
@@ -27,6 +28,8 @@ MAGIC = 0x314E5344
 NOBODY = 65534
 START, RELEASE, REMOTE_INFO = 0, 1, 1001
 STATUS, COUNTS, EVENTS = 1, 3, 5
+
+codecs.lookup("utf-16-le")  # loaded now: another user may not be able to read Python's files
 
 
 def text(value):

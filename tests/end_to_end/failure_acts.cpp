@@ -179,7 +179,7 @@ int32_t StartAmidJunk(Stage& stage)
         std::filesystem::rename(stage.world.Path() / "junk", stage.world.Path() / file);
     }
     const int32_t code = Start(stage);
-    for (const std::string& complaint : {copy, "air/" + hotspot, std::string("; the state before it")}) {
+    for (const std::string& complaint : {copy, "air/" + hotspot, std::string("; keeping the previous state")}) {
         EXPECT_TRUE(stage.LogHas(stage.laptop, complaint)) << complaint;
     }
     return code;

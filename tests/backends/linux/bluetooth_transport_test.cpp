@@ -356,7 +356,7 @@ TEST_F(BluetoothSession, SendsBytesInPiecesThatKernelAccepts)
     EXPECT_TRUE(Eventually([&] { return !shared[1]->IsUsed("02:01:02:03:04:05/public"); }));
 }
 
-TEST(BluetoothAdmission, StrangersHaveTwoPlacesSeparateFromTcp)
+TEST(BluetoothAdmission, StrangersHaveThreePlacesSeparateFromTcp)
 {
     Trust::Tests::Devices account;
     const Trust::Identity laptopIdentity = account.Enrol("laptop");
@@ -384,7 +384,7 @@ TEST(BluetoothAdmission, StrangersHaveTwoPlacesSeparateFromTcp)
     };
     const Vexo::Tests::LogCapture log;
     const std::array byTcp{connectByTcp(), connectByTcp(), connectByTcp()};
-    const std::array strangers{connect(), connect(), connect()};
+    const std::array strangers{connect(), connect(), connect(), connect()};
     for (const UniqueFd& stranger : strangers) {
         EXPECT_EQ(bytesOf(stranger), CHALLENGE_BYTES);
     }

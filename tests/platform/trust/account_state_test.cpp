@@ -78,7 +78,7 @@ TEST_F(AccountStateTest, UnsignedOrContradictoryStateIsRefused)
         {Rewritten(own->State().account, other.state->State().account), MALFORMED, "another account"},
         {Rewritten(certificate, certificate + "x"), MALFORMED, "account_certificate"},
         {Rewritten("\"holder\":\"" + ownId, "\"holder\":\"" + std::string(64, 'a')), MALFORMED, "holder"},
-        {Rewritten("\"name\":\"phone\"", "\"name\":\"laptop\""), MALFORMED, "two of one"},
+        {Rewritten("\"name\":\"phone\"", "\"name\":\"laptop\""), MALFORMED, "two with the same name"},
         {Rewritten("\"removed\":[]", removed), MALFORMED, "removed"},
         {Rewritten("\"number\":", "\"number\":-"), MALFORMED, "number"},
     };
