@@ -2,6 +2,7 @@
 
 #include <poll.h>
 
+#include <array>
 #include <asio/post.hpp>
 #include <cerrno>
 #include <cstring>
@@ -30,6 +31,9 @@ constexpr std::chrono::milliseconds ACCEPT_PAUSE{100};
 constexpr size_t SPARES = 2;
 // How long an unused spare stays open: less than the peer allows a channel without a proof (LimitsOfAdmission).
 constexpr std::chrono::milliseconds SPARE_TIME{4000};
+// A channel that is not open after this time may be one that the kernel has confused: a second channel is opened, which
+// has another identifier, and the first of the two that opens is used.
+constexpr std::chrono::milliseconds SECOND_CHANNEL_DELAY{1000};
 
 Failure FailureOf(const std::string& what, int number)
 {
@@ -51,7 +55,11 @@ Failure ListenFailure(int number)
 class BluetoothTransport::Attempt : public std::enable_shared_from_this<Attempt> {
 public:
     Attempt(asio::io_context& reactor, L2capSockets& sockets, std::string address)
-        : address_(std::move(address)), sockets_(sockets), socket_(reactor), limit_(reactor)
+        : address_(std::move(address)),
+          sockets_(sockets),
+          channels_{Channel(reactor), Channel(reactor)},
+          limit_(reactor),
+          secondDue_(reactor)
     {
     }
 
@@ -63,7 +71,8 @@ public:
             // The attempt counts as a use even if it fails, because a failed attempt may leave a radio link.
             use_ = shared.AddUse(DeviceOf(*to), BluetoothShared::OpenedBy::THIS_DEVICE);
         }
-        if (Result<void> begun = Begin(shared.Adapter()); !begun) {
+        const BluetoothAddress adapter = shared.Adapter();
+        if (Result<void> begun = Begin(channels_[0], adapter); !begun) {
             asio::post(reactor, [self = shared_from_this(), why = begun.error()] { self->Finish(Failure(why)); });
             return;
         }
@@ -73,12 +82,12 @@ public:
                 self->Finish(Fail(ErrorCode::TIMED_OUT, self->address_ + " does not answer"));
             }
         });
-        socket_.async_wait(asio::posix::stream_descriptor::wait_write,
-                           [self = shared_from_this()](const asio::error_code& error) {
-                               if (!error && self->done_) {
-                                   self->OnWritable();
-                               }
-                           });
+        secondDue_.expires_after(SECOND_CHANNEL_DELAY);
+        secondDue_.async_wait([self = shared_from_this(), adapter](const asio::error_code& error) {
+            if (!error && self->done_) {
+                (void)self->Begin(self->channels_[1], adapter);
+            }
+        });
     }
 
     // As Start, with a channel that is open already.
@@ -93,13 +102,18 @@ public:
     {
         done_ = nullptr;
         limit_.cancel();
-        asio::error_code ignored;
-        socket_.close(ignored);
+        secondDue_.cancel();
+        for (auto& channel : channels_) {
+            asio::error_code ignored;
+            channel.close(ignored);
+        }
         use_.reset();
     }
 
 private:
-    [[nodiscard]] Result<void> Begin(const BluetoothAddress& adapter)
+    using Channel = asio::posix::stream_descriptor;
+
+    [[nodiscard]] Result<void> Begin(Channel& channel, const BluetoothAddress& adapter)
     {
         const Result<BluetoothAddress> to = ParseBluetoothAddress(address_);
         if (!to) {
@@ -113,21 +127,30 @@ private:
             return FailureOf(address_, -result);
         }
         asio::error_code error;
-        socket_.assign(socket.Get(), error);
+        channel.assign(socket.Get(), error);
         if (error) {
             return Fail(ErrorCode::SYSTEM, address_ + ": " + error.message());
         }
         static_cast<void>(socket.Release());
+        channel.async_wait(Channel::wait_write, [self = shared_from_this(), &channel](const asio::error_code& failed) {
+            if (!failed && self->done_) {
+                self->OnWritable(channel);
+            }
+        });
         return {};
     }
 
-    void OnWritable()
+    void OnWritable(Channel& channel)
     {
-        const int unit = sockets_.SendUnit(socket_.native_handle());
-        if (unit < 0) {
+        const int unit = sockets_.SendUnit(channel.native_handle());
+        if (unit >= 0) {
+            Finish(Stream{UniqueFd(channel.release()), static_cast<size_t>(unit), std::move(use_)});
+            return;
+        }
+        asio::error_code ignored;
+        channel.close(ignored);
+        if (!channels_[0].is_open() && !channels_[1].is_open()) {
             Finish(FailureOf(address_, -unit));
-        } else {
-            Finish(Stream{UniqueFd(socket_.release()), static_cast<size_t>(unit), std::move(use_)});
         }
     }
 
@@ -142,8 +165,9 @@ private:
 
     const std::string address_;
     L2capSockets& sockets_;
-    asio::posix::stream_descriptor socket_;
+    std::array<Channel, 2> channels_;  // the second one is used if the first one does not open soon
     asio::steady_timer limit_;
+    asio::steady_timer secondDue_;
     std::shared_ptr<void> use_;
     Transport::Connected done_;
 };

@@ -45,7 +45,7 @@ public:
     // A controller holds only a few connections, and a stranger can give itself any number of addresses.
     SoftBus::AdmissionLimits LimitsOfAdmission() const override
     {
-        return {.time = std::chrono::seconds(5), .connections = 3, .ofSource = 3, .ofMembers = 0};
+        return {.time = std::chrono::seconds(5), .connections = 4, .ofSource = 4, .ofMembers = 0};
     }
     void Stop() override;
 

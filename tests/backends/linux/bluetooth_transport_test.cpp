@@ -269,6 +269,19 @@ TEST_F(BluetoothTransportTest, AttemptAndItsStreamCountAsOneUseOfDevice)
     EXPECT_FALSE(shared->IsUsed(DEVICE_OF_SOMEBODY));
 }
 
+TEST_F(BluetoothTransportTest, SecondChannelReplacesSilentFirstOne)
+{
+    ASSERT_TRUE(transport->Listen([](const SoftBus::Stream&, const std::string&) {}));
+    sockets.isSilent = true;
+    std::string end;
+    const auto attempt = transport->Connect(
+        "02:11:22:33:44:55/random/" + std::to_string(shared->Psm()), std::chrono::seconds(5),
+        [&](const Result<SoftBus::Stream>& stream) { end = stream ? "connected" : stream.error().message; });
+    sockets.isSilent = false;
+    RunUntil([&] { return !end.empty(); });
+    EXPECT_EQ(end, "connected");
+}
+
 TEST_F(BluetoothTransportTest, AcceptContinuesAfterErrors)
 {
     std::string from;
@@ -356,7 +369,7 @@ TEST_F(BluetoothSession, SendsBytesInPiecesThatKernelAccepts)
     EXPECT_TRUE(Eventually([&] { return !shared[1]->IsUsed("02:01:02:03:04:05/public"); }));
 }
 
-TEST(BluetoothAdmission, StrangersHaveThreePlacesSeparateFromTcp)
+TEST(BluetoothAdmission, StrangersHaveFourPlacesSeparateFromTcp)
 {
     Trust::Tests::Devices account;
     const Trust::Identity laptopIdentity = account.Enrol("laptop");
@@ -384,7 +397,7 @@ TEST(BluetoothAdmission, StrangersHaveThreePlacesSeparateFromTcp)
     };
     const Vexo::Tests::LogCapture log;
     const std::array byTcp{connectByTcp(), connectByTcp(), connectByTcp()};
-    const std::array strangers{connect(), connect(), connect(), connect()};
+    const std::array strangers{connect(), connect(), connect(), connect(), connect()};
     for (const UniqueFd& stranger : strangers) {
         EXPECT_EQ(bytesOf(stranger), CHALLENGE_BYTES);
     }
