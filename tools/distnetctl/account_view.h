@@ -1,5 +1,5 @@
-// Formats the account for a person: members, numbers and failures. Stateless functions; any thread. Only WhyRemoved
-// blocks: it waits for the daemon's answer.
+// Formats the account for a person: its members, its numbers and its failures. Stateless functions; any thread. Only
+// WhyRemoved blocks, because it waits for an answer of the daemon.
 #pragma once
 
 #include <string>
@@ -12,29 +12,31 @@
 
 namespace Vexo::Ctl {
 
-// FromFault returns the outcome for a fault that the daemon reports about an account operation, FromAccountCall the
-// outcome for a failed call.
+// FromFault converts a fault of an account operation, as reported by the daemon, to the outcome of the command.
+// FromAccountCall does so for a call to the daemon that failed.
 Outcome FromFault(const Host::AccountFault& fault);
 Outcome FromAccountCall(const Client::CallResult& call);
 
-// Returns the outcome to finish with if this device was removed from its account. Returns no value if it was not
-// removed or if the daemon does not answer.
+// If this device was removed from its account, returns the outcome with which the command must end. Returns no value if
+// the device was not removed, or if the daemon does not answer.
 std::optional<Outcome> WhyRemoved(Client::DistNetClient& client);
 
-// Converts ASCII letters to upper case, for the names of faults in JSON: "NAME_TAKEN".
+// Converts ASCII letters to upper case. Used for the names of faults in JSON, such as "NAME_TAKEN".
 std::string UpperCase(std::string text);
-// Adds a space in the middle of a number of six digits: "482 915".
+// Adds a space in the middle of a number with six digits. The result is text such as "482 915".
 std::string NumberText(const std::string& number);
-// The day in local time: "2026-11-21".
+// Returns the date in local time, such as "2026-11-21".
 std::string DayText(std::chrono::sys_seconds time);
-// Names a member or a device that asks to join: "phone (phone, 7f3ac…c21e)". The texts must be printable (printable.h).
+// Returns a text for a member, or for a device that asks to join: "phone (phone, 7f3ac…c21e)". The parts are the name,
+// the type and the short network id. All arguments must be printable (printable.h).
 std::string WhoText(const std::string& name, Host::DeviceType type, const std::string& networkId);
 
-// The lines of the table of members, followed by the removed members. list must be printable.
+// Returns the lines of the table of members, followed by lines for the removed members. list: its texts must be
+// printable (printable.h).
 std::vector<std::string> MemberTable(const Host::MemberList& list);
 
-// Finds the member that word names, by the rules of ResolvePeer (peers.h). Returns no value on failure; failure is then
-// the outcome to finish with.
+// Finds a member by name or network id. word: what the user typed; the rules of ResolvePeer (peers.h) apply. Returns no
+// value if no single member matches. failure: then set to the outcome with which the command must end.
 std::optional<Host::AccountMember> FindMember(const Host::MemberList& list, const std::string& word, Outcome& failure);
 
 }  // namespace Vexo::Ctl

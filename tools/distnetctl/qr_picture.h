@@ -1,5 +1,5 @@
-// QrPicture: draws a text as a QR code for a terminal. A camera can read it on a dark and on a light screen. Stateless;
-// any thread. Reason for libqrencode: docs/decisions/0043-qr-pictures.md.
+// QrPicture: draws a text as a QR code on a terminal. Cameras can read the code on a dark and on a light screen.
+// Stateless; any thread. docs/decisions/0043-qr-pictures.md explains why this uses libqrencode.
 #pragma once
 
 #include <cstddef>
@@ -9,12 +9,13 @@
 namespace Vexo::Ctl {
 
 struct QrStyle {
-    bool utf8 = true;     // one character for two modules, one above the other; else two ASCII characters per module
-    bool colour = false;  // black on white; else the light modules are drawn in the terminal's text colour
+    bool utf8 = true;  // true: one character shows two modules (one above the other). false: two ASCII characters show
+                       // one module
+    bool colour = false;  // true: black on white. false: the light modules have the text colour of the terminal
 };
 
-// Returns the lines of the picture, with a border of four light modules, which QR readers need. Returns no lines if a
-// line would be wider than columns or memory is short.
+// Returns the lines of the picture. Its border is four light modules wide, because QR readers need this. Returns no
+// lines if a line would be wider than columns, or if memory is short.
 std::vector<std::string> QrPicture(const std::string& text, QrStyle style, size_t columns);
 
 }  // namespace Vexo::Ctl

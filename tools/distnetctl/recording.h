@@ -1,5 +1,5 @@
-// Starts, stops and fetches recordings of the daemon's trace spans. Main thread only; each call blocks for the daemon's
-// answer.
+// Starts and stops recordings of the daemon's trace spans, and reads the recorded trace from the daemon. Main thread
+// only. Each call blocks until the daemon answers.
 #pragma once
 
 #include <chrono>
@@ -12,13 +12,14 @@
 
 namespace Vexo::Ctl {
 
-// Starts a recording. The daemon stops it after limit at the latest; a detached recording continues after this program
-// has ended. Returns the number of the recording, or 0 on failure; failure is then the outcome to finish with.
+// Starts a recording and returns its number, or 0 if this fails. limit: the daemon stops the recording after this time.
+// detached: the recording continues after this program has ended. failure: set if the call fails, to the outcome with
+// which the command must end.
 uint32_t StartRecording(Client::DistNetClient& client, std::chrono::milliseconds limit, bool detached,
                         Outcome& failure);
 
-// Stops the recording with this number (0: the oldest detached one) and fetches its whole trace. Returns false on
-// failure; failure is then the outcome to finish with.
+// Stops a recording and reads its complete trace. recording: its number, or 0 for the oldest detached recording.
+// Returns false if this fails. failure: then set to the outcome with which the command must end.
 bool FetchRecording(Client::DistNetClient& client, uint32_t recording, Host::TracePiece& trace, Outcome& failure);
 
 }  // namespace Vexo::Ctl

@@ -1,5 +1,5 @@
-// Formats for a person which devices use this device's network, and which are allowed to. status must be printable
-// (printable.h). Pure functions; any thread.
+// Formats for a person which devices use the network of this device, and which devices are allowed to use it. The texts
+// in all arguments must be printable (printable.h). Pure functions; any thread.
 #pragma once
 
 #include <string>
@@ -12,15 +12,17 @@
 
 namespace Vexo::Ctl {
 
-// The lines of `status` about sharing: which devices use the network now, and which ask for it. May be empty.
+// Returns the lines about sharing for the command `status`: the devices that use this device's network now, and the
+// devices that ask for permission. May be empty.
 std::vector<StatusLine> ShareLines(const Host::ShareStatus& status, WallTime now);
-// The lines of `status` about this device being online through another one, and about automatic mode. Often empty.
+// Returns the lines of the command `status` that say through which device this device is online, and what automatic
+// mode does. Often empty.
 std::vector<StatusLine> OnlineLines(const Host::OnlineStatus& status, WallTime now);
-// The lines of `share status`.
+// Returns the lines of the command `share status`.
 std::vector<StatusLine> ShareStatusLines(const Host::ShareStatus& status, WallTime now);
-// "laptop asks to use this device's network.", followed by the commands that allow and deny it.
+// Returns a line such as "laptop asks to use this device's network.", followed by the commands that allow or deny this.
 std::vector<std::string> RequestLines(const Host::ShareRequest& request);
-// What a decision means: "laptop may use this device's network until midnight."
+// Explains a decision of the user in one sentence: "laptop may use this device's network until midnight."
 std::string DecisionText(const std::string& name, Host::ShareDecision decision);
 
 }  // namespace Vexo::Ctl

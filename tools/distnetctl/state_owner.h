@@ -1,6 +1,6 @@
-// When root runs distnetctl, these functions access a state folder with the rights of the folder's owner, for two
-// reasons: the daemon runs as the owner and must be able to read new files, and root must not follow a link that the
-// owner has placed in the folder. Use on one thread at a time: the rights belong to the process.
+// Functions that access a state folder with the rights of its owner when root runs distnetctl. There are two reasons.
+// The daemon runs as the owner and must be able to read new files. Root must not follow a symbolic link that the owner
+// has placed in the folder. Use on one thread at a time, because the rights belong to the process.
 #pragma once
 
 #include <filesystem>
@@ -11,8 +11,8 @@
 
 namespace Vexo::Ctl {
 
-// While an object exists, the process has the rights of the folder's owner. Changes nothing if the user is not root, or
-// if the folder belongs to root or does not exist.
+// While an object of this class exists, the process has the rights of the owner of the state folder. The object has no
+// effect if the user is not root, or if the folder belongs to root or does not exist.
 class StateOwner {
 public:
     explicit StateOwner(const std::filesystem::path& stateDir);
@@ -20,7 +20,8 @@ public:
     StateOwner(const StateOwner&) = delete;
     StateOwner& operator=(const StateOwner&) = delete;
 
-    // An error if the rights could not be changed; the caller must not touch the folder then.
+    // Returns an error if the constructor could not change the rights. The caller must then not access the state
+    // folder.
     const Result<void>& Taken() const { return taken_; }
 
 private:
@@ -28,14 +29,14 @@ private:
     bool isOther_ = false;
 };
 
-// Returns whether this user may not read the state folder or the identity in it. Always false for root.
+// Returns true if the current user may not read the state folder or the identity in it. Always false for root.
 bool IsClosedToUser(const std::filesystem::path& stateDir);
-// The outcome for failed work on a state folder. If the user may not read the folder (IsClosedToUser), the advice is
-// about that instead of the given advice.
+// Returns the outcome for failed work on a state folder. advice: used only if the user may read the folder. If not
+// (IsClosedToUser), the outcome advises how to get access.
 Outcome StateFailure(const std::filesystem::path& stateDir, std::string message, std::string advice);
 
-// Runs work with the rights of the folder's owner. Returns the Result of work, or the error if the rights could not be
-// changed.
+// AsOwnerOf calls the function work with the rights of the owner of stateDir. Returns the Result of work. Returns an
+// error if the rights could not be changed.
 template <typename Work>
 auto AsOwnerOf(const std::filesystem::path& stateDir, Work work) -> decltype(work())
 {

@@ -1,5 +1,5 @@
-// Formats the daemon's status for a person: the lines that `status` and `watch` share. The answers passed in must be
-// printable (printable.h). Pure functions; any thread.
+// Formats the daemon's status as lines for a person. The commands `status` and `watch` share these lines. The texts in
+// all arguments must be printable (printable.h). Pure functions; any thread.
 #pragma once
 
 #include <string>
@@ -10,22 +10,23 @@
 namespace Vexo::Ctl {
 
 struct StatusLine {
-    std::string label;  // "Wi-Fi"; empty for a line that continues the one before
+    std::string label;  // such as "Wi-Fi"; empty if this line continues the previous line
     std::string text;
 };
 
-// All lines of the status. The list of abilities is wrapped to 80 columns, label included.
+// Returns all lines of the status. The list of abilities is wrapped so that no line, with its label, exceeds 80
+// columns.
 std::vector<StatusLine> StatusLines(const Host::HostStatus& status, const Host::HostCounts& counts);
 
-// A text under one label, wrapped to 80 columns, label included.
+// Wraps a text so that no line, with its label, exceeds 80 columns. Only the first line has the label.
 std::vector<StatusLine> WrappedLines(const std::string& label, const std::string& text);
 
-// The state of Wi-Fi: "connected "phone-7f3a", 192.168.43.17"
+// Describes the state of Wi-Fi: "connected "phone-7f3a", 192.168.43.17".
 std::string WifiText(const Host::WifiStatus& wifi);
-// The state of the hotspot: "open", "closed", "not present", "not known: the radio does not say"
+// Describes the state of the hotspot: "open", "closed", "not present", or "not known: the radio does not say".
 std::string HotspotText(const Host::HotspotStatus& hotspot);
 
-// The whole line: the label, padded to 12 columns, then the text.
+// Returns the complete line: the label, padded to 12 columns, and then the text.
 std::string Labelled(const StatusLine& line);
 
 }  // namespace Vexo::Ctl

@@ -1,5 +1,6 @@
-// Timing: how long each step of `start` took, read from the daemon's trace and shown as bars. Times are in milliseconds
-// of the steady clock, which the daemon's trace uses too. Value types and functions without state; any thread.
+// Timing: how long each step of the command `start` took. The durations come from the daemon's trace and are shown as
+// bars. Times are milliseconds of the steady clock, because the daemon's trace also uses this clock. Value types and
+// stateless functions; any thread.
 #pragma once
 
 #include <chrono>
@@ -17,8 +18,9 @@ struct Interval {
     double Length() const { return endMs - beginMs; }
 };
 
-// The steps in their order. A step that was not reached has no value. seek, connect and handshake are parts of
-// collaboration: how the connection to the peer was made. They have no value if there was a connection already.
+// The steps of one start, in their order. A step has no value if it was not reached. The members seek, connect and
+// handshake are parts of the step collaboration: they show how the connection to the peer was made. They have no value
+// if a connection already existed.
 struct Timing {
     Interval total;
     std::optional<Interval> collaboration;  // waking the peer
@@ -26,32 +28,32 @@ struct Timing {
     std::optional<Interval> connect;        // connecting to the peer's address
     std::optional<Interval> handshake;      // authenticating both devices
     std::optional<Interval> session;        // opening a session to the peer
-    std::optional<Interval> answer;         // from the request to the answer
-    std::optional<Interval> wifi;           // from the answer to the joined Wi-Fi
+    std::optional<Interval> answer;         // waiting for the peer's answer to the request
+    std::optional<Interval> wifi;           // joining the Wi-Fi after the peer's answer
 };
 
-// Finds the steps of one start in the trace. asked: the time from its request to its answer. Only steps within this
-// interval are used, so that steps of other starts are left out.
+// Finds the steps of one start in the trace. asked: begins with the request and ends with the answer to it. Steps
+// outside this interval are ignored, because they belong to other starts.
 Timing ParseTiming(const std::string& trace, Interval asked);
 
-// Marks and names for TimingLines.
+// The marks and the texts that TimingLines prints.
 struct StepNames {
     std::string tick;
     std::string cross;
-    std::string first;          // shown in the first 12 columns of the first line
-    std::string wifi;           // name of the Wi-Fi step if it succeeded
-    bool isUnfinished = false;  // with failed: the last step timed out and is shown as running
+    std::string first;          // text for the first 12 columns of the first line
+    std::string wifi;           // the name of the Wi-Fi step if it succeeded
+    bool isUnfinished = false;  // used if the start failed; true: the last step timed out and is shown as running
 };
-// Formats the steps as lines of at most 80 columns: mark, name, duration, and a bar that shows when the step ran. The
-// parts of a step follow the step, indented and without a mark. If failed, the last step that was reached is shown as
-// failed.
+// Formats the steps as lines of at most 80 columns. Each line has a mark, a name, a duration, and a bar that shows when
+// the step ran. The lines for the parts of a step follow it; they are indented and have no mark. failed: true if the
+// last step that was reached is shown as failed.
 std::vector<std::string> TimingLines(const Timing& timing, bool failed, const StepNames& names);
 
-// {"collaboration_ms":,"seek_ms":,"connect_ms":,"handshake_ms":,"session_ms":,"answer_ms":,"wifi_ms":,"total_ms":};
-// null for a step without a value.
+// Returns a JSON object with these members: {"collaboration_ms", "seek_ms", "connect_ms", "handshake_ms", "session_ms",
+// "answer_ms", "wifi_ms", "total_ms"}. A member is null if its step has no value.
 Json TimingDetails(const Timing& timing);
 
-// Now, in milliseconds of the steady clock.
+// Returns the current time of the steady clock in milliseconds.
 double SteadyNowMs();
 
 }  // namespace Vexo::Ctl

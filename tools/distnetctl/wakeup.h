@@ -1,6 +1,6 @@
-// Wakeup: `watch` waits with it for a point in time, a key or a signal. Signals are blocked and read from a descriptor
-// (signalfd(2)), so that no signal is lost and no handler runs. Main thread only; create the object before any other
-// thread exists.
+// Wakeup: waits for a point in time, a key or a signal. The command `watch` uses it. Signals are blocked and read from
+// a file descriptor (signalfd(2)), so that no signal is lost and no signal handler runs. Main thread only. Create the
+// object before any other thread exists.
 #pragma once
 
 #include "platform/base/clock.h"
@@ -11,19 +11,20 @@ namespace Vexo::Ctl {
 
 enum class WakeReason {
     TIME,
-    KEY,      // any key but q
-    RESIZED,  // the terminal has another size
-    SUSPEND,  // Ctrl-Z: the caller must suspend the process
-    QUIT,     // q, Ctrl-C, SIGTERM, or the terminal went away
+    KEY,      // a key other than q was pressed
+    RESIZED,  // the size of the terminal has changed
+    SUSPEND,  // Ctrl-Z was pressed: the caller must suspend the process
+    QUIT,     // q or Ctrl-C, SIGTERM, or the terminal was closed
 };
 
 class Wakeup : public NoCopyable {
 public:
-    // keys: also wait for the signals of the terminal, and for keys if standard input is a terminal. Without keys, only
-    // SIGINT, SIGTERM, SIGHUP and the deadline end a wait.
+    // keys: true if Wait also returns for keys (if standard input is a terminal) and for the signals of a terminal,
+    // such as SIGWINCH. If false, Wait returns at the deadline, if standard output is closed, or after SIGINT, SIGTERM
+    // or SIGHUP.
     explicit Wakeup(bool keys);
 
-    // Blocks until a key or signal arrives, the deadline passes, or standard output is closed (QUIT).
+    // Blocks until a key or a signal arrives, or until the deadline. Returns QUIT if standard output was closed.
     WakeReason Wait(SteadyTime deadline);
 
 private:

@@ -1,5 +1,6 @@
-// WatchSource: reads what `watch` shows from the daemon, over one connection. If the connection is lost, each Read
-// tries to connect again. Main thread only; each call to the daemon blocks for at most the limit.
+// WatchSource: reads from the daemon what the command `watch` shows. All reads use one connection. If the connection is
+// lost, the next call of Read connects again. Main thread only. Each call to the daemon blocks for at most the time
+// limit that the constructor gets.
 #pragma once
 
 #include <chrono>
@@ -14,21 +15,22 @@
 
 namespace Vexo::Ctl {
 
-// The answers of the daemon to one Read. All texts are printable (printable.h) except those of events.
+// The answers of the daemon to one call of Read. All texts are printable (printable.h), except the texts of the events.
 struct Snapshot {
     WallTime time;
-    Client::CallResult call;  // if it did not succeed, only the events below are valid
+    Client::CallResult call;  // if the call failed, status, counts and peers are not valid
     Host::HostStatus status;
     Host::HostCounts counts;
     std::vector<Peer> peers;
-    std::vector<Host::Event> events;  // since the previous Read; only the newest MAX_WATCHED_EVENTS
+    std::vector<Host::Event>
+        events;  // all new events since the previous Read, but at most the newest MAX_WATCHED_EVENTS
 };
 
 inline constexpr size_t MAX_WATCHED_EVENTS = 100;
 
 class WatchSource {
 public:
-    // Events before since are left out.
+    // limit: the longest wait for one answer of the daemon. since: Read ignores events that are older than this time.
     WatchSource(std::string socket, std::chrono::milliseconds limit, WallTime since);
 
     Snapshot Read();
