@@ -1,5 +1,5 @@
-// Parses the command line of distnetctl (with CLI11), runs the command and returns the exit code. Called once, on the
-// main thread.
+// Runs distnetctl: parses the command line (with CLI11), runs the command and returns the exit code. Called once, on
+// the main thread.
 #pragma once
 
 namespace Vexo::Ctl {

@@ -1,5 +1,5 @@
-// Helpers to declare the commands of distnetctl to the parser (CLI11), and the parsed command line. Shared by app.cpp
-// and app_online.cpp. Main thread only.
+// Declares the commands of distnetctl to the parser CLI11, and stores the parsed command line. Shared by app.cpp and
+// app_online.cpp. Main thread only.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -11,7 +11,7 @@
 
 namespace Vexo::Ctl {
 
-// The parsed command line. CLI11 sets the arguments and run, the function that executes the command.
+// The parsed command line. The parser (CLI11) sets the members. The member run executes the command.
 struct Request {
     GlobalOptions options;
     std::function<int(Output&)> run;
@@ -24,7 +24,7 @@ struct Request {
     std::vector<std::string> items;
     std::vector<std::string> assignments;
     std::string joinName;
-    std::string autoMode;  // "on" or "off"; empty: show the mode
+    std::string autoMode;  // "on" or "off"; empty: the command shows the mode
     int passphraseDescriptor = -1;
     bool yes = false;
     bool now = false;
@@ -43,13 +43,15 @@ struct Request {
     double intervalSeconds = 1;
 };
 
-// Adds a command. When the command is parsed, request.run is set to run. examples: lines for the help.
+// Adds a command. run: the parser copies it to request.run when the user gives this command. examples: lines for the
+// help.
 CLI::App* AddCommand(CLI::App& parent, Request& request, const std::string& name, const std::string& description,
                      const std::string& examples, std::function<int(Output&)> run);
-// Adds a word that must be followed by one of its own commands, like "account" in "account invite".
+// Adds a group of commands, such as "account" in "account invite". One of the commands must follow the name of the
+// group.
 CLI::App* AddGroup(CLI::App& parent, const std::string& name, const std::string& description);
 
-// Adds up, down, auto, prefer and share (app_online.cpp).
+// Adds the commands up, down, auto, prefer and share. Defined in app_online.cpp.
 void AddOnlineCommands(CLI::App& app, Request& request);
 
 }  // namespace Vexo::Ctl

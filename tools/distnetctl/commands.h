@@ -1,5 +1,6 @@
-// The commands of distnetctl. Each function runs one command with the global options and the command's own arguments,
-// prints its outcome and returns the exit code. They block until the command is done. Main thread only.
+// The commands of distnetctl. Each function Run… runs one command, prints its outcome and returns the exit code. Its
+// arguments are the global options and the arguments of the command. Each function blocks until the command has ended.
+// Main thread only.
 #pragma once
 
 #include <chrono>
@@ -18,7 +19,7 @@ struct GlobalOptions {
     bool json = false;
     std::string socket = Client::DEFAULT_SOCKET;
     double timeoutSeconds = 30;
-    bool hasTimeout = false;  // --timeout was given; without it, attempts to get online have no limit
+    bool hasTimeout = false;  // true if the user gave --timeout; if not, attempts to get online have no time limit
     std::filesystem::path stateDir = "/var/lib/distnet";
 
     std::chrono::milliseconds Timeout() const
@@ -27,50 +28,52 @@ struct GlobalOptions {
     }
 };
 
-// Connects to the daemon and applies --timeout. Returns null on failure; failure is then the outcome to finish with.
+// Connects to the daemon and applies --timeout. Returns null if this fails. failure: then set to the outcome with which
+// the command must end.
 std::unique_ptr<Client::DistNetClient> ConnectClient(const GlobalOptions& options, Outcome& failure);
 
-// Connects to the daemon, runs work and finishes with the outcome of work. If connecting fails, finishes with the
-// outcome that says why. Ctrl-C ends the process (EndOnInterrupt).
+// Connects to the daemon, calls the function work, and prints the outcome that work returns. If there is no connection,
+// prints an outcome that says why. Returns the exit code. Ctrl-C ends the process.
 int WithClient(const GlobalOptions& options, Output& output,
                const std::function<Outcome(Client::DistNetClient& client)>& work);
 
-// ---- Online and off again (online_commands.cpp, start_command.cpp) ------------------------------------------------
+// ---- Commands to get online and to end this (online_commands.cpp, start_command.cpp) -------------------------------
 int RunUp(const GlobalOptions& options, Output& output, const std::vector<std::string>& words);
 int RunStart(const GlobalOptions& options, Output& output, const std::string& peer, bool wait, bool timing);
-// Returns the scan function for FindPeer (peers.h). The function prints that the device word is searched for, and makes
-// the daemon scan for devices nearby. options and output must outlive the function.
+// Returns a function for the parameter scan of FindPeer (peers.h). The function prints that it searches for the device
+// word, and makes the daemon scan for devices nearby. The objects options and output must outlive the function.
 std::function<void()> ScanFor(const GlobalOptions& options, Output& output, const std::string& word);
 int RunDown(const GlobalOptions& options, Output& output);
-// mode: "on" or "off" sets automatic mode; empty shows it.
+// mode: "on" or "off" switches automatic mode; an empty text shows the mode.
 int RunAuto(const GlobalOptions& options, Output& output, const std::string& mode);
-// Sets the preferred devices to words, the best first; isNone removes all. With neither, shows the preferred devices.
+// Sets the list of preferred devices. words: these devices, the best one first. isNone: clears the list. If words is
+// empty and isNone is false, prints the list.
 int RunPrefer(const GlobalOptions& options, Output& output, const std::vector<std::string>& words, bool isNone);
 
-// ---- Sharing this device's network (share_commands.cpp) ---------------------------------------------------------
+// ---- Commands to share this device's network (share_commands.cpp) ---------------------------------------------------
 int RunShareStatus(const GlobalOptions& options, Output& output);
 int RunShareRequests(const GlobalOptions& options, Output& output);
 int RunShareDecide(const GlobalOptions& options, Output& output, const std::string& word, Host::ShareDecision decision);
 
-// ---- Network (network_commands.cpp) -----------------------------------------------------------------------------
+// ---- Commands about other devices and the network (network_commands.cpp) -------------------------------------------
 int RunDevices(const GlobalOptions& options, Output& output, bool scans);
 int RunStop(const GlobalOptions& options, Output& output, const std::string& peer);
 int RunInfo(const GlobalOptions& options, Output& output, const std::vector<std::string>& items);
 
-// ---- The daemon (daemon_commands.cpp) ---------------------------------------------------------------------------
+// ---- Commands about the daemon (daemon_commands.cpp) ----------------------------------------------------------------
 int RunStatus(const GlobalOptions& options, Output& output);
 int RunServiceHold(const GlobalOptions& options, Output& output);
 
-// ---- Diagnosis and live view (doctor_command.cpp, watch_command.cpp) ----------------------------------------------
+// ---- Commands for diagnosis and the live view (doctor_command.cpp, watch_command.cpp) -------------------------------
 int RunDoctor(const GlobalOptions& options, Output& output);
 int RunWatch(const GlobalOptions& options, Output& output, std::chrono::milliseconds interval);
 
-// ---- The daemon's records (events_command.cpp, trace_command.cpp) --------------------------------------------------
+// ---- Commands to read the daemon's events and traces (events_command.cpp, trace_command.cpp) ------------------------
 int RunEvents(const GlobalOptions& options, Output& output, bool follow, const std::string& since);
 int RunTraceStart(const GlobalOptions& options, Output& output);
 int RunTraceStop(const GlobalOptions& options, Output& output, const std::filesystem::path& file, uint32_t recording);
 
-// ---- Account and enrolment, on files in the state folder (account_commands.cpp) -----------------------------------
+// ---- Account commands that work on files in the state folder (account_commands.cpp) ---------------------------------
 int RunAccountCreate(const GlobalOptions& options, Output& output, const std::string& name,
                      const std::string& deviceName);
 int RunAccountShow(const GlobalOptions& options, Output& output);
@@ -80,9 +83,10 @@ int RunAccountAdmit(const GlobalOptions& options, Output& output, const std::fil
                     const std::filesystem::path& answer);
 int RunAccountInstall(const GlobalOptions& options, Output& output, const std::filesystem::path& file);
 
-// ---- The account, through the daemon (invite_command.cpp, join_command.cpp, member_commands.cpp) --------------------
+// ---- Account commands that use the daemon (invite_command.cpp, join_command.cpp, member_commands.cpp) ---------------
 int RunAccountInvite(const GlobalOptions& options, Output& output, bool yes);
-// Reads the ticket from standard input. If deviceName is empty, the device has the name in the daemon's configuration.
+// Reads the ticket from standard input. deviceName: the new name of this device; if empty, the daemon uses the name in
+// its configuration.
 int RunAccountJoin(const GlobalOptions& options, Output& output, const std::string& deviceName);
 int RunAccountDevices(const GlobalOptions& options, Output& output);
 int RunAccountRename(const GlobalOptions& options, Output& output, const std::string& device, const std::string& name);
@@ -92,19 +96,21 @@ int RunAccountTransfer(const GlobalOptions& options, Output& output, const std::
 int RunAccountLeave(const GlobalOptions& options, Output& output, bool yes);
 int RunAccountRenew(const GlobalOptions& options, Output& output);
 using AccountCancel = Client::CallResult (Client::DistNetClient::*)(Host::ChangeAnswer& answer);
-// From now on Ctrl-C calls cancel at the daemon, prints said, and ends the process.
+// After this call, Ctrl-C calls the function cancel of the daemon, prints the text said, and ends the process.
 void EndAfterCancel(const GlobalOptions& options, Output& output, AccountCancel cancel, const std::string& said);
 
-// ---- The account's key, on files (backup_commands.cpp) ------------------------------------------------------------
-// passphraseDescriptor: where the passphrase is read from; negative: it is asked for at the terminal.
+// ---- Commands to save and restore the account's key (backup_commands.cpp) -------------------------------------------
+// passphraseDescriptor: the file descriptor from which the passphrase is read. If negative, the command asks for the
+// passphrase at the terminal.
 int RunAccountBackup(const GlobalOptions& options, Output& output, const std::filesystem::path& file,
                      int passphraseDescriptor);
 int RunAccountRestore(const GlobalOptions& options, Output& output, const std::filesystem::path& file,
                       int passphraseDescriptor, const std::string& deviceName, bool isAlone);
 
-// ---- A simulated device (sim_commands.cpp) ----------------------------------------------------------------------
-// Returns whether the arguments name a simulated device: the folder of --state has the settings file of one. Without
-// --state, checks the folder of the socket and the default state folder. For the help, before the arguments are parsed.
+// ---- Commands for a simulated device (sim_commands.cpp) -------------------------------------------------------------
+// Returns true if the arguments name a simulated device: the folder of --state has the settings file of such a device.
+// Without --state, checks the folder of the socket and the default state folder. The help needs this before the
+// arguments are parsed.
 bool IsSimulated(const GlobalOptions& defaults, int argc, const char* const* argv);
 int RunSimShow(const GlobalOptions& options, Output& output);
 int RunSimSet(const GlobalOptions& options, Output& output, const std::vector<std::string>& assignments);

@@ -1,6 +1,6 @@
-// EventReader: reads the daemon's events and returns each event once, even if the daemon restarts. A restarted daemon
-// numbers its events from the start and sends all events in its files again, so EventReader skips the events that it
-// has returned before. Main thread only.
+// EventReader: reads the daemon's events and returns each event only once, even if the daemon restarts. A restarted
+// daemon numbers its events from the start and sends all events in its files again. EventReader then skips the events
+// that it has already returned. Main thread only.
 #pragma once
 
 #include <chrono>
@@ -14,28 +14,29 @@
 namespace Vexo::Ctl {
 
 struct NewEvents {
-    std::vector<Host::Event> events;  // oldest first; may be empty
-    bool more = false;                // more events may be available already
-    bool missed = false;              // some older events were deleted before they were read
+    std::vector<Host::Event> events;  // oldest event first; may be empty
+    bool more = false;                // true: the daemon may already have more events
+    bool missed = false;              // true: the daemon deleted some events before they were read
 };
 
-// Finds the device of masked, a network id whose middle is replaced in an event ("3f91c…d6384", or with asterisks).
-// Returns the name of the known device whose network id has the same begin and end. No value if none or several have.
+// Returns the name of a device whose network id is masked in an event. masked: the network id, with its middle replaced
+// ("3f91c…d6384" or asterisks). The result is the name of the known device whose network id has the same beginning and
+// the same end. No value if no device or several devices match.
 std::optional<std::string> NameOfMaskedId(const std::string& masked, const std::vector<Host::KnownDevice>& devices);
 
 class EventReader {
 public:
-    // Reads the events that follow those read before. Blocks until an event is available or wait has passed. If the
-    // call fails, read is not changed.
+    // Reads the events that follow the events of the previous call. Blocks until an event is available or the time wait
+    // has passed. If the call fails, the parameter read is not changed.
     Client::CallResult Read(Client::DistNetClient& client, std::chrono::milliseconds wait, NewEvents& read);
 
-    // Call before the first Read with a new connection, because the daemon may have restarted.
+    // Call this before the first Read on a new connection, because the daemon may have restarted.
     void Reconnected();
 
 private:
-    uint64_t cursor_ = 0;  // valid for the connected daemon only
+    uint64_t cursor_ = 0;  // the position in the events of the connected daemon; not valid after it restarts
     std::optional<Host::Event> last_;
-    std::optional<Host::Event> resumeAfter_;  // skip events up to this one, which was read on an earlier connection
+    std::optional<Host::Event> resumeAfter_;  // skip all events up to this event, which was already returned
 };
 
 }  // namespace Vexo::Ctl

@@ -1,6 +1,6 @@
-// Attempt: makes the daemon try to get this device online, shows each step when it ends, and cancels the attempt when
-// the time of --timeout has passed. CancelOnInterrupt cancels it on Ctrl-C. Main thread only; Run blocks until the
-// attempt has ended.
+// Attempt: makes the daemon try to get this device online, and shows each step when the step has ended. Cancels the
+// attempt when the time of --timeout has passed. CancelOnInterrupt makes Ctrl-C cancel the attempt. Main thread only.
+// Run blocks until the attempt has ended.
 #pragma once
 
 #include <functional>
@@ -17,16 +17,16 @@ namespace Vexo::Ctl {
 
 inline constexpr std::chrono::seconds SLOW_STEP{2};
 
-// Formats the steps of an attempt as lines. Each step is returned once, when it has ended. Steps can overlap: while one
-// step waits for a device's owner, the attempt tries other devices.
+// Formats the steps of an attempt as lines. A step is returned once, after it has ended. Steps can overlap: while the
+// owner of one device is asked for permission, the attempt tries other devices.
 class StepLog {
 public:
     explicit StepLog(StepStyle style);
 
-    // Returns the lines of the steps that have ended since the last call.
+    // Returns lines for the steps that have ended since the previous call.
     std::vector<std::string> Take(const Host::OnlineAnswer& attempt);
-    // Returns what the attempt waits for. Returns an empty text if there is nothing, or nothing new since the last
-    // call. isEager: also for a step that has run for less than SLOW_STEP.
+    // Returns what the attempt waits for. The text is empty if the attempt does not wait, or if the text has not
+    // changed since the previous call. isEager: if false, steps that have run for less than SLOW_STEP are ignored.
     std::string TakeWait(const Host::OnlineAnswer& attempt, bool isEager);
 
 private:
@@ -34,22 +34,22 @@ private:
     std::string WaitOf(const Host::OnlineAnswer& attempt, bool isEager) const;
 
     const StepStyle style_;
-    std::vector<bool> isShown_;    // by index of the step
-    std::string device_;           // network id of the device of the last line
-    std::string waitedFor_;        // what TakeWait has returned since the last line
-    std::set<std::string> asked_;  // network ids of devices with a line that their owner is asked
+    std::vector<bool> isShown_;    // true: the step with this index was shown
+    std::string device_;           // network id of the device in the last line
+    std::string waitedFor_;        // the last result of TakeWait; empty after a new line
+    std::set<std::string> asked_;  // network ids of the devices for which a line has shown that their owner is asked
 };
 
 struct AttemptWish {
     Host::OnlineMode mode = Host::OnlineMode::UP;
     std::vector<std::string> networkIds;
-    bool isForOne = false;  // the user has named one device
+    bool isForOne = false;  // true: the user named exactly one device
     bool showsSteps = true;
 };
 
 class Attempt {
 public:
-    // Called with each new state of the attempt.
+    // Called after each change of the attempt.
     using Observer = std::function<void(const Host::OnlineAnswer& attempt)>;
 
     Attempt(const GlobalOptions& options, Output& output, Client::DistNetClient& client, AttemptWish wish);
@@ -70,8 +70,8 @@ private:
     Host::OnlineAnswer now_;
 };
 
-// From now on Ctrl-C and SIGTERM cancel the attempt of this process, print what was undone on both devices, and end the
-// process. A second signal ends the process at once; the daemon continues to undo the attempt.
+// After this call, Ctrl-C or SIGTERM cancels the attempt of this process, prints what was undone on both devices, and
+// ends the process. A second signal ends the process at once. The daemon still undoes the attempt.
 void CancelOnInterrupt(const GlobalOptions& options, Output& output);
 
 }  // namespace Vexo::Ctl

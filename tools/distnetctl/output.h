@@ -1,6 +1,6 @@
-// The output of distnetctl: readable lines for a person, or one JSON object, and the exit code. A command builds one
-// Outcome and passes it to Output::Finish. Only the live picture (screen.h) writes to standard output without Output.
-// Used on the main thread, and on the thread that ends the process after an interrupt.
+// The output of distnetctl and its exit code. The output is lines of text for a person, or one JSON object. A command
+// creates one Outcome and passes it to Output::Finish. Only the live picture (screen.h) writes to standard output
+// without using Output. Used on the main thread, and on the thread that ends the process after an interrupt.
 #pragma once
 
 #include <atomic>
@@ -16,45 +16,45 @@ namespace Vexo::Ctl {
 
 enum ExitCode : int {
     EXIT_DONE = 0,
-    EXIT_FAILED = 1,  // the service answered with a failure, or this side could not carry out the command
+    EXIT_FAILED = 1,  // the service reported a failure, or distnetctl could not carry out the command
     EXIT_USAGE = 2,
-    EXIT_UNREACHABLE = 3,  // the daemon cannot be reached
+    EXIT_UNREACHABLE = 3,  // no connection to the daemon was possible
     EXIT_NOT_PERMITTED = 4,
     EXIT_TIMED_OUT = 5,
-    EXIT_INTERRUPTED = 130,  // Ctrl-C, as shells number it
+    EXIT_INTERRUPTED = 130,  // the value that shells use for Ctrl-C
 };
 
-// Values of "code" in the JSON object for failures that have no code of the service.
+// Values of "code" in the JSON object, for failures to which the service gives no code.
 enum LocalCode : int32_t {
     CODE_UNREACHABLE = -1,
     CODE_TIMED_OUT = -2,
     CODE_BAD_ANSWER = -3,
     CODE_USAGE = -4,
-    CODE_NOT_DONE = -5,     // this side refused the command or could not carry it out
-    CODE_INTERRUPTED = -6,  // Ctrl-C or SIGTERM
+    CODE_NOT_DONE = -5,     // distnetctl refused the command or could not carry it out
+    CODE_INTERRUPTED = -6,  // Ctrl-C or SIGTERM ended the command
 };
 
 struct Outcome {
     int exitCode = EXIT_DONE;
     int32_t code = 0;
     std::string name = "OK";
-    std::string message;  // one sentence
-    std::string advice;   // what to do next, one step per line; may be empty
-    Json details;         // further members of the JSON object; may be null
+    std::string message;  // a single sentence
+    std::string advice;   // what the user should do next, one step per line; may be empty
+    Json details;         // members that are added to the JSON object; may be null
 };
 
-// Returns whether systemd has a unit of the daemon on this machine.
+// Returns true if this machine has a systemd unit for the daemon.
 bool HasUnit();
 
 Outcome Done(std::string message, Json details = nullptr);
 Outcome UsageError(std::string message, std::string advice);
 Outcome NotDone(std::string message, std::string advice);
-// The outcome for a call that did not succeed, with advice that fits the reason.
+// Converts a call to the daemon that failed to an outcome. The advice in it fits the cause of the failure.
 Outcome FromCall(const Client::CallResult& result);
 
 class Output {
 public:
-    // command: the name of the command's schema ("account-show"); empty if no command was recognised.
+    // command: the name of the JSON schema of the command, such as "account-show". Empty if no command was recognised.
     Output(bool json, const Terminal& terminal, std::string command);
 
     bool IsJson() const { return json_; }
@@ -62,33 +62,33 @@ public:
     bool UsesColour() const { return terminal_.hasColour; }
     const Terminal& GetTerminal() const { return terminal_; }
 
-    // Prints a line; does nothing with --json.
+    // Prints a line of text. Has no effect with --json.
     void Line(const std::string& text);
-    // Prints one JSON object on its own line; does nothing without --json. For commands that print several objects.
-    // After Finish has printed its object, further objects are dropped. schema: the name of the object's schema in
-    // docs/schema.
+    // Prints one JSON object on its own line, for commands that print several objects. Has no effect without --json, or
+    // after Finish has printed an object. schema: the name of the object's schema in docs/schema.
     void Object(const std::string& schema, const cJSON* object);
-    // Writes the buffered output. Returns false if this or an earlier write failed.
+    // Writes the buffered output. Returns false if this write or an earlier write has failed.
     bool Flush();
-    // Shows what the command waits for. On a terminal the next output overwrites this line.
+    // Prints a line that says what the command waits for. On a terminal, the next output overwrites this line.
     void Status(const std::string& text);
-    // Prints a question without a line end; does nothing with --json.
+    // Prints a question without a line end. Has no effect with --json.
     void Prompt(const std::string& text);
-    // Prints a message to standard error, wrapped, also with --json. The command continues.
+    // Prints a message to standard error and wraps its lines. Also prints it with --json. The command then continues.
     void Notice(const std::string& text);
-    // Marks for good and failed steps: a tick and a cross, in colour if colour is used. The words beside a mark must
-    // make sense without the mark. If the locale has no UTF-8, marks are printed in ASCII (AsciiMarks).
+    // Tick returns the mark for a successful step, Cross the mark for a failed step. On a terminal with colours the
+    // marks are coloured. The text beside a mark must make sense without the mark. If the locale has no UTF-8, the
+    // marks are printed in ASCII (AsciiMarks).
     std::string Tick() const;
     std::string Cross() const;
 
-    // Prints the outcome as a JSON object, or its message and advice (for a failure to standard error). Returns the
-    // exit code. When an interrupt ends the process, two threads may call Finish: only the first JSON object is
-    // printed.
+    // Prints the outcome and returns its exit code. With --json the outcome is printed as a JSON object. Otherwise
+    // Finish prints the message; after a failure, it prints the message and the advice to standard error. During an
+    // interrupt two threads may call Finish. In this case only the first JSON object is printed.
     int Finish(Outcome outcome);
-    // Finishes a command that an interrupt has ended: prints its JSON object with --json, else nothing.
+    // Prints the JSON object of a command that an interrupt has ended. Has no effect without --json.
     void FinishInterrupted();
-    // Call before the process ends, with its exit code. Returns this code; if some output could not be written, prints
-    // the error and returns EXIT_FAILED. A reader that closes the pipe early (EPIPE) is not an error.
+    // Call this before the process ends. exitCode: the exit code of the command. Returns it if all output was written.
+    // Otherwise prints an error and returns EXIT_FAILED. It is no error if a reader closes the pipe early (EPIPE).
     int End(int exitCode);
 
 private:
@@ -103,22 +103,23 @@ private:
     const std::string command_;
     Mutex objects_;
     bool isFinished_ GUARDED_BY(objects_) = false;
-    // statusShown_ and writeError_ are atomic, because the thread that ends the process after an interrupt also prints.
+    // These members are atomic, because the thread that ends the process after an interrupt also prints.
     std::atomic<bool> statusShown_{false};
-    std::atomic<int> writeError_{0};  // errno of the first write that failed
+    std::atomic<int> writeError_{0};  // errno of the first write that has failed
 };
 
-// Returns advice with "sudo" added before each command that needs root. If the user is root, returns it unchanged.
+// Returns the advice with "sudo" before each command that needs root. Returns the advice unchanged if the user is root.
 std::string WithRights(const std::string& advice);
-// Like WithRights, but adds "sudo" for every user.
+// Returns the advice with "sudo" before each command that needs root, even if the user is root.
 std::string WithSudo(std::string advice);
 
-// The value of "schema" in an object: the file in docs/schema and its version, "distnetctl/devices/1".
+// Returns the value of "schema" for a JSON object, such as "distnetctl/devices/1". file: the name of the schema file in
+// docs/schema. The number is the version of the schema.
 std::string SchemaName(const std::string& file);
 
-// A duration for a person: "41 ms", "3.1 s".
+// Formats a duration for a person: "41 ms", "3.1 s".
 std::string DurationText(double milliseconds);
-// Pads text with spaces to width columns, or cuts it to width with "…" at the end. One column for each code point.
+// Pads text with spaces to the given width, or cuts it and adds "…". Each code point counts as one column.
 std::string Column(const std::string& text, size_t width);
 
 }  // namespace Vexo::Ctl

@@ -1,6 +1,6 @@
-// Printable: escapes hidden characters (platform/base/utf8.h) in all texts of the daemon's answers. Without it the
-// texts are not safe on a terminal, because names in them come from other devices and Wi-Fi networks. Pure functions;
-// any thread.
+// Printable: escapes the hidden characters (platform/base/utf8.h) in all texts of an answer from the daemon. Without
+// this, the texts could be harmful on a terminal, because names in them come from other devices and from Wi-Fi
+// networks. Pure functions; any thread.
 #pragma once
 
 #include <string>
@@ -41,8 +41,8 @@ public:
     }
 };
 
-// Returns answer with all its texts escaped. Answer: a type with a ForEachMember in interfaces/host_answers_json.h, or
-// a list of such a type.
+// Printable returns the answer with all its texts escaped. Answer: a type that has a function ForEachMember in
+// interfaces/host_answers_json.h, or a list of such a type.
 template <typename Answer>
 Answer Printable(Answer answer)
 {

@@ -1,5 +1,5 @@
-// Asks the user questions, at the terminal or through lines of standard input. Passphrases are read without echo. Main
-// thread only, except RestoreEcho. Calls block until a line arrives, unless they say otherwise.
+// Asks the user questions and reads the answers from the terminal or from standard input. Passphrases are read without
+// echo. Main thread only, except RestoreEcho. Calls block until a line arrives, unless a comment says otherwise.
 #pragma once
 
 #include <chrono>
@@ -12,39 +12,40 @@
 
 namespace Vexo::Ctl {
 
-// Reads lines from a descriptor.
+// Reads text lines from a file descriptor.
 class LineReader : public NoCopyable {
 public:
     explicit LineReader(int descriptor) : descriptor_(descriptor) {}
 
     enum class Read { LINE, NOTHING_YET, END };
-    // Reads the next line, without its line end. Waits for at most limit; without a limit, until a line or the end of
-    // input arrives.
+    // Reads the next line and stores it without its line end. limit: how long to wait for a line. Without limit, waits
+    // until a line or the end of the input arrives.
     Read Next(std::string& line, std::optional<std::chrono::milliseconds> limit = std::nullopt);
 
 private:
     const int descriptor_;
-    std::string rest_;  // bytes that were read but not returned yet
+    std::string rest_;  // bytes that were read but are not part of a returned line
 };
 
-// Returns whether the answer means yes: "y", "Y", "yes" or "Yes".
+// Returns true if the user's answer is "y", "Y", "yes" or "Yes".
 bool MeansYes(const std::string& answer);
 
-// Ends the line of a prompt (Output::Prompt) unless the user has pressed Enter.
+// Prints a line end after a question (Output::Prompt), unless the user has pressed Enter. read: how reading the answer
+// ended.
 void EndPrompt(Output& output, LineReader::Read read);
 
-// Prints the question and reads the answer from standard input. Returns true only for yes (MeansYes); false also at the
-// end of input.
+// Prints the question and reads the answer from standard input. Returns true only if the answer means yes. Returns
+// false for any other answer and at the end of the input.
 bool Confirm(Output& output, const std::string& question);
 
-// Asks for a passphrase at the terminal, without echo. With twice, asks a second time. Fails with INVALID_ARGUMENT if
-// no passphrase is given, or, with twice, if it is too short or the two differ; with UNAVAILABLE if there is no
-// terminal. Call EndOnInterrupt(RestoreEcho) before, so that Ctrl-C restores the terminal.
+// Asks for a passphrase at the terminal without echo. twice: asks a second time, and checks the length. Fails with
+// INVALID_ARGUMENT if the passphrase is missing, is too short, or differs the second time. Fails with UNAVAILABLE if
+// there is no terminal. Before this, call EndOnInterrupt(RestoreEcho), so that Ctrl-C restores the terminal.
 [[nodiscard]] Result<std::string> AskPassphrase(bool twice);
-// Reads the first line of the descriptor. Fails with INVALID_ARGUMENT if the descriptor is not open or the line is
-// empty.
+// Reads a passphrase: the first line from the descriptor. Fails with INVALID_ARGUMENT if the descriptor is not open, or
+// if the line is empty.
 [[nodiscard]] Result<std::string> ReadPassphrase(int descriptor);
-// Switches the echo of the terminal on again, if AskPassphrase has switched it off. Any thread.
+// Switches the echo of the terminal on again if AskPassphrase has switched it off. Any thread.
 void RestoreEcho();
 
 }  // namespace Vexo::Ctl

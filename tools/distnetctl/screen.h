@@ -1,6 +1,6 @@
-// Screen: sets up the terminal for a live picture and restores it afterwards. Meanwhile the picture is on the alternate
-// screen without cursor and line wrapping, and keys arrive one by one without echo (termios(3); the control sequences
-// are those of xterm, ECMA-48). One object at a time; main thread only. Keys and signals: wakeup.h.
+// Screen: sets up the terminal for a live picture, and restores it afterwards. While set up, the terminal shows its
+// alternate screen without cursor and line wrapping. Keys are read one by one without echo (termios(3)). The control
+// sequences are those of xterm (ECMA-48). One object at a time; main thread only. wakeup.h reads keys and signals.
 #pragma once
 
 #include <termios.h>
@@ -22,30 +22,31 @@ struct ScreenSize {
 struct ScreenLine {
     enum class Style { PLAIN, HEADING, WRONG };
 
-    std::string text;  // must be printable (EscapeHidden); Draw cuts it to the width
+    std::string text;  // must be printable (printable.h); Draw cuts it to the width of the screen
     Style style = Style::PLAIN;
 };
 
 class Screen : public NoCopyable {
 public:
-    // Calls Enter: sets up the terminal of standard output, and of standard input if that is a terminal.
+    // Calls Enter. The terminal of standard output is set up, and the terminal of standard input if there is one.
     explicit Screen(const Terminal& terminal);
     ~Screen();
 
-    // Leave restores the terminal before the process is suspended, and Enter sets it up again afterwards. Repeated
-    // calls do nothing.
+    // Leave restores the terminal; call it before the process is suspended. Enter sets up the terminal again; call it
+    // afterwards. Calling one of them twice has no further effect.
     void Leave();
     void Enter();
 
-    // The current size of the terminal; 80 by 24 if it is not known.
+    // Returns the current size of the terminal. The result is 80 by 24 if the size is not known.
     static ScreenSize Size();
-    // Draws the whole picture with one write; lines beyond size are left out. Returns false if the terminal is gone.
+    // Draws the complete picture with one write. Lines beyond size are left out. Returns false if the terminal was
+    // closed.
     bool Draw(const std::vector<ScreenLine>& lines, const ScreenSize& size);
 
 private:
     const Terminal terminal_;
-    std::optional<termios> before_;  // settings of standard input before Enter
-    bool held_ = false;              // Enter was called, and not Leave since
+    std::optional<termios> before_;  // the settings of standard input before Enter changed them
+    bool held_ = false;              // true after Enter, false after Leave
 };
 
 }  // namespace Vexo::Ctl

@@ -1,5 +1,5 @@
-// Finds out what the user's terminal can show, and fits text to it: wraps lines, and replaces marks by ASCII if the
-// locale has no UTF-8. Stateless functions; any thread. No call blocks.
+// Finds out what the user's terminal can show, and adapts text to it. Wrapped breaks lines. AsciiMarks replaces special
+// characters if the locale has no UTF-8. Stateless functions; any thread. No call blocks.
 #pragma once
 
 #include <cstddef>
@@ -7,30 +7,31 @@
 
 namespace Vexo::Ctl {
 
-// The width at which lines are wrapped if the terminal's width is not known.
+// Lines are wrapped at this width if the width of the terminal is not known.
 inline constexpr size_t COLUMNS = 80;
 
 struct Terminal {
-    bool isControlled = false;  // standard output is a terminal with control sequences: not TERM=dumb
+    bool isControlled = false;  // standard output is a terminal that supports control sequences (TERM is not "dumb")
     bool hasColour = false;
     bool hasUtf8 = true;
-    size_t errorColumns = COLUMNS;  // width of standard error
+    size_t errorColumns = COLUMNS;  // the width of standard error in characters
 };
 
-// Reads the properties of standard output and standard error, and the environment (TERM, NO_COLOR, COLUMNS, LC_ALL,
-// LC_CTYPE, LANG).
+// Reads the properties of standard output and standard error, and the environment variables TERM, NO_COLOR, COLUMNS,
+// LC_ALL, LC_CTYPE and LANG.
 Terminal FindTerminal();
 
-// Returns whether the user's locale uses UTF-8 (LC_ALL, LC_CTYPE, LANG).
+// Returns true if the user's locale uses UTF-8. Reads LC_ALL, LC_CTYPE and LANG.
 bool IsUtf8Locale();
 
-// Returns text with ASCII marks: "+" for the tick, "x" for the cross, "-" for the dash, "..." for the ellipsis. In a
-// short id or a cut text, "..." also replaces two neighbouring characters, so that columns keep their width. Names of
-// devices and networks are not changed.
+// Replaces special characters in text by ASCII: the tick by "+", the cross by "x", the dash by "-", the block of a bar
+// by "#", the ellipsis by "...". In a short id or a cut text, the "..." also replaces two characters beside the
+// ellipsis, so that columns keep their width. Names of devices and networks are not changed.
 std::string AsciiMarks(const std::string& text);
 
-// Breaks text at spaces so that no line is wider than width, except for a single longer word. A command in backquotes
-// is not broken if it fits on one line. All lines but the first begin with indent spaces. Line ends in text are kept.
+// Breaks text at spaces, so that each line has at most the given width. A single word can be wider. A command in
+// backquotes stays on one line if it fits. indent: how many spaces begin each line except the first. Line ends in the
+// text are kept.
 std::string Wrapped(const std::string& text, size_t width = COLUMNS, size_t indent = 0);
 
 }  // namespace Vexo::Ctl
