@@ -13,16 +13,17 @@ namespace Vexo::Ctl {
 
 namespace {
 
-constexpr size_t MAX_ENROLMENT_FILE = 256 * 1024;  // large enough for an answer with the largest account state
-constexpr mode_t REQUEST_FILE_MODE = 0644;         // contains only a public key
-constexpr mode_t ANSWER_FILE_MODE = 0600;          // contains the link key, encrypted for the new device
+constexpr size_t MAX_ENROLMENT_FILE = 256 * 1024;  // large enough for an answer file with the largest account state
+constexpr mode_t REQUEST_FILE_MODE = 0644;         // a request file contains only a public key
+constexpr mode_t ANSWER_FILE_MODE = 0600;          // an answer file contains the link key, encrypted for the new device
 
 std::filesystem::path IdentityFolder(const GlobalOptions& options)
 {
     return options.stateDir / "identity";
 }
 
-// Runs work on the identity folder with the rights of the state folder's owner.
+// OnIdentity calls the function work with the path of the identity folder. During this call the process has the rights
+// of the owner of the state folder.
 template <typename Work>
 auto OnIdentity(const GlobalOptions& options, Work work)
 {

@@ -33,7 +33,7 @@ CLI::App* AddGroup(CLI::App& parent, const std::string& name, const std::string&
 
 namespace {
 
-constexpr size_t HELP_COLUMN = 18;  // where descriptions begin, so that help fits 80 columns
+constexpr size_t HELP_COLUMN = 18;  // the column in which descriptions begin; lines of the help then fit 80 columns
 constexpr double MIN_SECONDS = 0.1;
 constexpr double MAX_SECONDS = 3600;
 
@@ -43,7 +43,7 @@ std::string HostName()
     return gethostname(name.data(), name.size() - 1) == 0 ? std::string(name.data()) : std::string("device");
 }
 
-// Used instead of CLI::Range, which accepts "nan".
+// Checks an argument that is a number of seconds. CLI::Range is not used because it accepts "nan".
 std::string CheckSeconds(const std::string& text)
 {
     const auto seconds = ParseNumber<double>(text);
@@ -52,8 +52,8 @@ std::string CheckSeconds(const std::string& text)
                : "\"" + text + "\" is not a number of seconds from 0.1 to 3600";
 }
 
-// Rejects an empty argument, usually an unset shell variable: an empty path would mean the current folder, and an empty
-// time all events.
+// Rejects an empty argument, which is usually an unset shell variable. An empty path would mean the current folder. An
+// empty time would select all events.
 std::string CheckGiven(const std::string& text)
 {
     return text.empty() ? "must not be empty" : "";
@@ -264,7 +264,7 @@ void AddAccountCommands(CLI::App& app, Request& request)
     AddState(install, request);
 }
 
-// isShown: whether help and completion show the commands. Hidden commands work, too.
+// isShown: whether the help and the shell completion list these commands. The user can run them in both cases.
 void AddSimCommands(CLI::App& app, Request& request, bool isShown)
 {
     CLI::App* sim = AddGroup(app, "sim", "A simulated device: its screen, radios, SIMs and faults");
@@ -281,13 +281,15 @@ void AddSimCommands(CLI::App& app, Request& request, bool isShown)
     AddState(set, request);
 }
 
-// Returns whether --json is among the arguments. For errors of the parser, when the parsed flag is not available.
+// Returns true if --json is one of the arguments. Used after a parser error, because the parsed flag is then not
+// available.
 bool AsksForJson(int argc, const char* const* argv)
 {
     return std::any_of(argv, argv + argc, [](const char* word) { return std::string_view(word) == "--json"; });
 }
 
-// The message for a group without a command, or with a word that is not one of its commands.
+// Returns the error message if the name of a group is not followed by one of its commands. rest: the words after the
+// name.
 std::string WrongCommand(const CLI::App& group, const std::vector<std::string>& rest)
 {
     std::vector<std::string> names;
@@ -309,7 +311,8 @@ std::string WrongCommand(const CLI::App& group, const std::vector<std::string>& 
     return "there is no command \"" + rest.front() + "\"" + (close.empty() ? "" : "; did you mean \"" + close + "\"?");
 }
 
-// Returns the schema name of the parsed command: "account-show". Empty if no command was recognised.
+// Returns the name of the JSON schema of the parsed command, such as "account-show". Empty if no command was
+// recognised.
 std::string SchemaOf(const CLI::App& app)
 {
     std::string name;
@@ -319,7 +322,7 @@ std::string SchemaOf(const CLI::App& app)
         name += (name.empty() ? "" : "-") + command->get_name();
     }
     if (name == "share") {
-        return "share-status";  // `share` alone
+        return "share-status";  // the user typed `share` without a command
     }
     return command->get_subcommands({}).empty() ? name : "";
 }
@@ -327,7 +330,7 @@ std::string SchemaOf(const CLI::App& app)
 int ReportParseError(const CLI::App& app, const CLI::ParseError& error, Output& output)
 {
     if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
-        return app.exit(error);  // --help, --version
+        return app.exit(error);  // the user asked for --help or --version
     }
     const CLI::App* command = &app;
     std::string words = app.get_name();
@@ -355,7 +358,7 @@ int RunApp(int argc, const char* const* argv)
     app.fallthrough();
     app.set_version_flag("--version", std::string("distnetctl ") + DistNetVersion());
     app.add_flag("--json", request.options.json, "Print one JSON object instead of readable lines");
-    // When an option is given twice, the last one counts, so that the options of a shell alias can be overridden.
+    // If the user gives an option twice, the last value counts. A user can thus override the options of a shell alias.
     app.add_option("--socket", request.options.socket, "The daemon's socket")
         ->check(CheckGiven)
         ->take_last()

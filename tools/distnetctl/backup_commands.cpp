@@ -1,5 +1,5 @@
-// The commands account backup and account restore. They access files of the state folder with the rights of the
-// folder's owner, and the backup file with the rights of the user: a backup by root belongs to root.
+// The commands `account backup` and `account restore`. They access the state folder with the rights of its owner. They
+// access the backup file with the rights of the user, so a backup that root makes belongs to root.
 #include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -33,8 +33,8 @@ Outcome NoPassphrase(const Error& error)
     return NotDone(error.message, "Give it at the terminal, or on a descriptor: --passphrase-fd N");
 }
 
-// A temporary copy in the state folder, which the user and the folder's owner can both access. Removed by the
-// destructor.
+// A temporary copy of the backup in the state folder. Both the user and the owner of the folder can access the copy.
+// The destructor removes it.
 class StateFolderCopy {
 public:
     explicit StateFolderCopy(const std::filesystem::path& stateDir)
@@ -44,7 +44,7 @@ public:
     ~StateFolderCopy()
     {
         (void)AsOwnerOf(stateDir_, [&]() -> Result<void> {
-            std::error_code ignored;  // the file may not exist
+            std::error_code ignored;  // an error is ignored, because the file may not exist
             std::filesystem::remove(path_, ignored);
             return {};
         });
@@ -53,7 +53,8 @@ public:
     StateFolderCopy& operator=(const StateFolderCopy&) = delete;
 
     const std::filesystem::path& Path() const { return path_; }
-    // Returns the message of an error, with the path of this copy replaced by file, the user's backup.
+    // Returns the message of an error. In the message, file (the path of the user's backup) replaces the path of this
+    // copy.
     std::string Explained(const Error& error, const std::filesystem::path& file) const
     {
         std::string message = error.message;
@@ -88,7 +89,7 @@ int RunAccountBackup(const GlobalOptions& options, Output& output, const std::fi
     if (!passphrase) {
         return output.Finish(NoPassphrase(passphrase.error()));
     }
-    // Create the file first: BackUpAccount records that a backup exists.
+    // Create the file before calling BackUpAccount, because BackUpAccount records that a backup exists.
     const UniqueFd to(open(file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, BACKUP_MODE));
     if (!to) {
         return output.Finish(NotDone(file.string() + ": " + std::strerror(errno), "Name a file that does not exist."));

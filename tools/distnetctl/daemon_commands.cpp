@@ -41,7 +41,8 @@ int WithClient(const GlobalOptions& options, Output& output,
 
 namespace {
 
-// Which device uses which network. No value if the daemon is older and does not support the request.
+// How this device uses the network of another device, and how other devices use this device's network. A member has no
+// value if its request failed, for example because an older daemon does not support it.
 struct UseStatus {
     std::optional<Host::OnlineStatus> online;
     std::optional<Host::ShareStatus> sharing;

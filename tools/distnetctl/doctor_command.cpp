@@ -27,8 +27,8 @@ constexpr size_t NAME_WIDTH = 12;
 constexpr size_t TEXT_INDENT = NAME_WIDTH + 2;
 constexpr size_t TEXT_WIDTH = COLUMNS - TEXT_INDENT;
 
-// The state folder to check when the daemon does not answer: the one given with --state, else the folder of the socket
-// if that is a state folder, else the default.
+// Returns the state folder to check if the daemon does not answer. This is the folder given with --state. If there is
+// none, it is the folder of the socket if that is a state folder. Otherwise it is the default folder.
 std::filesystem::path StateFolder(const GlobalOptions& options)
 {
     const std::filesystem::path beside = std::filesystem::path(options.socket).parent_path();
@@ -52,13 +52,13 @@ HealthCheck CheckSocketHere(const std::string& path)
                      "daemon's configuration");
 }
 
-// Makes the checks that are possible without the daemon's answer.
+// Makes the checks that need no answer of the daemon.
 Checks CheckHere(const GlobalOptions& options, const Client::CallResult& call)
 {
     const std::filesystem::path stateDir = StateFolder(options);
     Trust::IdentityChecks found;
     {
-        const StateOwner owner(stateDir);  // the check of a key fails for any user but its owner
+        const StateOwner owner(stateDir);  // needed because only the owner of a key passes the check of the key
         found = Trust::CheckIdentity(stateDir / "identity", Clock::System().WallNow());
     }
     Checks checks{std::move(found.identity), std::move(found.account), std::move(found.clock)};

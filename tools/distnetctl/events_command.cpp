@@ -14,13 +14,14 @@
 namespace Vexo::Ctl {
 namespace {
 
-constexpr std::chrono::milliseconds RETRY_AFTER{500};  // time between attempts to connect to a daemon that went away
+constexpr std::chrono::milliseconds RETRY_AFTER{500};  // the time between attempts to connect to the daemon again
 constexpr size_t TIME_COLUMNS = 28;
-constexpr const char* DEVICE_ID = "DEVICE_ID";  // the parameter whose value is the masked id of a device
+constexpr const char* DEVICE_ID = "DEVICE_ID";  // the parameter of an event that contains the masked id of a device
 
 using EventTime = decltype(Host::Event::time);
 
-// Returns the value as JSON. The masked id of a known device is replaced by the device's name.
+// Returns the value of an event parameter as JSON. If the value is the masked id of a known device, returns the name of
+// the device instead.
 std::string ValueText(const Host::EventParameter& parameter, const std::vector<Host::KnownDevice>& devices)
 {
     const auto* text = std::get_if<std::string>(&parameter.value);
@@ -47,7 +48,7 @@ void ShowEvent(Output& output, const Host::Event& event, const std::vector<Host:
     output.Line(line);
 }
 
-// Prints the daemon's events from a given time on, and new events when they arrive.
+// Prints the daemon's events that are not older than a given time. Also prints new events when they occur.
 class EventList {
 public:
     EventList(const GlobalOptions& options, Output& output, EventTime since)
@@ -55,15 +56,16 @@ public:
     {
     }
 
-    // Returns false if the daemon does not answer; failure then says why.
+    // Connects to the daemon. Returns false if this fails. failure: then set to the outcome with the reason.
     bool Connect(Outcome& failure)
     {
         client_ = ConnectClient(options_, failure);
         return client_ != nullptr;
     }
 
-    // Reads and prints the next events. Blocks until an event arrives or wait has passed. Returns false if the daemon
-    // does not answer; failure then says why. Call only after Connect has succeeded.
+    // Reads and prints the next events. Blocks until an event is available or the time wait has passed. Returns false
+    // if the daemon does not answer. failure: then set to the outcome with the reason. Call this only after Connect has
+    // succeeded.
     bool ShowNext(std::chrono::milliseconds wait, Outcome& failure)
     {
         NewEvents read;
@@ -73,7 +75,7 @@ public:
             return false;
         }
         if (!read.events.empty() && !output_.IsJson()) {
-            (void)client_->GetDevices(devices_);  // if this fails, the ids are shown unchanged
+            (void)client_->GetDevices(devices_);  // if this fails, the ids are printed instead of names
         }
         const MutexLock lock(printing_);
         progressed_ = read.more;
@@ -89,7 +91,8 @@ public:
         return true;
     }
 
-    // Blocks until the daemon can be connected again, or until the reader of standard output has closed it.
+    // Blocks until a connection to the daemon is possible again, or until the reader of standard output has closed the
+    // pipe.
     void WaitForReturn()
     {
         Outcome ignored;
@@ -125,7 +128,7 @@ private:
     bool progressed_ = false;
     bool shownAny_ = false;
     bool readerGone_ = false;
-    Mutex printing_;  // held while events are printed
+    Mutex printing_;  // locked while events are printed
 };
 
 }  // namespace
@@ -161,7 +164,7 @@ int RunEvents(const GlobalOptions& options, Output& output, bool follow, const s
             wait = events.Progressed() || !follow ? std::chrono::milliseconds(0) : Host::HOST_MAX_WAIT;
         }
         if (events.ReaderGone()) {
-            return EXIT_DONE;  // the reader has what it wanted, for example `head`
+            return EXIT_DONE;  // the program that reads the output has ended, for example `head`
         }
     } while (events.Progressed() || follow);
     if (output.IsJson()) {

@@ -1,4 +1,4 @@
-// account invite: shows a ticket, and asks whether to admit the device that uses the ticket.
+// The command `account invite`: shows a ticket, and asks the user whether to admit the device that uses the ticket.
 #include <sys/ioctl.h>
 #include <unistd.h>
 
@@ -18,7 +18,7 @@ namespace Vexo::Ctl {
 
 namespace {
 
-// How often the command checks whether the device still asks to join, while it waits for the user's answer.
+// While the command waits for the user's answer, it checks at this interval whether the device still asks to join.
 constexpr std::chrono::milliseconds LOOK_INTERVAL{300};
 
 class Invite {
@@ -52,14 +52,16 @@ public:
     }
 
 private:
-    // Waits until the invitation changes, for at most limit. Returns the outcome to finish with if the call fails.
+    // Waits until the invitation changes, but not longer than the time limit. If the call to the daemon fails, returns
+    // the outcome with which the command must end. Otherwise returns no value.
     std::optional<Outcome> Wait(std::chrono::milliseconds limit)
     {
         const Client::CallResult call = client_.WaitForInvitation(now_.revision, limit, now_);
         return call.Succeeded() ? std::nullopt : std::optional(FromAccountCall(call));
     }
 
-    // Shows what has changed. Returns the outcome if the invitation is over; else no value.
+    // Prints what has changed in the invitation. If the invitation has ended, returns the outcome of the command.
+    // Otherwise returns no value.
     std::optional<Outcome> Follow()
     {
         const Host::InvitationAnswer shown = Printable(now_);
@@ -109,7 +111,8 @@ private:
         output_.Line("On the new device: distnetctl account join");
     }
 
-    // Asks the user and passes the answer to the daemon. Stops waiting if the device no longer asks.
+    // Asks the user whether to admit the device, and sends the answer to the daemon. Stops if the device no longer asks
+    // to join.
     std::optional<Outcome> AskPerson()
     {
         const std::string asking = now_.joiner.networkId;
@@ -153,7 +156,7 @@ void EndAfterCancel(const GlobalOptions& options, Output& output, AccountCancel 
     EndOnInterrupt([&options, &output, cancel, said] {
         Outcome failure;
         Host::ChangeAnswer answer;
-        // Uses a second connection, because the first one waits for an answer.
+        // Uses a second connection to the daemon, because the first connection waits for an answer.
         if (const auto client = ConnectClient(options, failure)) {
             (void)(client.get()->*cancel)(answer);
         }

@@ -1,4 +1,4 @@
-// account join: asks for a ticket, and joins the account of the device that shows it.
+// The command `account join`: asks the user for a ticket, and joins the account of the device that shows the ticket.
 #include <unistd.h>
 
 #include "interfaces/account_answers_json.h"
@@ -13,8 +13,8 @@ namespace Vexo::Ctl {
 
 namespace {
 
-// Returns the outcome to finish with if this device is a member of an account or was removed from one. Called before
-// the user is asked for a ticket.
+// Checks whether this device can join an account. If it is a member of an account or was removed from one, returns the
+// outcome with which the command must end. Called before the user is asked for a ticket.
 std::optional<Outcome> WhyNoJoinPossible(Client::DistNetClient& client)
 {
     if (auto removed = WhyRemoved(client)) {
@@ -29,8 +29,8 @@ std::optional<Outcome> WhyNoJoinPossible(Client::DistNetClient& client)
                       "To move it to another account, leave this one first: distnetctl account leave", ""});
 }
 
-// Returns the text of a valid ticket. On a terminal, asks again after an invalid ticket. Returns no value on failure;
-// failure is then the outcome to finish with.
+// Reads a ticket and returns its text if it is valid. On a terminal, asks again after an invalid ticket. Returns no
+// value if there is no valid ticket. failure: then set to the outcome with which the command must end.
 std::optional<std::string> AskTicket(Output& output, Outcome& failure)
 {
     const bool isTerminal = isatty(STDIN_FILENO) == 1;

@@ -1,4 +1,5 @@
-// The commands about the account's members: account devices, rename, remove, transfer, leave and renew.
+// The commands that show or change the account's members: `account devices`, `rename`, `remove`, `transfer`, `leave`,
+// `renew`.
 #include <functional>
 
 #include "interfaces/account_answers_json.h"
@@ -15,7 +16,8 @@ namespace {
 
 using Client::DistNetClient;
 
-// Returns the members, printable. Returns no value on failure; failure is then the outcome to finish with.
+// Reads the list of members from the daemon. Its texts are printable (printable.h). Returns no value if this fails.
+// failure: then set to the outcome with which the command must end.
 std::optional<Host::MemberList> ReadMembers(DistNetClient& client, Outcome& failure)
 {
     Host::MemberList list;
@@ -30,7 +32,7 @@ std::optional<Host::MemberList> ReadMembers(DistNetClient& client, Outcome& fail
     return Printable(std::move(list));
 }
 
-// Returns done if the operation succeeded; else the outcome of its failure.
+// Returns the outcome of an operation on the account. done: the outcome to return if the operation succeeded.
 Outcome Changed(const Client::CallResult& call, const Host::ChangeAnswer& answer, Outcome done)
 {
     return !call.Succeeded() ? FromAccountCall(call) : answer.fault ? FromFault(*answer.fault) : std::move(done);
@@ -49,7 +51,8 @@ Json MemberDetails(const Host::AccountMember& member)
     return details;
 }
 
-// Runs work with the list of members and the member that word names.
+// Finds a member by name or network id, and calls the function work with the list of members and this member. word:
+// what the user typed.
 int WithMember(const GlobalOptions& options, Output& output, const std::string& word,
                const std::function<Outcome(DistNetClient& client, const Host::MemberList& list,
                                            const Host::AccountMember& member)>& work)
@@ -64,7 +67,7 @@ int WithMember(const GlobalOptions& options, Output& output, const std::string& 
 
 std::string RemovalQuestion(const Host::MemberList& list, const Host::AccountMember& member, bool announcesNewKeyOnly)
 {
-    const size_t others = list.members.size() - 2;  // without this device and the removed one
+    const size_t others = list.members.size() - 2;  // not counted: this device and the removed device
     const std::string atContact = others == 0   ? ""
                                   : others == 1 ? ", by the other one at its next contact"
                                                 : ", by the other " + std::to_string(others) + " at their next contact";

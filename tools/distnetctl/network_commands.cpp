@@ -1,4 +1,4 @@
-// The commands devices, stop and info.
+// The commands `devices`, `stop` and `info`.
 #include <algorithm>
 #include <array>
 
@@ -14,11 +14,11 @@ namespace Vexo::Ctl {
 
 namespace {
 
-// The capability items of the service, and the label of each.
+// The names of the service's capability items. Beside each name is the label with which it is printed.
 constexpr std::array<std::array<const char*, 2>, 3> LABELS{
     {{"supportSmartHotSpot", "can share mobile data"}, {"hotspotName", "hotspot name"}, {"bssid", "Wi-Fi BSSID"}}};
 
-// Returns the requested items that are missing in the answer, each once.
+// Returns the requested items that the answer does not contain. Each item is listed once.
 std::vector<std::string> ItemsNotIn(const cJSON* answer, const std::vector<std::string>& asked)
 {
     std::vector<std::string> missing;
@@ -31,7 +31,8 @@ std::vector<std::string> ItemsNotIn(const cJSON* answer, const std::vector<std::
     return missing;
 }
 
-// Returns each item with its value: true, false, a text, or null if it is not available.
+// Converts an answer of the service to a JSON object with the value of each item. A value is true, false, a text, or
+// null if the item is not available.
 Json ItemValues(const cJSON* answer)
 {
     Json values = NewObject();
@@ -62,7 +63,7 @@ Outcome UnknownItems(const std::vector<std::string>& items)
                    "It knows " + known[0] + ", " + known[1] + " and " + known[2] + ".");
 }
 
-// The readable line for a capability item: its label and its value in words.
+// Returns a readable line for a capability item. It contains the label of the item and its value in words.
 std::string InfoLine(const cJSON* item)
 {
     std::string label = item->string;
@@ -81,7 +82,7 @@ std::string InfoLine(const cJSON* item)
     return Column(label, 24) + text;
 }
 
-// Returns the list as JSON, each device with its facts.
+// Converts a list of devices to JSON and adds to each device the facts about it.
 Json DevicesWithFacts(const Host::DeviceList& list, const std::vector<Host::DeviceFacts>& facts)
 {
     Json details = Host::ToJson(list);
@@ -111,7 +112,7 @@ int RunDevices(const GlobalOptions& options, Output& output, bool scans)
             return FromCall(call);
         }
         const std::vector<Peer> peers = Printable(list.devices);
-        Host::OnlineStatus online;  // stays empty if the daemon is older and does not support the request
+        Host::OnlineStatus online;  // stays empty if the request fails; an older daemon does not support it
         (void)client.GetOnline(online);
         Json details = DevicesWithFacts(list, online.facts);
         if (peers.empty()) {

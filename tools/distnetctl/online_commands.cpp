@@ -1,4 +1,4 @@
-// The commands up, down, auto and prefer.
+// The commands `up`, `down`, `auto` and `prefer`.
 #include <algorithm>
 
 #include "interfaces/online_answers_json.h"
@@ -15,8 +15,8 @@ namespace Vexo::Ctl {
 
 namespace {
 
-// Returns the network ids of the devices that words name. Returns no value on failure; failure is then the outcome to
-// finish with.
+// Returns the network ids of several devices. words: the names or ids of the devices, as the user typed them. Returns
+// no value if a device is not found. failure: then set to the outcome with which the command must end.
 std::optional<std::vector<std::string>> IdsOf(const GlobalOptions& options, Output& output,
                                               Client::DistNetClient& client, const std::vector<std::string>& words,
                                               Outcome& failure)

@@ -1,4 +1,4 @@
-// The share commands: show which devices use this device's network, and allow or deny devices.
+// The `share` commands: they show which devices use this device's network, and they allow or deny devices.
 #include "interfaces/sharing_answers_json.h"
 #include "tools/distnetctl/account_view.h"
 #include "tools/distnetctl/commands.h"
@@ -10,7 +10,7 @@ namespace Vexo::Ctl {
 
 namespace {
 
-// Reads the sharing status from the daemon and finishes with the outcome of show.
+// Reads the sharing status from the daemon, calls the function show with it, and prints the outcome that show returns.
 int WithSharing(const GlobalOptions& options, Output& output,
                 const std::function<Outcome(const Host::ShareStatus& status)>& show)
 {

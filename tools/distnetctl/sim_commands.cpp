@@ -22,7 +22,8 @@ Json StateDetails(const Simulated::DeviceState& state)
     return details;
 }
 
-// Returns the value of option: the last "OPTION VALUE" or "OPTION=VALUE" among the arguments.
+// Returns the value of a command-line option. Finds "OPTION VALUE" and "OPTION=VALUE"; if there are several, the last
+// one counts.
 std::optional<std::string> ValueOf(const std::string& option, int argc, const char* const* argv)
 {
     std::optional<std::string> value;

@@ -1,5 +1,5 @@
-// start: gets this device online through one device. The daemon makes an attempt, and undoes it if it fails. With the
-// option --no-wait the command only sends a request to the service, which undoes nothing.
+// The command `start`: gets this device online through one device. The daemon makes an attempt and undoes it if it
+// fails. With --no-wait, the command only sends a request to the service, and nothing is undone.
 #include <algorithm>
 #include <chrono>
 #include <optional>
@@ -24,17 +24,17 @@ namespace {
 using Host::OnlineStepKind;
 using Host::OnlineStepState;
 
-// How much earlier than the observed begin of the hotspot step the spans of the request may begin: the daemon rounds
-// the duration of a step, and its answer takes some time.
+// The trace spans of a request can begin this much earlier than the observed beginning of the hotspot step. There are
+// two reasons: the daemon rounds the duration of a step, and its answer takes some time.
 constexpr double EARLIER_MS = 20;
 
-// The observed time of a step, and whether the step has ended.
+// When a step ran, as observed by this program, and whether the step has ended.
 struct SeenStep {
     Interval when;
     bool hasEnded = false;
 };
 
-// Returns the observed time of the last step of that kind. nowMs: when the steps were received.
+// Returns when the last step of the given kind ran. nowMs: the time when the daemon's answer with these steps arrived.
 std::optional<SeenStep> SeenIn(const std::vector<Host::OnlineStep>& steps, OnlineStepKind kind, double nowMs)
 {
     double endMs = nowMs;
@@ -48,7 +48,8 @@ std::optional<SeenStep> SeenIn(const std::vector<Host::OnlineStep>& steps, Onlin
     return std::nullopt;
 }
 
-// Adds to the details "request_ms", the time to find the device and open its hotspot, and "join_ms", the time to join.
+// Adds two durations to the details of the outcome. "request_ms" is the time to find the device and open its hotspot.
+// "join_ms" is the time to join the Wi-Fi.
 void AddDurations(Outcome& outcome, const std::vector<Host::OnlineStep>& steps)
 {
     if (!outcome.details) {
@@ -72,7 +73,8 @@ void AddDurations(Outcome& outcome, const std::vector<Host::OnlineStep>& steps)
     }
 }
 
-// A start with --timing: records the daemon's trace spans and shows their times instead of the steps.
+// Runs the command `start --timing`. Records the daemon's trace spans, and prints how long they took instead of the
+// steps.
 class TimedStart {
 public:
     TimedStart(const GlobalOptions& options, Output& output, Client::DistNetClient& client, const Peer& peer)
@@ -112,7 +114,8 @@ private:
         See(OnlineStepKind::WIFI, wifi_);
     }
 
-    // The first observation after the end of a step is the most precise one, so it is kept.
+    // Updates the observed time of a step until the step has ended. The first observation after the end is kept,
+    // because it is the most precise one.
     void See(OnlineStepKind kind, std::optional<SeenStep>& seen)
     {
         if (!seen || !seen->hasEnded) {
@@ -139,7 +142,7 @@ private:
         }
         AddMember(outcome.details.get(), "timing", TimingDetails(timing));
         const bool hasAnswered = IsDone(OnlineStepKind::HOTSPOT);
-        // If the device answered well and the Wi-Fi step was never reached, no step of the timing has failed.
+        // If the device opened its hotspot and the Wi-Fi step did not begin, then none of the timed steps has failed.
         const bool hasFailed = !(hasAnswered && !timing.wifi) && !IsDone(OnlineStepKind::WIFI);
         const StepNames names{output_.Tick(), output_.Cross(), peer_.name, "Wi-Fi joined",
                               outcome.exitCode == EXIT_TIMED_OUT};
@@ -157,8 +160,8 @@ private:
     std::optional<SeenStep> wifi_;
 };
 
-// Sends the request to the service, which answers when the peer's hotspot is open and joining has begun. There is no
-// attempt, so the daemon undoes nothing.
+// Sends the request to the service. The service answers when the peer's hotspot is open and this device has begun to
+// join it. The daemon undoes nothing, because this is not an attempt.
 Outcome AskService(Client::DistNetClient& client, Output& output, const Peer& peer)
 {
     Host::HostStatus status;
@@ -190,9 +193,9 @@ Outcome AskService(Client::DistNetClient& client, Output& output, const Peer& pe
     return outcome;
 }
 
-// Makes the daemon scan for devices nearby; blocks for at most HOST_SCAN_LIMIT and --timeout. The result of the call is
-// ignored, because the caller reads the known devices again. Uses a second connection, because a call that times out
-// closes its connection.
+// Makes the daemon scan for devices nearby. Blocks for at most HOST_SCAN_LIMIT, and not longer than --timeout. The
+// result of the scan is ignored, because the caller reads the known devices again. Uses a second connection, because a
+// connection is closed if a call on it times out.
 void ScanNearby(const GlobalOptions& options)
 {
     Outcome failure;
@@ -247,7 +250,7 @@ Outcome RunStartWith(const GlobalOptions& options, Output& output, Client::DistN
         return outcome;
     }
     outcome = StartThrough(options, output, client, *peer, wait, timing);
-    // This device may have learned from the peer that it was removed from the account.
+    // The peer may have told this device that it was removed from the account.
     auto removed = outcome.exitCode == EXIT_FAILED ? WhyRemoved(client) : std::nullopt;
     return removed ? *std::move(removed) : std::move(outcome);
 }

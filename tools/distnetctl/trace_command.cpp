@@ -9,10 +9,10 @@
 namespace Vexo::Ctl {
 namespace {
 
-constexpr mode_t TRACE_FILE_MODE = 0644;  // a trace contains no ids and no secrets
+constexpr mode_t TRACE_FILE_MODE = 0644;  // other users may read a trace, because it contains no ids and no secrets
 
-// Returns why the file cannot be created; empty if it can. Called before the recording is stopped, because the daemon
-// deletes a recording after its last piece has been fetched.
+// Returns the reason why the file cannot be created. Empty if it can be created. Called before the recording is
+// stopped, because the daemon deletes a recording after the last part of it was read.
 std::string WhyNotWritable(const std::filesystem::path& file)
 {
     std::error_code ignored;

@@ -18,16 +18,18 @@ namespace Vexo::Ctl {
 
 namespace {
 
-// Longest wait for an answer of the daemon. The key q has no effect during this wait, so it must be short.
+// How long to wait for an answer of the daemon. The time must be short, because the key q has no effect while it
+// passes.
 constexpr std::chrono::milliseconds LOOK_LIMIT{1000};
 
-// A daemon that refuses one call will also refuse the next one.
+// Returns true if the daemon has refused a call. It will then also refuse the next calls.
 bool IsRefused(const Snapshot& snapshot)
 {
     return snapshot.call.status == Client::CallStatus::REFUSED;
 }
 
-// Shows the live picture until the user quits or the daemon refuses a call. Returns the last snapshot.
+// Shows the live picture until the user quits, the terminal is closed, or the daemon refuses a call. Returns the last
+// snapshot.
 Snapshot ShowLive(WatchSource& source, Wakeup& wakeup, const Terminal& terminal, std::chrono::milliseconds interval)
 {
     Screen screen(terminal);
@@ -69,14 +71,14 @@ Json NewLine(const char* kind, const std::string& time)
     return line;
 }
 
-// Converts a word of a change to JSON: to a number if it is one.
+// Converts a changed value to JSON. The result is a number if the text is a number, else a string.
 Json WordJson(const std::string& word)
 {
     const auto number = ParseNumber<uint32_t>(word);
     return number ? Host::ToJson(*number) : Host::ToJson(word);
 }
 
-// message: why the daemon does not answer; empty if it does.
+// Prints a change. seen: when the change was observed. message: why the daemon does not answer; empty if it answers.
 void Show(Output& output, const Change& change, WallTime seen, const std::string& message)
 {
     const Json line = NewLine("change", QuviewDFX::Rfc3339(seen));
@@ -107,8 +109,8 @@ void Show(Output& output, const Host::Event& event, WallTime seen)
     output.Line(ClockText(seen) + " event " + EscapeHidden(event.name) + ": " + ParametersText(event));
 }
 
-// Prints a line for each change and each event until the user quits, the output is closed or the daemon refuses a call.
-// Returns the last snapshot.
+// Prints a line for each change and each event. Ends when the user quits, the output is closed or the daemon refuses a
+// call. Returns the last snapshot.
 Snapshot ShowLines(WatchSource& source, Wakeup& wakeup, Output& output, std::chrono::milliseconds interval)
 {
     ChangeFinder finder;
@@ -136,7 +138,7 @@ int RunWatch(const GlobalOptions& options, Output& output, std::chrono::millisec
 {
     const bool live = output.IsTerminal() && !output.IsJson();
     Wakeup wakeup(live);
-    // The picture also shows earlier events; lines show only events from now on.
+    // The live picture also shows events that occurred before the start. Without it, only new events are printed.
     WatchSource source(options.socket, std::min(options.Timeout(), LOOK_LIMIT),
                        live ? WallTime() : std::chrono::floor<std::chrono::milliseconds>(Clock::System().WallNow()));
     const Snapshot last =
