@@ -8,7 +8,7 @@ namespace Vexo::Ctl {
 
 namespace {
 
-constexpr size_t MIN_SHOWN = 3;  // hex digits that a masked id must have at each end
+constexpr size_t MIN_SHOWN = 3;  // how many hex digits a masked id must show at its beginning and at its end
 
 }  // namespace
 
@@ -53,7 +53,7 @@ Client::CallResult EventReader::Read(Client::DistNetClient& client, std::chrono:
         }
     }
     if (resumeAfter_ && !read.more) {
-        // The daemon no longer has the event that was read last, so all events that it has are newer.
+        // The daemon has deleted the event that was read last. All events that the daemon still has are newer.
         resumeAfter_.reset();
         cursor_ = 0;
         read.more = read.missed = true;

@@ -19,7 +19,7 @@ using Host::UplinkKind;
 constexpr std::chrono::minutes OLD{10};
 constexpr double MEGABYTE = 1e6;
 constexpr double GIGABYTE = 1e9;
-// Larger amounts would be rounded to "1000 MB".
+// From this number of bytes on, amounts are shown in GB. In MB they would be rounded to "1000 MB".
 constexpr double SHOWN_AS_GIGABYTES = 999.5e6;
 constexpr double SHOWN_WITH_FRACTION = 9.95e6;
 
@@ -103,7 +103,7 @@ std::string InternetText(const Host::DeviceFacts& facts)
     return facts.isMobileDataOff ? "no internet: mobile data is off" : "no internet";
 }
 
-// "1.9", "5": at most one digit after the point.
+// Formats a number with at most one digit after the point, such as "1.9" or "5".
 std::string Amount(double value)
 {
     std::array<char, 32> text{};

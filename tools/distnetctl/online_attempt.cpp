@@ -22,7 +22,8 @@ bool HasEnded(OnlinePhase phase)
     return phase != OnlinePhase::RUNNING && phase != OnlinePhase::CANCELLING;
 }
 
-// Returns the check of `doctor` with that name if it failed or was not made. No value if the check is good or missing.
+// Finds a check of the command `doctor` by its name. Returns the check if it failed or was not made. Returns no value
+// if the check succeeded or does not exist.
 std::optional<QuviewDFX::HealthCheck> ProblemOf(Client::DistNetClient& client, const char* name)
 {
     std::vector<QuviewDFX::HealthCheck> checks;
@@ -42,7 +43,7 @@ bool WasReachedOverBluetooth(Client::DistNetClient& client, const std::string& n
     });
 }
 
-// If the reason is a radio of this device, adds what `doctor` advises for this machine.
+// If the cause of the fault is a radio of this device, adds to the fault the advice that `doctor` gives for this radio.
 void AddOwnRadio(Client::DistNetClient& client, Host::OnlineFault& fault)
 {
     using Code = Host::OnlineFaultCode;
@@ -85,8 +86,8 @@ std::vector<std::string> StepLog::Take(const Host::OnlineAnswer& attempt)
     return lines;
 }
 
-// Returns true for a step that needs no line of its own: the outcome of the command shows a cancelled or timed-out
-// step, and an earlier line has shown that the owner is asked.
+// Returns true if no line is printed for the step. A cancelled or timed-out step has no line, because the outcome of
+// the command shows it. A step that asks the device's owner has only one line per device.
 bool StepLog::NeedsNoLine(const Host::OnlineStep& step)
 {
     const Host::OnlineFaultCode code = step.fault ? step.fault->code : Host::OnlineFaultCode::FAILED;
@@ -170,7 +171,7 @@ void Attempt::Show()
     }
 }
 
-// The time that is left of --timeout. Without --timeout only the daemon limits the time of each step.
+// Returns how much of the time of --timeout remains. Without --timeout, only the daemon limits the time of each step.
 std::chrono::milliseconds Attempt::Left() const
 {
     return options_.hasTimeout
@@ -207,7 +208,7 @@ void CancelOnInterrupt(const GlobalOptions& options, Output& output)
         output.Status(std::string("… ") + TAKING_BACK);
         Outcome outcome;
         Host::OnlineAnswer attempt;
-        // Uses a second connection, because the first one waits for an answer.
+        // Uses a second connection to the daemon, because the first connection waits for an answer.
         if (const auto client = ConnectClient(options, outcome)) {
             const Client::CallResult call = client->CancelOnline(false, attempt);
             outcome = call.Succeeded() ? FromCancelled(attempt) : FromCall(call);

@@ -45,7 +45,8 @@ std::string DoneLabel(const OnlineStep& step)
     return "online";
 }
 
-// Empty for a device that was not found: the fault's message says so.
+// Returns the beginning of the line of a failed step. Empty if the device was not found, because the message of the
+// fault already says so.
 std::string FailedLabel(OnlineStepKind kind)
 {
     switch (kind) {
@@ -66,7 +67,7 @@ std::string NameText(const OnlineStep& step)
     return step.deviceName.empty() ? ShortId(step.networkId) : EscapeHidden(step.deviceName);
 }
 
-// "not found", "hotspot failed": the text of a failed step without its reason.
+// Describes a failed step without the reason: "not found", "hotspot failed".
 std::string ShortFailure(const OnlineStep& step)
 {
     if (step.kind != OnlineStepKind::FIND) {
@@ -78,7 +79,8 @@ std::string ShortFailure(const OnlineStep& step)
     return isFound ? "not ready" : "not found";
 }
 
-// The reason without the device's name, which is shown beside it: "away since 2 h" for "tablet is away since 2 h".
+// Removes the device's name from the beginning of a reason, because the name is shown beside it. Example: "tablet is
+// away since 2 h" becomes "away since 2 h".
 std::string WithoutName(const std::string& reason, const std::string& name)
 {
     for (const std::string& first : {name + " is ", name + " "}) {
@@ -89,7 +91,7 @@ std::string WithoutName(const std::string& reason, const std::string& name)
     return reason;
 }
 
-// The result of a successful step: "phone-7f3a" (WPA2) 192.168.43.17
+// Describes the result of a successful step: "phone-7f3a" (WPA2) 192.168.43.17
 std::string ResultText(const OnlineStep& step)
 {
     std::string text = step.ssid.empty() ? "" : "\"" + step.ssid + "\"";
@@ -97,7 +99,8 @@ std::string ResultText(const OnlineStep& step)
     return text + (step.address.empty() ? "" : (text.empty() ? "" : " ") + step.address);
 }
 
-// Returns lines with first, followed by text. column: the column of text, to which its continuation lines are indented.
+// Wraps text and puts first before its first line. The text begins at the given column. The other lines are indented to
+// this column.
 std::vector<std::string> Beside(const std::string& first, size_t column, const std::string& text)
 {
     std::vector<std::string> lines;
@@ -107,7 +110,7 @@ std::vector<std::string> Beside(const std::string& first, size_t column, const s
     return lines.empty() ? std::vector<std::string>{first} : lines;
 }
 
-// The members of attempt as JSON, without the revision, which is only needed to wait for changes.
+// Converts an attempt to JSON. Leaves out the member "revision", which is only needed to wait for changes.
 Json AttemptDetails(const Host::OnlineAnswer& attempt)
 {
     Json details = Host::ToJson(attempt);
@@ -120,10 +123,11 @@ std::string Sentence(const std::string& text)
     return text.empty() || text.ends_with('.') ? text : text + ".";
 }
 
-// The advice of each device that failed, one line per device. If a device failed several times, its last advice.
+// Returns the advice for each device that failed, one line per device. If a device failed several times, uses its last
+// advice.
 std::string AdviceOfEach(const Host::OnlineAnswer& attempt)
 {
-    std::vector<std::pair<std::string, std::string>> advices;  // by network id
+    std::vector<std::pair<std::string, std::string>> advices;  // pairs of the network id and the advice
     for (const OnlineStep& step : attempt.steps) {
         if (!step.fault || step.fault->advice.empty()) {
             continue;
@@ -302,7 +306,7 @@ Outcome FromDown(const Host::DownAnswer& received)
     } else {
         std::string text = "You are off " + (back.deviceName.empty() ? "the" : back.deviceName + "'s") + " hotspot" +
                            (back.backOn.empty() ? "" : " and back on \"" + back.backOn + "\"") + ".";
-        Host::TakenBack there;  // the other device's part
+        Host::TakenBack there;  // what was undone on the other device
         there.deviceName = back.deviceName;
         there.wasTold = back.wasTold;
         there.hasClosedHotspot = back.hasClosedHotspot;

@@ -19,9 +19,9 @@ namespace Vexo::Ctl {
 namespace {
 
 constexpr const char* DAEMON_UNIT = "distnet.service";
-constexpr int SCHEMA_VERSION = 1;  // of all files of docs/schema
+constexpr int SCHEMA_VERSION = 1;  // the version of all schema files in docs/schema
 constexpr size_t ADVICE_INDENT = 2;
-constexpr size_t CONTINUATION = 2;  // additional indent of wrapped lines on standard error
+constexpr size_t CONTINUATION = 2;  // how many more spaces indent a wrapped line on standard error
 
 bool EndsSentence(const std::string& text)
 {

@@ -73,7 +73,8 @@ bool NamesThisDevice(Client::DistNetClient& client, const std::string& word)
                                                     FitsShortId(word, status.device.networkId));
 }
 
-// Returns no value if the daemon does not answer; failure is then the outcome to finish with.
+// Calls ResolvePeer with the devices that the daemon knows. Returns no value if the daemon does not answer. failure:
+// then set to the outcome with which the command must end.
 std::optional<Result<Peer>> ResolveAmongKnown(Client::DistNetClient& client, const std::string& word, Outcome& failure)
 {
     std::vector<Peer> peers;
@@ -84,7 +85,7 @@ std::optional<Result<Peer>> ResolveAmongKnown(Client::DistNetClient& client, con
     return ResolvePeer(word, Printable(std::move(peers)));
 }
 
-// Returns false also if the word matches several known devices.
+// Returns true if ResolvePeer found no device that the daemon knows. Returns false if several known devices match.
 bool FitsNoKnownDevice(const Result<Peer>& peer)
 {
     return peer ? !IsKnown(peer.value()) : peer.error().code == ErrorCode::NOT_FOUND;
@@ -194,7 +195,7 @@ std::vector<std::string> PeerTable(const std::vector<Peer>& peers, const std::ve
 
 std::string TransportText(const Peer& peer)
 {
-    // A Bluetooth address is not shown: it changes, and a person cannot use it.
+    // A Bluetooth address is not shown, because it changes and is of no use to a person.
     return peer.transport == "tcp"         ? "LAN" + (peer.address.empty() ? "" : " " + peer.address)
            : peer.transport == "bluetooth" ? "Bluetooth"
                                            : peer.transport;

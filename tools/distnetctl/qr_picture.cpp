@@ -8,7 +8,7 @@ namespace Vexo::Ctl {
 
 namespace {
 
-constexpr int QUIET_ZONE = 4;  // modules on each side
+constexpr int QUIET_ZONE = 4;  // how many light modules surround the code on each side
 constexpr const char* BLACK_ON_WHITE = "\033[38;5;16;48;5;231m";
 constexpr const char* PLAIN = "\033[0m";
 
@@ -20,7 +20,7 @@ class Modules {
 public:
     explicit Modules(const QRcode& code) : code_(code) {}
     int Size() const { return code_.width + 2 * QUIET_ZONE; }
-    // Returns false in the quiet zone (the border) and below the picture.
+    // Returns whether the module is dark. Modules in the border (quiet zone) and below the code are not dark.
     bool IsDark(int row, int column) const
     {
         const int y = row - QUIET_ZONE;
@@ -32,8 +32,8 @@ private:
     const QRcode& code_;
 };
 
-// Returns one character for two modules, one above the other. A printed module has the text colour, any other module
-// the background colour.
+// Returns one character that shows two modules, one above the other. The parameters say which of the modules has the
+// text colour. The other modules have the background colour.
 const char* HalfBlock(bool isUpperPrinted, bool isLowerPrinted)
 {
     return isUpperPrinted ? (isLowerPrinted ? "█" : "▀") : (isLowerPrinted ? "▄" : " ");

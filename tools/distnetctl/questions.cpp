@@ -22,8 +22,8 @@ namespace {
 
 constexpr size_t MAX_LINE = 4096;
 
-// The terminal whose echo is switched off, and its settings before. Written by the main thread, read by the thread that
-// handles Ctrl-C.
+// The terminal on which the echo is switched off, and its settings before that. The main thread writes these variables.
+// The thread that handles Ctrl-C reads them.
 std::atomic<int> g_silentTerminal{-1};
 termios g_before{};
 

@@ -22,7 +22,7 @@ bool FetchRecording(Client::DistNetClient& client, uint32_t recording, Host::Tra
 {
     trace = {};
     trace.recording = recording;
-    trace.bytes = 1;  // unknown before the first piece; not 0, so that the loop starts
+    trace.bytes = 1;  // the size is not known before the first piece; any value above 0 starts the loop
     while (trace.text.size() < trace.bytes) {
         Host::TracePiece piece;
         const Client::CallResult call = client.StopTrace(trace.recording, trace.text.size(), piece);

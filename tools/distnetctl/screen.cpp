@@ -13,8 +13,8 @@ namespace Vexo::Ctl {
 
 namespace {
 
-// Alternate screen, no cursor, no wrapping. Without wrapping, a line with characters of double width cannot run into
-// the next line.
+// Switches to the alternate screen, without cursor and line wrapping. Without wrapping, a line cannot continue on the
+// next row if it contains characters of double width.
 constexpr std::string_view TAKE = "\033[?1049h\033[?25l\033[?7l\033[2J";
 constexpr std::string_view GIVE_BACK = "\033[?7h\033[?25h\033[?1049l";
 constexpr const char* CLEAR_REST_OF_LINE = "\033[K";

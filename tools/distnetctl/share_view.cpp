@@ -25,7 +25,7 @@ std::string MonthText(const Host::ShareStatus& status)
                                   : BytesText(status.monthBytes);
 }
 
-// "1 min"; in seconds if the time is no whole number of minutes.
+// Formats a duration in minutes, such as "1 min". If it is not a whole number of minutes, uses seconds.
 std::string LimitText(std::chrono::milliseconds limit)
 {
     const auto seconds = std::chrono::ceil<std::chrono::seconds>(limit);
@@ -82,7 +82,7 @@ std::string AllowText(Host::ShareAllow allow)
     return "only devices that you have allowed";
 }
 
-// Adds quotation marks to a name with spaces, as a person types it in a command.
+// Adds quotation marks to a name that contains spaces, because a person must type them in a command.
 std::string Word(const std::string& name)
 {
     return name.find(' ') == std::string::npos ? name : "\"" + name + "\"";

@@ -15,7 +15,7 @@ StateOwner::StateOwner(const std::filesystem::path& stateDir)
     if (geteuid() != 0 || stat(stateDir.c_str(), &folder) != 0 || folder.st_uid == 0) {
         return;
     }
-    // Change the group first: after the user is changed, the process may no longer change its group.
+    // Change the group before the user. After the user has changed, the process may no longer change its group.
     isOther_ = true;
     if (setegid(folder.st_gid) != 0 || seteuid(folder.st_uid) != 0) {
         taken_ = Fail(ErrorCodeOf(errno),
@@ -26,7 +26,7 @@ StateOwner::StateOwner(const std::filesystem::path& stateDir)
 StateOwner::~StateOwner()
 {
     if (isOther_ && (seteuid(0) != 0 || setegid(0) != 0)) {
-        _exit(1);  // the process has mixed rights and must not continue
+        _exit(1);  // the process must not continue with a mix of two users' rights
     }
 }
 

@@ -88,7 +88,7 @@ std::string AccountText(const Host::HostStatus& status)
                                                : "; " + membership.holder + " holds its key");
 }
 
-// Adds lines about what the user should do for the account, if anything.
+// Adds lines that say what the user should do about the account. Adds none if nothing needs to be done.
 void AddAccountAdvice(const Host::HostStatus& status, std::vector<StatusLine>& lines)
 {
     const Host::MembershipStatus& membership = status.membership;

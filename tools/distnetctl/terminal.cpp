@@ -22,7 +22,7 @@ namespace Vexo::Ctl {
 namespace {
 
 constexpr std::string_view ELLIPSIS = "…";
-constexpr size_t MIN_COLUMNS = 20;  // a smaller width is ignored
+constexpr size_t MIN_COLUMNS = 20;  // smaller values for the width of the terminal are ignored
 
 std::string_view Environment(const char* name)
 {
@@ -49,7 +49,7 @@ bool IsAscii(char character)
     return static_cast<unsigned char>(character) < 0x80;
 }
 
-// Returns whether the last count characters of text are ASCII letters or digits.
+// Returns true if the last characters of the text are ASCII letters or digits. count: how many characters are checked.
 bool EndsWithWord(const std::string& text, size_t count)
 {
     return text.size() >= count &&
@@ -63,13 +63,13 @@ void Replace(std::string& text, std::string_view mark, std::string_view ascii)
     }
 }
 
-// Returns whether text ends inside a command: it has an odd number of backquotes.
+// Returns true if the text ends inside a command, because it then has an odd number of backquotes.
 bool IsOpen(const std::string& text)
 {
     return std::count(text.begin(), text.end(), '`') % 2 != 0;
 }
 
-// Splits a line into words. A command in backquotes counts as one word if it is not wider than room.
+// Splits a line into words. A command in backquotes is one word if its width is at most room.
 std::vector<std::string> WordsOf(const std::string& line, size_t room)
 {
     std::istringstream in(line);

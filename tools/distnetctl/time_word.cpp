@@ -12,7 +12,7 @@ namespace {
 
 using std::chrono::system_clock;
 
-constexpr int MAX_DIGITS = 6;  // of the count; a larger count would be older than any event
+constexpr int MAX_DIGITS = 6;  // the longest number before a unit; a longer one would be older than any event
 
 std::chrono::seconds UnitOf(char letter)
 {
@@ -37,7 +37,7 @@ std::optional<WallTime> Ago(const std::string& word, WallTime now)
     for (std::sregex_iterator part(parts.begin(), parts.end(), PART), end; part != end; ++part) {
         const std::chrono::seconds unit = UnitOf(*(*part)[2].first);
         if (unit >= last) {
-            return std::nullopt;  // "30m1h" and "1h1h" are more likely misspelt than meant
+            return std::nullopt;  // an age such as "30m1h" or "1h1h" is probably a typing error
         }
         last = unit;
         now -= unit * std::stol((*part)[1]);
@@ -45,7 +45,7 @@ std::optional<WallTime> Ago(const std::string& word, WallTime now)
     return now;
 }
 
-// Parses a day in local time, with or without a time of the day.
+// Parses a date in local time, with or without a time of day. Returns no value if the word is not a date.
 std::optional<WallTime> LocalDate(const std::string& word)
 {
     static const std::regex FORM("(\\d{4})-(\\d\\d)-(\\d\\d)([ T](\\d\\d):(\\d\\d)(:(\\d\\d))?)?");
@@ -61,11 +61,11 @@ std::optional<WallTime> LocalDate(const std::string& word)
     given.tm_hour = number(5);
     given.tm_min = number(6);
     given.tm_sec = number(8);
-    given.tm_isdst = -1;  // mktime decides whether daylight saving applied then
+    given.tm_isdst = -1;  // mktime finds out whether daylight saving time applied at that time
     std::tm made = given;
     const WallTime time = system_clock::from_time_t(std::mktime(&made));
-    // mktime turns February 30 into a day of March, so month and day are compared. The hour may change, because one
-    // hour is left out each spring.
+    // mktime changes an invalid date such as February 30 to a day in March, so the month and the day are compared. The
+    // hour is not compared, because mktime may change it when daylight saving time begins.
     const bool isDate = made.tm_mon == given.tm_mon && made.tm_mday == given.tm_mday && given.tm_hour < 24 &&
                         given.tm_min < 60 && given.tm_sec < 60;
     return isDate ? std::optional(time) : std::nullopt;
@@ -81,7 +81,7 @@ std::optional<WallTime> Midnight(const std::string& word, WallTime now)
     localtime_r(&seconds, &parts);
     parts.tm_hour = parts.tm_min = parts.tm_sec = 0;
     parts.tm_mday -= word == "yesterday" ? 1 : 0;
-    parts.tm_isdst = -1;  // mktime finds out whether daylight saving applies on that day
+    parts.tm_isdst = -1;  // mktime finds out whether daylight saving time applies on that day
     return system_clock::from_time_t(std::mktime(&parts));
 }
 

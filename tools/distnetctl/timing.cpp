@@ -12,7 +12,7 @@
 namespace Vexo::Ctl {
 namespace {
 
-constexpr double MICROSECONDS = 1000;  // per millisecond
+constexpr double MICROSECONDS = 1000;  // microseconds per millisecond
 constexpr size_t NAME_COLUMNS = 16;
 constexpr const char* ONGOING = "…";
 constexpr size_t DURATION_COLUMNS = 7;
@@ -35,12 +35,12 @@ std::string TextOf(const cJSON* object, const char* key)
     return text != nullptr ? text : "";
 }
 
-// Returns the complete and the asynchronous spans of a trace, ordered by their begin.
+// Returns the complete spans and the asynchronous spans of a trace, ordered by the time when they begin.
 std::vector<NamedSpan> SpansOf(const std::string& trace)
 {
     const Json document = ParseJson(trace);
     std::vector<NamedSpan> spans;
-    std::map<std::pair<std::string, double>, double> begun;  // by name and id
+    std::map<std::pair<std::string, double>, double> begun;  // begin times; the key is name and id of a span
     const cJSON* event = nullptr;
     cJSON_ArrayForEach(event, cJSON_GetObjectItemCaseSensitive(document.get(), "traceEvents"))
     {
@@ -61,7 +61,7 @@ std::vector<NamedSpan> SpansOf(const std::string& trace)
     return spans;
 }
 
-// Returns the last span with that name that begins between the two times.
+// Returns the last span that has the given name and begins between the two times.
 std::optional<Interval> LastOf(const std::vector<NamedSpan>& spans, std::string_view name, double from, double until)
 {
     std::optional<Interval> last;
@@ -73,7 +73,8 @@ std::optional<Interval> LastOf(const std::vector<NamedSpan>& spans, std::string_
     return last;
 }
 
-// Of the spans with that name that begin and end inside within, returns the one that ends last.
+// Looks at the spans that have the given name and lie completely inside the interval within. Returns the span that ends
+// last.
 std::optional<Interval> LastEndedOf(const std::vector<NamedSpan>& spans, std::string_view name, const Interval& within)
 {
     std::optional<Interval> last;
@@ -86,15 +87,15 @@ std::optional<Interval> LastEndedOf(const std::vector<NamedSpan>& spans, std::st
     return last;
 }
 
-// Finds the parts of the collaboration step. Several addresses may have been tried at the same time: the handshake that
-// ended last is the successful one, and the connection that was made last before it belongs to it. If the peer was not
-// woken, there may be no handshake or no connection.
+// Finds the parts of the collaboration step. The daemon may have tried several addresses at the same time. The
+// handshake that ended last is the successful one. It belongs to the last connection that was made before it. If the
+// peer could not be woken, there may be no handshake or no connection.
 void FindConnection(const std::vector<NamedSpan>& spans, Timing& timing)
 {
     const Interval& within = *timing.collaboration;
     timing.handshake = LastEndedOf(spans, SpanName::HANDSHAKE, within);
     if (!timing.handshake && timing.session) {
-        return;  // an open connection was used
+        return;  // no new connection was made, because one was open already
     }
     const double connected = timing.handshake ? timing.handshake->beginMs : within.endMs;
     timing.connect = LastEndedOf(spans, SpanName::CONNECT, {within.beginMs, connected});

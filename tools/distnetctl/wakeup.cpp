@@ -43,7 +43,8 @@ Wakeup::Wakeup(bool keys) : keys_(keys && isatty(STDIN_FILENO) == 1)
 
 WakeReason Wakeup::Wait(SteadyTime deadline)
 {
-    // Standard output is polled only for errors: the reader of the pipe has closed it, or the terminal was closed.
+    // Standard output is only polled for errors. An error means that the reader has closed the pipe or that the
+    // terminal was closed.
     std::array<pollfd, 3> sources{
         {{signals_.Get(), POLLIN, 0}, {keys_ ? STDIN_FILENO : -1, POLLIN, 0}, {STDOUT_FILENO, 0, 0}}};
     const timespec left = LeftUntil(deadline);
@@ -81,7 +82,7 @@ WakeReason Wakeup::ReadKeys()
     std::array<char, 64> typed{};
     const ssize_t count = read(STDIN_FILENO, typed.data(), typed.size());
     if (count <= 0) {
-        // End of input, or an error: stop reading keys.
+        // The input has ended, or reading it has failed. Do not read keys any more.
         keys_ = false;
         return WakeReason::QUIT;
     }

@@ -51,7 +51,7 @@ Client::CallResult WatchSource::Ask(Snapshot& snapshot)
     return AskForEvents(snapshot.events);
 }
 
-// Reads page by page until no more events follow.
+// Reads all new events from the daemon. Each call returns one page of events.
 Client::CallResult WatchSource::AskForEvents(std::vector<Host::Event>& events)
 {
     for (;;) {

@@ -16,13 +16,13 @@ namespace {
 
 using Style = ScreenLine::Style;
 
-constexpr size_t ROOMY_ROWS = 20;                                   // with fewer rows, only what changes often is shown
-constexpr size_t NAME_WIDTH = 20;                                   // of a peer's name
-constexpr size_t PEER_ROW_WIDTH = NAME_WIDTH + PEER_COLUMNS_WIDTH;  // below this width, only a peer's name and state
+constexpr size_t ROOMY_ROWS = 20;  // a smaller screen leaves out values that rarely change
+constexpr size_t NAME_WIDTH = 20;  // the width of a peer's name
+constexpr size_t PEER_ROW_WIDTH = NAME_WIDTH + PEER_COLUMNS_WIDTH;  // on narrower screens: only name and state
 constexpr const char* AWAY = "away";
-constexpr size_t MAX_VALUE_BYTES = 200;  // of an event's parameter
+constexpr size_t MAX_VALUE_BYTES = 200;  // the maximum length of the value of an event parameter
 
-// Local time as "12:08:06"; for events older than a day "11-20 12:08".
+// Formats a time in local time: "12:08:06", or "11-20 12:08" if it is more than a day before now.
 std::string EventClock(WallTime time, WallTime now)
 {
     return LocalText(time, now - time < std::chrono::hours(24) ? "%H:%M:%S" : "%m-%d %H:%M");
@@ -48,7 +48,7 @@ std::string NarrowPeerLine(const Peer& peer)
     return Column(peer.name, 16) + " " + (peer.online ? "reachable" : "away, " + LastSeenText(peer));
 }
 
-// rows: the maximum number of lines to add, including the heading.
+// Adds the list of peers to the picture. rows: how many lines may be added, including the heading.
 void AddPeers(const std::vector<Peer>& peers, const ScreenSize& size, size_t rows, std::vector<ScreenLine>& picture)
 {
     if (rows == 0) {
@@ -69,7 +69,7 @@ void AddPeers(const std::vector<Peer>& peers, const ScreenSize& size, size_t row
     }
 }
 
-// Adds the newest events. rows: the maximum number of lines to add, including the heading.
+// Adds the newest events to the picture. rows: how many lines may be added, including the heading.
 void AddEvents(const std::deque<Host::Event>& events, WallTime now, size_t rows, std::vector<ScreenLine>& picture)
 {
     if (rows < 2 || events.empty()) {
@@ -117,7 +117,7 @@ std::vector<ScreenLine> Picture(const Snapshot& snapshot, const WatchHistory& hi
 {
     std::vector<ScreenLine> picture;
     const bool roomy = size.rows >= ROOMY_ROWS;
-    const size_t body = size.rows > 0 ? size.rows - 1 : 0;  // the last row is the footer
+    const size_t body = size.rows > 0 ? size.rows - 1 : 0;  // the last row shows the footer
     const auto left = [&] { return body > picture.size() ? body - picture.size() : 0; };
     const auto gap = [&] {
         if (roomy) {
@@ -132,7 +132,7 @@ std::vector<ScreenLine> Picture(const Snapshot& snapshot, const WatchHistory& hi
     } else {
         AddStatus(snapshot, roomy, picture);
         gap();
-        // Peers get up to three quarters of the remaining rows, events the rest.
+        // The peers use up to three quarters of the remaining rows. The events use the rest.
         AddPeers(snapshot.peers, size, left() - left() / 4, picture);
     }
     gap();
@@ -156,7 +156,7 @@ std::string HotspotWord(const Host::HotspotStatus& hotspot)
 
 }  // namespace
 
-// Returns the current values whose changes are printed.
+// Returns all values of a snapshot whose changes are printed.
 ChangeFinder::Facts ChangeFinder::FactsOf(const Snapshot& snapshot)
 {
     Facts facts;
@@ -178,7 +178,7 @@ ChangeFinder::Facts ChangeFinder::FactsOf(const Snapshot& snapshot)
 std::vector<Change> ChangeFinder::Compare(const Snapshot& snapshot)
 {
     std::vector<Change> changes;
-    // If the daemon does not answer, keep its last values, to compare them with its next answer.
+    // If the daemon does not answer, its last values are kept. They are compared with its next answer.
     const bool answers = snapshot.call.Succeeded();
     Facts now = answers ? FactsOf(snapshot) : known_;
     if (!answers) {
