@@ -1,7 +1,7 @@
-// Compares the time of a local request with the minimum: a bare blocking SOCK_SEQPACKET ping-pong. Server and client
-// are two processes pinned to one CPU, because waking an idle virtual CPU would take most of the measured time. The
-// measurements alternate, so that a change of the machine's load affects both.
-//   ipc_bench [REQUESTS]     prints the median and the 99th percentile of each in microseconds, and their ratios
+// Compares the time of a local request with the minimum, which is a bare blocking ping-pong over SOCK_SEQPACKET. The
+// server and the client are two processes on one CPU, because waking an idle virtual CPU would take most of the
+// measured time. The measurements alternate, so that a change of the machine's load affects all of them.
+//   ipc_bench [REQUESTS]     prints the median and the 99th percentile in microseconds, and the ratio to the minimum
 #include <sched.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
@@ -40,9 +40,9 @@ constexpr size_t REPLY_SIZE = 16;
 constexpr int ROUNDS = 10;
 constexpr int IDLE_CLIENTS = 1000;
 
-constexpr uint32_t EMPTY_ABILITY = 1;    // answers at once
-constexpr uint32_t CHECKED_ABILITY = 2;  // found in the registry; checks its caller as the service does
-constexpr uint32_t TASK_ABILITY = 3;     // the same, and runs its work on the task runtime as the service does
+constexpr uint32_t EMPTY_ABILITY = 1;    // returns at once
+constexpr uint32_t CHECKED_ABILITY = 2;  // is in the registry; checks the permissions of its caller as the service does
+constexpr uint32_t TASK_ABILITY = 3;     // also runs its work on the task runtime, after the same checks
 
 class EmptyStub : public IPCObjectStub {
 public:
@@ -111,7 +111,8 @@ void PinToOneCpu()
     Check(::sched_setaffinity(0, sizeof(one), &one) == 0, "sched_setaffinity");
 }
 
-// Each idle client needs a descriptor here and one in the server, which inherits the limit.
+// Raises the limit of open file descriptors. Each idle client needs one descriptor in this process and one in the
+// server process, which inherits the limit.
 void RaiseDescriptorLimit()
 {
     rlimit limit{};
@@ -204,7 +205,7 @@ void Summarise(Series& series)
     series.p99 = series.microseconds[series.microseconds.size() * 99 / 100];
 }
 
-// Sends the request and receives the reply as bytes, without the client classes.
+// Sends a request and receives the reply as bytes. Does not use the client classes.
 void PingPong(int socket, const std::array<uint8_t, REQUEST_SIZE>& request)
 {
     std::array<uint8_t, REQUEST_SIZE> reply{};

@@ -91,7 +91,7 @@ class Machine:
     def move(self, address):
         self.run("ip", "address", "replace", f"{address}/24", "dev", "wire")
         self.run("ip", "address", "del", f"{self.address}/24", "dev", "wire")
-        self.run("ip", "address", "replace", f"{address}/24", "dev", "wire")  # removed with the primary one
+        self.run("ip", "address", "replace", f"{address}/24", "dev", "wire")  # the "del" above also removed it
         self.address = address
 
     def wake_ups(self):
@@ -133,7 +133,7 @@ class Wire:
         threading.Thread(target=self.read, daemon=True).start()
 
     def read(self):
-        with contextlib.suppress(OSError):  # the veth pair is removed with its namespaces
+        with contextlib.suppress(OSError):  # recv fails when the veth pair is removed
             while True:
                 self.counts[self.kind(self.socket.recv(65535))] += 1
 

@@ -1,9 +1,10 @@
-// Compares the cost of a session with the minimum for TLS: a bare OpenSSL pair that connects, makes a handshake and
-// exchanges one byte. Everything runs in one process pinned to one CPU, because waking an idle virtual CPU would take
-// most of the measured time.
+// Compares the cost of a session with the minimum for TLS. The minimum is a bare OpenSSL pair that connects, makes a
+// handshake and exchanges one byte. Everything runs in one process on one CPU, because waking an idle virtual CPU would
+// take most of the measured time.
 //   softbus_bench [ROUNDS]    prints medians of opening a session and of echoing 3 bytes, and the memory of a session
-// Also prints the cost of a stranger that connects, sends a wrong proof of membership and is disconnected.
-// The opener's own callback never runs before 1 ms after OpenSession, so the peer's callback is measured too.
+// Also prints the cost of refusing a stranger, which is a client that does not belong to the account. It connects,
+// sends a wrong proof of membership and is disconnected. The opened callback runs on both devices. On the device that
+// calls OpenSession it never runs within 1 ms, so the callback on the peer is measured too.
 #include <malloc.h>
 #include <sched.h>
 #include <sys/socket.h>
@@ -76,7 +77,7 @@ double Median(std::vector<double> values)
     return values[values.size() / 2];
 }
 
-// In microseconds: elapsed time, and processor time of this process.
+// The elapsed time and the processor time of this process, in microseconds.
 struct Cost {
     double wall;
     double cpu;
@@ -118,7 +119,7 @@ private:
     std::vector<double> cpu_;
 };
 
-// A counter that callbacks increment and on which the measuring thread waits.
+// A counter that callbacks increment. The measuring thread waits until the counter reaches a value.
 class Signal {
 public:
     void Raise(int id)
@@ -165,7 +166,7 @@ Cost Each(Cost all, int count)
     return {all.wall / count, all.cpu / count};
 }
 
-// The minimum for comparison: blocking sockets, one thread per side.
+// Measures the minimum that the soft bus is compared with: TLS on blocking sockets, with one thread for each side.
 class BarePair {
 public:
     BarePair(Side& client, Side& server)
@@ -183,7 +184,8 @@ public:
     Cost Echo() { return Run(true, ECHOES_PER_ROUND).second; }
 
 private:
-    // Returns the cost of opening and the cost of one echo.
+    // Returns the cost of opening a connection and the cost of one echo. resume: whether to resume an earlier TLS
+    // session.
     std::pair<Cost, Cost> Run(bool resume, int echoes)
     {
         const Stopwatch opening;
@@ -270,7 +272,7 @@ public:
     {
         SoftBus::SoftBusOptions options;
         options.deviceName = "phone";
-        options.peerShare = options.maxSessions;  // the default is less than what is measured
+        options.peerShare = options.maxSessions;  // the default would allow too few sessions for this benchmark
         options.identityFolder = phone.folder;
         g_phone = Take(SoftBusServer::Start(phone.identity, options));
         options.deviceName = "laptop";
@@ -289,7 +291,7 @@ public:
     }
 
     struct Times {
-        Cost peersCallback;  // its processor time covers both callbacks
+        Cost peersCallback;  // its processor time includes both callbacks
         Cost ownCallback;
         Cost echo;
     };
@@ -314,8 +316,8 @@ public:
         return times;
     }
 
-    // Opens count sessions at the same time and returns the cost of each. One of them may resume with the stored
-    // ticket; the others make full handshakes.
+    // Opens several sessions at the same time and returns the cost of each. count: the number of sessions. At most one
+    // of them resumes with the stored TLS ticket. The others make full handshakes.
     Cost OpenTogether(int count)
     {
         const size_t before = g_laptopOpened.Count();
@@ -329,7 +331,7 @@ public:
         return each;
     }
 
-    // Returns how many KiB of memory one end of one session needs.
+    // Returns the memory in KiB that one end of one session needs.
     double MemoryKiB()
     {
         const double before = HeldKiB();
@@ -344,13 +346,15 @@ public:
         return (after - before) / (2.0 * MEMORY_SESSIONS);
     }
 
-    // Returns the cost of refusing one stranger. The processor time leaves out the stranger's own thread.
+    // Returns the cost of refusing one stranger, a client that does not belong to the account. The processor time of
+    // the thread that plays the stranger is not included.
     Cost RefuseAStranger()
     {
         const asio::ip::address_v4 host = asio::ip::address_v4::loopback();
         const std::string address = g_phone->ListenAddress();
         const auto port = static_cast<uint16_t>(std::stoi(address.substr(address.rfind(':') + 1)));
-        // A proof of zeros, followed by the record header of a ClientHello.
+        // The stranger sends a wrong proof of membership (32 zero bytes), followed by the record header of a
+        // ClientHello.
         std::string answer(32, '\0');
         answer += std::string("\x16\x03\x01\x01\x00\x01\x00\x00\xfc", 9) + std::string(252, '\0');
         constexpr int STRANGERS = 50;
@@ -473,7 +477,7 @@ int main(int argumentCount, char** arguments)
     std::string folder = (std::filesystem::temp_directory_path() / "softbus-bench.XXXXXX").string();
     Check(rounds > 0, "reading ROUNDS");
     Check(::mkdtemp(folder.data()) != nullptr, "making a temporary folder");
-    ::mallopt(M_ARENA_MAX, 1);  // as the daemon does
+    ::mallopt(M_ARENA_MAX, 1);  // the daemon has the same setting
     PinToOneCpu();
     Measure(folder, rounds);
     std::filesystem::remove_all(folder);

@@ -1,6 +1,6 @@
-// Measures whole starts between two daemons on this machine, with simulated radios: prints the median and the 99th
-// percentile of 200 requests after a warm-up. --flood: also while strangers flood the phone's link. --idle: also the
-// resident memory of an idle daemon and its wake-ups during a minute.
+// Measures the time of a start between two daemons on this machine with simulated radios. Prints the median and the
+// 99th percentile of 200 requests after a warm-up. --flood: repeats this while strangers flood the phone with
+// connections. --idle: also prints the resident memory of an idle daemon and its wake-ups in one minute.
 
 #include <arpa/inet.h>
 #include <fcntl.h>
@@ -28,7 +28,7 @@ using Vexo::EndToEnd::Device;
 constexpr int WARM_UP = 20;
 constexpr int REQUESTS = 200;
 
-// Returns the number of voluntary context switches of all threads of a process.
+// Returns the number of voluntary context switches of all threads of the process.
 long VoluntarySwitches(pid_t pid)
 {
     long sum = 0;
@@ -57,16 +57,16 @@ std::string ResidentMemory(pid_t pid)
 void MeasureIdle(Device& device)
 {
     std::this_thread::sleep_for(
-        std::chrono::seconds(50));  // the collaboration of the last start lives for 30 s, workers for 10 s
+        std::chrono::seconds(50));  // the collaboration of the last start ends after 30 s, worker threads after 10 s
     const long before = VoluntarySwitches(device.Daemon().Pid());
     std::this_thread::sleep_for(std::chrono::seconds(60));
     std::printf("idle: %s resident, %ld wake-ups in 60 s\n", ResidentMemory(device.Daemon().Pid()).c_str(),
                 VoluntarySwitches(device.Daemon().Pid()) - before);
 }
 
-// Strangers at 8 addresses of this machine: 1,000 connections that send nothing, 300 that send a byte now and then, and
-// 1,000 new connections per second that send 64 meaningless bytes each. Connections that the device closes are opened
-// again.
+// Strangers that flood the device with connections from 8 addresses of this machine. 1,000 connections send nothing.
+// 300 connections send a byte from time to time. 1,000 new connections per second send 64 meaningless bytes each. A
+// connection that the device closes is opened again.
 class Flood {
 public:
     explicit Flood(const std::string& address)
@@ -137,7 +137,8 @@ private:
     std::thread thread_;
 };
 
-// Returns false if a request failed.
+// Measures the requests and prints the result. Returns false if a request failed. when: printed as the condition of the
+// measurement.
 bool MeasureStarts(Device& laptop, const std::string& phone, const char* when)
 {
     std::vector<double> milliseconds;

@@ -1,7 +1,7 @@
-// Compares the time of a task with the minimum: a bare futex hand-off from one thread to another and back. Both threads
-// are pinned to one CPU, because waking an idle virtual CPU would take most of the measured time. The measurements
-// alternate, so that a change of the machine's load affects both.
-//   tasks_bench [ITERATIONS]     prints the median and the 99th percentile of each in microseconds, and their ratio
+// Compares the time of a task with the minimum, which is a bare futex hand-off from one thread to another and back.
+// Both threads run on one CPU, because waking an idle virtual CPU would take most of the measured time. The
+// measurements alternate, so that a change of the machine's load affects both.
+//   tasks_bench [ITERATIONS]     prints the median and the 99th percentile in microseconds, and a ratio
 #include <linux/futex.h>
 #include <sched.h>
 #include <sys/syscall.h>
@@ -59,7 +59,7 @@ void FutexWake(std::atomic<uint32_t>& word, uint32_t value)
     ::syscall(SYS_futex, &word, FUTEX_WAKE_PRIVATE, 1, nullptr, nullptr, 0);
 }
 
-// A thread that answers each hand-off at once.
+// A thread that answers each futex hand-off at once.
 class Partner {
 public:
     ~Partner()
