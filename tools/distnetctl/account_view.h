@@ -12,8 +12,8 @@
 
 namespace Vexo::Ctl {
 
-// FromFault converts a fault of an account operation, as reported by the daemon, to the outcome of the command.
-// FromAccountCall does so for a call to the daemon that failed.
+// FromFault converts a fault that the daemon reports about an account operation to the outcome of the command.
+// FromAccountCall converts a failed call to the daemon to the outcome of the command.
 Outcome FromFault(const Host::AccountFault& fault);
 Outcome FromAccountCall(const Client::CallResult& call);
 
@@ -35,8 +35,9 @@ std::string WhoText(const std::string& name, Host::DeviceType type, const std::s
 // printable (printable.h).
 std::vector<std::string> MemberTable(const Host::MemberList& list);
 
-// Finds a member by name or network id. word: what the user typed; the rules of ResolvePeer (peers.h) apply. Returns no
-// value if no single member matches. failure: then set to the outcome with which the command must end.
+// Finds a member by name or network id. word: what the user typed; the rules of ResolvePeer (peers.h) apply. If no
+// single member matches, returns no value, and the parameter failure receives the outcome with which the command must
+// end.
 std::optional<Host::AccountMember> FindMember(const Host::MemberList& list, const std::string& word, Outcome& failure);
 
 }  // namespace Vexo::Ctl

@@ -11,7 +11,7 @@
 
 namespace Vexo::Ctl {
 
-// The parsed command line. The parser (CLI11) sets the members. The member run executes the command.
+// The parsed command line. The parser (CLI11) sets the members. The function in the member run executes the command.
 struct Request {
     GlobalOptions options;
     std::function<int(Output&)> run;
@@ -43,8 +43,8 @@ struct Request {
     double intervalSeconds = 1;
 };
 
-// Adds a command. run: the parser copies it to request.run when the user gives this command. examples: lines for the
-// help.
+// Adds a command to the parser. When the user gives this command, the parser copies the parameter run to request.run.
+// examples: lines for the help of the command.
 CLI::App* AddCommand(CLI::App& parent, Request& request, const std::string& name, const std::string& description,
                      const std::string& examples, std::function<int(Output&)> run);
 // Adds a group of commands, such as "account" in "account invite". One of the commands must follow the name of the

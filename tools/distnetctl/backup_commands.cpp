@@ -53,8 +53,8 @@ public:
     StateFolderCopy& operator=(const StateFolderCopy&) = delete;
 
     const std::filesystem::path& Path() const { return path_; }
-    // Returns the message of an error. In the message, file (the path of the user's backup) replaces the path of this
-    // copy.
+    // Returns the message of an error. Replaces the path of this copy in the message by the path of the user's backup
+    // file.
     std::string Explained(const Error& error, const std::filesystem::path& file) const
     {
         std::string message = error.message;

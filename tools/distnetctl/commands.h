@@ -1,4 +1,4 @@
-// The commands of distnetctl. Each function Run… runs one command, prints its outcome and returns the exit code. Its
+// The commands of distnetctl. Each function Run… runs one command, prints its outcome and returns the exit code. The
 // arguments are the global options and the arguments of the command. Each function blocks until the command has ended.
 // Main thread only.
 #pragma once
@@ -28,8 +28,8 @@ struct GlobalOptions {
     }
 };
 
-// Connects to the daemon and applies --timeout. Returns null if this fails. failure: then set to the outcome with which
-// the command must end.
+// Connects to the daemon and applies --timeout. If this fails, returns null, and the parameter failure receives the
+// outcome with which the command must end.
 std::unique_ptr<Client::DistNetClient> ConnectClient(const GlobalOptions& options, Outcome& failure);
 
 // Connects to the daemon, calls the function work, and prints the outcome that work returns. If there is no connection,
@@ -37,11 +37,12 @@ std::unique_ptr<Client::DistNetClient> ConnectClient(const GlobalOptions& option
 int WithClient(const GlobalOptions& options, Output& output,
                const std::function<Outcome(Client::DistNetClient& client)>& work);
 
-// ---- Commands to get online and to end this (online_commands.cpp, start_command.cpp) -------------------------------
+// ---- Commands to get online and to disconnect (online_commands.cpp, start_command.cpp) -----------------------------
 int RunUp(const GlobalOptions& options, Output& output, const std::vector<std::string>& words);
 int RunStart(const GlobalOptions& options, Output& output, const std::string& peer, bool wait, bool timing);
-// Returns a function for the parameter scan of FindPeer (peers.h). The function prints that it searches for the device
-// word, and makes the daemon scan for devices nearby. The objects options and output must outlive the function.
+// Returns a function for the parameter scan of FindPeer (peers.h). The function prints which device it searches for,
+// and makes the daemon scan for devices nearby. word: the name of this device, as the user typed it. The objects
+// options and output must outlive the function.
 std::function<void()> ScanFor(const GlobalOptions& options, Output& output, const std::string& word);
 int RunDown(const GlobalOptions& options, Output& output);
 // mode: "on" or "off" switches automatic mode; an empty text shows the mode.
@@ -96,7 +97,8 @@ int RunAccountTransfer(const GlobalOptions& options, Output& output, const std::
 int RunAccountLeave(const GlobalOptions& options, Output& output, bool yes);
 int RunAccountRenew(const GlobalOptions& options, Output& output);
 using AccountCancel = Client::CallResult (Client::DistNetClient::*)(Host::ChangeAnswer& answer);
-// After this call, Ctrl-C calls the function cancel of the daemon, prints the text said, and ends the process.
+// After this call, Ctrl-C cancels an account operation and ends the process. cancel: the call to the daemon that
+// cancels the operation. said: the text that is printed.
 void EndAfterCancel(const GlobalOptions& options, Output& output, AccountCancel cancel, const std::string& said);
 
 // ---- Commands to save and restore the account's key (backup_commands.cpp) -------------------------------------------

@@ -41,8 +41,8 @@ int WithClient(const GlobalOptions& options, Output& output,
 
 namespace {
 
-// How this device uses the network of another device, and how other devices use this device's network. A member has no
-// value if its request failed, for example because an older daemon does not support it.
+// Says how this device uses the network of another device, and how other devices use this device's network. A member
+// has no value if its request failed, for example because an older daemon does not support the request.
 struct UseStatus {
     std::optional<Host::OnlineStatus> online;
     std::optional<Host::ShareStatus> sharing;

@@ -58,7 +58,7 @@ Checks CheckHere(const GlobalOptions& options, const Client::CallResult& call)
     const std::filesystem::path stateDir = StateFolder(options);
     Trust::IdentityChecks found;
     {
-        const StateOwner owner(stateDir);  // needed because only the owner of a key passes the check of the key
+        const StateOwner owner(stateDir);  // only the owner of a key passes the check of the key
         found = Trust::CheckIdentity(stateDir / "identity", Clock::System().WallNow());
     }
     Checks checks{std::move(found.identity), std::move(found.account), std::move(found.clock)};

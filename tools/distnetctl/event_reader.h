@@ -26,8 +26,8 @@ std::optional<std::string> NameOfMaskedId(const std::string& masked, const std::
 
 class EventReader {
 public:
-    // Reads the events that follow the events of the previous call. Blocks until an event is available or the time wait
-    // has passed. If the call fails, the parameter read is not changed.
+    // Reads the events that follow the events of the previous call. Blocks until an event is available. wait: the
+    // longest time to block. read: receives the events; not changed if the call fails.
     Client::CallResult Read(Client::DistNetClient& client, std::chrono::milliseconds wait, NewEvents& read);
 
     // Call this before the first Read on a new connection, because the daemon may have restarted.

@@ -56,16 +56,16 @@ public:
     {
     }
 
-    // Connects to the daemon. Returns false if this fails. failure: then set to the outcome with the reason.
+    // Connects to the daemon. If this fails, returns false, and the parameter failure receives the reason.
     bool Connect(Outcome& failure)
     {
         client_ = ConnectClient(options_, failure);
         return client_ != nullptr;
     }
 
-    // Reads and prints the next events. Blocks until an event is available or the time wait has passed. Returns false
-    // if the daemon does not answer. failure: then set to the outcome with the reason. Call this only after Connect has
-    // succeeded.
+    // Reads and prints the next events. Blocks until an event is available. wait: the longest time to block. If the
+    // daemon does not answer, returns false, and the parameter failure receives the reason. Call this only after
+    // Connect has succeeded.
     bool ShowNext(std::chrono::milliseconds wait, Outcome& failure)
     {
         NewEvents read;

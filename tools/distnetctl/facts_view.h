@@ -21,7 +21,7 @@ std::string BytesText(uint64_t bytes);
 // Returns an amount of data together with its upper limit: "1.9 of 5 GB", "12 MB of 5 GB".
 std::string BytesOfText(uint64_t bytes, uint64_t limit);
 
-// Formats a point in time in local time: "14:02" if it is on the same day as now, else "2026-11-21 14:02".
+// Formats a point in time in local time: "14:02" if it is today, else "2026-11-21 14:02". now: the current time.
 std::string MomentText(std::chrono::sys_seconds time, WallTime now);
 
 }  // namespace Vexo::Ctl

@@ -22,16 +22,16 @@ void BlockInterrupts();
 // the service that this process has used.
 void EndOnInterrupt();
 
-// After this call, an interrupt calls the function ended and then ends the process with EXIT_INTERRUPTED. The function
-// ended runs on the thread that waits for the interrupt.
+// After this call, an interrupt ends the process with EXIT_INTERRUPTED. ended: a function that is called before the
+// process ends. It runs on the thread that waits for the interrupt.
 void EndOnInterrupt(std::function<void()> ended);
 
 // Blocks until the process ends if an interrupt has arrived since EndOnInterrupt was called. Otherwise returns at once.
 // Call this before printing an outcome that the interrupt may have caused.
 void WaitIfInterrupted();
 
-// After this call, an interrupt ends the process with EXIT_DONE. For commands that run until the user stops them. The
-// process ends only when no other thread has locked the mutex busy, so that no line of output is cut off.
+// After this call, an interrupt ends the process with EXIT_DONE. For commands that run until the user stops them. busy:
+// the process ends only while no other thread has locked this mutex, so that no line of output is cut off.
 void EndWellOnInterrupt(Mutex& busy);
 
 // Blocks until an interrupt arrives. Do not combine this with EndOnInterrupt or EndWellOnInterrupt.

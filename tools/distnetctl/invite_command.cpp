@@ -52,8 +52,8 @@ public:
     }
 
 private:
-    // Waits until the invitation changes, but not longer than the time limit. If the call to the daemon fails, returns
-    // the outcome with which the command must end. Otherwise returns no value.
+    // Waits until the invitation changes. limit: the longest time to wait. If the call to the daemon fails, returns the
+    // outcome with which the command must end. Otherwise returns no value.
     std::optional<Outcome> Wait(std::chrono::milliseconds limit)
     {
         const Client::CallResult call = client_.WaitForInvitation(now_.revision, limit, now_);

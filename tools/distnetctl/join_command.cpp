@@ -29,8 +29,8 @@ std::optional<Outcome> WhyNoJoinPossible(Client::DistNetClient& client)
                       "To move it to another account, leave this one first: distnetctl account leave", ""});
 }
 
-// Reads a ticket and returns its text if it is valid. On a terminal, asks again after an invalid ticket. Returns no
-// value if there is no valid ticket. failure: then set to the outcome with which the command must end.
+// Reads a ticket and returns its text if it is valid. On a terminal, asks again after an invalid ticket. If there is no
+// valid ticket, returns no value, and the parameter failure receives the outcome with which the command must end.
 std::optional<std::string> AskTicket(Output& output, Outcome& failure)
 {
     const bool isTerminal = isatty(STDIN_FILENO) == 1;

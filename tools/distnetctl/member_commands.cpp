@@ -16,8 +16,8 @@ namespace {
 
 using Client::DistNetClient;
 
-// Reads the list of members from the daemon. Its texts are printable (printable.h). Returns no value if this fails.
-// failure: then set to the outcome with which the command must end.
+// Reads the list of members from the daemon. Its texts are printable (printable.h). If this fails, returns no value,
+// and the parameter failure receives the outcome with which the command must end.
 std::optional<Host::MemberList> ReadMembers(DistNetClient& client, Outcome& failure)
 {
     Host::MemberList list;

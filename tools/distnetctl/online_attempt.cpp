@@ -43,7 +43,8 @@ bool WasReachedOverBluetooth(Client::DistNetClient& client, const std::string& n
     });
 }
 
-// If the cause of the fault is a radio of this device, adds to the fault the advice that `doctor` gives for this radio.
+// If the cause of the fault is a radio of this device, sets the advice in the fault to what `doctor` advises for this
+// radio.
 void AddOwnRadio(Client::DistNetClient& client, Host::OnlineFault& fault)
 {
     using Code = Host::OnlineFaultCode;
@@ -87,7 +88,7 @@ std::vector<std::string> StepLog::Take(const Host::OnlineAnswer& attempt)
 }
 
 // Returns true if no line is printed for the step. A cancelled or timed-out step has no line, because the outcome of
-// the command shows it. A step that asks the device's owner has only one line per device.
+// the command shows it. The question to the owner of a device has only one line for each device.
 bool StepLog::NeedsNoLine(const Host::OnlineStep& step)
 {
     const Host::OnlineFaultCode code = step.fault ? step.fault->code : Host::OnlineFaultCode::FAILED;

@@ -15,8 +15,9 @@ namespace Vexo::Ctl {
 
 namespace {
 
-// Returns the network ids of several devices. words: the names or ids of the devices, as the user typed them. Returns
-// no value if a device is not found. failure: then set to the outcome with which the command must end.
+// Returns the network ids of several devices. words: the names or ids of the devices, as the user typed them. If a
+// device is not found, returns no value, and the parameter failure receives the outcome with which the command must
+// end.
 std::optional<std::vector<std::string>> IdsOf(const GlobalOptions& options, Output& output,
                                               Client::DistNetClient& client, const std::vector<std::string>& words,
                                               Outcome& failure)

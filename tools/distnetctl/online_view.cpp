@@ -45,8 +45,8 @@ std::string DoneLabel(const OnlineStep& step)
     return "online";
 }
 
-// Returns the beginning of the line of a failed step. Empty if the device was not found, because the message of the
-// fault already says so.
+// Returns the word for a failed step, such as "hotspot", that is printed before the reason. Empty if the device was not
+// found, because the reason already says so.
 std::string FailedLabel(OnlineStepKind kind)
 {
     switch (kind) {
@@ -99,8 +99,8 @@ std::string ResultText(const OnlineStep& step)
     return text + (step.address.empty() ? "" : (text.empty() ? "" : " ") + step.address);
 }
 
-// Wraps text and puts first before its first line. The text begins at the given column. The other lines are indented to
-// this column.
+// Wraps a text into lines. first: printed before the first line of the text. column: where the text begins; its other
+// lines are indented to this column.
 std::vector<std::string> Beside(const std::string& first, size_t column, const std::string& text)
 {
     std::vector<std::string> lines;

@@ -1,6 +1,6 @@
-// Formats attempts to bring this device online, and the end of such a connection, for a person and as JSON: the steps,
-// the outcome, and what was undone. Pass the answers of the daemon unchanged: these functions escape the texts. Pure
-// functions; any thread.
+// Formats what happened when this device tried to get online or went offline: the steps, the outcome, and what was
+// undone. The result is text for a person, or JSON. These functions escape the texts in the daemon's answers, so pass
+// the answers unchanged. Pure functions; any thread.
 #pragma once
 
 #include <string>
@@ -36,8 +36,8 @@ std::string TakenBackText(const Host::TakenBack& back);
 // Returns the outcome of an attempt that has ended. isForOne: whether the user named exactly one device. If so, the
 // outcome shows the failure of this device.
 Outcome FromAttempt(const Host::OnlineAnswer& attempt, bool isForOne);
-// FromCancelled returns the outcome of an attempt that this program cancelled after Ctrl-C. FromTimedOut does so for an
-// attempt that it cancelled because the time of --timeout had passed. why: the first words of the message.
+// FromCancelled returns the outcome of an attempt that Ctrl-C has cancelled. FromTimedOut returns the outcome of an
+// attempt that was cancelled because the time of --timeout had passed. why: the first words of the message.
 Outcome FromCancelled(const Host::OnlineAnswer& attempt);
 Outcome FromTimedOut(const Host::OnlineAnswer& attempt, const std::string& why);
 // FromFault returns the outcome for a fault that the daemon reports. FromDown returns the outcome of the command

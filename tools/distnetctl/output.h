@@ -1,6 +1,7 @@
-// The output of distnetctl and its exit code. The output is lines of text for a person, or one JSON object. A command
-// creates one Outcome and passes it to Output::Finish. Only the live picture (screen.h) writes to standard output
-// without using Output. Used on the main thread, and on the thread that ends the process after an interrupt.
+// Prints the output of distnetctl, which is lines of text for a person, or one JSON object. Also defines the exit
+// codes. A command creates one Outcome and passes it to Output::Finish. Only the live picture (screen.h) writes to
+// standard output without using Output. Used on the main thread, and on the thread that ends the process after an
+// interrupt.
 #pragma once
 
 #include <atomic>
@@ -49,7 +50,7 @@ bool HasUnit();
 Outcome Done(std::string message, Json details = nullptr);
 Outcome UsageError(std::string message, std::string advice);
 Outcome NotDone(std::string message, std::string advice);
-// Converts a call to the daemon that failed to an outcome. The advice in it fits the cause of the failure.
+// Converts a failed call to the daemon to an outcome. The advice of this outcome fits the cause of the failure.
 Outcome FromCall(const Client::CallResult& result);
 
 class Output {
@@ -87,8 +88,9 @@ public:
     int Finish(Outcome outcome);
     // Prints the JSON object of a command that an interrupt has ended. Has no effect without --json.
     void FinishInterrupted();
-    // Call this before the process ends. exitCode: the exit code of the command. Returns it if all output was written.
-    // Otherwise prints an error and returns EXIT_FAILED. It is no error if a reader closes the pipe early (EPIPE).
+    // Call this before the process ends. exitCode: the exit code of the command. Returns exitCode if all output was
+    // written. Otherwise prints an error and returns EXIT_FAILED. It is no error if a reader closes the pipe early
+    // (EPIPE).
     int End(int exitCode);
 
 private:
@@ -103,7 +105,7 @@ private:
     const std::string command_;
     Mutex objects_;
     bool isFinished_ GUARDED_BY(objects_) = false;
-    // These members are atomic, because the thread that ends the process after an interrupt also prints.
+    // statusShown_ and writeError_ are atomic, because the thread that ends the process after an interrupt also prints.
     std::atomic<bool> statusShown_{false};
     std::atomic<int> writeError_{0};  // errno of the first write that has failed
 };

@@ -73,8 +73,8 @@ bool NamesThisDevice(Client::DistNetClient& client, const std::string& word)
                                                     FitsShortId(word, status.device.networkId));
 }
 
-// Calls ResolvePeer with the devices that the daemon knows. Returns no value if the daemon does not answer. failure:
-// then set to the outcome with which the command must end.
+// Calls ResolvePeer with the devices that the daemon knows. If the daemon does not answer, returns no value, and the
+// parameter failure receives the outcome with which the command must end.
 std::optional<Result<Peer>> ResolveAmongKnown(Client::DistNetClient& client, const std::string& word, Outcome& failure)
 {
     std::vector<Peer> peers;

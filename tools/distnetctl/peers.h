@@ -21,19 +21,20 @@ using Peer = Host::KnownDevice;
 // Returns true if the text has the form of a network id, which is 64 hex digits. A device with this id need not exist.
 bool IsNetworkId(const std::string& word);
 
-// Returns false if the daemon does not know the device. ResolvePeer creates such a Peer from a network id.
+// Returns false if the daemon does not know the device. ResolvePeer can create a Peer from the network id of such a
+// device.
 bool IsKnown(const Peer& peer);
 
-// Finds a peer. word: the name or the network id of the peer. If no peer has it, the result is the only peer whose name
-// or network id begins with word, or whose short id is word. If word is a complete network id that no peer has, returns
-// a peer with only this id, so that the service decides about it. An error message lists the peers that match, or
-// suggests a similar name.
+// Finds a peer. word: the name or the network id of the peer. If no peer has this name or id, the result is the only
+// peer whose name or network id begins with word, or whose short id is word. If word is a complete network id that no
+// peer has, returns a peer with only this id, so that the service decides about it. An error message lists the peers
+// that match, or suggests a similar name.
 [[nodiscard]] Result<Peer> ResolvePeer(const std::string& word, const std::vector<Peer>& peers);
 
 // Calls ResolvePeer with the devices that the daemon knows. The texts of the result are printable (printable.h). If no
-// known device matches, calls scan (if given), which makes the daemon search for devices, and then tries again. Returns
-// no value if no single device matches, or if word names this device itself. failure: then set to the outcome with
-// which the command must end.
+// known device matches, calls the function scan (if given), which makes the daemon search for devices, and then tries
+// again. Returns no value if no single device matches, or if word names this device itself. In this case the parameter
+// failure receives the outcome with which the command must end.
 std::optional<Peer> FindPeer(Client::DistNetClient& client, const std::string& word, Outcome& failure,
                              const std::function<void()>& scan = nullptr);
 
@@ -48,8 +49,8 @@ std::string LastSeenText(const Peer& peer);
 std::string PeerHeading(size_t nameWidth);
 std::string PeerLine(const Peer& peer, size_t nameWidth);
 inline constexpr size_t PEER_COLUMNS_WIDTH = 42;
-// Returns the lines of the list of devices. The last column shows TransportText. Below the line of a device follow its
-// facts, if any. Long names are cut to keep lines within 80 columns, but not to less than MIN_NAME_WIDTH.
+// Returns the lines of the list of devices. The last column shows TransportText. The facts of a device, if any, follow
+// below its line. Long names are cut to keep lines within 80 columns, but not to less than MIN_NAME_WIDTH.
 std::vector<std::string> PeerTable(const std::vector<Peer>& peers, const std::vector<Host::DeviceFacts>& facts = {});
 // Returns the facts of the device with this network id, or null if there are none.
 const Host::DeviceFacts* FactsOf(const std::string& networkId, const std::vector<Host::DeviceFacts>& facts);

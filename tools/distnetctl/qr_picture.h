@@ -9,8 +9,7 @@
 namespace Vexo::Ctl {
 
 struct QrStyle {
-    bool utf8 = true;  // true: one character shows two modules (one above the other). false: two ASCII characters show
-                       // one module
+    bool utf8 = true;     // true: one character shows two modules. false: two ASCII characters show one module
     bool colour = false;  // true: black on white. false: the light modules have the text colour of the terminal
 };
 

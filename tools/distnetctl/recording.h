@@ -12,14 +12,14 @@
 
 namespace Vexo::Ctl {
 
-// Starts a recording and returns its number, or 0 if this fails. limit: the daemon stops the recording after this time.
-// detached: the recording continues after this program has ended. failure: set if the call fails, to the outcome with
-// which the command must end.
+// Starts a recording and returns its number. limit: the daemon stops the recording after this time. detached: the
+// recording continues after this program has ended. If the call fails, returns 0, and the parameter failure receives
+// the outcome with which the command must end.
 uint32_t StartRecording(Client::DistNetClient& client, std::chrono::milliseconds limit, bool detached,
                         Outcome& failure);
 
-// Stops a recording and reads its complete trace. recording: its number, or 0 for the oldest detached recording.
-// Returns false if this fails. failure: then set to the outcome with which the command must end.
+// Stops a recording and reads its complete trace. recording: its number, or 0 for the oldest detached recording. If
+// this fails, returns false, and the parameter failure receives the outcome with which the command must end.
 bool FetchRecording(Client::DistNetClient& client, uint32_t recording, Host::TracePiece& trace, Outcome& failure);
 
 }  // namespace Vexo::Ctl

@@ -28,7 +28,7 @@ struct ScreenLine {
 
 class Screen : public NoCopyable {
 public:
-    // Calls Enter. The terminal of standard output is set up, and the terminal of standard input if there is one.
+    // Calls Enter. This sets up the terminal of standard output. If standard input is a terminal, Enter sets it up too.
     explicit Screen(const Terminal& terminal);
     ~Screen();
 

@@ -82,7 +82,7 @@ std::string AllowText(Host::ShareAllow allow)
     return "only devices that you have allowed";
 }
 
-// Adds quotation marks to a name that contains spaces, because a person must type them in a command.
+// Adds quotation marks to a name that contains spaces, because a person must quote such a name in a command.
 std::string Word(const std::string& name)
 {
     return name.find(' ') == std::string::npos ? name : "\"" + name + "\"";

@@ -73,7 +73,7 @@ void AddDurations(Outcome& outcome, const std::vector<Host::OnlineStep>& steps)
     }
 }
 
-// Runs the command `start --timing`. Records the daemon's trace spans, and prints how long they took instead of the
+// Runs the command `start --timing`. Records the daemon's trace spans. Prints how long the spans took, instead of the
 // steps.
 class TimedStart {
 public:
@@ -250,7 +250,7 @@ Outcome RunStartWith(const GlobalOptions& options, Output& output, Client::DistN
         return outcome;
     }
     outcome = StartThrough(options, output, client, *peer, wait, timing);
-    // The peer may have told this device that it was removed from the account.
+    // The peer may have told this device that this device was removed from the account.
     auto removed = outcome.exitCode == EXIT_FAILED ? WhyRemoved(client) : std::nullopt;
     return removed ? *std::move(removed) : std::move(outcome);
 }

@@ -1,4 +1,4 @@
-// Functions that access a state folder with the rights of its owner when root runs distnetctl. There are two reasons.
+// These functions access a state folder with the rights of its owner when root runs distnetctl. There are two reasons.
 // The daemon runs as the owner and must be able to read new files. Root must not follow a symbolic link that the owner
 // has placed in the folder. Use on one thread at a time, because the rights belong to the process.
 #pragma once
@@ -31,8 +31,8 @@ private:
 
 // Returns true if the current user may not read the state folder or the identity in it. Always false for root.
 bool IsClosedToUser(const std::filesystem::path& stateDir);
-// Returns the outcome for failed work on a state folder. advice: used only if the user may read the folder. If not
-// (IsClosedToUser), the outcome advises how to get access.
+// Returns the outcome for failed work on a state folder. advice: used only if the user may read the folder. If the user
+// may not read it (IsClosedToUser), the outcome advises how to get access.
 Outcome StateFailure(const std::filesystem::path& stateDir, std::string message, std::string advice);
 
 // AsOwnerOf calls the function work with the rights of the owner of stateDir. Returns the Result of work. Returns an

@@ -63,13 +63,13 @@ void Replace(std::string& text, std::string_view mark, std::string_view ascii)
     }
 }
 
-// Returns true if the text ends inside a command, because it then has an odd number of backquotes.
+// Returns true if the text has an odd number of backquotes. The text then ends inside a command.
 bool IsOpen(const std::string& text)
 {
     return std::count(text.begin(), text.end(), '`') % 2 != 0;
 }
 
-// Splits a line into words. A command in backquotes is one word if its width is at most room.
+// Splits a line into words. A command in backquotes is one word if it is not too wide. room: the largest allowed width.
 std::vector<std::string> WordsOf(const std::string& line, size_t room)
 {
     std::istringstream in(line);

@@ -10,8 +10,8 @@
 namespace Vexo::Ctl {
 
 // Parses a time. Accepts an age in units of s, m, h, d and w, the largest unit first ("10m", "1h30m", "10m ago").
-// Accepts "now", and "today" and "yesterday", which mean midnight in local time. Accepts a date in local time, with or
-// without a time of day ("2026-11-21", "2026-11-21 14:00"). Accepts RFC 3339 with date, time and offset. The error
+// Accepts "now". Accepts "today" and "yesterday", which mean midnight in local time. Accepts a date in local time, with
+// or without a time of day ("2026-11-21", "2026-11-21 14:00"). Accepts RFC 3339 with date, time and offset. The error
 // message says what is allowed.
 [[nodiscard]] Result<WallTime> ParseTime(const std::string& word, WallTime now);
 

@@ -73,8 +73,7 @@ std::optional<Interval> LastOf(const std::vector<NamedSpan>& spans, std::string_
     return last;
 }
 
-// Looks at the spans that have the given name and lie completely inside the interval within. Returns the span that ends
-// last.
+// Returns the span with the given name that ends last. Ignores spans that are not completely inside the interval.
 std::optional<Interval> LastEndedOf(const std::vector<NamedSpan>& spans, std::string_view name, const Interval& within)
 {
     std::optional<Interval> last;
@@ -88,8 +87,8 @@ std::optional<Interval> LastEndedOf(const std::vector<NamedSpan>& spans, std::st
 }
 
 // Finds the parts of the collaboration step. The daemon may have tried several addresses at the same time. The
-// handshake that ended last is the successful one. It belongs to the last connection that was made before it. If the
-// peer could not be woken, there may be no handshake or no connection.
+// handshake that ended last is the successful one. Its connection is the last connection that was made before it. If
+// the peer could not be woken, there may be no handshake or no connection.
 void FindConnection(const std::vector<NamedSpan>& spans, Timing& timing)
 {
     const Interval& within = *timing.collaboration;

@@ -32,8 +32,8 @@ struct Timing {
     std::optional<Interval> wifi;           // joining the Wi-Fi after the peer's answer
 };
 
-// Finds the steps of one start in the trace. asked: begins with the request and ends with the answer to it. Steps
-// outside this interval are ignored, because they belong to other starts.
+// Finds the steps of one start in the trace. asked: the interval from the request to the answer. Steps outside this
+// interval are ignored, because they belong to other starts.
 Timing ParseTiming(const std::string& trace, Interval asked);
 
 // The marks and the texts that TimingLines prints.

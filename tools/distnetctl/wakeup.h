@@ -19,9 +19,9 @@ enum class WakeReason {
 
 class Wakeup : public NoCopyable {
 public:
-    // keys: true if Wait also returns for keys (if standard input is a terminal) and for the signals of a terminal,
-    // such as SIGWINCH. If false, Wait returns at the deadline, if standard output is closed, or after SIGINT, SIGTERM
-    // or SIGHUP.
+    // keys: if true, Wait also returns for terminal signals such as SIGWINCH, and for keys if standard input is a
+    // terminal. If false, Wait returns only at the deadline, after SIGINT, SIGTERM or SIGHUP, or if standard output is
+    // closed.
     explicit Wakeup(bool keys);
 
     // Blocks until a key or a signal arrives, or until the deadline. Returns QUIT if standard output was closed.

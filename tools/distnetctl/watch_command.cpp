@@ -18,11 +18,11 @@ namespace Vexo::Ctl {
 
 namespace {
 
-// How long to wait for an answer of the daemon. The time must be short, because the key q has no effect while it
-// passes.
+// How long to wait for an answer of the daemon. This time must be short, because the key q has no effect during the
+// wait.
 constexpr std::chrono::milliseconds LOOK_LIMIT{1000};
 
-// Returns true if the daemon has refused a call. It will then also refuse the next calls.
+// Returns true if the daemon has refused a call. The daemon will then also refuse the next calls.
 bool IsRefused(const Snapshot& snapshot)
 {
     return snapshot.call.status == Client::CallStatus::REFUSED;

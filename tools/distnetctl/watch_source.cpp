@@ -51,7 +51,7 @@ Client::CallResult WatchSource::Ask(Snapshot& snapshot)
     return AskForEvents(snapshot.events);
 }
 
-// Reads all new events from the daemon. Each call returns one page of events.
+// Reads all new events from the daemon. Each iteration reads one page of events.
 Client::CallResult WatchSource::AskForEvents(std::vector<Host::Event>& events)
 {
     for (;;) {

@@ -22,8 +22,7 @@ struct Snapshot {
     Host::HostStatus status;
     Host::HostCounts counts;
     std::vector<Peer> peers;
-    std::vector<Host::Event>
-        events;  // all new events since the previous Read, but at most the newest MAX_WATCHED_EVENTS
+    std::vector<Host::Event> events;  // new since the previous Read; at most MAX_WATCHED_EVENTS, the newest
 };
 
 inline constexpr size_t MAX_WATCHED_EVENTS = 100;
