@@ -1,12 +1,13 @@
 // InboundLinks: handles the connections that other devices open to this one. Each connection passes four steps:
-// 1. The client proves that it belongs to the account (admission.h).
+// 1. The client proves that it has the account's link key (admission.h).
 // 2. TLS handshake.
-// 3. HELLO.
-// 4. A second frame: OPEN opens a session, GOODBYE says that the device stops, CLOSE ends the connection.
+// 3. The client sends HELLO.
+// 4. The client sends a second frame: OPEN opens a session, GOODBYE says that the client stops, CLOSE ends the
+//   connection.
 // A device that is not a member of the account is disconnected after HELLO, unless it sends a newer account state in
-// which it is a member. A connection that is proved with a ticket is passed to Invitations (enrolment/invitations.h).
-// The number of connections in steps 1 to 4 and the time for each step are limited. Used on the reactor thread. No call
-// blocks.
+// which it is a member. A client may prove in step 1 that it has a ticket to join the account instead. That connection
+// is passed to Invitations (enrolment/invitations.h). The number of connections in steps 1 to 4 and the time for each
+// step are limited. Used on the reactor thread. No call blocks.
 #pragma once
 
 #include <list>
@@ -26,8 +27,8 @@
 
 namespace Vexo::SoftBus {
 
-// Limits of connections between proof and second frame, in total and from one source (Transport::SourceOf). Connections
-// beyond a limit are closed.
+// The maximum number of connections that have passed step 1 (the client's proof) and wait for the client's second
+// frame: in total, and from one source (Transport::SourceOf). Connections beyond a limit are closed.
 inline constexpr size_t MAX_HANDSHAKES = 256;
 inline constexpr size_t MAX_HANDSHAKES_OF_SOURCE = 128;
 
@@ -54,9 +55,10 @@ private:
     ReactorContext& context_;
     Sessions& sessions_;
     Invitations& invitations_;
-    std::map<std::string, Admission> admissions_;  // by transport
+    std::map<std::string, Admission> admissions_;  // by the name of the transport
     std::set<std::shared_ptr<Greeter>> greeters_;
-    // Refused links, by source. They count towards the limits until their TLS alert is sent and they are destroyed.
+    // Refused links, with their sources. They count towards the limits until their TLS alert is sent and they are
+    // destroyed.
     std::list<std::pair<std::string, std::weak_ptr<Link>>> refused_;
     bool stopped_ = false;
 };

@@ -1,7 +1,7 @@
-// PeerPolicy: decides whether another device of the account may use the service of this device. The platform asks it
-// when the other device wakes the service, opens a session to it, or sends data. The other device gets the result at
-// once: its request never waits for a person. The host provides the policy; without one every member may use the
-// service.
+// PeerPolicy: decides whether another device of the account may use the service of this device. The platform asks the
+// policy when the other device starts the service, opens a session to it, or sends data. The policy answers at once, so
+// the other device never waits for a person. The host provides the policy. Without a policy every member of the account
+// may use the service.
 #pragma once
 
 #include <cstdint>
@@ -12,8 +12,8 @@
 
 namespace Vexo::SoftBus {
 
-// Why the owner of a device refuses another one. The values are sent to that device: as the result of an OPENED frame
-// (link/frame.h) and as the code of the collaboration's ANSWER message (collaboration_message.h).
+// Why the owner of this device refuses another device. The value is sent to the refused device: as the result of an
+// OPENED frame (link/frame.h), or as the code of the collaboration's ANSWER message (collaboration_message.h).
 enum class PeerRefusal : int32_t {
     NONE = 0,              // not refused
     NOT_ALLOWED = -100,    // the owner does not allow this device
@@ -25,7 +25,7 @@ enum class PeerRefusal : int32_t {
 inline constexpr int32_t FIRST_PEER_REFUSAL = -104;
 inline constexpr int32_t LAST_PEER_REFUSAL = -100;
 
-// For log lines and events.
+// The names of the values, for log lines and events.
 inline constexpr NamedValue<PeerRefusal> PEER_REFUSAL_NAMES[] = {{"NONE", PeerRefusal::NONE},
                                                                  {"NOT_ALLOWED", PeerRefusal::NOT_ALLOWED},
                                                                  {"OWNER_ASKED", PeerRefusal::OWNER_ASKED},
@@ -33,7 +33,7 @@ inline constexpr NamedValue<PeerRefusal> PEER_REFUSAL_NAMES[] = {{"NONE", PeerRe
                                                                  {"BATTERY_FLOOR", PeerRefusal::BATTERY_FLOOR},
                                                                  {"DATA_LIMIT", PeerRefusal::DATA_LIMIT}};
 
-// Returns NONE if value is not a refusal.
+// Returns NONE if the number is not a PeerRefusal.
 inline constexpr PeerRefusal PeerRefusalOf(int32_t value)
 {
     return value >= FIRST_PEER_REFUSAL && value <= LAST_PEER_REFUSAL ? static_cast<PeerRefusal>(value)
@@ -44,11 +44,13 @@ class PeerPolicy : public NoCopyable {
 public:
     virtual ~PeerPolicy() = default;
 
-    // Returns NONE if that device may use this device's service now, otherwise the reason why not. May start to ask the
-    // owner. Called on the reactor thread and on threads of the elastic pool; must not block.
+    // Returns NONE if the device with that network id may use this device's service now. Otherwise returns the reason
+    // why it may not. May start to ask the owner of this device. Called on the reactor thread and on threads of the
+    // elastic pool. Must not block.
     virtual PeerRefusal Admit(const std::string& networkId) = 0;
-    // Called when that device refused a request of this device to wake its service or to open a session, before the
-    // requester gets its error. Called on the reactor thread and on the thread of StartCollaboration; must not block.
+    // Called when the device with that network id refused a request of this device to start its service or to open a
+    // session. The requester gets its error after this call. Called on the reactor thread and on the thread of
+    // StartCollaboration. Must not block.
     virtual void OnRefusedBy(const std::string& networkId, PeerRefusal why) = 0;
 };
 

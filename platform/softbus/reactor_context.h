@@ -1,6 +1,6 @@
-// ReactorContext: the state that the discovery and the sessions of one soft bus share. Used on the reactor thread.
-// Exceptions: account, devices, sightings and tries have their own locks, and any thread may read values that never
-// change.
+// ReactorContext: the state that the discovery and the sessions of one soft bus share. Used on the reactor thread, with
+// two exceptions. The members account, devices, sightings and tries have their own locks, so any thread may use them.
+// Any thread may read members that never change.
 #pragma once
 
 #include <asio/io_context.hpp>
@@ -25,7 +25,7 @@ class PeerPolicy;
 class StateExchange;
 
 struct ReactorContext : public NoCopyable {
-    // Shared, because callbacks that outlive the soft bus use it too.
+    // A shared_ptr, because some callbacks outlive the soft bus and still use the reactor.
     const std::shared_ptr<asio::io_context> reactor = std::make_shared<asio::io_context>(1);
     Link::Setup linkSetup;
     std::vector<std::shared_ptr<Transport>> transports;
@@ -35,35 +35,37 @@ struct ReactorContext : public NoCopyable {
     PeerPolicy* policy = nullptr;        // null: every member may open every session
     std::set<std::string> openSessions;  // session servers for which the policy is not asked
     std::function<void()> onlineChanged;
-    // Makes the announcement channels listen more intensively while the returned handle lives
-    // (AnnouncementChannel::Seek). Returns null if no channel can. The function object is empty until all channels have
-    // started.
+    // Makes the announcement channels listen more intensively, for as long as the returned handle exists
+    // (AnnouncementChannel::Seek). Returns null if no channel can do that. This std::function is empty until all
+    // channels have started.
     std::function<std::shared_ptr<void>()> seek;
     AccountView account;
-    StateExchange* exchange = nullptr;  // null: the account's state is not exchanged
+    StateExchange* exchange = nullptr;  // null: this device does not exchange the account's state
     KnownDevices devices{Clock::System(), &account};
     Sightings sightings;
     Tries tries;
-    std::set<std::shared_ptr<Dial>> dials;  // the running ones
+    std::set<std::shared_ptr<Dial>> dials;  // the running dials
 
-    // Whether the calling thread runs the reactor; for assertions.
+    // Returns true if the calling thread runs the reactor. Used in assertions.
     bool RunsOnThisThread() const { return reactor->get_executor().running_in_this_thread(); }
 
-    // Records the HELLO of a verified device. Updates the reachability of that device, and of devices that are
-    // forgotten because there are too many.
+    // Records the HELLO of a device whose certificate was verified, and updates the reachability of that device. If too
+    // many devices are known, some are forgotten, and their reachability is updated too.
     void AddDevice(const std::string& networkId, const Hello& hello, const std::string& transport);
-    // Whether the device announces itself now and is known, or had recent contact (KnownDevices). Any thread.
+    // Returns true if the device is known and announces itself now, or if this device had recent contact with it
+    // (KnownDevices). Any thread.
     bool IsReachable(const std::string& networkId) const;
-    // Call after anything that may have changed IsReachable: logs a change, and calls onlineChanged.
+    // Call after each change that may affect the result of IsReachable. Logs a change of the result, and calls
+    // onlineChanged.
     void UpdateReachability(const std::string& networkId);
     // Calls UpdateReachability for every device.
     void UpdateAllReachability();
 
-    // Whether any transport of these link types finds devices only by seeking (link/dial.h). Empty: checks all
-    // transports.
+    // Returns true if at least one transport of these link types finds devices only while a channel seeks
+    // (link/dial.h). If linkTypes is empty, checks all transports.
     bool CanSeek(const std::vector<int32_t>& linkTypes) const;
 
-    // Returns null if no transport has the name.
+    // Returns null if no transport has this name.
     Transport* FindTransport(const std::string& name) const;
 
     std::shared_ptr<Link> MakeClientLink(Stream stream, const std::string& peerNetworkId, Trust::ProvenKey key) const

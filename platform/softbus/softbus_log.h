@@ -1,4 +1,4 @@
-// The label of the soft bus's log lines.
+// The label that all log lines of the soft bus use.
 #pragma once
 
 #include "platform/dfx/log.h"

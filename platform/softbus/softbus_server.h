@@ -1,8 +1,8 @@
-// SoftBusServer: the device's soft bus: finds the other devices of the account, and opens and accepts sessions over
-// TLS. The host creates it with the device's identity, registers it as ability 4700 and stops it at the end. One
-// reactor thread handles sockets, TLS and timers; callbacks run on session strands. Design: docs/link.md. Timing:
-// connecting and handshake take at most 5 s each; a side that has sent nothing for 2 s sends PING; a session is closed
-// when nothing was received for 6 s.
+// SoftBusServer: the soft bus of this device. It finds the other devices of the account, and opens and accepts sessions
+// over TLS. The host creates it with the device's identity, registers it as ability 4700 and stops it at the end. One
+// reactor thread handles sockets, TLS and timers. Each session has a strand on which its callbacks run. Design:
+// docs/link.md. Connecting and the handshake take at most 5 s each. A side that has sent nothing for 2 s sends PING. A
+// side that has received nothing for 6 s closes the session.
 #pragma once
 
 #include <chrono>
@@ -24,8 +24,8 @@
 
 namespace Vexo::SoftBus {
 
-// How many sessions one peer may have open to this device, including those that wait for a session server. This is an
-// eighth of the default maxSessions, so that one peer cannot use up the sessions of the others.
+// How many sessions one peer may have open to this device. Sessions that wait for a session server count too. This is
+// an eighth of the default of maxSessions, so that one peer cannot use up the sessions of the others.
 inline constexpr size_t MAX_SESSIONS_OF_PEER = 128;
 
 // The file name that the host uses for SoftBusOptions::knownDevicesFile.
@@ -34,26 +34,28 @@ inline constexpr const char* KNOWN_DEVICES_FILE = "known-devices.json";
 struct SoftBusOptions {
     std::string deviceName;
     uint16_t deviceTypeId = DEVICE_TYPE_UNKNOWN;
-    std::string listenAddress = "127.0.0.1:0";  // TCP; port 0 picks a free one
+    std::string listenAddress = "127.0.0.1:0";  // for TCP; port 0: the kernel chooses a free port
     std::filesystem::path knownDevicesFile;     // read and written; empty: known devices are in memory only
-    std::vector<std::string> peerAddresses;     // tried at growing intervals until a device answers
-    std::filesystem::path announceFolder;       // for announcements of devices that share it; empty: none
+    std::vector<std::string> peerAddresses;     // each is tried at growing intervals until a device answers there
+    std::filesystem::path announceFolder;       // a folder where devices announce themselves; empty: not used
     size_t maxSessions = 1024;
     size_t peerShare = MAX_SESSIONS_OF_PEER;  // how many of maxSessions one peer may open
     size_t maxQueuedBytes = 8 * 1024 * 1024;  // per session: accepted, but not yet sent
     // Called on the reactor thread when a device has become reachable or is away; must not block.
     std::function<void()> onlineChanged;
-    // The folder of the identity. Newer states of the account are stored there. Empty: the account's state is not used.
+    // The folder with this device's identity. Newer states of the account are stored there. Empty: the account's state
+    // is not used.
     std::filesystem::path identityFolder;
-    // Called after the soft bus has changed identityFolder: it adopted a state or a certificate, or recorded that the
-    // account removed this device (Identity::removedAt). Runs on a strand; may block.
+    // Called after the soft bus has changed files in identityFolder: it adopted an account state or a certificate, or
+    // it recorded that the account removed this device (Identity::removedAt). Called on a strand. May block.
     std::function<void()> identityChanged;
-    std::vector<AnnouncementChannelFactory> channels;  // in addition to announceFolder
+    std::vector<AnnouncementChannelFactory> channels;  // in addition to the channel of announceFolder
     std::vector<TransportFactory> moreTransports;      // in addition to TCP, in order of preference
-    // Decides which devices may open sessions to this device. Must outlive the soft bus. Null: every member may.
+    // Decides which devices may open sessions to this device. Must outlive the soft bus. Null: every member of the
+    // account may.
     PeerPolicy* policy = nullptr;
     std::vector<std::string> openSessions;                   // session servers for which policy is not asked
-    Tasks::Timers* ticketTimers = &Tasks::Timers::System();  // end tickets; must outlive the soft bus
+    Tasks::Timers* ticketTimers = &Tasks::Timers::System();  // for the expiry of tickets; must outlive the soft bus
 };
 
 struct SoftBusCounts {
@@ -68,37 +70,39 @@ public:
     // in an account. The error names the address or option that cannot be used.
     [[nodiscard]] static Result<sptr<SoftBusServer>> Start(const Trust::Identity& identity, SoftBusOptions options);
 
-    // The TCP address on which this device listens, with the port that is bound.
+    // Returns the TCP address on which this device listens, with the real port if listenAddress has port 0.
     virtual std::string ListenAddress() const = 0;
     virtual SoftBusCounts Counts() const = 0;
-    // Connects once to every known and every announced device, so that Nodes() is up to date when done is called. done
-    // is called once, within 5 s, on the reactor thread; or inside this call if the soft bus has stopped. done must not
-    // block.
+    // Connects once to every known and every announced device, so that Nodes() is up to date when the callback runs.
+    // done: called once, within 5 s, on the reactor thread. If the soft bus has stopped, it is called inside this call
+    // instead. It must not block.
     virtual void Scan(std::function<void()> done) = 0;
-    // Replaces the identity by its current version; call when it has changed on disk. identity must be of the same
-    // device. Does not block. Reachable devices that have an older state of the account are sent the new one.
+    // Replaces the identity by its current version. Call when the identity has changed on disk. The new identity must
+    // be of the same device. Does not block. If the new identity has a newer state of the account, that state is sent
+    // to the reachable devices that have an older one.
     virtual void UseIdentity(Trust::Identity identity) = 0;
-    // When the account removed this device; nullopt if this device does not know of a removal. Known slightly before
-    // Identity::removedAt is stored. Any thread.
+    // Returns when the account removed this device, or nullopt if this device does not know of a removal. The value is
+    // set slightly before Identity::removedAt is stored. Any thread.
     virtual std::optional<std::chrono::sys_seconds> RemovedAt() const = 0;
     // Creates a ticket with which another device can join the account, and opens its invitation
     // (enrolment/invitation.h). The invitation announces this device with tokens that are derived from the ticket. If
-    // no channel can announce, the ticket contains this device's address instead. Any thread; does not block.
-    // Errors: ALREADY_EXISTS while another invitation is open (WAITING or ASKING), UNAVAILABLE after the soft bus has
-    // stopped.
+    // no channel can announce, the ticket contains this device's address instead. Any thread. Does not block. Errors:
+    // ALREADY_EXISTS while another invitation is WAITING or ASKING, UNAVAILABLE after the soft bus has stopped.
     [[nodiscard]] virtual Result<std::shared_ptr<Invitation>> Invite(InvitationOptions options) = 0;
-    // Sends the account's private key, as Trust::ExportAccountKey returned it, to that member. done is called once,
-    // with an error if the member was not reached or has not stored the key. It is called on the reactor thread, or
-    // inside this call if the soft bus has stopped; it must not block. The memory of key is overwritten afterwards.
+    // Sends the account's private key to the member with that network id. Does not block.
+    // key: the result of Trust::ExportAccountKey. Its memory is overwritten afterwards.
+    // done: called once, with an error if the member was not reached or has not stored the key. It is called on the
+    // reactor thread. If the soft bus has stopped, it is called inside this call instead. It must not block.
     virtual void SendAccountKey(const std::string& networkId, std::string key,
                                 std::function<void(Result<void> result)> done) = 0;
-    // Call when this device has joined a network in which that known device has the address ipAddress, and with an empty
-    // address when it has left that network. Until then the device is tried there first, at the port of its first known
-    // TCP address. A new address replaces the one before. Has no effect while no TCP port of the device is known. Any
-    // thread; does not block.
+    // Call when this device has joined a network in which the known device networkId has the address ipAddress. While
+    // that address is set, dials try it first, at the port of the device's first known TCP address. A new address
+    // replaces an earlier one. Call with an empty ipAddress when this device has left that network. Has no effect while
+    // no TCP port of the device is known. Any thread. Does not block.
     virtual void SuggestAddress(const std::string& networkId, const std::string& ipAddress) = 0;
-    // Sends GOODBYE, fails sessions that are opening, closes open ones after the accepted bytes are delivered (within
-    // 1 s), and writes the known devices. Blocks until that is done. Idempotent.
+    // Sends GOODBYE to devices with recent contact, fails sessions that are opening, and writes the known devices.
+    // Closes open sessions after the bytes that they accepted are delivered (within 1 s). Blocks until all is done.
+    // Idempotent.
     virtual void Stop() = 0;
 };
 

@@ -1,6 +1,6 @@
 // ISoftBusService: the interface of ability 4700, which the plain functions of session.h call. SoftBusServer
-// (softbus_server.h) implements it; tests register their own implementations. Functions of the same name have the
-// contracts of session.h. Any thread.
+// (softbus_server.h) implements it, and tests register their own implementations. A function that has the same name as
+// a function of session.h has the same contract. Any thread.
 #pragma once
 
 #include <chrono>
@@ -14,12 +14,12 @@
 
 namespace Vexo::SoftBus {
 
-// One attempt to reach a device at an address.
+// One attempt to connect to a device at one address.
 struct WayTried {
     std::string transport;
     std::string address;
     WallTime at;         // when the attempt ended
-    std::string answer;  // why the attempt failed, for a person; empty: it succeeded
+    std::string answer;  // why the attempt failed, as text for a person; empty: it succeeded
 };
 
 // A device of this account whose certificate was verified in a handshake. Ids are 64 hex characters.
@@ -28,13 +28,13 @@ struct Node {
     std::string deviceId;
     std::string deviceName;
     uint16_t deviceTypeId = 0;
-    bool online = false;     // reachable: it announces itself, or the last contact was in the last 5 minutes
-    int64_t lastSeenMs = 0;  // time of the last contact: milliseconds since 1970, UTC; the current time while reachable
-    // How far its clock is ahead of this device's clock. A reachable device: by its last HELLO in this run. Otherwise:
-    // by its announcement, if that shows a difference. Empty if neither is known.
+    bool online = false;     // the device is reachable: it announces itself, or it had contact in the last 5 minutes
+    int64_t lastSeenMs = 0;  // last contact, in ms since 1970-01-01 UTC; the current time while the device is reachable
+    // How far the device's clock is ahead of this device's clock. For a reachable device, its last HELLO in this run
+    // shows it. For another device, its announcement may show it. Empty if it is not known.
     std::optional<std::chrono::milliseconds> clockAhead{};
-    std::string transport{};        // transport of address: "tcp"
-    std::string address{};          // tried first; empty for a device that only connected to this one
+    std::string transport{};        // the transport of address, such as "tcp"
+    std::string address{};          // the address to try first; empty if this device never connected to that device
     std::vector<WayTried> tried{};  // the latest attempt at each address in this run, newest first
 };
 
@@ -56,9 +56,9 @@ public:
     virtual void CloseSession(int sessionId) = 0;
     virtual int SendBytes(int sessionId, const void* data, unsigned int len) = 0;
     virtual int GetPeerNetworkId(int sessionId, std::string& networkId) = 0;
-    // Returns every known device, sorted: reachable devices first, then by name. Does not block.
+    // Returns every known device. Reachable devices are first, and each group is sorted by name. Does not block.
     virtual std::vector<Node> Nodes() = 0;
-    // Returns this device.
+    // Returns the description of this device.
     virtual Node LocalNode() = 0;
 };
 

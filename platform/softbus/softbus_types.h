@@ -6,29 +6,29 @@
 inline constexpr int32_t LINK_TYPE_COUNT = 10;     // length of SessionAttribute::linkType
 inline constexpr int32_t NETWORK_ID_BUF_LEN = 65;  // 64 hex characters and a NUL
 inline constexpr int32_t DEVICE_NAME_BUF_LEN = 128;
-inline constexpr uint32_t MAX_SESSION_BYTES = 4 * 1024 * 1024;  // one message
+inline constexpr uint32_t MAX_SESSION_BYTES = 4 * 1024 * 1024;  // for one message
 
 // The data type of a session. It selects the callback that gets received messages.
 enum SessionDataType : int32_t { TYPE_MESSAGE = 1, TYPE_BYTES = 2, TYPE_STREAM = 4 };
 
-// How a peer is reached. The caller of OpenSession names the types in order of preference. 1 and 2 are a wireless LAN
-// (a TCP connection), 4 is Bluetooth.
+// How to connect to a peer. The caller of OpenSession lists link types in order of preference. 1 and 2 mean a wireless
+// LAN (a TCP connection), 4 means Bluetooth.
 enum LinkType : int32_t { LINK_TYPE_NONE = 0, LINK_TYPE_WIFI_5G = 1, LINK_TYPE_WIFI_2G = 2, LINK_TYPE_BR = 4 };
 
-// The results of the soft bus functions, and of the opened callback.
+// The results of the soft bus functions, and of the callback OnSessionOpened.
 enum SoftBusResult : int32_t {
     SOFTBUS_OK = 0,
     SOFTBUS_UNAVAILABLE = -1,  // the soft bus is not running
     SOFTBUS_INVALID_PARAM = -2,
-    SOFTBUS_NO_SUCH_PEER = -3,     // not a known device of this account
-    SOFTBUS_NO_LINK = -4,          // the peer is not reached over any of the link types
+    SOFTBUS_NO_SUCH_PEER = -3,     // the network id is not of a known device of this account
+    SOFTBUS_NO_LINK = -4,          // the peer was not reached over any of the requested link types
     SOFTBUS_PEER_REFUSED = -5,     // TLS failed, or the peer refused the session
-    SOFTBUS_NO_SUCH_SESSION = -6,  // closed, or never opened
+    SOFTBUS_NO_SUCH_SESSION = -6,  // the session is closed, or never existed
     SOFTBUS_QUEUE_FULL = -7,       // too many bytes wait to be sent
     SOFTBUS_TIMED_OUT = -8,
     SOFTBUS_NO_SUCH_SERVER = -9,
     SOFTBUS_LIMIT = -10,       // too many sessions or servers
-    SOFTBUS_PEER_SHARE = -11,  // this device has opened its maximum of sessions to the peer
+    SOFTBUS_PEER_SHARE = -11,  // this device has opened as many sessions to the peer as the peer allows
 };
 
 struct SessionAttribute {
@@ -37,15 +37,17 @@ struct SessionAttribute {
     int32_t linkType[LINK_TYPE_COUNT] = {};
 };
 
-// The callbacks of a session server. Entries may be null. The callbacks of one session run one at a time, in order, and
-// never on the thread that called the soft bus.
+// The callbacks of a session server. Entries may be null. The callbacks of one session run one at a time, in order.
+// They never run on the thread that called the soft bus.
 struct ISessionListener {
-    // result is 0 if the session is open. Otherwise it is a SoftBusResult, and the id is no longer valid.
+    // result: 0 if the session is open. Otherwise it is a SoftBusResult or a PeerRefusal (peer_policy.h), and sessionId
+    // is no longer valid.
     int (*OnSessionOpened)(int sessionId, int result);
-    // The other side has closed the session, or the connection was lost. Called exactly once; not called after this
+    // Called exactly once when the other side has closed the session or the connection was lost. Not called after this
     // side has called CloseSession.
     void (*OnSessionClosed)(int sessionId);
-    // For one message. SessionAttribute::dataType selects one of the next three. data is valid only during the call.
+    // Called for each received message. Each session uses one of the next three callbacks, selected by
+    // SessionAttribute::dataType. data is valid only during the call.
     void (*OnBytesReceived)(int sessionId, const void* data, unsigned int dataLen);
     void (*OnMessageReceived)(int sessionId, const void* data, unsigned int dataLen);
     void (*OnStreamReceived)(int sessionId, const void* data, unsigned int dataLen);

@@ -1,6 +1,6 @@
-// AccountView: which devices are members of the account, and their names, according to the account's state
-// (trust/account_state.h). Without a state every device with a certificate of the account counts as a member. Any
-// thread; has its own lock. No call blocks. Next: state_exchange.h (where the state comes from).
+// AccountView: the members of the account and their names, according to the account's state (trust/account_state.h).
+// Without a state every device that has a certificate of the account counts as a member. Any thread; AccountView has
+// its own lock. No call blocks. Next: state_exchange.h (where the state comes from).
 #pragma once
 
 #include <chrono>
@@ -15,22 +15,23 @@ namespace Vexo::SoftBus {
 
 class AccountView : public NoCopyable {
 public:
-    // Replaces the state, which may be null. removedAt: when the account removed this device; nullopt keeps the earlier
-    // value.
+    // Replaces the account's state. state: may be null. removedAt: when the account removed this device; nullopt keeps
+    // the earlier value.
     void Use(const std::string& ownNetworkId, Trust::SignedStatePtr state,
              std::optional<std::chrono::sys_seconds> removedAt) EXCLUDES(mutex_);
     void SetOwnRemoval(std::chrono::sys_seconds at) EXCLUDES(mutex_);
 
     Trust::SignedStatePtr State() const EXCLUDES(mutex_);  // null: not known
-    uint64_t Number() const EXCLUDES(mutex_);              // of the state; 0 without one
+    uint64_t Number() const EXCLUDES(mutex_);              // the number of the state; 0 without a state
     std::string OwnNetworkId() const EXCLUDES(mutex_);
     bool IsMember(const std::string& networkId) const EXCLUDES(mutex_);
-    // Whether idPrefix is the beginning of the network id of a removed device, and of no member's.
+    // Returns true if a network id that begins with idPrefix was removed from the account, and no member's id begins
+    // with it.
     bool IsRemoved(const std::string& idPrefix) const EXCLUDES(mutex_);
-    // Returns the name of the device in the state, or fallback if the device is not in it.
+    // Returns the device's name in the account's state. Returns the parameter fallback if the state has no such device.
     std::string NameOf(const std::string& networkId, const std::string& fallback) const EXCLUDES(mutex_);
     std::optional<std::chrono::sys_seconds> RemovedAt() const EXCLUDES(mutex_);  // removal of this device
-    // Returns "this device was removed from the account on 2026-11-22"; empty if it was not removed.
+    // Returns a text such as "this device was removed from the account on 2026-11-22". Empty if it was not removed.
     std::string OwnRemovalText() const EXCLUDES(mutex_);
 
 private:

@@ -1,6 +1,6 @@
-// KeyTransfer: sends the account's private key to another member. It connects, sends HELLO and the key, and waits until
-// the member has stored the key. StateExchange is the receiving side. Used on the reactor thread. No call blocks.
-// Next: trust/key_transfer.h (the order of steps that never loses the key).
+// KeyTransfer: sends the account's private key to another member of the account. It connects, sends HELLO and the key,
+// and waits until the member has stored the key. StateExchange implements the receiving side. Used on the reactor
+// thread. No call blocks. Next: trust/key_transfer.h (in which order the steps run, so that the key is never lost).
 #pragma once
 
 #include <functional>
@@ -15,7 +15,8 @@ namespace Vexo::SoftBus {
 
 class KeyTransfer : public LinkOwner, public std::enable_shared_from_this<KeyTransfer>, public NoCopyable {
 public:
-    // Called once, never inside Start. UNAVAILABLE: the member was not reached. REFUSED: it did not store the key.
+    // Called once, never inside Start. Errors: UNAVAILABLE if the member was not reached, REFUSED if the member did not
+    // store the key.
     using Done = std::function<void(Result<void> result)>;
 
     KeyTransfer(ReactorContext& context, std::string networkId, std::string key, Done done);

@@ -1,10 +1,11 @@
-// StateExchange: keeps the account's state (trust/account_state.h) the same on all members:
-// - sends the state to a device whose HELLO names an older one;
-// - adopts a newer state from any member;
-// - decides with which devices this device talks;
-// - updates TLS, preamble, tokens and members of the soft bus when the identity changes.
-// Protocol: docs/link.md. Used on the reactor thread, unless a function says otherwise. Files are read and written on a
-// strand of its own.
+// StateExchange: keeps the account's state (trust/account_state.h) the same on all members of the account:
+// - sends the state to a device whose HELLO has the number of an older state;
+// - adopts a newer state that any member sends;
+// - decides with which devices this device may communicate;
+// - updates the TLS settings, the link keys, the announcement tokens and the list of members of the soft bus when this
+//   device's identity changes.
+// Protocol: docs/link.md. Used on the reactor thread, unless a function says otherwise. StateExchange has its own
+// strand, on which it reads and writes files.
 #pragma once
 
 #include <cstdint>
@@ -27,50 +28,50 @@
 
 namespace Vexo::SoftBus {
 
-// How to treat a device after its HELLO.
+// What to do with a device after its HELLO.
 struct Standing {
     enum class Verdict {
         TALK,
-        AWAIT_STATE,  // it is not a member yet, but its state may say that it is
-        LEAVE,        // it gets this device's HELLO and state; then the link is closed
+        AWAIT_STATE,  // the device is not a member yet, but may become one: wait for OnStateHandled
+        LEAVE,        // close the link, after this device's HELLO and state were sent
     };
     Verdict verdict = Verdict::TALK;
-    // LinkOwner::OnStateHandled will be called, because the device sends a newer state, or because this device has to
-    // read or write its files first.
+    // If true, LinkOwner::OnStateHandled will be called later, because the device sends a newer state, or because this
+    // device first has to read or write its files.
     bool isPending = false;
 };
 
 class StateExchange : public LinkGuard, public NoCopyable {
 public:
     struct Options {
-        std::filesystem::path folder;  // of the identity; empty: the account's state is not used
-        // Posts work to the reactor, unless the soft bus has stopped. Any thread.
+        std::filesystem::path folder;  // the folder of this device's identity; empty: the account's state is not used
+        // Posts a function to the reactor, unless the soft bus has stopped. Any thread.
         std::function<void(std::function<void()> work)> post;
-        std::function<void()> used;             // a changed identity is in use; called on the reactor
-        std::function<void()> identityChanged;  // folder has changed; called on the strand
+        std::function<void()> used;             // called on the reactor thread when a changed identity is in use
+        std::function<void()> identityChanged;  // called on the strand when files in the folder have changed
     };
 
     StateExchange(ReactorContext& context, Options options) : context_(context), options_(std::move(options)) {}
-    // Blocks until the work on the strand is done.
+    // Blocks until all work on the strand is done.
     ~StateExchange() override;
 
-    // Prepares the context for the identity, which must be enrolled. Call once, when the context has its transports and
-    // before the reactor runs.
+    // Prepares the ReactorContext for this identity, which must be enrolled in an account. Call once, after all
+    // transports were added to the context and before the reactor runs.
     [[nodiscard]] Result<void> Begin(const Trust::Identity& identity);
-    // Changes the identity at runtime. Any thread; does not block. If that fails, which is logged, the previous
-    // identity stays in use.
+    // Changes the identity while the soft bus runs. Any thread. Does not block. If the new identity cannot be used, an
+    // error is logged and the previous identity stays in use.
     void UseIdentity(Trust::Identity identity);
-    // Blocks until the work that was posted to the strand is done. Any thread but the reactor's.
+    // Blocks until all work that was posted to the strand is done. Any thread except the reactor thread.
     void Drain() { strand_.Drain(); }
 
-    // Call for the HELLO of a verified device, after this device's own HELLO was queued. Sends the state or certificate
-    // that the other device lacks.
+    // Call for the HELLO of a device whose certificate was verified, after this device's own HELLO was queued. Sends
+    // the account state or the certificate that the other device does not have yet.
     Standing OnHello(Link& link, const Hello& hello);
-    // Whether a state is being adopted.
+    // Returns true while this device adopts a state.
     bool IsAdopting() const { return adopting_ > 0; }
-    // Runs then on the reactor thread as soon as no state is being adopted, never inside this call.
+    // Runs the parameter "then" on the reactor thread when no state is being adopted. Never runs it inside this call.
     void WhenAdopted(std::function<void()> then);
-    // Whether this device's state is newer than the latest one that the other device is known to have.
+    // Returns true if this device's state is newer than the latest state that the other device is known to have.
     bool IsBehind(const std::string& networkId) const;
 
     std::string RemovalOf(const std::string& networkId) override;
@@ -79,7 +80,8 @@ public:
 
 private:
     struct Prepared;
-    // Changes the identity's folder and returns the new identity; nullopt if nothing has changed.
+    // A function that changes files in the identity's folder. Returns the new identity, or nullopt if nothing has
+    // changed.
     using Change = std::function<Result<std::optional<Trust::Identity>>()>;
 
     Result<std::shared_ptr<Prepared>> Prepare(const Trust::Identity& identity);
@@ -89,8 +91,8 @@ private:
     bool AddOlderMember(Link& link, const Hello& hello);
     bool CompleteRestore(Link& link);
     void StoreAccountKey(const std::shared_ptr<Link>& link, const std::shared_ptr<Trust::SecretText>& key);
-    // Runs change on the strand, uses the identity that it returns, and calls link->StateHandled(). Returns false if
-    // the strand accepts no work.
+    // Calls the function change on the strand, uses the identity that it returns, and then calls link->StateHandled().
+    // Returns false if the strand accepts no work.
     bool StartAdoption(const std::shared_ptr<Link>& link, Change change);
     void Adopt(const std::shared_ptr<Link>& link, const Change& change);
     void AdoptionEnded();
@@ -100,12 +102,12 @@ private:
     const Options options_;
     Trust::Certificate account_;
     bool holdsAccountKey_ = false;
-    bool isRestored_ = false;                  // from a backup, and has met no other member since
+    bool isRestored_ = false;  // this device was restored from a backup, and has met no other member since
     std::map<std::string, uint64_t> numbers_;  // the latest known state number of each member
     size_t adopting_ = 0;
     std::vector<std::function<void()>> waiting_;
     QuviewDFX::LogLimit<std::string> refusals_;  // by the network id of the sender
-    // The certificates and link keys for which the context is prepared. Used by Begin, then on the strand.
+    // The certificates and link keys that the context uses now. Used by Begin, and after that only on the strand.
     std::string certificates_;
     std::string linkKeys_;
     Tasks::Strand strand_;

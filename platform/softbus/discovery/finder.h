@@ -1,9 +1,10 @@
-// Finder: finds the other devices of the account. It greets (greeting.h)
+// Finder: finds the other devices of the account. To greet a device means to connect to it, exchange HELLO and close
+// (greeting.h). The finder greets
 // - unknown devices that announce themselves,
 // - each configured address, until a device answers there,
-// - the known devices, once after the start and on a scan,
-// - devices that lack this device's state of the account.
-// On Stop it sends GOODBYE. It keeps no connection open. Used on the reactor thread. No call blocks.
+// - the known devices, once after the start and at each scan,
+// - devices that do not have this device's state of the account yet.
+// Stop sends GOODBYE. The finder keeps no connection open. Used on the reactor thread. No call blocks.
 #pragma once
 
 #include <asio/steady_timer.hpp>
@@ -23,19 +24,21 @@
 
 namespace Vexo::SoftBus {
 
-// The pause before a configured address is tried again. It doubles from the first value to the last.
+// The pauses between attempts at a configured address. The pause doubles each time, from the first value to the last.
 inline constexpr std::chrono::milliseconds FIRST_RETRY_PAUSE{200};
 inline constexpr std::chrono::milliseconds LAST_RETRY_PAUSE{60'000};
-// The pause after a failed handshake: such a host is unlikely to join this account, so it is tried less often.
+// The pauses after a failed handshake at a configured address. They are longer, because such a host is unlikely to join
+// this account.
 inline constexpr std::chrono::milliseconds FIRST_STRANGER_PAUSE{5'000};
 inline constexpr std::chrono::milliseconds LAST_STRANGER_PAUSE{3'600'000};
 inline constexpr std::chrono::milliseconds GREETING_LIMIT{5'000};
-inline constexpr size_t MAX_GREETINGS = 16;  // at once; others wait
-// A scan ends after this time at the latest; greetings that it began may still go on.
+inline constexpr size_t MAX_GREETINGS = 16;  // how many run at the same time; further greetings wait
+// A scan ends after this time at the latest. Greetings that the scan started may still run.
 inline constexpr std::chrono::milliseconds SCAN_LIMIT{5'000};
-// If a channel can seek, a scan takes at least this long: a device may advertise only about once a second.
+// If a channel can seek (AnnouncementChannel::Seek), a scan takes at least this long, because a device may announce
+// itself only about once a second.
 inline constexpr std::chrono::milliseconds SCAN_SEEK{3'000};
-// A device that stops sends GOODBYE to at most this many devices with recent contact, within this time.
+// When this device stops, it sends GOODBYE to at most MAX_GOODBYES devices with recent contact, within GOODBYE_LIMIT.
 inline constexpr std::chrono::milliseconds GOODBYE_LIMIT{500};
 inline constexpr size_t MAX_GOODBYES = 16;
 
@@ -46,18 +49,19 @@ public:
 
     void AddConfigured(const PeerAddress& where);
     void GreetKnownDevices();
-    // Greets the reachable devices that are not known to have this device's state of the account.
+    // Greets the reachable devices that may not have this device's state of the account yet.
     void PassStateOn();
     // Call when an announcement is new, has changed or has ended (AnnouncementChannel::Heard).
     void OnAnnouncement(const std::string& channel, const std::string& name,
                         const std::optional<Announcement>& announcement);
     // Call when a token period begins (trust/announcement_tokens.h).
     void DropOldAnnouncements();
-    // Greets every known device and every announced one, and makes the channels seek meanwhile. done is called once:
-    // when all greetings of known devices have ended and, if a channel seeks, SCAN_SEEK has passed and the greetings of
-    // other devices have ended too; after SCAN_LIMIT at the latest.
+    // Greets every known device and every device that announces itself, while the channels seek. done: called once,
+    // when all greetings of known devices have ended. If a channel seeks, done also waits until SCAN_SEEK has passed
+    // and the greetings of unknown devices have ended. In any case done is called after SCAN_LIMIT.
     void Scan(std::function<void()> done);
-    // Ends all greetings and sends GOODBYE. done is called once, within GOODBYE_LIMIT. No other call may follow.
+    // Ends all greetings, and sends GOODBYE to devices with recent contact. done: called once, within GOODBYE_LIMIT.
+    // Stop must be the last call.
     void Stop(std::function<void()> done);
 
 private:
@@ -68,7 +72,8 @@ private:
     void GreetConfigured(const ConfiguredPtr& configured);
     void ConfiguredFailed(const ConfiguredPtr& configured, const GreetingResult& result);
     void GreetStranger(const std::string& idPrefix);
-    // Greets the device, or joins a greeting of it that is running. Marks it away if it is reached at no address.
+    // Greets the device. If a greeting of this device runs already, only waits for its end. Marks the device as away if
+    // it is reached at no address.
     void GreetDevice(const std::string& networkId, bool seeks, std::function<void()> done);
     void Greet(Task task);
     void StartNext();
@@ -79,12 +84,12 @@ private:
     std::set<ConfiguredPtr> configured_;
     std::list<Task> waiting_;
     std::set<std::shared_ptr<Greeting>> running_;
-    // The callbacks that wait for the greeting of a device, by network id.
+    // The callbacks that wait for the end of a device's greeting, by the network id of the device.
     std::map<std::string, std::vector<std::function<void()>>> greetedDevices_;
-    std::set<std::string> greetedStrangers_;       // id prefixes whose greeting waits or runs
-    std::vector<std::function<void()>> scanDone_;  // of the running scan
-    size_t scanLeft_ = 0;                          // how many greetings, and SCAN_SEEK, a scan waits for
-    std::shared_ptr<void> scanSeeking_;            // ReactorContext::seek, while the scan runs
+    std::set<std::string> greetedStrangers_;       // prefixes of the network ids whose greeting waits or runs
+    std::vector<std::function<void()>> scanDone_;  // the callbacks of the running scan
+    size_t scanLeft_ = 0;                // how many greetings the scan still waits for; SCAN_SEEK counts as one
+    std::shared_ptr<void> scanSeeking_;  // the handle of ReactorContext::seek, while a scan runs
     asio::steady_timer scanSeekTimer_;
     asio::steady_timer scanTimer_;
     bool stopped_ = false;

@@ -1,14 +1,15 @@
-// FolderChannel: devices that share a folder announce themselves in it (announcement_channel.h), each by one small file
-// that names no device:
-//   <token, 16 hex>-<8 random hex>.json
-//     {"version": 2, "token": "<the same 16 hex>", "transport": "tcp", "address": "127.0.0.1:40117"}
-// A file is opened only when its name's token is of this account. A running device writes a new file each period. A
-// file older than two periods is from a device that crashed, and is ignored. Ages are judged when a file changes and at
-// each Announce, so an idle channel does not wake up.
-// When the folder is removed, its announcements end; when it is created again, this device announces itself in it
-// again. Start and Withdraw block on the disk and are called by one thread at a time. Announce may be called on any
-// thread; it posts its work to a strand. IsOurs and Heard run on the thread of Start, of the folder watcher or of the
-// strand, one at a time, with the channel's lock held: the only function of the channel that they may call is Announce.
+// FolderChannel: devices that share a folder announce themselves in it (announcement_channel.h). Each device writes one
+// small file, which does not contain the device's name or id:
+// <token, 16 hex>-<8 random hex>.json
+//   {"version": 2, "token": "<the same 16 hex>", "transport": "tcp", "address": "127.0.0.1:40117"}
+// A file is opened only if the token in its name belongs to this account. A running device writes a new file each token
+// period. A file that is older than two periods is ignored, because its device has crashed. The age of files is checked
+// only when a file changes and at each Announce, so an idle channel does not wake up.
+// When the folder is removed, its announcements end. When the folder is created again, this device announces itself in
+// it again. Start and Withdraw block on the disk; one thread at a time may call them. Announce may be called on any
+// thread, because it posts its work to a strand. IsOurs and Heard run on the thread of Start, of the folder watcher or
+// of the strand, one at a time. The channel's lock is held meanwhile, so the only function of the channel that they may
+// call is Announce.
 #pragma once
 
 #include <filesystem>
@@ -29,16 +30,17 @@
 
 namespace Vexo::SoftBus {
 
-// Converts an announcement with exactly one address to the text of its file, and back. The error names the file and
-// what is wrong in it.
+// Convert between an announcement with exactly one address and the text of its file. The error names the file and what
+// is wrong in it.
 std::string EncodeFolderAnnouncement(const Announcement& announcement);
 [[nodiscard]] Result<Announcement> DecodeFolderAnnouncement(const std::string& text, const std::string& fileName);
 
 class FolderChannel final : public AnnouncementChannel, public NoCopyable {
 public:
-    // Whether this device made the token of a file that was written at that time, in this run or an earlier one. Used
-    // to remove the files of earlier runs at the start and when the folder is created again. It is called for every
-    // file then, so it may take a while. Threads: as IsOurs.
+    // Returns true if this device made the token in this run or an earlier one. written: the time at which the file
+    // with this token was written. The channel uses IsOwn to remove the files of earlier runs, at the start and when
+    // the folder is created again. It is then called for every file, so it may be slow. It runs on the same threads as
+    // IsOurs.
     using IsOwn = std::function<bool(const std::string& token, WallTime then)>;
 
     // Start creates the folder if it is missing. clock must outlive the channel.
@@ -50,7 +52,8 @@ public:
     [[nodiscard]] Result<void> Start(const std::string& token, IsOurs isOurs, Heard heard) override EXCLUDES(mutex_);
     void Announce(const std::string& token) override;
     bool CanAnnounce() const override;
-    // Removes all files of this device. Waits for a file that is being written, also on a slow disk.
+    // Removes all files of this device. If a file is being written, waits for the end of the write, also on a slow
+    // disk.
     void Withdraw() override EXCLUDES(mutex_);
 
 private:

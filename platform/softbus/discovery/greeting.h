@@ -1,5 +1,6 @@
-// Greeting: connects, exchanges HELLO and closes, so that both devices know each other. A greeting of kind GOODBYE
-// connects and sends HELLO, GOODBYE and CLOSE, because this device stops. Used on the reactor thread. No call blocks.
+// Greeting: one connection that exchanges HELLO and is then closed, so that both devices know each other. A greeting of
+// kind GOODBYE tells a device that this device stops: it sends HELLO, GOODBYE and CLOSE. Used on the reactor thread. No
+// call blocks.
 #pragma once
 
 #include <functional>
@@ -15,12 +16,12 @@ enum class GreetingKind { HELLO, GOODBYE };
 
 struct GreetingResult {
     bool isGreeted = false;
-    DialResult dial{};  // if isGreeted is false: how the dial, or the link after it, ended
+    DialResult dial{};  // if isGreeted is false: why the dial failed, or how its link ended
 };
 
 class Greeting : public LinkOwner, public std::enable_shared_from_this<Greeting>, public NoCopyable {
 public:
-    using Done = std::function<void(const GreetingResult& result)>;  // once; never inside Start or after Cancel
+    using Done = std::function<void(const GreetingResult& result)>;  // called once; never inside Start or after Cancel
 
     Greeting(ReactorContext& context, GreetingKind kind, Done done)
         : context_(context), kind_(kind), done_(std::move(done))
@@ -44,7 +45,7 @@ private:
     std::shared_ptr<Dial> dial_;
     std::shared_ptr<Link> link_;
     PeerAddress where_;
-    bool hasHello_ = false;  // HELLO was received; waits for OnStateHandled
+    bool hasHello_ = false;  // HELLO was received, and the greeting waits for OnStateHandled
 };
 
 }  // namespace Vexo::SoftBus

@@ -1,5 +1,5 @@
-// HELLO, the first frame that each side sends on a link: it describes the sending device, and makes it known to the
-// receiving one. Used on the reactor thread. No call blocks.
+// Functions for HELLO, the first frame that each side sends on a link. HELLO describes the device that sends it. A
+// device that receives it adds the sender to its known devices. Used on the reactor thread. No call blocks.
 #pragma once
 
 #include <chrono>
@@ -11,16 +11,18 @@
 
 namespace Vexo::SoftBus {
 
-// The payload of this device's HELLO, with its clock, name and state as they are now.
+// Returns the payload of this device's HELLO, with its current clock, name and account state.
 std::string OwnHello(const ReactorContext& context);
 
-// Handles the HELLO of the device at the other end of the link: that device is known from now on. On a server's link,
-// answers with this device's own. Sends the account's state if the other side lacks it. where: the address that was
-// dialled, or the one that the connection came from. Returns nullopt if the HELLO is damaged; the link has ended then.
+// Handles the HELLO of the device at the other end of the link, and adds that device to the known devices. If this
+// device is the server of the link, sends this device's HELLO. Sends the account's state if the other device does not
+// have it yet. Returns nullopt if the HELLO is damaged; the link has then ended.
+// where: the address that was dialled, or the address from which the other device connected.
 std::optional<Standing> OnHello(ReactorContext& context, Link& link, const std::string& payload,
                                 const PeerAddress& where);
 
-// Call when the device sent GOODBYE, or when a dial that took triedFor reached it at none of its addresses.
+// Call when the device has sent GOODBYE, or when a dial reached it at none of its addresses. triedFor: how long that
+// dial took.
 void MarkAway(ReactorContext& context, const std::string& networkId, std::chrono::steady_clock::duration triedFor);
 
 }  // namespace Vexo::SoftBus

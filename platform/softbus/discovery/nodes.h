@@ -1,5 +1,6 @@
-// Lists the known devices for callers of the soft bus (softbus_service.h): what is stored about each device, whether it
-// is reachable now, and which address would be tried first. Any thread. Does not block.
+// Lists the known devices for callers of the soft bus (softbus_service.h). The list says what is stored about each
+// device, whether the device is reachable now, and which of its addresses a dial would try first. Any thread. Does not
+// block.
 #pragma once
 
 #include <vector>
@@ -9,7 +10,7 @@
 
 namespace Vexo::SoftBus {
 
-// Sorted: reachable devices first, then by name.
+// Returns the known devices. Reachable devices come first, and each group is sorted by name.
 std::vector<Node> ListNodes(const ReactorContext& context);
 
 }  // namespace Vexo::SoftBus

@@ -1,6 +1,6 @@
-// PeriodTimer: calls back when a token period begins (trust/announcement_tokens.h) and when this machine's clock was
-// set. It uses one kernel timer (timerfd_create(2)), so the process does not wake up in between. Used on the reactor
-// thread. No call blocks.
+// PeriodTimer: runs a callback when a token period begins (trust/announcement_tokens.h) and when this machine's clock
+// was set. It uses one kernel timer (timerfd_create(2)), so the process does not wake up in between. Used on the
+// reactor thread. No call blocks.
 #pragma once
 
 #include <asio/io_context.hpp>
@@ -16,8 +16,8 @@ class PeriodTimer : public NoCopyable {
 public:
     explicit PeriodTimer(asio::io_context& reactor) : timer_(reactor) {}
 
-    // Calls turned on the reactor thread at the beginning of each period and after each clock change, until Stop. Call
-    // once.
+    // Calls the parameter "turned" on the reactor thread at the beginning of each period and after each change of the
+    // clock, until Stop. Call Start once.
     [[nodiscard]] Result<void> Start(std::function<void()> turned);
     void Stop();
 

@@ -1,5 +1,6 @@
-// Tries: the latest connection attempt of this run at each address of each known device, for diagnosis by a person. In
-// memory only, at most MAX_TRIED_ADDRESSES for each device. Any thread. No call blocks.
+// Tries: the latest attempt of this run to connect to each address of each known device. People use it to find out why
+// a device is not reached. It is kept in memory only, with at most MAX_TRIED_ADDRESSES attempts for each device. Any
+// thread. No call blocks.
 #pragma once
 
 #include <map>
@@ -18,11 +19,11 @@ inline constexpr size_t MAX_TRIED_ADDRESSES = 8;
 
 class Tries : public NoCopyable {
 public:
-    // Records an attempt, and replaces the earlier one at the same address. answer: why it failed, for a person; empty:
-    // the device was reached. If there are too many, the oldest attempt is forgotten.
+    // Records an attempt, and replaces the earlier attempt at the same address. answer: why the attempt failed, as text
+    // for a person; empty: the device was reached. If there are too many attempts, the oldest is removed.
     void Record(const std::string& networkId, const PeerAddress& where, WallTime at, const std::string& answer)
         EXCLUDES(mutex_);
-    // Returns the attempts at the device's addresses, the latest first.
+    // Returns the attempts at the device's addresses. The latest comes first.
     std::vector<WayTried> Of(const std::string& networkId) const EXCLUDES(mutex_);
 
 private:
