@@ -50,9 +50,9 @@ public:
     // Returns true if other devices could hear this device's announcement now, as far as the channel knows. Any thread.
     // Does not block.
     virtual bool CanAnnounce() const { return true; }
-    // Listens more intensively while the returned handle lives, because the announcement of a wanted device is missing.
-    // Returns null if the channel always hears everything, or cannot listen now. A handle may be released on any
-    // thread, also after the channel has ended. Neither the call nor the release blocks.
+    // Makes this channel listen more intensively, for as long as the returned handle exists. Call when the announcement
+    // of a wanted device is missing. Returns null if the channel always hears everything, or cannot listen now. A
+    // handle may be released on any thread, also after the channel has ended. Neither this call nor the release blocks.
     [[nodiscard]] virtual std::shared_ptr<void> Seek() { return nullptr; }
     // Ends the announcement and stops listening. Blocks for less than a second, unless a disk or a daemon hangs. No
     // callback runs after Withdraw returns. Must not be called from a callback. Idempotent. The destructor calls

@@ -1,7 +1,7 @@
 // FolderChannel: devices that share a folder announce themselves in it (announcement_channel.h). Each device writes one
 // small file, which does not contain the device's name or id:
-// <token, 16 hex>-<8 random hex>.json
-//   {"version": 2, "token": "<the same 16 hex>", "transport": "tcp", "address": "127.0.0.1:40117"}
+//   <token, 16 hex>-<8 random hex>.json
+//     {"version": 2, "token": "<the same 16 hex>", "transport": "tcp", "address": "127.0.0.1:40117"}
 // A file is opened only if the token in its name belongs to this account. A running device writes a new file each token
 // period. A file that is older than two periods is ignored, because its device has crashed. The age of files is checked
 // only when a file changes and at each Announce, so an idle channel does not wake up.
@@ -37,7 +37,7 @@ std::string EncodeFolderAnnouncement(const Announcement& announcement);
 
 class FolderChannel final : public AnnouncementChannel, public NoCopyable {
 public:
-    // Returns true if this device made the token in this run or an earlier one. written: the time at which the file
+    // Returns true if this device made the token in this run or an earlier one. then: the time at which the file
     // with this token was written. The channel uses IsOwn to remove the files of earlier runs, at the start and when
     // the folder is created again. It is then called for every file, so it may be slow. It runs on the same threads as
     // IsOurs.

@@ -49,8 +49,8 @@ public:
     bool IsOwn(const std::string& transport, const std::string& token, WallTime then) const EXCLUDES(mutex_);
 
     // Records a new or changed announcement. If announcement is nullopt, records that the announcement has ended.
-    // Returns the device that announces itself. Returns nullopt if that is this device or no device of the account, or
-    // if nothing was recorded.
+    // Returns the device to which the announcement belongs. Returns nullopt if that is this device or no device of the
+    // account, or if nothing was recorded.
     std::optional<Trust::TokenOwner> Set(const std::string& channel, const std::string& name,
                                          const std::optional<Announcement>& announcement) EXCLUDES(mutex_);
     // Removes announcements that were not renewed within SIGHTING_LIFE. Call once a token period.
@@ -71,8 +71,8 @@ public:
     void MarkUnanswered(const std::string& networkId) EXCLUDES(mutex_);
     // Call after contact with the device.
     void MarkAnswered(const std::string& networkId) EXCLUDES(mutex_);
-    // Records the outcome of a handshake at the address where. idPrefix: the beginning of the device's network id.
-    // After a failure the address is avoided for AVOID_TIME. After a success it is no longer avoided.
+    // Records the outcome of a handshake. where: the address of the handshake. idPrefix: the beginning of the device's
+    // network id. After a failure the address is avoided for AVOID_TIME. After a success it is no longer avoided.
     void RecordHandshake(const std::string& idPrefix, const PeerAddress& where, bool hasFailed) EXCLUDES(mutex_);
     bool IsAvoided(const std::string& idPrefix, const PeerAddress& where) const EXCLUDES(mutex_);
 

@@ -1,6 +1,7 @@
-// Conversation: one link of an enrolment by ticket (docs/enrolment.md): the part that the holder's side
-// (ticket_holder.h) and the joiner's side (join_attempt.cpp) have in common. It keeps the link alive while people
-// compare numbers, and ends it when the other side is silent. Used on the reactor thread. No call blocks.
+// Conversation: one link between the two devices of an enrolment by ticket (docs/enrolment.md). It implements what the
+// holder's side (ticket_holder.h) and the joiner's side (join_attempt.cpp) have in common. The holder is the device
+// that created the ticket, the joiner is the new device. A conversation keeps the link alive while people compare
+// numbers, and ends the link when the other side is silent. Used on the reactor thread. No call blocks.
 #pragma once
 
 #include <asio/steady_timer.hpp>
@@ -20,19 +21,19 @@ public:
 
     void OnFrame(FrameKind kind, std::string payload) final;
     void OnEnded(LinkEnd end, const std::string& why) final;
-    // End the conversation without a call of OnLost. Close sends the queued frames first; Abort drops them.
+    // End the conversation without a call of OnLost. Close sends the queued frames first. Abort drops them.
     void Close();
     void Abort();
-    // Sends the last frame, and keeps the link open until the other side closes it, for at most LAST_FRAME_LIMIT: the
-    // frame arrives over a slow link too.
+    // Sends the last frame of the conversation. Keeps the link open until the other side closes it, for at most
+    // LAST_FRAME_LIMIT, so that the frame also arrives over a slow link.
     void SendLast(FrameKind kind, const std::string& payload);
 
 protected:
     virtual void OnJoinFrame(FrameKind kind, const std::string& payload) = 0;
-    // The other side closed the link, or was silent for too long. The last call.
+    // Called when the other side has closed the link or was silent for too long. No other call follows.
     virtual void OnLost(const std::string& why) = 0;
 
-    // Call when the first frame was accepted: from now on only silence ends the link.
+    // Call when the first frame was accepted. From now on only silence of the other side ends the link.
     void KeepAlive();
     Link& GetLink() { return *link_; }
     // Computes the number that both devices show. If that fails, the caller must end the conversation.
@@ -43,7 +44,7 @@ private:
 
     const std::shared_ptr<Link> link_;
     asio::steady_timer timer_;
-    SteadyTime end_ = SteadyTime::max();  // the deadline after the last frame
+    SteadyTime end_ = SteadyTime::max();  // when the link is closed after SendLast
     bool hasEnded_ = false;
 };
 

@@ -1,7 +1,7 @@
-// Invitation: one ticket, and the enrolment by it, on the device that holds the account's key and runs a soft bus. The
-// device announces itself with tokens derived from the ticket, answers joiners that prove the ticket's secret, and
-// admits one of them after a person has confirmed it. Protocol: docs/enrolment.md. Created by SoftBusServer::Invite.
-// Any thread; no call blocks.
+// Invitation: one ticket on the device that holds the account's key, and the enrolment of one other device by this
+// ticket. The device announces itself with tokens that are derived from the ticket. It answers other devices that prove
+// that they have the ticket. It admits one of them after a person has confirmed that device. Protocol:
+// docs/enrolment.md. Created by SoftBusServer::Invite. Any thread. No call blocks.
 #pragma once
 
 #include <chrono>
@@ -14,44 +14,46 @@
 
 namespace Vexo::SoftBus {
 
-// A device that asks to join.
+// A device that asks to join the account.
 struct Joiner {
     std::string name;
     uint16_t type = 0;      // DeviceTypeId
     std::string networkId;  // 64 hex characters
-    std::string number;     // six digits, the same on both devices unless the link is intercepted
+    std::string number;     // six digits; the same on both devices, unless somebody intercepts the link
 };
 
 enum class InvitationPhase {
-    WAITING,   // no joiner asks
-    ASKING,    // a joiner waits for Answer
-    ADMITTED,  // the joiner is a member; its answer was sent
-    ENDED,     // expired, closed or failed; InvitationStatus::why says which
+    WAITING,   // no device asks to join
+    ASKING,    // a joiner was asked about; it waits for the call of Answer
+    ADMITTED,  // the joiner is a member, and the enrolment answer was sent to it
+    ENDED,     // the ticket has expired, or the invitation was closed or has failed; see InvitationStatus::why
 };
 
 struct InvitationStatus {
     InvitationPhase phase = InvitationPhase::WAITING;
-    std::string ticket;  // the text of the ticket
+    std::string ticket;  // the ticket as text
     WallTime expires;
-    Joiner joiner;    // in ASKING and ADMITTED
-    std::string why;  // WAITING: why the last joiner was rejected, or empty; ENDED: one phrase
+    Joiner joiner;    // set in ASKING and ADMITTED
+    std::string why;  // WAITING: why the last joiner was rejected, or empty. ENDED: why the invitation ended
 };
 
-// Admits the device of that PKCS#10 request (PEM), as Trust::Admit does: stores the new member, and returns the answer
-// for it. Called on a strand, one call at a time; may block on the disk.
+// Makes the device of this PKCS#10 request (PEM) a member of the account, as Trust::Admit does. Stores the new member,
+// and returns the enrolment answer to send to it. Called on a strand, one call at a time. May block on the disk.
 using AdmitJoiner = std::function<Result<std::string>(const std::string& requestPem, const Joiner& joiner)>;
-// Called on a strand after each change.
+// Called on a strand after each change of the status.
 using InvitationChanged = std::function<void(const InvitationStatus& status)>;
 
-// Returns a free name similar to the one that is taken; empty: none. Called on the strand of AdmitJoiner.
+// Returns a free device name that is similar to the given name, which another device has. Empty: no suggestion. Called
+// on the strand of AdmitJoiner.
 using SuggestName = std::function<std::string(const std::string& taken)>;
 
 struct InvitationOptions {
-    // Error ALREADY_EXISTS means that the name is taken; REFUSED, that the account has removed the joiner's key.
+    // Adds the joiner to the account. Errors: ALREADY_EXISTS if its name is taken, REFUSED if the account has removed
+    // its key.
     AdmitJoiner admit;
     SuggestName suggestName;  // may be empty
     InvitationChanged changed;
-    bool confirmsItself = false;  // admits the first joiner without Answer
+    bool confirmsItself = false;  // admits the first joiner without a call of Answer
 };
 
 class Invitation {
@@ -62,8 +64,8 @@ public:
     // Admits or rejects the joiner with that network id, as the person decided. Returns NOT_FOUND if that joiner does
     // not ask (any more). A rejection ends the invitation.
     [[nodiscard]] virtual Result<void> Answer(const std::string& networkId, bool admit) = 0;
-    // Closes the invitation: no device can join with the ticket any more. Until TICKET_MEMORY has passed, the soft bus
-    // answers joiners with the reason.
+    // Closes the invitation, so no device can join with the ticket any more. The soft bus still answers joiners with
+    // the reason, until Trust::TICKET_MEMORY has passed.
     virtual void Close() = 0;
 };
 

@@ -1,6 +1,6 @@
-// Invitations: the tickets of a soft bus (ticket_holder.h). Only one is open at a time, and only the newest is
-// announced; the others are kept to answer late joiners. Open: any thread. Withdraw: blocks, not on the reactor thread.
-// Everything else: reactor thread.
+// Invitations: the tickets of a soft bus (ticket_holder.h). Only one ticket is open at a time, and only the newest is
+// announced. The others are kept to answer devices that still try to join with them. Any thread may call Open. Withdraw
+// blocks, and must not be called on the reactor thread. The other functions are called on the reactor thread.
 #pragma once
 
 #include <functional>
@@ -22,17 +22,18 @@ public:
     // timers must outlive the object.
     Invitations(const ReactorContext& context, Tasks::Timers& timers) : context_(context), timers_(timers) {}
 
-    // Creates a ticket and opens its invitation; errors: SoftBusServer::Invite. address: for the ticket; empty: joiners
-    // find this device by its announcements. make: creates the channels that announce this device.
+    // Creates a ticket and opens its invitation. Errors: those of SoftBusServer::Invite.
+    // address: stored in the ticket; empty: joiners find this device by its announcements.
+    // make: creates the channels that announce this device.
     [[nodiscard]] Result<std::shared_ptr<Invitation>> Open(InvitationOptions options, const std::string& account,
                                                            const std::string& address, std::function<Channels()> make)
         EXCLUDES(mutex_);
 
-    // Whether the first message of a new connection proves one of the tickets. If it does, the next call must be
-    // Accept, for that connection.
+    // Returns true if the proof in the first message of a new connection was made with one of the tickets. If so, the
+    // next call must be Accept, for that connection.
     bool IsProof(std::string_view proof, std::string_view challenge, std::string_view firstMessage) EXCLUDES(mutex_);
     void Accept(Stream stream, const std::string& firstMessage);
-    // Call when a token period begins: announces this device with the new token.
+    // Call when a token period begins. Announces this device with the new token of the newest ticket.
     void Announce() EXCLUDES(mutex_);
     // Ends all announcements, and blocks until that is done. Open fails from now on.
     void Withdraw() EXCLUDES(mutex_);
@@ -47,14 +48,14 @@ private:
 
     const ReactorContext& context_;
     Tasks::Timers& timers_;
-    HolderPtr proven_;  // the ticket of the last proof, until Accept
+    HolderPtr proven_;  // the ticket that IsProof recognised last; null after Accept
     mutable Mutex mutex_;
-    std::vector<HolderPtr> holders_ GUARDED_BY(mutex_);  // the newest last
+    std::vector<HolderPtr> holders_ GUARDED_BY(mutex_);  // the newest is last
     bool isStopped_ GUARDED_BY(mutex_) = false;
 };
 
-// Returns the IPv4 address and port, for a ticket, at which a device that listens at listening is reached on its LAN;
-// empty if there is none.
+// Returns the IPv4 address and port to store in a ticket: other devices on the LAN can connect to it. listening: the
+// TCP address on which this device listens. Empty if there is no such address.
 std::string AddressForTicket(const std::string& listening);
 
 }  // namespace Vexo::SoftBus

@@ -1,7 +1,7 @@
 // JoinAttempt: the new device's side of an enrolment by ticket. It finds the holder (the device that created the
-// ticket) by announcements or by the ticket's address, proves the ticket's secret, sends its request and waits for the
-// answer. It has its own transports, channels and reactor thread, since a device without an account has no soft bus.
-// Any thread. Start blocks for a short time, Cancel until the reactor thread has ended.
+// ticket) by announcements or by the address in the ticket. It then proves that it has the ticket, sends its request
+// and waits for the answer. It has its own transports, channels and reactor thread, because a device without an account
+// has no soft bus. Any thread. Start blocks for a short time. Cancel blocks until the reactor thread has ended.
 #pragma once
 
 #include <cstdint>
@@ -24,34 +24,34 @@ inline constexpr std::chrono::seconds JOIN_SEARCH_LIMIT{30};
 
 enum class JoinPhase {
     SEARCHING,   // the holder is not found yet
-    CONFIRMING,  // the holder was found; its owner compares the numbers
-    DONE,        // install has succeeded
+    CONFIRMING,  // the holder was found; its owner compares the numbers on both devices
+    DONE,        // the function install has succeeded
     FAILED,
 };
 
-// Why a join failed. The values are those of JOIN_ANSWER (join_frames.h).
+// Why a join failed. The values are those of the JOIN_ANSWER frame (join_frames.h).
 enum class JoinFailure : int32_t {
     NONE = 0,
     NOBODY_FOUND = 1,  // no device with this ticket answered
-    USED = 2,          // another device has joined with the ticket
+    USED = 2,          // another device has joined with this ticket
     EXPIRED = 3,       // the ticket has expired, or was withdrawn
     DENIED = 4,        // the holder's owner rejected this device
     BUSY = 5,          // another device is asking right now
     NAME_TAKEN = 6,    // JoinStatus::suggestion is a free name
-    REMOVED_KEY = 7,   // this device's key was removed from the account
-    WRONG_CLOCK = 8,   // the clocks differ too much for certificates
-    LOST = 9,          // the link ended before the answer; the ticket may be tried again
+    REMOVED_KEY = 7,   // this device's key was removed from the account earlier
+    WRONG_CLOCK = 8,   // the clocks of the two devices differ too much for certificates
+    LOST = 9,          // the link ended before the answer arrived; the same ticket may be tried again
     REFUSED = 10,      // any other failure that the holder reported
-    LOCAL = 11,        // this device failed
+    LOCAL = 11,        // an error on this device
     CANCELLED = 12,
 };
 
 struct JoinStatus {
     JoinPhase phase = JoinPhase::SEARCHING;
-    std::string over;        // the transport over which the holder was found: "tcp", "bluetooth"
+    std::string over;        // the transport over which the holder was found, such as "tcp"
     std::string holderName;  // CONFIRMING and later
-    std::string account;     // CONFIRMING and later: name of the account
-    std::string number;      // CONFIRMING and later: six digits
+    std::string account;     // CONFIRMING and later: the account's name
+    std::string number;      // CONFIRMING and later: the six digits that both devices show
     JoinFailure failure = JoinFailure::NONE;
     std::string why;         // FAILED: a phrase for the log; may be empty
     std::string suggestion;  // NAME_TAKEN: a free name
@@ -61,13 +61,14 @@ struct JoinOptions {
     Trust::Ticket ticket;
     std::string deviceName;
     uint16_t deviceTypeId = 0;
-    std::string networkId;   // of this device
-    std::string requestPem;  // from Trust::MakeRequest
-    // Installs the answer, as Trust::Install does. Called on a strand; may block on the disk.
+    std::string networkId;   // the network id of this device
+    std::string requestPem;  // the result of Trust::MakeRequest
+    // Stores the enrolment answer on this device, as Trust::Install does. Called on a strand. May block on the disk.
     std::function<Result<void>(const std::string& answerPem)> install;
-    std::function<void(const JoinStatus& status)> changed;  // called after each change, on that strand
-    std::string listenAddress = "0.0.0.0:0";                // for channels: where to look for announcements
-    std::vector<std::string> peerAddresses;                 // TCP addresses to try too (softbus.peers)
+    std::function<void(const JoinStatus& status)> changed;  // called after each change, on the strand of install
+    std::string listenAddress = "0.0.0.0:0";  // for channels: the interfaces on which to listen for announcements
+    std::vector<std::string>
+        peerAddresses;  // TCP addresses at which the holder is also searched (option softbus.peers)
     std::filesystem::path announceFolder;
     std::vector<AnnouncementChannelFactory> channels;
     std::vector<TransportFactory> moreTransports;
@@ -79,7 +80,7 @@ public:
     virtual ~JoinAttempt() = default;
 
     virtual JoinStatus Status() const = 0;
-    // Cancels the attempt if it is not done. Idempotent.
+    // Cancels the attempt if it is still running. Idempotent.
     virtual void Cancel() = 0;
 };
 

@@ -1,6 +1,7 @@
-// The payloads of an enrolment by ticket. The joiner sends JOIN_COMMIT, the holder JOIN_NONCE, the joiner JOIN_REQUEST;
-// a person compares the numbers that both devices show; the holder sends JOIN_ANSWER. Notation: link/frame.h. Pure
-// functions; any thread. The conversation: docs/enrolment.md.
+// The payloads of the frames of an enrolment by ticket. The joiner (the new device) sends JOIN_COMMIT. The holder (the
+// device that created the ticket) sends JOIN_NONCE. The joiner sends JOIN_REQUEST. A person compares the numbers that
+// both devices show, and the holder sends JOIN_ANSWER. Notation: link/frame.h. Pure functions; any thread. More about
+// these frames: docs/enrolment.md.
 //
 //   JOIN_COMMIT   32 bytes: SHA-256 of the payload of the JOIN_REQUEST that will follow
 //   JOIN_NONCE    32 random bytes | text name of the holder | text name of its account
@@ -21,7 +22,7 @@
 namespace Vexo::SoftBus {
 
 struct JoinNonce {
-    std::string nonce;  // Trust::JOIN_NONCE_BYTES
+    std::string nonce;  // Trust::JOIN_NONCE_BYTES bytes
     std::string holderName;
     std::string account;
 };
@@ -29,7 +30,7 @@ std::string EncodeJoinNonce(const JoinNonce& nonce);
 [[nodiscard]] Result<JoinNonce> DecodeJoinNonce(std::string_view payload);
 
 struct JoinRequest {
-    std::string nonce;  // Trust::JOIN_NONCE_BYTES
+    std::string nonce;  // Trust::JOIN_NONCE_BYTES bytes
     uint16_t deviceType = 0;
     int64_t clockMs = 0;
     std::string requestDer;
@@ -42,7 +43,7 @@ struct JoinAnswer {
     std::string text;
 };
 std::string EncodeJoinAnswer(const JoinAnswer& answer);
-// A result that no holder sends is decoded as REFUSED.
+// If the payload contains a result that a holder never sends, the decoded result is REFUSED.
 [[nodiscard]] Result<JoinAnswer> DecodeJoinAnswer(std::string_view payload);
 
 }  // namespace Vexo::SoftBus

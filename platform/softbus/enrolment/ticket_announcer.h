@@ -1,6 +1,6 @@
-// TicketAnnouncer: announces this device with tokens derived from a ticket, on its own channels. It ignores the
-// announcements of other devices. Starting and stopping a channel blocks, so that work runs on a strand. Any thread;
-// only Drain blocks.
+// TicketAnnouncer: announces this device with tokens that are derived from a ticket. It has its own channels, and
+// ignores what they hear from other devices. Starting and stopping a channel blocks, so a strand does that. Any thread.
+// Only Drain blocks.
 #pragma once
 
 #include <functional>
@@ -22,14 +22,14 @@ class TicketAnnouncer : public std::enable_shared_from_this<TicketAnnouncer>, pu
 public:
     using Tokens = std::map<std::string, std::shared_ptr<const Trust::AnnouncementTokens>>;  // by transport
 
-    // make: creates the channels; called once, on the strand. networkId: of this device.
+    // make: creates the channels; called once, on the strand. networkId: the network id of this device.
     TicketAnnouncer(std::function<Channels()> make, Tokens tokens, std::string networkId)
         : make_(std::move(make)), tokens_(std::move(tokens)), networkId_(std::move(networkId))
     {
     }
 
     void Start();
-    // Announces the token of the period that has begun.
+    // Call when a token period has begun. Announces the token of that period.
     void Announce();
     void Withdraw();
     // Blocks until the work of all earlier calls is done. Must not be called from a callback of the soft bus.

@@ -1,7 +1,8 @@
-// TicketHolder: one ticket on the device that created it (the holder), until TICKET_MEMORY has passed. It knows which
-// device asks to join and what the person decided, and answers the joiners. Make, Status, Answer, Close and IsOpen: any
-// thread. Everything else: reactor thread. No call blocks.
-// Next: invitations.h (all tickets of a soft bus), conversation.h (the link to one joiner), docs/enrolment.md.
+// TicketHolder: one ticket on the device that created it (the holder). It knows which device asks to join and what the
+// person decided. It answers the joiners (devices that connect with the ticket) until Trust::TICKET_MEMORY has passed.
+// Any thread may call Make, Status, Answer, Close and IsOpen. The other functions are called on the reactor thread. No
+// call blocks. Next: invitations.h (all tickets of a soft bus), conversation.h (the link to one joiner),
+// docs/enrolment.md.
 #pragma once
 
 #include <asio/io_context.hpp>
@@ -21,10 +22,10 @@
 
 namespace Vexo::SoftBus {
 
-// How many times the holder sends its nonce for one ticket. Each time a man in the middle has one chance that both
-// devices show the same number; a person who joins needs one or two.
+// How many times the holder sends a nonce for one ticket. Each time, a man in the middle has one chance that both
+// devices show the same number. A person who joins needs one or two tries.
 inline constexpr int MAX_JOIN_TRIES = 20;
-// How many links one ticket may have at a time.
+// The maximum number of open links for one ticket.
 inline constexpr size_t MAX_JOIN_LINKS = 8;
 inline constexpr std::chrono::hours MAX_JOIN_CLOCK_DIFFERENCE{24};
 
@@ -45,12 +46,12 @@ public:
     InvitationStatus Status() const EXCLUDES(mutex_);
     Result<void> Answer(const std::string& networkId, bool admit) EXCLUDES(mutex_);
     void Close() EXCLUDES(mutex_);
-    // Whether the phase is WAITING or ASKING, and Close was not called.
+    // Returns true if the phase is WAITING or ASKING, Close was not called and the soft bus has not stopped.
     bool IsOpen() const EXCLUDES(mutex_);
     TicketAnnouncer& Announcer() { return *setup_.announcer; }
 
     bool IsProof(std::string_view proof, std::string_view challenge, std::string_view firstMessage) const;
-    // Call for a stream whose client has proved this ticket.
+    // Call for a new connection whose client has proved that it has this ticket.
     void Accept(Stream stream, const std::string& firstMessage);
     // Closes all links. No callback is posted from now on.
     void Stop() EXCLUDES(mutex_);
@@ -65,14 +66,14 @@ private:
     void StartTimers();
     template <typename WorkOnReactor>
     void Post(WorkOnReactor work) EXCLUDES(mutex_);
-    // Changes the status, and posts InvitationOptions::changed.
+    // Calls the function change with the status, and posts InvitationOptions::changed.
     template <typename Change>
     void Update(Change change) EXCLUDES(mutex_);
     void End(JoinFailure result, const std::string& why);
-    bool HasEnded() const EXCLUDES(mutex_);  // ADMITTED or ENDED
+    bool HasEnded() const EXCLUDES(mutex_);  // the phase is ADMITTED or ENDED
 
-    // Returns the answer that rejects a joiner at once; nullopt if it may go on. key: the network id of the joiner;
-    // empty while it is not known.
+    // Returns the answer with which a joiner is rejected at once. Returns nullopt if the joiner may continue. key: the
+    // network id of the joiner; empty while it is not known.
     std::optional<JoinAnswer> RefusalOf(const std::string& key) const EXCLUDES(mutex_);
     void OnCommit(const TalkPtr& talk);
     void OnRequest(const TalkPtr& talk);
@@ -86,12 +87,12 @@ private:
     const Setup setup_;
     const InvitationOptions options_;
     Tasks::Timers& timers_;
-    const SteadyTime expires_;  // by Timers::BootNow
+    const SteadyTime expires_;  // a time of Timers::BootNow
     Link::Setup linkSetup_;     // constant after Make
 
-    // Used on the reactor thread only.
+    // Used on the reactor thread only, up to isForgotten_.
     std::set<TalkPtr> talks_;
-    TalkPtr asking_;  // the joiner that waits for the person or for Admit
+    TalkPtr asking_;  // the joiner that waits for the person's decision or for the end of Admit
     bool isAdmitting_ = false;
     std::string admittedKey_;  // the network id of the joiner that became a member
     int tries_ = 0;

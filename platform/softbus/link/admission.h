@@ -1,8 +1,9 @@
-// Admission: holds the connections that other devices have opened to this device, until each has proved that it belongs
-// to the account (trust/preamble.h). A stranger gets a challenge and a closed connection; no TLS object is created for
-// it. The number of connections is limited, in total and for each source (AdmissionLimits). There is one object for
-// each transport, so that strangers on one transport do not use up the limits of another. Refusals are logged at most
-// once a minute for each source. Used on the reactor thread. No call blocks.
+// Admission: accepts the connections that other devices open to this device, until each client has proved that it has
+// the account's link key or a ticket (trust/preamble.h). Any other client only gets a challenge, and then the
+// connection is closed. No TLS object is created for it. The number of connections is limited, in total and for each
+// source (AdmissionLimits). Each transport has its own Admission object, so that strangers on one transport do not use
+// up the limits of another. For each source at most one refusal per minute is logged. Used on the reactor thread. No
+// call blocks.
 #pragma once
 
 #include <asio/io_context.hpp>
@@ -25,17 +26,18 @@
 
 namespace Vexo::SoftBus {
 
-// The maximum number of sources to remember from which a member of the account has connected.
+// The maximum number of sources that are remembered because a member of the account has connected from there.
 inline constexpr size_t MAX_MEMBER_SOURCES = 256;
 // The maximum size in bytes of the TLS record that contains the ClientHello, including the record header.
 inline constexpr size_t MAX_FIRST_MESSAGE = 4096;
 
 class Admission : public NoCopyable {
 public:
-    // Returns the key that the proof was made with; nullopt if it is none of the accepted keys.
+    // Returns the key with which the client made its proof. Returns nullopt if that key is not accepted.
     using KeyOfProof = std::function<std::optional<Trust::ProvenKey>(std::string_view proof, std::string_view challenge,
                                                                      std::string_view firstMessage)>;
-    // Called when a client has proved key. firstMessage: the first TLS message, which was read from the stream already.
+    // Called when a client has proved that it has the key. firstMessage: the client's first TLS message, which was
+    // already read from the stream.
     using Proven =
         std::function<void(Stream stream, Trust::ProvenKey key, std::string firstMessage, const PeerAddress& from)>;
 
@@ -49,13 +51,13 @@ public:
     }
     ~Admission();
 
-    // Call for each stream that the transport accepted. source: the key by which connections are counted
+    // Call for each stream that the transport has accepted. source: the name by which connections are counted
     // (Transport::SourceOf).
     void Accept(Stream stream, const PeerAddress& from, const std::string& source);
-    // Call when a connection from that source was a member's: later connections from it count towards
+    // Call when a member of the account has connected from that source. Later connections from there count towards
     // AdmissionLimits::ofMembers.
     void AddMemberSource(const std::string& source);
-    // Logs the refusal of a connection from there, unless one was logged in the last minute.
+    // Logs that a connection from that source was refused, unless a refusal was logged in the last minute.
     void LogRefusal(const std::string& source, const std::string& why);
     void Stop();
 
@@ -63,7 +65,7 @@ private:
     class Candidate;
     friend class Candidate;
     using CandidatePtr = std::shared_ptr<Candidate>;
-    using Candidates = std::map<uint64_t, CandidatePtr>;  // by order of arrival
+    using Candidates = std::map<uint64_t, CandidatePtr>;  // in the order of arrival
 
     void WatchDeadlines(SteadyTime first);
     // Makes space for one more connection: closes the oldest of this source if the source has its maximum, and the
@@ -77,11 +79,11 @@ private:
     const AdmissionLimits limits_;
     const Proven proven_;
     Candidates all_;
-    Candidates strangers_;                       // those of all_ from other sources than members'
-    Candidates members_;                         // those of all_ from sources of members
-    std::map<std::string, Candidates> sources_;  // all_, by source
+    Candidates strangers_;                       // the connections of all_ that are not in members_
+    Candidates members_;                         // the connections of all_ whose source is in memberSources_
+    std::map<std::string, Candidates> sources_;  // the connections of all_, by source
     uint64_t accepted_ = 0;
-    std::list<std::string> memberSources_;  // the most recent first
+    std::list<std::string> memberSources_;  // the source with the latest connection is first
     QuviewDFX::LogLimit<std::string> refusals_;
     asio::steady_timer deadlines_;
     bool watchesDeadlines_ = false;

@@ -1,11 +1,12 @@
-// Dial: tries to connect to one device. It tries the device's addresses, each a little after the previous one, or at
-// once when all previous ones have failed (as RFC 8305 does). It keeps the first connection that completes the
-// handshake, and queues HELLO on it as the first frame (docs/link.md).
+// Dial: one attempt to connect to a device, at all its addresses. A dial tries the addresses one after another, each a
+// little later than the one before. If all attempts so far have failed, it tries the next address at once (RFC 8305
+// does the same). It keeps the first connection that completes the handshake, and queues HELLO on it as the first frame
+// (docs/link.md).
 // - A dial may seek: if no address works, it makes the announcement channels listen more intensively, and tries the
 //   addresses that they report.
-// - A device that does not have the current link key yet refuses the proof. The dial then sends it the account's state
-//   over a connection that is proved with the previous key, and connects again.
-// - After the account removed this device, every dial fails.
+// - A device that does not have the current link key yet refuses the proof of this key. The dial then opens a
+//   connection with the previous key, sends the account's state over it, and connects again with the current key.
+// - After the account has removed this device, every dial fails.
 // Used on the reactor thread. No call blocks.
 #pragma once
 
@@ -25,58 +26,61 @@
 
 namespace Vexo::SoftBus {
 
-// One address of a device, and how long after the start of the dial it is tried at the latest.
+// One address of a device. after: when the address is tried at the latest, counted from the start of the dial.
 struct Route {
     PeerAddress where;
     std::chrono::milliseconds after{0};
-    bool wasSought = false;   // reported by a channel while this dial was seeking
-    bool isRepeated = false;  // it has failed before in this dial
+    bool wasSought = false;   // a channel reported the address while this dial was seeking
+    bool isRepeated = false;  // the address has failed before in this dial
 };
 
-// A dial with a seekingLimit starts to seek after this time without success, or at once when no route is left.
+// If a dial has a seekingLimit and no connection yet, it starts to seek after this time, or at once when all addresses
+// have failed.
 inline constexpr std::chrono::milliseconds SEEK_DELAY{300};
 
-// A dial that seeks tries an address over radio again after this pause, because radio connections fail occasionally.
-// The address is not tried again if the device refused the connection.
+// If an attempt over radio fails, a dial that seeks repeats it after this pause, because radio connections fail
+// occasionally. The attempt is not repeated if the device refused the connection.
 inline constexpr std::chrono::milliseconds REPEAT_DELAY{500};
 
-// Limits of one dial: attempts at the same time, and routes in all.
+// The limits of one dial: the attempts that run at the same time, and all addresses together.
 inline constexpr size_t MAX_ATTEMPTS = 16;
 inline constexpr size_t MAX_ROUTES = 64;
-// An address is tried this long after the one before it (RFC 8305, "Connection Attempt Delay").
+// The pause between the attempts at two addresses (RFC 8305, "Connection Attempt Delay").
 inline constexpr std::chrono::milliseconds NEXT_ADDRESS_DELAY{100};
 
 struct DialRequest {
-    std::string networkId;  // of the wanted device; empty: any other device of the account
-    std::string idPrefix;   // beginning of the wanted network id; empty: any
-    // Returns the routes, the earliest first. Called again when an announcement is heard.
+    std::string networkId;  // of the wanted device; empty: any device of the account except this one
+    std::string idPrefix;   // the beginning of the wanted network id; empty: any
+    // Returns the addresses to try. The first one to try comes first. Called again when an announcement is heard.
     std::function<std::vector<Route>()> routes;
     std::chrono::milliseconds limit{0};
-    // The time limit of a dial that has started to seek, at least limit. nullopt: this dial does not seek.
+    // The time limit of a dial after it has started to seek. Not less than the member limit. nullopt: this dial does
+    // not seek.
     std::optional<std::chrono::milliseconds> seekingLimit{};
-    bool greets = true;  // queues HELLO on the link
+    bool greets = true;  // if true, the dial queues HELLO on the link
 };
 
 struct DialResult {
-    std::shared_ptr<Link> link{};    // null if no address led to the device
-    PeerAddress where{};             // of the link
-    LinkEnd end = LinkEnd::BROKEN;   // without a link: how the attempt ended that best explains the failure
-    std::string why = "no address";  // the failure of that attempt, for a person
-    bool wasTried = false;           // a connection was attempted: the failure is not only local
+    std::shared_ptr<Link> link{};    // null if the device was reached at no address
+    PeerAddress where{};             // the address of the link, or of the failed attempt that end describes
+    LinkEnd end = LinkEnd::BROKEN;   // without a link: how the attempt ended that explains the failure best
+    std::string why = "no address";  // why that attempt failed, as text for a person
+    bool wasTried = false;           // false if each attempt failed on this device, before a connection was tried
     std::chrono::steady_clock::duration took{};
-    SteadyTime deadline{};      // the end of the dial's time limit
+    SteadyTime deadline{};      // when the time limit of the dial ends
     bool isThisDevice = false;  // one of the addresses belongs to this device
 };
 
 class Dial : public std::enable_shared_from_this<Dial>, public NoCopyable {
 public:
-    // Called once, on the reactor thread, never inside Start. It must set the owner of the link before it returns.
+    // Called once, on the reactor thread, never inside Start. If there is a link, the callback must set its owner
+    // before it returns.
     using Done = std::function<void(DialResult result)>;
 
     static std::shared_ptr<Dial> Start(ReactorContext& context, DialRequest request, Done done);
     // Stops the dial. Done is not called from now on. Idempotent.
     void Cancel();
-    // Call when a new announcement was recorded: addresses that this dial does not know yet are tried after the others.
+    // Call when a new announcement was recorded. The dial then also tries the addresses that it does not know yet.
     void AddNewAddresses();
 
 private:
@@ -105,13 +109,13 @@ private:
     const SteadyTime start_ = Clock::System().Now();
     std::chrono::milliseconds limit_ = request_.limit;
     asio::steady_timer timer_;
-    const int32_t span_;  // the id of its trace spans
+    const int32_t span_;  // the id of the trace spans of this dial
     std::vector<Route> routes_;
     size_t next_ = 0;                         // index into routes_
-    std::chrono::milliseconds lastAdded_{0};  // when the last address that was added is due
+    std::chrono::milliseconds lastAdded_{0};  // when the address is due that AddNewAddresses added last
     bool wasTried_ = false;
     bool hasSought_ = false;
-    std::shared_ptr<void> seeking_;  // ReactorContext::seek, until a device is heard or the dial ends
+    std::shared_ptr<void> seeking_;  // the handle of ReactorContext::seek while this dial seeks
     std::set<AttemptPtr> attempts_;
     DialResult result_;
 };

@@ -1,5 +1,6 @@
-// Encodes and decodes the fields of a payload: little-endian numbers, texts and bytes. A text is a uint8 length and
-// that many bytes of UTF-8. No shared state; any thread. Users: frame.cpp, enrolment/join_frames.cpp.
+// Encodes and decodes the fields of a frame's payload: little-endian numbers, texts and bytes. A text is a uint8
+// length, followed by that many bytes of UTF-8. No shared state; any thread. Used by frame.cpp and
+// enrolment/join_frames.cpp.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +12,7 @@
 
 namespace Vexo::SoftBus {
 
-inline constexpr size_t MAX_TEXT = 255;                       // bytes
+inline constexpr size_t MAX_TEXT = 255;                       // the longest text in bytes
 inline constexpr int64_t MAX_CLOCK_MS = 253'402'300'799'999;  // the end of the year 9999
 
 template <typename Number>
@@ -29,8 +30,8 @@ inline void AppendText(std::string& out, std::string_view text, size_t limit = M
     out.append(text);
 }
 
-// Reads the fields of a payload from front to back. After the first field that does not fit, every read returns an
-// empty value.
+// Reads the fields of a payload from front to back. After a field that does not fit into the payload, every read
+// returns an empty value.
 class FieldReader {
 public:
     explicit FieldReader(std::string_view bytes) : rest_(bytes) {}
@@ -63,7 +64,7 @@ public:
         return bytes;
     }
 
-    // Returns false if a field did not fit.
+    // Returns false if a field did not fit into the payload.
     bool Good() const { return good_; }
     bool AtEnd() const { return rest_.empty(); }
 
