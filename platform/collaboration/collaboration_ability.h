@@ -1,5 +1,6 @@
-// The collaboration framework: starts an ability on a peer, and lets the two devices exchange data while they work
-// together (a collaboration). The functions use the ability that is registered as 70635. Any thread.
+// The collaboration framework. It starts an ability (a service) on another device, the peer, and lets the two devices
+// exchange data while they work together. This is called a collaboration. The functions use the ability that is
+// registered as 70635. Any thread.
 #pragma once
 
 #include <cstdint>
@@ -11,16 +12,16 @@
 
 namespace Vexo::CollaborationFwk {
 
-// Results of the framework; 0 is success.
+// The results of the framework's functions. 0 is success.
 enum CollaborationResult : int32_t {
     COLLABORATION_OK = 0,
     COLLABORATION_UNAVAILABLE = 1,  // ability 70635 is not registered, or it is stopped
     COLLABORATION_NULL_TARGET = 2,
-    COLLABORATION_NO_SUCH_PEER = 3,  // not a known device of this account, or not reached
+    COLLABORATION_NO_SUCH_PEER = 3,  // the peer is not a known device of this account, or was not reached
     COLLABORATION_PEER_FAILED = 4,   // the peer could not start the ability
     COLLABORATION_TIMED_OUT = 5,
     COLLABORATION_NO_SUCH_SESSION = 6,
-    COLLABORATION_TOO_LARGE = 7,         // action and parameters, or the data, do not fit one message
+    COLLABORATION_TOO_LARGE = 7,         // action and parameters, or the data, do not fit into one message
     COLLABORATION_INVALID_ARGUMENT = 8,  // a null callback, or no data
     COLLABORATION_NOT_SENT = 9,          // too many bytes wait to be sent to the peer
 };
@@ -46,7 +47,7 @@ private:
     const int32_t systemAbilityId_;
 };
 
-// One running collaboration, whichever side started it.
+// One running collaboration. This device or the peer has started it.
 class StartInfo : public RefBase {
 public:
     StartInfo(int32_t sessionId, std::string networkId);
@@ -64,7 +65,8 @@ struct StartResult {
     int32_t sessionId = 0;  // positive on success
 };
 
-// The interface of ability 70635, which CollaborationAbility calls. The contracts are those of CollaborationAbility.
+// The interface of ability 70635, which CollaborationAbility calls. Each function has the contract of the function with
+// the same name in CollaborationAbility.
 class ICollaborationService : public virtual RefBase {
 public:
     virtual StartResult StartCollaboration(int32_t systemAbilityId, const sptr<TargetInfo>& target) = 0;
@@ -79,27 +81,27 @@ class CollaborationAbility {
 public:
     static CollaborationAbility& GetInstance();
 
-    // Starts the target's ability on the peer. Blocks for at most 5 s, or 10 s if the peer may have to be found over
-    // Bluetooth first. Returns COLLABORATION_NULL_TARGET for a null target. A second start to the same peer reuses the
-    // session of the first, which is closed 30 s after its last use. Must not be called from a callback of the
-    // framework.
+    // Starts the ability that target describes, on the peer. Blocks for at most 5 s, or 10 s if the peer may have to be
+    // found over Bluetooth first. Returns COLLABORATION_NULL_TARGET if target is null. A second start on the same peer
+    // uses the session of the first start. A session is closed 30 s after its last use. Must not be called from a
+    // callback of the framework.
     StartResult StartCollaboration(int32_t systemAbilityId, const sptr<TargetInfo>& target);
-    // Ends the collaboration on both sides. Does not wait for the peer. Data that has arrived is still delivered to a
-    // registered callback.
+    // Ends the collaboration on both sides. Does not wait for the peer. Data that has already arrived is still
+    // delivered to a registered callback.
     int32_t StopCollaboration(int32_t sessionId);
-    // Lists the running collaborations of that ability, whichever side started them.
+    // Lists the running collaborations of that ability. This device or the peer has started them.
     int32_t GetCollaborationStartInfos(int32_t systemAbilityId, std::vector<sptr<StartInfo>>& infos);
 
-    // Registers the callback that receives the data of a running collaboration, whichever side started it, and notifies
-    // the peer that this side is ready. Does not block. A collaboration has one callback: registering again replaces
-    // it. Data that arrived before the first callback is delivered to it in order. At most 64 messages and 1 MiB
-    // (data_channel.h) may wait for the first callback or for a slow one; more end the collaboration.
+    // Registers the callback that receives the data of a running collaboration, and tells the peer that this side is
+    // ready. Does not block. A collaboration has one callback, so a new callback replaces an earlier one. Data that
+    // arrived before the first callback is delivered to it in order. At most 64 messages and 1 MiB (data_channel.h) may
+    // wait for the first callback or for a slow callback. If more data arrives, the collaboration ends.
     int32_t RegisterCollaborationDataCallback(int32_t sessionId, const sptr<DataCallback>& callback);
-    // Removes the callback, and drops data that waits for it. Does not block. Returns COLLABORATION_OK also if there is
-    // no callback or the collaboration has ended.
+    // Removes the callback, and drops data that waits for the callback. Does not block. Returns COLLABORATION_OK even
+    // if there is no callback or the collaboration has ended.
     int32_t UnRegisterCollaborationDataCallback(int32_t sessionId);
-    // Sends a copy of size bytes, 1 to 163,815, as one message. Does not block. The peer delivers the message when it
-    // has a callback; OnDataReceiverReady (data_callback.h) reports that it has one.
+    // Sends a copy of the data as one message. size: 1 to 163,815 bytes. Does not block. The peer delivers the message
+    // when a callback is registered there. OnDataReceiverReady (data_callback.h) reports that this is the case.
     int32_t SendCollaborationData(int32_t sessionId, const void* data, uint32_t size);
 
 private:

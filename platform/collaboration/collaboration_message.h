@@ -1,5 +1,6 @@
-// The messages that two collaboration frameworks exchange over their session, each in one session message. All
-// numbers are little-endian; a string is an int32 length n, n bytes, a NUL, and zeros up to the next multiple of four.
+// The messages that the collaboration frameworks of two devices exchange. Each is one message of the soft-bus session
+// between them. All numbers are little-endian. A string is an int32 length n, n bytes, a NUL, and zeros up to the next
+// multiple of four.
 //   START    bytes 0-3   uint32 1                  ANSWER   bytes 0-3   uint32 2
 //            bytes 4-7   uint32 request                     bytes 4-7   uint32 request: that of the START
 //            bytes 8-11  int32 id of the ability            bytes 8-11  int32 code: 0 if the ability runs, otherwise a
@@ -8,7 +9,7 @@
 //            string action, string parameters
 //   DATA     bytes 0-3   uint32 3                  READY    bytes 0-3   uint32 4: a data callback is registered at the
 //            string       at least one byte                              sender
-// No bytes may follow. Pure functions; any thread.
+// A message must end after these fields. Pure functions; any thread.
 #pragma once
 
 #include <cstdint>
@@ -40,13 +41,13 @@ struct ReadyMessage {};
 
 using Message = std::variant<std::monostate, StartMessage, AnswerMessage, DataMessage, ReadyMessage>;
 
-// Return false if the message does not fit into a parcel.
+// Return false if the message does not fit into the parcel.
 bool Encode(const StartMessage& message, Parcel& parcel);
 bool Encode(const AnswerMessage& message, Parcel& parcel);
 bool Encode(const DataMessage& message, Parcel& parcel);
 bool Encode(const ReadyMessage& message, Parcel& parcel);
 
-// Returns an empty value (monostate) if the message is truncated, has bytes left over, or is of an unknown kind.
+// Returns an empty value (monostate) if the message is truncated, has extra bytes at the end, or is of an unknown kind.
 Message Decode(const void* data, size_t size);
 
 }  // namespace Vexo::CollaborationFwk

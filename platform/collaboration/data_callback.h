@@ -1,7 +1,8 @@
 // DataCallback: receives the data of one collaboration. CollaborationAbility::RegisterCollaborationDataCallback
-// (collaboration_ability.h) keeps a strong reference to it until it is replaced or unregistered, or the collaboration
-// has ended. Called on the framework's threads, never on the thread that registered it, and never with a lock held: a
-// callback may block and may call the framework.
+// (collaboration_ability.h) stores a strong reference to the callback. The reference is released when the callback is
+// replaced or unregistered, or when the collaboration has ended. The functions are called on threads of the framework,
+// never on the thread that registered the callback, and with no lock held. So they may block, and may call the
+// framework.
 #pragma once
 
 #include "platform/ipc/iremote_object.h"
@@ -12,15 +13,16 @@ class ICollaborationFwkCallback : public IRemoteBroker {
 public:
     DECLARE_INTERFACE_DESCRIPTOR(u"Vexo.CollaborationFwk.ICollaborationFwkCallback")
 
-    // Receives one message that the peer sent with SendCollaborationData: len bytes, at least one, valid only during
-    // the call. Called for one message at a time, in the order of sending.
+    // Receives one message that the peer sent with SendCollaborationData. len: at least 1. data is valid only during
+    // the call. Called for one message at a time, in the order in which the peer sent them.
     virtual void OnDataReceived(int sessionId, const char* data, unsigned int len) = 0;
-    // The peer has registered a callback, so data that is sent from now on reaches it. Called at most once for each
-    // registration of this callback, possibly at the same time as OnDataReceived.
+    // Called when the peer has registered a callback, so that data sent from now on reaches that callback. Called at
+    // most once for each registration of this callback. It may run at the same time as OnDataReceived.
     virtual void OnDataReceiverReady(int sessionId) = 0;
 };
 
-// Every function does nothing; a callback overrides those that it needs.
+// Implements every function as a function that does nothing. A derived callback overrides only the functions that it
+// needs.
 class CallbackSkeleton : public IRemoteStub<ICollaborationFwkCallback> {
 public:
     void OnDataReceived(int, const char*, unsigned int) override {}

@@ -1,7 +1,7 @@
-// DataChannel: the data of one collaboration on this side: the registered callback, the received messages that wait for
-// it, and whether the peer is ready to receive. It belongs to a session of CollaborationServer
-// (collaboration_server.h), and lives on after the session until received messages are delivered. Any thread. No call
-// blocks. Callbacks: data_callback.h.
+// DataChannel: this side's data of one collaboration. It holds the registered callback, the received messages that wait
+// for the callback, and whether the peer is ready to receive. It belongs to a session of CollaborationServer
+// (collaboration_server.h). It exists longer than the session, until the received messages are delivered. Any thread.
+// No call blocks. Callbacks: data_callback.h.
 #pragma once
 
 #include <cstddef>
@@ -17,7 +17,7 @@
 
 namespace Vexo::CollaborationFwk {
 
-// The limits for received data that waits for a callback, because none is registered or because it is slow.
+// The limits for received data that waits, because no callback is registered or because the callback is slow.
 inline constexpr size_t MAX_WAITING_MESSAGES = 64;
 inline constexpr size_t MAX_WAITING_BYTES = size_t{1} << 20;
 
@@ -25,15 +25,16 @@ class DataChannel : public NoCopyable, public std::enable_shared_from_this<DataC
 public:
     explicit DataChannel(int32_t sessionId) : sessionId_(sessionId) {}
 
-    // Delivers waiting and later messages to the callback, and reports to it when the peer is ready. Replaces an
-    // earlier callback. Readiness that was reported to the earlier one is not reported again.
+    // Delivers waiting and later messages to the callback, and calls its OnDataReceiverReady when the peer is ready.
+    // Replaces an earlier callback. If the earlier callback has got OnDataReceiverReady, the new one does not get it
+    // again.
     void Register(const sptr<DataCallback>& callback);
-    // Removes the callback, and drops waiting messages. Later messages wait for the next callback. Does not wait for a
-    // callback that is running.
+    // Removes the callback, and drops the waiting messages. Later messages wait for the next callback. Does not wait
+    // until a running callback has returned.
     void Unregister();
 
-    // Call when the peer has sent READY or data. Received returns false if the queue is full or the delivery cannot be
-    // posted.
+    // Call PeerReady when the peer has sent READY, and Received when it has sent data. Received returns false if the
+    // queue is full or the delivery cannot be posted.
     void PeerReady();
     bool Received(std::string bytes);
     // Call when the session has ended. Releases the callback after all received messages are delivered.
@@ -49,7 +50,8 @@ private:
     Mutex mutex_;
     sptr<DataCallback> callback_ GUARDED_BY(mutex_);
     bool peerReady_ GUARDED_BY(mutex_) = false;
-    bool readyReported_ GUARDED_BY(mutex_) = false;  // to this callback, or to one that it replaced
+    bool readyReported_ GUARDED_BY(mutex_) =
+        false;  // OnDataReceiverReady was posted, to this callback or to one that it replaced
     std::deque<std::string> waiting_ GUARDED_BY(mutex_);
     size_t waitingBytes_ GUARDED_BY(mutex_) = 0;
 };

@@ -68,8 +68,9 @@ private:
     using Candidates = std::map<uint64_t, CandidatePtr>;  // in the order of arrival
 
     void WatchDeadlines(SteadyTime first);
-    // Makes space for one more connection: closes the oldest of this source if the source has its maximum, and the
-    // oldest in room if room holds limit connections.
+    // Makes space for one more connection. If the source has its maximum number of connections, closes the oldest one
+    // of this source. If the parameter room (strangers_ or members_) has the maximum number of connections (limit),
+    // closes its oldest one.
     void MakeRoom(const std::string& source, const Candidates& room, size_t limit);
     void Refuse(const CandidatePtr& candidate, const std::string& why);
     void Forget(const CandidatePtr& candidate);

@@ -1,5 +1,5 @@
-// Frames: the messages that devices exchange inside TLS, byte by byte. No shared state; any thread. Numbers are
-// little-endian. When each frame is sent: docs/link.md.
+// Frames: the messages that devices exchange inside a TLS connection. This is their format, byte by byte. No shared
+// state; any thread. Numbers are little-endian. When each frame is sent: docs/link.md.
 //
 //   frame    u32 length of the payload | u8 kind | payload
 //   text     u8 length | that many bytes of UTF-8 without NUL
@@ -7,8 +7,8 @@
 //            | text device id (64 hex) | text device name (1 to 127 bytes)
 //            | u8 count (0 to 8) of addresses, each: text transport | text address
 //            | u64 number of the sender's account state, 0: none | 8 bytes its digest (trust/account_state.h)
-//   OPEN     u8 version (1) | u8 data type (1, 2 or 4) | text name of the session server asked for
-//            | text name of the opener's own
+//   OPEN     u8 version (1) | u8 data type (1, 2 or 4) | text name of the receiver's session server
+//            | text name of the sender's session server
 //   OPENED   i32 result: 0, or a negative SoftBusResult or PeerRefusal (peer_policy.h)
 //   DATA     one message, 1 to 4,194,304 bytes
 //   PING     empty: the sender is alive
@@ -19,10 +19,10 @@
 //   CERTIFICATE  the receiver's renewed certificate, X.509 in DER
 //   JOIN_COMMIT, JOIN_NONCE, JOIN_REQUEST, JOIN_ANSWER: an enrolment by ticket; enrolment/join_frames.h
 //   ACCOUNT_KEY  the account's private key, PKCS#8 in DER; the receiver must store it
-//   KEY_STORED  empty: the receiver of ACCOUNT_KEY has stored it
+//   KEY_STORED  empty: the sender has stored the ACCOUNT_KEY that it received
 //
-// HELLO and OPEN of a later version may carry more fields after those above; a reader skips them. A HELLO of version 1
-// ends after the addresses.
+// A HELLO or OPEN of a later version may have more fields after these fields. A reader of an earlier version skips
+// them. A HELLO of version 1 ends after the addresses.
 #pragma once
 
 #include <cstdint>
@@ -59,12 +59,13 @@ inline constexpr size_t MAX_HELLO_BYTES = 8192;
 inline constexpr size_t MAX_OPEN_BYTES = 1024;
 inline constexpr size_t MAX_HELLO_ADDRESSES = 8;
 inline constexpr size_t MAX_JOIN_REQUEST_BYTES = 4096;
-inline constexpr size_t MAX_JOIN_ANSWER_BYTES = 256 * 1024;  // it holds an account's state
+inline constexpr size_t MAX_JOIN_ANSWER_BYTES = 256 * 1024;  // it contains an account's state
 inline constexpr size_t MAX_SESSION_NAME = 255;
 inline constexpr size_t MAX_REMOVED_BYTES = 264;
 inline constexpr size_t MAX_CERTIFICATE_BYTES = 8192;
 inline constexpr size_t STATE_DIGEST_BYTES = 8;
-inline constexpr uint8_t HELLO_VERSION = 2;  // since 2 a HELLO has a state number, and its sender accepts STATE
+inline constexpr uint8_t HELLO_VERSION =
+    2;  // a HELLO of version 1 has no state number, and its sender does not accept STATE
 inline constexpr uint8_t OPEN_VERSION = 1;
 
 struct Frame {
@@ -72,15 +73,15 @@ struct Frame {
     std::string payload;
 };
 
-// Splits a byte stream into frames. An invalid header is refused before its payload arrives.
+// Splits a byte stream into frames. A frame with an invalid header is refused before its payload arrives.
 class FrameDecoder {
 public:
     enum class Status { MORE, FRAME, BROKEN };
 
-    // Removes bytes from the front of input. Returns
-    // - FRAME: a frame is complete and was moved into frame;
-    // - MORE: all of input was used, and the frame is not complete;
-    // - BROKEN: the stream is invalid, and all later calls fail too. Problem() says why.
+    // Removes bytes from the front of input, and returns
+    // - FRAME: a frame is complete and was moved to the parameter frame;
+    // - MORE: all bytes of input were used, and the frame is not complete yet;
+    // - BROKEN: the stream is invalid, and all later calls fail too. Problem() returns the reason.
     Status Next(std::string_view& input, Frame& frame);
     const std::string& Problem() const { return problem_; }
 
@@ -93,28 +94,28 @@ private:
     std::string problem_;
 };
 
-// Encodes the header of a frame whose payload has that many bytes.
+// Encodes the header of a frame. payloadBytes: the size of the frame's payload.
 std::string EncodeHeader(FrameKind kind, size_t payloadBytes);
 
-// The payload of HELLO: describes the device that sends it.
+// The payload of HELLO. It describes the device that sends it.
 struct Hello {
     uint16_t deviceTypeId = 0;
     std::string deviceId;
     std::string deviceName;
-    std::vector<PeerAddress> addresses;  // where it listens
-    int64_t clockMs = 0;                 // its clock when HELLO was sent: milliseconds since 1970, UTC
-    uint64_t stateNumber = 0;            // of its account state; 0: it has none
-    std::string stateDigest{};           // STATE_DIGEST_BYTES; empty without a state
+    std::vector<PeerAddress> addresses;  // where the device listens
+    int64_t clockMs = 0;                 // the device's clock when it sent HELLO: milliseconds since 1970-01-01 UTC
+    uint64_t stateNumber = 0;            // the number of the device's account state; 0: it has no state
+    std::string stateDigest{};           // STATE_DIGEST_BYTES bytes; empty without a state
     uint8_t version = HELLO_VERSION;     // set by DecodeHello
 };
-// Encodes a HELLO of HELLO_VERSION. Texts that are too long are cut between two characters.
+// Encodes a HELLO of version HELLO_VERSION. If a text is too long, it is cut between two characters.
 std::string EncodeHello(const Hello& hello);
 [[nodiscard]] Result<Hello> DecodeHello(std::string_view payload);
 
 struct Open {
     int32_t dataType = 0;
-    std::string serverName;  // the session server to connect to
-    std::string openerName;  // the session server of the opener
+    std::string serverName;  // the session server of the device that receives OPEN
+    std::string openerName;  // the session server of the device that sends OPEN
 };
 std::string EncodeOpen(const Open& open);
 [[nodiscard]] Result<Open> DecodeOpen(std::string_view payload);

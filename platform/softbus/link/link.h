@@ -1,10 +1,11 @@
 // Link: one authenticated TLS connection that carries frames.
-// - A client's link waits for the server's challenge, and proves with its first message that it belongs to the account
-//   (trust/preamble.h). A server's link starts after that proof has been checked (admission.h).
-// - A link does the handshake, checks the peer, splits received bytes into frames for its owner, and writes queued
-//   frames.
-// Send may be called on any thread, everything else on the reactor thread, on which the owner is called too. A link
-// keeps itself and its owner alive while the connection exists. Frames: frame.h. Owners: sessions.h, greeting.h.
+// - The link of a client waits for the server's challenge. With its first message it proves that it has the account's
+//   link key (trust/preamble.h). The link of a server starts after that proof has been checked (admission.h).
+// - A link does the TLS handshake and checks the peer's certificate. It passes each received frame to its owner
+//   (LinkOwner), and sends queued frames.
+// Send may be called on any thread. All other functions are called on the reactor thread, and the owner's functions
+// too. A link keeps itself and its owner alive while the connection exists. Frames: frame.h. Owners: sessions.h,
+// greeting.h.
 #pragma once
 
 #include <asio/io_context.hpp>
@@ -26,9 +27,9 @@
 
 namespace Vexo::SoftBus {
 
-// The time limit for the handshake and the first frame together.
+// The time limit for the handshake and the first received frame together.
 inline constexpr std::chrono::milliseconds HANDSHAKE_LIMIT{5000};
-// The time limit for sending queued frames when a link is closed.
+// The time limit for sending the queued frames when a link is closed.
 inline constexpr std::chrono::milliseconds CLOSE_LIMIT{1000};
 
 enum class LinkEnd {
@@ -40,31 +41,32 @@ enum class LinkEnd {
 
 class Link;
 
-// Applies the account's state to links: refuses removed devices, and handles the frames about the account.
-// StateExchange (account/state_exchange.h) implements it. Called on the reactor thread.
+// Applies the account's state to links: it refuses devices that were removed from the account, and handles the frames
+// about the account. StateExchange (account/state_exchange.h) implements it. Called on the reactor thread.
 class LinkGuard {
 public:
     virtual ~LinkGuard() = default;
-    // Returns the payload of REMOVED if the account removed that device, otherwise an empty string.
+    // Returns the payload of a REMOVED frame if the account has removed the device with that network id. Otherwise
+    // returns an empty string.
     virtual std::string RemovalOf(const std::string& networkId) = 0;
-    // Handles a received REMOVED. Returns why the link ends, for a person.
+    // Handles a received REMOVED frame. Returns the reason why the link ends, as text for a person.
     virtual std::string OnRemoved(const std::string& payload) = 0;
-    // Handles a received STATE, CERTIFICATE or ACCOUNT_KEY asynchronously, and then calls link->StateHandled(). An
-    // ACCOUNT_KEY that was stored is answered with KEY_STORED.
+    // Handles a received STATE, CERTIFICATE or ACCOUNT_KEY frame asynchronously, and then calls link->StateHandled().
+    // Sends KEY_STORED after an ACCOUNT_KEY was stored.
     virtual void OnAccountFrame(const std::shared_ptr<Link>& link, FrameKind kind, std::string payload) = 0;
 };
 
 class LinkOwner {
 public:
     virtual ~LinkOwner() = default;
-    // The handshake is done and the peer is verified. Called before the first OnFrame.
+    // Called before the first OnFrame, when the handshake is done and the peer's certificate is verified.
     virtual void OnReady() {}
     // Called for each received frame, except CLOSE and the frames that the LinkGuard handles.
     virtual void OnFrame(FrameKind kind, std::string payload) = 0;
-    // The guard has finished asynchronous work for this link: a received STATE, for example, has been adopted or
-    // refused.
+    // Called when the LinkGuard has finished asynchronous work for this link. For example, it has adopted or refused a
+    // STATE.
     virtual void OnStateHandled() {}
-    // The link has ended. Called at most once, as the last call; not called after Close or Abort.
+    // Called when the link has ended. It is the last call, and comes at most once. Not called after Close or Abort.
     virtual void OnEnded(LinkEnd end, const std::string& why) = 0;
 };
 
@@ -80,10 +82,10 @@ public:
         LinkGuard* guard = nullptr;  // must outlive the links; null: the account's state is not used
     };
 
-    // Both return null if memory is short.
-    // - peerNetworkId: the network id that the server must have; empty: any.
+    // Create the link of a client and the link of a server. Both return null if memory is short.
+    // - peerNetworkId: the network id that the server must have. Empty: any.
     // - firstMessage: the TLS message that the client sent after its proof.
-    // - key: the key with which the client makes, or has made, its proof.
+    // - key: the key for the client's proof, which MakeClient's link still sends and MakeServer's link has received.
     static std::shared_ptr<Link> MakeClient(asio::io_context& reactor, Stream stream, const Setup& setup,
                                             const std::string& peerNetworkId,
                                             Trust::ProvenKey key = Trust::ProvenKey::CURRENT);
@@ -91,13 +93,13 @@ public:
                                             const std::string& firstMessage, Trust::ProvenKey key);
     ~Link();
 
-    // Starts the handshake. The owner is not called before Start has returned. The link ends with TIMED_OUT if
-    // Established is not called within HANDSHAKE_LIMIT.
+    // Starts the handshake. The owner is not called before Start has returned. If Established is not called within
+    // HANDSHAKE_LIMIT, the link ends with TIMED_OUT.
     void Start(std::shared_ptr<LinkOwner> owner);
     void SetOwner(std::shared_ptr<LinkOwner> owner) { owner_ = std::move(owner); }
-    // Calls the owner's OnStateHandled, unless the link has ended.
+    // Calls OnStateHandled of the owner, unless the link has ended.
     void StateHandled();
-    // Call when the first frame was accepted: HANDSHAKE_LIMIT does not apply any more.
+    // Call when the first frame was accepted. From now on HANDSHAKE_LIMIT does not apply.
     void Established();
 
     // Queues a frame. Any thread; does not block.
@@ -107,31 +109,37 @@ public:
         return Send(kind, payload.data(), payload.size());
     }
 
-    // While reading is paused, the owner gets no frame, and the end of the connection is not noticed.
+    // While reading is paused, the owner gets no frame, and the link does not notice that the connection has ended.
     void PauseReading() { paused_ = true; }
     void ResumeReading();
     bool ReadingPaused() const { return paused_; }
 
-    // Sends the queued frames and CLOSE, and ends within CLOSE_LIMIT. Releases the owner at once, without calling it.
+    // Sends the queued frames and CLOSE, and then ends. This takes at most CLOSE_LIMIT. Releases the owner at once,
+    // without a call of OnEnded.
     void Close();
-    // Ends at once; queued frames are lost. Releases the owner without calling it.
+    // Ends the link at once. Queued frames are lost. Releases the owner without a call of OnEnded.
     void Abort();
-    // Call when a frame is invalid: logs why, ends the link and calls the owner's OnEnded with REFUSED.
+    // Call when a received frame is invalid. Logs the reason, ends the link and calls OnEnded of the owner with
+    // REFUSED.
     void Refuse(const std::string& why);
 
-    // Returns 32 secret bytes for that label, which only the two ends of this TLS connection can compute (RFC 8446,
-    // 7.5). Call after OnReady.
+    // Returns 32 secret bytes that depend on the label and on this TLS connection (RFC 8446, 7.5). Only the two ends of
+    // the connection can compute them. Call after OnReady.
     [[nodiscard]] Result<Trust::SecretBytes> ExportSecret(std::string_view label) const;
 
     Role GetRole() const { return role_; }
     Trust::ProvenKey Key() const { return key_; }
-    // Returns the certificate that the other side sent, or null. It is valid until the link ends.
+    // Returns the certificate that the other side sent. Returns null if there is none. The certificate is valid until
+    // the link ends.
     X509* PeerCertificate() const { return ssl_ ? SSL_get0_peer_certificate(ssl_.get()) : nullptr; }
-    // Whether the link keys have changed since the link was created.
+    // Returns true if the account's link keys have changed since the link was created.
     bool IsOfEarlierKeys(const Setup& setup) const { return preamble_ != setup.preamble; }
-    // Whether the server closed the connection without answering this client's proof.
+    // Returns true if the server closed the connection without an answer to this client's proof.
     bool WasProofRefused() const { return wasProofRefused_; }
-    const std::string& PeerNetworkId() const { return peerNetworkId_; }  // verified; empty before OnReady
+    const std::string& PeerNetworkId() const
+    {
+        return peerNetworkId_;
+    }  // from the verified certificate; empty before OnReady
     SteadyTime LastReceived() const { return lastReceived_; }
     SteadyTime LastSent() const { return lastSent_; }
     bool SendQueueEmpty() const { return queue_.Empty(); }
@@ -140,10 +148,10 @@ private:
     enum class State { PREAMBLE, HANDSHAKE, READY, CLOSING, LINGERING, ENDED };
 
     static constexpr size_t RECORD_BYTES = 16 * 1024;  // the most that one TLS record carries (RFC 8446, 5.1)
-    // How many TLS records a link reads before it lets other links read.
+    // How many TLS records a link may read before other links get their turn.
     static constexpr int RECORDS_PER_TURN = 16;
 
-    // Returns the text for an errno value; 0 means that the stream ended.
+    // Returns the text for an errno value. The value 0 means that the stream has ended.
     static std::string SystemError(int error);
 
     Link(asio::io_context& reactor, Stream stream, Role role, const Setup& setup, Trust::SslPtr ssl,
@@ -181,8 +189,9 @@ private:
     const std::shared_ptr<const Trust::Preamble> preamble_;
     LinkGuard* const guard_;
 
-    // Used on the reactor thread only.
-    std::shared_ptr<void> use_;  // declared before socket_: released after the socket is closed
+    // All members below are used on the reactor thread only.
+    std::shared_ptr<void>
+        use_;  // Stream::use; declared before socket_, so that it is released after the socket is closed
     asio::posix::stream_descriptor socket_;
     const size_t maxWriteBytes_;
     asio::steady_timer deadline_;
@@ -195,12 +204,12 @@ private:
     bool waitsWritable_ = false;
     bool firstFrameSeen_ = false;
     bool wasProofRefused_ = false;
-    std::set<FrameKind> accountFrames_;  // the kinds received so far
+    std::set<FrameKind> accountFrames_;  // the kinds of account frames that were received so far
     std::string peerNetworkId_;
     FrameDecoder decoder_;
-    std::string unread_;   // decrypted, not yet decoded because reading was paused
-    std::string writing_;  // taken from the queue
-    size_t written_ = 0;   // the part of writing_ that is written
+    std::string unread_;   // decrypted bytes that are not decoded yet because reading was paused
+    std::string writing_;  // the bytes that were taken from the queue and are being written
+    size_t written_ = 0;   // how many bytes of writing_ are written
     SteadyTime lastReceived_;
     SteadyTime lastSent_;
 };

@@ -1,5 +1,5 @@
-// SendQueue: the bounded queue of the frames that a link has to send. Any thread pushes frames; the reactor thread
-// takes them and writes them to the socket.
+// SendQueue: the queue of the frames that a link must send. Its size is limited. Any thread adds frames. The reactor
+// thread takes them and writes them to the socket.
 #pragma once
 
 #include <cstddef>
@@ -15,25 +15,25 @@ namespace Vexo::SoftBus {
 class SendQueue : public NoCopyable {
 public:
     enum class Pushed {
-        QUEUED,       // the reactor is writing already, and will send this frame too
-        QUEUED_WAKE,  // the caller must wake the reactor
+        QUEUED,       // added; the reactor is writing already and will send this frame too
+        QUEUED_WAKE,  // added; the caller must make the reactor start to write
         FULL,
         CLOSED,
     };
 
     explicit SendQueue(size_t maxBytes) : maxBytes_(maxBytes) {}
 
-    // Adds a copy of the frame. Does not block. Returns FULL if the queue would exceed maxBytes; an empty queue accepts
-    // every frame.
+    // Adds a copy of the frame. Does not block. Returns FULL if the queue would become larger than maxBytes. An empty
+    // queue accepts every frame.
     Pushed Push(FrameKind kind, const void* payload, size_t bytes) EXCLUDES(mutex_);
-    // Adds a last frame without payload, even to a full queue. Later frames are refused with CLOSED.
+    // Adds a last frame without payload, even if the queue is full. Later calls of Push return CLOSED.
     Pushed PushLast(FrameKind kind) EXCLUDES(mutex_);
     void Close() EXCLUDES(mutex_);
 
-    // Moves the next bytes to write (one or more whole frames) into bytes. Returns false if there are none; the next
-    // push then returns QUEUED_WAKE.
+    // Moves the next bytes to write (one or more whole frames) into the parameter bytes. Returns false if the queue is
+    // empty. The next call that adds a frame then returns QUEUED_WAKE.
     bool Take(std::string& bytes) EXCLUDES(mutex_);
-    // Call when that many of the taken bytes were written to the socket.
+    // Call when bytes that Take returned were written to the socket. bytes: how many.
     void Sent(size_t bytes) EXCLUDES(mutex_);
     bool Empty() const EXCLUDES(mutex_);
 
@@ -43,7 +43,7 @@ private:
     const size_t maxBytes_;
     mutable Mutex mutex_;
     std::deque<std::string> chunks_ GUARDED_BY(mutex_);
-    size_t queuedBytes_ GUARDED_BY(mutex_) = 0;  // includes bytes that are taken, but not sent
+    size_t queuedBytes_ GUARDED_BY(mutex_) = 0;  // also counts bytes that were taken but not sent yet
     bool writerActive_ GUARDED_BY(mutex_) = false;
     bool closed_ GUARDED_BY(mutex_) = false;
 };

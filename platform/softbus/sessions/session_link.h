@@ -1,5 +1,6 @@
-// SessionLink: the reactor's part of one session, from the request to its end. WaitingPeer: an OPEN of a peer that
-// waits for its session server. Used on the reactor thread. Private to sessions.cpp and session_link.cpp.
+// SessionLink: the part of one session that runs on the reactor thread, from the request to the end of the session.
+// WaitingPeer: an inbound link whose peer has sent OPEN for a session server that does not exist yet. Used on the
+// reactor thread. Private to sessions.cpp and session_link.cpp.
 #pragma once
 
 #include <asio/steady_timer.hpp>
@@ -18,13 +19,13 @@ class Sessions::SessionLink : public LinkOwner, public std::enable_shared_from_t
 public:
     SessionLink(Sessions& sessions, SessionPtr session);
 
-    // Opens an outbound session, as soon as this side's session server exists.
+    // Opens an outbound session as soon as this side's session server exists.
     void Open();
     void ServerAppeared();
-    // Starts an inbound session: answers OPENED and reports the session as open.
+    // Starts an inbound session: sends OPENED, and reports the session as open.
     void Accept(const std::shared_ptr<Link>& link, std::shared_ptr<SessionServer> server);
-    // Closes the session from this side. A session that is still opening reports resultIfOpening in its opened
-    // callback.
+    // Closes the session from this side. If the session is still opening, OnSessionOpened gets the value
+    // resultIfOpening.
     void Close(int resultIfOpening);
     // Ends the session if the other device is no longer a member of the account.
     void EndIfRemoved();
@@ -36,7 +37,7 @@ private:
     enum class Stage {
         WAITS_FOR_SERVER,
         OPENING,
-        REPORTING,  // the result is known, and is reported after OPENED_DELAY
+        REPORTING,  // the result is known; it is reported after OPENED_DELAY
         OPEN,
         ENDED,
     };
@@ -61,11 +62,11 @@ private:
     std::shared_ptr<Link> link_;
     asio::steady_timer timer_;
     std::shared_ptr<Dial> dial_;
-    // Used only if this side opens the link:
+    // The next five members are used only if this side opens the session.
     PeerAddress where_;
     bool hasHello_ = false;    // HELLO of the other side was received
-    bool dialsAgain_ = false;  // the first link used outdated link keys
-    SteadyTime deadline_{};    // of the first dial
+    bool dialsAgain_ = false;  // the first link used outdated link keys, so a second dial follows
+    SteadyTime deadline_{};    // the time limit of the first dial
     int result_ = SOFTBUS_NO_LINK;
 };
 
@@ -75,7 +76,7 @@ public:
 
     void Start();
     void ServerAppeared();
-    // Sends OPENED with that failure, and closes the link.
+    // Sends OPENED with this failure, and closes the link.
     void Refuse(int result);
     const std::string& ServerName() const { return open_.serverName; }
     const std::string& PeerNetworkId() const { return link_->PeerNetworkId(); }

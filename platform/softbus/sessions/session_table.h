@@ -1,6 +1,6 @@
-// SessionTable: the session servers and sessions of one soft bus, which callers and the reactor share, and the delivery
-// of callbacks to session servers. Any thread, unless a function says otherwise; each class has its own lock. No
-// callback runs with a lock held.
+// SessionTable: the session servers and the sessions of one soft bus. Callers of the soft bus and the reactor both use
+// it. It also calls the callbacks of session servers. Any thread, unless a function says otherwise. Each class has its
+// own lock. No callback runs with a lock held.
 #pragma once
 
 #include <asio/io_context.hpp>
@@ -19,11 +19,11 @@
 
 namespace Vexo::SoftBus {
 
-// Reading from a session's link stops while more than this many bytes wait for its callbacks.
+// A session stops reading from its link while more than this many received bytes wait for its callbacks.
 inline constexpr size_t MAX_UNDELIVERED_BYTES = 8 * 1024 * 1024;
 inline constexpr size_t MAX_SESSION_SERVERS = 64;
 
-// A session server: its package name and its listener, which can be replaced while sessions are open.
+// A session server: the name of its package, and its listener. The listener can be replaced while sessions are open.
 class SessionServer : public NoCopyable {
 public:
     SessionServer(std::string pkgName, const ISessionListener& listener)
@@ -41,11 +41,11 @@ private:
     ISessionListener listener_ GUARDED_BY(mutex_);
 };
 
-// The parameters of a session: of OpenSession, or of a peer's OPEN.
+// The parameters of a session. They come from a call of OpenSession, or from the OPEN frame of a peer.
 struct SessionRequest {
     bool outbound = false;
-    std::string serverName;      // of this side
-    std::string peerServerName;  // of the other side
+    std::string serverName;      // the session server of this side
+    std::string peerServerName;  // the session server of the other side
     std::string peerNetworkId;
     int32_t dataType = 0;
     std::vector<int32_t> linkTypes;
@@ -63,27 +63,29 @@ public:
     int Id() const { return id_; }
     const SessionRequest& Request() const { return request_; }
 
-    // Called on the reactor thread: first SetServer, with the server that gets the callbacks; then SetOpen, with the
-    // link that carries the bytes.
+    // SetServer and SetOpen are called on the reactor thread. First SetServer sets the session server whose listener
+    // gets the callbacks. Later SetOpen sets the link that carries the session's data.
     void SetServer(std::shared_ptr<SessionServer> server) { server_ = std::move(server); }
     void SetOpen(const std::shared_ptr<Link>& link) EXCLUDES(mutex_);
     // Returns null before SetOpen and after SetClosed.
     std::shared_ptr<Link> OpenLink() const EXCLUDES(mutex_);
     void SetClosed() EXCLUDES(mutex_);
-    // Call when this side has closed the session: no bytes or closed callback begins from now on.
+    // Call when this side has closed the session. From now on no callback for received data or for the close is
+    // started.
     void StopCallbacks() { callbacksStopped_ = true; }
 
-    // When OpenSession returned; time_point::max() before that. The opened callback must not run earlier.
+    // Returns the time at which OpenSession returned, or time_point::max() before that. OnSessionOpened must not run
+    // earlier.
     std::chrono::steady_clock::time_point ReturnedAt() const { return returnedAt_.load(); }
     void SetReturnedAt(std::chrono::steady_clock::time_point when) { returnedAt_ = when; }
 
-    // For traces: AwaitAnswer starts the wait for the other side's answer. AnswerCame ends it, also if no answer can
-    // arrive any more.
+    // For traces. AwaitAnswer: the wait for the other side's answer begins. AnswerCame: the wait ends, because the
+    // answer has arrived or cannot arrive any more.
     void AwaitAnswer();
     void AnswerCame();
 
-    // Post callbacks to the session's strand. DeliverBytes pauses reading from link while more than
-    // MAX_UNDELIVERED_BYTES wait.
+    // Post callbacks to the strand of the session. While more than MAX_UNDELIVERED_BYTES wait, DeliverBytes pauses
+    // reading from the link.
     void DeliverOpened(int result);
     void DeliverBytes(std::string payload, const std::shared_ptr<Link>& link);
     void DeliverClosed(std::shared_ptr<SessionTable> table);
@@ -114,23 +116,23 @@ public:
     {
     }
 
-    // Return the SoftBusResult of CreateSessionServer and RemoveSessionServer.
+    // Return the SoftBusResult for CreateSessionServer and RemoveSessionServer.
     int AddServer(const std::string& pkgName, const std::string& name, const ISessionListener& listener)
         EXCLUDES(mutex_);
     int RemoveServer(const std::string& pkgName, const std::string& name) EXCLUDES(mutex_);
-    // Returns null if the name is not served.
+    // Returns null if there is no session server with this name.
     std::shared_ptr<SessionServer> FindServer(const std::string& name) const EXCLUDES(mutex_);
     size_t ServerCount() const EXCLUDES(mutex_);
 
-    // Creates a session with a new id. Returns null if maxSessions exist already.
+    // Creates a session with a new id. Returns null if there are maxSessions sessions already.
     SessionPtr Add(SessionRequest request) EXCLUDES(mutex_);
     SessionPtr Find(int id) const EXCLUDES(mutex_);
-    // Removes the session and returns it; null if there is none with that id (any more). Only the caller that gets the
-    // session may close it and report its end.
+    // Removes the session and returns it. Returns null if there is no session with that id (any more). Only the caller
+    // that gets the session may close it and report its end.
     SessionPtr Remove(int id) EXCLUDES(mutex_);
-    // The number of sessions that the peer has opened.
+    // Returns the number of sessions that the peer has opened.
     size_t InboundCount(const std::string& peerNetworkId) const EXCLUDES(mutex_);
-    // Returns all sessions, or those of this side's session server serverName.
+    // Returns the sessions that use this side's session server serverName. Empty: returns all sessions.
     std::vector<SessionPtr> List(const std::string& serverName = {}) const EXCLUDES(mutex_);
 
 private:

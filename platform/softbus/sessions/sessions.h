@@ -1,7 +1,7 @@
-// Sessions: the reactor's part of all sessions. It opens sessions over the requested link types, accepts sessions of
-// peers, moves frames between links and callbacks, and detects silent peers. The part that callers use:
-// session_table.h. Used on the reactor thread, except for the counts, which any thread may read. No call blocks. Timers
-// run only while a session is opening or open.
+// Sessions: the part of all sessions that runs on the reactor thread. It opens sessions over the requested link types,
+// and accepts sessions of peers. It moves messages between links and callbacks, and detects peers that have become
+// silent. session_table.h is the part that callers of the soft bus use. Used on the reactor thread, but any thread may
+// read the counts. No call blocks. Timers run only while a session is opening or open.
 #pragma once
 
 #include <atomic>
@@ -20,15 +20,17 @@
 
 namespace Vexo::SoftBus {
 
-// The time limit of an open. Longer than ACCEPT_WAIT, so that the peer's refusal arrives first.
+// The time limit for opening a session. It is longer than ACCEPT_WAIT, so that the peer's refusal arrives before the
+// time limit.
 inline constexpr std::chrono::milliseconds OPEN_LIMIT{6000};
-// The time limit of an open while a channel seeks the peer.
+// The time limit for opening a session while an announcement channel seeks the peer (AnnouncementChannel::Seek).
 inline constexpr std::chrono::milliseconds SEEKING_OPEN_LIMIT{9000};
-// How long an open waits for this side's session server to appear.
+// How long an outbound session waits until this side's session server exists.
 inline constexpr std::chrono::milliseconds OWN_SERVER_WAIT{10'000};
-// How long a peer's open waits for the session server that it asks for.
+// How long an inbound session waits until the session server exists that the peer asks for.
 inline constexpr std::chrono::milliseconds ACCEPT_WAIT{5000};
-// The opened callback runs at least this long after OpenSession returned, so that the caller can store the id first.
+// OnSessionOpened runs at least this long after OpenSession has returned, so that the caller can store the session id
+// first.
 inline constexpr std::chrono::microseconds OPENED_DELAY{1100};
 // A side that has sent nothing for PING_PAUSE sends PING. A side that has received nothing for SILENCE_LIMIT closes the
 // session.
@@ -41,15 +43,15 @@ public:
     ~Sessions();
 
     void Open(const SessionPtr& session);
-    // Call after the session was removed from the table.
+    // Call after the session was removed from the SessionTable.
     void Close(const SessionPtr& session);
-    // Call when a session server was created: continues the opens that wait for it.
+    // Call when a session server was created. Continues the opening of the sessions that wait for it.
     void ServerAppeared(const std::string& name);
-    // Call when the peer of an inbound link has sent OPEN. open: the payload of that frame.
+    // Call when the peer of an inbound link has sent OPEN. open: the payload of the OPEN frame.
     void AdoptInbound(const std::shared_ptr<Link>& link, const std::string& open);
     // Ends the sessions with devices that are no longer members of the account.
     void EndRemoved();
-    // Fails sessions that are opening, and closes open ones.
+    // Ends the sessions that are still opening with a failure, and closes the open ones.
     void Stop();
 
     size_t OpenCount() const { return openCount_.load(); }
@@ -62,7 +64,7 @@ private:
     friend class WaitingPeer;
 
     size_t CountOpenedBy(const std::string& peerNetworkId) const;
-    // Asks the policy whether the device may use that session server. A refusal is logged.
+    // Asks the PeerPolicy whether the peer may use this session server. Logs a refusal.
     PeerRefusal AskPolicy(const std::string& peerNetworkId, const std::string& serverName);
     void Accept(const std::shared_ptr<Link>& link, const struct Open& open, std::shared_ptr<SessionServer> server);
     void CountPending() { pendingCount_ = links_.size() + waitingPeers_.size() - openCount_.load(); }

@@ -1,6 +1,6 @@
-// TcpTransport: TCP connections, for link types 1 and 2. An address is "192.0.2.7:40117", "[2001:db8::7]:40117" or
-// "host.example:40117". Host names are resolved on connect, without blocking the reactor. Sockets have TCP_NODELAY
-// (tcp(7)). Threads: transport.h.
+// TcpTransport: TCP connections, for link types 1 and 2. Examples of addresses: "192.0.2.7:40117",
+// "[2001:db8::7]:40117", "host.example:40117". Connect resolves host names without blocking the reactor. Sockets have
+// the option TCP_NODELAY (tcp(7)). Threads: transport.h.
 #pragma once
 
 #include <asio/ip/tcp.hpp>
@@ -16,7 +16,7 @@ namespace Vexo::SoftBus {
 
 class TcpTransport : public Transport, public std::enable_shared_from_this<TcpTransport>, public NoCopyable {
 public:
-    // listenAddress has a numeric host. Port 0 picks a free port.
+    // listenAddress has a numeric host. If its port is 0, the kernel chooses a free port.
     TcpTransport(asio::io_context& reactor, std::string listenAddress);
     ~TcpTransport() override;
 
@@ -27,8 +27,8 @@ public:
     [[nodiscard]] std::shared_ptr<void> Connect(const std::string& address, std::chrono::milliseconds limit,
                                                 Connected done) override;
     std::string Reachable(const std::string& announced, const std::string& seenFrom) const override;
-    // Returns the IPv4 address, or the /64 network of an IPv6 address: one host can choose any address in its /64
-    // network.
+    // Returns the IPv4 address, or the /64 network of an IPv6 address. The network is used because one host can choose
+    // any address in its /64 network.
     std::string SourceOf(const std::string& from) const override;
     void Stop() override;
 
