@@ -1,4 +1,4 @@
-// The part of CollaborationServer that handles the data of running collaborations.
+// This file has the functions of CollaborationServer that handle the data of running collaborations.
 #include <utility>
 
 #include "platform/collaboration/collaboration_server.h"
@@ -90,8 +90,8 @@ const char* CollaborationServer::HandleData(int32_t sessionId, std::string bytes
         const MutexLock lock(mutex_);
         session = Use(sessionId);
     }
-    // Asks the policy again for each message of an inbound session: the owner may have changed the rules since the
-    // start.
+    // Ask the policy again for each message of a session that the peer opened, because the owner may have changed the
+    // rules since the start.
     if (session && session->inbound && Admit(session->networkId) != COLLABORATION_OK) {
         return "a message that the owner's rules refuse";
     }

@@ -18,7 +18,8 @@ namespace {
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Collaboration"};
 
-// The only server of the process. The soft bus's callbacks carry no context, and find it here.
+// Holds the only CollaborationServer of the process. The soft bus passes no context to its callbacks, so they find the
+// server here.
 struct Current {
     Mutex mutex;
     sptr<CollaborationServer> server GUARDED_BY(mutex);
@@ -65,7 +66,7 @@ int32_t ResultOfSoftBus(int result)
     switch (result) {
         case SOFTBUS_NO_SUCH_PEER:
         case SOFTBUS_NO_LINK:
-        case SOFTBUS_INVALID_PARAM:  // not a valid network id
+        case SOFTBUS_INVALID_PARAM:  // the network id is not valid
             return COLLABORATION_NO_SUCH_PEER;
         case SOFTBUS_UNAVAILABLE:
             return COLLABORATION_UNAVAILABLE;
@@ -151,7 +152,7 @@ StartResult CollaborationServer::StartCollaboration(int32_t systemAbilityId, con
         if (code == COLLABORATION_OK) {
             return {COLLABORATION_OK, session->id};
         }
-        // A reused session may be broken, because the peer has restarted or the network is gone: try again with a new
+        // A reused session may be broken, because the peer has restarted or its network is gone. Try again with a new
         // session.
         if (!reused) {
             break;
@@ -186,7 +187,7 @@ int32_t CollaborationServer::BeginSession(const std::string& networkId, SessionP
         return COLLABORATION_UNAVAILABLE;
     }
     const SessionAttribute attribute{TYPE_BYTES, 3, {LINK_TYPE_WIFI_5G, LINK_TYPE_WIFI_2G, LINK_TYPE_BR}};
-    // Called with the lock held, so that the opened callback, on another thread, finds the session.
+    // mutex_ is held during this call, so that OnSessionOpened, which runs on another thread, finds the session.
     const int id = OpenSession(COLLABORATION_SESSION, COLLABORATION_SESSION, networkId.c_str(), "", &attribute);
     if (id < 0) {
         return ResultOfSoftBus(id);
@@ -249,7 +250,7 @@ void CollaborationServer::HandleAnswer(int32_t sessionId, const AnswerMessage& a
 {
     const MutexLock lock(mutex_);
     const auto pending = pending_.find(answer.request);
-    // Ignores an answer for which no call waits any more, or which arrived over another session.
+    // Ignore an answer if no call waits for it any more, or if it arrived over another session.
     if (pending != pending_.end() && pending->second->sessionId == sessionId) {
         pending->second->answered = true;
         pending->second->code = answer.code;
@@ -284,7 +285,7 @@ int32_t CollaborationServer::GetCollaborationStartInfos(int32_t systemAbilityId,
 
 void CollaborationServer::End(const SessionPtr& ended, int32_t failure)
 {
-    // A copy, because ended may refer to the element that is erased from the map.
+    // Copy the pointer, because the parameter "ended" may refer to an element that is erased from the map.
     const SessionPtr session = ended;  // NOLINT(performance-unnecessary-copy-initialization): see above
     if (session->stage == Stage::ENDED) {
         return;
@@ -300,8 +301,8 @@ void CollaborationServer::End(const SessionPtr& ended, int32_t failure)
     changed_.NotifyAll();
 }
 
-// The caller holds the lock until the session is closed. Otherwise an opened callback could find the session open but
-// not in sessions_, and treat it as a session of the peer.
+// The caller must hold mutex_ until the session is closed. Otherwise OnSessionOpened could run for an open session that
+// is not in sessions_, and treat it as a session that the peer has opened.
 void CollaborationServer::Close(const SessionPtr& session)
 {
     const int32_t id = session->id;
@@ -389,7 +390,7 @@ void CollaborationServer::OnBytes(int32_t sessionId, const void* data, uint32_t 
 
 void CollaborationServer::HandleStart(int32_t sessionId, const StartMessage& start)
 {
-    // Loading may take seconds, and must not block the strand of the session.
+    // Loading an ability may take seconds, and must not block the strand of the session.
     const bool posted = Tasks::ElasticPool::Shared().Post(
         [self = sptr<CollaborationServer>(this), sessionId, id = start.systemAbilityId, request = start.request] {
             self->Answer(sessionId, request, self->StartAbility(sessionId, id));
@@ -454,7 +455,7 @@ void CollaborationServer::Answer(int32_t sessionId, uint32_t request, int32_t co
 {
     Parcel parcel;
     if (Encode(AnswerMessage{request, code}, parcel)) {
-        (void)Send(sessionId, parcel);  // a session that ended meanwhile needs no answer
+        (void)Send(sessionId, parcel);  // a session that has ended in the meantime needs no answer
     }
 }
 

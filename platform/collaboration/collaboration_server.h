@@ -127,8 +127,7 @@ private:
     CondVar changed_;  // signals that a session opened or ended, or that an answer arrived
     bool stopped_ GUARDED_BY(mutex_) = false;
     uint32_t lastRequest_ GUARDED_BY(mutex_) = 0;
-    std::map<int32_t, SessionPtr> sessions_
-        GUARDED_BY(mutex_);  // sessions that are opening or open, in both directions, by id
+    std::map<int32_t, SessionPtr> sessions_ GUARDED_BY(mutex_);      // opening or open, in both directions, by id
     std::map<std::string, SessionPtr> outbound_ GUARDED_BY(mutex_);  // sessions that this side opened, by network id
     std::map<uint32_t, Pending*> pending_ GUARDED_BY(mutex_);        // by the request number of the START message
 };

@@ -6,11 +6,11 @@ namespace Vexo::CollaborationFwk {
 
 void DataChannel::Register(const sptr<DataCallback>& callback)
 {
-    sptr<DataCallback> replaced;  // destroyed after the lock is released
+    sptr<DataCallback> replaced;  // destroyed after mutex_ is unlocked
     const MutexLock lock(mutex_);
     replaced = std::exchange(callback_, callback);
     ReportReady();
-    // If a callback was registered, a delivery was already posted for each waiting message.
+    // If another callback was registered before, a delivery was already posted for each waiting message.
     for (size_t i = 0; !replaced && i < waiting_.size(); ++i) {
         (void)PostDelivery();
     }
@@ -33,8 +33,8 @@ void DataChannel::PeerReady()
     ReportReady();
 }
 
-// Does not use the strand: a callback that blocks in OnDataReceiverReady may be waiting for data, which must not queue
-// behind it.
+// Calls OnDataReceiverReady on another thread, not on the strand. If the callback blocks there until data arrives, the
+// delivery of that data must not wait behind it.
 void DataChannel::ReportReady()
 {
     if (callback_ && peerReady_ && !readyReported_) {
@@ -56,7 +56,7 @@ bool DataChannel::Received(std::string bytes)
 
 void DataChannel::End()
 {
-    // Posted behind the deliveries: a peer may close right after its last message.
+    // This work runs after the posted deliveries, because a peer may close the session right after its last message.
     (void)strand_.Post([self = shared_from_this()] { self->Unregister(); });
 }
 

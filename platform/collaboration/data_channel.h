@@ -50,8 +50,7 @@ private:
     Mutex mutex_;
     sptr<DataCallback> callback_ GUARDED_BY(mutex_);
     bool peerReady_ GUARDED_BY(mutex_) = false;
-    bool readyReported_ GUARDED_BY(mutex_) =
-        false;  // OnDataReceiverReady was posted, to this callback or to one that it replaced
+    bool readyReported_ GUARDED_BY(mutex_) = false;  // reported to this callback or a replaced one
     std::deque<std::string> waiting_ GUARDED_BY(mutex_);
     size_t waitingBytes_ GUARDED_BY(mutex_) = 0;
 };

@@ -38,7 +38,7 @@ public:
     void OnStateHandled() override
     {
         if (link_->IsOfEarlierKeys(inbound_.context_.linkSetup)) {
-            Leave();  // the other side connects again with the current key
+            Leave();  // the other device connects again with the current link key
         } else if (!inbound_.context_.account.IsMember(link_->PeerNetworkId())) {
             inbound_.AdmissionOf(from_).LogRefusal(source_, "it is not a member of the account");
             Leave();
@@ -97,8 +97,8 @@ private:
     const std::string source_;
     bool hasGreeted_ = false;
     bool hasSentGoodbye_ = false;
-    bool awaitsState_ = false;                // the device is not a member yet, and its STATE is awaited
-    std::optional<std::string> pendingOpen_;  // its OPEN, kept until that STATE is handled
+    bool awaitsState_ = false;                // the device is not a member yet, and this side waits for its STATE
+    std::optional<std::string> pendingOpen_;  // the device's OPEN, kept until its STATE is handled
 };
 
 InboundLinks::InboundLinks(ReactorContext& context, Sessions& sessions, Invitations& invitations)

@@ -24,7 +24,7 @@ sptr<ISoftBusService> SoftBusAbility()
     return Vexo::FindAbility<ISoftBusService>(Vexo::SOFTBUS_SERVER_SA_ID);
 }
 
-// Whether the text is usable as a name: not null, not empty and not too long.
+// Returns true if the text can be used as a name: it is not null, not empty and not too long.
 bool IsName(const char* text)
 {
     const size_t length = text != nullptr ? ::strnlen(text, MAX_NAME + 1) : 0;

@@ -32,7 +32,7 @@ namespace Vexo::SoftBus {
 
 namespace {
 
-// The time for sending GOODBYE and for closing links, and a margin.
+// The time limit of Stop: the time for GOODBYE, the time for closing links, and some more.
 constexpr std::chrono::milliseconds STOP_LIMIT = GOODBYE_LIMIT + CLOSE_LIMIT + std::chrono::milliseconds(200);
 
 constexpr const char* TCP = "tcp";
@@ -74,7 +74,7 @@ private:
     Channels MakeChannels(FolderChannel::IsOwn isOwn) const;
     Result<void> AnnounceEachPeriod();
     void RunReactor() EXCLUDES(lifeMutex_);
-    // Runs work on the reactor. Returns false, without running it, when the soft bus is stopping.
+    // Runs the parameter work on the reactor thread. If the soft bus is stopping, does not run it and returns false.
     template <typename WorkOnReactor>
     bool PostWhileRunning(WorkOnReactor work) EXCLUDES(lifeMutex_);
 
@@ -95,7 +95,7 @@ private:
     bool running_ GUARDED_BY(lifeMutex_) = false;
     bool reactorDone_ GUARDED_BY(lifeMutex_) = false;
     CondVar reactorEnded_;
-    Mutex stopMutex_;  // held by Stop, so that a second call returns when the first is done
+    Mutex stopMutex_;  // Stop holds it, so that a second call of Stop returns when the first one is done
     asio::executor_work_guard<asio::io_context::executor_type> work_;
     std::thread thread_ GUARDED_BY(stopMutex_);
 };
@@ -215,7 +215,7 @@ Result<void> Server::Discover()
             return started;
         }
     }
-    // Set only now, because seek must see all channels.
+    // Set seek only now, because it must use all channels.
     PostWhileRunning([this] { context_.seek = [this] { return SeekOnAll(channels_); }; });
     return AnnounceEachPeriod();
 }
@@ -291,8 +291,8 @@ void Server::Stop()
             });
         });
     }
-    // The reactor returns when its last link has ended. Every link ends within CLOSE_LIMIT; only a name resolution that
-    // is still running can take longer.
+    // The reactor returns when its last link has ended. Every link ends within CLOSE_LIMIT. Only the resolution of a
+    // host name may take longer.
     const auto deadline = Clock::System().Now() + STOP_LIMIT;
     {
         MutexLock lock(lifeMutex_);
@@ -308,7 +308,7 @@ void Server::Stop()
 void Server::RunReactor()
 {
     pthread_setname_np(pthread_self(), "softbus");
-    // A handler that threw is lost; the reactor continues with the others.
+    // If a handler throws an exception, it is not called again. The reactor continues with the other handlers.
     while (!QuviewDFX::RunGuarded(LOG_SOFTBUS, "reactor work", [this] { context_.reactor->run(); })) {
     }
     MutexLock lock(lifeMutex_);

@@ -24,7 +24,7 @@ using Verdict = Standing::Verdict;
 
 constexpr const char* KEY_DEVICE_ID = "DEVICE_ID";
 
-// Returns the signature of a certificate, which identifies it.
+// Returns the signature of a certificate. Two certificates are the same if their signatures are the same.
 std::string SignatureOf(X509* certificate)
 {
     const ASN1_BIT_STRING* signature = nullptr;
@@ -51,11 +51,11 @@ Result<std::optional<Trust::Identity>> AsChange(Result<Trust::Identity> identity
 
 }  // namespace
 
-// What Prepare derives from an identity, and Apply puts into the context.
+// The values that Prepare derives from an identity. Apply stores them in the ReactorContext.
 struct StateExchange::Prepared {
     std::string ownNetworkId;
-    std::shared_ptr<Trust::TlsContext> tls;           // null: unchanged
-    std::shared_ptr<const Trust::Preamble> preamble;  // null: unchanged
+    std::shared_ptr<Trust::TlsContext> tls;           // null: keep the present one
+    std::shared_ptr<const Trust::Preamble> preamble;  // null: keep the present one
     Sightings::TransportTokens tokens;
     Trust::SignedStatePtr state;
     std::optional<std::chrono::sys_seconds> removedAt;
@@ -194,7 +194,7 @@ Standing StateExchange::OnHello(Link& link, const Hello& hello)
         standing.verdict = hasOldKey ? Verdict::LEAVE : Verdict::TALK;
         return standing;
     }
-    // A device that AddOlderMember is adding is awaited, like one that sends a newer state.
+    // AddOlderMember makes the device a member. Until it is done, treat the device like one that sends a newer state.
     standing.isPending =
         standing.isPending || (holdsAccountKey_ && hello.stateNumber == 0 && AddOlderMember(link, hello));
     standing.verdict = standing.isPending ? Verdict::AWAIT_STATE : Verdict::LEAVE;
@@ -231,8 +231,8 @@ bool StateExchange::ShowsOlderCertificate(const Link& link) const
     return shown != nullptr && ASN1_TIME_compare(X509_get0_notBefore(shown), X509_get0_notBefore(account_.get())) < 0;
 }
 
-// Sends the member its renewed certificate, if it has one, and then state, if that is not null. Calls StateHandled
-// afterwards. Returns false if the strand accepts no work.
+// Sends the member its renewed certificate if there is one, and then the account's state if the parameter state is not
+// null. Calls StateHandled afterwards. Returns false if the strand accepts no work.
 bool StateExchange::RenewCertificate(const std::shared_ptr<Link>& link, const Trust::SignedStatePtr& state)
 {
     const std::shared_ptr<X509> shown(X509_dup(link->PeerCertificate()), X509_free);
@@ -248,7 +248,7 @@ bool StateExchange::RenewCertificate(const std::shared_ptr<Link>& link, const Tr
     });
 }
 
-// Adds a device that was enrolled before the account had a state as a member. Calls StateHandled afterwards. Returns
+// Makes a device a member that was enrolled before the account had a state. Calls StateHandled afterwards. Returns
 // false if the strand accepts no work.
 bool StateExchange::AddOlderMember(Link& link, const Hello& hello)
 {
@@ -280,14 +280,14 @@ void StateExchange::OnAccountFrame(const std::shared_ptr<Link>& link, FrameKind 
     });
 }
 
-// Call when another member was met that has no newer state. A device that was restored from a backup may sign states
-// afterwards.
+// Ends the restore of this device from a backup. Call when this device has met another member that has no newer state.
+// From then on this device may sign states of the account.
 bool StateExchange::CompleteRestore(Link& link)
 {
     return StartAdoption(link.shared_from_this(), [this] { return AsChange(Trust::CompleteRestore(options_.folder)); });
 }
 
-// Stores the account's key, which another member has sent, and answers KEY_STORED.
+// Stores the account's private key that another member has sent, and sends KEY_STORED.
 void StateExchange::StoreAccountKey(const std::shared_ptr<Link>& link, const std::shared_ptr<Trust::SecretText>& key)
 {
     if (!context_.account.IsMember(link->PeerNetworkId())) {
@@ -314,7 +314,7 @@ bool StateExchange::StartAdoption(const std::shared_ptr<Link>& link, Change chan
     return isPosted;
 }
 
-// Runs on the strand.
+// Runs on the strand. Calls the function change, and uses the identity that it returns.
 void StateExchange::Adopt(const std::shared_ptr<Link>& link, const Change& change)
 {
     const std::string& from = link->PeerNetworkId();

@@ -12,21 +12,22 @@
 
 namespace Vexo::SoftBus {
 
-// An address of the configuration at which no device has answered yet.
+// A configured address (option softbus.peers) at which no device has answered yet.
 struct Finder::Configured {
     Configured(asio::io_context& reactor, PeerAddress place) : where(std::move(place)), timer(reactor) {}
 
     const PeerAddress where;
     asio::steady_timer timer;
     std::chrono::milliseconds pause{0};
-    bool isReported = false;  // its failure has been logged
+    bool isReported = false;  // the failure at this address was logged
 };
 
-// A greeting that waits for its turn.
+// A greeting that has not started yet. It starts when fewer than MAX_GREETINGS run.
 struct Finder::Task {
-    std::string networkId;  // of the wanted device; empty: any other device of the account
-    std::string idPrefix;   // DialRequest::idPrefix
-    // Called when the greeting is about to start. If it returns no route, the greeting is skipped, unless it seeks.
+    std::string networkId;  // the wanted device; empty: any device of the account except this one
+    std::string idPrefix;   // see DialRequest::idPrefix
+    // Called when the greeting is about to start. If the function returns no route and seeks is false, the greeting is
+    // skipped.
     std::function<std::vector<Route>()> routes;
     Greeting::Done done;
     GreetingKind kind = GreetingKind::HELLO;
@@ -111,15 +112,15 @@ void Finder::OnAnnouncement(const std::string& channel, const std::string& name,
         GreetStranger(owner->idPrefix);
     } else if (!networkId.empty()) {
         context_.UpdateReachability(networkId);
-        // The token was made with the previous link key: the device may not have the current one yet.
+        // The device made its token with the previous link key, so it may not have the current link key yet.
         if (owner->isOfPreviousKey && context_.exchange != nullptr && context_.exchange->IsBehind(networkId)) {
             GreetDevice(networkId, false, [] {});
         }
     }
 }
 
-// Greets a device that announces itself with a token of the account and is not known yet. One greeting of a device runs
-// at a time, and also tries addresses that are announced meanwhile. Avoided addresses are not tried.
+// Greets a device that announces itself with a token of the account and is not known yet. Only one greeting of a device
+// runs at a time. It also tries addresses that the device announces while it runs. It does not try avoided addresses.
 void Finder::GreetStranger(const std::string& idPrefix)
 {
     if (!greetedStrangers_.insert(idPrefix).second) {
@@ -184,7 +185,7 @@ void Finder::GreetDevice(const std::string& networkId, bool seeks, std::function
            .routes = [this, networkId] { return RoutesTo(context_, networkId); },
            .done =
                [this, networkId](const GreetingResult& result) {
-                   // A device that refused is not away.
+                   // A device that refused the connection can be reached, so it is not marked as away.
                    if (!result.isGreeted && result.dial.wasTried && result.dial.end != LinkEnd::REFUSED) {
                        MarkAway(context_, networkId, result.dial.took);
                    }

@@ -17,7 +17,7 @@ namespace {
 
 constexpr int FORMAT_VERSION = 2;
 constexpr size_t MAX_FILE_BYTES = 4096;
-// Devices that run as other users must be able to read the file, and it contains no secret.
+// The file is readable by all users, because devices that run as other users must read it. It contains no secret.
 constexpr mode_t READABLE_BY_ALL = 0644;
 constexpr auto MAX_AGE = 2 * Trust::TOKEN_PERIOD;
 
@@ -37,8 +37,8 @@ std::string RandomHex()
     return HexOfText({reinterpret_cast<const char*>(&number), sizeof(number)});
 }
 
-// Returns the token in the name of an announcement file; empty for any other file. A file that is still being written
-// has a name of another form.
+// Returns the token in the name of an announcement file. Returns an empty string for any other file, also for a
+// temporary file that is still being written.
 std::string TokenOfFileName(std::string_view name)
 {
     constexpr size_t randomAt = TOKEN_CHARACTERS + 1;
@@ -121,7 +121,7 @@ Result<void> FolderChannel::Start(const std::string& token, IsOurs isOurs, Heard
     token_ = token;
     isOurs_ = std::move(isOurs);
     heard_ = std::move(heard);
-    // The watcher starts before the folder is read, so that no change is missed. Its thread waits for the lock.
+    // Start the watcher before the folder is read, so that no change is missed. The watcher's thread waits for mutex_.
     auto watcher = FolderWatcher::Start(folder_, [this](const std::string& fileName) { OnChange(fileName); });
     if (!watcher) {
         return Failure(std::move(watcher).error());
@@ -149,7 +149,7 @@ void FolderChannel::Withdraw()
         const MutexLock lock(mutex_);
         isWithdrawn_ = true;
     }
-    watcher_.reset();  // not under the lock: the thread of the watcher may wait for it
+    watcher_.reset();  // without mutex_, because the watcher's thread may wait for mutex_
     strand_.Drain();
     const MutexLock lock(mutex_);
     RemoveOwnFilesBut("");
@@ -160,7 +160,8 @@ void FolderChannel::Withdraw()
     ownFiles_.clear();
 }
 
-// Runs on the watcher's thread. fileName is empty if the folder was removed or created again, or if events were lost.
+// Runs on the watcher's thread. fileName is empty if the folder was removed or created again, or if change events were
+// lost.
 void FolderChannel::OnChange(const std::string& fileName)
 {
     const MutexLock lock(mutex_);
@@ -178,7 +179,7 @@ void FolderChannel::OnChange(const std::string& fileName)
     CheckAllFiles();
 }
 
-// Runs on the strand.
+// Runs on the strand. Announces the token in a new file, and removes the old file.
 void FolderChannel::Replace(const std::string& token)
 {
     const MutexLock lock(mutex_);
@@ -211,13 +212,13 @@ Result<void> FolderChannel::AnnounceIfMissing()
         return {};
     }
     Result<void> written = WriteOwnFile();
-    RemoveFilesOfEarlierRuns();  // last, so that others always find a file of this device
+    RemoveFilesOfEarlierRuns();  // at the end, so that other devices always find a file of this device
     return written;
 }
 
 Result<void> FolderChannel::WriteOwnFile()
 {
-    // A new random part each time: a part of the name that stays the same would let strangers track the device.
+    // The random part of the file name is new each time. If it stayed the same, strangers could track the device by it.
     const std::string fileName = HexOfText(token_) + SEPARATOR + RandomHex() + std::string(SUFFIX);
     Result<void> written = WriteFileAtomically(folder_ / fileName, EncodeFolderAnnouncement({token_, {listening_}}),
                                                READABLE_BY_ALL, Sync::LATER);
@@ -263,12 +264,13 @@ void FolderChannel::CheckAllFiles()
     }
 }
 
-// Reports what has changed about a file.
+// Reads the file, and reports its announcement if that is new, has changed or has ended.
 void FolderChannel::CheckFile(const std::string& fileName)
 {
     const std::string token = TokenOfFileName(fileName);
     const auto known = reported_.find(fileName);
-    // A reported file stays reported until it is removed, even after its token has expired.
+    // isOurs_ is asked only about files that were not reported yet, because the token of a reported file may have
+    // expired.
     if (token.empty() || ownFiles_.contains(fileName) || (known == reported_.end() && !isOurs_(token))) {
         return;
     }

@@ -53,7 +53,7 @@ void Greeting::OnStateHandled()
 void Greeting::OnEnded(LinkEnd end, const std::string& why)
 {
     if (hasHello_) {
-        OnStateHandled();  // no state was received, or it is still being adopted
+        OnStateHandled();  // no state was received, or its adoption still runs
     } else {
         Finish({false, {.end = end, .why = why, .wasTried = true}});
     }

@@ -8,7 +8,8 @@ namespace Vexo::SoftBus {
 
 namespace {
 
-// The addresses of the device: the one that was dialled, then those of its HELLO that this device can use.
+// Returns the addresses of the device. The address that was dialled comes first. Then come the addresses in the
+// device's HELLO that this device can use.
 std::vector<PeerAddress> UsableAddresses(const ReactorContext& context, const Hello& hello, const PeerAddress& where,
                                          bool wasDialled)
 {

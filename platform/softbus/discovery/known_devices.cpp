@@ -21,11 +21,11 @@ namespace {
 
 constexpr int FORMAT_VERSION = 1;
 constexpr mode_t FILE_MODE = 0600;
-// Larger than a file of MAX_KNOWN_DEVICES devices can be.
+// A file with MAX_KNOWN_DEVICES devices is always smaller than this.
 constexpr size_t MAX_FILE_BYTES = 16 * 1024 * 1024;
 constexpr int64_t LAST_MS = 253'402'300'799'999;  // the end of the year 9999
 
-// The file is written at most this often when only times have changed.
+// If only the times of contact have changed, the file is written at most this often.
 constexpr std::chrono::minutes SAVE_PAUSE{1};
 
 std::chrono::milliseconds SinceBoot(const Clock& clock)
@@ -100,7 +100,8 @@ bool SameInAnyOrder(const std::vector<PeerAddress>& one, const std::vector<PeerA
     return std::is_permutation(one.begin(), one.end(), other.begin(), other.end());
 }
 
-// Returns the fresh addresses, then the earlier ones that are not among them, at most MAX_KNOWN_ADDRESSES in total.
+// Returns the fresh addresses, followed by the earlier addresses that are not among them. At most MAX_KNOWN_ADDRESSES
+// in total.
 std::vector<PeerAddress> FreshFirst(std::vector<PeerAddress> fresh, const std::vector<PeerAddress>& before)
 {
     std::copy_if(before.begin(), before.end(), std::back_inserter(fresh),
@@ -131,7 +132,7 @@ void KnownDevices::UseFile(const std::filesystem::path& file, const std::string&
         return;
     }
     if (!record) {
-        // The content of the file may be good, so it is not overwritten.
+        // The content of the file may be good, so do not overwrite the file.
         file_.clear();
         QuviewDFX::LogError(LOG_SOFTBUS, "%{public}s; the devices in it are unknown, and others are not kept",
                             record.error().message);
@@ -208,7 +209,8 @@ void KnownDevices::MarkAway(const std::string& networkId, std::chrono::steady_cl
     }
 }
 
-// Devices with recent contact are never forgotten.
+// Forgets the devices with the oldest contact until at most MAX_KNOWN_DEVICES are left. Keeps devices with recent
+// contact.
 std::vector<std::string> KnownDevices::ForgetOldest()
 {
     std::vector<std::string> forgotten;

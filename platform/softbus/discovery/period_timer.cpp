@@ -27,7 +27,8 @@ Result<void> PeriodTimer::Start(std::function<void()> turned)
     return {};
 }
 
-// Arms the timer for the start of the next period. It also expires when the clock is set.
+// Sets the timer to the start of the next token period. The timer also expires when the clock is set. Returns false on
+// failure.
 bool PeriodTimer::Arm()
 {
     const auto now = Clock::System().WallNow().time_since_epoch();
@@ -36,7 +37,7 @@ bool PeriodTimer::Arm()
     when.it_value.tv_sec = std::chrono::duration_cast<std::chrono::seconds>(next).count();
     return ::timerfd_settime(timer_.native_handle(), TFD_TIMER_ABSTIME | TFD_TIMER_CANCEL_ON_SET, &when, nullptr) ==
                0 ||
-           errno == ECANCELED;  // the clock was set; the timer is armed anyway
+           errno == ECANCELED;  // the clock was set, but the timer runs anyway
 }
 
 void PeriodTimer::Wait()
@@ -46,7 +47,7 @@ void PeriodTimer::Wait()
             return;
         }
         uint64_t turns = 0;
-        // The read fails with ECANCELED if the clock was set. Both cases are handled in the same way.
+        // If the clock was set, the read fails with ECANCELED. That is handled like the start of a period.
         [[maybe_unused]] const ssize_t got = ::read(timer_.native_handle(), &turns, sizeof(turns));
         if (!Arm()) {
             QuviewDFX::LogError(

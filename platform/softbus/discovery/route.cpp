@@ -32,8 +32,9 @@ std::vector<const Transport*> TransportsOf(const ReactorContext& context, const 
 
 constexpr const char* TCP = "tcp";
 
-// Returns whether the address is that of all interfaces ("0.0.0.0:7"), which leads back to this device. A device that
-// listens on all of them reports it, and a peer that hears it over Bluetooth cannot replace it by a real address.
+// Returns true for an address of all interfaces, such as "0.0.0.0:7". A connection to it leads back to this device. A
+// device that listens on all its interfaces reports such an address. If a peer receives it over Bluetooth, it cannot
+// replace it by a real address.
 bool IsOfAllInterfaces(const PeerAddress& address)
 {
     const auto parsed = ParseHostPort(address.address);
@@ -41,9 +42,9 @@ bool IsOfAllInterfaces(const PeerAddress& address)
     return parsed && asio::ip::make_address(parsed.value().host, error).is_unspecified() && !error;
 }
 
-// Returns the suggested host with the device's TCP port; nullopt if either is unknown, or if a handshake at that
-// address has failed. The port of an address where the device was reached is preferred to an announced port, since an
-// announcement may be replayed.
+// Returns the address that consists of the suggested host and the device's TCP port. Returns nullopt if the host or the
+// port is not known, or if a handshake at that address has failed. The port of an address where the device was reached
+// is used before the port of an announced address, because an announcement may be replayed.
 std::optional<PeerAddress> SuggestedAddress(const ReactorContext& context, const std::string& networkId,
                                             std::vector<PeerAddress> known)
 {
@@ -102,8 +103,8 @@ std::vector<Route> RoutesTo(const ReactorContext& context, const std::string& ne
         }
     };
     add(first, std::chrono::milliseconds(0));
-    // The delay does not grow with the number of announcements: replayed announcements must not delay a known good
-    // address.
+    // This delay does not depend on the number of announcements. Otherwise replayed announcements could delay an
+    // address that has worked before.
     for (Route& route : routes) {
         route.after = contains(reached, route.where) ? std::min(route.after, ANNOUNCED_AHEAD) : route.after;
     }

@@ -94,9 +94,8 @@ private:
     std::string ownPrefix_ GUARDED_BY(mutex_);
     std::string ownNetworkId_ GUARDED_BY(mutex_);
     TransportTokens tokens_ GUARDED_BY(mutex_);
-    std::map<std::pair<std::string, std::string>, Sighting> heard_ GUARDED_BY(mutex_);  // by channel and name
-    std::map<std::pair<std::string, PeerAddress>, SteadyTime> avoided_
-        GUARDED_BY(mutex_);  // the time until which an address is avoided
+    std::map<std::pair<std::string, std::string>, Sighting> heard_ GUARDED_BY(mutex_);      // by channel and name
+    std::map<std::pair<std::string, PeerAddress>, SteadyTime> avoided_ GUARDED_BY(mutex_);  // when avoidance ends
     SteadyTime distantReadsSince_ GUARDED_BY(mutex_){};
     int distantReads_ GUARDED_BY(mutex_) = 0;  // foreign tokens read since distantReadsSince_
 };

@@ -15,12 +15,12 @@ namespace Vexo::SoftBus {
 
 namespace {
 
-// The maximum number of tickets that are kept to answer late joiners. The oldest is dropped first.
+// The maximum number of tickets to keep for answers to late joiners. If there are more, the oldest is dropped.
 constexpr size_t MAX_HOLDERS = 16;
 constexpr const char* ANY_IPV4 = "0.0.0.0";
 constexpr const char* ANY_IPV6 = "::";
 
-// The object that the caller of Invite owns.
+// The object that Invite returns. Its caller owns the object.
 class Handle final : public Invitation, public NoCopyable {
 public:
     explicit Handle(std::shared_ptr<TicketHolder> holder) : holder_(std::move(holder)) {}
@@ -34,7 +34,7 @@ private:
     const std::shared_ptr<TicketHolder> holder_;
 };
 
-// Returns the IPv4 address of the first interface that is up and not loopback; empty if there is none.
+// Returns the IPv4 address of the first interface that is up and is not the loopback interface. Empty if there is none.
 std::string LanAddress()
 {
     ifaddrs* all = nullptr;

@@ -29,12 +29,12 @@ namespace {
 
 constexpr const char* TCP = "tcp";
 constexpr size_t MAX_QUEUED_BYTES = 64 * 1024;
-// The pause before the next search. By then an address that failed may work, or a radio may have come up.
+// The pause between two searches. After the pause, an address that failed may work, or a radio may be ready.
 constexpr std::chrono::seconds SEARCH_PAUSE{1};
 
 class Attempt;
 
-// The link to the holder.
+// The conversation with the holder (the device that created the ticket).
 class Talk final : public Conversation {
 public:
     Talk(Attempt& attempt, asio::io_context& reactor, const std::shared_ptr<Link>& link, std::string over)
@@ -42,7 +42,7 @@ public:
     {
     }
 
-    // Call when the link is ready: sends JOIN_COMMIT. Returns false if this device failed.
+    // Call when the link is ready. Sends JOIN_COMMIT. Returns false if the link is closed.
     bool Start(const JoinRequest& request)
     {
         request_ = EncodeJoinRequest(request);
@@ -78,7 +78,7 @@ public:
     JoinStatus Status() const override EXCLUDES(mutex_);
     void Cancel() override EXCLUDES(mutex_, lifeMutex_);
 
-    // Called by Talk, on the reactor thread.
+    // Talk calls these functions on the reactor thread.
     void OnAsked(const JoinNonce& nonce, const std::string& number);
     void OnAnswer(const JoinAnswer& answer);
     void OnLost(const std::string& why);
@@ -105,7 +105,7 @@ private:
     asio::steady_timer limit_;
     asio::steady_timer pause_;
     std::vector<std::unique_ptr<AnnouncementChannel>> channels_;  // constant while the reactor runs
-    std::set<std::string> heard_;                                 // network id prefixes of announced holders
+    std::set<std::string> heard_;  // the network id prefixes of holders that announce themselves
     std::shared_ptr<Dial> dial_;
     std::shared_ptr<Talk> talk_;
     bool hasEnded_ = false;
@@ -194,7 +194,7 @@ Result<void> Attempt::MakeLinks()
     context_.transports.push_back(std::make_shared<TcpTransport>(*context_.reactor, options_.listenAddress));
     for (const TransportFactory& make : options_.moreTransports) {
         const auto transport = make(*context_.reactor);
-        // A channel may need a transport that listens. This address is not announced.
+        // A channel may need a transport that listens. The address of this listener is not announced.
         if (const auto listening = transport->Listen([](Stream, const std::string&) {}); !listening) {
             QuviewDFX::LogWarn(LOG_SOFTBUS, "no links over %{public}s: %{public}s", transport->Name(),
                                listening.error().message);
@@ -267,7 +267,7 @@ void Attempt::Cancel()
     }
 }
 
-// Cancels everything, so that the reactor returns after its last link has ended.
+// Ends the dial, the conversation and the transports. The reactor then returns when its last link has ended.
 void Attempt::End()
 {
     hasEnded_ = true;
@@ -395,7 +395,7 @@ void Attempt::OnLost(const std::string& why)
     const bool hasAsked = talk_ && talk_->HasAsked();
     talk_.reset();
     if (hasAsked) {
-        // No automatic retry: each try would show another number, which the person must compare.
+        // Do not try again automatically: each attempt shows another number, which the person must compare.
         FailWith(JoinFailure::LOST, "the other device went away before it answered: " + why);
     } else if (!hasEnded_) {
         SearchLater();

@@ -67,8 +67,7 @@ struct JoinOptions {
     std::function<Result<void>(const std::string& answerPem)> install;
     std::function<void(const JoinStatus& status)> changed;  // called after each change, on the strand of install
     std::string listenAddress = "0.0.0.0:0";  // for channels: the interfaces on which to listen for announcements
-    std::vector<std::string>
-        peerAddresses;  // TCP addresses at which the holder is also searched (option softbus.peers)
+    std::vector<std::string> peerAddresses;   // TCP addresses to try too (option softbus.peers)
     std::filesystem::path announceFolder;
     std::vector<AnnouncementChannelFactory> channels;
     std::vector<TransportFactory> moreTransports;

@@ -19,7 +19,7 @@ constexpr const char* WAS_WITHDRAWN = "the ticket was withdrawn";
 
 }  // namespace
 
-// The link to one joiner.
+// The conversation with one joiner (a device that connects with the ticket).
 class TicketHolder::Talk final : public Conversation {
 public:
     Talk(std::weak_ptr<TicketHolder> holder, asio::io_context& reactor, std::shared_ptr<Link> link)
@@ -29,7 +29,7 @@ public:
 
     void Start() { GetLink().Start(shared_from_this()); }
 
-    // Returns false if this device has no random bytes.
+    // Returns false if the system provides no random bytes.
     bool SendNonce(const std::string& holderName, const std::string& account)
     {
         auto nonce = Trust::MakeJoinNonce();
@@ -111,7 +111,7 @@ private:
     std::string commitment_;
     std::string nonce_;
     Joiner joiner_;
-    std::string requestPem_;  // empty before a JOIN_REQUEST
+    std::string requestPem_;  // empty before JOIN_REQUEST is received
     int64_t clockMs_ = 0;
     bool isAnswered_ = false;
 };
@@ -225,7 +225,7 @@ Result<void> TicketHolder::Answer(const std::string& networkId, bool admit)
     }
     Post([self = shared_from_this(), number, admit] {
         if (!self->asking_ || self->asking_->Who().number != number) {
-            return;  // it is gone, or asks again over another link with another number
+            return;  // the joiner's link has ended, or the joiner asks again with another number
         }
         if (admit) {
             self->Admit(self->asking_);
@@ -251,8 +251,8 @@ bool TicketHolder::HasEnded() const
     return phase == InvitationPhase::ADMITTED || phase == InvitationPhase::ENDED;
 }
 
-// Ends the invitation if it is open, and rejects the joiner that asks. Does nothing while a joiner is being admitted:
-// EndIfDue follows.
+// Ends the invitation if it is open, and rejects the joiner that asks. Does nothing while a joiner is being admitted,
+// because EndIfDue is called after that.
 void TicketHolder::End(JoinFailure result, const std::string& why)
 {
     if (HasEnded() || isAdmitting_) {
@@ -347,7 +347,7 @@ void TicketHolder::OnRequest(const TalkPtr& talk)
     AskPerson(talk);
 }
 
-// Rejects a joiner; others may still join.
+// Rejects this joiner. The invitation stays open, so other devices may still join.
 void TicketHolder::Refuse(const TalkPtr& talk, JoinFailure result, const std::string& text)
 {
     talk->Answer(result, text);
@@ -357,11 +357,11 @@ void TicketHolder::Refuse(const TalkPtr& talk, JoinFailure result, const std::st
 void TicketHolder::AskPerson(const TalkPtr& talk)
 {
     if (const TalkPtr before = std::exchange(asking_, talk)) {
-        talks_.erase(before);  // the same device, whose link has broken
+        talks_.erase(before);  // an earlier link of the same device, which has broken
         before->Abort();
     }
     if (isAdmitting_) {
-        return;  // it gets the answer of the running admission
+        return;  // OnAdmitted will send it the answer of the running admission
     }
     if (!admittedKey_.empty()) {
         Admit(talk);
@@ -426,7 +426,7 @@ void TicketHolder::OnAdmitted(const Result<std::string>& answer, const std::stri
     }
 }
 
-// Ends the invitation if it has expired, or was closed, while a joiner was being admitted.
+// Call after a failed admission. Ends the invitation if it has expired or was closed in the meantime.
 void TicketHolder::EndIfDue()
 {
     if (timers_.BootNow() >= expires_) {

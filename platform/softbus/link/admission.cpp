@@ -32,8 +32,7 @@ size_t BigEndian(std::string_view bytes)
     return number;
 }
 
-// Whether the record contains one whole ClientHello and nothing else. The proof does not cover anything outside the
-// record.
+// Returns true if the record contains one whole ClientHello and nothing else. The proof covers only this record.
 bool IsClientHello(std::string_view record)
 {
     const std::string_view message = record.substr(RECORD_HEADER_BYTES);
@@ -43,7 +42,7 @@ bool IsClientHello(std::string_view record)
 
 }  // namespace
 
-// An accepted connection whose client has not proved yet that it belongs to the account.
+// An accepted connection whose client has not proved yet that it has the account's link key or a ticket.
 class Admission::Candidate : public std::enable_shared_from_this<Candidate> {
 public:
     Candidate(Admission& admission, uint64_t order, Stream stream, PeerAddress from, std::string source)
@@ -65,7 +64,8 @@ public:
             return;
         }
         challenge_ = std::move(challenge.value());
-        // The send buffer of a new connection has room for the challenge. If it has not, the connection cannot be used.
+        // The send buffer of a new connection has space for the challenge. If send fails, the connection cannot be
+        // used.
         if (::send(socket_.native_handle(), challenge_.data(), challenge_.size(), MSG_NOSIGNAL) !=
             static_cast<ssize_t>(challenge_.size())) {
             admission_.Refuse(shared_from_this(), "it accepts no bytes");
@@ -99,7 +99,7 @@ private:
             });
     }
 
-    // Reads the proof and the first message, and no byte more: the rest is for TLS.
+    // Reads the proof and the first TLS message, and no byte more, because TLS must read the bytes after them.
     void Read()
     {
         while (received_.size() < wanted_) {
@@ -110,7 +110,7 @@ private:
                 return;
             }
             if (got <= 0) {
-                // The client closed first, as a port scan does. This is not logged as a refusal.
+                // The client closed the connection first, as a port scan does. Do not log this as a refusal.
                 Close();
                 admission_.Forget(shared_from_this());
                 return;
@@ -124,7 +124,8 @@ private:
         Judge();
     }
 
-    // Reads the record header that follows the proof. Returns false if it is not the header of a first message.
+    // Reads the header of the TLS record after the proof. Returns false if it cannot be the header of a first TLS
+    // message.
     bool ReadHead()
     {
         const std::string_view head = std::string_view(received_).substr(Trust::PROOF_BYTES);
@@ -183,7 +184,8 @@ void Admission::Accept(Stream stream, const PeerAddress& from, const std::string
     candidate->Start();
 }
 
-// Uses one timer for all connections and does not restart it for each, so that connections of strangers cost little.
+// Watches the deadlines of all connections with one timer. The timer is not restarted for each connection, so that
+// connections of strangers cost little.
 void Admission::WatchDeadlines(SteadyTime first)
 {
     watchesDeadlines_ = true;

@@ -13,8 +13,8 @@ namespace Vexo::SoftBus {
 
 namespace {
 
-// The failed attempt with the largest weight is reported: a refusal before a timeout, and a timeout before a broken
-// connection.
+// Returns the weight of a failure. A dial reports its failed attempt with the largest weight: a refusal before a
+// timeout, and a timeout before a broken connection.
 int Weight(LinkEnd end)
 {
     switch (end) {
@@ -37,8 +37,9 @@ int32_t NextSpanId()
 
 }  // namespace
 
-// The attempt at one address: its connection, and the handshake on it. If the proof is refused, it makes a second
-// connection, proved with the previous key, that delivers the account's state, and a third one with the current key.
+// The attempt at one address: the connection and its handshake. If the device refuses the proof, the attempt makes two
+// more connections. The second connection uses the previous link key and delivers the account's state. The third
+// connection uses the current link key.
 class Dial::Attempt : public LinkOwner, public std::enable_shared_from_this<Attempt> {
 public:
     Attempt(std::shared_ptr<Dial> dial, PeerAddress where) : dial_(std::move(dial)), where_(std::move(where)) {}
@@ -61,7 +62,7 @@ public:
         });
     }
 
-    // Stops the attempt, and breaks the reference cycle of dial and attempt.
+    // Stops the attempt. The dial and its attempts refer to each other, so the references are removed here.
     void Abandon()
     {
         FinishAsyncTrace(TRACE_TAG_PLATFORM, SpanName::CONNECT, span_);  // no effect if the span has ended
@@ -88,13 +89,14 @@ public:
         dial_->Succeeded(shared_from_this(), std::exchange(link_, nullptr));
     }
 
-    // Called only for the link that delivers the state; every other link has a new owner when it is ready.
+    // Called only for the connection that delivers the state. The link of any other connection has a new owner when it
+    // is ready.
     void OnFrame(FrameKind kind, std::string payload) override
     {
         if (kind != FrameKind::HELLO || std::exchange(hasDelivered_, true)) {
             link_->Refuse("an unexpected frame before a session");
         } else {
-            OnHello(dial_->context_, *link_, payload, where_);  // sends the state; the other side then closes
+            OnHello(dial_->context_, *link_, payload, where_);  // sends the state; the device then closes
         }
     }
 
@@ -204,8 +206,8 @@ void Dial::StartDueAttempts()
     }
 }
 
-// Starts to seek when it is due, and again when the addresses found by seeking have failed. Returns whether a channel
-// is seeking.
+// Starts to seek if it is time to do so. Starts again if the addresses that were found by seeking have failed. Returns
+// true while a channel seeks.
 bool Dial::SeeksNow()
 {
     const auto passed = std::chrono::ceil<std::chrono::milliseconds>(Clock::System().Now() - start_);
@@ -231,27 +233,27 @@ void Dial::StopSeeking()
 void Dial::Try(const Route& route)
 {
     if (route.wasSought) {
-        StopSeeking();  // a radio that is scanning connects slowly
+        StopSeeking();  // because connecting is slow while a radio scans
     }
     const auto attempt = std::make_shared<Attempt>(shared_from_this(), route.where);
     attempts_.insert(attempt);
     attempt->Start(TimeLeft());
 }
 
-// Returns the time limit for a connection that starts now.
+// Returns the time limit for a connection attempt that starts now.
 std::chrono::milliseconds Dial::TimeLeft() const
 {
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(start_ + limit_ - Clock::System().Now());
     return std::clamp(left, std::chrono::milliseconds(1), HANDSHAKE_LIMIT);
 }
 
-// Whether this device can deliver a state to a device that has only the previous link key.
+// Returns true if this device can send the account's state to a device that has only the previous link key.
 bool Dial::CanDeliver() const
 {
     return context_.exchange != nullptr && context_.account.State() && context_.linkSetup.preamble->HasPrevious();
 }
 
-// Sets the timer for whichever is first: the next route, the start of seeking, or the time limit.
+// Sets the timer for the next event: the next address, the start of seeking, or the time limit of the dial.
 void Dial::Wait()
 {
     auto until = limit_;
@@ -281,7 +283,7 @@ void Dial::Wait()
     });
 }
 
-// Records only attempts at known devices: others are not listed, and there may be many.
+// Records only attempts to reach known devices. Other devices are not listed, and there may be many of them.
 void Dial::RecordTry(const PeerAddress& where, const std::string& answer)
 {
     const std::string networkId =

@@ -38,7 +38,8 @@ constexpr KindRule KIND_RULES[] = {
     {FrameKind::KEY_STORED, "KEY_STORED", 0, 0},
 };
 
-// The most memory that is allocated before the payload arrives, since its declared length may be false.
+// The maximum memory that is allocated before a payload arrives. It is limited because the payload length in the header
+// may be false.
 constexpr size_t PAYLOAD_RESERVE_BYTES = 64 * 1024;
 
 bool IsText(const std::string& text)
@@ -46,8 +47,8 @@ bool IsText(const std::string& text)
     return IsUtf8(text) && text.find('\0') == std::string::npos;
 }
 
-// Does the checks that HELLO and OPEN share, after their fields were read. newest: the latest version of which all
-// fields are known.
+// Does the checks that HELLO and OPEN share, after their fields were read. newest: the latest version whose fields this
+// device knows.
 Result<void> CheckEnd(const char* what, const FieldReader& reader, uint8_t version, uint8_t newest)
 {
     if (!reader.Good()) {

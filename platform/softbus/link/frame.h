@@ -64,8 +64,8 @@ inline constexpr size_t MAX_SESSION_NAME = 255;
 inline constexpr size_t MAX_REMOVED_BYTES = 264;
 inline constexpr size_t MAX_CERTIFICATE_BYTES = 8192;
 inline constexpr size_t STATE_DIGEST_BYTES = 8;
-inline constexpr uint8_t HELLO_VERSION =
-    2;  // a HELLO of version 1 has no state number, and its sender does not accept STATE
+// A HELLO of version 1 has no state number, and its sender does not accept STATE.
+inline constexpr uint8_t HELLO_VERSION = 2;
 inline constexpr uint8_t OPEN_VERSION = 1;
 
 struct Frame {

@@ -18,7 +18,7 @@ namespace Vexo::SoftBus {
 
 namespace {
 
-// Whether the LinkGuard handles the frame, instead of the owner of the link.
+// Returns true if the LinkGuard handles frames of this kind. Otherwise the owner of the link handles them.
 bool IsAccountFrame(FrameKind kind)
 {
     return kind == FrameKind::STATE || kind == FrameKind::REMOVED || kind == FrameKind::CERTIFICATE ||
@@ -67,7 +67,7 @@ Link::Link(asio::io_context& reactor, Stream stream, Role role, const Setup& set
 {
     SSL_set_mode(ssl_.get(),
                  SSL_MODE_RELEASE_BUFFERS | SSL_MODE_ENABLE_PARTIAL_WRITE | SSL_MODE_ACCEPT_MOVING_WRITE_BUFFER);
-    // Reads header and body of a record with one system call.
+    // Makes OpenSSL read the header and the body of a TLS record with one system call.
     SSL_set_read_ahead(ssl_.get(), 1);
 }
 
@@ -83,7 +83,8 @@ void Link::Start(std::shared_ptr<LinkOwner> owner)
 
 void Link::Established()
 {
-    // Unlike cancel, this also disarms a wait that has expired and whose handler is already queued.
+    // A timer handler that is already queued compares the expiry time with the current time. So this call stops that
+    // handler too, which cancel() would not do.
     deadline_.expires_at(SteadyTime::max());
 }
 
@@ -161,7 +162,8 @@ void Link::OnReadable()
     }
 }
 
-// Returns true if OpenSSL only has to wait for the socket. The call is repeated when the socket is ready.
+// Returns true if OpenSSL only has to wait for the socket. The caller then repeats its OpenSSL call when the socket is
+// ready.
 bool Link::MustWait(int sslError)
 {
     if (sslError == SSL_ERROR_WANT_READ) {
@@ -216,8 +218,8 @@ void Link::Handshake()
     const int systemError = errno;
     int error = SSL_get_error(ssl_.get(), result);
     if (error == SSL_ERROR_SYSCALL && BIO_should_write(SSL_get_rbio(ssl_.get())) != 0) {
-        // OpenSSL 3.0 reports a flush that must be repeated as SSL_ERROR_SYSCALL. The flush that sends the first flight
-        // can be one.
+        // OpenSSL 3.0 reports SSL_ERROR_SYSCALL if a flush must be repeated. The first flight of the handshake is sent
+        // by such a flush.
         error = SSL_ERROR_WANT_WRITE;
     }
     if (!MustWait(error)) {
@@ -303,7 +305,7 @@ void Link::ReadSome()
     ReadLater();
 }
 
-// Returns false if reading must not continue, because the link is paused, closing or ended.
+// Decodes the bytes in unread_. Returns false if the link is paused, closing or ended, and must not read more.
 bool Link::DecodeUnread()
 {
     if (paused_ || state_ != State::READY) {
@@ -354,7 +356,7 @@ bool Link::Decode(std::string_view input)
     return true;
 }
 
-// Passes a frame about the account to the guard. Returns false if the link has ended.
+// Handles a frame about the account, with the help of the LinkGuard. Returns false if the link has ended.
 bool Link::OnAccountFrame(Frame& frame, bool isFirst)
 {
     if (frame.kind == FrameKind::REMOVED) {
@@ -377,8 +379,8 @@ void Link::StateHandled()
     }
 }
 
-// Sends a removed device the statement of its removal and nothing else, also when it resumed a TLS session. Returns
-// whether the device was removed.
+// If the account has removed the peer, sends the peer only the REMOVED frame and closes the link. A resumed TLS session
+// makes no difference. Returns true if the account has removed the peer.
 bool Link::RefuseRemoved()
 {
     const std::string removal = guard_ != nullptr ? guard_->RemovalOf(peerNetworkId_) : "";
@@ -436,7 +438,7 @@ void Link::WriteSome()
     }
 }
 
-// Returns false if the socket accepts no more bytes at the moment, or the link has ended.
+// Returns false if the socket accepts no more bytes now, or if the link has ended.
 bool Link::WriteChunk()
 {
     ERR_clear_error();
@@ -453,8 +455,8 @@ bool Link::WriteChunk()
         return false;
     }
     if (state_ == State::READY) {
-        // Bytes that the peer sent before the connection broke must still be read, now or after a pause. Reading then
-        // detects the broken connection.
+        // The link must still read the bytes that the peer sent before the connection broke, now or after a pause. When
+        // they are read, the next read detects the broken connection.
         queue_.Close();
         writing_ = {};
         written_ = 0;

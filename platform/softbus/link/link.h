@@ -136,10 +136,7 @@ public:
     bool IsOfEarlierKeys(const Setup& setup) const { return preamble_ != setup.preamble; }
     // Returns true if the server closed the connection without an answer to this client's proof.
     bool WasProofRefused() const { return wasProofRefused_; }
-    const std::string& PeerNetworkId() const
-    {
-        return peerNetworkId_;
-    }  // from the verified certificate; empty before OnReady
+    const std::string& PeerNetworkId() const { return peerNetworkId_; }  // verified; empty before OnReady
     SteadyTime LastReceived() const { return lastReceived_; }
     SteadyTime LastSent() const { return lastSent_; }
     bool SendQueueEmpty() const { return queue_.Empty(); }
@@ -190,8 +187,7 @@ private:
     LinkGuard* const guard_;
 
     // All members below are used on the reactor thread only.
-    std::shared_ptr<void>
-        use_;  // Stream::use; declared before socket_, so that it is released after the socket is closed
+    std::shared_ptr<void> use_;  // Stream::use; declared before socket_, so released after it
     asio::posix::stream_descriptor socket_;
     const size_t maxWriteBytes_;
     asio::steady_timer deadline_;

@@ -1,4 +1,4 @@
-// How a link ends: by Close, by Abort, by the peer, or by an error.
+// The ways in which a link ends: by Close, by Abort, by the peer, or by an error.
 #include <openssl/err.h>
 #include <sys/socket.h>
 
@@ -34,12 +34,12 @@ void Link::Close()
     queue_.PushLast(FrameKind::CLOSE);
     asio::post(reactor_, [self = shared_from_this()] {
         self->WriteSome();
-        // Reading continues while the last bytes are written, so that a peer that keeps sending is not blocked.
+        // Continue to read while the last bytes are written, so that a peer that is still sending is not blocked.
         self->WaitReadable();
     });
 }
 
-// Called when all queued frames were written to the socket. Sends close_notify; nothing may be sent after it.
+// Call when all queued frames were written to the socket. Sends close_notify, after which nothing may be sent.
 void Link::ShutDownTls()
 {
     ERR_clear_error();
@@ -51,8 +51,8 @@ void Link::ShutDownTls()
     StartLinger();
 }
 
-// Closing a socket with unread bytes would reset the connection, and the peer would lose what it has not read yet.
-// Therefore this side shuts down sending, and reads until the peer has closed its side too.
+// Shuts down sending, and then reads until the peer has closed its side too. If this side closed the socket while it
+// has unread bytes, the kernel would reset the connection, and the peer would lose bytes that it has not read yet.
 void Link::StartLinger()
 {
     state_ = State::LINGERING;
@@ -69,7 +69,8 @@ void Link::Discard()
             break;
         }
         if (got <= 0) {
-            // While CLOSING the peer may have shut down only its sending side: queued frames are still sent.
+            // In the state CLOSING, the peer may have shut down only its sending side. Queued frames must still be
+            // sent.
             if (got < 0 || state_ == State::LINGERING) {
                 Release();
             }
@@ -100,8 +101,8 @@ void Link::EndByTls(int sslError, int systemError)
     } else if (ERR_GET_REASON(ERR_peek_error()) == SSL_R_UNEXPECTED_EOF_WHILE_READING) {
         End(LinkEnd::BROKEN, SystemError(0));
     } else {
-        // In TLS 1.3 a client learns only after its handshake that the server did not accept its certificate: an error
-        // before the first frame is a refusal.
+        // In TLS 1.3 a client learns only after its handshake that the server did not accept its certificate. So an
+        // error before the first received frame counts as a refusal.
         End(firstFrameSeen_ ? LinkEnd::BROKEN : LinkEnd::REFUSED, tls_->DescribeFailure(ssl_.get()));
     }
 }
@@ -117,7 +118,7 @@ void Link::End(LinkEnd end, const std::string& why)
     const std::shared_ptr<LinkOwner> owner = std::move(owner_);
     owner_.reset();
     if (end == LinkEnd::REFUSED && state_ != State::ENDED) {
-        // OpenSSL has sent an alert with the reason: wait until it has arrived.
+        // OpenSSL has sent an alert with the reason. Wait until the peer has received it.
         queue_.Close();
         ssl_.reset();
         SetDeadline(CLOSE_LIMIT);
@@ -135,8 +136,9 @@ void Link::Release()
     if (state_ == State::ENDED) {
         return;
     }
-    // OpenSSL does not resume a session whose connection ended without close_notify. Here frames show whether a
-    // conversation was cut off, so TLS is marked as shut down and the ticket stays usable.
+    // OpenSSL does not resume a TLS session whose connection ended without close_notify. A link detects a cut
+    // connection by its frames and does not need close_notify. So TLS is marked as shut down, and its session ticket
+    // stays usable.
     if (state_ != State::PREAMBLE && state_ != State::HANDSHAKE && ssl_) {
         SSL_set_shutdown(ssl_.get(), SSL_SENT_SHUTDOWN | SSL_RECEIVED_SHUTDOWN);
     }

@@ -4,7 +4,7 @@ namespace Vexo::SoftBus {
 
 namespace {
 
-// Small frames are collected into chunks of at most this size, and sent together in one TLS record.
+// Small frames are combined in chunks of at most this size. A chunk is sent in one TLS record.
 constexpr size_t CHUNK_BYTES = 16 * 1024;
 
 }  // namespace

@@ -14,9 +14,9 @@ namespace {
 struct SocketState {
     int fd = -1;
     size_t maxWriteBytes = 0;
-    std::string alreadyRead;   // bytes that OpenSSL reads before those of the socket
-    FirstFlightPrefix prefix;  // set until the first flight is complete
-    std::string firstFlight;   // the bytes of the first flight that are not sent yet
+    std::string alreadyRead;   // OpenSSL reads these bytes before the bytes of the socket
+    FirstFlightPrefix prefix;  // null after the first flight is complete
+    std::string firstFlight;   // the bytes of the first flight that were not sent yet
 };
 
 SocketState& StateOf(BIO* bio)
@@ -39,7 +39,7 @@ ssize_t Send(BIO* bio, std::string_view bytes)
     return sent;
 }
 
-// Sends the rest of the first flight. Returns 1 when all of it is sent, otherwise -1.
+// Sends the rest of the first flight. Returns 1 if all of it was sent, otherwise -1.
 int Flush(BIO* bio)
 {
     SocketState& state = StateOf(bio);

@@ -13,7 +13,7 @@ namespace Vexo::SoftBus {
 
 namespace {
 
-// Returns the result for the opened callback if the link ended before the peer answered.
+// Returns the result for OnSessionOpened if the link ended before the peer answered.
 int ResultOf(LinkEnd end)
 {
     switch (end) {
@@ -35,7 +35,7 @@ Sessions::SessionLink::SessionLink(Sessions& sessions, SessionPtr session)
 {
 }
 
-// Each stage uses the timer for one purpose. Starting the timer again cancels the earlier wait.
+// Each stage of a session uses timer_ for one purpose only. StartTimer cancels the wait that it replaces.
 template <typename Action>
 void Sessions::SessionLink::StartTimer(SteadyTime when, Action action)
 {
@@ -78,7 +78,7 @@ void Sessions::SessionLink::StartDial(std::chrono::milliseconds limit, std::chro
 {
     const SessionRequest& request = session_->Request();
     const bool seeks = sessions_.context_.CanSeek(request.linkTypes);
-    timer_.expires_at(SteadyTime::max());  // the dial has a limit of its own
+    timer_.expires_at(SteadyTime::max());  // the dial has its own time limit
     dial_ = Dial::Start(sessions_.context_,
                         {request.peerNetworkId, request.peerNetworkId,
                          [&context = sessions_.context_, request] {
@@ -105,7 +105,8 @@ void Sessions::SessionLink::OnDialEnded(const DialResult& result)
     where_ = result.where;
     deadline_ = result.deadline;
     link_->SetOwner(shared_from_this());
-    // From here on the time limit of the whole open applies, since the peer may wait for its session server.
+    // From now on the time limit of the whole open applies instead of HANDSHAKE_LIMIT, because the peer may wait for
+    // its session server.
     link_->Established();
     StartTimer(result.deadline, [](SessionLink& self) { self.ReportResult(SOFTBUS_TIMED_OUT); });
     link_->Send(FrameKind::OPEN, EncodeOpen({request.dataType, request.peerServerName, request.serverName}));
@@ -123,15 +124,15 @@ void Sessions::SessionLink::OnOpened(const std::string& payload)
         if (refusal != PeerRefusal::NONE && sessions_.context_.policy != nullptr) {
             sessions_.context_.policy->OnRefusedBy(session_->Request().peerNetworkId, refusal);
         }
-        // The caller gets the peer's result only if the peer has no room for the session. Every other failure is
+        // The caller gets the peer's result only if the peer cannot have more sessions. For every other failure it gets
         // SOFTBUS_PEER_REFUSED.
         const bool isFull = result.value() == SOFTBUS_LIMIT || result.value() == SOFTBUS_PEER_SHARE;
         ReportResult(isFull ? result.value() : SOFTBUS_PEER_REFUSED);
     }
 }
 
-// Stores the result for the opened callback, which runs OPENED_DELAY after OpenSession returned. Until then data of the
-// peer is left in the socket.
+// Stores the result for OnSessionOpened, which is called OPENED_DELAY after OpenSession has returned. Until then the
+// link does not read, so the peer's data stays in the socket.
 void Sessions::SessionLink::ReportResult(int result)
 {
     if (stage_ != Stage::OPENING && stage_ != Stage::REPORTING) {
@@ -208,8 +209,8 @@ void Sessions::SessionLink::OnFrame(FrameKind kind, std::string payload)
     }
 }
 
-// Asks the policy again for each message of an inbound session: the owner may have changed the rules since the session
-// was opened.
+// Asks the PeerPolicy again for each message of an inbound session, because the owner may have changed the rules since
+// the session was opened.
 void Sessions::SessionLink::OnData(std::string payload)
 {
     const SessionRequest& request = session_->Request();
@@ -222,8 +223,8 @@ void Sessions::SessionLink::OnData(std::string payload)
     link->Close();
 }
 
-// Sends PING if nothing else was sent, and ends the session if the peer is silent. Both sides send PING. A peer that
-// stops reading because its callbacks are slow still sends, so it does not count as silent.
+// Sends PING if nothing was sent for PING_PAUSE. Ends the session if nothing was received for SILENCE_LIMIT. Both sides
+// send PING. A peer whose callbacks are slow stops reading but still sends PING, so it does not count as silent.
 void Sessions::SessionLink::KeepAlive()
 {
     const SteadyTime now = Clock::System().Now();
@@ -284,9 +285,9 @@ void Sessions::SessionLink::OnEnded(LinkEnd end, const std::string& why)
     ReportResult(ResultOf(end));
 }
 
-// Call when the peer closed the link while the session was opening. The peer does that after sending its state, if the
-// link used outdated link keys. In that case this dials again with the current key when the state is adopted, within
-// the same time limit. Otherwise it returns false.
+// Call when the peer has closed the link while the session was opening. If the link used outdated link keys, the peer
+// has sent its state before. Then this function dials again when that state is adopted, within the same time limit, and
+// returns true. Otherwise it returns false.
 bool Sessions::SessionLink::DialAgain()
 {
     StateExchange* const exchange = sessions_.context_.exchange;

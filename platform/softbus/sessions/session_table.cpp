@@ -11,7 +11,7 @@ namespace Vexo::SoftBus {
 
 namespace {
 
-// Added to the size of each waiting message, so that the number of small messages is limited too.
+// This number is added to the size of each waiting message, so that the number of small messages is limited too.
 constexpr size_t MESSAGE_OVERHEAD_BYTES = 128;
 
 }  // namespace
@@ -92,7 +92,7 @@ void Session::DeliverBytes(std::string payload, const std::shared_ptr<Link>& lin
         }
         constexpr size_t RESUME_BYTES = MAX_UNDELIVERED_BYTES / 2;
         const size_t before = self->undelivered_.fetch_sub(cost);
-        // Posted to the reactor, so it runs after every pause that was caused by these bytes.
+        // This is posted to the reactor, so that it runs after each PauseReading that these bytes have caused.
         if (before > RESUME_BYTES && before - cost <= RESUME_BYTES) {
             asio::post(*self->reactor_, [weak] {
                 if (const auto paused = weak.lock()) {
@@ -116,7 +116,8 @@ void Session::CallBytes(const ISessionListener& listener, const std::string& pay
 void Session::DeliverClosed(std::shared_ptr<SessionTable> table)
 {
     Post([self = shared_from_this(), table = std::move(table)] {
-        // This side may have closed the session while this callback was queued.
+        // This side may have closed the session while this callback was queued. Then the table no longer has the
+        // session.
         if (!table->Remove(self->id_)) {
             return;
         }
@@ -175,8 +176,8 @@ SessionPtr SessionTable::Add(SessionRequest request)
     if (sessions_.size() >= maxSessions_) {
         return nullptr;
     }
-    // Ids count up and skip those in use, so that the id of a closed session, which a caller may still have, is not
-    // reused soon.
+    // Ids count up, and ids in use are skipped. So the id of a closed session, which a caller may still have, is not
+    // used again soon.
     do {
         lastId_ = lastId_ == std::numeric_limits<int>::max() ? 1 : lastId_ + 1;
     } while (sessions_.count(lastId_) != 0);

@@ -76,7 +76,7 @@ void Sessions::AdoptInbound(const std::shared_ptr<Link>& link, const std::string
         RefuseOpen(link, SOFTBUS_PEER_SHARE, "that device has its maximum of sessions open");
         return;
     }
-    // Asked before the wait for the session server, so that a refusal is sent at once.
+    // Ask the policy before the wait for the session server, so that a refusal is sent at once.
     const PeerRefusal refusal = AskPolicy(link->PeerNetworkId(), open.value().serverName);
     if (refusal != PeerRefusal::NONE) {
         link->Send(FrameKind::OPENED, EncodeOpened(static_cast<int32_t>(refusal)));
@@ -94,7 +94,7 @@ void Sessions::AdoptInbound(const std::shared_ptr<Link>& link, const std::string
     }
 }
 
-// Counts the sessions that the peer has opened, including those that wait for a session server.
+// Returns how many sessions the peer has opened, including those that wait for a session server.
 size_t Sessions::CountOpenedBy(const std::string& peerNetworkId) const
 {
     const auto waiting = std::count_if(waitingPeers_.begin(), waitingPeers_.end(),
@@ -106,7 +106,7 @@ PeerRefusal Sessions::AskPolicy(const std::string& peerNetworkId, const std::str
 {
     if (context_.policy == nullptr || context_.openSessions.contains(serverName) ||
         !context_.account.IsMember(peerNetworkId)) {
-        return PeerRefusal::NONE;  // Accept refuses a device that is not a member
+        return PeerRefusal::NONE;  // Accept refuses a device that is not a member of the account
     }
     const PeerRefusal refusal = context_.policy->Admit(peerNetworkId);
     const auto leftOut = refusal != PeerRefusal::NONE ? refusalLines_.Admit(peerNetworkId) : std::nullopt;

@@ -24,8 +24,8 @@ namespace {
 
 using asio::ip::tcp;
 
-// The pause after accept failed, for example because no descriptor is free. The connection stays in the kernel's queue,
-// so trying again at once would spin.
+// The pause after a failed accept, for example because no file descriptor is free. The connection stays in the kernel's
+// queue, so without a pause the reactor would call accept all the time.
 constexpr std::chrono::milliseconds ACCEPT_PAUSE{100};
 
 std::optional<tcp::endpoint> NumericEndpoint(const HostPort& where)
@@ -44,14 +44,14 @@ void Prepare(int fd)
 {
     const int on = 1;
     static_cast<void>(::fcntl(fd, F_SETFD, FD_CLOEXEC));
-    // Without TCP_NODELAY a socket is only slower.
+    // A failure is ignored, because a socket without TCP_NODELAY is only slower.
     static_cast<void>(::setsockopt(fd, IPPROTO_TCP, TCP_NODELAY, &on, sizeof(on)));
 }
 
 }  // namespace
 
-// One outbound connection: resolves the host name if there is one, tries each endpoint, and ends when connected or at
-// the time limit.
+// One outbound connection. It resolves the host name if the address has one, and tries each endpoint. It ends when it
+// is connected or at the time limit.
 class TcpTransport::Attempt : public std::enable_shared_from_this<Attempt> {
 public:
     Attempt(asio::io_context& reactor, std::string address)
@@ -223,7 +223,7 @@ void TcpTransport::AcceptAll()
             });
             return;
         }
-        // A link that fails must not stop the accepting of others.
+        // If the handling of one connection fails, other connections must still be accepted.
         QuviewDFX::RunGuarded(LOG_SOFTBUS, "accepting", [&] {
             tcp::endpoint peer;
             peer.resize(length);
