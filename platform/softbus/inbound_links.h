@@ -1,13 +1,12 @@
 // InboundLinks: handles the connections that other devices open to this one. Each connection passes four steps:
 // 1. The client proves that it has the account's link key (admission.h).
-// 2. TLS handshake.
+// 2. The TLS handshake succeeds.
 // 3. The client sends HELLO.
 // 4. The client sends a second frame: OPEN opens a session, GOODBYE says that the client stops, CLOSE ends the
-//   connection.
-// A device that is not a member of the account is disconnected after HELLO, unless it sends a newer account state in
-// which it is a member. A client may prove in step 1 that it has a ticket to join the account instead. That connection
-// is passed to Invitations (enrolment/invitations.h). The number of connections in steps 1 to 4 and the time for each
-// step are limited. Used on the reactor thread. No call blocks.
+// connection. A device that is not a member of the account is disconnected after HELLO, unless it sends a newer account
+// state in which it is a member. A client may prove in step 1 that it has a ticket to join the account instead. That
+// connection is passed to Invitations (enrolment/invitations.h). The number of connections in steps 1 to 4 and the time
+// for each step are limited. Used on the reactor thread. No call blocks.
 #pragma once
 
 #include <list>

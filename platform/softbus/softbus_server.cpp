@@ -74,7 +74,8 @@ private:
     Channels MakeChannels(FolderChannel::IsOwn isOwn) const;
     Result<void> AnnounceEachPeriod();
     void RunReactor() EXCLUDES(lifeMutex_);
-    // Runs the parameter work on the reactor thread. If the soft bus is stopping, does not run it and returns false.
+    // PostWhileRunning runs the parameter work on the reactor thread. If the soft bus is stopping, it does not run it
+    // and returns false.
     template <typename WorkOnReactor>
     bool PostWhileRunning(WorkOnReactor work) EXCLUDES(lifeMutex_);
 

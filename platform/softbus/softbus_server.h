@@ -1,8 +1,8 @@
 // SoftBusServer: the soft bus of this device. It finds the other devices of the account, and opens and accepts sessions
-// over TLS. The host creates it with the device's identity, registers it as ability 4700 and stops it at the end. One
-// reactor thread handles sockets, TLS and timers. Each session has a strand on which its callbacks run. Design:
-// docs/link.md. Connecting and the handshake take at most 5 s each. A side that has sent nothing for 2 s sends PING. A
-// side that has received nothing for 6 s closes the session.
+// over TLS. The host creates it with the device's identity, registers it as ability (in-process service) 4700 and stops
+// it at the end. One reactor thread handles sockets, TLS and timers. Each session has a strand on which its callbacks
+// run. Design: docs/link.md. Connecting and the handshake take at most 5 s each. A side that has sent nothing for 2 s
+// sends PING. A side that has received nothing for 6 s closes the session.
 #pragma once
 
 #include <chrono>

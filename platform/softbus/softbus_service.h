@@ -1,6 +1,6 @@
-// ISoftBusService: the interface of ability 4700, which the plain functions of session.h call. SoftBusServer
-// (softbus_server.h) implements it, and tests register their own implementations. A function that has the same name as
-// a function of session.h has the same contract. Any thread.
+// ISoftBusService: the interface of ability (in-process service) 4700, which the plain functions of session.h call.
+// SoftBusServer (softbus_server.h) implements it, and tests register their own implementations. A function that has the
+// same name as a function of session.h has the same contract. Any thread.
 #pragma once
 
 #include <chrono>

@@ -57,8 +57,8 @@ public:
     // Call when a token period begins (trust/announcement_tokens.h).
     void DropOldAnnouncements();
     // Greets every known device and every device that announces itself, while the channels seek. done: called once,
-    // when all greetings of known devices have ended. If a channel seeks, done also waits until SCAN_SEEK has passed
-    // and the greetings of unknown devices have ended. In any case done is called after SCAN_LIMIT.
+    // when all greetings of known devices have ended. If a channel seeks, the call also waits until SCAN_SEEK has
+    // passed and the greetings of unknown devices have ended. The call comes after SCAN_LIMIT at the latest.
     void Scan(std::function<void()> done);
     // Ends all greetings, and sends GOODBYE to devices with recent contact. done: called once, within GOODBYE_LIMIT.
     // Stop must be the last call.

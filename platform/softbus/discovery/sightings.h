@@ -95,7 +95,7 @@ private:
     std::string ownNetworkId_ GUARDED_BY(mutex_);
     TransportTokens tokens_ GUARDED_BY(mutex_);
     std::map<std::pair<std::string, std::string>, Sighting> heard_ GUARDED_BY(mutex_);      // by channel and name
-    std::map<std::pair<std::string, PeerAddress>, SteadyTime> avoided_ GUARDED_BY(mutex_);  // when avoidance ends
+    std::map<std::pair<std::string, PeerAddress>, SteadyTime> avoided_ GUARDED_BY(mutex_);  // the end of AVOID_TIME
     SteadyTime distantReadsSince_ GUARDED_BY(mutex_){};
     int distantReads_ GUARDED_BY(mutex_) = 0;  // foreign tokens read since distantReadsSince_
 };

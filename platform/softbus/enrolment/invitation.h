@@ -24,7 +24,7 @@ struct Joiner {
 
 enum class InvitationPhase {
     WAITING,   // no device asks to join
-    ASKING,    // a joiner was asked about; it waits for the call of Answer
+    ASKING,    // a device asks to join; it waits for the call of Answer
     ADMITTED,  // the joiner is a member, and the enrolment answer was sent to it
     ENDED,     // the ticket has expired, or the invitation was closed or has failed; see InvitationStatus::why
 };

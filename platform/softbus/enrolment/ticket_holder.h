@@ -66,7 +66,7 @@ private:
     void StartTimers();
     template <typename WorkOnReactor>
     void Post(WorkOnReactor work) EXCLUDES(mutex_);
-    // Calls the function change with the status, and posts InvitationOptions::changed.
+    // Update calls the function change with the status, and posts InvitationOptions::changed.
     template <typename Change>
     void Update(Change change) EXCLUDES(mutex_);
     void End(JoinFailure result, const std::string& why);
@@ -90,7 +90,7 @@ private:
     const SteadyTime expires_;  // a time of Timers::BootNow
     Link::Setup linkSetup_;     // constant after Make
 
-    // Used on the reactor thread only, up to isForgotten_.
+    // The members from here to isForgotten_ are used on the reactor thread only.
     std::set<TalkPtr> talks_;
     TalkPtr asking_;  // the joiner that waits for the person's decision or for the end of Admit
     bool isAdmitting_ = false;

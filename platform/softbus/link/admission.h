@@ -1,9 +1,9 @@
-// Admission: accepts the connections that other devices open to this device, until each client has proved that it has
+// Admission: holds each connection that another device opens to this device, until the client has proved that it has
 // the account's link key or a ticket (trust/preamble.h). Any other client only gets a challenge, and then the
-// connection is closed. No TLS object is created for it. The number of connections is limited, in total and for each
-// source (AdmissionLimits). Each transport has its own Admission object, so that strangers on one transport do not use
-// up the limits of another. For each source at most one refusal per minute is logged. Used on the reactor thread. No
-// call blocks.
+// connection is closed. No TLS object is created for such a client. The number of connections is limited, in total and
+// for each source (AdmissionLimits). Each transport has its own Admission object, so that strangers on one transport do
+// not use up the limits of another. For each source at most one refusal per minute is logged. Used on the reactor
+// thread. No call blocks.
 #pragma once
 
 #include <asio/io_context.hpp>

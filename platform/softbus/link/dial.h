@@ -1,7 +1,6 @@
-// Dial: one attempt to connect to a device, at all its addresses. A dial tries the addresses one after another, each a
-// little later than the one before. If all attempts so far have failed, it tries the next address at once (RFC 8305
-// does the same). It keeps the first connection that completes the handshake, and queues HELLO on it as the first frame
-// (docs/link.md).
+// Dial: connects to one device. It tries the device's addresses one after another, each a little later than the one
+// before. If all attempts so far have failed, it tries the next address at once (RFC 8305 does the same). It keeps the
+// first connection that completes the handshake, and queues HELLO on it as the first frame (docs/link.md).
 // - A dial may seek: if no address works, it makes the announcement channels listen more intensively, and tries the
 //   addresses that they report.
 // - A device that does not have the current link key yet refuses the proof of this key. The dial then opens a
@@ -34,8 +33,8 @@ struct Route {
     bool isRepeated = false;  // the address has failed before in this dial
 };
 
-// If a dial has a seekingLimit and no connection yet, it starts to seek after this time, or at once when all addresses
-// have failed.
+// When a dial starts to seek (makes the announcement channels listen more intensively), if it has a seekingLimit: after
+// this time without a connection, or at once when all addresses have failed.
 inline constexpr std::chrono::milliseconds SEEK_DELAY{300};
 
 // If an attempt over radio fails, a dial that seeks repeats it after this pause, because radio connections fail
@@ -54,7 +53,7 @@ struct DialRequest {
     // Returns the addresses to try. The first one to try comes first. Called again when an announcement is heard.
     std::function<std::vector<Route>()> routes;
     std::chrono::milliseconds limit{0};
-    // The time limit of a dial after it has started to seek. Not less than the member limit. nullopt: this dial does
+    // The time limit of a dial after it has started to seek. At least DialRequest::limit. nullopt: this dial does
     // not seek.
     std::optional<std::chrono::milliseconds> seekingLimit{};
     bool greets = true;  // if true, the dial queues HELLO on the link
@@ -62,7 +61,7 @@ struct DialRequest {
 
 struct DialResult {
     std::shared_ptr<Link> link{};    // null if the device was reached at no address
-    PeerAddress where{};             // the address of the link, or of the failed attempt that end describes
+    PeerAddress where{};             // the address of the link, or of the failed attempt
     LinkEnd end = LinkEnd::BROKEN;   // without a link: how the attempt ended that explains the failure best
     std::string why = "no address";  // why that attempt failed, as text for a person
     bool wasTried = false;           // false if each attempt failed on this device, before a connection was tried
@@ -112,7 +111,7 @@ private:
     const int32_t span_;  // the id of the trace spans of this dial
     std::vector<Route> routes_;
     size_t next_ = 0;                         // index into routes_
-    std::chrono::milliseconds lastAdded_{0};  // when the address is due that AddNewAddresses added last
+    std::chrono::milliseconds lastAdded_{0};  // the start time of the newest address
     bool wasTried_ = false;
     bool hasSought_ = false;
     std::shared_ptr<void> seeking_;  // the handle of ReactorContext::seek while this dial seeks

@@ -85,7 +85,7 @@ public:
     // Create the link of a client and the link of a server. Both return null if memory is short.
     // - peerNetworkId: the network id that the server must have. Empty: any.
     // - firstMessage: the TLS message that the client sent after its proof.
-    // - key: the key for the client's proof, which MakeClient's link still sends and MakeServer's link has received.
+    // - key: the key with which the client will make its proof (MakeClient) or has made it (MakeServer).
     static std::shared_ptr<Link> MakeClient(asio::io_context& reactor, Stream stream, const Setup& setup,
                                             const std::string& peerNetworkId,
                                             Trust::ProvenKey key = Trust::ProvenKey::CURRENT);

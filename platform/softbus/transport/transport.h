@@ -45,8 +45,9 @@ struct AdmissionLimits {
     std::chrono::milliseconds time{2000};
     size_t connections = 1024;
     size_t ofSource = 128;  // connections from one source (Transport::SourceOf)
-    // How many connections may wait from sources where a member of the account has connected before. The member
-    // connections then limits only the other sources. 0: connections limits all sources together.
+    // How many connections may wait from sources where a member of the account has connected before.
+    // AdmissionLimits::connections then limits only the other sources. 0: AdmissionLimits::connections limits all
+    // sources together.
     size_t ofMembers = 512;
 };
 
