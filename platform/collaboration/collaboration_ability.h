@@ -1,6 +1,6 @@
-// The collaboration framework. It starts an ability (a service) on another device, the peer, and lets the two devices
-// exchange data while they work together. This is called a collaboration. The functions use the ability that is
-// registered as 70635. Any thread.
+// The collaboration framework. It starts an ability (a service) on another device, the peer. It also lets the two
+// devices exchange data while they work together. This is called a collaboration. The functions use the framework's own
+// ability, which is registered as 70635. Any thread.
 #pragma once
 
 #include <cstdint>

@@ -1,7 +1,8 @@
 // CollaborationServer: the collaboration framework of this device. It keeps one soft-bus session to each peer. The
-// session carries requests to start an ability, their answers, and data (collaboration_message.h). The host creates the
-// server when ability 4700 is registered, and registers it as ability 70635. Any thread. StartCollaboration blocks, at
-// most for the startLimit of Start. The soft bus calls its callbacks on session strands.
+// session carries requests to start an ability (a service), their answers, and data (collaboration_message.h). The host
+// creates the server after the soft bus was registered as ability 4700, and registers the server as ability 70635. Any
+// thread. StartCollaboration blocks, at most for the startLimit of Start. The soft bus calls its callbacks on session
+// strands.
 #pragma once
 
 #include <chrono>
@@ -90,14 +91,14 @@ private:
 
     CollaborationServer(std::chrono::milliseconds startLimit, Tasks::Timers& timers, SoftBus::PeerPolicy* policy);
 
-    // Finds the open session to the peer or opens a new one. Blocks until the session is open, but not longer than
-    // until the deadline. reused: set to true if the session was open already. Returns a CollaborationResult.
+    // Finds the open session to the peer or opens a new one. Blocks until the session is open, at most until the
+    // parameter deadline. reused: set to true if the session was open already. Returns a CollaborationResult.
     int32_t EnsureSession(const std::string& networkId, SteadyTime deadline, SessionPtr& session, bool& reused);
     int32_t BeginSession(const std::string& networkId, SessionPtr& session) REQUIRES(mutex_);
     static int Send(int32_t sessionId, const Parcel& parcel);
     // Returns the open session with that id, and sets its lastUse to now. Returns null if there is none.
     SessionPtr Use(int32_t sessionId) REQUIRES(mutex_);
-    // Sends the request to start the ability. Blocks until its answer arrives, but not longer than until the deadline.
+    // Sends the request to start the ability. Blocks until the answer arrives, at most until the parameter deadline.
     // Returns COLLABORATION_NO_SUCH_SESSION if the session ends before the answer.
     int32_t SendStart(const SessionPtr& session, const TargetInfo& target, int32_t systemAbilityId,
                       SteadyTime deadline);

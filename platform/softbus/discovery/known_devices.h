@@ -7,8 +7,8 @@
 // The file (mode 0600, replaced by rename):
 //   {"version": 1, "account": "<64 hex>", "devices": [
 //     {"network_id": "<64 hex>", "device_id": "<64 hex>", "name": "phone", "type": 1,
-//       "reached_ms": 1795347000000, "reached_over": "tcp",
-//       "addresses": [{"transport": "tcp", "address": "192.0.2.7:40117"}]}]}
+//      "reached_ms": 1795347000000, "reached_over": "tcp",
+//      "addresses": [{"transport": "tcp", "address": "192.0.2.7:40117"}]}]}
 // Flush writes the file if something has changed. The HELLO of a device causes a write if the device is new, if its
 // name, type, id or addresses have changed, or if the last write was more than a minute ago.
 #pragma once
@@ -63,8 +63,8 @@ public:
     // then more than MAX_KNOWN_DEVICES devices, some are forgotten. Returns the network ids of the forgotten devices.
     std::vector<std::string> AddOrUpdate(const std::string& networkId, const Hello& hello, const std::string& transport)
         EXCLUDES(mutex_);
-    // Records that the device sent something. ago: how long ago. Does nothing for an unknown device. If MarkAway was
-    // called for a later time, the device stays away.
+    // Records that the device sent something. ago: the time since then. Does nothing for an unknown device. If MarkAway
+    // was called for a later time, the device stays away.
     void RecordContact(const std::string& networkId, std::chrono::steady_clock::duration ago) EXCLUDES(mutex_);
     // Call when the device has sent GOODBYE, or when a dial reached it at no address. triedFor: how long that dial
     // took. Contact before the dial no longer counts as recent. If there was contact during the dial, does nothing.

@@ -58,8 +58,8 @@ public:
 
     // Returns true if the device announces itself, and no dial has failed to reach the device since.
     bool IsAnnounced(const std::string& networkId) const EXCLUDES(mutex_);
-    // Returns the announced addresses of devices whose network id begins with idPrefix. The newest announcement comes
-    // first.
+    // Returns the announced addresses of devices whose network id begins with idPrefix. The addresses of the newest
+    // announcement come first.
     std::vector<PeerAddress> Addresses(const std::string& idPrefix) const EXCLUDES(mutex_);
     // Returns how far the device's clock is ahead of this device's clock, in whole token periods. If the device's
     // announcements show different values, returns the smallest one. Returns 0 for a device without an announcement.
@@ -81,7 +81,7 @@ private:
         Trust::TokenOwner owner;
         std::vector<PeerAddress> addresses;
         SteadyTime heardAt;
-        bool isAnswered = true;  // false if a dial has failed since
+        bool isAnswered = true;  // false: a later dial did not reach the device
     };
 
     bool IsCurrent(const Sighting& sighting) const { return clock_.BootNow() - sighting.heardAt <= SIGHTING_LIFE; }

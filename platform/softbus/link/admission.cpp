@@ -15,7 +15,7 @@ namespace Vexo::SoftBus {
 
 namespace {
 
-// The headers of a TLS record and of the handshake message in it (RFC 8446, 5.1 and 4).
+// The sizes and types in the headers of a TLS record and of the handshake message in it (RFC 8446, 5.1 and 4).
 constexpr size_t RECORD_HEADER_BYTES = 5;
 constexpr size_t MESSAGE_HEADER_BYTES = 4;
 constexpr uint8_t RECORD_OF_HANDSHAKE = 22;
