@@ -194,7 +194,7 @@ Standing StateExchange::OnHello(Link& link, const Hello& hello)
         standing.verdict = hasOldKey ? Verdict::LEAVE : Verdict::TALK;
         return standing;
     }
-    // AddOlderMember makes the device a member. Until it is done, treat the device like one that sends a newer state.
+    // AddOlderMember makes the device a member. Until then, treat the device like one that sends a newer state.
     standing.isPending =
         standing.isPending || (holdsAccountKey_ && hello.stateNumber == 0 && AddOlderMember(link, hello));
     standing.verdict = standing.isPending ? Verdict::AWAIT_STATE : Verdict::LEAVE;

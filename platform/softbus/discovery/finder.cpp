@@ -120,7 +120,8 @@ void Finder::OnAnnouncement(const std::string& channel, const std::string& name,
 }
 
 // Greets a device that announces itself with a token of the account and is not known yet. Only one greeting of a device
-// runs at a time. It also tries addresses that the device announces while it runs. It does not try avoided addresses.
+// runs at a time. That greeting also tries addresses that the device announces later. It does not try avoided
+// addresses.
 void Finder::GreetStranger(const std::string& idPrefix)
 {
     if (!greetedStrangers_.insert(idPrefix).second) {

@@ -33,8 +33,8 @@ std::vector<const Transport*> TransportsOf(const ReactorContext& context, const 
 constexpr const char* TCP = "tcp";
 
 // Returns true for an address of all interfaces, such as "0.0.0.0:7". A connection to it leads back to this device. A
-// device that listens on all its interfaces reports such an address. If a peer receives it over Bluetooth, it cannot
-// replace it by a real address.
+// device that listens on all its interfaces reports such an address. A peer that receives such an address over
+// Bluetooth cannot replace it by a real address.
 bool IsOfAllInterfaces(const PeerAddress& address)
 {
     const auto parsed = ParseHostPort(address.address);

@@ -150,7 +150,7 @@ private:
     }
 
     Admission& admission_;
-    std::shared_ptr<void> use_;  // declared before socket_: released after the socket is closed
+    std::shared_ptr<void> use_;  // declared before socket_, so released after socket_ is closed
     asio::posix::stream_descriptor socket_;
     const size_t maxWriteBytes_;
     const SteadyTime deadline_ = Clock::System().Now() + admission_.limits_.time;

@@ -37,9 +37,9 @@ int32_t NextSpanId()
 
 }  // namespace
 
-// The attempt at one address: the connection and its handshake. If the device refuses the proof, the attempt makes two
-// more connections. The second connection uses the previous link key and delivers the account's state. The third
-// connection uses the current link key.
+// The attempt at one address: the connection and its handshake. If the device refuses the proof of the current link
+// key, the attempt makes two more connections. The second connection uses the previous link key and delivers the
+// account's state. The third connection uses the current link key again.
 class Dial::Attempt : public LinkOwner, public std::enable_shared_from_this<Attempt> {
 public:
     Attempt(std::shared_ptr<Dial> dial, PeerAddress where) : dial_(std::move(dial)), where_(std::move(where)) {}

@@ -83,8 +83,8 @@ void Link::Start(std::shared_ptr<LinkOwner> owner)
 
 void Link::Established()
 {
-    // A timer handler that is already queued compares the expiry time with the current time. So this call stops that
-    // handler too, which cancel() would not do.
+    // Stops the timer even if its handler is already queued, because the handler compares the expiry time with the
+    // current time. cancel() would not stop a queued handler.
     deadline_.expires_at(SteadyTime::max());
 }
 

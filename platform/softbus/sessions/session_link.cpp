@@ -286,8 +286,8 @@ void Sessions::SessionLink::OnEnded(LinkEnd end, const std::string& why)
 }
 
 // Call when the peer has closed the link while the session was opening. If the link used outdated link keys, the peer
-// has sent its state before. Then this function dials again when that state is adopted, within the same time limit, and
-// returns true. Otherwise it returns false.
+// sends its account state before it closes the link. In that case this function dials again when that state is adopted,
+// within the same time limit, and returns true. Otherwise it returns false.
 bool Sessions::SessionLink::DialAgain()
 {
     StateExchange* const exchange = sessions_.context_.exchange;

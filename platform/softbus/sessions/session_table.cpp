@@ -92,7 +92,8 @@ void Session::DeliverBytes(std::string payload, const std::shared_ptr<Link>& lin
         }
         constexpr size_t RESUME_BYTES = MAX_UNDELIVERED_BYTES / 2;
         const size_t before = self->undelivered_.fetch_sub(cost);
-        // This is posted to the reactor, so that it runs after each PauseReading that these bytes have caused.
+        // Resume on the reactor thread, so that ResumeReading runs after each PauseReading that these bytes have
+        // caused.
         if (before > RESUME_BYTES && before - cost <= RESUME_BYTES) {
             asio::post(*self->reactor_, [weak] {
                 if (const auto paused = weak.lock()) {
