@@ -104,8 +104,8 @@ public:
             });
     }
 
-    // Sends a request of ability 1164. answer is written on success only. extra: how long the daemon may wait before it
-    // answers; added to the limit.
+    // Sends a request of ability 1164. Writes the parameter answer only on success. extra: how long the daemon may wait
+    // before it answers; this time is added to limit_.
     template <typename Answer>
     CallResult Ask(HostInterfaceCode code, const RemoteCall::Writer& write, Answer& answer,
                    std::chrono::milliseconds extra = {})
@@ -129,7 +129,8 @@ public:
         return call;
     }
 
-    // Sends a request that the daemon answers as soon as its revision differs from revision, or after wait.
+    // Sends a request. The daemon answers when its revision differs from the parameter revision, or after the time
+    // wait.
     template <typename Answer>
     CallResult AskAfter(HostInterfaceCode code, uint32_t revision, std::chrono::milliseconds wait, Answer& answer)
     {
@@ -179,7 +180,7 @@ private:
                          write, read, limit);
     }
 
-    Mutex mutex_;  // one call at a time
+    Mutex mutex_;  // allows one call at a time
     RemoteCall call_ GUARDED_BY(mutex_);
     std::chrono::milliseconds limit_ GUARDED_BY(mutex_) = DEFAULT_LIMIT;
     bool usedService_ GUARDED_BY(mutex_) = false;  // the service counts this process among its clients

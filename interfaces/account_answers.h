@@ -1,6 +1,7 @@
 // Types for the daemon's answers about the account (ability 1164, requests 10 to 22): an invitation, a join, the
-// members, and why an operation failed. Value types; any thread. Strings are as the daemon sent them, so escape them
-// before you show them on a terminal. Requests: client/distnet_client.h. Encoding: share/doc/libdistnet-dev/ipc.md.
+// members, and why an operation failed. Any thread may use these value types. A string has the text that the daemon
+// sent, so escape it before you show it on a terminal. client/distnet_client.h declares the requests, and
+// share/doc/libdistnet-dev/ipc.md describes the encoding.
 #pragma once
 
 #include <chrono>
@@ -13,10 +14,10 @@
 
 namespace Vexo::Host {
 
-// Why an account operation failed. Programs decide by this code, never by the texts of AccountFault. The holder is the
-// member that has the account's key.
+// Why an account operation failed. Programs decide by this code, never by the texts of AccountFault. A member is a
+// device of the account. The holder is the member that has the account's key.
 enum class AccountFaultCode : uint8_t {
-    FAILED,          // anything else; the message says what
+    FAILED,          // any other failure; the message describes it
     NO_ACCOUNT,      // this device is in no account
     MEMBER_ALREADY,  // this device is in an account already
     WAS_REMOVED,     // this device was removed from its account
@@ -26,15 +27,15 @@ enum class AccountFaultCode : uint8_t {
     UNKNOWN_MEMBER,  // no member has that network id
     THIS_DEVICE,     // a device cannot remove itself
     BAD_NAME,        // the name is not allowed
-    NAME_TAKEN,      // another member has that name; suggestion is a free one
+    NAME_TAKEN,      // another member has that name; AccountFault::suggestion is a free name
     BAD_TICKET,      // the text is mistyped, or is not a ticket
     NOBODY_FOUND,    // no device answered to the ticket
     USED,            // another device has joined with the ticket
     EXPIRED,         // the ticket has expired
     DENIED,          // the person at the holder denied the join
-    BUSY,            // another invitation, join or joiner is under way
+    BUSY,            // another invitation or join is running, or another device is joining
     REMOVED_KEY,     // the account has removed this device's key
-    WRONG_CLOCK,     // the clocks of holder and joiner differ too much
+    WRONG_CLOCK,     // the clocks of the holder and of the joining device differ too much
     LOST,            // the other device disconnected
     CANCELLED,       // the program that began the operation cancelled it
     NOT_OPEN,        // this program has no such invitation or join
@@ -44,19 +45,19 @@ struct AccountFault {
     AccountFaultCode code = AccountFaultCode::FAILED;
     std::string message;     // what failed: one sentence without a full stop
     std::string advice;      // what to do; may be empty
-    std::string suggestion;  // NAME_TAKEN: a free name
+    std::string suggestion;  // set for NAME_TAKEN: a free name
 };
 
-// The answer of an operation that has no other result.
+// The answer of an operation that returns only success or a fault.
 struct ChangeAnswer {
     std::optional<AccountFault> fault;  // no value: success
 };
 
 enum class InvitationPhase : uint8_t {
-    WAITING,   // no device is asking
+    WAITING,   // no device is asking to join
     ASKING,    // a device waits for the person's answer
-    ADMITTED,  // the device is a member
-    ENDED,     // nobody can join with this ticket any more; fault says why
+    ADMITTED,  // the device has become a member
+    ENDED,     // nobody can join with this ticket any more; InvitationAnswer::fault says why
 };
 
 // A device that asks to join.
@@ -74,16 +75,16 @@ struct InvitationAnswer {
     std::string account;
     std::string ticket;  // secret: any device that has the ticket can ask to join
     std::chrono::sys_seconds expires;
-    JoiningDevice joiner;  // set in ASKING and ADMITTED
-    std::string note;      // WAITING: why the last device was turned away; may be empty
+    JoiningDevice joiner;  // set in the phases ASKING and ADMITTED
+    std::string note;      // phase WAITING: why the previous device was rejected; may be empty
     std::optional<AccountFault> fault;
 };
 
 enum class JoinPhase : uint8_t {
-    SEARCHING,   // looks for the device that made the ticket
+    SEARCHING,   // this device searches for the device that made the ticket
     CONFIRMING,  // the other device's owner compares the numbers
     DONE,        // this device is a member
-    FAILED,      // fault says why
+    FAILED,      // JoinAnswer::fault says why
 };
 
 struct JoinAnswer {
@@ -91,8 +92,8 @@ struct JoinAnswer {
     JoinPhase phase = JoinPhase::FAILED;
     std::string deviceName;  // the name that this device asks for
     std::string transport;   // the transport over which the holder was found: "tcp" or "bluetooth"
-    std::string holder;      // CONFIRMING, DONE: the holder's name
-    std::string account;     // CONFIRMING, DONE
+    std::string holder;      // CONFIRMING, DONE: name of the holder (the device with the account's key)
+    std::string account;     // CONFIRMING, DONE: name of the account
     std::string number;      // CONFIRMING: six digits
     std::optional<AccountFault> fault;
 };
@@ -100,14 +101,15 @@ struct JoinAnswer {
 struct AccountMember {
     std::string name;
     DeviceType type = DeviceType::UNKNOWN;
-    std::string networkId;  // the fingerprint of its key
-    std::optional<std::chrono::sys_seconds>
-        since{};  // when it was admitted; no value: the account has no list of members yet
-    std::optional<std::chrono::sys_seconds> lastReached{};  // by this device; no value: never, or this device itself
+    std::string networkId;  // fingerprint of the device's key
+    // When the member was admitted; no value: the account has no list of members yet.
+    std::optional<std::chrono::sys_seconds> since{};
+    // When this device last reached the member; no value: never, or the member is this device.
+    std::optional<std::chrono::sys_seconds> lastReached{};
     bool online = false;
-    bool pending = false;  // this device has not met the member since its admission
+    bool pending = false;  // this device has not met the member since the member was admitted
     bool isThisDevice = false;
-    bool holdsKey = false;  // it has the account's key
+    bool holdsKey = false;  // the member has the account's key
 };
 
 struct RemovedMember {

@@ -1,7 +1,7 @@
 // Types for the daemon's answers about itself (ability 1164): status, open resources, known devices, health checks,
-// events and traces. Value types; any thread. Strings are as the daemon sent them: the name of another device or of a
-// Wi-Fi network may contain control characters, so escape a string before you show it on a terminal. Requests:
-// client/distnet_client.h. Encoding: share/doc/libdistnet-dev/ipc.md.
+// events and traces. Any thread may use these value types. A string has the text that the daemon sent. The name of
+// another device or of a Wi-Fi network may contain control characters, so escape a string before you show it on a
+// terminal. client/distnet_client.h declares the requests, and share/doc/libdistnet-dev/ipc.md describes the encoding.
 #pragma once
 
 #include <chrono>
@@ -21,40 +21,40 @@ enum HostResult : int32_t {
     HOST_NOT_PERMITTED = 201,
     HOST_NO_WIFI = 1,       // WaitForWifi: this device has no Wi-Fi ability
     HOST_BAD_REQUEST = 2,   // arguments missing or out of range
-    HOST_BUSY = 3,          // StartTrace: the maximum number of recordings runs already
-    HOST_NO_RECORDING = 4,  // StopTrace: no such recording, or the offset is beyond its end
+    HOST_BUSY = 3,          // StartTrace: the maximum number of recordings is running already
+    HOST_NO_RECORDING = 4,  // StopTrace: the recording does not exist, or the offset is beyond its end
 };
 
-// The longest wait that a request may ask for; a longer one is answered with HOST_BAD_REQUEST.
+// The longest wait that a request may ask for. The daemon answers a request for a longer wait with HOST_BAD_REQUEST.
 inline constexpr std::chrono::milliseconds HOST_MAX_WAIT{60'000};
-// How long the daemon waits at most for a person to authorize a change of the account.
+// The longest time that the daemon waits until a person authorizes a change of the account.
 inline constexpr std::chrono::milliseconds HOST_PERMISSION_LIMIT{120'000};
-// How long a scan for devices takes at most.
+// The longest time that a scan for devices takes.
 inline constexpr std::chrono::milliseconds HOST_SCAN_LIMIT{5'000};
 
-// The values are part of the protocol between devices.
+// The type of a device. Devices send these numbers to each other, so the numbers must not change.
 enum class DeviceType : uint16_t { UNKNOWN = 0, PHONE = 1, TABLET = 2, LAPTOP = 3 };
 
 // Whether this device's Wi-Fi can join a network now. BLOCKED: a switch or key of the machine keeps the radio off.
 enum class RadioState { ON, SWITCHED_OFF, BLOCKED, ABSENT };
 
-// The state of the latest attempt to join a network. WAIT_FOR_WIFI requests carry these values.
+// The state of the latest attempt to join a network. WAIT_FOR_WIFI requests contain these numbers.
 enum class WifiState : int32_t { IDLE = 0, CONNECTING = 1, CONNECTED = 2, FAILED = 3, DISCONNECTED = 4 };
 
-// Whether the service (ability 1163) runs. IDLE: stopped because no program uses it; its library stays loaded and still
-// serves other devices.
+// Whether the service (ability 1163) runs. IDLE: the service was stopped because no program uses it. Its library stays
+// loaded and still serves other devices.
 enum class ServiceLife { NOT_LOADED, RUNNING, IDLE };
 
 struct WifiStatus {
     bool present = false;  // this device has a Wi-Fi ability; if false, the other members are meaningless
     RadioState radio = RadioState::ABSENT;
     WifiState state = WifiState::IDLE;
-    uint32_t attempt = 0;  // how many joins were accepted since the daemon's start
-    std::string ssid;      // of the latest attempt; non-printable bytes are escaped ("caf\xe9"), a backslash is "\\"
-    std::string address;   // "192.168.43.17" when connected, else empty
-    std::string reason;    // FAILED, DISCONNECTED: the cause as one phrase; else empty
-    std::string
-        failure;  // the same cause as a code word: a REASON of NET_WIFI_JOIN_FAIL (share/doc/libdistnet-dev/errors.md)
+    uint32_t attempt = 0;  // number of joins that were accepted since the daemon started
+    std::string ssid;  // SSID of the latest attempt; non-printable bytes are escaped ("caf\xe9"), a backslash is "\\"
+    std::string address;  // such as "192.168.43.17"; empty if not connected
+    std::string reason;   // FAILED, DISCONNECTED: the cause as one phrase; else empty
+    // The same cause as a code word: a REASON of NET_WIFI_JOIN_FAIL (share/doc/libdistnet-dev/errors.md).
+    std::string failure;
 };
 
 struct HotspotStatus {
@@ -64,7 +64,7 @@ struct HotspotStatus {
 
 struct AbilityStatus {
     int32_t id = 0;
-    std::string name;     // "Wi-Fi hotspot"
+    std::string name;     // such as "Wi-Fi hotspot"
     std::string backend;  // "linux", "simulated", "platform", "host" or "service"
 };
 
@@ -75,19 +75,19 @@ struct ThisDevice {
 };
 
 struct LinkStatus {
-    std::optional<std::string> listen;  // the address that peers use, "192.0.2.7:11630"; no value without a link
+    std::optional<std::string> listen;  // the address that other devices connect to, such as "192.0.2.7:11630"
 };
 
-// This device's membership in its account. Before enrolment all members are zero or empty.
+// This device's membership in its account. Before this device joins an account, all fields are zero or empty.
 struct MembershipStatus {
     std::optional<std::chrono::sys_seconds> removedAt;  // when the account removed this device
-    std::string holder;                                 // name of the member that has the account's key; empty: unknown
+    std::string holder;                                 // name of the device that has the account's key; empty: unknown
     bool holdsKey = false;                              // this device has the account's key
-    uint32_t members = 0;                               // this device included; 0: the account has no list yet
-    uint32_t pending = 0;                               // how many of the members this device has never met
-    std::optional<std::chrono::sys_seconds> backup;     // holdsKey: when the last backup of the key was made
-    // Expiry of this device's certificate; on the device with the account's key, the earliest expiry of all
-    // certificates of the account. No value if it is more than a year away.
+    uint32_t members = 0;  // number of devices in the account, with this one; 0: no list exists yet
+    uint32_t pending = 0;  // number of those devices that this device has never met
+    std::optional<std::chrono::sys_seconds> backup;  // used if holdsKey: when the account's key was last backed up
+    // When this device's certificate expires. On the device with the account's key: when the first certificate of the
+    // account expires. No value if that is more than a year away.
     std::optional<std::chrono::sys_seconds> endsSoon;
 };
 
@@ -95,10 +95,10 @@ struct HostStatus {
     std::string version;
     int32_t pid = 0;
     ThisDevice device;
-    std::optional<std::string> account;  // its name; no value before enrolment
+    std::optional<std::string> account;  // the account's name; no value before enrolment
     MembershipStatus membership;
     std::string platform;                  // "linux" or "simulated"
-    std::vector<AbilityStatus> abilities;  // registered now, ordered by id
+    std::vector<AbilityStatus> abilities;  // the abilities that are registered now, ordered by id
     ServiceLife service = ServiceLife::NOT_LOADED;
     LinkStatus link;
     WifiStatus wifi;
@@ -108,14 +108,14 @@ struct HostStatus {
 
 // Resources that the daemon has open now. A count that only grows indicates a leak.
 struct HostCounts {
-    uint64_t sessions = 0;  // of the soft bus, both directions
+    uint64_t sessions = 0;  // sessions of the soft bus, incoming and outgoing
     uint64_t pendingOpens = 0;
     uint64_t sessionServers = 0;
-    uint64_t collaborations = 0;  // of the service, both directions
+    uint64_t collaborations = 0;  // collaborations of the service, incoming and outgoing
     uint64_t ipcConnections = 0;  // local clients
     uint64_t ipcThreads = 0;      // threads that serve local clients
-    uint64_t threads = 0;         // of the process
-    uint64_t descriptors = 0;     // open files of the process
+    uint64_t threads = 0;         // threads of the daemon
+    uint64_t descriptors = 0;     // open files of the daemon
     uint64_t queuedTasks = 0;     // tasks that wait for a thread of the shared pool
 
     uint64_t Pending() const { return pendingOpens + collaborations + queuedTasks; }
@@ -130,14 +130,14 @@ struct KnownDevice {
     std::string deviceId;
     bool online = false;
     std::chrono::sys_seconds lastSeen;
-    std::string transport{};  // the transport that would be tried first: "tcp" or "bluetooth"
-    std::string address{};    // the address that would be tried first; empty: unknown
+    std::string transport{};  // the transport that a connection tries first: "tcp" or "bluetooth"
+    std::string address{};    // the address that a connection tries first; empty: unknown
     // The device's clock minus this device's clock; 0 if unknown.
     std::chrono::milliseconds clockAhead{0};
 };
 
 struct DeviceList {
-    std::vector<KnownDevice> devices;  // online first
+    std::vector<KnownDevice> devices;  // online devices first
 };
 
 struct CheckList {
@@ -164,24 +164,25 @@ struct Event {
 };
 
 struct EventPage {
-    uint64_t cursor = 0;        // for the next request; valid until the daemon ends
-    bool missed = false;        // rotation has removed events that followed the requested cursor
+    uint64_t cursor = 0;  // the cursor for the next request; valid until the daemon ends
+    bool missed = false;  // events that followed the requested cursor are lost, because old event files were deleted
     std::vector<Event> events;  // oldest first; empty when no event follows the cursor yet
 };
 
 struct TraceRecording {
-    uint32_t recording = 0;  // its number, from 1
+    uint32_t recording = 0;  // number of the recording; the first recording has number 1
 };
 
-// A piece of a stopped recording. To read the whole trace, add the size of text to the offset and request the next
-// piece, until the offset equals bytes.
+// A piece of the trace of a stopped recording. To read the whole trace, add the size of the member text to the offset
+// and request the next piece. Repeat this until the offset equals the member bytes.
 struct TracePiece {
     uint32_t recording = 0;
     uint64_t spans = 0;    // recorded spans
     uint64_t dropped = 0;  // spans that were not recorded because the recording was full
     std::chrono::milliseconds duration{0};
     uint64_t bytes = 0;  // size of the whole trace
-    std::string text;  // the trace from the requested offset on; trace-event JSON (share/doc/libdistnet-dev/traces.md)
+    // The trace from the requested offset on, as trace-event JSON (share/doc/libdistnet-dev/traces.md).
+    std::string text;
 };
 
 }  // namespace Vexo::Host

@@ -1,6 +1,6 @@
-// Encodes and decodes the daemon's answers as JSON objects (docs/ipc.md). ForEachMember lists the members of each type;
-// AnswerText writes, and ParseAnswer reads, according to this list. Functions without state; any thread. No call
-// blocks.
+// Encodes and decodes the daemon's answers as JSON objects (docs/ipc.md). ForEachMember lists the members of each type.
+// AnswerText writes the members in this list, and ParseAnswer reads them. Any thread may call the functions. They keep
+// no state and do not block.
 #pragma once
 
 #include <cmath>
@@ -22,7 +22,8 @@ template <typename Value, typename Type>
 concept MaybeConst = std::same_as<std::remove_const_t<Value>, Type>;
 
 // ---- The members of each type, in the order in which they are written. ForEachMember calls visit(key, member) for
-// ---- each. visit.Derived(key, value) passes a value that is computed from other members: it is written but not read.
+// ---- each member. visit.Derived(key, value) is for a value that is computed from other members. Such a value is
+// ---- written but not read.
 
 template <typename Visit>
 void ForEachMember(Visit& visit, MaybeConst<WifiStatus> auto& wifi)
@@ -265,8 +266,8 @@ Json ToJson(const Value& value)
 
 // ---- Reading --------------------------------------------------------------------------------------------------------
 
-// Reads value from json. Returns false if json is not of the type. at is then the path of the wrong member
-// ("abilities[2].name"), or empty if json itself is wrong.
+// Reads value from json. Returns false if json does not match the type Value. The parameter at then receives the path
+// of the wrong member, such as "abilities[2].name". An empty path means that json itself is wrong.
 template <typename Value>
 bool FromJson(const cJSON* json, Value& value, std::string& at);
 
@@ -294,7 +295,7 @@ private:
     std::string fault_;  // path of the first member that is missing or of the wrong type
 };
 
-// Accepts whole numbers in the range of the type. Rejects numbers beyond 2^53, which JSON does not carry exactly.
+// Reads a number in the range of Value. Rejects numbers beyond 2^53, because JSON does not carry them exactly.
 template <typename Value>
 bool NumberFromJson(const cJSON* json, Value& value)
 {

@@ -1,5 +1,5 @@
-// The words for the values of enumerations, as the configuration and the daemon's answers use them. One table for each
-// enumeration. Constant data; any thread.
+// The words that stand for enumerators in the configuration and in the daemon's answers. Each enumeration has one
+// table. The tables are constant, so any thread may read them.
 #pragma once
 
 #include "interfaces/host_answers.h"
@@ -44,7 +44,7 @@ inline constexpr const auto& NamesOf(ServiceLife)
     return SERVICE_LIFE_NAMES;
 }
 
-// Returns the word for value, or "unknown" if value has none.
+// Returns the word for an enumerator, or "unknown" if its table does not contain the enumerator.
 template <typename Value>
 constexpr const char* NameOf(Value value)
 {

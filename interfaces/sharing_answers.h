@@ -1,7 +1,7 @@
 // Types for the daemon's answers about sharing this device's network through its hotspot (ability 1164, requests 30 and
-// 31): which devices use the hotspot, how many bytes it has carried, and which devices ask to use it. Value types; any
-// thread. Strings are as the daemon sent them, so escape them before you show them on a terminal. Requests:
-// client/distnet_client.h. Encoding: share/doc/libdistnet-dev/ipc.md.
+// 31): which devices use the hotspot, how many bytes it has carried, and which devices ask to use it. Any thread may
+// use these value types. A string has the text that the daemon sent, so escape it before you show it on a terminal.
+// client/distnet_client.h declares the requests, and share/doc/libdistnet-dev/ipc.md describes the encoding.
 #pragma once
 
 #include <chrono>
@@ -12,7 +12,7 @@
 
 namespace Vexo::Host {
 
-// Which devices may use this device's network: "share.allow" of the configuration.
+// The values of the configuration key "share.allow": which devices may use this device's network.
 enum class ShareAllow : uint8_t {
     ACCOUNT,  // every device of the account, except those with the rule NEVER
     ASK,      // the owner is asked about each device that has no rule
@@ -20,7 +20,7 @@ enum class ShareAllow : uint8_t {
     DEVICES,  // only devices with a rule that allows them
 };
 
-// The owner's decision about one device. All but DENY become the device's rule.
+// The owner's decision about one device. Every decision except DENY becomes the rule for that device.
 enum class ShareDecision : uint32_t {
     ONCE = 1,    // allowed for one use, which must begin within 10 minutes
     TODAY = 2,   // allowed until midnight, local time
@@ -29,13 +29,13 @@ enum class ShareDecision : uint32_t {
     DENY = 5,    // denies this request only; the owner is not asked again for 10 minutes
 };
 
-// A user of this device's hotspot: a device with a lease, or a connected station.
+// A user of this device's hotspot. It is a device with a lease (it regularly reports its use), or a connected station.
 struct ShareUser {
-    std::string networkId;  // empty for a station that no lease names
+    std::string networkId;  // empty if no lease names this station
     std::string deviceName;
     std::string macAddress;
     std::chrono::sys_seconds since;
-    uint64_t bytes = 0;        // in both directions, since `since`
+    uint64_t bytes = 0;        // in both directions, since the time `since`
     bool hasLease = false;     // the device renewed its lease within the last 150 s
     bool isConnected = false;  // the station is connected now
 };
@@ -48,9 +48,9 @@ struct ShareRequest {
 
 struct ShareRule {
     std::string networkId;
-    std::string deviceName;                           // empty: no longer known
+    std::string deviceName;                           // empty: the device is no longer known
     ShareDecision decision = ShareDecision::ONCE;     // never DENY
-    std::optional<std::chrono::sys_seconds> until{};  // ONCE, TODAY
+    std::optional<std::chrono::sys_seconds> until{};  // when a ONCE or TODAY rule ends; no value for other rules
 };
 
 struct ShareStatus {
@@ -60,7 +60,7 @@ struct ShareStatus {
     std::vector<ShareUser> users;
     std::vector<ShareRequest> requests;  // requests that wait for the owner's decision, oldest first
     std::vector<ShareRule> rules;
-    uint64_t monthBytes = 0;                    // carried by the hotspot since monthBegan
+    uint64_t monthBytes = 0;                    // bytes that the hotspot has carried since monthBegan
     std::optional<uint64_t> monthLimitBytes{};  // no value: no limit
     std::chrono::sys_seconds monthBegan;
     uint8_t batteryFloorPercent = 0;           // 0: no floor
@@ -69,7 +69,7 @@ struct ShareStatus {
 
 enum class ShareFaultCode : uint8_t {
     UNKNOWN_DEVICE,  // no member of the account has that network id
-    NOT_ASKED,       // DENY: that device has no open request
+    NOT_ASKED,       // the decision was DENY, but that device has no open request
     FAILED,          // the decision could not be stored; the message says why
 };
 
