@@ -1,5 +1,5 @@
 // Builds the AccountFault that an account operation returns when it fails: the code for programs, and the sentences for
-// people. Functions without state; any thread.
+// people. Any thread may call the functions, which keep no state.
 #pragma once
 
 #include <optional>
@@ -11,7 +11,7 @@
 
 namespace Vexo::Host {
 
-// The fault of a device without an account.
+// Returns the fault for a device that is in no account.
 AccountFault NoAccount();
 AccountFault WasRemoved(const std::string& account, std::chrono::sys_seconds at);
 // holder: the name of the member that has the account's key; empty: unknown.
@@ -20,7 +20,7 @@ AccountFault NotSettled();
 AccountFault MemberAlready(const std::string& account);
 AccountFault NotOpen(const std::string& what);
 AccountFault NameTaken(const std::string& name, const std::string& suggestion, const std::string& command);
-// The fault for a join that failed. deviceName: the name that this device asked for.
+// Returns the fault for a join that failed. deviceName: the name that this device asked for.
 AccountFault JoinFault(const SoftBus::JoinStatus& status, const std::string& deviceName);
 
 }  // namespace Vexo::Host

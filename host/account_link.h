@@ -1,9 +1,9 @@
 // AccountLink: owns the abilities that connect this device with the other devices of its account: the soft bus (4700),
 // the device manager (4802) and the collaboration framework (70635). On an enrolled device they start with the daemon.
-// AccountLink watches the identity folder: it starts the abilities as soon as the folder contains a complete enrolment,
-// and passes later changes of the folder to the soft bus. This work runs on a strand of the shared pool; nothing runs
-// while the folder does not change. Call Start, Watch and Stop once each, in this order. Other functions: any thread,
-// but not from the callbacks. Next: account_operations.h.
+// AccountLink watches the identity folder. It starts the abilities as soon as the folder contains a complete enrolment,
+// and passes later changes of the folder to the soft bus. This work runs on a strand (one task at a time) of the shared
+// pool. Nothing runs while the folder does not change. Call Start, Watch and Stop once each, in this order. Any thread
+// may call the other functions, but the callbacks must not call them. Read account_operations.h next.
 #pragma once
 
 #include <chrono>
@@ -30,7 +30,7 @@
 
 namespace Vexo::Host {
 
-// This device's identity as other devices see it. Changes with the identity folder.
+// This device's identity as other devices see it. The values change when the identity folder changes.
 struct LinkFacts {
     std::string networkId;
     std::string accountName;                              // empty before enrolment
@@ -40,37 +40,39 @@ struct LinkFacts {
     bool holdsAccountKey = false;
     std::optional<WallTime> certificateEnd{};  // no value before enrolment
 
-    // This device's name in the account; empty if unknown.
+    // Returns this device's name in the account, or an empty text if the name is unknown.
     std::string OwnName() const;
-    // The known devices of the account, online devices first; empty before enrolment.
+    // Returns the known devices of the account, online devices first. Before enrolment the list is empty.
     std::vector<KnownDevice> Devices() const;
-    // The name of another device of the account; empty if no device has that network id.
+    // Returns the name of another device of the account, or an empty text if no device has that network id.
     std::string NameOf(const std::string& otherNetworkId) const;
 };
 
 struct AccountLinkOptions {
     std::filesystem::path identityFolder;  // must exist and hold the device's key
-    std::string networkId;                 // the network id of that key
+    std::string networkId;                 // the network id that belongs to the device's key
     SoftBus::SoftBusOptions softBus;
     sptr<SystemAbilityManager> abilities;
-    // Receives one line for a person. Called on the thread that calls Start or Watch, and later on the strand.
+    // Receives one line of text for a person. Called on the thread that calls Start or Watch, and later on
+    // AccountLink's strand.
     std::function<void(const std::string& line)> say;
-    // linkStarted is called after the abilities were registered, linkStopping before they stop. On the thread that
-    // calls Start or Stop, or on the strand.
+    // linkStarted is called after the abilities were registered, and linkStopping is called before they stop. Both run
+    // on the thread that calls Start or Stop, or on AccountLink's strand.
     std::function<void()> linkStarted;
     std::function<void()> linkStopping;
-    // enrolled is called when the device was enrolled while the daemon runs, after the abilities were registered. left
-    // is called after the device has left its account. On the strand.
+    // The function enrolled is called if the device joins an account while the daemon runs, after the abilities were
+    // registered. The function left is called after the device has left its account. Both run on AccountLink's strand.
     std::function<void()> enrolled;
     std::function<void()> left;
     // Called with the account's state and this device's network id after the abilities were registered, and after each
-    // change of the identity. On the strand; may block.
+    // change of the identity. Runs on AccountLink's strand and may block.
     std::function<void(const Trust::AccountState& state, const std::string& networkId)> stateUsed;
 };
 
 class AccountLink : public NoCopyable, public std::enable_shared_from_this<AccountLink> {
 public:
-    // How long the folder must stay unchanged before it is read, so that a file is not read while it is being copied.
+    // How long the identity folder must stay unchanged before AccountLink reads it. Without this wait, AccountLink
+    // could read a file that is still being copied.
     static constexpr std::chrono::milliseconds QUIET{200};
 
     static std::shared_ptr<AccountLink> Make(AccountLinkOptions options);
@@ -82,12 +84,13 @@ public:
     void Watch();
     // Reads the identity folder now and applies its content. Blocks until that is done, or until the daemon stops.
     void Refresh() EXCLUDES(mutex_);
-    // As Refresh, but does not block.
+    // Does the work of Refresh later on the strand, and returns at once.
     void RefreshSoon() EXCLUDES(mutex_);
-    // Deletes this device's account and key, stops the abilities, and creates a new key. Blocks as long as Stop.
+    // Deletes this device's account and key, stops the abilities, and creates a new key. Blocks for as long as Stop
+    // does.
     [[nodiscard]] Result<void> Leave() EXCLUDES(mutex_);
-    // Stops the abilities. If work runs on the strand, first waits for its end, at most until deadline. Then blocks for
-    // as long as SoftBusServer::Stop.
+    // Stops the abilities. If strand_ is running a function, first waits until the function returns, but not longer
+    // than deadline. Then blocks for as long as SoftBusServer::Stop does.
     void Stop(SteadyTime deadline);
 
     LinkFacts Facts() const EXCLUDES(mutex_);
@@ -95,9 +98,9 @@ public:
 private:
     explicit AccountLink(AccountLinkOptions options);
     void OnFolderChanged() EXCLUDES(mutex_);
-    // Runs work unless Stop was called. Stop waits for the end of work. Called on the strand.
+    // Calls the function work unless Stop was called. Stop waits until work has returned. Call it on strand_.
     void RunOnStrand(const char* what, const std::function<void()>& work) EXCLUDES(mutex_);
-    // The following functions run on the strand.
+    // The following functions run on strand_.
     void CheckIdentity() EXCLUDES(mutex_);
     void StartIfEnrolled() EXCLUDES(mutex_);
     void ApplyIdentityChange() EXCLUDES(mutex_);
@@ -105,20 +108,20 @@ private:
     void ReportState() EXCLUDES(mutex_);
 
     [[nodiscard]] Result<void> StartAbilities(const Trust::Identity& identity) EXCLUDES(mutex_);
-    // Stops what StartAbilities started. forGood: the daemon ends, so the objects are kept, and 4700 and 70635 stay
-    // registered.
+    // Stops everything that StartAbilities started. forGood: true if the daemon ends. Then the objects are kept, and
+    // the abilities 4700 and 70635 stay registered.
     void StopAbilities(bool forGood) EXCLUDES(mutex_);
     void SayWhatIsMissing();
 
     const AccountLinkOptions options_;
-    std::string lastMissing_;  // the line that was reported last; used by Start, then only on the strand
+    std::string lastMissing_;  // the latest line about a missing part; used by Start, later only on strand_
     mutable Mutex mutex_;
     CondVar workEnded_;
     LinkFacts facts_ GUARDED_BY(mutex_);
-    std::string used_ GUARDED_BY(mutex_);  // VersionOf the identity that the soft bus uses
+    std::string used_ GUARDED_BY(mutex_);  // VersionOf() of the identity that the soft bus uses
     sptr<DistributedHardware::DeviceManagerServer> deviceManager_ GUARDED_BY(mutex_);
     sptr<CollaborationFwk::CollaborationServer> collaboration_ GUARDED_BY(mutex_);
-    bool isWorking_ GUARDED_BY(mutex_) = false;  // the strand runs work
+    bool isWorking_ GUARDED_BY(mutex_) = false;  // strand_ is running a function
     bool isStopping_ GUARDED_BY(mutex_) = false;
     Tasks::Timer check_ GUARDED_BY(mutex_);
     Tasks::Strand strand_;

@@ -1,12 +1,12 @@
 // AccountOperations: the operations on this device's account that local programs request (ability 1164, requests 10 to
 // 22): invite a device, join by a ticket, list, rename and remove members, leave, renew, and transfer the account's
 // key. At most one invitation and one join exist at a time. Each belongs to the process that began it, and is cancelled
-// when that process ends. The caller checks the rights (account_requests.h). Any thread, several calls at once. What
-// blocks:
-// - WaitForInvitation and WaitForJoin: nothing.
-// - CancelJoin, OnProcessGone and Stop: the disk, and until the join has ended.
-// - Leave: the disk, and as long as SoftBusServer::Stop.
-// - All others: the disk.
+// when that process ends. The caller checks the rights (account_requests.h). Any thread may call, and several calls may
+// run at once.
+// - WaitForInvitation and WaitForJoin do not block.
+// - CancelJoin, OnProcessGone and Stop block on the disk and until the join has ended.
+// - Leave blocks on the disk and for as long as SoftBusServer::Stop does.
+// - All other functions block on the disk.
 #pragma once
 
 #include <sys/types.h>
@@ -34,7 +34,7 @@ namespace Vexo::Host {
 struct AccountOperationsOptions {
     std::filesystem::path identityFolder;
     std::shared_ptr<AccountLink> link;
-    SoftBus::SoftBusOptions softBus;  // how a join finds the other device, and this device's type
+    SoftBus::SoftBusOptions softBus;  // contains how a join finds the other device, and this device's type
 };
 
 class AccountOperations : public NoCopyable, public std::enable_shared_from_this<AccountOperations> {
@@ -56,8 +56,8 @@ public:
     ChangeAnswer RenameMember(const std::string& networkId, const std::string& name);
     ChangeAnswer RemoveMember(const std::string& networkId, bool announcesNewKeyOnly);
     ChangeAnswer Leave();
-    // Transfers the account's key to the member with that network id. Does not wait for the member; answers within
-    // SEEKING_OPEN_LIMIT of the soft bus.
+    // Transfers the account's key to the member with that network id. Returns without waiting for that member, and
+    // calls answer within SEEKING_OPEN_LIMIT of the soft bus.
     void Transfer(const std::string& networkId, IDistNetHost::Answer<ChangeAnswer> answer);
     ChangeAnswer Renew();
 
@@ -69,7 +69,7 @@ public:
 private:
     struct OwnInvitation {
         pid_t owner = 0;
-        uint32_t number = 0;  // distinguishes its callbacks from those of an earlier invitation
+        uint32_t number = 0;  // distinguishes the callbacks of this invitation from those of an earlier one
         InvitationAnswer answer;
         bool isDenied = false;  // the person denied the device that asked
         std::shared_ptr<SoftBus::Invitation> invitation{};
@@ -84,7 +84,7 @@ private:
     explicit AccountOperations(AccountOperationsOptions options) : options_(std::move(options)) {}
 
     LinkFacts CurrentFacts() const;
-    // Returns why this device cannot change the account now, or no value if it can.
+    // Returns why this device may not change the account now, or no value if it may.
     std::optional<AccountFault> WhyNotHolder() const;
     Result<std::string> Admit(const std::string& requestPem, const SoftBus::Joiner& joiner);
     void OnInvitationChanged(uint32_t number) EXCLUDES(mutex_);
@@ -95,21 +95,22 @@ private:
     void Changed(uint32_t& revision) REQUIRES(mutex_);
     InvitationAnswer InvitationOf(pid_t owner) const REQUIRES(mutex_);
     JoinAnswer JoinOf(pid_t owner) const REQUIRES(mutex_);
-    // Reads the answer for the owner: InvitationOf or JoinOf.
+    // A function that reads the answer for the process owner: InvitationOf or JoinOf.
     template <typename Value>
     using Read = Value (AccountOperations::*)(pid_t owner) const;
-    // Answers with the value that read returns for the owner, as soon as its revision differs from revision or the
-    // limit has passed.
+    // Calls answer with the value that the function read returns for the process owner. Calls it as soon as the value's
+    // revision differs from the parameter revision, or when limit has passed.
     template <typename Value>
     void AnswerOnceChanged(ChangeWaits& waits, Read<Value> read, pid_t owner, uint32_t revision,
                            std::chrono::milliseconds limit, IDistNetHost::Answer<Value> answer);
-    // Each marks the invitation or join as cancelled, so that its owner can still read the outcome, and returns the
-    // object for the caller to stop. owner: no value for any owner. Returns null if there is nothing to cancel.
+    // TakeInvitation and TakeJoin mark the invitation or the join as cancelled, so that its owner can still read how it
+    // ended. They return the object that the caller must stop, or null if there is nothing to cancel. owner: the
+    // process; no value: any process.
     std::shared_ptr<SoftBus::Invitation> TakeInvitation(std::optional<pid_t> owner) EXCLUDES(mutex_);
     std::shared_ptr<SoftBus::JoinAttempt> TakeJoin(std::optional<pid_t> owner) EXCLUDES(mutex_);
     ChangeAnswer HandOver(const std::string& networkId, const Result<void>& sent);
-    // Runs change on the identity folder, and applies the changed folder. missing: the fault's code if change fails
-    // with NOT_FOUND.
+    // Calls the function change, which changes the identity folder, and then applies the changed folder. missing: the
+    // code of the fault if change fails with NOT_FOUND.
     template <typename Change>
     ChangeAnswer ChangeAccount(AccountFaultCode missing, Change change);
 
@@ -122,7 +123,7 @@ private:
     uint32_t numbers_ GUARDED_BY(mutex_) = 0;   // number of the latest invitation or join
     std::optional<OwnInvitation> invitation_ GUARDED_BY(mutex_);
     std::optional<OwnJoin> join_ GUARDED_BY(mutex_);
-    Tasks::Strand transfers_;  // own synchronisation
+    Tasks::Strand transfers_;  // has its own synchronisation
 };
 
 template <typename Value>

@@ -1,7 +1,7 @@
-// AccountRequests: handles the account's requests of ability 1164: reads the arguments, checks the rights
-// (account_rights.h; GET_MEMBERS needs only the rights that every request needs), runs the operation and writes the
-// answer. No worker waits for a person or for a change. Called on IPC workers, several at once. Operations:
-// host/account_operations.h; parcels: docs/ipc.md.
+// AccountRequests: handles the requests of ability 1164 about the account. It reads the arguments, checks the rights
+// (account_rights.h), runs the operation and writes the answer. GET_MEMBERS needs only the rights that every request
+// needs. No IPC worker waits for a person or for a change. Several IPC workers may call it at once.
+// host/account_operations.h declares the operations, and docs/ipc.md describes the parcels.
 #pragma once
 
 #include <functional>
@@ -24,8 +24,8 @@ public:
 
     // Returns true if the code is a request about the account.
     static bool Handles(uint32_t code);
-    // Runs a request for which Handles returns true. data is positioned after the interface token. Returns the status
-    // of the reply.
+    // Runs a request for which Handles returns true. The parameter data must be positioned after the interface token.
+    // Returns the status of the reply.
     int32_t Run(HostInterfaceCode code, MessageParcel& data, MessageParcel& reply);
 
 private:
@@ -33,7 +33,8 @@ private:
     int32_t RunJoin(HostInterfaceCode code, MessageParcel& data, MessageParcel& reply);
     int32_t RunTransfer(MessageParcel& data, MessageParcel& reply);
     int32_t RunChange(HostInterfaceCode code, MessageParcel& data, MessageParcel& reply);
-    // If the caller may change the account, runs operation and answers with its result. Otherwise refuses the request.
+    // If the caller may change the account, calls operation and sends its result as the answer. Otherwise refuses the
+    // request.
     template <typename Value>
     int32_t Permitted(MessageParcel& reply, std::function<Value()> operation);
 

@@ -1,8 +1,8 @@
-// AccountRights: decides whether a caller may change this device's account. Any thread. These callers may:
+// AccountRights: decides whether a caller may change this device's account. Any thread may use it. These callers may
+// change the account:
 // - root and the daemon's own user;
-// - on a Linux machine, a user whom polkit authorizes for the action of packaging/polkit.policy (an active user, by
-//   password);
-// - on a simulated device, a caller that the access policy makes native.
+// - on a Linux machine, an active user whom polkit authorizes by password for the action of packaging/polkit.policy;
+// - on a simulated device, a caller that is native according to the access policy.
 #pragma once
 
 #include <sys/types.h>
@@ -25,9 +25,10 @@ public:
     // bus: the machine's system bus; null on a simulated device.
     static std::shared_ptr<AccountRights> Make(std::shared_ptr<Linux::Bus> bus);
 
-    // Decides about the caller that IPCSkeleton names, and calls done once. Without polkit, done runs on this thread
-    // before Check returns. With polkit, it runs on a thread of the pool that acts for the caller, after the person has
-    // answered or HOST_PERMISSION_LIMIT has passed. A user for whom polkit is already being asked is refused.
+    // Checks the rights of the caller that IPCSkeleton names, and calls the function done once. Without polkit, done
+    // runs on this thread before Check returns. With polkit, done runs on a thread of the pool that acts for the
+    // caller. It runs there after the person has answered or HOST_PERMISSION_LIMIT has passed. A user for whom polkit
+    // is already being asked is refused.
     void Check(const std::function<void(bool isGranted)>& done);
 
 private:
@@ -41,8 +42,8 @@ private:
     std::set<uid_t> asked_ GUARDED_BY(mutex_);  // users for whom polkit is being asked
 };
 
-// The process's start time in the kernel's clock ticks, which polkit compares (proc(5), stat, field 22); 0 if the
-// process has ended.
+// Returns the start time of the process in the kernel's clock ticks, or 0 if the process has ended. polkit compares
+// this time (proc(5), stat, field 22).
 uint64_t StartTimeOf(pid_t pid);
 
 }  // namespace Vexo::Host

@@ -1,5 +1,6 @@
 // ChangeWaits: lets many callers wait for the same change without one thread each. While there are waiters, one thread
-// of the shared pool waits for all of them, and each waiter has a timer for its limit. Any thread; Add does not block.
+// of the shared pool waits for all of them, and each waiter has a timer for its limit. Any thread may call Add, which
+// does not block.
 #pragma once
 
 #include <chrono>
@@ -18,29 +19,30 @@ namespace Vexo::Host {
 class ChangeWaits : public NoCopyable, public std::enable_shared_from_this<ChangeWaits> {
 public:
     struct Waiter {
-        // Answers the caller if something has changed, or unconditionally if mustAnswer. Returns whether it answered.
-        // Called on any thread, also inside Add, but by one thread at a time, and not again once it has answered. Must
-        // not block.
+        // Answers the caller if something has changed. If mustAnswer is true, answers in any case. Returns true if it
+        // answered. ChangeWaits calls this function on any thread, also inside Add, but never on two threads at once.
+        // After the function returned true, it is not called again. It must not block.
         std::function<bool(bool mustAnswer)> answer;
-        // Blocks until the state differs from the one that this caller knows, or until the limit has passed.
+        // Blocks until the state differs from the state that this caller knows, or until the duration limit has passed.
         std::function<void(std::chrono::milliseconds limit)> block;
     };
 
     static std::shared_ptr<ChangeWaits> Make();
 
-    // Answers the waiter at once if something has changed already; otherwise at the next change or when the limit has
-    // passed.
+    // Answers the waiter at once if something has changed already. Otherwise answers it at the next change, or when
+    // limit has passed.
     void Add(Waiter waiter, std::chrono::milliseconds limit) EXCLUDES(mutex_);
 
-    // A value with a revision, guarded by a mutex of the object that owns it. mutex and changed must be valid while
-    // read exists.
+    // Describes a value with a revision. The object that owns the value also owns mutex and changed. Both must be valid
+    // as long as the function read exists.
     template <typename Value>
     struct Source {
         Mutex* mutex;
         CondVar* changed;             // notified with each change
-        std::function<Value()> read;  // called with the mutex locked; keeps the owner of the value alive
+        std::function<Value()> read;  // called while mutex is locked; keeps the owner of the value alive
     };
-    // Calls answer with the value as soon as its revision differs from revision, or when the limit has passed.
+    // Calls answer with the value as soon as its revision differs from the parameter revision, or when limit has
+    // passed.
     template <typename Value>
     void AddForRevision(Source<Value> source, uint32_t revision, std::chrono::milliseconds limit,
                         std::function<void(const Value&)> answer);

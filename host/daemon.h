@@ -35,8 +35,8 @@ inline constexpr std::chrono::milliseconds DRAIN_LIMIT{1500};
 
 class Daemon : public NoCopyable {
 public:
-    // Receives one line, without a newline, for the person who starts the daemon or enrols the device. Called on the
-    // thread of Start, and on a thread of the pool when the device is enrolled later.
+    // Receives one line, without a newline, for the person who starts the daemon or enrols the device. Runs on the
+    // thread of Start. If the device is enrolled later, it runs on a thread of the pool.
     using Say = std::function<void(const std::string& line)>;
 
     // Starts everything. Blocks on the disk and, at a device's first start, on key generation. On failure the error
@@ -54,7 +54,7 @@ private:
 
     [[nodiscard]] Result<void> PrepareFolders();
     [[nodiscard]] Result<void> PrepareRecords(const Say& say);
-    // Returns true if standard error is connected to the journal; then log lines and events go there.
+    // If standard error is connected to the journal, sends log lines and events to the journal and returns true.
     bool UseJournal(const Say& say);
     void InstallAccess(const Say& say);
     void InstallAbilities();
@@ -85,7 +85,7 @@ private:
     std::shared_ptr<AccountOperations> account_;
     std::shared_ptr<AccountRights> accountRights_;
     std::unique_ptr<Ipc::IpcServer> ipc_;
-    std::atomic<Ipc::IpcServer*> counted_{nullptr};  // ipc_ once it is set; the first request may arrive earlier
+    std::atomic<Ipc::IpcServer*> counted_{nullptr};  // ipc_ after it is set; the first request may come earlier
     std::atomic<size_t> asking_{0};                  // running requests to ability 1164, which Drain does not wait for
 };
 

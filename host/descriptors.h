@@ -20,7 +20,8 @@ inline constexpr size_t OWN_DESCRIPTORS = 512 + LINK_DESCRIPTORS;
 // Returns the number of descriptors that the daemon can use.
 size_t RaiseDescriptorLimit();
 
-// Returns how many local connections this descriptor limit allows in total, and how many of them are reserved for root.
+// Returns how many local connections are allowed in total with this descriptor limit, and how many of them are reserved
+// for root.
 Ipc::ShareLimits SharesWithin(size_t descriptorLimit);
 
 }  // namespace Vexo::Host

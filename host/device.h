@@ -1,6 +1,6 @@
 // Device: the radios, SIMs, screen and battery of this device. ChoosePlatform selects what provides them: the machine's
-// own daemons, or a simulation. Only the host makes this choice. Call Start and Stop once each; other threads may use
-// the abilities that a device registers.
+// own daemons, or a simulation. Only the code in host/ makes this choice. Call Start and Stop once each. Other threads
+// may use the abilities that a device registers.
 #pragma once
 
 #include <memory>
@@ -26,7 +26,7 @@ inline constexpr const char* PLATFORM_SIMULATED = "simulated";
 
 struct PlatformChoice {
     std::string platform;             // "linux" or "simulated"
-    std::string reason;               // "NetworkManager 1.42.4 answers"
+    std::string reason;               // such as "NetworkManager 1.42.4 answers"
     std::shared_ptr<Linux::Bus> bus;  // null for a simulated device
 };
 
@@ -47,29 +47,31 @@ public:
     // Returns one line for each ability, for the person who starts the daemon: what provides the ability, or why it is
     // missing.
     virtual std::vector<std::string> Lines() const = 0;
-    // Returns the checks of radios, modems and events for `distnetctl doctor`, with advice on what is missing. Empty
-    // for a simulated device. Any thread.
+    // Returns the checks of radios, modems and events for `distnetctl doctor`, with advice on what is missing. The list
+    // is empty for a simulated device. Any thread may call it.
     virtual std::vector<QuviewDFX::HealthCheck> Checks() const = 0;
-    // Whether Wi-Fi can join a network now. Any thread; does not block.
+    // Returns whether this device's Wi-Fi can join a network now. Any thread may call it; it does not block.
     virtual RadioState Radio() const = 0;
-    // Creates a new key for the hotspots that this daemon opens; called after a device that knows the old key was
+    // Creates a new key for the hotspots that this daemon opens. Call it after a device that knows the old key was
     // removed from the account. Returns the SSID of the user's own hotspot, whose key does not change, or an empty text
-    // if there is none. Blocks for the radio's daemon. Any thread.
+    // if the user has none. Blocks until the radio's daemon answers. Any thread may call it.
     [[nodiscard]] virtual Result<std::string> ChangeHotspotKey() = 0;
-    // This device's hotspot, station and networks. The references are valid as long as this object.
+    // Return this device's hotspot, station and networks. The references are valid as long as this object exists.
     virtual Wifi::ShareControl& Share() = 0;
     virtual Wifi::StationControl& Station() = 0;
     virtual Network::NetworkMonitor& Network() = 0;
-    // Notifies desktop programs that the device with that network id asks to use this device's network. Any thread.
+    // Notifies desktop programs that the device with that network id asks to use this device's network. Any thread may
+    // call it.
     virtual void SignalShareRequest(const std::string& networkId, const std::string& deviceName) = 0;
-    // The channels on which this device announces itself and finds others, as the configuration allows.
+    // Returns the channels on which this device announces itself and finds others, as far as the configuration allows
+    // them.
     virtual std::vector<SoftBus::AnnouncementChannelFactory> AnnouncementChannels() const = 0;
-    // The transports beside TCP over which this device can be reached, as the configuration allows.
+    // Returns the transports beside TCP over which this device can be reached, as far as the configuration allows them.
     virtual std::vector<SoftBus::TransportFactory> Transports() const = 0;
 };
 
-// Returns the line for an ability: "ability 4010 telephony: ModemManager 1.20.4, 1 modem". what: the part after the
-// name.
+// Returns the line for an ability, such as "ability 4010 telephony: ModemManager 1.20.4, 1 modem". what: the text after
+// the name of the ability.
 std::string AbilityLine(int32_t systemAbilityId, const std::string& what);
 
 }  // namespace Vexo::Host

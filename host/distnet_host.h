@@ -1,6 +1,6 @@
 // DistNetHost: answers requests about the daemon itself (ability 1164). For each request it queries the registry and
-// the platform; it never loads the service. Called on IPC workers, several at once. WaitForWifi, GetEvents and
-// ScanDevices do not block, GetChecks blocks on the disk and the radio, the others block for at most 200 ms.
+// the platform. It never loads the service. Several IPC workers may call it at once. WaitForWifi, GetEvents and
+// ScanDevices do not block. GetChecks blocks on the disk and the radio. The other functions block for at most 200 ms.
 #pragma once
 
 #include <chrono>
@@ -30,23 +30,23 @@
 
 namespace Vexo::Host {
 
-// The sources of DistNetHost's answers: values that stay the same while the daemon runs, and functions for what
-// changes.
+// The sources of DistNetHost's answers: values that stay the same while the daemon runs, and functions that return the
+// values that change.
 struct HostFacts {
     Configuration configuration;
     sptr<SystemAbilityManager> abilities;
-    std::function<LinkFacts()> link;  // changes when the device is enrolled while the daemon runs
+    std::function<LinkFacts()> link;  // its result changes when the device is enrolled while the daemon runs
     std::function<Ipc::IpcServerCounts()> ipcCounts;
-    // The checks of the device's radios and daemons (Device::Checks); may be empty.
+    // Returns the checks of the device's radios and daemons (Device::Checks). The function may be empty.
     std::function<std::vector<QuviewDFX::HealthCheck>()> deviceChecks;
     std::function<RadioState()> radio;  // called only while a Wi-Fi ability is registered
     std::shared_ptr<QuviewDFX::EventFile> events;
     std::shared_ptr<QuviewDFX::TraceRecorder> traces;
     std::filesystem::path identityFolder;
-    // account and accountRights: null to treat requests about the account as unknown requests.
+    // If account and accountRights are null, requests about the account are answered as unknown requests.
     std::shared_ptr<AccountOperations> account;
     std::shared_ptr<AccountRights> accountRights;
-    // online and sharing: null to treat requests about getting online and sharing as unknown requests.
+    // If online and sharing are null, requests about getting online and sharing are answered as unknown requests.
     std::shared_ptr<Online> online;
     std::shared_ptr<Sharing> sharing;
 };
@@ -73,15 +73,16 @@ private:
     const HostFacts facts_;
     const std::shared_ptr<ChangeWaits> eventWaits_ = ChangeWaits::Make();
     Mutex mutex_;
-    // The Wi-Fi device that wifiWaits_ waits on. When the radio is replaced, later waits use a new ChangeWaits.
+    // The Wi-Fi device whose changes wifiWaits_ waits for. When the radio is replaced, later waits use a new
+    // ChangeWaits.
     const Wifi::WifiDevice* waitedFor_ GUARDED_BY(mutex_) = nullptr;
     std::shared_ptr<ChangeWaits> wifiWaits_ GUARDED_BY(mutex_);
     HotspotState hotspot_;
     const SteadyTime started_ = Clock::System().Now();
 };
 
-// Returns which part of the program provides this ability: "service", "host", "platform", or the given platform
-// ("linux" or "simulated").
+// Returns which part of the program provides this ability: "service", "host", "platform", or the value of the parameter
+// platform ("linux" or "simulated").
 std::string BackendOf(int32_t systemAbilityId, const std::string& platform);
 
 }  // namespace Vexo::Host

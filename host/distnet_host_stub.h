@@ -1,7 +1,7 @@
 // DistNetHostStub: handles incoming requests of IDistNetHost. It makes the same checks as the service (interface token,
-// system-app flag, permission), reads the arguments, runs the operation and writes the answer. Called on IPC workers,
-// several at once; its only state is the rate limit of log lines about refusals. Operations: host/distnet_host.h;
-// parcels: docs/ipc.md.
+// system-app flag, permission), reads the arguments, runs the operation and writes the answer. Several IPC workers may
+// call it at once. Its only state is the rate limit of log lines about refusals. host/distnet_host.h declares the
+// operations, and docs/ipc.md describes the parcels.
 #pragma once
 
 #include <memory>
@@ -16,21 +16,22 @@ namespace Vexo::Host {
 
 class DistNetHostStub : public IRemoteStub<IDistNetHost> {
 public:
-    // account runs the requests about the account, network those about getting online and sharing. Null: these are
-    // answered as unknown requests.
+    // account: runs the requests about the account. network: runs the requests about getting online and sharing. If a
+    // parameter is null, its requests are answered as unknown requests.
     DistNetHostStub(std::unique_ptr<AccountRequests> account, std::unique_ptr<NetworkRequests> network)
         : account_(std::move(account)), network_(std::move(network))
     {
     }
 
-    // Returns IPC_OK if the reply contains the operation's result. Returns IPC_UNKNOWN_REQUEST for a refusal, whose
-    // code is in the reply, and for an unknown request code, where the reply is empty.
+    // Returns IPC_OK if the reply contains the operation's result. Returns IPC_UNKNOWN_REQUEST for a refusal and for an
+    // unknown request code. The reply to a refusal contains the code of the refusal; the reply to an unknown code is
+    // empty.
     int OnRemoteRequest(uint32_t code, MessageParcel& data, MessageParcel& reply, MessageOption& option) override;
 
 private:
     void LogRefusal(const char* why);
-    // Each reads the arguments of an operation, runs it and writes its answer. If the arguments cannot be read, the
-    // answer is HOST_BAD_REQUEST.
+    // Each of the following functions reads the arguments of an operation, runs the operation and writes its answer. If
+    // the arguments cannot be read, the answer is HOST_BAD_REQUEST.
     int32_t Run(HostInterfaceCode code, MessageParcel& data, MessageParcel& reply);
     int32_t RunStartTrace(MessageParcel& data, MessageParcel& reply);
     int32_t RunStopTrace(MessageParcel& data, MessageParcel& reply);

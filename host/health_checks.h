@@ -1,7 +1,7 @@
 // The daemon's health checks for `distnetctl doctor`: identity, account, clock, policy, daemon, socket, peers, radio,
 // hotspot, and on a Linux machine modem and events, in this order. The checks read files and the registry anew each
-// time, change nothing and never load the service. Any thread. Blocks on the disk and on the radio, for up to 10 s if
-// the radio does not answer.
+// time, change nothing and never load the service. Any thread may run them. They block on the disk and on the radio,
+// for up to 10 s if the radio does not answer.
 #pragma once
 
 #include <sys/types.h>
@@ -25,15 +25,15 @@ inline constexpr std::chrono::seconds CLOCK_TOLERANCE{60};
 
 struct HealthFacts {
     Configuration configuration;
-    std::string networkId;  // of the identity that the daemon uses
-    // The known devices, online or not. No value while the daemon has no link to other devices: the device is not
-    // enrolled, or its enrolment could not be used.
+    std::string networkId;  // network id of the identity that the daemon uses
+    // The known devices, online or not. No value while the daemon has no link to other devices, because the device is
+    // not enrolled or its enrolment could not be used.
     std::optional<std::vector<SoftBus::Node>> devices;
     MembershipStatus membership;
-    size_t abilities = 0;  // how many are present now
+    size_t abilities = 0;  // number of abilities that are registered now
     ServiceLife service = ServiceLife::NOT_LOADED;
     std::filesystem::path serviceLibrary;
-    // The result of Device::Checks. Empty for a simulated device, which is checked by its state file.
+    // The result of Device::Checks. Empty for a simulated device, because the checks read its state file instead.
     std::vector<QuviewDFX::HealthCheck> device;
     WallTime now = Clock::System().WallNow();
 };

@@ -1,5 +1,5 @@
-// Reads arguments that several requests of ability 1164 have in common. Functions without state; any thread. Each
-// returns false if the arguments are missing or out of range.
+// Reads arguments that several requests of ability 1164 have in common. Any thread may call the functions, which keep
+// no state. Each function returns false if the arguments are missing or out of range.
 #pragma once
 
 #include <chrono>
@@ -10,7 +10,7 @@
 
 namespace Vexo::Host {
 
-// Reads the limit of a wait: at most HOST_MAX_WAIT.
+// Reads how long a request may wait for an answer: at most HOST_MAX_WAIT.
 inline bool ReadWaitLimit(MessageParcel& data, std::chrono::milliseconds& limit)
 {
     uint32_t limitMs = 0;
@@ -21,7 +21,7 @@ inline bool ReadWaitLimit(MessageParcel& data, std::chrono::milliseconds& limit)
     return true;
 }
 
-// Reads the arguments of a wait: the revision that the caller knows, and the limit.
+// Reads the arguments of a request that waits: the revision that the caller knows, and how long the request may wait.
 inline bool ReadWait(MessageParcel& data, uint32_t& revision, std::chrono::milliseconds& limit)
 {
     return data.ReadUint32(revision) && ReadWaitLimit(data, limit);

@@ -1,5 +1,6 @@
 // Writes the replies of ability 1164: the result code, then the answer as JSON. A reply is sent at once, or later so
-// that no worker is blocked. Each function returns the status of the reply. Functions without state; any thread.
+// that no IPC worker is blocked. Each function returns the status of the reply. Any thread may call the functions,
+// which keep no state.
 #pragma once
 
 #include <cstdint>
@@ -31,7 +32,8 @@ int32_t Write(MessageParcel& reply, int32_t result, const Value& answer)
     return reply.WriteInt32(result) && reply.WriteString(AnswerText(answer)) ? IPC_OK : IPC_BAD_DATAGRAM;
 }
 
-// Runs query(answer), which fills in the answer and returns the result code. Writes both to the reply.
+// Calls query(answer), which fills in the answer and returns the result code. Writes the code and the answer to the
+// reply.
 template <typename Value, typename Query>
 int32_t Answered(MessageParcel& reply, Query query)
 {
@@ -40,8 +42,8 @@ int32_t Answered(MessageParcel& reply, Query query)
     return Write(reply, result, answer);
 }
 
-// Runs wait(answer). Calling answer sends the reply, so no worker is blocked. For a call from inside this process,
-// blocks until answer is called.
+// Calls wait(answer). The reply is sent when wait calls the function answer, so no IPC worker is blocked. If the
+// request comes from inside this process, AnsweredLater blocks until the function answer is called.
 template <typename Value, typename Wait>
 int32_t AnsweredLater(MessageParcel& reply, Wait wait)
 {

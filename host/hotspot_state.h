@@ -1,5 +1,5 @@
 // HotspotState: asks the radio whether this device's hotspot is on, and gives up after 200 ms, so that a radio that
-// hangs does not block the caller. Any thread.
+// hangs does not block the caller. Any thread may use it.
 #pragma once
 
 #include <memory>
@@ -10,7 +10,8 @@ namespace Vexo::Host {
 
 class HotspotState {
 public:
-    // Blocks for at most 200 ms. Does not start a second query while an earlier one is unanswered.
+    // Returns the status of the hotspot. Blocks for at most 200 ms. Starts no second query while an earlier query is
+    // unanswered.
     HotspotStatus Ask();
 
 private:

@@ -1,4 +1,5 @@
-// Keeps the daemon's memory small: one heap for all threads, which is trimmed when the daemon becomes idle. Any thread.
+// Keeps the daemon's memory small: one heap for all threads, which is trimmed when the daemon becomes idle. Any thread
+// may use it.
 #pragma once
 
 #include <atomic>
@@ -14,8 +15,8 @@ namespace Vexo::Host {
 // other thread exists.
 void ShareOneHeap();
 
-// Returns free heap pages to the system once after each period of activity: when MarkActive was not called for QUIET.
-// No timer runs after that, so an idle daemon is not woken.
+// Returns free heap pages to the system when MarkActive was not called for the duration QUIET. Does this once after
+// each period of activity. No timer runs after that, so an idle daemon is not woken.
 class IdleMemory : public NoCopyable, public std::enable_shared_from_this<IdleMemory> {
 public:
     static constexpr std::chrono::seconds QUIET{3};

@@ -1,7 +1,7 @@
 // NetworkRequests: handles the requests of ability 1164 about getting online through another device (23 to 29) and
-// about sharing this device's network (30, 31): reads the arguments, runs the operation and writes the answer. No
-// worker waits for an attempt or for its undoing. Called on IPC workers, several at once. Operations:
-// host/online/online.h, host/sharing/sharing.h; parcels: docs/ipc.md.
+// about sharing this device's network (30 and 31). It reads the arguments, runs the operation and writes the answer. No
+// IPC worker waits until an attempt has ended or is undone. Several IPC workers may call it at once.
+// host/online/online.h and host/sharing/sharing.h declare the operations, and docs/ipc.md describes the parcels.
 #pragma once
 
 #include <memory>
@@ -21,10 +21,10 @@ public:
     {
     }
 
-    // Returns true if the code is one of these requests.
+    // Returns true if the code is a request about getting online or sharing.
     static bool Handles(uint32_t code);
-    // Runs a request for which Handles returns true. data is positioned after the interface token. The caller must have
-    // been checked with CallerHasRights. Returns the status of the reply.
+    // Runs a request for which Handles returns true. The parameter data must be positioned after the interface token.
+    // The caller must have been checked with CallerHasRights. Returns the status of the reply.
     int32_t Run(HostInterfaceCode code, MessageParcel& data, MessageParcel& reply);
 
 private:

@@ -1,7 +1,7 @@
-// NetworkUse: creates and connects the parts that use other devices' networks (online/online.h), share this device's
-// network (sharing/sharing.h) and talk to the daemons of other devices (peers/peer_link.h). As the soft bus's
-// PeerPolicy it decides whether another device may use the service. The daemon creates one and never destroys it. Any
-// thread.
+// NetworkUse: creates and connects the objects that use other devices' networks (online/online.h), share this device's
+// network (sharing/sharing.h) and talk to the daemons of other devices (peers/peer_link.h). NetworkUse is also the soft
+// bus's PeerPolicy, which decides whether another device may use the service. The daemon creates one NetworkUse and
+// never destroys it. Any thread may use it.
 #pragma once
 
 #include <sys/types.h>
@@ -26,14 +26,14 @@ namespace Vexo::Host {
 
 struct NetworkUseOptions {
     Configuration configuration;
-    Device* device = nullptr;  // outlives the object
+    Device* device = nullptr;  // must outlive the NetworkUse object
     std::function<LinkFacts()> link;
     AskService askService;
 };
 
 class NetworkUse : public SoftBus::PeerPolicy {
 public:
-    // Blocks on the disk. Does not call the functions of the options before OnLinkStarted.
+    // Creates the object. Blocks on the disk. Does not call the functions in options before OnLinkStarted is called.
     static std::unique_ptr<NetworkUse> Start(NetworkUseOptions options);
 
     const std::shared_ptr<Online>& GetOnline() const { return online_; }
@@ -42,8 +42,8 @@ public:
     SoftBus::PeerRefusal Admit(const std::string& networkId) override;
     void OnRefusedBy(const std::string& networkId, SoftBus::PeerRefusal why) override;
 
-    // The check of `distnetctl doctor` for what other devices could use of this device's networks. Blocks for the
-    // machine's daemons, at most 1 s.
+    // Returns the check of `distnetctl doctor` that says which of this device's networks other devices could use.
+    // Blocks for at most 1 s, until the machine's daemons answer.
     QuviewDFX::HealthCheck CheckUplink() const;
 
     // Call OnLinkStarted after the soft bus was registered, OnLinkStopping before it stops, OnAccountLeft after this

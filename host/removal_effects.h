@@ -1,6 +1,6 @@
 // RemovalEffects: changes the key of this device's hotspot after a device was removed from the account, because the
 // removed device knows the key. removals.json in the state folder records which removals are handled, so that a restart
-// does not lose one. One thread at a time; Apply blocks on the disk and the radio's daemon.
+// does not lose a removal. Only one thread may use it at a time. Apply blocks on the disk and on the radio's daemon.
 #pragma once
 
 #include <chrono>
@@ -21,7 +21,7 @@ inline constexpr const char* REMOVALS_FILE = "removals.json";
 
 class RemovalEffects : public NoCopyable {
 public:
-    // Has the result of Device::ChangeHotspotKey.
+    // Changes the hotspot's key and returns the same result as Device::ChangeHotspotKey.
     using ChangeHotspotKey = std::function<Result<std::string>()>;
 
     RemovalEffects(const std::filesystem::path& stateDir, ChangeHotspotKey changeKey,
@@ -31,11 +31,11 @@ public:
     }
 
     // Call at the daemon's start and for each new state of the account that this device has adopted. Ignores removals
-    // from before this device was a member. A failure is logged, and the next call tries again.
+    // that happened before this device became a member. A failure is logged, and the next call tries again.
     void Apply(const Trust::AccountState& state, const std::string& ownNetworkId);
 
-    // The check of `distnetctl doctor` that reports the user's own hotspot for 30 days after a device that may know its
-    // key was removed; nullopt if there is nothing to report.
+    // Returns the check of `distnetctl doctor` about the user's own hotspot, because a removed device may know its key.
+    // The check is reported for 30 days after the removal. Returns nullopt if there is nothing to report.
     std::optional<QuviewDFX::HealthCheck> Check() const;
 
 private:

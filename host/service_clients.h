@@ -1,7 +1,8 @@
 // ServiceClients: passes requests of local callers to the service. The service counts the processes that use it and
-// stops with the last release. ServiceClients therefore releases it for a process that ended without doing so, unloads
-// it if only refused requests have loaded it, and keeps refused requests from filling the log. Called on IPC workers,
-// several at once; IPCSkeleton names the caller. Why: docs/decisions/0027-released-for-the-gone.md.
+// stops with the last release. If a process ends without a release, ServiceClients releases the service for that
+// process. ServiceClients unloads the service if only refused requests have loaded it, and keeps refused requests from
+// filling the log. Several IPC workers may call it at once; IPCSkeleton names the caller.
+// docs/decisions/0027-released-for-the-gone.md gives the reasons.
 #pragma once
 
 #include <sys/types.h>
@@ -30,16 +31,17 @@ public:
     }
 
     // Passes a request to the service and records the caller as a user of the service. Returns the status of
-    // SystemAbilityManager::Dispatch. Of the requests of one user that the service would refuse, one per minute reaches
-    // the service; the others get a copy of its reply.
+    // SystemAbilityManager::Dispatch. If the service would refuse requests of a user, only one such request per minute
+    // reaches the service. The other requests get a copy of the service's reply.
     int32_t Dispatch(const Ipc::IpcHeader& request, MessageParcel& data, MessageParcel& reply);
 
-    // Requests the network of the device with that network id from the service, on behalf of the daemon itself, and
-    // releases the service again. Blocks for as long as the request. Not called on IPC workers.
+    // Requests, on behalf of the daemon itself, the network of the device with that network id from the service, and
+    // then releases the service. Blocks for as long as the request runs. Do not call it on an IPC worker.
     ServiceAnswer StartDistributedNetwork(const std::string& networkId);
 
-    // Call on a thread that acts for a process that has ended, after its requests have ended. Releases the service if
-    // the service still counts the process. Blocks for as long as a request; never loads the service.
+    // Releases the service for a process that has ended, if the service still counts that process. Call it after the
+    // process's requests have ended, on a thread that acts for the process. Blocks for as long as a request; never
+    // loads the service.
     void ReleaseForGoneProcess();
 
 private:
@@ -59,9 +61,10 @@ private:
     CondVar released_;
     std::set<pid_t> users_ GUARDED_BY(mutex_);
     size_t running_ GUARDED_BY(mutex_) = 0;              // requests that the service handles now
-    bool isLoadedForNobody_ GUARDED_BY(mutex_) = false;  // a refused request loaded it, and no process uses it yet
+    bool isLoadedForNobody_ GUARDED_BY(mutex_) = false;  // only a refused request has loaded the service
     bool isReleasing_ GUARDED_BY(mutex_) = false;        // the service is being released; new requests wait
-    // For each reason of refusal, the service's reply to an earlier request, to be sent again.
+    // For each reason of refusal: the service's reply to an earlier request. The reply is sent again for later
+    // requests.
     std::array<std::optional<std::vector<uint8_t>>, REFUSALS> answers_ GUARDED_BY(mutex_);
 };
 

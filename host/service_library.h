@@ -17,7 +17,8 @@ public:
     explicit ServiceLibrary(std::filesystem::path path);
 
     // Opens the library if it is not open yet. Returns false if the library is missing, cannot be linked, or does not
-    // register the service; a log line names the file and the cause, and the next call tries again. Blocks on the disk.
+    // register the service. A log line then names the file and the cause, and the next call tries again. Blocks on the
+    // disk.
     bool Open();
 
 private:

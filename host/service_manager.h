@@ -1,5 +1,5 @@
-// NotifyServiceManager: reports the daemon's state to systemd if a unit of Type=notify started the daemon; otherwise
-// does nothing. Any thread; does not block.
+// NotifyServiceManager: reports the daemon's state to systemd if a unit of Type=notify started the daemon. Otherwise it
+// does nothing. Any thread may call it; it does not block.
 // https://www.freedesktop.org/software/systemd/man/252/sd_notify.html
 #pragma once
 

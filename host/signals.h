@@ -1,5 +1,5 @@
-// EndSignals: the signals that stop the daemon. They are blocked in every thread, and the main thread waits for them.
-// So no signal handler interrupts a call (signal(7), sigwaitinfo(2)), and waiting causes no wake-ups.
+// EndSignals: the signals that stop the daemon. All threads block these signals, and the main thread waits for them. So
+// no signal handler interrupts a call (signal(7), sigwaitinfo(2)), and waiting causes no wake-ups.
 #pragma once
 
 #include <csignal>
@@ -11,13 +11,13 @@ namespace Vexo::Host {
 // Handles SIGTERM, SIGINT and SIGHUP.
 class EndSignals {
 public:
-    // Blocks these signals and ignores SIGPIPE. Call on the main thread before any other thread exists, because threads
-    // inherit both.
+    // Blocks SIGTERM, SIGINT and SIGHUP, and ignores SIGPIPE. Call on the main thread before any other thread exists,
+    // because new threads inherit both settings.
     EndSignals();
 
-    // Blocks until one of the signals arrives; returns its number.
+    // Blocks until one of the signals arrives, and returns its number.
     int Wait();
-    // As Wait, but returns 0 if no signal arrives within limit.
+    // Blocks until one of the signals arrives, and returns its number. Returns 0 if no signal arrives within limit.
     int WaitFor(std::chrono::milliseconds limit);
 
 private:

@@ -1,5 +1,5 @@
 // StateFolder: the lock on a device's state folder, so that only one daemon uses the folder. The lock is released when
-// the object is destroyed. Any thread.
+// the object is destroyed. Any thread may use it.
 #pragma once
 
 #include <filesystem>

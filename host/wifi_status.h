@@ -1,5 +1,5 @@
-// Reads the state of this device's Wi-Fi from the Wi-Fi ability that is registered now, as the daemon's answers show
-// it. Functions without state; any thread.
+// Reads the status of this device's Wi-Fi, for the daemon's answers, from the Wi-Fi ability that is registered now. Any
+// thread may call the functions, which keep no state.
 #pragma once
 
 #include <chrono>
@@ -11,9 +11,11 @@
 namespace Vexo::Host {
 
 WifiStatus WifiStatusOf(const Wifi::WifiLinkInfo& info, RadioState radio);
-// Returns present = false without a Wi-Fi ability. Does not block. radio is called only if there is a Wi-Fi ability.
+// Returns the status now; without a Wi-Fi ability, present is false. Calls the function radio only if there is a Wi-Fi
+// ability. Does not block.
 WifiStatus CurrentWifiStatus(const std::function<RadioState()>& radio);
-// Blocks until attempt or state differs from known, or until limit has passed. Returns at once without a Wi-Fi ability.
+// Blocks until the attempt or the state differs from known, or until limit has passed. Returns at once if there is no
+// Wi-Fi ability.
 WifiStatus WaitForWifiStatus(const WifiStatus& known, std::chrono::milliseconds limit,
                              const std::function<RadioState()>& radio);
 

@@ -167,8 +167,7 @@ enum class AutoState : uint8_t {
     WAITING,   // this device has no network; an attempt begins if this lasts
     TRYING,
     ONLINE,     // this device is online through another device
-    SUSPENDED,  // stopped by `distnetctl down` or a manual disconnect, until AutoStatus::until or this device has its
-                // own network
+    SUSPENDED,  // paused by a person until AutoStatus::until, or until this device joins the user's network
     EXHAUSTED,  // the attempts of this hour are used up; this state ends at AutoStatus::until
 };
 
