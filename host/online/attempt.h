@@ -1,7 +1,7 @@
-// Attempt: one attempt to get online: tries the candidates in order until this device is online or no candidate is
-// left. If a device fails, its part of the attempt is undone before the next device is tried. Runs on the thread that
-// calls Run. A cancellation takes effect between two blocking calls, and inside those that can be interrupted; the
-// service's request cannot be interrupted.
+// Attempt: one attempt to get online. It tries the candidates (other devices) in order until this device is online or
+// no candidate is left. If a device fails, its part of the attempt is undone before the next device is tried. The
+// attempt runs on the thread that calls Run. A cancellation takes effect between two blocking calls, and also inside
+// blocking calls that can be interrupted. The request to the service cannot be interrupted.
 #pragma once
 
 #include <atomic>
@@ -22,25 +22,25 @@
 namespace Vexo::Host {
 
 inline constexpr std::chrono::seconds FIND_LIMIT{12};
-inline constexpr std::chrono::seconds FACTS_ROUND_LIMIT{
-    3};  // to ask all reachable devices for their facts, before ranking
-inline constexpr std::chrono::seconds FRESH_FACTS_LIMIT{2};  // to ask one device for its facts after a failure
+// The time limit for asking all reachable devices for their facts, before the devices are ranked.
+inline constexpr std::chrono::seconds FACTS_ROUND_LIMIT{3};
+inline constexpr std::chrono::seconds FRESH_FACTS_LIMIT{2};  // for asking one device for its facts after a failure
 inline constexpr std::chrono::seconds JOIN_LIMIT{60};
 inline constexpr std::chrono::seconds ONLINE_CHECK_LIMIT{10};
-inline constexpr std::chrono::seconds OWNER_RETRY{5};  // between requests while an owner is being asked
+inline constexpr std::chrono::seconds OWNER_RETRY{5};  // pause between requests while an owner is being asked
 inline constexpr int OWNER_RETRIES = 12;
 
 struct AttemptTask {
     OnlineMode mode = OnlineMode::UP;
-    std::vector<std::string> networkIds;  // the devices to try, in this order; empty: all, the best first
+    std::vector<std::string> networkIds;  // the devices to try, in this order; empty: all devices, the best first
     std::optional<DeviceInUse> before;    // the device through which this device is already online
-    std::vector<OnlineStep> stepsBefore;  // the steps of the attempt that reached `before`
+    std::vector<OnlineStep> stepsBefore;  // the steps that got this device online through `before`
 };
 
 struct AttemptEnd {
     std::optional<DeviceInUse> inUse;  // the device whose network this device is on now
-    bool isNew = false;                // inUse differs from AttemptTask::before
-    std::optional<OnlineFault> fault;  // no value: online. inUse may be set beside a fault: its network was kept
+    bool isNew = false;                // inUse is the result of this attempt, not AttemptTask::before
+    std::optional<OnlineFault> fault;  // no value: online. If inUse is set too, this device stayed on that network
     std::optional<TakenBack> takenBack;
 };
 
@@ -49,9 +49,9 @@ public:
     struct Environment {
         OnlineOptions options;
         std::shared_ptr<OnlineMemory> memory;
-        Cancellation* cancellation = nullptr;            // cancels the attempt
+        Cancellation* cancellation = nullptr;            // cancels this attempt
         Cancellation* stop = nullptr;                    // cancelled when the daemon ends
-        const std::atomic<bool>* isAutomatic = nullptr;  // becomes false when a program adopts the attempt
+        const std::atomic<bool>* isAutomatic = nullptr;  // becomes false when a program takes the attempt over
         std::function<void(const std::vector<OnlineStep>&)> changed;
         std::function<void(const DeviceInUse&)> asked;  // called before the device is asked to open its hotspot
     };
@@ -68,7 +68,7 @@ private:
         FaultDevice named;
         DeviceInUse use;
         bool mayBeOpen = false;   // the device's hotspot may be open because of this attempt
-        WifiStatus wifiBefore{};  // the Wi-Fi's status before the service was asked
+        WifiStatus wifiBefore{};  // the Wi-Fi's status before the service was asked for the hotspot
         std::optional<Wifi::JoinedNetwork> joined{};
     };
     struct Failure {
@@ -82,7 +82,8 @@ private:
     bool IsStillOnline();
     Trial TrialOf(const std::string& networkId) const;
 
-    // Each returns true if this device is online. Otherwise the attempt at the device is undone.
+    // The following functions return true if this device is online. Otherwise they have undone the attempt at the
+    // device.
     bool Try(Trial& trial);
     bool JoinAndCheck(Trial& trial);
     bool WaitForOwners(const std::vector<Trial>& asked);
@@ -97,7 +98,7 @@ private:
 
     size_t BeginStep(OnlineStepKind kind, const FaultDevice& device);
     Fault EndStep(size_t step, Fault fault);
-    // Records the failure, undoes the attempt at the device, and returns false.
+    // Records the failure at a device, undoes the attempt at that device, and returns false.
     bool GiveUp(Trial& trial, const OnlineFault& fault, OnlineStepKind step);
     void Record(const OnlineFault& fault, OnlineStepKind step);
     void KeepTakenBack(TakenBack takenBack);

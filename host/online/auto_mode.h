@@ -1,6 +1,6 @@
 // AutoMode: decides when this device gets online through another device by itself, and when it leaves that device's
-// network again. A state machine without threads, timers or calls: Online passes the network situation and the time
-// (Clock::BootNow) to it, and carries out its decisions. Not thread-safe.
+// network again. AutoMode is a state machine without threads, timers or calls. Online (online.h) passes the network
+// situation and the time (Clock::BootNow) to AutoMode, and carries out the decisions. Not thread-safe.
 #pragma once
 
 #include <chrono>
@@ -13,12 +13,13 @@
 
 namespace Vexo::Host {
 
-inline constexpr std::chrono::seconds AUTO_UP_AFTER{20};       // time without any network
-inline constexpr std::chrono::seconds AUTO_SCAN_INTERVAL{30};  // while online by automatic mode
+inline constexpr std::chrono::seconds AUTO_UP_AFTER{20};       // how long this device has no network before an attempt
+inline constexpr std::chrono::seconds AUTO_SCAN_INTERVAL{30};  // between scans while automatic mode is online
 inline constexpr std::chrono::hours AUTO_SUSPENDED_FOR{1};
 inline constexpr std::chrono::hours AUTO_TRIES_COUNT_FOR{1};
-inline constexpr size_t AUTO_MAX_TRIES = 6;  // within AUTO_TRIES_COUNT_FOR
-// A saved network of the user counts as back when this many consecutive scans saw one of at least this strength.
+inline constexpr size_t AUTO_MAX_TRIES = 6;  // maximum number of attempts within AUTO_TRIES_COUNT_FOR
+// A saved network of the user counts as back after AUTO_OWN_NETWORK_SCANS consecutive scans have each seen a saved
+// network with a strength of at least AUTO_OWN_NETWORK_PERCENT.
 inline constexpr uint8_t AUTO_OWN_NETWORK_PERCENT = 50;
 inline constexpr int AUTO_OWN_NETWORK_SCANS = 2;
 
@@ -32,15 +33,16 @@ public:
             again{};  // when to call Update again, unless the situation changes first; no value: only on a change
     };
 
-    // Switches automatic mode on or off. Resets the state, except the attempts of the last hour.
+    // Switches automatic mode on or off. Resets the state, but remembers the attempts of the last hour.
     void Switch(bool isOn);
     bool IsOn() const { return isOn_; }
 
-    // hasCandidate: at least one device is known that can be tried. isBusy: an attempt or `distnetctl down` runs.
+    // Returns the decision for this situation. hasCandidate: true if at least one device is known that can be tried.
+    // isBusy: true while an attempt or `distnetctl down` runs.
     Decision Update(const Network::NetworkSituation& situation, bool hasCandidate, bool isBusy, SteadyTime now);
-    // Call when an attempt of automatic mode has ended.
+    // Call when an attempt that automatic mode began has ended.
     void OnTried(bool isOnline, SteadyTime now);
-    // Call when a program got this device online: automatic mode will not end that connection.
+    // Call when a program got this device online. Automatic mode then does not end that connection.
     void OnOnlineByPerson() { isUpByAuto_ = false; }
     // Call when this device has lost the other device's network.
     void OnLost() { isUpByAuto_ = false; }
@@ -49,7 +51,7 @@ public:
     void OnDownByPerson(SteadyTime now);
 
     AutoState State() const { return state_; }
-    // When the state SUSPENDED or EXHAUSTED ends; no value in other states.
+    // Returns when the state SUSPENDED or EXHAUSTED ends, or no value in other states.
     std::optional<SteadyTime> Until() const;
 
 private:
@@ -61,9 +63,9 @@ private:
     bool isOn_ = false;
     AutoState state_ = AutoState::OFF;
     bool isUpByAuto_ = false;
-    std::optional<bool> wasLeftByHand_;     // the latest NetworkSituation::wasLeftByHand; no value: none since Switch
+    std::optional<bool> wasLeftByHand_;     // the latest NetworkSituation::wasLeftByHand since Switch, if any
     int failures_ = 0;                      // consecutive failed attempts since this device had a network
-    std::optional<SteadyTime> waitsSince_;  // start of the wait: network lost, or last attempt ended
+    std::optional<SteadyTime> waitsSince_;  // when the wait began: network lost, or last attempt ended
     std::optional<SteadyTime> suspendedUntil_;
     std::deque<SteadyTime> tries_;
     std::optional<SteadyTime> scannedAt_;

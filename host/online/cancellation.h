@@ -1,4 +1,5 @@
-// Cancellation: a flag that asks blocking work on one or more threads to stop, and wakes it. Any thread.
+// Cancellation: a flag that asks blocking work on one or more threads to stop, and wakes those threads. Any thread may
+// use it.
 #pragma once
 
 #include <atomic>
@@ -13,18 +14,19 @@ namespace Vexo::Host {
 
 class Cancellation : public NoCopyable {
 public:
-    // Sets the flag, and runs the callbacks of all existing Wakers on this thread. Idempotent.
+    // Sets the flag, and calls the function of each existing Waker on this thread. Idempotent.
     void Cancel() EXCLUDES(mutex_);
     bool IsCancelled() const { return isCancelled_.load(); }
-    // Blocks until time or until Cancel is called; returns IsCancelled().
+    // Blocks until the given time or until Cancel is called, and returns IsCancelled().
     bool WaitUntil(SteadyTime time) EXCLUDES(mutex_);
 
-    // While a Waker exists, Cancel() calls its wake. If the flag is already set, the constructor calls wake. wake runs
-    // under the cancellation's lock: it must not block, and must not use the Cancellation or its Wakers. After the
-    // destructor has returned, wake is not running and is not called again.
+    // While a Waker exists, Cancel() calls the Waker's function wake. If the flag is already set, the constructor calls
+    // wake. The function wake runs while the mutex of the Cancellation is locked. So wake must not block, and must not
+    // use the Cancellation or its Wakers. After the destructor has returned, wake is not running and is not called
+    // again.
     class Waker : public NoCopyable {
     public:
-        Waker(Cancellation* cancellation, std::function<void()> wake);  // null cancellation: does nothing
+        Waker(Cancellation* cancellation, std::function<void()> wake);  // if cancellation is null, does nothing
         ~Waker();
 
     private:

@@ -1,4 +1,4 @@
-// Candidates: the order in which an attempt tries the known devices. Pure functions; any thread.
+// Candidates: the order in which an attempt tries the known devices. Any thread may call these pure functions.
 #pragma once
 
 #include <chrono>
@@ -11,27 +11,31 @@
 
 namespace Vexo::Host {
 
-// Older facts do not influence the order.
+// Facts about a device that are older than this do not influence the order of the devices.
 inline constexpr std::chrono::minutes FACTS_COUNT_FOR{10};
-// Devices that are not reachable now are tried if they were reached within AWAY_TRIED_FOR, and at most
-// MAX_AWAY_CANDIDATES of them.
+// A device that is not reachable now is tried if this device reached it within AWAY_TRIED_FOR. At most
+// MAX_AWAY_CANDIDATES such devices are tried.
 inline constexpr std::chrono::days AWAY_TRIED_FOR{30};
 inline constexpr size_t MAX_AWAY_CANDIDATES = 3;
-// A battery at or below this percentage counts as low, unless it is charging.
+// A battery at or below this percentage counts as low, unless the battery is charging.
 inline constexpr uint8_t LOW_BATTERY_PERCENT = 20;
 
-// What the order depends on besides the devices themselves.
+// What influences the order of the devices, besides the data of the devices themselves.
 struct Experience {
     std::vector<std::string> preferred;  // network ids, the best first
-    std::map<std::string, std::chrono::sys_seconds>
-        successes;                             // when this device was last online through it, by network id
-    std::map<std::string, DeviceFacts> facts;  // the latest facts, by network id
+    // When this device was last online through each device, by network id.
+    std::map<std::string, std::chrono::sys_seconds> successes;
+    std::map<std::string, DeviceFacts> facts;  // the latest facts of each device, by network id
     std::chrono::sys_seconds now;
 };
 
-// Returns the devices to try, the best first. The order of comparison: reachable before away; devices whose facts
-// predict success, then those whose owner must be asked, then those that would fail; preference; last success; battery;
-// signal; unmetered before metered. Equal devices keep their order.
+// Returns the devices to try, the best first. Devices that are equal by one criterion are compared by the next
+// criterion:
+// - Reachable devices come before devices that are away.
+// - Devices whose facts predict success come first, then devices whose owner must be asked, then devices that would
+//   fail.
+// - Then the user's preference, the last success, the battery and the signal decide, in this order.
+// - Unmetered devices come before metered devices. Equal devices keep their order.
 std::vector<KnownDevice> RankCandidates(const std::vector<KnownDevice>& devices, const Experience& experience);
 
 }  // namespace Vexo::Host

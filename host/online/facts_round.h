@@ -1,4 +1,4 @@
-// Asks several devices of the account for their DeviceFacts at the same time. Any thread.
+// Asks several devices of the account for their DeviceFacts at the same time. Any thread may call the function.
 #pragma once
 
 #include <chrono>
@@ -11,8 +11,8 @@
 
 namespace Vexo::Host {
 
-// Asks the devices for their facts, and stores the answers in memory. Blocks until all have answered or limit has
-// passed.
+// Asks the devices for their facts, and stores the answers in the OnlineMemory. Blocks until all devices have answered
+// or the duration limit has passed.
 void AskForFacts(const OnlineOptions& options, const std::shared_ptr<OnlineMemory>& memory,
                  const std::vector<std::string>& networkIds, std::chrono::milliseconds limit);
 

@@ -1,6 +1,6 @@
 // LeaseKeeper: while this device uses another device's network, renews the lease at that device and watches whether
-// this device is still on the network. Works on the timers' pool. Any thread may call. Stop does not wait for a running
-// renewal.
+// this device is still on the network. It runs on the pool of the timers. Any thread may call it. Stop does not wait
+// for a running renewal.
 #pragma once
 
 #include <chrono>
@@ -15,19 +15,19 @@
 
 namespace Vexo::Host {
 
-inline constexpr std::chrono::seconds LEASE_RETRY{5};  // after a request without an answer
+inline constexpr std::chrono::seconds LEASE_RETRY{5};  // pause after a request that got no answer
 inline constexpr std::chrono::seconds LEASE_ANSWER_LIMIT{5};
 
 class LeaseKeeper : public NoCopyable, public std::enable_shared_from_this<LeaseKeeper> {
 public:
-    // Starts on a thread of the pool. lost is called at most once, when this device is no longer on the device's
-    // network; not after Stop.
+    // Starts the work on a thread of the pool. The function lost is called at most once, when this device is no longer
+    // on the device's network. It is not called after Stop.
     static std::shared_ptr<LeaseKeeper> Start(const OnlineOptions& options, DeviceInUse device,
                                               std::function<void()> lost);
 
-    // Returns true if the device granted or renewed the lease within LEASE_LIFE.
+    // Returns true if the device granted or renewed the lease within the last LEASE_LIFE.
     bool IsHeld() const EXCLUDES(mutex_);
-    // Checks whether this device is still on the network. Does not block; may call lost on this thread.
+    // Checks whether this device is still on the network. Does not block; may call the function lost on this thread.
     void Check() EXCLUDES(mutex_);
     void Stop() EXCLUDES(mutex_);
 
@@ -41,10 +41,10 @@ private:
     const DeviceInUse device_;
     mutable Mutex mutex_;
     std::function<void()> lost_ GUARDED_BY(mutex_);  // empty after it was called, and after Stop
-    bool isAsking_ GUARDED_BY(mutex_) = true;        // false: the device refused the lease
+    bool isAsking_ GUARDED_BY(mutex_) = true;        // becomes false when the device refuses the lease
     std::optional<SteadyTime> heldAt_ GUARDED_BY(mutex_);
     Tasks::Timer timer_ GUARDED_BY(mutex_);
-    Cancellation stopped_;  // own synchronisation
+    Cancellation stopped_;  // has its own synchronisation
 };
 
 }  // namespace Vexo::Host

@@ -1,11 +1,11 @@
 // Online: gets this device online through another device of the account, and offline again. At most one attempt runs at
-// a time. A program begins it (and may wait for it or cancel it; the end of the program cancels it), or automatic mode
-// does (auto_mode.h).
+// a time. Either a program or automatic mode (auto_mode.h) begins it. A program may wait for its attempt or cancel it;
+// when the program ends, its attempt is cancelled.
 // An attempt tries one device after the other (candidates.h). For each device it checks this device's Wi-Fi, asks the
 // device for its facts (DeviceFacts), lets the service request the device's hotspot, waits for the join, and checks the
 // network. A failed or cancelled attempt is undone on both devices. While this device is online it renews its lease at
 // the other device.
-// Attempts run on a thread of the pool. Calls do not block unless their comment says so. Any thread.
+// Attempts run on a thread of the pool. A function does not block unless its comment says so. Any thread may call.
 #pragma once
 
 #include <sys/types.h>
@@ -30,10 +30,10 @@
 
 namespace Vexo::Host {
 
-inline constexpr const char* ONLINE_FILE = "online.json";  // in the state folder; online_file.h
+inline constexpr const char* ONLINE_FILE = "online.json";  // a file in the state folder; see online_file.h
 
-// Requests the network of a device from the service (its request 2), and returns the service's result code. Blocks for
-// up to 14 s.
+// The service's answer to a request for the network of a device (request 2 of the service). The function AskService
+// sends this request and blocks for up to 14 s.
 struct ServiceAnswer {
     bool wasAsked = false;  // false: the service did not start
     int32_t code = 0;
@@ -43,16 +43,17 @@ using AskService = std::function<ServiceAnswer(const std::string& networkId)>;
 struct OnlineOptions {
     std::filesystem::path stateDir;
     std::shared_ptr<PeerLink> peers;
-    Wifi::StationControl* station = nullptr;     // outlives the object
-    Network::NetworkMonitor* network = nullptr;  // the same
-    std::function<WifiStatus()> wifi;            // this device's radio and latest join
-    // Blocks until the Wi-Fi's attempt or state differs from known, or limit has passed. Returns the new status.
+    Wifi::StationControl* station = nullptr;     // must outlive the Online object
+    Network::NetworkMonitor* network = nullptr;  // must outlive the Online object
+    std::function<WifiStatus()> wifi;            // returns this device's radio and latest join
+    // Blocks until the attempt or the state of the Wi-Fi differs from known, or until limit has passed. Returns the new
+    // status.
     std::function<WifiStatus(const WifiStatus& known, std::chrono::milliseconds limit)> waitForWifi;
     std::function<std::vector<KnownDevice>()> devices;
-    // Returns why no device can be asked (NO_ACCOUNT or REMOVED); no value: devices can be asked.
+    // Returns why no other device can be asked (NO_ACCOUNT or REMOVED), or no value if devices can be asked.
     std::function<std::optional<OnlineFault>()> whyNoAccount;
     AskService askService;
-    // Reports the IP address that the device with that network id has on the network that this device has joined (the
+    // ipAddress: the address that the device with that network id has on the network that this device has joined (the
     // gateway). The link to other devices then tries this address first. Empty: this device has left the network.
     std::function<void(const std::string& networkId, const std::string& ipAddress)> suggestAddress;
     Tasks::Timers* timers = &Tasks::Timers::System();
@@ -64,33 +65,36 @@ public:
     static std::shared_ptr<Online> Start(OnlineOptions options);
     virtual ~Online() = default;
 
-    // ---- For programs. owner: the process that begins an attempt; only this process may wait for it or cancel it.
+    // ---- Functions for programs. owner: the process that begins an attempt. Only this process may wait for the
+    // ---- attempt or cancel it.
     // networkIds: the devices to try, in this order; empty: all known devices, the best first.
     virtual OnlineAnswer Begin(pid_t owner, OnlineMode mode, const std::vector<std::string>& networkIds) = 0;
-    // Answers as soon as the revision differs from revision, or when limit has passed.
+    // Calls answer as soon as the attempt's revision differs from the parameter revision, or when limit has passed.
     virtual void WaitForChange(pid_t owner, uint32_t revision, std::chrono::milliseconds limit,
                                IDistNetHost::Answer<OnlineAnswer> answer) = 0;
-    // Cancels and undoes the attempt, then answers, within ONLINE_UNDO_LIMIT. wasTimeout: the program's limit passed.
+    // Cancels and undoes the attempt, and then calls answer, within ONLINE_UNDO_LIMIT. wasTimeout: true if the program
+    // cancels because its own time limit has passed.
     virtual void Cancel(pid_t owner, bool wasTimeout, IDistNetHost::Answer<OnlineAnswer> answer) = 0;
-    // Cancels the attempt of any program, and leaves the other device's network. Then answers, within
+    // Cancels the attempt of any program, and leaves the other device's network. Then calls answer, within
     // ONLINE_UNDO_LIMIT.
     virtual void Down(IDistNetHost::Answer<DownAnswer> answer) = 0;
     virtual OnlineStatus Status() = 0;
     virtual OnlineChange SetAuto(bool isOn) = 0;
     virtual OnlineChange SetPreferred(const std::vector<std::string>& networkIds) = 0;
-    // Asks all reachable devices for their facts at the same time. Blocks until all have answered or limit has passed.
+    // Asks all reachable devices for their facts at the same time. Blocks until all devices have answered or limit has
+    // passed.
     virtual void RefreshFacts(std::chrono::milliseconds limit) = 0;
 
-    // ---- For the daemon
+    // ---- Functions for the daemon.
     // Call when another device has refused this device (SoftBus::PeerPolicy::OnRefusedBy). Does not block.
     virtual void OnRefusedBy(const std::string& networkId, SoftBus::PeerRefusal why) = 0;
     // Call when the last connection of that process has closed. Cancels the process's attempt.
     virtual void OnProcessGone(pid_t process) = 0;
     // Call when this device has left its account. Deletes preferences, facts and successes. Blocks on the disk.
     virtual void Forget() = 0;
-    // Cancels the attempt, notifies the device in use (within 0.5 s), and stops all timers. Does not leave the network.
-    // Blocks for at most 1 s. An attempt that waits for the service ends later on its own thread, and makes no further
-    // calls. Idempotent.
+    // Cancels the attempt, notifies the device whose network is in use (within 0.5 s), and stops all timers. Does not
+    // leave the network. Blocks for at most 1 s. An attempt that waits for the service ends later on its own thread,
+    // and calls nothing else. Idempotent.
     virtual void Stop() = 0;
 };
 

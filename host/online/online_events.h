@@ -1,4 +1,4 @@
-// Writes the system events about getting online (docs/errors.md). Any thread.
+// Writes the system events about getting online (docs/errors.md). Any thread may call the functions.
 #pragma once
 
 #include <string>
@@ -10,7 +10,7 @@ namespace Vexo::Host {
 enum class OnlineEnding : uint8_t { DOWN, LOST, CANCELLED };
 
 void WriteOnlineSuccess(const std::string& networkId);
-// networkId: empty if this device caused the failure.
+// Reports a failed attempt. networkId: the device that failed; empty if this device caused the failure.
 void WriteOnlineFail(const std::string& networkId, OnlineStepKind step, OnlineFaultCode code);
 void WriteOnlineEnd(const std::string& networkId, OnlineEnding ending);
 

@@ -1,5 +1,6 @@
-// Every failure of getting online: its sentence for a person, its advice, and the exit code of distnetctl. This is the
-// only table; docs/failures.md shows it. Functions without state; any thread.
+// The table of all failures of getting online: for each failure the sentence for a person, the advice, and the exit
+// code of distnetctl. No other table of them exists; docs/failures.md shows this one. Any thread may call the
+// functions, which keep no state.
 #pragma once
 
 #include <array>
@@ -13,7 +14,7 @@ namespace Vexo::Host {
 
 struct OnlineFaultRow {
     OnlineFaultCode code;
-    // "{device}" is replaced by the device's name, and "{why}" by a detail of the case, which may be empty.
+    // "{device}" stands for the device's name. "{why}" stands for a detail of the case, which may be empty.
     const char* message;
     const char* advice;
     int exitCode;
@@ -29,24 +30,27 @@ struct FaultDevice {
     std::string name;
 };
 
-// The first overload is for a fault of this device, or of the attempt as a whole.
+// Build a fault from the table. The function without the parameter device is for a fault of this device, or of the
+// attempt as a whole. why: the text for "{why}".
 OnlineFault MakeFault(OnlineFaultCode code, const std::string& why = "");
 OnlineFault MakeFault(OnlineFaultCode code, const FaultDevice& device, const std::string& why = "");
 
 // Returns the code in capitals, as in the REASON of NET_ONLINE_FAIL.
 std::string EventWord(OnlineFaultCode code);
 
-// The fault of a device that did not answer over any transport.
+// Returns the fault for a device that did not answer over any transport.
 OnlineFault NotReached(const KnownDevice& device, std::chrono::sys_seconds now);
-// The fault for a refusal by the device's owner. NONE gives FAILED.
+// Returns the fault for a refusal by the device's owner. For the refusal NONE, returns a fault with the code FAILED.
 OnlineFault FaultOf(SoftBus::PeerRefusal refusal, const FaultDevice& device);
-// The fault that these facts predict; no value if the device can be asked, even if its owner must decide first.
+// Returns the fault that these facts predict. Returns no value if the device can be asked, even if its owner must
+// decide first.
 std::optional<OnlineFault> FaultOf(const DeviceFacts& facts, const FaultDevice& device);
-// The fault of a failed service request for the device's hotspot. code: its result; took: its duration.
+// Returns the fault for a service request that failed to open the device's hotspot. code: the service's result; took:
+// how long the request took.
 OnlineFault HotspotFault(int32_t code, std::chrono::milliseconds took, const KnownDevice& device);
-// The fault of a failed join. failure: a word of Wifi::JoinFailure; reason: its sentence.
+// Returns the fault for a failed join. failure: a word of Wifi::JoinFailure; reason: the sentence for that word.
 OnlineFault JoinFault(const std::string& failure, const std::string& reason, const FaultDevice& device);
-// The fault of a device's network without access to the internet.
+// Returns the fault for a device whose network has no access to the internet.
 OnlineFault NoInternet(const std::optional<DeviceFacts>& facts, const FaultDevice& device);
 
 }  // namespace Vexo::Host

@@ -1,6 +1,6 @@
 // OnlineFile: reads and writes online.json in the state folder: the data about getting online that outlives the daemon.
-// Written by rename. A damaged file is renamed and logged, and counts as empty. A file that cannot be read is not
-// changed, and nothing is stored then. Blocks on the disk. Not thread-safe.
+// The file is replaced by rename. A damaged file is renamed and logged, and counts as empty. A file that cannot be read
+// is not changed, and nothing is stored then. Both calls block on the disk. Not thread-safe.
 #pragma once
 
 #include <chrono>
@@ -16,8 +16,8 @@ namespace Vexo::Host {
 struct OnlineRecord {
     bool isAutoOn = false;
     std::vector<std::string> preferred;  // network ids, the best first
-    std::map<std::string, std::chrono::sys_seconds>
-        successes;  // when this device was last online through it, by network id
+    // When this device was last online through each device, by network id.
+    std::map<std::string, std::chrono::sys_seconds> successes;
 };
 
 class OnlineFile {

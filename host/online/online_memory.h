@@ -1,6 +1,6 @@
-// OnlineMemory: what this device knows about the other devices for getting online: their facts and refusals since the
-// daemon's start, and the content of online.json. Any thread. OnSuccess, SetAuto, SetPreferred and Forget block on the
-// disk; the other functions do not block.
+// OnlineMemory: what this device knows about the other devices for getting online. This is their facts and refusals
+// since the daemon's start, and the content of online.json. Any thread may use it. OnSuccess, SetAuto, SetPreferred and
+// Forget block on the disk; the other functions do not block.
 #pragma once
 
 #include <functional>
@@ -27,17 +27,18 @@ public:
     std::vector<DeviceFacts> AllFacts() const EXCLUDES(mutex_);
 
     void OnRefusedBy(const std::string& networkId, SoftBus::PeerRefusal why) EXCLUDES(mutex_);
-    // Returns the device's latest refusal since the last call of this function, or NONE. Clears it.
+    // Returns and clears the latest refusal by that device since the last call of TakeRefusal. Returns NONE if there
+    // was no refusal.
     SoftBus::PeerRefusal TakeRefusal(const std::string& networkId) EXCLUDES(mutex_);
-    // Returns whether automatic mode may ask the device for its network without a person: the device has not refused
-    // this device since its latest permission, and its latest facts, if any, say ALLOWED.
+    // Returns true if automatic mode may ask the device for its network without a person. This is so if the device has
+    // not refused this device since it last allowed it, and the latest facts of the device, if any, say ALLOWED.
     bool MayTryByItself(const std::string& networkId) const EXCLUDES(mutex_);
 
     Experience CurrentExperience() const EXCLUDES(mutex_);
     void OnSuccess(const std::string& networkId) EXCLUDES(mutex_);
 
     OnlineRecord Record() const EXCLUDES(mutex_);
-    // On failure the record in memory does not change either.
+    // If SetAuto or SetPreferred fails, the record in memory does not change either.
     [[nodiscard]] Result<void> SetAuto(bool isOn) EXCLUDES(mutex_);
     [[nodiscard]] Result<void> SetPreferred(std::vector<std::string> networkIds) EXCLUDES(mutex_);
     // Deletes everything except whether automatic mode is on.

@@ -1,5 +1,5 @@
 // OnlineService: implements Online (online.h). At most one job runs at a time, on a thread of the pool: an attempt, or
-// `distnetctl down`. Between jobs a LeaseKeeper and, if it is on, automatic mode are active. Any thread.
+// `distnetctl down`. Between jobs, a LeaseKeeper is active, and also automatic mode if it is on. Any thread may call.
 #pragma once
 
 #include <atomic>
@@ -46,10 +46,10 @@ private:
         DeviceInUse device;
         std::vector<OnlineStep> steps;  // the steps that got this device online
         std::chrono::sys_seconds since;
-        uint32_t number = 0;  // distinguishes the callback of this keeper from an earlier one's
+        uint32_t number = 0;  // distinguishes the callback of this keeper from an earlier keeper's
         std::shared_ptr<LeaseKeeper> keeper{};
     };
-    // Answers to send after the lock is released.
+    // Functions that send answers. Call them after mutex_ is released.
     using Answers = std::vector<std::function<void()>>;
 
     std::shared_ptr<OnlineService> Self() { return std::static_pointer_cast<OnlineService>(shared_from_this()); }
@@ -69,7 +69,7 @@ private:
     void Connect(const DeviceInUse& device, bool isNew) REQUIRES(mutex_);
     void OnLost(uint32_t number) EXCLUDES(mutex_);
 
-    // isByPerson: a person requested it; automatic mode is then suspended.
+    // isByPerson: true if a person requested `distnetctl down`. Automatic mode is then suspended.
     void BringDown(std::optional<IDistNetHost::Answer<DownAnswer>> answer, bool isByPerson) EXCLUDES(mutex_);
     void StartDown() REQUIRES(mutex_);
     void RunDown() EXCLUDES(mutex_);
@@ -82,7 +82,7 @@ private:
     const std::shared_ptr<OnlineMemory> memory_;
     const std::shared_ptr<ChangeWaits> waits_ = ChangeWaits::Make();
     std::atomic<bool> isAutomatic_{false};  // automatic mode owns the running or latest attempt
-    Cancellation stop_;                     // cancelled when the daemon ends; own synchronisation
+    Cancellation stop_;                     // cancelled when the daemon ends; has its own synchronisation
 
     mutable Mutex mutex_;
     mutable CondVar changed_;
@@ -92,18 +92,18 @@ private:
     SteadyTime stepBegan_ GUARDED_BY(mutex_);  // when the latest step began
     std::shared_ptr<Cancellation> cancellation_ GUARDED_BY(mutex_);
     std::optional<OnlineFault> whyCancelled_ GUARDED_BY(mutex_);
-    bool isDecided_ GUARDED_BY(mutex_) = false;            // the outcome is fixed: it can no longer be cancelled
+    bool isDecided_ GUARDED_BY(mutex_) = false;  // the outcome is fixed, so the attempt can no longer be cancelled
     std::optional<DeviceInUse> asked_ GUARDED_BY(mutex_);  // the device that the running attempt asked last
     std::vector<std::pair<pid_t, IDistNetHost::Answer<OnlineAnswer>>> cancelAnswers_ GUARDED_BY(mutex_);
     bool isDownWanted_ GUARDED_BY(mutex_) = false;
-    std::optional<TakenBack> undoneForDown_ GUARDED_BY(mutex_);  // by the attempt that was cancelled for it
+    std::optional<TakenBack> undoneForDown_ GUARDED_BY(mutex_);  // undone by an attempt that `down` cancelled
     std::vector<IDistNetHost::Answer<DownAnswer>> downAnswers_ GUARDED_BY(mutex_);
     std::optional<Connection> connection_ GUARDED_BY(mutex_);
     uint32_t connections_ GUARDED_BY(mutex_) = 0;
     AutoMode auto_ GUARDED_BY(mutex_);
     bool isReviewPosted_ GUARDED_BY(mutex_) = false;
     Tasks::Timer reviewTimer_ GUARDED_BY(mutex_);
-    Tasks::Strand reviews_;  // own synchronisation
+    Tasks::Strand reviews_;  // has its own synchronisation
 };
 
 }  // namespace Vexo::Host

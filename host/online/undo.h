@@ -1,5 +1,5 @@
-// Undo: reverts on both devices what getting online began: notifies the other device, leaves its network, and
-// reconnects to the user's own network. Blocks for at most ONLINE_UNDO_LIMIT; any thread.
+// Undo: reverts on both devices what getting online began. It notifies the other device, leaves its network, and
+// reconnects to the user's own network. It blocks for at most ONLINE_UNDO_LIMIT. Any thread may call it.
 #pragma once
 
 #include <chrono>
@@ -21,10 +21,10 @@ struct DeviceInUse {
     std::string deviceName;
     std::optional<DeviceFacts> facts;
     uint32_t wifiAttempt = 0;  // number of the join; 0: no join has begun
-    std::string macAddress;    // of this device's station; empty before the join
+    std::string macAddress;    // MAC address of this device's station; empty before the join
 };
 
-// Returns whether this device is on the network that it joined through that device. Does not block.
+// Returns true if this device is still on the network that it joined through the given device. Does not block.
 bool IsOnNetworkOf(const OnlineOptions& options, const DeviceInUse& device);
 
 struct Undone {
@@ -32,11 +32,11 @@ struct Undone {
     std::optional<OnlineFault> fault;  // what could not be undone on this device
 };
 
-// Reverts the attempt at the device, or the use of its network. stop: cancelled when the daemon ends; null: never. Once
-// stop is cancelled, Undo begins no further step.
+// Reverts the attempt at the device, or the use of its network. stop: a Cancellation that is cancelled when the daemon
+// ends, or null. After stop is cancelled, the function begins no further step.
 Undone Undo(const OnlineOptions& options, const DeviceInUse& device, Cancellation* stop);
-// Notifies the device that this device no longer uses its network, and returns its answer; no value if it did not
-// answer within limit.
+// Notifies the device that this device no longer uses its network. Returns the device's answer, or no value if the
+// device did not answer within limit.
 std::optional<ReleaseAnswer> Release(const OnlineOptions& options, const DeviceInUse& device,
                                      std::chrono::milliseconds limit, Cancellation* stop);
 

@@ -1,7 +1,7 @@
-// PeerLink: this daemon's sessions with the daemons of other devices of the account. They carry the requests of
-// peer_messages.h. Ask opens a session if none is open; the asking side closes the session after PEER_SESSION_IDLE
-// without requests. The process has one PeerLink, for asking and for serving. It uses the soft bus that is registered
-// as 4700, which may be registered and removed repeatedly. Any thread.
+// PeerLink: this daemon's sessions with the daemons of other devices of the account. The sessions carry the requests of
+// peer_messages.h. Ask opens a session if none is open. The asking side closes the session after PEER_SESSION_IDLE
+// without requests. The process has one PeerLink, which both sends and serves requests. It uses the soft bus that is
+// registered as ability 4700, which may be registered and removed repeatedly. Any thread may use it.
 #pragma once
 
 #include <chrono>
@@ -20,10 +20,11 @@ namespace Vexo::Host {
 inline constexpr const char* PEER_PACKAGE = "vexo.distnet";
 inline constexpr const char* PEER_SESSION = "vexo.distnet.daemon";
 inline constexpr std::chrono::seconds PEER_SESSION_IDLE{10};
-// How long an Ask over an already open session waits for the answer. Then Ask opens another session, because the
-// network under the first one may be gone. A Serve that takes longer receives the request twice.
+// How long the function Ask waits for an answer over a session that was already open. Then Ask opens another session,
+// because the network under the first session may be gone. If the other device takes longer to serve the request, it
+// receives the request twice.
 inline constexpr std::chrono::milliseconds PEER_KEPT_SESSION_LIMIT{1'500};
-// How many requests of one device are served at a time; more are dropped.
+// How many requests of one device are served at a time. Further requests of that device are dropped.
 inline constexpr size_t MAX_SERVED_REQUESTS = 4;
 
 class PeerLink : public NoCopyable {
@@ -40,12 +41,12 @@ public:
     // Starts serving other devices. Call each time after the soft bus (4700) was registered; call End before it is
     // removed. The error says what the soft bus refused.
     [[nodiscard]] virtual Result<void> Begin() = 0;
-    // Closes all sessions and fails all running Asks. Begin may be called again. Idempotent.
+    // Closes all sessions and makes all running calls of Ask fail. Begin may be called again. Idempotent.
     virtual void End() = 0;
 
-    // Sends the request to the device and waits for its answer. Blocks until the answer, the deadline or the
-    // cancellation (null: none). Opens a session if none is open; over Bluetooth this takes up to 9 s. The error's text
-    // is for a person; its code says why there is no answer:
+    // Sends the request to the device and waits for its answer. Blocks until the answer arrives, deadline passes, or
+    // cancellation is cancelled (null: no cancellation). Opens a session if none is open; over Bluetooth this takes up
+    // to 9 s. The error's text is for a person. The error's code says why there is no answer:
     //   NOT_FOUND    no device of the account has that id
     //   UNAVAILABLE  the device was not reached over any transport
     //   REFUSED      the device refused the session (its daemon may be too old), or its answer was damaged

@@ -22,22 +22,23 @@
 namespace Vexo::Host {
 
 inline constexpr size_t MAX_PEER_MESSAGE = 4096;
-inline constexpr size_t MAX_TECHNOLOGY = 16;  // bytes of DeviceFacts::technology
+inline constexpr size_t MAX_TECHNOLOGY = 16;  // maximum length of DeviceFacts::technology in bytes
 
 // Asks for the device's DeviceFacts: what it can share, and whether the asking device may use it.
 struct FactsRequest {};
-// A lease expires when it was not renewed for LEASE_LIFE. The asking device renews it every LEASE_RENEWAL.
+// A lease records that a device uses another device's hotspot. It expires when it was not renewed for LEASE_LIFE. The
+// device that uses the hotspot renews it every LEASE_RENEWAL.
 inline constexpr std::chrono::seconds LEASE_LIFE{150};
 inline constexpr std::chrono::seconds LEASE_RENEWAL{60};
 
-// The asking device uses the receiver's hotspot: begins or renews the asking device's lease.
+// Says that the asking device uses the receiver's hotspot. Begins or renews the asking device's lease.
 struct LeaseRequest {
-    std::string macAddress;  // of the station, lower case: "02:00:5e:10:00:01"
+    std::string macAddress;  // MAC address of the station in lower case, such as "02:00:5e:10:00:01"
 };
-// The asking device no longer uses the receiver's hotspot: ends its lease, and closes the hotspot if the receiver's
-// daemon opened it and no other device uses it.
+// Says that the asking device no longer uses the receiver's hotspot. The receiver ends the lease of that device. It
+// also closes the hotspot if its daemon opened the hotspot and no other device uses it.
 struct ReleaseRequest {
-    std::string macAddress;  // empty: the device has not joined
+    std::string macAddress;  // empty: the asking device has not joined
 };
 using PeerRequest = std::variant<FactsRequest, LeaseRequest, ReleaseRequest>;
 
@@ -49,7 +50,7 @@ struct ReleaseAnswer {
 };
 // The answer to a request that this version does not know.
 struct UnknownAnswer {};
-// DeviceFacts::networkId and DeviceFacts::at are not sent; the receiver fills them in.
+// The answers to requests. DeviceFacts::networkId and DeviceFacts::at are not sent; the receiver fills them in.
 using PeerAnswer = std::variant<UnknownAnswer, DeviceFacts, LeaseAnswer, ReleaseAnswer>;
 
 struct NumberedRequest {
@@ -68,7 +69,8 @@ using PeerMessage = std::variant<NumberedRequest, NumberedAnswer, UnknownRequest
 
 std::string Encode(const NumberedRequest& request);
 std::string Encode(const NumberedAnswer& answer);
-// Decodes and checks a message of another device: lengths, ranges, the format of a MAC address. The error (MALFORMED)
+// Decodes and checks a message from another device: lengths, ranges, the format of a MAC address. The error (MALFORMED)
+// names the wrong member.
 // names the wrong member.
 [[nodiscard]] Result<PeerMessage> DecodePeerMessage(const std::string& text);
 

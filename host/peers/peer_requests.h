@@ -1,5 +1,5 @@
 // PeerRequests: answers requests of other devices on the pool, at most MAX_SERVED_REQUESTS of one device at a time.
-// Private to peer_link.cpp. Any thread; does not block.
+// Only peer_link.cpp uses it. Any thread may call it; it does not block.
 #pragma once
 
 #include <map>
@@ -16,17 +16,17 @@ class PeerRequests : public NoCopyable, public std::enable_shared_from_this<Peer
 public:
     explicit PeerRequests(PeerLink::Serve serve) : serve_(std::move(serve)) {}
 
-    // Serves the request on the pool and sends the answer over the session if it is still open. Drops the request, with
-    // a log line, if MAX_SERVED_REQUESTS of the device are being served.
+    // Serves the request on the pool. Sends the answer if the session is still open. If MAX_SERVED_REQUESTS requests of
+    // that device are already being served, drops the request and writes a log line.
     void Answer(const std::string& networkId, int sessionId, const NumberedRequest& request) EXCLUDES(mutex_);
 
 private:
     void OnServed(const std::string& networkId) EXCLUDES(mutex_);
 
     const PeerLink::Serve serve_;
-    QuviewDFX::LogLimit<std::string> droppedLines_;  // by network id
+    QuviewDFX::LogLimit<std::string> droppedLines_;  // keyed by network id
     Mutex mutex_;
-    std::map<std::string, size_t> served_ GUARDED_BY(mutex_);  // requests being served, by network id
+    std::map<std::string, size_t> served_ GUARDED_BY(mutex_);  // number of running requests, by network id
 };
 
 // Sends text as one message of the session. Returns a SoftBusResult.

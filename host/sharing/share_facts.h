@@ -1,5 +1,5 @@
-// Builds the DeviceFacts that this device sends to a device that may want to use its network. Functions without state;
-// any thread. No call blocks.
+// Builds the DeviceFacts that this device sends to a device that may want to use its network. Any thread may call the
+// function, which keeps no state and does not block.
 #pragma once
 
 #include "interfaces/online_answers.h"
@@ -8,7 +8,8 @@
 
 namespace Vexo::Host {
 
-// refusal: the owner's decision about the asking device. networkId and at stay empty; the receiver fills them in.
+// refusal: the owner's decision about the asking device. The members networkId and at stay empty, because the receiver
+// fills them in.
 DeviceFacts MakeFacts(const Network::Uplink& uplink, const Network::Battery& battery, SharingObstacle obstacle,
                       SoftBus::PeerRefusal refusal);
 

@@ -1,7 +1,7 @@
 // ShareLeases: tracks which devices of the account use this device's hotspot. A device that uses the hotspot begins a
 // lease, renews it, and names its MAC address. From the leases, the connected stations and the recently admitted
-// devices, ShareLeases decides when the hotspot is unused. It has no clock and no lock: the caller passes the time and
-// the hotspot's state (ShareControl::Look), and locks. No call blocks.
+// devices, ShareLeases decides when the hotspot is unused. ShareLeases has no clock and no lock. The caller passes the
+// time and the hotspot's state (ShareControl::Look), and locks a mutex around each call. No call blocks.
 #pragma once
 
 #include <chrono>
@@ -19,7 +19,7 @@
 
 namespace Vexo::Host {
 
-// How long an admitted device counts as joining, and so keeps the hotspot open.
+// How long a device that was admitted counts as joining. During this time the hotspot stays open for the device.
 inline constexpr std::chrono::seconds JOINING_LIFE{60};
 
 // Why a lease ended: the REASON of the system event NET_SHARE_LEASE_END.
@@ -35,7 +35,7 @@ class ShareLeases {
 public:
     explicit ShareLeases(std::chrono::seconds closesAfter) : closesAfter_(closesAfter) {}
 
-    // Call when the device was admitted to the service: it may ask for the hotspot and join.
+    // Call when the device was admitted to the service. The device may then request the hotspot and join it.
     void OnAdmitted(const std::string& networkId, SteadyTime now);
 
     enum class Renewal { BEGUN, RENEWED, TOO_MANY };
@@ -45,28 +45,29 @@ public:
         bool hadLease = false;
         bool wasKnown = false;  // it had a lease or was admitted, so a hotspot may be open because of it
     };
-    // Call when the device no longer uses the hotspot. macAddress: its station, which is about to disconnect and no
-    // longer counts as a user; empty: the station of its lease.
+    // Call when the device no longer uses the hotspot. macAddress: the device's station; empty: the station that the
+    // device's lease names. The station is about to disconnect and no longer counts as a user.
     Ended End(const std::string& networkId, const std::string& macAddress, SteadyTime now);
 
     struct EndedLease {
         std::string networkId;
         const char* reason;
     };
-    // Call with each new state of the hotspot. Returns the leases that ended because they expired or the hotspot is
-    // off.
+    // Call with each new state of the hotspot. Returns the leases that ended because they expired or because the
+    // hotspot is off.
     std::vector<EndedLease> OnLook(const Wifi::ShareInfo& info, SteadyTime now);
 
-    // Returns true if no device has a lease or may be joining, and no station is connected except those of devices that
-    // released their leases.
+    // Returns true if no device has a lease or may be joining, and no station is connected. Connected stations of
+    // devices that released their leases do not count.
     bool IsUnused(const Wifi::ShareInfo& info, SteadyTime now) const;
-    // Returns true if the last lease ended, and the hotspot has been unused for closesAfter since then.
+    // Returns true if the last lease has ended, and the hotspot has been unused for the duration closesAfter_ since
+    // then.
     bool HasEnded(SteadyTime now) const { return unusedSince_ && now - *unusedSince_ >= closesAfter_; }
 
     bool IsEmpty() const { return leases_.empty(); }
     bool Has(const std::string& networkId) const { return leases_.contains(networkId); }
-    // Lists the leases, then the stations that no lease names. Device names are not filled in. If several leases name a
-    // station, it belongs to the lease that began first.
+    // Lists the leases, then the stations that no lease names. Device names are not filled in. If several leases name
+    // one station, the station belongs to the lease that began first.
     std::vector<ShareUser> Users(const std::map<std::string, ShareUsage::Station>& stations) const;
 
 private:
@@ -80,8 +81,8 @@ private:
 
     const std::chrono::seconds closesAfter_;
     std::map<std::string, Lease> leases_;
-    std::map<std::string, SteadyTime> admitted_;  // when each was admitted; neither a lease nor a release since
-    std::map<std::string, SteadyTime> leaving_;   // by MAC address: until when the station does not count as a user
+    std::map<std::string, SteadyTime> admitted_;  // when each device was admitted; removed by its lease or release
+    std::map<std::string, SteadyTime> leaving_;   // by MAC address: the time until which the station does not count
     std::optional<SteadyTime> unusedSince_;       // no value: a lease exists, or there was none
     uint32_t opening_ = 0;
 };

@@ -1,11 +1,12 @@
-// SharePolicy: decides whether another device of the account may use this device's network. It has no clock and no
-// lock: the caller passes the time and the resources, and locks. No call blocks.
+// SharePolicy: decides whether another device of the account may use this device's network. SharePolicy has no clock
+// and no lock. The caller passes the time and the resources, and locks a mutex around each call. No call blocks.
 //
 // The steps, in this order:
-// - "share.allow" is "nobody": refused.
-// - The owner has a rule for the device: the rule decides.
-// - No rule: "account" allows, "devices" refuses, "ask" asks the owner (opens a question).
-// - What is allowed so far is refused below the battery floor, and when the monthly data limit is used up.
+// - If "share.allow" is "nobody", the device is refused.
+// - If the owner has a rule for the device, the rule decides.
+// - If there is no rule, "share.allow" decides: "account" allows, "devices" refuses, "ask" asks the owner (opens a
+//   question).
+// - A device that is allowed so far is refused if the battery is below the floor or the monthly data limit is used up.
 #pragma once
 
 #include <chrono>
@@ -23,11 +24,11 @@
 
 namespace Vexo::Host {
 
-// How long a question to the owner stays open after the device's last request. Then it counts as ignored.
+// How long a question to the owner stays open after the device's last request. Then the question counts as ignored.
 inline constexpr std::chrono::seconds QUESTION_LIFE{60};
 // How long the owner is not asked about a device after a question was denied or ignored.
 inline constexpr std::chrono::minutes QUESTION_PAUSE{10};
-inline constexpr uint32_t MAX_QUESTIONS_A_DAY = 3;  // about one device
+inline constexpr uint32_t MAX_QUESTIONS_A_DAY = 3;  // questions about one device
 inline constexpr std::chrono::minutes ONCE_LIFE{10};
 
 // The resources that sharing consumes.
@@ -40,41 +41,44 @@ class SharePolicy {
 public:
     SharePolicy(const SharingSettings& settings, const SharingRecord& record, const ShareTime& now);
 
-    // Returns NONE if the device is allowed. Returns OWNER_ASKED if a question is open, or a request would open one.
+    // Returns NONE if the device is allowed. Returns OWNER_ASKED if a question is open, or if a call of OnRequest would
+    // open a question.
     SoftBus::PeerRefusal Check(const std::string& networkId, const ShareTime& now, const ShareResources& has) const;
-    // Returns BATTERY_FLOOR, DATA_LIMIT or NONE: the part of Check that is the same for all devices.
+    // Returns BATTERY_FLOOR, DATA_LIMIT or NONE. This is the part of Check that is the same for all devices.
     SoftBus::PeerRefusal CheckResources(const ShareResources& has) const;
 
     struct Verdict {
         SoftBus::PeerRefusal refusal = SoftBus::PeerRefusal::NONE;
         bool hasOpenedQuestion = false;
     };
-    // Call when the device requests the network. If the refusal is OWNER_ASKED, opens a question or extends the open
-    // one.
+    // Call when the device requests the network. If the refusal is OWNER_ASKED, opens a question or extends the
+    // question that is already open.
     Verdict OnRequest(const std::string& networkId, const ShareTime& now, const ShareResources& has);
 
-    // Makes the decision the device's rule and closes its question. Returns false for DENY without an open question,
-    // and for a new rule when MAX_SHARE_DEVICES rules exist.
+    // Stores the decision as the device's rule and closes the device's question. Returns false for DENY without an open
+    // question. Also returns false for a new rule when MAX_SHARE_DEVICES rules exist.
     bool Decide(const std::string& networkId, ShareDecision decision, const ShareTime& now);
-    // Call when the device begins to use the network: a ONCE rule now lasts until OnShareEnded.
+    // Call when the device begins to use the network. A ONCE rule of the device then lasts until OnShareEnded is
+    // called.
     void OnLeaseBegan(const std::string& networkId);
-    // Call when the device's use has ended: removes a ONCE rule.
+    // Call when the device has stopped using the network. Removes the device's ONCE rule.
     void OnShareEnded(const std::string& networkId);
     void Forget(const std::string& networkId);
 
-    // Both lists are without device names.
+    // Questions and Rules do not fill in the device names.
     std::vector<ShareRequest> Questions(const ShareTime& now) const;  // open questions, oldest first
     std::vector<ShareRule> Rules(const ShareTime& now) const;
-    // Writes the members rules and asked of record.
+    // Writes record.rules and record.asked.
     void Store(SharingRecord& record, const ShareTime& now) const;
 
 private:
-    // A rule is valid until either clock reaches its end, so setting the wall clock back does not prolong it.
+    // A rule is valid until the wall clock reaches until or the boot clock reaches untilBoot. So setting the wall clock
+    // back does not prolong the rule.
     struct Rule {
         ShareDecision decision = ShareDecision::ALWAYS;
         WallTime until = WallTime::max();
         SteadyTime untilBoot = SteadyTime::max();
-        bool hasBegun = false;  // ONCE: the device uses the network
+        bool hasBegun = false;  // for ONCE: the device uses the network
 
         bool IsValid(const ShareTime& now) const { return hasBegun || (now.wall < until && now.boot < untilBoot); }
     };
@@ -83,8 +87,8 @@ private:
         SteadyTime openUntil;
         SteadyTime pausedUntil;
     };
-    // The questions about a device on one day. The day is over when the local date is later. If the stored date is in
-    // the future, because the clock was ahead, the day is over after 24 hours.
+    // Counts the questions about a device on one day. The day is over when the local date is later than the member
+    // date. If the stored date is in the future, because the clock was ahead, the day is over after 24 hours.
     struct Day {
         std::chrono::local_days date;
         SteadyTime began;  // when the day began, or was loaded from the file

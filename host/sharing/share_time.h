@@ -1,5 +1,6 @@
-// ShareTime: the two clocks that sharing uses: the wall clock for what people mean ("today", the month), and the boot
-// clock, which nobody can set, for waits. The caller reads both. Value types and functions without state; any thread.
+// ShareTime: the two clocks that sharing uses. The wall clock is for dates that people mean ("today", the month). The
+// boot clock, which nobody can set, is for waits. The caller reads both clocks. Any thread may use the value types and
+// functions, which keep no state.
 #pragma once
 
 #include <chrono>
@@ -18,9 +19,9 @@ inline std::chrono::sys_seconds SecondsOf(WallTime time)
     return std::chrono::floor<std::chrono::seconds>(time);
 }
 
-// Returns the date of time in this machine's current time zone.
+// Returns the local date at the given time, in this machine's current time zone.
 std::chrono::local_days LocalDayOf(WallTime time);
-// Returns when that day begins in this machine's current time zone.
+// Returns the time when the given day begins in this machine's current time zone.
 std::chrono::sys_seconds BeginningOf(std::chrono::local_days day);
 
 }  // namespace Vexo::Host

@@ -1,6 +1,6 @@
 // ShareUsage: counts the bytes that the hotspots of this daemon have carried this month, and the bytes of each station
-// since it joined, from successive states of the hotspot (ShareControl::Look). It has no clock and no lock: the caller
-// passes the time and the states, and locks. No call blocks.
+// since it joined. It computes them from successive states of the hotspot (ShareControl::Look). ShareUsage has no clock
+// and no lock. The caller passes the time and the states, and locks a mutex around each call. No call blocks.
 #pragma once
 
 #include <chrono>
@@ -14,34 +14,34 @@
 
 namespace Vexo::Host {
 
-// Returns the first day of the accounting month that contains day. Months begin on firstDay (1 to 31), or on the last
-// day of a shorter calendar month.
+// Returns the first day of the accounting month that contains the given day. Months begin on the day firstDay (1 to
+// 31), or on the last day of a calendar month that is shorter.
 std::chrono::local_days MonthOf(std::chrono::local_days day, uint32_t firstDay);
 
 class ShareUsage {
 public:
     struct Station {
         std::chrono::sys_seconds since;  // when the station was first seen
-        uint64_t bytes = 0;              // in both directions, since `since`
-        bool isConnected = false;        // in the latest state
+        uint64_t bytes = 0;              // in both directions, since the time `since`
+        bool isConnected = false;        // connected in the latest state of the hotspot
         SteadyTime lastSeen{};
-        uint64_t lastReceived = 0;  // the station's counters in the latest state
+        uint64_t lastReceived = 0;  // the station's counters in the latest state of the hotspot
         uint64_t lastSent = 0;
     };
 
     ShareUsage(uint32_t firstDay, const SharingRecord& record, const ShareTime& now);
 
     void OnLook(const Wifi::ShareInfo& info, const ShareTime& now);
-    // Starts a new month when its first day has come. If the date is before the current month, the clock was set back,
-    // and the month does not change. If such dates last for a month, the clock was ahead before, and the earlier month
-    // begins.
+    // Starts a new month when the first day of that month has come. If the date is before the current month, the clock
+    // was set back, and the month does not change. If such dates last for a month, the clock was ahead before. Then the
+    // earlier month begins.
     void OnTime(const ShareTime& now);
 
     uint64_t MonthBytes() const { return monthBytes_; }
     std::chrono::local_days MonthDay() const { return month_; }
-    // The stations by MAC address: connected ones, and those that disconnected a few minutes ago.
+    // Returns the stations by MAC address: connected stations, and stations that disconnected a few minutes ago.
     const std::map<std::string, Station>& Stations() const { return stations_; }
-    // Writes the members monthDay and monthBytes of record.
+    // Writes record.monthDay and record.monthBytes.
     void Store(SharingRecord& record) const;
 
 private:

@@ -1,8 +1,8 @@
 // Sharing: lets other devices of the account use this device's network through its hotspot. It decides which devices
-// may (share_policy.h), keeps the leases of the devices that do (share_leases.h), and counts the bytes (share_usage.h).
-// It closes a hotspot that the daemon opened when no device uses it any more, when the battery is below the floor, or
-// when the monthly data limit is used up. While a hotspot is on, Sharing reads its state every SHARE_UPDATE_INTERVAL;
-// without a hotspot it has no timer. Any thread.
+// may do so (share_policy.h), keeps the leases of these devices (share_leases.h), and counts the bytes (share_usage.h).
+// It closes a hotspot that the daemon opened when no device uses the hotspot any more, when the battery is below the
+// floor, or when the monthly data limit is used up. While a hotspot is on, Sharing reads its state every
+// SHARE_UPDATE_INTERVAL. Without a hotspot, Sharing has no timer. Any thread may use it.
 #pragma once
 
 #include <chrono>
@@ -22,7 +22,7 @@
 
 namespace Vexo::Host {
 
-inline constexpr const char* SHARING_FILE = "sharing.json";  // in the state folder: rules, questions, bytes
+inline constexpr const char* SHARING_FILE = "sharing.json";  // a file in the state folder: rules, questions, bytes
 inline constexpr std::chrono::seconds SHARE_UPDATE_INTERVAL{10};
 inline constexpr std::chrono::milliseconds RELEASE_PAUSE{300};
 
@@ -31,12 +31,12 @@ struct SharingOptions {
     SharingSettings settings;
     Wifi::ShareControl* share = nullptr;         // must outlive the Sharing object
     Network::NetworkMonitor* network = nullptr;  // must outlive the Sharing object
-    // Returns why this device cannot open a hotspot now; NONE if it can.
+    // Returns why this device cannot open a hotspot now, or NONE if it can.
     std::function<SharingObstacle()> obstacle;
-    // Returns the name of a device of the account; empty if no device has that id.
+    // Returns the name of a device of the account, or an empty text if no device has that id.
     std::function<std::string(const std::string& networkId)> nameOf;
-    // Called when a question to the owner about that device was opened, to notify desktop programs. On a thread of the
-    // pool.
+    // Notifies desktop programs. Called after a question to the owner about that device was opened. Runs on a thread of
+    // the pool.
     std::function<void(const std::string& networkId, const std::string& deviceName)> asked;
     Tasks::Timers* timers = &Tasks::Timers::System();
 };
@@ -45,30 +45,32 @@ class Sharing : public NoCopyable {
 public:
     virtual ~Sharing() = default;
 
-    // Blocks on the disk. A damaged sharing.json is renamed and logged; the rules are then empty.
+    // Creates Sharing and loads sharing.json. Blocks on the disk. A damaged file is renamed and logged; the rules are
+    // then empty.
     static std::shared_ptr<Sharing> Start(SharingOptions options);
 
-    // ---- For peers
+    // ---- Functions for other devices.
     // Decides whether that device may use the service now (PeerPolicy::Admit). May open a question to the owner. Does
-    // not block. A battery level older than 60 s counts as unknown; it is then read again in the background.
+    // not block. A battery level older than 60 s counts as unknown, and the battery is then read again in the
+    // background.
     virtual SoftBus::PeerRefusal Admit(const std::string& networkId) = 0;
-    // Returns this device's facts for that device. Opens no question. Blocks for at most 2 s.
+    // Returns the facts of this device for that other device. Opens no question to the owner. Blocks for at most 2 s.
     virtual DeviceFacts FactsFor(const std::string& networkId) = 0;
     // OnLease and OnRelease block while the hotspot's state is read, well under 100 ms.
     virtual LeaseAnswer OnLease(const std::string& networkId, const LeaseRequest& request) = 0;
-    // An unused hotspot closes RELEASE_PAUSE later, because the answer may travel over it.
+    // An unused hotspot closes RELEASE_PAUSE after the call, because the answer may travel over that hotspot.
     virtual ReleaseAnswer OnRelease(const std::string& networkId, const ReleaseRequest& request) = 0;
-    // Call when that device is no longer a member of the account: ends its lease, rule and question. Blocks while the
-    // hotspot's state is read.
+    // Call when that device is no longer a member of the account. Ends the device's lease and removes its rule and
+    // question. Blocks while the hotspot's state is read.
     virtual void OnMemberRemoved(const std::string& networkId) = 0;
 
-    // ---- For programs of this device
+    // ---- Functions for programs of this device.
     virtual ShareStatus Status() = 0;  // blocks while the hotspot's state is read
-    // Stores the owner's decision about that device. NEVER also ends the device's use, and closes the hotspot if no
-    // other device uses it. Blocks on the disk.
+    // Stores the owner's decision about that device. NEVER also ends the device's use of the network, and closes the
+    // hotspot if no other device uses it. Blocks on the disk.
     virtual ShareChange Decide(const std::string& networkId, ShareDecision decision) = 0;
 
-    // Stops timers and callbacks, and writes the file. Blocks until that is done; must not be called from a callback.
+    // Stops timers and callbacks, and writes sharing.json. Blocks until that is done, so a callback must not call it.
     // Idempotent.
     virtual void Stop() = 0;
 };

@@ -1,5 +1,6 @@
-// SharingFile: reads and writes sharing.json in the state folder (mode 0600, replaced by rename): the data of sharing
-// that outlives the daemon. docs/files.md lists its keys. One thread at a time; both calls block on the disk.
+// SharingFile: reads and writes sharing.json in the state folder (mode 0600, replaced by rename). This is the data of
+// sharing that outlives the daemon. docs/files.md lists the keys of the file. Only one thread may use it at a time.
+// Both calls block on the disk.
 #pragma once
 
 #include <chrono>
@@ -14,19 +15,19 @@
 
 namespace Vexo::Host {
 
-// The maximum number of rules, of devices with questions, and of leases.
+// The maximum number of rules. It is also the maximum number of devices with questions, and of leases.
 inline constexpr size_t MAX_SHARE_DEVICES = 256;
 
 struct SharingRecord {
     struct Rule {
         std::string networkId;
         ShareDecision decision = ShareDecision::ALWAYS;  // TODAY, ALWAYS or NEVER
-        std::chrono::seconds until{0};                   // TODAY: the end of the rule, since 1970
+        std::chrono::seconds until{0};                   // TODAY: when the rule ends, in seconds since 1970
     };
     // How many times the owner was asked about a device on one day.
     struct Asked {
         std::string networkId;
-        std::chrono::days day{0};  // the date: days since 1970, local time
+        std::chrono::days day{0};  // the local date, in days since 1970
         uint32_t count = 0;
     };
     int version = 1;
@@ -40,15 +41,15 @@ class SharingFile : public NoCopyable {
 public:
     explicit SharingFile(std::filesystem::path file) : file_(std::move(file)) {}
 
-    // A missing file gives an empty record. So does a damaged file or one of a later version, which is renamed and
-    // logged, and an unreadable file, which is logged and never overwritten.
+    // A missing file gives an empty record. A damaged file or a file of a later version also gives an empty record, and
+    // is renamed and logged. An unreadable file gives an empty record too; it is logged and never overwritten.
     SharingRecord Load();
-    // The error's text is for the owner.
+    // Writes the record to the file. The error's text is for the owner.
     [[nodiscard]] Result<void> Save(const SharingRecord& record);
 
 private:
     const std::filesystem::path file_;
-    std::string whyNotWritten_;  // why Save must not overwrite the file; empty: it may
+    std::string whyNotWritten_;  // why Save must not overwrite the file; empty: Save may
 };
 
 }  // namespace Vexo::Host
