@@ -81,7 +81,8 @@ CallResult RemoteCall::Unreadable(const std::string& problem) const
         "the answer of the daemon on " + socketPath_ + " cannot be read: " + problem + "; is it of another version?"};
 }
 
-// For a refused request the server returns IPC_UNKNOWN_REQUEST, and its reply starts with the code of the refusal.
+// Returns the result for a refused request. The server answers such a request with IPC_UNKNOWN_REQUEST, and the reply
+// starts with the code of the refusal.
 CallResult RemoteCall::FromRefusal(int32_t status, MessageParcel& reply) const
 {
     int32_t code = 0;
@@ -90,7 +91,7 @@ CallResult RemoteCall::FromRefusal(int32_t status, MessageParcel& reply) const
                    ? Refused()
                    : CallResult{CallStatus::ANSWERED, code, DescribeCode(code).meaning};
     }
-    if (status >= 1'000'000) {  // a code of the service, which could not read the arguments or write the reply
+    if (status >= 1'000'000) {  // the service could not read the arguments or write the reply
         return {CallStatus::ANSWERED, status, DescribeCode(status).meaning};
     }
     return {CallStatus::BAD_ANSWER, 0,

@@ -15,7 +15,7 @@ std::string Quoted(const std::string& text)
     return "\"" + EscapeHidden(text) + "\"";
 }
 
-// A failure of a join whose message and advice are constant.
+// A kind of join failure whose message and advice are constant.
 struct Row {
     JoinFailure failure;
     AccountFaultCode code;

@@ -13,7 +13,7 @@ namespace {
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "AccountLink"};
 
-// Returns a text that differs whenever the soft bus must be given the new identity.
+// Returns a text that changes whenever the soft bus must be given the new identity.
 std::string VersionOf(const Trust::Identity& identity)
 {
     const auto seconds = [](auto time) { return std::to_string(time.time_since_epoch().count()); };
@@ -177,8 +177,8 @@ void AccountLink::StartIfEnrolled()
     options_.enrolled();
 }
 
-// A damaged enrolment, or one of another network id, is ignored here: the soft bus keeps the identity that it has, and
-// `distnetctl doctor` says what to do.
+// Passes a changed identity to the soft bus. Ignores a damaged enrolment, and an enrolment with another network id. The
+// soft bus then keeps the identity that it has, and `distnetctl doctor` says what to do.
 void AccountLink::ApplyIdentityChange()
 {
     Result<Trust::Identity> identity = Trust::LoadIdentity(options_.identityFolder);

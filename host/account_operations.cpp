@@ -52,8 +52,8 @@ void AccountOperations::Changed(uint32_t& revision)
     changed_.NotifyAll();
 }
 
-// Refreshes the link first if there is none yet: a command may have just written an enrolment that the watcher has not
-// seen.
+// Returns the current facts of the link. If the device is not enrolled yet, refreshes the link first, because a command
+// may have just written an enrolment that the folder watcher has not seen.
 LinkFacts AccountOperations::CurrentFacts() const
 {
     if (!options_.link->Facts().softBus) {
@@ -86,7 +86,7 @@ InvitationAnswer AccountOperations::OpenInvitation(pid_t owner, bool admitsWitho
     }
     const LinkFacts facts = options_.link->Facts();
     uint32_t number = 0;
-    std::shared_ptr<SoftBus::Invitation> earlier;  // an earlier invitation, whose device was admitted
+    std::shared_ptr<SoftBus::Invitation> earlier;  // an earlier invitation with which a device was admitted
     {
         const MutexLock lock(mutex_);
         const bool isOpen = invitation_ && (invitation_->invitation || invitation_->answer.revision == 0);
@@ -141,10 +141,10 @@ Result<std::string> AccountOperations::Admit(const std::string& requestPem, cons
     return answer;
 }
 
-// Copies the invitation's current status, which may be newer than the change that this call reports.
+// Copies the invitation's current status, which may be newer than the change that caused this call.
 void AccountOperations::OnInvitationChanged(uint32_t number)
 {
-    // Declared before the lock, so that the invitation is destroyed after the lock is released.
+    // The variable is declared before the lock, so that the invitation is destroyed after the lock is released.
     std::shared_ptr<SoftBus::Invitation> ended;
     const MutexLock lock(mutex_);
     if (!invitation_ || invitation_->number != number || !invitation_->invitation) {
@@ -215,8 +215,8 @@ ChangeAnswer AccountOperations::CloseInvitation(pid_t owner)
 std::shared_ptr<SoftBus::Invitation> AccountOperations::TakeInvitation(std::optional<pid_t> owner)
 {
     const MutexLock lock(mutex_);
-    // An owner cannot cancel an invitation that has admitted a device: the device may have lost the answer, and then
-    // asks again with the same ticket until the ticket expires.
+    // An owner cannot cancel an invitation that has admitted a device. If the device has lost the answer, it asks again
+    // with the same ticket until the ticket expires.
     if (!invitation_ || !invitation_->invitation || (owner && invitation_->owner != *owner) ||
         (owner && invitation_->answer.phase == InvitationPhase::ADMITTED)) {
         return nullptr;
@@ -371,7 +371,8 @@ void AccountOperations::Transfer(const std::string& networkId, IDistNetHost::Ans
         });
 }
 
-// Completes the transfer after the member has stored the account's key, or returns why the member has not.
+// If the member has stored the account's key, completes the transfer. Otherwise returns the reason why the member has
+// not.
 ChangeAnswer AccountOperations::HandOver(const std::string& networkId, const Result<void>& sent)
 {
     if (!sent) {

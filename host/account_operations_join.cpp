@@ -68,7 +68,7 @@ JoinAnswer AccountOperations::StartJoin(pid_t owner, const std::string& ticket, 
         return NotJoined({AccountFaultCode::FAILED, attempt.error().message, "", ""});
     }
     if (!join_ || join_->number != number) {
-        return NotJoined(NotOpen("join"));  // leaving this function destroys the attempt
+        return NotJoined(NotOpen("join"));  // the attempt is destroyed when this function returns
     }
     if (!HasEnded(join_->answer)) {
         join_->attempt = std::move(attempt.value());
@@ -125,7 +125,7 @@ void AccountOperations::OnJoinChanged(uint32_t number, const SoftBus::JoinStatus
         answer.fault = JoinFault(status, answer.deviceName);
     }
     if (HasEnded(answer)) {
-        // The attempt cannot be destroyed in its own callback. Its owner is notified by FinishJoin, once the account
+        // The attempt cannot be destroyed in its own callback. FinishJoin notifies the attempt's owner when the account
         // can be used.
         Tasks::ElasticPool::Shared().Post(
             [self = shared_from_this(), number, answer] { self->FinishJoin(number, answer); });
@@ -145,7 +145,7 @@ void AccountOperations::FinishJoin(uint32_t number, JoinAnswer answer)
         }
     }
     if (attempt) {
-        attempt->Cancel();  // the attempt has ended: this only waits for its thread
+        attempt->Cancel();  // the attempt has ended, so Cancel only waits for the attempt's thread
         attempt.reset();
     }
     if (answer.phase == JoinPhase::DONE) {

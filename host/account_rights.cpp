@@ -36,13 +36,13 @@ uint64_t StartTimeOf(pid_t pid)
     std::ifstream file("/proc/" + std::to_string(pid) + "/stat");
     std::string text;
     std::getline(file, text, '\0');
-    // The second field is the program's name in parentheses, and may itself contain spaces and parentheses.
+    // The second field is the program's name in parentheses. The name may itself contain spaces and parentheses.
     const size_t nameEnd = text.rfind(')');
     if (nameEnd == std::string::npos) {
         return 0;
     }
     std::istringstream fields(text.substr(nameEnd + 1));
-    constexpr int FIELDS_BETWEEN = 19;  // fields 3 to 21
+    constexpr int FIELDS_BETWEEN = 19;  // the number of the fields 3 to 21
     std::string skipped;
     for (int field = 0; field < FIELDS_BETWEEN; ++field) {
         fields >> skipped;

@@ -23,7 +23,7 @@ void ChangeWaits::Add(Waiter waiter, std::chrono::milliseconds limit)
     }
     MutexLock lock(mutex_);
     entries_.push_back(entry);
-    // The timer is set under the lock that Remove locks, so Remove always finds the timer in the entry.
+    // The timer is set while mutex_ is locked. Remove locks mutex_ too, so it always finds the timer in the entry.
     entry->timer = Tasks::Timers::System().RunAfter(limit, [self = shared_from_this(), entry] {
         Answer(*entry, true);
         self->Remove(entry);
@@ -32,7 +32,7 @@ void ChangeWaits::Add(Waiter waiter, std::chrono::milliseconds limit)
     const bool isServed = isWatched_ && entry->timer.IsArmed();
     lock.Unlock();
     if (!isServed) {
-        Answer(*entry, true);  // no thread or timer is available to wait with
+        Answer(*entry, true);  // no thread or no timer is available for the wait
         Remove(entry);
     }
 }
@@ -44,8 +44,8 @@ bool ChangeWaits::Answer(Entry& entry, bool mustAnswer)
     return entry.isAnswered;
 }
 
-// All waiters wait for changes of the same state. So this thread blocks on behalf of the first waiter, and lets all of
-// them check the state when that wait ends.
+// All waiters wait for changes of the same state. So this thread blocks on behalf of the first waiter. When that wait
+// ends, all waiters check the state.
 void ChangeWaits::Watch()
 {
     MutexLock lock(mutex_);

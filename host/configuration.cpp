@@ -31,7 +31,7 @@ void FillDerived(Configuration& configuration)
     }
 }
 
-// Returns the faults of values that are allowed each but do not fit together, as "KEY: FAULT".
+// Returns the faults of values that are each allowed but do not fit together. Each fault has the form "KEY: FAULT".
 std::vector<std::string> CombinedFaults(const Configuration& configuration)
 {
     std::vector<std::string> faults;

@@ -71,7 +71,7 @@ JsonKind<uint32_t> SocketModeKind()
         if (!mode) {
             return "is not an octal number";
         }
-        // The owner must be able to connect, and a socket needs no execute permission.
+        // The owner must be able to connect to the socket, and a socket needs no execute permission.
         if (*mode < 0600 || *mode > 0666 || (*mode & 0111) != 0) {
             return "is out of range";
         }
@@ -99,7 +99,7 @@ JsonKind<fs::path> PathKind(const fs::path& folder, const std::string& allowed =
 
 using Rows = std::vector<JsonKeyOf<Configuration>>;
 
-// The keys for how local programs and other devices reach this device.
+// Returns the configuration keys for how local programs and other devices reach this device.
 Rows ReachRows(const fs::path& folder)
 {
     using C = Configuration;
@@ -136,7 +136,7 @@ Rows ReachRows(const fs::path& folder)
     };
 }
 
-// The keys for this device's parts and the files that it writes.
+// Returns the configuration keys for this device's parts and for the files that the daemon writes.
 Rows DeviceRows(const fs::path& folder)
 {
     using C = Configuration;
@@ -176,7 +176,7 @@ Rows DeviceRows(const fs::path& folder)
     };
 }
 
-// The keys for which devices may use this device's network, and how much.
+// Returns the configuration keys for which devices may use this device's network, and how much of it.
 Rows ShareRows()
 {
     using C = Configuration;

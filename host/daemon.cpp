@@ -130,7 +130,7 @@ Result<void> Daemon::PrepareRecords(const Say& say)
         QuviewDFX::SetLogSink(QuviewDFX::MakeStderrLogSink());
         QuviewDFX::SetSysEventSink(events_);
     }
-    // A damaged enrolment does not prevent the start; AccountLink says how to repair it.
+    // A damaged enrolment does not prevent the daemon's start. AccountLink says how to repair the enrolment.
     Result<Trust::Identity> identity = Trust::LoadOrCreateUnenrolled(configuration_.stateDir / IDENTITY_FOLDER);
     if (!identity) {
         return Failure(std::move(identity).error());
@@ -359,8 +359,8 @@ void Daemon::Drain()
     if (link_) {
         link_->Stop(deadline);
     }
-    // Do not wait for workers that handle requests of ability 1164: they may block for seconds, and stopping them loses
-    // nothing.
+    // Do not wait for workers that handle requests of ability 1164. These requests may block for seconds, and stopping
+    // them loses nothing.
     if (ipc_) {
         ipc_->AwaitWorkers(deadline, [this] { return asking_.load(); });
     }

@@ -14,7 +14,7 @@
 namespace Vexo::Host {
 namespace {
 
-// Describes the check of an ability in `distnetctl doctor`.
+// Describes how `distnetctl doctor` checks an ability.
 struct AbilityCheck {
     int32_t id;
     const char* name;
@@ -61,7 +61,8 @@ class SimulatedPlatform final : public Device {
 public:
     explicit SimulatedPlatform(std::unique_ptr<Simulated::SimulatedDevice> device) : device_(std::move(device)) {}
     void Stop() override { device_->Stop(); }
-    // No lines: abilities are registered and removed as the state file changes, and each change is logged.
+    // Returns no lines, because abilities are registered and removed as the state file changes, and each change is
+    // logged.
     std::vector<std::string> Lines() const override { return {}; }
     std::vector<QuviewDFX::HealthCheck> Checks() const override { return {}; }
     RadioState Radio() const override
@@ -192,8 +193,8 @@ std::optional<Linux::Bluetooth> BluetoothOf(const PlatformChoice& choice, const 
          configuration.bluetoothAdapter});
 }
 
-// Wraps a started platform device in a Platform object, which is constructed from the device and arguments. Returns the
-// error if the start failed.
+// Wraps a started platform device in a Platform object. Platform's constructor gets the device and arguments. Returns
+// the error if the device could not be started.
 template <typename Platform, typename Started, typename... Arguments>
 Result<std::unique_ptr<Device>> AsDevice(Result<std::unique_ptr<Started>> started, Arguments... arguments)
 {

@@ -18,7 +18,7 @@
 namespace Vexo::Host {
 namespace {
 
-// How long a scan waits for the facts of the reachable devices.
+// How long a scan waits until the reachable devices have reported their facts.
 constexpr std::chrono::milliseconds FACTS_LIMIT{1500};
 // A certificate that expires within this time is reported.
 constexpr std::chrono::hours ENDS_SOON{24 * 365};
@@ -177,7 +177,7 @@ int32_t DistNetHost::GetCounts(HostCounts& counts)
     counts.ipcConnections = ipc.connections;
     counts.ipcThreads = ipc.threads;
     counts.threads = EntriesOf("/proc/self/task");
-    // EntriesOf itself opens one descriptor; subtract it.
+    // EntriesOf itself opens one descriptor, which must not be counted.
     const size_t descriptors = EntriesOf("/proc/self/fd");
     counts.descriptors = descriptors > 0 ? descriptors - 1 : 0;
     counts.queuedTasks = Tasks::ElasticPool::Shared().QueuedCount();
@@ -202,7 +202,7 @@ void DistNetHost::ScanDevices(Answer<DeviceList> answer)
         answer(result, devices);
     };
     if (softBus) {
-        // The soft bus's thread must not block, but writing an answer may.
+        // The thread of the soft bus must not block, but writing an answer may block. So the pool writes the answer.
         softBus->Scan([answerNow] { Tasks::ElasticPool::Shared().Post(answerNow); });
     } else {
         answerNow();

@@ -11,11 +11,11 @@ namespace {
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Host"};
 
-// How many bytes of a record one answer contains. An answer has at most 160 KiB, and a record takes up to twice its
-// size there, because it is JSON text inside a JSON string.
+// How many bytes of a record one answer contains. An answer has at most 160 KiB. A record may take twice its size
+// there, because it is JSON text inside a JSON string.
 constexpr size_t MAX_PIECE_BYTES = 64 * 1024;
 
-// Parses lines of the event file. Leaves out lines that are not valid events, because the file may have been edited.
+// Parses lines of the event file. Skips lines that are not valid events, because a person may have edited the file.
 std::vector<Event> EventsOf(std::string_view lines)
 {
     std::vector<Event> events;

@@ -27,8 +27,8 @@ using namespace QuviewDFX;
 constexpr const char* RESTART_COMMAND = "systemctl restart distnet";
 constexpr const char* RESTART = "Restart the daemon: systemctl restart distnet";
 
-// Reports only the healthy case. The checks "identity" and "account" report what is wrong with a membership
-// (trust/identity_checks.h).
+// Reports only that a backup of the account's key exists. The checks "identity" and "account" report what is wrong with
+// a membership (trust/identity_checks.h).
 void CheckBackup(const MembershipStatus& membership, std::vector<HealthCheck>& checks)
 {
     if (membership.holdsKey && membership.backup && !membership.removedAt) {
@@ -36,8 +36,8 @@ void CheckBackup(const MembershipStatus& membership, std::vector<HealthCheck>& c
     }
 }
 
-// Checks the identity on the disk, which may be newer than the identity in use. Without a link the daemon adopts each
-// new identity; with a link it keeps its identity until it ends.
+// Checks the identity on the disk, which may be newer than the identity that the daemon uses. If the daemon has no link
+// to other devices, it adopts each new identity. If it has a link, it keeps its identity until it ends.
 void CheckTrust(const HealthFacts& facts, std::vector<HealthCheck>& checks)
 {
     Trust::IdentityChecks found = Trust::CheckIdentity(facts.configuration.stateDir / "identity", facts.now);
@@ -59,8 +59,8 @@ void CheckTrust(const HealthFacts& facts, std::vector<HealthCheck>& checks)
     }
     std::vector<HealthCheck> more;
     CheckBackup(facts.membership, more);
-    // CheckIdentity does not know the other devices' clocks. Compare this clock with the known device whose clock
-    // differs most.
+    // CheckIdentity does not know the clocks of other devices. So compare this device's clock with the known device
+    // whose clock differs most.
     std::optional<SoftBus::Node> farthest;
     for (const SoftBus::Node& node : facts.devices.value_or(std::vector<SoftBus::Node>{})) {
         if (node.clockAhead && (!farthest || abs(*node.clockAhead) > abs(*farthest->clockAhead))) {
@@ -82,7 +82,7 @@ void CheckTrust(const HealthFacts& facts, std::vector<HealthCheck>& checks)
     checks.insert(checks.end(), more.begin(), more.end());
 }
 
-// Returns the policy, or no value if the file cannot be used. Adds the check.
+// Checks the access policy and adds the check. Returns the policy, or no value if the file cannot be used.
 std::optional<Security::AccessPolicy> CheckPolicy(const std::filesystem::path& file, std::vector<HealthCheck>& checks)
 {
     if (file.empty()) {
@@ -133,14 +133,14 @@ void CheckDaemon(const HealthFacts& facts, std::vector<HealthCheck>& checks)
                                            ServiceText(facts.service)));
 }
 
-// Returns the latest attempt at each address of a device, and its result: "LAN 192.0.2.7:11630 5 s ago: connection
-// refused".
+// Returns the latest attempt at each address of a device, and the result of that attempt, such as "LAN 192.0.2.7:11630
+// 5 s ago: connection refused".
 std::string TriesText(const HealthFacts& facts, const SoftBus::Node& node)
 {
     std::string text;
     for (const SoftBus::WayTried& way : node.tried) {
         const auto ago = std::chrono::duration_cast<std::chrono::seconds>(facts.now - way.at);
-        // A Bluetooth address is not shown: it changes with each announcement, so a person cannot use it.
+        // A Bluetooth address is not shown, because it changes with each announcement and a person cannot use it.
         const std::string where = way.transport == "tcp" ? "LAN " + way.address : "Bluetooth";
         text += (text.empty() ? "tried " : "; ") + where + " " + RoughDuration(std::max(ago, std::chrono::seconds(0))) +
                 " ago: " + (way.answer.empty() ? "it answered" : way.answer);
@@ -179,13 +179,14 @@ void CheckPeers(const HealthFacts& facts, std::vector<HealthCheck>& checks)
     }
 }
 
-// Returns the command that sets a key of the simulated device.
+// Returns the command that sets a key of the simulated device to a value.
 std::string SimSet(const HealthFacts& facts, const std::string& assignment)
 {
     return "distnetctl sim set --state " + facts.configuration.stateDir.string() + " " + assignment;
 }
 
-// Returns a failed check if the simulated device is set to fail calls of this kind ("hotspot"); otherwise no value.
+// Returns a failed check if the simulated device is set to fail calls of the given kind, such as "hotspot". Otherwise
+// returns no value.
 std::optional<HealthCheck> FaultOf(const HealthFacts& facts, const Simulated::DeviceState& state,
                                    const std::string& check, const std::string& kind)
 {

@@ -14,7 +14,8 @@ constexpr std::chrono::milliseconds ANSWER_LIMIT{200};
 
 }  // namespace
 
-// Shared with the task that queries the radio, because the task may outlive the HotspotState.
+// The data that HotspotState shares with the task that queries the radio, because the task may outlive the
+// HotspotState.
 struct HotspotState::Query {
     Mutex mutex;
     CondVar answered;

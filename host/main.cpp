@@ -60,12 +60,13 @@ void Say(const std::string& line)
         text.assign(clock, std::strftime(clock, sizeof clock, "%H:%M:%S ", &local));
     }
     text += line + "\n";
-    // One write, so that the line does not mix with log lines. A failure is ignored, because the daemon also runs if
-    // standard output is closed.
+    // The text is written in one call, so that it does not mix with log lines. A failure is ignored, because the daemon
+    // also runs if standard output is closed.
     (void)Vexo::WriteAll(STDOUT_FILENO, text);
 }
 
-// Returns the exit code if the process must end here (help, version, a wrong argument), else -1.
+// Parses the command line. Returns the exit code if the process must end here (help, version, a wrong argument).
+// Otherwise returns -1.
 int ParseArguments(int count, char** arguments, Options& options)
 {
     CLI::App app(
@@ -77,13 +78,13 @@ int ParseArguments(int count, char** arguments, Options& options)
     app.footer([] { return KeyList(); });
     try {
         app.parse(count, arguments);
-        // Checked after parsing, so that a misspelt option is reported first.
+        // The missing option is checked after parsing, so that a misspelt option is reported first.
         if (options.file.empty()) {
             throw CLI::RequiredError("--config FILE");
         }
     } catch (const CLI::ParseError& error) {
         if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::Success)) {
-            app.exit(error);  // --help, --version
+            app.exit(error);  // prints the text for --help or --version
             return EXIT_DONE;
         }
         std::cerr << "distnetd: " << error.what() << "\n  `distnetd --help` lists the options.\n";
@@ -92,14 +93,14 @@ int ParseArguments(int count, char** arguments, Options& options)
     return -1;
 }
 
-// Ends the process with _exit: the service's threads still run, so no destructor may run.
+// Stops the daemon and ends the process with _exit. The service's threads still run, so no destructor may run.
 [[noreturn]] void End(Vexo::Host::EndSignals& signals, Daemon& daemon)
 {
     std::thread([&daemon] {
         daemon.Drain();
         _exit(EXIT_DONE);
     }).detach();
-    // Drain returns after DRAIN_LIMIT at the latest. The longer wait here covers a Drain that hangs.
+    // Drain returns after DRAIN_LIMIT at the latest. This wait is longer, so that it also covers a Drain that hangs.
     const int second = signals.WaitFor(Vexo::Host::DRAIN_LIMIT + std::chrono::milliseconds(200));
     _exit(second != 0 ? EXIT_CUT_SHORT + second : EXIT_DONE);
 }

@@ -13,7 +13,7 @@
 namespace Vexo::Host {
 namespace {
 
-// An account has fewer devices than this.
+// The maximum number of network ids in a request. An account has fewer devices.
 constexpr uint32_t MAX_IDS = 256;
 
 bool ReadIds(MessageParcel& data, std::vector<std::string>& networkIds)

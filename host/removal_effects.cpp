@@ -19,7 +19,7 @@ constexpr int64_t LAST_SECOND = 253'402'300'799;  // the end of the year 9999
 
 struct Done {
     int version = 1;
-    int64_t number = 0;           // number of the last removal that is handled
+    int64_t number = 0;           // number of the last removal that was handled
     std::string usersHotspot{};   // SSID of the user's own hotspot, escaped; empty: there was none
     std::string removedDevice{};  // name of the removed device, which may know the hotspot's key
     std::chrono::seconds removedAt{};
@@ -45,7 +45,7 @@ Done Read(const std::filesystem::path& file)
     }
     Result<Done> done = DoneKeys().Load(file, MAX_FILE_BYTES);
     if (!done) {
-        // Handling a removal twice does no harm.
+        // Treating the file as empty is safe, because handling a removal twice does no harm.
         QuviewDFX::LogWarn(LABEL, "%{public}s; treated as empty", done.error().message);
         return {};
     }

@@ -33,9 +33,9 @@ bool IsKnown(uint32_t code)
     return false;
 }
 
-// Returns whether the service counted the caller of a request that returned this status. The service counts the caller
-// before it runs the request, so a failed request counts too. It does not count if the status is that of a refusal or
-// an unknown code, or if the request did not reach the service.
+// Returns true if the service counted the caller of a request that returned this status. The service counts the caller
+// before it runs the request, so a failed request counts too. The service does not count the caller of a refused
+// request or of an unknown request code, or if the request did not reach the service.
 bool WasCounted(int32_t status)
 {
     constexpr int32_t REFUSAL_NOT_WRITTEN = 301;
@@ -51,7 +51,8 @@ int32_t ServiceClients::Dispatch(const Ipc::IpcHeader& request, MessageParcel& d
     return refusal ? Refuse(*refusal, request, data, reply) : Run(request, data, reply);
 }
 
-// Makes the same checks as the service, in the same order.
+// Makes the same checks as the service, in the same order. Returns why the service would refuse the request, if it
+// would.
 std::optional<ServiceClients::Refusal> ServiceClients::WhyRefused(uint32_t code, MessageParcel& data)
 {
     const bool isForService = data.ReadInterfaceToken() == IDistNetService::GetDescriptor();
@@ -98,9 +99,9 @@ int32_t ServiceClients::Run(const Ipc::IpcHeader& request, MessageParcel& data, 
     return status;
 }
 
-// For a release request, Begin removes the process from users_ before the request runs. For any other request, End adds
-// the process after the request has run. So users_ contains every process that the service counts, even if two
-// connections of one process send requests at the same time.
+// Records that a request begins. For a release request, Begin removes the process from users_ before the request runs.
+// For any other request, End adds the process after the request has run. So users_ contains every process that the
+// service counts, even if two connections of one process send requests at the same time.
 void ServiceClients::Begin(uint32_t code)
 {
     const MutexLock lock(mutex_);
@@ -128,8 +129,8 @@ void ServiceClients::End(uint32_t code, bool wasCounted, bool wasLoaded)
     if (!isLoadedForNobody_ || !users_.empty() || running_ != 0) {
         return;
     }
-    // No request is running, and new ones wait while isReleasing_ is set. So the service cannot count another process
-    // between its check for users and its stop.
+    // No request is running, and new requests wait while isReleasing_ is set. So the service cannot count another
+    // process between its check for users and its stop.
     isLoadedForNobody_ = false;
     isReleasing_ = true;
     lock.Unlock();
@@ -170,7 +171,7 @@ void ServiceClients::ReleaseForGoneProcess()
     Release();
 }
 
-// Releases the service on behalf of the process that this thread currently acts for.
+// Releases the service on behalf of the process for which this thread acts now.
 void ServiceClients::Release()
 {
     if (!abilities_->GetSystemAbility(COMM_DISTRIBUTED_NET_ABILITY_ID)) {

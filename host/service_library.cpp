@@ -32,7 +32,7 @@ ServiceLibrary::ServiceLibrary(fs::path path) : path_(std::move(path)) {}
 bool ServiceLibrary::Open()
 {
     if (!opened_) {
-        // The library is never closed: its singletons and threads outlive each stop of the ability.
+        // The library is never closed, because its singletons and threads outlive each stop of the ability.
         if (dlopen(path_.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE) == nullptr) {
             const char* cause = dlerror();
             QuviewDFX::LogError(LABEL, "the service cannot be loaded: %{public}s",

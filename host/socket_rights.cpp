@@ -18,9 +18,9 @@ constexpr mode_t ALL_RIGHTS = 07777;
 // The users that can connect to the socket, besides root and the socket's owner.
 struct SocketAccess {
     bool everyone = true;
-    bool group = true;  // the members of groupName
+    bool group = true;  // whether the members of groupName can connect
     std::string owner;
-    std::string groupName;  // the socket's group
+    std::string groupName;  // name of the socket's group
 };
 
 std::string OctalOf(mode_t mode)
@@ -30,7 +30,8 @@ std::string OctalOf(mode_t mode)
     return text.data();
 }
 
-// Connecting needs the right to write to the socket and to search each folder above it (unix(7)).
+// Returns who can connect to the socket. A user needs the right to write to the socket and to search each folder above
+// it (unix(7)).
 SocketAccess AccessOf(const std::filesystem::path& socket, const struct stat& status)
 {
     SocketAccess access{(status.st_mode & S_IWOTH) != 0, (status.st_mode & S_IWGRP) != 0, UserName(status.st_uid),
@@ -49,7 +50,8 @@ SocketAccess AccessOf(const std::filesystem::path& socket, const struct stat& st
     }
 }
 
-// Returns the first user or group that the policy admits but that cannot reach the socket; empty if there is none.
+// Returns the first user or group that the policy admits but that cannot reach the socket, or an empty text if there is
+// none.
 std::string FindShutOut(const Security::AccessPolicy& policy, const SocketAccess& access)
 {
     for (const Security::PolicyEntry& entry : policy.entries) {
