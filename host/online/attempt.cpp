@@ -127,7 +127,7 @@ Attempt::Fault Attempt::Find(Trial& trial, size_t step)
         return Cancelled(trial);
     }
     trial.device = TrialOf(trial.named.networkId).device;
-    // REFUSED counts as found: the device is reachable, but its software may be too old to answer.
+    // The error REFUSED counts as found, because the device is reachable. Its software may be too old to answer.
     if (!answer && answer.error().code == ErrorCode::NOT_FOUND) {
         return MakeFault(Code::UNKNOWN_DEVICE, trial.named, trial.use.deviceName);
     }
@@ -187,7 +187,7 @@ OnlineFault Attempt::WhyNoHotspot(Trial& trial, int32_t code, milliseconds took)
         return FaultOf(refusal, trial.named);
     }
     if (Fault fault = CheckThisDevice()) {
-        return *std::move(fault);  // this device could not begin the join
+        return *std::move(fault);  // a fault of this device prevented the join
     }
     RefreshFactsOf(trial);
     if (Fault fault = trial.use.facts ? FaultOf(*trial.use.facts, trial.named) : std::nullopt) {
@@ -270,7 +270,8 @@ void Attempt::Record(const OnlineFault& fault, Kind step)
 
 void Attempt::KeepTakenBack(TakenBack takenBack)
 {
-    // A later undo does not reconnect to the network that an earlier undo reconnected to, so keep the earlier name.
+    // The earlier undo has reconnected to a network and stored its name in backOn. A later undo does not reconnect
+    // again, so keep the earlier name.
     if (end_.takenBack && takenBack.backOn.empty()) {
         takenBack.backOn = end_.takenBack->backOn;
     }
@@ -330,8 +331,8 @@ bool Attempt::JoinAndCheck(Trial& trial)
     return true;
 }
 
-// Begins one more HOTSPOT step for each device, and repeats its request until its owner has decided or OWNER_RETRIES
-// are used up.
+// Waits for the owners of several devices. Begins one more HOTSPOT step for each device, and repeats the request to the
+// device until its owner has decided or OWNER_RETRIES requests were sent.
 bool Attempt::WaitForOwners(const std::vector<Trial>& asked)
 {
     struct Waiting {
@@ -436,8 +437,8 @@ AttemptEnd Attempt::Run()
     return End();
 }
 
-// Ends the use of the previous device (before_). If another device is in use now, notifies the previous one. Otherwise
-// keeps the previous network if this device is still on it.
+// Ends the use of the previous device (before_). If another device is in use now, notifies the previous device.
+// Otherwise keeps the previous device's network if this device is still on it.
 void Attempt::EndPreviousUse()
 {
     if (!before_ || (end_.inUse && end_.inUse->networkId == before_->networkId)) {

@@ -75,7 +75,7 @@ AutoMode::Decision AutoMode::Update(const Network::NetworkSituation& situation, 
     if (isBusy) {
         return {};
     }
-    if (isUpByAuto_) {  // true until OnLost is called; the situation may be outdated
+    if (isUpByAuto_) {  // stays true until OnLost is called; the situation may be outdated
         state_ = AutoState::ONLINE;
         return WhileJoined(situation, now);
     }
@@ -104,7 +104,7 @@ bool AutoMode::IsOwnNetworkBack(const Network::NetworkSituation& situation)
 AutoMode::Decision AutoMode::WhileJoined(const Network::NetworkSituation& situation, SteadyTime now)
 {
     if (!scannedAt_) {
-        scan_ = situation.scan;  // scans before the connection do not count
+        scan_ = situation.scan;  // scans from before the connection do not count
     }
     if (IsOwnNetworkBack(situation)) {
         isUpByAuto_ = false;

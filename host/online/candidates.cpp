@@ -8,7 +8,7 @@
 namespace Vexo::Host {
 namespace {
 
-// What a device's facts predict about an attempt. A device without facts counts as GOOD.
+// What the facts of a device predict about an attempt at that device. A device without facts counts as GOOD.
 enum class Prospect : uint8_t { GOOD, ASKS_OWNER, BAD };
 
 Prospect ProspectOf(const DeviceFacts& facts)
@@ -20,7 +20,7 @@ Prospect ProspectOf(const DeviceFacts& facts)
     return facts.permission == SharingPermission::ASKS ? Prospect::ASKS_OWNER : Prospect::GOOD;
 }
 
-// A lower rank is better; the members are compared in order.
+// The values that order the devices. A lower rank is better. The elements are compared in order.
 using Rank = std::tuple<bool, Prospect, size_t, int64_t, bool, int, bool>;
 
 Rank RankOf(const KnownDevice& device, const Experience& experience)

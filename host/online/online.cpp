@@ -1,4 +1,4 @@
-// The part of Online that runs attempts and `distnetctl down`. What happens without a request: online_upkeep.cpp.
+// The part of Online that runs attempts and `distnetctl down`. online_upkeep.cpp has the work that no request starts.
 #include "host/online/online.h"
 
 #include <algorithm>
@@ -115,7 +115,7 @@ OnlineAnswer OnlineService::Begin(pid_t owner, OnlineMode mode, const std::vecto
     const MutexLock lock(mutex_);
     if (job_ == Job::ATTEMPT && isAutomatic_ && mode == OnlineMode::UP && networkIds.empty() &&
         answer_.phase == OnlinePhase::RUNNING) {
-        // Automatic mode is already doing what the program requests: the program adopts the attempt.
+        // Automatic mode already runs the attempt that the program requests, so the program takes the attempt over.
         owner_ = owner;
         isAutomatic_ = false;
         answer_.isAutomatic = false;
@@ -180,8 +180,8 @@ void OnlineService::RunAttempt(const AttemptTask& task, Cancellation& cancellati
     FinishAttempt(Attempt(std::move(environment), task).Run());
 }
 
-// The outcome is decided here, by the phase: succeeded, failed or cancelled. The events are written before the outcome
-// becomes visible, so that events of a later job follow them.
+// Decides by the phase whether the attempt succeeded, failed or was cancelled, and publishes the result. The events are
+// written before the result becomes visible, so that events of a later job follow them.
 void OnlineService::FinishAttempt(AttemptEnd end)
 {
     MutexLock lock(mutex_);
@@ -227,7 +227,7 @@ void OnlineService::FinishAttempt(AttemptEnd end)
     ReviewSoon();
 }
 
-// auto_ is TRYING also if a program has adopted automatic mode's attempt.
+// Updates automatic mode. auto_ is also in state TRYING if a program has taken over automatic mode's attempt.
 void OnlineService::OnAttemptEnded(bool isOnline, bool isCancelled)
 {
     const SteadyTime now = options_.timers->BootNow();
@@ -346,7 +346,7 @@ void OnlineService::StartDown()
     isDownWanted_ = false;
     job_ = Job::DOWN;
     if (!Tasks::ElasticPool::Shared().Post([self = Self()] { self->RunDown(); })) {
-        job_ = Job::NONE;  // the answers are sent after the next job
+        job_ = Job::NONE;  // RunDown did not start; the answers are sent after the next job
     }
 }
 
@@ -380,8 +380,8 @@ DownAnswer OnlineService::LeaveNetwork()
         done = {DownResult::DONE, std::move(now.takenBack), std::move(now.fault)};
     } else if (const WifiStatus wifi = options_.wifi();
                !undone && (wifi.state == WifiState::CONNECTING || wifi.state == WifiState::CONNECTED)) {
-        // A program sent its request directly to the service, so the daemon does not know which device's network this
-        // is.
+        // A program sent its request directly to the service. So the daemon does not know to which device the joined
+        // network belongs.
         done.result = DownResult::DONE;
         const Result<Wifi::LeftNetwork> left = options_.station->Leave(wifi.attempt, LEAVE_LIMIT);
         if (left) {

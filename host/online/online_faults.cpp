@@ -17,9 +17,9 @@ using std::chrono::seconds;
 
 constexpr const char* CLOSE_AND_RETRY = "On {device}: switch its hotspot off, then `distnetctl up` here";
 
-// If the clocks differ by at least this much, they are the likely cause of a refused certificate.
+// If the clocks of two devices differ by at least this much, the clocks are the likely cause of a refused certificate.
 constexpr std::chrono::minutes FAR_CLOCK{30};
-// A device that fails to open its hotspot answers sooner than this.
+// A device that fails to open its hotspot answers sooner than this. A later error means that no answer arrived.
 constexpr seconds ANSWER_LIMIT{3};
 
 // Result codes of the service (docs/distnetctl.md).
@@ -96,7 +96,7 @@ std::string Filled(std::string text, const std::string& place, const std::string
     return text;
 }
 
-// Names the transport that was tried first; all others were tried too.
+// Returns a text that names the transport that was tried first. All other transports were tried too.
 std::string WaysText(const KnownDevice& device)
 {
     return (device.transport == "bluetooth" ? std::string("Bluetooth")

@@ -39,7 +39,7 @@ void OnlineService::Listen()
     ReviewSoon();
 }
 
-// Called by the LeaseKeeper of the connection with that number: this device has left the device's network.
+// Called by the LeaseKeeper of the connection with that number when this device has left the other device's network.
 void OnlineService::OnLost(uint32_t number)
 {
     MutexLock lock(mutex_);
@@ -54,7 +54,7 @@ void OnlineService::OnLost(uint32_t number)
     QuviewDFX::LogInfo(LABEL, "the network of \"%{public}s\" is gone", device.deviceName);
     WriteOnlineEnd(device.networkId, OnlineEnding::LOST);
     options_.suggestAddress(device.networkId, "");
-    // If there is a newer join, a program may be using the same device again: do not release it.
+    // If there is a newer join, a program may be using the same device again, so do not release it.
     if (options_.wifi().attempt == device.wifiAttempt) {
         (void)Release(options_, device, RELEASE_LIMIT, &stop_);
     }
@@ -195,7 +195,7 @@ void OnlineService::Stop()
         (void)Release(options_, *device, STOP_LIMIT, nullptr);
     }
     lock.Lock();
-    // An attempt that waits for the service cannot be interrupted: its thread ends later, and makes no further calls.
+    // An attempt that waits for the service cannot be interrupted. Its thread ends later and calls nothing else.
     (void)changed_.WaitFor(mutex_, STOP_LIMIT, [this]() REQUIRES(mutex_) { return job_ == Job::NONE; });
 }
 

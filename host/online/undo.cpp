@@ -14,7 +14,7 @@ constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Online"};
 
 bool IsOnNetworkOf(const OnlineOptions& options, const DeviceInUse& device)
 {
-    // Decided by the join's state, which does not change while the radio's daemon does not answer.
+    // The state of the join decides. It does not change while the radio's daemon does not answer.
     const WifiStatus wifi = options.wifi();
     return wifi.state == WifiState::CONNECTED && wifi.attempt == device.wifiAttempt;
 }
@@ -34,7 +34,7 @@ Undone Undo(const OnlineOptions& options, const DeviceInUse& device, Cancellatio
     Undone undone;
     undone.takenBack.networkId = device.networkId;
     undone.takenBack.deviceName = device.deviceName;
-    // Notify the device first: the answer may travel over the network that this device then leaves.
+    // Notify the other device first, because its answer may travel over the network that this device then leaves.
     std::optional<ReleaseAnswer> released;
     if (!isStopped()) {
         released = Release(options, device, RELEASE_LIMIT, stop);
@@ -55,7 +55,7 @@ Undone Undo(const OnlineOptions& options, const DeviceInUse& device, Cancellatio
     if (device.wifiAttempt != 0) {
         options.suggestAddress(device.networkId, "");
     }
-    // After the reconnect to the previous network, the device may be reachable again.
+    // After the reconnect to the previous network, the other device may be reachable again.
     if (!released && device.wifiAttempt != 0 && !isStopped()) {
         released = Release(options, device, SECOND_RELEASE_LIMIT, stop);
     }

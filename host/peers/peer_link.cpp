@@ -19,7 +19,7 @@ namespace {
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "PeerLink"};
 
-// Limits how long an Ask may block.
+// Limits how long a call of Ask may block.
 struct Limit {
     SteadyTime deadline;
     Cancellation* cancellation;
@@ -38,7 +38,7 @@ public:
     Result<PeerAnswer> Ask(const std::string& networkId, const PeerRequest& request, SteadyTime deadline,
                            Cancellation* cancellation) override EXCLUDES(mutex_);
 
-    // Callbacks of the soft bus, on session strands.
+    // The soft bus calls these functions on session strands.
     void OnOpened(int sessionId, int result) EXCLUDES(mutex_);
     void OnClosed(int sessionId) EXCLUDES(mutex_);
     void OnBytes(int sessionId, const void* data, unsigned int size) EXCLUDES(mutex_);
@@ -51,32 +51,32 @@ private:
         std::string networkId;
         bool isInbound;
         Stage stage = Stage::OPENING;
-        Error failure{};          // ENDED: the error for Asks that wait
-        bool wasGivenUp = false;  // ENDED because an answer did not arrive in time
-        size_t asks = 0;          // Asks that use the session now
-        Tasks::Timer idle{};      // closes an outbound session that no Ask uses
+        Error failure{};          // ENDED: the error for calls of Ask that wait
+        bool wasGivenUp = false;  // the session ENDED because an answer did not arrive in time
+        size_t asks = 0;          // number of calls of Ask that use the session now
+        Tasks::Timer idle{};      // closes a session that this device opened and no Ask uses
     };
     using SessionPtr = std::shared_ptr<Session>;
-    // The answer that an Ask waits for. Lives on the stack of the Ask; guarded by mutex_.
+    // The answer that a call of Ask waits for. It is on the stack of that call and is guarded by mutex_.
     struct Pending {
         int sessionId;
         std::optional<PeerAnswer> answer{};
     };
 
-    // Sends the request once. mayRetry receives true if that failed because an earlier session was dead.
+    // Sends the request once. If this fails because an earlier session was dead, mayRetry receives true.
     Result<PeerAnswer> AskOnce(const std::string& networkId, const PeerRequest& request, const Limit& limit,
                                bool& mayRetry) EXCLUDES(mutex_);
     Result<PeerAnswer> Exchange(const SessionPtr& session, const PeerRequest& request, const Limit& limit)
         REQUIRES(mutex_);
     Result<SessionPtr> FindOrOpen(const std::string& networkId) REQUIRES(mutex_);
-    // Waits for changed_. Returns an error if the Ask must stop waiting.
+    // Waits for changed_. Returns an error if the calling Ask must stop waiting.
     std::optional<Error> Wait(const Limit& limit) REQUIRES(mutex_);
 
     void Forget(const SessionPtr& session, Error failure) REQUIRES(mutex_);
     void Close(const SessionPtr& session, Error failure) REQUIRES(mutex_);
     void CloseIdle(int sessionId) EXCLUDES(mutex_);
 
-    // Each returns what is wrong with the message; empty if it is valid.
+    // These functions return what is wrong with the message, or an empty text if the message is valid.
     std::string OnRequest(int sessionId, const NumberedRequest& request) EXCLUDES(mutex_);
     std::string OnUnknownRequest(int sessionId, uint32_t number) EXCLUDES(mutex_);
     std::string OnAnswer(int sessionId, NumberedAnswer answer) EXCLUDES(mutex_);
@@ -91,10 +91,10 @@ private:
     std::map<int, SessionPtr> sessions_ GUARDED_BY(mutex_);  // sessions that have not ended, by id
     std::map<std::string, SessionPtr> outbound_
         GUARDED_BY(mutex_);  // those of sessions_ that this device opened, by network id
-    std::map<uint32_t, Pending*> pending_ GUARDED_BY(mutex_);  // by request number
+    std::map<uint32_t, Pending*> pending_ GUARDED_BY(mutex_);  // calls of Ask that wait, by request number
 };
 
-// ---- The PeerLink that the soft bus's callbacks use, because they have no context argument
+// ---- The PeerLink that the soft bus's callbacks use. The soft bus passes no context to its callbacks.
 
 struct Current {
     Mutex mutex;
@@ -143,7 +143,7 @@ Error FromSoftBus(int result)
 {
     switch (result) {
         case SOFTBUS_NO_SUCH_PEER:
-        case SOFTBUS_INVALID_PARAM:  // an id that no device can have
+        case SOFTBUS_INVALID_PARAM:  // the network id is one that no device can have
             return {ErrorCode::NOT_FOUND, "no device of this account has that id"};
         case SOFTBUS_NO_LINK:
             return {ErrorCode::UNAVAILABLE, "the device could not be reached over any transport"};
@@ -158,7 +158,8 @@ Error FromSoftBus(int result)
     }
 }
 
-// PeerAnswer has the order of PeerRequest, with UnknownAnswer in front.
+// Returns true if the type of the answer matches the request. PeerAnswer has the same order of types as PeerRequest,
+// after UnknownAnswer as its first type.
 bool Answers(const PeerAnswer& answer, const PeerRequest& request)
 {
     return answer.index() == 0 || answer.index() == request.index() + 1;
@@ -289,7 +290,8 @@ Result<Link::SessionPtr> Link::FindOrOpen(const std::string& networkId)
         return known->second;
     }
     const SessionAttribute attribute{TYPE_BYTES, 3, {LINK_TYPE_WIFI_5G, LINK_TYPE_WIFI_2G, LINK_TYPE_BR}};
-    // OpenSession is called under the lock, so that the opened callback, on another thread, finds the session.
+    // OpenSession is called while mutex_ is locked, so that the callback OnOpened, on another thread, finds the
+    // session.
     const int id = OpenSession(PEER_SESSION, PEER_SESSION, networkId.c_str(), "", &attribute);
     if (id < 0) {
         return Failure(FromSoftBus(id));
@@ -327,8 +329,8 @@ void Link::Forget(const SessionPtr& session, Error failure)
     }
 }
 
-// Called under the lock: otherwise an opened callback that is about to run could mistake the session for an inbound
-// one.
+// Call while mutex_ is locked. Otherwise a callback OnOpened that is about to run could mistake the session for one
+// that the other device opened.
 void Link::Close(const SessionPtr& session, Error failure)
 {
     Forget(session, std::move(failure));
@@ -416,7 +418,7 @@ std::string Link::OnAnswer(int sessionId, NumberedAnswer answer)
     if (session != sessions_.end() && session->second->isInbound) {
         return "an answer on a session for requests";
     }
-    // The Ask may have stopped waiting.
+    // The Ask that sent the request may have stopped waiting.
     const auto pending = pending_.find(answer.number);
     if (pending != pending_.end() && pending->second->sessionId == sessionId) {
         pending->second->answer = std::move(answer.answer);

@@ -104,7 +104,7 @@ Failure Wrong(const std::string& member)
     return Fail(ErrorCode::MALFORMED, member + " is missing, or is not such a value");
 }
 
-// Accepts six pairs of lower-case hex digits, separated by colons.
+// Returns true if the text is six pairs of lower-case hex digits, separated by colons.
 bool IsMacAddress(std::string_view text)
 {
     constexpr size_t SIZE = 17;

@@ -6,7 +6,7 @@
 namespace Vexo::Host {
 namespace {
 
-constexpr std::chrono::minutes ADMISSION_KEPT{10};  // longer than an attempt, so that its release is recognized
+constexpr std::chrono::minutes ADMISSION_KEPT{10};  // longer than an attempt, so that a release is recognized
 constexpr std::chrono::seconds LEAVING{10};
 
 }  // namespace

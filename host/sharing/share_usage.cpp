@@ -9,10 +9,10 @@ using std::chrono::days;
 using std::chrono::local_days;
 
 constexpr days LONGEST_MONTH{31};
-constexpr std::chrono::minutes STATION_KEPT{3};  // a station that reconnects within this time keeps its count
+constexpr std::chrono::minutes STATION_KEPT{3};  // a station that reconnects within this time keeps its byte count
 constexpr uint64_t MOST_BYTES = uint64_t{1} << 53;
 
-// Returns how much a counter has grown. A counter that is lower than before was reset.
+// Returns how much a counter has grown. A counter that is lower than before was reset to 0.
 uint64_t Growth(uint64_t before, uint64_t now)
 {
     return now >= before ? now - before : now;

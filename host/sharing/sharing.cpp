@@ -22,7 +22,7 @@ using SoftBus::PeerRefusal;
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Sharing"};
 constexpr std::chrono::seconds BATTERY_LIFE{60};
-constexpr std::chrono::minutes SAVE_PAUSE{1};  // between writes if only byte counts have changed
+constexpr std::chrono::minutes SAVE_PAUSE{1};  // pause between writes if only byte counts have changed
 
 class SharingImpl final : public Sharing, public std::enable_shared_from_this<SharingImpl> {
 public:
@@ -65,7 +65,8 @@ public:
 
 private:
     ShareTime Now() const { return {timers_.BootNow(), timers_.WallNow()}; }
-    // Runs work with this object on the strand, unless sharing has stopped. Returns the result of Strand::Post.
+    // Runs the function work on the strand, with this object as the argument, unless sharing has stopped. Returns the
+    // result of Strand::Post.
     bool Post(std::function<void(SharingImpl&)> work);
     Tasks::Timer PostAfter(std::chrono::milliseconds delay, void (SharingImpl::*work)());
     void PostHotspotUpdate() EXCLUDES(mutex_);
@@ -76,23 +77,24 @@ private:
     void RefreshBattery() EXCLUDES(mutex_);
     void ReadHotspot() EXCLUDES(mutex_);
     const char* WhyClose(const ShareTime& now) REQUIRES(mutex_);
-    // Ends the device's use. Returns true if the hotspot is off, or will close because no other device uses it.
+    // Ends the device's use of the hotspot. Returns true if the hotspot is off, or will close because no other device
+    // uses it.
     bool EndUse(const std::string& networkId, const std::string& macAddress, const char* reason) EXCLUDES(mutex_);
     void Save(Result<void>* result = nullptr) EXCLUDES(mutex_, fileMutex_);
 
-    // ---- On the strand
+    // ---- The following functions run on the strand.
     void UpdateHotspot() EXCLUDES(mutex_);
     void CloseReleased() EXCLUDES(mutex_);
     void Close(const char* reason);
 
     const SharingOptions options_;
     Tasks::Timers& timers_;
-    QuviewDFX::LogLimit<std::string> refusals_;  // by network id
+    QuviewDFX::LogLimit<std::string> refusals_;  // keyed by network id
     bool hasCloseFailed_ = false;                // used on the strand only
 
     // readMutex_ and fileMutex_ are locked before mutex_.
-    Mutex readMutex_;  // the hotspot's states are applied in the order in which they were read
-    Mutex fileMutex_;  // records are written in the order in which they were made
+    Mutex readMutex_;  // so that states of the hotspot are applied in the order in which they were read
+    Mutex fileMutex_;  // so that records are written in the order in which they were made
     SharingFile file_ GUARDED_BY(fileMutex_);
     bool hasSaveFailed_ GUARDED_BY(fileMutex_) = false;
 
@@ -151,7 +153,7 @@ void SharingImpl::PostAsk(const std::string& networkId)
     });
 }
 
-// Returns the current resources. A battery level older than BATTERY_LIFE counts as unknown.
+// Returns the resources that sharing consumes. A battery level older than BATTERY_LIFE counts as unknown.
 ShareResources SharingImpl::Resources(const ShareTime& now)
 {
     usage_->OnTime(now);
@@ -350,7 +352,8 @@ const char* SharingImpl::WhyClose(const ShareTime& now)
     }
 }
 
-// Runs RELEASE_PAUSE after the release; another device may have joined since then.
+// Closes the hotspot if the daemon opened it and no device uses it. Runs RELEASE_PAUSE after a device's release,
+// because another device may have joined since then.
 void SharingImpl::CloseReleased()
 {
     ReadHotspot();

@@ -19,7 +19,7 @@ constexpr int64_t FIRST_DAY = -366;               // earlier than any month that
 constexpr int64_t LAST_DAY = LAST_SECOND / 86'400;
 constexpr int64_t MOST_BYTES = int64_t{1} << 53;
 
-// ONCE is not stored: it ends when the daemon ends, because the daemon's hotspot closes then.
+// A ONCE rule is not stored, because it ends when the daemon ends and closes its hotspot.
 constexpr NamedValue<ShareDecision> STORED_DECISIONS[] = {
     {"today", ShareDecision::TODAY}, {"always", ShareDecision::ALWAYS}, {"never", ShareDecision::NEVER}};
 
@@ -63,7 +63,7 @@ SharingRecord SharingFile::Load()
         return std::move(record.value());
     }
     if (record.error().code != ErrorCode::MALFORMED) {
-        // Do not overwrite the file: its content may be valid.
+        // Do not overwrite the file, because its content may be valid.
         whyNotWritten_ = record.error().message;
         QuviewDFX::LogError(LABEL, "%{public}s; its rules and byte counts are not used, and new ones are not stored",
                             whyNotWritten_);
