@@ -91,7 +91,7 @@ std::vector<KnownDevice> Attempt::Candidates()
     return chosen;
 }
 
-// ---- Steps
+// ---- The steps of an attempt
 
 size_t Attempt::BeginStep(Kind kind, const FaultDevice& device)
 {
@@ -260,7 +260,7 @@ Attempt::Fault Attempt::CheckNetwork(Trial& trial)
     return NoInternet(trial.use.facts, trial.named);
 }
 
-// ---- The run
+// ---- Running the attempt
 
 void Attempt::Record(const OnlineFault& fault, Kind step)
 {

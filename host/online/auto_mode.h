@@ -29,8 +29,8 @@ public:
     struct Decision {
         Act act = Act::NOTHING;
         bool wantsScan = false;
-        std::optional<SteadyTime>
-            again{};  // when to call Update again, unless the situation changes first; no value: only on a change
+        // When to call Update again, unless the situation changes first; no value: only when the situation changes.
+        std::optional<SteadyTime> again{};
     };
 
     // Switches automatic mode on or off. Resets the state, but remembers the attempts of the last hour.

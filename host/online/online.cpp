@@ -52,7 +52,7 @@ void OnlineService::ResetAnswer(OnlinePhase phase)
     Changed();
 }
 
-// ---- Answers
+// ---- Answers to programs
 
 OnlineAnswer OnlineService::Latest() const
 {
@@ -96,7 +96,7 @@ OnlineStatus OnlineService::Status()
     return status;
 }
 
-// ---- An attempt
+// ---- Running an attempt
 
 OnlineFault OnlineService::WhyBusy() const
 {

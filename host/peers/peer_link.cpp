@@ -137,7 +137,7 @@ void BytesAdapter(int sessionId, const void* data, unsigned int size)
 
 constexpr ISessionListener LISTENER{OpenedAdapter, ClosedAdapter, BytesAdapter, nullptr, nullptr, nullptr};
 
-// ---- Failures
+// ---- Converting errors
 
 Error FromSoftBus(int result)
 {
@@ -165,7 +165,7 @@ bool Answers(const PeerAnswer& answer, const PeerRequest& request)
     return answer.index() == 0 || answer.index() == request.index() + 1;
 }
 
-// ---- Life
+// ---- Start and stop
 
 Result<void> Link::Begin()
 {
@@ -197,7 +197,7 @@ void Link::End()
     (void)RemoveSessionServer(PEER_PACKAGE, PEER_SESSION);
 }
 
-// ---- Asking
+// ---- Sending requests
 
 Result<PeerAnswer> Link::Ask(const std::string& networkId, const PeerRequest& request, SteadyTime deadline,
                              Cancellation* cancellation)
@@ -313,7 +313,7 @@ std::optional<Error> Link::Wait(const Limit& limit)
     return std::nullopt;
 }
 
-// ---- Ends
+// ---- Closing sessions
 
 void Link::Forget(const SessionPtr& session, Error failure)
 {
@@ -347,7 +347,7 @@ void Link::CloseIdle(int sessionId)
     }
 }
 
-// ---- From the soft bus
+// ---- Callbacks of the soft bus
 
 void Link::OnOpened(int sessionId, int result)
 {

@@ -33,7 +33,7 @@ private:
     Visit& visit_;
 };
 
-// ---- Writing
+// ---- Writing messages
 
 AnswerWriter Begin(uint32_t number, const char* kind, const std::string& name)
 {
@@ -97,7 +97,7 @@ std::string EncodeAnswer(uint32_t number, const ReleaseAnswer& answer)
     return TextOf(writer);
 }
 
-// ---- Reading
+// ---- Reading messages
 
 Failure Wrong(const std::string& member)
 {

@@ -7,7 +7,7 @@
 //   {"version": 1, "request": 8, "answer": "lease", "held": true}
 //   {"version": 1, "request": 9, "answer": "release", "closed": true}
 //   {"version": 1, "request": 7, "answer": "unknown"}               to a request of a later version
-// Unknown members are ignored, so a later version may add some. Pure functions; any thread.
+// Unknown members are ignored, so a later version may add some. Any thread may call these pure functions.
 #pragma once
 
 #include <chrono>

@@ -55,8 +55,8 @@ public:
     // question that is already open.
     Verdict OnRequest(const std::string& networkId, const ShareTime& now, const ShareResources& has);
 
-    // Stores the decision as the device's rule and closes the device's question. Returns false for DENY without an open
-    // question. Also returns false for a new rule when MAX_SHARE_DEVICES rules exist.
+    // Closes the device's question. Stores every decision except DENY as the device's rule. Returns false for DENY
+    // without an open question. Also returns false for a new rule when MAX_SHARE_DEVICES rules exist.
     bool Decide(const std::string& networkId, ShareDecision decision, const ShareTime& now);
     // Call when the device begins to use the network. A ONCE rule of the device then lasts until OnShareEnded is
     // called.
@@ -72,8 +72,8 @@ public:
     void Store(SharingRecord& record, const ShareTime& now) const;
 
 private:
-    // A rule is valid until the wall clock reaches until or the boot clock reaches untilBoot. So setting the wall clock
-    // back does not prolong the rule.
+    // A rule ends when the wall clock reaches the member until, or when the boot clock reaches untilBoot. So setting
+    // the wall clock back does not prolong the rule.
     struct Rule {
         ShareDecision decision = ShareDecision::ALWAYS;
         WallTime until = WallTime::max();

@@ -47,7 +47,7 @@ public:
 private:
     const uint32_t firstDay_;
     std::chrono::local_days month_;
-    SteadyTime monthSeen_;  // when the date was last within month_
+    SteadyTime monthSeen_;  // when the date was last in the month month_
     uint64_t monthBytes_ = 0;
     uint32_t opening_ = 0;
     std::map<std::string, Station> stations_;

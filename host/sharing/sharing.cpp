@@ -114,7 +114,7 @@ private:
     Tasks::Strand strand_;
 };
 
-// ---- Admission
+// ---- Admitting devices
 
 PeerRefusal SharingImpl::Admit(const std::string& networkId)
 {
@@ -377,7 +377,7 @@ void SharingImpl::Close(const char* reason)
     hasCloseFailed_ = !closed;
 }
 
-// ---- For programs
+// ---- Functions for programs of this device
 
 ShareStatus SharingImpl::Status()
 {
