@@ -75,7 +75,8 @@ struct ThisDevice {
 };
 
 struct LinkStatus {
-    std::optional<std::string> listen;  // the address that other devices connect to, such as "192.0.2.7:11630"
+    // The address that other devices connect to, such as "192.0.2.7:11630"; no value without a link to other devices.
+    std::optional<std::string> listen;
 };
 
 // This device's membership in its account. Before this device joins an account, all fields are zero or empty.

@@ -25,8 +25,8 @@ enum class HostInterfaceCode : uint32_t {
     GET_COUNTS = 3,
     GET_DEVICES = 4,   // every known device of the account, online or not
     GET_EVENTS = 5,    // uint64 cursor, uint32 limit in ms; the answer contains the events after the cursor
-    START_TRACE = 6,   // uint32 limit in ms, bool detached; starts a recording of spans
-    STOP_TRACE = 7,    // uint32 recording, uint64 offset; a piece of the recording's trace
+    START_TRACE = 6,   // uint32 limit in ms, bool detached; starts to record spans
+    STOP_TRACE = 7,    // uint32 recording, uint64 offset; the answer is a piece of the recording's trace
     GET_CHECKS = 8,    // the checks of `distnetctl doctor`; blocks on the disk and the radio
     SCAN_DEVICES = 9,  // answers like GET_DEVICES, after it has tried to reach every device for up to 5 s
     // Requests about the account (account_answers.h). A caller that changes the account needs further rights
@@ -34,7 +34,7 @@ enum class HostInterfaceCode : uint32_t {
     // the requests 11 to 13, 15 and 16. When that process ends, its invitation or join is cancelled.
     OPEN_INVITATION = 10,      // bool whether devices are admitted without asking a person
     WAIT_FOR_INVITATION = 11,  // uint32 revision, uint32 limit in ms; answers once the revision differs
-    ANSWER_JOINER = 12,        // string network id, bool admit
+    ANSWER_JOINER = 12,        // string network id, bool whether the device is admitted
     CLOSE_INVITATION = 13,
     START_JOIN = 14,     // string ticket, string device name (empty: the configured name)
     WAIT_FOR_JOIN = 15,  // uint32 revision, uint32 limit in ms; answers once the revision differs
@@ -52,7 +52,7 @@ enum class HostInterfaceCode : uint32_t {
     CANCEL_ONLINE = 25,    // bool whether the program's time limit passed; answers once the attempt is undone
     BRING_DOWN = 26,       // answers once this device has left the other device's network
     GET_ONLINE = 27,
-    SET_AUTO = 28,       // bool on
+    SET_AUTO = 28,       // bool whether automatic mode is on
     SET_PREFERRED = 29,  // uint32 count, count network ids as strings, the best first
     // Requests about sharing this device's network (sharing_answers.h)
     GET_SHARING = 30,

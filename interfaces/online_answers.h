@@ -87,7 +87,7 @@ struct OnlineStep {
     std::optional<OnlineFault> fault;   // set in state FAILED
 };
 
-// The types of members of DeviceFacts below.
+// The types of some members of DeviceFacts.
 enum class InternetState : uint8_t { UNKNOWN, YES, NO };
 enum class UplinkKind : uint8_t { NONE, MOBILE, WIRE, WIFI };
 enum class SharingObstacle : uint8_t { NONE, WIFI_OFF, WIFI_BLOCKED, NO_HOTSPOT };
@@ -166,8 +166,10 @@ enum class AutoState : uint8_t {
     WATCHING,  // this device has a network, or no user session is active
     WAITING,   // this device has no network; an attempt begins if this lasts
     TRYING,
-    ONLINE,     // this device is online through another device
-    SUSPENDED,  // paused by a person until AutoStatus::until, or until this device joins the user's network
+    ONLINE,  // this device is online through another device
+    // Stopped by `distnetctl down` or a manual disconnect. Ends at AutoStatus::until, or when this device is on the
+    // user's own network.
+    SUSPENDED,
     EXHAUSTED,  // the attempts of this hour are used up; this state ends at AutoStatus::until
 };
 

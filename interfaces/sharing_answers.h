@@ -50,7 +50,7 @@ struct ShareRule {
     std::string networkId;
     std::string deviceName;                           // empty: the device is no longer known
     ShareDecision decision = ShareDecision::ONCE;     // never DENY
-    std::optional<std::chrono::sys_seconds> until{};  // when a ONCE or TODAY rule ends; no value for other rules
+    std::optional<std::chrono::sys_seconds> until{};  // when a TODAY rule or an unused ONCE rule ends
 };
 
 struct ShareStatus {

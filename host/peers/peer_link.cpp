@@ -45,7 +45,7 @@ public:
 
 private:
     enum class Stage { OPENING, OPEN, ENDED };
-    // The first three members are constant; the others are guarded by mutex_.
+    // One session. The first three members are constant, and mutex_ guards the other members.
     struct Session {
         int id;
         std::string networkId;
@@ -89,8 +89,8 @@ private:
     bool isRunning_ GUARDED_BY(mutex_) = false;
     uint32_t lastNumber_ GUARDED_BY(mutex_) = 0;
     std::map<int, SessionPtr> sessions_ GUARDED_BY(mutex_);  // sessions that have not ended, by id
-    std::map<std::string, SessionPtr> outbound_
-        GUARDED_BY(mutex_);  // those of sessions_ that this device opened, by network id
+    // The sessions in sessions_ that this device opened, by network id.
+    std::map<std::string, SessionPtr> outbound_ GUARDED_BY(mutex_);
     std::map<uint32_t, Pending*> pending_ GUARDED_BY(mutex_);  // calls of Ask that wait, by request number
 };
 

@@ -352,8 +352,8 @@ const char* SharingImpl::WhyClose(const ShareTime& now)
     }
 }
 
-// Closes the hotspot if the daemon opened it and no device uses it. Runs RELEASE_PAUSE after a device's release,
-// because another device may have joined since then.
+// Closes the hotspot if the daemon opened it and no device uses it. Runs RELEASE_PAUSE after a device's release.
+// Another device may have joined since then.
 void SharingImpl::CloseReleased()
 {
     ReadHotspot();
