@@ -34,8 +34,8 @@ public:
         std::ofstream(File("bus.conf"))
             << "<busconfig><type>session</type><listen>unix:tmpdir=/tmp</listen><policy context=\"default\">"
             << R"(<allow send_destination="*"/><allow receive_sender="*"/><allow own="*"/></policy></busconfig>)";
-        // avahi-daemon requires that the user avahi owns its folder. The namespace may have user 0 only, so avahi gets
-        // the ids 0 in copies of passwd and group.
+        // avahi-daemon requires that the user "avahi" owns its folder. Because the namespace may have only user 0,
+        // copies of passwd and group give the user "avahi" the user and group id 0.
         const std::string hold =
             "mount -t tmpfs tmpfs /run && for f in passwd group; do"
             " sed -E 's/^(avahi:x):[0-9]+(:[0-9]+)?/\\1:0\\2/; s/^(avahi:x:0):[0-9]+/\\1:0/' /etc/$f >/run/$f &&"
@@ -97,8 +97,8 @@ public:
         Begin(machine, "monitor", {"/usr/bin/busctl", "--address=" + Address(machine), "--json=short", "monitor"});
         EXPECT_TRUE(EndToEnd::Eventually([&] { return Output("monitor").starts_with("Monitoring"); }));
     }
-    // Returns the smallest number of established entry groups that remained after a group was freed, as the monitor
-    // saw; SIZE_MAX if none was freed.
+    // Reads the bus monitor's output. Returns the smallest number of established entry groups that remained after a
+    // group was freed. Returns SIZE_MAX if no group was freed.
     size_t FewestGroups() const
     {
         std::set<std::string> groups;
@@ -117,7 +117,7 @@ public:
         }
         return fewest;
     }
-    // Starts a device (dns_sd_side) with that name on a machine.
+    // Starts a device (the program dns_sd_side) on a machine. name: the device's name in the calls of this class.
     void StartSide(const std::string& machine, const std::string& name, const std::string& listening,
                    const std::string& token)
     {
@@ -133,7 +133,8 @@ public:
     int Wait(const std::string& name) { return processes_.at(name)->Wait(); }
     std::string Output(const std::string& name) const { return EndToEnd::ReadText(File(name + ".log")); }
 
-    // Returns the announcements that the device knows now: from name to the rest of its "heard" line.
+    // Reads the device's output. Returns the announcements that the device currently knows. A key is the name of a
+    // "heard" line. Its value is the rest of that line ("TOKEN ADDRESS...").
     std::map<std::string, std::string> Known(const std::string& name) const
     {
         std::map<std::string, std::string> known;
@@ -151,7 +152,8 @@ public:
         }
         return known;
     }
-    // Waits until the device knows exactly these announcements ("TOKEN ADDRESS", sorted). Returns how long that took.
+    // Waits until the device knows exactly the announcements wanted. Returns how long the wait took. wanted: sorted
+    // texts of the form "TOKEN ADDRESS".
     std::chrono::milliseconds AwaitKnown(const std::string& name, const std::vector<std::string>& wanted) const
     {
         const auto begin = std::chrono::steady_clock::now();

@@ -1,5 +1,5 @@
-// NetworkManagerWifiTest: a fixture with the Wi-Fi of a phone and of a laptop, each over its own NetworkManager
-// (wifi_world.h), and the steps that its tests share.
+// NetworkManagerWifiTest: a fixture with the Wi-Fi of a phone and the Wi-Fi of a laptop. Each device has its own fake
+// NetworkManager (wifi_world.h). The fixture also has the steps that several tests use.
 #pragma once
 
 #include <algorithm>
@@ -86,8 +86,8 @@ protected:
     {
         Do(machine, R"({"do": "lose", "method": ")" + method + R"(", "count": )" + std::to_string(count) + "}");
     }
-    // Waits until NetworkManager has only this profile of the user (empty: none), only this one is active (empty:
-    // none), and no recorded change is left to undo.
+    // Waits until NetworkManager has only the given profile, only the given profile is active, and the daemon has no
+    // recorded change left to undo. profile, active: the UUID of a user's profile, or empty for no profile.
     void ExpectAsBefore(WifiMachine& daemon, const std::string& profile, const std::string& active)
     {
         PrivateMachine& machine = &daemon == &phone_ ? air_.Phone() : air_.Laptop();

@@ -1,6 +1,6 @@
-// PrivateMachine: a D-Bus bus for one test, on which the test starts and stops the daemons of a Linux machine: the real
-// ModemManager with scripted modems, and mocks of the others. Programs that the test starts see the bus of the machine
-// created last, as system bus and as session bus. The destructor stops everything.
+// PrivateMachine: a D-Bus bus for one test. The test starts the daemons of a Linux machine on this bus: the real
+// ModemManager with scripted modems, and mocks of the other daemons. A program that the test starts uses the bus of the
+// latest PrivateMachine as its system bus and session bus. The destructor stops all processes.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -37,7 +37,7 @@ public:
     const std::filesystem::path& Folder() const { return folder_.Path(); }
     // Returns the test's own connection to the bus.
     Linux::Bus& Bus() { return *bus_; }
-    // Calls a method, which must succeed, and ignores what it returns.
+    // Calls a D-Bus method and ignores its return value. Fails the test if the call fails.
     void Call(const Linux::BusObject& object, const std::string& method, const auto&... arguments)
     {
         const Result<void> called = bus_->Call(object, method, Linux::BUS_CALL_LIMIT, arguments...);
@@ -48,11 +48,12 @@ public:
     {
         Start("bus", {"/usr/bin/dbus-daemon", "--nofork", "--nosyslog", "--print-address",
                       "--config-file=" + (folder_.Path() / "bus.conf").string()});
-        // dbus-daemon prints its address once it listens.
+        // dbus-daemon prints its address as soon as it accepts connections.
         EXPECT_TRUE(EndToEnd::Eventually([&] { return Output("bus").find('\n') != std::string::npos; }))
             << Output("bus");
     }
-    // Starts a template of python-dbusmock. Returns once the mock owns the service name.
+    // Starts a mock of a daemon. Returns as soon as the mock owns the D-Bus name. name: a template of python-dbusmock.
+    // service: the D-Bus name.
     void StartMock(const std::string& name, const std::string& service)
     {
         Start(name, {"/usr/bin/python3", "-m", "dbusmock", "--template", name});
@@ -64,7 +65,7 @@ public:
                                "--test-enable", "--debug"});
         AwaitService("org.freedesktop.ModemManager1", "ModemManager");
     }
-    // Adds a modem to ModemManager. sim: what the SIM answers when asked whether it is locked ("READY", "SIM PIN").
+    // Adds a modem to ModemManager. sim: the SIM's answer to the query of its lock, such as "READY" or "SIM PIN".
     void AddModem(const std::string& name, const std::string& sim)
     {
         const std::string socket = "abstract:distnet-" + std::to_string(getpid()) + "-" + name;
@@ -82,7 +83,7 @@ public:
     }
     std::string Output(const std::string& name) { return processes_.at(name)->Output(); }
 
-    // Starts a program, whose output Output(name) then returns. Does not block.
+    // Starts a program and does not wait for its end. Output(name) returns the program's output.
     void Start(const std::string& name, const std::vector<std::string>& command)
     {
         processes_[name] = std::make_unique<EndToEnd::Process>(command, folder_.Path() / (name + ".log"));

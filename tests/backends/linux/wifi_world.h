@@ -1,5 +1,6 @@
-// Machines whose Wi-Fi is under test, each on a bus of the fake NetworkManager (fake_network_manager.py). Compiled only
-// into the tests of the Linux backend. scripts/radio-lab tests with the real NetworkManager.
+// Machines for the Wi-Fi tests. Each machine has its own D-Bus bus with the fake NetworkManager
+// (fake_network_manager.py). Compiled only into the tests of the Linux backend. scripts/radio-lab tests with the real
+// NetworkManager.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -20,7 +21,7 @@
 
 namespace Vexo::Tests {
 
-// The Wi-Fi of one machine, as the machine's daemon sees it.
+// The Wi-Fi objects that the daemon of one machine uses.
 class WifiMachine {
 public:
     WifiMachine(std::string address, const std::string& name) : address_(std::move(address))
@@ -33,7 +34,7 @@ public:
         options_.hotspot.listStations = [this](const std::string&) -> Result<std::vector<Wifi::ShareStation>> {
             return std::vector<Wifi::ShareStation>(stations, {"02:00:5e:10:00:09", 2000, 1000});
         };
-        options_.station.searchLimit = std::chrono::seconds(3);  // longer than a call takes on a busy machine
+        options_.station.searchLimit = std::chrono::seconds(3);  // longer than a bus call on a busy machine
         options_.station.lookAgain = std::chrono::milliseconds(50);
     }
     ~WifiMachine() { End(); }
@@ -41,7 +42,7 @@ public:
     Linux::WifiOptions& Options() { return options_; }
     const std::filesystem::path& Folder() const { return folder_.Path(); }
 
-    // Returns once the daemon has reported whether a hotspot is available.
+    // Connects to the bus. Returns as soon as the Wi-Fi has reported whether a hotspot is possible.
     void Start()
     {
         Note(hotspot_, {});
@@ -79,7 +80,7 @@ public:
         return config;
     }
 
-    std::atomic<size_t> stations{0};  // connected to its hotspot
+    std::atomic<size_t> stations{0};  // number of stations connected to the machine's hotspot
 
 private:
     void Note(Linux::Presence& known, const Linux::Presence& now)
@@ -114,7 +115,8 @@ private:
     std::unique_ptr<Linux::NetworkManagerWifi> wifi_;
 };
 
-// The fake NetworkManager on the bus of a phone and on that of a laptop; their radios are within range of each other.
+// One fake NetworkManager process that serves the bus of a phone and the bus of a laptop. The simulated radios of both
+// are within range of each other.
 class Air {
 public:
     static constexpr const char* USERS_HOTSPOT = "11111111-1111-4111-8111-111111111111";
@@ -143,8 +145,8 @@ public:
         return state ? state.value() : state.error().message;
     }
 
-    // Stores the profile as a user would, or updates the profile with the same UUID. isUsers false: the profile keeps
-    // its mark of this service. Returns its D-Bus path.
+    // Adds the profile to NetworkManager, or updates the profile that has the same UUID. Returns the profile's D-Bus
+    // path. isUsers: whether to remove the mark that says that this service created the profile.
     static std::string StoreProfile(Linux::Bus& bus, Linux::SettingsMap settings, bool isUsers = true)
     {
         if (isUsers) {

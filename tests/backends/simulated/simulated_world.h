@@ -1,5 +1,6 @@
-// TestDevice: a simulated device with its own ability registry and state folder. Devices of one world share an air
-// folder, in which their simulated radios find each other. Compiled only into the tests of the simulated backend.
+// TestDevice: a simulated device with its own ability registry and state folder. All devices in the same world folder
+// use its subfolder "air", in which their simulated radios find each other. Compiled only into the tests of the
+// simulated backend.
 #pragma once
 
 #include <memory>
@@ -16,7 +17,8 @@ namespace Vexo::Tests {
 
 class TestDevice {
 public:
-    // assignments: KEY=VALUE, as for `sim set`, written to the state file before the device starts.
+    // Writes the assignments to the state file, then starts the device. assignments: texts of the form KEY=VALUE, which
+    // `sim set` accepts, too.
     TestDevice(const std::filesystem::path& world, const std::string& name, const std::string& networkId,
                const std::vector<std::string>& assignments = {})
     {
@@ -78,7 +80,7 @@ public:
     Network::NetworkMonitor& Network() { return device_->Network(); }
     const Simulated::SimulatedDeviceOptions& Options() const { return options_; }
 
-    // Returns the hotspots that another device finds in the air folder.
+    // Returns the hotspots that another device finds in the folder "air".
     std::vector<Simulated::AirRecord> Air() const { return Simulated::Air(options_.airDir, "observer").Look(); }
 
 private:

@@ -1,5 +1,5 @@
-// IpcTestServer: an IPC server in a temporary folder with a dispatcher that the test sets, and raw client sockets. The
-// clients run in this process, so requests carry this process's own identity.
+// IpcTestServer: a fixture with an IPC server and functions for raw client sockets. The test sets the server's
+// dispatcher. The clients run in this process, so requests carry the identity of this process.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -43,8 +43,8 @@ inline bool SendRaw(const UniqueFd& socket, const std::vector<uint8_t>& bytes)
 }
 
 struct RawReply {
-    int32_t status = -1;  // -1: no reply came
-    int32_t value = -1;   // if the reply carries an integer
+    int32_t status = -1;  // -1: there was no reply
+    int32_t value = -1;   // -1: there was no integer in the reply
 };
 
 inline RawReply ReceiveRaw(const UniqueFd& socket)
@@ -84,7 +84,7 @@ protected:
     {
         Serve([](const IpcHeader&, MessageParcel& data, MessageParcel& reply) { return Echo(data, reply); });
     }
-    // Request 1 blocks until Release(); the other requests are answered at once.
+    // Starts a server in which requests with code 1 block until Release(). All other requests are answered at once.
     void ServeGate()
     {
         Serve([this](const IpcHeader& request, MessageParcel&, MessageParcel&) {
@@ -128,7 +128,8 @@ protected:
     IpcServerOptions options_;
     MessageParcel data_;
     MessageParcel reply_;
-    std::unique_ptr<IpcServer> server_;  // last: stopped before the members that its dispatcher uses are destroyed
+    // The last member, so that the server stops before the members that its dispatcher uses are destroyed.
+    std::unique_ptr<IpcServer> server_;
 };
 
 }  // namespace Vexo::Ipc

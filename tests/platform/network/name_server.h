@@ -33,8 +33,8 @@ inline Bytes Answer(const std::vector<Bytes>& records, uint8_t code = 0)
     return answer;
 }
 
-// A name server on the loopback interface. Answers each query with the next of the given datagrams, and answers nothing
-// after the last one.
+// A name server on the loopback interface. answers: the datagrams to send, one for each query. Later queries get no
+// answer.
 class NameServer {
 public:
     explicit NameServer(std::vector<Bytes> answers) : answers_(std::move(answers))
@@ -67,7 +67,7 @@ private:
                 return;
             }
             std::copy_n(query.begin(), std::min<size_t>(2, answer.size()), answer.begin());
-            // An unrelated datagram arrives first.
+            // The client gets an unrelated datagram before the answer.
             for (const Bytes& datagram : {Bytes{1, 2, 3}, answer}) {
                 EXPECT_GT(::sendto(socket_.Get(), datagram.data(), datagram.size(), 0,
                                    reinterpret_cast<const sockaddr*>(&from), size),

@@ -1,5 +1,5 @@
 // Fixtures for soft bus tests: soft buses over loopback, and a recorder of the callbacks of a session server. Bare: a
-// client that builds TLS messages and frames by hand, to send what a real device never sends.
+// client that can send TLS messages and frames that a real device never sends.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -37,8 +37,8 @@ enum class Kind { OPENED, CLOSED, BYTES };
 struct Event {
     Kind kind;
     int id;
-    int result = 0;          // set for OPENED
-    std::string bytes = {};  // set for BYTES
+    int result = 0;          // only for OPENED
+    std::string bytes = {};  // only for BYTES
     std::chrono::steady_clock::time_point when = std::chrono::steady_clock::now();
     std::thread::id thread = std::this_thread::get_id();
 };
@@ -47,8 +47,8 @@ class Recorder : public Vexo::Tests::Trail<Event> {
 public:
     // Records the event, then runs the action that OnEvent() has set.
     void Record(const Event& event) EXCLUDES(mutex_);
-    // Blocks until an event of this kind occurred in this session (0: in any session), and returns the first one. Fails
-    // the test after the time limit.
+    // Blocks until an event of this kind was recorded for this session. Returns the first such event. Fails the test
+    // after WAIT_LIMIT. id: the session, or 0 for any session.
     Event WaitFor(Kind kind, int id = 0);
     size_t Count(Kind kind, int id);
     std::vector<Event> All() { return Trail::WaitFor(0); }
@@ -62,12 +62,13 @@ private:
     std::function<void(const Event&)> hook_ GUARDED_BY(mutex_);
 };
 
-// Session callbacks carry no context pointer, so each device of a test has its own functions.
+// The callbacks of one session server. A callback has no context pointer, so each device of a test has its own Slot
+// and, with it, its own functions.
 template <int Slot>
 struct Listener {
     static Recorder& Events()
     {
-        // Never destroyed: a callback may still run when the program ends.
+        // The recorder is never destroyed, because a callback may still run when the program ends.
         static Recorder* const recorder = std::make_unique<Recorder>().release();
         return *recorder;
     }
@@ -89,36 +90,39 @@ struct Listener {
 sptr<SoftBusServer> StartBus(const Trust::Identity& identity, const std::string& name,
                              std::vector<std::string> peers = {}, SoftBusOptions options = {});
 bool SeesOnline(const sptr<SoftBusServer>& bus, const std::string& networkId);
-// Blocks until each device sees the other online. Returns false after the time limit.
+// Blocks until each device sees the other online. Returns false after WAIT_LIMIT.
 bool Meet(const sptr<SoftBusServer>& one, const sptr<SoftBusServer>& other);
 
-// How the two devices of a pair reach each other: over TCP, unless a derived class overrides it.
+// Decides how the laptop and the phone of a PairTest connect. This class uses TCP. A derived class can use another
+// transport.
 class SessionWorld {
 public:
     enum Side : size_t { LAPTOP, PHONE };
 
     explicit SessionWorld(LinkType type = LINK_TYPE_WIFI_5G, size_t opens = 50) : linkType(type), opensAtOnce(opens) {}
     virtual ~SessionWorld() = default;
-    // Returns the soft bus options that the device on that side needs to reach its peer.
+    // Returns the soft bus options with which one device reaches the other. The first parameter selects the device.
     virtual SoftBusOptions OptionsOf(Side /*side*/, const Trust::Identity& /*peer*/) { return {}; }
 
-    // Returns options with this transport, and with a channel that announces the peer at these addresses.
+    // Returns options with the given transport and with a channel that reports the peer at the given addresses.
     static SoftBusOptions Over(TransportFactory transport, const std::string& name, const Trust::Identity& peer,
                                std::function<std::vector<std::string>()> addresses);
 
     const LinkType linkType;
-    const size_t opensAtOnce;  // more opens at a time than this may be refused by the transport
+    const size_t opensAtOnce;  // The transport may refuse more simultaneous opens.
 };
 
-// Two devices that know each other; each has a session server called NAME.
+// A fixture with two devices, a laptop and a phone, that know each other. Each device has a session server called NAME.
 class PairTest : public testing::Test {
 protected:
     explicit PairTest(std::unique_ptr<SessionWorld> made = std::make_unique<SessionWorld>()) : world(std::move(made)) {}
     void SetUp() override;
     void TearDown() override;
-    // Opens a session from laptop to phone, to the server with that name. Returns its id on the laptop.
+    // Opens a session from the laptop to a session server on the phone. Returns the id of the session on the laptop.
+    // name: the session server.
     int Open(const std::string& name = NAME);
-    // Opens a session and waits for the opened callback on both sides. Returns the ids on laptop and phone.
+    // Opens a session and waits for OnSessionOpened on both devices. Returns the id of the session on the laptop and
+    // its id on the phone.
     std::pair<int, int> OpenPair();
 
     Trust::Tests::Devices account;
@@ -131,40 +135,44 @@ protected:
     Recorder& atPhone = Listener<1>::Events();
 };
 
-// A blocking TCP and TLS client, for actions that a real device would not perform.
+// A client with blocking TCP and TLS calls, for actions that a real device would not perform.
 class Bare {
 public:
     Bare(const std::string& address, const Trust::Identity& identity);
-    // Connects as the joiner of an enrolment by ticket.
+    // Connects as a joiner (a device that enrols with a ticket).
     Bare(const std::string& address, const Trust::Ticket& ticket);
-    // Acts as the holder of an enrolment, on an accepted connection: sends the challenge and completes the handshake.
+    // Acts as the holder (the device that admits others) on an accepted connection. Sends the challenge and completes
+    // the TLS handshake.
     Bare(UniqueFd accepted, const Trust::Ticket& ticket);
 
     void TrustAnyServer() { SSL_set_verify(ssl_.get(), SSL_VERIFY_NONE, nullptr); }
-    // Reads the 16 bytes that the server sends first. Returns fewer bytes if the server closes the connection.
+    // Reads up to 16 bytes, because a server first sends a challenge of 16 bytes. Returns fewer bytes if the server
+    // closes the connection.
     std::string ReadChallenge();
     bool WriteRaw(std::string_view bytes);
     // Creates the first TLS message without sending it.
     std::string FirstMessage();
-    // Offers the TLS session ticket that other has received. other must outlive this object.
+    // Offers the server the TLS session ticket that another client received. other: that client, which must outlive
+    // this object.
     void UseTicketOf(const Bare& other);
     bool IsResumed() const { return SSL_session_reused(ssl_.get()) == 1; }
-    // Reads the challenge, sends the proof of the account and completes the TLS handshake.
+    // Reads the challenge, sends the bytes that prove knowledge of the account's link key (or of the ticket), and
+    // completes the TLS handshake. Returns false if the TLS handshake fails.
     bool Handshake();
-    // Exchanges HELLO frames. Call after Handshake().
+    // Exchanges HELLO frames. Returns false on failure. Call this after Handshake().
     bool Greet();
     bool Write(const std::string& bytes);
     bool WriteFrame(FrameKind kind, const std::string& payload)
     {
         return Write(EncodeHeader(kind, payload.size()) + payload);
     }
-    // Reads the next frame, PINGs included. Returns false at the end of the connection.
+    // Reads the next frame, which may be a PING. Returns false at the end of the connection.
     bool ReadFrame(Frame& frame);
-    // Reads until the connection ends. Returns false if it is still open after 8 s.
+    // Reads until the connection ends. Returns false if the connection is still open after 8 s.
     bool WaitForEnd();
     // Returns whether the other side's kernel has received all written bytes (tcp(7), SIOCOUTQ).
     bool AllArrived() const;
-    // Returns the secret that this TLS connection exports for a label.
+    // Returns the keying material that this TLS connection exports (RFC 8446, 7.5) for the label.
     Trust::SecretBytes ExportSecret(const std::string& label) const;
     // Closes the socket without a TLS close message.
     void Crash() { socket_.Reset(); }

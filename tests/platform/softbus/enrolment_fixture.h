@@ -1,5 +1,6 @@
-// EnrolmentTest: a fixture with the soft bus of a holder (the device that admits others) and joiners, which are real
-// (JoinAttempt) or written by hand (Bare). BareHolder: a listening socket on which the test acts as the holder.
+// EnrolmentTest: a fixture with the soft bus of a holder (the device that admits others) and with joiners (devices that
+// enrol with a ticket). A joiner is a JoinAttempt or, if the test builds its messages by hand, a Bare. BareHolder: a
+// listening socket on which the test acts as the holder.
 #pragma once
 
 #include <arpa/inet.h>
@@ -26,7 +27,7 @@ using Vexo::Tests::Gate;
 inline constexpr uint16_t PHONE_TYPE = 0x0E;
 inline constexpr const char* NUMBER_LABEL = "EXPORTER-distnet join";
 
-// A listening socket on which the test acts as the holder.
+// A listening socket on which the test acts as the holder (the device that admits others).
 class BareHolder {
 public:
     BareHolder()
@@ -49,7 +50,7 @@ private:
     std::string address_;
 };
 
-// Returns the next frame that is not a PING. At the end of the connection, returns a frame of kind PING.
+// Returns the next frame that is not a PING. Returns a PING only if the connection ends.
 Frame NextFrame(Bare& peer)
 {
     Frame frame;
@@ -72,7 +73,8 @@ protected:
         }
     }
 
-    // Starts the holder's soft bus, unless it runs, and opens an invitation.
+    // Starts the soft bus of the laptop if it does not run yet. Then opens an invitation on that soft bus, which waits
+    // for devices that enrol.
     void Invite(SoftBusOptions busOptions = {}, InvitationOptions options = {})
     {
         if (!bus) {
@@ -127,15 +129,16 @@ protected:
         EXPECT_TRUE(answered) << answered.error().message;
     }
 
-    // Returns the join request that a joiner written by hand sends.
+    // Returns a join request, for a test that sends it by hand. device: the name of the device that wants to join.
+    // clock: the time in the request.
     std::string RequestOf(const std::string& device, WallTime clock = Clock::System().WallNow())
     {
         const std::string pem = Trust::MakeRequest(devices.Folder(device), device).value();
         return EncodeJoinRequest({std::string(Trust::JOIN_NONCE_BYTES, 'j'), PHONE_TYPE, MillisecondsOf(clock),
                                   Trust::RequestToDer(pem).value()});
     }
-    // Sends commitment and request of a joiner by hand. Returns the answer to the request, or to the commitment if the
-    // holder answers that with a refusal.
+    // Sends the commitment of a join request, then the request. Returns the holder's answer to the request. If the
+    // holder refuses the commitment, returns that refusal and does not send the request.
     static JoinAnswer AnswerTo(Bare& joiner, const std::string& request)
     {
         EXPECT_TRUE(joiner.WriteFrame(FrameKind::JOIN_COMMIT, Trust::JoinCommitment(request)));
@@ -156,7 +159,7 @@ protected:
 
     Trust::Tests::Devices devices;
     const Trust::Identity laptop = devices.Enrol("laptop");
-    Vexo::Tests::ManualTimers timers;  // used by the tests that pass them to the holder
+    Vexo::Tests::ManualTimers timers;  // Some tests pass these timers to the holder.
     sptr<SoftBusServer> bus;
     std::shared_ptr<Invitation> invitation;
     std::vector<std::shared_ptr<JoinAttempt>> attempts;

@@ -1,5 +1,6 @@
-// Test suite of sessions between two devices: opening, bytes, closing, and the contract of the callbacks. The test of a
-// transport includes this header and instantiates SessionSuite with a function that creates its SessionWorld.
+// Test suite of sessions between two devices: how sessions open, carry bytes and close, and what the callbacks promise.
+// The test of a transport includes this header and instantiates SessionSuite. The parameter of SessionSuite is a
+// function that creates a SessionWorld with that transport.
 #pragma once
 
 #include <algorithm>
@@ -133,8 +134,8 @@ TEST_P(SessionSuite, SlowPeerFillsQueueAndLosesNothing)
         while ((result = Send(laptop, ids.first, megabyte)) == SOFTBUS_OK) {
             ++accepted;
         }
-        // The queue may be full for a moment at any time. It stays full only once the receiver's pause has stopped the
-        // connection, which buffers some messages first.
+        // Before the receiver's pause stops the connection, the send queue may be full for a moment. The connection's
+        // buffers also hold some messages. So a full queue counts only after 16 accepted messages.
         return result == SOFTBUS_QUEUE_FULL && accepted >= 16;
     }));
     EXPECT_LT(accepted, 64u) << "the other end must stop reading";

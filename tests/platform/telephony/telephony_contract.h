@@ -1,5 +1,5 @@
-// The contract of ICoreService and ICellularData, which every backend's modems keep. A backend's test derives from
-// TelephonyWorld and passes its world to ExpectTelephonyContract.
+// Checks that a backend keeps the contract of ICoreService and ICellularData. The test of a backend derives a class
+// from TelephonyWorld and passes an object of that class to ExpectTelephonyContract.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -18,11 +18,12 @@ public:
     virtual ~TelephonyWorld() = default;
     virtual sptr<Telephony::ICoreService> Core() = 0;
     virtual sptr<Telephony::ICellularData> Data() = 0;
-    // Affects SIM slot 0. Blocks until the radio has that state.
+    // Turns the radio of SIM slot 0 on or off. Blocks until the radio has that state.
     virtual void SetRadio(bool isOn) = 0;
 };
 
-// Expects an answer for each slot, and exactly one answer to a radio query, on another thread.
+// Expects a SIM state for each slot. Expects exactly one answer to each radio query, and expects the answer on another
+// thread.
 inline void ExpectTelephonyContract(TelephonyWorld& world)
 {
     const auto core = world.Core();

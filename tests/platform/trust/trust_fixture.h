@@ -1,5 +1,5 @@
-// Devices for the tests of trust: folders inside a temporary folder, enrolled by the product's own functions, with new
-// keys in each test.
+// Devices for the tests of trust. A device is a folder inside a temporary folder. The product's own functions enrol the
+// device, so each test has new keys.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -20,7 +20,7 @@
 
 namespace Vexo::Trust::Tests {
 
-// Returns a key whose bytes count up from first.
+// Returns a link key whose bytes count up, such as 1, 2, 3. first: the value of the first byte.
 inline LinkKey CountingKey(uint32_t number, uint8_t first)
 {
     LinkKey key{number};
@@ -28,14 +28,14 @@ inline LinkKey CountingKey(uint32_t number, uint8_t first)
     return key;
 }
 
-// A clock that always shows the date that the test has set.
+// A clock that always returns the date that the test has set.
 struct Calendar : Clock {
     SteadyTime Now() const override { return {}; }
     WallTime WallNow() const override { return date; }
     WallTime date;
 };
 
-// Returns a copy of the certificate, signed again, whose validity ends at notAfter.
+// Returns a copy of the certificate with another end of its validity, signed with accountKey. notAfter: the new end.
 inline Certificate EndingAt(X509* certificate, EVP_PKEY* accountKey, std::time_t notAfter)
 {
     Certificate changed(X509_dup(certificate));
@@ -52,13 +52,15 @@ public:
         const auto created = CreateAccount(Folder(device), account, device);
         ASSERT_TRUE(created) << created.error().message;
     }
-    // Returns the answer of holder to a join request of device.
+    // Makes a join request on one device and admits it on another. Returns the enrolment answer. device: the device
+    // that joins. holder: the device with the account's key.
     std::string Answer(const std::string& device, const std::string& holder,
                        std::chrono::hours validity = DEVICE_VALIDITY) const
     {
         return Admit(Folder(holder), MakeRequest(Folder(device), device).value(), {.validity = validity}).value();
     }
-    // Removes the account's state, as if a version without states had enrolled the device.
+    // Removes the files of the account's state from the device. An old version, which had no account state, would have
+    // left the device like this.
     void ForgetState(const std::string& device) const
     {
         std::filesystem::remove(Folder(device) / STATE_FILE);

@@ -1,5 +1,6 @@
-// The contract suite of WifiHotspot and WifiDevice, which every backend's radios keep. A backend's test derives from
-// WifiWorld, includes this header and instantiates WifiContract with a function that creates its world.
+// WifiContract: a test suite of the contract of WifiHotspot and WifiDevice, which every backend keeps. The test of a
+// backend derives a class from WifiWorld. It instantiates WifiContract with a function that creates an object of that
+// class.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -21,22 +22,23 @@ namespace Vexo::Tests {
 
 enum class Security { OPEN, WPA2, WPA3 };
 
-// Wraps an object of a world in the shared_ptr that callers of the interface have.
+// Wraps the object in a shared_ptr, because callers of the Wi-Fi interfaces use shared_ptr.
 template <typename T, typename U>
 std::shared_ptr<T> Shared(const sptr<U>& object)
 {
     return {object.GetRefPtr(), [object](T*) {}};
 }
 
-// One device with a hotspot and one that joins it, within radio range of each other.
+// Two devices within radio range of each other. One has a hotspot, and the other, the station, joins that hotspot.
 class WifiWorld {
 public:
     virtual ~WifiWorld() = default;
     virtual std::shared_ptr<Wifi::WifiHotspot> Hotspot() = 0;
     virtual std::shared_ptr<Wifi::WifiDevice> Station() = 0;
-    // Returns once the hotspot reports this configuration and, if it is on, the station sees it.
+    // Configures the hotspot. Returns when the hotspot reports the new configuration. If the hotspot is on, also waits
+    // until the station sees the new configuration.
     virtual void SetHotspot(const std::string& ssid, const std::string& key, Security security) = 0;
-    // Subscribes to the connectivity events of the station's device.
+    // Adds a subscriber to the connectivity events of the device with the station.
     virtual void Subscribe(const std::shared_ptr<EventFwk::CommonEventSubscriber>& subscriber) = 0;
 };
 
@@ -58,7 +60,7 @@ protected:
         return {-1, ssid, "", key, keyMgmt};
     }
 
-    // Connects and waits for the result.
+    // Connects the station and waits for the result.
     Wifi::WifiLinkInfo Join(const Wifi::WifiDeviceConfig& config)
     {
         EXPECT_EQ(world_->Station()->ConnectToDevice(config), Wifi::WIFI_OK);
@@ -159,7 +161,7 @@ TEST_P(WifiContract, SsidWithAnyBytesIsPreserved)
         EXPECT_EQ(info.state, Wifi::WifiLinkState::CONNECTED) << info.reason;
         EXPECT_EQ(info.ssid, ssid);
     }
-    // "Cell" is what remains of the visible network's SSID if it is cut at its NUL byte.
+    // The visible SSID starts with "Cell" and a NUL byte. It must not match a configuration whose SSID is only "Cell".
     EXPECT_EQ(Join(Config("Cell", KEY, "")).state, Wifi::WifiLinkState::FAILED);
 }
 
