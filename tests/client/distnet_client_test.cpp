@@ -1,4 +1,5 @@
-// The client library against a daemon with scripted replies: every way a call can end, hostile replies included.
+// Tests the client library with a daemon whose replies are scripted. The tests cover every result of a call, and
+// hostile replies.
 
 #include "client/distnet_client.h"
 

@@ -1,5 +1,5 @@
-// The daemon's answers as text: reading returns what was written, and a damaged answer is refused with the member's
-// name.
+// Tests the text form of the daemon's answers. Parsing a text returns the answer that the text was made from. If a
+// member of the text is damaged, the parser refuses the text and names the member.
 #include <gtest/gtest.h>
 
 #include "interfaces/host_answers_json.h"
@@ -22,7 +22,8 @@ HostStatus Status()
     return status;
 }
 
-// Replaces a part of a good answer. The error names the member.
+// A row of a table of damaged answers. part: the text to replace in a good answer. instead: the new text. error: the
+// start of the expected error message.
 struct Damage {
     const char* part;
     const char* instead;

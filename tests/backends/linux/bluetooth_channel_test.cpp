@@ -1,5 +1,5 @@
-// The Bluetooth channel with a fake BlueZ (fake_bluez.py): adapters appear and disappear, advertisements are refused,
-// and strangers advertise.
+// Tests the Bluetooth channel with a fake BlueZ (fake_bluez.py). In the tests, adapters appear and disappear, BlueZ
+// refuses advertisements, and devices outside the account advertise.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -91,7 +91,7 @@ protected:
         EXPECT_TRUE(does) << shared->State().presence.reason;
         return does;
     }
-    // Opens a radio link to a device, as a connection does. The link is in use while the returned handle exists.
+    // Opens a radio link to the device at the given address. The link counts as used while the returned handle exists.
     std::shared_ptr<void> Use(const std::string& address, bool isPaired = false)
     {
         Do("Appear", address, UUID, DataOf(1, 0x80, "oursPHON"));
@@ -102,7 +102,7 @@ protected:
     {
         return machine.Bus().Call<Texts>(TEST_CONTROL, "Connected", BUS_CALL_LIMIT).value_or(Texts{"?"});
     }
-    // Returns once the channel has finished all earlier work.
+    // Announces the token and waits for BlueZ to advertise it, so that the channel has finished all its earlier work.
     void Settle(const std::string& token)
     {
         channel->Announce(token);
@@ -162,7 +162,7 @@ TEST_F(BluetoothChannelTest, AdvertisesEachTokenAndRetriesAfterRefusal)
     ASSERT_TRUE(Advertises({}));
 }
 
-// The second channel announces an enrolment ticket, over the same connection to the bus.
+// A second channel uses the D-Bus connection of the first channel and announces an enrolment ticket.
 TEST_F(BluetoothChannelTest, SecondChannelAdvertisesWithoutAffectingFirst)
 {
     StartChannel();
@@ -258,7 +258,7 @@ TEST_F(BluetoothChannelTest, HearsOnlyDevicesOfAccountAndOnlyWhileSeeking)
     ASSERT_TRUE(Eventually([&] { return Scans() == 0; }));
     EXPECT_THAT(Known(), testing::SizeIs(1));
     timers.Advance(30s);
-    // The channel may arm its timer after this point, once BlueZ has ended the scan.
+    // The channel arms its timer when BlueZ has ended the scan, which may be later than this line.
     ASSERT_TRUE(Eventually([&] {
         timers.Advance(1ms);
         return Known().empty();
@@ -271,7 +271,7 @@ TEST_F(BluetoothChannelTest, HearsOnlyDevicesOfAccountAndOnlyWhileSeeking)
     channel->Withdraw();
     EXPECT_EQ(Scans(), 0);
     channel.reset();
-    seeking.reset();  // the channel is destroyed: no scan is left to stop
+    seeking.reset();  // must not stop a scan, because the channel is gone
 }
 
 TEST_F(BluetoothChannelTest, ClosesRadioLinkFiveSecondsAfterLastUse)

@@ -1,5 +1,5 @@
-// The Bluetooth transport, with Unix sockets in place of the kernel's L2CAP sockets. A write of more than UNIT bytes
-// fails with EMSGSIZE, as in the kernel.
+// Tests the Bluetooth transport with Unix sockets instead of L2CAP sockets. A write of more than UNIT bytes fails with
+// EMSGSIZE, like a write to an L2CAP socket.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <poll.h>
@@ -26,7 +26,7 @@ std::atomic<int> sends{0};
 
 }  // namespace
 
-// Replaces the C library's send in the whole test program.
+// Replaces the function send() of the C library in the whole test program.
 extern "C" ssize_t send(int fd, const void* bytes, size_t length, int flags)
 {
     int domain = 0;
@@ -37,7 +37,8 @@ extern "C" ssize_t send(int fd, const void* bytes, size_t length, int flags)
             errno = EMSGSIZE;
             return -1;
         }
-        // Every third write is cut in half, except the challenge, which is the first message on a connection.
+        // Every third write sends only half of its bytes. The challenge, the first message on a connection, is always
+        // sent whole.
         length = ++sends % 3 == 0 && length > CHALLENGE_BYTES ? length / 2 : length;
     }
     return ::sendto(fd, bytes, length, flags, nullptr, 0);
@@ -55,11 +56,11 @@ constexpr const char* DEVICE_OF_SOMEBODY = "02:11:22:33:44:55/random";
 class FakeSockets final : public L2capSockets {
 public:
     int openError = 0;
-    int connectError = 0;  // returned by Connect()
-    int lateError = 0;     // returned by SendUnit(), which runs when a pending connect completes
-    int refusals = 0;      // so many connects are refused late
+    int connectError = 0;  // the error that Connect() returns
+    int lateError = 0;     // the error that SendUnit() returns when a pending connect completes
+    int refusals = 0;
     int connects = 0;
-    bool isSilent = false;  // a connect stays pending until Answer()
+    bool isSilent = false;  // whether a connect stays pending until Answer()
     std::deque<int> acceptErrors;
 
     int Open(const BluetoothAddress& local) override
@@ -119,7 +120,7 @@ private:
         std::snprintf(&address.sun_path[1], sizeof address.sun_path - 1, "distnet-l2cap-%d-%d", ::getpid(), int{psm});
         return address;
     }
-    // Replaces the socket by one that is not writable.
+    // Replaces the socket with another one whose send buffer is full, so that the socket is not writable.
     void BecomeFull(int socket)
     {
         std::array<int, 2> pair{};
@@ -140,8 +141,8 @@ protected:
     {
         return std::make_shared<BluetoothTransport>(reactor, std::move(with), sockets);
     }
-    // Connects and returns the result: "connected, 600 bytes" or the error. begun runs while the connect is in
-    // progress.
+    // Connects and returns the result, such as "connected, 600 bytes", or an error message. begun: a function to call
+    // while the connect is in progress.
     std::string Connect(
         const std::string& address, const std::function<void()>& begun = [] {})
     {
@@ -257,7 +258,7 @@ TEST_F(BluetoothTransportTest, AttemptAndItsStreamCountAsOneUseOfDevice)
     EXPECT_THAT(shared->TakeUnused(), testing::ElementsAre(DEVICE_OF_SOMEBODY));
 
     const auto attempt = connect();
-    sockets.connectError = EHOSTDOWN;  // for the spare channel
+    sockets.connectError = EHOSTDOWN;  // The second connection, which is opened for the next session, fails.
     sockets.Answer();
     RunUntil([&] { return stream.has_value(); });
     EXPECT_TRUE(shared->IsUsed(DEVICE_OF_SOMEBODY));
@@ -305,7 +306,7 @@ TEST_F(BluetoothTransportTest, OpensSpareChannelsForNextSessions)
     EXPECT_EQ(Connect(self), "connected, 600 bytes");
     RunUntil([&] { return accepted.size() == 3; });
     reactor.restart();
-    reactor.run_for(milliseconds(50));  // this side of the spare channels completes
+    reactor.run_for(milliseconds(50));  // completes the two connections opened ahead
     EXPECT_EQ(Connect(self), "connected, 600 bytes");
     EXPECT_EQ(Connect(self), "connected, 600 bytes");
     EXPECT_EQ(sockets.connects, 3) << "these were the spare ones";

@@ -1,13 +1,13 @@
-// dns_sd_side BUS FIFO LISTENING TOKEN: one device of the DNS-SD tests, with a DNS-SD channel that prints what it hears
-// and reads commands from a FIFO. It is a program of its own because a network namespace belongs to threads. A token
-// that consists of "ours" and four more characters belongs to the account.
-// Output:
+// dns_sd_side BUS FIFO LISTENING TOKEN: a program that acts as one device in the DNS-SD tests. The program runs a
+// DNS-SD channel, prints the announcements that the channel hears, and reads commands from a FIFO. Each device is a
+// separate process, so that it can run in its own network namespace. A token that starts with "ours" belongs to the
+// account. Output:
 //     heard NAME TOKEN ADDRESS...
 //     gone NAME
 // Commands:
 //     announce TOKEN    announces a new token
-//     objects           prints "objects N": how many objects Avahi has created for this program
-//     end               withdraws, prints "withdrawn" and exits
+//     objects           prints "objects N", where N is the number of objects that Avahi has created for this program
+//     end               withdraws the announcement, prints "withdrawn" and exits
 #include <fstream>
 #include <iostream>
 
@@ -37,7 +37,8 @@ int Run(const std::string& address, const char* fifo, const std::string& listeni
     std::ifstream commands(fifo);
     for (std::string line; std::getline(commands, line) && line != "end";) {
         if (line == "objects") {
-            // Avahi numbers a client's objects: "/Client3/EntryGroup17" is its 17th.
+            // Avahi numbers the objects of a client. For example, "/Client3/EntryGroup17" is the 17th object of client
+            // 3.
             const auto group = bus->Call<sdbus::ObjectPath>(AVAHI_SERVER, "EntryGroupNew", BUS_CALL_LIMIT);
             const std::string path = group.value_or(sdbus::ObjectPath("none"));
             std::cout << "objects " << path.substr(path.find_last_not_of("0123456789") + 1) << std::endl;

@@ -1,4 +1,5 @@
-// The DNS-SD channel: between two machines with the real avahi-daemon, and with a mock of an Avahi that fails.
+// Tests the DNS-SD channel. Some tests use two machines with the real avahi-daemon. Other tests use a mock of Avahi
+// whose calls fail.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -26,13 +27,13 @@ constexpr uint32_t NO_PROBE = 2;
 constexpr uint32_t NO_REVERSE = 16;
 constexpr uint16_t PORT = 4711;
 
-// Publishes, through the Avahi on that bus, records that no device of the account would publish. They are withdrawn
-// when the object is destroyed.
+// Uses the Avahi on a bus to publish records that no device of the account would publish. The destructor withdraws the
+// records.
 class Stranger {
 public:
     explicit Stranger(const std::string& address) : bus_(Bus::Open(address)) {}
 
-    // Publishes a service of the type with this instance name and address.
+    // Publishes a service of type DNS_SD_TYPE.
     void Publish(const std::string& instance, const std::string& address)
     {
         const std::string host = instance.substr(instance.size() - 8) + ".local";
@@ -42,10 +43,10 @@ public:
              std::string(DNS_SD_DOMAIN), host, PORT, std::vector<std::vector<uint8_t>>());
         Call("Commit");
     }
-    // Publishes a service record with this instance name, without probing whether the name is free.
+    // Publishes an SRV record for an instance name. Avahi does not check whether another host uses that name.
     void Take(const std::string& instance)
     {
-        // RFC 2782: priority, weight, port, target.
+        // The fields of an SRV record (RFC 2782) are priority, weight, port and target.
         const std::string text = std::string(4, '\0') + static_cast<char>(PORT >> 8U) +
                                  static_cast<char>(PORT & 0xffU) + std::string("\5thief\5local\0", 13);
         const std::vector<uint8_t> record(text.begin(), text.end());
@@ -80,7 +81,7 @@ protected:
         }
         ASSERT_FALSE(HasFailure());
     }
-    // Returns the instance name of the only device that a side (dns_sd_side) knows.
+    // Returns the instance name of the one device that the given device (a dns_sd_side process) knows.
     std::string InstanceAt(const std::string& side)
     {
         const auto known = world_.Known(side);
@@ -122,7 +123,8 @@ TEST_F(DnsSdTest, RecoversAfterRestartsAndWithdrawsFromFrozenAvahi)
 {
     world_.Kill("avahi-b");
     world_.StartSide("a", "laptop", "192.0.2.1:40117", "oursAAAA");
-    world_.StartSide("b", "phone", "127.0.0.1:40118", "oursBBBB");  // hears others, but is not heard
+    // This device hears others, but others do not hear it.
+    world_.StartSide("b", "phone", "127.0.0.1:40118", "oursBBBB");
     EXPECT_TRUE(HasSaid("phone", "Avahi is not running")) << world_.Output("phone");
     world_.StartAvahi("b");
     const std::string laptop = "oursAAAA 192.0.2.1:40117";
@@ -146,7 +148,7 @@ TEST_F(DnsSdTest, RecoversAfterRestartsAndWithdrawsFromFrozenAvahi)
     EXPECT_THAT(world_.Known("laptop"), testing::IsEmpty());
 
     world_.Signal("avahi-a", SIGSTOP);
-    // While Avahi is frozen, a call to it times out soon, and withdrawing does not hang.
+    // While Avahi is frozen, a call to Avahi times out soon, and withdrawing an announcement does not block.
     world_.Command("laptop", "announce oursNEW2");
     const auto asked = std::chrono::steady_clock::now();
     EXPECT_TRUE(HasSaid("laptop", "; retrying: ")) << world_.Output("laptop");
@@ -172,7 +174,8 @@ TEST_F(DnsSdTest, IgnoresStrangersAndChangesNameOnConflict)
     world_.StartSide("a", "laptop", "0.0.0.0:40117", "oursAAAA");
     std::cout << "found among strangers after " << world_.AwaitKnown("phone", {"oursAAAA 192.0.2.1:40117"}).count()
               << " ms\n";
-    // An entry group, a browser, a resolver for each of the two instances, and the group that "objects" creates.
+    // Expects five objects: an entry group, a browser, one resolver for each of two instances, and the entry group that
+    // the command "objects" creates.
     world_.Command("phone", "objects");
     EXPECT_TRUE(HasSaid("phone", "objects 5\n")) << world_.Output("phone");
 
@@ -188,7 +191,8 @@ TEST_F(DnsSdTest, IgnoresStrangersAndChangesNameOnConflict)
         stranger.Publish("6f757273434f5059-200000" + std::to_string(i), "192.0.2.1");
     }
     world_.Command("laptop", "announce oursNEW2");
-    std::vector<std::string> known(4, "oursCOPY 192.0.2.1:4711");  // at most this many names of one token are kept
+    // A device keeps at most four names with the same token.
+    std::vector<std::string> known(4, "oursCOPY 192.0.2.1:4711");
     known.emplace_back("oursNEW2 192.0.2.1:40117");
     world_.AwaitKnown("phone", known);
 }
@@ -226,7 +230,7 @@ protected:
              arguments);
     }
     void FailBrowser() { Emit(AVAHI_SERVICE_BROWSER, "Failure", "s", {sdbus::Variant(std::string("no network"))}); }
-    // Returns how often that method of Avahi's server was called.
+    // Returns how often a method of the mocked Avahi server was called.
     size_t Calls(const std::string& method)
     {
         using Calls = std::vector<sdbus::Struct<uint64_t, std::vector<sdbus::Variant>>>;

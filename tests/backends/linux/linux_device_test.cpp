@@ -1,4 +1,4 @@
-// LinuxDevice on a private machine: the real ModemManager with scripted modems, and mocks of the other daemons.
+// Tests LinuxDevice on a private D-Bus bus with the real ModemManager, scripted modems, and mocks of the other daemons.
 #include "backends/linux/linux_device.h"
 
 #include <gmock/gmock.h>
@@ -135,7 +135,7 @@ TEST_F(LinuxDeviceTest, ScreenStateFollowsLidLockAndIdleness)
     Set(session, "LockedHint", sdbus::Variant(true));
     EXPECT_THAT(events->WaitFor(1), ElementsAre(off));
     EXPECT_FALSE(device_->Network().Situation().isSessionActive);
-    Set(session, "IdleHint", sdbus::Variant(true));  // the screen is still off: no second event
+    Set(session, "IdleHint", sdbus::Variant(true));  // must cause no event, because the screen is still off
     Set(session, "LockedHint", sdbus::Variant(false));
     Set(session, "IdleHint", sdbus::Variant(false));
     EXPECT_THAT(events->WaitFor(2), ElementsAre(off, on));
@@ -178,7 +178,7 @@ TEST_F(LinuxDeviceTest, LowBatteryIsReportedOnceAndClosesHotspot)
     }
     EXPECT_TRUE(Eventually([&] { return device_->Network().CurrentBattery().percent == 100; }));
     EXPECT_TRUE(device_->Network().CurrentBattery().isCharging);
-    warn(2);  // UPower level 2: discharging
+    warn(2);  // 2 is UPower's level "Discharging".
     warn(3);
     warn(4);
     EXPECT_EQ(events->WaitFor(1).size(), 1U);

@@ -1,4 +1,5 @@
-// The mapping from ModemManager's modems to the SIM slots of a device: cases that no scripted modem can produce.
+// Tests the mapping from ModemManager's modems to the SIM slots of a device, with cases that scripted modems cannot
+// produce.
 #include "backends/linux/modem_slots.h"
 
 #include <gtest/gtest.h>
@@ -12,7 +13,7 @@ using Telephony::SimState;
 
 struct Modem {
     std::string device{};
-    int32_t state = 8;  // registered
+    int32_t state = 8;  // 8 is ModemManager's state "registered".
     uint32_t failure = 0;
     std::string sim = "/SIM/0";
     std::vector<sdbus::ObjectPath> simSlots{};

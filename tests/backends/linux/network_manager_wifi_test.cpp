@@ -78,7 +78,8 @@ TEST_F(NetworkManagerWifiTest, HotspotStartedByUserIsNotChanged)
     EXPECT_TRUE(Has(Phone(), ActiveIs(Air::USERS_HOTSPOT)));
     EXPECT_TRUE(events_.Lines().empty());
 
-    // A key that a secret agent keeps cannot be sent to a peer. Once that hotspot is off, the daemon offers its own.
+    // The user's hotspot has a key that only a secret agent of the user knows, so the daemon cannot send the key to
+    // a peer. After that hotspot ends, the daemon offers its own hotspot.
     Do(air_.Phone(), R"({"do": "keep_key_elsewhere", "uuid": ")" + std::string(Air::USERS_HOTSPOT) + "\"}");
     phone_.Start();
     Wifi::HotspotConfig config;
@@ -134,7 +135,7 @@ TEST_F(NetworkManagerWifiTest, OwnHotspotClosesWhenIdleOrOnLowBattery)
 
 TEST_F(NetworkManagerWifiTest, ConnectionLeavesNoTraceAndRestoresUsersNetwork)
 {
-    constexpr int mayPass = 11;  // a reason that may be temporary: the attempt is repeated
+    constexpr int mayPass = 11;  // After this reason, the daemon tries again.
     laptop_.Options().station.searchLimit = WAIT_LIMIT;
     BeAtHome(air_.Laptop());
     laptop_.Start();
@@ -160,7 +161,7 @@ TEST_F(NetworkManagerWifiTest, ConnectionLeavesNoTraceAndRestoresUsersNetwork)
             EXPECT_EQ(WaitWhile(WifiLinkState::CONNECTED).reason, "the hotspot is gone");
             ShareGarden(Wifi::KeyMgmt::SAE);
         }
-        // The user's own profile has the same SSID and must stay.
+        // The user also has a profile with this SSID, which must stay.
         ExpectAsBefore(laptop_, Air::USERS_NETWORK, Air::USERS_NETWORK);
         std::vector<Wifi::WifiDeviceConfig> configs;
         laptop_.Station()->GetDeviceConfigs(configs, false);
@@ -283,7 +284,8 @@ TEST_F(NetworkManagerWifiTest, MissingAnswerDoesNotRemoveRadio)
     laptop_.Options().answerLimit = milliseconds(200);
     laptop_.Start();
     ASSERT_TRUE(laptop_.StationPresence().isThere);
-    // After a change of the radio, the daemon reads its properties twice: for the hotspot and for the abilities.
+    // After a change of the radio, the daemon reads the radio's properties once for the hotspot and once for the
+    // abilities. Both reads get no answer.
     Lose(air_.Laptop(), "GetAll", 2);
     Do(air_.Laptop(), R"({"do": "capabilities", "bits": 127})");
     ASSERT_TRUE(Eventually([&] { return Has(Laptop(), "\"lost\": 0"); }));
@@ -311,8 +313,8 @@ TEST_F(NetworkManagerWifiTest, ChangesLeftByCrashAreUndoneAtNextStart)
                               ActivationIn(Phone()) + R"(", "previous": "", "hotspot": true, "our_profile": false}])"
                         : "[{damaged");
         phone_.Start();
-        // The profile with our mark is removed. The user's profile stays; it is turned off only if the file says that
-        // we turned it on.
+        // The start removes the profile with our mark and keeps the user's profile. The user's profile is deactivated
+        // only if the file NETWORK_CHANGES_FILE says that we activated it.
         EXPECT_TRUE(Has(Phone(), "\"profiles\": [\"" + std::string(Air::USERS_HOTSPOT) + "\"]")) << Phone();
         EXPECT_TRUE(Has(Phone(), ActiveIs(isNoted ? "" : Air::USERS_HOTSPOT))) << Phone();
         phone_.End();
@@ -322,7 +324,8 @@ TEST_F(NetworkManagerWifiTest, ChangesLeftByCrashAreUndoneAtNextStart)
         log_.Count("cannot read the network changes; only marked profiles are removed: " + phone_.Folder().string()),
         1U);
 
-    // Without a next start, NetworkManager removes the profile itself once its creator has left the bus.
+    // If the daemon does not start again, NetworkManager removes the profile, because the profile's creator has left
+    // the bus.
     {
         const Linux::NetworkManager manager(Linux::Bus::Open(air_.Phone().Address()));
         const auto radios = manager.Radios();

@@ -71,7 +71,7 @@ TEST_F(NetworkMonitorTest, UplinkIsConnectionThatHotspotWouldShare)
     EXPECT_EQ(monitor_->CurrentUplink().hasInternet, std::optional(false));
     Laptop(R"({"do": "check", "connectivity": 4})");
     EXPECT_EQ(monitor_->CurrentUplink().hasInternet, std::optional(true));
-    // If NetworkManager does not answer, no uplink is reported, and the call returns within its time limit.
+    // If NetworkManager does not answer, CurrentUplink() reports no uplink and returns within 2 s.
     Lose(air_.Laptop(), "GetAll", 1);
     const SteadyTime begun = Clock::System().Now();
     EXPECT_EQ(monitor_->CurrentUplink().kind, Uplink::Kind::NONE);
@@ -153,7 +153,7 @@ TEST_F(NetworkMonitorTest, OnlineVerdictFollowsNetworkManagerCheckOfRadio)
         OnlineVerdict verdict;
     } cases[] = {
         {4, 4, OnlineVerdict::ONLINE},      {4, 0, OnlineVerdict::ONLINE},
-        {4, 2, OnlineVerdict::NO_INTERNET},  // the wire has internet, the Wi-Fi leads to a portal
+        {4, 2, OnlineVerdict::NO_INTERNET},  // The cable has internet access, but the Wi-Fi has a captive portal.
         {3, 3, OnlineVerdict::NO_INTERNET}, {1, 1, OnlineVerdict::NO_INTERNET},
     };
     for (const auto& [overall, ofRadio, verdict] : cases) {

@@ -1,4 +1,5 @@
-// The contracts of the radios, kept by the backends over NetworkManager and ModemManager.
+// Checks that the Linux backend (with NetworkManager and ModemManager) keeps the contracts of the Wi-Fi and telephony
+// interfaces.
 #include <array>
 
 #include "backends/linux/telephony.h"

@@ -1,4 +1,5 @@
-// ShareControl and StationControl over NetworkManager: who uses the hotspot, why it closes, and leaving a network.
+// Tests ShareControl and StationControl with NetworkManager: the list of the hotspot's users, the reasons why the
+// hotspot closes, and leaving a network.
 #include "tests/backends/linux/network_manager_wifi_test.h"
 
 namespace Vexo::Tests {

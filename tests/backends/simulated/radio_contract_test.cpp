@@ -1,4 +1,4 @@
-// The simulated device keeps the contracts of the radios.
+// Checks that the simulated device keeps the contracts of the Wi-Fi and telephony interfaces.
 #include <array>
 
 #include "platform/base/utf8.h"

@@ -1,4 +1,4 @@
-// What simulated devices report for sharing and for getting online: their stations, uplinks and networks.
+// Tests what simulated devices report about their hotspot's stations, their uplinks and their networks.
 #include <gtest/gtest.h>
 
 #include <atomic>
@@ -21,7 +21,7 @@ constexpr std::chrono::seconds LIMIT{5};
 class SharingTest : public testing::Test {
 protected:
     void OpenHotspot() { ASSERT_EQ(phone_.Hotspot()->EnableHotspot(Wifi::ServiceType::DEFAULT), Wifi::WIFI_OK); }
-    // Joins the hotspot. Returns the number of the attempt.
+    // Connects the laptop to the phone's hotspot. Returns the number of the connection attempt.
     uint32_t Join()
     {
         Wifi::HotspotConfig offered;
