@@ -29,7 +29,7 @@ public:
     explicit TestAbility(int32_t id) : SystemAbility(id, true) {}
 
     std::function<int()> onRequest = [] { return IPC_OK; };
-    std::function<bool()> onStart = [] { return true; };  // returns whether to publish
+    std::function<bool()> onStart = [] { return true; };  // returns whether OnStart() publishes the ability
     std::atomic<int> starts{0};
     std::atomic<int> stops{0};
 
@@ -44,7 +44,8 @@ protected:
     void OnStop() override { ++stops; }
 };
 
-// A registered ability lives as long as the process and its threads, so each test creates a new one.
+// Creates and registers an ability. A registered ability must exist until the process ends, so no test reuses the
+// ability of another test.
 TestAbility& NewAbility()
 {
     static auto* const abilities = new std::list<TestAbility>;  // NOLINT(cppcoreguidelines-owning-memory)
@@ -76,8 +77,8 @@ protected:
         return std::async(std::launch::async, [this] { return Request(); });
     }
 
-    // Starts a request that blocks until release_ is set, and unloads the ability meanwhile. Each request returns how
-    // often the ability had been stopped.
+    // Starts a request that blocks until release_ has a value. Unloads the ability while that request runs. Each
+    // request returns how often the ability was stopped so far.
     std::future<int32_t> UnloadDuringARequest()
     {
         ability_.onRequest = [this] {
@@ -146,11 +147,11 @@ TEST_F(SystemAbilityManagerTest, RequestFailsWithFailedStartAndNextRequestRetrie
 
 constexpr int32_t ABILITY = WIFI_HOTSPOT_SYS_ABILITY_ID;
 
-// Records the id of each added ability, and the negated id of each removed one.
+// Records the id of each added ability. For a removed ability, records the id multiplied by -1.
 class RecordingListener : public SystemAbilityStatusChangeStub, public Tests::Trail<int32_t> {
 public:
-    // Each callback calls the manager, which would deadlock if the manager held its lock. The manager owns the
-    // listener.
+    // asks: the manager that each callback calls. If the manager called a callback with its lock held, that call would
+    // deadlock. The manager owns the listener.
     explicit RecordingListener(SystemAbilityManager& asks) : manager_(asks) {}
 
     void OnAddSystemAbility(int32_t id, const std::string&) override { Record(id); }

@@ -60,7 +60,7 @@ TEST(AccessPolicyTest, DefaultAllowsRootAndNetdevAndNewPolicyInvalidatesTokens)
     AccessPolicy shipped = AccessPolicy::ShippedDefault();
     ASSERT_EQ(shipped.entries.size(), 2U);
     EXPECT_EQ(shipped.entries[1].group, "netdev");
-    shipped.entries[1].group = "500";  // not every machine has the group netdev
+    shipped.entries[1].group = "500";  // A machine may have no group "netdev".
     InstallAccessPolicy(shipped);
     EXPECT_EQ(AccessTokenKit::GetTokenTypeFlag(older), TOKEN_INVALID);
     EXPECT_EQ(Describe(IdentifyCaller({1, 0, 0, {}})), "native, system app");

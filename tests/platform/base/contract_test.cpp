@@ -1,4 +1,4 @@
-// Contract checks, counted references and bounded copies.
+// Tests the contract macros, the reference-counted pointers and the copies into buffers of fixed size.
 #include "platform/base/refbase.h"
 
 #include <gtest/gtest.h>

@@ -39,7 +39,7 @@ TEST(FilesTest, FailedWriteNamesFileAndLeavesNothingBehind)
 {
     const Tests::TempFolder folder;
     const auto taken = folder.Path() / "taken";
-    std::filesystem::create_directories(taken / "inside");  // a folder that a rename cannot replace
+    std::filesystem::create_directories(taken / "inside");  // A rename cannot replace a folder that is not empty.
     for (const auto& path : {taken, folder.Path() / "missing" / "file"}) {
         const auto written = WriteFileAtomically(path, "text", 0600);
         ASSERT_FALSE(written);
@@ -48,7 +48,7 @@ TEST(FilesTest, FailedWriteNamesFileAndLeavesNothingBehind)
     EXPECT_EQ(EntriesOf(folder.Path()), 1U);
 }
 
-// Opening a FIFO would wait for a writer that never comes.
+// ReadWholeFile() must not open a FIFO, because the open would block until another process writes to the FIFO.
 TEST(FilesTest, ReadsOnlyRegularFilesAndLinksOnlyIfAllowed)
 {
     const Tests::TempFolder folder;
@@ -59,7 +59,7 @@ TEST(FilesTest, ReadsOnlyRegularFilesAndLinksOnlyIfAllowed)
     const struct {
         const char* name;
         LastLink link;
-        const char* refused;  // null: the file is read
+        const char* refused;  // expected error; null if the read succeeds
     } cases[] = {
         {"file", LastLink::REFUSED, nullptr},
         {"link", LastLink::FOLLOWED, nullptr},

@@ -31,7 +31,7 @@ protected:
             return std::find(names.begin(), names.end(), name) != names.end();
         });
     }
-    // Creates a file. Returns whether the watcher reports it.
+    // Creates a file in the watched folder. Returns whether the watcher reports the file.
     bool HearsOf(const std::string& name)
     {
         heard_.Take();

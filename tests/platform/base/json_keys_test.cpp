@@ -87,7 +87,7 @@ TEST(JsonKeys, FaultNamesFileKeyValueAndAllowedValues)
         {R"("names": [""])", R"(names.0: "" is empty (a text that is not empty))"},
         {R"("stations": [{"name": "a"}, {"open": true}])", "stations.1.name: missing (a text that is not empty)"},
         {R"("stations": [{"open": true, "name": "home"}])", "stations.0: home must not be open"},
-        // No fault shows a value that may be secret.
+        // A fault must not show the value of a key that may be secret.
         {R"("link": {"key": "example"})", "link.key: the value is too short (8 bytes)"},
         {R"("link": {"key": 4711})", "link.key: the value is not a text (8 bytes)"},
         {R"("link": "example")", "link: the value is not an object (an object with \"key\")"},
@@ -118,7 +118,7 @@ TEST(JsonKeys, FaultNamesPositionOfJsonError)
         {"{\n  \"a\": {\n", ":2:9: the JSON ends too early"},
         {"{\"a\": \"b\n", ":1:9: the JSON ends too early"},
         {"[1]", ": a list is not an object"},
-        {"\"a\"", ": the value is not an object"},  // the object holds a secret
+        {"\"a\"", ": the value is not an object"},  // The fault shows no value, because this object has a secret key.
     };
     for (const auto& [text, fault] : cases) {
         EXPECT_EQ(RadioKeys().Parse(text, "f").error().message, std::string("f") + fault + " (one JSON object)");

@@ -10,7 +10,7 @@ namespace {
 
 using namespace std::string_view_literals;
 
-// The results of the escaping functions for an input.
+// A row of a table: the input bytes and the expected results of IsUtf8(), EscapeInvalid() and EscapeHidden().
 struct Case {
     const char* what;
     std::string_view bytes;
@@ -66,7 +66,7 @@ TEST(Utf8Test, EscapedBytesAreUnambiguousAndReversible)
 
 TEST(Utf8Test, JsonTextIsUtf8AndParsesToSameCharacters)
 {
-    // The tree may hold invalid UTF-8, since the parser does not check its input.
+    // cJSON does not check for UTF-8, so a JSON tree may contain invalid UTF-8.
     for (const Case& c : CASES) {
         const std::string text =
             c.invalidEscaped == c.bytes || c.what == "NUL"sv ? EscapeInvalid(c.bytes) : std::string(c.bytes);

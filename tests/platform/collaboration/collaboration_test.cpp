@@ -24,7 +24,7 @@ using namespace std::chrono_literals;
 
 constexpr int32_t SERVICE = COMM_DISTRIBUTED_NET_ABILITY_ID;
 
-// Returns the ids of the running collaborations in ascending order.
+// Returns the session ids of the running collaborations in ascending order.
 std::vector<int32_t> Running(int32_t ability = SERVICE)
 {
     std::vector<sptr<StartInfo>> infos;
@@ -37,7 +37,8 @@ std::vector<int32_t> Running(int32_t ability = SERVICE)
     return ids;
 }
 
-// Counts the loads of the service, and the collaborations that a status listener finds when the framework is announced.
+// Counts how often the service is loaded. Also counts the collaborations that run when the collaboration framework is
+// announced.
 class Registry : public Vexo::Tests::FakeAbilityManager {
 public:
     std::atomic<int> loads{0};
@@ -55,7 +56,7 @@ public:
     }
 };
 
-// Records the received data, and answers "ping" inside the callback.
+// Records the received data. If the data is "ping", sends "pong" inside the callback.
 class Receiver : public DataCallback, public Vexo::Tests::Trail<std::string> {
 public:
     void OnDataReceived(int sessionId, const char* data, unsigned int len) override
@@ -66,7 +67,8 @@ public:
         }
     }
     void OnDataReceiverReady(int) override { ++ready; }
-    // Blocks until as many messages have arrived. Returns whether they are these, in this order.
+    // Blocks until the expected number of messages has arrived. Returns whether the messages and their order are as
+    // expected.
     bool Heard(const std::vector<std::string>& expected) { return WaitFor(expected.size()) == expected; }
 
     std::atomic<int> ready{0};
@@ -179,9 +181,9 @@ TEST_F(CollaborationTest, EndedSessionIsRemovedAndNextStartOpensNewOne)
         EXPECT_EQ(ability.StopCollaboration(session), COLLABORATION_NO_SUCH_SESSION);
         EXPECT_NE(Started(), std::exchange(session, session + 2));
     }
-    bus->Break(session);  // the next start detects this
+    bus->Break(session);  // The next start detects the break.
     EXPECT_NE(Started(), std::exchange(session, session + 2));
-    bus->lastMute = bus->Other(session);  // bytes of the session are lost without an error
+    bus->lastMute = bus->Other(session);  // From now on, the session loses all bytes without an error.
     EXPECT_NE(Started(), session);
     EXPECT_EQ(ability.StopCollaboration(session), COLLABORATION_NO_SUCH_SESSION);
 }

@@ -19,7 +19,8 @@ protected:
             std::filesystem::create_directories((folder_.Path() / file).parent_path());
             std::ofstream(folder_.Path() / file) << "{}";
         }
-        std::filesystem::create_directories(folder_.Path() / "high/etc/low.json");  // a folder where a file is expected
+        // A folder is no configuration file.
+        std::filesystem::create_directories(folder_.Path() / "high/etc/low.json");
         SetConfigPolicyRoots({folder_.Path() / "low", folder_.Path() / "high"});
     }
     ~ConfigPolicyTest() override { SetConfigPolicyRoots({}); }
@@ -38,7 +39,7 @@ TEST_F(ConfigPolicyTest, FindsFileInHighestRootThatHasIt)
     const std::string high = folder_.Path() / "high/etc/both.json";
     EXPECT_EQ(Find("etc/both.json"), high);
     EXPECT_EQ(Find("etc/both.json", high.size() + 1), high);
-    EXPECT_EQ(Find("etc/both.json", high.size()), "");  // no room for the terminator
+    EXPECT_EQ(Find("etc/both.json", high.size()), "");  // The buffer has no room for the final '\0'.
     EXPECT_EQ(Find("etc/low.json"), folder_.Path() / "low/etc/low.json");
     EXPECT_EQ(Find("etc/none.json"), "");
 }

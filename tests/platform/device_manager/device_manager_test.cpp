@@ -18,7 +18,7 @@ public:
     std::vector<SoftBus::Node> Nodes() override { return nodes; }
 };
 
-// Records the thread of the callback. A second callback would throw.
+// Records the thread on which OnRemoteDied() runs. A second call throws an exception.
 struct Callback : DmInitCallback {
     void OnRemoteDied() override { thread.set_value(std::this_thread::get_id()); }
     std::promise<std::thread::id> thread;
@@ -39,7 +39,7 @@ TEST_F(DeviceManagerTest, ListsKnownDevicesTruncatedToRecordAndTrustsThem)
 {
     bus->nodes = {{online, std::string(70, 'c'), std::string(200, 'n'), 1, true, 1'795'252'830'000},
                   {away, std::string(64, 'd'), "tablet", 2, false, 0}};
-    std::vector<DmDeviceInfo> list(3);  // earlier content must be replaced
+    std::vector<DmDeviceInfo> list(3);  // The call below must replace these three elements.
 
     EXPECT_EQ(manager.GetTrustedDeviceList("package", "", list), DM_OK);
 

@@ -1,4 +1,4 @@
-// System events: the line of an event, and the rotating file that stores the lines.
+// Tests how a system event becomes a line of text, and the rotating files that store the lines.
 #include "platform/dfx/event_file.h"
 
 #include <gtest/gtest.h>
@@ -21,7 +21,8 @@ SysEventRecord Event(const std::string& text)
     return {{}, "DOMAIN", "NAME", 4, {{"TEXT", text}}};
 }
 
-// Events of one size, numbered from 1000; ten fill a file, and there are three files.
+// A fixture that writes events of equal size with the numbers 1000, 1001 and so on. A file holds ten events, and there
+// are at most three files.
 class EventFileTest : public testing::Test {
 protected:
     std::shared_ptr<EventFile> Open()
@@ -34,8 +35,8 @@ protected:
             EXPECT_EQ(file.Write(Event(std::to_string(next_))), 0);
         }
     }
-    // Expects the events with these numbers after the cursor, read in pages of a few lines. missed: whether older
-    // events were lost.
+    // Reads all events after cursor_, a few lines at a time, and checks their numbers. from: the number of the first
+    // event. until: the number after that of the last event. missed: whether the first read must report lost events.
     void ExpectToRead(EventFile& file, int from, int until, bool missed)
     {
         EventPage page;

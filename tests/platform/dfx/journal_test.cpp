@@ -17,7 +17,8 @@ std::string& Sent()
 
 }  // namespace
 
-// Replaces the C library's function, so that what libsystemd sends to the journal's socket arrives here.
+// Replaces sendmsg() of the C library in this program. So this function gets the data that libsystemd sends to the
+// journal's socket.
 extern "C" ssize_t sendmsg(int, const msghdr* message, int)
 {
     for (const iovec* part = message->msg_iov; part != message->msg_iov + message->msg_iovlen; ++part) {
@@ -29,7 +30,7 @@ extern "C" ssize_t sendmsg(int, const msghdr* message, int)
 namespace Vexo::QuviewDFX {
 namespace {
 
-// The fields that the journal receives for a line and for an event (systemd's native journal protocol).
+// The fields that the journal receives for one log line and one event, in systemd's native journal protocol.
 const std::string RECEIVED =
     "MESSAGE=a line\nPRIORITY=4\nSYSLOG_IDENTIFIER=distnetd\nDISTNET_TAG=Tag\nDISTNET_LOG_DOMAIN=0xD0015B1\n"
     "MESSAGE=FAULT ERROR_TYPE=-97 ERROR_MSG=a\\x09b\nPRIORITY=3\nSYSLOG_IDENTIFIER=distnetd\nDISTNET_EVENT=FAULT\n"

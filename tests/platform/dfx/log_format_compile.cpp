@@ -1,4 +1,5 @@
-// Contains one log call, whose arguments CMakeLists.txt defines as CALL. A test checks whether this file compiles.
+// Contains one log call. CMakeLists.txt defines the arguments of that call as CALL. A test checks whether this file
+// compiles.
 #include "platform/dfx/log.h"
 
 void LogOnce()

@@ -18,8 +18,8 @@ class TraceRecorderTest : public testing::Test {
 protected:
     ~TraceRecorderTest() override { SetTraceSink(nullptr); }
 
-    // Stops a recording and fetches its text in pieces of a few lines. Returns "phase name why" of each event except
-    // thread names.
+    // Stops a recording and reads its text in pieces. Returns a text for each event except thread names: the phase, the
+    // event's name and, for an unfinished span, the reason why the span ended.
     std::vector<std::string> Events(uint32_t recording)
     {
         std::string text;
@@ -60,7 +60,7 @@ TEST_F(TraceRecorderTest, SpansEndOnceOrWithTheirTaskOrRecording)
         const TraceSpan inner("of " + std::string(60, 'a') + "1234");
         StartAsyncTrace(1, "async", 7);
     }
-    FinishAsyncTrace(1, "async", 8);  // never started
+    FinishAsyncTrace(1, "async", 8);  // A span with id 8 was never started.
     FinishAsyncTrace(1, "async", 7);
     StartTrace(1, "running ");
     EXPECT_THAT(Events(recording),

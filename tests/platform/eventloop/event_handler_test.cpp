@@ -19,7 +19,7 @@ using Tests::Trail;
 
 class EventHandlerTest : public testing::Test {
 protected:
-    // Blocks the runner until the gate is opened, so that events posted meanwhile are due together.
+    // Blocks the runner until gate_ opens. After that, all events posted in the meantime are due.
     void Hold() { handler_->SendEvent(InnerEvent::Get(gate_.Blocker()), 0, Priority::VIP); }
     InnerEvent::Pointer Task(const std::string& name)
     {
@@ -98,7 +98,7 @@ TEST_F(EventHandlerTest, LastReferenceStopsRunnerAlsoFromItsOwnThread)
     handler_->SendEvent(Task("dropped"), 60'000);
     auto own = InnerEvent::Get([this, handler = handler_]() mutable {
         ran_.Add("ran");
-        handler.reset();  // once this event is destroyed, nothing owns the runner
+        handler.reset();  // When this event is destroyed, the runner's last owner is gone.
     });
     handler_->SendEvent(std::move(own));
     const std::weak_ptr<EventRunner> watched = runner_;

@@ -1,4 +1,4 @@
-// How clients that send too much, never read or send garbage affect the other clients.
+// Tests that a client cannot disturb other clients by sending too much, by reading nothing or by sending garbage.
 #include <fcntl.h>
 #include <sys/resource.h>
 
@@ -33,7 +33,7 @@ protected:
     }
 
     static constexpr size_t REPLY_SIZE = 100'000;
-    static constexpr int32_t REQUESTS = 12;  // more replies than a socket's buffer holds
+    static constexpr int32_t REQUESTS = 12;  // Their replies do not fit into a socket's buffer.
 };
 
 TEST_F(IpcFloodTest, ClientsThatDoNotReadBlockNoWorkerAndAreClosed)
@@ -116,11 +116,12 @@ TEST_F(IpcFloodTest, NewClientsAreRefusedWhileDescriptorsRunOut)
     ServeEcho();
     const UniqueFd served = ConnectRaw();
     ExpectEcho(served);
-    const UniqueFd late = ConnectRaw();  // the server's end uses the next descriptor
+    const UniqueFd late = ConnectRaw();  // The server's socket for this client gets the next free descriptor.
     ASSERT_TRUE(Connections(2));
     rlimit before{};
     ASSERT_EQ(::getrlimit(RLIMIT_NOFILE, &before), 0);
-    // Leaves one free descriptor: enough for the client's end, but not for the server's.
+    // Sets the limit so that one descriptor is free. The client's socket uses that descriptor, so the server has no
+    // descriptor for its socket.
     UniqueFd next(::open("/dev/null", O_RDONLY | O_CLOEXEC));
     const rlimit few{static_cast<rlim_t>(next.Get()) + 1, before.rlim_max};
     next.Reset();

@@ -72,7 +72,8 @@ TEST_F(IpcServerTest, FileAtSocketPathIsKept)
     EXPECT_TRUE(std::filesystem::exists(options_.socketPath));
 }
 
-// A stub for calls inside the process during a request. Replies with its caller's token. It cannot reply later.
+// A stub that the server calls inside the process while the server handles a request. Replies with the token of the
+// stub's caller. LaterReply::Take() must fail inside the stub.
 class NestedStub : public IPCObjectStub {
 public:
     int OnRemoteRequest(uint32_t, MessageParcel&, MessageParcel& reply, MessageOption&) override

@@ -11,7 +11,7 @@ namespace {
 
 using Bytes = std::vector<uint8_t>;
 
-// Reads the next value. If that fails, the output must be unchanged.
+// Reads the next value of the parcel. Returns whether the read succeeded. A failed read must not change the output.
 template <auto Read>
 bool Reads(MessageParcel& parcel)
 {

@@ -31,7 +31,7 @@ TEST(DnsProbeTest, AcceptsOnlyAnswerWithRootNameServer)
     const struct {
         const char* what;
         Bytes bytes;
-        std::optional<ErrorCode> code;  // empty: the answer is accepted
+        std::optional<ErrorCode> code;  // empty if the answer is accepted
     } cases[] = {
         {"a pointer to the root's name", Answer({NS_RECORD_BY_POINTER}), {}},
         {"after other records", Answer({ADDRESS_RECORD, NS_RECORD_OF_ANOTHER_NAME, NS_RECORD}), {}},
@@ -71,7 +71,7 @@ bool Never()
 TEST(DnsProbeTest, AsksUntilNameServerGivesGoodAnswer)
 {
     NameServer server({Answer({}, 2), Answer({NS_RECORD})});
-    // No name server listens at 127.0.0.2.
+    // The probe must use the name server at 127.0.0.1, because there is no name server at 127.0.0.2.
     const Result<void> asked =
         AskRootServers({"127.0.0.2", "127.0.0.1"}, "lo", In(Tests::WAIT_LIMIT), Never, server.Port());
     EXPECT_TRUE(asked) << asked.error().message;
