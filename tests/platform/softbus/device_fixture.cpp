@@ -14,7 +14,7 @@
 namespace Vexo::SoftBus::Tests {
 namespace {
 
-// Announces nothing. Reports one device for each call of Seek().
+// A channel that announces nothing and reports one device for each call of Seek().
 class SoughtChannel final : public AnnouncementChannel {
 public:
     SoughtChannel(std::string transport, std::function<Announcement()> device)
@@ -241,7 +241,7 @@ bool Bare::WriteRaw(std::string_view bytes)
 std::string Bare::FirstMessage()
 {
     std::string message;
-    // The callback adds no preamble to the message, so nothing is sent.
+    // The callback stores the message and returns no bytes, so the socket sends nothing.
     AttachSocket(ssl_.get(), socket_.Get(), [&message](std::string_view flight) {
         message = flight;
         return std::string();

@@ -1,5 +1,5 @@
-// Dial, which connects to a device: how long it tries addresses and seeks, over a transport that refuses or never
-// answers.
+// Tests Dial, which connects to a device: how long Dial tries addresses and searches by radio. The transport of the
+// tests refuses connections or never answers.
 #include "platform/softbus/link/dial.h"
 
 #include <gmock/gmock.h>
@@ -20,7 +20,8 @@ using namespace std::chrono_literals;
 constexpr auto LIMIT = SEEK_DELAY + 100ms;
 constexpr auto SEEKING_LIMIT = SEEK_DELAY + 700ms;
 
-// Refuses each connect to an address that starts with "refused". Other connects get no answer.
+// A transport on which no connect succeeds. A connect to an address that starts with "refused" fails. All other
+// connects get no answer.
 class TestTransport : public Transport {
 public:
     explicit TestTransport(asio::io_context& reactor) : reactor_(reactor) {}
@@ -50,7 +51,7 @@ class DialTest : public testing::Test {
 protected:
     DialTest() { context.transports = {transport}; }
 
-    // Enables the channels to seek. heard runs soon after each seek starts.
+    // Lets Dial seek (search for devices by radio). heard: a function that runs soon after each seek starts.
     void CanSeek(const std::function<void()>& heard)
     {
         context.seek = [this, heard] {
@@ -77,8 +78,8 @@ protected:
     ReactorContext context;
     const std::shared_ptr<TestTransport> transport = std::make_shared<TestTransport>(*context.reactor);
     std::vector<Route> routes;
-    std::string wanted;           // network id; empty: any device
-    std::weak_ptr<void> seeking;  // the handle of the latest seek
+    std::string wanted;           // network id, or empty for any device
+    std::weak_ptr<void> seeking;  // The latest seek ends when its handle is destroyed.
 };
 
 TEST_F(DialTest, TimeLimitIsLongerOnlyWhileChannelSeeks)
@@ -98,7 +99,8 @@ TEST_F(DialTest, TimeLimitIsLongerOnlyWhileChannelSeeks)
     }
 }
 
-// Records "b name" and "e name" for the begin and end of asynchronous spans. Ignores an end without a begin.
+// A trace sink that records the text "b NAME" when an asynchronous span begins and "e NAME" when the span ends. Ignores
+// an end without a begin.
 class SpanSink : public QuviewDFX::TraceSink {
 public:
     void Write(QuviewDFX::TracePhase phase, uint64_t /*tag*/, std::string_view name, int32_t id) noexcept override
@@ -145,7 +147,7 @@ TEST_F(DialTest, TracesConnectsAndSeekTime)
     });
     Run();
     QuviewDFX::SetTraceSink(nullptr);
-    // On a slow machine a connect may end later, so only parts of the text are compared.
+    // The test compares only parts of the text, because a connect may end later on a slow machine.
     EXPECT_THAT(trace->text, testing::StartsWith("b connect, b connect, "));
     EXPECT_THAT(trace->text, testing::HasSubstr("b seek, e seek, b connect, "));
     EXPECT_THAT(trace->text, testing::EndsWith("e connect, e connect, "));

@@ -1,4 +1,4 @@
-// How devices find each other, and how they disappear from the list.
+// Tests how devices find each other, and how devices go offline in the list of devices.
 #include <asio/post.hpp>
 #include <atomic>
 #include <filesystem>
@@ -19,10 +19,10 @@ using namespace std::chrono_literals;
 
 constexpr const char* RADIO = "radio";
 
-// TCP that acts as a radio: devices are heard only while a seek runs, and their addresses change.
+// A TCP transport that acts like a radio: the addresses of devices change, so the soft bus must seek to find them.
 class TestRadio : public TcpTransport {
 public:
-    // failures: how many of the next connects fail.
+    // bound: receives the address at which the radio listens. failures: how many of the next connects fail.
     TestRadio(asio::io_context& reactor, std::string& bound, std::atomic<int>& failures)
         : TcpTransport(reactor, "127.0.0.1:0"), reactor_(reactor), bound_(bound), failures_(failures)
     {
@@ -51,7 +51,7 @@ private:
     std::atomic<int>& failures_;
 };
 
-// A channel whose announcements the test makes.
+// A channel that reports only the announcements that the test passes to Hear().
 class TestChannel : public AnnouncementChannel {
 public:
     explicit TestChannel(std::string transport = "tcp") : transport_(std::move(transport)) {}
@@ -76,7 +76,8 @@ public:
     void Announce(const std::string& /*token*/) override {}
     void Withdraw() override {}
 
-    // Reports an announcement. Returns whether the device recognises its token as one of the account.
+    // Reports an announcement to the soft bus. Returns whether the soft bus recognises the token as a token of its
+    // account.
     bool Hear(const std::string& name, const std::string& token, const std::vector<std::string>& addresses)
     {
         Announcement announcement{token, {}};
@@ -103,7 +104,7 @@ protected:
     {
         return Eventually([&] { return SeesOnline(at, phone.networkId) == online; });
     }
-    // Starts a laptop with a channel of the test.
+    // Starts the soft bus of the laptop with a TestChannel.
     sptr<SoftBusServer> StartLaptop()
     {
         SoftBusOptions options;
@@ -118,7 +119,7 @@ protected:
     {
         return Trust::AnnouncementTokens::Make(*identity.linkKeys, transport).value()->MakeToken(identity.networkId);
     }
-    // bound: receives the address at which the radio listens.
+    // Returns options with a TestRadio. bound: receives the address at which the radio listens.
     SoftBusOptions WithRadio(std::string& bound)
     {
         SoftBusOptions options;
@@ -127,7 +128,7 @@ protected:
         }};
         return options;
     }
-    // Starts a laptop with a radio, and with a channel of the test for that radio.
+    // Starts the soft bus of the laptop with a TestRadio and with a TestChannel for that radio.
     sptr<SoftBusServer> StartRadioLaptop(const std::vector<std::string>& peers = {})
     {
         SoftBusOptions options = WithRadio(laptopRadio);
@@ -138,7 +139,7 @@ protected:
         }};
         return StartBus(laptop, "laptop", peers, options);
     }
-    // Opens a session from laptop to phone. Returns the result.
+    // Opens a session from the laptop to the phone. Returns the result of the open.
     int Open(const sptr<SoftBusServer>& bus, const SessionAttribute& attribute = ByteSession())
     {
         Recorder& atLaptop = Listener<0>::Events();
@@ -225,7 +226,8 @@ TEST_F(DiscoveryTest, UnknownDeviceIsGreetedOnceAtItsAnnouncedAddress)
     EXPECT_FALSE(channel->Hear("stranger", TokenOf(strangers), {phoneBus->ListenAddress()}));
     EXPECT_TRUE(channel->Hear("laptop", TokenOf(laptop), {laptopBus->ListenAddress()})) << "its own";
     EXPECT_TRUE(laptopBus->Nodes().empty());
-    // An address where nothing listens, an invalid address, and a good one.
+    // The announcement has three addresses. Nothing listens at the first one, the second one is invalid, and the third
+    // one is good.
     EXPECT_TRUE(channel->Hear("phone", TokenOf(phone), {"127.0.0.1:1", "nonsense", phoneBus->ListenAddress()}));
     EXPECT_TRUE(Meet(laptopBus, phoneBus));
 
@@ -247,8 +249,8 @@ TEST_F(DiscoveryTest, ReplayedTokenDoesNotHideDeviceAndIsNotRetried)
     ASSERT_TRUE(Meet(laptopBus, phoneBus));
     channel->HearTheEnd("phone");
 
-    // The replayed token names many addresses that never answer, and one that answers with another account's
-    // certificate.
+    // A stranger replays the phone's token. The replayed announcements have many addresses that never answer, and one
+    // address of a device of another account.
     const UniqueFd silent(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
     ASSERT_EQ(::listen(silent.Get(), 64), 0);
     sockaddr_in at{};

@@ -1,5 +1,5 @@
-// Enrolment by ticket. The holder is a soft bus and the joiner a JoinAttempt; in some tests, the test acts as one of
-// them and builds the messages by hand.
+// Tests enrolment by ticket. The holder (the device that admits others) is a soft bus. The joiner (the device that
+// enrols) is a JoinAttempt. Some tests act as the holder or the joiner themselves and build the messages by hand.
 #include <atomic>
 
 #include "platform/softbus/transport/tcp_transport.h"
@@ -46,7 +46,7 @@ TEST_F(EnrolmentTest, JoinerFindsHolderByAnnouncementDespiteBadAddresses)
     confirms.confirmsItself = true;
     Invite(announces, confirms);
     EXPECT_EQ(Ticket().address, "");
-    const BareHolder stranger;  // accepts connections and sends nothing
+    const BareHolder stranger;  // It never answers a connection.
     BareHolder dead;
     JoinOptions options = OptionsOf("phone");
     options.announceFolder = folder;
@@ -62,7 +62,7 @@ TEST_F(EnrolmentTest, JoinerFindsHolderByAnnouncementDespiteBadAddresses)
     EXPECT_EQ(files(), 0);
 }
 
-// A radio and a channel that come up after the attempt has started.
+// A radio transport and its channel. The radio works only after a JoinAttempt has started, from the second seek on.
 class LateRadio {
 public:
     class Wire : public TcpTransport {
@@ -87,7 +87,7 @@ public:
         std::shared_ptr<void> Seek() override
         {
             if (++radio_.seeks < 2) {
-                return nullptr;  // the radio is not up yet
+                return nullptr;  // The radio does not work yet.
             }
             heard_("holder", Announcement{radio_.token, {{"radio", radio_.address}}});
             return std::make_shared<int>();
@@ -122,7 +122,7 @@ TEST_F(EnrolmentTest, JoinerFindsHolderByRadioThatComesUpLater)
     EXPECT_EQ(WaitFor(Join(options), JoinPhase::DONE).over, "radio");
 }
 
-// --- attackers and other joiners ---
+// --- attackers, and more than one joiner ---
 
 TEST_F(EnrolmentTest, ManInTheMiddleWithTicketCausesDifferentNumbers)
 {
@@ -179,7 +179,8 @@ TEST_F(EnrolmentTest, PeerWithoutTicketProofGets16RandomBytes)
         EXPECT_TRUE(peer.WriteRaw(row.answer(challenge)));
         EXPECT_EQ(peer.ReadChallenge(), "") << row.who;
     }
-    // A valid proof is not enough: a first TLS message made with another secret is answered by an alert.
+    // The peer proves that it has the ticket, but its first TLS message was made with another secret. The holder
+    // answers with a TLS alert.
     Bare mixed(bus->ListenAddress(), guess);
     const std::string other = mixed.FirstMessage();
     EXPECT_TRUE(mixed.WriteRaw(
@@ -208,7 +209,7 @@ TEST_F(EnrolmentTest, SecondJoinerIsRefusedWhileFirstMayAskAgain)
 
 // --- interrupted enrolments ---
 
-// The step of the enrolment after which one side is cut off.
+// The steps of an enrolment. A test cuts the connection after one of these steps.
 enum class Step { CONNECTED, SECURED, COMMITTED, NONCE_KNOWN, ASKED, CONFIRMED };
 
 TEST_F(EnrolmentTest, SameTicketAdmitsJoinerAfterItWasCutOff)
@@ -282,7 +283,7 @@ TEST_F(EnrolmentTest, JoinerSearchesOrReportsLossAfterHolderIsCutOff)
         }
         accepted.Reset();
         if (step < Step::NONCE_KNOWN) {
-            Bare holder(cut.Accept(), Ticket());  // the joiner keeps searching, and asks again
+            Bare holder(cut.Accept(), Ticket());  // The joiner connects again.
             EXPECT_EQ(NextFrame(holder).kind, FrameKind::JOIN_COMMIT);
             attempt->Cancel();
             EXPECT_EQ(attempt->Status().failure, JoinFailure::CANCELLED);

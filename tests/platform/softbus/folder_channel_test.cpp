@@ -21,7 +21,8 @@ using namespace std::chrono_literals;
 using Vexo::Tests::Eventually;
 namespace fs = std::filesystem;
 
-// The tokens of the test have 8 characters. Tokens of the account start with "our", followed by the device.
+// Tokens of this test. A token has 8 characters. Tokens of the account start with "our". The next two characters, such
+// as "-L", name the device.
 const std::string LAPTOP = "our-L-01", LAPTOP_NEXT = "our-L-02", PHONE = "our-P-01", PHONE_NEXT = "our-P-02";
 
 std::string Hex(const std::string& token)
@@ -42,7 +43,7 @@ protected:
             return Eventually([&] { return heard.WaitFor(0) == expected; });
         }
 
-        Vexo::Tests::Trail<std::string> heard;  // "our-P-01 127.0.0.1:2" or "gone"
+        Vexo::Tests::Trail<std::string> heard;  // texts such as "our-P-01 127.0.0.1:2", or "gone"
         std::unique_ptr<FolderChannel> channel;
     };
 
@@ -63,7 +64,7 @@ protected:
     }
 
     void Write(const std::string& name, const std::string& text) const { std::ofstream(shared / name) << text; }
-    // Returns the tokens in the file names, each followed by a space.
+    // Reads the names of the announcement files. Returns the tokens in these names, each followed by a space.
     std::string Announced() const
     {
         std::set<std::string> tokens;
@@ -102,7 +103,7 @@ TEST_F(FolderChannelTest, OnlyValidFilesOfAccountAreReported)
 {
     const auto name = [](const std::string& token) { return Hex(token) + "-01234567.json"; };
     const std::tuple<std::string, std::string, std::string> ignored[] = {
-        {"foreign1", "{", ""},  // ignored without a log line
+        {"foreign1", "{", ""},  // This file is ignored without a log line.
         {"our-tool", std::string(4097, ' '), "larger than"},
         {"our-cut1", FileOf("our-cut1", where).substr(0, 60), "the JSON ends too early"},
         {"our-vers", FileOf("our-vers", where, "3"), "version: 3 was made by a newer version"},
@@ -120,7 +121,7 @@ TEST_F(FolderChannelTest, OnlyValidFilesOfAccountAreReported)
     Write("target", FileOf("our-link", where));
     fs::create_symlink("target", shared / name("our-link"));
     ASSERT_EQ(::mkfifo((shared / name("our-fifo")).c_str(), 0600),
-              0);  // opening it would block until a writer opens it
+              0);  // An open of the FIFO would block.
     Write(name("our-good"), FileOf("our-good", where + R"(, "later": {"x": 1}, "a b": 2)"));
 
     const Vexo::Tests::LogCapture log;

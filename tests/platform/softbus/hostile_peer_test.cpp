@@ -1,4 +1,4 @@
-// Peers that break the protocol, crash or stop answering.
+// Tests the soft bus with peers that break the protocol, crash or stop answering.
 #include <algorithm>
 #include <future>
 
@@ -12,7 +12,8 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// A third device of the account, connected to the phone.
+// A fixture with a third device of the account. The test builds that device's messages by hand. The device is connected
+// to the phone.
 class HostilePeerTest : public PairTest {
 protected:
     void SetUp() override
@@ -20,7 +21,7 @@ protected:
         PairTest::SetUp();
         peer = Connect();
     }
-    // Opens a session. Returns its id on the phone.
+    // Opens a session to the phone. Returns the session's id on the phone. by: the device that opens the session.
     int Open(Bare& by)
     {
         EXPECT_TRUE(by.Handshake() && by.Greet());
@@ -72,7 +73,8 @@ TEST_F(HostilePeerTest, BrokenFramesCloseConnectionWithOneLogLine)
     EXPECT_TRUE(atPhone.All().empty());
 }
 
-// A peer without a proof of the account gets 16 bytes and a closed connection.
+// A peer must prove in time that it belongs to the account. Otherwise the phone sends only the challenge of 16 bytes
+// and closes the connection.
 TEST_F(HostilePeerTest, WrongOrLateProofClosesConnection)
 {
     const std::string message = peer->FirstMessage();
@@ -170,8 +172,8 @@ TEST_F(HostilePeerTest, PeerIsLimitedToItsShareOfSessions)
     ASSERT_EQ(small->CreateSessionServer(PKG, NAME, Listener<0>::Table()), 0);
     ASSERT_TRUE(Meet(small, phone));
     const Vexo::Tests::LogCapture log;
-    // The peer opens one session after another. The last one of its share waits for a session server that does not
-    // exist.
+    // The peer opens three sessions, the most that one peer may open. The third one stays pending, because its session
+    // server does not exist.
     std::vector<std::unique_ptr<Bare>> opens;
     const auto answer = [&](const char* server, bool waits) {
         opens.push_back(std::make_unique<Bare>(small->ListenAddress(), identity));

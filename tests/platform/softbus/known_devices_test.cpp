@@ -19,7 +19,7 @@ std::string IdOf(size_t number)
     return std::string(64 - digits.size(), '0') + digits;
 }
 
-// A device type that only a later version may know.
+// A device type that this version does not know.
 constexpr uint16_t TYPE = 65535;
 constexpr const char* NAME = "\"phone\\ \x1b[2J \u2028";
 
@@ -90,7 +90,7 @@ TEST_F(KnownDevicesTest, FileIsPrivateAndKeepsMostRecentDevices)
         EXPECT_TRUE(before.HadRecentContact(IdOf(i)));
         clock.Advance(CONTACT_LIFE);
         EXPECT_FALSE(before.HadRecentContact(IdOf(i)));
-        before.RecordContact(IdOf(0), {});  // so device 0 is never the oldest
+        before.RecordContact(IdOf(0), {});  // keeps device 0 from becoming the oldest
     }
     before.AddOrUpdate(IdOf(2), {TYPE, IdOf(2), NAME, {{"tcp", "192.0.2.7:3"}}}, "tcp");
     before.MarkAway(IdOf(2), {});

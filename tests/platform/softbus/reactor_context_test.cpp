@@ -1,4 +1,5 @@
-// What the soft bus knows about other devices: which are reachable, and which addresses it tries.
+// Tests what the soft bus knows about other devices: which devices are reachable, and which addresses of a device the
+// soft bus tries.
 #include "platform/softbus/reactor_context.h"
 
 #include <gtest/gtest.h>
@@ -17,7 +18,7 @@ protected:
         context.sightings.SetTokens(laptop.networkId,
                                     {{"tcp", Trust::AnnouncementTokens::Make(*laptop.linkKeys, "tcp").value()}});
     }
-    // Reports an announcement of the phone with that address.
+    // Reports an announcement of the phone. address: the address in the announcement.
     void Announce(const std::string& address)
     {
         const auto tokens = Trust::AnnouncementTokens::Make(*phone.linkKeys, "tcp").value();

@@ -1,4 +1,5 @@
-// The session suite over TCP and over a lossy transport, and the tests of sessions that do not depend on the transport.
+// Runs SessionSuite with TCP and with a lossy transport. Also tests properties of sessions that do not depend on the
+// transport.
 #include "platform/softbus/session.h"
 
 #include <sys/socket.h>
@@ -17,7 +18,8 @@
 namespace Vexo::SoftBus::Tests {
 namespace {
 
-// TCP with small writes. Of a device's two addresses, the first fails at every third connect.
+// A TCP transport that writes a few bytes at a time. A device has two addresses. Every third connect to the address
+// "localhost" fails.
 class LossyTransport final : public TcpTransport {
 public:
     LossyTransport(asio::io_context& reactor, uint16_t& port) : TcpTransport(reactor, "127.0.0.1:0"), port_(port) {}
@@ -34,7 +36,7 @@ public:
     std::shared_ptr<void> Connect(const std::string& address, std::chrono::milliseconds limit, Connected done) override
     {
         if (address.starts_with("localhost") && connects_++ % 3 == 0) {
-            return TcpTransport::Connect("127.0.0.1:1", limit, std::move(done));  // nothing listens there
+            return TcpTransport::Connect("127.0.0.1:1", limit, std::move(done));  // Nothing listens there.
         }
         return TcpTransport::Connect(address, limit, [this, done = std::move(done)](Result<Stream> stream) {
             done(stream ? InPieces(std::move(*stream)) : std::move(stream));
@@ -44,7 +46,7 @@ public:
 private:
     Stream InPieces(Stream stream)
     {
-        // In tests that send megabytes, the first stream carries them, so it has the largest pieces.
+        // The first stream writes the largest pieces, because tests that send megabytes use the first stream.
         constexpr std::array<size_t, 5> PIECES{1021, 1, 7, 2, 61};
         const int bufferBytes = 4096;
         EXPECT_EQ(::setsockopt(stream.socket.Get(), SOL_SOCKET, SO_SNDBUF, &bufferBytes, sizeof bufferBytes), 0);
@@ -79,7 +81,7 @@ INSTANTIATE_TEST_SUITE_P(Lossy, SessionSuite, testing::Values([] { return std::m
 
 using SessionTest = PairTest;
 
-// A transport for the Bluetooth link type whose connects throw.
+// A transport of the Bluetooth link type. Connect() throws an exception.
 class ThrowingTransport : public Transport {
 public:
     std::string Name() const override { return "throwing"; }
@@ -164,7 +166,7 @@ TEST_F(SessionTest, RefusedOpenerGetsReasonBeforeOpenedCallback)
         EXPECT_EQ(heardBefore, row.atWatch.empty() ? std::vector<std::string>{} : std::vector{row.atWatch});
         EXPECT_EQ(servers.Take(), row.atTablet.empty() ? std::vector<std::string>{} : std::vector{row.atTablet});
     }
-    // If the policy refuses the device while a session is open, the next message closes the session.
+    // If the owner's rules start to refuse the other device, the next message on an open session closes that session.
     servers.answer = PeerRefusal::NONE;
     const int id = watch->OpenSession(NAME, NAME, tabletIdentity.networkId, ByteSession());
     ASSERT_EQ(atLaptop.WaitFor(Kind::OPENED, id).result, SOFTBUS_OK);

@@ -1,4 +1,4 @@
-// Announcements of other devices, and how long they count.
+// Tests how long the announcement of another device is valid.
 #include "platform/softbus/discovery/sightings.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,5 @@
-// How the account's state spreads, what a removal causes, and how a device with the previous link key catches up.
+// Tests how the account's state spreads from device to device, what happens when a device is removed, and how a device
+// that still has the previous link key gets the new state.
 #include <openssl/x509.h>
 
 #include <algorithm>
@@ -25,7 +26,7 @@ protected:
         for (const char* device : {"laptop", "tablet", "phone"}) {
             ids.push_back(account.Enrol(device).networkId);
         }
-        // Each device gets the state with all members, as if the devices had met.
+        // Each device adopts the laptop's state, which has all members.
         for (const char* device : {"tablet", "phone"}) {
             EXPECT_TRUE(Trust::AdoptState(account.Folder(device), StateOf("laptop").Bytes()));
         }
@@ -64,7 +65,7 @@ protected:
     }
     uint64_t NumberOf(const std::string& device) { return StateOf(device).State().number; }
 
-    // Returns a state that is newer than the laptop's and signed with the account's key.
+    // Returns a state of the account that is newer than the laptop's state and signed with the account's key.
     Trust::SignedStatePtr Signed(const std::function<void(AccountState&)>& change, uint64_t ahead = 1)
     {
         AccountState state = StateOf("laptop").State();
@@ -86,7 +87,7 @@ protected:
                 name;
         }));
     }
-    // Removes the phone from the account, with a new link key.
+    // Gives the laptop a state in which the phone is removed and the link key is new.
     void RemovePhone()
     {
         const auto key = Trust::KeyFromPem(Trust::Tests::Read(account.Folder("laptop") / "account.key"));
@@ -150,7 +151,7 @@ TEST_F(StateExchangeTest, LargestStateIsAdopted)
             }
         };
     };
-    // Signatures differ in length by a few bytes, so the size per member is an average.
+    // The bytes that one member adds to a state. Because the length of signatures varies, this is an average.
     const size_t one = (Signed(crowd(200))->Bytes().size() - Signed(crowd(100))->Bytes().size() + 150) / 100;
     const size_t count = 100 + (Trust::MAX_STATE_BYTES - Signed(crowd(100))->Bytes().size() - 16) / one;
     GiveLaptop(Signed(crowd(count)));
@@ -235,8 +236,8 @@ TEST_F(StateExchangeTest, NonMemberIsServedOnlyAfterProvingMembershipByState)
     EXPECT_EQ(NumberOf("tablet"), NumberOf("laptop"));
 }
 
-// Returns the kinds of all frames that the other device sends before it closes the connection. removal: the payload of
-// the REMOVED frame.
+// Reads frames until the other device closes the connection. Returns the kinds of these frames. removal: receives the
+// payload of the REMOVED frame.
 std::vector<FrameKind> KindsUntilTheEnd(Bare& peer, std::string& removal)
 {
     std::vector<FrameKind> kinds;
@@ -299,7 +300,8 @@ TEST_F(StateExchangeTest, PreviousLinkKeyConnectsAtFirstTryInBothDirections)
         }
         GiveLaptop(Signed(ChangeLinkKey));
         ASSERT_TRUE(Trust::AdoptState(account.Folder(oldOneDials ? "tablet" : "phone"), StateOf("laptop").Bytes()));
-        // The tablet forgets the phone, so that only the phone connects to the other one.
+        // The tablet forgets the phone, so that the phone connects to the tablet and the tablet does not connect to the
+        // phone.
         std::filesystem::remove(account.Folder("tablet") / KNOWN_DEVICES_FILE);
         tablet = Start("tablet", {}, address);
         if (!oldOneDials) {
@@ -322,7 +324,8 @@ TEST_F(StateExchangeTest, RenewedCertificateReachesMember)
     const auto tablet = Start("tablet", {laptop->ListenAddress()});
     ASSERT_TRUE(Meet(laptop, tablet));
     const auto before = account.Load("tablet").CertificateExpiry();
-    // A certificate is renewed if it begins at an earlier second than the account's certificate.
+    // Only a certificate that is older than the account's certificate is renewed. Certificate times are whole seconds,
+    // so more than a second must pass.
     ASSERT_TRUE(Eventually([&] { return Clock::System().WallNow() - began > 1100ms; }));
     const auto renewed = Trust::RenewAccount(account.Folder("laptop"));
     ASSERT_TRUE(renewed) << renewed.error().message;
@@ -377,7 +380,7 @@ TEST_F(StateExchangeTest, RestoredDeviceBecomesHolderAfterMeetingMember)
     const std::string id = account.Load("desktop").networkId;
     EXPECT_EQ(StateOf("desktop").State().FindMember(Phone())->name, "new phone") << "merged before it signed";
     EXPECT_TRUE(Eventually([&] { return StateOf("tablet").State().holder == id; }));
-    // The restore also completes if a member has nothing newer to merge.
+    // A restored device that already has the newest state also becomes the holder after it meets a member.
     ASSERT_TRUE(Trust::RestoreAccount(account.Folder("server"), file, "a passphrase", "server", false));
     ASSERT_TRUE(Trust::AdoptState(account.Folder("server"), StateOf("tablet").Bytes()));
     const auto server = Start("server", {tablet->ListenAddress()});
