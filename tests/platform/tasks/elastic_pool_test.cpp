@@ -36,11 +36,12 @@ TEST(ElasticPoolTest, ExcessWorkQueuesWithOneWarningAndOnlyFullQueueRefuses)
     EXPECT_EQ(ran.WaitFor(3), (std::vector<int>{0, 1, 2}));
 }
 
-// A pool whose new threads the test allows or refuses. The test can also block a post while the pool asks for a thread.
+// A fixture with a pool that calls a function of the test to get a new thread. That function can refuse the thread. It
+// can also block Post() before it returns.
 class RefusedThreadsTest : public testing::Test {
 protected:
     std::atomic<bool> gives_{true};
-    std::function<void()> beforeAnswer_;  // runs once
+    std::function<void()> beforeAnswer_;  // called at most once, before a thread is given or refused
     Trail<bool> asked_;
     Trail<int> ran_;
     ElasticPool pool_{"refused", 4, [this](Work run) {
@@ -50,7 +51,7 @@ protected:
                           }
                           return gives_.load() && StartDetachedThread(std::move(run));
                       }};
-    Gate gate_;  // destroyed, and so opened, before the pool
+    Gate gate_;  // The gate is destroyed before the pool, and its destructor opens it.
 };
 
 TEST_F(RefusedThreadsTest, IdleWorkerRunsWorkWhoseThreadWasRefused)

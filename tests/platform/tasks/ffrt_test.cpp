@@ -38,7 +38,7 @@ TEST(FfrtWaitTest, WaitCoversTasksOfItsThreadOnly)
             block();
         });
     });
-    other.join();  // the thread ends while its task still blocks
+    other.join();  // The thread ends, but its task still blocks.
     ASSERT_EQ(blocked.WaitFor(1).size(), 1U);
 
     std::atomic<int> finished{0};
@@ -59,7 +59,7 @@ TEST(FfrtWaitTest, WaitInsideTaskCoversItsSubtasksOnly)
             Submit([&] { inner.Add(1); });
         }
         ffrt_wait();
-        inner.Add(2);  // runs while the task of the outer context still blocks
+        inner.Add(2);  // runs while the first task still blocks
     });
     EXPECT_EQ(inner.WaitFor(6), (std::vector<int>{1, 1, 1, 1, 1, 2}));
     outside.Open();

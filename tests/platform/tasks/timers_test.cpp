@@ -45,7 +45,7 @@ TEST(TimersTest, SystemTimersFireOnTimeCancelAndAcceptHugeDelay)
     Trail<SteadyTime> fired;
     Timer never = timers.RunAfter(std::chrono::microseconds::max(), [&] { fired.Add({}); });
     Timer far = timers.RunAfter(milliseconds(60'000), [&] { fired.Add({}); });
-    for (size_t count = 1; count <= 3; ++count) {  // the timer thread already waits for a later timer
+    for (size_t count = 1; count <= 3; ++count) {  // In the meantime, the timer thread waits for a later timer.
         const SteadyTime armed = timers.Now();
         Timer near = timers.RunAfter(milliseconds(5), [&] { fired.Add(timers.Now()); });
         const std::vector<SteadyTime> times = fired.WaitFor(count);

@@ -31,7 +31,7 @@ TEST_F(AccountBackupTest, RestoredBackupSignsOnlyAfterNewerStateArrived)
     EXPECT_TRUE(LastBackup(laptop));
     EXPECT_FALSE(LastBackup(phone));
     EXPECT_EQ(fs::status(file).permissions(), fs::perms(0600));
-    // After the backup, one member was removed and one was added.
+    // After the backup was made, the account gets the member "tablet" and loses the member "phone".
     devices.Enrol("tablet");
     const std::string lost = devices.Load("phone").networkId;
     ASSERT_TRUE(RemoveMember(laptop, lost, true));
@@ -54,7 +54,8 @@ TEST_F(AccountBackupTest, RestoredBackupSignsOnlyAfterNewerStateArrived)
     EXPECT_NE(restored.state->State().FindRemoved(lost), nullptr);
     EXPECT_EQ(restored.state->State().members.size(), 3U);
     ASSERT_TRUE(AdoptState(devices.Folder("tablet"), restored.state->Bytes()).value());
-    // The new holder admits and removes members, the previous holder included, which can no longer sign.
+    // The restored device is now the holder (the device that can sign states). The laptop, the previous holder, can no
+    // longer admit a device.
     ASSERT_TRUE(AdoptState(laptop, restored.state->Bytes()).value());
     ExpectRefused(Admit(laptop, MakeRequest(devices.Folder("watch"), "watch").value()), "\"laptop-2\"");
     EXPECT_TRUE(Install(devices.Folder("watch"), devices.Answer("watch", "desktop")));
@@ -99,11 +100,12 @@ TEST_F(AccountBackupTest, WrongPassphraseAndDamageHaveDifferentErrors)
 TEST_F(AccountBackupTest, OnlyRemainingDeviceSignsAtOnce)
 {
     ASSERT_TRUE(RestoreAccount(desktop, file, PASSPHRASE, "desktop", false));
-    // The restored device has met no other member, and is declared to be the only device left.
+    // The second restore declares that the device is the only device left, so the device need not meet another member.
     ASSERT_TRUE(RestoreAccount(desktop, file, PASSPHRASE, "desktop", true));
     EXPECT_FALSE(IsRestored(desktop));
     EXPECT_TRUE(RemoveMember(desktop, devices.Load("laptop").networkId, true));
-    // The holder that has lost its state may also declare that.
+    // The laptop holds the account's key but has lost its state. A restore can also declare that the laptop is the only
+    // device left.
     fs::remove(laptop / STATE_FILE);
     ASSERT_FALSE(RemoveMember(laptop, devices.Load("phone").networkId, true));
     ASSERT_TRUE(RestoreAccount(laptop, file, PASSPHRASE, "laptop", true));

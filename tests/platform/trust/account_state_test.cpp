@@ -24,7 +24,7 @@ protected:
         own = devices.Load("laptop").state;
         account = std::move(CertificatesFromPem(own->State().accountCertificate).front());
     }
-    // Returns the changed state, signed with the account's key.
+    // Changes a copy of the state own. Returns that copy, signed with the account's key.
     SignedStatePtr Changed(const std::function<void(AccountState&)>& change) const
     {
         AccountState state = own->State();
@@ -32,7 +32,8 @@ protected:
         return SignState(std::move(state), account.get(), key.get()).value();
     }
     std::string Text() const { return OpenSignedText(own->Bytes(), "").value().text.text; }
-    // Returns the state's text with one part replaced, signed with the account's key.
+    // Replaces a part of the text of the state own. Returns the new text, signed with the account's key. before: the
+    // old part. after: the new part.
     std::string Rewritten(const std::string& before, const std::string& after) const
     {
         std::string text = Text();
@@ -102,9 +103,9 @@ TEST_F(AccountStateTest, NewerStateIsKeptInAnyOrderOfArrival)
     EXPECT_EQ(AdoptState(phone, newer->Bytes()).value()->state->Digest(), newer->Digest());
     EXPECT_EQ(code(own), ErrorCode::REFUSED);
     EXPECT_EQ(code(other), ErrorCode::ALREADY_EXISTS);
-    // The same text with a new signature is the same state.
+    // A state with the same text but a new signature is not a new state.
     EXPECT_FALSE(AdoptState(phone, Changed([](AccountState& state) { state.number += 5; })->Bytes()).value());
-    // A state that was made from an old backup must not bring a removed device back.
+    // The phone must refuse a newer state, made from an old backup, that lacks the removal of a device.
     const std::string lost(64, 'c');
     const auto removal = Changed([&](AccountState& state) {
         state.number += 6;
@@ -116,7 +117,8 @@ TEST_F(AccountStateTest, NewerStateIsKeptInAnyOrderOfArrival)
         state.number += 8;
         state.removed = removal->State().removed;
     });
-    // A device that has lost its state accepts no older one, even if its link keys are lost, too.
+    // A device whose state file is damaged must refuse an older state and adopt a newer one. If its link key file is
+    // then damaged, the device reads the link keys from the adopted state.
     std::filesystem::resize_file(phone / STATE_FILE, 100);
     EXPECT_EQ(devices.Load("phone").state, nullptr);
     EXPECT_EQ(code(own), ErrorCode::REFUSED);

@@ -12,7 +12,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Returns a certificate request for subject's key, signed by signer.
+// Returns a certificate request. subject: the key to certify. signer: the key that signs the request.
 std::string RequestFor(EVP_PKEY* subject, EVP_PKEY* signer)
 {
     const OpenSslPtr<X509_REQ> request(X509_REQ_new());
@@ -67,7 +67,7 @@ TEST_F(AccountTest, NewMemberIsStoredBeforeItIsAnswered)
     ASSERT_NE(member, nullptr);
     EXPECT_EQ(member->name + std::to_string(member->type), "phone14");
     EXPECT_EQ(stored->State().holder, devices.Load("laptop").networkId);
-    // A repeated request, as after a lost answer, yields the same member.
+    // A device repeats its request if the answer was lost. The repeated request does not add another member.
     ASSERT_TRUE(Install(phone, Admit(laptop, request).value()));
     EXPECT_EQ(devices.Load("phone").state->Bytes(), stored->Bytes());
     EXPECT_TRUE(devices.Load("phone").IsMember(devices.Load("laptop").networkId));
@@ -89,7 +89,8 @@ TEST_F(AccountTest, AccountWithoutStateGetsOneWithNextMember)
     EXPECT_TRUE(devices.Load("phone").IsMember("anybody"));
     devices.Answer("tablet", "laptop");
     EXPECT_EQ(devices.Load("laptop").state->State().members.size(), 2U);
-    // The holder does not replace a damaged state by a new one, which would shut out its members.
+    // The holder (the device with the account's key) must not replace a damaged state with an empty state, because an
+    // empty state would exclude the members.
     fs::resize_file(laptop / STATE_FILE, 10);
     const auto refused = Admit(laptop, MakeRequest(phone / "other", "watch").value());
     ExpectRefused(refused, "must meet another member");
@@ -234,7 +235,8 @@ TEST_F(AccountTest, InterruptedChangeIsCompletedForSameAccountOnly)
     devices.Create("laptop");
     EXPECT_TRUE(devices.Load("laptop").holdsAccountKey);
     EXPECT_EQ(Read(laptop / LINK_KEY_FILE), linkKey);
-    // A device whose admission was interrupted creates an account of its own, with another link key.
+    // The phone's enrolment was interrupted. If the phone then creates its own account, that account gets another link
+    // key.
     EXPECT_TRUE(Install(phone, devices.Answer("phone", "laptop")));
     fs::remove(phone / DEVICE_CERTIFICATE_FILE);
     devices.Create("phone", "own");

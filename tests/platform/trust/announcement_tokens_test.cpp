@@ -18,8 +18,8 @@ protected:
         return AnnouncementTokens::Make(keys, transport, clock).value();
     }
 
-    // The clocks of a phone, which makes tokens, and of a laptop, which reads them. Both start at the beginning of a
-    // period.
+    // The phone makes tokens, and the laptop reads tokens. These are the clocks of both devices. Tests set both clocks
+    // relative to start, which is the beginning of a token period.
     Calendar phone;
     Calendar laptop;
     const WallTime start{2'111'111 * 15min};

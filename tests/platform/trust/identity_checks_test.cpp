@@ -30,7 +30,7 @@ struct World : Devices {
 struct Row {
     const char* name;
     const char* device;
-    const char* line;  // the name of the check that reports it
+    const char* line;  // the check that reports the fault: "account" or "identity"
     bool isGood;
     const char* message;
     const char* advice;
@@ -96,7 +96,7 @@ TEST(IdentityChecksTest, EachFaultIsReportedWithOneStep)
         EXPECT_NE(check.message.find(row.message), std::string::npos) << check.message;
         EXPECT_NE(check.advice.find(row.advice), std::string::npos) << check.advice;
         EXPECT_EQ(check.advice.empty(), std::string(row.advice).empty()) << check.advice;
-        // The advice does not move a usable account key.
+        // The advice must not tell the user to move an account key that can be read.
         const bool isUsable = ReadKeyFile(world.Folder(row.device) / ACCOUNT_KEY_FILE).has_value();
         EXPECT_TRUE(!isUsable || check.advice.find("account.key") == std::string::npos) << check.advice;
     }

@@ -22,7 +22,7 @@ TEST(LinkKeyTest, PreviousKeyProvesMembershipUntilItExpires)
     ASSERT_TRUE(WriteLinkKeyFile(file, RecordOf(keys, std::string(64, 'a'))));
     Calendar clock;
     const auto preamble = Preamble::Make(ReadLinkKeyFile(file).value().Keys(), clock).value();
-    // The example from docs/link.md.
+    // This example with its values is in docs/link.md.
     std::string challenge(CHALLENGE_BYTES, '\0');
     std::iota(challenge.begin(), challenge.end(), '\0');
     const std::string message = "\x16\x03\x01";

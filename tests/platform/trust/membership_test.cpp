@@ -23,7 +23,7 @@ protected:
     }
     std::string Id(const std::string& device) const { return devices.Load(device).networkId; }
     AccountState State() const { return devices.Load("laptop").state->State(); }
-    // Delivers the laptop's state to another device.
+    // Gives the laptop's state of the account to another device.
     void Pass(const std::string& device) const
     {
         EXPECT_TRUE(AdoptState(devices.Folder(device), devices.Load("laptop").state->Bytes()).value());
@@ -54,7 +54,7 @@ TEST_F(MembershipTest, RemovedDeviceStaysRemovedWithoutNewKey)
     Pass("phone");
     EXPECT_EQ(devices.Load("phone").removedAt, removed->at);
 
-    // The removed key stays removed, but the device can join again with a new key.
+    // The phone cannot join again with its removed device key, but can join with a new device key.
     std::filesystem::remove(devices.Folder("phone") / DEVICE_CERTIFICATE_FILE);
     const auto again = Admit(laptop, MakeRequest(devices.Folder("phone"), "phone").value());
     ExpectRefused(again, "removed this device on");
@@ -64,7 +64,8 @@ TEST_F(MembershipTest, RemovedDeviceStaysRemovedWithoutNewKey)
     EXPECT_EQ(devices.Load("phone").removedAt, std::nullopt);
 }
 
-// A member that met no other member between two removals still has the link key from before both.
+// A member that met no other member between two removals still has the link key from before the first removal. The
+// account must still accept that key.
 TEST_F(MembershipTest, SecondRemovalKeepsKeyThatEveryMemberHas)
 {
     Calendar clock;
@@ -97,8 +98,8 @@ TEST_F(MembershipTest, ChangesThatWouldBreakAccountAreRefused)
     ExpectRefused(RenameMember(phone, Id("phone"), "x"), "do it on \"laptop\"");
     EXPECT_EQ(State().number, devices.Load("laptop").state->State().number);
 
-    // SetHolder() names the holder and does not move the key. The old holder still has the key, but cannot sign any
-    // more.
+    // SetHolder() changes which device is the holder (the device that can sign states) but does not move the account's
+    // key. The old holder keeps the key but cannot sign any more.
     ASSERT_TRUE(SetHolder(laptop, Id("phone")));
     ExpectRefused(RenameMember(laptop, Id("phone"), "x"), "do it on \"phone\"");
     ASSERT_TRUE(SetHolder(laptop, Id("laptop")));
@@ -108,7 +109,7 @@ TEST_F(MembershipTest, ChangesThatWouldBreakAccountAreRefused)
     for (const char* const device : {"phone", "tablet"}) {
         ASSERT_TRUE(RemoveMember(laptop, Id(device), true));
     }
-    // The account ends when its last member leaves.
+    // When the last member leaves, the account no longer exists.
     const std::string before = Id("laptop");
     ASSERT_TRUE(LeaveAccount(laptop));
     EXPECT_TRUE(std::filesystem::is_empty(laptop));
@@ -128,7 +129,7 @@ TEST_F(MembershipTest, RenewsEveryCertificateForSameKeys)
     const auto certificate = RenewedCertificate(laptop, old.networkId, old.certificate.get(), clock);
     ASSERT_TRUE(certificate);
     EXPECT_FALSE(RenewedCertificate(laptop, Id("tablet"), old.certificate.get(), clock));
-    // The phone, which still has the account's old certificate, adopts the new certificate.
+    // The phone adopts its new certificate although the phone still has the account's old certificate.
     ASSERT_TRUE(AdoptCertificate(devices.Folder("phone"), *certificate));
     Pass("phone");
     const Identity after = devices.Load("phone");

@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::string_view DIGITS = "0123456789ABCDEFGHJKMNPQRSTVWXYZ";
 const std::string SECRET{"\x00\x01\x02\x03\x04\x05\x06\x07\x08\x09\x0a\x0b\x0c\x0d\xfe\xff", 16};
-// Computed from the format by another program: 26 digits and the check symbol.
+// The text of a ticket with SECRET: 26 digits and a check symbol. Another program computed it from the format.
 constexpr const char* SHORT_TEXT = "0004-1061-050R-3GG2-8A1C-60VZ-QZ7";
 constexpr const char* ADDRESS = "192.0.2.7:40117";
 
@@ -49,7 +49,7 @@ TEST(TicketTest, TicketIsReadInEveryTypedForm)
     EXPECT_EQ(TicketText({SECRET, ""}), SHORT_TEXT);
 }
 
-// The expected values were computed from docs/enrolment.md, independently of this code.
+// The expected values were computed from docs/enrolment.md without this code.
 TEST(TicketTest, TextAndKeyMatchDocumentation)
 {
     std::string secret;
@@ -72,7 +72,8 @@ TEST(TicketTest, WrongOrSwappedSymbolsAreDetected)
                 wrong[i] = symbol;
                 EXPECT_TRUE(symbol == text[i] || !ParseTicket(wrong)) << wrong;
             }
-            // The check symbol detects a swap of itself with a digit only if the two are neighbours.
+            // If a digit and the check symbol are swapped, ParseTicket() detects the swap only if the two are
+            // neighbours.
             for (size_t j = i + 1; j < text.size() - (i + 2 < text.size() ? 1 : 0); ++j) {
                 std::string swapped = text;
                 std::swap(swapped[i], swapped[j]);
@@ -96,7 +97,8 @@ TEST(TicketTest, ErrorNamesFaultAndPosition)
         {"0004-1061-0U0R-3GG2-8A1C-60VZ-QZ7", "\"U\" in group 3 is no character of a ticket"},
         {std::string("0004-1061-05\0", 13), "a character in group 3 is no character of a ticket"},
         {"0004-1061-050R-3GG2-8A1C-60VZ-QZ8", "a character is mistyped"},
-        // Secret and address are zeros. The first row has version 1. The loop below finds the check symbols.
+        // In these two rows, the secret is zero. The first row has the version of a newer ticket, and the second row
+        // has an address of zeros. The loop below tries every check symbol in place of "?".
         {"8000-0000-0000-0000-0000-0000-00?", "it was made by a newer version"},
         {"0000000000-000000000-000000000-00000000?", "its address has port 0"},
     };
@@ -138,7 +140,7 @@ TEST(TicketTest, OnlySameSecretReadsTokensAndProofs)
 
 struct Handshake {
     bool done = false;
-    std::string fromServer;  // all bytes that the server has sent
+    std::string fromServer;  // all bytes that the server sent
     std::string clientSays;
     std::string serverSays;
 };
@@ -220,7 +222,8 @@ TEST(TicketTlsTest, ServerSendsOnlyAlertWithoutSecret)
         EXPECT_FALSE(handshake.done);
         EXPECT_FALSE(context->VerifiedPeer(server.get()));
         EXPECT_FALSE(handshake.serverSays.empty());
-        // RFC 8446, 5.1 and 6: one record of type alert with its two bytes.
+        // The server must send exactly one TLS record of type "alert": a header of 5 bytes and 2 bytes of content (RFC
+        // 8446, 5.1 and 6).
         ASSERT_EQ(handshake.fromServer.size(), 7U) << handshake.serverSays;
         EXPECT_EQ(handshake.fromServer[0], 21);
     }

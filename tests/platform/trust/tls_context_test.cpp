@@ -15,7 +15,8 @@ Context ContextOf(const Identity& identity)
     return made ? made.value() : nullptr;
 }
 
-// Two TLS objects, driven in turns until the client has received a byte of the server or one of them has failed.
+// A TLS client and a TLS server. Connect() runs them in turns until the client has received a byte or one of them has
+// failed.
 struct Connection {
     SslPtr client;
     SslPtr server;
@@ -44,7 +45,7 @@ Connection Connect(SslPtr client, const Context& clientContext, const Context& s
         sent = sent == 1 ? sent : SSL_write(pair.server.get(), &byte, 1);
         note(serverContext, pair.server.get(), sent);
     }
-    // Closed as the soft bus closes its links, so that the TLS session may be resumed.
+    // The soft bus closes its connections in the same way, which lets OpenSSL resume the TLS session.
     for (SSL* ssl : {pair.client.get(), pair.server.get()}) {
         SSL_set_shutdown(ssl, SSL_SENT_SHUTDOWN | SSL_RECEIVED_SHUTDOWN);
     }
@@ -56,7 +57,8 @@ Connection Connect(const Context& client, const Context& server, const std::stri
     return Connect(client->NewClient(wanted), client, server);
 }
 
-// Returns identity with another certificate of its account for the same key, whose validity ends at notAfter.
+// Returns the identity with a new certificate for the same key. The account's key signs the certificate. notAfter: the
+// end of its validity.
 Identity WithExpiry(Identity identity, EVP_PKEY* accountKey, std::time_t notAfter)
 {
     identity.certificate = EndingAt(identity.certificate.get(), accountKey, notAfter);
@@ -68,7 +70,7 @@ protected:
     void SetUp() override { accountKey = std::move(ReadKeyFile(devices.Folder("laptop") / ACCOUNT_KEY_FILE).value()); }
 
     Devices devices;
-    const Identity laptop = devices.Enrol("laptop");  // holds the account's key
+    const Identity laptop = devices.Enrol("laptop");  // The laptop has the account's key.
     const Identity phone = devices.Enrol("phone");
     const Context atLaptop = ContextOf(laptop);
     const Context atPhone = ContextOf(phone);
@@ -80,7 +82,7 @@ TEST_F(TlsContextTest, WrongDeviceAccountOrProtocolIsRefused)
     const Connection another = Connect(atLaptop, atPhone, std::string(64, 'a'));
     EXPECT_TRUE(another.done) << another.failure;
     ExpectRefused(atLaptop->VerifiedPeer(another.client.get()), "another device of the account answered");
-    devices.Create("stranger", "home");  // the same name, another key
+    devices.Create("stranger", "home");  // The name of its account is the same, but the account's key is not.
     const Context strange = ContextOf(devices.Load("stranger"));
     const Context expired = ContextOf(WithExpiry(devices.Load("phone"), accountKey.get(), std::time(nullptr) - 60));
     for (const auto& [peer, why] :
@@ -114,7 +116,8 @@ TEST_F(TlsContextTest, SessionsResumeWithFreshTicketUntilForgotten)
     EXPECT_FALSE(resumes());
     EXPECT_TRUE(resumes());
     EXPECT_TRUE(resumes());
-    const SslPtr took = atLaptop->NewClient(phone.networkId);  // takes the only ticket, which is then lost
+    // This client takes the only session ticket and never uses it.
+    const SslPtr took = atLaptop->NewClient(phone.networkId);
     EXPECT_FALSE(resumes());
     atLaptop->Forget(phone.networkId);
     EXPECT_FALSE(resumes());

@@ -1,4 +1,4 @@
-// How distnetctl reads arguments (which device or time they name) and lays out its output.
+// Tests how distnetctl finds the device or the time that an argument names, and how it formats its output.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -33,7 +33,7 @@ TEST(PeerTest, WordNamesOneDeviceOrErrorExplainsWhy)
 {
     const struct {
         std::string word;
-        std::string found;  // network id, empty for an error
+        std::string found;  // network id of the device, or empty for an error
         const char* error = "";
     } table[] = {
         {"phone", PHONE_ID},
@@ -180,7 +180,7 @@ TEST(TimeTest, AgeDayOrRfc3339IsATimeAndOtherTextAnError)
     }
 }
 
-// Sets the local time zone while the object exists.
+// Sets the local time zone. The destructor removes the setting.
 class TimeZone {
 public:
     explicit TimeZone(const char* zone)
@@ -211,7 +211,7 @@ TEST(EventTest, MaskedIdResolvesToOnlyMatchingDevice)
 {
     for (const auto& [masked, name] : std::map<std::string, std::string>{{"7f3a1****11111", "phone"},
                                                                          {ShortId(TABLET_ID), "phablet"},
-                                                                         {"7f3******22222", ""},  // two devices
+                                                                         {"7f3******22222", ""},  // matches two devices
                                                                          {"7f3d1****11111", ""},
                                                                          {"******", ""},
                                                                          {PHONE_ID, ""},

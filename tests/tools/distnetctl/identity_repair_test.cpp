@@ -1,4 +1,5 @@
-// Follows doctor's advice for a damaged identity: the advised commands run in a shell, unchanged.
+// Damages files of an identity and runs the commands that "distnetctl doctor" advises, unchanged and in a shell. Then
+// checks that the identity works.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -19,7 +20,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// Names that a shell would split without quotes.
+// The space and the apostrophe in these names test whether the advised commands quote them.
 const char* const ACCOUNT = "Anna's home";
 const char* const HOLDER = "Anna's laptop";
 const char* const MEMBER = "phone";
@@ -42,7 +43,7 @@ struct World {
     {
         return CheckIdentity(Identity(device), std::chrono::system_clock::now());
     }
-    // Runs the commands in a shell. Returns its exit status.
+    // Runs the commands in a shell. Returns the status of std::system(), which is 0 on success.
     int Run(const std::string& commands) const
     {
         const std::string line =
@@ -53,7 +54,8 @@ struct World {
     const Vexo::Tests::TempFolder folder;
 };
 
-// Returns the commands of an advice. They follow a colon, and end at a semicolon or at the end of the advice.
+// Returns the commands in an advice. The commands start after a colon. They end at a semicolon or at the end of the
+// advice.
 std::string CommandsOf(const std::string& advice)
 {
     std::smatch found;
@@ -91,7 +93,7 @@ void ExpectAdviceMends(const char* device, const char* file, const std::function
                   0);
         EXPECT_EQ(fs::status(world.folder.Path() / "answer.pem").permissions(), fs::perms(0600));
     }
-    // The daemon loads its identity like this at its start.
+    // The daemon calls this function at its start.
     const auto mended = LoadOrCreateIdentity(world.Identity(device));
     ASSERT_TRUE(mended) << advice << mended.error().message;
     EXPECT_TRUE(mended.value().Enrolled()) << advice;

@@ -1,4 +1,4 @@
-// How distnetctl shows attempts to get online, the facts of devices, and sharing.
+// Tests how distnetctl shows attempts to get online, information about devices, and the sharing of a connection.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>

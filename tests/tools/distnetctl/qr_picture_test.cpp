@@ -1,4 +1,4 @@
-// Every style of terminal shows the same QR code, with the light border that a camera needs.
+// Tests that distnetctl shows the same QR code in every style, with the light border that a camera needs.
 #include "tools/distnetctl/qr_picture.h"
 
 #include <gtest/gtest.h>
@@ -13,13 +13,13 @@ namespace {
 constexpr const char* TICKET = "K7QF-2M9X-TD4H-8WNC-R5VA-3PJE-6ZB";
 constexpr size_t QUIET = 4;
 
-// Returns the modules of a picture in rows, '#' for a dark one, as a camera sees them on a dark terminal without
-// colours.
+// Returns the rows of modules (squares) of a QR code. A dark module is '#', and a light module is ' '. A picture
+// without colours is read as on a dark terminal.
 std::vector<std::string> ModulesOf(const std::vector<std::string>& lines, QrStyle style)
 {
     std::vector<std::string> rows;
     for (std::string line : lines) {
-        if (style.colour) {  // an escape sequence before and another after the modules
+        if (style.colour) {  // There is an escape sequence before the modules and another one after them.
             line = line.substr(line.find('m') + 1);
             line.resize(line.rfind('\033'));
         }
@@ -50,7 +50,7 @@ TEST(QrPictureTest, EveryStyleShowsSameCodeInsideLightBorder)
         ASSERT_GE(rows.size(), code.size());
         EXPECT_TRUE(std::equal(code.begin(), code.end(), rows.begin())) << style.utf8 << style.colour;
     }
-    const std::string finder = "####### ";  // a corner of the code, and the light module beside it
+    const std::string finder = "####### ";  // a corner of the code and the light module next to it
     const size_t size = code.size();
     EXPECT_EQ(code[QUIET].substr(QUIET, finder.size()), finder);
     EXPECT_EQ(code[size - QUIET - 1].substr(QUIET, finder.size()), finder);

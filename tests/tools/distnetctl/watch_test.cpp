@@ -1,4 +1,5 @@
-// distnetctl watch: it restores the terminal, works without one, and withstands names that strangers choose.
+// Tests the command "distnetctl watch": it restores the terminal at its end, works without a terminal, and displays
+// hostile device names safely.
 #include <gtest/gtest.h>
 #include <pty.h>
 #include <sys/wait.h>
@@ -14,7 +15,8 @@
 namespace Vexo::Ctl {
 namespace {
 
-// Starts watch for a daemon that does not run, with output as its terminal or as its standard output.
+// Starts "distnetctl watch" as a child process, without a running daemon. output: a terminal that the child uses, or
+// else the child's standard output.
 pid_t StartWatch(int output)
 {
     const pid_t child = fork();
@@ -26,7 +28,8 @@ pid_t StartWatch(int output)
     return child;
 }
 
-// Reads until the text has occurred count times or the other side has closed.
+// Returns the bytes that it reads from a terminal or a pipe. Ends when the text has occurred count times or at the end
+// of input.
 std::string ReadUntil(const UniqueFd& from, const std::string& text, int count = 1)
 {
     std::string got;
