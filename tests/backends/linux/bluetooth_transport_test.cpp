@@ -104,7 +104,7 @@ public:
     }
     int SendUnit(int) override { return lateError != 0 ? -lateError : int{UNIT}; }
 
-    // Completes the pending connect.
+    // Lets the pending connect of Connect() succeed.
     void Answer()
     {
         std::array<char, 65536> bytes{};

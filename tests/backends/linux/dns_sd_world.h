@@ -1,6 +1,6 @@
-// DnsSdWorld: two machines, a and b, on one wire. Each machine is a network namespace with its own D-Bus bus, the real
-// avahi-daemon and the devices under test (dns_sd_side.cpp). Needs root, or a kernel that lets unprivileged users
-// create namespaces. The destructor stops all processes.
+// DnsSdWorld: two machines, "a" and "b", that are connected by a virtual Ethernet cable. Each machine is a network
+// namespace with its own D-Bus bus, the real avahi-daemon and the devices under test (dns_sd_side.cpp). Needs root, or
+// a kernel that lets unprivileged users create namespaces. The destructor stops all processes.
 #pragma once
 
 #include <fcntl.h>
@@ -28,7 +28,8 @@ public:
     using Words = std::vector<std::string>;
     static constexpr std::chrono::seconds START_LIMIT{10};
 
-    // Starts both machines. Returns an empty text, or the reason why this system cannot run them.
+    // Starts both machines. Returns an empty text on success. Otherwise returns the reason why this system cannot run
+    // the machines.
     std::string Start()
     {
         std::ofstream(File("bus.conf"))

@@ -44,7 +44,7 @@ protected:
     {
         return "\"active\": [" + (uuid.empty() ? "" : "\"" + uuid + "\"") + "]";
     }
-    // Connects the radio to the user's home network.
+    // Connects the machine's radio to the network of the user's profile USERS_NETWORK.
     void BeAtHome(PrivateMachine& machine)
     {
         Linux::AccessPoint open;

@@ -133,7 +133,7 @@ public:
     PrivateMachine& Phone() { return phone_; }
     PrivateMachine& Laptop() { return laptop_; }
 
-    // Sends a command to fake_network_manager.py. Returns its answer as JSON.
+    // Sends a command to fake_network_manager.py. Returns the script's answer, which is JSON.
     static Result<std::string> Do(PrivateMachine& machine, const std::string& command)
     {
         return machine.Bus().Call<std::string>({"test.Control", "/test", "test.Control"}, "Do", Linux::BUS_CALL_LIMIT,

@@ -108,7 +108,7 @@ protected:
         SetReceiveLimit(socket.value().Get(), WAIT_LIMIT);
         return std::move(socket.value());
     }
-    // Connects a new client and sends one request.
+    // Connects a new client and sends one request. Returns the client's socket.
     UniqueFd Send(uint32_t code = 1) const
     {
         UniqueFd socket = ConnectRaw();

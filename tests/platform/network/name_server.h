@@ -1,5 +1,4 @@
-// NameServer: a DNS server on the loopback interface, and functions that build its answers to the query for the root
-// name servers.
+// NameServer: a DNS server on the loopback interface. Answer() builds an answer to the query for the root name servers.
 #pragma once
 
 #include <arpa/inet.h>

@@ -170,7 +170,7 @@ public:
     bool ReadFrame(Frame& frame);
     // Reads until the connection ends. Returns false if the connection is still open after 8 s.
     bool WaitForEnd();
-    // Returns whether the other side's kernel has received all written bytes (tcp(7), SIOCOUTQ).
+    // Returns whether the peer's kernel has acknowledged all bytes that this client wrote (tcp(7), SIOCOUTQ).
     bool AllArrived() const;
     // Returns the keying material that this TLS connection exports (RFC 8446, 7.5) for the label.
     Trust::SecretBytes ExportSecret(const std::string& label) const;
