@@ -1,7 +1,7 @@
-// ActivityChannel: the common base of the announcement channels that use a daemon (bluetooth_channel.cpp,
-// dns_sd_channel.cpp). An object of the class Activity does the work between Start and Withdraw, on a strand of its
-// own. A shared_ptr owns the activity, because a timer that fires late may still use it. Any thread may call the
-// channel; Withdraw blocks for Activity::Stop.
+// ActivityChannel: the base class of the announcement channels that use a daemon (bluetooth_channel.cpp,
+// dns_sd_channel.cpp). Between Start and Withdraw, an object of the class Activity does the work on its own strand.
+// Timers may fire late and still use the activity, so a shared_ptr owns the activity. Any thread may call the channel.
+// Withdraw blocks until Activity::Stop returns.
 #pragma once
 
 #include <chrono>
@@ -16,13 +16,14 @@
 
 namespace Vexo::Linux {
 
-// Runs work on the activity's strand after pause, if the activity still exists then. While the strand gets no thread,
-// retries each second. Does not block. timers must outlive the activity.
+// CallOnStrandAfter calls the member function work on the activity's strand when the time pause has passed. It does
+// nothing if the activity no longer exists by then. If the strand gets no thread, it retries every second. It does not
+// block. timers must outlive the activity.
 template <typename Activity>
 Tasks::Timer CallOnStrandAfter(Tasks::Timers& timers, std::chrono::milliseconds pause, std::weak_ptr<Activity> weak,
                                Tasks::Strand Activity::*strand, void (Activity::*work)())
 {
-    // RunAfter would not do: if the pool has no thread, it drops the work, and nothing retries.
+    // Timers::RunAfter is not used here: if the pool has no thread, RunAfter drops the work and nothing retries.
     return timers.CallAfter(pause, [&timers, weak, strand, work] {
         const auto activity = weak.lock();
         if (activity && !((*activity).*strand).Post([activity, work] { ((*activity).*work)(); })) {
@@ -31,8 +32,8 @@ Tasks::Timer CallOnStrandAfter(Tasks::Timers& timers, std::chrono::milliseconds 
     });
 }
 
-// Runs end as the last work on the strand, and blocks until it is done. If the strand gets no thread, runs end on the
-// calling thread.
+// EndOnStrand runs the function end as the last work on the strand, and blocks until this work is done. If the strand
+// gets no thread, the calling thread runs the function.
 template <typename Work>
 void EndOnStrand(Tasks::Strand& strand, const Work& end)
 {
@@ -70,7 +71,7 @@ public:
     }
 
 protected:
-    // Replaces the activity and returns the previous one.
+    // Replaces activity_ and returns the previous activity.
     std::shared_ptr<Activity> Exchange(std::shared_ptr<Activity> next)
     {
         const MutexLock lock(mutex_);

@@ -16,7 +16,7 @@ inline constexpr const char* AVAHI_SERVICE_BROWSER = "org.freedesktop.Avahi.Serv
 inline constexpr const char* AVAHI_SERVICE_RESOLVER = "org.freedesktop.Avahi.ServiceResolver";
 inline const BusObject AVAHI_SERVER{AVAHI, "/", "org.freedesktop.Avahi.Server"};
 
-// Values of Avahi's types AvahiProtocol and AvahiIfIndex; AVAHI_ANY is valid for both.
+// Values of Avahi's type AvahiProtocol. AVAHI_ANY is also a value of AvahiIfIndex, and then means any interface.
 inline constexpr int32_t AVAHI_PROTOCOL_IPV4 = 0;
 inline constexpr int32_t AVAHI_PROTOCOL_IPV6 = 1;
 inline constexpr int32_t AVAHI_ANY = -1;
@@ -24,13 +24,15 @@ inline constexpr int32_t AVAHI_ANY = -1;
 inline constexpr const char* DNS_SD_TYPE = "_distnet._tcp";
 inline constexpr const char* DNS_SD_DOMAIN = "local";
 
-// The limits of DaemonCalls. If Avahi creates an object after the call for it timed out, the object stays unused until
-// this bus connection ends or Avahi exits. Avahi allows a client 1024 objects (objects-per-client-max). Together, both
-// limits are below one second, the limit of AnnouncementChannel::Withdraw.
+// AVAHI_CALL_LIMIT and AVAHI_END_LIMIT: the two limits of DaemonCalls (daemon_calls.h). Their sum is below one second,
+// because AnnouncementChannel::Withdraw may take one second. If a call times out and Avahi creates the object later,
+// nobody uses that object. It exists until this bus connection ends or Avahi exits. Avahi allows each client 1024
+// objects (objects-per-client-max).
 inline constexpr std::chrono::milliseconds AVAHI_CALL_LIMIT{500};
 inline constexpr std::chrono::milliseconds AVAHI_END_LIMIT{300};
 
-// Frees an object at Avahi. Ignores errors, because the object may already be gone. Blocks as DaemonCalls::CallAtEnd.
+// Frees an object at Avahi. Ignores errors, because the object may already be gone. Blocks for Avahi's reply, at most
+// as long as DaemonCalls::CallAtEnd.
 inline void FreeAvahiObject(DaemonCalls& avahi, const std::string& path, const char* interface)
 {
     static_cast<void>(avahi.CallAtEnd({AVAHI, path, interface}, "Free"));

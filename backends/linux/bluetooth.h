@@ -1,5 +1,5 @@
-// Bluetooth: reaches other devices over Bluetooth Low Energy. It consists of a transport over the kernel's sockets
-// (bluetooth_transport.h), and of an announcement channel through BlueZ, by which devices find each other
+// Bluetooth: connects to other devices over Bluetooth Low Energy. The transport uses the kernel's sockets
+// (bluetooth_transport.h). Devices find each other with an announcement channel, which uses BlueZ
 // (bluetooth_channel.h). Any thread may call MakeBluetooth. Read this header first.
 #pragma once
 
@@ -16,7 +16,7 @@ namespace Vexo::Linux {
 
 struct BluetoothOptions {
     std::shared_ptr<Bus> bus;  // the bus that BlueZ is on
-    std::string adapter;       // "hci1"; empty: the first that is on
+    std::string adapter;       // such as "hci1"; empty: the first adapter that is on
 };
 
 struct Bluetooth {
@@ -25,7 +25,8 @@ struct Bluetooth {
     std::function<BluetoothState()> state;  // any thread; does not block
 };
 
-// The transport and the channel share state: use both in the same soft bus. Does not block.
+// Returns the factories of the transport and of the channel. Both share state, so use both in the same soft bus. Does
+// not block.
 Bluetooth MakeBluetooth(const BluetoothOptions& options);
 
 }  // namespace Vexo::Linux

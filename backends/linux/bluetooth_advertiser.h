@@ -1,6 +1,6 @@
-// BluetoothAdvertiser: announces this device through BlueZ, by a connectable advertisement whose service data contain
-// the device's token and channel number (bluetooth_address.h). Used on the channel's strand (bluetooth_channel.h);
-// blocks for BlueZ's answers.
+// BluetoothAdvertiser: makes BlueZ send a connectable advertisement of this device. The advertisement's service data
+// contain the device's token and channel number (bluetooth_address.h). Used on the strand of the Bluetooth channel
+// (bluetooth_channel.h). Calls block until BlueZ answers.
 #pragma once
 
 #include <cstdint>
@@ -17,17 +17,17 @@ namespace Vexo::Linux {
 
 class BluetoothAdvertiser : public NoCopyable {
 public:
-    // released: called on the strand when BlueZ has ended the advertisement by itself.
+    // released: the callback for an advertisement that BlueZ has ended by itself. It is called on the strand.
     BluetoothAdvertiser(DaemonCalls& bluez, Tasks::Strand& strand, std::function<void()> released)
         : bluez_(bluez), strand_(strand), released_(std::move(released))
     {
     }
 
-    // Advertises data on that adapter. The previous advertisement ends after the new one has started, or before that if
-    // BlueZ rejects a second one. If adapter (BlueZ's path) is empty or data is nullopt, nothing is advertised. After
-    // an error, call Update again later.
+    // Advertises the service data on that adapter. The previous advertisement ends after the new one has started. It
+    // ends before that if the adapter has changed, or if BlueZ rejects a second advertisement. adapter: BlueZ's path;
+    // empty: nothing is advertised. data: nullopt: nothing is advertised. After an error, call Update again later.
     [[nodiscard]] Result<void> Update(const std::string& adapter, const std::optional<BluetoothServiceData>& data);
-    // Call when BlueZ has exited: its advertisements have ended too.
+    // Forgets the advertisement. Call this when BlueZ has exited, because the advertisement has then ended.
     void Reset() { current_.reset(); }
     void Withdraw();
 

@@ -1,8 +1,9 @@
-// The Bluetooth channel: an announcement channel through BlueZ. It announces this device by a Low Energy advertisement,
-// and scans for other devices while a handle of Seek exists. It also disconnects radio links that are no longer used.
-// It waits and retries while BlueZ is absent, restarts or rejects calls, while the adapter is removed or switched off,
-// and while the bus restarts. All its work runs on a strand of its own; Heard is called there. Its parts:
-// bluetooth_advertiser.h, bluetooth_scanner.h, bluetooth_radio_links.h. What is announced: docs/linux.md.
+// The Bluetooth channel: an announcement channel through BlueZ. It announces this device with a Low Energy
+// advertisement. It scans for other devices while a handle exists that AnnouncementChannel::Seek returned. It also
+// disconnects radio links that are no longer used. The channel waits and retries while BlueZ or the bus is unavailable,
+// while BlueZ rejects calls, and while the adapter is removed or switched off. All work runs on the channel's own
+// strand, and the callback Heard is called there. Its parts: bluetooth_advertiser.h, bluetooth_scanner.h,
+// bluetooth_radio_links.h. docs/linux.md describes the announced data.
 #pragma once
 
 #include <memory>
@@ -13,9 +14,10 @@
 
 namespace Vexo::Linux {
 
-// shared: Start reads from it the channel number to announce; the channel writes the adapter and the state to it. If
-// the channel number is 0 when Start is called, the channel neither announces nor scans. timers must outlive the
-// channel. Withdraw and the destructor must not be called from Heard. Does not block.
+// shared: the values that the channel and the transport share. Start reads the channel number from them. The channel
+// writes the adapter and the state to them. If the channel number is 0 at Start, the channel neither announces nor
+// scans. timers must outlive the channel. The callback Heard must not call Withdraw or destroy the channel. Does not
+// block.
 std::unique_ptr<SoftBus::AnnouncementChannel> MakeBluetoothChannel(const BluetoothOptions& options,
                                                                    std::shared_ptr<BluetoothShared> shared,
                                                                    Tasks::Timers& timers = Tasks::Timers::System());

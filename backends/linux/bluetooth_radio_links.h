@@ -1,6 +1,6 @@
-// BluetoothRadioLinks: disconnects the Bluetooth radio links that this device opened and no longer uses. They would
-// stay up for ever otherwise, because BlueZ keeps channels of its own open on them. Used on the strand of the Bluetooth
-// channel. Calls block for BlueZ's answers, within the limits named below.
+// BluetoothRadioLinks: disconnects the Bluetooth radio links that this device opened and no longer uses. Without this
+// class they would stay connected for ever, because BlueZ keeps its own channels open on them. Used on the strand of
+// the Bluetooth channel. Calls block for BlueZ's answers, for at most the times named below.
 #pragma once
 
 #include <chrono>
@@ -17,7 +17,8 @@
 
 namespace Vexo::Linux {
 
-// How long a radio link stays up after its last use. So a request can use the link of the wake-up before it.
+// How long a radio link stays connected after its last use. A request can then use the link of the wake-up message that
+// was sent before the request.
 inline constexpr std::chrono::milliseconds RADIO_LINK_LINGER{5000};
 
 class BluetoothRadioLinks : public NoCopyable {
@@ -25,22 +26,22 @@ public:
     // bus and clock must outlive this object.
     BluetoothRadioLinks(Bus& bus, std::shared_ptr<BluetoothShared> shared, const Clock& clock);
 
-    // Sets the adapter in use, by BlueZ's path. Empty: none, and no radio link is disconnected.
+    // Sets the adapter in use. adapter: BlueZ's path; empty: no adapter is in use, so no radio link is disconnected.
     void UseAdapter(const std::string& adapter) { adapter_ = adapter; }
-    // Disconnects the radio links whose last use was RADIO_LINK_LINGER ago. Call when a use has ended
-    // (BluetoothShared::SetOnUnused), and at the time that NextUpdate() returns. Blocks for at most 2 s, and another
-    // 0.1 s for each radio link.
+    // Disconnects each radio link that has been unused for RADIO_LINK_LINGER. Call it when the callback of
+    // BluetoothShared::SetOnUnused runs, and at the time that NextUpdate() returns. Blocks for at most 2 s, plus 0.1 s
+    // for each radio link.
     void Update();
-    // Returns when the next unused radio link is due; nothing if there is none.
+    // Returns the time at which the next unused radio link must be disconnected; nullopt if no radio link is unused.
     std::optional<SteadyTime> NextUpdate() const;
-    // Disconnects all unused radio links now. Blocks for at most 0.2 s, and another 0.01 s for each radio link.
+    // Disconnects all unused radio links now. Blocks for at most 0.2 s, plus 0.01 s for each radio link.
     void End();
 
 private:
     struct Limits {
         std::chrono::milliseconds list;
-        // Short: BlueZ reports a refused Disconnect at once. It reports success only seconds later, which is not
-        // awaited.
+        // The limit of one call to Disconnect. It is short, because BlueZ reports a refusal at once. BlueZ reports
+        // success only seconds later, and nothing waits for this report.
         std::chrono::milliseconds disconnect;
     };
 
@@ -50,7 +51,7 @@ private:
     const std::shared_ptr<BluetoothShared> shared_;
     const Clock& clock_;
     std::string adapter_;
-    std::map<std::string, SteadyTime> lingering_;  // unused ones, by DeviceOf: when they are due
+    std::map<std::string, SteadyTime> lingering_;  // by DeviceOf: when to disconnect an unused radio link
 };
 
 }  // namespace Vexo::Linux

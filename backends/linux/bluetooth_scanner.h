@@ -1,6 +1,7 @@
-// BluetoothScanner: finds, through BlueZ, the other devices of the account that advertise themselves nearby. It scans
-// only while a device is sought, because scanning costs power and air time. For advertisements of other accounts it
-// makes no call and keeps nothing. Used on the channel's strand (bluetooth_channel.h); blocks for BlueZ's answers.
+// BluetoothScanner: finds nearby devices of this account by their Bluetooth advertisements, through BlueZ. It scans
+// only while the channel seeks a device, because scanning costs power and radio time. For advertisements of other
+// accounts it makes no D-Bus call and stores nothing. Used on the strand of the Bluetooth channel
+// (bluetooth_channel.h). Calls block until BlueZ answers.
 #pragma once
 
 #include <map>
@@ -25,34 +26,36 @@ public:
     {
     }
 
-    // Sets the adapter to scan on, by its path; empty: none. After a change, all devices found before are reported as
-    // gone.
+    // Sets the adapter on which Update scans. If the adapter changes, all devices found before are reported as gone.
+    // adapter: BlueZ's path; empty: no adapter.
     void UseAdapter(const std::string& adapter);
-    // Starts or stops the scan. While no scan runs, reports devices that were not heard for 30 s as gone. After an
-    // error, call Update again later.
+    // Starts or stops the scan. isSought: whether to scan. If no scan runs, devices that were not heard for 30 s are
+    // reported as gone. After an error, call Update again later.
     [[nodiscard]] Result<void> Update(bool isSought);
-    // Returns when Update must be called again; nothing while a scan runs or no device is known.
+    // Returns the time at which Update must be called again; nullopt while a scan runs or no device is known.
     std::optional<SteadyTime> NextUpdate() const;
 
-    // Call when BlueZ reports properties of a device: all properties of a new device, or those that changed.
+    // Call this when BlueZ reports properties of a device. device: BlueZ's path. properties: all properties if the
+    // device is new, otherwise those that have changed.
     void OnProperties(const std::string& device, const PropertyMap& properties);
     void OnRemoved(const std::string& device);
 
-    // Call when BlueZ has exited: its scan has ended too. Reports all devices as gone.
+    // Reports all devices as gone. Call this when BlueZ has exited, because the scan has then ended too.
     void Reset();
-    // Stops the scan and forgets all devices, without a callback.
+    // Stops the scan and forgets all devices. Calls no callback.
     void End();
 
 private:
     struct Device {
         SoftBus::Announcement announcement;
-        std::string address;  // with its type: "AA:BB:CC:DD:EE:FF/public"
+        std::string address;  // with its type, such as "AA:BB:CC:DD:EE:FF/public"
         SteadyTime heardAt;
     };
 
     [[nodiscard]] Result<void> StartScan();
     [[nodiscard]] Result<void> StopScan();
-    // Returns the address with its type, "AA:BB:CC:DD:EE:FF/public"; empty if BlueZ does not report it.
+    // Returns the device's address with the address type, such as "AA:BB:CC:DD:EE:FF/public". Returns an empty text if
+    // BlueZ does not report the address.
     std::string AddressOf(const std::string& device, const PropertyMap& properties);
 
     DaemonCalls& bluez_;
@@ -60,9 +63,9 @@ private:
     const SoftBus::AnnouncementChannel::Heard heard_;
     const Clock& clock_;
 
-    std::string adapter_;                    // its path; empty: none
+    std::string adapter_;                    // BlueZ's path; empty: no adapter
     bool isScanning_ = false;                // also true if BlueZ did not answer the last call to start or stop
-    std::map<std::string, Device> devices_;  // of this account, by BlueZ's path
+    std::map<std::string, Device> devices_;  // the devices of this account, by BlueZ's path
     QuviewDFX::LogLimit<std::string> logLimit_;
 };
 

@@ -1,6 +1,6 @@
-// BluetoothShared: the values that the Bluetooth transport and the Bluetooth channel of one device share, and the state
-// of Bluetooth on that device. It also counts the connections with each other device, so that the channel can
-// disconnect radio links that are no longer used. Any thread may use it. No call blocks. Created in bluetooth.cpp.
+// BluetoothShared: the values that the Bluetooth transport and the Bluetooth channel of this device share, such as the
+// state of Bluetooth. It also counts the connections with each other device, so that the channel can disconnect radio
+// links that are no longer used. Any thread may use it. No call blocks. Created in bluetooth.cpp.
 #pragma once
 
 #include <cstdint>
@@ -20,7 +20,7 @@ namespace Vexo::Linux {
 
 // The state of Bluetooth on this device.
 struct BluetoothState {
-    Presence presence;   // the reason is one sentence
+    Presence presence;   // Presence::reason is one sentence
     std::string advice;  // what the user can do; empty when nothing is wrong
 
     bool operator==(const BluetoothState&) const = default;
@@ -28,7 +28,8 @@ struct BluetoothState {
 
 class BluetoothShared : public std::enable_shared_from_this<BluetoothShared>, public NoCopyable {
 public:
-    // The transport sets the channel number that it listens on; 0: it does not listen.
+    // Sets the channel number (PSM) on which the transport listens. Called by the transport. 0: the transport does not
+    // listen.
     void SetPsm(uint16_t psm) EXCLUDES(mutex_)
     {
         const MutexLock lock(mutex_);
@@ -39,7 +40,8 @@ public:
         const MutexLock lock(mutex_);
         return psm_;
     }
-    // The channel sets the address of the adapter in use; all 0 before it has found one.
+    // Sets the address of the adapter in use. Called by the channel. Before the first call, Adapter() returns only
+    // zeros.
     void SetAdapter(const BluetoothAddress& address) EXCLUDES(mutex_)
     {
         const MutexLock lock(mutex_);
@@ -63,8 +65,8 @@ public:
 
     enum class OpenedBy { THIS_DEVICE, OTHER };
 
-    // Counts a connection with another device (DeviceOf), or an attempt to connect, until the result is destroyed. Any
-    // thread may destroy the result.
+    // Counts a connection with another device, or an attempt to connect, until the returned object is destroyed. Any
+    // thread may destroy that object. device: the device's address in the form of DeviceOf.
     std::shared_ptr<void> AddUse(const std::string& device, OpenedBy openedBy) EXCLUDES(mutex_)
     {
         const MutexLock lock(mutex_);
@@ -79,14 +81,15 @@ public:
         const MutexLock lock(mutex_);
         return uses_.contains(device);
     }
-    // Returns the devices that this device opened a connection to and whose last use has ended since the previous call.
+    // Returns the devices to which this device opened a connection and whose last connection has ended since the
+    // previous call.
     std::set<std::string> TakeUnused() EXCLUDES(mutex_)
     {
         const MutexLock lock(mutex_);
         return std::exchange(unused_, {});
     }
-    // Makes the caller the only channel that manages radio links and sets the state, until the result is destroyed.
-    // Returns null if another channel already does.
+    // Until the returned object is destroyed, only the caller manages the radio links and sets the state. Returns null
+    // if another channel does so already.
     std::shared_ptr<void> ClaimUpkeep() EXCLUDES(mutex_)
     {
         const MutexLock lock(mutex_);
@@ -97,8 +100,8 @@ public:
         upkeep_ = claim;
         return claim;
     }
-    // Sets a callback that is called when TakeUnused has a new device. It runs on the thread that ended the use, with
-    // no lock held, and possibly once more after it was replaced.
+    // Sets the callback that runs when TakeUnused has a new device to return. It runs on the thread that ended the last
+    // connection, with no lock held. A callback that was replaced may run once more.
     void SetOnUnused(std::function<void()> onUnused) EXCLUDES(mutex_)
     {
         const MutexLock lock(mutex_);
@@ -108,7 +111,7 @@ public:
 private:
     struct Uses {
         int count = 0;
-        bool isOpener = false;  // this device opened one of them
+        bool isOpener = false;  // this device opened one of the connections
     };
 
     void EndUse(const std::string& device) EXCLUDES(mutex_)
@@ -136,7 +139,7 @@ private:
     BluetoothAddress adapter_ GUARDED_BY(mutex_);
     BluetoothState state_ GUARDED_BY(mutex_){{false, "Bluetooth is not used before this device is enrolled"},
                                              "distnetctl account --help"};
-    std::map<std::string, Uses> uses_ GUARDED_BY(mutex_);  // by device; no count is 0
+    std::map<std::string, Uses> uses_ GUARDED_BY(mutex_);  // by device; each count is above 0
     std::set<std::string> unused_ GUARDED_BY(mutex_);
     std::weak_ptr<void> upkeep_ GUARDED_BY(mutex_);
     std::function<void()> onUnused_ GUARDED_BY(mutex_);

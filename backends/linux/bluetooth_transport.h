@@ -1,7 +1,7 @@
-// BluetoothTransport: connection-oriented L2CAP channels over Bluetooth Low Energy, used for link type 4. Devices are
-// not paired and no privilege is needed: the handshake proves who the peer is. An address is
-// "AA:BB:CC:DD:EE:FF/public/128" or "…/random/128" (bluetooth_address.h); addresses are not stored, because devices
-// change them. Threads: transport.h.
+// BluetoothTransport: the transport for LINK_TYPE_BR (link type 4). It uses connection-oriented L2CAP channels over
+// Bluetooth Low Energy. Devices need no pairing and no privilege, because the handshake proves the identity of the
+// peer. An address is, for example, "AA:BB:CC:DD:EE:FF/public/128" or "AA:BB:CC:DD:EE:FF/random/128"
+// (bluetooth_address.h). Addresses are not stored, because devices change them. transport.h describes the threads.
 #pragma once
 
 #include <asio/posix/stream_descriptor.hpp>
@@ -32,17 +32,19 @@ public:
 
     std::string Name() const override { return "bluetooth"; }
     bool Carries(LinkType type) const override { return type == LINK_TYPE_BR; }
-    // Accepts connections on every adapter, at the first free channel number, which it stores in shared. The returned
-    // text is empty: peers read the address and the number from the announcement.
+    // Accepts connections on every adapter, at the first free channel number, and stores this number in shared_.
+    // Returns an empty text, because peers read the address and the channel number from the announcement.
     [[nodiscard]] Result<std::string> Listen(Accepted accepted) override;
     [[nodiscard]] Result<void> CheckAddress(const std::string& address) const override;
-    // Connects from the adapter in use.
+    // Connects from the adapter that BluetoothShared::Adapter() returns. If a spare channel to that address exists,
+    // uses this channel instead.
     [[nodiscard]] std::shared_ptr<void> Connect(const std::string& address, std::chrono::milliseconds limit,
                                                 Connected done) override;
     bool KeepsAddresses() const override { return false; }
-    // Returns the device address without its type and the channel number.
+    // Returns the address without the address type and without the channel number.
     std::string SourceOf(const std::string& from) const override { return from.substr(0, from.find('/')); }
-    // A controller holds only a few connections, and a stranger can give itself any number of addresses.
+    // The limits are low, because a controller can hold only a few connections. A stranger can use any number of
+    // addresses.
     SoftBus::AdmissionLimits LimitsOfAdmission() const override
     {
         return {.time = std::chrono::seconds(5), .connections = 4, .ofSource = 4, .ofMembers = 0};
@@ -51,13 +53,13 @@ public:
 
 private:
     class Attempt;
-    // A channel that is open and not used yet.
+    // A spare channel: opened in advance and not used yet. It is closed when the timer expires.
     struct Spare {
         SoftBus::Stream stream;
         std::shared_ptr<asio::steady_timer> expiry;
     };
 
-    // Returns a listening socket, and the number it is bound to.
+    // Returns a listening socket and the channel number to which the socket is bound.
     Result<std::pair<UniqueFd, uint16_t>> Bind();
     void AcceptNext();
     void AcceptAll();

@@ -22,8 +22,9 @@ inline const BusObject BLUEZ_OBJECTS{BLUEZ, "/", "org.freedesktop.DBus.ObjectMan
 using BluezInterfaces = std::map<std::string, PropertyMap>;
 using BluezObjects = std::map<sdbus::ObjectPath, BluezInterfaces>;
 
-// The limits of DaemonCalls. BlueZ replies only after the controller has answered. BLUEZ_END_LIMIT is below one second,
-// the limit of AnnouncementChannel::Withdraw.
+// BLUEZ_CALL_LIMIT and BLUEZ_END_LIMIT: the two limits of DaemonCalls (daemon_calls.h). BLUEZ_CALL_LIMIT is long,
+// because BlueZ replies only after the controller has answered. BLUEZ_END_LIMIT is below one second, because
+// AnnouncementChannel::Withdraw may take one second.
 inline constexpr std::chrono::milliseconds BLUEZ_CALL_LIMIT{2000};
 inline constexpr std::chrono::milliseconds BLUEZ_END_LIMIT{600};
 

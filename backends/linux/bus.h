@@ -1,9 +1,9 @@
-// Bus: the only access to D-Bus. It owns a connection and a thread that does all its reads and writes. After a restart
-// of the bus it connects again and restores subscriptions and exported objects. Calls block the calling thread, at most
-// for their limit. Handlers of signals and names run on the strand that the subscriber passed, in the order of arrival,
-// never inside a call and with no lock held. The class throws no sdbus-c++ exceptions: an error's code is derived from
-// the name of the D-Bus error (sd-bus-errors(3)), and its message begins with that name and a colon. Any thread may use
-// it.
+// Bus: the only access of this program to D-Bus. It owns a connection and the thread that does all reads and writes of
+// the connection. After the bus restarts, it connects again and restores subscriptions and exported objects. A call
+// blocks the calling thread, at most for the limit of the call. Handlers run on the strand that the subscriber passed,
+// in the order of arrival. They never run inside a call, and no lock is held. No function throws an sdbus-c++
+// exception. An error's code is derived from the name of the D-Bus error (sd-bus-errors(3)), and its message begins
+// with that name and a colon. Any thread may use a Bus.
 #pragma once
 
 #include <sdbus-c++/Message.h>
@@ -29,24 +29,25 @@ namespace Vexo::Linux {
 
 using PropertyMap = std::map<std::string, sdbus::Variant>;  // a{sv}
 
-// The default limit of a call.
+// The default time limit of one D-Bus call.
 inline constexpr std::chrono::milliseconds BUS_CALL_LIMIT{5000};
 
-// One interface of one object of a service, as calls and subscriptions name it.
+// Names one interface of one object of a D-Bus service, for a call or a subscription. In a subscription, an empty path
+// means every object.
 struct BusObject {
-    std::string service;    // "org.freedesktop.NetworkManager"
-    std::string path;       // "/org/freedesktop/NetworkManager"; empty in a subscription: every object
-    std::string interface;  // "org.freedesktop.NetworkManager.Device"
+    std::string service;    // such as "org.freedesktop.NetworkManager"
+    std::string path;       // such as "/org/freedesktop/NetworkManager"
+    std::string interface;  // such as "org.freedesktop.NetworkManager.Device"
 };
 
-// Returns the variant's value, or fallback if the variant contains another type.
+// Returns the variant's value. Returns fallback if the variant is empty or contains another type.
 template <typename T>
 T ValueOf(const sdbus::Variant& variant, T fallback = T())
 {
     return !variant.isEmpty() && variant.containsValueOfType<T>() ? variant.get<T>() : fallback;
 }
 
-// Returns the value of that key as ValueOf does, or fallback if the key is missing.
+// Returns the value of that key. Returns fallback if the key is missing or its value has another type.
 template <typename T>
 T ValueIn(const PropertyMap& properties, const std::string& key, T fallback = T())
 {
@@ -54,7 +55,7 @@ T ValueIn(const PropertyMap& properties, const std::string& key, T fallback = T(
     return found == properties.end() ? fallback : ValueOf<T>(found->second, std::move(fallback));
 }
 
-// An object that this program exports, for services such as BlueZ that read a request from an object of their client.
+// An object that this program exports. Some services, such as BlueZ, read a request from an object of their client.
 struct OwnObject {
     // A read-only property.
     struct Property {
@@ -74,12 +75,13 @@ struct OwnObject {
     std::string path;
     std::string interface;
     std::vector<Property> properties;
-    std::map<std::string, std::function<void()>> methods;  // no arguments; the reply does not wait for them
+    std::map<std::string, std::function<void()>>
+        methods;  // by name; without arguments; the reply is sent before they run
 };
 
-// The handle of a subscription or an exported object, which ends when the handle is destroyed. The destructor and End
-// block until a handler that runs on another thread has returned, so do not call them while holding a lock that the
-// handler acquires. No handler starts afterwards. A default-constructed handle is empty.
+// The handle of a subscription or of an exported object. Destroying the handle ends the subscription or the export. The
+// destructor and End block until a handler that runs on another thread has returned. So do not call them while you hold
+// a lock that the handler acquires. No handler starts afterwards. A default-constructed handle is empty.
 class BusSubscription {
 public:
     BusSubscription() = default;
@@ -108,18 +110,18 @@ private:
 
 class Bus : public NoCopyable {
 public:
-    // Blocks for the first attempt to connect. If it fails, the failure is logged and the connection is retried in the
-    // background. address: as in DBUS_SYSTEM_BUS_ADDRESS; empty: the system bus. clock: measures the pauses between
-    // retries. Throws nothing; never returns null.
+    // Connects to a bus and blocks for the first attempt. If this attempt fails, the failure is logged and the Bus
+    // retries in the background. address: the bus address, in the format of DBUS_SYSTEM_BUS_ADDRESS; empty: the system
+    // bus. clock: measures the pauses between retries. Throws nothing; never returns null.
     static std::shared_ptr<Bus> Open(const std::string& address = "", const Clock& clock = Clock::System());
     // Fails the pending calls and joins the thread. Subscriptions may outlive the Bus.
     ~Bus();
 
     bool IsConnected() const;
 
-    // Calls a method and blocks for the reply, at most for limit. Handlers may use it too. Arguments have D-Bus types
-    // (std::string, never a char pointer). Reply: the type of the returned value, a std::tuple if the method returns
-    // several values, or void.
+    // Calls a method and blocks for the reply, at most for the time limit. Handlers may use Call too. Arguments must
+    // have D-Bus types (std::string, never a char pointer). Reply: the type of the returned value. Use a std::tuple if
+    // the method returns several values, and void if it returns none.
     template <typename Reply = void, typename... Arguments>
     [[nodiscard]] Result<Reply> Call(const BusObject& object, const std::string& method,
                                      std::chrono::milliseconds limit, const Arguments&... arguments);
@@ -133,33 +135,33 @@ public:
                                            const sdbus::Variant& value,
                                            std::chrono::milliseconds limit = BUS_CALL_LIMIT);
 
-    // Calls handler for each signal of that name, with the path of the sending object and the signal's arguments. A
-    // signal whose arguments have other types is logged and dropped. The strand must outlive the subscription.
+    // Calls the handler for each signal of that name. path: the object that sent the signal. A signal whose arguments
+    // have other types is logged and dropped. The strand must outlive the subscription.
     template <typename... Arguments>
     [[nodiscard]] BusSubscription OnSignal(
         Tasks::Strand& strand, const BusObject& object, const std::string& signal,
         std::type_identity_t<std::function<void(const std::string& path, const Arguments&...)>> handler);
 
-    // Calls handler with the properties of that interface that changed, and their new values. The strand must outlive
-    // the subscription.
+    // Calls the handler when properties of that interface have changed. changed: these properties and their new values.
+    // The strand must outlive the subscription.
     [[nodiscard]] BusSubscription OnPropertiesChanged(
         Tasks::Strand& strand, const BusObject& object,
         std::function<void(const std::string& path, const PropertyMap& changed)> handler);
 
-    // Calls handler with whether the service has its name on the bus: once soon after subscribing, then at each change.
-    // If another process takes over the name, handler is called with false, then with true. While the bus is
-    // disconnected, the value is false. When handler is called with true, earlier subscriptions already receive signals
-    // again.
+    // Calls the handler with true while the service has its name on the bus, otherwise with false: once soon after
+    // subscribing, then at each change. The value is also false while the bus is disconnected. If another process takes
+    // over the name, the handler is called with false and then with true. When it is called with true, earlier
+    // subscriptions already receive signals again.
     [[nodiscard]] BusSubscription OnService(Tasks::Strand& strand, const std::string& service,
                                             std::function<void(bool isThere)> handler);
 
-    // Until the subscription ends, other programs on the bus can read the object's properties
-    // (org.freedesktop.DBus.Properties) and call its methods, whose handlers run on the strand. A service that receives
-    // a later call of this Bus can already read the object. The strand must outlive the subscription.
+    // Exports an object until the subscription ends. Other programs on the bus can then read its properties
+    // (org.freedesktop.DBus.Properties) and call its methods. The method handlers run on the strand, which must outlive
+    // the subscription. If this Bus calls a service afterwards, that service can already read the object.
     [[nodiscard]] BusSubscription Export(Tasks::Strand& strand, OwnObject object);
 
     // Broadcasts a signal of that object on the bus. Does not block. The signal is lost while the bus is disconnected.
-    // object.service is ignored: this program is the sender.
+    // object.service is ignored, because this program itself is the sender.
     template <typename... Arguments>
     void Emit(const BusObject& object, const std::string& signal, const Arguments&... arguments);
 
@@ -167,7 +169,7 @@ private:
     class Loop;
     using Write = std::function<void(sdbus::Message&)>;
     using Read = std::function<void(sdbus::Message&)>;
-    // Reads a signal's arguments and returns the work that calls the handler; null: the handler is not called.
+    // Reads a signal's arguments and returns the work that calls the handler. Returns null if the handler must not run.
     using Unpack = std::function<Tasks::Work(sdbus::Message&)>;
 
     explicit Bus(std::shared_ptr<Loop> loop) : loop_(std::move(loop)) {}
@@ -184,7 +186,8 @@ template <typename Reply, typename... Arguments>
 Result<Reply> Bus::Call(const BusObject& object, const std::string& method, std::chrono::milliseconds limit,
                         const Arguments&... arguments)
 {
-    // The arguments are copied and the reply is shared: the call may go on after its caller has stopped waiting.
+    // The arguments are copied and the reply is shared, because the call may continue after its caller has stopped
+    // waiting.
     Write write = [packed = std::tuple<Arguments...>(arguments...)](sdbus::Message& message) { message << packed; };
     if constexpr (std::is_void_v<Reply>) {
         return Exchange(object, method, limit, std::move(write), nullptr);
