@@ -1,7 +1,7 @@
-// Bus::Loop: the connection of a Bus, and the thread that does all its reads and writes. When the bus restarts, the
-// loop connects again and attaches every listener to the new connection. The Bus starts and stops it. Any thread may
-// call Post, Subscribe and IsConnected, which do not block. Included by bus.cpp and bus_loop.cpp only: users include
-// bus.h.
+// Bus::Loop: the connection of a Bus, and the thread that does all reads and writes of the connection. After the bus
+// restarts, the loop connects again and attaches every listener to the new connection. The Bus starts and stops the
+// loop. Any thread may call Post, Subscribe and IsConnected, which do not block. Only bus.cpp and bus_loop.cpp include
+// this header; others include bus.h.
 #pragma once
 
 #include <sdbus-c++/sdbus-c++.h>
@@ -25,7 +25,7 @@
 
 namespace Vexo::Linux {
 
-// A call in progress. The loop's thread completes it; the caller may have stopped waiting by then.
+// A D-Bus call in progress. The loop's thread completes the call. The caller may have stopped waiting by then.
 struct PendingCall {
     BusObject object;
     std::string method;
@@ -33,21 +33,22 @@ struct PendingCall {
     std::function<void(sdbus::Message&)> write;
     std::function<void(sdbus::Message&)> read;     // may be empty
     std::function<void(Result<void>)> onFinished;  // called once, on the loop's thread
-    // Destroyed on the loop's thread, after the library's callback has returned and before the connection is destroyed.
-    // The PendingCall may live longer, because the caller shares it.
+    // The proxy is destroyed on the loop's thread, after the library's callback has returned and before the connection
+    // is destroyed. The PendingCall may live longer, because the caller shares it.
     std::unique_ptr<sdbus::IProxy> proxy;
 };
 
-// A subscription or an exported object, which survives reconnections. Used on the loop's thread only.
+// A subscription or an exported object. It stays valid when the bus connection is replaced. Used on the loop's thread
+// only.
 struct BusListener {
-    std::string match;  // the match rule; for an exported object: its path
+    std::string match;  // the D-Bus match rule, or the path of an exported object
     std::function<void(sdbus::Message&)> onMessage;
     std::function<void()> onConnected;     // may be empty
-    std::function<void()> onDisconnected;  // may be empty; also called by Add without a connection
-    // Set for exported objects only; they have no onMessage.
+    std::function<void()> onDisconnected;  // may be empty; Add calls it if there is no connection
+    // Creates the exported object on a connection. Empty for subscriptions. Exported objects have no onMessage.
     std::function<std::unique_ptr<sdbus::IObject>(sdbus::IConnection&)> makeObject;
-    // slot and object are destroyed on the loop's thread, before the connection. The listener may live longer, because
-    // its subscription shares it.
+    // The members slot and object are destroyed on the loop's thread, before the connection is destroyed. The
+    // BusListener may live longer, because its BusSubscription shares it.
     sdbus::Slot slot;
     std::unique_ptr<sdbus::IObject> object;
 
@@ -97,7 +98,8 @@ private:
     Tasks::Strand& strand_;
 };
 
-// The connection and its thread. Once the thread runs, only it uses connection_ and the members after it.
+// The connection of a Bus and the thread of that connection. After Start, only this thread uses connection_ and the
+// members declared below it.
 class Bus::Loop : public std::enable_shared_from_this<Loop>, public NoCopyable {
 public:
     Loop(std::string address, const Clock& clock) : address_(std::move(address)), clock_(clock) {}
@@ -177,14 +179,15 @@ private:
     const Clock& clock_;
     const UniqueFd wakeUp_{::eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)};
     std::thread thread_;
-    std::thread::id runsOn_;  // set by the thread itself
+    std::thread::id runsOn_;  // the id of thread_, which sets it
     std::atomic<bool> isConnected_{false};
 
     Mutex mutex_;
     bool stopped_ GUARDED_BY(mutex_) = false;
     std::vector<Tasks::Work> work_ GUARDED_BY(mutex_);
 
-    // Declared before the lists, so destroyed after them: slots and proxies use the connection.
+    // connection_ is declared before the lists, so it is destroyed after them: their slots and proxies use the
+    // connection.
     std::unique_ptr<sdbus::IConnection> connection_;
     std::list<std::shared_ptr<BusListener>> listeners_;
     std::list<std::shared_ptr<PendingCall>> calls_;

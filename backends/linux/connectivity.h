@@ -1,6 +1,6 @@
-// Connectivity: the connection state of this machine for each kind of network (Ethernet, Wi-Fi, VPN, ...), from
-// NetworkManager's devices and VPN connections. If several devices are of one kind, the best state counts. A radio that
-// is an access point counts as not connected. Changes of state are reported on a strand of this class.
+// Connectivity: reports the connection state of this machine for each kind of network (Ethernet, Wi-Fi, VPN, ...). It
+// reads NetworkManager's devices and VPN connections. If several devices have the same kind of network, the best state
+// counts. A Wi-Fi radio counts as not connected while it is an access point. Callbacks run on a strand of this class.
 // https://networkmanager.dev/docs/api/1.42/
 #pragma once
 
@@ -19,7 +19,8 @@
 
 namespace Vexo::Linux {
 
-// Returns the kind of network for an NMDeviceType; nothing for devices without one (bridges, loopback).
+// Returns the kind of network for an NMDeviceType. Returns nullopt for devices that have none, such as bridges and
+// loopback.
 std::optional<EventFwk::NetType> NetTypeOf(uint32_t deviceType);
 // Returns the connection state for an NMDeviceState.
 EventFwk::NetConnState NetConnStateOf(uint32_t deviceState);
@@ -38,11 +39,12 @@ private:
 
     // The following functions run on strand_ only.
     void OnServiceOwnerChanged(bool hasOwner);
-    // signalState: the state that a signal reported; nothing: the device's current state is read.
+    // Updates the link of a device. path: the device's object path. signalState: the state that a signal reported;
+    // nullopt: the device's current state is read.
     void ReadDevice(const std::string& path, std::optional<uint32_t> signalState);
     void SetLink(const std::string& path, EventFwk::NetType type, EventFwk::NetConnState state);
     void RemoveLink(const std::string& path);
-    // Reports each kind of network whose state has changed.
+    // Calls stateChanged_ for each kind of network whose state has changed.
     void ReportChanges();
 
     const std::shared_ptr<Bus> bus_;

@@ -1,6 +1,6 @@
-// DaemonCalls: the D-Bus calls of an announcement channel to its daemon (Avahi, BlueZ), with a limit for each call and
-// a common limit for the calls that clean up when the channel stops. Used on the channel's strand, except for Stop and
-// IsStopped, which any thread may call.
+// DaemonCalls: makes the D-Bus calls of an announcement channel to its daemon (Avahi or BlueZ). Each call has a time
+// limit. All calls that clean up after Stop have one common limit. Used on the channel's strand. Only Stop and
+// IsStopped may be called on any thread.
 #pragma once
 
 #include <algorithm>
@@ -19,8 +19,8 @@ namespace Vexo::Linux {
 
 class DaemonCalls : public NoCopyable {
 public:
-    // callLimit: the limit of one call. endLimit: the limit of all CallAtEnd calls together, counted from the first one
-    // after Stop.
+    // callLimit: the time limit of one call. endLimit: the limit of all calls to CallAtEnd after Stop together. It is
+    // counted from the first of these calls.
     DaemonCalls(std::shared_ptr<Bus> bus, std::chrono::milliseconds callLimit, std::chrono::milliseconds endLimit)
         : bus_(std::move(bus)), callLimit_(callLimit), endLimit_(endLimit)
     {
@@ -41,8 +41,8 @@ public:
         return bus_->Call<Reply>(object, method, callLimit_, arguments...);
     }
 
-    // As Call, for methods that free something at the daemon. After Stop the message is still sent, even if no time is
-    // left to wait for the reply.
+    // Calls a method that frees something at the daemon, and blocks for the reply. Before Stop, the time limit is
+    // callLimit. After Stop, the limit is the rest of endLimit. If nothing is left of it, the message is still sent.
     template <typename... Arguments>
     [[nodiscard]] Result<void> CallAtEnd(const BusObject& object, const std::string& method,
                                          const Arguments&... arguments)

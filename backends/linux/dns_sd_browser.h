@@ -1,6 +1,7 @@
-// DnsSdBrowser: finds, through Avahi, the other devices of the account that are announced nearby. Only names with a
-// token of the account are resolved, so the services of others cost no packet. An address counts only while it is on
-// the link on which it was announced. Used on the channel's strand (dns_sd_channel.h); blocks for Avahi's answers.
+// DnsSdBrowser: finds nearby devices of this account through Avahi. Only instance names with a token of this account
+// are resolved, so services of others cost no packets. An address is reported only while it belongs to the subnet of
+// the interface on which it was announced. Used on the strand of the DNS-SD channel (dns_sd_channel.h). Calls block
+// until Avahi answers.
 #pragma once
 
 #include <cstdint>
@@ -23,41 +24,44 @@ namespace Vexo::Linux {
 
 class DnsSdBrowser : public NoCopyable {
 public:
-    // An instance name on one interface. Its IPv4 and IPv6 services are one announcement.
+    // An instance name on one network interface. Its IPv4 service and its IPv6 service are reported as one
+    // announcement.
     struct Place {
         std::string instance;
         int32_t interface = 0;
 
         auto operator<=>(const Place&) const = default;  // NOLINT(modernize-use-nullptr): no pointer
     };
-    // What Avahi reports and resolves: an instance name on an interface, over IPv4 or IPv6.
-    using Service = std::pair<Place, int32_t>;  // the second: AvahiProtocol
+    // A service that Avahi reports and resolves: an instance name on an interface, over IPv4 or IPv6.
+    using Service = std::pair<Place, int32_t>;  // second: a value of AvahiProtocol
 
-    // isOwn: whether this device announces itself by that instance name.
+    // isOwn: the function that returns whether this device announces itself by that instance name.
     DnsSdBrowser(DaemonCalls& avahi, std::function<bool(const std::string&)> isOwn,
                  SoftBus::AnnouncementChannel::IsOurs isOurs, SoftBus::AnnouncementChannel::Heard heard)
         : avahi_(avahi), isOwn_(std::move(isOwn)), isOurs_(std::move(isOurs)), heard_(std::move(heard))
     {
     }
 
-    // Starts to browse, unless it already browses, and resolves the waiting services. After an error, call Update again
+    // Starts the browser if it does not run, and resolves the waiting services. After an error, call Update again
     // later.
     [[nodiscard]] Result<void> Update(const std::vector<LanAddress>& lan);
 
-    // Call for Avahi's signals. path: that of the object that sent the signal.
+    // Call OnItemNew, OnItemRemove and OnAllForNow for Avahi's signals with these names. path: the path of the object
+    // that sent the signal.
     [[nodiscard]] Result<void> OnItemNew(const std::string& path, const Service& service);
     [[nodiscard]] Result<void> OnItemRemove(const std::string& path, const Service& service);
-    // address: empty if Avahi could not resolve the service.
+    // Call this when a resolver of Avahi has finished. path: the path of the resolver. address: empty if Avahi could
+    // not resolve the service.
     [[nodiscard]] Result<void> OnResolved(const std::string& path, const std::string& address, uint16_t port);
     void OnAllForNow(const std::string& path);
-    // Call when Avahi's browser itself has failed. The next Update creates a new one.
+    // Call this when Avahi's browser object has failed. The next Update then creates a new browser.
     void OnBrowserFailure(const std::string& path);
-    // Whether the browser has not yet reported all existing services. It may still fail until then.
+    // Whether the browser has not yet reported all existing services. Until it has, it may still fail.
     bool IsPending() const { return isPending_; }
 
-    // Call when Avahi has exited. Reports all devices as gone.
+    // Reports all devices as gone. Call this when Avahi has exited.
     void Reset();
-    // Frees the browser and the resolvers at Avahi, without a callback.
+    // Frees Avahi's browser and resolver objects. Calls no callback.
     void End();
 
 private:
@@ -68,13 +72,13 @@ private:
     };
     struct Item {
         std::string token;
-        uint64_t arrival = 0;               // its place in the order of arrival
+        uint64_t arrival = 0;               // a higher number arrived later
         std::map<int32_t, Lookup> lookups;  // by AvahiProtocol
         std::optional<SoftBus::Announcement> reported;
     };
 
-    // Drops the oldest name with that token if there are too many: anybody can copy a token, and copies must not fill
-    // the table.
+    // Drops the oldest instance name with that token if the interface has too many of them. Anybody can copy a token,
+    // and the copies must not fill the table.
     void MakeRoomForNameOf(const std::string& token, int32_t interface);
     void Enqueue(const Service& service);
     [[nodiscard]] Result<void> ResolveWaiting();
@@ -88,12 +92,12 @@ private:
     const SoftBus::AnnouncementChannel::Heard heard_;
 
     std::vector<LanAddress> lan_;
-    std::string browser_;  // its path; empty: none
+    std::string browser_;  // the path of Avahi's browser; empty: none
     bool isPending_ = false;
     std::map<Place, Item> items_;
     uint64_t arrivals_ = 0;
     std::map<std::string, Service> resolving_;  // by the resolver's path
-    std::deque<Service> waiting_;               // those with fewer tries first
+    std::deque<Service> waiting_;               // sorted: services with fewer tries first
     QuviewDFX::LogLimit<std::string> logLimit_;
 };
 

@@ -1,7 +1,7 @@
 // The DNS-SD channel: an announcement channel through Avahi (RFC 6762, RFC 6763). It announces this device on its LANs
-// and finds other devices there. It waits and retries while Avahi is absent, restarts or hangs, and while the bus
-// restarts. All its work runs on a strand of its own; Heard is called there. What is announced: docs/linux.md. Its
-// parts: dns_sd_publisher.h, dns_sd_browser.h.
+// and finds other devices there. The channel waits and retries while Avahi is absent, restarts or hangs, and while the
+// bus restarts. All work runs on the channel's own strand, and the callback Heard is called there. docs/linux.md
+// describes the announced data. Its parts: dns_sd_publisher.h, dns_sd_browser.h.
 #pragma once
 
 #include <memory>
@@ -13,10 +13,10 @@
 
 namespace Vexo::Linux {
 
-// listening: the numeric address where the device accepts TCP ("0.0.0.0:40117": at each IPv4 address, "[::]:40117": at
-// each address). A loopback address is not announced. bus: the bus that Avahi is on; null: Start opens a connection of
-// its own to the system bus. timers must outlive the channel. Withdraw and the destructor must not be called from
-// Heard. Does not block.
+// listening: the numeric address at which the device accepts TCP connections, such as "0.0.0.0:40117" (all IPv4
+// addresses) or "[::]:40117" (all addresses). A loopback address is not announced. bus: the bus that Avahi is on; null:
+// Start opens its own connection to the system bus. timers must outlive the channel. The callback Heard must not call
+// Withdraw or destroy the channel. Does not block.
 std::unique_ptr<SoftBus::AnnouncementChannel> MakeDnsSdChannel(const std::string& listening,
                                                                std::shared_ptr<Bus> bus = nullptr,
                                                                Tasks::Timers& timers = Tasks::Timers::System());

@@ -1,7 +1,7 @@
-// DnsSdPublisher: announces this device through Avahi. Each publication is an entry group of Avahi. Its instance names
-// consist of the token and random characters, and its host name is random, so it reveals neither the machine's host
-// name nor an earlier publication. A new publication is established before the old one is freed. Used on the channel's
-// strand (dns_sd_channel.h); blocks for Avahi's answers.
+// DnsSdPublisher: announces this device through Avahi. A publication is an entry group, which is an object of Avahi.
+// Its instance names consist of the token and random characters, and its host name is random. So it reveals neither the
+// machine's host name nor an earlier publication. The old publication is freed after the new publication is
+// established. Used on the strand of the DNS-SD channel (dns_sd_channel.h). Calls block until Avahi answers.
 #pragma once
 
 #include <cstdint>
@@ -25,25 +25,27 @@ inline constexpr size_t DNS_SD_SUFFIX_BYTES = 4;
 
 class DnsSdPublisher : public NoCopyable {
 public:
-    // What to do after the state of a group changed.
+    // What the caller of OnStateChanged must do.
     enum class Outcome : uint8_t { NOTHING, UPDATE_NOW, UPDATE_LATER };
 
     DnsSdPublisher(DaemonCalls& avahi, HostPort listening) : avahi_(avahi), listening_(std::move(listening)) {}
 
-    // A token of another length than Trust::TOKEN_BYTES is ignored: the token before stays announced.
+    // Sets the token to announce. A token whose length is not Trust::TOKEN_BYTES is ignored, and the previous token
+    // stays announced.
     void SetToken(const std::string& token) { token_ = token.size() == Trust::TOKEN_BYTES ? token : token_; }
-    // Publishes the token with these addresses, unless they are already published. After an error, call Update again
+    // Publishes the token and these addresses, unless they are already published. After an error, call Update again
     // later.
     [[nodiscard]] Result<void> Update(const std::vector<LanAddress>& lan);
-    // Whether the device accepts connections at one of these addresses, so that there is one to announce.
+    // Whether the device accepts connections at one of these addresses. If it does not, there is no address to
+    // announce.
     bool HasAddress(const std::vector<LanAddress>& lan) const;
-    // Call for Avahi's signal StateChanged of an entry group.
+    // Call this for Avahi's signal StateChanged of an entry group.
     Outcome OnStateChanged(const std::string& path, int32_t state, const std::string& error);
-    // Whether Avahi has not yet accepted or rejected what Update published.
+    // Whether Avahi has neither accepted nor rejected the latest publication of Update.
     bool IsPending() const { return pending_.has_value(); }
-    // Whether this publisher made the name, also when it is no longer published.
+    // Whether this publisher created that instance name, even if the name is no longer published.
     bool IsOwn(const std::string& instance) const;
-    // Call when Avahi has exited. Forgets the entry groups, which no longer exist.
+    // Forgets the entry groups. Call this when Avahi has exited, because they no longer exist then.
     void Reset();
     void Withdraw();
 
@@ -62,7 +64,7 @@ private:
     Publication Wanted(const std::vector<LanAddress>& lan);
     [[nodiscard]] Result<Group> Commit(const Publication& publication);
     [[nodiscard]] Result<void> Fill(const Group& group);
-    // Returns a new instance name. From now on IsOwn returns true for it.
+    // Returns a new instance name with that token. From then on, IsOwn returns true for this name.
     [[nodiscard]] Result<std::string> MakeInstance(const std::string& token);
     void Free(std::optional<Group>& group);
 
@@ -70,9 +72,9 @@ private:
     const HostPort listening_;
     std::string token_;
     std::optional<Group> established_;
-    std::optional<Group> pending_;  // replaces established_ once Avahi has established it
+    std::optional<Group> pending_;  // replaces established_ when Avahi has established it
     std::deque<std::string> ownNames_;
-    int collisions_ = 0;  // since a group was established
+    int collisions_ = 0;  // name collisions since Avahi last established a group
     bool hasLoggedFailure_ = false;
     bool hasLoggedOmission_ = false;
 };

@@ -1,7 +1,8 @@
-// LanAddresses: the addresses by which other machines on the same link reach this one, and a watcher of their changes
-// (getifaddrs(3), rtnetlink(7)). An interface counts while it is up, has a carrier and can multicast, and is no
-// loopback. Of IPv6, global and unique-local addresses count; link-local ones do not, since the soft bus has no scope
-// for them. Any thread may use it. No call blocks, except the destructor of LanWatcher. Used by dns_sd_channel.h.
+// Lists the addresses at which other machines on the same link can reach this machine, and watches them for changes
+// (getifaddrs(3), rtnetlink(7)). An interface counts while it is up, has a carrier and can multicast. A loopback
+// interface does not count. Global and unique-local IPv6 addresses count. Link-local ones do not count, because they
+// need a scope, which the soft bus does not have. Any thread may use these functions. No call blocks, except the
+// destructor of LanWatcher. Used by dns_sd_channel.h.
 #pragma once
 
 #include <compare>
@@ -16,10 +17,10 @@
 namespace Vexo::Linux {
 
 struct LanAddress {
-    int interface = 0;  // its number (if_nametoindex(3))
+    int interface = 0;  // the interface's index (if_nametoindex(3))
     bool isIpv6 = false;
-    std::string address;  // "192.0.2.7", "2001:db8::7"
-    int prefixBits = 0;   // of its subnet; 0: no other address is in it
+    std::string address;  // such as "192.0.2.7" or "2001:db8::7"
+    int prefixBits = 0;   // of the subnet; 0: the subnet has no other address
 
     auto operator<=>(const LanAddress&) const = default;  // NOLINT(modernize-use-nullptr): no pointer
 };
@@ -27,16 +28,18 @@ struct LanAddress {
 // Returns this machine's LAN addresses, sorted.
 [[nodiscard]] Result<std::vector<LanAddress>> ListLanAddresses();
 
-// Whether the address lies in a subnet of one of that interface's addresses. False for text that is no address.
+// Whether the address belongs to the subnet of one of that interface's addresses. Returns false if the text is not an
+// address.
 bool IsOnLink(const std::vector<LanAddress>& lan, int interface, const std::string& address);
 
-// Calls back about 100 ms after the first of several changes of links or addresses, including addresses that do not
-// count. Each watcher has a thread, which sleeps while nothing changes. Callbacks run on that thread.
+// Calls a callback about 100 ms after the first of several changes of links or addresses. Changes of addresses that
+// ListLanAddresses does not return cause calls too. Each watcher has its own thread, on which the callback runs. The
+// thread sleeps while nothing changes.
 class LanWatcher : public NoCopyable {
 public:
     [[nodiscard]] static Result<std::unique_ptr<LanWatcher>> Start(std::function<void()> changed);
 
-    // Ends the thread; no callback runs after it returns. Blocks for a callback in progress.
+    // Ends the thread. Blocks until a callback in progress has returned. No callback runs afterwards.
     virtual ~LanWatcher() = default;
 
 protected:

@@ -1,11 +1,11 @@
 // LinuxDevice: the backend of a machine that runs NetworkManager, ModemManager, UPower and logind. It creates the
-// abilities of the table below and registers each while the daemon behind it runs and has the hardware for it. Changes
-// of screen, battery and connectivity are published as common events. It also provides ShareControl, StationControl and
-// NetworkMonitor for this machine.
+// abilities of the table below. Each ability is registered while its daemon runs and has the hardware for it. Changes
+// of screen, battery and connectivity are published as common events. LinuxDevice also provides ShareControl,
+// StationControl and NetworkMonitor for this machine.
 //   3299 common events: always; from NetworkManager, UPower and logind
 //   1120 Wi-Fi device, 1121 Wi-Fi hotspot: while NetworkManager has a radio for it
 //   4010 telephony, 4011 mobile data: while ModemManager has a modem
-// The host creates one; any thread may use it. What is read from where: docs/linux.md.
+// The host creates one LinuxDevice. Any thread may use it. docs/linux.md says which value is read from which daemon.
 #pragma once
 
 #include <array>
@@ -32,14 +32,14 @@
 
 namespace Vexo::Linux {
 
-// How long Start waits for the state of every daemon. A daemon that starts later is used too.
+// How long LinuxDevice::Start waits for the state of every daemon. If a daemon starts later, it is used too.
 inline constexpr std::chrono::seconds FIRST_REPORT_LIMIT{3};
 
 struct LinuxDeviceOptions {
     std::shared_ptr<Bus> bus;  // the bus that the machine's daemons are on
     WifiOptions wifi;
-    sptr<ISystemAbilityManager> registry;  // null: the process's own
-    uint16_t dnsPort = 53;                 // of the name servers that CheckOnline queries
+    sptr<ISystemAbilityManager> registry;  // null: the registry of this process
+    uint16_t dnsPort = 53;                 // the port of the name servers that CheckOnline queries
 };
 
 // The state of one ability of the backend.
@@ -50,37 +50,39 @@ struct AbilityState {
 
 class LinuxDevice : public NoCopyable {
 public:
-    // Returns "NetworkManager 1.42.4" if NetworkManager answers on that bus. The error says why this machine cannot use
-    // this backend. Blocks as AwaitVersion (daemon_version.h).
+    // Returns the name and the version, such as "NetworkManager 1.42.4", if NetworkManager answers on that bus. The
+    // error says why this machine cannot use this backend. Blocks as long as AwaitVersion (daemon_version.h).
     [[nodiscard]] static Result<std::string> Probe(Bus& bus);
 
-    // Blocks until the state of every daemon is known, at most FIRST_REPORT_LIMIT. Also succeeds if no daemon runs.
+    // Creates the device, and blocks until the state of every daemon is known, at most FIRST_REPORT_LIMIT. Also
+    // succeeds if no daemon runs.
     [[nodiscard]] static Result<std::unique_ptr<LinuxDevice>> Start(const LinuxDeviceOptions& options);
     // Calls Stop and removes the abilities from the registry.
     ~LinuxDevice();
 
-    // Undoes this daemon's changes in NetworkManager and ends the subscriptions to the daemons. The abilities stay
-    // registered but accept no new work. Blocks for the work that runs on the device's strands. A second call does
+    // Undoes this program's changes in NetworkManager and ends the subscriptions to the daemons. The abilities stay
+    // registered but accept no new work. Blocks until the work on the device's strands has finished. A second call does
     // nothing.
     void Stop();
 
-    // Changes the key of this daemon's own hotspot (LinuxWifiHotspot::ChangeKey).
+    // Changes the key of this program's own hotspot (LinuxWifiHotspot::ChangeKey).
     [[nodiscard]] Result<std::string> ChangeHotspotKey();
 
-    // These references are valid during the life of this object. The objects still answer queries after Stop.
+    // The next three functions return references that are valid until this object is destroyed. After Stop, the
+    // referenced objects still answer queries.
     Wifi::ShareControl& Share() { return *wifi_->Hotspot(); }
     Wifi::StationControl& Station() { return *wifi_->Station(); }
     Network::NetworkMonitor& Network() { return *network_; }
 
-    // Emits the signal Requested (docs/linux.md) for desktops: another device asks to use this device's hotspot. Does
-    // not block.
+    // Emits the D-Bus signal Requested (docs/linux.md). It tells desktop programs that another device asks to use this
+    // device's hotspot. Does not block.
     void SignalShareRequest(const std::string& networkId, const std::string& deviceName);
 
     // Returns the state of every ability of this backend, ordered by id.
     std::vector<AbilityState> Abilities() const;
 
 private:
-    // The parts that report a presence of their own.
+    // The parts of this class that report a Presence (presence.h).
     enum Source : size_t { STATION, HOTSPOT, CONNECTIVITY, POWER, SCREEN, MODEMS, SOURCE_COUNT };
 
     struct Ability {
@@ -88,7 +90,7 @@ private:
         sptr<IRemoteObject> object;
         std::vector<Source> sources;
         bool isAlwaysThere = false;
-        Presence presence{};  // as last registered; used on registrations_ and by the destructor
+        Presence presence{};  // last registered value; used on registrations_ and by the destructor
     };
 
     LinuxDevice(const LinuxDeviceOptions& options, sptr<ISystemAbilityManager> registry);
@@ -113,12 +115,12 @@ private:
     std::array<Presence, SOURCE_COUNT> presences_ GUARDED_BY(mutex_);
     std::array<bool, SOURCE_COUNT> hasReported_ GUARDED_BY(mutex_){};
 
-    // True after Start: from then on changes of abilities are logged. Start's caller logs the initial state.
+    // True after Start. Changes of abilities are logged only then, because the caller of Start logs the initial state.
     std::atomic<bool> hasStarted_{false};
 
     Tasks::Strand registrations_;  // own synchronisation
 
-    // Created by Begin and not replaced afterwards.
+    // The following members are created by Begin and not replaced afterwards.
     std::vector<Ability> abilities_;
     std::shared_ptr<Modems> modems_;
     sptr<LinuxCoreService> coreService_;

@@ -1,5 +1,5 @@
-// ModemSlots: maps ModemManager's modems to the SIM slots of a device. Slots 0 and 1 are two modems, or the two SIM
-// slots of one modem; further ones are ignored. Pure functions. Any thread may call them.
+// ModemSlots: maps ModemManager's modems to the SIM slots of this device. The slots 0 and 1 are two modems, or the two
+// SIM slots of one modem. Further slots are ignored. Pure functions. Any thread may call them.
 // https://www.freedesktop.org/software/ModemManager/api/latest/
 #pragma once
 
@@ -16,11 +16,11 @@ namespace Vexo::Linux {
 
 inline constexpr const char* MODEM_INTERFACE = "org.freedesktop.ModemManager1.Modem";
 
-// The answer of ModemManager's GetManagedObjects: path → interface → property → value.
+// The reply of ModemManager's method GetManagedObjects: object path → interface → property → value.
 using ManagedObjects = std::map<sdbus::ObjectPath, std::map<std::string, PropertyMap>>;
 
 struct ModemSlot {
-    std::string modem;  // the path of the modem whose radio serves this slot; empty: none does
+    std::string modem;  // the path of the modem whose radio uses this slot; empty: no modem
     Telephony::SimState sim = Telephony::SimState::NOT_PRESENT;
 
     bool operator==(const ModemSlot&) const = default;
@@ -29,15 +29,16 @@ struct ModemSlot {
 struct ModemSlots {
     std::array<ModemSlot, Telephony::SIM_SLOT_COUNT> slots;
     size_t modemCount = 0;
-    bool isDataOn = false;  // a modem has a data connection, or is making one
+    bool isDataOn = false;  // a modem has a data connection or is establishing one
 
     bool operator==(const ModemSlots&) const = default;
 };
 
-// Modems are ordered by their device's path in sysfs, which stays the same over a restart of ModemManager.
+// Returns the slots of these modems. The modems are ordered by their device's path in sysfs, because it stays the same
+// when ModemManager restarts.
 ModemSlots SlotsOf(const ManagedObjects& objects);
 
-// The modem that carries this machine's mobile data, or would carry it.
+// The state of the modem that has the mobile data connection, or that would have it if mobile data were on.
 struct MobileLink {
     std::string technology;                // "2G" to "5G"; empty: not known
     std::optional<uint8_t> signalPercent;  // no value: not known
@@ -46,10 +47,10 @@ struct MobileLink {
 
 MobileLink MobileLinkOf(const ManagedObjects& objects);
 
-// Whether the radio of a modem in this state (property State) can carry calls and data.
+// Whether a modem's radio can be used for calls and data. modemState: the value of the modem's property State.
 bool IsRadioOn(int32_t modemState);
 
-// Whether a change of that property may change the result of SlotsOf.
+// Whether a change of that modem property may change the result of SlotsOf.
 bool AffectsSlots(const std::string& property);
 
 }  // namespace Vexo::Linux

@@ -1,7 +1,8 @@
-// NetworkManager: a typed client of the part of NetworkManager's D-Bus interface that this backend uses. It keeps no
-// state: every function calls the daemon, blocks for each reply at most for the limit, and returns the errors of bus.h
-// (IsNoAnswer: no reply arrived). Any thread may use it. A profile is a stored connection of NetworkManager, an
-// activation is an active one; both are identified by their object paths.
+// NetworkManager: a typed client for the part of NetworkManager's D-Bus interface that this backend uses. It keeps no
+// state. Every function calls the daemon and blocks for each reply, at most for the limit passed to the constructor.
+// Errors are those of bus.h. IsNoAnswer (bus_error.h) is true for an error if no reply arrived. Any thread may use the
+// client. A profile is a stored connection of NetworkManager. An activation is an active connection. Both are
+// identified by their object paths.
 // https://networkmanager.dev/docs/api/1.42/spec.html
 #pragma once
 
@@ -35,7 +36,7 @@ inline constexpr uint32_t NM_STATE_PREPARE = 40;       // the first state of an 
 inline constexpr uint32_t NM_STATE_ACTIVATED = 100;
 inline constexpr uint32_t NM_STATE_FAILED = 120;
 
-// NMDeviceStateReason: why a radio is in its state.
+// Values of NMDeviceStateReason: why a radio is in its state.
 enum class NmReason : uint32_t {
     NONE = 0,
     UNKNOWN = 1,
@@ -58,12 +59,12 @@ enum class NmReason : uint32_t {
 
 struct WifiRadio {
     std::string path;
-    std::string interface;  // "wlan0"
+    std::string interface;  // such as "wlan0"
     uint32_t state = 0;
     bool canBeAccessPoint = false;
     bool isAccessPoint = false;  // valid only while IsActive()
-    std::string activation;      // empty: none
-    std::string macAddress;      // the current one, lower case
+    std::string activation;      // the path of the activation; empty: none
+    std::string macAddress;      // the current address, in lower case
     int64_t lastScan = -1;       // end of the last scan, in milliseconds on the boot clock; -1: never
 
     bool IsActive() const { return state >= NM_STATE_PREPARE && state <= NM_STATE_ACTIVATED; }
@@ -103,7 +104,7 @@ enum class NmConnectivity : uint32_t { UNKNOWN = 0, NONE = 1, PORTAL = 2, LIMITE
 // The network state of the whole machine.
 struct NetworkOverview {
     std::string primary;              // the activation with the default route; empty: none
-    std::vector<std::string> active;  // activations
+    std::vector<std::string> active;  // the paths of the activations
     bool isCheckOn = false;           // connectivity checks are configured and enabled
     NmConnectivity connectivity = NmConnectivity::UNKNOWN;
 };
@@ -121,8 +122,8 @@ enum class ActivationState : uint32_t { UNKNOWN = 0, ACTIVATING = 1, ACTIVATED =
 struct Connection {
     std::string path;
     std::string profile;
-    std::string name;    // the profile's name: "office"
-    std::string type;    // "802-11-wireless"
+    std::string name;    // the profile's name, such as "office"
+    std::string type;    // such as "802-11-wireless"
     std::string device;  // path of its first device; empty: none
     ActivationState state = ActivationState::UNKNOWN;
     bool isDefault = false;  // has the default route of IPv4 or IPv6
@@ -130,15 +131,15 @@ struct Connection {
 
 class NetworkManager {
 public:
-    // clock: for the deadline of Until.
+    // limit: the time limit of one call. clock: measures the deadline that Until sets.
     explicit NetworkManager(std::shared_ptr<Bus> bus, std::chrono::milliseconds limit = NETWORK_MANAGER_LIMIT,
                             const Clock& clock = Clock::System())
         : bus_(std::move(bus)), limit_(limit), clock_(clock)
     {
     }
 
-    // Returns a copy with a deadline: a call in progress fails at the deadline, and no call is sent after it. Version,
-    // IsWifiBlocked and CheckConnectivity ignore this deadline.
+    // Returns a copy of this client with a deadline. A call in progress fails at the deadline, and no call is sent
+    // after it. The functions Version, IsWifiBlocked and CheckConnectivity ignore this deadline.
     NetworkManager Until(SteadyTime deadline) const;
 
     [[nodiscard]] Result<std::string> Version() const;
@@ -149,48 +150,53 @@ public:
     // Whether this machine has a connection with a default route (NetworkManager's PrimaryConnection).
     [[nodiscard]] Result<bool> HasUplink() const;
 
-    // The Wi-Fi devices that NetworkManager manages, in its order.
+    // Returns the Wi-Fi devices that NetworkManager manages, in NetworkManager's order.
     [[nodiscard]] Result<std::vector<WifiRadio>> Radios() const;
-    // The access points that the radio has seen, without hidden networks.
+    // Returns the access points that the radio has seen, except those of hidden networks.
     [[nodiscard]] Result<std::vector<AccessPoint>> AccessPoints(const std::string& radio) const;
-    // Scans that NetworkManager refuses as too frequent are ignored.
+    // Makes the radio scan. If NetworkManager refuses, for example because the last scan was too recent, this is only
+    // logged.
     void RequestScan(const std::string& radio) const;
-    // The signal strength of the access point that the radio has joined, in percent.
+    // Returns the signal strength of the access point to which the radio is connected, in percent.
     [[nodiscard]] Result<uint8_t> StrengthAt(const std::string& radio) const;
-    // The fields are empty if the radio has no IPv4 configuration.
+    // Returns the IPv4 configuration of the radio. All fields are empty if the radio has none.
     [[nodiscard]] Result<Ip4Lease> LeaseOf(const std::string& radio) const;
 
     [[nodiscard]] Result<NetworkOverview> Overview() const;
     [[nodiscard]] Result<Connection> ReadConnection(const std::string& activation) const;
     [[nodiscard]] Result<NetworkDevice> ReadDevice(const std::string& path) const;
-    // Makes NetworkManager check the connectivity of every device now, and returns the result for the machine. Blocks
-    // for the check, at most until the deadline, which may be later than the usual limit.
+    // Makes NetworkManager check the connectivity of every device now, and returns the result for the whole machine.
+    // Blocks until the check has ended, at most until the parameter deadline. This may be longer than the limit of
+    // other calls.
     [[nodiscard]] Result<NmConnectivity> CheckConnectivity(SteadyTime deadline) const;
 
-    // Adds a temporary profile and activates it. NetworkManager deactivates it when this program leaves the bus, and
-    // deletes it when its activation ends. accessPoint: path of the access point to join; empty: not specified.
+    // Adds a temporary profile and activates it. NetworkManager deactivates the profile when this program leaves the
+    // bus, and deletes the profile when the activation ends. accessPoint: the path of the access point to join; empty:
+    // not specified.
     [[nodiscard]] Result<Activation> AddAndActivate(const SettingsMap& settings, const std::string& radio,
                                                     const std::string& accessPoint) const;
     [[nodiscard]] Result<Activation> Activate(const std::string& profile, const std::string& radio) const;
-    // Also succeeds if the activation has already ended; fails only if no reply arrives.
+    // Ends the activation. Also succeeds if it has already ended. Fails only if no reply arrives.
     [[nodiscard]] Result<void> Deactivate(const std::string& activation) const;
-    // Also returns GONE if the activation no longer exists; fails only if no reply arrives.
+    // Returns the state of the activation, or GONE if the activation no longer exists. Fails only if no reply arrives.
     [[nodiscard]] Result<ActivationState> StateOf(const std::string& activation) const;
-    // The profile of that activation.
+    // Returns the profile of that activation.
     [[nodiscard]] Result<Profile> ProfileInUse(const std::string& activation) const;
 
     [[nodiscard]] Result<std::vector<Profile>> Profiles() const;
     [[nodiscard]] Result<Profile> ReadProfile(const std::string& path) const;
     [[nodiscard]] Result<Profile> FindProfile(const std::string& uuid) const;
-    // Returns the profile with its Wi-Fi key, if NetworkManager keeps one.
+    // Returns the profile together with its Wi-Fi key, if NetworkManager stores the key.
     [[nodiscard]] Result<Profile> WithSecrets(Profile profile) const;
-    // Also succeeds if the profile no longer exists; fails only if no reply arrives.
+    // Deletes the profile. Also succeeds if the profile no longer exists. Fails only if no reply arrives.
     [[nodiscard]] Result<void> Delete(const std::string& profile) const;
 
 private:
-    // Returns the limit of a call of that method; fails if the deadline has passed.
+    // Returns how long a call of that method may take: at most limit_, and not beyond deadline_. Fails if deadline_ has
+    // passed.
     [[nodiscard]] Result<std::chrono::milliseconds> TimeFor(const std::string& method) const;
-    // As the functions of Bus with these names, within the limit and the deadline.
+    // The next three functions call the functions of Bus with the same names. A call may take limit_, and ends at
+    // deadline_.
     template <typename Reply = void, typename... Arguments>
     [[nodiscard]] Result<Reply> Call(const BusObject& object, const std::string& method,
                                      const Arguments&... arguments) const;

@@ -1,7 +1,7 @@
-// NetworkManagerWifi: the station and the hotspot of this machine. It subscribes to NetworkManager's signals for both,
-// and reports for each of their abilities whether the machine has it now; the owner registers the abilities. Each time
-// NetworkManager starts, changes that an earlier run left there are undone first. LinuxDevice creates one; any thread
-// may use it.
+// NetworkManagerWifi: the station and the hotspot of this machine. It subscribes to NetworkManager's signals for both.
+// It reports whether the machine can be a station and a hotspot now; its owner registers these abilities. Each time
+// NetworkManager starts, changes that an earlier run left in NetworkManager are undone first. LinuxDevice creates one
+// object. Any thread may use it.
 #pragma once
 
 #include <memory>
@@ -16,17 +16,18 @@
 namespace Vexo::Linux {
 
 struct WifiOptions {
-    HotspotOptions hotspot;  // network-changes.json is in its stateDir too
+    HotspotOptions hotspot;  // network-changes.json is also in hotspot.stateDir
     StationOptions station;
-    std::chrono::milliseconds answerLimit = NETWORK_MANAGER_LIMIT;  // of one call to NetworkManager
+    std::chrono::milliseconds answerLimit = NETWORK_MANAGER_LIMIT;  // the limit of one call to NetworkManager
 };
 
-// Callbacks, called on the Wi-Fi strand.
+// The callbacks of NetworkManagerWifi. They are called on the Wi-Fi strand (wifi_context.h).
 struct WifiListener {
     PresenceChanged stationChanged;  // ability 1120
     PresenceChanged hotspotChanged;  // ability 1121
-    // Called with the outcome of each attempt and at the end of each connection of the station, for connectivity
-    // events. Only this callback reports attempts whose network is not visible: NetworkManager does not know of them.
+    // Called with the outcome of each attempt to connect, and when a connection of the station ends. Used for
+    // connectivity events. If the network of an attempt is not visible, only this callback reports the attempt, because
+    // NetworkManager does not know of it.
     LinkEnded linkEnded;
 };
 
@@ -41,8 +42,8 @@ public:
 
     // Closes the hotspot if this daemon opened it. Does not block.
     void OnBatteryLow();
-    // Undoes this daemon's changes in NetworkManager. No callback runs afterwards. Blocks until that is done, at most
-    // WIFI_CALL_LIMIT each for station and hotspot. A second call does nothing.
+    // Undoes this program's changes in NetworkManager, and blocks until that is done: at most WIFI_CALL_LIMIT for the
+    // station and WIFI_CALL_LIMIT for the hotspot. No callback runs afterwards. A second call does nothing.
     void Stop();
 
 private:
@@ -60,7 +61,7 @@ private:
     std::optional<Presence> reportedStation_;
     std::optional<Presence> reportedHotspot_;
 
-    std::vector<BusSubscription> subscriptions_;  // last: destroyed first
+    std::vector<BusSubscription> subscriptions_;  // declared last, so destroyed first
 };
 
 }  // namespace Vexo::Linux

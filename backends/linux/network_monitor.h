@@ -1,5 +1,6 @@
-// LinuxNetworkMonitor: the NetworkMonitor of a Linux machine. Each call queries NetworkManager and ModemManager; the
-// battery and whether the machine is in use come from the last reports of UPower and logind. Any thread may use it.
+// LinuxNetworkMonitor: the NetworkMonitor of a Linux machine. Each call queries NetworkManager and ModemManager. The
+// state of the battery comes from UPower's last report. Whether a person uses the machine comes from logind's last
+// report. Any thread may use it.
 #pragma once
 
 #include <functional>
@@ -33,22 +34,25 @@ public:
                                        const std::function<bool()>& isCancelled) override;
     void SetListener(std::function<void()> changed) override { listener_.Set(std::move(changed)); }
 
-    // Called with the reports of UPower (power.h), logind (screen.h) and the station. They do not block.
+    // UPower (power.h), logind (screen.h) and the station report to the next three functions. They do not block.
     void OnBattery(const Network::Battery& battery);
     void OnUseChanged(bool isInUse);
     void OnStationChanged() { listener_.Notify(); }
-    // Ends the subscriptions to NetworkManager. Blocks until none of their handlers runs; a second call does nothing.
+    // Ends the subscriptions to NetworkManager. Blocks until no handler of a subscription runs. A second call does
+    // nothing.
     void Stop();
 
 private:
     using IsCancelled = std::function<bool()>;
 
-    // Returns the verdict of NetworkManager's own connectivity check; UNKNOWN also if its first answer takes too long.
+    // Returns the verdict of NetworkManager's own connectivity check. If the first answer of NetworkManager takes too
+    // long, returns UNKNOWN.
     Network::OnlineVerdict CheckByNetworkManager(const std::string& interface, SteadyTime deadline,
                                                  const IsCancelled& isCancelled) const;
     Network::OnlineVerdict CheckByNameServers(const Wifi::JoinedNetwork& network, SteadyTime deadline,
                                               const IsCancelled& isCancelled) const;
-    // Returns nothing if NetworkManager does not answer in time, or if isCancelled.
+    // Returns the connectivity that NetworkManager reports for that interface. Returns nullopt if NetworkManager does
+    // not answer in time, or if isCancelled returns true.
     std::optional<NmConnectivity> ReadConnectivity(const std::string& interface, SteadyTime deadline,
                                                    const IsCancelled& isCancelled) const;
 
@@ -63,7 +67,7 @@ private:
 
     Tasks::ChangeListener listener_;              // own synchronisation
     Tasks::Strand strand_;                        // own synchronisation
-    std::vector<BusSubscription> subscriptions_;  // last: destroyed first
+    std::vector<BusSubscription> subscriptions_;  // declared last, so destroyed first
 };
 
 }  // namespace Vexo::Linux

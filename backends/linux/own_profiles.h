@@ -1,7 +1,7 @@
-// OwnProfiles: the list of the changes that this daemon has made in NetworkManager and must undo: profiles that it
-// added, hotspots that it turned on. Each change is written to network-changes.json in the state folder (mode 0600, no
-// secrets) before it is made, so that the daemon can undo it after a crash. Used on the Wi-Fi strand only; blocks on
-// the disk.
+// OwnProfiles: the list of the changes that this program has made in NetworkManager and must undo. A change is an added
+// profile or a hotspot that was turned on. Before a change is made, it is written to network-changes.json in the state
+// folder, so that the program can undo it after a crash. The file has mode 0600 and contains no secrets. Used on the
+// Wi-Fi strand only. Calls block on the disk.
 #pragma once
 
 #include <filesystem>
@@ -16,16 +16,16 @@ inline constexpr const char* NETWORK_CHANGES_FILE = "network-changes.json";
 
 struct NetworkChange {
     std::string profile;     // the profile's UUID
-    std::string activation;  // its object path; empty until NetworkManager has accepted it
+    std::string activation;  // the activation's path; empty until NetworkManager has accepted it
     std::string previous;    // the UUID of the profile that was active on the radio before; empty: none
     bool isHotspot = false;
-    bool isOurProfile = false;  // undone by deleting the profile too, not only by ending its activation
-    bool isOver = false;        // to be undone as soon as NetworkManager answers; not written to the file
+    bool isOurProfile = false;  // to undo the change, the profile is deleted too
+    bool isOver = false;        // must be undone when NetworkManager answers; not written to the file
 };
 
 class OwnProfiles {
 public:
-    // Reads the changes that an earlier run left; a damaged file is logged and counts as empty.
+    // Reads the changes that an earlier run left in the file. A damaged file is logged and counts as empty.
     explicit OwnProfiles(const std::filesystem::path& stateDir);
 
     const std::vector<NetworkChange>& Changes() const { return changes_; }

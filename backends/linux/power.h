@@ -1,7 +1,7 @@
-// Power: the battery of this machine, from UPower. A low battery is reported once, and again only after it has
-// recovered. UPower decides what is low, by the warning levels of its configuration: for all batteries together, and
-// only while they discharge. If UPower does not run, it is started once over the bus. The callbacks run on a strand of
-// this class. https://upower.freedesktop.org/docs/Device.html
+// Power: the battery of this machine, from UPower. A low battery is reported once, and again only after the battery has
+// recovered. UPower decides whether the battery is low, by the warning levels of its configuration. It considers all
+// batteries together, and only while they discharge. If UPower does not run, this class starts it once over the bus.
+// The callbacks run on a strand of this class. https://upower.freedesktop.org/docs/Device.html
 #pragma once
 
 #include <functional>

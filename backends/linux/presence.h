@@ -1,5 +1,5 @@
-// Presence: whether a capability of this machine can be used now, and why. The class of each capability reports it soon
-// after its construction and at each change, on a strand of its own. Value type.
+// Presence: whether a capability of this machine can be used now, and why. The class of each capability reports its
+// Presence soon after construction and at each change, on its own strand. Value type.
 #pragma once
 
 #include <functional>
@@ -9,7 +9,7 @@ namespace Vexo::Linux {
 
 struct Presence {
     bool isThere = false;
-    std::string reason;          // "ModemManager 1.20.4, 1 modem"; what is missing: "ModemManager does not run"
+    std::string reason;          // such as "ModemManager 1.20.4, 1 modem" or "ModemManager does not run"
     bool isSwitchedOff = false;  // present, but cannot be used until it is switched on
     bool isBlocked = false;      // kept off by a switch of the machine or by rfkill(8)
 

@@ -1,8 +1,8 @@
-// Screen: reports, from logind, whether the screen is on and whether a person uses this machine. The screen is on while
-// the active session of the first seat is neither locked nor idle, and the lid is open or the machine docked. The
-// machine is in use while the screen is on in a person's session, not on a login screen (docs/linux.md). Only changes
-// are reported, on a strand of this class. The first reading of the screen is no change; the machine counts as not in
-// use at first.
+// Screen: reports whether the screen is on and whether a person uses this machine, from logind. The screen is on while
+// the active session of the first seat is neither locked nor idle, and the lid is open or the machine is docked. The
+// machine is in use while the screen is on in a person's session, not on a login screen (docs/linux.md). The callbacks
+// report changes only, on a strand of this class. The first state of the screen is not reported. The machine counts as
+// not in use at first.
 // https://www.freedesktop.org/software/systemd/man/252/org.freedesktop.login1.html
 #pragma once
 
@@ -31,7 +31,7 @@ private:
     // The following functions run on strand_ only.
     void OnServiceOwnerChanged(bool hasOwner);
     void Read();
-    // Returns nothing when logind does not answer.
+    // Reads the state of the first seat. Returns nullopt if logind does not answer.
     std::optional<Seat> ReadSeat();
     void SetInUse(bool isInUse);
 

@@ -1,6 +1,7 @@
-// ShareGuard: decides when a hotspot that this daemon turned on must be turned off: when no station has been connected
-// for the idle limit, which is shorter while this device has no uplink. It only decides: the caller gives the time and
-// the facts. Used on the Wi-Fi strand only. No call blocks.
+// ShareGuard: decides when a hotspot that this program turned on must be turned off. It must be turned off when no
+// station has been connected for the time ShareLimits::idle. While this device has no uplink, the shorter time
+// idleWithoutUplink applies. The class only decides: the caller passes the current time and the facts. Used on the
+// Wi-Fi strand only. No call blocks.
 #pragma once
 
 #include <chrono>
@@ -23,11 +24,11 @@ public:
     explicit ShareGuard(const ShareLimits& limits) : limits_(limits) {}
 
     const ShareLimits& Limits() const { return limits_; }
-    // Call when the hotspot was turned on: the idle time begins.
+    // Call this when the hotspot was turned on. The time without a station begins now.
     void Open(Time now) { idleSince_ = uplinkLostAt_ = now; }
 
-    // Returns the reason to close the hotspot now (a name of Wifi::ShareClosed), or null. isUsed: a station is
-    // connected.
+    // Returns the reason why the hotspot must be closed now (a name of Wifi::ShareClosed). Returns null if it may stay
+    // on. isUsed: whether a station is connected.
     const char* ReasonToClose(Time now, bool isUsed, bool hasUplink)
     {
         if (isUsed) {
@@ -39,8 +40,7 @@ public:
         if (now - idleSince_ >= limits_.idle) {
             return Wifi::ShareClosed::IDLE;
         }
-        // No station and no uplink: both must have lasted that long, because a station that has just left may come
-        // back.
+        // There must have been no station and no uplink for that long. A station that has just left may come back.
         if (now - idleSince_ >= limits_.idleWithoutUplink && now - uplinkLostAt_ >= limits_.idleWithoutUplink) {
             return Wifi::ShareClosed::IDLE_WITHOUT_UPLINK;
         }

@@ -1,5 +1,5 @@
-// Lists the stations that are connected to a hotspot of this machine, through the kernel's Wi-Fi interface nl80211,
-// which needs no privilege. A function without state. Blocks for the kernel's answer. Any thread may call it.
+// Lists the stations that are connected to a hotspot of this machine. Uses the kernel's Wi-Fi interface nl80211, which
+// needs no privilege. The function has no state and blocks for the kernel's answer. Any thread may call it.
 // https://wireless.wiki.kernel.org/en/developers/documentation/nl80211
 #pragma once
 
@@ -11,7 +11,8 @@
 
 namespace Vexo::Linux {
 
-// interface: "wlan0". A counter that the driver does not keep is 0. The error names the step that failed.
+// interface: the name of the hotspot's network interface, such as "wlan0". Counters that the driver does not provide
+// are 0. The error names the step that failed.
 [[nodiscard]] Result<std::vector<Wifi::ShareStation>> ListStations(const std::string& interface);
 
 }  // namespace Vexo::Linux

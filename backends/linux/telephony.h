@@ -1,7 +1,7 @@
-// Telephony over ModemManager: Modems keeps the last state that ModemManager reported. LinuxCoreService (ability 4010)
-// and LinuxCellularData (4011) answer from that state at once; only the state of a radio is read from the modem. Any
-// thread may use them. The callback of a radio query runs on a strand of LinuxCoreService, exactly once for each
-// accepted query. Slots and SIM states: modem_slots.h.
+// Telephony over ModemManager: Modems stores the last state that ModemManager reported. LinuxCoreService (ability 4010)
+// and LinuxCellularData (4011) answer queries from this stored state at once. Only the state of a radio is read from
+// the modem itself. Any thread may use them. The callback of a radio query runs on a strand of LinuxCoreService,
+// exactly once for each accepted query. modem_slots.h explains slots and SIM states.
 #pragma once
 
 #include <atomic>
@@ -23,17 +23,17 @@ namespace Vexo::Linux {
 
 class Modems : public NoCopyable {
 public:
-    // changed: reports telephony as present while ModemManager runs and has a modem.
+    // changed: the callback that reports telephony as present while ModemManager runs and has a modem.
     Modems(std::shared_ptr<Bus> bus, PresenceChanged changed);
 
     // Ends the subscriptions to ModemManager. No callback runs afterwards.
     void Stop();
     // Returns the last state that ModemManager reported. Does not block.
     ModemSlots Get() const;
-    // Reads the state of the modem that carries the data. Returns an empty MobileLink if there is no modem or no
-    // answer. Blocks, at most for limit.
+    // Reads the state of the modem that has the mobile data connection. Returns an empty MobileLink if there is no
+    // modem or no answer. Blocks for at most the time limit.
     MobileLink ReadLink(std::chrono::milliseconds limit) const;
-    // Reads from the modem whether its radio is on. Blocks, at most BUS_CALL_LIMIT.
+    // Asks the modem whether its radio is on. Blocks for at most BUS_CALL_LIMIT.
     [[nodiscard]] Result<bool> ReadRadioState(const std::string& modem) const;
 
 private:
@@ -47,7 +47,7 @@ private:
     mutable Mutex mutex_;
     ModemSlots slots_ GUARDED_BY(mutex_);
 
-    bool isRunning_ = false;  // ModemManager; used on strand_ only, as version_
+    bool isRunning_ = false;  // whether ModemManager runs; used on strand_ only, like version_
     std::string version_;
 
     Tasks::Strand strand_;  // own synchronisation
@@ -62,7 +62,7 @@ public:
     explicit LinuxCoreService(std::shared_ptr<Modems> modems) : modems_(std::move(modems)) {}
 
     int32_t GetSimState(int32_t slotId, Telephony::SimState& state) override;
-    // The radio of a slot that no modem serves counts as off.
+    // If no modem uses the slot, the callback reports the radio as off.
     int32_t GetRadioState(int32_t slotId, const sptr<Telephony::INetworkSearchCallback>& callback) override;
 
     // Refuses new queries. Accepted queries are still answered.

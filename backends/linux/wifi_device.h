@@ -1,10 +1,11 @@
 // LinuxWifiDevice: this machine's station (ability 1120) over NetworkManager. An attempt scans until its network is
-// visible, reads the security from the beacon, and makes NetworkManager join with a temporary profile. Temporary
-// failures are retried until the search limit. An attempt ends connected with an address, or failed: network not
-// visible, other security, wrong key, no address. When the connection ends, the profile is deleted and the network that
-// the radio had before is activated again. Each end of an attempt and of a connection is reported once; an attempt that
-// a newer one replaced ends silently. The class also implements StationControl. Any thread may call it; the work runs
-// on the Wi-Fi strand (wifi_context.h).
+// visible and reads the security from the beacon. Then NetworkManager joins the network with a temporary profile.
+// Temporary failures are retried until StationOptions::searchLimit. An attempt succeeds when the station has an
+// address. It fails if the network is not visible, has other security, rejects the key, or gives no address. When the
+// connection ends, the profile is deleted, and the network that the radio had before is activated again. The end of
+// each attempt and of each connection is reported once. If a newer attempt replaces an attempt, the replaced attempt is
+// not reported. The class also implements StationControl. Any thread may call it. The work runs on the Wi-Fi strand
+// (wifi_context.h).
 #pragma once
 
 #include <atomic>
@@ -27,15 +28,16 @@
 namespace Vexo::Linux {
 
 struct StationOptions {
-    // How long an attempt may search for its hotspot and begin new joins.
+    // How long an attempt may search for its hotspot and try again to join it.
     std::chrono::milliseconds searchLimit{std::chrono::seconds(30)};
     // How long one join may take, if NetworkManager's own limits do not end it earlier.
     std::chrono::milliseconds joinLimit{std::chrono::seconds(90)};
-    // How often an attempt checks its network while no signal arrives.
+    // How often an attempt checks its network while NetworkManager sends no signal.
     std::chrono::milliseconds lookAgain{std::chrono::seconds(2)};
 };
 
-// Called on the Wi-Fi strand, with CONNECTED, FAILED or DISCONNECTED.
+// The callback that gets the result of each attempt (CONNECTED or FAILED) and the end of each connection
+// (DISCONNECTED). It is called on the Wi-Fi strand.
 using LinkEnded = std::function<void(Wifi::WifiLinkState state)>;
 
 class LinuxWifiDevice : public IPCObjectStub, public Wifi::WifiDevice, public Wifi::StationControl {
@@ -44,11 +46,13 @@ public:
     LinuxWifiDevice(std::shared_ptr<WifiContext> context, const StationOptions& options, LinkEnded ended);
     ~LinuxWifiDevice() override;
 
-    // Returns the configurations that AddDeviceConfig has stored, without the user's own profiles.
+    // Returns the configurations that AddDeviceConfig has stored. The profiles that the user has stored in
+    // NetworkManager are not included.
     int32_t GetDeviceConfigs(std::vector<Wifi::WifiDeviceConfig>& configs, bool isCandidate) override;
     int32_t AddDeviceConfig(const Wifi::WifiDeviceConfig& config, int& networkId, bool isCandidate) override;
-    // If the SSID is empty, uses the stored configuration config.networkId. Returns WIFI_DISABLED while Wi-Fi is
-    // switched off, WIFI_NOT_SUPPORTED without a radio, and WIFI_FAILED while the only radio is a hotspot.
+    // If the SSID is empty, uses the stored configuration with the number config.networkId. Returns WIFI_DISABLED while
+    // Wi-Fi is switched off, WIFI_NOT_SUPPORTED if there is no radio, and WIFI_FAILED while the only radio is a
+    // hotspot.
     int32_t ConnectToDevice(const Wifi::WifiDeviceConfig& config) override;
 
     Wifi::WifiLinkInfo GetLinkInfo() override { return station_.LinkInfo(); }
@@ -63,22 +67,22 @@ public:
     // Whether a person ended the latest attempt or connection.
     bool WasLeftByHand() const { return wasLeftByHand_; }
 
-    // These three are called on the strand. OnChanged: something about the radios has changed. OnRadioState: a radio
-    // has entered that state. OnNetworkManagerStopped: NetworkManager has left the bus.
+    // The next three functions must be called on the strand. OnChanged: something about the radios has changed.
+    // OnRadioState: a radio has entered that state. OnNetworkManagerStopped: NetworkManager has left the bus.
     void OnChanged() { CheckNetwork(); }
     void OnRadioState(const std::string& radio, uint32_t state, NmReason reason);
     void OnNetworkManagerStopped();
-    // Ends the attempt, the connection and waiting calls without a report, and undoes all changes. Blocks until that is
-    // done, at most WIFI_CALL_LIMIT.
+    // Ends the attempt, the connection and all waiting calls, and reports nothing. Undoes all changes in
+    // NetworkManager. Blocks until that is done, at most WIFI_CALL_LIMIT.
     void Stop();
 
 private:
-    // What this class knows of the current attempt beyond Wifi::Station.
+    // The data of the current attempt that Wifi::Station does not store.
     struct Attempt {
         std::string radio;
         std::string interface;
-        SteadyTime nextScan;              // the earliest time
-        std::chrono::seconds begunAt{0};  // on the boot clock, as AccessPoint::lastSeen
+        SteadyTime nextScan;              // the earliest time of the next scan
+        std::chrono::seconds begunAt{0};  // on the boot clock, like AccessPoint::lastSeen
         bool hasTakenRadio = false;       // a join was requested: change.previous is restored at the end
         bool isLeft = true;               // false if NetworkManager did not answer: the join is undone later
         int refusals = 0;
@@ -91,23 +95,23 @@ private:
 
     struct Connected {
         std::string radio;
-        Wifi::JoinedNetwork network;  // Joined() reads the other members from NetworkManager
+        Wifi::JoinedNetwork network;  // not complete: Joined() reads the rest from NetworkManager
     };
 
     // The result of releasing the radio at the end of an attempt.
     struct Freed {
         bool isDone = true;      // false if NetworkManager did not answer: the join is undone later
-        std::string activation;  // of the previous network, which is activated again; empty: none
+        std::string activation;  // path of the activation that restores the previous network; empty: none
     };
     struct Departure {
         bool hasLeft = false;
         Freed freed;
     };
 
-    // Why the station checks its radio.
+    // Why CheckNetwork is called.
     enum class Trigger {
         CHANGE_OR_TIMER,
-        REASON_DELAY_OVER,  // no signal with the reason of the disconnection has arrived
+        REASON_DELAY_OVER,  // no signal has arrived that gives the reason for the disconnection
     };
 
     // The following functions run on the strand only.
@@ -122,17 +126,18 @@ private:
     void OnActivated(const Wifi::Station::Join& join);
     void OnDeactivated(const Wifi::Station::Join& join);
     bool IsJoinOverdue() const;
-    // Whether an access point with that SSID was seen since the join began. NetworkManager reports the same reason for
-    // a key that WPA3 rejects and for a hotspot that is not visible.
+    // Whether an access point with that SSID was seen since the join began. NetworkManager reports the same reason if
+    // WPA3 rejects the key and if the hotspot is not visible. This function tells both cases apart.
     bool WasHeardWhileJoining(const std::string& ssid) const;
     void SearchAgain();
     void CheckAgainIn(std::chrono::milliseconds delay, Trigger trigger = Trigger::CHANGE_OR_TIMER);
     Freed End(const Wifi::LinkEnd& end);
     Departure LeaveNow(uint32_t attempt);
-    // Undoes a join that is no longer wanted, of this attempt or of the attempt that it replaced.
+    // If the attempt still searches, ends the activation that was made for it or for the attempt that it replaced.
     void LeaveJoined();
 
-    // Returns the name of that activation's profile; empty if the profile is ours or unknown.
+    // Returns the name of that activation's profile. Returns an empty text if this program created the profile, or if
+    // it is unknown.
     std::string UsersNetwork(const std::string& activation, SteadyTime deadline) const;
 
     const std::shared_ptr<WifiContext> context_;

@@ -1,8 +1,8 @@
-// LinuxWifiHotspot: this machine's access point (ability 1121) over NetworkManager. Enabling activates the user's own
-// access-point profile (the one used last of those whose key NetworkManager knows), or a temporary profile of this
-// daemon if the user has none. The class turns off only a hotspot that it turned on: by a call, or when nobody uses it
-// any more (share_guard.h). It also implements ShareControl. Any thread may call it; the work runs on the Wi-Fi strand
-// (wifi_context.h).
+// LinuxWifiHotspot: this machine's access point (ability 1121) over NetworkManager. EnableHotspot activates an
+// access-point profile of the user. If the user has several whose key NetworkManager knows, it activates the one that
+// was used last. If the user has none, it activates a temporary profile of this program. The class turns off only a
+// hotspot that it turned on itself: after a call, or when no station uses the hotspot any more (share_guard.h). It also
+// implements ShareControl. Any thread may call it. The work runs on the Wi-Fi strand (wifi_context.h).
 #pragma once
 
 #include <chrono>
@@ -31,12 +31,12 @@ inline constexpr const char* HOTSPOT_KEY_FILE = "hotspot-key";  // in the state 
 
 struct HotspotOptions {
     std::filesystem::path stateDir;
-    std::string deviceName;  // the SSID is derived from it and the network id
+    std::string deviceName;  // the SSID is derived from deviceName and networkId
     std::string networkId;
     HotspotSettings settings;  // of the temporary profile
     ShareLimits limits;
-    // How long a radio that is connected as a station stays connected after EnableHotspot: the answer to the requesting
-    // device may be sent over it.
+    // How long a radio that is connected as a station stays connected after EnableHotspot. The reply to the device that
+    // asked for the hotspot may need this connection.
     std::chrono::milliseconds switchDelay{500};
     std::function<Result<std::vector<Wifi::ShareStation>>(const std::string& interface)> listStations = ListStations;
 };
@@ -47,32 +47,34 @@ public:
     LinuxWifiHotspot(std::shared_ptr<WifiContext> context, HotspotOptions options);
     ~LinuxWifiHotspot() override;
 
-    // Sets isActive to true as soon as EnableHotspot has succeeded, and for a hotspot that another program turned on.
+    // Sets isActive to true as soon as EnableHotspot has succeeded. Also sets it to true if another program has turned
+    // on a hotspot.
     int32_t IsHotspotActive(bool& isActive) override;
     // Returns WIFI_DISABLED while Wi-Fi is switched off. Does nothing if a hotspot is already on.
     int32_t EnableHotspot(Wifi::ServiceType type) override;
-    // Returns WIFI_FAILED if another program turned the hotspot on: the hotspot stays on.
+    // Returns WIFI_FAILED if another program turned on the hotspot. That hotspot stays on.
     int32_t DisableHotspot(Wifi::ServiceType type) override;
-    // Reads the configuration of the hotspot that is on, or of the hotspot that EnableHotspot would turn on. If
-    // NetworkManager does not answer, that of the hotspot that this class turned on.
+    // Reads the configuration of the hotspot that is on. If none is on, reads the configuration that EnableHotspot
+    // would use. If NetworkManager does not answer, returns the configuration of the hotspot that this class turned on.
     int32_t GetHotspotConfig(Wifi::HotspotConfig& config) override;
 
     Wifi::ShareInfo Look() override;
     [[nodiscard]] Result<void> Close(const char* reason) override;
     void SetListener(std::function<void()> changed) override { listener_.Set(std::move(changed)); }
 
-    // Generates a new key for this daemon's own hotspot, and turns that hotspot off if it is on, because a device that
-    // knows the old key may no longer join. If EnableHotspot would turn on the user's own hotspot, whose key does not
-    // change, returns its SSID; else an empty text. If the new key cannot be written, the old key stays; after any
-    // other error the new key is in use. Blocks for NetworkManager.
+    // Generates a new key for this program's own hotspot. If that hotspot is on, turns it off, so that devices which
+    // only know the old key must leave it. If EnableHotspot would use a hotspot profile of the user, returns the SSID
+    // of that profile, because its key does not change. Otherwise returns an empty text. If the new key cannot be
+    // written, the old key stays in use. After any other error the new key is in use. Blocks for NetworkManager's
+    // replies.
     [[nodiscard]] Result<std::string> ChangeKey();
 
-    // These three are called on the strand. OnChanged: something about the radios has changed. OnNetworkManagerStopped:
-    // NetworkManager has left the bus. OnBatteryLow: the battery is low.
+    // The next three functions must be called on the strand. OnChanged: something about the radios has changed.
+    // OnNetworkManagerStopped: NetworkManager has left the bus. OnBatteryLow: the battery is low.
     void OnChanged();
     void OnNetworkManagerStopped();
     void OnBatteryLow();
-    // Turns off the hotspot if this class turned it on. Blocks until that is done, at most WIFI_CALL_LIMIT.
+    // Turns off the hotspot if this class turned it on. Blocks until the hotspot is off, at most WIFI_CALL_LIMIT.
     void Stop();
 
 private:
@@ -88,25 +90,26 @@ private:
 
     // The following functions run on the strand only.
     int32_t Enable(WifiContext::Deadline deadline);
-    // manager: limited by the caller's deadline; used for the calls before the hotspot is activated.
+    // Turns on the hotspot. manager: a client with the caller's deadline, for the calls before the hotspot is
+    // activated.
     int32_t Open(const NetworkManager& manager, const WifiRadio& radio);
     void OpenLater(const WifiRadio& radio);
     void OpenNow(const std::string& radio);
-    // Closes the hotspot if this class opened it. Returns false if NetworkManager did not answer: the hotspot is then
+    // Closes the hotspot if this class opened it. Returns false if NetworkManager did not answer. The hotspot is then
     // closed later.
     bool CloseOwn(const char* reason);
     void ResetShare();
-    // Whether the same profile is active again with a new activation, as after a change of its settings. The hotspot
-    // then still belongs to this class.
+    // Whether the profile of share_ is active again with a new activation, for example after a change of its settings.
+    // The hotspot then still belongs to this class.
     bool WasRenewed();
     void Guard();
     void GuardLater();
-    // interface: that of the hotspot; empty until the hotspot is activated.
+    // interface: the name of the hotspot's network interface; empty until the hotspot is activated.
     void SetOn(bool isOn, const std::string& interface = "");
 
-    // These functions only read. Any thread may call them.
+    // The following functions only read. Any thread may call them.
     [[nodiscard]] Result<Chosen> Choose(const NetworkManager& manager) const;
-    // Returns nothing while no hotspot is on.
+    // Returns the configuration of the hotspot that is on. Returns nullopt if no hotspot is on.
     [[nodiscard]] static Result<std::optional<Wifi::HotspotConfig>> ConfigInUse(const NetworkManager& manager);
     [[nodiscard]] Result<Wifi::HotspotConfig> ReadConfig(const NetworkManager& manager) const;
     Wifi::HotspotConfig MakeOwnConfig() const;
@@ -120,7 +123,7 @@ private:
     std::optional<Wifi::HotspotConfig> opened_ GUARDED_BY(mutex_);  // the configuration of share_; secret
     bool hasStopBegun_ GUARDED_BY(mutex_) = false;
     bool isOpenedHere_ GUARDED_BY(mutex_) = false;
-    uint32_t openings_ GUARDED_BY(mutex_) = 0;  // since the start of the daemon
+    uint32_t openings_ GUARDED_BY(mutex_) = 0;  // how often a hotspot was opened since this program started
     std::string interface_ GUARDED_BY(mutex_);  // of the hotspot; empty until it is activated
 
     // The following members are used on the strand only.
