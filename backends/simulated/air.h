@@ -1,7 +1,8 @@
-// Air: the medium that simulated radios share, which is a folder. Each hotspot that is on and each connected station
-// has one record in it, a file; hotspots and stations find each other by reading the records. A record never contains a
-// Wi-Fi key, only a proof of the key that is as hard to invert as a recorded Wi-Fi handshake. Any thread may use it;
-// calls block on the disk. The only state is the folder's path. Keys and values of the records: docs/files.md.
+// Air: a folder that takes the place of the radio medium between simulated devices. Each hotspot that is on and each
+// connected station has one file in it, its record. Hotspots and stations find each other by reading the records. A
+// record never contains a Wi-Fi key. It contains only a proof of the key, which is as hard to invert as a recorded
+// Wi-Fi handshake. Any thread may use Air. Calls block on the disk. docs/files.md lists the keys and values of the
+// records.
 #pragma once
 
 #include <cstdint>
@@ -30,9 +31,9 @@ struct AirRecord {
     bool operator==(const AirRecord&) const = default;
 };
 
-// The record of a station while it is connected.
+// The record of a station that is connected to a hotspot.
 struct StationRecord {
-    std::string bssid;  // of the hotspot
+    std::string bssid;  // the BSSID of the hotspot
     std::string macAddress;
     uint64_t receivedBytes = 0;  // by the station, over this connection
     uint64_t sentBytes = 0;
@@ -42,7 +43,8 @@ struct StationRecord {
 
 class Air {
 public:
-    // networkId: of the device that these radios belong to; part of the names of its files.
+    // folder: the folder that contains the records. networkId: the network id of this device, which is part of the
+    // names of its record files.
     Air(std::filesystem::path folder, std::string networkId)
         : folder_(std::move(folder)), networkId_(std::move(networkId))
     {
@@ -51,21 +53,22 @@ public:
     const std::filesystem::path& Folder() const { return folder_; }
     const std::string& NetworkId() const { return networkId_; }
 
-    // Writes this device's hotspot record, in place of the previous one.
+    // Writes this device's hotspot record and replaces the previous one.
     [[nodiscard]] Result<void> Publish(const AirRecord& record) const;
-    // Removes this device's hotspot record. Does nothing if there is none; an error is logged.
+    // Removes this device's hotspot record, if there is one. An error is logged.
     void Withdraw() const;
     // Returns the hotspot records of other devices, ordered by file name. A damaged record is logged and left out.
     std::vector<AirRecord> Look() const;
     // Returns the records of the stations that are connected to this device's hotspot, ordered by file name. A record
-    // that no process has locked (StationPresence) was left by a crash and is left out.
+    // without a lock (StationPresence) was left by a crash and is not returned.
     std::vector<StationRecord> Stations() const;
 
-    // The hotspot's hardware address: locally administered, derived from the network id.
+    // Returns the hotspot's hardware address. It is locally administered and derived from the network id.
     std::string Bssid() const;
-    // The station's hardware address: derived in the same way, but never equal to Bssid().
+    // Returns the station's hardware address. It is also derived from the network id, but never equals Bssid().
     std::string StationMac() const;
-    // The address that this device gets in every hotspot: "192.168.43.2" to ".254", derived from the network id.
+    // Returns the IPv4 address that this device gets in every hotspot, from "192.168.43.2" to "192.168.43.254". It is
+    // derived from the network id.
     std::string StationAddress() const;
 
 private:
@@ -79,9 +82,9 @@ private:
     std::string networkId_;
 };
 
-// This device's station record in the air. While the record exists, the object keeps an exclusive lock on its file
-// (flock(2)). The lock ends with the process, so a record without a lock was left by a crash. Used by one thread at a
-// time.
+// Writes and removes this device's station record in the air. While the record exists, this object has an exclusive
+// lock on the record file (flock(2)). The lock ends with the process, so a record without a lock was left by a crash.
+// Only one thread may use the object at a time.
 class StationPresence : public NoCopyable {
 public:
     explicit StationPresence(Air air) : air_(std::move(air)) {}
@@ -92,9 +95,9 @@ public:
         }
     }
 
-    // Writes the record, in place of the previous one.
+    // Writes the record and replaces the previous one.
     [[nodiscard]] Result<void> Put(const StationRecord& record);
-    // Removes the record, including one that an earlier run left. Does nothing if there is none.
+    // Removes the record, also if an earlier run left it. Does nothing if there is no record.
     void Remove();
 
 private:
@@ -104,12 +107,12 @@ private:
 
 inline constexpr const char* AIR_ADDRESS_RANGE = "192.168.43.0/24";
 
-// Returns, in hex, PBKDF2-HMAC-SHA-256 of key, salted with ssid, 4096 rounds: the passphrase mapping of IEEE 802.11
-// with a newer hash. Takes some milliseconds. If the crypto library fails, returns an empty text, which equals no
-// proof.
+// Returns PBKDF2-HMAC-SHA-256 of the key in hex, with the SSID as the salt and 4096 rounds. IEEE 802.11 maps
+// passphrases in the same way, but with an older hash. Takes some milliseconds. If the crypto library fails, returns an
+// empty text, which equals no valid proof.
 std::string MakeKeyProof(const std::string& ssid, const std::string& key);
 
-// fileName: named in the error.
+// Parses the text of a hotspot record. fileName: the name that the error message shows.
 [[nodiscard]] Result<AirRecord> ParseAirRecord(const std::string& json, const std::string& fileName);
 std::string SerializeAirRecord(const AirRecord& record);
 [[nodiscard]] Result<StationRecord> ParseStationRecord(const std::string& json, const std::string& fileName);

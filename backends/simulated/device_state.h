@@ -1,8 +1,8 @@
 // DeviceState: the content of device-state.json, which describes a simulated device: screen, battery, SIMs, radios,
-// Wi-Fi and injected faults. The file is input of the daemon. A program that changes it must replace it by rename; a
-// running device then reads it again. One table of keys (device_state_keys.cpp) drives parsing, setting, showing and
-// the documentation. Value types and functions without state. Any thread may use them; functions with a folder
-// parameter block on the disk.
+// Wi-Fi and injected faults. The file is input of this program. A program that changes the file must replace it by
+// rename; a running device then reads it again. One table of keys (device_state_keys.cpp) is used for parsing, setting,
+// showing and documenting the keys. The types are value types, and the functions have no state. Any thread may use
+// them. Functions with a folder parameter block on the disk.
 #pragma once
 
 #include <array>
@@ -23,7 +23,7 @@ namespace Vexo::Simulated {
 inline constexpr const char* DEVICE_STATE_FILE = "device-state.json";
 
 enum class HotspotSecurity : int32_t { OPEN = 0, WPA2 = 1, WPA3 = 2 };
-// The names in the state file and in air records.
+// The names of the HotspotSecurity values in device-state.json and in the records of the air (air.h).
 inline constexpr NamedValue<HotspotSecurity> SECURITY_NAMES[] = {
     {"open", HotspotSecurity::OPEN}, {"wpa2", HotspotSecurity::WPA2}, {"wpa3", HotspotSecurity::WPA3}};
 inline const char* SecurityName(HotspotSecurity security)
@@ -42,17 +42,18 @@ enum class PlatformCall : size_t {
     WIFI_CONNECT,
     TELEPHONY_SIM_STATE,
     TELEPHONY_RADIO_STATE,
-    // The callback of a radio state query: Fault::code is its errorCode, Fault::delay its delay. With Fault::noAnswer,
-    // it is called only when the device stops.
+    // The callback of a radio state query. Fault::code is the errorCode that the callback gets. Fault::delay is the
+    // time before the callback. With Fault::noAnswer, the callback is called only when the device stops.
     TELEPHONY_RADIO_CALLBACK,
     TELEPHONY_CELLULAR_DATA,
     COUNT
 };
-// Returns the call's key below "faults": "hotspot.enable" for HOTSPOT_ENABLE.
+// Returns the call's key below "faults", such as "hotspot.enable" for HOTSPOT_ENABLE.
 const char* PlatformCallName(PlatformCall call);
 
-// What a faulty call does: it waits for delay, then returns code, or works if code is 0. With noAnswer, it waits 10 s
-// and returns the interface's code for a radio that does not answer.
+// The fault of a platform call. The call waits for the time delay and then returns the value code. If code is 0, the
+// call then works normally. If noAnswer is true, the call instead waits 10 s and returns its interface's code for a
+// radio that does not answer.
 struct Fault {
     int32_t code = 0;
     std::chrono::milliseconds delay{0};
@@ -60,21 +61,22 @@ struct Fault {
     bool operator==(const Fault&) const = default;
 };
 
-// A saved network of the user that a scan finds.
+// A network that the user has saved and that a scan finds.
 struct NetworkInReach {
     std::string name;
     uint8_t strengthPercent = 0;
     bool operator==(const NetworkInReach&) const = default;
 };
 
-// Whether this device has internet to share. AUTO: if it has an uplink. ON and OFF override that.
+// Whether this device has internet to share. AUTO: yes if the device has an uplink. ON and OFF override AUTO.
 enum class UplinkInternet : uint8_t { AUTO, ON, OFF };
 
-// The result of the online check of a joined network. AIR: what the hotspot's record in the air says. UNKNOWN: no
-// result.
+// Where the result of the online check of a joined network comes from. AIR: from the hotspot's record in the air
+// (air.h). UNKNOWN: the check has no result.
 enum class OnlineCheck : uint8_t { AIR, UNKNOWN };
 
-// The members are the keys of the file; DescribeDeviceState explains each. The defaults describe a healthy phone.
+// The content of device-state.json. Each member is a key of the file; DescribeDeviceState explains the keys. The
+// defaults describe a healthy phone.
 struct DeviceState {
     bool screenOn = true;
     bool batteryLow = false;
@@ -111,36 +113,37 @@ struct DeviceState {
     bool operator==(const DeviceState&) const = default;
 };
 
-// Parses a whole file. Keys that are missing keep their defaults. The error names the file, the dotted key, what is
-// wrong with it and what is allowed; it never contains a Wi-Fi key.
+// Parses the content of device-state.json. Keys that are missing keep their defaults. The error names the file and the
+// dotted key, and says what is wrong and what is allowed. It never contains a Wi-Fi key.
 [[nodiscard]] Result<DeviceState> ParseDeviceState(const std::string& json,
                                                    const std::string& fileName = DEVICE_STATE_FILE);
 
-// Returns the file's text: every key, but only those faults that are set. ParseDeviceState restores the same state from
-// it.
+// Returns the text of device-state.json for this state. It contains every key, but only the faults that are set.
+// ParseDeviceState restores the same state from this text.
 std::string SerializeDeviceState(const DeviceState& state);
 
-// Sets one key from text as a person types it ("sims.0.state", "ready"). On an error the state is unchanged.
+// Sets one key from text that a person has typed, such as the key "sims.0.state" and the value "ready". On an error the
+// state is unchanged.
 [[nodiscard]] Result<void> SetByPath(DeviceState& state, std::string_view key, std::string_view value);
 
-// One row of the table of keys, with the key's value in a given state.
+// One key of device-state.json: its description, and its value in a given state.
 struct DeviceStateEntry {
-    std::string key;      // "sims.0.state"
-    std::string value;    // as SetByPath accepts it; for the Wi-Fi key only "set" or "generated"
-    std::string allowed;  // "on or off", "0 to 60000", …
+    std::string key;      // such as "sims.0.state"
+    std::string value;    // in the form for SetByPath; for the Wi-Fi key only "set" or "generated"
+    std::string allowed;  // such as "on or off" or "0 to 60000"
     std::string help;     // what the key means, one phrase
     bool isDefault = false;
     bool isText = false;  // false: value is JSON (a number, true or false)
 };
 std::vector<DeviceStateEntry> DescribeDeviceState(const DeviceState& state);
 
-// Reads the file of a state folder. A missing file is an error.
+// Reads device-state.json in that folder. A missing file is an error.
 [[nodiscard]] Result<DeviceState> LoadDeviceState(const std::filesystem::path& folder);
-// Replaces the file by rename, mode 0600.
+// Writes device-state.json in that folder. Replaces the file by rename. The new file has mode 0600.
 [[nodiscard]] Result<void> SaveDeviceState(const std::filesystem::path& folder, const DeviceState& state);
 
-// Applies assignments ("screen=off", …) to the file of a state folder, all or none, and returns the new state.
-// Concurrent updates wait for each other, so that none is lost.
+// Applies assignments, such as "screen=off", to device-state.json in that folder. Applies all of them or none. Returns
+// the new state. Concurrent updates wait for each other, so that no update is lost.
 [[nodiscard]] Result<DeviceState> UpdateDeviceState(const std::filesystem::path& folder,
                                                     const std::vector<std::string>& assignments);
 

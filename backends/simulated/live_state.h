@@ -1,5 +1,5 @@
-// LiveState: the current state of a simulated device, which its abilities share. It also applies the injected faults.
-// Any thread may use it.
+// LiveState: the current state of a simulated device. All abilities of the device share this object. It also applies
+// the injected faults. Any thread may use it.
 #pragma once
 
 #include <atomic>
@@ -25,10 +25,11 @@ public:
     bool IsJoined() const { return isJoined_; }
     void SetJoined(bool isJoined) { isJoined_ = isJoined; }
 
-    // Applies the fault that is injected for that call. Every simulated platform call calls this first, with no lock
-    // held. Blocks for the fault's delay, which may exceed the call's budget (wifi_budgets.h). Returns the code that
-    // the call must return at once, or 0 if the call must continue. noAnswerCode: the interface's code for a radio that
-    // does not answer; also returned once the device has stopped, which ends the delay early.
+    // Applies the fault that is injected for that call. Every simulated platform call calls ApplyFault first, with no
+    // lock held. Blocks for the delay of the fault, which may exceed the time budget of the call (wifi_budgets.h).
+    // Returns the code that the call must return at once, or 0 if the call must continue. noAnswerCode: the interface's
+    // code for a radio that does not answer. If the device has stopped or stops during the delay, ApplyFault returns
+    // noAnswerCode at once.
     int32_t ApplyFault(PlatformCall call, int32_t noAnswerCode);
 
     // After Stop, ApplyFault returns noAnswerCode for every call. Does not block.

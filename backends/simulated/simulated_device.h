@@ -1,10 +1,11 @@
-// SimulatedDevice: the simulated backend of one device. It creates the abilities of the table below, registers those
-// that the device has, and reads device-state.json again at each change. A change of the screen, or a battery that
-// becomes low, is published as a common event. A radio that appears or disappears is registered or removed. All other
-// values are what the abilities return from then on.
+// SimulatedDevice: the simulated backend of one device. It creates the abilities of the table below and registers those
+// that the device has. It reads device-state.json again at each change. A change of the screen, or a battery that
+// becomes low, is published as a common event. An ability is registered or removed when its radio appears or
+// disappears. The abilities return all other new values from then on.
 //   3299 common events    4010 telephony    4011 mobile data
 //   1120 Wi-Fi device (wifi.station_present)    1121 Wi-Fi hotspot (wifi.hotspot_present)
-// The host creates one; any thread may use it. What each file key means: DescribeDeviceState in device_state.h.
+// The host creates one SimulatedDevice. Any thread may use it. DescribeDeviceState in device_state.h explains each key
+// of the file.
 #pragma once
 
 #include <chrono>
@@ -29,32 +30,34 @@
 namespace Vexo::Simulated {
 
 struct SimulatedDeviceOptions {
-    std::filesystem::path stateDir;  // where device-state.json is; created when missing
-    std::filesystem::path airDir;    // shared with the devices in radio range; created when missing
+    std::filesystem::path stateDir;  // the folder of device-state.json; created if missing
+    std::filesystem::path airDir;    // the folder that all devices in radio range share; created if missing
     std::string deviceName;
-    std::string networkId;                 // 4 to 64 letters and digits; part of the names of its air records
-    sptr<ISystemAbilityManager> registry;  // null: the process's own
+    std::string networkId;                 // 4 to 64 letters and digits; part of the names of record files
+    sptr<ISystemAbilityManager> registry;  // null: the registry of this process
     std::chrono::milliseconds searchLimit = SEARCH_LIMIT;
     std::chrono::milliseconds noAnswerLimit = NO_ANSWER_LIMIT;
 };
 
 class SimulatedDevice : public NoCopyable {
 public:
-    // Blocks until the abilities are registered. A missing state file is written with the defaults. A damaged one is
-    // logged and left as it is; the defaults apply until it is replaced. The error names the folder, or the option that
-    // is wrong.
+    // Creates the device and blocks until its abilities are registered. If the state file is missing, writes a file
+    // with the defaults. A damaged file is logged and not changed; the defaults apply until somebody replaces the file.
+    // The error names the folder or the option that is wrong.
     [[nodiscard]] static Result<std::unique_ptr<SimulatedDevice>> Start(const SimulatedDeviceOptions& options);
     // Calls Stop and removes the abilities from the registry.
     ~SimulatedDevice();
 
-    // Turns the hotspot off, and ends attempts, connections, delays of faults and radio queries. The abilities stay
-    // registered but refuse work. Blocks for the work that runs on this device's strands. A second call does nothing.
+    // Turns the hotspot off. Ends attempts, connections, delays of faults, and radio queries. The abilities stay
+    // registered but refuse work. Blocks until the work on this device's strands has finished. A second call does
+    // nothing.
     void Stop();
 
     // Changes the key of the hotspot (SimulatedHotspot::ChangeKey). Any thread.
     std::string ChangeHotspotKey() { return hotspot_->ChangeKey(); }
 
-    // These references are valid during the life of this object. Any thread may use them.
+    // The next three functions return references that are valid until this object is destroyed. Any thread may use
+    // them.
     Wifi::ShareControl& Share() { return *hotspot_; }
     Wifi::StationControl& Station() { return *station_; }
     Network::NetworkMonitor& Network() { return network_; }
@@ -75,9 +78,9 @@ private:
     [[nodiscard]] Result<void> Begin();
     // The following functions run on reloads_ only.
 
-    // Reads the state from the file. Returns nothing if the file is damaged, which is logged once.
+    // Reads the state from device-state.json. Returns nullopt if the file is damaged. This error is logged once.
     std::optional<DeviceState> Read();
-    // Reads the file and applies what has changed.
+    // Reads device-state.json and applies what has changed in it.
     void Follow();
     void LeaveByHand();
     void PublishChanges(const DeviceState& before, const DeviceState& after);
@@ -94,7 +97,7 @@ private:
     const sptr<SimulatedHotspot> hotspot_;
     SimulatedNetwork network_;  // own synchronisation
 
-    // The following members are used on reloads_, by the constructor and by the destructor only.
+    // Only the constructor, the destructor and work on reloads_ use the following members.
     std::vector<Ability> abilities_;
     std::string lastError_;
 

@@ -1,4 +1,4 @@
-// SimulatedHotspot: the access point of a simulated device (ability 1121); it also implements ShareControl. While the
+// SimulatedHotspot: the access point of a simulated device (ability 1121). It also implements ShareControl. While the
 // hotspot is on, this device has a hotspot record in the air (air.h). Any thread may call it. A strand of this class
 // writes the record, so that no call of WifiHotspot waits for the disk.
 #pragma once
@@ -24,8 +24,8 @@ namespace Vexo::Simulated {
 
 class SimulatedHotspot : public IPCObjectStub, public Wifi::WifiHotspot, public Wifi::ShareControl {
 public:
-    // Generates a key, which is used while the device's state contains none. Stop() must be called before the last
-    // reference is released.
+    // Generates a Wi-Fi key, which is used while the device's state contains no key. Stop() must be called before the
+    // last reference is released.
     SimulatedHotspot(std::shared_ptr<LiveState> live, Air air, std::string deviceName,
                      Tasks::Timers& timers = Tasks::Timers::System());
     ~SimulatedHotspot() override;
@@ -38,8 +38,9 @@ public:
     // Succeeds also while the hotspot is off.
     int32_t GetHotspotConfig(Wifi::HotspotConfig& config) override;
 
-    // Generates a new key for this run. A hotspot that is on stays on with the new key. If the device's state contains
-    // a key, that key does not change and its SSID is returned; else an empty text.
+    // Generates a new Wi-Fi key for this run. If the hotspot is on, it stays on and uses the new key. If the device's
+    // state contains a key, that key stays in use, and the SSID of the hotspot is returned. Otherwise an empty text is
+    // returned.
     std::string ChangeKey();
 
     // Turns the hotspot on when the device starts, as if another program had turned it on. Injected faults do not
@@ -50,10 +51,10 @@ public:
     [[nodiscard]] Result<void> Close(const char* reason) override;
     void SetListener(std::function<void()> changed) override { listener_.Set(std::move(changed)); }
 
-    // Call after the live state or the device's uplink has changed: updates the record, or turns the hotspot off if
-    // Wi-Fi is off.
+    // Call this after the device's state or the device's uplink has changed. Updates the hotspot record, or turns the
+    // hotspot off if Wi-Fi is off.
     void OnStateChanged();
-    // Turns the hotspot off for good. Blocks until the record is removed.
+    // Turns the hotspot off for good. Blocks until the hotspot record is removed.
     void Stop();
 
 private:
@@ -65,11 +66,12 @@ private:
     };
 
     void TurnOn(bool isOpenedHere);
-    // reason: a name of ShareClosed, reported if this daemon opened the hotspot; null: nothing is reported.
+    // reason: a name of ShareClosed, which is reported if EnableHotspot turned the hotspot on; null: nothing is
+    // reported.
     void TurnOff(const char* reason);
     Settings CurrentSettings() const;
     AirRecord MakeRecord();
-    // Writes or removes the record, as the hotspot's state requires. Runs on strand_ only.
+    // Writes or removes the hotspot record, so that it matches the state of the hotspot. Runs on strand_ only.
     void Refresh();
 
     const std::shared_ptr<LiveState> live_;
@@ -88,7 +90,7 @@ private:
 
     // The following members are used on strand_ only.
     std::optional<AirRecord> published_;
-    Settings proven_;  // the input of proof_, which is slow to compute
+    Settings proven_;  // proof_ was computed from these settings, which is slow
     std::string proof_;
 
     Tasks::ChangeListener listener_;  // own synchronisation

@@ -1,4 +1,4 @@
-// SimulatedNetwork: the NetworkMonitor of a simulated device, which reads the device's state and the air (air.h). Any
+// SimulatedNetwork: the NetworkMonitor of a simulated device. It reads the device's state and the air (air.h). Any
 // thread may use it.
 #pragma once
 
@@ -25,16 +25,16 @@ public:
     Network::NetworkSituation Situation() override;
     // A simulated scan finishes at once.
     void RequestScan() override { OnStateChanged(); }
-    // If the joined hotspot has no record in the air, waits for one until the deadline.
+    // If the joined hotspot has no record in the air, waits for the record until the deadline.
     Network::OnlineVerdict CheckOnline(const Wifi::JoinedNetwork& network, SteadyTime deadline,
                                        const std::function<bool()>& isCancelled) override;
     void SetListener(std::function<void()> changed) override { listener_.Set(std::move(changed)); }
 
-    // Call after the live state has changed. Counts as a finished scan.
+    // Call this after the device's state has changed. The call counts as a finished scan.
     void OnStateChanged();
-    // Call after this device has joined or left a hotspot.
+    // Call this after this device has joined or left a hotspot.
     void OnStationChanged() { listener_.Notify(); }
-    // Ends checks that wait for a record, with the verdict UNKNOWN.
+    // Ends online checks that wait for a record. They return UNKNOWN.
     void Stop();
 
 private:

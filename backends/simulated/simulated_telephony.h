@@ -25,7 +25,7 @@ public:
     int32_t GetSimState(int32_t slotId, Telephony::SimState& state) override;
     int32_t GetRadioState(int32_t slotId, const sptr<Telephony::INetworkSearchCallback>& callback) override;
 
-    // Answers open queries with TELEPHONY_NO_ANSWER and refuses new ones. Does not block for the callbacks.
+    // Answers open queries with the error TELEPHONY_NO_ANSWER and refuses new queries. Does not wait for the callbacks.
     void Stop();
 
 private:

@@ -1,9 +1,9 @@
-// SimulatedWifiDevice: the station of a simulated device (ability 1120); it also implements StationControl. An attempt
-// to connect searches the air (air.h) until the hotspot's record appears, then compares security and key. A connection
-// lasts as long as that record. During an attempt or a connection, a watcher of the air folder reports changes, so
-// nothing polls. Any thread may call it; the air is read on a strand of this class. Each end of an attempt and of a
-// connection publishes a connectivity event of type WIFI: CONNECTED, FAILED or DISCONNECTED. An attempt that a newer
-// one replaced ends silently.
+// SimulatedWifiDevice: the station of a simulated device (ability 1120). It also implements StationControl. An attempt
+// to connect reads the air (air.h) until the hotspot's record appears. Then it compares the security and the key. A
+// connection lasts as long as that record exists. During an attempt or a connection, a watcher of the air folder
+// reports changes, so nothing polls. Any thread may call this class. A strand of this class reads the air. The end of
+// each attempt and of each connection publishes a connectivity event of type WIFI: CONNECTED, FAILED or DISCONNECTED.
+// If a newer attempt replaces an attempt, the replaced attempt publishes nothing.
 #pragma once
 
 #include <chrono>
@@ -30,7 +30,7 @@
 
 namespace Vexo::Simulated {
 
-// How long an attempt searches for a hotspot that is not in the air.
+// How long an attempt searches while the air contains no record of the hotspot.
 inline constexpr std::chrono::seconds SEARCH_LIMIT{5};
 
 class SimulatedWifiDevice : public IPCObjectStub, public Wifi::WifiDevice, public Wifi::StationControl {
@@ -43,7 +43,7 @@ public:
 
     int32_t GetDeviceConfigs(std::vector<Wifi::WifiDeviceConfig>& configs, bool isCandidate) override;
     int32_t AddDeviceConfig(const Wifi::WifiDeviceConfig& config, int& networkId, bool isCandidate) override;
-    // If the SSID is empty, uses the stored configuration config.networkId.
+    // If the SSID is empty, uses the stored configuration with the number config.networkId.
     int32_t ConnectToDevice(const Wifi::WifiDeviceConfig& config) override;
 
     Wifi::WifiLinkInfo GetLinkInfo() override { return station_.LinkInfo(); }
@@ -56,20 +56,22 @@ public:
     std::optional<Wifi::JoinedNetwork> Joined() override;
     [[nodiscard]] Result<Wifi::LeftNetwork> Leave(uint32_t attempt, std::chrono::milliseconds limit) override;
 
-    // Returns the record of the hotspot that this attempt has joined; nothing if the attempt is not connected, or the
-    // record is gone. Blocks on the disk.
+    // Returns the record of the hotspot that this attempt has joined. Returns nullopt if the attempt is not connected,
+    // or if the record no longer exists. Blocks on the disk.
     std::optional<AirRecord> JoinedHotspot(uint32_t attempt);
-    // changed is called after a hotspot was joined or left. Otherwise as NetworkMonitor::SetListener.
+    // Sets the callback that is called after this device has joined or left a hotspot. The rules of
+    // NetworkMonitor::SetListener apply.
     void SetListener(std::function<void()> changed) { listener_.Set(std::move(changed)); }
 
-    // Call after the live state has changed. Ends the attempt or the connection if Wi-Fi is off or the radio was
-    // removed.
+    // Call this after the device's state has changed. Ends the attempt or the connection if Wi-Fi is off or the radio
+    // was removed.
     void OnStateChanged();
-    // Ends the attempt, the connection and waiting calls without an event. Blocks until no work runs on the strand.
+    // Ends the attempt, the connection and all waiting calls. Publishes no event. Blocks until no work runs on the
+    // strand.
     void Stop();
 
 private:
-    // The record with a given SSID, if the air contains one.
+    // The result of FindNetwork: the hotspot record with the wanted SSID, if the air contains one.
     struct FoundNetwork {
         bool isVisible = false;
         AirRecord record;
@@ -86,13 +88,13 @@ private:
     std::optional<Wifi::LinkEnd> MismatchOf(const Wifi::WifiDeviceConfig& wanted, const AirRecord& record);
     void CheckAgainIn(std::chrono::microseconds delay);
     void OnJoined(const Wifi::Station::Join& join, const AirRecord& hotspot);
-    // Writes this device's station record, unless the air already has the same.
+    // Writes this device's station record, unless the air already contains the same record.
     void PutRecord(const std::string& bssid);
-    // Removes this device's station record. Returns whether a hotspot was joined. joined_ stays: Joined() checks the
-    // state of station_.
+    // Removes this device's station record. Returns true if a hotspot was joined. Keeps joined_, because Joined() also
+    // checks the state of station_.
     bool ClearJoined();
-    // Ends that attempt or its connection on request. Returns false if the attempt is not the latest, or has already
-    // ended.
+    // Ends that attempt or its connection, because a caller requested it. Returns false if a newer attempt has begun,
+    // or if this attempt has already ended.
     bool EndOnRequest(uint32_t attempt);
     void StopWatching();
     bool StartWatching();
@@ -111,14 +113,14 @@ private:
     std::unique_ptr<FolderWatcher> watcher_;
     Tasks::Timer timer_;
     SteadyTime joinedAt_;     // when the state JOINING is over
-    std::string provenSsid_;  // the input of proof_, which is slow to compute: SSID and key
+    std::string provenSsid_;  // proof_ was computed from provenSsid_ and provenKey_
     std::string provenKey_;
     std::string proof_;
     StationPresence presence_;
-    std::optional<StationRecord> record_;  // the one that is in the air
+    std::optional<StationRecord> record_;  // this device's record in the air
 
     Mutex mutex_;
-    std::optional<Wifi::JoinedNetwork> joined_ GUARDED_BY(mutex_);  // by the latest attempt that has joined a network
+    std::optional<Wifi::JoinedNetwork> joined_ GUARDED_BY(mutex_);  // network of the latest attempt that has joined one
     std::string joinedBssid_ GUARDED_BY(mutex_);
 
     Wifi::Station station_;           // own synchronisation

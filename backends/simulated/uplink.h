@@ -1,5 +1,5 @@
-// Derives from the state of a simulated device what it can share through its hotspot. Pure functions. Any thread may
-// use them.
+// Computes the uplink that a simulated device can share through its hotspot, from the state of the device. Pure
+// functions. Any thread may use them.
 #pragma once
 
 #include "backends/simulated/device_state.h"
@@ -7,8 +7,8 @@
 
 namespace Vexo::Simulated {
 
-// Whether the device is connected to the user's own Wi-Fi. isJoined: it has joined a hotspot, and has left the user's
-// own Wi-Fi for that.
+// Whether the device is connected to the user's own Wi-Fi. isJoined: whether the device has joined a hotspot. A device
+// leaves the user's own Wi-Fi to join a hotspot.
 bool IsOnOwnWifi(const DeviceState& state, bool isJoined);
 Network::Uplink UplinkOf(const DeviceState& state, bool isJoined);
 
