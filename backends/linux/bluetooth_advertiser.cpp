@@ -8,11 +8,12 @@ namespace Vexo::Linux {
 namespace {
 
 constexpr const char* ADVERTISEMENT_PATH = "/distnet/advertisement";
-// One counter for the process: channels that share a connection to the bus need different paths.
+// All channels of the process use this counter, because channels that share a bus connection need different object
+// paths.
 std::atomic<uint64_t> lastAdvertisement{0};
 
-// With this interval a scanning device receives an advertisement within two seconds. A shorter one would cost more
-// power.
+// The advertising interval. It lets a scanning device receive an advertisement within two seconds. A shorter interval
+// would cost more power.
 constexpr uint32_t MIN_INTERVAL_MS = 1000;
 constexpr uint32_t MAX_INTERVAL_MS = 1200;
 
@@ -32,7 +33,7 @@ Result<void> BluetoothAdvertiser::Update(const std::string& adapter, const std::
     }
     Result<Advertisement> made = Register(adapter, *data);
     if (!made && current_) {
-        // A controller with one slot accepts the new advertisement only after the old one has ended.
+        // A controller with only one advertising slot accepts the new advertisement only after the old one has ended.
         Withdraw();
         made = Register(adapter, *data);
     }
@@ -70,7 +71,7 @@ Result<BluetoothAdvertiser::Advertisement> BluetoothAdvertiser::Register(const s
 
 void BluetoothAdvertiser::Unregister(const std::string& adapter, const std::string& path)
 {
-    // The error is ignored: BlueZ reports one for an advertisement that has already ended.
+    // The error is ignored, because BlueZ reports an error if the advertisement has already ended.
     static_cast<void>(bluez_.CallAtEnd({BLUEZ, adapter, BLUEZ_ADVERTISING_MANAGER}, "UnregisterAdvertisement",
                                        sdbus::ObjectPath(path)));
 }

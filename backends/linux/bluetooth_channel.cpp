@@ -28,7 +28,8 @@ constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Bluetooth"}
 constexpr milliseconds SHORTEST_PAUSE{1};
 constexpr milliseconds FIRST_RETRY{1000};
 constexpr milliseconds LONGEST_RETRY{60'000};
-// The address of an adapter until BlueZ reports it. The transport then uses any adapter.
+// The address of an adapter whose address BlueZ has not reported yet. With this address, the transport uses any
+// adapter.
 constexpr const char* ANY_ADDRESS = "00:00:00:00:00:00";
 
 struct Adapter {
@@ -89,14 +90,15 @@ private:
     void OnInterfacesAdded(const std::string& path, const BluezInterfaces& interfaces);
     void OnInterfacesRemoved(const std::string& path, const std::vector<std::string>& interfaces);
     [[nodiscard]] Result<void> ListAdapters();
-    // Returns the adapter in use, or the end of the map while no adapter is on.
+    // Returns the adapter in use, or adapters_.end() if no adapter is on.
     std::map<std::string, Adapter>::const_iterator ChooseAdapter() const;
-    // Brings advertising and scanning up to date with the token, the adapters and the time.
+    // Updates the advertisement and the scan, so that they match the token, the adapters and the current time.
     void Update();
     void ClaimUpkeep();
     void UpdateState(const Result<void>& done);
     BluetoothState StateOfAdapters(const Result<void>& done) const;
-    // Arms the timer for the next Update that the scanner or the radio links need. shortest: the minimum delay.
+    // Sets updateTimer_ to the time at which the scanner or the radio links next need Update. shortest: the minimum
+    // delay.
     void UpdateLater(milliseconds shortest);
     void RetryLater();
     Tasks::Timer CallAfter(milliseconds pause, void (Activity::*work)());
@@ -116,9 +118,9 @@ private:
     BluetoothAdvertiser advertiser_;
     BluetoothScanner scanner_;
     BluetoothRadioLinks radioLinks_;
-    std::shared_ptr<void> upkeep_;  // null: another channel of this device ends the radio links and sets the state
+    std::shared_ptr<void> upkeep_;  // null: another channel manages the radio links and the state
     std::string token_;
-    bool isKnown_ = false;  // whether isRunning_ has been set by the bus
+    bool isKnown_ = false;  // whether the bus has reported isRunning_ yet
     bool isRunning_ = false;
     bool hasListed_ = false;
     std::map<std::string, Adapter> adapters_;  // by BlueZ's path
@@ -182,7 +184,7 @@ void Activity::Announce(const std::string& token)
     });
 }
 
-// A handle of Seek: the channel scans while one exists.
+// The handle that Seek returns. The channel scans while at least one handle exists.
 class Activity::SeekHandle : public NoCopyable {
 public:
     explicit SeekHandle(Activity& activity) : activity_(activity.weak_from_this()) { ++activity.seekHandles_; }
@@ -328,7 +330,7 @@ void Activity::Update()
     }
 }
 
-// Sets the state and logs it, if it has changed.
+// Sets and logs the state of Bluetooth if it has changed.
 void Activity::UpdateState(const Result<void>& done)
 {
     if (psm_ == 0 || !upkeep_ || bluez_.IsStopped()) {
@@ -366,7 +368,7 @@ BluetoothState Activity::StateOfAdapters(const Result<void>& done) const
                 "Switch it on: rfkill unblock bluetooth; bluetoothctl power on"};
     }
     if (!done) {
-        // Shows only the error's name, because the rest of the message may repeat what was sent.
+        // The text contains only the error's name, because the rest of the message may repeat what was sent.
         return {{false, "BlueZ refuses to announce this device or to scan; retrying: " + BusErrorName(done.error())},
                 "journalctl -u bluetooth says why; systemctl restart bluetooth"};
     }

@@ -54,8 +54,8 @@ void BluetoothRadioLinks::End()
     EndLinks(devices, {std::chrono::milliseconds(200), std::chrono::milliseconds(10)});
 }
 
-// Disconnects the radio links of these devices, except devices that are in use again and paired devices, whose radio
-// links are the user's own.
+// Disconnects the radio links of these devices. Keeps the link of a device that is in use again, and of a paired
+// device, because that link belongs to the user.
 void BluetoothRadioLinks::EndLinks(const std::set<std::string>& devices, const Limits& limits)
 {
     const auto isUsed = [this](const std::string& device) { return shared_->IsUsed(device); };

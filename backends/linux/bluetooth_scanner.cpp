@@ -13,12 +13,12 @@ namespace {
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Bluetooth"};
 
-// How long a device is kept after it was last heard. A device changes its address from time to time, and only a scan
-// finds the new address.
+// How long a device is remembered after it was last heard. The time is short, because a device changes its address from
+// time to time and only a scan finds the new address.
 constexpr std::chrono::seconds KEPT{30};
 constexpr size_t MAX_DEVICES = 64;
 
-// Returns nothing if the device has no service data of the form in bluetooth_address.h.
+// Returns the service data in the format of bluetooth_address.h. Returns nullopt if the device has none.
 std::optional<BluetoothServiceData> OwnServiceData(const sdbus::Variant& serviceData)
 {
     const auto byUuid = ValueOf<PropertyMap>(serviceData);
@@ -32,7 +32,7 @@ void BluetoothScanner::UseAdapter(const std::string& adapter)
     if (adapter == adapter_) {
         return;
     }
-    // The error is ignored: an adapter that was removed or switched off has already ended its scan.
+    // The error is ignored, because an adapter that was removed or switched off has already ended its scan.
     if (isScanning_) {
         static_cast<void>(StopScan());
     }
@@ -86,7 +86,7 @@ std::optional<SteadyTime> BluetoothScanner::NextUpdate() const
 Result<void> BluetoothScanner::StartScan()
 {
     const BusObject adapter{BLUEZ, adapter_, BLUEZ_ADAPTER};
-    // The filter contains no UUIDs: BlueZ does not match them against service data.
+    // The filter contains no UUIDs, because BlueZ does not compare them with service data.
     const PropertyMap filter{{"Transport", sdbus::Variant(std::string("le"))},
                              {"DuplicateData", sdbus::Variant(false)}};
     if (Result<void> filtered = bluez_.Call(adapter, "SetDiscoveryFilter", filter); !filtered) {
@@ -97,7 +97,7 @@ Result<void> BluetoothScanner::StartScan()
     if (!started) {
         return started;
     }
-    // BlueZ sends no signal for devices that it already knows, so they are listed.
+    // BlueZ sends no signal for devices that it already knows, so these devices are listed here.
     Result<BluezObjects> objects = bluez_.Call<BluezObjects>(BLUEZ_OBJECTS, "GetManagedObjects");
     if (!objects) {
         return Failure(objects.error());

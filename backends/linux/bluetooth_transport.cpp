@@ -20,16 +20,18 @@ namespace {
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Bluetooth"};
 
-// The pause after accepting has failed, as when no descriptor is free. The connection stays in the kernel's queue, so
-// retrying at once would spin.
+// The pause after accepting a connection has failed, for example because no descriptor is free. The connection stays in
+// the kernel's queue, so retrying without a pause would use all processor time.
 constexpr std::chrono::milliseconds ACCEPT_PAUSE{100};
 
-// Getting online over a device takes three channels: of the two daemons, of the wake, and of the service. The second
-// and the third, the spares, are opened right after the first: some hundred milliseconds later BlueZ opens channels of
-// its own on both sides of a new radio link. If two of those have the same identifier, kernel 6.1 confuses them: it
-// rejects new channels for up to 40 s, or sends the data of one over the other.
+// The number of spare channels, which are opened in advance. To get online over another device, this device needs three
+// channels: between the daemons, for the wake-up message, and for the service. The second and the third are spare
+// channels. They are opened right after the first, because BlueZ opens its own channels on both sides of a new radio
+// link some hundred milliseconds later. If two channels of BlueZ have the same identifier, kernel 6.1 confuses them. It
+// then rejects new channels for up to 40 s, or sends the data of one channel over the other.
 constexpr size_t SPARES = 2;
-// How long an unused spare stays open: less than the peer allows a channel without a proof (LimitsOfAdmission).
+// How long an unused spare channel stays open. The peer closes a channel without authentication after a longer time
+// (LimitsOfAdmission).
 constexpr std::chrono::milliseconds SPARE_TIME{4000};
 // A channel that is not open after this time may be one that the kernel has confused: a second channel is opened, which
 // has another identifier, and the first of the two that opens is used.
@@ -50,8 +52,8 @@ Failure ListenFailure(int number)
 
 }  // namespace
 
-// One attempt to connect. Ends when the kernel completes it, or at the limit: the kernel itself waits for ever for an
-// absent device.
+// One attempt to connect. It ends when the kernel completes it or when its time limit has passed. The limit is needed,
+// because the kernel waits for ever for an absent device.
 class BluetoothTransport::Attempt : public std::enable_shared_from_this<Attempt> {
 public:
     Attempt(asio::io_context& reactor, L2capSockets& sockets, std::string address)
@@ -68,7 +70,8 @@ public:
     {
         done_ = std::move(done);
         if (const Result<BluetoothAddress> to = ParseBluetoothAddress(address_)) {
-            // The attempt counts as a use even if it fails, because a failed attempt may leave a radio link.
+            // The attempt counts as a use of the radio link even if it fails, because a failed attempt may leave a
+            // radio link open.
             use_ = shared.AddUse(DeviceOf(*to), BluetoothShared::OpenedBy::THIS_DEVICE);
         }
         const BluetoothAddress adapter = shared.Adapter();
@@ -90,7 +93,7 @@ public:
         });
     }
 
-    // As Start, with a channel that is open already.
+    // Called instead of Start if a channel is already open. Passes this channel to done.
     void StartWith(asio::io_context& reactor, Stream stream, Transport::Connected done)
     {
         done_ = std::move(done);
@@ -260,7 +263,7 @@ void BluetoothTransport::OnAccepted(UniqueFd socket, const BluetoothAddress& fro
     if (unit < 0) {
         return;  // the peer has already disconnected
     }
-    // An exception of one connection must not end accepting.
+    // An exception in the callback of one connection must not stop the acceptance of other connections.
     QuviewDFX::RunGuarded(LABEL, "accepting", [&] {
         accepted_(Stream{std::move(socket), static_cast<size_t>(unit),
                          shared_->AddUse(DeviceOf(from), BluetoothShared::OpenedBy::OTHER)},

@@ -25,8 +25,9 @@ std::string MatchOf(const BusObject& object, const std::string& signal)
 
 std::shared_ptr<Bus> Bus::Open(const std::string& address, const Clock& clock)
 {
-    // All empty variants share one connection, which the first of them creates. It is created here, before any thread
-    // uses it, because a thread sanitizer cannot see how the library guards it.
+    // All empty objects of sdbus::Variant share one internal connection, which the first of them creates. The first
+    // object is created here, before any thread uses the connection, because a thread sanitizer cannot see how the
+    // library guards it.
     [[maybe_unused]] const sdbus::Variant first;
     auto loop = std::make_shared<Loop>(address, clock);
     loop->Start();

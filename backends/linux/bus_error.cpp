@@ -7,7 +7,7 @@
 namespace Vexo::Linux {
 namespace {
 
-// The D-Bus errors that have an ErrorCode of their own (sd-bus-errors(3)), without their common prefix.
+// Maps the name of a D-Bus error (sd-bus-errors(3)) to an ErrorCode. name: without the prefix that these names share.
 struct BusErrorCode {
     const char* name;
     ErrorCode code;

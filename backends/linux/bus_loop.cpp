@@ -170,7 +170,8 @@ void Bus::Loop::Send(const std::shared_ptr<PendingCall>& call)
         return;
     }
     const auto entry = calls_.insert(calls_.end(), call);
-    // entry is valid as long as the callback exists: the proxy owns the callback and is destroyed with the entry.
+    // The iterator entry is valid as long as the callback exists, because the proxy owns the callback and is destroyed
+    // with the entry.
     const auto onAnswer = [this, entry](sdbus::MethodReply& reply, const sdbus::Error* error) {
         finished_.splice(finished_.end(), calls_, entry);
         const std::shared_ptr<PendingCall>& answered = *entry;

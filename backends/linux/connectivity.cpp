@@ -50,7 +50,7 @@ NetConnState NetConnStateOfVpn(uint32_t state)
     return state < states.size() ? states[state] : NetConnState::UNKNOWN;
 }
 
-// Of several links of one kind, the state with the highest rank counts.
+// Returns the rank of a state. If several links have the same kind of network, the state with the highest rank counts.
 int RankOf(NetConnState state)
 {
     constexpr std::array<NetConnState, 6> ascending{NetConnState::IDLE,       NetConnState::DISCONNECTED,
@@ -143,7 +143,8 @@ void Connectivity::ReadDevice(const std::string& path, std::optional<uint32_t> s
     if (!type) {
         return;
     }
-    // The signal's state is preferred: the property may already have changed again, as after a failure.
+    // The state from the signal is preferred, because the property may already have changed again, for example after a
+    // failure.
     NetConnState state = NetConnStateOf(signalState.value_or(ValueIn<uint32_t>(device.value(), "State")));
     if (type == NetType::WIFI && RankOf(state) > RankOf(NetConnState::IDLE)) {
         const Result<uint32_t> mode =

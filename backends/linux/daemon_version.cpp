@@ -9,7 +9,8 @@ namespace {
 
 constexpr std::chrono::milliseconds RETRY_PERIOD{50};
 
-// Whether the daemon has its name, but has not exported the object or its interface yet.
+// Whether the error shows that the daemon has acquired its bus name, but has not exported the object or its interface
+// yet.
 bool IsEarly(const Error& error)
 {
     return error.code == ErrorCode::NOT_FOUND || error.code == ErrorCode::INVALID_ARGUMENT;

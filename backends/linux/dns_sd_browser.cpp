@@ -13,16 +13,17 @@ namespace {
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "DnsSd"};
 
 constexpr size_t MAX_ITEMS = 256;
-// A device has one name, or two while it changes its publication. Names of runs that crashed stay for a while.
+// The most instance names with the same token. A device has one name, or two while it changes its publication. Names of
+// crashed runs remain for a while.
 constexpr size_t MAX_NAMES_PER_TOKEN = 4;  // on one interface
 constexpr size_t MAX_RESOLVERS = 32;
-// Avahi ends a resolver after 5 s. A service that fails this often is given up; the device's next token is announced as
-// a new service.
+// How often a service is resolved before it is given up. Avahi ends a resolver after 5 s. The device's next token is
+// announced as a new service.
 constexpr int MAX_TRIES = 4;
 
 constexpr uint32_t NO_FLAGS = 0;
 
-// Returns the token of an instance name; empty if the name has another form.
+// Returns the token that an instance name contains. Returns an empty text if the name has another form.
 std::string TokenOf(const std::string& instance)
 {
     const size_t suffix = DNS_SD_TOKEN_CHARACTERS + 1;
@@ -33,8 +34,8 @@ std::string TokenOf(const std::string& instance)
     return BytesOfHex(instance.substr(0, DNS_SD_TOKEN_CHARACTERS));
 }
 
-// Whether this device has an address of that protocol on the interface. Without one it is leaving that network, and no
-// address of a peer is on the link.
+// Whether this device has an address of that protocol on the interface. If it has none, this device is leaving that
+// network, and no address of a peer is on the link.
 bool HasAddress(const std::vector<LanAddress>& lan, int interface, int32_t protocol)
 {
     return std::any_of(lan.begin(), lan.end(), [&](const LanAddress& own) {
@@ -206,7 +207,7 @@ void DnsSdBrowser::StopResolving(const Service& service)
     }
 }
 
-// Reports the announcement if it has changed.
+// Reports the announcement of the item if it has changed.
 void DnsSdBrowser::Report(const Place& place, Item& item)
 {
     std::optional<SoftBus::Announcement> now;

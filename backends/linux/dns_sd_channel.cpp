@@ -51,7 +51,7 @@ private:
     // The following functions run on strand_ only.
     void OnServiceOwnerChanged(bool hasOwner);
     void OnGroupChanged(const std::string& path, int32_t state, const std::string& error);
-    // Brings the publication and the browser up to date with the token and this machine's addresses.
+    // Updates the publication and the browser, so that they match the token and this machine's addresses.
     void Update();
     void RetryUnless(const Result<void>& done);
     void RetryLater();
@@ -89,7 +89,8 @@ Result<void> Activity::Start(const std::string& token)
     }
     lanWatcher_ = std::move(watcher).value();
     Announce(token);
-    // Subscriptions come before any call, because Avahi sends signals as soon as their object exists.
+    // The subscriptions are made before any call, because Avahi sends signals of an object as soon as the object
+    // exists.
     subscriptions_.push_back(
         bus_->OnSignal<int32_t, std::string>(strand_, {AVAHI, "", AVAHI_ENTRY_GROUP}, "StateChanged",
                                              [this](const std::string& path, int32_t state, const std::string& error) {
@@ -178,7 +179,7 @@ void Activity::OnGroupChanged(const std::string& path, int32_t state, const std:
 
 void Activity::Update()
 {
-    // IsStopped is read first: if the strand has no thread, Stop writes isRunning_ on another thread.
+    // IsStopped is checked before isRunning_: if the strand has no thread, Stop writes isRunning_ on another thread.
     if (avahi_.IsStopped() || !isRunning_) {
         return;
     }
@@ -191,7 +192,7 @@ void Activity::Update()
     canAnnounce_ = published && publisher_.HasAddress(lan.value());
     const Result<void> browsed = browser_.Update(lan.value());
     RetryUnless(published ? browsed : published);
-    // A pending publication or browser may still fail.
+    // The pause is reset only if nothing is pending, because a pending publication or browser may still fail.
     if (published && browsed && !publisher_.IsPending() && !browser_.IsPending()) {
         hasLoggedFailure_ = false;
         pause_ = milliseconds(0);
@@ -271,7 +272,7 @@ public:
 
 private:
     const std::string listening_;
-    const std::shared_ptr<Bus> bus_;  // null: one is opened
+    const std::shared_ptr<Bus> bus_;  // null: Start opens a connection
     Tasks::Timers& timers_;
 };
 

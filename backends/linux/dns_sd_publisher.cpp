@@ -27,8 +27,9 @@ constexpr uint32_t PUBLISH_NO_COOKIE = 32;  // Avahi's cookie in the TXT record 
 constexpr size_t HOST_BYTES = 6;
 // The most entries (addresses and services together) that Avahi accepts in one group (its entries-per-entry-group-max).
 constexpr size_t MAX_ENTRIES = 32;
-constexpr size_t MAX_OWN_NAMES = 2 * MAX_ENTRIES;  // of the current and the previous publication
-// Limits retries without a pause: a host that claims every name must not keep this device busy.
+constexpr size_t MAX_OWN_NAMES = 2 * MAX_ENTRIES;  // names of the current and the previous publication
+// How many name collisions in a row are retried at once. Later retries wait, because another host that claims every
+// name must not keep this device busy.
 constexpr int MAX_COLLISIONS_AT_ONCE = 3;
 
 template <size_t SIZE>
@@ -41,7 +42,8 @@ Result<std::string> RandomHex()
     return HexOf(bytes);
 }
 
-// "0.0.0.0" accepts IPv4 connections only, "::" accepts IPv4 and IPv6.
+// Whether the device accepts connections at that address. A device that listens at "0.0.0.0" accepts only IPv4
+// connections. A device that listens at "::" accepts IPv4 and IPv6 connections.
 bool ListensAt(const std::string& listening, const LanAddress& address)
 {
     return listening == "::" || (listening == "0.0.0.0" && !address.isIpv6) || listening == address.address;
@@ -130,7 +132,8 @@ Result<void> DnsSdPublisher::Fill(const Group& group)
         Result<void> added = avahi_.Call(object, "AddAddress", int32_t{address.interface}, protocol, PUBLISH_NO_REVERSE,
                                          hostName, address.address);
         if (added && (last == nullptr || !AreOfOneService(*last, address))) {
-            // Each interface has a name of its own: Avahi withdraws a name on several interfaces from only one of them.
+            // Each interface has its own instance name, because Avahi withdraws a name that is on several interfaces
+            // from only one of them.
             const Result<std::string> instance = MakeInstance(group.publication.token);
             if (!instance) {
                 return Failure(instance.error());

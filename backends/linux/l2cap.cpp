@@ -10,9 +10,10 @@
 namespace Vexo::Linux {
 namespace {
 
-// How many connections the kernel queues. A few suffice, because they are accepted at once.
+// How many connections the kernel queues. A few suffice, because this program accepts them at once.
 constexpr int BACKLOG = 4;
-// The first message of a connection (4,096 bytes with its header) and the proof fit into few pieces of this size.
+// The most bytes that this side accepts in one message. The first message of the handshake (4,096 bytes with its
+// header) and the proof that follows it fit into few pieces of this size.
 constexpr uint16_t RECEIVE_UNIT_BYTES = 2048;
 
 L2cap::SocketAddress KernelAddress(const BluetoothAddress& address)
@@ -41,7 +42,7 @@ public:
         if (::bind(socket.Get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
             return -errno;
         }
-        // An error is ignored: without the option, the socket is only slower.
+        // An error is ignored, because without the option the socket is only slower.
         static_cast<void>(::setsockopt(socket.Get(), L2cap::OPTION_LEVEL, L2cap::RECEIVE_UNIT, &RECEIVE_UNIT_BYTES,
                                        sizeof RECEIVE_UNIT_BYTES));
         return socket.Release();

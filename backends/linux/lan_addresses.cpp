@@ -56,7 +56,7 @@ AddressBytes BytesOf(const std::string& text)
     return ::inet_pton(isIpv6 ? AF_INET6 : AF_INET, text.c_str(), bytes.data()) == 1 ? bytes : AddressBytes();
 }
 
-// IPv6 addresses must be global (2000::/3) or unique-local (fc00::/7).
+// Whether the address counts as a LAN address. IPv6 addresses must be global (2000::/3) or unique-local (fc00::/7).
 bool IsUsable(const AddressBytes& bytes)
 {
     if (bytes.size() == IPV4_BYTES) {
@@ -122,16 +122,16 @@ public:
 private:
     void Run()
     {
-        // The second Wait gathers further changes: poll(2) ignores the descriptor -1, so it ends at its limit or with a
-        // stop.
+        // The second Wait collects further changes. It passes the descriptor -1, which poll(2) ignores. So it ends when
+        // its time limit has passed or the watcher is stopped.
         while (!Wait(route_.Get(), -1) && !Wait(-1, GATHER_MS)) {
             Drain();
             changed_();
         }
     }
 
-    // Waits for the descriptor, a stop or the limit. Returns whether it was a stop. A poll that fails (ENOMEM) counts
-    // as a change, after a pause.
+    // Waits until the descriptor is readable, the watcher is stopped, or the time limit has passed. Returns whether the
+    // watcher is stopped. If poll fails (ENOMEM), pauses and then counts this as a change.
     bool Wait(int fd, int limitMs) const
     {
         std::array<pollfd, 2> waits{pollfd{fd, POLLIN, 0}, pollfd{stop_.Get(), POLLIN, 0}};
@@ -143,7 +143,8 @@ private:
         return waits[1].revents != 0;
     }
 
-    // Discards the messages: the callback's owner lists all addresses again. Lost messages (ENOBUFS) count as a change.
+    // Discards the messages, because the owner of the callback lists all addresses again. If messages are lost
+    // (ENOBUFS), this also counts as a change.
     void Drain() const
     {
         std::array<char, 8192> buffer{};
@@ -155,7 +156,7 @@ private:
     const UniqueFd route_;
     const UniqueFd stop_;
     const std::function<void()> changed_;
-    std::thread thread_;  // last: it uses the others
+    std::thread thread_;  // declared last, because it uses the other members
 };
 
 }  // namespace

@@ -37,7 +37,7 @@ Result<std::unique_ptr<LinuxDevice>> LinuxDevice::Start(const LinuxDeviceOptions
                     "a linux device needs a D-Bus connection, and a system-ability manager for its abilities");
     }
     std::unique_ptr<LinuxDevice> device(new LinuxDevice(options, std::move(registry)));
-    // Begin runs on the strand, so reports of the daemons wait until it has returned.
+    // Begin runs on the strand, so reports of the daemons wait until Begin has returned.
     device->registrations_.Post([&device] { device->Begin(); });
     device->registrations_.Drain();
     device->WaitForFirstReports();
@@ -65,7 +65,8 @@ void LinuxDevice::Begin()
     const std::shared_ptr<Bus>& bus = options_.bus;
     modems_ = std::make_shared<Modems>(bus, ReporterOf(MODEMS));
     coreService_ = MakeSptr<LinuxCoreService>(modems_);
-    // NetworkManager reports every outcome except "SSID not found", which is published here.
+    // NetworkManager's signals report every outcome of an attempt except "SSID not found", so this outcome is published
+    // here.
     const auto linkEnded = [this](Wifi::WifiLinkState state) {
         network_->OnStationChanged();
         if (state == Wifi::WifiLinkState::FAILED) {

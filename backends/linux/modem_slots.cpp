@@ -9,7 +9,7 @@ namespace {
 
 using Telephony::SimState;
 
-// The values of MMModemState that matter here.
+// The values of MMModemState that this file uses.
 constexpr int32_t STATE_FAILED = -1;
 constexpr int32_t STATE_INITIALIZING = 1;
 constexpr int32_t STATE_LOCKED = 2;
@@ -127,7 +127,7 @@ MobileLink MobileLinkOf(const ManagedObjects& objects)
     if (ready == nullptr) {
         return link;
     }
-    // A modem that searches has no coverage: switching data on would not help.
+    // A modem that searches for a network has no coverage, so switching mobile data on would not help.
     link.isDataOff = StateOf(*ready) < STATE_CONNECTING && StateOf(*ready) != STATE_SEARCHING;
     const auto technologies = ValueIn<uint32_t>(*ready, "AccessTechnologies");
     for (const auto& [bits, name] : GENERATIONS) {

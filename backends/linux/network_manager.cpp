@@ -40,7 +40,7 @@ std::string LowerCase(std::string address)
     return address;
 }
 
-// Returns the object path of that key; empty for "/", which means none.
+// Returns the object path with that key. Returns an empty text for "/", which means that there is no object.
 std::string PathIn(const PropertyMap& properties, const std::string& key)
 {
     const std::string path = ValueIn<sdbus::ObjectPath>(properties, key, sdbus::ObjectPath("/"));
@@ -52,8 +52,8 @@ sdbus::ObjectPath PathOrNone(const std::string& path)
     return sdbus::ObjectPath(path.empty() ? "/" : path);
 }
 
-// Reads each object. One that was removed meanwhile, or is of another kind, is left out. Fails if no reply arrives,
-// because an incomplete list would look complete.
+// ReadEach reads the object at each path. It leaves out objects that were removed meanwhile or are of another kind. It
+// fails if no reply arrives, because an incomplete list would look complete.
 template <typename T>
 Result<std::vector<T>> ReadEach(Result<Paths> paths, const std::function<Result<T>(const std::string& path)>& read)
 {
@@ -203,7 +203,8 @@ Result<std::vector<AccessPoint>> NetworkManager::AccessPoints(const std::string&
 
 void NetworkManager::RequestScan(const std::string& radio) const
 {
-    // The request names no SSID: NetworkManager 1.42 crashes when an SSID is requested again while it scans for it.
+    // The request names no SSID, because NetworkManager 1.42 crashes if an SSID is requested again during a scan for
+    // it.
     if (const Result<void> asked = Call(ObjectOf(radio, "Device.Wireless"), "RequestScan", PropertyMap()); !asked) {
         QuviewDFX::LogInfo(LABEL, "NetworkManager starts no scan: %{public}s", asked.error().message);
     }
@@ -394,7 +395,8 @@ Result<Profile> NetworkManager::WithSecrets(Profile profile) const
 
 Result<void> NetworkManager::Delete(const std::string& profile) const
 {
-    // An error is ignored: a volatile profile may already have been deleted with its activation.
+    // Error replies are ignored, because NetworkManager may already have deleted a temporary profile with its
+    // activation.
     const Result<void> deleted = Call(ObjectOf(profile, "Settings.Connection"), "Delete");
     if (deleted) {
         QuviewDFX::LogInfo(LABEL, "profile %{public}s deleted", profile);

@@ -18,7 +18,7 @@ constexpr const char* WIRELESS = "802-11-wireless";
 constexpr const char* SECURITY = "802-11-wireless-security";
 constexpr const char* MARK = "distnet.temporary";
 constexpr int32_t METERED_YES = 1;          // NM_METERED_YES
-constexpr int32_t DHCP_LIMIT_SECONDS = 20;  // NetworkManager's own is 45
+constexpr int32_t DHCP_LIMIT_SECONDS = 20;  // NetworkManager's own limit is 45
 
 PropertyMap SettingOf(const Profile& profile, const std::string& name)
 {
@@ -38,7 +38,7 @@ SettingsMap MakeProfile(const std::string& uuid, const std::string& id, const st
             {"user", {{"data", Data{{MARK, "yes"}}}}}};
 }
 
-// The cipher is named because a driver may choose one that SAE forbids.
+// The settings name the cipher, because a driver may otherwise choose a cipher that SAE forbids.
 PropertyMap MakeHotspotSecurity(const Wifi::HotspotConfig& config, KeyMgmt security)
 {
     return {{"key-mgmt", std::string(security == KeyMgmt::SAE ? "sae" : "wpa-psk")},
@@ -87,7 +87,8 @@ SettingsMap MakeStationProfile(const std::string& uuid, const Wifi::WifiDeviceCo
     SettingsMap profile = MakeProfile(uuid, "DistNet network", config.ssid);
     profile[WIRELESS]["mode"] = std::string("infrastructure");
     if (accessPoint.security.needsKey) {
-        // Where the beacon offers both, "wpa-psk" lets the supplicant use the better one that the driver supports.
+        // If the beacon offers both WPA2 and WPA3, "wpa-psk" lets the supplicant use the better one that the driver
+        // supports.
         profile[SECURITY] = {{"key-mgmt", std::string(accessPoint.security.allowsPsk ? "wpa-psk" : "sae")},
                              {"psk", config.preSharedKey}};
     }

@@ -71,7 +71,7 @@ void NetworkManagerWifi::OnServiceOwnerChanged(bool hasOwner)
 {
     context_->isRunning = hasOwner;
     if (hasOwner) {
-        // NetworkManager acquires its name before it exports its objects: Version waits for the objects.
+        // NetworkManager acquires its bus name before it exports its objects. Version() waits for the objects.
         if (const Result<std::string> version = context_->manager.Version(); !version) {
             QuviewDFX::LogWarn(LABEL, "NetworkManager does not answer: %{public}s", version.error().message);
         }

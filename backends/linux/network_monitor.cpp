@@ -26,7 +26,7 @@ const BusObject ANY_RADIO{NETWORK_MANAGER, "", NM_WIRELESS_INTERFACE};
 constexpr milliseconds ANSWER_LIMIT{1000};  // for all answers of one function together
 constexpr milliseconds CANCEL_PERIOD{100};
 constexpr milliseconds CHECK_PAUSE{1000};
-constexpr std::chrono::seconds SCAN_LENGTH{20};  // a scan sees its access points at most that long before its end
+constexpr std::chrono::seconds SCAN_LENGTH{20};  // a scan's access points were seen at most this long before its end
 
 SteadyTime Now()
 {
@@ -47,7 +47,8 @@ bool IsWire(const std::string& type)
     return type == "802-3-ethernet" || type == "veth";
 }
 
-// Whether this machine can share the network of that station: the hotspot needs another radio.
+// Whether this machine can share the network of a radio that is connected as a station. Only another radio can be the
+// hotspot. station: the path of the connected radio.
 bool CanShareWifi(const NetworkManager& manager, const std::string& station)
 {
     const Result<std::vector<WifiRadio>> radios = manager.Radios();
@@ -55,8 +56,8 @@ bool CanShareWifi(const NetworkManager& manager, const std::string& station)
                                  [&](const WifiRadio& one) { return one.path != station && one.canBeAccessPoint; });
 }
 
-// Returns the connection that a hotspot of this device would share: the one with the default route, or else the
-// modem's, which takes over when the radio that has the default route becomes the hotspot.
+// Returns the connection that a hotspot of this device would share. This is the connection with the default route. If
+// its radio would become the hotspot, the modem's connection takes over and is returned instead.
 std::optional<Connection> SharedConnection(const NetworkManager& manager, const NetworkOverview& overview)
 {
     std::vector<std::string> paths = overview.active;
@@ -100,8 +101,8 @@ std::map<std::string, uint8_t> SeenBy(const NetworkManager& manager, const WifiR
     return seen;
 }
 
-// Sets scan and inReach of situation. joinedHere: the SSID of the network that this daemon has joined, which does not
-// count even if a profile of the user has the same SSID.
+// Sets situation.scan and situation.inReach. joinedHere: the SSID of the network that this program has joined. This
+// network does not count, even if a profile of the user has the same SSID.
 void ReadScan(const NetworkManager& manager, const std::string& joinedHere, NetworkSituation& situation)
 {
     std::map<std::string, uint8_t> seen;
@@ -274,8 +275,8 @@ OnlineVerdict LinuxNetworkMonitor::CheckOnline(const Wifi::JoinedNetwork& networ
 OnlineVerdict LinuxNetworkMonitor::CheckByNetworkManager(const std::string& interface, SteadyTime deadline,
                                                          const IsCancelled& isCancelled) const
 {
-    // NetworkManager waits 20 s for a server that does not answer. Its first answer therefore gets half of the time,
-    // and querying the name servers the rest.
+    // NetworkManager waits 20 s for a server that does not answer. So its first answer may take half of the time until
+    // the deadline. The rest is for the query to the name servers.
     SteadyTime answerBy = Now() + (deadline - Now()) / 2;
     OnlineVerdict verdict = OnlineVerdict::UNKNOWN;
     while (Now() < deadline && !isCancelled()) {
@@ -314,7 +315,7 @@ std::optional<NmConnectivity> LinuxNetworkMonitor::ReadConnectivity(const std::s
         QuviewDFX::LogInfo(LABEL, "NetworkManager's connectivity check failed: %{public}s", checked->error().message);
         return std::nullopt;
     }
-    // The reply is the best result of all devices; the result of this interface counts.
+    // The reply is the best result of all devices. Only the result of this interface counts.
     const Result<std::vector<WifiRadio>> radios = manager_.Radios();
     for (const WifiRadio& radio : radios ? radios.value() : std::vector<WifiRadio>()) {
         const Result<NetworkDevice> device = manager_.ReadDevice(radio.path);

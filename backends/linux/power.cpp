@@ -41,13 +41,13 @@ Power::Power(std::shared_ptr<Bus> bus, PresenceChanged changed, std::function<vo
 void Power::OnServiceOwnerChanged(bool hasOwner)
 {
     if (!hasOwner) {
-        // UPower is activated over the bus: start it once, and respect a later stop.
+        // This class starts UPower once over the bus. It does not start UPower again after a later stop.
         if (!std::exchange(hasTriedStart_, true) && bus_->GetProperty<std::string>(DAEMON, VERSION)) {
             return;  // this function is called again when UPower has its name
         }
         battery_.clear();
         ReportBattery();
-        // isLow_ stays: a restart of UPower must not report the same low battery again.
+        // isLow_ does not change, because a restart of UPower must not report the same low battery again.
         changed_({false, "UPower does not run"});
         return;
     }

@@ -35,7 +35,7 @@ Screen::Screen(std::shared_ptr<Bus> bus, PresenceChanged changed, std::function<
     seat_ = bus_->OnPropertiesChanged(strand_, FirstSeat(), read);
     session_ = bus_->OnPropertiesChanged(strand_, {SERVICE, "", SESSION}, read);
     sleep_ = bus_->OnSignal<bool>(strand_, Manager(), "PrepareForSleep", [this](const std::string&, bool) { Read(); });
-    // logind has the state of the lid but sends no signal when it changes; UPower does.
+    // logind knows whether the lid is closed, but sends no signal when this changes. UPower sends a signal.
     lid_ = bus_->OnPropertiesChanged(strand_,
                                      {"org.freedesktop.UPower", "/org/freedesktop/UPower", "org.freedesktop.UPower"},
                                      [this](const std::string&, const PropertyMap& changes) {
@@ -100,7 +100,7 @@ std::optional<Screen::Seat> Screen::ReadSeat()
     }
     const Result<PropertyMap> session = bus_->GetProperties({SERVICE, std::get<1>(active.value()), SESSION});
     if (!session) {
-        // The session may have ended meanwhile; the seat's signal follows.
+        // The session may have ended meanwhile. A signal of the seat then follows.
         return std::nullopt;
     }
     const bool isOn = !ValueIn<bool>(session.value(), "LockedHint") && !ValueIn<bool>(session.value(), "IdleHint");

@@ -17,7 +17,8 @@ namespace Vexo::Linux {
 namespace {
 
 constexpr timeval ANSWER_LIMIT{.tv_sec = 1, .tv_usec = 0};
-// A dump during which a station joins or leaves is inconsistent, and is repeated.
+// How often the list of stations is read at most. If a station joins or leaves during the read, the list is
+// inconsistent and is read again.
 constexpr int MAX_DUMPS = 3;
 constexpr int MAC_SIZE = 6;
 
@@ -25,7 +26,7 @@ using Stations = std::vector<Wifi::ShareStation>;
 using Socket = std::unique_ptr<nl_sock, decltype(&nl_socket_free)>;
 using Message = std::unique_ptr<nl_msg, decltype(&nlmsg_free)>;
 
-// code: a negative error code of libnl.
+// Returns the failure of that step. code: a negative error code of libnl.
 Failure ErrorOf(const std::string& step, int code)
 {
     return Fail(ErrorCode::SYSTEM, step + ": " + nl_geterror(code));
@@ -40,7 +41,7 @@ std::string MacText(const nlattr* attribute)
     return text.data();
 }
 
-// Returns the 64-bit counter, or the 32-bit counter of older drivers, or 0.
+// Returns the 64-bit counter, or the 32-bit counter if the driver is older. Returns 0 if the driver provides neither.
 uint64_t BytesOf(nlattr* const* info, int wide, int narrow)
 {
     return info[wide] != nullptr ? nla_get_u64(info[wide]) : info[narrow] != nullptr ? nla_get_u32(info[narrow]) : 0;
@@ -65,7 +66,7 @@ int AddRecord(nl_msg* message, void* stations)
     return NL_OK;
 }
 
-// Returns 0, or a negative error code of libnl.
+// Reads the list of stations once. Returns 0, or a negative error code of libnl.
 int DumpStations(nl_sock* socket, int family, uint32_t interface, Stations& stations)
 {
     const Message request(nlmsg_alloc(), &nlmsg_free);

@@ -25,10 +25,11 @@ bool IsOn(ActivationState state)
     return state == ActivationState::ACTIVATING || state == ActivationState::ACTIVATED;
 }
 
-// A call whose caller stops waiting at a deadline. Either the caller gets the answer, or Answer returns false.
+// The result of a call whose caller waits only for a limited time. Either the caller gets the result, or Answer returns
+// false.
 class LimitedCall {
 public:
-    // Returns false if the caller has stopped waiting.
+    // Stores the result and wakes the caller. Returns false if the caller has stopped waiting.
     bool Answer(int32_t result)
     {
         MutexLock lock(mutex_);
@@ -152,8 +153,8 @@ void WifiContext::UndoUnanswered()
 
 Result<std::string> WifiContext::ActivationLeft(const NetworkChange& change) const
 {
-    // An empty path means that there is no activation, unless the call to activate got no reply (isOver). Then only the
-    // profile identifies the activation.
+    // If the path is empty, there is no activation. But if the call to activate got no reply (isOver), an activation
+    // without a known path may exist. Only the profile identifies it.
     if (change.activation.empty() && !change.isOver) {
         return std::string();
     }
@@ -186,7 +187,8 @@ void WifiContext::UndoLeft(const NetworkChange& change)
     }
     NetworkChange left = change;
     left.activation = activation.value();
-    // If the activation was known, its closing was already reported when NetworkManager did not answer.
+    // If the path of the activation was known, the end of the hotspot was already reported when NetworkManager did not
+    // answer.
     const bool wasReported = change.isOver && !change.activation.empty();
     const bool wasShared = change.isHotspot && !left.activation.empty() && !wasReported;
     if (!Undo(left)) {

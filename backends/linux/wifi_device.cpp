@@ -25,7 +25,7 @@ constexpr milliseconds REASON_DELAY{200};
 constexpr milliseconds ADDRESS_DELAY{200};
 constexpr int MAX_REFUSALS = 2;
 
-// Returns how the attempt ends if a retry cannot succeed; nothing if it can.
+// Returns how the attempt ends if a retry cannot succeed. Returns nullopt if a retry may succeed.
 std::optional<LinkEnd> LastingCauseOf(NmReason reason)
 {
     switch (reason) {
@@ -49,13 +49,14 @@ std::optional<LinkEnd> LastingCauseOf(NmReason reason)
     }
 }
 
-// Whether a person chose another network or none. The previous network is then not restored.
+// Whether a person chose another network or none. If so, the previous network is not restored.
 bool IsUsersChoice(NmReason reason)
 {
     return reason == NmReason::USER_REQUESTED || reason == NmReason::NEW_ACTIVATION;
 }
 
-// Returns an empty text if the beacon offers several kinds: which one is in use depends on the driver.
+// Returns the name of the security that the beacon offers. Returns an empty text if the beacon offers WPA2 and WPA3,
+// because the driver chooses between them.
 std::string SecurityName(const Wifi::NetworkSecurity& security)
 {
     if (!security.needsKey) {
@@ -144,7 +145,8 @@ int32_t LinuxWifiDevice::Begin(const Wifi::WifiDeviceConfig& config, WifiContext
     next.radio = radio->path;
     next.interface = radio->interface;
     if (radio->IsStation()) {
-        // A connected radio scans at most every 10 s: wait until a hotspot that is just opening can be visible.
+        // A connected radio scans at most every 10 s. So the first scan waits until a hotspot that is just opening can
+        // be visible.
         next.nextScan = context_->timers.Now() + options_.lookAgain;
     }
     next.begunAt = BootClock();
@@ -160,7 +162,7 @@ int32_t LinuxWifiDevice::Begin(const Wifi::WifiDeviceConfig& config, WifiContext
     attempt_ = std::move(next);
     wasLeftByHand_ = false;
     QuviewDFX::LogInfo(LABEL, "looking for \"%{public}s\" on %{public}s", config.ssid, radio->interface);
-    // The join of the replaced attempt is undone after the caller has its result.
+    // The join of the replaced attempt is undone after this function has returned its result to the caller.
     context_->strand.Post([self = sptr<LinuxWifiDevice>(this)] { self->LeaveJoined(); });
     CheckAgainIn(milliseconds(0));
     return Wifi::WIFI_OK;
@@ -290,7 +292,8 @@ void LinuxWifiDevice::Follow(const Station::Join& join, Trigger trigger)
             break;
         case ActivationState::DEACTIVATING:
         case ActivationState::GONE:
-            // The signal with the reason may still wait on the strand; the timer's work is queued behind it.
+            // The signal that gives the reason may still wait on the strand. The work of this timer is queued behind
+            // that signal.
             if (attempt_->reason == NmReason::NONE && trigger != Trigger::REASON_DELAY_OVER) {
                 CheckAgainIn(REASON_DELAY, Trigger::REASON_DELAY_OVER);
             } else {
@@ -386,7 +389,7 @@ void LinuxWifiDevice::OnRadioState(const std::string& radio, uint32_t state, NmR
     if (isRequested && reason == NmReason::NEW_ACTIVATION) {
         return;  // this attempt itself ended the radio's connection
     }
-    // The reason of NM_STATE_FAILED is kept: the states after a failure have less exact reasons.
+    // The reason of NM_STATE_FAILED is kept, because the states after a failure have less exact reasons.
     if (state == NM_STATE_PREPARE) {
         if (isRequested) {
             station_.Advance(join.attempt, Station::State::JOINING);
@@ -405,7 +408,7 @@ void LinuxWifiDevice::OnNetworkManagerStopped()
     if (!attempt_) {
         return;
     }
-    // The change stays recorded: it is undone when NetworkManager runs again.
+    // The change stays in the list of recorded changes, so it is undone when NetworkManager runs again.
     attempt_->change = {};
     End({JoinFailure::RADIO_FAILED, "NetworkManager has stopped"});
 }
@@ -446,7 +449,7 @@ LinuxWifiDevice::Freed LinuxWifiDevice::End(const LinkEnd& end)
 void LinuxWifiDevice::CheckAgainIn(milliseconds delay, Trigger trigger)
 {
     timer_.Cancel();
-    // A replaced timer may already have posted its work. The work then ignores the trigger.
+    // A replaced timer may already have posted its work. That work then ignores the trigger.
     timer_ = context_->timers.RunAfter(delay, [self = sptr<LinuxWifiDevice>(this), trigger, number = ++timersSet_] {
         self->context_->strand.Post([self, trigger, number] {
             self->CheckNetwork(number == self->timersSet_ ? trigger : Trigger::CHANGE_OR_TIMER);

@@ -43,7 +43,8 @@ Result<Wifi::LeftNetwork> LinuxWifiDevice::Leave(uint32_t attempt, std::chrono::
 {
     const SteadyTime deadline = context_->timers.Now() + limit;
     const auto departure = std::make_shared<Awaited<Departure>>();
-    // The work is not dropped at the limit: the network must be left even if the caller has stopped waiting.
+    // The work is not dropped at the time limit, because the network must be left even if the caller has stopped
+    // waiting.
     context_->strand.Post(
         [self = sptr<LinuxWifiDevice>(this), attempt, departure] { departure->Set(self->LeaveNow(attempt)); });
     const std::optional<Departure> done = departure->WaitFor(limit);

@@ -27,7 +27,8 @@ Result<void> SaveKey(const std::filesystem::path& file, const std::string& key)
     return WriteFileAtomically(file, key + "\n", KEY_MODE);
 }
 
-// Returns the key of earlier runs, so that stations that know it can join again, or else a new key.
+// Returns the hotspot key of earlier runs, so that stations which know this key can join again. If there is none,
+// returns a new key.
 std::string LoadOrMakeKey(const std::filesystem::path& file)
 {
     if (const Result<std::string> kept = ReadWholeFile(file, MAX_KEY_BYTES + 1)) {
@@ -212,7 +213,7 @@ Result<LinuxWifiHotspot::Chosen> LinuxWifiHotspot::Choose(const NetworkManager& 
                      [](const Profile& one, const Profile& other) { return LastUseOf(one) > LastUseOf(other); });
     for (Profile& candidate : candidates) {
         Chosen chosen;
-        // Profiles whose key is not known are skipped: no peer could join them.
+        // Profiles whose key is not known are skipped, because no peer could join their hotspot.
         const Result<Profile> complete = manager.WithSecrets(candidate);
         if (!complete && IsNoAnswer(complete.error())) {
             return Failure(complete.error());
@@ -306,7 +307,7 @@ int32_t LinuxWifiHotspot::Open(const NetworkManager& manager, const WifiRadio& r
     change.isHotspot = true;
     change.isOurProfile = !usersOwn;
     context_->own.Record(change);
-    // The caller's deadline does not limit these calls: only their replies say what must be undone.
+    // The caller's deadline does not limit these calls, because only their replies say what must be undone.
     const Result<Activation> opened =
         usersOwn ? context_->manager.Activate(usersOwn->path, radio.path)
                  : context_->manager.AddAndActivate(
@@ -407,7 +408,7 @@ bool LinuxWifiHotspot::WasRenewed()
 void LinuxWifiHotspot::OnNetworkManagerStopped()
 {
     DISTNET_ASSERT(context_->strand.RunsOnThisThread(), "called on the Wi-Fi strand");
-    // The change stays recorded: it is undone when NetworkManager runs again.
+    // The change stays in the list of recorded changes, so it is undone when NetworkManager runs again.
     isOpening_ = false;
     ResetShare();
 }

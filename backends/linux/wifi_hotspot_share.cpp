@@ -1,5 +1,5 @@
-// The ShareControl functions of LinuxWifiHotspot, which report the stations and close the hotspot on request; and the
-// timer that closes an unused hotspot.
+// The ShareControl functions of LinuxWifiHotspot, which report the stations and close the hotspot on request. This file
+// also contains the timer that closes an unused hotspot.
 #include <utility>
 
 #include "backends/linux/wifi_hotspot.h"
@@ -14,7 +14,7 @@ constexpr std::chrono::seconds SHARE_CLOSE_LIMIT{3};
 
 struct Closed {
     bool isDone = false;
-    std::string activation;  // the one that was ended; empty: none
+    std::string activation;  // the path of the activation that was ended; empty: none
 };
 
 }  // namespace
@@ -66,7 +66,7 @@ Result<void> LinuxWifiHotspot::Close(const char* reason)
     const Failure noAnswer = Fail(ErrorCode::UNAVAILABLE, "NetworkManager does not answer: the hotspot closes later");
     const WifiContext::Deadline deadline = context_->timers.Now() + SHARE_CLOSE_LIMIT;
     const auto closing = std::make_shared<Awaited<Closed>>();
-    // The work is not dropped at the limit: the hotspot must close even if the caller has stopped waiting.
+    // The work is not dropped at the time limit, because the hotspot must close even if the caller has stopped waiting.
     context_->strand.Post([self = sptr<LinuxWifiHotspot>(this), reason = std::string(reason), closing] {
         const std::string activation = self->share_ ? self->share_->change.activation : "";
         closing->Set({self->CloseOwn(reason.c_str()), activation});

@@ -41,7 +41,8 @@ Digest DigestOf(const std::string& text)
     return digest;
 }
 
-// Locally administered: bit 1 of the first byte is set.
+// Returns a hardware address that is derived from the network id. It is locally administered, because bit 1 of
+// firstByte is set.
 std::string MakeMac(const char* firstByte, const std::string& networkId)
 {
     const Digest digest = DigestOf(networkId);
@@ -61,15 +62,15 @@ void RemoveFile(const std::filesystem::path& file)
     }
 }
 
-// Whether another open descriptor has an exclusive lock on the file. False if the file cannot be opened.
+// Whether another open descriptor has an exclusive lock on the file. Returns false if the file cannot be opened.
 bool IsLocked(const std::filesystem::path& file)
 {
     const Result<UniqueFd> opened = OpenRegularFile(file, LastLink::REFUSED);
-    // Tries a shared lock: two daemons that check at the same time do not exclude each other.
+    // The check tries a shared lock, so that two daemons can check at the same time without excluding each other.
     return opened && ::flock(opened.value().Get(), LOCK_SH | LOCK_NB) != 0 && errno == EWOULDBLOCK;
 }
 
-// Returns nothing if the record is missing or damaged; a damaged one is logged.
+// ReadRecord returns nullopt if the record is missing or damaged. A damaged record is logged.
 template <typename Record>
 std::optional<Record> ReadRecord(const std::filesystem::path& file,
                                  Result<Record> (*parse)(const std::string& json, const std::string& fileName))
@@ -101,7 +102,8 @@ const JsonKeys<AirRecord>& AirRecordKeys()
             {"internet", FlagKind(), &AirRecord::hasInternet, Required()},
         },
         [](const AirRecord& record) {
-            // An empty proof is refused: MakeKeyProof returns an empty text on failure, which would match it.
+            // An empty proof is refused, because MakeKeyProof returns an empty text on failure, which would match the
+            // empty proof.
             const bool needsProof = record.security != HotspotSecurity::OPEN;
             const bool isProof = record.keyProof.size() == 2 * DIGEST_BYTES;
             return needsProof && !isProof ? "key_proof: must be 64 hex characters" : "";

@@ -41,7 +41,7 @@ constexpr const char* TECHNOLOGIES[] = {"2G", "3G", "4G", "5G"};
 using Rows = std::vector<JsonKeyOf<DeviceState>>;
 using Milliseconds = std::chrono::milliseconds;
 
-// The JsonKind of a text that is empty or has the length of a Wi-Fi key.
+// Returns the JsonKind of a text that is empty or has the length of a Wi-Fi key.
 JsonKind<std::string> OptionalKeyKind()
 {
     return TextKind("empty, or " + std::to_string(MIN_KEY_BYTES) + " to " + std::to_string(MAX_KEY_BYTES) + " bytes",
@@ -52,7 +52,7 @@ JsonKind<std::string> OptionalKeyKind()
                     });
 }
 
-// The JsonKind of a percentage or the word "unknown".
+// Returns the JsonKind of a percentage or the word "unknown".
 JsonKind<std::optional<uint8_t>> PercentKind()
 {
     return ValueKind<std::optional<uint8_t>>(
@@ -74,7 +74,7 @@ JsonKind<std::optional<uint8_t>> PercentKind()
         });
 }
 
-// Parses "office:80"; the name may contain colons.
+// Parses a network name with its signal strength in percent, such as "office:80". The name may contain colons.
 std::optional<NetworkInReach> ParseInReach(const std::string& text)
 {
     const size_t colon = text.rfind(':');

@@ -184,7 +184,7 @@ std::optional<DeviceState> SimulatedDevice::Read()
         return std::move(loaded.value());
     }
     if (lastError_ != loaded.error().message) {
-        // Logged once: the watcher may report one replacement several times.
+        // The error is logged once, because the watcher may report one replacement of the file several times.
         lastError_ = loaded.error().message;
         QuviewDFX::LogError(LABEL, "%{public}s; keeping the previous state", lastError_);
     }
