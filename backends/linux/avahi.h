@@ -31,8 +31,8 @@ inline constexpr const char* DNS_SD_DOMAIN = "local";
 inline constexpr std::chrono::milliseconds AVAHI_CALL_LIMIT{500};
 inline constexpr std::chrono::milliseconds AVAHI_END_LIMIT{300};
 
-// Frees an object at Avahi. Ignores errors, because the object may already be gone. Blocks for Avahi's reply, at most
-// as long as DaemonCalls::CallAtEnd.
+// Makes Avahi free one of its objects. Ignores errors, because the object may already be gone. Blocks for Avahi's
+// reply, at most as long as DaemonCalls::CallAtEnd.
 inline void FreeAvahiObject(DaemonCalls& avahi, const std::string& path, const char* interface)
 {
     static_cast<void>(avahi.CallAtEnd({AVAHI, path, interface}, "Free"));

@@ -22,7 +22,7 @@ struct BluetoothOptions {
 struct Bluetooth {
     SoftBus::TransportFactory transport;
     SoftBus::AnnouncementChannelFactory channel;
-    std::function<BluetoothState()> state;  // any thread; does not block
+    std::function<BluetoothState()> state;  // any thread may call it; does not block
 };
 
 // Returns the factories of the transport and of the channel. Both share state, so use both in the same soft bus. Does

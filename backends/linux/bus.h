@@ -155,7 +155,7 @@ public:
     [[nodiscard]] BusSubscription OnService(Tasks::Strand& strand, const std::string& service,
                                             std::function<void(bool isThere)> handler);
 
-    // Exports an object until the subscription ends. Other programs on the bus can then read its properties
+    // Exports an object until the subscription ends. Other programs on the bus can then read the object's properties
     // (org.freedesktop.DBus.Properties) and call its methods. The method handlers run on the strand, which must outlive
     // the subscription. If this Bus calls a service afterwards, that service can already read the object.
     [[nodiscard]] BusSubscription Export(Tasks::Strand& strand, OwnObject object);

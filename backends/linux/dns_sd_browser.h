@@ -56,7 +56,7 @@ public:
     void OnAllForNow(const std::string& path);
     // Call this when Avahi's browser object has failed. The next Update then creates a new browser.
     void OnBrowserFailure(const std::string& path);
-    // Whether the browser has not yet reported all existing services. Until it has, it may still fail.
+    // Whether the browser has not yet reported all existing services. Until then, the browser may still fail.
     bool IsPending() const { return isPending_; }
 
     // Reports all devices as gone. Call this when Avahi has exited.

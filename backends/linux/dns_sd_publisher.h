@@ -1,6 +1,6 @@
 // DnsSdPublisher: announces this device through Avahi. A publication is an entry group, which is an object of Avahi.
-// Its instance names consist of the token and random characters, and its host name is random. So it reveals neither the
-// machine's host name nor an earlier publication. The old publication is freed after the new publication is
+// Its instance names consist of the token and random characters, and its host name is random. So a publication reveals
+// neither the machine's host name nor an earlier publication. The old publication is freed after the new publication is
 // established. Used on the strand of the DNS-SD channel (dns_sd_channel.h). Calls block until Avahi answers.
 #pragma once
 
@@ -41,7 +41,7 @@ public:
     bool HasAddress(const std::vector<LanAddress>& lan) const;
     // Call this for Avahi's signal StateChanged of an entry group.
     Outcome OnStateChanged(const std::string& path, int32_t state, const std::string& error);
-    // Whether Avahi has neither accepted nor rejected the latest publication of Update.
+    // Whether Avahi has not reported yet if it accepts or rejects the latest publication.
     bool IsPending() const { return pending_.has_value(); }
     // Whether this publisher created that instance name, even if the name is no longer published.
     bool IsOwn(const std::string& instance) const;

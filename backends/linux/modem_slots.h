@@ -34,8 +34,8 @@ struct ModemSlots {
     bool operator==(const ModemSlots&) const = default;
 };
 
-// Returns the slots of these modems. The modems are ordered by their device's path in sysfs, because it stays the same
-// when ModemManager restarts.
+// Returns the slots of these modems. The modems are ordered by their device's path in sysfs, because this path stays
+// the same when ModemManager restarts.
 ModemSlots SlotsOf(const ManagedObjects& objects);
 
 // The state of the modem that has the mobile data connection, or that would have it if mobile data were on.

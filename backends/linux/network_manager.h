@@ -154,8 +154,8 @@ public:
     [[nodiscard]] Result<std::vector<WifiRadio>> Radios() const;
     // Returns the access points that the radio has seen, except those of hidden networks.
     [[nodiscard]] Result<std::vector<AccessPoint>> AccessPoints(const std::string& radio) const;
-    // Makes the radio scan. If NetworkManager refuses, for example because the last scan was too recent, this is only
-    // logged.
+    // Makes the radio scan. NetworkManager may refuse, for example because the last scan was too recent. The refusal is
+    // only logged.
     void RequestScan(const std::string& radio) const;
     // Returns the signal strength of the access point to which the radio is connected, in percent.
     [[nodiscard]] Result<uint8_t> StrengthAt(const std::string& radio) const;
@@ -195,7 +195,7 @@ private:
     // Returns how long a call of that method may take: at most limit_, and not beyond deadline_. Fails if deadline_ has
     // passed.
     [[nodiscard]] Result<std::chrono::milliseconds> TimeFor(const std::string& method) const;
-    // The next three functions call the functions of Bus with the same names. A call may take limit_, and ends at
+    // The next three functions call the functions of Bus with the same names. A call takes at most limit_, and fails at
     // deadline_.
     template <typename Reply = void, typename... Arguments>
     [[nodiscard]] Result<Reply> Call(const BusObject& object, const std::string& method,

@@ -46,9 +46,9 @@ std::string UuidOf(const Profile& profile);
 // Returns the time of the profile's last use, in seconds since 1970. Returns 0 if it was never used.
 uint64_t LastUseOf(const Profile& profile);
 
-// Stores in config what a station needs to join the profile's hotspot. If the hotspot allows several kinds of security,
-// config gets one of them. Returns false if the profile has no SSID or lacks a key that it needs. Also returns false if
-// the hotspot is neither open nor uses a shared key.
+// Stores what a station needs to join the profile's hotspot in the parameter config. If the hotspot allows several
+// kinds of security, config gets one of them. Returns false if the profile has no SSID or lacks a key that it needs.
+// Also returns false if the hotspot is neither open nor uses a shared key.
 bool ReadHotspotConfig(const Profile& profile, Wifi::HotspotConfig& config);
 
 }  // namespace Vexo::Linux

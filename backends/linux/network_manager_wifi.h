@@ -40,7 +40,7 @@ public:
     const sptr<LinuxWifiDevice>& Station() const { return station_; }
     const sptr<LinuxWifiHotspot>& Hotspot() const { return hotspot_; }
 
-    // Closes the hotspot if this daemon opened it. Does not block.
+    // Closes the hotspot if this program opened it. Does not block.
     void OnBatteryLow();
     // Undoes this program's changes in NetworkManager, and blocks until that is done: at most WIFI_CALL_LIMIT for the
     // station and WIFI_CALL_LIMIT for the hotspot. No callback runs afterwards. A second call does nothing.

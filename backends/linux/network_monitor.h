@@ -34,7 +34,8 @@ public:
                                        const std::function<bool()>& isCancelled) override;
     void SetListener(std::function<void()> changed) override { listener_.Set(std::move(changed)); }
 
-    // UPower (power.h), logind (screen.h) and the station report to the next three functions. They do not block.
+    // The next three functions receive the reports of UPower (power.h), logind (screen.h) and the station. They do not
+    // block.
     void OnBattery(const Network::Battery& battery);
     void OnUseChanged(bool isInUse);
     void OnStationChanged() { listener_.Notify(); }

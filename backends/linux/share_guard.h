@@ -40,7 +40,8 @@ public:
         if (now - idleSince_ >= limits_.idle) {
             return Wifi::ShareClosed::IDLE;
         }
-        // There must have been no station and no uplink for that long. A station that has just left may come back.
+        // For the time idleWithoutUplink there must have been no station and no uplink. A station that has just left
+        // may come back.
         if (now - idleSince_ >= limits_.idleWithoutUplink && now - uplinkLostAt_ >= limits_.idleWithoutUplink) {
             return Wifi::ShareClosed::IDLE_WITHOUT_UPLINK;
         }

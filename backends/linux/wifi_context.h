@@ -32,9 +32,10 @@ public:
     {
     }
 
-    // Runs the function work on the strand and returns its result (a WifiResult). Blocks at most for the time budget,
-    // then returns WIFI_NO_ANSWER. If work has not begun by then, it is dropped. If it succeeds later, the function
-    // undo runs. Must not be called on the strand. Returns WIFI_FAILED if the strand has no thread.
+    // Runs a function on the strand and returns its result (a WifiResult). Blocks at most for the time budget, and then
+    // returns WIFI_NO_ANSWER. A function that has not begun by then is dropped. If the function succeeds after that
+    // time, undo is called. Returns WIFI_FAILED if the strand has no thread. Must not be called on the strand. work:
+    // the function.
     int32_t RunAndWait(std::chrono::milliseconds budget, std::function<int32_t(Deadline)> work,
                        std::function<void()> undo = nullptr);
 

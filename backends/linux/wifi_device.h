@@ -83,8 +83,8 @@ private:
         std::string interface;
         SteadyTime nextScan;              // the earliest time of the next scan
         std::chrono::seconds begunAt{0};  // on the boot clock, like AccessPoint::lastSeen
-        bool hasTakenRadio = false;       // a join was requested: change.previous is restored at the end
-        bool isLeft = true;               // false if NetworkManager did not answer: the join is undone later
+        bool hasTakenRadio = false;       // a join was requested, so change.previous is restored at the end
+        bool isLeft = true;               // false: NetworkManager did not answer, and the join is undone later
         int refusals = 0;
         NetworkChange change;
         std::string bssid;
@@ -100,7 +100,7 @@ private:
 
     // The result of releasing the radio at the end of an attempt.
     struct Freed {
-        bool isDone = true;      // false if NetworkManager did not answer: the join is undone later
+        bool isDone = true;      // false: NetworkManager did not answer, and the join is undone later
         std::string activation;  // path of the activation that restores the previous network; empty: none
     };
     struct Departure {
@@ -127,7 +127,7 @@ private:
     void OnDeactivated(const Wifi::Station::Join& join);
     bool IsJoinOverdue() const;
     // Whether an access point with that SSID was seen since the join began. NetworkManager reports the same reason if
-    // WPA3 rejects the key and if the hotspot is not visible. This function tells both cases apart.
+    // WPA3 rejects the key and if the hotspot is not visible. This function distinguishes the two cases.
     bool WasHeardWhileJoining(const std::string& ssid) const;
     void SearchAgain();
     void CheckAgainIn(std::chrono::milliseconds delay, Trigger trigger = Trigger::CHANGE_OR_TIMER);

@@ -35,7 +35,7 @@ public:
     // Returns WIFI_DISABLED while Wi-Fi is switched off. Does nothing if the hotspot is already on.
     int32_t EnableHotspot(Wifi::ServiceType type) override;
     int32_t DisableHotspot(Wifi::ServiceType type) override;
-    // Succeeds also while the hotspot is off.
+    // Also succeeds while the hotspot is off.
     int32_t GetHotspotConfig(Wifi::HotspotConfig& config) override;
 
     // Generates a new Wi-Fi key for this run. If the hotspot is on, it stays on and uses the new key. If the device's
@@ -60,7 +60,7 @@ public:
 private:
     struct Settings {
         std::string ssid;
-        std::string key;  // secret; empty when open
+        std::string key;  // secret; empty if the hotspot is open
         HotspotSecurity security = HotspotSecurity::WPA2;
         bool operator==(const Settings&) const = default;
     };
