@@ -40,7 +40,7 @@ struct Adapter {
     std::string addressType = "public";
 };
 
-// Returns the adapter's name ("hci0") from BlueZ's path.
+// Returns the adapter's name, such as "hci0", from BlueZ's path.
 std::string NameOf(const std::string& path)
 {
     return path.substr(path.rfind('/') + 1);
@@ -76,7 +76,7 @@ public:
     void Announce(const std::string& token);
     std::shared_ptr<void> Seek();
     bool CanAnnounce() const { return canAnnounce_; }
-    // After Start, must be called once before the activity is destroyed.
+    // Must be called once after Start, before the activity is destroyed.
     void Stop();
 
 private:

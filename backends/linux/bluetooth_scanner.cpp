@@ -18,7 +18,8 @@ constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Bluetooth"}
 constexpr std::chrono::seconds KEPT{30};
 constexpr size_t MAX_DEVICES = 64;
 
-// Returns the service data in the format of bluetooth_address.h. Returns nullopt if the device has none.
+// Finds and decodes the service data of this program (bluetooth_address.h) among all service data of a device. Returns
+// nullopt if there are none.
 std::optional<BluetoothServiceData> OwnServiceData(const sdbus::Variant& serviceData)
 {
     const auto byUuid = ValueOf<PropertyMap>(serviceData);

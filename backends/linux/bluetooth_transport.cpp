@@ -25,10 +25,10 @@ constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Bluetooth"}
 constexpr std::chrono::milliseconds ACCEPT_PAUSE{100};
 
 // The number of spare channels, which are opened in advance. To get online over another device, this device needs three
-// channels: between the daemons, for the wake-up message, and for the service. The second and the third are spare
-// channels. They are opened right after the first, because BlueZ opens its own channels on both sides of a new radio
-// link some hundred milliseconds later. If two channels of BlueZ have the same identifier, kernel 6.1 confuses them. It
-// then rejects new channels for up to 40 s, or sends the data of one channel over the other.
+// channels: one between the two daemons, one for the wake-up message, and one for the service. The second and the third
+// are spare channels. They are opened right after the first, because BlueZ opens its own channels on both sides of a
+// new radio link some hundred milliseconds later. If two channels of BlueZ have the same identifier, kernel 6.1
+// confuses them. It then rejects new channels for up to 40 s, or sends the data of one channel over the other.
 constexpr size_t SPARES = 2;
 // How long an unused spare channel stays open. The peer closes a channel without authentication after a longer time
 // (LimitsOfAdmission).
@@ -93,7 +93,7 @@ public:
         });
     }
 
-    // Called instead of Start if a channel is already open. Passes this channel to done.
+    // Called instead of Start if a channel is already open. Passes this channel to the callback done.
     void StartWith(asio::io_context& reactor, Stream stream, Transport::Connected done)
     {
         done_ = std::move(done);

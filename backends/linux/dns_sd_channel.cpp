@@ -43,7 +43,7 @@ public:
     [[nodiscard]] Result<void> Start(const std::string& token);
     void Announce(const std::string& token);
     bool CanAnnounce() const { return canAnnounce_; }
-    // After Start, must be called once before the activity is destroyed.
+    // Must be called once after Start, before the activity is destroyed.
     void Stop();
 
 private:
@@ -56,9 +56,9 @@ private:
     void RetryUnless(const Result<void>& done);
     void RetryLater();
 
-    // Runs on any thread.
+    // PostOrLog may be called on any thread.
     void PostOrLog(Tasks::Work work, const char* purpose);
-    // Runs on strand_ only.
+    // Retry runs on strand_ only.
     void Retry();
 
     const std::shared_ptr<Bus> bus_;

@@ -144,7 +144,7 @@ void WifiContext::UndoLater(NetworkChange change)
 void WifiContext::UndoUnanswered()
 {
     for (const NetworkChange& change : std::vector<NetworkChange>(own.Changes())) {
-        // If NetworkManager does not run, UndoAll undoes the change at its next start.
+        // If NetworkManager does not run, UndoAll undoes the change when NetworkManager starts again.
         if (change.isOver && isRunning) {
             UndoLeft(change);
         }
@@ -153,8 +153,8 @@ void WifiContext::UndoUnanswered()
 
 Result<std::string> WifiContext::ActivationLeft(const NetworkChange& change) const
 {
-    // If the path is empty, there is no activation. But if the call to activate got no reply (isOver), an activation
-    // without a known path may exist. Only the profile identifies it.
+    // An empty path means that there is no activation. The exception is a call to activate that got no reply (isOver):
+    // an activation may exist, and only the profile identifies it.
     if (change.activation.empty() && !change.isOver) {
         return std::string();
     }

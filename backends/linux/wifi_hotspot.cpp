@@ -110,7 +110,7 @@ int32_t LinuxWifiHotspot::DisableHotspot(Wifi::ServiceType type)
 int32_t LinuxWifiHotspot::GetHotspotConfig(Wifi::HotspotConfig& config)
 {
     const TraceSpan span(SpanName::HOTSPOT_CONFIG);
-    // Runs on the caller's thread, because the strand is busy while a hotspot opens.
+    // This read runs on the caller's thread, because the strand is busy while a hotspot opens.
     Result<Wifi::HotspotConfig> read =
         ReadConfig(context_->manager.Until(context_->timers.Now() + Wifi::HOTSPOT_CONFIG_BUDGET));
     if (!read && IsNoAnswer(read.error())) {

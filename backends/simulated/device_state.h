@@ -68,7 +68,7 @@ struct NetworkInReach {
     bool operator==(const NetworkInReach&) const = default;
 };
 
-// Whether this device has internet to share. AUTO: yes if the device has an uplink. ON and OFF override AUTO.
+// Whether this device has internet to share. AUTO: only if the device has an uplink. ON: always. OFF: never.
 enum class UplinkInternet : uint8_t { AUTO, ON, OFF };
 
 // Where the result of the online check of a joined network comes from. AIR: from the hotspot's record in the air

@@ -130,7 +130,7 @@ Wifi::ShareInfo SimulatedHotspot::Look()
     }
     if (info.isOn) {
         for (const StationRecord& station : air_.Stations()) {
-            // The station's counters are swapped: this device has sent what the station received.
+            // The station's counters are swapped, because this device has sent what the station has received.
             info.stations.push_back({station.macAddress, station.sentBytes, station.receivedBytes});
         }
     }
