@@ -1,4 +1,5 @@
-// Reports that this daemon closed its hotspot, in the same way for every backend. Any thread. No call blocks.
+// ReportShareClosed: reports that this daemon has closed its hotspot. Every backend calls it, so that all backends
+// report in the same form. Any thread. No call blocks.
 #pragma once
 
 #include <string>

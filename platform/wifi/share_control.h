@@ -1,6 +1,6 @@
-// ShareControl: the hotspot through which this device shares its network: which stations are connected, how many bytes
-// they used, and closing the hotspot. Requests of peers use WifiHotspot instead (wifi_hotspot.h). Each backend
-// implements it; any thread may use it.
+// ShareControl: reports on the hotspot through which this device shares its network, and closes the hotspot. The report
+// contains the connected stations and the number of bytes that each of them used. Requests of peers use WifiHotspot
+// instead (wifi_hotspot.h). Each backend implements ShareControl. Any thread.
 #pragma once
 
 #include <cstdint>
@@ -13,33 +13,35 @@
 
 namespace Vexo::Wifi {
 
-// Why this device closed a hotspot that it had opened: the REASON of the system event NET_SHARE_CLOSED.
+// The reasons why this device closed a hotspot that it had opened: the values of REASON in the system event
+// NET_SHARE_CLOSED.
 namespace ShareClosed {
-inline constexpr const char* ASKED = "ASKED";                              // a caller asked for it
-inline constexpr const char* IDLE = "IDLE";                                // no station for the idle limit
-inline constexpr const char* IDLE_WITHOUT_UPLINK = "IDLE_WITHOUT_UPLINK";  // like IDLE, while this device had no uplink
+inline constexpr const char* ASKED = "ASKED";  // a caller asked for it
+inline constexpr const char* IDLE = "IDLE";    // no station was connected for the configured idle time
+inline constexpr const char* IDLE_WITHOUT_UPLINK = "IDLE_WITHOUT_UPLINK";  // IDLE, and this device had no uplink
 inline constexpr const char* BATTERY_LOW = "BATTERY_LOW";
 inline constexpr const char* DAEMON_STOPPED = "DAEMON_STOPPED";
-inline constexpr const char* LEFT_OPEN = "LEFT_OPEN";      // found open at a start of the daemon or of NetworkManager
+inline constexpr const char* LEFT_OPEN = "LEFT_OPEN";      // was still open when the daemon or NetworkManager started
 inline constexpr const char* KEY_CHANGED = "KEY_CHANGED";  // a device was removed from the account
-inline constexpr const char* TOO_LATE = "TOO_LATE";        // the hotspot opened after the call had failed
-inline constexpr const char* RELEASED = "RELEASED";  // released by the device that asked for it; no device uses it
-inline constexpr const char* LEASE_ENDED = "LEASE_ENDED";      // the last lease ended, and no station is connected
-inline constexpr const char* BATTERY_FLOOR = "BATTERY_FLOOR";  // the battery is below the owner's limit
+inline constexpr const char* TOO_LATE = "TOO_LATE";  // the hotspot opened after EnableHotspot had returned a failure
+inline constexpr const char* RELEASED = "RELEASED";  // the requesting device released it, and no device uses it
+inline constexpr const char* LEASE_ENDED =
+    "LEASE_ENDED";  // the time granted to the last device ended; no station is connected
+inline constexpr const char* BATTERY_FLOOR = "BATTERY_FLOOR";  // the battery is below the limit that the owner has set
 inline constexpr const char* DATA_LIMIT = "DATA_LIMIT";        // the monthly data limit is reached
 }  // namespace ShareClosed
 
 struct ShareStation {
     std::string macAddress;      // lower case, "02:00:5e:10:00:01"
-    uint64_t receivedBytes = 0;  // by this device from the station, since the station joined
-    uint64_t sentBytes = 0;      // by this device to the station
+    uint64_t receivedBytes = 0;  // received from the station since it joined
+    uint64_t sentBytes = 0;      // sent to the station since it joined
 };
 
 struct ShareInfo {
     bool isOn = false;          // also true for a hotspot that another program opened
     bool isOpenedHere = false;  // opened by this daemon, which may therefore close it
-    // Number of hotspots opened since the daemon's start. It shows whether the hotspot was opened anew between two
-    // calls of Look.
+    // Number of hotspots that were opened since the daemon's start. If two calls of Look return different numbers, a
+    // hotspot was opened between them.
     uint32_t opening = 0;
     bool areStationsKnown = false;  // false if the kernel does not report stations
     std::vector<ShareStation> stations;
@@ -49,15 +51,17 @@ class ShareControl : public NoCopyable {
 public:
     virtual ~ShareControl() = default;
 
-    // Returns the current state. Blocks on the kernel or the disk, not on the radio's daemon: well under 100 ms.
+    // Returns the current state of the hotspot. Waits for the kernel or the disk, but never for the radio's daemon.
+    // Blocks well under 100 ms.
     virtual ShareInfo Look() = 0;
-    // Closes the hotspot if this daemon opened it. reason: a value of ShareClosed. Succeeds also if no hotspot is on.
-    // Returns REFUSED for a hotspot that another program opened, and UNAVAILABLE if the radio's daemon does not answer;
-    // the hotspot is then closed later. Blocks until the hotspot is off, at most 3 s.
+    // Closes the hotspot if this daemon opened it. Blocks until the hotspot is off, at most 3 s. Succeeds also if no
+    // hotspot is on. Returns REFUSED for a hotspot that another program opened. Returns UNAVAILABLE if the radio's
+    // daemon does not answer. The hotspot is then closed later.
+    // reason: a value of ShareClosed.
     [[nodiscard]] virtual Result<void> Close(const char* reason) = 0;
-    // changed is called after the hotspot was opened or closed, on a thread of the backend; it must not block. Set a
-    // function once, before the first peer is served. An empty function ends the calls; SetListener then returns when
-    // no call runs any more.
+    // Sets the function that is called after the hotspot was opened or closed. The backend calls it on a thread of its
+    // own, and it must not block. Set a function once, before the first peer is served. An empty function ends the
+    // calls: SetListener then returns when no call runs any more.
     virtual void SetListener(std::function<void()> changed) = 0;
 };
 

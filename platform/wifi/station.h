@@ -1,16 +1,16 @@
-// Station: the state machine of a Wi-Fi join, which every backend uses. A backend begins an attempt and reports what
-// its radio observes. The station
-// - stores the attempt's state, number, configuration and search limit,
+// Station: the state machine of a Wi-Fi join. Every backend uses it. A backend begins an attempt and reports what its
+// radio observes. The station
+// - stores the attempt's state, number, configuration and search limit (the longest time for the search),
 // - answers GetLinkInfo and WaitForChange,
 // - writes the system event NET_WIFI_JOIN_FAIL for each attempt that failed,
 // - returns which changes the backend must publish as common events.
-// A new attempt silently replaces the previous one, in any state. Each observation names its attempt and changes
+// A new attempt silently replaces the previous attempt, in any state. Each observation names its attempt. It changes
 // nothing if the attempt was replaced or has ended.
 //
 //   SEARCHING -> JOIN_REQUESTED -> JOINING -> OBTAINING_ADDRESS -> CONNECTED -> DISCONNECTED
 //
-// A radio may skip states. A state before CONNECTED may return to SEARCHING, to try another join, or end in FAILED. Any
-// thread; only WaitForChange blocks. Stored configurations: wifi_device.h.
+// A radio may skip states. From any state before CONNECTED, the attempt may return to SEARCHING to try another join, or
+// end in FAILED. Any thread; only WaitForChange blocks. Stored configurations: wifi_device.h.
 #pragma once
 
 #include <chrono>
@@ -24,7 +24,8 @@
 
 namespace Vexo::Wifi {
 
-// Why a join failed: the REASON of NET_WIFI_JOIN_FAIL (docs/errors.md), and WifiLinkInfo::failure.
+// The reasons why a join failed: the values of REASON in the system event NET_WIFI_JOIN_FAIL (docs/errors.md) and of
+// WifiLinkInfo::failure.
 namespace JoinFailure {
 inline constexpr const char* NOT_VISIBLE = "NOT_VISIBLE";
 inline constexpr const char* SECURITY_DIFFERS = "SECURITY_DIFFERS";
@@ -34,17 +35,17 @@ inline constexpr const char* NOT_ADMITTED = "NOT_ADMITTED";  // the hotspot give
 inline constexpr const char* NO_IP_ADDRESS = "NO_IP_ADDRESS";
 inline constexpr const char* NO_ANSWER = "NO_ANSWER";        // the hotspot did not complete the join in time
 inline constexpr const char* WIFI_OFF = "WIFI_OFF";          // switched off, or the radio was removed
-inline constexpr const char* RADIO_FAILED = "RADIO_FAILED";  // the radio failed, or the daemon that controls it
-inline constexpr const char* ENDED_HERE = "ENDED_HERE";      // by a person, another network or sleep, on this device
+inline constexpr const char* RADIO_FAILED = "RADIO_FAILED";  // the radio or the radio's daemon failed
+inline constexpr const char* ENDED_HERE = "ENDED_HERE";      // a person, another network or sleep ended it here
 }  // namespace JoinFailure
 
 // Why an attempt or a connection ended.
 struct LinkEnd {
     const char* failure;   // a value of JoinFailure
-    std::string sentence;  // for a person; it may name the network, never its key
+    std::string sentence;  // text for a person; may contain the network's name, never its key
 };
 
-// Ends that every backend can report.
+// NotVisible, HotspotGone, WrongKey and WifiOff return the ends that every backend can report.
 LinkEnd NotVisible(const std::string& ssid);  // ends an attempt
 LinkEnd HotspotGone();                        // ends a connection
 LinkEnd WrongKey();
@@ -57,7 +58,8 @@ struct NetworkSecurity {
     bool allowsSae = false;
 };
 
-// Returns why a station with this configuration cannot join such a network; no value if it can try.
+// Returns the reason why a station with the configuration config cannot join a network that is secured as in security.
+// Returns no value if the station can try to join.
 std::optional<LinkEnd> MismatchOf(const WifiDeviceConfig& config, const NetworkSecurity& security);
 
 class Station {
@@ -73,12 +75,12 @@ public:
         DISCONNECTED,  // ended after it was connected
     };
 
-    // The latest attempt, as it is when Current is called.
+    // A copy of the latest attempt's data, as returned by Current.
     struct Join {
         uint32_t attempt = 0;
         State state = State::IDLE;
         WifiDeviceConfig config;                  // includes the key
-        std::chrono::microseconds searchLeft{0};  // at 0 no other join may begin
+        std::chrono::microseconds searchLeft{0};  // time left to search; at 0 no further join may begin
         bool IsUnderWay() const { return state >= State::SEARCHING && state <= State::CONNECTED; }
     };
 
@@ -86,24 +88,25 @@ public:
     explicit Station(const Clock& clock = Clock::System()) : clock_(clock) {}
 
     WifiLinkInfo LinkInfo() const;
-    // Blocks until state or attempt differ from known, the limit has passed, or Stop() is called. Returns the current
-    // link info.
+    // Blocks until the state or the attempt number differs from that of known. Also returns when limit has passed or
+    // Stop was called. Returns the current link info.
+    // known: the link info that the caller has already.
     WifiLinkInfo WaitForChange(const WifiLinkInfo& known, std::chrono::milliseconds limit);
 
     Join Current() const;
     // Starts a new attempt in state SEARCHING. Returns its number; no value after Stop().
     std::optional<uint32_t> Begin(const WifiDeviceConfig& config, std::chrono::milliseconds searchLimit);
-    // Sets the state of the attempt, which must be one before CONNECTED. Returns false if the attempt is not the latest
-    // or has ended.
+    // Moves the attempt to another state before CONNECTED. Returns false if the attempt is not the latest or has ended.
     bool Advance(uint32_t attempt, State state);
-    // Sets the attempt to CONNECTED and stores the network's hardware address in its configuration, before another
-    // thread can see the new state. Returns true if the backend must publish that; false if the attempt is not the
-    // latest or has ended, and after Stop().
+    // Sets the attempt to CONNECTED and stores the network's hardware address in the attempt's stored configuration,
+    // before another thread can see the new state. Returns true if the backend must publish the new state. Returns
+    // false if the attempt is not the latest or has ended, and after Stop().
     bool OnConnected(uint32_t attempt, const std::string& bssid, const std::string& address);
     // Sets the attempt to FAILED, or to DISCONNECTED if it was connected. Returns the state that the backend must
     // publish; no value if the attempt is not the latest or has ended, and after Stop().
     std::optional<WifiLinkState> OnEnded(uint32_t attempt, const LinkEnd& end);
-    // Ends all waits. From now on nothing is to be published, and the link info does not change.
+    // Ends all calls of WaitForChange. From now on the link info does not change, and no function asks the backend to
+    // publish a change.
     void Stop();
     bool IsStopped() const;
 

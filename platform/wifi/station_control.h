@@ -1,6 +1,5 @@
-// StationControl: controls this device's connection to a network, beyond what requests need (wifi_device.h): reports
-// which network it has joined, leaves that network and rejoins the previous one. Each backend implements it; any thread
-// may use it.
+// StationControl: reports which network this device has joined, leaves that network and rejoins the previous network.
+// The service's requests use WifiDevice instead (wifi_device.h). Each backend implements StationControl. Any thread.
 #pragma once
 
 #include <chrono>
@@ -16,20 +15,20 @@ namespace Vexo::Wifi {
 
 // A network that this device has joined by ConnectToDevice.
 struct JoinedNetwork {
-    uint32_t attempt = 0;                  // WifiLinkInfo::attempt
+    uint32_t attempt = 0;                  // number of the attempt, as in WifiLinkInfo
     std::string ssid;                      // raw bytes
     std::string security;                  // "open", "WPA2", "WPA3"; empty: not known
     std::string interface;                 // "wlan0"; "simulated" for a simulated radio
     std::string macAddress;                // of this device, as the hotspot sees it; lower case
     std::string address;                   // IPv4, of this device
     std::string gateway;                   // IPv4; empty: none
-    std::vector<std::string> nameServers;  // of the lease
+    std::vector<std::string> nameServers;  // IPv4 addresses, from the DHCP lease
 };
 
 struct LeftNetwork {
     bool hasLeft = false;  // an attempt or a connection of this daemon was ended
-    // The name of the user's network that this device is on again ("office"). Empty if there was none before, or if it
-    // was not joined again within the limit.
+    // The name of the user's network that this device is on after Leave, such as "office". Empty if this device was on
+    // no network before the attempt, or if it could not rejoin that network in time.
     std::string backOn;
 };
 
@@ -40,10 +39,10 @@ public:
     // Returns the network that the latest attempt has joined; no value if it is not connected. Blocks on the radio's
     // daemon, at most 1 s.
     virtual std::optional<JoinedNetwork> Joined() = 0;
-    // Ends the attempt or the connection with that number, removes its configuration and rejoins the user's previous
-    // network. Does nothing if a newer attempt has begun or this one has ended; backOn is then the network that this
-    // device is on. Blocks until the network is joined, at most for limit. Fails if the radio's daemon does not answer;
-    // what was begun is then undone later.
+    // Ends the attempt with this number, also if it is connected, removes its configuration and rejoins the user's
+    // previous network. Blocks until that network is joined, at most for limit. If the attempt has ended already or a
+    // newer attempt has begun, Leave changes nothing, and backOn names the network that this device is on. Fails if the
+    // radio's daemon does not answer; the network is then left later.
     [[nodiscard]] virtual Result<LeftNetwork> Leave(uint32_t attempt, std::chrono::milliseconds limit) = 0;
 };
 

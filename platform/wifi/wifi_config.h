@@ -9,16 +9,16 @@
 
 namespace Vexo::Wifi {
 
-// Returns WIFI_OK; WIFI_INVALID_CONFIG if the SSID does not have 1 to 32 bytes or the key management does not allow the
-// key; WIFI_NOT_SUPPORTED for an unknown key management.
+// Returns WIFI_OK for a valid configuration. Returns WIFI_INVALID_CONFIG if the SSID does not have 1 to 32 bytes, or if
+// the key does not fit the key management. Returns WIFI_NOT_SUPPORTED for an unknown key management.
 int32_t CheckConfig(const WifiDeviceConfig& config);
 
-// Returns a name such as "phone-7f3a": the device's name and the first 4 characters of its network id, at most 32
-// bytes. A long device name is cut between UTF-8 characters.
+// Returns the name of a hotspot, such as "phone-7f3a". It consists of the device's name and the first 4 characters of
+// the device's network id, and has at most 32 bytes. A long device name is cut between UTF-8 characters.
 std::string MakeHotspotSsid(std::string deviceName, const std::string& networkId);
 
-// Returns a pre-shared key with 80 random bits: 16 characters from an alphabet of 32 that are hard to confuse. Ends the
-// process if the kernel provides no random bytes.
+// Returns a pre-shared key with 80 random bits: 16 characters, each one of 32 that people do not easily confuse. Ends
+// the process if the kernel provides no random bytes.
 std::string GenerateHotspotKey();
 
 }  // namespace Vexo::Wifi

@@ -1,5 +1,5 @@
-// WifiConfigStore: the configurations that were added to a station, in memory only. They contain keys. Any thread. No
-// call blocks.
+// WifiConfigStore: stores the configurations that were added to a station. They are kept in memory only, because they
+// contain keys. Any thread. No call blocks.
 #pragma once
 
 #include <optional>
@@ -12,15 +12,16 @@ namespace Vexo::Wifi {
 
 class WifiConfigStore {
 public:
-    // Returns the configurations in the order of their ids. isCandidate: only those added with isCandidate.
+    // Returns the stored configurations in the order in which they were first added. isCandidate: if true, only those
+    // that were added as candidates.
     std::vector<WifiDeviceConfig> List(bool isCandidate);
-    // Stores a configuration and returns its id. Ids count from 0. A configuration with the SSID and key management of
-    // a stored one replaces that one and keeps its id.
+    // Stores a configuration and returns its id. Ids count from 0. A stored configuration with the same SSID and key
+    // management is replaced, and its id is used again.
     int Add(const WifiDeviceConfig& config, bool isCandidate);
-    // Returns the configuration that a call refers to: config itself, or the stored one with its id if config has an
-    // empty SSID.
+    // Returns config if its SSID is not empty. Otherwise returns the stored configuration with the id of config, or
+    // config if no such configuration is stored.
     WifiDeviceConfig Resolve(const WifiDeviceConfig& config);
-    // Stores the hardware address of the network, if the configuration is stored.
+    // Sets the hardware address (bssid) of the stored configuration. Does nothing if config is not stored.
     void SetBssid(const WifiDeviceConfig& config, const std::string& bssid);
     void Remove(const WifiDeviceConfig& config);
 

@@ -1,7 +1,7 @@
-// WifiDevice: this device as a station (ability 1120). Implemented by a backend. Any thread. AddDeviceConfig and
-// ConnectToDevice return within their budgets (wifi_budgets.h); what takes longer goes on after the call. A call that
-// reaches its budget fails and undoes what it has begun. GetDeviceConfigs and GetLinkInfo do not block. Results: a
-// WifiResult, or the radio's own code.
+// WifiDevice: controls this device as a Wi-Fi station (ability 1120). Each backend implements it. Any thread.
+// AddDeviceConfig and ConnectToDevice return within their budgets (wifi_budgets.h); the join itself continues after
+// ConnectToDevice has returned. A call that reaches its budget fails and undoes what it has begun. GetDeviceConfigs and
+// GetLinkInfo do not block. An int32_t result is a WifiResult or the radio's own code.
 #pragma once
 
 #include <chrono>
@@ -16,11 +16,12 @@ namespace Vexo::Wifi {
 
 class WifiDevice : public virtual RefBase {
 public:
-    // Returns the object registered under that ability id, or null. instanceId: the radio; only 0 exists. The pointer
-    // keeps the object alive.
+    // Returns the object that is registered under systemAbilityId, or null. The returned pointer keeps the object
+    // alive. instanceId: the number of the radio; only 0 exists.
     static std::shared_ptr<WifiDevice> GetInstance(int32_t systemAbilityId, int32_t instanceId = 0);
 
-    // Replaces configs by the stored configurations. isCandidate: only those that were added as candidates.
+    // Replaces the content of configs by the stored configurations. isCandidate: if true, only those that were added as
+    // candidates.
     virtual int32_t GetDeviceConfigs(std::vector<WifiDeviceConfig>& configs, bool isCandidate) = 0;
     // Stores a configuration and gives it a network id.
     virtual int32_t AddDeviceConfig(const WifiDeviceConfig& config, int& networkId, bool isCandidate) = 0;
@@ -28,8 +29,9 @@ public:
     virtual int32_t ConnectToDevice(const WifiDeviceConfig& config) = 0;
 
     virtual WifiLinkInfo GetLinkInfo() = 0;
-    // Blocks until the link info differs from known in state or attempt, or the limit has passed. Returns the current
-    // link info.
+    // Blocks until the link info differs from known in state or attempt, at most for limit. Returns the current link
+    // info.
+    // known: the link info that the caller has already.
     virtual WifiLinkInfo WaitForChange(const WifiLinkInfo& known, std::chrono::milliseconds limit) = 0;
 };
 

@@ -1,7 +1,7 @@
-// WifiHotspot: this device's access point (ability 1121). Implemented by a backend. Any thread. Every call returns
-// within its budget (wifi_budgets.h); what takes longer goes on after the call. A call that reaches its budget fails
-// and undoes what it has begun. DisableHotspot has no budget, because no request calls it; it may take 10 s. Results: a
-// WifiResult, or the radio's own code.
+// WifiHotspot: controls this device's access point (ability 1121). Each backend implements it. Any thread. Every call
+// except DisableHotspot returns within its budget (wifi_budgets.h). A call that reaches its budget fails and undoes
+// what it has begun, if necessary after it has returned. DisableHotspot may take 10 s; it has no budget, because no
+// request calls it. Results: a WifiResult or the radio's own code.
 #pragma once
 
 #include <cstdint>
@@ -14,8 +14,8 @@ namespace Vexo::Wifi {
 
 class WifiHotspot : public virtual RefBase {
 public:
-    // Returns the object registered under that ability id, or null. instanceId: the radio; only 0 exists. The pointer
-    // keeps the object alive.
+    // Returns the object that is registered under systemAbilityId, or null. The returned pointer keeps the object
+    // alive. instanceId: the number of the radio; only 0 exists.
     static std::shared_ptr<WifiHotspot> GetInstance(int32_t systemAbilityId, int32_t instanceId = 0);
 
     virtual int32_t IsHotspotActive(bool& isActive) = 0;

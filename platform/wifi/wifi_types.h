@@ -23,8 +23,8 @@ enum class KeyMgmt : int32_t {
 enum WifiResult : int32_t {
     WIFI_OK = 0,
     WIFI_NO_ANSWER = 1,       // the radio did not answer in time
-    WIFI_DISABLED = 2,        // switched off or blocked
-    WIFI_INVALID_CONFIG = 3,  // SSID without 1 to 32 bytes, or a key that the security does not allow
+    WIFI_DISABLED = 2,        // the radio is switched off or blocked
+    WIFI_INVALID_CONFIG = 3,  // the SSID does not have 1 to 32 bytes, or the key does not fit keyMgmt
     WIFI_NOT_SUPPORTED = 4,
     WIFI_FAILED = 5,
 };
@@ -52,7 +52,7 @@ struct WifiDeviceConfig {
     std::string ssid;
     std::string bssid;  // "02:00:5e:10:00:01", empty when unknown
     std::string preSharedKey;
-    // "NONE"; "WPA-PSK": any security with a pre-shared key, WPA3 included; "WPA-EAP"; empty: the security of the
+    // "NONE": no key. "WPA-PSK": any security with a pre-shared key, also WPA3. "WPA-EAP". Empty: the security of the
     // visible network.
     std::string keyMgmt;
 };
@@ -64,9 +64,9 @@ struct WifiLinkInfo {
     WifiLinkState state = WifiLinkState::IDLE;
     uint32_t attempt = 0;  // counts ConnectToDevice calls that were accepted
     std::string ssid;
-    std::string address;  // when connected: "192.168.43.17"
-    std::string reason;   // when failed or disconnected: "no hotspot of that name is visible", "wrong key", …
-    std::string failure;  // the same as a value of JoinFailure (station.h)
+    std::string address;  // only when connected; such as "192.168.43.17"
+    std::string reason;   // only when failed or disconnected; a text such as "wrong key"
+    std::string failure;  // only when failed or disconnected; a value of JoinFailure (station.h)
 };
 
 }  // namespace Vexo::Wifi
