@@ -20,9 +20,9 @@ public:
     explicit EventHandler(const std::shared_ptr<EventRunner>& runner = nullptr);
     virtual ~EventHandler();
 
-    // Takes ownership of the event. Returns false without a runner, for a null event and for a negative delay. A
-    // numeric event is dropped if its handler no longer exists when the event is due; a task still runs. A handler that
-    // sends numeric events must be owned by a shared_ptr.
+    // Takes ownership of the event. Returns false if there is no runner, the event is null or the delay is negative. A
+    // numeric event is dropped if its handler no longer exists when the event is due. A task still runs in that case. A
+    // handler that sends numeric events must be owned by a shared_ptr.
     bool SendEvent(InnerEvent::Pointer event, int64_t delayTimeMs = 0, Priority priority = Priority::LOW);
     bool SendEvent(uint32_t innerEventId, int64_t param = 0, int64_t delayTimeMs = 0);
 

@@ -1,5 +1,5 @@
-// EventQueue: the events of one runner, in the order in which they are due. Shared by the runner and its thread. Any
-// thread.
+// EventQueue: the events of one runner, in the order in which they are due. The runner and the runner's thread share
+// the queue. Any thread.
 #pragma once
 
 #include <chrono>
@@ -19,13 +19,14 @@ public:
     using Deliver = std::function<void()>;
 
     struct Entry {
-        uint64_t owner;        // the handler that posted it
+        uint64_t owner;        // identifies the handler that posted the event
         std::string taskName;  // empty for a numeric event
         Caller caller;
         Deliver deliver;
     };
 
-    // Delivers the entry once, on the runner's thread, unless it is removed before. After Stop the entry is dropped.
+    // Adds an entry to the queue. Run delivers the entry once, after the delay, unless Remove has removed it. After
+    // Stop, Add drops the entry.
     void Add(std::chrono::milliseconds delay, uint32_t priority, Entry entry);
     void Remove(uint64_t owner, const std::string& taskName);
 

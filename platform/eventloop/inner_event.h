@@ -1,6 +1,5 @@
-// InnerEvent: an event that a handler posts. It is either a numeric id with a parameter, for
-// EventHandler::ProcessEvent, or a named task. Make it with Get and move it into SendEvent; until then one thread uses
-// it.
+// InnerEvent: an event that a handler posts. An event is either a named task, or a numeric id with a parameter for
+// EventHandler::ProcessEvent. Make an event with Get and move it into EventHandler::SendEvent. Not thread-safe.
 #pragma once
 
 #include <cstdint>

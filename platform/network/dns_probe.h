@@ -1,6 +1,6 @@
-// Finds out whether a network leads to the internet, with a DNS query for the name servers of the root (RFC 1035,
-// section 4; RFC 8109). Every resolver can answer that query, and no captive portal needs it. Any thread. Except for
-// AskRootServers, pure functions.
+// Checks whether a network leads to the internet. The check is a DNS query for the name servers of the DNS root (RFC
+// 1035, section 4; RFC 8109). Every resolver can answer that query, but a captive portal (a network's login page) has
+// no need to answer it. Any thread. AskRootServers blocks; the other functions are pure.
 #pragma once
 
 #include <cstdint>
@@ -13,15 +13,19 @@
 
 namespace Vexo::Network {
 
-// Returns the query with that id: recursion desired, one question (".", NS, IN).
+// Returns the query for the name servers of the root: recursion desired, one question (".", NS, IN). id: the DNS id of
+// the query.
 std::vector<uint8_t> EncodeRootQuery(uint16_t id);
-// Succeeds if the bytes are an answer to that query with at least one NS record of the root. The error says what is
-// wrong with the bytes. It is REFUSED for an answer with an error code or without such a record, else MALFORMED.
+// Checks an answer to the query that EncodeRootQuery returned for this id. Succeeds if the answer contains an NS record
+// of the root. Fails with REFUSED if the answer has an error code or no such record, and with MALFORMED for any other
+// bytes. The error's message says what is wrong.
 [[nodiscard]] Result<void> CheckRootAnswer(uint16_t id, const uint8_t* data, size_t size);
 
-// Asks the name servers (IPv4, port 53) one after the other, and again, until one gives a good answer, the deadline has
-// passed or isCancelled returns true. isCancelled is called at least every 100 ms. interface: the sockets are bound to
-// it (SO_BINDTODEVICE); empty: not bound. port: for tests. Returns the error of the last try. Blocks.
+// Sends the query to the name servers (IPv4) one after the other, again and again. Ends when one of them gives a good
+// answer, the deadline has passed or isCancelled returns true. Returns the error of the last try. Blocks; calls
+// isCancelled at least every 100 ms.
+// interface: the interface to which the sockets are bound (SO_BINDTODEVICE); empty: not bound. port: only tests change
+// it.
 [[nodiscard]] Result<void> AskRootServers(const std::vector<std::string>& nameServers, const std::string& interface,
                                           SteadyTime deadline, const std::function<bool()>& isCancelled,
                                           uint16_t port = 53);

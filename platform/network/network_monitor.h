@@ -1,6 +1,6 @@
-// NetworkMonitor: reports the state of this device's networks: whether the user has a network without this daemon, what
-// this device can share with others, and whether a joined network leads to the internet. Each backend implements it;
-// any thread may use it.
+// NetworkMonitor: reports the state of this device's networks. It reports whether the user has a network without this
+// daemon, what this device can share with other devices, and whether a joined network leads to the internet. Each
+// backend implements it. Any thread.
 #pragma once
 
 #include <chrono>
@@ -20,8 +20,8 @@ namespace Vexo::Network {
 struct Uplink {
     enum class Kind : uint8_t { NONE, MOBILE, WIRE, WIFI };
     Kind kind = Kind::NONE;
-    std::string technology;                // of MOBILE: "2G" to "5G"; else empty
-    std::optional<uint8_t> signalPercent;  // of MOBILE and WIFI
+    std::string technology;                // for MOBILE: "2G" to "5G"; otherwise empty
+    std::optional<uint8_t> signalPercent;  // only for MOBILE and WIFI
     std::optional<bool> isMetered;
     std::optional<bool> hasInternet;  // result of the machine's connectivity check; no value: not checked
     bool isMobileDataOff = false;     // a modem has a SIM, but mobile data is switched off
@@ -32,7 +32,7 @@ struct Battery {
     bool isCharging = false;
 };
 
-// The facts that decide when this device needs the network of another device, and when it no longer does.
+// The facts that decide whether this device needs the network of another device.
 struct NetworkSituation {
     bool hasNetwork = false;       // any connection with a default route
     bool isJoinedHere = false;     // that connection is a network that this daemon joined (ConnectToDevice)
@@ -57,21 +57,22 @@ class NetworkMonitor : public NoCopyable {
 public:
     virtual ~NetworkMonitor() = default;
 
-    // Each call asks daemons of the machine and blocks at most 1 s. A value that they do not report in time counts as
-    // not known.
+    // CurrentUplink, CurrentBattery and Situation ask daemons of this machine and block at most 1 s each. A value that
+    // a daemon does not report in time counts as not known.
     virtual Uplink CurrentUplink() = 0;
     virtual Battery CurrentBattery() = 0;
     virtual NetworkSituation Situation() = 0;
     // Starts a scan. NetworkSituation::scan changes when it has finished. Does not block.
     virtual void RequestScan() = 0;
     // Checks whether the joined network leads to the internet. Uses NetworkManager's connectivity check if that is
-    // configured, else a query for the root's name servers (dns_probe.h), sent to the name servers of the lease on that
-    // interface only. Blocks until there is an answer or the deadline has passed. isCancelled is called at least every
-    // 100 ms.
+    // configured. If it is not, or gives no result, asks the network's own name servers for the name servers of the DNS
+    // root, through the network's interface only (dns_probe.h). Blocks until there is a result, the deadline has passed
+    // or isCancelled returns true. Calls isCancelled at least every 100 ms.
     virtual OnlineVerdict CheckOnline(const Wifi::JoinedNetwork& network, SteadyTime deadline,
                                       const std::function<bool()>& isCancelled) = 0;
-    // changed is called when the situation may have changed, on a thread of the backend; it must not block. Set a
-    // function at most once. An empty function ends the calls; SetListener then returns when no call runs any more.
+    // Sets the function that is called when the network situation may have changed. The backend calls it on a thread of
+    // its own, and it must not block. Set a function at most once. An empty function ends the calls: SetListener then
+    // returns when no call runs any more.
     virtual void SetListener(std::function<void()> changed) = 0;
 };
 

@@ -1,4 +1,5 @@
-// ChangeListener: stores one function, which it calls after each change that its owner reports (Notify). Any thread.
+// ChangeListener: stores one function and calls it after each change. The owner of the ChangeListener reports a change
+// with Notify. Any thread.
 #pragma once
 
 #include <functional>
@@ -14,8 +15,8 @@ class ChangeListener : public NoCopyable {
 public:
     ~ChangeListener() { strand_.Drain(); }
 
-    // Replaces the function. An empty one ends the calls: when Set returns, no call runs any more, unless Set was
-    // called by the function itself.
+    // Replaces the stored function. An empty function ends the calls: Set then returns when no call runs any more. If
+    // the stored function itself calls Set, Set does not wait.
     void Set(std::function<void()> changed)
     {
         const bool isEnd = !changed;

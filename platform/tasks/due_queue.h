@@ -1,5 +1,6 @@
 // DueQueue: entries sorted by the time at which they are due. Used by the platform's timers (timers.h), the runtime's
-// queues (ffrt.h) and event runners (platform/eventloop/event_queue.h). Not thread-safe: its owner's lock guards it.
+// queues (ffrt.h) and event runners (platform/eventloop/event_queue.h). Not thread-safe: the owner of a queue guards it
+// with a lock.
 #pragma once
 
 #include <algorithm>
@@ -17,8 +18,8 @@
 
 namespace Vexo::Tasks {
 
-// Returns now + delay. A delay counts at most ten years, so that the sum does not overflow the clock. The comparison is
-// made in the unit of the delay, so that it does not overflow either.
+// Returns the sum of now and delay. A delay of more than ten years counts as ten years, because the sum would overflow
+// the clock. The two are compared in the unit of delay, because a conversion could overflow too.
 template <typename Delay>
 SteadyTime DueAfter(SteadyTime now, Delay delay)
 {
@@ -26,8 +27,8 @@ SteadyTime DueAfter(SteadyTime now, Delay delay)
     return now + std::min<Delay>(delay, LONGEST_DELAY);
 }
 
-// The position of an entry in its queue. Of entries that are due at the same time, the one with the smaller priority
-// comes first; with equal priority, the one that was added first.
+// The position of an entry in its queue. Entries are sorted by due time, then by priority (the smallest value first),
+// then in the order in which they were added.
 struct DuePlace {
     SteadyTime due;
     uint32_t priority = 0;
@@ -55,7 +56,7 @@ public:
         return entries_.empty() ? std::nullopt : std::optional<SteadyTime>(entries_.begin()->first.due);
     }
 
-    // Removes and returns the first entry if it is due at now; else returns no value.
+    // Removes and returns the first entry if it is due. Otherwise returns no value. now: the current time.
     std::optional<Entry> TakeDue(SteadyTime now)
     {
         if (entries_.empty() || entries_.begin()->first.due > now) {
@@ -72,7 +73,8 @@ public:
         return node ? std::optional<Entry>(std::move(node.mapped())) : std::nullopt;
     }
 
-    // Removes and returns every entry for which the predicate is true. Destroy them as after Remove.
+    // Removes and returns every entry for which the predicate is true. The caller must destroy these entries after
+    // releasing its lock, because destroying an entry may need that lock.
     template <typename Predicate>
     std::vector<Entry> RemoveIf(const Predicate& predicate)
     {

@@ -1,7 +1,8 @@
-// ElasticPool: worker threads for work that may block for minutes. A thread is added whenever all are busy, and ends
-// after it was idle for 10 s. At the thread limit work is queued, with one warning. An idle pool without threads makes
-// no wake-ups. Strand: runs the work posted to it in order, one at a time, on a pool. Used by the task runtime
-// (ffrt.h), for callbacks and for loading abilities. Any thread may post.
+// ElasticPool: worker threads for work that may block for minutes. When all threads are busy, the pool starts a further
+// thread. A thread ends after it was idle for 10 s. A pool that has reached its thread limit queues the work and logs
+// one warning. A pool without threads causes no wake-ups of the processor. Strand: runs the work posted to it on a
+// pool, in order and one at a time. Both are used by the task runtime (ffrt.h), for callbacks and for loading
+// abilities. Any thread may post.
 #pragma once
 
 #include <chrono>
@@ -15,7 +16,7 @@
 namespace Vexo::Tasks {
 
 inline constexpr size_t MAX_POOL_THREADS = 256;
-inline constexpr size_t MAX_POOL_QUEUE = 65536;  // work that waits for a thread; beyond it a post is refused
+inline constexpr size_t MAX_POOL_QUEUE = 65536;  // the most work that may wait for a thread; Post refuses more
 inline constexpr std::chrono::seconds POOL_THREAD_IDLE_LIMIT{10};
 
 using Work = std::function<void()>;
@@ -26,26 +27,27 @@ bool StartDetachedThread(Work run);
 
 class ElasticPool : public NoCopyable {
 public:
-    // name: the name of the threads, of which the system shows at most 15 bytes. startThread is called by Post, on any
-    // thread.
+    // name: the name of the pool's threads. The system shows at most 15 bytes of it. startThread: starts a thread;
+    // called by Post on the thread that posts.
     explicit ElasticPool(const std::string& name, size_t maxThreads = MAX_POOL_THREADS,
                          ThreadStarter startThread = StartDetachedThread);
     // Blocks until the queued work and the running work have ended and all threads are gone.
     ~ElasticPool();
 
-    // Blocks only while the system starts a thread. Returns false if the work will not run: it is empty, the queue is
-    // full, or the system refuses even the first thread. If the system refuses a further thread, the work waits for a
-    // worker, and the next Post tries again. Exceptions from the work are caught and logged.
+    // Runs the work on a thread of the pool. Blocks only while the system starts a thread. Returns false if the work
+    // will not run: it is empty, the queue is full, or the system refuses even the first thread. If the system refuses
+    // a further thread, the work is queued, and the next Post tries again to start a thread. Exceptions from the work
+    // are caught and logged.
     //
-    // finished (optional) runs on the same thread after the work, when the worker counts as idle again. Use it to wake
-    // a thread that waits for the work: what that thread posts next finds an idle worker. finished must neither block
-    // nor throw.
+    // finished: an optional function that runs after the work on the same thread, when this worker already counts as
+    // idle. Use it to wake a thread that waits for the work, because the next work that this thread posts then finds an
+    // idle worker. It must neither block nor throw.
     bool Post(Work work, Work finished = nullptr);
 
     size_t ThreadCount() const;
     size_t QueuedCount() const;
 
-    // The pool shared by strands and helpers of the platform. Never destroyed.
+    // Returns the pool that strands and helpers of the platform share. The pool is never destroyed.
     static ElasticPool& Shared();
 
 private:
@@ -59,7 +61,7 @@ public:
     explicit Strand(ElasticPool& pool = ElasticPool::Shared());
     ~Strand();
 
-    // Like ElasticPool::Post.
+    // Queues the work. Returns false if the pool refuses the work (ElasticPool::Post).
     bool Post(Work work);
     // Blocks until all work posted before has run. Must not be called by work of this strand.
     void Drain();

@@ -1,7 +1,7 @@
-// ffrt: the task runtime that the service runs on. Tasks have a name and may block for minutes; a general task has no
-// dependencies and no order; a queue runs its tasks one after the other. Every submission copies the callable into
+// ffrt: the task runtime on which the service runs. Tasks have a name and may block for minutes. General tasks have no
+// dependencies and no order. A queue runs its tasks one after the other. Every submission copies the callable into
 // storage that the runtime owns, invokes it once and destroys it. A task that throws an exception ends, and the
-// exception is logged. All functions may be called from any thread, tasks included. Built on elastic_pool.h and
+// exception is logged. All functions may be called from any thread, also from a task. Built on elastic_pool.h and
 // timers.h.
 #pragma once
 
@@ -28,7 +28,8 @@ enum ffrt_function_kind_t { ffrt_function_kind_general, ffrt_function_kind_queue
 struct ffrt_function_t;  // owned by the runtime from submission on
 
 namespace ffrt {
-// Copies the callable. Pass the result to exactly one submission of that kind, which takes ownership of it.
+// Copies the callable. Pass the result to exactly one submission: to ffrt_submit, or to a queue if kind is
+// ffrt_function_kind_queue. The submission takes ownership of the result.
 ffrt_function_t* create_function_wrapper(const std::function<void()>& callable, ffrt_function_kind_t kind);
 }  // namespace ffrt
 
@@ -37,8 +38,8 @@ ffrt_function_t* create_function_wrapper(const std::function<void()>& callable, 
 // without running, and ffrt_wait does not wait for it.
 void ffrt_submit(ffrt_function_t* function, const ffrt_task_attr_t* attr);
 
-// Blocks until every task submitted so far from the calling context has finished. The context is the running task when
-// called inside one, else the thread.
+// Blocks until every task has finished that was submitted so far from the calling context. The calling context is the
+// task that runs on this thread, or the thread itself if no task runs on it.
 void ffrt_wait();
 
 // ---- Queues ----------------------------------------------------------------------------------------------------
@@ -69,10 +70,9 @@ ffrt::task_handle ffrt_queue_submit_h(ffrt::queue& queue, ffrt_function_t* funct
 // Returns 0 if the task had not started and will not run; 1 if it has started, is unknown or was cancelled before.
 int ffrt_queue_cancel(ffrt::queue& queue, const ffrt::task_handle& handle);
 
-// ---- Mutex and condition variable ------------------------------------------------------------------------------
-// Each type is 64 bytes of storage, in which init constructs the object. All functions return 0 on success, else
-// ffrt_error (a null argument, an attribute, or an object that was not initialised), ffrt_error_busy or
-// ffrt_error_timedout.
+// Each type is 64 bytes of storage, in which init constructs the object. All functions return 0 on success. Otherwise
+// they return ffrt_error_busy, ffrt_error_timedout or ffrt_error. ffrt_error: an object is null or was not initialised,
+// or an attribute is not null.
 enum ffrt_error_t : int { ffrt_success = 0, ffrt_error = -1, ffrt_error_busy = 16, ffrt_error_timedout = 110 };
 struct alignas(8) ffrt_mutex_t {
     unsigned char storage[64];
@@ -91,7 +91,7 @@ int ffrt_cond_init(ffrt_cond_t* cond, const ffrt_condattr_t* attr);
 int ffrt_cond_signal(ffrt_cond_t* cond);
 int ffrt_cond_broadcast(ffrt_cond_t* cond);
 int ffrt_cond_wait(ffrt_cond_t* cond, ffrt_mutex_t* mutex);
-// The caller must have locked the mutex. deadline is a time of the steady clock.
+// The caller must have locked the mutex. deadline: a time of the steady clock.
 int ffrt_cond_timedwait(ffrt_cond_t* cond, ffrt_mutex_t* mutex, std::chrono::steady_clock::time_point deadline);
 int ffrt_cond_destroy(ffrt_cond_t* cond);
 
@@ -104,14 +104,15 @@ class async_state;
 class future {
 public:
     explicit future(std::shared_ptr<async_state> state);
-    // Blocks at most timeout. Returns ready if the call has ended, also if it ended exactly at the deadline.
+    // Blocks until the call has ended, at most for timeout. Returns ready if the call has ended, even if it ended
+    // exactly at the end of timeout.
     future_status wait_for(std::chrono::nanoseconds timeout) const;
 
 private:
     std::shared_ptr<async_state> state_;
 };
 
-// Runs a copy of the callable on a runtime thread, as a task named "thread". Only the future waits for it, ffrt_wait
-// does not. If the runtime is full, the callable does not run and the future times out.
+// Runs a copy of the callable on a runtime thread, as a task named "thread". The returned future can wait for this
+// task; ffrt_wait does not wait for it. If the runtime is full, the callable does not run and the future times out.
 future async(const std::function<void()>& callable);
 }  // namespace ffrt

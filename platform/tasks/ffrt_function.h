@@ -1,4 +1,4 @@
-// A submitted callable, and how the runtime runs it. Used by ffrt*.cpp only.
+// ffrt_function_t: a callable that was submitted to the runtime. Used by ffrt*.cpp only.
 #pragma once
 
 #include <functional>
@@ -11,7 +11,8 @@
 
 class WaitContext;  // the tasks that ffrt_wait waits for; see ffrt.cpp
 
-// All data of one submission, in one allocation, because every request submits tasks.
+// The data of one submission. One allocation contains all of it, because every request submits tasks and must not spend
+// time on more allocations.
 struct ffrt_function_t {
     explicit ffrt_function_t(std::function<void()> function) : callable(std::move(function)) {}
 
@@ -21,8 +22,8 @@ struct ffrt_function_t {
 
     std::function<void()> callable;
     std::string name;
-    std::shared_ptr<WaitContext> context;  // the submitter's; null if ffrt_wait does not wait for the task
+    std::shared_ptr<WaitContext> context;  // of the submitter; null if ffrt_wait does not wait for the task
 };
 
-// The pool that tasks run on.
+// Returns the pool whose threads run the tasks.
 Vexo::Tasks::ElasticPool& RuntimePool();

@@ -1,6 +1,6 @@
 // Timers: the only source of delays in the platform. One thread sleeps until the next timer is due and then passes the
-// work to a pool; without timers it never wakes up. A Timer is an object whose destruction cancels it. Any thread may
-// start a timer; a Timer object is used by one thread at a time.
+// timer's work to a pool. The thread never wakes up while no timer is armed. A Timer is an object whose destruction
+// cancels it. Any thread may start a timer. A Timer object is used by one thread at a time.
 #pragma once
 
 #include <chrono>
@@ -21,8 +21,8 @@ public:
     Timer(Timer&& other) noexcept : timers_(std::exchange(other.timers_, nullptr)), place_(other.place_) {}
     Timer& operator=(Timer&& other) noexcept;
 
-    // Returns true if the work will not run, because it had not been passed to its pool or started. Does not wait for
-    // work that runs. Afterwards the timer is not armed.
+    // Cancels the timer, which is then not armed. Returns true if the work will not run. Returns false if the timer was
+    // not armed, or if the work was passed to its pool or has started. Does not wait for running work.
     bool Cancel() noexcept;
     // Separates the work from this object: the work runs even if the object is destroyed first.
     void Detach() noexcept { timers_ = nullptr; }
@@ -37,25 +37,26 @@ private:
     DuePlace place_;
 };
 
-// Starts timers. It is also the clock by which they are due. Must outlive its timers.
+// Starts timers, and is the clock that decides when they are due. Must outlive its timers.
 class Timers : public Clock {
 public:
-    // Runs work once on the pool, after delay (at most ten years). Does not block. Without a delay the work is posted
-    // to the pool at once, and the returned timer is not armed. Work is lost, with a log line, if the pool refuses it
-    // or the timer thread cannot be started.
+    // Posts the work to the pool after the delay. Does not block. A delay of more than ten years counts as ten years.
+    // With a delay of 0 or less, the work is posted at once, and the returned timer is not armed. If the pool refuses
+    // the work or the timer thread cannot be started, the work is lost and an error is logged.
     Timer RunAfter(std::chrono::microseconds delay, Work work, ElasticPool& pool = ElasticPool::Shared());
-    // Runs work once after delay on the timer thread, which the work must not block. For short upkeep, such as that of
-    // the pools. If the timer thread cannot be started, the work is lost, with a log line, and the returned timer is
-    // not armed.
+    // Runs the work on the timer thread after the delay. The work must not block. Use this function for short upkeep,
+    // such as that of the pools. If the timer thread cannot be started, the work is lost, an error is logged, and the
+    // returned timer is not armed.
     Timer CallAfter(std::chrono::microseconds delay, Work work);
 
-    // The timers of this machine. Never destroyed.
+    // Returns the timers that use this machine's clock. They are never destroyed.
     static Timers& System();
 
 protected:
-    // pool: null if the work runs on the timer thread. Returns a place with number 0 if there is no timer thread.
+    // Starts a timer and returns its place in the queue. Returns a place with number 0 if the timer thread cannot be
+    // started. pool: null if the work runs on the timer thread.
     virtual DuePlace Arm(std::chrono::microseconds delay, Work work, ElasticPool* pool) = 0;
-    // Returns true if the work had not started.
+    // Removes the timer at this place. Returns true if its work had neither started nor been passed to its pool.
     virtual bool Cancel(const DuePlace& place) = 0;
 
 private:
