@@ -16,7 +16,8 @@ inline constexpr int32_t SOFTBUS_SERVER_SA_ID = 4700;
 inline constexpr int32_t DISTRIBUTED_HARDWARE_DEVICEMANAGER_SA_ID = 4802;
 inline constexpr int32_t COLL_FWK_SA_ID = 70635;
 
-// Returns a name for people: "Wi-Fi hotspot" for 1121; "ability" for an id that is not in the table.
+// Returns the ability's name for people, such as "Wi-Fi hotspot" for 1121. Returns "ability" for an id that is not in
+// the table.
 const char* AbilityName(int32_t systemAbilityId);
 
 }  // namespace Vexo

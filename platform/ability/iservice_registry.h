@@ -1,6 +1,7 @@
-// ISystemAbilityManager: the registry of this device's abilities. SystemAbilityManagerClient: gives access to it. A
-// backend registers the abilities of the machine; every other module looks an ability up here before each use. Any
-// thread. No call blocks unless its comment says so. Implementation: platform/ability/system_ability_manager.h.
+// ISystemAbilityManager: the registry of this device's abilities (services with a number). SystemAbilityManagerClient:
+// returns the registry. A backend registers the abilities of the machine. Every other module looks an ability up before
+// each use. Any thread. No call blocks unless its comment says so. Implementation:
+// platform/ability/system_ability_manager.h.
 #pragma once
 
 #include <cstdint>
@@ -21,29 +22,29 @@ enum SystemAbilityManagerResult : int32_t {
 
 class ISystemAbilityManager : public virtual RefBase {
 public:
-    // Returns null if the ability is not registered. Never loads it.
+    // Returns null if the ability is not registered. Never loads an ability.
     virtual sptr<IRemoteObject> GetSystemAbility(int32_t systemAbilityId) = 0;
-    // Registers the ability, or replaces the registered one. Listeners are notified of a new id, not of a replacement.
-    // Returns ERR_INVALID_ARGUMENT for a null ability.
+    // Registers the ability under this id, or replaces the registered one. Listeners are notified only if the id was
+    // not registered before. Returns ERR_INVALID_ARGUMENT for a null ability.
     virtual int32_t AddSystemAbility(int32_t systemAbilityId, const sptr<IRemoteObject>& ability) = 0;
     // Returns ERR_NOT_FOUND if the ability is not registered.
     virtual int32_t RemoveSystemAbility(int32_t systemAbilityId) = 0;
-    // Notifies the listener whenever the ability is added or removed. If it is registered already, the listener is
-    // notified of that too, on a platform thread. Subscribing twice to the same id changes nothing and returns ERR_OK.
-    // The manager owns the listener until it unsubscribes.
+    // Notifies the listener of each later addition or removal of the ability. If the ability is registered already, the
+    // listener is also notified of that addition. Notifications run on a platform thread. Subscribing again to the same
+    // id changes nothing and returns ERR_OK. The manager owns the listener until it unsubscribes.
     virtual int32_t SubscribeSystemAbility(int32_t systemAbilityId,
                                            const sptr<ISystemAbilityStatusChange>& listener) = 0;
     // Drops notifications that were not delivered yet. Does not wait for a callback that is running.
     virtual int32_t UnSubscribeSystemAbility(int32_t systemAbilityId,
                                              const sptr<ISystemAbilityStatusChange>& listener) = 0;
-    // Starts an on-demand ability, on a platform thread. Blocks until the ability runs (ERR_OK) or could not be started
-    // within 5 s (ERR_NOT_STARTED).
+    // Starts an on-demand ability on a platform thread. Blocks until the ability runs (returns ERR_OK), or until its
+    // start has failed or has taken 5 s (returns ERR_NOT_STARTED).
     virtual int32_t LoadSystemAbility(int32_t systemAbilityId) = 0;
-    // Returns at once. The ability stops when its running requests have ended; a request that arrives in the meantime
-    // waits and starts it again.
+    // Returns at once. The ability stops when its running requests have ended. A request that arrives before the stop
+    // waits until the ability has stopped, and then starts it again.
     virtual int32_t UnloadSystemAbility(int32_t systemAbilityId) = 0;
-    // Notifies the listeners once more that the ability was added, because its state has changed. Returns ERR_NOT_FOUND
-    // if it is not registered.
+    // Notifies the listeners of an addition although the ability is registered already. Call it when the ability's
+    // state has changed. Returns ERR_NOT_FOUND if the ability is not registered.
     virtual int32_t AnnounceSystemAbility(int32_t systemAbilityId) = 0;
 };
 
@@ -51,7 +52,7 @@ class SystemAbilityManagerClient {
 public:
     static SystemAbilityManagerClient& GetInstance();
 
-    // Returns null before the host has installed a manager.
+    // Returns null if the host has not installed a manager yet.
     sptr<ISystemAbilityManager> GetSystemAbilityManager();
     void SetSystemAbilityManager(const sptr<ISystemAbilityManager>& manager);
 

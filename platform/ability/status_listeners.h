@@ -1,6 +1,6 @@
 // StatusListeners: the listeners that are notified when an ability is added or removed. Each listener has its own
-// strand: it is called on a pool thread, without a lock held, in the order in which the registry changed. Not
-// thread-safe: the registry's lock guards it. User: system_ability_manager.cpp.
+// strand. It is called on a pool thread, without a lock held, in the order in which the registry changed. Not
+// thread-safe: the registry's lock guards it. Used by system_ability_manager.cpp.
 #pragma once
 
 #include <atomic>
@@ -22,7 +22,7 @@ public:
     // Returns false if the listener is not subscribed to that id. Drops notifications that were not delivered yet.
     bool Remove(int32_t systemAbilityId, const sptr<ISystemAbilityStatusChange>& listener);
 
-    // Post the callbacks and return. Do not block.
+    // Notify posts the event to every listener of this id, NotifyOne to one listener. Neither function blocks.
     void Notify(int32_t systemAbilityId, Event event) const;
     void NotifyOne(int32_t systemAbilityId, Event event, const sptr<ISystemAbilityStatusChange>& listener) const;
 
@@ -30,7 +30,8 @@ private:
     struct Listener {
         sptr<ISystemAbilityStatusChange> object;
         std::unique_ptr<Tasks::Strand> strand;
-        std::map<int32_t, std::shared_ptr<std::atomic<bool>>> subscriptions;  // by ability id; false after Remove
+        std::map<int32_t, std::shared_ptr<std::atomic<bool>>>
+            subscriptions;  // by ability id; the flag is false after Remove
     };
 
     static void Post(const Listener& listener, int32_t systemAbilityId, Event event);

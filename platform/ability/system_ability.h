@@ -30,21 +30,21 @@ public:
     SystemAbilityState GetAbilityState() const { return state_.load(); }
     virtual std::string GetClassName() { return "SystemAbility"; }
 
-    // Called by the host, one at a time. Start runs OnStart; it returns true and sets ACTIVE if OnStart published an
-    // object. Stop runs OnStop, unregisters the object and sets NOT_LOADED. Exceptions from OnStart and OnStop are
-    // caught and logged.
+    // The host calls Start and Stop one at a time. Start runs OnStart. If OnStart published an object, Start sets
+    // ACTIVE and returns true. Stop runs OnStop, unregisters the object and sets NOT_LOADED. Exceptions from OnStart
+    // and OnStop are caught and logged.
     bool Start();
     void Stop();
 
 protected:
-    // runOnCreate is ignored: the host starts every ability on demand.
+    // runOnCreate: ignored, because the host starts every ability on demand.
     SystemAbility(int32_t systemAbilityId, bool runOnCreate);
 
     virtual void OnStart() {}
     virtual void OnStop() {}
 
-    // Registers the object under this ability's id. Publishing again replaces the object. Returns false if no manager
-    // is installed, the object is null or the manager refuses it.
+    // Registers the object under this ability's id. A second call replaces the object. Returns false if no manager is
+    // installed, the object is null or the manager refuses it.
     bool Publish(const sptr<IRemoteObject>& object);
 
 private:

@@ -1,10 +1,10 @@
 // SystemAbilityManager: the registry of one daemon, which also loads and unloads abilities on demand. The host creates
-// it, adds the on-demand abilities, installs it with SystemAbilityManagerClient and routes IPC requests to Dispatch.
-// Any thread. Abilities start and stop one at a time on a pool thread, never on the caller's, so OnStart and OnStop
-// must not wait for another on-demand ability. States of an on-demand ability:
+// it, adds the on-demand abilities, installs it with SystemAbilityManagerClient and passes IPC requests to Dispatch.
+// Any thread. Abilities start and stop one at a time on a pool thread, never on the thread that requests it. OnStart
+// and OnStop must therefore not wait for another on-demand ability. States of an on-demand ability:
 //   NOT_LOADED --request or load--> LOADING --OnStart published--> LOADED --unload--> UNLOADING --OnStop--> NOT_LOADED
-// A request waits while the ability unloads, and at most the load limit while it loads. When a start fails, the waiting
-// requests fail; the next request tries again.
+// A request waits while the ability unloads. While the ability loads, the request waits at most the load limit
+// (loadLimit). When a start fails, the waiting requests fail. The next request tries the start again.
 #pragma once
 
 #include <chrono>
@@ -24,7 +24,7 @@ inline constexpr std::chrono::seconds ABILITY_LOAD_LIMIT{5};
 class SystemAbilityManager : public ISystemAbilityManager {
 public:
     // Opens the ability's library, which registers the ability with this process (MakeAndRegisterAbility). Returns
-    // false, with a log line, when it cannot.
+    // false after logging the reason if the library cannot be opened.
     using Loader = std::function<bool()>;
 
     explicit SystemAbilityManager(std::chrono::milliseconds loadLimit = ABILITY_LOAD_LIMIT);
@@ -33,16 +33,17 @@ public:
     // Call at most once for each id. loader must not be empty.
     void AddOnDemandAbility(int32_t systemAbilityId, Loader loader);
 
-    // Runs one request on the calling thread against the ability it names. An on-demand ability is loaded first, which
-    // blocks at most the load limit. If the ability is being unloaded, Dispatch first waits for that, without a limit:
-    // its running requests may take minutes. Unloading waits for the request. Returns OnRemoteRequest's result,
-    // IPC_UNKNOWN_ABILITY (also for an object that is no IPCObjectStub) or IPC_ABILITY_UNAVAILABLE.
+    // Runs one request on the calling thread, in the ability that the request names. Returns the result of
+    // OnRemoteRequest, IPC_UNKNOWN_ABILITY or IPC_ABILITY_UNAVAILABLE. IPC_UNKNOWN_ABILITY is also returned for an
+    // object that is no IPCObjectStub. Loads an on-demand ability first, which blocks at most the load limit. If the
+    // ability is being unloaded, Dispatch first waits for the end of that, which may take minutes. The ability is not
+    // unloaded while the request runs.
     int32_t Dispatch(const Ipc::IpcHeader& request, MessageParcel& data, MessageParcel& reply);
 
     // Returns true if an on-demand ability runs and is neither starting nor stopping.
     bool IsLoaded(int32_t systemAbilityId) const;
     std::vector<int32_t> ListSystemAbilities() const;  // ids registered now, ascending
-    // From now on no on-demand ability is loaded. Requests that wait for an ability to stop fail at once.
+    // From now on no on-demand ability is loaded. A request that waits until an ability has stopped fails at once.
     void StopLoading();
 
     sptr<IRemoteObject> GetSystemAbility(int32_t systemAbilityId) override;

@@ -1,6 +1,6 @@
-// SystemAbilityStatusChangeStub: is notified when an ability is added to or removed from the registry. The callbacks
-// run on a platform thread, without a lock held, and never on the thread that registers or subscribes. One listener
-// gets them in order.
+// SystemAbilityStatusChangeStub: a listener that is notified when an ability is added to or removed from the registry.
+// The callbacks run on a platform thread, without a lock held, and never on the thread that registers or subscribes.
+// Each listener gets its callbacks in the order of the changes.
 #pragma once
 
 #include <cstdint>

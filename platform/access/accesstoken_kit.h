@@ -1,6 +1,6 @@
-// AccessTokenKit and TokenIdKit: say what kind of caller an access token stands for and what that caller may do. A
-// token stands for one kind of caller on this machine (a user with its groups); the IPC server derives it from kernel
-// credentials and the policy (platform/access/policy.h). All functions are look-ups in memory; any thread.
+// AccessTokenKit and TokenIdKit: return what kind of caller has an access token and what that caller may do. The IPC
+// server gives each caller a token. The token depends on the caller's user and groups, as reported by the kernel, and
+// on the access policy (platform/access/policy.h). All functions only read memory. Any thread.
 #pragma once
 
 #include <cstdint>
@@ -26,7 +26,7 @@ inline constexpr const char* CONNECTIVITY_INTERNAL_PERMISSION = "vexo.permission
 struct HapTokenInfo {
     ATokenAplEnum apl = APL_INVALID;
     AccessTokenID tokenID = 0;
-    std::string bundleName;  // the policy entry that applies to the caller: "user alice", "group netdev"
+    std::string bundleName;  // the policy entry of the caller, such as "user alice"
 };
 
 class AccessTokenKit {

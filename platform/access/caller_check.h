@@ -1,6 +1,6 @@
-// CheckCaller: decides whether the caller that IPCSkeleton names has a permission. Every permission check of the daemon
-// uses it; log lines and result codes are up to the interface that asks. Look-ups in memory; any thread. Access tokens:
-// platform/access/accesstoken_kit.h.
+// CheckCaller: decides whether the current caller (IPCSkeleton) has a permission. Every permission check of the daemon
+// calls it. The interface that calls it writes its own log lines and chooses its own result codes. CheckCaller only
+// reads memory. Any thread. Access tokens: platform/access/accesstoken_kit.h.
 #pragma once
 
 #include <string>

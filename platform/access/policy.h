@@ -38,21 +38,22 @@ struct PolicyEntry {
 struct AccessPolicy {
     std::vector<PolicyEntry> entries;
 
-    // root is a native caller with the system-app flag. Group netdev is an application of level 2 with the flag and
-    // CONNECTIVITY_INTERNAL_PERMISSION.
+    // Returns the default policy. The user root is a native caller with the system-app flag. The group netdev is an
+    // application of privilege level 2 with the system-app flag and CONNECTIVITY_INTERNAL_PERMISSION.
     static AccessPolicy ShippedDefault();
-    // Only root has access. Used when the policy file cannot be used.
+    // Returns a policy that gives access to root only, for use when the policy file cannot be used.
     static AccessPolicy RootOnly();
-    // The error names the file, the entry, the key and the allowed values.
+    // Load reads the policy from a file, Parse from a JSON text. An error of either function names the file, the entry,
+    // the key and the allowed values.
     [[nodiscard]] static Result<AccessPolicy> Load(const std::filesystem::path& file);
     [[nodiscard]] static Result<AccessPolicy> Parse(const std::string& json, const std::string& fileName);
 };
 
-// Replaces the policy. Tokens issued before become unknown, except this process's own.
+// Replaces the policy. Tokens that were issued before become unknown, except the token of this process.
 void InstallAccessPolicy(AccessPolicy policy);
 
-// Returns the caller's identity under the installed policy. The same user and entry always get the same token. Without
-// a policy every caller is a shell.
+// Returns the caller's identity under the installed policy. A user that matches the same policy entry again gets the
+// same token. Before a policy is installed, every caller is a shell.
 CallerIdentity IdentifyCaller(const PeerCredentials& peer);
 
 // Returns this process's own identity: a native caller with the system-app flag, under any policy.

@@ -1,6 +1,6 @@
-// TokenTable: the access tokens of this process. A token is issued when a user first matches a policy entry, and stands
-// for that pair from then on. A new policy makes every token unknown except the process's own. Any thread. Filled by
-// policy.cpp, read by accesstoken_kit.cpp.
+// TokenTable: the access tokens that this process has issued. A token is issued when a user first matches a policy
+// entry. From then on it stands for that user and that entry. A new policy makes every token unknown, except the token
+// of this process. Any thread. policy.cpp fills the table; accesstoken_kit.cpp reads it.
 #pragma once
 
 #include <sys/types.h>
@@ -21,16 +21,17 @@ namespace Vexo::Security {
 
 inline constexpr AccessTokenID SELF_TOKEN = 1;
 
-// What a token stands for.
+// The kind and the rights of the callers that have a token.
 struct TokenFacts {
     ATokenTypeEnum type = TOKEN_SHELL;
     ATokenAplEnum privilegeLevel = APL_NORMAL;
     bool systemApp = false;
     std::vector<std::string> permissions;
-    std::string origin;  // the policy entry
+    std::string origin;  // the policy entry, such as "group netdev"
 };
 
-// A policy entry whose user or group name is resolved to a number. No value: the machine does not know the name.
+// A policy entry whose user or group name is resolved to a number. A number has no value if the entry does not name it,
+// or if the machine does not know the name.
 struct ResolvedEntry {
     std::optional<uid_t> user;
     std::optional<gid_t> group;
@@ -44,7 +45,8 @@ public:
     void Install(std::vector<ResolvedEntry> entries);
     AccessTokenID Identify(const PeerCredentials& peer, bool& systemApp);
 
-    // Returns use(facts) for a known token, else the fallback. use runs with the table's lock held.
+    // Calls the function use with the facts of the token and returns its result. Returns fallback for an unknown token.
+    // The table's lock is held during the call.
     template <typename Result, typename Use>
     Result With(AccessTokenID token, Result fallback, Use use) const
     {
@@ -59,7 +61,7 @@ private:
 
     mutable Mutex mutex_;
     const TokenFacts self_;
-    const TokenFacts nobody_;  // of callers that match no entry
+    const TokenFacts nobody_;  // the facts of callers that match no entry
     std::vector<ResolvedEntry> entries_ GUARDED_BY(mutex_);
     AccessTokenID lastToken_ GUARDED_BY(mutex_) = SELF_TOKEN;
     std::map<std::pair<const TokenFacts*, uid_t>, AccessTokenID> issued_ GUARDED_BY(mutex_);

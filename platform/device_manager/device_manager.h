@@ -1,5 +1,6 @@
-// DeviceManager: the trusted devices of this account. Calls are forwarded to the ability registered as 4802; without it
-// they return DM_UNAVAILABLE or false. Look-ups in memory that do not block; any thread.
+// DeviceManager: returns the trusted devices of this account. It forwards each call to the ability registered as 4802.
+// If no such ability is registered, a call returns DM_UNAVAILABLE or false. All functions only read memory and do not
+// block. Any thread.
 #pragma once
 
 #include <cstdint>
@@ -26,7 +27,7 @@ struct DmDeviceInfo {
     char deviceName[DM_MAX_DEVICE_NAME_LEN] = {};
     uint16_t deviceTypeId = 0;
     char networkId[DM_MAX_DEVICE_ID_LEN] = {};
-    int32_t range = 0;        // distance in metres; always -1, unknown
+    int32_t range = 0;        // distance in metres; always -1 (unknown)
     int32_t networkType = 0;  // a LinkType; always LINK_TYPE_WIFI_5G
     DmAuthForm authForm = INVALID_TYPE;
     std::string extraData;  // JSON object: {"online": bool, "last_seen": RFC 3339}
@@ -39,7 +40,8 @@ public:
     virtual void OnRemoteDied() = 0;
 };
 
-// The interface of ability 4802, to which DeviceManager forwards. Same contracts.
+// IDeviceManagerService: the interface of ability 4802. Each function has the same contract as the function of
+// DeviceManager with the same name.
 class IDeviceManagerService : public virtual RefBase {
 public:
     virtual int32_t InitDeviceManager(const std::string& pkgName, std::shared_ptr<DmInitCallback> callback) = 0;
@@ -52,14 +54,15 @@ class DeviceManager {
 public:
     static DeviceManager& GetInstance();
 
-    // Registers a package. Its callback is kept until the package registers another one or the device manager shuts
-    // down.
+    // Registers the callback of a package (a program that uses the device manager). The callback is kept until the
+    // package registers another callback or the device manager shuts down.
     int32_t InitDeviceManager(const std::string& pkgName, std::shared_ptr<DmInitCallback> callback);
-    // Replaces deviceList by every known device, the reachable ones first. extra is not used and may be empty.
+    // Replaces the content of deviceList by every known device, the reachable devices first. extra: not used; may be
+    // empty.
     int32_t GetTrustedDeviceList(const std::string& pkgName, const std::string& extra,
                                  std::vector<DmDeviceInfo>& deviceList);
-    // Returns true for a known device: this daemon has verified its certificate as the account's, in this run or an
-    // earlier one. No I/O.
+    // Returns true if this device knows the device with this network id. A device is known after the daemon has
+    // verified once that its certificate belongs to the account, even in an earlier run. No I/O.
     bool IsSameAccount(const std::string& networkId);
 
 private:

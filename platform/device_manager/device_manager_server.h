@@ -1,5 +1,5 @@
-// DeviceManagerServer: implements the device manager from the soft bus's list of devices. The host creates it and
-// registers it as ability 4802. Any thread. No call blocks.
+// DeviceManagerServer: implements the device manager. Its devices come from the soft bus's list of devices. The host
+// creates it and registers it as ability 4802. Any thread. No call blocks.
 #pragma once
 
 #include <map>
@@ -24,8 +24,8 @@ public:
                                  std::vector<DmDeviceInfo>& deviceList) override;
     bool IsSameAccount(const std::string& networkId) override;
 
-    // Calls OnRemoteDied of every registered callback, on a platform thread. Does not block. Call it when 4802 is
-    // removed.
+    // Calls OnRemoteDied of every registered callback, on a platform thread. Does not block. Call Shutdown when ability
+    // 4802 is removed from the registry.
     void Shutdown();
 
 private:

@@ -1,6 +1,6 @@
-// CommonEventManager: publishes and subscribes to the system's common events. Calls are forwarded to the ability
-// registered as 3299; without it they return false. Any thread. Events are delivered on the common-event thread, never
-// inside a call.
+// CommonEventManager: publishes and subscribes to the system's common events. It forwards each call to the ability
+// registered as 3299, and returns false if no such ability is registered. Any thread. Events are delivered on the
+// common-event thread, never inside a call.
 #pragma once
 
 #include <memory>
@@ -11,7 +11,8 @@
 
 namespace Vexo::EventFwk {
 
-// The interface of ability 3299, to which CommonEventManager forwards. Same contracts.
+// ICommonEventService: the interface of ability 3299. Each function has the same contract as the function of
+// CommonEventManager with the same name.
 class ICommonEventService : public virtual RefBase {
 public:
     virtual bool SubscribeCommonEvent(const std::shared_ptr<CommonEventSubscriber>& subscriber) = 0;
@@ -23,7 +24,8 @@ class CommonEventManager {
 public:
     // Returns false if the subscriber is subscribed already.
     static bool SubscribeCommonEvent(const std::shared_ptr<CommonEventSubscriber>& subscriber);
-    // After this returns, no delivery to the subscriber starts; a running one may still finish.
+    // After this function has returned, no delivery to the subscriber starts. A delivery that has started may still
+    // finish.
     static bool UnSubscribeCommonEvent(const std::shared_ptr<CommonEventSubscriber>& subscriber);
     static bool PublishCommonEvent(const CommonEventData& data);
 };

@@ -1,6 +1,7 @@
 // CommonEventServer: the common-event service of one device. A backend creates it and registers it as ability 3299. Any
-// thread. No call blocks. Events are delivered on one strand, called the common-event thread: one at a time, in
-// publishing order, never inside a call and without a lock held. Callers use platform/events/common_event_manager.h.
+// thread. No call blocks. Events are delivered one at a time on one strand, which is called the common-event thread.
+// They are delivered in publishing order, never inside a call and without a lock held. Callers use
+// platform/events/common_event_manager.h.
 #pragma once
 
 #include <atomic>
@@ -16,11 +17,11 @@ namespace Vexo::EventFwk {
 
 class CommonEventServer : public IPCObjectStub, public ICommonEventService {
 public:
-    // Returns false for null and for a subscriber that is subscribed already. Delivers only events that are published
-    // later. Owns the subscriber until it unsubscribes.
+    // Returns false if the subscriber is null or subscribed already. Only events that are published later are
+    // delivered. The server owns the subscriber until it unsubscribes.
     bool SubscribeCommonEvent(const std::shared_ptr<CommonEventSubscriber>& subscriber) override;
-    // Returns false if the subscriber is not subscribed. After this returns, no delivery starts, not even of an event
-    // published before. Does not wait for a running delivery.
+    // Returns false if the subscriber is not subscribed. After this function has returned, no delivery to the
+    // subscriber starts, not even of an event that was published before. Does not wait for a running delivery.
     bool UnSubscribeCommonEvent(const std::shared_ptr<CommonEventSubscriber>& subscriber) override;
     // Returns false if the event has no action or too many deliveries are queued. Some subscribers may then miss the
     // event.

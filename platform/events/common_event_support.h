@@ -12,7 +12,8 @@ public:
     static const std::string COMMON_EVENT_SCREEN_ON;
     static const std::string COMMON_EVENT_SCREEN_OFF;
     static const std::string COMMON_EVENT_BATTERY_LOW;
-    // The event has the parameter NET_TYPE_PARAMETER, a NetType. Its code is the new NetConnState of that type.
+    // The event's parameter NET_TYPE_PARAMETER is a NetType. The event's code is the new NetConnState of that network
+    // type.
     static const std::string COMMON_EVENT_CONNECTIVITY_CHANGE;
     static const std::string NET_TYPE_PARAMETER;  // "NetType"
 };

@@ -1,5 +1,5 @@
-// Want and CommonEventData: the content of a common event, which is an action, integer parameters and a code. Value
-// types.
+// Want and CommonEventData: the content of a common event, which consists of an action, integer parameters and a code.
+// Value types.
 #pragma once
 
 #include <cstdint>
