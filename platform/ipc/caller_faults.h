@@ -1,5 +1,5 @@
-// CallerFaults: logs what clients of a server do wrong, at most one line a minute for each user and kind of fault. Any
-// thread; does not block.
+// CallerFaults: logs the faults of a server's clients, at most one line a minute for each user and kind of fault. Any
+// thread. No call blocks.
 #pragma once
 
 #include <sys/types.h>

@@ -1,7 +1,7 @@
-// IpcConnection: a client's connection to a daemon's socket. RemoteProxy: one ability behind that connection, as an
-// IRemoteObject. Requests of one connection are sent one at a time; a second caller waits. Every call has a time limit.
-// When it passes, the connection is closed, because a late reply could be mistaken for the next request's reply. Any
-// thread.
+// IpcConnection: a client's connection to a daemon's socket. RemoteProxy: an IRemoteObject that sends requests to one
+// ability through a connection. The requests of one connection are sent one at a time; a second caller waits. Every
+// call has a time limit. When this limit passes, the connection is closed, because a late reply could be mistaken for
+// the reply to the next request. Any thread.
 #pragma once
 
 #include <chrono>
@@ -20,13 +20,13 @@ namespace Vexo::Ipc {
 
 class IpcConnection : public NoCopyable {
 public:
-    // Connects to the socket. Blocks at most 5 s while the listener is busy. The error names the socket and the cause
-    // ("no such file", "nobody listens", "permission denied").
+    // Connects to the socket. Blocks at most 5 s while the listener is busy. The error names the socket and the cause,
+    // such as "nobody listens".
     [[nodiscard]] static Result<std::shared_ptr<IpcConnection>> Connect(const std::string& socketPath);
 
-    // Sends one request and blocks until its reply arrives. limit includes the wait for earlier callers. Returns the
-    // reply's status, IPC_CLOSED, IPC_TIMED_OUT or IPC_BAD_DATAGRAM. If the limit passes before the request was sent,
-    // the connection stays open.
+    // Sends one request and blocks until its reply arrives. Returns the reply's status, IPC_CLOSED, IPC_TIMED_OUT or
+    // IPC_BAD_DATAGRAM. limit: the longest time of the call, including the wait for earlier callers. If the limit
+    // passes before the request is sent, the connection stays open.
     int32_t Transact(uint32_t abilityId, uint32_t code, const MessageParcel& data, MessageParcel& reply,
                      std::chrono::milliseconds limit);
     // Returns false once either side has closed the connection. Does not block.
@@ -43,8 +43,8 @@ private:
 
     mutable Mutex mutex_;
     CondVar idle_;
-    bool busy_ GUARDED_BY(mutex_) = false;    // a call runs: it owns buffer_, and only it closes the socket
-    bool closed_ GUARDED_BY(mutex_) = false;  // no call may start; a call that runs closes the socket
+    bool busy_ GUARDED_BY(mutex_) = false;    // a call runs; only this call uses buffer_ and may close the socket
+    bool closed_ GUARDED_BY(mutex_) = false;  // no call may start; a running call closes the socket
     UniqueFd socket_ GUARDED_BY(mutex_);
     std::unique_ptr<uint8_t[]> buffer_;  // for one datagram; allocated by the first call
 };

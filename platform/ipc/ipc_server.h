@@ -1,11 +1,11 @@
 // IpcServer: listens on an AF_UNIX SOCK_SEQPACKET socket and runs requests.
-// - Workers share one epoll: a request is read, run and answered on one thread. A worker is added when all are busy,
-//   and ends when idle for long.
+// - Workers share one epoll. One worker thread reads, runs and answers a request. A worker is added when all workers
+// are busy, and ends when it was idle for threadIdleLimit.
 // - Requests of one connection run in order, requests of different connections at the same time.
-// - A client that is idle, does not read its replies or waits for a later reply occupies no worker.
-// - A bad datagram gets an error reply; the connection stays usable.
-// Start, StopAccepting, AwaitWorkers and the destructor are called on one thread, the dispatcher on workers. Limits for
-// each user: platform/ipc/user_shares.h. Wire format: platform/ipc/wire.h.
+// - A client occupies no worker while it is idle, does not read its replies or waits for a later reply (later_reply.h).
+// - A bad datagram gets an error reply. The connection stays usable.
+// Start, StopAccepting, AwaitWorkers and the destructor are called on one thread. The dispatcher is called on workers.
+// Limits for each user: platform/ipc/user_shares.h. Wire format: platform/ipc/wire.h.
 #pragma once
 
 #include <sys/types.h>
@@ -26,21 +26,21 @@
 
 namespace Vexo::Ipc {
 
-// Runs one request, with the caller's identity set on the thread. Returns the status of the reply. The reply parcel is
-// always sent, unless the handler took over the reply to complete it later (platform/ipc/later_reply.h). May block for
-// minutes.
+// Runs one request on a thread on which the caller's identity is set (IPCSkeleton). Returns the status of the reply.
+// The reply parcel is always sent, unless the handler took over the reply to complete it later
+// (platform/ipc/later_reply.h). May block for minutes.
 using Dispatcher = std::function<int32_t(const IpcHeader& request, MessageParcel& data, MessageParcel& reply)>;
 
 // Converts kernel credentials into an identity. Called once for each connection.
 using Identifier = std::function<CallerIdentity(const PeerCredentials& peer)>;
 
-// Called on a worker when the last connection of a process has closed and its last request has ended. As in a request,
-// that process's identity is set on the thread. May block as long as a request may; must not throw.
+// Called on a worker when the last connection of a process has closed and the process's last request has ended. The
+// identity of that process is set on the thread (IPCSkeleton). May block as long as a request may. Must not throw.
 using ProcessGone = std::function<void()>;
 
 struct IpcServerOptions {
     std::string socketPath;
-    mode_t socketMode = 0666;  // who may connect; the access policy says what a client may do
+    mode_t socketMode = 0666;  // who may connect; the access policy decides what a client may do
     ShareLimits shares{};
     size_t maxThreads = 256;
     std::chrono::milliseconds threadIdleLimit{10'000};
@@ -62,11 +62,11 @@ public:
 
     // Stops accepting, blocks until the running requests have ended, and closes every connection.
     virtual ~IpcServer() = default;
-    // Accepts no more connections, reads no more requests and unlinks the socket. Running requests are still answered;
-    // this function does not wait for them.
+    // Accepts no more connections, reads no more requests and unlinks the socket. Running requests are still answered,
+    // but this function does not wait for them.
     virtual void StopAccepting() = 0;
-    // Call after StopAccepting. Blocks until at most allowed() workers are left, or the deadline has passed. A worker
-    // ends once its reply is sent.
+    // Call after StopAccepting. Blocks until the number of workers is at most the number that allowed returns, or until
+    // the deadline has passed. A worker ends when it has sent its reply.
     virtual void AwaitWorkers(SteadyTime deadline, const std::function<size_t()>& allowed) = 0;
     // Any thread.
     virtual IpcServerCounts Counts() const = 0;

@@ -1,6 +1,6 @@
-// IPCSkeleton: the identity of the caller. On a thread that runs a request it is the client that sent the request,
-// whose process id comes from the kernel; on any other thread it is this process. Identities belong to a thread and
-// nest: a CallerScope restores the previous one.
+// IPCSkeleton: returns the identity of the current thread's caller. On a thread that runs a request, the caller is the
+// client that sent the request. On any other thread, the caller is this process. The process id of a client comes from
+// the kernel. A CallerScope sets another caller for its thread and restores the previous one when it is destroyed.
 #pragma once
 
 #include <sys/types.h>
@@ -12,8 +12,7 @@
 
 namespace Vexo {
 
-// Credentials of a connected peer as the kernel recorded them when it connected (unix(7), SO_PEERCRED and
-// SO_PEERGROUPS).
+// Credentials of a peer, as the kernel recorded them when the peer connected (unix(7), SO_PEERCRED and SO_PEERGROUPS).
 struct PeerCredentials {
     pid_t pid = 0;
     uid_t uid = 0;
@@ -40,7 +39,7 @@ public:
     static CallerIdentity SelfIdentity();
 };
 
-// While this object exists, the calling thread acts for the given caller.
+// While this object exists, the functions of IPCSkeleton return the given identity on the thread that created it.
 class CallerScope : public NoCopyable {
 public:
     explicit CallerScope(const CallerIdentity& identity);

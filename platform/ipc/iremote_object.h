@@ -1,7 +1,7 @@
-// IRemoteObject, IRemoteBroker and the stubs: the two sides of a remote interface. A caller holds an IRemoteObject and
-// sends it requests; a stub receives them in OnRemoteRequest on an IPC worker, several at once.
-// An interface I derives from IRemoteBroker and declares its name with DECLARE_INTERFACE_DESCRIPTOR; a class that
-// implements it derives from IRemoteStub<I>. Threads and identity of the caller: platform/ipc/ipc_skeleton.h.
+// IRemoteObject, IRemoteBroker and the stubs: the two sides of a remote interface. A caller owns an IRemoteObject and
+// sends requests to it. A stub receives the requests in OnRemoteRequest, on several IPC workers at once.
+// An interface I derives from IRemoteBroker and declares its name with DECLARE_INTERFACE_DESCRIPTOR. A class that
+// implements I derives from IRemoteStub<I>. Threads and identity of the caller: platform/ipc/ipc_skeleton.h.
 #pragma once
 
 #include <cstdint>
@@ -16,7 +16,7 @@ namespace Vexo {
 
 class IRemoteObject : public virtual RefBase {
 public:
-    // Blocks until the reply arrives. Returns what OnRemoteRequest of the other side returned, or an IpcStatus.
+    // Blocks until the reply arrives. Returns the result of the other side's OnRemoteRequest, or an IpcStatus.
     virtual int SendRequest(uint32_t code, MessageParcel& data, MessageParcel& reply, MessageOption& option) = 0;
     const std::u16string& GetObjectDescriptor() const { return descriptor_; }
 
@@ -40,14 +40,14 @@ public:
         return metaDescriptor_;                                     \
     }
 
-// The receiving side. A request from inside the process runs OnRemoteRequest on the calling thread; its caller is then
-// the process itself.
+// The receiving side of a remote interface. If code of this process calls SendRequest, OnRemoteRequest runs on the
+// calling thread. IPCSkeleton then returns this process as the caller.
 class IPCObjectStub : public IRemoteObject {
 public:
     explicit IPCObjectStub(std::u16string descriptor = {}) : IRemoteObject(std::move(descriptor)) {}
 
     int SendRequest(uint32_t code, MessageParcel& data, MessageParcel& reply, MessageOption& option) override;
-    // Reads and writes nothing and returns IPC_UNKNOWN_REQUEST.
+    // Returns IPC_UNKNOWN_REQUEST and uses neither parcel. A stub overrides it.
     virtual int OnRemoteRequest(uint32_t code, MessageParcel& data, MessageParcel& reply, MessageOption& option);
 };
 

@@ -1,6 +1,6 @@
-// LaterReply: a reply that is sent after the request's handler has returned, so that a request that waits for something
-// occupies no worker. The handler takes it with Take(), stores it and completes it from any thread. Only then is the
-// connection's next request read. Client and server may be gone by that time.
+// LaterReply: a reply that is sent after the request's handler has returned. With it, a request that waits for an event
+// occupies no worker. The handler calls Take(), stores the returned object and completes it from any thread. The server
+// reads the connection's next request only after that. The client or the server may have ended by that time.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,7 @@
 
 namespace Vexo::Ipc {
 
-// Where a later reply is sent: the connection of the request.
+// Receives a later reply. The connection of the request implements it.
 class ReplyTarget {
 public:
     virtual ~ReplyTarget() = default;
@@ -21,16 +21,16 @@ public:
 
 class LaterReply : public NoCopyable {
 public:
-    // Takes over the reply of the request that runs on this thread; the handler's return value is then ignored. Returns
+    // Takes over the reply of the request that runs on this thread. The handler's return value is then ignored. Returns
     // null if the thread runs no request of a server, if the call comes from inside the process, or if the reply was
-    // taken already.
+    // taken over already.
     static std::unique_ptr<LaterReply> Take();
 
     LaterReply(std::shared_ptr<ReplyTarget> target, uint32_t abilityId);
     // Completes the reply with IPC_HANDLER_FAILED if Complete was not called.
     ~LaterReply();
 
-    // Sends the reply. A second call does nothing. Does not block. One thread at a time.
+    // Sends the reply. A second call does nothing. Does not block. Call it on one thread at a time.
     void Complete(int32_t status, const MessageParcel& reply);
 
 private:
@@ -38,8 +38,8 @@ private:
     const uint32_t abilityId_;
 };
 
-// While this object exists, the calling thread runs a request whose reply LaterReply::Take can take over. A scope
-// without a target hides the outer scope, because a call from inside the process is answered when it returns.
+// While this object exists, LaterReply::Take can take over the reply of the request that runs on this thread. A scope
+// without a target makes Take return null, because a call from inside the process is answered when it returns.
 class RequestScope : public NoCopyable {
 public:
     RequestScope();

@@ -27,7 +27,7 @@ public:
     virtual ~Parcel() = default;
     Parcel(const Parcel&) = delete;
     Parcel& operator=(const Parcel&) = delete;
-    // A parcel that was moved from is empty and usable.
+    // Leaves the other parcel empty and usable.
     Parcel(Parcel&& other) noexcept
         : bytes_(std::exchange(other.bytes_, {})),
           readPosition_(std::exchange(other.readPosition_, 0)),
@@ -62,16 +62,16 @@ public:
     bool ReadDouble(double& value);
     bool ReadString(std::string& value);
     bool ReadString16(std::u16string& value);
-    // Checks the count against the remaining bytes before it allocates memory.
+    // Compares the count of strings with the remaining bytes before allocating memory.
     bool ReadStringVector(std::vector<std::string>& values);
 
     const uint8_t* GetData() const { return bytes_.data(); }
     size_t GetDataSize() const { return bytes_.size(); }
     size_t GetReadableBytes() const { return bytes_.size() - readPosition_; }
 
-    // Replaces the content by a copy of size bytes and rewinds. Returns false if size exceeds the capacity.
+    // Replaces the content by a copy of the given bytes and rewinds. Returns false if size exceeds the capacity.
     bool ParseFrom(const void* data, size_t size);
-    // The next read starts at the first value again.
+    // Makes the next read start at the first value again.
     void Rewind() { readPosition_ = 0; }
     // Removes the content and resets the capacity. Keeps the memory.
     void Clear();
@@ -84,7 +84,7 @@ private:
     bool WriteFixed(T value);
     template <typename T>
     bool ReadFixed(T& value);
-    // A string of either character type: int32 length, the units, a NUL unit, padding.
+    // Write or read a string of char or char16_t: an int32 length, the characters, a NUL character, padding.
     template <typename Char>
     bool WriteText(std::basic_string_view<Char> value);
     template <typename Char>
@@ -97,9 +97,9 @@ private:
 
 class MessageParcel : public Parcel {
 public:
-    // The interface token: the descriptor of the interface that a request is for, as UTF-16.
+    // Writes the interface token, which is the descriptor of the interface that a request is for, as UTF-16.
     bool WriteInterfaceToken(std::u16string_view descriptor) { return WriteString16(descriptor); }
-    // Returns an empty string if the parcel has no token or it is damaged.
+    // Returns an empty string if the parcel has no interface token or the token is damaged.
     std::u16string ReadInterfaceToken();
 };
 

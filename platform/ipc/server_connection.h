@@ -1,7 +1,7 @@
-// ServerConnection: one client connection of the server, and which thread may use it. The connection is either armed in
-// the server's epoll for one event, or owned by the worker that received an event. While a request waits for a later
-// reply, no worker owns the connection. Nothing here blocks. Workers call its functions, except SendLater (any thread)
-// and GiveUp (timer thread). Stages:
+// ServerConnection: one client connection of the server. It decides which thread may use the connection. The connection
+// is either armed in the server's epoll for one event, or owned by the worker that received an event. While a request
+// waits for a later reply (later_reply.h), no worker owns the connection. Nothing here blocks. Workers call its
+// functions, except SendLater (any thread) and GiveUp (timer thread). Stages:
 //   READING --request--> RUNNING --answered--> READING
 //   RUNNING --its reply comes later--> AWAITING_REPLY --reply--> READING
 //   RUNNING, AWAITING_REPLY --the client does not read--> SENDING --it reads--> READING
@@ -30,7 +30,7 @@ class ServerConnection : public ReplyTarget, public NoCopyable, public std::enab
 public:
     // What a worker must do with the connection after an event.
     enum class Turn {
-        NONE,   // the event is out of date: leave the connection alone
+        NONE,   // the event is out of date; the worker must not use the connection
         SERVE,  // the worker owns it: read, run and answer a request, then Arm or drop it
         DROP,   // the worker owns it and must drop it
     };
@@ -47,10 +47,12 @@ public:
 
     uint64_t Id() const { return id_; }
     const CallerIdentity& Caller() const { return caller_; }
-    // Reads a datagram of at most MAX_DATAGRAM_SIZE bytes, without blocking if flags contains MSG_DONTWAIT. Called by
-    // the worker that owns the connection. Returns the datagram's own size, which may be larger, or -1 and errno.
+    // Reads a datagram and stores at most MAX_DATAGRAM_SIZE bytes of it. Returns the size of the whole datagram, which
+    // may be larger, or -1 with errno set. Does not block if flags contains MSG_DONTWAIT. Only the worker that owns the
+    // connection may call it.
     ssize_t Receive(uint8_t* datagram, int flags) const;
-    // Call after an empty datagram. Returns true if it meant that the client has closed the connection.
+    // Call after Receive has returned 0. Returns true if the client has closed the connection, false if the client has
+    // sent an empty datagram.
     bool PeerIsGone() const;
 
     // Adds the connection to the epoll. Returns false, with errno set, if the system refuses.
@@ -60,7 +62,7 @@ public:
     // Called instead of Send when the handler took over the reply (LaterReply).
     Sent AwaitReply() EXCLUDES(mutex_);
     void Arm() EXCLUDES(mutex_);
-    // Closes the socket. A later reply is then dropped.
+    // Closes the socket. SendLater then drops its reply.
     void Close() EXCLUDES(mutex_);
     // Returns true if the client was disconnected because it did not read its replies.
     bool WasGivenUp() EXCLUDES(mutex_);
@@ -80,16 +82,16 @@ private:
     const int epoll_;
     const CallerIdentity caller_;
     const std::chrono::milliseconds sendLimit_;
-    UniqueFd socket_;  // reset by Close, when no worker has the connection
+    UniqueFd socket_;  // reset by Close, which only the owning worker or the server's destructor calls
 
-    // Also locked to arm the connection: the kernel passes an armed connection to the next worker, and the C++ memory
-    // model does not cover that hand-over. TakeTurn locks this mutex, so the new worker sees what the previous one
-    // wrote.
+    // Guards the members below. It is also locked while the connection is armed. The reason is that the kernel passes
+    // an armed connection to the next worker, and the C++ memory model does not cover that hand-over. TakeTurn locks
+    // this mutex too, so the new worker sees what the previous worker wrote.
     Mutex mutex_;
     Stage stage_ GUARDED_BY(mutex_) = Stage::RUNNING;
-    std::vector<uint8_t> unsent_ GUARDED_BY(mutex_);  // one whole datagram: the reply to send
+    std::vector<uint8_t> unsent_ GUARDED_BY(mutex_);  // the whole datagram of the reply to send
     Tasks::Timer timer_ GUARDED_BY(mutex_);
-    uint64_t waits_ GUARDED_BY(mutex_) = 0;  // counts waits for socket buffer space; a timer limits one of them
+    uint64_t waits_ GUARDED_BY(mutex_) = 0;  // number of waits for socket buffer space; timer_ limits only the latest
     bool wasGivenUp_ GUARDED_BY(mutex_) = false;
 };
 

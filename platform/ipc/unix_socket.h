@@ -1,5 +1,5 @@
-// Unix-domain SOCK_SEQPACKET sockets (unix(7)) for the IPC server and client. Plain functions; any thread; each blocks
-// no longer than stated. Users: ipc_server.cpp, ipc_client.cpp.
+// Functions for Unix-domain SOCK_SEQPACKET sockets (unix(7)) of the IPC server and client. Any thread. A function
+// blocks only if its comment says so. Used by ipc_server.cpp and ipc_client.cpp.
 #pragma once
 
 #include <sys/types.h>
@@ -13,21 +13,21 @@
 
 namespace Vexo::Ipc {
 
-// Returns a listening, non-blocking socket. Replaces a socket file that no process listens on. Fails if a process
-// listens on it or the file is not a socket. Blocks at most 1 s. The error names the path and the cause.
+// Returns a listening, non-blocking socket. Replaces a socket file on which no process listens. Fails if a process
+// listens on the file, or if the file is not a socket. Blocks at most 1 s. The error names the path and the cause.
 [[nodiscard]] Result<UniqueFd> ListenOn(const std::string& path, mode_t mode);
 
-// Returns a connected, blocking socket. Blocks at most limit while the listener's queue is full.
+// Returns a connected, blocking socket. Blocks while the listener's queue is full, at most for limit.
 [[nodiscard]] Result<UniqueFd> ConnectTo(const std::string& path, std::chrono::milliseconds limit);
 
-// Blocking sends and receives on the socket fail with EAGAIN after the limit.
+// Set the time limit of a blocking send or receive on the socket. The send or receive then fails with EAGAIN.
 void SetSendLimit(int socket, std::chrono::microseconds limit);
 void SetReceiveLimit(int socket, std::chrono::microseconds limit);
 
-// Makes the send buffer large enough for the largest datagram, whatever the system's default is.
+// Makes the send buffer large enough for the largest datagram, even if the system's default size is smaller.
 void ReserveSendBuffer(int socket);
 
-// Reads the peer's credentials, as the kernel recorded them at connect. Returns false if the kernel does not provide
+// Reads the credentials that the kernel recorded when the peer connected. Returns false if the kernel does not provide
 // them.
 bool ReadPeerCredentials(int socket, PeerCredentials& peer);
 

@@ -1,6 +1,6 @@
-// UserShares: limits how many connections, and how many running requests, the programs of one user may have. A
-// connection whose request exceeds the limit is queued here until another request of that user ends. Root and the
-// server's own user are not limited, and some connections are reserved for them. Any thread. No call blocks.
+// UserShares: limits the number of connections and of running requests of each user. A connection whose request exceeds
+// the limit is queued here until another request of the same user ends. Root and the server's own user are not limited,
+// and some connections are reserved for them. Any thread. No call blocks.
 #pragma once
 
 #include <sys/types.h>
@@ -19,11 +19,11 @@ namespace Vexo::Ipc {
 
 struct ShareLimits {
     size_t connections = 4096;    // of all users together
-    size_t reserved = 64;         // of these, for users that are not limited
-    size_t userConnections = 64;  // of one limited user
-    size_t userRequests = 32;     // of one limited user, at once
-    // Returns true for a user that is limited. Empty: every user except root and the server's own user, which can stop
-    // the daemon anyway.
+    size_t reserved = 64;         // connections that only users without a limit can get
+    size_t userConnections = 64;  // of each limited user
+    size_t userRequests = 32;     // of each limited user, running at the same time
+    // Returns true for a user that is limited. If this function is empty, root and the server's own user are not
+    // limited, because they can stop the daemon anyway; all other users are limited.
     std::function<bool(uid_t user)> isLimited{};
 };
 
@@ -31,14 +31,15 @@ class UserShares : public NoCopyable {
 public:
     explicit UserShares(ShareLimits limits);
 
-    // Counts a new connection of the user. Returns null, or why the connection must be refused.
+    // Counts a new connection of the user. Returns null, or the reason why the connection must be refused.
     const char* AddConnection(uid_t user) EXCLUDES(mutex_);
     void RemoveConnection(uid_t user) EXCLUDES(mutex_);
 
-    // Returns true if a request may run on the connection; call EndRequest afterwards. Otherwise the connection is
-    // queued, and a later EndRequest returns it.
+    // Returns true if a request may run on the connection. Call EndRequest after that request. Returns false if the
+    // connection was queued. A later EndRequest then returns this connection.
     bool BeginRequest(const std::shared_ptr<ServerConnection>& connection) EXCLUDES(mutex_);
-    // Returns the connection that has been queued longest, which the caller must arm, or null if none is queued.
+    // Ends a request of the user. Returns the user's connection that has been queued longest, or null. The caller must
+    // arm the returned connection.
     std::shared_ptr<ServerConnection> EndRequest(uid_t user) EXCLUDES(mutex_);
     // Returns true if another connection of the user is queued.
     bool HasWaiting(uid_t user) EXCLUDES(mutex_);

@@ -25,8 +25,7 @@ inline constexpr const char* LEFT_OPEN = "LEFT_OPEN";      // was still open whe
 inline constexpr const char* KEY_CHANGED = "KEY_CHANGED";  // a device was removed from the account
 inline constexpr const char* TOO_LATE = "TOO_LATE";  // the hotspot opened after EnableHotspot had returned a failure
 inline constexpr const char* RELEASED = "RELEASED";  // the requesting device released it, and no device uses it
-inline constexpr const char* LEASE_ENDED =
-    "LEASE_ENDED";  // the time granted to the last device ended; no station is connected
+inline constexpr const char* LEASE_ENDED = "LEASE_ENDED";  // all devices' granted time is over; no station is connected
 inline constexpr const char* BATTERY_FLOOR = "BATTERY_FLOOR";  // the battery is below the limit that the owner has set
 inline constexpr const char* DATA_LIMIT = "DATA_LIMIT";        // the monthly data limit is reached
 }  // namespace ShareClosed
