@@ -1,6 +1,7 @@
 // A fuzz target passes arbitrary bytes to one decoder and checks what must hold for every input. Each .cpp file in the
-// folders below fuzz/ registers one target. The target is linked with fuzzer_main.cpp into a libFuzzer program of its
-// own (scripts/fuzz), and with all other targets into the replay test, which runs it on damaged samples. One thread.
+// folders below fuzz/ registers one target. The target is linked twice: with fuzzer_main.cpp into its own libFuzzer
+// program (scripts/fuzz), and with all other targets into the replay test, which runs the targets on damaged samples.
+// One thread.
 #pragma once
 
 #include <stdexcept>
@@ -11,13 +12,14 @@
 namespace Vexo::Fuzz {
 
 struct Target {
-    const char* name;                       // its name as an argument of scripts/fuzz
-    std::vector<std::string> (*samples)();  // valid inputs, from which damaged inputs are made
-    // Returns true if the decoder accepted the input. Throws if a requirement does not hold, which ends a fuzz run.
+    const char* name;                       // the name of the target as an argument of scripts/fuzz
+    std::vector<std::string> (*samples)();  // returns valid inputs, from which damaged inputs are made
+    // Passes the input to the decoder and returns true if the decoder accepted it. Throws if a requirement does not
+    // hold, which ends a fuzz run.
     bool (*run)(std::string_view input);
 };
 
-// The targets that are linked in. Complete when main() starts.
+// Returns the targets that are linked into this program. The list is complete when main() starts.
 inline std::vector<Target>& Targets()
 {
     static std::vector<Target> targets;
@@ -28,7 +30,7 @@ struct Registration {
     explicit Registration(const Target& target) { Targets().push_back(target); }
 };
 
-// Throws std::logic_error(what) if holds is false. what names the requirement.
+// Throws std::logic_error if holds is false. what: the text of that exception, which names the requirement.
 inline void Require(bool holds, const char* what)
 {
     if (!holds) {
@@ -36,9 +38,9 @@ inline void Require(bool holds, const char* what)
     }
 }
 
-// Checks a decoder that returns a Result, and the encoder for its values. If the decoder refuses the input, the message
-// must start with about. Otherwise the encoded value must decode and encode to the same text. Returns true if the
-// decoder accepted the input.
+// Checks a decoder that returns a Result, and the encoder for the decoded values. Returns true if the decoder accepted
+// the input. The encoded value must then decode and encode to the same text. about: the text with which the error
+// message must start if the decoder refuses the input.
 template <typename Decode, typename Encode>
 bool RoundTrips(const std::string& input, const Decode& decode, const Encode& encode, const char* about)
 {

@@ -1,6 +1,6 @@
 // EventFile: writes system events as JSON lines to a file of bounded size. A full file is renamed to FILE.1, FILE.1 to
-// FILE.2 and so on; the oldest file is deleted. A file contains whole lines only: a line that could not be written
-// whole is removed at once, and a line that a crash cut short is removed when the file is opened. Any thread; blocks on
+// FILE.2 and so on; the oldest file is deleted. A file contains whole lines only. A line that could not be written
+// whole is removed at once. A line that a crash has cut short is removed when the file is opened. Any thread; blocks on
 // the disk. Only one process may have a file open. Format of a line: event_text.h.
 #pragma once
 
@@ -19,7 +19,7 @@
 
 namespace Vexo::QuviewDFX {
 
-// An event with a longer line is refused, so that one event never displaces many.
+// The longest line. An event with a longer line is refused, because it would displace many older events.
 inline constexpr size_t MAX_EVENT_BYTES = 32 * 1024;
 inline constexpr uint32_t MAX_EVENT_FILES = 100;
 
@@ -29,31 +29,31 @@ struct EventFileOptions {
     uint32_t files = 4;               // number of files, the current one included
 };
 
-// Consecutive events. A cursor is a position in bytes, which is valid while the EventFile exists. Cursor 0 is the
-// oldest event.
+// Consecutive events, as returned by Read. A cursor is a position in bytes, which is valid while the EventFile exists.
+// Cursor 0 stands for the oldest event that is kept.
 struct EventPage {
-    std::string lines;    // whole lines; empty if no event was written within the limit
+    std::string lines;    // whole lines; empty if no event was written within the limit of Read
     uint64_t next = 0;    // the cursor of the line after these
-    bool missed = false;  // events after the requested cursor were deleted before they were read
+    bool missed = false;  // true if events after the requested cursor were deleted unread
 };
 
 class EventFile : public SysEventSink, public NoCopyable {
 public:
-    // Opens the file, to append to it if it exists. The error names the file.
+    // Opens the file and creates it if it does not exist. Later events are appended. The error names the file.
     [[nodiscard]] static Result<std::shared_ptr<EventFile>> Open(const EventFileOptions& options);
 
     // Returns 0, or a negative code when the event is lost; the file then contains no part of it.
     int32_t Write(const SysEventRecord& record) noexcept override EXCLUDES(mutex_);
 
-    // Returns the lines after the cursor, at most maxBytes. Blocks until there is one, at most for limit. Fails for a
-    // cursor beyond the last event, and when the file cannot be read.
+    // Returns the lines after the cursor, at most maxBytes. Blocks until there is a line, at most for limit. Fails if
+    // the cursor is beyond the last event, or if the file cannot be read.
     [[nodiscard]] Result<EventPage> Read(uint64_t cursor, size_t maxBytes, std::chrono::milliseconds limit)
         EXCLUDES(mutex_);
 
     explicit EventFile(const EventFileOptions& options);  // use Open
 
 private:
-    // Returns the path of the n-th older file; 0 is the current file.
+    // Returns the path of FILE.n, or of the current file for n = 0.
     std::filesystem::path PathOf(size_t n) const;
     [[nodiscard]] Result<void> OpenCurrent() REQUIRES(mutex_);
     void RemoveTornLine() REQUIRES(mutex_);
@@ -68,7 +68,7 @@ private:
     CondVar changed_;
     UniqueFd current_ GUARDED_BY(mutex_);
     uint64_t currentBytes_ GUARDED_BY(mutex_) = 0;
-    std::vector<uint64_t> olderBytes_ GUARDED_BY(mutex_);  // of FILE.1, FILE.2, …
+    std::vector<uint64_t> olderBytes_ GUARDED_BY(mutex_);  // sizes of FILE.1, FILE.2, …
     uint64_t oldest_ GUARDED_BY(mutex_) = 0;               // cursor of the first byte that is kept
     uint64_t end_ GUARDED_BY(mutex_) = 0;                  // cursor of the next byte to write
 };

@@ -1,5 +1,5 @@
-// RunGuarded: runs code from outside the platform (a callback, a task, a handler) and catches every exception. An
-// exception is logged at error level, with the name of the code that threw it. Any thread.
+// RunGuarded: runs code from outside the platform (a callback, a task, a handler) and catches every exception. The
+// exception is logged at error level, together with a name of the code that threw it. Any thread.
 #pragma once
 
 #include <exception>
@@ -10,8 +10,8 @@
 
 namespace Vexo::QuviewDFX {
 
-// whose: the name for the log line ("task close"), or a function that returns the name and is called only if an
-// exception is logged. Returns false if work threw an exception.
+// Runs work. Returns false if work threw an exception. whose: the name of this code for the log line, such as "task
+// close", or a function that returns the name. The function is called only if an exception is logged.
 template <typename Whose, typename Work>
 bool RunGuarded(const LogLabel& label, const Whose& whose, const Work& work)
 {

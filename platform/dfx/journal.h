@@ -1,6 +1,6 @@
-// Sinks that write log lines and system events to the systemd journal, with fields that journalctl can filter by. The
-// host makes them at start; threads as in sinks.h. libsystemd is loaded when the first sink is made, so the daemon also
-// runs on machines without systemd. See systemd.journal-fields(7) and sd_journal_sendv(3).
+// Sinks that write log lines and system events to the systemd journal, as fields that journalctl can filter. The host
+// makes the sinks at start. On which threads they are called: sinks.h. libsystemd is loaded when the first sink is
+// made, so the daemon also runs on machines without systemd. See systemd.journal-fields(7) and sd_journal_sendv(3).
 #pragma once
 
 #include <memory>
@@ -12,13 +12,13 @@
 
 namespace Vexo::QuviewDFX {
 
-// Returns true if standard error is connected to the journal: JOURNAL_STREAM must contain the device and inode of
-// standard error (systemd.exec(5)). The variable alone proves nothing: a program in a terminal that a unit started
-// inherits it.
+// Returns true if standard error is connected to the journal, which is the case if JOURNAL_STREAM contains the device
+// and inode of standard error (systemd.exec(5)). It is not enough that the variable is set, because a program in a
+// terminal inherits it if a systemd unit started the terminal.
 bool IsStderrTheJournal();
 
-// Both fail when libsystemd cannot be loaded; the error says why. A log line that the journal rejects is written to
-// standard error. For an event that the journal rejects, Write returns a negative code.
+// Both functions fail if libsystemd cannot be loaded; the error says why. A log line that the journal rejects is
+// written to standard error. If the journal rejects an event, Write returns a negative code.
 [[nodiscard]] Result<std::shared_ptr<LogSink>> MakeJournalLogSink();
 [[nodiscard]] Result<std::shared_ptr<SysEventSink>> MakeJournalSysEventSink();
 

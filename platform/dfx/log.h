@@ -1,7 +1,7 @@
-// The system log: a label (domain and tag), a level, and a format whose specifiers are checked against the arguments
-// when the program is compiled. A text argument is escaped (EscapeHidden of platform/base/utf8.h), so that a record is
-// one line and safe to show whatever a peer sent. Any thread; a call never fails and never throws. Sinks:
-// platform/dfx/sinks.h.
+// The system log. A record has a label (domain and tag), a level, and a format whose specifiers are checked against the
+// arguments at compile time. A text argument is escaped (EscapeHidden of platform/base/utf8.h). A record is therefore
+// one line and safe to show, even if it contains text from a peer. Any thread; a call never fails and never throws.
+// Sinks: platform/dfx/sinks.h.
 //
 // Specifiers; no others compile:
 //   %{public}d    int32 or smaller signed, bool       %{public}u    uint32 or smaller unsigned
@@ -27,7 +27,7 @@ struct LogLabel {
 
 inline constexpr uint32_t LOG_DOMAIN_PLATFORM = 0xD0015B1;
 
-// One argument in the form that the formatter needs. Does not own the text.
+// One argument of a log call. Does not own the text.
 struct LogArgument {
     enum class Kind : uint8_t { SIGNED, UNSIGNED, UNSIGNED_LONG, TEXT };
     Kind kind;
@@ -53,8 +53,8 @@ constexpr LogArgument::Kind LogKindOf()
     }
 }
 
-// A format that the compiler has checked against Args. On a mismatch, Check calls a function that is not constexpr. The
-// compiler reports that call as the error; the function's name says what is wrong.
+// A format that the compiler has checked against the types Args. If the format does not fit, Check calls a function
+// that is not constexpr. The compiler reports that call as the error, and the function's name says what is wrong.
 template <typename... Args>
 class LogFormat {
 public:

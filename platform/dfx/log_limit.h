@@ -1,5 +1,5 @@
 // LogLimit: keeps one source (a user or an address) from filling the log. It admits one line a minute for each source
-// and counts the lines that it leaves out. Any thread; does not block.
+// and counts the other lines. Any thread. No call blocks.
 #pragma once
 
 #include <chrono>
@@ -21,8 +21,8 @@ class LogLimit : public NoCopyable {
 public:
     explicit LogLimit(const Clock& clock = Clock::System()) : clock_(clock) {}
 
-    // Returns nullopt if the line must be left out, else the text to append to the line: empty, or "; 37 lines like it
-    // were left out".
+    // Decides whether a line of this source may be logged. Returns nullopt if the line must be left out. Otherwise
+    // returns the text to append to the line, which is empty or a text such as "; 37 lines like it were left out".
     std::optional<std::string> Admit(const Source& source) EXCLUDES(mutex_)
     {
         const SteadyTime now = clock_.Now();
@@ -49,8 +49,8 @@ private:
         uint64_t leftOut = 0;
     };
 
-    // The most sources that are tracked. One person may own thousands of user ids or addresses: while so many sources
-    // had a line in the last minute, the lines of further sources are left out.
+    // The largest number of sources that are tracked, because one person may own thousands of user ids or addresses. If
+    // so many sources had a line in the last minute, the lines of further sources are left out.
     static constexpr size_t MAX_SOURCES = 256;
 
     const Clock& clock_;

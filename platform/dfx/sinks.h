@@ -58,7 +58,8 @@ public:
     virtual void Write(TracePhase phase, uint64_t tag, std::string_view name, int32_t taskId) noexcept = 0;
 };
 
-// A null sink restores the default. The previous sink is destroyed once no thread uses it any more.
+// Set the sink of the process. A null sink restores the default. The previous sink is destroyed when no thread uses it
+// any more.
 void SetLogSink(std::shared_ptr<LogSink> sink);
 void SetSysEventSink(std::shared_ptr<SysEventSink> sink);
 void SetTraceSink(std::shared_ptr<TraceSink> sink);
@@ -66,12 +67,12 @@ void SetTraceSink(std::shared_ptr<TraceSink> sink);
 // Records below this level are dropped before they are formatted. Default: INFO.
 void SetLogLevel(LogLevel level) noexcept;
 
-// Makes a sink that writes to standard error, one write(2) a line: "2026-11-21T12:08:06.123+01:00 I Tag: message", in
-// local time (RFC 3339).
+// Makes a sink that writes each line to standard error with one write(2). A line looks like
+// "2026-11-21T12:08:06.123+01:00 I Tag: message". The time is local time (RFC 3339).
 std::shared_ptr<LogSink> MakeStderrLogSink();
 
-// Makes a sink that passes each event to all given sinks, in order, and returns the first result that is not 0. Sinks
-// for events: event_file.h, journal.h.
+// Makes a sink that passes each event to all given sinks, in order. Its Write returns the first result that is not 0.
+// Sinks for events: event_file.h, journal.h.
 std::shared_ptr<SysEventSink> MakeTeeSysEventSink(std::vector<std::shared_ptr<SysEventSink>> sinks);
 
 }  // namespace Vexo::QuviewDFX

@@ -15,9 +15,9 @@ class QuSysEvent {
 public:
     enum EventType : int32_t { FAULT = 1, STATISTIC = 2, SECURITY = 3, BEHAVIOR = 4 };
 
-    // Writes one event. keysAndValues alternate a key (string) and its value (int32_t or string). A domain, a name and
-    // a key have 1 to 32 characters of A-Z, 0-9 and _, and start with a letter. Returns 0, the sink's negative code, or
-    // -1 for an invalid domain, name or key; then nothing is written.
+    // Writes one event. Returns 0 or the sink's negative code. Returns -1 and writes nothing if the domain, the name or
+    // a key is invalid. Each of them has 1 to 32 characters of A-Z, 0-9 and _, and starts with a letter. keysAndValues:
+    // for each parameter a key (string) and a value (int32_t or string).
     template <typename... KeysAndValues>
     static int Write(const std::string& domain, const std::string& name, EventType type,
                      KeysAndValues&&... keysAndValues)

@@ -1,6 +1,7 @@
-// The trace meter: marks spans of work, for display in a trace viewer. Synchronous spans nest on their thread;
-// asynchronous spans are matched by name and task id. Any thread. While nothing is being recorded (trace_recorder.h), a
-// call costs one relaxed load. A span's name says what is done and contains no id and no secret.
+// The trace functions: mark spans of work (named periods of time), which a trace viewer displays. A synchronous span
+// lies inside the other open spans of its thread. The start and the end of an asynchronous span have the same name and
+// task id. Any thread. While nothing is recorded (trace_recorder.h), a call costs one relaxed load. The name of a span
+// says what is done and contains no id and no secret.
 #pragma once
 
 #include <atomic>
@@ -16,7 +17,7 @@ namespace QuviewDFX {
 
 enum class TracePhase : uint8_t { BEGIN, END, ASYNC_BEGIN, ASYNC_END, TASK_END };
 
-// True while a trace sink is set (SetTraceSink in sinks.h). Read it with IsTracing.
+// True while a trace sink is set (SetTraceSink in sinks.h). Read this variable with IsTracing.
 extern std::atomic<bool> g_isTracing;
 
 inline bool IsTracing() noexcept
@@ -24,7 +25,7 @@ inline bool IsTracing() noexcept
     return g_isTracing.load(std::memory_order_relaxed);
 }
 
-// Passes one call to the sink, if one is set.
+// Passes one call to the trace sink, if a trace sink is set.
 void WriteTrace(TracePhase phase, uint64_t tag, std::string_view name, int32_t taskId) noexcept;
 
 // Ends the synchronous spans that a task left open on this thread. Called after each task by code that runs several
@@ -60,7 +61,7 @@ inline void StartAsyncTrace(uint64_t tag, std::string_view value, int32_t taskId
     }
 }
 
-// Does nothing if no such span was started.
+// Ends the asynchronous span with this name and task id. Does nothing if no such span was started.
 inline void FinishAsyncTrace(uint64_t tag, std::string_view value, int32_t taskId)
 {
     if (QuviewDFX::IsTracing()) {
@@ -93,19 +94,20 @@ private:
 // The names of the platform's spans in a trace (docs/traces.md).
 namespace SpanName {
 inline constexpr std::string_view COLLABORATION = "collaboration start";  // until the peer has answered
-inline constexpr std::string_view SESSION_OPEN = "session open";    // until the opened callback; task id: session id
-inline constexpr std::string_view SEEK = "seek";                    // until a device to dial is heard, or dialling ends
-inline constexpr std::string_view CONNECT = "connect";              // one address, until it is connected or given up
+inline constexpr std::string_view SESSION_OPEN = "session open";  // until the opened callback; task id: session id
+inline constexpr std::string_view SEEK = "seek";                  // until a device to dial is heard, or dialling ends
+inline constexpr std::string_view CONNECT = "connect";  // one address, until it is connected or the attempt fails
 inline constexpr std::string_view HANDSHAKE = "TLS handshake";      // task id: the socket's number
 inline constexpr std::string_view SEND = "send";                    // the call only, not the transfer
 inline constexpr std::string_view ANSWER = "answer";                // from send to received bytes; task id: session id
-inline constexpr std::string_view HOTSPOT_STATE = "hotspot state";  // this and the following: calls of the radio
+inline constexpr std::string_view HOTSPOT_STATE = "hotspot state";  // this name and the names below: calls of the radio
 inline constexpr std::string_view HOTSPOT_ENABLE = "hotspot enable";
 inline constexpr std::string_view HOTSPOT_DISABLE = "hotspot disable";
 inline constexpr std::string_view HOTSPOT_CONFIG = "hotspot configuration";
 inline constexpr std::string_view WIFI_CONFIGS = "Wi-Fi configurations";
 inline constexpr std::string_view WIFI_ADD = "Wi-Fi add configuration";
-inline constexpr std::string_view WIFI_CONNECT = "Wi-Fi connect";  // until accepted, not joined
+inline constexpr std::string_view WIFI_CONNECT =
+    "Wi-Fi connect";  // until the attempt is accepted; the join takes longer
 }  // namespace SpanName
 
 }  // namespace Vexo

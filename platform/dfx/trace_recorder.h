@@ -1,8 +1,8 @@
 // TraceRecorder: records the process's spans in memory and returns them as text in the trace-event JSON format, which
-// trace viewers open. Several recordings can run at once. Each is limited in time and in number of spans; spans beyond
-// the limit are counted. The recorder is the trace sink only while a recording runs, so that tracing costs nothing at
-// other times. Any thread. Only Stop takes long, and only another Stop waits for it. Content of the text:
-// docs/traces.md.
+// trace viewers open. Several recordings can run at once. Each recording is limited in time and in number of spans;
+// further spans are only counted. The recorder is the trace sink only while a recording runs, so that tracing costs
+// nothing at other times. Any thread. Only Stop takes long, and only another call of Stop waits for it. Content of the
+// text: docs/traces.md.
 #pragma once
 
 #include <chrono>
@@ -25,11 +25,11 @@ inline constexpr size_t MAX_RECORDINGS = 4;
 inline constexpr size_t MAX_RECORDED_SPANS = 16'384;
 inline constexpr size_t MAX_RECORDED_THREADS = 1024;
 inline constexpr size_t MAX_SPAN_DEPTH = 64;  // open spans of one thread
-// The longest recording. A recording that its client forgets ends after this time; its text can be fetched until
-// another recording needs its place.
+// The longest time of a recording. A recording that its client never stops ends after this time. Its text can be
+// fetched until a new recording needs its place.
 inline constexpr std::chrono::minutes RECORDING_LIMIT{10};
 
-// A part of a stopped recording's text.
+// A part of the text of a stopped recording.
 struct TracePiece {
     uint32_t recording = 0;
     std::string text;    // whole lines, from the requested offset on
@@ -44,14 +44,14 @@ public:
     // processName: the name that trace viewers show. The recorder must be owned by a shared_ptr.
     explicit TraceRecorder(std::string processName, const Clock& clock = Clock::System());
 
-    // Starts a recording and returns its number, from 1 on. Returns 0 if MAX_RECORDINGS are running. The recording ends
-    // by itself after limit, at most RECORDING_LIMIT. A detached recording may outlive the client that started it: Stop
-    // finds it without its number.
+    // Starts a recording and returns its number, from 1 on. Returns 0 if MAX_RECORDINGS are running. limit: the
+    // recording ends by itself after this time, or after RECORDING_LIMIT if that is shorter. detached: the recording
+    // may outlive the client that started it, because Stop finds it without its number.
     uint32_t Start(std::chrono::milliseconds limit, bool detached) EXCLUDES(mutex_);
 
-    // Stops the recording at the first call, and returns its text from offset on, at most maxBytes. Once the last piece
-    // is returned, the recording is deleted. recording 0 is the oldest detached one. Returns no value if there is no
-    // such recording or offset is beyond the end.
+    // Stops the recording if it still runs. Returns its text from the byte offset on, at most maxBytes. Deletes the
+    // recording after returning the last part of the text. Returns no value if there is no such recording, or if offset
+    // is beyond the end of the text. recording: its number; 0 for the oldest detached recording.
     std::optional<TracePiece> Stop(uint32_t recording, size_t offset, size_t maxBytes) EXCLUDES(stopMutex_, mutex_);
 
     void Write(TracePhase phase, uint64_t tag, std::string_view name, int32_t taskId) noexcept override
@@ -63,7 +63,7 @@ private:
         std::string name;
         uint64_t tag = 0;
         bool isAsync = false;
-        int32_t taskId = 0;  // of an asynchronous span
+        int32_t taskId = 0;  // only for an asynchronous span
         int tid = 0;
         SteadyTime begin;
         SteadyTime end;
