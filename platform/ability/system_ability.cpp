@@ -23,7 +23,8 @@ RegisteredAbilities& Registered()
     return registered.value;
 }
 
-// Runs code of the ability. Returns false if it threw an exception, which is logged.
+// Runs one function of the ability. Returns false if that function threw an exception, which is logged. name: the name
+// of the function for the log.
 template <typename Step>
 bool Guarded(int32_t id, const char* name, const Step& step)
 {
@@ -45,7 +46,8 @@ bool SystemAbility::MakeAndRegisterAbility(SystemAbility* ability)
     if (!registered.byId.emplace(ability->systemAbilityId_, ability).second) {
         return false;
     }
-    // The ability has static storage: without this reference, releasing the last sptr would delete it.
+    // The ability has static storage and must never be deleted. This reference is never released, so the release of the
+    // last sptr does not delete the ability.
     if (const auto* counted = dynamic_cast<RefBase*>(ability)) {
         counted->IncStrongRef();
     }

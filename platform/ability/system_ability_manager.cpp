@@ -19,11 +19,11 @@ namespace {
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Ability"};
 
 enum class Phase { NOT_LOADED, LOADING, LOADED, UNLOADING };
-enum class LimitFrom { CALL, LOADING };  // when the load limit starts: at the call, or when loading begins
+enum class LimitFrom { CALL, LOADING };  // the load limit counts from the call, or from the begin of loading
 
 struct Entry {
     sptr<IRemoteObject> object;
-    IPCObjectStub* stub = nullptr;  // the same object if it accepts requests, else null
+    IPCObjectStub* stub = nullptr;  // object, if it is a stub and accepts requests; otherwise null
 };
 
 struct OnDemand {
@@ -47,7 +47,7 @@ bool RunLoader(const OnDemand& ability)
 
 }  // namespace
 
-// Shared with the work on the lifecycle strand: that work may outlive the manager.
+// The state of a manager. Work on the lifecycle strand also owns it, because that work may outlive the manager.
 class SystemAbilityManager::State : public std::enable_shared_from_this<State> {
 public:
     explicit State(std::chrono::milliseconds loadLimit) : loadLimit_(loadLimit) {}
@@ -68,7 +68,8 @@ public:
     int32_t Unsubscribe(int32_t id, const sptr<ISystemAbilityStatusChange>& listener);
 
 private:
-    // Ends a counted request when destroyed. ability is null if it is not loaded on demand: nothing is counted then.
+    // Ends a request when destroyed. ability: the on-demand ability that counts the request; null if the ability is not
+    // loaded on demand, because such requests are not counted.
     class Transaction : public NoCopyable {
     public:
         Transaction(State& state, OnDemand* ability) : state_(state), ability_(ability) {}
@@ -86,14 +87,14 @@ private:
 
     OnDemand* FindOnDemand(int32_t id) REQUIRES(mutex_);
     int32_t WhyNotOnDemand(int32_t id) REQUIRES(mutex_);
-    // Blocks until the ability is loaded. Returns false when its start failed, the load limit has passed or StopLoading
-    // forbids to load it. With LimitFrom::LOADING the limit starts when loading begins: unloading may take minutes,
-    // because it waits for running requests.
+    // Blocks until the ability is loaded. Returns false if its start failed, the load limit has passed, or StopLoading
+    // was called. With LimitFrom::LOADING the load limit starts when loading begins, because the unloading before it
+    // may take minutes: it waits for running requests.
     bool AwaitLoaded(OnDemand& ability, LimitFrom from) REQUIRES(mutex_);
     bool BeginLoading(OnDemand& ability) REQUIRES(mutex_);
     void StopWhenIdle(OnDemand& ability) REQUIRES(mutex_);
     void EndTransaction(OnDemand& ability);
-    // Run on the lifecycle strand.
+    // RunLoad and RunStop run on the strand lifecycle_.
     void RunLoad(OnDemand& ability);
     void RunStop(OnDemand& ability);
 
@@ -306,8 +307,8 @@ int32_t SystemAbilityManager::State::Add(int32_t id, const sptr<IRemoteObject>& 
     if (!object) {
         return ERR_INVALID_ARGUMENT;
     }
-    // The swap below moves the replaced entry here. It is destroyed after the lock is released: its destructor may call
-    // the manager.
+    // The swap below moves the replaced entry to this variable. The replaced entry is then destroyed after the lock is
+    // released, because its destructor may call the manager.
     Entry entry{object, dynamic_cast<IPCObjectStub*>(object.GetRefPtr())};
     const MutexLock lock(mutex_);
     const auto [place, isNew] = registry_.try_emplace(id);

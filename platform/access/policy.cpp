@@ -9,8 +9,8 @@
 namespace Vexo::Security {
 namespace {
 
-// Returns the uid or gid of a policy entry's user or group, which is given as a name or as a number. find resolves a
-// name (FindUser or FindGroup). Returns no value for an empty text or an unknown name.
+// Returns the uid or gid that a policy entry gives as a name or as a number. Returns no value for an empty text or an
+// unknown name. find: the function that resolves a name (FindUser or FindGroup).
 std::optional<uint32_t> NumberOf(const std::string& nameOrNumber, std::optional<uint32_t> (*find)(const std::string&))
 {
     const std::optional<uint32_t> number = ParseNumber<uint32_t>(nameOrNumber);

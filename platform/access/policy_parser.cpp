@@ -17,7 +17,7 @@ std::string WrongName(const std::string& name)
     return name.empty() ? "is empty" : "";
 }
 
-// A user or group: a name, or a number, which may be a JSON number or a string of digits.
+// Reads a user or group, which is a name, a JSON number or a string of digits.
 JsonKind<std::string> NameOrNumberKind()
 {
     const auto read = [](const cJSON& json, std::string& out) {

@@ -14,7 +14,7 @@ constexpr int32_t RANGE_UNKNOWN = -1;
 template <size_t Size>
 void CopyBounded(char (&to)[Size], const std::string& from)
 {
-    from.copy(to, std::min(from.size(), Size - 1));  // to was zeroed, so a terminator follows
+    from.copy(to, std::min(from.size(), Size - 1));  // the caller has zeroed the array, so a NUL follows the text
 }
 
 std::string ExtraData(const SoftBus::Node& node)

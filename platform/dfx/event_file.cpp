@@ -27,7 +27,8 @@ uint64_t SizeOf(const std::filesystem::path& file)
     return ::stat(file.c_str(), &status) == 0 ? static_cast<uint64_t>(status.st_size) : 0;
 }
 
-// Returns how many of the first size bytes belong to whole lines; size if the file cannot be read.
+// Returns the number of bytes up to the end of the last whole line. Searches only the first size bytes of the file.
+// Returns size if the file cannot be read.
 uint64_t WholeLines(int fd, uint64_t size)
 {
     std::array<char, SEARCH_BYTES> buffer{};
@@ -88,7 +89,7 @@ void EventFile::RemoveTornLine()
     }
 }
 
-// Deletes files left over from a configuration that kept more files.
+// Deletes older files beyond the configured number, because an earlier configuration may have kept more files.
 void EventFile::RemoveSurplusFiles() const
 {
     for (size_t n = options_.files; n <= MAX_EVENT_FILES; ++n) {
@@ -126,7 +127,7 @@ bool EventFile::Append(const std::string& line)
     const ssize_t written = ::write(current_.Get(), line.data(), line.size());
     if (written != static_cast<ssize_t>(line.size())) {
         if (written > 0) {
-            // The disk is full: remove the partial line, or the next line would be appended to it.
+            // The disk is full. Remove the partial line, because the next line would be appended to it.
             (void)!::ftruncate(current_.Get(), static_cast<off_t>(currentBytes_));
         }
         return false;
@@ -137,8 +138,8 @@ bool EventFile::Append(const std::string& line)
     return true;
 }
 
-// Creates the next file before any file is renamed. If that fails, the current file grows beyond its limit: a large
-// file is better than a lost event.
+// Creates the new file before renaming any file. If the new file cannot be created, the current file grows beyond its
+// limit, because a large file is better than a lost event.
 void EventFile::Rotate()
 {
     const std::filesystem::path next = options_.file.string() + ".new";
@@ -148,7 +149,7 @@ void EventFile::Rotate()
     }
     (void)::fdatasync(current_.Get());
     for (size_t n = options_.files - 1; n > 0; --n) {
-        // A file may be missing; readers skip its number.
+        // The file may be missing. Readers then skip its number.
         (void)::rename(PathOf(n - 1).c_str(), PathOf(n).c_str());
     }
     if (::rename(next.c_str(), options_.file.c_str()) != 0) {
@@ -177,8 +178,7 @@ Result<EventPage> EventFile::Read(uint64_t cursor, size_t maxBytes, std::chrono:
     return page;
 }
 
-// Fills the page from the file that contains the position at. Returns false, with errno set, if the file cannot be
-// read.
+// Fills the page from the file that contains the cursor at. Returns false, with errno set, if that file cannot be read.
 bool EventFile::ReadPiece(uint64_t at, size_t maxBytes, EventPage& page) const
 {
     size_t file = olderBytes_.size();
@@ -195,7 +195,7 @@ bool EventFile::ReadPiece(uint64_t at, size_t maxBytes, EventPage& page) const
         return false;
     }
     page.lines.resize(static_cast<size_t>(got));
-    // A piece without a newline is not a line of this class. It is returned as it is, so that the reader gets past it.
+    // Text without a newline was not written by this class. It is returned unchanged, so that the reader gets past it.
     if (const size_t newline = page.lines.rfind('\n'); newline != std::string::npos) {
         page.lines.resize(newline + 1);
     }

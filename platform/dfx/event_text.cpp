@@ -17,8 +17,9 @@ bool IsDigit(char c)
     return c >= '0' && c <= '9';
 }
 
-// Removes a prefix of the given form from text and reads its numbers. In form, each 0 stands for a digit of a number;
-// every other character stands for itself and ends the number. Returns false if text does not start with that form.
+// Removes a prefix from text and reads its numbers. Returns false if text does not start with such a prefix. form: the
+// form of the prefix. Each 0 in it stands for a digit of a number. Every other character stands for itself and ends the
+// number.
 bool TakeForm(std::string_view& text, std::string_view form, std::initializer_list<int*> numbers)
 {
     const auto* number = numbers.begin();
@@ -41,8 +42,8 @@ bool TakeForm(std::string_view& text, std::string_view form, std::initializer_li
     return true;
 }
 
-// Removes ".123" from the front of text and returns 123. Further digits are cut off. Returns 0 if text does not start
-// with a point, no value if no digit follows the point.
+// Removes a fraction such as ".123" from the front of text and returns its milliseconds, such as 123. Further digits
+// are cut off. Returns 0 if text does not start with a point. Returns no value if no digit follows the point.
 std::optional<int> TakeMilliseconds(std::string_view& text)
 {
     if (!text.starts_with('.')) {
@@ -54,7 +55,8 @@ std::optional<int> TakeMilliseconds(std::string_view& text)
     return digits.empty() ? std::nullopt : std::optional<int>(std::stoi((digits + "00").substr(0, 3)));
 }
 
-// Parses "Z" or "+02:00". Returns seconds east of UTC.
+// Parses the offset from UTC, which is "Z" or a text such as "+02:00". Returns the offset in seconds, positive to the
+// east.
 std::optional<int> ParseOffset(std::string_view text)
 {
     if (text == "Z" || text == "z") {

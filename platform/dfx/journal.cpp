@@ -21,13 +21,13 @@ namespace {
 constexpr const char* IDENTIFIER = "SYSLOG_IDENTIFIER=distnetd";
 constexpr int NOT_TAKEN = -4;
 
-// The header defines macros of this name that add the source location; dlsym needs the plain function.
+// The header of libsystemd defines a macro of this name that adds the source location. dlsym needs the function itself.
 #undef sd_journal_sendv
 using SendFields = decltype(&sd_journal_sendv);
 
 Result<SendFields> LoadSendFields()
 {
-    // Never closed: records are written until the process exits.
+    // The library is never closed, because records are written until the process exits.
     void* library = ::dlopen("libsystemd.so.0", RTLD_NOW | RTLD_LOCAL);
     void* symbol = library != nullptr ? ::dlsym(library, "sd_journal_sendv") : nullptr;
     if (symbol == nullptr) {

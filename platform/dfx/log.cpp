@@ -21,7 +21,7 @@ namespace Vexo::QuviewDFX {
 
 namespace {
 
-// A line up to this length is built on the stack, a longer one on the heap.
+// A line of up to this length is built on the stack, a longer line on the heap.
 constexpr size_t STACK_BYTES = 512;
 using Text = std::pmr::string;
 
@@ -116,7 +116,8 @@ void AppendArgument(Text& out, const LogArgument& argument)
     out.append(digits.data(), static_cast<size_t>(end.ptr - digits.data()));
 }
 
-// The compiler has checked the format against the arguments (LogFormat).
+// Appends the formatted record to out. Needs no checks, because the compiler has checked the format against the
+// arguments (LogFormat).
 void Format(Text& out, std::string_view format, const LogArgument* arguments)
 {
     constexpr std::string_view PUBLIC = "{public}";
@@ -165,7 +166,7 @@ void WriteLog(LogLevel level, const LogLabel& label, std::string_view format, co
             StderrLogSink().Write({level, label, message});
         }
     } catch (...) {
-        // A log call never fails: out of memory, the record is lost.
+        // There is no memory: the record is lost, because a log call must not fail.
     }
 }
 

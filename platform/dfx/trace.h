@@ -95,7 +95,7 @@ private:
 namespace SpanName {
 inline constexpr std::string_view COLLABORATION = "collaboration start";  // until the peer has answered
 inline constexpr std::string_view SESSION_OPEN = "session open";  // until the opened callback; task id: session id
-inline constexpr std::string_view SEEK = "seek";                  // until a device to dial is heard, or dialling ends
+inline constexpr std::string_view SEEK = "seek";                  // until a device is heard that can be dialled
 inline constexpr std::string_view CONNECT = "connect";  // one address, until it is connected or the attempt fails
 inline constexpr std::string_view HANDSHAKE = "TLS handshake";      // task id: the socket's number
 inline constexpr std::string_view SEND = "send";                    // the call only, not the transfer
@@ -106,8 +106,7 @@ inline constexpr std::string_view HOTSPOT_DISABLE = "hotspot disable";
 inline constexpr std::string_view HOTSPOT_CONFIG = "hotspot configuration";
 inline constexpr std::string_view WIFI_CONFIGS = "Wi-Fi configurations";
 inline constexpr std::string_view WIFI_ADD = "Wi-Fi add configuration";
-inline constexpr std::string_view WIFI_CONNECT =
-    "Wi-Fi connect";  // until the attempt is accepted; the join takes longer
+inline constexpr std::string_view WIFI_CONNECT = "Wi-Fi connect";  // until the attempt is accepted
 }  // namespace SpanName
 
 }  // namespace Vexo

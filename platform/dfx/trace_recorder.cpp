@@ -14,7 +14,7 @@ namespace Vexo::QuviewDFX {
 namespace {
 
 constexpr size_t MAX_NAME_BYTES = 128;
-constexpr size_t ID_DIGITS = 32;  // so many hex digits in a row, or more, are an id
+constexpr size_t ID_DIGITS = 32;  // a name part with at least so many hex digits in a row is an id
 constexpr size_t SHOWN_DIGITS = 5;
 constexpr const char* MASK = "**";
 
@@ -23,7 +23,8 @@ bool IsHex(char c)
     return (c >= '0' && c <= '9') || (c >= 'a' && c <= 'f') || (c >= 'A' && c <= 'F');
 }
 
-// Returns the name as it is recorded: cut to MAX_NAME_BYTES, with ids masked in case a caller put one into it.
+// Returns the name that is recorded for a span. Ids in it are masked, in case a caller has put an id into the name. The
+// result is cut to MAX_NAME_BYTES.
 std::string SafeName(std::string_view name)
 {
     std::string safe;
@@ -115,8 +116,8 @@ uint32_t TraceRecorder::Start(std::chrono::milliseconds limit, bool detached)
     return lastRecording_;
 }
 
-// Finds a recording and stops it, so that no thread writes to it any more. recording 0 finds the oldest detached one
-// and is set to its number. Returns null if there is none.
+// Finds a recording and stops it, so that no thread writes to it any more. Returns null if there is no such recording.
+// recording: the number to find. If it is 0, the oldest detached recording is found, and its number is stored here.
 TraceRecorder::RecordingPtr TraceRecorder::FindAndFinish(uint32_t& recording)
 {
     const MutexLock lock(mutex_);
@@ -198,7 +199,7 @@ void TraceRecorder::Record(Recording& recording, TracePhase phase, Span span)
         Begin(recording, std::move(span));
         return;
     }
-    // A span that began before the recording has no entry here.
+    // The thread has no entry here if its span began before the recording.
     const auto thread = recording.threads.find(span.tid);
     if (thread == recording.threads.end()) {
         return;
@@ -317,7 +318,8 @@ void TraceRecorder::UpdateTraceSink()
     SetTraceSink(any ? shared_from_this() : nullptr);
 }
 
-// Times are CLOCK_MONOTONIC, so that traces of several processes of one machine can be merged.
+// Appends the events of one span. Their times are CLOCK_MONOTONIC, so that the traces of several processes of a machine
+// can be merged.
 void TraceRecorder::AppendSpan(std::string& text, const Span& span)
 {
     const Json event = NewEvent(span.isAsync ? "b" : "X", span.name, span.tid);
@@ -341,7 +343,7 @@ void TraceRecorder::AppendSpan(std::string& text, const Span& span)
     }
 }
 
-// Writes one event per line.
+// Returns the text of the recording, with one event per line.
 std::string TraceRecorder::Render(const Recording& recording) const
 {
     std::string text = R"({"displayTimeUnit":"ms","otherData":{"dropped":)" + std::to_string(recording.dropped) +

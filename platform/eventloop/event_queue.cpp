@@ -20,8 +20,8 @@ std::string NameOf(const EventQueue::Entry& entry)
            caller.function + ")";
 }
 
-// Returns the due time in whole milliseconds, never before the delay has passed. Events that are due in the same
-// millisecond are then ordered by priority.
+// Returns the due time in whole milliseconds, so that events that are due in the same millisecond are ordered by
+// priority. The due time is never before the end of the delay.
 SteadyTime WholeDueAfter(std::chrono::milliseconds delay)
 {
     using std::chrono::milliseconds;

@@ -23,7 +23,7 @@ bool CommonEventServer::SubscribeCommonEvent(const std::shared_ptr<CommonEventSu
 
 bool CommonEventServer::UnSubscribeCommonEvent(const std::shared_ptr<CommonEventSubscriber>& subscriber)
 {
-    // Destroyed after the lock is released: it may be the subscriber's last owner.
+    // Destroyed after the lock is released, because it may be the last owner of the subscriber.
     std::shared_ptr<Subscription> removed;
     MutexLock lock(mutex_);
     const auto it = std::find_if(subscriptions_.begin(), subscriptions_.end(),
@@ -44,7 +44,8 @@ bool CommonEventServer::PublishCommonEvent(const CommonEventData& data)
     }
     const auto event = std::make_shared<const CommonEventData>(data);
     bool accepted = true;
-    // Posting under the lock: all subscribers get the events of two threads in the same order.
+    // The lock is held while the deliveries are posted, so that all subscribers get the events of two publishing
+    // threads in the same order.
     MutexLock lock(mutex_);
     for (const auto& subscription : subscriptions_) {
         if (!subscription->subscriber->GetSubscribeInfo().GetMatchingSkills().Match(event->GetWant())) {

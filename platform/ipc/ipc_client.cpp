@@ -73,8 +73,8 @@ int32_t IpcConnection::Exchange(int socket, const IpcHeader& request, const Mess
     if (sent < 0 && errno == EAGAIN) {
         return IPC_TIMED_OUT;  // nothing was sent, so no late reply can arrive
     }
-    // A server that refuses a connection sends the reason before it closes the connection, so there may be a reply to
-    // read even after a failed send.
+    // A server that refuses a connection sends the reason before it closes the connection. A reply may therefore be
+    // there to read even after a failed send.
     const int32_t status = Receive(socket, request.abilityId, reply, sent < 0 ? Clock::System().Now() : deadline);
     if (sent < 0) {
         Close();
@@ -95,9 +95,9 @@ int32_t IpcConnection::Receive(int socket, uint32_t abilityId, MessageParcel& re
     int resets = 0;
     do {
         SetReceiveLimit(socket, Remaining(deadline));
-        // MSG_TRUNC: the result is the datagram's own size, recv(2).
+        // With MSG_TRUNC, recv(2) returns the size of the whole datagram.
         size = ::recv(socket, buffer_.get(), MAX_DATAGRAM_SIZE, MSG_TRUNC);
-        // ECONNRESET is reported once; a reply that arrived before the reset can still be read.
+        // The kernel reports ECONNRESET once. A reply that arrived before the reset can still be read afterwards.
     } while (size < 0 && (errno == EINTR || (errno == ECONNRESET && resets++ == 0)));
     if (size <= 0) {
         return size < 0 && errno == EAGAIN ? IPC_TIMED_OUT : IPC_CLOSED;
@@ -133,7 +133,7 @@ void IpcConnection::Close()
     }
     closed_ = true;
     if (busy_) {
-        ::shutdown(socket_.Get(), SHUT_RDWR);  // wakes the call, which then closes the socket
+        ::shutdown(socket_.Get(), SHUT_RDWR);  // wakes the running call, which then closes the socket
     } else {
         socket_.Reset();
     }

@@ -35,13 +35,14 @@ using QuviewDFX::LogWarn;
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Ipc"};
 
-// The epoll's user data for the listener and the stop event. Connection ids follow.
+// The epoll's user data of the listener and of the stop event. For a connection, the user data is its id, which is
+// larger than these two.
 constexpr uint64_t LISTENER = 0;
 constexpr uint64_t STOP_EVENT = 1;
 constexpr int MAX_ACCEPTS_AT_ONCE = 64;
 constexpr std::chrono::milliseconds LINGER_LIMIT{2};
 constexpr size_t MAX_LINGERING = 8;
-// A larger parcel gives its memory back after the request.
+// A worker frees the memory of a parcel that was larger than this after a request.
 constexpr size_t KEPT_PARCEL_SIZE = 16 * 1024;
 
 // The buffers of one worker, reused for each request. The datagram buffer is not initialised, so that the system
@@ -79,7 +80,7 @@ public:
 
 private:
     enum class Growth { DONE, AT_LIMIT, REFUSED };
-    // What a worker does with a connection after it was served.
+    // What a worker must do with a connection that it has served.
     enum class Serving { ARM, DROP, PARKED };
 
     void Work();
@@ -111,8 +112,8 @@ private:
     UserShares shares_;
     CallerFaults faults_;
 
-    // Used only by the worker that accepts.
-    UniqueFd reserve_;  // spare: closed to accept and refuse a client when descriptors run out
+    // Only the worker that accepts connections uses these two members.
+    UniqueFd reserve_;  // closed to accept and refuse a client when no descriptor is left
     uint64_t lastId_ = STOP_EVENT;
 
     std::atomic<size_t> waiting_{0};    // workers in epoll_wait
@@ -133,7 +134,8 @@ Server::~Server()
     while (threads_ != 0) {
         workerGone_.Wait(mutex_);
     }
-    // A later reply may still arrive. It finds its connection closed and is dropped.
+    // A handler may still complete a later reply (later_reply.h). That reply is then dropped, because its connection is
+    // closed.
     for (const auto& [id, connection] : connections_) {
         connection->Close();
     }
@@ -170,7 +172,8 @@ void Server::StopAccepting()
         return;
     }
     struct stat status {};
-    // Another server may have replaced the socket file in the meantime: leave that file alone.
+    // Another server may have replaced the socket file in the meantime. Unlink the file only if it is this server's
+    // file.
     if (listener_ && ::stat(options_.socketPath.c_str(), &status) == 0 && status.st_dev == socketDevice_ &&
         status.st_ino == socketInode_) {
         ::unlink(options_.socketPath.c_str());
@@ -179,7 +182,7 @@ void Server::StopAccepting()
         ::shutdown(listener_.Get(), SHUT_RDWR);
     }
     if (stopEvent_) {
-        ::eventfd_write(stopEvent_.Get(), 1);  // never read, so every worker sees it
+        ::eventfd_write(stopEvent_.Get(), 1);  // nobody reads this event, so every worker gets it
     }
 }
 
@@ -348,7 +351,7 @@ void Server::OnEvent(const epoll_event& event, Buffers& buffers)
 {
     const std::shared_ptr<ServerConnection> connection = Find(event.data.u64);
     if (!connection) {
-        return;  // dropped after epoll_wait returned the event
+        return;  // the connection was dropped after epoll_wait returned the event
     }
     Serving next = Serving::DROP;
     switch (connection->TakeTurn(event.events)) {
@@ -400,9 +403,9 @@ Server::Serving Server::Serve(const std::shared_ptr<ServerConnection>& connectio
     return errno == EAGAIN ? Serving::ARM : Serving::DROP;
 }
 
-// Waits a moment for the next request on the connection's own socket. A busy client sends it at once; this saves
-// re-arming the epoll and waking a second worker. Only a few workers linger, and only while another one waits on the
-// epoll. Returns like Receive: -1 and EAGAIN if no request arrived.
+// Waits for a moment on the connection's own socket for the next request, because a busy client sends it at once. This
+// saves re-arming the epoll and waking a second worker. At most MAX_LINGERING workers wait like this, and only while
+// another worker waits on the epoll. Returns the result of Receive, or -1 with errno EAGAIN if no request arrived.
 ssize_t Server::Linger(const ServerConnection& connection, Buffers& buffers)
 {
     if (stopping_ || waiting_.load() == 0 || lingering_.load() >= MAX_LINGERING) {

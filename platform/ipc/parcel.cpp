@@ -12,7 +12,7 @@ namespace {
 static_assert(std::endian::native == std::endian::little, "a parcel is little-endian and copied as it lies in memory");
 
 constexpr size_t ALIGNMENT = 4;
-// The bytes of the shortest string: its length, and a NUL with padding.
+// The size in bytes of the shortest string, which consists of its length and a NUL with padding.
 constexpr size_t MIN_STRING_SIZE = 8;
 
 constexpr size_t Padded(size_t size)
@@ -57,7 +57,7 @@ bool Parcel::WriteText(std::basic_string_view<Char> value)
     if (size > maxCapacity_ - std::min(end, maxCapacity_)) {
         return false;
     }
-    bytes_.resize(end + size);  // fills with zero: the NUL and the padding
+    bytes_.resize(end + size);  // sets the NUL and the padding to zero
     const auto length = static_cast<int32_t>(value.size());
     std::memcpy(bytes_.data() + end, &length, sizeof(length));
     if (!value.empty()) {

@@ -45,8 +45,8 @@ ssize_t ServerConnection::Receive(uint8_t* datagram, int flags) const
 {
     ssize_t size = -1;
     do {
-        // MSG_TRUNC: the result is the datagram's own size, recv(2). The call gives no buffer for control data, so the
-        // kernel closes descriptors that a client sends along.
+        // With MSG_TRUNC, recv(2) returns the size of the whole datagram. The call provides no buffer for control data,
+        // so the kernel closes any descriptors that the client has sent.
         size = ::recv(socket_.Get(), datagram, MAX_DATAGRAM_SIZE, MSG_TRUNC | flags);
     } while (size < 0 && errno == EINTR);
     return size;
@@ -66,8 +66,8 @@ bool ServerConnection::AddToEpoll()
     return ::epoll_ctl(epoll_, EPOLL_CTL_ADD, socket_.Get(), &event) == 0;
 }
 
-// The client's disconnect and a later reply may arm the connection at the same moment, so two workers may get an event.
-// The stage decides which worker owns the connection.
+// A disconnect of the client and a later reply may cause two events at the same moment, so two workers may get an
+// event. The stage decides which worker owns the connection.
 ServerConnection::Turn ServerConnection::TakeTurn(uint32_t events)
 {
     const MutexLock lock(mutex_);
@@ -120,7 +120,7 @@ ServerConnection::Sent ServerConnection::AwaitReply()
     if (!unsent_.empty()) {
         return SendUnsent();  // the reply was completed before the handler returned
     }
-    ArmFor(0, Stage::AWAITING_REPLY);  // no events: the kernel still reports a disconnect
+    ArmFor(0, Stage::AWAITING_REPLY);  // waits for no event, but the kernel still reports a disconnect
     return Sent::PARKED;
 }
 
@@ -136,7 +136,7 @@ void ServerConnection::SendLater(uint32_t abilityId, int32_t status, const Messa
     }
     const Sent sent = SendUnsent();
     if (sent == Sent::FAILED) {
-        ::shutdown(socket_.Get(), SHUT_RDWR);  // the next worker finds it closed and drops the connection
+        ::shutdown(socket_.Get(), SHUT_RDWR);  // the next worker finds this and drops the connection
     }
     if (sent != Sent::PARKED) {
         ArmFor(EPOLLIN | EPOLLRDHUP, Stage::READING);
@@ -193,8 +193,9 @@ ServerConnection::Sent ServerConnection::SendUnsent()
     return error == 0 ? Sent::WHOLE : Sent::FAILED;
 }
 
-// Waits until the socket has room for the reply. The limit counts from the first wait for that reply. If the timer
-// cannot be started, the client is disconnected at once, because nothing would limit the wait.
+// Arms the connection for the event that the socket has space for the reply. Does not block. The time limit
+// (sendLimit_) counts from the first call for the same reply. If the timer cannot be started, the client is
+// disconnected at once, because nothing else would limit the wait.
 void ServerConnection::WaitForRoom()
 {
     if (stage_ != Stage::SENDING) {
@@ -210,7 +211,8 @@ void ServerConnection::WaitForRoom()
     ArmFor(EPOLLOUT, Stage::SENDING);
 }
 
-// Shuts the socket down. That wakes a worker, which drops the connection; only workers may drop it.
+// Shuts the socket down, which wakes a worker. That worker drops the connection, because only a worker may drop it.
+// wait: the number of the wait whose time limit has passed.
 void ServerConnection::GiveUp(uint64_t wait)
 {
     const MutexLock lock(mutex_);

@@ -61,12 +61,12 @@ int Bind(int socket, const sockaddr_un& address)
 
 timeval ToTimeval(std::chrono::microseconds limit)
 {
-    // Zero would mean no limit: use 1 µs instead.
+    // Use at least 1 µs, because zero means no limit.
     const auto count = std::max<int64_t>(limit.count(), 1);
     return timeval{static_cast<time_t>(count / 1'000'000), static_cast<suseconds_t>(count % 1'000'000)};
 }
 
-// Removes the socket file if no process listens on it. Fails if a process does.
+// Removes the socket file if no process listens on it. Fails if a process listens on it.
 Result<void> RemoveStale(const std::string& path, const sockaddr_un& address)
 {
     struct stat status {};
@@ -100,8 +100,8 @@ Result<UniqueFd> ListenOn(const std::string& path, mode_t mode)
     if (!socket) {
         return SocketError(path, errno);
     }
-    // The mode is set before the file exists, so that no other user can connect in between. The chmod below undoes the
-    // effect of the umask.
+    // The mode is set before the file exists, so that no other user can connect before the chmod below. The umask may
+    // have removed bits of the mode, and the chmod sets them again.
     ::fchmod(socket.Get(), mode);
     int error = Bind(socket.Get(), address.value());
     if (error == EADDRINUSE) {
@@ -132,7 +132,7 @@ Result<UniqueFd> ConnectTo(const std::string& path, std::chrono::milliseconds li
     if (!socket) {
         return SocketError(path, errno);
     }
-    SetSendLimit(socket.Get(), limit);  // connect(2) uses the send limit
+    SetSendLimit(socket.Get(), limit);  // connect(2) obeys the send limit too
     int error = Connect(socket.Get(), address.value());
     while (error == EINTR) {
         error = Connect(socket.Get(), address.value());

@@ -53,8 +53,8 @@ void UserShares::RemoveConnection(uid_t user)
     }
 }
 
-// Removes a user without connections and requests. A request may end after its connection, if the client has
-// disconnected.
+// Removes the entry of a user that has neither connections nor requests. A request may end after its connection, if the
+// client has disconnected.
 void UserShares::ForgetUnused(Shares::iterator share)
 {
     if (share->second.connections == 0 && share->second.requests == 0) {

@@ -28,10 +28,10 @@ constexpr uint16_t FLAG_RECURSION_DESIRED = 0x0100;
 constexpr uint16_t FLAG_RESPONSE = 0x8000;
 constexpr uint16_t MASK_OPCODE = 0x7800;
 constexpr uint16_t MASK_CODE = 0x000f;
-constexpr uint8_t POINTER = 0xc0;  // in a name: the rest of the name is at another offset
+constexpr uint8_t POINTER = 0xc0;  // marks a pointer in a name: the rest of the name is at another offset
 
 constexpr milliseconds CANCEL_PERIOD{100};
-constexpr milliseconds TRY_LIMIT{1000};  // for the answer of one name server
+constexpr milliseconds TRY_LIMIT{1000};  // the longest wait for the answer of one name server
 constexpr milliseconds PAUSE{500};       // after all name servers have failed
 
 void Append(std::vector<uint8_t>& bytes, uint16_t value)
@@ -40,7 +40,7 @@ void Append(std::vector<uint8_t>& bytes, uint16_t value)
     bytes.push_back(static_cast<uint8_t>(value));
 }
 
-// Reads an answer from the front; each read fails at the end of the bytes.
+// Reads the fields of a DNS answer in order. A read fails if the bytes end before the field ends.
 class Reader {
 public:
     Reader(const uint8_t* data, size_t size) : data_(data), size_(size) {}
@@ -61,8 +61,8 @@ public:
         value = static_cast<uint16_t>(data_[at_ - 2] << 8U | data_[at_ - 1]);
         return true;
     }
-    // Skips a name. Sets isRoot if the name is the root, also if it is a pointer to an earlier empty name. Returns
-    // false if the name is damaged.
+    // Skips a name and returns false if the name is damaged. Sets isRoot to true if the name is empty, which means the
+    // DNS root, or if it is a pointer to an earlier empty name.
     bool ReadName(bool& isRoot)
     {
         for (bool isFirst = true; at_ < size_; isFirst = false) {
@@ -100,7 +100,7 @@ Failure FailedCall(const std::string& what)
     return Fail(ErrorCodeOf(number), what + ": " + std::generic_category().message(number));
 }
 
-// Searches the next count records for an NS record of the root.
+// Reads the given number of records and succeeds if one of them is an NS record of the DNS root.
 Result<void> FindRootServer(Reader& reader, uint16_t count)
 {
     for (; count > 0; --count) {
@@ -176,7 +176,7 @@ Result<void> AskOne(const std::string& nameServer, const std::string& interface,
             return FailedCall("name server " + nameServer);
         }
         outcome = CheckRootAnswer(id, answer.data(), static_cast<size_t>(size));
-        // Anyone may send malformed bytes; the real answer may still arrive.
+        // Malformed bytes may come from anyone. Wait, because the real answer may still arrive.
         if (outcome || outcome.error().code != ErrorCode::MALFORMED) {
             return outcome;
         }

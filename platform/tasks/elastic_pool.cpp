@@ -40,9 +40,9 @@ bool StartDetachedThread(Work run)
     }
 }
 
-// Work is passed to an idle worker or to a new one. It is queued only at the thread limit or when the system refuses a
-// thread, so below the limit work never waits behind a blocked worker. While work is queued, at least one worker runs
-// and none is idle.
+// The state of a pool. Post passes work to an idle worker or starts a worker for it. Post queues work only if the pool
+// has reached its thread limit or the system refuses a thread. Below the thread limit, work therefore never waits for a
+// blocked worker. While work is queued, at least one worker runs and no worker is idle.
 class ElasticPool::State : public std::enable_shared_from_this<State> {
 public:
     State(const std::string& name, size_t maxThreads, ThreadStarter startThread)
@@ -63,7 +63,8 @@ public:
             }
             refused = true;
         }
-        // No worker runs yet, but other posts are starting threads: wait until the system has given or refused one.
+        // No worker runs yet, but other calls of Post are starting threads. Wait until the system has started or
+        // refused one of these threads.
         while (idle_.empty() && starting_ > 0 && starting_ == threads_) {
             settled_.Wait(mutex_);
         }
@@ -79,8 +80,8 @@ public:
             return false;
         }
         queue_.push_back(std::move(job));
-        // Older work may be queued because the system refused a thread. It goes first: the new worker takes its job
-        // from the queue.
+        // Older work may be queued already, because the system has refused a thread. The new worker must run that work
+        // first, so it is started without a job and takes one from the queue.
         Job none;
         if (!refused && threads_ < maxThreads_ && StartWorker(none)) {
             return true;
@@ -128,9 +129,9 @@ private:
         CondVar handed;
     };
 
-    // Starts a worker with the job; if the job is empty, the worker takes one from the queue. Returns false if the
-    // system refuses a thread; job is then unchanged. Releases the lock while the thread starts, because that takes
-    // long.
+    // Starts a worker with the job. If the job is empty, the worker takes a job from the queue. Returns false if the
+    // system refuses a thread, and then leaves the job unchanged. Releases the lock while the thread starts, because
+    // that takes long.
     bool StartWorker(Job& job) REQUIRES(mutex_)
     {
         auto worker = std::make_shared<Worker>();
@@ -164,7 +165,8 @@ private:
         }
     }
 
-    // Returns the next job; an empty job if this worker must end.
+    // Waits for the next job of the worker and returns it. Returns an empty job if the worker must end. finished: the
+    // function to call when this worker counts as idle again (Post).
     Job Next(const std::shared_ptr<Worker>& worker, const Work& finished) EXCLUDES(mutex_)
     {
         MutexLock lock(mutex_);
@@ -189,16 +191,16 @@ private:
         if (!mayWait) {
             Retire(*worker);
         }
-        // Waits without a time-out: the kernel would have to set and remove a timer at every wait. Trim ends idle
-        // workers instead.
+        // Waits without a time-out, because the kernel would have to set and remove a timer at every wait. Trim ends
+        // idle workers instead.
         while (!worker->job.work && !worker->leave) {
             worker->handed.Wait(mutex_);
         }
         return std::exchange(worker->job, {});
     }
 
-    // Ends the worker. It stops counting as a thread while the lock is held, so that no job is queued for a worker that
-    // is about to end.
+    // Ends the worker. The worker is removed from threads_ while the lock is held, so that no job is queued for a
+    // worker that is about to end.
     void Retire(Worker& worker) REQUIRES(mutex_)
     {
         worker.leave = true;
@@ -232,7 +234,7 @@ private:
         auto kept = idle_.begin();
         for (; kept != idle_.end() && (*kept)->idleSince <= limit; ++kept) {
             Retire(**kept);
-            warned_ = false;  // the load has fallen
+            warned_ = false;  // the load has fallen, so a later overload causes a new warning
         }
         idle_.erase(idle_.begin(), kept);
         ArmTrim();
@@ -244,8 +246,8 @@ private:
     Mutex mutex_;
     std::deque<Job> queue_ GUARDED_BY(mutex_);
     std::vector<std::shared_ptr<Worker>> idle_ GUARDED_BY(mutex_);  // the longest idle first
-    size_t threads_ GUARDED_BY(mutex_) = 0;                         // including those that are being started
-    size_t starting_ GUARDED_BY(mutex_) = 0;  // threads that the system has neither given nor refused yet
+    size_t threads_ GUARDED_BY(mutex_) = 0;                         // including threads that are being started
+    size_t starting_ GUARDED_BY(mutex_) = 0;                        // threads that are being started
     bool closing_ GUARDED_BY(mutex_) = false;
     bool trimArmed_ GUARDED_BY(mutex_) = false;
     bool warned_ GUARDED_BY(mutex_) = false;
@@ -297,7 +299,7 @@ public:
         if (active_) {
             return true;
         }
-        // Posted under the lock: no thread can queue work behind work that the pool then refuses.
+        // The lock is held during Post, so that no thread can queue work behind work that the pool then refuses.
         active_ = pool_.Post([state = shared_from_this()] { state->Run(); });
         if (!active_) {
             refused = std::move(queue_.back());
@@ -332,7 +334,7 @@ private:
             queue_.pop_front();
             lock.Unlock();
             QuviewDFX::RunGuarded(LABEL, WORK, work);
-            work = nullptr;  // destroyed without the lock: destroying it may post to this strand
+            work = nullptr;  // destroyed without the lock, because its destructor may post here
             lock.Lock();
             ++ran_;
             drained_.NotifyAll();

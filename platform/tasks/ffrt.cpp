@@ -1,4 +1,5 @@
-// Task attributes, general tasks, ffrt_wait and asynchronous calls. Queues: ffrt_queue.cpp. Mutex: ffrt_sync.cpp.
+// Implements task attributes, general tasks, ffrt_wait and asynchronous calls. Queues: ffrt_queue.cpp. Mutex and
+// condition variable: ffrt_sync.cpp.
 #include "platform/tasks/ffrt.h"
 
 #include <atomic>
@@ -14,8 +15,8 @@
 #include "platform/tasks/elastic_pool.h"
 #include "platform/tasks/ffrt_function.h"
 
-// Counts the unfinished tasks that one thread, or one running task, has submitted. Shared with these tasks, because the
-// thread may end before them.
+// Counts the unfinished tasks that one thread, or one running task, has submitted. These tasks also own the object,
+// because the thread may end before them.
 class WaitContext {
 public:
     void Add() { unfinished_.fetch_add(1, std::memory_order_relaxed); }
@@ -26,7 +27,8 @@ public:
             return;
         }
         {
-            // Once this lock is acquired, a waiter that read the old count is asleep and will be woken below.
+            // A waiter reads the count while it holds this lock. Once the lock is acquired here, a waiter that has read
+            // the old count is waiting, so NotifyOne wakes it.
             const Vexo::MutexLock lock(mutex_);
         }
         finished_.NotifyOne();  // only one thread waits for a context
@@ -53,7 +55,8 @@ namespace {
 
 constexpr Vexo::QuviewDFX::LogLabel LABEL{Vexo::QuviewDFX::LOG_DOMAIN_PLATFORM, "Tasks"};
 
-// Created by the first submission, because most tasks submit nothing.
+// The context of this thread, or of the task that runs on this thread. The first submission creates it, because most
+// tasks submit nothing.
 thread_local std::shared_ptr<WaitContext> t_context;
 
 const std::shared_ptr<WaitContext>& CurrentContext()
@@ -160,7 +163,7 @@ ffrt_function_t* create_function_wrapper(const std::function<void()>& callable, 
     return std::make_unique<ffrt_function_t>(callable).release();
 }
 
-// Shared by the task and the future; the last of them destroys it.
+// The state of one asynchronous call. The task and the future share it, and the last of them destroys it.
 class async_state {
 public:
     async_state()

@@ -1,4 +1,4 @@
-// Serial queues of the task runtime.
+// Implements the serial queues of the task runtime.
 #include <algorithm>
 #include <optional>
 #include <thread>
@@ -24,8 +24,8 @@ public:
     Vexo::Tasks::DuePlace place;
 };
 
-// At most one worker, the runner, runs the tasks that are due. When no task is due any more, the runner ends, and one
-// timer waits for the next task.
+// The state of a queue. At most one worker, which is called the runner, runs the tasks that are due. When no task is
+// due any more, the runner ends, and one timer waits for the next task.
 class queue_state : public std::enable_shared_from_this<queue_state> {
 public:
     task_handle submit(std::unique_ptr<ffrt_function_t> function, const ffrt_task_attr_t* attr) EXCLUDES(mutex_)
@@ -75,7 +75,8 @@ public:
     }
 
 private:
-    // Makes sure that a runner starts when the first task is due. Returns false if the runtime refuses one.
+    // Makes sure that a runner starts when the first task is due. Returns false if the runtime refuses the work of the
+    // runner or its timer.
     bool ensure_runner() REQUIRES(mutex_)
     {
         const std::optional<SteadyTime> due = waiting_.NextDue();

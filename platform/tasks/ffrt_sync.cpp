@@ -1,6 +1,6 @@
-// Mutex and condition variable of the task runtime: standard objects, constructed in storage that the caller owns. The
-// types of platform/base/mutex.h are not used: one function locks and another unlocks, through untyped storage, which
-// the thread-safety analysis cannot follow.
+// Implements the mutex and the condition variable of the task runtime, as standard objects in storage that the caller
+// owns. The types of platform/base/mutex.h are not used, because one function locks and another function unlocks. The
+// thread-safety analysis cannot follow that through untyped storage.
 #include <condition_variable>
 #include <cstdint>
 #include <cstring>
@@ -11,8 +11,9 @@
 
 namespace {
 
-// The storage contains a mark that says what init constructed there, then the object. The mark is not a member of the
-// object, because a compiler may drop a write to a member of an object that is about to be destroyed.
+// The storage contains a mark, followed by the object. The mark says which type of object init has constructed. It is
+// not a member of the object, because a compiler may drop a write to a member of an object that is about to be
+// destroyed.
 using Mark = uint64_t;
 constexpr Mark INITIALISED_MUTEX = 0x6D75746578212121;
 constexpr Mark INITIALISED_COND = 0x636F6E6464212121;
@@ -42,7 +43,7 @@ int Place(Storage* storage, bool hasAttributes)
     return ffrt_success;
 }
 
-// Returns null for a null argument and for storage that init has not filled.
+// Returns the object in the storage. Returns null if the storage is null or was not initialised.
 template <typename Object, typename Storage>
 Object* ObjectIn(Storage* storage)
 {
@@ -76,7 +77,7 @@ int Destroy(Storage* storage)
     return ffrt_success;
 }
 
-// Runs wait(condition, lock) with the mutex, which the caller has locked.
+// Calls the function wait with the condition variable and a lock of the mutex. The caller must have locked the mutex.
 template <typename Wait>
 int WaitHolding(ffrt_cond_t* cond, ffrt_mutex_t* mutex, Wait wait)
 {

@@ -45,7 +45,7 @@ private:
 
     bool Cancel(const DuePlace& place) override EXCLUDES(mutex_)
     {
-        std::optional<Entry> dropped;  // destroyed after the lock is released: that may cancel timers
+        std::optional<Entry> dropped;  // destroyed after the lock is released, because its destructor may cancel timers
         const MutexLock lock(mutex_);
         dropped = queue_.Remove(place);
         return dropped.has_value();
