@@ -1,5 +1,5 @@
-// The entry points that libFuzzer calls. If DISTNET_FUZZ_CORPUS names a folder, the target's samples are written there
-// first.
+// The entry points that libFuzzer calls. If the environment variable DISTNET_FUZZ_CORPUS names a folder, the samples of
+// the target are first written to that folder.
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>

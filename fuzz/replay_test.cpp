@@ -1,4 +1,5 @@
-// Runs every fuzz target on its samples: unchanged, cut short, and with single bits flipped, always at the same places.
+// Runs every fuzz target on its samples. Each sample is used unchanged, cut short, and with single bits flipped. The
+// places of these changes are the same in every run.
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -10,7 +11,7 @@
 
 namespace Vexo::Fuzz {
 
-// Names a test case in the output of GoogleTest and CTest.
+// Prints the name of a target. GoogleTest and CTest show it as the name of the test case.
 void PrintTo(const Target& target, std::ostream* out)
 {
     *out << target.name;
@@ -18,7 +19,7 @@ void PrintTo(const Target& target, std::ostream* out)
 
 namespace {
 
-// For each sample. A longer sample is cut, or has bits flipped, at evenly spaced places.
+// The largest numbers of cuts and of bit flips for each sample. In a longer sample, their places are evenly spaced.
 constexpr size_t MAX_CUTS = 50;
 constexpr size_t MAX_FLIPS = 100;
 

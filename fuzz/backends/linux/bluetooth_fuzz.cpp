@@ -1,4 +1,4 @@
-// Fuzzes the decoders of Bluetooth service data, which strangers may advertise, and of Bluetooth addresses.
+// Fuzzes the decoders of Bluetooth addresses and of Bluetooth service data, which any device nearby may advertise.
 #include "backends/linux/bluetooth_address.h"
 #include "fuzz/fuzz_target.h"
 

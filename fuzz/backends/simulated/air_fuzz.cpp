@@ -1,4 +1,5 @@
-// Fuzzes the parsers of the records that simulated hotspots and stations write to the air folder.
+// Fuzzes the parsers of the records that simulated hotspots and stations write. They write the records to the air
+// folder, which stands for the radio.
 #include "backends/simulated/air.h"
 
 #include "fuzz/fuzz_target.h"

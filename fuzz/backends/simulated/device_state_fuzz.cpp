@@ -1,4 +1,5 @@
-// Fuzzes the parser of a simulated device's state file, and the assignments that distnetctl makes in that file.
+// Fuzzes the parser of a simulated device's state file, and the function with which distnetctl sets single keys in that
+// file.
 #include "backends/simulated/device_state.h"
 
 #include "fuzz/fuzz_target.h"
@@ -13,7 +14,7 @@ std::vector<std::string> Samples()
     faulty.hotspotSecurity = HotspotSecurity::WPA3;
     faulty.inReach = {{"of:fice", 100}, {"home", 0}};
     faulty.batteryPercent = 7;
-    // The control character differs in one bit from NUL, which the file could not contain.
+    // The last character of the key, \1, becomes NUL if one bit is flipped. The file cannot contain NUL.
     return {SerializeDeviceState({}), SerializeDeviceState(faulty), "hotspot.key=example-\1",
             "network.in_reach=office:80,home:40"};
 }

@@ -21,7 +21,7 @@ std::vector<std::string> Samples()
 struct Encoder {
     std::string operator()(const NumberedRequest& request) const { return Encode(request); }
     std::string operator()(const NumberedAnswer& answer) const { return Encode(answer); }
-    // No such request can be encoded. This text decodes to the same value.
+    // Encode does not exist for an unknown request. The text below decodes to the same value.
     std::string operator()(const UnknownRequest& request) const
     {
         return R"({"version":1,"ask":"?","request":)" + std::to_string(request.number) + "}";

@@ -1,4 +1,4 @@
-// Fuzzes the functions that escape text from others before it is shown.
+// Fuzzes the functions that escape text from other devices and programs before it is shown.
 #include "platform/base/utf8.h"
 
 #include "fuzz/fuzz_target.h"

@@ -32,7 +32,8 @@ bool Run(std::string_view input)
         return false;
     }
     const auto encode = [](const auto& kind) { return Encoded(kind); };
-    // Padding may contain any bytes, so the first encoding may differ from the input. The second must equal the first.
+    // Padding may contain any bytes, so the first encoding may differ from the input. The second encoding must equal
+    // the first.
     const std::string first = std::visit(encode, message);
     const Message again = Decode(first.data(), first.size());
     Fuzz::Require(

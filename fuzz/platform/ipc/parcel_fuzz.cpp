@@ -1,5 +1,5 @@
-// Fuzzes the decoding of an IPC datagram: its header, then values read from its parcel. The header's request code gives
-// the order of the reads.
+// Fuzzes the decoding of an IPC datagram. First its header is decoded, then values are read from its parcel. The
+// request code in the header selects the types of these values.
 #include "fuzz/fuzz_target.h"
 #include "platform/ipc/wire.h"
 
@@ -16,13 +16,13 @@ std::vector<std::string> Samples()
                          parcel.WriteStringVector(TEXTS);
     Fuzz::Require(written, "the sample fits");
     std::string datagram(IPC_HEADER_SIZE, '\0');
-    // Each octal digit of the code is one read, from the last digit on: u16string, bool, int32, int64, uint16, string,
-    // strings.
+    // Each octal digit of the request code selects the type of one read, the last digit first: u16string, bool, int32,
+    // int64, uint16, string, vector of strings.
     EncodeHeader({0, 1163, 00'6543210}, reinterpret_cast<uint8_t*>(datagram.data()));
     return {datagram.append(reinterpret_cast<const char*>(parcel.GetData()), parcel.GetDataSize())};
 }
 
-// Reads one value and, if the read succeeds, writes it. Returns whether the read succeeded.
+// Reads one value. If that succeeds, writes the value to another parcel and returns true. Otherwise returns false.
 template <typename Value>
 bool Copy(MessageParcel& from, MessageParcel& to, bool (Parcel::*read)(Value&), auto write)
 {

@@ -1,4 +1,4 @@
-// Fuzzes the check of DNS answers to the query for the root's name servers.
+// Fuzzes the function that checks DNS answers to the query for the name servers of the DNS root.
 #include "platform/network/dns_probe.h"
 
 #include "fuzz/fuzz_target.h"

@@ -1,4 +1,5 @@
-// Fuzzes the decoders of a link's byte stream, given in pieces of changing size, and of the payloads of its frames.
+// Fuzzes the decoder of a link's byte stream and the decoders of the payloads of its frames. The stream is decoded in
+// pieces of different sizes.
 #include "platform/softbus/link/frame.h"
 
 #include "fuzz/fuzz_target.h"
@@ -20,7 +21,8 @@ std::vector<std::string> Samples()
             Framed(FrameKind::OPENED, EncodeOpened(-1)) + Framed(FrameKind::CLOSE, "")};
 }
 
-// A payload that decodes must encode to itself, unless a later version added fields.
+// Returns true if the frame's payload is valid. A valid payload must encode to the same bytes, unless a later version
+// of the protocol has added fields to it.
 bool Decodes(const Frame& frame)
 {
     if (frame.kind == FrameKind::HELLO) {

@@ -1,4 +1,5 @@
-// Fuzzes the decoders of the messages of an enrolment by ticket. The first byte of an input selects the message.
+// Fuzzes the decoders of the messages with which a device joins an account by a ticket. The first byte of an input
+// selects the message.
 #include "platform/softbus/enrolment/join_frames.h"
 
 #include <algorithm>

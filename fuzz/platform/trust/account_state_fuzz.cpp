@@ -1,5 +1,6 @@
-// Fuzzes the reading of the account's state, as another member sends it. An input is either such bytes or, if it starts
-// with {, a text that is signed with the account's key first: no other input would pass the check of the signature.
+// Fuzzes the parser of the account's signed state, which other member devices send. An input is such a signed state, or
+// a plain text if it starts with {. The text is first signed with the account's key, because it would not pass the
+// check of the signature otherwise.
 #include "fuzz/fuzz_target.h"
 #include "platform/trust/account.h"
 #include "platform/trust/account_state.h"

@@ -1,5 +1,6 @@
-// Fuzzes what enrolment receives from another device: the request that Admit signs, the answer that Install stores, and
-// the decrypted content of the answer, which other inputs cannot reach.
+// Fuzzes the parsers of the data that enrolment (joining an account) receives from another device: the request that
+// Admit signs, and the answer that Install stores. The decrypted content of the answer is fuzzed separately, because
+// hardly any other input decrypts.
 #include "fuzz/fuzz_target.h"
 #include "platform/trust/account.h"
 #include "platform/trust/enrolment_answer.h"
@@ -11,7 +12,7 @@
 namespace Vexo::Trust {
 namespace {
 
-// One device that owns an account, and one whose request the first has admitted.
+// A device that owns an account, and another device whose request the owner has admitted.
 struct Devices {
     Tests::TempFolder folder;
     std::filesystem::path owner = folder.Path() / "owner";
@@ -44,14 +45,15 @@ std::vector<std::string> Samples()
 bool Admits(const std::string& request)
 {
     if (!RequestFromPem(request)) {
-        return false;  // most inputs; Admit would first read the owner's keys
+        return false;  // most inputs end here; Admit would first read the owner's keys
     }
     const auto admitted = Admit(TheDevices().owner, request);
     if (!admitted) {
         Fuzz::Require(!admitted.error().message.empty(), "a refusal says why");
         return false;
     }
-    // Only the owner of a key can sign a request for it, so every admitted request is for this device's key.
+    // Only the owner of a key can sign a request for it. Every admitted request is therefore for the key of the other
+    // device.
     const auto answer = OpenAnswer(admitted.value(), TheDevices().otherKey.get());
     Fuzz::Require(answer && VerifySignedBy(answer.value().device.get(), answer.value().account.get()) &&
                       IsP256(X509_get0_pubkey(answer.value().device.get())),
@@ -62,7 +64,7 @@ bool Admits(const std::string& request)
 bool Installs(const std::string& answer)
 {
     if (!OpenAnswer(answer, TheDevices().otherKey.get())) {
-        return false;  // most inputs; Install would first read the device's files
+        return false;  // most inputs end here; Install would first read the device's files
     }
     const bool installed = Install(TheDevices().other, answer).has_value();
     const auto certificate = TheDevices().other / DEVICE_CERTIFICATE_FILE;

@@ -1,4 +1,4 @@
-// Fuzzes the parser of a ticket, as a person types it.
+// Fuzzes the parser of a ticket, which is a text that a person types to join an account.
 #include "platform/trust/ticket.h"
 
 #include "fuzz/fuzz_target.h"

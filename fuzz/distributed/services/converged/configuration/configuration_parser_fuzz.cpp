@@ -1,4 +1,4 @@
-// Fuzzes the parser of the device type settings: each input is parsed as device.json and as scenario.json.
+// Fuzzes the parser of the device type settings. Each input is parsed both as device.json and as scenario.json.
 #include "distributed/services/converged/configuration/configuration_parser.h"
 
 #include "distributed/services/converged/configuration/distributed_json_util.h"
