@@ -1,6 +1,6 @@
 // EventHandler: posts events and named tasks to an EventRunner and removes tasks by name. Only the handler that posted
-// a task can remove it. A queued task outlives its handler. Any thread. Without a runner, SendEvent returns false and
-// RemoveTask does nothing.
+// a task can remove it. A queued task still runs after its handler is destroyed. Any thread. Without a runner,
+// SendEvent returns false and RemoveTask does nothing.
 #pragma once
 
 #include <cstdint>
@@ -14,7 +14,8 @@ namespace Vexo::AppExecFwk {
 
 class EventHandler : public std::enable_shared_from_this<EventHandler> {
 public:
-    // The order of events that are due in the same millisecond: the smallest value runs first.
+    // The priority of an event. Events that are due in the same millisecond run in the order of this value, the
+    // smallest first.
     enum class Priority : uint32_t { VIP = 0, IMMEDIATE = 1, HIGH = 2, LOW = 3, IDLE = 4 };
 
     explicit EventHandler(const std::shared_ptr<EventRunner>& runner = nullptr);
@@ -26,7 +27,7 @@ public:
     bool SendEvent(InnerEvent::Pointer event, int64_t delayTimeMs = 0, Priority priority = Priority::LOW);
     bool SendEvent(uint32_t innerEventId, int64_t param = 0, int64_t delayTimeMs = 0);
 
-    // Removes the queued tasks of that name that this handler posted.
+    // Removes the queued tasks with this name, if this handler has posted them.
     void RemoveTask(const std::string& name);
 
     // Called on the runner's thread for each numeric event.
@@ -34,7 +35,7 @@ public:
 
 private:
     const std::shared_ptr<EventRunner> runner_;
-    const uint64_t owner_;  // never reused: a later handler cannot remove the tasks of a destroyed one
+    const uint64_t owner_;  // never reused, so no later handler can remove this one's tasks
 };
 
 }  // namespace Vexo::AppExecFwk

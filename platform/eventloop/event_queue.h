@@ -30,9 +30,10 @@ public:
     void Add(std::chrono::milliseconds delay, uint32_t priority, Entry entry);
     void Remove(uint64_t owner, const std::string& taskName);
 
-    // Delivers events until Stop is called. Call once, on the runner's thread.
+    // Delivers events until Stop is called. Call Run once, on the runner's thread.
     void Run();
-    // Drops the queued events. Blocks until Run has returned, unless called by an event on the runner's thread.
+    // Drops the queued events. Blocks until Run has returned. Does not block if an event calls Stop on the runner's
+    // thread.
     void Stop();
 
 private:

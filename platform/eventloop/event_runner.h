@@ -1,5 +1,5 @@
-// EventRunner: one thread that runs posted events when they are due. Handlers (event_handler.h) share a runner; the
-// thread ends when the last owner of the runner releases it.
+// EventRunner: one thread that runs posted events when they are due. Several handlers (event_handler.h) may share a
+// runner. The thread ends when the last owner of the runner releases it.
 #pragma once
 
 #include <memory>
@@ -15,7 +15,8 @@ class EventRunner : public NoCopyable {
 public:
     // Starts the thread. Does not block.
     static std::shared_ptr<EventRunner> Create(const std::string& threadName);
-    // Drops the queued events. Blocks until the running event has finished, unless called on the runner's own thread.
+    // Drops the queued events. Blocks until the running event has finished. Does not block if it runs on the runner's
+    // own thread.
     ~EventRunner();
 
     const std::shared_ptr<EventQueue>& Queue() const { return queue_; }

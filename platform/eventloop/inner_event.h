@@ -9,7 +9,7 @@
 
 namespace Vexo::AppExecFwk {
 
-// The place in the code that posted an event, for log lines.
+// The place in the code that posted an event. Log lines show it.
 struct Caller {
     std::string file;
     std::string function;

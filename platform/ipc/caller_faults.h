@@ -15,11 +15,11 @@ namespace Vexo::Ipc {
 class CallerFaults : public NoCopyable {
 public:
     void BadDatagram(const CallerIdentity& caller, const char* fault, size_t size);
-    // Call when the caller's connection is closed because a reply could not be sent.
+    // Call it when the caller's connection is closed because a reply could not be sent.
     void FailedReply(const CallerIdentity& caller, const char* why);
-    // Call when a new connection is refused.
+    // Call it when a new connection is refused.
     void TurnedAway(uid_t user, const char* why);
-    // Call when no descriptor is left. Names no client, because all clients are affected.
+    // Call it when no descriptor is left. The log line names no client, because all clients are affected.
     void OutOfDescriptors();
 
 private:

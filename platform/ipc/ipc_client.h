@@ -29,7 +29,7 @@ public:
     // passes before the request is sent, the connection stays open.
     int32_t Transact(uint32_t abilityId, uint32_t code, const MessageParcel& data, MessageParcel& reply,
                      std::chrono::milliseconds limit);
-    // Returns false once either side has closed the connection. Does not block.
+    // Returns false if the client or the server has closed the connection. Does not block.
     bool IsOpen() const;
     // Closes the connection. A running Transact returns IPC_CLOSED. Does not block.
     void Close();

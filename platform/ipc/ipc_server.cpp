@@ -45,8 +45,8 @@ constexpr size_t MAX_LINGERING = 8;
 // A worker frees the memory of a parcel that was larger than this after a request.
 constexpr size_t KEPT_PARCEL_SIZE = 16 * 1024;
 
-// The buffers of one worker, reused for each request. The datagram buffer is not initialised, so that the system
-// provides its pages only when they are written.
+// The buffers of one worker, which it uses again for each request. The datagram buffer is not initialised, because the
+// system then provides only the pages that are written.
 struct Buffers {
     std::unique_ptr<uint8_t[]> datagram = std::make_unique_for_overwrite<uint8_t[]>(MAX_DATAGRAM_SIZE);
     MessageParcel data;
@@ -116,8 +116,8 @@ private:
     UniqueFd reserve_;  // closed to accept and refuse a client when no descriptor is left
     uint64_t lastId_ = STOP_EVENT;
 
-    std::atomic<size_t> waiting_{0};    // workers in epoll_wait
-    std::atomic<size_t> lingering_{0};  // workers that wait on one connection's socket (Linger)
+    std::atomic<size_t> waiting_{0};    // number of workers in epoll_wait
+    std::atomic<size_t> lingering_{0};  // number of workers that wait on one connection's socket (Linger)
     std::atomic<bool> stopping_{false};
     std::atomic<bool> saturationLogged_{false};
 
@@ -199,7 +199,7 @@ IpcServerCounts Server::Counts() const
     return IpcServerCounts{connections_.size(), threads_};
 }
 
-// ---- Workers: all wait on the same epoll, and each handles the event that it gets
+// ---- Workers: all workers wait on the same epoll, and each worker handles the events that it gets
 
 void Server::Work()
 {
@@ -219,7 +219,8 @@ void Server::Work()
     workerGone_.NotifyAll();
 }
 
-// Waits for the next event. Returns false if this worker must end. The worker counts as waiting until it has an event.
+// Waits for the next event. Returns false if this worker must end. The worker is counted in waiting_ until it has an
+// event.
 bool Server::AwaitEvent(epoll_event& event)
 {
     if (stopping_) {
@@ -243,8 +244,8 @@ bool Server::AwaitEvent(epoll_event& event)
     return !stopping_;
 }
 
-// Returns true if this worker must end. The last waiting worker stays and waits without a time-out, so that an idle
-// server never wakes up.
+// Returns true if this worker, which was idle for too long, must end. The last waiting worker does not end. It waits
+// without a time-out, so that an idle server never wakes up.
 bool Server::EndsAfterIdling()
 {
     size_t waiting = waiting_;
@@ -332,7 +333,7 @@ void Server::Accept(UniqueFd socket)
     }
 }
 
-// Sends the status to a client that is not accepted, and closes its socket.
+// Sends the status to a client whose connection is refused, and closes the socket.
 void Server::TurnAway(UniqueFd socket, IpcStatus status)
 {
     if (socket) {

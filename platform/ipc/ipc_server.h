@@ -31,7 +31,7 @@ namespace Vexo::Ipc {
 // (platform/ipc/later_reply.h). May block for minutes.
 using Dispatcher = std::function<int32_t(const IpcHeader& request, MessageParcel& data, MessageParcel& reply)>;
 
-// Converts kernel credentials into an identity. Called once for each connection.
+// Converts the kernel's credentials of a client into an identity. Called once for each connection.
 using Identifier = std::function<CallerIdentity(const PeerCredentials& peer)>;
 
 // Called on a worker when the last connection of a process has closed and the process's last request has ended. The
@@ -44,7 +44,7 @@ struct IpcServerOptions {
     ShareLimits shares{};
     size_t maxThreads = 256;
     std::chrono::milliseconds threadIdleLimit{10'000};
-    std::chrono::milliseconds sendLimit{2'000};  // a client that does not read a reply for so long is disconnected
+    std::chrono::milliseconds sendLimit{2'000};  // a client that has not read a reply by then is disconnected
     ProcessGone processGone{};                   // may be empty
 };
 
@@ -55,7 +55,7 @@ struct IpcServerCounts {
 
 class IpcServer : public NoCopyable {
 public:
-    // Creates the socket and starts serving. Replaces a socket file that no process listens on; fails if a process
+    // Creates the socket and starts serving. Replaces a socket file on which no process listens. Fails if a process
     // listens on it. The error names the path and the cause.
     [[nodiscard]] static Result<std::unique_ptr<IpcServer>> Start(IpcServerOptions options, Identifier identify,
                                                                   Dispatcher dispatch);

@@ -29,7 +29,7 @@ private:
 
 class IRemoteBroker : public virtual RefBase {
 public:
-    // Returns the object to publish, or to send requests to.
+    // Returns the remote object of this interface, for publishing it or for sending requests to it.
     virtual sptr<IRemoteObject> AsObject() = 0;
 };
 

@@ -34,7 +34,7 @@ public:
     void Complete(int32_t status, const MessageParcel& reply);
 
 private:
-    std::shared_ptr<ReplyTarget> target_;  // null once completed
+    std::shared_ptr<ReplyTarget> target_;  // null after Complete
     const uint32_t abilityId_;
 };
 

@@ -1,11 +1,11 @@
 // Parcel and MessageParcel: the values of one request or reply, in order, as little-endian bytes aligned to four.
-//   bool, int32, uint32, uint16   4 bytes (narrow values widened)
+//   bool, int32, uint32, uint16   4 bytes (bool and uint16 are widened)
 //   int64, uint64, double         8 bytes
 //   string                        int32 length n, n bytes, a NUL, padding to 4
-//   u16string                     int32 units, units, a NUL unit, padding to 4
+//   u16string                     int32 length n, n 16-bit units, a NUL unit, padding to 4
 //   vector<string>                int32 count, then the strings
 // Reading fails for a bool other than 0 and 1 and for a uint16 above 65535. A failed read returns false and leaves the
-// position and the output unchanged; a write that would exceed the capacity returns false and leaves the parcel
+// position and the output unchanged. A write that would exceed the capacity returns false and leaves the parcel
 // unchanged. Not thread-safe: one owner at a time.
 #pragma once
 
@@ -103,7 +103,7 @@ public:
     std::u16string ReadInterfaceToken();
 };
 
-// How a request is sent. Only synchronous requests exist: every request has a reply.
+// How a request is sent. Only synchronous requests exist, so every request has a reply.
 class MessageOption {
 public:
     enum Flags : int32_t { TF_SYNC = 0 };

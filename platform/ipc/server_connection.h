@@ -59,7 +59,7 @@ public:
     bool AddToEpoll() EXCLUDES(mutex_);
     Turn TakeTurn(uint32_t events) EXCLUDES(mutex_);
     Sent Send(uint32_t abilityId, int32_t status, const MessageParcel& reply) EXCLUDES(mutex_);
-    // Called instead of Send when the handler took over the reply (LaterReply).
+    // Call it instead of Send if the handler has taken over the reply (LaterReply).
     Sent AwaitReply() EXCLUDES(mutex_);
     void Arm() EXCLUDES(mutex_);
     // Closes the socket. SendLater then drops its reply.

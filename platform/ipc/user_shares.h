@@ -58,7 +58,7 @@ private:
     const ShareLimits limits_;
     Mutex mutex_;
     size_t connections_ GUARDED_BY(mutex_) = 0;
-    Shares shares_ GUARDED_BY(mutex_);  // of limited users that have a connection or a request
+    Shares shares_ GUARDED_BY(mutex_);  // only limited users that have a connection or a request
 };
 
 }  // namespace Vexo::Ipc

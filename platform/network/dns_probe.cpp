@@ -20,7 +20,7 @@ using std::chrono::milliseconds;
 
 constexpr size_t HEADER_SIZE = 12;
 constexpr size_t QUESTION_SIZE = 5;       // the root's name, type, class
-constexpr size_t RECORD_HEADER_SIZE = 8;  // type, class, time to live; the data's length follows
+constexpr size_t RECORD_HEADER_SIZE = 8;  // type, class and time to live; the length of the data follows
 constexpr size_t MAX_ANSWER_SIZE = 4096;
 constexpr uint16_t TYPE_NS = 2;
 constexpr uint16_t CLASS_IN = 1;
@@ -32,7 +32,7 @@ constexpr uint8_t POINTER = 0xc0;  // marks a pointer in a name: the rest of the
 
 constexpr milliseconds CANCEL_PERIOD{100};
 constexpr milliseconds TRY_LIMIT{1000};  // the longest wait for the answer of one name server
-constexpr milliseconds PAUSE{500};       // after all name servers have failed
+constexpr milliseconds PAUSE{500};       // the pause after all name servers have failed
 
 void Append(std::vector<uint8_t>& bytes, uint16_t value)
 {
@@ -120,7 +120,7 @@ Result<void> FindRootServer(Reader& reader, uint16_t count)
     return Fail(ErrorCode::REFUSED, "DNS answer: it names no name server of the root");
 }
 
-// Returns a UDP socket that is connected to the name server, so that it receives no other datagrams.
+// Returns a UDP socket that is connected to the name server, so that it receives no datagrams from others.
 Result<UniqueFd> Connect(const std::string& nameServer, const std::string& interface, uint16_t port)
 {
     sockaddr_in address{};

@@ -23,18 +23,18 @@ struct Uplink {
     std::string technology;                // for MOBILE: "2G" to "5G"; otherwise empty
     std::optional<uint8_t> signalPercent;  // only for MOBILE and WIFI
     std::optional<bool> isMetered;
-    std::optional<bool> hasInternet;  // result of the machine's connectivity check; no value: not checked
+    std::optional<bool> hasInternet;  // result of the machine's connectivity check; no value if not checked
     bool isMobileDataOff = false;     // a modem has a SIM, but mobile data is switched off
 };
 
 struct Battery {
-    std::optional<uint8_t> percent;  // no value: no battery, or not known
+    std::optional<uint8_t> percent;  // no value if there is no battery or the charge is not known
     bool isCharging = false;
 };
 
 // The facts that decide whether this device needs the network of another device.
 struct NetworkSituation {
-    bool hasNetwork = false;       // any connection with a default route
+    bool hasNetwork = false;       // there is a connection with a default route
     bool isJoinedHere = false;     // that connection is a network that this daemon joined (ConnectToDevice)
     bool hasOwnWire = false;       // a wired connection with connectivity
     bool isSessionActive = false;  // a person uses this device: the first seat has an active session
@@ -43,13 +43,13 @@ struct NetworkSituation {
         std::string name;
         uint8_t strengthPercent = 0;
     };
-    uint32_t scan = 0;                    // number of the scan that found inReach; changes with each finished scan
+    uint32_t scan = 0;                    // number of the latest finished scan, which found inReach
     std::vector<SavedNetwork> inReach{};  // the user's saved networks that the scan found, the strongest first
 };
 
 enum class OnlineVerdict : uint8_t {
     ONLINE,
-    NO_INTERNET,  // the check was made: the network does not lead to the internet
+    NO_INTERNET,  // the network does not lead to the internet
     UNKNOWN,      // the check could not be made
 };
 
@@ -62,7 +62,7 @@ public:
     virtual Uplink CurrentUplink() = 0;
     virtual Battery CurrentBattery() = 0;
     virtual NetworkSituation Situation() = 0;
-    // Starts a scan. NetworkSituation::scan changes when it has finished. Does not block.
+    // Starts a scan for networks. When the scan has finished, NetworkSituation::scan changes. Does not block.
     virtual void RequestScan() = 0;
     // Checks whether the joined network leads to the internet. Uses NetworkManager's connectivity check if that is
     // configured. If it is not, or gives no result, asks the network's own name servers for the name servers of the DNS

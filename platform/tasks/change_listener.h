@@ -28,7 +28,7 @@ public:
             strand_.Drain();
         }
     }
-    // Posts a call of the function to a thread of the pool. One call runs at a time. Does not block.
+    // Posts a call of the stored function to a thread of the shared pool. Calls run one at a time. Does not block.
     void Notify()
     {
         strand_.Post([this] {

@@ -32,7 +32,7 @@ SteadyTime DueAfter(SteadyTime now, Delay delay)
 struct DuePlace {
     SteadyTime due;
     uint32_t priority = 0;
-    uint64_t number = 0;  // from 1 on, unique in the queue
+    uint64_t number = 0;  // counts from 1; unique in the queue
 
     friend bool operator<(const DuePlace& left, const DuePlace& right)
     {
@@ -50,7 +50,7 @@ public:
         return place;
     }
 
-    // Returns when the first entry is due; no value for an empty queue.
+    // Returns the time when the first entry is due, or no value for an empty queue.
     std::optional<SteadyTime> NextDue() const
     {
         return entries_.empty() ? std::nullopt : std::optional<SteadyTime>(entries_.begin()->first.due);
@@ -65,8 +65,8 @@ public:
         return std::move(entries_.extract(entries_.begin()).mapped());
     }
 
-    // Removes and returns the entry at that place; no value if it was removed before. The caller must destroy the entry
-    // after releasing its lock, because destroying an entry may need that lock.
+    // Removes and returns the entry at this place. Returns no value if the entry was removed before. The caller must
+    // destroy the entry after releasing its lock, because destroying an entry may need that lock.
     std::optional<Entry> Remove(const DuePlace& place)
     {
         auto node = entries_.extract(place);

@@ -20,7 +20,7 @@ namespace Vexo::Tasks {
 namespace {
 
 constexpr QuviewDFX::LogLabel LABEL{QuviewDFX::LOG_DOMAIN_PLATFORM, "Tasks"};
-constexpr const char* WORK = "work";    // the name of posted work in log lines
+constexpr const char* WORK = "work";    // names posted work in log lines
 constexpr size_t MAX_THREAD_NAME = 15;  // pthread_setname_np(3)
 
 struct Job {
@@ -222,7 +222,7 @@ private:
                 }
             });
         trimArmed_ = trim.IsArmed();
-        trim.Detach();  // if the pool is gone by then, there is nothing to trim
+        trim.Detach();  // if the pool is destroyed first, the timer does nothing
     }
 
     // Ends workers that have been idle for too long. Runs on the timer thread.
@@ -245,7 +245,7 @@ private:
     const ThreadStarter startThread_;
     Mutex mutex_;
     std::deque<Job> queue_ GUARDED_BY(mutex_);
-    std::vector<std::shared_ptr<Worker>> idle_ GUARDED_BY(mutex_);  // the longest idle first
+    std::vector<std::shared_ptr<Worker>> idle_ GUARDED_BY(mutex_);  // the worker that was idle longest comes first
     size_t threads_ GUARDED_BY(mutex_) = 0;                         // including threads that are being started
     size_t starting_ GUARDED_BY(mutex_) = 0;                        // threads that are being started
     bool closing_ GUARDED_BY(mutex_) = false;

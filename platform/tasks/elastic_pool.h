@@ -21,7 +21,8 @@ inline constexpr std::chrono::seconds POOL_THREAD_IDLE_LIMIT{10};
 
 using Work = std::function<void()>;
 
-// Runs the work on a new thread. Returns false if the system refuses a thread; the work then never runs.
+// A function that runs the work on a new thread. Returns false if the system refuses a thread. The work then never
+// runs.
 using ThreadStarter = std::function<bool(Work run)>;
 bool StartDetachedThread(Work run);
 
@@ -55,7 +56,8 @@ private:
     std::shared_ptr<State> state_;
 };
 
-// Runs posted work in posting order, one at a time. Work that is queued when the strand is destroyed still runs.
+// Runs posted work one at a time, in the order of the posts. Work that is queued when the strand is destroyed still
+// runs.
 class Strand : public NoCopyable {
 public:
     explicit Strand(ElasticPool& pool = ElasticPool::Shared());
@@ -63,7 +65,7 @@ public:
 
     // Queues the work. Returns false if the pool refuses the work (ElasticPool::Post).
     bool Post(Work work);
-    // Blocks until all work posted before has run. Must not be called by work of this strand.
+    // Blocks until all work has run that was posted before this call. Work of this strand must not call it.
     void Drain();
     bool RunsOnThisThread() const;
 

@@ -31,7 +31,7 @@ public:
             // the old count is waiting, so NotifyOne wakes it.
             const Vexo::MutexLock lock(mutex_);
         }
-        finished_.NotifyOne();  // only one thread waits for a context
+        finished_.NotifyOne();  // at most one thread waits for a context
     }
 
     void Wait() EXCLUDES(mutex_)
@@ -76,9 +76,9 @@ void Finish(ffrt_function_t* ended)
     }
 }
 
-// Takes ownership of the function and posts it. Returns false if the runtime refuses it; the function is then
-// destroyed. The lambdas capture a raw pointer, which fits into std::function without an allocation. The pool runs both
-// lambdas exactly once.
+// Takes ownership of the function and posts it. Returns false if the runtime refuses the function, which is then
+// destroyed. The lambdas capture a raw pointer, because that fits into std::function without an allocation. The pool
+// runs each of the two lambdas exactly once.
 bool Start(std::unique_ptr<ffrt_function_t> function)
 {
     ffrt_function_t* const raw = function.get();

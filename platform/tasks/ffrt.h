@@ -25,7 +25,7 @@ void ffrt_task_attr_set_delay(ffrt_task_attr_t* attr, uint64_t delay_us);
 
 // ---- Function storage ------------------------------------------------------------------------------------------
 enum ffrt_function_kind_t { ffrt_function_kind_general, ffrt_function_kind_queue };
-struct ffrt_function_t;  // owned by the runtime from submission on
+struct ffrt_function_t;  // owned by the runtime after submission
 
 namespace ffrt {
 // Copies the callable. Pass the result to exactly one submission: to ffrt_submit, or to a queue if kind is
@@ -46,11 +46,11 @@ void ffrt_wait();
 namespace ffrt {
 class queue_state;
 class queue_task;
-// Identifies a task that was submitted to a queue; null if the runtime refused the task. Copies identify the same task.
+// Identifies a task that was submitted to a queue. Null if the runtime refused the task. Copies identify the same task.
 using task_handle = std::shared_ptr<queue_task>;
 
 // A serial queue: runs one task at a time, in the order in which the tasks are due. A task without a delay is due when
-// it is submitted. The destructor drops tasks that have not started and waits for the running one.
+// it is submitted. The destructor drops tasks that have not started and waits for the running task.
 class queue {
 public:
     explicit queue(const char* name);
@@ -67,7 +67,8 @@ private:
 
 void ffrt_queue_submit(ffrt::queue& queue, ffrt_function_t* function, const ffrt_task_attr_t* attr);
 ffrt::task_handle ffrt_queue_submit_h(ffrt::queue& queue, ffrt_function_t* function, const ffrt_task_attr_t* attr);
-// Returns 0 if the task had not started and will not run; 1 if it has started, is unknown or was cancelled before.
+// Cancels a task. Returns 0 if the task had not started; it then never runs. Returns 1 if the task has started, is
+// unknown or was cancelled before.
 int ffrt_queue_cancel(ffrt::queue& queue, const ffrt::task_handle& handle);
 
 // Each type is 64 bytes of storage, in which init constructs the object. All functions return 0 on success. Otherwise
@@ -80,7 +81,7 @@ struct alignas(8) ffrt_mutex_t {
 struct alignas(8) ffrt_cond_t {
     unsigned char storage[64];
 };
-struct ffrt_mutexattr_t;  // no attributes exist: pass null
+struct ffrt_mutexattr_t;  // pass null, because no attributes exist
 struct ffrt_condattr_t;
 int ffrt_mutex_init(ffrt_mutex_t* mutex, const ffrt_mutexattr_t* attr);
 int ffrt_mutex_lock(ffrt_mutex_t* mutex);
@@ -100,7 +101,7 @@ namespace ffrt {
 enum class future_status { ready, timeout };
 class async_state;
 
-// The completion of one async call. The future may be destroyed before the call ends, or after it.
+// Waits for the end of one call of async. The future may be destroyed before or after the end of that call.
 class future {
 public:
     explicit future(std::shared_ptr<async_state> state);

@@ -9,15 +9,15 @@
 #include "platform/tasks/elastic_pool.h"
 #include "platform/tasks/ffrt.h"
 
-class WaitContext;  // the tasks that ffrt_wait waits for; see ffrt.cpp
+class WaitContext;  // counts the tasks for which ffrt_wait waits; see ffrt.cpp
 
 // The data of one submission. One allocation contains all of it, because every request submits tasks and must not spend
 // time on more allocations.
 struct ffrt_function_t {
     explicit ffrt_function_t(std::function<void()> function) : callable(std::move(function)) {}
 
-    // Invokes the callable with a WaitContext of its own, then destroys it. An exception from the callable is caught
-    // and logged with the task's name.
+    // Invokes the callable and then destroys it. The callable gets its own WaitContext. An exception from the callable
+    // is caught and logged with the task's name.
     void Run();
 
     std::function<void()> callable;

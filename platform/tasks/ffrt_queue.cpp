@@ -19,8 +19,8 @@ using Vexo::Tasks::Timers;
 
 class queue_task {
 public:
-    std::unique_ptr<ffrt_function_t> function;  // null once the task runs or was cancelled
-    // The task's place in the queue. Constant once the task is queued.
+    std::unique_ptr<ffrt_function_t> function;  // null after the task has started or was cancelled
+    // The task's place in the queue, which does not change after the task is queued.
     Vexo::Tasks::DuePlace place;
 };
 
@@ -128,7 +128,7 @@ private:
         runner_ = {};
         running_ = false;
         idle_.NotifyAll();
-        (void)ensure_runner();  // if refused, the next submission tries again
+        (void)ensure_runner();  // if the runtime refuses the runner, the next submission tries again
     }
 
     Vexo::Mutex mutex_;

@@ -24,9 +24,9 @@ public:
     // Cancels the timer, which is then not armed. Returns true if the work will not run. Returns false if the timer was
     // not armed, or if the work was passed to its pool or has started. Does not wait for running work.
     bool Cancel() noexcept;
-    // Separates the work from this object: the work runs even if the object is destroyed first.
+    // Separates the work from this object, so that the work runs even if the object is destroyed first.
     void Detach() noexcept { timers_ = nullptr; }
-    // True from the start of the timer until Cancel or Detach, even after the work has run.
+    // Returns true from the start of the timer until Cancel or Detach, even after the work has run.
     bool IsArmed() const noexcept { return timers_ != nullptr; }
 
 private:
