@@ -7,7 +7,7 @@ namespace Vexo {
 
 inline constexpr int32_t WIFI_DEVICE_SYS_ABILITY_ID = 1120;
 inline constexpr int32_t WIFI_HOTSPOT_SYS_ABILITY_ID = 1121;
-inline constexpr int32_t COMM_DISTRIBUTED_NET_ABILITY_ID = 1163;  // the service itself; loaded on demand
+inline constexpr int32_t COMM_DISTRIBUTED_NET_ABILITY_ID = 1163;  // the distributed network service; loaded on demand
 inline constexpr int32_t DISTNET_HOST_ABILITY_ID = 1164;          // the daemon's own interface, IDistNetHost
 inline constexpr int32_t COMMON_EVENT_SERVICE_ID = 3299;
 inline constexpr int32_t TELEPHONY_CORE_SERVICE_SYS_ABILITY_ID = 4010;

@@ -17,7 +17,7 @@ enum SystemAbilityManagerResult : int32_t {
     ERR_INVALID_ARGUMENT = 22,
     ERR_NOT_FOUND = 2,
     ERR_NOT_ON_DEMAND = 3,  // the ability is registered, but not loaded on demand
-    ERR_NOT_STARTED = 4,    // the library or the start failed, the start timed out, or the daemon is stopping
+    ERR_NOT_STARTED = 4,    // loading or starting failed or took too long, or the daemon is stopping
 };
 
 class ISystemAbilityManager : public virtual RefBase {
@@ -34,7 +34,8 @@ public:
     // id changes nothing and returns ERR_OK. The manager owns the listener until it unsubscribes.
     virtual int32_t SubscribeSystemAbility(int32_t systemAbilityId,
                                            const sptr<ISystemAbilityStatusChange>& listener) = 0;
-    // Drops notifications that were not delivered yet. Does not wait for a callback that is running.
+    // Ends the subscription and drops notifications that were not delivered yet. Does not wait for a callback that is
+    // running.
     virtual int32_t UnSubscribeSystemAbility(int32_t systemAbilityId,
                                              const sptr<ISystemAbilityStatusChange>& listener) = 0;
     // Starts an on-demand ability on a platform thread. Blocks until the ability runs (returns ERR_OK), or until its
@@ -60,7 +61,7 @@ private:
     SystemAbilityManagerClient() = default;
 };
 
-// Returns the ability if it is registered and implements Interface, else null.
+// FindAbility: returns the ability if it is registered and implements Interface. Otherwise returns null.
 template <typename Interface>
 sptr<Interface> FindAbility(int32_t systemAbilityId)
 {

@@ -17,9 +17,10 @@ class StatusListeners {
 public:
     enum class Event { ADDED, REMOVED };
 
-    // Returns false if the listener is subscribed to that id already.
+    // Subscribes the listener to the ability. Returns false if the listener is subscribed to this ability already.
     bool Add(int32_t systemAbilityId, const sptr<ISystemAbilityStatusChange>& listener);
-    // Returns false if the listener is not subscribed to that id. Drops notifications that were not delivered yet.
+    // Ends the subscription. Drops notifications of it that were not delivered yet. Returns false if the listener is
+    // not subscribed to this ability.
     bool Remove(int32_t systemAbilityId, const sptr<ISystemAbilityStatusChange>& listener);
 
     // Notify posts the event to every listener of this id, NotifyOne to one listener. Neither function blocks.
@@ -30,8 +31,8 @@ private:
     struct Listener {
         sptr<ISystemAbilityStatusChange> object;
         std::unique_ptr<Tasks::Strand> strand;
-        std::map<int32_t, std::shared_ptr<std::atomic<bool>>>
-            subscriptions;  // by ability id; the flag is false after Remove
+        // By ability id. Remove sets the flag to false.
+        std::map<int32_t, std::shared_ptr<std::atomic<bool>>> subscriptions;
     };
 
     static void Post(const Listener& listener, int32_t systemAbilityId, Event event);

@@ -16,8 +16,8 @@ enum class SystemAbilityState : int32_t { NOT_LOADED = 0, ACTIVE = 1, IDLE = 2 }
 class SystemAbility {
 public:
     // Registers the ability with this process, so that the host can start it. Called while the ability's library is
-    // being loaded. The ability must live as long as the process; if it is reference-counted, it is never released.
-    // Returns false if it is null or its id is taken.
+    // being loaded. The ability must live as long as the process. A reference-counted ability is therefore never
+    // released. Returns false if the ability is null or its id is taken.
     static bool MakeAndRegisterAbility(SystemAbility* ability);
     // Returns the ability that MakeAndRegisterAbility registered, or null. The caller does not own it.
     static SystemAbility* FindRegistered(int32_t systemAbilityId);

@@ -28,12 +28,12 @@ struct Entry {
 
 struct OnDemand {
     int32_t id;
-    SystemAbilityManager::Loader loader;  // constant
+    SystemAbilityManager::Loader loader;  // never changed
     Phase phase = Phase::NOT_LOADED;
-    size_t running = 0;             // requests that run now
-    size_t waiting = 0;             // callers that wait until it is loaded
-    uint64_t failures = 0;          // starts that failed so far
-    bool unloadWhenLoaded = false;  // unload was requested while it was loading
+    size_t running = 0;             // number of requests that run now
+    size_t waiting = 0;             // number of callers that wait until the ability is loaded
+    uint64_t failures = 0;          // number of starts that have failed so far
+    bool unloadWhenLoaded = false;  // the ability must be unloaded when it has been loaded
 };
 
 bool RunLoader(const OnDemand& ability)
@@ -103,7 +103,8 @@ private:
     Mutex mutex_;
     CondVar phaseChanged_;
     std::map<int32_t, Entry> registry_ GUARDED_BY(mutex_);
-    std::map<int32_t, OnDemand> onDemand_ GUARDED_BY(mutex_);  // never erased: references to entries stay valid
+    // Entries are never erased, so references to them stay valid.
+    std::map<int32_t, OnDemand> onDemand_ GUARDED_BY(mutex_);
     StatusListeners listeners_ GUARDED_BY(mutex_);
     bool loadingStopped_ GUARDED_BY(mutex_) = false;
 };

@@ -30,7 +30,8 @@ public:
     explicit SystemAbilityManager(std::chrono::milliseconds loadLimit = ABILITY_LOAD_LIMIT);
     ~SystemAbilityManager() override;
 
-    // Call at most once for each id. loader must not be empty.
+    // Adds an ability that is loaded on demand by the function loader, which must not be empty. Call it at most once
+    // for each id.
     void AddOnDemandAbility(int32_t systemAbilityId, Loader loader);
 
     // Runs one request on the calling thread, in the ability that the request names. Returns the result of
@@ -42,7 +43,7 @@ public:
 
     // Returns true if an on-demand ability runs and is neither starting nor stopping.
     bool IsLoaded(int32_t systemAbilityId) const;
-    std::vector<int32_t> ListSystemAbilities() const;  // ids registered now, ascending
+    std::vector<int32_t> ListSystemAbilities() const;  // the ids that are registered now, ascending
     // From now on no on-demand ability is loaded. A request that waits until an ability has stopped fails at once.
     void StopLoading();
 

@@ -14,7 +14,7 @@ class ISystemAbilityStatusChange : public IRemoteBroker {
 public:
     DECLARE_INTERFACE_DESCRIPTOR(u"Vexo.ISystemAbilityStatusChange")
 
-    // deviceId is always empty: the ability is on this device.
+    // deviceId: always empty, because the ability is on this device.
     virtual void OnAddSystemAbility(int32_t systemAbilityId, const std::string& deviceId) = 0;
     virtual void OnRemoveSystemAbility(int32_t systemAbilityId, const std::string& deviceId) = 0;
 };

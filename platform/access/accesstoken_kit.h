@@ -9,11 +9,11 @@
 namespace Vexo::Security {
 
 using AccessTokenID = uint32_t;  // 0: no token
-using FullTokenID = uint64_t;    // bit 32: system application
+using FullTokenID = uint64_t;    // bit 32 is set for a system application
 
 enum ATokenTypeEnum : int32_t { TOKEN_INVALID = -1, TOKEN_HAP = 0, TOKEN_NATIVE = 1, TOKEN_SHELL = 2 };
 
-// Ability privilege level of an application.
+// The privilege level of an application.
 enum ATokenAplEnum : int32_t { APL_INVALID = 0, APL_NORMAL = 1, APL_SYSTEM_BASIC = 2, APL_SYSTEM_CORE = 3 };
 
 enum PermissionState : int32_t { PERMISSION_DENIED = -1, PERMISSION_GRANTED = 0 };
@@ -35,7 +35,7 @@ public:
     static ATokenTypeEnum GetTokenTypeFlag(AccessTokenID tokenId);
     // Returns PERMISSION_GRANTED if the token's policy entry lists the permission, else PERMISSION_DENIED.
     static int VerifyAccessToken(AccessTokenID tokenId, const std::string& permissionName);
-    // Returns an AccessTokenResult. Writes info only on success.
+    // Returns an AccessTokenResult. Writes to info only on success.
     static int GetHapTokenInfo(AccessTokenID tokenId, HapTokenInfo& info);
 };
 

@@ -12,8 +12,8 @@ namespace Vexo::Security {
 enum class CallerVerdict {
     GRANTED,      // a native caller, or an application that has the permission
     NO_NAME,      // the permission's name is empty; the caller was not checked
-    WRONG_TYPE,   // a shell or an unknown token: refused for every permission
-    NOT_GRANTED,  // an application without the permission, or with too low a level
+    WRONG_TYPE,   // a shell or an unknown token, which has no permission
+    NOT_GRANTED,  // an application that lacks the permission or the required level
 };
 
 enum class RequiredLevel {

@@ -1,5 +1,5 @@
-// The access policy: decides from a caller's user and groups what kind of caller it is and which permissions it has.
-// Read once at start from a JSON file:
+// The access policy: decides what kind of caller a caller is and which permissions the caller has. It decides this from
+// the caller's user and groups. The policy is read once at start from a JSON file:
 //   {"entries": [{"user": "root", "token_type": "native", "system_app": true},
 //                {"group": "netdev", "token_type": "application", "privilege_level": 2, "system_app": true,
 //                 "permissions": ["vexo.permission.CONNECTIVITY_INTERNAL"]}]}
@@ -9,10 +9,10 @@
 //   "privilege_level"   1 to 3; default 1
 //   "system_app"        default false
 //   "permissions"       default none
-// The first entry with the caller's user applies, else the first entry with one of the caller's groups. Every other
-// caller is a shell. An entry whose name the machine does not know matches no caller.
+// The first entry with the caller's user applies. If there is none, the first entry with one of the caller's groups
+// applies. Every other caller is a shell. An entry whose name the machine does not know matches no caller.
 // Load reads the disk. InstallAccessPolicy reads the user database; the host calls it once, before the IPC server
-// starts. The other functions work in memory, on any thread.
+// starts. The other functions only use memory. Any thread.
 #pragma once
 
 #include <filesystem>
@@ -27,7 +27,7 @@
 namespace Vexo::Security {
 
 struct PolicyEntry {
-    std::string user;  // exactly one of user and group is set
+    std::string user;  // either user or group is set, never both
     std::string group;
     ATokenTypeEnum tokenType = TOKEN_SHELL;
     ATokenAplEnum privilegeLevel = APL_NORMAL;
@@ -56,7 +56,7 @@ void InstallAccessPolicy(AccessPolicy policy);
 // same token. Before a policy is installed, every caller is a shell.
 CallerIdentity IdentifyCaller(const PeerCredentials& peer);
 
-// Returns this process's own identity: a native caller with the system-app flag, under any policy.
+// Returns the identity of this process, which is a native caller with the system-app flag under any policy.
 CallerIdentity IdentifySelf();
 
 }  // namespace Vexo::Security

@@ -32,7 +32,7 @@ private:
     const sptr<SoftBus::ISoftBusService> softBus_;
     Tasks::Strand strand_;
     Mutex mutex_;
-    std::map<std::string, std::shared_ptr<DmInitCallback>> callbacks_ GUARDED_BY(mutex_);  // by package
+    std::map<std::string, std::shared_ptr<DmInitCallback>> callbacks_ GUARDED_BY(mutex_);  // by the name of the package
 };
 
 }  // namespace Vexo::DistributedHardware

@@ -25,7 +25,7 @@ inline constexpr uint32_t MAX_EVENT_FILES = 100;
 
 struct EventFileOptions {
     std::filesystem::path file;
-    uint64_t maxBytes = 1024 * 1024;  // of one file
+    uint64_t maxBytes = 1024 * 1024;  // the largest size of one file
     uint32_t files = 4;               // number of files, the current one included
 };
 
@@ -33,7 +33,7 @@ struct EventFileOptions {
 // Cursor 0 stands for the oldest event that is kept.
 struct EventPage {
     std::string lines;    // whole lines; empty if no event was written within the limit of Read
-    uint64_t next = 0;    // the cursor of the line after these
+    uint64_t next = 0;    // the cursor of the line after the last line
     bool missed = false;  // true if events after the requested cursor were deleted unread
 };
 
@@ -42,7 +42,7 @@ public:
     // Opens the file and creates it if it does not exist. Later events are appended. The error names the file.
     [[nodiscard]] static Result<std::shared_ptr<EventFile>> Open(const EventFileOptions& options);
 
-    // Returns 0, or a negative code when the event is lost; the file then contains no part of it.
+    // Returns 0. Returns a negative code if the event is lost. The file then contains no part of the event.
     int32_t Write(const SysEventRecord& record) noexcept override EXCLUDES(mutex_);
 
     // Returns the lines after the cursor, at most maxBytes. Blocks until there is a line, at most for limit. Fails if
@@ -50,7 +50,7 @@ public:
     [[nodiscard]] Result<EventPage> Read(uint64_t cursor, size_t maxBytes, std::chrono::milliseconds limit)
         EXCLUDES(mutex_);
 
-    explicit EventFile(const EventFileOptions& options);  // use Open
+    explicit EventFile(const EventFileOptions& options);  // call Open instead
 
 private:
     // Returns the path of FILE.n, or of the current file for n = 0.

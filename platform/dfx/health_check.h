@@ -10,10 +10,10 @@
 namespace Vexo::QuviewDFX {
 
 struct HealthCheck {
-    std::string name;          // one word: "identity"
-    std::optional<bool> good;  // no value: not checked; the message says why
-    std::string message;       // the state, or what is wrong
-    std::string advice;        // how to repair it, if possible with a command; may be empty
+    std::string name;          // one word, such as "identity"
+    std::optional<bool> good;  // no value if the check was not made; message then says why
+    std::string message;       // describes the state or the fault
+    std::string advice;        // how to repair the fault, if possible with a command; may be empty
 };
 
 inline HealthCheck Healthy(std::string name, std::string message)

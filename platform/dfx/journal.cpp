@@ -76,7 +76,7 @@ public:
                 return;
             }
         } catch (...) {
-            // Out of memory for the fields: write the plain line instead.
+            // There is no memory for the fields. Write the plain line instead.
         }
         stderr_->Write(record);
     }

@@ -22,9 +22,10 @@ bool IsStderrTheJournal();
 [[nodiscard]] Result<std::shared_ptr<LogSink>> MakeJournalLogSink();
 [[nodiscard]] Result<std::shared_ptr<SysEventSink>> MakeJournalSysEventSink();
 
-// Returns fields of the form "FIELD=value". A log line has MESSAGE, PRIORITY, SYSLOG_IDENTIFIER, DISTNET_TAG and
-// DISTNET_LOG_DOMAIN. An event has MESSAGE, PRIORITY, SYSLOG_IDENTIFIER, DISTNET_EVENT, DISTNET_DOMAIN, DISTNET_TYPE,
-// and DISTNET_PARAM_KEY for each parameter.
+// Returns the journal fields of a record, each of the form "FIELD=value". A log line has MESSAGE, PRIORITY,
+// SYSLOG_IDENTIFIER, DISTNET_TAG and DISTNET_LOG_DOMAIN. An event has MESSAGE, PRIORITY, SYSLOG_IDENTIFIER,
+// DISTNET_EVENT, DISTNET_DOMAIN and DISTNET_TYPE. For a parameter with the key KEY, an event also has the field
+// DISTNET_PARAM_KEY.
 std::vector<std::string> JournalFields(const LogRecord& record);
 std::vector<std::string> JournalFields(const SysEventRecord& record);
 

@@ -66,7 +66,7 @@ public:
             line += '\n';
             (void)!::write(STDERR_FILENO, line.data(), line.size());
         } catch (...) {
-            // Out of memory: the line is lost.
+            // There is no memory: the line is lost.
         }
     }
 
@@ -82,7 +82,7 @@ private:
         const auto milliseconds = static_cast<unsigned>(now.time_since_epoch().count() % 1000);
         line += {static_cast<char>('0' + milliseconds / 100), static_cast<char>('0' + milliseconds / 10 % 10),
                  static_cast<char>('0' + milliseconds % 10)};
-        // strftime writes "+0100", RFC 3339 has "+01:00".
+        // strftime writes an offset such as "+0100", but RFC 3339 requires "+01:00".
         std::array<char, 8> offset{};
         const size_t length = std::strftime(offset.data(), offset.size(), "%z", &parts);
         line.append(offset.data(), std::min<size_t>(length, 3));

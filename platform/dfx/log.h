@@ -72,7 +72,7 @@ private:
     std::string_view text_;
 };
 
-// Returns true if a record of this level would be written.
+// Returns true if records of this level are written (SetLogLevel in sinks.h).
 bool IsLoggable(LogLevel level) noexcept;
 void WriteLog(LogLevel level, const LogLabel& label, std::string_view format, const LogArgument* arguments,
               size_t count) noexcept;

@@ -1,7 +1,7 @@
-// Sinks: where log lines, system events and trace calls are written. Each of the three kinds has one sink for the whole
-// process. The host sets the sinks at start, and tests set their own. A sink is called on any thread, possibly on
-// several at once, and must neither block for long nor log. Without a sink, log lines are written to standard error,
-// and events and trace calls are discarded.
+// Sinks: objects that write log lines, system events or trace calls. The process has one sink for each of the three
+// kinds. The host sets the sinks at start, and tests set their own. A sink is called on any thread, possibly on several
+// threads at once. It must not block for long, and it must not log. Without a sink, log lines are written to standard
+// error. Events and trace calls are then discarded.
 #pragma once
 
 #include <chrono>
@@ -20,8 +20,8 @@ namespace Vexo::QuviewDFX {
 struct LogRecord {
     LogLevel level;
     LogLabel label;
-    // One formatted line that is safe to show: private arguments are masked, hidden characters and invalid UTF-8 are
-    // escaped. Valid during the call only.
+    // One formatted line, which is safe to show. Private arguments are masked, and hidden characters and invalid UTF-8
+    // are escaped. Valid during the call only.
     std::string_view message;
 };
 
@@ -40,7 +40,7 @@ struct SysEventRecord {
     std::chrono::system_clock::time_point time;
     std::string domain;
     std::string name;
-    int32_t type;  // QuSysEvent::EventType
+    int32_t type;  // a value of QuSysEvent::EventType
     std::vector<SysEventParameter> parameters;
 };
 
@@ -54,7 +54,7 @@ public:
 class TraceSink {
 public:
     virtual ~TraceSink() = default;
-    // name is empty for END and TASK_END. taskId is 0 for synchronous spans.
+    // name: empty for END and TASK_END. taskId: 0 for synchronous spans.
     virtual void Write(TracePhase phase, uint64_t tag, std::string_view name, int32_t taskId) noexcept = 0;
 };
 

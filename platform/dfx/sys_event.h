@@ -1,4 +1,4 @@
-// System events: structured records of what happened, for operators and programs. Any thread. The sink
+// System events: records for operators and programs of what has happened on this device. Any thread. The sink
 // (platform/dfx/sinks.h) is called on the calling thread.
 #pragma once
 

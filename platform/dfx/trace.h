@@ -10,7 +10,7 @@
 
 namespace Vexo {
 
-// The tag of the platform's spans. The service uses a tag of its own.
+// The tag of the platform's spans. The spans of the service have another tag.
 inline constexpr uint64_t TRACE_TAG_PLATFORM = 0x1;
 
 namespace QuviewDFX {
@@ -28,8 +28,8 @@ inline bool IsTracing() noexcept
 // Passes one call to the trace sink, if a trace sink is set.
 void WriteTrace(TracePhase phase, uint64_t tag, std::string_view name, int32_t taskId) noexcept;
 
-// Ends the synchronous spans that a task left open on this thread. Called after each task by code that runs several
-// tasks on one thread.
+// Ends the synchronous spans that a task has left open on this thread. Code that runs several tasks on one thread calls
+// it after each task.
 inline void EndTaskSpans() noexcept
 {
     if (IsTracing()) {
@@ -46,7 +46,7 @@ inline void StartTrace(uint64_t tag, std::string_view value)
     }
 }
 
-// Ends the innermost span of this thread.
+// Ends the innermost synchronous span of this thread.
 inline void FinishTrace(uint64_t tag)
 {
     if (QuviewDFX::IsTracing()) {
@@ -69,7 +69,7 @@ inline void FinishAsyncTrace(uint64_t tag, std::string_view value, int32_t taskI
     }
 }
 
-// A synchronous span of the platform. It lasts as long as the object.
+// A synchronous span of the platform. The span lasts as long as the object exists.
 class TraceSpan {
 public:
     explicit TraceSpan(std::string_view name) noexcept : begun_(QuviewDFX::IsTracing())

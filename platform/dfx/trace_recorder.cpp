@@ -180,7 +180,7 @@ void TraceRecorder::Write(TracePhase phase, uint64_t tag, std::string_view name,
             }
         }
     } catch (...) {
-        // Out of memory: the span is lost. The traced code must not fail because of it.
+        // There is no memory: the span is lost, because the traced code must not fail.
     }
 }
 

@@ -24,7 +24,7 @@ namespace Vexo::QuviewDFX {
 inline constexpr size_t MAX_RECORDINGS = 4;
 inline constexpr size_t MAX_RECORDED_SPANS = 16'384;
 inline constexpr size_t MAX_RECORDED_THREADS = 1024;
-inline constexpr size_t MAX_SPAN_DEPTH = 64;  // open spans of one thread
+inline constexpr size_t MAX_SPAN_DEPTH = 64;  // the most open spans of one thread
 // The longest time of a recording. A recording that its client never stops ends after this time. Its text can be
 // fetched until a new recording needs its place.
 inline constexpr std::chrono::minutes RECORDING_LIMIT{10};
@@ -34,8 +34,8 @@ struct TracePiece {
     uint32_t recording = 0;
     std::string text;    // whole lines, from the requested offset on
     size_t bytes = 0;    // size of the whole text
-    size_t spans = 0;    // recorded spans
-    size_t dropped = 0;  // spans that were not recorded, because there were too many
+    size_t spans = 0;    // number of recorded spans
+    size_t dropped = 0;  // number of spans that were too many to be recorded
     std::chrono::milliseconds duration{0};
 };
 
@@ -71,8 +71,8 @@ private:
     };
     struct Thread {
         std::string name;
-        std::vector<Span> open;  // innermost last
-        size_t tooDeep = 0;      // open spans beyond MAX_SPAN_DEPTH
+        std::vector<Span> open;  // the innermost span is last
+        size_t tooDeep = 0;      // number of open spans beyond MAX_SPAN_DEPTH
     };
     struct Recording {
         bool detached = false;
@@ -105,7 +105,7 @@ private:
     const Clock& clock_;
     Mutex stopMutex_;  // locked before mutex_
     Mutex mutex_;
-    std::map<uint32_t, RecordingPtr> recordings_ GUARDED_BY(mutex_);  // only Stop reads a stopped recording
+    std::map<uint32_t, RecordingPtr> recordings_ GUARDED_BY(mutex_);  // only Stop uses a stopped recording
     uint32_t lastRecording_ GUARDED_BY(mutex_) = 0;
 };
 

@@ -1,5 +1,5 @@
-// INetworkSearchCallback: receives the result of a radio state query. Called on a platform thread, never on the thread
-// that made the query.
+// INetworkSearchCallback: receives the result of a query of the radio state. The callback runs on a platform thread,
+// never on the thread that made the query.
 #pragma once
 
 #include <cstdint>
@@ -12,7 +12,8 @@ class INetworkSearchCallback : public IRemoteBroker {
 public:
     DECLARE_INTERFACE_DESCRIPTOR(u"Vexo.Telephony.INetworkSearchCallback")
 
-    // If errorCode is not 0, the radio state could not be read and isOn has no meaning.
+    // isOn: true if the radio is on. errorCode: 0, or another value if the radio state could not be read; isOn then has
+    // no meaning.
     virtual void OnGetRadioStateCallback(bool isOn, int32_t errorCode) = 0;
 };
 

@@ -31,7 +31,7 @@ inline constexpr const char* DATA_LIMIT = "DATA_LIMIT";        // the monthly da
 }  // namespace ShareClosed
 
 struct ShareStation {
-    std::string macAddress;      // lower case, "02:00:5e:10:00:01"
+    std::string macAddress;      // lower case, such as "02:00:5e:10:00:01"
     uint64_t receivedBytes = 0;  // received from the station since it joined
     uint64_t sentBytes = 0;      // sent to the station since it joined
 };

@@ -34,7 +34,7 @@ inline constexpr const char* WRONG_KEY = "WRONG_KEY";
 inline constexpr const char* NOT_ADMITTED = "NOT_ADMITTED";  // the hotspot gives no reason; most often the key is wrong
 inline constexpr const char* NO_IP_ADDRESS = "NO_IP_ADDRESS";
 inline constexpr const char* NO_ANSWER = "NO_ANSWER";        // the hotspot did not complete the join in time
-inline constexpr const char* WIFI_OFF = "WIFI_OFF";          // switched off, or the radio was removed
+inline constexpr const char* WIFI_OFF = "WIFI_OFF";          // Wi-Fi was switched off, or the radio was removed
 inline constexpr const char* RADIO_FAILED = "RADIO_FAILED";  // the radio or the radio's daemon failed
 inline constexpr const char* ENDED_HERE = "ENDED_HERE";      // a person, another network or sleep ended it here
 }  // namespace JoinFailure
@@ -65,14 +65,14 @@ std::optional<LinkEnd> MismatchOf(const WifiDeviceConfig& config, const NetworkS
 class Station {
 public:
     enum class State {
-        IDLE,            // no attempt yet
-        SEARCHING,       // until a network that the attempt can join is visible
+        IDLE,            // no attempt has begun yet
+        SEARCHING,       // waits until a suitable network is visible
         JOIN_REQUESTED,  // the radio may still be leaving its previous network
         JOINING,         // the radio authenticates with the hotspot
         OBTAINING_ADDRESS,
         CONNECTED,
-        FAILED,        // ended before it was connected
-        DISCONNECTED,  // ended after it was connected
+        FAILED,        // the attempt ended before it was connected
+        DISCONNECTED,  // the attempt ended after it was connected
     };
 
     // A copy of the latest attempt's data, as returned by Current.
@@ -84,7 +84,7 @@ public:
         bool IsUnderWay() const { return state >= State::SEARCHING && state <= State::CONNECTED; }
     };
 
-    // clock: measures the search limit.
+    // clock: the clock that measures the search limit.
     explicit Station(const Clock& clock = Clock::System()) : clock_(clock) {}
 
     WifiLinkInfo LinkInfo() const;
@@ -94,7 +94,8 @@ public:
     WifiLinkInfo WaitForChange(const WifiLinkInfo& known, std::chrono::milliseconds limit);
 
     Join Current() const;
-    // Starts a new attempt in state SEARCHING. Returns its number; no value after Stop().
+    // Starts a new attempt in state SEARCHING. Returns the attempt's number, or no value after Stop(). searchLimit: the
+    // longest time for the search.
     std::optional<uint32_t> Begin(const WifiDeviceConfig& config, std::chrono::milliseconds searchLimit);
     // Moves the attempt to another state before CONNECTED. Returns false if the attempt is not the latest or has ended.
     bool Advance(uint32_t attempt, State state);
@@ -103,7 +104,7 @@ public:
     // false if the attempt is not the latest or has ended, and after Stop().
     bool OnConnected(uint32_t attempt, const std::string& bssid, const std::string& address);
     // Sets the attempt to FAILED, or to DISCONNECTED if it was connected. Returns the state that the backend must
-    // publish; no value if the attempt is not the latest or has ended, and after Stop().
+    // publish. Returns no value if the attempt is not the latest or has ended, and after Stop().
     std::optional<WifiLinkState> OnEnded(uint32_t attempt, const LinkEnd& end);
     // Ends all calls of WaitForChange. From now on the link info does not change, and no function asks the backend to
     // publish a change.

@@ -13,20 +13,20 @@
 
 namespace Vexo::Wifi {
 
-// A network that this device has joined by ConnectToDevice.
+// The network that this device has joined by ConnectToDevice.
 struct JoinedNetwork {
     uint32_t attempt = 0;                  // number of the attempt, as in WifiLinkInfo
     std::string ssid;                      // raw bytes
-    std::string security;                  // "open", "WPA2", "WPA3"; empty: not known
-    std::string interface;                 // "wlan0"; "simulated" for a simulated radio
+    std::string security;                  // "open", "WPA2" or "WPA3"; empty if not known
+    std::string interface;                 // such as "wlan0"; "simulated" for a simulated radio
     std::string macAddress;                // of this device, as the hotspot sees it; lower case
-    std::string address;                   // IPv4, of this device
-    std::string gateway;                   // IPv4; empty: none
+    std::string address;                   // IPv4 address of this device
+    std::string gateway;                   // IPv4 address; empty if there is none
     std::vector<std::string> nameServers;  // IPv4 addresses, from the DHCP lease
 };
 
 struct LeftNetwork {
-    bool hasLeft = false;  // an attempt or a connection of this daemon was ended
+    bool hasLeft = false;  // true if Leave has ended an attempt or a connection
     // The name of the user's network that this device is on after Leave, such as "office". Empty if this device was on
     // no network before the attempt, or if it could not rejoin that network in time.
     std::string backOn;
@@ -36,8 +36,8 @@ class StationControl : public NoCopyable {
 public:
     virtual ~StationControl() = default;
 
-    // Returns the network that the latest attempt has joined; no value if it is not connected. Blocks on the radio's
-    // daemon, at most 1 s.
+    // Returns the network that the latest attempt has joined. Returns no value if that attempt is not connected. Waits
+    // for the radio's daemon, at most 1 s.
     virtual std::optional<JoinedNetwork> Joined() = 0;
     // Ends the attempt with this number, also if it is connected, removes its configuration and rejoins the user's
     // previous network. Blocks until that network is joined, at most for limit. If the attempt has ended already or a

@@ -23,9 +23,10 @@ public:
     // Replaces the content of configs by the stored configurations. isCandidate: if true, only those that were added as
     // candidates.
     virtual int32_t GetDeviceConfigs(std::vector<WifiDeviceConfig>& configs, bool isCandidate) = 0;
-    // Stores a configuration and gives it a network id.
+    // Stores a configuration and sets networkId to the new configuration's id.
     virtual int32_t AddDeviceConfig(const WifiDeviceConfig& config, int& networkId, bool isCandidate) = 0;
-    // Returns when the attempt is accepted. GetLinkInfo and a connectivity common event report how the attempt ends.
+    // Starts an attempt to join the network and returns when the attempt is accepted. GetLinkInfo and a common event
+    // (CONNECTIVITY_CHANGE) report how the attempt ends.
     virtual int32_t ConnectToDevice(const WifiDeviceConfig& config) = 0;
 
     virtual WifiLinkInfo GetLinkInfo() = 0;

@@ -6,9 +6,9 @@
 
 namespace Vexo::Wifi {
 
-// How a network is secured. The numbers are sent to other devices.
+// How a network is secured. These numbers are sent to other devices.
 enum class KeyMgmt : int32_t {
-    NONE = 0,  // open
+    NONE = 0,  // no key
     WPA_PSK = 1,
     WPA_EAP = 2,
     IEEE8021X = 3,
@@ -50,7 +50,7 @@ private:
 struct WifiDeviceConfig {
     int networkId = -1;  // set by AddDeviceConfig
     std::string ssid;
-    std::string bssid;  // "02:00:5e:10:00:01", empty when unknown
+    std::string bssid;  // such as "02:00:5e:10:00:01"; empty if unknown
     std::string preSharedKey;
     // "NONE": no key. "WPA-PSK": any security with a pre-shared key, also WPA3. "WPA-EAP". Empty: the security of the
     // visible network.
@@ -62,7 +62,7 @@ enum class WifiLinkState : int32_t { IDLE = 0, CONNECTING = 1, CONNECTED = 2, FA
 
 struct WifiLinkInfo {
     WifiLinkState state = WifiLinkState::IDLE;
-    uint32_t attempt = 0;  // counts ConnectToDevice calls that were accepted
+    uint32_t attempt = 0;  // number of ConnectToDevice calls that were accepted
     std::string ssid;
     std::string address;  // only when connected; such as "192.168.43.17"
     std::string reason;   // only when failed or disconnected; a text such as "wrong key"

@@ -12,8 +12,8 @@ std::vector<std::string> Samples()
 {
     const std::vector<uint8_t> query = EncodeRootQuery(ID);
     std::string answer(query.begin(), query.end());
-    answer[2] = '\x81';  // a response
-    answer[7] = 1;       // with one record
+    answer[2] = '\x81';  // the flags mark an answer
+    answer[7] = 1;       // the answer has one record
     answer += std::string(
         "\xc0\x0c\x00\x02\x00\x01\x00\x01\x00\x00\x00\x04\x01"
         "a\xc0\x0c",

@@ -1,4 +1,4 @@
-// Fuzzes the parser of a peer's answer to a start-hotspot request.
+// Fuzzes the parser of a peer's answer to a request to start its hotspot.
 #include "distributed/services/link/data_listener.h"
 #include "distributed/services/utils/json_text.h"
 #include "fuzz/fuzz_target.h"
