@@ -1,7 +1,8 @@
-// Backups of the account's key. A backup is a PKCS#12 file (RFC 7292) under a passphrase, which OpenSSL's pkcs12
-// command can read too. It contains the account's key, its certificate, and the state at the time of the backup. The
-// file ends with a checksum, so that a damaged file is not reported as a wrong passphrase. Functions block on the disk
-// and on deriving a key from the passphrase (about a second); any thread.
+// Backups of the account's key. A backup is a PKCS#12 file (RFC 7292) that is encrypted with a passphrase. OpenSSL's
+// pkcs12 command can read it too. A backup contains the account's key, the account's certificate, and the account's
+// state at the time of the backup. The file ends with a checksum, so that a damaged file is not reported as a wrong
+// passphrase. The functions block on the disk and while they derive a key from the passphrase (about a second). Any
+// thread may call them.
 #pragma once
 
 #include <chrono>
@@ -17,31 +18,35 @@ namespace Vexo::Trust {
 
 inline constexpr size_t MIN_PASSPHRASE = 8;  // bytes
 
-// Writes the backup to file (mode 0600) and records its time in the folder. ALREADY_EXISTS: file exists.
-// INVALID_ARGUMENT: the passphrase is too short. NOT_FOUND, UNAVAILABLE, REFUSED: this device cannot change the account
-// (membership.h).
+// Writes a backup of the account's key to a new file (mode 0600). Records the time of the backup in the identity
+// folder. ALREADY_EXISTS: the file exists. INVALID_ARGUMENT: the passphrase is too short. NOT_FOUND, UNAVAILABLE,
+// REFUSED: this device cannot change the account (membership.h).
 [[nodiscard]] Result<void> BackUpAccount(const std::filesystem::path& folder, const std::filesystem::path& file,
                                          const std::string& passphrase, const Clock& clock = Clock::System());
 
-// Gives this device the account and the account's key from file. Until it has met another member, the device cannot
-// sign a new state, because members may have newer states (IsRestored). isAlone: no other member exists, so the device
-// becomes the holder at once. The device must have no account, or be in the same account and be one of these: a member
-// without the account's key, the holder after it lost its state, or a restored device that has not met another member.
-// UNTRUSTED: wrong passphrase. MALFORMED: damaged, or not a backup. ALREADY_EXISTS: the device has another account, or
-// needs no backup.
+// Restores an account and its key from a backup file to this device. The device must have no account, or be in the same
+// account and be one of these: a member without the account's key, the holder (the device with the account's key) after
+// it lost the account's state, or a restored device that has not met another member. After the restore, the device
+// cannot sign a new state until it has met another member, because other members may have newer states. IsRestored
+// returns true until then.
+// isAlone: the account has no other member, so the device becomes the holder at once.
+// UNTRUSTED: the passphrase is wrong. MALFORMED: the file is damaged, or is not a backup. ALREADY_EXISTS: the device
+// has another account, or needs no backup.
 [[nodiscard]] Result<void> RestoreAccount(const std::filesystem::path& folder, const std::filesystem::path& file,
                                           const std::string& passphrase, const std::string& deviceName, bool isAlone,
                                           const Clock& clock = Clock::System());
 
-// Whether this device was restored and has not met another member since.
+// Returns whether RestoreAccount restored this device and the device has not met another member since then.
 bool IsRestored(const std::filesystem::path& folder);
-// Call after this device has met another member and adopted that member's state, if newer. Makes this device a member
-// and the holder, and returns the new identity. When IsRestored is false, only loads the identity. REFUSED: the account
-// removed this device. UNAVAILABLE: this device has no state.
+// Call this function after a restored device has met another member and, if that member's state was newer, has adopted
+// it. Makes this device a member and the holder (the device with the account's key). Returns the new identity. If
+// IsRestored returns false, the function only loads the identity. REFUSED: the account removed this device.
+// UNAVAILABLE: this device has no state of the account.
 [[nodiscard]] Result<Identity> CompleteRestore(const std::filesystem::path& folder,
                                                const Clock& clock = Clock::System());
 
-// Returns the time of the last backup; nullopt: none was made.
+// Returns the time when this device last backed up the account's key or restored it from a backup. Returns nullopt when
+// it did neither.
 std::optional<std::chrono::sys_seconds> LastBackup(const std::filesystem::path& folder);
 
 }  // namespace Vexo::Trust

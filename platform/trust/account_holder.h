@@ -1,6 +1,6 @@
-// Changes to an account's state, on the device that holds the account's key. An AccountHolder keeps the identity folder
-// locked from the time it is read until the new state is written. Used by platform/trust only. Functions block on the
-// disk; any thread.
+// Changes to an account's state, on the device that holds the account's key. OpenHolder locks and reads the identity
+// folder. The AccountHolder keeps the folder locked until it is destroyed, so that nobody changes the folder before
+// StoreState. Only platform/trust uses this header. The functions block on the disk. Any thread may call them.
 #pragma once
 
 #include <filesystem>
@@ -14,10 +14,11 @@
 
 namespace Vexo::Trust {
 
-// Marker file: the account may have members that its state does not list, because they were enrolled before states
-// existed or because the state was lost.
+// The name of a marker file. The file means: the account may have members that its state does not list. Such members
+// were enrolled by a version without account states, or the state that listed them was lost.
 inline constexpr const char* OLDER_ACCOUNT_FILE = "older-account";
-// Marker file: this device was restored from a backup, or lost its state, and has not met another member yet.
+// The name of a marker file. The file means: this device was restored from a backup, or lost its state of the account,
+// and has not met another member yet.
 inline constexpr const char* RESTORED_FILE = "restored";
 
 struct AccountHolder {
@@ -25,40 +26,43 @@ struct AccountHolder {
     std::filesystem::path folder;
     Identity identity;
     PrivateKey accountKey;
-    AccountState state;         // the caller changes it before StoreState
-    bool isFirstState = false;  // an older version made the account, which has no state yet
+    AccountState state;         // the account's state; the caller changes it before StoreState
+    bool isFirstState = false;  // true: the account has no state yet, because an older version created it
 };
 
-// What OpenHolder does when the account's state names another device as the holder:
-//   REFUSED   fails
-//   ALLOWED   continues
-//   REPLACED  continues, also on a restored device, which takes the place of that holder
+// Says what OpenHolder does when the account's state names another device as the holder of the account's key:
+//   REFUSED   OpenHolder fails.
+//   ALLOWED   OpenHolder continues.
+//   REPLACED  OpenHolder continues, even on a restored device. That device becomes the new holder.
 enum class OtherHolder { REFUSED, ALLOWED, REPLACED };
 
-// Locks the folder, and loads the identity, the account's key and the state. NOT_FOUND: this device does not hold the
-// account's key, or has no link key. REFUSED: the account removed this device. UNAVAILABLE: this device must meet
-// another member first, because it was restored or has lost its state.
+// Locks the identity folder, and loads the identity, the account's key and the account's state. NOT_FOUND: this device
+// does not have the account's key, has no link key, or the state names another holder and the argument is
+// OtherHolder::REFUSED. REFUSED: the account removed this device. UNAVAILABLE: this device must meet another member
+// first, because it was restored or has lost its state.
 [[nodiscard]] Result<AccountHolder> OpenHolder(const std::filesystem::path& folder, const Clock& clock,
                                                OtherHolder other = OtherHolder::REFUSED);
-// Signs holder.state as the next state and writes it. Returns the new identity.
+// Numbers and signs holder.state as the account's next state, and writes it to disk. Returns the new identity.
 [[nodiscard]] Result<Identity> StoreState(AccountHolder& holder, const Clock& clock);
 
-// An identity, with the lock of its folder for writing.
+// An identity, and a write lock on its folder that lasts as long as this object.
 struct LockedIdentity {
     UniqueFd lock;
     Identity identity;
 };
 [[nodiscard]] Result<LockedIdentity> LockIdentity(const std::filesystem::path& folder);
-// Returns the error for a device that belongs to an account already.
+// Returns the error ALREADY_EXISTS for a device that belongs to an account already.
 Failure HasAccount(const std::filesystem::path& folder, const Identity& identity);
 
-// Returns the time by the clock, or the time of state when the clock was set back behind it.
+// Returns the clock's current time, or the state's number as a time (seconds since 1970) if that time is later. It is
+// later when the clock was set back.
 std::chrono::sys_seconds TimeOfChange(const AccountState& state, const Clock& clock);
-// Returns this device as a member, with the name in its certificate.
+// Returns this device as a Member, with the name from the device's certificate.
 Member SelfOf(const Identity& identity, const Clock& clock);
-// Returns a state whose only member is the holder. Its number is 0.
+// Returns an unsigned state with number 0 whose only member is the given holder of the account's key.
 AccountState FirstState(X509* account, const LinkKeys& linkKeys, const Member& holder);
-// Gives the state its number, and gives the same number to each RemovedKey that has none (0). Then signs the state.
+// Sets the state's number to the current time in seconds since 1970, but at least to the number before plus 1. Gives
+// the same number to each RemovedKey that has none (0). Then signs the state with the account's key.
 [[nodiscard]] Result<SignedStatePtr> SignNext(AccountState state, X509* account, EVP_PKEY* accountKey,
                                               const Clock& clock);
 

@@ -1,6 +1,6 @@
-// The answer to an enrolment request (docs/enrolment.md), as CMS (RFC 5652) in PEM: a text that the account's key
-// signed, encrypted for the new device's key. Used by platform/trust only. Functions without state that do not block;
-// any thread.
+// The answer to an enrolment request (docs/enrolment.md), in the format CMS (RFC 5652) in PEM. The answer is a text
+// that the account's key signed and that is encrypted for the new device's key. Only platform/trust uses this header.
+// The functions have no state and do not block. Any thread may call them.
 #pragma once
 
 #include <string>
@@ -21,21 +21,22 @@ struct EnrolmentAnswer {
     SignedStatePtr state;  // null in an answer of version 1
 };
 
-// Signs and encrypts the answer. answer.device must have a subject key identifier. accountKey: the key of
-// answer.account.
+// Signs and encrypts an enrolment answer. The certificate answer.device must have a subject key identifier.
+// accountKey: the private key of the certificate answer.account.
 [[nodiscard]] Result<std::string> SealAnswer(const EnrolmentAnswer& answer, EVP_PKEY* accountKey);
 
-// Decrypts and decodes the answer. Checks that the account named in it signed it, and that link keys and state belong
-// to that account. The caller must check the certificates. MALFORMED: not an answer, damaged, or a newer format of the
-// answer. UNTRUSTED: for another key, or not signed by that account's key. INVALID_ARGUMENT: the state in it has a
-// newer format.
+// Decrypts and decodes an enrolment answer. Checks that the account in the answer signed it, and that the link keys and
+// the state belong to that account. The caller must check the certificates.
+// MALFORMED: the text is not an answer, is damaged, or has a newer format of the answer. UNTRUSTED: the answer is
+// encrypted for another key, the account's key did not sign it, or its link keys belong to another account.
+// INVALID_ARGUMENT: the account's state in the answer has a newer format.
 [[nodiscard]] Result<EnrolmentAnswer> OpenAnswer(const std::string& pem, EVP_PKEY* deviceKey);
 
-// The inner layer of an answer: a JSON object.
+// PrintAnswer and ParseAnswer write and read the inner layer of an enrolment answer, which is a JSON object.
 SecretText PrintAnswer(const EnrolmentAnswer& answer);
 [[nodiscard]] Result<EnrolmentAnswer> ParseAnswer(const std::string& json);
-// The outer layer of an answer: AuthEnvelopedData in PEM around SignedData (signed_text.h), encrypted for the key of
-// the recipient's certificate. Empty when OpenSSL fails.
+// Returns the outer layer of an enrolment answer: AuthEnvelopedData in PEM, encrypted for the key of the recipient's
+// certificate. text: the inner layer as SignedData (signed_text.h). Returns an empty string when OpenSSL fails.
 std::string EncryptText(const SecretText& text, X509* recipient);
 
 }  // namespace Vexo::Trust

@@ -1,6 +1,6 @@
-// Checks the request of a device that wants to be enrolled (PKCS#10, RFC 2986), which arrives as a file (account.h) or
-// over a link under a ticket (ticket_join.h). Used by platform/trust only. A function without state that does not
-// block; any thread.
+// Checks the request of a device that wants to join an account (PKCS#10, RFC 2986). The request arrives as a file
+// (account.h), or over a network connection during enrolment by ticket (ticket_join.h). Only platform/trust uses this
+// header. The function has no state and does not block. Any thread may call it.
 #pragma once
 
 #include <string>
@@ -11,13 +11,14 @@
 namespace Vexo::Trust {
 
 struct CheckedRequest {
-    OpenSslPtr<X509_REQ> request;  // owns key
+    OpenSslPtr<X509_REQ> request;  // the request, which owns key
     EVP_PKEY* key = nullptr;       // the device's public key, P-256
     std::string name{};            // the device's name, checked by CheckName
 };
 
-// Checks the request; null means that it could not be decoded. MALFORMED: null. UNTRUSTED: not signed by the key in the
-// request, or that key is not P-256. INVALID_ARGUMENT: the device's name is not allowed.
+// Checks an enrolment request. MALFORMED: the parameter request is null, which means that the request could not be
+// decoded. UNTRUSTED: the key in the request did not sign it, or that key is not P-256. INVALID_ARGUMENT: the device's
+// name is not allowed.
 [[nodiscard]] Result<CheckedRequest> CheckRequest(OpenSslPtr<X509_REQ> request);
 
 }  // namespace Vexo::Trust

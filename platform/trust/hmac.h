@@ -1,5 +1,5 @@
-// HMAC-SHA256 (RFC 2104) with a key that is derived from a link key for one purpose (link_key.h). Used by
-// platform/trust only. Constant once made: any thread. No call blocks.
+// HMAC-SHA256 (RFC 2104) with a key that is derived from a link key for one purpose (link_key.h). Only platform/trust
+// uses this header. The objects do not change after construction, so any thread may use them. No call blocks.
 #pragma once
 
 #include <openssl/evp.h>
@@ -23,24 +23,24 @@ struct MacDeleter {
 
 class Hmac {
 public:
-    // Derives the key for the purpose. When OpenSSL fails, the object converts to false and OpenSslReason returns the
-    // cause.
+    // Derives the HMAC key for that purpose from the link key. When OpenSSL fails, the object converts to false and
+    // OpenSslReason returns the cause.
     Hmac(const LinkKey& linkKey, std::string_view purpose);
     explicit operator bool() const { return keyed_ != nullptr; }
 
-    // Returns the HMAC of the concatenated parts: 32 bytes. Empty only when memory is short.
+    // Returns the HMAC of the concatenated parts: 32 bytes. Returns an empty string only when memory is short.
     std::string Of(std::initializer_list<std::string_view> parts) const;
 
 private:
-    // A context with the key, copied for each hash: fetching the algorithm each time would cost more than the hash
-    // itself.
+    // An OpenSSL context that contains the key. Of copies it for each HMAC, because fetching the algorithm each time
+    // would cost more than the HMAC itself.
     std::unique_ptr<EVP_MAC_CTX, MacDeleter> keyed_;
 };
 
-// The Hmac of the current link key and that of the previous one.
+// Two Hmac objects: one for the current link key, one for the previous link key.
 class LinkHmacs {
 public:
-    // Fails when OpenSSL fails. clock must outlive the object.
+    // Returns an error when OpenSSL fails. The parameter clock must outlive the object.
     [[nodiscard]] static Result<LinkHmacs> Make(const LinkKeys& keys, std::string_view purpose, const Clock& clock);
 
     const Hmac& Current() const { return current_; }

@@ -1,5 +1,6 @@
-// The checks of a device's identity that `distnetctl doctor` shows, made from its files alone. The daemon makes them,
-// or distnetctl itself when no daemon answers. Blocks on the disk; any thread; changes nothing.
+// Checks the files of a device's identity. `distnetctl doctor` shows the results. The daemon calls CheckIdentity;
+// distnetctl calls it itself when no daemon answers. The function blocks on the disk and changes nothing. Any thread
+// may call it.
 #pragma once
 
 #include <chrono>
@@ -11,15 +12,16 @@
 namespace Vexo::Trust {
 
 struct IdentityChecks {
-    QuviewDFX::HealthCheck identity;  // key and certificate
+    QuviewDFX::HealthCheck identity;  // checks the device's key and certificate
     QuviewDFX::HealthCheck account;   // the account's name, or what is wrong with the account
-    // Compares the clock with the certificate's validity only. Never healthy: the caller must compare it with peers'
-    // clocks.
+    // Compares this device's clock with the validity period of the certificate only. The result is never "healthy",
+    // because the caller must still compare the clock with the clocks of other devices.
     QuviewDFX::HealthCheck clock;
     std::string networkId;  // empty when the identity cannot be loaded
 };
 
-// folder: the identity folder, identity/ in the state folder. now: the current time.
+// Checks the device's identity. folder: the identity folder, which is named identity/ inside the state folder. now: the
+// current time.
 IdentityChecks CheckIdentity(const std::filesystem::path& folder, std::chrono::system_clock::time_point now);
 
 }  // namespace Vexo::Trust

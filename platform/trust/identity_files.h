@@ -1,5 +1,5 @@
-// The files of an identity folder: their names, how they are read and written, and the checks before a secret is read.
-// Used by platform/trust only. Functions block on the disk; any thread.
+// The files of an identity folder: their names, and functions that read, write and check them. Only platform/trust uses
+// this header. The functions block on the disk. Any thread may call them.
 #pragma once
 
 #include <sys/types.h>
@@ -23,28 +23,32 @@ inline constexpr const char* LINK_KEY_FILE = "link.key";
 
 inline constexpr mode_t SECRET_FILE_MODE = 0600;
 
-// Also returns false when the folder cannot be accessed; opening the file then fails with the cause.
+// Whether the file exists. Returns false also when the file's folder cannot be accessed. Opening the file then fails
+// and reports the cause.
 bool FileExists(const std::filesystem::path& file);
 
-// Precedes the command at the end of a message about a key that other users may have read. The command is the remedy if
-// nobody has read the key.
+// A message about a key that other users may have read ends with this text and a command. The person runs the command
+// if nobody has read the key.
 inline constexpr const char* IF_NOT_KNOWN = " If not: ";
-// The end of a message about a damaged or missing file of an identity. Refers to the command that gives advice.
+// The last words of a message about a damaged or missing identity file. The command in them gives advice.
 inline constexpr const char* DOCTOR_KNOWS = "; `distnetctl doctor` says how to repair it";
 
-// Creates the folder (0700) and its parents if it is missing. Refuses a folder that other users can access.
+// Creates the identity folder (mode 0700) and its parent folders if they are missing. Refuses a folder that other users
+// can access.
 [[nodiscard]] Result<void> PrepareIdentityFolder(const std::filesystem::path& folder);
 [[nodiscard]] Result<void> CheckIdentityFolder(const std::filesystem::path& folder);
-// Several READ locks may exist at the same time. A WRITE lock excludes all others.
+// Kinds of lock on the identity folder. Several processes may have a READ lock at the same time. A WRITE lock excludes
+// all other locks.
 enum class FolderLock { READ, WRITE };
-// Blocks until it has the lock (flock(2)). Destroying the result releases the lock.
+// Blocks until the caller has the lock on the identity folder (flock(2)). Destroying the returned UniqueFd releases the
+// lock.
 [[nodiscard]] Result<UniqueFd> LockIdentityFolder(const std::filesystem::path& folder, FolderLock kind);
 
 [[nodiscard]] Result<std::string> ReadDeviceIdFile(const std::filesystem::path& file);
-// Reads a secret. Refuses a symbolic link. UNTRUSTED: the file belongs to a user who is neither this process's user nor
-// root, or other users can access it.
+// Reads a file that contains a secret. Refuses a symbolic link. Returns UNTRUSTED when other users can access the file,
+// or when the file belongs to a user other than root and the user of this process.
 [[nodiscard]] Result<SecretText> ReadSecretFile(const std::filesystem::path& file);
-// Whether ReadSecretFile refuses the file because other users may have read it.
+// Whether ReadSecretFile refuses the file because other users may have read the file.
 bool MayBeKnownToOthers(const std::filesystem::path& file);
 [[nodiscard]] Result<PrivateKey> ReadKeyFile(const std::filesystem::path& file);
 [[nodiscard]] Result<Certificate> ReadCertificateFile(const std::filesystem::path& file);

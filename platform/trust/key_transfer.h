@@ -1,7 +1,7 @@
-// Moves the account's key from its holder to another member, over a link between the two (platform/softbus/account/).
-// The receiver stores the key. Then the sender signs a state that names the new holder, and deletes its own copy last.
-// An interruption therefore leaves the key on both devices, never on none, and the same transfer can be repeated.
-// Functions block on the disk; any thread.
+// Moves the account's key from its holder (the device that has the key) to another member, over a connection between
+// the two devices (platform/softbus/account/). The receiver stores the key. Then the sender signs a state that names
+// the new holder, and deletes its own copy last. If the transfer is interrupted, the key may be on both devices, but it
+// is never lost. The same transfer can then be repeated. The functions block on the disk. Any thread may call them.
 #pragma once
 
 #include <filesystem>
@@ -16,13 +16,15 @@ namespace Vexo::Trust {
 
 inline constexpr size_t MAX_KEY_BYTES = 1024;
 
-// On the holder: returns the account's key for that member, as PKCS#8 (RFC 5958) in DER. The caller must overwrite this
-// secret. NOT_FOUND: this device does not hold the key, or networkId is not another member.
+// The holder calls this function. Returns the account's key for the member with that network id, as PKCS#8 (RFC 5958)
+// in DER. The caller must overwrite the returned secret. NOT_FOUND: this device does not have the account's key, or
+// networkId is not the id of another member.
 [[nodiscard]] Result<std::string> ExportAccountKey(const std::filesystem::path& folder, const std::string& networkId);
-// On the receiver: stores the key, if it has none yet. UNTRUSTED: not the key of this device's account.
+// The receiver calls this function. Stores the account's key, unless this device has the key already. UNTRUSTED: the
+// bytes are not the key of this device's account.
 [[nodiscard]] Result<void> StoreAccountKey(const std::filesystem::path& folder, std::string_view der);
-// On the holder, after the member has stored the key: signs a state that names the member as the holder, and deletes
-// the key on this device. Returns the new identity.
+// The holder calls this function after the other member has stored the account's key. Signs a state that names that
+// member as the holder, and deletes the key on this device. Returns the new identity.
 [[nodiscard]] Result<Identity> HandOverAccount(const std::filesystem::path& folder, const std::string& networkId,
                                                const Clock& clock = Clock::System());
 

@@ -1,8 +1,9 @@
-// The link key: a symmetric secret that every device of an account has. It is created with the account, and each
-// enrolment passes it on. Its bytes are never used directly: DeriveKey returns a separate key for each purpose. Link
-// keys are numbered from 1. After a change, the previous key stays valid until a date, so that a device without the new
-// key can still connect. Functions without state. Any thread. No call blocks.
-// Next: link_key_file.h (the file), account.h and docs/enrolment.md (how a device gets the keys).
+// The link key: a symmetric secret that every device of an account has. It is created together with the account, and
+// each new device receives it when it joins. The bytes of a link key are never used directly. DeriveKey returns a
+// separate key for each purpose. Link keys are numbered from 1. After a change, the previous link key stays valid until
+// a date, so that a device without the new key can still connect. The functions have no state and do not block. Any
+// thread may call them.
+// Read next: link_key_file.h (the file), account.h and docs/enrolment.md (how a device gets the keys).
 #pragma once
 
 #include <array>
@@ -25,7 +26,7 @@ struct SecretBytes : std::array<uint8_t, LINK_KEY_BYTES> {
 };
 
 struct LinkKey {
-    uint32_t number = 0;  // from 1
+    uint32_t number = 0;  // counted from 1; 0: no key
     SecretBytes bytes{};
 };
 
@@ -36,19 +37,20 @@ struct PreviousLinkKey {
 
 struct LinkKeys {
     LinkKey current;
-    std::optional<PreviousLinkKey> previous{};  // none before the first change
+    std::optional<PreviousLinkKey> previous{};  // nullopt before the link key changed for the first time
 };
 
-// Returns a new random key. Fails when the system has no random bytes.
+// Returns a new random link key with that number. Returns an error when the system has no random bytes.
 [[nodiscard]] Result<LinkKey> GenerateLinkKey(uint32_t number);
 
-// Derives a key: HKDF with SHA-256 (RFC 5869), no salt, purpose as info, 32 bytes. A purpose begins with "distnet ",
-// and each use has a purpose of its own.
+// Derives a key with HKDF and SHA-256 (RFC 5869): 32 bytes, no salt.
+// purpose: the "info" input of HKDF. It begins with "distnet ". Use a different purpose for each kind of use.
 SecretBytes DeriveKey(const LinkKey& key, std::string_view purpose);
-// As above, from a secret of any length.
+// Derives a key with HKDF and SHA-256 from a secret of any length. The parameter purpose has the same meaning as for a
+// link key.
 SecretBytes DeriveKey(std::string_view secret, std::string_view purpose);
 
-// Returns 8 hex characters for people to compare on two devices. The key cannot be computed from them.
+// Returns 8 hex characters that people can compare on two devices. Nobody can compute the link key from them.
 std::string FingerprintOf(const LinkKey& key);
 
 }  // namespace Vexo::Trust

@@ -1,6 +1,6 @@
 // The file link.key: an account's link keys as JSON (docs/enrolment.md). The answer to an enrolment request contains
-// the same JSON object. Used by platform/trust only. Functions block on the disk; any thread. No error message contains
-// a byte of a key.
+// the same JSON object. Only platform/trust uses this header. The functions block on the disk. Any thread may call
+// them. No error message contains a byte of a key.
 #pragma once
 
 #include <chrono>
@@ -12,13 +12,13 @@
 
 namespace Vexo::Trust {
 
-// The content of link.key.
+// The content of the file link.key.
 struct LinkKeyRecord {
     int version = 1;
-    std::string account{};  // network id of the account's key: the account that the link keys belong to
+    std::string account{};  // network id of the account's key; the link keys belong to this account
     LinkKey current{};
-    LinkKey previous{};                         // number 0: no previous key
-    std::chrono::seconds previousValidUntil{};  // since 1970, UTC
+    LinkKey previous{};                         // number is 0 when there is no previous link key
+    std::chrono::seconds previousValidUntil{};  // seconds since 1970, UTC
 
     LinkKeys Keys() const;
 };
@@ -26,14 +26,14 @@ struct LinkKeyRecord {
 LinkKeyRecord RecordOf(const LinkKeys& keys, const std::string& account);
 const JsonKeys<LinkKeyRecord>& LinkKeyRecordKeys();
 
-// IsNewerFormat, IdKind and LAST_SECOND also serve the other JSON of an account. IsNewerFormat returns whether the
-// object's "version" is higher than version.
+// Other JSON files of an account use IsNewerFormat, IdKind and LAST_SECOND too. IsNewerFormat returns true when the
+// "version" in the JSON object is higher than the parameter version.
 bool IsNewerFormat(const std::string& json, int version);
 JsonKind<std::string> IdKind();
-inline constexpr int64_t LAST_SECOND = 253'402'300'799;  // largest time: the end of the year 9999
+inline constexpr int64_t LAST_SECOND = 253'402'300'799;  // the largest time that is allowed: the end of the year 9999
 
-// Reads the file with ReadSecretFile (identity_files.h) and decodes it. INVALID_ARGUMENT: the format is newer.
-// MALFORMED: damaged.
+// Reads link.key with ReadSecretFile (identity_files.h) and decodes it. INVALID_ARGUMENT: the format of the file is
+// newer. MALFORMED: the file is damaged.
 [[nodiscard]] Result<LinkKeyRecord> ReadLinkKeyFile(const std::filesystem::path& file);
 [[nodiscard]] Result<void> WriteLinkKeyFile(const std::filesystem::path& file, const LinkKeyRecord& record);
 

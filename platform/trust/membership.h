@@ -1,8 +1,8 @@
-// Changes to an account's state (account_state.h) in an identity folder (identity.h). Only the device that holds the
-// account's key can make a new state; every member can adopt a newer one. Each call keeps the folder locked while it
-// changes the folder, so a daemon and a command may run at the same time. After a failure at any moment, the folder
-// contains the old state or the new one. Functions block on the disk; any thread.
-// Next: account.h (how an account and its members begin), account_backup.h (backup of the account's key).
+// Changes an account's state (account_state.h) in an identity folder (identity.h). Only the device that holds the
+// account's key can make a new state. Every member can adopt a newer state. Each call locks the folder while it changes
+// the folder, so the daemon and a command may run at the same time. After a failure at any moment, the folder contains
+// the old state or the new one. The functions block on the disk. Any thread may call them.
+// Read next: account.h (how an account and its members begin), account_backup.h (backup of the account's key).
 #pragma once
 
 #include <chrono>
@@ -17,63 +17,71 @@
 
 namespace Vexo::Trust {
 
-// After a removal, the previous link key stays valid for this long, so that members can still receive the new state.
+// After the account has removed a member, the previous link key stays valid for this long, so that the other members
+// can still receive the new state.
 inline constexpr std::chrono::hours PREVIOUS_LINK_KEY_LIFE{24 * 30};
 
-// Adopts bytes if they are a newer state of this account: writes the state, its link keys and its account certificate.
-// Returns the identity with the new state, or nullopt when the device has that state already. The error's message is
-// one line for a log. Errors:
-//   UNTRUSTED: forged, or of another account
-//   UNTRUSTED: does not list a removal that this device knows of
+// Decodes a signed state from bytes and adopts it if it is a newer state of this account. Writes the state, its link
+// keys and its account certificate to disk. Returns the identity with the new state, or nullopt when the device has
+// that state already. The error's message is one line for a log. Errors:
+//   UNTRUSTED: the state is forged, or belongs to another account
+//   UNTRUSTED: the state does not list a removal that this device knows of
 //   UNTRUSTED: this device's certificate is not valid under the account certificate in the state
-//   MALFORMED: damaged
-//   INVALID_ARGUMENT: the format is newer
-//   ALREADY_EXISTS: the same number with other content
-//   REFUSED: older
+//   MALFORMED: the bytes are damaged
+//   INVALID_ARGUMENT: the format of the state is newer
+//   ALREADY_EXISTS: this device's state has the same number but different content
+//   REFUSED: the state is older than this device's state
+//   NOT_FOUND: this device belongs to no account
 [[nodiscard]] Result<std::optional<Identity>> AdoptState(const std::filesystem::path& folder, const std::string& bytes);
 
-// The functions from here to AddOlderMember need the account's key and return the new identity. Each may fail with:
+// RenameMember, RemoveMember, RenewAccount, SetHolder and AddOlderMember need the account's key and return the new
+// identity. Each may fail with:
 //   NOT_FOUND: another device holds the account's key; the message names that member
 //   UNAVAILABLE: this device was restored (account_backup.h) or lost its state, and must meet another member first
 //   REFUSED: the account removed this device
 
-// INVALID_ARGUMENT: the name is not allowed. ALREADY_EXISTS: another member has it. NOT_FOUND: no such member.
+// Gives a member a new name in the account's state. INVALID_ARGUMENT: the name is not allowed. ALREADY_EXISTS: another
+// member has the name. NOT_FOUND: no member has that network id.
 [[nodiscard]] Result<Identity> RenameMember(const std::filesystem::path& folder, const std::string& networkId,
                                             const std::string& name, const Clock& clock = Clock::System());
-// Removes the member and creates a new link key. The link key until now stays valid for PREVIOUS_LINK_KEY_LIFE as the
-// previous key. However, if an earlier previous key has more than half of that time left, it remains the previous key,
-// because all members that have missed a removal know it. announcesPreviousKey: see AccountState. REFUSED: networkId is
-// this device (use LeaveAccount). NOT_FOUND: no such member.
+// Removes the member from the account and creates a new link key. The current link key then becomes the previous key
+// and stays valid for PREVIOUS_LINK_KEY_LIFE. However, if the account already has a previous key that is valid for more
+// than half of that time, it remains the previous key, because every member that missed a removal knows it.
+// announcesPreviousKey: see AccountState.
+// REFUSED: networkId is this device (use LeaveAccount). NOT_FOUND: no member has that network id.
 [[nodiscard]] Result<Identity> RemoveMember(const std::filesystem::path& folder, const std::string& networkId,
                                             bool announcesPreviousKey, const Clock& clock = Clock::System());
-// Issues new certificates for the account and for this device, with the same keys. Each other member receives its new
+// Issues new certificates with the same keys for the account and for this device. Each other member receives its new
 // certificate at its next contact with this device (RenewedCertificate).
 [[nodiscard]] Result<Identity> RenewAccount(const std::filesystem::path& folder, const Clock& clock = Clock::System());
-// Names that member as the holder in the state. Does not move the key (key_transfer.h). A device that has the key may
-// name itself even while the state names another holder.
+// Writes into the account's state that the member with that network id is the holder of the account's key. Does not
+// move the key (key_transfer.h). A device that has the key may name itself even while the state names another holder.
 [[nodiscard]] Result<Identity> SetHolder(const std::filesystem::path& folder, const std::string& networkId,
                                          const Clock& clock = Clock::System());
-// Adds a device to the state of an account that is older than states, under a free name. The device has shown a
-// certificate of the account. Returns nullopt when nothing is added: the account is not older than states, or the
-// device is a member or was removed.
+// Adds a device, under a name that no member has, to the state of an account that is older than account states. Call it
+// for a device that has presented a certificate of the account. Returns nullopt and adds nothing when the account is
+// newer, or when the device is already a member or was removed.
 [[nodiscard]] Result<std::optional<Identity>> AddOlderMember(const std::filesystem::path& folder, Member member,
                                                              const Clock& clock = Clock::System());
 
-// On the holder: issues a new certificate in DER for a member. shown: the certificate that the member presented.
-// Returns nullopt on failure, when RenewAccount has not been called since shown was issued, or when the new certificate
-// would not expire later.
+// The holder of the account's key calls this function. Issues a new certificate for a member and returns it in DER.
+// shown: the certificate that the member presented.
+// Returns nullopt on failure, when RenewAccount was not called after that certificate was issued, or when the new
+// certificate would not expire later.
 std::optional<std::string> RenewedCertificate(const std::filesystem::path& folder, const std::string& networkId,
                                               X509* shown, const Clock& clock = Clock::System());
-// On the member: installs its renewed certificate if that expires later than the current one. Returns the identity.
-// UNTRUSTED: not of this account, or for another key. MALFORMED: damaged.
+// A member calls this function. Installs the member's renewed certificate if it expires later than the current
+// certificate. Returns the identity. UNTRUSTED: the certificate is not from this account, or is for another key.
+// MALFORMED: the bytes are damaged.
 [[nodiscard]] Result<Identity> AdoptCertificate(const std::filesystem::path& folder, const std::string& der);
 
-// Deletes this device's account, key and id, which makes it a new device. REFUSED when this device holds the account's
-// key and other members exist, or when it has the key and its members are not known.
+// Deletes the account, the key and the id of this device, so that it becomes a new device. Returns REFUSED when this
+// device holds the account's key and the account has other members, or when this device has the key but does not know
+// the members.
 [[nodiscard]] Result<void> LeaveAccount(const std::filesystem::path& folder);
 
-// Stores the statement that the account removed this device; Identity::removedAt is set from then on. UNTRUSTED: the
-// account's key did not sign the statement.
+// Stores the signed statement that the account removed this device. From then on Identity::removedAt is set. UNTRUSTED:
+// the account's key did not sign the statement.
 [[nodiscard]] Result<void> RecordOwnRemoval(const std::filesystem::path& folder, const RemovalStatement& statement);
 
 }  // namespace Vexo::Trust

@@ -1,6 +1,6 @@
-// Helpers for OpenSSL: owners of its objects, conversions to and from PEM and DER, and checks of certificates. Used by
-// platform/trust only. Functions without state; any thread. Unless a comment says otherwise, an empty result or a null
-// pointer means failure, and OpenSslReason returns the cause.
+// Helpers for OpenSSL: owners of OpenSSL objects, conversions to and from PEM and DER, and checks of certificates. Only
+// platform/trust uses this header. The functions have no state. Any thread may call them. Unless a comment says
+// otherwise, an empty result or a null pointer means failure, and OpenSslReason returns the cause.
 #pragma once
 
 #include <openssl/pem.h>  // before cms.h, which declares its PEM functions only if this one was included
@@ -39,10 +39,10 @@ struct OpenSslObjectDeleter {
 template <typename T>
 using OpenSslPtr = std::unique_ptr<T, OpenSslObjectDeleter>;
 
-// Returns the reason of the oldest error in this thread's error queue of OpenSSL, and clears the queue.
+// Returns the reason text of the oldest error in OpenSSL's error queue of this thread, and clears the queue.
 std::string OpenSslReason();
 
-// Returns a BIO that reads from text. text must outlive the BIO. Null only when memory is short.
+// Returns a BIO that reads from the string, which must outlive the BIO. Returns null only when memory is short.
 OpenSslPtr<BIO> ReaderOf(const std::string& text);
 // Returns the bytes that were written to a memory BIO.
 std::string WrittenTo(BIO* bio);
@@ -53,9 +53,10 @@ std::string KeyToPem(EVP_PKEY* key);
 PrivateKey KeyFromPem(const std::string& pem);
 std::string CertificateToPem(X509* certificate);
 std::string CertificateToDer(X509* certificate);
-// Also returns null when bytes follow the certificate.
+// Decodes a certificate from DER. Returns null also when other bytes follow the certificate.
 Certificate CertificateFromDer(const std::string& der);
-// Returns the certificates of the text in order; empty when there is none or one is damaged.
+// Returns all certificates in a PEM text, in their order. Returns an empty list when the text contains no certificate
+// or a damaged one.
 std::vector<Certificate> CertificatesFromPem(const std::string& pem);
 std::string RequestToPem(X509_REQ* request);
 OpenSslPtr<X509_REQ> RequestFromPem(const std::string& pem);
@@ -65,16 +66,19 @@ OpenSslPtr<CMS_ContentInfo> MessageFromPem(const std::string& pem);
 
 std::string CommonNameOf(const X509_NAME* name);
 
-// ECDSA with SHA-256. SignatureOf returns the signature in DER, or an empty string when OpenSSL fails.
+// SignatureOf and IsSignatureOf use ECDSA with SHA-256. SignatureOf returns the signature in DER, or an empty string
+// when OpenSSL fails.
 std::string SignatureOf(const std::string& text, EVP_PKEY* key);
 bool IsSignatureOf(const std::string& signature, const std::string& text, EVP_PKEY* key);
 
-// Checks that the key of anchor signed certificate. Ignores validity periods. The error's message says what is wrong.
+// Checks that the key of the certificate anchor signed the other certificate. Ignores validity periods. The error's
+// message says what is wrong.
 [[nodiscard]] Result<void> VerifySignedBy(X509* certificate, X509* anchor);
-// Checks that the certificate is valid at the clock's time. EXPIRED: it has expired or is not valid yet.
+// Checks that the certificate is valid at the clock's current time. EXPIRED: the certificate has expired or is not
+// valid yet.
 [[nodiscard]] Result<void> VerifyValidNow(const X509* certificate, const Clock& clock = Clock::System());
-// Returns a text for an X509_V_ERR code: "certificate has expired", "certificate is not valid yet; is the clock
-// right?", "certificate not signed by this account", else the text of OpenSSL.
+// Returns a text for an X509_V_ERR code, such as "certificate has expired". For a code without a text of its own,
+// returns OpenSSL's text.
 std::string VerifyErrorText(long error);
 
 }  // namespace Vexo::Trust

@@ -1,9 +1,10 @@
-// Preamble: how a server checks, before TLS, that the client of a new connection belongs to the account. The server
-// sends a challenge, 16 random bytes. The client answers with two things: a proof, and its first message, which is the
-// TLS record that contains its ClientHello (RFC 8446, 4.1.2). The proof is the HMAC-SHA256 (RFC 2104) of challenge and
-// first message under the preamble key, which is derived from the account's link key (link_key.h). So a stranger
-// receives 16 random bytes and costs the server only a hash for each valid link key. A proof is valid for one
-// connection and one key share only. Format: docs/link.md. Any thread. No call blocks.
+// Preamble: the check, before TLS, that the client of a new connection belongs to the account. The server sends a
+// challenge of 16 random bytes. The client answers with a proof and with its first TLS record, which contains its
+// ClientHello (RFC 8446, 4.1.2). This record is called the first message. The proof is the HMAC-SHA256 (RFC 2104) of
+// the challenge and the first message. The HMAC's key is derived from the account's link key (link_key.h). A client
+// that does not know the link key therefore receives only 16 random bytes, and the server computes only one hash for
+// each valid link key. A proof is valid for one connection and one TLS key share only. docs/link.md describes the
+// format. Any thread may call the functions. No call blocks.
 #pragma once
 
 #include <memory>
@@ -21,27 +22,29 @@ namespace Vexo::Trust {
 inline constexpr size_t CHALLENGE_BYTES = 16;
 inline constexpr size_t PROOF_BYTES = 32;
 
-// The key that a proof was made with: one of the account's link keys, or the key of a ticket (ticket.h).
+// The key with which a client computed its proof: one of the account's two link keys, or the key of an enrolment ticket
+// (ticket.h).
 enum class ProvenKey { CURRENT, PREVIOUS, TICKET };
 
 class Preamble : public NoCopyable {
 public:
-    // The object accepts proofs of the current link key, and of the previous one while that is valid by the clock.
-    // clock must outlive the object.
+    // Returns an object that accepts proofs made with the current link key. It also accepts proofs made with the
+    // previous link key while that key is valid by the clock.
+    // clock: must outlive the object.
     [[nodiscard]] static Result<std::shared_ptr<const Preamble>> Make(const LinkKeys& keys,
                                                                       const Clock& clock = Clock::System());
     virtual ~Preamble() = default;
 
-    // Returns CHALLENGE_BYTES random bytes. Fails when the system has none.
+    // Returns CHALLENGE_BYTES random bytes. Returns an error when the system has no random bytes.
     [[nodiscard]] static Result<std::string> MakeChallenge();
-    // Returns a proof of the current key. Empty only when memory is short.
+    // Returns a proof computed with the current link key. Returns an empty string only when memory is short.
     virtual std::string Prove(std::string_view challenge, std::string_view firstMessage) const = 0;
-    // Returns a proof of the previous key. Empty when there is none, when it is no longer valid, or when memory is
-    // short.
+    // Returns a proof computed with the previous link key. Returns an empty string when there is no previous key, when
+    // that key is no longer valid, or when memory is short.
     virtual std::string ProveWithPrevious(std::string_view challenge, std::string_view firstMessage) const = 0;
-    // Whether there is a previous key that is still valid.
+    // Whether there is a previous link key that is still valid.
     virtual bool HasPrevious() const = 0;
-    // Returns the key that the proof was made with, CURRENT or PREVIOUS; nullopt when the proof is wrong.
+    // Returns the key with which the proof was computed: CURRENT or PREVIOUS. Returns nullopt when the proof is wrong.
     virtual std::optional<ProvenKey> KeyOfProof(std::string_view proof, std::string_view challenge,
                                                 std::string_view firstMessage) const = 0;
     bool IsProof(std::string_view proof, std::string_view challenge, std::string_view firstMessage) const

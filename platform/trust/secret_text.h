@@ -1,4 +1,4 @@
-// SecretText: a string that contains a secret. Its memory is overwritten when it is destroyed. A value type.
+// SecretText: a value type for a string that contains a secret. The destructor overwrites the string's memory.
 #pragma once
 
 #include <openssl/crypto.h>

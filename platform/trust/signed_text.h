@@ -1,6 +1,6 @@
-// Signs texts with an account's key, and verifies them. A signed text is CMS SignedData (RFC 5652) in DER that contains
-// the text and the signer's certificate. Used by platform/trust only. Functions without state that do not block; any
-// thread.
+// Signs texts with an account's key, and verifies signed texts. A signed text is CMS SignedData (RFC 5652) in DER that
+// contains the text and the signer's certificate. Only platform/trust uses this header. The functions have no state and
+// do not block. Any thread may call them.
 #pragma once
 
 #include <string>
@@ -11,19 +11,19 @@
 
 namespace Vexo::Trust {
 
-// Returns the signed text in DER. Empty when OpenSSL fails; OpenSslReason returns the cause.
+// Returns the signed text in DER. Returns an empty text when OpenSSL fails; OpenSslReason then returns the cause.
 SecretText SignText(const SecretText& text, X509* signer, EVP_PKEY* signerKey);
 
-// A text whose signature is valid. The signer's certificate came with it, so the caller must compare it with the
-// account's before trusting the text.
+// A text whose signature is valid. The signer's certificate comes from the message itself. The caller must therefore
+// compare it with the account's certificate before it trusts the text.
 struct SignedText {
     SecretText text;
     Certificate signer;
 };
 
-// Checks that the message has one signer and a valid signature. The error's message begins with what, such as "the
-// answer". MALFORMED: not SignedData, or bytes follow it. UNTRUSTED: the signature is not valid, or the number of
-// signers is not one.
+// Verifies a signed text and returns it. MALFORMED: the bytes are not SignedData, or other bytes follow it. UNTRUSTED:
+// the signature is not valid, or the number of signers is not one.
+// what: the text with which error messages begin, such as "the answer".
 [[nodiscard]] Result<SignedText> OpenSignedText(const std::string& der, const std::string& what);
 
 }  // namespace Vexo::Trust

@@ -1,5 +1,6 @@
-// The values that both sides of an enrolment by ticket (ticket.h) compute: the commitment, the six digits, and the
-// conversion of the request. Functions without state that do not block; any thread. The messages: docs/enrolment.md.
+// The values that both devices compute when a device joins an account by ticket (ticket.h): the commitment (a hash of
+// the enrolment request) and the six digits. Also converts the request between PEM and DER. The functions have no state
+// and do not block. Any thread may call them. docs/enrolment.md describes the messages.
 #pragma once
 
 #include <string>
@@ -13,7 +14,7 @@ namespace Vexo::Trust {
 inline constexpr size_t JOIN_NONCE_BYTES = 32;
 inline constexpr size_t JOIN_COMMITMENT_BYTES = 32;
 
-// A request for enrolment that a joiner sent.
+// The enrolment request of a new device that joins by ticket.
 struct EnrolmentRequest {
     std::string pem;   // PKCS#10
     std::string name;  // the device's name; 1 to 64 bytes of UTF-8 without control characters
@@ -21,19 +22,19 @@ struct EnrolmentRequest {
 };
 
 [[nodiscard]] Result<std::string> MakeJoinNonce();
-// Returns the hash that commits the joiner to its request before it knows the holder's nonce. request: the payload of
-// the JOIN_REQUEST that the joiner will send. Empty only when memory is short.
+// Returns the hash with which the joiner (the new device) commits itself to its request before it knows the holder's
+// nonce. Returns an empty string only when memory is short.
+// request: the payload of the JOIN_REQUEST message that the joiner will send.
 std::string JoinCommitment(std::string_view request);
-// Returns the six digits that both devices show.
-// exported: key material that TLS exports for the link. An attacker between the devices, who knows the ticket, has one
-// link to each device, so the two devices show different digits.
-// request: the payload of JOIN_REQUEST itself, which stays hidden until the holder's nonce is known. A hash of the
-// request would not do, because the commitment reveals that hash.
-// Empty only when memory is short.
+// Returns the six digits that both devices show. Returns an empty string only when memory is short.
+// exported: key material that TLS exports for the connection. An attacker between the two devices, who knows the
+// ticket, has one connection to each device. The two devices then show different digits.
+// request: the payload of the JOIN_REQUEST message. It stays secret until the holder's nonce is known. A hash of the
+// request must not be used instead, because the commitment reveals that hash.
 std::string JoinNumber(const SecretBytes& exported, std::string_view holderNonce, std::string_view request);
 
-// RequestToDer converts a PKCS#10 request from PEM to DER. ReadRequest decodes DER and makes the checks of every
-// enrolment (enrolment_request.h): signature, kind of key, name.
+// RequestToDer converts a PKCS#10 request from PEM to DER. ReadRequest decodes DER and checks the signature, the kind
+// of key and the name, as for every enrolment (enrolment_request.h).
 [[nodiscard]] Result<std::string> RequestToDer(const std::string& pem);
 [[nodiscard]] Result<EnrolmentRequest> ReadRequest(std::string_view der);
 

@@ -1,7 +1,8 @@
-// TlsContext: TLS 1.3 (RFC 8446) with devices of the same account only. Both sides present a certificate, which must be
-// signed by the account's key and valid now. A session may be resumed with the same peer, by a TLS session ticket; the
-// validity of the peer's and the account's certificates is then checked again. Immutable after creation except for the
-// cache of session tickets, which has its own lock; any thread.
+// TlsContext: TLS 1.3 (RFC 8446) with devices of the same account only. Both sides present a certificate. The account's
+// key must have signed it, and it must be valid now. A device may resume an earlier session with the same peer, by a
+// TLS session ticket. The validity periods of the peer's and the account's certificates are then checked again. A
+// TlsContext does not change after its creation, except for the cache of session tickets, which has its own lock. Any
+// thread may use it.
 #pragma once
 
 #include <openssl/ssl.h>
@@ -16,8 +17,8 @@
 
 namespace Vexo::Trust {
 
-// The id that VerifiedPeer returns for a peer that proved an enrolment ticket (ticket.h), which does not say whose
-// device the peer is.
+// VerifiedPeer returns this id for a peer that proved that it knows an enrolment ticket (ticket.h). A ticket does not
+// say which device the peer is.
 inline constexpr const char* TICKET_PEER = "0000000000000000000000000000000000000000000000000000000000000000";
 
 struct SslDeleter {
@@ -27,29 +28,30 @@ using SslPtr = std::unique_ptr<SSL, SslDeleter>;
 
 class TlsContext : public NoCopyable {
 public:
-    // The identity must be enrolled (else NOT_FOUND). The context keeps its own references to the key and the
-    // certificates. It must outlive the TLS objects that it creates.
+    // Returns a context for an enrolled identity, else NOT_FOUND. The context keeps its own references to the key and
+    // the certificates. The context must outlive the TLS objects that it creates.
     [[nodiscard]] static Result<std::shared_ptr<TlsContext>> Make(const Identity& identity);
-    // For the links of an enrolment by ticket. Both sides prove the ticket's secret, as a pre-shared key with an
-    // ephemeral key exchange (RFC 8446, 2.2). Neither side has a certificate. Sessions cannot be resumed.
+    // Returns a context for the connection over which a device joins an account by ticket. Both sides prove that they
+    // know the ticket's secret, which is a pre-shared key with an ephemeral key exchange (RFC 8446, 2.2). Neither side
+    // has a certificate. Sessions cannot be resumed.
     [[nodiscard]] static Result<std::shared_ptr<TlsContext>> MakeForTicket(const Ticket& ticket);
     virtual ~TlsContext() = default;
 
-    // NewClient and NewServer return a TLS object for one connection; null only when memory is short. peerNetworkId:
-    // the device that must answer (empty: any). NewClient offers the session ticket of an earlier connection to that
-    // device.
+    // NewClient and NewServer return a TLS object for one connection, or null only when memory is short. NewClient
+    // offers the session ticket of an earlier connection to the same device.
+    // peerNetworkId: the device that must answer. Empty: any device may answer.
     virtual SslPtr NewClient(const std::string& peerNetworkId) = 0;
     virtual SslPtr NewServer() = 0;
 
-    // Call after the handshake, before any byte of the peer is used. Returns the verified peer's network id, or
-    // TICKET_PEER for a peer that proved the enrolment ticket. Fails when the peer's certificate is missing, expired or
-    // not of this account, or, for a client, when the peer is not the device that NewClient named.
+    // Call this function after the TLS handshake and before you use any byte from the peer. Returns the verified peer's
+    // network id, or TICKET_PEER for a peer that proved the enrolment ticket. Returns an error when the peer's
+    // certificate is missing, expired or not of this account. On a client, returns an error also when the peer is not
+    // the device that the caller named in NewClient.
     [[nodiscard]] virtual Result<std::string> VerifiedPeer(SSL* ssl) = 0;
-    // Returns why a handshake failed, for a log line: "certificate not signed by this account", "certificate has
-    // expired", "peer sent no certificate", else OpenSSL's reason. Call it right after the call that failed, on the
-    // same thread.
+    // Returns the reason why a TLS handshake failed, for a log line, such as "peer sent no certificate", or OpenSSL's
+    // reason. Call this function right after the call that failed, on the same thread.
     virtual std::string DescribeFailure(SSL* ssl) = 0;
-    // Deletes the session ticket of a peer.
+    // Deletes the stored TLS session ticket for that peer.
     virtual void Forget(const std::string& peerNetworkId) = 0;
 
 protected:
