@@ -1,5 +1,6 @@
-// Awaited: a value that one thread sets once and other threads wait for. Each side holds a std::shared_ptr to it,
-// because a waiting thread may time out and be destroyed before the value is set. Any thread.
+// Awaited: a value that one thread sets once and other threads wait for. The setting thread and each waiting thread
+// hold a std::shared_ptr to the Awaited object, because a waiting thread may time out and end before the value is set.
+// Any thread may call the functions.
 #pragma once
 
 #include <chrono>
@@ -20,7 +21,7 @@ public:
         given_.NotifyAll();
     }
 
-    // Blocks until the value is set, for at most limit. Returns nullopt on timeout.
+    // Blocks until the value is set, or until the time in limit has passed. Returns nullopt on timeout.
     std::optional<T> WaitFor(std::chrono::milliseconds limit)
     {
         MutexLock lock(mutex_);

@@ -1,8 +1,8 @@
-// Contract checks: a failed check is a mistake in this program. Bad input from a peer, a local caller or a file must
-// never fail a check; answer it with an error (docs/errors.md).
-//   DISTNET_CHECK(condition, "what the header demands")   in every build: where continuing would damage other data
-//   DISTNET_ASSERT(condition, "what the header demands")  only in builds without NDEBUG; costs nothing in others
-// A failed check writes one line to standard error and calls abort(3). Any thread.
+// Contract checks: a failed check is a programming mistake in DistNet. Bad input from a peer, a local caller or a file
+// must never fail a check. Answer bad input with an error (docs/errors.md).
+//   DISTNET_CHECK(condition, "what the header demands")   every build; use it where continuing would damage data
+//   DISTNET_ASSERT(condition, "what the header demands")  only builds without NDEBUG; costs nothing in others
+// A failed check writes one line to standard error and calls abort(3). Any thread may make a check.
 #pragma once
 
 namespace Vexo {

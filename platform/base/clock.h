@@ -1,5 +1,6 @@
 // Clock: the source of time. A class that depends on the time receives a Clock, so that a test can advance the time
-// (tests/support/manual_timers.h). Clock::System() is this machine's clock. Any thread. No call blocks.
+// (tests/support/manual_timers.h). Clock::System() is this machine's clock. Any thread may call the functions. No call
+// blocks.
 #pragma once
 
 #include <chrono>
@@ -14,13 +15,13 @@ class Clock {
 public:
     virtual ~Clock() = default;
 
-    // Monotonic time, for durations and deadlines. Nobody can set it. It does not advance while the machine is
-    // suspended.
+    // Returns monotonic time, for durations and deadlines. Nobody can set this time. It does not advance while the
+    // machine is suspended.
     virtual SteadyTime Now() const = 0;
-    // As Now, but also advances during a suspend (clock_gettime(2), CLOCK_BOOTTIME). Times of Now and BootNow must not
-    // be mixed.
+    // Returns monotonic time that also advances while the machine is suspended (clock_gettime(2), CLOCK_BOOTTIME). Do
+    // not mix times from Now with times from BootNow.
     virtual SteadyTime BootNow() const { return Now(); }
-    // Calendar time, for dates. A person or a time server may set it at any moment, also backwards.
+    // Returns calendar time, for dates. A person or a time server may set this time at any moment, also backwards.
     virtual WallTime WallNow() const = 0;
 
     // Returns this machine's clock, which is never destroyed.
@@ -32,7 +33,7 @@ protected:
     Clock& operator=(const Clock&) = default;
 };
 
-// Returns the date in UTC, such as "2036-11-18".
+// Returns the date in UTC as text, such as "2036-11-18".
 std::string DateOf(WallTime time);
 
 }  // namespace Vexo

@@ -1,6 +1,7 @@
-// File helpers: create folders with a given mode, read a whole file with a size limit, replace a file by rename (a
-// reader sees the old text or the new one, never a part), and write a whole text to a descriptor. Functions without
-// state that block on the disk, or on the pipe or socket behind the descriptor; any thread.
+// File helpers: create folders with a given mode, read a whole file up to a size limit, replace a file, and write a
+// whole text to a descriptor. A file is replaced by rename, so that a reader sees the old text or the new one, never a
+// part. The functions block on the disk, or on the pipe or socket behind the descriptor. They have no state. Any thread
+// may call them.
 #pragma once
 
 #include <sys/types.h>
@@ -15,25 +16,27 @@
 
 namespace Vexo {
 
-inline constexpr mode_t PRIVATE_FOLDER = 0700;  // for its owner only
+inline constexpr mode_t PRIVATE_FOLDER = 0700;  // only the owner may access the folder
 
-// Creates the folder and its missing parents with that mode, whatever the umask. An existing folder stays unchanged.
-// The error names the first folder that cannot be created.
+// Creates the folder and its missing parents with the given mode, independent of the umask. An existing folder stays
+// unchanged. The error names the first folder that cannot be created.
 [[nodiscard]] Result<void> MakeFolder(const std::filesystem::path& folder, mode_t mode);
 
-// Returns the content of a regular file. The error names the file and the cause (missing, not readable, not a regular
-// file, larger than maxBytes). If other users can write to the file's folder, pass LastLink::REFUSED.
+// Returns the content of a regular file. The error names the file and the cause: the file is missing, is not readable,
+// is not a regular file, or is larger than maxBytes. If other users can write to the file's folder, pass
+// LastLink::REFUSED.
 [[nodiscard]] Result<std::string> ReadWholeFile(const std::filesystem::path& path, size_t maxBytes,
                                                 LastLink link = LastLink::FOLLOWED);
 
-// Writes the whole text, and continues after partial and interrupted writes. Returns false with errno set on failure; a
-// part of the text may have been written by then.
+// Writes the whole text to the descriptor, and continues after partial and interrupted writes. On failure, returns
+// false and sets errno; a part of the text may then have been written.
 [[nodiscard]] bool WriteAll(int fd, std::string_view text);
 
-// BEFORE_RENAME: waits until the data is on the disk. LATER: does not wait, because that may take seconds; after a
-// power failure the file may be empty.
+// Says whether WriteFileAtomically waits until the data is on the disk. BEFORE_RENAME: it waits before it renames the
+// file. LATER: it does not wait, because that may take seconds. After a power failure the file may then be empty.
 enum class Sync { BEFORE_RENAME, LATER };
-// Writes text to a new temporary file with that mode in the same folder, syncs it (see Sync), and renames it to path.
+// Replaces the file at path: writes the text to a new temporary file with the given mode in the same folder, and
+// renames that file. For the parameter sync, see Sync.
 [[nodiscard]] Result<void> WriteFileAtomically(const std::filesystem::path& path, std::string_view text, mode_t mode,
                                                Sync sync = Sync::BEFORE_RENAME);
 

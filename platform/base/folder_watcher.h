@@ -1,7 +1,8 @@
-// FolderWatcher: calls back when an entry of one folder is created, replaced by rename, written or removed, or changes
-// its mode or owner (inotify(7)). If the folder is removed or moved away, the watcher waits until a folder exists at
-// that path again, and then watches that folder. Each watcher has one thread, which sleeps until something happens. The
-// callback runs on that thread, one call at a time; it may destroy anything but the watcher itself.
+// FolderWatcher: calls a callback when an entry of one folder is created, replaced by rename, written or removed, or
+// when an entry's mode or owner changes (inotify(7)). If the folder is removed or moved away, the watcher waits until a
+// folder exists at that path again, and then watches that folder. Each watcher has one thread, which sleeps until
+// something happens. The callback runs on that thread, one call at a time. The callback may destroy any object except
+// the watcher itself.
 #pragma once
 
 #include <filesystem>
@@ -20,11 +21,11 @@ public:
     // folder again: events were lost, the folder disappeared or came back, or the folder's own mode or owner changed.
     using Callback = std::function<void(const std::string& name)>;
 
-    // Starts to watch the folder, which must exist. The error names the folder.
+    // Starts to watch the folder, which must exist. The message of an error names the folder.
     [[nodiscard]] static Result<std::unique_ptr<FolderWatcher>> Start(const std::filesystem::path& folder,
                                                                       Callback callback);
 
-    // Stops the thread. Blocks until a running callback has returned; no callback runs afterwards.
+    // Stops the watcher's thread. Blocks until a running callback has returned. No callback runs afterwards.
     virtual ~FolderWatcher() = default;
 
 protected:

@@ -1,5 +1,5 @@
-// HOST:PORT, the notation of a listening address in configurations and announcements. Functions without state that do
-// not resolve names. Any thread. No call blocks.
+// HOST:PORT, the notation for a listening address in configurations and announcements. The functions do not resolve
+// names, have no state and do not block. Any thread may call them.
 #pragma once
 
 #include <cstdint>
@@ -14,11 +14,11 @@ struct HostPort {
     uint16_t port = 0;
 };
 
-// Parses a host name, an IPv4 address, or an IPv6 address in brackets, followed by a colon and a port from 0 to 65535:
-// "[fe80::1%eth0]:4700". Returns MALFORMED for anything else.
+// Parses a host name, an IPv4 address, or an IPv6 address in brackets, followed by a colon and a port from 0 to 65535,
+// such as "[fe80::1%eth0]:4700". Returns MALFORMED for any other text.
 [[nodiscard]] Result<HostPort> ParseHostPort(const std::string& text);
 
-// Returns the text that ParseHostPort parses as this address.
+// Returns the address as text that ParseHostPort can parse.
 std::string ToText(const HostPort& address);
 
 }  // namespace Vexo

@@ -1,5 +1,5 @@
-// Reads and writes all JSON that people write. A table lists the keys of a JSON object. For each key it gives the
-// allowed values and the C++ member that stores the value. Reading, writing, showing and setting all use the table:
+// Reads and writes all JSON that people write. A table lists the keys of a JSON object. For each key the table gives
+// the allowed values and the C++ member that stores the value. Reading, writing, showing and setting all use the table:
 //
 //   const JsonKeys<Radio>& RadioKeys()
 //   {
@@ -11,14 +11,15 @@
 //       return keys;
 //   }
 //
-// This table accepts {"name": "r", "power": {"level": 7}, "slots": [{"locked": true}]}. Faults are: a value that is not
-// allowed, a key that the table does not have (unless the table skips unknown keys), a key given twice, and a missing
-// required key. A fault is reported as one line:
+// This table accepts {"name": "r", "power": {"level": 7}, "slots": [{"locked": true}]}. These are faults: a value that
+// is not allowed, a key that occurs twice, a missing required key, and a key that the table does not have (unless the
+// table skips unknown keys). A fault is reported as one line:
 //
 //   radio.json: power.level: 101 is out of range (0 to 100)
 //   radio.json: nmae: unknown key (did you mean "name"?)
 //
-// Tables and kinds are constant once made: any thread. Only Load blocks, on the disk. Implementation: json_shape.cpp.
+// Tables and kinds do not change after construction, so any thread may use them. Only Load blocks, on the disk.
+// json_shape.cpp contains the implementation.
 #pragma once
 
 #include <cstdint>
@@ -38,21 +39,21 @@
 
 namespace Vexo {
 
-// A kind of JSON value: which values are allowed, and how they convert to and from a T. It can also read and write a
-// whole document.
+// A kind of JSON value: the allowed values, and their conversion to and from the C++ type T. A kind can also read and
+// write a whole document.
 template <typename T>
 class JsonKind {
 public:
     explicit JsonKind(JsonShape shape) : shape_(std::make_shared<const JsonShape>(std::move(shape))) {}
 
-    // Parses text into value and returns all faults; none: an empty list. With a fault, only parts of value are set.
-    // Each fault begins with fileName.
+    // Parses the JSON text into the parameter value. Returns all faults, or an empty list when there is none. After a
+    // fault, only parts of the value are set. Each fault begins with fileName.
     std::vector<std::string> Read(const std::string& text, const std::string& fileName, T& value) const
     {
         return ReadDocument(*shape_, text, fileName, &value);
     }
 
-    // Returns the parsed value. The error is the first fault.
+    // Parses the JSON text and returns the value. The error is the first fault. Each fault begins with fileName.
     [[nodiscard]] Result<T> Parse(const std::string& text, const std::string& fileName) const
     {
         T value{};
@@ -63,7 +64,8 @@ public:
         return value;
     }
 
-    // As Parse, but reads the text from a file of at most maxBytes. Also fails when the file cannot be read.
+    // Reads a file of at most maxBytes, parses its text and returns the value. The error is the first fault, or the
+    // reason why the file cannot be read.
     [[nodiscard]] Result<T> Load(const std::filesystem::path& file, size_t maxBytes) const
     {
         Result<std::string> text = ReadWholeFile(file, maxBytes);
@@ -79,7 +81,7 @@ private:
     std::shared_ptr<const JsonShape> shape_;
 };
 
-// Optional properties of a row. Means, Required and OmittedByDefault create them.
+// Optional properties of one row in a table of keys. Means, Required and OmittedByDefault create them.
 struct JsonKeyOptions {
     std::string meaning{};  // one phrase for help texts
     std::string fallback{};
@@ -87,8 +89,9 @@ struct JsonKeyOptions {
     bool isOmittedByDefault = false;
 };
 
-// fallback: the value that applies when the key is missing, as help texts show it. Empty: the value in a
-// default-constructed object, as JSON.
+// meaning: one phrase for help texts.
+// fallback: the value that help texts show for a missing key. Empty: the value in a default-constructed object, as
+// JSON.
 inline JsonKeyOptions Means(std::string meaning, std::string fallback = "")
 {
     return {.meaning = std::move(meaning), .fallback = std::move(fallback)};
@@ -99,14 +102,15 @@ inline JsonKeyOptions Required(std::string meaning = "")
     return {.meaning = std::move(meaning), .isRequired = true};
 }
 
-// The key is not written while its value is that of a default-constructed object.
+// A row with this option is not written while its value equals the value in a default-constructed object.
 inline JsonKeyOptions OmittedByDefault(std::string meaning = "")
 {
     return {.meaning = std::move(meaning), .isOmittedByDefault = true};
 }
 
-// A row of a table. member: a pointer to a data member, or a function that takes an Object& and returns a reference to
-// a part of it.
+// One row of a table of keys.
+// member: a pointer to a data member, or a function that takes an Object& and returns a reference to a part of that
+// object.
 template <typename Object>
 struct JsonKeyOf {
     template <typename T, typename Member>
@@ -125,16 +129,16 @@ struct JsonKeyOf {
     JsonKey key;
 };
 
-// What happens to a key that the table does not have: a fault, or nothing. SKIPPED is for JSON from other devices,
-// which may run a newer version.
+// Says what happens to a key that the table does not have. REFUSED: it is a fault. SKIPPED: it is ignored. Use SKIPPED
+// for JSON from other devices, which may run a newer version.
 enum class UnknownKeys { REFUSED, SKIPPED };
 
-// The kind of a JSON object that has the keys of a table.
+// The kind of a JSON object. A table lists the object's keys.
 template <typename Object>
 class JsonKeys : public JsonKind<Object> {
 public:
-    // check: called when the object has no other fault. Returns what is wrong with the object as a whole ("names
-    // nobody"), or an empty string.
+    // check: a function that is called when the object has no other fault. It returns a text that says what is wrong
+    // with the object as a whole (such as "names nobody"), or an empty string.
     explicit JsonKeys(std::vector<JsonKeyOf<Object>> keys, std::function<std::string(const Object&)> check = {},
                       UnknownKeys unknown = UnknownKeys::REFUSED)
         : JsonKind<Object>(MakeShape(std::move(keys), std::move(check), unknown))
@@ -144,10 +148,11 @@ public:
     const std::vector<JsonKey>& Keys() const& { return this->Shape()->keys; }
     const std::vector<JsonKey>& Keys() const&& = delete;  // the reference would outlive a temporary table
 
-    // Returns the value as a person would type it: on, 12, garden. A secret is returned in full.
+    // Returns the value of one key in the form in which a person would type it, such as on, 12 or garden. A secret is
+    // returned in full.
     std::string Typed(const JsonKey& key, const Object& object) const { return TypedValue(key, &object); }
-    // Sets one key from text that a person typed. On an error a list may have lost its elements; any other value is
-    // unchanged. Does not call the table's check.
+    // Sets one key from text that a person typed. After an error a list may have lost its elements; any other value is
+    // unchanged. Does not call the table's function check.
     [[nodiscard]] Result<void> SetTyped(Object& object, std::string_view name, std::string_view typed) const
     {
         return SetTypedValue(*this->Shape(), &object, name, typed);
@@ -176,8 +181,10 @@ private:
     }
 };
 
-// The kind of a single value. allowed: the allowed values, as faults show them. read: stores the value, or returns what
-// is wrong with it ("is out of range") and stores nothing.
+// Returns the kind of a single value.
+// allowed: the allowed values, in words for fault messages.
+// read: a function that stores the value. If the value is wrong, it stores nothing and returns the reason, such as "is
+// out of range".
 template <typename T>
 JsonKind<T> ValueKind(std::string allowed, std::function<std::string(const cJSON& json, T& out)> read,
                       std::function<Json(const T& value)> write)
@@ -204,8 +211,9 @@ inline JsonKind<bool> FlagKind()
         [](bool value) { return Json(cJSON_CreateBool(value ? 1 : 0)); });
 }
 
-// A whole number from least to most, both within 2^53. T is an integer, an enum, or a duration, which is written as its
-// count. note follows the range in faults ("0 picks a free port").
+// Returns the kind of a whole number. The parameters least and most are the smallest and the largest allowed number,
+// both within 2^53. T is an integer, an enum, or a duration, which is written as its count.
+// note: a text that follows the range in fault messages, such as "0 picks a free port".
 template <typename T>
 JsonKind<T> WholeNumberKind(int64_t least, int64_t most, const std::string& note = "")
 {
@@ -227,8 +235,8 @@ JsonKind<T> WholeNumberKind(int64_t least, int64_t most, const std::string& note
         });
 }
 
-// The version number of a file format. Only newest is accepted; the fault of a higher number says that a newer version
-// of this program made the file.
+// Returns the kind of a file format's version number. Only the number in newest is accepted. The fault for a higher
+// number says that a newer version of this program made the file.
 inline JsonKind<int> FormatVersionKind(int newest)
 {
     return ValueKind<int>(
@@ -243,8 +251,8 @@ inline JsonKind<int> FormatVersionKind(int newest)
         [](int version) { return Json(cJSON_CreateNumber(version)); });
 }
 
-// A text that stands for a T. parse works like read of ValueKind, and print is its inverse. For a secret, the fault
-// that parse returns must not contain the text.
+// Returns the kind of a text that stands for a T. The function parse stores the T; if the text is wrong, it returns the
+// reason instead. The function print does the opposite. For a secret, the reason must not contain the text.
 template <typename T>
 JsonKind<T> ParsedTextKind(std::string allowed, std::function<std::string(const std::string& text, T& out)> parse,
                            std::function<std::string(const T& value)> print)
@@ -261,8 +269,9 @@ JsonKind<T> ParsedTextKind(std::string allowed, std::function<std::string(const 
     return JsonKind<T>(std::move(shape));
 }
 
-// Any text. wrong: returns what is wrong with a text ("is empty"), or an empty string. Without wrong, every text is
-// allowed.
+// Returns the kind of a text.
+// wrong: a function that returns what is wrong with a text, such as "is empty", or an empty string. If there is no such
+// function, every text is allowed.
 inline JsonKind<std::string> TextKind(std::string allowed, std::function<std::string(const std::string&)> wrong = {})
 {
     return ParsedTextKind<std::string>(
@@ -282,7 +291,7 @@ inline JsonKind<std::string> FilledTextKind()
     return TextKind("a text that is not empty", [](const std::string& text) { return text.empty() ? "is empty" : ""; });
 }
 
-// A text that is one of the names in a table.
+// Returns the kind of a text that must be one of the names in a table.
 template <typename T, size_t count>
 JsonKind<T> NamedKind(const NamedValue<T> (&names)[count])
 {
@@ -306,7 +315,8 @@ JsonKind<T> NamedKind(const NamedValue<T> (&names)[count])
         [table](const T& value) { return NameOf(table, value); });
 }
 
-// A list of any length. allowed: how faults describe it, such as "a list of paths".
+// Returns the kind of a list of any length.
+// allowed: the words that describe the list in fault messages, such as "a list of paths".
 template <typename T>
 JsonKind<std::vector<T>> ListKind(const JsonKind<T>& element, std::string allowed)
 {
@@ -324,7 +334,7 @@ JsonKind<std::vector<T>> ListKind(const JsonKind<T>& element, std::string allowe
     return JsonKind<List>(std::move(shape));
 }
 
-// The same kind, for a secret value: no message shows it.
+// Returns a copy of the kind for a secret value, which no message shows.
 template <typename T>
 JsonKind<T> Secret(const JsonKind<T>& kind)
 {

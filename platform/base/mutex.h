@@ -1,5 +1,6 @@
 // Mutex, MutexLock, CondVar and SharedMutex: the standard types with clang's thread-safety annotations. Clang checks at
-// compile time (-Wthread-safety) that a member marked GUARDED_BY(mutex_) is used only while mutex_ is held. Any thread.
+// compile time (-Wthread-safety) that a member marked GUARDED_BY(mutex_) is used only while mutex_ is held. Any thread
+// may use the types.
 // https://releases.llvm.org/14.0.0/tools/clang/docs/ThreadSafetyAnalysis.html
 #pragma once
 
@@ -55,7 +56,7 @@ public:
     MutexLock(const MutexLock&) = delete;
     MutexLock& operator=(const MutexLock&) = delete;
 
-    // Releases the mutex before a call that must not run under it. Lock acquires the mutex again.
+    // Unlock releases the mutex before a call that must not run while the mutex is held. Lock acquires the mutex again.
     void Unlock() RELEASE()
     {
         DISTNET_ASSERT(held_, "Unlock is called while the mutex is held");
@@ -74,8 +75,8 @@ private:
     bool held_ = true;
 };
 
-// Each wait releases the mutex while it blocks. The caller holds the mutex before and after. Wait and WaitUntil may
-// wake spuriously: call them in a loop that checks the condition.
+// A condition variable. Each wait function releases the mutex while it blocks, and the caller holds the mutex before
+// and after the call. Wait and WaitUntil may wake spuriously: call them in a loop that checks the condition.
 class CondVar {
 public:
     void Wait(Mutex& mutex) REQUIRES(mutex)
@@ -85,7 +86,7 @@ public:
         lock.release();
     }
 
-    // Returns false when the deadline has passed.
+    // Blocks until a notification or until the deadline. Returns false when the deadline has passed.
     bool WaitUntil(Mutex& mutex, SteadyTime deadline) REQUIRES(mutex)
     {
         std::unique_lock<std::mutex> lock(mutex.mutex_, std::adopt_lock);
@@ -94,9 +95,9 @@ public:
         return intime;
     }
 
-    // Blocks until the condition is true, for at most limit. Returns whether it is true. The condition is a lambda
-    // marked REQUIRES(mutex). The analysis is off in this function, because it cannot see that mutex is held where the
-    // lambda is called.
+    // Blocks until the condition is true, or until the time in limit has passed. Returns whether the condition is true.
+    // The condition is a lambda marked REQUIRES(mutex). The thread-safety analysis is off in this function, because it
+    // cannot see that the mutex is held where the lambda is called.
     template <typename Condition>
     bool WaitFor(Mutex& mutex, std::chrono::nanoseconds limit, const Condition& condition)
         REQUIRES(mutex) NO_THREAD_SAFETY_ANALYSIS
@@ -117,7 +118,8 @@ private:
     std::condition_variable condition_;
 };
 
-// Locked by one writer, or by any number of readers at the same time. A reader must not change the guarded data.
+// A mutex that one writer or any number of readers can hold at the same time. A reader must not change the guarded
+// data.
 class CAPABILITY("mutex") SharedMutex {
 public:
     void lock() ACQUIRE() { mutex_.lock(); }

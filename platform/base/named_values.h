@@ -1,4 +1,5 @@
-// Tables of names for values, which JSON and answers use. One table for each type of value. Constant data; any thread.
+// Tables that give each value of a type its name, for JSON and for answers to callers. Each type of value has its own
+// table. The tables are constant, so any thread may use them.
 #pragma once
 
 namespace Vexo {
@@ -9,7 +10,8 @@ struct NamedValue {
     Value value;
 };
 
-// Returns the name of the value, or "unknown" if the table has none. names: any range of NamedValue.
+// Returns the name of the value, or "unknown" if the table has no name for the value.
+// names: any range of NamedValue.
 template <typename Names, typename Value>
 constexpr const char* NameOf(const Names& names, const Value& value)
 {

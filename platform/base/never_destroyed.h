@@ -1,6 +1,7 @@
-// NeverDestroyed<T>: a global whose destructor never runs, because the daemon's threads use it until the process ends.
-// A static variable of a function is constructed at its first use. A variable of a namespace is constant-initialised
-// where T allows that, and each access then costs no check. On which threads the value may be used depends on T.
+// NeverDestroyed<T>: a global variable whose destructor never runs, because the daemon's threads use the variable until
+// the process ends. As a static variable in a function, it is constructed at its first use. As a namespace variable, it
+// is constant-initialised where T allows that, and no access then needs a check. T decides which threads may use the
+// value.
 #pragma once
 
 #include <utility>

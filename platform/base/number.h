@@ -1,4 +1,4 @@
-// ParseNumber: parses text that consists of one number and nothing else. Any thread. No call blocks.
+// ParseNumber: parses text that consists of one number and nothing else. Any thread may call it. It does not block.
 #pragma once
 
 #include <charconv>
@@ -8,8 +8,9 @@
 
 namespace Vexo {
 
-// Returns nullopt for any other text, for spaces or a plus sign around the number, and for a number that Number cannot
-// represent. base: the base of an integer, 10 if absent.
+// Returns the number that the text contains. Returns nullopt for any other text, for text with spaces or a plus sign,
+// and for a number that the type Number cannot represent.
+// base: the base of an integer; 10 if absent.
 template <typename Number, typename... Base>
 std::optional<Number> ParseNumber(std::string_view text, Base... base)
 {

@@ -1,7 +1,7 @@
-// Intrusive reference counting: RefBase is the counted base class, sptr<T> the owning pointer. Counts are atomic, so
-// any thread may copy and release an sptr to the same object. Access to the object itself is not synchronised. An
-// object with several interfaces inherits RefBase virtually from each of them. A static object that must outlive every
-// sptr is pinned: call IncStrongRef() once and never release that reference.
+// Intrusive reference counting: RefBase is the counted base class, and sptr<T> is the owning pointer. The counts are
+// atomic, so any thread may copy and release an sptr to the same object. Access to the object itself is not
+// synchronised. An object with several interfaces inherits RefBase virtually from each of them. A static object that
+// must outlive every sptr is "pinned": call IncStrongRef() once and never release that reference.
 #pragma once
 
 #include <atomic>
@@ -20,7 +20,7 @@ public:
 
     void IncStrongRef() const noexcept { strong_.fetch_add(1, std::memory_order_relaxed); }
 
-    // Releases one reference. Destroys the object if it was the last.
+    // Releases one reference. Destroys the object if that reference was the last one.
     void DecStrongRef() const noexcept
     {
         const int32_t before = strong_.fetch_sub(1, std::memory_order_acq_rel);
@@ -70,7 +70,7 @@ public:
     bool operator==(std::nullptr_t) const noexcept { return object_ == nullptr; }
     bool operator<(const sptr& other) const noexcept { return object_ < other.object_; }
 
-    // Returns a pointer to the same object as a U, or an empty pointer when the object is not a U.
+    // Returns a pointer of type U to the same object, or an empty pointer when the object is not a U.
     template <typename U>
     sptr<U> Cast() const
     {

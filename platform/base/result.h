@@ -1,6 +1,6 @@
-// How functions report failure: a function that can fail returns Result<T>, a tl::expected that contains a value or an
-// Error. Callers decide by Error::code; Error::message is for people and for the log. (The interfaces that the service
-// implements and uses return integer codes: docs/errors.md.) Value types; any thread.
+// How functions report failure: a function that can fail returns Result<T>, which is a tl::expected that contains a
+// value or an Error. Callers decide by Error::code. Error::message is for people and for the log. (The interfaces that
+// the service implements and uses return integer codes instead: docs/errors.md.) Value types. Any thread may use them.
 #pragma once
 
 #include <cerrno>
@@ -18,9 +18,9 @@ enum class ErrorCode : uint8_t {
     ALREADY_EXISTS,     // the object to create exists already, or its name or address is in use
     PERMISSION_DENIED,  // this process or this user lacks the permission
     UNAVAILABLE,        // the other side cannot be reached: a daemon, the bus, a peer
-    TIMED_OUT,          // the other side did not answer within the limit
-    REFUSED,            // the other side answered with a failure of its own
-    UNTRUSTED,          // a certificate, key or proof is not valid
+    TIMED_OUT,          // the other side did not answer in time
+    REFUSED,            // the other side answered, but reported a failure
+    UNTRUSTED,          // a certificate, a key, a signature or a peer cannot be trusted
     CANCELLED,          // the caller no longer wants the result
     EXPIRED,            // by this device's clock, the validity period is over or has not begun
     SYSTEM,             // the operating system or a library failed: disk, descriptors, memory
@@ -28,13 +28,13 @@ enum class ErrorCode : uint8_t {
 
 struct Error {
     ErrorCode code;
-    std::string message;  // one sentence: which object has which problem, and what is allowed; never a secret
+    std::string message;  // one sentence: the object, its problem and what is allowed; never contains a secret
 };
 
 template <typename T>
 using Result = tl::expected<T, Error>;
 
-// The return value of a failed function; converts to every Result<T>.
+// The return value of a function that failed. Converts to every Result<T>.
 using Failure = tl::unexpected<Error>;
 
 inline Failure Fail(ErrorCode code, std::string message)
@@ -42,7 +42,7 @@ inline Failure Fail(ErrorCode code, std::string message)
     return Failure(Error{code, std::move(message)});
 }
 
-// Returns the code for an errno(3) of a system call.
+// Returns the ErrorCode for the errno(3) of a system call.
 constexpr ErrorCode ErrorCodeOf(int number)
 {
     switch (number) {

@@ -1,5 +1,5 @@
-// Bounded copy and fill: the call fails, and copies nothing, when the count exceeds the destination (C11 Annex K
-// semantics without its constraint handlers). Any thread; no state.
+// Bounded copy and fill: a call fails, and copies or fills nothing, when the count exceeds the size of the destination.
+// The functions behave as in C11 Annex K, but call no constraint handler. They have no state. Any thread may call them.
 #pragma once
 
 #include <cstddef>
@@ -8,13 +8,13 @@ namespace Vexo {
 
 inline constexpr int SECUREC_OK = 0;
 inline constexpr int SECUREC_INVALID = 22;    // a null pointer, or a destination of size 0
-inline constexpr int SECUREC_TOO_LARGE = 34;  // count exceeds the destination size
+inline constexpr int SECUREC_TOO_LARGE = 34;  // the count exceeds the size of the destination
 
 // Copies count bytes into a destination of destMax bytes. Returns SECUREC_OK, SECUREC_INVALID or SECUREC_TOO_LARGE.
-// The areas must not overlap. Copying 0 bytes into a destination of size 0 is SECUREC_INVALID.
+// Source and destination must not overlap. When destMax is 0, returns SECUREC_INVALID even if count is 0.
 int memcpy_s(void* dest, size_t destMax, const void* src, size_t count);
 
-// Fills count bytes of a destination of destMax bytes with value. Returns the same codes as memcpy_s.
+// Sets the first count bytes of a destination of destMax bytes to the given value. Returns the same codes as memcpy_s.
 int memset_s(void* dest, size_t destMax, int value, size_t count);
 
 }  // namespace Vexo

@@ -1,5 +1,5 @@
-// Text that people type or read: corrections of misspelt words, short ids, line wrapping, rough durations. Functions
-// without state; any thread. No call blocks.
+// Text that people type or read: corrections of misspelt words, short ids, line wrapping, rounded durations. The
+// functions have no state and do not block. Any thread may call them.
 #pragma once
 
 #include <chrono>
@@ -10,26 +10,28 @@
 
 namespace Vexo {
 
-// Returns the candidate that is closest to word, or an empty string when none is close enough. The distance is the
-// optimal string alignment distance: a missing, added, different or swapped letter counts as 1. The limit is 1 for a
-// word of one or two bytes, 2 for a word of up to eight, else a third of its length. The first of several equally close
-// candidates wins. Compares bytes and is case-sensitive.
+// Returns the candidate that is closest to the parameter word, or an empty string when none is close enough. The
+// distance is the optimal string alignment distance: a missing, added, different or swapped letter counts as 1. The
+// largest allowed distance is 1 for a word of one or two bytes, 2 for a word of up to eight bytes, else a third of the
+// word's length. If several candidates are equally close, the first one wins. The comparison works on bytes and is
+// case-sensitive.
 std::string ClosestOf(std::string_view word, const std::vector<std::string>& candidates);
 
-// Returns the short form of a network id or device id, for people: "3f91c…d6384". Text of at most 11 bytes is returned
-// whole.
+// Returns the short form of a network id or device id for people, such as "3f91c…d6384". Returns text of at most 11
+// bytes unchanged.
 std::string ShortId(std::string_view id);
-// Whether word is a short form of id: one or more of its first characters, then "…" or "...", then one or more of its
-// last characters.
+// Whether the parameter word is a short form of the id: one or more of the id's first characters, then "…" or "...",
+// then one or more of the id's last characters.
 bool FitsShortId(std::string_view word, std::string_view id);
 
-// Returns how many terminal columns text needs: one for each code point (platform/base/utf8.h).
+// Returns how many terminal columns the text needs: one for each code point (platform/base/utf8.h).
 size_t TextWidth(std::string_view text);
 
-// Breaks text into lines at spaces. A line is wider than width, in columns, only when it is a single longer word.
+// Breaks the text into lines at spaces. No line needs more than width columns, unless it is a single word that is
+// longer.
 std::vector<std::string> Wrap(const std::string& text, size_t width);
 
-// Returns the duration in its largest unit, rounded down: "41 s", "5 min", "2 h", "3 d".
+// Returns the duration in its largest unit, rounded down, such as "41 s", "5 min", "2 h" or "3 d".
 std::string RoughDuration(std::chrono::seconds time);
 
 }  // namespace Vexo

@@ -1,4 +1,4 @@
-// UniqueFd: sole owner of a file descriptor; closes it on destruction. Not thread-safe.
+// UniqueFd: the only owner of a file descriptor. The destructor closes the descriptor. A UniqueFd is not thread-safe.
 #pragma once
 
 #include <unistd.h>

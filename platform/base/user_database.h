@@ -1,5 +1,5 @@
-// Looks up the names and numbers of this machine's users and groups. Functions block on the user database, which may
-// query a directory server; any thread; no state.
+// Looks up the names and numbers of this machine's users and groups. The functions block on the user database, which
+// may query a directory server. They have no state. Any thread may call them.
 #pragma once
 
 #include <sys/types.h>
@@ -13,7 +13,7 @@ namespace Vexo {
 std::optional<uid_t> FindUser(const std::string& name);
 std::optional<gid_t> FindGroup(const std::string& name);
 
-// UserName and GroupName return the name, or the number as text when there is no name for it.
+// UserName and GroupName return the name of a user or group, or the number as text when the number has no name.
 std::string UserName(uid_t user);
 std::string GroupName(gid_t group);
 

@@ -1,10 +1,10 @@
-// The version of this build, for --version, the daemon's first log line and the host's status answer. Any thread. The
-// number is set once, in the top CMakeLists.txt.
+// The version of this build, for --version, the daemon's first log line and the host's status answer. The top
+// CMakeLists.txt sets the number. Any thread may call the function.
 #pragma once
 
 namespace Vexo {
 
-// Returns "major.minor.patch", NUL-terminated, with static storage. Never blocks, never fails.
+// Returns the version as "major.minor.patch", NUL-terminated, with static storage. Never blocks, never fails.
 const char* DistNetVersion();
 
 }  // namespace Vexo

@@ -3,11 +3,11 @@
 //   device.id    64 random hex characters: shown to the owner; does not reveal the network id
 //   device.crt   the device's X.509 certificate, issued by the account (PEM); absent before enrolment
 //   account.crt  the account's self-signed CA certificate (PEM): the only trust anchor; contains the account's name
-//   account.key  the account's private key, in the format of device.key; only on the account's holder
+//   account.key  the account's private key, in the format of device.key; exists only on the account's holder device
 //   link.key     the account's link keys (link_key.h), JSON, mode 0600; version 0.1 enrolled devices without it
 //   account.state, account.number, removal, backup, restored, older-account: docs/files.md
-// The network id is the lower-case hex SHA-256 of the device's public key (DER SubjectPublicKeyInfo, RFC 5280). The
-// functions block on the disk and on key generation. Any thread may call them. Files are created atomically. The
+// The network id is the lower-case hex SHA-256 of the device's public key (DER SubjectPublicKeyInfo, RFC 5280).
+// The functions block on the disk and on key generation. Any thread may call them. Files are created atomically. The
 // functions refuse a key that other users can read, a damaged file, and a certificate of another key. The error then
 // names the file and says what to do. The functions do not check the validity period of certificates, because this
 // device's clock may still be wrong. The peer checks the validity period in each TLS handshake.
