@@ -7,7 +7,7 @@ namespace Vexo {
 
 void AbortOnBrokenContract(const char* condition, const char* contract, const char* file, int line) noexcept
 {
-    // Does not use the log, which may itself be broken.
+    // Writes to standard error instead of the log, because the log itself may be broken.
     std::fprintf(stderr, "%s:%d: contract broken: %s (%s)\n", file, line, contract, condition);
     std::abort();
 }

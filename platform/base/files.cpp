@@ -19,7 +19,7 @@ Failure WriteError(const std::filesystem::path& path, int number)
     return Fail(ErrorCodeOf(number), path.string() + ": cannot be written: " + std::strerror(number));
 }
 
-// Returns a name in the folder of path that no other writer uses.
+// Returns a path in the same folder as the given path. No other writer uses the returned path.
 std::filesystem::path TemporaryName(const std::filesystem::path& path)
 {
     std::random_device source;

@@ -18,8 +18,8 @@ namespace {
 
 constexpr uint32_t FOLDER_EVENTS =
     IN_CREATE | IN_MOVED_TO | IN_MOVED_FROM | IN_CLOSE_WRITE | IN_ATTRIB | IN_DELETE | IN_MOVE_SELF | IN_ONLYDIR;
-// Events of the ancestor that is watched while the folder is missing: the folder may appear again, or the ancestor may
-// be moved away.
+// While the folder is missing, its nearest existing ancestor is watched for these events: the folder may appear again,
+// or the ancestor may be moved away.
 constexpr uint32_t ANCESTOR_EVENTS = IN_CREATE | IN_MOVED_TO | IN_MOVE_SELF | IN_ONLYDIR;
 constexpr int NOT_WATCHED = -1;
 
@@ -74,8 +74,8 @@ private:
 
     void OnEvent(const inotify_event& event, const std::string& name)
     {
-        // The kernel removes the watch of a folder that is removed or unmounted (IN_IGNORED). The watch of a folder
-        // that is moved away remains until Forget removes it.
+        // If the folder is removed or unmounted, the kernel removes its watch (IN_IGNORED). If the folder is moved
+        // away, its watch remains until Forget removes it.
         const bool isGone = (event.mask & (IN_IGNORED | IN_MOVE_SELF)) != 0;
         if ((event.mask & IN_Q_OVERFLOW) != 0) {
             callback_("");
@@ -83,13 +83,13 @@ private:
             Forget(folderWatch_);
             callback_("");
         } else if (event.wd == folderWatch_) {
-            callback_(name);  // empty when the folder's own mode or owner changed
+            callback_(name);  // name is empty when the folder's own mode or owner changed
         } else if (event.wd == ancestorWatch_ && isGone) {
             Forget(ancestorWatch_);
         }
     }
 
-    // Watches the folder again. While it is missing, watches its nearest existing ancestor.
+    // Watches the folder again if it exists. If it is missing, watches its nearest existing ancestor.
     void WatchAgain()
     {
         for (;;) {
@@ -107,7 +107,7 @@ private:
             if (known != NOT_WATCHED) {
                 (void)::inotify_rm_watch(inotify_.Get(), known);
             }
-            // Try again: the folder may have appeared before its ancestor was watched.
+            // Try again, because the folder may have appeared before the watch of its ancestor began.
         }
     }
 
@@ -133,10 +133,10 @@ private:
     const UniqueFd inotify_;
     const UniqueFd stop_;
     const Callback callback_;
-    // Used only on thread_.
+    // Only thread_ uses the next two members.
     int folderWatch_;
     int ancestorWatch_ = NOT_WATCHED;
-    std::thread thread_;  // last, because it uses the other members
+    std::thread thread_;  // the last member, because the thread uses the other members
 };
 
 }  // namespace

@@ -10,7 +10,7 @@ std::string Escaped(const PrintedJson& text)
     return text ? EscapeJson(text.get()) : "";
 }
 
-// Returns "LINE:COLUMN" of the offset, both counted from 1, the column in bytes.
+// Returns the position of the offset as "LINE:COLUMN". Both are counted from 1, the column in bytes.
 std::string PlaceOf(std::string_view text, size_t offset)
 {
     const std::string_view before = text.substr(0, offset);
@@ -19,7 +19,7 @@ std::string PlaceOf(std::string_view text, size_t offset)
     return std::to_string(line) + ":" + std::to_string(column);
 }
 
-// Returns the offset of the first \u0000 escape in valid JSON, or npos.
+// Returns the offset of the first \u0000 escape in valid JSON text, or npos.
 size_t FindEscapedNul(std::string_view json)
 {
     for (size_t at = json.find('\\'); at != std::string_view::npos; at = json.find('\\', at + 2)) {
@@ -39,7 +39,7 @@ Result<Json> ParseWholeJson(const std::string& text)
     }
     const char* stop = text.c_str();
     Json value(cJSON_ParseWithLengthOpts(text.c_str(), text.size() + 1, &stop, 1));
-    // cJSON reads a NUL byte as white space, or as the end of a string.
+    // cJSON treats a NUL byte as white space or as the end of a string, so the code below looks for it.
     size_t offset = text.find('\0');
     if (value == nullptr) {
         offset = std::min(offset, static_cast<size_t>(stop - text.c_str()));

@@ -28,8 +28,8 @@ const JsonKey* FindKey(const JsonShape& shape, std::string_view name)
     return found != shape.keys.end() ? &*found : nullptr;
 }
 
-// Whether a key belongs to a group, which is the beginning of a dotted name: "sims.0.state" belongs to "sims" and to
-// "sims.0". Every key belongs to the group "".
+// Whether a key belongs to a group. A group is the beginning of a dotted name: the key "sims.0.state" belongs to the
+// groups "sims" and "sims.0". Every key belongs to the group "".
 bool IsInGroup(const JsonKey& key, const std::string& group)
 {
     return group.empty() || key.name.starts_with(group + ".");
@@ -46,14 +46,14 @@ bool IsListGroup(const JsonShape& shape, const std::string& group)
     return FindKey(shape, first) != nullptr || IsGroup(shape, first);
 }
 
-// Returns the part of the key's dotted name that follows the group, up to the next dot.
+// Returns the part of the key's dotted name that comes after the group's name and ends at the next dot.
 std::string NameInGroup(const JsonKey& key, const std::string& group)
 {
     const size_t start = group.empty() ? 0 : group.size() + 1;
     return key.name.substr(start, key.name.find('.', start) - start);
 }
 
-// Returns the quoted names that a group has: "\"socket\", \"socket_mode\"".
+// Returns the quoted names that a group has, such as "\"socket\", \"socket_mode\"".
 std::string NamesInGroup(const JsonShape& shape, const std::string& group)
 {
     std::string names;
@@ -78,7 +78,8 @@ std::string Cut(const std::string& text)
     return text.size() <= MAX_SHOWN_BYTES ? text : std::string(CutToBytes(text, MAX_SHOWN_BYTES)) + "…";
 }
 
-// Returns the value as faults show it. Shows only the type of a list or an object, because a secret may be inside.
+// Returns the value as text for fault messages. For a list or an object, returns only the type, because it may contain
+// a secret.
 std::string Shown(const cJSON& json, bool isSecret)
 {
     if (cJSON_IsArray(&json) || cJSON_IsObject(&json)) {
@@ -100,8 +101,8 @@ bool CanBeAKey(const std::string& name)
     });
 }
 
-// Returns "unknown key" with the closest known key, or else with the names that its group has. Returns "no key by
-// itself" if the name is a group.
+// Returns the fault text for a name that is not a key. If the name is a group, the text begins with "no key by itself".
+// Otherwise it begins with "unknown key" and adds the closest known key, or the names in the group.
 std::string UnknownKey(const JsonShape& shape, const std::string& name)
 {
     if (IsGroup(shape, name)) {
@@ -125,10 +126,10 @@ std::string UnknownKey(const JsonShape& shape, const std::string& name)
     return "unknown key (here: " + NamesInGroup(shape, group) + ")";
 }
 
-// Walks a document once, fills the target and collects every fault.
+// Reads a JSON document once, fills the target and collects every fault.
 class Walk {
 public:
-    // name: the value's dotted name in the document; empty for the whole document.
+    // name: the value's dotted name in the document. Empty: the value is the whole document.
     void Read(const JsonShape& shape, const cJSON& json, void* target, const std::string& name)
     {
         if (shape.element != nullptr) {
@@ -189,7 +190,7 @@ private:
         }
     }
 
-    // Reads the JSON object or list of a group; group "" is the whole object.
+    // Reads the JSON object or list of a group. The group "" is the whole object.
     void ReadGroup(const Object& object, const cJSON& json, const std::string& group)
     {
         const bool isList = IsListGroup(object.shape, group);
@@ -232,7 +233,8 @@ private:
     std::vector<std::string> faults_;
 };
 
-// Returns the JSON object or list of the group inside json. Creates it and its parents if they are missing.
+// Returns the JSON object or list of the group inside the parameter json. Creates it and its parents if they are
+// missing.
 cJSON* GroupBelow(const JsonShape& shape, cJSON* json, const std::string& group)
 {
     if (group.empty()) {
@@ -253,7 +255,7 @@ cJSON* GroupBelow(const JsonShape& shape, cJSON* json, const std::string& group)
 
 Json WriteMember(const JsonKey& key, const void* object)
 {
-    // const_cast is safe: member returns a reference into the object and changes nothing.
+    // The const_cast is safe, because the function member returns a reference into the object and changes nothing.
     return WriteValue(*key.shape, key.member(const_cast<void*>(object)));
 }
 
@@ -332,7 +334,8 @@ Result<void> SetTypedValue(const JsonShape& shape, void* object, std::string_vie
             value = ParseWholeJson(text).value_or(nullptr);
         }
         if (!value) {
-            // Text that is not JSON becomes a JSON string, and a kind for another type then reports a fault.
+            // Text that is not JSON becomes a JSON string. If the key needs another type, its kind then reports a
+            // fault.
             value.reset(cJSON_CreateString(text.c_str()));
         }
         walk.Read(*key->shape, *value, key->member(object), key->name);

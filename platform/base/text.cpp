@@ -9,8 +9,8 @@
 namespace Vexo {
 namespace {
 
-// Keeps only three rows of the alignment table: a swap of two neighbouring letters needs the row before the previous
-// one.
+// Returns the optimal string alignment distance of two words. Keeps only three rows of the table, because a swap of two
+// neighbouring letters needs the row before the previous row.
 size_t AlignmentDistance(std::string_view left, std::string_view right)
 {
     std::vector<size_t> beforePrevious(right.size() + 1);
@@ -57,7 +57,7 @@ std::string ClosestOf(std::string_view word, const std::vector<std::string>& can
 
 std::string ShortId(std::string_view id)
 {
-    constexpr size_t SHOWN = 5;  // at each end
+    constexpr size_t SHOWN = 5;  // characters shown at each end
     if (id.size() <= 2 * SHOWN + 1) {
         return std::string(id);
     }

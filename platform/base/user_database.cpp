@@ -9,8 +9,8 @@
 namespace Vexo {
 namespace {
 
-// Returns one member of the record that lookUp finds for key. lookUp is a function such as getpwnam_r(3) or
-// getgrnam_r(3).
+// Looks up a user or a group and returns one member of the record that was found.
+// key: a name or a number. lookUp: a function such as getpwnam_r(3) or getgrnam_r(3).
 template <typename Value, typename Record, typename Member, typename Key, typename LookUp>
 std::optional<Value> Find(LookUp lookUp, Key key, Member Record::*member)
 {

@@ -22,7 +22,7 @@ struct Range {
 constexpr Range HIDDEN[] = {
     {0x00, 0x1F},     {0x7F, 0x9F},                        // control characters
     {0x061C, 0x061C}, {0x200E, 0x200F}, {0x2066, 0x2069},  // direction marks and isolates
-    {0x2028, 0x202E},                                      // separators, embedding and override of direction
+    {0x2028, 0x202E},                                      // separators; embeddings and overrides of the direction
 };
 
 bool IsHidden(char32_t character)
@@ -31,8 +31,8 @@ bool IsHidden(char32_t character)
                        [character](const Range& range) { return character >= range.first && character <= range.last; });
 }
 
-// Calls visit for each character in order, until visit returns false. visit receives a code point and its bytes, or
-// nullopt and a single byte that is not UTF-8.
+// Calls the function visit for each character in order, until visit returns false. visit receives a code point and its
+// bytes. For a byte that is not valid UTF-8, it receives nullopt and that byte.
 template <typename Visit>
 void ForEachCharacter(std::string_view text, Visit visit)
 {

@@ -22,9 +22,10 @@ namespace Vexo::Trust {
 
 namespace {
 
-constexpr long REQUEST_VERSION_1_VALUE = 0;  // RFC 2986
+constexpr long REQUEST_VERSION_1_VALUE = 0;  // the value of version 1 in RFC 2986
 
-// Returns the account's key from the folder, or creates it. Uses a key that an interrupted CreateAccount left behind.
+// Returns the account's key from the folder, or creates a key. Uses the key that an earlier, interrupted CreateAccount
+// wrote, if there is one.
 Result<PrivateKey> EnsureAccountKey(const std::filesystem::path& folder)
 {
     const std::filesystem::path file = folder / ACCOUNT_KEY_FILE;
@@ -41,8 +42,8 @@ Result<PrivateKey> EnsureAccountKey(const std::filesystem::path& folder)
     return key;
 }
 
-// Returns the account's certificate for that key and name, or creates it. Fails when the folder has a certificate for
-// the key under another name, because every device of the account trusts that certificate.
+// Returns the account's certificate for the given key and name, or creates one. Returns an error when the folder has a
+// certificate for the key under another name, because every device of the account trusts that certificate.
 Result<Certificate> EnsureAccountCertificate(const std::filesystem::path& folder, EVP_PKEY* key,
                                              const std::string& name)
 {
@@ -66,8 +67,8 @@ Result<Certificate> EnsureAccountCertificate(const std::filesystem::path& folder
     return made;
 }
 
-// Returns the link keys of that account from the folder, because other devices have the same keys. Creates the first
-// one if there are none.
+// Returns the link keys of the given account from the folder, because other devices have the same keys. Creates the
+// first link key if the folder has none.
 Result<LinkKeyRecord> EnsureLinkKeys(const std::filesystem::path& folder, X509* account)
 {
     const std::filesystem::path file = folder / LINK_KEY_FILE;
@@ -77,7 +78,7 @@ Result<LinkKeyRecord> EnsureLinkKeys(const std::filesystem::path& folder, X509* 
     }
     if (FileExists(file)) {
         auto kept = ReadLinkKeyFile(file);
-        // Replaces link keys of another account, which an interrupted Install left behind.
+        // Link keys of another account were left by an interrupted Install. The code below replaces them.
         if (!kept || kept.value().account == accountId) {
             return kept;
         }
@@ -86,7 +87,8 @@ Result<LinkKeyRecord> EnsureLinkKeys(const std::filesystem::path& folder, X509* 
     return made ? RecordOf({made.value()}, accountId) : Result<LinkKeyRecord>(Failure(made.error()));
 }
 
-// Call under the folder's lock. Writes the device's certificate last: the device is enrolled once that file exists.
+// Writes the files of an enrolment. The caller must have locked the folder. The device's certificate is written last,
+// because the device is enrolled once that file exists.
 Result<void> WriteEnrolment(const std::filesystem::path& folder, const EnrolmentAnswer& enrolment)
 {
     if (enrolment.state) {
@@ -104,7 +106,8 @@ Result<void> WriteEnrolment(const std::filesystem::path& folder, const Enrolment
     return WriteCertificateFile(folder / DEVICE_CERTIFICATE_FILE, enrolment.device.get());
 }
 
-// Locks and loads the identity of a device that can be enrolled: it has no account, or lacks its account's link key.
+// Locks the folder and loads the identity of a device that can be enrolled: the device has no account, or lacks its
+// account's link key.
 Result<LockedIdentity> LockUnenrolled(const std::filesystem::path& folder)
 {
     auto locked = LockIdentity(folder);
@@ -112,7 +115,8 @@ Result<LockedIdentity> LockUnenrolled(const std::filesystem::path& folder)
                                                         : std::move(locked);
 }
 
-// Checks that the certificates and the state of an answer are valid for the device with that identity.
+// Checks that the certificates and the account's state in an enrolment answer are valid for the device with the given
+// identity.
 Result<void> CheckAnswer(const std::filesystem::path& folder, const EnrolmentAnswer& answer, const Identity& identity)
 {
     if (X509_check_private_key(answer.device.get(), identity.key.get()) != 1) {
@@ -140,8 +144,9 @@ Result<void> CheckAnswer(const std::filesystem::path& folder, const EnrolmentAns
     return {};
 }
 
-// Returns the state of an account whose key is on this device, with this device as a member and the holder. Returns
-// null when the state is lost: the device may sign nothing until another member has sent the state.
+// Returns the state of an account whose key is on this device. In the returned state, this device is a member and the
+// holder of the account's key. Returns null when the state is lost. The device may then not sign any state until
+// another member has sent the lost state.
 Result<SignedStatePtr> EnsureState(const std::filesystem::path& folder, X509* account, EVP_PKEY* accountKey,
                                    const LinkKeys& linkKeys, const Member& self, bool isNewAccount)
 {
@@ -167,8 +172,8 @@ Result<SignedStatePtr> EnsureState(const std::filesystem::path& folder, X509* ac
         return kept;
     }
     if (state.FindMember(self.networkId) == nullptr) {
-        // A holder of this name in the state is this device with its lost key, so that entry is replaced. Another
-        // member of this name stays.
+        // If the holder in the state has this device's name, it is this device before it lost its device key, so its
+        // entry is replaced. A member that has this name but is not the holder stays.
         std::erase_if(state.members, [&](const Member& member) {
             return member.networkId == state.holder && member.name == self.name;
         });
@@ -181,9 +186,9 @@ Result<SignedStatePtr> EnsureState(const std::filesystem::path& folder, X509* ac
     return SignNext(std::move(state), account, accountKey, clock);
 }
 
-// Creates the link key of a device that holds the account's key and has lost its link key. If the device has lost its
-// state too, no member can send the state, because no member has the new link key. The device then starts a new state,
-// and the members must be enrolled again.
+// Creates the missing link key of a device that holds the account's key. If the device has also lost the account's
+// state, no member can send the state, because no member knows the new link key. The device then starts a new state,
+// and the other members must be enrolled again.
 Result<void> MakeMissingLinkKey(const std::filesystem::path& folder, const Identity& identity, EVP_PKEY* accountKey,
                                 const LinkKeyRecord& linkKeys)
 {
@@ -200,7 +205,8 @@ Result<void> MakeMissingLinkKey(const std::filesystem::path& folder, const Ident
     return made ? WriteStateFiles(folder, *made.value()) : Failure(made.error());
 }
 
-// Adds the member to the state, unless the device is a member already. Returns the member's name in the state.
+// Adds the member to the account's state, unless the state lists the member already. Returns the member's name in the
+// state.
 Result<std::string> AddMember(AccountState& state, Member member)
 {
     if (const RemovedKey* const removed = state.FindRemoved(member.networkId)) {
@@ -363,7 +369,7 @@ Result<void> Install(const std::filesystem::path& folder, const std::string& ans
                         ": this device was making an account of its own; complete that, or move the key away");
     }
     if (!identity.HasCertificate()) {
-        // Deletes what an interrupted enrolment left behind, of whichever account.
+        // Deletes the files that an interrupted enrolment left, whichever account they belong to.
         std::error_code ignored;
         for (const char* const name : {STATE_FILE, STATE_NUMBER_FILE, REMOVAL_FILE}) {
             std::filesystem::remove(folder / name, ignored);

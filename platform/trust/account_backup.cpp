@@ -21,11 +21,11 @@ namespace Vexo::Trust {
 
 namespace {
 
-constexpr int KEY_ITERATIONS = 600'000;    // of PBKDF2 with HMAC-SHA256
-constexpr int MAC_ITERATIONS = 1'200'000;  // of PKCS#12's own derivation, whose iterations cost half as much
+constexpr int KEY_ITERATIONS = 600'000;    // for PBKDF2 with HMAC-SHA256
+constexpr int MAC_ITERATIONS = 1'200'000;  // for PKCS#12's own key derivation; one iteration costs half as much
 constexpr int MAC_SALT_BYTES = 16;
 constexpr int CIPHER = NID_aes_256_cbc;
-constexpr int STATE_BAG = NID_pkcs7_signed;  // type of the secret bag's content
+constexpr int STATE_BAG = NID_pkcs7_signed;  // type of the content in PKCS#12's secret bag
 constexpr size_t MAX_BACKUP = 256 * 1024;
 constexpr size_t MAX_TIME_FILE = 64;
 
@@ -56,7 +56,7 @@ std::string ChecksumOf(const std::string& bytes)
     return {hash.begin(), hash.end()};
 }
 
-// Returns the bytes of a backup file; empty when OpenSSL fails.
+// Returns the bytes of a backup file, or an empty string when OpenSSL fails.
 std::string PackBackup(EVP_PKEY* key, X509* account, const std::string& state, const std::string& passphrase)
 {
     Bags* made = nullptr;
@@ -159,7 +159,7 @@ Result<void> WriteTime(const std::filesystem::path& file, const Clock& clock)
     return WriteFileAtomically(file, std::to_string(now.time_since_epoch().count()) + "\n", SECRET_FILE_MODE);
 }
 
-// Makes this device a member, if it is not one, and the holder.
+// Changes the state so that this device is a member and the holder of the account's key.
 void BecomeHolder(AccountState& state, Member self)
 {
     if (state.FindMember(self.networkId) == nullptr) {
@@ -177,8 +177,8 @@ Result<void> RemoveMarker(const std::filesystem::path& folder)
     return failed ? Result<void>(Fail(ErrorCode::SYSTEM, file.string() + ": " + failed.message())) : Result<void>();
 }
 
-// Writes the marker first, so that the device signs nothing too early, and the device's certificate last, because that
-// completes the restore.
+// Writes the files of a restored device. The marker file RESTORED_FILE comes first, because the device must not sign a
+// state too early. The device's certificate comes last, because it completes the restore.
 Result<void> WriteRestored(const std::filesystem::path& folder, EVP_PKEY* accountKey, const SignedState& state,
                            X509* device, bool isAlone, const Clock& clock)
 {
@@ -200,7 +200,7 @@ Result<void> WriteRestored(const std::filesystem::path& folder, EVP_PKEY* accoun
     return isAlone ? RemoveMarker(folder) : Result<void>();
 }
 
-// Checks that the account of the backup may replace the account in the folder.
+// Checks that the account in the backup may replace the account in the folder.
 Result<void> CheckFree(const std::filesystem::path& folder, const Identity& identity, X509* account)
 {
     const bool isSame = identity.HasCertificate() && EVP_PKEY_eq(X509_get0_pubkey(identity.accountCertificate.get()),
@@ -239,7 +239,7 @@ Result<void> BackUpAccount(const std::filesystem::path& folder, const std::files
     if (!stored) {
         return Failure(std::move(stored).error());
     }
-    opened.lock = UniqueFd();  // unlocks the folder: deriving the key takes a second
+    opened.lock = UniqueFd();  // unlocks the folder, because deriving a key takes about a second
     const std::string bytes = PackBackup(opened.accountKey.get(), stored.value().accountCertificate.get(),
                                          stored.value().state->Bytes(), passphrase);
     if (bytes.empty()) {

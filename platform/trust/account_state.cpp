@@ -20,9 +20,9 @@ namespace Vexo::Trust {
 namespace {
 
 constexpr int FORMAT_VERSION = 1;
-constexpr int64_t LAST_NUMBER = (int64_t{1} << 53) - 1;  // JSON numbers are exact up to here
+constexpr int64_t LAST_NUMBER = (int64_t{1} << 53) - 1;  // JSON numbers are exact up to this value
 constexpr size_t DIGEST_BYTES = 8;
-constexpr size_t MAX_SIGNATURE = 72;  // ECDSA on P-256, in DER
+constexpr size_t MAX_SIGNATURE = 72;  // bytes of an ECDSA signature with P-256, in DER
 constexpr size_t TIME_BYTES = 8;
 constexpr const char* WHAT = "the account's state";
 
@@ -151,8 +151,8 @@ Failure Damaged(const std::string& why)
     return Fail(ErrorCode::MALFORMED, std::string(WHAT) + " is damaged: " + why);
 }
 
-// Checks that the account certificate in a state has the same key and name as the present one, so that the devices'
-// certificates stay valid under it.
+// Checks that the account certificate in a state has the same key and name as the current account certificate. The
+// certificates of the devices then stay valid under the new account certificate.
 Result<void> CheckAccountCertificate(const std::string& pem, X509* account)
 {
     const std::vector<Certificate> certificates = CertificatesFromPem(pem);

@@ -17,13 +17,13 @@ namespace {
 constexpr std::string_view PURPOSE_PREFIX = "distnet announcement ";
 constexpr size_t TAG_BYTES = TOKEN_BYTES - TOKEN_ID_BYTES;
 constexpr size_t ID_START_CHARACTERS = 2 * TOKEN_ID_BYTES;
-// The first byte of a hash's input says what the hash is for.
+// The first byte of a hash's input. It says whether the hash is a token's tag or the mask that encrypts the id.
 constexpr std::string_view FOR_TAG = "\x01";
 constexpr std::string_view FOR_MASK = "\x02";
 using Periods = std::chrono::duration<int64_t, std::ratio<15 * 60>>;
 static_assert(Periods(1) == TOKEN_PERIOD);
-// How many periods a token's period may differ from this device's: NEIGHBOURS in Read, MAX_DIFFERENCE in
-// ReadOfAnyClock.
+// A token's period may differ from this device's period by at most this many periods: NEIGHBOURS in Read,
+// MAX_DIFFERENCE in ReadOfAnyClock.
 constexpr int64_t NEIGHBOURS = 1;
 constexpr int64_t MAX_DIFFERENCE = MAX_TOKEN_CLOCK_DIFFERENCE / TOKEN_PERIOD;
 
@@ -36,13 +36,13 @@ std::string LittleEndian(int64_t period)
     return bytes;
 }
 
-// Empty only when memory is short; the same holds for MaskedId.
+// TagOf and MaskedId return an empty string only when memory is short.
 std::string TagOf(const Hmac& hmac, const std::string& period, std::string_view id)
 {
     return hmac.Of({FOR_TAG, period, id}).substr(0, TAG_BYTES);
 }
 
-// Encrypts an id, or decrypts an encrypted one.
+// Encrypts the given id. If the id is encrypted already, decrypts it.
 std::string MaskedId(const Hmac& hmac, const std::string& period, std::string_view tag, std::string_view id)
 {
     std::string masked = hmac.Of({FOR_MASK, period, tag}).substr(0, TOKEN_ID_BYTES);
@@ -90,7 +90,8 @@ public:
 private:
     static int64_t PeriodOf(WallTime time) { return std::chrono::floor<Periods>(time.time_since_epoch()).count(); }
 
-    // Tries all periods up to difference periods away from time, the nearest ones first.
+    // Reads the token for each period whose distance from the period of the parameter time is at most difference. Tries
+    // the nearest periods first.
     std::optional<TokenOwner> ReadWithin(std::string_view token, WallTime time, int64_t difference) const
     {
         if (token.size() != TOKEN_BYTES) {
@@ -113,7 +114,8 @@ private:
         return std::nullopt;
     }
 
-    // Returns the id in the token; empty when the token was not made in that period with that key.
+    // Returns the id in the token, or an empty string when the token was not made in the given period with the given
+    // key.
     static std::string IdIn(std::string_view token, const std::string& period, const Hmac& key)
     {
         const std::string_view tag = token.substr(0, TAG_BYTES);

@@ -14,9 +14,9 @@ namespace Vexo::Trust {
 
 namespace {
 
-constexpr long X509_VERSION_3_VALUE = 2;        // the field holds the version less one (RFC 5280)
-constexpr int SERIAL_BITS = 159;                // at most 20 bytes, positive
-constexpr long CLOCK_SKEW_SECONDS = 24 * 3600;  // the start is this much earlier, for clocks that are behind
+constexpr long X509_VERSION_3_VALUE = 2;        // the field contains the version minus 1 (RFC 5280)
+constexpr int SERIAL_BITS = 159;                // the serial number is positive and has at most 20 bytes
+constexpr long CLOCK_SKEW_SECONDS = 24 * 3600;  // validity begins this much earlier, for clocks that are behind
 
 bool SetRandomSerial(X509* certificate)
 {
@@ -33,7 +33,7 @@ bool AddExtension(X509* certificate, X509* issuer, int nid, const char* value)
     return extension && X509_add_ext(certificate, extension.get(), -1) == 1;
 }
 
-// Creates a certificate without issuer, extensions and signature.
+// Creates a certificate that has no issuer, extensions and signature yet.
 Certificate MakeDraft(EVP_PKEY* subjectKey, const std::string& commonName, std::chrono::hours validity,
                       const Clock& clock)
 {
@@ -51,7 +51,7 @@ Certificate MakeDraft(EVP_PKEY* subjectKey, const std::string& commonName, std::
     return certificate;
 }
 
-// Makes the certificate expire at last, if it would expire later.
+// Changes the certificate's expiry to the time in the parameter last, if the certificate would expire later.
 bool LimitExpiry(X509* certificate, const ASN1_TIME* last)
 {
     return ASN1_TIME_compare(X509_get0_notAfter(certificate), last) <= 0 || X509_set1_notAfter(certificate, last) == 1;

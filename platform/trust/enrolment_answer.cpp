@@ -17,7 +17,7 @@ constexpr unsigned ENCRYPT_FLAGS = CMS_BINARY | CMS_PARTIAL | CMS_USE_KEYID | CM
 
 constexpr int VERSION_WITHOUT_STATE = 1;
 constexpr int VERSION = 2;
-constexpr size_t BASE64_GROUP = 4;  // characters for 3 bytes
+constexpr size_t BASE64_GROUP = 4;  // base64 writes 3 bytes as 4 characters
 
 struct Payload {
     int version = VERSION;
@@ -94,7 +94,8 @@ Failure Damaged()
     return Fail(ErrorCode::MALFORMED, std::string("the answer is damaged") + ADMIT_AGAIN);
 }
 
-// Adds the device as a recipient. Sets SHA-256 for the key derivation, where OpenSSL's default is SHA-1.
+// Adds the device as a recipient of the encrypted message. Selects SHA-256 for the key derivation, because OpenSSL's
+// default is SHA-1.
 bool AddRecipient(CMS_ContentInfo* message, X509* device)
 {
     CMS_RecipientInfo* const recipient = CMS_add1_recipient_cert(message, device, ENCRYPT_FLAGS);
@@ -102,7 +103,8 @@ bool AddRecipient(CMS_ContentInfo* message, X509* device)
     return context != nullptr && EVP_PKEY_CTX_set_ecdh_kdf_md(context, EVP_sha256()) == 1;
 }
 
-// Returns the subject key identifier of a key, as in the device certificates (RFC 5280, 4.2.1.2, method 1).
+// Returns the subject key identifier of a key. It is computed as in the device certificates (RFC 5280, 4.2.1.2, method
+// 1).
 std::array<uint8_t, SHA_DIGEST_LENGTH> KeyIdentifierOf(EVP_PKEY* key)
 {
     std::array<uint8_t, SHA_DIGEST_LENGTH> identifier{};
@@ -166,7 +168,7 @@ Result<SecretText> Decrypt(const std::string& pem, EVP_PKEY* deviceKey)
         return Failure(std::move(message).error());
     }
     CMS_ContentInfo* const enveloped = message.value().get();
-    // Only authenticated encryption detects a change of the text before it is decoded.
+    // Other types are refused, because only authenticated encryption detects a changed text before it is decoded.
     if (OBJ_obj2nid(CMS_get0_type(enveloped)) != NID_id_smime_ct_authEnvelopedData) {
         return Fail(ErrorCode::MALFORMED,
                     std::string("the answer is not encrypted as AuthEnvelopedData") + ADMIT_AGAIN);

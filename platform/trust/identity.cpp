@@ -22,8 +22,8 @@ namespace {
 
 constexpr size_t ID_BYTES = 32;
 
-// Creates the device's key and id if they are missing. Fails when the key is missing and the device has a certificate,
-// because that certificate is for the lost key.
+// Creates the device's key and id if they are missing. Returns an error when the key is missing but the device has a
+// certificate, because that certificate is for the lost key.
 Result<void> CreateMissing(const std::filesystem::path& folder)
 {
     const std::filesystem::path keyFile = folder / DEVICE_KEY_FILE;
@@ -31,7 +31,8 @@ Result<void> CreateMissing(const std::filesystem::path& folder)
     if (FileExists(idFile) && FileExists(keyFile)) {
         return {};
     }
-    // The daemon and distnetctl may run for the first time together: the second one uses what the first one created.
+    // The daemon and distnetctl may run for the first time at the same time. The lock makes the second one use the
+    // files that the first one created.
     const auto lock = LockIdentityFolder(folder, FolderLock::WRITE);
     if (!lock) {
         return Failure(lock.error());
@@ -59,7 +60,8 @@ Result<void> CreateMissing(const std::filesystem::path& folder)
     return WriteKeyFile(keyFile, key.get());
 }
 
-// Returns whether this device holds the account's key. Fails when the key file is damaged or is for another account.
+// Returns whether this device has the account's key. Returns an error when the key file is damaged or contains the key
+// of another account.
 Result<bool> HoldsAccountKey(const std::filesystem::path& folder, X509* account)
 {
     const std::filesystem::path file = folder / ACCOUNT_KEY_FILE;
@@ -78,8 +80,8 @@ Result<bool> HoldsAccountKey(const std::filesystem::path& folder, X509* account)
     return true;
 }
 
-// Returns the account's state; null when it is missing or damaged, because another member can send it. Fails when other
-// users may have read the state.
+// Returns the account's state, or null when it is missing or damaged. That is no error, because another member can send
+// the state. Returns an error when other users may have read the state.
 Result<SignedStatePtr> LoadState(const std::filesystem::path& folder, X509* account)
 {
     auto state = ReadStateFile(folder, account);
@@ -89,7 +91,8 @@ Result<SignedStatePtr> LoadState(const std::filesystem::path& folder, X509* acco
     return state ? std::move(state.value()) : nullptr;
 }
 
-// Returns the link keys of that account from the state, else from link.key; nullopt when neither exists.
+// Returns the given account's link keys from the state, else from the file link.key. Returns nullopt when neither
+// exists.
 Result<std::optional<LinkKeys>> LoadLinkKeys(const std::filesystem::path& folder, X509* account,
                                              const SignedState* state)
 {
@@ -128,12 +131,14 @@ Result<Identity> LoadKeyAndId(const std::filesystem::path& folder)
     return identity;
 }
 
-// Loads the enrolment into identity: both certificates or neither, and the state and the link keys if there are any.
+// Loads the device's enrolment into the parameter identity: both certificates or none, and the state and the link keys
+// if they exist.
 Result<void> LoadEnrolment(const std::filesystem::path& folder, Identity& identity)
 {
     const std::filesystem::path certificateFile = folder / DEVICE_CERTIFICATE_FILE;
     const std::filesystem::path accountFile = folder / ACCOUNT_CERTIFICATE_FILE;
-    // The device's certificate is written last: without it the enrolment is not complete.
+    // The device's certificate is the file that an enrolment writes last. Without that file, the enrolment is not
+    // complete.
     if (!FileExists(certificateFile)) {
         return {};
     }
@@ -150,7 +155,7 @@ Result<void> LoadEnrolment(const std::filesystem::path& folder, Identity& identi
         return Fail(ErrorCode::UNTRUSTED,
                     certificateFile.string() + ": for another key than " + DEVICE_KEY_FILE + DOCTOR_KNOWS);
     }
-    // An expired certificate is loaded too: it is shown to the user, and peers refuse it.
+    // This check accepts an expired certificate, because the user must see that it has expired. Peers refuse it.
     if (const auto verified = VerifySignedBy(certificate.value().get(), account.value().get()); !verified) {
         return Fail(verified.error().code, certificateFile.string() + ": " + verified.error().message + " (" +
                                                ACCOUNT_CERTIFICATE_FILE + ")" + DOCTOR_KNOWS);

@@ -30,7 +30,8 @@ TimePoint TimeOf(const ASN1_TIME* time)
     return std::chrono::system_clock::from_time_t(timegm(&parts));
 }
 
-// Returns the failed check for an error of LoadIdentity. Replaces the hint at the end of the message with advice.
+// Returns the failed health check for an error message of LoadIdentity. Replaces the hint at the end of that message
+// with advice.
 HealthCheck Damaged(const std::filesystem::path& folder, std::string message)
 {
     if (message.ends_with(DOCTOR_KNOWS)) {

@@ -22,7 +22,7 @@ constexpr mode_t OTHERS = S_IRWXG | S_IRWXO;
 constexpr uid_t ROOT = 0;
 constexpr mode_t CERTIFICATE_MODE = 0644;
 
-// Checks that only this process's user and root can read or replace the open file.
+// Checks that only root and the user of this process can read or replace the open file.
 Result<void> CheckOnlyOwnerAccess(int fd, const std::filesystem::path& file)
 {
     struct stat status {};
@@ -105,7 +105,7 @@ Result<SecretText> ReadSecretFile(const std::filesystem::path& file)
     if (!opened) {
         return Fail(opened.error().code, opened.error().message + DOCTOR_KNOWS);
     }
-    // Checks the open file, so that nobody can replace it between the check and the reading.
+    // The check uses the open file, so that nobody can replace the file between the check and the reading.
     if (auto kept = CheckOnlyOwnerAccess(opened.value().Get(), file); !kept) {
         return Failure(std::move(kept).error());
     }

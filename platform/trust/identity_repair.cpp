@@ -18,7 +18,7 @@ namespace {
 
 constexpr const char* RESTORE_IT = "Restore it from a copy";
 
-// Returns the word quoted for a shell command, if it needs quotes.
+// Returns the word, in quotes if a shell command needs them.
 std::string Quoted(const std::string& word)
 {
     constexpr const char* PLAIN = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_./+-";
@@ -32,7 +32,7 @@ std::string Quoted(const std::string& word)
     return quoted + "'";
 }
 
-// Returns a command for each of the files that exists.
+// Returns an mv command for each of the named files that exists in the folder.
 std::vector<std::string> MoveCommands(const std::filesystem::path& folder, const std::vector<const char*>& names)
 {
     std::vector<std::string> commands;
@@ -59,8 +59,8 @@ std::string Tool(const std::filesystem::path& folder, const std::string& words)
     return "distnetctl " + words + " --state " + Quoted(folder.parent_path());
 }
 
-// Returns the account's name from the account's certificate, else from the issuer of the device's certificate. Empty
-// when the certificate does not match the account's key.
+// Returns the account's name from the account's certificate, else from the issuer field of the device's certificate.
+// Returns an empty string when the certificate does not match the account's key.
 std::string NameOfAccount(const std::filesystem::path& folder, EVP_PKEY* accountKey)
 {
     if (const auto account = ReadCertificateFile(folder / ACCOUNT_CERTIFICATE_FILE)) {
@@ -81,15 +81,15 @@ bool IsOpenToOthers(const std::filesystem::path& file)
            (status.st_mode & (S_IRWXG | S_IRWXO)) != 0;
 }
 
-// Whether the account's certificate can be read and is for another key.
+// Whether the account's certificate in the folder can be read and belongs to a key other than accountKey.
 bool IsForeignKey(const std::filesystem::path& folder, EVP_PKEY* accountKey)
 {
     const auto account = ReadCertificateFile(folder / ACCOUNT_CERTIFICATE_FILE);
     return account && X509_check_private_key(account.value().get(), accountKey) != 1;
 }
 
-// Whether the link keys were read and belong to the folder's account. If the account's certificate cannot be read, the
-// account is not compared.
+// Whether the link keys were read without an error and belong to the account in the folder. If the account's
+// certificate cannot be read, the function does not compare the account.
 bool CanUse(const Result<LinkKeyRecord>& linkKeys, const std::filesystem::path& folder)
 {
     const auto account = ReadCertificateFile(folder / ACCOUNT_CERTIFICATE_FILE);
@@ -97,8 +97,8 @@ bool CanUse(const Result<LinkKeyRecord>& linkKeys, const std::filesystem::path& 
     return linkKeys && (!account || linkKeys.value().account == NetworkIdOf(X509_get0_pubkey(account.value().get())));
 }
 
-// Returns the commands that give the device its missing certificate or link key. They first move away the files in
-// replaced, and a link key that cannot be used.
+// Returns advice with the commands that give the device its missing certificate or link key. The commands first move
+// away a link key that cannot be used and the files in the parameter replaced.
 std::string Reissue(const std::filesystem::path& folder, std::vector<const char*> replaced)
 {
     const std::filesystem::path accountKeyFile = folder / ACCOUNT_KEY_FILE;
@@ -112,7 +112,8 @@ std::string Reissue(const std::filesystem::path& folder, std::vector<const char*
     const auto accountKey = ReadKeyFile(accountKeyFile);
     (void)OpenSslReason();
     if (!accountKey || IsForeignKey(folder, accountKey.value().get())) {
-        // The account's key cannot be used, and `account install` fails while the file exists.
+        // The account's key cannot be used, so the commands move it away: `account install` fails while the file
+        // exists.
         replaced.push_back(ACCOUNT_KEY_FILE);
         std::vector<std::string> commands = MoveCommands(folder, replaced);
         commands.push_back(Tool(folder, "account request device.csr"));
@@ -206,7 +207,8 @@ std::string RepairAdvice(const std::filesystem::path& folder)
     const auto deviceKey = ReadKeyFile(folder / DEVICE_KEY_FILE);
     (void)OpenSslReason();
     if (!deviceKey) {
-        // The certificate is for the lost key. While it exists, the device does not create a new key.
+        // The device's certificate is for the lost key. While the certificate exists, the device does not create a new
+        // key.
         return Reissue(folder, {DEVICE_KEY_FILE, DEVICE_CERTIFICATE_FILE});
     }
     if (!ReadDeviceIdFile(folder / DEVICE_ID_FILE)) {

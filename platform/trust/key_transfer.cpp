@@ -74,7 +74,8 @@ Result<void> StoreAccountKey(const std::filesystem::path& folder, std::string_vi
 Result<Identity> HandOverAccount(const std::filesystem::path& folder, const std::string& networkId, const Clock& clock)
 {
     auto loaded = LoadIdentity(folder);
-    // The state names the member already if an earlier transfer was interrupted after that step.
+    // If an earlier transfer was interrupted after the state was signed, the state names the member as the holder
+    // already.
     const bool isNamed = loaded && loaded.value().state && loaded.value().state->State().holder == networkId;
     if (auto named = isNamed ? std::move(loaded) : SetHolder(folder, networkId, clock); !named) {
         return named;

@@ -44,7 +44,7 @@ SecretBytes DeriveKey(std::string_view secret, std::string_view purpose)
     std::string info(purpose);
     const std::array<OSSL_PARAM, 4> parameters{
         OSSL_PARAM_construct_utf8_string(OSSL_KDF_PARAM_DIGEST, digest.data(), 0),
-        // OpenSSL's function takes a pointer to non-const data but does not write to it.
+        // The const_cast is safe: OpenSSL's function takes a pointer to non-const data but does not write to the data.
         OSSL_PARAM_construct_octet_string(OSSL_KDF_PARAM_KEY, const_cast<char*>(secret.data()), secret.size()),
         OSSL_PARAM_construct_octet_string(OSSL_KDF_PARAM_INFO, info.data(), info.size()),
         OSSL_PARAM_construct_end(),
@@ -52,7 +52,7 @@ SecretBytes DeriveKey(std::string_view secret, std::string_view purpose)
     const OpenSslPtr<EVP_KDF> hkdf(EVP_KDF_fetch(nullptr, OSSL_KDF_NAME_HKDF, nullptr));
     const OpenSslPtr<EVP_KDF_CTX> context(EVP_KDF_CTX_new(hkdf.get()));
     SecretBytes derived{};
-    // A failed derivation would leave a key of zeros, which anyone can guess.
+    // Stop the program when the derivation fails: the derived key would consist of zeros, which anyone can guess.
     DISTNET_CHECK(context && EVP_KDF_derive(context.get(), derived.data(), derived.size(), parameters.data()) == 1,
                   "HKDF with SHA-256 is part of OpenSSL's default provider");
     return derived;

@@ -18,8 +18,8 @@ namespace Vexo::Trust {
 
 namespace {
 
-// Checks that this device's certificate is valid under the account certificate in the state. Without this check,
-// adopting the state could end the device's enrolment.
+// Checks that this device's certificate is valid under the account certificate in the given state. Without this check,
+// a device that adopts the state could lose its enrolment.
 Result<void> CheckOwnCertificate(const Identity& identity, const AccountState& state)
 {
     const std::vector<Certificate> account = CertificatesFromPem(state.accountCertificate);
@@ -35,7 +35,7 @@ Failure UnknownMember(const std::string& networkId)
     return Fail(ErrorCode::NOT_FOUND, networkId + ": no member of the account");
 }
 
-// Returns why this device must keep the account's key; empty when the key may be deleted.
+// Returns the reason why this device must keep the account's key, or an empty string when the key may be deleted.
 std::string ReasonToKeepKey(const std::filesystem::path& folder, const Identity& identity)
 {
     const AccountState* const state = identity.state ? &identity.state->State() : nullptr;
@@ -50,14 +50,15 @@ std::string ReasonToKeepKey(const std::filesystem::path& folder, const Identity&
                     : "";
 }
 
-// The files that LeaveAccount deletes, in this order. The account's key is first: without the other files it is
-// useless, and it would keep the device from joining another account.
+// The files that LeaveAccount deletes, in this order. The account's key is first. If the deletion stops after other
+// files are deleted, a remaining account's key would be useless and would prevent the device from joining another
+// account.
 constexpr const char* DELETED_FILES[] = {
     ACCOUNT_KEY_FILE,        RESTORED_FILE, OLDER_ACCOUNT_FILE, BACKUP_FILE,   REMOVAL_FILE,
     DEVICE_CERTIFICATE_FILE, STATE_FILE,    STATE_NUMBER_FILE,  LINK_KEY_FILE, ACCOUNT_CERTIFICATE_FILE,
     DEVICE_KEY_FILE,         DEVICE_ID_FILE};
 
-// Returns the link keys for the state after a removal at that time.
+// Returns the link keys for the state after the removal of a member. at: the time of the removal.
 Result<LinkKeys> NextLinkKeys(const LinkKeys& keys, std::chrono::sys_seconds at)
 {
     const auto made = GenerateLinkKey(keys.current.number + 1);
@@ -69,8 +70,8 @@ Result<LinkKeys> NextLinkKeys(const LinkKeys& keys, std::chrono::sys_seconds at)
                                                 : PreviousLinkKey{keys.current, WallTime(at + PREVIOUS_LINK_KEY_LIFE)}};
 }
 
-// Returns a new certificate for the key of shown, if shown was issued before the account's certificate and the new one
-// expires later than shown. Else returns null.
+// Returns a new certificate for the key of the certificate shown. Returns null unless that certificate was issued
+// before the account's certificate, and unless the new certificate expires later.
 Certificate Renewed(const Identity& identity, EVP_PKEY* accountKey, const std::string& name, X509* shown,
                     const Clock& clock)
 {
@@ -84,7 +85,8 @@ Certificate Renewed(const Identity& identity, EVP_PKEY* accountKey, const std::s
     return endsLater ? std::move(made) : nullptr;
 }
 
-// Returns the name of a device that own lists as removed and candidate does not; empty when there is none.
+// Returns the name of a device that this device's state (own) lists as removed and the state candidate does not list as
+// removed. Returns an empty string when there is none.
 std::string NameOfForgotten(const SignedState* own, const AccountState& candidate)
 {
     for (const RemovedKey& removed : own != nullptr ? own->State().removed : std::vector<RemovedKey>()) {
@@ -141,7 +143,7 @@ Result<std::optional<Identity>> AdoptState(const std::filesystem::path& folder, 
                                               EscapeHidden(forgotten) +
                                               "\" was removed; it was made from an old backup");
     }
-    // A device that lost its state accepts no older one than the state it lost.
+    // A device that has lost its state does not accept a state that is older than the lost one.
     if (number < last) {
         return Stale(identity.value(), last, number);
     }

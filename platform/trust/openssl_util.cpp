@@ -18,8 +18,8 @@ std::string Written(Write write)
     return bio && write(bio.get()) == 1 ? WrittenTo(bio.get()) : "";
 }
 
-// A passphrase callback that fails, because private keys here have no passphrase. Without a callback, OpenSSL would ask
-// on the terminal.
+// A passphrase callback that always fails, because private keys of devices and accounts have no passphrase. Without a
+// callback, OpenSSL would ask for a passphrase on the terminal.
 int NoPassphrase(char* /*buffer*/, int /*size*/, int /*writing*/, void* /*context*/)
 {
     return -1;
@@ -99,7 +99,7 @@ std::vector<Certificate> CertificatesFromPem(const std::string& pem)
         }
         certificates.push_back(std::move(certificate));
     }
-    // After the last certificate, OpenSSL reports PEM_R_NO_START_LINE. Any other error means damage.
+    // After the last certificate, OpenSSL reports PEM_R_NO_START_LINE. Any other error means that the text is damaged.
     if (ERR_GET_REASON(ERR_peek_last_error()) != PEM_R_NO_START_LINE) {
         certificates.clear();
     } else if (!certificates.empty()) {
@@ -189,7 +189,8 @@ Result<void> VerifySignedBy(X509* certificate, X509* anchor)
 Result<void> VerifyValidNow(const X509* certificate, const Clock& clock)
 {
     std::time_t now = std::chrono::system_clock::to_time_t(clock.WallNow());
-    // X509_cmp_time returns 0 when it cannot read the time. A damaged certificate is not valid either.
+    // X509_cmp_time returns 0 when it cannot read the time in a damaged certificate. Such a certificate is not valid,
+    // so 0 is an error too.
     if (X509_cmp_time(X509_get0_notAfter(certificate), &now) <= 0) {
         return Fail(ErrorCode::EXPIRED, VerifyErrorText(X509_V_ERR_CERT_HAS_EXPIRED));
     }

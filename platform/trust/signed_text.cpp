@@ -8,7 +8,8 @@ namespace {
 
 constexpr unsigned SIGN_FLAGS = CMS_BINARY | CMS_NOSMIMECAP | CMS_PARTIAL;
 
-// Returns null when der is not one message, or when bytes follow the message.
+// Decodes a CMS message from DER. Returns null when the bytes are not one message, or when other bytes follow the
+// message.
 OpenSslPtr<CMS_ContentInfo> MessageFromDer(const std::string& der)
 {
     const auto* begin = reinterpret_cast<const unsigned char*>(der.data());
@@ -45,7 +46,7 @@ Result<SignedText> OpenSignedText(const std::string& der, const std::string& wha
                                                CMS_BINARY | CMS_NO_SIGNER_CERT_VERIFY) == 1;
     ERR_clear_error();
     Certificate signer;
-    // CMS_verify accepts a message without a signer, so the signers are counted here.
+    // CMS_verify accepts a message that has no signer, so the code below counts the signers.
     if (STACK_OF(X509)* const signers = isVerified ? CMS_get0_signers(message.get()) : nullptr; signers != nullptr) {
         if (sk_X509_num(signers) == 1 && X509_up_ref(sk_X509_value(signers, 0)) == 1) {
             signer.reset(sk_X509_value(signers, 0));

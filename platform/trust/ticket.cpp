@@ -16,26 +16,26 @@ namespace Vexo::Trust {
 
 namespace {
 
-// The first 32 symbols are the digits. Only the check symbol may be one of the others.
+// The first 32 symbols are the digits of base 32. Only the check symbol of a ticket may be one of the other symbols.
 constexpr std::string_view SYMBOLS = "0123456789ABCDEFGHJKMNPQRSTVWXYZ*~$=U";
 constexpr size_t DIGITS = 32;
 constexpr size_t BITS_OF_DIGIT = 5;
 constexpr size_t CHECK_MODULUS = 37;
 static_assert(SYMBOLS.size() == CHECK_MODULUS);
 
-// Secret and address are each written as one big-endian number of base-32 digits. The digits have room for 2 bits more
-// than the number, at the top: 0 for the address, the ticket's version for the secret.
+// The secret and the address are each written as one big-endian number of base-32 digits. The digits have 2 bits more
+// than the number. These 2 bits come first. In the address they are 0. In the secret they contain the ticket's version.
 constexpr size_t SECRET_DIGITS = 26;
 constexpr size_t ADDRESS_DIGITS = 10;
 constexpr size_t SHORT_TICKET = SECRET_DIGITS + 1;
 constexpr size_t LONG_TICKET = SECRET_DIGITS + ADDRESS_DIGITS + 1;
-constexpr size_t DIGITS_OF_VERSION_0 = 8;  // the ticket has version 0 if its first digit is less
+constexpr size_t DIGITS_OF_VERSION_0 = 8;  // a ticket whose first digit is less than this has version 0
 constexpr size_t HOST_BYTES = 4;
 constexpr size_t ADDRESS_BYTES = 6;
 
 constexpr const char* PURPOSE = "distnet ticket";
 
-using Values = std::string;  // each character is the index of a symbol in SYMBOLS
+using Values = std::string;  // each char is the index of a symbol in SYMBOLS
 
 Values DigitsOf(std::string_view bytes, size_t count)
 {
@@ -58,7 +58,7 @@ std::string BytesOf(std::string_view digits, size_t count)
     return bytes;
 }
 
-// Returns the number that the digits represent, modulo CHECK_MODULUS.
+// Returns the number that the base-32 digits represent, modulo CHECK_MODULUS.
 size_t CheckOf(std::string_view digits)
 {
     size_t rest = 0;
@@ -68,7 +68,7 @@ size_t CheckOf(std::string_view digits)
     return rest;
 }
 
-// Whether a dash is written before the symbol at that index.
+// Whether a ticket of that length has a dash before the symbol at the index place.
 bool BeginsGroup(size_t place, size_t length)
 {
     return place != 0 && (length <= SHORT_TICKET ? place % 4 == 0 : place >= 10 && (place - 10) % 9 == 0);
@@ -88,7 +88,7 @@ bool IsSeparator(char character)
     return character == '-' || std::isspace(static_cast<unsigned char>(character)) != 0;
 }
 
-// Returns the text in upper case, without separators, and with 1 for I and L and 0 for O.
+// Returns the text in upper case without separators. Replaces I and L by 1, and O by 0.
 std::string Normalised(std::string_view text)
 {
     std::string symbols;
@@ -114,7 +114,7 @@ Result<std::string> AddressBytes(const std::string& address)
     return bytes;
 }
 
-// Returns the address as text; empty when the port is 0.
+// Returns the address as text, or an empty string when the port is 0.
 std::string AddressOf(const std::string& bytes)
 {
     std::array<char, INET_ADDRSTRLEN> host{};
@@ -125,7 +125,8 @@ std::string AddressOf(const std::string& bytes)
                : "";
 }
 
-// Returns the values of the symbols. The error names the first wrong symbol, or the wrong number of symbols.
+// Returns the values of a ticket's symbols. The error names the first wrong symbol, or says that the number of symbols
+// is wrong.
 Result<Values> ValuesOf(const std::string& symbols)
 {
     Values values;

@@ -16,7 +16,7 @@ namespace {
 constexpr const char* CIPHERS = "TLS_AES_128_GCM_SHA256:TLS_CHACHA20_POLY1305_SHA256:TLS_AES_256_GCM_SHA384";
 constexpr const char* GROUPS = "X25519:P-256";
 constexpr unsigned char SESSION_CONTEXT[] = "distnet-link";
-constexpr size_t MAX_TICKETS = 256;  // session tickets, one for each peer
+constexpr size_t MAX_TICKETS = 256;  // the largest number of stored session tickets, one for each peer
 
 constexpr const char* TICKET_CIPHER = "TLS_AES_128_GCM_SHA256";
 constexpr unsigned char TICKET_CIPHER_ID[] = {0x13, 0x01};  // RFC 8446, B.4
@@ -33,7 +33,7 @@ struct SessionDeleter {
 };
 using SessionPtr = std::unique_ptr<SSL_SESSION, SessionDeleter>;
 
-// The device that a client connection wants to reach. Stored as application data of the SSL object.
+// The device that a client connection wants to reach. The SSL object stores this value as application data.
 struct WantedPeer {
     std::string networkId;
 };
@@ -50,8 +50,8 @@ int WantedPeerIndex()
     return index;
 }
 
-// Creates a context with the settings of all links: TLS 1.3, the groups of the key exchange, the write modes. Null on
-// failure; OpenSslReason returns the cause.
+// Creates an OpenSSL context with the settings of all connections: TLS 1.3, the groups of the key exchange, and the
+// write modes. Returns null on failure; OpenSslReason then returns the cause.
 ContextPtr MakeContext(const SSL_METHOD* method, const char* ciphers)
 {
     ContextPtr context(SSL_CTX_new(method));
@@ -98,7 +98,7 @@ public:
         }
         SSL_CTX_set_session_cache_mode(context->client_.get(), SSL_SESS_CACHE_CLIENT | SSL_SESS_CACHE_NO_INTERNAL);
         SSL_CTX_sess_set_new_cb(context->client_.get(), KeepTicket);
-        // Session tickets contain the session's state, so the server stores none.
+        // A session ticket contains the whole state of its session, so the server need not store sessions.
         SSL_CTX_set_session_cache_mode(context->server_.get(), SSL_SESS_CACHE_OFF);
         SSL_CTX_set_num_tickets(context->server_.get(), 1);
         return std::shared_ptr<TlsContext>(std::move(context));
@@ -130,8 +130,8 @@ public:
         if (!certificate || SSL_get_verify_result(ssl) != X509_V_OK) {
             return Fail(ErrorCode::UNTRUSTED, "peer sent no certificate of this account");
         }
-        // A full handshake with this context has checked the signature. A session may be resumed after the certificate
-        // expired.
+        // A full handshake with this context has checked the signature and the validity periods. Only the validity
+        // periods are checked again here, because a session may be resumed after a certificate expired.
         if (SSL_session_reused(ssl) == 1) {
             if (auto valid = VerifyValidNow(certificate.get()); !valid) {
                 return Failure(std::move(valid).error());
@@ -184,12 +184,13 @@ private:
         return context;
     }
 
-    // Called by OpenSSL when the server has sent a session ticket. Returning 1 takes ownership of the session.
+    // OpenSSL calls this function when the server has sent a session ticket. The return value 1 means that this
+    // function owns the session now.
     static int KeepTicket(SSL* ssl, SSL_SESSION* session)
     {
         auto* self = static_cast<OpenSslTlsContext*>(SSL_CTX_get_app_data(SSL_get_SSL_CTX(ssl)));
         const std::string networkId = PeerNetworkId(ssl);
-        SessionPtr previous(session);  // freed after the mutex is released
+        SessionPtr previous(session);  // destroyed after the mutex is released
         const MutexLock lock(self->mutex_);
         if (!networkId.empty() && (self->tickets_.size() < MAX_TICKETS || self->tickets_.contains(networkId))) {
             self->tickets_[networkId].swap(previous);
@@ -197,8 +198,8 @@ private:
         return 1;
     }
 
-    // Removes and returns the session ticket for a peer; null when there is none. A ticket is used once (RFC 8446,
-    // appendix C.4); the resumed session brings the next.
+    // Removes the session ticket for a peer from the cache and returns it, or null when there is none. A ticket is used
+    // only once (RFC 8446, appendix C.4). The resumed session brings the next ticket.
     SessionPtr TakeTicket(const std::string& networkId)
     {
         const MutexLock lock(mutex_);
@@ -215,7 +216,7 @@ private:
     ContextPtr server_;
     Certificate account_;
     Mutex mutex_;
-    std::map<std::string, SessionPtr> tickets_ GUARDED_BY(mutex_);  // by network id
+    std::map<std::string, SessionPtr> tickets_ GUARDED_BY(mutex_);  // the key is the peer's network id
 };
 
 class TicketTlsContext final : public TlsContext {
@@ -231,7 +232,7 @@ public:
             return Fail(ErrorCode::SYSTEM, "TLS under a ticket could not be set up: " + OpenSslReason());
         }
         for (SSL_CTX* const each : {context->client_.get(), context->server_.get()}) {
-            SSL_CTX_set_app_data(each, context.get());  // through it OfferKey and FindKey find the key
+            SSL_CTX_set_app_data(each, context.get());  // OfferKey and FindKey find this object through it
             SSL_CTX_set_session_cache_mode(each, SSL_SESS_CACHE_OFF);
         }
         SSL_CTX_set_psk_use_session_callback(context->client_.get(), OfferKey);
@@ -284,14 +285,14 @@ private:
         return session;
     }
 
-    // OpenSSL's callback for the pre-shared key that a client offers. Returns 1 and a session that OpenSSL then owns,
-    // or 1 and null for a handshake without the key.
+    // OpenSSL calls this function for the pre-shared key that a client offers. It returns 1 and a session that OpenSSL
+    // then owns. For a handshake without the pre-shared key, it returns 1 and null.
     static int OfferKey(SSL* ssl, const EVP_MD* digest, const unsigned char** identity, size_t* identityBytes,
                         SSL_SESSION** session)
     {
         *session = nullptr;
-        // digest: the hash of the cipher that the server chose with a HelloRetryRequest, else null. The key works with
-        // SHA-256 only.
+        // If the server chose a cipher with a HelloRetryRequest, the parameter digest is the hash of that cipher.
+        // Otherwise digest is null. The pre-shared key works with SHA-256 only.
         if (digest == nullptr || EVP_MD_get_type(digest) == NID_sha256) {
             *identity = reinterpret_cast<const unsigned char*>(TICKET_IDENTITY.data());
             *identityBytes = TICKET_IDENTITY.size();
@@ -315,7 +316,7 @@ private:
 
     ContextPtr client_;
     ContextPtr server_;
-    SessionPtr session_;  // contains the key
+    SessionPtr session_;  // contains the pre-shared key
 };
 
 }  // namespace
