@@ -18,8 +18,8 @@ namespace {
 
 constexpr uint32_t FOLDER_EVENTS =
     IN_CREATE | IN_MOVED_TO | IN_MOVED_FROM | IN_CLOSE_WRITE | IN_ATTRIB | IN_DELETE | IN_MOVE_SELF | IN_ONLYDIR;
-// While the folder is missing, its nearest existing ancestor is watched for these events: the folder may appear again,
-// or the ancestor may be moved away.
+// While the folder is missing, its nearest existing ancestor is watched for these events, because the folder may appear
+// again or the ancestor may be moved away.
 constexpr uint32_t ANCESTOR_EVENTS = IN_CREATE | IN_MOVED_TO | IN_MOVE_SELF | IN_ONLYDIR;
 constexpr int NOT_WATCHED = -1;
 

@@ -251,8 +251,9 @@ inline JsonKind<int> FormatVersionKind(int newest)
         [](int version) { return Json(cJSON_CreateNumber(version)); });
 }
 
-// Returns the kind of a text that stands for a T. The function parse stores the T; if the text is wrong, it returns the
-// reason instead. The function print does the opposite. For a secret, the reason must not contain the text.
+// Returns the kind of a text that stands for a T. The function parse stores the T. If the text is wrong, parse stores
+// nothing and returns the reason. The function print returns the text for a T. For a secret, the reason must not
+// contain the text.
 template <typename T>
 JsonKind<T> ParsedTextKind(std::string allowed, std::function<std::string(const std::string& text, T& out)> parse,
                            std::function<std::string(const T& value)> print)

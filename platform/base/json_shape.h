@@ -56,7 +56,7 @@ struct JsonShape {
 // contains all values of the document.
 std::vector<std::string> ReadDocument(const JsonShape& shape, const std::string& text, const std::string& fileName,
                                       void* target);
-// Returns the value as a JSON tree; null only when memory is short.
+// Returns the value as a JSON tree, or null when memory is short.
 Json WriteValue(const JsonShape& shape, const void* source);
 
 // TypedValue returns the value of one key in the form in which a person would type it. SetTypedValue sets one key from

@@ -70,7 +70,7 @@ public:
     bool operator==(std::nullptr_t) const noexcept { return object_ == nullptr; }
     bool operator<(const sptr& other) const noexcept { return object_ < other.object_; }
 
-    // Returns a pointer of type U to the same object, or an empty pointer when the object is not a U.
+    // Returns an sptr<U> to the same object, or an empty sptr when the object is not a U.
     template <typename U>
     sptr<U> Cast() const
     {

@@ -145,7 +145,7 @@ std::string EscapeJson(std::string_view json)
     out.reserve(json.size());
     ForEachCharacter(json, [&out](std::optional<char32_t> character, std::string_view bytes) {
         if (!character) {
-            out += '\\';  // JSON writes a backslash as two
+            out += '\\';  // JSON writes one backslash as two backslashes
             AppendEscaped(out, bytes);
         } else if (*character >= DELETE && IsHidden(*character)) {
             out += "\\u";

@@ -78,7 +78,8 @@ Result<LinkKeyRecord> EnsureLinkKeys(const std::filesystem::path& folder, X509* 
     }
     if (FileExists(file)) {
         auto kept = ReadLinkKeyFile(file);
-        // Link keys of another account were left by an interrupted Install. The code below replaces them.
+        // The folder may contain link keys of another account, which an interrupted Install left. Those keys are not
+        // returned.
         if (!kept || kept.value().account == accountId) {
             return kept;
         }
@@ -145,7 +146,7 @@ Result<void> CheckAnswer(const std::filesystem::path& folder, const EnrolmentAns
 }
 
 // Returns the state of an account whose key is on this device. In the returned state, this device is a member and the
-// holder of the account's key. Returns null when the state is lost. The device may then not sign any state until
+// holder of the account's key. Returns null when the state is lost. The device must then not sign any state until
 // another member has sent the lost state.
 Result<SignedStatePtr> EnsureState(const std::filesystem::path& folder, X509* account, EVP_PKEY* accountKey,
                                    const LinkKeys& linkKeys, const Member& self, bool isNewAccount)
@@ -172,8 +173,8 @@ Result<SignedStatePtr> EnsureState(const std::filesystem::path& folder, X509* ac
         return kept;
     }
     if (state.FindMember(self.networkId) == nullptr) {
-        // If the holder in the state has this device's name, it is this device before it lost its device key, so its
-        // entry is replaced. A member that has this name but is not the holder stays.
+        // If the holder in the state has this device's name, that entry is from the time before this device lost its
+        // device key. The entry is therefore removed. A member that has this name but is not the holder stays.
         std::erase_if(state.members, [&](const Member& member) {
             return member.networkId == state.holder && member.name == self.name;
         });

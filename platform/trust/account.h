@@ -21,7 +21,7 @@ namespace Vexo::Trust {
 
 inline constexpr std::chrono::hours ACCOUNT_VALIDITY{24 * 3652};
 inline constexpr std::chrono::hours DEVICE_VALIDITY{24 * 3652};
-inline constexpr size_t MAX_ACCOUNT_NAME = 64;  // X.520 upper bound of a common name
+inline constexpr size_t MAX_ACCOUNT_NAME = 64;  // bytes; the upper bound of a common name in X.520
 
 // Creates an account with the name accountName, its first link key and its first state. Enrols this device in the
 // account with the name deviceName. If the folder contains an account's key already, the function does not create

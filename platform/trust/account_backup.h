@@ -16,7 +16,7 @@
 
 namespace Vexo::Trust {
 
-inline constexpr size_t MIN_PASSPHRASE = 8;  // bytes
+inline constexpr size_t MIN_PASSPHRASE = 8;  // the smallest allowed length of a passphrase, in bytes
 
 // Writes a backup of the account's key to a new file (mode 0600). Records the time of the backup in the identity
 // folder. ALREADY_EXISTS: the file exists. INVALID_ARGUMENT: the passphrase is too short. NOT_FOUND, UNAVAILABLE,
@@ -24,11 +24,13 @@ inline constexpr size_t MIN_PASSPHRASE = 8;  // bytes
 [[nodiscard]] Result<void> BackUpAccount(const std::filesystem::path& folder, const std::filesystem::path& file,
                                          const std::string& passphrase, const Clock& clock = Clock::System());
 
-// Restores an account and its key from a backup file to this device. The device must have no account, or be in the same
-// account and be one of these: a member without the account's key, the holder (the device with the account's key) after
-// it lost the account's state, or a restored device that has not met another member. After the restore, the device
-// cannot sign a new state until it has met another member, because other members may have newer states. IsRestored
-// returns true until then.
+// Restores an account and its key from a backup file to this device. The device must have no account, or be one of
+// these devices of the same account:
+//   a member without the account's key
+//   the holder (the device with the account's key), after it lost the account's state
+//   a restored device that has not met another member
+// After the restore, the device cannot sign a new state until it has met another member, because other members may have
+// newer states. IsRestored returns true until then.
 // isAlone: the account has no other member, so the device becomes the holder at once.
 // UNTRUSTED: the passphrase is wrong. MALFORMED: the file is damaged, or is not a backup. ALREADY_EXISTS: the device
 // has another account, or needs no backup.

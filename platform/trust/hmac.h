@@ -44,7 +44,7 @@ public:
     [[nodiscard]] static Result<LinkHmacs> Make(const LinkKeys& keys, std::string_view purpose, const Clock& clock);
 
     const Hmac& Current() const { return current_; }
-    // Null when there is no previous link key, or when it is no longer valid by the clock.
+    // Returns null when there is no previous link key, or when the previous key is no longer valid by the clock.
     const Hmac* Previous() const { return previous_ && clock_->WallNow() < previousUntil_ ? &*previous_ : nullptr; }
 
 private:

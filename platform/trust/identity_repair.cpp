@@ -112,7 +112,7 @@ std::string Reissue(const std::filesystem::path& folder, std::vector<const char*
     const auto accountKey = ReadKeyFile(accountKeyFile);
     (void)OpenSslReason();
     if (!accountKey || IsForeignKey(folder, accountKey.value().get())) {
-        // The account's key cannot be used, so the commands move it away: `account install` fails while the file
+        // The account's key cannot be used. The commands move it away, because `account install` fails while the file
         // exists.
         replaced.push_back(ACCOUNT_KEY_FILE);
         std::vector<std::string> commands = MoveCommands(folder, replaced);

@@ -52,7 +52,8 @@ SecretBytes DeriveKey(std::string_view secret, std::string_view purpose)
     const OpenSslPtr<EVP_KDF> hkdf(EVP_KDF_fetch(nullptr, OSSL_KDF_NAME_HKDF, nullptr));
     const OpenSslPtr<EVP_KDF_CTX> context(EVP_KDF_CTX_new(hkdf.get()));
     SecretBytes derived{};
-    // Stop the program when the derivation fails: the derived key would consist of zeros, which anyone can guess.
+    // Stop the program when the derivation fails, because the derived key would consist of zeros, which anyone can
+    // guess.
     DISTNET_CHECK(context && EVP_KDF_derive(context.get(), derived.data(), derived.size(), parameters.data()) == 1,
                   "HKDF with SHA-256 is part of OpenSSL's default provider");
     return derived;

@@ -50,9 +50,8 @@ std::string ReasonToKeepKey(const std::filesystem::path& folder, const Identity&
                     : "";
 }
 
-// The files that LeaveAccount deletes, in this order. The account's key is first. If the deletion stops after other
-// files are deleted, a remaining account's key would be useless and would prevent the device from joining another
-// account.
+// The files that LeaveAccount deletes, in this order. The account's key is the first one. If the deletion were
+// interrupted and only the key remained, it would be useless, and the device could not join another account.
 constexpr const char* DELETED_FILES[] = {
     ACCOUNT_KEY_FILE,        RESTORED_FILE, OLDER_ACCOUNT_FILE, BACKUP_FILE,   REMOVAL_FILE,
     DEVICE_CERTIFICATE_FILE, STATE_FILE,    STATE_NUMBER_FILE,  LINK_KEY_FILE, ACCOUNT_CERTIFICATE_FILE,
@@ -70,8 +69,9 @@ Result<LinkKeys> NextLinkKeys(const LinkKeys& keys, std::chrono::sys_seconds at)
                                                 : PreviousLinkKey{keys.current, WallTime(at + PREVIOUS_LINK_KEY_LIFE)}};
 }
 
-// Returns a new certificate for the key of the certificate shown. Returns null unless that certificate was issued
-// before the account's certificate, and unless the new certificate expires later.
+// Returns a new certificate for a member, with the same key as the member's present certificate.
+// shown: the member's present certificate. Returns null when it was issued after the account's certificate, or when the
+// new certificate would not expire later.
 Certificate Renewed(const Identity& identity, EVP_PKEY* accountKey, const std::string& name, X509* shown,
                     const Clock& clock)
 {
@@ -85,8 +85,8 @@ Certificate Renewed(const Identity& identity, EVP_PKEY* accountKey, const std::s
     return endsLater ? std::move(made) : nullptr;
 }
 
-// Returns the name of a device that this device's state (own) lists as removed and the state candidate does not list as
-// removed. Returns an empty string when there is none.
+// Compares the lists of removed devices in two states. Returns the name of a device that is in the list of own (this
+// device's state) and not in the list of candidate. Returns an empty string when there is none.
 std::string NameOfForgotten(const SignedState* own, const AccountState& candidate)
 {
     for (const RemovedKey& removed : own != nullptr ? own->State().removed : std::vector<RemovedKey>()) {

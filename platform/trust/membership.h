@@ -45,9 +45,9 @@ inline constexpr std::chrono::hours PREVIOUS_LINK_KEY_LIFE{24 * 30};
 [[nodiscard]] Result<Identity> RenameMember(const std::filesystem::path& folder, const std::string& networkId,
                                             const std::string& name, const Clock& clock = Clock::System());
 // Removes the member from the account and creates a new link key. The current link key then becomes the previous key
-// and stays valid for PREVIOUS_LINK_KEY_LIFE. However, if the account already has a previous key that is valid for more
-// than half of that time, it remains the previous key, because every member that missed a removal knows it.
-// announcesPreviousKey: see AccountState.
+// and stays valid for PREVIOUS_LINK_KEY_LIFE. However, if the account has an older previous key that is still valid for
+// more than half of that time, the older key remains the previous key, because every member that missed a removal knows
+// it. announcesPreviousKey: see AccountState.
 // REFUSED: networkId is this device (use LeaveAccount). NOT_FOUND: no member has that network id.
 [[nodiscard]] Result<Identity> RemoveMember(const std::filesystem::path& folder, const std::string& networkId,
                                             bool announcesPreviousKey, const Clock& clock = Clock::System());

@@ -3,7 +3,7 @@
 // otherwise, an empty result or a null pointer means failure, and OpenSslReason returns the cause.
 #pragma once
 
-#include <openssl/pem.h>  // before cms.h, which declares its PEM functions only if this one was included
+#include <openssl/pem.h>  // include it before cms.h, which declares PEM functions only after pem.h
 
 #include <openssl/bio.h>
 #include <openssl/cms.h>
