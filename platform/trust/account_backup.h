@@ -38,7 +38,8 @@ inline constexpr size_t MIN_PASSPHRASE = 8;  // the smallest allowed length of a
                                           const std::string& passphrase, const std::string& deviceName, bool isAlone,
                                           const Clock& clock = Clock::System());
 
-// Returns whether RestoreAccount restored this device and the device has not met another member since then.
+// Returns whether this device must meet another member before it may sign a state. This is so after RestoreAccount, and
+// after the device created its certificate again but had lost the account's state.
 bool IsRestored(const std::filesystem::path& folder);
 // Call this function after a restored device has met another member and, if that member's state was newer, has adopted
 // it. Makes this device a member and the holder (the device with the account's key). Returns the new identity. If
