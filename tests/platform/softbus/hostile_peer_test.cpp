@@ -53,7 +53,8 @@ TEST_F(HostilePeerTest, BrokenFramesCloseConnectionWithOneLogLine)
     } faults[] = {
         {"unknown kind", true, EncodeHeader(static_cast<FrameKind>(99), 0), "unknown frame kind 99"},
         {"DATA before OPEN", true, EncodeHeader(FrameKind::DATA, 1) + "x", "only OPEN, GOODBYE or CLOSE"},
-        {"OPEN before HELLO", false, Framed(FrameKind::OPEN, EncodeOpen({TYPE_BYTES, NAME, "b"})), "first frame is not HELLO"},
+        {"OPEN before HELLO", false, Framed(FrameKind::OPEN, EncodeOpen({TYPE_BYTES, NAME, "b"})),
+         "first frame is not HELLO"},
         {"damaged HELLO", false, EncodeHeader(FrameKind::HELLO, 3) + "abc", "HELLO ends within a field"},
         {"a name that is no UTF-8", false, Framed(FrameKind::HELLO, EncodeHello({0, identity.deviceId, "\xFF", {}, 0})),
          "not 1 to 127 bytes of UTF-8"},
