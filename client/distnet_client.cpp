@@ -129,8 +129,8 @@ public:
         return call;
     }
 
-    // Sends a request. The daemon answers when its revision differs from the parameter revision, or after the time
-    // wait.
+    // Sends a request for a value that has a revision. The daemon answers when the value's revision differs from the
+    // parameter revision, or when the duration wait has passed.
     template <typename Answer>
     CallResult AskAfter(HostInterfaceCode code, uint32_t revision, std::chrono::milliseconds wait, Answer& answer)
     {

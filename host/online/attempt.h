@@ -82,8 +82,9 @@ private:
     bool IsStillOnline();
     Trial TrialOf(const std::string& networkId) const;
 
-    // The following functions return true if this device is online. Otherwise they have undone the attempt at the
-    // device.
+    // The following functions return true if this device is online now. If they return false, GiveUp has undone what
+    // they did at each device that they tried. Exception: in mode START, a network without internet is kept
+    // (end_.inUse).
     bool Try(Trial& trial);
     bool JoinAndCheck(Trial& trial);
     bool WaitForOwners(const std::vector<Trial>& asked);

@@ -181,10 +181,11 @@ private:
     }
 };
 
-// Returns the kind of a single value.
+// Makes a JsonKind from the functions that read and write one JSON value.
 // allowed: the allowed values, in words for fault messages.
-// read: a function that stores the value. If the value is wrong, it stores nothing and returns the reason, such as "is
-// out of range".
+// read: stores the value in out and returns an empty text. If the value is wrong, it stores nothing and returns the
+// reason, such as "is out of range".
+// write: returns the value as JSON.
 template <typename T>
 JsonKind<T> ValueKind(std::string allowed, std::function<std::string(const cJSON& json, T& out)> read,
                       std::function<Json(const T& value)> write)

@@ -36,8 +36,8 @@ public:
     virtual ~AnnouncementChannel() = default;
 
     virtual std::string Name() const = 0;  // such as "dns-sd"; for logs
-    // Returns the Transport::Name() of the addresses that this channel announces. Tokens differ from transport to
-    // transport.
+    // Returns the name (Transport::Name()) of the transport to which the announced addresses belong. The caller needs
+    // the name to choose the token for Start and Announce, because a device has another token for each transport.
     virtual std::string TransportName() const { return "tcp"; }
 
     // Announces the token. Reports the announcements of other devices that exist now, and listens for new ones. An

@@ -284,8 +284,8 @@ TEST_F(NetworkManagerWifiTest, MissingAnswerDoesNotRemoveRadio)
     laptop_.Options().answerLimit = milliseconds(200);
     laptop_.Start();
     ASSERT_TRUE(laptop_.StationPresence().isThere);
-    // After a change of the radio, the daemon reads the radio's properties once for the hotspot and once for the
-    // abilities. Both reads get no answer.
+    // After a change of the radio, the daemon reads the radio's properties twice: once for an open hotspot, and once to
+    // find out whether station and hotspot are available. Both reads get no answer.
     Lose(air_.Laptop(), "GetAll", 2);
     Do(air_.Laptop(), R"({"do": "capabilities", "bits": 127})");
     ASSERT_TRUE(Eventually([&] { return Has(Laptop(), "\"lost\": 0"); }));

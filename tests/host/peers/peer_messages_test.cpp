@@ -1,5 +1,6 @@
-// The messages between daemons: facts are encoded as the documented text, and damaged messages are refused with the
-// member's name. The fuzz target checks that each kind is decoded as it was encoded.
+// The messages between daemons: DeviceFacts are encoded as the JSON text in the documentation. A damaged message is
+// refused, and the error names the JSON member that is wrong, if there is one. The fuzz target checks that each kind of
+// message is decoded as it was encoded.
 #include "host/peers/peer_messages.h"
 
 #include <gtest/gtest.h>

@@ -71,7 +71,7 @@ bool GetNode(const cJSON* jsonObj, const std::string& key, int type, cJSON** val
 // Returns null for invalid JSON, and logs the text from the position of the error.
 cJSON* Parse(const std::string& text)
 {
-    // Takes the position of the error from this call. cJSON_GetErrorPtr is shared by all threads.
+    // cJSON_ParseWithOpts stores the position of an error in end. All threads share the result of cJSON_GetErrorPtr.
     const char* end = nullptr;
     cJSON* document = cJSON_ParseWithOpts(text.c_str(), &end, false);
     if (document == nullptr && end != nullptr) {
