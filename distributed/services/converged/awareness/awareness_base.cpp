@@ -64,7 +64,7 @@ int32_t BaseAwareness::FilterEvents(int32_t events) const
     int32_t filtered = 0;
     if (events >= 1) {
         for (const int32_t event : awareEventSet_) {
-            // Adds all bits of the event, also those outside the mask.
+            // Adds all bits of this event, also the bits that the mask does not contain.
             filtered |= (event & events) != 0 ? event : 0;
         }
     }

@@ -1,7 +1,8 @@
-// BaseAwareness: the base class of sources of awareness events. It keeps the listeners with their event masks, the
-// events that the source offers, and the functions that report a current state to a listener. Any thread. One lock
-// guards registration, removal and delivery. The lock is held while listeners run: a listener must not call back into
-// its source. Derived class: awareness_services.h.
+// BaseAwareness: the base class of the sources of awareness events (changes of screen, battery and connectivity). A
+// source keeps its listeners with their event masks, the events that it offers, and the functions that report a current
+// state to a listener. Any thread may call it. One lock guards registration, removal and delivery. The source holds
+// this lock while it calls a listener, so a listener must not call back into its source. Derived class:
+// awareness_services.h.
 #pragma once
 
 #include <cstdint>
@@ -25,7 +26,7 @@ public:
     BaseAwareness(const BaseAwareness&) = delete;
     BaseAwareness& operator=(const BaseAwareness&) = delete;
 
-    // Start and stop receiving changes.
+    // Subscribe starts to receive changes from the system, and UnSubscribe stops that.
     virtual void Subscribe() = 0;
     virtual void UnSubscribe() = 0;
 
@@ -35,15 +36,15 @@ public:
     // a function.
     void AddNotifyNowFuncToMap(int32_t event, const NotifyFunc& func);
 
-    // Returns the offered events that share a bit with the mask; 0 if the mask is below 1.
+    // Returns the events of this source that share a bit with the given mask. Returns 0 if the mask is below 1.
     int32_t GetFilteredEvents(int32_t events);
 
-    // Registers a listener for the offered events of the mask, or replaces its earlier mask. Does nothing if the source
-    // offers no event of the mask. With isNotifyNow the listener receives the current states during the call, before
-    // any event.
+    // Registers a listener for those events of the mask that this source offers. If the listener is already registered,
+    // replaces its mask. Does nothing if the source offers no event of the mask. If isNotifyNow is true, the listener
+    // receives the current states before it receives any event, and before this call returns.
     void AddCallback(const std::shared_ptr<AwarenessCenterCallback>& callback, int32_t events, bool isNotifyNow);
     void RemoveCallback(const std::shared_ptr<AwarenessCenterCallback>& callback);
-    // Reports the current state of every event of the mask to one listener, which need not be registered.
+    // Reports the current state of every event of the mask to one listener. This listener need not be registered.
     void NotifyOnFirstRegister(const std::shared_ptr<AwarenessCenterCallback>& callback, int32_t events);
 
 protected:

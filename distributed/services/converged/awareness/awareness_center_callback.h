@@ -1,7 +1,7 @@
 // AwarenessCenterCallback: the interface of a listener to screen, connectivity and battery changes, and the event bits
-// that select the changes. Called on task threads, and on the registering thread for the current states. A source makes
-// one call at a time and holds its lock meanwhile: a listener must not call back into the source. Registration:
-// awareness_center_interface.h.
+// that select the changes. A source of events calls its listeners on task threads. At registration, it reports the
+// current states on the thread that registers the listener. The source makes one call at a time and holds its lock
+// during the call, so a listener must not call back into the source. Registration: awareness_center_interface.h.
 #pragma once
 
 #include <cstdint>
@@ -11,7 +11,7 @@
 
 namespace Vexo::NetManagerStandard {
 
-// A listener registers for an OR of these bits.
+// The bits of an event mask. A listener registers for any combination of them.
 enum AwareEvent : int32_t {
     AWARE_EVENT_SCREEN_STATE = 0x100,
     AWARE_EVENT_CONNECTIVITY = 0x200,
@@ -22,9 +22,10 @@ class AwarenessCenterCallback {
 public:
     virtual ~AwarenessCenterCallback() = default;
 
-    // runner: the listener may schedule work on it; may be null.
+    // runner: an event runner on which the listener may schedule work. It may be null.
     virtual void OnScreenStateChanged(bool isScreenOn, std::shared_ptr<AppExecFwk::EventRunner> runner) = 0;
-    // netType is -1 if the event names no network type. An unknown type is passed on unchanged.
+    // netType: the network type, or -1 if the event names none. A type that the service does not know is passed
+    // unchanged.
     virtual void OnConnectivityChanged(int netType, int connState) = 0;
     virtual void OnBatteryLowChanged(bool) {}
 };

@@ -1,4 +1,5 @@
-// AwarenessCenterFactory: creates the source of awareness events. Stateless; any thread.
+// AwarenessCenterFactory: creates the source of awareness events (changes of screen, battery and connectivity). It has
+// no state, and any thread may call it.
 #pragma once
 
 #include <memory>
@@ -9,7 +10,8 @@ namespace Vexo::NetManagerStandard {
 
 class AwarenessCenterFactory {
 public:
-    // Returns a new source. It is subscribed to the common events if their service is registered.
+    // Returns a new source of events. If the common-event service is registered, the source is already subscribed to
+    // the common events.
     static std::shared_ptr<SystemAwareness> GetAwarenessInstance();
 };
 

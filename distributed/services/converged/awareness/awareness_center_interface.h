@@ -1,5 +1,5 @@
-// AwarenessCenterInterface: the rest of the service registers for awareness events here. Any thread. Result codes:
-// utils/distnet_errors.h. Implementation: awareness_center_manager.h.
+// AwarenessCenterInterface: registers listeners for awareness events (changes of screen, battery and connectivity). Any
+// thread may call it. Result codes: utils/distnet_errors.h. Implementation: awareness_center_manager.h.
 #pragma once
 
 #include <cstdint>
@@ -14,15 +14,15 @@ class AwarenessCenterInterface {
 public:
     virtual ~AwarenessCenterInterface() = default;
 
-    // Creates the source of events and watches the abilities that the service depends on. Call it once: a second call
-    // replaces the source, and the registered listeners are lost.
+    // Creates the source of events and starts to watch the abilities (platform services) on which this service depends.
+    // Call it only once, because a second call replaces the source and loses the registered listeners.
     virtual void InitAwarenessCenter() = 0;
 
-    // Call Listen and UnListen only after InitAwarenessCenter. Both block while listeners are being called.
+    // Call Listen and UnListen only after InitAwarenessCenter. Both block while the source of events calls a listener.
 
-    // Registers a listener for the events of the mask, or replaces its mask, and keeps the listener alive. With
-    // isNotifyNow the listener receives the current states before the call returns. Returns 0, or
-    // DISTNET_ERR_AWARENESS_ARGUMENT if the mask is below 1 or callback is null.
+    // Registers a listener for the events of the mask and keeps a reference to the listener. If the listener is already
+    // registered, replaces its mask. If isNotifyNow is true, the listener receives the current states before this call
+    // returns. Returns 0, or DISTNET_ERR_AWARENESS_ARGUMENT if the mask is below 1 or callback is null.
     virtual int32_t Listen(const std::shared_ptr<AwarenessCenterCallback>& callback, int32_t events,
                            bool isNotifyNow) = 0;
     // Returns 0, or DISTNET_ERR_AWARENESS_ARGUMENT if callback is null. After UnListen returns, the listener is not

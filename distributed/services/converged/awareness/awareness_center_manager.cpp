@@ -154,7 +154,7 @@ void AwarenessCenterManager::HandleCommonEventServiceRemoved()
 {
     if (const std::shared_ptr<SystemAwareness> source = Source(); source != nullptr) {
         source->UnSubscribe();
-        // The same log line as in HandleCommonEventServiceAdded.
+        // This is the log line of HandleCommonEventServiceAdded, although the ability was removed.
         NETMGR_EXT_LOGI(" HandleCommonEventServiceAdded Subscribe.");
     }
 }

@@ -1,6 +1,7 @@
-// AwarenessCenterManager: the process-wide awareness center. It owns the source of events and registers listeners with
-// it. It also watches the abilities that the service depends on, and connects the service to an ability when the
-// ability is added. Any thread; the ability handlers run on the platform's threads for ability status.
+// AwarenessCenterManager: the process-wide awareness center. It owns the source of screen, battery and connectivity
+// events, and registers listeners with this source. It also watches the abilities (platform services) on which this
+// service depends. When such an ability is added, the manager connects the service to it. Any thread may call the
+// manager. The handlers of added and removed abilities run on platform threads.
 #pragma once
 
 #include <atomic>
@@ -22,7 +23,7 @@ class AwarenessCenterManager : public AwarenessCenterInterface {
 public:
     class SystemAbilityStatusListener;
 
-    // Lives as long as the process.
+    // Returns the only object, which lives as long as the process.
     static std::shared_ptr<AwarenessCenterManager> GetInstance();
 
     void InitAwarenessCenter() override;
@@ -30,25 +31,26 @@ public:
     int32_t UnListen(const std::shared_ptr<AwarenessCenterCallback>& callback) override;
     int32_t GetCurrentNetInfo(NetInfo& info) override;
 
-    // The steps of InitAwarenessCenter.
+    // InitAwarenessCenter runs these three functions in this order.
     void InitSubAwarenessInstance();
-    void InitSysAbilityStatusListener();  // does nothing if there is a listener already
+    void InitSysAbilityStatusListener();  // does nothing if the status listener exists already
     void AddServiceIdListener();
 
-    // Returns null before InitAwarenessCenter. The manager owns the object; the next InitAwarenessCenter destroys it.
+    // Returns the source of events, or null before InitAwarenessCenter. The manager owns the source, and the next
+    // InitAwarenessCenter destroys it.
     SystemAwareness* GetSystemAwarenessInstance();
 
-    // Called when an ability is added or removed.
+    // Each of these handlers is called when the ability in its name is added or removed.
     void HandleCommonEventServiceAdded();
     void HandleCommonEventServiceRemoved();
     void HandleSoftBusServiceAdded();
-    void HandleSoftBusServiceRemoved() {}  // when the soft bus is added, the session server is created again
+    void HandleSoftBusServiceRemoved() {}  // empty: HandleSoftBusServiceAdded creates the session server again
     void HandleDeviceManagerServiceAdded();
     void HandleDeviceManagerServiceRemoved() {}
     void HandleCollFwkServiceAdded();  // also called when a peer has started a collaboration
     void HandleCollFwkServiceRemoved() {}
 
-    // Called by the handlers above. Failures are logged.
+    // The handlers of the soft bus and the device manager call these two functions. Failures are logged.
     void InitSoftbusAdapter();
     void InitDmAdapter();
 
@@ -59,11 +61,11 @@ private:
     void InitHandleSysAbilityMap();
     std::shared_ptr<SystemAwareness> Source();
 
-    Mutex stateMutex_;  // not held while other code is called
+    Mutex stateMutex_;  // not held during calls to other classes
     std::shared_ptr<SystemAwareness> systemAwareness_ GUARDED_BY(stateMutex_);
     sptr<SystemAbilityStatusListener> statusListener_ GUARDED_BY(stateMutex_);
 
-    // Filled once, before the status listener is subscribed; constant afterwards.
+    // These two maps are filled before the status listener is subscribed. They do not change afterwards.
     SysAbilityHandleMap sysAbilityAddedHandleMap_;
     SysAbilityHandleMap sysAbilityRemovedHandleMap_;
 
@@ -72,8 +74,8 @@ private:
     static std::atomic<bool> isInstanceCreated_;
 };
 
-// Receives changes of ability status and calls the handler of AwarenessCenterManager for the ability. Ignores abilities
-// without a handler.
+// Receives a call when an ability is added or removed, and calls the handler of AwarenessCenterManager for this
+// ability. Ignores an ability that has no handler.
 class AwarenessCenterManager::SystemAbilityStatusListener : public SystemAbilityStatusChangeStub {
 public:
     void OnAddSystemAbility(int32_t systemAbilityId, const std::string& deviceId) override;

@@ -37,7 +37,7 @@ const std::shared_ptr<AppExecFwk::EventRunner> SystemAwareness::eventRunner_;
 
 class SystemAwareness::EventGate {
 public:
-    // Runs the handler unless the gate is closed. Several handlers may run at the same time.
+    // Runs the handler, or does nothing if the gate is closed. Several handlers may run at the same time.
     void Run(const std::function<void()>& handler)
     {
         const ReaderLock guard(mutex_);
@@ -46,7 +46,7 @@ public:
         }
     }
 
-    // Waits for running handlers. After it returns, no handler starts.
+    // Closes the gate and waits until the running handlers have finished. After that no handler starts.
     void Close()
     {
         const WriterLock guard(mutex_);
@@ -219,7 +219,7 @@ void SystemAwareness::NotifyConnectivityChanged(const CommonEventData& data)
     const int32_t netType = data.GetWant().GetIntParam(CommonEventSupport::NET_TYPE_PARAMETER, NO_NET_TYPE);
     const int32_t connState = data.GetCode();
     UpdateNetInfo(netType, connState);
-    // Listeners also receive a type that is not in the cache.
+    // Listeners also receive a network type that UpdateNetInfo has ignored.
     NotifyListeners(AWARE_EVENT_CONNECTIVITY,
                     [=](const auto& callback) { callback->OnConnectivityChanged(netType, connState); });
 }

@@ -1,8 +1,8 @@
-// SystemAwareness: the source of awareness events. It subscribes to the device's common events: screen on and off,
-// battery low, connectivity change. It keeps the last states for listeners that register later. The common-event thread
-// passes every event to the task runtime at once. Handlers run on task threads, possibly several at the same time;
-// listeners are called one at a time under the lock of BaseAwareness. Created by awareness_center_factory.h, owned by
-// awareness_center_manager.h.
+// SystemAwareness: the source of awareness events. It subscribes to these common events of the device: screen on,
+// screen off, battery low and connectivity change. It keeps the last states for listeners that register later. The
+// common-event thread passes every event to the task runtime at once. Several event handlers may run on task threads at
+// the same time, but the lock of BaseAwareness lets them call the listeners only one at a time.
+// awareness_center_factory.h creates the source, awareness_center_manager.h owns it.
 #pragma once
 
 #include <array>
@@ -24,21 +24,22 @@ class SystemAwareness : public BaseAwareness {
 public:
     class SysAwareSubscriber;
 
-    // Subscribes if the common-event service is registered.
+    // Subscribes to the common events if the common-event service is registered.
     SystemAwareness();
-    // Unsubscribes, drops the events that are still queued and waits for running handlers.
+    // Unsubscribes, drops all queued events and waits until the running handlers have finished.
     ~SystemAwareness() override;
 
-    // Does nothing if the source is subscribed already, or if the common-event service is not registered (logged). A
-    // subscription that the service refuses (logged) still counts as subscribed until UnSubscribe.
+    // Subscribes to the common events. Does nothing if this source is already subscribed, or if the common-event
+    // service is not registered (logged). If the service refuses the subscription (logged), the source still counts as
+    // subscribed until UnSubscribe.
     void Subscribe() override;
     void UnSubscribe() override;
 
-    // Delivers one event to the listeners. Ignores an unknown action.
+    // Delivers one event to the listeners. Ignores an event with an unknown action.
     void HandleSystemEvent(const EventFwk::CommonEventData& data);
 
     int32_t GetCurrentNetInfo(NetInfo& info) const;  // always returns 0
-    // Ignores types outside 0 to 6.
+    // Stores the connection state of one network type. Ignores a type below 0 or above 6.
     void UpdateNetInfo(int netType, int connState);
     void InitLocalStateCache();  // sets all connection states to 0
     void InitSysEventsSet();
@@ -57,29 +58,30 @@ private:
     void NotifyBatteryLowChanged(const EventFwk::CommonEventData& data);
     void NotifyConnectivityChanged(const EventFwk::CommonEventData& data);
 
-    // Report the current state to one listener.
+    // Each of these functions reports a current state to one listener.
     void HandleScreenStateChangedInner(const std::shared_ptr<AwarenessCenterCallback>& callback) const;
     void HandleBatteryLowChangedInner(const std::shared_ptr<AwarenessCenterCallback>& callback) const;
     void HandleConnectivityChangeInner(const std::shared_ptr<AwarenessCenterCallback>& callback) const;
 
-    // Constant after construction.
+    // These three members do not change after construction.
     std::vector<std::string> subscribedEventList_;
     std::map<std::string, EventHandle> eventHandleMap_;
     std::shared_ptr<EventGate> gate_;
 
-    Mutex subscriberMutex_;  // not held while other code is called
+    Mutex subscriberMutex_;  // not held during calls to other classes
     std::shared_ptr<SysAwareSubscriber> subscriber_ GUARDED_BY(subscriberMutex_);
 
-    // The current states. Written before the listeners are notified; read on any thread.
+    // The current states of the device. They are written before the listeners are notified, and any thread may read
+    // them.
     std::atomic<bool> isScreenOn_{false};
     std::atomic<bool> isBatteryLow_{false};
     std::array<std::atomic<int32_t>, NET_TYPE_COUNT> netStateCache_{};
 
-    // Passed to listeners with each screen state. Always null.
+    // Listeners receive this runner with each screen state. It is always null.
     static const std::shared_ptr<AppExecFwk::EventRunner> eventRunner_;
 };
 
-// Receives events from the common-event service. The pointer to the owner is used only through the gate, and so never
+// Receives events from the common-event service. It uses the pointer to its owner only while the gate is open, so never
 // after the owner is destroyed.
 class SystemAwareness::SysAwareSubscriber : public EventFwk::CommonEventSubscriber {
 public:

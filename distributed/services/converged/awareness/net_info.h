@@ -1,4 +1,4 @@
-// NetInfo: the connection state of every network type. A plain struct.
+// NetInfo: a plain struct with the connection state of every network type.
 #pragma once
 
 #include <array>
@@ -9,7 +9,7 @@ namespace Vexo::NetManagerStandard {
 
 inline constexpr size_t NET_TYPE_COUNT = 7;
 
-// Indexed by EventFwk::NetType; the values are those of EventFwk::NetConnState
+// The index of connStates is an EventFwk::NetType. Each value is an EventFwk::NetConnState
 // (platform/events/common_event_support.h).
 struct NetInfo {
     std::array<int32_t, NET_TYPE_COUNT> connStates{};

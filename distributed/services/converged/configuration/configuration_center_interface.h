@@ -1,5 +1,5 @@
-// ConfigurationCenterInterface: the service reads its settings only through this interface. Any thread. Implementation:
-// configuration_center_manager.h.
+// ConfigurationCenterInterface: the service reads its settings only through this interface. Any thread may call it.
+// Implementation: configuration_center_manager.h.
 #pragma once
 
 #include <cstdint>
@@ -10,14 +10,16 @@ namespace Vexo::NetManagerStandard {
 
 class ConfigurationCenterInterface {
 public:
-    // Call the two getters only after InitConfigurationCenter. They do not block. They return false if the device type
-    // is unknown, and write their outputs only on success. netOffTime is in milliseconds.
+    // Call GetDeviceNetFeature and GetDeviceNetOffTime only after InitConfigurationCenter. They do not block. They
+    // return false if the device type is unknown, and write their outputs only on success. GetDeviceNetOffTime returns
+    // a time in milliseconds.
     virtual bool GetDeviceNetFeature(const std::string& deviceType, bool& isUseNetwork, bool& isProvideNetwork) = 0;
     virtual bool GetDeviceNetOffTime(const std::string& deviceType, int& netOffTime) = 0;
 
     virtual ~ConfigurationCenterInterface() = default;
 
-    // Reads the configuration files again. Blocks on the disk. Returns 0 or DISTNET_ERR_CONFIGURATION_CENTER.
+    // Reads the configuration files, also if they were read before. Blocks while it reads from the disk. Returns 0 or
+    // DISTNET_ERR_CONFIGURATION_CENTER.
     virtual int32_t InitConfigurationCenter() = 0;
 
     static std::shared_ptr<ConfigurationCenterInterface> GetInstance();

@@ -26,8 +26,8 @@ int32_t ConfigurationCenterManager::InitConfigurationCenter()
     auto parser = std::make_shared<ConfigurationParser>();
     const bool isLoaded = parser->LoadConfiguration();
     {
-        // Stores the parser only after it is filled, because other threads read it from now on. Stores it also if
-        // loading failed.
+        // The parser is stored only after it was filled, because other threads read it from now on. It is stored also
+        // if loading the files failed.
         const MutexLock guard(parserMutex_);
         parser_.swap(parser);
     }

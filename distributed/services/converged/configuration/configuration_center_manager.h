@@ -1,5 +1,5 @@
-// ConfigurationCenterManager: the process-wide configuration center. It owns the parser that the last
-// InitConfigurationCenter filled, and reads the settings from this parser. Any thread. Operations:
+// ConfigurationCenterManager: the process-wide configuration center. Each InitConfigurationCenter fills a new parser.
+// The manager keeps the newest parser and reads the settings from it. Any thread may call the manager. Operations:
 // configuration_center_interface.h.
 #pragma once
 
@@ -20,7 +20,7 @@ namespace Vexo::NetManagerStandard {
 
 class ConfigurationCenterManager : public ConfigurationCenterInterface {
 public:
-    // Lives as long as the process.
+    // Returns the only object, which lives as long as the process.
     static std::shared_ptr<ConfigurationCenterManager> GetInstance();
 
     bool GetDeviceNetFeature(const std::string& deviceType, bool& isUseNetwork, bool& isProvideNetwork) override;
@@ -29,12 +29,12 @@ public:
     int32_t InitConfigurationCenter() override;
 
 private:
-    friend class Tests::ConfigurationCenterAccess;  // sets a filled parser; loading files cannot fill one
+    friend class Tests::ConfigurationCenterAccess;  // sets a filled parser, because loading files cannot fill one
 
     std::shared_ptr<ConfigurationParser> Parser();
 
-    Mutex parserMutex_;                                                     // not held while other code is called
-    std::shared_ptr<ConfigurationParser> parser_ GUARDED_BY(parserMutex_);  // not changed once stored
+    Mutex parserMutex_;                                                     // not held during calls to other classes
+    std::shared_ptr<ConfigurationParser> parser_ GUARDED_BY(parserMutex_);  // a stored parser does not change
 
     static NeverDestroyed<std::shared_ptr<ConfigurationCenterManager>> instance_;
     static Mutex instanceLock_;

@@ -10,11 +10,11 @@ inline constexpr const char* KEY_DEVICE = "device";
 inline constexpr const char* KEY_SCENARIO = "scenario";
 inline constexpr const char* KEY_DEVICE_CAPS = "deviceCaps";
 inline constexpr const char* KEY_TYPE = "type";
-inline constexpr const char* KEY_NAME = "name";  // not read; only named in a log line
+inline constexpr const char* KEY_NAME = "name";  // the service does not read this key, but a log line names it
 inline constexpr const char* KEY_USE_NETWORK = "use_network";
 inline constexpr const char* KEY_PROVIDE_NETWORK = "provide_network";
 inline constexpr const char* KEY_SCREEN_OFF_TIME = "screen_off_auto_close_time";
-// Part of the file format, but not read.
+// These two keys are part of the file format, but the service does not read them.
 inline constexpr const char* KEY_VERSION = "version";
 inline constexpr const char* KEY_SET = "set";
 

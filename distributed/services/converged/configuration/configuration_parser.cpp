@@ -32,7 +32,7 @@ bool ConfigurationParser::LoadConfiguration()
         NETMGR_EXT_LOGE(" Load scenario config failed.");
         return false;
     }
-    // Both documents are still null, because the loader takes its pointer by value. So both parses fail.
+    // The loader takes its pointer by value, so both documents are still null. Therefore both parse functions fail.
     bool isParsed = true;
     if (!ParseDeviceConfig(deviceJson.get())) {
         NETMGR_EXT_LOGE(" Parse device config failed.");
@@ -141,7 +141,7 @@ bool ConfigurationParser::GetDeviceNetOffTime(const std::string& deviceType, int
         return false;
     }
     if (it->second == 0) {
-        // A time of 0 counts as not set.
+        // A configured time of 0 means that no time is set.
         NETMGR_EXT_LOGI(" scenarioInfoConf_ iter is nullptr");
         return false;
     }

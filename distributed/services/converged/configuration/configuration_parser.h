@@ -1,7 +1,7 @@
-// ConfigurationParser: the settings of each device type. device.json says whether the type uses and provides the shared
-// network; scenario.json says how long after the screen goes off the shared network closes. One thread fills the
-// object; afterwards any thread may read it. Functions that fail log the failure and return false. File formats:
-// docs/files.md. Owner: configuration_center_manager.h.
+// ConfigurationParser: the settings of each device type. The file device.json says whether a device type uses and
+// provides the shared network. The file scenario.json says how long after screen off the shared network closes. One
+// thread fills the object. Afterwards any thread may read it. A function that fails returns false and logs the failure.
+// File formats: docs/files.md. Owner: configuration_center_manager.h.
 #pragma once
 
 #include <cjson/cJSON.h>
@@ -20,26 +20,26 @@ struct DeviceConfigInfo {
 
 class ConfigurationParser {
 public:
-    // Loads and parses both files. Blocks on the disk. The loader does not return the documents
-    // (distributed_json_util.h): so LoadConfiguration returns false also for valid files, and knows no device type
-    // afterwards. To parse a document, pass it to the functions below.
+    // Loads and parses both files. Blocks while it reads from the disk. Always returns false, also for valid files,
+    // because the loader in distributed_json_util.h does not return the documents. Afterwards the parser knows no
+    // device type. To parse a document, pass it to ParseDeviceConfig or ParseScenarioConfig.
     bool LoadConfiguration();
 
-    // Parses the root of device.json. Returns false if the root has no "device" object. If two elements have the same
-    // type, the first one is used.
+    // Parses the root of device.json. Returns false if the root has no "device" object. If two elements of its
+    // "deviceCaps" array have the same type, uses the first one.
     bool ParseDeviceConfig(const cJSON* root);
     // Parses the root of scenario.json. Returns false if the root has no "scenario" object, or if this object has no
     // "deviceCaps" array.
     bool ParseScenarioConfig(const cJSON* root);
-    // Parse the elements of a "deviceCaps" array; invalid elements are skipped. The keys of elements are
-    // case-insensitive in device.json and case-sensitive in scenario.json.
+    // Both functions parse the elements of a "deviceCaps" array and skip invalid elements. They compare the keys of the
+    // elements without case for device.json, and with case for scenario.json.
     void ParseDeviceCapsOfDevice(const cJSON* deviceCaps);
     void ParseDeviceCapsOfScenario(const cJSON* deviceCaps);
     void ClearConfig();
 
-    // The two getters write their outputs only on success.
+    // GetDeviceNetFeature and GetDeviceNetOffTime write their outputs only on success.
     bool GetDeviceNetFeature(const std::string& deviceType, bool& isUseNetwork, bool& isProvideNetwork);
-    // netOffTime is in milliseconds. Returns false also if the configured time is 0.
+    // Sets netOffTime to the configured time in milliseconds. Returns false also if the configured time is 0.
     bool GetDeviceNetOffTime(const std::string& deviceType, int& netOffTime);
 
 private:

@@ -29,7 +29,7 @@ bool ConvergedSecurity::CheckFilePath(const std::string& path)
 bool ConvergedSecurity::CheckFileSize(int fd)
 {
     if (!FileSecurity::GetInstance().VerifyFileSize(fd, MAX_FILE_SIZE_BYTES)) {
-        // The same log line as in CheckFilePath.
+        // This log line is also the one of CheckFilePath, although here the size is wrong.
         NETMGR_EXT_LOGE(" invalid file path.");
         return false;
     }
@@ -38,7 +38,7 @@ bool ConvergedSecurity::CheckFileSize(int fd)
 
 bool ConvergedSecurity::CheckPermission(const std::string& permission)
 {
-    // Unlike CommonUtils::CheckPermission, accepts applications of any privilege level.
+    // This check accepts applications of any privilege level. CommonUtils::CheckPermission does not.
     const auto [verdict, token, type] = Security::CheckCaller(permission, Security::RequiredLevel::ANY);
     const auto tokenType = static_cast<int32_t>(type);
     if (verdict == CallerVerdict::GRANTED) {

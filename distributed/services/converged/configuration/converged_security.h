@@ -1,5 +1,5 @@
 // ConvergedSecurity: checks the path and the size of a configuration file before it is read, and checks the permission
-// of a caller. Any thread. Functions that refuse log the reason and return false.
+// of a caller. Any thread may call it. A function that refuses its argument returns false and logs the reason.
 #pragma once
 
 #include <cstdint>
@@ -16,22 +16,24 @@ public:
     class FileSecurity;
 
     static bool CheckFilePath(const std::string& path);
-    // Accepts 1 byte to 512 MiB. After success the file position is at the start, after a failure at the end.
+    // Accepts a file of 1 byte to 512 MiB. Leaves the file position at the start of an accepted file, and at the end of
+    // a refused file.
     static bool CheckFileSize(int fd);
-    // Returns whether the caller of this thread's current transaction holds the permission. A native process holds
-    // every permission; an application of any privilege level needs the grant; any other caller is refused.
+    // Returns true if the caller of this thread's current transaction holds the permission. A native process holds
+    // every permission. An application of any privilege level holds a permission that was granted to it. Any other
+    // caller holds none.
     static bool CheckPermission(const std::string& permission);
 };
 
-// The process-wide file rules; constant after construction.
+// The process-wide rules for the paths and sizes of files. They do not change after construction.
 class ConvergedSecurity::FileSecurity : public NoCopyable {
 public:
     static FileSecurity& GetInstance();
 
-    // Returns true if the path starts with an allowed prefix. The comparison is plain text: the prefix need not end at
-    // a path separator.
+    // Returns true if the path starts with an allowed prefix. Only characters are compared, so the prefix may end
+    // inside a path component.
     bool VerifyFilePath(const std::string& path) const;
-    // Returns true for a file of 1 to maxSize bytes. The size is truncated to 32 bits: a file of 4 GiB and 1 byte
+    // Returns true for a file of 1 to maxSize bytes. The size is truncated to 32 bits, so a file of 4 GiB and 1 byte
     // counts as 1 byte.
     bool VerifyFileSize(int fd, int32_t maxSize) const;
 

@@ -15,7 +15,8 @@ namespace {
 
 constexpr size_t PATH_BUFFER_SIZE = 4096;
 
-// Returns the member with that key if all bits of its type equal type; else null.
+// Returns the member with the given key. Returns null if there is none, or if a bit of its type differs from the
+// parameter type.
 const cJSON* FindMember(const cJSON* jsonObj, const std::string& key, int type)
 {
     if (jsonObj == nullptr || key.empty()) {
@@ -25,8 +26,8 @@ const cJSON* FindMember(const cJSON* jsonObj, const std::string& key, int type)
     return member != nullptr && member->type == type ? member : nullptr;
 }
 
-// Converts a double. A value outside the range becomes the nearest limit, because a plain conversion of it is
-// undefined. NaN becomes 0.
+// Saturate converts a double to an integer. A double outside the integer's range becomes the largest or smallest
+// integer, because the plain conversion of such a double is undefined. NaN becomes 0.
 template <typename Integer>
 Integer Saturate(double number)
 {
@@ -34,8 +35,8 @@ Integer Saturate(double number)
     if (std::isnan(number)) {
         return 0;
     }
-    // The largest value of a 64-bit type is no exact double. The next power of two is the first value that is too
-    // large.
+    // A double cannot hold the largest value of a 64-bit type exactly. So this compares with the next power of two,
+    // which is the first value that is too large.
     const double tooLarge = std::ldexp(1.0, Limits::digits);
     if (number >= tooLarge) {
         return Limits::max();
@@ -57,7 +58,8 @@ bool GetInteger(const cJSON* jsonObj, const std::string& key, Integer* value)
     return true;
 }
 
-// Sets *value to the member with that key. Casting away const is valid, because the caller may change the object.
+// Sets *value to the member with the given key. The cast that removes const is valid, because the caller may change the
+// object.
 bool GetNode(const cJSON* jsonObj, const std::string& key, int type, cJSON** value)
 {
     const cJSON* member = FindMember(jsonObj, key, type);
@@ -68,7 +70,7 @@ bool GetNode(const cJSON* jsonObj, const std::string& key, int type, cJSON** val
     return true;
 }
 
-// Returns null for invalid JSON, and logs the text from the position of the error.
+// Returns the parsed document. For invalid JSON, returns null and logs the text from the position of the error.
 cJSON* Parse(const std::string& text)
 {
     // cJSON_ParseWithOpts stores the position of an error in end. All threads share the result of cJSON_GetErrorPtr.
@@ -194,7 +196,7 @@ bool DistributedJsonUtil::LoadJsonObjFromFile(cJSON* json, const std::string& pa
     if (content.empty()) {
         return false;
     }
-    // The document is not freed (see the header).
+    // The document is never freed, as the comment at the declaration says.
     json = Parse(content);
     return json != nullptr;
 }

@@ -1,6 +1,6 @@
 // ConvergedDecisionManager: the service's access to the decision center (decision_center.h). It starts the decision
-// center and forwards path requests and releases. Stateless; any thread. Only the first Init blocks: it reads the
-// configuration files.
+// center and forwards requests and releases of network paths. It has no state, and any thread may call it. Only the
+// first Init blocks, because it reads the configuration files.
 #pragma once
 
 #include <cstdint>
@@ -17,7 +17,8 @@ public:
     void DeInit();
     void InnerDeInit();
 
-    // Same results as in DecisionCenter; the arguments are not changed.
+    // Both functions call the function of DecisionCenter with the same name. It always fails and does not change its
+    // arguments.
     int32_t RequestPath(uint16_t& pathType, int& pathId);
     int32_t ReleasePath(uint16_t& pathType, int& pathId);
 };

@@ -1,7 +1,7 @@
-// DecisionCenter: decides when the shared network closes. When the screen goes off, it schedules the closing after the
-// configured time, on the event runner that it receives with the screen event. Closing only writes a log line in this
-// version. The listener functions are called on task threads, one at a time; the scheduled task runs on the runner's
-// thread. The service uses it through converged_decision_manager.h.
+// DecisionCenter: decides when the shared network closes. When the screen goes off, it receives an event runner and
+// schedules a task on this runner. The task runs after the configured time and closes the shared network. In this
+// version, closing only writes a log line. The listener functions run on task threads, one at a time. The scheduled
+// task runs on the thread of the runner. The service calls this class through converged_decision_manager.h.
 #pragma once
 
 #include <atomic>
@@ -18,7 +18,7 @@ namespace Vexo::NetManagerStandard {
 
 class DecisionCenter : public AwarenessCenterCallback, public std::enable_shared_from_this<DecisionCenter> {
 public:
-    // Lives as long as the process.
+    // Returns the only object, which lives as long as the process.
     static std::shared_ptr<DecisionCenter> GetInstance();
     ~DecisionCenter() override = default;
 
@@ -29,17 +29,19 @@ public:
     void OnScreenStateChanged(bool isScreenOn, std::shared_ptr<AppExecFwk::EventRunner> runner) override;
     void OnConnectivityChanged(int netType, int connState) override;
 
-    // Schedules or cancels the closing. runner may be null: then nothing is scheduled.
+    // Screen off schedules the closing of the shared network. Screen on does not remove a scheduled closing (see
+    // CancelClosing). If runner is null, nothing is scheduled.
     void HandleScreenStateChanged(bool isScreenOn, const std::shared_ptr<AppExecFwk::EventRunner>& runner);
     void HandleWifiConnectionChanged(bool isConnected);
 
-    // Reads the settings of a device type; netOffTime is in milliseconds. Returns false if a setting is missing; the
-    // outputs of a missing setting are not changed.
+    // Reads the settings of a device type, with netOffTime in milliseconds. Returns false if a setting is missing, and
+    // does not change the outputs of this setting.
     bool GetDeviceParameter(std::string deviceType, int& netOffTime, bool& isUseNetwork, bool& isProvideNetwork);
-    // Closes the shared network if both arguments are true; else does nothing.
+    // Closes the shared network if both arguments are true. Otherwise does nothing.
     void CloseNetShare(bool isUseNetwork, bool isProvideNetwork);
 
-    // Not supported in this version: always return DISTNET_ERR_GENERAL and do not change the arguments.
+    // This version does not support network paths. Both functions return DISTNET_ERR_GENERAL and do not change their
+    // arguments.
     int32_t RequestPath(uint16_t& pathType, int& pathId);
     int32_t ReleasePath(uint16_t& pathType, int& pathId);
 
@@ -49,22 +51,22 @@ private:
     bool UpdateDeviceParameter();
     void CancelClosing(const std::shared_ptr<AppExecFwk::EventRunner>& runner);
     void ScheduleClosing(const std::shared_ptr<AppExecFwk::EventRunner>& runner);
-    // Stores the handler and drops the previous one.
+    // Stores the handler in the given member and releases the previous handler.
     void StoreHandler(std::shared_ptr<EventHandler> DecisionCenter::*place, std::shared_ptr<EventHandler> handler)
         EXCLUDES(handlerMutex_);
 
     const std::string moduleName_{"network_connectivity_ext"};
 
-    // Atomic, because they are written on task threads and read on any thread.
+    // These members are atomic, because task threads write them and any thread reads them.
     std::atomic<bool> isInitialized_{false};
     std::atomic<bool> isWifiConnected_{false};
     std::atomic<bool> isScreenOn_{false};
-    std::atomic<int32_t> netOffTime_{0};  // in milliseconds, like closeDelay_
-    std::atomic<int32_t> closeDelay_{0};
+    std::atomic<int32_t> netOffTime_{0};  // in milliseconds
+    std::atomic<int32_t> closeDelay_{0};  // in milliseconds
     std::atomic<bool> isUseNetwork_{false};
     std::atomic<bool> isProvideNetwork_{false};
 
-    Mutex handlerMutex_;  // not held while other code is called
+    Mutex handlerMutex_;  // not held during calls to other classes
     std::shared_ptr<EventHandler> screenOffHandler_ GUARDED_BY(handlerMutex_);
     std::shared_ptr<EventHandler> screenOnHandler_ GUARDED_BY(handlerMutex_);
 
