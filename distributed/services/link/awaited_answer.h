@@ -1,6 +1,7 @@
-// AwaitedAnswer: decides which start-hotspot answer is accepted on one channel. Every device of the account can send an
-// answer over its own session; only the first answer on the session of the waiting request is accepted. Any thread.
-// Each channel has one AwaitedAnswer: soft_bus_adapter.h, collaboration.h. Reason: docs/decisions/0001-late-answers.md.
+// AwaitedAnswer: decides which answer to a start-hotspot request is accepted. Every device of the account can send an
+// answer over its own session. Only the first answer on the session of the waiting request is accepted. Any thread may
+// call it. soft_bus_adapter.h and collaboration.h have one AwaitedAnswer each. Reason:
+// docs/decisions/0001-late-answers.md.
 #pragma once
 
 #include <chrono>
@@ -16,13 +17,14 @@ namespace Vexo::NetManagerStandard {
 
 class AwaitedAnswer : public NoCopyable {
 public:
-    // One request. Create it before its message is sent, because the answer can arrive before sending returns. It holds
-    // both locks until it is destroyed, except hotspotMutex_ during WaitForResult. The constructor blocks while another
-    // Request exists. Claim and Post block while a Request exists and is not in WaitForResult.
+    // One start-hotspot request. Create this object before the message is sent, because the answer can arrive before
+    // the send function returns. The object holds turnMutex_ and hotspotMutex_ until it is destroyed, but WaitForResult
+    // releases hotspotMutex_ while it waits. The constructor blocks while another Request exists. Claim and Post block
+    // while a Request exists and is not in WaitForResult.
     class SCOPED_CAPABILITY Request : public NoCopyable {
     public:
         Request(AwaitedAnswer& awaited, int sessionId) ACQUIRE(awaited.turnMutex_, awaited.hotspotMutex_);
-        // From now on no answer is accepted for this request.
+        // After destruction, no answer is accepted for this request.
         ~Request() RELEASE();
 
     private:
@@ -31,17 +33,18 @@ public:
         const MutexLock lock_;
     };
 
-    // Called by the thread that owns the Request. Blocks until its result is posted, for at most limit. Returns no
-    // value if no result was posted.
+    // Call it on the thread that created the Request. Blocks until the result of this request is posted. Returns no
+    // value if no result was posted within the given time.
     std::optional<int32_t> WaitForResult(std::chrono::milliseconds limit) REQUIRES(hotspotMutex_);
 
-    // Returns true if a request waits on that session and this is its first answer: the caller must act on the answer
-    // and then call Post once. Returns false (logged) for every other answer, which the caller must ignore.
+    // Call it when an answer has arrived on the session. Returns true if a request waits on this session and the answer
+    // is the first one. The caller must then act on the answer and call Post once. Returns false (logged) for every
+    // other answer, and the caller must ignore this answer.
     bool Claim(int sessionId) EXCLUDES(hotspotMutex_);
 
-    // Calls end, which must close the session, with hotspotMutex_ held, and then gives result to the request that waits
-    // on the session. If the request that claimed the answer has ended, the result is dropped; end is then called only
-    // if no newer request waits on the same session.
+    // Calls the function end with hotspotMutex_ held; this function must close the session. Then gives the result to
+    // the request that waits on the session. If the request that claimed the answer has ended, drops the result. In
+    // that case the session is closed only if no newer request waits on the same session.
     void Post(int sessionId, int32_t result, const std::function<void()>& end) EXCLUDES(hotspotMutex_);
 
 private:
@@ -51,10 +54,10 @@ private:
     Mutex hotspotMutex_;  // held during a whole request, except in WaitForResult
     CondVar hotspotCondition_;
     Stage stage_ GUARDED_BY(hotspotMutex_) = Stage::IDLE;
-    int sessionId_ GUARDED_BY(hotspotMutex_) = 0;  // session of the current request
+    int sessionId_ GUARDED_BY(hotspotMutex_) = 0;  // the session of the current request
     bool isHotspotResultReady_ GUARDED_BY(hotspotMutex_) = false;
     int32_t hotspotResult_ GUARDED_BY(hotspotMutex_) = 0;
-    // Sessions whose answer was claimed, but not posted before the request ended.
+    // The sessions on which an answer was claimed, but its request ended before the result was posted.
     std::set<int> handledTooLong_ GUARDED_BY(hotspotMutex_);
 };
 

@@ -1,9 +1,9 @@
 // Collaboration: runs the hotspot exchange over the collaboration framework's data channel
 // (platform/collaboration/collaboration_ability.h) instead of a soft bus session. It starts and stops collaborations. A
-// request waits first until the peer's receiver is ready, then for the answer. The framework calls
-// CollaborationCallback on its own threads; received messages go to collaboration_listener.h. Any thread. Lock order:
-// receiverMutex_, the locks of hotspotAnswer_, readyEntriesMutex_. Result codes: utils/distnet_errors.h and the
-// framework's own.
+// request first waits until the peer's receiver is ready, and then for the answer. The framework calls
+// CollaborationCallback on its own threads. Received messages go to collaboration_listener.h. Any thread may call the
+// class. Lock order: receiverMutex_, the locks of hotspotAnswer_, readyEntriesMutex_. Result codes:
+// utils/distnet_errors.h and the codes of the framework.
 #pragma once
 
 #include <chrono>
@@ -33,31 +33,33 @@ public:
     static Collaboration& GetInstance();
 
     // Registers a data callback on every running collaboration, so that this device receives requests of peers. Called
-    // each time the framework announces its ability; registering again is no error. Stops at the first collaboration
-    // whose registration fails.
+    // each time the framework announces its ability. A second registration is no error. Stops at the first
+    // collaboration whose registration fails.
     void InitCollaboration();
 
-    // Starts a collaboration with the device, which wakes its service. Returns the framework's code and sets sessionId
-    // only if the code is 0. Blocks as long as the framework's call.
+    // Starts a collaboration with the peer, which starts the peer's service. Returns the framework's code, and sets
+    // sessionId only if the code is 0. Blocks until the framework's call returns.
     int32_t StartCollaboration(const std::string& deviceId, int& sessionId);
-    // Unregisters the data callback and stops the collaboration. Does not block. Returns 0, or the framework's code of
-    // the step that failed.
+    // Unregisters the data callback and stops the collaboration. Does not block. Returns 0, or the framework's code if
+    // one of these two steps fails.
     int32_t StopCollaboration(int sessionId);
-    // Returns true if a request waits on that collaboration and this is its first answer: the caller must then act on
-    // the answer and post its outcome with StopCollaborationCondition. Blocks while a request is being sent.
+    // Call it when an answer has arrived on the collaboration. Returns true if a request waits on this collaboration
+    // and the answer is the first one. The caller must then act on the answer and pass the result to
+    // StopCollaborationCondition. Blocks while a request is being sent.
     bool ClaimAnswer(int sessionId);
-    // Stops the collaboration and posts result to the request that waits on it (AwaitedAnswer::Post).
+    // Stops the collaboration and posts the result to the request that waits on this collaboration
+    // (AwaitedAnswer::Post).
     void StopCollaborationCondition(int sessionId, int result);
 
-    // Called by the framework when the peer's receiver on that collaboration is ready. Blocks while a request waits for
-    // its answer.
+    // The framework calls this function when the peer's receiver on the collaboration is ready. Blocks while a request
+    // waits for its answer.
     void SetReceiverReady(int sessionId);
     bool GetReceiverReady(int sessionId);
 
-    // Waits until the peer's receiver is ready, asks the peer to open its hotspot, and blocks until the outcome is
-    // posted. One request at a time: other callers wait. Returns the posted result; the framework's code if the data
-    // callback cannot be registered; DISTNET_ERR_SEND; or DISTNET_ERR_HOTSPOT_TIMEOUT if the receiver or the answer
-    // takes too long. Does not stop the collaboration on failure.
+    // Waits until the peer's receiver is ready, asks the peer to open its hotspot, and blocks until the result is
+    // posted. Only one request runs at a time, so other callers wait. Returns the posted result; the framework's code
+    // if the data callback cannot be registered; DISTNET_ERR_SEND; or DISTNET_ERR_HOTSPOT_TIMEOUT if the receiver or
+    // the answer takes too long. Does not stop the collaboration on failure.
     int32_t SendStartHotspotMessage(int sessionId);
 
 private:
@@ -74,11 +76,11 @@ private:
     // Held during a whole request, except while the request waits for the peer's receiver.
     Mutex receiverMutex_;
     CondVar receiverCondition_;
-    // A lock of its own for receiverReady_: StopCollaboration must not lock receiverMutex_, because the handler of an
-    // answer calls StopCollaboration while the waiting request holds receiverMutex_. Not held while other code is
-    // called.
+    // This mutex guards only receiverReady_. StopCollaboration must not lock receiverMutex_, because the handler of an
+    // answer calls StopCollaboration while the waiting request holds receiverMutex_. This mutex is not held during
+    // calls to other classes.
     Mutex readyEntriesMutex_;
-    std::map<int32_t, bool> receiverReady_ GUARDED_BY(readyEntriesMutex_);  // by collaboration session id
+    std::map<int32_t, bool> receiverReady_ GUARDED_BY(readyEntriesMutex_);  // the key is the session id
 };
 
 }  // namespace Vexo::NetManagerStandard

@@ -1,9 +1,10 @@
-// CollaborationListener: receives the messages of collaborations and runs the hotspot exchange (hotspot_exchange.h), as
-// DataListener does for soft bus sessions. It differs from DataListener in three points:
-// - If a Wi-Fi call of the serving device fails, the peer receives the code of that call.
-// - The requesting device posts success for every answer that parses without error, also if joining fails.
-// - It has no handlers for hello messages.
-// Called on the framework's threads, concurrently; a handler runs to its end on the calling thread. Message layouts:
+// CollaborationListener: receives the messages of collaborations and runs the hotspot exchange (hotspot_exchange.h).
+// DataListener does this for soft bus sessions. The two classes differ in three points:
+// - If a Wi-Fi call of the serving device fails, a CollaborationListener sends the code of this call to the peer.
+// - On the requesting device, a CollaborationListener posts success if the answer was parsed without error, also if
+// joining the hotspot fails.
+// - A CollaborationListener has no handlers for hello messages.
+// The framework's threads call it concurrently. Each handler runs to its end on the calling thread. Message layouts:
 // link_message.h.
 #pragma once
 
@@ -27,33 +28,33 @@ class CollaborationListener : public NoCopyable {
 public:
     static CollaborationListener& GetInstance();
 
-    // The first call builds the handler table. Before it, every message counts as unknown.
+    // The first call builds the handler table. Before this call, every message is handled as unknown.
     void InitHandleMessageMap();
-    // Checks the size and the pointer (not the session id), and passes a copy of the message to the handler of its
-    // type. A message without a handler is logged and ignored.
+    // Checks the size and the pointer, but not the session id. Passes a copy of the message to the handler of its type.
+    // A message without a handler is logged and ignored.
     void DataReceived(int sessionId, const char* data, unsigned int len);
 
-    // ---- Message handlers; data is valid only during the call.
+    // ---- Message handlers. They may use data only during the call.
 
-    // Opens the hotspot and sends the answer. Sends nothing if this device has no hotspot service: the requester then
-    // times out.
+    // Opens the hotspot and sends the answer. If this device has no hotspot service, sends nothing, and the request of
+    // the peer times out.
     void HandleMessageStartHotSpot(int sessionId, unsigned char* data, unsigned int len);
-    // Adds the received configuration, connects, and posts the result of parsing: 0 also if joining fails. Ignores an
-    // answer that no request of this device waits for. Then stops the collaboration.
+    // Adds the received Wi-Fi configuration, connects, and posts the result of parsing. This result is 0 also if
+    // connecting fails. Then stops the collaboration. Ignores an answer for which no request of this device waits.
     void HandleMessageStartHotSpotResponse(int sessionId, unsigned char* data, unsigned int len);
     void HandleMessageUnknown(int sessionId, unsigned char* data, unsigned int len);
 
-    // Sends the failure answer with result and stops the collaboration. Takes ownership of json and deletes it. Ignores
-    // data.
+    // Sends a failure answer that contains the error code result, and stops the collaboration. Takes ownership of json
+    // and deletes it. The parameter data is not used.
     void HandlerSendStartMessage(int sessionId, cJSON* json, char* data, int result);
-    // Fills json with the success answer for config, sends it, and sets result to the code of sending. The caller keeps
-    // the ownership of json. Ignores data.
+    // Fills json with the success answer for the given hotspot configuration and sends it. Sets result to the code of
+    // sending. The caller still owns json. The parameter data is not used.
     void HandlerParkData(int sessionId, cJSON* json, const Wifi::HotspotConfig& config, char* data, int& result);
 
-    // Sends message in a start-hotspot response frame. Returns 0, DISTNET_ERR_SEND, or an error of
+    // Sends the text message in a start-hotspot response frame. Returns 0, DISTNET_ERR_SEND, or an error of
     // FrameStartHotspotResponse (start_hotspot_response.h).
     int32_t SendStartHotspotResponseMessage(int sessionId, const std::string& message);
-    // Same as ParseStartHotspotResponse (start_hotspot_response.h).
+    // Calls ParseStartHotspotResponse (start_hotspot_response.h) and returns its result.
     int32_t ParseStartHotspotResponseMessage(unsigned char* data, unsigned int len, Wifi::WifiDeviceConfig& config);
     std::string ParseKeyMgmt(Wifi::KeyMgmt keyMgmt);
 
@@ -66,7 +67,7 @@ private:
     ~CollaborationListener();
 
     std::once_flag mapOnce_;
-    std::atomic<bool> isMapBuilt_{false};  // once true, the map is not changed
+    std::atomic<bool> isMapBuilt_{false};  // true: the map does not change any more
     std::map<MESSAGE_TYPE, MessageHandler> handleMessageMap_;
 };
 

@@ -38,7 +38,7 @@ int32_t DeviceManagerAdapter::GetTrustedDeviceList(std::vector<DmDeviceInfo>& de
 {
     DeviceManager::GetInstance().GetTrustedDeviceList(PKG_NAME, "", deviceList);
     for (const DmDeviceInfo& device : deviceList) {
-        // The log line masks the network id, but not the device id.
+        // The network id in this log line is masked, but the device id is not.
         NETMGR_EXT_LOGI(
             " DeviceManagerAdapter::GetTrustedDeviceList deviceId:%{public}s, networkId:%{public}s,"
             "deviceName:%{public}s, deviceTypeId:%{public}d",

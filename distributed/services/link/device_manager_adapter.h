@@ -1,5 +1,5 @@
-// DeviceManagerAdapter: the service's access to the device manager (platform/device_manager/device_manager.h).
-// Stateless; any thread. No call blocks: the device manager answers from memory.
+// DeviceManagerAdapter: the service's access to the device manager (platform/device_manager/device_manager.h). It has
+// no state, and any thread may call it. No call blocks, because the device manager answers from memory.
 #pragma once
 
 #include <atomic>
@@ -14,8 +14,8 @@
 
 namespace Vexo::NetManagerStandard {
 
-// Logs that the device manager has gone away. The service registers again when the device manager's ability, 4802, is
-// added again (converged/awareness/awareness_center_manager.h).
+// Logs that the device manager has stopped. When the device manager's ability, 4802, is added again,
+// converged/awareness/awareness_center_manager.h registers this service again.
 class DeviceInitCallBack : public DistributedHardware::DmInitCallback {
 public:
     void OnRemoteDied() override;
@@ -25,10 +25,10 @@ class DeviceManagerAdapter : public NoCopyable {
 public:
     static std::shared_ptr<DeviceManagerAdapter> GetInstance();
 
-    // Registers this service with the device manager; may be called again. Returns the device manager's code.
+    // Registers this service with the device manager. It may be called again. Returns the device manager's code.
     int32_t Init();
-    // Fills deviceList with the trusted devices that are online. Always returns 0; if the query fails, the list is
-    // empty.
+    // Fills deviceList with the trusted devices that are online. If the query fails, the list is empty. Always returns
+    // 0.
     int32_t GetTrustedDeviceList(std::vector<DistributedHardware::DmDeviceInfo>& deviceList);
 
 private:

@@ -51,7 +51,7 @@ PreparedAnswer PrepareAnswer()
         return answer;
     }
     answer.json = std::move(json);
-    // Does not wait until the radio is up: the configuration is available as soon as the hotspot is enabled.
+    // The configuration is available as soon as the hotspot is enabled, so this does not wait until the radio is on.
     answer.result = OpenHotspot(*hotspot, answer.config);
     return answer;
 }

@@ -1,11 +1,6 @@
-// The messages of the device-to-device link. Byte 0 is the message type and decides the layout of the rest. Plain
-// structs, each used on one thread. The messages travel over soft bus sessions (soft_bus_adapter.h, data_listener.h)
-// and over collaborations (collaboration.h, collaboration_listener.h).
-//   hello                   01 02 00 03
-//   start hotspot           03 02 00          receivers read only the type
-//   start hotspot response  04, u32 length little-endian, then that many bytes of JSON without a terminating NUL.
-//                           Success: {"RES": 0, "SSID", "PRESHARED_KEY", "SECURITY_TYPE": a Wifi::KeyMgmt}
-//                           Failure: {"RES": the error code}
+// The messages between two devices. Byte 0 of a message is its type, which decides the layout of the other bytes. The
+// messages are plain structs, and each object is used on one thread. They travel over soft bus sessions
+// (soft_bus_adapter.h, data_listener.h) and over collaborations (collaboration.h, collaboration_listener.h).
 #pragma once
 
 #include <cstdint>
@@ -49,7 +44,7 @@ struct MessageTlvHelloRequest {
 
 struct MessageTlvStartHotspotRequest {
     uint8_t type = MESSAGE_TYPE_START_HOTSPOT;
-    // Always 2, although only one byte follows.
+    // The length is always 2, although only one byte follows.
     uint8_t length = 2;
     uint8_t value = 0;
 
@@ -57,17 +52,17 @@ struct MessageTlvStartHotspotRequest {
     MessageBytes getBytes() const;
 };
 
-// The values in the log line about a sent response. length is not the length field of the frame: for a session it is 2,
-// for a collaboration the size of the whole frame.
+// These values appear in the log line about a sent response. The member length is not the length field of the frame: it
+// is 2 for a session, and the size of the whole frame for a collaboration.
 struct MessageTlvStartHotspotResponse {
     uint8_t type = MESSAGE_TYPE_START_HOTSPOT_RESPONSE;
     uint32_t length = 2;
     std::string value;
 };
 
-// Returns the key management of a Wi-Fi device configuration for a received security type: "NONE" for 0, "WPA-EAP" for
-// 2, "WPA-PSK" for 1, 3 and 4. For any other value returns an empty string, with which the Wi-Fi device uses the
-// security that the hotspot announces.
+// Converts a received security type to the key management of a Wi-Fi device configuration: "NONE" for 0, "WPA-EAP" for
+// 2, "WPA-PSK" for 1, 3 and 4. For any other value returns an empty string. The Wi-Fi device then uses the security
+// that the hotspot announces.
 std::string KeyMgmtText(Wifi::KeyMgmt keyMgmt);
 
 }  // namespace Vexo::NetManagerStandard

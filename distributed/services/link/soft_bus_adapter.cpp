@@ -96,7 +96,7 @@ int32_t SoftBusAdapter::RemoveSoftBusSessionServer()
 int32_t SoftBusAdapter::OpenSoftBusSession(const std::string& deviceId, int& sessionId)
 {
     NETMGR_EXT_LOGI(" OpenSoftBusSession id: %{public}s", CommonUtils::GetAnonymousDeviceID(deviceId));
-    // linkTypeNum is the length of the array; its unused entries are LINK_TYPE_NONE.
+    // linkTypeNum is the length of the array. The unused elements of the array are LINK_TYPE_NONE.
     const int32_t linkTypes[LINK_TYPE_COUNT] = {LINK_TYPE_WIFI_5G, LINK_TYPE_WIFI_2G, LINK_TYPE_BR};
     SessionAttribute attr{};
     attr.dataType = TYPE_BYTES;

@@ -1,7 +1,7 @@
 // SoftBusAdapter: the service's soft bus sessions (platform/softbus/session.h). It creates the session server, opens
-// sessions and waits until they are open, sends link messages (link_message.h), and makes a request wait for the peer's
-// answer. Any thread; the soft bus calls back on its own threads. Received bytes go to data_listener.h. Result codes:
-// utils/distnet_errors.h.
+// sessions and waits until they are open, and sends link messages (link_message.h). It also makes a request wait for
+// the peer's answer. Any thread may call it. The soft bus calls back on its own threads. Received bytes go to
+// data_listener.h. Result codes: utils/distnet_errors.h.
 #pragma once
 
 #include <atomic>
@@ -29,9 +29,9 @@ inline constexpr std::chrono::seconds START_HOTSPOT_ANSWER_WAIT{3};  // longest 
 class PendingSession {
 public:
     // Blocks until the result is delivered, for at most SESSION_OPEN_WAIT. Returns true if the session was opened in
-    // time.
+    // this time.
     bool GetPendingResult();
-    // Delivers the result of the open (0: success) and wakes the waiting thread.
+    // Delivers the result of opening the session and wakes the waiting thread. The result 0 means success.
     void SetPendingResult(int result);
 
 private:
@@ -47,49 +47,54 @@ public:
     SoftBusAdapter();
     ~SoftBusAdapter();
 
-    // Create and remove the server of SESSION_NAME. Return 0 or DISTNET_ERR_SESSION_SERVER.
+    // CreateSoftBusSessionServer and RemoveSoftBusSessionServer create and remove the session server SESSION_NAME. They
+    // return 0 or DISTNET_ERR_SESSION_SERVER.
     int32_t CreateSoftBusSessionServer();
     int32_t RemoveSoftBusSessionServer();
 
-    // Opens a byte session to a peer and blocks until the session is open, for at most SESSION_OPEN_WAIT. Returns 0 and
-    // sets sessionId. On failure (a DISTNET_ERR_OPEN_SESSION… code) no session stays open and sessionId is not valid.
+    // Opens a session for bytes to a peer and blocks until the session is open, for at most SESSION_OPEN_WAIT. On
+    // success, returns 0 and sets sessionId. On failure, returns a code whose name starts with
+    // DISTNET_ERR_OPEN_SESSION. Then no session stays open and sessionId is not valid.
     int32_t OpenSoftBusSession(const std::string& deviceId, int& sessionId);
     int32_t OpenSoftBusSession(const std::string& networkId, std::string sessionName, const SessionAttribute* attr,
                                int& sessionId);
     // Does not block. Always returns 0.
     int32_t CloseSoftBusSession(int sessionId);
 
-    // Registers a wait for the opening of the session and blocks until its result (PendingSession::GetPendingResult).
-    // Returns false at once if a wait for this id is already registered.
+    // Registers a wait for the result of opening the session, and blocks until this result is delivered, for at most
+    // SESSION_OPEN_WAIT. Returns true if the session was opened. Returns false at once if a wait for this session is
+    // already registered.
     bool StartPending(int sessionId);
-    // Delivers the result of an open. If no wait is registered yet, the result is lost, and a StartPending that follows
-    // times out.
+    // Delivers the result of opening the session. If no wait is registered yet, the result is lost, and a later
+    // StartPending times out.
     void SetPending(int sessionId, int result);
-    // Removes the registration of StartPending.
+    // Removes the wait that StartPending has registered.
     void StopPending(int sessionId);
 
-    // Queue bytes on a session; they do not block. Return 0 or DISTNET_ERR_SEND. SendSoftBusStr also sends the
-    // terminating NUL, and returns the soft bus's own code if the soft bus refuses the bytes.
+    // The three send functions queue bytes on a session and do not block. They return 0 or DISTNET_ERR_SEND.
+    // SendSoftBusStr also sends the terminating NUL. If the soft bus refuses these bytes, SendSoftBusStr returns the
+    // code of the soft bus.
     int32_t SendSoftBusBytes(int sessionId, const void* data, int len);
     int32_t SendSoftBusStr(int sessionId, std::string& msg);
     int32_t SendHelloMessage(int sessionId);
 
-    // Asks the peer to open its hotspot and blocks until the outcome is posted, for at most START_HOTSPOT_ANSWER_WAIT.
-    // One request at a time: other callers wait. Returns the posted result; or, with the session closed,
-    // DISTNET_ERR_SEND or DISTNET_ERR_HOTSPOT_TIMEOUT.
+    // Asks the peer to open its hotspot and blocks until the result is posted, for at most START_HOTSPOT_ANSWER_WAIT.
+    // Only one request runs at a time, so other callers wait. Returns the posted result. If sending fails or the answer
+    // takes too long, closes the session and returns DISTNET_ERR_SEND or DISTNET_ERR_HOTSPOT_TIMEOUT.
     int32_t SendStartHotspotMessage(int sessionId);
-    // Returns true if a request waits on that session and this is its first answer: the caller must then act on the
-    // answer and post its outcome with CloseSessionCondition. Blocks while a request is being sent.
+    // Call it when an answer has arrived on the session. Returns true if a request waits on this session and the answer
+    // is the first one. The caller must then act on the answer and pass the result to CloseSessionCondition. Blocks
+    // while a request is being sent.
     bool ClaimAnswer(int sessionId);
-    // Closes the session and posts result to the request that waits on it (AwaitedAnswer::Post).
+    // Closes the session and posts the result to the request that waits on this session (AwaitedAnswer::Post).
     void CloseSessionCondition(int sessionId, int result);
 
-    // Sets *info to an array of the online devices, which the caller frees with FreeNodeInfo. Returns the soft bus's
-    // own code.
+    // Sets *info to an array of the online devices. The caller must free the array with FreeNodeInfo. Returns the code
+    // of the soft bus.
     int32_t GetPhysicalDeviceInfo(const std::string& pkgName, NodeBasicInfo** info, int* infoNum);
 
 private:
-    // Callbacks of the session server; constant after construction.
+    // The callbacks of the session server. They do not change after construction.
     ISessionListener sessionListener_{};
 
     SharedMutex pendingMutex_;  // always locked exclusively; never held while waiting

@@ -1,6 +1,6 @@
 // DistNetEventHandler: dispatches the service's numeric events by id. ProcessEvent runs on the thread of the runner
-// that the constructor receives (platform/eventloop/event_handler.h). The handler does not own the service, which must
-// outlive it.
+// that the constructor receives (platform/eventloop/event_handler.h). The handler does not own the service. The service
+// must live longer than the handler.
 #pragma once
 
 #include <cstdint>
@@ -17,10 +17,10 @@ inline constexpr uint32_t EVENT_STOP_DISTRIBUTED_NETWORK = 3;
 
 class DistNetEventHandler : public AppExecFwk::EventHandler {
 public:
-    // service may be null: every event is then ignored.
+    // The pointer to the service may be null. The handler then ignores every event.
     DistNetEventHandler(const std::shared_ptr<AppExecFwk::EventRunner>& runner, DistNetService* service);
 
-    // Ignores a null event and an unknown id.
+    // Ignores a null event and an event with an unknown id.
     void ProcessEvent(const AppExecFwk::InnerEvent::Pointer& event) override;
 
 private:

@@ -1,4 +1,4 @@
-// Names of permissions.
+// The names of the permissions that the service knows.
 #pragma once
 
 namespace Vexo::NetManagerStandard {

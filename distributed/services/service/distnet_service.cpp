@@ -14,7 +14,8 @@ const bool isRegisteredToLocalSa = SystemAbility::MakeAndRegisterAbility(&DistNe
 
 DistNetService::DistNetService() : SystemAbility(COMM_DISTRIBUTED_NET_ABILITY_ID, true)
 {
-    // The object is not on the heap. This reference is never released, so that no other release deletes the object.
+    // The object is not on the heap, so it must never be deleted. This reference is never released, so no other release
+    // is the last one.
     IncStrongRef();
 }
 

@@ -1,8 +1,8 @@
-// DistNetService: ability 1163, the service itself. One object for the life of the process; it registers itself when
-// the library is loaded. The host calls OnStart and OnStop. Requests arrive on IPC workers through
-// distnet_service_stub.h; each operation runs its body (…Async) on the task runtime and blocks until the body returns.
-// Result codes: distnet_errors.h. Files: distnet_service.cpp (life cycle), distnet_service_network.cpp (start and
-// stop), distnet_service_query.cpp (queries).
+// DistNetService: ability 1163, the service itself. The process has one object of this class, which is never destroyed.
+// It registers itself when the library is loaded. The host calls OnStart and OnStop. Requests arrive on IPC worker
+// threads through distnet_service_stub.h. Each operation runs the function of its name with the ending Async on the
+// task runtime, and blocks until this function returns. Result codes: distnet_errors.h. Files: distnet_service.cpp
+// (life cycle), distnet_service_network.cpp (start and stop), distnet_service_query.cpp (queries).
 #pragma once
 
 #include <atomic>
@@ -42,24 +42,25 @@ public:
     void OnStart() override;
     void OnStop() override;
 
-    // StartService and ReleaseService can be called in any state of the service. They set state to the ability's state
-    // (SystemAbilityState). ReleaseService unloads the ability when the last client releases the service.
-    // ReleaseService does not set state while another client holds the service, or if unloading fails
-    // (DISTNET_ERR_GENERAL).
+    // StartService and ReleaseService can be called whether or not the service runs. They set state to the ability's
+    // state (SystemAbilityState). ReleaseService unloads the ability when the last client releases the service. While
+    // another client holds the service, ReleaseService returns 0 and does not set state. If unloading fails,
+    // ReleaseService returns DISTNET_ERR_GENERAL and does not set state.
     int32_t StartService(uint32_t& state) override;
     int32_t ReleaseService(uint32_t& state) override;
     int32_t StartServiceAsync(uint32_t& state);
     int32_t ReleaseServiceAsync(uint32_t& state);
 
-    // Gets this device online through the peer's hotspot; one start at a time. Blocks during the whole exchange, at
-    // most about 20 s. Returns 0; DISTNET_ERR_GENERAL if the service is not running or the peer belongs to another
-    // account; DISTNET_ERR_COLLABORATION_START; or DISTNET_ERR_LINK. Each attempt is reported in system events.
+    // Gets this device online through the peer's hotspot. Only one start runs at a time. Blocks during the whole
+    // exchange, for at most about 20 s. Returns 0; DISTNET_ERR_GENERAL if the service is not running or the peer
+    // belongs to another account; DISTNET_ERR_COLLABORATION_START; or DISTNET_ERR_LINK. System events report each
+    // attempt.
     int32_t StartDistributedNetwork(int32_t, int32_t, const std::string& networkId) override;
     int32_t StartDistributedNetworkAsync(int32_t, int32_t, const std::string& networkId);
     int32_t SoftBusStartDisNet(const std::string& networkId);
-    // Runs the exchange over the data channel of a collaboration (link/collaboration.h) instead of a soft bus session.
-    // The remote interface has no request for this function: only code in the service's process can call it. Blocks for
-    // at most about 25 s.
+    // Gets this device online through the peer's hotspot, like StartDistributedNetwork. Uses the data channel of a
+    // collaboration (link/collaboration.h) instead of a soft bus session. The remote interface has no request for this
+    // function, so only code in the service's process can call it. Blocks for at most about 25 s.
     int32_t CollaborationStartDisNet(const std::string& networkId);
     // Only logs and returns 0. The peer closes its hotspot by its own rules.
     int32_t StopDistributedNetwork(int32_t, int32_t, const std::string& networkId) override;
@@ -68,13 +69,13 @@ public:
     // running; DISTNET_ERR_NO_DEVICE if the list is empty.
     int32_t GetAvailableDeviceList(std::vector<DmDeviceInfo>& deviceList) override;
     int32_t GetAvailableDeviceListAsync(std::vector<DmDeviceInfo>& deviceList);
-    // Sets result to a JSON object with a member for each known item. An item whose value is not available is empty or
-    // false; a failure is reported in a fault event. Blocks for at most twice RADIO_STATE_WAIT. Returns 0, or
-    // DISTNET_ERR_GENERAL if the service is not running.
+    // Sets result to a JSON object with a member for each known item. If the value of an item is not available, the
+    // value is empty or false. For some items, a fault event reports this failure. Blocks for at most twice
+    // RADIO_STATE_WAIT. Returns 0, or DISTNET_ERR_GENERAL if the service is not running.
     int32_t GetRemoteDeviceInfo(std::vector<std::string> items, std::string& result) override;
     int32_t GetRemoteDeviceInfoAsync(std::vector<std::string> items, std::string& result);
 
-    // Each adds one member to root. Returns 0 or DISTNET_ERR_GENERAL.
+    // Each of these functions adds the member of one capability item to root. Returns 0 or DISTNET_ERR_GENERAL.
     int32_t SupportSmartHotSpot(cJSON* root);
     int32_t GetHotspotName(cJSON* root);
     int32_t GetCurrentBssid(cJSON* root);
@@ -83,12 +84,12 @@ public:
     // Returns false also if the query fails or times out.
     bool IsRadioOn(int32_t slotId);
 
-    // Called for EVENT_REQUEST_PATH_TIMEOUT (distnet_event_handler.h). Calls TryToLinkFromSoftBus and returns 0.
+    // Runs when EVENT_REQUEST_PATH_TIMEOUT (distnet_event_handler.h) arrives. Calls TryToLinkFromSoftBus and returns 0.
     int32_t HandleRequestPathTimeout();
-    // Both only log and return 0.
+    // TryToLinkFromSoftBus and TryToLinkDirect only log and return 0.
     int32_t TryToLinkFromSoftBus();
     int32_t TryToLinkDirect();
-    // Called for EVENT_STOP_DISTRIBUTED_NETWORK. Releases the network path.
+    // Runs when EVENT_STOP_DISTRIBUTED_NETWORK (distnet_event_handler.h) arrives. Releases the network path.
     void HandleStopDistributedNetwork();
 
     // Logs code and msg and returns 0. Ignores the third argument.
@@ -107,14 +108,14 @@ private:
     DistNetService();
     ~DistNetService() override = default;
 
-    // Publishes the remote interface and initializes the decision manager in a task. Does nothing if this was done
-    // before. Returns false if the service cannot be registered or published (logged).
+    // Publishes the remote interface, and starts a task that initializes the decision manager. Does nothing if this has
+    // already been done. Returns false if the service cannot be registered or published (logged).
     bool Init();
     std::shared_ptr<ConvergedDecisionManager> DecisionManager();
-    // Sends the event about a failed exchange on the session. Returns DISTNET_ERR_LINK.
+    // Writes the system event about a hotspot exchange that failed on the session. Returns DISTNET_ERR_LINK.
     int32_t ReportHotspotFailure(EventInfo& info, int32_t sessionId, int32_t result);
-    // Runs body on the task runtime and blocks until body returns. Returns the result of body, or DISTNET_ERR_GENERAL
-    // if the runtime did not run body.
+    // Runs the function body on the task runtime and blocks until it returns. Returns the result of the function, or
+    // DISTNET_ERR_GENERAL if the runtime did not run it.
     static int32_t RunSynchronously(const std::function<int32_t()>& body);
 
     std::atomic<bool> isInitialized_{false};
@@ -122,16 +123,17 @@ private:
     std::shared_ptr<ConvergedDecisionManager> decisionManager_ GUARDED_BY(decisionManagerMutex_);
     FFRTUtils::Mutex taskMutex_;
     FFRTUtils::ConditionVariable taskCondition_;
-    Mutex startNetworkMutex_;  // held during a whole start
-    Mutex remoteInfoMutex_;    // held during a whole capability query
+    Mutex startNetworkMutex_;  // held during a whole StartDistributedNetworkAsync
+    Mutex remoteInfoMutex_;    // held during a whole GetRemoteDeviceInfoAsync
     CondVar radioCondition_;
-    Mutex radioMutex_;  // held during a whole radio query, except while the query waits
+    Mutex radioMutex_;  // held during a whole IsRadioOn, except while IsRadioOn waits
     bool isRadioOn_ GUARDED_BY(radioMutex_) = false;
     bool isRadioStateReceived_ GUARDED_BY(radioMutex_) = false;
     Mutex decisionManagerMutex_;
 };
 
-// Receives the answer to a radio state query, on a platform thread. Does not own the service; the pointer may be null.
+// Receives the answer to a radio state query on a platform thread. Does not own the service. The pointer to the service
+// may be null.
 class GetRadioStateCallback : public Telephony::INetworkSearchCallbackStub {
 public:
     explicit GetRadioStateCallback(DistNetService* service) : service_(service) {}

@@ -1,4 +1,4 @@
-// DistNetService: start and stop of the distributed network.
+// This file contains the functions of DistNetService that start and stop the distributed network.
 #include <new>
 
 #include "distributed/services/converged/decision/src/converged_decision_manager.h"
@@ -63,7 +63,7 @@ int32_t DistNetService::StartDistributedNetworkAsync(int32_t, int32_t, const std
     QuTrace::StartSyncQuTrace("DistNetService StartDistributedNetworkAsync start");
     const int32_t result = SoftBusStartDisNet(networkId);
     if (result != DISTNET_SUCCESS) {
-        // The span is not finished: in a trace, a failed start has no end.
+        // A failed start does not finish its trace span, so the span has no end in the trace.
         NETMGR_EXT_LOGE(" SoftBusStartDisNet error");
         return result;
     }

@@ -1,4 +1,5 @@
-// DistNetService: trusted devices and this device's capability items.
+// This file contains the functions of DistNetService that list the trusted devices and read this device's capability
+// items.
 #include <array>
 
 #include "distributed/services/link/device_manager_adapter.h"
@@ -21,7 +22,8 @@ using Telephony::CellularDataClient;
 using Telephony::CoreServiceClient;
 using Telephony::SimState;
 
-// One capability item: its name in requests, the function that answers it, and how its failure is reported.
+// One capability item: its name in requests, the function that adds its value to the answer, and the report of a
+// failure.
 struct CapabilityItem {
     const char* name;
     int32_t (DistNetService::*answer)(cJSON* root);
@@ -31,7 +33,7 @@ struct CapabilityItem {
 };
 
 constexpr std::array<CapabilityItem, 3> CAPABILITY_ITEMS{{
-    // The spelling "hotsopt" is part of the event.
+    // The event text contains the spelling "hotsopt". It must not change.
     {"supportSmartHotSpot", &DistNetService::SupportSmartHotSpot, REMOTE_INFO_FAIL_SMART_HOTSPOT,
      "support smart hotsopt error", [] { NETMGR_EXT_LOGE(" GetRemoteDeviceInfo fail"); }},
     {"bssid", &DistNetService::GetCurrentBssid, REMOTE_INFO_FAIL_BSSID, "get current bssid error",
@@ -40,7 +42,7 @@ constexpr std::array<CapabilityItem, 3> CAPABILITY_ITEMS{{
      [] { NETMGR_EXT_LOGE(" GetHotspotName fail"); }},
 }};
 
-// Adds the member of one item, without its value, to root, which owns the member. Returns null if memory is short.
+// Adds a member without a value for one item to root. The object root owns the member. Returns null if memory is short.
 cJSON* AddItem(cJSON* root, const char* name, const char* valueType)
 {
     Json item = NewObject();
@@ -130,7 +132,8 @@ bool ReadFirstBssid(std::string& bssid)
     return true;
 }
 
-// Adds the member also if read fails, with an empty string.
+// Adds a member with the text that the function read returns. If this function fails, adds a member with an empty
+// string.
 int32_t AddTextItem(cJSON* root, const char* name, bool (*read)(std::string& text))
 {
     cJSON* item = AddItem(root, name, "string");
@@ -211,7 +214,7 @@ int32_t DistNetService::SupportSmartHotSpot(cJSON* root)
     }
     bool isSupported = IsSimReady();
     if (isSupported) {
-        // Queries both slots, also if the first radio is on.
+        // Queries both SIM slots, also if the radio of the first slot is on.
         const bool isFirstOn = IsRadioOn(0);
         const bool isSecondOn = IsRadioOn(1);
         isSupported = (isFirstOn || isSecondOn) && IsCellularDataOn();
@@ -236,7 +239,7 @@ bool DistNetService::IsRadioOn(int32_t slotId)
 {
     const auto callback = MakeSptr<GetRadioStateCallback>(this);
     const MutexLock lock(radioMutex_);
-    // Discards an answer that arrived after an earlier query had timed out.
+    // An answer to an earlier query that timed out may have arrived since. It must not count.
     isRadioStateReceived_ = false;
     const int32_t ret = CoreServiceClient::GetInstance().GetRadioState(slotId, callback);
     if (ret != Telephony::TELEPHONY_OK) {

@@ -1,7 +1,8 @@
-// DistNetServiceStub: the receiving side of IDistNetService. It checks the interface token, the caller's system-app
-// flag and the caller's permission. Then it adds the caller's process to the set of clients (a release removes the
-// process), reads the arguments, calls the operation and writes the reply. Runs on IPC workers, several requests at
-// once. Parcel layouts: docs/ipc.md; operations: distnet_service.h; codes: distnet_errors.h.
+// DistNetServiceStub: the receiving side of IDistNetService. For each request, it first checks the interface token, the
+// caller's system-app flag and the caller's permission. Then it adds the caller's process to the set of clients; a
+// release request removes the process. Then it reads the arguments, calls the operation and writes the reply. It runs
+// on IPC worker threads and handles several requests at once. Parcel layouts: docs/ipc.md. Operations:
+// distnet_service.h. Codes: distnet_errors.h.
 #pragma once
 
 #include <cstdint>
@@ -20,8 +21,8 @@ namespace Vexo::NetManagerStandard {
 
 class DistNetServiceStub : public IRemoteStub<IDistNetService> {
 public:
-    // Blocks as long as the operation. Returns 0 or a DistNetResult. For a refused or unknown request, returns the
-    // result of the platform's default handler; the reply of a refused request contains the error code.
+    // Blocks until the requested operation returns. Returns 0 or a DistNetResult. For a refused or unknown request,
+    // returns the result of the platform's default handler. The reply to a refused request contains the error code.
     int OnRemoteRequest(uint32_t code, MessageParcel& data, MessageParcel& reply, MessageOption& option) override;
 
 protected:

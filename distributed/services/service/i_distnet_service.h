@@ -1,6 +1,7 @@
-// IDistNetService: the remote interface of ability 1163. Parcels of each request, in order: docs/ipc.md. Callers need
-// the system-app flag and PERMISSION_CONNECTIVITY_INTERNAL. Results are int32 codes, 0 for success; their table is
-// distributed/services/utils/distnet_errors.h. Every operation blocks until the service has answered.
+// IDistNetService: the remote interface of ability 1163. docs/ipc.md lists the values in the parcels of each request.
+// Callers need the system-app flag and PERMISSION_CONNECTIVITY_INTERNAL. Results are int32 codes, and 0 means success.
+// The table of codes is distributed/services/utils/distnet_errors.h. Every operation blocks until the service has
+// answered.
 #pragma once
 
 #include <cstdint>
@@ -14,7 +15,7 @@ namespace Vexo::NetManagerStandard {
 
 using DistributedHardware::DmDeviceInfo;
 
-// Request codes. The jump from 4 to 1001 is fixed: clients depend on the numbers.
+// The request codes. The jump from 4 to 1001 is fixed, because clients depend on the numbers.
 enum class DistNetInterfaceCode : uint32_t {
     START_SERVICE = 0,
     RELEASE_SERVICE = 1,
@@ -28,10 +29,10 @@ class IDistNetService : public IRemoteBroker {
 public:
     DECLARE_INTERFACE_DESCRIPTOR(u"Vexo.NetManagerStandard.IDistNetService")
 
-    // state: the ability's state (SystemAbilityState).
+    // state: receives the ability's state (SystemAbilityState).
     virtual int32_t StartService(uint32_t& state) = 0;
     virtual int32_t ReleaseService(uint32_t& state) = 0;
-    // The two integers are not used.
+    // The two integers of StartDistributedNetwork and StopDistributedNetwork are not used.
     virtual int32_t StartDistributedNetwork(int32_t, int32_t, const std::string& networkId) = 0;
     virtual int32_t StopDistributedNetwork(int32_t, int32_t, const std::string& networkId) = 0;
     virtual int32_t GetAvailableDeviceList(std::vector<DmDeviceInfo>& deviceList) = 0;

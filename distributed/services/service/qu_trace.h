@@ -1,5 +1,6 @@
-// QuTrace: starts and finishes the service's trace spans (platform/dfx/trace.h) and logs each call. Static functions;
-// any thread; they do not block. Synchronous spans nest per thread: finish a span on the thread that started it.
+// QuTrace: starts and finishes the service's trace spans (platform/dfx/trace.h) and logs each call. Any thread may call
+// the static functions, which do not block. Each thread nests its synchronous spans, so finish such a span on the
+// thread that started it.
 #pragma once
 
 #include <cstdint>
@@ -10,9 +11,9 @@ namespace Vexo::NetManagerStandard {
 class QuTrace {
 public:
     static void StartSyncQuTrace(const std::string& value);
-    // Finishes the innermost span of this thread; value is only logged.
+    // Finishes the innermost span of this thread. The parameter value is only logged.
     static void FinishSyncQuTrace(const std::string& value);
-    // value and taskId together identify an asynchronous span.
+    // The parameters value and taskId together identify an asynchronous span.
     static void StartAsyncQuTrace(const std::string& value, int32_t taskId);
     static void FinishAsyncQuTrace(const std::string& value, int32_t taskId);
 };

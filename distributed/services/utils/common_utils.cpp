@@ -54,7 +54,7 @@ bool CheckPermissionWithCache(const std::string& strPermission)
     static NeverDestroyed<VerdictCache> holder;
     VerdictCache& cache = holder.value;
     if (strPermission.empty()) {
-        return CheckPermission(strPermission);  // refused and logged; nothing is cached
+        return CheckPermission(strPermission);  // the call is refused and logged, and nothing is cached
     }
     const AccessTokenID callerToken = IPCSkeleton::GetCallingTokenID();
     {
@@ -65,7 +65,7 @@ bool CheckPermissionWithCache(const std::string& strPermission)
     }
     const bool verdict = CheckPermission(strPermission);
     const MutexLock guard(cache.mutex);
-    // If another thread has stored a verdict meanwhile, that verdict is kept.
+    // If another thread has stored its result meanwhile, that result is kept.
     return cache.verdicts.try_emplace(callerToken, verdict).first->second;
 }
 

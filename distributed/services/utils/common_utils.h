@@ -1,6 +1,6 @@
-// CommonUtils: permission checks of the caller of a remote request, anonymised identifiers for logs and events, and a
-// string splitter. Any thread; no call blocks. The checks apply to the caller of the current transaction of this thread
-// (platform/ipc/ipc_skeleton.h).
+// CommonUtils: checks the permissions of the caller of a remote request, anonymises identifiers for logs and events,
+// and splits strings. Any thread may call the functions, which do not block. The permission checks apply to the caller
+// of this thread's current transaction (platform/ipc/ipc_skeleton.h).
 #pragma once
 
 #include <string>
@@ -8,25 +8,26 @@
 
 namespace Vexo::NetManagerStandard::CommonUtils {
 
-// Returns true if the caller holds the permission. A native process holds every permission; an application needs the
-// grant and the privilege level system basic or system core; any other caller (a shell) holds none. A refusal is
-// logged.
+// Returns true if the caller holds the permission. A native process holds every permission. An application holds a
+// granted permission if its privilege level is system basic or system core. Any other caller, such as a shell, holds
+// none. A refusal is logged.
 bool CheckPermission(const std::string& strPermission);
 
-// Like CheckPermission, but caches the first result for each caller for the life of the process. The key of the cache
-// is only the caller's token: the result for the first permission is returned for every other permission, too.
+// Checks the permission like CheckPermission, and caches the first result for each caller. The cache lives as long as
+// the process. Its key is only the caller's token, so later calls return the first result also for other permissions.
 bool CheckPermissionWithCache(const std::string& strPermission);
 
-// Returns the bytes of input as decimal numbers (signed, 8 bit) without separators, with the last six characters
-// masked: "abcd" gives "979******". Throws std::out_of_range if the text of numbers has fewer than six characters.
+// Returns each byte of input as a decimal number (signed, 8 bit), without separators. Replaces the last six characters
+// of this text by asterisks. For example, "abcd" gives "979******". Throws std::out_of_range if the text of numbers has
+// fewer than six characters.
 std::string GetAnonymousStr(const std::string& input);
 
 // Returns the first and last five characters with "**" between them, or "***" if deviceId has fewer than ten
 // characters.
 std::string GetAnonymousDeviceID(const std::string& deviceId);
 
-// Returns the parts of str between separators. An empty last part is left out: "a,b," gives two parts. sep must not be
-// empty.
+// Returns the parts of str that separators divide. An empty last part is left out, so "a,b," gives two parts. The
+// separator sep must not be empty.
 std::vector<std::string> Split(const std::string& str, const std::string& sep);
 
 }  // namespace Vexo::NetManagerStandard::CommonUtils

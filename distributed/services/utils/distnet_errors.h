@@ -1,4 +1,4 @@
-// The result codes of the service, all in this table. int32; 0 is success everywhere.
+// This table lists all result codes of the service. They are int32 values, and 0 always means success.
 #pragma once
 
 #include <cstdint>
@@ -10,7 +10,7 @@ enum DistNetResult : int32_t {
     DISTNET_ERR_PERMISSION_DENIED = 201,  // caller not a system application, or a required permission missing
     DISTNET_ERR_REPLY_REFUSAL = 301,      // the error code could not be written to the reply
     DISTNET_ERR_INVALID_FRAME = 401,      // a link message is too short or too long
-    DISTNET_ERR_GENERAL = 2200003,        // service not running, peer of another account, task not run, …
+    DISTNET_ERR_GENERAL = 2200003,        // such as: service not running, peer of another account
     DISTNET_ERR_NO_DEVICE = 1004500001,   // the trusted device list is empty
     DISTNET_ERR_COLLABORATION_START = 1004500002,
     DISTNET_ERR_LINK = 1004500003,         // session could not be opened, or the hotspot request failed
@@ -31,18 +31,18 @@ enum DistNetResult : int32_t {
     DISTNET_ERR_OPEN_SESSION_COPY = 1004500125,
 };
 
-// Failures of the hotspot exchange: error codes in events, and results of the exchange itself.
+// Failures of the hotspot exchange. They are error codes in events, and some are results of the exchange.
 enum HotspotFailure : int32_t {
     HOTSPOT_FAIL_COLLABORATION = -100,
     HOTSPOT_FAIL_OPEN_SESSION = -99,
-    HOTSPOT_FAIL_REQUEST_OPEN = -98,  // has its own event message, but is never returned
+    HOTSPOT_FAIL_REQUEST_OPEN = -98,  // no function returns this code, but it has an event message
     HOTSPOT_FAIL_PEER = -97,          // the peer answered with a failure
     HOTSPOT_FAIL_REQUEST = -96,       // any other failure of the exchange; only in events
     HOTSPOT_FAIL_ADD_CONFIG = -94,
     HOTSPOT_FAIL_CONNECT = -93,
 };
 
-// Failures of capability items: error codes in events.
+// Failures of capability items. They are error codes in events.
 enum RemoteInfoFailure : int32_t {
     REMOTE_INFO_FAIL_SMART_HOTSPOT = -90,
     REMOTE_INFO_FAIL_BSSID = -89,

@@ -1,7 +1,7 @@
-// FFRTUtils: submits callables as named tasks of the runtime (platform/tasks/ffrt.h), and wraps the runtime's mutex and
-// condition variable in classes. Static functions; any thread, also inside tasks. Each copies its callable; the runtime
-// calls the copy once. Tasks outside a queue run in no fixed order. Errors are not reported: a task that the runtime
-// refuses does not run.
+// FFRTUtils: submits functions as named tasks of the task runtime (platform/tasks/ffrt.h), and wraps the runtime's
+// mutex and condition variable in classes. Threads and tasks may call the static functions. Each of them copies the
+// submitted function, and the runtime calls the copy once. Tasks outside a queue run in no fixed order. If the runtime
+// refuses a task, the task does not run, and most functions do not report that.
 #pragma once
 
 #include <cstdint>
@@ -18,24 +18,25 @@ public:
     class Mutex;
     class ConditionVariable;
 
-    // Submits and returns at once.
+    // Submits a task and returns at once.
     static void SubmitTask(const std::function<void()>& func);
-    // Submits, and blocks until this task and all earlier tasks of the calling context have finished.
+    // Submits a task. Blocks until this task has finished, and all earlier tasks that the calling thread or task has
+    // submitted.
     static void SubmitTaskSync(const std::function<void()>& func);
-    // Starts the callable and blocks until it has finished, for at most timeoutMs. Returns true if it has finished.
-    // Otherwise it continues to run, and everything that it refers to must live until it has finished.
+    // Runs func as a task and waits at most timeoutMs for its end. Returns true if the task has finished in this time.
+    // Otherwise the task continues, and everything that it refers to must live until the task has finished.
     static bool SubmitTimeoutTask(const std::function<void()>& func, uint32_t timeoutMs);
     // Queues a task that runs after delayMs. Returns an empty handle if the runtime refuses the task.
     static ffrt::task_handle SubmitDelayTask(std::function<void()>& func, uint32_t delayMs, ffrt::queue& queue);
-    // Queues the tasks in order.
+    // Adds the tasks to the queue in the order of the vector.
     static void SubmitQueueTasks(const std::vector<std::function<void()>>& funcs, ffrt::queue& queue);
-    // Returns 0 if the task had not started and will not run; otherwise the runtime's code.
+    // Returns 0 if the task had not started and will never run. Otherwise returns the code of the runtime.
     static int CancelTask(ffrt::task_handle& handle, ffrt::queue& queue);
 };
 
-// The runtime's mutex, for tasks and threads. The destructor does not free the memory of the mutex, so that a task that
-// still holds the lock can unlock it. Use it only in objects that live as long as the process. After destruction every
-// operation does nothing.
+// Wraps the runtime's mutex. Tasks and threads may lock it. The destructor does not free the memory of the runtime's
+// mutex, because a task that still holds the lock must be able to unlock it. So use this class only in objects that
+// live as long as the process. After destruction every operation does nothing.
 class FFRTUtils::Mutex : public NoCopyable {
 public:
     Mutex();
@@ -46,11 +47,12 @@ public:
     void Unlock();
 
 private:
-    // volatile, so that the compiler keeps the store in the destructor.
+    // The pointer is volatile, so that the compiler keeps the destructor's write to it.
     ffrt_mutex_t* volatile mutex_ = nullptr;
 };
 
-// The runtime's condition variable, without a wait operation. Its memory is not freed either (see Mutex).
+// Wraps the runtime's condition variable, but offers no wait operation. The destructor does not free the memory of the
+// runtime's condition variable.
 class FFRTUtils::ConditionVariable : public NoCopyable {
 public:
     ConditionVariable();

@@ -1,5 +1,5 @@
-// FormattedJson: prints a JSON tree in the format that the service sends to peers and callers. Any thread; does not
-// block. Owning pointers to trees: platform/base/json.h.
+// FormattedJson: prints a JSON tree in the format that the service sends to peers and callers. Any thread may call it.
+// It does not block. Owning pointers to JSON trees: platform/base/json.h.
 #pragma once
 
 #include <cjson/cJSON.h>
@@ -8,8 +8,8 @@
 
 namespace Vexo::NetManagerStandard {
 
-// Prints with line ends and tabs; bytes above 0x7F in strings are not escaped. Returns an empty string if memory is
-// short.
+// Prints the tree with line ends and tabs. Bytes above 0x7F in strings are not escaped. Returns an empty string if
+// memory is short.
 std::string FormattedJson(const cJSON* json);
 
 }  // namespace Vexo::NetManagerStandard

@@ -1,6 +1,6 @@
-// The service's log macros. Each writes one line to the platform log under the service's label. Any thread; a call
-// never fails. Formats, which are checked at compile time: platform/dfx/log.h. Every text starts with a space.
-// Anonymise identifiers before they are logged (common_utils.h).
+// The service's log macros. Each macro writes one line with the service's label to the platform log. Any thread may use
+// them, and they never fail. The compiler checks the format texts (platform/dfx/log.h). Every text starts with a space.
+// Anonymise identifiers before you log them (common_utils.h).
 #pragma once
 
 #include "platform/dfx/log.h"

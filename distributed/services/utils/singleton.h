@@ -1,7 +1,7 @@
-// GetOrCreateInstance: double-checked creation for the service's singletons. A class has a pointer, a lock and a flag
-// as static members. The pointer is written once, under the lock, before the flag is set; readers check the flag and
-// need no lock. The object is never destroyed, because tasks and platform callbacks may still use it when the process
-// ends. Any thread; blocks only while another thread creates the object.
+// GetOrCreateInstance: creates the service's singletons with double-checked locking. A singleton class has a pointer, a
+// lock and a flag as static members. The pointer is written once, under the lock, before the flag is set. A reader that
+// finds the flag set needs no lock. The object is never destroyed, because tasks and platform callbacks may still use
+// it when the process ends. Any thread may call the function. It blocks only while another thread creates the object.
 #pragma once
 
 #include <atomic>
