@@ -1,5 +1,6 @@
-// Actions of the failure table (failure_table_test.cpp): each makes something go wrong between the devices of a stage.
-// An Act runs on the test's thread, blocks for PATIENCE at most and returns the code that the caller received.
+// The actions of the failure table (failure_table_test.cpp). Each action makes something go wrong between the devices
+// of a Stage. An Act runs on the test's thread, blocks for PATIENCE at most and returns the code that the caller
+// received.
 #pragma once
 
 #include <functional>
@@ -20,40 +21,44 @@ struct Stage {
     Device& laptop{world.Add("laptop")};
     Device& phone{world.Add("phone")};
     std::unique_ptr<HandMadePeer> tablet;
-    std::string peer = phone.NetworkId();  // network id of the device that the laptop asks
-    bool collaborates = false;             // the laptop asks over a collaboration
+    std::string peer = phone.NetworkId();  // the network id of the device that the laptop asks
+    bool collaborates = false;             // whether the laptop asks over a collaboration
 
     bool LogHas(const Device& device, const std::string& text) const;
-    // Adds a third device, played by the test, and waits until it and the other two see each other.
+    // Adds the tablet, a third device that the test itself plays. Waits until the tablet and each of the other two
+    // devices see each other.
     void BringTablet(Lacks lacks);
 };
 
 using Act = std::function<int32_t(Stage&)>;
 
-// The tablet answers with success; its JSON is padded with spaces to size bytes. declared: as for ResponseFrame().
+// The tablet answers the laptop with success. The JSON text of this answer is padded with spaces to size bytes. The
+// parameter declared is passed to ResponseFrame().
 Act TabletSucceeds(size_t size = 0, int64_t declared = -1);
 
 int32_t Start(Stage& stage);
 
-// The laptop asks a tablet that answers with this frame.
+// The laptop asks a tablet for its hotspot, and the tablet answers with this frame.
 Act TabletAnswers(const std::string& frame, Lacks lacks = Lacks::NOTHING);
 
-// The laptop's start wakes the service of the phone. Then a tablet sends the phone this message and a request. waits
-// false: the tablet closes the session without waiting for the answer.
+// The laptop asks the phone for its hotspot, which starts the service of the phone. Then a tablet sends this message
+// and a start-hotspot request to the phone. If waits is false, the tablet closes the session and does not wait for the
+// answer.
 Act TabletSends(const std::string& message, bool waits = true);
 
-// Kills or freezes a device by a signal: before the request or, with isServing, once the phone has begun to serve it.
+// The laptop asks the phone for its hotspot, and the signal kills or freezes the device with this name. If isServing is
+// true, the signal is sent when the phone has begun to serve the request, otherwise before the request.
 Act StartWhile(const char* device, int signal, bool isServing);
 
-// The laptop, which runs collaboration_daemon, starts over the collaboration's data channel. Its peer is the phone,
-// killed before if isKilled, or a tablet that answers with this frame. With an empty frame the tablet never becomes
-// ready to receive.
+// The laptop runs collaboration_daemon and asks for a hotspot over the data channel of a collaboration. If isTablet is
+// false, it asks the phone; if isKilled is true, the phone was killed before. If isTablet is true, it asks a tablet
+// that answers with this frame. If the frame is empty, the tablet never becomes ready to receive.
 Act Collaborate(bool isKilled = false, bool isTablet = false, const std::string& frame = "");
 
 int32_t CollaborateBothWays(Stage& stage);
 
-// Makes a device that runs collaboration_daemon start over a collaboration, and runs meanwhile. Blocks until the device
-// has logged the result code, and returns it.
+// The device, which runs collaboration_daemon, asks the peer for its hotspot over a collaboration. The function
+// meanwhile runs after the request is sent. Blocks until the device has logged the result code, and returns this code.
 int32_t AskToCollaborate(
     const Device& device, const std::string& peer, const std::function<void()>& meanwhile = [] {});
 
@@ -61,19 +66,19 @@ int32_t StartFromStranger(Stage& stage);
 
 Act StartWithProductFiles(const char* device, const char* scenario = nullptr, uintmax_t size = 0);
 
-// Replaces files that a running device watches by damaged ones. The device must name each of them in its log and
-// continue with the state before.
+// Writes damaged files to places that a running device watches. The device must name each damaged file in its log and
+// keep its earlier state.
 int32_t StartAmidJunk(Stage& stage);
 
 int32_t TurnScreenOff(Stage& stage);
 
-// Queries one item that fails: its value must be empty or false.
+// Queries one capability item, and expects that this fails. The value of the item must be empty or false.
 Act Query(const char* item);
 
 int32_t ListDevicesWithoutPhone(Stage& stage);
 
-// Sends one datagram with an interface token and an int32 or, if items is not 0, a list of that many items. Returns the
-// int32 of the reply if there is one, else the status.
+// Sends one request with an interface token and, if items is 0, an int32. If items is not 0, sends a list of that many
+// items instead of the int32. Returns the int32 of the reply. If the reply has none, returns the status of the call.
 Act Raw(uint32_t request, int32_t number, const std::string& token = DESCRIPTOR, size_t items = 0);
 
 }  // namespace Vexo::EndToEnd

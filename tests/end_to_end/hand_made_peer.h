@@ -1,5 +1,5 @@
 // HandMadePeer: a device of the account that runs inside the test process. It uses the real link and a real
-// certificate, but the test decides what it answers. At most one at a time in a process.
+// certificate, but the test decides what the device answers. A process may have only one HandMadePeer at a time.
 #pragma once
 
 #include <string>
@@ -20,8 +20,8 @@ class HandMadePeer {
 public:
     enum class Lacks { NOTHING, SERVICE, SESSION_SERVER };
 
-    // device: enrolled, and its daemon does not run. Without SERVICE other devices cannot wake its service. Without
-    // SESSION_SERVER they can, but it accepts no session.
+    // device: an enrolled device whose daemon does not run. With Lacks::SERVICE, other devices cannot start the service
+    // of this peer. With Lacks::SESSION_SERVER, they can start it, but it accepts no session.
     HandMadePeer(const World& world, const Device& device, Lacks lacks = Lacks::NOTHING);
     ~HandMadePeer();
     HandMadePeer(const HandMadePeer&) = delete;
@@ -30,10 +30,10 @@ public:
     const std::string& NetworkId() const { return networkId_; }
     bool Sees(const std::string& networkId) const;
 
-    // Sets the frame that it sends back for each message. Without this call it sends nothing.
+    // Sets the frame with which this peer answers each message. Before this call, it answers nothing.
     void AnswerWith(const std::string& frame);
-    // Opens a session to a device and sends the messages. Returns the first answer, or an empty text at once if waits
-    // is false.
+    // Opens a session to a device and sends the messages. Returns the first answer. If waits is false, returns an empty
+    // text at once.
     std::string Ask(const std::string& networkId, const std::vector<std::string>& messages, bool waits = true);
     // Opens a session to a device, sends the message and waits until the device closes the session.
     void SendUntilClosed(const std::string& networkId, const std::string& message);

@@ -1,4 +1,4 @@
-// Runs programs of the project as child processes of a test, with their output in files.
+// Runs programs of the project as child processes of a test. The output of each program goes to a file.
 #pragma once
 
 #include <sys/types.h>
@@ -19,8 +19,8 @@ std::string ReadText(const std::filesystem::path& file);
 
 class Process {
 public:
-    // Starts the program command[0] with the remaining words as its arguments. Standard output and error go to the file
-    // output.
+    // Starts the program command[0]. The other elements of command are its arguments. Standard output and standard
+    // error go to the file output.
     Process(const std::vector<std::string>& command, std::filesystem::path output);
     ~Process();  // kills the process if it still runs
     Process(const Process&) = delete;
@@ -28,7 +28,8 @@ public:
 
     pid_t Pid() const { return pid_; }
     void Signal(int signal) const;
-    // Waits until the process has ended. Returns its exit code, 128 + the signal that ended it, or -1 after PATIENCE.
+    // Waits until the process has ended. Returns its exit code, or 128 plus the number of the signal that ended it.
+    // Returns -1 if the process still runs after PATIENCE.
     int Wait();
     std::string Output() const { return ReadText(output_); }
 
@@ -42,7 +43,7 @@ struct Finished {
     std::string output;  // standard output and standard error, as a terminal would show them
 };
 
-// Runs distnetctl and waits for its end. If folder is not empty, a file with the output stays there.
+// Runs distnetctl and waits until it has ended. If folder is not empty, a file with the output remains in this folder.
 Finished Ctl(const std::vector<std::string>& arguments, const std::filesystem::path& folder = {});
 
 }  // namespace Vexo::EndToEnd

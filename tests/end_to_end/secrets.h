@@ -8,9 +8,9 @@
 
 namespace Vexo::EndToEnd {
 
-// Searches every file below folder for each of the keys (as text, in hexadecimal and in Base64) and for the body of
-// each private key below folder. Skips product files and files that keep keys (*.key, device-state.json). Each finding
-// names the file, the line and the kind of secret, but not the secret.
+// Searches every file below folder for each of the keys as text, in hexadecimal and in Base64. Also searches for the
+// text of each private key that is stored below folder. Skips product files and files that keep keys (*.key,
+// device-state.json). Each finding names the file, the line and the kind of secret, but not the secret.
 std::vector<std::string> FindSecrets(const std::filesystem::path& folder, const std::vector<std::string>& keys);
 
 }  // namespace Vexo::EndToEnd

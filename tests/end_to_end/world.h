@@ -1,7 +1,7 @@
-// World: simulated devices for one test, in a folder with an account, an air folder (simulated radio) and a link folder
-// (announcements) that the devices share. Each device is a real distnetd, used through the client library and
-// distnetctl. The destructor searches all files of the world, and fails the test if a Wi-Fi key or a private key was
-// written where it must not be.
+// World: simulated devices for one test. They share one folder with an account, the folder "air" (the simulated radio)
+// and the folder "link" (announcements). Each device is a real distnetd, which the test uses through the client library
+// and distnetctl. The destructor searches all files of the world. It fails the test if a Wi-Fi key or a private key was
+// written to a file that must not contain keys.
 #pragma once
 
 #include <filesystem>
@@ -21,7 +21,7 @@ inline constexpr const char* NATIVE_POLICY = R"("token_type": "native", "system_
 
 class Device {
 public:
-    // Creates the state folder, with its own hotspot key.
+    // Creates the state folder of the device and gives the device a hotspot key that no other device has.
     Device(std::filesystem::path world, std::string name);
     // Kills the daemon. Fails the test if the daemon's log contains a sanitizer report.
     ~Device();
@@ -30,14 +30,14 @@ public:
 
     // Sets the program that Start() runs instead of distnetd.
     void SetProgram(std::string program) { program_ = std::move(program); }
-    // From its next start, the device uses only the device configuration that WriteProductFile() wrote, not the shipped
-    // one.
+    // From its next start, the device uses only the device configuration that WriteProductFile() wrote. It does not use
+    // the shipped one.
     void OmitShippedFiles() { hasShippedFiles_ = false; }
-    // Writes the configuration, starts the daemon and waits until it answers.
+    // Writes the configuration of the daemon, starts the daemon and waits until the daemon answers.
     void Start();
-    // Writes a file of the device configuration, in place of the shipped file. Returns its path.
+    // Writes a file of the device configuration, which replaces the shipped file. Returns the path of the written file.
     std::filesystem::path WriteProductFile(const std::string& name, const std::string& text) const;
-    // Stop() sends SIGTERM, waits and returns the exit code. Kill() ends the daemon at once.
+    // Stop() sends SIGTERM to the daemon, waits for its end and returns its exit code. Kill() ends the daemon at once.
     int Stop();
     void Kill();
     Process& Daemon() { return *daemon_; }
@@ -52,21 +52,21 @@ public:
     std::string Log() const { return ReadText(StateDir() / "daemon.log"); }
     std::string Events() const { return ReadText(StateDir() / "events.jsonl"); }
 
-    // Returns null when the daemon does not answer.
+    // Returns null if the daemon does not answer.
     std::unique_ptr<Client::DistNetClient> Connect() const;
-    // Requests the hotspot of the device with that network id. Returns the service's code, or -CallStatus if the call
-    // failed.
+    // Requests the hotspot of the device with this network id. Returns the code of the service. If the call failed,
+    // returns the CallStatus with a minus sign.
     int32_t Ask(const std::string& networkId) const;
-    // Runs distnetctl with this device's socket.
+    // Runs distnetctl for the daemon of this device.
     Finished Ctl(std::vector<std::string> arguments) const;
-    // Runs distnetctl sim set KEY=VALUE…. The daemon applies the change soon after.
+    // Runs distnetctl sim set with these assignments, such as "screen=off". The daemon applies the change soon after.
     void Set(const std::vector<std::string>& assignments) const;
-    // Returns a member of the daemon's status by its dotted name ("wifi.state", "service"); numbers as text, empty if
-    // absent.
+    // Returns the value of a member of the daemon's status as text. The key is a dotted name, such as "wifi.state".
+    // Returns an empty text if there is no such member.
     std::string Status(const std::string& key) const;
     int Count(const std::string& key) const;
     bool Sees(const std::string& networkId) const;
-    // Like Sees(), after a scan.
+    // Returns what Sees() returns after a scan.
     bool Finds(const std::string& networkId) const;
 
 private:
@@ -78,8 +78,8 @@ private:
     std::unique_ptr<Process> daemon_;
 };
 
-// Returns whether a healthy device logs this error line too. Such lines come from sessions that the other side opened,
-// and from the loader of the device configuration.
+// Returns true if a device without problems also logs this error line. Such lines come from sessions that the other
+// side opened, and from the loader of the device configuration.
 bool IsUsualError(const std::string& line);
 
 class World {
@@ -89,18 +89,20 @@ public:
     World(const World&) = delete;
     World& operator=(const World&) = delete;
 
-    // Sets the rest of this user's entry in the access policy, for daemons that start later. Default: NATIVE_POLICY.
+    // Sets the members of this user's entry in the access policy, for all daemons that start later. Without this call,
+    // NATIVE_POLICY is used.
     void SetPolicy(const std::string& members) const;
-    // Adds a key that the test itself uses. Like the keys of the devices, it must not appear in clear text in any file.
+    // Adds a key that the test itself uses. The destructor searches for this key as for the keys of the devices.
     void KeepSecret(const std::string& key) { secrets_.push_back(key); }
 
     // Creates a device that is not enrolled.
     Device& AddUnenrolled(const std::string& name);
-    // Enrols a device through files, as distnetctl does. laptop creates the account and admits the other devices.
+    // Enrols a device through files, as distnetctl does. The device laptop creates the account and admits the other
+    // devices.
     void Enrol(const Device& device) const;
-    // Creates a device and enrols it.
+    // Creates a device and enrols it in the account.
     Device& Add(const std::string& name);
-    // Adds laptop and phone, starts both and waits until they see each other.
+    // Adds the devices laptop and phone, starts both and waits until they see each other.
     void StartLaptopAndPhone();
     static bool Found(const Device& one, const Device& other);
 
@@ -109,7 +111,7 @@ public:
 
 private:
     const Tests::TempFolder folder_;
-    const Tests::LogCapture log_;  // lines of the devices that run in the test process
+    const Tests::LogCapture log_;  // log lines of devices inside the test process
     std::vector<std::string> secrets_;
     std::map<std::string, std::unique_ptr<Device>> devices_;
 };

@@ -1,4 +1,4 @@
-// Waiting in tests: WAIT_LIMIT, the time limit, and Eventually(), which polls a condition.
+// WAIT_LIMIT is the longest time for which a test waits. Eventually() polls a condition for that time.
 #pragma once
 
 #include <chrono>
@@ -6,9 +6,10 @@
 
 namespace Vexo::Tests {
 
-inline constexpr std::chrono::seconds WAIT_LIMIT{30};  // generous: a sanitizer on a busy machine is ten times slower
+// This limit is long, because a sanitizer on a busy machine is ten times slower.
+inline constexpr std::chrono::seconds WAIT_LIMIT{30};
 
-// Polls until the condition holds. Returns false if it does not hold within the limit.
+// Eventually() polls the condition until it is true. Returns false if it does not become true in time.
 template <typename Condition>
 bool Eventually(const Condition& condition, std::chrono::milliseconds limit = WAIT_LIMIT)
 {

@@ -1,5 +1,5 @@
-// FakeAbilityManager: the ability registry for tests; a test may set its results before use. InstalledRegistry:
-// installs one for the duration of a test.
+// FakeAbilityManager: the registry of abilities (platform services) for tests. A test sets the results of its calls
+// before they are used. InstalledRegistry: installs a FakeAbilityManager for the duration of a test.
 #pragma once
 
 #include "platform/ability/system_ability_manager.h"
@@ -23,7 +23,7 @@ public:
     }
 };
 
-// Installs a registry in the constructor and removes it in the destructor.
+// Installs a FakeAbilityManager in the constructor and removes it in the destructor.
 class InstalledRegistry {
 public:
     const sptr<FakeAbilityManager> manager = MakeSptr<FakeAbilityManager>();

@@ -1,5 +1,6 @@
-// FakeCollaboration: a fake of the collaboration framework (ability 70635). Records the service's calls in a trail:
-// "register 7", "unregister 7", "send 7 bytes" or "stop 7". Runs callbacks on its own threads.
+// FakeCollaboration: a fake of the collaboration framework (ability 70635). It records each call of the service in a
+// trail: "register 7", "unregister 7", "send 7 bytes" or "stop 7", where 7 is the session id. It runs callbacks on its
+// own threads.
 #pragma once
 
 #include <functional>
@@ -16,7 +17,8 @@ class FakeCollaboration : public IPCObjectStub,
                           public CollaborationFwk::ICollaborationService,
                           public Trail<std::string> {
 public:
-    // Set before use. The peer becomes ready as soon as this side registers.
+    // Set these members before the fake is used. The peer becomes ready to receive as soon as the service registers its
+    // data callback.
     int32_t registerResult = 0;
     int32_t sendResult = 0;
     std::function<void()> onSend;  // runs after each successful send

@@ -1,4 +1,5 @@
-// FakeDeviceManager: a fake of the device manager (ability 4802). Every network id belongs to this account.
+// FakeDeviceManager: a fake of the device manager (ability 4802). For this fake, every network id belongs to the
+// account of this device.
 #pragma once
 
 #include <memory>

@@ -1,6 +1,7 @@
-// FakeOnlineWorld: everything that Online uses, in memory: other devices with their daemons, this device's Wi-Fi and
-// its network. One trail records every call in order ("facts phone", "ask phone", "check phone", "lease phone",
-// "release phone", "leave 1"). Prepare it before use; onCall runs inside each call.
+// FakeOnlineWorld: a fake of everything that the class Online uses. It contains other devices with their daemons, and
+// the Wi-Fi and the network of this device. One trail records every call in order, such as "facts phone", "ask phone",
+// "check phone", "lease phone", "release phone" and "leave 1". A test must prepare the fake before it is used. The
+// function onCall runs inside each call.
 #pragma once
 
 #include <map>
@@ -16,14 +17,14 @@
 namespace Vexo::Tests {
 
 struct FakeDevice {
-    bool isReachable = true;  // for requests of this device's daemon
-    bool isOld = false;       // knows no requests between daemons
+    bool isReachable = true;  // the daemon of this device can reach the fake device
+    bool isOld = false;       // the daemon knows no requests of other daemons
     bool holdsLease = true;
     bool releases = true;
     Host::DeviceFacts facts;
     int32_t serviceCode = 0;
-    SoftBus::PeerRefusal refusal = SoftBus::PeerRefusal::NONE;  // its policy's answer to the service's request
-    std::string joinFailure;                                    // a JoinFailure; empty: the join succeeds
+    SoftBus::PeerRefusal refusal = SoftBus::PeerRefusal::NONE;  // what its policy answers
+    std::string joinFailure;                                    // a JoinFailure; empty: joining succeeds
     Network::OnlineVerdict verdict = Network::OnlineVerdict::ONLINE;
 };
 
@@ -32,13 +33,13 @@ class FakeOnlineWorld : public Host::PeerLink,
                         public Network::NetworkMonitor,
                         public std::enable_shared_from_this<FakeOnlineWorld> {
 public:
-    // Online uses this object as its peer link, and shares its ownership.
+    // The class Online uses this object as its peer link, and shares ownership of the object.
     static std::shared_ptr<FakeOnlineWorld> Make() { return std::make_shared<FakeOnlineWorld>(); }
 
     TempFolder folder;
     ManualTimers timers;
     Trail<std::string> trail;
-    std::map<std::string, FakeDevice> devices;  // by name, which is also the network id
+    std::map<std::string, FakeDevice> devices;  // the key is the name and the network id
     std::vector<Host::KnownDevice> known;
     Host::WifiStatus wifi{true, Host::RadioState::ON, Host::WifiState::IDLE, 0, "", "", "", ""};
     std::optional<Host::OnlineFault> whyNoAccount;
@@ -83,7 +84,7 @@ public:
         return started;
     }
 
-    // Changes a device. A test may call this while attempts run.
+    // Changes a device of the fake. A test may call this while Online tries devices.
     void Change(const std::string& name, const std::function<void(FakeDevice&)>& change)
     {
         const MutexLock lock(mutex_);
@@ -100,13 +101,14 @@ public:
         joined_.reset();
         wifi.state = Host::WifiState::DISCONNECTED;
     }
-    // The IP address at which the device is tried first; empty: none was suggested, or it was withdrawn.
+    // Returns the IP address at which Online tries the device first. Returns an empty text if no address was suggested,
+    // or if the suggestion was withdrawn.
     std::string Suggested(const std::string& id)
     {
         const MutexLock lock(mutex_);
         return suggested_[id];
     }
-    // If true, the Wi-Fi stays in the state CONNECTING after the service's request.
+    // If isJoining is true, the Wi-Fi stays in the state CONNECTING after the request of the service.
     bool isJoining = false;
 
     Result<void> Begin() override { return {}; }

@@ -1,5 +1,5 @@
-// FakePeerPolicy: returns the answer that the test sets, and records each call in a trail: "admit <network id>" or
-// "refused <network id> <value>". Any thread.
+// FakePeerPolicy: returns the answer that the test sets, and records each call in a trail as "admit <network id>" or
+// "refused <network id> <value>". Any thread may call it.
 #pragma once
 
 #include <atomic>

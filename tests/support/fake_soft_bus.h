@@ -1,5 +1,6 @@
-// FakeSoftBus: a fake of the soft bus (ability 4700). Records the service's calls in a trail: "open <own
-// server>|<peer's server>|<network id>", "send 7 bytes" or "close 7". Runs callbacks on its own threads.
+// FakeSoftBus: a fake of the soft bus (ability 4700). It records each call of the service in a trail: "open <server of
+// this device>|<server of the peer>|<network id>", "send 7 bytes" or "close 7", where 7 is the session id. It runs
+// callbacks on its own threads.
 #pragma once
 
 #include <functional>
@@ -14,12 +15,13 @@ namespace Vexo::Tests {
 
 class FakeSoftBus : public IPCObjectStub, public SoftBus::ISoftBusService, public Trail<std::string> {
 public:
-    // Set before use. onOpen and onSend run on their own thread after a successful call. Empty: nothing runs.
+    // Set these members before the fake is used. The functions onOpen and onSend run on their own thread after a
+    // successful call. An empty function is not called.
     int openResult = 7;
     int sendResult = 0;
     std::function<void()> onOpen;
     std::function<void()> onSend;
-    // Arguments of the latest CreateSessionServer and OpenSession.
+    // The arguments of the last CreateSessionServer and OpenSession.
     ISessionListener listener{};
     SessionAttribute attribute{};
 

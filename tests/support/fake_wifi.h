@@ -1,5 +1,5 @@
-// FakeWifiHotspot (ability 1121) and FakeWifiDevice (ability 1120). Set the results before use. The device records each
-// join request in a trail: "add ssid", "connect ssid".
+// FakeWifiHotspot is a fake of ability 1121, FakeWifiDevice of ability 1120. Set their results before they are used.
+// FakeWifiDevice records each request to join a network in a trail, such as "add office" and "connect office".
 #pragma once
 
 #include <vector>

@@ -1,5 +1,5 @@
-// LogCapture: collects the log lines written while it exists. Any thread may log. The destructor fails the test if a
-// line contains one of the keys that tests use.
+// LogCapture: collects all log lines that are written while the object exists. Any thread may log. The destructor fails
+// the test if a line contains one of the Wi-Fi keys that tests use.
 #pragma once
 
 #include <gtest/gtest.h>
@@ -40,7 +40,7 @@ public:
         }
         return text;
     }
-    // Blocks until count lines contain the text. Returns false after the time limit.
+    // Blocks until at least count lines contain the text. Returns false if this takes longer than WAIT_LIMIT.
     bool WaitFor(const std::string& text, size_t count = 1) const
     {
         return Eventually([&] { return Count(text) >= count; });

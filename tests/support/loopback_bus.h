@@ -1,6 +1,6 @@
 // LoopbackBus: a soft bus (ability 4700) on which this device is its own peer. Each open creates two sessions of the
-// one session server, so that one object acts as both sides. The opener's session id is even; the id of the other side
-// is greater by one. Callbacks run in order on a strand. Any thread.
+// one session server, so that one object acts as both sides. The side that opens has an even session id. The session id
+// of the other side is greater by one. Callbacks run one after another on one strand. Any thread may call it.
 #pragma once
 
 #include <atomic>
@@ -17,7 +17,7 @@ class LoopbackBus : public FakeSoftBus {
 public:
     inline static const std::string PEER = std::string(64, 'a');
 
-    std::atomic<int> lastMute{0};  // bytes sent in sessions with ids up to this one are lost
+    std::atomic<int> lastMute{0};  // bytes are lost in sessions whose id is not greater
     std::atomic<int> openings{0};
 
     int OpenSession(const std::string&, const std::string&, const std::string& networkId,
@@ -66,7 +66,7 @@ public:
             listener.OnBytesReceived(sessionId, bytes.data(), static_cast<unsigned int>(bytes.size()));
         });
     }
-    // Closes a session without notifying either side. Returns the session id of the other side.
+    // Closes both sides of a session and calls no callback. Returns the session id of the other side.
     int Break(int sessionId)
     {
         const int other = Other(sessionId);

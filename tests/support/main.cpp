@@ -1,5 +1,5 @@
-// Runs the tests of one program and exits as the daemon does: without destructors, because tasks of the service may
-// still run. Checks for leaks before that.
+// Runs all tests of a program. Tasks of the service may still run at the end, so the program exits without destructors,
+// as the daemon does. Before that, it checks for leaks.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <unistd.h>

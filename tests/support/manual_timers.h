@@ -1,6 +1,6 @@
-// ManualTimers: timers and a clock that stand still until the test advances them. Work that becomes due runs on the
-// thread that calls Advance(), in the order of due times, whichever pool it was meant for. Any thread may arm and
-// cancel.
+// ManualTimers: timers and a clock that stand still until the test calls Advance(). Work that becomes due runs on the
+// thread that calls Advance(), in the order of due times. The thread pool for which the work was meant is not used. Any
+// thread may arm and cancel timers.
 #pragma once
 
 #include <algorithm>
@@ -27,7 +27,7 @@ public:
                         std::chrono::duration_cast<WallTime::duration>(now_.time_since_epoch()));
     }
 
-    // Advances the clock. Stops at each due time on the way and runs the work that is due.
+    // Advances the clock. Whenever work becomes due on the way, stops the clock and runs this work.
     void Advance(std::chrono::microseconds by) EXCLUDES(mutex_)
     {
         MutexLock lock(mutex_);

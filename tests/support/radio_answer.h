@@ -1,5 +1,5 @@
-// RadioAnswer: records the answer to one radio query: the radio's state and the error code, the thread of the callback
-// and the number of callbacks. Any thread.
+// RadioAnswer: records the answer to one radio query. It stores the state of the radio, the error code, the thread of
+// the callback and the number of callbacks. Any thread may call it.
 #pragma once
 
 #include <atomic>

@@ -1,5 +1,5 @@
-// RecordedSysEvents: collects the system events written while it exists, each as "NAME KEY VALUE KEY VALUE". Any thread
-// may write events.
+// RecordedSysEvents: collects all system events that are written while the object exists. Each event is stored as "NAME
+// KEY VALUE KEY VALUE". Any thread may write events.
 #pragma once
 
 #include <memory>
@@ -17,7 +17,7 @@ public:
     RecordedSysEvents() { QuviewDFX::SetSysEventSink(sink_); }
     ~RecordedSysEvents() { QuviewDFX::SetSysEventSink(nullptr); }
 
-    // Blocks until there are count lines or the time limit has passed. Returns all lines so far.
+    // Blocks until there are count lines, or until WAIT_LIMIT has passed. Returns all lines that exist then.
     std::vector<std::string> WaitFor(size_t count) const { return sink_->WaitFor(count); }
     std::vector<std::string> Lines() const { return WaitFor(0); }
 

@@ -1,4 +1,5 @@
-// RecordingSubscriber: records the common events that it receives in a trail, each as "action type code". Any thread.
+// RecordingSubscriber: records the common events that it receives in a trail. Each entry has the form "action type
+// code". Any thread may call it.
 #pragma once
 
 #include <atomic>
@@ -36,14 +37,14 @@ public:
         held_.wait(true);
     }
 
-    // While held is true, OnReceiveEvent blocks.
+    // After Hold(true), OnReceiveEvent blocks until Hold(false).
     void Hold(bool held)
     {
         held_ = held;
         held_.notify_all();
     }
 
-    std::atomic<std::thread::id> thread;  // thread of the latest callback
+    std::atomic<std::thread::id> thread;  // the thread of the last callback
 
 private:
     std::atomic<bool> held_{false};

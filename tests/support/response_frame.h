@@ -1,4 +1,5 @@
-// ResponseFrame: encodes a peer's answer to a start-hotspot request: type 4, length (little-endian), JSON text.
+// ResponseFrame: encodes the answer of a peer to a start-hotspot request. The frame contains the type 4, the length
+// (little-endian) and the JSON text.
 #pragma once
 
 #include <cstdint>
@@ -6,7 +7,7 @@
 
 namespace Vexo::Tests {
 
-// declared: the length in the header. If negative, the length of the text.
+// declared: the length in the header of the frame. If it is negative, the header contains the length of the text.
 inline std::string ResponseFrame(const std::string& json, int64_t declared = -1)
 {
     const auto length = static_cast<uint32_t>(declared >= 0 ? declared : static_cast<int64_t>(json.size()));

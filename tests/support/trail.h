@@ -1,6 +1,6 @@
 // Helpers for tests with threads: Gate blocks tasks until it is opened, Trail records values in order and waits for
-// them, and CallbackThreads runs the callbacks of a fake. Any thread. Code that adds a value to a trail does nothing
-// after that, so that a test may destroy the trail once all values have arrived.
+// them, and CallbackThreads runs the callbacks of a fake. Any thread may call them. A thread that has added a value to
+// a trail does nothing else with the trail. So a test may destroy the trail once all values have arrived.
 #pragma once
 
 #include <condition_variable>
@@ -15,8 +15,8 @@
 
 namespace Vexo::Tests {
 
-// Blocker() returns a function that blocks until the gate is opened, at the latest by its destructor. That function may
-// outlive the gate.
+// Blocker() returns a function that blocks until the gate is opened. The destructor opens the gate, too. The function
+// may outlive the gate.
 class Gate {
 public:
     Gate() = default;
@@ -39,8 +39,8 @@ private:
     std::once_flag once_;
 };
 
-// Runs each callback on a thread of its own. The destructor waits for all of them. Call Join() first where a callback
-// may hold the last reference to the owner: no thread can join itself.
+// Runs each callback on its own thread. The destructor waits for all these threads. A thread cannot join itself, so
+// call Join() first if a callback may hold the last reference to the owner of this object.
 class CallbackThreads {
 public:
     void Run(const std::function<void()>& callback)
@@ -71,7 +71,7 @@ public:
         values_.push_back(std::move(value));
         added_.notify_all();
     }
-    // Blocks until count values have been added or the time limit has passed. Returns all values so far.
+    // Blocks until count values have been added, or until WAIT_LIMIT has passed. Returns all values that exist then.
     std::vector<T> WaitFor(size_t count)
     {
         std::unique_lock lock(mutex_);

@@ -40,7 +40,8 @@ public:
     // the peer times out.
     void HandleMessageStartHotSpot(int sessionId, unsigned char* data, unsigned int len);
     // Adds the received Wi-Fi configuration, connects, and posts the result of parsing. This result is 0 also if
-    // connecting fails. Then stops the collaboration. Ignores an answer for which no request of this device waits.
+    // connecting fails. Ignores an answer for which no request of this device waits. Stops the collaboration in both
+    // cases.
     void HandleMessageStartHotSpotResponse(int sessionId, unsigned char* data, unsigned int len);
     void HandleMessageUnknown(int sessionId, unsigned char* data, unsigned int len);
 
