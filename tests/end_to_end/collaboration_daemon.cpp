@@ -1,6 +1,7 @@
-// collaboration_daemon --config FILE: distnetd with the service linked in instead of loaded, so that a test can call
-// what no request reaches. For each network id written to the pipe "requests" in its state folder, it starts over the
-// collaboration channel and prints the result code. Runs until a signal ends it.
+// collaboration_daemon --config FILE: a distnetd that links the service instead of loading it. So a test can call a
+// function of the service that no request reaches. The program reads network ids from the pipe "requests" in its state
+// folder. For each network id, it asks the device with this id for a hotspot over a collaboration, and prints the
+// result code. It runs until a signal ends it.
 
 #include <sys/stat.h>
 
@@ -16,7 +17,7 @@ int main(int argc, char** argv)
 {
     using namespace Vexo;
     auto loaded = Host::LoadConfiguration(argc == 3 ? argv[2] : "");
-    // The linked service has registered itself. The daemon still needs the path of some library that it can open.
+    // The linked service has registered itself, but the daemon still needs the path of a library that it can open.
     loaded.configuration.serviceLibrary = DISTNET_PLATFORM_LIBRARY;
     const std::string pipe = loaded.configuration.stateDir / "requests";
     mkfifo(pipe.c_str(), 0600);
@@ -28,7 +29,7 @@ int main(int argc, char** argv)
     }
     SystemAbilityManagerClient::GetInstance().GetSystemAbilityManager()->LoadSystemAbility(
         COMM_DISTRIBUTED_NET_ABILITY_ID);
-    std::fstream requests(pipe);  // opened for writing too, so that reading has no end
+    std::fstream requests(pipe);  // also opened for writing, so that reading never reaches the end
     for (std::string networkId; std::getline(requests, networkId);) {
         const int32_t code = NetManagerStandard::DistNetService::GetInstance().CollaborationStartDisNet(networkId);
         std::cout << "collaboration start: " << code << std::endl;

@@ -1,4 +1,5 @@
-// Devices that are enrolled, or whose damaged enrolment is repaired, while their daemons run.
+// Tests devices that are enrolled while their daemons run. Also tests a damaged enrolment that is repaired while the
+// daemon runs.
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -32,11 +33,11 @@ TEST(EnrolmentTest, RunningDaemonsStartAfterEnrolment)
         EXPECT_EQ(CountOf(device->Log(), "Join one: distnetctl account join"), 1U) << device->Log();
         EXPECT_NE(device->Ctl({"doctor"}).output.find("1 problem\n"), std::string::npos);
     }
-    // One of the devices loads the service before the abilities are registered.
+    // The laptop loads the service before its daemon has registered the abilities that use the link.
     const auto client = laptop.Connect();
     uint32_t state = 0;
     ASSERT_TRUE(client->StartService(state).Succeeded());
-    fs::rename(phone.Identity(), phone.StateDir() / "old");  // the other device gets a new key
+    fs::rename(phone.Identity(), phone.StateDir() / "old");  // so the phone gets a new key
     world.Enrol(laptop);
     world.Enrol(phone);
     ASSERT_TRUE(Eventually([&] { return World::Found(laptop, phone); })) << laptop.Log() << phone.Log();
@@ -85,8 +86,8 @@ TEST(EnrolmentTest, DamagedEnrolmentIsReportedAndUsedOnceRepaired)
         EXPECT_EQ(CountOf(phone.Log(), row.said), 1U) << phone.Log();
         EXPECT_EQ(phone.Stop(), 0);
         fs::remove(phone.Identity() / "other");
-        // Stop the daemon as soon as the link is up, while it may still be registering the abilities that use the link.
-        // It must withdraw its announcement.
+        // Now stop the daemon as soon as the link is up. The daemon may then still be registering the abilities that
+        // use the link. It must withdraw its announcement.
         row.damage();
         phone.Start();
         row.mend();

@@ -17,7 +17,7 @@ namespace {
 constexpr const char* HAND_MADE_KEY = "not-a-real-key";
 const std::string REQUEST("\3\2\0", 3);
 
-// Answers each message on a collaboration of the tablet with this frame.
+// Sends this frame as the answer to each message that the tablet receives on a collaboration.
 struct AnsweringCallback : CollaborationFwk::DataCallback {
     explicit AnsweringCallback(std::string frame) : frame_(std::move(frame)) {}
     void OnDataReceived(int sessionId, const char*, unsigned int) override
@@ -89,7 +89,7 @@ Act StartWhile(const char* device, int signal, bool isServing)
     };
 }
 
-// Restarts a device with collaboration_daemon, and waits until it can handle an answer.
+// Restarts the device with collaboration_daemon as its program, and waits until the daemon can handle an answer.
 void StartCollaborator(Stage& stage, Device& device)
 {
     device.Kill();

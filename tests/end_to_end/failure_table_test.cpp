@@ -1,5 +1,5 @@
-// The failure table. Each row makes something go wrong between devices, and states the code that the caller gets, the
-// events that are written and the error lines of the logs. After each row, the next request on the same daemons must
+// The failure table. Each row makes something go wrong between devices. It states the code that the caller gets, the
+// events that are written and the error lines of the logs. After each row, the next request to the same daemons must
 // succeed.
 
 #include <fnmatch.h>
@@ -24,11 +24,11 @@ constexpr uint32_t START_NETWORK = 2;
 constexpr uint32_t REMOTE_INFO = 1001;
 constexpr size_t LARGEST_SENT_JSON = 46075;
 
-// ---- Expected outcomes. Texts are patterns of fnmatch(3)
+// ---- Expected outcomes. Their texts are patterns for fnmatch(3)
 
 struct Outcome {
     int32_t code;
-    std::string events;  // all events of the laptop, one a line; @ is the peer's anonymised id
+    std::string events;  // all events of the laptop, one per line; @ stands for the anonymised id of the peer
     std::string laptop;  // all error lines of the laptop, each followed by |
     std::string phone = "";
 };
@@ -71,7 +71,7 @@ Outcome NotServed(const std::string& laptop, int type = -96, const std::string& 
             laptop + "SendStartHotspotMessage error|SoftBusStartDisNet error|"};
 }
 
-// For a start over a collaboration, which writes an event only when it fails.
+// Returns the outcome of a failed start over a collaboration. Such a start writes no event before it fails.
 Outcome NotExchanged(int result, const std::string& laptop, const std::string& phone = "")
 {
     return {DISTNET_ERR_LINK, StartFails(-96, "request error"),
@@ -101,7 +101,10 @@ struct Row {
     const char* name;
     Act act;
     Outcome outcome;
-    const char* where = "";  // a device: starts with KEY=VALUE of what; "policy": what is the laptop's; "product"
+    // The member where says how the member what is used. If where names a device, this device starts with the setting
+    // what, such as "screen=off". If where is "policy", the laptop uses the access policy what. If where is "product",
+    // the laptop uses no shipped files.
+    const char* where = "";
     const char* what = "";
 };
 
@@ -198,7 +201,7 @@ constexpr const char* NO_ANSWER = "faults.hotspot.enable.no_answer=true";
 constexpr const char* OTHER_ACCOUNT = "IsSameAccount verify failed.|";
 constexpr const char* UNSENT = "SendBytes fail, errorCode:-[1-9]|SendStartHotspotResponseMessage error: 1004500123|";
 constexpr const char* REFUSED = "info\\[res] not success";
-constexpr const char* MAYBE_STOPPED = "*";  // StopCollaboration fails if the peer has stopped it first
+constexpr const char* MAYBE_STOPPED = "*";  // StopCollaboration fails if the peer has stopped the collaboration first
 constexpr const char* WRONG_SIZE =
     "file over maxSize|invalid file path.|Cannot read json file to string.|Load device config failed.|";
 constexpr const char* NO_PERMISSION =

@@ -7,7 +7,7 @@ namespace Vexo::EndToEnd {
 
 namespace {
 
-// Takes the place of the service, so that other devices can wake it.
+// This ability takes the place of the service of the peer, so that other devices can start the service.
 class WakeOnly : public SystemAbility, public IPCObjectStub {
 public:
     WakeOnly() : SystemAbility(COMM_DISTRIBUTED_NET_ABILITY_ID, true) {}

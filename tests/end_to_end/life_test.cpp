@@ -1,5 +1,5 @@
-// The life of the service and of the daemon, with real processes: who keeps the service loaded, how it is loaded again,
-// and how the daemon treats refused callers, second daemons and signals.
+// Tests with real processes which clients keep the service loaded and how the service is loaded again. Also tests how
+// the daemon handles refused callers, a second daemon and signals.
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -53,7 +53,7 @@ TEST_F(LifeTest, SecondDaemonOnSameStateFolderIsRefused)
     EXPECT_NE(device_.Connect(), nullptr);
 }
 
-// Returns the event lines as they are in the daemon's file, without the schema member.
+// Returns the lines of an event file without the member "schema".
 std::string WithoutSchema(const std::string& lines)
 {
     return std::regex_replace(lines, std::regex("\"schema\":\"[a-z/0-9]*\","), "");
@@ -100,13 +100,13 @@ TEST(OpenRequestTest, SigtermEndsDaemonInTimeAndSecondOneAtOnce)
         auto told = std::chrono::steady_clock::now();
         laptop.Daemon().Signal(SIGTERM);
         if (isTwice) {
-            // The daemon removes its socket first. From then on, a second signal ends it at once.
+            // The daemon first removes its socket. After that, a second signal ends the daemon at once.
             ASSERT_TRUE(Eventually([&] { return !std::filesystem::exists(laptop.Socket()); }));
             told = std::chrono::steady_clock::now();
             laptop.Daemon().Signal(SIGTERM);
         }
         EXPECT_EQ(laptop.Daemon().Wait(), isTwice ? 128 + SIGTERM : 0);
-        const std::chrono::milliseconds limit(isTwice ? 1500 : 1500 + 2000);  // 2 s more on a busy machine
+        const std::chrono::milliseconds limit(isTwice ? 1500 : 1500 + 2000);  // a busy machine may need 2 s more
         EXPECT_LT(std::chrono::steady_clock::now() - told, limit);
     }
 }
@@ -115,7 +115,7 @@ TEST(PolicyTest, CallerWithoutRightGetsExitCodeFour)
 {
     World world;
     Device& device = world.Add("laptop");
-    // Only a user that does not exist may send requests.
+    // This policy allows requests only from a user that does not exist.
     std::ofstream(world.Path() / "policy.json")
         << R"({"entries": [{"user": "4294967294", "token_type": "native", "system_app": true}]})";
     device.Start();

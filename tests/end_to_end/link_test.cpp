@@ -1,4 +1,4 @@
-// What a real daemon sends to other devices on its link, byte by byte.
+// Tests what a real daemon sends to other devices on its link, byte by byte.
 
 #include <gtest/gtest.h>
 

@@ -25,7 +25,7 @@ std::string ReadText(const std::filesystem::path& file)
 
 Process::Process(const std::vector<std::string>& command, std::filesystem::path output) : output_(std::move(output))
 {
-    setenv("COLUMNS", "1000", 1);  // errors of distnetctl stay on one line
+    setenv("COLUMNS", "1000", 1);  // so that distnetctl does not wrap its error lines
     std::vector<char*> arguments;
     for (const std::string& word : command) {
         arguments.push_back(const_cast<char*>(word.c_str()));

@@ -17,14 +17,14 @@ namespace {
 
 constexpr size_t PEM_LINE = 64;
 
-using Forbidden = std::vector<std::pair<std::string, std::string>>;  // text and kind of each secret
+using Forbidden = std::vector<std::pair<std::string, std::string>>;  // the text and the kind of each secret
 
 void AddKey(Forbidden& forbidden, const std::string& key)
 {
     const std::string lower = HexOf(std::vector<uint8_t>(key.begin(), key.end()));
     std::string upper = lower;
     std::transform(lower.begin(), lower.end(), upper.begin(), [](unsigned char digit) { return std::toupper(digit); });
-    // The last group of four characters depends on the bytes after the key.
+    // The last group of four characters also depends on the bytes after the key, so the search leaves this group out.
     std::string base64(4 * (key.size() / 3 + 1) + 1, '\0');
     EVP_EncodeBlock(reinterpret_cast<unsigned char*>(base64.data()), reinterpret_cast<const unsigned char*>(key.data()),
                     static_cast<int>(key.size()));
@@ -34,8 +34,8 @@ void AddKey(Forbidden& forbidden, const std::string& key)
     }
 }
 
-// The full lines of the body contain the secret number. The short last line is the end of the public key, which a
-// certificate may show.
+// The full lines of the PEM text contain the secret number. The short last line is not searched for, because it is the
+// end of the public key, and a certificate may contain that.
 void AddPrivateKey(Forbidden& forbidden, const std::filesystem::path& file)
 {
     std::istringstream lines(ReadText(file));

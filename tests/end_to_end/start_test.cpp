@@ -1,5 +1,5 @@
-// Starting the network, with real processes: two daemons of one account, a start in each direction, and what the user
-// sees when the join fails.
+// Tests the command start with two real daemons of one account. Covers a start in each direction, and what the user
+// sees when joining fails.
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -71,7 +71,8 @@ TEST_F(StartTest, RestartedDaemonReachesKnownPeerAndExplainsFailures)
 
 TEST_F(StartTest, ScanFindsNewDeviceAndStopsOnInterrupt)
 {
-    // The tablet is announced but frozen, so it cannot answer. The scan also waits for the phone, which is frozen too.
+    // The tablet is announced, but it cannot answer because it is frozen. The phone is frozen too, so the scan also
+    // waits for the phone.
     ASSERT_EQ(Laptop().Stop(), 0);
     Device& tablet = world_.Add("tablet");
     tablet.Start();
@@ -119,7 +120,8 @@ TEST_F(StartTest, TenClientsAreServedWhilePeerStartsToo)
 
 TEST_F(StartTest, FailedJoinReportsWrongKey)
 {
-    // The air folder contains only a hotspot of another world, with the same name and another key.
+    // The air folder (the simulated radio) contains only the hotspot of a device in another world. This hotspot has the
+    // same name and another key.
     World other;
     Device& twin = other.Add("laptop");
     twin.Set({"hotspot.ssid=shared", "hotspot.active_at_start=true"});
@@ -128,7 +130,7 @@ TEST_F(StartTest, FailedJoinReportsWrongKey)
     ASSERT_TRUE(Eventually([&] { return std::filesystem::exists(other.Path() / "air" / record); }));
     std::filesystem::copy(other.Path() / "air" / record, world_.Path() / "air" / record);
     Phone().Set({"hotspot.ssid=shared", "hotspot.start_ms=60000"});
-    // Until the daemon has applied the change, the phone still offers its old name.
+    // Until the daemon of the phone has applied the change, the phone still offers the old name of its hotspot.
     Finished start;
     EXPECT_TRUE(Eventually([&] { return (start = Laptop().Ctl({"start", "phone"})).exitCode == 1; }));
     EXPECT_NE(start.output.find("wrong key"), std::string::npos) << start.output;

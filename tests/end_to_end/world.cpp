@@ -186,7 +186,7 @@ World::~World()
     for (const auto& [name, device] : devices_) {
         secrets_.push_back(device->HotspotKey());
     }
-    devices_.clear();  // the daemons have ended: their files are complete
+    devices_.clear();  // ends the daemons, so their files are complete
     std::ofstream(Path() / "test.log") << log_.Text();
     for (const std::string& finding : FindSecrets(Path(), secrets_)) {
         ADD_FAILURE() << finding;

@@ -1,4 +1,5 @@
-// Who may change the account: the rules for the device's own user, the access policy of a simulated device, and polkit.
+// Tests who may change the account: the rules for the user of the device, for the access policy of a simulated device,
+// and for polkit.
 #include "host/account_rights.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,5 @@
-// What doctor reports for each wrong setup of a device: one line with its advice. All other lines stay good.
+// Tests what the command doctor reports for each wrong setup of a device. It reports one bad line with advice, and all
+// other lines stay good.
 #include "host/health_checks.h"
 
 #include <gtest/gtest.h>
@@ -20,7 +21,7 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// A phone without problems that knows one other device.
+// A phone that has no problems and knows one other device.
 struct Phone {
     Phone()
     {
@@ -49,7 +50,7 @@ struct Phone {
 };
 
 struct Broken {
-    const char* line;     // the check that fails; empty: none
+    const char* line;     // the name of the check that fails; empty: no check fails
     const char* message;  // a part of the message
     const char* advice;
     std::function<void(Phone&)> breakIt;

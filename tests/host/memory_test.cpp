@@ -13,7 +13,8 @@
 namespace Vexo::Host {
 namespace {
 
-// Returns how many freed bytes the program keeps at the top of the heap, where malloc_trim(3) can return them.
+// Returns how many freed bytes the program keeps at the top of the heap. malloc_trim(3) can return such bytes to the
+// system.
 size_t FreeAtTop()
 {
     return mallinfo2().keepcost;

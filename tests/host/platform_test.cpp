@@ -1,4 +1,4 @@
-// Which platform a daemon selects, what it reports about the platform, and how it notifies the service manager.
+// Tests which platform a daemon selects, what it reports about the platform, and how it notifies the service manager.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 #include <sys/socket.h>
@@ -88,7 +88,7 @@ TEST(Platform, DaemonLogsPlatformAndSurvivesLossOfBus)
     const UniqueFd notified = ListenAsServiceManager(path);
     setenv("NOTIFY_SOCKET", path.c_str(), 1);
     EndToEnd::Process daemon({DISTNET_BIN_DIR "/distnetd", "--config", file.string()}, machine.Folder() / "daemon.log");
-    unsetenv("NOTIFY_SOCKET");  // or a dbus-daemon would send notifications too
+    unsetenv("NOTIFY_SOCKET");  // otherwise a dbus-daemon would send notifications too
     EXPECT_EQ(ReceiveFrom(notified), "READY=1\nSTATUS=linux device, listening on " +
                                          (machine.Folder() / "s" / "ipc.sock").string() + "; no link")
         << daemon.Output();

@@ -17,7 +17,7 @@ constexpr sys_seconds JOINED{std::chrono::seconds(1'800'000'000)};
 
 class RemovalEffectsTest : public ::testing::Test {
 protected:
-    // Acts as one run of the daemon with this account state.
+    // Applies the account state as a newly started daemon does.
     void Run(const Trust::AccountState& state)
     {
         RemovalEffects(folder_.Path(), [this] {

@@ -25,7 +25,7 @@ constexpr auto START_SERVICE = static_cast<uint32_t>(DistNetInterfaceCode::START
 constexpr auto RELEASE_SERVICE = static_cast<uint32_t>(DistNetInterfaceCode::RELEASE_SERVICE);
 constexpr auto START_NETWORK = static_cast<uint32_t>(DistNetInterfaceCode::START_DISTRIBUTED_NETWORK);
 
-// Uses the real service, which is linked into this program.
+// Tests with the real service, which is linked into this program.
 class ServiceClientsTest : public ::testing::Test {
 protected:
     struct Caller {
@@ -48,7 +48,7 @@ protected:
         SystemAbilityManagerClient::GetInstance().SetSystemAbilityManager(nullptr);
     }
 
-    // Sends a request without arguments. Returns its status.
+    // Sends a request that has no arguments. Returns the status of the request.
     int32_t Ask(const Caller& caller, uint32_t code, size_t replyCapacity = MAX_PARCEL_SIZE)
     {
         const CallerScope scope(Security::IdentifyCaller({caller.pid, caller.user, caller.user, {}}));
@@ -68,8 +68,8 @@ protected:
     {
         return Eventually([this] { return !IsPublished(); });
     }
-    // Returns whether the service stays loaded. Needs no waiting: a request or a process end that unloads the service
-    // returns only after the unload has been accepted.
+    // Returns true if the service stays loaded. The test need not wait: if a request or the end of a process unloads
+    // the service, the call returns only after the unload has been accepted.
     bool StaysLoaded() const { return abilities_->IsLoaded(COMM_DISTRIBUTED_NET_ABILITY_ID); }
 
     const Tests::LogCapture log_;

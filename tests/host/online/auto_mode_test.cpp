@@ -1,4 +1,4 @@
-// When automatic mode connects and disconnects this device.
+// Tests when automatic mode connects and disconnects this device.
 #include "host/online/auto_mode.h"
 
 #include <gtest/gtest.h>
@@ -77,7 +77,7 @@ TEST_F(AutoModeTest, DisconnectsWhenUsersNetworkIsBack)
         bool goesDown;
     };
     for (const Case& row : {Case{{wired}, true}, Case{{wireOnly}, true}, Case{{Scanned(1, 50), Scanned(2, 50)}, true},
-                            Case{{Scanned(0, 90), Scanned(0, 90)}, false},  // a scan from before it was online
+                            Case{{Scanned(0, 90), Scanned(0, 90)}, false},  // a scan that is older than being online
                             Case{{Scanned(1, 50), Scanned(1, 50)}, false},  // the same scan twice
                             Case{{Scanned(1, 50), Scanned(2, 49), Scanned(3, 50)}, false}}) {
         mode_.Switch(false);

@@ -1,4 +1,4 @@
-// The order in which Online tries the other devices.
+// Tests the order in which the class Online tries the other devices.
 #include "host/online/candidates.h"
 
 #include <gtest/gtest.h>
@@ -29,7 +29,8 @@ std::string Order(const std::vector<KnownDevice>& devices, const Experience& exp
 
 TEST(CandidatesTest, EachReasonOutweighsAllLaterReasons)
 {
-    // Each reason favours the second device. It must win against all reasons after it, which favour the first device.
+    // Each reason makes the device with the index better the first choice. It must win against all later reasons,
+    // although they make the other device better.
     using Change = std::function<void(std::vector<KnownDevice> & devices, Experience & experience, size_t better)>;
     const auto name = [](size_t device) { return std::string(1, "ab"[device]); };
     const Change reasons[] = {

@@ -1,4 +1,5 @@
-// Each failure of getting online has a row in docs/failures.md, and its texts name the device.
+// Each failure of getting online must have a row in docs/failures.md, and the texts of this failure must name the
+// device.
 #include "host/online/online_faults.h"
 
 #include <gtest/gtest.h>
@@ -11,7 +12,7 @@
 namespace Vexo::Host {
 namespace {
 
-// Returns the cells of each table row below the heading, without back quotes around a whole cell.
+// Returns the cells of each table row below the heading. Back quotes around a whole cell are removed.
 std::vector<std::vector<std::string>> Rows(const std::string& heading)
 {
     std::ifstream page(FAILURES_PAGE);
@@ -44,7 +45,7 @@ TEST(OnlineFaultsTest, PageListsEachFailureWithItsTexts)
         SCOPED_TRACE(row[0]);
         ASSERT_EQ(row.size(), 6U);
         const OnlineFault fault = MakeFault(code, FaultDevice{std::string(64, '0'), "phone"}, "#");
-        // Where a text depends on the case ('#'), the page shows an example.
+        // A part of the text may depend on the case. It is '#' in the message, and the page shows an example instead.
         const size_t why = fault.message.find('#');
         EXPECT_TRUE(row[2].starts_with(fault.message.substr(0, why))) << row[2] << "\n" << fault.message;
         EXPECT_TRUE(why != std::string::npos || row[2] == fault.message) << row[2];

@@ -1,4 +1,4 @@
-// What Online stores across restarts.
+// Tests what the class Online stores across restarts.
 #include "host/online/online_file.h"
 
 #include <gtest/gtest.h>

@@ -1,4 +1,4 @@
-// Getting online through other devices, from the request to the undo.
+// Tests how this device gets online through other devices, from the request until everything is undone.
 #include <gtest/gtest.h>
 
 #include "platform/wifi/station.h"
@@ -62,7 +62,7 @@ protected:
         }));
         return *answer;
     }
-    // Returns all calls except waits and leases, whose number depends on the clock.
+    // Returns all calls except waits and leases, because the number of these depends on the clock.
     Lines Calls() const
     {
         Lines calls;
@@ -86,7 +86,7 @@ TEST_F(OnlineTest, EachFailureHasItsCodeAndStepAndIsUndone)
         Code code;
         Kind step;
         std::function<void(World&)> prepare;
-        Lines undone;  // the calls after "ask phone"; empty: the phone was not asked
+        Lines undone;  // the calls that follow "ask phone"; empty: the phone was not asked
     };
     const auto fact = [](auto member, auto value) {
         return [=](World& world) { world.devices["phone"].facts.*member = value; };
@@ -288,7 +288,8 @@ TEST_F(OnlineTest, UpWaitsForOwnerAndStartDoesNot)
     Start({"phone"});
     world_->devices["phone"].refusal = SoftBus::PeerRefusal::OWNER_ASKED;
     EXPECT_EQ(Run(OnlineMode::START, {"phone"}).fault->code, Code::OWNER_ASKED);
-    // Captures no local variable by reference: the end of the test makes calls, too.
+    // This function captures no local variable by reference, because it is also called after the end of the test
+    // function.
     world_->onCall = [this, asked = 0](const std::string& call) mutable {
         asked += call == "ask phone" ? 1 : 0;
         world_->Change("phone", [asked](auto& phone) {

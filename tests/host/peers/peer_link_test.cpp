@@ -1,4 +1,4 @@
-// Requests between daemons, over a soft bus on which this device is its own peer.
+// Tests requests between daemons. They travel over a soft bus on which this device is its own peer.
 #include "host/peers/peer_link.h"
 
 #include <gtest/gtest.h>
@@ -40,7 +40,7 @@ protected:
         EXPECT_TRUE(Eventually([&] { return serveLives.expired(); })) << "a late answer would reach the next test";
         bus->Drain();
     }
-    // A lease request blocks until the gate is opened.
+    // Answers a request. For a lease request, blocks until the gate is opened.
     PeerAnswer Serve(const std::string& networkId, const PeerRequest& request)
     {
         EXPECT_EQ(networkId, LoopbackBus::PEER);

@@ -12,7 +12,7 @@ using namespace std::chrono_literals;
 using SoftBus::PeerRefusal;
 using enum SoftBus::PeerRefusal;
 
-// Noon of 2036-11-18 in a zone that is five hours behind UTC.
+// Noon on 2036-11-18 in a time zone that is five hours behind UTC.
 constexpr std::chrono::sys_seconds NOON = std::chrono::sys_days(std::chrono::year(2036) / 11 / 18) + 17h;
 const std::string PHONE(64, 'a');
 const std::string TABLET(64, 'b');

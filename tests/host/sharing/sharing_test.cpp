@@ -25,7 +25,7 @@ const std::string LAPTOP(64, 'b');
 constexpr const char* PHONE_MAC = "02:00:5e:10:00:01";
 constexpr const char* TABLET_MAC = "02:00:5e:10:00:03";
 
-// A hotspot that records the reason and the time of each closing.
+// A fake of a hotspot. It records the reason and the time whenever it is closed.
 class FakeShare : public Wifi::ShareControl {
 public:
     explicit FakeShare(const Clock& clock) : clock_(clock) {}
@@ -119,7 +119,7 @@ protected:
         }
         sharing_.reset();
     }
-    // Advances the clock until the hotspot closes. Returns the reason.
+    // Advances the clock until the hotspot closes. Returns the reason for which it was closed.
     std::string WaitForClosing()
     {
         std::string reason;

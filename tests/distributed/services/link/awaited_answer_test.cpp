@@ -17,9 +17,10 @@ TEST(AwaitedAnswerTest, LateAnswerDoesNotDecideLaterRequest)
 {
     struct Case {
         int next;
-        int ended;  // how often the late answer's session is ended
+        int ended;  // how often the session of the late answer is closed
     };
-    // A collaboration keeps its id for the next request; each soft bus session has a new one.
+    // The next request over a collaboration uses the same session id. The next request over the soft bus has a new
+    // session id.
     for (const auto& [next, ended] : {Case{SESSION + 1, 1}, Case{SESSION, 0}}) {
         AwaitedAnswer awaited;
         {
@@ -35,7 +36,7 @@ TEST(AwaitedAnswerTest, LateAnswerDoesNotDecideLaterRequest)
         }
         int ends = 0;
         std::atomic<bool> isPosted{false};
-        std::jthread handler;  // joined after the request is destroyed, since it may wait for that
+        std::jthread handler;  // joined after the request, because the thread may wait for the end of it
         {
             const Request second(awaited, next);
             handler = std::jthread([&, next = next] {

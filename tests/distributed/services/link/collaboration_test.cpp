@@ -30,7 +30,7 @@ protected:
 TEST_F(CollaborationTest, JoinsOnlyFirstAnswerOfWaitingCollaboration)
 {
     Receive(AnswerOf("unasked"), OTHER_SESSION);
-    collaboration_.StopCollaborationCondition(SESSION, HOTSPOT_FAIL_PEER);  // no request waits for it
+    collaboration_.StopCollaborationCondition(SESSION, HOTSPOT_FAIL_PEER);  // no request waits for this answer
     EXPECT_THAT(framework_->Take(), ElementsAre("unregister 8", "stop 8", "unregister 7", "stop 7"));
     framework_->onSend = [this] {
         log_.WaitFor(" SendStartHotspotMessage wait");

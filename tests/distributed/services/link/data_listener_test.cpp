@@ -10,10 +10,12 @@ using testing::HasSubstr;
 using testing::IsEmpty;
 using Tests::ResponseFrame;
 
-// Returns the result code and the fields that parsing has set: "code ssid|key|key management". "-": not set.
+// Parses the frame. Returns the result code and the fields that were set, in the form "code ssid|key|key management". A
+// "-" marks a field that was not set.
 std::string Parse(const std::string& frame)
 {
-    std::vector<unsigned char> bytes(frame.begin(), frame.end());  // exact size: a sanitizer reports a read beyond it
+    // The size is exact, so that a sanitizer reports a read beyond the frame.
+    std::vector<unsigned char> bytes(frame.begin(), frame.end());
     Wifi::WifiDeviceConfig config;
     config.ssid = config.preSharedKey = config.keyMgmt = "-";
     const int32_t code = DataListener::GetInstance()->ParseStartHotspotResponseMessage(

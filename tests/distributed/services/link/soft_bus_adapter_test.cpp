@@ -14,7 +14,7 @@ const std::string PEER(64, 'a');
 
 class SoftBusAdapterTest : public LinkTest {
 protected:
-    // Delivers the opened callback once the opener waits, as a slow soft bus would.
+    // Calls OnSessionOpened only after the opening thread has begun to wait, as a slow soft bus does.
     void AnswerOpenWith(int result)
     {
         softBus_->onOpen = [this, result] {
@@ -75,7 +75,7 @@ TEST_F(SoftBusAdapterTest, SecondWaitForSameSessionFailsAtOnce)
 
 TEST_F(SoftBusAdapterTest, RequestReturnsPostedResultAndIgnoresLateAnswer)
 {
-    adapter_->CloseSessionCondition(SESSION, 0);  // an answer that is too late: no request waits
+    adapter_->CloseSessionCondition(SESSION, 0);  // this answer is too late, because no request waits
     softBus_->onSend = [this] {
         log_.WaitFor(" SendStartHotspotMessage wait result");
         adapter_->CloseSessionCondition(SESSION, HOTSPOT_FAIL_ADD_CONFIG);

@@ -1,4 +1,4 @@
-// DistNetService: start, release, the replies of its stub, and queries that fail or are answered late.
+// Tests DistNetService: start, release, the replies of its stub, and queries that fail or are answered late.
 #include <cstring>
 
 #include "distributed/services/service/distnet_service.h"
@@ -19,7 +19,8 @@ using namespace Tests;
 class ServiceTest : public testing::Test {
 protected:
     ~ServiceTest() override { service_.OnStop(); }
-    // Also waits for the start-up task, so that it does not log into the next test's capture.
+    // Starts the service and waits for its start-up task, because this task must not log into the next test's
+    // LogCapture.
     void Start()
     {
         service_.OnStart();
@@ -34,7 +35,7 @@ protected:
 
 class DistNetServiceTest : public ServiceTest {
 protected:
-    // Sends a request as a process with every right. Returns the reply.
+    // Sends a request as a process that has every permission. Returns the reply.
     std::unique_ptr<MessageParcel> Send(DistNetInterfaceCode request)
     {
         const CallerScope caller(Security::IdentifySelf());
@@ -144,7 +145,7 @@ TEST_F(QueryTest, BssidComesFromFirstStoredNetwork)
     EXPECT_NE(text.find("\"02:00:5e:10:00:01\""), std::string::npos) << text;
 }
 
-// Stores the callback of a radio query, which the test answers later.
+// A fake of the telephony service. It stores the callback of a radio query and does not answer. The test answers later.
 class SilentCore : public IPCObjectStub, public Telephony::ICoreService {
 public:
     sptr<Telephony::INetworkSearchCallback> asked;

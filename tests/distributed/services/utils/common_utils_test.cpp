@@ -17,7 +17,7 @@ using CommonUtils::CheckPermissionWithCache;
 constexpr const char* GRANTED = "test.permission.GRANTED";
 constexpr const char* OTHER = "test.permission.OTHER";
 
-// Users in the access policy of the test.
+// The users that the access policy of this test names.
 enum User : uid_t { BASIC = 70002, CORE = 70003 };
 
 class PermissionTest : public testing::Test {

@@ -57,7 +57,7 @@ TEST(FfrtUtilsTest, DestroyedLocksDoNotBlock)
     auto& [mutex, condition] = *new (storage) Locks;
     EXPECT_TRUE(mutex.TryLock());
     std::destroy_at(reinterpret_cast<Locks*>(storage));
-    mutex.Lock();  // must not block: a destroyed mutex no longer uses its lock
+    mutex.Lock();  // must not block, because a destroyed mutex no longer uses its lock
     EXPECT_FALSE(mutex.TryLock());
     mutex.Unlock();
     condition.NotifyAll();

@@ -1,5 +1,5 @@
-// The awareness subsystem: AwarenessCenterManager, and the source that turns common events into callbacks
-// (registration, masks, current states and events).
+// Tests AwarenessCenterManager and SystemAwareness, which turns common events into calls of its listeners. Covers
+// registration, event masks, current states and events.
 #include "distributed/services/converged/awareness/awareness_services.h"
 
 #include <gmock/gmock.h>
@@ -43,7 +43,7 @@ CommonEventData Connectivity(int32_t netType, int32_t connState)
     return CommonEventData(want.SetParam(CommonEventSupport::NET_TYPE_PARAMETER, netType), connState);
 }
 
-// Records each callback in a trail, as one word and its numbers. Any thread.
+// Records each callback in a trail as one word and its numbers, such as "net 1 3". Any thread may call it.
 class RecordingListener : public NetManagerStandard::AwarenessCenterCallback, public Trail<std::string> {
 public:
     void OnScreenStateChanged(bool isScreenOn, std::shared_ptr<AppExecFwk::EventRunner>) override
@@ -57,7 +57,7 @@ public:
     void OnBatteryLowChanged(bool isLow) override { Add(isLow ? "battery low" : "battery fine"); }
 };
 
-// Keeps the subscribers. Accepts or refuses subscriptions as the test sets.
+// A fake of the common-event service. It stores its subscribers, and accepts subscriptions only if isAccepting is true.
 class EventService : public IPCObjectStub, public EventFwk::ICommonEventService {
 public:
     bool isAccepting = true;
@@ -101,7 +101,7 @@ TEST_F(SystemAwarenessTest, NewRegistrationReplacesMaskAndMayReportCurrentState)
     source->AddCallback(listener, 0x100, false);
     source->AddCallback(listener, 0xc00, true);
     EXPECT_THAT(listener->Take(), ElementsAre("battery fine"));
-    source->AddCallback(listener, 0x800, false);  // the source offers none of these events: the earlier mask stays
+    source->AddCallback(listener, 0x800, false);  // the source does not offer this event, so the earlier mask stays
     source->RemoveCallback(std::make_shared<RecordingListener>());
     source->HandleSystemEvent(Event(CommonEventSupport::COMMON_EVENT_SCREEN_ON));
     source->HandleSystemEvent(Event(CommonEventSupport::COMMON_EVENT_BATTERY_LOW));
@@ -206,7 +206,7 @@ TEST(AwarenessCenterManagerTest, SubscribesAgainWhenEventServiceReturns)
         registry.manager->RemoveSystemAbility(COMMON_EVENT_SERVICE_ID);
         ASSERT_TRUE(log.WaitFor(settled, 2 * arrivals));
     }
-    manager->InitSubAwarenessInstance();  // replaces the source, which is destroyed while there is a registry
+    manager->InitSubAwarenessInstance();  // destroys the earlier source while there is a registry
 }
 
 }  // namespace

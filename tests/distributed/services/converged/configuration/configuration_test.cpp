@@ -1,4 +1,4 @@
-// What the service reads from its product files: settings of device types, numbers, sizes and paths.
+// Tests what the service reads from its product files: settings of device types, numbers, sizes and paths.
 #include <fcntl.h>
 #include <gtest/gtest.h>
 
@@ -10,8 +10,9 @@
 #include "platform/base/unique_fd.h"
 #include "tests/support/temp_folder.h"
 
-// Records whole call stacks of allocations, although the library's frames have no frame pointers: the leak that the
-// loader has by contract is identified by the caller's name (tests/support/lsan.supp).
+// This option makes the sanitizer record the whole call stack of each allocation, although the library has no frame
+// pointers. The configuration loader leaks by contract, and the name of a caller in the stack identifies this leak
+// (tests/support/lsan.supp).
 extern "C" const char* DefaultOptions() __asm__("__asan_default_options");
 const char* DefaultOptions()
 {

@@ -1,4 +1,4 @@
-// How DecisionCenter reacts to screen events, on a real event runner.
+// Tests how DecisionCenter reacts to screen events. It uses a real event runner.
 #include "distributed/services/converged/decision/src/decision_center.h"
 
 #include <gtest/gtest.h>
@@ -32,7 +32,7 @@ using NetManagerStandard::DecisionCenter;
 
 const std::string CLOSED = " Close net share.";
 
-// Sets the settings of device type "default". A time of 0 means none.
+// Sets the settings of the device type "default". If closeTimeMs is 0, no time is set.
 void Configure(const std::string& isUse, const std::string& isProvide, int64_t closeTimeMs)
 {
     const std::string caps = R"([{"type": "default", "use_network": )" + isUse + R"(, "provide_network": )" +
@@ -47,7 +47,7 @@ void Configure(const std::string& isUse, const std::string& isProvide, int64_t c
 class DecisionCenterTest : public testing::Test {
 protected:
     void Screen(bool isOn) { center->OnScreenStateChanged(isOn, runner); }
-    // Blocks until all events due within this delay have run.
+    // Blocks until the runner has run all events that become due within this delay.
     void RunUntil(std::chrono::milliseconds delay)
     {
         std::promise<void> reached;
@@ -87,7 +87,7 @@ TEST_F(DecisionCenterTest, ScreenOnKeepsScheduledEvents)
         Screen(false);
         Configure("true", isProvideThen, 1);
         Screen(true);
-        // The event of a destroyed center has no effect.
+        // An event that a destroyed DecisionCenter has scheduled must have no effect.
         std::make_shared<DecisionCenter>()->OnScreenStateChanged(false, runner);
         release.set_value();
         RunUntil(2ms);
