@@ -29,7 +29,7 @@ constexpr size_t LARGEST_SENT_JSON = 46075;
 struct Outcome {
     int32_t code;
     std::string events;  // all events of the laptop, one per line; @ stands for the anonymised id of the peer
-    std::string laptop;  // all error lines of the laptop, each followed by |
+    std::string laptop;  // all error lines of the laptop, with a | after each
     std::string phone = "";
 };
 

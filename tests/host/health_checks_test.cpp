@@ -31,7 +31,7 @@ struct Phone {
         facts.configuration.ipcSocket = folder.Path() / "ipc.sock";
         socket = std::move(Ipc::ListenOn(facts.configuration.ipcSocket, 0666).value());
         facts.networkId = Trust::LoadIdentity(folder.Path() / "identity").value().networkId;
-        facts.serviceLibrary = folder.Path() / Simulated::DEVICE_STATE_FILE;  // any readable file
+        facts.serviceLibrary = folder.Path() / Simulated::DEVICE_STATE_FILE;  // any file that can be read
         facts.devices.emplace({SoftBus::Node{"ab", "", "laptop", 0, true, 0}});
         registry.Add<Tests::FakeWifiDevice>(WIFI_DEVICE_SYS_ABILITY_ID);
         registry.Add<Tests::FakeWifiHotspot>(WIFI_HOTSPOT_SYS_ABILITY_ID);

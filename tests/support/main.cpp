@@ -18,7 +18,7 @@ int main(int argc, char** argv)
     std::cout.flush();
     std::fflush(nullptr);
 #ifdef __SANITIZE_ADDRESS__
-    __lsan_do_leak_check();  // ends the process with its own code when it finds one
+    __lsan_do_leak_check();  // if there is a leak, ends the process with an error code
 #endif
     _exit(failed);
 }

@@ -78,7 +78,7 @@ public:
         added_.wait_for(lock, WAIT_LIMIT, [&] { return values_.size() >= count; });
         return values_;
     }
-    // Returns and removes all values.
+    // Removes all values from the trail and returns them.
     std::vector<T> Take()
     {
         const std::lock_guard lock(mutex_);

@@ -50,7 +50,7 @@ public:
 private:
     enum class Stage { IDLE, ASKED, CLAIMED };
 
-    Mutex turnMutex_;     // held during a whole request; locked before hotspotMutex_
+    Mutex turnMutex_;     // held during a whole request, and locked before hotspotMutex_
     Mutex hotspotMutex_;  // held during a whole request, except in WaitForResult
     CondVar hotspotCondition_;
     Stage stage_ GUARDED_BY(hotspotMutex_) = Stage::IDLE;

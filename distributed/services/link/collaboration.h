@@ -68,12 +68,13 @@ private:
     Collaboration();
     ~Collaboration();
 
-    // Sends the request and blocks until its result is posted or COLLABORATION_ANSWER_WAIT has passed.
+    // Sends the start-hotspot request. Blocks until the result of this request is posted, for at most
+    // COLLABORATION_ANSWER_WAIT.
     int32_t RequestHotspot(int sessionId) REQUIRES(receiverMutex_);
 
     AwaitedAnswer hotspotAnswer_;
 
-    // Held during a whole request, except while the request waits for the peer's receiver.
+    // This mutex is held during a whole request, except while the request waits for the peer's receiver.
     Mutex receiverMutex_;
     CondVar receiverCondition_;
     // This mutex guards only receiverReady_. StopCollaboration must not lock receiverMutex_, because the handler of an

@@ -22,14 +22,14 @@ enum MESSAGE_TYPE : int {
 inline constexpr uint32_t MAX_SEND_MESSAGE_SIZE = 46080;  // largest response that is sent, in bytes
 inline constexpr uint32_t MIN_RECEIVED_MESSAGE_SIZE = 3;
 inline constexpr uint32_t MAX_RECEIVED_MESSAGE_SIZE = 4 * 1024 * 1024;
-inline constexpr uint32_t MESSAGE_TYPE_START_HOTSPOT_RESPONSE_LENGTH = 5;  // bytes of type and length
+inline constexpr uint32_t MESSAGE_TYPE_START_HOTSPOT_RESPONSE_LENGTH = 5;  // bytes of the type and the length field
 
 struct FreeMessageBytes {
     void operator()(uint8_t* bytes) const { std::free(bytes); }
 };
 using MessageBytes = std::unique_ptr<uint8_t[], FreeMessageBytes>;
 
-// Allocates size bytes, all zero. Returns null if memory is short.
+// Allocates size bytes, which are all zero. Returns null if memory is short.
 MessageBytes ZeroedBytes(size_t size);
 
 struct MessageTlvHelloRequest {

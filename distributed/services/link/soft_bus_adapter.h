@@ -22,10 +22,10 @@ namespace Vexo::NetManagerStandard {
 inline constexpr const char* PKG_NAME = "vexo.communication.network_connectivity_ext";
 inline constexpr const char* SESSION_NAME = "vexo.communication.network_connectivity_ext.distributed";
 inline constexpr size_t MSG_MAX_SIZE = 46080;                        // the longest string that SendSoftBusStr sends
-inline constexpr std::chrono::seconds SESSION_OPEN_WAIT{10};         // longest wait for the opened callback
+inline constexpr std::chrono::seconds SESSION_OPEN_WAIT{10};         // longest wait until a session is open
 inline constexpr std::chrono::seconds START_HOTSPOT_ANSWER_WAIT{3};  // longest wait for the answer after sending
 
-// Waits for the result of opening one session. A soft bus thread delivers the result, at most once.
+// Waits for the result of opening one session. A soft bus thread delivers this result at most once.
 class PendingSession {
 public:
     // Blocks until the result is delivered, for at most SESSION_OPEN_WAIT. Returns true if the session was opened in
@@ -58,7 +58,7 @@ public:
     int32_t OpenSoftBusSession(const std::string& deviceId, int& sessionId);
     int32_t OpenSoftBusSession(const std::string& networkId, std::string sessionName, const SessionAttribute* attr,
                                int& sessionId);
-    // Does not block. Always returns 0.
+    // Closes the session. Does not block. Always returns 0.
     int32_t CloseSoftBusSession(int sessionId);
 
     // Registers a wait for the result of opening the session, and blocks until this result is delivered, for at most
@@ -97,7 +97,7 @@ private:
     // The callbacks of the session server. They do not change after construction.
     ISessionListener sessionListener_{};
 
-    SharedMutex pendingMutex_;  // always locked exclusively; never held while waiting
+    SharedMutex pendingMutex_;  // only locked exclusively, and not held during a wait
     std::map<int32_t, std::shared_ptr<PendingSession>> pendingSessions_ GUARDED_BY(pendingMutex_);
 
     AwaitedAnswer hotspotAnswer_;

@@ -62,7 +62,7 @@ public:
     // collaboration (link/collaboration.h) instead of a soft bus session. The remote interface has no request for this
     // function, so only code in the service's process can call it. Blocks for at most about 25 s.
     int32_t CollaborationStartDisNet(const std::string& networkId);
-    // Only logs and returns 0. The peer closes its hotspot by its own rules.
+    // StopDistributedNetwork only logs and returns 0. The peer closes its hotspot by its own rules.
     int32_t StopDistributedNetwork(int32_t, int32_t, const std::string& networkId) override;
 
     // Fills deviceList with the trusted devices that are online. Returns 0; DISTNET_ERR_GENERAL if the service is not
@@ -80,7 +80,7 @@ public:
     int32_t GetHotspotName(cJSON* root);
     int32_t GetCurrentBssid(cJSON* root);
 
-    // Returns whether the radio of a SIM slot is on. Blocks until the answer arrives, for at most RADIO_STATE_WAIT.
+    // Returns true if the radio of a SIM slot is on. Blocks until the answer arrives, for at most RADIO_STATE_WAIT.
     // Returns false also if the query fails or times out.
     bool IsRadioOn(int32_t slotId);
 
@@ -92,10 +92,10 @@ public:
     // Runs when EVENT_STOP_DISTRIBUTED_NETWORK (distnet_event_handler.h) arrives. Releases the network path.
     void HandleStopDistributedNetwork();
 
-    // Logs code and msg and returns 0. Ignores the third argument.
+    // Logs the error code and the text msg, and returns 0. Ignores the third argument.
     int32_t ReportError(int32_t code, const std::string& msg, bool);
-    // Returns the message for the event about a failed hotspot exchange, and sets eventCode. The message for
-    // HOTSPOT_FAIL_PEER (-97, the peer could not open its hotspot) reads "save wlan error".
+    // Returns the message for the event about a failed hotspot exchange, and sets eventCode to the code for this event.
+    // For HOTSPOT_FAIL_PEER (the peer could not open its hotspot), the message contains "save wlan error".
     std::string ErrCodeTransToMsg(int32_t errCode, int32_t& eventCode);
 
 private:

@@ -95,7 +95,7 @@ bool IsCellularDataOn()
     return enabled;
 }
 
-// Returns false if the hotspot name is not available (logged).
+// Sets ssid to the name of this device's hotspot. Returns false if the name is not available (logged).
 bool ReadHotspotName(std::string& ssid)
 {
     const std::shared_ptr<Wifi::WifiHotspot> hotspot = Wifi::WifiHotspot::GetInstance(WIFI_HOTSPOT_SYS_ABILITY_ID, 0);

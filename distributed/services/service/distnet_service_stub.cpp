@@ -188,7 +188,7 @@ int32_t DistNetServiceStub::OnGetRemoteDeviceInfo(MessageParcel& data, MessagePa
     if (GetRemoteDeviceInfo(items, result) != DISTNET_SUCCESS) {
         NETMGR_EXT_LOGE(" GetRemoteDeviceInfo fail");
     }
-    // The reply has no result code: the text is empty if the query failed.
+    // The reply contains only the text and no result code. The text is empty if the query failed.
     return reply.WriteString(result) ? DISTNET_SUCCESS : DISTNET_ERR_WRITE_REPLY;
 }
 

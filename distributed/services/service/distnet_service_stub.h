@@ -26,13 +26,13 @@ public:
     int OnRemoteRequest(uint32_t code, MessageParcel& data, MessageParcel& reply, MessageOption& option) override;
 
 protected:
-    // Returns true if any process has sent a request and has not released the service since.
+    // Returns true if a process has sent a request and has not released the service after that.
     bool HasClients();
 
 private:
     struct PermissionAndUid {
         std::set<std::string> permissions;
-        std::set<uint32_t> uids;  // not checked
+        std::set<uint32_t> uids;  // the service does not check these
     };
     using RequestHandler = int32_t (DistNetServiceStub::*)(MessageParcel& data, MessageParcel& reply);
 

@@ -75,7 +75,8 @@ std::string GetAnonymousStr(const std::string& input)
     for (const char byte : input) {
         text += std::to_string(static_cast<int8_t>(byte));
     }
-    // If the text has fewer than six characters, the position wraps around and replace throws std::out_of_range.
+    // If the text has fewer than six characters, the subtraction gives a huge position and replace throws
+    // std::out_of_range.
     return text.replace(text.size() - MASKED_LENGTH, MASKED_LENGTH, STRING_MASK);
 }
 

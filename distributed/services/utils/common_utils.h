@@ -22,8 +22,8 @@ bool CheckPermissionWithCache(const std::string& strPermission);
 // fewer than six characters.
 std::string GetAnonymousStr(const std::string& input);
 
-// Returns the first and last five characters with "**" between them, or "***" if deviceId has fewer than ten
-// characters.
+// Returns the first five and the last five characters with "**" between them. Returns "***" if deviceId has fewer than
+// ten characters.
 std::string GetAnonymousDeviceID(const std::string& deviceId);
 
 // Returns the parts of str that separators divide. An empty last part is left out, so "a,b," gives two parts. The

@@ -7,13 +7,13 @@ namespace Vexo::NetManagerStandard {
 
 enum DistNetResult : int32_t {
     DISTNET_SUCCESS = 0,
-    DISTNET_ERR_PERMISSION_DENIED = 201,  // caller not a system application, or a required permission missing
+    DISTNET_ERR_PERMISSION_DENIED = 201,  // the caller is no system application, or lacks a permission
     DISTNET_ERR_REPLY_REFUSAL = 301,      // the error code could not be written to the reply
     DISTNET_ERR_INVALID_FRAME = 401,      // a link message is too short or too long
-    DISTNET_ERR_GENERAL = 2200003,        // such as: service not running, peer of another account
+    DISTNET_ERR_GENERAL = 2200003,        // such as "the service is not running"
     DISTNET_ERR_NO_DEVICE = 1004500001,   // the trusted device list is empty
     DISTNET_ERR_COLLABORATION_START = 1004500002,
-    DISTNET_ERR_LINK = 1004500003,         // session could not be opened, or the hotspot request failed
+    DISTNET_ERR_LINK = 1004500003,         // no session could be opened, or the hotspot request failed
     DISTNET_ERR_READ_DATA = 1004500103,    // a request's arguments could not be read
     DISTNET_ERR_WRITE_REPLY = 1004500105,  // a reply value could not be written
     DISTNET_ERR_DESCRIPTOR_MISMATCH = 1004500108,
@@ -22,7 +22,7 @@ enum DistNetResult : int32_t {
     DISTNET_ERR_CONFIGURATION_CENTER = 1004500113,
     DISTNET_ERR_MESSAGE_COPY = 1004500114,
     DISTNET_ERR_MESSAGE_JSON = 1004500115,
-    DISTNET_ERR_HOTSPOT_TIMEOUT = 1004500116,  // the start-hotspot request was not answered in time
+    DISTNET_ERR_HOTSPOT_TIMEOUT = 1004500116,  // no answer to the start-hotspot request in time
     DISTNET_ERR_RESPONSE_BUFFER = 1004500117,  // no memory for a response on the collaboration channel
     DISTNET_ERR_SESSION_SERVER = 1004500121,
     DISTNET_ERR_OPEN_SESSION = 1004500122,

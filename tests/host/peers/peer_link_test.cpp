@@ -95,7 +95,7 @@ TEST_F(PeerLinkTest, RequestsShareOneSessionThatClosesWhenIdle)
 TEST_F(PeerLinkTest, DeadKeptSessionIsReplacedWithinTimeLimit)
 {
     ASSERT_TRUE(Ask(FactsRequest{}));
-    bus->Break(2);  // the next request detects this
+    bus->Break(2);  // the next request detects the closed session
     EXPECT_TRUE(Ask(FactsRequest{}));
     bus->lastMute = 5;  // bytes of the kept session are lost without an error
     const auto began = Clock::System().Now();

@@ -86,7 +86,7 @@ public:
     }
     void SetListener(std::function<void()> /*changed*/) override {}
 
-    Network::Uplink uplink;  // set before Start
+    Network::Uplink uplink;  // a test sets this before Start()
     std::atomic<uint8_t> percent{80};
 };
 

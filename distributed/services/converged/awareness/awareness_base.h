@@ -30,7 +30,7 @@ public:
     virtual void Subscribe() = 0;
     virtual void UnSubscribe() = 0;
 
-    // Adds an event to those that the source offers.
+    // Adds an event to the events that this source offers.
     void AddAwareEventsToSet(int32_t event);
     // Sets the function that reports the current state of an event to a listener. Does nothing if the event already has
     // a function.
@@ -48,7 +48,7 @@ public:
     void NotifyOnFirstRegister(const std::shared_ptr<AwarenessCenterCallback>& callback, int32_t events);
 
 protected:
-    // Runs func for every listener that is registered for the event.
+    // Calls the function func for every listener that is registered for the event.
     void NotifyListeners(int32_t event, const NotifyFunc& func);
 
 private:
@@ -57,7 +57,7 @@ private:
         REQUIRES(awareMutex_);
 
     Mutex awareMutex_;
-    // Maps each listener to its filtered mask.
+    // Maps each listener to the events for which it is registered.
     std::map<std::shared_ptr<AwarenessCenterCallback>, int32_t> callbackMap_ GUARDED_BY(awareMutex_);
     std::set<int32_t> awareEventSet_ GUARDED_BY(awareMutex_);
     std::unordered_map<int32_t, NotifyFunc> notifyNowFuncMap_ GUARDED_BY(awareMutex_);

@@ -25,11 +25,12 @@ public:
     // returns. Returns 0, or DISTNET_ERR_AWARENESS_ARGUMENT if the mask is below 1 or callback is null.
     virtual int32_t Listen(const std::shared_ptr<AwarenessCenterCallback>& callback, int32_t events,
                            bool isNotifyNow) = 0;
-    // Returns 0, or DISTNET_ERR_AWARENESS_ARGUMENT if callback is null. After UnListen returns, the listener is not
-    // called any more.
+    // Removes the listener. After the call returns, the listener is not called any more. Returns 0, or
+    // DISTNET_ERR_AWARENESS_ARGUMENT if callback is null.
     virtual int32_t UnListen(const std::shared_ptr<AwarenessCenterCallback>& callback) = 0;
 
-    // Does not block. Returns 0, or DISTNET_ERR_NO_NET_INFO before InitAwarenessCenter.
+    // Sets info to the current connection states. Does not block. Returns 0, or DISTNET_ERR_NO_NET_INFO before
+    // InitAwarenessCenter.
     virtual int32_t GetCurrentNetInfo(NetInfo& info) = 0;
 
     static std::shared_ptr<AwarenessCenterInterface> GetInstance();

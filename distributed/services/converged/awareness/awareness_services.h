@@ -45,7 +45,7 @@ public:
     void InitSysEventsSet();
 
 private:
-    // Prevents a queued event from calling a source that was destroyed.
+    // EventGate prevents a queued event from calling a source that was destroyed.
     class EventGate;
     using EventHandle = void (SystemAwareness::*)(const EventFwk::CommonEventData&);
 

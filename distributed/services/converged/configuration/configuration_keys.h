@@ -1,4 +1,5 @@
-// The paths of the device and scenario files below the configuration-policy roots, and the keys in these files.
+// The paths of device.json and scenario.json below the folders of the configuration policy, and the keys in these
+// files.
 #pragma once
 
 namespace Vexo::NetManagerStandard {

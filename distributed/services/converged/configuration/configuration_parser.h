@@ -43,8 +43,8 @@ public:
     bool GetDeviceNetOffTime(const std::string& deviceType, int& netOffTime);
 
 private:
-    std::unordered_map<std::string, std::shared_ptr<const DeviceConfigInfo>> deviceInfoConf_;  // by device type
-    std::unordered_map<std::string, int32_t> scenarioInfoConf_;                                // by device type
+    std::unordered_map<std::string, std::shared_ptr<const DeviceConfigInfo>> deviceInfoConf_;  // key: device type
+    std::unordered_map<std::string, int32_t> scenarioInfoConf_;                                // key: device type
 };
 
 }  // namespace Vexo::NetManagerStandard

@@ -1,4 +1,5 @@
-// LinkTest: a fixture for the service's side of the link, with a fake soft bus and a fake Wi-Fi.
+// LinkTest: the base class of tests of the service's soft bus sessions. It uses a fake soft bus and a fake Wi-Fi
+// device.
 #pragma once
 
 #include <gmock/gmock.h>
@@ -19,7 +20,7 @@ inline const std::string CLOSE = "close 7";
 inline const std::string DROPPED = " hotspot answer dropped: no request waits for it, sessionId = ";
 inline const std::string REQUEST("\x03\x02\x00", 3);
 
-// Returns the frame of a peer's success answer.
+// Returns the frame with which a peer answers after success.
 inline std::string AnswerOf(const std::string& ssid)
 {
     return Tests::ResponseFrame(R"({"RES": 0, "SSID": ")" + ssid + R"("})");

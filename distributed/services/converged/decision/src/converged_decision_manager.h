@@ -13,7 +13,7 @@ public:
     void Init();
     void InnerInitFirstStage();
 
-    // DeInit and InnerDeInit do nothing: the decision center lives as long as the process.
+    // DeInit and InnerDeInit do nothing, because the decision center lives as long as the process.
     void DeInit();
     void InnerDeInit();
 

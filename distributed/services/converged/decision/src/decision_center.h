@@ -23,7 +23,8 @@ public:
     ~DecisionCenter() override = default;
 
     // The first call initializes the configuration center and the awareness center, and registers this object as a
-    // listener. Blocks on the disk. Always returns 0; failures are logged.
+    // listener. Further calls do nothing. The first call blocks while files are read. Always returns 0. Failures are
+    // logged.
     int32_t InitDecisionCenter();
 
     void OnScreenStateChanged(bool isScreenOn, std::shared_ptr<AppExecFwk::EventRunner> runner) override;

@@ -150,7 +150,7 @@ TEST_F(SystemAwarenessTest, QueuedEventIsDroppedWhenSourceIsDestroyed)
     source->AddCallback(listener, ALL_EVENTS, false);
     for (const size_t heard : {size_t{1}, size_t{0}}) {
         service->subscribers.at(0)->OnReceiveEvent(Connectivity(1, 3));
-        FFRTUtils::SubmitTaskSync([] {});  // also waits for the event's task
+        FFRTUtils::SubmitTaskSync([] {});  // also waits for the task of the event
         EXPECT_EQ(listener->Take().size(), heard);
         source.reset();
     }
