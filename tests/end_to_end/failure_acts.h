@@ -42,12 +42,13 @@ int32_t Start(Stage& stage);
 Act TabletAnswers(const std::string& frame, Lacks lacks = Lacks::NOTHING);
 
 // The laptop asks the phone for its hotspot, which starts the service of the phone. Then a tablet sends this message
-// and a start-hotspot request to the phone. If waits is false, the tablet closes the session and does not wait for the
-// answer.
+// and a start-hotspot request to the phone. If the parameter waits is false, the tablet closes the session and does not
+// wait for the answer.
 Act TabletSends(const std::string& message, bool waits = true);
 
-// The laptop asks the phone for its hotspot, and the signal kills or freezes the device with this name. If isServing is
-// true, the signal is sent when the phone has begun to serve the request, otherwise before the request.
+// The laptop asks the phone for its hotspot, and the signal kills or freezes the device with the given name. If
+// isServing is true, the signal is sent when the phone has begun to serve the request. Otherwise the signal is sent
+// before the request.
 Act StartWhile(const char* device, int signal, bool isServing);
 
 // The laptop runs collaboration_daemon and asks for a hotspot over the data channel of a collaboration. If isTablet is

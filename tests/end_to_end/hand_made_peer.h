@@ -32,8 +32,8 @@ public:
 
     // Sets the frame with which this peer answers each message. Before this call, it answers nothing.
     void AnswerWith(const std::string& frame);
-    // Opens a session to a device and sends the messages. Returns the first answer. If waits is false, returns an empty
-    // text at once.
+    // Opens a session to a device and sends the messages. Returns the first answer. If the parameter waits is false,
+    // returns an empty text at once.
     std::string Ask(const std::string& networkId, const std::vector<std::string>& messages, bool waits = true);
     // Opens a session to a device, sends the message and waits until the device closes the session.
     void SendUntilClosed(const std::string& networkId, const std::string& message);

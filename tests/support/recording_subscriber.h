@@ -37,7 +37,7 @@ public:
         held_.wait(true);
     }
 
-    // After Hold(true), OnReceiveEvent blocks until Hold(false).
+    // Hold(true) makes OnReceiveEvent block until Hold(false) is called.
     void Hold(bool held)
     {
         held_ = held;

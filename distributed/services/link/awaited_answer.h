@@ -33,18 +33,18 @@ public:
         const MutexLock lock_;
     };
 
-    // Call it on the thread that created the Request. Blocks until the result of this request is posted. Returns no
-    // value if no result was posted within the given time.
+    // WaitForResult must be called on the thread that created the Request. Blocks until the result of this request is
+    // posted. Returns no value if no result was posted within the given time.
     std::optional<int32_t> WaitForResult(std::chrono::milliseconds limit) REQUIRES(hotspotMutex_);
 
-    // Call it when an answer has arrived on the session. Returns true if a request waits on this session and the answer
-    // is the first one. The caller must then act on the answer and call Post once. Returns false (logged) for every
-    // other answer, and the caller must ignore this answer.
+    // Claim must be called when an answer has arrived on the session. Returns true if a request waits on this session
+    // and the answer is the first one. The caller must then act on the answer and call Post once. Returns false
+    // (logged) for every other answer. The caller must ignore such an answer.
     bool Claim(int sessionId) EXCLUDES(hotspotMutex_);
 
-    // Calls the function end with hotspotMutex_ held; this function must close the session. Then gives the result to
-    // the request that waits on the session. If the request that claimed the answer has ended, drops the result. In
-    // that case the session is closed only if no newer request waits on the same session.
+    // Calls the function end, which must close the session, while hotspotMutex_ is held. Then gives the result to the
+    // request that waits on the session. If the request that claimed the answer has ended, drops the result. In that
+    // case the session is closed only if no newer request waits on the same session.
     void Post(int sessionId, int32_t result, const std::function<void()>& end) EXCLUDES(hotspotMutex_);
 
 private:

@@ -43,8 +43,8 @@ public:
     // Unregisters the data callback and stops the collaboration. Does not block. Returns 0, or the framework's code if
     // one of these two steps fails.
     int32_t StopCollaboration(int sessionId);
-    // Call it when an answer has arrived on the collaboration. Returns true if a request waits on this collaboration
-    // and the answer is the first one. The caller must then act on the answer and pass the result to
+    // ClaimAnswer must be called when an answer has arrived on the collaboration. Returns true if a request waits on
+    // this collaboration and the answer is the first one. The caller must then act on the answer and pass the result to
     // StopCollaborationCondition. Blocks while a request is being sent.
     bool ClaimAnswer(int sessionId);
     // Stops the collaboration and posts the result to the request that waits on this collaboration

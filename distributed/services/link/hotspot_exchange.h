@@ -17,14 +17,15 @@ struct PreparedAnswer {
     Wifi::HotspotConfig config;
 };
 
-// The serving device calls this function. It opens its hotspot if it is closed, and reads the hotspot's configuration.
-// In the returned answer, json is null if memory is short or this device has no hotspot service.
+// The serving device calls PrepareAnswer. The function opens the hotspot of this device if the hotspot is closed, and
+// reads the hotspot's configuration. In the returned answer, json is null if memory is short or this device has no
+// hotspot service.
 PreparedAnswer PrepareAnswer();
 // PrintSuccessAnswer and PrintFailureAnswer add the members of an answer to json and return its text.
 std::string PrintSuccessAnswer(cJSON* json, const Wifi::HotspotConfig& config);
 std::string PrintFailureAnswer(cJSON* json, int32_t result);
 
-// The requesting device calls this function. It adds the Wi-Fi configuration and starts to connect. Returns 0,
+// The requesting device calls JoinHotspot. The function adds the Wi-Fi configuration and starts to connect. Returns 0,
 // HOTSPOT_FAIL_ADD_CONFIG (logged) or HOTSPOT_FAIL_CONNECT (logged). Returns 0 also if this device has no Wi-Fi
 // service.
 int32_t JoinHotspot(const Wifi::WifiDeviceConfig& config);

@@ -71,9 +71,9 @@ public:
     // Removes the wait that StartPending has registered.
     void StopPending(int sessionId);
 
-    // The three send functions queue bytes on a session and do not block. They return 0 or DISTNET_ERR_SEND.
-    // SendSoftBusStr also sends the terminating NUL. If the soft bus refuses these bytes, SendSoftBusStr returns the
-    // code of the soft bus.
+    // SendSoftBusBytes, SendSoftBusStr and SendHelloMessage queue bytes on a session and do not block. They return 0 or
+    // DISTNET_ERR_SEND. SendSoftBusStr also sends the terminating NUL. If the soft bus refuses these bytes,
+    // SendSoftBusStr returns the code of the soft bus.
     int32_t SendSoftBusBytes(int sessionId, const void* data, int len);
     int32_t SendSoftBusStr(int sessionId, std::string& msg);
     int32_t SendHelloMessage(int sessionId);
@@ -82,9 +82,9 @@ public:
     // Only one request runs at a time, so other callers wait. Returns the posted result. If sending fails or the answer
     // takes too long, closes the session and returns DISTNET_ERR_SEND or DISTNET_ERR_HOTSPOT_TIMEOUT.
     int32_t SendStartHotspotMessage(int sessionId);
-    // Call it when an answer has arrived on the session. Returns true if a request waits on this session and the answer
-    // is the first one. The caller must then act on the answer and pass the result to CloseSessionCondition. Blocks
-    // while a request is being sent.
+    // ClaimAnswer must be called when an answer has arrived on the session. Returns true if a request waits on this
+    // session and the answer is the first one. The caller must then act on the answer and pass the result to
+    // CloseSessionCondition. Blocks while a request is being sent.
     bool ClaimAnswer(int sessionId);
     // Closes the session and posts the result to the request that waits on this session (AwaitedAnswer::Post).
     void CloseSessionCondition(int sessionId, int result);

@@ -17,13 +17,14 @@ struct EventInfo {
 
 class EventReport {
 public:
-    // These three events belong to the domain NETMANAGER_UE and are behaviour events, also the event of a failed start.
-    // The comment beside each function lists the parameters of its event.
+    // The following three events belong to the domain NETMANAGER_UE. All of them are behaviour events, also the event
+    // of a failed start. The comment beside each function lists the parameters of its event.
     static void SendStartDistNetworkBehaviorEvent(const EventInfo& info);  // DEVICE_ID
     static void SendStartDistNetworkSuccessEvent(const EventInfo& info);   // DEVICE_ID
     static void SendStartDistNetworkFailEvent(const EventInfo& info);  // DEVICE_ID, SESSION_ID, ERROR_TYPE, ERROR_MSG
 
-    // These two events belong to the domain NETMANAGER: a behaviour event without parameters, and a fault event.
+    // The following two events belong to the domain NETMANAGER. The first is a behaviour event without parameters, the
+    // second a fault event.
     static void SendGetRemoteDeviceInfoBehaviorEvent(const EventInfo& info);
     static void SendGetRemoteDeviceInfoFaultEvent(const EventInfo& info);  // ERROR_TYPE, ERROR_MSG
 };

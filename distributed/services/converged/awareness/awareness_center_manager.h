@@ -31,7 +31,7 @@ public:
     int32_t UnListen(const std::shared_ptr<AwarenessCenterCallback>& callback) override;
     int32_t GetCurrentNetInfo(NetInfo& info) override;
 
-    // InitAwarenessCenter runs these three functions in this order.
+    // InitAwarenessCenter runs the following three functions in this order.
     void InitSubAwarenessInstance();
     void InitSysAbilityStatusListener();  // does nothing if the status listener exists already
     void AddServiceIdListener();
@@ -40,7 +40,7 @@ public:
     // InitAwarenessCenter destroys it.
     SystemAwareness* GetSystemAwarenessInstance();
 
-    // Each of these handlers is called when the ability in its name is added or removed.
+    // Each of the following handlers is called when the ability in its name is added or removed.
     void HandleCommonEventServiceAdded();
     void HandleCommonEventServiceRemoved();
     void HandleSoftBusServiceAdded();
@@ -50,7 +50,8 @@ public:
     void HandleCollFwkServiceAdded();  // also called when a peer has started a collaboration
     void HandleCollFwkServiceRemoved() {}
 
-    // The handlers of the soft bus and the device manager call these two functions. Failures are logged.
+    // The handlers of the soft bus and the device manager call InitSoftbusAdapter and InitDmAdapter. Failures are
+    // logged.
     void InitSoftbusAdapter();
     void InitDmAdapter();
 
@@ -65,7 +66,8 @@ private:
     std::shared_ptr<SystemAwareness> systemAwareness_ GUARDED_BY(stateMutex_);
     sptr<SystemAbilityStatusListener> statusListener_ GUARDED_BY(stateMutex_);
 
-    // These two maps are filled before the status listener is subscribed. They do not change afterwards.
+    // sysAbilityAddedHandleMap_ and sysAbilityRemovedHandleMap_ are filled before the status listener is subscribed.
+    // They do not change afterwards.
     SysAbilityHandleMap sysAbilityAddedHandleMap_;
     SysAbilityHandleMap sysAbilityRemovedHandleMap_;
 

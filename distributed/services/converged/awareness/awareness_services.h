@@ -58,12 +58,12 @@ private:
     void NotifyBatteryLowChanged(const EventFwk::CommonEventData& data);
     void NotifyConnectivityChanged(const EventFwk::CommonEventData& data);
 
-    // Each of these functions reports a current state to one listener.
+    // Each of the following functions reports a current state to one listener.
     void HandleScreenStateChangedInner(const std::shared_ptr<AwarenessCenterCallback>& callback) const;
     void HandleBatteryLowChangedInner(const std::shared_ptr<AwarenessCenterCallback>& callback) const;
     void HandleConnectivityChangeInner(const std::shared_ptr<AwarenessCenterCallback>& callback) const;
 
-    // These three members do not change after construction.
+    // The following three members do not change after construction.
     std::vector<std::string> subscribedEventList_;
     std::map<std::string, EventHandle> eventHandleMap_;
     std::shared_ptr<EventGate> gate_;

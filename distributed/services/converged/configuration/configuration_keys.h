@@ -15,7 +15,7 @@ inline constexpr const char* KEY_NAME = "name";  // the service does not read th
 inline constexpr const char* KEY_USE_NETWORK = "use_network";
 inline constexpr const char* KEY_PROVIDE_NETWORK = "provide_network";
 inline constexpr const char* KEY_SCREEN_OFF_TIME = "screen_off_auto_close_time";
-// These two keys are part of the file format, but the service does not read them.
+// KEY_VERSION and KEY_SET are part of the file format, but the service does not read these keys.
 inline constexpr const char* KEY_VERSION = "version";
 inline constexpr const char* KEY_SET = "set";
 

@@ -31,8 +31,9 @@ public:
     // Parses the root of scenario.json. Returns false if the root has no "scenario" object, or if this object has no
     // "deviceCaps" array.
     bool ParseScenarioConfig(const cJSON* root);
-    // Both functions parse the elements of a "deviceCaps" array and skip invalid elements. They compare the keys of the
-    // elements without case for device.json, and with case for scenario.json.
+    // ParseDeviceCapsOfDevice and ParseDeviceCapsOfScenario parse the elements of a "deviceCaps" array and skip invalid
+    // elements. In device.json, the keys of the elements may have upper or lower case. In scenario.json, the case must
+    // match.
     void ParseDeviceCapsOfDevice(const cJSON* deviceCaps);
     void ParseDeviceCapsOfScenario(const cJSON* deviceCaps);
     void ClearConfig();

@@ -27,7 +27,8 @@ public:
 
     static bool GetBoolFromJsonObj(const cJSON* jsonObj, const std::string& key, bool* value);
 
-    // Both functions set *value to the member itself. The object jsonObj still owns the member.
+    // GetObjFromJsonObj and GetArrayFromJsonObj set *value to the member itself. The object jsonObj still owns the
+    // member.
     static bool GetObjFromJsonObj(const cJSON* jsonObj, const std::string& key, cJSON** value);
     static bool GetArrayFromJsonObj(const cJSON* jsonObj, const std::string& key, cJSON** value);
 

@@ -20,7 +20,7 @@ inline const std::string CLOSE = "close 7";
 inline const std::string DROPPED = " hotspot answer dropped: no request waits for it, sessionId = ";
 inline const std::string REQUEST("\x03\x02\x00", 3);
 
-// Returns the frame with which a peer answers after success.
+// Returns the frame of an answer in which a peer reports success.
 inline std::string AnswerOf(const std::string& ssid)
 {
     return Tests::ResponseFrame(R"({"RES": 0, "SSID": ")" + ssid + R"("})");

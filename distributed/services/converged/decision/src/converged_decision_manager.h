@@ -17,8 +17,8 @@ public:
     void DeInit();
     void InnerDeInit();
 
-    // Both functions call the function of DecisionCenter with the same name. It always fails and does not change its
-    // arguments.
+    // RequestPath and ReleasePath call the functions of DecisionCenter with the same names. Those functions always fail
+    // and do not change their arguments.
     int32_t RequestPath(uint16_t& pathType, int& pathId);
     int32_t ReleasePath(uint16_t& pathType, int& pathId);
 };

@@ -41,8 +41,8 @@ public:
     // Closes the shared network if both arguments are true. Otherwise does nothing.
     void CloseNetShare(bool isUseNetwork, bool isProvideNetwork);
 
-    // This version does not support network paths. Both functions return DISTNET_ERR_GENERAL and do not change their
-    // arguments.
+    // This version does not support network paths. RequestPath and ReleasePath always return DISTNET_ERR_GENERAL and do
+    // not change their arguments.
     int32_t RequestPath(uint16_t& pathType, int& pathId);
     int32_t ReleasePath(uint16_t& pathType, int& pathId);
 
@@ -58,7 +58,7 @@ private:
 
     const std::string moduleName_{"network_connectivity_ext"};
 
-    // These members are atomic, because task threads write them and any thread reads them.
+    // The following members are atomic, because task threads write them and any thread reads them.
     std::atomic<bool> isInitialized_{false};
     std::atomic<bool> isWifiConnected_{false};
     std::atomic<bool> isScreenOn_{false};
