@@ -52,8 +52,8 @@ Act TabletSends(const std::string& message, bool waits = true);
 Act StartWhile(const char* device, int signal, bool isServing);
 
 // The laptop runs collaboration_daemon and asks for a hotspot over the data channel of a collaboration. If isTablet is
-// false, it asks the phone; if isKilled is true, the phone was killed before. If isTablet is true, it asks a tablet
-// that answers with this frame. If the frame is empty, the tablet never becomes ready to receive.
+// false, the laptop asks the phone. If isKilled is true, the phone was killed before. If isTablet is true, the laptop
+// asks a tablet that answers with this frame. If the frame is empty, the tablet never becomes ready to receive.
 Act Collaborate(bool isKilled = false, bool isTablet = false, const std::string& frame = "");
 
 int32_t CollaborateBothWays(Stage& stage);

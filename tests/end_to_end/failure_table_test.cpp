@@ -212,7 +212,7 @@ const Outcome SILENT = NotServed("SendStartHotspotMessage wait over time|");
 INSTANTIATE_TEST_SUITE_P(
     Table, FailureTest,
     testing::ValuesIn(std::vector<Row>{
-        // Peers
+        // The following rows are about peers.
         Row{"PeerOfNoAccount", [](Stage& stage) { return stage.laptop.Ask(std::string(64, 'a')); },
             Outcome{DISTNET_ERR_GENERAL, "", OTHER_ACCOUNT}},
         Row{"Stranger", StartFromStranger, Outcome{DISTNET_ERR_GENERAL, "", ""}},
@@ -234,7 +234,7 @@ INSTANTIATE_TEST_SUITE_P(
             "faults.hotspot.is_active.delay_ms=300"},
         Row{"NobodyInSight", ListDevicesWithoutPhone,
             Outcome{DISTNET_ERR_NO_DEVICE, "", "GetAvailableDeviceListAsync deviceList empty|"}},
-        // Frames
+        // The following rows are about frames.
         Row{"AnswerGood", TabletSucceeds(), Succeeds()},
         Row{"AnswerLargest", TabletSucceeds(LARGEST_SENT_JSON), Succeeds()},
         Row{"AnswerLargerThanSent", TabletSucceeds(LARGEST_SENT_JSON + 1), Succeeds()},
@@ -254,7 +254,7 @@ INSTANTIATE_TEST_SUITE_P(
         Row{"RequestTwoBytes", TabletSends("\3\2"), Succeeds("", "OnBytesReceived param check failed|")},
         Row{"RequestHello", TabletSends(std::string("\1\2\0\3", 4)), Succeeds()},
         Row{"RequestUnknownType", TabletSends("\11\2\1"), Succeeds()},
-        // Radios and telephony
+        // The following rows are about radios and telephony.
         Row{"PeerQuery", Start, PeerFails("IsHotspotActive error: 5|"), "phone", "faults.hotspot.is_active.code=5"},
         Row{"PeerEnable", Start, PeerFails("Enable hotspot error: 5|"), "phone", "faults.hotspot.enable.code=5"},
         Row{"PeerConfig", Start, PeerFails("Get hotspot config error: 5|"), "phone",
@@ -288,7 +288,7 @@ INSTANTIATE_TEST_SUITE_P(
             "faults.telephony.radio_callback.code=5"},
         Row{"CellularData", Query("supportSmartHotSpot"), Outcome{0, ANSWERED, "IsCellularDataEnabled error, 5|"},
             "laptop", "faults.telephony.cellular_data.code=5"},
-        // Collaborations
+        // The following rows are about collaborations.
         Row{"CollaborationsBothWays", CollaborateBothWays, Outcome{0, "", ""}},
         Row{"CollaborationWithKilled", Collaborate(true),
             Outcome{DISTNET_ERR_COLLABORATION_START, StartFails(-100, "connect error", "0"),
@@ -313,7 +313,7 @@ INSTANTIATE_TEST_SUITE_P(
             NotExchanged(1004500116, "onDataReceived param check failed|SendStartHotspotMessage wait over time|")},
         Row{"CollaborationUnknownType", Collaborate(false, true, "\1\2\3"),
             NotExchanged(1004500116, "SendStartHotspotMessage wait over time|")},
-        // Callers
+        // The following rows are about callers.
         Row{"TokenOfAnother", Raw(0, 0, "Vexo.NetManagerStandard.IDistNetServicf"),
             Outcome{DISTNET_ERR_DESCRIPTOR_MISMATCH, "", "descriptor checked fail|"}},
         Row{"TokenTooLong", Raw(0, 0, "Vexo.NetManagerStandard.IDistNetService2"),
@@ -332,7 +332,7 @@ INSTANTIATE_TEST_SUITE_P(
                     "permission check failed, callerToken:[0-9]*, tokenType:2|permission check failed, *, tokenType:2|"
                     "permission denied!|"},
             "policy", R"("token_type": "shell", "system_app": true)"},
-        // Product files
+        // The following rows are about product files.
         Row{"NoDeviceFile", Start, Succeeds("Json file path error.|Load device config failed.|"), "product"},
         Row{"NoScenarioFile", StartWithProductFiles("{}"),
             Succeeds("Json file path error.|Load scenario config failed.|"), "product"},

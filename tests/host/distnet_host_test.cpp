@@ -41,7 +41,7 @@ protected:
     }
     ~HostAbility() override { SystemAbilityManagerClient::GetInstance().SetSystemAbilityManager(nullptr); }
 
-    // Returns the result code. The member reply receives the rest of the answer.
+    // Returns the result code. The rest of the answer is in the member variable reply.
     int32_t WaitForWifi(uint32_t attempt, Wifi::WifiLinkState state, uint32_t limitMs,
                         const CallerIdentity& identity = Security::IdentifySelf())
     {

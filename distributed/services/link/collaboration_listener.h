@@ -34,7 +34,7 @@ public:
     // A message without a handler is logged and ignored.
     void DataReceived(int sessionId, const char* data, unsigned int len);
 
-    // ---- Message handlers. They may use data only during the call.
+    // ---- Message handlers. Their parameter data is valid only during the call.
 
     // Opens the hotspot and sends the answer. If this device has no hotspot service, sends nothing, and the request of
     // the peer times out.

@@ -37,7 +37,7 @@ public:
     // message without a handler is ignored and not logged.
     void OnBytesReceived(int sessionId, const void* data, unsigned int len);
 
-    // ---- Message handlers. They may use data only during the call.
+    // ---- Message handlers. Their parameter data is valid only during the call.
     void HandleMessageHello(int sessionId, unsigned char* data, unsigned int len);
     void HandleMessageHelloResponse(int sessionId, unsigned char* data, unsigned int len);
     // Opens the hotspot and sends the answer. If this device has no hotspot service, sends nothing, and the request of

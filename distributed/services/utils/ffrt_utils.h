@@ -20,8 +20,7 @@ public:
 
     // Submits a task and returns at once.
     static void SubmitTask(const std::function<void()>& func);
-    // Submits a task. Blocks until this task has finished, and all earlier tasks that the calling thread or task has
-    // submitted.
+    // Submits a task. Blocks until this task and all earlier tasks of the calling thread or task have finished.
     static void SubmitTaskSync(const std::function<void()>& func);
     // Runs func as a task and waits at most timeoutMs for its end. Returns true if the task has finished in this time.
     // Otherwise the task continues, and everything that it refers to must live until the task has finished.
