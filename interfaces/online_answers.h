@@ -91,8 +91,8 @@ struct OnlineStep {
 enum class InternetState : uint8_t { UNKNOWN, YES, NO };
 enum class UplinkKind : uint8_t { NONE, MOBILE, WIRE, WIFI };
 enum class SharingObstacle : uint8_t { NONE, WIFI_OFF, WIFI_BLOCKED, NO_HOTSPOT };
-// Whether a device's owner lets the device that asks use the network. A refusal has the same name as in
-// OnlineFaultCode.
+// Whether a device allows the asking device to use its network. ASKS: the owner is asked first. The refusals
+// (NOT_ALLOWED and the values after it) have the same names in OnlineFaultCode.
 enum class SharingPermission : uint8_t { ALLOWED, ASKS, NOT_ALLOWED, NOT_ANSWERED, BATTERY_FLOOR, DATA_LIMIT };
 
 // The facts that a device reported about itself when it was asked last.

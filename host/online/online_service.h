@@ -1,5 +1,6 @@
-// OnlineService: implements Online (online.h). At most one job runs at a time, on a thread of the pool: an attempt, or
-// `distnetctl down`. Between jobs, a LeaseKeeper is active, and also automatic mode if it is on. Any thread may call.
+// OnlineService: implements Online (online.h). A job is an attempt to get online, or the work of `distnetctl down`.
+// Jobs run on a thread of the pool, at most one at a time. Between jobs, a LeaseKeeper is active while this device uses
+// another device's network. If automatic mode is on, it may start a job. Any thread may call.
 #pragma once
 
 #include <atomic>

@@ -67,8 +67,8 @@ Result<Certificate> EnsureAccountCertificate(const std::filesystem::path& folder
     return made;
 }
 
-// Returns the link keys of the given account from the folder, because other devices have the same keys. Creates the
-// first link key if the folder has none.
+// Returns the link keys of the given account. Keeps link keys that are in the folder, because other devices may have
+// them too. If the folder has none for this account, generates the first one.
 Result<LinkKeyRecord> EnsureLinkKeys(const std::filesystem::path& folder, X509* account)
 {
     const std::filesystem::path file = folder / LINK_KEY_FILE;

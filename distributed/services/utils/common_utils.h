@@ -9,7 +9,7 @@
 namespace Vexo::NetManagerStandard::CommonUtils {
 
 // Returns true if the caller holds the permission. A native process holds every permission. An application holds a
-// granted permission if its privilege level is system basic or system core. Any other caller, such as a shell, holds
+// granted permission if its privilege level is system_basic or system_core. Any other caller, such as a shell, holds
 // none. A refusal is logged.
 bool CheckPermission(const std::string& strPermission);
 

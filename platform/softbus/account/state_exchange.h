@@ -64,8 +64,8 @@ public:
     // Blocks until all work that was posted to the strand is done. Any thread except the reactor thread.
     void Drain() { strand_.Drain(); }
 
-    // Call for the HELLO of a device whose certificate was verified, after this device's own HELLO was queued. Sends
-    // the account state or the certificate that the other device does not have yet.
+    // Call this when a HELLO has arrived from a device whose certificate was verified. This device's own HELLO must
+    // already be queued. Sends the account state or the certificate that the other device does not have yet.
     Standing OnHello(Link& link, const Hello& hello);
     // Returns true while this device adopts a state.
     bool IsAdopting() const { return adopting_ > 0; }

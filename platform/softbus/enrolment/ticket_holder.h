@@ -66,7 +66,7 @@ private:
     void StartTimers();
     template <typename WorkOnReactor>
     void Post(WorkOnReactor work) EXCLUDES(mutex_);
-    // Update calls the function change with the status, and posts InvitationOptions::changed.
+    // Passes the status to the given function, which changes it. Then posts InvitationOptions::changed to the strand.
     template <typename Change>
     void Update(Change change) EXCLUDES(mutex_);
     void End(JoinFailure result, const std::string& why);
